@@ -1,0 +1,13 @@
+# cmake -DLIBRARY=file -DREADELF=readelf -P check_needed.cmake: fails when the library needs any other
+# than those of the C++ standard library.
+execute_process(COMMAND ${READELF} --dynamic --wide ${LIBRARY} OUTPUT_VARIABLE dynamic
+                COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*\\[([^\n]*)\\]" needed "${dynamic}")
+if(NOT needed)
+  message(FATAL_ERROR "no needed library found in ${LIBRARY}")
+endif()
+foreach(entry IN LISTS needed)
+  if(NOT entry MATCHES "\\[(libstdc\\+\\+|libm|libc|libgcc_s|ld-linux[-a-z0-9_]*|libgcov)\\.so")
+    message(FATAL_ERROR "the core needs ${entry}")
+  endif()
+endforeach()

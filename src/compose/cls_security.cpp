@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+// clsSecurity's building of a forward. Private members raise the mail store's faults; what is
+// handed out to callers is in cls_security_send.cpp.
+#include "compose/cls_security.h"
+
+#include <exception>
+
+#include "platform/text/text_case.h"
+#include "platform/text/utf8_text.h"
+#include "prefs/cls_pref.h"
+
+namespace relaybird {
+
+namespace {
+
+// A shorter sender address is nothing that anybody could reply to.
+constexpr std::size_t kShortestReplyAddress = 4;
+
+enum class KindGroup { kMail, kMeeting, kReport, kTask, kOther };
+
+KindGroup groupOf(const MailItem& item) {
+  const std::string kind = upperCase(item.ClassName());
+  if (kind == "MAILITEM") return KindGroup::kMail;
+  if (kind == "MEETINGITEM") return KindGroup::kMeeting;
+  if (kind == "REPORTITEM") return KindGroup::kReport;
+  for (const char* task : {"TASKREQUESTITEM", "TASKREQUESTACCEPTITEM", "TASKREQUESTDECLINEITEM",
+                           "TASKREQUESTUPDATEITEM"}) {
+    if (kind == task) return KindGroup::kTask;
+  }
+  return KindGroup::kOther;
+}
+
+}  // namespace
+
+clsSecurity::clsSecurity(ObjectFactory& objects, Purpose purpose)
+    : objects_(objects), purpose_(purpose) {}
+
+bool clsSecurity::SetPref(const clsPref& prefs) {
+  prefs_ = &prefs;
+  return true;
+}
+
+bool clsSecurity::MakeSafeInboxItem(const std::shared_ptr<MailItem>& item) {
+  try {
+    drop();
+    errorText_.clear();
+    if (build(item)) return true;
+  } catch (const std::exception& fault) {
+    errorText_ = fault.what();
+  }
+  // Nothing half-built may ever be sent.
+  mobjSafe_.reset();
+  sizeWithinLimit_ = false;
+  return false;
+}
+
+void clsSecurity::drop() {
+  inboxItem_.reset();
+  reader_.reset();
+  mobjSafe_.reset();
+  sizeWithinLimit_ = false;
+  textSize_ = 0;
+  attachmentsSize_ = 0;
+  senderName_.reset();
+  senderAddress_.reset();
+}
+
+clsSecurity::Settings clsSecurity::readSettings() const {
+  Settings settings;
+  if (prefs_ == nullptr || purpose_ == Purpose::kRead) return settings;
+  settings.limit = {prefs_->LimitFwdSize(), prefs_->GetFwdSizeLimit()};
+  settings.includeAttachments = prefs_->IncludeAttachments();
+  prefs_->GetFwdAddresses(settings.addresses);
+  settings.recipientType = prefs_->bolBccForward() ? RecipientType::kBlindCopy : RecipientType::kTo;
+  return settings;
+}
+
+bool clsSecurity::build(const std::shared_ptr<MailItem>& item) {
+  if (!item) throw MailStoreError("There is no item to forward");
+  const Settings settings = readSettings();
+  inboxItem_ = item;
+  bool built = false;
+  switch (groupOf(*item)) {
+    case KindGroup::kMail:
+      built = buildFromMail(settings);
+      break;
+    case KindGroup::kMeeting:
+      built = buildFromMeeting(settings);
+      break;
+    case KindGroup::kReport:
+      built = buildFromCopy(settings, "Administrator");
+      break;
+    case KindGroup::kTask:
+      built = buildFromCopy(settings, "task");
+      break;
+    case KindGroup::kOther:
+      break;
+  }
+  if (built && purpose_ == Purpose::kForward) addRecipients(settings);
+  return built;
+}
+
+bool clsSecurity::buildFromMail(const Settings& settings) {
+  const std::string body = wrapWithForward(prog_id::kSafeMailItem);
+  if (purpose_ == Purpose::kRead) return true;
+  if (!GetSafeItemSizes()) return false;
+  senderName();
+  const std::string sender = senderAddress();
+  if (cellPhone_) mobjSafe_->Item()->Body("[From:" + sender + "] " + body);
+  applySizeRule(settings);
+  setReplyTo(sender);
+  mobjSafe_->Subject(mobjSafe_->Subject());
+  mobjSafe_->Save();
+  return true;
+}
+
+bool clsSecurity::buildFromMeeting(const Settings& settings) {
+  wrapWithForward(prog_id::kSafeMeetingItem);
+  if (purpose_ == Purpose::kRead) return true;
+  if (!GetSafeItemSizes()) return false;
+  applySizeRule(settings);
+  senderName();
+  senderAddress();
+  return true;
+}
+
+// Reports and task requests cannot be forwarded as they are: a fresh mail carries their texts.
+bool clsSecurity::buildFromCopy(const Settings& settings, const char* sender) {
+  senderName_ = senderAddress_ = sender;
+  const auto fresh = createAs<MailItem>(objects_, prog_id::kMailItem);
+  mobjSafe_ = createAs<SafeItem>(objects_, prog_id::kSafeMailItem);
+  mobjSafe_->Item(fresh);
+  if (purpose_ == Purpose::kRead) return true;
+  const std::string subject = inboxItem_->Subject();
+  mobjSafe_->Subject(subject);
+  const std::string body = inboxItem_->Body();
+  mobjSafe_->Body(body);
+  textSize_ = textSizeOf(subject, body);
+  sizeWithinLimit_ = keepsWholeMegabytes(textSize_, settings.limit);
+  return true;
+}
+
+// Wraps the inbox item for reading and its forward for writing. Returns the inbox item's body,
+// which is read only for a forward.
+std::string clsSecurity::wrapWithForward(std::string_view safeItem) {
+  mobjSafe_ = createAs<SafeItem>(objects_, safeItem);
+  reader_ = createAs<SafeItem>(objects_, safeItem);
+  reader_->Item(inboxItem_);
+  std::string body;
+  if (purpose_ == Purpose::kForward) body = reader_->Body();
+  mobjSafe_->Item(inboxItem_->Forward());
+  return body;
+}
+
+void clsSecurity::applySizeRule(const Settings& settings) {
+  if (settings.includeAttachments) {
+    sizeWithinLimit_ = !settings.limit.applies ||
+                       keepsLimit(addedSizes(textSize_, attachmentsSize_), settings.limit);
+    return;
+  }
+  sizeWithinLimit_ = keepsLimit(textSize_, settings.limit);
+  const std::shared_ptr<Attachments> attachments = mobjSafe_->Attachments();
+  for (std::int32_t left = attachments->Count(); left > 0;) {
+    attachments->Item(1)->Delete();
+    const std::int32_t count = attachments->Count();
+    if (count >= left) throw MailStoreError("An attachment could not be removed");
+    left = count;
+  }
+}
+
+// A reply to the forward goes to the writer. Without this the forward is still worth sending.
+void clsSecurity::setReplyTo(const std::string& sender) {
+  if (characterCount(sender) < kShortestReplyAddress) return;
+  try {
+    const auto session = createAs<LibrarySession>(objects_, prog_id::kLibrarySession);
+    const auto application = createAs<Application>(objects_, prog_id::kApplication);
+    session->MAPIOBJECT(application->Session()->MAPIOBJECT());
+    const std::shared_ptr<Recipients> replyTo = mobjSafe_->ReplyRecipients();
+    replyTo->Add(sender);
+    static_cast<void>(replyTo->ResolveAll());
+  } catch (const std::exception&) {
+  }
+}
+
+void clsSecurity::addRecipients(const Settings& settings) {
+  if (settings.addresses.empty()) errorText_ = "No Recipients chosen to forward to";
+  const std::shared_ptr<Recipients> recipients = mobjSafe_->Recipients();
+  for (const std::string& address : settings.addresses) {
+    recipients->Add(address)->Type(settings.recipientType);
+  }
+}
+
+ItemReaderMaker itemReaders(ObjectFactory& objects) {
+  return [&objects] { return std::make_unique<clsSecurity>(objects, clsSecurity::Purpose::kRead); };
+}
+
+}  // namespace relaybird

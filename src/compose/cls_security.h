@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+// clsSecurity turns one inbox item into a ready-to-send forward and sends it, reading and writing
+// items only through safe items, so that no security prompt of the mail application stops it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "compose/size_rule.h"
+#include "engine/mail_store.h"
+#include "prefs/item_reader.h"
+#include "prefs/preference_fields.h"
+
+namespace relaybird {
+
+class clsPref;
+
+/// One builder serves one pass; it drops what it holds whenever it is handed the next item.
+/// Failures are a false result and errorText(); only the four readers of the inbox item throw,
+/// MailStoreError.
+class clsSecurity : public ItemReader {
+ public:
+  /// Whether MakeSafeInboxItem builds the forward (measured, stripped, addressed, saved) or wraps
+  /// the item just far enough to read it, which is all that a rule needs of an item that may never
+  /// leave.
+  enum class Purpose { kForward, kRead };
+
+  explicit clsSecurity(ObjectFactory& objects, Purpose purpose = Purpose::kForward);
+
+  /// Always true. The preferences must outlive the builder's use. Without any there is no size
+  /// limit and nobody to forward to.
+  bool SetPref(const clsPref& prefs) override;
+  /// Selects the short cell-phone format for the forwards to come.
+  void setFormatForCellPhone(bool cellPhone) { cellPhone_ = cellPhone; }
+
+  /// False for an item of a kind that cannot be forwarded, without a text, and after any fault,
+  /// with the fault's description; there is no forward then. True, but with a text, when there is
+  /// nobody to forward to.
+  bool MakeSafeInboxItem(const std::shared_ptr<MailItem>& item) override;
+  /// Whether the last forward built keeps the size limit.
+  bool sizeWithinLimit() const { return sizeWithinLimit_; }
+  std::string errorText() const override { return errorText_; }
+
+  /// Resolves the recipients, hands the forward to the outbox and asks for delivery. False when one
+  /// recipient cannot be resolved, and nothing was sent then, or after a fault; a fault in the
+  /// delivery leaves the forward in the outbox.
+  bool send();
+  /// Measures the forward as it now is. False with a text when there is none, or of a wrong class.
+  bool GetSafeItemSizes();
+  std::int32_t textSize() const { return textSize_; }                ///< characters
+  std::int32_t attachmentsSize() const { return attachmentsSize_; }  ///< bytes
+
+  /// Of the forward; empty when there is none, and after a fault, whose description is errorText().
+  std::string GetSafeItemSubject();
+  std::string GetSafeItemBody();
+  std::string GetSafeItemEmailId();
+
+  /// Of the inbox item handed over last, as it is; a report's sender is "Administrator" and a task
+  /// request's "task".
+  std::string inboxSubject() override;
+  std::string inboxBody() override;
+  std::string senderName() override;
+  std::string senderAddress() override;
+
+ private:
+  /// What the preferences say to one forward.
+  struct Settings {
+    SizeLimit limit;
+    bool includeAttachments = true;
+    StringList addresses;
+    RecipientType recipientType = RecipientType::kTo;
+  };
+
+  void drop();
+  Settings readSettings() const;
+  bool build(const std::shared_ptr<MailItem>& item);
+  bool buildFromMail(const Settings& settings);
+  bool buildFromMeeting(const Settings& settings);
+  bool buildFromCopy(const Settings& settings, const char* sender);
+  std::string wrapWithForward(std::string_view safeItem);
+  void applySizeRule(const Settings& settings);
+  void setReplyTo(const std::string& sender);
+  void addRecipients(const Settings& settings);
+  std::string ofForward(std::string (*read)(SafeItem& forward));
+  SafeItem& madeForward() const;
+  MailItem& readable() const;
+
+  ObjectFactory& objects_;
+  Purpose purpose_;
+  const clsPref* prefs_ = nullptr;
+  bool cellPhone_ = false;
+
+  std::shared_ptr<MailItem> inboxItem_;
+  std::shared_ptr<SafeItem> reader_;    ///< wraps the inbox item
+  std::shared_ptr<SafeItem> mobjSafe_;  ///< wraps the forward
+  bool sizeWithinLimit_ = false;
+  std::string errorText_;
+  std::int32_t textSize_ = 0;
+  std::int32_t attachmentsSize_ = 0;
+  std::optional<std::string> senderName_;  ///< read when first needed
+  std::optional<std::string> senderAddress_;
+};
+
+/// Readers for the forwarding rules: builders that only read. The factory must outlive them.
+ItemReaderMaker itemReaders(ObjectFactory& objects);
+
+}  // namespace relaybird

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+#include "engine/check_schedule.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "engine/inbox_pass.h"
+#include "platform/text/number_text.h"
+
+namespace relaybird {
+namespace {
+
+constexpr std::chrono::milliseconds kMinute{60000};
+constexpr std::chrono::milliseconds kSyncWatch{10000};
+constexpr std::chrono::seconds kSyncGivenUpAfter{900};
+/// A mailbox is never looked at more often than this, whatever a hand-edited preference file says.
+constexpr std::int32_t kFewestMinutes = 2;
+
+}  // namespace
+
+CheckSchedule::CheckSchedule(ScheduleWorld world, EngineState& state, StatusDisplay& status,
+                             MailSession& session, InboxPass& pass)
+    : world_(world),
+      state_(state),
+      status_(status),
+      session_(session),
+      pass_(pass),
+      tmrMinute_(world.timers.makeTimer(kMinute, [this] { tmrMinuteTick(); })),
+      tmrSync_(world.timers.makeTimer(kMinute, [this] { tmrSyncTick(); })) {}
+
+void CheckSchedule::startCountdown() {
+  resetMinutesLeft();
+  tmrMinute_->setEnabled(true);
+}
+
+void CheckSchedule::stopCountdown() {
+  tmrMinute_->setEnabled(false);
+}
+
+void CheckSchedule::resetMinutesLeft() {
+  const auto minutes = toInt32(roundHalfEven(world_.prefs.GetMinLeft()));
+  state_.minutesLeft =
+      std::max(minutes.value_or(std::numeric_limits<std::int32_t>::max()), kFewestMinutes);
+  showMinutesLeft();
+}
+
+void CheckSchedule::showMinutesLeft() {
+  world_.display.txtMinToNextFwd(std::to_string(state_.minutesLeft));
+}
+
+void CheckSchedule::tmrMinuteTick() {
+  if (state_.minutesLeft > 0) {
+    --state_.minutesLeft;
+    showMinutesLeft();
+  }
+  if (state_.minutesLeft == 0 && !state_.m_bBusyFwd && !state_.syncBusy) {
+    ForwardTrigger();
+    resetMinutesLeft();
+  }
+}
+
+void CheckSchedule::ForwardTrigger() {
+  world_.trace.trace("ForwardTrigger Entered");
+  const auto refuse = [this](const char* why) {
+    world_.log.AddToLog(world_.clock.toText(world_.clock.now()) + "-->" + why);
+    pass_.endTestCycle();
+  };
+  if (state_.m_bBusyFwd) {
+    refuse("Could not check emails because still busy from previous check");
+  } else if (state_.syncBusy) {
+    refuse("Could not check emails because currently busy synchronizing inbox");
+  } else if (!session_.IsOutlookOpen()) {
+    SyncStart();
+  } else {
+    pass_.ForwardMail();
+  }
+}
+
+void CheckSchedule::SyncStart(bool sendSync) {
+  if (insideSyncEnd_ && sendSync) {
+    sendSyncWaits_ = true;
+    return;
+  }
+  world_.trace.trace("SyncStart Entered");
+  if (session_.ResetOlkObj(true, true, false) < kSessionReady) {
+    failSync(session_.errorText(), session_.storeWords());
+    return;
+  }
+  state_.syncStartTime = world_.clock.now();
+  state_.syncBusy = true;
+  state_.sendSync = state_.sendSync || sendSync;
+  tmrSync_->setInterval(kSyncWatch);
+  tmrSync_->setEnabled(true);
+  status_.showSynchronizing();
+  try {
+    session_.syncObject()->Start();
+  } catch (const MailStoreError& error) {
+    state_.syncBusy = false;
+    state_.sendSync = false;
+    tmrSync_->setEnabled(false);
+    // The application may have gone away; the next check then opens it afresh.
+    session_.release();
+    failSync(error.what(), {});
+    status_.SetStatusToPreset();
+  }
+}
+
+void CheckSchedule::failSync(const std::string& text, const std::string& storeWords) {
+  const std::string now = world_.clock.toText(world_.clock.now());
+  world_.log.AddToLog(now + "--> Inbox Sync failed: " + text);
+  if (!storeWords.empty()) {
+    world_.log.AddToLog(now + "--> " + storeWords);
+  }
+  pass_.endTestCycle();
+}
+
+void CheckSchedule::m_sync_SyncEnd() {
+  world_.trace.trace(std::string("SyncEnd Entered (busy=") + (state_.syncBusy ? "true" : "false") +
+                     ")");
+  if (!state_.syncBusy) {
+    world_.trace.trace("m_sync_SyncEnd - Busy is false so exit");
+    state_.sendSync = false;
+    pass_.endTestCycle();
+    return;
+  }
+  tmrSync_->setEnabled(false);
+  if (state_.sendSync) {
+    world_.trace.trace("m_sync_SyncEnd-WasBusySendSync-NowReset+Exit");
+    state_.sendSync = false;
+    state_.syncBusy = false;
+    pass_.endTestCycle();
+    return;
+  }
+  finishInboxSync();
+}
+
+void CheckSchedule::finishInboxSync() {
+  insideSyncEnd_ = true;
+  pass_.ForwardMail();
+  insideSyncEnd_ = false;
+  state_.syncBusy = false;
+  if (sendSyncWaits_) {
+    sendSyncWaits_ = false;
+    SyncStart(true);
+  }
+}
+
+void CheckSchedule::tmrSyncTick() {
+  world_.trace.trace("TmrSync Entered");
+  if (world_.clock.now() - state_.syncStartTime >= kSyncGivenUpAfter) {
+    giveUpSync();
+  }
+}
+
+void CheckSchedule::giveUpSync() {
+  state_.syncBusy = false;
+  tmrSync_->setEnabled(false);
+  const std::string now = world_.clock.toText(world_.clock.now());
+  if (state_.sendSync) {
+    world_.log.AddToLog(now + "--> Send/receive synchronization timed out.");
+    world_.trace.trace("TmrSync timed out for a send sync");
+    state_.sendSync = false;
+    return;
+  }
+  world_.log.AddToLog(now + "--> Inbox synchronization timed out.");
+  world_.trace.trace("TmrSync timed out for an inbox sync");
+  world_.trace.trace("TmrSync To Trigger Fwd now");
+  pass_.ForwardMail();
+}
+
+}  // namespace relaybird

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+// When a check runs, and the send/receive around it: a minute timer counts down to the next check;
+// a check runs its pass at once while the mail application is open, or first has it synchronise; a
+// pass that sent something is followed by a synchronisation that sends; one that never ends is
+// given up.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "engine/engine_state.h"
+#include "engine/mail_session.h"
+#include "engine/report/activity_log.h"
+#include "engine/report/engine_display.h"
+#include "engine/report/status_display.h"
+#include "platform/clock.h"
+#include "platform/event_queue.h"
+#include "prefs/cls_pref.h"
+
+namespace relaybird {
+
+class InboxPass;
+
+/// What the schedule works with. All must outlive it.
+struct ScheduleWorld {
+  const clsPref& prefs;
+  EngineDisplay& display;
+  ActivityLog& log;
+  TraceLog& trace;
+  const Clock& clock;
+  TimerMaker& timers;
+};
+
+class CheckSchedule {
+ public:
+  CheckSchedule(ScheduleWorld world, EngineState& state, StatusDisplay& status,
+                MailSession& session, InboxPass& pass);
+
+  /// Asks for a check now. Refused and logged while a pass or a synchronisation runs.
+  void ForwardTrigger();
+  /// Starts a synchronisation; `sendSync` when it is there to send the forwards of a pass. A
+  /// failure is logged.
+  void SyncStart(bool sendSync = false);
+  /// Handles the end of a synchronisation, ours or the user's.
+  void m_sync_SyncEnd();
+
+  /// Sets the minutes to the next check from the preferences, shows them and starts counting.
+  void startCountdown();
+  /// Stops counting. The field is left to the caller.
+  void stopCountdown();
+
+ private:
+  void tmrMinuteTick();
+  void tmrSyncTick();
+  void resetMinutesLeft();
+  void showMinutesLeft();
+  void finishInboxSync();
+  void giveUpSync();
+  void failSync(const std::string& text, const std::string& storeWords);
+
+  ScheduleWorld world_;
+  EngineState& state_;
+  StatusDisplay& status_;
+  MailSession& session_;
+  InboxPass& pass_;
+  /// While the end of an inbox synchronisation is being handled, its flag still stands; a send
+  /// synchronisation asked for by the pass then waits until the flag is cleared.
+  bool insideSyncEnd_ = false;
+  bool sendSyncWaits_ = false;
+  std::unique_ptr<Timer> tmrMinute_;
+  std::unique_ptr<Timer> tmrSync_;
+};
+
+}  // namespace relaybird

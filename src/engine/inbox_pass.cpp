@@ -1,0 +1,293 @@
+// SPDX-License-Identifier: MIT
+#include "engine/inbox_pass.h"
+
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "engine/item_kinds.h"
+#include "engine/store/text_dictionary.h"
+#include "platform/text/number_text.h"
+
+namespace relaybird {
+namespace {
+
+/// Time for the mail application to take over what was sent before anything else is asked of it.
+constexpr std::chrono::milliseconds kPauseAfterPass{3000};
+/// A shorter reason is none, and is not worth a line.
+constexpr std::size_t kShortestReason = 2;
+
+/// Counts are 16 bits wide; one that does not fit is an error, never a wrap.
+std::int16_t toCount(double value) {
+  const auto count = toInt16(value);
+  if (!count) {
+    throw std::overflow_error("Overflow");
+  }
+  return *count;
+}
+
+}  // namespace
+
+/// What one pass carries from item to item. The reason is one text for the whole pass on purpose:
+/// it is never cleared in between, so an item that is skipped without a reason of its own reports
+/// the last one written.
+struct InboxPass::Walk {
+  std::shared_ptr<ItemCollection> items;
+  std::int16_t count = 0;
+  clsSecurity builder;
+  std::string reason;
+};
+
+/// How the attempt to forward one item ended. `sent` false without a failure is an item too large.
+struct InboxPass::Attempt {
+  bool sent = false;
+  std::optional<std::string> failure;
+};
+
+InboxPass::InboxPass(PassWorld world, EngineState& state, StatusDisplay& status,
+                     MailSession& session, std::function<void()> startSendSync)
+    : world_(world),
+      state_(state),
+      status_(status),
+      session_(session),
+      startSendSync_(std::move(startSendSync)) {
+  ResetIgnoreList();
+}
+
+void InboxPass::ResetIgnoreList() {
+  dicEmailsToIgnore_ = std::make_shared<TextDictionary>();
+}
+
+void InboxPass::endTestCycle() {
+  if (state_.testCycle) {
+    state_.testCycle = false;
+    world_.display.cmdForwardNow(true);
+  }
+}
+
+void InboxPass::ForwardMail() {
+  try {
+    pass();
+  } catch (const std::exception& error) {
+    fault(error.what());
+  }
+}
+
+void InboxPass::pass() {
+  world_.trace.trace("Forward Entered");
+  state_.forwardedThisPass = 0;
+  state_.lastPassCompleted = false;
+  if (!sessionReady()) {
+    endTestCycle();
+    return;
+  }
+  state_.m_bBusyFwd = true;
+  status_.SetStatusToPreset(kStatusChecking);
+  state_.passStartTime = world_.clock.now();
+  world_.log.AddToLog("Started Email Check at " + nowText());
+
+  auto items = unreadItems();
+  const std::int16_t count = toCount(items->Count());
+  trace("New clsSecurity _pre");
+  Walk walk{std::move(items), count, clsSecurity(world_.objects), {}};
+  trace("New clsSecurity _post");
+  walk.builder.setFormatForCellPhone(world_.prefs.bolFormatForCellPhone());
+  if (count == 0) {
+    status_.SetStatusToPreset(kStatusCompletedNothingNew);
+  }
+  const bool walkedToTheEnd = walkItems(walk);
+  state_.lastPassCompleted = true;
+  if (walkedToTheEnd) {
+    finish();
+  }
+  endTestCycle();
+}
+
+bool InboxPass::sessionReady() {
+  trace("ResetOlkObj_pre");
+  const std::int16_t result = session_.ResetOlkObj(true, false, true);
+  trace("ResetOlkObj_post");
+  if (result < kSessionReady) {
+    world_.log.AddToLog(nowText() + "--> Email check aborted: " + session_.errorText());
+    if (!session_.storeWords().empty()) {
+      world_.log.AddToLog(nowText() + "--> " + session_.storeWords());
+    }
+    // The name in this text was never filled in; users know the line as it is.
+    status_.SetStatusLabel("Last email check aborted: & m_sErr");
+    return false;
+  }
+  if (state_.m_bBusyFwd) {
+    world_.log.AddToLog(nowText() + "--> Email check aborted: Didn't finish prev. check yet");
+    return false;
+  }
+  return true;
+}
+
+std::shared_ptr<ItemCollection> InboxPass::unreadItems() {
+  trace("Set vItems to unread _pre");
+  auto items = session_.inbox()->Items()->Restrict(std::string(kUnreadFilter));
+  trace("Set vItems to unread _post");
+  return items;
+}
+
+/// Visits every item, the last one first. False when the maximum ended the pass.
+bool InboxPass::walkItems(Walk& walk) {
+  world_.display.repaint();
+  const std::string ofCount = " of " + std::to_string(walk.count);
+  if (world_.log.verbose()) {
+    world_.log.AddToLogV("ForwardMail->EnteringItemLoop (" + std::to_string(walk.count) +
+                         " items)");
+  }
+  for (std::int32_t i = walk.count; i >= 1; --i) {
+    if (maximumReached()) {
+      status_.SetStatusToPreset(kStatusMaximumReached);
+      world_.log.AddToLog("Stopped - already forwarded maximum number of emails allowed.");
+      state_.m_bBusyFwd = false;
+      return false;
+    }
+    status_.SetStatusLabel("Checking unread item " + std::to_string(walk.count - i + 1) + ofCount);
+    world_.display.repaint();
+    visit(walk, walk.items->Item(i));
+  }
+  return true;
+}
+
+bool InboxPass::maximumReached() const {
+  return numericPrefix(world_.display.txtNumberForwarded()) >= world_.prefs.GetMaxNumToForward();
+}
+
+void InboxPass::visit(Walk& walk, const std::shared_ptr<MailItem>& item) {
+  const std::string entryId = item->EntryID();
+  const bool forwardIt = decide(walk, item, entryId);
+  item->UnRead(!forwardIt);
+  if (forwardIt) {
+    forward(walk, item, entryId);
+  } else if (walk.reason.size() >= kShortestReason) {
+    world_.log.AddToLog(item->Subject() + " at " + nowText() + " not forwarded because " +
+                        walk.reason);
+    ignore(entryId);
+  }
+}
+
+/// The ignore list comes first: an item that stands there costs one look-up and is not read.
+bool InboxPass::decide(Walk& walk, const std::shared_ptr<MailItem>& item,
+                       const std::string& entryId) {
+  if (isIgnored(entryId) || !ValidateInboxType(*item)) {
+    return false;
+  }
+  if (world_.prefs.bolIgnoreExistingMsg() && arrivedBeforeActivation(*item)) {
+    ignore(entryId);
+    walk.reason = "message received before Relaybird activated";
+    return false;
+  }
+  return rulesAllow(walk, item, entryId);
+}
+
+bool InboxPass::arrivedBeforeActivation(MailItem& item) const {
+  return GetRelevantDate(item) <= state_.activationTime;
+}
+
+bool InboxPass::rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item,
+                           const std::string& entryId) {
+  bool allowed = false;
+  if (world_.prefs.intShouldForward(item, allowed, walk.reason) < 1) {
+    walk.reason = world_.prefs.lastReason();
+    ignoreTraced(entryId);
+    return false;
+  }
+  if (!allowed) {
+    ignore(entryId);
+  }
+  return allowed;
+}
+
+void InboxPass::forward(Walk& walk, const std::shared_ptr<MailItem>& item,
+                        const std::string& entryId) {
+  const Attempt outcome = attempt(walk, item);
+  item->UnRead(false);
+  if (outcome.failure) {
+    world_.log.AddToLog("Tried but failed to forward " + item->Subject() + " at " + nowText() +
+                        "; Problem was: " + *outcome.failure);
+    ignore(entryId);
+  } else if (outcome.sent) {
+    world_.log.AddToLog("forwarded " + item->Subject() + " at " + nowText());
+    countForward();
+  } else {
+    world_.log.AddToLog(item->Subject() + " at " + nowText() + " not forwarded because size " +
+                        "above specified limit.");
+    ignore(entryId);
+  }
+}
+
+InboxPass::Attempt InboxPass::attempt(Walk& walk, const std::shared_ptr<MailItem>& item) {
+  clsSecurity& builder = walk.builder;
+  if (!builder.SetPref(world_.prefs) || !builder.MakeSafeInboxItem(item)) {
+    return {false, builder.errorText()};
+  }
+  if (!builder.sizeWithinLimit()) {
+    return {};
+  }
+  if (!builder.send()) {
+    return {false, builder.errorText()};
+  }
+  state_.forwardedThisPass = toCount(state_.forwardedThisPass + 1.0);
+  return {true, std::nullopt};
+}
+
+void InboxPass::countForward() {
+  const double count = numericPrefix(world_.display.txtNumberForwarded()) + 1;
+  world_.display.txtNumberForwarded(std::to_string(toCount(count)));
+}
+
+void InboxPass::finish() {
+  world_.log.AddToLog("Completed Email Check at " + nowText());
+  status_.SetStatusToPreset(kStatusCompleted);
+  world_.sleeper.sleep(kPauseAfterPass);
+  state_.m_bBusyFwd = false;
+  if (state_.forwardedThisPass > 0) {
+    trace("SyncStart True _pre");
+    startSendSync_();
+    trace("SyncStart True _post");
+  }
+}
+
+void InboxPass::fault(const std::string& description) {
+  world_.log.AddToLog("An Error occured at " + nowText() + " --> " + description);
+  state_.m_bBusyFwd = false;
+  if (!session_.IsOutlookOpen()) {
+    // The application went away under the pass; the next one opens it afresh.
+    session_.release();
+  }
+  endTestCycle();
+}
+
+bool InboxPass::isIgnored(const std::string& entryId) const {
+  return !entryId.empty() && dicEmailsToIgnore_->Exists(entryId);
+}
+
+void InboxPass::ignore(const std::string& entryId) {
+  if (!entryId.empty() && !dicEmailsToIgnore_->Exists(entryId)) {
+    dicEmailsToIgnore_->Add(entryId, entryId);
+  }
+}
+
+void InboxPass::ignoreTraced(const std::string& entryId) {
+  if (entryId.empty()) {
+    return;
+  }
+  trace("dicEmailsToIgnore.Exists(sEmailId)_pre");
+  if (!dicEmailsToIgnore_->Exists(entryId)) {
+    trace("dicEmailsToIgnore.Add_pre");
+    dicEmailsToIgnore_->Add(entryId, entryId);
+    trace("dicEmailsToIgnore.Add_post");
+  }
+  trace("dicEmailsToIgnore.Exists(sEmailId)_post");
+}
+
+void InboxPass::trace(const char* step) {
+  if (world_.log.verbose()) {
+    world_.log.AddToLogV(std::string("ForwardMail->") + step);
+  }
+}
+
+}  // namespace relaybird

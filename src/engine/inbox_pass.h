@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+// One pass over the unread items of the inbox: decides for each whether it is forwarded, has the
+// forward built and sent, marks the item, and says in the activity log what was done and why not.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "compose/cls_security.h"
+#include "engine/engine_state.h"
+#include "engine/mail_session.h"
+#include "engine/mail_store.h"
+#include "engine/report/activity_log.h"
+#include "engine/report/engine_display.h"
+#include "engine/report/status_display.h"
+#include "platform/clock.h"
+#include "prefs/cls_pref.h"
+
+namespace relaybird {
+
+/// What a pass works with. All must outlive it.
+struct PassWorld {
+  ObjectFactory& objects;
+  clsPref& prefs;
+  EngineDisplay& display;
+  ActivityLog& log;
+  TraceLog& trace;
+  const Clock& clock;
+  Sleeper& sleeper;
+};
+
+class InboxPass {
+ public:
+  /// `startSendSync` starts the synchronisation that sends what a pass has forwarded.
+  InboxPass(PassWorld world, EngineState& state, StatusDisplay& status, MailSession& session,
+            std::function<void()> startSendSync);
+
+  /// One pass. Refused and logged while another one runs. All outcomes, faults of the store
+  /// included, go to the log, the status line and the counters; nothing is thrown.
+  void ForwardMail();
+
+  /// Forgets which items have been decided on. Called whenever forwarding is switched on or tested.
+  void ResetIgnoreList();
+
+  /// Ends a test cycle, if one runs: its command can be used again.
+  void endTestCycle();
+
+ private:
+  struct Walk;
+  struct Attempt;
+
+  void pass();
+  bool sessionReady();
+  std::shared_ptr<ItemCollection> unreadItems();
+  bool walkItems(Walk& walk);
+  void visit(Walk& walk, const std::shared_ptr<MailItem>& item);
+  bool decide(Walk& walk, const std::shared_ptr<MailItem>& item, const std::string& entryId);
+  bool arrivedBeforeActivation(MailItem& item) const;
+  bool rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item, const std::string& entryId);
+  void forward(Walk& walk, const std::shared_ptr<MailItem>& item, const std::string& entryId);
+  Attempt attempt(Walk& walk, const std::shared_ptr<MailItem>& item);
+  bool maximumReached() const;
+  void countForward();
+  void finish();
+  void fault(const std::string& description);
+
+  bool isIgnored(const std::string& entryId) const;
+  void ignore(const std::string& entryId);
+  void ignoreTraced(const std::string& entryId);
+  void trace(const char* step);
+  std::string nowText() const { return world_.clock.toText(world_.clock.now()); }
+
+  PassWorld world_;
+  EngineState& state_;
+  StatusDisplay& status_;
+  MailSession& session_;
+  std::function<void()> startSendSync_;
+  std::shared_ptr<Dictionary> dicEmailsToIgnore_;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+#include "engine/mail_session.h"
+
+#include <utility>
+
+#include "platform/text/number_text.h"
+
+namespace relaybird {
+namespace {
+
+constexpr std::string_view kNoApplicationText =
+    "Could not start up Microsoft Outlook (please verify that MS-Outlook is installed and "
+    "configured "
+    "correctly on this PC).";
+constexpr std::string_view kNoNamespaceText = "Problem retrieving Outlook MAPI object";
+constexpr std::string_view kLogonFailedText = "Problem logging into Outlook";
+constexpr std::string_view kNoInboxText = "Could not retrieve Outlook inbox";
+constexpr std::string_view kNoSyncText = "Error retrieving Outlook synchronization";
+
+/// The synchronisation object of the default send/receive group.
+constexpr std::int32_t kDefaultSync = 1;
+
+}  // namespace
+
+/// A step that failed: the result to report and its fixed text.
+struct MailSession::Failure {
+  SessionResult result;
+  std::string_view text;
+  std::string storeWords;
+};
+
+MailSession::MailSession(ObjectFactory& objects, const EngineState& state, StatusDisplay& status,
+                         std::function<void()> onSyncEnd)
+    : objects_(objects), state_(state), status_(status), onSyncEnd_(std::move(onSyncEnd)) {}
+
+MailSession::~MailSession() {
+  release();
+}
+
+std::int16_t MailSession::ResetOlkObj(bool getInbox, bool getSync, bool showStatus) {
+  errorText_.clear();
+  storeWords_.clear();
+  try {
+    const bool newApplication = !application_;
+    if (newApplication) {
+      openApplication(showStatus);
+    }
+    const bool newNamespace = newApplication || !namespace_;
+    if (newNamespace) {
+      openNamespace(showStatus);
+    }
+    if (getInbox && (newNamespace || !inbox_)) {
+      openInbox(showStatus);
+    }
+    if (getSync) {
+      if (state_.syncBusy) {
+        return kSessionSyncRunning;
+      }
+      openSync();
+    }
+    return kSessionReady;
+  } catch (const Failure& failure) {
+    errorText_ = failure.text;
+    storeWords_ = failure.storeWords;
+    return failure.result;
+  }
+}
+
+void MailSession::openApplication(bool showStatus) {
+  if (showStatus) {
+    status_.SetStatusLabel("Activating Outlook...");
+  }
+  try {
+    application_ = createAs<Application>(objects_, prog_id::kApplication);
+  } catch (const MailStoreError& error) {
+    throw Failure{kSessionNoApplication, kNoApplicationText, error.what()};
+  }
+}
+
+void MailSession::openNamespace(bool showStatus) {
+  namespace_.reset();
+  if (showStatus) {
+    status_.SetStatusLabel("Performing Outlook Email Logon...");
+  }
+  try {
+    namespace_ = application_->GetNamespace("MAPI");
+  } catch (const MailLogonError& error) {
+    throw Failure{kSessionLogonFailed, kLogonFailedText, error.what()};
+  } catch (const MailStoreError& error) {
+    throw Failure{kSessionNoNamespace, kNoNamespaceText, error.what()};
+  }
+  if (!namespace_) {
+    throw Failure{kSessionNoNamespace, kNoNamespaceText, {}};
+  }
+}
+
+void MailSession::openInbox(bool showStatus) {
+  inbox_.reset();
+  if (showStatus) {
+    status_.SetStatusLabel("Accessing Outlook Inbox...");
+  }
+  try {
+    inbox_ = namespace_->GetDefaultInbox();
+  } catch (const MailStoreError& error) {
+    throw Failure{kSessionNoInbox, kNoInboxText, error.what()};
+  }
+  if (!inbox_) {
+    throw Failure{kSessionNoInbox, kNoInboxText, {}};
+  }
+}
+
+void MailSession::openSync() {
+  try {
+    auto sync = namespace_->SyncObjects()->Item(kDefaultSync);
+    if (sync != sync_) {
+      sync->onSyncEnd(onSyncEnd_);
+      sync_ = std::move(sync);
+    }
+  } catch (const MailStoreError& error) {
+    throw Failure{kSessionNoSync, kNoSyncText, error.what()};
+  }
+}
+
+bool MailSession::IsOutlookOpen() const {
+  if (!application_) {
+    return false;
+  }
+  try {
+    (void)application_->Version();
+    return true;
+  } catch (const MailStoreError&) {
+    return false;
+  }
+}
+
+void MailSession::release() {
+  if (sync_) {
+    try {
+      sync_->onSyncEnd({});
+    } catch (const MailStoreError&) {
+      // A store that has gone away raises no more events.
+    }
+  }
+  sync_.reset();
+  inbox_.reset();
+  namespace_.reset();
+  application_.reset();
+}
+
+bool CheckOlkVer(std::string_view version) {
+  return version.size() > 2 && numericPrefix(version.substr(0, 2)) > 9;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+// The session with the mail application: the objects that a pass and a synchronisation work on.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/engine_state.h"
+#include "engine/mail_store.h"
+#include "engine/report/status_display.h"
+
+namespace relaybird {
+
+/// Results of ResetOlkObj.
+enum SessionResult : std::int16_t {
+  kSessionReady = 1,
+  kSessionSyncRunning = 0,
+  kSessionNoApplication = -1,
+  kSessionNoNamespace = -2,
+  kSessionLogonFailed = -3,
+  kSessionNoInbox = -4,
+  kSessionNoSync = -5,
+};
+
+class MailSession {
+ public:
+  /// `onSyncEnd` handles the end of every synchronisation, also of one that the user started.
+  MailSession(ObjectFactory& objects, const EngineState& state, StatusDisplay& status,
+              std::function<void()> onSyncEnd);
+  ~MailSession();
+  MailSession(const MailSession&) = delete;
+  MailSession& operator=(const MailSession&) = delete;
+
+  /// Makes sure of the application and its namespace, on demand also of the inbox and of the
+  /// synchronisation object, making only what is missing. Returns a SessionResult; what was
+  /// obtained before a failure is kept, so that the next call goes on from there. `showStatus` puts
+  /// each step into the status line. Throws nothing of the store.
+  std::int16_t ResetOlkObj(bool getInbox, bool getSync, bool showStatus);
+  /// Whether the held application still answers; false when none is held.
+  bool IsOutlookOpen() const;
+  /// Drops every object, so that the next ResetOlkObj starts afresh.
+  void release();
+
+  /// The fixed text of the last failure; empty after success.
+  const std::string& errorText() const { return errorText_; }
+  /// What the store itself said about the last failure; empty where it said nothing.
+  const std::string& storeWords() const { return storeWords_; }
+
+  Application* application() const { return application_.get(); }
+  Folder* inbox() const { return inbox_.get(); }
+  SyncObject* syncObject() const { return sync_.get(); }
+
+ private:
+  struct Failure;
+  void openApplication(bool showStatus);
+  void openNamespace(bool showStatus);
+  void openInbox(bool showStatus);
+  void openSync();
+
+  ObjectFactory& objects_;
+  const EngineState& state_;
+  StatusDisplay& status_;
+  std::function<void()> onSyncEnd_;
+
+  std::shared_ptr<Application> application_;
+  std::shared_ptr<Namespace> namespace_;
+  std::shared_ptr<Folder> inbox_;
+  std::shared_ptr<SyncObject> sync_;
+  std::string errorText_;
+  std::string storeWords_;
+};
+
+/// Whether a version text of the mail application is new enough: longer than two characters, and
+/// the number made of its first two is above 9 ("10.0.2627" passes, "9.0" and "11" do not).
+bool CheckOlkVer(std::string_view version);
+
+}  // namespace relaybird

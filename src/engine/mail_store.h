@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: MIT
+// The mail store: what the forwarding engine, the forward builder and the address check need from
+// the user's mail application and its safe-item library. The engine knows mail only through these
+// classes; a store (in memory, a Maildir, an account, the desktop mail application) implements them
+// and knows nothing of the engine.
+//
+// Objects are made by program identifier through an ObjectFactory and shared by reference, as
+// automation objects are; a holder may drop its reference at any time and in any order.
+//
+// Failure: every call but the destructors may throw MailStoreError with the mail application's own
+// text, and nothing else. Only ResolveAll answers failure by its result.
+//
+// Threads: all calls come from the user-interface thread. A store may work on threads of its own,
+// but raises its events on that thread.
+//
+// Texts are UTF-8. A text that the item does not have reads as empty, a date as kNoDate.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "platform/clock.h"
+
+namespace relaybird {
+
+class MailStoreError : public std::runtime_error {
+ public:
+  explicit MailStoreError(const std::string& text, std::int32_t code = 0)
+      : std::runtime_error(text), code_(code) {}
+  /// For logs: the mail application's fault code or an errno value; 0 where there is none.
+  std::int32_t code() const { return code_; }
+
+ private:
+  std::int32_t code_;
+};
+
+/// The profile was reached, but refused the logon (a wrong password, say), so that the user is told
+/// apart from a mail application that cannot be reached at all.
+class MailLogonError : public MailStoreError {
+ public:
+  using MailStoreError::MailStoreError;
+};
+
+/// Program identifiers, compared without regard to case.
+namespace prog_id {
+inline constexpr std::string_view kApplication = "outlook.application";
+inline constexpr std::string_view kMailItem = "Outlook.mailitem";
+inline constexpr std::string_view kSafeMailItem = "redemption.SafeMailItem";
+inline constexpr std::string_view kSafeMeetingItem = "redemption.SafeMeetingItem";
+inline constexpr std::string_view kSafeTaskItem = "redemption.safeTaskitem";
+inline constexpr std::string_view kUtility = "Redemption.MAPIUtils";
+inline constexpr std::string_view kLibrarySession = "Redemption.RDOSession";
+inline constexpr std::string_view kDictionary = "scripting.dictionary";
+}  // namespace prog_id
+
+/// MAPI property tags (MS-OXPROPS): the sender's address and display name, as 8-bit strings.
+inline constexpr std::uint32_t kPrSenderEmailAddress = 0x0C1F001E;
+inline constexpr std::uint32_t kPrSenderName = 0x0C1A001E;
+
+/// CreateItem's number for a mail item (olMailItem).
+inline constexpr int kMailItemKind = 0;
+
+/// The one filter that Folder::items()->Restrict must understand.
+inline constexpr std::string_view kUnreadFilter = "[Unread]=true";
+
+/// Base of everything that a factory makes.
+class AutomationObject {
+ public:
+  virtual ~AutomationObject() = default;
+  /// The class name as automation reports it ("MailItem", "meetingitem", "SafeMailItem"); callers
+  /// compare it without regard to case.
+  virtual std::string ClassName() const = 0;
+};
+
+class Attachment {
+ public:
+  virtual ~Attachment() = default;
+  /// Bytes of the attached file itself, not of its transfer encoding. May read the message.
+  virtual std::int32_t Size() = 0;
+  /// Takes the attachment off its item; the following ones move down by one.
+  virtual void Delete() = 0;
+};
+
+class Attachments {
+ public:
+  virtual ~Attachments() = default;
+  virtual std::int32_t Count() = 0;
+  /// 1-based; an index outside 1..Count() throws.
+  virtual std::shared_ptr<Attachment> Item(std::int32_t index) = 0;
+};
+
+enum class RecipientType : std::int32_t { kTo = 1, kBlindCopy = 3 };
+
+class Recipient {
+ public:
+  virtual ~Recipient() = default;
+  virtual RecipientType Type() = 0;
+  virtual void Type(RecipientType type) = 0;
+};
+
+class Recipients {
+ public:
+  virtual ~Recipients() = default;
+  /// Appends an address or a name, unresolved, of type To. Throws only where the store is out of
+  /// reach, not for a bad address: ResolveAll finds that out.
+  virtual std::shared_ptr<Recipient> Add(const std::string& address) = 0;
+  virtual std::int32_t Count() = 0;
+  /// 1-based; an index outside 1..Count() throws.
+  virtual std::shared_ptr<Recipient> Item(std::int32_t index) = 0;
+  /// 1-based; the following recipients move down by one.
+  virtual void Remove(std::int32_t index) = 0;
+  /// True when every recipient is one that the store can send to; true also when there is none.
+  virtual bool ResolveAll() = 0;
+};
+
+/// An item of the mail store, received or in the making.
+class MailItem : public AutomationObject {
+ public:
+  /// The store's opaque identifier, stable while the item stays in its folder; empty for an item
+  /// that was never stored. Must not read the message.
+  virtual std::string EntryID() = 0;
+  /// Setting what is already set is nothing to do, and does not fail. A store whose flags would
+  /// outlive a crash may hold back the setting to read until the item's forward has been sent, the
+  /// flag is set once more, another item is taken from a collection, or the store is asked to list,
+  /// to synchronise or to deliver, whichever comes first.
+  virtual bool UnRead() = 0;
+  virtual void UnRead(bool unread) = 0;
+  virtual std::string Subject() = 0;
+  virtual void Subject(const std::string& subject) = 0;
+  /// Plain text. May read the whole message.
+  virtual std::string Body() = 0;
+  /// Replaces the text; an HTML form of it is dropped.
+  virtual void Body(const std::string& body) = 0;
+  virtual DateTime ReceivedTime() = 0;
+  virtual DateTime LastModificationDate() = 0;
+  virtual std::string SenderName() = 0;
+  /// The value of a MAPI property. Throws for a tag that the store does not know.
+  virtual std::string Fields(std::uint32_t tag) = 0;
+  /// A new item that forwards this one, not yet addressed or stored. Cheap: a store that has to
+  /// read the message for it does so when the forward is first asked for something.
+  virtual std::shared_ptr<MailItem> Forward() = 0;
+  virtual std::shared_ptr<class Attachments> Attachments() = 0;
+  virtual std::shared_ptr<class Recipients> Recipients() = 0;
+  virtual std::shared_ptr<class Recipients> ReplyRecipients() = 0;
+  /// Keeps the changes of a received item. For an item in the making a store may do nothing.
+  virtual void Save() = 0;
+  /// Hands the item to the outbox. Returns only when it will not be lost any more. Throws for an
+  /// item without recipients or with unresolved ones; nothing has been sent then.
+  virtual void send() = 0;
+  /// The task of a task request; throws for any other item.
+  virtual std::shared_ptr<MailItem> GetAssociatedTask() = 0;
+};
+
+/// A wrapper that reads and writes an item without the mail application's security prompts. Every
+/// member but ClassName and Item acts on the wrapped item and throws where none was set.
+class SafeItem : public MailItem {
+ public:
+  virtual std::shared_ptr<MailItem> Item() = 0;
+  virtual void Item(std::shared_ptr<MailItem> item) = 0;
+};
+
+class ItemCollection {
+ public:
+  virtual ~ItemCollection() = default;
+  virtual std::int32_t Count() = 0;
+  /// 1-based; an index outside 1..Count() throws. Items of a collection made by Restrict keep their
+  /// index while their flags change.
+  virtual std::shared_ptr<MailItem> Item(std::int32_t index) = 0;
+  /// The members that the filter lets through, in the same order, as a collection of its own that
+  /// later changes leave alone. Throws for a filter other than kUnreadFilter (any case, blanks
+  /// ignored). One listing serves the whole collection: EntryID, UnRead and the order come with it.
+  virtual std::shared_ptr<ItemCollection> Restrict(const std::string& filter) = 0;
+};
+
+class Folder {
+ public:
+  virtual ~Folder() = default;
+  /// The folder's items, oldest first.
+  virtual std::shared_ptr<ItemCollection> Items() = 0;
+};
+
+/// Sends and receives for the account.
+class SyncObject {
+ public:
+  virtual ~SyncObject() = default;
+  /// Begins a synchronisation and returns; its end is reported by the SyncEnd handler, on the
+  /// user-interface thread and never inside this call. A start while one runs joins it.
+  virtual void Start() = 0;
+  /// Sets the handler of the SyncEnd event, in place of any earlier one.
+  virtual void onSyncEnd(std::function<void()> handler) = 0;
+};
+
+class SyncObjects {
+ public:
+  virtual ~SyncObjects() = default;
+  virtual std::int32_t Count() = 0;
+  /// 1-based; the same object every time for one namespace.
+  virtual std::shared_ptr<SyncObject> Item(std::int32_t index) = 0;
+};
+
+class Namespace {
+ public:
+  virtual ~Namespace() = default;
+  virtual std::shared_ptr<Folder> GetDefaultInbox() = 0;
+  virtual std::shared_ptr<class SyncObjects> SyncObjects() = 0;
+};
+
+/// The application's session, whose MAPIOBJECT ties a library session to it.
+class Session {
+ public:
+  virtual ~Session() = default;
+  virtual std::shared_ptr<void> MAPIOBJECT() = 0;
+};
+
+class Application : public AutomationObject {
+ public:
+  /// For example "16.0.0.1". Throws when the application has gone away; reading it is the test
+  /// whether it is still there.
+  virtual std::string Version() = 0;
+  /// Logs on with the current profile. Throws for a name other than "MAPI", and MailLogonError when
+  /// the profile refuses the logon.
+  virtual std::shared_ptr<Namespace> GetNamespace(const std::string& name) = 0;
+  virtual std::shared_ptr<class Session> Session() = 0;
+  /// A new, empty, unstored item; only kMailItemKind is known.
+  virtual std::shared_ptr<MailItem> CreateItem(int kind) = 0;
+};
+
+class UtilityObject : public AutomationObject {
+ public:
+  /// Asks the store to deliver what lies in the outbox. Returns without waiting for a server.
+  virtual void DeliverNow() = 0;
+};
+
+class LibrarySession : public AutomationObject {
+ public:
+  virtual void MAPIOBJECT(std::shared_ptr<void> object) = 0;
+};
+
+/// A set of texts with values, compared byte for byte.
+class Dictionary : public AutomationObject {
+ public:
+  virtual bool Exists(const std::string& key) const = 0;
+  /// Adding a key that is there throws.
+  virtual void Add(const std::string& key, const std::string& item) = 0;
+  virtual std::int32_t Count() const = 0;
+};
+
+/// Makes objects by program identifier.
+class ObjectFactory {
+ public:
+  virtual ~ObjectFactory() = default;
+  /// Throws for an identifier that is unknown or whose component is not installed.
+  virtual std::shared_ptr<AutomationObject> CreateObject(std::string_view progId) = 0;
+};
+
+/// CreateObject for a known class; throws MailStoreError also when the object is of another class.
+template <class T>
+std::shared_ptr<T> createAs(ObjectFactory& factory, std::string_view progId) {
+  auto object = std::dynamic_pointer_cast<T>(factory.CreateObject(progId));
+  if (!object) {
+    throw MailStoreError("The object " + std::string(progId) + " is of an unexpected class");
+  }
+  return object;
+}
+
+/// Opens one mail store: what a store's folder offers to the programs, and all that they know of
+/// it.
+class MailStore {
+ public:
+  virtual ~MailStore() = default;
+  virtual ObjectFactory& factory() = 0;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// The status line's texts.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/engine_state.h"
+#include "engine/report/engine_display.h"
+#include "platform/event_queue.h"
+
+namespace relaybird {
+
+/// Codes of the fixed status texts. The gaps are on purpose: other codes show an empty line.
+enum StatusPreset : std::int16_t {
+  kStatusIdle = 0,
+  kStatusUpdating = 1,
+  kStatusSynchronizing = 5,
+  kStatusChecking = 10,
+  kStatusCompleted = 15,
+  kStatusCompletedNothingNew = 18,
+  kStatusError = 20,
+  kStatusMaximumReached = 23,
+  kStatusEmpty = 25,
+  kStatusOff = 30,
+};
+
+/// The text of a preset code; empty for a code that is none.
+std::string_view statusPresetText(std::int16_t code);
+
+class StatusDisplay {
+ public:
+  /// All must outlive it.
+  StatusDisplay(EngineDisplay& display, const EngineState& state, const Clock& clock,
+                TimerMaker& timers);
+
+  /// Shows the text at once: it lets pending events run before it returns, so that the text stands
+  /// there while the caller goes on with long work.
+  void SetStatusLabel(const std::string& text);
+  void SetStatusToPreset(std::int16_t code);
+  /// The resting text: idle while forwarding is on, turned off while it is off.
+  void SetStatusToPreset();
+  /// Tells of a running synchronisation. Once nothing runs any more, the end of the check takes the
+  /// text's place.
+  void showSynchronizing();
+  void ResetMinUntilCheckText();
+
+ private:
+  /// What stands in the status line, as far as it has to give way to something later.
+  enum class Shown { kOther, kSynchronizing, kCompleted };
+
+  void tmrForLabelTick();
+  void watch(Shown shown);
+
+  EngineDisplay& display_;
+  const EngineState& state_;
+  const Clock& clock_;
+  Shown shown_ = Shown::kOther;
+  DateTime shownAt_ = kNoDate;
+  /// Runs only while something stands in the status line that has to give way by itself.
+  std::unique_ptr<Timer> tmrForLabel_;
+};
+
+}  // namespace relaybird

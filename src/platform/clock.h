@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// Time as the program sees it. Everything that asks for the time or waits takes these interfaces,
+// so that a test can tick them by hand.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace relaybird {
+
+/// A moment, in UTC. Text for people is always made by Clock::toText, in local time.
+using DateTime = std::chrono::sys_time<std::chrono::microseconds>;
+
+/// 30 December 1899, midnight: the automation date 0, which stands for "no date known". It lies
+/// before every real date, so that an item without a date counts as old.
+inline constexpr DateTime kNoDate = std::chrono::sys_days{std::chrono::year{1899} / 12 / 30};
+
+class Clock {
+ public:
+  virtual ~Clock() = default;
+  /// The wall clock. May jump when the user or the network sets it. Any thread.
+  virtual DateTime now() const = 0;
+  /// The moment as local date and time in the system's default text form. Any thread.
+  virtual std::string toText(DateTime moment) const = 0;
+};
+
+class Sleeper {
+ public:
+  virtual ~Sleeper() = default;
+  /// Blocks the calling thread. No events are dispatched meanwhile.
+  virtual void sleep(std::chrono::milliseconds duration) = 0;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+// The disk as the program sees it: the few calls that the preference file, the trace file and the
+// local mail stores need. Behind an interface so that a test can fill the disk, take it away or
+// pull the plug between any two calls; every call that changes the disk is one primitive step.
+//
+// Calls never throw. Unless a call says otherwise, paths are absolute, links are not followed at
+// the last component, and any thread may call.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/result.h"
+
+namespace relaybird {
+
+enum class FileType { kRegular, kFolder, kLink, kOther };
+
+struct FileInfo {
+  FileType type = FileType::kOther;
+  std::uint64_t size = 0;  ///< bytes
+  DateTime modified = kNoDate;
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+};
+
+struct FolderEntry {
+  std::string name;  ///< without its folder; "." and ".." are never listed
+  FileType type = FileType::kOther;
+};
+
+/// A regular file open for reading.
+class InputFile {
+ public:
+  virtual ~InputFile() = default;
+  virtual const FileInfo& info() const = 0;
+  /// Reads up to `size` bytes from `offset`; fewer only at the end of the file, 0 at the end.
+  virtual Result<std::size_t> readAt(std::uint64_t offset, char* buffer, std::size_t size) = 0;
+};
+
+/// A regular file open for writing. Destroying it closes it and forgets what close would have said.
+class OutputFile {
+ public:
+  virtual ~OutputFile() = default;
+  /// Writes all of `bytes`; on failure an unknown part of them has been written.
+  virtual Result<void> write(std::string_view bytes) = 0;
+  /// Returns when all that was written is on the medium (fsync).
+  virtual Result<void> sync() = 0;
+  virtual Result<void> close() = 0;
+};
+
+/// Held for as long as the object lives.
+class FolderLock {
+ public:
+  virtual ~FolderLock() = default;
+};
+
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  /// ENOENT where nothing has that name.
+  virtual Result<FileInfo> inspect(const std::string& path) = 0;
+  /// The path that the name stands for once every link on the way is followed. A name that nothing
+  /// has stands for itself.
+  virtual Result<std::string> resolve(const std::string& path) { return path; }
+  /// In no particular order.
+  virtual Result<std::vector<FolderEntry>> list(const std::string& folder) = 0;
+  /// Opens a regular file; anything else (a folder, a pipe, a device, a link) is an error, at once
+  /// and without waiting for a peer.
+  virtual Result<std::unique_ptr<InputFile>> open(const std::string& path) = 0;
+
+  /// Makes a new file, readable and writable by its owner alone; EEXIST where the name is taken.
+  virtual Result<std::unique_ptr<OutputFile>> create(const std::string& path) = 0;
+  /// Opens a file for writing at its end, making it (owner alone) where there is none.
+  virtual Result<std::unique_ptr<OutputFile>> append(const std::string& path) = 0;
+  /// Atomic; replaces a file of the new name.
+  virtual Result<void> rename(const std::string& from, const std::string& to) = 0;
+  virtual Result<void> remove(const std::string& file) = 0;
+  /// Makes one folder, open to its owner alone; EEXIST where the name is taken.
+  virtual Result<void> createFolder(const std::string& folder) = 0;
+  /// Returns when the names in the folder are on the medium. The folder may be named by a link.
+  virtual Result<void> syncFolder(const std::string& folder) = 0;
+
+  /// Takes the folder's advisory lock, which excludes other holders in this and other processes.
+  /// Waits a moment for another holder; then EWOULDBLOCK. The folder may be named by a link.
+  virtual Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& folder) = 0;
+};
+
+/// The whole of a file, at most `limit` bytes of it.
+Result<std::string> readFile(FileSystem& files, const std::string& path, std::size_t limit);
+
+/// Puts `bytes` into place under `path` so that a crash or a full disk at any moment leaves either
+/// what was there before or all of `bytes`, durably: written beside it, synced, renamed. The new
+/// file is its owner's alone. When it fails at the very end, in making the name durable, all of
+/// `bytes` is in place already.
+Result<void> replaceFile(FileSystem& files, const std::string& path, std::string_view bytes);
+
+/// The names that replaceFile writes under until the file is complete, `number` from 1 on. One that
+/// nobody is writing is what a crash left behind.
+std::string temporaryName(const std::string& path, int number);
+
+/// Removes a name's last component ("/a/b" -> "/a", "/a" -> "/", "a" -> ".").
+std::string parentFolder(std::string_view path);
+
+}  // namespace relaybird

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include "platform/posix/posix_clock.h"
+
+#include <iconv.h>
+#include <langinfo.h>
+#include <locale.h>
+#include <time.h>
+
+#include <array>
+#include <cerrno>
+#include <string_view>
+
+namespace relaybird {
+namespace {
+
+constexpr std::string_view kReplacement = "?";
+// Enough for the longest date and time of any locale many times over.
+constexpr std::size_t kTextSpace = 512;
+
+/// ASCII stays, the rest becomes "?": for encodings that the system cannot convert.
+std::string asciiOnly(std::string_view text) {
+  std::string result;
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) < 0x80) {
+      result += c;
+    } else {
+      result += kReplacement;
+    }
+  }
+  return result;
+}
+
+locale_t userLocale() {
+  constexpr int kCategories = LC_TIME_MASK | LC_CTYPE_MASK;
+  const locale_t users = ::newlocale(kCategories, "", nullptr);
+  // The environment may name a locale that is not installed.
+  return users ? users : ::newlocale(kCategories, "C", nullptr);
+}
+
+}  // namespace
+
+std::string utf8FromEncoding(std::string_view text, const char* encoding) {
+  const iconv_t converter = ::iconv_open("UTF-8", encoding);
+  if (converter == reinterpret_cast<iconv_t>(-1)) return asciiOnly(text);
+  std::string bytes(text);
+  char* from = bytes.data();
+  std::size_t left = bytes.size();
+  std::string result;
+  while (left > 0) {
+    std::array<char, kTextSpace> part{};
+    char* to = part.data();
+    std::size_t space = part.size();
+    const std::size_t converted = ::iconv(converter, &from, &left, &to, &space);
+    const int code = errno;
+    result.append(part.data(), part.size() - space);
+    if (converted != static_cast<std::size_t>(-1) || code == E2BIG) continue;
+    result += kReplacement;
+    ++from;
+    --left;
+  }
+  ::iconv_close(converter);
+  return result;
+}
+
+struct PosixClock::Locale {
+  Locale() : handle(userLocale()) {}
+  ~Locale() {
+    if (handle) ::freelocale(handle);
+  }
+  Locale(const Locale&) = delete;
+  Locale& operator=(const Locale&) = delete;
+
+  locale_t handle;
+};
+
+PosixClock::PosixClock() : locale_(std::make_unique<Locale>()) {}
+PosixClock::~PosixClock() = default;
+
+DateTime PosixClock::now() const {
+  return std::chrono::time_point_cast<std::chrono::microseconds>(std::chrono::system_clock::now());
+}
+
+std::string PosixClock::toText(DateTime moment) const {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch().count();
+  const std::time_t time = static_cast<std::time_t>(seconds);
+  std::tm parts{};
+  ::tzset();  // a traveller's zone may have changed since the last call
+  if (!::localtime_r(&time, &parts)) return {};
+  std::array<char, kTextSpace> text{};
+  const char* const format = "%x %X";
+  const std::size_t size =
+      locale_->handle ? ::strftime_l(text.data(), text.size(), format, &parts, locale_->handle)
+                      : std::strftime(text.data(), text.size(), format, &parts);
+  const char* const encoding =
+      locale_->handle ? ::nl_langinfo_l(CODESET, locale_->handle) : "ASCII";
+  return utf8FromEncoding({text.data(), size}, encoding);
+}
+
+}  // namespace relaybird

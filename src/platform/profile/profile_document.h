@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// The text of a profile file, taken apart and put together again. Part of profile_file.h.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace relaybird {
+
+/// Without the bytes at both ends that count as blank in profile files: space, tab, vertical tab,
+/// form feed and the end-of-file mark of old editors (0x1A).
+std::string_view trimProfileBlanks(std::string_view text);
+
+/// Knows where each key's value lies in the text, so that a value can be replaced without touching
+/// another byte. Look-ups take logarithmic time whatever the text holds. Lines end with CR LF, LF
+/// or a lone CR.
+class ProfileDocument {
+ public:
+  /// `text` of at most 4 GiB, without a byte order mark.
+  explicit ProfileDocument(std::string text);
+
+  /// The value of the first such key of the first such section, with neither the blanks around it
+  /// nor one pair of quotes, up to the first NUL. Keys above the first section are in section "".
+  std::optional<std::string> value(std::string_view section, std::string_view key) const;
+
+  struct Setting {
+    std::string section;
+    std::string key;
+    std::string value;
+  };
+  /// The text with these settings in place, the later of two for the same key winning: an existing
+  /// key keeps its line, a new key follows the last key of its section, a new section the last
+  /// line. New lines end as most others do, with CR LF where there are none. Names must not be
+  /// empty nor hold what would end them.
+  std::string with(const std::vector<Setting>& settings) const;
+
+  const std::string& text() const { return text_; }
+
+ private:
+  /// Places in the text; both texts, as it is and in capitals, have the same ones.
+  struct Span {
+    std::uint32_t begin = 0;
+    std::uint32_t end = 0;
+  };
+  struct Section {
+    Span name;
+    std::uint32_t newKeysAt = 0;  ///< where the line after its last key begins
+    std::uint32_t order = 0;      ///< its place among all sections of the file
+  };
+  struct Key {
+    std::uint32_t section = 0;  ///< Section::order
+    Span name;
+    Span value;  ///< with the blanks around it
+  };
+  class Edits;
+
+  void parse();
+  void parseLine(Span line, std::uint32_t next);
+  void index();
+  std::string_view folded(Span span) const;
+  const Section* findSection(std::string_view foldedName) const;
+  const Key* findKey(const Section& section, std::string_view foldedName) const;
+  std::string_view usualLineEnd() const;
+  static std::vector<Setting> lastOfEach(const std::vector<Setting>& settings);
+  void replaceValue(Edits& edits, const Key& key, std::string_view by) const;
+
+  std::string text_;
+  std::string folded_;             ///< the text in ASCII capitals
+  std::vector<Section> sections_;  ///< the first of each name, ordered by name
+  std::vector<Key> keys_;  ///< of those, the first of each name, ordered by section and name
+};
+
+}  // namespace relaybird

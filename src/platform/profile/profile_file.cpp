@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+#include "platform/profile/profile_file.h"
+
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include "platform/profile/profile_document.h"
+#include "platform/profile/profile_encoding.h"
+
+namespace relaybird {
+namespace {
+
+constexpr std::string_view kLineBreakers{"\r\n\0", 3};
+
+/// A missing file is an empty one.
+Result<std::string> loadProfile(FileSystem& files, const std::string& file) {
+  auto bytes = readFile(files, file, kProfileFileLimit + 1);
+  if (!bytes && bytes.error().code == ENOENT) return std::string();
+  if (bytes && bytes->size() > kProfileFileLimit) {
+    return Error{EFBIG, file + " is too large for a file of settings"};
+  }
+  return bytes;
+}
+
+std::string_view withoutTrailingBlanks(std::string_view text) {
+  const auto last = text.find_last_not_of(" \t");
+  return last == std::string_view::npos ? std::string_view() : text.substr(0, last + 1);
+}
+
+class SnapshotReader : public ProfileReader {
+ public:
+  explicit SnapshotReader(std::string text) : document_(std::move(text)) {}
+
+  std::string get(std::string_view section, std::string_view key, std::string_view fallback,
+                  std::size_t bufferSize) const override {
+    if (bufferSize == 0) return {};
+    auto value = document_.value(section, key);
+    std::string result = value ? std::move(*value) : std::string(withoutTrailingBlanks(fallback));
+    if (result.size() >= bufferSize) result.resize(bufferSize - 1);
+    return result;
+  }
+
+ private:
+  ProfileDocument document_;
+};
+
+/// Why these cannot be a key's section, name and value in a file of lines; empty where they can.
+std::string objection(std::string_view section, std::string_view key, std::string_view value) {
+  for (const auto part : {section, key, value}) {
+    if (part.find_first_of(kLineBreakers) != std::string_view::npos) {
+      return "a setting must not contain a line break or a NUL";
+    }
+  }
+  section = trimProfileBlanks(section);
+  key = trimProfileBlanks(key);
+  if (section.empty() || key.empty()) return "a setting needs a section and a key";
+  if (key.front() == ';' || key.front() == '[') return "a key must not begin with ; or [";
+  if (key.find('=') != std::string_view::npos) return "a key must not contain =";
+  return {};
+}
+
+/// People keep their settings under version control and put a link in place: the file that it leads
+/// to is the one to read and to replace.
+std::string target(FileSystem& files, const std::string& file) {
+  auto resolved = files.resolve(file);
+  return resolved ? *resolved : file;
+}
+
+class CollectingWriter : public ProfileWriter {
+ public:
+  CollectingWriter(FileSystem& files, std::string file) : files_(files), file_(std::move(file)) {}
+
+  bool set(std::string_view section, std::string_view key, std::string_view value) override {
+    const std::string why = objection(section, key, value);
+    if (!why.empty()) {
+      error_ = "Cannot write to " + file_ + ": " + why;
+      return false;
+    }
+    settings_.push_back({std::string(section), std::string(key), std::string(value)});
+    return true;
+  }
+
+  bool commit() override {
+    if (settings_.empty()) return true;
+    const auto done = store();
+    if (!done) {
+      error_ = done.error().text;
+      return false;
+    }
+    settings_.clear();
+    return true;
+  }
+
+  std::string error() const override { return error_; }
+
+ private:
+  Result<void> store() {
+    const std::string folder = parentFolder(file_);
+    const auto lock = files_.lockFolder(folder);
+    if (!lock) return lock.error();
+    auto bytes = loadProfile(files_, file_);
+    if (!bytes) return bytes.error();
+    const ProfileText old = decodeProfile(*bytes);
+    const auto updated = encodeProfile(old, ProfileDocument(old.text).with(settings_));
+    if (!updated) {
+      return Error{EILSEQ, "Cannot write to " + file_ + ": a setting is not valid UTF-8"};
+    }
+    if (updated->size() > kProfileFileLimit) {
+      return Error{EFBIG, "Cannot write to " + file_ + ": it would grow too large"};
+    }
+    // Also where nothing is to be written the name may not be on the medium yet, when it was just
+    // that which failed last time.
+    if (*updated == *bytes) return files_.syncFolder(folder);
+    removeLeftovers();
+    return replaceFile(files_, file_, *updated);
+  }
+
+  /// What a crash in the middle of a commit left behind. Nobody else is writing: we hold the lock.
+  void removeLeftovers() {
+    for (int number = 1; files_.inspect(temporaryName(file_, number)); ++number) {
+      if (!files_.remove(temporaryName(file_, number))) return;
+    }
+  }
+
+  FileSystem& files_;
+  std::string file_;
+  std::vector<ProfileDocument::Setting> settings_;
+  std::string error_;
+};
+
+}  // namespace
+
+std::unique_ptr<ProfileReader> ProfileFile::read(const std::string& file) {
+  auto bytes = loadProfile(files_, target(files_, file));
+  if (!bytes) return std::make_unique<SnapshotReader>(std::string());
+  return std::make_unique<SnapshotReader>(decodeProfile(std::move(*bytes)).text);
+}
+
+std::unique_ptr<ProfileWriter> ProfileFile::write(const std::string& file) {
+  return std::make_unique<CollectingWriter>(files_, target(files_, file));
+}
+
+}  // namespace relaybird

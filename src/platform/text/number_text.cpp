@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "platform/text/number_text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace relaybird {
+namespace {
+
+// Between these, inclusive and exclusive, people write numbers without an exponent.
+constexpr double kSmallestPlain = 1e-5;
+constexpr double kLargestPlain = 1e15;
+// More than any finite double has, sign and point included.
+constexpr std::size_t kNumberSpace = 64;
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool isBlank(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+std::size_t digitsFrom(std::string_view text, std::size_t at) {
+  while (at < text.size() && isDigit(text[at])) ++at;
+  return at;
+}
+
+/// The end of the exponent that starts at `at`, or `at` where none does.
+std::size_t exponentFrom(std::string_view text, std::size_t at) {
+  if (at == text.size() || (text[at] != 'e' && text[at] != 'E')) return at;
+  std::size_t digits = at + 1;
+  if (digits < text.size() && (text[digits] == '+' || text[digits] == '-')) ++digits;
+  const std::size_t end = digitsFrom(text, digits);
+  return end == digits ? at : end;
+}
+
+/// The length of the longest number that the text starts with, which has no blanks or sign before
+/// it.
+std::size_t unsignedLength(std::string_view text) {
+  const std::size_t whole = digitsFrom(text, 0);
+  std::size_t end = whole;
+  if (whole < text.size() && text[whole] == '.') {
+    end = digitsFrom(text, whole + 1);
+    if (end == 1) return 0;  // a point alone
+  }
+  return end == 0 ? 0 : exponentFrom(text, end);
+}
+
+/// Whether the number is at least 1, told from its digits: decides whether a number outside the
+/// range of double is too large or too small for it.
+bool atLeastOne(std::string_view number) {
+  const std::size_t e = number.find_first_of("eE");
+  long exponent = 0;
+  if (e != std::string_view::npos) {
+    std::string_view digits = number.substr(e + 1);
+    if (digits.front() == '+') digits.remove_prefix(1);
+    if (std::from_chars(digits.data(), digits.data() + digits.size(), exponent).ec != std::errc()) {
+      return digits.front() != '-';
+    }
+  }
+  const std::string_view mantissa = number.substr(0, e);
+  const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
+  const std::size_t first = mantissa.find_first_of("123456789");
+  if (first == std::string_view::npos) return false;
+  // The power of ten of the first digit that counts.
+  const auto power =
+      first < point ? static_cast<long>(point - first) - 1 : -static_cast<long>(first - point);
+  return exponent >= -power;
+}
+
+struct Number {
+  double value = 0;
+  std::size_t length = 0;  ///< 0: none
+  bool tooLarge = false;
+};
+
+Number leadingNumber(std::string_view text) {
+  Number result;
+  const bool negative = !text.empty() && text.front() == '-';
+  const std::size_t sign = negative || (!text.empty() && text.front() == '+') ? 1 : 0;
+  const std::string_view number = text.substr(sign, unsignedLength(text.substr(sign)));
+  if (number.empty()) return result;
+  result.length = sign + number.size();
+  const auto read = std::from_chars(number.data(), number.data() + number.size(), result.value);
+  if (read.ec == std::errc::result_out_of_range) {
+    result.value = 0;
+    result.tooLarge = atLeastOne(number);
+  }
+  if (negative) result.value = -result.value;
+  return result;
+}
+
+std::string_view withoutBlanks(std::string_view text) {
+  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+template <class Whole>
+std::optional<Whole> toWhole(double value) {
+  const double rounded = roundHalfEven(value);
+  // Written so that NaN, which compares as false, is refused.
+  if (!(rounded >= std::numeric_limits<Whole>::min() &&
+        rounded <= std::numeric_limits<Whole>::max())) {
+    return std::nullopt;
+  }
+  return static_cast<Whole>(rounded);
+}
+
+}  // namespace
+
+double numericPrefix(std::string_view text) {
+  return leadingNumber(withoutBlanks(text)).value;
+}
+
+std::optional<double> readNumber(std::string_view text) {
+  text = withoutBlanks(text);
+  const Number number = leadingNumber(text);
+  if (number.length == 0 || number.length != text.size() || number.tooLarge) return std::nullopt;
+  return number.value;
+}
+
+std::string shortestText(double value) {
+  if (!std::isfinite(value) || value == 0) return "0";
+  const double size = std::abs(value);
+  const bool plain = size >= kSmallestPlain && size < kLargestPlain;
+  char text[kNumberSpace];
+  const auto written =
+      std::to_chars(text, text + sizeof text, value,
+                    plain ? std::chars_format::fixed : std::chars_format::scientific);
+  return {text, written.ptr};
+}
+
+double roundHalfEven(double value) {
+  const double rounded = std::round(value);  // halves away from zero
+  if (std::abs(value - std::trunc(value)) != 0.5) return rounded;
+  return 2 * std::round(value / 2);
+}
+
+std::optional<std::int16_t> toInt16(double value) {
+  return toWhole<std::int16_t>(value);
+}
+std::optional<std::int32_t> toInt32(double value) {
+  return toWhole<std::int32_t>(value);
+}
+
+std::string trimBlanks(std::string_view text) {
+  const auto first = text.find_first_not_of(' ');
+  if (first == std::string_view::npos) return {};
+  return std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
+}
+
+std::string asciiUpper(std::string_view text) {
+  std::string upper(text);
+  for (char& c : upper) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return upper;
+}
+
+std::string asciiLower(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
+}  // namespace relaybird

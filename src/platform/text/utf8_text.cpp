@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#include "platform/text/utf8_text.h"
+
+#include <array>
+
+namespace relaybird {
+
+namespace {
+
+// How many bytes a lead byte announces; 1 for a byte that leads nothing.
+std::size_t announcedLength(char lead) {
+  const auto byte = static_cast<unsigned char>(lead);
+  if (byte >= 0xF0) return byte < 0xF8 ? 4 : 1;
+  if (byte >= 0xE0) return 3;
+  return byte >= 0xC0 ? 2 : 1;
+}
+
+bool isContinuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+// The length of the character that the text begins with.
+std::size_t firstLength(std::string_view text) {
+  const std::size_t length = announcedLength(text.front());
+  if (length > text.size()) return 1;
+  for (std::size_t i = 1; i < length; ++i) {
+    if (!isContinuation(text[i])) return 1;
+  }
+  return length;
+}
+
+}  // namespace
+
+std::size_t characterCount(std::string_view text) {
+  std::size_t count = 0;
+  for (; !text.empty(); ++count) text.remove_prefix(firstLength(text));
+  return count;
+}
+
+std::int32_t takeCharacter(std::string_view& text) {
+  const std::size_t length = firstLength(text);
+  std::int32_t code = static_cast<unsigned char>(text.front());
+  if (length > 1) code &= 0x7F >> length;
+  for (std::size_t i = 1; i < length; ++i) code = (code << 6) | (text[i] & 0x3F);
+  text.remove_prefix(length);
+  return code;
+}
+
+void appendCharacter(std::string& text, std::int32_t code) {
+  constexpr std::array<int, 4> kLeads = {0, 0xC0, 0xE0, 0xF0};
+  const std::size_t following = code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+  text += static_cast<char>(kLeads[following] | code >> (6 * following));
+  for (std::size_t left = following; left > 0; --left) {
+    text += static_cast<char>(0x80 | (code >> (6 * (left - 1)) & 0x3F));
+  }
+}
+
+std::string_view withoutBrokenEnd(std::string_view text) {
+  std::size_t lead = text.size();
+  while (lead > 0 && isContinuation(text[lead - 1])) --lead;
+  if (lead == 0) return text;
+  --lead;
+  const std::size_t there = text.size() - lead;
+  return there < announcedLength(text[lead]) ? text.substr(0, lead) : text;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// UTF-8 text by characters (RFC 3629 section 3). A byte that belongs to no valid sequence is taken
+// as a character of its own value, as in the 8-bit texts of older releases; nothing fails.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace relaybird {
+
+/// The number of characters (code points, whatever their width on a screen).
+std::size_t characterCount(std::string_view text);
+
+/// Takes the first character off a text that is not empty, and returns its code.
+std::int32_t takeCharacter(std::string_view& text);
+
+/// Appends a character. Any code from 0 to 0x1FFFFF can be taken back.
+void appendCharacter(std::string& text, std::int32_t code);
+
+/// A text that was cut after some number of bytes, without the beginning of a character that the
+/// cut may have left at its end.
+std::string_view withoutBrokenEnd(std::string_view text);
+
+}  // namespace relaybird

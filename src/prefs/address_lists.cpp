@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "prefs/address_lists.h"
+
+namespace relaybird {
+
+namespace {
+
+constexpr std::string_view kCleaned("\t\n\r;\0 ", 6);
+constexpr std::string_view kLineBreak = "\r\n";
+
+// Numbers stand with a blank in the place of the sign.
+std::string spacedNumber(std::size_t number) {
+  return " " + std::to_string(number);
+}
+
+}  // namespace
+
+std::string cleanStringEnds(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kCleaned);
+  if (first == std::string_view::npos) return {};
+  std::string cleaned(text.substr(first, text.find_last_not_of(kCleaned) - first + 1));
+  for (char& c : cleaned) {
+    if (kCleaned.find(c) != std::string_view::npos) c = ' ';
+  }
+  return cleaned;
+}
+
+int FormTextToArray(std::string_view text, StringList& list) {
+  list.clear();
+  while (!text.empty()) {
+    const std::size_t end = text.find(';');
+    std::string entry = cleanStringEnds(text.substr(0, end));
+    if (!entry.empty()) list.push_back(std::move(entry));
+    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+  }
+  if (list.empty()) list.emplace_back();
+  return static_cast<int>(list.size());
+}
+
+std::string MakeStringFromArray(const StringList& list) {
+  std::string text;
+  if (holdsNothing(list)) return text;
+  for (const std::string& entry : list) text += cleanStringEnds(entry) + "; ";
+  return text;
+}
+
+bool holdsNothing(const StringList& list) {
+  return list.empty() || (list.size() == 1 && list.front().empty());
+}
+
+std::string confirmMessage(const StringList& addresses, bool once) {
+  std::string message;
+  if (holdsNothing(addresses)) return message;
+  message += "Please confirm that you would like Relaybird ";
+  message += "to forward your messages to the following ";
+  message += spacedNumber(addresses.size());
+  message += addresses.size() == 1 ? " address" : " addresses";
+  message += " : ";
+  message.append(kLineBreak).append(kLineBreak);
+  std::size_t number = 0;
+  for (const std::string& address : addresses) {
+    message += "(" + spacedNumber(++number) + ") " + address;
+    message += kLineBreak;
+  }
+  message += kLineBreak;
+  message += "Please click the YES button to ";
+  message += once ? "forward your messages once." : "start automatically forwarding your messages.";
+  return message;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// clsPref: every setting of the user, its file, the rules that decide what is forwarded, and the
+// address lists. The main window owns one for the life of the program.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/mail_store.h"
+#include "platform/file_system.h"
+#include "platform/profile/profile_strings.h"
+#include "platform/system/os_version.h"
+#include "platform/system/special_folders.h"
+#include "prefs/address_lists.h"
+#include "prefs/forwarding_rules.h"
+#include "prefs/item_reader.h"
+#include "prefs/preference_fields.h"
+
+namespace relaybird {
+
+/// What clsPref needs of the world. The referenced objects must outlive it.
+struct PrefWorld {
+  FileSystem& files;
+  ProfileStrings& profiles;
+  const SpecialFolders& folders;
+  const OsVersion& osVersion;
+  ObjectFactory& objects;
+  ItemReaderMaker makeReader;
+  /// Makes a file the application's help file.
+  std::function<void(const std::string& file)> setHelpFile = [](const std::string&) {};
+  /// A line for the verbose log: a key that could not be read as it stands, why a save failed.
+  std::function<void(const std::string& line)> logVerbose = [](const std::string&) {};
+};
+
+/// Operations return a status and leave a text. Only the two readers of a task request throw.
+class clsPref {
+ public:
+  explicit clsPref(PrefWorld world);
+
+  double GetMinLeft() const { return fields_.mdblFwdToFrequency; }  ///< minutes
+  bool bolFwdOnActivateForwarding() const { return fields_.mbolFwdUponStart; }
+  bool bolBccForward() const { return fields_.mbolBcc; }
+  bool bolIgnoreExistingMsg() const { return fields_.mbolIgnoreExistingUnread; }
+  bool IncludeAttachments() const { return fields_.mbolIncludeAttachments; }
+  bool LimitFwdSize() const { return fields_.mbolMaxFwdSize; }
+  double GetFwdSizeLimit() const { return fields_.mdblMaxFwdSize; }  ///< megabytes
+  std::int32_t GetMaxNumToForward() const { return fields_.mlngMaxToForward; }
+  bool bolTurnOnFwdOnStartup() const { return fields_.mbolTurnOnFwdOnStartup; }
+  bool bolFormatForCellPhone() const { return fields_.mbolFormatForCellPhone; }
+
+  /// The fields themselves, for the settings form and its transfer.
+  const PreferenceFields& fields() const { return fields_; }
+  PreferenceFields& fields() { return fields_; }
+
+  /// Where the settings are kept. Moves a former file into place first; the former file's path when
+  /// the folder cannot be made or the file cannot be moved.
+  std::string GetPrefIniFname();
+  std::string GetOldPrefIniFname() const;
+  /// Fills every field from the file; a missing file gives the defaults. Returns 1.
+  int ReadIniPref(const std::string& section = "default");
+  /// 1 when every key was written, durably; -1 when a write failed, and lastError() says so. The
+  /// keys written before the failed one stay in the file; the verbose log tells why.
+  int WriteTofile(const std::string& section = "default");
+  const std::string& lastError() const { return lastError_; }
+
+  /// Status 1: decided; `forward` is the decision, and when a rule rejected the item `reason` says
+  /// which. Status -1: the text rule could not be evaluated; both are left alone, and lastReason()
+  /// says why.
+  int intShouldForward(const std::shared_ptr<MailItem>& item, bool& forward, std::string& reason);
+  /// Status 1 and whether the item itself keeps the size limit; -1 when it could not be read, and
+  /// `withinLimit` is left alone.
+  int intCheckSize(const std::shared_ptr<MailItem>& item, bool& withinLimit) const;
+  const std::string& lastReason() const { return lastReason_; }
+  /// The address and the display name of the sender of the task that a task request carries. Throw
+  /// MailStoreError.
+  std::string GetTaskRequestEmail(const std::shared_ptr<MailItem>& item) const;
+  std::string GetTaskRequestSendername(const std::shared_ptr<MailItem>& item) const;
+
+  /// See address_lists.h.
+  static std::string cleanStringEnds(std::string_view text);
+  static int FormTextToArray(std::string_view text, StringList& list);
+  static std::string MakeStringFromArray(const StringList& list);
+  /// Copies the forward-to addresses; returns how many there are. A list that holds one empty entry
+  /// counts as it stands: 1.
+  int GetFwdAddresses(StringList& list) const;
+  std::string GetForwardAddress() const;
+  /// The question that asks to confirm the addresses. Returns the number of addresses, 0 with an
+  /// empty message when there is none.
+  int GetFwdConfirmMessage(std::string& message, bool once = false) const;
+
+ private:
+  // These throw MailStoreError, but for senderRuleRejection, which is empty when the rule lets
+  // pass.
+  bool textRuleAllows(const std::shared_ptr<MailItem>& item);
+  std::string_view senderRuleRejection(const std::shared_ptr<MailItem>& item);
+  bool senderInList(const std::shared_ptr<MailItem>& item);
+  std::unique_ptr<ItemReader> readerOf(const std::shared_ptr<MailItem>& item) const;
+  std::string taskProperty(const std::shared_ptr<MailItem>& item, std::uint32_t tag) const;
+  void takeHelpFile(const ProfileReader& file);
+
+  PrefWorld world_;
+  PreferenceFields fields_;
+  UpperCasedList words_;
+  UpperCasedList senders_;
+  std::string lastError_;
+  std::string lastReason_;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "prefs/file/preference_file.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <variant>
+
+#include "platform/text/number_text.h"
+#include "platform/text/utf8_text.h"
+#include "prefs/address_lists.h"
+#include "prefs/file/preference_text.h"
+
+namespace relaybird {
+
+namespace {
+
+constexpr std::string_view kMissingEntry = "0";
+
+std::string entryKey(std::string_view name, std::size_t number) {
+  return std::string(name) + "_" + std::to_string(number);
+}
+
+class FieldReader {
+ public:
+  FieldReader(const ProfileReader& file, std::string_view section, const LineSink& logVerbose,
+              PreferenceFields& fields)
+      : file_(file), section_(section), logVerbose_(logVerbose), fields_(fields) {}
+
+  void read(const PreferenceField& field) {
+    std::visit([&](auto member) { take(field, member); }, field.member);
+  }
+
+ private:
+  void take(const PreferenceField& field, bool PreferenceFields::*member) {
+    fields_.*member = booleanFromText(scalar(field));
+  }
+  void take(const PreferenceField& field, double PreferenceFields::*member) {
+    fields_.*member = numericPrefix(scalar(field));
+  }
+  void take(const PreferenceField& field, std::int16_t PreferenceFields::*member) {
+    fields_.*member = number(field.name, wholeFromText16(scalar(field)));
+  }
+  void take(const PreferenceField& field, std::int32_t PreferenceFields::*member) {
+    fields_.*member = number(field.name, wholeFromText32(scalar(field)));
+  }
+  void take(const PreferenceField& field, std::string PreferenceFields::*member) {
+    fields_.*member = scalar(field);
+  }
+  void take(const PreferenceField& field, ShiftedText text) {
+    fields_.*text.member = unshifted(scalar(field));
+  }
+  void take(const PreferenceField& field, StringList PreferenceFields::*member) {
+    fields_.*member = list(field.name);
+  }
+
+  std::string scalar(const PreferenceField& field) const {
+    std::string text = value(field.name, field.absentText);
+    return text.empty() ? std::string(field.emptyText) : text;
+  }
+
+  StringList list(std::string_view name) const {
+    const std::string key = countKey(name);
+    const std::int16_t count = number(key, wholeFromText16(value(key, "0")));
+    StringList entries;
+    for (int i = 1; i <= count; ++i) {
+      std::string entry = value(entryKey(name, static_cast<std::size_t>(i)), kMissingEntry);
+      if (!entry.empty()) entries.push_back(std::move(entry));
+    }
+    if (entries.empty()) entries.emplace_back();
+    return entries;
+  }
+
+  std::string value(std::string_view key, std::string_view fallback) const {
+    std::string text = file_.get(section_, key, fallback, kProfileBufferSize);
+    if (text.size() + 1 >= kProfileBufferSize) text.resize(withoutBrokenEnd(text).size());
+    return text;
+  }
+
+  template <class Number>
+  Number number(std::string_view key, std::optional<Number> read) const {
+    if (!read) logVerbose_("ReadIniPref-->" + std::string(key) + " is out of range and read as 0");
+    return read.value_or(Number{});
+  }
+
+  const ProfileReader& file_;
+  std::string_view section_;
+  const LineSink& logVerbose_;
+  PreferenceFields& fields_;
+};
+
+class FieldWriter {
+ public:
+  FieldWriter(ProfileWriter& file, std::string_view section, const PreferenceFields& fields)
+      : file_(file), section_(section), fields_(fields) {}
+
+  bool write(const PreferenceField& field) {
+    return std::visit([&](auto member) { return put(field.name, member); }, field.member);
+  }
+
+ private:
+  bool put(std::string_view key, bool PreferenceFields::*member) {
+    return set(key, textFromBoolean(fields_.*member));
+  }
+  bool put(std::string_view key, double PreferenceFields::*member) {
+    return set(key, shortestText(fields_.*member));
+  }
+  bool put(std::string_view key, std::int16_t PreferenceFields::*member) {
+    return set(key, std::to_string(fields_.*member));
+  }
+  bool put(std::string_view key, std::int32_t PreferenceFields::*member) {
+    return set(key, std::to_string(fields_.*member));
+  }
+  bool put(std::string_view key, std::string PreferenceFields::*member) {
+    return set(key, fields_.*member);
+  }
+  bool put(std::string_view key, ShiftedText text) {
+    return set(key, shifted(fields_.*text.member));
+  }
+  bool put(std::string_view name, StringList PreferenceFields::*member) {
+    const StringList& entries = fields_.*member;
+    const std::size_t count = holdsNothing(entries) ? 0 : entries.size();
+    // A greater count would read back as 0 and take every entry with it.
+    if (count > std::numeric_limits<std::int16_t>::max()) return false;
+    if (!set(countKey(name), std::to_string(count))) return false;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!set(entryKey(name, i + 1), entries[i])) return false;
+    }
+    return true;
+  }
+
+  bool set(std::string_view key, const std::string& text) { return file_.set(section_, key, text); }
+
+  ProfileWriter& file_;
+  std::string_view section_;
+  const PreferenceFields& fields_;
+};
+
+}  // namespace
+
+std::string countKey(std::string_view name) {
+  return std::string(name) + "_num";
+}
+
+PreferenceFields readPreferences(const ProfileReader& file, std::string_view section,
+                                 const LineSink& logVerbose) {
+  PreferenceFields fields;
+  FieldReader reader(file, section, logVerbose, fields);
+  for (const PreferenceField& field : preferenceFields()) reader.read(field);
+  // No password is worth keeping in a file that hides it so badly.
+  fields.mbolUseWinLogon = true;
+  fields.mstrUsername.clear();
+  fields.mstrPassword.clear();
+  return fields;
+}
+
+bool writePreferences(ProfileWriter& file, std::string_view section,
+                      const PreferenceFields& fields) {
+  FieldWriter writer(file, section, fields);
+  const PreferenceTable& table = preferenceFieldsAsWritten();
+  return std::all_of(table.begin(), table.end(),
+                     [&](const PreferenceField* field) { return writer.write(*field); });
+}
+
+}  // namespace relaybird

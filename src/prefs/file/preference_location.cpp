@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+#include "prefs/file/preference_location.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "platform/system/folder_check.h"
+#include "prefs/file/preference_file.h"
+#include "prefs/preference_fields.h"
+
+namespace relaybird {
+
+namespace {
+
+// Far more than any settings; what is larger is not copied, only renamed.
+constexpr std::size_t kLargestFile = 16 << 20;
+
+constexpr std::string_view kFormerName = "rbx.ini";
+constexpr char kSeparator = static_cast<char>(std::filesystem::path::preferred_separator);
+
+std::string joined(std::string folder, std::string_view name) {
+  if (folder.empty()) return folder;
+  if (folder.back() != kSeparator) folder += kSeparator;
+  return folder.append(name);
+}
+
+bool isFile(FileSystem& files, const std::string& path) {
+  const Result<FileInfo> info = files.inspect(path);
+  return info && info->type == FileType::kRegular;
+}
+
+// The whole file or nothing: a part of it must never take the place of all.
+std::optional<std::string> wholeFile(FileSystem& files, const std::string& path) {
+  const Result<FileInfo> info = files.inspect(path);
+  if (!info || info->size > kLargestFile) return std::nullopt;
+  Result<std::string> bytes = readFile(files, path, kLargestFile);
+  if (!bytes || bytes->size() != info->size) return std::nullopt;
+  return std::move(*bytes);
+}
+
+void putBack(FileSystem& files, const std::string& path, const std::optional<std::string>& bytes) {
+  // Nothing is left to try when this fails too: the former file, which wins, is still whole.
+  if (bytes) {
+    static_cast<void>(replaceFile(files, path, *bytes));
+  } else {
+    static_cast<void>(files.remove(path));
+  }
+}
+
+// For a former file on another file system. It is removed only when the copy is safely on the disk.
+// One that stays would win over everything saved later, so then the copy is taken back.
+bool moveByCopy(FileSystem& files, const std::string& former, const std::string& current) {
+  const bool replaces = isFile(files, current);
+  const std::optional<std::string> replaced = replaces ? wholeFile(files, current) : std::nullopt;
+  const std::optional<std::string> bytes = wholeFile(files, former);
+  if (!bytes || (replaces && !replaced)) return false;
+  if (!replaceFile(files, current, *bytes)) return false;
+  if (files.remove(former)) return true;
+  putBack(files, current, replaced);
+  return false;
+}
+
+// Older releases let everyone read the file. A new one in its place is its owner's alone; where it
+// cannot be written now, the next save makes it so.
+void makePrivate(FileSystem& files, const std::string& path) {
+  const std::optional<std::string> bytes = wholeFile(files, path);
+  if (bytes) static_cast<void>(replaceFile(files, path, *bytes));
+}
+
+bool moveFile(FileSystem& files, const std::string& former, const std::string& current) {
+  const Result<void> renamed = files.rename(former, current);
+  if (!renamed) return renamed.error().code == EXDEV && moveByCopy(files, former, current);
+  makePrivate(files, current);
+  return true;
+}
+
+bool holdsKey(const ProfileReader& file, const std::string& key) {
+  // No value can hold a line break, so this one is the fallback.
+  constexpr std::string_view kMissing = "\n";
+  return file.get(kHelpSection, key, kMissing) != kMissing;
+}
+
+bool holdsSettings(const ProfileReader& file) {
+  const auto& fields = preferenceFields();
+  return std::any_of(fields.begin(), fields.end(), [&](const PreferenceField& field) {
+    return holdsKey(file, std::string(field.name)) || holdsKey(file, countKey(field.name));
+  });
+}
+
+bool isHelpFileMemory(const PreferencePlaces& places, const std::string& former) {
+  if (former != joined(places.folders.windowsFolder(), kFormerName)) return false;
+  const std::unique_ptr<ProfileReader> file = places.profiles.read(former);
+  return holdsKey(*file, std::string(kHelpKey)) && !holdsSettings(*file);
+}
+
+}  // namespace
+
+std::string currentPreferenceFile(const SpecialFolders& folders) {
+  return joined(joined(folders.GetAppDataFolder(), "rbx"), "rbx_prefs.ini");
+}
+
+std::string formerPreferenceFile(const SpecialFolders& folders, const OsVersion& osVersion) {
+  const bool oldest =
+      IsPreWin95(osVersion) || IsWin95(osVersion) || IsWin98(osVersion) || IsWinME(osVersion);
+  std::string folder = oldest ? std::string() : folders.templatesFolder();
+  if (folder.empty()) folder = folders.windowsFolder();
+  return joined(std::move(folder), kFormerName);
+}
+
+std::string locatePreferenceFile(const PreferencePlaces& places) {
+  std::string former = formerPreferenceFile(places.folders, places.osVersion);
+  std::string current = currentPreferenceFile(places.folders);
+  if (current.empty() || !MakeFolderPath(places.files, current, kSeparator)) return former;
+  if (!isFile(places.files, former) || isHelpFileMemory(places, former)) return current;
+  return moveFile(places.files, former, current) ? current : former;
+}
+
+}  // namespace relaybird

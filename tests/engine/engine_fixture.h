@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+// The whole engine over a mailbox in memory and a clock that stands still.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "compose/cls_security.h"
+#include "engine/forwarding_engine.h"
+#include "platform/profile/profile_file.h"
+#include "platform/system/os_version.h"
+#include "stores/memory/memory_store.h"
+#include "support/fake_clock.h"
+#include "support/fake_timers.h"
+#include "support/recording_display.h"
+#include "support/recording_log.h"
+
+namespace relaybird {
+
+/// A machine without a disk.
+class NoFiles : public FileSystem {
+ public:
+  Result<FileInfo> inspect(const std::string&) override { return nothing(); }
+  Result<std::vector<FolderEntry>> list(const std::string&) override { return nothing(); }
+  Result<std::unique_ptr<InputFile>> open(const std::string&) override { return nothing(); }
+  Result<std::unique_ptr<OutputFile>> create(const std::string&) override { return nothing(); }
+  Result<std::unique_ptr<OutputFile>> append(const std::string&) override { return nothing(); }
+  Result<void> rename(const std::string&, const std::string&) override { return nothing(); }
+  Result<void> remove(const std::string&) override { return nothing(); }
+  Result<void> createFolder(const std::string&) override { return nothing(); }
+  Result<void> syncFolder(const std::string&) override { return nothing(); }
+  Result<std::unique_ptr<FolderLock>> lockFolder(const std::string&) override { return nothing(); }
+
+ private:
+  static Error nothing() { return {ENOENT, "there is no disk"}; }
+};
+
+class NoFolders : public SpecialFolders {
+ public:
+  std::string GetSpecialFolderPath(int) const override { return {}; }
+  std::string templatesFolder() const override { return {}; }
+  std::string windowsFolder() const override { return {}; }
+  std::string stateFolder() const override { return {}; }
+};
+
+class EngineTest : public testing::Test {
+ protected:
+  EngineTest() {
+    prefs_.ReadIniPref();
+    prefs_.fields().mstrFwdToAddress = {"5550100@sms.example.net"};
+    clock_.set(kStart);
+    engine_.state().activationTime = kStart;
+  }
+
+  // Hooks refer to what a test's body holds; the engine lets go of the store after that.
+  ~EngineTest() override { store_.setHook({}); }
+
+  static constexpr DateTime kStart =
+      std::chrono::sys_days{std::chrono::year{2026} / 11 / 20} + std::chrono::hours{15};
+
+  /// Ordinary mail that arrived a minute after activation.
+  static MemoryItem mail(const std::string& subject) {
+    MemoryItem item;
+    item.subject = subject;
+    item.body = "text of " + subject;
+    item.senderName = "Bob Example";
+    item.senderAddress = "bob@example.com";
+    item.received = kStart + std::chrono::minutes{1};
+    item.modified = kStart + std::chrono::minutes{1};
+    return item;
+  }
+  void deliver(const std::string& subject) { store_.deliver(mail(subject)); }
+
+  void check() { engine_.pass().ForwardMail(); }
+
+  /// The log lines without those that begin and end every check.
+  std::vector<std::string> decisions() const {
+    std::vector<std::string> found;
+    for (const std::string& line : log_.lines) {
+      if (!line.starts_with("Started Email Check at ") &&
+          !line.starts_with("Completed Email Check at ")) {
+        found.push_back(line);
+      }
+    }
+    return found;
+  }
+  std::vector<std::string> sentSubjects() const {
+    std::vector<std::string> subjects;
+    for (const auto& message : store_.outbox()) {
+      subjects.push_back(message.subject);
+    }
+    return subjects;
+  }
+
+  FakeClock clock_;
+  FakeTimers timers_{clock_};
+  FakeEventQueue events_;
+  RecordingSleeper sleeper_{clock_};
+  RecordingDisplay display_;
+  RecordingLog log_{&clock_};
+  RecordingTrace trace_;
+  MemoryStore store_{events_};
+  NoFiles files_;
+  NoFolders folders_;
+  NotWindows osVersion_;
+  ProfileFile profiles_{files_};
+  clsPref prefs_{
+      {files_, profiles_, folders_, osVersion_, store_.factory(), itemReaders(store_.factory())}};
+  ForwardingEngine engine_{
+      {store_.factory(), prefs_, display_, log_, trace_, clock_, sleeper_, timers_}};
+};
+
+}  // namespace relaybird

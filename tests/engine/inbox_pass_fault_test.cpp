@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <set>
+
+#include "engine/engine_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class InboxPassFaultTest : public EngineTest {
+ protected:
+  void failAt(std::string operation) {
+    store_.setHook([operation = std::move(operation)](std::string_view at) {
+      if (at == operation) throw MailStoreError("the store broke");
+    });
+  }
+};
+
+TEST_F(InboxPassFaultTest, AFaultEndsThePassWithOneLineAndNothingElse) {
+  deliver("older");
+  deliver("newer");
+  int reads = 0;
+  store_.setHook([&](std::string_view at) {
+    if (at == "MailItem.EntryID" && ++reads == 2) throw MailStoreError("the store broke");
+  });
+  engine_.state().testCycle = true;
+  display_.forwardNow = false;
+  check();
+  EXPECT_EQ(log_.lines, (Lines{"Started Email Check at 2026-11-20 15:00:00",
+                               "forwarded newer at 2026-11-20 15:00:00",
+                               "An Error occured at 2026-11-20 15:00:00 --> the store broke"}));
+  EXPECT_FALSE(engine_.state().m_bBusyFwd);
+  EXPECT_TRUE(display_.forwardNow);
+  EXPECT_TRUE(sleeper_.slept.empty());
+  EXPECT_EQ(store_.syncStarts(), 0u);
+  EXPECT_EQ(display_.forwarded, "1");
+}
+
+TEST_F(InboxPassFaultTest, TheItemInHandIsLookedAtAgain) {
+  deliver("one");
+  failAt("MailItem.UnRead=");
+  check();
+  EXPECT_EQ(store_.outboxCount(), 0u);
+  store_.setHook({});
+  check();
+  EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
+}
+
+TEST_F(InboxPassFaultTest, ACountBeyondSixteenBitsIsAnError) {
+  for (int i = 0; i < 32768; ++i) {
+    store_.deliver({});
+  }
+  check();
+  EXPECT_EQ(log_.lines.back(), "An Error occured at 2026-11-20 15:00:00 --> Overflow");
+  EXPECT_EQ(store_.outboxCount(), 0u);
+}
+
+TEST_F(InboxPassFaultTest, TheCounterOverflowsAsAnErrorAndNeverWraps) {
+  prefs_.fields().mlngMaxToForward = 100000;
+  display_.forwarded = "32767";
+  deliver("one");
+  check();
+  EXPECT_EQ(display_.forwarded, "32767");
+  EXPECT_EQ(log_.lines.back(), "An Error occured at 2026-11-20 15:00:00 --> Overflow");
+  EXPECT_EQ(store_.outboxCount(), 1u);
+  EXPECT_FALSE(store_.isUnread(0));
+}
+
+TEST_F(InboxPassFaultTest, AnApplicationThatEndsUnderThePassIsOpenedAfreshByTheNext) {
+  deliver("one");
+  check();
+  deliver("two");
+  bool quit = false;
+  store_.setHook([&](std::string_view at) {
+    if (at == "Items.Restrict" || at == "ItemCollection.Restrict") {
+      if (!std::exchange(quit, true)) store_.quitApplication();
+    }
+  });
+  engine_.state().syncBusy = false;
+  check();
+  EXPECT_TRUE(quit);
+  EXPECT_TRUE(log_.lines.back().starts_with("An Error occured at ")) << log_.lines.back();
+  store_.setHook({});
+  check();
+  EXPECT_EQ(sentSubjects(), (Lines{"FW: one", "FW: two"}));
+}
+
+/// Runs a pass over items of every kind once for each operation that it uses, which fails at its
+/// first use. Whatever fails, the pass ends by itself, leaves no flag behind, and the next one,
+/// with the store in order again, forwards what is still unread and undecided exactly once.
+TEST_F(InboxPassFaultTest, WhicheverOperationFailsThePassEndsAndTheNextOneGoesOn) {
+  prefs_.fields().mbolIgnoreExistingUnread = true;
+  prefs_.fields().mbolFilterText = true;
+  prefs_.fields().mstrTextToMatch = {"text"};
+  prefs_.fields().mintTextToCheck = 102;
+  prefs_.fields().mintSenderFilter = 502;
+  prefs_.fields().mcolSenderList = {"nobody"};
+  const auto fill = [](MemoryStore& store) {
+    for (const char* kind : {"MailItem", "meetingitem", "ReportItem", "TaskRequestItem",
+                             "TaskRequestAcceptItem", "ContactItem"}) {
+      MemoryItem item = mail(std::string("about ") + kind);
+      item.kind = kind;
+      item.attachments.push_back({"a.txt", "attached", {}});
+      store.deliver(item);
+    }
+  };
+  std::set<std::string> operations;
+  store_.setHook([&](std::string_view at) { operations.emplace(at); });
+  fill(store_);
+  check();
+  ASSERT_EQ(store_.outboxCount(), 5u);
+  ASSERT_GT(operations.size(), 25u);
+
+  for (const std::string& operation : operations) {
+    SCOPED_TRACE(operation);
+    MemoryStore store(events_);
+    fill(store);
+    RecordingLog log(&clock_);
+    clsPref prefs{
+        {files_, profiles_, folders_, osVersion_, store.factory(), itemReaders(store.factory())}};
+    prefs.fields() = prefs_.fields();
+    ForwardingEngine engine{
+        {store.factory(), prefs, display_, log, trace_, clock_, sleeper_, timers_}};
+    engine.state().activationTime = kStart;
+    bool failed = false;
+    store.setHook([&](std::string_view at) {
+      if (at == operation && !std::exchange(failed, true)) throw MailStoreError("broken once");
+    });
+    engine.pass().ForwardMail();
+    EXPECT_TRUE(failed);
+    EXPECT_FALSE(engine.state().m_bBusyFwd);
+    store.setHook({});
+    events_.runUntilIdle();
+    engine.pass().ForwardMail();
+
+    std::multiset<std::string> subjects;
+    for (const auto& message : store.outbox()) {
+      subjects.insert(message.subject);
+    }
+    for (const auto& subject : subjects) {
+      EXPECT_EQ(subjects.count(subject), 1u) << subject;
+    }
+    // At most the item in hand is given up, and then the log says so.
+    EXPECT_GE(subjects.size(), 4u);
+    if (subjects.size() == 4u) {
+      EXPECT_TRUE(std::any_of(log.lines.begin(), log.lines.end(), [](const std::string& line) {
+        return line.find("Tried but failed") == 0 || line.find("An Error occured") == 0 ||
+               line.find(" not forwarded because ") != std::string::npos;
+      }));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace relaybird

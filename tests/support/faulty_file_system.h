@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// A disk that breaks on demand: a decorator over any FileSystem that counts the primitive steps
+// which change the disk and makes one of them fail, or lets the test pull the plug before it.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/file_system.h"
+
+namespace relaybird {
+
+/// Steps are counted from 1: create and append (opening), each write, sync and close, rename,
+/// remove, createFolder, syncFolder. Looking, reading and locking are no steps. A file that is
+/// destroyed without having been closed takes no step. Not for several threads.
+class FaultyFileSystem : public FileSystem {
+ public:
+  explicit FaultyFileSystem(FileSystem& real) : real_(real) {}
+
+  /// Step `step` fails with `errorNumber` and changes nothing on the disk, except that a failing
+  /// close still closes. Steps after it work again.
+  void failStep(std::size_t step, int errorNumber);
+  /// Like failStep, and every step after it fails too.
+  void failFromStep(std::size_t step, int errorNumber);
+  /// When a failing step is a write, its first half reaches the disk before it fails.
+  void tearFailingWrites(bool tear) { tearFailing_ = tear; }
+  /// Calls `hook` before step `step`; when the step is a write and `tear` is set, its first half is
+  /// on the disk by then (and is not written again). A hook that ends the process leaves exactly
+  /// what a crash there would leave.
+  void hookBefore(std::size_t step, std::function<void()> hook, bool tear = false);
+  /// Calls `hook` before every step, with its description as in record().
+  void onEveryStep(std::function<void(const std::string& step)> hook) {
+    everyStep_ = std::move(hook);
+  }
+  /// No more faults and hooks; counting starts again.
+  void reset();
+
+  std::size_t steps() const { return record_.size(); }
+  /// What the steps were: "create PATH", "append PATH", "write PATH SIZE", "sync PATH", "close
+  /// PATH", "rename FROM TO", "remove PATH", "createFolder PATH", "syncFolder PATH".
+  const std::vector<std::string>& record() const { return record_; }
+
+  Result<FileInfo> inspect(const std::string& path) override { return real_.inspect(path); }
+  Result<std::string> resolve(const std::string& path) override { return real_.resolve(path); }
+  Result<std::vector<FolderEntry>> list(const std::string& folder) override {
+    return real_.list(folder);
+  }
+  Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
+    return real_.open(path);
+  }
+  Result<std::unique_ptr<OutputFile>> create(const std::string& path) override;
+  Result<std::unique_ptr<OutputFile>> append(const std::string& path) override;
+  Result<void> rename(const std::string& from, const std::string& to) override;
+  Result<void> remove(const std::string& file) override;
+  Result<void> createFolder(const std::string& folder) override;
+  Result<void> syncFolder(const std::string& folder) override;
+  Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& folder) override {
+    return real_.lockFolder(folder);
+  }
+
+ private:
+  class File;
+  /// Counts a step and runs the hooks; the error it is to fail with.
+  std::optional<Error> step(const std::string& description, OutputFile* file = nullptr,
+                            std::string_view* bytes = nullptr);
+
+  FileSystem& real_;
+  std::vector<std::string> record_;
+  std::size_t failFirst_ = 0;  ///< 0: never
+  std::size_t failLast_ = 0;
+  int errorNumber_ = 0;
+  bool tearFailing_ = false;
+  std::size_t hookStep_ = 0;
+  bool hookTears_ = false;
+  std::function<void()> hook_;
+  std::function<void(const std::string&)> everyStep_;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace relaybird {
+
+/// An empty folder of its own for one test, gone with all that is in it at the end of the scope.
+/// What a test does to permissions in it is undone first.
+class TempFolder {
+ public:
+  TempFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "relaybird-XXXXXX").string();
+    if (!::mkdtemp(name.data())) throw std::runtime_error("cannot make " + name);
+    path_ = name;
+  }
+  ~TempFolder() {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    for (const auto& entry : fs::recursive_directory_iterator(path_, ignored)) {
+      if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) {
+        fs::permissions(entry.path(), fs::perms::owner_all, ignored);
+      }
+    }
+    fs::remove_all(path_, ignored);
+  }
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  /// Absolute, without a closing separator.
+  const std::string& path() const { return path_; }
+  /// The path of a name in the folder; nothing is made.
+  std::string path(std::string_view name) const { return path_ + '/' + std::string(name); }
+
+ private:
+  std::string path_;
+};
+
+/// The bytes of a file; throws where it cannot be read, so that a test never takes a missing file
+/// for an empty one.
+inline std::string readBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("cannot read " + path);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+inline void writeBytes(const std::string& path, std::string_view bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  out.close();
+  if (!out) throw std::runtime_error("cannot write " + path);
+}
+
+}  // namespace relaybird
