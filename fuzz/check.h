@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+
+/// Ends the process, so that the fuzzer keeps the input, where a property does not hold.
+#define RB_CHECK(property)                                                        \
+  do {                                                                            \
+    if (!(property)) {                                                            \
+      std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #property); \
+      std::abort();                                                               \
+    }                                                                             \
+  } while (false)

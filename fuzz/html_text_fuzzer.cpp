@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// The body of a stranger's mail: a first line that says which character set it claims, then the
+// document.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "check.h"
+#include "stores/text/charset.h"
+#include "stores/text/html_text.h"
+
+namespace {
+
+using namespace relaybird;
+
+void checkCharset(std::string_view label, std::string_view bytes) {
+  const std::string text = toUtf8(bytes, label);
+  RB_CHECK(isValidUtf8(text));
+  RB_CHECK(text.size() <= kUtf8Growth * bytes.size());
+  const std::string scrubbed = scrubUtf8(bytes);
+  RB_CHECK(isValidUtf8(scrubbed));
+  RB_CHECK(scrubUtf8(scrubbed) == scrubbed);
+  RB_CHECK(isValidUtf8(bytes) == (scrubbed == bytes));
+}
+
+void checkHtml(std::string_view html) {
+  // An element makes a few characters (an indented list mark) out of as many, a bad byte three.
+  constexpr std::size_t kGrowth = 8;
+  const std::string text = htmlToText(html);
+  RB_CHECK(isValidUtf8(text));
+  RB_CHECK(text.size() <= kGrowth * html.size() + 64);
+  RB_CHECK(std::all_of(text.begin(), text.end(), [](char c) {
+    return static_cast<unsigned char>(c) >= ' ' ? c != 0x7F : c == '\n' || c == '\t';
+  }));
+  RB_CHECK(!text.ends_with('\n'));
+  const std::string label = sniffHtmlCharset(html);
+  RB_CHECK(label.size() < 1024);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view input(reinterpret_cast<const char*>(data), size);
+  const auto line = std::min(input.find('\n'), input.size());
+  const auto body = input.substr(std::min(line + 1, input.size()));
+  checkCharset(input.substr(0, line), body);
+  checkHtml(body);
+  return 0;
+}

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+// A message of any bytes: its kind, its texts and attachments, and the forward made of it, which
+// must again be a message that says the same.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <numeric>
+#include <string>
+
+#include "stores/mime/forward.h"
+#include "stores/mime/memory_files.h"
+#include "stores/mime/message.h"
+#include "stores/mime/message_kind.h"
+#include "stores/mime/parts/message_layout.h"
+#include "stores/text/charset.h"
+
+namespace {
+
+using namespace relaybird;
+
+void require(bool holds, const char* what) {
+  if (!holds) {
+    std::cerr << "violated: " << what << '\n';
+    std::abort();
+  }
+}
+
+bool isOneLine(const std::string& text) {
+  return text.find('\n') == std::string::npos && text.find('\r') == std::string::npos &&
+         text.find('\0') == std::string::npos;
+}
+
+void checkTexts(const Message& message) {
+  for (const std::string& line :
+       {message.subject(), message.addressText("From"), message.addressText("To")}) {
+    require(isValidUtf8(line), "header texts are UTF-8");
+    require(isOneLine(line), "header texts are one line");
+  }
+  require(isValidUtf8(message.bodyText()), "the text is UTF-8");
+  require(message.bodyText().find('\r') == std::string::npos, "lines end with LF");
+  require(!message.htmlBody() || isValidUtf8(*message.htmlBody()), "the HTML is UTF-8");
+  message.date();
+  message.task();
+}
+
+void checkParts(const Part& part, std::uint64_t begin, std::uint64_t end) {
+  require(begin <= part.begin && part.begin <= part.body && part.body <= part.end,
+          "parts in order");
+  require(part.end <= end, "parts lie within their parent");
+  for (const auto& child : part.children) {
+    checkParts(*child, part.body, part.end);
+  }
+}
+
+ForwardDraft draftOf(const Message& source) {
+  ForwardDraft draft;
+  draft.source = &source;
+  draft.from = {"Me", "me@example.com"};
+  draft.to = {{"", "pager@example.net"}};
+  draft.replyTo = source.headers().mailboxes("From");
+  draft.subject = source.subject();
+  draft.messageId = "<forward@example.com>";
+  draft.trace = "mark";
+  draft.keptAttachments.resize(source.attachments().size());
+  std::iota(draft.keptAttachments.begin(), draft.keptAttachments.end(), 0U);
+  return draft;
+}
+
+void checkForward(const Message& source) {
+  MemoryOutput out;
+  require(static_cast<bool>(writeForward(draftOf(source), out)), "every message can be forwarded");
+  const auto forward = Message::read(memoryFile(out.written));
+  require(static_cast<bool>(forward), "a forward can be read");
+  const HeaderBlock& headers = (*forward)->headers();
+  require(headers.ended() && headers.value("To") == "pager@example.net", "the recipient is ours");
+  require(!headers.raw("Bcc") && headers.value(kTraceHeader) == "mark", "no field was slipped in");
+  require(!(*forward)->isOpaque() || source.attachments().size() > 1000, "a forward can be opened");
+  if (!(*forward)->isOpaque()) {
+    require((*forward)->attachments().size() == source.attachments().size(), "all is carried");
+    require((*forward)->bodyText() == forwardText(source, ""), "the text is carried");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  const auto file = memoryFile(bytes);
+  const auto headers = readHeaderBlock(*file);
+  require(static_cast<bool>(headers), "headers can be read");
+  require(headers->bodyOffset() <= size, "the body begins within the message");
+  require(
+      static_cast<bool>(readMessageKind(*headers, *file, [](std::string_view) { return true; })),
+      "the kind can be read");
+  const auto message = Message::read(file);
+  require(static_cast<bool>(message), "the message can be read");
+  checkParts((*message)->layout().root(), 0, size);
+  checkTexts(**message);
+  checkForward(**message);
+  return 0;
+}

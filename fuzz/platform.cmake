@@ -1,0 +1,1 @@
+rb_fuzz(profile_file SOURCES profile_file_fuzzer.cpp LIBS rb_platform)

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+// What stands in address headers, address books and the lists that a user types. The first byte
+// says which reader the rest is for.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "check.h"
+#include "prefs/address_lists.h"
+#include "stores/address/address_book.h"
+#include "stores/address/mail_address.h"
+#include "stores/text/charset.h"
+#include "stores/text/encoded_word.h"
+
+namespace {
+
+using namespace relaybird;
+
+bool hasControl(std::string_view text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; });
+}
+
+void checkWords(std::string_view raw) {
+  const std::string text = decodeHeaderText(raw);
+  RB_CHECK(isValidUtf8(text));
+  RB_CHECK(text.size() <= kUtf8Growth * raw.size());
+  const std::string value = unfoldHeader(raw);
+  std::size_t done = 0;
+  for (const Span& span : encodedWords(value)) {
+    RB_CHECK(span.start >= done && span.length >= 6);
+    done = span.start + span.length;
+    RB_CHECK(done <= value.size());
+    RB_CHECK(value.compare(span.start, 2, "=?") == 0 && value.compare(done - 2, 2, "?=") == 0);
+  }
+}
+
+void checkAddresses(std::string_view raw) {
+  std::size_t length = 0;
+  for (const Mailbox& mailbox : parseAddressList(raw)) {
+    RB_CHECK(isValidUtf8(mailbox.name) && isValidUtf8(mailbox.address));
+    RB_CHECK(!hasControl(mailbox.name) && !hasControl(mailbox.address));
+    length += mailbox.name.size() + mailbox.address.size();
+    if (!isRfc5322Address(mailbox.address)) continue;
+    RB_CHECK(mailbox.address.front() != '-' && mailbox.address.size() <= 254);
+    const auto again = parseAddressList(formatMailbox(mailbox));
+    RB_CHECK(!again.empty());
+    RB_CHECK(again.back().address == mailbox.address);
+    RB_CHECK(again.size() == 1);
+  }
+  // A private-use atom in the input can repeat the longest word.
+  RB_CHECK(length <= kUtf8Growth * raw.size() * (raw.size() + 1));
+}
+
+void checkAddress(std::string_view text) {
+  if (!isRfc5322Address(text)) return;
+  RB_CHECK(isValidUtf8(text) && !hasControl(text));
+  RB_CHECK(text.front() != '-' && text.find('@') != std::string_view::npos);
+  RB_CHECK(text.front() == '"' || text.find_first_of(" ,;<>()") == std::string_view::npos);
+}
+
+void checkBook(std::string_view contents) {
+  const AddressBook book = AddressBook::parse(contents);
+  RB_CHECK(book.size() <= contents.size());
+  for (const std::string_view name : {"Ann", "Doe, John", "", "\xFF"}) {
+    const auto mailbox = book.find(name);
+    RB_CHECK(!mailbox || isRfc5322Address(mailbox->address));
+    RB_CHECK(!mailbox || !hasControl(mailbox->name));
+  }
+}
+
+void checkLists(std::string_view text) {
+  StringList list;
+  const int count = FormTextToArray(text, list);
+  RB_CHECK(count >= 1 && static_cast<std::size_t>(count) == list.size());
+  const std::string joined = MakeStringFromArray(list);
+  RB_CHECK(joined.size() <= 2 * text.size() + 2);
+  StringList again;
+  FormTextToArray(joined, again);
+  RB_CHECK(again == list);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
+  switch (data[0]) {
+    case 'w':
+      checkWords(input);
+      break;
+    case 'a':
+      checkAddresses(input);
+      break;
+    case 'c':
+      checkAddress(input);
+      break;
+    case 'v':
+      checkBook(input);
+      break;
+    default:
+      checkLists(input);
+  }
+  return 0;
+}

@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+#include "stores/address/address_book.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "stores/address/vcard_reader.h"
+#include "stores/text/charset.h"
+
+namespace relaybird {
+namespace {
+
+struct Free {
+  void operator()(char* text) const { g_free(text); }
+};
+using GText = std::unique_ptr<char, Free>;
+
+// Runs of white space and control characters to one blank, none at the ends.
+std::string tidy(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte > ' ' && byte != 0x7F) {
+      out += c;
+    } else if (!out.empty() && out.back() != ' ') {
+      out += ' ';
+    }
+  }
+  if (!out.empty() && out.back() == ' ') out.pop_back();
+  return out;
+}
+
+// What two spellings of one name have in common: case, composed characters and blanks do not count.
+std::string folded(std::string_view name) {
+  const std::string text = tidy(scrubUtf8(name));
+  const GText normal(g_utf8_normalize(text.c_str(), -1, G_NORMALIZE_ALL_COMPOSE));
+  if (!normal) return text;
+  const GText lower(g_utf8_casefold(normal.get(), -1));
+  return tidy(lower.get());
+}
+
+// How much a card prefers an address, lowest first: PREF=1 to 100 (RFC 6350 section 5.3), "pref"
+// among the types of the older versions, nothing.
+int preference(const VcardProperty& email) {
+  constexpr int kNoPreference = 101;
+  if (const auto rank = email.parameter("PREF")) {
+    int value = kNoPreference;
+    std::from_chars(rank->data(), rank->data() + rank->size(), value);
+    return std::clamp(value, 1, kNoPreference);
+  }
+  for (const std::string& parameter : email.parameters) {
+    const bool types = parameter.starts_with("TYPE=");
+    const auto list = vcardParts(types ? parameter.substr(5) : parameter, ',');
+    if (std::find(list.begin(), list.end(), "PREF") != list.end()) return 1;
+  }
+  return kNoPreference;
+}
+
+struct Card {
+  std::string formattedName;
+  std::vector<std::string> names;
+  std::string address;
+  int rank = 0;
+
+  void take(const VcardProperty& property) {
+    if (property.name == "FN") takeFormattedName(property);
+    if (property.name == "N") takeNameParts(property);
+    if (property.name == "NICKNAME") {
+      for (std::string& name : vcardParts(property.value, ',')) names.push_back(std::move(name));
+    }
+    if (property.name == "EMAIL") takeAddress(property);
+  }
+
+  void takeFormattedName(const VcardProperty& property) {
+    names.push_back(tidy(vcardText(property.value)));
+    if (formattedName.empty()) formattedName = names.back();
+  }
+
+  // Family; given; further names; titles before; titles behind.
+  void takeNameParts(const VcardProperty& property) {
+    auto parts = vcardParts(property.value, ';');
+    parts.resize(2);
+    const std::string last = tidy(parts[0]);
+    const std::string first = tidy(parts[1]);
+    names.push_back(tidy(first + " " + last));
+    if (!last.empty() && !first.empty()) names.push_back(last + ", " + first);
+  }
+
+  void takeAddress(const VcardProperty& property) {
+    constexpr std::string_view kScheme = "mailto:";
+    std::string text = tidy(vcardText(property.value));
+    if (g_ascii_strncasecmp(text.c_str(), kScheme.data(), kScheme.size()) == 0) {
+      text.erase(0, kScheme.size());
+    }
+    const int its = preference(property);
+    if (!isRfc5322Address(text) || (!address.empty() && its >= rank)) return;
+    address = std::move(text);
+    rank = its;
+  }
+};
+
+std::string shownName(const Card& card) {
+  if (!card.formattedName.empty()) return card.formattedName;
+  const auto named = std::find_if(card.names.begin(), card.names.end(),
+                                  [](const std::string& name) { return !name.empty(); });
+  return named == card.names.end() ? std::string() : tidy(*named);
+}
+
+bool sameAddress(const std::string& a, const std::string& b) {
+  return g_ascii_strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+// The cards of a file in order. A card within a card (AGENT of version 2.1) is passed over; a card
+// that begins before the last one ended takes the place of it.
+template <class Take>
+void forEachCard(std::string_view contents, Take take) {
+  VcardReader reader(contents);
+  std::optional<Card> card;
+  std::size_t inner = 0;
+  bool agent = false;
+  while (const auto property = reader.next()) {
+    const bool isCard = property->name == "BEGIN" || property->name == "END";
+    if (isCard && g_ascii_strcasecmp(tidy(property->value).c_str(), "VCARD") != 0) continue;
+    if (property->name == "BEGIN") {
+      if (agent || inner > 0) {
+        ++inner;
+      } else {
+        card.emplace();
+      }
+    } else if (property->name == "END") {
+      if (inner > 0) {
+        --inner;
+      } else if (card) {
+        take(*card);
+        card.reset();
+      }
+    } else if (card && inner == 0) {
+      card->take(*property);
+    }
+    agent = card && property->name == "AGENT" && tidy(property->value).empty();
+  }
+}
+
+}  // namespace
+
+AddressBook AddressBook::parse(std::string_view contents) {
+  AddressBook book;
+  std::string converted;
+  if (contents.starts_with("\xFF\xFE") || contents.starts_with("\xFE\xFF")) {
+    converted = toUtf8(contents, "utf-16");
+    contents = converted;
+  }
+  if (contents.starts_with("\xEF\xBB\xBF")) contents.remove_prefix(3);
+  forEachCard(contents, [&book](const Card& card) {
+    if (card.address.empty()) return;
+    const Mailbox mailbox{shownName(card), card.address};
+    for (const std::string& name : card.names) book.add(name, mailbox);
+  });
+  return book;
+}
+
+void AddressBook::add(std::string_view name, const Mailbox& mailbox) {
+  std::string key = folded(name);
+  if (key.empty()) return;
+  const auto [entry, isNew] = names_.try_emplace(std::move(key), Entry{mailbox});
+  if (!isNew && !sameAddress(entry->second.mailbox.address, mailbox.address)) {
+    entry->second.ambiguous = true;
+  }
+}
+
+std::optional<Mailbox> AddressBook::find(std::string_view name) const {
+  const auto entry = names_.find(folded(name));
+  if (entry == names_.end() || entry->second.ambiguous) return std::nullopt;
+  return entry->second.mailbox;
+}
+
+Result<AddressBook> AddressBook::read(FileSystem& files, const std::string& path) {
+  auto contents = readFile(files, path, kMaxAddressBookSize + 1);
+  if (!contents) return contents.error();
+  if (contents->size() > kMaxAddressBookSize) {
+    return Error{EFBIG, "The address book " + path + " is larger than 64 MB"};
+  }
+  return parse(*contents);
+}
+
+AddressBookFile::AddressBookFile(FileSystem& files, std::string path)
+    : files_(files), path_(std::move(path)) {}
+
+Result<const AddressBook*> AddressBookFile::current() {
+  if (path_.empty()) return &book_;
+  const auto file = files_.resolve(path_);  // people keep such files elsewhere, behind a link
+  if (!file) return file.error();
+  const auto info = files_.inspect(*file);
+  if (!info) return info.error();
+  const bool same = seen_ && seen_->size == info->size && seen_->modified == info->modified &&
+                    seen_->device == info->device && seen_->inode == info->inode;
+  if (same) return &book_;
+  auto book = AddressBook::read(files_, *file);
+  if (!book) return book.error();
+  book_ = std::move(*book);
+  seen_ = *info;
+  return &book_;
+}
+
+}  // namespace relaybird

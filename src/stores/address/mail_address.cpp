@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "stores/address/mail_address.h"
+
+#include <gmime/gmime.h>
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "stores/address/address_entries.h"
+#include "stores/text/charset.h"
+#include "stores/text/encoded_word.h"
+
+namespace relaybird {
+namespace {
+
+struct Unref {
+  void operator()(void* object) const { g_object_unref(object); }
+};
+
+// Control characters to blanks, runs of blanks to one, none at the ends.
+std::string onOneLine(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte > ' ' && byte != 0x7F) {
+      out += c;
+    } else if (!out.empty() && out.back() != ' ') {
+      out += ' ';
+    }
+  }
+  if (!out.empty() && out.back() == ' ') out.pop_back();
+  return out;
+}
+
+std::string textOf(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+// What GMime gives up on although people write it: "[List] Name <address>", a scheme before the
+// address, dots where the standard has none. The address stays for isRfc5322Address to judge.
+std::optional<Mailbox> salvaged(std::string_view entry) {
+  constexpr std::string_view kScheme = "mailto:";
+  const auto open = entry.rfind('<');
+  const auto name = open == std::string_view::npos ? std::string_view() : entry.substr(0, open);
+  auto address = open == std::string_view::npos ? entry : entry.substr(open + 1);
+  address = address.substr(0, address.find('>'));
+  if (address.starts_with(kScheme)) address.remove_prefix(kScheme.size());
+  const bool usable = address.find('@') != std::string_view::npos &&
+                      address.find_first_of(" \t\"(),;") == std::string_view::npos;
+  if (!usable) return std::nullopt;
+  std::string plain(name);
+  std::erase(plain, '"');
+  return Mailbox{plain, std::string(address)};
+}
+
+// GMime's list of an entry, null where it finds none. Its parser calls itself at colons, as for a
+// group within a group: more of them than an IPv6 address or a route has, it does not get to see.
+InternetAddressList* listOf(const std::string& entry) {
+  constexpr std::ptrdiff_t kMostColons = 20;
+  if (std::count(entry.begin(), entry.end(), ':') > kMostColons) return nullptr;
+  static std::once_flag once;
+  std::call_once(once, g_mime_init);
+  return internet_address_list_parse(nullptr, entry.c_str());
+}
+
+// One entry with an "@" in it. GMime reads names, comments, quotes and routes.
+std::vector<Mailbox> parseEntry(const std::string& entry) {
+  std::vector<Mailbox> out;
+  const std::unique_ptr<InternetAddressList, Unref> list(listOf(entry));
+  const int count = list ? internet_address_list_length(list.get()) : 0;
+  for (int i = 0; i < count; ++i) {
+    InternetAddress* item = internet_address_list_get_address(list.get(), i);
+    if (!INTERNET_ADDRESS_IS_MAILBOX(item)) continue;
+    std::string address = textOf(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(item)));
+    if (address.find('@') == std::string::npos) continue;  // words left behind an address
+    out.push_back({textOf(internet_address_get_name(item)), std::move(address)});
+  }
+  if (out.empty()) {
+    if (auto mailbox = salvaged(entry)) out.push_back(std::move(*mailbox));
+  }
+  return out;
+}
+
+bool needsQuotes(std::string_view name) {
+  constexpr std::string_view kSpecials = "()<>[]:;@\\,.\"";
+  return name.find_first_of(kSpecials) != std::string_view::npos;
+}
+
+}  // namespace
+
+std::vector<Mailbox> parseAddressList(std::string_view raw) {
+  std::vector<Mailbox> out;
+  const std::string value = unfoldHeader(toUtf8(raw.substr(0, kMaxAddressHeader), ""));
+  const HiddenWords words(value);
+  AddressEntries entries(words.text());
+  while (out.size() < kMaxMailboxes) {
+    const auto entry = entries.next();
+    if (!entry) break;
+    if (entry->find('@') == std::string::npos) {
+      const std::string name = onOneLine(decodeHeaderText(words.shown(*entry)));
+      if (!name.empty()) out.push_back({"", name});
+      continue;
+    }
+    for (const Mailbox& mailbox : parseEntry(*entry)) {
+      out.push_back({onOneLine(decodeHeaderText(words.shown(mailbox.name))),
+                     onOneLine(words.shown(mailbox.address))});
+    }
+  }
+  return out;
+}
+
+Mailbox parseAddress(std::string_view raw) {
+  const auto all = parseAddressList(raw);
+  return all.empty() ? Mailbox{} : all.front();
+}
+
+std::string formatMailbox(const Mailbox& mailbox) {
+  const std::string name = onOneLine(mailbox.name);
+  if (name.empty()) return mailbox.address;
+  std::string out;
+  if (needsQuotes(name)) {
+    out += '"';
+    for (const char c : name) {
+      if (c == '"' || c == '\\') out += '\\';
+      out += c;
+    }
+    out += '"';
+  } else {
+    out = name;
+  }
+  return out.append(" <").append(mailbox.address).append(">");
+}
+
+}  // namespace relaybird

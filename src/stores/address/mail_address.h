@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+// Mail addresses: out of header values and user input, and back into text.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace relaybird {
+
+/// A person's mailbox. Both members are UTF-8; either may be empty.
+struct Mailbox {
+  std::string name;     ///< display name, decoded, without quotes and control characters
+  std::string address;  ///< local-part@domain as it was written
+
+  bool operator==(const Mailbox&) const = default;
+};
+
+/// The mailboxes of an address header's raw value (From, To, Reply-To ...) or of what a user typed
+/// in such a form, in order, groups flattened. What cannot be read is left out; an entry without an
+/// "@" is kept as an address for the caller to judge. At most kMaxMailboxes, of at most the first
+/// kMaxAddressHeader bytes. The addresses are NOT checked: see isRfc5322Address. Any thread.
+std::vector<Mailbox> parseAddressList(std::string_view raw);
+
+/// The first mailbox of the value; both members empty where there is none.
+Mailbox parseAddress(std::string_view raw);
+
+inline constexpr std::size_t kMaxMailboxes = 10'000;
+inline constexpr std::size_t kMaxAddressHeader = 1'000'000;
+
+/// True where `text` as a whole is one bare address (RFC 5322 section 3.4.1) that
+/// is safe to put on a mail command's line and into an SMTP envelope: a dot-atom or quoted local
+/// part of at most 64 bytes, a host name or an address literal of at most 255, 254 together (RFC
+/// 5321 section 4.5.3.1). Characters beyond ASCII are accepted as RFC 6531 has it, but no control,
+/// format or white space among them. Comments, folds, blanks outside quotes, the obsolete syntax
+/// and a leading "-" (an option, for a command) are refused. Any thread.
+bool isRfc5322Address(std::string_view text);
+
+/// "Name <address>" as RFC 5322 writes it, in UTF-8, the name quoted where it must be; the address
+/// alone where there is no name. Control characters in the name become blanks, so that the result
+/// stays on one line. Not encoded for a header: GMime does that.
+std::string formatMailbox(const Mailbox& mailbox);
+
+}  // namespace relaybird

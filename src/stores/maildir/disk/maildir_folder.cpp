@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+#include "stores/maildir/disk/maildir_folder.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "stores/maildir/disk/maildir_name.h"
+
+namespace relaybird {
+
+namespace {
+
+struct SortKey {
+  std::uint64_t timeStamp;
+  std::size_t index;
+};
+
+// A message seen twice was caught while it moved. What says that it has been read wins: at worst a
+// new message waits for the next listing, while the other way round the user's mark would be lost.
+void keepOne(MaildirMessage& kept, MaildirMessage& other) {
+  const bool otherWins = other.seen != kept.seen ? other.seen : (kept.inNew && !other.inNew);
+  if (otherWins) {
+    std::swap(kept, other);
+  }
+}
+
+// Orders by key, not by moving names about, so that only messages of the same second compare texts.
+MaildirListing sorted(MaildirListing found) {
+  std::vector<SortKey> keys;
+  keys.reserve(found.size());
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    keys.push_back({maildirTimeStamp(found[i].entryId()), i});
+  }
+  std::sort(keys.begin(), keys.end(), [&](const SortKey& a, const SortKey& b) {
+    return a.timeStamp != b.timeStamp ? a.timeStamp < b.timeStamp
+                                      : found[a.index].entryId() < found[b.index].entryId();
+  });
+  MaildirListing result;
+  result.reserve(found.size());
+  for (const SortKey& key : keys) {
+    MaildirMessage& message = found[key.index];
+    if (!result.empty() && result.back().entryId() == message.entryId()) {
+      keepOne(result.back(), message);
+    } else {
+      result.push_back(std::move(message));
+    }
+  }
+  return result;
+}
+
+// Brings an older listing up to date, both being in the same order; says which entries were found.
+void follow(MaildirListing& listing, MaildirListing& fresh, std::vector<bool>& found) {
+  const auto before = [](const MaildirMessage& a, const MaildirMessage& b) {
+    const std::uint64_t x = maildirTimeStamp(a.entryId());
+    const std::uint64_t y = maildirTimeStamp(b.entryId());
+    return x != y ? x < y : a.entryId() < b.entryId();
+  };
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < listing.size(); ++i) {
+    while (next < fresh.size() && before(fresh[next], listing[i])) {
+      ++next;
+    }
+    if (next < fresh.size() && fresh[next].entryId() == listing[i].entryId()) {
+      listing[i] = std::move(fresh[next++]);
+      found[i] = true;
+    }
+  }
+}
+
+}  // namespace
+
+Result<void> MaildirFolder::check() {
+  for (const char* part : {"/new", "/cur"}) {
+    const auto info = files_.inspect(path_ + part);
+    if (info && info->type == FileType::kFolder) {
+      continue;
+    }
+    if (info) {
+      return Error{ENOTDIR, path_ + " is not a Maildir: " + path_ + part + " is not a folder"};
+    }
+    if (info.error().code != ENOENT && info.error().code != ENOTDIR) {
+      return Error{info.error().code,
+                   "The Maildir " + path_ + " cannot be read: " + info.error().text};
+    }
+    if (!files_.inspect(path_)) {
+      return Error{ENOENT, "The Maildir " + path_ + " does not exist"};
+    }
+    return Error{info.error().code, path_ + " is not a Maildir: it has no folder " + (part + 1)};
+  }
+  return {};
+}
+
+Result<void> MaildirFolder::readSubfolder(const char* name, MaildirListing& found) {
+  auto entries = files_.list(path_ + "/" + name);
+  if (!entries) {
+    return entries.error();
+  }
+  const bool inNew = std::string_view(name) == "new";
+  found.reserve(found.size() + entries->size());
+  for (FolderEntry& entry : *entries) {
+    if (entry.type != FileType::kRegular || entry.name.empty() || entry.name.front() == '.') {
+      continue;
+    }
+    MaildirMessage message;
+    message.name = std::move(entry.name);
+    message.baseLength = static_cast<std::uint32_t>(maildirBaseLength(message.name));
+    message.inNew = inNew;
+    message.seen = message.baseLength < message.name.size() &&
+                   message.name.find(kSeenFlag, message.baseLength) != std::string::npos;
+    found.push_back(std::move(message));
+  }
+  return {};
+}
+
+// new/ first: a message that moves to cur/ meanwhile is then seen twice rather than not at all.
+Result<MaildirListing> MaildirFolder::list() {
+  if (const auto checked = check(); !checked) {
+    return checked.error();
+  }
+  MaildirListing found;
+  for (const char* name : {"new", "cur"}) {
+    if (const auto read = readSubfolder(name, found); !read) {
+      return Error{read.error().code,
+                   "The Maildir " + path_ + " cannot be read: " + read.error().text};
+    }
+  }
+  return sorted(std::move(found));
+}
+
+std::string MaildirFolder::pathOf(const MaildirMessage& message) const {
+  return path_ + (message.inNew ? "/new/" : "/cur/") + message.name;
+}
+
+Error MaildirFolder::vanished(const MaildirMessage& message) const {
+  return {ENOENT, "The message " + std::string(message.entryId()) +
+                      " is no longer in the Maildir " + path_};
+}
+
+// One look at the folders serves the whole listing, so that a mailbox cleared in the middle of a
+// walk costs one more listing and not one for each message. A second look confirms that something
+// is gone: a folder being read while a file in it is renamed may show neither name.
+Result<void> MaildirFolder::locate(MaildirListing& listing, std::size_t index) {
+  std::vector<bool> found(listing.size(), false);
+  for (int look = 0; look < 2; ++look) {
+    auto fresh = list();
+    if (!fresh) {
+      return fresh.error();
+    }
+    follow(listing, *fresh, found);
+    if (found[index]) {
+      return {};
+    }
+  }
+  for (std::size_t i = 0; i < listing.size(); ++i) {
+    listing[i].vanished = !found[i];
+  }
+  return vanished(listing[index]);
+}
+
+Result<void> MaildirFolder::withFile(
+    MaildirListing& listing, std::size_t index,
+    const std::function<Result<void>(const std::string& path)>& use) {
+  constexpr int kAttempts = 3;  // somebody may rename it again, but hardly all the time
+  for (int attempt = 0; attempt < kAttempts && !listing[index].vanished; ++attempt) {
+    const auto used = use(pathOf(listing[index]));
+    if (used || used.error().code != ENOENT) {
+      return used;
+    }
+    if (const auto located = locate(listing, index); !located) {
+      return located;
+    }
+  }
+  return vanished(listing[index]);
+}
+
+Result<void> MaildirFolder::setSeen(MaildirListing& listing, std::size_t index, bool seen) {
+  MaildirMessage& message = listing[index];
+  if (message.seen == seen) {
+    return {};
+  }
+  return withFile(listing, index, [&](const std::string& path) -> Result<void> {
+    if (message.seen == seen) {
+      return {};  // whoever moved it has set the mark as well
+    }
+    std::string name = withMaildirFlag(message.name, kSeenFlag, seen);
+    if (const auto renamed = files_.rename(path, path_ + "/cur/" + name); !renamed) {
+      return renamed;
+    }
+    message.name = std::move(name);
+    message.inNew = false;
+    message.seen = seen;
+    return {};
+  });
+}
+
+}  // namespace relaybird

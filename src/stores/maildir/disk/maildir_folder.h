@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// A Maildir on disk: what lies in it, and each message's read mark.
+//
+// Mail programs deliver, mark, move and delete in the same folders at any moment and without a
+// lock. A file that is not where the listing saw it is therefore looked for under its unique name;
+// only one that is nowhere has vanished. Nothing here opens a message, and nothing throws.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/file_system.h"
+#include "platform/result.h"
+
+namespace relaybird {
+
+/// The letter of a message that has been read.
+inline constexpr char kSeenFlag = 'S';
+
+struct MaildirMessage {
+  std::string name;              ///< of the file, flags included
+  std::uint32_t baseLength = 0;  ///< of the unique name, which is the entry identifier
+  bool inNew = false;            ///< lies in new/, otherwise in cur/
+  bool seen = false;
+  bool vanished = false;  ///< was looked for and not found
+
+  std::string_view entryId() const { return std::string_view(name).substr(0, baseLength); }
+};
+
+/// Oldest first: by the time stamp in the unique name, then by that name. No two entries have the
+/// same unique name. A listing keeps its order and length; its entries follow what is found out
+/// later.
+using MaildirListing = std::vector<MaildirMessage>;
+
+class MaildirFolder {
+ public:
+  MaildirFolder(FileSystem& files, std::string path) : files_(files), path_(std::move(path)) {}
+
+  const std::string& path() const { return path_; }
+
+  /// Fails with a sentence for the user when the folder is missing or is not a Maildir.
+  Result<void> check();
+
+  /// Reads new/ and cur/ once each. Only regular files that do not begin with a dot are messages.
+  /// One that is on its way between the folders, and seen in both, is listed once.
+  Result<MaildirListing> list();
+
+  /// Sets or clears the read mark, which is nothing to do where it stands already. A message in
+  /// new/ moves to cur/ with it. ENOENT when the message has vanished.
+  Result<void> setSeen(MaildirListing& listing, std::size_t index, bool seen);
+
+  /// Calls `use` with the path of the message's file, and once more with the new one when it
+  /// answers that there is no such file but the message has only moved. ENOENT when it has
+  /// vanished.
+  Result<void> withFile(MaildirListing& listing, std::size_t index,
+                        const std::function<Result<void>(const std::string& path)>& use);
+
+ private:
+  std::string pathOf(const MaildirMessage& message) const;
+  Result<void> readSubfolder(const char* name, MaildirListing& found);
+  Result<void> locate(MaildirListing& listing, std::size_t index);
+  Error vanished(const MaildirMessage& message) const;
+
+  FileSystem& files_;
+  std::string path_;
+};
+
+}  // namespace relaybird

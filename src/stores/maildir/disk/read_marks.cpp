@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "stores/maildir/disk/read_marks.h"
+
+#include <cerrno>
+#include <utility>
+
+namespace relaybird {
+
+ReadMarks::ReadMarks(FileSystem& files, MaildirFolder& folder, Outbox& outbox,
+                     std::function<void(std::string)> notice)
+    : files_(files), folder_(folder), outbox_(outbox), notice_(std::move(notice)) {}
+
+Result<std::shared_ptr<MaildirView>> ReadMarks::list() {
+  writeHeldBack();
+  settle();
+  auto messages = folder_.list();
+  if (!messages) {
+    return messages.error();
+  }
+  auto view = std::make_shared<MaildirView>();
+  view->messages = std::move(*messages);
+  view->forwarded.resize(view->messages.size());
+  catchUp(view);
+  return view;
+}
+
+bool ReadMarks::unread(const MaildirPlace& place) const {
+  return !place.message().seen && !place.view->forwarded[place.index] && !isHeldBack(place);
+}
+
+Result<void> ReadMarks::setUnread(const MaildirPlace& place, bool unread) {
+  if (unread) {
+    return markUnread(place);
+  }
+  if (isHeldBack(place)) {
+    heldBack_.reset();
+    return write(place, true);
+  }
+  if (this->unread(place)) {
+    writeHeldBack();
+    heldBack_ = place;
+  }
+  return {};
+}
+
+// Whoever makes a forwarded message unread wants it looked at anew.
+Result<void> ReadMarks::markUnread(const MaildirPlace& place) {
+  if (isHeldBack(place)) {
+    heldBack_.reset();
+  }
+  if (place.view->forwarded[place.index]) {
+    if (const auto settled = outbox_.settle(std::string(place.entryId())); !settled) {
+      return settled;
+    }
+    place.view->forwarded[place.index] = false;
+  }
+  return write(place, false);
+}
+
+Result<void> ReadMarks::write(const MaildirPlace& place, bool seen) {
+  const auto written = folder_.setSeen(place.view->messages, place.index, seen);
+  if (!written && written.error().code == ENOENT) {
+    return {};  // no message, no mark
+  }
+  return written;
+}
+
+void ReadMarks::writeHeldBackNow() {
+  const MaildirPlace place = *std::exchange(heldBack_, std::nullopt);
+  if (const auto written = write(place, true); !written) {
+    complain(place, written.error());
+  }
+}
+
+void ReadMarks::forwardAnew(const MaildirPlace& place) {
+  const std::string entryId(place.entryId());
+  if (written_.erase(entryId) != 0) {
+    (void)outbox_.settle(entryId);
+  }
+}
+
+void ReadMarks::forwardSent(const MaildirPlace& place) {
+  if (isHeldBack(place)) {
+    heldBack_.reset();
+  }
+  writeForwarded(place);
+}
+
+void ReadMarks::writeForwarded(const MaildirPlace& place) {
+  const auto written = folder_.setSeen(place.view->messages, place.index, true);
+  place.view->forwarded[place.index] = !written;
+  if (written) {
+    written_.insert(std::string(place.entryId()));
+  } else if (written.error().code != ENOENT) {
+    complain(place, written.error());
+  }
+}
+
+void ReadMarks::settle() {
+  if (written_.empty()) {
+    return;
+  }
+  // A mark may have moved its message out of new/. Its new name comes first: a crash between the
+  // two leaves a message with two names rather than with none.
+  for (const char* part : {"/cur", "/new"}) {
+    if (!files_.syncFolder(folder_.path() + part)) {
+      return;  // settled after a later sync; until then the journal stands for the mark
+    }
+  }
+  for (const std::string& entryId : std::exchange(written_, {})) {
+    (void)outbox_.settle(
+        entryId);  // counts for this run; a later one finds the mark and settles again
+  }
+}
+
+// Journal entries that stand for marks not yet written are few, as a rule none, so each may look
+// through the listing's index, which is made only when there is one.
+void ReadMarks::catchUp(const std::shared_ptr<MaildirView>& view) {
+  std::vector<std::string> open;
+  for (std::string& entryId : outbox_.alreadySent()) {
+    if (written_.count(entryId) == 0) {
+      open.push_back(std::move(entryId));
+    }
+  }
+  if (open.empty()) {
+    missing_.clear();
+    return;
+  }
+  std::unordered_map<std::string_view, std::size_t> indexOf;
+  indexOf.reserve(view->messages.size());
+  for (std::size_t i = 0; i < view->messages.size(); ++i) {
+    indexOf.emplace(view->messages[i].entryId(), i);
+  }
+  std::vector<MaildirPlace> found;
+  for (const std::string& entryId : open) {
+    if (const auto at = indexOf.find(entryId); at != indexOf.end()) {
+      found.push_back({view, at->second});
+    } else {
+      noteMissing(entryId);
+    }
+  }
+  for (const MaildirPlace& place : found) {
+    missing_.erase(std::string(place.entryId()));
+    writeForwarded(place);
+  }
+}
+
+// One listing may miss a message that is being renamed; a message that two in a row do not show has
+// left the inbox, and needs no mark any more.
+void ReadMarks::noteMissing(const std::string& entryId) {
+  if (missing_.insert(entryId).second) {
+    return;
+  }
+  missing_.erase(entryId);
+  (void)outbox_.settle(entryId);
+}
+
+void ReadMarks::complain(const MaildirPlace& place, const Error& error) {
+  if (complained_.insert(std::string(place.entryId())).second) {
+    notice_("The message " + std::string(place.entryId()) +
+            " could not be marked read: " + error.text);
+  }
+}
+
+}  // namespace relaybird

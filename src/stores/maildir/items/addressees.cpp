@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "stores/maildir/items/addressees.h"
+
+#include <utility>
+
+#include "engine/store/store_rules.h"
+#include "stores/maildir/maildir_mailbox.h"
+
+namespace relaybird {
+
+namespace {
+
+class MaildirRecipient : public Recipient {
+ public:
+  explicit MaildirRecipient(std::shared_ptr<Addressee> addressee)
+      : addressee_(std::move(addressee)) {}
+
+  RecipientType Type() override { return addressee_->type; }
+  void Type(RecipientType type) override { addressee_->type = type; }
+
+ private:
+  std::shared_ptr<Addressee> addressee_;
+};
+
+class MaildirRecipients : public Recipients {
+ public:
+  MaildirRecipients(std::shared_ptr<MaildirMailbox> mailbox, std::shared_ptr<Addressees> list)
+      : mailbox_(std::move(mailbox)), list_(std::move(list)) {}
+
+  std::shared_ptr<Recipient> Add(const std::string& address) override {
+    list_->push_back(std::make_shared<Addressee>());
+    list_->back()->text = address;
+    return std::make_shared<MaildirRecipient>(list_->back());
+  }
+
+  std::int32_t Count() override { return static_cast<std::int32_t>(list_->size()); }
+
+  std::shared_ptr<Recipient> Item(std::int32_t index) override {
+    requireIndex(index, Count());
+    return std::make_shared<MaildirRecipient>((*list_)[static_cast<std::size_t>(index - 1)]);
+  }
+
+  void Remove(std::int32_t index) override {
+    requireIndex(index, Count());
+    list_->erase(list_->begin() + (index - 1));
+  }
+
+  bool ResolveAll() override { return resolveAll(*mailbox_, *list_); }
+
+ private:
+  std::shared_ptr<MaildirMailbox> mailbox_;
+  std::shared_ptr<Addressees> list_;
+};
+
+}  // namespace
+
+bool resolveAll(MaildirMailbox& mailbox, const Addressees& addressees) {
+  bool all = true;
+  for (const auto& addressee : addressees) {
+    addressee->mailbox = mailbox.resolve(addressee->text);
+    all = all && addressee->mailbox;
+  }
+  return all;
+}
+
+std::shared_ptr<Recipients> makeRecipients(std::shared_ptr<MaildirMailbox> mailbox,
+                                           std::shared_ptr<Addressees> addressees) {
+  return std::make_shared<MaildirRecipients>(std::move(mailbox), std::move(addressees));
+}
+
+}  // namespace relaybird

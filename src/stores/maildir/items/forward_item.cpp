@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#include "stores/maildir/items/forward_item.h"
+
+#include <utility>
+
+#include "engine/store/store_rules.h"
+#include "stores/maildir/items/maildir_item.h"
+#include "stores/maildir/maildir_mailbox.h"
+
+namespace relaybird {
+
+ForwardItem::ForwardItem(std::shared_ptr<MaildirMailbox> mailbox,
+                         std::shared_ptr<MaildirItem> source)
+    : mailbox_(std::move(mailbox)), source_(std::move(source)), answers_(source_->place()) {}
+
+ForwardItem::ForwardItem(std::shared_ptr<MaildirMailbox> mailbox)
+    : mailbox_(std::move(mailbox)), answers_(mailbox_->beingForwarded()) {}
+
+void ForwardItem::requireUnsent() const {
+  if (sent_) {
+    throw MailStoreError("The item has been moved or deleted");
+  }
+}
+
+std::string ForwardItem::ClassName() const {
+  requireUnsent();
+  return source_ ? source_->ClassName() : "MailItem";
+}
+
+std::string ForwardItem::EntryID() {
+  requireUnsent();
+  return {};
+}
+
+bool ForwardItem::UnRead() {
+  requireUnsent();
+  return false;
+}
+
+void ForwardItem::UnRead(bool) {
+  requireUnsent();
+}
+
+std::string ForwardItem::Subject() {
+  requireUnsent();
+  if (!subject_) {
+    subject_ = source_ ? forwardSubject(source_->Subject()) : std::string();
+  }
+  return *subject_;
+}
+
+void ForwardItem::Subject(const std::string& subject) {
+  requireUnsent();
+  subject_ = subject;
+}
+
+std::string ForwardItem::Body() {
+  requireUnsent();
+  if (body_) {
+    return *body_;
+  }
+  return source_ ? forwardText(*source_->message(), source_->sentText()) : std::string();
+}
+
+void ForwardItem::Body(const std::string& body) {
+  requireUnsent();
+  body_ = body;
+}
+
+DateTime ForwardItem::ReceivedTime() {
+  requireUnsent();
+  return kNoDate;
+}
+
+DateTime ForwardItem::LastModificationDate() {
+  requireUnsent();
+  return kNoDate;
+}
+
+std::string ForwardItem::SenderName() {
+  requireUnsent();
+  return {};
+}
+
+std::string ForwardItem::Fields(std::uint32_t tag) {
+  requireUnsent();
+  if (tag != kPrSenderEmailAddress && tag != kPrSenderName) {
+    throw MailStoreError("The property is unknown or cannot be found");
+  }
+  return {};
+}
+
+std::shared_ptr<MailItem> ForwardItem::Forward() {
+  requireUnsent();
+  throw MailStoreError("An item that was not sent yet cannot be forwarded");
+}
+
+const std::shared_ptr<AttachmentList>& ForwardItem::attachmentList() {
+  if (!attachments_) {
+    attachments_ = allAttachments(source_ ? source_->message() : nullptr, false);
+  }
+  return attachments_;
+}
+
+std::shared_ptr<Attachments> ForwardItem::Attachments() {
+  requireUnsent();
+  return makeAttachments(attachmentList());
+}
+
+std::shared_ptr<Recipients> ForwardItem::Recipients() {
+  requireUnsent();
+  return makeRecipients(mailbox_, recipients_);
+}
+
+std::shared_ptr<Recipients> ForwardItem::ReplyRecipients() {
+  requireUnsent();
+  return makeRecipients(mailbox_, replyRecipients_);
+}
+
+void ForwardItem::Save() {
+  requireUnsent();
+}
+
+// A reply address that cannot be one is left out: a forward that cannot be answered is of more use
+// than none.
+ForwardDraft ForwardItem::draft() {
+  ForwardDraft draft;
+  draft.from = {mailbox_->settings().name, mailbox_->settings().address};
+  for (const auto& addressee : *recipients_) {
+    auto& list = addressee->type == RecipientType::kBlindCopy ? draft.bcc : draft.to;
+    list.push_back(*addressee->mailbox);
+  }
+  for (const auto& addressee : *replyRecipients_) {
+    if (const auto mailbox = mailbox_->resolve(addressee->text)) {
+      draft.replyTo.push_back(*mailbox);
+    }
+  }
+  draft.subject = Subject();
+  draft.body = body_;
+  draft.date = mailbox_->clock().now();
+  if (source_) {
+    draft.source = source_->message().get();
+    draft.sentText = source_->sentText();
+    draft.keptAttachments = attachmentList()->kept;
+  } else if (!draft.body) {
+    draft.body = std::string();
+  }
+  return draft;
+}
+
+void ForwardItem::send() {
+  requireUnsent();
+  if (recipients_->empty()) {
+    throw MailStoreError("The message has no recipients");
+  }
+  if (!resolveAll(*mailbox_, *recipients_)) {
+    throw MailStoreError("One or more recipients could not be resolved");
+  }
+  ForwardDraft message = draft();
+  mailbox_->send(answers_, [&message](const std::string& messageId, const std::string& trace,
+                                      OutputFile& out) {
+    message.messageId = messageId;
+    message.trace = trace;
+    return writeForward(message, out);
+  });
+  sent_ = true;
+}
+
+std::shared_ptr<MailItem> ForwardItem::GetAssociatedTask() {
+  requireUnsent();
+  throw MailStoreError("The item is not a task request");
+}
+
+}  // namespace relaybird

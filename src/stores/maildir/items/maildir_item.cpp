@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+#include "stores/maildir/items/maildir_item.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "stores/maildir/items/addressees.h"
+#include "stores/maildir/items/attachment_list.h"
+#include "stores/maildir/items/forward_item.h"
+#include "stores/maildir/maildir_mailbox.h"
+
+namespace relaybird {
+
+namespace {
+
+[[noreturn]] void refuseChange() {
+  throw MailStoreError("A received message cannot be changed");
+}
+
+bool isTaskKind(MessageKind kind) {
+  return kind == MessageKind::kTaskRequest || kind == MessageKind::kTaskAccept ||
+         kind == MessageKind::kTaskDecline || kind == MessageKind::kTaskUpdate;
+}
+
+}  // namespace
+
+MaildirItem::MaildirItem(std::shared_ptr<MaildirMailbox> mailbox, MaildirPlace place)
+    : mailbox_(std::move(mailbox)), place_(std::move(place)) {}
+
+MaildirItem::~MaildirItem() = default;
+
+MaildirItem::Head MaildirItem::readHead() const {
+  Head result;
+  const auto fail = [&](const MailStoreError& error) {
+    result.failure = error;
+    if (error.code() != ENOENT) {
+      mailbox_->complain(place_, error.what());
+    }
+    return std::move(result);
+  };
+  try {
+    const auto file = mailbox_->openMessage(place_);
+    result.modified = file->info().modified;
+    auto headers = readHeaderBlock(*file);
+    if (!headers) {
+      return fail(MailStoreError(headers.error().text, headers.error().code));
+    }
+    result.headers = std::move(*headers);
+    const auto kind = readMessageKind(result.headers, *file, [this](std::string_view mark) {
+      return mailbox_->isOwnTrace(mark);
+    });
+    if (!kind) {
+      return fail(MailStoreError(kind.error().text, kind.error().code));
+    }
+    result.kind = *kind;
+  } catch (const MailStoreError& error) {
+    return fail(error);
+  }
+  return result;
+}
+
+const MaildirItem::Head& MaildirItem::head() const {
+  if (!head_) {
+    head_ = std::make_unique<const Head>(readHead());
+  }
+  return *head_;
+}
+
+const MaildirItem::Head& MaildirItem::readableHead() const {
+  if (head().failure) {
+    throw *head().failure;
+  }
+  return head();
+}
+
+const std::shared_ptr<const Message>& MaildirItem::message() {
+  if (!message_) {
+    auto parsed = Message::read(mailbox_->openMessage(place_));
+    if (!parsed) {
+      throw MailStoreError(parsed.error().text, parsed.error().code);
+    }
+    message_ = std::move(*parsed);
+  }
+  return message_;
+}
+
+std::string MaildirItem::sentText() {
+  return mailbox_->clock().toText(message()->date().value_or(ReceivedTime()));
+}
+
+std::string MaildirItem::ClassName() const {
+  return std::string(className(readableHead().kind));
+}
+
+bool MaildirItem::UnRead() {
+  return mailbox_->unread(place_);
+}
+
+void MaildirItem::UnRead(bool unread) {
+  mailbox_->setUnread(place_, unread);
+}
+
+std::string MaildirItem::Subject() {
+  return head().headers.subject();
+}
+
+void MaildirItem::Subject(const std::string&) {
+  refuseChange();
+}
+
+std::string MaildirItem::Body() {
+  return message()->bodyText();
+}
+
+void MaildirItem::Body(const std::string&) {
+  refuseChange();
+}
+
+DateTime MaildirItem::ReceivedTime() {
+  return readableHead().modified;
+}
+
+std::string MaildirItem::SenderName() {
+  return head().headers.senderMailbox().name;
+}
+
+std::string MaildirItem::Fields(std::uint32_t tag) {
+  if (tag == kPrSenderName) {
+    return SenderName();
+  }
+  if (tag == kPrSenderEmailAddress) {
+    return head().headers.senderMailbox().address;
+  }
+  throw MailStoreError("The property is unknown or cannot be found");
+}
+
+std::shared_ptr<MailItem> MaildirItem::Forward() {
+  return std::make_shared<ForwardItem>(mailbox_, shared_from_this());
+}
+
+std::shared_ptr<Attachments> MaildirItem::Attachments() {
+  return makeAttachments(allAttachments(message(), true));
+}
+
+std::shared_ptr<Recipients> MaildirItem::addresseesOf(
+    std::initializer_list<std::string_view> fields) {
+  auto list = std::make_shared<Addressees>();
+  for (const std::string_view field : fields) {
+    for (Mailbox& mailbox : head().headers.mailboxes(field)) {
+      list->push_back(std::make_shared<Addressee>());
+      list->back()->text = mailbox.address;
+      list->back()->mailbox = std::move(mailbox);
+    }
+  }
+  return makeRecipients(mailbox_, std::move(list));
+}
+
+std::shared_ptr<Recipients> MaildirItem::Recipients() {
+  return addresseesOf({"To", "Cc"});
+}
+
+std::shared_ptr<Recipients> MaildirItem::ReplyRecipients() {
+  return addresseesOf({"Reply-To"});
+}
+
+void MaildirItem::send() {
+  throw MailStoreError("A received item cannot be sent");
+}
+
+std::shared_ptr<MailItem> MaildirItem::GetAssociatedTask() {
+  if (!isTaskKind(readableHead().kind)) {
+    throw MailStoreError("The item is not a task request");
+  }
+  return std::make_shared<MaildirTaskItem>(mailbox_, place_);
+}
+
+std::string MaildirTaskItem::Subject() {
+  const auto task = message()->task();
+  return task && !task->subject.empty() ? task->subject : MaildirItem::Subject();
+}
+
+std::string MaildirTaskItem::Body() {
+  const auto task = message()->task();
+  return task ? task->body : MaildirItem::Body();
+}
+
+std::shared_ptr<MailItem> MaildirTaskItem::GetAssociatedTask() {
+  throw MailStoreError("The item is not a task request");
+}
+
+}  // namespace relaybird

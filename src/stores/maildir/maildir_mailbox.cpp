@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include "stores/maildir/maildir_mailbox.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/system/folder_check.h"
+#include "platform/text/number_text.h"
+
+namespace relaybird {
+
+namespace {
+
+template <class T>
+T orThrow(Result<T> result) {
+  if (!result) {
+    throw MailStoreError(result.error().text, result.error().code);
+  }
+  return std::move(*result);
+}
+
+void orThrow(const Result<void>& result) {
+  if (!result) {
+    throw MailStoreError(result.error().text, result.error().code);
+  }
+}
+
+// A line break in a recipient is somebody's try to slip in a header field, never a name.
+bool hasControls(const std::string& text) {
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F;
+  });
+}
+
+}  // namespace
+
+MaildirMailbox::MaildirMailbox(MaildirSettings settings, MaildirWorld world)
+    : settings_(std::move(settings)),
+      world_(std::move(world)),
+      folder_(world_.files, settings_.maildir),
+      addressBook_(world_.files, settings_.addressBook) {}
+
+MaildirMailbox::~MaildirMailbox() {
+  close();
+}
+
+void MaildirMailbox::check() {
+  orThrow(folder_.check());
+  requireOpen();
+}
+
+void MaildirMailbox::requireOpen() {
+  if (closed_) {
+    throw MailStoreError("The mail store has been closed");
+  }
+  if (!outbox_) {
+    openOutbox();
+  }
+}
+
+// Everything is made before anything is kept, so that a failure half-way leaves the store closed
+// and the next try starts afresh.
+void MaildirMailbox::openOutbox() {
+  if (!isRfc5322Address(settings_.address)) {
+    throw MailStoreError("Your own address \"" + settings_.address +
+                         "\" is not a mail address: set the key address in section [mail]");
+  }
+  auto outbox = orThrow(Outbox::open(world_.files, world_.clock, world_.random, settings_.outbox,
+                                     settings_.outbox + "/journal"));
+  const std::string keyFile = settings_.stateFolder + "/trace-key";
+  if (!MakeFolderPath(world_.files, keyFile)) {
+    throw MailStoreError("The folder " + settings_.stateFolder + " cannot be made");
+  }
+  trace_ = orThrow(TraceMark::open(world_.files, world_.random, keyFile));
+  for (const std::string& finding : outbox->findings()) {
+    world_.notice(finding);
+  }
+  marks_ = std::make_unique<ReadMarks>(world_.files, folder_, *outbox, world_.notice);
+  delivery_ = std::make_unique<DeliveryWorker>(
+      DeliveryWorker::Setting{world_.files, world_.clock, *outbox, world_.transport,
+                              world_.executor, world_.events, world_.notice});
+  outbox_ = std::move(outbox);
+  delivery_->flush({});  // what an earlier run left waiting
+}
+
+void MaildirMailbox::close() {
+  if (marks_) {
+    marks_->writeHeldBack();
+    marks_->settle();
+  }
+  closed_ = true;
+  delivery_.reset();
+  marks_.reset();
+  outbox_.reset();
+}
+
+std::shared_ptr<MaildirView> MaildirMailbox::list() {
+  requireOpen();
+  deliverAgain();
+  return orThrow(marks_->list());
+}
+
+// Checks of the inbox may be all that ever happens, with no synchronisation between them.
+void MaildirMailbox::deliverAgain() {
+  const auto due = delivery_->nextAttempt();
+  if (due && *due <= world_.clock.now()) {
+    delivery_->flush({});
+  }
+}
+
+bool MaildirMailbox::unread(const MaildirPlace& place) {
+  requireOpen();
+  return marks_->unread(place);
+}
+
+void MaildirMailbox::setUnread(const MaildirPlace& place, bool unread) {
+  requireOpen();
+  orThrow(marks_->setUnread(place, unread));
+}
+
+std::optional<MaildirPlace> MaildirMailbox::beingForwarded() const {
+  return marks_ ? marks_->heldBack() : std::nullopt;
+}
+
+std::unique_ptr<InputFile> MaildirMailbox::openMessage(const MaildirPlace& place) {
+  requireOpen();
+  std::unique_ptr<InputFile> file;
+  orThrow(folder_.withFile(place.view->messages, place.index,
+                           [&](const std::string& path) -> Result<void> {
+                             auto opened = world_.files.open(path);
+                             if (!opened) {
+                               return opened.error();
+                             }
+                             file = std::move(*opened);
+                             return {};
+                           }));
+  return file;
+}
+
+bool MaildirMailbox::isOwnTrace(std::string_view mark) const {
+  return trace_ && trace_->isOurs(mark);
+}
+
+void MaildirMailbox::complain(const MaildirPlace& place, const std::string& text) {
+  if (!closed_ && complained_.insert(std::string(place.entryId())).second) {
+    world_.notice(text);
+  }
+}
+
+std::optional<Mailbox> MaildirMailbox::resolve(const std::string& recipient) {
+  requireOpen();
+  const std::string text = trimBlanks(recipient);
+  if (text.empty() || hasControls(text)) {
+    return std::nullopt;
+  }
+  if (isRfc5322Address(text)) {
+    return Mailbox{"", text};
+  }
+  const auto written = parseAddressList(text);
+  if (written.size() == 1 && isRfc5322Address(written.front().address)) {
+    return written.front();
+  }
+  const auto book = addressBook_.current();
+  const std::string trouble = book ? "" : "The address book cannot be used: " + book.error().text;
+  if (trouble != std::exchange(addressBookTrouble_, trouble) && !trouble.empty()) {
+    world_.notice(trouble);
+  }
+  auto found = book ? (*book)->find(text) : std::nullopt;
+  return found && isRfc5322Address(found->address) ? found : std::nullopt;
+}
+
+// A try that failed, or that a crash cut short, has chosen the Message-ID: were it delivered after
+// all, the receiver's side could tell that both are one.
+std::string MaildirMailbox::messageIdFor(const std::string& entryId) {
+  if (auto earlier = entryId.empty() ? std::nullopt : outbox_->intendedMessageId(entryId)) {
+    return *std::move(earlier);
+  }
+  return orThrow(makeMessageId(world_.random, settings_.address));
+}
+
+void MaildirMailbox::send(const std::optional<MaildirPlace>& place, const ForwardWriter& write) {
+  requireOpen();
+  const std::string entryId = place ? std::string(place->entryId()) : std::string();
+  if (place) {
+    marks_->forwardAnew(*place);
+  }
+  const std::string messageId = messageIdFor(entryId);
+  const std::string trace = orThrow(trace_->make());
+  orThrow(outbox_->send(entryId, messageId,
+                        [&](OutputFile& out) { return write(messageId, trace, out); }));
+  if (place) {
+    marks_->forwardSent(*place);
+  }
+}
+
+void MaildirMailbox::deliver(std::function<void()> done) {
+  requireOpen();
+  marks_->writeHeldBack();
+  delivery_->flush(std::move(done));
+}
+
+}  // namespace relaybird

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// What the objects of the Maildir store share: the inbox, the outbox, the address book and the
+// user's own identity. Private to this folder.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "engine/mail_store.h"
+#include "stores/address/address_book.h"
+#include "stores/maildir/disk/maildir_folder.h"
+#include "stores/maildir/disk/read_marks.h"
+#include "stores/maildir/maildir_settings.h"
+#include "stores/maildir/maildir_world.h"
+#include "stores/outbox/delivery/delivery_worker.h"
+#include "stores/outbox/outbox.h"
+#include "stores/outbox/trace_mark.h"
+
+namespace relaybird {
+
+/// Calls that need the outbox open it by themselves. Throws MailStoreError; nothing else escapes.
+/// User-interface thread alone.
+class MaildirMailbox {
+ public:
+  MaildirMailbox(MaildirSettings settings, MaildirWorld world);
+  ~MaildirMailbox();
+  MaildirMailbox(const MaildirMailbox&) = delete;
+  MaildirMailbox& operator=(const MaildirMailbox&) = delete;
+
+  /// Throws when the Maildir or the outbox cannot be used; opens what is not open yet. Called again
+  /// after a failure it tries again.
+  void check();
+  /// Writes what is held back, ends a delivery under way and refuses every later call.
+  void close();
+
+  const MaildirSettings& settings() const { return settings_; }
+  const Clock& clock() const { return world_.clock; }
+  /// Stands for the session, which has nothing to tell.
+  const std::shared_ptr<void>& mapiObject() const { return mapiObject_; }
+
+  /// Also tries again what delivery had to keep, when that is due.
+  std::shared_ptr<MaildirView> list();
+  bool unread(const MaildirPlace& place);
+  void setUnread(const MaildirPlace& place, bool unread);
+  /// Another item is being taken.
+  void itemTaken() {
+    if (marks_) marks_->writeHeldBack();
+  }
+  /// The item that is being forwarded, as far as the store can tell.
+  std::optional<MaildirPlace> beingForwarded() const;
+
+  /// Throws where the message has vanished or cannot be read.
+  std::unique_ptr<InputFile> openMessage(const MaildirPlace& place);
+  bool isOwnTrace(std::string_view mark) const;
+  /// A sentence for the log about one message; once for each.
+  void complain(const MaildirPlace& place, const std::string& text);
+
+  /// The mailbox that a recipient stands for: an address, "Name <address>", or a name in the
+  /// address book; nothing where it is none of them.
+  std::optional<Mailbox> resolve(const std::string& recipient);
+
+  /// Puts a forward into the outbox, durably. `write` is given the Message-ID and the mark that the
+  /// message is to carry. Without a place the message answers to no item.
+  using ForwardWriter = std::function<Result<void>(const std::string& messageId,
+                                                   const std::string& trace, OutputFile& out)>;
+  void send(const std::optional<MaildirPlace>& place, const ForwardWriter& write);
+  /// Hands what waits in the outbox to delivery; `done`, which may be empty, is called later.
+  void deliver(std::function<void()> done);
+
+ private:
+  void requireOpen();
+  void openOutbox();
+  void deliverAgain();
+  std::string messageIdFor(const std::string& entryId);
+
+  MaildirSettings settings_;
+  MaildirWorld world_;
+  MaildirFolder folder_;
+  AddressBookFile addressBook_;
+  std::shared_ptr<void> mapiObject_ = std::make_shared<char>();
+  bool closed_ = false;
+  std::unordered_set<std::string> complained_;
+  std::string addressBookTrouble_;  ///< what was said of it last
+
+  // In the order in which they are opened; all there or none.
+  std::unique_ptr<Outbox> outbox_;
+  std::optional<TraceMark> trace_;
+  std::unique_ptr<ReadMarks> marks_;
+  std::unique_ptr<DeliveryWorker> delivery_;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "stores/maildir/maildir_settings.h"
+
+#include "platform/text/number_text.h"
+
+namespace relaybird {
+
+namespace {
+
+std::string expandHome(const std::string& text, const std::string& home) {
+  if (text == "~") {
+    return home;
+  }
+  return text.compare(0, 2, "~/") == 0 ? home + text.substr(1) : text;
+}
+
+std::string asPath(const std::string& text, const std::string& home) {
+  std::string path = expandHome(text, home);
+  if (!path.empty() && path.front() != '/') {
+    path = home + "/" + path;
+  }
+  while (path.size() > 1 && path.back() == '/') {
+    path.pop_back();
+  }
+  return path;
+}
+
+/// The forwarding settings are cut at 254 characters; a path may be longer (PATH_MAX).
+constexpr std::size_t kValueSize = 4096;
+
+}  // namespace
+
+std::string mailStoreName(const ProfileReader& file) {
+  const std::string name = asciiLower(file.get(kMailSection, "store", ""));
+  return name.empty() ? "maildir" : name;
+}
+
+// A key that is there with an empty value is a line that the user has blanked, so it counts as
+// absent.
+MaildirSettings readMaildirSettings(const ProfileReader& file, const MaildirDefaults& defaults) {
+  const auto value = [&](std::string_view key, const std::string& fallback) {
+    const std::string text = file.get(kMailSection, key, "", kValueSize);
+    return text.empty() ? fallback : text;
+  };
+  const std::string& home = defaults.homeFolder;
+  MaildirSettings settings;
+  settings.stateFolder = defaults.stateFolder + "/rbx";
+  settings.maildir = asPath(value("maildir", home + "/Maildir"), home);
+  settings.outbox = asPath(value("outbox", settings.stateFolder + "/outbox"), home);
+  settings.addressBook = asPath(value("address_book", ""), home);
+  settings.sendmail = expandHome(value("sendmail", ""), home);
+  settings.address = value("address", defaults.userAtHost);
+  settings.name = value("name", defaults.userName);
+  return settings;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Where the local mail lies and who its owner is: section "mail" of the preference file.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/profile/profile_strings.h"
+
+namespace relaybird {
+
+inline constexpr std::string_view kMailSection = "mail";
+
+/// Paths are absolute, without a closing separator.
+struct MaildirSettings {
+  std::string maildir;      ///< the inbox: a folder with new/ and cur/
+  std::string outbox;       ///< the Maildir in which forwards wait for delivery; made when missing
+  std::string stateFolder;  ///< for what the store remembers besides the outbox
+  std::string sendmail;     ///< a command that takes a message for delivery; empty: nothing leaves
+  std::string address;      ///< the user's own address, which forwards come from
+  std::string name;         ///< the user's own name; may be empty
+  /// A vCard file that names of recipients are looked up in; may be empty.
+  std::string addressBook;
+};
+
+/// What the machine says about the user where the file says nothing.
+struct MaildirDefaults {
+  std::string homeFolder;
+  std::string stateFolder;  ///< SpecialFolders::stateFolder()
+  std::string userAtHost;   ///< for example "ann@example.org"
+  std::string userName;     ///< as people write it; may be empty
+};
+
+/// The value of key "store": which mail store the user chose, in lower case; "maildir" by default.
+std::string mailStoreName(const ProfileReader& file);
+
+/// Keys of the section, all optional:
+///   maildir       default ~/Maildir
+///   outbox        default <state folder>/rbx/outbox
+///   sendmail      default none: forwards stay in the outbox
+///   address       default user@host
+///   name          default the user's name on this machine
+///   address_book  default none
+/// A leading "~/" in a path or in the command is the home folder. A relative path counts from
+/// there, so that it does not depend on where the program was started.
+MaildirSettings readMaildirSettings(const ProfileReader& file, const MaildirDefaults& defaults);
+
+}  // namespace relaybird

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "platform/clock.h"
+#include "platform/event_queue.h"
+#include "platform/file_system.h"
+#include "stores/outbox/delivery/executor.h"
+#include "stores/outbox/delivery/transport.h"
+#include "stores/outbox/random_bytes.h"
+
+namespace relaybird {
+
+/// What the Maildir store needs of the machine. All that is referred to must outlive the store and
+/// the objects taken from it.
+struct MaildirWorld {
+  FileSystem& files;
+  const Clock& clock;
+  EventQueue& events;
+  /// Where the outbox is delivered.
+  Executor& executor;
+  RandomBytes random;
+  /// Takes forwards off this machine; none: they stay in the outbox. Used on the executor's thread.
+  Transport* transport = nullptr;
+  /// A line for the activity log, on the user-interface thread.
+  std::function<void(std::string)> notice = [](const std::string&) {};
+};
+
+}  // namespace relaybird

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// Writes the forward of a message: a new message from the user that quotes the original text under
+// a short header block and carries the original attachments as they were.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/file_system.h"
+#include "platform/result.h"
+#include "stores/address/mail_address.h"
+#include "stores/mime/forward_text.h"
+#include "stores/mime/message.h"
+
+namespace relaybird {
+
+/// All texts are UTF-8. What comes from strangers may hold anything: no part of it can begin a
+/// header field of its own.
+struct ForwardDraft {
+  /// The message forwarded, not owned; null for a message that is new.
+  const Message* source = nullptr;
+  Mailbox from;
+  std::vector<Mailbox> to;
+  /// Written as a Bcc field, so that the waiting message knows all its recipients; whoever hands it
+  /// to a mail server takes the field off.
+  std::vector<Mailbox> bcc;
+  /// An address that cannot be written into every mail is left out.
+  std::vector<Mailbox> replyTo;
+  /// The whole subject; forwardSubject() of engine/store/store_rules.h makes the usual one.
+  std::string subject;
+  /// A text that takes the place of the original's quoted text; no HTML is written then.
+  std::optional<std::string> body;
+  /// The source's date as people read it, for the header block; empty leaves the line out.
+  std::string sentText;
+  /// Which of the source's attachments go along: indexes into its attachments(), in any order. One
+  /// that is out of range is an error.
+  std::vector<std::size_t> keptAttachments;
+  std::string messageId;  ///< with or without angle brackets
+  DateTime date = kNoDate;
+  std::string trace;  ///< value of the trace field; empty leaves it out
+};
+
+/// Writes the complete message with LF line ends, a block at a time: attached parts are copied out
+/// of the source's file as they are, never encoded anew (only a CR LF becomes LF; in a part of the
+/// binary encoding not even that). EINVAL for a draft without a usable From or Message-ID or with a
+/// recipient that is no address (isRfc5322Address); nothing has been written then. On another
+/// failure an unknown part has been. Does not sync or close.
+Result<void> writeForward(const ForwardDraft& draft, OutputFile& out);
+
+}  // namespace relaybird

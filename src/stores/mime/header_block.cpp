@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+#include "stores/mime/header_block.h"
+
+#include <algorithm>
+
+#include "stores/mime/header_text.h"
+
+namespace relaybird {
+namespace {
+
+/// Read at once: one system call serves nearly every message.
+constexpr std::size_t kFirstBlock = 8192;
+
+constexpr std::array<std::string_view, 16> kWantedNames = {"Subject",
+                                                           "From",
+                                                           "Sender",
+                                                           "Date",
+                                                           "Message-ID",
+                                                           "References",
+                                                           "Return-Path",
+                                                           "Content-Type",
+                                                           "To",
+                                                           "Cc",
+                                                           "Reply-To",
+                                                           "Auto-Submitted",
+                                                           kTraceHeader,
+                                                           "Content-Transfer-Encoding",
+                                                           "Content-Disposition",
+                                                           "Content-ID"};
+
+std::optional<std::size_t> wantedIndex(std::string_view name) {
+  for (std::size_t i = 0; i < kWantedNames.size(); ++i) {
+    if (equalsAsciiCase(kWantedNames[i], name)) {
+      return i;
+    }
+  }
+  return std::nullopt;
+}
+
+/// The end of the line that begins at `begin`, its LF included.
+std::size_t lineEnd(std::string_view text, std::size_t begin) {
+  const std::size_t feed = text.find('\n', begin);
+  return feed == std::string_view::npos ? text.size() : feed + 1;
+}
+
+bool isEmptyLine(std::string_view line) {
+  return line == "\n" || line == "\r\n";
+}
+
+/// The length of a field name before the colon at `colon`; 0 where that is no field name (RFC 5322
+/// section 2.2; blanks before the colon as section 4.5 allows).
+std::size_t fieldNameLength(std::string_view line, std::size_t colon) {
+  std::size_t length = colon;
+  while (length > 0 && isBlank(line[length - 1])) {
+    --length;
+  }
+  const auto printable = [](char c) { return c > ' ' && c < '\x7f'; };
+  return std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(length), printable)
+             ? length
+             : 0;
+}
+
+bool isMboxLine(std::string_view message) {
+  return message.starts_with("From ") || message.starts_with(">From ");
+}
+
+bool hasEmptyLine(std::string_view text, std::size_t from) {
+  return text.find("\n\n", from) != std::string_view::npos ||
+         text.find("\n\r\n", from) != std::string_view::npos;
+}
+
+}  // namespace
+
+HeaderBlock::HeaderBlock(std::string_view message) {
+  bytes_ = message.substr(0, scan(message));
+}
+
+std::size_t HeaderBlock::scan(std::string_view message) {
+  static_assert(kWantedNames.size() == kWantedFields);
+  std::size_t pos = isMboxLine(message) ? lineEnd(message, 0) : 0;
+  const std::size_t first = pos;
+  Span* open = nullptr;  // the wanted field that a continuation line would belong to
+  while (pos < message.size()) {
+    const std::size_t end = lineEnd(message, pos);
+    const std::string_view line = message.substr(pos, end - pos);
+    if (isEmptyLine(line)) {
+      ended_ = true;
+      return end;
+    }
+    if (isBlank(line[0]) && pos != first) {
+      if (open != nullptr) {
+        open->end = static_cast<std::uint32_t>(end);
+      }
+    } else {
+      const std::size_t colon = line.find(':');
+      const std::size_t name = colon == std::string_view::npos ? 0 : fieldNameLength(line, colon);
+      if (name == 0 && pos == first) {
+        return first;
+      }
+      open = name == 0 ? nullptr : note(line.substr(0, name), pos + colon + 1, end);
+    }
+    pos = end;
+  }
+  return message.size();
+}
+
+HeaderBlock::Span* HeaderBlock::note(std::string_view name, std::size_t begin, std::size_t end) {
+  const auto index = wantedIndex(name);
+  if (!index || wanted_[*index].end != 0) {
+    return nullptr;
+  }
+  wanted_[*index] = {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end)};
+  return &wanted_[*index];
+}
+
+std::optional<std::string_view> HeaderBlock::raw(std::string_view name) const {
+  if (const auto index = wantedIndex(name)) {
+    const Span span = wanted_[*index];
+    if (span.end == 0) {
+      return std::nullopt;
+    }
+    return std::string_view(bytes_).substr(span.begin, span.end - span.begin);
+  }
+  return search(name);
+}
+
+std::optional<std::string_view> HeaderBlock::search(std::string_view name) const {
+  const std::string_view all = bytes_;
+  for (std::size_t pos = 0; pos < all.size();) {
+    std::size_t end = lineEnd(all, pos);
+    const std::string_view line = all.substr(pos, end - pos);
+    const std::size_t colon = line.find(':');
+    if (colon != std::string_view::npos &&
+        equalsAsciiCase(line.substr(0, fieldNameLength(line, colon)), name)) {
+      while (end < all.size() && isBlank(all[end])) {
+        end = lineEnd(all, end);
+      }
+      return all.substr(pos + colon + 1, end - pos - colon - 1);
+    }
+    pos = end;
+  }
+  return std::nullopt;
+}
+
+std::string HeaderBlock::value(std::string_view name) const {
+  const auto found = raw(name);
+  return found ? unfolded(*found) : std::string();
+}
+
+std::string HeaderBlock::text(std::string_view name) const {
+  const auto found = raw(name);
+  return found ? headerText(*found) : std::string();
+}
+
+std::vector<Mailbox> HeaderBlock::mailboxes(std::string_view name) const {
+  const auto found = raw(name);
+  return found ? parseAddressList(*found) : std::vector<Mailbox>();
+}
+
+Mailbox HeaderBlock::senderMailbox() const {
+  const auto first = [this](std::string_view name) {
+    const auto found = raw(name);
+    return found ? firstMailbox(*found) : Mailbox();
+  };
+  const auto hasAddress = [](const Mailbox& mailbox) {
+    return mailbox.address.find('@') != std::string::npos;
+  };
+  Mailbox from = first("From");
+  if (hasAddress(from)) {
+    return from;
+  }
+  for (const std::string_view name : {"Sender", "Return-Path"}) {
+    Mailbox other = first(name);
+    if (hasAddress(other)) {
+      return other;
+    }
+  }
+  return {from.name.empty() ? std::move(from.address) : std::move(from.name), {}};
+}
+
+std::string HeaderBlock::messageId() const {
+  const auto ids = messageIds(value("Message-ID"));
+  return ids.empty() ? std::string() : ids.front();
+}
+
+Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit) {
+  std::array<char, kFirstBlock> first;
+  const std::size_t wanted = std::min(limit, first.size());
+  const auto read = file.readAt(0, first.data(), wanted);
+  if (!read) {
+    return read.error();
+  }
+  const std::string_view start(first.data(), *read);
+  HeaderBlock block(start);
+  if (block.ended() || *read < wanted || block.bytes().size() < *read) {
+    return block;
+  }
+  std::string more(start);
+  while (more.size() < limit) {
+    const std::size_t known = more.size();
+    more.resize(std::min(limit, known * 2));
+    const auto next = file.readAt(known, more.data() + known, more.size() - known);
+    if (!next) {
+      return next.error();
+    }
+    const bool atEnd = *next < more.size() - known;
+    more.resize(known + *next);
+    // The empty line may straddle the blocks.
+    if (atEnd || hasEmptyLine(more, known < 2 ? 0 : known - 2)) {
+      break;
+    }
+  }
+  return HeaderBlock(more);
+}
+
+Result<HeaderBlock> readHeaderBlock(FileSystem& files, const std::string& path, std::size_t limit) {
+  const auto file = files.open(path);
+  if (!file) {
+    return file.error();
+  }
+  return readHeaderBlock(**file, limit);
+}
+
+}  // namespace relaybird

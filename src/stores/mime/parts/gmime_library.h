@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// GMime, made ready and owned the C++ way. GMime is used for the small, intricate things
+// (parameters, dates, transfer encodings, the encoding of header values); the structure of a
+// message is read by part_tree.h, which bounds what a hostile message can cost.
+#pragma once
+
+#include <gmime/gmime.h>
+
+#include <memory>
+
+namespace relaybird {
+
+/// Initialises GMime once in the process; every file that calls GMime calls this first. Any thread.
+void useGmime();
+
+struct GObjectUnref {
+  void operator()(void* object) const { g_object_unref(object); }
+};
+/// Owns one reference to a GObject.
+template <class T>
+using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
+
+struct GFree {
+  void operator()(void* memory) const { g_free(memory); }
+};
+/// Owns a string that GMime allocated.
+using GString8 = std::unique_ptr<char, GFree>;
+
+}  // namespace relaybird

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Which parts of a message are its text, and which are attached to it.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "stores/mime/parts/part_tree.h"
+
+namespace relaybird {
+
+struct MessageLayout {
+  PartTree tree;
+
+  /// The text in its order, once as a reader of plain text and once as a reader of HTML would have
+  /// it; each may hold parts of either type.
+  std::vector<const Part*> plainText;
+  std::vector<const Part*> htmlText;
+  bool hasHtml = false;  ///< whether htmlText holds any HTML
+
+  std::vector<const Part*> attached;
+  const Part* calendar = nullptr;  ///< the first text/calendar part that is no attachment
+  bool sealed = false;             ///< parts are signed or encrypted together
+
+  const Part& root() const { return *tree.root; }
+};
+
+/// Sorts the parts of a tree. Where parts are alternatives of each other, the first plain text and
+/// the last HTML are taken.
+MessageLayout layOut(PartTree tree);
+
+/// The size of the parts as they are stored.
+std::uint64_t storedSize(const std::vector<const Part*>& parts);
+
+}  // namespace relaybird

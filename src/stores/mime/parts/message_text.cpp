@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#include "stores/mime/parts/message_text.h"
+
+#include <algorithm>
+
+#include "stores/mime/header_text.h"
+#include "stores/mime/parts/part_content.h"
+#include "stores/text/charset.h"
+#include "stores/text/html_text.h"
+
+namespace relaybird {
+namespace {
+
+bool isHtml(const Part& part) {
+  return part.type.value == "text/html";
+}
+
+/// Hands each part's text to `append`, until the limit is used up.
+template <class Append>
+void forEachText(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit,
+                 const Append& append) {
+  for (const Part* part : parts) {
+    append(*part, textOf(file, *part, limit));
+    limit -= std::min<std::uint64_t>(limit, part->end - part->body);
+  }
+}
+
+int hexDigit(char c) {
+  if (c >= '0' && c <= '9') {
+    return c - '0';
+  }
+  const char lower = static_cast<char>(c | 0x20);
+  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+std::string percentDecoded(std::string_view text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool coded = text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 &&
+                       hexDigit(text[i + 2]) >= 0;
+    if (coded) {
+      result += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
+      i += 2;
+    } else {
+      result += text[i];
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string textOf(InputFile& file, const Part& part, std::size_t limit) {
+  const auto content = decodedContent(file, part, limit);
+  if (!content) {
+    return {};
+  }
+  std::string charset(part.type.parameter("charset"));
+  if (charset.empty() && isHtml(part)) {
+    charset = sniffHtmlCharset(*content);
+  }
+  std::string text = withPlainLineEnds(toUtf8(*content, charset));
+  std::erase(text, '\0');
+  return text;
+}
+
+std::string plainTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit) {
+  std::string all;
+  forEachText(file, parts, limit, [&](const Part& part, std::string text) {
+    if (!all.empty() && !all.ends_with('\n')) {
+      all += '\n';
+    }
+    all += isHtml(part) ? htmlToText(text) : text;
+  });
+  return all;
+}
+
+std::string htmlTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit) {
+  std::string all;
+  forEachText(file, parts, limit, [&](const Part& part, std::string text) {
+    all += isHtml(part) ? std::move(text)
+                        : "<pre style=\"white-space: pre-wrap\">" + escapeHtml(text) + "</pre>\n";
+  });
+  return all;
+}
+
+std::string escapeHtml(std::string_view text) {
+  std::string result;
+  result.reserve(text.size() + text.size() / 16);
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        result += "&amp;";
+        break;
+      case '<':
+        result += "&lt;";
+        break;
+      case '>':
+        result += "&gt;";
+        break;
+      case '"':
+        result += "&quot;";
+        break;
+      case '\'':
+        result += "&#39;";
+        break;
+      default:
+        result += c;
+    }
+  }
+  return result;
+}
+
+std::set<std::string, std::less<>> contentIdsUsed(std::string_view html) {
+  std::set<std::string, std::less<>> used;
+  for (std::size_t colon = html.find(':'); colon != std::string_view::npos;
+       colon = html.find(':', colon + 1)) {
+    if (colon >= 3 && equalsAsciiCase(html.substr(colon - 3, 3), "cid")) {
+      const std::size_t end = html.find_first_of("\"'<> \t\r\n)", colon + 1);
+      used.insert(percentDecoded(html.substr(colon + 1, end - colon - 1)));
+    }
+  }
+  return used;
+}
+
+std::string withPlainLineEnds(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r') {
+      result += text[i];
+    } else if (i + 1 == text.size() || text[i + 1] != '\n') {
+      result += '\n';
+    }
+  }
+  return result;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#include "stores/mime/parts/part_content.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "stores/mime/parts/gmime_library.h"
+
+namespace relaybird {
+namespace {
+
+constexpr std::size_t kBlock = 65536;
+
+GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
+  switch (encoding) {
+    case TransferEncoding::kBase64:
+      return GMIME_CONTENT_ENCODING_BASE64;
+    case TransferEncoding::kQuotedPrintable:
+      return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
+    case TransferEncoding::kUuencode:
+      return GMIME_CONTENT_ENCODING_UUENCODE;
+    case TransferEncoding::kIdentity:
+      break;
+  }
+  return GMIME_CONTENT_ENCODING_BINARY;
+}
+
+/// One GMime transcoder with room for what a block becomes.
+class Transcoder {
+ public:
+  Transcoder(TransferEncoding encoding, bool encode) {
+    useGmime();
+    const auto init = encode ? g_mime_encoding_init_encode : g_mime_encoding_init_decode;
+    init(&state_, gmimeEncoding(encoding));
+  }
+
+  std::string_view step(std::string_view block) { return run(block, g_mime_encoding_step); }
+  std::string_view flush(std::string_view block) { return run(block, g_mime_encoding_flush); }
+
+ private:
+  using Run = size_t (*)(GMimeEncoding*, const char*, size_t, char*);
+
+  std::string_view run(std::string_view block, Run call) {
+    out_.resize(std::max(out_.size(), g_mime_encoding_outlen(&state_, block.size()) + 64));
+    return {out_.data(), call(&state_, block.data(), block.size(), out_.data())};
+  }
+
+  GMimeEncoding state_;
+  std::vector<char> out_;
+};
+
+}  // namespace
+
+Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
+                        const BlockSink& sink) {
+  std::vector<char> buffer(
+      static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, end - std::min(begin, end))));
+  while (begin < end) {
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), end - begin));
+    const auto read = file.readAt(begin, buffer.data(), wanted);
+    if (!read) {
+      return read.error();
+    }
+    if (*read == 0 || !sink(std::string_view(buffer.data(), *read))) {
+      break;
+    }
+    begin += *read;
+  }
+  return {};
+}
+
+Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& sink) {
+  if (part.encoding == TransferEncoding::kIdentity) {
+    return readBlocks(file, part.body, part.end, sink);
+  }
+  Transcoder decoder(part.encoding, false);
+  bool wanted = true;
+  const auto read = readBlocks(file, part.body, part.end, [&](std::string_view block) {
+    wanted = sink(decoder.step(block));
+    return wanted;
+  });
+  if (read && wanted) {
+    // A decoder keeps back a last group that lacks its padding.
+    const bool padded = part.encoding == TransferEncoding::kBase64;
+    wanted = !padded || sink(decoder.step("==="));
+  }
+  if (read && wanted) {
+    sink(decoder.flush({}));
+  }
+  return read;
+}
+
+Result<std::string> decodedContent(InputFile& file, const Part& part, std::size_t limit) {
+  std::string content;
+  const auto read = decodeContent(file, part, [&](std::string_view block) {
+    content += block.substr(0, limit - content.size());
+    return content.size() < limit;
+  });
+  if (!read) {
+    return read.error();
+  }
+  return content;
+}
+
+Result<std::int64_t> decodedSize(InputFile& file, const Part& part) {
+  if (part.encoding == TransferEncoding::kIdentity) {
+    return static_cast<std::int64_t>(part.end - part.body);
+  }
+  std::int64_t size = 0;
+  const auto read = decodeContent(file, part, [&](std::string_view block) {
+    size += static_cast<std::int64_t>(block.size());
+    return true;
+  });
+  if (!read) {
+    return read.error();
+  }
+  return size;
+}
+
+std::string encodeContent(std::string_view bytes, TransferEncoding encoding) {
+  Transcoder encoder(encoding, true);
+  std::string result;
+  for (std::size_t pos = 0; pos < bytes.size(); pos += kBlock) {
+    result += encoder.step(bytes.substr(pos, kBlock));
+  }
+  result += encoder.flush({});
+  return result;
+}
+
+}  // namespace relaybird

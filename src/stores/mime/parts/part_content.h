@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// The content of a part with its transfer encoding undone (RFC 2045 section 6), a block at a time.
+// Damaged encodings yield what can be decoded.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "platform/file_system.h"
+#include "platform/result.h"
+#include "stores/mime/parts/part_tree.h"
+
+namespace relaybird {
+
+/// Takes a block of bytes; false ends the reading.
+using BlockSink = std::function<bool(std::string_view)>;
+
+/// Hands out the bytes of a file from `begin` to `end`, or to the end of the file.
+Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
+                        const BlockSink& sink);
+
+Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& sink);
+
+/// At most `limit` bytes of the content.
+Result<std::string> decodedContent(InputFile& file, const Part& part, std::size_t limit);
+
+Result<std::int64_t> decodedSize(InputFile& file, const Part& part);
+
+/// `bytes` in quoted-printable or base64, lines ended by LF. The other encodings are not written.
+std::string encodeContent(std::string_view bytes, TransferEncoding encoding);
+
+}  // namespace relaybird

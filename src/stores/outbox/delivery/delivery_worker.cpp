@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: MIT
+#include "stores/outbox/delivery/delivery_worker.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <iterator>
+#include <unordered_set>
+#include <utility>
+
+#include "stores/outbox/delivery/one_line.h"
+#include "stores/outbox/delivery/outgoing_message.h"
+
+namespace relaybird {
+
+namespace {
+
+constexpr std::size_t kMessageLimit = std::size_t{256} << 20;
+/// How often the folder is read for messages that others put there.
+constexpr std::chrono::minutes kListAgain{1};
+/// After so many refusals one after the other it is not the messages' fault.
+constexpr int kEnoughRefusals = 10;
+
+}  // namespace
+
+struct DeliveryWorker::CallBacks {
+  std::function<void(std::string)> notice;
+};
+
+DeliveryWorker::DeliveryWorker(Setting setting)
+    : setting_(std::move(setting)), callBacks_(std::make_shared<CallBacks>()) {
+  callBacks_->notice = std::move(setting_.notice);
+}
+
+DeliveryWorker::~DeliveryWorker() {
+  stop_.request_stop();
+  std::unique_lock lock(mutex_);
+  idle_.wait(lock, [this] { return !working_; });
+}
+
+void DeliveryWorker::flush(std::function<void()> done) {
+  if (!setting_.transport) {
+    postDone({std::move(done)});
+    return;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    waiters_.push_back(std::move(done));
+    wanted_ = true;
+    if (std::exchange(working_, true)) return;
+  }
+  setting_.executor.run([this] { work(); });
+}
+
+std::optional<DateTime> DeliveryWorker::nextAttempt() const {
+  const std::lock_guard lock(mutex_);
+  return nextAttempt_;
+}
+
+void DeliveryWorker::work() {
+  std::vector<std::function<void()>> waiters;
+  while (nextTask(waiters)) {
+    deliverWaiting();
+    updateNextAttempt();
+    postDone(std::exchange(waiters, {}));
+  }
+}
+
+bool DeliveryWorker::nextTask(std::vector<std::function<void()>>& waiters) {
+  const std::lock_guard lock(mutex_);
+  if (wanted_ && !stop_.stop_requested()) {
+    wanted_ = false;
+    waiters = std::exchange(waiters_, {});
+    return true;
+  }
+  working_ = false;
+  idle_.notify_all();  // within the lock: the object may be gone once it is released
+  return false;
+}
+
+void DeliveryWorker::deliverWaiting() {
+  collect();
+  seriesEnded_ = !isDue(pause_);
+  std::vector<WaitingMessage> left;
+  for (WaitingMessage& message : known_) {
+    const bool tried = !seriesEnded_ && !stop_.stop_requested();
+    if (!tried || deliverOne(message) == Fate::kKept) left.push_back(std::move(message));
+  }
+  known_ = std::move(left);
+  if (auto finished = setting_.outbox.finishDeliveries(); !finished) {
+    say("The outbox could not be brought up to date: " + finished.error().text);
+  }
+}
+
+void DeliveryWorker::collect() {
+  auto arrivals = setting_.outbox.takeArrivals();
+  const DateTime now = setting_.clock.now();
+  const bool recent = listed_ <= now && now < listed_ + kListAgain;
+  if (arrivals && recent) {
+    std::move(arrivals->begin(), arrivals->end(), std::back_inserter(known_));
+    return;
+  }
+  auto listed = setting_.outbox.waiting();
+  if (!listed) {
+    say("The outbox cannot be read: " + listed.error().text);
+    return;
+  }
+  known_ = std::move(*listed);
+  listed_ = now;
+  std::unordered_set<std::string> names;
+  for (const WaitingMessage& message : known_) names.insert(message.name);
+  std::erase_if(retries_, [&](const auto& item) { return !names.contains(item.first); });
+}
+
+DeliveryWorker::Fate DeliveryWorker::deliverOne(const WaitingMessage& message) {
+  const auto retry = retries_.find(message.name);
+  if (retry != retries_.end() && !isDue(retry->second)) return Fate::kKept;
+  const auto claim = setting_.outbox.claim(message.name);
+  if (!claim) return Fate::kGone;  // another delivery has it, or had it
+  auto bytes = readFile(setting_.files, setting_.outbox.pathOf(*claim), kMessageLimit + 1);
+  if (bytes) return handOver(*claim, message, *bytes);
+  if (bytes.error().code == ENOENT) {
+    retries_.erase(message.name);
+    return Fate::kGone;
+  }
+  return kept(message, message.name, {Outcome::Kind::kTemporary, bytes.error().text, false});
+}
+
+DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
+                                              const WaitingMessage& message,
+                                              const std::string& bytes) {
+  if (bytes.size() > kMessageLimit) {
+    return refused(claim, message, messageSubject(bytes), "The message is too large");
+  }
+  const auto outgoing = prepareMessage(bytes);
+  if (!outgoing) return refused(claim, message, messageSubject(bytes), outgoing.error().text);
+  const std::string& title = outgoing->subject;
+  const Outcome outcome = setting_.transport->deliver(*outgoing, stop_.get_token());
+  if (outcome.kind == Outcome::Kind::kDelivered) return taken(claim, title);
+  if (outcome.kind == Outcome::Kind::kCancelled) return Fate::kKept;
+  if (outcome.kind == Outcome::Kind::kPermanent) {
+    return refused(claim, message, title, outcome.words);
+  }
+  if (setting_.clock.now() - message.modified < kGiveUpAfter) return kept(message, title, outcome);
+  return refused(claim, message, title, outcome.words + "\nGiven up after five days.");
+}
+
+DeliveryWorker::Fate DeliveryWorker::taken(const Outbox::Claim& claim, const std::string& title) {
+  retries_.erase(claim.name());
+  pause_ = {};
+  refusalsInRow_ = 0;
+  say("Handed over for delivery: \"" + title + "\"");
+  if (auto noted = setting_.outbox.delivered(claim); !noted) {
+    say("It could not be taken out of the outbox: " + noted.error().text);
+  }
+  return Fate::kGone;
+}
+
+DeliveryWorker::Fate DeliveryWorker::refused(const Outbox::Claim& claim,
+                                             const WaitingMessage& message,
+                                             const std::string& title, const std::string& words) {
+  refusalsInRow_ = 0;
+  auto moved = setting_.outbox.refuse(claim, words);
+  if (!moved) {
+    return kept(message, title,
+                {Outcome::Kind::kTemporary, words + "; " + moved.error().text, false});
+  }
+  retries_.erase(claim.name());
+  say("Refused for good: \"" + title + "\": " + oneLine(words) + ". It is now in " +
+      setting_.outbox.folder() + "/failed");
+  return Fate::kGone;
+}
+
+DeliveryWorker::Fate DeliveryWorker::kept(const WaitingMessage& message, const std::string& title,
+                                          const Outcome& outcome) {
+  postpone(retries_[message.name]);
+  if (outcome.everything || ++refusalsInRow_ >= kEnoughRefusals) {
+    postpone(pause_);
+    refusalsInRow_ = 0;
+    seriesEnded_ = true;
+  }
+  say("Kept for a later try: \"" + oneLine(title) + "\": " + oneLine(outcome.words));
+  return Fate::kKept;
+}
+
+/// A clock that was set back must not make a wait longer.
+bool DeliveryWorker::isDue(const Retry& retry) const {
+  const DateTime now = setting_.clock.now();
+  return retry.wait.count() == 0 || now >= retry.due() || now < retry.refused;
+}
+
+void DeliveryWorker::postpone(Retry& retry) const {
+  retry.refused = setting_.clock.now();
+  retry.wait = std::clamp(2 * retry.wait, kFirstRetry, kLongestRetry);
+}
+
+void DeliveryWorker::updateNextAttempt() {
+  std::optional<DateTime> next;
+  for (const auto& [name, retry] : retries_) {
+    if (!next || retry.due() < *next) next = retry.due();
+  }
+  if (next && pause_.wait.count() > 0) next = std::max(*next, pause_.due());
+  const std::lock_guard lock(mutex_);
+  nextAttempt_ = next;
+}
+
+void DeliveryWorker::say(std::string line) {
+  setting_.events.post([to = std::weak_ptr(callBacks_), line = std::move(line)] {
+    const auto callBacks = to.lock();
+    if (callBacks && callBacks->notice) callBacks->notice(line);
+  });
+}
+
+void DeliveryWorker::postDone(std::vector<std::function<void()>> waiters) {
+  for (auto& done : waiters) {
+    if (!done) continue;
+    setting_.events.post([to = std::weak_ptr(callBacks_), done = std::move(done)] {
+      if (to.lock()) done();
+    });
+  }
+}
+
+}  // namespace relaybird

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+#include "stores/outbox/delivery/outgoing_message.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <unordered_set>
+
+#include "stores/address/mail_address.h"
+#include "stores/outbox/delivery/one_line.h"
+#include "stores/text/encoded_word.h"
+
+namespace relaybird {
+
+namespace {
+
+struct Field {
+  std::string_view name;
+  std::string_view value;  ///< raw, folds and closing line end included
+  std::string_view whole;
+};
+
+char lower(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+bool isNamed(const Field& field, std::string_view name) {
+  return std::equal(field.name.begin(), field.name.end(), name.begin(), name.end(),
+                    [](char one, char other) { return lower(one) == lower(other); });
+}
+
+std::size_t lineEnd(std::string_view text, std::size_t begin) {
+  const std::size_t end = text.find('\n', begin);
+  return end == text.npos ? text.size() : end + 1;
+}
+
+bool isEmptyLine(std::string_view line) {
+  return line == "\n" || line == "\r\n";
+}
+
+/// Calls `use` for each field of the header section and returns where the section's empty line
+/// begins, or the end of the message. A line that is no field has an empty name.
+std::size_t eachField(std::string_view message, const std::function<void(const Field&)>& use) {
+  std::size_t begin = 0;
+  while (begin < message.size()) {
+    std::size_t end = lineEnd(message, begin);
+    if (isEmptyLine(message.substr(begin, end - begin))) break;
+    while (end < message.size() && (message[end] == ' ' || message[end] == '\t')) {
+      end = lineEnd(message, end);
+    }
+    Field field;
+    field.whole = message.substr(begin, end - begin);
+    const std::size_t colon = field.whole.find(':');
+    if (colon != field.whole.npos) {
+      field.name = field.whole.substr(0, colon);
+      field.name = field.name.substr(0, field.name.find_last_not_of(" \t") + 1);
+      field.value = field.whole.substr(colon + 1);
+    }
+    use(field);
+    begin = end;
+  }
+  return begin;
+}
+
+void appendWithLf(std::string& bytes, std::string_view text) {
+  std::size_t from = 0;
+  for (std::size_t at = text.find("\r\n"); at != text.npos; at = text.find("\r\n", from)) {
+    bytes.append(text, from, at - from);
+    from = at + 1;
+  }
+  bytes.append(text, from);
+}
+
+Result<std::vector<std::string>> recipientsOf(const std::vector<std::string_view>& values) {
+  std::vector<std::string> recipients;
+  std::unordered_set<std::string> known;
+  for (const std::string_view value : values) {
+    for (Mailbox& mailbox : parseAddressList(value)) {
+      if (!isRfc5322Address(mailbox.address)) {
+        return Error{0, "The recipient \"" + oneLine(mailbox.address) + "\" is no mail address"};
+      }
+      if (known.insert(mailbox.address).second) recipients.push_back(std::move(mailbox.address));
+    }
+  }
+  if (recipients.empty()) return Error{0, "The message names no recipient"};
+  return recipients;
+}
+
+}  // namespace
+
+Result<OutgoingMessage> prepareMessage(std::string_view file) {
+  OutgoingMessage message;
+  message.bytes.reserve(file.size());
+  std::string_view from;
+  std::vector<std::string_view> to;
+  const std::size_t body = eachField(file, [&](const Field& field) {
+    const bool bcc = isNamed(field, "Bcc");
+    if (isNamed(field, "From")) from = field.value;
+    if (bcc || isNamed(field, "To")) to.push_back(field.value);
+    if (!bcc) appendWithLf(message.bytes, field.whole);
+  });
+  appendWithLf(message.bytes, file.substr(body));
+  message.envelope.sender = parseAddress(from).address;
+  if (!isRfc5322Address(message.envelope.sender)) {
+    return Error{0, "The message has no sender's address that can be used"};
+  }
+  auto recipients = recipientsOf(to);
+  if (!recipients) return recipients.error();
+  message.envelope.recipients = std::move(*recipients);
+  message.subject = messageSubject(file);
+  return message;
+}
+
+std::string messageSubject(std::string_view file) {
+  std::string_view raw;
+  eachField(file, [&](const Field& field) {
+    if (raw.empty() && isNamed(field, "Subject")) raw = field.value;
+  });
+  return oneLine(decodeHeaderText(raw));
+}
+
+}  // namespace relaybird

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include "stores/outbox/trace_mark.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
+namespace relaybird {
+
+namespace {
+
+constexpr std::size_t kKeyBytes = 32;
+constexpr std::size_t kNonceDigits = 16;
+constexpr std::size_t kSealDigits = 64;
+constexpr std::string_view kBlanks = " \t\r\n";
+/// Put before what is sealed, so that the key can serve other purposes without mixing them up.
+constexpr std::string_view kPurpose = "relaybird forward ";
+constexpr std::string_view kFallbackDomain = "localhost.invalid";
+constexpr std::size_t kDomainLimit = 255;
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == text.npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+/// Takes the same time wherever the texts differ.
+bool sameSecret(std::string_view one, std::string_view other) {
+  if (one.size() != other.size()) return false;
+  unsigned difference = 0;
+  for (std::size_t at = 0; at < one.size(); ++at) {
+    difference |= static_cast<unsigned char>(one[at]) ^ static_cast<unsigned char>(other[at]);
+  }
+  return difference == 0;
+}
+
+/// A dot-atom of host name characters (RFC 5322, 3.2.3; RFC 1123, 2.1).
+bool isHostName(std::string_view domain) {
+  if (domain.empty() || domain.size() > kDomainLimit) return false;
+  char previous = '.';
+  for (const char byte : domain) {
+    const bool plain = g_ascii_isalnum(byte) || byte == '-';
+    if (!plain && !(byte == '.' && previous != '.')) return false;
+    previous = byte;
+  }
+  return previous != '.';
+}
+
+}  // namespace
+
+Result<TraceMark> TraceMark::open(FileSystem& files, RandomBytes random,
+                                  const std::string& keyFile) {
+  auto key = readFile(files, keyFile, kKeyBytes + 1);
+  if (!key && key.error().code != ENOENT) return key.error();
+  if (!key || key->size() != kKeyBytes) {
+    key = random(kKeyBytes);
+    if (!key) return key.error();
+    if (auto kept = replaceFile(files, keyFile, *key); !kept) return kept.error();
+  }
+  return TraceMark(std::move(random), std::move(*key));
+}
+
+std::string TraceMark::seal(std::string_view nonce) const {
+  const auto bytesOf = [](std::string_view text) {
+    return reinterpret_cast<const guchar*>(text.data());
+  };
+  const std::unique_ptr<GHmac, decltype(&g_hmac_unref)> hmac(
+      g_hmac_new(G_CHECKSUM_SHA256, bytesOf(key_), key_.size()), &g_hmac_unref);
+  g_hmac_update(hmac.get(), bytesOf(kPurpose), static_cast<gssize>(kPurpose.size()));
+  g_hmac_update(hmac.get(), bytesOf(nonce), static_cast<gssize>(nonce.size()));
+  return g_hmac_get_string(hmac.get());
+}
+
+Result<std::string> TraceMark::make() const {
+  const auto random = random_(kNonceDigits / 2);
+  if (!random) return random.error();
+  const std::string nonce = toHex(*random);
+  return nonce + '.' + seal(nonce);
+}
+
+bool TraceMark::isOurs(std::string_view value) const {
+  const std::string_view mark = trimmed(value);
+  if (mark.size() != kNonceDigits + 1 + kSealDigits || mark[kNonceDigits] != '.') return false;
+  return sameSecret(mark.substr(kNonceDigits + 1), seal(mark.substr(0, kNonceDigits)));
+}
+
+Result<std::string> makeMessageId(const RandomBytes& random, std::string_view senderAddress) {
+  const auto bytes = random(kNonceDigits);
+  if (!bytes) return bytes.error();
+  const std::size_t at = senderAddress.rfind('@');
+  std::string_view domain;
+  if (at != senderAddress.npos) domain = senderAddress.substr(at + 1);
+  if (!isHostName(domain)) domain = kFallbackDomain;
+  return toHex(*bytes) + '@' + std::string(domain);
+}
+
+}  // namespace relaybird

@@ -1,0 +1,11 @@
+rb_test(stores_mime_test
+  SOURCES
+    mime/forward_test.cpp
+    mime/header_block_test.cpp
+    mime/hostile_mail_test.cpp
+    mime/message_kind_test.cpp
+    mime/message_test.cpp
+    mime/part_tree_test.cpp
+  LIBS rb_store_mime)
+target_include_directories(stores_mime_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/..)
+target_compile_definitions(stores_mime_test PRIVATE RB_MAIL_SAMPLES="${PROJECT_SOURCE_DIR}/tests/data/mail")

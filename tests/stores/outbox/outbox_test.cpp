@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: MIT
+#include "stores/outbox/outbox.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "stores/outbox/outbox_world.h"
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+class OutboxTest : public testing::Test {
+ protected:
+  OutboxWorld world;
+};
+
+TEST_F(OutboxTest, MakesItsFoldersForTheUserAlone) {
+  const auto outbox = world.open();
+  for (const char* part : {"", "/tmp", "/new", "/cur", "/failed"}) {
+    struct stat status {};
+    ASSERT_EQ(::stat((world.folder + part).c_str(), &status), 0) << part;
+    EXPECT_EQ(status.st_mode & 0777u, 0700u) << part;
+  }
+}
+
+TEST_F(OutboxTest, AMessageSentLiesInNewWholeAndTmpIsEmpty) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("entry", "id@example", writes("Subject: a\n\nb\n")));
+  ASSERT_THAT(world.names("new"), SizeIs(1));
+  EXPECT_EQ(world.bytesOf("new", world.names("new")[0]), "Subject: a\n\nb\n");
+  EXPECT_THAT(world.names("tmp"), IsEmpty());
+  EXPECT_TRUE(outbox->alreadySent("entry"));
+  EXPECT_EQ(outbox->intendedMessageId("entry"), "id@example");
+}
+
+TEST_F(OutboxTest, OneSendTakesThreeSyncsInAnOrderThatSurvivesACrash) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("first", "id1", writes("x")));
+  world.files.reset();
+  ASSERT_TRUE(outbox->send("second", "id2", writes("x")));
+  const std::vector<std::string>& steps = world.files.record();
+  const std::string tmp = world.folder + "/tmp/";
+  const std::string fresh = world.folder + "/new";
+  EXPECT_THAT(steps, ElementsAre(StartsWith("create " + tmp), StartsWith("write " + tmp),
+                                 StartsWith("sync " + tmp), StartsWith("close " + tmp),
+                                 StartsWith("write " + world.journal), "sync " + world.journal,
+                                 StartsWith("rename " + tmp), "syncFolder " + fresh,
+                                 StartsWith("write " + world.journal)));
+}
+
+TEST_F(OutboxTest, AnEntryIsSentOnceUntilItIsSettled) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("entry", "id1", writes("x")));
+  ASSERT_TRUE(outbox->send("entry", "id2", writes("x")));
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+  ASSERT_TRUE(outbox->settle("entry"));
+  EXPECT_FALSE(outbox->alreadySent("entry"));
+  EXPECT_EQ(outbox->intendedMessageId("entry"), std::nullopt);
+  ASSERT_TRUE(outbox->send("entry", "id3", writes("x")));
+  EXPECT_THAT(world.names("new"), SizeIs(2));
+}
+
+TEST_F(OutboxTest, UnsettledEntriesAreKnownToTheNextRun) {
+  {
+    const auto outbox = world.open();
+    ASSERT_TRUE(outbox->send("one", "id1", writes("x")));
+    ASSERT_TRUE(outbox->send("two\n", "id2", writes("x")));
+    ASSERT_TRUE(outbox->send("three", "id3", writes("x")));
+    ASSERT_TRUE(outbox->settle("three"));
+    ASSERT_TRUE(outbox->settle("never heard of"));
+  }
+  const auto outbox = world.open();
+  EXPECT_THAT(outbox->alreadySent(), UnorderedElementsAre("one", "two\n"));
+}
+
+TEST_F(OutboxTest, AMessageThatAnswersToNoItemLeavesNoRecord) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("", "id1", writes("x")));
+  ASSERT_TRUE(outbox->send("", "id2", writes("x")));
+  EXPECT_THAT(world.names("new"), SizeIs(2));
+  EXPECT_THAT(outbox->alreadySent(), IsEmpty());
+}
+
+TEST_F(OutboxTest, AWriterThatFailsLeavesNothingBehind) {
+  const auto outbox = world.open();
+  const auto sent = outbox->send("entry", "id", [](OutputFile& file) -> Result<void> {
+    (void)file.write("half");
+    return Error{EIO, "the attachment cannot be read"};
+  });
+  ASSERT_FALSE(sent);
+  EXPECT_EQ(sent.error().text, "the attachment cannot be read");
+  EXPECT_THAT(world.names("tmp"), IsEmpty());
+  EXPECT_THAT(world.names("new"), IsEmpty());
+  EXPECT_FALSE(outbox->alreadySent("entry"));
+}
+
+TEST_F(OutboxTest, EachFailingStepLeavesAClearErrorAndARepeatedSendSendsOnce) {
+  for (const int code : {ENOSPC, EIO}) {
+    for (const bool tear : {false, true}) {
+      for (std::size_t step = 1; step <= 10; ++step) {
+        SCOPED_TRACE(std::to_string(step) + (tear ? " torn" : ""));
+        OutboxWorld fresh;
+        auto outbox = fresh.open();
+        ASSERT_TRUE(outbox->send("first", "id0", writes("x")));
+        ASSERT_TRUE(outbox->send("second", "id0", writes("x")));
+        fresh.files.reset();
+        fresh.files.tearFailingWrites(tear);
+        fresh.files.failStep(step, code);
+        const auto sent = outbox->send("entry", "id1", writes("Subject: s\n\nx"));
+        fresh.files.reset();
+        EXPECT_EQ(outbox->alreadySent("entry"), static_cast<bool>(sent));
+        EXPECT_EQ(static_cast<bool>(sent), step >= 9);
+        EXPECT_THAT(fresh.names("new"), SizeIs(sent ? 3 : 2));
+        if (!sent) {
+          EXPECT_EQ(sent.error().code, code);
+          EXPECT_FALSE(sent.error().text.empty());
+        }
+        ASSERT_TRUE(outbox->send("entry", "id1", writes("Subject: s\n\nx")));
+        EXPECT_THAT(fresh.names("new"), SizeIs(3));
+        EXPECT_THAT(fresh.names("tmp"), IsEmpty());
+        outbox.reset();
+        outbox = fresh.open();
+        EXPECT_TRUE(outbox->alreadySent("entry"));
+        EXPECT_THAT(fresh.names("new"), SizeIs(3));
+      }
+    }
+  }
+}
+
+TEST_F(OutboxTest, ADiskThatStaysBrokenSendsNothingAndRecoversWithTheNextStart) {
+  for (std::size_t step = 1; step <= 8; ++step) {
+    SCOPED_TRACE(step);
+    OutboxWorld fresh;
+    auto outbox = fresh.open();
+    ASSERT_TRUE(outbox->send("first", "id0", writes("x")));
+    ASSERT_TRUE(outbox->send("second", "id0", writes("x")));
+    fresh.files.reset();
+    fresh.files.failFromStep(step, EIO);
+    const bool sent = static_cast<bool>(outbox->send("entry", "id1", writes("x")));
+    EXPECT_EQ(sent, outbox->alreadySent("entry"));
+    outbox.reset();
+    fresh.files.reset();
+    outbox = fresh.open();
+    if (sent) {
+      EXPECT_TRUE(outbox->alreadySent("entry"));
+    }
+    // What stayed in tmp/ with its intent counts as sent from now on: the next try adds nothing.
+    ASSERT_TRUE(outbox->send("entry", "id1", writes("x")));
+    EXPECT_THAT(fresh.names("new"), SizeIs(3));
+    EXPECT_THAT(fresh.names("tmp"), IsEmpty());
+  }
+}
+
+TEST_F(OutboxTest, IsLockedForASecondProgram) {
+  const auto outbox = world.open();
+  const auto second = world.tryOpen();
+  ASSERT_FALSE(second);
+  EXPECT_EQ(second.error().code, EWOULDBLOCK);
+}
+
+TEST_F(OutboxTest, EachFailingStepOfOpeningIsAnErrorOrHarmless) {
+  for (std::size_t step = 1; step <= 30; ++step) {
+    OutboxWorld fresh;
+    fresh.files.failStep(step, EACCES);
+    const auto outbox = fresh.tryOpen();
+    if (!outbox) {
+      EXPECT_EQ(outbox.error().code, EACCES) << step;
+      EXPECT_FALSE(outbox.error().text.empty()) << step;
+    }
+    fresh.files.reset();
+  }
+  OutboxWorld fresh;
+  fresh.random = [](std::size_t) -> Result<std::string> { return Error{ENOSYS, "no numbers"}; };
+  const auto outbox = fresh.tryOpen();
+  ASSERT_FALSE(outbox);
+  EXPECT_EQ(outbox.error().text, "no numbers");
+}
+
+TEST_F(OutboxTest, WaitingMessagesComeOldestFirstAndNothingElseDoes) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("a", "id1", writes("1")));
+  ASSERT_TRUE(outbox->send("b", "id2", writes("2")));
+  world.put("new", ".hidden", "x");
+  ASSERT_EQ(::mkfifo((world.folder + "/new/pipe").c_str(), 0600), 0);
+  ASSERT_TRUE(world.disk.createFolder(world.folder + "/new/folder"));
+  ASSERT_EQ(::symlink("/etc/passwd", (world.folder + "/new/link").c_str()), 0);
+  const auto waiting = outbox->waiting();
+  ASSERT_TRUE(waiting);
+  ASSERT_THAT(*waiting, SizeIs(2));
+  EXPECT_EQ(world.bytesOf("new", (*waiting)[0].name), "1");
+  EXPECT_EQ(world.bytesOf("new", (*waiting)[1].name), "2");
+}
+
+TEST_F(OutboxTest, ArrivalsAreToldOnceTheFolderWasListed) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("a", "id1", writes("1")));
+  EXPECT_FALSE(outbox->takeArrivals());
+  ASSERT_THAT(*outbox->waiting(), SizeIs(1));
+  EXPECT_THAT(*outbox->takeArrivals(), IsEmpty());
+  ASSERT_TRUE(outbox->send("b", "id2", writes("2")));
+  const auto arrivals = outbox->takeArrivals();
+  ASSERT_THAT(*arrivals, SizeIs(1));
+  EXPECT_EQ(world.bytesOf("new", (*arrivals)[0].name), "2");
+  EXPECT_THAT(*outbox->takeArrivals(), IsEmpty());
+}
+
+TEST_F(OutboxTest, AMessageIsClaimedByOneAtATime) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("a", "id1", writes("1")));
+  const std::string name = world.names("new")[0];
+  {
+    const auto claim = outbox->claim(name);
+    ASSERT_TRUE(claim);
+    EXPECT_FALSE(outbox->claim(name));
+    EXPECT_THAT(*outbox->waiting(), IsEmpty());
+  }
+  EXPECT_TRUE(outbox->claim(name));
+}
+
+TEST_F(OutboxTest, ADeliveryIsOnTheMediumBeforeTheFileGoes) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("a", "id1", writes("1")));
+  ASSERT_TRUE(outbox->send("b", "id2", writes("2")));
+  const std::string name = world.names("new")[0];
+  world.files.reset();
+  const auto claim = outbox->claim(name);
+  ASSERT_TRUE(outbox->delivered(*claim));
+  EXPECT_THAT(world.files.record(),
+              ElementsAre(StartsWith("write " + world.journal), "sync " + world.journal,
+                          "remove " + world.folder + "/new/" + name));
+  ASSERT_TRUE(outbox->finishDeliveries());
+  EXPECT_EQ(world.files.record()[3], "syncFolder " + world.folder + "/new");
+  EXPECT_TRUE(outbox->alreadySent("a"));
+}
+
+TEST_F(OutboxTest, WhatWasDeliveredIsNotHandedOutAgainWhateverFails) {
+  for (std::size_t step = 1; step <= 3; ++step) {
+    OutboxWorld fresh;
+    const auto outbox = fresh.open();
+    ASSERT_TRUE(outbox->send("a", "id1", writes("1")));
+    ASSERT_TRUE(outbox->send("b", "id2", writes("2")));
+    const std::string name = fresh.names("new")[0];
+    fresh.files.reset();
+    fresh.files.failFromStep(step, EIO);
+    {
+      const auto claim = outbox->claim(name);
+      EXPECT_FALSE(outbox->delivered(*claim));
+    }
+    fresh.files.reset();
+    EXPECT_FALSE(outbox->claim(name));
+    EXPECT_THAT(*outbox->waiting(), SizeIs(1));
+  }
+}
+
+TEST_F(OutboxTest, ARefusedMessageMovesAsideWithTheWordsBesideIt) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("a", "id1", writes("message")));
+  const std::string name = world.names("new")[0];
+  {
+    const auto claim = outbox->claim(name);
+    ASSERT_TRUE(outbox->refuse(*claim, "550 no such user"));
+  }
+  EXPECT_THAT(world.names("new"), IsEmpty());
+  EXPECT_THAT(world.names("failed"), ElementsAre(name, name + ".txt"));
+  EXPECT_EQ(world.bytesOf("failed", name), "message");
+  EXPECT_EQ(world.bytesOf("failed", name + ".txt"), "550 no such user\n");
+  EXPECT_TRUE(outbox->alreadySent("a"));
+}
+
+}  // namespace
+}  // namespace relaybird
