@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+// The engine over a store to be measured, with everything else as cheap as it can be.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "compose/cls_security.h"
+#include "engine/forwarding_engine.h"
+#include "platform/profile/profile_file.h"
+#include "platform/system/os_version.h"
+#include "platform/system/special_folders.h"
+#include "support/fake_timers.h"
+
+namespace relaybird::bench {
+
+class NullLog : public ActivityLog {
+ public:
+  void AddToLog(const std::string& text) override { bytes += text.size(); }
+  void AddToLogV(const std::string&) override {}
+  bool verbose() const override { return false; }
+  std::size_t bytes = 0;
+};
+
+class NullTrace : public TraceLog {
+ public:
+  void trace(const std::string&) override {}
+};
+
+class NullSleeper : public Sleeper {
+ public:
+  void sleep(std::chrono::milliseconds) override {}
+};
+
+class NullDisplay : public EngineDisplay {
+ public:
+  void lblCurrentActions(const std::string& text) override { status = text; }
+  std::string txtNumberForwarded() const override { return forwarded; }
+  void txtNumberForwarded(const std::string& text) override { forwarded = text; }
+  void txtMinToNextFwd(const std::string&) override {}
+  void cmdForwardNow(bool) override {}
+  void repaint() override {}
+  void processPendingEvents() override {}
+  std::string status;
+  std::string forwarded = "0";
+};
+
+class NoFolders : public SpecialFolders {
+ public:
+  std::string GetSpecialFolderPath(int) const override { return {}; }
+  std::string templatesFolder() const override { return {}; }
+  std::string windowsFolder() const override { return {}; }
+  std::string stateFolder() const override { return {}; }
+};
+
+/// The settings are the defaults, with one address and no maximum to speak of.
+struct BenchWorld {
+  BenchWorld(FileSystem& files, ObjectFactory& objects)
+      : profiles(files),
+        prefs({files, profiles, folders, osVersion, objects, itemReaders(objects)}),
+        engine({objects, prefs, display, log, trace, clock, sleeper, timers}) {
+    auto& fields = prefs.fields();
+    fields.mstrFwdToAddress = {"5550100@sms.example.net"};
+    fields.mcolSenderList = {""};
+    fields.mstrTextToMatch = {""};
+    fields.mintSenderFilter = kForwardFromAnyone;
+    fields.mbolIncludeAttachments = true;
+    fields.mlngMaxToForward = 32767;
+  }
+
+  /// Seconds that one pass over the inbox took.
+  double timePass() {
+    display.forwarded = "0";
+    const auto begin = std::chrono::steady_clock::now();
+    engine.pass().ForwardMail();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  }
+
+  FakeClock clock;
+  FakeTimers timers{clock};
+  NullSleeper sleeper;
+  NullLog log;
+  NullTrace trace;
+  NullDisplay display;
+  NoFolders folders;
+  NotWindows osVersion;
+  ProfileFile profiles;
+  clsPref prefs;
+  ForwardingEngine engine;
+};
+
+}  // namespace relaybird::bench

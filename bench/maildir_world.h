@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// A scratch Maildir with the engine over it.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "bench_world.h"
+#include "platform/posix/posix_clock.h"
+#include "platform/posix/posix_file_system.h"
+#include "stores/maildir/maildir_store.h"
+#include "stores/outbox/random_bytes.h"
+#include "support/temp_folder.h"
+
+namespace relaybird::bench {
+
+struct MaildirBench {
+  MaildirBench() {
+    for (const char* part : {"/cur", "/new", "/tmp"}) {
+      std::filesystem::create_directories(inbox() + part);
+    }
+  }
+
+  std::string inbox() const { return folder.path() + "/Maildir"; }
+
+  /// Puts `count` messages into new/, numbered from 1.
+  void fill(int count, const std::function<std::string(int)>& message) {
+    for (int i = 1; i <= count; ++i) {
+      const std::string name =
+          std::to_string(1795000000 + i) + ".bench" + std::to_string(i) + ".host";
+      std::ofstream(inbox() + "/new/" + name, std::ios::binary) << message(i);
+    }
+  }
+
+  /// Opens the session, the outbox and its journal, so that only the pass itself is measured.
+  void warmUp() { world.engine.session().ResetOlkObj(true, true, false); }
+
+  /// Forwards that lie in the outbox.
+  int waiting() const {
+    const std::string place = folder.path() + "/state/rbx/outbox/new";
+    if (!std::filesystem::exists(place)) {
+      return 0;
+    }
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator(place), {}));
+  }
+
+  TempFolder folder;
+  NullSleeper sleeper;
+  PosixFileSystem files{sleeper};
+  PosixClock clock;
+  FakeEventQueue events;
+  InlineExecutor executor;
+  MaildirStore store{{inbox(), folder.path() + "/state/rbx/outbox", folder.path() + "/state",
+                      /*sendmail=*/{}, "ann@example.org", "Ann Example", /*addressBook=*/{}},
+                     {files, clock, events, executor, systemRandomBytes}};
+  BenchWorld world{files, store.factory()};
+};
+
+}  // namespace relaybird::bench
