@@ -31,20 +31,21 @@ void writeLargeMessage(const std::string& path) {
   out << "--b--\n";
 }
 
-/// In the child: forwards the message that lies in the inbox. 0 when it lies in the outbox.
-int forwardIt(MaildirBench& maildir) {
+/// In the child: forwards the message that lies in the inbox and delivers it. 0 when that was done.
+int forwardIt(MaildirBench& maildir, const DiscardingTransport& transport) {
   maildir.world.timePass();
-  return maildir.waiting() == 1 ? 0 : 1;
+  return transport.taken == 1 && maildir.waiting() == 0 ? 0 : 1;
 }
 
 }  // namespace
 
 LargeAttachment forwardLargeAttachment() {
-  MaildirBench maildir;
+  DiscardingTransport transport;
+  MaildirBench maildir(&transport);
   writeLargeMessage(maildir.inbox() + "/new/1795000000.film.host");
   const pid_t child = fork();
   if (child == 0) {
-    _exit(forwardIt(maildir));
+    _exit(forwardIt(maildir, transport));
   }
   int status = 0;
   rusage usage{};
@@ -60,7 +61,7 @@ bool printLargeAttachment(const LargeAttachment& result) {
     return false;
   }
   const bool holds = result.peakMegabytes <= kLimitMegabytes;
-  std::printf("%-62s %12ld %12s %7s %7ld%s\n", "peak memory of forwarding a 100 MB attachment, MB",
+  std::printf("%-62s %12ld %12s %7s %7ld%s\n", "peak memory of forwarding and delivering 100 MB, MB",
               result.peakMegabytes, "", "", kLimitMegabytes, holds ? "" : "  EXCEEDED");
   return holds;
 }

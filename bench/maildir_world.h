@@ -17,8 +17,19 @@
 
 namespace relaybird::bench {
 
+/// Takes every message and forgets it.
+class DiscardingTransport : public Transport {
+ public:
+  Outcome deliver(const OutgoingMessage&, std::stop_token) override {
+    ++taken;
+    return {};
+  }
+  int taken = 0;
+};
+
 struct MaildirBench {
-  MaildirBench() {
+  /// Without a transport, forwards stay in the outbox.
+  explicit MaildirBench(Transport* way = nullptr) : transport(way) {
     for (const char* part : {"/cur", "/new", "/tmp"}) {
       std::filesystem::create_directories(inbox() + part);
     }
@@ -32,6 +43,11 @@ struct MaildirBench {
       const std::string name =
           std::to_string(1795000000 + i) + ".bench" + std::to_string(i) + ".host";
       std::ofstream(inbox() + "/new/" + name, std::ios::binary) << message(i);
+    }
+    // They came a minute ago.
+    const auto then = std::filesystem::file_time_type::clock::now() - std::chrono::minutes{1};
+    for (const char* part : {"/cur", "/new"}) {
+      std::filesystem::last_write_time(inbox() + part, then);
     }
   }
 
@@ -47,6 +63,7 @@ struct MaildirBench {
     return static_cast<int>(std::distance(std::filesystem::directory_iterator(place), {}));
   }
 
+  Transport* transport;
   TempFolder folder;
   NullSleeper sleeper;
   PosixFileSystem files{sleeper};
@@ -55,7 +72,7 @@ struct MaildirBench {
   InlineExecutor executor;
   MaildirStore store{{inbox(), folder.path() + "/state/rbx/outbox", folder.path() + "/state",
                       /*sendmail=*/{}, "ann@example.org", "Ann Example", /*addressBook=*/{}},
-                     {files, clock, events, executor, systemRandomBytes}};
+                     {files, clock, events, executor, systemRandomBytes, transport}};
   BenchWorld world{files, store.factory()};
 };
 

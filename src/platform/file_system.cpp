@@ -44,8 +44,9 @@ Result<std::string> readFile(FileSystem& files, const std::string& path, std::si
   auto file = files.open(path);
   if (!file) return file.error();
   std::string bytes;
-  // The size is a hint only: the file may grow or shrink meanwhile, and some report 0.
-  const std::uint64_t expected = (*file)->info().size;
+  // The size is a hint only: the file may grow or shrink meanwhile, and some report 0. There is
+  // room for the read that finds the end, so that a large file is not copied for it.
+  const std::uint64_t expected = (*file)->info().size + kReadSize;
   bytes.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(expected, limit)));
   while (bytes.size() < limit) {
     const std::size_t before = bytes.size();

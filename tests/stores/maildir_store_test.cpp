@@ -35,6 +35,46 @@ TEST_F(MaildirStoreTest, TouchesNothingBeforeItIsUsed) {
   EXPECT_THAT(house.disk.listed, IsEmpty());
 }
 
+/// Lets the folders' last change lie that far back by the house's clock.
+void letTimeGoBy(MaildirHouse& house, std::chrono::seconds age) {
+  const auto changed = std::chrono::file_clock::from_sys(house.clock.now() - age);
+  for (const char* part : {"/new", "/cur"}) {
+    std::filesystem::last_write_time(
+        house.maildir + part,
+        std::chrono::time_point_cast<std::filesystem::file_time_type::duration>(changed));
+  }
+}
+
+TEST_F(MaildirStoreTest, AMailboxInWhichNothingHappensIsListedOnce) {
+  house.deliver("new/1.a.host");
+  letTimeGoBy(house, std::chrono::seconds{60});
+  house.unread();
+  house.disk.listed.clear();
+  EXPECT_EQ(house.unread()->Count(), 1);
+  EXPECT_THAT(house.disk.listed, IsEmpty());
+}
+
+TEST_F(MaildirStoreTest, WhatArrivesAfterAListingIsInTheNextOne) {
+  house.deliver("new/1.a.host");
+  letTimeGoBy(house, std::chrono::seconds{60});
+  EXPECT_EQ(house.unread()->Count(), 1);
+  house.deliver("new/2.b.host");
+  EXPECT_EQ(house.unread()->Count(), 2);
+  letTimeGoBy(house, std::chrono::seconds{60});
+  EXPECT_EQ(house.unread()->Count(), 2);
+  std::filesystem::remove(house.maildir + "/new/1.a.host");
+  EXPECT_EQ(house.unread()->Count(), 1);
+}
+
+TEST_F(MaildirStoreTest, AListingMadeInTheTickOfAChangeIsNotTrusted) {
+  house.deliver("new/1.a.host");
+  letTimeGoBy(house, std::chrono::seconds{1});
+  EXPECT_EQ(house.unread()->Count(), 1);
+  house.deliver("new/2.b.host");
+  letTimeGoBy(house, std::chrono::seconds{1});
+  EXPECT_EQ(house.unread()->Count(), 2);
+}
+
 TEST_F(MaildirStoreTest, MakesTheOutboxWhenTheApplicationIsMade) {
   EXPECT_EQ(house.application()->Version(), "16.0");
   for (const char* part : {"/tmp", "/new", "/cur", "/failed"}) {

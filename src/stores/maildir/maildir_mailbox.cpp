@@ -76,7 +76,7 @@ void MaildirMailbox::openOutbox() {
   for (const std::string& finding : outbox->findings()) {
     world_.notice(finding);
   }
-  marks_ = std::make_unique<ReadMarks>(world_.files, folder_, *outbox, world_.notice);
+  marks_ = std::make_unique<ReadMarks>(world_.files, world_.clock, folder_, *outbox, world_.notice);
   delivery_ = std::make_unique<DeliveryWorker>(
       DeliveryWorker::Setting{world_.files, world_.clock, *outbox, world_.transport,
                               world_.executor, world_.events, world_.notice});

@@ -91,6 +91,25 @@ Result<void> MaildirFolder::check() {
   return {};
 }
 
+bool MaildirStamp::operator==(const MaildirStamp& other) const {
+  const auto same = [](const FileInfo& a, const FileInfo& b) {
+    return a.device == b.device && a.inode == b.inode && a.modified == b.modified;
+  };
+  return same(inNew, other.inNew) && same(inCur, other.inCur);
+}
+
+Result<MaildirStamp> MaildirFolder::stamp() {
+  if (const auto checked = check(); !checked) {
+    return checked.error();
+  }
+  const auto inNew = files_.inspect(path_ + "/new");
+  const auto inCur = files_.inspect(path_ + "/cur");
+  if (!inNew || !inCur) {
+    return inNew ? inCur.error() : inNew.error();
+  }
+  return MaildirStamp{*inNew, *inCur};
+}
+
 Result<void> MaildirFolder::readSubfolder(const char* name, MaildirListing& found) {
   auto entries = files_.list(path_ + "/" + name);
   if (!entries) {

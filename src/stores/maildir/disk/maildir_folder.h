@@ -6,6 +6,7 @@
 // only one that is nowhere has vanished. Nothing here opens a message, and nothing throws.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -36,6 +37,16 @@ struct MaildirMessage {
 /// later.
 using MaildirListing = std::vector<MaildirMessage>;
 
+/// Which state of the two subfolders a listing shows: no name in them has changed while two stamps
+/// are equal and the younger change of the two lies a while back.
+struct MaildirStamp {
+  FileInfo inNew;
+  FileInfo inCur;
+
+  DateTime changed() const { return std::max(inNew.modified, inCur.modified); }
+  bool operator==(const MaildirStamp& other) const;
+};
+
 class MaildirFolder {
  public:
   MaildirFolder(FileSystem& files, std::string path) : files_(files), path_(std::move(path)) {}
@@ -44,6 +55,9 @@ class MaildirFolder {
 
   /// Fails with a sentence for the user when the folder is missing or is not a Maildir.
   Result<void> check();
+
+  /// Fails as check() does.
+  Result<MaildirStamp> stamp();
 
   /// Reads new/ and cur/ once each. Only regular files that do not begin with a dot are messages.
   /// One that is on its way between the folders, and seen in both, is listed once.

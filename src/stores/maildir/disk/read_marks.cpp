@@ -6,13 +6,37 @@
 
 namespace relaybird {
 
-ReadMarks::ReadMarks(FileSystem& files, MaildirFolder& folder, Outbox& outbox,
+namespace {
+
+/// Folders tell the time of their last change in ticks, of a second at worst. A change that lies
+/// further back than this cannot share its tick with a later one that the listing has missed.
+constexpr std::chrono::seconds kTickOfFolders{5};
+
+}  // namespace
+
+ReadMarks::ReadMarks(FileSystem& files, const Clock& clock, MaildirFolder& folder, Outbox& outbox,
                      std::function<void(std::string)> notice)
-    : files_(files), folder_(folder), outbox_(outbox), notice_(std::move(notice)) {}
+    : files_(files), clock_(clock), folder_(folder), outbox_(outbox), notice_(std::move(notice)) {}
 
 Result<std::shared_ptr<MaildirView>> ReadMarks::list() {
   writeHeldBack();
   settle();
+  auto view = currentView();
+  if (view) {
+    catchUp(*view);
+  }
+  return view;
+}
+
+Result<std::shared_ptr<MaildirView>> ReadMarks::currentView() {
+  const auto stamp = folder_.stamp();
+  if (!stamp) {
+    return stamp.error();
+  }
+  if (view_ && *stamp == stamp_) {
+    return view_;
+  }
+  const bool settled = clock_.now() - stamp->changed() > kTickOfFolders;
   auto messages = folder_.list();
   if (!messages) {
     return messages.error();
@@ -20,7 +44,8 @@ Result<std::shared_ptr<MaildirView>> ReadMarks::list() {
   auto view = std::make_shared<MaildirView>();
   view->messages = std::move(*messages);
   view->forwarded.resize(view->messages.size());
-  catchUp(view);
+  view_ = settled ? view : nullptr;
+  stamp_ = *stamp;
   return view;
 }
 

@@ -20,6 +20,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
 #include "stores/maildir/disk/maildir_folder.h"
@@ -44,13 +45,15 @@ struct MaildirPlace {
 
 class ReadMarks {
  public:
-  /// All must outlive this object. `notice` gets a sentence for the log about a mark that could not
-  /// be written where nobody waits for the answer; once for each message.
-  ReadMarks(FileSystem& files, MaildirFolder& folder, Outbox& outbox,
+  /// All must outlive this object. `clock` tells how long ago a folder was changed. `notice` gets a
+  /// sentence for the log about a mark that could not be written where nobody waits for the answer;
+  /// once for each message.
+  ReadMarks(FileSystem& files, const Clock& clock, MaildirFolder& folder, Outbox& outbox,
             std::function<void(std::string)> notice);
 
-  /// Writes the mark that is held back, then lists. Marks of forwarded messages that an earlier run
-  /// or try could not write are written now.
+  /// Writes the mark that is held back, then lists; where nothing has come, gone or been renamed
+  /// since the last time, that listing is answered again. Marks of forwarded messages that an
+  /// earlier run or try could not write are written now.
   Result<std::shared_ptr<MaildirView>> list();
 
   bool unread(const MaildirPlace& place) const;
@@ -91,10 +94,15 @@ class ReadMarks {
   void noteMissing(const std::string& entryId);
   void complain(const MaildirPlace& place, const Error& error);
 
+  Result<std::shared_ptr<MaildirView>> currentView();
+
   FileSystem& files_;
+  const Clock& clock_;
   MaildirFolder& folder_;
   Outbox& outbox_;
   std::function<void(std::string)> notice_;
+  std::shared_ptr<MaildirView> view_;  ///< the last one, of the state that stamp_ tells
+  MaildirStamp stamp_;
   std::optional<MaildirPlace> heldBack_;
   std::unordered_set<std::string> written_;  ///< forwarded and marked, not settled yet
   std::unordered_set<std::string> missing_;  ///< forwarded and absent from the last listing

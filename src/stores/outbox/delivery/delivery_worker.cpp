@@ -118,7 +118,7 @@ DeliveryWorker::Fate DeliveryWorker::deliverOne(const WaitingMessage& message) {
   const auto claim = setting_.outbox.claim(message.name);
   if (!claim) return Fate::kGone;  // another delivery has it, or had it
   auto bytes = readFile(setting_.files, setting_.outbox.pathOf(*claim), kMessageLimit + 1);
-  if (bytes) return handOver(*claim, message, *bytes);
+  if (bytes) return handOver(*claim, message, std::move(*bytes));
   if (bytes.error().code == ENOENT) {
     retries_.erase(message.name);
     return Fate::kGone;
@@ -127,14 +127,13 @@ DeliveryWorker::Fate DeliveryWorker::deliverOne(const WaitingMessage& message) {
 }
 
 DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
-                                              const WaitingMessage& message,
-                                              const std::string& bytes) {
+                                              const WaitingMessage& message, std::string bytes) {
+  const std::string title = messageSubject(bytes);
   if (bytes.size() > kMessageLimit) {
-    return refused(claim, message, messageSubject(bytes), "The message is too large");
+    return refused(claim, message, title, "The message is too large");
   }
-  const auto outgoing = prepareMessage(bytes);
-  if (!outgoing) return refused(claim, message, messageSubject(bytes), outgoing.error().text);
-  const std::string& title = outgoing->subject;
+  const auto outgoing = prepareMessage(std::move(bytes));
+  if (!outgoing) return refused(claim, message, title, outgoing.error().text);
   const Outcome outcome = setting_.transport->deliver(*outgoing, stop_.get_token());
   if (outcome.kind == Outcome::Kind::kDelivered) return taken(claim, title);
   if (outcome.kind == Outcome::Kind::kCancelled) return Fate::kKept;

@@ -74,8 +74,7 @@ class DeliveryWorker {
   void deliverWaiting();
   void collect();
   Fate deliverOne(const WaitingMessage& message);
-  Fate handOver(const Outbox::Claim& claim, const WaitingMessage& message,
-                const std::string& bytes);
+  Fate handOver(const Outbox::Claim& claim, const WaitingMessage& message, std::string bytes);
   Fate taken(const Outbox::Claim& claim, const std::string& title);
   Fate refused(const Outbox::Claim& claim, const WaitingMessage& message, const std::string& title,
                const std::string& words);

@@ -62,19 +62,20 @@ std::size_t eachField(std::string_view message, const std::function<void(const F
   return begin;
 }
 
-void appendWithLf(std::string& bytes, std::string_view text) {
-  std::size_t from = 0;
-  for (std::size_t at = text.find("\r\n"); at != text.npos; at = text.find("\r\n", from)) {
-    bytes.append(text, from, at - from);
-    from = at + 1;
+/// Drops the CR of each CR LF.
+void endLinesWithLf(std::string& text) {
+  std::size_t kept = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const bool lineBreak = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
+    if (!lineBreak) text[kept++] = text[at];
   }
-  bytes.append(text, from);
+  text.resize(kept);
 }
 
-Result<std::vector<std::string>> recipientsOf(const std::vector<std::string_view>& values) {
+Result<std::vector<std::string>> recipientsOf(const std::vector<std::string>& values) {
   std::vector<std::string> recipients;
   std::unordered_set<std::string> known;
-  for (const std::string_view value : values) {
+  for (const std::string& value : values) {
     for (Mailbox& mailbox : parseAddressList(value)) {
       if (!isRfc5322Address(mailbox.address)) {
         return Error{0, "The recipient \"" + oneLine(mailbox.address) + "\" is no mail address"};
@@ -88,18 +89,21 @@ Result<std::vector<std::string>> recipientsOf(const std::vector<std::string_view
 
 }  // namespace
 
-Result<OutgoingMessage> prepareMessage(std::string_view file) {
+Result<OutgoingMessage> prepareMessage(std::string file) {
   OutgoingMessage message;
-  message.bytes.reserve(file.size());
-  std::string_view from;
-  std::vector<std::string_view> to;
+  message.subject = messageSubject(file);
+  std::string head;
+  std::string from;
+  std::vector<std::string> to;
   const std::size_t body = eachField(file, [&](const Field& field) {
     const bool bcc = isNamed(field, "Bcc");
     if (isNamed(field, "From")) from = field.value;
-    if (bcc || isNamed(field, "To")) to.push_back(field.value);
-    if (!bcc) appendWithLf(message.bytes, field.whole);
+    if (bcc || isNamed(field, "To")) to.emplace_back(field.value);
+    if (!bcc) head += field.whole;
   });
-  appendWithLf(message.bytes, file.substr(body));
+  file.replace(0, body, head);
+  endLinesWithLf(file);
+  message.bytes = std::move(file);
   message.envelope.sender = parseAddress(from).address;
   if (!isRfc5322Address(message.envelope.sender)) {
     return Error{0, "The message has no sender's address that can be used"};
@@ -107,7 +111,6 @@ Result<OutgoingMessage> prepareMessage(std::string_view file) {
   auto recipients = recipientsOf(to);
   if (!recipients) return recipients.error();
   message.envelope.recipients = std::move(*recipients);
-  message.subject = messageSubject(file);
   return message;
 }
 

@@ -91,6 +91,7 @@ class SpawnPlan {
   /// 0, or an error number.
   int start(const std::vector<std::string>& arguments, pid_t& process) const {
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) {
       pointers.push_back(const_cast<char*>(argument.c_str()));
     }
