@@ -61,8 +61,9 @@ bool printLargeAttachment(const LargeAttachment& result) {
     return false;
   }
   const bool holds = result.peakMegabytes <= kLimitMegabytes;
-  std::printf("%-62s %12ld %12s %7s %7ld%s\n", "peak memory of forwarding and delivering 100 MB, MB",
-              result.peakMegabytes, "", "", kLimitMegabytes, holds ? "" : "  EXCEEDED");
+  std::printf("%-62s %12ld %12s %7s %7ld%s\n",
+              "peak memory of forwarding and delivering 100 MB, MB", result.peakMegabytes, "", "",
+              kLimitMegabytes, holds ? "" : "  EXCEEDED");
   return holds;
 }
 

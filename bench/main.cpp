@@ -9,6 +9,8 @@ namespace relaybird::bench {
 
 void registerMemoryBenchmarks();
 void registerMaildirBenchmarks();
+void registerHostileBenchmarks();
+std::vector<Claim> hostileClaims();
 namespace {
 
 const std::vector<Claim> kClaims = {
@@ -31,6 +33,7 @@ int main(int argc, char** argv) {
   using namespace relaybird::bench;
   registerMemoryBenchmarks();
   registerMaildirBenchmarks();
+  registerHostileBenchmarks();
 
   std::string program = argv[0];
   std::string repetitions = "--benchmark_repetitions=7";
@@ -47,7 +50,10 @@ int main(int argc, char** argv) {
 
   MedianReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  const bool ratiosHold = printRatios(kClaims, reporter.medians());
+  std::vector<Claim> claims = kClaims;
+  const std::vector<Claim> hostile = hostileClaims();
+  claims.insert(claims.end(), hostile.begin(), hostile.end());
+  const bool ratiosHold = printRatios(claims, reporter.medians());
   const bool memoryHolds = printLargeAttachment(largeAttachment);
   return ratiosHold && memoryHolds ? 0 : 1;
 }

@@ -10,7 +10,6 @@
 #include <map>
 #include <optional>
 
-#include "platform/posix/posix_sleeper.h"
 #include "support/fake_clock.h"
 
 namespace relaybird {
@@ -100,15 +99,6 @@ TEST(PosixClock, AMomentBeyondAllCalendarsIsStillSafe) {
   const PosixClock clock;
   EXPECT_FALSE(clock.toText(DateTime::max()).empty());
   EXPECT_FALSE(clock.toText(DateTime::min()).empty());
-}
-
-TEST(PosixSleeper, ReturnsAtOnceWhenThereIsNothingToSleep) {
-  PosixSleeper sleeper;
-  sleeper.sleep(std::chrono::milliseconds(0));
-  sleeper.sleep(std::chrono::milliseconds(-5));
-  const auto start = std::chrono::steady_clock::now();
-  sleeper.sleep(std::chrono::milliseconds(2));
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2));
 }
 
 }  // namespace

