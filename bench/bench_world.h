@@ -10,8 +10,8 @@
 #include "engine/forwarding_engine.h"
 #include "platform/profile/profile_file.h"
 #include "platform/system/os_version.h"
-#include "platform/system/special_folders.h"
 #include "support/fake_timers.h"
+#include "support/no_folders.h"
 
 namespace relaybird::bench {
 
@@ -44,14 +44,6 @@ class NullDisplay : public EngineDisplay {
   void processPendingEvents() override {}
   std::string status;
   std::string forwarded = "0";
-};
-
-class NoFolders : public SpecialFolders {
- public:
-  std::string GetSpecialFolderPath(int) const override { return {}; }
-  std::string templatesFolder() const override { return {}; }
-  std::string windowsFolder() const override { return {}; }
-  std::string stateFolder() const override { return {}; }
 };
 
 /// The settings are the defaults, with one address and no maximum to speak of.

@@ -17,6 +17,7 @@
 #include "stores/memory/memory_store.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
+#include "support/no_folders.h"
 #include "support/recording_display.h"
 #include "support/recording_log.h"
 
@@ -38,14 +39,6 @@ class NoFiles : public FileSystem {
 
  private:
   static Error nothing() { return {ENOENT, "there is no disk"}; }
-};
-
-class NoFolders : public SpecialFolders {
- public:
-  std::string GetSpecialFolderPath(int) const override { return {}; }
-  std::string templatesFolder() const override { return {}; }
-  std::string windowsFolder() const override { return {}; }
-  std::string stateFolder() const override { return {}; }
 };
 
 class EngineTest : public testing::Test {

@@ -20,6 +20,7 @@
 #include "stores/maildir_house.h"
 #include "support/fake_timers.h"
 #include "support/mail_text.h"
+#include "support/no_folders.h"
 #include "support/recording_display.h"
 #include "support/recording_log.h"
 
@@ -31,14 +32,6 @@ namespace fs = std::filesystem;
 using Ids = std::multimap<std::string, std::string>;  ///< Message-IDs by subject
 
 const std::vector<std::string> kSubjects = {"plain", "attached", "html", "report", "flagged"};
-
-class NoFolders : public SpecialFolders {
- public:
-  std::string GetSpecialFolderPath(int) const override { return {}; }
-  std::string templatesFolder() const override { return {}; }
-  std::string windowsFolder() const override { return {}; }
-  std::string stateFolder() const override { return {}; }
-};
 
 /// The disk of one trial: a Maildir with five items to forward and one that has been read.
 struct Machine {

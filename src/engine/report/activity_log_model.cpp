@@ -37,7 +37,8 @@ void ActivityLogModel::AddToLogV(const std::string& text) {
 }
 
 void ActivityLogModel::AddLine(const std::string& text) {
-  const std::string& line = lines_.emplace_back(trimBlanks(text));
+  const std::string line = trimBlanks(text);
+  lines_.push_back(line);
   widest_ = std::max(widest_, view_.textWidth(kMargin + line));
   view_.lineAdded(line, widest_);
 }

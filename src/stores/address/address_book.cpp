@@ -12,6 +12,7 @@
 
 #include "stores/address/vcard_reader.h"
 #include "stores/text/charset.h"
+#include "stores/text/tidy_line.h"
 
 namespace relaybird {
 namespace {
@@ -21,28 +22,13 @@ struct Free {
 };
 using GText = std::unique_ptr<char, Free>;
 
-// Runs of white space and control characters to one blank, none at the ends.
-std::string tidy(std::string_view text) {
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte > ' ' && byte != 0x7F) {
-      out += c;
-    } else if (!out.empty() && out.back() != ' ') {
-      out += ' ';
-    }
-  }
-  if (!out.empty() && out.back() == ' ') out.pop_back();
-  return out;
-}
-
 // What two spellings of one name have in common: case, composed characters and blanks do not count.
 std::string folded(std::string_view name) {
-  const std::string text = tidy(scrubUtf8(name));
+  const std::string text = tidyLine(scrubUtf8(name));
   const GText normal(g_utf8_normalize(text.c_str(), -1, G_NORMALIZE_ALL_COMPOSE));
   if (!normal) return text;
   const GText lower(g_utf8_casefold(normal.get(), -1));
-  return tidy(lower.get());
+  return tidyLine(lower.get());
 }
 
 // How much a card prefers an address, lowest first: PREF=1 to 100 (RFC 6350 section 5.3), "pref"
@@ -78,7 +64,7 @@ struct Card {
   }
 
   void takeFormattedName(const VcardProperty& property) {
-    names.push_back(tidy(vcardText(property.value)));
+    names.push_back(tidyLine(vcardText(property.value)));
     if (formattedName.empty()) formattedName = names.back();
   }
 
@@ -86,15 +72,15 @@ struct Card {
   void takeNameParts(const VcardProperty& property) {
     auto parts = vcardParts(property.value, ';');
     parts.resize(2);
-    const std::string last = tidy(parts[0]);
-    const std::string first = tidy(parts[1]);
-    names.push_back(tidy(first + " " + last));
+    const std::string last = tidyLine(parts[0]);
+    const std::string first = tidyLine(parts[1]);
+    names.push_back(tidyLine(first + " " + last));
     if (!last.empty() && !first.empty()) names.push_back(last + ", " + first);
   }
 
   void takeAddress(const VcardProperty& property) {
     constexpr std::string_view kScheme = "mailto:";
-    std::string text = tidy(vcardText(property.value));
+    std::string text = tidyLine(vcardText(property.value));
     if (g_ascii_strncasecmp(text.c_str(), kScheme.data(), kScheme.size()) == 0) {
       text.erase(0, kScheme.size());
     }
@@ -109,7 +95,7 @@ std::string shownName(const Card& card) {
   if (!card.formattedName.empty()) return card.formattedName;
   const auto named = std::find_if(card.names.begin(), card.names.end(),
                                   [](const std::string& name) { return !name.empty(); });
-  return named == card.names.end() ? std::string() : tidy(*named);
+  return named == card.names.end() ? std::string() : tidyLine(*named);
 }
 
 bool sameAddress(const std::string& a, const std::string& b) {
@@ -126,7 +112,7 @@ void forEachCard(std::string_view contents, Take take) {
   bool agent = false;
   while (const auto property = reader.next()) {
     const bool isCard = property->name == "BEGIN" || property->name == "END";
-    if (isCard && g_ascii_strcasecmp(tidy(property->value).c_str(), "VCARD") != 0) continue;
+    if (isCard && g_ascii_strcasecmp(tidyLine(property->value).c_str(), "VCARD") != 0) continue;
     if (property->name == "BEGIN") {
       if (agent || inner > 0) {
         ++inner;
@@ -143,7 +129,7 @@ void forEachCard(std::string_view contents, Take take) {
     } else if (card && inner == 0) {
       card->take(*property);
     }
-    agent = card && property->name == "AGENT" && tidy(property->value).empty();
+    agent = card && property->name == "AGENT" && tidyLine(property->value).empty();
   }
 }
 

@@ -11,6 +11,7 @@
 #include "stores/address/address_entries.h"
 #include "stores/text/charset.h"
 #include "stores/text/encoded_word.h"
+#include "stores/text/tidy_line.h"
 
 namespace relaybird {
 namespace {
@@ -18,21 +19,6 @@ namespace {
 struct Unref {
   void operator()(void* object) const { g_object_unref(object); }
 };
-
-// Control characters to blanks, runs of blanks to one, none at the ends.
-std::string onOneLine(std::string_view text) {
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte > ' ' && byte != 0x7F) {
-      out += c;
-    } else if (!out.empty() && out.back() != ' ') {
-      out += ' ';
-    }
-  }
-  if (!out.empty() && out.back() == ' ') out.pop_back();
-  return out;
-}
 
 std::string textOf(const char* text) {
   return text != nullptr ? text : "";
@@ -99,15 +85,15 @@ std::vector<Mailbox> parseAddressList(std::string_view raw) {
     const auto entry = entries.next();
     if (!entry) break;
     if (entry->find('@') == std::string::npos) {
-      const std::string name = onOneLine(decodeHeaderText(words.shown(*entry)));
+      const std::string name = tidyLine(decodeHeaderText(words.shown(*entry)));
       if (!name.empty()) out.push_back({"", name});
       continue;
     }
     // GMime makes several mailboxes of addresses with only blanks between them.
     for (const Mailbox& mailbox : parseEntry(*entry)) {
       if (out.size() == kMaxMailboxes) break;
-      out.push_back({onOneLine(decodeHeaderText(words.shown(mailbox.name))),
-                     onOneLine(words.shown(mailbox.address))});
+      out.push_back({tidyLine(decodeHeaderText(words.shown(mailbox.name))),
+                     tidyLine(words.shown(mailbox.address))});
     }
   }
   return out;
@@ -119,7 +105,7 @@ Mailbox parseAddress(std::string_view raw) {
 }
 
 std::string formatMailbox(const Mailbox& mailbox) {
-  const std::string name = onOneLine(mailbox.name);
+  const std::string name = tidyLine(mailbox.name);
   if (name.empty()) return mailbox.address;
   std::string out;
   if (needsQuotes(name)) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "stores/text/charset.h"
+#include "stores/text/tidy_line.h"
 
 namespace relaybird {
 
@@ -26,19 +27,7 @@ void cut(std::string& text) {
 }  // namespace
 
 std::string oneLine(std::string_view text) {
-  std::string line;
-  bool blank = false;
-  for (const char byte : text.substr(0, 4 * kLongest)) {
-    const auto value = static_cast<unsigned char>(byte);
-    if (value <= 0x20 || value == 0x7F) {
-      blank = true;
-      continue;
-    }
-    if (blank && !line.empty()) line += ' ';
-    blank = false;
-    line += byte;
-  }
-  line = scrubUtf8(line);
+  std::string line = scrubUtf8(tidyLine(text.substr(0, 4 * kLongest)));
   cut(line);
   return line;
 }
