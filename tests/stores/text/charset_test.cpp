@@ -160,9 +160,9 @@ TEST(Charset, EverySetMakesValidTextOfEveryBytePair) {
   }
 }
 
-TEST(Charset, MegabytesOfBadBytesBecomeText) {
+TEST(Charset, TensOfThousandsOfBadBytesBecomeText) {
   for (const auto label : {"utf-8", "windows-1252", "gb18030", "iso-2022-jp", "utf-16"}) {
-    const std::string text = toUtf8(std::string(2'000'000, '\x81'), label);
+    const std::string text = toUtf8(std::string(50'000, '\x81'), label);
     EXPECT_TRUE(isValidUtf8(text)) << label;
     EXPECT_FALSE(text.empty()) << label;
   }
