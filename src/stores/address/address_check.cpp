@@ -93,6 +93,12 @@ bool isAsciiHostName(std::string_view name) {
 // A name beyond ASCII is judged by what name servers are asked (RFC 5890).
 bool isHostName(std::string_view name) {
   if (std::all_of(name.begin(), name.end(), isAscii)) return isAsciiHostName(name);
+  // GLib lets a dot at the end pass, and takes the full stops of East Asia for dots (RFC 3490),
+  // which are none in mail.
+  if (name.back() == '.') return false;
+  for (const std::string_view stop : {"\u3002", "\uFF0E", "\uFF61"}) {
+    if (name.find(stop) != std::string_view::npos) return false;
+  }
   struct Free {
     void operator()(char* text) const { g_free(text); }
   };

@@ -24,9 +24,33 @@ std::string textOf(const char* text) {
   return text != nullptr ? text : "";
 }
 
+std::string withoutQuotes(std::string_view name) {
+  std::string plain(name);
+  std::erase(plain, '"');
+  return plain;
+}
+
+// An entry that is one address, or a name and an address in angle brackets, as it should be
+// written.
+std::optional<Mailbox> plainEntry(std::string_view entry) {
+  constexpr std::size_t kLongestAddress = 256;  // RFC 5321, 4.5.3.1.3, angle brackets included
+  if (isRfc5322Address(entry)) return Mailbox{"", std::string(entry)};
+  if (!entry.ends_with('>')) return std::nullopt;
+  const std::size_t first = entry.size() - std::min(entry.size(), kLongestAddress);
+  for (std::size_t open = entry.find('<', first); open != std::string_view::npos;
+       open = entry.find('<', open + 1)) {
+    const auto address = entry.substr(open + 1, entry.size() - open - 2);
+    if (isRfc5322Address(address)) {
+      return Mailbox{withoutQuotes(entry.substr(0, open)), std::string(address)};
+    }
+  }
+  return std::nullopt;
+}
+
 // What GMime gives up on although people write it: "[List] Name <address>", a scheme before the
 // address, dots where the standard has none. The address stays for isRfc5322Address to judge.
 std::optional<Mailbox> salvaged(std::string_view entry) {
+  if (auto mailbox = plainEntry(entry)) return mailbox;
   constexpr std::string_view kScheme = "mailto:";
   const auto open = entry.rfind('<');
   const auto name = open == std::string_view::npos ? std::string_view() : entry.substr(0, open);
@@ -36,9 +60,20 @@ std::optional<Mailbox> salvaged(std::string_view entry) {
   const bool usable = address.find('@') != std::string_view::npos &&
                       address.find_first_of(" \t\"(),;") == std::string_view::npos;
   if (!usable) return std::nullopt;
-  std::string plain(name);
-  std::erase(plain, '"');
-  return Mailbox{plain, std::string(address)};
+  return Mailbox{withoutQuotes(name), std::string(address)};
+}
+
+// Whether a comment might be open at the end of the entry, wherever its reader sees quotes: GMime
+// never frees such a comment, and stray quotes are seen differently by everyone.
+bool mayLeaveCommentOpen(std::string_view entry) {
+  std::size_t depth = 0;
+  bool escaped = false;
+  for (const char c : entry) {
+    if (c == '(') ++depth;
+    if (c == ')' && !escaped && depth > 0) --depth;
+    escaped = c == '\\' && !escaped;
+  }
+  return depth > 0;
 }
 
 // GMime's list of an entry, null where it finds none. Its parser calls itself at colons, as for a
@@ -46,6 +81,7 @@ std::optional<Mailbox> salvaged(std::string_view entry) {
 InternetAddressList* listOf(const std::string& entry) {
   constexpr std::ptrdiff_t kMostColons = 20;
   if (std::count(entry.begin(), entry.end(), ':') > kMostColons) return nullptr;
+  if (mayLeaveCommentOpen(entry)) return nullptr;
   static std::once_flag once;
   std::call_once(once, g_mime_init);
   return internet_address_list_parse(nullptr, entry.c_str());

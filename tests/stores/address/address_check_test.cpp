@@ -96,5 +96,12 @@ TEST(AddressCheck, KeepsTheLimitsOfSmtp) {
   EXPECT_FALSE(isRfc5322Address("a@" + domain + std::string(61, 'e')));
 }
 
+TEST(AddressCheck, ADotAtTheEndOfAnInternationalDomainIsNoMoreAllowedThanOfAnother) {
+  EXPECT_TRUE(isRfc5322Address("k@x\u00FC.example"));
+  for (const char* address : {"k@x.", "k@x\u00FC.", "k@x\u00FC\u3002example", "k@x\u00FC\uFF61"}) {
+    EXPECT_FALSE(isRfc5322Address(address)) << address;
+  }
+}
+
 }  // namespace
 }  // namespace relaybird

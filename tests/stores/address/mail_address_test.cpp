@@ -142,6 +142,16 @@ TEST(MailAddress, HostileListsAreCutAndOverflowNoStack) {
   }
 }
 
+TEST(MailAddress, ACommentThatStrayQuotesHideLeaksNothing) {
+  // The sanitizer build looks for the leak.
+  EXPECT_LE(parseAddressList("q l\"@x,\"u@3 \"open <x@y>,a@b\"a \\\" b\"@c ( (c (d)) e@f").size(),
+            1u);
+  const auto smiling = parseAddress("\"Smith :(\" <smith@example.org>");
+  EXPECT_EQ(smiling.name, "Smith :(");
+  EXPECT_EQ(smiling.address, "smith@example.org");
+  EXPECT_EQ(parseAddress("\"a(b\"@example.org").address, "\"a(b\"@example.org");
+}
+
 TEST(MailAddress, AListIsLimited) {
   EXPECT_EQ(parseAddressList(repeated("a@b,", 20'000)).size(), kMaxMailboxes);
 }
