@@ -50,6 +50,9 @@ class CheckSchedule {
   /// Stops counting. The field is left to the caller.
   void stopCountdown();
 
+  const Timer& tmrMinute() const { return *tmrMinute_; }
+  const Timer& tmrSync() const { return *tmrSync_; }
+
  private:
   void tmrMinuteTick();
   void tmrSyncTick();

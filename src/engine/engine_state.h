@@ -20,9 +20,16 @@ struct EngineState {
   DateTime passStartTime = kNoDate;
   DateTime syncStartTime = kNoDate;
 
-  std::int32_t minutesLeft = 0;  ///< until the next check
+  std::int32_t minutesLeft = 0;   ///< until the next check
+  std::int16_t itemsInPass = 0;   ///< how many items the pass walks
+  std::int16_t itemsVisited = 0;  ///< and how many of them it has come to
   std::int16_t forwardedThisPass = 0;
-  bool lastPassCompleted = false;  ///< the last pass ran and met no fault
+  std::int16_t failedThisPass = 0;  ///< items that were to be forwarded and could not be
+  bool lastPassCompleted = false;   ///< the last pass ran and met no fault
+
+  bool passRunning = false;  ///< a pass is on the stack; m_bBusyFwd is also cleared from outside
+  bool stopPass = false;     ///< the pass is to end after the item in hand
+  bool ending = false;       ///< the program is: a pass ends as above, and nothing else is started
 };
 
 }  // namespace relaybird

@@ -38,6 +38,25 @@ struct InboxPass::Walk {
   std::string reason;
 };
 
+/// Marks the pass as running for as long as it is on the stack. The busy flag alone does not tell:
+/// switching off clears it, and that can happen while the status line lets events run.
+class InboxPass::Running {
+ public:
+  explicit Running(EngineState& state) : state_(state) {
+    state_.passRunning = true;
+    state_.stopPass = false;
+  }
+  ~Running() {
+    state_.passRunning = false;
+    state_.stopPass = false;
+  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+ private:
+  EngineState& state_;
+};
+
 /// How the attempt to forward one item ended. `sent` false without a failure is an item too large.
 struct InboxPass::Attempt {
   bool sent = false;
@@ -65,17 +84,33 @@ void InboxPass::endTestCycle() {
   }
 }
 
+void InboxPass::stopAfterItem() {
+  state_.stopPass = state_.passRunning;
+}
+
 void InboxPass::ForwardMail() {
   try {
-    pass();
+    if (state_.passRunning) {
+      refuse();
+    } else {
+      pass();
+    }
   } catch (const std::exception& error) {
     fault(error.what());
   }
 }
 
+void InboxPass::refuse() {
+  world_.log.AddToLog(nowText() + "--> Email check aborted: Didn't finish prev. check yet");
+}
+
 void InboxPass::pass() {
+  const Running running(state_);
   world_.trace.trace("Forward Entered");
+  state_.itemsInPass = 0;
+  state_.itemsVisited = 0;
   state_.forwardedThisPass = 0;
+  state_.failedThisPass = 0;
   state_.lastPassCompleted = false;
   if (!sessionReady()) {
     endTestCycle();
@@ -89,6 +124,7 @@ void InboxPass::pass() {
   auto items = unreadItems();
   const std::int16_t count = toCount(items->Count());
   trace("New clsSecurity _pre");
+  state_.itemsInPass = count;
   Walk walk{std::move(items), count, clsSecurity(world_.objects), {}};
   trace("New clsSecurity _post");
   walk.builder.setFormatForCellPhone(world_.prefs.bolFormatForCellPhone());
@@ -117,7 +153,7 @@ bool InboxPass::sessionReady() {
     return false;
   }
   if (state_.m_bBusyFwd) {
-    world_.log.AddToLog(nowText() + "--> Email check aborted: Didn't finish prev. check yet");
+    refuse();
     return false;
   }
   return true;
@@ -130,7 +166,8 @@ std::shared_ptr<ItemCollection> InboxPass::unreadItems() {
   return items;
 }
 
-/// Visits every item, the last one first. False when the maximum ended the pass.
+/// Visits every item, the last one first. False when the maximum or the program's end ended the
+/// pass.
 bool InboxPass::walkItems(Walk& walk) {
   world_.display.repaint();
   const std::string ofCount = " of " + std::to_string(walk.count);
@@ -147,6 +184,15 @@ bool InboxPass::walkItems(Walk& walk) {
     }
     status_.SetStatusLabel("Checking unread item " + std::to_string(walk.count - i + 1) + ofCount);
     world_.display.repaint();
+    // Events have run: the user may have had enough, or the program may be ending.
+    if (state_.ending) {
+      state_.m_bBusyFwd = false;
+      return false;
+    }
+    if (state_.stopPass) {
+      break;
+    }
+    ++state_.itemsVisited;
     visit(walk, walk.items->Item(i));
   }
   return true;
@@ -206,6 +252,7 @@ void InboxPass::forward(Walk& walk, const std::shared_ptr<MailItem>& item,
   const Attempt outcome = attempt(walk, item);
   item->UnRead(false);
   if (outcome.failure) {
+    ++state_.failedThisPass;
     world_.log.AddToLog("Tried but failed to forward " + item->Subject() + " at " + nowText() +
                         "; Problem was: " + *outcome.failure);
     ignore(entryId);
@@ -242,9 +289,11 @@ void InboxPass::countForward() {
 void InboxPass::finish() {
   world_.log.AddToLog("Completed Email Check at " + nowText());
   status_.SetStatusToPreset(kStatusCompleted);
-  world_.sleeper.sleep(kPauseAfterPass);
+  if (!state_.ending) {
+    world_.sleeper.sleep(kPauseAfterPass);
+  }
   state_.m_bBusyFwd = false;
-  if (state_.forwardedThisPass > 0) {
+  if (state_.forwardedThisPass > 0 && !state_.ending) {
     trace("SyncStart True _pre");
     startSendSync_();
     trace("SyncStart True _post");

@@ -41,6 +41,10 @@ class InboxPass {
   /// included, go to the log, the status line and the counters; nothing is thrown.
   void ForwardMail();
 
+  /// Has the pass that runs now end after the item in hand, as at its last item. Nothing where none
+  /// runs.
+  void stopAfterItem();
+
   /// Forgets which items have been decided on. Called whenever forwarding is switched on or tested.
   void ResetIgnoreList();
 
@@ -50,8 +54,10 @@ class InboxPass {
  private:
   struct Walk;
   struct Attempt;
+  class Running;
 
   void pass();
+  void refuse();
   bool sessionReady();
   std::shared_ptr<ItemCollection> unreadItems();
   bool walkItems(Walk& walk);

@@ -48,6 +48,8 @@ class StatusDisplay {
   void showSynchronizing();
   void ResetMinUntilCheckText();
 
+  const Timer& tmrForLabel() const { return *tmrForLabel_; }
+
  private:
   /// What stands in the status line, as far as it has to give way to something later.
   enum class Shown { kOther, kSynchronizing, kCompleted };

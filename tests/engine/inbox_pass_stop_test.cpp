@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+// A pass that is to end early: the user switches off, or the program ends.
+#include <gmock/gmock.h>
+
+#include "engine/engine_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+/// Calls `event` while the status line tells of the item with that number, as the user does who
+/// clicks in the middle of a pass.
+class StopPassTest : public EngineTest {
+ protected:
+  void atItem(int number, std::function<void()> event) {
+    display_.onProcessPendingEvents = [this, number, event = std::move(event)] {
+      if (display_.status == "Checking unread item " + std::to_string(number) + " of 3") {
+        event();
+      }
+    };
+  }
+  void deliverThree() {
+    for (const char* subject : {"one", "two", "three"}) {
+      deliver(subject);
+    }
+  }
+};
+
+TEST_F(StopPassTest, StoppingLeavesTheItemsToComeUntouched) {
+  deliverThree();
+  atItem(2, [this] { engine_.pass().stopAfterItem(); });
+  check();
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: three"));
+  EXPECT_TRUE(store_.isUnread(0));
+  EXPECT_TRUE(store_.isUnread(1));
+  EXPECT_FALSE(store_.isUnread(2));
+  EXPECT_THAT(log_.lines, Contains(StartsWith("Completed Email Check at ")));
+  EXPECT_EQ(store_.syncStarts(), 1U);
+  EXPECT_FALSE(engine_.state().m_bBusyFwd);
+  EXPECT_FALSE(engine_.state().passRunning);
+}
+
+TEST_F(StopPassTest, TheNextPassGoesOnWithThem) {
+  deliverThree();
+  atItem(2, [this] { engine_.pass().stopAfterItem(); });
+  check();
+  events_.runUntilIdle();
+  display_.onProcessPendingEvents = {};
+  check();
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
+}
+
+TEST_F(StopPassTest, StoppingWhileNothingRunsDoesNotStopTheNextPass) {
+  deliverThree();
+  engine_.pass().stopAfterItem();
+  check();
+  EXPECT_EQ(store_.outboxCount(), 3U);
+}
+
+TEST_F(StopPassTest, AnEndingProgramNeitherPausesNorSynchronises) {
+  deliverThree();
+  atItem(3, [this] { engine_.state().ending = true; });
+  check();
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two"));
+  EXPECT_TRUE(store_.isUnread(0));
+  EXPECT_THAT(sleeper_.slept, IsEmpty());
+  EXPECT_EQ(store_.syncStarts(), 0U);
+  EXPECT_THAT(log_.lines, Not(Contains(StartsWith("Completed Email Check at "))));
+  EXPECT_FALSE(engine_.state().m_bBusyFwd);
+}
+
+// Switching off clears the busy flag while the pass is still on the stack.
+TEST_F(StopPassTest, APassInsideAPassIsRefusedThoughTheBusyFlagWasCleared) {
+  deliverThree();
+  atItem(2, [this] {
+    engine_.state().m_bBusyFwd = false;
+    display_.onProcessPendingEvents = {};
+    check();
+  });
+  check();
+  EXPECT_THAT(log_.lines,
+              Contains(HasSubstr("--> Email check aborted: Didn't finish prev. check yet")));
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
+}
+
+TEST_F(StopPassTest, APassThatFailsIsNotRunningAnyMore) {
+  deliverThree();
+  store_.setHook([](std::string_view operation) {
+    if (operation == "ItemCollection.Restrict") {
+      throw MailStoreError("gone");
+    }
+  });
+  check();
+  EXPECT_FALSE(engine_.state().passRunning);
+}
+
+TEST_F(StopPassTest, ThePassCountsWhatItDid) {
+  deliverThree();
+  int sends = 0;
+  store_.setHook([&](std::string_view operation) {
+    if (operation == "SafeItem.send" && ++sends == 2) {
+      throw MailStoreError("no");
+    }
+  });
+  check();
+  EXPECT_EQ(engine_.state().itemsInPass, 3);
+  EXPECT_EQ(engine_.state().itemsVisited, 3);
+  EXPECT_EQ(engine_.state().forwardedThisPass, 2);
+  EXPECT_EQ(engine_.state().failedThisPass, 1);
+}
+
+}  // namespace
+}  // namespace relaybird
