@@ -10,6 +10,7 @@ namespace relaybird::bench {
 void registerMemoryBenchmarks();
 void registerMaildirBenchmarks();
 void registerHostileBenchmarks();
+void registerLogBenchmarks();
 std::vector<Claim> hostileClaims();
 namespace {
 
@@ -24,6 +25,8 @@ const std::vector<Claim> kClaims = {
      "maildir_plain_read", 3},
     {"forwarding 1,000 messages against writing as many files", "maildir_forward",
      "maildir_plain_write", 2},
+    {"a line to a log of 999,000 lines against one to an empty log", "log_after_999000_lines",
+     "log_first_lines", 3},
 };
 
 }  // namespace
@@ -34,6 +37,7 @@ int main(int argc, char** argv) {
   registerMemoryBenchmarks();
   registerMaildirBenchmarks();
   registerHostileBenchmarks();
+  registerLogBenchmarks();
 
   std::string program = argv[0];
   std::string repetitions = "--benchmark_repetitions=7";

@@ -71,6 +71,8 @@ void CheckSchedule::ForwardTrigger() {
   } else if (state_.syncBusy) {
     refuse("Could not check emails because currently busy synchronizing inbox");
   } else if (!session_.IsOutlookOpen()) {
+    // Objects of an application that has gone away would fail for good.
+    session_.release();
     SyncStart();
   } else {
     pass_.ForwardMail();

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "prefs/address_lists.h"
 
+#include <cstdint>
+#include <limits>
+#include <utility>
+
 namespace relaybird {
 
 namespace {
 
 constexpr std::string_view kCleaned("\t\n\r;\0 ", 6);
 constexpr std::string_view kLineBreak = "\r\n";
+constexpr std::size_t kMostEntries = std::numeric_limits<std::int16_t>::max();
 
 // Numbers stand with a blank in the place of the sign.
 std::string spacedNumber(std::size_t number) {
@@ -26,14 +31,16 @@ std::string cleanStringEnds(std::string_view text) {
 }
 
 int FormTextToArray(std::string_view text, StringList& list) {
-  list.clear();
+  StringList entries;
   while (!text.empty()) {
     const std::size_t end = text.find(';');
     std::string entry = cleanStringEnds(text.substr(0, end));
-    if (!entry.empty()) list.push_back(std::move(entry));
+    if (!entry.empty()) entries.push_back(std::move(entry));
+    if (entries.size() > kMostEntries) return -1;
     text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
   }
-  if (list.empty()) list.emplace_back();
+  if (entries.empty()) entries.emplace_back();
+  list = std::move(entries);
   return static_cast<int>(list.size());
 }
 

@@ -16,6 +16,7 @@ std::string cleanStringEnds(std::string_view text);
 
 /// Splits at every ";" and nowhere else, cleans the pieces and drops the empty ones. Returns the
 /// number of entries in the list, which is never 0: a text without entries gives one empty entry.
+/// -1 when there are more than a 16-bit count holds; the list is left alone then.
 int FormTextToArray(std::string_view text, StringList& list);
 
 /// Every entry, cleaned, followed by "; ", the last one too; empty for a list that holds nothing.

@@ -51,7 +51,7 @@ int clsPref::WriteTofile(const std::string& section) {
   const bool kept = file->commit();
   if (!kept) world_.logVerbose("WriteTofile-->" + file->error());
   if (taken && kept) return 1;
-  lastError_ = "Error writing preferences to disk";
+  mstrErrDesc = "Error writing preferences to disk";
   return -1;
 }
 

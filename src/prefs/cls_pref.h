@@ -35,6 +35,9 @@ struct PrefWorld {
   std::function<void(const std::string& line)> logVerbose = [](const std::string&) {};
 };
 
+class PrefForms;
+struct FormValues;
+
 /// Operations return a status and leave a text. Only the two readers of a task request throw.
 class clsPref {
  public:
@@ -61,10 +64,9 @@ class clsPref {
   std::string GetOldPrefIniFname() const;
   /// Fills every field from the file; a missing file gives the defaults. Returns 1.
   int ReadIniPref(const std::string& section = "default");
-  /// 1 when every key was written, durably; -1 when a write failed, and lastError() says so. The
+  /// 1 when every key was written, durably; -1 when a write failed, and mstrErrDesc says so. The
   /// keys written before the failed one stay in the file; the verbose log tells why.
   int WriteTofile(const std::string& section = "default");
-  const std::string& lastError() const { return lastError_; }
 
   /// Status 1: decided; `forward` is the decision, and when a rule rejected the item `reason` says
   /// which. Status -1: the text rule could not be evaluated; both are left alone, and lastReason()
@@ -91,6 +93,27 @@ class clsPref {
   /// empty message when there is none.
   int GetFwdConfirmMessage(std::string& message, bool once = false) const;
 
+  /// The windows that the next three work on; must outlive their use.
+  void connectForms(PrefForms& forms) { forms_ = &forms; }
+  /// Takes over what stands in the settings dialog, when all of it is acceptable. Returns 1; -1
+  /// when a value was refused, and mstrErrDesc says which; 0 when the user declined to go on after
+  /// a failed address check, and mbolDontExit is set. Nothing has been stored then. -1000 after an
+  /// unexpected failure, which the verbose log names; what was stored before it stays.
+  int FormToClass();
+  /// Fills the dialog, and shows the format in the main window. Returns 1, or -1 after a failure,
+  /// which the verbose log names. A stored code outside its range goes into the dialog as it is.
+  int ClassToForm();
+  /// Shows the forward-to addresses in the main window.
+  void UpdateEmailAddrOnMainForm();
+
+  // What the dialog and the address check leave for FormToClass, and it for them.
+  bool mbolChangedFwdAd =
+      false;  ///< the forward-to addresses were edited since they were filled in
+  bool mbolHaveCheckedAd = false;  ///< and have been checked since the last edit
+  bool mbolAdAreOk = false;        ///< and that check found every one of them good
+  bool mbolDontExit = false;       ///< the user declined to apply; the dialog stays open
+  std::string mstrErrDesc;         ///< what the last operation that failed says to the user
+
  private:
   // These throw MailStoreError, but for senderRuleRejection, which is empty when the rule lets
   // pass.
@@ -100,12 +123,14 @@ class clsPref {
   std::unique_ptr<ItemReader> readerOf(const std::shared_ptr<MailItem>& item) const;
   std::string taskProperty(const std::shared_ptr<MailItem>& item, std::uint32_t tag) const;
   void takeHelpFile(const ProfileReader& file);
+  void store(const FormValues& values);
+  void fillForm(PrefForms& form) const;
 
   PrefWorld world_;
   PreferenceFields fields_;
   UpperCasedList words_;
   UpperCasedList senders_;
-  std::string lastError_;
+  PrefForms* forms_ = nullptr;
   std::string lastReason_;
 };
 

@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <optional>
@@ -275,6 +276,35 @@ TEST_F(MainLoopTest, TerminationSignalsBecomeCalls) {
   ::sigaction(SIGTERM, nullptr, &after);
   EXPECT_EQ(after.sa_handler, before.sa_handler);
   EXPECT_NO_THROW((void)loop->watchTermination([](int) {}));
+}
+
+TEST_F(MainLoopTest, ASecondTerminationSignalDoesWhatItDidBefore) {
+  const auto watch = loop->watchTermination([&](int) { log += "asked "; });
+  ::raise(SIGTERM);
+  struct sigaction after {};
+  ::sigaction(SIGTERM, nullptr, &after);
+  EXPECT_EQ(after.sa_handler, SIG_DFL);
+  ::sigaction(SIGINT, nullptr, &after);
+  EXPECT_NE(after.sa_handler, SIG_DFL);
+  runToIdle();
+  EXPECT_EQ(log, "asked ");
+}
+
+TEST_F(MainLoopTest, AnotherSignalIsHeardAgainAndAgainBesideTheTerminationSignals) {
+  const auto end = loop->watchTermination([&](int) { log += "end "; });
+  const auto watch = loop->watchSignals(
+      {{SIGHUP, false}}, [&](int signal) { log += signal == SIGHUP ? "hangup " : "? "; });
+  EXPECT_THROW((void)loop->watchSignals({{SIGUSR2, false}, {SIGHUP, false}}, [](int) {}),
+               std::logic_error);
+  struct sigaction other {};
+  ::sigaction(SIGUSR2, nullptr, &other);
+  EXPECT_EQ(other.sa_handler, SIG_DFL);
+  ::raise(SIGHUP);
+  ::raise(SIGHUP);
+  ::raise(SIGTERM);
+  loop->runUntil([&] { return log.size() == 18; });
+  EXPECT_EQ(std::count(log.begin(), log.end(), ' '), 3);
+  EXPECT_NE(log.find("end "), std::string::npos);
 }
 
 TEST_F(MainLoopTest, ASignalThatWasIgnoredStaysIgnored) {

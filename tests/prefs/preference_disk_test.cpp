@@ -83,7 +83,7 @@ TEST(PreferenceDisk, AFolderInTheFilesPlaceGivesTheDefaultsAndRefusesASave) {
   EXPECT_EQ(bench.prefs.ReadIniPref(), 1);
   expectDefaults(bench.fields());
   EXPECT_EQ(bench.prefs.WriteTofile(), -1);
-  EXPECT_EQ(bench.prefs.lastError(), "Error writing preferences to disk");
+  EXPECT_EQ(bench.prefs.mstrErrDesc, "Error writing preferences to disk");
   EXPECT_FALSE(bench.verbose.empty());
 }
 

@@ -61,7 +61,7 @@ TEST(WriteTofile, WritesEveryKeyInItsOrderThroughOneWriter) {
   EXPECT_EQ(bench.profiles.sets, kFilled);
   EXPECT_EQ(bench.profiles.writtenFiles, std::vector<std::string>{kCurrentFile});
   EXPECT_EQ(bench.profiles.commits, 1u);
-  EXPECT_EQ(bench.prefs.lastError(), "");
+  EXPECT_EQ(bench.prefs.mstrErrDesc, "");
 }
 
 TEST(WriteTofile, StopsAtEachKeyThatIsRefusedAndKeepsTheOnesBefore) {
@@ -70,7 +70,7 @@ TEST(WriteTofile, StopsAtEachKeyThatIsRefusedAndKeepsTheOnesBefore) {
     fill(bench.prefs.fields());
     bench.profiles.refuseSetNumber = refused;
     EXPECT_EQ(bench.prefs.WriteTofile(), -1);
-    EXPECT_EQ(bench.prefs.lastError(), "Error writing preferences to disk");
+    EXPECT_EQ(bench.prefs.mstrErrDesc, "Error writing preferences to disk");
     EXPECT_EQ(bench.profiles.sets, Sets(kFilled.data(), kFilled.data() + (refused - 1)));
     EXPECT_EQ(bench.profiles.commits, 1u);
     EXPECT_EQ(bench.profiles.values.size(), refused - 1);
@@ -84,7 +84,7 @@ TEST(WriteTofile, AFailedCommitIsAFailedSave) {
   fill(bench.prefs.fields());
   bench.profiles.refuseCommit = true;
   EXPECT_EQ(bench.prefs.WriteTofile(), -1);
-  EXPECT_EQ(bench.prefs.lastError(), "Error writing preferences to disk");
+  EXPECT_EQ(bench.prefs.mstrErrDesc, "Error writing preferences to disk");
   EXPECT_EQ(bench.verbose, std::vector<std::string>{"WriteTofile-->disk full"});
 }
 

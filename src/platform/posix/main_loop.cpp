@@ -17,7 +17,6 @@
 #include <vector>
 
 #include "platform/posix/descriptor.h"
-#include "platform/posix/termination_signals.h"
 
 namespace relaybird {
 namespace {
@@ -208,14 +207,16 @@ class DescriptorWatch : public MainLoop::Watch {
 
 class SignalWatch : public MainLoop::Watch {
  public:
-  SignalWatch(MainLoop& loop, std::function<void(int)> onSignal)
-      : watch_(loop.watchReadable(signals_.descriptor(), [this, onSignal = std::move(onSignal)] {
+  SignalWatch(MainLoop& loop, const std::vector<WatchedSignal>& signals,
+              std::function<void(int)> onSignal)
+      : signals_(signals),
+        watch_(loop.watchReadable(signals_.descriptor(), [this, onSignal = std::move(onSignal)] {
           // The callback may end this watch, so nothing of it is touched afterwards.
           if (const int signal = signals_.take()) onSignal(signal);
         })) {}
 
  private:
-  TerminationSignals signals_;
+  WatchedSignals signals_;
   std::unique_ptr<MainLoop::Watch> watch_;
 };
 
@@ -282,9 +283,14 @@ std::unique_ptr<MainLoop::Watch> MainLoop::watchReadable(int descriptor,
   return std::make_unique<DescriptorWatch>(state_, std::move(watch));
 }
 
+std::unique_ptr<MainLoop::Watch> MainLoop::watchSignals(const std::vector<WatchedSignal>& signals,
+                                                        std::function<void(int signal)> onSignal) {
+  return std::make_unique<SignalWatch>(*this, signals, std::move(onSignal));
+}
+
 std::unique_ptr<MainLoop::Watch> MainLoop::watchTermination(
     std::function<void(int signal)> onSignal) {
-  return std::make_unique<SignalWatch>(*this, std::move(onSignal));
+  return watchSignals({{SIGTERM, true}, {SIGINT, true}}, std::move(onSignal));
 }
 
 void MainLoop::run() {

@@ -115,6 +115,12 @@ double numericPrefix(std::string_view text) {
   return leadingNumber(withoutBlanks(text)).value;
 }
 
+std::optional<double> readPrefix(std::string_view text) {
+  const Number number = leadingNumber(withoutBlanks(text));
+  if (number.tooLarge) return std::nullopt;
+  return number.value;
+}
+
 std::optional<double> readNumber(std::string_view text) {
   text = withoutBlanks(text);
   const Number number = leadingNumber(text);

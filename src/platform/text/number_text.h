@@ -14,6 +14,8 @@ namespace relaybird {
 /// skipped. 0 where there is none (words, "nan", "inf"), and for a number beyond the range of
 /// double: the result is always finite.
 double numericPrefix(std::string_view text);
+/// The same, but none for a number beyond the range of double.
+std::optional<double> readPrefix(std::string_view text);
 
 /// The value when the whole text is one finite decimal number, blanks around it allowed; else none.
 std::optional<double> readNumber(std::string_view text);

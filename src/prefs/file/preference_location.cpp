@@ -91,7 +91,7 @@ bool holdsSettings(const ProfileReader& file) {
 }
 
 bool isHelpFileMemory(const PreferencePlaces& places, const std::string& former) {
-  if (former != joined(places.folders.windowsFolder(), kFormerName)) return false;
+  if (former != helpMemoryFile(places.folders)) return false;
   const std::unique_ptr<ProfileReader> file = places.profiles.read(former);
   return holdsKey(*file, std::string(kHelpKey)) && !holdsSettings(*file);
 }
@@ -108,6 +108,10 @@ std::string formerPreferenceFile(const SpecialFolders& folders, const OsVersion&
   std::string folder = oldest ? std::string() : folders.templatesFolder();
   if (folder.empty()) folder = folders.windowsFolder();
   return joined(std::move(folder), kFormerName);
+}
+
+std::string helpMemoryFile(const SpecialFolders& folders) {
+  return joined(folders.windowsFolder(), kFormerName);
 }
 
 std::string locatePreferenceFile(const PreferencePlaces& places) {

@@ -23,6 +23,10 @@ std::string currentPreferenceFile(const SpecialFolders& folders);
 /// folder; empty where there is neither.
 std::string formerPreferenceFile(const SpecialFolders& folders, const OsVersion& osVersion);
 
+/// rbx.ini in the Windows folder, in which the help program remembers the file that the user chose;
+/// empty where there is no such folder.
+std::string helpMemoryFile(const SpecialFolders& folders);
+
 /// What the search for the file works on.
 struct PreferencePlaces {
   FileSystem& files;

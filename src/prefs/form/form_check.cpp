@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#include "prefs/form/form_check.h"
+
+#include <optional>
+
+#include "platform/text/number_text.h"
+#include "prefs/address_lists.h"
+
+namespace relaybird {
+
+namespace {
+
+constexpr double kFewestMinutes = 2;
+
+}  // namespace
+
+FormCheck::FormCheck(PrefForms& forms, bool addressesAreBad)
+    : forms_(forms), addressesAreBad_(addressesAreBad) {}
+
+FormCheck::Verdict FormCheck::run() {
+  if (!minutesAccepted() || !sizeAccepted() || !listsAccepted()) return Verdict::kRefused;
+  if (addressesAreBad_ && !userAgrees()) return Verdict::kDeclined;
+  // The question lets events run: the size may be another one by now.
+  if (!sizeRead() || !maximumAccepted()) return Verdict::kRefused;
+  return Verdict::kAccepted;
+}
+
+bool FormCheck::refuse(std::string_view message) {
+  refusal_ = message;
+  return false;
+}
+
+bool FormCheck::minutesAccepted() {
+  const std::optional<double> minutes = readPrefix(forms_.text("txtMinutes"));
+  if (!minutes || *minutes <= 0) return refuse("Invalid value for how often to forward mail.");
+  if (*minutes < kFewestMinutes) {
+    forms_.setText("txtMinutes", shortestText(kFewestMinutes));
+    return refuse("Not allowed to check mail more often than 2 minutes.");
+  }
+  values_.minutes = *minutes;
+  return true;
+}
+
+bool FormCheck::sizeIsLimited() const {
+  return forms_.value("chkLimitFileSize") == 1;
+}
+
+/// A negative size is let through: it holds every item back.
+bool FormCheck::sizeAccepted() {
+  if (!sizeIsLimited()) return true;
+  const std::optional<double> megabytes = readPrefix(forms_.text("txtMaxFileSize"));
+  return (megabytes && *megabytes != 0) || refuse("Invalid maximum message size entered.");
+}
+
+bool FormCheck::listsAccepted() {
+  if (FormTextToArray(forms_.text("txtAddress"), values_.addresses) < 0) {
+    return refuse("Error parsing out forwarding Email addresses from form.");
+  }
+  if (FormTextToArray(forms_.text("txtWordMatch"), values_.words) < 0) {
+    return refuse("Error parsing out list of subject/body keywords from form.");
+  }
+  return true;
+}
+
+bool FormCheck::userAgrees() {
+  return forms_.confirm("Warning: ",
+                        "Do you want to apply the current preferences even though Outlook found "
+                        "problems with at least one of the email addresses that you have set to "
+                        "have your messages forwarded to?");
+}
+
+bool FormCheck::sizeRead() {
+  if (!sizeIsLimited()) return true;
+  const std::optional<double> megabytes = readPrefix(forms_.text("txtMaxFileSize"));
+  if (!megabytes) return refuse("Invalid maximum email size to forward given");
+  values_.megabytes = *megabytes;
+  return true;
+}
+
+bool FormCheck::maximumAccepted() {
+  const std::optional<double> number = readPrefix(forms_.text("txtMaxToForward"));
+  const std::optional<std::int32_t> maximum = number ? toInt32(*number) : std::nullopt;
+  if (!maximum) return refuse("Invalid entry for maximum emails to forward");
+  if (*maximum <= 0)
+    return refuse("Entry for maximum emails to forward must be greater than zero.");
+  values_.maximum = *maximum;
+  return true;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/main/frm_relaybird.h"
+
+#include <utility>
+
+#include "compose/cls_security.h"
+#include "ui/forms/about/frm_about.h"
+#include "ui/forms/settings/frm_prefs.h"
+#include "ui/forms/tray/mod_systray.h"
+
+namespace relaybird {
+namespace {
+
+/// The revision follows the minor number without a separator: users know the caption so.
+std::string captionOf(const ProgramVersion& version) {
+  return "Relaybird v" + std::to_string(version.major) + "." + std::to_string(version.minor) +
+         std::to_string(version.revision);
+}
+
+std::shared_ptr<AutomationObject> tryCreate(ObjectFactory& objects, std::string_view progId) {
+  try {
+    return objects.CreateObject(progId);
+  } catch (const MailStoreError&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+frmRelaybird::frmRelaybird(MainFormWorld world)
+    : world_(std::move(world)),
+      display_(*this, world_.screen, [this] { testOver(); }),
+      help_({world_.files, world_.profiles, world_.folders, world_.dialogs, world_.helpViewer},
+            world_.defaultHelpFile),
+      prf_(prefWorld()),
+      engine_(engineWorld()) {
+  tmrSync.follow(engine_.schedule().tmrSync());
+  tmrMinute.follow(engine_.schedule().tmrMinute());
+  tmrForLabel.follow(engine_.status().tmrForLabel());
+  wireCommands();
+  wirePictures();
+}
+
+frmRelaybird::~frmRelaybird() = default;
+
+PrefWorld frmRelaybird::prefWorld() {
+  return {world_.files,
+          world_.profiles,
+          world_.folders,
+          world_.osVersion,
+          world_.objects,
+          itemReaders(world_.objects),
+          [this](const std::string& file) { help_.setLocation(file); },
+          [this](const std::string& line) { world_.log.AddToLogV(line); }};
+}
+
+EngineWorld frmRelaybird::engineWorld() {
+  return {world_.objects, prf_,         display_,       world_.log,
+          world_.trace,   world_.clock, world_.sleeper, world_.timers};
+}
+
+void frmRelaybird::connect(OtherForms forms) {
+  forms_ = std::make_unique<OtherForms>(forms);
+}
+
+void frmRelaybird::wireCommands() {
+  cmdClose.onClick([this] { unload(); });
+  mnuExit.onClick([this] { unload(); });
+  cmdPrefs.onClick([this] { showprefs(); });
+  mnuPreferences.onClick([this] { showprefs(); });
+  cmdStart.onClick([this] { StartForwarding(); });
+  mnuStart.onClick([this] { StartForwarding(); });
+  cmdStop.onClick([this] { StopForwarding(); });
+  mnuStop.onClick([this] { StopForwarding(); });
+  cmdForwardNow.onClick([this] { testCycle(); });
+  cmdViewLog.onClick([this] { forms_->log.show(); });
+  cmdToSysTray.onClick([this] {
+    if (confirmToSysTray()) {
+      ToSystray();
+    }
+  });
+  mnuRestore.onClick([this] { restore(); });
+  mnuIndex.onClick([this] { help_.show(); });
+  mnuAbout.onClick([this] { forms_->about.open(*this); });
+}
+
+void frmRelaybird::wirePictures() {
+  for (Control* picture : {&picTextToEmail, &picDestPc, &picTextFwdToCell, &picDestCellPhone}) {
+    picture->onClick([this] { openSettingsAt(kCellPhoneTab); });
+  }
+  txtStatusFwdTo.onClick([this] { openSettingsAt(kGeneralTab); });
+}
+
+void frmRelaybird::openSettingsAt(int tab) {
+  forms_->settings.tabPrefs.setValue(tab);
+  showprefs();
+}
+
+void frmRelaybird::showprefs() {
+  prf_.ClassToForm();
+  forms_->settings.showModal(*this);
+}
+
+bool frmRelaybird::load() {
+  forms_->settings.prepare();
+  engine_.status().SetStatusToPreset();
+  engine_.status().ResetMinUntilCheckText();
+  prf_.ReadIniPref();
+  prf_.ClassToForm();
+  setCaption(captionOf(world_.version));
+  const bool complete = probeComponents();
+  if (complete) {
+    txtMinToNextFwd.setBackColor(kButtonFace);
+    txtNumberForwarded.setBackColor(kButtonFace);
+  }
+  return complete;
+}
+
+bool frmRelaybird::probeComponents() {
+  utility_ = tryCreate(world_.objects, prog_id::kUtility);
+  if (!utility_) {
+    world_.dialogs.messageBox({"Could not create MAPIUtils object..."});
+  }
+  prf_.UpdateEmailAddrOnMainForm();
+  if (!tryCreate(world_.objects, prog_id::kDictionary)) {
+    say("You are missing a necessary component on your PC.  You need to have the Microsoft "
+        "Scripting Runtime component installed for Relaybird to work properly.",
+        "ERROR", BoxIcon::kCritical);
+    return false;
+  }
+  return true;
+}
+
+void frmRelaybird::unload() {
+  state().ending = true;
+  MailSession& session = engine_.session();
+  // A pass that is on the stack still needs its objects; it ends after the item in hand.
+  if (!state().passRunning && session.application() != nullptr && !session.IsOutlookOpen()) {
+    session.release();
+  }
+  tell(FormChange::kUnloaded);
+  world_.screen.endProgram();
+}
+
+void frmRelaybird::SetMainFormFwdToAddresses(const std::string& addresses, int count) {
+  txtStatusFwdTo.setText(addresses);
+  lblStatusFwdTo.setText("Forwards to [" + std::to_string(count) + " " +
+                         (count == 1 ? "address" : "addresses") + "]:");
+}
+
+void frmRelaybird::SetMainFrmCellPref(bool cell) {
+  picTextFwdToCell.setVisible(cell);
+  picDestCellPhone.setVisible(cell);
+  picTextToEmail.setVisible(!cell);
+  picDestPc.setVisible(!cell);
+}
+
+void frmRelaybird::say(const std::string& text, const std::string& title, BoxIcon icon) {
+  world_.dialogs.messageBox({text, title, BoxButtons::kOk, icon});
+}
+
+}  // namespace relaybird

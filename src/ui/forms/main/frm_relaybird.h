@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+// frmRelaybird: the main window, which shows what forwarding does and takes the user's commands.
+// It owns all running state: the preferences, the engine, the location of the help file.
+//
+// Operations do not throw: what goes wrong is told in a box, in the status line and in the log.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "engine/forwarding_engine.h"
+#include "prefs/cls_pref.h"
+#include "ui/forms/help/help_file.h"
+#include "ui/forms/main/main_controls.h"
+#include "ui/forms/main/main_display.h"
+#include "ui/forms/main/main_form_world.h"
+
+namespace relaybird {
+
+class frmAbout;
+class frmPrefs;
+class modSystray;
+
+/// What the main window opens and fills besides itself. All must outlive it.
+struct OtherForms {
+  Form& log;
+  frmPrefs& settings;
+  frmAbout& about;
+  modSystray& tray;
+};
+
+class frmRelaybird : public MainControls {
+ public:
+  explicit frmRelaybird(MainFormWorld world);
+  ~frmRelaybird() override;
+  /// Before anything else is called.
+  void connect(OtherForms forms);
+
+  clsPref& prf() { return prf_; }
+  ForwardingEngine& engine() { return engine_; }
+  HelpFile& help() { return help_; }
+
+  /// Reads the preferences, probes the components and fills the window. False when a component is
+  /// missing without which the program cannot work; the user has been told.
+  bool load();
+  /// Ends a pass after the item in hand, lets go of a mail application that is gone, and ends the
+  /// program.
+  void unload();
+  void closeBox() override { unload(); }
+
+  /// Switches forwarding on, when everything needed is there and the user confirms the addresses.
+  /// At start-up (`bAutoStart`) without that question, and without a first check.
+  void StartForwarding(bool bAutoStart = false);
+  /// Switches forwarding off, also when it is off.
+  void StopForwarding();
+  /// One check while forwarding is off.
+  void testCycle();
+  /// Opens the settings dialog with what is stored.
+  void showprefs();
+
+  /// Asks until the address is a valid one. Returns 1, or -1 when the user cancelled.
+  int GetValidEmail(std::string& address);
+  void SetMainFormFwdToAddresses(const std::string& addresses, int count);
+  void SetMainFrmCellPref(bool cell);
+
+  /// Asks whether to go to the notification area.
+  bool confirmToSysTray();
+  /// Hides the window behind an icon in the notification area; where there is none, minimises it
+  /// and says so.
+  void ToSystray();
+  /// The right button was pressed over the icon.
+  void SysTrayMouseEventHandler();
+  /// Back from the notification area.
+  void restore();
+
+ private:
+  EngineState& state() { return engine_.state(); }
+  PrefWorld prefWorld();
+  EngineWorld engineWorld();
+  void wireCommands();
+  void wirePictures();
+  void openSettingsAt(int tab);
+  bool probeComponents();
+
+  // Steps of switching on; each tells the user why it failed.
+  bool openSession();
+  bool openSessionWith(bool getInbox, bool getSync, bool showStatus);
+  bool checkVersion();
+  bool checkApplication();
+  bool askForAddress();
+  bool storeSettings();
+  bool judge(int result);
+  bool confirmAddresses(bool bAutoStart);
+  bool addressesListed(int count, std::string_view dialogName);
+  void switchOn(bool bAutoStart);
+  void showRunning(bool running);
+
+  // Steps of the test cycle.
+  bool mayTest();
+  bool testPrepared();
+  bool testAddressKnown();
+  bool testConfirmed();
+  bool testSessionOpens();
+  void runTestCheck();
+  void testOver();
+  template <class Step>
+  auto bracketed(std::string_view name, Step step);
+
+  void say(const std::string& text, const std::string& title, BoxIcon icon);
+  std::string nowText() const { return world_.clock.toText(world_.clock.now()); }
+
+  MainFormWorld world_;
+  std::unique_ptr<OtherForms> forms_;
+  MainDisplay display_;
+  HelpFile help_;
+  clsPref prf_;
+  ForwardingEngine engine_;
+  /// Held for as long as the window lives, so that the safe-item library stays loaded.
+  std::shared_ptr<AutomationObject> utility_;
+};
+
+}  // namespace relaybird

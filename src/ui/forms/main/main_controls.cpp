@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/main/main_controls.h"
+
+#include <initializer_list>
+
+#include "ui/forms/model/dialogs.h"
+
+namespace relaybird {
+namespace {
+
+void putInto(Control& parent, std::initializer_list<Control*> parts) {
+  for (Control* part : parts) {
+    part->setParent(parent);
+  }
+}
+
+}  // namespace
+
+MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) {
+  placeInFrames();
+  placeInMenus();
+  // What the window tells is not for editing: the count of forwards decides when to stop.
+  for (Control* told : {&txtStatusFwdTo, &txtRunningSince, &txtNumberForwarded, &txtMinToNextFwd,
+                        &txtStatus, &txtLog}) {
+    told->lock();
+  }
+  txtStatus.setBackColor(kStoppedRed);
+  lblCurrentActions.setForeColor(kStoppedRed);
+  cmdToSysTray.setToolTip("Minimize to System Tray");
+  cmdPrefs.setToolTip("Settings");
+  cmdStart.setToolTip("Start Forwarding Email");
+  cmdStop.setToolTip("Stop Forwarding Email");
+  for (Control* shown : {&cmdToSysTray, &cmdPrefs, &cmdStart, &cmdStop, &picTextToEmail, &picDestPc,
+                         &picTextFwdToCell, &picDestCellPhone}) {
+    shown->setPicture(shown->name());
+  }
+  cmdStop.setEnabled(false);
+  mnuStop.setEnabled(false);
+  txtLog.setVisible(false);
+}
+
+void MainControls::placeInFrames() {
+  putInto(fraDiagnostics, {&cmdForwardNow, &cmdViewLog});
+  putInto(frmStatus, {&txtStatusFwdTo, &txtRunningSince, &txtNumberForwarded, &txtMinToNextFwd,
+                      &txtStatus, &lblStatusFwdTo, &lblCurrentActions, &Label1, &lblNumberForwarded,
+                      &lblNextForward, &lblAutomationStatus});
+}
+
+void MainControls::placeInMenus() {
+  putInto(mnuFile, {&mnuStart, &mnuStop, &mnuExit});
+  putInto(mnuEdit, {&mnuPreferences});
+  putInto(mnuHelp, {&mnuIndex, &mnuAbout});
+  putInto(RcPopup, {&mnuRestore});
+  RcPopup.setVisible(false);
+}
+
+}  // namespace relaybird

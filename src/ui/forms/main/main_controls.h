@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+// The main window's controls, in the order in which the window declares them.
+#pragma once
+
+#include "ui/forms/model/form.h"
+
+namespace relaybird {
+
+class MainControls : public Form {
+ public:
+  MainControls();
+
+  Control cmdToSysTray{*this, ControlKind::kPictureButton, "cmdToSysTray"};
+  Control tmrSync{*this, ControlKind::kTimer, "tmrSync"};
+  Control picTextToEmail{*this, ControlKind::kPicture, "picTextToEmail"};
+  Control fraDiagnostics{*this, ControlKind::kFrame, "fraDiagnostics", "Diagnostics"};
+  Control cmdForwardNow{*this, ControlKind::kButton, "cmdForwardNow", "Test (Forward Once)"};
+  Control cmdViewLog{*this, ControlKind::kButton, "cmdViewLog", "View Log "};
+  Control picDestPc{*this, ControlKind::kPicture, "picDestPc"};
+  Control tmrForLabel{*this, ControlKind::kTimer, "tmrForLabel"};
+  Control dlgHelpFile{*this, ControlKind::kFileDialog, "dlgHelpFile"};
+  Control cmdPrefs{*this, ControlKind::kPictureButton, "cmdPrefs"};
+  Control tmrMinute{*this, ControlKind::kTimer, "tmrMinute"};
+  Control frmStatus{*this, ControlKind::kFrame, "frmStatus", "Status"};
+  Control picTextFwdToCell{*this, ControlKind::kPicture, "picTextFwdToCell"};
+  Control picDestCellPhone{*this, ControlKind::kPicture, "picDestCellPhone"};
+  Control txtStatusFwdTo{*this, ControlKind::kTextBox, "txtStatusFwdTo"};
+  Control txtRunningSince{*this, ControlKind::kTextBox, "txtRunningSince", "-"};
+  Control txtNumberForwarded{*this, ControlKind::kTextBox, "txtNumberForwarded", "0"};
+  Control txtMinToNextFwd{*this, ControlKind::kTextBox, "txtMinToNextFwd", "--"};
+  Control txtStatus{*this, ControlKind::kTextBox, "txtStatus", "Stopped"};
+  Control lblStatusFwdTo{*this, ControlKind::kLabel, "lblStatusFwdTo", "Forward to [0 addresses]:"};
+  /// The status line.
+  Control lblCurrentActions{*this, ControlKind::kLabel, "lblCurrentActions"};
+  Control Label1{*this, ControlKind::kLabel, "Label1", "Running Since:"};
+  Control lblNumberForwarded{*this, ControlKind::kLabel, "lblNumberForwarded", "Number Forwarded:"};
+  Control lblNextForward{*this, ControlKind::kLabel, "lblNextForward", "Minutes to Next Check:"};
+  Control lblAutomationStatus{*this, ControlKind::kLabel, "lblAutomationStatus",
+                              "Automation Status:"};
+  Control cmdClose{*this, ControlKind::kButton, "cmdClose", "Exit"};
+  Control cmdStop{*this, ControlKind::kPictureButton, "cmdStop"};
+  Control cmdStart{*this, ControlKind::kPictureButton, "cmdStart"};
+  /// Kept for its place in the window; nothing is shown in it.
+  Control txtLog{*this, ControlKind::kTextBox, "txtLog", "(Not Running)"};
+
+  Control mnuFile{*this, ControlKind::kMenu, "mnuFile", "&File"};
+  Control mnuStart{*this, ControlKind::kMenu, "mnuStart", "&Start"};
+  Control mnuStop{*this, ControlKind::kMenu, "mnuStop", "S&top"};
+  Control mnuExit{*this, ControlKind::kMenu, "mnuExit", "&Exit"};
+  Control mnuEdit{*this, ControlKind::kMenu, "mnuEdit", "&Edit"};
+  Control mnuPreferences{*this, ControlKind::kMenu, "mnuPreferences", "Se&ttings..."};
+  Control mnuHelp{*this, ControlKind::kMenu, "mnuHelp", "&Help"};
+  Control mnuIndex{*this, ControlKind::kMenu, "mnuIndex", "&Help Index..."};
+  Control mnuAbout{*this, ControlKind::kMenu, "mnuAbout", "&About..."};
+  /// The menu of the icon in the notification area; never part of the menu bar.
+  Control RcPopup{*this, ControlKind::kMenu, "RcPopup", "RcPopup"};
+  Control mnuRestore{*this, ControlKind::kMenu, "mnuRestore", "Restore"};
+
+ private:
+  void placeInFrames();
+  void placeInMenus();
+};
+
+}  // namespace relaybird

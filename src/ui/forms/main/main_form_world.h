@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include "engine/mail_store.h"
+#include "engine/report/activity_log.h"
+#include "platform/clock.h"
+#include "platform/event_queue.h"
+#include "platform/file_system.h"
+#include "platform/profile/profile_strings.h"
+#include "platform/system/os_version.h"
+#include "platform/system/special_folders.h"
+#include "platform/system/trace_log.h"
+#include "ui/forms/form_world.h"
+#include "ui/forms/model/dialogs.h"
+
+namespace relaybird {
+
+/// What the main window works with. All must outlive it.
+struct MainFormWorld {
+  ObjectFactory& objects;
+  FileSystem& files;
+  ProfileStrings& profiles;
+  const SpecialFolders& folders;
+  const OsVersion& osVersion;
+  const Clock& clock;
+  Sleeper& sleeper;
+  TimerMaker& timers;
+  EventQueue& events;
+  TraceLog& trace;
+  ActivityLog& log;
+  Dialogs& dialogs;
+  Screen& screen;
+  HelpViewer& helpViewer;
+  ProgramVersion version;
+  /// Where the help file is looked for until the preferences or the user name another place.
+  std::string defaultHelpFile;
+};
+
+}  // namespace relaybird

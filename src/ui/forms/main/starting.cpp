@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+// Switching forwarding on and off.
+#include "ui/forms/main/busy_mark.h"
+#include "ui/forms/main/frm_relaybird.h"
+#include "ui/forms/settings/email_address.h"
+#include "ui/forms/settings/frm_prefs.h"
+
+namespace relaybird {
+namespace {
+
+/// Results of the preference object from here down have been told to the user already.
+constexpr int kToldAlready = -100;
+
+}  // namespace
+
+void frmRelaybird::StartForwarding(bool bAutoStart) {
+  world_.trace.trace("StartForwarding Entered");
+  if (state().m_bBusyFwd) {
+    return;
+  }
+  if (openSession() && askForAddress() && storeSettings() && confirmAddresses(bAutoStart)) {
+    switchOn(bAutoStart);
+  } else {
+    engine_.status().SetStatusToPreset();
+  }
+}
+
+bool frmRelaybird::openSession() {
+  const BusyMark busy(state());
+  return openSessionWith(true, false, true) && checkVersion();
+}
+
+bool frmRelaybird::openSessionWith(bool getInbox, bool getSync, bool showStatus) {
+  MailSession& session = engine_.session();
+  if (!session.IsOutlookOpen()) {
+    // The application may have been closed since it was last used.
+    session.release();
+  }
+  if (session.ResetOlkObj(getInbox, getSync, showStatus) >= kSessionReady) {
+    return true;
+  }
+  engine_.status().SetStatusLabel("Error activating Outlook");
+  if (!session.storeWords().empty()) {
+    world_.log.AddToLog(nowText() + "--> " + session.storeWords());
+  }
+  say(session.errorText(), "Error", BoxIcon::kCritical);
+  return false;
+}
+
+bool frmRelaybird::checkVersion() {
+  if (checkApplication()) {
+    return true;
+  }
+  say("Can not continue.  You must have Outlook version 2002 or later.", "Problem",
+      BoxIcon::kCritical);
+  return false;
+}
+
+bool frmRelaybird::checkApplication() {
+  try {
+    return CheckOlkVer(engine_.session().application()->Version());
+  } catch (const MailStoreError& error) {
+    world_.log.AddToLog(nowText() + "--> " + error.what());
+    return false;
+  }
+}
+
+bool frmRelaybird::askForAddress() {
+  std::string address = prf_.GetForwardAddress();
+  if (!address.empty()) {
+    return true;
+  }
+  if (GetValidEmail(address) < 0) {
+    return false;
+  }
+  forms_->settings.txtAddress.setText(address);
+  return true;
+}
+
+bool frmRelaybird::storeSettings() {
+  return judge(prf_.FormToClass()) && judge(prf_.WriteTofile()) && judge(prf_.ReadIniPref());
+}
+
+bool frmRelaybird::judge(int result) {
+  if (result < 0 && result > kToldAlready) {
+    world_.dialogs.messageBox({"Error occured:\r\n" + prf_.mstrErrDesc});
+  }
+  return result >= 0;
+}
+
+bool frmRelaybird::confirmAddresses(bool bAutoStart) {
+  std::string question;
+  if (!addressesListed(prf_.GetFwdConfirmMessage(question), "Settings")) {
+    return false;
+  }
+  return bAutoStart || world_.dialogs.messageBox(
+                           {question, "Please Confirm:", BoxButtons::kYesNo}) == BoxAnswer::kYes;
+}
+
+bool frmRelaybird::addressesListed(int count, std::string_view dialogName) {
+  if (count < 0) {
+    world_.dialogs.messageBox(
+        {"Error Encountered in generating confirm statement for address confirmation before "
+         "starting forwarding."});
+  } else if (count == 0) {
+    say("No valid Email addresses listed for forwarding.  In the " + std::string(dialogName) +
+            " dialog box please enter at least one valid email address to forward your messages "
+            "to.",
+        "Problem", BoxIcon::kCritical);
+  }
+  return count > 0;
+}
+
+void frmRelaybird::switchOn(bool bAutoStart) {
+  engine_.pass().ResetIgnoreList();
+  state().activationTime = world_.clock.now();
+  world_.log.AddToLog("--- Forwarding turned ON at " + nowText() + " ---");
+  state().forwardingOn = true;
+  txtRunningSince.setText(nowText());
+  showRunning(true);
+  engine_.schedule().startCountdown();
+  txtNumberForwarded.setText("0");
+  if (prf_.bolFwdOnActivateForwarding() && !bAutoStart) {
+    engine_.schedule().ForwardTrigger();
+  } else {
+    engine_.status().SetStatusToPreset();
+  }
+}
+
+void frmRelaybird::showRunning(bool running) {
+  cmdStop.setEnabled(running);
+  cmdStart.setEnabled(!running);
+  cmdForwardNow.setEnabled(!running);
+  mnuStop.setEnabled(running);
+  mnuStart.setEnabled(!running);
+  txtStatus.setText(running ? "Running" : "Stopped");
+  txtStatus.setBackColor(running ? kRunningGreen : kStoppedRed);
+  const Colour counters = running ? kLightGreen : kButtonFace;
+  txtMinToNextFwd.setBackColor(counters);
+  txtNumberForwarded.setBackColor(counters);
+}
+
+void frmRelaybird::StopForwarding() {
+  // The trace names the starting routine; whoever reads traces knows the lines so.
+  world_.trace.trace("StartForwarding Entered before busy check");
+  state().m_bBusyFwd = false;
+  world_.trace.trace("StartForwarding Entered after busy check");
+  engine_.pass().stopAfterItem();
+  state().forwardingOn = false;
+  txtRunningSince.setText("-");
+  engine_.schedule().stopCountdown();
+  showRunning(false);
+  engine_.status().ResetMinUntilCheckText();
+  // The time is that of switching on, or of the last test cycle.
+  world_.log.AddToLog("--- Forwarding turned OFF at " +
+                      world_.clock.toText(state().activationTime) + " ---");
+  engine_.status().SetStatusToPreset();
+}
+
+int frmRelaybird::GetValidEmail(std::string& address) {
+  while (!bolCheckEmailAddress(world_.log, address)) {
+    const std::string prompt =
+        address.empty()
+            ? "You don't seem to have a valid Email address set in the preferences for your mail "
+              "to be forwarded to.  Please enter a valid forwarding Email address:"
+            : address +
+                  " is not a valid Email address.   Please enter a valid Email address to "
+                  "continue,  or press cancel";
+    address = world_.dialogs.inputBox({prompt, "Invalid Email Address"});
+    if (address.empty()) {
+      return -1;
+    }
+  }
+  return 1;
+}
+
+}  // namespace relaybird

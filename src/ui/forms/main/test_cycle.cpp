@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+// The test cycle: one check while forwarding is off, every step of it in the verbose log.
+#include <optional>
+
+#include "ui/forms/main/busy_mark.h"
+#include "ui/forms/main/frm_relaybird.h"
+#include "ui/forms/settings/frm_prefs.h"
+
+namespace relaybird {
+namespace {
+
+/// Misspelt from the first release on; people search their logs for it.
+constexpr std::string_view kStepPrefix = "cmdFordardNow-->";
+
+constexpr const char* kExplanation =
+    "This will run through one cycle of checking/forwarding your inbox messages.  Running through "
+    "this cycle is a good way to check for possible problems (especially with your Outlook "
+    "configuration) .  As the checking cycle proceeds, and your inbox messages are checked, you "
+    "will see the red status message on the main Relaybird dialog box change.  You will receive a "
+    "message box telling you when the checking cycle is done.  If you don't receive any error "
+    "messages before that then no problems were found.\r\n\r\nClick on OK to continue with the "
+    "test and CANCEL to not run the test";
+
+std::string counted(int count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+/// What the closing box of a test cycle says.
+std::string outcomeText(const EngineState& state) {
+  const bool problem = !state.lastPassCompleted || state.failedThisPass > 0;
+  return "The checking cycle is done: " +
+         counted(state.itemsVisited, "unread message was looked at",
+                 "unread messages were looked at") +
+         " and " + counted(state.forwardedThisPass, "was forwarded.", "were forwarded.") +
+         "\r\n\r\n" +
+         (problem ? "There was a problem; please see the log." : "No problems were found.");
+}
+
+}  // namespace
+
+template <class Step>
+auto frmRelaybird::bracketed(std::string_view name, Step step) {
+  const std::string line = std::string(kStepPrefix) + std::string(name);
+  world_.log.AddToLogV(line + "_pre");
+  auto result = step();
+  world_.log.AddToLogV(line + "_post");
+  return result;
+}
+
+void frmRelaybird::testCycle() {
+  world_.log.AddToLogV("CmdForwardNow Entered");
+  cmdForwardNow.setEnabled(false);
+  if (!mayTest()) {
+    cmdForwardNow.setEnabled(!state().forwardingOn);
+    return;
+  }
+  runTestCheck();
+}
+
+bool frmRelaybird::mayTest() {
+  if (state().forwardingOn) {
+    say("Email forwarding is currently activated.  Please click the 'Stop' button to deactivate to "
+        "turn off automatic forwarding before running this test",
+        "Can not Continue", BoxIcon::kExclamation);
+    return false;
+  }
+  if (world_.dialogs.messageBox({kExplanation, "Test Explanation:", BoxButtons::kOkCancel}) !=
+      BoxAnswer::kOk) {
+    world_.log.AddToLogV("CmdForwardNow Cancelled");
+    engine_.status().SetStatusToPreset();
+    return false;
+  }
+  return testPrepared() && testSessionOpens();
+}
+
+bool frmRelaybird::testPrepared() {
+  state().activationTime = world_.clock.now();
+  bracketed("ResetIgnoreList", [this] {
+    engine_.pass().ResetIgnoreList();
+    return true;
+  });
+  if (!testAddressKnown()) {
+    return false;
+  }
+  if (!testConfirmed()) {
+    engine_.status().SetStatusToPreset();
+    return false;
+  }
+  return true;
+}
+
+bool frmRelaybird::testAddressKnown() {
+  std::string address = bracketed("GetForwardAddress", [this] { return prf_.GetForwardAddress(); });
+  if (!address.empty()) {
+    return true;
+  }
+  if (bracketed("GetValidEmail", [&] { return GetValidEmail(address); }) < 0) {
+    bracketed("SetStatusToPreset", [this] {
+      engine_.status().SetStatusToPreset();
+      return true;
+    });
+    return false;
+  }
+  bracketed("frmPrefs.txtAddress", [&] {
+    forms_->settings.txtAddress.setText(address);
+    return true;
+  });
+  return true;
+}
+
+bool frmRelaybird::testConfirmed() {
+  std::string question;
+  const int count = bracketed("prf.GetFwdConfirmMessage",
+                              [&] { return prf_.GetFwdConfirmMessage(question, true); });
+  return addressesListed(count, "preferences") &&
+         world_.dialogs.messageBox({question, "Please Confirm:", BoxButtons::kYesNo}) ==
+             BoxAnswer::kYes;
+}
+
+bool frmRelaybird::testSessionOpens() {
+  world_.log.AddToLogV(std::string(kStepPrefix) + "m_bBusyFwd");
+  if (state().m_bBusyFwd) {
+    return false;
+  }
+  const BusyMark busy(state());
+  const bool opens = bracketed("ResetOlkObj(False, False, True)",
+                               [this] { return openSessionWith(false, false, true); }) &&
+                     bracketed("CheckOlkVer", [this] { return checkVersion(); });
+  if (!opens) {
+    engine_.status().SetStatusToPreset();
+  }
+  return opens;
+}
+
+/// The check may first have to wait for a synchronisation; the engine says when it is over.
+void frmRelaybird::runTestCheck() {
+  state().itemsVisited = 0;
+  state().forwardedThisPass = 0;
+  state().failedThisPass = 0;
+  state().lastPassCompleted = false;
+  state().testCycle = true;
+  bracketed("ForwardTrigger", [this] {
+    engine_.schedule().ForwardTrigger();
+    return true;
+  });
+  if (!state().testCycle) {
+    state().m_bBusyFwd = false;
+    engine_.status().SetStatusToPreset();
+  }
+}
+
+void frmRelaybird::testOver() {
+  // Told from the event queue: the check that this ends is still on the stack.
+  world_.events.post(
+      [this, outcome = outcomeText(state())] { say(outcome, "Test Complete", BoxIcon::kNone); });
+}
+
+}  // namespace relaybird

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/model/control.h"
+
+#include <array>
+#include <utility>
+
+#include "platform/event_queue.h"
+#include "ui/forms/model/form.h"
+
+namespace relaybird {
+namespace {
+
+bool hasPositions(ControlKind kind) {
+  return kind == ControlKind::kComboBox || kind == ControlKind::kListBox;
+}
+
+/// What the user types into stands on the window's colours, all else on the button face.
+bool isField(ControlKind kind) {
+  return kind == ControlKind::kTextBox || hasPositions(kind);
+}
+
+bool isOption(ControlKind kind) {
+  return kind == ControlKind::kOptionButton;
+}
+
+}  // namespace
+
+std::string_view kindName(ControlKind kind) {
+  static constexpr std::array<std::string_view, 15> kNames{
+      "label",     "text box",  "button",        "picture button", "picture",
+      "frame",     "check box", "option button", "picture option", "list box",
+      "combo box", "tabs",      "menu",          "timer",          "file dialog"};
+  return kNames.at(static_cast<std::size_t>(kind));
+}
+
+Control::Control(Form& form, ControlKind kind, std::string name, std::string text)
+    : form_(form),
+      kind_(kind),
+      name_(std::move(name)),
+      text_(std::move(text)),
+      value_(hasPositions(kind) ? -1 : 0),
+      foreColor_(isField(kind) ? kWindowText : kButtonText),
+      backColor_(isField(kind) ? kWindowBackground : kButtonFace) {
+  form.add(*this);
+}
+
+void Control::changed(Change what) {
+  if (FormObserver* observer = form_.observer()) {
+    observer->controlChanged(*this, what);
+  }
+}
+
+void Control::setText(std::string text) {
+  text_ = std::move(text);
+  changed(Change::kText);
+  if (onChange_) {
+    onChange_();
+  }
+}
+
+void Control::setValue(int value) {
+  if (value == value_) {
+    return;
+  }
+  value_ = value;
+  if (isOption(kind_) && value == 1) {
+    selectInGroup();
+  }
+  changed(Change::kValue);
+  // An option reports that it was chosen, not that it gave way to another.
+  if (onClick_ && !(isOption(kind_) && value != 1)) {
+    onClick_();
+  }
+}
+
+void Control::selectInGroup() {
+  for (Control* other : form_.controls()) {
+    if (other != this && other->group_ == group_ && isOption(other->kind_)) {
+      other->setValue(0);
+    }
+  }
+}
+
+bool Control::enabled() const {
+  return timer_ != nullptr ? timer_->enabled() : enabled_;
+}
+
+void Control::setEnabled(bool enabled) {
+  if (std::exchange(enabled_, enabled) != enabled) {
+    changed(Change::kEnabled);
+  }
+}
+
+void Control::setVisible(bool visible) {
+  if (std::exchange(visible_, visible) != visible) {
+    changed(Change::kVisible);
+  }
+}
+
+void Control::setForeColor(Colour colour) {
+  if (std::exchange(foreColor_, colour) != colour) {
+    changed(Change::kColours);
+  }
+}
+
+void Control::setBackColor(Colour colour) {
+  if (std::exchange(backColor_, colour) != colour) {
+    changed(Change::kColours);
+  }
+}
+
+void Control::setToolTip(std::string toolTip) {
+  toolTip_ = std::move(toolTip);
+  changed(Change::kToolTip);
+}
+
+void Control::setPicture(std::string picture) {
+  picture_ = std::move(picture);
+  changed(Change::kPicture);
+}
+
+void Control::addItem(std::string entry) {
+  list_.push_back(std::move(entry));
+  changed(Change::kListEntryAdded);
+}
+
+void Control::clearList() {
+  list_.clear();
+  selection_.clear();
+  changed(Change::kListCleared);
+}
+
+void Control::setSelection(std::set<std::size_t> positions) {
+  positions.erase(positions.lower_bound(list_.size()), positions.end());
+  selection_ = std::move(positions);
+  changed(Change::kListSelection);
+}
+
+void Control::setHorizontalExtent(std::int32_t pixels) {
+  horizontalExtent_ = pixels;
+  changed(Change::kListExtent);
+}
+
+void Control::click() {
+  switch (kind_) {
+    case ControlKind::kCheckBox:
+      setValue(value_ == 0 ? 1 : 0);
+      return;
+    case ControlKind::kOptionButton:
+      setValue(1);
+      return;
+    default:
+      if (onClick_) {
+        onClick_();
+      }
+  }
+}
+
+void Control::keyDown(int keyCode, int shift) {
+  if (onKeyDown_) {
+    onKeyDown_(keyCode, shift);
+  }
+}
+
+bool Control::takesClicks() const {
+  return kind_ == ControlKind::kCheckBox || isOption(kind_) || kind_ == ControlKind::kButton ||
+         onClick_ != nullptr;
+}
+
+std::string plainCaption(std::string_view caption) {
+  std::string plain;
+  for (std::size_t i = 0; i < caption.size(); ++i) {
+    if (caption[i] == '&' && i + 1 < caption.size()) {
+      ++i;
+    }
+    plain += caption[i];
+  }
+  return plain;
+}
+
+std::optional<char> accessKey(std::string_view caption) {
+  for (std::size_t i = 0; i + 1 < caption.size(); ++i) {
+    if (caption[i] != '&') {
+      continue;
+    }
+    if (caption[i + 1] != '&') {
+      return caption[i + 1];
+    }
+    ++i;
+  }
+  return std::nullopt;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+// A control of a form as data: what a window would show of it, and what happens when it changes. A
+// front end draws controls and hands in what the user does with them; it keeps no state of its own.
+//
+// Reactions run in the call that causes them, whether it is the user's or the program's own: a form
+// that is filled by code reacts as one that is filled by hand. All calls on the user-interface
+// thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ui/forms/model/colour.h"
+
+namespace relaybird {
+
+class Form;
+class Timer;
+
+enum class ControlKind {
+  kLabel,
+  kTextBox,
+  kButton,
+  kPictureButton,
+  kPicture,
+  kFrame,
+  kCheckBox,
+  kOptionButton,
+  kPictureOption,
+  kListBox,
+  kComboBox,
+  kTabs,
+  kMenu,
+  kTimer,
+  kFileDialog,
+};
+
+/// The kind in words: "text box".
+std::string_view kindName(ControlKind kind);
+
+/// What of a control has changed.
+enum class Change {
+  kText,
+  kValue,
+  kEnabled,
+  kVisible,
+  kColours,
+  kToolTip,
+  kPicture,
+  kListEntryAdded,
+  kListCleared,
+  kListSelection,
+  kListExtent,
+};
+
+class Control {
+ public:
+  /// Joins the form, which it must be a member of.
+  Control(Form& form, ControlKind kind, std::string name, std::string text = {});
+  Control(const Control&) = delete;
+  Control& operator=(const Control&) = delete;
+
+  Form& form() const { return form_; }
+  ControlKind kind() const { return kind_; }
+  const std::string& name() const { return name_; }
+
+  // State. Setting what is already set reaches the reactions all the same only for text: an edit
+  // control reports every assignment.
+
+  /// The caption, with "&" before the access key, or what stands in the field.
+  const std::string& text() const { return text_; }
+  void setText(std::string text);
+
+  /// Check box: 0, 1 checked, 2 grayed. Option button: 1 for the selected one of its group. Combo
+  /// box, list and tabs: the chosen position from 0, -1 for none. A position outside the list is
+  /// kept as it is. Otherwise 0.
+  int value() const { return value_; }
+  void setValue(int value);
+  /// Only a plain check mark counts as set.
+  bool checked() const { return value_ == 1; }
+
+  bool enabled() const;
+  void setEnabled(bool enabled);
+  bool visible() const { return visible_; }
+  void setVisible(bool visible);
+  const Colour& foreColor() const { return foreColor_; }
+  const Colour& backColor() const { return backColor_; }
+  void setForeColor(Colour colour);
+  void setBackColor(Colour colour);
+  const std::string& toolTip() const { return toolTip_; }
+  void setToolTip(std::string toolTip);
+  /// The name of the image that a picture or picture button shows.
+  const std::string& picture() const { return picture_; }
+  void setPicture(std::string picture);
+
+  // Entries of a list, a combo box or tabs.
+
+  const std::vector<std::string>& list() const { return list_; }
+  void addItem(std::string entry);
+  void clearList();
+  /// Positions of the selected entries of a list box, ascending.
+  const std::set<std::size_t>& selection() const { return selection_; }
+  void setSelection(std::set<std::size_t> positions);
+  /// How far a list can be scrolled sideways, in pixels.
+  std::int32_t horizontalExtent() const { return horizontalExtent_; }
+  void setHorizontalExtent(std::int32_t pixels);
+
+  // Place in the form. Set once, by the form.
+
+  /// The text cannot be edited by the user.
+  bool locked() const { return locked_; }
+  void lock() { locked_ = true; }
+  /// Position of the tab that the control is on; none for one outside the tabs.
+  std::optional<int> tab() const { return tab_; }
+  void setTab(int tab) { tab_ = tab; }
+  /// The frame or the menu that the control is in; null for one of the form itself.
+  Control* parent() const { return parent_; }
+  void setParent(Control& parent) { parent_ = &parent; }
+  /// Names the option buttons that exclude one another.
+  const std::string& group() const { return group_; }
+  void setGroup(std::string group) { group_ = std::move(group); }
+  /// Shows the state of this timer, which must outlive the control's use.
+  void follow(const Timer& timer) { timer_ = &timer; }
+
+  // Reactions. Set once, by the form.
+
+  void onChange(std::function<void()> reaction) { onChange_ = std::move(reaction); }
+  void onClick(std::function<void()> reaction) { onClick_ = std::move(reaction); }
+  void onKeyDown(std::function<void(int keyCode, int shift)> reaction) {
+    onKeyDown_ = std::move(reaction);
+  }
+
+  // What the user does. Front ends call these only for a control that takes input.
+
+  /// Presses a button, picks a menu entry, checks or unchecks a box, selects an option, clicks on a
+  /// label or picture.
+  void click();
+  /// A key goes down while the control has the focus. `shift` adds 1 for Shift, 2 for Ctrl, 4 for
+  /// Alt; key codes are those of Windows (letters: their capitals in ASCII).
+  void keyDown(int keyCode, int shift);
+  /// Whether a click does anything.
+  bool takesClicks() const;
+
+ private:
+  void changed(Change what);
+  void selectInGroup();
+
+  Form& form_;
+  const ControlKind kind_;
+  const std::string name_;
+  std::string text_;
+  int value_;
+  bool enabled_ = true;
+  bool visible_ = true;
+  bool locked_ = false;
+  Colour foreColor_;
+  Colour backColor_;
+  std::string toolTip_;
+  std::string picture_;
+  std::vector<std::string> list_;
+  std::set<std::size_t> selection_;
+  std::int32_t horizontalExtent_ = 0;
+  std::optional<int> tab_;
+  Control* parent_ = nullptr;
+  std::string group_;
+  const Timer* timer_ = nullptr;
+  std::function<void()> onChange_;
+  std::function<void()> onClick_;
+  std::function<void(int, int)> onKeyDown_;
+};
+
+/// A caption without the "&" that marks its access key; "&&" stands for one "&".
+std::string plainCaption(std::string_view caption);
+/// The letter that "&" marks, as it is written; none where no letter is marked.
+std::optional<char> accessKey(std::string_view caption);
+
+}  // namespace relaybird

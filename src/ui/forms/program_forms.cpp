@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/program_forms.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "platform/text/number_text.h"
+#include "prefs/form/pref_forms.h"
+
+namespace relaybird {
+
+/// The forms as the preference object sees them.
+class ProgramForms::Bridge : public PrefForms {
+ public:
+  Bridge(frmRelaybird& main, frmPrefs& settings, Dialogs& dialogs)
+      : main_(main), settings_(settings), dialogs_(dialogs) {}
+
+  std::string text(std::string_view control) const override { return at(control).text(); }
+  void setText(std::string_view control, const std::string& text) override {
+    at(control).setText(text);
+  }
+  int value(std::string_view control) const override { return at(control).value(); }
+  void setValue(std::string_view control, int value) override { at(control).setValue(value); }
+  void SetCellPrefs(bool cell) override { settings_.SetCellPrefs(cell); }
+  void SetMainFrmCellPref(bool cell) override { main_.SetMainFrmCellPref(cell); }
+  void SetMainFormFwdToAddresses(const std::string& text, int count) override {
+    main_.SetMainFormFwdToAddresses(text, count);
+  }
+  bool confirm(const std::string& title, const std::string& question) override {
+    return dialogs_.messageBox({question, title, BoxButtons::kYesNo}) == BoxAnswer::kYes;
+  }
+
+ private:
+  Control& at(std::string_view name) const {
+    Control* control = settings_.find(name);
+    if (control == nullptr) {
+      throw std::logic_error("frmPrefs has no control " + std::string(name));
+    }
+    return *control;
+  }
+
+  frmRelaybird& main_;
+  frmPrefs& settings_;
+  Dialogs& dialogs_;
+};
+
+ProgramForms::ProgramForms(ProgramWorld world)
+    : log_({world.clock, world.screen, world.clipboard, world.dialogs}),
+      main_({world.objects, world.files, world.profiles, world.folders, world.osVersion,
+             world.clock, world.sleeper, world.timers, world.events, world.trace, log_,
+             world.dialogs, world.screen, world.helpViewer, world.version,
+             std::move(world.defaultHelpFile)}),
+      settings_(
+          {main_.prf(), main_.engine().session(), world.objects, log_, world.clock, world.dialogs}),
+      about_(world.version, world.systemInformation, world.dialogs),
+      tray_(world.tray, [this] { main_.SysTrayMouseEventHandler(); }),
+      bridge_(std::make_unique<Bridge>(main_, settings_, world.dialogs)) {
+  main_.connect({log_, settings_, about_, tray_});
+  main_.prf().connectForms(*bridge_);
+}
+
+ProgramForms::~ProgramForms() = default;
+
+bool ProgramForms::start() {
+  if (!main_.load()) {
+    return false;
+  }
+  main_.show();
+  if (main_.prf().bolTurnOnFwdOnStartup()) {
+    main_.StartForwarding(true);
+  }
+  return true;
+}
+
+void ProgramForms::readPreferencesAgain() {
+  clsPref& prf = main_.prf();
+  prf.ReadIniPref();
+  if (settings_.visible()) {
+    main_.SetMainFrmCellPref(prf.bolFormatForCellPhone());
+  } else {
+    prf.ClassToForm();
+  }
+  prf.UpdateEmailAddrOnMainForm();
+}
+
+void ProgramForms::shutDown() {
+  main_.unload();
+  if (!main_.engine().state().passRunning) {
+    main_.engine().session().release();
+  }
+}
+
+bool ProgramForms::idle() {
+  const EngineState& state = main_.engine().state();
+  return !state.m_bBusyFwd && !state.syncBusy && !state.passRunning;
+}
+
+std::vector<Form*> ProgramForms::forms() {
+  return {&main_, &settings_, &log_, &about_};
+}
+
+Form* ProgramForms::find(std::string_view name) {
+  const std::string wanted = asciiLower(name);
+  const std::vector<Form*> all = forms();
+  const auto found = std::find_if(
+      all.begin(), all.end(), [&](const Form* form) { return asciiLower(form->name()) == wanted; });
+  return found == all.end() ? nullptr : *found;
+}
+
+}  // namespace relaybird

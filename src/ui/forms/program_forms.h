@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+// The whole program without a screen: every form, put together over one world. A front end makes
+// one, observes its forms, and lets them work.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ui/forms/about/frm_about.h"
+#include "ui/forms/log/frm_log.h"
+#include "ui/forms/main/frm_relaybird.h"
+#include "ui/forms/settings/frm_prefs.h"
+#include "ui/forms/tray/mod_systray.h"
+
+namespace relaybird {
+
+/// Everything that the program needs of the world. All must outlive it.
+struct ProgramWorld {
+  ObjectFactory& objects;
+  FileSystem& files;
+  ProfileStrings& profiles;
+  const SpecialFolders& folders;
+  const OsVersion& osVersion;
+  const Clock& clock;
+  Sleeper& sleeper;
+  TimerMaker& timers;
+  EventQueue& events;
+  TraceLog& trace;
+  Dialogs& dialogs;
+  Screen& screen;
+  Clipboard& clipboard;
+  HelpViewer& helpViewer;
+  SystemInformation& systemInformation;
+  TrayPlatform& tray;
+  ProgramVersion version;
+  std::string defaultHelpFile;
+};
+
+class ProgramForms {
+ public:
+  explicit ProgramForms(ProgramWorld world);
+  ~ProgramForms();
+
+  /// Loads and shows the main window, and switches forwarding on where the preferences say so.
+  /// False when the program cannot work here; the user has been told.
+  bool start();
+  /// Reads the preference file again, as somebody else has written it, and shows what it holds. An
+  /// open settings dialog keeps what the user is typing.
+  void readPreferencesAgain();
+  /// Ends a pass after the item in hand, and lets go of the mail application. The program is over.
+  void shutDown();
+
+  /// Nothing runs: no check, no synchronisation.
+  bool idle();
+
+  /// frmRelaybird, frmPrefs, frmLog, frmAbout.
+  std::vector<Form*> forms();
+  /// By name, letter case aside; null where there is none.
+  Form* find(std::string_view name);
+
+  frmLog& log() { return log_; }
+  frmRelaybird& main() { return main_; }
+  frmPrefs& settings() { return settings_; }
+  frmAbout& about() { return about_; }
+  modSystray& tray() { return tray_; }
+
+ private:
+  class Bridge;
+
+  frmLog log_;
+  frmRelaybird main_;
+  frmPrefs settings_;
+  frmAbout about_;
+  modSystray tray_;
+  std::unique_ptr<Bridge> bridge_;
+};
+
+}  // namespace relaybird

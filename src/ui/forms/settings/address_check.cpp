@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/settings/address_check.h"
+
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "ui/forms/settings/email_address.h"
+#include "ui/forms/settings/prefs_controls.h"
+
+namespace relaybird {
+namespace {
+
+constexpr const char* kWaitCaption = "(Please wait -  Outlook is validatiting these addresses)";
+
+/// Gives the button its caption back, on every way out and before any box is shown.
+class CaptionWhileChecking {
+ public:
+  explicit CaptionWhileChecking(Control& button) : button_(button) {
+    button_.setText(kWaitCaption);
+  }
+  ~CaptionWhileChecking() { button_.setText(kValidateCaption); }
+  CaptionWhileChecking(const CaptionWhileChecking&) = delete;
+  CaptionWhileChecking& operator=(const CaptionWhileChecking&) = delete;
+
+ private:
+  Control& button_;
+};
+
+/// Leaves the shared item without recipients, also when the resolving fails.
+class RecipientsOfOneEntry {
+ public:
+  explicit RecipientsOfOneEntry(std::shared_ptr<Recipients> recipients)
+      : recipients_(std::move(recipients)) {}
+  ~RecipientsOfOneEntry() {
+    try {
+      while (recipients_->Count() > 0) {
+        recipients_->Remove(1);
+      }
+    } catch (const MailStoreError&) {
+      // The item is never sent; what stays on it does no harm.
+    }
+  }
+  RecipientsOfOneEntry(const RecipientsOfOneEntry&) = delete;
+  RecipientsOfOneEntry& operator=(const RecipientsOfOneEntry&) = delete;
+
+  Recipients& operator*() const { return *recipients_; }
+
+ private:
+  std::shared_ptr<Recipients> recipients_;
+};
+
+}  // namespace
+
+/// What the mail application answered, or why it could not.
+struct AddressCheck::Outcome {
+  StringList unresolved;
+  std::optional<std::string> failure;
+};
+
+AddressCheck::AddressCheck(AddressCheckWorld world, Control& button)
+    : world_(world), button_(button) {}
+
+void AddressCheck::run(const std::string& addresses) {
+  StringList entries;
+  if (FormTextToArray(addresses, entries) <= 0) {
+    world_.dialogs.messageBox({"Error occured parsing out address(es) string"});
+  } else if (holdsNothing(entries)) {
+    tellEmpty();
+  } else {
+    tell(ask(entries));
+  }
+}
+
+AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
+  const CaptionWhileChecking caption(button_);
+  try {
+    if (world_.session.ResetOlkObj(true, false, true) < kSessionReady) {
+      logNoSession();
+      return {{}, world_.session.errorText()};
+    }
+    return {unresolvedOf(entries), std::nullopt};
+  } catch (const std::exception& error) {
+    return {{}, error.what()};
+  }
+}
+
+/// One item serves all entries; it is neither sent nor saved.
+StringList AddressCheck::unresolvedOf(const StringList& entries) {
+  const std::shared_ptr<MailItem> item = world_.session.application()->CreateItem(kMailItemKind);
+  StringList unresolved;
+  for (const std::string& entry : entries) {
+    if (!bolCheckEmailAddress(world_.log, entry) && !resolves(item, entry)) {
+      unresolved.push_back(entry);
+    }
+  }
+  return unresolved;
+}
+
+bool AddressCheck::resolves(const std::shared_ptr<MailItem>& item, const std::string& entry) {
+  const auto safeItem = createAs<SafeItem>(world_.objects, prog_id::kSafeMailItem);
+  safeItem->Item(item);
+  const RecipientsOfOneEntry recipients(safeItem->Recipients());
+  (*recipients).Add(entry);
+  return (*recipients).ResolveAll();
+}
+
+void AddressCheck::logNoSession() {
+  const std::string now = world_.clock.toText(world_.clock.now());
+  world_.log.AddToLog(now + "--> Could not activate Outlook");
+  if (!world_.session.storeWords().empty()) {
+    world_.log.AddToLog(now + "--> " + world_.session.storeWords());
+  }
+}
+
+void AddressCheck::tellEmpty() {
+  keepOutcome(false);
+  world_.dialogs.messageBox(
+      {"You haven't yet entered any addresses to check.  Please enter at least one recipient to "
+       "forward your email to.",
+       "Problem with your address list:", BoxButtons::kOk, BoxIcon::kExclamation});
+}
+
+void AddressCheck::tell(const Outcome& outcome) {
+  if (outcome.failure) {
+    world_.dialogs.messageBox({"Error: " + *outcome.failure});
+  } else if (outcome.unresolved.empty()) {
+    world_.dialogs.messageBox(
+        {"Outlook successfully resolved each of the email addresses that you listed.",
+         "Emails all OK"});
+    keepOutcome(true);
+  } else {
+    tellUnresolved(outcome.unresolved);
+    keepOutcome(false);
+  }
+}
+
+void AddressCheck::tellUnresolved(const StringList& unresolved) {
+  std::string text =
+      "Outlook could not resolve the following email addresses that you entered: \r\n\r\n";
+  int number = 0;
+  for (const std::string& entry : unresolved) {
+    text += "(" + std::to_string(++number) + ") " + entry + "\r\n";
+  }
+  text +=
+      "\r\nOutook will generate an error if you try to send messages to the address(es) listed "
+      "above.";
+  world_.dialogs.messageBox({text});
+}
+
+void AddressCheck::keepOutcome(bool good) {
+  world_.prf.mbolHaveCheckedAd = true;
+  world_.prf.mbolAdAreOk = good;
+}
+
+}  // namespace relaybird

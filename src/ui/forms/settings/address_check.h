@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// Asks the mail application whether it can send to what the user typed as forward-to addresses.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "engine/mail_session.h"
+#include "engine/mail_store.h"
+#include "engine/report/activity_log.h"
+#include "platform/clock.h"
+#include "prefs/cls_pref.h"
+#include "ui/forms/model/control.h"
+#include "ui/forms/model/dialogs.h"
+
+namespace relaybird {
+
+/// What the check works with. All must outlive it.
+struct AddressCheckWorld {
+  clsPref& prf;
+  MailSession& session;
+  ObjectFactory& objects;
+  ActivityLog& log;
+  const Clock& clock;
+  Dialogs& dialogs;
+};
+
+class AddressCheck {
+ public:
+  /// The button's caption tells that a check runs.
+  AddressCheck(AddressCheckWorld world, Control& button);
+
+  /// Tells the outcome in a box and leaves it in the preference object. Returns when the mail
+  /// application has answered for every entry; throws nothing.
+  void run(const std::string& addresses);
+
+ private:
+  struct Outcome;
+
+  Outcome ask(const StringList& entries);
+  StringList unresolvedOf(const StringList& entries);
+  bool resolves(const std::shared_ptr<MailItem>& item, const std::string& entry);
+  void logNoSession();
+  void tellEmpty();
+  void tell(const Outcome& outcome);
+  void tellUnresolved(const StringList& unresolved);
+  void keepOutcome(bool good);
+
+  AddressCheckWorld world_;
+  Control& button_;
+};
+
+}  // namespace relaybird

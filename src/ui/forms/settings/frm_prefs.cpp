@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/settings/frm_prefs.h"
+
+#include <utility>
+
+#include "platform/text/number_text.h"
+#include "ui/forms/settings/address_check.h"
+
+namespace relaybird {
+namespace {
+
+/// Results of FormToClass from here down are unexpected failures.
+constexpr int kUnexpectedFailure = -1000;
+
+void showAsActive(Control& title, Control& description, bool active) {
+  for (Control* label : {&title, &description}) {
+    label->setForeColor(active ? kButtonText : kGrayText);
+  }
+}
+
+}  // namespace
+
+frmPrefs::frmPrefs(PrefsFormWorld world) : world_(world) {
+  wireGeneral();
+  wireFilters();
+  wireFormat();
+  cmdApply.onClick([this] { apply(); });
+  cmdOK.onClick([this] { acceptAndClose(); });
+  cmdCancel.onClick([this] { cancel(); });
+}
+
+void frmPrefs::prepare() {
+  tabPrefs.setValue(kGeneralTab);
+  cmdValidateAd.setText(kValidateCaption);
+}
+
+void frmPrefs::wireGeneral() {
+  txtMinutes.onChange([this] { showHours(); });
+  txtAddress.onChange([this] {
+    world_.prf.mbolChangedFwdAd = true;
+    world_.prf.mbolHaveCheckedAd = false;
+    world_.prf.mbolAdAreOk = true;
+  });
+  for (Control* option : {&chkForwardingOnAtStartup, &chkForwardStart}) {
+    option->onClick([this, option] { checkStartUpRule(*option); });
+  }
+  cmdValidateAd.onClick([this] { validateAddresses(); });
+}
+
+void frmPrefs::wireFilters() {
+  chkContentFilter.onClick([this] {
+    for (Control* field : {&cmbTypeOfMatch, &cmbTextToCheck, &txtWordMatch}) {
+      showAsApplying(*field, chkContentFilter.checked());
+    }
+  });
+  chkLimitFileSize.onClick([this] { showAsApplying(txtMaxFileSize, chkLimitFileSize.checked()); });
+  opbFwdAll.onClick([this] { showAsApplying(txtAddresses, false); });
+  for (Control* option : {&opbFwdAllBut, &opbFwdOnly}) {
+    option->onClick([this] { showAsApplying(txtAddresses, true); });
+  }
+}
+
+void frmPrefs::wireFormat() {
+  for (Control* part :
+       {&opbFormatForCellPhone, &lblFormatForCellTitle, &lblFormatForCellDesc, &opbRegCellPhone}) {
+    part->onClick([this] { SetCellPrefs(true); });
+  }
+  for (Control* part :
+       {&opbFormatForEmail, &lblFormatForEmailTitle, &lblFormatForEmailDesc, &opbRegEmail}) {
+    part->onClick([this] { SetCellPrefs(false); });
+  }
+}
+
+void frmPrefs::SetCellPrefs(bool cell) {
+  showAsActive(lblFormatForCellTitle, lblFormatForCellDesc, cell);
+  opbFormatForCellPhone.setPicture((cell ? picStoreCellEnabled : picStoreCellDisabled).picture());
+  opbFormatForEmail.setPicture((cell ? picStorePcDisabled : picStorePcEnabled).picture());
+  showAsActive(lblFormatForEmailTitle, lblFormatForEmailDesc, !cell);
+  lblWhichCellOptionSelected.setText(cell ? "Emails to be formatted to be received by cell phones"
+                                          : "Emails to be forwarded using standard formatting");
+  (cell ? opbRegCellPhone : opbRegEmail).setValue(1);
+}
+
+void frmPrefs::showHours() {
+  constexpr double kMinutesPerHour = 60;
+  const double hours = numericPrefix(txtMinutes.text()) / kMinutesPerHour;
+  lblHours.setText("(" + shortestText(roundHalfEven(hours * 100) / 100) + " hours)");
+}
+
+void frmPrefs::checkStartUpRule(Control& justClicked) {
+  if (!chkForwardingOnAtStartup.checked() || !chkForwardStart.checked()) {
+    return;
+  }
+  world_.dialogs.messageBox(
+      {"You are not allowed to simultaneously have selected the '" +
+           chkForwardingOnAtStartup.text() + "' and '" + chkForwardStart.text() +
+           "' options.  \r\n\r\nThis rule is just to ensure that you will always have time to turn "
+           "off Email Forwarding before the program starts processing any emails.",
+       "Invalid Option Combination"});
+  justClicked.setValue(0);
+}
+
+void frmPrefs::fail(const std::string& text) {
+  world_.dialogs.messageBox({text});
+}
+
+/// A user who declines at the address warning gets the stored values back into the dialog, by the
+/// same way on which accepted ones are shown as they were stored.
+void frmPrefs::apply() {
+  clsPref& prf = world_.prf;
+  const int result = prf.FormToClass();
+  if (result <= kUnexpectedFailure) {
+    fail("Error occurred - Prefs not saved.");
+  } else if (result < 0) {
+    fail("Problem - " + prf.mstrErrDesc);
+  } else if (prf.WriteTofile() < 0) {
+    fail("Error writing preferences to file");
+  } else if (prf.ReadIniPref() < 0) {
+    fail("Error reading back preferences from file");
+  } else if (prf.ClassToForm() < 0) {
+    fail("Error populating form with new preferences");
+  } else {
+    prf.UpdateEmailAddrOnMainForm();
+  }
+}
+
+/// A refused value shows its message and the dialog closes all the same.
+void frmPrefs::acceptAndClose() {
+  apply();
+  if (!world_.prf.mbolDontExit) {
+    hide();
+  }
+}
+
+/// Switching forwarding on reads the dialog. Filling it again keeps cancelled edits from being
+/// stored then.
+void frmPrefs::cancel() {
+  hide();
+  world_.prf.ClassToForm();
+}
+
+void frmPrefs::validateAddresses() {
+  AddressCheck check(
+      {world_.prf, world_.session, world_.objects, world_.log, world_.clock, world_.dialogs},
+      cmdValidateAd);
+  check.run(txtAddress.text());
+}
+
+}  // namespace relaybird

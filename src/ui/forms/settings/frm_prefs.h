@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// frmPrefs: the settings dialog. It holds no settings: its buttons hand its controls to the
+// preference object, and its controls react to edits.
+#pragma once
+
+#include <string>
+
+#include "engine/mail_session.h"
+#include "engine/mail_store.h"
+#include "engine/report/activity_log.h"
+#include "platform/clock.h"
+#include "prefs/cls_pref.h"
+#include "ui/forms/model/dialogs.h"
+#include "ui/forms/settings/prefs_controls.h"
+
+namespace relaybird {
+
+/// What the dialog works with. All must outlive it.
+struct PrefsFormWorld {
+  clsPref& prf;
+  MailSession& session;
+  ObjectFactory& objects;
+  ActivityLog& log;
+  const Clock& clock;
+  Dialogs& dialogs;
+};
+
+class frmPrefs : public PrefsControls {
+ public:
+  explicit frmPrefs(PrefsFormWorld world);
+
+  /// Puts back what the last use of the dialog left behind: the first tab, the caption of the
+  /// address check.
+  void prepare();
+  /// Shows which message format is chosen.
+  void SetCellPrefs(bool cell);
+  /// As Cancel.
+  void closeBox() override { cancel(); }
+
+ private:
+  void wireFormat();
+  void wireFilters();
+  void wireGeneral();
+  void showHours();
+  void checkStartUpRule(Control& justClicked);
+  void apply();
+  void acceptAndClose();
+  void cancel();
+  void validateAddresses();
+  void fail(const std::string& text);
+
+  PrefsFormWorld world_;
+};
+
+}  // namespace relaybird

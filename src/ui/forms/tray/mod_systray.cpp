@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/tray/mod_systray.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/text/utf8_text.h"
+
+namespace relaybird {
+namespace {
+
+/// What the replacement answers for the message that it takes itself.
+constexpr std::intptr_t kTaken = -1;
+
+}  // namespace
+
+std::string_view NotifyIconRecord::tipText() const {
+  const auto end = std::find(tip.begin(), tip.end(), '\0');
+  return {tip.data(), static_cast<std::size_t>(end - tip.begin())};
+}
+
+void NotifyIconRecord::setTip(std::string_view text) {
+  if (text.size() >= tip.size()) {
+    text = withoutBrokenEnd(text.substr(0, tip.size() - 1));
+  }
+  tip.fill('\0');
+  std::copy(text.begin(), text.end(), tip.begin());
+}
+
+modSystray::modSystray(TrayPlatform& platform, std::function<void()> onRightButton)
+    : platform_(platform), onRightButton_(std::move(onRightButton)) {}
+
+modSystray::~modSystray() {
+  unhook();
+}
+
+void modSystray::addIcon(std::string_view toolTip) {
+  record_.window = platform_.mainWindow();
+  record_.icon = platform_.mainIcon();
+  record_.setTip(toolTip);
+  platform_.addIcon(record_);
+}
+
+void modSystray::deleteIcon() {
+  platform_.deleteIcon(record_);
+}
+
+void modSystray::hook() {
+  if (hooked_) {
+    return;
+  }
+  window_ = platform_.mainWindow();
+  previous_ = platform_.replaceProcedure(
+      window_, [this](const WindowMessage& message) { return replacementProcedure(message); });
+  hooked_ = true;
+}
+
+void modSystray::unhook() {
+  if (!hooked_) {
+    return;
+  }
+  platform_.replaceProcedure(window_, std::exchange(previous_, nullptr));
+  hooked_ = false;
+}
+
+std::intptr_t modSystray::replacementProcedure(const WindowMessage& message) {
+  if (!hooked_) {
+    return 0;
+  }
+  if (message.message == kTrayCallbackMessage && message.low == kRightButtonDown) {
+    onRightButton_();
+    return kTaken;
+  }
+  // A copy: what the window does with the message may end in unhook().
+  const WindowProcedure previous = previous_;
+  return previous ? previous(message) : 0;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+// modSystray: the icon in the notification area, and the messages that it sends to the main window.
+// The window's procedure is replaced while the icon is there, as on Windows; a desktop that reports
+// a click in another way hands in the same message.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string_view>
+
+namespace relaybird {
+
+using WindowHandle = std::uintptr_t;
+using IconHandle = std::uintptr_t;
+
+/// Win32 numbers: the callback message of our icon, the mouse event that opens its menu, and the
+/// flags NIF_MESSAGE, NIF_ICON and NIF_TIP.
+inline constexpr std::uint32_t kTrayCallbackMessage = 517;
+inline constexpr std::intptr_t kRightButtonDown = 0x204;
+inline constexpr std::uint32_t kTrayFlags = 7;
+
+/// NOTIFYICONDATA in its first, ANSI form.
+struct NotifyIconRecord {
+  std::uint32_t size = 88;
+  WindowHandle window = 0;
+  std::uint32_t id = 0;
+  std::uint32_t flags = kTrayFlags;
+  std::uint32_t callbackMessage = kTrayCallbackMessage;
+  IconHandle icon = 0;
+  std::array<char, 64> tip{};  ///< padded with NUL, at least one
+
+  std::string_view tipText() const;
+  /// Cuts between characters what does not fit.
+  void setTip(std::string_view text);
+};
+
+struct WindowMessage {
+  WindowHandle window = 0;
+  std::uint32_t message = 0;
+  std::uintptr_t high = 0;  ///< wParam
+  std::intptr_t low = 0;    ///< lParam; of our callback message the mouse event
+};
+
+/// What a window does with its messages.
+using WindowProcedure = std::function<std::intptr_t(const WindowMessage&)>;
+
+/// The notification area of the desktop. Calls do not fail towards the caller.
+class TrayPlatform {
+ public:
+  virtual ~TrayPlatform() = default;
+  /// Whether there is a notification area now.
+  virtual bool available() = 0;
+  virtual WindowHandle mainWindow() = 0;
+  virtual IconHandle mainIcon() = 0;
+  virtual void addIcon(const NotifyIconRecord& record) = 0;
+  virtual void deleteIcon(const NotifyIconRecord& record) = 0;
+  /// Has the window send its messages to `procedure`, and returns what it did with them before. May
+  /// be called while a procedure of the window runs, which must then live until it returns.
+  virtual WindowProcedure replaceProcedure(WindowHandle window, WindowProcedure procedure) = 0;
+  virtual void setForegroundWindow(WindowHandle window) = 0;
+};
+
+class modSystray {
+ public:
+  /// `onRightButton` is called for a press of the right button over the icon; it may unhook.
+  /// `platform` must outlive this.
+  modSystray(TrayPlatform& platform, std::function<void()> onRightButton);
+  /// Gives the window its own procedure back.
+  ~modSystray();
+  modSystray(const modSystray&) = delete;
+  modSystray& operator=(const modSystray&) = delete;
+
+  /// Fills the record and adds the icon. Later changes of the tip's text do not reach the icon.
+  void addIcon(std::string_view toolTip);
+  /// Takes the icon away by the record that it was added with.
+  void deleteIcon();
+  /// Takes the main window's messages. Nothing where they are taken already.
+  void hook();
+  /// Gives them back to the procedure that had them. Nothing where they are not taken.
+  void unhook();
+
+  bool hooked() const { return hooked_; }
+  const NotifyIconRecord& record() const { return record_; }
+  TrayPlatform& platform() { return platform_; }
+
+  /// The procedure that stands in for the window's own while hooked: the right button over the icon
+  /// is answered with -1, all else goes on to the window's own procedure. 0 while not hooked.
+  std::intptr_t replacementProcedure(const WindowMessage& message);
+
+ private:
+  TrayPlatform& platform_;
+  std::function<void()> onRightButton_;
+  NotifyIconRecord record_;
+  WindowHandle window_ = 0;
+  WindowProcedure previous_;
+  bool hooked_ = false;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,316 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/log/frm_log.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <vector>
+
+#include "support/fake_clock.h"
+#include "support/scripted_dialogs.h"
+
+namespace relaybird {
+namespace {
+
+constexpr int kKeyV = 86;
+
+/// Every character is 7 units wide.
+class FakeScreen : public Screen {
+ public:
+  void repaint() override {}
+  void processPendingEvents() override {}
+  void endProgram() override {}
+  std::int32_t textWidth(const std::string& text) const override {
+    ++measured;
+    if (broken) throw std::runtime_error("the window is gone");
+    return 7 * static_cast<std::int32_t>(text.size());
+  }
+  std::int32_t twipsPerPixel() const override { return perPixel; }
+
+  mutable int measured = 0;
+  bool broken = false;
+  std::int32_t perPixel = 1;
+};
+
+class FakeClipboard : public Clipboard {
+ public:
+  Result<void> setText(const std::string& text) override {
+    if (broken) return Error{0, "No desktop answers."};
+    texts.push_back(text);
+    return {};
+  }
+
+  std::vector<std::string> texts;
+  bool broken = false;
+};
+
+class RecordingObserver : public FormObserver {
+ public:
+  void controlChanged(const Control& control, Change what) override {
+    if (broken) throw std::runtime_error("the window is gone");
+    if (control.name() == "lstLog") listChanges.push_back(what);
+  }
+  void formChanged(const Form&, FormChange what) override { formChanges.push_back(what); }
+
+  std::vector<Change> listChanges;
+  std::vector<FormChange> formChanges;
+  bool broken = false;
+};
+
+class FrmLog : public testing::Test {
+ protected:
+  std::vector<std::string> lines() const { return log_.lstLog.list(); }
+  void addLines() {
+    for (const char* line : {"one", "two", "three"}) log_.AddToLog(line);
+  }
+  void reveal() { log_.lstLog.keyDown(kKeyV, 7); }
+
+  FakeClock clock_;
+  FakeScreen screen_;
+  FakeClipboard clipboard_;
+  ScriptedDialogs dialogs_;
+  RecordingObserver observer_;
+  frmLog log_{{clock_, screen_, clipboard_, dialogs_}};
+};
+
+TEST_F(FrmLog, HasItsControlsInTheirInitialState) {
+  EXPECT_EQ(log_.name(), "frmLog");
+  EXPECT_FALSE(log_.visible());
+  EXPECT_EQ(log_.controls(), (std::vector<Control*>{&log_.lstLog, &log_.chkVerboseLog,
+                                                    &log_.cmdCopyToClip, &log_.cmdClose}));
+  EXPECT_EQ(log_.lstLog.name(), "lstLog");
+  EXPECT_EQ(log_.lstLog.kind(), ControlKind::kListBox);
+  EXPECT_TRUE(log_.lstLog.list().empty());
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 0);
+  EXPECT_EQ(log_.chkVerboseLog.name(), "chkVerboseLog");
+  EXPECT_EQ(log_.chkVerboseLog.kind(), ControlKind::kCheckBox);
+  EXPECT_EQ(log_.chkVerboseLog.value(), 0);
+  EXPECT_FALSE(log_.chkVerboseLog.visible());
+  EXPECT_EQ(log_.cmdCopyToClip.name(), "cmdCopyToClip");
+  EXPECT_EQ(log_.cmdCopyToClip.kind(), ControlKind::kButton);
+  EXPECT_EQ(log_.cmdClose.kind(), ControlKind::kButton);
+  EXPECT_EQ(log_.widestLine(), 0);
+}
+
+TEST_F(FrmLog, LinesAreListedInTheOrderInWhichTheyCame) {
+  log_.AddToLog("first");
+  log_.AddToLog("second");
+  EXPECT_EQ(lines(), (std::vector<std::string>{"first", "second"}));
+}
+
+TEST_F(FrmLog, LinesAreListedWhileTheWindowIsHidden) {
+  log_.show();
+  log_.AddToLog("seen");
+  log_.hide();
+  log_.AddToLog("unseen");
+  EXPECT_EQ(lines(), (std::vector<std::string>{"seen", "unseen"}));
+}
+
+TEST_F(FrmLog, ALineLosesItsLeadingAndTrailingBlanksOnly) {
+  log_.AddToLog("  two  words ");
+  log_.AddToLog("\tindented\t");
+  EXPECT_EQ(lines(), (std::vector<std::string>{"two  words", "\tindented\t"}));
+}
+
+TEST_F(FrmLog, ATextOfBlanksAloneAddsAnEmptyLine) {
+  log_.AddToLog("   ");
+  log_.AddToLog("");
+  EXPECT_EQ(lines(), (std::vector<std::string>{"", ""}));
+}
+
+TEST_F(FrmLog, TheWidestLineIsMeasuredWithTwoBlanks) {
+  log_.AddToLog(" abc ");
+  EXPECT_EQ(log_.widestLine(), 35);
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 35);
+}
+
+TEST_F(FrmLog, ANarrowerLineLeavesTheExtentUnchanged) {
+  log_.AddToLog("a long line");
+  log_.AddToLog("short");
+  EXPECT_EQ(log_.widestLine(), 91);
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 91);
+}
+
+TEST_F(FrmLog, TheExtentIsSentForEveryLine) {
+  log_.setObserver(&observer_);
+  log_.AddToLog("a long line");
+  log_.AddToLog("short");
+  EXPECT_EQ(observer_.listChanges,
+            (std::vector<Change>{Change::kListEntryAdded, Change::kListExtent,
+                                 Change::kListEntryAdded, Change::kListExtent}));
+  log_.setObserver(nullptr);
+}
+
+TEST_F(FrmLog, TwipsAreTurnedIntoPixels) {
+  screen_.perPixel = 15;
+  log_.AddToLog(std::string(13, 'x'));  // 105 twips with the blanks
+  EXPECT_EQ(log_.widestLine(), 7);
+  log_.AddToLog(std::string(14, 'x'));  // 112 twips: 7.47 pixels
+  EXPECT_EQ(log_.widestLine(), 7);
+  log_.AddToLog(std::string(15, 'x'));  // 119 twips: 7.93 pixels
+  EXPECT_EQ(log_.widestLine(), 8);
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 8);
+}
+
+TEST_F(FrmLog, ALineNarrowerInTwipsIsNotTakenForTheWidestInPixels) {
+  screen_.perPixel = 15;
+  log_.AddToLog(std::string(98, 'x'));
+  log_.AddToLog(std::string(20, 'x'));
+  EXPECT_EQ(log_.widestLine(), 47);  // 700 twips
+}
+
+TEST_F(FrmLog, AfterClearingTheNextLineSetsTheExtentAfresh) {
+  log_.AddToLog("a long line");
+  log_.ClearLog();
+  EXPECT_EQ(log_.widestLine(), 0);
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 0);
+  EXPECT_TRUE(lines().empty());
+  log_.AddToLog("x");
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 21);
+}
+
+TEST_F(FrmLog, EachLineIsMeasuredOnce) {
+  for (int i = 0; i < 1000; ++i) log_.AddToLog("line");
+  EXPECT_EQ(screen_.measured, 1000);
+}
+
+TEST_F(FrmLog, VerboseLinesAreDroppedWhileTheSwitchIsOff) {
+  log_.AddToLogV("step");
+  reveal();
+  log_.AddToLogV("step");
+  EXPECT_TRUE(lines().empty());
+  EXPECT_FALSE(log_.verbose());
+}
+
+TEST_F(FrmLog, VerboseLinesCarryTheTimeAndTheirMark) {
+  reveal();
+  log_.chkVerboseLog.click();
+  EXPECT_TRUE(log_.verbose());
+  log_.AddToLogV("step ");
+  EXPECT_EQ(lines(), std::vector<std::string>{"2026-11-20 15:04:05 [v]-->step"});
+  log_.chkVerboseLog.click();
+  log_.AddToLogV("step");
+  EXPECT_EQ(lines().size(), 1u);
+}
+
+TEST_F(FrmLog, AGrayedSwitchIsNotOn) {
+  log_.chkVerboseLog.setValue(2);
+  log_.AddToLogV("step");
+  EXPECT_TRUE(lines().empty());
+}
+
+TEST_F(FrmLog, OnlyShiftCtrlAltVInTheListShowsTheVerboseSwitch) {
+  for (int shift = 0; shift < 16; ++shift) {
+    if (shift != 7) log_.lstLog.keyDown(kKeyV, shift);
+    log_.chkVerboseLog.keyDown(kKeyV, shift);
+    log_.cmdCopyToClip.keyDown(kKeyV, shift);
+    log_.cmdClose.keyDown(kKeyV, shift);
+  }
+  log_.lstLog.keyDown(kKeyV - 1, 7);
+  log_.lstLog.keyDown(kKeyV + 1, 7);
+  log_.lstLog.keyDown('v', 7);
+  log_.lstLog.click();
+  EXPECT_FALSE(log_.chkVerboseLog.visible());
+  reveal();
+  EXPECT_TRUE(log_.chkVerboseLog.visible());
+  EXPECT_EQ(log_.chkVerboseLog.value(), 0);
+  reveal();
+  EXPECT_TRUE(log_.chkVerboseLog.visible());
+}
+
+TEST_F(FrmLog, AScreenThatFailsDisturbsNobodyAndLosesNoLine) {
+  screen_.broken = true;
+  log_.chkVerboseLog.setValue(1);
+  EXPECT_NO_THROW(log_.AddToLog("kept"));
+  EXPECT_NO_THROW(log_.AddToLogV("kept too"));
+  EXPECT_EQ(lines().size(), 2u);
+  EXPECT_THROW(log_.AddLine("kept as well"), std::runtime_error);
+  EXPECT_EQ(lines().size(), 3u);
+}
+
+TEST_F(FrmLog, AFrontEndThatFailsDisturbsNobodyAndLosesNoLine) {
+  observer_.broken = true;
+  log_.setObserver(&observer_);
+  EXPECT_NO_THROW(log_.AddToLog("kept"));
+  log_.setObserver(nullptr);
+  EXPECT_EQ(lines(), std::vector<std::string>{"kept"});
+}
+
+TEST_F(FrmLog, WithNothingSelectedEveryLineIsCopied) {
+  addLines();
+  log_.cmdCopyToClip.click();
+  EXPECT_EQ(clipboard_.texts, std::vector<std::string>{"one\r\ntwo\r\nthree\r\n"});
+  EXPECT_TRUE(dialogs_.boxes.empty());
+}
+
+TEST_F(FrmLog, OnlySelectedLinesAreCopiedWhenThereAreAny) {
+  addLines();
+  log_.lstLog.setSelection({2, 0});
+  log_.cmdCopyToClip.click();
+  EXPECT_EQ(clipboard_.texts, std::vector<std::string>{"one\r\nthree\r\n"});
+}
+
+TEST_F(FrmLog, AnEmptyLogEmptiesTheClipboard) {
+  log_.cmdCopyToClip.click();
+  EXPECT_EQ(clipboard_.texts, std::vector<std::string>{""});
+}
+
+TEST_F(FrmLog, AnEmptyLineIsCopiedAsALine) {
+  log_.AddToLog(" ");
+  log_.cmdCopyToClip.click();
+  EXPECT_EQ(clipboard_.texts, std::vector<std::string>{"\r\n"});
+}
+
+TEST_F(FrmLog, AClipboardThatFailsIsTold) {
+  addLines();
+  clipboard_.broken = true;
+  log_.cmdCopyToClip.click();
+  ASSERT_EQ(dialogs_.boxes.size(), 1u);
+  EXPECT_EQ(boxLine(dialogs_.boxes[0]),
+            "Error|The log could not be copied.\r\n\r\nNo desktop answers.|exclamation|OK");
+  EXPECT_EQ(lines().size(), 3u);
+}
+
+TEST_F(FrmLog, TheCloseButtonHidesTheWindowWithAndWithoutTheKeepFlag) {
+  for (const bool keep : {true, false}) {
+    log_.setKeep(keep);
+    log_.show();
+    log_.AddToLog("line");
+    log_.cmdClose.click();
+    EXPECT_FALSE(log_.visible());
+  }
+  EXPECT_EQ(lines().size(), 2u);
+}
+
+TEST_F(FrmLog, TheCloseBoxHidesTheWindowAndKeepsItsLines) {
+  log_.setObserver(&observer_);
+  log_.show();
+  addLines();
+  log_.closeBox();
+  EXPECT_FALSE(log_.visible());
+  EXPECT_EQ(lines().size(), 3u);
+  EXPECT_EQ(observer_.formChanges,
+            (std::vector<FormChange>{FormChange::kShown, FormChange::kHidden}));
+  log_.setObserver(nullptr);
+}
+
+TEST_F(FrmLog, WithoutTheKeepFlagTheCloseBoxUnloadsTheWindow) {
+  log_.setKeep(false);
+  log_.setObserver(&observer_);
+  log_.show();
+  addLines();
+  reveal();
+  log_.chkVerboseLog.click();
+  log_.closeBox();
+  EXPECT_FALSE(log_.visible());
+  EXPECT_TRUE(lines().empty());
+  EXPECT_EQ(log_.widestLine(), 0);
+  EXPECT_FALSE(log_.verbose());
+  EXPECT_FALSE(log_.chkVerboseLog.visible());
+  EXPECT_EQ(observer_.formChanges, (std::vector<FormChange>{FormChange::kShown, FormChange::kHidden,
+                                                            FormChange::kUnloaded}));
+  log_.setObserver(nullptr);
+}
+
+}  // namespace
+}  // namespace relaybird

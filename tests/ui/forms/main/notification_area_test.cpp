@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+// The main window in the notification area.
+#include <gmock/gmock.h>
+
+#include "ui/forms/main/program_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class NotificationAreaTest : public ProgramTest {
+ protected:
+  void toTray() {
+    dialogs_.answer(BoxAnswer::kYes);
+    click("frmRelaybird", "cmdToSysTray");
+  }
+  std::intptr_t send(std::uint32_t message, std::intptr_t low) {
+    return tray_.procedure({4711, message, 0, low});
+  }
+};
+
+TEST_F(NotificationAreaTest, AsksFirst) {
+  dialogs_.answer(BoxAnswer::kCancel);
+  click("frmRelaybird", "cmdToSysTray");
+  ASSERT_EQ(dialogs_.boxes.size(), 1U);
+  EXPECT_EQ(boxLine(dialogs_.boxes[0]),
+            "Minimize to System Tray|This option will place Relaybird in the Windows System Tray, "
+            "and will allow Relaybird to continue operating in the background.  By default, the "
+            "System Tray is located at the bottom right of your screen.  "
+            "\r\n\r\n***************************\r\n\r\n"
+            "To restore Relaybird, RIGHT-CLICK on the Relaybird icon in the System Tray and select "
+            "'Restore' in the popup menu that appears."
+            "\r\n\r\n***************************\r\n\r\n"
+            "Click 'Yes' to place Relaybird in the System Tray now.|none|Yes No Cancel");
+  EXPECT_TRUE(main().visible());
+  EXPECT_FALSE(tray_.icon.has_value());
+  dialogs_.answer(BoxAnswer::kNo);
+  click("frmRelaybird", "cmdToSysTray");
+  EXPECT_TRUE(main().visible());
+}
+
+TEST_F(NotificationAreaTest, HidesTheWindowBehindItsIcon) {
+  toTray();
+  EXPECT_FALSE(main().visible());
+  ASSERT_TRUE(tray_.icon.has_value());
+  EXPECT_EQ(tray_.icon->size, 88U);
+  EXPECT_EQ(tray_.icon->flags, 7U);
+  EXPECT_EQ(tray_.icon->callbackMessage, 517U);
+  EXPECT_EQ(tray_.icon->window, 4711U);
+  EXPECT_EQ(tray_.icon->icon, 12U);
+  EXPECT_EQ(tray_.icon->tipText(), "Relaybird (Automation Status: Not Running)");
+}
+
+TEST_F(NotificationAreaTest, TheTipTellsOfRunningAndKeepsItsText) {
+  oneAddress();
+  (void)program();
+  switchOn();
+  toTray();
+  EXPECT_EQ(tray_.icon->tipText(), "Relaybird (Automation Status: Running)");
+  main().StopForwarding();
+  EXPECT_EQ(tray_.icon->tipText(), "Relaybird (Automation Status: Running)");
+}
+
+TEST_F(NotificationAreaTest, AStatusInCapitalsIsKeptAsItIs) {
+  (void)program();
+  main().txtStatus.setText("RUNNING");
+  toTray();
+  EXPECT_EQ(tray_.icon->tipText(), "Relaybird (Automation Status: RUNNING)");
+}
+
+TEST_F(NotificationAreaTest, TheRightButtonOpensTheMenuAndNothingElseDoes) {
+  toTray();
+  EXPECT_EQ(send(517, 0x201), 1);
+  EXPECT_EQ(send(517, 0x203), 1);
+  EXPECT_EQ(send(518, 0x204), 1);
+  EXPECT_THAT(dialogs_.menus, IsEmpty());
+  EXPECT_EQ(send(517, 0x204), -1);
+  EXPECT_THAT(dialogs_.menus, ElementsAre(&main().RcPopup));
+  EXPECT_EQ(tray_.foreground, 4711U);
+}
+
+TEST_F(NotificationAreaTest, RestoreBringsTheWindowBackAndTakesTheIconAway) {
+  toTray();
+  dialogs_.onMenu = [this](Control&) { main().mnuRestore.click(); };
+  send(517, 0x204);
+  EXPECT_TRUE(main().visible());
+  EXPECT_FALSE(tray_.icon.has_value());
+  EXPECT_FALSE(program().tray().hooked());
+  EXPECT_EQ(send(517, 0x204), 1);
+}
+
+TEST_F(NotificationAreaTest, ForwardingGoesOnInTheNotificationArea) {
+  oneAddress();
+  (void)program();
+  switchOn();
+  toTray();
+  deliver("lunch");
+  letPass(std::chrono::minutes{15});
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: lunch"));
+}
+
+TEST_F(NotificationAreaTest, WithoutOneTheWindowIsMinimisedAndSaysSo) {
+  tray_.present = false;
+  toTray();
+  EXPECT_TRUE(main().visible());
+  EXPECT_TRUE(main().minimised());
+  ASSERT_EQ(dialogs_.boxes.size(), 2U);
+  EXPECT_EQ(dialogs_.boxes[1].title, "Minimize to System Tray");
+  EXPECT_FALSE(program().tray().hooked());
+}
+
+}  // namespace
+}  // namespace relaybird
