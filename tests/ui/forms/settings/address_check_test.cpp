@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+// The check of the forward-to addresses.
+#include <gmock/gmock.h>
+
+#include "ui/forms/main/program_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kCaption = "Check validity of addresses";
+
+class AddressCheckTest : public ProgramTest {
+ protected:
+  AddressCheckTest() { click("frmRelaybird", "cmdPrefs"); }
+  ~AddressCheckTest() override { program().settings().setObserver(nullptr); }
+  Control& button() { return program().settings().cmdValidateAd; }
+  clsPref& prf() { return main().prf(); }
+  void check(const std::string& addresses) {
+    control("frmPrefs", "txtAddress").setText(addresses);
+    click("frmPrefs", "cmdValidateAd");
+    EXPECT_EQ(button().text(), kCaption);
+  }
+  void expectOneBox(const std::string& line) {
+    ASSERT_EQ(dialogs_.boxes.size(), 1U);
+    EXPECT_EQ(boxLine(dialogs_.boxes[0]), line);
+  }
+  void expectOutcome(bool checked, bool good) {
+    EXPECT_EQ(prf().mbolHaveCheckedAd, checked);
+    EXPECT_EQ(prf().mbolAdAreOk, good);
+  }
+};
+
+constexpr const char* kAllGood =
+    "Emails all OK|Outlook successfully resolved each of the email addresses that you "
+    "listed.|none|OK";
+
+TEST_F(AddressCheckTest, AnEmptyFieldIsAProblem) {
+  check("");
+  expectOneBox(
+      "Problem with your address list:|You haven't yet entered any addresses to check.  Please "
+      "enter at least one recipient to forward your email to.|exclamation|OK");
+  expectOutcome(true, false);
+  dialogs_.answer(BoxAnswer::kNo);
+  click("frmPrefs", "cmdOK");
+  EXPECT_EQ(dialogs_.boxes.back().title, "Warning: ");
+}
+
+TEST_F(AddressCheckTest, WhatLooksLikeAnAddressIsNotAskedFor) {
+  std::vector<std::string> asked;
+  store_.setHook([&](std::string_view operation) {
+    if (operation.ends_with("Recipients.Add")) {
+      asked.emplace_back(operation);
+    }
+  });
+  check("a@b.example; c@d.example");
+  expectOneBox(kAllGood);
+  expectOutcome(true, true);
+  EXPECT_THAT(asked, IsEmpty());
+}
+
+TEST_F(AddressCheckTest, NamesAreResolvedByTheMailApplication) {
+  store_.setKnownName("Carol", "carol@work.example");
+  check("Carol; a@b.example");
+  expectOneBox(kAllGood);
+  expectOutcome(true, true);
+}
+
+TEST_F(AddressCheckTest, UnknownNamesAreListedInTheirOrder) {
+  store_.setKnownName("Carol", "carol@work.example");
+  check("Dave; Carol; a@b.example; Erin");
+  expectOneBox(
+      "Relaybird|Outlook could not resolve the following email addresses that you entered: "
+      "\r\n\r\n(1) Dave\r\n(2) Erin\r\n\r\nOutook will generate an error if you try to send "
+      "messages to the address(es) listed above.|none|OK");
+  expectOutcome(true, false);
+}
+
+TEST_F(AddressCheckTest, TheCheckLeavesNothingBehindInTheMailApplication) {
+  check("Dave; Erin");
+  EXPECT_EQ(store_.outboxCount(), 0U);
+  EXPECT_THAT(store_.drafts(), IsEmpty());
+}
+
+/// What the button says over time.
+class CaptionRecorder : public FormObserver {
+ public:
+  void controlChanged(const Control& control, Change what) override {
+    if (control.name() == "cmdValidateAd" && what == Change::kText) {
+      captions.push_back(control.text());
+    }
+  }
+  void formChanged(const Form&, FormChange) override {}
+  std::vector<std::string> captions;
+};
+
+TEST_F(AddressCheckTest, TheButtonSaysThatTheCheckRuns) {
+  CaptionRecorder recorder;
+  program().settings().setObserver(&recorder);
+  check("Dave");
+  program().settings().setObserver(nullptr);
+  EXPECT_THAT(recorder.captions,
+              ElementsAre("(Please wait -  Outlook is validatiting these addresses)", kCaption));
+}
+
+TEST_F(AddressCheckTest, AMailApplicationThatCannotBeReachedIsTold) {
+  control("frmPrefs", "txtAddress").setText("Dave");
+  prf().mbolHaveCheckedAd = true;
+  prf().mbolAdAreOk = true;
+  store_.setHook([](std::string_view operation) {
+    if (operation == "Namespace.GetDefaultInbox") {
+      throw MailStoreError("the folder does not exist");
+    }
+  });
+  click("frmPrefs", "cmdValidateAd");
+  expectOneBox("Relaybird|Error: Could not retrieve Outlook inbox|none|OK");
+  expectOutcome(true, true);
+  EXPECT_THAT(log(), ElementsAre("2026-11-20 09:00:00--> Could not activate Outlook",
+                                 "2026-11-20 09:00:00--> the folder does not exist"));
+  EXPECT_EQ(button().text(), kCaption);
+}
+
+TEST_F(AddressCheckTest, AFailureOnTheWayEndsTheWholeCheck) {
+  store_.setHook([](std::string_view operation) {
+    if (operation == "SafeItem.Recipients") {
+      throw MailStoreError("no recipients today");
+    }
+  });
+  check("Dave; Erin");
+  expectOneBox("Relaybird|Error: no recipients today|none|OK");
+  expectOutcome(false, true);
+}
+
+TEST_F(AddressCheckTest, WithoutTheSafeItemLibraryTheFailureIsTold) {
+  store_.removeComponent(prog_id::kSafeMailItem);
+  check("Dave");
+  ASSERT_EQ(dialogs_.boxes.size(), 1U);
+  EXPECT_EQ(dialogs_.boxes[0].text.substr(0, 7), "Error: ");
+}
+
+TEST_F(AddressCheckTest, ARecipientThatCannotBeTakenOffDoesNoHarm) {
+  store_.setHook([](std::string_view operation) {
+    if (operation.ends_with("Recipients.Remove")) {
+      throw MailStoreError("stuck");
+    }
+  });
+  check("Dave");
+  EXPECT_EQ(dialogs_.boxes[0].text.substr(0, 29), "Outlook could not resolve the");
+}
+
+TEST_F(AddressCheckTest, EditingAfterAGoodCheckAppliesWithoutAWarning) {
+  check("a@b.example");
+  control("frmPrefs", "txtAddress").setText("nobody");
+  click("frmPrefs", "cmdOK");
+  EXPECT_EQ(dialogs_.boxes.size(), 1U);
+}
+
+TEST_F(AddressCheckTest, AListTooLongToCountIsTold) {
+  std::string many;
+  for (int i = 0; i < 40000; ++i) {
+    many += "x;";
+  }
+  check(many);
+  expectOneBox("Relaybird|Error occured parsing out address(es) string|none|OK");
+  expectOutcome(false, true);
+}
+
+}  // namespace
+}  // namespace relaybird

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+// Apply, OK and Cancel of the settings dialog.
+#include <gmock/gmock.h>
+
+#include "prefs/form/pref_forms.h"
+#include "ui/forms/main/program_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class ButtonsTest : public ProgramTest {
+ protected:
+  void open() { click("frmRelaybird", "cmdPrefs"); }
+  void press(const char* button) { click("frmPrefs", button); }
+  Control& at(const char* name) { return control("frmPrefs", name); }
+  bool isOpen() { return program().settings().visible(); }
+  void expectOneBox(const std::string& text) {
+    ASSERT_EQ(dialogs_.boxes.size(), 1U);
+    EXPECT_EQ(boxLine(dialogs_.boxes[0]), "Relaybird|" + text + "|none|OK");
+  }
+};
+
+TEST_F(ButtonsTest, ApplyStoresShowsAndStaysOpen) {
+  open();
+  at("txtMinutes").setText("7");
+  at("txtAddress").setText("a@b.example;c@d.example");
+  press("cmdApply");
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
+  EXPECT_TRUE(isOpen());
+  EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("mdblFwdToFrequency=7"));
+  EXPECT_EQ(at("txtAddress").text(), "a@b.example; c@d.example; ");
+  EXPECT_EQ(text("lblStatusFwdTo"), "Forwards to [2 addresses]:");
+}
+
+TEST_F(ButtonsTest, OkStoresAndCloses) {
+  open();
+  at("txtMinutes").setText("7");
+  press("cmdOK");
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(main().prf().GetMinLeft(), 7);
+}
+
+TEST_F(ButtonsTest, CancelClosesAndStoresNothing) {
+  open();
+  at("txtMinutes").setText("7");
+  press("cmdCancel");
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(main().prf().GetMinLeft(), 15);
+  EXPECT_FALSE(files_.has(kPrefFile));
+  open();
+  EXPECT_EQ(at("txtMinutes").text(), "15");
+}
+
+TEST_F(ButtonsTest, TheCloseBoxIsCancel) {
+  open();
+  at("txtMinutes").setText("7");
+  program().settings().closeBox();
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(at("txtMinutes").text(), "15");
+}
+
+TEST_F(ButtonsTest, ARefusedValueIsToldAndOkStillCloses) {
+  open();
+  at("txtMinutes").setText("1.9");
+  press("cmdOK");
+  expectOneBox("Problem - Not allowed to check mail more often than 2 minutes.");
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(at("txtMinutes").text(), "2");
+  EXPECT_EQ(main().prf().GetMinLeft(), 15);
+  EXPECT_FALSE(files_.has(kPrefFile));
+}
+
+TEST_F(ButtonsTest, DecliningTheWarningKeepsTheDialogOpenWithTheStoredValues) {
+  oneAddress("mdblFwdToFrequency=20\n");
+  open();
+  at("txtMinutes").setText("7");
+  main().prf().mbolHaveCheckedAd = true;
+  main().prf().mbolAdAreOk = false;
+  dialogs_.answer(BoxAnswer::kNo);
+  press("cmdOK");
+  EXPECT_TRUE(isOpen());
+  EXPECT_EQ(at("txtMinutes").text(), "20");
+  EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("mdblFwdToFrequency=20"));
+}
+
+TEST_F(ButtonsTest, AFullDiskIsTold) {
+  open();
+  at("txtMinutes").setText("7");
+  files_.failCallsWith("create ", ENOSPC);
+  press("cmdApply");
+  expectOneBox("Error writing preferences to file");
+}
+
+/// A dialog that cannot be read, or not be filled.
+class BrokenForms : public PrefForms {
+ public:
+  std::string text(std::string_view) const override {
+    if (readingFails) {
+      throw std::runtime_error("no");
+    }
+    return "5";
+  }
+  void setText(std::string_view, const std::string&) override { throw std::runtime_error("no"); }
+  int value(std::string_view) const override { return 0; }
+  void setValue(std::string_view, int) override {}
+  void SetCellPrefs(bool) override {}
+  void SetMainFrmCellPref(bool) override {}
+  void SetMainFormFwdToAddresses(const std::string&, int) override {}
+  bool confirm(const std::string&, const std::string&) override { return true; }
+  bool readingFails = false;
+};
+
+TEST_F(ButtonsTest, AnUnexpectedFailureIsTold) {
+  open();
+  BrokenForms forms;
+  forms.readingFails = true;
+  main().prf().connectForms(forms);
+  press("cmdApply");
+  expectOneBox("Error occurred - Prefs not saved.");
+}
+
+TEST_F(ButtonsTest, ADialogThatCannotBeFilledIsTold) {
+  open();
+  BrokenForms forms;
+  main().prf().connectForms(forms);
+  press("cmdApply");
+  expectOneBox("Error populating form with new preferences");
+}
+
+TEST_F(ButtonsTest, GrayFieldsStillTakeInputAndAreStored) {
+  open();
+  at("txtWordMatch").setText("kept");
+  at("txtAddresses").setText("also kept");
+  press("cmdOK");
+  EXPECT_EQ(main().prf().fields().mstrTextToMatch, StringList{"kept"});
+  EXPECT_EQ(main().prf().fields().mcolSenderList, StringList{"also kept"});
+}
+
+TEST_F(ButtonsTest, StoredStartUpOptionsThatExcludeEachOtherAreToldAtEveryOpening) {
+  preferences("mbolTurnOnFwdOnStartup=0\nmbolFwdUponStart=1\n");
+  (void)program();
+  main().prf().fields().mbolTurnOnFwdOnStartup = true;
+  open();
+  ASSERT_EQ(dialogs_.boxes.size(), 1U);
+  EXPECT_EQ(dialogs_.boxes[0].title, "Invalid Option Combination");
+}
+
+}  // namespace
+}  // namespace relaybird
