@@ -35,6 +35,7 @@ class ForwardingEngine {
   explicit ForwardingEngine(EngineWorld world);
 
   EngineState& state() { return state_; }
+  const EngineState& state() const { return state_; }
   StatusDisplay& status() { return status_; }
   MailSession& session() { return session_; }
   InboxPass& pass() { return pass_; }

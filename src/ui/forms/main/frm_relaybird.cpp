@@ -142,6 +142,19 @@ void frmRelaybird::unload() {
   world_.screen.endProgram();
 }
 
+Progress frmRelaybird::progress() const {
+  const EngineState& state = engine_.state();
+  // The synchronisation that sends is started by the last step of a pass.
+  const bool walking = state.passRunning && state.m_bBusyFwd;
+  if (walking && state.itemsInPass > 0) {
+    return {Progress::Kind::kSteps, state.itemsVisited, state.itemsInPass};
+  }
+  if (walking || state.syncBusy) {
+    return {Progress::Kind::kUnknown, 0, 0};
+  }
+  return {};
+}
+
 void frmRelaybird::SetMainFormFwdToAddresses(const std::string& addresses, int count) {
   txtStatusFwdTo.setText(addresses);
   lblStatusFwdTo.setText("Forwards to [" + std::to_string(count) + " " +

@@ -15,6 +15,7 @@
 #include "ui/forms/main/main_controls.h"
 #include "ui/forms/main/main_display.h"
 #include "ui/forms/main/main_form_world.h"
+#include "ui/forms/main/progress.h"
 
 namespace relaybird {
 
@@ -40,6 +41,8 @@ class frmRelaybird : public MainControls {
   clsPref& prf() { return prf_; }
   ForwardingEngine& engine() { return engine_; }
   HelpFile& help() { return help_; }
+  /// Of the check or the synchronisation that runs now. Changes together with the status line.
+  Progress progress() const;
 
   /// Reads the preferences, probes the components and fills the window. False when a component is
   /// missing without which the program cannot work; the user has been told.

@@ -46,6 +46,28 @@ TEST_F(StoryTest, AMorningWithACheckEveryQuarterOfAnHour) {
   EXPECT_EQ(log().back(), "--- Forwarding turned OFF at 2026-11-20 09:00:00 ---");
 }
 
+TEST_F(StoryTest, ProgressTellsHowFarACheckHasCome) {
+  oneAddress();
+  (void)program();
+  EXPECT_EQ(main().progress(), Progress{});
+  switchOn();
+  deliver("one");
+  deliver("two");
+  std::vector<Progress> seen;
+  screen_.onProcessPendingEvents = [&] {
+    if (seen.empty() || seen.back() != main().progress()) {
+      seen.push_back(main().progress());
+    }
+  };
+  letPass(minutes{15});
+  EXPECT_THAT(
+      seen,
+      ElementsAre(Progress{Progress::Kind::kUnknown, 0, 0}, Progress{Progress::Kind::kSteps, 0, 2},
+                  Progress{Progress::Kind::kSteps, 1, 2}, Progress{Progress::Kind::kSteps, 2, 2},
+                  Progress{Progress::Kind::kUnknown, 0, 0}));
+  EXPECT_EQ(main().progress(), Progress{});
+}
+
 TEST_F(StoryTest, ASynchronisationThatNeverEndsIsGivenUpAfter900Seconds) {
   oneAddress();
   (void)program();
