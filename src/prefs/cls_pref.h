@@ -103,6 +103,9 @@ class clsPref {
   /// Fills the dialog, and shows the format in the main window. Returns 1, or -1 after a failure,
   /// which the verbose log names. A stored code outside its range goes into the dialog as it is.
   int ClassToForm();
+  /// Whether the dialog shows what is stored, as ClassToForm would fill it. False also after a
+  /// failure, which the verbose log names.
+  bool formShowsStored() const;
   /// Shows the forward-to addresses in the main window.
   void UpdateEmailAddrOnMainForm();
 

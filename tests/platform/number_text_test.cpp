@@ -58,6 +58,15 @@ TEST(NumericPrefix, ReadsTheLongestLeadingNumber) {
   EXPECT_EQ(numericPrefix(std::string_view("7\0008", 3)), 7);
 }
 
+TEST(ReadPrefix, IsNoneOnlyForANumberBeyondTheRangeOfDouble) {
+  for (const char* text : {"1e400", "-1e400", " 2e308 minutes", "1e99999999999999999999"}) {
+    EXPECT_EQ(readPrefix(text), std::nullopt) << text;
+  }
+  const std::pair<const char*, double> cases[] = {
+      {"2.5 minutes", 2.5}, {"abc", 0}, {"", 0}, {"1e-400", 0}, {"-3", -3}, {"1e308", 1e308}};
+  for (const auto& [text, value] : cases) EXPECT_EQ(readPrefix(text), value) << text;
+}
+
 TEST(NumericPrefix, AHostileRunOfDigitsIsReadInOneGo) {
   const std::string digits(1000000, '0');
   EXPECT_EQ(numericPrefix("1." + digits), 1);

@@ -3,10 +3,12 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "platform/text/number_text.h"
 #include "prefs/cls_pref.h"
 #include "prefs/form/form_check.h"
+#include "prefs/form/form_comparison.h"
 #include "prefs/form/pref_forms.h"
 
 namespace relaybird {
@@ -94,7 +96,6 @@ void clsPref::store(const FormValues& values) {
 int clsPref::ClassToForm() {
   try {
     fillForm(connected(forms_));
-    forms_->SetCellPrefs(fields_.mbolFormatForCellPhone);
     forms_->SetMainFrmCellPref(fields_.mbolFormatForCellPhone);
     return kStored;
   } catch (const std::exception& error) {
@@ -123,14 +124,27 @@ void clsPref::fillForm(PrefForms& form) const {
   form.setText("txtWordMatch", MakeStringFromArray(fields_.mstrTextToMatch));
   form.setText("txtAddress", MakeStringFromArray(fields_.mstrFwdToAddress));
   form.setValue("chkForwardingOnAtStartup", fields_.mbolTurnOnFwdOnStartup);
+  form.SetCellPrefs(fields_.mbolFormatForCellPhone);
+}
+
+bool clsPref::formShowsStored() const {
+  try {
+    FormComparison comparison(connected(forms_));
+    fillForm(comparison);
+    return comparison.same();
+  } catch (const std::exception& error) {
+    world_.logVerbose(std::string("formShowsStored-->") + error.what());
+    return false;
+  }
 }
 
 void clsPref::UpdateEmailAddrOnMainForm() {
   if (forms_ == nullptr) return;
   std::string text;
+  std::string_view separator;
   for (const std::string& address : fields_.mstrFwdToAddress) {
-    if (!text.empty()) text += "; ";
-    text += address;
+    text.append(separator).append(address);
+    separator = "; ";
   }
   forms_->SetMainFormFwdToAddresses(text, static_cast<int>(fields_.mstrFwdToAddress.size()));
 }

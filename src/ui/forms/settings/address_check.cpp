@@ -27,28 +27,22 @@ class CaptionWhileChecking {
   Control& button_;
 };
 
-/// Leaves the shared item without recipients, also when the resolving fails.
-class RecipientsOfOneEntry {
- public:
-  explicit RecipientsOfOneEntry(std::shared_ptr<Recipients> recipients)
-      : recipients_(std::move(recipients)) {}
-  ~RecipientsOfOneEntry() {
-    try {
-      while (recipients_->Count() > 0) {
-        recipients_->Remove(1);
-      }
-    } catch (const MailStoreError&) {
-      // The item is never sent; what stays on it does no harm.
-    }
+/// Every recipient that an entry left, also when resolving made several of it.
+void removeAll(Recipients& recipients) {
+  while (recipients.Count() > 0) {
+    recipients.Remove(1);
   }
-  RecipientsOfOneEntry(const RecipientsOfOneEntry&) = delete;
-  RecipientsOfOneEntry& operator=(const RecipientsOfOneEntry&) = delete;
+}
 
-  Recipients& operator*() const { return *recipients_; }
-
- private:
-  std::shared_ptr<Recipients> recipients_;
-};
+/// After a failure, which is the one to tell: what stays on an item that is never sent does no
+/// harm.
+void tidyUp(Recipients& recipients) {
+  try {
+    removeAll(recipients);
+  } catch (const std::exception&) {
+    return;
+  }
+}
 
 }  // namespace
 
@@ -100,9 +94,17 @@ StringList AddressCheck::unresolvedOf(const StringList& entries) {
 bool AddressCheck::resolves(const std::shared_ptr<MailItem>& item, const std::string& entry) {
   const auto safeItem = createAs<SafeItem>(world_.objects, prog_id::kSafeMailItem);
   safeItem->Item(item);
-  const RecipientsOfOneEntry recipients(safeItem->Recipients());
-  (*recipients).Add(entry);
-  return (*recipients).ResolveAll();
+  const std::shared_ptr<Recipients> recipients = safeItem->Recipients();
+  try {
+    recipients->Add(entry);
+    const bool good = recipients->ResolveAll();
+    // A recipient that stayed would be resolved again with the next entry and speak against it.
+    removeAll(*recipients);
+    return good;
+  } catch (const std::exception&) {
+    tidyUp(*recipients);
+    throw;
+  }
 }
 
 void AddressCheck::logNoSession() {

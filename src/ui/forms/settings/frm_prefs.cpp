@@ -132,11 +132,15 @@ void frmPrefs::acceptAndClose() {
   }
 }
 
-/// Switching forwarding on reads the dialog. Filling it again keeps cancelled edits from being
-/// stored then.
+/// Switching forwarding on reads the dialog: cancelled edits that stayed in it would be stored
+/// then. A dialog without any is left alone, since filling it forgets what an address check found.
+/// Only Cancel does this: what OK leaves has been stored, or the user has been told that it was
+/// refused.
 void frmPrefs::cancel() {
   hide();
-  world_.prf.ClassToForm();
+  if (!world_.prf.formShowsStored()) {
+    world_.prf.ClassToForm();
+  }
 }
 
 void frmPrefs::validateAddresses() {

@@ -2,12 +2,17 @@
 // The check of the forward-to addresses.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <stdexcept>
+
 #include "ui/forms/main/program_fixture.h"
 
 namespace relaybird {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 constexpr const char* kCaption = "Check validity of addresses";
@@ -140,14 +145,72 @@ TEST_F(AddressCheckTest, WithoutTheSafeItemLibraryTheFailureIsTold) {
   EXPECT_EQ(dialogs_.boxes[0].text.substr(0, 7), "Error: ");
 }
 
-TEST_F(AddressCheckTest, ARecipientThatCannotBeTakenOffDoesNoHarm) {
+// It would be resolved again with each entry behind it, and make those look bad.
+TEST_F(AddressCheckTest, ARecipientThatCannotBeTakenOffEndsTheWholeCheck) {
+  store_.setKnownName("Carol", "carol@work.example");
   store_.setHook([](std::string_view operation) {
     if (operation.ends_with("Recipients.Remove")) {
       throw MailStoreError("stuck");
     }
   });
+  check("Dave; Carol");
+  expectOneBox("Relaybird|Error: stuck|none|OK");
+  expectOutcome(false, true);
+}
+
+TEST_F(AddressCheckTest, AnEntryThatFailsLeavesTheItemWithoutRecipients) {
+  std::vector<std::string> operations;
+  store_.setHook([&](std::string_view operation) {
+    operations.emplace_back(operation);
+    if (operation.ends_with("ResolveAll")) {
+      throw MailStoreError("the address book is locked");
+    }
+  });
+  check("Dave; Erin");
+  expectOneBox("Relaybird|Error: the address book is locked|none|OK");
+  const auto resolved = std::find_if(operations.begin(), operations.end(),
+                                     [](const auto& name) { return name.ends_with("ResolveAll"); });
+  EXPECT_THAT(std::vector<std::string>(resolved + 1, operations.end()),
+              Contains(EndsWith("Recipients.Remove")));
+  EXPECT_EQ(std::count_if(operations.begin(), operations.end(),
+                          [](const auto& name) { return name.ends_with("Recipients.Add"); }),
+            1);
+}
+
+// What is told is why the check failed, not that tidying up after it failed too.
+TEST_F(AddressCheckTest, TheFirstOfTwoFailuresIsTold) {
+  store_.setHook([](std::string_view operation) {
+    if (operation.ends_with("ResolveAll")) {
+      throw MailStoreError("the address book is locked");
+    }
+    if (operation.ends_with("Recipients.Count")) {
+      throw std::runtime_error("gone");
+    }
+  });
   check("Dave");
-  EXPECT_EQ(dialogs_.boxes[0].text.substr(0, 29), "Outlook could not resolve the");
+  expectOneBox("Relaybird|Error: the address book is locked|none|OK");
+}
+
+TEST_F(AddressCheckTest, AFailureThatIsNotTheMailApplicationsIsToldToo) {
+  store_.setHook([](std::string_view operation) {
+    if (operation == "Application.CreateItem") {
+      throw std::runtime_error("out of handles");
+    }
+  });
+  check("Dave");
+  expectOneBox("Relaybird|Error: out of handles|none|OK");
+}
+
+TEST_F(AddressCheckTest, OneItemServesEveryEntryInASafeItemOfItsOwn) {
+  int items = 0;
+  int safeItems = 0;
+  store_.setHook([&](std::string_view operation) {
+    items += operation == "Application.CreateItem" ? 1 : 0;
+    safeItems += operation == "SafeItem.Recipients" ? 1 : 0;
+  });
+  check("Dave; Erin; Frank");
+  EXPECT_EQ(items, 1);
+  EXPECT_EQ(safeItems, 3);
 }
 
 TEST_F(AddressCheckTest, EditingAfterAGoodCheckAppliesWithoutAWarning) {

@@ -54,6 +54,44 @@ TEST_F(ButtonsTest, CancelClosesAndStoresNothing) {
   EXPECT_EQ(at("txtMinutes").text(), "15");
 }
 
+TEST_F(ButtonsTest, CancelledEditsAreNotStoredByALaterStart) {
+  oneAddress();
+  open();
+  at("txtMinutes").setText("7");
+  at("opbFwdOnly").click();
+  at("opbRegCellPhone").click();
+  press("cmdCancel");
+  switchOn();
+  EXPECT_EQ(main().prf().GetMinLeft(), 15);
+  EXPECT_EQ(main().prf().fields().mintSenderFilter, 500);
+  EXPECT_FALSE(main().prf().bolFormatForCellPhone());
+}
+
+// A check that found bad addresses has the user asked before they are used, also after Cancel.
+TEST_F(ButtonsTest, CancelWithoutEditsKeepsWhatTheAddressCheckFound) {
+  preferences("mstrFwdToAddress_num=1\nmstrFwdToAddress_1=Nobody\n");
+  open();
+  press("cmdValidateAd");
+  ASSERT_EQ(dialogs_.boxes.size(), 1U);
+  press("cmdCancel");
+  EXPECT_TRUE(main().prf().mbolHaveCheckedAd);
+  EXPECT_FALSE(main().prf().mbolAdAreOk);
+  dialogs_.answer(BoxAnswer::kNo);
+  click("frmRelaybird", "cmdStart");
+  ASSERT_GE(dialogs_.boxes.size(), 2U);
+  EXPECT_EQ(dialogs_.boxes[1].title, "Warning: ");
+}
+
+TEST_F(ButtonsTest, CancelShowsPreferencesThatWereReadAgainMeanwhile) {
+  oneAddress();
+  open();
+  oneAddress("mdblFwdToFrequency=20\n");
+  program().readPreferencesAgain();
+  EXPECT_EQ(at("txtMinutes").text(), "15");
+  press("cmdCancel");
+  EXPECT_EQ(at("txtMinutes").text(), "20");
+}
+
 TEST_F(ButtonsTest, TheCloseBoxIsCancel) {
   open();
   at("txtMinutes").setText("7");

@@ -109,6 +109,42 @@ TEST(PrefsControls, StandOnTheirTabsWithTheirKindsAndTexts) {
   }
 }
 
+TEST(PrefsControls, NothingIsChosenBeforeTheDialogIsFilled) {
+  const PrefsControls dialog;
+  for (const Control* control : dialog.controls()) {
+    const bool isList = control->kind() == Kind::kComboBox;
+    EXPECT_EQ(control->value(), isList ? -1 : 0) << control->name();
+  }
+}
+
+TEST(PrefsControls, OptionsExcludeOneAnotherWithinTheirGroupsOnly) {
+  PrefsControls dialog;
+  dialog.opbRegEmail.click();
+  for (Control* chosen : {&dialog.opbFwdAll, &dialog.opbFwdAllBut, &dialog.opbFwdOnly}) {
+    chosen->click();
+    for (const Control* option : {&dialog.opbFwdAll, &dialog.opbFwdAllBut, &dialog.opbFwdOnly}) {
+      EXPECT_EQ(option->checked(), option == chosen) << option->name();
+    }
+  }
+  EXPECT_TRUE(dialog.opbRegEmail.checked());
+  dialog.opbRegCellPhone.click();
+  EXPECT_FALSE(dialog.opbRegEmail.checked());
+  EXPECT_TRUE(dialog.opbFwdOnly.checked());
+}
+
+TEST(PrefsControls, TheSenderRuleIsInItsFrame) {
+  const PrefsControls dialog;
+  std::vector<std::string> inFrame;
+  for (const Control* control : dialog.controls()) {
+    if (control->parent() != nullptr) {
+      EXPECT_EQ(control->parent(), &dialog.frmReceivedFrom) << control->name();
+      inFrame.push_back(control->name());
+    }
+  }
+  EXPECT_THAT(inFrame, ElementsAre("opbFwdAll", "opbFwdAllBut", "opbFwdOnly", "lblAddresses",
+                                   "txtAddresses", "cmdGetSenderName"));
+}
+
 TEST(PrefsControls, ListsHaveTheirEntriesInOrder) {
   const PrefsControls dialog;
   EXPECT_THAT(dialog.tabPrefs.list(),

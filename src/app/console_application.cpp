@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include "app/console_application.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "app/program_files.h"
+#include "app/standard_streams.h"
+#include "platform/posix/program_starter.h"
+#include "prefs/file/preference_location.h"
+#include "stores/maildir/maildir_settings.h"
+#include "ui/console/input/stream_lines.h"
+#include "ui/console/output/script_output.h"
+#include "ui/forms/about/listed_system_information.h"
+
+namespace relaybird {
+namespace {
+
+/// Of the lines that scripts read and write; docs/console.md.
+constexpr int kProtocol = 1;
+
+std::string stateFile(const XdgFolders& folders, const char* name) {
+  return folders.stateFolder() + "/rbx/" + name;
+}
+
+}  // namespace
+
+ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, std::ostream& err)
+    : identity_(std::move(identity)),
+      manual_(std::move(manual)),
+      err_(err),
+      trace_(files_, clock_, stateFile(folders_, "rbxdb.txt"), stateFile(folders_, "rbxkey/db")),
+      input_(standardInputKind()),
+      sink_(STDOUT_FILENO, signals_.descriptor(), [this] { outputBroken(); }) {}
+
+/// The store goes last of what works, and may have a last line for a log that is gone.
+ConsoleApplication::~ConsoleApplication() {
+  signalWatch_.reset();
+  session_.reset();
+  program_.reset();
+  observer_.reset();
+  forms_.reset();
+  store_.reset();
+}
+
+int ConsoleApplication::run() {
+  if (!prepareStore()) return 2;
+  if (!lockMailbox()) return 1;
+  makeConsole();
+  makeForms();
+  listenToSignals();
+  session_->begin([this] { startUp(); });
+  loop_.runUntil([this] { return session_->ended(); });
+  forms_->shutDown();
+  return status_ != 0 ? status_ : session_->exitStatus();
+}
+
+bool ConsoleApplication::prepareStore() {
+  const std::string file = locatePreferenceFile({files_, profiles_, folders_, osVersion_});
+  const auto reader = profiles_.read(file);
+  mailbox_.store = mailStoreName(*reader);
+  auto store =
+      openStore(mailbox_.store, *reader, file,
+                {files_, clock_, loop_, folders_.stateFolder(), [this](const std::string& line) {
+                   if (forms_) forms_->log().AddToLog(line);
+                 }});
+  if (!store) {
+    err_ << identity_.name << ": " << store.error().text << '\n';
+    return false;
+  }
+  store_ = std::move(*store);
+  mailbox_.place = store_->place();
+  return true;
+}
+
+bool ConsoleApplication::lockMailbox() {
+  auto lock = InstanceLock::take(
+      files_, folders_.stateFolder(), mailbox_,
+      {identity_.name, static_cast<long>(::getpid()), clock_.toText(clock_.now())});
+  if (!lock) {
+    err_ << identity_.name << ": " << lock.error().text << '\n';
+    return false;
+  }
+  lock_ = std::move(*lock);
+  return true;
+}
+
+void ConsoleApplication::makeConsole() {
+  const bool person = input_ == InputKind::kPerson;
+  if (person) {
+    const TerminalManner manner = standardTerminalManner();
+    auto output = std::make_unique<TerminalOutput>(sink_, manner);
+    auto lines =
+        makeTerminalLines({loop_, sink_, STDIN_FILENO, STDOUT_FILENO, manner.movesCursor,
+                           stateFile(folders_, "console-history"), [this](std::string_view line) {
+                             return completions(line, forms_->forms());
+                           }});
+    output->setPrompt(lines.get());
+    output_ = std::move(output);
+    lines_ = std::move(lines);
+  } else {
+    output_ = std::make_unique<ScriptOutput>(sink_);
+    lines_ = std::make_unique<StreamLines>(loop_, STDIN_FILENO);
+  }
+  dialogs_ = std::make_unique<ConsoleDialogs>(
+      DialogsWorld{*output_, [this](const auto& done) { return loop_.runUntil(done); }, person});
+  clipboard_ = std::make_unique<ConsoleClipboard>(person ? &sink_ : nullptr, *output_);
+  helpViewer_ = std::make_unique<ConsoleHelpViewer>(*output_, manual_.topics);
+  systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
+                                                                 files_, startProgram);
+}
+
+void ConsoleApplication::makeForms() {
+  forms_ = std::make_unique<ProgramForms>(ProgramWorld{
+      store_->factory(), files_, profiles_, folders_, osVersion_, clock_, sleeper_, loop_, loop_,
+      trace_, *dialogs_, screen_, *clipboard_, *helpViewer_, *systemInformation_, tray_,
+      identity_.version, defaultHelpFile(files_, programFolder())});
+  frmRelaybird& main = forms_->main();
+  observer_ = std::make_unique<ConsoleObserver>(
+      forms_->forms(),
+      ConsoleObserver::News{&main.lblCurrentActions, &main.txtStatus, &main.txtNumberForwarded,
+                            &forms_->log().lstLog},
+      *output_);
+  program_ = std::make_unique<ProgramCommands>(
+      *forms_,
+      std::vector<Fact>{{"version", identity_.versionText},
+                        {"mail-store", mailbox_.store + " " + mailbox_.place}},
+      std::move(manual_));
+  session_ = std::make_unique<ConsoleSession>(SessionWorld{
+      loop_, loop_, *lines_, *output_, *dialogs_, *program_, input_, [this] { end(); }});
+  screen_.onEnd([this] { session_->end(); });
+}
+
+void ConsoleApplication::listenToSignals() {
+  signalWatch_ = loop_.watchReadable(signals_.descriptor(), [this] {
+    if (signals_.take() == SIGHUP) {
+      hungUp();
+    } else {
+      terminated();
+    }
+  });
+}
+
+void ConsoleApplication::startUp() {
+  output_->event("program", identity_.name + " " + identity_.versionText + ", protocol " +
+                                std::to_string(kProtocol));
+  if (!forms_->start()) {
+    status_ = 1;
+    session_->end();
+    return;
+  }
+  if (!session_->ended()) greet();
+}
+
+void ConsoleApplication::greet() {
+  for (const auto& [kind, text] : program_->status()) output_->reply(kind, text);
+  if (forms_->main().prf().GetForwardAddress().empty()) {
+    output_->event("note",
+                   "no address to forward to is set; one is by: settings txtAddress ADDRESS");
+  }
+}
+
+/// Called from within any output.
+void ConsoleApplication::outputBroken() {
+  status_ = 1;
+  loop_.post([this] { session_->end(); });
+}
+
+void ConsoleApplication::terminated() {
+  sink_.hurry();
+  session_->end();
+}
+
+void ConsoleApplication::hungUp() {
+  if (input_ == InputKind::kPerson) {
+    session_->end();
+  } else if (!session_->ended()) {
+    forms_->readPreferencesAgain();
+    output_->event("note", "the preferences have been read again");
+  }
+}
+
+/// A pass that is on the stack ends after the item in hand; the loops return after it.
+void ConsoleApplication::end() {
+  forms_->shutDown();
+  loop_.quit();
+}
+
+}  // namespace relaybird

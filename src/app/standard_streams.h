@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ui/console/console_session.h"
+#include "ui/console/output/terminal_output.h"
+
+namespace relaybird {
+
+/// Opens the null device for each of the standard streams that the program was started without, so
+/// that no file of its own ever gets their numbers.
+void completeStandardStreams();
+
+/// What standard input and output are together: a person only where both are terminals.
+InputKind standardInputKind();
+
+/// What the terminal on standard output can do, by TERM and NO_COLOR (no-color.org).
+TerminalManner standardTerminalManner();
+
+/// Has the character functions take text as the user's terminal sends it: by his locale, and as
+/// UTF-8 where that knows ASCII alone.
+void useTerminalCharacters();
+
+}  // namespace relaybird

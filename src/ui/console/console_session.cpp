@@ -1,0 +1,315 @@
+// SPDX-License-Identifier: MIT
+#include "ui/console/console_session.h"
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "platform/text/number_text.h"
+#include "ui/console/command_table.h"
+#include "ui/console/text/quoting.h"
+
+namespace relaybird {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// How often it is looked whether the end of a check has come.
+constexpr milliseconds kIdleLook{20};
+/// And whether a program without input still has something to do.
+constexpr milliseconds kWorkLook{1000};
+/// A year: more is a slip of the finger.
+constexpr double kLongestWait = 366.0 * 24 * 3600;
+
+constexpr const char* kPrompt = "relaybird> ";
+
+std::optional<milliseconds> readSeconds(std::string_view text) {
+  const auto seconds = readNumber(text);
+  if (!seconds || *seconds < 0 || *seconds > kLongestWait) return std::nullopt;
+  return milliseconds(static_cast<std::int64_t>(*seconds * 1000));
+}
+
+}  // namespace
+
+/// The wait command that runs now.
+struct ConsoleSession::Wait {
+  bool forIdle = false;
+  bool over = false;  ///< its time has run out
+  std::unique_ptr<Timer> limit;
+  std::unique_ptr<Timer> look;
+};
+
+/// Counts one more command inside, also when it throws.
+class ConsoleSession::Inside {
+ public:
+  explicit Inside(int& depth) : depth_(depth) { ++depth_; }
+  ~Inside() { --depth_; }
+  Inside(const Inside&) = delete;
+  Inside& operator=(const Inside&) = delete;
+
+ private:
+  int& depth_;
+};
+
+ConsoleSession::ConsoleSession(SessionWorld world)
+    : world_(std::move(world)), commands_(world_.program, world_.out) {
+  world_.dialogs.setObserver([this] { boxAsks(); }, [this] { boxAnswered(); });
+}
+
+ConsoleSession::~ConsoleSession() {
+  world_.dialogs.setObserver([] {}, [] {});
+}
+
+void ConsoleSession::begin(const std::function<void()>& startUp) {
+  setPrompt();
+  world_.lines.listen([this] { pump(); });
+  {
+    const Inside inside(depth_);
+    starting_ = true;
+    startUp();
+    starting_ = false;
+  }
+  workTimer_ = world_.timers.makeTimer(kWorkLook, [this] { lookForWork(); });
+  pumpLater();
+}
+
+void ConsoleSession::pumpLater() {
+  world_.events.post([this, alive = std::weak_ptr(alive_)] {
+    if (!alive.expired()) pump();
+  });
+}
+
+void ConsoleSession::end() {
+  if (std::exchange(ended_, true)) return;
+  tellUnusedAnswers();
+  wait_.reset();
+  workTimer_.reset();
+  world_.dialogs.close();
+  world_.endProgram();
+}
+
+void ConsoleSession::setPrompt() {
+  const BoxView* box = world_.dialogs.question();
+  if (box == nullptr) {
+    world_.lines.setPrompt(kPrompt, false);
+  } else {
+    world_.lines.setPrompt(box->choices.empty() ? "answer> " : joined(box->choices) + "> ", true);
+  }
+}
+
+/// Whether a command has to wait for another one. A script's commands run one after the other; a
+/// person may type `stop` while a check that he started is under way.
+bool ConsoleSession::holdsCommands() const {
+  return starting_ || (world_.input != InputKind::kPerson && (depth_ > 0 || wait_ != nullptr));
+}
+
+bool ConsoleSession::takesLines() const {
+  return !ended_ && !answered_ && (world_.dialogs.asking() || !holdsCommands());
+}
+
+void ConsoleSession::pump() {
+  while (takesLines()) {
+    const auto line = world_.lines.next();
+    if (!line) break;
+    handle(*line);
+  }
+  if (inputOver_ && depth_ == 0 && !wait_) handleEnd();
+}
+
+void ConsoleSession::handle(const InputLine& line) {
+  world_.out.lineEntered();
+  switch (line.kind) {
+    case InputLine::Kind::kEnd:
+      inputOver_ = true;
+      world_.dialogs.close();
+      return;
+    case InputLine::Kind::kUnusable:
+      world_.out.error(line.text);
+      return;
+    case InputLine::Kind::kText:
+    default:
+      handleText(line.text);
+  }
+}
+
+void ConsoleSession::handleText(std::string_view text) {
+  if (world_.dialogs.asking() && answerBox(text)) return;
+  std::string_view rest = text;
+  const std::string_view name = takeWord(rest);
+  if (name.empty() || name.front() == '#') return;
+  const CommandInfo* info = findCommand(name);
+  if (const BoxView* box = world_.dialogs.question(); box && (!info || !info->whileAsking)) {
+    world_.out.error("a box waits for an answer: " + box->title +
+                     (box->choices.empty() ? "" : " (" + joined(box->choices) + ")"));
+  } else if (info == nullptr) {
+    world_.out.error("there is no command " + inQuotes(name) + "; help lists them");
+  } else {
+    const auto last = rest.find_last_not_of(" \t");
+    runCommand(info->name, rest.substr(0, last == std::string_view::npos ? 0 : last + 1));
+  }
+}
+
+/// Takes a line without a command as the answer to the box that waits; false where it is none.
+bool ConsoleSession::answerBox(std::string_view text) {
+  const bool person = world_.input == InputKind::kPerson;
+  const std::string value = trimBlanks(text);
+  const bool freeText = person && world_.dialogs.question()->choices.empty();
+  const bool nothing = person && value.empty();
+  if (!freeText && !world_.dialogs.offers(value)) {
+    // Enter alone decides nothing; the question just stands there again.
+    return nothing;
+  }
+  if (value.empty() && !person) return false;
+  finish(world_.dialogs.answer(value));
+  return true;
+}
+
+void ConsoleSession::runCommand(std::string_view name, std::string_view rest) {
+  if (wait_) endWait(Error{0, "the wait was cut short"});
+  if (name == "wait") {
+    const auto begun = beginWait(rest);
+    if (!begun) finish(begun);
+    return;
+  }
+  if (name == "quit" || name == "exit") {
+    tellUnusedAnswers();
+    finish({});
+    end();
+    return;
+  }
+  finish(outcomeOf(name, rest));
+}
+
+Result<void> ConsoleSession::outcomeOf(std::string_view name, std::string_view rest) {
+  const Inside inside(depth_);
+  if (name == "answer") return answer(rest);
+  if (name == "answers") return answers(rest);
+  try {
+    return commands_.run(name, rest);
+  } catch (const std::exception& error) {
+    return Error{0, error.what()};
+  }
+}
+
+void ConsoleSession::finish(const Result<void>& outcome) {
+  hasWorked_ = hasWorked_ || world_.program.forwardingOn();
+  if (outcome) {
+    world_.out.ok();
+  } else {
+    world_.out.error(outcome.error().text);
+  }
+}
+
+Result<void> ConsoleSession::answer(std::string_view rest) {
+  auto values = splitWords(rest);
+  if (!values) return values.error();
+  if (values->empty()) return Error{0, "answer takes what to answer"};
+  if (world_.dialogs.asking()) {
+    if (auto taken = world_.dialogs.answer(values->front()); !taken) return taken;
+    values->erase(values->begin());
+  }
+  world_.dialogs.queue(std::move(*values));
+  return {};
+}
+
+Result<void> ConsoleSession::answers(std::string_view rest) {
+  if (rest == "clear") {
+    world_.dialogs.clearQueue();
+    return {};
+  }
+  if (!rest.empty()) return Error{0, "answers takes clear, or nothing"};
+  for (const std::string& value : world_.dialogs.queued()) {
+    world_.out.replyFields("queued", inQuotes(value));
+  }
+  return {};
+}
+
+Result<void> ConsoleSession::beginWait(std::string_view rest) {
+  const std::string what = asciiLower(takeWord(rest));
+  const bool forIdle = what == "idle";
+  const auto time = readSeconds(forIdle ? rest : std::string_view(what));
+  if (forIdle ? !rest.empty() && !time : !time || !rest.empty()) {
+    return Error{0, "wait takes idle, idle SECONDS, or SECONDS"};
+  }
+  wait_ = std::make_unique<Wait>();
+  wait_->forIdle = forIdle;
+  if (time) {
+    wait_->over = time->count() == 0;
+    wait_->limit = world_.timers.makeTimer(*time, [this] {
+      wait_->over = true;
+      checkWait();
+    });
+    wait_->limit->setEnabled(true);
+  }
+  if (forIdle) {
+    wait_->look = world_.timers.makeTimer(kIdleLook, [this] { checkWait(); });
+    wait_->look->setEnabled(true);
+  }
+  checkWait();
+  return {};
+}
+
+void ConsoleSession::checkWait() {
+  if (wait_->forIdle && world_.program.idle()) {
+    endWait({});
+  } else if (wait_->over) {
+    endWait(wait_->forIdle ? Result<void>(Error{0, "something still runs"}) : Result<void>());
+  }
+}
+
+void ConsoleSession::endWait(const Result<void>& outcome) {
+  wait_.reset();
+  finish(outcome);
+  pumpLater();
+}
+
+void ConsoleSession::boxAsks() {
+  setPrompt();
+  // Nobody can answer while his own line is held up.
+  if (wait_) endWait(Error{0, "a box waits for an answer: " + world_.dialogs.question()->title});
+  pumpLater();
+}
+
+/// The box's own caller goes on before any further line is taken.
+void ConsoleSession::boxAnswered() {
+  answered_ = true;
+  setPrompt();
+  world_.events.post([this, alive = std::weak_ptr(alive_)] {
+    if (alive.expired()) return;
+    answered_ = false;
+    pump();
+  });
+}
+
+void ConsoleSession::handleEnd() {
+  if (ended_) return;
+  if (world_.input != InputKind::kNothing) {
+    end();
+    return;
+  }
+  if (workTimer_ && !workTimer_->enabled()) {
+    workTimer_->setEnabled(true);
+    lookForWork();
+  }
+}
+
+/// Nobody can switch forwarding on any more: without it there is nothing left to do.
+void ConsoleSession::lookForWork() {
+  hasWorked_ = hasWorked_ || world_.program.forwardingOn();
+  if (world_.program.forwardingOn() || !world_.program.idle()) return;
+  exitStatus_ = hasWorked_ ? 0 : 1;
+  world_.out.event("note", hasWorked_
+                               ? "forwarding has been switched off and nobody can switch it "
+                                 "on again: the program ends"
+                               : "there is no input and forwarding is off: the program ends");
+  end();
+}
+
+void ConsoleSession::tellUnusedAnswers() {
+  for (const std::string& value : world_.dialogs.queued()) {
+    world_.out.event("note", "no box has asked for the answer " + inQuotes(value));
+  }
+  world_.dialogs.clearQueue();
+}
+
+}  // namespace relaybird

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+#include "ui/console/output/terminal_output.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/text/utf8_text.h"
+#include "ui/console/text/quoting.h"
+
+namespace relaybird {
+namespace {
+
+// ECMA-48 select graphic rendition.
+constexpr const char* kBold = "1";
+constexpr const char* kDim = "2";
+constexpr const char* kRed = "31";
+constexpr const char* kYellow = "33";
+constexpr const char* kCyan = "36";
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+std::string withoutDigits(std::string text) {
+  text.erase(std::remove_if(text.begin(), text.end(), isDigit), text.end());
+  return text;
+}
+
+bool tellsProgress(const std::string& before, const std::string& now) {
+  return std::any_of(now.begin(), now.end(), isDigit) &&
+         withoutDigits(before) == withoutDigits(now);
+}
+
+/// Its own lines kept, everything else of it made harmless.
+std::string laidOut(std::string_view text, const std::string& indent) {
+  std::string out;
+  while (true) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    std::string_view line = text.substr(0, end);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    out += indent + printable(line) + "\n";
+    if (end == text.size()) return out;
+    text.remove_prefix(end + 1);
+  }
+}
+
+/// "running-since" -> "Running since".
+std::string label(std::string_view kind) {
+  std::string words(kind);
+  std::replace(words.begin(), words.end(), '-', ' ');
+  if (!words.empty() && words.front() >= 'a' && words.front() <= 'z') {
+    words.front() = static_cast<char>(words.front() - 'a' + 'A');
+  }
+  return words;
+}
+
+/// What the user can type now.
+std::string howToAnswer(const BoxView& box) {
+  switch (box.kind) {
+    case BoxView::Kind::kInput:
+      return "Type the answer; an empty line cancels.";
+    case BoxView::Kind::kFile:
+      return "Type the file's path; an empty line cancels.";
+    case BoxView::Kind::kMenu:
+      return "Choose: " + joined(box.choices) + "; an empty line chooses nothing.";
+    case BoxView::Kind::kMessage:
+    default:
+      break;
+  }
+  if (box.choices.size() == 1) return "Press Enter for " + box.choices.front() + ".";
+  return "Answer: " + joined(box.choices) + "?";
+}
+
+}  // namespace
+
+TerminalOutput::TerminalOutput(TextSink& sink, TerminalManner manner)
+    : sink_(sink), manner_(std::move(manner)) {}
+
+std::string TerminalOutput::inColour(const char* colour, const std::string& text) const {
+  return manner_.colours ? "\x1b[" + std::string(colour) + "m" + text + "\x1b[0m" : text;
+}
+
+void TerminalOutput::print(const std::string& lines) {
+  lastStatus_.clear();
+  if (prompt_ != nullptr) prompt_->hide();
+  sink_.write(lines);
+  if (prompt_ != nullptr) prompt_->showSoon();
+}
+
+std::string TerminalOutput::cutToScreen(const std::string& text) const {
+  std::string_view left = text;
+  std::string cut;
+  for (int room = std::max(manner_.columns() - 1, 10); room > 0 && !left.empty(); --room) {
+    const std::string_view before = left;
+    takeCharacter(left);
+    cut += before.substr(0, before.size() - left.size());
+  }
+  return cut;
+}
+
+void TerminalOutput::status(const std::string& text) {
+  if (text.empty()) return;
+  const bool inPlace =
+      manner_.movesCursor && !lastStatus_.empty() && tellsProgress(lastStatus_, text);
+  // Up to the line of the former one, to its beginning, and off with it.
+  const std::string over = inPlace ? "\x1b[A\r\x1b[K" : "";
+  print(over + inColour(kCyan, cutToScreen(printable(text))) + "\n");
+  lastStatus_ = text;
+}
+
+void TerminalOutput::logLine(const std::string& text) {
+  print(printable(text) + "\n");
+}
+
+void TerminalOutput::event(std::string_view kind, const std::string& text) {
+  print(inColour(kDim, kind == "note" ? printable(text) : label(kind) + ": " + printable(text)) +
+        "\n");
+}
+
+void TerminalOutput::form(const Form& form, bool open) {
+  print(inColour(kDim, "[" + printable(form.caption()) +
+                           (open ? " is open: show " + form.name() : " is closed") + "]") +
+        "\n");
+}
+
+void TerminalOutput::box(const BoxView& box) {
+  const char* colour = box.icon == BoxIcon::kCritical      ? kRed
+                       : box.icon == BoxIcon::kExclamation ? kYellow
+                                                           : kBold;
+  const std::string mark = box.icon == BoxIcon::kNone ? "" : "(!) ";
+  print("\n" + inColour(colour, mark + printable(box.title)) + "\n" + laidOut(box.text, "  "));
+}
+
+void TerminalOutput::boxWaits(const BoxView& box) {
+  print(inColour(kBold, howToAnswer(box)) + "\n");
+}
+
+void TerminalOutput::boxAnswered(const BoxView&, const std::string& answer) {
+  print(inColour(kDim, "  -> " + printable(answer)) + "\n");
+}
+
+void TerminalOutput::reply(std::string_view kind, const std::string& text) {
+  if (kind == "line" || kind == "help") {
+    print(laidOut(text, ""));
+  } else {
+    print(label(kind) + ": " + printable(text) + "\n");
+  }
+}
+
+void TerminalOutput::replyFields(std::string_view, const std::string& fields) {
+  print("  " + fields + "\n");
+}
+
+void TerminalOutput::error(const std::string& text) {
+  print(inColour(kRed, "error: " + printable(text)) + "\n");
+}
+
+}  // namespace relaybird

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// What the windows need of a desktop, where there is a terminal or a pipe in its place.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/posix/main_loop.h"
+#include "ui/console/output/console_output.h"
+#include "ui/console/output/text_sink.h"
+#include "ui/forms/form_world.h"
+#include "ui/forms/tray/mod_systray.h"
+
+namespace relaybird {
+
+/// What has changed is printed as it changes: nothing is left to be drawn.
+class ConsoleScreen : public Screen {
+ public:
+  /// `loop` must outlive it.
+  explicit ConsoleScreen(MainLoop& loop) : loop_(loop) {}
+  /// Who ends the program when a window says so.
+  void onEnd(std::function<void()> end) { end_ = std::move(end); }
+
+  void repaint() override {}
+  void processPendingEvents() override { loop_.processPending(); }
+  void endProgram() override { end_(); }
+  /// A character takes a column, and a column is the pixel of this screen.
+  std::int32_t textWidth(const std::string& text) const override;
+
+ private:
+  MainLoop& loop_;
+  std::function<void()> end_ = [] {};
+};
+
+/// The terminal's own clipboard, by its control sequence OSC 52. Whether the terminal has one, and
+/// lets programs write to it, it does not say.
+class ConsoleClipboard : public Clipboard {
+ public:
+  /// `sink` must outlive it; null where there is no terminal.
+  ConsoleClipboard(TextSink* sink, ConsoleOutput& out) : sink_(sink), out_(out) {}
+  Result<void> setText(const std::string& text) override;
+
+ private:
+  TextSink* sink_;
+  ConsoleOutput& out_;
+};
+
+/// A compiled help file cannot be shown here; the same topics can be read by `help TOPIC`.
+class ConsoleHelpViewer : public HelpViewer {
+ public:
+  /// `out` must outlive it.
+  ConsoleHelpViewer(ConsoleOutput& out, std::vector<std::string> topics)
+      : out_(out), topics_(std::move(topics)) {}
+  Result<void> show(const std::string& file) override;
+
+ private:
+  ConsoleOutput& out_;
+  std::vector<std::string> topics_;
+};
+
+/// A terminal has no notification area.
+class NoTray : public TrayPlatform {
+ public:
+  bool available() override { return false; }
+  WindowHandle mainWindow() override { return 0; }
+  IconHandle mainIcon() override { return 0; }
+  void addIcon(const NotifyIconRecord&) override {}
+  void deleteIcon(const NotifyIconRecord&) override {}
+  WindowProcedure replaceProcedure(WindowHandle, WindowProcedure) override {
+    return [](const WindowMessage&) { return std::intptr_t{0}; };
+  }
+  void setForegroundWindow(WindowHandle) override {}
+};
+
+}  // namespace relaybird

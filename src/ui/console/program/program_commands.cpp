@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "ui/console/program/program_commands.h"
+
+#include <utility>
+
+#include "ui/console/control/control_input.h"
+#include "ui/console/program/settings_list.h"
+#include "ui/console/text/quoting.h"
+
+namespace relaybird {
+
+ProgramCommands::ProgramCommands(ProgramForms& forms, std::vector<Fact> facts, Manual manual)
+    : forms_(forms), facts_(std::move(facts)), manual_(std::move(manual)) {}
+
+Result<void> ProgramCommands::mainWindowTakesInput() {
+  const Form* before = forms_.main().modal();
+  if (before == nullptr) return {};
+  return Error{0, before->name() + " is open in front of " + forms_.main().name()};
+}
+
+Result<void> ProgramCommands::start() {
+  if (auto ready = mainWindowTakesInput(); !ready) return ready;
+  if (forwardingOn()) return Error{0, "forwarding is on already"};
+  if (!idle()) return Error{0, "a check is under way"};
+  forms_.main().StartForwarding();
+  return {};
+}
+
+Result<void> ProgramCommands::stop() {
+  if (auto ready = mainWindowTakesInput(); !ready) return ready;
+  if (!forwardingOn()) return Error{0, "forwarding is off"};
+  forms_.main().StopForwarding();
+  return {};
+}
+
+Result<void> ProgramCommands::test() {
+  if (auto ready = mainWindowTakesInput(); !ready) return ready;
+  if (!forwardingOn() && !forms_.main().cmdForwardNow.enabled()) {
+    return Error{0, "a test is under way"};
+  }
+  forms_.main().testCycle();
+  return {};
+}
+
+std::vector<Fact> ProgramCommands::status() {
+  frmRelaybird& main = forms_.main();
+  std::vector<Fact> facts = facts_;
+  const std::string& words = main.engine().session().storeWords();
+  facts.insert(facts.end(),
+               {{"preferences", main.prf().GetPrefIniFname()},
+                {"addresses", main.txtStatusFwdTo.text()},
+                {"format", main.picDestCellPhone.visible() ? "cell phone" : "standard e-mail"},
+                {"automation", main.txtStatus.text()},
+                {"running-since", main.txtRunningSince.text()},
+                {"number-forwarded", main.txtNumberForwarded.text()},
+                {"minutes-to-next-check", main.txtMinToNextFwd.text()},
+                {"action", main.lblCurrentActions.text()}});
+  if (!words.empty()) facts.emplace_back("mail-store-says", words);
+  return facts;
+}
+
+/// A closed dialog may still hold a value that was refused: it is filled as for opening it.
+std::vector<Setting> ProgramCommands::settings() {
+  if (!forms_.settings().visible()) forms_.main().prf().ClassToForm();
+  return settingsOf(forms_.settings(), forms_.settings().tabPrefs);
+}
+
+Result<void> ProgramCommands::changeSetting(std::string_view name, const std::string& value) {
+  if (auto ready = mainWindowTakesInput(); !ready) return ready;
+  frmPrefs& dialog = forms_.settings();
+  Control* control = dialog.find(name);
+  if (control == nullptr || !control->tab()) {
+    return Error{0, "there is no setting " + inQuotes(name) + "; settings lists them"};
+  }
+  forms_.main().showprefs();
+  auto changed = setControl(*control, value);
+  auto closed = clickControl(changed ? dialog.cmdOK : dialog.cmdCancel);
+  return changed ? closed : changed;
+}
+
+}  // namespace relaybird

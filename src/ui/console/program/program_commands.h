@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ui/console/console_program.h"
+#include "ui/forms/program_forms.h"
+
+namespace relaybird {
+
+/// The user's manual.
+struct Manual {
+  /// A topic as text; none where there is no such.
+  std::function<std::optional<std::string>(std::string_view words)> find = [](std::string_view) {
+    return std::nullopt;
+  };
+  std::vector<std::string> topics;
+};
+
+/// The whole program as the console drives it. Its commands do what the windows' buttons do, and
+/// are refused while another window stands in front of the main one.
+class ProgramCommands : public ConsoleProgram {
+ public:
+  /// `facts` come first in what status() says. `forms` must outlive it.
+  ProgramCommands(ProgramForms& forms, std::vector<Fact> facts, Manual manual);
+
+  std::vector<Form*> forms() override { return forms_.forms(); }
+  Result<void> start() override;
+  Result<void> stop() override;
+  /// Also while forwarding is on: the program then says itself why it does not test.
+  Result<void> test() override;
+  std::vector<Fact> status() override;
+  std::vector<Setting> settings() override;
+  Result<void> changeSetting(std::string_view name, const std::string& value) override;
+  const std::vector<std::string>& log() override { return forms_.log().lstLog.list(); }
+  std::optional<std::string> helpTopic(std::string_view words) override {
+    return manual_.find(words);
+  }
+  std::vector<std::string> helpTopics() override { return manual_.topics; }
+  bool idle() override { return forms_.idle(); }
+  bool forwardingOn() override { return forms_.main().engine().state().forwardingOn; }
+
+ private:
+  Result<void> mainWindowTakesInput();
+
+  ProgramForms& forms_;
+  std::vector<Fact> facts_;
+  Manual manual_;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: MIT
+#include "ui/console/text/quoting.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+namespace relaybird {
+namespace {
+
+constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kHexDigits = "0123456789abcdef";
+
+unsigned byteOf(char c) {
+  return static_cast<unsigned char>(c);
+}
+
+/// The code of the character that the text begins with and its length in bytes; a length of 0
+/// where no valid UTF-8 begins.
+struct Leading {
+  std::uint32_t code = 0;
+  std::size_t length = 0;
+};
+
+Leading leadingCharacter(std::string_view text) {
+  const unsigned lead = byteOf(text.front());
+  if (lead < 0x80) return {lead, 1};
+  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return {};
+  std::uint32_t code = lead & (0x7FU >> length);
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byteOf(text[i]) & 0xC0) != 0x80) return {};
+    code = (code << 6) | (byteOf(text[i]) & 0x3F);
+  }
+  constexpr std::uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
+  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+  if (code < kLeast[length] || code > 0x10FFFF || surrogate) return {};
+  return {code, length};
+}
+
+bool isUnsafe(std::uint32_t code) {
+  return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x2028 || code == 0x2029 ||
+         (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
+void appendHex(std::string& out, std::string_view bytes) {
+  for (const char c : bytes) {
+    out += "\\x";
+    out += kHexDigits[byteOf(c) >> 4];
+    out += kHexDigits[byteOf(c) & 0xF];
+  }
+}
+
+/// The letter that stands for the character after a backslash; 0 where it has none.
+char escapeLetter(std::uint32_t code) {
+  switch (code) {
+    case '\\':
+      return '\\';
+    case '\n':
+      return 'n';
+    case '\r':
+      return 'r';
+    case '\t':
+      return 't';
+    default:
+      return 0;
+  }
+}
+
+enum class Manner { kEscape, kQuote, kPrint };
+
+std::string written(std::string_view text, Manner manner) {
+  std::string out;
+  out.reserve(text.size() + 2);
+  while (!text.empty()) {
+    const Leading first = leadingCharacter(text);
+    const std::string_view bytes = text.substr(0, first.length == 0 ? 1 : first.length);
+    text.remove_prefix(bytes.size());
+    const char letter = first.length == 1 ? escapeLetter(first.code) : '\0';
+    if (manner == Manner::kPrint && (letter == '\\' || letter == 't')) {
+      out += letter == 't' ? ' ' : letter;
+    } else if (letter != 0 || (manner == Manner::kQuote && first.code == '"')) {
+      out += '\\';
+      out += letter != 0 ? letter : '"';
+    } else if (first.length == 0 || isUnsafe(first.code)) {
+      appendHex(out, bytes);
+    } else {
+      out += bytes;
+    }
+  }
+  return out;
+}
+
+std::optional<unsigned> hexDigit(char c) {
+  const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
+  const auto at = kHexDigits.find(lower);
+  if (at == std::string_view::npos) return std::nullopt;
+  return static_cast<unsigned>(at);
+}
+
+/// Takes the rest of an escape off the text, whose backslash is gone already.
+std::optional<char> takeEscape(std::string_view& text) {
+  if (text.empty()) return std::nullopt;
+  const char letter = text.front();
+  text.remove_prefix(1);
+  switch (letter) {
+    case 'n':
+      return '\n';
+    case 'r':
+      return '\r';
+    case 't':
+      return '\t';
+    case '\\':
+    case '"':
+      return letter;
+    default:
+      break;
+  }
+  if (letter != 'x' || text.size() < 2) return std::nullopt;
+  const auto high = hexDigit(text[0]);
+  const auto low = hexDigit(text[1]);
+  text.remove_prefix(2);
+  if (!high || !low) return std::nullopt;
+  return static_cast<char>(*high * 16 + *low);
+}
+
+void skipBlanks(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+}
+
+/// Takes a word in quotes off the text, whose opening quote is there.
+Result<std::string> takeQuoted(std::string_view& text) {
+  text.remove_prefix(1);
+  std::string word;
+  while (!text.empty() && text.front() != '"') {
+    const char c = text.front();
+    text.remove_prefix(1);
+    if (c != '\\') {
+      word += c;
+      continue;
+    }
+    const auto meant = takeEscape(text);
+    if (!meant) return Error{0, R"(after a backslash in quotes comes one of n r t x \ ")"};
+    word += *meant;
+  }
+  if (text.empty()) return Error{0, "a closing quote is missing"};
+  text.remove_prefix(1);
+  if (!text.empty() && kBlanks.find(text.front()) == std::string_view::npos) {
+    return Error{0, "a blank must follow the closing quote"};
+  }
+  return word;
+}
+
+}  // namespace
+
+std::string escaped(std::string_view text) {
+  return written(text, Manner::kEscape);
+}
+
+std::string inQuotes(std::string_view text) {
+  return '"' + written(text, Manner::kQuote) + '"';
+}
+
+std::string printable(std::string_view text) {
+  return written(text, Manner::kPrint);
+}
+
+std::string_view takeWord(std::string_view& line) {
+  skipBlanks(line);
+  const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
+  line.remove_prefix(word.size());
+  skipBlanks(line);
+  return word;
+}
+
+Result<std::vector<std::string>> splitWords(std::string_view line) {
+  std::vector<std::string> words;
+  skipBlanks(line);
+  while (!line.empty()) {
+    if (line.front() == '"') {
+      auto word = takeQuoted(line);
+      if (!word) return word.error();
+      words.push_back(std::move(*word));
+      skipBlanks(line);
+    } else {
+      words.emplace_back(takeWord(line));
+    }
+  }
+  return words;
+}
+
+Result<std::string> readValue(std::string_view rest) {
+  skipBlanks(rest);
+  if (rest.empty() || rest.front() != '"') {
+    const auto last = rest.find_last_not_of(kBlanks);
+    return std::string(rest.substr(0, last == std::string_view::npos ? 0 : last + 1));
+  }
+  auto value = takeQuoted(rest);
+  skipBlanks(rest);
+  if (value && !rest.empty()) return Error{0, "there is more after the closing quote"};
+  return value;
+}
+
+std::string whyNoCommand(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const Leading first = leadingCharacter(bytes);
+    if (first.length == 0) return "the line is not UTF-8";
+    if (first.code == 0) return "the line holds a NUL character";
+    if (first.code != '\t' && isUnsafe(first.code)) return "the line holds control characters";
+    bytes.remove_prefix(first.length);
+  }
+  return {};
+}
+
+}  // namespace relaybird

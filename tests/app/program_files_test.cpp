@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#include "app/program_files.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/posix/posix_file_system.h"
+#include "support/fake_clock.h"
+#include "support/temp_folder.h"
+
+namespace relaybird {
+namespace {
+
+TEST(ProgramFiles, TheHelpFileIsWhereItIsInstalledElseBesideTheProgram) {
+  TempFolder temp;
+  FakeClock clock;
+  RecordingSleeper sleeper(clock);
+  PosixFileSystem files(sleeper);
+  const std::string installed = temp.path("share/relaybird/rbx.chm");
+  std::filesystem::create_directories(temp.path("bin"));
+  std::filesystem::create_directories(temp.path("share/relaybird"));
+  EXPECT_EQ(defaultHelpFile(files, temp.path("bin")), installed) << "to be told where to look";
+  writeBytes(temp.path("bin/rbx.chm"), "x");
+  EXPECT_EQ(defaultHelpFile(files, temp.path("bin")), temp.path("bin/rbx.chm"));
+  writeBytes(installed, "x");
+  EXPECT_EQ(defaultHelpFile(files, temp.path("bin")), installed);
+}
+
+TEST(ProgramFiles, TheProgramKnowsItsFolder) {
+  EXPECT_TRUE(std::filesystem::is_regular_file(programFolder() + "/app_test"));
+}
+
+}  // namespace
+}  // namespace relaybird

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include "app/store_openers.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/posix/main_loop.h"
+#include "platform/posix/posix_clock.h"
+#include "platform/posix/posix_file_system.h"
+#include "platform/profile/profile_file.h"
+#include "support/fake_clock.h"
+#include "support/temp_folder.h"
+
+namespace relaybird {
+namespace {
+
+class StoreOpenersTest : public testing::Test {
+ protected:
+  auto open(const std::string& name, const std::string& section) {
+    const std::string file = temp.path("rbx_prefs.ini");
+    writeBytes(file, "[mail]\n" + section);
+    const auto reader = profiles.read(file);
+    return openStore(name, *reader, file,
+                     {files, clock, loop, temp.path("state"), [](const std::string&) {}});
+  }
+
+  TempFolder temp;
+  FakeClock fakeClock;
+  RecordingSleeper sleeper{fakeClock};
+  PosixFileSystem files{sleeper};
+  PosixClock clock;
+  MainLoop loop;
+  ProfileFile profiles{files};
+};
+
+TEST_F(StoreOpenersTest, OpensAMaildirWithoutTouchingIt) {
+  auto store = open("maildir", "maildir=" + temp.path("Mail") + "\naddress=me@here.example\n");
+  ASSERT_TRUE(store) << store.error().text;
+  EXPECT_EQ((*store)->place(), temp.path("Mail"));
+  EXPECT_FALSE(std::filesystem::exists(temp.path("Mail")));
+  EXPECT_FALSE(std::filesystem::exists(temp.path("state")));
+  EXPECT_THROW((void)(*store)->factory().CreateObject(prog_id::kApplication), MailStoreError);
+}
+
+TEST_F(StoreOpenersTest, APlaceIsTheSameByEveryName) {
+  std::filesystem::create_directory(temp.path("Mail"));
+  std::filesystem::create_directory_symlink(temp.path("Mail"), temp.path("Link"));
+  auto store = open("maildir", "maildir=" + temp.path("Link") + "\naddress=me@here.example\n");
+  ASSERT_TRUE(store);
+  EXPECT_EQ((*store)->place(), std::filesystem::canonical(temp.path("Mail")).string());
+}
+
+TEST_F(StoreOpenersTest, AnUnknownStoreIsAnErrorThatNamesTheFileAndTheKnownOnes) {
+  const auto store = open("pigeon", "");
+  ASSERT_FALSE(store);
+  EXPECT_EQ(store.error().text, "The mail store \"pigeon\" that " + temp.path("rbx_prefs.ini") +
+                                    " names is not known; there is maildir");
+}
+
+TEST_F(StoreOpenersTest, ACommandThatCannotBeReadIsAnError) {
+  const auto store = open("maildir", "sendmail=/usr/sbin/sendmail \"-t\naddress=me@here.example\n");
+  ASSERT_FALSE(store);
+  EXPECT_FALSE(store.error().text.empty());
+}
+
+}  // namespace
+}  // namespace relaybird

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include "platform/posix/descriptor.h"
+#include "ui/console/console_fixture.h"
+#include "ui/console/output/text_sink.h"
+
+namespace relaybird {
+namespace {
+
+TEST(ScriptOutput, EveryItemIsOneLine) {
+  Transcript transcript;
+  ScriptOutput out(transcript);
+  out.status("Checking inbox now...");
+  out.logLine("a\r\nok\n\x1b[2J");
+  out.event("note", "");
+  out.reply("line", "x\ty");
+  out.error("no \"that\"");
+  out.ok();
+  EXPECT_EQ(transcript.text,
+            "status: Checking inbox now...\nlog: a\\r\\nok\\n\\x1b[2J\nnote:\nline: x\\ty\n"
+            "error: no \"that\"\nok\n");
+}
+
+/// Writes down when it is hidden and shown.
+class RecordingPrompt : public Prompt {
+ public:
+  explicit RecordingPrompt(Transcript& transcript) : transcript_(transcript) {}
+  void hide() override { transcript_.text += "<hide>"; }
+  void showSoon() override { transcript_.text += "<show>"; }
+
+ private:
+  Transcript& transcript_;
+};
+
+class TerminalOutputTest : public testing::Test {
+ protected:
+  Transcript transcript;
+  TerminalOutput plain{transcript, {false, true, [] { return 30; }}};
+  TerminalOutput coloured{transcript, {true, true, [] { return 30; }}};
+};
+
+TEST_F(TerminalOutputTest, ALineIsPrintedInPlaceOfThePrompt) {
+  RecordingPrompt prompt(transcript);
+  plain.setPrompt(&prompt);
+  plain.logLine("forwarded it");
+  EXPECT_EQ(transcript.text, "<hide>forwarded it\n<show>");
+}
+
+TEST_F(TerminalOutputTest, TheStepsOfAPassTakeOneAnothersPlace) {
+  plain.status("Checking unread item 1 of 300");
+  plain.status("Checking unread item 2 of 300");
+  plain.logLine("forwarded it");
+  plain.status("Checking unread item 3 of 300");
+  plain.lineEntered();
+  plain.status("Checking unread item 4 of 300");
+  plain.status("Completed check of inbox");
+  EXPECT_EQ(transcript.text,
+            "Checking unread item 1 of 300\n"
+            "\x1b[A\r\x1b[KChecking unread item 2 of 300\n"
+            "forwarded it\n"
+            "Checking unread item 3 of 300\n"
+            "Checking unread item 4 of 300\n"
+            "Completed check of inbox\n");
+}
+
+TEST_F(TerminalOutputTest, ATerminalThatCannotMoveItsCursorGetsALineEach) {
+  TerminalOutput dumb(transcript, {false, false, [] { return 80; }});
+  dumb.status("Checking unread item 1 of 3");
+  dumb.status("Checking unread item 2 of 3");
+  EXPECT_EQ(transcript.text, "Checking unread item 1 of 3\nChecking unread item 2 of 3\n");
+}
+
+TEST_F(TerminalOutputTest, AStatusNeverTakesMoreThanOneRow) {
+  plain.status("Checking unread item 10000 of 30000 items");
+  EXPECT_EQ(transcript.text, "Checking unread item 10000 of\n");
+}
+
+TEST_F(TerminalOutputTest, MailCannotControlTheTerminal) {
+  plain.logLine("forwarded \x1b]0;owned\x07 c:\\new");
+  plain.reply("action", "\x1b[2J");
+  EXPECT_EQ(transcript.text, "forwarded \\x1b]0;owned\\x07 c:\\new\nAction: \\x1b[2J\n");
+}
+
+TEST_F(TerminalOutputTest, ABoxKeepsItsLines) {
+  plain.box({BoxView::Kind::kMessage, "Problem", "one\r\n\r\ntwo", BoxIcon::kCritical, {"OK"}});
+  plain.boxWaits({BoxView::Kind::kMessage, "Problem", "", BoxIcon::kCritical, {"OK"}});
+  plain.boxWaits({BoxView::Kind::kMessage, "Problem", "", BoxIcon::kNone, {"Yes", "No"}});
+  EXPECT_EQ(transcript.text,
+            "\n(!) Problem\n  one\n  \n  two\nPress Enter for OK.\nAnswer: Yes, No?\n");
+}
+
+TEST_F(TerminalOutputTest, ColoursAreThereOnlyWhereTheyAreWanted) {
+  coloured.error("no");
+  EXPECT_EQ(transcript.take(), "\x1b[31merror: no\x1b[0m\n");
+  plain.error("no");
+  EXPECT_EQ(transcript.take(), "error: no\n");
+}
+
+class DescriptorSinkTest : public testing::Test {
+ protected:
+  DescriptorSinkTest() {
+    int ends[2];
+    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    reading = Descriptor(ends[0]);
+    writing = Descriptor(ends[1]);
+    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    stopReading = Descriptor(ends[0]);
+    stopWriting = Descriptor(ends[1]);
+    former = ::signal(SIGPIPE, SIG_IGN);
+  }
+  ~DescriptorSinkTest() override { ::signal(SIGPIPE, former); }
+
+  Descriptor reading;
+  Descriptor writing;
+  Descriptor stopReading;
+  Descriptor stopWriting;
+  int broken = 0;
+  void (*former)(int) = SIG_DFL;
+};
+
+TEST_F(DescriptorSinkTest, AReaderThatHasGoneIsToldOnce) {
+  DescriptorSink out(writing.get(), stopReading.get(), [this] { ++broken; });
+  reading.close();
+  out.write("one\n");
+  out.write("two\n");
+  EXPECT_EQ(broken, 1);
+}
+
+TEST_F(DescriptorSinkTest, AReaderThatDoesNotReadCannotHoldUpAProgramThatIsToEnd) {
+  DescriptorSink out(writing.get(), stopReading.get(), [this] { ++broken; });
+  ASSERT_EQ(::write(stopWriting.get(), "x", 1), 1);
+  out.write(std::string(10 << 20, 'x'));
+  out.hurry();
+  out.write("more\n");
+  EXPECT_EQ(broken, 0);
+}
+
+TEST_F(DescriptorSinkTest, WhatAFullDiskRefusesIsLostAndTheRestGoesOn) {
+  const Descriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+  if (!full) GTEST_SKIP() << "this system has no /dev/full";
+  DescriptorSink out(full.get(), -1, [this] { ++broken; });
+  out.write("one\n");
+  out.write("two\n");
+  EXPECT_EQ(broken, 0);
+}
+
+}  // namespace
+}  // namespace relaybird
