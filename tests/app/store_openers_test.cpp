@@ -56,8 +56,8 @@ TEST_F(StoreOpenersTest, AnUnknownStoreIsAnErrorThatNamesTheFileAndTheKnownOnes)
                                     " names is not known; there is maildir");
 }
 
-TEST_F(StoreOpenersTest, ACommandThatCannotBeReadIsAnError) {
-  const auto store = open("maildir", "sendmail=/usr/sbin/sendmail \"-t\naddress=me@here.example\n");
+TEST_F(StoreOpenersTest, ADeliveryCommandWithoutItsWholePathIsAnError) {
+  const auto store = open("maildir", "sendmail=sendmail -t\naddress=me@here.example\n");
   ASSERT_FALSE(store);
   EXPECT_FALSE(store.error().text.empty());
 }
