@@ -66,10 +66,12 @@ void AddressCheck::run(const std::string& addresses) {
   }
 }
 
+/// The button's caption is the only sign of progress: what the status line says is about checks of
+/// the inbox, and would stay there.
 AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
   const CaptionWhileChecking caption(button_);
   try {
-    if (world_.session.ResetOlkObj(true, false, true) < kSessionReady) {
+    if (world_.session.ResetOlkObj(true, false, false) < kSessionReady) {
       logNoSession();
       return {{}, world_.session.errorText()};
     }

@@ -66,6 +66,11 @@ TEST_F(AddressCheckTest, WhatLooksLikeAnAddressIsNotAskedFor) {
   EXPECT_THAT(asked, IsEmpty());
 }
 
+TEST_F(AddressCheckTest, TheStatusLineIsLeftAlone) {
+  check("Dave");
+  EXPECT_EQ(status(), "Current Status - Automatic forwarding turned off");
+}
+
 TEST_F(AddressCheckTest, NamesAreResolvedByTheMailApplication) {
   store_.setKnownName("Carol", "carol@work.example");
   check("Carol; a@b.example");
