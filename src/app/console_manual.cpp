@@ -15,9 +15,17 @@ std::string nameAndTitle(const HelpTopic& topic) {
   return std::string(topic.name) + ": " + std::string(topic.title);
 }
 
+/// Cells of a table row are divided by tabs, which a terminal would set far apart.
+std::string asLines(std::string text) {
+  for (std::size_t tab = text.find('\t'); tab != std::string::npos; tab = text.find('\t', tab)) {
+    text.replace(tab, 1, " - ");
+  }
+  return text;
+}
+
 std::optional<std::string> find(std::string_view words) {
   if (const HelpTopic* topic = findHelpTopic(words)) {
-    return htmlToText(topic->html);
+    return asLines(htmlToText(topic->html));
   }
   const std::vector<const HelpTopic*> mentioning = searchHelpTopics(words);
   if (mentioning.empty()) {

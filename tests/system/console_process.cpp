@@ -93,6 +93,9 @@ std::string onePreference(const std::string& more) {
 ConsoleProcess::ConsoleProcess(const ConsoleHome& home, Streams streams,
                                std::vector<std::string> arguments)
     : arguments_(std::move(arguments)) {
+  auto [lifeRead, lifeWrite] = makePipe();
+  life_ = std::move(lifeRead);
+  ::fcntl(lifeWrite.get(), F_SETFD, 0);
   if (streams == Streams::kTerminal) {
     startOnTerminal(home);
   } else {
@@ -198,9 +201,18 @@ void ConsoleProcess::signal(int number) const {
   EXPECT_EQ(::kill(child_, number), 0);
 }
 
+bool ConsoleProcess::endsInTime() const {
+  pollfd living{life_.get(), POLLIN, 0};
+  return ::poll(&living, 1, static_cast<int>(std::chrono::milliseconds(kPatience).count())) > 0;
+}
+
 int ConsoleProcess::wait() {
   const int patience = static_cast<int>(std::chrono::milliseconds(kPatience).count());
   while (readMore(patience)) {
+  }
+  if (!endsInTime()) {
+    ADD_FAILURE() << "the program does not end; it printed:\n" << pending_;
+    ::kill(child_, SIGKILL);
   }
   int status = 0;
   const pid_t ended = ::waitpid(std::exchange(child_, -1), &status, 0);

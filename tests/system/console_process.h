@@ -62,7 +62,7 @@ class ConsoleProcess {
   pid_t id() const { return child_; }
 
   /// Reads the rest of its output and waits for its end. The exit status; the negative signal where
-  /// one has ended it.
+  /// one has ended it. Fails the test and kills it where it has not ended after half a minute.
   int wait();
   /// What it has printed since the last expect().
   const std::string& rest() const { return pending_; }
@@ -71,6 +71,7 @@ class ConsoleProcess {
  private:
   void startOverPipes(const ConsoleHome& home, Streams streams);
   void startOnTerminal(const ConsoleHome& home);
+  bool endsInTime() const;
   [[noreturn]] void become(const ConsoleHome& home) const;
   bool readMore(int timeout);
 
@@ -79,6 +80,7 @@ class ConsoleProcess {
   Descriptor input_;
   Descriptor output_;
   Descriptor errors_;
+  Descriptor life_;  ///< a pipe whose other side the process alone holds
   std::string pending_;
 };
 

@@ -90,7 +90,7 @@ TEST_F(TerminalOutputTest, ABoxKeepsItsLines) {
   plain.boxWaits({BoxView::Kind::kMessage, "Problem", "", BoxIcon::kCritical, {"OK"}});
   plain.boxWaits({BoxView::Kind::kMessage, "Problem", "", BoxIcon::kNone, {"Yes", "No"}});
   EXPECT_EQ(transcript.text,
-            "\n(!) Problem\n  one\n  \n  two\nPress Enter for OK.\nAnswer: Yes, No?\n");
+            "\n(!) Problem\n  one\n\n  two\nPress Enter for OK.\nAnswer: Yes, No?\n");
 }
 
 TEST_F(TerminalOutputTest, ColoursAreThereOnlyWhereTheyAreWanted) {

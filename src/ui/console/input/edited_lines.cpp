@@ -134,7 +134,8 @@ EditedLines::EditedLines(TerminalWorld world)
   ::el_set(editor, EL_PROMPT, giveKeyPrompt);
   ::el_set(editor, EL_HIST, ::history, static_cast<void*>(history_.get()));
   ::el_set(editor, EL_GETCFN, giveKey);
-  ::el_set(editor, EL_ADDFN, "relaybird-complete", "Completes a word", giveCompletion);
+  // The wide call keeps the names; the other one copies them and never frees the copies.
+  ::el_wset(editor, EL_ADDFN, L"relaybird-complete", L"Completes a word", giveCompletion);
   ::el_set(editor, EL_BIND, "^I", "relaybird-complete", nullptr);
   ::el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
   ::el_source(editor, nullptr);  // the user's own key bindings, where he has some

@@ -6,6 +6,7 @@
 
 #include "platform/text/utf8_text.h"
 #include "ui/console/text/quoting.h"
+#include "ui/console/text/word_wrap.h"
 
 namespace relaybird {
 namespace {
@@ -31,14 +32,15 @@ bool tellsProgress(const std::string& before, const std::string& now) {
          withoutDigits(before) == withoutDigits(now);
 }
 
-/// Its own lines kept, everything else of it made harmless.
-std::string laidOut(std::string_view text, const std::string& indent) {
+/// Its own lines kept and broken where they are too long to read, everything else of it made
+/// harmless.
+std::string laidOut(std::string_view text, std::size_t width, const std::string& indent) {
   std::string out;
   while (true) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     std::string_view line = text.substr(0, end);
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    out += indent + printable(line) + "\n";
+    out += wrapped(printable(line), width, indent);
     if (end == text.size()) return out;
     text.remove_prefix(end + 1);
   }
@@ -98,6 +100,12 @@ std::string TerminalOutput::cutToScreen(const std::string& text) const {
   return cut;
 }
 
+std::size_t TerminalOutput::textWidth() const {
+  constexpr int kReadable = 100;
+  constexpr int kNarrowest = 20;
+  return static_cast<std::size_t>(std::clamp(manner_.columns() - 1, kNarrowest, kReadable));
+}
+
 void TerminalOutput::status(const std::string& text) {
   if (text.empty()) return;
   const bool inPlace =
@@ -128,7 +136,8 @@ void TerminalOutput::box(const BoxView& box) {
                        : box.icon == BoxIcon::kExclamation ? kYellow
                                                            : kBold;
   const std::string mark = box.icon == BoxIcon::kNone ? "" : "(!) ";
-  print("\n" + inColour(colour, mark + printable(box.title)) + "\n" + laidOut(box.text, "  "));
+  print("\n" + inColour(colour, mark + printable(box.title)) + "\n" +
+        laidOut(box.text, textWidth(), "  "));
 }
 
 void TerminalOutput::boxWaits(const BoxView& box) {
@@ -140,8 +149,10 @@ void TerminalOutput::boxAnswered(const BoxView&, const std::string& answer) {
 }
 
 void TerminalOutput::reply(std::string_view kind, const std::string& text) {
-  if (kind == "line" || kind == "help") {
-    print(laidOut(text, ""));
+  if (kind == "line") {
+    print(printable(text) + "\n");
+  } else if (kind == "help") {
+    print(laidOut(text, textWidth(), ""));
   } else {
     print(label(kind) + ": " + printable(text) + "\n");
   }

@@ -51,6 +51,8 @@ class TerminalOutput : public ConsoleOutput {
   void print(const std::string& lines);
   std::string inColour(const char* colour, const std::string& text) const;
   std::string cutToScreen(const std::string& text) const;
+  /// Of running text, in characters.
+  std::size_t textWidth() const;
 
   TextSink& sink_;
   TerminalManner manner_;
