@@ -45,12 +45,9 @@ class ProgramForms::Bridge : public PrefForms {
   Dialogs& dialogs_;
 };
 
-ProgramForms::ProgramForms(ProgramWorld world)
+ProgramForms::ProgramForms(const ProgramWorld& world)
     : log_({world.clock, world.screen, world.clipboard, world.dialogs}),
-      main_({world.objects, world.files, world.profiles, world.folders, world.osVersion,
-             world.clock, world.sleeper, world.timers, world.events, world.trace, log_,
-             world.dialogs, world.screen, world.helpViewer, world.version,
-             std::move(world.defaultHelpFile)}),
+      main_(world, log_),
       settings_(
           {main_.prf(), main_.engine().session(), world.objects, log_, world.clock, world.dialogs}),
       about_(world.version, world.systemInformation, world.dialogs),

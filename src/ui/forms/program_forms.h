@@ -11,36 +11,15 @@
 #include "ui/forms/about/frm_about.h"
 #include "ui/forms/log/frm_log.h"
 #include "ui/forms/main/frm_relaybird.h"
+#include "ui/forms/program_world.h"
 #include "ui/forms/settings/frm_prefs.h"
 #include "ui/forms/tray/mod_systray.h"
 
 namespace relaybird {
 
-/// Everything that the program needs of the world. All must outlive it.
-struct ProgramWorld {
-  ObjectFactory& objects;
-  FileSystem& files;
-  ProfileStrings& profiles;
-  const SpecialFolders& folders;
-  const OsVersion& osVersion;
-  const Clock& clock;
-  Sleeper& sleeper;
-  TimerMaker& timers;
-  EventQueue& events;
-  TraceLog& trace;
-  Dialogs& dialogs;
-  Screen& screen;
-  Clipboard& clipboard;
-  HelpViewer& helpViewer;
-  SystemInformation& systemInformation;
-  TrayPlatform& tray;
-  ProgramVersion version;
-  std::string defaultHelpFile;
-};
-
 class ProgramForms {
  public:
-  explicit ProgramForms(ProgramWorld world);
+  explicit ProgramForms(const ProgramWorld& world);
   ~ProgramForms();
 
   /// Loads and shows the main window, and switches forwarding on where the preferences say so.

@@ -27,8 +27,9 @@ std::shared_ptr<AutomationObject> tryCreate(ObjectFactory& objects, std::string_
 
 }  // namespace
 
-frmRelaybird::frmRelaybird(MainFormWorld world)
+frmRelaybird::frmRelaybird(ProgramWorld world, ActivityLog& log)
     : world_(std::move(world)),
+      log_(log),
       display_(*this, world_.screen, [this] { testOver(); }),
       help_({world_.files, world_.profiles, world_.folders, world_.dialogs, world_.helpViewer},
             world_.defaultHelpFile),
@@ -51,11 +52,11 @@ PrefWorld frmRelaybird::prefWorld() {
           world_.objects,
           itemReaders(world_.objects),
           [this](const std::string& file) { help_.setLocation(file); },
-          [this](const std::string& line) { world_.log.AddToLogV(line); }};
+          [this](const std::string& line) { log_.AddToLogV(line); }};
 }
 
 EngineWorld frmRelaybird::engineWorld() {
-  return {world_.objects, prf_,         display_,       world_.log,
+  return {world_.objects, prf_,         display_,       log_,
           world_.trace,   world_.clock, world_.sleeper, world_.timers};
 }
 

@@ -14,8 +14,8 @@
 #include "ui/forms/help/help_file.h"
 #include "ui/forms/main/main_controls.h"
 #include "ui/forms/main/main_display.h"
-#include "ui/forms/main/main_form_world.h"
 #include "ui/forms/main/progress.h"
+#include "ui/forms/program_world.h"
 
 namespace relaybird {
 
@@ -33,7 +33,8 @@ struct OtherForms {
 
 class frmRelaybird : public MainControls {
  public:
-  explicit frmRelaybird(MainFormWorld world);
+  /// The log must outlive it.
+  frmRelaybird(ProgramWorld world, ActivityLog& log);
   ~frmRelaybird() override;
   /// Before anything else is called.
   void connect(OtherForms forms);
@@ -113,7 +114,8 @@ class frmRelaybird : public MainControls {
   void say(const std::string& text, const std::string& title, BoxIcon icon);
   std::string nowText() const { return world_.clock.toText(world_.clock.now()); }
 
-  MainFormWorld world_;
+  ProgramWorld world_;
+  ActivityLog& log_;
   std::unique_ptr<OtherForms> forms_;
   MainDisplay display_;
   HelpFile help_;

@@ -41,7 +41,7 @@ bool frmRelaybird::openSessionWith(bool getInbox, bool getSync, bool showStatus)
   }
   engine_.status().SetStatusLabel("Error activating Outlook");
   if (!session.storeWords().empty()) {
-    world_.log.AddToLog(nowText() + "--> " + session.storeWords());
+    log_.AddToLog(nowText() + "--> " + session.storeWords());
   }
   say(session.errorText(), "Error", BoxIcon::kCritical);
   return false;
@@ -60,7 +60,7 @@ bool frmRelaybird::checkApplication() {
   try {
     return CheckOlkVer(engine_.session().application()->Version());
   } catch (const MailStoreError& error) {
-    world_.log.AddToLog(nowText() + "--> " + error.what());
+    log_.AddToLog(nowText() + "--> " + error.what());
     return false;
   }
 }
@@ -114,7 +114,7 @@ bool frmRelaybird::addressesListed(int count, std::string_view dialogName) {
 void frmRelaybird::switchOn(bool bAutoStart) {
   engine_.pass().ResetIgnoreList();
   state().activationTime = world_.clock.now();
-  world_.log.AddToLog("--- Forwarding turned ON at " + nowText() + " ---");
+  log_.AddToLog("--- Forwarding turned ON at " + nowText() + " ---");
   state().forwardingOn = true;
   txtRunningSince.setText(nowText());
   showRunning(true);
@@ -152,13 +152,13 @@ void frmRelaybird::StopForwarding() {
   showRunning(false);
   engine_.status().ResetMinUntilCheckText();
   // The time is that of switching on, or of the last test cycle.
-  world_.log.AddToLog("--- Forwarding turned OFF at " +
-                      world_.clock.toText(state().activationTime) + " ---");
+  log_.AddToLog("--- Forwarding turned OFF at " + world_.clock.toText(state().activationTime) +
+                " ---");
   engine_.status().SetStatusToPreset();
 }
 
 int frmRelaybird::GetValidEmail(std::string& address) {
-  while (!bolCheckEmailAddress(world_.log, address)) {
+  while (!bolCheckEmailAddress(log_, address)) {
     const std::string prompt =
         address.empty()
             ? "You don't seem to have a valid Email address set in the preferences for your mail "

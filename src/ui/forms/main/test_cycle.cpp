@@ -41,14 +41,14 @@ std::string outcomeText(const EngineState& state) {
 template <class Step>
 auto frmRelaybird::bracketed(std::string_view name, Step step) {
   const std::string line = std::string(kStepPrefix) + std::string(name);
-  world_.log.AddToLogV(line + "_pre");
+  log_.AddToLogV(line + "_pre");
   auto result = step();
-  world_.log.AddToLogV(line + "_post");
+  log_.AddToLogV(line + "_post");
   return result;
 }
 
 void frmRelaybird::testCycle() {
-  world_.log.AddToLogV("CmdForwardNow Entered");
+  log_.AddToLogV("CmdForwardNow Entered");
   cmdForwardNow.setEnabled(false);
   if (!mayTest()) {
     cmdForwardNow.setEnabled(!state().forwardingOn);
@@ -66,7 +66,7 @@ bool frmRelaybird::mayTest() {
   }
   if (world_.dialogs.messageBox({kExplanation, "Test Explanation:", BoxButtons::kOkCancel}) !=
       BoxAnswer::kOk) {
-    world_.log.AddToLogV("CmdForwardNow Cancelled");
+    log_.AddToLogV("CmdForwardNow Cancelled");
     engine_.status().SetStatusToPreset();
     return false;
   }
@@ -118,7 +118,7 @@ bool frmRelaybird::testConfirmed() {
 }
 
 bool frmRelaybird::testSessionOpens() {
-  world_.log.AddToLogV(std::string(kStepPrefix) + "m_bBusyFwd");
+  log_.AddToLogV(std::string(kStepPrefix) + "m_bBusyFwd");
   if (state().m_bBusyFwd) {
     return false;
   }

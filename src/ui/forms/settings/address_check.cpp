@@ -52,7 +52,7 @@ struct AddressCheck::Outcome {
   std::optional<std::string> failure;
 };
 
-AddressCheck::AddressCheck(AddressCheckWorld world, Control& button)
+AddressCheck::AddressCheck(PrefsFormWorld world, Control& button)
     : world_(world), button_(button) {}
 
 void AddressCheck::run(const std::string& addresses) {

@@ -5,30 +5,17 @@
 #include <memory>
 #include <string>
 
-#include "engine/mail_session.h"
 #include "engine/mail_store.h"
-#include "engine/report/activity_log.h"
-#include "platform/clock.h"
-#include "prefs/cls_pref.h"
+#include "prefs/preference_fields.h"
 #include "ui/forms/model/control.h"
-#include "ui/forms/model/dialogs.h"
+#include "ui/forms/settings/prefs_form_world.h"
 
 namespace relaybird {
-
-/// What the check works with. All must outlive it.
-struct AddressCheckWorld {
-  clsPref& prf;
-  MailSession& session;
-  ObjectFactory& objects;
-  ActivityLog& log;
-  const Clock& clock;
-  Dialogs& dialogs;
-};
 
 class AddressCheck {
  public:
   /// The button's caption tells that a check runs.
-  AddressCheck(AddressCheckWorld world, Control& button);
+  AddressCheck(PrefsFormWorld world, Control& button);
 
   /// Tells the outcome in a box and leaves it in the preference object. Returns when the mail
   /// application has answered for every entry; throws nothing.
@@ -46,7 +33,7 @@ class AddressCheck {
   void tellUnresolved(const StringList& unresolved);
   void keepOutcome(bool good);
 
-  AddressCheckWorld world_;
+  PrefsFormWorld world_;
   Control& button_;
 };
 

@@ -144,9 +144,7 @@ void frmPrefs::cancel() {
 }
 
 void frmPrefs::validateAddresses() {
-  AddressCheck check(
-      {world_.prf, world_.session, world_.objects, world_.log, world_.clock, world_.dialogs},
-      cmdValidateAd);
+  AddressCheck check(world_, cmdValidateAd);
   check.run(txtAddress.text());
 }
 

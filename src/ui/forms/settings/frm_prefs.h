@@ -5,25 +5,10 @@
 
 #include <string>
 
-#include "engine/mail_session.h"
-#include "engine/mail_store.h"
-#include "engine/report/activity_log.h"
-#include "platform/clock.h"
-#include "prefs/cls_pref.h"
-#include "ui/forms/model/dialogs.h"
 #include "ui/forms/settings/prefs_controls.h"
+#include "ui/forms/settings/prefs_form_world.h"
 
 namespace relaybird {
-
-/// What the dialog works with. All must outlive it.
-struct PrefsFormWorld {
-  clsPref& prf;
-  MailSession& session;
-  ObjectFactory& objects;
-  ActivityLog& log;
-  const Clock& clock;
-  Dialogs& dialogs;
-};
 
 class frmPrefs : public PrefsControls {
  public:

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "engine/mail_store.h"
-#include "engine/report/activity_log.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
@@ -14,11 +13,12 @@
 #include "platform/system/trace_log.h"
 #include "ui/forms/form_world.h"
 #include "ui/forms/model/dialogs.h"
+#include "ui/forms/tray/mod_systray.h"
 
 namespace relaybird {
 
-/// What the main window works with. All must outlive it.
-struct MainFormWorld {
+/// Everything that the program needs of the world. All must outlive it.
+struct ProgramWorld {
   ObjectFactory& objects;
   FileSystem& files;
   ProfileStrings& profiles;
@@ -29,10 +29,12 @@ struct MainFormWorld {
   TimerMaker& timers;
   EventQueue& events;
   TraceLog& trace;
-  ActivityLog& log;
   Dialogs& dialogs;
   Screen& screen;
+  Clipboard& clipboard;
   HelpViewer& helpViewer;
+  SystemInformation& systemInformation;
+  TrayPlatform& tray;
   ProgramVersion version;
   /// Where the help file is looked for until the preferences or the user name another place.
   std::string defaultHelpFile;

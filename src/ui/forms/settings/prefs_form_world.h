@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "engine/mail_session.h"
+#include "engine/mail_store.h"
+#include "engine/report/activity_log.h"
+#include "platform/clock.h"
+#include "prefs/cls_pref.h"
+#include "ui/forms/model/dialogs.h"
+
+namespace relaybird {
+
+/// What the settings dialog and its address check work with. All must outlive them.
+struct PrefsFormWorld {
+  clsPref& prf;
+  MailSession& session;
+  ObjectFactory& objects;
+  ActivityLog& log;
+  const Clock& clock;
+  Dialogs& dialogs;
+};
+
+}  // namespace relaybird
