@@ -8,8 +8,6 @@
 #include "app/program_files.h"
 #include "app/standard_streams.h"
 #include "platform/posix/program_starter.h"
-#include "prefs/file/preference_location.h"
-#include "stores/maildir/maildir_settings.h"
 #include "ui/console/input/stream_lines.h"
 #include "ui/console/output/script_output.h"
 #include "ui/forms/about/listed_system_information.h"
@@ -20,17 +18,15 @@ namespace {
 /// Of the lines that scripts read and write; docs/console.md.
 constexpr int kProtocol = 1;
 
-std::string stateFile(const XdgFolders& folders, const char* name) {
-  return folders.stateFolder() + "/rbx/" + name;
-}
-
 }  // namespace
 
 ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, std::ostream& err)
-    : identity_(std::move(identity)),
-      manual_(std::move(manual)),
+    : manual_(std::move(manual)),
       err_(err),
-      trace_(files_, clock_, stateFile(folders_, "rbxdb.txt"), stateFile(folders_, "rbxkey/db")),
+      core_(std::move(identity), loop_,
+            [this](const std::string& line) {
+              if (forms_) forms_->log().AddToLog(line);
+            }),
       input_(standardInputKind()),
       sink_(STDOUT_FILENO, signals_.descriptor(), [this] { outputBroken(); }) {}
 
@@ -41,12 +37,14 @@ ConsoleApplication::~ConsoleApplication() {
   program_.reset();
   observer_.reset();
   forms_.reset();
-  store_.reset();
+  core_.closeStore();
 }
 
 int ConsoleApplication::run() {
-  if (!prepareStore()) return 2;
-  if (!lockMailbox()) return 1;
+  if (const auto refusal = core_.prepare()) {
+    err_ << core_.identity().name << ": " << refusal->text << '\n';
+    return refusal->status;
+  }
   makeConsole();
   makeForms();
   listenToSignals();
@@ -56,36 +54,6 @@ int ConsoleApplication::run() {
   return status_ != 0 ? status_ : session_->exitStatus();
 }
 
-bool ConsoleApplication::prepareStore() {
-  const std::string file = locatePreferenceFile({files_, profiles_, folders_, osVersion_});
-  const auto reader = profiles_.read(file);
-  mailbox_.store = mailStoreName(*reader);
-  auto store =
-      openStore(mailbox_.store, *reader, file,
-                {files_, clock_, loop_, folders_.stateFolder(), [this](const std::string& line) {
-                   if (forms_) forms_->log().AddToLog(line);
-                 }});
-  if (!store) {
-    err_ << identity_.name << ": " << store.error().text << '\n';
-    return false;
-  }
-  store_ = std::move(*store);
-  mailbox_.place = store_->place();
-  return true;
-}
-
-bool ConsoleApplication::lockMailbox() {
-  auto lock = InstanceLock::take(
-      files_, folders_.stateFolder(), mailbox_,
-      {identity_.name, static_cast<long>(::getpid()), clock_.toText(clock_.now())});
-  if (!lock) {
-    err_ << identity_.name << ": " << lock.error().text << '\n';
-    return false;
-  }
-  lock_ = std::move(*lock);
-  return true;
-}
-
 void ConsoleApplication::makeConsole() {
   const bool person = input_ == InputKind::kPerson;
   if (person) {
@@ -93,7 +61,7 @@ void ConsoleApplication::makeConsole() {
     auto output = std::make_unique<TerminalOutput>(sink_, manner);
     auto lines =
         makeTerminalLines({loop_, sink_, STDIN_FILENO, STDOUT_FILENO, manner.movesCursor,
-                           stateFile(folders_, "console-history"), [this](std::string_view line) {
+                           core_.stateFile("console-history"), [this](std::string_view line) {
                              return completions(line, forms_->forms());
                            }});
     output->setPrompt(lines.get());
@@ -108,14 +76,15 @@ void ConsoleApplication::makeConsole() {
   clipboard_ = std::make_unique<ConsoleClipboard>(person ? &sink_ : nullptr, *output_);
   helpViewer_ = std::make_unique<ConsoleHelpViewer>(*output_, manual_.topics);
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
-                                                                 files_, startProgram);
+                                                                 core_.files, startProgram);
 }
 
 void ConsoleApplication::makeForms() {
-  forms_ = std::make_unique<ProgramForms>(ProgramWorld{
-      store_->factory(), files_, profiles_, folders_, osVersion_, clock_, sleeper_, loop_, loop_,
-      trace_, *dialogs_, screen_, *clipboard_, *helpViewer_, *systemInformation_, tray_,
-      identity_.version, defaultHelpFile(files_, programFolder())});
+  forms_ = std::make_unique<ProgramForms>(
+      ProgramWorld{core_.store().factory(), core_.files, core_.profiles, core_.folders,
+                   core_.osVersion, core_.clock, core_.sleeper, loop_, loop_, core_.trace,
+                   *dialogs_, screen_, *clipboard_, *helpViewer_, *systemInformation_, tray_,
+                   core_.identity().version, defaultHelpFile(core_.files, programFolder())});
   frmRelaybird& main = forms_->main();
   observer_ = std::make_unique<ConsoleObserver>(
       forms_->forms(),
@@ -124,8 +93,8 @@ void ConsoleApplication::makeForms() {
       *output_);
   program_ = std::make_unique<ProgramCommands>(
       *forms_,
-      std::vector<Fact>{{"version", identity_.versionText},
-                        {"mail-store", mailbox_.store + " " + mailbox_.place}},
+      std::vector<Fact>{{"version", core_.identity().versionText},
+                        {"mail-store", core_.mailbox().store + " " + core_.mailbox().place}},
       std::move(manual_));
   session_ = std::make_unique<ConsoleSession>(SessionWorld{
       loop_, loop_, *lines_, *output_, *dialogs_, *program_, input_, [this] { end(); }});
@@ -143,8 +112,8 @@ void ConsoleApplication::listenToSignals() {
 }
 
 void ConsoleApplication::startUp() {
-  output_->event("program", identity_.name + " " + identity_.versionText + ", protocol " +
-                                std::to_string(kProtocol));
+  output_->event("program", core_.identity().name + " " + core_.identity().versionText +
+                                ", protocol " + std::to_string(kProtocol));
   if (!forms_->start()) {
     status_ = 1;
     session_->end();

@@ -7,17 +7,9 @@
 #include <ostream>
 #include <string>
 
-#include "app/instance_lock.h"
-#include "app/store_openers.h"
+#include "app/program_core.h"
 #include "platform/posix/main_loop.h"
-#include "platform/posix/posix_clock.h"
-#include "platform/posix/posix_file_system.h"
-#include "platform/posix/posix_sleeper.h"
 #include "platform/posix/watched_signals.h"
-#include "platform/posix/xdg_folders.h"
-#include "platform/profile/profile_file.h"
-#include "platform/system/os_version.h"
-#include "platform/system/trace_file.h"
 #include "ui/console/boxes/console_dialogs.h"
 #include "ui/console/console_session.h"
 #include "ui/console/control/console_observer.h"
@@ -26,13 +18,6 @@
 #include "ui/console/program/program_commands.h"
 
 namespace relaybird {
-
-/// Who this is.
-struct ProgramIdentity {
-  std::string name;         ///< "relaybird-console"
-  std::string versionText;  ///< "1.2.3"
-  ProgramVersion version;
-};
 
 class ConsoleApplication {
  public:
@@ -46,8 +31,6 @@ class ConsoleApplication {
   int run();
 
  private:
-  bool prepareStore();
-  bool lockMailbox();
   void makeConsole();
   void makeForms();
   void listenToSignals();
@@ -58,23 +41,12 @@ class ConsoleApplication {
   void hungUp();
   void end();
 
-  ProgramIdentity identity_;
   Manual manual_;
   std::ostream& err_;
   int status_ = 0;
 
-  PosixSleeper sleeper_;
-  PosixFileSystem files_{sleeper_};
-  PosixClock clock_;
   MainLoop loop_;
-  XdgFolders folders_{files_};
-  NotWindows osVersion_;
-  ProfileFile profiles_{files_};
-  TraceFile trace_;
-
-  Mailbox mailbox_;
-  std::unique_ptr<OpenedStore> store_;
-  std::unique_ptr<InstanceLock> lock_;
+  ProgramCore core_;
 
   InputKind input_;
   WatchedSignals signals_{{{SIGTERM, true}, {SIGINT, true}, {SIGHUP, false}}};

@@ -5,17 +5,13 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "app/console_application.h"
 #include "app/console_manual.h"
+#include "app/program_words.h"
 #include "app/standard_streams.h"
 
 namespace {
-
-constexpr const char* kName = "relaybird-console";
 
 constexpr const char* kHelp =
     "relaybird-console watches an inbox and forwards what passes your rules.\n"
@@ -25,29 +21,12 @@ constexpr const char* kHelp =
     "Exit status: 0 a clean end; 1 it could not start, or nobody reads what it prints; 2 the\n"
     "settings do not allow a start.\n";
 
-/// Answers the words on the command line, where there are any, with an exit status.
-std::optional<int> answerWords(const std::vector<std::string>& words) {
-  if (words.empty()) {
-    return std::nullopt;
-  }
-  if (words == std::vector<std::string>{"--help"}) {
-    std::cout << kHelp;
-    return EXIT_SUCCESS;
-  }
-  if (words == std::vector<std::string>{"--version"}) {
-    std::cout << "Relaybird " RELAYBIRD_VERSION "\n";
-    return EXIT_SUCCESS;
-  }
-  std::cerr << kName << " takes no options but --help and --version, not \"" << words.front()
-            << "\"\n";
-  return 2;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   relaybird::completeStandardStreams();
-  if (const auto status = answerWords({argv + 1, argv + argc})) {
+  const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird-console");
+  if (const auto status = relaybird::answerWords(identity, kHelp, {argv + 1, argv + argc})) {
     return *status;
   }
   // A parent may have handed this down as ignored; the exit status of a delivery command, which
@@ -56,14 +35,10 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   relaybird::useTerminalCharacters();
   try {
-    relaybird::ConsoleApplication application(
-        {kName,
-         RELAYBIRD_VERSION,
-         {RELAYBIRD_VERSION_MAJOR, RELAYBIRD_VERSION_MINOR, RELAYBIRD_VERSION_PATCH}},
-        relaybird::consoleManual(), std::cerr);
+    relaybird::ConsoleApplication application(identity, relaybird::consoleManual(), std::cerr);
     return application.run();
   } catch (const std::exception& error) {
-    std::cerr << kName << ": " << error.what() << '\n';
+    std::cerr << identity.name << ": " << error.what() << '\n';
     return EXIT_FAILURE;
   }
 }

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// What a program of this house is made of before it shows anything: disk, clock, folders,
+// preferences, the mail store, and the lock on the mailbox.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/instance_lock.h"
+#include "app/store_openers.h"
+#include "platform/posix/posix_clock.h"
+#include "platform/posix/posix_file_system.h"
+#include "platform/posix/posix_sleeper.h"
+#include "platform/posix/xdg_folders.h"
+#include "platform/profile/profile_file.h"
+#include "platform/system/os_version.h"
+#include "platform/system/trace_file.h"
+#include "ui/forms/form_world.h"
+
+namespace relaybird {
+
+/// Who this is.
+struct ProgramIdentity {
+  std::string name;         ///< "relaybird-console"
+  std::string versionText;  ///< "1.2.3"
+  ProgramVersion version;
+};
+
+/// Exit statuses of the programs.
+inline constexpr int kCannotStart = 1;
+inline constexpr int kSettingsForbid = 2;
+
+class ProgramCore {
+ public:
+  /// The store reports through `events`, and has lines for the activity log; both must outlive it.
+  ProgramCore(ProgramIdentity identity, EventQueue& events,
+              std::function<void(const std::string& line)> notice);
+
+  /// Why the program cannot start, and its exit status.
+  struct Refusal {
+    int status;
+    std::string text;
+    bool mailboxTaken = false;  ///< another instance works on it
+  };
+  /// Opens the store that the preferences name, and takes the lock on its mailbox.
+  std::optional<Refusal> prepare();
+
+  const ProgramIdentity& identity() const { return identity_; }
+  const Mailbox& mailbox() const { return mailbox_; }
+  OpenedStore& store() { return *store_; }
+  /// Before anything that the store reports to goes.
+  void closeStore() { store_.reset(); }
+  /// A file of the program in the state folder.
+  std::string stateFile(const std::string& name) const;
+
+  PosixSleeper sleeper;
+  PosixFileSystem files{sleeper};
+  PosixClock clock;
+  XdgFolders folders{files};
+  NotWindows osVersion;
+  ProfileFile profiles{files};
+  TraceFile trace;
+
+ private:
+  std::optional<Refusal> openStoreOfPreferences();
+  std::optional<Refusal> lockMailbox();
+
+  ProgramIdentity identity_;
+  EventQueue& events_;
+  std::function<void(const std::string&)> notice_;
+  Mailbox mailbox_;
+  std::unique_ptr<OpenedStore> store_;
+  std::unique_ptr<InstanceLock> lock_;
+};
+
+}  // namespace relaybird
