@@ -36,6 +36,7 @@ void CheckSchedule::startCountdown() {
 
 void CheckSchedule::stopCountdown() {
   tmrMinute_->setEnabled(false);
+  checkDropped_ = state_.syncBusy;
 }
 
 void CheckSchedule::resetMinutesLeft() {
@@ -54,25 +55,30 @@ void CheckSchedule::tmrMinuteTick() {
     --state_.minutesLeft;
     showMinutesLeft();
   }
-  if (state_.minutesLeft == 0 && !state_.m_bBusyFwd && !state_.syncBusy) {
+  if (state_.minutesLeft == 0 && !state_.m_bBusyFwd && !state_.passRunning && !state_.syncBusy) {
     ForwardTrigger();
-    resetMinutesLeft();
+    // Unless the user switched off in the middle of it.
+    if (tmrMinute_->enabled()) {
+      resetMinutesLeft();
+    }
   }
 }
 
 void CheckSchedule::ForwardTrigger() {
+  if (state_.ending) {
+    return;
+  }
   world_.trace.trace("ForwardTrigger Entered");
   const auto refuse = [this](const char* why) {
     world_.log.AddToLog(world_.clock.toText(world_.clock.now()) + "-->" + why);
     pass_.endTestCycle();
   };
-  if (state_.m_bBusyFwd) {
+  if (state_.m_bBusyFwd || state_.passRunning) {
     refuse("Could not check emails because still busy from previous check");
   } else if (state_.syncBusy) {
     refuse("Could not check emails because currently busy synchronizing inbox");
   } else if (!session_.IsOutlookOpen()) {
-    // Objects of an application that has gone away would fail for good.
-    session_.release();
+    session_.dropIfGone();
     SyncStart();
   } else {
     pass_.ForwardMail();
@@ -92,11 +98,16 @@ void CheckSchedule::SyncStart(bool sendSync) {
   state_.syncStartTime = world_.clock.now();
   state_.syncBusy = true;
   state_.sendSync = state_.sendSync || sendSync;
+  checkDropped_ = false;
   tmrSync_->setInterval(kSyncWatch);
   tmrSync_->setEnabled(true);
+  const std::shared_ptr<SyncObject> sync = session_.syncObject();
   status_.showSynchronizing();
   try {
-    session_.syncObject()->Start();
+    // The status text has let events run.
+    if (!state_.ending) {
+      sync->Start();
+    }
   } catch (const MailStoreError& error) {
     state_.syncBusy = false;
     state_.sendSync = false;
@@ -120,8 +131,13 @@ void CheckSchedule::failSync(const std::string& text, const std::string& storeWo
 void CheckSchedule::m_sync_SyncEnd() {
   world_.trace.trace(std::string("SyncEnd Entered (busy=") + (state_.syncBusy ? "true" : "false") +
                      ")");
+  if (insideSyncEnd_) {
+    // Another end, of a synchronisation that the user started: this one's pass still runs.
+    return;
+  }
   if (!state_.syncBusy) {
     world_.trace.trace("m_sync_SyncEnd - Busy is false so exit");
+    tmrSync_->setEnabled(false);
     state_.sendSync = false;
     pass_.endTestCycle();
     return;
@@ -139,12 +155,18 @@ void CheckSchedule::m_sync_SyncEnd() {
 
 void CheckSchedule::finishInboxSync() {
   insideSyncEnd_ = true;
-  pass_.ForwardMail();
+  checkAfterSync();
   insideSyncEnd_ = false;
   state_.syncBusy = false;
   if (sendSyncWaits_) {
     sendSyncWaits_ = false;
     SyncStart(true);
+  }
+}
+
+void CheckSchedule::checkAfterSync() {
+  if (!checkDropped_ && !state_.ending) {
+    pass_.ForwardMail();
   }
 }
 
@@ -168,7 +190,7 @@ void CheckSchedule::giveUpSync() {
   world_.log.AddToLog(now + "--> Inbox synchronization timed out.");
   world_.trace.trace("TmrSync timed out for an inbox sync");
   world_.trace.trace("TmrSync To Trigger Fwd now");
-  pass_.ForwardMail();
+  checkAfterSync();
 }
 
 }  // namespace relaybird

@@ -47,7 +47,8 @@ class CheckSchedule {
 
   /// Sets the minutes to the next check from the preferences, shows them and starts counting.
   void startCountdown();
-  /// Stops counting. The field is left to the caller.
+  /// Stops counting, and drops a check that waits for its synchronisation. The field is left to the
+  /// caller.
   void stopCountdown();
 
   const Timer& tmrMinute() const { return *tmrMinute_; }
@@ -59,6 +60,7 @@ class CheckSchedule {
   void resetMinutesLeft();
   void showMinutesLeft();
   void finishInboxSync();
+  void checkAfterSync();
   void giveUpSync();
   void failSync(const std::string& text, const std::string& storeWords);
 
@@ -71,6 +73,8 @@ class CheckSchedule {
   /// synchronisation asked for by the pass then waits until the flag is cleared.
   bool insideSyncEnd_ = false;
   bool sendSyncWaits_ = false;
+  /// The user has switched off since the running synchronisation was started for a check.
+  bool checkDropped_ = false;
   std::unique_ptr<Timer> tmrMinute_;
   std::unique_ptr<Timer> tmrSync_;
 };

@@ -29,6 +29,18 @@ struct MailSession::Failure {
   std::string storeWords;
 };
 
+/// Counts one ResetOlkObj on the stack.
+class MailSession::Opening {
+ public:
+  explicit Opening(MailSession& session) : session_(session) { ++session_.opening_; }
+  ~Opening() { --session_.opening_; }
+  Opening(const Opening&) = delete;
+  Opening& operator=(const Opening&) = delete;
+
+ private:
+  MailSession& session_;
+};
+
 MailSession::MailSession(ObjectFactory& objects, const EngineState& state, StatusDisplay& status,
                          std::function<void()> onSyncEnd)
     : objects_(objects), state_(state), status_(status), onSyncEnd_(std::move(onSyncEnd)) {}
@@ -38,6 +50,20 @@ MailSession::~MailSession() {
 }
 
 std::int16_t MailSession::ResetOlkObj(bool getInbox, bool getSync, bool showStatus) {
+  std::int16_t result = 0;
+  {
+    const Opening opening(*this);
+    result = open(getInbox, getSync, showStatus);
+  }
+  if (releaseWaits_ && opening_ == 0) {
+    release();
+    errorText_ = kNoApplicationText;
+    return kSessionNoApplication;
+  }
+  return result;
+}
+
+std::int16_t MailSession::open(bool getInbox, bool getSync, bool showStatus) {
   errorText_.clear();
   storeWords_.clear();
   try {
@@ -133,7 +159,17 @@ bool MailSession::IsOutlookOpen() const {
   }
 }
 
+void MailSession::dropIfGone() {
+  if (application_ && !IsOutlookOpen()) {
+    release();
+  }
+}
+
 void MailSession::release() {
+  releaseWaits_ = opening_ > 0;
+  if (releaseWaits_) {
+    return;
+  }
   if (sync_) {
     try {
       sync_->onSyncEnd({});

@@ -41,8 +41,11 @@ class MailSession {
   std::int16_t ResetOlkObj(bool getInbox, bool getSync, bool showStatus);
   /// Whether the held application still answers; false when none is held.
   bool IsOutlookOpen() const;
-  /// Drops every object, so that the next ResetOlkObj starts afresh.
+  /// Drops every object, so that the next ResetOlkObj starts afresh. Inside ResetOlkObj, whose
+  /// status texts let events run, that waits until its end; it then fails.
   void release();
+  /// Drops the objects of an application that has gone away; they would fail for good.
+  void dropIfGone();
 
   /// The fixed text of the last failure; empty after success.
   const std::string& errorText() const { return errorText_; }
@@ -51,10 +54,13 @@ class MailSession {
 
   Application* application() const { return application_.get(); }
   Folder* inbox() const { return inbox_.get(); }
-  SyncObject* syncObject() const { return sync_.get(); }
+  /// Shared, so that it outlives a release in the middle of its use.
+  std::shared_ptr<SyncObject> syncObject() const { return sync_; }
 
  private:
   struct Failure;
+  class Opening;
+  std::int16_t open(bool getInbox, bool getSync, bool showStatus);
   void openApplication(bool showStatus);
   void openNamespace(bool showStatus);
   void openInbox(bool showStatus);
@@ -71,6 +77,8 @@ class MailSession {
   std::shared_ptr<SyncObject> sync_;
   std::string errorText_;
   std::string storeWords_;
+  int opening_ = 0;  ///< how many ResetOlkObj are on the stack
+  bool releaseWaits_ = false;
 };
 
 /// Whether a version text of the mail application is new enough: longer than two characters, and

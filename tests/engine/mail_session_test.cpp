@@ -98,7 +98,7 @@ TEST_F(MailSessionTest, ASynchronisationThatCannotBeObtainedIsReported) {
 
 TEST_F(MailSessionTest, ASecondSynchronisationRequestYieldsZeroAndChangesNothing) {
   session().ResetOlkObj(true, true, false);
-  auto* before = session().syncObject();
+  const auto before = session().syncObject();
   engine_.state().syncBusy = true;
   EXPECT_EQ(session().ResetOlkObj(true, true, false), 0);
   EXPECT_EQ(session().errorText(), "");

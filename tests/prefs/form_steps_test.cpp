@@ -72,9 +72,10 @@ TEST_F(FormStepsTest, TheDialogIsFilledInOneOrder) {
   EXPECT_EQ(prefs().ClassToForm(), 1);
   EXPECT_THAT(
       forms_.writes,
-      ElementsAre("txtMinutes=2.5", "chkForwardStart=0", "chkIgnoreExistingMsg=0",
-                  "chkIncludeAttachments=1", "chkLimitFileSize=0", "chkBcc=0", "txtMaxFileSize=1",
-                  "txtMaxToForward=1000", "opbFwdAll=1", "opbFwdOnly=0", "opbFwdAllBut=0",
+      ElementsAre("chkForwardStart=0", "chkForwardingOnAtStartup=0", "txtMinutes=2.5",
+                  "chkForwardStart=0", "chkIgnoreExistingMsg=0", "chkIncludeAttachments=1",
+                  "chkLimitFileSize=0", "chkBcc=0", "txtMaxFileSize=1", "txtMaxToForward=1000",
+                  "opbFwdAll=1", "opbFwdOnly=0", "opbFwdAllBut=0",
                   "txtAddresses=", "chkContentFilter=0", "cmbTextToCheck=0", "cmbTypeOfMatch=0",
                   "txtWordMatch=urgent; now; ", "txtAddress=a@b.example; ",
                   "chkForwardingOnAtStartup=0", "SetCellPrefs=true", "SetMainFrmCellPref=true"));

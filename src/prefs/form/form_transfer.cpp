@@ -95,7 +95,11 @@ void clsPref::store(const FormValues& values) {
 
 int clsPref::ClassToForm() {
   try {
-    fillForm(connected(forms_));
+    // The start-up options exclude each other: one that is still set would speak against the other
+    // as it is being filled in.
+    connected(forms_).setValue("chkForwardStart", 0);
+    forms_->setValue("chkForwardingOnAtStartup", 0);
+    fillForm(*forms_);
     forms_->SetMainFrmCellPref(fields_.mbolFormatForCellPhone);
     return kStored;
   } catch (const std::exception& error) {

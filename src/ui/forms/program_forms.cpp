@@ -48,8 +48,8 @@ class ProgramForms::Bridge : public PrefForms {
 ProgramForms::ProgramForms(const ProgramWorld& world)
     : log_({world.clock, world.screen, world.clipboard, world.dialogs}),
       main_(world, log_),
-      settings_(
-          {main_.prf(), main_.engine().session(), world.objects, log_, world.clock, world.dialogs}),
+      settings_({main_.prf(), main_.engine().session(), world.objects, log_, world.clock,
+                 world.dialogs, world.screen}),
       about_(world.version, world.systemInformation, world.dialogs),
       tray_(world.tray, [this] { main_.SysTrayMouseEventHandler(); }),
       bridge_(std::make_unique<Bridge>(main_, settings_, world.dialogs)) {
@@ -62,6 +62,9 @@ ProgramForms::~ProgramForms() = default;
 bool ProgramForms::start() {
   if (!main_.load()) {
     return false;
+  }
+  if (main_.engine().state().ending) {
+    return true;
   }
   main_.show();
   if (main_.prf().bolTurnOnFwdOnStartup()) {

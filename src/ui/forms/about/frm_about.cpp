@@ -29,6 +29,8 @@ frmAbout::frmAbout(ProgramVersion version, SystemInformation& information, Dialo
       dialogs_(dialogs) {
   lblDescription.setText(kDescription);
   lblDisclaimer.setText(kDisclaimer);
+  setDefaultButton(cmdOk);
+  setCancelButton(cmdOk);
   cmdOk.onClick([this] { hide(); });
   cmdSysInfo.onClick([this] { StartSysInfo(); });
 }

@@ -29,6 +29,7 @@ frmLog::frmLog(LogFormWorld world) : Form("frmLog", "Activity Log"), world_(worl
     }
   });
   cmdCopyToClip.onClick([this] { copyToClipboard(); });
+  setCancelButton(cmdClose);
   cmdClose.onClick([this] { hide(); });
 }
 

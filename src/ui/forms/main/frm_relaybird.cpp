@@ -134,10 +134,9 @@ bool frmRelaybird::probeComponents() {
 
 void frmRelaybird::unload() {
   state().ending = true;
-  MailSession& session = engine_.session();
   // A pass that is on the stack still needs its objects; it ends after the item in hand.
-  if (!state().passRunning && session.application() != nullptr && !session.IsOutlookOpen()) {
-    session.release();
+  if (!state().passRunning) {
+    engine_.session().dropIfGone();
   }
   tell(FormChange::kUnloaded);
   world_.screen.endProgram();

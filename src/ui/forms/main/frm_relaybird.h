@@ -97,7 +97,9 @@ class frmRelaybird : public MainControls {
   bool judge(int result);
   bool confirmAddresses(bool bAutoStart);
   bool addressesListed(int count, std::string_view dialogName);
+  bool userConfirms(std::string question, bool once);
   void switchOn(bool bAutoStart);
+  void checkAtOnce();
   void showRunning(bool running);
 
   // Steps of the test cycle.

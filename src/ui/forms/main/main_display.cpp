@@ -26,9 +26,10 @@ void MainDisplay::txtMinToNextFwd(const std::string& text) {
 
 /// The engine turns the command on only where a test cycle ends.
 void MainDisplay::cmdForwardNow(bool enabled) {
-  window_.cmdForwardNow.setEnabled(enabled);
   if (enabled) {
     onTestOver_();
+  } else {
+    window_.cmdForwardNow.setEnabled(false);
   }
 }
 

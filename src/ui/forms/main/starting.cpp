@@ -15,10 +15,12 @@ constexpr int kToldAlready = -100;
 
 void frmRelaybird::StartForwarding(bool bAutoStart) {
   world_.trace.trace("StartForwarding Entered");
-  if (state().m_bBusyFwd) {
+  if (state().m_bBusyFwd || state().passRunning) {
     return;
   }
-  if (openSession() && askForAddress() && storeSettings() && confirmAddresses(bAutoStart)) {
+  const bool ready =
+      openSession() && askForAddress() && storeSettings() && confirmAddresses(bAutoStart);
+  if (ready && !state().ending) {
     switchOn(bAutoStart);
   } else {
     engine_.status().SetStatusToPreset();
@@ -32,10 +34,7 @@ bool frmRelaybird::openSession() {
 
 bool frmRelaybird::openSessionWith(bool getInbox, bool getSync, bool showStatus) {
   MailSession& session = engine_.session();
-  if (!session.IsOutlookOpen()) {
-    // The application may have been closed since it was last used.
-    session.release();
-  }
+  session.dropIfGone();
   if (session.ResetOlkObj(getInbox, getSync, showStatus) >= kSessionReady) {
     return true;
   }
@@ -78,7 +77,12 @@ bool frmRelaybird::askForAddress() {
 }
 
 bool frmRelaybird::storeSettings() {
-  return judge(prf_.FormToClass()) && judge(prf_.WriteTofile()) && judge(prf_.ReadIniPref());
+  const bool stored =
+      judge(prf_.FormToClass()) && judge(prf_.WriteTofile()) && judge(prf_.ReadIniPref());
+  if (stored) {
+    prf_.UpdateEmailAddrOnMainForm();
+  }
+  return stored;
 }
 
 bool frmRelaybird::judge(int result) {
@@ -93,8 +97,21 @@ bool frmRelaybird::confirmAddresses(bool bAutoStart) {
   if (!addressesListed(prf_.GetFwdConfirmMessage(question), "Settings")) {
     return false;
   }
-  return bAutoStart || world_.dialogs.messageBox(
-                           {question, "Please Confirm:", BoxButtons::kYesNo}) == BoxAnswer::kYes;
+  return bAutoStart || userConfirms(question, false);
+}
+
+/// Asks again when the addresses have become others while the question stood there.
+bool frmRelaybird::userConfirms(std::string question, bool once) {
+  std::string asked;
+  do {
+    asked = question;
+    if (world_.dialogs.messageBox({asked, "Please Confirm:", BoxButtons::kYesNo}) !=
+        BoxAnswer::kYes) {
+      return false;
+    }
+    prf_.GetFwdConfirmMessage(question, once);
+  } while (question != asked);
+  return true;
 }
 
 bool frmRelaybird::addressesListed(int count, std::string_view dialogName) {
@@ -114,15 +131,28 @@ bool frmRelaybird::addressesListed(int count, std::string_view dialogName) {
 void frmRelaybird::switchOn(bool bAutoStart) {
   engine_.pass().ResetIgnoreList();
   state().activationTime = world_.clock.now();
-  log_.AddToLog("--- Forwarding turned ON at " + nowText() + " ---");
+  const std::string since = world_.clock.toText(state().activationTime);
+  log_.AddToLog("--- Forwarding turned ON at " + since + " ---");
   state().forwardingOn = true;
-  txtRunningSince.setText(nowText());
+  txtRunningSince.setText(since);
   showRunning(true);
   engine_.schedule().startCountdown();
   txtNumberForwarded.setText("0");
   if (prf_.bolFwdOnActivateForwarding() && !bAutoStart) {
-    engine_.schedule().ForwardTrigger();
+    checkAtOnce();
   } else {
+    engine_.status().SetStatusToPreset();
+  }
+}
+
+/// A check that was refused leaves the status line with what stood there before.
+void frmRelaybird::checkAtOnce() {
+  const DateTime lastPass = state().passStartTime;
+  const bool synchronizing = state().syncBusy;
+  engine_.schedule().ForwardTrigger();
+  if (synchronizing) {
+    engine_.status().showSynchronizing();
+  } else if (!state().syncBusy && state().passStartTime == lastPass) {
     engine_.status().SetStatusToPreset();
   }
 }
@@ -130,7 +160,7 @@ void frmRelaybird::switchOn(bool bAutoStart) {
 void frmRelaybird::showRunning(bool running) {
   cmdStop.setEnabled(running);
   cmdStart.setEnabled(!running);
-  cmdForwardNow.setEnabled(!running);
+  cmdForwardNow.setEnabled(!running && !state().testCycle);
   mnuStop.setEnabled(running);
   mnuStart.setEnabled(!running);
   txtStatus.setText(running ? "Running" : "Stopped");

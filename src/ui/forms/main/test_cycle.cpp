@@ -112,14 +112,12 @@ bool frmRelaybird::testConfirmed() {
   std::string question;
   const int count = bracketed("prf.GetFwdConfirmMessage",
                               [&] { return prf_.GetFwdConfirmMessage(question, true); });
-  return addressesListed(count, "preferences") &&
-         world_.dialogs.messageBox({question, "Please Confirm:", BoxButtons::kYesNo}) ==
-             BoxAnswer::kYes;
+  return addressesListed(count, "preferences") && userConfirms(question, true);
 }
 
 bool frmRelaybird::testSessionOpens() {
   log_.AddToLogV(std::string(kStepPrefix) + "m_bBusyFwd");
-  if (state().m_bBusyFwd) {
+  if (state().m_bBusyFwd || state().passRunning) {
     return false;
   }
   const BusyMark busy(state());
@@ -150,6 +148,7 @@ void frmRelaybird::runTestCheck() {
 }
 
 void frmRelaybird::testOver() {
+  cmdForwardNow.setEnabled(!state().forwardingOn);
   // Told from the event queue: the check that this ends is still on the stack.
   world_.events.post(
       [this, outcome = outcomeText(state())] { say(outcome, "Test Complete", BoxIcon::kNone); });

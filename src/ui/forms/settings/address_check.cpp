@@ -70,7 +70,9 @@ void AddressCheck::run(const std::string& addresses) {
 /// the inbox, and would stay there.
 AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
   const CaptionWhileChecking caption(button_);
+  world_.screen.repaint();
   try {
+    world_.session.dropIfGone();
     if (world_.session.ResetOlkObj(true, false, false) < kSessionReady) {
       logNoSession();
       return {{}, world_.session.errorText()};
@@ -129,13 +131,13 @@ void AddressCheck::tell(const Outcome& outcome) {
   if (outcome.failure) {
     world_.dialogs.messageBox({"Error: " + *outcome.failure});
   } else if (outcome.unresolved.empty()) {
+    keepOutcome(true);
     world_.dialogs.messageBox(
         {"Outlook successfully resolved each of the email addresses that you listed.",
          "Emails all OK"});
-    keepOutcome(true);
   } else {
-    tellUnresolved(outcome.unresolved);
     keepOutcome(false);
+    tellUnresolved(outcome.unresolved);
   }
 }
 

@@ -6,6 +6,7 @@
 #include "engine/report/activity_log.h"
 #include "platform/clock.h"
 #include "prefs/cls_pref.h"
+#include "ui/forms/form_world.h"
 #include "ui/forms/model/dialogs.h"
 
 namespace relaybird {
@@ -18,6 +19,7 @@ struct PrefsFormWorld {
   ActivityLog& log;
   const Clock& clock;
   Dialogs& dialogs;
+  Screen& screen;
 };
 
 }  // namespace relaybird

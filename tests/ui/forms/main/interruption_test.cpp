@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: MIT
+// What happens in the middle of something else: boxes and status texts let events run, and in them
+// the user clicks, the program ends, a synchronisation comes to its end.
+#include <gmock/gmock.h>
+
+#include <utility>
+
+#include "ui/forms/main/program_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using std::chrono::minutes;
+using std::chrono::seconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class InterruptionTest : public ProgramTest {
+ protected:
+  /// Runs `event` once, while the status line begins with that text.
+  void once(std::string beginning, std::function<void()> event) {
+    screen_.onProcessPendingEvents = [this, beginning = std::move(beginning),
+                                      event = std::move(event)] {
+      if (!happened_ && status().starts_with(beginning)) {
+        happened_ = true;
+        event();
+      }
+    };
+  }
+  void TearDown() override { EXPECT_TRUE(happened_); }
+
+  CheckSchedule& schedule() { return main().engine().schedule(); }
+
+  bool happened_ = false;
+};
+
+TEST_F(InterruptionTest, TheProgramEndsWhileAStartOpensTheSession) {
+  oneAddress();
+  (void)program();
+  once("Performing Outlook Email Logon...", [this] { program().shutDown(); });
+  click("frmRelaybird", "cmdStart");
+  EXPECT_EQ(text("txtStatus"), "Stopped");
+  EXPECT_EQ(main().engine().session().application(), nullptr);
+}
+
+TEST_F(InterruptionTest, TheProgramEndsWhileASynchronisationIsStarted) {
+  oneAddress();
+  (void)program();
+  once("Outlook performing send/receive...", [this] { program().shutDown(); });
+  schedule().ForwardTrigger();
+  EXPECT_EQ(store_.syncStarts(), 0U);
+}
+
+TEST_F(InterruptionTest, AProgramThatEndsStartsNothingElse) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  switchOn();
+  program().shutDown();
+  happened_ = true;
+  letPass(minutes{60});
+  EXPECT_EQ(store_.outboxCount(), 0U);
+}
+
+TEST_F(InterruptionTest, AStopInACheckOfTheTimerLeavesNoMinutesBehind) {
+  oneAddress("mdblFwdToFrequency=5\n");
+  (void)program();
+  switchOn();
+  deliver("lunch");
+  once("Checking unread", [this] { click("frmRelaybird", "cmdStop"); });
+  letPass(minutes{5});
+  EXPECT_EQ(text("txtStatus"), "Stopped");
+  EXPECT_EQ(text("txtMinToNextFwd"), "--");
+}
+
+TEST_F(InterruptionTest, AStopDuringTheSynchronisationBeforeACheckDropsTheCheck) {
+  oneAddress();
+  (void)program();
+  switchOn();
+  deliver("lunch");
+  main().engine().session().release();
+  schedule().ForwardTrigger();
+  ASSERT_TRUE(state().syncBusy);
+  click("frmRelaybird", "cmdStop");
+  happened_ = true;
+  events_.runUntilIdle();
+  EXPECT_THAT(sentSubjects(), IsEmpty());
+  EXPECT_FALSE(state().syncBusy);
+  switchOn();
+  letPass(minutes{15});
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: lunch"));
+}
+
+TEST_F(InterruptionTest, AStopDuringASynchronisationThatNeverEndsDropsTheCheckToo) {
+  oneAddress();
+  (void)program();
+  switchOn();
+  deliver("lunch");
+  store_.setSyncEndsByItself(false);
+  main().engine().session().release();
+  schedule().ForwardTrigger();
+  click("frmRelaybird", "cmdStop");
+  happened_ = true;
+  letPass(seconds{1000});
+  EXPECT_THAT(sentSubjects(), IsEmpty());
+}
+
+// The inner end took the flags of the outer one away; a quarter of an hour later a check ran that
+// nobody had asked for.
+TEST_F(InterruptionTest, AnotherSynchronisationEndsInThePassOfTheFirst) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  once("Checking unread", [this] { schedule().m_sync_SyncEnd(); });
+  schedule().ForwardTrigger();
+  events_.runPending();
+  EXPECT_TRUE(state().syncBusy);
+  EXPECT_TRUE(state().sendSync);
+  events_.runUntilIdle();
+  EXPECT_FALSE(state().syncBusy);
+  EXPECT_FALSE(schedule().tmrSync().enabled());
+  deliver("late");
+  letPass(seconds{1000});
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: lunch"));
+}
+
+TEST_F(InterruptionTest, ATestInsideAStoppedCheckDoesNotClaimToHaveChecked) {
+  oneAddress("mbolFwdUponStart=1\n");
+  (void)program();
+  deliver("lunch");
+  once("Checking unread", [this] {
+    click("frmRelaybird", "cmdStop");
+    dialogs_.answer(BoxAnswer::kOk);
+    dialogs_.answer(BoxAnswer::kYes);
+    click("frmRelaybird", "cmdForwardNow");
+  });
+  switchOn();
+  events_.runUntilIdle();
+  EXPECT_NE(dialogs_.boxes.back().title, "Test Complete");
+  EXPECT_TRUE(main().cmdForwardNow.enabled());
+}
+
+TEST_F(InterruptionTest, ATestThatEndsWhileForwardingIsOnLeavesItsCommandOff) {
+  oneAddress("mbolFwdUponStart=1\n");
+  (void)program();
+  state().syncBusy = true;
+  state().testCycle = true;
+  happened_ = true;
+  switchOn();
+  EXPECT_FALSE(main().cmdForwardNow.enabled());
+  EXPECT_EQ(status(), "Outlook performing send/receive...");
+}
+
+TEST_F(InterruptionTest, AddressesThatChangeUnderTheQuestionAreAskedForAgain) {
+  oneAddress();
+  (void)program();
+  dialogs_.onBox = [this](const MessageBox& box) {
+    if (box.title == "Please Confirm:" && !std::exchange(happened_, true)) {
+      preferences("mstrFwdToAddress_num=1\nmstrFwdToAddress_1=other@b.example\n");
+      program().readPreferencesAgain();
+    }
+  };
+  dialogs_.answer(BoxAnswer::kYes);
+  dialogs_.answer(BoxAnswer::kNo);
+  click("frmRelaybird", "cmdStart");
+  ASSERT_EQ(dialogs_.boxes.size(), 2U);
+  EXPECT_NE(dialogs_.boxes[1].text.find("other@b.example"), std::string::npos);
+  EXPECT_EQ(text("txtStatus"), "Stopped");
+}
+
+// Filling the dialog raised the rule message between the two options, and lost the stored one.
+TEST_F(InterruptionTest, CancellingSwappedStartUpOptionsKeepsTheStoredOne) {
+  oneAddress("mbolFwdUponStart=1\n");
+  (void)program();
+  happened_ = true;
+  click("frmRelaybird", "cmdPrefs");
+  click("frmPrefs", "chkForwardStart");
+  click("frmPrefs", "chkForwardingOnAtStartup");
+  click("frmPrefs", "cmdCancel");
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
+  EXPECT_EQ(control("frmPrefs", "chkForwardStart").value(), 1);
+  switchOn();
+  EXPECT_TRUE(main().prf().bolFwdOnActivateForwarding());
+}
+
+TEST_F(InterruptionTest, AddressesEnteredAtTheStartAreShown) {
+  dialogs_.enter("me@home.example");
+  (void)program();
+  happened_ = true;
+  switchOn();
+  EXPECT_EQ(text("txtStatusFwdTo"), "me@home.example");
+}
+
+}  // namespace
+}  // namespace relaybird
