@@ -3,6 +3,21 @@
 
 cmake_minimum_required(VERSION 3.25)
 
+# Some compilers take no literal of 16 KB; literals side by side are one.
+set(piece_length 8000)
+
+function(append_literals text result)
+  set(literals "")
+  string(LENGTH "${text}" length)
+  set(at 0)
+  while(at LESS length)
+    string(SUBSTRING "${text}" ${at} ${piece_length} piece)
+    string(APPEND literals "\n     R\"page(${piece})page\"")
+    math(EXPR at "${at} + ${piece_length}")
+  endwhile()
+  set(${result} "${${result}}${literals}" PARENT_SCOPE)
+endfunction()
+
 file(READ ${HELP_DIR}/rbx.hhc contents)
 string(REGEX MATCHALL "name=\"Local\" +value=\"[^\"#]+" entries "${contents}")
 set(seen "")
@@ -19,7 +34,9 @@ foreach(entry IN LISTS entries)
   endif()
   string(REPLACE "&amp;" "&" title "${CMAKE_MATCH_1}")
   string(REGEX REPLACE "\\.html$" "" name "${page}")
-  string(APPEND topics "    {\"${name}\", R\"title(${title})title\", R\"page(${html})page\"},\n")
+  string(APPEND topics "    {\"${name}\", R\"title(${title})title\",")
+  append_literals("${html}" topics)
+  string(APPEND topics "},\n")
 endforeach()
 if(NOT topics)
   message(FATAL_ERROR "${HELP_DIR}/rbx.hhc names no page")

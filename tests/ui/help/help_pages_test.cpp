@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
 #include <regex>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "platform/text/number_text.h"
 #include "support/temp_folder.h"
 #include "ui/help/help_topics.h"
 
@@ -18,7 +18,11 @@ namespace relaybird {
 namespace {
 
 using testing::Contains;
-using testing::IsSupersetOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::UnorderedElementsAreArray;
 
 const std::string kHelp = HELP_DIR;
 
@@ -45,17 +49,39 @@ std::vector<std::string> targetsOf(const std::string& file) {
   return matches(readBytes(kHelp + "/" + file), "name=\"Local\" +value=\"([^\"#]+)");
 }
 
-TEST(HelpPages, AreAllInTheContents) {
-  const std::vector<std::string> contents = targetsOf("rbx.hhc");
-  const std::set<std::string> named(contents.begin(), contents.end());
-  EXPECT_EQ(named, pageFiles());
-  EXPECT_EQ(helpTopics().size(), named.size());
+std::vector<std::string> namesIn(const std::string& file) {
+  return matches(readBytes(kHelp + "/" + file), "name=\"Name\" +value=\"([^\"]+)");
 }
 
-TEST(HelpPages, TheIndexIsRichAndLeadsToPages) {
-  const std::vector<std::string> index = targetsOf("rbx.hhk");
-  EXPECT_GE(index.size(), 60U);
-  EXPECT_THAT(pageFiles(), IsSupersetOf(std::set<std::string>(index.begin(), index.end())));
+TEST(HelpPages, AreAllInTheContentsOnce) {
+  EXPECT_THAT(targetsOf("rbx.hhc"), UnorderedElementsAreArray(pageFiles()));
+  EXPECT_EQ(helpTopics().size(), pageFiles().size());
+}
+
+TEST(HelpPages, TheContentsCallThemByTheirTitles) {
+  const std::vector<std::string> names = namesIn("rbx.hhc");
+  for (const HelpTopic& topic : helpTopics()) {
+    EXPECT_THAT(names, Contains(topic.title));
+  }
+}
+
+TEST(HelpPages, TheProjectNamesEachOfThem) {
+  const std::string project = readBytes(kHelp + "/rbx.hhp");
+  for (const std::string& page : pageFiles()) {
+    EXPECT_THAT(project, HasSubstr("\n" + page + "\n"));
+  }
+}
+
+TEST(HelpPages, TheIndexIsRichAndInOrderAndLeadsToEachOfThem) {
+  const std::vector<std::string> targets = targetsOf("rbx.hhk");
+  EXPECT_GE(targets.size(), 60U);
+  EXPECT_EQ(std::set<std::string>(targets.begin(), targets.end()), pageFiles());
+  std::vector<std::string> names = namesIn("rbx.hhk");
+  EXPECT_EQ(names.size(), targets.size());
+  std::transform(names.begin(), names.end(), names.begin(),
+                 [](const std::string& name) { return asciiLower(name); });
+  EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
+  EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end());
 }
 
 TEST(HelpPages, LinksLeadToPagesThatExist) {
@@ -77,19 +103,42 @@ TEST(HelpPages, HaveOneHeadingThatIsTheirTitle) {
   }
 }
 
-TEST(HelpPages, CloseWhatTheyOpen) {
+TEST(HelpPages, CloseWhatTheyOpenInItsOrder) {
+  const std::set<std::string> empty = {"meta", "link", "br", "hr", "img"};
+  const std::regex tag("<(/?)([a-z][a-z0-9]*)[^>]*>");
   for (const HelpTopic& topic : helpTopics()) {
-    std::map<std::string, int> open;
+    SCOPED_TRACE(std::string(topic.name));
     const std::string html(topic.html);
-    const std::regex tag("<(/?)([a-z][a-z0-9]*)[^>]*>");
+    std::vector<std::string> open;
     for (std::sregex_iterator it(html.begin(), html.end(), tag), end; it != end; ++it) {
-      open[(*it)[2].str()] += (*it)[1].str().empty() ? 1 : -1;
+      const std::string name = (*it)[2].str();
+      if ((*it)[1].str().empty()) {
+        if (empty.count(name) == 0) open.push_back(name);
+      } else {
+        ASSERT_FALSE(open.empty()) << "</" << name << ">";
+        ASSERT_EQ(open.back(), name);
+        open.pop_back();
+      }
     }
-    for (const auto& [name, count] : open) {
-      const bool isVoid = name == "meta" || name == "link" || name == "br" || name == "hr" ||
-                          name == "img" || name == "col";
-      EXPECT_TRUE(isVoid || count == 0) << topic.name << ": <" << name << "> " << count;
-    }
+    EXPECT_THAT(open, IsEmpty());
+  }
+}
+
+TEST(HelpPages, SayTheirCharacterSetAndUseTheCommonStyleAndNoScript) {
+  for (const HelpTopic& topic : helpTopics()) {
+    SCOPED_TRACE(std::string(topic.name));
+    const std::string html(topic.html);
+    EXPECT_THAT(html, HasSubstr("charset=us-ascii"));
+    EXPECT_THAT(matches(html, "<link [^>]*href=\"([^\"]+)\""), ElementsAre("relaybird.css"));
+    EXPECT_THAT(html, Not(HasSubstr("<script")));
+    EXPECT_THAT(html, Not(HasSubstr("style=")));
+  }
+  EXPECT_TRUE(std::filesystem::exists(kHelp + "/pages/relaybird.css"));
+}
+
+TEST(HelpPages, AreBuiltInByteForByte) {
+  for (const HelpTopic& topic : helpTopics()) {
+    EXPECT_EQ(topic.html, readBytes(kHelp + "/pages/" + std::string(topic.name) + ".html"));
   }
 }
 

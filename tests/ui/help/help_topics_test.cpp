@@ -32,6 +32,7 @@ TEST(HelpTopics, AreFoundByNameAndTitleWhateverTheLetterCase) {
 TEST(HelpTopics, AreFoundByAnUnmistakablePart) {
   EXPECT_EQ(found("settings-si"), "settings-size");
   EXPECT_EQ(found("gateway"), "gateway-closed");
+  EXPECT_EQ(found("activity"), "activity-log");
 }
 
 TEST(HelpTopics, WhatCouldMeanSeveralMeansNone) {

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// relaybird put together: the store, the forms, and the windows over them.
+#pragma once
+
+#include <wx/app.h>
+
+#include <memory>
+#include <optional>
+
+#include "app/program_core.h"
+#include "ui/desktop/desk/wx_clipboard.h"
+#include "ui/desktop/desk/wx_dialogs.h"
+#include "ui/desktop/desk/wx_loop.h"
+#include "ui/desktop/help/help_window.h"
+#include "ui/desktop/windows/desktop_windows.h"
+#include "ui/forms/program_forms.h"
+
+namespace relaybird {
+
+class DesktopApplication : public wxApp {
+ public:
+  explicit DesktopApplication(ProgramIdentity identity);
+  ~DesktopApplication() override;
+
+  bool OnInit() override;
+  int OnRun() override;
+  int OnExit() override;
+  bool OnExceptionInMainLoop() override;
+
+ private:
+  void makeForms();
+  void endProgram();
+  wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
+
+  ProgramIdentity identity_;
+  int status_ = 0;
+  bool toldOfException_ = false;
+  std::optional<ProgramCore::Refusal> refusal_;
+  std::unique_ptr<desktop::WxLoop> loop_;
+  std::unique_ptr<ProgramCore> core_;
+  desktop::WxDialogs dialogs_{[this] { return front(); }};
+  desktop::WxScreen screen_{[this] { endProgram(); }};
+  desktop::WxClipboard clipboard_;
+  desktop::HelpWindow help_{[this] { return front(); }};
+  std::unique_ptr<SystemInformation> systemInformation_;
+  std::unique_ptr<TrayPlatform> tray_;
+  std::unique_ptr<ProgramForms> forms_;
+  std::unique_ptr<desktop::DesktopWindows> windows_;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/bind/button_views.h"
+
+#include <wx/bmpbuttn.h>
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/radiobut.h>
+#include <wx/statbmp.h>
+
+#include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/art.h"
+#include "ui/desktop/desk/native.h"
+#include "ui/forms/model/form.h"
+
+namespace relaybird::desktop {
+namespace {
+
+class ButtonView : public WidgetView {
+ public:
+  ButtonView(wxWindow* parent, Control& control, const ViewStyle& style)
+      : WidgetView(control, style), button_(new wxButton(parent, wxID_ANY, toWx(control.text()))) {
+    button_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { byUser(control_, &Control::click); });
+    if (control.form().defaultButton() == &control) {
+      button_->SetDefault();
+    }
+  }
+  wxWindow* window() const override { return button_; }
+
+ protected:
+  void showContent(Change what) override {
+    if (what == Change::kText) {
+      button_->SetLabel(toWx(control_.text()));
+    }
+  }
+
+ private:
+  wxButton* button_;
+};
+
+/// The toolkit makes a button for a picture alone in another way than one for a picture and a word.
+wxButton* makePictureButton(wxWindow* parent, const Control& control, const ViewStyle& style) {
+  const wxBitmapBundle picture = artBitmap(control.picture());
+  if (style.caption.empty()) {
+    return new wxBitmapButton(parent, wxID_ANY, picture);
+  }
+  auto* button = new wxButton(parent, wxID_ANY, toWx(style.caption));
+  button->SetBitmap(picture, wxTOP);
+  return button;
+}
+
+class PictureButtonView : public WidgetView {
+ public:
+  PictureButtonView(wxWindow* parent, Control& control, const ViewStyle& style)
+      : WidgetView(control, style), button_(makePictureButton(parent, control, style)) {
+    button_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { byUser(control_, &Control::click); });
+    setAccessibleName(*button_, accessibleName());
+  }
+  wxWindow* window() const override { return button_; }
+
+ protected:
+  void showContent(Change what) override {
+    if (what == Change::kPicture && !control_.picture().empty()) {
+      button_->SetBitmap(artBitmap(control_.picture()));
+    }
+  }
+
+ private:
+  wxButton* button_;
+};
+
+class PictureView : public WidgetView {
+ public:
+  PictureView(wxWindow* parent, Control& control, const ViewStyle& style)
+      : WidgetView(control, style),
+        picture_(new wxStaticBitmap(parent, wxID_ANY, artBitmap(control.picture()))) {
+    if (control.takesClicks()) {
+      picture_->SetCursor(wxCursor(wxCURSOR_HAND));
+      picture_->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent&) { byUser(control_, &Control::click); });
+    }
+  }
+  wxWindow* window() const override { return picture_; }
+
+ protected:
+  void showContent(Change what) override {
+    if (what == Change::kPicture && !control_.picture().empty()) {
+      picture_->SetBitmap(artBitmap(control_.picture()));
+    }
+  }
+
+ private:
+  wxStaticBitmap* picture_;
+};
+
+class CheckBoxView : public WidgetView {
+ public:
+  CheckBoxView(wxWindow* parent, Control& control, const ViewStyle& style)
+      : WidgetView(control, style),
+        box_(new wxCheckBox(parent, wxID_ANY, toWx(control.text()), wxDefaultPosition,
+                            wxDefaultSize, wxCHK_3STATE)) {
+    box_->Bind(wxEVT_CHECKBOX, [this](wxCommandEvent&) {
+      byUser(control_, &Control::click);
+      showContent(Change::kValue);
+    });
+  }
+  wxWindow* window() const override { return box_; }
+
+ protected:
+  void showContent(Change what) override {
+    if (what == Change::kText) {
+      box_->SetLabel(toWx(control_.text()));
+    } else if (what == Change::kValue) {
+      box_->Set3StateValue(control_.value() == 2 ? wxCHK_UNDETERMINED
+                           : control_.checked()  ? wxCHK_CHECKED
+                                                 : wxCHK_UNCHECKED);
+    }
+  }
+
+ private:
+  wxCheckBox* box_;
+};
+
+bool isFirstOfGroup(const Control& control) {
+  for (const Control* other : control.form().controls()) {
+    if (other->kind() == ControlKind::kOptionButton && other->group() == control.group()) {
+      return other == &control;
+    }
+  }
+  return true;
+}
+
+class OptionView : public WidgetView {
+ public:
+  OptionView(wxWindow* parent, Control& control, const ViewStyle& style)
+      : WidgetView(control, style),
+        option_(new wxRadioButton(parent, wxID_ANY, toWx(control.text()), wxDefaultPosition,
+                                  wxDefaultSize, isFirstOfGroup(control) ? wxRB_GROUP : 0)) {
+    option_->Bind(wxEVT_RADIOBUTTON,
+                  [this](wxCommandEvent&) { byUser(control_, &Control::click); });
+  }
+  wxWindow* window() const override { return option_; }
+
+ protected:
+  void showContent(Change what) override {
+    if (what == Change::kText) {
+      option_->SetLabel(toWx(control_.text()));
+    } else if (what == Change::kValue && control_.value() == 1) {
+      option_->SetValue(true);
+    }
+  }
+
+ private:
+  wxRadioButton* option_;
+};
+
+}  // namespace
+
+std::unique_ptr<ControlView> makeButtonView(wxWindow* parent, Control& control,
+                                            const ViewStyle& style) {
+  return std::make_unique<ButtonView>(parent, control, style);
+}
+
+std::unique_ptr<ControlView> makePictureButtonView(wxWindow* parent, Control& control,
+                                                   const ViewStyle& style) {
+  return std::make_unique<PictureButtonView>(parent, control, style);
+}
+
+std::unique_ptr<ControlView> makePictureView(wxWindow* parent, Control& control,
+                                             const ViewStyle& style) {
+  return std::make_unique<PictureView>(parent, control, style);
+}
+
+std::unique_ptr<ControlView> makeCheckBoxView(wxWindow* parent, Control& control,
+                                              const ViewStyle& style) {
+  return std::make_unique<CheckBoxView>(parent, control, style);
+}
+
+std::unique_ptr<ControlView> makeOptionView(wxWindow* parent, Control& control,
+                                            const ViewStyle& style) {
+  return std::make_unique<OptionView>(parent, control, style);
+}
+
+}  // namespace relaybird::desktop

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/bind/form_view.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace relaybird::desktop {
+
+FormView::FormView(Form& form) : form_(form) {
+  form_.setObserver(this);
+}
+
+FormView::~FormView() {
+  form_.setObserver(nullptr);
+}
+
+void FormView::controlChanged(const Control& control, Change what) {
+  const auto found = views_.find(&control);
+  if (found != views_.end()) {
+    found->second->update(what);
+  }
+}
+
+wxWindow* FormView::add(wxWindow* parent, Control& control, const ViewStyle& style) {
+  auto view = makeControlView(parent, control, style);
+  if (!view) {
+    throw std::logic_error(control.name() + " has no widget of its own");
+  }
+  wxWindow* window = view->window();
+  follow(control, std::move(view));
+  return window;
+}
+
+void FormView::follow(Control& control, std::unique_ptr<ControlView> view) {
+  view->updateAll();
+  views_[&control] = std::move(view);
+}
+
+void FormView::showAll() {
+  for (const auto& [control, view] : views_) {
+    view->updateAll();
+  }
+}
+
+}  // namespace relaybird::desktop

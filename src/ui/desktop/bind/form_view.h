@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// The widgets of one form: makes them, and has them follow the form.
+#pragma once
+
+#include <wx/window.h>
+
+#include <map>
+#include <memory>
+
+#include "ui/desktop/bind/control_view.h"
+#include "ui/forms/model/form.h"
+
+namespace relaybird::desktop {
+
+/// A window derives from it and says in formShown and formHidden what becomes of itself.
+class FormView : public FormObserver {
+ public:
+  explicit FormView(Form& form);
+  ~FormView() override;
+  FormView(const FormView&) = delete;
+  FormView& operator=(const FormView&) = delete;
+
+  void controlChanged(const Control& control, Change what) override;
+
+ protected:
+  /// Makes the control's widget; the parent owns it.
+  wxWindow* add(wxWindow* parent, Control& control, const ViewStyle& style = {});
+  /// Lets something other than a widget follow a control: a menu entry, the pages of a book.
+  void follow(Control& control, std::unique_ptr<ControlView> view);
+  /// Shows everything again, after a change of the theme.
+  void showAll();
+
+ private:
+  Form& form_;
+  std::map<const Control*, std::unique_ptr<ControlView>> views_;
+};
+
+}  // namespace relaybird::desktop

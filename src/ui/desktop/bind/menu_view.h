@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <wx/frame.h>
+#include <wx/menu.h>
+
+#include "ui/desktop/bind/control_view.h"
+
+namespace relaybird::desktop {
+
+/// A menu entry that follows its control.
+class MenuView : public ControlView {
+ public:
+  /// Appends the entry to the menu, whose picks arrive at the window.
+  MenuView(wxFrame& window, wxMenu& menu, Control& control);
+
+  wxWindow* window() const override { return nullptr; }
+  void update(Change what) override;
+
+ private:
+  Control& control_;
+  wxMenuItem* entry_;
+};
+
+}  // namespace relaybird::desktop

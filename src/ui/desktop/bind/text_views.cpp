@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/bind/text_views.h"
+
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+
+#include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/bind/wrapping_label.h"
+#include "ui/desktop/desk/native.h"
+
+namespace relaybird::desktop {
+namespace {
+
+class LabelView : public WidgetView {
+ public:
+  LabelView(wxWindow* parent, Control& control, const ViewStyle& style)
+      : WidgetView(control, style), label_(new WrappingLabel(parent)) {
+    if (style.emphasised) {
+      label_->SetFont(label_->GetFont().Bold());
+    }
+    if (control.takesClicks()) {
+      label_->SetCursor(wxCursor(wxCURSOR_HAND));
+      label_->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent&) { byUser(control_, &Control::click); });
+    }
+  }
+  wxWindow* window() const override { return label_; }
+
+ protected:
+  void showContent(Change what) override {
+    if (what == Change::kText) {
+      label_->show(toWx(control_.text()));
+    }
+  }
+
+ private:
+  WrappingLabel* label_;
+};
+
+class TextView : public WidgetView {
+ public:
+  TextView(wxWindow* parent, Control& control, const ViewStyle& style)
+      : WidgetView(control, style),
+        field_(new wxTextCtrl(
+            parent, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
+            (style.multiline ? wxTE_MULTILINE : 0) | (control.locked() ? wxTE_READONLY : 0))) {
+    if (style.widthInCharacters > 0) {
+      field_->SetInitialSize(field_->GetSizeFromTextSize(
+          field_->GetTextExtent(wxString('0', static_cast<std::size_t>(style.widthInCharacters)))
+              .GetWidth()));
+    }
+    field_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { edited(); });
+    if (control.takesClicks()) {
+      field_->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent& event) {
+        event.Skip();
+        byUser(control_, &Control::click);
+      });
+      field_->Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
+        if (event.GetKeyCode() == WXK_SPACE) {
+          byUser(control_, &Control::click);
+        } else {
+          event.Skip();
+        }
+      });
+    }
+    setAccessibleName(*field_, accessibleName());
+  }
+  wxWindow* window() const override { return field_; }
+
+ protected:
+  void showContent(Change what) override {
+    const wxString text = toWx(control_.text());
+    if (what == Change::kText && field_->GetValue() != text) {
+      field_->ChangeValue(text);
+    }
+  }
+
+ private:
+  /// A field that takes no input shows again what it holds.
+  void edited() {
+    byUser(control_, [this](Control& control) { control.setText(fromWx(field_->GetValue())); });
+    showContent(Change::kText);
+  }
+
+  wxTextCtrl* field_;
+};
+
+}  // namespace
+
+std::unique_ptr<ControlView> makeLabelView(wxWindow* parent, Control& control,
+                                           const ViewStyle& style) {
+  return std::make_unique<LabelView>(parent, control, style);
+}
+
+std::unique_ptr<ControlView> makeTextView(wxWindow* parent, Control& control,
+                                          const ViewStyle& style) {
+  return std::make_unique<TextView>(parent, control, style);
+}
+
+}  // namespace relaybird::desktop

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/bind/widget_view.h"
+
+#include <wx/sizer.h>
+#include <wx/toplevel.h>
+#include <wx/utils.h>
+
+#include "ui/desktop/desk/native.h"
+#include "ui/forms/model/form.h"
+
+namespace relaybird::desktop {
+namespace {
+
+bool isField(ControlKind kind) {
+  return kind == ControlKind::kTextBox || kind == ControlKind::kComboBox ||
+         kind == ControlKind::kListBox;
+}
+
+Colour ordinaryText(const Control& control) {
+  return isField(control.kind()) ? kWindowText : kButtonText;
+}
+
+Colour ordinaryGround(const Control& control) {
+  return isField(control.kind()) ? kWindowBackground : kButtonFace;
+}
+
+/// On a colour of our own the theme's text may not be readable: a dark theme writes in white.
+wxColour textColour(const Control& control) {
+  if (control.backColor().source != Colour::Source::kRgb) {
+    return toWx(control.foreColor());
+  }
+  constexpr double kMiddle = 0.4;
+  return toWx(control.backColor()).GetLuminance() > kMiddle ? *wxBLACK : *wxWHITE;
+}
+
+}  // namespace
+
+wxColour toWx(const Colour& colour) {
+  switch (colour.source) {
+    case Colour::Source::kWindowBackground:
+      return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOW);
+    case Colour::Source::kWindowText:
+      return wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT);
+    case Colour::Source::kButtonFace:
+      return wxSystemSettings::GetColour(wxSYS_COLOUR_BTNFACE);
+    case Colour::Source::kButtonText:
+      return wxSystemSettings::GetColour(wxSYS_COLOUR_BTNTEXT);
+    case Colour::Source::kGrayText:
+      return wxSystemSettings::GetColour(wxSYS_COLOUR_GRAYTEXT);
+    case Colour::Source::kRgb:
+      break;
+  }
+  return {colour.red, colour.green, colour.blue};
+}
+
+void ControlView::updateAll() {
+  for (const Change what :
+       {Change::kText, Change::kListCleared, Change::kValue, Change::kPicture, Change::kToolTip,
+        Change::kColours, Change::kEnabled, Change::kVisible}) {
+    update(what);
+  }
+}
+
+void WidgetView::update(Change what) {
+  switch (what) {
+    case Change::kEnabled:
+      window()->Enable(control_.enabled());
+      return;
+    case Change::kVisible:
+      if (window()->IsShown() != control_.visible()) {
+        window()->Show(control_.visible());
+        window()->GetParent()->Layout();
+      }
+      return;
+    case Change::kColours:
+      showColours();
+      return;
+    case Change::kToolTip:
+      window()->SetToolTip(toWx(control_.toolTip()));
+      setAccessibleName(*window(), accessibleName());
+      return;
+    default:
+      showContent(what);
+  }
+}
+
+/// A widget that has its kind's own colours is left to the theme, which knows best how it looks.
+void WidgetView::showColours() {
+  const bool ownGround = control_.backColor() != ordinaryGround(control_);
+  const bool ownText = ownGround || control_.foreColor() != ordinaryText(control_);
+  if (ownText || coloured_) {
+    window()->SetForegroundColour(ownText ? textColour(control_) : wxNullColour);
+    window()->SetBackgroundColour(ownGround ? toWx(control_.backColor()) : wxNullColour);
+    window()->Refresh();
+  }
+  coloured_ = ownText;
+}
+
+std::string WidgetView::accessibleName() const {
+  if (style_.namedBy != nullptr) {
+    return plainCaption(style_.namedBy->text());
+  }
+  return control_.toolTip().empty() ? std::string() : control_.toolTip();
+}
+
+void byUser(Control& control, const std::function<void(Control&)>& action) {
+  if (whyNoInput(control).empty()) {
+    action(control);
+  } else {
+    wxBell();
+  }
+}
+
+}  // namespace relaybird::desktop

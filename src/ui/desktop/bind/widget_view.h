@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// What the views of all kinds share. Private to this folder.
+#pragma once
+
+#include <wx/settings.h>
+#include <wx/window.h>
+
+#include <string>
+
+#include "ui/desktop/bind/control_view.h"
+
+namespace relaybird::desktop {
+
+inline wxString toWx(const std::string& text) {
+  return wxString::FromUTF8(text);
+}
+inline std::string fromWx(const wxString& text) {
+  return std::string(text.utf8_str());
+}
+
+/// A colour of the forms in the user's theme.
+wxColour toWx(const Colour& colour);
+
+/// State that every widget shows: visible, enabled, colours, tool tip, name.
+class WidgetView : public ControlView {
+ public:
+  WidgetView(Control& control, const ViewStyle& style) : control_(control), style_(style) {}
+
+  void update(Change what) override;
+
+ protected:
+  /// What differs from kind to kind: text, value, list, picture.
+  virtual void showContent(Change what) = 0;
+  /// The text that names the control where it is not seen.
+  std::string accessibleName() const;
+  void showColours();
+
+  Control& control_;
+  const ViewStyle style_;
+
+ private:
+  bool coloured_ = false;
+};
+
+}  // namespace relaybird::desktop

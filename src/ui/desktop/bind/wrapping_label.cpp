@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/bind/wrapping_label.h"
+
+namespace relaybird::desktop {
+namespace {
+
+/// In average letters of the label's own font.
+constexpr int kLongestLine = 64;
+
+}  // namespace
+
+WrappingLabel::WrappingLabel(wxWindow* parent) : wxStaticText(parent, wxID_ANY, wxEmptyString) {}
+
+void WrappingLabel::show(const wxString& text) {
+  SetLabelText(text);
+  if (GetTextExtent(text).GetWidth() > kLongestLine * GetCharWidth()) {
+    Wrap(kLongestLine * GetCharWidth());
+  }
+  InvalidateBestSize();
+  GetParent()->Layout();
+}
+
+}  // namespace relaybird::desktop

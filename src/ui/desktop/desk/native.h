@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// The few things that the toolkit leaves to the platform. Each platform's folder implements them.
+#pragma once
+
+#include <wx/colour.h>
+#include <wx/toplevel.h>
+#include <wx/window.h>
+
+#include <string>
+
+namespace relaybird::desktop {
+
+/// Gives the widget a name in the accessibility tree; empty leaves its own.
+void setAccessibleName(wxWindow& window, const std::string& name);
+
+/// While `modal`, the dialog stands over its owner and takes all of its input.
+void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal);
+
+}  // namespace relaybird::desktop

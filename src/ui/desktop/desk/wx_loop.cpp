@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/desk/wx_loop.h"
+
+#include <wx/app.h>
+#include <wx/dcscreen.h>
+#include <wx/evtloop.h>
+#include <wx/settings.h>
+#include <wx/timer.h>
+#include <wx/toplevel.h>
+
+#include <deque>
+#include <mutex>
+#include <utility>
+
+namespace relaybird::desktop {
+namespace {
+
+class WxTimer : public Timer, private wxTimer {
+ public:
+  WxTimer(std::chrono::milliseconds interval, std::function<void()> tick)
+      : interval_(interval), tick_(std::move(tick)) {}
+
+  void setInterval(std::chrono::milliseconds interval) override {
+    interval_ = interval;
+    if (enabled_) {
+      start();
+    }
+  }
+  void setEnabled(bool enabled) override {
+    if (std::exchange(enabled_, enabled) == enabled) {
+      return;
+    }
+    if (enabled) {
+      start();
+    } else {
+      Stop();
+    }
+  }
+  bool enabled() const override { return enabled_; }
+
+ private:
+  void start() {
+    if (interval_.count() > 0) {
+      Start(static_cast<int>(interval_.count()));
+    } else {
+      Stop();
+    }
+  }
+  void Notify() override { tick_(); }
+
+  std::chrono::milliseconds interval_;
+  std::function<void()> tick_;
+  bool enabled_ = false;
+};
+
+}  // namespace
+
+/// Outlives the loop object for as long as the toolkit still has a call into it.
+class WxLoop::Queue : public std::enable_shared_from_this<Queue> {
+ public:
+  void post(std::function<void()> event) {
+    {
+      const std::lock_guard lock(mutex_);
+      events_.push_back(std::move(event));
+    }
+    wxTheApp->CallAfter([queue = shared_from_this()] { queue->runOne(); });
+  }
+  void close() {
+    const std::lock_guard lock(mutex_);
+    events_.clear();
+  }
+
+ private:
+  void runOne() {
+    std::function<void()> event;
+    {
+      const std::lock_guard lock(mutex_);
+      if (events_.empty()) {
+        return;
+      }
+      event = std::move(events_.front());
+      events_.pop_front();
+    }
+    event();
+  }
+
+  std::mutex mutex_;
+  std::deque<std::function<void()>> events_;
+};
+
+WxLoop::WxLoop() : queue_(std::make_shared<Queue>()) {}
+
+WxLoop::~WxLoop() {
+  queue_->close();
+}
+
+void WxLoop::post(std::function<void()> event) {
+  queue_->post(std::move(event));
+}
+
+std::unique_ptr<Timer> WxLoop::makeTimer(std::chrono::milliseconds interval,
+                                         std::function<void()> tick) {
+  return std::make_unique<WxTimer>(interval, std::move(tick));
+}
+
+WxScreen::WxScreen(std::function<void()> onEnd) : onEnd_(std::move(onEnd)) {}
+
+void WxScreen::repaint() {
+  for (wxWindow* window : wxTopLevelWindows) {
+    if (window->IsShown()) {
+      window->Update();
+    }
+  }
+}
+
+void WxScreen::processPendingEvents() {
+  wxEventLoopBase* loop = wxEventLoopBase::GetActive();
+  if (loop != nullptr && !loop->IsYielding()) {
+    loop->Yield(true);
+  }
+}
+
+std::int32_t WxScreen::textWidth(const std::string& text) const {
+  wxScreenDC screen;
+  screen.SetFont(wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT));
+  return screen.GetTextExtent(wxString::FromUTF8(text)).GetWidth();
+}
+
+}  // namespace relaybird::desktop

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// The toolkit's event loop as the program's timers, event queue and screen.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "platform/event_queue.h"
+#include "ui/forms/form_world.h"
+
+namespace relaybird::desktop {
+
+/// Any thread may post; everything else on the thread of the user interface.
+class WxLoop : public EventQueue, public TimerMaker {
+ public:
+  WxLoop();
+  ~WxLoop() override;
+
+  void post(std::function<void()> event) override;
+  std::unique_ptr<Timer> makeTimer(std::chrono::milliseconds interval,
+                                   std::function<void()> tick) override;
+
+ private:
+  class Queue;
+  std::shared_ptr<Queue> queue_;
+};
+
+class WxScreen : public Screen {
+ public:
+  /// `onEnd` ends the toolkit's loop; it may be called within any event.
+  explicit WxScreen(std::function<void()> onEnd);
+
+  void repaint() override;
+  void processPendingEvents() override;
+  void endProgram() override { onEnd_(); }
+  std::int32_t textWidth(const std::string& text) const override;
+
+ private:
+  std::function<void()> onEnd_;
+};
+
+}  // namespace relaybird::desktop

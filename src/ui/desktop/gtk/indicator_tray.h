@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// The notification area of free desktops: a StatusNotifierItem, which the library turns into an
+// old-style tray icon where the desktop has only those. The desktop itself shows the icon's menu.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ui/forms/model/control.h"
+#include "ui/forms/tray/mod_systray.h"
+
+namespace relaybird::desktop {
+
+class IndicatorTray : public TrayPlatform {
+ public:
+  /// Pictures for the icon are put into `iconFolder`, which is made when the icon is first shown.
+  explicit IndicatorTray(std::string iconFolder);
+  ~IndicatorTray() override;
+
+  /// The menu that the icon carries; must outlive the icon.
+  void setMenu(Control& menu) { menu_ = &menu; }
+  /// Which of its two pictures the icon shows.
+  void setRunning(bool running);
+
+  bool available() override;
+  WindowHandle mainWindow() override { return 1; }
+  IconHandle mainIcon() override { return 1; }
+  void addIcon(const NotifyIconRecord& record) override;
+  void deleteIcon(const NotifyIconRecord& record) override;
+  WindowProcedure replaceProcedure(WindowHandle window, WindowProcedure procedure) override;
+  void setForegroundWindow(WindowHandle) override {}
+
+ private:
+  struct Icon;
+
+  std::string iconFolder_;
+  Control* menu_ = nullptr;
+  bool running_ = false;
+  std::unique_ptr<Icon> icon_;
+  WindowProcedure procedure_;
+};
+
+}  // namespace relaybird::desktop

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/help/help_window.h"
+
+#include <wx/filesys.h>
+#include <wx/fs_mem.h>
+#include <wx/html/helpctrl.h>
+
+#include <utility>
+
+#include "ui/desktop/help/chm_book.h"
+
+namespace relaybird::desktop {
+namespace {
+
+constexpr const char* kProject = "relaybird-help.hhp";
+
+/// What the toolkit's help wants to know of a book; the compiled file does not keep its own
+/// project.
+constexpr std::string_view kProjectText =
+    "[OPTIONS]\n"
+    "Contents file=rbx.hhc\n"
+    "Index file=rbx.hhk\n"
+    "Title=Relaybird Help\n"
+    "Default topic=welcome.html\n";
+
+void addFile(const std::string& name, std::string_view bytes) {
+  const wxString path = wxString::FromUTF8(name);
+  if (name.ends_with(".html")) {
+    wxMemoryFSHandler::AddFileWithMimeType(path, bytes.data(), bytes.size(), "text/html");
+  } else {
+    wxMemoryFSHandler::AddFile(path, bytes.data(), bytes.size());
+  }
+}
+
+}  // namespace
+
+HelpWindow::HelpWindow(std::function<wxWindow*()> owner) : owner_(std::move(owner)) {}
+
+HelpWindow::~HelpWindow() {
+  close();
+  forget();
+}
+
+Result<void> HelpWindow::show(const std::string& file) {
+  if (loaded_ != file) {
+    if (auto loaded = load(file); !loaded) {
+      return loaded;
+    }
+  }
+  controller_->DisplayContents();
+  return {};
+}
+
+Result<void> HelpWindow::load(const std::string& file) {
+  static const bool kHandlerAdded = [] {
+    // The toolkit owns it from here on.
+    wxFileSystem::AddHandler(
+        new wxMemoryFSHandler);  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+    return true;
+  }();
+  static_cast<void>(kHandlerAdded);
+  close();
+  forget();
+  const auto read = readChm(file, [this](const std::string& path, std::string_view bytes) {
+    addFile(path, bytes);
+    pages_.push_back(path);
+  });
+  if (!read) {
+    forget();
+    return read;
+  }
+  addFile(kProject, kProjectText);
+  pages_.emplace_back(kProject);
+  controller_ = std::make_unique<wxHtmlHelpController>(
+      wxHF_TOOLBAR | wxHF_CONTENTS | wxHF_INDEX | wxHF_SEARCH | wxHF_PRINT, owner_());
+  controller_->SetShouldPreventAppExit(false);
+  if (!controller_->AddBook(wxString("memory:") + kProject)) {
+    forget();
+    return Error{0, "The help file " + file + " holds no manual."};
+  }
+  loaded_ = file;
+  return {};
+}
+
+void HelpWindow::close() {
+  if (controller_) {
+    controller_->Quit();
+  }
+}
+
+void HelpWindow::forget() {
+  controller_.reset();
+  for (const std::string& page : pages_) {
+    wxMemoryFSHandler::RemoveFile(wxString::FromUTF8(page));
+  }
+  pages_.clear();
+  loaded_.clear();
+}
+
+}  // namespace relaybird::desktop

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/windows/about_window.h"
+
+#include <wx/statbmp.h>
+
+#include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/art.h"
+#include "ui/desktop/desk/native.h"
+#include "ui/desktop/windows/layout.h"
+
+namespace relaybird::desktop {
+namespace {
+
+constexpr int kIconSize = 64;
+constexpr int kTextWidth = 360;
+
+}  // namespace
+
+AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
+    : wxDialog(&owner, wxID_ANY, toWx(form.caption())), FormView(form), owner_(owner) {
+  SetName("frmAbout");
+  SetIcons(programIcons());
+  const wxSize iconSize = FromDIP(wxSize(kIconSize, kIconSize));
+  auto* icon = new wxStaticBitmap(
+      this, wxID_ANY, wxBitmapBundle::FromBitmap(artBitmap("relaybird").GetBitmap(iconSize)));
+  auto* texts = column(*this, {add(this, form.lblTitle, {.emphasised = true}),
+                               add(this, form.lblDescription), add(this, form.lblDisclaimer)});
+  texts->SetMinSize(FromDIP(wxSize(kTextWidth, -1)));
+  auto* top = new wxBoxSizer(wxHORIZONTAL);
+  top->Add(icon, wxSizerFlags().Top());
+  top->Add(texts, wxSizerFlags(1).Border(wxLEFT, scaled(*this, kMargin)));
+
+  wxWindow* ok = add(this, form.cmdOk);
+  auto* all = new wxBoxSizer(wxVERTICAL);
+  all->Add(top, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kMargin)));
+  all->Add(row(*this, {add(this, form.cmdSysInfo), ok}),
+           wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
+  SetSizerAndFit(all);
+  SetEscapeId(ok->GetId());
+  Bind(wxEVT_CLOSE_WINDOW, [&form](wxCloseEvent& event) {
+    if (event.CanVeto()) {
+      event.Veto();
+    }
+    form.closeBox();
+  });
+}
+
+void AboutWindow::formChanged(const Form&, FormChange what) {
+  if (what == FormChange::kShown) {
+    Fit();
+    CentreOnParent();
+    Show();
+    setModalOver(*this, owner_, true);
+  } else if (what == FormChange::kHidden || what == FormChange::kUnloaded) {
+    setModalOver(*this, owner_, false);
+    Hide();
+  }
+}
+
+}  // namespace relaybird::desktop

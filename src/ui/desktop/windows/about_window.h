@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <wx/dialog.h>
+
+#include "ui/desktop/bind/form_view.h"
+#include "ui/forms/about/frm_about.h"
+
+namespace relaybird::desktop {
+
+/// frmAbout on the screen.
+class AboutWindow : public wxDialog, public FormView {
+ public:
+  AboutWindow(wxTopLevelWindow& owner, frmAbout& form);
+  void formChanged(const Form& form, FormChange what) override;
+
+ private:
+  wxTopLevelWindow& owner_;
+};
+
+}  // namespace relaybird::desktop

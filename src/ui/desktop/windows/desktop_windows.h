@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// Every window of the program, over its forms.
+#pragma once
+
+#include "ui/desktop/windows/about_window.h"
+#include "ui/desktop/windows/log_window.h"
+#include "ui/desktop/windows/main_window.h"
+#include "ui/desktop/windows/settings_window.h"
+#include "ui/forms/program_forms.h"
+
+namespace relaybird::desktop {
+
+/// The toolkit owns the windows: they go with the main one. The forms must outlive them.
+class DesktopWindows {
+ public:
+  explicit DesktopWindows(ProgramForms& forms);
+
+  MainWindow& main() { return *main_; }
+  /// Takes every window off the screen and away.
+  void destroy();
+  /// The window that a box stands over now.
+  wxWindow* front();
+
+ private:
+  MainWindow* main_;
+  SettingsWindow* settings_;
+  LogWindow* log_;
+  AboutWindow* about_;
+};
+
+}  // namespace relaybird::desktop

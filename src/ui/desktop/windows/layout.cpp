@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/windows/layout.h"
+
+namespace relaybird::desktop {
+
+int scaled(const wxWindow& window, int pixels) {
+  return window.FromDIP(pixels);
+}
+
+wxBoxSizer* column(const wxWindow& in, std::initializer_list<wxWindow*> windows) {
+  auto* sizer = new wxBoxSizer(wxVERTICAL);
+  bool first = true;
+  for (wxWindow* window : windows) {
+    sizer->Add(window, wxSizerFlags().Expand().Border(first ? 0 : wxTOP, scaled(in, kGap)));
+    first = false;
+  }
+  return sizer;
+}
+
+wxBoxSizer* row(const wxWindow& in, std::initializer_list<wxWindow*> windows) {
+  auto* sizer = new wxBoxSizer(wxHORIZONTAL);
+  bool first = true;
+  for (wxWindow* window : windows) {
+    sizer->Add(window,
+               wxSizerFlags().CentreVertical().Border(first ? 0 : wxLEFT, scaled(in, kGap)));
+    first = false;
+  }
+  return sizer;
+}
+
+wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns) {
+  auto* grid = new wxFlexGridSizer(columns, wxSize(scaled(in, kMargin), scaled(in, kGap)));
+  for (int field = 1; field < columns; field += 2) {
+    grid->AddGrowableCol(static_cast<std::size_t>(field), 1);
+  }
+  return grid;
+}
+
+}  // namespace relaybird::desktop

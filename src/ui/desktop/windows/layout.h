@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// One vocabulary for the layout of all windows, so that they breathe alike.
+#pragma once
+
+#include <wx/sizer.h>
+#include <wx/stattext.h>
+#include <wx/window.h>
+
+#include <initializer_list>
+
+namespace relaybird::desktop {
+
+/// Spaces in pixels of a screen of ordinary density; the window scales them.
+inline constexpr int kGap = 6;
+inline constexpr int kMargin = 12;
+
+int scaled(const wxWindow& window, int pixels);
+
+/// A column or a row of windows, each as wide or as high as the place.
+wxBoxSizer* column(const wxWindow& in, std::initializer_list<wxWindow*> windows);
+wxBoxSizer* row(const wxWindow& in, std::initializer_list<wxWindow*> windows);
+
+/// Two or four columns of labels and fields; the fields share what width there is.
+wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns);
+
+}  // namespace relaybird::desktop

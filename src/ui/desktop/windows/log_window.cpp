@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/windows/log_window.h"
+
+#include <wx/panel.h>
+
+#include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/art.h"
+#include "ui/desktop/windows/layout.h"
+
+namespace relaybird::desktop {
+namespace {
+
+constexpr int kWidth = 720;
+constexpr int kHeight = 420;
+
+}  // namespace
+
+LogWindow::LogWindow(wxWindow& owner, frmLog& form)
+    : wxFrame(&owner, wxID_ANY, toWx(form.caption()), wxDefaultPosition, wxDefaultSize,
+              wxDEFAULT_FRAME_STYLE | wxFRAME_NO_TASKBAR),
+      FormView(form) {
+  SetName("frmLog");
+  SetIcons(programIcons());
+  auto* panel = new wxPanel(this);
+  auto* bottom = new wxBoxSizer(wxHORIZONTAL);
+  bottom->Add(add(panel, form.chkVerboseLog), wxSizerFlags().CentreVertical());
+  bottom->AddStretchSpacer();
+  bottom->Add(row(*this, {add(panel, form.cmdCopyToClip), add(panel, form.cmdClose)}));
+  auto* all = new wxBoxSizer(wxVERTICAL);
+  all->Add(add(panel, form.lstLog), wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
+  all->Add(bottom, wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap)));
+  panel->SetSizer(all);
+  SetSize(FromDIP(wxSize(kWidth, kHeight)));
+  Bind(wxEVT_CLOSE_WINDOW, [&form](wxCloseEvent& event) {
+    if (event.CanVeto()) {
+      event.Veto();
+    }
+    form.closeBox();
+  });
+  Bind(wxEVT_CHAR_HOOK, [&form](wxKeyEvent& event) {
+    if (event.GetKeyCode() == WXK_ESCAPE) {
+      form.cmdClose.click();
+    } else {
+      event.Skip();
+    }
+  });
+}
+
+void LogWindow::formChanged(const Form&, FormChange what) {
+  if (what == FormChange::kShown) {
+    Show();
+    Raise();
+  } else if (what == FormChange::kHidden || what == FormChange::kUnloaded) {
+    Hide();
+  }
+}
+
+}  // namespace relaybird::desktop

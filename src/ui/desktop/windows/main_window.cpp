@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/windows/main_window.h"
+
+#include <wx/panel.h>
+#include <wx/statbox.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "ui/desktop/bind/menu_view.h"
+#include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/art.h"
+#include "ui/desktop/windows/layout.h"
+
+namespace relaybird::desktop {
+namespace {
+
+constexpr int kPulse = 250;  // milliseconds
+
+}  // namespace
+
+MainWindow::MainWindow(frmRelaybird& form)
+    : wxFrame(nullptr, wxID_ANY, toWx(form.caption())), FormView(form), frm_(form) {
+  SetName("frmRelaybird");
+  SetIcons(programIcons());
+  SetMenuBar(menuBar());
+  auto* panel = new wxPanel(this);
+  auto* top = new wxBoxSizer(wxHORIZONTAL);
+  top->Add(commands(panel), wxSizerFlags().CentreVertical());
+  top->AddStretchSpacer();
+  top->Add(pictures(panel), wxSizerFlags().CentreVertical());
+
+  auto* bottom = new wxBoxSizer(wxHORIZONTAL);
+  bottom->Add(diagnostics(panel), wxSizerFlags(1).Expand());
+  bottom->Add(add(panel, form.cmdClose),
+              wxSizerFlags().Bottom().Border(wxLEFT, scaled(*this, kMargin)));
+
+  auto* all = new wxBoxSizer(wxVERTICAL);
+  const wxSizerFlags part =
+      wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxTOP, scaled(*this, kMargin));
+  all->Add(top, part);
+  all->Add(status(panel), wxSizerFlags(part).Proportion(1));
+  all->Add(bottom, part);
+  all->AddSpacer(scaled(*this, kMargin));
+  panel->SetSizer(all);
+  all->SetSizeHints(this);
+  Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent& event) {
+    if (event.CanVeto()) {
+      event.Veto();
+    }
+    frm_.closeBox();
+  });
+  Bind(wxEVT_SYS_COLOUR_CHANGED, [this](wxSysColourChangedEvent& event) {
+    event.Skip();
+    showAll();
+  });
+  pulse_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { showProgress(); });
+  showProgress();
+}
+
+wxMenuBar* MainWindow::menuBar() {
+  auto* bar = new wxMenuBar;
+  for (Control* control : frm_.controls()) {
+    if (control->kind() == ControlKind::kMenu && control->parent() == nullptr &&
+        control->visible()) {
+      bar->Append(menu(*control), toWx(control->text()));
+    }
+  }
+  return bar;
+}
+
+wxMenu* MainWindow::menu(Control& top) {
+  auto* entries = new wxMenu;
+  for (Control* control : frm_.controls()) {
+    if (control->parent() == &top) {
+      follow(*control, std::make_unique<MenuView>(*this, *entries, *control));
+    }
+  }
+  return entries;
+}
+
+wxSizer* MainWindow::commands(wxWindow* parent) {
+  const auto button = [&](Control& control, std::string word) {
+    return add(parent, control, {.caption = std::move(word)});
+  };
+  return row(*this, {button(frm_.cmdStart, frm_.mnuStart.text()),
+                     button(frm_.cmdStop, frm_.mnuStop.text()),
+                     button(frm_.cmdPrefs, frm_.mnuPreferences.text()),
+                     button(frm_.cmdToSysTray, "System Tray")});
+}
+
+wxSizer* MainWindow::pictures(wxWindow* parent) {
+  return row(*this, {add(parent, frm_.picTextToEmail), add(parent, frm_.picDestPc),
+                     add(parent, frm_.picTextFwdToCell), add(parent, frm_.picDestCellPhone)});
+}
+
+wxSizer* MainWindow::status(wxWindow* parent) {
+  auto* frame = new wxStaticBoxSizer(wxVERTICAL, parent, toWx(frm_.frmStatus.text()));
+  wxWindow* box = frame->GetStaticBox();
+  auto* grid = fieldGrid(*this, 4);
+  const auto pair = [&](Control& label, Control& field) {
+    grid->Add(add(box, label), wxSizerFlags().CentreVertical());
+    grid->Add(add(box, field, {.widthInCharacters = 12, .namedBy = &label}),
+              wxSizerFlags().Expand().CentreVertical());
+  };
+  pair(frm_.lblAutomationStatus, frm_.txtStatus);
+  pair(frm_.Label1, frm_.txtRunningSince);
+  pair(frm_.lblNumberForwarded, frm_.txtNumberForwarded);
+  pair(frm_.lblNextForward, frm_.txtMinToNextFwd);
+  const wxSizerFlags part = wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap));
+  frame->Add(grid, part);
+  frame->Add(add(box, frm_.lblStatusFwdTo),
+             wxSizerFlags(part).Border(wxLEFT | wxRIGHT | wxTOP, scaled(*this, kGap)));
+  frame->Add(add(box, frm_.txtStatusFwdTo, {.multiline = true, .namedBy = &frm_.lblStatusFwdTo}),
+             wxSizerFlags(part).Proportion(1));
+  frame->Add(add(box, frm_.lblCurrentActions, {.emphasised = true}), part);
+  gauge_ = new wxGauge(box, wxID_ANY, 1, wxDefaultPosition, wxDefaultSize,
+                       wxGA_HORIZONTAL | wxGA_SMOOTH);
+  frame->Add(gauge_, part);
+  return frame;
+}
+
+wxSizer* MainWindow::diagnostics(wxWindow* parent) {
+  auto* frame = new wxStaticBoxSizer(wxHORIZONTAL, parent, toWx(frm_.fraDiagnostics.text()));
+  wxWindow* box = frame->GetStaticBox();
+  frame->Add(row(*this, {add(box, frm_.cmdForwardNow), add(box, frm_.cmdViewLog)}),
+             wxSizerFlags().Border(wxALL, scaled(*this, kGap)));
+  return frame;
+}
+
+void MainWindow::controlChanged(const Control& control, Change what) {
+  FormView::controlChanged(control, what);
+  if (&control == &frm_.lblCurrentActions) {
+    showProgress();
+  } else if (&control == &frm_.cmdStop && onRunning_) {
+    onRunning_(control.enabled());
+  }
+}
+
+void MainWindow::onRunning(std::function<void(bool)> listener) {
+  onRunning_ = std::move(listener);
+  onRunning_(frm_.cmdStop.enabled());
+}
+
+/// Every step of long work writes the status line; the gauge goes along.
+void MainWindow::showProgress() {
+  const Progress progress = frm_.progress();
+  if (progress.kind == Progress::Kind::kNone) {
+    pulse_.Stop();
+  } else if (!pulse_.IsRunning()) {
+    pulse_.Start(kPulse);
+  }
+  switch (progress.kind) {
+    case Progress::Kind::kSteps:
+      gauge_->SetRange(std::max(progress.total, 1));
+      gauge_->SetValue(std::min(progress.done, progress.total));
+      break;
+    case Progress::Kind::kUnknown:
+      gauge_->Pulse();
+      break;
+    case Progress::Kind::kNone:
+      gauge_->SetRange(1);
+      gauge_->SetValue(0);
+      break;
+  }
+}
+
+void MainWindow::formChanged(const Form& form, FormChange what) {
+  switch (what) {
+    case FormChange::kCaption:
+      SetTitle(toWx(form.caption()));
+      break;
+    case FormChange::kShown:
+      raise();
+      break;
+    case FormChange::kHidden:
+    case FormChange::kUnloaded:
+      Hide();
+      break;
+    case FormChange::kMinimised:
+      Iconize();
+      break;
+  }
+}
+
+void MainWindow::raise() {
+  Show();
+  Iconize(false);
+  Raise();
+}
+
+}  // namespace relaybird::desktop

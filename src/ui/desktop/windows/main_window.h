@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <wx/frame.h>
+#include <wx/gauge.h>
+#include <wx/menu.h>
+#include <wx/sizer.h>
+#include <wx/timer.h>
+
+#include <functional>
+
+#include "ui/desktop/bind/form_view.h"
+#include "ui/forms/main/frm_relaybird.h"
+
+namespace relaybird::desktop {
+
+/// frmRelaybird on the screen.
+class MainWindow : public wxFrame, public FormView {
+ public:
+  /// The form must outlive it.
+  explicit MainWindow(frmRelaybird& form);
+
+  void controlChanged(const Control& control, Change what) override;
+  void formChanged(const Form& form, FormChange what) override;
+  /// Calls `listener` with whether forwarding is on, now and whenever that changes.
+  void onRunning(std::function<void(bool)> listener);
+  /// Comes to the front, also from the notification area or when it is minimised.
+  void raise();
+
+ private:
+  wxMenuBar* menuBar();
+  wxMenu* menu(Control& top);
+  wxSizer* commands(wxWindow* parent);
+  wxSizer* pictures(wxWindow* parent);
+  wxSizer* status(wxWindow* parent);
+  wxSizer* diagnostics(wxWindow* parent);
+  void showProgress();
+
+  frmRelaybird& frm_;
+  wxGauge* gauge_ = nullptr;
+  /// Runs only while something does that the status line does not tell the end of.
+  wxTimer pulse_;
+  std::function<void(bool)> onRunning_;
+};
+
+}  // namespace relaybird::desktop

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/windows/settings_window.h"
+
+#include <wx/panel.h>
+#include <wx/statbox.h>
+
+#include "ui/desktop/bind/tabs_view.h"
+#include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/art.h"
+#include "ui/desktop/desk/native.h"
+#include "ui/desktop/windows/layout.h"
+
+namespace relaybird::desktop {
+namespace {
+
+/// A page whose parts stand one below the other.
+class Page : public wxPanel {
+ public:
+  explicit Page(wxWindow* book) : wxPanel(book), parts_(new wxBoxSizer(wxVERTICAL)) {
+    auto* margin = new wxBoxSizer(wxVERTICAL);
+    margin->Add(parts_, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kMargin)));
+    SetSizer(margin);
+  }
+
+  void heading(wxWindow* label) {
+    if (!parts_->IsEmpty()) {
+      parts_->AddSpacer(scaled(*this, kMargin));
+    }
+    parts_->Add(label, wxSizerFlags().Expand());
+  }
+  void part(wxWindow* window, int proportion = 0) {
+    parts_->Add(window, wxSizerFlags(proportion).Expand().Border(wxTOP, scaled(*this, kGap)));
+  }
+  void part(wxSizer* sizer, int proportion = 0) {
+    parts_->Add(sizer, wxSizerFlags(proportion).Expand().Border(wxTOP, scaled(*this, kGap)));
+  }
+  /// Not wider than it needs to be.
+  void narrow(wxWindow* window) {
+    parts_->Add(window, wxSizerFlags().Border(wxTOP, scaled(*this, kGap)));
+  }
+
+ private:
+  wxBoxSizer* parts_;
+};
+
+constexpr int kNumberWidth = 8;
+
+}  // namespace
+
+SettingsWindow::SettingsWindow(wxTopLevelWindow& owner, frmPrefs& form)
+    : wxDialog(&owner, wxID_ANY, toWx(form.caption()), wxDefaultPosition, wxDefaultSize,
+               wxDEFAULT_DIALOG_STYLE | wxRESIZE_BORDER),
+      FormView(form),
+      owner_(owner),
+      frm_(form),
+      book_(new wxNotebook(this, wxID_ANY)) {
+  SetName("frmPrefs");
+  SetIcons(programIcons());
+  wxWindow* pages[] = {generalTab(book_), sizeTab(book_), senderTab(book_), textTab(book_),
+                       cellPhoneTab(book_)};
+  std::size_t tab = 0;
+  for (wxWindow* page : pages) {
+    book_->AddPage(page, toWx(frm_.tabPrefs.list().at(tab++)));
+  }
+  follow(frm_.tabPrefs, std::make_unique<TabsView>(*book_, frm_.tabPrefs));
+
+  auto* all = new wxBoxSizer(wxVERTICAL);
+  all->Add(book_, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
+  all->Add(buttons(), wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
+  SetSizerAndFit(all);
+  Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent& event) {
+    if (event.CanVeto()) {
+      event.Veto();
+    }
+    frm_.closeBox();
+  });
+  Bind(wxEVT_SYS_COLOUR_CHANGED, [this](wxSysColourChangedEvent& event) {
+    event.Skip();
+    showAll();
+  });
+}
+
+wxWindow* SettingsWindow::generalTab(wxWindow* book) {
+  auto* page = new Page(book);
+  page->heading(add(page, frm_.lblEmail));
+  page->part(add(page, frm_.txtAddress, {.multiline = true, .namedBy = &frm_.lblEmail}), 1);
+  page->narrow(add(page, frm_.cmdValidateAd));
+  auto* numbers = new wxFlexGridSizer(3, wxSize(scaled(*this, kGap), scaled(*this, kGap)));
+  const wxSizerFlags middle = wxSizerFlags().CentreVertical();
+  numbers->Add(add(page, frm_.lblMinutes), middle);
+  numbers->Add(
+      add(page, frm_.txtMinutes, {.widthInCharacters = kNumberWidth, .namedBy = &frm_.lblMinutes}),
+      middle);
+  numbers->Add(add(page, frm_.lblHours), middle);
+  numbers->Add(add(page, frm_.lblMaxToForward), middle);
+  numbers->Add(add(page, frm_.txtMaxToForward,
+                   {.widthInCharacters = kNumberWidth, .namedBy = &frm_.lblMaxToForward}),
+               middle);
+  page->part(numbers);
+  page->heading(add(page, frm_.lblOtherPrefs, {.emphasised = true}));
+  page->part(add(page, frm_.chkIgnoreExistingMsg));
+  page->part(add(page, frm_.chkBcc));
+  page->heading(add(page, frm_.Label1, {.emphasised = true}));
+  page->part(add(page, frm_.chkForwardingOnAtStartup));
+  page->part(add(page, frm_.chkForwardStart));
+  return page;
+}
+
+wxWindow* SettingsWindow::sizeTab(wxWindow* book) {
+  auto* page = new Page(book);
+  page->heading(add(page, frm_.lblSize, {.emphasised = true}));
+  wxWindow* limit = add(page, frm_.chkLimitFileSize);
+  page->part(
+      row(*this, {limit,
+                  add(page, frm_.txtMaxFileSize,
+                      {.widthInCharacters = kNumberWidth, .namedBy = &frm_.chkLimitFileSize}),
+                  add(page, frm_.lblMaxFileSize)}));
+  page->part(add(page, frm_.chkIncludeAttachments));
+  return page;
+}
+
+wxWindow* SettingsWindow::senderTab(wxWindow* book) {
+  auto* page = new Page(book);
+  page->heading(add(page, frm_.lblReceivedFrom, {.emphasised = true}));
+  auto* frame = new wxStaticBoxSizer(wxVERTICAL, page, toWx(frm_.frmReceivedFrom.text()));
+  wxWindow* box = frame->GetStaticBox();
+  const wxSizerFlags part = wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap));
+  frame->Add(add(box, frm_.opbFwdAll), part);
+  frame->Add(add(box, frm_.opbFwdAllBut), part);
+  frame->Add(add(box, frm_.opbFwdOnly), part);
+  frame->Add(add(box, frm_.lblAddresses), part);
+  frame->Add(add(box, frm_.txtAddresses, {.multiline = true, .namedBy = &frm_.lblAddresses}),
+             wxSizerFlags(part).Proportion(1));
+  frame->Add(add(box, frm_.cmdGetSenderName), wxSizerFlags().Border(wxALL, scaled(*this, kGap)));
+  page->part(frame, 1);
+  return page;
+}
+
+wxWindow* SettingsWindow::textTab(wxWindow* book) {
+  auto* page = new Page(book);
+  page->heading(add(page, frm_.lblContentsFilter, {.emphasised = true}));
+  page->part(add(page, frm_.chkContentFilter));
+  auto* choices = fieldGrid(*this, 2);
+  const auto pair = [&](Control& label, Control& field) {
+    choices->Add(add(page, label), wxSizerFlags().CentreVertical());
+    choices->Add(add(page, field, {.namedBy = &label}), wxSizerFlags().Expand());
+  };
+  pair(frm_.lblTextToCheck, frm_.cmbTextToCheck);
+  pair(frm_.lblTypeOfMatch, frm_.cmbTypeOfMatch);
+  page->part(choices);
+  page->heading(add(page, frm_.Label3));
+  page->part(add(page, frm_.txtWordMatch, {.multiline = true, .namedBy = &frm_.Label3}), 1);
+  return page;
+}
+
+wxWindow* SettingsWindow::cellPhoneTab(wxWindow* book) {
+  auto* page = new Page(book);
+  page->heading(add(page, frm_.Label2, {.emphasised = true}));
+  page->part(format(page, frm_.opbFormatForCellPhone, frm_.lblFormatForCellTitle,
+                    frm_.lblFormatForCellDesc));
+  page->part(format(page, frm_.opbFormatForEmail, frm_.lblFormatForEmailTitle,
+                    frm_.lblFormatForEmailDesc));
+  page->heading(add(page, frm_.Label8, {.emphasised = true}));
+  page->part(add(page, frm_.lblWhichCellOptionSelected));
+  page->part(row(*this, {add(page, frm_.opbRegCellPhone), add(page, frm_.opbRegEmail)}));
+  return page;
+}
+
+wxSizer* SettingsWindow::format(wxWindow* page, Control& picture, Control& title,
+                                Control& description) {
+  auto* sizer = new wxBoxSizer(wxHORIZONTAL);
+  sizer->Add(add(page, picture, {.namedBy = &title}), wxSizerFlags().Top());
+  sizer->Add(column(*this, {add(page, title, {.emphasised = true}), add(page, description)}),
+             wxSizerFlags(1).Border(wxLEFT, scaled(*this, kMargin)));
+  return sizer;
+}
+
+wxSizer* SettingsWindow::buttons() {
+  wxWindow* ok = add(this, frm_.cmdOK);
+  wxWindow* cancel = add(this, frm_.cmdCancel);
+  auto* sizer = row(*this, {ok, cancel, add(this, frm_.cmdApply)});
+  SetEscapeId(cancel->GetId());
+  return sizer;
+}
+
+void SettingsWindow::formChanged(const Form& form, FormChange what) {
+  switch (what) {
+    case FormChange::kShown:
+      CentreOnParent();
+      Show();
+      Raise();
+      setModalOver(*this, owner_, true);
+      // Each opening begins at the first field of its tab.
+      book_->GetCurrentPage()->SetFocus();
+      break;
+    case FormChange::kHidden:
+    case FormChange::kUnloaded:
+      setModalOver(*this, owner_, false);
+      Hide();
+      break;
+    case FormChange::kCaption:
+      SetTitle(toWx(form.caption()));
+      break;
+    case FormChange::kMinimised:
+      break;
+  }
+}
+
+}  // namespace relaybird::desktop
