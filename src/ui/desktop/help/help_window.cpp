@@ -5,6 +5,7 @@
 #include <wx/fs_mem.h>
 #include <wx/html/helpctrl.h>
 
+#include <mutex>
 #include <utility>
 
 #include "ui/desktop/help/chm_book.h"
@@ -22,6 +23,15 @@ constexpr std::string_view kProjectText =
     "Index file=rbx.hhk\n"
     "Title=Relaybird Help\n"
     "Default topic=welcome.html\n";
+
+/// The toolkit keeps the handler for the life of the program.
+void serveFromMemory() {
+  static std::once_flag added;
+  std::call_once(added, [] {
+    auto handler = std::make_unique<wxMemoryFSHandler>();
+    wxFileSystem::AddHandler(handler.release());
+  });
+}
 
 void addFile(const std::string& name, std::string_view bytes) {
   const wxString path = wxString::FromUTF8(name);
@@ -52,13 +62,7 @@ Result<void> HelpWindow::show(const std::string& file) {
 }
 
 Result<void> HelpWindow::load(const std::string& file) {
-  static const bool kHandlerAdded = [] {
-    // The toolkit owns it from here on.
-    wxFileSystem::AddHandler(
-        new wxMemoryFSHandler);  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
-    return true;
-  }();
-  static_cast<void>(kHandlerAdded);
+  serveFromMemory();
   close();
   forget();
   const auto read = readChm(file, [this](const std::string& path, std::string_view bytes) {
