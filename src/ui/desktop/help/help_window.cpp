@@ -5,7 +5,6 @@
 #include <wx/fs_mem.h>
 #include <wx/html/helpctrl.h>
 
-#include <mutex>
 #include <utility>
 
 #include "ui/desktop/help/chm_book.h"
@@ -24,14 +23,13 @@ constexpr std::string_view kProjectText =
     "Title=Relaybird Help\n"
     "Default topic=welcome.html\n";
 
-/// The toolkit keeps the handler for the life of the program.
+/// The toolkit keeps the handler for the life of the program, which the analyser cannot see.
 void serveFromMemory() {
-  static std::once_flag added;
-  std::call_once(added, [] {
-    auto handler = std::make_unique<wxMemoryFSHandler>();
-    wxFileSystem::AddHandler(handler.release());
-  });
-}
+  static bool added = false;
+  if (!std::exchange(added, true)) {
+    wxFileSystem::AddHandler(new wxMemoryFSHandler);
+  }
+}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
 
 void addFile(const std::string& name, std::string_view bytes) {
   const wxString path = wxString::FromUTF8(name);
