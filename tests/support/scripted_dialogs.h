@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "ui/forms/model/control.h"
