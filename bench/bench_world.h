@@ -23,6 +23,14 @@ class NullLog : public ActivityLog {
   std::size_t bytes = 0;
 };
 
+class NullAlerts : public Alerts {
+ public:
+  void checkFailed(const std::string&) override {}
+  void mailboxReached() override {}
+  void forwardRefused(const std::string&) override {}
+  void maximumReached() override {}
+};
+
 class NullTrace : public TraceLog {
  public:
   void trace(const std::string&) override {}
@@ -51,7 +59,7 @@ struct BenchWorld {
   BenchWorld(FileSystem& files, ObjectFactory& objects)
       : profiles(files),
         prefs({files, profiles, folders, osVersion, objects, itemReaders(objects)}),
-        engine({objects, prefs, display, log, trace, clock, sleeper, timers}) {
+        engine({objects, prefs, display, log, alerts, trace, clock, sleeper, timers}) {
     auto& fields = prefs.fields();
     fields.mstrFwdToAddress = {"5550100@sms.example.net"};
     fields.mcolSenderList = {""};
@@ -73,6 +81,7 @@ struct BenchWorld {
   FakeTimers timers{clock};
   NullSleeper sleeper;
   NullLog log;
+  NullAlerts alerts;
   NullTrace trace;
   NullDisplay display;
   NoFolders folders;

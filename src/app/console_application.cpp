@@ -24,8 +24,8 @@ ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, 
     : manual_(std::move(manual)),
       err_(err),
       core_(std::move(identity), loop_,
-            [this](const std::string& line) {
-              if (forms_) forms_->log().AddToLog(line);
+            [this](const StoreNotice& notice) {
+              if (forms_) forms_->storeTells(notice);
             }),
       input_(standardInputKind()),
       sink_(STDOUT_FILENO, signals_.descriptor(), [this] { outputBroken(); }) {}
@@ -80,11 +80,27 @@ void ConsoleApplication::makeConsole() {
 }
 
 void ConsoleApplication::makeForms() {
-  forms_ = std::make_unique<ProgramForms>(
-      ProgramWorld{core_.store().factory(), core_.files, core_.profiles, core_.folders,
-                   core_.osVersion, core_.clock, core_.sleeper, loop_, loop_, core_.trace,
-                   *dialogs_, screen_, *clipboard_, *helpViewer_, *systemInformation_, tray_,
-                   core_.identity().version, defaultHelpFile(core_.files, programFolder())});
+  forms_ =
+      std::make_unique<ProgramForms>(ProgramWorld{core_.store().factory(),
+                                                  core_.files,
+                                                  core_.profiles,
+                                                  core_.folders,
+                                                  core_.osVersion,
+                                                  core_.clock,
+                                                  core_.sleeper,
+                                                  loop_,
+                                                  loop_,
+                                                  core_.trace,
+                                                  *dialogs_,
+                                                  screen_,
+                                                  *clipboard_,
+                                                  *helpViewer_,
+                                                  *systemInformation_,
+                                                  tray_,
+                                                  notifications_,
+                                                  autostart_,
+                                                  core_.identity().version,
+                                                  defaultHelpFile(core_.files, programFolder())});
   frmRelaybird& main = forms_->main();
   observer_ = std::make_unique<ConsoleObserver>(
       forms_->forms(),

@@ -56,6 +56,8 @@ class ConsoleApplication {
   std::unique_ptr<ConsoleDialogs> dialogs_;
   ConsoleScreen screen_{loop_};
   NoTray tray_;
+  NoNotifications notifications_;
+  NoAutostart autostart_;
   std::unique_ptr<ConsoleClipboard> clipboard_;
   std::unique_ptr<ConsoleHelpViewer> helpViewer_;
   std::unique_ptr<SystemInformation> systemInformation_;

@@ -3,6 +3,7 @@
 
 #include <wx/image.h>
 
+#include <chrono>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -12,8 +13,16 @@
 #include "platform/posix/program_starter.h"
 #include "ui/desktop/gtk/indicator_tray.h"
 #include "ui/forms/about/listed_system_information.h"
+#include "ui/forms/autostart/desktop_entry_autostart.h"
 
 namespace relaybird {
+
+namespace {
+
+constexpr int kRaiseAttempts = 20;
+constexpr std::chrono::milliseconds kRaisePause{100};
+
+}  // namespace
 
 DesktopApplication::DesktopApplication(ProgramIdentity identity) : identity_(std::move(identity)) {}
 
@@ -24,9 +33,9 @@ bool DesktopApplication::OnInit() {
   SetAppDisplayName("Relaybird");
   wxImage::AddHandler(new wxPNGHandler);
   loop_ = std::make_unique<desktop::WxLoop>();
-  core_ = std::make_unique<ProgramCore>(identity_, *loop_, [this](const std::string& line) {
+  core_ = std::make_unique<ProgramCore>(identity_, *loop_, [this](const StoreNotice& notice) {
     if (forms_) {
-      forms_->log().AddToLog(line);
+      forms_->storeTells(notice);
     }
   });
   refusal_ = core_->prepare();
@@ -34,7 +43,7 @@ bool DesktopApplication::OnInit() {
     // Told in OnRun: the exit status of a program whose start fails here would not be ours.
     return true;
   }
-  for (const int signal : {SIGTERM, SIGINT}) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     SetSignalHandler(signal,
                      [](int) { static_cast<DesktopApplication*>(wxTheApp)->forms_->shutDown(); });
   }
@@ -46,26 +55,70 @@ void DesktopApplication::makeForms() {
   auto tray = std::make_unique<desktop::IndicatorTray>(core_->stateFile("icons"));
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
                                                                  core_->files, startProgram);
-  forms_ = std::make_unique<ProgramForms>(
-      ProgramWorld{core_->store().factory(), core_->files, core_->profiles, core_->folders,
-                   core_->osVersion, core_->clock, core_->sleeper, *loop_, *loop_, core_->trace,
-                   dialogs_, screen_, clipboard_, help_, *systemInformation_, *tray,
-                   identity_.version, defaultHelpFile(core_->files, programFolder())});
+  autostart_ = std::make_unique<DesktopEntryAutostart>(
+      core_->files, core_->folders.GetAppDataFolder(), programFolder() + "/" + identity_.name);
+  session_ = std::make_unique<desktop::SessionApplication>(
+      desktop::SessionApplication::Listener{[this] { raise(); }, [this] { return IsActive(); }});
+  forms_ =
+      std::make_unique<ProgramForms>(ProgramWorld{core_->store().factory(),
+                                                  core_->files,
+                                                  core_->profiles,
+                                                  core_->folders,
+                                                  core_->osVersion,
+                                                  core_->clock,
+                                                  core_->sleeper,
+                                                  *loop_,
+                                                  *loop_,
+                                                  core_->trace,
+                                                  dialogs_,
+                                                  screen_,
+                                                  clipboard_,
+                                                  help_,
+                                                  *systemInformation_,
+                                                  *tray,
+                                                  *session_,
+                                                  *autostart_,
+                                                  identity_.version,
+                                                  defaultHelpFile(core_->files, programFolder())});
   tray->setMenu(forms_->main().RcPopup);
   windows_ = std::make_unique<desktop::DesktopWindows>(*forms_);
   windows_->main().onRunning([icon = tray.get()](bool running) { icon->setRunning(running); });
   tray_ = std::move(tray);
   SetTopWindow(&windows_->main());
+  sessionEnd_ = std::make_unique<desktop::SessionEnd>([this] { forms_->shutDown(); });
+}
+
+/// To the front, from behind other windows, from the task bar or from the notification area.
+void DesktopApplication::raise() {
+  if (forms_->main().visible()) {
+    windows_->bringToFront();
+  } else {
+    forms_->main().restore();
+  }
+}
+
+/// The first one may be starting still.
+bool DesktopApplication::raiseFirst() {
+  for (int attempt = 0; attempt < kRaiseAttempts; ++attempt) {
+    if (desktop::raiseRunningProgram()) {
+      return true;
+    }
+    core_->sleeper.sleep(kRaisePause);
+  }
+  return false;
 }
 
 int DesktopApplication::OnRun() {
+  if (refusal_ && refusal_->mailboxTaken && raiseFirst()) {
+    return 0;
+  }
   if (refusal_) {
     std::cerr << identity_.name << ": " << refusal_->text << '\n';
     dialogs_.messageBox(
         {refusal_->text, std::string(kProgramTitle), BoxButtons::kOk, BoxIcon::kExclamation});
     return refusal_->status;
   }
-  CallAfter([this] {
+  loop_->post([this] {
     if (!forms_->start()) {
       status_ = kCannotStart;
       ExitMainLoop();
@@ -92,10 +145,12 @@ int DesktopApplication::OnExit() {
   if (core_) {
     core_->closeStore();
   }
+  session_.reset();
+  // The desktop has waited for this.
+  sessionEnd_.reset();
   return wxApp::OnExit();
 }
 
-/// Forwarding goes on: what failed is told once in a box and each time in the log.
 bool DesktopApplication::OnExceptionInMainLoop() {
   std::string what = "unknown";
   try {
@@ -105,15 +160,19 @@ bool DesktopApplication::OnExceptionInMainLoop() {
   } catch (...) {
     what = "an exception of an unknown kind";
   }
+  std::cerr << identity_.name << ": unexpected: " << what << '\n';
   if (forms_) {
-    forms_->log().AddToLog(core_->clock.toText(core_->clock.now()) + "--> Unexpected: " + what);
-  }
-  if (!std::exchange(toldOfException_, true)) {
-    dialogs_.messageBox({"Something unexpected happened: " + what +
-                             "\r\n\r\nForwarding goes on; the log will tell of any more of this.",
-                         "Error", BoxButtons::kOk, BoxIcon::kExclamation});
+    forms_->unexpected(what);
   }
   return true;
+}
+
+/// The toolkit's own checks of itself are for its developers: no box of theirs stops forwarding.
+void DesktopApplication::OnAssertFailure(const wxChar* file, int line, const wxChar* function,
+                                         const wxChar* condition, const wxChar* message) {
+  const wxString what = wxString::Format("%s:%d: %s: %s %s", file, line, function, condition,
+                                         message == nullptr ? wxT("") : message);
+  std::cerr << identity_.name << ": assertion failed: " << what.utf8_str() << '\n';
 }
 
 }  // namespace relaybird

@@ -11,6 +11,8 @@
 #include "ui/desktop/desk/wx_clipboard.h"
 #include "ui/desktop/desk/wx_dialogs.h"
 #include "ui/desktop/desk/wx_loop.h"
+#include "ui/desktop/gtk/session_application.h"
+#include "ui/desktop/gtk/session_end.h"
 #include "ui/desktop/help/help_window.h"
 #include "ui/desktop/windows/desktop_windows.h"
 #include "ui/forms/program_forms.h"
@@ -26,18 +28,24 @@ class DesktopApplication : public wxApp {
   int OnRun() override;
   int OnExit() override;
   bool OnExceptionInMainLoop() override;
+  void OnAssertFailure(const wxChar* file, int line, const wxChar* function,
+                       const wxChar* condition, const wxChar* message) override;
 
  private:
   void makeForms();
   void endProgram();
+  void raise();
+  bool raiseFirst();
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
 
   ProgramIdentity identity_;
   int status_ = 0;
-  bool toldOfException_ = false;
   std::optional<ProgramCore::Refusal> refusal_;
   std::unique_ptr<desktop::WxLoop> loop_;
   std::unique_ptr<ProgramCore> core_;
+  std::unique_ptr<desktop::SessionEnd> sessionEnd_;
+  std::unique_ptr<desktop::SessionApplication> session_;
+  std::unique_ptr<Autostart> autostart_;
   desktop::WxDialogs dialogs_{[this] { return front(); }};
   desktop::WxScreen screen_{[this] { endProgram(); }};
   desktop::WxClipboard clipboard_;

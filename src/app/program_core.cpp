@@ -12,7 +12,7 @@
 namespace relaybird {
 
 ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
-                         std::function<void(const std::string& line)> notice)
+                         std::function<void(const StoreNotice&)> notice)
     : trace(files, clock, stateFile("rbxdb.txt"), stateFile("rbxkey/db")),
       identity_(std::move(identity)),
       events_(events),

@@ -34,9 +34,10 @@ inline constexpr int kSettingsForbid = 2;
 
 class ProgramCore {
  public:
-  /// The store reports through `events`, and has lines for the activity log; both must outlive it.
+  /// The store reports through `events`, and what it has to tell goes to `notice`; both must
+  /// outlive it.
   ProgramCore(ProgramIdentity identity, EventQueue& events,
-              std::function<void(const std::string& line)> notice);
+              std::function<void(const StoreNotice&)> notice);
 
   /// Why the program cannot start, and its exit status.
   struct Refusal {
@@ -69,7 +70,7 @@ class ProgramCore {
 
   ProgramIdentity identity_;
   EventQueue& events_;
-  std::function<void(const std::string&)> notice_;
+  std::function<void(const StoreNotice&)> notice_;
   Mailbox mailbox_;
   std::unique_ptr<OpenedStore> store_;
   std::unique_ptr<InstanceLock> lock_;

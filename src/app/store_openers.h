@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "engine/mail_store.h"
+#include "engine/store/store_notice.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
@@ -22,8 +23,8 @@ struct StoreWorld {
   FileSystem& files;
   const Clock& clock;
   EventQueue& events;
-  std::string stateFolder;                  ///< SpecialFolders::stateFolder()
-  std::function<void(std::string)> notice;  ///< a line for the activity log
+  std::string stateFolder;  ///< SpecialFolders::stateFolder()
+  std::function<void(StoreNotice)> notice;
 };
 
 class OpenedStore {

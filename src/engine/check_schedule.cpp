@@ -125,6 +125,7 @@ void CheckSchedule::failSync(const std::string& text, const std::string& storeWo
   if (!storeWords.empty()) {
     world_.log.AddToLog(now + "--> " + storeWords);
   }
+  world_.alerts.checkFailed(storeWords.empty() ? text : storeWords);
   pass_.endTestCycle();
 }
 

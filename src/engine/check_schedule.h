@@ -12,6 +12,7 @@
 #include "engine/engine_state.h"
 #include "engine/mail_session.h"
 #include "engine/report/activity_log.h"
+#include "engine/report/alerts.h"
 #include "engine/report/engine_display.h"
 #include "engine/report/status_display.h"
 #include "platform/clock.h"
@@ -27,6 +28,7 @@ struct ScheduleWorld {
   const clsPref& prefs;
   EngineDisplay& display;
   ActivityLog& log;
+  Alerts& alerts;
   TraceLog& trace;
   const Clock& clock;
   TimerMaker& timers;

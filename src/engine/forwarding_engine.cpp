@@ -8,10 +8,11 @@ namespace relaybird {
 ForwardingEngine::ForwardingEngine(EngineWorld world)
     : status_(world.display, state_, world.clock, world.timers),
       session_(world.objects, state_, status_, [this] { schedule_.m_sync_SyncEnd(); }),
-      pass_({world.objects, world.prefs, world.display, world.log, world.trace, world.clock,
-             world.sleeper},
+      pass_({world.objects, world.prefs, world.display, world.log, world.alerts, world.trace,
+             world.clock, world.sleeper},
             state_, status_, session_, [this] { schedule_.SyncStart(true); }),
-      schedule_({world.prefs, world.display, world.log, world.trace, world.clock, world.timers},
+      schedule_({world.prefs, world.display, world.log, world.alerts, world.trace, world.clock,
+                 world.timers},
                 state_, status_, session_, pass_) {}
 
 }  // namespace relaybird

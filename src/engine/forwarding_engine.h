@@ -10,6 +10,7 @@
 #include "engine/mail_session.h"
 #include "engine/mail_store.h"
 #include "engine/report/activity_log.h"
+#include "engine/report/alerts.h"
 #include "engine/report/engine_display.h"
 #include "engine/report/status_display.h"
 #include "platform/clock.h"
@@ -24,6 +25,7 @@ struct EngineWorld {
   clsPref& prefs;
   EngineDisplay& display;
   ActivityLog& log;
+  Alerts& alerts;
   TraceLog& trace;
   const Clock& clock;
   Sleeper& sleeper;

@@ -148,10 +148,12 @@ bool InboxPass::sessionReady() {
     if (!session_.storeWords().empty()) {
       world_.log.AddToLog(nowText() + "--> " + session_.storeWords());
     }
+    world_.alerts.checkFailed(session_.lastWords());
     // The name in this text was never filled in; users know the line as it is.
     status_.SetStatusLabel("Last email check aborted: & m_sErr");
     return false;
   }
+  world_.alerts.mailboxReached();
   if (state_.m_bBusyFwd) {
     refuse();
     return false;
@@ -179,6 +181,7 @@ bool InboxPass::walkItems(Walk& walk) {
     if (maximumReached()) {
       status_.SetStatusToPreset(kStatusMaximumReached);
       world_.log.AddToLog("Stopped - already forwarded maximum number of emails allowed.");
+      world_.alerts.maximumReached();
       state_.m_bBusyFwd = false;
       return false;
     }
@@ -255,6 +258,7 @@ void InboxPass::forward(Walk& walk, const std::shared_ptr<MailItem>& item,
     ++state_.failedThisPass;
     world_.log.AddToLog("Tried but failed to forward " + item->Subject() + " at " + nowText() +
                         "; Problem was: " + *outcome.failure);
+    world_.alerts.forwardRefused("\"" + item->Subject() + "\": " + *outcome.failure);
     ignore(entryId);
   } else if (outcome.sent) {
     world_.log.AddToLog("forwarded " + item->Subject() + " at " + nowText());

@@ -51,6 +51,8 @@ class MailSession {
   const std::string& errorText() const { return errorText_; }
   /// What the store itself said about the last failure; empty where it said nothing.
   const std::string& storeWords() const { return storeWords_; }
+  /// What says most about the last failure: the store's words, else the fixed text.
+  const std::string& lastWords() const { return storeWords_.empty() ? errorText_ : storeWords_; }
 
   Application* application() const { return application_.get(); }
   Folder* inbox() const { return inbox_.get(); }

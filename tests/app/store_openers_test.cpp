@@ -20,7 +20,7 @@ class StoreOpenersTest : public testing::Test {
     writeBytes(file, "[mail]\n" + section);
     const auto reader = profiles.read(file);
     return openStore(name, *reader, file,
-                     {files, clock, loop, temp.path("state"), [](const std::string&) {}});
+                     {files, clock, loop, temp.path("state"), [](const StoreNotice&) {}});
   }
 
   TempFolder temp;

@@ -18,6 +18,7 @@
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
 #include "support/no_folders.h"
+#include "support/recording_alerts.h"
 #include "support/recording_display.h"
 #include "support/recording_log.h"
 
@@ -96,6 +97,7 @@ class EngineTest : public testing::Test {
   RecordingSleeper sleeper_{clock_};
   RecordingDisplay display_;
   RecordingLog log_{&clock_};
+  RecordingAlerts alerts_;
   RecordingTrace trace_;
   MemoryStore store_{events_};
   NoFiles files_;
@@ -105,7 +107,7 @@ class EngineTest : public testing::Test {
   clsPref prefs_{
       {files_, profiles_, folders_, osVersion_, store_.factory(), itemReaders(store_.factory())}};
   ForwardingEngine engine_{
-      {store_.factory(), prefs_, display_, log_, trace_, clock_, sleeper_, timers_}};
+      {store_.factory(), prefs_, display_, log_, alerts_, trace_, clock_, sleeper_, timers_}};
 };
 
 }  // namespace relaybird

@@ -122,7 +122,7 @@ TEST_F(InboxPassFaultTest, WhicheverOperationFailsThePassEndsAndTheNextOneGoesOn
         {files_, profiles_, folders_, osVersion_, store.factory(), itemReaders(store.factory())}};
     prefs.fields() = prefs_.fields();
     ForwardingEngine engine{
-        {store.factory(), prefs, display_, log, trace_, clock_, sleeper_, timers_}};
+        {store.factory(), prefs, display_, log, alerts_, trace_, clock_, sleeper_, timers_}};
     engine.state().activationTime = kStart;
     bool failed = false;
     store.setHook([&](std::string_view at) {

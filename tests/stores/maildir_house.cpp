@@ -52,7 +52,7 @@ void MaildirHouse::open() {
   store = std::make_unique<MaildirStore>(
       settings, MaildirWorld{disk, clock, events, executor, countingRandom(++opened),
                              delivering ? &transport : nullptr,
-                             [this](const std::string& line) { notices.push_back(line); }});
+                             [this](const StoreNotice& told) { notices.push_back(told.line); }});
 }
 
 void MaildirHouse::forward(const std::shared_ptr<MailItem>& item) {

@@ -21,6 +21,7 @@
 #include "support/fake_timers.h"
 #include "support/mail_text.h"
 #include "support/no_folders.h"
+#include "support/recording_alerts.h"
 #include "support/recording_display.h"
 #include "support/recording_log.h"
 
@@ -86,7 +87,7 @@ struct Program {
             {machine.maildir, machine.outbox, machine.temp.path("state/rbx"), "", "ann@example.org",
              "Ann", ""},
             {files, clock, events, executor, countingRandom(run), delivering ? &transport : nullptr,
-             [this](const std::string& line) { log.AddToLog(line); }}) {
+             [this](const StoreNotice& told) { log.AddToLog(told.line); }}) {
     prefs.ReadIniPref();
     prefs.fields().mstrFwdToAddress = {"cell@phone.example"};
     prefs.fields().mlngMaxToForward = 100;
@@ -107,6 +108,7 @@ struct Program {
   RecordingSleeper sleeper{clock};
   RecordingDisplay display;
   RecordingLog log{&clock};
+  RecordingAlerts alerts;
   RecordingTrace trace;
   MaildirStore store;
   NoFolders folders;
@@ -117,7 +119,8 @@ struct Program {
                    return std::make_unique<clsSecurity>(store.factory(),
                                                         clsSecurity::Purpose::kRead);
                  }}};
-  ForwardingEngine engine{{store.factory(), prefs, display, log, trace, clock, sleeper, timers}};
+  ForwardingEngine engine{
+      {store.factory(), prefs, display, log, alerts, trace, clock, sleeper, timers}};
 };
 
 /// Runs passes to the end on a whole disk, closing included; says what the steps were.

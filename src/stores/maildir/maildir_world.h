@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "engine/store/store_notice.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
@@ -24,8 +25,8 @@ struct MaildirWorld {
   RandomBytes random;
   /// Takes forwards off this machine; none: they stay in the outbox. Used on the executor's thread.
   Transport* transport = nullptr;
-  /// A line for the activity log, on the user-interface thread.
-  std::function<void(std::string)> notice = [](const std::string&) {};
+  /// Told what the user should read, on the user-interface thread.
+  std::function<void(StoreNotice)> notice = [](const StoreNotice&) {};
 };
 
 }  // namespace relaybird

@@ -52,6 +52,49 @@ class SystemInformation {
   virtual Result<void> start(const std::string& program) = 0;
 };
 
+/// A message to a user who does not look at the program's windows.
+struct Notification {
+  std::string cause;  ///< takes the place of an earlier one of the same cause
+  std::string title;
+  std::string text;
+};
+
+class Notifications {
+ public:
+  virtual ~Notifications() = default;
+  /// Whether the user looks elsewhere now, and can be reached.
+  virtual bool wanted() = 0;
+  /// Returns at once; a desktop that shows none is no error.
+  virtual void show(const Notification& notification) = 0;
+  /// Takes back what is still on the screen.
+  virtual void withdraw(const std::string& cause) = 0;
+};
+
+/// For a front end that tells everything where it happens.
+class NoNotifications : public Notifications {
+ public:
+  bool wanted() override { return false; }
+  void show(const Notification&) override {}
+  void withdraw(const std::string&) override {}
+};
+
+/// Whether the program starts together with the user's desktop.
+class Autostart {
+ public:
+  virtual ~Autostart() = default;
+  /// False where there is no desktop to start with.
+  virtual bool offered() const = 0;
+  virtual bool enabled() = 0;
+  virtual Result<void> setEnabled(bool enabled) = 0;
+};
+
+class NoAutostart : public Autostart {
+ public:
+  bool offered() const override { return false; }
+  bool enabled() override { return false; }
+  Result<void> setEnabled(bool) override { return {}; }
+};
+
 struct ProgramVersion {
   int major = 0;
   int minor = 0;

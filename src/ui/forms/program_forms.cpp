@@ -46,7 +46,9 @@ class ProgramForms::Bridge : public PrefForms {
 };
 
 ProgramForms::ProgramForms(const ProgramWorld& world)
-    : log_({world.clock, world.screen, world.clipboard, world.dialogs}),
+    : dialogs_(world.dialogs),
+      clock_(world.clock),
+      log_({world.clock, world.screen, world.clipboard, world.dialogs}),
       main_(world, log_),
       settings_({main_.prf(), main_.engine().session(), world.objects, log_, world.clock,
                  world.dialogs, world.screen}),
@@ -82,6 +84,22 @@ void ProgramForms::readPreferencesAgain() {
     prf.ClassToForm();
   }
   prf.UpdateEmailAddrOnMainForm();
+}
+
+void ProgramForms::storeTells(const StoreNotice& notice) {
+  log_.AddToLog(notice.line);
+  if (notice.kind == StoreNotice::Kind::kRefused) {
+    main_.alerts().forwardRefused(notice.line);
+  }
+}
+
+void ProgramForms::unexpected(const std::string& what) {
+  log_.AddToLog(clock_.toText(clock_.now()) + "--> Unexpected: " + what);
+  if (!std::exchange(toldOfUnexpected_, true)) {
+    dialogs_.messageBox({"Something unexpected happened: " + what +
+                             "\r\n\r\nForwarding goes on; the log will tell of any more of this.",
+                         "Error", BoxButtons::kOk, BoxIcon::kExclamation});
+  }
 }
 
 void ProgramForms::shutDown() {

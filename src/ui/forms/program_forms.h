@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/store/store_notice.h"
 #include "ui/forms/about/frm_about.h"
 #include "ui/forms/log/frm_log.h"
 #include "ui/forms/main/frm_relaybird.h"
@@ -28,6 +29,11 @@ class ProgramForms {
   /// Reads the preference file again, as somebody else has written it, and shows what it holds. An
   /// open settings dialog keeps what the user is typing.
   void readPreferencesAgain();
+  /// The store has something to tell: puts it into the log, and raises it where it matters.
+  void storeTells(const StoreNotice& notice);
+  /// Something failed that no part of the program had expected: the log tells it each time, a box
+  /// the first time. Forwarding goes on.
+  void unexpected(const std::string& what);
   /// Ends a pass after the item in hand, and lets go of the mail application. The program is over.
   void shutDown();
 
@@ -47,6 +53,10 @@ class ProgramForms {
 
  private:
   class Bridge;
+
+  Dialogs& dialogs_;
+  const Clock& clock_;
+  bool toldOfUnexpected_ = false;
 
   frmLog log_;
   frmRelaybird main_;

@@ -35,6 +35,8 @@ struct ProgramWorld {
   HelpViewer& helpViewer;
   SystemInformation& systemInformation;
   TrayPlatform& tray;
+  Notifications& notifications;
+  Autostart& autostart;
   ProgramVersion version;
   /// Where the help file is looked for until the preferences or the user name another place.
   std::string defaultHelpFile;

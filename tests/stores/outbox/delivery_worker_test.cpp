@@ -50,8 +50,8 @@ class DeliveryWorkerTest : public testing::Test {
     restart();
   }
   DeliveryWorker::Setting setting(Transport* to, Executor& on) {
-    return {*world.through, world.clock, *outbox, to, on, events, [this](std::string line) {
-              notices.push_back(std::move(line));
+    return {*world.through, world.clock, *outbox, to, on, events, [this](const StoreNotice& told) {
+              notices.push_back(told.line);
             }};
   }
   void restart() {

@@ -24,7 +24,7 @@ constexpr int kEnoughRefusals = 10;
 }  // namespace
 
 struct DeliveryWorker::CallBacks {
-  std::function<void(std::string)> notice;
+  std::function<void(StoreNotice)> notice;
 };
 
 DeliveryWorker::DeliveryWorker(Setting setting)
@@ -165,8 +165,9 @@ DeliveryWorker::Fate DeliveryWorker::refused(const Outbox::Claim& claim,
                 {Outcome::Kind::kTemporary, words + "; " + moved.error().text, false});
   }
   retries_.erase(claim.name());
-  say("Refused for good: \"" + title + "\": " + oneLine(words) + ". It is now in " +
-      setting_.outbox.folder() + "/failed");
+  say({"Refused for good: \"" + title + "\": " + oneLine(words) + ". It is now in " +
+           setting_.outbox.folder() + "/failed",
+       StoreNotice::Kind::kRefused});
   return Fate::kGone;
 }
 
@@ -203,10 +204,10 @@ void DeliveryWorker::updateNextAttempt() {
   nextAttempt_ = next;
 }
 
-void DeliveryWorker::say(std::string line) {
-  setting_.events.post([to = std::weak_ptr(callBacks_), line = std::move(line)] {
+void DeliveryWorker::say(StoreNotice notice) {
+  setting_.events.post([to = std::weak_ptr(callBacks_), notice = std::move(notice)] {
     const auto callBacks = to.lock();
-    if (callBacks && callBacks->notice) callBacks->notice(line);
+    if (callBacks && callBacks->notice) callBacks->notice(notice);
   });
 }
 

@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/store/store_notice.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
@@ -42,8 +43,8 @@ class DeliveryWorker {
     Transport* transport = nullptr;  ///< none: messages stay in the outbox
     Executor& executor;
     EventQueue& events;
-    /// Told, on the user-interface thread, what became of each message, as a line for the log.
-    std::function<void(std::string)> notice;
+    /// Told, on the user-interface thread, what became of each message.
+    std::function<void(StoreNotice)> notice;
   };
 
   explicit DeliveryWorker(Setting setting);
@@ -81,7 +82,7 @@ class DeliveryWorker {
   Fate kept(const WaitingMessage& message, const std::string& title, const Outcome& outcome);
   bool isDue(const Retry& retry) const;
   void postpone(Retry& retry) const;
-  void say(std::string line);
+  void say(StoreNotice notice);
   void postDone(std::vector<std::function<void()>> waiters);
   void updateNextAttempt();
 

@@ -6,9 +6,16 @@
 namespace relaybird::desktop {
 
 MenuView::MenuView(wxFrame& window, wxMenu& menu, Control& control)
-    : control_(control), entry_(menu.Append(wxID_ANY, toWx(control.text()))) {
+    : control_(control),
+      entry_(menu.Append(wxID_ANY, toWx(control.text()), wxEmptyString,
+                         control.kind() == ControlKind::kCheckBox ? wxITEM_CHECK : wxITEM_NORMAL)) {
   window.Bind(
-      wxEVT_MENU, [this](wxCommandEvent&) { byUser(control_, &Control::click); }, entry_->GetId());
+      wxEVT_MENU,
+      [this](wxCommandEvent&) {
+        byUser(control_, &Control::click);
+        update(Change::kValue);
+      },
+      entry_->GetId());
 }
 
 void MenuView::update(Change what) {
@@ -16,6 +23,8 @@ void MenuView::update(Change what) {
     entry_->SetItemLabel(toWx(control_.text()));
   } else if (what == Change::kEnabled) {
     entry_->Enable(control_.enabled());
+  } else if (what == Change::kValue && entry_->IsCheckable()) {
+    entry_->Check(control_.checked());
   }
 }
 

@@ -8,7 +8,7 @@
 
 namespace relaybird::desktop {
 
-/// A menu entry that follows its control.
+/// A menu entry that follows its control: a check box has its mark.
 class MenuView : public ControlView {
  public:
   /// Appends the entry to the menu, whose picks arrive at the window.

@@ -12,6 +12,8 @@
 #include <mutex>
 #include <utility>
 
+#include "ui/desktop/desk/guarded.h"
+
 namespace relaybird::desktop {
 namespace {
 
@@ -46,7 +48,7 @@ class WxTimer : public Timer, private wxTimer {
       Stop();
     }
   }
-  void Notify() override { tick_(); }
+  void Notify() override { guarded(tick_); }
 
   std::chrono::milliseconds interval_;
   std::function<void()> tick_;
@@ -81,7 +83,7 @@ class WxLoop::Queue : public std::enable_shared_from_this<Queue> {
       event = std::move(events_.front());
       events_.pop_front();
     }
-    event();
+    guarded(event);
   }
 
   std::mutex mutex_;

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "ui/desktop/desk/art_data.h"
+#include "ui/desktop/desk/guarded.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {
@@ -61,7 +62,7 @@ void writePictures(const std::string& folder) {
 }
 
 void onActivate(GtkMenuItem*, gpointer control) {
-  static_cast<Control*>(control)->click();
+  guarded([&] { static_cast<Control*>(control)->click(); });
 }
 
 GtkMenu* makeMenu(const Control& menu) {

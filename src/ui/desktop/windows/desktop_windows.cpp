@@ -15,6 +15,13 @@ void DesktopWindows::destroy() {
   main_ = nullptr;
 }
 
+void DesktopWindows::bringToFront() {
+  main_->raise();
+  if (wxWindow* other = front(); other != main_) {
+    other->Raise();
+  }
+}
+
 wxWindow* DesktopWindows::front() {
   for (wxTopLevelWindow* window :
        std::initializer_list<wxTopLevelWindow*>{settings_, about_, log_}) {

@@ -16,6 +16,8 @@ class DesktopWindows {
   explicit DesktopWindows(ProgramForms& forms);
 
   MainWindow& main() { return *main_; }
+  /// In front of other programs' windows, with the window that waits for the user on top.
+  void bringToFront();
   /// Takes every window off the screen and away.
   void destroy();
   /// The window that a box stands over now.

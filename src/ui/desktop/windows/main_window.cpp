@@ -72,8 +72,16 @@ wxMenuBar* MainWindow::menuBar() {
 wxMenu* MainWindow::menu(Control& top) {
   auto* entries = new wxMenu;
   for (Control* control : frm_.controls()) {
-    if (control->parent() == &top) {
+    if (control->parent() == &top && control->visible()) {
+      // A choice that stays stands apart from the commands.
+      const bool apart = control->kind() == ControlKind::kCheckBox;
+      if (apart) {
+        entries->AppendSeparator();
+      }
       follow(*control, std::make_unique<MenuView>(*this, *entries, *control));
+      if (apart) {
+        entries->AppendSeparator();
+      }
     }
   }
   return entries;

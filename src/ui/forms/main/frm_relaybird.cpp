@@ -31,6 +31,7 @@ frmRelaybird::frmRelaybird(ProgramWorld world, ActivityLog& log)
     : world_(std::move(world)),
       log_(log),
       display_(*this, world_.screen, [this] { testOver(); }),
+      attention_(world_.notifications, world_.clock),
       help_({world_.files, world_.profiles, world_.folders, world_.dialogs, world_.helpViewer},
             world_.defaultHelpFile),
       prf_(prefWorld()),
@@ -56,7 +57,7 @@ PrefWorld frmRelaybird::prefWorld() {
 }
 
 EngineWorld frmRelaybird::engineWorld() {
-  return {world_.objects, prf_,         display_,       log_,
+  return {world_.objects, prf_,         display_,       log_,         attention_,
           world_.trace,   world_.clock, world_.sleeper, world_.timers};
 }
 
@@ -83,6 +84,9 @@ void frmRelaybird::wireCommands() {
   mnuRestore.onClick([this] { restore(); });
   mnuIndex.onClick([this] { help_.show(); });
   mnuAbout.onClick([this] { forms_->about.open(*this); });
+  mnuAutostart.setVisible(world_.autostart.offered());
+  mnuAutostart.setValue(world_.autostart.enabled() ? 1 : 0);
+  mnuAutostart.onClick([this] { startWithDesktop(mnuAutostart.checked()); });
 }
 
 void frmRelaybird::wirePictures() {
@@ -90,6 +94,20 @@ void frmRelaybird::wirePictures() {
     picture->onClick([this] { openSettingsAt(kCellPhoneTab); });
   }
   txtStatusFwdTo.onClick([this] { openSettingsAt(kGeneralTab); });
+}
+
+/// The mark shows what is so, also where it could not be changed.
+void frmRelaybird::startWithDesktop(bool wanted) {
+  Autostart& autostart = world_.autostart;
+  if (autostart.enabled() == wanted) {
+    return;
+  }
+  const Result<void> done = autostart.setEnabled(wanted);
+  mnuAutostart.setValue(autostart.enabled() ? 1 : 0);
+  if (!done) {
+    say("Could not change what starts with the desktop:\r\n" + done.error().text, "Error",
+        BoxIcon::kExclamation);
+  }
 }
 
 void frmRelaybird::openSettingsAt(int tab) {

@@ -12,6 +12,7 @@
 #include "engine/forwarding_engine.h"
 #include "prefs/cls_pref.h"
 #include "ui/forms/help/help_file.h"
+#include "ui/forms/main/attention.h"
 #include "ui/forms/main/main_controls.h"
 #include "ui/forms/main/main_display.h"
 #include "ui/forms/main/progress.h"
@@ -42,6 +43,7 @@ class frmRelaybird : public MainControls {
   clsPref& prf() { return prf_; }
   ForwardingEngine& engine() { return engine_; }
   HelpFile& help() { return help_; }
+  Alerts& alerts() { return attention_; }
   /// Of the check or the synchronisation that runs now. Changes together with the status line.
   Progress progress() const;
 
@@ -84,6 +86,7 @@ class frmRelaybird : public MainControls {
   EngineWorld engineWorld();
   void wireCommands();
   void wirePictures();
+  void startWithDesktop(bool wanted);
   void openSettingsAt(int tab);
   bool probeComponents();
 
@@ -120,6 +123,7 @@ class frmRelaybird : public MainControls {
   ActivityLog& log_;
   std::unique_ptr<OtherForms> forms_;
   MainDisplay display_;
+  Attention attention_;
   HelpFile help_;
   clsPref prf_;
   ForwardingEngine engine_;

@@ -47,7 +47,7 @@ void MainControls::placeInFrames() {
 }
 
 void MainControls::placeInMenus() {
-  putInto(mnuFile, {&mnuStart, &mnuStop, &mnuExit});
+  putInto(mnuFile, {&mnuStart, &mnuStop, &mnuAutostart, &mnuExit});
   putInto(mnuEdit, {&mnuPreferences});
   putInto(mnuHelp, {&mnuIndex, &mnuAbout});
   putInto(RcPopup, {&mnuRestore});

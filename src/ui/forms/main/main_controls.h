@@ -46,6 +46,7 @@ class MainControls : public Form {
   Control mnuFile{*this, ControlKind::kMenu, "mnuFile", "&File"};
   Control mnuStart{*this, ControlKind::kMenu, "mnuStart", "&Start"};
   Control mnuStop{*this, ControlKind::kMenu, "mnuStop", "S&top"};
+  Control mnuAutostart{*this, ControlKind::kCheckBox, "mnuAutostart", "Start with the &desktop"};
   Control mnuExit{*this, ControlKind::kMenu, "mnuExit", "&Exit"};
   Control mnuEdit{*this, ControlKind::kMenu, "mnuEdit", "&Edit"};
   Control mnuPreferences{*this, ControlKind::kMenu, "mnuPreferences", "Se&ttings..."};

@@ -130,6 +130,7 @@ bool frmRelaybird::addressesListed(int count, std::string_view dialogName) {
 
 void frmRelaybird::switchOn(bool bAutoStart) {
   engine_.pass().ResetIgnoreList();
+  attention_.startAnew();
   state().activationTime = world_.clock.now();
   const std::string since = world_.clock.toText(state().activationTime);
   log_.AddToLog("--- Forwarding turned ON at " + since + " ---");

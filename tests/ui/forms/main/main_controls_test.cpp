@@ -55,6 +55,7 @@ const std::vector<Row>& rows() {
       {"mnuFile", Kind::kMenu, "&File"},
       {"mnuStart", Kind::kMenu, "&Start", true, true, "mnuFile"},
       {"mnuStop", Kind::kMenu, "S&top", false, true, "mnuFile"},
+      {"mnuAutostart", Kind::kCheckBox, "Start with the &desktop", true, true, "mnuFile"},
       {"mnuExit", Kind::kMenu, "&Exit", true, true, "mnuFile"},
       {"mnuEdit", Kind::kMenu, "&Edit"},
       {"mnuPreferences", Kind::kMenu, "Se&ttings...", true, true, "mnuEdit"},

@@ -98,6 +98,34 @@ class FakeTray : public TrayPlatform {
   WindowHandle foreground = 0;
 };
 
+/// A desktop that keeps what it was given to show.
+class FakeNotifications : public Notifications {
+ public:
+  bool wanted() override { return away; }
+  void show(const Notification& notification) override { shown.push_back(notification); }
+  void withdraw(const std::string& cause) override { withdrawn.push_back(cause); }
+
+  bool away = true;
+  std::vector<Notification> shown;
+  std::vector<std::string> withdrawn;
+};
+
+class FakeAutostart : public Autostart {
+ public:
+  bool offered() const override { return true; }
+  bool enabled() override { return on; }
+  Result<void> setEnabled(bool enabled) override {
+    if (broken) {
+      return Error{30, "Read-only file system"};
+    }
+    on = enabled;
+    return {};
+  }
+
+  bool on = false;
+  bool broken = false;
+};
+
 class ProgramTest : public testing::Test {
  protected:
   ProgramTest() {
@@ -130,10 +158,26 @@ class ProgramTest : public testing::Test {
     return *program_;
   }
   void makeProgram() {
-    program_ = std::make_unique<ProgramForms>(
-        ProgramWorld{store_.factory(), files_, profiles_, folders_, osVersion_, clock_, sleeper_,
-                     timers_, events_, trace_, dialogs_, screen_, clipboard_, helpViewer_,
-                     systemInformation_, tray_, ProgramVersion{3, 1, 2}, "/opt/rbx.chm"});
+    program_ = std::make_unique<ProgramForms>(ProgramWorld{store_.factory(),
+                                                           files_,
+                                                           profiles_,
+                                                           folders_,
+                                                           osVersion_,
+                                                           clock_,
+                                                           sleeper_,
+                                                           timers_,
+                                                           events_,
+                                                           trace_,
+                                                           dialogs_,
+                                                           screen_,
+                                                           clipboard_,
+                                                           helpViewer_,
+                                                           systemInformation_,
+                                                           tray_,
+                                                           notifications_,
+                                                           autostart_,
+                                                           ProgramVersion{3, 1, 2},
+                                                           "/opt/rbx.chm"});
   }
   frmRelaybird& main() { return program().main(); }
   EngineState& state() { return main().engine().state(); }
@@ -205,6 +249,8 @@ class ProgramTest : public testing::Test {
   FakeHelpViewer helpViewer_;
   FakeSystemInformation systemInformation_;
   FakeTray tray_;
+  FakeNotifications notifications_;
+  FakeAutostart autostart_;
   bool started_ = false;
   std::unique_ptr<ProgramForms> program_;
 };

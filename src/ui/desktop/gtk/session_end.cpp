@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/gtk/session_end.h"
+
+#include <gio/gio.h>
+
+#include <array>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/gtk/session_application.h"
+
+namespace relaybird::desktop {
+namespace {
+
+struct Manager {
+  const char* name;
+  const char* path;
+  const char* interface;
+  const char* clientInterface;
+};
+
+constexpr std::array<Manager, 2> kManagers{
+    {{"org.gnome.SessionManager", "/org/gnome/SessionManager", "org.gnome.SessionManager",
+      "org.gnome.SessionManager.ClientPrivate"},
+     {"org.xfce.SessionManager", "/org/xfce/SessionManager", "org.xfce.Session.Manager",
+      "org.xfce.Session.Client"}}};
+
+/// The session gives this to what it starts itself.
+std::string startupId() {
+  const char* id = std::getenv("DESKTOP_AUTOSTART_ID");
+  return id == nullptr ? std::string() : id;
+}
+
+}  // namespace
+
+class SessionEnd::Client {
+ public:
+  explicit Client(std::function<void()> onEnd) : onEnd_(std::move(onEnd)) {
+    g_bus_get(G_BUS_TYPE_SESSION, cancel_, onBus, this);
+  }
+  ~Client() {
+    g_cancellable_cancel(cancel_);
+    g_object_unref(cancel_);
+    if (bus_ != nullptr) {
+      if (subscription_ != 0) {
+        g_dbus_connection_signal_unsubscribe(bus_, subscription_);
+      }
+      if (asked_) {
+        agree();
+        g_dbus_connection_flush_sync(bus_, nullptr, nullptr);
+      }
+      g_object_unref(bus_);
+    }
+  }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+ private:
+  /// The object is gone when a call back comes with a call that was cancelled.
+  static bool cancelled(GError* error) {
+    const bool is = error != nullptr && g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
+    g_clear_error(&error);
+    return is;
+  }
+
+  static void onBus(GObject*, GAsyncResult* result, gpointer self) {
+    GError* error = nullptr;
+    GDBusConnection* bus = g_bus_get_finish(result, &error);
+    if (!cancelled(error) && bus != nullptr) {
+      auto* client = static_cast<Client*>(self);
+      client->bus_ = bus;
+      client->registerAtNext();
+    } else if (bus != nullptr) {
+      g_object_unref(bus);
+    }
+  }
+
+  void registerAtNext() {
+    if (next_ == kManagers.size()) {
+      return;
+    }
+    manager_ = &kManagers.at(next_++);
+    g_dbus_connection_call(
+        bus_, manager_->name, manager_->path, manager_->interface, "RegisterClient",
+        g_variant_new("(ss)", kApplicationId, startupId().c_str()), G_VARIANT_TYPE("(o)"),
+        G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, cancel_, onRegistered, this);
+  }
+
+  static void onRegistered(GObject* bus, GAsyncResult* result, gpointer self) {
+    GError* error = nullptr;
+    GVariant* answer = g_dbus_connection_call_finish(G_DBUS_CONNECTION(bus), result, &error);
+    if (cancelled(error)) {
+      return;
+    }
+    auto* client = static_cast<Client*>(self);
+    if (answer == nullptr) {
+      client->registerAtNext();
+      return;
+    }
+    const char* path = nullptr;
+    g_variant_get(answer, "(&o)", &path);
+    client->listen(path);
+    g_variant_unref(answer);
+  }
+
+  void listen(const char* path) {
+    path_ = path;
+    subscription_ = g_dbus_connection_signal_subscribe(
+        bus_, manager_->name, manager_->clientInterface, nullptr, path, nullptr,
+        G_DBUS_SIGNAL_FLAGS_NONE, onSignal, this, nullptr);
+  }
+
+  static void onSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*,
+                       const gchar* signal, GVariant*, gpointer self) {
+    guarded([&] { static_cast<Client*>(self)->heard(signal); });
+  }
+
+  void heard(std::string_view signal) {
+    if (signal == "QueryEndSession") {
+      agree();
+    } else if (signal == "EndSession" || signal == "Stop") {
+      asked_ = signal == "EndSession";
+      onEnd_();
+    }
+  }
+
+  void agree() {
+    g_dbus_connection_call(bus_, manager_->name, path_.c_str(), manager_->clientInterface,
+                           "EndSessionResponse", g_variant_new("(bs)", TRUE, ""), nullptr,
+                           G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr, nullptr);
+  }
+
+  std::function<void()> onEnd_;
+  GCancellable* cancel_ = g_cancellable_new();
+  GDBusConnection* bus_ = nullptr;
+  const Manager* manager_ = nullptr;
+  std::size_t next_ = 0;
+  std::string path_;
+  guint subscription_ = 0;
+  bool asked_ = false;  ///< the session waits for the program's end
+};
+
+SessionEnd::SessionEnd(std::function<void()> onEnd)
+    : client_(std::make_unique<Client>(std::move(onEnd))) {}
+
+SessionEnd::~SessionEnd() = default;
+
+}  // namespace relaybird::desktop

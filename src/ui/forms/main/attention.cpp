@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/main/attention.h"
+
+#include <chrono>
+
+namespace relaybird {
+namespace {
+
+constexpr const char* kMailbox = "mailbox";
+constexpr const char* kRefused = "refused";
+constexpr const char* kMaximum = "maximum";
+
+/// A server that is restarted, or a network that is away for a moment, is no news.
+constexpr int kFailedChecksToTell = 3;
+/// Between two notifications of refused messages.
+constexpr std::chrono::hours kQuietTime{24};
+
+}  // namespace
+
+void Attention::checkFailed(const std::string& words) {
+  if (++failedChecks_ >= kFailedChecksToTell) {
+    tell({kMailbox, "The mailbox cannot be reached",
+          words + "\nRelaybird goes on trying. The log tells more."});
+  }
+}
+
+void Attention::mailboxReached() {
+  failedChecks_ = 0;
+  over(kMailbox);
+}
+
+void Attention::forwardRefused(const std::string& words) {
+  const auto last = told_.find(kRefused);
+  if (last != told_.end() && clock_.now() - last->second >= kQuietTime) {
+    told_.erase(last);
+  }
+  tell({kRefused, "A message could not be forwarded",
+        words + "\nThe log tells of this one and of any more."});
+}
+
+void Attention::maximumReached() {
+  tell({kMaximum, "The maximum number of messages was forwarded",
+        "Nothing more is forwarded until forwarding is stopped and started again."});
+}
+
+void Attention::startAnew() {
+  failedChecks_ = 0;
+  for (const char* cause : {kMailbox, kRefused, kMaximum}) {
+    over(cause);
+  }
+}
+
+void Attention::tell(const Notification& notification) {
+  if (notifications_.wanted() && told_.try_emplace(notification.cause, clock_.now()).second) {
+    notifications_.show(notification);
+  }
+}
+
+void Attention::over(const std::string& cause) {
+  if (told_.erase(cause) > 0) {
+    notifications_.withdraw(cause);
+  }
+}
+
+}  // namespace relaybird

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "engine/report/alerts.h"
+
+namespace relaybird {
+
+/// Keeps what it was told, a line each, in the order of the calls.
+class RecordingAlerts : public Alerts {
+ public:
+  void checkFailed(const std::string& words) override { lines.push_back("failed: " + words); }
+  void mailboxReached() override { lines.push_back("reached"); }
+  void forwardRefused(const std::string& words) override { lines.push_back("refused: " + words); }
+  void maximumReached() override { lines.push_back("maximum"); }
+
+  std::vector<std::string> lines;
+};
+
+}  // namespace relaybird

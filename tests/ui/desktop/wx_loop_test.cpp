@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+// The toolkit's loop without a screen: what a timer or an event throws must not end the program.
+#include "ui/desktop/desk/wx_loop.h"
+
+#include <gtest/gtest.h>
+#include <wx/app.h>
+#include <wx/apptrait.h>
+#include <wx/evtloop.h>
+#include <wx/init.h>
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+namespace relaybird::desktop {
+namespace {
+
+/// Counts what reaches the application.
+class CountingApp : public wxAppConsole {
+ public:
+  bool OnExceptionInMainLoop() override {
+    try {
+      throw;
+    } catch (const std::runtime_error&) {
+      ++faults;
+    }
+    return true;
+  }
+  int faults = 0;
+};
+
+class WxLoopTest : public testing::Test {
+ protected:
+  WxLoopTest() {
+    wxApp::SetInstance(app_);
+    int argc = 0;
+    started_ = wxEntryStart(argc, static_cast<wxChar**>(nullptr));
+  }
+  ~WxLoopTest() override { wxEntryCleanup(); }
+
+  /// Runs the loop until `done`, looked at after each event.
+  void runUntil(const std::function<bool()>& done) {
+    std::unique_ptr<wxEventLoopBase> loop(app_->GetTraits()->CreateEventLoop());
+    const wxEventLoopActivator active(loop.get());
+    while (!done()) {
+      app_->ProcessPendingEvents();
+      loop->DispatchTimeout(1);
+    }
+  }
+
+  CountingApp* app_ = new CountingApp;  // the toolkit's, once it is the instance
+  bool started_ = false;
+};
+
+TEST_F(WxLoopTest, ATimerThatThrowsTicksOn) {
+  ASSERT_TRUE(started_);
+  WxLoop loop;
+  int ticks = 0;
+  const auto timer = loop.makeTimer(std::chrono::milliseconds{1}, [&] {
+    ++ticks;
+    throw std::runtime_error("broken");
+  });
+  timer->setEnabled(true);
+  runUntil([&] { return ticks >= 3; });
+  EXPECT_EQ(app_->faults, ticks);
+}
+
+TEST_F(WxLoopTest, AnEventThatThrowsLeavesTheNextOnesInTheirOrder) {
+  ASSERT_TRUE(started_);
+  WxLoop loop;
+  std::vector<int> order;
+  loop.post([&] {
+    order.push_back(1);
+    throw std::runtime_error("broken");
+  });
+  loop.post([&] { order.push_back(2); });
+  runUntil([&] { return order.size() >= 2; });
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  EXPECT_EQ(app_->faults, 1);
+}
+
+TEST_F(WxLoopTest, EventsOfALoopThatIsGoneAreDropped) {
+  ASSERT_TRUE(started_);
+  bool ran = false;
+  {
+    WxLoop gone;
+    gone.post([&] { ran = true; });
+  }
+  WxLoop loop;
+  bool after = false;
+  loop.post([&] { after = true; });
+  runUntil([&] { return after; });
+  EXPECT_FALSE(ran);
+}
+
+}  // namespace
+}  // namespace relaybird::desktop

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+// What the user is told of who does not look at the window: one notification for each cause.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ui/forms/main/program_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class AttentionTest : public ProgramTest {
+ protected:
+  AttentionTest() { oneAddress("mdblFwdToFrequency=5\nmlngMaxToForward=2\n"); }
+
+  /// A whole round of the schedule.
+  void check() { letPass(std::chrono::minutes{5}); }
+  void break_(bool broken) {
+    store_.setHook([broken](std::string_view call) {
+      if (broken && call == "Namespace.GetDefaultInbox") {
+        throw MailStoreError("The disk is on fire");
+      }
+    });
+    main().engine().session().release();
+  }
+  void refuse(const std::string& why) {
+    program().storeTells({"Refused for good: " + why, StoreNotice::Kind::kRefused});
+  }
+};
+
+TEST_F(AttentionTest, ThreeChecksInARowThatCannotOpenTheMailboxMakeOneNotification) {
+  switchOn();
+  for (int round = 1; round <= 6; ++round) {
+    break_(true);
+    check();
+    EXPECT_THAT(notifications_.shown, SizeIs(round < 3 ? 0 : 1)) << round;
+  }
+  EXPECT_EQ(notifications_.shown[0].title, "The mailbox cannot be reached");
+  EXPECT_THAT(notifications_.shown[0].text, HasSubstr("The disk is on fire"));
+}
+
+TEST_F(AttentionTest, ACheckThatWorksInBetweenStartsTheCountAnew) {
+  switchOn();
+  for (const bool broken : {true, true, false, true, true}) {
+    break_(broken);
+    check();
+  }
+  EXPECT_THAT(notifications_.shown, IsEmpty());
+}
+
+TEST_F(AttentionTest, TheNotificationIsTakenBackOnceTheMailboxIsThereAgain) {
+  switchOn();
+  for (const bool broken : {true, true, true, false}) {
+    break_(broken);
+    check();
+  }
+  EXPECT_THAT(notifications_.withdrawn, ElementsAre(notifications_.shown.at(0).cause));
+  for (int round = 0; round < 3; ++round) {
+    break_(true);
+    check();
+  }
+  EXPECT_THAT(notifications_.shown, SizeIs(2));
+}
+
+TEST_F(AttentionTest, RefusedMessagesMakeOneNotificationADay) {
+  switchOn();
+  refuse("\"one\": 550 no such user");
+  refuse("\"two\": 550 no such user");
+  ASSERT_THAT(notifications_.shown, SizeIs(1));
+  EXPECT_THAT(notifications_.shown[0].text, HasSubstr("\"one\": 550 no such user"));
+  clock_.set(clock_.now() + std::chrono::hours{23});
+  refuse("\"three\": 550 no such user");
+  EXPECT_THAT(notifications_.shown, SizeIs(1));
+  clock_.set(clock_.now() + std::chrono::hours{1});
+  refuse("\"four\": 550 no such user");
+  EXPECT_THAT(notifications_.shown, SizeIs(2));
+}
+
+TEST_F(AttentionTest, ARefusedMessageStandsInTheLogToo) {
+  program();
+  refuse("\"one\": 550 no such user");
+  EXPECT_THAT(log(), testing::Contains("Refused for good: \"one\": 550 no such user"));
+}
+
+TEST_F(AttentionTest, ANoteOfTheStoreGoesToTheLogAlone) {
+  program().storeTells({"Handed over for delivery: \"one\""});
+  EXPECT_THAT(log(), testing::Contains("Handed over for delivery: \"one\""));
+  EXPECT_THAT(notifications_.shown, IsEmpty());
+}
+
+TEST_F(AttentionTest, AForwardThatTheMailApplicationRefusesIsTold) {
+  switchOn();
+  store_.setHook([](std::string_view call) {
+    if (call == "MailItem.send") {
+      throw MailStoreError("Mailbox full");
+    }
+  });
+  deliver("a message");
+  deliver("another");
+  check();
+  ASSERT_THAT(notifications_.shown, SizeIs(1));
+  EXPECT_EQ(notifications_.shown[0].title, "A message could not be forwarded");
+  EXPECT_THAT(notifications_.shown[0].text, HasSubstr("Mailbox full"));
+}
+
+TEST_F(AttentionTest, TheMaximumIsToldOnceUntilForwardingIsSwitchedOnAnew) {
+  switchOn();
+  for (int round = 0; round < 3; ++round) {
+    deliver("one");
+    deliver("two");
+    check();
+  }
+  ASSERT_THAT(notifications_.shown, SizeIs(1));
+  EXPECT_EQ(notifications_.shown[0].title, "The maximum number of messages was forwarded");
+  click("frmRelaybird", "cmdStop");
+  switchOn();
+  EXPECT_THAT(notifications_.withdrawn, ElementsAre(notifications_.shown[0].cause));
+  for (int round = 0; round < 3; ++round) {
+    deliver("one");
+    deliver("two");
+    check();
+  }
+  EXPECT_THAT(notifications_.shown, SizeIs(2));
+}
+
+TEST_F(AttentionTest, AUserWhoLooksAtTheWindowIsToldOnlyWhatComesAfterLeavingIt) {
+  notifications_.away = false;
+  switchOn();
+  refuse("\"one\": 550 no such user");
+  EXPECT_THAT(notifications_.shown, IsEmpty());
+  notifications_.away = true;
+  refuse("\"two\": 550 no such user");
+  EXPECT_THAT(notifications_.shown, SizeIs(1));
+}
+
+TEST_F(AttentionTest, SomethingUnexpectedIsToldOnceAndLoggedEachTime) {
+  switchOn();
+  program().unexpected("vector::at");
+  program().unexpected("bad_alloc");
+  ASSERT_EQ(dialogs_.boxes.size(), 2U);
+  EXPECT_EQ(
+      dialogs_.boxes[1].text,
+      "Something unexpected happened: vector::at\r\n\r\nForwarding goes on; the log will tell "
+      "of any more of this.");
+  EXPECT_EQ(log().at(log().size() - 2), "2026-11-20 09:00:00--> Unexpected: vector::at");
+  EXPECT_EQ(log().back(), "2026-11-20 09:00:00--> Unexpected: bad_alloc");
+  EXPECT_TRUE(state().forwardingOn);
+  EXPECT_EQ(text("txtStatus"), "Running");
+}
+
+}  // namespace
+}  // namespace relaybird
