@@ -3,7 +3,6 @@
 
 #include <wx/image.h>
 
-#include <chrono>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -16,13 +15,6 @@
 #include "ui/forms/autostart/desktop_entry_autostart.h"
 
 namespace relaybird {
-
-namespace {
-
-constexpr int kRaiseAttempts = 20;
-constexpr std::chrono::milliseconds kRaisePause{100};
-
-}  // namespace
 
 DesktopApplication::DesktopApplication(ProgramIdentity identity) : identity_(std::move(identity)) {}
 
@@ -38,7 +30,7 @@ bool DesktopApplication::OnInit() {
       forms_->storeTells(notice);
     }
   });
-  refusal_ = core_->prepare();
+  prepare();
   if (refusal_) {
     // Told in OnRun: the exit status of a program whose start fails here would not be ours.
     return true;
@@ -49,6 +41,18 @@ bool DesktopApplication::OnInit() {
   }
   makeForms();
   return true;
+}
+
+/// Who has the mailbox may be ending, or has only begun and cannot be found yet: the second look
+/// waits a moment.
+void DesktopApplication::prepare() {
+  for (const auto wait : {InstanceLock::Wait::kNone, InstanceLock::Wait::kMoment}) {
+    refusal_ = core_->prepare(wait);
+    handedOver_ = refusal_ && refusal_->mailboxTaken && desktop::raiseRunningProgram();
+    if (!refusal_ || !refusal_->mailboxTaken || handedOver_) {
+      return;
+    }
+  }
 }
 
 void DesktopApplication::makeForms() {
@@ -97,19 +101,8 @@ void DesktopApplication::raise() {
   }
 }
 
-/// The first one may be starting still.
-bool DesktopApplication::raiseFirst() {
-  for (int attempt = 0; attempt < kRaiseAttempts; ++attempt) {
-    if (desktop::raiseRunningProgram()) {
-      return true;
-    }
-    core_->sleeper.sleep(kRaisePause);
-  }
-  return false;
-}
-
 int DesktopApplication::OnRun() {
-  if (refusal_ && refusal_->mailboxTaken && raiseFirst()) {
+  if (handedOver_) {
     return 0;
   }
   if (refusal_) {

@@ -32,14 +32,15 @@ class DesktopApplication : public wxApp {
                        const wxChar* condition, const wxChar* message) override;
 
  private:
+  void prepare();
   void makeForms();
   void endProgram();
   void raise();
-  bool raiseFirst();
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
 
   ProgramIdentity identity_;
   int status_ = 0;
+  bool handedOver_ = false;  ///< the program was running already
   std::optional<ProgramCore::Refusal> refusal_;
   std::unique_ptr<desktop::WxLoop> loop_;
   std::unique_ptr<ProgramCore> core_;

@@ -49,14 +49,14 @@ std::string holderText(FileSystem& files, const std::string& noteFile) {
 Result<std::unique_ptr<InstanceLock>> InstanceLock::take(FileSystem& files,
                                                          const std::string& stateFolder,
                                                          const Mailbox& mailbox,
-                                                         const LockHolder& holder) {
+                                                         const LockHolder& holder, Wait wait) {
   const std::string folder = stateFolder + "/rbx/locks/" + mailbox.store + "-" +
                              hashText(mailbox.store + "\n" + mailbox.place);
   const std::string noteFile = folder + "/holder";
   if (!MakeFolderPath(files, noteFile)) {
     return Error{0, "Cannot make the folder " + folder + " for the lock of the mailbox"};
   }
-  auto lock = files.lockFolder(folder);
+  auto lock = wait == Wait::kNone ? files.tryLockFolder(folder) : files.lockFolder(folder);
   if (!lock && lock.error().code == EWOULDBLOCK) {
     return Error{EWOULDBLOCK,
                  "The mailbox " + mailbox.place + " is in use by " + holderText(files, noteFile)};

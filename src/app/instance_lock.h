@@ -26,13 +26,16 @@ struct LockHolder {
 /// process ends, however it ends: what a killed one leaves behind blocks nobody.
 class InstanceLock {
  public:
-  /// Takes the lock, below rbx/ in the state folder, and writes down there who holds it. Waits a
-  /// moment for another holder. An error is a sentence for the user; with EWOULDBLOCK it names the
-  /// holder.
+  enum class Wait { kNone, kMoment };
+
+  /// Takes the lock, below rbx/ in the state folder, and writes down there who holds it. Another
+  /// holder may be ending: whether to wait a moment for that is the caller's choice. An error is a
+  /// sentence for the user; with EWOULDBLOCK it names the holder.
   static Result<std::unique_ptr<InstanceLock>> take(FileSystem& files,
                                                     const std::string& stateFolder,
                                                     const Mailbox& mailbox,
-                                                    const LockHolder& holder);
+                                                    const LockHolder& holder,
+                                                    Wait wait = Wait::kMoment);
   ~InstanceLock();
   InstanceLock(const InstanceLock&) = delete;
   InstanceLock& operator=(const InstanceLock&) = delete;

@@ -22,9 +22,9 @@ std::string ProgramCore::stateFile(const std::string& name) const {
   return folders.stateFolder() + "/rbx/" + name;
 }
 
-std::optional<ProgramCore::Refusal> ProgramCore::prepare() {
+std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait) {
   if (auto refusal = openStoreOfPreferences()) return refusal;
-  return lockMailbox();
+  return lockMailbox(wait);
 }
 
 std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
@@ -39,10 +39,10 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
   return std::nullopt;
 }
 
-std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox() {
+std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait wait) {
   auto lock = InstanceLock::take(
       files, folders.stateFolder(), mailbox_,
-      {identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())});
+      {identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())}, wait);
   if (!lock) return Refusal{kCannotStart, lock.error().text, lock.error().code == EWOULDBLOCK};
   lock_ = std::move(*lock);
   return std::nullopt;

@@ -46,7 +46,7 @@ class ProgramCore {
     bool mailboxTaken = false;  ///< another instance works on it
   };
   /// Opens the store that the preferences name, and takes the lock on its mailbox.
-  std::optional<Refusal> prepare();
+  std::optional<Refusal> prepare(InstanceLock::Wait wait = InstanceLock::Wait::kMoment);
 
   const ProgramIdentity& identity() const { return identity_; }
   const Mailbox& mailbox() const { return mailbox_; }
@@ -66,7 +66,7 @@ class ProgramCore {
 
  private:
   std::optional<Refusal> openStoreOfPreferences();
-  std::optional<Refusal> lockMailbox();
+  std::optional<Refusal> lockMailbox(InstanceLock::Wait wait);
 
   ProgramIdentity identity_;
   EventQueue& events_;

@@ -90,6 +90,10 @@ class FileSystem {
   /// Takes the folder's advisory lock, which excludes other holders in this and other processes.
   /// Waits a moment for another holder; then EWOULDBLOCK. The folder may be named by a link.
   virtual Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& folder) = 0;
+  /// The same without the wait, where the system can tell at once.
+  virtual Result<std::unique_ptr<FolderLock>> tryLockFolder(const std::string& folder) {
+    return lockFolder(folder);
+  }
 };
 
 /// The whole of a file, at most `limit` bytes of it.

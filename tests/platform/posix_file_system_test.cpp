@@ -191,6 +191,8 @@ TEST_F(PosixFiles, AFolderLockExcludesOthersUntilItGoes) {
   ASSERT_TRUE(lock);
   EXPECT_EQ(codeOf(files.lockFolder(temp.path())), EWOULDBLOCK);
   EXPECT_EQ(clock.elapsed(), kFolderLockPatience);
+  EXPECT_EQ(codeOf(files.tryLockFolder(temp.path())), EWOULDBLOCK);
+  EXPECT_EQ(clock.elapsed(), kFolderLockPatience);
   lock->reset();
   EXPECT_TRUE(files.lockFolder(temp.path()));
   EXPECT_EQ(codeOf(files.lockFolder(temp.path("missing"))), ENOENT);

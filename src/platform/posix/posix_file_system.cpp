@@ -161,13 +161,22 @@ Result<void> PosixFileSystem::syncFolder(const std::string& folder) {
 }
 
 Result<std::unique_ptr<FolderLock>> PosixFileSystem::lockFolder(const std::string& folder) {
+  return lockWithin(folder, kFolderLockPatience);
+}
+
+Result<std::unique_ptr<FolderLock>> PosixFileSystem::tryLockFolder(const std::string& folder) {
+  return lockWithin(folder, std::chrono::milliseconds{0});
+}
+
+Result<std::unique_ptr<FolderLock>> PosixFileSystem::lockWithin(
+    const std::string& folder, std::chrono::milliseconds patience) {
   const std::string what = "lock the folder " + folder;
   auto opened = openFolder(folder, 0, what);
   if (!opened) return opened.error();
   std::chrono::milliseconds waited{0};
   while (::flock(opened->get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK || waited >= kFolderLockPatience) return systemError(what, errno);
+    if (errno != EWOULDBLOCK || waited >= patience) return systemError(what, errno);
     sleeper_.sleep(kFolderLockRetry);
     waited += kFolderLockRetry;
   }

@@ -27,8 +27,12 @@ class PosixFileSystem : public FileSystem {
   Result<void> createFolder(const std::string& folder) override;
   Result<void> syncFolder(const std::string& folder) override;
   Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& folder) override;
+  Result<std::unique_ptr<FolderLock>> tryLockFolder(const std::string& folder) override;
 
  private:
+  Result<std::unique_ptr<FolderLock>> lockWithin(const std::string& folder,
+                                                 std::chrono::milliseconds patience);
+
   Sleeper& sleeper_;
 };
 
