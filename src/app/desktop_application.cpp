@@ -16,7 +16,9 @@
 
 namespace relaybird {
 
-DesktopApplication::DesktopApplication(ProgramIdentity identity) : identity_(std::move(identity)) {}
+DesktopApplication::DesktopApplication(ProgramIdentity identity) : identity_(std::move(identity)) {
+  desktop::takeApplicationName();
+}
 
 DesktopApplication::~DesktopApplication() = default;
 

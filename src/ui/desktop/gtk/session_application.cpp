@@ -22,6 +22,10 @@ void onActivate(GApplication*, gpointer listener) {
 
 }  // namespace
 
+void takeApplicationName() {
+  g_set_prgname(kApplicationId);
+}
+
 bool raiseRunningProgram() {
   GtkApplication* application = makeApplication(G_APPLICATION_IS_LAUNCHER);
   auto* base = G_APPLICATION(application);

@@ -13,6 +13,10 @@ namespace relaybird::desktop {
 
 inline constexpr const char* kApplicationId = "org.relaybird.Relaybird";
 
+/// Has every window carry the name, by which the desktop finds the program's entry and icon. Before
+/// the toolkit starts.
+void takeApplicationName();
+
 /// Asks the program that has the name to bring its window to the front. False where none has it.
 bool raiseRunningProgram();
 

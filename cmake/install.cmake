@@ -1,0 +1,58 @@
+# What cmake --install puts where. It works in any prefix; a package gives DESTDIR. What is not built is
+# not installed.
+include(GNUInstallDirs)
+set(application_id org.relaybird.Relaybird)
+set(packaging ${PROJECT_SOURCE_DIR}/packaging)
+
+if(TARGET relaybird)
+  install(TARGETS relaybird)
+  install(FILES ${packaging}/man/relaybird.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES ${packaging}/desktop/${application_id}.desktop
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+  install(FILES ${packaging}/desktop/${application_id}.metainfo.xml
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+
+  set(icons ${CMAKE_INSTALL_DATADIR}/icons/hicolor)
+  set(rendered "")
+  foreach(size 16 22 24 32 48 64 128 256 512)
+    set(icon ${PROJECT_BINARY_DIR}/icons/${size}x${size}/${application_id}.png)
+    add_custom_command(
+      OUTPUT ${icon}
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/icons/${size}x${size}
+      COMMAND ${RSVG_CONVERT} --width ${size} --height ${size}
+              --output ${icon} ${PROJECT_SOURCE_DIR}/art/relaybird.svg
+      DEPENDS ${PROJECT_SOURCE_DIR}/art/relaybird.svg
+      VERBATIM)
+    list(APPEND rendered ${icon})
+    install(FILES ${icon} DESTINATION ${icons}/${size}x${size}/apps)
+  endforeach()
+  add_custom_target(relaybird_icons ALL DEPENDS ${rendered})
+  install(FILES ${PROJECT_SOURCE_DIR}/art/relaybird.svg
+          DESTINATION ${icons}/scalable/apps RENAME ${application_id}.svg)
+  install(FILES ${PROJECT_SOURCE_DIR}/art/relaybird-symbolic.svg
+          DESTINATION ${icons}/symbolic/apps RENAME ${application_id}-symbolic.svg)
+endif()
+
+if(TARGET relaybird-console)
+  install(TARGETS relaybird-console)
+  install(FILES ${packaging}/man/relaybird-console.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  # A unit names its program by the full path, which is known when the prefix is: at installation.
+  install(CODE "
+    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE OUTPUT_VARIABLE folder)
+    cmake_path(APPEND folder \"${CMAKE_INSTALL_BINDIR}\")
+    file(READ \"${packaging}/systemd/relaybird-console.service\" unit)
+    string(REPLACE \"=/usr/bin/\" \"=\${folder}/\" unit \"\${unit}\")
+    file(WRITE \"${PROJECT_BINARY_DIR}/relaybird-console.service\" \"\${unit}\")")
+  # Not in CMAKE_INSTALL_LIBDIR: the service manager looks into lib whatever the architecture.
+  install(FILES ${PROJECT_BINARY_DIR}/relaybird-console.service DESTINATION lib/systemd/user)
+endif()
+
+# The programs look for it from their own folder, wherever that is.
+if(TARGET rbx_help)
+  cmake_path(SET help_folder NORMALIZE ${CMAKE_INSTALL_BINDIR}/../share/relaybird)
+  install(FILES ${PROJECT_BINARY_DIR}/help/rbx.chm DESTINATION ${help_folder})
+endif()
+
+if(TARGET relaybird OR TARGET relaybird-console)
+  install(FILES LICENSE docs/console.md docs/preferences.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endif()
