@@ -1,4 +1,4 @@
-# cmake -DMANIFEST="name;file;name;file..." -DOUTPUT=file -P embed_art.cmake: writes rendered pictures
+# cmake -DMANIFEST="name;size;file;name;size;file..." -DOUTPUT=file -P embed_art.cmake: writes rendered pictures
 # as C++ data.
 
 cmake_minimum_required(VERSION 3.25)
@@ -7,11 +7,11 @@ set(arrays "")
 set(entries "")
 set(number 0)
 while(MANIFEST)
-  list(POP_FRONT MANIFEST name file)
+  list(POP_FRONT MANIFEST name size file)
   file(READ ${file} bytes HEX)
   string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${bytes}")
   string(APPEND arrays "constexpr unsigned char kImage${number}[] = {${bytes}};\n")
-  string(APPEND entries "    {\"${name}\", kImage${number}},\n")
+  string(APPEND entries "    {\"${name}\", ${size}, kImage${number}},\n")
   math(EXPR number "${number} + 1")
 endwhile()
 file(WRITE ${OUTPUT} "#include \"ui/desktop/desk/art_data.h\"

@@ -15,11 +15,17 @@
 namespace relaybird::desktop {
 namespace {
 
+/// An assistive tool presses inside a call of its own, and would wait there for the answer to a box
+/// that it cannot read before the call has ended.
+void clickLater(wxWindow& window, Control& control) {
+  window.CallAfter([&control] { byUser(control, &Control::click); });
+}
+
 class ButtonView : public WidgetView {
  public:
   ButtonView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style), button_(new wxButton(parent, wxID_ANY, toWx(control.text()))) {
-    button_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { byUser(control_, &Control::click); });
+    button_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { clickLater(*button_, control_); });
     if (control.form().defaultButton() == &control) {
       button_->SetDefault();
     }
@@ -52,7 +58,7 @@ class PictureButtonView : public WidgetView {
  public:
   PictureButtonView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style), button_(makePictureButton(parent, control, style)) {
-    button_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { byUser(control_, &Control::click); });
+    button_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { clickLater(*button_, control_); });
     setAccessibleName(*button_, accessibleName());
   }
   wxWindow* window() const override { return button_; }

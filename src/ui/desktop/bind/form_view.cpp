@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/desktop/bind/form_view.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -19,6 +20,10 @@ void FormView::controlChanged(const Control& control, Change what) {
   if (found != views_.end()) {
     found->second->update(what);
   }
+  if (what == Change::kText) {
+    const auto [first, last] = named_.equal_range(&control);
+    std::for_each(first, last, [](const auto& named) { named.second->update(Change::kToolTip); });
+  }
 }
 
 wxWindow* FormView::add(wxWindow* parent, Control& control, const ViewStyle& style) {
@@ -27,6 +32,9 @@ wxWindow* FormView::add(wxWindow* parent, Control& control, const ViewStyle& sty
     throw std::logic_error(control.name() + " has no widget of its own");
   }
   wxWindow* window = view->window();
+  if (style.namedBy != nullptr) {
+    named_.emplace(style.namedBy, view.get());
+  }
   follow(control, std::move(view));
   return window;
 }

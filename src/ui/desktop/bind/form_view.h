@@ -33,6 +33,8 @@ class FormView : public FormObserver {
  private:
   Form& form_;
   std::map<const Control*, std::unique_ptr<ControlView>> views_;
+  /// Views that have another control's text for a name.
+  std::multimap<const Control*, ControlView*> named_;
 };
 
 }  // namespace relaybird::desktop

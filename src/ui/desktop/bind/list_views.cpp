@@ -4,7 +4,9 @@
 #include <wx/choice.h>
 #include <wx/listctrl.h>
 
+#include <algorithm>
 #include <set>
+#include <utility>
 
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/native.h"
@@ -36,14 +38,36 @@ class ListView : public WidgetView {
  public:
   ListView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style), lines_(new VirtualLines(parent, control)) {
-    lines_->Bind(wxEVT_LIST_ITEM_SELECTED, [this](wxListEvent&) { selected(); });
-    lines_->Bind(wxEVT_LIST_ITEM_DESELECTED, [this](wxListEvent&) { selected(); });
+    for (const auto& type : {wxEVT_LIST_ITEM_SELECTED, wxEVT_LIST_ITEM_DESELECTED}) {
+      lines_->Bind(type, [this](wxListEvent&) { selectionMayChange(); });
+    }
+    for (const auto& type : {wxEVT_LEFT_DOWN, wxEVT_LEFT_UP}) {
+      lines_->Bind(type, [this](wxMouseEvent& event) {
+        event.Skip();
+        selectionMayChange();
+      });
+    }
+    lines_->Bind(wxEVT_KILL_FOCUS, [this](wxFocusEvent& event) {
+      event.Skip();
+      showSelection();
+    });
     lines_->Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) { key(event); });
+    lines_->Bind(wxEVT_CHAR, [](wxKeyEvent& event) { event.Skip(!searchesPrefix(event)); });
     lines_->Bind(wxEVT_SIZE, [this](wxSizeEvent& event) {
       event.Skip();
       fitColumn();
     });
+    for (const auto& type : {wxEVT_LIST_ITEM_FOCUSED, wxEVT_LIST_ITEM_SELECTED}) {
+      lines_->Bind(type, [this](wxListEvent& event) {
+        event.Skip();
+        tellLine(event.GetIndex());
+      });
+    }
     setAccessibleName(*lines_, accessibleName());
+    for (wxWindow* inside : lines_->GetChildren()) {
+      setAccessibleName(*inside, accessibleName());
+      setAccessibleRole(*inside, AccessibleRole::kList);
+    }
   }
   wxWindow* window() const override { return lines_; }
 
@@ -57,6 +81,23 @@ class ListView : public WidgetView {
   }
 
  private:
+  /// The toolkit would look for a line that begins with the letter, through all of them: no user
+  /// seeks a line by the digits of its date.
+  static bool searchesPrefix(const wxKeyEvent& event) {
+    return !event.HasModifiers() && event.GetKeyCode() > WXK_SPACE &&
+           event.GetKeyCode() < WXK_DELETE;
+  }
+
+  /// The toolkit paints the lines: to people who do not see them there is only what is told here.
+  void tellLine(long position) {
+    const auto line = static_cast<std::size_t>(position);
+    if (position >= 0 && line < control_.list().size()) {
+      for (wxWindow* inside : lines_->GetChildren()) {
+        setAccessibleDescription(*inside, control_.list()[line]);
+      }
+    }
+  }
+
   /// Follows the newest line for a user who looks at the end, and leaves alone one who reads above.
   void showLines() {
     const long before = lines_->GetItemCount();
@@ -76,23 +117,53 @@ class ListView : public WidgetView {
     }
   }
 
-  void selected() {
+  /// A range that is selected at once raises no event of its own, and collecting a million
+  /// positions takes a while: they are collected when the input that waits has been dealt with.
+  void selectionMayChange() {
+    if (!std::exchange(selectionStale_, true)) {
+      lines_->CallAfter([this] { showSelection(); });
+    }
+  }
+
+  void showSelection() {
+    if (!std::exchange(selectionStale_, false)) {
+      return;
+    }
     std::set<std::size_t> positions;
-    for (long item = lines_->GetNextItem(-1, wxLIST_NEXT_ALL, wxLIST_STATE_SELECTED); item >= 0;
-         item = lines_->GetNextItem(item, wxLIST_NEXT_ALL, wxLIST_STATE_SELECTED)) {
-      positions.insert(static_cast<std::size_t>(item));
+    long item = -1;
+    for (int left = lines_->GetSelectedItemCount(); left > 0; --left) {
+      item = lines_->GetNextItem(item, wxLIST_NEXT_ALL, wxLIST_STATE_SELECTED);
+      positions.insert(positions.end(), static_cast<std::size_t>(item));
     }
     control_.setSelection(std::move(positions));
   }
 
+  /// Before the key does anything: it may press the button that copies what is selected.
   void key(wxKeyEvent& event) {
-    event.Skip();
+    showSelection();
+    selectionMayChange();
     const int shift =
         (event.ShiftDown() ? 1 : 0) + (event.ControlDown() ? 2 : 0) + (event.AltDown() ? 4 : 0);
     control_.keyDown(event.GetKeyCode(), shift);
+    if (event.GetKeyCode() == 'A' && event.GetModifiers() == wxMOD_CONTROL) {
+      lines_->SetItemState(-1, wxLIST_STATE_SELECTED, wxLIST_STATE_SELECTED);
+    } else if (event.GetKeyCode() == WXK_LEFT && !event.HasAnyModifiers()) {
+      scrollSideways(wxEVT_SCROLLWIN_LINEUP);
+    } else if (event.GetKeyCode() == WXK_RIGHT && !event.HasAnyModifiers()) {
+      scrollSideways(wxEVT_SCROLLWIN_LINEDOWN);
+    } else {
+      event.Skip();
+    }
+  }
+
+  void scrollSideways(wxEventType direction) {
+    wxScrollWinEvent event(direction, 0, wxHORIZONTAL);
+    event.SetEventObject(lines_);
+    lines_->ProcessWindowEvent(event);
   }
 
   VirtualLines* lines_;
+  bool selectionStale_ = false;
 };
 
 class ComboView : public WidgetView {

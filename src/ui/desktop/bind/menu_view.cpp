@@ -9,11 +9,15 @@ MenuView::MenuView(wxFrame& window, wxMenu& menu, Control& control)
     : control_(control),
       entry_(menu.Append(wxID_ANY, toWx(control.text()), wxEmptyString,
                          control.kind() == ControlKind::kCheckBox ? wxITEM_CHECK : wxITEM_NORMAL)) {
+  // Afterwards: a pick by an assistive tool runs inside that tool's call, which would wait for the
+  // answer to a box that it cannot see before the call has ended.
   window.Bind(
       wxEVT_MENU,
-      [this](wxCommandEvent&) {
-        byUser(control_, &Control::click);
-        update(Change::kValue);
+      [this, &window](wxCommandEvent&) {
+        window.CallAfter([this] {
+          byUser(control_, &Control::click);
+          update(Change::kValue);
+        });
       },
       entry_->GetId());
 }

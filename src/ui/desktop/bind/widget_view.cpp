@@ -24,13 +24,22 @@ Colour ordinaryGround(const Control& control) {
   return isField(control.kind()) ? kWindowBackground : kButtonFace;
 }
 
-/// On a colour of our own the theme's text may not be readable: a dark theme writes in white.
-wxColour textColour(const Control& control) {
-  if (control.backColor().source != Colour::Source::kRgb) {
-    return toWx(control.foreColor());
-  }
+bool isDark(const wxColour& colour) {
   constexpr double kMiddle = 0.4;
-  return toWx(control.backColor()).GetLuminance() > kMiddle ? *wxBLACK : *wxWHITE;
+  return colour.GetLuminance() <= kMiddle;
+}
+
+/// On a colour of our own the theme's text may not be readable, and a colour of our own not on the
+/// theme's ground: a dark theme writes in white.
+wxColour textColour(const Control& control) {
+  constexpr int kLighter = 150;  // per cent of the lightness
+  const wxColour ground = toWx(control.backColor());
+  if (control.backColor().source == Colour::Source::kRgb) {
+    return isDark(ground) ? *wxWHITE : *wxBLACK;
+  }
+  const wxColour text = toWx(control.foreColor());
+  const bool own = control.foreColor().source == Colour::Source::kRgb;
+  return own && isDark(ground) ? text.ChangeLightness(kLighter) : text;
 }
 
 }  // namespace
@@ -97,10 +106,13 @@ void WidgetView::showColours() {
 }
 
 std::string WidgetView::accessibleName() const {
+  if (!style_.name.empty()) {
+    return style_.name;
+  }
   if (style_.namedBy != nullptr) {
     return plainCaption(style_.namedBy->text());
   }
-  return control_.toolTip().empty() ? std::string() : control_.toolTip();
+  return control_.toolTip();
 }
 
 void byUser(Control& control, const std::function<void(Control&)>& action) {

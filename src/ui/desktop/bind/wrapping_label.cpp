@@ -11,7 +11,9 @@ constexpr int kLongestLine = 64;
 
 WrappingLabel::WrappingLabel(wxWindow* parent) : wxStaticText(parent, wxID_ANY, wxEmptyString) {}
 
-void WrappingLabel::show(const wxString& text) {
+void WrappingLabel::show(const wxString& content) {
+  wxString text = content;
+  text.Replace("\r\n", "\n");
   SetLabelText(text);
   if (GetTextExtent(text).GetWidth() > kLongestLine * GetCharWidth()) {
     Wrap(kLongestLine * GetCharWidth());

@@ -10,7 +10,7 @@ namespace relaybird::desktop {
 class WrappingLabel : public wxStaticText {
  public:
   explicit WrappingLabel(wxWindow* parent);
-  /// Shows a text as it is: "&" marks nothing in it.
+  /// Shows a text as it is: "&" marks nothing in it. Its lines may end in CR LF.
   void show(const wxString& text);
 };
 

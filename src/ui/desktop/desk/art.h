@@ -9,8 +9,9 @@
 
 namespace relaybird::desktop {
 
-/// The picture of that name; an empty one where there is none.
-wxBitmapBundle artBitmap(const std::string& name);
+/// The picture of that name, at least so many pixels wide at 100 %; an empty one where there is
+/// none.
+wxBitmapBundle artBitmap(const std::string& name, int width = 0);
 
 /// The program's icon in all its sizes.
 wxIconBundle programIcons();

@@ -9,6 +9,7 @@ namespace relaybird::desktop {
 
 struct ArtImage {
   std::string_view name;
+  int size;  ///< pixels, of width and of height
   std::span<const unsigned char> png;
 };
 

@@ -8,22 +8,14 @@
 
 #include "ui/desktop/bind/wrapping_label.h"
 #include "ui/desktop/desk/art.h"
+#include "ui/desktop/desk/native.h"
 #include "ui/desktop/windows/layout.h"
 
 namespace relaybird::desktop {
-namespace {
-
-wxString linesOf(const std::string& text) {
-  wxString lines = wxString::FromUTF8(text);
-  lines.Replace("\r\n", "\n");
-  return lines;
-}
-
-}  // namespace
-
 BoxDialog::BoxDialog(wxWindow* owner, const MessageBox& box)
     : wxDialog(owner, wxID_ANY, wxString::FromUTF8(box.title)) {
   SetIcons(programIcons());
+  setAccessibleRole(*this, AccessibleRole::kAlert);
   auto* all = new wxBoxSizer(wxVERTICAL);
   all->Add(content(box), wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kMargin)));
   all->Add(buttons(box), wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
@@ -43,12 +35,13 @@ wxSizer* BoxDialog::content(const MessageBox& box) {
   auto* sizer = new wxBoxSizer(wxHORIZONTAL);
   if (box.icon != BoxIcon::kNone) {
     const wxArtID icon = box.icon == BoxIcon::kCritical ? wxART_ERROR : wxART_WARNING;
-    sizer->Add(
-        new wxStaticBitmap(this, wxID_ANY, wxArtProvider::GetBitmapBundle(icon, wxART_MESSAGE_BOX)),
-        wxSizerFlags().Top().Border(wxRIGHT, scaled(*this, kMargin)));
+    auto* picture =
+        new wxStaticBitmap(this, wxID_ANY, wxArtProvider::GetBitmapBundle(icon, wxART_MESSAGE_BOX));
+    setAccessibleName(*picture, box.icon == BoxIcon::kCritical ? "Error" : "Warning");
+    sizer->Add(picture, wxSizerFlags().Top().Border(wxRIGHT, scaled(*this, kMargin)));
   }
   auto* text = new WrappingLabel(this);
-  text->show(linesOf(box.text));
+  text->show(wxString::FromUTF8(box.text));
   sizer->Add(text, wxSizerFlags(1).CentreVertical());
   return sizer;
 }

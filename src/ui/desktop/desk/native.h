@@ -3,6 +3,7 @@
 #pragma once
 
 #include <wx/colour.h>
+#include <wx/toolbar.h>
 #include <wx/toplevel.h>
 #include <wx/window.h>
 
@@ -12,6 +13,16 @@ namespace relaybird::desktop {
 
 /// Gives the widget a name in the accessibility tree; empty leaves its own.
 void setAccessibleName(wxWindow& window, const std::string& name);
+
+/// Tells more of the widget than its name; replaces what was told before.
+void setAccessibleDescription(wxWindow& window, const std::string& text);
+
+/// What the toolkit does not know of a widget that it made.
+enum class AccessibleRole { kAlert, kDialog, kList };
+void setAccessibleRole(wxWindow& window, AccessibleRole role);
+
+/// Gives each tool of a bar the name that its tip shows.
+void nameTools(wxToolBar& bar);
 
 /// While `modal`, the dialog stands over its owner and takes all of its input.
 void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal);

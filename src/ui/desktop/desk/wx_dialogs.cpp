@@ -3,17 +3,21 @@
 
 #include <wx/filedlg.h>
 #include <wx/menu.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
 #include <wx/textdlg.h>
 
 #include <algorithm>
 #include <utility>
 
 #include "ui/desktop/desk/box_dialog.h"
+#include "ui/desktop/desk/native.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {
 namespace {
 
+constexpr int kPromptWidth = 420;
 /// No button of any dialog.
 constexpr int kClosed = -1;
 
@@ -53,6 +57,15 @@ BoxAnswer WxDialogs::messageBox(const MessageBox& box) {
 
 std::string WxDialogs::inputBox(const InputBox& box) {
   wxTextEntryDialog dialog(owner_(), linesOf(box.prompt), toWx(box.title));
+  setAccessibleRole(dialog, AccessibleRole::kDialog);
+  for (wxWindow* part : dialog.GetChildren()) {
+    if (auto* field = dynamic_cast<wxTextCtrl*>(part)) {
+      setAccessibleName(*field, box.prompt);
+    } else if (auto* line = dynamic_cast<wxStaticText*>(part)) {
+      line->Wrap(dialog.FromDIP(kPromptWidth));
+    }
+  }
+  dialog.Fit();
   if (showModal(dialog) != wxID_OK) {
     return {};
   }

@@ -4,6 +4,25 @@
 #include "ui/desktop/desk/native.h"
 
 namespace relaybird::desktop {
+namespace {
+
+AtkObject* accessible(wxWindow& window) {
+  return gtk_widget_get_accessible(static_cast<GtkWidget*>(window.GetHandle()));
+}
+
+AtkRole toAtk(AccessibleRole role) {
+  switch (role) {
+    case AccessibleRole::kAlert:
+      return ATK_ROLE_ALERT;
+    case AccessibleRole::kDialog:
+      return ATK_ROLE_DIALOG;
+    case AccessibleRole::kList:
+      return ATK_ROLE_LIST;
+  }
+  return ATK_ROLE_UNKNOWN;
+}
+
+}  // namespace
 
 void setAccessibleName(wxWindow& window, const std::string& name) {
   if (name.empty()) {
@@ -17,6 +36,32 @@ void setAccessibleName(wxWindow& window, const std::string& name) {
     }
   }
   atk_object_set_name(gtk_widget_get_accessible(widget), name.c_str());
+}
+
+void setAccessibleDescription(wxWindow& window, const std::string& text) {
+  atk_object_set_description(accessible(window), text.c_str());
+}
+
+void setAccessibleRole(wxWindow& window, AccessibleRole role) {
+  atk_object_set_role(accessible(window), toAtk(role));
+}
+
+void nameTools(wxToolBar& bar) {
+  auto* inside = static_cast<GtkWidget*>(bar.GetHandle());
+  while (GTK_IS_BIN(inside)) {
+    inside = gtk_bin_get_child(GTK_BIN(inside));
+  }
+  if (!GTK_IS_TOOLBAR(inside)) {
+    return;
+  }
+  for (std::size_t position = 0; position < bar.GetToolsCount(); ++position) {
+    const wxToolBarToolBase* tool = bar.GetToolByPos(static_cast<int>(position));
+    GtkToolItem* item = gtk_toolbar_get_nth_item(GTK_TOOLBAR(inside), static_cast<int>(position));
+    GtkWidget* button = item == nullptr ? nullptr : gtk_bin_get_child(GTK_BIN(item));
+    if (button != nullptr && tool->IsButton()) {
+      atk_object_set_name(gtk_widget_get_accessible(button), tool->GetShortHelp().utf8_str());
+    }
+  }
 }
 
 void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal) {

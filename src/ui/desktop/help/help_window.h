@@ -27,11 +27,13 @@ class HelpWindow : public HelpViewer {
 
  private:
   Result<void> load(const std::string& file);
+  void arrange();
   void forget();
 
   std::function<wxWindow*()> owner_;
   std::unique_ptr<wxHtmlHelpController> controller_;
   std::string loaded_;
+  bool arranged_ = false;  ///< once; then the window is as the user wants it
   std::vector<std::string> pages_;
 };
 

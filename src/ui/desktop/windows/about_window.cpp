@@ -20,9 +20,9 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
     : wxDialog(&owner, wxID_ANY, toWx(form.caption())), FormView(form), owner_(owner) {
   SetName("frmAbout");
   SetIcons(programIcons());
-  const wxSize iconSize = FromDIP(wxSize(kIconSize, kIconSize));
-  auto* icon = new wxStaticBitmap(
-      this, wxID_ANY, wxBitmapBundle::FromBitmap(artBitmap("relaybird").GetBitmap(iconSize)));
+  auto* icon = new wxStaticBitmap(this, wxID_ANY, artBitmap("relaybird", kIconSize));
+  setAccessibleName(*icon, "Relaybird");
+  setAccessibleRole(*this, AccessibleRole::kDialog);
   auto* texts = column(*this, {add(this, form.lblTitle, {.emphasised = true}),
                                add(this, form.lblDescription), add(this, form.lblDisclaimer)});
   texts->SetMinSize(FromDIP(wxSize(kTextWidth, -1)));
@@ -30,10 +30,12 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
   top->Add(icon, wxSizerFlags().Top());
   top->Add(texts, wxSizerFlags(1).Border(wxLEFT, scaled(*this, kMargin)));
 
+  wxWindow* information = add(this, form.cmdSysInfo);
   wxWindow* ok = add(this, form.cmdOk);
+  ok->SetFocus();
   auto* all = new wxBoxSizer(wxVERTICAL);
   all->Add(top, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kMargin)));
-  all->Add(row(*this, {add(this, form.cmdSysInfo), ok}),
+  all->Add(row(*this, {information, ok}),
            wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
   SetSizerAndFit(all);
   SetEscapeId(ok->GetId());

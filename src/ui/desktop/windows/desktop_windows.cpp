@@ -5,9 +5,9 @@ namespace relaybird::desktop {
 
 DesktopWindows::DesktopWindows(ProgramForms& forms)
     : main_(new MainWindow(forms.main())),
-      settings_(new SettingsWindow(*main_, forms.settings())),
-      log_(new LogWindow(*main_, forms.log())),
-      about_(new AboutWindow(*main_, forms.about())) {}
+      settings_(*main_, forms.settings()),
+      log_(*main_, forms.log()),
+      about_(*main_, forms.about()) {}
 
 /// The others are the main window's children and go with it.
 void DesktopWindows::destroy() {
@@ -23,13 +23,13 @@ void DesktopWindows::bringToFront() {
 }
 
 wxWindow* DesktopWindows::front() {
-  for (wxTopLevelWindow* window :
-       std::initializer_list<wxTopLevelWindow*>{settings_, about_, log_}) {
-    if (window->IsShown() && window->IsActive()) {
+  for (wxTopLevelWindow* window : {settings_.window(), about_.window(), log_.window()}) {
+    if (window != nullptr && window->IsShown() && window->IsActive()) {
       return window;
     }
   }
-  return settings_->IsShown() ? static_cast<wxWindow*>(settings_) : main_;
+  wxTopLevelWindow* settings = settings_.window();
+  return settings != nullptr && settings->IsShown() ? static_cast<wxWindow*>(settings) : main_;
 }
 
 }  // namespace relaybird::desktop

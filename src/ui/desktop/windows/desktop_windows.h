@@ -3,6 +3,7 @@
 #pragma once
 
 #include "ui/desktop/windows/about_window.h"
+#include "ui/desktop/windows/late_window.h"
 #include "ui/desktop/windows/log_window.h"
 #include "ui/desktop/windows/main_window.h"
 #include "ui/desktop/windows/settings_window.h"
@@ -25,9 +26,9 @@ class DesktopWindows {
 
  private:
   MainWindow* main_;
-  SettingsWindow* settings_;
-  LogWindow* log_;
-  AboutWindow* about_;
+  LateWindow<SettingsWindow, frmPrefs> settings_;
+  LateWindow<LogWindow, frmLog> log_;
+  LateWindow<AboutWindow, frmAbout> about_;
 };
 
 }  // namespace relaybird::desktop

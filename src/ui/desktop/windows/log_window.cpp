@@ -22,14 +22,18 @@ LogWindow::LogWindow(wxWindow& owner, frmLog& form)
   SetName("frmLog");
   SetIcons(programIcons());
   auto* panel = new wxPanel(this);
+  wxWindow* lines = add(panel, form.lstLog, {.name = form.caption()});
   auto* bottom = new wxBoxSizer(wxHORIZONTAL);
-  bottom->Add(add(panel, form.chkVerboseLog), wxSizerFlags().CentreVertical());
+  wxWindow* verbose = add(panel, form.chkVerboseLog);
+  bottom->Add(verbose, wxSizerFlags().CentreVertical());
   bottom->AddStretchSpacer();
   bottom->Add(row(*this, {add(panel, form.cmdCopyToClip), add(panel, form.cmdClose)}));
   auto* all = new wxBoxSizer(wxVERTICAL);
-  all->Add(add(panel, form.lstLog), wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
+  all->Add(lines, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
   all->Add(bottom, wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap)));
   panel->SetSizer(all);
+  // With a place for the check box that may come.
+  SetMinClientSize(panel->GetBestSize() + wxSize(verbose->GetBestSize().GetWidth(), 0));
   SetSize(FromDIP(wxSize(kWidth, kHeight)));
   Bind(wxEVT_CLOSE_WINDOW, [&form](wxCloseEvent& event) {
     if (event.CanVeto()) {

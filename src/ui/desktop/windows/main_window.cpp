@@ -10,6 +10,7 @@
 #include "ui/desktop/bind/menu_view.h"
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/art.h"
+#include "ui/desktop/desk/native.h"
 #include "ui/desktop/windows/layout.h"
 
 namespace relaybird::desktop {
@@ -30,6 +31,8 @@ MainWindow::MainWindow(frmRelaybird& form)
   top->AddStretchSpacer();
   top->Add(pictures(panel), wxSizerFlags().CentreVertical());
 
+  // Made in the order of reading, which the keys follow.
+  wxSizer* middle = status(panel);
   auto* bottom = new wxBoxSizer(wxHORIZONTAL);
   bottom->Add(diagnostics(panel), wxSizerFlags(1).Expand());
   bottom->Add(add(panel, form.cmdClose),
@@ -39,7 +42,7 @@ MainWindow::MainWindow(frmRelaybird& form)
   const wxSizerFlags part =
       wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxTOP, scaled(*this, kMargin));
   all->Add(top, part);
-  all->Add(status(panel), wxSizerFlags(part).Proportion(1));
+  all->Add(middle, wxSizerFlags(part).Proportion(1));
   all->Add(bottom, part);
   all->AddSpacer(scaled(*this, kMargin));
   panel->SetSizer(all);
@@ -91,15 +94,17 @@ wxSizer* MainWindow::commands(wxWindow* parent) {
   const auto button = [&](Control& control, std::string word) {
     return add(parent, control, {.caption = std::move(word)});
   };
-  return row(*this, {button(frm_.cmdStart, frm_.mnuStart.text()),
-                     button(frm_.cmdStop, frm_.mnuStop.text()),
-                     button(frm_.cmdPrefs, frm_.mnuPreferences.text()),
-                     button(frm_.cmdToSysTray, "System Tray")});
+  return row(
+      *this,
+      {button(frm_.cmdStart, frm_.mnuStart.text()), button(frm_.cmdStop, frm_.mnuStop.text()),
+       button(frm_.cmdPrefs, "Settin&gs..."), button(frm_.cmdToSysTray, "System Tra&y")});
 }
 
 wxSizer* MainWindow::pictures(wxWindow* parent) {
-  return row(*this, {add(parent, frm_.picTextToEmail), add(parent, frm_.picDestPc),
-                     add(parent, frm_.picTextFwdToCell), add(parent, frm_.picDestCellPhone)});
+  return row(*this, {add(parent, frm_.picTextToEmail, {.name = "Standard format"}),
+                     add(parent, frm_.picDestPc, {.name = "To a mailbox"}),
+                     add(parent, frm_.picTextFwdToCell, {.name = "Cell phone format"}),
+                     add(parent, frm_.picDestCellPhone, {.name = "To a cell phone"})});
 }
 
 wxSizer* MainWindow::status(wxWindow* parent) {
@@ -124,6 +129,7 @@ wxSizer* MainWindow::status(wxWindow* parent) {
   frame->Add(add(box, frm_.lblCurrentActions, {.emphasised = true}), part);
   gauge_ = new wxGauge(box, wxID_ANY, 1, wxDefaultPosition, wxDefaultSize,
                        wxGA_HORIZONTAL | wxGA_SMOOTH);
+  setAccessibleName(*gauge_, "Progress");
   frame->Add(gauge_, part);
   return frame;
 }

@@ -56,6 +56,7 @@ SettingsWindow::SettingsWindow(wxTopLevelWindow& owner, frmPrefs& form)
       book_(new wxNotebook(this, wxID_ANY)) {
   SetName("frmPrefs");
   SetIcons(programIcons());
+  setAccessibleRole(*this, AccessibleRole::kDialog);
   wxWindow* pages[] = {generalTab(book_), sizeTab(book_), senderTab(book_), textTab(book_),
                        cellPhoneTab(book_)};
   std::size_t tab = 0;

@@ -1,0 +1,98 @@
+# SPDX-License-Identifier: MIT
+"""What the tests in windows share: a desktop for each class, a home and a program for each test."""
+
+import atexit
+import signal
+import sys
+import unittest
+
+from driver import Desktop, Home, wait_for
+
+ADDRESS = "5550100@sms.example.net"
+MAIN = "Relaybird v..."
+
+
+class DesktopCase(unittest.TestCase):
+    """Runs the program whose path stands first on the command line, with the manual that stands
+    second."""
+
+    SCREEN = "1280x1024"
+    longMessage = True
+    program_file = None
+    help_file = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.desktop = Desktop(cls.SCREEN)
+        cls.desktop.__enter__()
+        cls.addClassCleanup(cls.desktop.__exit__)
+        atexit.register(cls.desktop.__exit__)
+
+    def setUp(self):
+        self.home = Home(self.desktop.new_folder())
+        self.home.write_remembered_help(self.help_file)
+        self.program = None
+        self.addCleanup(self.end)
+
+    def start(self, environment=None, scale=1, **preferences):
+        """Starts the program with one address and these preferences, and answers its window."""
+        self.home.write_preferences(**{"mstrFwdToAddress_num": 1, "mstrFwdToAddress_1": ADDRESS,
+                                       **preferences})
+        return self.start_again(environment, scale)
+
+    def start_again(self, environment=None, scale=1):
+        """Starts the program with what the home holds."""
+        self.program = self.run_program(environment, scale)
+        return self.program.window(MAIN)
+
+    def run_program(self, environment=None, scale=1):
+        return self.desktop.run([self.program_file], self.home, environment, scale)
+
+    def end(self):
+        """Nothing that the program said on its way may be a sanitizer's or a failed check's."""
+        said = self.program.output() if self.program else ""
+        self.desktop.end_programs()
+        for word in ("AddressSanitizer", "runtime error:", "assertion failed:", "unexpected:"):
+            self.assertNotIn(word, said)
+
+    def leave(self):
+        self.assertEqual(0, self.program.leave(), self.program.output())
+
+    def open_settings(self, tab=None):
+        self.program.window(MAIN).choose("Edit", "Settings...")
+        settings = self.program.window("Settings")
+        if tab:
+            show_tab(settings, tab)
+        return settings
+
+    def open_log(self):
+        self.program.window(MAIN).find("View Log ", "push button").click()
+        return self.program.window("Activity Log")
+
+    def answer(self, title, button):
+        """Waits for a box, clicks on a button of it, and answers what the box said, in one line."""
+        box = self.program.window(title)
+        words = " ".join(" ".join(label.name for label in box.find_all(role="label")).split())
+        box.find(button, "push button").click()
+        box.wait_gone()
+        return words
+
+    def wait_until(self, what, look):
+        return wait_for(what, look, otherwise=self.program.describe if self.program else None)
+
+
+def show_tab(window, tab):
+    """Brings a tab to the front by a click on it."""
+    page = window.find(tab, "page tab")
+    page.click()
+    page.wait_for_state("selected")
+    return page
+
+
+def main():
+    """A file of tests: PROGRAM HELP_FILE [names of tests]."""
+    DesktopCase.program_file, DesktopCase.help_file = sys.argv[1:3]
+    del sys.argv[1:3]
+    # Who calls it off still gets everything taken away.
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    unittest.main(verbosity=2)

@@ -1,0 +1,173 @@
+# SPDX-License-Identifier: MIT
+"""Windows and their controls, as assistive tools see them."""
+
+import re
+
+from gi.repository import GLib
+
+from .accessibility import State
+from .waiting import wait_for
+
+
+class Widget:
+    """A control. Two of them are equal when they stand for the same one of the program."""
+
+    def __init__(self, program, accessible):
+        self.program = program
+        self.desktop = program.desktop
+        self.accessible = accessible
+
+    def __eq__(self, other):
+        return isinstance(other, Widget) and self.accessible == other.accessible
+
+    def __hash__(self):
+        return hash(self.accessible)
+
+    def __repr__(self):
+        return f"{self.role} '{self.name}'"
+
+    # What it is.
+
+    @property
+    def name(self):
+        return self.accessible.name()
+
+    @property
+    def role(self):
+        return self.accessible.role()
+
+    @property
+    def description(self):
+        return self.accessible.description()
+
+    @property
+    def text(self):
+        """What stands in a field or a label."""
+        return self.accessible.text() if "Text" in self.accessible.interfaces() else ""
+
+    @property
+    def extents(self):
+        """Left, top, width and height on the screen, in the program's own pixels."""
+        return self.accessible.extents()
+
+    def has(self, state):
+        """Whether it has a state of accessibility.State: "checked", "focused", "showing"."""
+        return State[state.upper()] in self.accessible.states()
+
+    def is_showing(self):
+        return {State.SHOWING, State.VISIBLE} <= self.accessible.states()
+
+    def actions(self):
+        """The names of what it offers to do, and the keys for that in GTK's notation."""
+        return self.accessible.actions() if "Action" in self.accessible.interfaces() else []
+
+    # What is in it.
+
+    def children(self):
+        return [Widget(self.program, each) for each in self.accessible.children()]
+
+    def walk(self, hidden=False):
+        """Itself and all that is in it, in the tree's order; what is not shown when asked for."""
+        yield self
+        for child in self.children():
+            if hidden or child.is_showing():
+                yield from child.walk(hidden)
+
+    def find_all(self, name=None, role=None, hidden=False):
+        return [each for each in self.walk(hidden)
+                if (name is None or each.name == name) and (role is None or each.role == role)]
+
+    def find(self, name=None, role=None, hidden=False):
+        """Waits for the first one of that accessible name or role."""
+        return wait_for(
+            f"a {role or 'control'} '{name or ''}' in {self}",
+            lambda: next(iter(self.find_all(name, role, hidden)), None),
+            otherwise=self.program.describe,
+        )
+
+    def tree(self, depth=0):
+        """All of it in lines of text."""
+        states = " ".join(s for s in ("focused", "checked", "selected") if self.has(s))
+        line = f"{'  ' * depth}{self!r} {self.text!r} {self.extents} {states}".rstrip()
+        return "\n".join([line, *(c.tree(depth + 1) for c in self.children() if c.is_showing())])
+
+    # What is done to it.
+
+    def click(self, button=1):
+        """Clicks into its middle."""
+        left, top, width, height = self.extents
+        scale = self.program.scale
+        self.desktop.xdotool("mousemove", (left + width // 2) * scale, (top + height // 2) * scale,
+                             "click", button)
+
+    def press(self, action=None):
+        """Does what it offers to assistive tools: its first action, or the one of that name."""
+        names = [name for name, _ in self.actions()]
+        self.accessible.act(names.index(action) if action else 0)
+
+    def focus(self):
+        """Gives it the keys by a click."""
+        self.click()
+        self.wait_for_state("focused")
+
+    def enter(self, text):
+        """Replaces what stands in a field by typing."""
+        self.focus()
+        self.desktop.keys("ctrl+a")
+        if text:
+            self.desktop.type(text)
+        else:
+            self.desktop.keys("Delete")
+        self.wait_for_text(text)
+
+    def wait_for_state(self, state, wanted=True):
+        wait_for(f"{self} to be {'' if wanted else 'not '}{state}",
+                 lambda: self.has(state) == wanted, otherwise=self.program.describe)
+
+    def wait_for_text(self, text):
+        wait_for(f"{self} to read {text!r}", lambda: self.text == text,
+                 otherwise=self.program.describe)
+
+
+class Window(Widget):
+    """A window on the screen."""
+
+    def window_id(self):
+        """The X window of this title, for the tools that want one."""
+        ids = self.desktop.xdotool("search", "--onlyvisible", "--name",
+                                   "^" + re.escape(self.name) + "$").split()
+        return ids[-1] if ids else None
+
+    def activate(self):
+        """Brings it to the front, with the keys going there."""
+        wait_for(f"{self} to be in front", self._activate, otherwise=self.program.describe)
+
+    def _activate(self):
+        if not self.has("active"):
+            window = self.window_id()
+            if window:
+                self.desktop.xdotool("windowactivate", window)
+        return self.has("active")
+
+    def focused(self):
+        """The control that has the keys, if one in this window has."""
+        return next((each for each in self.walk() if each.has("focused")), None)
+
+    def menu_entry(self, menu, entry):
+        """An entry of the menu bar, also while its menu is closed."""
+        return self.find(menu, "menu").find(entry, "menu item", hidden=True)
+
+    def choose(self, menu, entry):
+        """Picks an entry of the menu bar, by the action that the entry offers."""
+        self.menu_entry(menu, entry).press()
+
+    def wait_gone(self):
+        wait_for("the window to go", self._is_gone, otherwise=self.program.describe)
+
+    def _is_gone(self):
+        if not self.program.running():
+            return True
+        try:
+            return not self.is_showing()
+        except GLib.Error:
+            return True

@@ -1,0 +1,143 @@
+# SPDX-License-Identifier: MIT
+"""Forwarding is switched on and off, tested once, and ended in the midst of it."""
+
+import desktop_case
+from desktop_case import ADDRESS, MAIN, DesktopCase
+
+CONFIRM = "Please Confirm:"
+
+
+class SwitchingOn(DesktopCase):
+    def test_a_confirmed_start_forwards_what_the_inbox_holds(self):
+        self.home.deliver("Dinner at eight")
+        main = self.start(mbolFwdUponStart=True)
+        main.find("Start Forwarding Email", "push button").click()
+        self.assertIn(f"( 1) {ADDRESS}", self.answer(CONFIRM, "Yes"))
+        self.wait_until("one forward", lambda: len(self.home.forwards()) == 1)
+        (forward,) = self.home.forwards()
+        self.assertEqual(ADDRESS, forward["To"])
+        self.assertIn("Dinner at eight", forward["Subject"])
+        main.find("Number Forwarded:", "text").wait_for_text("1")
+        main.find("Automation Status:", "text").wait_for_text("Running")
+        self.leave()
+
+    def test_a_start_that_is_not_confirmed_leaves_it_stopped(self):
+        self.home.deliver("Stays here")
+        main = self.start(mbolFwdUponStart=True)
+        main.choose("File", "Start")
+        self.answer(CONFIRM, "No")
+        self.assertEqual("Stopped", main.find("Automation Status:", "text").text)
+        self.assertTrue(main.find("Start Forwarding Email").has("sensitive"))
+        self.leave()
+        self.assertEqual([], self.home.forwards())
+
+    def test_stop_takes_back_what_start_showed(self):
+        main = self.start()
+        main.choose("File", "Start")
+        self.answer(CONFIRM, "Yes")
+        main.find("Automation Status:", "text").wait_for_text("Running")
+        main.find("Minutes to Next Check:", "text").wait_for_text("15")
+        self.assertNotEqual("-", main.find("Running Since:", "text").text)
+        self.assertFalse(main.find("Start Forwarding Email").has("sensitive"))
+        main.find("Stop Forwarding Email").click()
+        main.find("Automation Status:", "text").wait_for_text("Stopped")
+        self.assertEqual("-", main.find("Running Since:", "text").text)
+        self.assertEqual("--", main.find("Minutes to Next Check:", "text").text)
+        self.assertFalse(main.find("Stop Forwarding Email").has("sensitive"))
+
+    def test_an_address_is_asked_for_until_it_is_one(self):
+        main = self.start(mstrFwdToAddress_num=0)
+        main.choose("File", "Start")
+        box = self.program.window("Invalid Email Address")
+        box.find(role="text").enter("ann")
+        box.find("OK").click()
+        self.wait_until("the question again", lambda: any(
+            label.name.startswith("ann is not a valid Email address.")
+            for window in self.program.windows() for label in window.find_all(role="label")))
+        box = self.program.window("Invalid Email Address")
+        box.find(role="text").enter(ADDRESS)
+        box.find("OK").click()
+        self.assertIn(f"( 1) {ADDRESS}", self.answer(CONFIRM, "No"))
+        self.assertEqual(ADDRESS, self.home.preferences()["mstrFwdToAddress_1"])
+
+    def test_it_starts_by_itself_without_a_question_when_it_is_set_to(self):
+        main = self.start(mbolTurnOnFwdOnStartup=True)
+        main.find("Automation Status:", "text").wait_for_text("Running")
+        self.assertFalse(self.program.has_window(CONFIRM))
+
+
+class TestCycle(DesktopCase):
+    def test_it_forwards_once_and_says_what_it_did(self):
+        self.home.deliver("For the test")
+        main = self.start()
+        main.find("Test (Forward Once)").click()
+        self.assertIn("one cycle", self.answer("Test Explanation:", "OK"))
+        self.assertIn("forward your messages once", self.answer(CONFIRM, "Yes"))
+        words = self.answer("Test Complete", "OK")
+        self.assertIn("1 unread message was looked at and 1 was forwarded.", words)
+        self.assertEqual(["For the test"],
+                         [each["Subject"].split(": ")[-1] for each in self.home.forwards()])
+        self.assertEqual("Stopped", main.find("Automation Status:", "text").text)
+        self.wait_until("the button again", lambda: main.find("Test (Forward Once)").has("sensitive"))
+
+    def test_it_can_be_called_off(self):
+        self.home.deliver("Not yet")
+        main = self.start()
+        main.find("Test (Forward Once)").click()
+        self.answer("Test Explanation:", "Cancel")
+        self.wait_until("the button again", lambda: main.find("Test (Forward Once)").has("sensitive"))
+        self.leave()
+        self.assertEqual([], self.home.forwards())
+
+
+class Ending(DesktopCase):
+    def test_the_menu_ends_it_while_forwarding_is_on(self):
+        self.start(mbolTurnOnFwdOnStartup=True).find(
+            "Automation Status:", "text").wait_for_text("Running")
+        self.leave()
+
+    def test_the_exit_button_ends_it(self):
+        self.start().find("Exit", "push button").click()
+        self.assertEqual(0, self.program.wait())
+
+    def test_the_close_box_ends_it(self):
+        self.start()
+        self.desktop.keys("alt+F4")
+        self.assertEqual(0, self.program.wait())
+
+    def test_a_termination_ends_it_while_forwarding_is_on(self):
+        self.start(mbolTurnOnFwdOnStartup=True).find(
+            "Automation Status:", "text").wait_for_text("Running")
+        self.program.terminate()
+        self.assertEqual(0, self.program.wait())
+
+    def test_a_termination_ends_it_with_a_question_on_the_screen(self):
+        self.start().choose("File", "Start")
+        self.program.window(CONFIRM)
+        self.program.terminate()
+        self.assertEqual(0, self.program.wait())
+        self.assertEqual([], self.home.forwards())
+
+
+class SecondStart(DesktopCase):
+    def test_it_brings_the_first_window_back(self):
+        main = self.start()
+        self.desktop.xdotool("windowminimize", main.window_id())
+        self.wait_until("the window to be away", lambda: not main.has("active"))
+        second = self.run_program()
+        self.assertEqual(0, second.wait(), second.output())
+        self.wait_until("the first window in front", lambda: main.has("active"))
+        self.assertTrue(self.program.running())
+        self.assertEqual(1, sum(window.name.startswith(MAIN[:-3])
+                                for window in self.program.windows()))
+
+    def test_it_leaves_an_open_dialog_in_front(self):
+        self.start()
+        settings = self.open_settings()
+        second = self.run_program()
+        self.assertEqual(0, second.wait(), second.output())
+        self.wait_until("the dialog in front", lambda: settings.has("active"))
+
+
+if __name__ == "__main__":
+    desktop_case.main()

@@ -1,0 +1,190 @@
+# SPDX-License-Identifier: MIT
+"""All of it works without a mouse: access keys, the order of Tab, Enter and Escape."""
+
+import collections
+import re
+
+import desktop_case
+from desktop_case import MAIN, DesktopCase
+from every_window import every_window
+
+CONFIRM = "Please Confirm:"
+
+
+def line_of(widget):
+    """Of a book, its row of tabs."""
+    return widget.children()[0].extents if widget.role == "page tab list" else widget.extents
+
+
+def in_reading_order(widgets):
+    """From the top to the bottom, and in a row from the left to the right."""
+    rows = []
+    for widget in sorted(widgets, key=lambda each: line_of(each)[1] + line_of(each)[3] / 2):
+        left, top, _, height = line_of(widget)
+        middle = top + height / 2
+        if rows and rows[-1][0] < middle < rows[-1][1]:
+            rows[-1][2].append((left, widget))
+        else:
+            rows.append((top, top + height, [(left, widget)]))
+    return [widget for _, _, row in rows for _, widget in sorted(row, key=lambda each: each[0])]
+
+
+class AccessKeys(DesktopCase):
+    def test_no_key_has_two_meanings_in_a_window(self):
+        self.start()
+        for word, window in every_window(self):
+            with self.subTest(word):
+                owners = collections.defaultdict(list)
+                for widget in window.walk():
+                    keys = {key for _, bound in widget.actions()
+                            for key in re.findall(r"<Alt>\w", bound)}
+                    for key in keys:
+                        owners[key.lower()].append(repr(widget))
+                self.assertEqual({}, {k: v for k, v in owners.items() if len(v) > 1})
+
+    def test_no_key_has_two_meanings_in_a_menu(self):
+        for running in (False, True):
+            with self.subTest(running=running):
+                main = self.start(mbolTurnOnFwdOnStartup=running)
+                main.find("Automation Status:", "text").wait_for_text(
+                    "Running" if running else "Stopped")
+                self.assert_keys_of_menus(main)
+                self.leave()
+
+    def assert_keys_of_menus(self, main):
+        for menu in main.find_all(role="menu"):
+            # One that cannot be picked now tells no key.
+            keys = [entry.actions()[0][1].split(";")[0].lower() for entry in menu.walk(hidden=True)
+                    if entry != menu and entry.name and entry.has("sensitive")]
+            self.assertNotEqual([], keys)
+            self.assertEqual(len(keys), len(set(keys)), f"{menu}: {keys}")
+            self.assertNotIn("", keys, f"{menu}")
+
+    def test_the_menus_open_and_their_entries_are_picked(self):
+        self.start()
+        for menu, entry, window in (("alt+e", "t", "Settings"), ("alt+h", "a", "About Relaybird"),
+                                    ("alt+h", "h", "Help: ..."), ("alt+f", "s", CONFIRM)):
+            main = self.program.window(MAIN)
+            self.desktop.keys(menu)
+            self.wait_until("the menu", lambda: any(
+                each.is_showing() for each in main.find_all(role="menu item", hidden=True)))
+            self.desktop.keys(entry)
+            opened = self.program.window(window)
+            self.desktop.keys("alt+F4")
+            opened.wait_gone()
+
+    def test_the_buttons_of_the_main_window_are_pressed(self):
+        self.start()
+        main = self.program.window(MAIN)
+        self.desktop.keys("alt+s")
+        self.program.window(CONFIRM)
+        self.desktop.keys("alt+y")
+        main.find("Automation Status:", "text").wait_for_text("Running")
+        main.activate()
+        self.desktop.keys(self.key_of(main.find("Stop Forwarding Email")))
+        main.find("Automation Status:", "text").wait_for_text("Stopped")
+        self.desktop.keys(self.key_of(main.find("Settings", "push button")))
+        self.program.window("Settings")
+
+    def key_of(self, button):
+        """As xdotool writes it; the test before this one asks that it is the button's alone."""
+        return button.actions()[0][1].split(";")[0].lower().replace("<alt>", "alt+")
+
+    def test_the_buttons_of_a_box_are_pressed(self):
+        main = self.start()
+        for key, status in (("alt+n", "Stopped"), ("alt+y", "Running")):
+            main.choose("File", "Start")
+            box = self.program.window(CONFIRM)
+            self.desktop.keys(key)
+            box.wait_gone()
+            main.activate()
+            main.find("Automation Status:", "text").wait_for_text(status)
+
+
+class TabOrder(DesktopCase):
+    def assert_in_order(self, word, window):
+        """Tab goes round through everything that takes keys, in the order in which it is read."""
+        wanted = in_reading_order([
+            each for each in window.walk()
+            if each.has("sensitive") and self.is_stop(each)])
+        self.wait_until(f"the keys to be in {word}", lambda: window.focused() in wanted)
+        start = wanted.index(window.focused())
+        wanted = wanted[start:] + wanted[:start]
+        visited = [wanted[0]]
+        for each in wanted[1:]:
+            self.desktop.keys("Tab")
+            if each.role == "combo box":
+                # The part of it that has the keys is not in the tree.
+                self.wait_until(f"{each} to have the keys", lambda: window.focused() is None)
+                visited.append(each)
+            else:
+                self.wait_until("Tab to move the keys",
+                                lambda: window.focused() not in (None, visited[-1]))
+                visited.append(window.focused())
+        self.assertEqual(wanted, visited, word)
+
+    def is_stop(self, widget):
+        """Of options that exclude one another, only the chosen one is stopped at."""
+        return widget.role in ("check box", "combo box", "list", "page tab list", "push button",
+                               "text") or (widget.role == "radio button" and widget.has("checked"))
+
+    def test_it_is_the_order_of_reading(self):
+        self.start()
+        for word, window in every_window(self):
+            if word == "main":
+                window.find("Start Forwarding Email").press()
+                self.answer(CONFIRM, "No")
+                window.activate()
+            with self.subTest(word):
+                self.assert_in_order(word, window)
+
+    def test_the_settings_open_at_the_first_field(self):
+        self.start()
+        settings = self.open_settings()
+        self.wait_until("the first field to have the keys", lambda: settings.focused() and
+                        settings.focused().name.startswith("Forward to the following address"))
+
+
+class EnterAndEscape(DesktopCase):
+    def test_enter_accepts_the_settings_and_escape_does_not(self):
+        self.start(mdblFwdToFrequency=7)
+        for key, stored in (("Escape", "7"), ("Return", "30")):
+            settings = self.open_settings("General")
+            settings.find("How often to forward mail (minutes):", "text").enter("30")
+            self.desktop.keys(key)
+            settings.wait_gone()
+            self.assertEqual(stored, self.home.preferences()["mdblFwdToFrequency"])
+
+    def test_enter_says_yes_to_a_question_and_escape_no(self):
+        main = self.start()
+        for key, status in (("Escape", "Stopped"), ("Return", "Running")):
+            main.choose("File", "Start")
+            box = self.program.window(CONFIRM)
+            self.desktop.keys(key)
+            box.wait_gone()
+            main.activate()
+            main.find("Automation Status:", "text").wait_for_text(status)
+
+    def test_both_close_the_about_box(self):
+        main = self.start()
+        for key in ("Return", "Escape"):
+            main.choose("Help", "About...")
+            about = self.program.window("About Relaybird")
+            self.desktop.keys(key)
+            about.wait_gone()
+            main.activate()
+
+    def test_enter_begins_a_new_line_in_a_field_of_several(self):
+        self.start()
+        settings = self.open_settings("General")
+        field = settings.find("Forward to the following address(es) (separate with semicolons):",
+                              "text")
+        field.enter("a@b.c;")
+        self.desktop.keys("Return")
+        self.desktop.type("d@e.f")
+        field.wait_for_text("a@b.c;\nd@e.f")
+        self.assertTrue(settings.is_showing())
+
+
+if __name__ == "__main__":
+    desktop_case.main()

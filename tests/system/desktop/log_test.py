@@ -1,0 +1,143 @@
+# SPDX-License-Identifier: MIT
+"""The log window: what it lists reaches the clipboard, it follows the newest line, and the hidden
+switch for verbose lines appears by its keys."""
+
+import desktop_case
+from desktop_case import DesktopCase
+
+VERBOSE = "Verbose log"
+MANY = 120
+
+
+class LogCase(DesktopCase):
+    def copied(self, log):
+        """What the copy button puts on the clipboard, as lines without their ends."""
+        self.desktop.clear_clipboard()
+        log.find("Copy to Clipboard", "push button").click()
+        text = self.wait_until("the clipboard", self.desktop.clipboard)
+        self.assertTrue(text.endswith("\r\n"), repr(text))
+        return text.split("\r\n")[:-1]
+
+    def switch_on_and_off(self, main, times=1):
+        """Writes two lines into the log each time."""
+        for _ in range(times):
+            main.choose("File", "Start")
+            self.answer("Please Confirm:", "Yes")
+            main.find("Automation Status:", "text").wait_for_text("Running")
+            main.choose("File", "Stop")
+            main.find("Automation Status:", "text").wait_for_text("Stopped")
+
+    def lines(self, log):
+        return log.find("Activity Log", "list")
+
+    def click_line(self, log, from_top=None, from_bottom=None, modifier=None):
+        """Clicks into the list, some pixels below its top or above its bottom."""
+        left, top, _, height = self.lines(log).extents
+        y = top + from_top if from_top is not None else top + height - from_bottom
+        if modifier:
+            self.desktop.xdotool("keydown", modifier)
+        self.desktop.xdotool("mousemove", left + 20, y, "click", 1)
+        if modifier:
+            self.desktop.xdotool("keyup", modifier)
+
+
+class Copying(LogCase):
+    def test_all_lines_are_copied_where_none_is_selected(self):
+        main = self.start()
+        self.switch_on_and_off(main)
+        lines = self.copied(self.open_log())
+        self.assertEqual(2, len(lines))
+        self.assertRegex(lines[0], r"^--- Forwarding turned ON at \S+ \S+ ---$")
+        self.assertRegex(lines[1], r"^--- Forwarding turned OFF at \S+ \S+ ---$")
+
+    def test_only_selected_lines_are_copied_where_some_are(self):
+        main = self.start()
+        self.switch_on_and_off(main, times=2)
+        log = self.open_log()
+        everything = self.copied(log)
+        self.click_line(log, from_top=5)
+        self.assertEqual(everything[:1], self.copied(log))
+        self.desktop.keys("shift+Tab")  # from the button back to the lines
+        self.wait_until("the lines to have the keys", lambda: self.lines(log).has("focused"))
+        self.desktop.keys("shift+Down")
+        self.assertEqual(everything[:2], self.copied(log))
+
+
+class Following(LogCase):
+    def test_it_shows_the_newest_of_many_lines(self):
+        for number in range(MANY):
+            self.home.deliver(f"Message {number}")
+        main = self.start(mbolFwdUponStart=True)
+        self.show_verbose(main)
+        main.activate()
+        main.choose("File", "Start")
+        self.answer("Please Confirm:", "Yes")
+        main.find("Number Forwarded:", "text").wait_for_text(str(MANY))
+        log = self.open_log()
+        everything = self.copied(log)
+        self.assertGreater(len(everything), MANY)
+        # Above the scroll bar that a long line brings along.
+        self.click_line(log, from_bottom=30)
+        (line,) = self.copied(log)
+        self.assertIn(line, everything[-3:])
+
+    def show_verbose(self, main):
+        main.find("View Log ").click()
+        log = self.program.window("Activity Log")
+        Verbose.reveal(self, log)
+        log.find(VERBOSE, "check box").click()
+        log.find(VERBOSE, "check box").wait_for_state("checked")
+        log.find("Close").click()
+        log.wait_gone()
+
+
+class Verbose(LogCase):
+    def reveal(self, log):
+        self.assertEqual([], log.find_all(VERBOSE))
+        self.click_line(log, from_top=5)
+        self.wait_until("the lines to have the keys", lambda: self.lines(log).has("focused"))
+        self.desktop.keys("ctrl+shift+alt+v")
+        log.find(VERBOSE, "check box")
+
+    def test_the_switch_appears_by_its_keys_and_adds_verbose_lines(self):
+        main = self.start()
+        log = self.open_log()
+        self.reveal(log)
+        log.find(VERBOSE, "check box").click()
+        log.find(VERBOSE, "check box").wait_for_state("checked")
+        main.activate()
+        main.find("Test (Forward Once)").click()
+        self.answer("Test Explanation:", "Cancel")
+        log.activate()
+        lines = self.copied(log)
+        self.assertRegex(lines[0], r"^\S+ \S+ \[v\]-->CmdForwardNow Entered$")
+        self.assertRegex(lines[-1], r"^\S+ \S+ \[v\]-->CmdForwardNow Cancelled$")
+
+    def test_without_it_no_verbose_line_is_listed(self):
+        main = self.start()
+        main.find("Test (Forward Once)").click()
+        self.answer("Test Explanation:", "Cancel")
+        self.switch_on_and_off(main)
+        self.assertEqual([], [line for line in self.copied(self.open_log()) if "[v]" in line])
+
+
+class Closing(LogCase):
+    def test_escape_closes_it_and_its_lines_stay(self):
+        main = self.start()
+        self.switch_on_and_off(main)
+        log = self.open_log()
+        before = self.copied(log)
+        self.desktop.keys("Escape")
+        log.wait_gone()
+        self.assertEqual(before, self.copied(self.open_log()))
+
+    def test_its_close_box_hides_it(self):
+        self.start()
+        log = self.open_log()
+        self.desktop.keys("alt+F4")
+        log.wait_gone()
+        self.leave()
+
+
+if __name__ == "__main__":
+    desktop_case.main()
