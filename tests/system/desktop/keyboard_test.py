@@ -29,6 +29,18 @@ def in_reading_order(widgets):
     return [widget for _, _, row in rows for _, widget in sorted(row, key=lambda each: each[0])]
 
 
+def answer_the_start(case, no, yes):
+    """Starts twice, and answers the question with the keys that mean no and yes."""
+    main = case.start()
+    for key, status in ((no, "Stopped"), (yes, "Running")):
+        main.choose("File", "Start")
+        box = case.program.window(CONFIRM)
+        case.desktop.keys(key)
+        box.wait_gone()
+        main.activate()
+        main.find("Automation Status:", "text").wait_for_text(status)
+
+
 class AccessKeys(DesktopCase):
     def test_no_key_has_two_meanings_in_a_window(self):
         self.start()
@@ -91,14 +103,7 @@ class AccessKeys(DesktopCase):
         return button.actions()[0][1].split(";")[0].lower().replace("<alt>", "alt+")
 
     def test_the_buttons_of_a_box_are_pressed(self):
-        main = self.start()
-        for key, status in (("alt+n", "Stopped"), ("alt+y", "Running")):
-            main.choose("File", "Start")
-            box = self.program.window(CONFIRM)
-            self.desktop.keys(key)
-            box.wait_gone()
-            main.activate()
-            main.find("Automation Status:", "text").wait_for_text(status)
+        answer_the_start(self, no="alt+n", yes="alt+y")
 
 
 class TabOrder(DesktopCase):
@@ -156,14 +161,7 @@ class EnterAndEscape(DesktopCase):
             self.assertEqual(stored, self.home.preferences()["mdblFwdToFrequency"])
 
     def test_enter_says_yes_to_a_question_and_escape_no(self):
-        main = self.start()
-        for key, status in (("Escape", "Stopped"), ("Return", "Running")):
-            main.choose("File", "Start")
-            box = self.program.window(CONFIRM)
-            self.desktop.keys(key)
-            box.wait_gone()
-            main.activate()
-            main.find("Automation Status:", "text").wait_for_text(status)
+        answer_the_start(self, no="Escape", yes="Return")
 
     def test_both_close_the_about_box(self):
         main = self.start()

@@ -9,6 +9,7 @@
 
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/art.h"
+#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/desk/native.h"
 #include "ui/forms/model/form.h"
 
@@ -18,7 +19,7 @@ namespace {
 /// An assistive tool presses inside a call of its own, and would wait there for the answer to a box
 /// that it cannot read before the call has ended.
 void clickLater(wxWindow& window, Control& control) {
-  window.CallAfter([&control] { byUser(control, &Control::click); });
+  later(window, [&control] { byUser(control, &Control::click); });
 }
 
 class ButtonView : public WidgetView {

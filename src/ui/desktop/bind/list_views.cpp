@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/desk/native.h"
 
 namespace relaybird::desktop {
@@ -121,7 +122,7 @@ class ListView : public WidgetView {
   /// positions takes a while: they are collected when the input that waits has been dealt with.
   void selectionMayChange() {
     if (!std::exchange(selectionStale_, true)) {
-      lines_->CallAfter([this] { showSelection(); });
+      later(*lines_, [this] { showSelection(); });
     }
   }
 

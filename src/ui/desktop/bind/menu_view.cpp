@@ -2,6 +2,7 @@
 #include "ui/desktop/bind/menu_view.h"
 
 #include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/guarded.h"
 
 namespace relaybird::desktop {
 
@@ -14,7 +15,7 @@ MenuView::MenuView(wxFrame& window, wxMenu& menu, Control& control)
   window.Bind(
       wxEVT_MENU,
       [this, &window](wxCommandEvent&) {
-        window.CallAfter([this] {
+        later(window, [this] {
           byUser(control_, &Control::click);
           update(Change::kValue);
         });

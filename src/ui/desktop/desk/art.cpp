@@ -66,9 +66,12 @@ wxBitmapBundle artBitmap(const std::string& name, int width) {
       images.push_back(&image);
     }
   }
-  return images.empty() ? wxBitmapBundle()
-                        : wxBitmapBundle::FromImpl(new ArtBundle(std::move(images)));
-}
+  if (images.empty()) {
+    return {};
+  }
+  // The bundle counts its users and goes with the last one, which the analyser cannot see.
+  return wxBitmapBundle::FromImpl(new ArtBundle(std::move(images)));
+}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
 
 wxIconBundle programIcons() {
   wxIconBundle icons;

@@ -3,6 +3,8 @@
 
 #include <wx/app.h>
 
+#include <utility>
+
 namespace relaybird::desktop {
 
 /// Runs what C code calls back: no exception may go through that. The application hears of it.
@@ -13,6 +15,12 @@ void guarded(Action&& action) {
   } catch (...) {
     wxTheApp->OnExceptionInMainLoop();
   }
+}
+
+/// Runs the action once the event in hand is over, unless the handler is gone by then.
+template <class Action>
+void later(wxEvtHandler& handler, Action action) {
+  handler.CallAfter([action = std::move(action)] { guarded(action); });
 }
 
 }  // namespace relaybird::desktop

@@ -31,26 +31,7 @@ TEST_F(LoadingTest, ShowsTheWindowWithVersionStateAddressesAndFormat) {
 }
 
 TEST_F(LoadingTest, TheRevisionFollowsTheMinorNumberDirectly) {
-  program_ = std::make_unique<ProgramForms>(ProgramWorld{store_.factory(),
-                                                         files_,
-                                                         profiles_,
-                                                         folders_,
-                                                         osVersion_,
-                                                         clock_,
-                                                         sleeper_,
-                                                         timers_,
-                                                         events_,
-                                                         trace_,
-                                                         dialogs_,
-                                                         screen_,
-                                                         clipboard_,
-                                                         helpViewer_,
-                                                         systemInformation_,
-                                                         tray_,
-                                                         notifications_,
-                                                         autostart_,
-                                                         ProgramVersion{2, 0, 15},
-                                                         ""});
+  makeProgram({2, 0, 15});
   program_->start();
   EXPECT_EQ(program_->main().caption(), "Relaybird v2.015");
 }

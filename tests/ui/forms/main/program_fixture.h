@@ -157,7 +157,7 @@ class ProgramTest : public testing::Test {
     }
     return *program_;
   }
-  void makeProgram() {
+  void makeProgram(ProgramVersion version = {3, 1, 2}) {
     program_ = std::make_unique<ProgramForms>(ProgramWorld{store_.factory(),
                                                            files_,
                                                            profiles_,
@@ -176,7 +176,7 @@ class ProgramTest : public testing::Test {
                                                            tray_,
                                                            notifications_,
                                                            autostart_,
-                                                           ProgramVersion{3, 1, 2},
+                                                           version,
                                                            "/opt/rbx.chm"});
   }
   frmRelaybird& main() { return program().main(); }
