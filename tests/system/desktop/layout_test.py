@@ -24,12 +24,14 @@ class LayoutCase(DesktopCase):
                                  f"{word}: {one} {its_box} covers {other} {other_box}")
 
     def assert_text_fits(self, word, widget, box):
-        """A label that has too little room would not show its last letters."""
-        text = widget.text
-        if widget.role == "label" and text.strip():
-            last = widget.accessible.letter_extents(len(text.rstrip()) - 1)
-            self.assertTrue(is_inside(last, box),
-                            f"{word}: the end of {widget} at {last} is outside of {box}")
+        """A label that has too little room would not show its last letters, and a field that is too
+        flat would show the middle of them."""
+        text = widget.text.rstrip()
+        if widget.role in ("label", "text") and text:
+            letter = widget.accessible.letter_extents(
+                len(text) - 1 if widget.role == "label" else 0)
+            self.assertTrue(is_inside(letter, box),
+                            f"{word}: a letter of {widget} at {letter} is outside of {box}")
 
     def check_every_window(self, environment=None, scale=1):
         self.start(environment, scale)

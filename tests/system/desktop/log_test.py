@@ -61,6 +61,12 @@ class Copying(LogCase):
         self.wait_until("the lines to have the keys", lambda: self.lines(log).has("focused"))
         self.desktop.keys("shift+Down")
         self.assertEqual(everything[:2], self.copied(log))
+        self.desktop.keys("shift+Tab", "shift+End")
+        self.assertEqual(everything, self.copied(log))
+        self.click_line(log, from_top=5)
+        self.assertEqual(everything[:1], self.copied(log))
+        self.desktop.keys("shift+Tab", "ctrl+a")
+        self.assertEqual(everything, self.copied(log))
 
 
 class Following(LogCase):

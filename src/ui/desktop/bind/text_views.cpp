@@ -4,12 +4,17 @@
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
+#include <algorithm>
+
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/bind/wrapping_label.h"
 #include "ui/desktop/desk/native.h"
 
 namespace relaybird::desktop {
 namespace {
+
+/// Above and below the text of a field, borders included.
+constexpr int kAroundText = 12;
 
 class LabelView : public WidgetView {
  public:
@@ -48,6 +53,9 @@ class TextView : public WidgetView {
           field_->GetTextExtent(wxString('0', static_cast<std::size_t>(style.widthInCharacters)))
               .GetWidth()));
     }
+    if (!style.multiline) {
+      leaveRoomForText();
+    }
     field_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { edited(); });
     if (control.takesClicks()) {
       field_->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent& event) {
@@ -75,6 +83,14 @@ class TextView : public WidgetView {
   }
 
  private:
+  /// The toolkit measures a field before the theme has styled it: with large fonts it would be too
+  /// flat for what stands in it.
+  void leaveRoomForText() {
+    const wxSize measured = field_->GetEffectiveMinSize();
+    const int height = field_->GetCharHeight() + field_->FromDIP(kAroundText);
+    field_->SetMinSize({measured.GetWidth(), std::max(measured.GetHeight(), height)});
+  }
+
   /// A field that takes no input shows again what it holds.
   void edited() {
     byUser(control_, [this](Control& control) { control.setText(fromWx(field_->GetValue())); });

@@ -70,8 +70,9 @@ wxBitmapBundle artBitmap(const std::string& name, int width) {
     return {};
   }
   // The bundle counts its users and goes with the last one, which the analyser cannot see.
-  return wxBitmapBundle::FromImpl(new ArtBundle(std::move(images)));
-}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+  auto* bundle = new ArtBundle(std::move(images));
+  return wxBitmapBundle::FromImpl(bundle);  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+}
 
 wxIconBundle programIcons() {
   wxIconBundle icons;

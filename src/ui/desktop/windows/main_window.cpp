@@ -130,7 +130,7 @@ wxSizer* MainWindow::status(wxWindow* parent) {
   gauge_ = new wxGauge(box, wxID_ANY, 1, wxDefaultPosition, wxDefaultSize,
                        wxGA_HORIZONTAL | wxGA_SMOOTH);
   setAccessibleName(*gauge_, "Progress");
-  frame->Add(gauge_, part);
+  frame->Add(gauge_, wxSizerFlags(part).ReserveSpaceEvenIfHidden());
   return frame;
 }
 
@@ -164,6 +164,7 @@ void MainWindow::showProgress() {
   } else if (!pulse_.IsRunning()) {
     pulse_.Start(kPulse);
   }
+  gauge_->Show(progress.kind != Progress::Kind::kNone);
   switch (progress.kind) {
     case Progress::Kind::kSteps:
       gauge_->SetRange(std::max(progress.total, 1));
