@@ -29,7 +29,7 @@ if(TARGET relaybird)
   add_custom_target(relaybird_icons ALL DEPENDS ${rendered})
   install(FILES ${PROJECT_SOURCE_DIR}/art/relaybird.svg
           DESTINATION ${icons}/scalable/apps RENAME ${application_id}.svg)
-  install(FILES ${PROJECT_SOURCE_DIR}/art/relaybird-symbolic.svg
+  install(FILES ${PROJECT_SOURCE_DIR}/art/relaybird-running-symbolic.svg
           DESTINATION ${icons}/symbolic/apps RENAME ${application_id}-symbolic.svg)
 endif()
 

@@ -3,7 +3,6 @@
 
 #include <wx/image.h>
 
-#include <csignal>
 #include <exception>
 #include <iostream>
 #include <utility>
@@ -37,10 +36,6 @@ bool DesktopApplication::OnInit() {
     // Told in OnRun: the exit status of a program whose start fails here would not be ours.
     return true;
   }
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-    SetSignalHandler(signal,
-                     [](int) { static_cast<DesktopApplication*>(wxTheApp)->forms_->shutDown(); });
-  }
   makeForms();
   return true;
 }
@@ -50,8 +45,15 @@ bool DesktopApplication::OnInit() {
 void DesktopApplication::prepare() {
   for (const auto wait : {InstanceLock::Wait::kNone, InstanceLock::Wait::kMoment}) {
     refusal_ = core_->prepare(wait);
-    handedOver_ = refusal_ && refusal_->mailboxTaken && desktop::raiseRunningProgram();
-    if (!refusal_ || !refusal_->mailboxTaken || handedOver_) {
+    if (!refusal_ || !refusal_->mailboxTaken) {
+      return;
+    }
+    const desktop::Raised raised = desktop::raiseRunningProgram(refusal_->holder);
+    handedOver_ = raised == desktop::Raised::kDone;
+    if (raised == desktop::Raised::kBusy) {
+      refusal_->text += "\r\n\r\nIt does not answer just now.";
+    }
+    if (raised != desktop::Raised::kNobody) {
       return;
     }
   }
@@ -91,11 +93,18 @@ void DesktopApplication::makeForms() {
   windows_->main().onRunning([icon = tray.get()](bool running) { icon->setRunning(running); });
   tray_ = std::move(tray);
   SetTopWindow(&windows_->main());
-  sessionEnd_ = std::make_unique<desktop::SessionEnd>([this] { forms_->shutDown(); });
+  sessionEnd_ = std::make_unique<desktop::SessionEnd>([this] {
+    if (forms_) {
+      forms_->shutDown();
+    }
+  });
 }
 
 /// To the front, from behind other windows, from the task bar or from the notification area.
 void DesktopApplication::raise() {
+  if (!forms_ || forms_->main().engine().state().ending) {
+    return;
+  }
   if (forms_->main().visible()) {
     windows_->bringToFront();
   } else {
@@ -113,19 +122,31 @@ int DesktopApplication::OnRun() {
         {refusal_->text, std::string(kProgramTitle), BoxButtons::kOk, BoxIcon::kExclamation});
     return refusal_->status;
   }
-  loop_->post([this] {
-    if (!forms_->start()) {
-      status_ = kCannotStart;
-      ExitMainLoop();
-    }
-  });
+  loop_->post([this] { start(); });
   const int run = wxApp::OnRun();
   return status_ != 0 ? status_ : run;
+}
+
+/// A program that could not show its window must not go on unseen, with the mailbox in its hands.
+void DesktopApplication::start() {
+  bool started = false;
+  try {
+    started = forms_->start();
+  } catch (...) {
+    OnExceptionInMainLoop();
+  }
+  if (!started) {
+    status_ = kCannotStart;
+    ExitMainLoop();
+  }
 }
 
 /// Within any event. A pass that is on the stack ends after the item in hand, a box with the answer
 /// that changes nothing.
 void DesktopApplication::endProgram() {
+  if (session_) {
+    session_->giveUp();
+  }
   dialogs_.closeAll();
   help_.close();
   CallAfter([this] { ExitMainLoop(); });

@@ -34,6 +34,7 @@ class DesktopApplication : public wxApp {
  private:
   void prepare();
   void makeForms();
+  void start();
   void endProgram();
   void raise();
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/system/folder_check.h"
+#include "platform/text/number_text.h"
 
 namespace relaybird {
 namespace {
@@ -30,18 +31,19 @@ std::string noteText(const Mailbox& mailbox, const LockHolder& holder) {
          mailbox.place + "\n";
 }
 
-/// Who has it, by his own note; he may not have written it yet.
-std::string holderText(FileSystem& files, const std::string& noteFile) {
-  const auto note = readFile(files, noteFile, kLargestNote);
-  std::istringstream lines(note ? *note : std::string());
-  std::string program;
-  std::string process;
-  std::string since;
-  if (!std::getline(lines, program) || !std::getline(lines, process) ||
-      !std::getline(lines, since)) {
-    return "another program";
-  }
-  return program + " (process " + process + ", since " + since + ")";
+std::string lockFolderOf(const std::string& stateFolder, const Mailbox& mailbox) {
+  return stateFolder + "/rbx/locks/" + mailbox.store + "-" +
+         hashText(mailbox.store + "\n" + mailbox.place);
+}
+
+std::string noteFileOf(const std::string& folder) {
+  return folder + "/holder";
+}
+
+std::string holderText(const std::optional<LockHolder>& holder) {
+  return holder ? holder->program + " (process " + std::to_string(holder->process) + ", since " +
+                      holder->since + ")"
+                : "another program";
 }
 
 }  // namespace
@@ -50,21 +52,35 @@ Result<std::unique_ptr<InstanceLock>> InstanceLock::take(FileSystem& files,
                                                          const std::string& stateFolder,
                                                          const Mailbox& mailbox,
                                                          const LockHolder& holder, Wait wait) {
-  const std::string folder = stateFolder + "/rbx/locks/" + mailbox.store + "-" +
-                             hashText(mailbox.store + "\n" + mailbox.place);
-  const std::string noteFile = folder + "/holder";
+  const std::string folder = lockFolderOf(stateFolder, mailbox);
+  const std::string noteFile = noteFileOf(folder);
   if (!MakeFolderPath(files, noteFile)) {
     return Error{0, "Cannot make the folder " + folder + " for the lock of the mailbox"};
   }
   auto lock = wait == Wait::kNone ? files.tryLockFolder(folder) : files.lockFolder(folder);
   if (!lock && lock.error().code == EWOULDBLOCK) {
-    return Error{EWOULDBLOCK,
-                 "The mailbox " + mailbox.place + " is in use by " + holderText(files, noteFile)};
+    return Error{EWOULDBLOCK, "The mailbox " + mailbox.place + " is in use by " +
+                                  holderText(InstanceLock::holder(files, stateFolder, mailbox))};
   }
   if (!lock) return lock.error();
   // Without the note the lock holds all the same, and the next one is told less.
   (void)replaceFile(files, noteFile, noteText(mailbox, holder));
   return std::unique_ptr<InstanceLock>(new InstanceLock(files, noteFile, std::move(*lock)));
+}
+
+/// He may not have written it yet.
+std::optional<LockHolder> InstanceLock::holder(FileSystem& files, const std::string& stateFolder,
+                                               const Mailbox& mailbox) {
+  const auto note = readFile(files, noteFileOf(lockFolderOf(stateFolder, mailbox)), kLargestNote);
+  std::istringstream lines(note ? *note : std::string());
+  LockHolder holder;
+  std::string process;
+  if (!std::getline(lines, holder.program) || !std::getline(lines, process) ||
+      !std::getline(lines, holder.since)) {
+    return std::nullopt;
+  }
+  holder.process = toInt32(numericPrefix(process)).value_or(0);
+  return holder;
 }
 
 InstanceLock::InstanceLock(FileSystem& files, std::string noteFile,

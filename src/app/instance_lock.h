@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/file_system.h"
@@ -36,6 +37,9 @@ class InstanceLock {
                                                     const Mailbox& mailbox,
                                                     const LockHolder& holder,
                                                     Wait wait = Wait::kMoment);
+  /// Who holds it, or held it last, by his own note; nothing where there is none.
+  static std::optional<LockHolder> holder(FileSystem& files, const std::string& stateFolder,
+                                          const Mailbox& mailbox);
   ~InstanceLock();
   InstanceLock(const InstanceLock&) = delete;
   InstanceLock& operator=(const InstanceLock&) = delete;

@@ -43,7 +43,11 @@ std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait 
   auto lock = InstanceLock::take(
       files, folders.stateFolder(), mailbox_,
       {identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())}, wait);
-  if (!lock) return Refusal{kCannotStart, lock.error().text, lock.error().code == EWOULDBLOCK};
+  if (!lock) {
+    const auto holder = InstanceLock::holder(files, folders.stateFolder(), mailbox_);
+    return Refusal{kCannotStart, lock.error().text, lock.error().code == EWOULDBLOCK,
+                   holder ? holder->process : 0};
+  }
   lock_ = std::move(*lock);
   return std::nullopt;
 }

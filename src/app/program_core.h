@@ -44,6 +44,7 @@ class ProgramCore {
     int status;
     std::string text;
     bool mailboxTaken = false;  ///< another instance works on it
+    long holder = 0;            ///< its process, where it is known
   };
   /// Opens the store that the preferences name, and takes the lock on its mailbox.
   std::optional<Refusal> prepare(InstanceLock::Wait wait = InstanceLock::Wait::kMoment);

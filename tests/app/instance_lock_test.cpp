@@ -37,6 +37,22 @@ TEST_F(InstanceLockTest, ASecondOneIsToldWhoHoldsIt) {
             "The mailbox /home/ann/Maildir is in use by relaybird (process 42, since today)");
 }
 
+TEST_F(InstanceLockTest, TellsTheHoldersProcess) {
+  const Mailbox mailbox{"maildir", "/a"};
+  EXPECT_FALSE(InstanceLock::holder(files, temp.path("state"), mailbox));
+  const auto lock = take("maildir", "/a", "relaybird");
+  const auto holder = InstanceLock::holder(files, temp.path("state"), mailbox);
+  ASSERT_TRUE(holder);
+  EXPECT_EQ(holder->process, 42);
+}
+
+TEST_F(InstanceLockTest, DoesNotWaitWhereItIsTold) {
+  const auto first = take("maildir", "/a", "one");
+  EXPECT_FALSE(InstanceLock::take(files, temp.path("state"), {"maildir", "/a"}, {"two", 43, ""},
+                                  InstanceLock::Wait::kNone));
+  EXPECT_EQ(clock.elapsed(), std::chrono::milliseconds{0});
+}
+
 TEST_F(InstanceLockTest, OtherMailboxesAreFree) {
   const auto first = take("maildir", "/a", "one");
   EXPECT_TRUE(first);

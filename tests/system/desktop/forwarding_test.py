@@ -119,24 +119,40 @@ class Ending(DesktopCase):
         self.assertEqual([], self.home.forwards())
 
 
-class SecondStart(DesktopCase):
-    def test_it_brings_the_first_window_back(self):
-        main = self.start()
-        self.desktop.xdotool("windowminimize", main.window_id())
-        self.wait_until("the window to be away", lambda: not main.has("active"))
-        second = self.run_program()
-        self.assertEqual(0, second.wait(), second.output())
-        self.wait_until("the first window in front", lambda: main.has("active"))
-        self.assertTrue(self.program.running())
-        self.assertEqual(1, sum(window.name.startswith(MAIN[:-3])
-                                for window in self.program.windows()))
+class EndingInAPass(DesktopCase):
+    """Enough messages that the pass still runs when it is to end."""
 
-    def test_it_leaves_an_open_dialog_in_front(self):
-        self.start()
-        settings = self.open_settings()
-        second = self.run_program()
-        self.assertEqual(0, second.wait(), second.output())
-        self.wait_until("the dialog in front", lambda: settings.has("active"))
+    MESSAGES = 1500
+
+    def start_pass(self):
+        for number in range(self.MESSAGES):
+            self.home.deliver(f"Message {number}")
+        main = self.start(mbolFwdUponStart=True)
+        main.choose("File", "Start")
+        self.answer(CONFIRM, "Yes")
+        self.wait_until("the pass to forward", lambda: self.home.forwards())
+        return main
+
+    def assert_ended_in_the_midst(self):
+        self.assertEqual(0, self.program.wait(), self.program.output())
+        self.assertLess(len(self.home.forwards()), self.MESSAGES)
+
+    def test_the_exit_button_ends_it_after_the_message_in_hand(self):
+        self.start_pass().find("Exit", "push button").click()
+        self.assert_ended_in_the_midst()
+
+    def test_a_termination_ends_it_after_the_message_in_hand(self):
+        self.start_pass()
+        self.program.terminate()
+        self.assert_ended_in_the_midst()
+
+    def test_stop_ends_the_pass_and_not_the_program(self):
+        main = self.start_pass()
+        main.find("Stop Forwarding Email").click()
+        main.find("Automation Status:", "text").wait_for_text("Stopped")
+        self.wait_until("the end of the pass", lambda: "turned off" in main.tree())
+        self.leave()
+        self.assertLess(len(self.home.forwards()), self.MESSAGES)
 
 
 if __name__ == "__main__":

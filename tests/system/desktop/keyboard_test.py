@@ -3,6 +3,7 @@
 
 import collections
 import re
+import signal
 
 import desktop_case
 from desktop_case import MAIN, DesktopCase
@@ -182,6 +183,23 @@ class EnterAndEscape(DesktopCase):
         self.desktop.type("d@e.f")
         field.wait_for_text("a@b.c;\nd@e.f")
         self.assertTrue(settings.is_showing())
+
+
+class Impatience(DesktopCase):
+    """The program hangs, and its user clicks once more, and once more."""
+
+    def test_clicks_that_waited_open_one_box(self):
+        main = self.start()
+        button = main.find("Minimize to System Tray", "push button")
+        left, top, width, height = button.extents
+        self.program.process.send_signal(signal.SIGSTOP)
+        for _ in range(3):
+            self.desktop.xdotool("mousemove", left + width // 2, top + height // 2, "click", 1)
+        self.program.process.send_signal(signal.SIGCONT)
+        box = self.program.window("Minimize to System Tray")
+        box.find("No", "push button").click()
+        box.wait_gone()
+        self.leave()
 
 
 if __name__ == "__main__":

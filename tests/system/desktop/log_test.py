@@ -69,6 +69,17 @@ class Copying(LogCase):
         self.assertEqual(everything, self.copied(log))
 
 
+class Leaving(LogCase):
+    def test_the_program_ends_while_the_lines_have_the_keys(self):
+        main = self.start()
+        self.switch_on_and_off(main)
+        log = self.open_log()
+        self.click_line(log, from_top=5)
+        self.wait_until("the lines to have the keys", lambda: self.lines(log).has("focused"))
+        main.choose("File", "Exit")
+        self.assertEqual(0, self.program.wait(), self.program.output())
+
+
 class Following(LogCase):
     def test_it_shows_the_newest_of_many_lines(self):
         for number in range(MANY):

@@ -2,10 +2,11 @@
 """The program among the others of a session: a second start, notifications, log-out, autostart."""
 
 import os
+import signal
 
 import desktop_case
-from desktop_case import DesktopCase
-from driver import wait_for
+from desktop_case import MAIN, DesktopCase
+from driver import Home, wait_for
 from driver.bus_service import BusService
 from gi.repository import GLib
 
@@ -55,6 +56,29 @@ class SecondStart(DesktopCase):
         other = self.run_program()
         self.assertEqual(0, other.wait(), other.output())
 
+    def refusal(self, other):
+        """What the box of a program says that cannot start, which then ends."""
+        box = other.window("Relaybird")
+        words = " ".join(label.name for label in box.find_all(role="label"))
+        box.find("OK", "push button").click()
+        self.assertEqual(1, other.wait())
+        return " ".join(words.split())
+
+    def other_in_front(self):
+        """A program of the same kind with a mailbox of its own, which does not have the name."""
+        other = self.desktop.run([self.program_file], Home(self.desktop.new_folder()))
+        other.window(MAIN)
+        return other
+
+    def test_it_does_not_hand_over_to_one_with_another_mailbox(self):
+        self.start()
+        other = self.other_in_front()
+        second = self.desktop.run([self.program_file], other.home)
+        self.assertIn(str(other.process.pid), self.refusal(second))
+        other.terminate()
+        self.assertEqual(0, other.wait())
+        self.leave()
+
     def test_it_brings_a_minimised_window_back(self):
         main = self.start()
         window = main.window_id()
@@ -67,19 +91,28 @@ class SecondStart(DesktopCase):
         main = self.start()
         main.choose("File", "Start")
         box = self.program.window("Please Confirm:")
+        other = self.other_in_front()
+        wait_for("the question to be behind", lambda: not box.has("active"))
         self.second()
         wait_for("the question to be in front", lambda: box.has("active"))
+        other.terminate()
+        self.assertEqual(0, other.wait())
         box.find("No", "push button").click()
+        self.leave()
+
+    def test_it_says_so_where_the_first_one_does_not_answer(self):
+        self.start()
+        self.program.process.send_signal(signal.SIGSTOP)
+        other = self.run_program()
+        words = self.refusal(other)
+        self.assertIn("It does not answer just now.", words)
+        self.program.process.send_signal(signal.SIGCONT)
         self.leave()
 
     def test_it_says_so_where_nobody_can_be_found(self):
         self.start()
         other = self.run_program({"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent"})
-        box = other.window("Relaybird")
-        words = " ".join(label.name for label in box.find_all(role="label"))
-        self.assertIn("is in use by relaybird", " ".join(words.split()))
-        box.find("OK", "push button").click()
-        self.assertEqual(1, other.wait())
+        self.assertIn("is in use by relaybird", self.refusal(other))
         self.leave()
 
 
@@ -131,12 +164,26 @@ class Notifications(RefusedForwards):
             shown = self.wait_until("a notification", lambda: service.called("Notify"))
             self.assertEqual("A message could not be forwarded", shown[0][3])
             self.assertIn("no such user", shown[0][4])
+            self.assertIn("default", shown[0][5])
             # A click on it brings the window back.
             service.emit(NOTIFICATIONS_PATH, "org.freedesktop.Notifications", "ActionInvoked",
                          GLib.Variant("(us)", (7, "default")))
             wait_for("the window to be back", lambda: main.has("active"))
             self.assertEqual(1, len(service.called("Notify")))
             self.leave()
+
+    def test_the_notification_goes_with_the_program(self):
+        self.home.deliver("First")
+        self.home.deliver("Second")
+        with self.service() as service:
+            main = self.start_forwarding()
+            self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+            wait_for("the window to be left", lambda: not main.has("active"))
+            (self.home.folder / "now").touch()
+            self.wait_until("a notification", lambda: service.called("Notify"))
+            self.program.terminate()
+            self.assertEqual(0, self.program.wait(), self.program.output())
+            self.assertEqual([(7,)], service.called("CloseNotification"))
 
     def test_a_window_that_is_looked_at_tells_it_itself(self):
         for subject in ("First", "Second"):

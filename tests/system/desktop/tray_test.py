@@ -123,6 +123,10 @@ class WithATray(DesktopCase):
         running = self.icon_file(item).read_bytes()
         self.assertTrue(running.startswith(b"\x89PNG") and stopped.startswith(b"\x89PNG"))
         self.assertNotEqual(running, stopped)
+        # What a panel takes that gives its icons one colour.
+        drawing = self.icon_file(item).with_suffix("")
+        symbolic = drawing.with_name(drawing.name + "-symbolic.svg").read_text(encoding="utf-8")
+        self.assertIn("<svg", symbolic)
 
     def test_no_and_cancel_leave_the_window_where_it_is(self):
         main = self.start()

@@ -6,6 +6,7 @@
 #include <wx/checkbox.h>
 #include <wx/radiobut.h>
 #include <wx/statbmp.h>
+#include <wx/utils.h>
 
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/art.h"
@@ -19,7 +20,8 @@ namespace {
 /// An assistive tool presses inside a call of its own, and would wait there for the answer to a box
 /// that it cannot read before the call has ended.
 void clickLater(wxWindow& window, Control& control) {
-  later(window, [&control] { byUser(control, &Control::click); });
+  inputLater(
+      window, [&control] { byUser(control, &Control::click); }, [] { wxBell(); });
 }
 
 class ButtonView : public WidgetView {

@@ -13,6 +13,12 @@ FormView::FormView(Form& form) : form_(form) {
 
 FormView::~FormView() {
   form_.setObserver(nullptr);
+  // The widgets live on a little longer, and lose the focus on their way out.
+  for (const auto& [control, view] : views_) {
+    if (wxWindow* window = view->window()) {
+      window->SetEvtHandlerEnabled(false);
+    }
+  }
 }
 
 void FormView::controlChanged(const Control& control, Change what) {

@@ -142,19 +142,26 @@ class ListView : public WidgetView {
   /// Before the key does anything: it may press the button that copies what is selected.
   void key(wxKeyEvent& event) {
     showSelection();
-    selectionMayChange();
     const int shift =
         (event.ShiftDown() ? 1 : 0) + (event.ControlDown() ? 2 : 0) + (event.AltDown() ? 4 : 0);
     control_.keyDown(event.GetKeyCode(), shift);
     if (event.GetKeyCode() == 'A' && event.GetModifiers() == wxMOD_CONTROL) {
       lines_->SetItemState(-1, wxLIST_STATE_SELECTED, wxLIST_STATE_SELECTED);
+      selectionMayChange();
     } else if (event.GetKeyCode() == WXK_LEFT && !event.HasAnyModifiers()) {
       scrollSideways(wxEVT_SCROLLWIN_LINEUP);
     } else if (event.GetKeyCode() == WXK_RIGHT && !event.HasAnyModifiers()) {
       scrollSideways(wxEVT_SCROLLWIN_LINEDOWN);
     } else {
       event.Skip();
+      if (!isModifier(event.GetKeyCode())) {
+        selectionMayChange();
+      }
     }
+  }
+
+  static bool isModifier(int key) {
+    return key == WXK_SHIFT || key == WXK_CONTROL || key == WXK_ALT || key == WXK_NONE;
   }
 
   void scrollSideways(wxEventType direction) {

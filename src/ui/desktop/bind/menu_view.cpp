@@ -15,10 +15,14 @@ MenuView::MenuView(wxFrame& window, wxMenu& menu, Control& control)
   window.Bind(
       wxEVT_MENU,
       [this, &window](wxCommandEvent&) {
-        later(window, [this] {
-          byUser(control_, &Control::click);
-          update(Change::kValue);
-        });
+        // The toolkit has moved the mark of a check box already.
+        inputLater(
+            window,
+            [this] {
+              byUser(control_, &Control::click);
+              update(Change::kValue);
+            },
+            [this] { update(Change::kValue); });
       },
       entry_->GetId());
 }

@@ -18,7 +18,7 @@ constexpr std::string_view kProgramIcon = "relaybird";
 constexpr int kLargestIcon = 128;
 
 wxBitmap decoded(const ArtImage& image) {
-  return wxBitmap::NewFromPNGData(image.png.data(), image.png.size());
+  return wxBitmap::NewFromPNGData(image.bytes.data(), image.bytes.size());
 }
 
 /// Decodes a size when a screen asks for it: the others cost no time and no memory.

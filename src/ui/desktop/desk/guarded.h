@@ -2,6 +2,7 @@
 #pragma once
 
 #include <wx/app.h>
+#include <wx/evtloop.h>
 
 #include <utility>
 
@@ -13,7 +14,7 @@ void guarded(Action&& action) {
   try {
     action();
   } catch (...) {
-    wxTheApp->OnExceptionInMainLoop();
+    wxAppConsole::GetInstance()->OnExceptionInMainLoop();
   }
 }
 
@@ -21,6 +22,20 @@ void guarded(Action&& action) {
 template <class Action>
 void later(wxEvtHandler& handler, Action action) {
   handler.CallAfter([action = std::move(action)] { guarded(action); });
+}
+
+/// The same for what the user has done. A box that has come up in between takes all input, also
+/// this that was on its way: then `late` runs in the action's place.
+template <class Action, class Late>
+void inputLater(wxEvtHandler& handler, Action action, Late late) {
+  handler.CallAfter(
+      [action = std::move(action), late = std::move(late), loop = wxEventLoopBase::GetActive()] {
+        if (wxEventLoopBase::GetActive() == loop) {
+          guarded(action);
+        } else {
+          guarded(late);
+        }
+      });
 }
 
 }  // namespace relaybird::desktop

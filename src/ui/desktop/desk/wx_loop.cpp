@@ -65,7 +65,7 @@ class WxLoop::Queue : public std::enable_shared_from_this<Queue> {
       const std::lock_guard lock(mutex_);
       events_.push_back(std::move(event));
     }
-    wxTheApp->CallAfter([queue = shared_from_this()] { queue->runOne(); });
+    wxAppConsole::GetInstance()->CallAfter([queue = shared_from_this()] { queue->runOne(); });
   }
   void close() {
     const std::lock_guard lock(mutex_);

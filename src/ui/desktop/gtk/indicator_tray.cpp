@@ -49,14 +49,18 @@ bool oldTrayIsThere() {
   return XGetSelectionOwner(x, XInternAtom(x, "_NET_SYSTEM_TRAY_S0", False)) != None;
 }
 
+/// Each in colour, and as a drawing under the name by which a panel looks for one that it can give
+/// a colour of its own.
 void writePictures(const std::string& folder) {
   std::error_code failed;
   std::filesystem::create_directories(folder, failed);
   for (const ArtImage& image : artImages()) {
-    if (image.name == kRunningIcon || image.name == kStoppedIcon) {
-      std::ofstream file(folder + "/" + std::string(image.name) + ".png", std::ios::binary);
-      file.write(reinterpret_cast<const char*>(image.png.data()),
-                 static_cast<std::streamsize>(image.png.size()));
+    if (image.name.starts_with(kRunningIcon) || image.name.starts_with(kStoppedIcon)) {
+      std::ofstream file(
+          folder + "/" + std::string(image.name) + (image.size > 0 ? ".png" : ".svg"),
+          std::ios::binary);
+      file.write(reinterpret_cast<const char*>(image.bytes.data()),
+                 static_cast<std::streamsize>(image.bytes.size()));
     }
   }
 }

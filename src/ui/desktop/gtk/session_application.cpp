@@ -10,6 +10,10 @@
 namespace relaybird::desktop {
 namespace {
 
+constexpr const char* kBus = "org.freedesktop.DBus";
+constexpr const char* kShowAction = "show";
+constexpr int kPatience = 3000;  // milliseconds
+
 /// The toolkit's own class hands the desktop's permission to come to the front from the second
 /// start to the first.
 GtkApplication* makeApplication(GApplicationFlags flags) {
@@ -20,32 +24,88 @@ void onActivate(GApplication*, gpointer listener) {
   guarded([&] { static_cast<SessionApplication::Listener*>(listener)->raise(); });
 }
 
-}  // namespace
-
-void takeApplicationName() {
-  g_set_prgname(kApplicationId);
+void onShow(GSimpleAction*, GVariant*, gpointer listener) {
+  onActivate(nullptr, listener);
 }
 
-bool raiseRunningProgram() {
+/// The process that has the name; 0 where nobody has.
+long ownerOfName(GDBusConnection* bus) {
+  GVariant* answer = g_dbus_connection_call_sync(
+      bus, kBus, "/org/freedesktop/DBus", kBus, "GetConnectionUnixProcessID",
+      g_variant_new("(s)", kApplicationId), G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE,
+      kPatience, nullptr, nullptr);
+  guint32 process = 0;
+  if (answer != nullptr) {
+    g_variant_get(answer, "(u)", &process);
+    g_variant_unref(answer);
+  }
+  return static_cast<long>(process);
+}
+
+/// The program's own loop has to answer this, which it does not while it hangs.
+bool answers(GDBusConnection* bus) {
+  GVariant* answer = g_dbus_connection_call_sync(
+      bus, kApplicationId, "/org/relaybird/Relaybird", "org.gtk.Actions", "List", nullptr, nullptr,
+      G_DBUS_CALL_FLAGS_NO_AUTO_START, kPatience, nullptr, nullptr);
+  if (answer != nullptr) {
+    g_variant_unref(answer);
+  }
+  return answer != nullptr;
+}
+
+/// Hands the activation over to whoever has the name.
+bool activate() {
   GtkApplication* application = makeApplication(G_APPLICATION_IS_LAUNCHER);
   auto* base = G_APPLICATION(application);
   const bool found = g_application_register(base, nullptr, nullptr) == TRUE &&
                      g_application_get_is_remote(base) == TRUE;
   if (found) {
-    // Where the name is somebody else's this hands the activation over and returns.
     g_application_run(base, 0, nullptr);
   }
   g_object_unref(application);
   return found;
 }
 
+/// The library lets go of it only when the last of its users has gone.
+void releaseName(GDBusConnection* bus) {
+  if (bus != nullptr) {
+    g_dbus_connection_call(bus, kBus, "/org/freedesktop/DBus", kBus, "ReleaseName",
+                           g_variant_new("(s)", kApplicationId), nullptr, G_DBUS_CALL_FLAGS_NONE,
+                           kPatience, nullptr, nullptr, nullptr);
+    g_dbus_connection_flush_sync(bus, nullptr, nullptr);
+  }
+}
+
+}  // namespace
+
+void takeApplicationName() {
+  g_set_prgname(kApplicationId);
+}
+
+Raised raiseRunningProgram(long process) {
+  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+  if (bus == nullptr) {
+    return Raised::kNobody;
+  }
+  Raised raised = Raised::kNobody;
+  if (ownerOfName(bus) == process) {
+    raised = answers(bus) && activate() ? Raised::kDone : Raised::kBusy;
+  }
+  g_object_unref(bus);
+  return raised;
+}
+
 struct SessionApplication::Name {
   GtkApplication* application = makeApplication(G_APPLICATION_DEFAULT_FLAGS);
+  GSimpleAction* show = g_simple_action_new(kShowAction, nullptr);
   /// Another program of this user, with a mailbox of its own, may have the name.
   bool held = false;
 
   Name() = default;
-  ~Name() { g_object_unref(application); }
+  ~Name() {
+    g_object_unref(show);
+    g_object_unref(application);
+  }
   Name(const Name&) = delete;
   Name& operator=(const Name&) = delete;
 };
@@ -54,13 +114,25 @@ SessionApplication::SessionApplication(Listener listener)
     : listener_(std::move(listener)), name_(std::make_unique<Name>()) {
   auto* base = G_APPLICATION(name_->application);
   g_signal_connect(base, "activate", G_CALLBACK(onActivate), &listener_);
+  g_signal_connect(name_->show, "activate", G_CALLBACK(onShow), &listener_);
+  g_action_map_add_action(G_ACTION_MAP(base), G_ACTION(name_->show));
   name_->held = g_application_register(base, nullptr, nullptr) == TRUE &&
                 g_application_get_is_remote(base) == FALSE;
 }
 
-/// The libraries may hold the name a little longer.
 SessionApplication::~SessionApplication() {
+  giveUp();
+}
+
+void SessionApplication::giveUp() {
   g_signal_handlers_disconnect_by_data(name_->application, &listener_);
+  g_signal_handlers_disconnect_by_data(name_->show, &listener_);
+  while (!shown_.empty()) {
+    withdraw(std::string(*shown_.begin()));
+  }
+  if (std::exchange(name_->held, false)) {
+    releaseName(g_application_get_dbus_connection(G_APPLICATION(name_->application)));
+  }
 }
 
 bool SessionApplication::wanted() {
@@ -70,16 +142,20 @@ bool SessionApplication::wanted() {
 void SessionApplication::show(const Notification& notification) {
   GNotification* message = g_notification_new(notification.title.c_str());
   g_notification_set_body(message, notification.text.c_str());
+  // Without an action some desktops do nothing at a click.
+  g_notification_set_default_action(message, "app.show");
   g_notification_set_priority(message, G_NOTIFICATION_PRIORITY_HIGH);
   GIcon* icon = g_themed_icon_new(kApplicationId);
   g_notification_set_icon(message, icon);
   g_application_send_notification(G_APPLICATION(name_->application), notification.cause.c_str(),
                                   message);
+  shown_.insert(notification.cause);
   g_object_unref(icon);
   g_object_unref(message);
 }
 
 void SessionApplication::withdraw(const std::string& cause) {
+  shown_.erase(cause);
   if (name_->held) {
     g_application_withdraw_notification(G_APPLICATION(name_->application), cause.c_str());
   }

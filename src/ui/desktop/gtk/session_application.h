@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "ui/forms/form_world.h"
@@ -17,8 +18,14 @@ inline constexpr const char* kApplicationId = "org.relaybird.Relaybird";
 /// the toolkit starts.
 void takeApplicationName();
 
-/// Asks the program that has the name to bring its window to the front. False where none has it.
-bool raiseRunningProgram();
+enum class Raised {
+  kNobody,  ///< no such process has the name
+  kDone,
+  kBusy,  ///< it has, and does not answer
+};
+/// Asks the program to bring its window to the front, if it is that process which has the name.
+/// Waits a few seconds for an answer.
+Raised raiseRunningProgram(long process);
 
 /// Holds the name for as long as it lives. A session without a bus is no error: nothing can be
 /// found or shown there. Calls back on the user-interface thread.
@@ -35,11 +42,15 @@ class SessionApplication : public Notifications {
   bool wanted() override;
   void show(const Notification& notification) override;
   void withdraw(const std::string& cause) override;
+  /// The program is ending: lets the name go, so that the next one does not ask this one, and takes
+  /// back what is on the screen.
+  void giveUp();
 
  private:
   struct Name;
   Listener listener_;
   std::unique_ptr<Name> name_;
+  std::set<std::string> shown_;  ///< causes
 };
 
 }  // namespace relaybird::desktop

@@ -2,9 +2,10 @@
 #include "ui/desktop/gtk/session_end.h"
 
 #include <gio/gio.h>
+#include <glib-unix.h>
 
 #include <array>
-#include <cstdlib>
+#include <csignal>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,11 +29,7 @@ constexpr std::array<Manager, 2> kManagers{
      {"org.xfce.SessionManager", "/org/xfce/SessionManager", "org.xfce.Session.Manager",
       "org.xfce.Session.Client"}}};
 
-/// The session gives this to what it starts itself.
-std::string startupId() {
-  const char* id = std::getenv("DESKTOP_AUTOSTART_ID");
-  return id == nullptr ? std::string() : id;
-}
+constexpr std::array<int, 3> kSignals{SIGTERM, SIGINT, SIGHUP};
 
 }  // namespace
 
@@ -40,8 +37,14 @@ class SessionEnd::Client {
  public:
   explicit Client(std::function<void()> onEnd) : onEnd_(std::move(onEnd)) {
     g_bus_get(G_BUS_TYPE_SESSION, cancel_, onBus, this);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      signals_.at(i) = g_unix_signal_add(kSignals.at(i), onUnixSignal, this);
+    }
   }
   ~Client() {
+    for (const guint signal : signals_) {
+      g_source_remove(signal);
+    }
     g_cancellable_cancel(cancel_);
     g_object_unref(cancel_);
     if (bus_ != nullptr) {
@@ -78,15 +81,18 @@ class SessionEnd::Client {
     }
   }
 
+  /// Without the identifier that the session gives to what it starts itself: the toolkit has taken
+  /// it out of the environment before the program begins, and the session needs it only to restart
+  /// what was running.
   void registerAtNext() {
     if (next_ == kManagers.size()) {
       return;
     }
     manager_ = &kManagers.at(next_++);
-    g_dbus_connection_call(
-        bus_, manager_->name, manager_->path, manager_->interface, "RegisterClient",
-        g_variant_new("(ss)", kApplicationId, startupId().c_str()), G_VARIANT_TYPE("(o)"),
-        G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, cancel_, onRegistered, this);
+    g_dbus_connection_call(bus_, manager_->name, manager_->path, manager_->interface,
+                           "RegisterClient", g_variant_new("(ss)", kApplicationId, ""),
+                           G_VARIANT_TYPE("(o)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, cancel_,
+                           onRegistered, this);
   }
 
   static void onRegistered(GObject* bus, GAsyncResult* result, gpointer self) {
@@ -111,6 +117,11 @@ class SessionEnd::Client {
     subscription_ = g_dbus_connection_signal_subscribe(
         bus_, manager_->name, manager_->clientInterface, nullptr, path, nullptr,
         G_DBUS_SIGNAL_FLAGS_NONE, onSignal, this, nullptr);
+  }
+
+  static gboolean onUnixSignal(gpointer self) {
+    guarded([&] { static_cast<Client*>(self)->onEnd_(); });
+    return G_SOURCE_CONTINUE;
   }
 
   static void onSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*,
@@ -140,6 +151,7 @@ class SessionEnd::Client {
   std::size_t next_ = 0;
   std::string path_;
   guint subscription_ = 0;
+  std::array<guint, kSignals.size()> signals_{};
   bool asked_ = false;  ///< the session waits for the program's end
 };
 

@@ -96,7 +96,6 @@ Result<void> HelpWindow::show(const std::string& file) {
     }
   }
   controller_->DisplayContents();
-  nameParts(*controller_->GetFrame());
   arrange();
   return {};
 }
@@ -109,6 +108,7 @@ void HelpWindow::arrange() {
     return;
   }
   arranged_ = true;
+  nameParts(*frame);
   wxSize size = frame->FromDIP(wxSize(kWidth, kHeight));
   size.DecTo(wxGetClientDisplayRect().GetSize());
   frame->SetSize(size);

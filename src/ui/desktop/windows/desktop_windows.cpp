@@ -11,6 +11,7 @@ DesktopWindows::DesktopWindows(ProgramForms& forms)
 
 /// The others are the main window's children and go with it.
 void DesktopWindows::destroy() {
+  main_->SetEvtHandlerEnabled(false);
   delete main_;
   main_ = nullptr;
 }

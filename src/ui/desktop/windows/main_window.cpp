@@ -17,6 +17,9 @@ namespace relaybird::desktop {
 namespace {
 
 constexpr int kPulse = 250;  // milliseconds
+constexpr int kCountCharacters = 12;
+/// The longer ones among the dates and times of the world's locales.
+constexpr int kDateCharacters = 22;
 
 }  // namespace
 
@@ -111,15 +114,15 @@ wxSizer* MainWindow::status(wxWindow* parent) {
   auto* frame = new wxStaticBoxSizer(wxVERTICAL, parent, toWx(frm_.frmStatus.text()));
   wxWindow* box = frame->GetStaticBox();
   auto* grid = fieldGrid(*this, 4);
-  const auto pair = [&](Control& label, Control& field) {
+  const auto pair = [&](Control& label, Control& field, int characters) {
     grid->Add(add(box, label), wxSizerFlags().CentreVertical());
-    grid->Add(add(box, field, {.widthInCharacters = 12, .namedBy = &label}),
+    grid->Add(add(box, field, {.widthInCharacters = characters, .namedBy = &label}),
               wxSizerFlags().Expand().CentreVertical());
   };
-  pair(frm_.lblAutomationStatus, frm_.txtStatus);
-  pair(frm_.Label1, frm_.txtRunningSince);
-  pair(frm_.lblNumberForwarded, frm_.txtNumberForwarded);
-  pair(frm_.lblNextForward, frm_.txtMinToNextFwd);
+  pair(frm_.lblAutomationStatus, frm_.txtStatus, kCountCharacters);
+  pair(frm_.Label1, frm_.txtRunningSince, kDateCharacters);
+  pair(frm_.lblNumberForwarded, frm_.txtNumberForwarded, kCountCharacters);
+  pair(frm_.lblNextForward, frm_.txtMinToNextFwd, kCountCharacters);
   const wxSizerFlags part = wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap));
   frame->Add(grid, part);
   frame->Add(add(box, frm_.lblStatusFwdTo),

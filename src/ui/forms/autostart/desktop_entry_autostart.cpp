@@ -14,6 +14,21 @@ namespace {
 constexpr const char* kApplication = "org.relaybird.Relaybird";
 constexpr std::size_t kLargestEntry = 65536;
 
+/// A value of string type.
+std::string desktopEntryString(const std::string& text) {
+  std::string escaped;
+  for (const char c : text) {
+    if (c == '\\') {
+      escaped += "\\\\";
+    } else if (c == '\n') {
+      escaped += "\\n";
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
 std::string entryText(const std::string& program) {
   return "[Desktop Entry]\n"
          "Type=Application\n"
@@ -21,6 +36,7 @@ std::string entryText(const std::string& program) {
          "Comment=Forwards newly arrived mail that passes your rules\n"
          "Icon=" +
          std::string(kApplication) + "\nExec=" + desktopEntryWord(program) +
+         "\nTryExec=" + desktopEntryString(program) +
          "\nTerminal=false\n"
          "X-GNOME-Autostart-enabled=true\n";
 }

@@ -2,6 +2,8 @@
 #include "ui/forms/main/attention.h"
 
 #include <chrono>
+#include <cstddef>
+#include <string_view>
 
 namespace relaybird {
 namespace {
@@ -12,15 +14,49 @@ constexpr const char* kMaximum = "maximum";
 
 /// A server that is restarted, or a network that is away for a moment, is no news.
 constexpr int kFailedChecksToTell = 3;
+constexpr std::size_t kLongestWords = 200;
 /// Between two notifications of refused messages.
 constexpr std::chrono::hours kQuietTime{24};
+
+/// Some desktops read a notification as markup, and a stranger has written the subject.
+std::string_view harmless(char c) {
+  switch (c) {
+    case '<':
+      return "\u2039";
+    case '>':
+      return "\u203A";
+    case '&':
+      return "+";
+    default:
+      return {};
+  }
+}
+
+/// One line of at most kLongestWords bytes, without markup.
+std::string plainWords(const std::string& words) {
+  std::string plain;
+  for (const char c : words) {
+    // Not within a character of several bytes.
+    const bool begins = (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
+    if (begins && plain.size() >= kLongestWords) {
+      return plain + "...";
+    }
+    const std::string_view instead = harmless(c);
+    if (!instead.empty()) {
+      plain += instead;
+    } else {
+      plain += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+    }
+  }
+  return plain;
+}
 
 }  // namespace
 
 void Attention::checkFailed(const std::string& words) {
   if (++failedChecks_ >= kFailedChecksToTell) {
     tell({kMailbox, "The mailbox cannot be reached",
-          words + "\nRelaybird goes on trying. The log tells more."});
+          plainWords(words) + "\nRelaybird goes on trying. The log tells more."});
   }
 }
 
@@ -35,7 +71,7 @@ void Attention::forwardRefused(const std::string& words) {
     told_.erase(last);
   }
   tell({kRefused, "A message could not be forwarded",
-        words + "\nThe log tells of this one and of any more."});
+        plainWords(words) + "\nThe log tells of this one and of any more."});
 }
 
 void Attention::maximumReached() {

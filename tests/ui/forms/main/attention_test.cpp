@@ -80,6 +80,30 @@ TEST_F(AttentionTest, RefusedMessagesMakeOneNotificationADay) {
   EXPECT_THAT(notifications_.shown, SizeIs(2));
 }
 
+TEST_F(AttentionTest, AStrangersSubjectIsNoMarkupAndNoFlood) {
+  switchOn();
+  refuse("\"<a href=\"http://evil.example\">win</a> & more\r\nnow\": " + std::string(1000000, 'x'));
+  ASSERT_THAT(notifications_.shown, SizeIs(1));
+  const std::string& text = notifications_.shown[0].text;
+  EXPECT_THAT(text,
+              HasSubstr("\u2039a href=\"http://evil.example\"\u203Awin\u2039/a\u203A + more  now"));
+  EXPECT_EQ(text.find_first_of("<>&"), std::string::npos);
+  EXPECT_LT(text.size(), 300U);
+}
+
+TEST_F(AttentionTest, LongWordsAreCutBetweenCharacters) {
+  switchOn();
+  std::string words;
+  while (words.size() < 1000) {
+    words += "\u00E4";
+  }
+  refuse(words);
+  const std::string& text = notifications_.shown.at(0).text;
+  const auto end = text.find("...");
+  ASSERT_NE(end, std::string::npos);
+  EXPECT_EQ(text.substr(end - 2, 2), "\u00E4");
+}
+
 TEST_F(AttentionTest, ARefusedMessageStandsInTheLogToo) {
   program();
   refuse("\"one\": 550 no such user");

@@ -57,7 +57,7 @@ TEST_F(DesktopEntryAutostartTest, SwitchedOnItWritesAnEntryThatStartsTheProgram)
   EXPECT_TRUE(autostart_.enabled());
   const std::string entry = *readFile(files_, kFile, 4096);
   EXPECT_TRUE(entry.starts_with("[Desktop Entry]\nType=Application\n"));
-  EXPECT_THAT(entry, HasSubstr("\nExec=\"/usr/bin/relaybird\"\n"));
+  EXPECT_THAT(entry, HasSubstr("\nExec=\"/usr/bin/relaybird\"\nTryExec=/usr/bin/relaybird\n"));
 }
 
 TEST_F(DesktopEntryAutostartTest, SwitchedOffTheEntryIsGone) {
