@@ -101,8 +101,7 @@ class Ending(DesktopCase):
         self.assertEqual(0, self.program.wait())
 
     def test_the_close_box_ends_it(self):
-        self.start()
-        self.desktop.keys("alt+F4")
+        self.start().close()
         self.assertEqual(0, self.program.wait())
 
     def test_a_termination_ends_it_while_forwarding_is_on(self):

@@ -33,8 +33,7 @@ class Help(DesktopCase):
         window = self.open_help()
         self.wait_for_page(window, "Welcome to Relaybird")
         window.find("Contents", "page tab").wait_for_state("selected")
-        self.desktop.keys("alt+F4")
-        window.wait_gone()
+        window.close()
         self.leave()
 
     def test_the_index_leads_to_a_page(self):
@@ -59,8 +58,7 @@ class Help(DesktopCase):
     def test_it_opens_again_and_leaving_closes_it(self):
         self.start()
         window = self.open_help()
-        self.desktop.keys("alt+F4")
-        window.wait_gone()
+        window.close()
         self.open_help()
         self.leave()
 

@@ -83,8 +83,7 @@ class AccessKeys(DesktopCase):
                 each.is_showing() for each in main.find_all(role="menu item", hidden=True)))
             self.desktop.keys(entry)
             opened = self.program.window(window)
-            self.desktop.keys("alt+F4")
-            opened.wait_gone()
+            opened.close()
 
     def test_the_buttons_of_the_main_window_are_pressed(self):
         self.start()

@@ -151,8 +151,7 @@ class Closing(LogCase):
     def test_its_close_box_hides_it(self):
         self.start()
         log = self.open_log()
-        self.desktop.keys("alt+F4")
-        log.wait_gone()
+        log.close()
         self.leave()
 
 

@@ -50,6 +50,15 @@ void FormView::follow(Control& control, std::unique_ptr<ControlView> view) {
   views_[&control] = std::move(view);
 }
 
+void FormView::leaveClosingToForm(wxTopLevelWindow& window) {
+  window.Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent& event) {
+    if (event.CanVeto()) {
+      event.Veto();
+    }
+    form_.closeBox();
+  });
+}
+
 void FormView::showAll() {
   for (const auto& [control, view] : views_) {
     view->updateAll();

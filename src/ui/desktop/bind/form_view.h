@@ -2,6 +2,7 @@
 // The widgets of one form: makes them, and has them follow the form.
 #pragma once
 
+#include <wx/toplevel.h>
 #include <wx/window.h>
 
 #include <map>
@@ -12,7 +13,7 @@
 
 namespace relaybird::desktop {
 
-/// A window derives from it and says in formShown and formHidden what becomes of itself.
+/// A window derives from it and says in formChanged what becomes of itself.
 class FormView : public FormObserver {
  public:
   explicit FormView(Form& form);
@@ -27,6 +28,8 @@ class FormView : public FormObserver {
   wxWindow* add(wxWindow* parent, Control& control, const ViewStyle& style = {});
   /// Lets something other than a widget follow a control: a menu entry, the pages of a book.
   void follow(Control& control, std::unique_ptr<ControlView> view);
+  /// What the user closes is the form; it says what becomes of the window.
+  void leaveClosingToForm(wxTopLevelWindow& window);
   /// Shows everything again, after a change of the theme.
   void showAll();
 

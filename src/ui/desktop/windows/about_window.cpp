@@ -39,12 +39,7 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
            wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
   SetSizerAndFit(all);
   SetEscapeId(ok->GetId());
-  Bind(wxEVT_CLOSE_WINDOW, [&form](wxCloseEvent& event) {
-    if (event.CanVeto()) {
-      event.Veto();
-    }
-    form.closeBox();
-  });
+  leaveClosingToForm(*this);
 }
 
 void AboutWindow::formChanged(const Form&, FormChange what) {

@@ -35,12 +35,7 @@ LogWindow::LogWindow(wxWindow& owner, frmLog& form)
   // With a place for the check box that may come.
   SetMinClientSize(panel->GetBestSize() + wxSize(verbose->GetBestSize().GetWidth(), 0));
   SetSize(FromDIP(wxSize(kWidth, kHeight)));
-  Bind(wxEVT_CLOSE_WINDOW, [&form](wxCloseEvent& event) {
-    if (event.CanVeto()) {
-      event.Veto();
-    }
-    form.closeBox();
-  });
+  leaveClosingToForm(*this);
   Bind(wxEVT_CHAR_HOOK, [&form](wxKeyEvent& event) {
     if (event.GetKeyCode() == WXK_ESCAPE) {
       form.cmdClose.click();

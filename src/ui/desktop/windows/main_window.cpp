@@ -50,12 +50,7 @@ MainWindow::MainWindow(frmRelaybird& form)
   all->AddSpacer(scaled(*this, kMargin));
   panel->SetSizer(all);
   all->SetSizeHints(this);
-  Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent& event) {
-    if (event.CanVeto()) {
-      event.Veto();
-    }
-    frm_.closeBox();
-  });
+  leaveClosingToForm(*this);
   Bind(wxEVT_SYS_COLOUR_CHANGED, [this](wxSysColourChangedEvent& event) {
     event.Skip();
     showAll();

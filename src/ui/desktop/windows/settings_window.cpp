@@ -69,12 +69,7 @@ SettingsWindow::SettingsWindow(wxTopLevelWindow& owner, frmPrefs& form)
   all->Add(book_, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
   all->Add(buttons(), wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
   SetSizerAndFit(all);
-  Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent& event) {
-    if (event.CanVeto()) {
-      event.Veto();
-    }
-    frm_.closeBox();
-  });
+  leaveClosingToForm(*this);
   Bind(wxEVT_SYS_COLOUR_CHANGED, [this](wxSysColourChangedEvent& event) {
     event.Skip();
     showAll();

@@ -9,7 +9,7 @@
 namespace relaybird {
 
 /// Starting with a free desktop: an entry of the program's own in the user's autostart folder, as
-/// the Desktop Application Autostart Specification of freedesktop.org has it.
+/// freedesktop.org has it for every desktop.
 class DesktopEntryAutostart : public Autostart {
  public:
   /// The entry goes into `configFolder`/autostart and starts `program`, a whole path. `files` must

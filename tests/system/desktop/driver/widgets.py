@@ -6,7 +6,7 @@ import re
 from gi.repository import GLib
 
 from .accessibility import State
-from .waiting import wait_for
+from .waiting import TooLate, wait_for
 
 
 class Widget:
@@ -160,6 +160,20 @@ class Window(Widget):
     def choose(self, menu, entry):
         """Picks an entry of the menu bar, by the action that the entry offers."""
         self.menu_entry(menu, entry).press()
+
+    def close(self):
+        """Closes it by the window manager's keys, which it may not have heard the first time: a
+        window is there a little before the window manager has given it the keys."""
+        wait_for("the window to be closed", self._close, otherwise=self.program.describe)
+
+    def _close(self):
+        if not self._is_gone() and self._activate():
+            self.desktop.keys("alt+F4")
+        try:
+            wait_for("the window to go", self._is_gone, patience=5)
+        except TooLate:
+            return False
+        return True
 
     def wait_gone(self):
         wait_for("the window to go", self._is_gone, otherwise=self.program.describe)
