@@ -133,9 +133,11 @@ class Window(Widget):
     """A window on the screen."""
 
     def window_id(self):
-        """The X window of this title, for the tools that want one."""
-        ids = self.desktop.xdotool("search", "--onlyvisible", "--name",
-                                   "^" + re.escape(self.name) + "$").split()
+        """The X window of this title, for the tools that want one. Another program may have a window
+        of the same title."""
+        ids = self.desktop.xdotool("search", "--all", "--onlyvisible",
+                                   "--pid", self.program.process.pid,
+                                   "--name", "^" + re.escape(self.name) + "$").split()
         return ids[-1] if ids else None
 
     def activate(self):
