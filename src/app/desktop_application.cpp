@@ -9,7 +9,7 @@
 
 #include "app/program_files.h"
 #include "platform/posix/program_starter.h"
-#include "ui/desktop/gtk/indicator_tray.h"
+#include "ui/desktop/native/tray_icon.h"
 #include "ui/forms/about/listed_system_information.h"
 #include "ui/forms/autostart/desktop_entry_autostart.h"
 
@@ -60,7 +60,7 @@ void DesktopApplication::prepare() {
 }
 
 void DesktopApplication::makeForms() {
-  auto tray = std::make_unique<desktop::IndicatorTray>(core_->stateFile("icons"));
+  auto tray = std::make_unique<desktop::TrayIcon>(core_->stateFile("icons"));
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
                                                                  core_->files, startProgram);
   autostart_ = std::make_unique<DesktopEntryAutostart>(

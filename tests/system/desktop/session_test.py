@@ -79,6 +79,17 @@ class SecondStart(DesktopCase):
         self.assertEqual(0, other.wait())
         self.leave()
 
+    def test_one_with_another_mailbox_does_not_wait_for_one_that_hangs(self):
+        self.start()
+        self.program.process.send_signal(signal.SIGSTOP)
+        other = self.desktop.run([self.program_file], Home(self.desktop.new_folder()))
+        # The bus waits for 25 s.
+        other.window(MAIN, patience=20)
+        other.terminate()
+        self.assertEqual(0, other.wait())
+        self.program.process.send_signal(signal.SIGCONT)
+        self.leave()
+
     def test_it_brings_a_minimised_window_back(self):
         main = self.start()
         window = main.window_id()

@@ -11,7 +11,7 @@
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/art.h"
 #include "ui/desktop/desk/guarded.h"
-#include "ui/desktop/desk/native.h"
+#include "ui/desktop/native/native_widgets.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {

@@ -10,7 +10,7 @@
 
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/guarded.h"
-#include "ui/desktop/desk/native.h"
+#include "ui/desktop/native/native_widgets.h"
 
 namespace relaybird::desktop {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/bind/wrapping_label.h"
-#include "ui/desktop/desk/native.h"
+#include "ui/desktop/native/native_widgets.h"
 
 namespace relaybird::desktop {
 namespace {

@@ -5,7 +5,7 @@
 #include <wx/toplevel.h>
 #include <wx/utils.h>
 
-#include "ui/desktop/desk/native.h"
+#include "ui/desktop/native/native_widgets.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {

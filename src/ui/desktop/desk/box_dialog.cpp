@@ -8,7 +8,7 @@
 
 #include "ui/desktop/bind/wrapping_label.h"
 #include "ui/desktop/desk/art.h"
-#include "ui/desktop/desk/native.h"
+#include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/windows/layout.h"
 
 namespace relaybird::desktop {

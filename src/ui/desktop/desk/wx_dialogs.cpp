@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "ui/desktop/desk/box_dialog.h"
-#include "ui/desktop/desk/native.h"
+#include "ui/desktop/native/native_widgets.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/gtk/session_application.h"
+#include "ui/desktop/native/session_application.h"
 
 #include <gtk/gtk.h>
 
@@ -28,7 +28,7 @@ void onShow(GSimpleAction*, GVariant*, gpointer listener) {
   onActivate(nullptr, listener);
 }
 
-/// The process that has the name; 0 where nobody has.
+/// The process that has the name; 0 where nobody has. The bus knows, however busy the process is.
 long ownerOfName(GDBusConnection* bus) {
   GVariant* answer = g_dbus_connection_call_sync(
       bus, kBus, "/org/freedesktop/DBus", kBus, "GetConnectionUnixProcessID",
@@ -64,6 +64,17 @@ bool activate() {
   }
   g_object_unref(application);
   return found;
+}
+
+/// Whether the name is this process's now. The library would wait half a minute for the one that
+/// has it and hangs.
+bool takeName(GApplication* application) {
+  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+  const bool held = bus != nullptr && ownerOfName(bus) == 0 &&
+                    g_application_register(application, nullptr, nullptr) == TRUE &&
+                    g_application_get_is_remote(application) == FALSE;
+  g_clear_object(&bus);
+  return held;
 }
 
 /// The library lets go of it only when the last of its users has gone.
@@ -116,8 +127,7 @@ SessionApplication::SessionApplication(Listener listener)
   g_signal_connect(base, "activate", G_CALLBACK(onActivate), &listener_);
   g_signal_connect(name_->show, "activate", G_CALLBACK(onShow), &listener_);
   g_action_map_add_action(G_ACTION_MAP(base), G_ACTION(name_->show));
-  name_->held = g_application_register(base, nullptr, nullptr) == TRUE &&
-                g_application_get_is_remote(base) == FALSE;
+  name_->held = takeName(base);
 }
 
 SessionApplication::~SessionApplication() {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/gtk/session_end.h"
+#include "ui/desktop/native/session_end.h"
 
 #include <gio/gio.h>
 #include <glib-unix.h>
@@ -11,11 +11,12 @@
 #include <utility>
 
 #include "ui/desktop/desk/guarded.h"
-#include "ui/desktop/gtk/session_application.h"
+#include "ui/desktop/native/session_application.h"
 
 namespace relaybird::desktop {
 namespace {
 
+/// A desktop's session manager. MATE and Cinnamon have GNOME's interface too.
 struct Manager {
   const char* name;
   const char* path;

@@ -14,8 +14,8 @@
 
 #include <utility>
 
-#include "ui/desktop/desk/native.h"
 #include "ui/desktop/help/chm_book.h"
+#include "ui/desktop/native/native_widgets.h"
 
 namespace relaybird::desktop {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/art.h"
-#include "ui/desktop/desk/native.h"
+#include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/windows/layout.h"
 
 namespace relaybird::desktop {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The notification area of free desktops: a StatusNotifierItem, which the library turns into an
-// old-style tray icon where the desktop has only those. The desktop itself shows the icon's menu.
+// The icon in the desktop's notification area. The desktop itself shows the icon's menu.
 #pragma once
 
 #include <memory>
@@ -11,11 +10,11 @@
 
 namespace relaybird::desktop {
 
-class IndicatorTray : public TrayPlatform {
+class TrayIcon : public TrayPlatform {
  public:
   /// Pictures for the icon are put into `iconFolder`, which is made when the icon is first shown.
-  explicit IndicatorTray(std::string iconFolder);
-  ~IndicatorTray() override;
+  explicit TrayIcon(std::string iconFolder);
+  ~TrayIcon() override;
 
   /// The menu that the icon carries; must outlive the icon.
   void setMenu(Control& menu) { menu_ = &menu; }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The few things that the toolkit leaves to the platform. Each platform's folder implements them.
+// What the toolkit leaves to the platform in its widgets. Each platform's folder implements what
+// the headers of this one declare.
 #pragma once
 
 #include <wx/colour.h>

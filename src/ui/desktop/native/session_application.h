@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The program on the user's session bus: a second start finds the first by its name there, and the
-// desktop shows its notifications.
+// The program in the user's session: a second start finds the first, and the desktop shows its
+// notifications.
 #pragma once
 
 #include <functional>
@@ -27,8 +27,8 @@ enum class Raised {
 /// Waits a few seconds for an answer.
 Raised raiseRunningProgram(long process);
 
-/// Holds the name for as long as it lives. A session without a bus is no error: nothing can be
-/// found or shown there. Calls back on the user-interface thread.
+/// Holds the name for as long as it lives. A session that knows no names is no error: nothing can
+/// be found or shown there. Calls back on the user-interface thread.
 class SessionApplication : public Notifications {
  public:
   struct Listener {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/gtk/indicator_tray.h"
+// The library makes a StatusNotifierItem, or an old-style tray icon where the desktop has only
+// those.
+#include "ui/desktop/native/tray_icon.h"
 
 #include <gdk/gdkx.h>
 #include <gio/gio.h>
@@ -84,7 +86,7 @@ GtkMenu* makeMenu(const Control& menu) {
 
 }  // namespace
 
-struct IndicatorTray::Icon {
+struct TrayIcon::Icon {
   AppIndicator* indicator;
   ~Icon() {
     app_indicator_set_status(indicator, APP_INDICATOR_STATUS_PASSIVE);
@@ -92,15 +94,15 @@ struct IndicatorTray::Icon {
   }
 };
 
-IndicatorTray::IndicatorTray(std::string iconFolder) : iconFolder_(std::move(iconFolder)) {}
+TrayIcon::TrayIcon(std::string iconFolder) : iconFolder_(std::move(iconFolder)) {}
 
-IndicatorTray::~IndicatorTray() = default;
+TrayIcon::~TrayIcon() = default;
 
-bool IndicatorTray::available() {
+bool TrayIcon::available() {
   return watcherIsThere() || oldTrayIsThere();
 }
 
-void IndicatorTray::addIcon(const NotifyIconRecord& record) {
+void TrayIcon::addIcon(const NotifyIconRecord& record) {
   if (menu_ == nullptr) {
     return;
   }
@@ -115,15 +117,15 @@ void IndicatorTray::addIcon(const NotifyIconRecord& record) {
   app_indicator_set_status(indicator, APP_INDICATOR_STATUS_ACTIVE);
 }
 
-void IndicatorTray::deleteIcon(const NotifyIconRecord&) {
+void TrayIcon::deleteIcon(const NotifyIconRecord&) {
   icon_.reset();
 }
 
-WindowProcedure IndicatorTray::replaceProcedure(WindowHandle, WindowProcedure procedure) {
+WindowProcedure TrayIcon::replaceProcedure(WindowHandle, WindowProcedure procedure) {
   return std::exchange(procedure_, std::move(procedure));
 }
 
-void IndicatorTray::setRunning(bool running) {
+void TrayIcon::setRunning(bool running) {
   running_ = running;
   if (icon_) {
     app_indicator_set_icon_full(icon_->indicator, running ? kRunningIcon : kStoppedIcon,

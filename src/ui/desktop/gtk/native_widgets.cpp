@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtk/gtk.h>
 
-#include "ui/desktop/desk/native.h"
+#include "ui/desktop/native/native_widgets.h"
 
 namespace relaybird::desktop {
 namespace {
