@@ -111,6 +111,19 @@ class SecondStart(DesktopCase):
         box.find("No", "push button").click()
         self.leave()
 
+    def test_it_brings_a_minimised_window_back_with_its_question(self):
+        main = self.start()
+        main.choose("File", "Start")
+        box = self.program.window("Please Confirm:")
+        self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+        wait_for("the windows to be left", lambda: not main.has("active") and not box.has("active"))
+        self.second()
+        wait_for("the question to be in front", lambda: box.has("active"))
+        wait_for("the window to be back", lambda: main.window_id() is not None)
+        box.find("No", "push button").click()
+        wait_for("the window to be in front", lambda: main.has("active"))
+        self.leave()
+
     def test_it_says_so_where_the_first_one_does_not_answer(self):
         self.start()
         self.program.process.send_signal(signal.SIGSTOP)
@@ -163,6 +176,12 @@ class RefusedForwards(DesktopCase):
 
 
 class Notifications(RefusedForwards):
+    def click_on_it(self, service, main):
+        """A click on the notification brings the window back."""
+        service.emit(NOTIFICATIONS_PATH, "org.freedesktop.Notifications", "ActionInvoked",
+                     GLib.Variant("(us)", (7, "default")))
+        wait_for("the window to be back", lambda: main.has("active"))
+
     def test_a_hidden_window_tells_once_of_messages_that_are_refused(self):
         for subject in ("First", "Second"):
             self.home.deliver(subject)
@@ -176,12 +195,28 @@ class Notifications(RefusedForwards):
             self.assertEqual("A message could not be forwarded", shown[0][3])
             self.assertIn("no such user", shown[0][4])
             self.assertIn("default", shown[0][5])
-            # A click on it brings the window back.
-            service.emit(NOTIFICATIONS_PATH, "org.freedesktop.Notifications", "ActionInvoked",
-                         GLib.Variant("(us)", (7, "default")))
-            wait_for("the window to be back", lambda: main.has("active"))
+            self.click_on_it(service, main)
             self.assertEqual(1, len(service.called("Notify")))
             self.leave()
+
+    def test_a_hidden_window_tells_that_no_more_is_forwarded(self):
+        for subject in ("First", "Second"):
+            self.home.deliver(subject)
+        with self.service() as service:
+            main = self.start(mbolFwdUponStart=True, mlngMaxToForward=1)
+            main.choose("File", "Start")
+            box = self.program.window("Please Confirm:")
+            yes = box.find("Yes", "push button")
+            self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+            wait_for("the windows to be left",
+                     lambda: not main.has("active") and not box.has("active"))
+            yes.press()
+            shown = self.wait_until("a notification", lambda: service.called("Notify"))
+            self.assertEqual("The maximum number of messages was forwarded", shown[0][3])
+            self.click_on_it(service, main)
+            self.leave()
+            self.assertEqual(1, len(service.called("Notify")))
+            self.assertEqual(1, len(self.home.forwards()))
 
     def test_the_notification_goes_with_the_program(self):
         self.home.deliver("First")
