@@ -94,8 +94,15 @@ class Widget:
     # What is done to it.
 
     def click(self, button=1):
-        """Clicks into its middle."""
-        left, top, width, height = self.extents
+        """Clicks into its middle, once it stands still there."""
+        seen = []
+
+        def still():
+            seen.append(self.extents)
+            return seen[-2:-1] == seen[-1:]
+
+        wait_for(f"{self} to stand still", still, otherwise=self.program.describe)
+        left, top, width, height = seen[-1]
         scale = self.program.scale
         self.desktop.xdotool("mousemove", (left + width // 2) * scale, (top + height // 2) * scale,
                              "click", button)
