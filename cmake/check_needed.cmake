@@ -1,5 +1,6 @@
 # cmake -DLIBRARY=file -DREADELF=readelf -P check_needed.cmake: fails when the library needs any other
-# than those of the C++ standard library.
+# than those of the C++ standard library, or the dynamic linker under one of its names (ld-linux*.so on
+# most architectures, ld64.so or ld.so on others).
 execute_process(COMMAND ${READELF} --dynamic --wide ${LIBRARY} OUTPUT_VARIABLE dynamic
                 COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*\\[([^\n]*)\\]" needed "${dynamic}")
@@ -7,7 +8,7 @@ if(NOT needed)
   message(FATAL_ERROR "no needed library found in ${LIBRARY}")
 endif()
 foreach(entry IN LISTS needed)
-  if(NOT entry MATCHES "\\[(libstdc\\+\\+|libm|libc|libgcc_s|ld-linux[-a-z0-9_]*|libgcov)\\.so")
+  if(NOT entry MATCHES "\\[(libstdc\\+\\+|libm|libc|libgcc_s|libatomic|ld(64|-linux[-a-z0-9_]*)?|libgcov)\\.so")
     message(FATAL_ERROR "the core needs ${entry}")
   endif()
 endforeach()

@@ -1,7 +1,10 @@
 # What cmake --install puts where. It works in any prefix; a package gives DESTDIR. What is not built is
 # not installed.
 include(GNUInstallDirs)
-set(application_id org.relaybird.Relaybird)
+set(application_header ${PROJECT_SOURCE_DIR}/src/ui/forms/application_id.h)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${application_header})
+file(STRINGS ${application_header} application_id REGEX "kApplicationId =")
+string(REGEX REPLACE ".*\"(.*)\".*" "\\1" application_id "${application_id}")
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 
 if(TARGET relaybird)
@@ -36,13 +39,22 @@ endif()
 if(TARGET relaybird-console)
   install(TARGETS relaybird-console)
   install(FILES ${packaging}/man/relaybird-console.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  # A unit names its program by the full path, which is known when the prefix is: at installation.
+  # A unit names its program by the full path, which is known when the prefix is: at installation. The
+  # path stands in quotes, which keep its blanks, and a percent sign stands twice (systemd.unit(5)).
   install(CODE "
-    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE OUTPUT_VARIABLE folder)
-    cmake_path(APPEND folder \"${CMAKE_INSTALL_BINDIR}\")
-    file(READ \"${packaging}/systemd/relaybird-console.service\" unit)
-    string(REPLACE \"=/usr/bin/\" \"=\${folder}/\" unit \"\${unit}\")
-    file(WRITE \"${PROJECT_BINARY_DIR}/relaybird-console.service\" \"\${unit}\")")
+    set(template \"${packaging}/systemd/relaybird-console.service\")
+    set(made \"${PROJECT_BINARY_DIR}/relaybird-console.service\")
+    set(folder \"${CMAKE_INSTALL_BINDIR}\")")
+  install(CODE [=[
+    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE OUTPUT_VARIABLE program)
+    cmake_path(APPEND program "${folder}" relaybird-console)
+    if(program MATCHES "[\"'\\]")
+      message(WARNING "systemd starts no program whose path holds quotes or a backslash: ${program}")
+    endif()
+    string(REPLACE "%" "%%" program "${program}")
+    file(READ "${template}" unit)
+    string(REPLACE "=/usr/bin/relaybird-console\n" "=\"${program}\"\n" unit "${unit}")
+    file(WRITE "${made}" "${unit}")]=])
   # Not in CMAKE_INSTALL_LIBDIR: the service manager looks into lib whatever the architecture.
   install(FILES ${PROJECT_BINARY_DIR}/relaybird-console.service DESTINATION lib/systemd/user)
 endif()

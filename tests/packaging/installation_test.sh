@@ -3,7 +3,9 @@
 # the window, and what tells the desktop and the service manager of them.
 set -euo pipefail
 prefix=$(realpath "$1")
-application=org.relaybird.Relaybird
+source=$(dirname "$(realpath "$0")")/../..
+# The name as the programs have it.
+application=$(sed -n 's/.*kApplicationId = "\(.*\)";/\1/p' "$source/src/ui/forms/application_id.h")
 if [ -z "${INSTALLATION_TEST_INSIDE:-}" ]; then
   export INSTALLATION_TEST_INSIDE=1
   exec timeout --verbose 120 xvfb-run --auto-servernum --server-args='-screen 0 1280x900x24' \
@@ -17,25 +19,39 @@ fail() {
 entry() {
   sed -n "s/^$1=//p" "$prefix/share/applications/$application.desktop"
 }
+# The full path of the program that the unit starts, without its quotes and with one percent sign for two.
+started() {
+  sed -n 's/^ExecStart="\(.*\)"$/\1/p' "$1" | sed 's/%%/%/g'
+}
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/relaybird-installation.XXXXXX")
+# There may be nothing left to end, which is no reason to leave the folder.
+trap 'kill $(jobs -p) 2>/dev/null || true; wait 2>/dev/null || true; rm -rf "$scratch"' EXIT
 export HOME=$scratch XDG_CONFIG_HOME=$scratch/config XDG_STATE_HOME=$scratch/state
 export XDG_RUNTIME_DIR=$scratch/run LC_ALL=C.UTF-8
 unset XDG_DATA_HOME XDG_CACHE_HOME
 mkdir -p "$scratch"/Maildir/{cur,new,tmp} "$scratch"/{config,run}
 chmod 700 "$scratch/run"
-trap 'kill $(jobs -p) 2>/dev/null; wait 2>/dev/null; rm -rf "$scratch"' EXIT
 export PATH=$prefix/bin:$PATH
 
 echo "what is installed knows of each other"
 unit=$prefix/lib/systemd/user/relaybird-console.service
-[ -x "$prefix/bin/$(entry Exec)" ] || fail "the desktop entry starts a program that is not there"
+[ -f "$prefix/share/applications/$application.desktop" ] || fail "there is no $application.desktop"
+[ "$(entry StartupWMClass)" = "$application" ] || fail "the desktop entry is of $(entry StartupWMClass)"
+program=$prefix/bin/$(entry Exec)
+if [ ! -f "$program" ] || [ ! -x "$program" ]; then
+  fail "the desktop entry starts a program that is not there"
+fi
 for size in 16 22 24 32 48 64 128 256 512; do
   icon=$prefix/share/icons/hicolor/${size}x$size/apps/$(entry Icon).png
   [[ $(file --brief "$icon") == "PNG image data, $size x $size,"* ]] || fail "$icon: $(file "$icon")"
 done
-grep -q "<launchable type=\"desktop-id\">$application.desktop</launchable>" \
+grep -qF "<id>$application</id>" "$prefix/share/metainfo/$application.metainfo.xml" ||
+  fail "the metainfo is of something else"
+grep -qF "<launchable type=\"desktop-id\">$application.desktop</launchable>" \
   "$prefix/share/metainfo/$application.metainfo.xml" || fail "the metainfo launches something else"
-[ "$(sed -n 's/^ExecStart=//p' "$unit" | xargs basename)" = relaybird-console ] || fail "$(cat "$unit")"
+# A package's unit names the place that the prefix will have on the system.
+[[ "$(started "$unit")" == /*/relaybird-console && "$prefix/bin/relaybird-console" == *"$(started "$unit")" ]] ||
+  fail "$(cat "$unit")"
 for program in relaybird relaybird-console; do
   [ "$(command -v $program)" = "$prefix/bin/$program" ] || fail "$program is not in $prefix/bin"
   ls "$prefix/share/man/man1/$program.1"* >/dev/null
@@ -55,11 +71,17 @@ grep -qF "the manual is in $prefix/share/relaybird/rbx.chm;" "$scratch/console" 
 
 echo "the window is the one of the desktop entry, and opens the manual"
 openbox >/dev/null 2>&1 &
+until xprop -root _NET_SUPPORTING_WM_CHECK | grep -q 'window id'; do
+  sleep 0.1
+done
 relaybird >"$scratch/output" 2>&1 &
 running=$!
 window=$(xdotool search --sync --onlyvisible --name '^Relaybird v' | tail -n 1)
 xprop -id "$window" WM_CLASS | grep -qF "\"$(entry StartupWMClass)\"" ||
   fail "the desktop entry names a window class other than $(xprop -id "$window" WM_CLASS)"
+dbus-send --session --print-reply=literal --dest=org.freedesktop.DBus / \
+  org.freedesktop.DBus.NameHasOwner "string:$application" | grep -q true ||
+  fail "nobody has the name $application on the bus"
 xdotool windowactivate --sync "$window" key alt+h
 xdotool key h
 help=$(xdotool search --sync --onlyvisible --name Help getwindowname)

@@ -99,7 +99,7 @@ Raised raiseRunningProgram(long process) {
     return Raised::kNobody;
   }
   Raised raised = Raised::kNobody;
-  if (ownerOfName(bus) == process) {
+  if (process != 0 && ownerOfName(bus) == process) {
     raised = answers(bus) && activate() ? Raised::kDone : Raised::kBusy;
   }
   g_object_unref(bus);

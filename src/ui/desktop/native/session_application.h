@@ -8,11 +8,10 @@
 #include <set>
 #include <string>
 
+#include "ui/forms/application_id.h"
 #include "ui/forms/form_world.h"
 
 namespace relaybird::desktop {
-
-inline constexpr const char* kApplicationId = "org.relaybird.Relaybird";
 
 /// Has every window carry the name, by which the desktop finds the program's entry and icon. Before
 /// the toolkit starts.
@@ -23,7 +22,8 @@ enum class Raised {
   kDone,
   kBusy,  ///< it has, and does not answer
 };
-/// Asks the program to bring its window to the front, if it is that process which has the name.
+/// Asks the program to bring its window to the front, if it is that process which has the name; 0
+/// stands for a process that is not known.
 /// Waits a few seconds for an answer.
 Raised raiseRunningProgram(long process);
 

@@ -17,7 +17,9 @@ class DesktopEntryAutostart : public Autostart {
   DesktopEntryAutostart(FileSystem& files, std::string configFolder, std::string program);
 
   bool offered() const override { return true; }
-  /// An entry that the desktop's own settings have switched off does not count.
+  /// An entry that the desktop's own settings have switched off does not count, nor one whose
+  /// program is no longer there. One that starts another copy of the program does: the program
+  /// starts with the desktop, and switching it off and on makes it this one.
   bool enabled() override;
   /// The entry is written whole or not at all.
   Result<void> setEnabled(bool enabled) override;

@@ -39,13 +39,22 @@ TEST_F(AutostartMenuTest, WhatCannotBeChangedIsToldAndTheMarkGoesBack) {
 
 class DesktopEntryAutostartTest : public testing::Test {
  protected:
-  DesktopEntryAutostartTest() { files_.addFolder("/home/ann/.config"); }
+  DesktopEntryAutostartTest() {
+    files_.addFolder("/home/ann/.config");
+    files_.addFile(kProgram, "a program");
+  }
+
+  void addEntry(const std::string& lines) {
+    files_.addFolder("/home/ann/.config/autostart");
+    files_.addFile(kFile, "[Desktop Entry]\n" + lines + "\n");
+  }
 
   static constexpr const char* kFile =
       "/home/ann/.config/autostart/org.relaybird.Relaybird.desktop";
+  static constexpr const char* kProgram = "/usr/bin/relaybird";
 
   FakeFiles files_;
-  DesktopEntryAutostart autostart_{files_, "/home/ann/.config", "/usr/bin/relaybird"};
+  DesktopEntryAutostart autostart_{files_, "/home/ann/.config", kProgram};
 };
 
 TEST_F(DesktopEntryAutostartTest, WithoutAnEntryItIsOff) {
@@ -73,16 +82,60 @@ TEST_F(DesktopEntryAutostartTest, SwitchingOffWhatIsOffIsNoError) {
 
 TEST_F(DesktopEntryAutostartTest, AnEntryThatTheDesktopSwitchedOffDoesNotCount) {
   for (const char* line : {"Hidden=true", "X-GNOME-Autostart-enabled=false", "Hidden = True\r"}) {
-    files_.addFolder("/home/ann/.config/autostart");
-    files_.addFile(kFile, std::string("[Desktop Entry]\nExec=relaybird\n") + line + "\n");
+    addEntry(std::string("Exec=relaybird\n") + line);
     EXPECT_FALSE(autostart_.enabled()) << line;
   }
 }
 
 TEST_F(DesktopEntryAutostartTest, AKeyOfAnotherGroupDoesNotSwitchItOff) {
-  files_.addFolder("/home/ann/.config/autostart");
-  files_.addFile(kFile, "[Desktop Entry]\nExec=relaybird\n[Desktop Action x]\nHidden=true\n");
+  addEntry("Exec=relaybird\n[Desktop Action x]\nHidden=true");
   EXPECT_TRUE(autostart_.enabled());
+}
+
+TEST_F(DesktopEntryAutostartTest, AnEntryOfAProgramThatIsGoneDoesNotCount) {
+  for (const char* lines :
+       {"Exec=\"/usr/bin/relaybird\"\nTryExec=/home/ann/build/relaybird",
+        "Exec=\"/home/ann/build/relaybird\"", "Exec=/home/ann/build/relaybird --option",
+        "Exec=/usr/bin\nTryExec=/usr/bin/relaybird", "TryExec=/usr/bin/relaybird", "Exec="}) {
+    addEntry(lines);
+    EXPECT_FALSE(autostart_.enabled()) << lines;
+  }
+}
+
+TEST_F(DesktopEntryAutostartTest, WhatTheDesktopLooksForByItselfCounts) {
+  for (const char* lines : {"Exec=relaybird\nTryExec=relaybird", "Exec=env A=b /opt/relaybird",
+                            "Exec=/usr/bin/relaybird %U\nTryExec="}) {
+    addEntry(lines);
+    EXPECT_TRUE(autostart_.enabled()) << lines;
+  }
+}
+
+TEST_F(DesktopEntryAutostartTest, AnEntryOfAnotherCopyCountsUntilThatIsGone) {
+  constexpr const char* kOther = "/opt/relaybird/relaybird";
+  files_.addFile(kOther, "a program");
+  ASSERT_TRUE(DesktopEntryAutostart(files_, "/home/ann/.config", kOther).setEnabled(true));
+  EXPECT_TRUE(autostart_.enabled());
+  ASSERT_TRUE(files_.remove(kOther));
+  EXPECT_FALSE(autostart_.enabled());
+}
+
+TEST_F(DesktopEntryAutostartTest, SwitchedOffAndOnTheEntryOfAnotherCopyBecomesOurs) {
+  addEntry("Exec=/opt/relaybird\nTryExec=/opt/relaybird");
+  files_.addFile("/opt/relaybird", "a program");
+  ASSERT_TRUE(autostart_.setEnabled(false));
+  ASSERT_TRUE(autostart_.setEnabled(true));
+  EXPECT_THAT(*readFile(files_, kFile, 4096), HasSubstr("\nTryExec=/usr/bin/relaybird\n"));
+}
+
+TEST_F(DesktopEntryAutostartTest, FindsAProgramOfAnyNameAgain) {
+  for (const std::string name : {"/a b", "/100%", "/100%%f", "/a$b`c\"d'e", "/a\\b", "/a\\nb",
+                                 "/a\\sb\\", "/a\nb", "/a=b;c"}) {
+    DesktopEntryAutostart named(files_, "/home/ann/.config", name);
+    ASSERT_TRUE(named.setEnabled(true));
+    EXPECT_FALSE(named.enabled()) << name;
+    files_.addFile(name, "a program");
+    EXPECT_TRUE(named.enabled()) << name;
+  }
 }
 
 TEST_F(DesktopEntryAutostartTest, AFolderThatCannotBeMadeIsAnError) {
