@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // relaybird-console: the program at a terminal, for servers, for people without a screen, and for
 // scripts.
-#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 
 #include "app/console_application.h"
 #include "app/console_manual.h"
+#include "app/process_setup.h"
 #include "app/program_words.h"
 #include "app/standard_streams.h"
 
@@ -24,15 +24,11 @@ constexpr const char* kHelp =
 }  // namespace
 
 int main(int argc, char** argv) {
-  relaybird::completeStandardStreams();
+  relaybird::prepareProcess();
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird-console");
   if (const auto status = relaybird::answerWords(identity, kHelp, {argv + 1, argv + argc})) {
     return *status;
   }
-  // A parent may have handed this down as ignored; the exit status of a delivery command, which
-  // tells whether a message was taken, would then be lost.
-  std::signal(SIGCHLD, SIG_DFL);
-  std::signal(SIGPIPE, SIG_IGN);
   relaybird::useTerminalCharacters();
   try {
     relaybird::ConsoleApplication application(identity, relaybird::consoleManual(), std::cerr);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/standard_streams.h"
 
-#include <fcntl.h>
 #include <langinfo.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -33,13 +32,6 @@ int terminalColumns() {
 }
 
 }  // namespace
-
-void completeStandardStreams() {
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    // The lowest free number is taken, which is this one.
-    if (::fcntl(descriptor, F_GETFD) < 0) (void)::open("/dev/null", O_RDWR);
-  }
-}
 
 InputKind standardInputKind() {
   if (::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1) return InputKind::kPerson;

@@ -6,10 +6,6 @@
 
 namespace relaybird {
 
-/// Opens the null device for each of the standard streams that the program was started without, so
-/// that no file of its own ever gets their numbers.
-void completeStandardStreams();
-
 /// What standard input and output are together: a person only where both are terminals.
 InputKind standardInputKind();
 
