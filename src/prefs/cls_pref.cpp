@@ -46,10 +46,10 @@ int clsPref::ReadIniPref(const std::string& section) {
 int clsPref::WriteTofile(const std::string& section) {
   const std::unique_ptr<ProfileWriter> file = world_.profiles.write(GetPrefIniFname());
   const bool taken = writePreferences(*file, section, fields_);
-  if (!taken) world_.logVerbose("WriteTofile-->" + file->error());
+  if (!taken) world_.log("The preferences could not be saved: " + file->error());
   // What was taken before a refused value is saved all the same.
   const bool kept = file->commit();
-  if (!kept) world_.logVerbose("WriteTofile-->" + file->error());
+  if (!kept) world_.log("The preferences could not be saved: " + file->error());
   if (taken && kept) return 1;
   mstrErrDesc = "Error writing preferences to disk";
   return -1;

@@ -31,8 +31,10 @@ struct PrefWorld {
   ItemReaderMaker makeReader;
   /// Makes a file the application's help file.
   std::function<void(const std::string& file)> setHelpFile = [](const std::string&) {};
-  /// A line for the verbose log: a key that could not be read as it stands, why a save failed.
+  /// A line for the verbose log: a key that could not be read as it stands.
   std::function<void(const std::string& line)> logVerbose = [](const std::string&) {};
+  /// Words for the log: why a save failed.
+  std::function<void(const std::string& words)> log = [](const std::string&) {};
 };
 
 class PrefForms;
@@ -65,7 +67,7 @@ class clsPref {
   /// Fills every field from the file; a missing file gives the defaults. Returns 1.
   int ReadIniPref(const std::string& section = "default");
   /// 1 when every key was written, durably; -1 when a write failed, and mstrErrDesc says so. The
-  /// keys written before the failed one stay in the file; the verbose log tells why.
+  /// keys written before the failed one stay in the file; the log tells why.
   int WriteTofile(const std::string& section = "default");
 
   /// Status 1: decided; `forward` is the decision, and when a rule rejected the item `reason` says

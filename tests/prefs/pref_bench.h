@@ -48,7 +48,8 @@ struct PrefBench {
       : prefs(PrefWorld{files, profiles, folders, osVersion,
                         factory != nullptr ? *factory : noObjects, std::move(readers),
                         [this](const std::string& file) { helpFiles.push_back(file); },
-                        [this](const std::string& line) { verbose.push_back(line); }}) {
+                        [this](const std::string& line) { verbose.push_back(line); },
+                        [this](const std::string& words) { log.push_back(words); }}) {
     for (const char* path : {"/home", "/home/ann", "/home/ann/.config", "/home/ann/Templates"}) {
       files.addFolder(path);
     }
@@ -63,6 +64,7 @@ struct PrefBench {
   NoObjects noObjects;
   std::vector<std::string> helpFiles;
   std::vector<std::string> verbose;
+  std::vector<std::string> log;
   clsPref prefs;
 };
 

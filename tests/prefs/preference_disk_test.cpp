@@ -29,9 +29,11 @@ struct DiskBench {
   FakeOsVersion osVersion;
   NoObjects noObjects;
   std::vector<std::string> verbose;
+  std::vector<std::string> log;
   clsPref prefs{PrefWorld{files, profiles, folders, osVersion, noObjects, nullptr,
                           [](const std::string&) {},
-                          [this](const std::string& line) { verbose.push_back(line); }}};
+                          [this](const std::string& line) { verbose.push_back(line); },
+                          [this](const std::string& words) { log.push_back(words); }}};
 };
 
 void expectDefaults(const PreferenceFields& fields) {
@@ -84,7 +86,7 @@ TEST(PreferenceDisk, AFolderInTheFilesPlaceGivesTheDefaultsAndRefusesASave) {
   expectDefaults(bench.fields());
   EXPECT_EQ(bench.prefs.WriteTofile(), -1);
   EXPECT_EQ(bench.prefs.mstrErrDesc, "Error writing preferences to disk");
-  EXPECT_FALSE(bench.verbose.empty());
+  EXPECT_FALSE(bench.log.empty());
 }
 
 TEST(PreferenceDisk, TheGreatestCountReadsThatManyMissingEntries) {

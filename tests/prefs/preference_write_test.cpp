@@ -74,8 +74,8 @@ TEST(WriteTofile, StopsAtEachKeyThatIsRefusedAndKeepsTheOnesBefore) {
     EXPECT_EQ(bench.profiles.sets, Sets(kFilled.data(), kFilled.data() + (refused - 1)));
     EXPECT_EQ(bench.profiles.commits, 1u);
     EXPECT_EQ(bench.profiles.values.size(), refused - 1);
-    EXPECT_EQ(bench.verbose,
-              std::vector<std::string>{"WriteTofile-->refused " + kFilled[refused - 1].first});
+    EXPECT_EQ(bench.log, std::vector<std::string>{"The preferences could not be saved: refused " +
+                                                  kFilled[refused - 1].first});
   }
 }
 
@@ -85,7 +85,7 @@ TEST(WriteTofile, AFailedCommitIsAFailedSave) {
   bench.profiles.refuseCommit = true;
   EXPECT_EQ(bench.prefs.WriteTofile(), -1);
   EXPECT_EQ(bench.prefs.mstrErrDesc, "Error writing preferences to disk");
-  EXPECT_EQ(bench.verbose, std::vector<std::string>{"WriteTofile-->disk full"});
+  EXPECT_EQ(bench.log, std::vector<std::string>{"The preferences could not be saved: disk full"});
 }
 
 TEST(WriteTofile, ALineBreakInAValueIsAFailedSave) {

@@ -53,7 +53,8 @@ PrefWorld frmRelaybird::prefWorld() {
           world_.objects,
           itemReaders(world_.objects),
           [this](const std::string& file) { help_.setLocation(file); },
-          [this](const std::string& line) { log_.AddToLogV(line); }};
+          [this](const std::string& line) { log_.AddToLogV(line); },
+          [this](const std::string& words) { log_.AddToLog(nowText() + "--> " + words); }};
 }
 
 EngineWorld frmRelaybird::engineWorld() {
