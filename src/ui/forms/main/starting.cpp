@@ -42,7 +42,11 @@ bool frmRelaybird::openSessionWith(bool getInbox, bool getSync, bool showStatus)
   if (!session.storeWords().empty()) {
     log_.AddToLog(nowText() + "--> " + session.storeWords());
   }
-  say(session.errorText(), "Error", BoxIcon::kCritical);
+  std::string text = session.errorText();
+  if (!session.storeWords().empty()) {
+    text += "\r\n\r\n" + session.storeWords();
+  }
+  say(text, "Error", BoxIcon::kCritical);
   return false;
 }
 
@@ -197,7 +201,7 @@ int frmRelaybird::GetValidEmail(std::string& address) {
             : address +
                   " is not a valid Email address.   Please enter a valid Email address to "
                   "continue,  or press cancel";
-    address = world_.dialogs.inputBox({prompt, "Invalid Email Address"});
+    address = world_.dialogs.inputBox({prompt, "Invalid Email Address", address});
     if (address.empty()) {
       return -1;
     }

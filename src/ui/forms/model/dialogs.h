@@ -40,6 +40,7 @@ BoxAnswer safeAnswer(BoxButtons buttons);
 struct InputBox {
   std::string prompt;
   std::string title;
+  std::string entry{};  ///< to begin with, where there is a field to stand in
 };
 
 struct OpenFileBox {
