@@ -14,7 +14,7 @@ while(MANIFEST)
   string(APPEND entries "    {\"${name}\", ${size}, kImage${number}},\n")
   math(EXPR number "${number} + 1")
 endwhile()
-file(WRITE ${OUTPUT} "#include \"ui/desktop/desk/art_data.h\"
+file(WRITE ${OUTPUT} "#include \"ui/desktop/widgets/art_data.h\"
 
 namespace relaybird::desktop {
 namespace {

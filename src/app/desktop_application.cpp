@@ -10,6 +10,7 @@
 #include "app/program_files.h"
 #include "platform/posix/program_starter.h"
 #include "ui/desktop/native/tray_icon.h"
+#include "ui/desktop/widgets/text.h"
 #include "ui/forms/about/listed_system_information.h"
 #include "ui/forms/autostart/desktop_entry_autostart.h"
 
@@ -117,7 +118,7 @@ int DesktopApplication::OnRun() {
     return 0;
   }
   if (refusal_) {
-    std::cerr << identity_.name << ": " << refusal_->text << '\n';
+    std::cerr << identity_.name << ": " << desktop::linesToWx(refusal_->text).utf8_str() << '\n';
     dialogs_.messageBox(
         {refusal_->text, std::string(kProgramTitle), BoxButtons::kOk, BoxIcon::kExclamation});
     return refusal_->status;
@@ -148,11 +149,12 @@ void DesktopApplication::endProgram() {
     session_->giveUp();
   }
   dialogs_.closeAll();
-  help_.close();
   CallAfter([this] { ExitMainLoop(); });
 }
 
 int DesktopApplication::OnExit() {
+  // Not before: a dialog of its own may have been open.
+  help_.close();
   if (windows_) {
     windows_->destroy();
     windows_.reset();
@@ -177,8 +179,12 @@ bool DesktopApplication::OnExceptionInMainLoop() {
     what = "an exception of an unknown kind";
   }
   std::cerr << identity_.name << ": unexpected: " << what << '\n';
-  if (forms_) {
-    forms_->unexpected(what);
+  try {
+    if (forms_) {
+      forms_->unexpected(what);
+    }
+  } catch (const std::exception& error) {
+    std::cerr << identity_.name << ": unexpected: " << error.what() << '\n';
   }
   return true;
 }

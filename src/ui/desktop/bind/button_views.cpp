@@ -9,9 +9,9 @@
 #include <wx/utils.h>
 
 #include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/art.h"
 #include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/widgets/art.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {

@@ -29,7 +29,7 @@ class VirtualLines : public wxListCtrl {
  private:
   wxString OnGetItemText(long item, long) const override {
     const auto position = static_cast<std::size_t>(item);
-    return position < control_.list().size() ? toWx(control_.list()[position]) : wxString();
+    return position < control_.list().size() ? plainLine(control_.list()[position]) : wxString();
   }
 
   const Control& control_;
@@ -94,7 +94,7 @@ class ListView : public WidgetView {
     const auto line = static_cast<std::size_t>(position);
     if (position >= 0 && line < control_.list().size()) {
       for (wxWindow* inside : lines_->GetChildren()) {
-        setAccessibleDescription(*inside, control_.list()[line]);
+        setAccessibleDescription(*inside, fromWx(plainLine(control_.list()[line])));
       }
     }
   }
@@ -181,6 +181,8 @@ class ComboView : public WidgetView {
     choice_->Bind(wxEVT_CHOICE, [this](wxCommandEvent&) {
       byUser(control_, [this](Control& changed) { changed.setValue(choice_->GetSelection()); });
     });
+    // Who scrolls past it with the wheel does not mean to change it.
+    choice_->Bind(wxEVT_MOUSEWHEEL, [](wxMouseEvent&) {});
     setAccessibleName(*choice_, accessibleName());
   }
   wxWindow* window() const override { return choice_; }

@@ -7,14 +7,16 @@
 #include <algorithm>
 
 #include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/bind/wrapping_label.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/widgets/wrapping_label.h"
 
 namespace relaybird::desktop {
 namespace {
 
 /// Above and below the text of a field, borders included.
 constexpr int kAroundText = 12;
+/// Between the lines of a field and its border.
+constexpr int kAroundLines = 6;
 
 class LabelView : public WidgetView {
  public:
@@ -53,7 +55,10 @@ class TextView : public WidgetView {
           field_->GetTextExtent(wxString('0', static_cast<std::size_t>(style.widthInCharacters)))
               .GetWidth()));
     }
-    if (!style.multiline) {
+    if (style.multiline) {
+      setTextMargin(*field_, field_->FromDIP(kAroundLines));
+      showScrollBars(*field_);
+    } else {
       leaveRoomForText();
     }
     field_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { edited(); });

@@ -5,6 +5,8 @@
 #include <wx/toplevel.h>
 #include <wx/utils.h>
 
+#include <cmath>
+
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/forms/model/form.h"
 
@@ -29,13 +31,29 @@ bool isDark(const wxColour& colour) {
   return colour.GetLuminance() <= kMiddle;
 }
 
+/// WCAG 2.1, "relative luminance".
+double luminance(const wxColour& colour) {
+  const auto linear = [](unsigned char part) {
+    const double share = part / 255.0;
+    return share <= 0.03928 ? share / 12.92 : std::pow((share + 0.055) / 1.055, 2.4);
+  };
+  return 0.2126 * linear(colour.Red()) + 0.7152 * linear(colour.Green()) +
+         0.0722 * linear(colour.Blue());
+}
+
+/// Black or white, whichever stands out more from the ground.
+wxColour readableOn(const wxColour& ground) {
+  constexpr double kSameContrast = 0.179;
+  return luminance(ground) > kSameContrast ? *wxBLACK : *wxWHITE;
+}
+
 /// On a colour of our own the theme's text may not be readable, and a colour of our own not on the
 /// theme's ground: a dark theme writes in white.
 wxColour textColour(const Control& control) {
   constexpr int kLighter = 150;  // per cent of the lightness
   const wxColour ground = toWx(control.backColor());
   if (control.backColor().source == Colour::Source::kRgb) {
-    return isDark(ground) ? *wxWHITE : *wxBLACK;
+    return readableOn(ground);
   }
   const wxColour text = toWx(control.foreColor());
   const bool own = control.foreColor().source == Colour::Source::kRgb;

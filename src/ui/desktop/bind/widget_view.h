@@ -8,15 +8,9 @@
 #include <string>
 
 #include "ui/desktop/bind/control_view.h"
+#include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
-
-inline wxString toWx(const std::string& text) {
-  return wxString::FromUTF8(text);
-}
-inline std::string fromWx(const wxString& text) {
-  return std::string(text.utf8_str());
-}
 
 /// A colour of the forms in the user's theme.
 wxColour toWx(const Colour& colour);

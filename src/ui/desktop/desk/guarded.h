@@ -4,17 +4,26 @@
 #include <wx/app.h>
 #include <wx/evtloop.h>
 
+#include <exception>
 #include <utility>
 
 namespace relaybird::desktop {
 
-/// Runs what C code calls back: no exception may go through that. The application hears of it.
+/// Runs what C code calls back: no exception may go through that. The application hears of it when
+/// the call back is over: it opens a box, and a timer stands still as long as its tick lasts.
 template <class Action>
 void guarded(Action&& action) {
   try {
     action();
   } catch (...) {
-    wxAppConsole::GetInstance()->OnExceptionInMainLoop();
+    wxAppConsole* const application = wxAppConsole::GetInstance();
+    application->CallAfter([application, caught = std::current_exception()] {
+      try {
+        std::rethrow_exception(caught);
+      } catch (...) {
+        application->OnExceptionInMainLoop();
+      }
+    });
   }
 }
 

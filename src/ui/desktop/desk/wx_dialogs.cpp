@@ -3,47 +3,22 @@
 
 #include <wx/filedlg.h>
 #include <wx/menu.h>
-#include <wx/stattext.h>
-#include <wx/textctrl.h>
-#include <wx/textdlg.h>
 
-#include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "ui/desktop/desk/box_dialog.h"
+#include "ui/desktop/desk/box_parts.h"
+#include "ui/desktop/desk/input_dialog.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/widgets/text.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {
-namespace {
-
-constexpr int kPromptWidth = 420;
-/// No button of any dialog.
-constexpr int kClosed = -1;
-
-wxString toWx(const std::string& text) {
-  return wxString::FromUTF8(text);
-}
-
-/// Lines in boxes end in CR LF; the toolkit wants LF.
-wxString linesOf(const std::string& text) {
-  wxString lines = toWx(text);
-  lines.Replace("\r\n", "\n");
-  return lines;
-}
-
-}  // namespace
-
 WxDialogs::WxDialogs(std::function<wxWindow*()> owner) : owner_(std::move(owner)) {}
 
 int WxDialogs::showModal(wxDialog& dialog) {
-  if (closed_) {
-    return kClosed;
-  }
-  open_.push_back(&dialog);
-  const int id = dialog.ShowModal();
-  open_.erase(std::find(open_.begin(), open_.end(), &dialog));
-  return id;
+  return closed_ ? kNoAnswer : dialog.ShowModal();
 }
 
 BoxAnswer WxDialogs::messageBox(const MessageBox& box) {
@@ -56,20 +31,8 @@ BoxAnswer WxDialogs::messageBox(const MessageBox& box) {
 }
 
 std::string WxDialogs::inputBox(const InputBox& box) {
-  wxTextEntryDialog dialog(owner_(), linesOf(box.prompt), toWx(box.title));
-  setAccessibleRole(dialog, AccessibleRole::kDialog);
-  for (wxWindow* part : dialog.GetChildren()) {
-    if (auto* field = dynamic_cast<wxTextCtrl*>(part)) {
-      setAccessibleName(*field, box.prompt);
-    } else if (auto* line = dynamic_cast<wxStaticText*>(part)) {
-      line->Wrap(dialog.FromDIP(kPromptWidth));
-    }
-  }
-  dialog.Fit();
-  if (showModal(dialog) != wxID_OK) {
-    return {};
-  }
-  return std::string(dialog.GetValue().utf8_str());
+  InputDialog dialog(owner_(), box);
+  return showModal(dialog) == 0 ? dialog.entry() : std::string();
 }
 
 std::optional<std::string> WxDialogs::openFile(const OpenFileBox& box) {
@@ -78,7 +41,7 @@ std::optional<std::string> WxDialogs::openFile(const OpenFileBox& box) {
   if (showModal(dialog) != wxID_OK) {
     return std::nullopt;
   }
-  return std::string(dialog.GetPath().utf8_str());
+  return fromWx(dialog.GetPath());
 }
 
 void WxDialogs::popupMenu(Control& menu) {
@@ -99,9 +62,13 @@ void WxDialogs::popupMenu(Control& menu) {
 
 void WxDialogs::closeAll() {
   closed_ = true;
-  const std::vector<wxDialog*> open(open_.rbegin(), open_.rend());
-  for (wxDialog* dialog : open) {
-    dialog->EndModal(kClosed);
+  cancelNativeDialogs();
+  const std::vector<wxWindow*> windows(wxTopLevelWindows.begin(), wxTopLevelWindows.end());
+  for (auto each = windows.rbegin(); each != windows.rend(); ++each) {
+    auto* dialog = dynamic_cast<wxDialog*>(*each);
+    if (dialog != nullptr && dialog->IsModal()) {
+      dialog->EndModal(kNoAnswer);
+    }
   }
 }
 

@@ -6,7 +6,6 @@
 #include <wx/toplevel.h>
 
 #include <functional>
-#include <vector>
 
 #include "ui/forms/model/dialogs.h"
 
@@ -30,7 +29,6 @@ class WxDialogs : public Dialogs {
   int showModal(wxDialog& dialog);
 
   std::function<wxWindow*()> owner_;
-  std::vector<wxDialog*> open_;
   bool closed_ = false;
 };
 

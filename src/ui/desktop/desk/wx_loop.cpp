@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -125,7 +126,7 @@ void WxScreen::processPendingEvents() {
 std::int32_t WxScreen::textWidth(const std::string& text) const {
   wxScreenDC screen;
   screen.SetFont(wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT));
-  return screen.GetTextExtent(wxString::FromUTF8(text)).GetWidth();
+  return screen.GetTextExtent(toWx(text)).GetWidth();
 }
 
 }  // namespace relaybird::desktop

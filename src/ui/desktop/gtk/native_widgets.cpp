@@ -22,6 +22,10 @@ AtkRole toAtk(AccessibleRole role) {
   return ATK_ROLE_UNKNOWN;
 }
 
+void keep(gpointer object, gpointer) {
+  g_object_ref(object);
+}
+
 }  // namespace
 
 void setAccessibleName(wxWindow& window, const std::string& name) {
@@ -64,10 +68,41 @@ void nameTools(wxToolBar& bar) {
   }
 }
 
+void setTextMargin(wxWindow& field, int pixels) {
+  auto* frame = static_cast<GtkWidget*>(field.GetHandle());
+  GtkWidget* inside = GTK_IS_BIN(frame) ? gtk_bin_get_child(GTK_BIN(frame)) : nullptr;
+  if (GTK_IS_TEXT_VIEW(inside)) {
+    auto* text = GTK_TEXT_VIEW(inside);
+    gtk_text_view_set_left_margin(text, pixels);
+    gtk_text_view_set_right_margin(text, pixels);
+    gtk_text_view_set_top_margin(text, pixels);
+    gtk_text_view_set_bottom_margin(text, pixels);
+  }
+}
+
+void showScrollBars(wxWindow& window) {
+  auto* widget = static_cast<GtkWidget*>(window.GetHandle());
+  if (GTK_IS_SCROLLED_WINDOW(widget)) {
+    gtk_scrolled_window_set_overlay_scrolling(GTK_SCROLLED_WINDOW(widget), FALSE);
+  }
+}
+
 void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal) {
   auto* window = GTK_WINDOW(dialog.GetHandle());
   gtk_window_set_transient_for(window, GTK_WINDOW(owner.GetHandle()));
   gtk_window_set_modal(window, modal ? TRUE : FALSE);
+}
+
+void cancelNativeDialogs() {
+  GList* windows = gtk_window_list_toplevels();
+  // An answer may destroy one further down.
+  g_list_foreach(windows, keep, nullptr);
+  for (GList* each = windows; each != nullptr; each = each->next) {
+    if (GTK_IS_DIALOG(each->data) && gtk_widget_get_visible(GTK_WIDGET(each->data)) == TRUE) {
+      gtk_dialog_response(GTK_DIALOG(each->data), GTK_RESPONSE_CANCEL);
+    }
+  }
+  g_list_free_full(windows, g_object_unref);
 }
 
 }  // namespace relaybird::desktop

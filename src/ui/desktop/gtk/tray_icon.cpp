@@ -12,8 +12,8 @@
 #include <fstream>
 #include <utility>
 
-#include "ui/desktop/desk/art_data.h"
 #include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/widgets/art_data.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {

@@ -25,7 +25,16 @@ void setAccessibleRole(wxWindow& window, AccessibleRole role);
 /// Gives each tool of a bar the name that its tip shows.
 void nameTools(wxToolBar& bar);
 
+/// Leaves that many pixels around the text of a field of several lines.
+void setTextMargin(wxWindow& field, int pixels);
+
+/// Keeps the scroll bars in sight, beside the content.
+void showScrollBars(wxWindow& window);
+
 /// While `modal`, the dialog stands over its owner and takes all of its input.
 void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal);
+
+/// Closes the dialogs that the platform runs itself, as their Cancel would.
+void cancelNativeDialogs();
 
 }  // namespace relaybird::desktop

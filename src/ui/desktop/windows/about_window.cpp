@@ -4,9 +4,9 @@
 #include <wx/statbmp.h>
 
 #include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/art.h"
 #include "ui/desktop/native/native_widgets.h"
-#include "ui/desktop/windows/layout.h"
+#include "ui/desktop/widgets/art.h"
+#include "ui/desktop/widgets/layout.h"
 
 namespace relaybird::desktop {
 namespace {

@@ -4,8 +4,8 @@
 #include <wx/panel.h>
 
 #include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/art.h"
-#include "ui/desktop/windows/layout.h"
+#include "ui/desktop/widgets/art.h"
+#include "ui/desktop/widgets/layout.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -39,6 +39,8 @@ LogWindow::LogWindow(wxWindow& owner, frmLog& form)
   Bind(wxEVT_CHAR_HOOK, [&form](wxKeyEvent& event) {
     if (event.GetKeyCode() == WXK_ESCAPE) {
       form.cmdClose.click();
+    } else if (event.GetKeyCode() == 'C' && event.GetModifiers() == wxMOD_CONTROL) {
+      form.cmdCopyToClip.click();
     } else {
       event.Skip();
     }

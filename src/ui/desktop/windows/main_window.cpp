@@ -9,9 +9,10 @@
 
 #include "ui/desktop/bind/menu_view.h"
 #include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/art.h"
+#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
-#include "ui/desktop/windows/layout.h"
+#include "ui/desktop/widgets/art.h"
+#include "ui/desktop/widgets/layout.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -55,6 +56,10 @@ MainWindow::MainWindow(frmRelaybird& form)
     event.Skip();
     showAll();
   });
+  Bind(wxEVT_ACTIVATE, [this](wxActivateEvent& event) {
+    event.Skip();
+    later(*this, [this] { keepFocus(); });
+  });
   pulse_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { showProgress(); });
   showProgress();
 }
@@ -92,10 +97,10 @@ wxSizer* MainWindow::commands(wxWindow* parent) {
   const auto button = [&](Control& control, std::string word) {
     return add(parent, control, {.caption = std::move(word)});
   };
-  return row(
-      *this,
-      {button(frm_.cmdStart, frm_.mnuStart.text()), button(frm_.cmdStop, frm_.mnuStop.text()),
-       button(frm_.cmdPrefs, "Settin&gs..."), button(frm_.cmdToSysTray, "System Tra&y")});
+  start_ = button(frm_.cmdStart, frm_.mnuStart.text());
+  stop_ = button(frm_.cmdStop, frm_.mnuStop.text());
+  return row(*this, {start_, stop_, button(frm_.cmdPrefs, "Settin&gs..."),
+                     button(frm_.cmdToSysTray, "System Tra&y")});
 }
 
 wxSizer* MainWindow::pictures(wxWindow* parent) {
@@ -146,6 +151,16 @@ void MainWindow::controlChanged(const Control& control, Change what) {
     showProgress();
   } else if (&control == &frm_.cmdStop && onRunning_) {
     onRunning_(control.enabled());
+  }
+  if (what == Change::kEnabled) {
+    later(*this, [this] { keepFocus(); });
+  }
+}
+
+/// A button that is pressed by the keys and then disabled takes the focus with it.
+void MainWindow::keepFocus() {
+  if (IsActive() && FindFocus() == nullptr) {
+    (stop_->IsEnabled() ? stop_ : start_)->SetFocus();
   }
 }
 

@@ -35,8 +35,11 @@ class MainWindow : public wxFrame, public FormView {
   wxSizer* status(wxWindow* parent);
   wxSizer* diagnostics(wxWindow* parent);
   void showProgress();
+  void keepFocus();
 
   frmRelaybird& frm_;
+  wxWindow* start_ = nullptr;
+  wxWindow* stop_ = nullptr;
   wxGauge* gauge_ = nullptr;
   /// Runs only while something does that the status line does not tell the end of.
   wxTimer pulse_;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/windows/layout.h"
+#include "ui/desktop/widgets/layout.h"
 
 namespace relaybird::desktop {
 

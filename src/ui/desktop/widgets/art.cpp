@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/desk/art.h"
+#include "ui/desktop/widgets/art.h"
 
 #include <wx/bitmap.h>
 #include <wx/icon.h>
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "ui/desktop/desk/art_data.h"
+#include "ui/desktop/widgets/art_data.h"
 
 namespace relaybird::desktop {
 namespace {
