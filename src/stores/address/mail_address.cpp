@@ -87,8 +87,8 @@ InternetAddressList* listOf(const std::string& entry) {
   return internet_address_list_parse(nullptr, entry.c_str());
 }
 
-// One entry with an "@" in it. GMime reads names, comments, quotes and routes.
-std::vector<Mailbox> parseEntry(const std::string& entry) {
+// GMime reads names, comments, quotes and routes, and decodes international domains.
+std::vector<Mailbox> mailboxesOf(const std::string& entry) {
   std::vector<Mailbox> out;
   const std::unique_ptr<InternetAddressList, Unref> list(listOf(entry));
   const int count = list ? internet_address_list_length(list.get()) : 0;
@@ -99,8 +99,19 @@ std::vector<Mailbox> parseEntry(const std::string& entry) {
     if (address.find('@') == std::string::npos) continue;  // words left behind an address
     out.push_back({textOf(internet_address_get_name(item)), std::move(address)});
   }
-  if (out.empty()) {
-    if (auto mailbox = salvaged(entry)) out.push_back(std::move(*mailbox));
+  return out;
+}
+
+// One entry with an "@" in it.
+std::vector<Mailbox> parseEntry(const std::string& entry) {
+  std::vector<Mailbox> out = mailboxesOf(entry);
+  if (!out.empty()) return out;
+  if (auto mailbox = salvaged(entry)) {
+    // Rules compare addresses: a domain is to read the same, whatever stands before it.
+    if (const auto alone = mailboxesOf(mailbox->address); alone.size() == 1) {
+      mailbox->address = alone.front().address;
+    }
+    out.push_back(std::move(*mailbox));
   }
   return out;
 }

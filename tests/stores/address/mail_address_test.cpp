@@ -80,6 +80,14 @@ TEST(MailAddress, WhatPeopleWriteWithoutQuotesIsUnderstood) {
              {"docomo..user@x.org", {{"", "docomo..user@x.org"}}}});
 }
 
+TEST(MailAddress, AnInternationalDomainReadsTheSameBehindANameThatIsNone) {
+  for (const std::string name : {"Ann", "[List] Ann", "Ann \f`", "Ann <", "a@b \"Doe"}) {
+    const Mailboxes read = parseAddressList(name + " <ann@xn--exmple-cua.org>");
+    ASSERT_FALSE(read.empty()) << name;
+    EXPECT_EQ(read.back().address, "ann@exämple.org") << name;
+  }
+}
+
 TEST(MailAddress, AnEntryWithoutAnAtIsLeftToTheCaller) {
   expectAll({{"Ann; b@x; =?utf-8?Q?Jos=C3=A9?=", {{"", "Ann"}, {"", "b@x"}, {"", "José"}}}});
 }
