@@ -4,17 +4,14 @@
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
-#include <algorithm>
-
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/widgets/layout.h"
 #include "ui/desktop/widgets/wrapping_label.h"
 
 namespace relaybird::desktop {
 namespace {
 
-/// Above and below the text of a field, borders included.
-constexpr int kAroundText = 12;
 /// Between the lines of a field and its border.
 constexpr int kAroundLines = 6;
 
@@ -59,7 +56,7 @@ class TextView : public WidgetView {
       setTextMargin(*field_, field_->FromDIP(kAroundLines));
       showScrollBars(*field_);
     } else {
-      leaveRoomForText();
+      leaveRoomForText(*field_);
     }
     field_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { edited(); });
     if (control.takesClicks()) {
@@ -88,14 +85,6 @@ class TextView : public WidgetView {
   }
 
  private:
-  /// The toolkit measures a field before the theme has styled it: with large fonts it would be too
-  /// flat for what stands in it.
-  void leaveRoomForText() {
-    const wxSize measured = field_->GetEffectiveMinSize();
-    const int height = field_->GetCharHeight() + field_->FromDIP(kAroundText);
-    field_->SetMinSize({measured.GetWidth(), std::max(measured.GetHeight(), height)});
-  }
-
   /// A field that takes no input shows again what it holds.
   void edited() {
     byUser(control_, [this](Control& control) { control.setText(fromWx(field_->GetValue())); });

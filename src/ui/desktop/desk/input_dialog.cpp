@@ -24,6 +24,7 @@ InputDialog::InputDialog(wxWindow* owner, const InputBox& box)
   field_ = new wxTextCtrl(this, wxID_ANY, toWx(box.entry), wxDefaultPosition, wxDefaultSize,
                           wxTE_PROCESS_ENTER);
   field_->SetMinSize({kFieldWidth * GetCharWidth(), -1});
+  leaveRoomForText(*field_);
   field_->Bind(wxEVT_TEXT_ENTER, [this](wxCommandEvent&) { EndModal(0); });
   setAccessibleName(*field_, box.prompt);
   finishBox(*this, column(*this, {prompt, field_}),

@@ -3,26 +3,17 @@
 
 #include <wx/filesys.h>
 #include <wx/fs_mem.h>
-#include <wx/gdicmn.h>
 #include <wx/html/helpctrl.h>
 #include <wx/html/helpfrm.h>
 #include <wx/html/helpwnd.h>
-#include <wx/html/htmlwin.h>
-#include <wx/splitter.h>
-#include <wx/toolbar.h>
-#include <wx/treectrl.h>
 
 #include <utility>
 
 #include "ui/desktop/help/chm_book.h"
-#include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/help/help_frame.h"
 
 namespace relaybird::desktop {
 namespace {
-
-constexpr int kWidth = 1020;
-constexpr int kHeight = 680;
-constexpr int kContentsWidth = 300;
 
 constexpr const char* kProject = "relaybird-help.hhp";
 
@@ -52,34 +43,6 @@ void addFile(const std::string& name, std::string_view bytes) {
   }
 }
 
-/// The toolkit puts its help together by itself, and hands out no part of it.
-template <class Part>
-Part* firstInside(wxWindow& window) {
-  for (wxWindow* child : window.GetChildren()) {
-    if (auto* part = dynamic_cast<Part*>(child)) {
-      return part;
-    }
-    if (auto* part = firstInside<Part>(*child)) {
-      return part;
-    }
-  }
-  return nullptr;
-}
-
-/// The toolkit paints the page and the contents, and has pictures alone on its buttons.
-void nameParts(wxWindow& window) {
-  if (auto* tools = dynamic_cast<wxToolBar*>(&window)) {
-    nameTools(*tools);
-  } else if (dynamic_cast<wxHtmlWindow*>(&window) != nullptr) {
-    setAccessibleName(window, "Page");
-  } else if (dynamic_cast<wxTreeCtrl*>(&window) != nullptr) {
-    setAccessibleName(window, "Contents");
-  }
-  for (wxWindow* part : window.GetChildren()) {
-    nameParts(*part);
-  }
-}
-
 }  // namespace
 
 HelpWindow::HelpWindow(std::function<wxWindow*()> owner) : owner_(std::move(owner)) {}
@@ -96,29 +59,16 @@ Result<void> HelpWindow::show(const std::string& file) {
     }
   }
   controller_->DisplayContents();
-  arrange();
+  finish();
   return {};
 }
 
-/// Large enough for a page beside the contents, with all of its chapters in sight.
-void HelpWindow::arrange() {
+void HelpWindow::finish() {
   wxHtmlHelpWindow* help = controller_->GetHelpWindow();
-  wxWindow* frame = controller_->FindTopLevelWindow();
-  if (arranged_ || help == nullptr || frame == nullptr) {
-    return;
-  }
-  arranged_ = true;
-  nameParts(*frame);
-  wxSize size = frame->FromDIP(wxSize(kWidth, kHeight));
-  size.DecTo(wxGetClientDisplayRect().GetSize());
-  frame->SetSize(size);
-  frame->CentreOnParent();
-  if (auto* parts = firstInside<wxSplitterWindow>(*help)) {
-    parts->SetSashPosition(frame->FromDIP(kContentsWidth));
-  }
-  if (auto* contents = firstInside<wxTreeCtrl>(*help)) {
-    contents->ExpandAll();
-    contents->EnsureVisible(contents->GetRootItem());
+  wxHtmlHelpFrame* frame = controller_->GetFrame();
+  if (help != nullptr && frame != nullptr && finished_ != frame) {
+    finishHelpFrame(*frame, *help);
+    finished_ = frame;
   }
 }
 
@@ -147,9 +97,11 @@ Result<void> HelpWindow::load(const std::string& file) {
   return {};
 }
 
+/// As the user does: the toolkit's own way leaves the window, which goes a little later, with a
+/// pointer to the controller, which may be gone by then.
 void HelpWindow::close() {
-  if (controller_) {
-    controller_->Quit();
+  if (wxHtmlHelpFrame* frame = controller_ ? controller_->GetFrame() : nullptr) {
+    frame->Close(true);
   }
 }
 
@@ -160,7 +112,6 @@ void HelpWindow::forget() {
   }
   pages_.clear();
   loaded_.clear();
-  arranged_ = false;
 }
 
 }  // namespace relaybird::desktop

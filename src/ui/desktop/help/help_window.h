@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <wx/toplevel.h>
+#include <wx/weakref.h>
 #include <wx/window.h>
 
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ui/forms/form_world.h"
 
@@ -27,13 +30,13 @@ class HelpWindow : public HelpViewer {
 
  private:
   Result<void> load(const std::string& file);
-  void arrange();
+  void finish();
   void forget();
 
   std::function<wxWindow*()> owner_;
   std::unique_ptr<wxHtmlHelpController> controller_;
   std::string loaded_;
-  bool arranged_ = false;  ///< once; then the window is as the user wants it
+  wxWeakRef<wxWindow> finished_;  ///< once; then it is as the user wants it
   std::vector<std::string> pages_;
 };
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ui/desktop/widgets/layout.h"
 
+#include <algorithm>
+
 namespace relaybird::desktop {
 
 int scaled(const wxWindow& window, int pixels) {
@@ -34,6 +36,15 @@ wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns) {
     grid->AddGrowableCol(static_cast<std::size_t>(field), 1);
   }
   return grid;
+}
+
+/// The toolkit measures a field before the theme has styled it: with large letters it would be too
+/// flat for what stands in it.
+void leaveRoomForText(wxTextCtrl& field) {
+  constexpr int kAroundText = 12;  // above and below, borders included
+  const wxSize measured = field.GetEffectiveMinSize();
+  const int height = field.GetCharHeight() + scaled(field, kAroundText);
+  field.SetMinSize({measured.GetWidth(), std::max(measured.GetHeight(), height)});
 }
 
 }  // namespace relaybird::desktop

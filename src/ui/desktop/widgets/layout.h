@@ -4,6 +4,7 @@
 
 #include <wx/sizer.h>
 #include <wx/stattext.h>
+#include <wx/textctrl.h>
 #include <wx/window.h>
 
 #include <initializer_list>
@@ -22,5 +23,8 @@ wxBoxSizer* row(const wxWindow& in, std::initializer_list<wxWindow*> windows);
 
 /// Two or four columns of labels and fields; the fields share what width there is.
 wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns);
+
+/// Keeps a field of one line high enough for its text.
+void leaveRoomForText(wxTextCtrl& field);
 
 }  // namespace relaybird::desktop

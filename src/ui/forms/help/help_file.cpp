@@ -24,6 +24,12 @@ const MessageBox& notFoundBox() {
   return kBox;
 }
 
+/// The file is there, so that only the user can say whether another is meant.
+MessageBox unreadableBox(const std::string& why) {
+  return {why + "\r\n\r\nPress OK to look for another help file.", "Error", BoxButtons::kOkCancel,
+          BoxIcon::kExclamation};
+}
+
 }  // namespace
 
 HelpFile::HelpFile(HelpWorld world, std::string location)
@@ -35,21 +41,15 @@ HelpFile::HelpFile(HelpWorld world, std::string location)
 }
 
 void HelpFile::show() {
-  Result<void> kept;
-  if (!exists(location_)) {
-    std::optional<std::string> chosen = askForFile();
-    if (!chosen) {
+  if (!exists(location_) && !(asked(notFoundBox()) && chooseFile())) {
+    return;
+  }
+  for (;;) {
+    const Result<void> shown = world_.viewer.show(location_);
+    tellWhatIsNotKept();
+    if (shown || !asked(unreadableBox(shown.error().text)) || !chooseFile()) {
       return;
     }
-    location_ = std::move(*chosen);
-    kept = remember();
-  }
-  const Result<void> shown = world_.viewer.show(location_);
-  if (!shown) {
-    tellError(shown.error().text);
-  }
-  if (!kept) {
-    tellError("The location of the help file could not be remembered.\r\n\r\n" + kept.error().text);
   }
 }
 
@@ -65,18 +65,24 @@ std::string HelpFile::remembered() const {
   return world_.profiles.read(memory)->get(kHelpSection, kHelpKey, "", kPathBufferSize);
 }
 
-/// A file that exists; none where the user gave up or chose one that does not.
-std::optional<std::string> HelpFile::askForFile() {
-  if (world_.dialogs.messageBox(notFoundBox()) != BoxAnswer::kOk) {
-    return std::nullopt;
-  }
+bool HelpFile::asked(const MessageBox& box) {
+  return world_.dialogs.messageBox(box) == BoxAnswer::kOk;
+}
+
+/// Whether the location is now another file, one that exists.
+bool HelpFile::chooseFile() {
   std::optional<std::string> chosen =
       world_.dialogs.openFile({"\"Please locate help file (rbx.chm)\"", "Help File (*.chm)|*.chm"});
-  if (chosen && !exists(*chosen)) {
-    tellError("The help file you chose does not exist.");
-    return std::nullopt;
+  if (!chosen) {
+    return false;
   }
-  return chosen;
+  if (!exists(*chosen)) {
+    tellError("The help file you chose does not exist.");
+    return false;
+  }
+  location_ = std::move(*chosen);
+  kept_ = remember();
+  return true;
 }
 
 Result<void> HelpFile::remember() {
@@ -89,6 +95,12 @@ Result<void> HelpFile::remember() {
     return {};
   }
   return Error{0, file->error()};
+}
+
+void HelpFile::tellWhatIsNotKept() {
+  if (const Result<void> kept = std::exchange(kept_, {}); !kept) {
+    tellError("The location of the help file could not be remembered.\r\n\r\n" + kept.error().text);
+  }
 }
 
 void HelpFile::tellError(const std::string& text) {

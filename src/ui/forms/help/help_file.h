@@ -2,7 +2,6 @@
 // The help file: where it is, what happens when it is not there, and how it is shown.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "platform/file_system.h"
@@ -35,18 +34,23 @@ class HelpFile {
 
   /// Shows the help; asks for the file when it is not where it was. A file that the user chooses
   /// and that exists is the location from then on, and is remembered for the next start in rbx.ini
-  /// in the Windows folder. What fails is told in boxes.
+  /// in the Windows folder. Where the file cannot be shown, the user is told why and may choose
+  /// another at once; the next request tries again what is the location then. What else fails is
+  /// told in boxes.
   void show();
 
  private:
   bool exists(const std::string& file) const;
   std::string remembered() const;
-  std::optional<std::string> askForFile();
+  bool asked(const MessageBox& box);
+  bool chooseFile();
   Result<void> remember();
+  void tellWhatIsNotKept();
   void tellError(const std::string& text);
 
   HelpWorld world_;
   std::string location_;
+  Result<void> kept_;  ///< of the last choice, until it is told
 };
 
 }  // namespace relaybird

@@ -22,6 +22,10 @@ constexpr const char* kNotFound =
     "the Relaybird program was initially installed.|none|OK Cancel";
 constexpr const char* kChosenMissing =
     "Error|The help file you chose does not exist.|exclamation|OK";
+constexpr const char* kUnreadable =
+    "Error|/app/rbx.chm is no help file.\r\n\r\nPress OK to look for another help "
+    "file.|exclamation|"
+    "OK Cancel";
 constexpr const char* kMemory = "/windows/rbx.ini";
 
 class FakeFolders : public NoFolders {
@@ -213,12 +217,55 @@ TEST_F(HelpFileTest, AFolderOfTheFilesNameIsNoHelpFile) {
   EXPECT_EQ(boxes(), std::vector<std::string>{kNotFound});
 }
 
-TEST_F(HelpFileTest, AViewerThatFailsIsToldInItsOwnWords) {
-  files_.addFile("/app/rbx.chm", "help");
+TEST_F(HelpFileTest, AFileThatCannotBeShownIsToldInTheViewersWordsAndCancelChangesNothing) {
+  files_.addFile("/app/rbx.chm", "damaged");
   viewer_.failure = "/app/rbx.chm is no help file.";
-  program().show();
-  EXPECT_EQ(boxes(),
-            std::vector<std::string>{"Error|/app/rbx.chm is no help file.|exclamation|OK"});
+  dialogs_.answer(BoxAnswer::kCancel);
+  HelpFile help = program();
+  help.show();
+  EXPECT_EQ(boxes(), std::vector<std::string>{kUnreadable});
+  EXPECT_TRUE(dialogs_.files.empty());
+  EXPECT_EQ(help.location(), "/app/rbx.chm");
+  EXPECT_TRUE(files_.changes.empty());
+}
+
+TEST_F(HelpFileTest, AnotherFileCanBeChosenForOneThatCannotBeShown) {
+  files_.addFile("/app/rbx.chm", "damaged");
+  files_.addFile("/moved/rbx.chm", "help");
+  viewer_.failure = "/app/rbx.chm is no help file.";
+  dialogs_.onBox = [this](const MessageBox&) { viewer_.failure.clear(); };
+  HelpFile help = program();
+  showAndChoose(help, "/moved/rbx.chm");
+  EXPECT_EQ(viewer_.shown, (std::vector<std::string>{"/app/rbx.chm", "/moved/rbx.chm"}));
+  EXPECT_EQ(boxes(), std::vector<std::string>{kUnreadable});
+  EXPECT_EQ(help.location(), "/moved/rbx.chm");
+  EXPECT_EQ(program().location(), "/moved/rbx.chm");
+}
+
+TEST_F(HelpFileTest, AChosenFileThatCannotBeShownIsNotTheLastWord) {
+  files_.addFile("/moved/rbx.chm", "damaged");
+  viewer_.failure = "/app/rbx.chm is no help file.";
+  dialogs_.answer(BoxAnswer::kOk);
+  dialogs_.choose("/moved/rbx.chm");
+  dialogs_.answer(BoxAnswer::kOk);
+  dialogs_.choose("/none.chm");
+  HelpFile help = program();
+  help.show();
+  EXPECT_EQ(boxes(), (std::vector<std::string>{kNotFound, kUnreadable, kChosenMissing}));
+  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
+  EXPECT_EQ(help.location(), "/moved/rbx.chm");
+}
+
+TEST_F(HelpFileTest, AFileThatCouldNotBeShownIsTriedAgainWithoutAQuestion) {
+  files_.addFile("/app/rbx.chm", "damaged");
+  viewer_.failure = "/app/rbx.chm is no help file.";
+  dialogs_.answer(BoxAnswer::kCancel);
+  HelpFile help = program();
+  help.show();
+  viewer_.failure.clear();
+  help.show();
+  EXPECT_EQ(viewer_.shown, (std::vector<std::string>{"/app/rbx.chm", "/app/rbx.chm"}));
+  EXPECT_EQ(dialogs_.boxes.size(), 1u);
 }
 
 TEST_F(HelpFileTest, AChoiceThatCannotBeWrittenIsToldAfterTheHelpIsShown) {

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/help/help_frame.h"
+
+#include <wx/display.h>
+#include <wx/frame.h>
+#include <wx/html/helpdata.h>
+#include <wx/html/helpwnd.h>
+#include <wx/html/htmlproc.h>
+#include <wx/html/htmlwin.h>
+#include <wx/listbox.h>
+#include <wx/notebook.h>
+#include <wx/settings.h>
+#include <wx/sizer.h>
+#include <wx/splitter.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+#include <wx/toolbar.h>
+#include <wx/treectrl.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+#include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/widgets/layout.h"
+
+namespace relaybird::desktop {
+namespace {
+
+// What a page is comfortably read in, in letters of ordinary text.
+constexpr int kPageColumns = 90;
+constexpr int kPageLines = 40;
+/// Around the name on a tab, and around a list inside of its page; device-independent pixels.
+constexpr int kTabMargin = 40;
+constexpr int kListMargin = 16;
+
+/// The toolkit hands out its parts by their numbers.
+template <class Part>
+Part* part(wxWindow& help, int id) {
+  return dynamic_cast<Part*>(help.FindWindow(id));
+}
+
+void nameParts(wxHtmlHelpWindow& help) {
+  nameTools(*help.GetToolBar());
+  setAccessibleName(*help.GetHtmlWindow(), "Page");
+  setAccessibleName(*help.GetTreeCtrl(), "Contents");
+  static constexpr struct {
+    int id;
+    const char* name;
+  } kNames[] = {{wxID_HTML_INDEXTEXT, "Find in the index"},
+                {wxID_HTML_INDEXLIST, "Index"},
+                {wxID_HTML_SEARCHTEXT, "Search for"},
+                {wxID_HTML_SEARCHCHOICE, "Search in"},
+                {wxID_HTML_SEARCHLIST, "Pages found"}};
+  for (const auto& [id, name] : kNames) {
+    if (auto* named = part<wxWindow>(help, id)) {
+      setAccessibleName(*named, name);
+    }
+  }
+}
+
+/// The toolkit's pages are black on white unless they say otherwise.
+class ThemeColours : public wxHtmlProcessor {
+ public:
+  wxString Process(const wxString& text) const override {
+    const std::size_t begin = text.Lower().find("<body");
+    const std::size_t end = begin == wxString::npos ? begin : text.find('>', begin);
+    return end == wxString::npos ? text : text.substr(0, begin) + body() + text.substr(end + 1);
+  }
+
+ private:
+  static wxString body() {
+    return "<body bgcolor=\"" + code(wxSYS_COLOUR_WINDOW) + "\" text=\"" +
+           code(wxSYS_COLOUR_WINDOWTEXT) + "\" link=\"" + code(wxSYS_COLOUR_HOTLIGHT) + "\">";
+  }
+
+  static wxString code(wxSystemColour colour) {
+    return wxSystemSettings::GetColour(colour).GetAsString(wxC2S_HTML_SYNTAX);
+  }
+};
+
+/// Reads the page that is open once more, and stays where the reader was in it.
+void readAgain(wxHtmlWindow& page) {
+  const wxString opened = page.GetOpenedPage();
+  if (opened.empty()) {
+    return;
+  }
+  const wxPoint place = page.GetViewStart();
+  page.LoadPage(opened);
+  page.Scroll(place);
+}
+
+void followTheme(wxHtmlWindow& page) {
+  page.AddProcessor(new ThemeColours);
+  readAgain(page);
+  page.Bind(wxEVT_SYS_COLOUR_CHANGED, [&page](wxSysColourChangedEvent& event) {
+    event.Skip();
+    // The colours themselves change only after the event.
+    page.CallAfter([&page] { readAgain(page); });
+  });
+}
+
+void leaveRoomInFields(wxHtmlHelpWindow& help) {
+  for (const int id : {wxID_HTML_INDEXTEXT, wxID_HTML_SEARCHTEXT}) {
+    if (auto* field = part<wxTextCtrl>(help, id)) {
+      leaveRoomForText(*field);
+    }
+  }
+}
+
+int widthOfTabs(const wxBookCtrlBase& tabs) {
+  int width = 0;
+  for (std::size_t tab = 0; tab < tabs.GetPageCount(); ++tab) {
+    width += tabs.GetTextExtent(tabs.GetPageText(tab)).x + tabs.FromDIP(kTabMargin);
+  }
+  return width;
+}
+
+int widthOfTopics(wxTreeCtrl& contents) {
+  contents.SetQuickBestSize(false);
+  contents.InvalidateBestSize();
+  return contents.GetBestSize().x + contents.FromDIP(kListMargin) +
+         std::max(0, wxSystemSettings::GetMetric(wxSYS_VSCROLL_X, &contents));
+}
+
+/// Large enough for a page beside all names of the contents, as far as the screen is. Where that is
+/// too small, the contents give way to the page, but not the tabs.
+void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
+  wxTreeCtrl& contents = *help.GetTreeCtrl();
+  contents.ExpandAll();
+  const auto* tabs = part<wxNotebook>(help, wxID_HTML_NOTEBOOK);
+  const int least = tabs == nullptr ? 0 : std::max(widthOfTabs(*tabs), tabs->GetBestSize().x);
+  const int beside = std::max(widthOfTopics(contents), least);
+  wxSize size(beside + kPageColumns * frame.GetCharWidth(), kPageLines * frame.GetCharHeight());
+  size.DecTo(wxDisplay(&frame).GetClientArea().GetSize());
+  frame.SetSize(size);
+  frame.CentreOnParent();
+  help.GetSplitterWindow()->SetSashPosition(std::max(std::min(beside, size.x / 2), least));
+  contents.EnsureVisible(contents.GetRootItem());
+}
+
+/// Also where the keys are in a part that takes Escape itself, and does nothing with it.
+void closeOnEscape(wxFrame& frame) {
+  frame.Bind(wxEVT_CHAR_HOOK, [&frame](wxKeyEvent& event) {
+    if (event.GetKeyCode() == WXK_ESCAPE && !event.HasAnyModifiers()) {
+      frame.Close();
+    } else {
+      event.Skip();
+    }
+  });
+}
+
+std::string countOf(unsigned int pages) {
+  if (pages == 0) {
+    return "Nothing found";
+  }
+  return pages == 1 ? "1 page found" : std::to_string(pages) + " pages found";
+}
+
+/// The toolkit lists a page once for each of its places in the contents; the last, deepest one
+/// stays, which has the page's own name.
+void dropSecondHits(wxListBox& hits) {
+  std::set<wxString> seen;
+  for (unsigned int hit = hits.GetCount(); hit-- > 0;) {
+    const auto* topic = static_cast<const wxHtmlHelpDataItem*>(hits.GetClientData(hit));
+    if (topic != nullptr && !seen.insert(topic->GetFullPath().BeforeFirst('#')).second) {
+      hits.Delete(hit);
+    }
+  }
+}
+
+/// Searches as the toolkit does, and says what came of it.
+void search(wxHtmlHelpWindow& help, wxTextCtrl& words, wxListBox& hits, wxStaticText& outcome) {
+  const wxString wanted = words.GetValue().Trim(true).Trim(false);
+  if (wanted.empty()) {
+    return;
+  }
+  // The same again is said again.
+  setAccessibleDescription(words, "");
+  help.KeywordSearch(wanted);  // opens the first page found
+  dropSecondHits(hits);
+  if (!hits.IsEmpty()) {
+    hits.SetSelection(0);
+  }
+  const std::string count = countOf(hits.GetCount());
+  outcome.SetLabel(count);
+  // The toolkit's own window for the search took the keys away. Assistive tools tell what changes
+  // where they are.
+  words.SetFocus();
+  words.SelectAll();
+  setAccessibleDescription(words, count);
+}
+
+void tellWhatIsFound(wxHtmlHelpWindow& help) {
+  auto* words = part<wxTextCtrl>(help, wxID_HTML_SEARCHTEXT);
+  auto* hits = part<wxListBox>(help, wxID_HTML_SEARCHLIST);
+  wxSizer* sizer = hits == nullptr ? nullptr : hits->GetContainingSizer();
+  if (words == nullptr || sizer == nullptr) {
+    return;
+  }
+  auto* outcome = new wxStaticText(hits->GetParent(), wxID_ANY, "");
+  sizer->Insert(sizer->GetItemCount() - 1, outcome, wxSizerFlags().Expand().Border());
+  const auto find = [&help, words, hits, outcome](wxCommandEvent&) {
+    search(help, *words, *hits, *outcome);
+  };
+  help.Bind(wxEVT_BUTTON, find, wxID_HTML_SEARCHBUTTON);
+  help.Bind(wxEVT_TEXT_ENTER, find, wxID_HTML_SEARCHTEXT);
+}
+
+}  // namespace
+
+void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
+  nameParts(help);
+  tellWhatIsFound(help);
+  followTheme(*help.GetHtmlWindow());
+  leaveRoomInFields(help);
+  giveRoom(frame, help);
+  closeOnEscape(frame);
+}
+
+}  // namespace relaybird::desktop

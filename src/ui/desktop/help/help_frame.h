@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+class wxFrame;
+class wxHtmlHelpWindow;
+
+namespace relaybird::desktop {
+
+/// Makes of the window that the toolkit put together one like the program's others: large enough
+/// for its text, in the colours of the theme, with names for assistive tools, closed by Escape; and
+/// its search says what it found. Once for each window.
+void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help);
+
+}  // namespace relaybird::desktop
