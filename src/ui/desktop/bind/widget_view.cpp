@@ -48,16 +48,18 @@ wxColour readableOn(const wxColour& ground) {
 }
 
 /// On a colour of our own the theme's text may not be readable, and a colour of our own not on the
-/// theme's ground: a dark theme writes in white.
+/// theme's ground: a dark theme writes in white. A pure red stands out too little on either.
 wxColour textColour(const Control& control) {
-  constexpr int kLighter = 150;  // per cent of the lightness
+  // Per cent of the lightness.
+  constexpr int kLighter = 150;
+  constexpr int kDarker = 80;
   const wxColour ground = toWx(control.backColor());
   if (control.backColor().source == Colour::Source::kRgb) {
     return readableOn(ground);
   }
   const wxColour text = toWx(control.foreColor());
   const bool own = control.foreColor().source == Colour::Source::kRgb;
-  return own && isDark(ground) ? text.ChangeLightness(kLighter) : text;
+  return own ? text.ChangeLightness(isDark(ground) ? kLighter : kDarker) : text;
 }
 
 }  // namespace
