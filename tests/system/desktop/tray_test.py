@@ -4,87 +4,19 @@ and a desktop that has none."""
 
 import pathlib
 
-from gi.repository import Gio, GLib
+from gi.repository import GLib
 
 import desktop_case
-from desktop_case import MAIN, DesktopCase
+from desktop_case import MAIN
+from tray_case import TITLE, TrayCase
 
-TITLE = "Minimize to System Tray"
-
-WATCHER = """<node><interface name="org.kde.StatusNotifierWatcher">
-  <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
-  <method name="RegisterStatusNotifierHost"><arg type="s" direction="in"/></method>
-  <property name="RegisteredStatusNotifierItems" type="as" access="read"/>
-  <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-  <property name="ProtocolVersion" type="i" access="read"/>
-</interface></node>"""
+PROGRAM_ICON = "org.relaybird.Relaybird"
 
 
-class Watcher:
-    """The part of a desktop's panel that programs hand their icons to. Keeps what it was handed."""
-
-    def __init__(self, bus):
-        self.bus = bus
-        self.items = []
-        interface = Gio.DBusNodeInfo.new_for_xml(WATCHER).interfaces[0]
-        self._object = bus.register_object(
-            "/StatusNotifierWatcher", interface, self._called, self._read, None)
-        self._name = Gio.bus_own_name_on_connection(
-            bus, "org.kde.StatusNotifierWatcher", Gio.BusNameOwnerFlags.NONE, None, None)
-
-    def away(self):
-        Gio.bus_unown_name(self._name)
-        self.bus.unregister_object(self._object)
-
-    def call(self, item, path, interface, method, arguments, answer):
-        return self.bus.call_sync(item, path, interface, method, arguments,
-                                  GLib.VariantType(answer) if answer else None,
-                                  Gio.DBusCallFlags.NONE, 10_000, None).unpack()
-
-    def item_property(self, item, name):
-        owner, path = item
-        (value,) = self.call(owner, path, "org.freedesktop.DBus.Properties", "Get",
-                             GLib.Variant("(ss)", ("org.kde.StatusNotifierItem", name)), "(v)")
-        return value
-
-    def menu_entries(self, item):
-        """Numbers of the entries of its menu by their labels."""
-        menu = self.item_property(item, "Menu")
-        _, (_, _, entries) = self.call(item[0], menu, "com.canonical.dbusmenu", "GetLayout",
-                                       GLib.Variant("(iias)", (0, -1, [])), "(u(ia{sv}av))")
-        return {properties["label"]: number for number, properties, _ in entries}
-
-    def pick(self, item, number):
-        self.call(item[0], self.item_property(item, "Menu"), "com.canonical.dbusmenu", "Event",
-                  GLib.Variant("(isvu)", (number, "clicked", GLib.Variant("i", 0), 0)), None)
-
-    def _called(self, _, sender, __, ___, method, arguments, invocation):
-        if method == "RegisterStatusNotifierItem":
-            service = arguments.unpack()[0]
-            self.items.append((sender, service) if service.startswith("/") else
-                              (service, "/StatusNotifierItem"))
-        invocation.return_value(None)
-
-    def _read(self, _, __, ___, ____, name):
-        return {"RegisteredStatusNotifierItems": GLib.Variant("as", []),
-                "IsStatusNotifierHostRegistered": GLib.Variant("b", True),
-                "ProtocolVersion": GLib.Variant("i", 0)}[name]
-
-
-class WithATray(DesktopCase):
+class WithATray(TrayCase):
     def setUp(self):
         super().setUp()
-        self.watcher = Watcher(self.desktop.bus)
-        self.addCleanup(self.watcher.away)
-
-    def to_tray(self, main):
-        """Moves the program into the tray, and answers its icon as (name on the bus, path)."""
-        known = len(self.watcher.items)
-        main.find(TITLE, "push button").click()
-        self.assertIn("RIGHT-CLICK on the Relaybird icon", self.answer(TITLE, "Yes"))
-        main.wait_gone()
-        self.wait_until("the icon", lambda: len(self.watcher.items) > known)
-        return self.watcher.items[-1]
+        self.new_watcher()
 
     def icon_file(self, item):
         folder = self.watcher.item_property(item, "IconThemePath")
@@ -93,9 +25,8 @@ class WithATray(DesktopCase):
     def test_its_menu_restores_the_window(self):
         item = self.to_tray(self.start())
         self.assertEqual("Active", self.watcher.item_property(item, "Status"))
-        entries = self.watcher.menu_entries(item)
-        self.assertEqual(["Restore"], list(entries))
-        self.watcher.pick(item, entries["Restore"])
+        self.assertEqual(["Restore"], list(self.watcher.menu_entries(item)))
+        self.watcher.restore(item)
         self.program.window(MAIN)
         self.wait_until("the icon to go", lambda: self.gone(item))
         self.leave()
@@ -111,8 +42,9 @@ class WithATray(DesktopCase):
         item = self.to_tray(main)
         self.assertEqual("Relaybird (Automation Status: Not Running)",
                          self.watcher.item_property(item, "Title"))
+        self.assertEqual("relaybird-stopped", self.watcher.item_property(item, "IconName"))
         stopped = self.icon_file(item).read_bytes()
-        self.watcher.pick(item, self.watcher.menu_entries(item)["Restore"])
+        self.watcher.restore(item)
         main = self.program.window(MAIN)
         main.choose("File", "Start")
         self.answer("Please Confirm:", "Yes")
@@ -120,6 +52,7 @@ class WithATray(DesktopCase):
         item = self.to_tray(main)
         self.assertEqual("Relaybird (Automation Status: Running)",
                          self.watcher.item_property(item, "Title"))
+        self.assertEqual("relaybird-running", self.watcher.item_property(item, "IconName"))
         running = self.icon_file(item).read_bytes()
         self.assertTrue(running.startswith(b"\x89PNG") and stopped.startswith(b"\x89PNG"))
         self.assertNotEqual(running, stopped)
@@ -140,16 +73,14 @@ class WithATray(DesktopCase):
         main = self.start(mbolTurnOnFwdOnStartup=True)
         main.find("Automation Status:", "text").wait_for_text("Running")
         self.to_tray(main)
-        second = self.run_program()
-        self.assertEqual(0, second.wait(), second.output())
-        main = self.program.window(MAIN)
+        main = self.bring_back()
         self.assertEqual("Running", main.find("Automation Status:", "text").text)
 
     def test_it_can_be_moved_there_more_than_once(self):
         main = self.start()
         for _ in range(3):
             item = self.to_tray(main)
-            self.watcher.pick(item, self.watcher.menu_entries(item)["Restore"])
+            self.watcher.restore(item)
             main = self.program.window(MAIN)
         self.leave()
 
@@ -159,29 +90,59 @@ class WithATray(DesktopCase):
         self.assertEqual(0, self.program.wait())
 
 
-class WithoutATray(DesktopCase):
-    def test_it_says_so_and_minimises(self):
-        main = self.start()
-        main.find(TITLE, "push button").click()
-        self.program.window(TITLE).find("Yes").click()
-        words = self.wait_until("the word that there is none", self.no_tray_box)
-        self.desktop.keys("Return")
-        self.wait_until("the box to go", lambda: not self.no_tray_box())
-        self.assertIn("It continues operating in the background.", words)
-        self.wait_until("the window to be minimised", lambda: main.window_id() is None)
-        self.assertTrue(self.program.running())
-        second = self.run_program()
-        self.assertEqual(0, second.wait(), second.output())
+class WithoutItsPictures(TrayCase):
+    """Where their folder should be is a file."""
+
+    def setUp(self):
+        super().setUp()
+        self.new_watcher()
+        blocked = self.home.state / "rbx" / "icons"
+        blocked.parent.mkdir(parents=True)
+        blocked.write_text("in the way", encoding="ascii")
+        # Nor is the program installed on this machine.
+        self.nothing_installed = {"XDG_DATA_DIRS": str(self.home.folder / "nothing")}
+
+    def test_the_installed_program_icon_stands_in(self):
+        theme = self.home.folder / "data" / "icons" / "hicolor"
+        (theme / "scalable" / "apps").mkdir(parents=True)
+        (theme / "scalable" / "apps" / (PROGRAM_ICON + ".svg")).write_text(
+            '<svg xmlns="http://www.w3.org/2000/svg" width="16" height="16"/>', encoding="ascii")
+        (theme / "index.theme").write_text(
+            "[Icon Theme]\nName=Hicolor\nDirectories=scalable/apps\n"
+            "[scalable/apps]\nSize=16\nMinSize=1\nMaxSize=512\nType=Scalable\n", encoding="ascii")
+        item = self.to_tray(self.start(self.nothing_installed))
+        self.assertEqual(PROGRAM_ICON, self.watcher.item_property(item, "IconName"))
+        self.assertEqual("", self.watcher.item_property(item, "IconThemePath"))
+        self.watcher.restore(item)
         self.program.window(MAIN)
         self.leave()
 
-    def no_tray_box(self):
-        """What it says, once it has the keys."""
-        for window in self.program.windows():
-            for label in window.find_all(role="label"):
-                if label.name.startswith("There is no System Tray here") and window.has("active"):
-                    return " ".join(label.name.split())
-        return None
+    def test_an_icon_without_any_picture_is_none(self):
+        self.assert_no_tray(self.start(self.nothing_installed))
+        self.assertEqual([], self.watcher.items)
+
+
+class WithoutATray(TrayCase):
+    def test_it_says_so_and_minimises(self):
+        self.assert_no_tray(self.start())
+        self.bring_back()
+        self.leave()
+
+    def test_a_watcher_with_nobody_who_shows_icons_is_none(self):
+        self.new_watcher(host=False)
+        self.assert_no_tray(self.start())
+        self.assertEqual([], self.watcher.items)
+
+    def test_a_watcher_that_answers_with_an_error_is_none(self):
+        self.new_watcher(host=None)
+        self.assert_no_tray(self.start())
+        self.assertEqual([], self.watcher.items)
+
+    def test_a_watcher_that_does_not_answer_is_none(self):
+        self.new_watcher()
+        self.watcher.silent = True
+        self.assert_no_tray(self.start())
+        self.assertEqual([], self.watcher.items)
 
 
 if __name__ == "__main__":

@@ -3,17 +3,18 @@
 // those.
 #include "ui/desktop/native/tray_icon.h"
 
-#include <gdk/gdkx.h>
-#include <gio/gio.h>
 #include <gtk/gtk.h>
 #include <libayatana-appindicator/app-indicator.h>
 
-#include <filesystem>
-#include <fstream>
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
 #include <utility>
 
 #include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/gtk/icon_area.h"
 #include "ui/desktop/widgets/art_data.h"
+#include "ui/forms/application_id.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {
@@ -21,50 +22,42 @@ namespace {
 
 constexpr const char* kRunningIcon = "relaybird-running";
 constexpr const char* kStoppedIcon = "relaybird-stopped";
-constexpr int kBusPatience = 1000;  // milliseconds
 
-bool watcherIsThere() {
-  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
-  if (bus == nullptr) {
-    return false;
-  }
-  GVariant* answer = g_dbus_connection_call_sync(
-      bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
-      g_variant_new("(s)", "org.kde.StatusNotifierWatcher"), G_VARIANT_TYPE("(b)"),
-      G_DBUS_CALL_FLAGS_NONE, kBusPatience, nullptr, nullptr);
-  gboolean owned = FALSE;
-  if (answer != nullptr) {
-    g_variant_get(answer, "(b)", &owned);
-    g_variant_unref(answer);
-  }
-  g_object_unref(bus);
-  return owned == TRUE;
+/// Of the state in which a picture shows the program.
+bool isOurs(const ArtImage& image) {
+  return image.name.starts_with(kRunningIcon) || image.name.starts_with(kStoppedIcon);
 }
 
-/// Freedesktop's system tray protocol: the tray owns a selection of the screen.
-bool oldTrayIsThere() {
-  GdkDisplay* display = gdk_display_get_default();
-  if (display == nullptr || !GDK_IS_X11_DISPLAY(display)) {
-    return false;
+/// Makes a folder and the missing ones above it. That it is there already is no failure.
+void makeFolder(FileSystem& files, const std::string& folder) {
+  const auto made = files.createFolder(folder);
+  if (!made && made.error().code == ENOENT && parentFolder(folder) != folder) {
+    makeFolder(files, parentFolder(folder));
+    (void)files.createFolder(folder);
   }
-  Display* x = gdk_x11_display_get_xdisplay(display);
-  return XGetSelectionOwner(x, XInternAtom(x, "_NET_SYSTEM_TRAY_S0", False)) != None;
+}
+
+/// A panel may be reading it: it is exchanged whole, and only for another one.
+bool putInPlace(FileSystem& files, const std::string& path, std::string_view bytes) {
+  const auto there = readFile(files, path, bytes.size() + 1);
+  return (there && *there == bytes) || replaceFile(files, path, bytes);
 }
 
 /// Each in colour, and as a drawing under the name by which a panel looks for one that it can give
 /// a colour of its own.
-void writePictures(const std::string& folder) {
-  std::error_code failed;
-  std::filesystem::create_directories(folder, failed);
-  for (const ArtImage& image : artImages()) {
-    if (image.name.starts_with(kRunningIcon) || image.name.starts_with(kStoppedIcon)) {
-      std::ofstream file(
-          folder + "/" + std::string(image.name) + (image.size > 0 ? ".png" : ".svg"),
-          std::ios::binary);
-      file.write(reinterpret_cast<const char*>(image.bytes.data()),
-                 static_cast<std::streamsize>(image.bytes.size()));
-    }
-  }
+bool putPicturesInPlace(FileSystem& files, const std::string& folder) {
+  makeFolder(files, folder);
+  return std::ranges::all_of(artImages(), [&](const ArtImage& image) {
+    const std::string name = folder + "/" + std::string(image.name);
+    return !isOurs(image) ||
+           putInPlace(files, name + (image.size > 0 ? ".png" : ".svg"),
+                      {reinterpret_cast<const char*>(image.bytes.data()), image.bytes.size()});
+  });
+}
+
+/// The installation puts it among everybody's icons.
+bool programIconIsInstalled() {
+  return gtk_icon_theme_has_icon(gtk_icon_theme_get_default(), kApplicationId) == TRUE;
 }
 
 void onActivate(GtkMenuItem*, gpointer control) {
@@ -88,30 +81,45 @@ GtkMenu* makeMenu(const Control& menu) {
 
 struct TrayIcon::Icon {
   AppIndicator* indicator;
+  IconAreaWatch watch;
   ~Icon() {
     app_indicator_set_status(indicator, APP_INDICATOR_STATUS_PASSIVE);
     g_object_unref(indicator);
   }
 };
 
-TrayIcon::TrayIcon(std::string iconFolder) : iconFolder_(std::move(iconFolder)) {}
+TrayIcon::TrayIcon(FileSystem& files, std::string iconFolder)
+    : files_(files), iconFolder_(std::move(iconFolder)) {}
 
 TrayIcon::~TrayIcon() = default;
 
 bool TrayIcon::available() {
-  return watcherIsThere() || oldTrayIsThere();
+  return iconsAreShown() && (picturesInPlace() || programIconIsInstalled());
+}
+
+/// Once they are, they stay: what is not looked at again is not written again.
+bool TrayIcon::picturesInPlace() {
+  picturesInPlace_ = picturesInPlace_ || putPicturesInPlace(files_, iconFolder_);
+  return picturesInPlace_;
+}
+
+const char* TrayIcon::pictureName() const {
+  if (!picturesInPlace_) {
+    return kApplicationId;
+  }
+  return running_ ? kRunningIcon : kStoppedIcon;
 }
 
 void TrayIcon::addIcon(const NotifyIconRecord& record) {
   if (menu_ == nullptr) {
     return;
   }
-  writePictures(iconFolder_);
+  // Without a folder of its own the icon is looked for among everybody's.
+  const char* folder = picturesInPlace() ? iconFolder_.c_str() : nullptr;
   const std::string tip(record.tipText());
-  AppIndicator* indicator =
-      app_indicator_new_with_path("relaybird", running_ ? kRunningIcon : kStoppedIcon,
-                                  APP_INDICATOR_CATEGORY_COMMUNICATIONS, iconFolder_.c_str());
-  icon_.reset(new Icon{indicator});
+  AppIndicator* indicator = app_indicator_new_with_path(
+      "relaybird", pictureName(), APP_INDICATOR_CATEGORY_COMMUNICATIONS, folder);
+  icon_.reset(new Icon{indicator, IconAreaWatch([this] { lost(); })});
   app_indicator_set_title(indicator, tip.c_str());
   app_indicator_set_menu(indicator, makeMenu(*menu_));
   app_indicator_set_status(indicator, APP_INDICATOR_STATUS_ACTIVE);
@@ -121,6 +129,13 @@ void TrayIcon::deleteIcon(const NotifyIconRecord&) {
   icon_.reset();
 }
 
+void TrayIcon::lost() {
+  // A copy: it may set another.
+  if (const std::function<void()> listener = onLost_) {
+    listener();
+  }
+}
+
 WindowProcedure TrayIcon::replaceProcedure(WindowHandle, WindowProcedure procedure) {
   return std::exchange(procedure_, std::move(procedure));
 }
@@ -128,7 +143,7 @@ WindowProcedure TrayIcon::replaceProcedure(WindowHandle, WindowProcedure procedu
 void TrayIcon::setRunning(bool running) {
   running_ = running;
   if (icon_) {
-    app_indicator_set_icon_full(icon_->indicator, running ? kRunningIcon : kStoppedIcon,
+    app_indicator_set_icon_full(icon_->indicator, pictureName(),
                                 running ? "Relaybird is forwarding" : "Relaybird is stopped");
   }
 }

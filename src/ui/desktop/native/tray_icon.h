@@ -2,9 +2,11 @@
 // The icon in the desktop's notification area. The desktop itself shows the icon's menu.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
+#include "platform/file_system.h"
 #include "ui/forms/model/control.h"
 #include "ui/forms/tray/mod_systray.h"
 
@@ -12,8 +14,9 @@ namespace relaybird::desktop {
 
 class TrayIcon : public TrayPlatform {
  public:
-  /// Pictures for the icon are put into `iconFolder`, which is made when the icon is first shown.
-  explicit TrayIcon(std::string iconFolder);
+  /// The desktop reads the icon's pictures from `iconFolder`, into which they are put when the icon
+  /// is wanted for the first time. `files` must outlive this.
+  TrayIcon(FileSystem& files, std::string iconFolder);
   ~TrayIcon() override;
 
   /// The menu that the icon carries; must outlive the icon.
@@ -21,6 +24,8 @@ class TrayIcon : public TrayPlatform {
   /// Which of its two pictures the icon shows.
   void setRunning(bool running);
 
+  /// Whether an icon would be seen: something shows icons, and finds a picture of ours. Waits a
+  /// second at most for a panel that does not answer.
   bool available() override;
   WindowHandle mainWindow() override { return 1; }
   IconHandle mainIcon() override { return 1; }
@@ -28,15 +33,23 @@ class TrayIcon : public TrayPlatform {
   void deleteIcon(const NotifyIconRecord& record) override;
   WindowProcedure replaceProcedure(WindowHandle window, WindowProcedure procedure) override;
   void setForegroundWindow(WindowHandle) override {}
+  void onIconLost(std::function<void()> listener) override { onLost_ = std::move(listener); }
 
  private:
   struct Icon;
 
+  bool picturesInPlace();
+  const char* pictureName() const;
+  void lost();
+
+  FileSystem& files_;
   std::string iconFolder_;
+  bool picturesInPlace_ = false;
   Control* menu_ = nullptr;
   bool running_ = false;
   std::unique_ptr<Icon> icon_;
   WindowProcedure procedure_;
+  std::function<void()> onLost_;
 };
 
 }  // namespace relaybird::desktop

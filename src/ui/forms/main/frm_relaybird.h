@@ -79,6 +79,8 @@ class frmRelaybird : public MainControls {
   void SysTrayMouseEventHandler();
   /// Back from the notification area.
   void restore();
+  /// The notification area has gone for good: back as where there is none, with words in the log.
+  void trayLost();
 
  private:
   EngineState& state() { return engine_.state(); }

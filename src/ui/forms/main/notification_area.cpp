@@ -21,6 +21,10 @@ constexpr const char* kNoTray =
     "There is no System Tray here, so Relaybird has been minimized instead.  It continues "
     "operating in the background.";
 
+constexpr const char* kTrayLost =
+    "The System Tray has gone away, so Relaybird is back as a minimized window.  It continues "
+    "operating.";
+
 std::string toolTipOf(const std::string& status) {
   const bool running = asciiLower(status) == "running";
   return "Relaybird (Automation Status: " + (running ? status : "Not Running") + ")";
@@ -40,6 +44,7 @@ void frmRelaybird::ToSystray() {
     say(kNoTray, kTrayTitle, BoxIcon::kNone);
     return;
   }
+  tray.onLost([this] { trayLost(); });
   tray.hook();
   tray.addIcon(toolTipOf(txtStatus.text()));
   hide();
@@ -55,6 +60,16 @@ void frmRelaybird::restore() {
   forms_->tray.deleteIcon();
   forms_->tray.unhook();
   show();
+}
+
+void frmRelaybird::trayLost() {
+  if (state().ending) {
+    return;
+  }
+  log_.AddToLog(nowText() + "--> " + kTrayLost);
+  restore();
+  // Nobody has asked for the window just now.
+  minimise();
 }
 
 }  // namespace relaybird

@@ -52,6 +52,7 @@ void modSystray::hook() {
   window_ = platform_.mainWindow();
   previous_ = platform_.replaceProcedure(
       window_, [this](const WindowMessage& message) { return replacementProcedure(message); });
+  platform_.onIconLost([this] { lost(); });
   hooked_ = true;
 }
 
@@ -59,8 +60,16 @@ void modSystray::unhook() {
   if (!hooked_) {
     return;
   }
+  platform_.onIconLost(nullptr);
   platform_.replaceProcedure(window_, std::exchange(previous_, nullptr));
   hooked_ = false;
+}
+
+void modSystray::lost() {
+  // A copy: it may set another.
+  if (const std::function<void()> listener = onLost_) {
+    listener();
+  }
 }
 
 std::intptr_t modSystray::replacementProcedure(const WindowMessage& message) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <string_view>
+#include <utility>
 
 namespace relaybird {
 
@@ -59,6 +60,10 @@ class TrayPlatform {
   /// be called while a procedure of the window runs, which must then live until it returns.
   virtual WindowProcedure replaceProcedure(WindowHandle window, WindowProcedure procedure) = 0;
   virtual void setForegroundWindow(WindowHandle window) = 0;
+  /// Has `listener` called, in an event of its own and once for each icon, when the area that shows
+  /// the icon has gone and stays away longer than a panel takes to start anew. It may delete the
+  /// icon and set another listener. An area that never goes needs none of this.
+  virtual void onIconLost(std::function<void()> /*listener*/) {}
 };
 
 class modSystray {
@@ -75,6 +80,8 @@ class modSystray {
   void addIcon(std::string_view toolTip);
   /// Takes the icon away by the record that it was added with.
   void deleteIcon();
+  /// Who is told, while hooked, that the icon is lost; may unhook, and set another.
+  void onLost(std::function<void()> listener) { onLost_ = std::move(listener); }
   /// Takes the main window's messages. Nothing where they are taken already.
   void hook();
   /// Gives them back to the procedure that had them. Nothing where they are not taken.
@@ -89,8 +96,11 @@ class modSystray {
   std::intptr_t replacementProcedure(const WindowMessage& message);
 
  private:
+  void lost();
+
   TrayPlatform& platform_;
   std::function<void()> onRightButton_;
+  std::function<void()> onLost_;
   NotifyIconRecord record_;
   WindowHandle window_ = 0;
   WindowProcedure previous_;

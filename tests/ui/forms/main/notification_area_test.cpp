@@ -19,6 +19,12 @@ class NotificationAreaTest : public ProgramTest {
   std::intptr_t send(std::uint32_t message, std::intptr_t low) {
     return tray_.procedure({4711, message, 0, low});
   }
+  /// The area has gone; nothing where nobody wants to know.
+  void loseTray() {
+    if (const std::function<void()> listener = tray_.lost) {
+      listener();
+    }
+  }
 };
 
 TEST_F(NotificationAreaTest, AsksFirst) {
@@ -109,6 +115,78 @@ TEST_F(NotificationAreaTest, WithoutOneTheWindowIsMinimisedAndSaysSo) {
   ASSERT_EQ(dialogs_.boxes.size(), 2U);
   EXPECT_EQ(dialogs_.boxes[1].title, "Minimize to System Tray");
   EXPECT_FALSE(program().tray().hooked());
+  EXPECT_FALSE(tray_.lost);
+}
+
+TEST_F(NotificationAreaTest, WhenItIsLostTheWindowIsBackMinimisedAndTheLogSaysWhy) {
+  toTray();
+  loseTray();
+  EXPECT_TRUE(main().visible());
+  EXPECT_TRUE(main().minimised());
+  EXPECT_FALSE(tray_.icon.has_value());
+  EXPECT_FALSE(program().tray().hooked());
+  EXPECT_EQ(send(517, 0x204), 1);
+  EXPECT_THAT(log(),
+              ElementsAre(clock_.toText(kNine) +
+                          "--> The System Tray has gone away, so Relaybird is back as a minimized "
+                          "window.  It continues operating."));
+  // Nothing to answer: nobody may be there.
+  EXPECT_EQ(dialogs_.boxes.size(), 1U);
+}
+
+TEST_F(NotificationAreaTest, ItIsLostOnlyOnce) {
+  toTray();
+  const std::function<void()> listener = tray_.lost;
+  ASSERT_TRUE(listener);
+  listener();
+  EXPECT_FALSE(tray_.lost);
+  main().show();
+  loseTray();
+  EXPECT_FALSE(main().minimised());
+  EXPECT_EQ(log().size(), 1U);
+}
+
+TEST_F(NotificationAreaTest, ItsLossAfterRestoreIsNothing) {
+  toTray();
+  main().mnuRestore.click();
+  loseTray();
+  EXPECT_TRUE(main().visible());
+  EXPECT_FALSE(main().minimised());
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(NotificationAreaTest, ItsLossWhileTheProgramEndsIsNothing) {
+  toTray();
+  ASSERT_TRUE(tray_.lost);
+  state().ending = true;
+  loseTray();
+  EXPECT_FALSE(main().visible());
+  EXPECT_FALSE(main().minimised());
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(NotificationAreaTest, CanBeUsedAgainAfterItWasLost) {
+  toTray();
+  loseTray();
+  main().show();
+  toTray();
+  EXPECT_FALSE(main().visible());
+  ASSERT_TRUE(tray_.icon.has_value());
+  loseTray();
+  EXPECT_TRUE(main().minimised());
+  EXPECT_EQ(log().size(), 2U);
+}
+
+TEST_F(NotificationAreaTest, ForwardingGoesOnAfterItWasLost) {
+  oneAddress();
+  (void)program();
+  switchOn();
+  toTray();
+  loseTray();
+  deliver("lunch");
+  letPass(std::chrono::minutes{15});
+  EXPECT_EQ(text("txtStatus"), "Running");
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: lunch"));
 }
 
 }  // namespace

@@ -91,11 +91,13 @@ class FakeTray : public TrayPlatform {
     return std::exchange(procedure, std::move(with));
   }
   void setForegroundWindow(WindowHandle window) override { foreground = window; }
+  void onIconLost(std::function<void()> listener) override { lost = std::move(listener); }
 
   bool present = true;
   std::optional<NotifyIconRecord> icon;
   WindowProcedure procedure = [](const WindowMessage&) -> std::intptr_t { return 1; };
   WindowHandle foreground = 0;
+  std::function<void()> lost;
 };
 
 /// A desktop that keeps what it was given to show.

@@ -28,6 +28,7 @@ class FakeTray : public TrayPlatform {
     return std::exchange(procedure, std::move(replacement));
   }
   void setForegroundWindow(WindowHandle) override {}
+  void onIconLost(std::function<void()> listener) override { lost = std::move(listener); }
 
   std::intptr_t send(std::uint32_t message, std::intptr_t low) {
     const WindowProcedure running = procedure;  // it may be replaced while it runs
@@ -38,6 +39,7 @@ class FakeTray : public TrayPlatform {
   std::vector<NotifyIconRecord> deleted;
   std::vector<WindowHandle> replacedOf;
   std::vector<WindowMessage> passedOn;
+  std::function<void()> lost;
   WindowProcedure procedure = [this](const WindowMessage& message) {
     passedOn.push_back(message);
     return kOwnAnswer;
@@ -47,6 +49,13 @@ class FakeTray : public TrayPlatform {
 class ModSystray : public testing::Test {
  protected:
   FakeTray platform_;
+  /// The area has gone; nothing where nobody wants to know.
+  void lose() {
+    if (const std::function<void()> listener = platform_.lost) {
+      listener();
+    }
+  }
+
   int menus_ = 0;
   modSystray tray_{platform_, [this] { ++menus_; }};
 };
@@ -194,6 +203,63 @@ TEST_F(ModSystray, TheWindowsOwnProcedureMayUnhook) {
   tray_.hook();
   EXPECT_EQ(platform_.send(15, 0), kOwnAnswer);
   EXPECT_FALSE(tray_.hooked());
+}
+
+TEST_F(ModSystray, ALossIsToldOnlyWhileHooked) {
+  int losses = 0;
+  tray_.onLost([&] { ++losses; });
+  lose();
+  EXPECT_EQ(losses, 0);
+  tray_.hook();
+  lose();
+  EXPECT_EQ(losses, 1);
+  tray_.unhook();
+  lose();
+  EXPECT_EQ(losses, 1);
+  tray_.hook();
+  lose();
+  EXPECT_EQ(losses, 2);
+}
+
+TEST_F(ModSystray, ALossThatNobodyWantsToKnowOfIsNothing) {
+  tray_.hook();
+  ASSERT_TRUE(platform_.lost);
+  lose();
+  EXPECT_TRUE(tray_.hooked());
+}
+
+TEST_F(ModSystray, WhoIsToldOfALossMayBeChangedWhileHooked) {
+  std::string told;
+  tray_.onLost([&] { told += "first "; });
+  tray_.hook();
+  tray_.onLost([&] { told += "second "; });
+  lose();
+  EXPECT_EQ(told, "second ");
+}
+
+TEST_F(ModSystray, WhoIsToldOfALossMayUnhookAndSetAnother) {
+  std::string told;
+  tray_.onLost([this, &told, words = std::string(40, 'x')] {
+    tray_.onLost([&told] { told += "other"; });
+    tray_.unhook();
+    told += words;
+  });
+  tray_.hook();
+  lose();
+  lose();
+  EXPECT_EQ(told, std::string(40, 'x'));
+  EXPECT_FALSE(tray_.hooked());
+}
+
+TEST_F(ModSystray, NobodyIsToldOfALossAfterItsEnd) {
+  int losses = 0;
+  {
+    modSystray tray(platform_, [] {});
+    tray.onLost([&] { ++losses; });
+    tray.hook();
+  }
+  lose();
+  EXPECT_EQ(losses, 0);
 }
 
 TEST_F(ModSystray, ItsEndGivesTheWindowItsProcedureBack) {
