@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: MIT
-"""Forwarding is switched on and off, tested once, and ended in the midst of it."""
+"""Forwarding is switched on and off, tested once, and broken off in the midst of it."""
+
+import re
 
 import desktop_case
-from desktop_case import ADDRESS, MAIN, DesktopCase
+from desktop_case import ADDRESS, DesktopCase
 
 CONFIRM = "Please Confirm:"
 
@@ -90,54 +92,38 @@ class TestCycle(DesktopCase):
         self.assertEqual([], self.home.forwards())
 
 
-class Ending(DesktopCase):
-    def test_the_menu_ends_it_while_forwarding_is_on(self):
-        self.start(mbolTurnOnFwdOnStartup=True).find(
-            "Automation Status:", "text").wait_for_text("Running")
-        self.leave()
-
-    def test_the_exit_button_ends_it(self):
-        self.start().find("Exit", "push button").click()
-        self.assertEqual(0, self.program.wait())
-
-    def test_the_close_box_ends_it(self):
-        self.start().close()
-        self.assertEqual(0, self.program.wait())
-
-    def test_a_termination_ends_it_while_forwarding_is_on(self):
-        self.start(mbolTurnOnFwdOnStartup=True).find(
-            "Automation Status:", "text").wait_for_text("Running")
-        self.program.terminate()
-        self.assertEqual(0, self.program.wait())
-
-    def test_a_termination_ends_it_with_a_question_on_the_screen(self):
-        self.start().choose("File", "Start")
-        self.program.window(CONFIRM)
-        self.program.terminate()
-        self.assertEqual(0, self.program.wait())
-        self.assertEqual([], self.home.forwards())
-
-
-class EndingInAPass(DesktopCase):
-    """Enough messages that the pass still runs when it is to end."""
+class LongPass(DesktopCase):
+    """Enough messages that the pass still runs when the test has looked at it."""
 
     MESSAGES = 1500
 
-    def start_pass(self):
+    def start_full(self):
         for number in range(self.MESSAGES):
             self.home.deliver(f"Message {number}")
-        main = self.start(mbolFwdUponStart=True)
+        return self.start(mbolFwdUponStart=True, mlngMaxToForward=2 * self.MESSAGES)
+
+    def start_pass(self):
+        """Answers in the midst of a pass."""
+        main = self.start_full()
+        self.exit = main.find("Exit", "push button").point()
+        self.stop = main.find("Stop Forwarding Email").point()
+        self.gauge = main.find("Progress", hidden=True)
+        self.action = main.find("Current Status - Automatic forwarding turned off", "label")
         main.choose("File", "Start")
         self.answer(CONFIRM, "Yes")
-        self.wait_until("the pass to forward", lambda: self.home.forwards())
+        self.wait_until("the pass to forward", self.home.forwards)
         return main
 
+
+class EndingInAPass(LongPass):
     def assert_ended_in_the_midst(self):
         self.assertEqual(0, self.program.wait(), self.program.output())
         self.assertLess(len(self.home.forwards()), self.MESSAGES)
 
     def test_the_exit_button_ends_it_after_the_message_in_hand(self):
-        self.start_pass().find("Exit", "push button").click()
+        self.start_pass()
+        with self.program.held():
+            self.desktop.click(self.exit)
         self.assert_ended_in_the_midst()
 
     def test_a_termination_ends_it_after_the_message_in_hand(self):
@@ -145,13 +131,48 @@ class EndingInAPass(DesktopCase):
         self.program.terminate()
         self.assert_ended_in_the_midst()
 
+    def test_a_termination_ends_a_test_without_the_box_about_it(self):
+        self.start_full().find("Test (Forward Once)").click()
+        self.answer("Test Explanation:", "OK")
+        self.answer(CONFIRM, "Yes")
+        self.wait_until("the test to forward", self.home.forwards)
+        self.program.terminate()
+        self.assert_ended_in_the_midst()
+
     def test_stop_ends_the_pass_and_not_the_program(self):
         main = self.start_pass()
-        main.find("Stop Forwarding Email").click()
+        with self.program.held():
+            self.desktop.click(self.stop)
         main.find("Automation Status:", "text").wait_for_text("Stopped")
         self.wait_until("the end of the pass", lambda: "turned off" in main.tree())
         self.leave()
         self.assertLess(len(self.home.forwards()), self.MESSAGES)
+
+
+class Progress(LongPass):
+    def item(self):
+        """Which item the status line says is being checked."""
+        words = self.action.name
+        found = re.fullmatch(r"Checking unread item (\d+) of (\d+)", words)
+        self.assertTrue(found, words)
+        self.assertEqual(str(self.MESSAGES), found[2])
+        return int(found[1])
+
+    def checked(self):
+        """How many items the gauge shows as done."""
+        return round(self.gauge.value * self.MESSAGES)
+
+    def test_the_gauge_and_the_status_line_go_along(self):
+        self.start_pass()
+        begun = self.wait_until("the gauge to leave its beginning", self.checked)
+        self.assertTrue(self.gauge.is_showing())
+        self.wait_until("the gauge to go on", lambda: self.checked() > begun)
+        # Both count the same, the gauge the items that are done already.
+        before, done, after = self.item(), self.checked(), self.item()
+        self.assertIn(done, range(before - 1, after))
+        self.wait_until("the status line to go on", lambda: self.item() > after)
+        self.desktop.click(self.stop)
+        self.wait_until("the gauge to go", lambda: not self.gauge.is_showing())
 
 
 if __name__ == "__main__":

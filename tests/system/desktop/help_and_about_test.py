@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The manual in its window, also when it has to be looked for, and the about box."""
 
+import collections
 import os
 import shutil
 import unittest
@@ -8,12 +9,13 @@ import unittest
 import desktop_case
 from desktop_case import MAIN, DesktopCase, show_tab
 
+CHOOSER = '"Please locate help file (rbx.chm)"'
 NOT_FOUND = "Help file (rbx.chm) not found:"
 HELP = "Help: ..."
 TOOLS = ("gnome-control-center", "kinfocenter", "hardinfo2", "hardinfo")
 
 
-class Help(DesktopCase):
+class HelpCase(DesktopCase):
     def open_help(self):
         self.program.window(MAIN).choose("Help", "Help Index...")
         return self.program.window(HELP)
@@ -24,10 +26,27 @@ class Help(DesktopCase):
         self.home.write_remembered_help("/nowhere/rbx.chm")
         return self.start()
 
+    def choose_manual(self, path):
+        chooser = self.program.window(CHOOSER)
+        self.desktop.type(str(path))  # the slash opens the field for a path
+        self.wait_until("the path", lambda: any(
+            each.text == str(path) for each in chooser.find_all(role="text")))
+        self.desktop.keys("Return")
+        chooser.wait_gone()
+
     def wait_for_page(self, window, title):
         """The window has the title of the page that it has read."""
         self.wait_until(f"the page '{title}'", lambda: window.name == "Help: " + title)
 
+    def search_for(self, window, words):
+        """Searches by the keyboard, and answers the field."""
+        field = show_tab(window, "Search").find("Search for", "text")
+        field.enter(words)
+        self.desktop.keys("Return")
+        return field
+
+
+class Help(HelpCase):
     def test_it_opens_without_a_question_at_the_first_page(self):
         self.start()
         window = self.open_help()
@@ -54,13 +73,100 @@ class Help(DesktopCase):
         search.find(role="text").enter("merchantability")
         search.find("Search", "push button").click()
         self.wait_for_page(window, "About and licence")
+        window.find("1 page found", "label")
 
-    def test_it_opens_again_and_leaving_closes_it(self):
+    def test_a_search_says_how_many_pages_it_found_and_leaves_the_keys_in_the_field(self):
         self.start()
         window = self.open_help()
-        window.close()
+        field = self.search_for(window, "outbox")
+        self.wait_until("the outcome", lambda: field.description)
+        self.assertRegex(field.description, r"^[1-9]\d* pages found$")
+        window.find(field.description, "label")
+        found = window.find("Pages found", "table").find_all(role="table cell")
+        self.assertEqual(f"{len(found)} pages found", field.description)
+        names = [each.name for each in found]
+        self.assertIn("Welcome to Relaybird", names)
+        self.assertNotIn("Relaybird Help", names, "the first page by its other name")
+        window.activate()
+        field.wait_for_state("focused")
+        self.desktop.type("console")
+        field.wait_for_text("console")
+
+    def test_a_search_in_vain_says_so_and_leaves_the_page(self):
+        self.start()
+        window = self.open_help()
+        self.wait_for_page(window, "Welcome to Relaybird")
+        field = self.search_for(window, "xyzzyq")
+        window.find("Nothing found", "label")
+        self.wait_until("the outcome", lambda: field.description == "Nothing found")
+        self.assertEqual(
+            [], window.find("Pages found", "table").find_all(role="table cell"))
+        self.assertEqual("Help: Welcome to Relaybird", window.name)
+
+    def test_blanks_are_not_searched_for(self):
+        self.start()
+        window = self.open_help()
+        field = self.search_for(window, "  ")
+        field.enter(" xyzzyq ")
+        self.desktop.keys("Return")
+        field.wait_for_text("xyzzyq")
+        window.find("Nothing found", "label")
+
+    def test_escape_closes_it_wherever_the_keys_are(self):
+        self.start()
+        for part in (lambda window: window.find("Contents", "panel"),
+                     lambda window: show_tab(window, "Index").find(role="text"),
+                     lambda window: show_tab(window, "Search").find(role="text")):
+            window = self.open_help()
+            part(window).focus()
+            self.desktop.keys("Escape")
+            window.wait_gone()
+        self.leave()
+
+    def test_escape_in_its_options_closes_those_alone(self):
+        self.start()
+        window = self.open_help()
+        window.find("Display options dialog").click()
+        options = self.program.window("Help Browser Options")
+        self.desktop.keys("Escape")
+        options.wait_gone()
+        self.assertTrue(window.is_showing())
+        self.leave()
+
+    def test_the_second_opening_is_like_the_first(self):
+        self.start()
+        looks = []
+        for _ in range(2):
+            window = self.open_help()
+            self.wait_for_page(window, "Welcome to Relaybird")
+            window.point()  # it stands still
+            tools = [each.name for each in
+                     window.find(role="tool bar").find_all(role="push button")]
+            parts = [each.name for each in window.find_all(role="scroll pane")]
+            looks.append((window.extents[2:], tools, parts))
+            window.close()
+        self.assertEqual(looks[0], looks[1])
+        self.assertIn("Print this page", looks[0][1])
+        self.assertEqual(["Page", "Contents"], looks[0][2])
+        self.leave()
+
+    def test_leaving_closes_it(self):
+        self.start()
         self.open_help()
         self.leave()
+
+    def check_that_the_end_takes_along(self, tool, title):
+        self.start()
+        self.open_help().find(tool).click()
+        self.program.window(title)
+        self.program.terminate()
+        self.assertEqual(0, self.program.wait(), self.program.output())
+
+    def test_the_end_of_the_program_takes_its_options_along(self):
+        self.check_that_the_end_takes_along("Display options dialog", "Help Browser Options")
+
+    def test_the_end_of_the_program_takes_its_print_dialog_along(self):
+        self.check_that_the_end_takes_along("Print this page", "Print")
 
     def test_a_manual_that_is_not_there_is_told_and_cancel_ends_it(self):
         self.start_without_manual().choose("Help", "Help Index...")
@@ -73,14 +179,85 @@ class Help(DesktopCase):
         os.symlink(self.help_file, moved)
         self.start_without_manual().choose("Help", "Help Index...")
         self.answer(NOT_FOUND, "OK")
-        chooser = self.program.window('"Please locate help file (rbx.chm)"')
-        self.desktop.type(str(moved))  # the slash opens the field for a path
-        self.wait_until("the path", lambda: any(
-            each.text == str(moved) for each in chooser.find_all(role="text")))
-        self.desktop.keys("Return")
+        self.choose_manual(moved)
         self.program.window(HELP)
         self.leave()
         self.assertIn(str(moved), self.home.remembered_help_file.read_text())
+
+    def test_a_chosen_manual_that_cannot_be_read_can_be_replaced(self):
+        damaged = self.home.folder / "damaged.chm"
+        damaged.write_text("no manual")
+        self.start_without_manual().choose("Help", "Help Index...")
+        self.answer(NOT_FOUND, "OK")
+        self.choose_manual(damaged)
+        self.assertIn(f"{damaged} cannot be opened.", self.answer("Error", "Cancel"))
+        self.program.window(MAIN).choose("Help", "Help Index...")
+        self.answer("Error", "OK")
+        self.choose_manual(self.help_file)
+        self.wait_for_page(self.program.window(HELP), "Welcome to Relaybird")
+        self.leave()
+        self.assertIn(self.help_file, self.home.remembered_help_file.read_text())
+
+    def test_another_manual_takes_the_place_of_the_open_one(self):
+        first = shutil.copy(self.help_file, self.home.folder)
+        self.home.write_remembered_help(first)
+        self.start()
+        window = self.open_help()
+        os.remove(first)
+        self.program.window(MAIN).choose("Help", "Help Index...")
+        self.answer(NOT_FOUND, "OK")
+        self.choose_manual(self.help_file)
+        window.wait_gone()
+        self.wait_for_page(self.program.window(HELP), "Welcome to Relaybird")
+        self.leave()
+
+
+class HelpColours(HelpCase):
+    def colours_of(self, name):
+        """How bright the background is, what is darkest and what is brightest."""
+        left, top, width, height = self.program.window(HELP).find(name, "scroll pane").extents
+        rows = self.desktop.pixels((left + 2, top + 2, width - 20, height - 20))
+        counted = collections.Counter(pixel for row in rows for pixel in row)
+        bright = [sum(pixel) // 3 for pixel in counted]
+        return sum(counted.most_common(1)[0][0]) // 3, min(bright), max(bright)
+
+    def wait_for_colours(self, right):
+        self.wait_for_page(self.open_help(), "Welcome to Relaybird")
+        for part in ("Page", "Contents"):
+            self.wait_until(f"the colours of '{part}'",
+                            lambda part=part: right(*self.colours_of(part)))
+
+    def test_the_page_is_dark_with_light_text_in_a_dark_theme(self):
+        self.start({"GTK_THEME": "Adwaita:dark"})
+        self.wait_for_colours(lambda ground, _, brightest: ground < 80 and brightest > 220)
+
+    def test_the_page_is_light_with_dark_text_in_a_light_theme(self):
+        self.start({"GTK_THEME": "Adwaita"})
+        self.wait_for_colours(lambda ground, darkest, _: ground > 220 and darkest < 80)
+
+
+class LargeLetters(HelpCase):
+    SCREEN = "2560x1600"
+
+    def test_all_tabs_and_what_stands_in_fields_are_in_sight(self):
+        self.start({"GDK_DPI_SCALE": "2"})
+        window = self.open_help()
+        self.wait_for_page(window, "Welcome to Relaybird")
+        window.point()  # it stands still
+        page = window.find("Page", "scroll pane").extents
+        for name in ("Contents", "Index", "Search"):
+            left, _, width, _ = window.find(name, "page tab").extents
+            self.assertGreater(left, window.extents[0])
+            self.assertLess(left + width, page[0], f"the tab '{name}'")
+        self.assertGreater(page[2], window.extents[2] // 3)
+        for tab in ("Index", "Search"):
+            field = show_tab(window, tab).find(role="text")
+            field.enter("gypsy")
+            self.assertGreater(field.extents[3], field.accessible.letter_extents(0)[3], tab)
+
+
+class LargeLettersOnASmallScreen(LargeLetters):
+    SCREEN = "640x480"
 
 
 class About(DesktopCase):

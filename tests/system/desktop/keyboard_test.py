@@ -3,7 +3,6 @@
 
 import collections
 import re
-import signal
 
 import desktop_case
 from desktop_case import MAIN, DesktopCase
@@ -184,17 +183,40 @@ class EnterAndEscape(DesktopCase):
         self.assertTrue(settings.is_showing())
 
 
+class FocusOfButtons(DesktopCase):
+    def test_it_goes_from_start_to_stop_and_back(self):
+        """A button that cannot be pressed now does not keep the keys."""
+        main = self.start()
+        start, stop = (main.find(word + " Forwarding Email") for word in ("Start", "Stop"))
+        self.wait_until("the keys to be in the window", main.focused)
+        for _ in range(len(main.find_all(role="push button"))):
+            if not start.has("focused"):
+                before = main.focused()
+                self.desktop.keys("Tab")
+                self.wait_until("Tab to move the keys",
+                                lambda: main.focused() not in (None, before))
+        for key in ("space", "Return"):
+            start.wait_for_state("focused")
+            self.desktop.keys(key)
+            self.program.window(CONFIRM)
+            self.desktop.keys("Return")
+            main.find("Automation Status:", "text").wait_for_text("Running")
+            stop.wait_for_state("focused")
+            self.desktop.keys(key)
+            main.find("Automation Status:", "text").wait_for_text("Stopped")
+        start.wait_for_state("focused")
+
+
 class Impatience(DesktopCase):
     """The program hangs, and its user clicks once more, and once more."""
 
     def test_clicks_that_waited_open_one_box(self):
         main = self.start()
         button = main.find("Minimize to System Tray", "push button")
-        left, top, width, height = button.extents
-        self.program.process.send_signal(signal.SIGSTOP)
-        for _ in range(3):
-            self.desktop.xdotool("mousemove", left + width // 2, top + height // 2, "click", 1)
-        self.program.process.send_signal(signal.SIGCONT)
+        point = button.point()
+        with self.program.held():
+            for _ in range(3):
+                self.desktop.click(point)
         box = self.program.window("Minimize to System Tray")
         box.find("No", "push button").click()
         box.wait_gone()

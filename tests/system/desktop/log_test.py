@@ -2,8 +2,11 @@
 """The log window: what it lists reaches the clipboard, it follows the newest line, and the hidden
 switch for verbose lines appears by its keys."""
 
+import sys
+
 import desktop_case
 from desktop_case import DesktopCase
+from driver import clipboard_keeper
 
 VERBOSE = "Verbose log"
 MANY = 120
@@ -18,6 +21,12 @@ class LogCase(DesktopCase):
         self.assertTrue(text.endswith("\r\n"), repr(text))
         return text.split("\r\n")[:-1]
 
+    def copied_by_keys(self):
+        self.desktop.clear_clipboard()
+        self.desktop.keys("ctrl+c")
+        text = self.wait_until("the clipboard", self.desktop.clipboard)
+        return text.split("\r\n")[:-1]
+
     def switch_on_and_off(self, main, times=1):
         """Writes two lines into the log each time."""
         for _ in range(times):
@@ -30,15 +39,11 @@ class LogCase(DesktopCase):
     def lines(self, log):
         return log.find("Activity Log", "list")
 
-    def click_line(self, log, from_top=None, from_bottom=None, modifier=None):
+    def click_line(self, log, from_top=None, from_bottom=None, button=1):
         """Clicks into the list, some pixels below its top or above its bottom."""
         left, top, _, height = self.lines(log).extents
         y = top + from_top if from_top is not None else top + height - from_bottom
-        if modifier:
-            self.desktop.xdotool("keydown", modifier)
-        self.desktop.xdotool("mousemove", left + 20, y, "click", 1)
-        if modifier:
-            self.desktop.xdotool("keyup", modifier)
+        self.desktop.click((left + 20, y), button)
 
 
 class Copying(LogCase):
@@ -68,8 +73,44 @@ class Copying(LogCase):
         self.desktop.keys("shift+Tab", "ctrl+a")
         self.assertEqual(everything, self.copied(log))
 
+    def test_the_keys_copy_the_selected_lines(self):
+        main = self.start()
+        self.switch_on_and_off(main, times=2)
+        log = self.open_log()
+        everything = self.copied_by_keys()
+        self.assertEqual(4, len(everything))
+        self.click_line(log, from_top=5)
+        self.wait_until("the lines to have the keys", lambda: self.lines(log).has("focused"))
+        self.assertEqual(everything[:1], self.copied_by_keys())
+        self.desktop.keys("shift+Down")
+        self.assertEqual(everything[:2], self.copied_by_keys())
+
 
 class Leaving(LogCase):
+    def keep_clipboard(self):
+        """Has a clipboard manager on the desktop, as most have one."""
+        keeper = self.desktop.run([sys.executable, clipboard_keeper.__file__], self.home)
+        self.wait_until("the clipboard manager", lambda: "ready" in keeper.output())
+
+    def test_what_was_copied_outlives_the_program(self):
+        self.keep_clipboard()
+        main = self.start()
+        self.switch_on_and_off(main)
+        lines = self.copied(self.open_log())
+        self.leave()
+        self.assertEqual("\r\n".join([*lines, ""]), self.desktop.clipboard())
+
+    def test_what_was_copied_elsewhere_since_then_is_not_touched(self):
+        self.start()
+        log = self.open_log()
+        self.desktop.set_clipboard("before")
+        log.find("Copy to Clipboard", "push button").click()
+        self.wait_until("the program to have the clipboard",
+                        lambda: self.desktop.clipboard() != "before")
+        self.desktop.set_clipboard("copied elsewhere")
+        self.leave()
+        self.assertEqual("copied elsewhere", self.desktop.clipboard())
+
     def test_the_program_ends_while_the_lines_have_the_keys(self):
         main = self.start()
         self.switch_on_and_off(main)
@@ -80,8 +121,9 @@ class Leaving(LogCase):
         self.assertEqual(0, self.program.wait(), self.program.output())
 
 
-class Following(LogCase):
-    def test_it_shows_the_newest_of_many_lines(self):
+class ManyLines(LogCase):
+    def open_long_log(self):
+        """Answers the log with a line for each of many messages, and the main window."""
         for number in range(MANY):
             self.home.deliver(f"Message {number}")
         main = self.start(mbolFwdUponStart=True)
@@ -90,13 +132,48 @@ class Following(LogCase):
         main.choose("File", "Start")
         self.answer("Please Confirm:", "Yes")
         main.find("Number Forwarded:", "text").wait_for_text(str(MANY))
-        log = self.open_log()
+        return self.open_log(), main
+
+    def line_at_top(self, log):
+        self.click_line(log, from_top=5)
+        (line,) = self.copied(log)
+        return line
+
+    def test_it_shows_the_newest_of_them(self):
+        log, _ = self.open_long_log()
         everything = self.copied(log)
         self.assertGreater(len(everything), MANY)
         # Above the scroll bar that a long line brings along.
         self.click_line(log, from_bottom=30)
         (line,) = self.copied(log)
         self.assertIn(line, everything[-3:])
+
+    def test_a_new_line_leaves_alone_who_reads_above(self):
+        log, main = self.open_long_log()
+        everything = self.copied(log)
+        for _ in range(5):
+            self.click_line(log, from_top=50, button=4)  # the wheel
+        before = self.line_at_top(log)
+        self.assertIn(before, everything[1:-20])
+        main.choose("File", "Stop")
+        main.find("Automation Status:", "text").wait_for_text("Stopped")
+        log.activate()
+        self.assertEqual(before, self.line_at_top(log))
+        self.click_line(log, from_top=5)
+        self.desktop.keys("ctrl+a")
+        self.assertEqual(len(everything) + 1, len(self.copied(log)))
+
+    def test_a_letter_seeks_no_line(self):
+        log, main = self.open_long_log()
+        # There is one that begins with it.
+        main.choose("File", "Stop")
+        main.find("Automation Status:", "text").wait_for_text("Stopped")
+        log.activate()
+        self.click_line(log, from_top=5)
+        before = self.copied_by_keys()
+        self.assertFalse(before[0].startswith("-"), before)
+        self.desktop.type("---")
+        self.assertEqual(before, self.copied_by_keys())
 
     def show_verbose(self, main):
         main.find("View Log ").click()

@@ -140,6 +140,16 @@ class EveryTab(SettingsCase):
                          self.chosen(settings.find("Type of Match:", "combo box")))
         self.assertEqual("urgent; two words; ", self.field(settings, PHRASES).text)
 
+    def test_the_wheel_over_a_closed_list_chooses_nothing(self):
+        self.start(mbolFilterText=True, mintTextToCheck=101)
+        settings = self.open_settings("Text")
+        box = settings.find("Text To Search:", "combo box")
+        for wheel, ticked in ((4, False), (5, True)):
+            self.desktop.click(box.point(), wheel)
+            # A click that comes after it.
+            self.tick(settings, TEXT_FILTER, ticked)
+            self.assertEqual("Message Body Text", self.chosen(box))
+
     def test_cell_phone_by_its_options(self):
         self.start(mbolFormatForCellPhone=False)
         settings = self.open_settings("Cell Phone")

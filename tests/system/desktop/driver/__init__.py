@@ -22,8 +22,8 @@ it; what is done to them goes through the X server (xdotool), or is an action th
 offers to assistive tools (Widget.press). Nothing sleeps for a time: whatever has to come is waited
 for with a deadline (driver.waiting.wait_for).
 
-Needs Debian's python3-gi, at-spi2-core, dbus-daemon, openbox, xdotool, xvfb, and xclip for
-Desktop.clipboard().
+Needs Debian's python3-gi, at-spi2-core, dbus-daemon, openbox, xdotool, xvfb; xclip for
+Desktop.clipboard(), gir1.2-gtk-3.0 for clipboard_keeper, and xsettingsd for theme.
 """
 
 from .desktop import Desktop

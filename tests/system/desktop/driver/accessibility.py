@@ -90,6 +90,9 @@ class Accessible:
     def description(self):
         return self._property("Accessible", "Description")
 
+    def value(self):
+        return self._property("Value", "CurrentValue")
+
     def role(self):
         (role,) = self._call("Accessible", "GetRoleName", None, "(s)")
         return role

@@ -11,6 +11,7 @@ from gi.repository import Gio, GLib
 
 from .accessibility import AccessibilityBus
 from .program import Program
+from .screen import Screen
 from .waiting import wait_for
 
 # No service starts by itself on this bus: what answers there is what a test put there.
@@ -65,6 +66,7 @@ class Desktop:
         self._servants = []
         self._programs = []
         self._folder = None
+        self._pixels = None
         self.bus = None
         self.accessibility = None
 
@@ -113,6 +115,14 @@ class Desktop:
         )
         return done.stdout
 
+    def click(self, point, button=1):
+        """Clicks there: a point in the screen's pixels, as Widget.point() answers it."""
+        self.xdotool("mousemove", *point, "click", button)
+
+    def pixels(self, box):
+        """The colours of a box of the screen: see screen.Screen.pixels. Also what hangs is seen."""
+        return self._pixels.pixels(box)
+
     def keys(self, *keys):
         """Presses keys one after the other in whichever window has the focus: "ctrl+a", "Tab"."""
         self.xdotool("key", "--clearmodifiers", *keys)
@@ -135,10 +145,14 @@ class Desktop:
 
     def clear_clipboard(self):
         """Takes the clipboard from whoever has it."""
-        subprocess.run(["xclip", "-i", "-selection", "clipboard", "/dev/null"],
+        self.set_clipboard("")
+
+    def set_clipboard(self, text):
+        """Puts a text on the clipboard, as another program does."""
+        subprocess.run(["xclip", "-i", "-selection", "clipboard"], input=text, text=True,
                        env=self.environment, stdout=subprocess.DEVNULL, timeout=60, check=True)
         # It goes on in the background, and may have only begun.
-        wait_for("the clipboard to be empty", lambda: self.clipboard() == "")
+        wait_for(f"the clipboard to hold '{text}'", lambda: self.clipboard() == text)
 
     def _set_up(self):
         runtime = os.path.join(self._folder, "run")
@@ -166,7 +180,7 @@ class Desktop:
         reading, writing = os.pipe()
         self._servant(
             ["Xvfb", "-displayfd", str(writing), "-screen", "0", self.screen + "x24",
-             "-nolisten", "tcp", "-noreset"],
+             "-fbdir", self._folder, "-nolisten", "tcp", "-noreset"],
             pass_fds=(writing,),
         )
         os.close(writing)
@@ -175,6 +189,7 @@ class Desktop:
         if not number:
             raise RuntimeError("Xvfb did not start")
         self.environment.update(DISPLAY=":" + number)
+        self._pixels = Screen(os.path.join(self._folder, "Xvfb_screen0"))
 
     def _start_window_manager(self):
         with open(_WINDOW_MANAGER, encoding="utf-8") as file:

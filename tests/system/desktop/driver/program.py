@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A program on the desktop."""
 
+import contextlib
 import os
 import signal
 import subprocess
@@ -92,6 +93,15 @@ class Program:
     def terminate(self):
         """Asks it to end, as a service manager or a log-out does."""
         self.process.send_signal(signal.SIGTERM)
+
+    @contextlib.contextmanager
+    def held(self):
+        """Stands still for a block, as if it hung; what is done to it meanwhile waits for it."""
+        self.process.send_signal(signal.SIGSTOP)
+        try:
+            yield
+        finally:
+            self.process.send_signal(signal.SIGCONT)
 
     def kill(self):
         if self.running():

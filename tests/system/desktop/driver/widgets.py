@@ -50,6 +50,11 @@ class Widget:
         """Left, top, width and height on the screen, in the program's own pixels."""
         return self.accessible.extents()
 
+    @property
+    def value(self):
+        """How far a gauge has come, from 0 to 1."""
+        return self.accessible.value()
+
     def has(self, state):
         """Whether it has a state of accessibility.State: "checked", "focused", "showing"."""
         return State[state.upper()] in self.accessible.states()
@@ -94,7 +99,11 @@ class Widget:
     # What is done to it.
 
     def click(self, button=1):
-        """Clicks into its middle, once it stands still there."""
+        """Clicks into its middle."""
+        self.desktop.click(self.point(), button)
+
+    def point(self):
+        """Its middle, in the screen's pixels, once it stands still there."""
         seen = []
 
         def still():
@@ -104,8 +113,7 @@ class Widget:
         wait_for(f"{self} to stand still", still, otherwise=self.program.describe)
         left, top, width, height = seen[-1]
         scale = self.program.scale
-        self.desktop.xdotool("mousemove", (left + width // 2) * scale, (top + height // 2) * scale,
-                             "click", button)
+        return (left + width // 2) * scale, (top + height // 2) * scale
 
     def press(self, action=None):
         """Does what it offers to assistive tools: its first action, or the one of that name."""

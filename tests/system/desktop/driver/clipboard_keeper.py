@@ -1,0 +1,33 @@
+# SPDX-License-Identifier: MIT
+"""A clipboard manager, as desktops have one: it takes over what a program asks it to keep
+(freedesktop.org's clipboard manager protocol). A program of its own, on the display of its
+environment."""
+
+import gi
+
+
+def main():
+    gi.require_version("Gdk", "3.0")
+    gi.require_version("Gtk", "3.0")
+    # Not with the module: whoever imports it may have no display.
+    from gi.repository import Gdk, Gtk  # pylint: disable=import-outside-toplevel
+
+    clipboard = Gtk.Clipboard.get(Gdk.SELECTION_CLIPBOARD)
+    save, utf8 = (Gdk.Atom.intern(name, False) for name in ("SAVE_TARGETS", "UTF8_STRING"))
+
+    def keep(_, request):
+        """The toolkit answers, when the text is here: as it is, whatever ends its lines."""
+        data = clipboard.wait_for_contents(utf8) if request.target == save else None
+        if data is not None:
+            clipboard.set_text(data.get_data().decode(), -1)
+        return False
+
+    owner = Gtk.Invisible()
+    owner.connect("selection-request-event", keep)
+    Gtk.selection_owner_set(owner, Gdk.Atom.intern("CLIPBOARD_MANAGER", False), 0)
+    print("ready", flush=True)
+    Gtk.main()
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,88 @@
+# SPDX-License-Identifier: MIT
+"""The theme that a desktop's settings ask for, and how well what it colours can be read."""
+
+import collections
+import os
+import signal
+import subprocess
+
+from .waiting import wait_for
+
+# A theme may let its grounds run from one shade into another.
+_SAME_GROUND = 1.3
+
+
+class ThemeSetting:
+    """Tells all programs on a desktop which theme to take, from `with` to the end of its block, by
+    XSETTINGS as desktops do."""
+
+    def __init__(self, desktop, theme):
+        self._desktop = desktop
+        self._file = os.path.join(desktop.new_folder(), "xsettingsd.conf")
+        self._write(theme)
+        self._service = None
+
+    def __enter__(self):
+        # pylint: disable-next=consider-using-with
+        self._service = subprocess.Popen(
+            ["setpriv", "--pdeathsig", "TERM", "--", "xsettingsd", "-c", self._file],
+            env=self._desktop.environment, stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        return self
+
+    def __exit__(self, *_):
+        self._service.terminate()
+        self._service.wait()
+
+    def change(self, theme):
+        """While programs run."""
+        self._write(theme)
+        wait_for("the settings to be served", self._hears)
+        self._service.send_signal(signal.SIGHUP)
+
+    def _write(self, theme):
+        with open(self._file, "w", encoding="ascii") as file:
+            file.write(f'Net/ThemeName "{theme}"\n')
+
+    def _hears(self):
+        """Before it does, the signal would be its end."""
+        with open(f"/proc/{self._service.pid}/status", encoding="ascii") as file:
+            caught = next(line for line in file if line.startswith("SigCgt:"))
+        return int(caught.split()[1], 16) >> (signal.SIGHUP - 1) & 1
+
+
+def ground(desktop, box):
+    """The most frequent colour of a box of the screen."""
+    return _counted(desktop, box).most_common(1)[0][0]
+
+
+def contrast_of_text(desktop, box):
+    """Between the ground of a box and the letters on it, borders aside: WCAG 2.1's ratio; 1 where
+    there are none."""
+    left, top, width, height = box
+    edge = 3
+    counted = _counted(desktop, (left + edge, top + edge, width - 2 * edge, height - 2 * edge))
+    below = counted.most_common(1)[0][0]
+    # The edges of letters are of many shades, each of them rarer than the letters' own.
+    return next((ratio for ratio in (contrast(below, colour) for colour, _ in counted.most_common())
+                 if ratio > _SAME_GROUND), 1)
+
+
+def contrast(one, other):
+    """WCAG 2.1, "contrast ratio"."""
+    darker, lighter = sorted((luminance(one), luminance(other)))
+    return (lighter + 0.05) / (darker + 0.05)
+
+
+def luminance(colour):
+    """WCAG 2.1, "relative luminance": from 0 for black to 1 for white."""
+    red, green, blue = (_linear(part / 255) for part in colour)
+    return 0.2126 * red + 0.7152 * green + 0.0722 * blue
+
+
+def _linear(share):
+    return share / 12.92 if share <= 0.03928 else ((share + 0.055) / 1.055) ** 2.4
+
+
+def _counted(desktop, box):
+    return collections.Counter(colour for row in desktop.pixels(box) for colour in row)

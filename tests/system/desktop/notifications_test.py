@@ -1,0 +1,82 @@
+# SPDX-License-Identifier: MIT
+"""What the program tells by notifications, and when it does not."""
+
+from gi.repository import GLib
+
+import desktop_case
+from delivery_case import NOTIFICATIONS_PATH, RefusedForwards
+from driver import wait_for
+
+
+class Notifications(RefusedForwards):
+    def click_on_it(self, service, main):
+        """A click on the notification brings the window back."""
+        service.emit(NOTIFICATIONS_PATH, "org.freedesktop.Notifications", "ActionInvoked",
+                     GLib.Variant("(us)", (7, "default")))
+        wait_for("the window to be back", lambda: main.has("active"))
+
+    def test_a_hidden_window_tells_once_of_messages_that_are_refused(self):
+        for subject in ("First", "Second"):
+            self.home.deliver(subject)
+        with self.service() as service:
+            main = self.start_forwarding()
+            self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+            wait_for("the window to be left", lambda: not main.has("active"))
+            (self.home.folder / "now").touch()
+            self.wait_until("both to be refused", lambda: self.failed() == 2)
+            shown = self.wait_until("a notification", lambda: service.called("Notify"))
+            self.assertEqual("A message could not be forwarded", shown[0][3])
+            self.assertIn("no such user", shown[0][4])
+            self.assertIn("default", shown[0][5])
+            self.click_on_it(service, main)
+            self.assertEqual(1, len(service.called("Notify")))
+            self.leave()
+
+    def test_a_hidden_window_tells_that_no_more_is_forwarded(self):
+        for subject in ("First", "Second"):
+            self.home.deliver(subject)
+        with self.service() as service:
+            main = self.start(mbolFwdUponStart=True, mlngMaxToForward=1)
+            main.choose("File", "Start")
+            box = self.program.window("Please Confirm:")
+            yes = box.find("Yes", "push button")
+            self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+            wait_for("the windows to be left",
+                     lambda: not main.has("active") and not box.has("active"))
+            yes.press()
+            shown = self.wait_until("a notification", lambda: service.called("Notify"))
+            self.assertEqual("The maximum number of messages was forwarded", shown[0][3])
+            self.click_on_it(service, main)
+            self.leave()
+            self.assertEqual(1, len(service.called("Notify")))
+            self.assertEqual(1, len(self.home.forwards()))
+
+    def test_the_notification_goes_with_the_program(self):
+        self.home.deliver("First")
+        self.home.deliver("Second")
+        with self.service() as service:
+            main = self.start_forwarding()
+            self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+            wait_for("the window to be left", lambda: not main.has("active"))
+            (self.home.folder / "now").touch()
+            self.wait_until("a notification", lambda: service.called("Notify"))
+            self.program.terminate()
+            self.assertEqual(0, self.program.wait(), self.program.output())
+            self.assertEqual([(7,)], service.called("CloseNotification"))
+
+    def test_a_window_that_is_looked_at_tells_it_itself(self):
+        for subject in ("First", "Second"):
+            self.home.deliver(subject)
+        with self.service() as service:
+            main = self.start_forwarding()
+            main.activate()
+            (self.home.folder / "now").touch()
+            log = self.open_log()
+            self.wait_until("both to be refused", lambda: self.failed() == 2)
+            log.find("Close", "push button").click()
+            self.leave()
+            self.assertEqual([], service.called("Notify"))
+
+
+if __name__ == "__main__":
+    desktop_case.main()

@@ -1,0 +1,142 @@
+# SPDX-License-Identifier: MIT
+"""A start while the program runs already, with the same mailbox or with another one."""
+
+import fcntl
+import os
+
+import desktop_case
+from desktop_case import MAIN, DesktopCase
+from driver import Home, wait_for
+
+
+class SecondStart(DesktopCase):
+    def second(self):
+        """Starts the program once more: it has to hand over and end."""
+        other = self.run_program()
+        self.assertEqual(0, other.wait(), other.output())
+
+    def refusal(self, other):
+        """What the box of a program says that cannot start, which then ends."""
+        box = other.window("Relaybird")
+        words = " ".join(label.name for label in box.find_all(role="label"))
+        box.find("OK", "push button").click()
+        self.assertEqual(1, other.wait())
+        return " ".join(words.split())
+
+    def other_in_front(self):
+        """A program of the same kind with a mailbox of its own, which does not have the name."""
+        other = self.desktop.run([self.program_file], Home(self.desktop.new_folder()))
+        other.window(MAIN)
+        return other
+
+    def test_it_does_not_hand_over_to_one_with_another_mailbox(self):
+        self.start()
+        other = self.other_in_front()
+        second = self.desktop.run([self.program_file], other.home)
+        self.assertIn(str(other.process.pid), self.refusal(second))
+        other.terminate()
+        self.assertEqual(0, other.wait())
+        self.leave()
+
+    def test_one_with_another_mailbox_does_not_wait_for_one_that_hangs(self):
+        self.start()
+        with self.program.held():
+            other = self.desktop.run([self.program_file], Home(self.desktop.new_folder()))
+            # The bus waits for 25 s.
+            other.window(MAIN, patience=20)
+            other.terminate()
+            self.assertEqual(0, other.wait())
+        self.leave()
+
+    def test_it_brings_a_minimised_window_back(self):
+        main = self.start()
+        window = main.window_id()
+        self.desktop.xdotool("windowminimize", "--sync", window)
+        self.second()
+        wait_for("the window to be in front", lambda: main.has("active"))
+        self.leave()
+
+    def test_it_leaves_a_question_on_top(self):
+        main = self.start()
+        main.choose("File", "Start")
+        box = self.program.window("Please Confirm:")
+        other = self.other_in_front()
+        wait_for("the question to be behind", lambda: not box.has("active"))
+        self.second()
+        wait_for("the question to be in front", lambda: box.has("active"))
+        other.terminate()
+        self.assertEqual(0, other.wait())
+        box.find("No", "push button").click()
+        self.leave()
+
+    def test_it_brings_a_minimised_window_back_with_its_question(self):
+        main = self.start()
+        main.choose("File", "Start")
+        box = self.program.window("Please Confirm:")
+        self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+        wait_for("the windows to be left", lambda: not main.has("active") and not box.has("active"))
+        self.second()
+        wait_for("the question to be in front", lambda: box.has("active"))
+        wait_for("the window to be back", lambda: main.window_id() is not None)
+        box.find("No", "push button").click()
+        wait_for("the window to be in front", lambda: main.has("active"))
+        self.leave()
+
+    def test_it_says_so_where_the_first_one_does_not_answer(self):
+        self.start()
+        with self.program.held():
+            words = self.refusal(self.run_program())
+        self.assertIn("It does not answer just now.", words)
+        self.leave()
+
+    def test_it_says_so_where_nobody_can_be_found(self):
+        self.start()
+        other = self.run_program({"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent"})
+        self.assertIn("is in use by relaybird", self.refusal(other))
+        self.leave()
+
+
+class EndOfTheFirst(DesktopCase):
+    """The first one is ending, or has ended."""
+
+    def lock_folder(self):
+        (folder,) = (self.home.state / "rbx" / "locks").iterdir()
+        return folder.resolve()
+
+    def looks_at(self, program, folder):
+        """Whether a program has that folder open, as it has while it waits for its lock."""
+        opened = f"/proc/{program.process.pid}/fd"
+        try:
+            return any(os.readlink(os.path.join(opened, each)) == str(folder)
+                       for each in os.listdir(opened))
+        except OSError:
+            return False  # Closed meanwhile.
+
+    def test_a_second_start_takes_over_from_one_that_is_just_ending(self):
+        self.start()
+        self.leave()
+        # As one that has given up its name already, and has the mailbox still.
+        ending = os.open(self.lock_folder(), os.O_RDONLY | os.O_DIRECTORY)
+        self.addCleanup(os.close, ending)
+        fcntl.flock(ending, fcntl.LOCK_EX)
+        self.program = self.run_program()
+        self.wait_until("it to look for the mailbox",
+                        lambda: self.looks_at(self.program, self.lock_folder()))
+        fcntl.flock(ending, fcntl.LOCK_UN)
+        self.program.window(MAIN)
+        self.leave()
+
+    def test_the_next_one_with_another_mailbox_is_the_one_to_be_raised(self):
+        self.start()
+        self.leave()
+        self.home = Home(self.desktop.new_folder())
+        main = self.start()
+        self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+        second = self.run_program()
+        self.assertEqual(0, second.wait(), second.output())
+        wait_for("the window to be in front", lambda: main.has("active"))
+        self.leave()
+
+
+if __name__ == "__main__":
+    desktop_case.main()

@@ -1,0 +1,70 @@
+# SPDX-License-Identifier: MIT
+"""Light and dark themes: the windows take theirs, at the start and later, and what has a colour of
+its own can be read on all of them."""
+
+import desktop_case
+from desktop_case import DesktopCase
+from driver import wait_for
+from driver.theme import ThemeSetting, contrast_of_text, ground, luminance
+
+# WCAG 2.1, 1.4.3.
+READABLE = 4.5
+FIELDS = ("Automation Status:", "Number Forwarded:", "Forwards to [1 address]:")
+
+
+class Themes(DesktopCase):
+    def assert_ground(self, main, dark):
+        wait_for(f"the window to be {'dark' if dark else 'light'}",
+                 lambda: (luminance(ground(self.desktop, main.extents)) < 0.2) == dark)
+
+    def assert_readable(self, main):
+        for name in FIELDS:
+            self.assert_contrast(main.find(name, "text"), READABLE)
+
+    def assert_contrast(self, widget, wanted):
+        """What is painted comes a little after what is told."""
+        wait_for(f"{widget} {widget.text!r} to be readable",
+                 lambda: self.contrast(widget) >= wanted,
+                 otherwise=lambda: f"a contrast of {self.contrast(widget)}")
+
+    def contrast(self, widget):
+        return contrast_of_text(self.desktop, widget.extents)
+
+    def assert_status_line_readable(self, main):
+        self.assert_contrast(main.find("Current Status - Automatic forwarding turned off", "label"),
+                             READABLE)
+
+    def switch_on(self, main):
+        main.choose("File", "Start")
+        self.answer("Please Confirm:", "Yes")
+        main.activate()
+        main.find("Automation Status:", "text").wait_for_text("Running")
+
+    def test_it_starts_in_the_theme_of_the_desktop(self):
+        for theme, dark in (("Adwaita", False), ("Adwaita:dark", True)):
+            with self.subTest(theme):
+                main = self.start({"GTK_THEME": theme})
+                self.assert_ground(main, dark)
+                self.assert_readable(main)
+                self.assert_status_line_readable(main)
+                self.switch_on(main)
+                self.assert_readable(main)
+                self.leave()
+
+    def test_it_takes_another_theme_while_it_runs(self):
+        with ThemeSetting(self.desktop, "HighContrast") as setting:
+            main = self.start()
+            self.assert_ground(main, dark=False)
+            for theme, dark in (("HighContrastInverse", True), ("HighContrast", False)):
+                setting.change(theme)
+                self.assert_ground(main, dark)
+                self.assert_readable(main)
+                self.assert_status_line_readable(main)
+            self.switch_on(main)
+            setting.change("HighContrastInverse")
+            self.assert_ground(main, dark=True)
+            self.assert_readable(main)
+
+
+if __name__ == "__main__":
+    desktop_case.main()
