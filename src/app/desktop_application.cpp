@@ -61,7 +61,7 @@ void DesktopApplication::prepare() {
 }
 
 void DesktopApplication::makeForms() {
-  auto tray = std::make_unique<desktop::TrayIcon>(core_->files, core_->stateFile("icons"));
+  auto tray = std::make_unique<desktop::TrayIcon>(core_->files, *loop_, core_->stateFile("icons"));
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
                                                                  core_->files, startProgram);
   autostart_ = std::make_unique<DesktopEntryAutostart>(

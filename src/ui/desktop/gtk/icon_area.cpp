@@ -18,10 +18,6 @@ constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
 constexpr const char* kScreenLock = "org.gnome.ScreenSaver";
 constexpr const char* kScreenLockPath = "/org/gnome/ScreenSaver";
 constexpr int kBusPatience = 1000;  // milliseconds
-constexpr gint64 kAbsence = 10 * G_USEC_PER_SEC;
-// Seconds, while nobody shows icons.
-constexpr guint kLookEvery = 1;
-constexpr guint kLookEveryLocked = 60;
 
 GVariant* hostQuestion() {
   return g_variant_new("(ss)", kWatcher, "IsStatusNotifierHostRegistered");
@@ -98,10 +94,9 @@ bool iconsAreShown() {
   return shownAccordingTo(answer, error);
 }
 
-IconAreaWatch::IconAreaWatch(std::function<void()> onLost)
-    : onLost_(std::move(onLost)), bus_(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)) {
+IconAreaWatch::IconAreaWatch(std::function<void(IconArea)> report)
+    : report_(std::move(report)), bus_(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)) {
   if (bus_ == nullptr) {
-    seen(false);
     return;
   }
   // Also tells how it is now.
@@ -129,15 +124,12 @@ IconAreaWatch::~IconAreaWatch() {
   if (tray_ != nullptr) {
     g_signal_handler_disconnect(tray_, trayChanges_);
   }
-  if (timer_ != 0) {
-    g_source_remove(timer_);
-  }
 }
 
 void IconAreaWatch::look() {
-  if (bus_ == nullptr) {
-    seen(false);
-  } else if (!std::exchange(asked_, true)) {
+  if (std::exchange(asked_, true)) {
+    again_ = true;
+  } else if (bus_ != nullptr) {
     g_dbus_connection_call(bus_, kWatcher, kWatcherPath, kProperties, "Get", hostQuestion(),
                            G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, kBusPatience,
                            cancel_, onAnswer, this);
@@ -148,34 +140,18 @@ void IconAreaWatch::onAnswer(GObject* bus, GAsyncResult* result, gpointer self) 
   GError* error = nullptr;
   bool cancelled = false;
   GVariant* answer = finishedCall(bus, result, &error, cancelled);
-  if (!cancelled) {
-    auto* watch = static_cast<IconAreaWatch*>(self);
-    watch->asked_ = false;
-    watch->seen(shownAccordingTo(answer, error));
-  }
-}
-
-/// While nobody shows icons, looks again and again: not every watcher tells of its hosts.
-void IconAreaWatch::seen(bool shown) {
-  const gint64 now = g_get_monotonic_time();
-  if (shown) {
-    goneSince_ = 0;
+  if (cancelled) {
     return;
   }
-  if (goneSince_ == 0) {
-    goneSince_ = now;
-  }
-  if (now - goneSince_ < kAbsence) {
-    lookAgainIn(kLookEvery);
-  } else if (bus_ != nullptr && onLost_) {
-    askWhetherLocked();
+  auto* watch = static_cast<IconAreaWatch*>(self);
+  if (shownAccordingTo(answer, error)) {
+    watch->tell(IconArea::kShown);
   } else {
-    tell();
+    watch->askWhetherLocked();
   }
 }
 
 void IconAreaWatch::askWhetherLocked() {
-  asked_ = true;
   g_dbus_connection_call(bus_, kScreenLock, kScreenLockPath, kScreenLock, "GetActive", nullptr,
                          G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, kBusPatience,
                          cancel_, onLockAnswer, this);
@@ -194,38 +170,18 @@ void IconAreaWatch::onLockAnswer(GObject* bus, GAsyncResult* result, gpointer se
     g_variant_unref(answer);
   }
   g_clear_error(&error);
-  auto* watch = static_cast<IconAreaWatch*>(self);
-  watch->asked_ = false;
-  if (locked == TRUE) {
-    // The time begins anew afterwards: the panel is not there at once.
-    watch->goneSince_ = 0;
-    watch->lookAgainIn(kLookEveryLocked);
-  } else {
-    watch->tell();
+  static_cast<IconAreaWatch*>(self)->tell(locked == TRUE ? IconArea::kHeldBack : IconArea::kGone);
+}
+
+/// What has changed in between is asked for first: it may be otherwise by now.
+void IconAreaWatch::tell(IconArea area) {
+  asked_ = false;
+  if (std::exchange(again_, false)) {
+    look();
+    return;
   }
-}
-
-void IconAreaWatch::lookAgainIn(guint seconds) {
-  if (timer_ != 0) {
-    g_source_remove(timer_);
-  }
-  timer_ = g_timeout_add_seconds(seconds, onTimer, this);
-}
-
-void IconAreaWatch::tell() {
-  // Taken out: it may destroy this.
-  guarded([lost = std::exchange(onLost_, nullptr)] {
-    if (lost) {
-      lost();
-    }
-  });
-}
-
-gboolean IconAreaWatch::onTimer(gpointer self) {
-  auto* watch = static_cast<IconAreaWatch*>(self);
-  watch->timer_ = 0;
-  watch->look();
-  return G_SOURCE_REMOVE;
+  // A copy: it may destroy this.
+  guarded([report = report_, area] { report(area); });
 }
 
 void IconAreaWatch::onName(GDBusConnection*, const gchar*, gpointer self) {

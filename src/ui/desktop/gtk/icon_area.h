@@ -8,30 +8,31 @@
 
 #include <functional>
 
+#include "ui/forms/tray/icon_absence.h"
+
 namespace relaybird::desktop {
 
 /// Whether icons are shown now. Waits a second at most for a watcher that does not answer, which
 /// counts as one that shows none.
 bool iconsAreShown();
 
-/// Looks on from its making on, and tells once when nobody has shown icons for ten seconds: a panel
-/// that crashes or is exchanged is back sooner, and takes in the icons that it finds. Of GNOME's
-/// panel the part that shows icons is away for as long as the screen is locked, which does not
-/// count.
+/// Reports what it sees: at first, at every sign that it has changed, and when asked. Of GNOME's
+/// panel the part that shows icons is away for as long as the screen is locked: icons are then held
+/// back.
 class IconAreaWatch {
  public:
-  /// `onLost` is called from the main loop, and may destroy this.
-  explicit IconAreaWatch(std::function<void()> onLost);
+  /// `report` is called from the main loop, and may destroy this.
+  explicit IconAreaWatch(std::function<void(IconArea)> report);
   ~IconAreaWatch();
   IconAreaWatch(const IconAreaWatch&) = delete;
   IconAreaWatch& operator=(const IconAreaWatch&) = delete;
 
- private:
+  /// Reports a little later.
   void look();
-  void seen(bool shown);
+
+ private:
   void askWhetherLocked();
-  void lookAgainIn(guint seconds);
-  void tell();
+  void tell(IconArea area);
 
   static void onAnswer(GObject* bus, GAsyncResult* result, gpointer self);
   static void onLockAnswer(GObject* bus, GAsyncResult* result, gpointer self);
@@ -40,18 +41,16 @@ class IconAreaWatch {
   static void onSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
                        GVariant*, gpointer self);
   static void onTray(GtkClipboard*, GdkEvent*, gpointer self);
-  static gboolean onTimer(gpointer self);
 
-  std::function<void()> onLost_;
+  std::function<void(IconArea)> report_;
   GCancellable* cancel_ = g_cancellable_new();
-  GDBusConnection* bus_;  ///< null where there is none
+  GDBusConnection* bus_;  ///< null where there is none, and then no icon either
   guint name_ = 0;
   guint signals_ = 0;
   GtkClipboard* tray_ = nullptr;  ///< the toolkit's; null off X
   gulong trayChanges_ = 0;
-  guint timer_ = 0;
-  bool asked_ = false;    ///< an answer is on its way
-  gint64 goneSince_ = 0;  ///< monotonic, in microseconds; 0 while icons are shown
+  bool asked_ = false;  ///< an answer is on its way
+  bool again_ = false;  ///< something has changed since it was asked for
 };
 
 }  // namespace relaybird::desktop

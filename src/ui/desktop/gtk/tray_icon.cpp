@@ -80,16 +80,24 @@ GtkMenu* makeMenu(const Control& menu) {
 }  // namespace
 
 struct TrayIcon::Icon {
-  AppIndicator* indicator;
-  IconAreaWatch watch;
+  Icon(AppIndicator* shown, TimerMaker& timers, std::function<void()> onLost)
+      : indicator(shown),
+        absence(
+            timers, [this] { watch.look(); }, std::move(onLost)) {}
+  Icon(const Icon&) = delete;
+  Icon& operator=(const Icon&) = delete;
   ~Icon() {
     app_indicator_set_status(indicator, APP_INDICATOR_STATUS_PASSIVE);
     g_object_unref(indicator);
   }
+
+  AppIndicator* indicator;
+  IconAbsence absence;
+  IconAreaWatch watch{[this](IconArea area) { absence.seen(area); }};
 };
 
-TrayIcon::TrayIcon(FileSystem& files, std::string iconFolder)
-    : files_(files), iconFolder_(std::move(iconFolder)) {}
+TrayIcon::TrayIcon(FileSystem& files, TimerMaker& timers, std::string iconFolder)
+    : files_(files), timers_(timers), iconFolder_(std::move(iconFolder)) {}
 
 TrayIcon::~TrayIcon() = default;
 
@@ -119,7 +127,7 @@ void TrayIcon::addIcon(const NotifyIconRecord& record) {
   const std::string tip(record.tipText());
   AppIndicator* indicator = app_indicator_new_with_path(
       "relaybird", pictureName(), APP_INDICATOR_CATEGORY_COMMUNICATIONS, folder);
-  icon_.reset(new Icon{indicator, IconAreaWatch([this] { lost(); })});
+  icon_.reset(new Icon(indicator, timers_, [this] { lost(); }));
   app_indicator_set_title(indicator, tip.c_str());
   app_indicator_set_menu(indicator, makeMenu(*menu_));
   app_indicator_set_status(indicator, APP_INDICATOR_STATUS_ACTIVE);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/event_queue.h"
 #include "platform/file_system.h"
 #include "ui/forms/model/control.h"
 #include "ui/forms/tray/mod_systray.h"
@@ -15,8 +16,8 @@ namespace relaybird::desktop {
 class TrayIcon : public TrayPlatform {
  public:
   /// The desktop reads the icon's pictures from `iconFolder`, into which they are put when the icon
-  /// is wanted for the first time. `files` must outlive this.
-  TrayIcon(FileSystem& files, std::string iconFolder);
+  /// is wanted for the first time. `files` and `timers` must outlive this.
+  TrayIcon(FileSystem& files, TimerMaker& timers, std::string iconFolder);
   ~TrayIcon() override;
 
   /// The menu that the icon carries; must outlive the icon.
@@ -43,6 +44,7 @@ class TrayIcon : public TrayPlatform {
   void lost();
 
   FileSystem& files_;
+  TimerMaker& timers_;
   std::string iconFolder_;
   bool picturesInPlace_ = false;
   Control* menu_ = nullptr;

@@ -61,8 +61,8 @@ class TrayPlatform {
   virtual WindowProcedure replaceProcedure(WindowHandle window, WindowProcedure procedure) = 0;
   virtual void setForegroundWindow(WindowHandle window) = 0;
   /// Has `listener` called, in an event of its own and once for each icon, when the area that shows
-  /// the icon has gone and stays away longer than a panel takes to start anew. It may delete the
-  /// icon and set another listener. An area that never goes needs none of this.
+  /// the icon has gone for too long (see IconAbsence). It may delete the icon and set another
+  /// listener. An area that never goes needs none of this.
   virtual void onIconLost(std::function<void()> /*listener*/) {}
 };
 
