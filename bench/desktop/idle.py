@@ -12,7 +12,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tests/syst
 
 # pylint: disable=wrong-import-position
 from driver import Desktop, Home, wait_for
-from tray_test import Watcher
+from tray_case import Watcher
 
 MAIN = "Relaybird v..."
 # The toolkit keeps threads that have nothing to do for fifteen seconds.
@@ -90,14 +90,12 @@ def main():
     command = sys.argv[1]
     seconds = int(sys.argv[2]) if len(sys.argv) > 2 else 30
     good = True
-    with Desktop() as desktop:
-        watcher = Watcher(desktop.bus)
+    with Desktop() as desktop, Watcher(desktop):
         processes = [start(desktop, command, prepare) for _, prepare, _ in STATES]
         for (state, _, limit), count in zip(STATES, wakes(processes, seconds)):
             good = good and count <= limit
             words = "" if count <= limit else "  EXCEEDED"
             print(f"wake-ups a second, {state:<36} {count:6.2f}  limit {limit}{words}", flush=True)
-        watcher.away()
     return 0 if good else 1
 
 
