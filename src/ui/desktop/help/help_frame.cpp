@@ -5,7 +5,6 @@
 #include <wx/frame.h>
 #include <wx/html/helpdata.h>
 #include <wx/html/helpwnd.h>
-#include <wx/html/htmlproc.h>
 #include <wx/html/htmlwin.h>
 #include <wx/listbox.h>
 #include <wx/notebook.h>
@@ -21,6 +20,7 @@
 #include <set>
 #include <string>
 
+#include "ui/desktop/help/help_theme.h"
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/layout.h"
 
@@ -57,47 +57,6 @@ void nameParts(wxHtmlHelpWindow& help) {
       setAccessibleName(*named, name);
     }
   }
-}
-
-/// The toolkit's pages are black on white unless they say otherwise.
-class ThemeColours : public wxHtmlProcessor {
- public:
-  wxString Process(const wxString& text) const override {
-    const std::size_t begin = text.Lower().find("<body");
-    const std::size_t end = begin == wxString::npos ? begin : text.find('>', begin);
-    return end == wxString::npos ? text : text.substr(0, begin) + body() + text.substr(end + 1);
-  }
-
- private:
-  static wxString body() {
-    return "<body bgcolor=\"" + code(wxSYS_COLOUR_WINDOW) + "\" text=\"" +
-           code(wxSYS_COLOUR_WINDOWTEXT) + "\" link=\"" + code(wxSYS_COLOUR_HOTLIGHT) + "\">";
-  }
-
-  static wxString code(wxSystemColour colour) {
-    return wxSystemSettings::GetColour(colour).GetAsString(wxC2S_HTML_SYNTAX);
-  }
-};
-
-/// Reads the page that is open once more, and stays where the reader was in it.
-void readAgain(wxHtmlWindow& page) {
-  const wxString opened = page.GetOpenedPage();
-  if (opened.empty()) {
-    return;
-  }
-  const wxPoint place = page.GetViewStart();
-  page.LoadPage(opened);
-  page.Scroll(place);
-}
-
-void followTheme(wxHtmlWindow& page) {
-  page.AddProcessor(new ThemeColours);
-  readAgain(page);
-  page.Bind(wxEVT_SYS_COLOUR_CHANGED, [&page](wxSysColourChangedEvent& event) {
-    event.Skip();
-    // The colours themselves change only after the event.
-    page.CallAfter([&page] { readAgain(page); });
-  });
 }
 
 void leaveRoomInFields(wxHtmlHelpWindow& help) {

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/help/help_theme.h"
+
+#include <wx/object.h>
+// The next one does not include what it needs.
+#include <wx/html/htmlproc.h>
+#include <wx/html/htmlwin.h>
+#include <wx/settings.h>
+
+namespace relaybird::desktop {
+namespace {
+
+constexpr int kLighterLink = 130;  // per cent of the lightness
+
+bool onDark() {
+  return wxSystemSettings::GetAppearance().IsUsingDarkBackground();
+}
+
+/// The toolkit's pages are black on white unless they say otherwise.
+class ThemeColours : public wxHtmlProcessor {
+ public:
+  wxString Process(const wxString& text) const override {
+    const std::size_t begin = text.Lower().find("<body");
+    const std::size_t end = begin == wxString::npos ? begin : text.find('>', begin);
+    return end == wxString::npos ? text : text.substr(0, begin) + body() + text.substr(end + 1);
+  }
+
+ private:
+  static wxString body() {
+    return "<body bgcolor=\"" + code(wxSYS_COLOUR_WINDOW) + "\" text=\"" +
+           code(wxSYS_COLOUR_WINDOWTEXT) + "\" link=\"" + linkCode() + "\">";
+  }
+
+  static wxString code(wxSystemColour colour) {
+    return wxSystemSettings::GetColour(colour).GetAsString(wxC2S_HTML_SYNTAX);
+  }
+
+  /// Some dark themes take over the link's colour of the light ones.
+  static wxString linkCode() {
+    const wxColour link = wxSystemSettings::GetColour(wxSYS_COLOUR_HOTLIGHT);
+    return (onDark() ? link.ChangeLightness(kLighterLink) : link).GetAsString(wxC2S_HTML_SYNTAX);
+  }
+};
+
+/// Reads the page that is open once more, and stays where the reader was in it.
+void readAgain(wxHtmlWindow& page) {
+  const wxString opened = page.GetOpenedPage();
+  if (opened.empty()) {
+    return;
+  }
+  const wxPoint place = page.GetViewStart();
+  page.LoadPage(opened);
+  page.Scroll(place);
+}
+
+}  // namespace
+
+void followTheme(wxHtmlWindow& page) {
+  page.AddProcessor(new ThemeColours);
+  readAgain(page);
+  page.Bind(wxEVT_SYS_COLOUR_CHANGED, [&page](wxSysColourChangedEvent& event) {
+    event.Skip();
+    // The colours themselves change only after the event.
+    page.CallAfter([&page] { readAgain(page); });
+  });
+}
+
+}  // namespace relaybird::desktop
