@@ -30,8 +30,9 @@ bool putOnClipboard(const std::string& text) {
                                                  giveText, dropText, kept.get()) == TRUE;
   if (taken) {
     kept.release();
+    // Stored when the toolkit's loop ends. At once it would wait for the clipboard's keeper in a
+    // loop of its own, which the next copy within would break for ever.
     gtk_clipboard_set_can_store(clipboard, nullptr, 0);
-    gtk_clipboard_store(clipboard);
   }
   gtk_target_table_free(table, count);
   gtk_target_list_unref(forms);

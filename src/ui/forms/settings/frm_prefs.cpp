@@ -113,21 +113,14 @@ void frmPrefs::apply() {
     fail("Error occurred - Prefs not saved.");
   } else if (result < 0) {
     fail("Problem - " + prf.mstrErrDesc);
-  } else {
-    keep();
-    // Also after a failed write: what is forwarded goes to the new addresses already.
-    prf.UpdateEmailAddrOnMainForm();
-  }
-}
-
-void frmPrefs::keep() {
-  clsPref& prf = world_.prf;
-  if (prf.WriteTofile() < 0) {
+  } else if (prf.WriteTofile() < 0) {
     fail("Error writing preferences to file");
   } else if (prf.ReadIniPref() < 0) {
     fail("Error reading back preferences from file");
   } else if (prf.ClassToForm() < 0) {
     fail("Error populating form with new preferences");
+  } else {
+    prf.UpdateEmailAddrOnMainForm();
   }
 }
 

@@ -29,7 +29,6 @@ class frmPrefs : public PrefsControls {
   void showHours();
   void checkStartUpRule(Control& justClicked);
   void apply();
-  void keep();
   void acceptAndClose();
   void cancel();
   void validateAddresses();

@@ -1,7 +1,10 @@
 # SPDX-License-Identifier: MIT
 """A clipboard manager, as desktops have one: it takes over what a program asks it to keep
 (freedesktop.org's clipboard manager protocol). A program of its own, on the display of its
-environment."""
+environment: clipboard_keeper.py [SECONDS], for which each taking takes."""
+
+import sys
+import time
 
 import gi
 
@@ -12,11 +15,14 @@ def main():
     # Not with the module: whoever imports it may have no display.
     from gi.repository import Gdk, Gtk  # pylint: disable=import-outside-toplevel
 
+    late = float(sys.argv[1]) if len(sys.argv) > 1 else 0
     clipboard = Gtk.Clipboard.get(Gdk.SELECTION_CLIPBOARD)
     save, utf8 = (Gdk.Atom.intern(name, False) for name in ("SAVE_TARGETS", "UTF8_STRING"))
 
     def keep(_, request):
         """The toolkit answers, when the text is here: as it is, whatever ends its lines."""
+        if request.target == save:
+            time.sleep(late)
         data = clipboard.wait_for_contents(utf8) if request.target == save else None
         if data is not None:
             clipboard.set_text(data.get_data().decode(), -1)

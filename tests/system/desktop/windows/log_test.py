@@ -87,9 +87,9 @@ class Copying(LogCase):
 
 
 class Leaving(LogCase):
-    def keep_clipboard(self):
-        """Has a clipboard manager on the desktop, as most have one."""
-        keeper = self.desktop.run([sys.executable, clipboard_keeper.__file__], self.home)
+    def keep_clipboard(self, late=0):
+        """Has a clipboard manager on the desktop, as most have one; perhaps one that is late."""
+        keeper = self.desktop.run([sys.executable, clipboard_keeper.__file__, str(late)], self.home)
         self.wait_until("the clipboard manager", lambda: "ready" in keeper.output())
 
     def test_what_was_copied_outlives_the_program(self):
@@ -97,6 +97,15 @@ class Leaving(LogCase):
         main = self.start()
         self.switch_on_and_off(main)
         lines = self.copied(self.open_log())
+        self.leave()
+        self.assertEqual("\r\n".join([*lines, ""]), self.desktop.clipboard())
+
+    def test_copies_beside_a_manager_that_is_late_do_not_keep_the_program_from_its_end(self):
+        self.keep_clipboard(late=1)
+        main = self.start()
+        self.switch_on_and_off(main)
+        lines = self.copied(self.open_log())
+        self.desktop.keys("ctrl+c", "ctrl+c", "ctrl+c")
         self.leave()
         self.assertEqual("\r\n".join([*lines, ""]), self.desktop.clipboard())
 
