@@ -127,13 +127,16 @@ IconAreaWatch::~IconAreaWatch() {
 }
 
 void IconAreaWatch::look() {
-  if (std::exchange(asked_, true)) {
-    again_ = true;
-  } else if (bus_ != nullptr) {
+  if (bus_ != nullptr && !std::exchange(asked_, true)) {
     g_dbus_connection_call(bus_, kWatcher, kWatcherPath, kProperties, "Get", hostQuestion(),
                            G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, kBusPatience,
                            cancel_, onAnswer, this);
   }
+}
+
+void IconAreaWatch::changed() {
+  again_ = asked_;
+  look();
 }
 
 void IconAreaWatch::onAnswer(GObject* bus, GAsyncResult* result, gpointer self) {
@@ -185,7 +188,7 @@ void IconAreaWatch::tell(IconArea area) {
 }
 
 void IconAreaWatch::onName(GDBusConnection*, const gchar*, gpointer self) {
-  static_cast<IconAreaWatch*>(self)->look();
+  static_cast<IconAreaWatch*>(self)->changed();
 }
 
 void IconAreaWatch::onOwner(GDBusConnection* bus, const gchar* name, const gchar*, gpointer self) {
@@ -198,7 +201,7 @@ void IconAreaWatch::onSignal(GDBusConnection* bus, const gchar* sender, const gc
 }
 
 void IconAreaWatch::onTray(GtkClipboard*, GdkEvent*, gpointer self) {
-  static_cast<IconAreaWatch*>(self)->look();
+  static_cast<IconAreaWatch*>(self)->changed();
 }
 
 }  // namespace relaybird::desktop

@@ -27,10 +27,11 @@ class IconAreaWatch {
   IconAreaWatch(const IconAreaWatch&) = delete;
   IconAreaWatch& operator=(const IconAreaWatch&) = delete;
 
-  /// Reports a little later.
+  /// Reports a little later; nothing where a report is on its way.
   void look();
 
  private:
+  void changed();
   void askWhetherLocked();
   void tell(IconArea area);
 

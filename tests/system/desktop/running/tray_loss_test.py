@@ -94,6 +94,13 @@ class Loss(TrayLossCase):
         self.assert_back_after(window, gone)
         self.assertTrue(lock.called("GetActive"))
 
+    def test_a_watcher_that_hangs_shows_nothing_either(self):
+        window = self.hide(self.start())
+        gone = time.monotonic()
+        self.watcher.silent = True
+        self.watcher.lose_host()
+        self.assert_back_after(window, gone)
+
     def test_a_panel_that_starts_anew_takes_the_icon_over(self):
         window = self.hide(self.start())
         self.panel.close()
