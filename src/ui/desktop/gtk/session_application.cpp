@@ -87,6 +87,16 @@ void releaseName(GDBusConnection* bus) {
   }
 }
 
+/// The connection that all of the program shares, or null. The library would end the program with
+/// the session's bus: what ends the session says so itself.
+GDBusConnection* busToOutlive() {
+  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+  if (bus != nullptr) {
+    g_dbus_connection_set_exit_on_close(bus, FALSE);
+  }
+  return bus;
+}
+
 }  // namespace
 
 void takeApplicationName() {
@@ -107,6 +117,8 @@ Raised raiseRunningProgram(long process) {
 }
 
 struct SessionApplication::Name {
+  /// Kept, as another that was made later would have the library's manners again.
+  GDBusConnection* bus = busToOutlive();
   GtkApplication* application = makeApplication(G_APPLICATION_DEFAULT_FLAGS);
   GSimpleAction* show = g_simple_action_new(kShowAction, nullptr);
   /// Another program of this user, with a mailbox of its own, may have the name.
@@ -116,6 +128,7 @@ struct SessionApplication::Name {
   ~Name() {
     g_object_unref(show);
     g_object_unref(application);
+    g_clear_object(&bus);
   }
   Name(const Name&) = delete;
   Name& operator=(const Name&) = delete;

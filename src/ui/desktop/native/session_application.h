@@ -27,8 +27,8 @@ enum class Raised {
 /// Waits a few seconds for an answer.
 Raised raiseRunningProgram(long process);
 
-/// Holds the name for as long as it lives. A session that knows no names is no error: nothing can
-/// be found or shown there. Calls back on the user-interface thread.
+/// Holds the name for as long as it lives. A session that knows no names is no error, nor one whose
+/// bus goes: nothing can be found or shown there. Calls back on the user-interface thread.
 class SessionApplication : public Notifications {
  public:
   struct Listener {
@@ -43,7 +43,7 @@ class SessionApplication : public Notifications {
   void show(const Notification& notification) override;
   void withdraw(const std::string& cause) override;
   /// The program is ending: lets the name go, so that the next one does not ask this one, and takes
-  /// back what is on the screen.
+  /// back what the desktop has confirmed to show.
   void giveUp();
 
  private:

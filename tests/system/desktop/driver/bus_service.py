@@ -47,6 +47,13 @@ class BusService:
     def emit(self, path, interface, signal, arguments=None):
         self._bus.emit_signal(None, path, interface, signal, arguments)
 
+    def wait_until_heard(self, name):
+        """Until the program of that name on the bus, a GApplication, has taken in what it was
+        answered: it takes in one thing after the other."""
+        path = "/" + name.replace(".", "/")
+        self._bus.call_sync(name, path, "org.gtk.Actions", "List", None, None,
+                            Gio.DBusCallFlags.NONE, 30_000, None)
+
     def _serve(self):
         self._context.push_thread_default()
         try:

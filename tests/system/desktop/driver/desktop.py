@@ -67,6 +67,7 @@ class Desktop:
         self._programs = []
         self._folder = None
         self._pixels = None
+        self._session_bus = None
         self.bus = None
         self.accessibility = None
 
@@ -154,6 +155,10 @@ class Desktop:
         # It goes on in the background, and may have only begun.
         wait_for(f"the clipboard to hold '{text}'", lambda: self.clipboard() == text)
 
+    def end_bus(self):
+        """Takes the session's bus from everybody, for good."""
+        _end(self._session_bus)
+
     def _set_up(self):
         runtime = os.path.join(self._folder, "run")
         os.mkdir(runtime, 0o700)
@@ -212,6 +217,7 @@ class Desktop:
             ["dbus-daemon", "--config-file=" + configuration, "--nofork", "--print-address"],
             stdout=subprocess.PIPE,
         )
+        self._session_bus = bus
         address = bus.stdout.readline().decode().strip()
         bus.stdout.close()
         if not address:

@@ -7,6 +7,7 @@ import signal
 
 import desktop_case
 from desktop_case import ADDRESS, MAIN, DesktopCase
+from driver import wait_for
 
 CONFIRM = "Please Confirm:"
 
@@ -78,6 +79,23 @@ class EndingInABox(DesktopCase):
         self.program.terminate()
         self.assertEqual(0, self.program.wait(), self.program.output())
         self.assertEqual("7", self.home.preferences()["mdblFwdToFrequency"])
+
+
+class WithoutBus(DesktopCase):
+    """Of a desktop without its session's bus nothing can be read any more: the keys go on."""
+
+    def has_settings(self):
+        return self.desktop.xdotool("search", "--onlyvisible", "--name", "^Settings$").strip()
+
+    def test_the_end_of_the_sessions_bus_is_not_the_programs(self):
+        main = self.start(mbolTurnOnFwdOnStartup=True)
+        main.find("Automation Status:", "text").wait_for_text("Running")
+        self.desktop.end_bus()
+        self.desktop.keys("alt+g")
+        wait_for("the settings", self.has_settings)
+        self.assertTrue(self.program.running(), self.program.output())
+        self.program.terminate()
+        self.assertEqual(0, self.program.wait(), self.program.output())
 
 
 class StandardStreams(DesktopCase):

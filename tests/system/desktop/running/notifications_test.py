@@ -7,6 +7,8 @@ import desktop_case
 from delivery_case import NOTIFICATIONS_PATH, RefusedForwards
 from driver import wait_for
 
+APPLICATION = "org.relaybird.Relaybird"
+
 
 class Notifications(RefusedForwards):
     def click_on_it(self, service, main):
@@ -60,8 +62,10 @@ class Notifications(RefusedForwards):
             wait_for("the window to be left", lambda: not main.has("active"))
             (self.home.folder / "now").touch()
             self.wait_until("a notification", lambda: service.called("Notify"))
+            service.wait_until_heard(APPLICATION)
             self.program.terminate()
             self.assertEqual(0, self.program.wait(), self.program.output())
+            self.wait_until("it to be taken back", lambda: service.called("CloseNotification"))
             self.assertEqual([(7,)], service.called("CloseNotification"))
 
     def test_a_window_that_is_looked_at_tells_it_itself(self):
