@@ -60,6 +60,29 @@ void DesktopApplication::prepare() {
   }
 }
 
+ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
+  return {core_->store().factory(),
+          core_->files,
+          core_->profiles,
+          core_->folders,
+          core_->osVersion,
+          core_->clock,
+          core_->sleeper,
+          *loop_,
+          *loop_,
+          core_->trace,
+          dialogs_,
+          screen_,
+          clipboard_,
+          help_,
+          *systemInformation_,
+          tray,
+          *session_,
+          *autostart_,
+          identity_.version,
+          defaultHelpFile(core_->files, programFolder())};
+}
+
 void DesktopApplication::makeForms() {
   auto tray = std::make_unique<desktop::TrayIcon>(core_->files, *loop_, core_->stateFile("icons"));
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
@@ -68,27 +91,7 @@ void DesktopApplication::makeForms() {
       core_->files, core_->folders.GetAppDataFolder(), programFolder() + "/" + identity_.name);
   session_ = std::make_unique<desktop::SessionApplication>(
       desktop::SessionApplication::Listener{[this] { raise(); }, [this] { return IsActive(); }});
-  forms_ =
-      std::make_unique<ProgramForms>(ProgramWorld{core_->store().factory(),
-                                                  core_->files,
-                                                  core_->profiles,
-                                                  core_->folders,
-                                                  core_->osVersion,
-                                                  core_->clock,
-                                                  core_->sleeper,
-                                                  *loop_,
-                                                  *loop_,
-                                                  core_->trace,
-                                                  dialogs_,
-                                                  screen_,
-                                                  clipboard_,
-                                                  help_,
-                                                  *systemInformation_,
-                                                  *tray,
-                                                  *session_,
-                                                  *autostart_,
-                                                  identity_.version,
-                                                  defaultHelpFile(core_->files, programFolder())});
+  forms_ = std::make_unique<ProgramForms>(world(*tray));
   tray->setMenu(forms_->main().RcPopup);
   windows_ = std::make_unique<desktop::DesktopWindows>(*forms_);
   windows_->main().onRunning([icon = tray.get()](bool running) { icon->setRunning(running); });
@@ -185,6 +188,8 @@ bool DesktopApplication::OnExceptionInMainLoop() {
     }
   } catch (const std::exception& error) {
     std::cerr << identity_.name << ": unexpected: " << error.what() << '\n';
+  } catch (...) {
+    std::cerr << identity_.name << ": unexpected: an exception of an unknown kind\n";
   }
   return true;
 }

@@ -33,6 +33,7 @@ class DesktopApplication : public wxApp {
 
  private:
   void prepare();
+  ProgramWorld world(TrayPlatform& tray);
   void makeForms();
   void start();
   void endProgram();

@@ -42,11 +42,7 @@ bool frmRelaybird::openSessionWith(bool getInbox, bool getSync, bool showStatus)
   if (!session.storeWords().empty()) {
     log_.AddToLog(nowText() + "--> " + session.storeWords());
   }
-  std::string text = session.errorText();
-  if (!session.storeWords().empty()) {
-    text += "\r\n\r\n" + session.storeWords();
-  }
-  say(text, "Error", BoxIcon::kCritical);
+  say(session.errorText(), "Error", BoxIcon::kCritical);
   return false;
 }
 

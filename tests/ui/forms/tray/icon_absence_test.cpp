@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <optional>
+#include <utility>
 
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
