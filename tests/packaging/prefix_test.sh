@@ -5,8 +5,17 @@ set -euo pipefail
 here=$(dirname "$(realpath "$0")")
 cmake=$1
 build=$2
+unset DESTDIR
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/relaybird-prefix.XXXXXX")
-trap 'rm -rf "$scratch"' EXIT
+# Another installation from the same folder may want its list to be removed by.
+manifest=$build/install_manifest.txt
+[ ! -f "$manifest" ] || cp "$manifest" "$scratch/manifest"
+tidy() {
+  rm -f "$manifest"
+  [ ! -f "$scratch/manifest" ] || cp "$scratch/manifest" "$manifest"
+  rm -rf "$scratch"
+}
+trap tidy EXIT
 fail() {
   echo "prefix_test: $*" >&2
   exit 1

@@ -3,9 +3,10 @@
 #pragma once
 
 #include <wx/dialog.h>
-#include <wx/toplevel.h>
 
 #include <functional>
+#include <optional>
+#include <string>
 
 #include "ui/forms/model/dialogs.h"
 

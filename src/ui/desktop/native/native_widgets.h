@@ -3,7 +3,6 @@
 // the headers of this one declare.
 #pragma once
 
-#include <wx/colour.h>
 #include <wx/toolbar.h>
 #include <wx/toplevel.h>
 #include <wx/window.h>

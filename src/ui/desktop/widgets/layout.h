@@ -3,7 +3,6 @@
 #pragma once
 
 #include <wx/sizer.h>
-#include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/window.h>
 

@@ -9,11 +9,12 @@
 namespace relaybird::desktop {
 namespace {
 
-/// Control characters but the tab, and the marks, embeddings, overrides and isolates of
-/// bidirectional text.
+/// Control characters but the tab, blanks without a width, separators of lines, and the marks,
+/// embeddings, overrides and isolates of bidirectional text. The joiners (U+200C, U+200D) are
+/// letters of ordinary words and of pictures made of several.
 bool isHidden(std::uint32_t letter) {
   return (letter < 0x20 && letter != '\t') || (letter >= 0x7F && letter < 0xA0) ||
-         letter == 0x61C || (letter >= 0x200B && letter <= 0x200F) ||
+         letter == 0x61C || letter == 0x200B || letter == 0x200E || letter == 0x200F ||
          (letter >= 0x2028 && letter <= 0x202E) || (letter >= 0x2060 && letter <= 0x2069) ||
          letter == 0xFEFF;
 }
