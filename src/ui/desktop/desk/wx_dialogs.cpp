@@ -15,6 +15,7 @@
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {
+
 WxDialogs::WxDialogs(std::function<wxWindow*()> owner) : owner_(std::move(owner)) {}
 
 int WxDialogs::showModal(wxDialog& dialog) {
