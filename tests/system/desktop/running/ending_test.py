@@ -49,7 +49,7 @@ class Ending(DesktopCase):
 
 
 class EndingInABox(DesktopCase):
-    """What one box is followed by comes up no more when the program has been told to end."""
+    """An answer and a termination that reach the program together."""
 
     def terminate_at(self, box, button):
         """Both the click and the termination wait for the program."""
@@ -59,12 +59,12 @@ class EndingInABox(DesktopCase):
             self.program.terminate()
         self.assertEqual(0, self.program.wait(), self.program.output())
 
-    def test_an_accepted_explanation_is_followed_by_no_question(self):
+    def test_an_accepted_explanation_and_a_termination_end_it(self):
         self.start().find("Test (Forward Once)").click()
         self.terminate_at(self.program.window("Test Explanation:"), "OK")
         self.assertEqual([], self.home.forwards())
 
-    def test_a_refused_address_is_asked_for_no_more(self):
+    def test_a_refused_address_and_a_termination_end_it(self):
         self.start(mstrFwdToAddress_num=0).choose("File", "Start")
         box = self.program.window("Invalid Email Address")
         box.find(role="text").enter("ann")
