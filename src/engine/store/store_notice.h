@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/clock.h"
+
 namespace relaybird {
 
 /// What a store has to tell that is no answer to a call: a line for the activity log, and what it
@@ -17,8 +19,10 @@ struct StoreNotice {
   /// Most notices are a line and nothing else.
   StoreNotice(std::string text, Kind what = Kind::kNote) : line(std::move(text)), kind(what) {}
 
-  std::string line;
+  std::string line;  ///< without a time
   Kind kind;
+  /// When it happened; kNoDate: now. A thread of the store may be ahead of whoever reads this.
+  DateTime time = kNoDate;
 };
 
 }  // namespace relaybird

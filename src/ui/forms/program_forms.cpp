@@ -87,7 +87,8 @@ void ProgramForms::readPreferencesAgain() {
 }
 
 void ProgramForms::storeTells(const StoreNotice& notice) {
-  log_.AddToLog(notice.line);
+  const DateTime when = notice.time == kNoDate ? clock_.now() : notice.time;
+  log_.AddToLog(clock_.toText(when) + "--> " + notice.line);
   if (notice.kind == StoreNotice::Kind::kRefused) {
     main_.alerts().forwardRefused(notice.line);
   }

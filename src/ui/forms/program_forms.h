@@ -29,7 +29,8 @@ class ProgramForms {
   /// Reads the preference file again, as somebody else has written it, and shows what it holds. An
   /// open settings dialog keeps what the user is typing.
   void readPreferencesAgain();
-  /// The store has something to tell: puts it into the log, and raises it where it matters.
+  /// The store has something to tell: puts it into the log, under the time at which it happened,
+  /// and raises it where it matters.
   void storeTells(const StoreNotice& notice);
   /// Something failed that no part of the program had expected: the log tells it each time, a box
   /// the first time. Forwarding goes on.

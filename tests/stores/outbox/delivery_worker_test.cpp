@@ -52,6 +52,7 @@ class DeliveryWorkerTest : public testing::Test {
   DeliveryWorker::Setting setting(Transport* to, Executor& on) {
     return {*world.through, world.clock, *outbox, to, on, events, [this](const StoreNotice& told) {
               notices.push_back(told.line);
+              times.push_back(told.time);
             }};
   }
   void restart() {
@@ -83,6 +84,7 @@ class DeliveryWorkerTest : public testing::Test {
   ScriptedTransport transport;
   std::unique_ptr<Outbox> outbox;
   std::vector<std::string> notices;
+  std::vector<DateTime> times;  ///< of the notices
   std::optional<DeliveryWorker> worker;
 };
 
@@ -102,6 +104,15 @@ TEST_F(DeliveryWorkerTest, DeliversWhatWaitsOldestFirstAndRemovesIt) {
   EXPECT_EQ(notices[0], "Handed over for delivery: \"one\"");
   EXPECT_TRUE(outbox->alreadySent("entry one"));
   EXPECT_EQ(worker->nextAttempt(), std::nullopt);
+}
+
+TEST_F(DeliveryWorkerTest, WhatIsToldOfADeliveryCarriesItsTime) {
+  const DateTime start = world.clock.now();
+  transport.onDeliver = [this](const std::stop_token&) { world.clock.advance(minutes{2}); };
+  send("one");
+  send("two");
+  flush();
+  EXPECT_THAT(times, ElementsAre(start + minutes{2}, start + minutes{4}));
 }
 
 TEST_F(DeliveryWorkerTest, WithoutATransportMessagesStay) {

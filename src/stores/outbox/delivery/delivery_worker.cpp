@@ -205,6 +205,7 @@ void DeliveryWorker::updateNextAttempt() {
 }
 
 void DeliveryWorker::say(StoreNotice notice) {
+  notice.time = setting_.clock.now();
   setting_.events.post([to = std::weak_ptr(callBacks_), notice = std::move(notice)] {
     const auto callBacks = to.lock();
     if (callBacks && callBacks->notice) callBacks->notice(notice);

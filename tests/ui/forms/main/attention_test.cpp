@@ -107,13 +107,24 @@ TEST_F(AttentionTest, LongWordsAreCutBetweenCharacters) {
 TEST_F(AttentionTest, ARefusedMessageStandsInTheLogToo) {
   program();
   refuse("\"one\": 550 no such user");
-  EXPECT_THAT(log(), testing::Contains("Refused for good: \"one\": 550 no such user"));
+  EXPECT_THAT(log(), testing::Contains(
+                         "2026-11-20 09:00:00--> Refused for good: \"one\": 550 no such user"));
 }
 
 TEST_F(AttentionTest, ANoteOfTheStoreGoesToTheLogAlone) {
   program().storeTells({"Handed over for delivery: \"one\""});
-  EXPECT_THAT(log(), testing::Contains("Handed over for delivery: \"one\""));
+  EXPECT_THAT(log(), testing::Contains("2026-11-20 09:00:00--> Handed over for delivery: \"one\""));
   EXPECT_THAT(notifications_.shown, IsEmpty());
+}
+
+// The pause at the end of a pass holds up what the delivery's thread has to tell.
+TEST_F(AttentionTest, ALineOfADeliveryHasTheTimeOfTheDeliveryNotThatOfItsTelling) {
+  program();
+  StoreNotice notice("Handed over for delivery: \"one\"");
+  notice.time = clock_.now();
+  clock_.advance(std::chrono::seconds{3});
+  program().storeTells(notice);
+  EXPECT_THAT(log(), testing::Contains("2026-11-20 09:00:00--> Handed over for delivery: \"one\""));
 }
 
 TEST_F(AttentionTest, AForwardThatTheMailApplicationRefusesIsTold) {
