@@ -37,6 +37,20 @@ std::size_t characterCount(std::string_view text) {
   return count;
 }
 
+Utf8Character firstCharacter(std::string_view text) {
+  constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
+  constexpr char32_t kGreatest = 0x10FFFF;
+  const auto lead = static_cast<unsigned char>(text.front());
+  if (lead < 0x80) return {lead, 1};
+  const std::size_t length = firstLength(text);
+  if (length == 1) return {};
+  char32_t code = lead & (0x7FU >> length);
+  for (std::size_t i = 1; i < length; ++i) code = (code << 6) | (text[i] & 0x3F);
+  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+  if (code < kLeast[length] || code > kGreatest || surrogate) return {};
+  return {code, length};
+}
+
 std::int32_t takeCharacter(std::string_view& text) {
   const std::size_t length = firstLength(text);
   std::int32_t code = static_cast<unsigned char>(text.front());

@@ -13,6 +13,15 @@ namespace relaybird {
 /// The number of characters (code points, whatever their width on a screen).
 std::size_t characterCount(std::string_view text);
 
+/// A character as its bytes are; a length of 0 stands for none.
+struct Utf8Character {
+  char32_t code = 0;
+  std::size_t length = 0;
+};
+/// The character that a text which is not empty begins with; none where its first byte begins no
+/// well-formed sequence (too long a form, half a surrogate pair, past U+10FFFF, cut off).
+Utf8Character firstCharacter(std::string_view text);
+
 /// Takes the first character off a text that is not empty, and returns its code.
 std::int32_t takeCharacter(std::string_view& text);
 

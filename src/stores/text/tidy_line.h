@@ -6,8 +6,8 @@
 
 namespace relaybird {
 
-/// The text on one line: runs of blanks and ASCII control characters are one blank, and there is
-/// none at the ends. Other bytes stay. Any thread.
+/// The text on one line: runs of spaces, control characters and separators of lines are one blank,
+/// and there is none at the ends. Everything else stays, bytes that are no UTF-8 too. Any thread.
 std::string tidyLine(std::string_view text);
 
 }  // namespace relaybird

@@ -213,6 +213,19 @@ TEST_F(DeliveryWorkerTest, APermanentRefusalMovesAsideAndTheUserIsTold) {
                             world.folder + "/failed");
 }
 
+TEST_F(DeliveryWorkerTest, WhatAServerSaysCannotDressUpTheWordsBesideARefusedMessage) {
+  transport.answer = [](const std::string&) {
+    return Outcome{Kind::kPermanent, "550 \x1B[2Jno\r\n\u202Euser\u200B caf\xE9", false};
+  };
+  send("one");
+  flush();
+  ASSERT_THAT(world.names("failed"), SizeIs(2));
+  EXPECT_EQ(world.bytesOf("failed", world.names("failed")[1]),
+            "550 <U+001B>[2Jno\r\n<U+202E>user<U+200B> caf\\xe9\n");
+  ASSERT_THAT(notices, SizeIs(1));
+  EXPECT_THAT(notices[0], HasSubstr("550 <U+001B>[2Jno <U+202E>user<U+200B> caf\\xe9."));
+}
+
 TEST_F(DeliveryWorkerTest, IsGivenUpAfterFiveDays) {
   transport.answer = [](const std::string&) { return temporary(); };
   send("one");

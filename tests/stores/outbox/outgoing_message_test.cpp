@@ -4,7 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "stores/outbox/delivery/one_line.h"
+#include "stores/text/charset.h"
 
 namespace relaybird {
 namespace {
@@ -80,19 +83,49 @@ TEST(OutgoingMessage, ASubjectOfOddBytesIsShownOnOneValidLine) {
             "e Bcc: x");
   EXPECT_EQ(messageSubject("SUBJECT:\n  folded\n\tonce\n\n"), "folded once");
   EXPECT_EQ(messageSubject("From: x\n\nSubject: body\n"), "");
-  EXPECT_EQ(messageSubject(std::string("Subject: a\0b\x1b[31m\n", 17)), "a b [31m");
+  EXPECT_EQ(messageSubject(std::string("Subject: a\0b\x1b[31m\n", 17)), "a<U+0000>b<U+001B>[31m");
   EXPECT_EQ(messageSubject(""), "");
 }
 
 TEST(OneLine, IsCutBetweenCharacters) {
-  std::string text;
-  for (int count = 0; count < 1000; ++count) text += "\xE2\x82\xAC";
-  const std::string line = oneLine(text);
-  EXPECT_LE(line.size(), 300u);
-  EXPECT_GT(line.size(), 290u);
-  EXPECT_EQ((line.size() - 3) % 3, 0u);
-  EXPECT_EQ(line.substr(line.size() - 3), "...");
-  EXPECT_EQ(oneLine(" \r\n a \t\n b \x7f "), "a b");
+  // However many bytes stand before it, the character at the cut is there whole or not at all.
+  for (const std::string_view character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+    for (std::size_t before = 280; before <= 300; ++before) {
+      std::string text(before, 'x');
+      for (int count = 0; count < 300; ++count) text += character;
+      const std::string line = oneLine(text);
+      EXPECT_LE(line.size(), 300u);
+      EXPECT_GT(line.size(), 300u - character.size());
+      ASSERT_TRUE(line.ends_with("...")) << line;
+      const std::string_view kept = std::string_view(line).substr(0, line.size() - 3);
+      EXPECT_TRUE(text.starts_with(kept));
+      EXPECT_TRUE(isValidUtf8(kept)) << before;
+    }
+  }
+}
+
+TEST(OneLine, IsCutBetweenCodes) {
+  for (std::size_t before = 280; before <= 300; ++before) {
+    const std::string line = oneLine(std::string(before, 'x') + "\u202E\u202E\u202E\u202E");
+    EXPECT_LE(line.size(), 300u);
+    ASSERT_TRUE(line.ends_with("...")) << line;
+    const std::string code = line.substr(std::min(before, line.size() - 3));
+    EXPECT_TRUE(code == "..." || code == "<U+202E>..." || code == "<U+202E><U+202E>...") << code;
+  }
+}
+
+TEST(OneLine, OfThreeHundredBytesIsNotCut) {
+  for (const std::size_t length : {297u, 298u, 300u}) {
+    const std::string text(length, 'x');
+    EXPECT_EQ(oneLine(text), text);
+    EXPECT_EQ(oneLine(text + " \n "), text);
+  }
+  EXPECT_EQ(oneLine(std::string(301, 'x')), std::string(297, 'x') + "...");
+}
+
+TEST(OneLine, ShowsByTheirCodesWhatWouldDressItUp) {
+  EXPECT_EQ(oneLine(" \r\n a \t\n b \u00A0\u2007\u2028 c\u3000 "), "a b c");
+  EXPECT_EQ(oneLine("pay \u202Egpj.exe\x7f\u200B\xE9"), "pay <U+202E>gpj.exe<U+007F><U+200B>\\xe9");
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ TEST_F(TerminalOutputTest, AStatusNeverTakesMoreThanOneRow) {
 TEST_F(TerminalOutputTest, MailCannotControlTheTerminal) {
   plain.logLine("forwarded \x1b]0;owned\x07 c:\\new");
   plain.reply("action", "\x1b[2J");
-  EXPECT_EQ(transcript.text, "forwarded \\x1b]0;owned\\x07 c:\\new\nAction: \\x1b[2J\n");
+  EXPECT_EQ(transcript.text, "forwarded <U+001B>]0;owned<U+0007> c:\\new\nAction: <U+001B>[2J\n");
 }
 
 TEST_F(TerminalOutputTest, ABoxKeepsItsLines) {

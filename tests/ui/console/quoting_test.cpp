@@ -28,6 +28,12 @@ TEST(Quoting, NothingThatMovesATerminalGetsOut) {
   EXPECT_EQ(escaped("\x7f\x07"), R"(\x7f\x07)");
 }
 
+TEST(Quoting, MarksAndFillersThatTheLogWindowShowsByTheirCodesShowAtTheConsoleToo) {
+  EXPECT_EQ(escaped("a\u200Fb\u200Bc\u00ADd"), R"(a\xe2\x80\x8fb\xe2\x80\x8bc\xc2\xadd)");
+  EXPECT_EQ(printable("a\u200Fb\u200Bc\uFEFFd"), "a<U+200F>b<U+200B>c<U+FEFF>d");
+  EXPECT_EQ(escaped("می\u200Cخواهم 👩\u200D💻"), "می\u200Cخواهم 👩\u200D💻");
+}
+
 TEST(Quoting, BytesThatAreNoUtf8AreWrittenAsBytes) {
   EXPECT_EQ(escaped("\xff\xc0\xaf"), R"(\xff\xc0\xaf)");
   EXPECT_EQ(escaped("\xed\xa0\x80"), R"(\xed\xa0\x80)");
@@ -36,7 +42,7 @@ TEST(Quoting, BytesThatAreNoUtf8AreWrittenAsBytes) {
 }
 
 TEST(Quoting, PeopleReadSingleBackslashes) {
-  EXPECT_EQ(printable("c:\\rbx\tdb\x1b"), "c:\\rbx db\\x1b");
+  EXPECT_EQ(printable("c:\\rbx\tdb\x1b"), "c:\\rbx db<U+001B>");
 }
 
 TEST(Quoting, WhatIsQuotedReadsBackAsItWas) {
@@ -71,6 +77,9 @@ TEST(Quoting, OnlyCleanUtf8IsACommand) {
   EXPECT_EQ(whyNoCommand("set a.b Grüße\t1"), "");
   EXPECT_EQ(whyNoCommand(std::string_view("a\0b", 3)), "the line holds a NUL character");
   EXPECT_EQ(whyNoCommand("a\x1b"), "the line holds control characters");
+  EXPECT_EQ(whyNoCommand("a\u202E"), "the line holds control characters");
+  EXPECT_EQ(whyNoCommand("a\u2028"), "the line holds control characters");
+  EXPECT_EQ(whyNoCommand("\u200Fשלום"), "");
   EXPECT_EQ(whyNoCommand("a\xff"), "the line is not UTF-8");
 }
 

@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "platform/text/character_kind.h"
 #include "stores/outbox/delivery/one_line.h"
 #include "stores/outbox/delivery/outgoing_message.h"
 
@@ -159,7 +160,7 @@ DeliveryWorker::Fate DeliveryWorker::refused(const Outbox::Claim& claim,
                                              const WaitingMessage& message,
                                              const std::string& title, const std::string& words) {
   refusalsInRow_ = 0;
-  auto moved = setting_.outbox.refuse(claim, words);
+  auto moved = setting_.outbox.refuse(claim, linesWithCodes(words));
   if (!moved) {
     return kept(message, title,
                 {Outcome::Kind::kTemporary, words + "; " + moved.error().text, false});

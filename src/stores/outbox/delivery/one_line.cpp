@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-#include "stores/text/charset.h"
-#include "stores/text/tidy_line.h"
+#include "platform/text/character_kind.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 
@@ -13,22 +13,32 @@ namespace {
 constexpr std::size_t kLongest = 300;
 constexpr std::string_view kEllipsis = "...";
 
-bool isContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0u) == 0x80u;
-}
-
-void cut(std::string& text) {
-  if (text.size() <= kLongest) return;
-  std::size_t end = kLongest - kEllipsis.size();
-  while (end > 0 && isContinuation(text[end])) --end;
-  text.replace(end, text.npos, kEllipsis);
+bool divides(const Utf8Character& character) {
+  if (character.length == 0) return false;
+  const CharacterKind kind = kindOf(character.code);
+  return kind == CharacterKind::kBlank || kind == CharacterKind::kLineBreak ||
+         (character.code >= '\t' && character.code <= '\r');
 }
 
 }  // namespace
 
 std::string oneLine(std::string_view text) {
-  std::string line = scrubUtf8(tidyLine(text.substr(0, 4 * kLongest)));
-  cut(line);
+  std::string line;
+  std::size_t fits = 0;  // the longest beginning that leaves room for the ellipsis
+  bool divided = false;
+  while (!text.empty() && line.size() <= kLongest) {
+    const Utf8Character first = firstCharacter(text);
+    if (divides(first)) {
+      text.remove_prefix(first.length);
+      divided = !line.empty();
+      continue;
+    }
+    if (divided) line += ' ';
+    divided = false;
+    takeWithCode(text, line);
+    if (line.size() + kEllipsis.size() <= kLongest) fits = line.size();
+  }
+  if (line.size() > kLongest) line.replace(fits, line.npos, kEllipsis);
   return line;
 }
 

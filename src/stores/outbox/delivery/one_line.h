@@ -6,8 +6,9 @@
 
 namespace relaybird {
 
-/// Any bytes as a piece of a log line: valid UTF-8, each run of blanks and control characters one
-/// blank, none at the ends, cut to 300 bytes.
+/// Any bytes as a piece of a log line: as withCodes() has them, but each run of blanks and of what
+/// ends lines is one blank, and there is none at the ends. Cut to 300 bytes, never within a
+/// character or a code.
 std::string oneLine(std::string_view text);
 
 }  // namespace relaybird

@@ -2,9 +2,12 @@
 #include "ui/console/text/quoting.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <cstddef>
 #include <optional>
 #include <utility>
+
+#include "platform/text/character_kind.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 namespace {
@@ -16,34 +19,6 @@ unsigned byteOf(char c) {
   return static_cast<unsigned char>(c);
 }
 
-/// The code of the character that the text begins with and its length in bytes; a length of 0
-/// where no valid UTF-8 begins.
-struct Leading {
-  std::uint32_t code = 0;
-  std::size_t length = 0;
-};
-
-Leading leadingCharacter(std::string_view text) {
-  const unsigned lead = byteOf(text.front());
-  if (lead < 0x80) return {lead, 1};
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return {};
-  std::uint32_t code = lead & (0x7FU >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byteOf(text[i]) & 0xC0) != 0x80) return {};
-    code = (code << 6) | (byteOf(text[i]) & 0x3F);
-  }
-  constexpr std::uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (code < kLeast[length] || code > 0x10FFFF || surrogate) return {};
-  return {code, length};
-}
-
-bool isUnsafe(std::uint32_t code) {
-  return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x2028 || code == 0x2029 ||
-         (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
-}
-
 void appendHex(std::string& out, std::string_view bytes) {
   for (const char c : bytes) {
     out += "\\x";
@@ -53,7 +28,7 @@ void appendHex(std::string& out, std::string_view bytes) {
 }
 
 /// The letter that stands for the character after a backslash; 0 where it has none.
-char escapeLetter(std::uint32_t code) {
+char escapeLetter(char32_t code) {
   switch (code) {
     case '\\':
       return '\\';
@@ -68,22 +43,18 @@ char escapeLetter(std::uint32_t code) {
   }
 }
 
-enum class Manner { kEscape, kQuote, kPrint };
-
-std::string written(std::string_view text, Manner manner) {
+std::string written(std::string_view text, bool inQuotes) {
   std::string out;
   out.reserve(text.size() + 2);
   while (!text.empty()) {
-    const Leading first = leadingCharacter(text);
+    const Utf8Character first = firstCharacter(text);
     const std::string_view bytes = text.substr(0, first.length == 0 ? 1 : first.length);
     text.remove_prefix(bytes.size());
     const char letter = first.length == 1 ? escapeLetter(first.code) : '\0';
-    if (manner == Manner::kPrint && (letter == '\\' || letter == 't')) {
-      out += letter == 't' ? ' ' : letter;
-    } else if (letter != 0 || (manner == Manner::kQuote && first.code == '"')) {
+    if (letter != 0 || (inQuotes && first.code == '"')) {
       out += '\\';
       out += letter != 0 ? letter : '"';
-    } else if (first.length == 0 || isUnsafe(first.code)) {
+    } else if (first.length == 0 || isHidden(first.code)) {
       appendHex(out, bytes);
     } else {
       out += bytes;
@@ -125,6 +96,13 @@ std::optional<char> takeEscape(std::string_view& text) {
   return static_cast<char>(*high * 16 + *low);
 }
 
+/// Of what is hidden, marks and fillers come along when a name is pasted, and do no harm.
+bool steers(char32_t code) {
+  const CharacterKind kind = kindOf(code);
+  return kind == CharacterKind::kControl || kind == CharacterKind::kLineBreak ||
+         kind == CharacterKind::kDirection;
+}
+
 void skipBlanks(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
 }
@@ -155,15 +133,17 @@ Result<std::string> takeQuoted(std::string_view& text) {
 }  // namespace
 
 std::string escaped(std::string_view text) {
-  return written(text, Manner::kEscape);
+  return written(text, false);
 }
 
 std::string inQuotes(std::string_view text) {
-  return '"' + written(text, Manner::kQuote) + '"';
+  return '"' + written(text, true) + '"';
 }
 
 std::string printable(std::string_view text) {
-  return written(text, Manner::kPrint);
+  std::string line = withCodes(text);
+  std::replace(line.begin(), line.end(), '\t', ' ');
+  return line;
 }
 
 std::string_view takeWord(std::string_view& line) {
@@ -204,10 +184,10 @@ Result<std::string> readValue(std::string_view rest) {
 
 std::string whyNoCommand(std::string_view bytes) {
   while (!bytes.empty()) {
-    const Leading first = leadingCharacter(bytes);
+    const Utf8Character first = firstCharacter(bytes);
     if (first.length == 0) return "the line is not UTF-8";
     if (first.code == 0) return "the line holds a NUL character";
-    if (first.code != '\t' && isUnsafe(first.code)) return "the line holds control characters";
+    if (first.code != '\t' && steers(first.code)) return "the line holds control characters";
     bytes.remove_prefix(first.length);
   }
   return {};

@@ -13,15 +13,13 @@
 namespace relaybird {
 
 /// On one line, and read back inside quotes by splitWords(): "\\" "\n" "\r" "\t" for these, and
-/// "\xHH" for every byte of another control character (C0, DEL, C1), of a character that breaks
-/// lines or turns the direction of writing (U+2028, U+2029, U+202A to U+202E, U+2066 to U+2069),
-/// and for bytes that are no UTF-8 (RFC 3629).
+/// "\xHH" for every byte of another character that is hidden (isHidden()), and for bytes that are
+/// no UTF-8 (RFC 3629).
 std::string escaped(std::string_view text);
 /// The same in double quotes, with a quote as "\"".
 std::string inQuotes(std::string_view text);
 
-/// For people to read: what escaped() does, but backslashes stay single and tabs are blanks, so
-/// that it cannot be read back.
+/// For people to read, not to be read back: as withCodes() has it, with blanks for tabs.
 std::string printable(std::string_view text);
 
 /// The words of a line: what blanks and tabs divide. A word in double quotes may hold blanks and
@@ -37,7 +35,8 @@ Result<std::string> readValue(std::string_view rest);
 std::string_view takeWord(std::string_view& line);
 
 /// Why bytes cannot be a command, as a sentence without its full stop; empty when they can: they
-/// are UTF-8 and no control characters but tabs.
+/// are UTF-8, with no control characters but tabs, and with nothing that breaks a line or turns the
+/// direction of writing.
 std::string whyNoCommand(std::string_view bytes);
 
 }  // namespace relaybird

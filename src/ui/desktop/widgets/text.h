@@ -15,9 +15,8 @@ wxString toWx(std::string_view text);
 /// The same with lines that end in LF, where those of the forms end in CR LF.
 wxString linesToWx(std::string_view text);
 
-/// The text in one line, in the order of its letters, for all to see: what would turn the direction
-/// of writing, and control characters, stand as their code. A message must not dress up a line that
-/// tells of it (UAX #9).
+/// The text in one line, in the order of its letters, for all to see, as withCodes() has it. A
+/// message must not dress up a line that tells of it (UAX #9).
 wxString plainLine(std::string_view text);
 
 std::string fromWx(const wxString& text);

@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <string_view>
 
+#include "platform/text/character_kind.h"
+#include "platform/text/utf8_text.h"
+
 namespace relaybird {
 namespace {
 
@@ -32,20 +35,35 @@ std::string_view harmless(char c) {
   }
 }
 
-/// One line of at most kLongestWords bytes, without markup.
+/// Control characters as blanks, everything else that is hidden by its code.
+std::string onOneLine(std::string_view words) {
+  std::string line;
+  while (!words.empty()) {
+    const Utf8Character first = firstCharacter(words);
+    if (first.length > 0 && kindOf(first.code) == CharacterKind::kControl) {
+      line += ' ';
+      words.remove_prefix(first.length);
+    } else {
+      takeWithCode(words, line);
+    }
+  }
+  return line;
+}
+
+/// One line of about kLongestWords bytes, without markup.
 std::string plainWords(const std::string& words) {
   std::string plain;
-  for (const char c : words) {
+  for (const char c : onOneLine(words)) {
     // Not within a character of several bytes.
     const bool begins = (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
     if (begins && plain.size() >= kLongestWords) {
       return plain + "...";
     }
     const std::string_view instead = harmless(c);
-    if (!instead.empty()) {
-      plain += instead;
+    if (instead.empty()) {
+      plain += c;
     } else {
-      plain += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+      plain += instead;
     }
   }
   return plain;

@@ -92,16 +92,28 @@ TEST_F(AttentionTest, AStrangersSubjectIsNoMarkupAndNoFlood) {
 }
 
 TEST_F(AttentionTest, LongWordsAreCutBetweenCharacters) {
-  switchOn();
-  std::string words;
-  while (words.size() < 1000) {
-    words += "\u00E4";
+  // One byte more before them moves the cut into the middle of a character.
+  for (const std::string before : {"", "x"}) {
+    switchOn();
+    std::string words = before;
+    while (words.size() < 1000) {
+      words += "\u00E4";
+    }
+    refuse(words);
+    const std::string& text = notifications_.shown.back().text;
+    const auto end = text.find("...");
+    ASSERT_NE(end, std::string::npos);
+    EXPECT_EQ(text.substr(end - 2, 2), "\u00E4");
+    main().StopForwarding();
   }
-  refuse(words);
-  const std::string& text = notifications_.shown.at(0).text;
-  const auto end = text.find("...");
-  ASSERT_NE(end, std::string::npos);
-  EXPECT_EQ(text.substr(end - 2, 2), "\u00E4");
+  EXPECT_THAT(notifications_.shown, SizeIs(2));
+}
+
+TEST_F(AttentionTest, WhatTurnsTheDirectionOfWritingStandsByItsCode) {
+  switchOn();
+  refuse("pay \u202Egpj.exe\u200B");
+  EXPECT_THAT(notifications_.shown.at(0).text,
+              HasSubstr("pay \u2039U+202E\u203Agpj.exe\u2039U+200B\u203A"));
 }
 
 TEST_F(AttentionTest, ARefusedMessageStandsInTheLogToo) {
