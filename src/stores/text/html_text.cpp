@@ -21,6 +21,15 @@ constexpr int kDeepest = 256;
 // Small, so that a chunk cannot nest much deeper before anyone looks.
 constexpr std::size_t kChunk = 1024;
 
+// The parser takes the beginning of a character that a chunk cuts for text when it follows a "<".
+std::size_t chunkLength(std::string_view html) {
+  std::size_t length = std::min(html.size(), kChunk);
+  while (length < html.size() && (static_cast<unsigned char>(html[length]) & 0xC0U) == 0x80U) {
+    ++length;
+  }
+  return length;
+}
+
 class HtmlReader {
  public:
   explicit HtmlReader(std::string_view html) : html_(html) {
@@ -34,8 +43,10 @@ class HtmlReader {
   std::string run() {
     xmlInitParser();  // safe to call again, from any thread
     renew();
-    for (std::size_t at = 0; at < html_.size(); at += kChunk) {
-      feed(html_.substr(at, kChunk));
+    while (!html_.empty()) {
+      const auto chunk = html_.substr(0, chunkLength(html_));
+      html_.remove_prefix(chunk.size());
+      feed(chunk);
       if (isSpent() || isTooDeep()) startOver();
     }
     feed({});
@@ -146,7 +157,10 @@ std::string_view charsetIn(std::string_view tag) {
 }  // namespace
 
 std::string htmlToText(std::string_view utf8Html) {
-  return HtmlReader(tamedHtml(utf8Html)).run();
+  const std::string html = tamedHtml(utf8Html);
+  std::string text = HtmlReader(html).run();
+  // The parser's word is not enough for a promise on which others build.
+  return isValidUtf8(text) ? text : scrubUtf8(text);
 }
 
 std::string sniffHtmlCharset(std::string_view bytes) {
