@@ -64,18 +64,56 @@ bool isMboxLine(std::string_view message) {
   return message.starts_with("From ") || message.starts_with(">From ");
 }
 
-bool hasEmptyLine(std::string_view text, std::size_t from) {
-  return text.find("\n\n", from) != std::string_view::npos ||
-         text.find("\n\r\n", from) != std::string_view::npos;
+bool isBlankLine(std::string_view line) {
+  return line.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+/// A field that mail really has, where a name and a colon alone might be the beginning of a text.
+bool isKnownField(std::string_view line) {
+  const std::size_t colon = line.find(':');
+  if (colon == std::string_view::npos) {
+    return false;
+  }
+  const std::string_view name = line.substr(0, fieldNameLength(line, colon));
+  return name.find('-') != std::string_view::npos || equalsAsciiCase(name, "Received") ||
+         equalsAsciiCase(name, "Bcc") || wantedIndex(name).has_value();
+}
+
+enum class Ahead { kFields, kText, kUnknown };
+
+/// Whether the lines from `pos` on belong to a header section that an odd line interrupts, or are
+/// the text already. A field within a few lines, before any empty one, speaks for the former; a
+/// boundary ends every doubt. `isAll`: nothing follows `text`.
+Ahead lookAhead(std::string_view text, std::size_t pos, bool isAll) {
+  constexpr int kLines = 5;
+  constexpr int kContinuations = 20;
+  int lines = 0;
+  int continuations = 0;
+  while (lines < kLines && continuations < kContinuations && pos < text.size()) {
+    const std::size_t end = lineEnd(text, pos);
+    const std::string_view line = text.substr(pos, end - pos);
+    if (!isAll && !line.ends_with('\n')) {
+      return Ahead::kUnknown;
+    }
+    if (isEmptyLine(line) || line.starts_with("--")) {
+      return Ahead::kText;
+    }
+    if (isKnownField(line)) {
+      return Ahead::kFields;
+    }
+    ++(isBlank(line[0]) ? continuations : lines);
+    pos = end;
+  }
+  return pos == text.size() && !isAll ? Ahead::kUnknown : Ahead::kText;
 }
 
 }  // namespace
 
-HeaderBlock::HeaderBlock(std::string_view message) {
-  bytes_ = message.substr(0, scan(message));
+HeaderBlock::HeaderBlock(std::string_view message, bool isAll) {
+  bytes_ = message.substr(0, scan(message, isAll));
 }
 
-std::size_t HeaderBlock::scan(std::string_view message) {
+std::size_t HeaderBlock::scan(std::string_view message, bool isAll) {
   static_assert(kWantedNames.size() == kWantedFields);
   std::size_t pos = isMboxLine(message) ? lineEnd(message, 0) : 0;
   const std::size_t first = pos;
@@ -83,11 +121,12 @@ std::size_t HeaderBlock::scan(std::string_view message) {
   while (pos < message.size()) {
     const std::size_t end = lineEnd(message, pos);
     const std::string_view line = message.substr(pos, end - pos);
-    if (isEmptyLine(line)) {
+    const bool isBlanks = isBlankLine(line) && pos != first;
+    if (isEmptyLine(line) || (isBlanks && lookAhead(message, end, isAll) == Ahead::kText)) {
       ended_ = true;
       return end;
     }
-    if (isBlank(line[0]) && pos != first) {
+    if (isBlanks || (isBlank(line[0]) && pos != first)) {
       if (open != nullptr) {
         open->end = static_cast<std::uint32_t>(end);
       }
@@ -96,6 +135,10 @@ std::size_t HeaderBlock::scan(std::string_view message) {
       const std::size_t name = colon == std::string_view::npos ? 0 : fieldNameLength(line, colon);
       if (name == 0 && pos == first) {
         return first;
+      }
+      if (name == 0 && lookAhead(message, pos, isAll) == Ahead::kText) {
+        ended_ = true;
+        return pos;
       }
       open = name == 0 ? nullptr : note(line.substr(0, name), pos + colon + 1, end);
     }
@@ -191,26 +234,24 @@ Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit) {
     return read.error();
   }
   const std::string_view start(first.data(), *read);
-  HeaderBlock block(start);
+  HeaderBlock block(start, *read < wanted);
   if (block.ended() || *read < wanted || block.bytes().size() < *read) {
     return block;
   }
   std::string more(start);
-  while (more.size() < limit) {
+  bool atEnd = false;
+  while (!block.ended() && !atEnd && more.size() < limit) {
     const std::size_t known = more.size();
     more.resize(std::min(limit, known * 2));
     const auto next = file.readAt(known, more.data() + known, more.size() - known);
     if (!next) {
       return next.error();
     }
-    const bool atEnd = *next < more.size() - known;
+    atEnd = *next < more.size() - known;
     more.resize(known + *next);
-    // The empty line may straddle the blocks.
-    if (atEnd || hasEmptyLine(more, known < 2 ? 0 : known - 2)) {
-      break;
-    }
+    block = HeaderBlock(more, atEnd);
   }
-  return HeaderBlock(more);
+  return block;
 }
 
 Result<HeaderBlock> readHeaderBlock(FileSystem& files, const std::string& path, std::size_t limit) {

@@ -34,12 +34,14 @@ class HeaderBlock {
   HeaderBlock() = default;
   /// Takes the header section off the beginning of a message (or of an embedded one): all up to and
   /// with the first empty line, or everything where there is none. A beginning that is no header
-  /// field at all makes the section empty and leaves everything to the body.
-  explicit HeaderBlock(std::string_view message);
+  /// field at all makes the section empty and leaves everything to the body. Where no field follows
+  /// soon, a line of blanks ends the section like an empty one, and a line that is no field begins
+  /// the body. `isAll` is false where the message goes on behind the bytes given.
+  explicit HeaderBlock(std::string_view message, bool isAll = true);
 
   /// The section as stored, with its empty line if it has one.
   std::string_view bytes() const { return bytes_; }
-  /// Whether the empty line that ends the section was seen.
+  /// Whether the end of the section was seen.
   bool ended() const { return ended_; }
   /// Where the body begins, in bytes from the beginning of the message.
   std::uint64_t bodyOffset() const { return bytes_.size(); }
@@ -72,7 +74,7 @@ class HeaderBlock {
   /// One for each name of header_block.cpp's list of wanted fields.
   static constexpr std::size_t kWantedFields = 16;
 
-  std::size_t scan(std::string_view message);
+  std::size_t scan(std::string_view message, bool isAll);
   Span* note(std::string_view name, std::size_t begin, std::size_t end);
   std::optional<std::string_view> search(std::string_view name) const;
 
@@ -81,8 +83,8 @@ class HeaderBlock {
   bool ended_ = false;
 };
 
-/// Reads the header section of a stored message: a first block of 8 KB, more only while the empty
-/// line is missing, at most `limit` bytes (a longer section is cut there). Fails only where reading
+/// Reads the header section of a stored message: a first block of 8 KB, more only while its end
+/// is missing, at most `limit` bytes (a longer section is cut there). Fails only where reading
 /// fails.
 Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit = kHeaderLimit);
 Result<HeaderBlock> readHeaderBlock(FileSystem& files, const std::string& path,

@@ -68,7 +68,10 @@ Result<std::unique_ptr<Message>> Message::read(std::shared_ptr<InputFile> file) 
   if (!tree) {
     return tree.error();
   }
-  auto layout = std::make_unique<MessageLayout>(layOut(std::move(*tree)));
+  const auto isBlank = [&file](const Part& part) {
+    return isBlankPart(*file, part, kMessageTextBytes);
+  };
+  auto layout = std::make_unique<MessageLayout>(layOut(std::move(*tree), isBlank));
   return std::unique_ptr<Message>(new Message(std::move(file), std::move(layout)));
 }
 
@@ -110,7 +113,7 @@ std::optional<DateTime> Message::date() const {
 const std::string& Message::bodyText() const {
   if (!text_) {
     text_ = plainTextOf(*file_, layout_->plainText, kMessageTextBytes);
-    if (layout_->plainText.empty()) {
+    if (layout_->calendar != nullptr && isBlankText(*text_)) {
       const CalendarObject calendar = calendarOf(*file_, *layout_);
       text_ = calendar.description.empty() ? calendar.summary : calendar.description;
     }

@@ -80,6 +80,43 @@ TEST(HeaderBlock, ALineOfRubbishAmongTheFieldsIsSkipped) {
   EXPECT_EQ(block.value("To"), "b@example.org");
 }
 
+std::string bodyOf(const std::string& message) {
+  return message.substr(read(message).bodyOffset());
+}
+
+TEST(HeaderBlock, ALineOfBlanksEndsTheSectionAndLosesNoText) {
+  EXPECT_EQ(bodyOf("Subject: one\nTo: b@example.org\n \t\nHello,\nyou\n"), "Hello,\nyou\n");
+  EXPECT_EQ(bodyOf("Subject: one\r\n  \r\nHello\r\n\r\nyou"), "Hello\r\n\r\nyou");
+  EXPECT_EQ(bodyOf("Subject: one\n \n  indented\n  text\n"), "  indented\n  text\n");
+  EXPECT_EQ(bodyOf("Subject: one\n \nNote: two\n\nSubject: three\n"),
+            "Note: two\n\nSubject: three\n");
+  EXPECT_EQ(bodyOf("Subject: one\r\r\n\r\r\nHello\r\r\n"), "Hello\r\r\n");
+}
+
+TEST(HeaderBlock, ALineOfBlanksWithinAFoldedFieldEndsNothing) {
+  const HeaderBlock block =
+      read("To: a@example.org,\n \n b@example.org\nSubject: one\n \nX-A: 1\n\nbody");
+  EXPECT_EQ(block.mailboxes("To").size(), 2U);
+  EXPECT_EQ(block.subject(), "one");
+  EXPECT_EQ(block.value("X-A"), "1");
+}
+
+TEST(HeaderBlock, ABodyWithoutAnEmptyLineBeforeItLosesNoText) {
+  EXPECT_EQ(bodyOf("Subject: one\nHello there,\nhow are you?\n\nBye\n"),
+            "Hello there,\nhow are you?\n\nBye\n");
+  EXPECT_EQ(bodyOf("Subject: one\nHello"), "Hello");
+  EXPECT_EQ(bodyOf("Content-Type: multipart/mixed; boundary=b\n--b\nContent-Type: x/y\n\nhi\n"),
+            "--b\nContent-Type: x/y\n\nhi\n");
+  EXPECT_EQ(read("Subject: one\nHello\n").value("Subject"), "one");
+}
+
+TEST(HeaderBlock, AFieldThatLostItsIndentationDoesNotEndTheSection) {
+  const HeaderBlock block =
+      read("X-Long: one\nlost its blank\n\tand goes on\nReceived: from x\nSubject: two\n\nbody\n");
+  EXPECT_EQ(block.subject(), "two");
+  EXPECT_EQ(block.value("Received"), "from x");
+}
+
 TEST(HeaderBlock, AnMboxLineIsNoField) {
   const HeaderBlock block = read("From a@example.org Fri Nov 20 09:00:00 2026\nSubject: one\n\n");
   EXPECT_EQ(block.subject(), "one");
@@ -219,6 +256,29 @@ TEST(ReadHeaderBlock, FindsAnEmptyLineAcrossBlocks) {
     ASSERT_TRUE(block);
     EXPECT_EQ(block->bodyOffset(), head.size());
   }
+}
+
+TEST(ReadHeaderBlock, FindsTheBeginningOfABodyAcrossBlocks) {
+  for (std::size_t size = 8150; size < 8200; ++size) {
+    for (const char* separator : {"\n \n", "\n"}) {
+      const std::string head = "X-A: " + std::string(size - 5, 'a') + separator;
+      MemoryInput file(head + "Dear all,\nthis is\nthe text" + std::string(20'000, 'x'));
+      const auto block = readHeaderBlock(file);
+      ASSERT_TRUE(block);
+      EXPECT_EQ(block->bodyOffset(), head.size());
+    }
+  }
+}
+
+TEST(ReadHeaderBlock, LinesOfBlanksCostNoMoreThanOthers) {
+  std::string head = "Subject: one\n";
+  for (int i = 0; i < 300'000; ++i) {
+    head += " \n";
+  }
+  MemoryInput file(head + "To: b@example.org\n\nbody");
+  const auto block = readHeaderBlock(file);
+  ASSERT_TRUE(block);
+  EXPECT_EQ(block->subject(), "one");
 }
 
 TEST(ReadHeaderBlock, StopsAtItsLimit) {

@@ -53,6 +53,38 @@ TEST(Message, MakesTextOfHtml) {
   EXPECT_NE(message->htmlBody()->find("<b>open</b>"), std::string::npos);
 }
 
+std::string alternatives(const std::string& plain, const std::string& html) {
+  return "Content-Type: multipart/alternative; boundary=b\n\n--b\n"
+         "Content-Type: text/plain; charset=utf-8\n\n" +
+         plain + "\n--b\nContent-Type: text/html; charset=utf-8\n\n" + html + "\n--b--\n";
+}
+
+TEST(Message, ABlankPlainTextDoesNotHideTheHtml) {
+  for (const std::string& blank : {std::string(), std::string(" "), std::string("\r\n \t\r\n"),
+                                   std::string("\u00a0\n\u00a0"), std::string(5000, '\n')}) {
+    EXPECT_EQ(messageOf(alternatives(blank, "<p>Hello</p>"))->bodyText(), "Hello") << blank;
+  }
+  EXPECT_EQ(messageOf(alternatives(std::string(5000, '\n') + "plain", "<p>Hello</p>"))->bodyText(),
+            std::string(5000, '\n') + "plain");
+  const auto forward =
+      messageOf("Content-Type: multipart/mixed; boundary=m\n\n--m\n" + alternatives(" ", "Hello") +
+                "--m\nContent-Type: text/plain\n\nsent by a list\n--m--\n");
+  EXPECT_EQ(forward->bodyText(), "Hello\nsent by a list");
+}
+
+TEST(Message, ABlankTextDoesNotHideWhatTheCalendarSays) {
+  const auto message = messageOf(
+      "Content-Type: multipart/alternative; boundary=b\n\n--b\n\n\n--b\n"
+      "Content-Type: text/calendar\n\nBEGIN:VCALENDAR\nBEGIN:VEVENT\nSUMMARY:Lunch\n"
+      "END:VEVENT\nEND:VCALENDAR\n--b--\n");
+  EXPECT_EQ(message->bodyText(), "Lunch");
+}
+
+TEST(Message, TextBehindALineOfBlanksIsRead) {
+  EXPECT_EQ(messageOf("Subject: x\n \nHello\n")->bodyText(), "Hello\n");
+  EXPECT_EQ(messageOf("Subject: x\nHello you\n\nBye\n")->bodyText(), "Hello you\n\nBye\n");
+}
+
 TEST(Message, PrefersThePlainAlternative) {
   const auto message = sampleMessage("html-and-text.eml");
   EXPECT_EQ(message->bodyText(), "The train leaves at 7:40 from platform 3.");

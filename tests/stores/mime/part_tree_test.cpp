@@ -41,6 +41,33 @@ TEST(PartTree, FindsThePartsAndWhereTheyLie) {
   EXPECT_FALSE(r.tree.truncated);
 }
 
+TEST(PartTree, PartsWhoseHeadersEndOddlyLoseNoText) {
+  for (const char* separator : {"", " \n", "\t \r\n"}) {
+    const std::string odd(separator);
+    const Read r = read("Content-Type: multipart/mixed; boundary=b\n" + odd +
+                        "--b\nContent-Type: text/html\n" + odd + "one more\n\ntext\n--b\n" + odd +
+                        "two\n--b\nContent-Type: multipart/mixed; boundary=c\n" + odd +
+                        "--c\nContent-Type: text/html\n" + odd + "three 3\n--c--\n--b--\n");
+    const Part& root = *r.tree.root;
+    ASSERT_EQ(root.children.size(), 3U) << odd;
+    EXPECT_EQ(root.children[0]->type.value, "text/html");
+    EXPECT_EQ(r.body(*root.children[0]), "one more\n\ntext");
+    EXPECT_NE(r.body(*root.children[1]).find("two"), std::string::npos);
+    ASSERT_EQ(root.children[2]->children.size(), 1U) << odd;
+    EXPECT_EQ(root.children[2]->children[0]->type.value, "text/html");
+    EXPECT_EQ(r.body(*root.children[2]->children[0]), "three 3");
+  }
+}
+
+TEST(PartTree, APreambleWithoutAnEmptyLineBeforeItLosesNoPart) {
+  const Read r = read(
+      "Content-Type: multipart/mixed; boundary=b\nThis is a message in several parts.\n--b\n"
+      "Content-Type: multipart/mixed; boundary=c\nAnd so is this.\n--c\n\none\n--c--\n--b--\n");
+  ASSERT_EQ(r.tree.root->children.size(), 1U);
+  ASSERT_EQ(r.tree.root->children[0]->children.size(), 1U);
+  EXPECT_EQ(r.body(*r.tree.root->children[0]->children[0]), "one");
+}
+
 TEST(PartTree, LineEndsBeforeBoundariesAreNoContent) {
   const Read r = read(
       "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\none\r\n--b\r\n\r\n"

@@ -55,7 +55,8 @@ struct Share {
 
 class Sorter {
  public:
-  explicit Sorter(MessageLayout& layout) : layout_(layout) {}
+  Sorter(MessageLayout& layout, const std::function<bool(const Part&)>& isBlank)
+      : layout_(layout), isBlank_(isBlank) {}
 
   Share visit(const Part& part, bool isRoot) {
     layout_.sealed = layout_.sealed || isSealed(part);
@@ -108,7 +109,10 @@ class Sorter {
     if (html.html.empty()) {
       return plain;
     }
-    return {plain.plain.empty() ? html.plain : plain.plain, html.html};
+    // Also where there is no plain text at all.
+    const bool isBlank = std::all_of(plain.plain.begin(), plain.plain.end(),
+                                     [this](const Part* each) { return isBlank_(*each); });
+    return {isBlank ? html.plain : plain.plain, html.html};
   }
 
   /// The root of a related group (RFC 2387) is text; what it refers to is attached, text or not.
@@ -133,14 +137,15 @@ class Sorter {
   }
 
   MessageLayout& layout_;
+  const std::function<bool(const Part&)>& isBlank_;
 };
 
 }  // namespace
 
-MessageLayout layOut(PartTree tree) {
+MessageLayout layOut(PartTree tree, const std::function<bool(const Part&)>& isBlank) {
   MessageLayout layout;
   layout.tree = std::move(tree);
-  Share share = Sorter(layout).visit(layout.root(), true);
+  Share share = Sorter(layout, isBlank).visit(layout.root(), true);
   layout.hasHtml = share.hasHtml();
   layout.plainText = std::move(share.plain);
   layout.htmlText = std::move(share.html);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <vector>
 
 #include "stores/mime/parts/part_tree.h"
@@ -26,8 +27,9 @@ struct MessageLayout {
 };
 
 /// Sorts the parts of a tree. Where parts are alternatives of each other, the first plain text and
-/// the last HTML are taken.
-MessageLayout layOut(PartTree tree);
+/// the last HTML are taken; a plain text that is blank counts as absent beside HTML. `isBlank` is
+/// asked only then.
+MessageLayout layOut(PartTree tree, const std::function<bool(const Part&)>& isBlank);
 
 /// The size of the parts as they are stored.
 std::uint64_t storedSize(const std::vector<const Part*>& parts);

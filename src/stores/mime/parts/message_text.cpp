@@ -84,6 +84,26 @@ std::string htmlTextOf(InputFile& file, const std::vector<const Part*>& parts, s
   return all;
 }
 
+bool isBlankPart(InputFile& file, const Part& part, std::size_t limit) {
+  constexpr std::size_t kFirstLine = 256;
+  const auto isBlankUpTo = [&](std::size_t bytes) {
+    const std::string text = textOf(file, part, bytes);
+    return isBlankText(isHtml(part) ? htmlToText(text) : text);
+  };
+  return (isHtml(part) || isBlankUpTo(std::min(limit, kFirstLine))) && isBlankUpTo(limit);
+}
+
+bool isBlankText(std::string_view utf8) {
+  while (!utf8.empty()) {
+    const bool isNoBreakSpace = utf8.starts_with("\xC2\xA0");
+    if (!isNoBreakSpace && std::string_view(" \t\n\r\f\v").find(utf8[0]) == utf8.npos) {
+      return false;
+    }
+    utf8.remove_prefix(isNoBreakSpace ? 2 : 1);
+  }
+  return true;
+}
+
 std::string escapeHtml(std::string_view text) {
   std::string result;
   result.reserve(text.size() + text.size() / 16);

@@ -191,6 +191,12 @@ Result<PartTree> TreeScanner::scan() {
 }
 
 void TreeScanner::onLine(const LineReader::Line& line) {
+  // The boundary of a multipart whose body begins without an empty line is known only when its
+  // header section is over.
+  if (inHeaders_ != nullptr && line.begins && line.text.starts_with("--") &&
+      !boundaries_.match(line.text)) {
+    endHeaders(line.offset);
+  }
   const auto match = line.begins ? boundaries_.match(line.text) : std::nullopt;
   if (match) {
     onBoundary(*match, line);
@@ -234,7 +240,6 @@ void TreeScanner::onHeaderLine(const LineReader::Line& line) {
     header_ += line.text;
   }
   if (line.begins && line.text.size() == lineEndLength(line.text)) {
-    inHeaders_->headersEnded = true;
     endHeaders(line.offset + line.text.size());
   }
 }
@@ -242,8 +247,11 @@ void TreeScanner::onHeaderLine(const LineReader::Line& line) {
 void TreeScanner::endHeaders(std::uint64_t body) {
   Part& part = *inHeaders_;
   inHeaders_ = nullptr;
-  part.body = body;
   part.headers = HeaderBlock(header_);
+  part.body = part.headers.ended() ? part.begin + part.headers.bodyOffset() : body;
+  const std::string_view head = part.headers.bytes();
+  part.headersEnded =
+      head == "\n" || head == "\r\n" || head.ends_with("\n\n") || head.ends_with("\n\r\n");
   describe(part, headersParent_);
   open(part);
 }
