@@ -7,6 +7,8 @@
 #include <csignal>
 #include <initializer_list>
 
+#include "stores/text/libraries.h"
+
 namespace relaybird {
 
 void prepareProcess() {
@@ -16,6 +18,7 @@ void prepareProcess() {
   }
   std::signal(SIGCHLD, SIG_DFL);
   std::signal(SIGPIPE, SIG_IGN);
+  prepareLibraries();
 }
 
 }  // namespace relaybird

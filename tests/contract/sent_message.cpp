@@ -5,6 +5,8 @@
 
 #include <memory>
 
+#include "stores/text/libraries.h"
+
 namespace relaybird {
 
 namespace {
@@ -54,8 +56,7 @@ void readPart(GMimeObject*, GMimeObject* object, void* into) {
 }  // namespace
 
 SentMail readSentMessage(std::string_view bytes) {
-  static const bool ready = (g_mime_init(), true);
-  (void)ready;
+  prepareLibraries();
   const auto stream = own(g_mime_stream_mem_new_with_buffer(bytes.data(), bytes.size()));
   const auto parser = own(g_mime_parser_new_with_stream(stream.get()));
   const auto message = own(g_mime_parser_construct_message(parser.get(), nullptr));

@@ -7,3 +7,6 @@ rb_test(maildir_test
   SOURCES maildir_folder_test.cpp maildir_forward_test.cpp maildir_item_test.cpp
           maildir_name_test.cpp maildir_settings_test.cpp maildir_store_test.cpp
   LIBS rb_maildir_house)
+
+# Nothing else may stand in this program: what it tries is the libraries' first use.
+rb_test(first_use_test SOURCES first_use_test.cpp LIBS rb_maildir_house)

@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "stores/address/address_entries.h"
 #include "stores/text/charset.h"
 #include "stores/text/encoded_word.h"
+#include "stores/text/libraries.h"
 #include "stores/text/tidy_line.h"
 
 namespace relaybird {
@@ -82,8 +82,7 @@ InternetAddressList* listOf(const std::string& entry) {
   constexpr std::ptrdiff_t kMostColons = 20;
   if (std::count(entry.begin(), entry.end(), ':') > kMostColons) return nullptr;
   if (mayLeaveCommentOpen(entry)) return nullptr;
-  static std::once_flag once;
-  std::call_once(once, g_mime_init);
+  prepareLibraries();
   return internet_address_list_parse(nullptr, entry.c_str());
 }
 

@@ -5,11 +5,13 @@
 
 #include "stores/maildir/maildir_application.h"
 #include "stores/maildir/maildir_mailbox.h"
+#include "stores/text/libraries.h"
 
 namespace relaybird {
 
 MaildirStore::MaildirStore(MaildirSettings settings, MaildirWorld world)
     : mailbox_(std::make_shared<MaildirMailbox>(std::move(settings), std::move(world))) {
+  prepareLibraries();
   addMaildirComponents(registry_, mailbox_);
 }
 

@@ -12,6 +12,7 @@
 #include "stores/mime/parts/message_layout.h"
 #include "stores/mime/parts/message_text.h"
 #include "stores/mime/parts/part_content.h"
+#include "stores/text/libraries.h"
 
 namespace relaybird {
 namespace {
@@ -97,7 +98,7 @@ std::optional<DateTime> Message::date() const {
   if (value.empty()) {
     return std::nullopt;
   }
-  useGmime();
+  prepareLibraries();
   GDateTime* parsed = g_mime_utils_header_decode_date(value.c_str());
   if (parsed == nullptr) {
     return std::nullopt;

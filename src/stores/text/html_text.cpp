@@ -11,6 +11,7 @@
 #include "stores/text/charset.h"
 #include "stores/text/html_elements.h"
 #include "stores/text/html_guard.h"
+#include "stores/text/libraries.h"
 
 namespace relaybird {
 namespace {
@@ -41,7 +42,7 @@ class HtmlReader {
   }
 
   std::string run() {
-    xmlInitParser();  // safe to call again, from any thread
+    prepareLibraries();
     renew();
     while (!html_.empty()) {
       const auto chunk = html_.substr(0, chunkLength(html_));

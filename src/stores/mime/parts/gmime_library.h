@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// GMime, made ready and owned the C++ way. GMime is used for the small, intricate things
-// (parameters, dates, transfer encodings, the encoding of header values); the structure of a
-// message is read by part_tree.h, which bounds what a hostile message can cost.
+// GMime, owned the C++ way; prepareLibraries() (stores/text/libraries.h) comes before any call of
+// it. GMime is used for the small, intricate things (parameters, dates, transfer encodings, the
+// encoding of header values); the structure of a message is read by part_tree.h, which bounds what
+// a hostile message can cost.
 #pragma once
 
 #include <gmime/gmime.h>
@@ -9,9 +10,6 @@
 #include <memory>
 
 namespace relaybird {
-
-/// Initialises GMime once in the process; every file that calls GMime calls this first. Any thread.
-void useGmime();
 
 struct GObjectUnref {
   void operator()(void* object) const { g_object_unref(object); }

@@ -8,6 +8,7 @@
 #include "stores/mime/parts/gmime_library.h"
 #include "stores/text/charset.h"
 #include "stores/text/encoded_word.h"
+#include "stores/text/libraries.h"
 
 namespace relaybird {
 namespace {
@@ -54,7 +55,7 @@ std::string_view FieldWithParameters::parameter(std::string_view name) const {
 }
 
 FieldWithParameters parseContentType(std::string_view raw) {
-  useGmime();
+  prepareLibraries();
   const GObjectPtr<GMimeContentType> type(g_mime_content_type_parse(nullptr, cut(raw).c_str()));
   if (!type) {
     return {};
@@ -63,7 +64,7 @@ FieldWithParameters parseContentType(std::string_view raw) {
 }
 
 FieldWithParameters parseContentDisposition(std::string_view raw) {
-  useGmime();
+  prepareLibraries();
   const GObjectPtr<GMimeContentDisposition> disposition(
       g_mime_content_disposition_parse(nullptr, cut(raw).c_str()));
   if (!disposition) {

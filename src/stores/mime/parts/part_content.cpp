@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "stores/mime/parts/gmime_library.h"
+#include "stores/text/libraries.h"
 
 namespace relaybird {
 namespace {
@@ -29,7 +30,7 @@ GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
 class Transcoder {
  public:
   Transcoder(TransferEncoding encoding, bool encode) {
-    useGmime();
+    prepareLibraries();
     const auto init = encode ? g_mime_encoding_init_encode : g_mime_encoding_init_decode;
     init(&state_, gmimeEncoding(encoding));
   }

@@ -9,6 +9,7 @@
 #include "stores/mime/header_text.h"
 #include "stores/mime/parts/gmime_library.h"
 #include "stores/text/charset.h"
+#include "stores/text/libraries.h"
 
 namespace relaybird {
 namespace {
@@ -51,7 +52,7 @@ std::string references(const HeaderBlock& source) {
 class HeaderWriter {
  public:
   HeaderWriter() {
-    useGmime();
+    prepareLibraries();
     message_.reset(g_mime_message_new(TRUE));
   }
 

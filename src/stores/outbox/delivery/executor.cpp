@@ -9,17 +9,15 @@ ThreadExecutor::~ThreadExecutor() {
   {
     const std::lock_guard lock(mutex_);
     ending_ = true;
+    wake_.notify_all();
   }
-  wake_.notify_all();
   if (thread_.joinable()) thread_.join();
 }
 
 void ThreadExecutor::run(std::function<void()> job) {
-  {
-    const std::lock_guard lock(mutex_);
-    jobs_.push_back(std::move(job));
-    if (!thread_.joinable()) thread_ = std::thread([this] { work(); });
-  }
+  const std::lock_guard lock(mutex_);
+  jobs_.push_back(std::move(job));
+  if (!thread_.joinable()) thread_ = std::thread([this] { work(); });
   wake_.notify_all();
 }
 
