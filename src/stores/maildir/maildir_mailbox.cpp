@@ -176,7 +176,7 @@ std::string MaildirMailbox::messageIdFor(const std::string& entryId) {
   if (auto earlier = entryId.empty() ? std::nullopt : outbox_->intendedMessageId(entryId)) {
     return *std::move(earlier);
   }
-  return orThrow(makeMessageId(world_.random, settings_.address));
+  return orThrow(trace_->makeMessageId(settings_.address));
 }
 
 void MaildirMailbox::send(const std::optional<MaildirPlace>& place, const ForwardWriter& write) {

@@ -13,10 +13,14 @@ namespace {
 
 constexpr std::size_t kKeyBytes = 32;
 constexpr std::size_t kNonceDigits = 16;
-constexpr std::size_t kSealDigits = 64;
+constexpr std::size_t kMarkSealDigits = 64;
+/// Half of the seal (RFC 2104, 5): with the number it stays within the 64 characters that software
+/// may expect of a left side (RFC 5321, 4.5.3.1.1).
+constexpr std::size_t kIdSealDigits = 32;
 constexpr std::string_view kBlanks = " \t\r\n";
-/// Put before what is sealed, so that the key can serve other purposes without mixing them up.
-constexpr std::string_view kPurpose = "relaybird forward ";
+/// Put before what is sealed, so that one key serves both purposes without mixing them up.
+constexpr std::string_view kMarkPurpose = "relaybird forward ";
+constexpr std::string_view kIdPurpose = "relaybird message-id ";
 constexpr std::string_view kFallbackDomain = "localhost.invalid";
 constexpr std::size_t kDomainLimit = 255;
 
@@ -62,38 +66,54 @@ Result<TraceMark> TraceMark::open(FileSystem& files, RandomBytes random,
   return TraceMark(std::move(random), std::move(*key));
 }
 
-std::string TraceMark::seal(std::string_view nonce) const {
+std::string TraceMark::seal(std::string_view purpose, std::string_view nonce) const {
   const auto bytesOf = [](std::string_view text) {
     return reinterpret_cast<const guchar*>(text.data());
   };
   const std::unique_ptr<GHmac, decltype(&g_hmac_unref)> hmac(
       g_hmac_new(G_CHECKSUM_SHA256, bytesOf(key_), key_.size()), &g_hmac_unref);
-  g_hmac_update(hmac.get(), bytesOf(kPurpose), static_cast<gssize>(kPurpose.size()));
+  g_hmac_update(hmac.get(), bytesOf(purpose), static_cast<gssize>(purpose.size()));
   g_hmac_update(hmac.get(), bytesOf(nonce), static_cast<gssize>(nonce.size()));
   return g_hmac_get_string(hmac.get());
 }
 
-Result<std::string> TraceMark::make() const {
+Result<std::string> TraceMark::sealedNumber(std::string_view purpose,
+                                            std::size_t sealDigits) const {
   const auto random = random_(kNonceDigits / 2);
   if (!random) return random.error();
   const std::string nonce = toHex(*random);
-  return nonce + '.' + seal(nonce);
+  return nonce + '.' + seal(purpose, nonce).substr(0, sealDigits);
 }
 
-bool TraceMark::isOurs(std::string_view value) const {
-  const std::string_view mark = trimmed(value);
-  if (mark.size() != kNonceDigits + 1 + kSealDigits || mark[kNonceDigits] != '.') return false;
-  return sameSecret(mark.substr(kNonceDigits + 1), seal(mark.substr(0, kNonceDigits)));
+bool TraceMark::isSealedNumber(std::string_view text, std::string_view purpose,
+                               std::size_t sealDigits) const {
+  if (text.size() != kNonceDigits + 1 + sealDigits || text[kNonceDigits] != '.') return false;
+  const std::string right = seal(purpose, text.substr(0, kNonceDigits));
+  return sameSecret(text.substr(kNonceDigits + 1), std::string_view(right).substr(0, sealDigits));
 }
 
-Result<std::string> makeMessageId(const RandomBytes& random, std::string_view senderAddress) {
-  const auto bytes = random(kNonceDigits);
-  if (!bytes) return bytes.error();
+Result<std::string> TraceMark::make() const {
+  return sealedNumber(kMarkPurpose, kMarkSealDigits);
+}
+
+bool TraceMark::isOurs(std::string_view mark) const {
+  return isSealedNumber(trimmed(mark), kMarkPurpose, kMarkSealDigits);
+}
+
+Result<std::string> TraceMark::makeMessageId(std::string_view senderAddress) const {
+  const auto number = sealedNumber(kIdPurpose, kIdSealDigits);
+  if (!number) return number;
   const std::size_t at = senderAddress.rfind('@');
   std::string_view domain;
   if (at != senderAddress.npos) domain = senderAddress.substr(at + 1);
   if (!isHostName(domain)) domain = kFallbackDomain;
-  return toHex(*bytes) + '@' + std::string(domain);
+  return *number + '@' + std::string(domain);
+}
+
+bool TraceMark::isOurMessageId(std::string_view messageId) const {
+  if (messageId.starts_with('<')) messageId.remove_prefix(1);
+  const std::size_t at = messageId.find('@');
+  return at != messageId.npos && isSealedNumber(messageId.substr(0, at), kIdPurpose, kIdSealDigits);
 }
 
 }  // namespace relaybird

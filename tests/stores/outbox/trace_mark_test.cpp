@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <set>
 
@@ -98,7 +99,7 @@ TEST_F(TraceMarkTest, AKeyThatCannotBeKeptIsAnError) {
   }
 }
 
-TEST_F(TraceMarkTest, WithoutRandomNumbersThereIsNoKeyAndNoMark) {
+TEST_F(TraceMarkTest, WithoutRandomNumbersThereIsNoKeyNoMarkAndNoMessageId) {
   const RandomBytes none = [](std::size_t) -> Result<std::string> {
     return Error{ENOSYS, "no numbers"};
   };
@@ -107,21 +108,63 @@ TEST_F(TraceMarkTest, WithoutRandomNumbersThereIsNoKeyAndNoMark) {
   const auto mark = TraceMark::open(world.files, none, keyFile);
   ASSERT_TRUE(mark);
   EXPECT_FALSE(mark->make());
+  EXPECT_FALSE(mark->makeMessageId("ann@example.org"));
 }
 
-TEST(MessageId, IsInTheDomainOfTheSender) {
-  const RandomBytes random = countingBytes();
-  EXPECT_THAT(*makeMessageId(random, "ann@example.org"), EndsWith("@example.org"));
-  EXPECT_NE(*makeMessageId(random, "a@b"), *makeMessageId(random, "a@b"));
+TEST_F(TraceMarkTest, KnowsItsOwnMessageIdsAlsoInALaterRun) {
+  const std::string id = *open().makeMessageId("ann@example.org");
+  EXPECT_THAT(id, EndsWith("@example.org"));
+  EXPECT_NE(id, *open().makeMessageId("ann@example.org"));
+  const TraceMark later = open();
+  EXPECT_TRUE(later.isOurMessageId(id));
+  EXPECT_TRUE(later.isOurMessageId("<" + id + ">"));
+  const std::string left = id.substr(0, id.find('@'));
+  EXPECT_TRUE(later.isOurMessageId("<" + left + "@new.example>")) << "the address was changed";
 }
 
-TEST(MessageId, FallsBackWhereTheDomainCannotBeUsed) {
-  const RandomBytes random = countingBytes();
+TEST_F(TraceMarkTest, AMessageIdHoldsADotAtomOfPlainLettersAndNoAddress) {
+  const std::string id = *open().makeMessageId("ann.example@example.org");
+  const std::string left = id.substr(0, id.find('@'));
+  EXPECT_EQ(left.find_first_not_of("0123456789abcdef."), left.npos) << id;
+  EXPECT_EQ(std::count(left.begin(), left.end(), '.'), 1) << id;
+  EXPECT_LE(left.size(), 64u);
+}
+
+TEST_F(TraceMarkTest, RefusesMessageIdsThatItDidNotMake) {
+  const TraceMark mark = open();
+  const std::string id = *mark.makeMessageId("ann@example.org");
+  for (std::size_t at = 0; at <= id.find('@'); ++at) {
+    std::string changed = id;
+    changed[at] = changed[at] == '0' ? '1' : '0';
+    EXPECT_FALSE(mark.isOurMessageId(changed)) << at;
+  }
+  const std::string left = id.substr(0, id.find('@'));
+  for (const std::string& other :
+       {std::string(), std::string("<>"), std::string("@"), std::string("<@>"), left,
+        "<" + left + ">", "<<" + id + ">", "a" + id, std::string(1'000'000, 'a'),
+        std::string(49, '\0') + "@a", std::string("0123456789abcdef0123456789abcdef@a")}) {
+    EXPECT_FALSE(mark.isOurMessageId(other)) << other.substr(0, 100);
+  }
+  writeBytes(keyFile, std::string(32, 'k'));
+  EXPECT_FALSE(open().isOurMessageId(id)) << "another user's";
+}
+
+TEST_F(TraceMarkTest, AMarkIsNoMessageIdAndAMessageIdIsNoMark) {
+  const TraceMark mark = open();
+  const std::string trace = *mark.make();
+  const std::string id = *mark.makeMessageId("ann@example.org");
+  EXPECT_FALSE(mark.isOurMessageId(trace + "@example.org"));
+  EXPECT_FALSE(mark.isOurMessageId(trace.substr(0, 49) + "@example.org"));
+  EXPECT_FALSE(mark.isOurs(id.substr(0, id.find('@'))));
+}
+
+TEST_F(TraceMarkTest, AMessageIdFallsBackWhereTheDomainCannotBeUsed) {
+  const TraceMark mark = open();
   for (const std::string& sender :
        {std::string("ann"), std::string("ann@"), std::string("ann@a..b"), std::string("ann@.a"),
         std::string("ann@a."), std::string("ann@[127.0.0.1]"), std::string("ann@a>\r\nBcc: x"),
         std::string("ann@b\xC3\xBC.de"), "ann@" + std::string(300, 'a')}) {
-    EXPECT_THAT(*makeMessageId(random, sender), EndsWith("@localhost.invalid")) << sender;
+    EXPECT_THAT(*mark.makeMessageId(sender), EndsWith("@localhost.invalid")) << sender;
   }
 }
 
