@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "stores/maildir_house.h"
+#include "stores/mime/circles.h"
 #include "support/mail_text.h"
 
 namespace relaybird {
@@ -282,6 +283,55 @@ TEST_F(MaildirForwardTest, ANewItemMadeOtherwiseMarksNothing) {
   fresh->send();
   EXPECT_TRUE(item->UnRead());
   EXPECT_EQ(house.outbox().size(), 1U);
+}
+
+TEST_F(MaildirForwardTest, TracesOfOtherUsersAreCarriedOnBehindOurs) {
+  MailText mail;
+  mail.extraFields = "X-Relaybird-Trace: other-1\nX-Relaybird-Trace: other-2, bad@mark\n";
+  addressed(received(mail))->send();
+  const auto marks = traceMarks(HeaderBlock(house.outbox().at(0).bytes));
+  ASSERT_EQ(marks.size(), 3U);
+  EXPECT_EQ(marks[0].size(), 81U);
+  EXPECT_EQ(marks[1], "other-1");
+  EXPECT_EQ(marks[2], "other-2");
+}
+
+TEST_F(MaildirForwardTest, ANewItemMadeForAnItemBeingForwardedCarriesItsTracesOn) {
+  MailText mail;
+  mail.extraFields = "X-Relaybird-Trace: other-1\n";
+  received(mail)->UnRead(false);
+  const auto fresh = createAs<MailItem>(house.factory(), prog_id::kMailItem);
+  fresh->Recipients()->Add("cell@phone.example");
+  fresh->send();
+  const auto marks = traceMarks(HeaderBlock(house.outbox().at(0).bytes));
+  ASSERT_EQ(marks.size(), 2U);
+  EXPECT_EQ(marks[1], "other-1");
+}
+
+TEST_F(MaildirForwardTest, ItsMessageIdIsKnownAgainInAnAnswer) {
+  addressed(received())->send();
+  MailText answer;
+  answer.subject = "On holiday";
+  answer.extraFields = "Auto-Submitted: auto-replied\nIn-Reply-To: " + messageIds().at(0) + "\n";
+  EXPECT_EQ(received(answer, "1700000002.a")->ClassName(), "RelaybirdAnswer");
+  answer.extraFields = "In-Reply-To: " + messageIds().at(0) + "\n";
+  EXPECT_EQ(received(answer, "1700000003.a")->ClassName(), "MailItem");
+}
+
+TEST_F(MaildirForwardTest, WhyWhatCameBackIsNotForwardedIsToldOncePerMessage) {
+  addressed(received())->send();
+  MailText back;
+  back.subject = "FW: Subject";
+  back.extraFields = "X-Relaybird-Trace: other-1\n " +
+                     fieldOf(house.outbox().at(0).bytes, "X-Relaybird-Trace") + "\n";
+  house.deliver("new/1700000002.a", mailText(back));
+  for (int check = 0; check < 3; ++check) {
+    EXPECT_EQ(house.unread()->Item(1)->ClassName(), "RelaybirdForward");
+  }
+  EXPECT_THAT(house.notices,
+              ElementsAre("FW: Subject at " + house.clock.nowText() +
+                          " not forwarded because it is one of your own forwards, which has come "
+                          "back"));
 }
 
 }  // namespace

@@ -138,8 +138,13 @@ std::unique_ptr<InputFile> MaildirMailbox::openMessage(const MaildirPlace& place
   return file;
 }
 
-bool MaildirMailbox::isOwnTrace(std::string_view mark) const {
-  return trace_ && trace_->isOurs(mark);
+HeaderBlock MaildirMailbox::headersOf(const MaildirPlace& place) {
+  return orThrow(readHeaderBlock(*openMessage(place)));
+}
+
+OwnMarks MaildirMailbox::ownMarks() const {
+  return {[this](std::string_view mark) { return trace_ && trace_->isOurs(mark); },
+          [this](std::string_view id) { return trace_ && trace_->isOurMessageId(id); }};
 }
 
 void MaildirMailbox::complain(const MaildirPlace& place, const std::string& text) {

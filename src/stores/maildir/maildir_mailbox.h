@@ -16,6 +16,7 @@
 #include "stores/maildir/disk/read_marks.h"
 #include "stores/maildir/maildir_settings.h"
 #include "stores/maildir/maildir_world.h"
+#include "stores/mime/circles.h"
 #include "stores/outbox/delivery/delivery_worker.h"
 #include "stores/outbox/outbox.h"
 #include "stores/outbox/trace_mark.h"
@@ -55,7 +56,10 @@ class MaildirMailbox {
 
   /// Throws where the message has vanished or cannot be read.
   std::unique_ptr<InputFile> openMessage(const MaildirPlace& place);
-  bool isOwnTrace(std::string_view mark) const;
+  /// Throws as openMessage does.
+  HeaderBlock headersOf(const MaildirPlace& place);
+  /// Valid as long as the mailbox. Nothing is ours before the outbox has been opened.
+  OwnMarks ownMarks() const;
   /// A sentence for the log about one message; once for each.
   void complain(const MaildirPlace& place, const std::string& text);
 

@@ -40,7 +40,9 @@ struct ForwardDraft {
   std::vector<std::size_t> keptAttachments;
   std::string messageId;  ///< with or without angle brackets
   DateTime date = kNoDate;
-  std::string trace;  ///< value of the trace field; empty leaves it out
+  /// The marks of the trace field: our own, then those of the source (traceMarks()); none leaves
+  /// the field out.
+  std::vector<std::string> traces;
 };
 
 /// Writes the complete message with LF line ends, a block at a time: attached parts are copied out

@@ -11,11 +11,12 @@ namespace {
 /// Read at once: one system call serves nearly every message.
 constexpr std::size_t kFirstBlock = 8192;
 
-constexpr std::array<std::string_view, 16> kWantedNames = {"Subject",
+constexpr std::array<std::string_view, 17> kWantedNames = {"Subject",
                                                            "From",
                                                            "Sender",
                                                            "Date",
                                                            "Message-ID",
+                                                           "In-Reply-To",
                                                            "References",
                                                            "Return-Path",
                                                            "Content-Type",
@@ -164,12 +165,26 @@ std::optional<std::string_view> HeaderBlock::raw(std::string_view name) const {
     }
     return std::string_view(bytes_).substr(span.begin, span.end - span.begin);
   }
-  return search(name);
+  std::size_t pos = 0;
+  return search(name, pos);
 }
 
-std::optional<std::string_view> HeaderBlock::search(std::string_view name) const {
+std::vector<std::string_view> HeaderBlock::allRaw(std::string_view name) const {
+  std::vector<std::string_view> values;
+  if (wantedIndex(name) && !raw(name)) {
+    return values;
+  }
+  std::size_t pos = 0;
+  while (const auto found = search(name, pos)) {
+    values.push_back(*found);
+  }
+  return values;
+}
+
+/// The first field of that name that begins at `pos` or later, which is moved behind it.
+std::optional<std::string_view> HeaderBlock::search(std::string_view name, std::size_t& pos) const {
   const std::string_view all = bytes_;
-  for (std::size_t pos = 0; pos < all.size();) {
+  while (pos < all.size()) {
     std::size_t end = lineEnd(all, pos);
     const std::string_view line = all.substr(pos, end - pos);
     const std::size_t colon = line.find(':');
@@ -178,7 +193,9 @@ std::optional<std::string_view> HeaderBlock::search(std::string_view name) const
       while (end < all.size() && isBlank(all[end])) {
         end = lineEnd(all, end);
       }
-      return all.substr(pos + colon + 1, end - pos - colon - 1);
+      const std::size_t begin = pos + colon + 1;
+      pos = end;
+      return all.substr(begin, end - begin);
     }
     pos = end;
   }

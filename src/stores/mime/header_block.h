@@ -22,7 +22,7 @@
 
 namespace relaybird {
 
-/// The field that marks the forwards this program wrote.
+/// The field that bears the marks of the programs that a message has been forwarded by (circles.h).
 inline constexpr std::string_view kTraceHeader = "X-Relaybird-Trace";
 
 /// No header section is read any further than this many bytes.
@@ -49,6 +49,8 @@ class HeaderBlock {
   /// The value of the first field of that name (any case) as stored, folding and surrounding blanks
   /// included; nothing where there is no such field. Valid as long as the object.
   std::optional<std::string_view> raw(std::string_view name) const;
+  /// The values of all fields of that name as raw() has one, in their order.
+  std::vector<std::string_view> allRaw(std::string_view name) const;
   /// raw() unfolded to one line and trimmed, nothing decoded; empty where there is no such field.
   /// CR, LF and NUL never occur in it.
   std::string value(std::string_view name) const;
@@ -72,11 +74,11 @@ class HeaderBlock {
     std::uint32_t end = 0;  ///< 0: not there, since a value always follows a name
   };
   /// One for each name of header_block.cpp's list of wanted fields.
-  static constexpr std::size_t kWantedFields = 16;
+  static constexpr std::size_t kWantedFields = 17;
 
   std::size_t scan(std::string_view message, bool isAll);
   Span* note(std::string_view name, std::size_t begin, std::size_t end);
-  std::optional<std::string_view> search(std::string_view name) const;
+  std::optional<std::string_view> search(std::string_view name, std::size_t& pos) const;
 
   std::string bytes_;
   std::array<Span, kWantedFields> wanted_;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stores/mime/message_kind.h"
 
+#include <algorithm>
+
 #include "platform/text/number_text.h"
 #include "stores/mime/calendar_kind.h"
 #include "stores/mime/header_text.h"
@@ -18,11 +20,6 @@ constexpr std::size_t kReturnedBytes = std::size_t{64} << 10;
 std::string typeOf(const HeaderBlock& headers) {
   const auto raw = headers.raw("Content-Type");
   return raw ? bareContentType(*raw) : std::string();
-}
-
-/// Mail servers send their notices with an empty return path (RFC 5321 section 4.5.5).
-bool isNotice(const HeaderBlock& headers) {
-  return headers.value("Return-Path") == "<>";
 }
 
 bool isReportPart(const Part& part) {
@@ -60,8 +57,8 @@ bool isReport(const Part& root) {
          (type.empty() && findPart(root, isReportPart) != nullptr);
 }
 
-/// Whether a report returns a message that bears our trace.
-Result<bool> returnsOwn(InputFile& file, const Part& root, const OwnTrace& own) {
+/// Whether a report returns a forward of ours.
+Result<bool> returnsOwn(InputFile& file, const Part& root, const OwnMarks& own) {
   const Part* returned = findPart(root, isReturnedMessage);
   if (returned == nullptr) {
     return false;
@@ -70,13 +67,56 @@ Result<bool> returnsOwn(InputFile& file, const Part& root, const OwnTrace& own) 
   if (!content) {
     return content.error();
   }
-  const HeaderBlock headers(*content);
-  return headers.raw(kTraceHeader).has_value() && own(headers.value(kTraceHeader));
+  return isOwnForward(HeaderBlock(*content), own);
 }
 
+/// Finds a forward of ours in lines of text: in its trace field or Message-ID, perhaps quoted, or
+/// in the Original-Message-ID of a disposition notification (RFC 8098, 3.2.5).
+class OwnFinder {
+ public:
+  explicit OwnFinder(const OwnMarks& own) : own_(own) {}
+
+  bool foundIn(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of("> \t"), line.size()));
+    const std::size_t colon = line.find(':');
+    const std::string_view name = line.substr(0, std::min(colon, line.size()));
+    if (equalsAsciiCase(name, kTraceHeader)) {
+      field_ = Field::kTrace;
+    } else if (equalsAsciiCase(name, "Message-ID") ||
+               equalsAsciiCase(name, "Original-Message-ID")) {
+      field_ = Field::kMessageId;
+    } else if (colon != std::string_view::npos || isBlankLine(line)) {
+      field_ = Field::kOther;
+    } else {
+      return isOwn(line);  // a quoted field may go on, its indentation lost in the quoting
+    }
+    return isOwn(line.substr(name.size()));
+  }
+
+ private:
+  enum class Field { kOther, kTrace, kMessageId };
+
+  static bool isBlankLine(std::string_view line) {
+    return line.find_first_not_of(" \t\r\n") == std::string_view::npos;
+  }
+
+  bool isOwn(std::string_view value) const {
+    if (field_ == Field::kTrace) {
+      const auto marks = marksIn(value.substr(value.starts_with(':') ? 1 : 0));
+      return std::any_of(marks.begin(), marks.end(), own_.isTrace);
+    }
+    const auto ids = field_ == Field::kMessageId ? messageIds(value) : std::vector<std::string>();
+    return std::any_of(ids.begin(), ids.end(), own_.isMessageId);
+  }
+
+  const OwnMarks& own_;
+  Field field_ = Field::kOther;
+};
+
 /// Older servers return the message as plain text, perhaps quoted, below their own words.
-Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnTrace& own) {
+Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnMarks& own) {
   LineReader lines(file, headers.bodyOffset(), kKindBytes);
+  OwnFinder finder(own);
   while (true) {
     const auto line = lines.next();
     if (!line) {
@@ -85,11 +125,7 @@ Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnTra
     if (!line->has_value()) {
       return false;
     }
-    std::string_view text = (*line)->text;
-    text.remove_prefix(std::min(text.find_first_not_of("> \t"), text.size()));
-    if (text.size() > kTraceHeader.size() && text[kTraceHeader.size()] == ':' &&
-        equalsAsciiCase(text.substr(0, kTraceHeader.size()), kTraceHeader) &&
-        own(unfolded(text.substr(kTraceHeader.size() + 1)))) {
+    if (finder.foundIn((*line)->text)) {
       return true;
     }
   }
@@ -147,16 +183,40 @@ std::string_view className(MessageKind kind) {
     case MessageKind::kTaskUpdate:
       return "TaskRequestUpdateItem";
     case MessageKind::kOwnForward:
+      return "RelaybirdForward";
+    case MessageKind::kOwnAnswer:
+      return "RelaybirdAnswer";
+    case MessageKind::kManyForwards:
       break;
   }
-  return "RelaybirdForward";
+  return "RelaybirdChain";
 }
 
-std::optional<MessageKind> kindFromHeaders(const HeaderBlock& headers, const OwnTrace& own) {
-  if (headers.raw(kTraceHeader) && own(headers.value(kTraceHeader))) {
+std::string whyNotForwarded(MessageKind kind) {
+  switch (kind) {
+    case MessageKind::kOwnForward:
+      return "it is one of your own forwards, which has come back";
+    case MessageKind::kOwnAnswer:
+      return "it is an automatic answer to one of your own forwards, or a report about one";
+    case MessageKind::kManyForwards:
+      return "it has been forwarded " + std::to_string(kHopLimit) +
+             " times already and may be going in circles";
+    default:
+      return {};
+  }
+}
+
+std::optional<MessageKind> kindFromHeaders(const HeaderBlock& headers, const OwnMarks& own) {
+  if (isOwnForward(headers, own)) {
     return MessageKind::kOwnForward;
   }
-  if (isNotice(headers)) {
+  if (traceMarks(headers).size() >= kHopLimit) {
+    return MessageKind::kManyForwards;
+  }
+  if (isAutomaticAnswer(headers, own)) {
+    return MessageKind::kOwnAnswer;
+  }
+  if (hasNullReturnPath(headers)) {
     return std::nullopt;
   }
   const std::string type = typeOf(headers);
@@ -168,7 +228,7 @@ std::optional<MessageKind> kindFromHeaders(const HeaderBlock& headers, const Own
 }
 
 Result<MessageKind> readMessageKind(const HeaderBlock& headers, InputFile& file,
-                                    const OwnTrace& own) {
+                                    const OwnMarks& own) {
   if (const auto known = kindFromHeaders(headers, own)) {
     return *known;
   }
@@ -178,14 +238,14 @@ Result<MessageKind> readMessageKind(const HeaderBlock& headers, InputFile& file,
   }
   const Part& root = *tree->root;
   const bool report = isReport(root);
-  if (isNotice(headers) || root.type.value == "multipart/report") {
+  if (hasNullReturnPath(headers) || root.type.value == "multipart/report") {
     const auto returned = returnsOwn(file, root, own);
     const auto quoted = quotesOwn(file, headers, own);
     if (!returned || !quoted) {
       return returned ? quoted.error() : returned.error();
     }
     if (*returned || *quoted) {
-      return MessageKind::kOwnForward;
+      return MessageKind::kOwnAnswer;
     }
   }
   return report ? MessageKind::kReport : invitationKind(file, root);

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
-// What kind of item a stored message is: ordinary mail, a meeting, a task request, a report, or a
-// forward of our own that has come back. Plain mail is judged from its header section alone; of the
-// rest only the beginning is read, whatever its size.
+// What kind of item a stored message is: ordinary mail, a meeting, a task request, a report, or
+// something that is not to be forwarded, because mail would go in circles. Plain mail is judged
+// from its header section alone; of the rest only the beginning is read, whatever its size.
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/file_system.h"
 #include "platform/result.h"
+#include "stores/mime/circles.h"
 #include "stores/mime/header_block.h"
 
 namespace relaybird {
@@ -23,29 +24,34 @@ enum class MessageKind {
   kTaskAccept,
   kTaskDecline,
   kTaskUpdate,
-  kOwnForward,  ///< a forward of ours, or the report that it could not be delivered
+  kOwnForward,    ///< a forward of ours that has come back
+  kOwnAnswer,     ///< a report about a forward of ours, or a machine's answer to one
+  kManyForwards,  ///< has been forwarded kHopLimit times
 };
 
-/// The class name of an item of that kind. The one of kOwnForward is a name that no list of kinds
+/// The class name of an item of that kind. Those of the last three are names that no list of kinds
 /// to forward holds.
 std::string_view className(MessageKind kind);
 
-/// Whether the value of a trace field is one that this user's own forwards bear.
-using OwnTrace = std::function<bool(std::string_view traceValue)>;
+/// Why an item of one of the last three kinds is not forwarded, to be read behind "not forwarded
+/// because"; empty for the others.
+std::string whyNotForwarded(MessageKind kind);
 
 /// How far into a message its kind is looked for: parts that begin behind the first megabyte do not
 /// count, so that a huge message costs no more than a small one.
 inline constexpr std::size_t kKindBytes = std::size_t{1} << 20;
 
 /// The kind where the header section alone tells it; nothing where the body must be looked at.
-std::optional<MessageKind> kindFromHeaders(const HeaderBlock& headers, const OwnTrace& own);
+std::optional<MessageKind> kindFromHeaders(const HeaderBlock& headers, const OwnMarks& own);
 
 /// The kind of a message whose header section was read from the same file. Fails only where reading
-/// fails. Scheduling messages are RFC 5546 parts, text/calendar with a method, at the top or inside
-/// multiparts but neither attachments nor within an embedded message; an event of any method is a
-/// meeting, a task's method, SEQUENCE and the answering PARTSTAT tell the four task kinds apart.
-/// Signed and encrypted mail is ordinary mail.
+/// fails. What isOwnForward() and isAutomaticAnswer() tell comes first; a report or a notice that
+/// returns a forward of ours, or names one in its text, is an answer too. Scheduling messages are
+/// RFC 5546 parts, text/calendar with a method, at the top or inside multiparts but neither
+/// attachments nor within an embedded message; an event of any method is a meeting, a task's
+/// method, SEQUENCE and the answering PARTSTAT tell the four task kinds apart. Signed and encrypted
+/// mail is ordinary mail.
 Result<MessageKind> readMessageKind(const HeaderBlock& headers, InputFile& file,
-                                    const OwnTrace& own);
+                                    const OwnMarks& own);
 
 }  // namespace relaybird

@@ -25,7 +25,7 @@ ForwardDraft draftOf(const Message* source) {
   draft.sentText = kSent;
   draft.messageId = "forward-1@example.com";
   draft.date = DateTime(std::chrono::sys_days{std::chrono::year{2026} / 11 / 21});
-  draft.trace = "mark";
+  draft.traces = {"mark"};
   if (source != nullptr) {
     draft.keptAttachments.resize(source->attachments().size());
     std::iota(draft.keptAttachments.begin(), draft.keptAttachments.end(), 0U);
@@ -112,6 +112,31 @@ TEST(Forward, WritesItsOwnHeaderFields) {
   EXPECT_EQ(headers.value("MIME-Version"), "1.0");
   EXPECT_EQ(headers.raw("In-Reply-To"), std::nullopt);
   EXPECT_EQ(headers.raw("Received"), std::nullopt);
+}
+
+TEST(Forward, BearsTheTracesOneToALineOursFirst) {
+  const auto source = sampleMessage("plain.eml");
+  ForwardDraft draft = draftOf(source.get());
+  const std::string longMark(81, 'a');
+  draft.traces = {longMark, "second", "third"};
+  const std::string text = written(draft);
+  EXPECT_NE(text.find("\nX-Relaybird-Trace: " + longMark + "\n second\n third\n"),
+            std::string::npos);
+  EXPECT_EQ(traceMarks(HeaderBlock(text)), (std::vector<std::string>{longMark, "second", "third"}));
+  draft.traces.clear();
+  EXPECT_EQ(HeaderBlock(written(draft)).raw(kTraceHeader), std::nullopt);
+}
+
+TEST(Forward, TheSourcesOwnMarksOfAutomaticMailAreNotCarriedOn) {
+  const auto source = messageOf(
+      "Return-Path: <>\nAuto-Submitted: auto-replied\nPrecedence: auto_reply\n"
+      "X-Autoreply: yes\nIn-Reply-To: <a@example.org>\nMessage-ID: <b@example.org>\n\nhi\n");
+  const HeaderBlock headers(forwardOf(*source));
+  ASSERT_EQ(headers.allRaw("Auto-Submitted").size(), 1U);
+  EXPECT_EQ(headers.value("Auto-Submitted"), "auto-generated");
+  for (const char* field : {"Return-Path", "Precedence", "X-Autoreply", "In-Reply-To"}) {
+    EXPECT_EQ(headers.raw(field), std::nullopt) << field;
+  }
 }
 
 TEST(Forward, AReferencesChainIsContinuedAndKeptShort) {
@@ -315,7 +340,7 @@ TEST(Forward, NothingFromTheSourceBeginsAHeaderField) {
   ForwardDraft draft = draftOf(source.get());
   draft.subject = source->subject() + "\r\nBcc: victim@example.org";
   draft.replyTo = {{"a\r\nBcc: x@example.org", "eve@example.org"}, {"", "e\r\nBcc: y@example.org"}};
-  draft.trace = "mark\nBcc: z@example.org";
+  draft.traces = {"mark\nBcc: z@example.org", "\nBcc: y@example.org"};
   const HeaderBlock headers(written(draft));
   EXPECT_EQ(headers.raw("Bcc"), std::nullopt);
   EXPECT_EQ(headers.raw("X-Evil"), std::nullopt);

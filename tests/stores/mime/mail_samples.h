@@ -13,9 +13,10 @@
 
 namespace relaybird {
 
-/// The trace value that the samples bear.
-inline bool isSampleTrace(std::string_view value) {
-  return value == "sample-trace";
+/// The user's own marks as the samples bear them.
+inline OwnMarks sampleMarks() {
+  return {[](std::string_view mark) { return mark == "sample-trace"; },
+          [](std::string_view id) { return id.starts_with("<own-forward-"); }};
 }
 
 /// The bytes of a sample; throws where there is none of that name.
@@ -42,7 +43,7 @@ inline std::unique_ptr<Message> sampleMessage(const std::string& name) {
 inline MessageKind kindOf(std::string bytes) {
   MemoryInput file(std::move(bytes));
   const auto headers = readHeaderBlock(file);
-  return readMessageKind(*headers, file, isSampleTrace).value();
+  return readMessageKind(*headers, file, sampleMarks()).value();
 }
 
 }  // namespace relaybird

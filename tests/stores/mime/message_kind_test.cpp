@@ -20,6 +20,8 @@ TEST(MessageKind, ClassNamesAreThoseOfTheMailApplication) {
   EXPECT_EQ(className(MessageKind::kTaskDecline), "TaskRequestDeclineItem");
   EXPECT_EQ(className(MessageKind::kTaskUpdate), "TaskRequestUpdateItem");
   EXPECT_EQ(className(MessageKind::kOwnForward), "RelaybirdForward");
+  EXPECT_EQ(className(MessageKind::kOwnAnswer), "RelaybirdAnswer");
+  EXPECT_EQ(className(MessageKind::kManyForwards), "RelaybirdChain");
 }
 
 TEST(MessageKind, OrdinaryMailIsMail) {
@@ -62,8 +64,8 @@ TEST(MessageKind, AnAbuseReportIsMailForPeople) {
 
 TEST(MessageKind, OwnForwardsAndTheirBouncesAreOurs) {
   EXPECT_EQ(kindOf(sample("own-forward.eml")), MessageKind::kOwnForward);
-  EXPECT_EQ(kindOf(sample("bounced-forward.eml")), MessageKind::kOwnForward);
-  EXPECT_EQ(kindOf(sample("bounced-forward-plain.eml")), MessageKind::kOwnForward);
+  EXPECT_EQ(kindOf(sample("bounced-forward.eml")), MessageKind::kOwnAnswer);
+  EXPECT_EQ(kindOf(sample("bounced-forward-plain.eml")), MessageKind::kOwnAnswer);
 }
 
 TEST(MessageKind, ABounceMayReturnTheWholeForwardEncoded) {
@@ -71,11 +73,12 @@ TEST(MessageKind, ABounceMayReturnTheWholeForwardEncoded) {
                    "--b\n\nSorry.\n--b\nContent-Type: message/delivery-status\n\nAction: failed\n"
                    "--b\nContent-Type: message/global\nContent-Transfer-Encoding: base64\n\n"
                    "WC1SZWxheWJpcmQtVHJhY2U6IHNhbXBsZS10cmFjZQpTdWJqZWN0OiBGVzoKCmhpCg==\n--b--\n"),
-            MessageKind::kOwnForward);
+            MessageKind::kOwnAnswer);
 }
 
 TEST(MessageKind, SomebodyElsesTraceDoesNotCount) {
-  const auto stranger = [](std::string_view) { return false; };
+  const auto no = [](std::string_view) { return false; };
+  const OwnMarks stranger{no, no};
   for (const auto& [name, kind] : {std::pair{"own-forward.eml", MessageKind::kMail},
                                    std::pair{"bounced-forward.eml", MessageKind::kReport},
                                    std::pair{"bounced-forward-plain.eml", MessageKind::kMail}}) {
@@ -90,7 +93,7 @@ TEST(MessageKind, ATraceInTheTextOfOrdinaryMailIsJustText) {
 }
 
 TEST(MessageKind, PlainMailIsJudgedWithoutItsBody) {
-  const OwnTrace own = isSampleTrace;
+  const OwnMarks own = sampleMarks();
   for (const char* name : {"plain.eml", "html-only.eml", "signed.eml", "encrypted.eml"}) {
     EXPECT_EQ(kindFromHeaders(HeaderBlock(sample(name)), own), MessageKind::kMail) << name;
   }
@@ -105,7 +108,7 @@ TEST(MessageKind, AHugeMessageIsNotReadWhole) {
       "Content-Type: application/zip\n\n" +
       std::string(20'000'000, 'z') + "\n--b--\n";
   MemoryInput file(big);
-  EXPECT_EQ(readMessageKind(*readHeaderBlock(file), file, isSampleTrace).value(),
+  EXPECT_EQ(readMessageKind(*readHeaderBlock(file), file, sampleMarks()).value(),
             MessageKind::kMail);
   EXPECT_LE(file.readTo, kKindBytes);
 }
@@ -138,7 +141,7 @@ TEST(MessageKind, TellsThatReadingFailed) {
   const auto headers = readHeaderBlock(file);
   ASSERT_TRUE(headers);
   file.failing = true;
-  EXPECT_EQ(readMessageKind(*headers, file, isSampleTrace).error().code, EIO);
+  EXPECT_EQ(readMessageKind(*headers, file, sampleMarks()).error().code, EIO);
 }
 
 MessageKind calendarKindOf(const std::string& text, std::string_view parameter = {}) {

@@ -121,6 +121,15 @@ void ForwardItem::Save() {
   requireUnsent();
 }
 
+// A new item that stands for a forward bears them as well: a report or a task request goes in
+// circles like any other mail.
+std::vector<std::string> ForwardItem::carriedTraces() {
+  if (source_) {
+    return traceMarks(source_->message()->headers());
+  }
+  return answers_ ? traceMarks(mailbox_->headersOf(*answers_)) : std::vector<std::string>();
+}
+
 // A reply address that cannot be one is left out: a forward that cannot be answered is of more use
 // than none.
 ForwardDraft ForwardItem::draft() {
@@ -138,6 +147,7 @@ ForwardDraft ForwardItem::draft() {
   draft.subject = Subject();
   draft.body = body_;
   draft.date = mailbox_->clock().now();
+  draft.traces = carriedTraces();
   if (source_) {
     draft.source = source_->message().get();
     draft.sentText = source_->sentText();
@@ -160,7 +170,7 @@ void ForwardItem::send() {
   mailbox_->send(answers_, [&message](const std::string& messageId, const std::string& trace,
                                       OutputFile& out) {
     message.messageId = messageId;
-    message.trace = trace;
+    message.traces.insert(message.traces.begin(), trace);
     return writeForward(message, out);
   });
   sent_ = true;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "engine/mail_store.h"
 #include "stores/maildir/disk/read_marks.h"
@@ -51,6 +52,7 @@ class ForwardItem : public MailItem {
  private:
   void requireUnsent() const;
   const std::shared_ptr<AttachmentList>& attachmentList();
+  std::vector<std::string> carriedTraces();
   ForwardDraft draft();
 
   std::shared_ptr<MaildirMailbox> mailbox_;

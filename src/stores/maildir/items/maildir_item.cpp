@@ -46,17 +46,27 @@ MaildirItem::Head MaildirItem::readHead() const {
       return fail(MailStoreError(headers.error().text, headers.error().code));
     }
     result.headers = std::move(*headers);
-    const auto kind = readMessageKind(result.headers, *file, [this](std::string_view mark) {
-      return mailbox_->isOwnTrace(mark);
-    });
+    const auto kind = readMessageKind(result.headers, *file, mailbox_->ownMarks());
     if (!kind) {
       return fail(MailStoreError(kind.error().text, kind.error().code));
     }
     result.kind = *kind;
+    tellWhyNotForwarded(result);
   } catch (const MailStoreError& error) {
     return fail(error);
   }
   return result;
+}
+
+// The pass says nothing of an item whose kind it does not take, so the store does, in the words
+// that the log has for the reasons of rules.
+void MaildirItem::tellWhyNotForwarded(const Head& head) const {
+  const std::string why = whyNotForwarded(head.kind);
+  if (!why.empty()) {
+    mailbox_->complain(place_, head.headers.subject() + " at " +
+                                   mailbox_->clock().toText(mailbox_->clock().now()) +
+                                   " not forwarded because " + why);
+  }
 }
 
 const MaildirItem::Head& MaildirItem::head() const {

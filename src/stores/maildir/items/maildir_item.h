@@ -73,6 +73,7 @@ class MaildirItem : public MailItem, public std::enable_shared_from_this<Maildir
 
  private:
   Head readHead() const;
+  void tellWhyNotForwarded(const Head& head) const;
   std::shared_ptr<class Recipients> addresseesOf(std::initializer_list<std::string_view> fields);
 
   MaildirPlace place_;

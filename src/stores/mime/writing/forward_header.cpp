@@ -82,9 +82,13 @@ class HeaderWriter {
   GObjectPtr<GMimeMessage> message_;
 };
 
-/// A field with a word too long for GMime, which would encode it as if it were text.
-std::string unencodedField(std::string_view name, const std::string& value) {
-  return value.empty() ? std::string() : std::string(name) + ": " + value + "\n";
+/// One mark to a line. GMime would encode words as long as these as if they were text.
+std::string traceField(const std::vector<std::string>& marks) {
+  std::string field;
+  for (const std::string& mark : marks) {
+    field += (field.empty() ? std::string(kTraceHeader) + ": " : " ") + onOneLine(mark) + "\n";
+  }
+  return field;
 }
 
 Result<void> check(const ForwardDraft& draft) {
@@ -147,7 +151,7 @@ Result<std::string> forwardHeader(const ForwardDraft& draft) {
              draft.source == nullptr ? std::string() : references(draft.source->headers()));
   header.set("Auto-Submitted", "auto-generated");
   header.set("MIME-Version", "1.0");
-  return header.take() + unencodedField(kTraceHeader, onOneLine(draft.trace));
+  return header.take() + traceField(draft.traces);
 }
 
 }  // namespace relaybird
