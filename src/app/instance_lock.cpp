@@ -2,7 +2,6 @@
 #include "app/instance_lock.h"
 
 #include <cerrno>
-#include <cstdint>
 #include <sstream>
 #include <utility>
 
@@ -13,6 +12,9 @@ namespace relaybird {
 namespace {
 
 constexpr std::size_t kLargestNote = 4096;
+
+/// Mail programs take neither files nor hidden names beside new/ and cur/ for mail.
+constexpr const char* kNoteInMailbox = "/.relaybird-holder";
 
 /// FNV-1a, 64 bits: the folder's name must be short and the same in every release.
 std::string hashText(const std::string& text) {
@@ -26,53 +28,18 @@ std::string hashText(const std::string& text) {
   return digits.str();
 }
 
-std::string noteText(const Mailbox& mailbox, const LockHolder& holder) {
-  return holder.program + "\n" + std::to_string(holder.process) + "\n" + holder.since + "\n" +
-         mailbox.place + "\n";
-}
-
 std::string lockFolderOf(const std::string& stateFolder, const Mailbox& mailbox) {
   return stateFolder + "/rbx/locks/" + mailbox.store + "-" +
          hashText(mailbox.store + "\n" + mailbox.place);
 }
 
-std::string noteFileOf(const std::string& folder) {
-  return folder + "/holder";
+std::string noteText(const LockHolder& holder, const std::string& place) {
+  return holder.program + "\n" + std::to_string(holder.process) + "\n" + holder.since + "\n" +
+         place + "\n";
 }
 
-std::string holderText(const std::optional<LockHolder>& holder) {
-  return holder ? holder->program + " (process " + std::to_string(holder->process) + ", since " +
-                      holder->since + ")"
-                : "another program";
-}
-
-}  // namespace
-
-Result<std::unique_ptr<InstanceLock>> InstanceLock::take(FileSystem& files,
-                                                         const std::string& stateFolder,
-                                                         const Mailbox& mailbox,
-                                                         const LockHolder& holder, Wait wait) {
-  const std::string folder = lockFolderOf(stateFolder, mailbox);
-  const std::string noteFile = noteFileOf(folder);
-  if (!MakeFolderPath(files, noteFile)) {
-    return Error{0, "Cannot make the folder " + folder + " for the lock of the mailbox"};
-  }
-  auto lock = wait == Wait::kNone ? files.tryLockFolder(folder) : files.lockFolder(folder);
-  if (!lock && lock.error().code == EWOULDBLOCK) {
-    return Error{EWOULDBLOCK, "The mailbox " + mailbox.place + " is in use by " +
-                                  holderText(InstanceLock::holder(files, stateFolder, mailbox))};
-  }
-  if (!lock) return lock.error();
-  // Without the note the lock holds all the same, and the next one is told less.
-  (void)replaceFile(files, noteFile, noteText(mailbox, holder));
-  return std::unique_ptr<InstanceLock>(new InstanceLock(files, noteFile, std::move(*lock)));
-}
-
-/// He may not have written it yet.
-std::optional<LockHolder> InstanceLock::holder(FileSystem& files, const std::string& stateFolder,
-                                               const Mailbox& mailbox) {
-  const auto note = readFile(files, noteFileOf(lockFolderOf(stateFolder, mailbox)), kLargestNote);
-  std::istringstream lines(note ? *note : std::string());
+std::optional<LockHolder> readNote(const std::string& text) {
+  std::istringstream lines(text);
   LockHolder holder;
   std::string process;
   if (!std::getline(lines, holder.program) || !std::getline(lines, process) ||
@@ -83,12 +50,69 @@ std::optional<LockHolder> InstanceLock::holder(FileSystem& files, const std::str
   return holder;
 }
 
-InstanceLock::InstanceLock(FileSystem& files, std::string noteFile,
-                           std::unique_ptr<FolderLock> lock)
-    : files_(files), noteFile_(std::move(noteFile)), lock_(std::move(lock)) {}
+}  // namespace
+
+InstanceLock::InstanceLock(FileSystem& files, LockHolder self)
+    : files_(files), self_(std::move(self)) {}
 
 InstanceLock::~InstanceLock() {
-  (void)files_.remove(noteFile_);
+  giveBack(folder_);
+  giveBack(name_);
+}
+
+Result<void> InstanceLock::takeName(const std::string& stateFolder, const Mailbox& mailbox,
+                                    Wait wait) {
+  const std::string folder = lockFolderOf(stateFolder, mailbox);
+  const std::string noteFile = folder + "/holder";
+  if (!MakeFolderPath(files_, noteFile)) {
+    return Error{0, "Cannot make the folder " + folder + " for the lock of the mailbox"};
+  }
+  return take(name_, folder, noteFile, mailbox.place, wait);
+}
+
+Result<void> InstanceLock::takeFolder(const std::string& folder, Wait wait) {
+  const auto real = files_.resolve(folder);
+  if (!real) return real.error();
+  const auto info = files_.inspect(*real);
+  if (!info) return info.error();
+  const bool same = folder_.device == info->device && folder_.inode == info->inode;
+  if (folder_.lock && same) return {};
+  giveBack(folder_);
+  if (auto taken = take(folder_, *real, *real + kNoteInMailbox, folder, wait); !taken) return taken;
+  folder_.device = info->device;
+  folder_.inode = info->inode;
+  return {};
+}
+
+Result<void> InstanceLock::take(Held& held, const std::string& folder, const std::string& noteFile,
+                                const std::string& place, Wait wait) {
+  auto lock = wait == Wait::kNone ? files_.tryLockFolder(folder) : files_.lockFolder(folder);
+  if (!lock && lock.error().code == EWOULDBLOCK) {
+    return Error{EWOULDBLOCK, "The mailbox " + place + " is in use by " + whoHas(noteFile)};
+  }
+  if (!lock) return lock.error();
+  held.lock = std::move(*lock);
+  held.noteFile = noteFile;
+  // Without the note the lock holds all the same, and the next one is told less. What a killed
+  // program of another user left there must not name him.
+  if (!replaceFile(files_, noteFile, noteText(self_, place))) (void)files_.remove(noteFile);
+  return {};
+}
+
+/// He may not have written his note yet. One of another user is for that user alone to read.
+std::string InstanceLock::whoHas(const std::string& noteFile) {
+  const auto note = readFile(files_, noteFile, kLargestNote);
+  refusedBy_ = note ? readNote(*note) : std::nullopt;
+  if (refusedBy_) {
+    return refusedBy_->program + " (process " + std::to_string(refusedBy_->process) + ", since " +
+           refusedBy_->since + ")";
+  }
+  return !note && note.error().code == EACCES ? "a program of another user" : "another program";
+}
+
+void InstanceLock::giveBack(Held& held) {
+  if (held.lock) (void)files_.remove(held.noteFile);
+  held.lock.reset();
 }
 
 }  // namespace relaybird

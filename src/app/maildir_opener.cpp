@@ -23,8 +23,9 @@ class OpenedMaildir : public OpenedStore {
       transport_ = std::make_unique<SendmailTransport>(commands_, std::move(sendmail));
     }
     store_ = std::make_unique<MaildirStore>(
-        std::move(settings), MaildirWorld{world.files, world.clock, world.events, executor_,
-                                          systemRandomBytes, transport_.get(), world.notice});
+        std::move(settings),
+        MaildirWorld{world.files, world.clock, world.events, executor_, systemRandomBytes,
+                     transport_.get(), world.notice, world.lockFolder});
   }
   ObjectFactory& factory() override { return store_->factory(); }
   std::string place() const override { return place_; }

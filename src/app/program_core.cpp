@@ -31,8 +31,11 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
   const std::string file = locatePreferenceFile({files, profiles, folders, osVersion});
   const auto reader = profiles.read(file);
   mailbox_.store = mailStoreName(*reader);
-  auto store = openStore(mailbox_.store, *reader, file,
-                         {files, clock, events_, folders.stateFolder(), notice_});
+  auto store = openStore(
+      mailbox_.store, *reader, file,
+      {files, clock, events_, folders.stateFolder(), notice_, [this](const std::string& folder) {
+         return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
+       }});
   if (!store) return Refusal{kSettingsForbid, store.error().text};
   store_ = std::move(*store);
   mailbox_.place = store_->place();
@@ -40,16 +43,20 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
 }
 
 std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait wait) {
-  auto lock = InstanceLock::take(
-      files, folders.stateFolder(), mailbox_,
-      {identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())}, wait);
-  if (!lock) {
-    const auto holder = InstanceLock::holder(files, folders.stateFolder(), mailbox_);
-    return Refusal{kCannotStart, lock.error().text, lock.error().code == EWOULDBLOCK,
-                   holder ? holder->process : 0};
+  lock_ = std::make_unique<InstanceLock>(
+      files, LockHolder{identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())});
+  auto taken = lock_->takeName(folders.stateFolder(), mailbox_, wait);
+  // A mailbox that is not there, or cannot be read, is the store's to speak of, at every check.
+  if (taken && !mailbox_.place.empty()) {
+    auto folder = lock_->takeFolder(mailbox_.place, wait);
+    if (!folder && folder.error().code == EWOULDBLOCK) taken = folder.error();
   }
-  lock_ = std::move(*lock);
-  return std::nullopt;
+  if (taken) return std::nullopt;
+  const auto& holder = lock_->refusedBy();
+  Refusal refusal{kCannotStart, taken.error().text, taken.error().code == EWOULDBLOCK,
+                  holder ? holder->process : 0};
+  lock_.reset();
+  return refusal;
 }
 
 }  // namespace relaybird

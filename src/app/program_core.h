@@ -73,8 +73,8 @@ class ProgramCore {
   EventQueue& events_;
   std::function<void(const StoreNotice&)> notice_;
   Mailbox mailbox_;
+  std::unique_ptr<InstanceLock> lock_;  ///< until the store has written its last
   std::unique_ptr<OpenedStore> store_;
-  std::unique_ptr<InstanceLock> lock_;
 };
 
 }  // namespace relaybird

@@ -25,6 +25,11 @@ struct StoreWorld {
   EventQueue& events;
   std::string stateFolder;  ///< SpecialFolders::stateFolder()
   std::function<void(StoreNotice)> notice;
+  /// Takes the mailbox's folder for this program, or sees that it still has it. A store of mail on
+  /// disk asks before each use of it; the error is a sentence for the user.
+  std::function<Result<void>(const std::string& folder)> lockFolder = [](const std::string&) {
+    return Result<void>();
+  };
 };
 
 class OpenedStore {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,54 +16,149 @@
 namespace relaybird {
 namespace {
 
+namespace fs = std::filesystem;
+
 class InstanceLockTest : public testing::Test {
  protected:
-  auto take(const std::string& store, const std::string& place, const std::string& program) {
-    return InstanceLock::take(files, temp.path("state"), {store, place}, {program, 42, "today"});
+  InstanceLockTest() { fs::create_directory(mailbox); }
+
+  /// A program of the given name.
+  std::unique_ptr<InstanceLock> program(const std::string& name = "relaybird-console") {
+    return std::make_unique<InstanceLock>(files, LockHolder{name, 42, "today"});
+  }
+  Result<void> takeName(InstanceLock& lock, const std::string& place,
+                        const std::string& store = "maildir") {
+    return lock.takeName(temp.path("state"), {store, place});
   }
 
   TempFolder temp;
+  std::string mailbox = temp.path("Maildir");
+  std::string note = mailbox + "/.relaybird-holder";
   FakeClock clock;
   RecordingSleeper sleeper{clock};
   PosixFileSystem files{sleeper};
 };
 
 TEST_F(InstanceLockTest, ASecondOneIsToldWhoHoldsIt) {
-  const auto first = take("maildir", "/home/ann/Maildir", "relaybird");
-  ASSERT_TRUE(first) << first.error().text;
-  const auto second = take("maildir", "/home/ann/Maildir", "relaybird-console");
-  ASSERT_FALSE(second);
-  EXPECT_EQ(second.error().code, EWOULDBLOCK);
-  EXPECT_EQ(second.error().text,
+  const auto first = program("relaybird");
+  ASSERT_TRUE(takeName(*first, "/home/ann/Maildir"));
+  const auto second = program();
+  const auto refused = takeName(*second, "/home/ann/Maildir");
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().code, EWOULDBLOCK);
+  EXPECT_EQ(refused.error().text,
             "The mailbox /home/ann/Maildir is in use by relaybird (process 42, since today)");
+  ASSERT_TRUE(second->refusedBy());
+  EXPECT_EQ(second->refusedBy()->process, 42);
 }
 
-TEST_F(InstanceLockTest, TellsTheHoldersProcess) {
-  const Mailbox mailbox{"maildir", "/a"};
-  EXPECT_FALSE(InstanceLock::holder(files, temp.path("state"), mailbox));
-  const auto lock = take("maildir", "/a", "relaybird");
-  const auto holder = InstanceLock::holder(files, temp.path("state"), mailbox);
-  ASSERT_TRUE(holder);
-  EXPECT_EQ(holder->process, 42);
+TEST_F(InstanceLockTest, TwoStateFoldersDoNotMakeTwoMailboxesOfOne) {
+  const auto first = program("relaybird");
+  ASSERT_TRUE(first->takeName(temp.path("state"), {"maildir", mailbox}));
+  ASSERT_TRUE(first->takeFolder(mailbox));
+  const auto second = program();
+  EXPECT_TRUE(second->takeName(temp.path("other-state"), {"maildir", mailbox}));
+  const auto refused = second->takeFolder(mailbox);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().code, EWOULDBLOCK);
+  EXPECT_EQ(refused.error().text,
+            "The mailbox " + mailbox + " is in use by relaybird (process 42, since today)");
+  ASSERT_TRUE(second->refusedBy());
+  EXPECT_EQ(second->refusedBy()->process, 42);
+}
+
+TEST_F(InstanceLockTest, AFolderIsTheSameByEveryName) {
+  fs::create_directory_symlink(mailbox, temp.path("Link"));
+  const auto first = program();
+  ASSERT_TRUE(first->takeFolder(mailbox));
+  EXPECT_FALSE(program()->takeFolder(temp.path("Link")));
+  EXPECT_FALSE(program()->takeFolder(temp.path("./Maildir/../Maildir")));
+}
+
+TEST_F(InstanceLockTest, AFolderThatIsHeldCanBeAskedForAgain) {
+  const auto lock = program();
+  ASSERT_TRUE(lock->takeFolder(mailbox));
+  EXPECT_TRUE(lock->takeFolder(mailbox));
+  EXPECT_FALSE(program()->takeFolder(mailbox));
+  EXPECT_TRUE(fs::exists(note));
+}
+
+TEST_F(InstanceLockTest, AFolderPutInThePlaceOfTheLockedOneIsTakenAnew) {
+  const auto first = program();
+  ASSERT_TRUE(first->takeFolder(mailbox));
+  fs::rename(mailbox, temp.path("Old"));
+  fs::create_directory(mailbox);
+  EXPECT_TRUE(first->takeFolder(mailbox));
+  EXPECT_FALSE(program()->takeFolder(mailbox));
+  EXPECT_TRUE(program()->takeFolder(temp.path("Old")));
+}
+
+TEST_F(InstanceLockTest, AFolderThatIsMissingIsNotInUse) {
+  const auto taken = program()->takeFolder(temp.path("missing"));
+  ASSERT_FALSE(taken);
+  EXPECT_EQ(taken.error().code, ENOENT);
+}
+
+TEST_F(InstanceLockTest, AnEndedOneLeavesTheFolderFreeAndClean) {
+  ASSERT_TRUE(program()->takeFolder(mailbox));
+  EXPECT_TRUE(fs::is_empty(mailbox));
+  EXPECT_TRUE(program()->takeFolder(mailbox));
+}
+
+TEST_F(InstanceLockTest, AFolderThatCannotBeWrittenToIsLockedAllTheSame) {
+  // In the place of the note, since no permission stops the superuser.
+  fs::create_directory(note);
+  const auto first = program();
+  ASSERT_TRUE(first->takeFolder(mailbox));
+  const auto second = program();
+  const auto refused = second->takeFolder(mailbox);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().text, "The mailbox " + mailbox + " is in use by another program");
+  EXPECT_FALSE(second->refusedBy());
+}
+
+/// A disk on which the notes of others cannot be read.
+class NotesOfOthers : public PosixFileSystem {
+ public:
+  using PosixFileSystem::PosixFileSystem;
+  Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
+    return Error{EACCES, "Cannot open " + path};
+  }
+};
+
+TEST_F(InstanceLockTest, ANoteThatIsForAnotherUserSaysThatMuch) {
+  const auto first = program();
+  ASSERT_TRUE(first->takeFolder(mailbox));
+  NotesOfOthers disk(sleeper);
+  InstanceLock second(disk, {"relaybird", 43, "now"});
+  const auto refused = second.takeFolder(mailbox);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().text,
+            "The mailbox " + mailbox + " is in use by a program of another user");
 }
 
 TEST_F(InstanceLockTest, DoesNotWaitWhereItIsTold) {
-  const auto first = take("maildir", "/a", "one");
-  EXPECT_FALSE(InstanceLock::take(files, temp.path("state"), {"maildir", "/a"}, {"two", 43, ""},
-                                  InstanceLock::Wait::kNone));
+  const auto first = program();
+  ASSERT_TRUE(takeName(*first, "/a"));
+  ASSERT_TRUE(first->takeFolder(mailbox));
+  const auto second = program();
+  EXPECT_FALSE(second->takeName(temp.path("state"), {"maildir", "/a"}, InstanceLock::Wait::kNone));
+  EXPECT_FALSE(second->takeFolder(mailbox, InstanceLock::Wait::kNone));
   EXPECT_EQ(clock.elapsed(), std::chrono::milliseconds{0});
 }
 
 TEST_F(InstanceLockTest, OtherMailboxesAreFree) {
-  const auto first = take("maildir", "/a", "one");
-  EXPECT_TRUE(first);
-  EXPECT_TRUE(take("maildir", "/b", "two"));
-  EXPECT_TRUE(take("account", "/a", "three"));
+  const auto first = program();
+  const auto second = program();
+  const auto third = program();
+  EXPECT_TRUE(takeName(*first, "/a"));
+  EXPECT_TRUE(takeName(*second, "/b"));
+  EXPECT_TRUE(takeName(*third, "/a", "account"));
 }
 
 TEST_F(InstanceLockTest, AnEndedOneLeavesNothingInTheWay) {
-  EXPECT_TRUE(take("maildir", "/a", "one"));  // gone with its line
-  EXPECT_TRUE(take("maildir", "/a", "two"));
+  EXPECT_TRUE(takeName(*program(), "/a"));  // gone with its line
+  EXPECT_TRUE(takeName(*program(), "/a"));
 }
 
 TEST_F(InstanceLockTest, AKilledOneBlocksNobody) {
@@ -70,38 +166,46 @@ TEST_F(InstanceLockTest, AKilledOneBlocksNobody) {
   ASSERT_EQ(::pipe(ready), 0);
   const pid_t child = ::fork();
   if (child == 0) {
-    const auto lock = take("maildir", "/a", "child");
-    [[maybe_unused]] const auto told = ::write(ready[1], lock ? "y" : "n", 1);
+    const auto lock = program("child");
+    const bool held = takeName(*lock, "/a") && lock->takeFolder(mailbox);
+    [[maybe_unused]] const auto told = ::write(ready[1], held ? "y" : "n", 1);
     ::pause();
     ::_exit(0);
   }
   char held = 0;
   ASSERT_EQ(::read(ready[0], &held, 1), 1);
   EXPECT_EQ(held, 'y');
-  EXPECT_FALSE(take("maildir", "/a", "parent"));
+  const auto parent = program("parent");
+  EXPECT_FALSE(takeName(*parent, "/a"));
+  EXPECT_FALSE(parent->takeFolder(mailbox));
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
-  EXPECT_TRUE(take("maildir", "/a", "parent"));
+  EXPECT_TRUE(takeName(*parent, "/a"));
+  EXPECT_TRUE(parent->takeFolder(mailbox));
+  const auto third = program();
+  ASSERT_FALSE(third->takeFolder(mailbox));
+  ASSERT_TRUE(third->refusedBy());
+  EXPECT_EQ(third->refusedBy()->program, "parent") << "not whom the killed one's note names";
   ::close(ready[0]);
   ::close(ready[1]);
 }
 
 TEST_F(InstanceLockTest, AHolderWithoutANoteIsAnotherProgram) {
-  const auto first = take("maildir", "/a", "one");
-  for (const auto& entry :
-       std::filesystem::recursive_directory_iterator(temp.path("state/rbx/locks"))) {
+  const auto first = program();
+  ASSERT_TRUE(takeName(*first, "/a"));
+  for (const auto& entry : fs::recursive_directory_iterator(temp.path("state/rbx/locks"))) {
     if (entry.path().filename() == "holder") writeBytes(entry.path().string(), "torn");
   }
-  const auto second = take("maildir", "/a", "two");
+  const auto second = takeName(*program(), "/a");
   ASSERT_FALSE(second);
   EXPECT_EQ(second.error().text, "The mailbox /a is in use by another program");
 }
 
 TEST_F(InstanceLockTest, AFolderThatCannotBeMadeIsAnError) {
   writeBytes(temp.path("state"), "a file in its place");
-  const auto lock = take("maildir", "/a", "one");
-  ASSERT_FALSE(lock);
-  EXPECT_NE(lock.error().text.find(temp.path("state")), std::string::npos);
+  const auto taken = takeName(*program(), "/a");
+  ASSERT_FALSE(taken);
+  EXPECT_NE(taken.error().text.find(temp.path("state")), std::string::npos);
 }
 
 }  // namespace

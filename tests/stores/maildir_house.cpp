@@ -52,7 +52,8 @@ void MaildirHouse::open() {
   store = std::make_unique<MaildirStore>(
       settings, MaildirWorld{disk, clock, events, executor, countingRandom(++opened),
                              delivering ? &transport : nullptr,
-                             [this](const StoreNotice& told) { notices.push_back(told.line); }});
+                             [this](const StoreNotice& told) { notices.push_back(told.line); },
+                             [this](const std::string& folder) { return lock(folder); }});
 }
 
 void MaildirHouse::forward(const std::shared_ptr<MailItem>& item) {

@@ -64,6 +64,10 @@ struct MaildirHouse : MaildirDisk {
   FakeTransport transport;
   std::vector<std::string> notices;
   MaildirSettings settings;
+  /// Whether the Maildir is this program's alone.
+  std::function<Result<void>(const std::string& maildir)> lock = [](const std::string&) {
+    return Result<void>();
+  };
   bool delivering = false;  ///< whether the store has a way out
   std::uint64_t opened = 0;
   std::unique_ptr<MaildirStore> store;

@@ -92,6 +92,31 @@ TEST_F(MaildirStoreTest, AMissingMaildirIsASentenceForTheUser) {
   EXPECT_EQ(whyNoApplication(), "");
 }
 
+TEST_F(MaildirStoreTest, AMailboxThatAnotherProgramHasIsLeftAlone) {
+  house.deliver("new/1.a.host");
+  std::vector<std::string> asked;
+  house.lock = [&](const std::string& folder) -> Result<void> {
+    asked.push_back(folder);
+    return Error{EWOULDBLOCK, "in use by another"};
+  };
+  EXPECT_EQ(whyNoApplication(), "in use by another");
+  EXPECT_EQ(house.disk.steps(), 0U);
+  EXPECT_EQ(asked, (std::vector<std::string>{house.maildir}));
+}
+
+TEST_F(MaildirStoreTest, AMailboxThatAnotherProgramTakesMeanwhileIsLeftAloneAtTheNextListing) {
+  house.deliver("new/1.a.host");
+  const auto items = house.items();
+  EXPECT_EQ(items->Count(), 1);
+  house.lock = [](const std::string&) -> Result<void> { return Error{EWOULDBLOCK, "taken"}; };
+  try {
+    (void)items->Count();
+    ADD_FAILURE() << "was listed";
+  } catch (const MailStoreError& error) {
+    EXPECT_STREQ(error.what(), "taken");
+  }
+}
+
 TEST_F(MaildirStoreTest, AFolderThatIsNoMaildirIsASentenceForTheUser) {
   std::filesystem::remove(house.maildir + "/new");
   EXPECT_THAT(whyNoApplication(), HasSubstr("is not a Maildir"));

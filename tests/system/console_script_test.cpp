@@ -203,6 +203,56 @@ TEST(ConsoleScript, ASecondStartSaysWhoRuns) {
   EXPECT_EQ(third.wait(), 0);
 }
 
+TEST(ConsoleScript, AnotherStateFolderDoesNotLetASecondOneAtTheMailbox) {
+  ConsoleHome home;
+  ConsoleProcess first(home);
+  first.expect("ADDRESS\n");
+  ConsoleHome other;
+  std::filesystem::create_directory_symlink(home.folder().path("Maildir"),
+                                            other.folder().path("by-another-name"));
+  other.writePreferences("[mail]\nmaildir=" + other.folder().path("by-another-name") + "\n");
+  ConsoleProcess second(other);
+  EXPECT_EQ(second.wait(), 1);
+  const std::string words = second.errors();
+  EXPECT_NE(words.find("The mailbox " + home.folder().path("Maildir") +
+                       " is in use by relaybird-console (process " + std::to_string(first.id()) +
+                       ", since "),
+            std::string::npos)
+      << words;
+  first.signal(SIGKILL);
+  EXPECT_EQ(first.wait(), -SIGKILL);
+  ConsoleProcess third(other);
+  third.expect("ADDRESS\n");
+  third.endInput();
+  EXPECT_EQ(third.wait(), 0);
+  EXPECT_FALSE(std::filesystem::exists(home.folder().path("Maildir/.relaybird-holder")));
+}
+
+TEST(ConsoleScript, AMailboxThatAppearsLaterIsTakenByOneOnly) {
+  ConsoleHome home;
+  std::filesystem::rename(home.folder().path("Maildir"), home.folder().path("later"));
+  ConsoleHome other;
+  const std::string mailbox = "maildir=" + home.folder().path("Maildir") + "\n";
+  for (ConsoleHome* each : {&home, &other}) each->writePreferences(onePreference() + mailbox);
+  ConsoleProcess first(home);
+  ConsoleProcess second(other);
+  for (ConsoleProcess* each : {&first, &second}) each->expect("addresses: cell@phone.example\n");
+  std::filesystem::rename(home.folder().path("later"), home.folder().path("Maildir"));
+  home.deliver(1);
+  first.sendLine("answer OK Yes OK");
+  first.sendLine("test");
+  first.expect("forwarded item 1 at ");
+  second.sendLine("answer OK Yes OK OK OK");
+  second.sendLine("test");
+  second.expect("is in use by relaybird-console (process " + std::to_string(first.id()));
+  for (ConsoleProcess* each : {&first, &second}) {
+    each->endInput();
+    EXPECT_EQ(each->wait(), 0);
+  }
+  EXPECT_EQ(home.forwarded(), (std::set<std::string>{"item 1"}));
+  EXPECT_TRUE(other.forwarded().empty());
+}
+
 TEST(ConsoleScript, AnUnknownStoreIsAnErrorThatNamesThePreferenceFile) {
   ConsoleHome home;
   home.writePreferences("[mail]\nstore=pigeon\n");

@@ -47,7 +47,12 @@ MaildirMailbox::~MaildirMailbox() {
 
 void MaildirMailbox::check() {
   orThrow(folder_.check());
+  requireAlone();
   requireOpen();
+}
+
+void MaildirMailbox::requireAlone() {
+  orThrow(world_.lock(settings_.maildir));
 }
 
 void MaildirMailbox::requireOpen() {
@@ -66,6 +71,7 @@ void MaildirMailbox::openOutbox() {
     throw MailStoreError("Your own address \"" + settings_.address +
                          "\" is not a mail address: set the key address in section [mail]");
   }
+  requireAlone();
   auto outbox = orThrow(Outbox::open(world_.files, world_.clock, world_.random, settings_.outbox,
                                      settings_.outbox + "/journal"));
   const std::string keyFile = settings_.stateFolder + "/trace-key";
@@ -95,7 +101,10 @@ void MaildirMailbox::close() {
   outbox_.reset();
 }
 
+// Another Maildir may have been put in the place of the one that was locked.
 std::shared_ptr<MaildirView> MaildirMailbox::list() {
+  orThrow(folder_.check());
+  requireAlone();
   requireOpen();
   deliverAgain();
   return orThrow(marks_->list());

@@ -76,6 +76,7 @@ class MaildirMailbox {
   void deliver(std::function<void()> done);
 
  private:
+  void requireAlone();
   void requireOpen();
   void openOutbox();
   void deliverAgain();

@@ -27,6 +27,11 @@ struct MaildirWorld {
   Transport* transport = nullptr;
   /// Told what the user should read, on the user-interface thread.
   std::function<void(StoreNotice)> notice = [](const StoreNotice&) {};
+  /// Asked before each use of the Maildir: whether it is this program's alone. The error is a
+  /// sentence for the user.
+  std::function<Result<void>(const std::string& maildir)> lock = [](const std::string&) {
+    return Result<void>();
+  };
 };
 
 }  // namespace relaybird

@@ -29,6 +29,14 @@ class SecondStart(DesktopCase):
         other.window(MAIN)
         return other
 
+    def test_it_hands_over_also_with_another_state_folder(self):
+        main = self.start()
+        self.desktop.xdotool("windowminimize", "--sync", main.window_id())
+        other = self.run_program({"XDG_STATE_HOME": str(self.desktop.new_folder())})
+        self.assertEqual(0, other.wait(), other.output())
+        wait_for("the window to be in front", lambda: main.has("active"))
+        self.leave()
+
     def test_it_does_not_hand_over_to_one_with_another_mailbox(self):
         self.start()
         other = self.other_in_front()
