@@ -12,5 +12,6 @@ rb_test(stores_address_test
     address/address_book_test.cpp
     address/address_check_test.cpp
     address/mail_address_test.cpp
+    address/strict_mailbox_test.cpp
   LIBS rb_store_address rb_platform_posix rb_test_support)
 target_include_directories(stores_address_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/text)

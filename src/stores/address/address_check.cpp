@@ -2,8 +2,10 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <memory>
+#include <array>
+#include <utility>
 
+#include "stores/address/domain_name.h"
 #include "stores/address/mail_address.h"
 #include "stores/text/charset.h"
 
@@ -13,8 +15,6 @@ namespace {
 // RFC 5321 section 4.5.3.1: a path has at most 256 bytes, angle brackets included.
 constexpr std::size_t kLongestAddress = 254;
 constexpr std::size_t kLongestLocalPart = 64;
-constexpr std::size_t kLongestDomain = 255;
-constexpr std::size_t kLongestLabel = 63;
 
 bool isLetterOrDigit(char c) {
   return g_ascii_isalnum(c) != 0;
@@ -28,6 +28,23 @@ bool isAtomCharacter(char c) {
   return !isAscii(c) || isLetterOrDigit(c) || kMarks.find(c) != std::string_view::npos;
 }
 
+// Letters, marks and signs that are shown as nothing (Unicode's Default_Ignorable_Code_Point as far
+// as the general category does not tell, and the blank of Braille).
+bool isFiller(gunichar character) {
+  constexpr auto kRanges = std::to_array<std::pair<gunichar, gunichar>>({{0x034F, 0x034F},
+                                                                         {0x115F, 0x1160},
+                                                                         {0x17B4, 0x17B5},
+                                                                         {0x180B, 0x180F},
+                                                                         {0x2800, 0x2800},
+                                                                         {0x3164, 0x3164},
+                                                                         {0xFE00, 0xFE0F},
+                                                                         {0xFFA0, 0xFFA0},
+                                                                         {0xE0100, 0xE01EF}});
+  return std::any_of(kRanges.begin(), kRanges.end(), [character](const auto& range) {
+    return character >= range.first && character <= range.second;
+  });
+}
+
 // Characters that look like nothing, or reorder what stands beside them, have no place in an
 // address that a person is to recognise.
 bool isUnseen(gunichar character) {
@@ -36,24 +53,14 @@ bool isUnseen(gunichar character) {
     case G_UNICODE_FORMAT:
     case G_UNICODE_SURROGATE:
     case G_UNICODE_PRIVATE_USE:
+    case G_UNICODE_UNASSIGNED:
     case G_UNICODE_SPACE_SEPARATOR:
     case G_UNICODE_LINE_SEPARATOR:
     case G_UNICODE_PARAGRAPH_SEPARATOR:
       return true;
     default:
-      return character == 0xFFFD;
+      return character == 0xFFFD || isFiller(character);
   }
-}
-
-// Valid UTF-8 without unseen characters; the ASCII blank is left to the caller.
-bool isVisibleText(std::string_view text) {
-  if (!isValidUtf8(text)) return false;
-  for (std::size_t at = 0; at < text.size();) {
-    const char* character = text.data() + at;
-    if (*character != ' ' && isUnseen(g_utf8_get_char(character))) return false;
-    at += static_cast<std::size_t>(g_utf8_next_char(character) - character);
-  }
-  return true;
 }
 
 bool isDotAtom(std::string_view text) {
@@ -73,37 +80,10 @@ bool isQuotedString(std::string_view text) {
   return !escaped;
 }
 
-bool isLabel(std::string_view label) {
-  return !label.empty() && label.size() <= kLongestLabel && label.front() != '-' &&
-         label.back() != '-' && std::all_of(label.begin(), label.end(), [](char c) {
-           return isLetterOrDigit(c) || c == '-';
-         });
-}
-
-bool isAsciiHostName(std::string_view name) {
-  if (name.size() > kLongestDomain) return false;
-  for (;;) {
-    const auto dot = name.find('.');
-    if (!isLabel(name.substr(0, dot))) return false;
-    if (dot == std::string_view::npos) return true;
-    name.remove_prefix(dot + 1);
-  }
-}
-
-// A name beyond ASCII is judged by what name servers are asked (RFC 5890).
-bool isHostName(std::string_view name) {
-  if (std::all_of(name.begin(), name.end(), isAscii)) return isAsciiHostName(name);
-  // GLib lets a dot at the end pass, and takes the full stops of East Asia for dots (RFC 3490),
-  // which are none in mail.
-  if (name.back() == '.') return false;
-  for (const std::string_view stop : {"\u3002", "\uFF0E", "\uFF61"}) {
-    if (name.find(stop) != std::string_view::npos) return false;
-  }
-  struct Free {
-    void operator()(char* text) const { g_free(text); }
-  };
-  const std::unique_ptr<char, Free> ascii(g_hostname_to_ascii(std::string(name).c_str()));
-  return ascii && isAsciiHostName(ascii.get());
+// The domain has to fit in the form in which it is sent.
+bool isDomain(std::string_view domain, std::size_t longest) {
+  const auto wire = wireDomain(domain);
+  return wire && wire->size() <= longest && saysWhatItIs(domain);
 }
 
 // RFC 5321 section 4.1.3: [192.0.2.1] and [IPv6:2001:db8::1].
@@ -119,6 +99,16 @@ bool isAddressLiteral(std::string_view text) {
 
 }  // namespace
 
+bool isVisibleText(std::string_view text) {
+  if (!isValidUtf8(text)) return false;
+  for (std::size_t at = 0; at < text.size();) {
+    const char* character = text.data() + at;
+    if (*character != ' ' && isUnseen(g_utf8_get_char(character))) return false;
+    at += static_cast<std::size_t>(g_utf8_next_char(character) - character);
+  }
+  return true;
+}
+
 bool isRfc5322Address(std::string_view text) {
   if (text.empty() || text.size() > kLongestAddress || text.front() == '-') return false;
   if (!isVisibleText(text)) return false;
@@ -126,9 +116,15 @@ bool isRfc5322Address(std::string_view text) {
   if (at == std::string_view::npos) return false;
   const auto local = text.substr(0, at);
   const auto domain = text.substr(at + 1);
-  if (local.size() > kLongestLocalPart || domain.size() > kLongestDomain) return false;
-  return (isDotAtom(local) || isQuotedString(local)) &&
-         (isHostName(domain) || isAddressLiteral(domain));
+  return local.size() <= kLongestLocalPart && (isDotAtom(local) || isQuotedString(local)) &&
+         (isDomain(domain, kLongestAddress - at - 1) || isAddressLiteral(domain));
+}
+
+std::string wireAddress(std::string_view address) {
+  const auto at = address.rfind('@');
+  if (at == std::string_view::npos || !isValidUtf8(address)) return std::string(address);
+  const auto domain = wireDomain(address.substr(at + 1));
+  return domain ? std::string(address.substr(0, at + 1)) + *domain : std::string(address);
 }
 
 }  // namespace relaybird

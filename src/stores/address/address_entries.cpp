@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "stores/address/address_entries.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "stores/text/encoded_word.h"
@@ -8,8 +9,41 @@
 namespace relaybird {
 namespace {
 
+// U+E000 to U+E002, of private use.
 constexpr std::string_view kAtomStart = "\xEE\x80\x80";
 constexpr std::string_view kAtomEnd = "\xEE\x80\x81";
+constexpr std::string_view kLabelMark = "\xEE\x80\x82";
+
+// Characters of the writer's own that would be taken for ours stand for nothing.
+std::string withoutOurs(std::string_view text) {
+  std::string out;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto character = text.substr(at, kAtomStart.size());
+    if (character == kAtomStart || character == kAtomEnd || character == kLabelMark) {
+      at += kAtomStart.size() - 1;
+    } else {
+      out += text[at];
+    }
+  }
+  return out;
+}
+
+bool isCodedLabel(std::string_view text) {
+  return text.size() >= 4 && (text[0] == 'x' || text[0] == 'X') &&
+         (text[1] == 'n' || text[1] == 'N') && text[2] == '-' && text[3] == '-';
+}
+
+// With a mark in each "xn--".
+std::string markLabels(std::string_view text) {
+  std::string out;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    out += text[at];
+    if (text[at] == 'n' || text[at] == 'N') {
+      if (at > 0 && isCodedLabel(text.substr(at - 1))) out += kLabelMark;
+    }
+  }
+  return out;
+}
 
 std::string_view trimmed(std::string_view text) {
   const auto first = text.find_first_not_of(" \t\r\n");
@@ -65,28 +99,40 @@ class Nesting {
 
 }  // namespace
 
-HiddenWords::HiddenWords(std::string_view value) {
+HiddenWords::HiddenWords(std::string_view value) : value_(withoutOurs(value)) {
+  const std::string_view all = value_;
   std::size_t done = 0;
-  for (const Span& span : encodedWords(value)) {
-    text_ += value.substr(done, span.start - done);
+  for (const Span& span : encodedWords(all)) {
+    const auto word = all.substr(span.start, span.length);
+    if (contains(word, '<')) continue;
+    text_ += markLabels(all.substr(done, span.start - done));
     text_.append(kAtomStart).append(std::to_string(words_.size())).append(kAtomEnd);
-    words_.push_back(value.substr(span.start, span.length));
+    words_.push_back(word);
     done = span.start + span.length;
   }
-  text_ += value.substr(done);
+  text_ += markLabels(all.substr(done));
 }
 
 std::string HiddenWords::shown(std::string_view text) const {
+  constexpr std::size_t kLongestAtom = 32;
   std::string out;
-  for (;;) {
-    const auto start = text.find(kAtomStart);
-    const auto end = start == std::string_view::npos ? start : text.find(kAtomEnd, start);
-    if (end == std::string_view::npos) break;
-    out += text.substr(0, start);
-    out += wordOf(text.substr(start + kAtomStart.size(), end - start - kAtomStart.size()));
-    text.remove_prefix(end + kAtomEnd.size());
+  while (!text.empty()) {
+    const auto mark = std::min(text.find("\xEE\x80"), text.size());
+    out += text.substr(0, mark);
+    text.remove_prefix(mark);
+    const auto end = text.starts_with(kAtomStart) ? text.substr(0, kLongestAtom).find(kAtomEnd)
+                                                  : std::string_view::npos;
+    if (end != std::string_view::npos) {
+      out += wordOf(text.substr(kAtomStart.size(), end - kAtomStart.size()));
+      text.remove_prefix(end + kAtomEnd.size());
+    } else {
+      const bool ours = text.starts_with(kLabelMark) || text.starts_with(kAtomStart) ||
+                        text.starts_with(kAtomEnd);
+      if (!ours) out += text.substr(0, kLabelMark.size());
+      text.remove_prefix(std::min(kLabelMark.size(), text.size()));
+    }
   }
-  return out.append(text);
+  return out;
 }
 
 std::string_view HiddenWords::wordOf(std::string_view number) const {
@@ -125,8 +171,8 @@ AddressEntries::Piece AddressEntries::piece() {
         found.end = c;
         break;
       }
-      if (c == ':') {
-        if (!sawAt) found.text.clear();  // the name of a group
+      if (c == ':' && !sawAt) {
+        found.text.clear();  // the name of a group
         continue;
       }
       sawAt = sawAt || c == '@';

@@ -12,21 +12,25 @@ namespace relaybird {
 
 /// A header value whose encoded words are replaced by atoms of private-use characters. A parser
 /// must not see the words: its decoder is not ours, and what it makes of a comma within one depends
-/// on the writer. Both texts must stay where they are while this object lives.
+/// on the writer. Nor must it see an "xn--": it decodes what follows, and two readings of one
+/// domain would be two domains. A word that a name and the bracket behind it seem to make together
+/// is none.
 class HiddenWords {
  public:
-  /// `value`: unfolded UTF-8.
+  /// `value`: unfolded UTF-8. Private-use characters like those used here are dropped from it.
   explicit HiddenWords(std::string_view value);
+  HiddenWords(const HiddenWords&) = delete;
+  HiddenWords& operator=(const HiddenWords&) = delete;
 
   const std::string& text() const { return text_; }
-  /// The words again in place of their atoms. Private-use characters of the writer's own that look
-  /// like an atom are dropped.
+  /// The part of text() as it was before.
   std::string shown(std::string_view text) const;
 
  private:
   std::string_view wordOf(std::string_view number) const;
 
-  std::vector<std::string_view> words_;
+  std::string value_;
+  std::vector<std::string_view> words_;  ///< parts of value_
   std::string text_;
 };
 

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "stores/address/address_entries.h"
+#include "stores/address/strict_mailbox.h"
 #include "stores/text/charset.h"
 #include "stores/text/encoded_word.h"
 #include "stores/text/libraries.h"
@@ -28,6 +29,14 @@ std::string withoutQuotes(std::string_view name) {
   std::string plain(name);
   std::erase(plain, '"');
   return plain;
+}
+
+// A blank in place of each ASCII control character: it would be no address, and is none then.
+std::string withoutControls(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(),
+      [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; }, ' ');
+  return text;
 }
 
 // An entry that is one address, or a name and an address in angle brackets, as it should be
@@ -101,16 +110,28 @@ std::vector<Mailbox> mailboxesOf(const std::string& entry) {
   return out;
 }
 
-// One entry with an "@" in it.
-std::vector<Mailbox> parseEntry(const std::string& entry) {
+// "Big Bug bb@bug.com": words and, behind them, an address without brackets.
+std::optional<Mailbox> addressBehindName(std::string_view entry) {
+  const auto blank = entry.find_last_of(" \t");
+  if (blank == std::string_view::npos || !isRfc5322Address(entry.substr(blank + 1))) {
+    return std::nullopt;
+  }
+  const auto name = readPhrase(entry.substr(0, blank));
+  if (!name || name->find('@') != std::string::npos) return std::nullopt;
+  return Mailbox{*name, std::string(entry.substr(blank + 1))};
+}
+
+// What an entry with an "@" in it means where nothing in it is left to guess, and the usual slip.
+std::optional<Mailbox> plainMailbox(const std::string& entry) {
+  auto mailbox = readMailbox(entry);
+  return mailbox ? mailbox : addressBehindName(entry);
+}
+
+// What GMime makes of an entry, or else what is left of it.
+std::vector<Mailbox> guessedMailboxes(const std::string& entry) {
   std::vector<Mailbox> out = mailboxesOf(entry);
-  if (!out.empty()) return out;
-  if (auto mailbox = salvaged(entry)) {
-    // Rules compare addresses: a domain is to read the same, whatever stands before it.
-    if (const auto alone = mailboxesOf(mailbox->address); alone.size() == 1) {
-      mailbox->address = alone.front().address;
-    }
-    out.push_back(std::move(*mailbox));
+  if (out.empty()) {
+    if (auto mailbox = salvaged(entry)) out.push_back(std::move(*mailbox));
   }
   return out;
 }
@@ -135,11 +156,13 @@ std::vector<Mailbox> parseAddressList(std::string_view raw) {
       if (!name.empty()) out.push_back({"", name});
       continue;
     }
+    const auto plain = plainMailbox(words.shown(*entry));
+    const auto guessed = plain ? std::vector<Mailbox>{*plain} : guessedMailboxes(*entry);
     // GMime makes several mailboxes of addresses with only blanks between them.
-    for (const Mailbox& mailbox : parseEntry(*entry)) {
+    for (const Mailbox& mailbox : guessed) {
       if (out.size() == kMaxMailboxes) break;
       out.push_back({tidyLine(decodeHeaderText(words.shown(mailbox.name))),
-                     tidyLine(words.shown(mailbox.address))});
+                     wireAddress(withoutControls(words.shown(mailbox.address)))});
     }
   }
   return out;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/text/number_text.h"
 #include "repeated.h"
 #include "stores/text/charset.h"
 
@@ -67,7 +68,7 @@ TEST(MailAddress, EncodedWordsAreDecodedAfterTheListIsSplit) {
 TEST(MailAddress, RawBytesAreReadAsText) {
   expectAll({{"Jos\xC3\xA9 <j@x>", {{"José", "j@x"}}},
              {"Jos\xE9 <j@x>", {{"José", "j@x"}}},
-             {"J <jos\xC3\xA9@ex\xC3\xA4mple.org>", {{"J", "josé@exämple.org"}}},
+             {"J <jos\xC3\xA9@ex\xC3\xA4mple.org>", {{"J", "josé@xn--exmple-cua.org"}}},
              {"a@x\0b"sv, {{"", "a@x"}}}});
 }
 
@@ -80,22 +81,65 @@ TEST(MailAddress, WhatPeopleWriteWithoutQuotesIsUnderstood) {
              {"docomo..user@x.org", {{"", "docomo..user@x.org"}}}});
 }
 
-TEST(MailAddress, AnInternationalDomainReadsTheSameBehindANameThatIsNone) {
-  for (const std::string name : {"Ann", "[List] Ann", "Ann \f`", "Ann <", "a@b \"Doe"}) {
-    const Mailboxes read = parseAddressList(name + " <ann@xn--exmple-cua.org>");
-    ASSERT_FALSE(read.empty()) << name;
-    EXPECT_EQ(read.back().address, "ann@exämple.org") << name;
+TEST(MailAddress, AnInternationalDomainReadsTheSameWhateverNameStandsBesideIt) {
+  for (const std::string domain : {"xn--exmple-cua.org", "exämple.org", "EXA\u0308MPLE.org"}) {
+    for (const std::string name :
+         {"", "Ann", "\"Ann\"", "\"Doe, Ann\"", "=?utf-8?Q?Ann?=", "[List] Ann", "Ann (work)",
+          "Ann \f`", "Ann <", "a@b \"Doe", "Doe, Ann"}) {
+      const Mailboxes read = parseAddressList(name + " <ann@" + domain + ">");
+      ASSERT_FALSE(read.empty()) << name;
+      EXPECT_EQ(asciiLower(read.back().address), "ann@xn--exmple-cua.org") << name << domain;
+    }
+    for (const std::string& form :
+         std::vector<std::string>{"ann@" + domain, "ann@" + domain + " (Ann)", "Ann ann@" + domain,
+                                  "mailto:ann@" + domain, "Team: ann@" + domain + ";"}) {
+      const Mailboxes read = parseAddressList(form);
+      ASSERT_EQ(read.size(), 1U) << form;
+      EXPECT_EQ(asciiLower(read.front().address), "ann@xn--exmple-cua.org") << form;
+    }
   }
+}
+
+TEST(MailAddress, ADomainWithAnUnderscoreIsFound) {
+  expectAll({{"bb@big_bug.com", {{"", "bb@big_bug.com"}}},
+             {"Big Bug <bb@big_bug.com>", {{"Big Bug", "bb@big_bug.com"}}},
+             {"[List] Big Bug <bb@big_bug.com>", {{"[List] Big Bug", "bb@big_bug.com"}}},
+             {"bb@big_bug.com (Big Bug)", {{"Big Bug", "bb@big_bug.com"}}},
+             {"Big Bug bb@_big_bug_.com", {{"Big Bug", "bb@_big_bug_.com"}}}});
+}
+
+TEST(MailAddress, ABareAddressBehindANameIsFound) {
+  expectAll({{"Big Bug bb@bug.com", {{"Big Bug", "bb@bug.com"}}},
+             {"\"Bug, Big\" bb@bug.com", {{"Bug, Big", "bb@bug.com"}}},
+             {"=?utf-8?Q?Jos=C3=A9?= j@bug.com, Big Bug bb@bug.com",
+              {{"José", "j@bug.com"}, {"Big Bug", "bb@bug.com"}}},
+             {"a@x b@y", {{"", "a@x"}, {"", "b@y"}}}});
+}
+
+TEST(MailAddress, ColonsAreNeitherDroppedNorGlued) {
+  expectAll({{"joe@[IPv6:2001:db8::1], k@x", {{"", "joe@[IPv6:2001:db8::1]"}, {"", "k@x"}}}});
+  EXPECT_NE(parseAddress("joe@example.com:25").address, "joe@example.com25");
+}
+
+TEST(MailAddress, BlanksWithinAQuotedLocalPartStayAsTheyAre) {
+  expectAll({{"\"a  b\"@x.org (c)", {{"c", "\"a  b\"@x.org"}}},
+             {"<\"a  b\"@x.org>", {{"", "\"a  b\"@x.org"}}}});
 }
 
 TEST(MailAddress, AnEntryWithoutAnAtIsLeftToTheCaller) {
   expectAll({{"Ann; b@x; =?utf-8?Q?Jos=C3=A9?=", {{"", "Ann"}, {"", "b@x"}, {"", "José"}}}});
 }
 
-TEST(MailAddress, AWritersPrivateCharactersStandForNoWord) {
-  expectAll({{"\uE0000\uE001 =?utf-8?Q?b?= <j@x>", {{"bb", "j@x"}}},
-             {"\uE00099999999999999999999\uE001x <j@x>", {{"x", "j@x"}}},
-             {"\uE000 <j@x>", {{"\uE000", "j@x"}}}});
+TEST(MailAddress, AWritersPrivateCharactersStandForNothing) {
+  expectAll({{"\uE0000\uE001 =?utf-8?Q?b?= <j@x>", {{"0 b", "j@x"}}},
+             {"\uE00099999999999999999999\uE001x <j@x>", {{"99999999999999999999x", "j@x"}}},
+             {"\uE000 <j@xn\uE002--x>", {{"", "j@xn--x"}}},
+             {"\uE003 <j@x>", {{"\uE003", "j@x"}}}});
+}
+
+TEST(MailAddress, AWordThatWouldReachFromANameIntoAnAddressIsNone) {
+  EXPECT_EQ(parseAddress("=?utf-8?Q?a <\"b,?=\"@x.org>").address, "\"b,?=\"@x.org");
+  EXPECT_EQ(parseAddressList(formatMailbox({"=?x?q?a", "\"x?=,b\"@x.org"})).size(), 1U);
 }
 
 TEST(MailAddress, OneAddressIsTheFirst) {
