@@ -1,5 +1,6 @@
 rb_test(stores_mime_test
   SOURCES
+    mime/address_field_test.cpp
     mime/circles_test.cpp
     mime/forward_test.cpp
     mime/header_block_test.cpp

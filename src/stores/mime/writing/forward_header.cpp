@@ -8,7 +8,7 @@
 
 #include "stores/mime/header_text.h"
 #include "stores/mime/parts/gmime_library.h"
-#include "stores/text/charset.h"
+#include "stores/mime/writing/address_field.h"
 #include "stores/text/libraries.h"
 
 namespace relaybird {
@@ -54,12 +54,6 @@ class HeaderWriter {
   HeaderWriter() {
     prepareLibraries();
     message_.reset(g_mime_message_new(TRUE));
-  }
-
-  void addMailbox(GMimeAddressType type, const Mailbox& mailbox) {
-    const std::string name = onOneLine(scrubUtf8(mailbox.name));
-    g_mime_message_add_mailbox(message_.get(), type, name.empty() ? nullptr : name.c_str(),
-                               mailbox.address.c_str());
   }
 
   void setSubject(const std::string& subject) {
@@ -109,6 +103,18 @@ Result<void> check(const ForwardDraft& draft) {
   return {};
 }
 
+std::string addressFields(const ForwardDraft& draft) {
+  std::vector<Mailbox> replyTo;
+  for (const Mailbox& mailbox : draft.replyTo) {
+    // A local part beyond ASCII would need a server with SMTPUTF8, and the forward matters more.
+    if (isRfc5322Address(mailbox.address) && isAscii(wireAddress(mailbox.address))) {
+      replyTo.push_back(mailbox);
+    }
+  }
+  return addressField("From", {draft.from}) + addressField("To", draft.to) +
+         addressField("Bcc", draft.bcc) + addressField("Reply-To", replyTo);
+}
+
 }  // namespace
 
 std::string mailDate(DateTime moment) {
@@ -131,19 +137,6 @@ Result<std::string> forwardHeader(const ForwardDraft& draft) {
     return checked.error();
   }
   HeaderWriter header;
-  header.addMailbox(GMIME_ADDRESS_TYPE_FROM, draft.from);
-  for (const Mailbox& mailbox : draft.to) {
-    header.addMailbox(GMIME_ADDRESS_TYPE_TO, mailbox);
-  }
-  for (const Mailbox& mailbox : draft.bcc) {
-    header.addMailbox(GMIME_ADDRESS_TYPE_BCC, mailbox);
-  }
-  for (const Mailbox& mailbox : draft.replyTo) {
-    // Beyond ASCII it would need a server with SMTPUTF8, and the forward matters more.
-    if (isRfc5322Address(mailbox.address) && isAscii(mailbox.address)) {
-      header.addMailbox(GMIME_ADDRESS_TYPE_REPLY_TO, mailbox);
-    }
-  }
   header.setSubject(writableSubject(draft.subject));
   header.set("Date", mailDate(draft.date));
   header.set("Message-ID", bracketed(draft.messageId));
@@ -151,7 +144,7 @@ Result<std::string> forwardHeader(const ForwardDraft& draft) {
              draft.source == nullptr ? std::string() : references(draft.source->headers()));
   header.set("Auto-Submitted", "auto-generated");
   header.set("MIME-Version", "1.0");
-  return header.take() + traceField(draft.traces);
+  return addressFields(draft) + header.take() + traceField(draft.traces);
 }
 
 }  // namespace relaybird
