@@ -103,7 +103,8 @@ TEST_F(MaildirForwardTest, AMissingAddressBookIsMentionedOnce) {
   recipients->Add("cell phone");
   EXPECT_FALSE(recipients->ResolveAll());
   EXPECT_FALSE(recipients->ResolveAll());
-  EXPECT_THAT(house.notices, ElementsAre(HasSubstr("The address book cannot be used")));
+  EXPECT_THAT(house.notices, ElementsAre(HasSubstr("The address book cannot be used"),
+                                         HasSubstr("No mail goes to \"cell phone\"")));
 }
 
 TEST_F(MaildirForwardTest, TwoAddressesInOneEntryAreNotARecipient) {

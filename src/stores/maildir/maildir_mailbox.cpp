@@ -6,6 +6,8 @@
 
 #include "platform/system/folder_check.h"
 #include "platform/text/number_text.h"
+#include "stores/address/strict_mailbox.h"
+#include "stores/outbox/delivery/one_line.h"
 
 namespace relaybird {
 
@@ -72,6 +74,7 @@ void MaildirMailbox::openOutbox() {
                          "\" is not a mail address: set the key address in section [mail]");
   }
   requireAlone();
+  settings_.address = wireAddress(settings_.address);
   auto outbox = orThrow(Outbox::open(world_.files, world_.clock, world_.random, settings_.outbox,
                                      settings_.outbox + "/journal"));
   const std::string keyFile = settings_.stateFolder + "/trace-key";
@@ -165,23 +168,36 @@ void MaildirMailbox::complain(const MaildirPlace& place, const std::string& text
 std::optional<Mailbox> MaildirMailbox::resolve(const std::string& recipient) {
   requireOpen();
   const std::string text = trimBlanks(recipient);
-  if (text.empty() || hasControls(text)) {
-    return std::nullopt;
+  auto found = readRecipient(text);
+  if (!found && !text.empty() && !hasControls(text)) {
+    found = fromAddressBook(text);
   }
-  if (isRfc5322Address(text)) {
-    return Mailbox{"", text};
-  }
-  const auto written = parseAddressList(text);
-  if (written.size() == 1 && isRfc5322Address(written.front().address)) {
-    return written.front();
-  }
+  tellAbout(text, found);
+  return found;
+}
+
+std::optional<Mailbox> MaildirMailbox::fromAddressBook(const std::string& name) {
   const auto book = addressBook_.current();
   const std::string trouble = book ? "" : "The address book cannot be used: " + book.error().text;
   if (trouble != std::exchange(addressBookTrouble_, trouble) && !trouble.empty()) {
     world_.notice(trouble);
   }
-  auto found = book ? (*book)->find(text) : std::nullopt;
-  return found && isRfc5322Address(found->address) ? found : std::nullopt;
+  return book ? (*book)->find(name) : std::nullopt;
+}
+
+// Once for each text, and again when it stands for something else.
+void MaildirMailbox::tellAbout(const std::string& recipient, const std::optional<Mailbox>& found) {
+  std::string line;
+  if (!found) {
+    line = "No mail goes to \"" + oneLine(recipient) +
+           "\": it is neither one e-mail address as a whole nor the name of one person in the "
+           "address book";
+  } else if (!recipient.ends_with(found->address) && !recipient.ends_with(found->address + ">")) {
+    line = "Mail to \"" + oneLine(recipient) + "\" goes to " + found->address;
+  }
+  if (line != std::exchange(toldOfRecipients_[recipient], line) && !line.empty()) {
+    world_.notice(line);
+  }
 }
 
 // A try that failed, or that a crash cut short, has chosen the Message-ID: were it delivered after

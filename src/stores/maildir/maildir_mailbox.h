@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "engine/mail_store.h"
@@ -63,8 +64,10 @@ class MaildirMailbox {
   /// A sentence for the log about one message; once for each.
   void complain(const MaildirPlace& place, const std::string& text);
 
-  /// The mailbox that a recipient stands for: an address, "Name <address>", or a name in the
-  /// address book; nothing where it is none of them.
+  /// The mailbox that a recipient stands for: an address or "Name <address>" as a whole
+  /// (readRecipient()), or a name in the address book; nothing where it is none of them. A notice
+  /// says once what stands for nothing, and where mail goes whose recipient was typed in another
+  /// form.
   std::optional<Mailbox> resolve(const std::string& recipient);
 
   /// Puts a forward into the outbox, durably. `write` is given the Message-ID and the mark that the
@@ -80,6 +83,8 @@ class MaildirMailbox {
   void requireOpen();
   void openOutbox();
   void deliverAgain();
+  std::optional<Mailbox> fromAddressBook(const std::string& name);
+  void tellAbout(const std::string& recipient, const std::optional<Mailbox>& found);
   std::string messageIdFor(const std::string& entryId);
 
   MaildirSettings settings_;
@@ -89,7 +94,8 @@ class MaildirMailbox {
   std::shared_ptr<void> mapiObject_ = std::make_shared<char>();
   bool closed_ = false;
   std::unordered_set<std::string> complained_;
-  std::string addressBookTrouble_;  ///< what was said of it last
+  std::string addressBookTrouble_;                                 ///< what was said of it last
+  std::unordered_map<std::string, std::string> toldOfRecipients_;  ///< what was said last, by text
 
   // In the order in which they are opened; all there or none.
   std::unique_ptr<Outbox> outbox_;

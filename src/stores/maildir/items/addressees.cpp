@@ -24,8 +24,8 @@ class MaildirRecipient : public Recipient {
 
 class MaildirRecipients : public Recipients {
  public:
-  MaildirRecipients(std::shared_ptr<MaildirMailbox> mailbox, std::shared_ptr<Addressees> list)
-      : mailbox_(std::move(mailbox)), list_(std::move(list)) {}
+  MaildirRecipients(Resolve resolve, std::shared_ptr<Addressees> list)
+      : resolve_(std::move(resolve)), list_(std::move(list)) {}
 
   std::shared_ptr<Recipient> Add(const std::string& address) override {
     list_->push_back(std::make_shared<Addressee>());
@@ -45,27 +45,35 @@ class MaildirRecipients : public Recipients {
     list_->erase(list_->begin() + (index - 1));
   }
 
-  bool ResolveAll() override { return resolveAll(*mailbox_, *list_); }
+  bool ResolveAll() override { return resolveAll(resolve_, *list_); }
 
  private:
-  std::shared_ptr<MaildirMailbox> mailbox_;
+  Resolve resolve_;
   std::shared_ptr<Addressees> list_;
 };
 
 }  // namespace
 
-bool resolveAll(MaildirMailbox& mailbox, const Addressees& addressees) {
+Resolve asRecipient(std::shared_ptr<MaildirMailbox> mailbox) {
+  return [mailbox = std::move(mailbox)](const std::string& text) { return mailbox->resolve(text); };
+}
+
+std::optional<Mailbox> asAddress(const std::string& text) {
+  return isRfc5322Address(text) ? std::optional(Mailbox{"", wireAddress(text)}) : std::nullopt;
+}
+
+bool resolveAll(const Resolve& resolve, const Addressees& addressees) {
   bool all = true;
   for (const auto& addressee : addressees) {
-    addressee->mailbox = mailbox.resolve(addressee->text);
+    addressee->mailbox = resolve(addressee->text);
     all = all && addressee->mailbox;
   }
   return all;
 }
 
-std::shared_ptr<Recipients> makeRecipients(std::shared_ptr<MaildirMailbox> mailbox,
+std::shared_ptr<Recipients> makeRecipients(Resolve resolve,
                                            std::shared_ptr<Addressees> addressees) {
-  return std::make_shared<MaildirRecipients>(std::move(mailbox), std::move(addressees));
+  return std::make_shared<MaildirRecipients>(std::move(resolve), std::move(addressees));
 }
 
 }  // namespace relaybird

@@ -109,12 +109,12 @@ std::shared_ptr<Attachments> ForwardItem::Attachments() {
 
 std::shared_ptr<Recipients> ForwardItem::Recipients() {
   requireUnsent();
-  return makeRecipients(mailbox_, recipients_);
+  return makeRecipients(asRecipient(mailbox_), recipients_);
 }
 
 std::shared_ptr<Recipients> ForwardItem::ReplyRecipients() {
   requireUnsent();
-  return makeRecipients(mailbox_, replyRecipients_);
+  return makeRecipients(asAddress, replyRecipients_);
 }
 
 void ForwardItem::Save() {
@@ -140,7 +140,7 @@ ForwardDraft ForwardItem::draft() {
     list.push_back(*addressee->mailbox);
   }
   for (const auto& addressee : *replyRecipients_) {
-    if (const auto mailbox = mailbox_->resolve(addressee->text)) {
+    if (const auto mailbox = asAddress(addressee->text)) {
       draft.replyTo.push_back(*mailbox);
     }
   }
@@ -163,7 +163,7 @@ void ForwardItem::send() {
   if (recipients_->empty()) {
     throw MailStoreError("The message has no recipients");
   }
-  if (!resolveAll(*mailbox_, *recipients_)) {
+  if (!resolveAll(asRecipient(mailbox_), *recipients_)) {
     throw MailStoreError("One or more recipients could not be resolved");
   }
   ForwardDraft message = draft();

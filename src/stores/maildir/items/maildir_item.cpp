@@ -162,7 +162,7 @@ std::shared_ptr<Recipients> MaildirItem::addresseesOf(
       list->back()->mailbox = std::move(mailbox);
     }
   }
-  return makeRecipients(mailbox_, std::move(list));
+  return makeRecipients(asAddress, std::move(list));
 }
 
 std::shared_ptr<Recipients> MaildirItem::Recipients() {

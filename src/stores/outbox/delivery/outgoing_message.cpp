@@ -6,7 +6,7 @@
 #include <functional>
 #include <unordered_set>
 
-#include "stores/address/mail_address.h"
+#include "stores/address/strict_mailbox.h"
 #include "stores/outbox/delivery/one_line.h"
 #include "stores/text/encoded_word.h"
 
@@ -72,15 +72,19 @@ void endLinesWithLf(std::string& text) {
   text.resize(kept);
 }
 
+// Read strictly: a file that somebody else put here, or that a fault has changed, must not send
+// mail to whom a forgiving reader would make of it.
 Result<std::vector<std::string>> recipientsOf(const std::vector<std::string>& values) {
   std::vector<std::string> recipients;
   std::unordered_set<std::string> known;
   for (const std::string& value : values) {
-    for (Mailbox& mailbox : parseAddressList(value)) {
-      if (!isRfc5322Address(mailbox.address)) {
-        return Error{0, "The recipient \"" + oneLine(mailbox.address) + "\" is no mail address"};
-      }
-      if (known.insert(mailbox.address).second) recipients.push_back(std::move(mailbox.address));
+    auto addresses = readWrittenField(value);
+    if (!addresses) {
+      return Error{0,
+                   "The recipient \"" + oneLine(addresses.error().text) + "\" is no mail address"};
+    }
+    for (std::string& address : *addresses) {
+      if (known.insert(address).second) recipients.push_back(std::move(address));
     }
   }
   if (recipients.empty()) return Error{0, "The message names no recipient"};
@@ -104,10 +108,11 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
   file.replace(0, body, head);
   endLinesWithLf(file);
   message.bytes = std::move(file);
-  message.envelope.sender = parseAddress(from).address;
-  if (!isRfc5322Address(message.envelope.sender)) {
+  const auto senders = readWrittenField(from);
+  if (!senders || senders->size() != 1) {
     return Error{0, "The message has no sender's address that can be used"};
   }
+  message.envelope.sender = senders->front();
   auto recipients = recipientsOf(to);
   if (!recipients) return recipients.error();
   message.envelope.recipients = std::move(*recipients);

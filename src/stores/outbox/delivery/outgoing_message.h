@@ -12,7 +12,7 @@ namespace relaybird {
 /// Makes a message ready to leave: the envelope is read from its From, To and Bcc fields, Bcc is
 /// taken out of it, and CR LF becomes LF. Fails for a message that can never leave: without a
 /// sender, without a recipient, or with an address that a mail command or server could mistake for
-/// something else (isRfc5322Address). Linear time; any thread. The message is changed in the place
+/// something else (readWrittenField). Linear time; any thread. The message is changed in the place
 /// where it is, so that a large one is in memory once.
 Result<OutgoingMessage> prepareMessage(std::string file);
 
