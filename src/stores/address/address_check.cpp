@@ -2,9 +2,8 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <array>
-#include <utility>
 
+#include "platform/text/character_kind.h"
 #include "stores/address/domain_name.h"
 #include "stores/address/mail_address.h"
 #include "stores/text/charset.h"
@@ -28,38 +27,17 @@ bool isAtomCharacter(char c) {
   return !isAscii(c) || isLetterOrDigit(c) || kMarks.find(c) != std::string_view::npos;
 }
 
-// Letters, marks and signs that are shown as nothing (Unicode's Default_Ignorable_Code_Point as far
-// as the general category does not tell, and the blank of Braille).
-bool isFiller(gunichar character) {
-  constexpr auto kRanges = std::to_array<std::pair<gunichar, gunichar>>({{0x034F, 0x034F},
-                                                                         {0x115F, 0x1160},
-                                                                         {0x17B4, 0x17B5},
-                                                                         {0x180B, 0x180F},
-                                                                         {0x2800, 0x2800},
-                                                                         {0x3164, 0x3164},
-                                                                         {0xFE00, 0xFE0F},
-                                                                         {0xFFA0, 0xFFA0},
-                                                                         {0xE0100, 0xE01EF}});
-  return std::any_of(kRanges.begin(), kRanges.end(), [character](const auto& range) {
-    return character >= range.first && character <= range.second;
-  });
-}
-
 // Characters that look like nothing, or reorder what stands beside them, have no place in an
 // address that a person is to recognise.
 bool isUnseen(gunichar character) {
   switch (g_unichar_type(character)) {
-    case G_UNICODE_CONTROL:
     case G_UNICODE_FORMAT:
     case G_UNICODE_SURROGATE:
     case G_UNICODE_PRIVATE_USE:
     case G_UNICODE_UNASSIGNED:
-    case G_UNICODE_SPACE_SEPARATOR:
-    case G_UNICODE_LINE_SEPARATOR:
-    case G_UNICODE_PARAGRAPH_SEPARATOR:
       return true;
     default:
-      return character == 0xFFFD || isFiller(character);
+      return character == 0xFFFD || kindOf(character) != CharacterKind::kOrdinary;
   }
 }
 
