@@ -152,6 +152,16 @@ TEST_F(ProfileFileTest, ValuesAreCutToTheBuffer) {
   EXPECT_EQ(get("S", "b", text).size(), 254u);
 }
 
+TEST_F(ProfileFileTest, TheBufferHoldsCharactersAndNoneIsCut) {
+  writeBytes(file, "[S]\r\na=\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z\r\nb=\xE4\xF6\xFC\r\n");
+  EXPECT_EQ(get("S", "a", "", 2), "\xC3\xA4");
+  EXPECT_EQ(get("S", "a", "", 3), "\xC3\xA4\xE2\x82\xAC");
+  EXPECT_EQ(get("S", "a", "", 4), "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80");
+  EXPECT_EQ(get("S", "a", "", 5), "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z");
+  // Bytes of another character set count one by one.
+  EXPECT_EQ(get("S", "b", "", 3), "\xE4\xF6");
+}
+
 TEST_F(ProfileFileTest, AReaderIsASnapshotAndANewOneSeesTheChange) {
   writeBytes(file, "[S]\r\na=1\r\n");
   const auto reader = profiles.read(file);

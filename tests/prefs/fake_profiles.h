@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/profile/profile_strings.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 
@@ -46,7 +47,7 @@ class FakeProfiles : public ProfileStrings {
       profiles_.keysRead.emplace_back(key);
       const auto found = profiles_.values.find({std::string(section), std::string(key)});
       std::string value(found == profiles_.values.end() ? fallback : found->second);
-      if (value.size() >= bufferSize) value.resize(bufferSize - 1);
+      value.resize(firstCharacters(value, bufferSize - 1).size());
       return value;
     }
 

@@ -311,14 +311,35 @@ TEST(ReadIniPref, ACountThatDoesNotFitIsNamedInTheVerboseLog) {
                                "ReadIniPref-->mstrFwdToAddress_num is out of range and read as 0"});
 }
 
-TEST(ReadIniPref, CutsValuesAt254CharactersAndNeverInsideOne) {
-  PrefBench bench;
-  bench.profiles["mcolSenderList_num"] = "2";
-  bench.profiles["mcolSenderList_1"] = std::string(300, 'a');
-  bench.profiles["mcolSenderList_2"] = std::string(253, 'a') + "\xC3\xA4";
-  bench.prefs.ReadIniPref();
-  EXPECT_EQ(bench.prefs.fields().mcolSenderList,
-            (StringList{std::string(254, 'a'), std::string(253, 'a')}));
+TEST(ReadIniPref, CutsValuesAt254CharactersNotBytes) {
+  const auto repeated = [](std::string_view character, int count) {
+    std::string text;
+    while (count-- > 0) text += character;
+    return text;
+  };
+  for (const std::string_view character : {"a", "\xC3\xA4", "\xE6\x97\xA5", "\xF0\x9F\x98\x80"}) {
+    PrefBench bench;
+    bench.profiles["mcolSenderList_num"] = "3";
+    bench.profiles["mcolSenderList_1"] = repeated(character, 300);
+    bench.profiles["mcolSenderList_2"] = repeated(character, 254);
+    bench.profiles["mcolSenderList_3"] = "a" + repeated(character, 254);
+    bench.prefs.ReadIniPref();
+    EXPECT_EQ(bench.prefs.fields().mcolSenderList,
+              (StringList{repeated(character, 254), repeated(character, 254),
+                          "a" + repeated(character, 253)}));
+  }
+}
+
+TEST(ReadIniPref, AValueJustBelowItsCutStaysWhole) {
+  for (const std::string end : {"a", "\xC3\xA4", "\xC3"}) {
+    PrefBench bench;
+    const std::string text = std::string(252, 'a') + end;
+    bench.profiles["mcolSenderList_num"] = "2";
+    bench.profiles["mcolSenderList_1"] = text;
+    bench.profiles["mcolSenderList_2"] = "a" + text;
+    bench.prefs.ReadIniPref();
+    EXPECT_EQ(bench.prefs.fields().mcolSenderList, (StringList{text, "a" + text}));
+  }
 }
 
 TEST(ReadIniPref, ReadsTheSectionThatItIsGiven) {

@@ -87,6 +87,16 @@ TEST(Utf8Text, CountsEveryStrayByteAsACharacter) {
   EXPECT_EQ(characterCount("\xFF\xFE"), 2u);
 }
 
+TEST(Utf8Text, ABeginningHasSoManyCharacters) {
+  const std::string text = "a\xC3\xA4\xFF\xE2\x82\xAC";
+  EXPECT_EQ(firstCharacters(text, 0), "");
+  EXPECT_EQ(firstCharacters(text, 2), "a\xC3\xA4");
+  EXPECT_EQ(firstCharacters(text, 3), "a\xC3\xA4\xFF");
+  EXPECT_EQ(firstCharacters(text, 4), text);
+  EXPECT_EQ(firstCharacters(text, 99), text);
+  EXPECT_EQ(firstCharacters("", 5), "");
+}
+
 TEST(Utf8Text, CutsOffOnlyAnUnfinishedCharacter) {
   EXPECT_EQ(withoutBrokenEnd("ab"), "ab");
   EXPECT_EQ(withoutBrokenEnd("a\xC3\xA4"), "a\xC3\xA4");

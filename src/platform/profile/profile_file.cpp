@@ -7,6 +7,7 @@
 
 #include "platform/profile/profile_document.h"
 #include "platform/profile/profile_encoding.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 namespace {
@@ -37,7 +38,7 @@ class SnapshotReader : public ProfileReader {
     if (bufferSize == 0) return {};
     auto value = document_.value(section, key);
     std::string result = value ? std::move(*value) : std::string(withoutTrailingBlanks(fallback));
-    if (result.size() >= bufferSize) result.resize(bufferSize - 1);
+    result.resize(firstCharacters(result, bufferSize - 1).size());
     return result;
   }
 

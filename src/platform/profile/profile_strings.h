@@ -12,7 +12,7 @@
 
 namespace relaybird {
 
-/// The size of the caller's buffer, closing NUL included: values are cut at 254 characters.
+/// The size of the caller's buffer in characters, closing NUL included: values are cut at 254.
 inline constexpr std::size_t kProfileBufferSize = 255;
 
 /// One look at a profile file. What others write afterwards may or may not be seen.
@@ -21,7 +21,8 @@ class ProfileReader {
   virtual ~ProfileReader() = default;
   /// The value of the first such key in the first such section, names compared without regard to
   /// case, or `fallback` where the file, the section or the key is missing. A key that is there
-  /// with an empty value yields the empty text. The result is at most `bufferSize` - 1 bytes long.
+  /// with an empty value yields the empty text. The result is cut at `bufferSize` - 1 characters
+  /// (of UTF-8; a byte that is none counts as one), and never within one.
   virtual std::string get(std::string_view section, std::string_view key, std::string_view fallback,
                           std::size_t bufferSize = kProfileBufferSize) const = 0;
 };

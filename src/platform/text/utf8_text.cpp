@@ -37,6 +37,12 @@ std::size_t characterCount(std::string_view text) {
   return count;
 }
 
+std::string_view firstCharacters(std::string_view text, std::size_t most) {
+  std::size_t length = 0;
+  for (; most > 0 && length < text.size(); --most) length += firstLength(text.substr(length));
+  return text.substr(0, length);
+}
+
 Utf8Character firstCharacter(std::string_view text) {
   constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
   constexpr char32_t kGreatest = 0x10FFFF;

@@ -13,6 +13,9 @@ namespace relaybird {
 /// The number of characters (code points, whatever their width on a screen).
 std::size_t characterCount(std::string_view text);
 
+/// The beginning of a text, with at most so many characters.
+std::string_view firstCharacters(std::string_view text, std::size_t most);
+
 /// A character as its bytes are; a length of 0 stands for none.
 struct Utf8Character {
   char32_t code = 0;

@@ -7,7 +7,6 @@
 #include <variant>
 
 #include "platform/text/number_text.h"
-#include "platform/text/utf8_text.h"
 #include "prefs/address_lists.h"
 #include "prefs/file/preference_text.h"
 
@@ -72,9 +71,7 @@ class FieldReader {
   }
 
   std::string value(std::string_view key, std::string_view fallback) const {
-    std::string text = file_.get(section_, key, fallback, kProfileBufferSize);
-    if (text.size() + 1 >= kProfileBufferSize) text.resize(withoutBrokenEnd(text).size());
-    return text;
+    return file_.get(section_, key, fallback, kProfileBufferSize);
   }
 
   template <class Number>
