@@ -5,7 +5,7 @@
 
 #include <exception>
 
-#include "platform/text/text_case.h"
+#include "platform/text/number_text.h"
 #include "platform/text/utf8_text.h"
 #include "prefs/cls_pref.h"
 
@@ -19,7 +19,7 @@ constexpr std::size_t kShortestReplyAddress = 4;
 enum class KindGroup { kMail, kMeeting, kReport, kTask, kOther };
 
 KindGroup groupOf(const MailItem& item) {
-  const std::string kind = upperCase(item.ClassName());
+  const std::string kind = asciiUpper(item.ClassName());
   if (kind == "MAILITEM") return KindGroup::kMail;
   if (kind == "MEETINGITEM") return KindGroup::kMeeting;
   if (kind == "REPORTITEM") return KindGroup::kReport;

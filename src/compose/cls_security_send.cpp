@@ -4,7 +4,7 @@
 
 #include "compose/cls_security.h"
 #include "compose/size_rule.h"
-#include "platform/text/text_case.h"
+#include "platform/text/number_text.h"
 
 namespace relaybird {
 
@@ -12,7 +12,7 @@ namespace {
 
 bool isSafeItem(const SafeItem* item) {
   if (item == nullptr) return false;
-  const std::string kind = upperCase(item->ClassName());
+  const std::string kind = asciiUpper(item->ClassName());
   return kind == "SAFEMAILITEM" || kind == "SAFEMEETINGITEM";
 }
 

@@ -133,8 +133,8 @@ class clsPref {
 
   PrefWorld world_;
   PreferenceFields fields_;
-  UpperCasedList words_;
-  UpperCasedList senders_;
+  FoldedList words_;
+  FoldedList senders_;
   PrefForms* forms_ = nullptr;
   std::string lastReason_;
 };

@@ -3,7 +3,7 @@
 // operations turn it into a status.
 #include <exception>
 
-#include "platform/text/text_case.h"
+#include "platform/text/number_text.h"
 #include "platform/text/utf8_text.h"
 #include "prefs/cls_pref.h"
 
@@ -20,7 +20,7 @@ MailItem& present(const std::shared_ptr<MailItem>& item) {
 }
 
 std::string kindOf(const MailItem& item) {
-  return upperCase(item.ClassName());
+  return asciiUpper(item.ClassName());
 }
 
 // The text that the rule looks at; only what is asked for is read.

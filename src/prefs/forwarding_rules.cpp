@@ -15,35 +15,33 @@ bool occurs(const std::string& part, const std::string& text) {
 
 }  // namespace
 
-const StringList& UpperCasedList::of(const StringList& list) {
+const StringList& FoldedList::of(const StringList& list) {
   if (list != list_) {
-    StringList upperCased;
-    upperCased.reserve(list.size());
-    for (const std::string& entry : list) upperCased.push_back(upperCase(entry));
-    upperCased_ = std::move(upperCased);
+    StringList folded;
+    folded.reserve(list.size());
+    for (const std::string& entry : list) folded.push_back(foldCase(entry));
+    folded_ = std::move(folded);
     list_ = list;
   }
-  return upperCased_;
+  return folded_;
 }
 
-bool wordsMatch(std::string_view text, const StringList& upperCasedWords, std::int16_t matchType) {
-  if (upperCasedWords.empty()) return false;
-  const std::string upperCasedText = upperCase(text);
-  const auto isInText = [&](const std::string& word) { return occurs(word, upperCasedText); };
-  return matchType == kMatchAll
-             ? std::all_of(upperCasedWords.begin(), upperCasedWords.end(), isInText)
-             : std::any_of(upperCasedWords.begin(), upperCasedWords.end(), isInText);
+bool wordsMatch(std::string_view text, const StringList& foldedWords, std::int16_t matchType) {
+  if (foldedWords.empty()) return false;
+  const std::string foldedText = foldCase(text);
+  const auto isInText = [&](const std::string& word) { return occurs(word, foldedText); };
+  return matchType == kMatchAll ? std::all_of(foldedWords.begin(), foldedWords.end(), isInText)
+                                : std::any_of(foldedWords.begin(), foldedWords.end(), isInText);
 }
 
 bool senderIsListed(std::string_view address, std::string_view name,
-                    const StringList& upperCasedEntries) {
+                    const StringList& foldedEntries) {
   if (address.find('@') == std::string_view::npos) address = {};
-  const std::string upperCasedAddress = upperCase(address);
-  const std::string upperCasedName = upperCase(name);
-  return std::any_of(upperCasedEntries.begin(), upperCasedEntries.end(),
-                     [&](const std::string& entry) {
-                       return occurs(entry, upperCasedAddress) || occurs(entry, upperCasedName);
-                     });
+  const std::string foldedAddress = foldCase(address);
+  const std::string foldedName = foldCase(name);
+  return std::any_of(foldedEntries.begin(), foldedEntries.end(), [&](const std::string& entry) {
+    return occurs(entry, foldedAddress) || occurs(entry, foldedName);
+  });
 }
 
 }  // namespace relaybird

@@ -20,25 +20,25 @@ inline constexpr std::string_view kSenderNotListed =
     "Email was not sent by the  sender(s) that you specified in the Settings dialog";
 inline constexpr std::string_view kSenderUnknown = "Problem determining sender";
 
-/// A list in upper case. One pass asks for the same list with every item; only a list that has
-/// changed is converted again.
-class UpperCasedList {
+/// A list with the case of its letters folded. One pass asks for the same list with every item;
+/// only a list that has changed is converted again.
+class FoldedList {
  public:
   const StringList& of(const StringList& list);
 
  private:
   StringList list_;
-  StringList upperCased_;
+  StringList folded_;
 };
 
 /// Whether the text holds all of the words (kMatchAll) or any one of them (every other type), as
 /// parts of it. An empty word is part of every text but the empty one. Words without entries never
 /// match.
-bool wordsMatch(std::string_view text, const StringList& upperCasedWords, std::int16_t matchType);
+bool wordsMatch(std::string_view text, const StringList& foldedWords, std::int16_t matchType);
 
 /// Whether an entry is a part of the sender's address or display name. An address without "@" is
 /// the store's inner name for somebody and does not count.
 bool senderIsListed(std::string_view address, std::string_view name,
-                    const StringList& upperCasedEntries);
+                    const StringList& foldedEntries);
 
 }  // namespace relaybird

@@ -3,57 +3,77 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <utility>
+
+#include "platform/text/utf8_text.h"
+#include "platform/unicode_data.h"
 
 namespace relaybird {
 namespace {
 
-TEST(UpperCase, FoldsTheLettersOfTheCoveredScripts) {
+TEST(FoldCase, MakesCapitalAndSmallLettersOfEveryScriptOne) {
   const std::pair<const char*, const char*> cases[] = {
-      {"", ""},
-      {"relaybird 42!", "RELAYBIRD 42!"},
-      {"grüße àéîõú ÿ ø ÷ ×", "GRÜßE ÀÉÎÕÚ Ÿ Ø ÷ ×"},
-      {"āčďēğīķłňőŕšţūŵŷž", "ĀČĎĒĞĪĶŁŇŐŔŠŢŪŴŶŽ"},
-      {"ș ț ĳ", "Ș Ț Ĳ"},
-      {"ĸ ŉ ı ſ", "ĸ ŉ I S"},
-      {"αβγδ ός ώ ήίύ ϊϋ ΐ", "ΑΒΓΔ ΌΣ Ώ ΉΊΎ ΪΫ ΐ"},
-      {"жук ёлка їжак ћ ў ґ ә ұ", "ЖУК ЁЛКА ЇЖАК Ћ Ў Ґ Ә Ұ"},
-      {"ӂ ӏ ӑ ԯ", "Ӂ Ӏ Ӑ Ԯ"},
+      {"RELAYBIRD 42!", "relaybird 42!"},
+      {"GRÜẞE ÀÉÎÕÚ Ÿ Ø ÷ ×", "grüße àéîõú ÿ ø ÷ ×"},
+      {"ĀČĎĒĞĪĶŁŇŐŔŠŢŪŴŶŽ Ș Ț Ĳ", "āčďēğīķłňőŕšţūŵŷž ș ț ĳ"},
+      {"ΑΒΓΔ ΌΣ Ώ ΉΊΎ ΪΫ", "αβγδ όσ ώ ήίύ ϊϋ"},
+      {"ЖУК ЁЛКА ЇЖАК Ћ Ў Ґ Ә Ұ", "жук ёлка їжак ћ ў ґ ә ұ"},
+      {"ԲԱՐԵՒ", "բարեւ"},                                      // Armenian
+      {"ᲒᲐᲛᲐᲠᲯᲝᲑᲐ Ⴀⴀ", "გამარჯობა ⴀⴀ"},  // Georgian
+      {"ꭰᎠ Ꮰ", "ᎠᎠ Ꮰ"},        // Cherokee, whose capitals are the older letters
+      {"ⰀⰁ ⲀⲂ Ꚁ Ꝏ", "ⰰⰱ ⲁⲃ ꚁ ꝏ"},    // Glagolitic, Coptic, old Cyrillic, Latin
+      {"ＡＢＣ Ⅷ Ⓐ", "ａｂｃ ⅷ ⓐ"},  // full width, numerals, circled
+      {"𐐀𐐁 𐓀 𞤀", "𐐨𐐩 𐓨 𞤢"},  // Deseret, Osage, Adlam
+      {"ẸỆ ἈΡΧΉ Ώ", "ẹệ ἀρχή ώ"},                    // Vietnamese, polytonic Greek
+      {"Kelvin: \u212A, \u212B, ſ, ς, µ", "kelvin: k, å, s, σ, μ"},
+      {"İSTANBUL ISPARTA", "istanbul isparta"},
+      {"ıstanbul ısparta", "istanbul isparta"},
   };
-  for (const auto& [text, upper] : cases) EXPECT_EQ(upperCase(text), upper);
-}
-
-TEST(UpperCase, LeavesCapitalsAndOtherScriptsAlone) {
-  for (const std::string text :
-       {"ABC ÄÖÜ ΑΩ ЖЯЁ ŁŽŸ İ", "日本語 한글 עברית العربية", "😀 ﬁ ⅷ", "ª º ¿"}) {
-    EXPECT_EQ(upperCase(text), text);
+  for (const auto& [text, folded] : cases) {
+    EXPECT_EQ(foldCase(text), folded);
+    EXPECT_EQ(foldCase(folded), folded);
   }
 }
 
-TEST(UpperCase, IsTheSameTwice) {
-  std::string all;
-  for (unsigned letter = 0x80; letter < 0x800; ++letter) {
-    all += static_cast<char>(0xC0 | letter >> 6);
-    all += static_cast<char>(0x80 | (letter & 0x3F));
+TEST(FoldCase, LeavesWhatHasNoCaseAlone) {
+  for (const std::string text : {"", "日本語 한글 עברית العربية", "😀 ﬁ ª º ¿", "abc äöü αω жяё"}) {
+    EXPECT_EQ(foldCase(text), text);
   }
-  EXPECT_NE(upperCase(all), all);
-  EXPECT_EQ(upperCase(upperCase(all)), upperCase(all));
+  EXPECT_EQ(foldCase(char32_t{0x110000}), char32_t{0x110000});
 }
 
-TEST(UpperCase, PassesInvalidBytesThrough) {
+TEST(FoldCase, IsThatOfTheUnicodeDataForEveryCharacter) {
+  std::map<char32_t, char32_t> simple;
+  for (const UnicodeLine& line : unicodeLines("CaseFolding.txt")) {
+    if (line.fields[0] == "C" || line.fields[0] == "S") {
+      simple[line.first] = static_cast<char32_t>(std::stoul(line.fields[1], nullptr, 16));
+    }
+  }
+  if (simple.empty()) GTEST_SKIP() << "the package unicode-data is not installed";
+  simple[0x130] = simple[0x131] = U'i';
+  for (char32_t code = 0; code <= 0x10FFFF; ++code) {
+    const auto found = simple.find(code);
+    ASSERT_EQ(foldCase(code), found == simple.end() ? code : found->second) << std::hex << +code;
+    ASSERT_EQ(foldCase(foldCase(code)), foldCase(code)) << std::hex << +code;
+  }
+}
+
+TEST(FoldCase, PassesInvalidBytesThrough) {
   const std::pair<std::string, std::string> cases[] = {
-      {"\xE4", "\xE4"},                          // Latin-1
-      {"a\xC3", "A\xC3"},                        // cut off
-      {"\xC3z", "\xC3Z"},                        // no continuation
-      {"\xC1\xA1", "\xC1\xA1"},                  // too long a form of "a"
+      {"\xC4", "\xC4"},                          // Latin-1
+      {"A\xC3", "a\xC3"},                        // cut off
+      {"\xC3Z", "\xC3z"},                        // no continuation
+      {"\xC1\x81", "\xC1\x81"},                  // too long a form of "A"
       {"\x80\xBF\xFF\xFE", "\x80\xBF\xFF\xFE"},  // no lead
       {"\xE2\x82", "\xE2\x82"},                  // cut off within three
       {"\xED\xA0\x80", "\xED\xA0\x80"},          // half a surrogate pair
-      {"\xE2\xC3\xA4", "\xE2\xC3\x84"},          // a letter after a broken lead
-      {std::string("a\0b", 3), std::string("A\0B", 3)},
+      {"\xF4\x90\x80\x80", "\xF4\x90\x80\x80"},  // past the last code
+      {"\xE2\xC3\x84", "\xE2\xC3\xA4"},          // a letter after a broken lead
+      {std::string("A\0B", 3), std::string("a\0b", 3)},
   };
-  for (const auto& [text, upper] : cases) EXPECT_EQ(upperCase(text), upper);
+  for (const auto& [text, folded] : cases) EXPECT_EQ(foldCase(text), folded);
 }
 
 }  // namespace

@@ -139,6 +139,33 @@ TEST_F(ForwardingRules, WordsMatchWithoutRegardToCaseInOtherAlphabets) {
   EXPECT_EQ(decide(), "yes");
 }
 
+TEST_F(ForwardingRules, CapitalsOfEveryScriptMatchTheirSmallLetters) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"бюджет", "СРОЧНО: БЮДЖЕТ"},
+      {"ՀԱՇԻՎ", "հաշիվ 7"},
+      {"ⴀⴁ", "ႠႡ"},
+      {"ＩＮＶＯＩＣＥ", "ｉｎｖｏｉｃｅ"},
+      {"ngọc diệp", "NGỌC DIỆP"},
+      {"ὈΔΥΣΣΕΎΣ", "ὀδυσσεύς"},
+      {"strasse ẞ", "STRASSE ß"},
+      {"𐐀", "a𐐨b"},
+      {"ısparta", "ISPARTA"},
+  };
+  for (const auto& [word, subject] : cases) {
+    useTextRule(kCheckSubject, kMatchAll, {word});
+    script.subject = subject;
+    EXPECT_EQ(decide(), "yes") << word;
+    script.subject = "something else";
+    EXPECT_EQ(decide(), noText) << word;
+    useTextRule(kCheckSubject, kMatchAll, {""});
+    script.subject = "x";
+    script.name = subject;
+    useSenderRule(kForwardAllButListed, {word});
+    EXPECT_EQ(decide(), excluded) << word;
+    useSenderRule(kForwardFromAnyone, {""});
+  }
+}
+
 TEST_F(ForwardingRules, TextIsTakenFromWhereTheRuleSays) {
   script.subject = "alpha";
   script.body = "beta";
@@ -318,15 +345,15 @@ TEST_F(ForwardingRules, AMissingItemIsNotDecidedOrUnknown) {
   EXPECT_EQ(reason, "Problem determining sender");
 }
 
-TEST(UpperCasedList, ConvertsAListOnceUntilItChanges) {
-  UpperCasedList cache;
-  StringList list{"a", "b"};
+TEST(FoldedList, ConvertsAListOnceUntilItChanges) {
+  FoldedList cache;
+  StringList list{"A", "b"};
   const StringList& converted = cache.of(list);
   const std::string* const data = converted.data();
-  EXPECT_EQ(converted, (StringList{"A", "B"}));
+  EXPECT_EQ(converted, (StringList{"a", "b"}));
   EXPECT_EQ(cache.of(list).data(), data);
-  list.push_back("c");
-  EXPECT_EQ(cache.of(list), (StringList{"A", "B", "C"}));
+  list.push_back("C");
+  EXPECT_EQ(cache.of(list), (StringList{"a", "b", "c"}));
   EXPECT_EQ(cache.of({}), StringList{});
 }
 
