@@ -76,7 +76,7 @@ class CountingDisk : public FaultyFileSystem {
   }
 
   Result<void> rename(const std::string& from, const std::string& to) override {
-    if (refused && refused("rename " + from + " " + to)) {
+    if (renameRefused && renameRefused("rename " + from + " " + to)) {
       return Error{30, from + ": Read-only file system"};
     }
     return FaultyFileSystem::rename(from, to);
@@ -87,7 +87,7 @@ class CountingDisk : public FaultyFileSystem {
   std::vector<std::string> opened;
   std::function<bool(const std::string&)> unreadable = [](const std::string&) { return false; };
   std::function<bool(const std::string&)> unopenable;
-  std::function<bool(const std::string& step)> refused;  ///< asked of renames
+  std::function<bool(const std::string& step)> renameRefused;
   std::function<void(const std::string&)> afterList;
 };
 

@@ -35,7 +35,7 @@ class MaildirForwardTest : public testing::Test {
   }
   /// Everything but the outbox's folders is read-only from now on.
   void makeInboxReadOnly() {
-    house.disk.refused = [this](const std::string& step) {
+    house.disk.renameRefused = [this](const std::string& step) {
       return step.find(house.maildir + "/") != std::string::npos;
     };
   }
@@ -211,7 +211,7 @@ TEST_F(MaildirForwardTest, InAReadOnlyMaildirNothingGoesOutTwice) {
   }
   EXPECT_THAT(house.contents(), ElementsAre("new/1700000001.a"));
 
-  house.disk.refused = nullptr;
+  house.disk.renameRefused = nullptr;
   EXPECT_EQ(house.unread()->Count(), 0);
   EXPECT_THAT(house.contents(), ElementsAre("cur/1700000001.a:2,S"));
   EXPECT_EQ(house.outbox().size(), 1U);
@@ -247,7 +247,7 @@ TEST_F(MaildirForwardTest, AJournalEntryOfAMessageThatLeftTheInboxIsDropped) {
   received();
   makeInboxReadOnly();
   house.forward(house.unread()->Item(1));
-  house.disk.refused = nullptr;
+  house.disk.renameRefused = nullptr;
   std::filesystem::rename(house.maildir + "/new/1700000001.a", house.temp.path("kept"));
   (void)house.unread();
   (void)house.unread();

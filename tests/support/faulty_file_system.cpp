@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/faulty_file_system.h"
 
+#include <cerrno>
 #include <utility>
 
 namespace relaybird {
@@ -33,14 +34,23 @@ class FaultyFileSystem::File : public OutputFile {
 };
 
 void FaultyFileSystem::failStep(std::size_t step, int errorNumber) {
-  failFirst_ = failLast_ = step;
+  failSteps({step}, errorNumber);
+}
+
+void FaultyFileSystem::failSteps(std::set<std::size_t> steps, int errorNumber) {
+  failing_ = std::move(steps);
+  failFrom_ = 0;
   errorNumber_ = errorNumber;
 }
 
 void FaultyFileSystem::failFromStep(std::size_t step, int errorNumber) {
-  failFirst_ = step;
-  failLast_ = static_cast<std::size_t>(-1);
-  errorNumber_ = errorNumber;
+  failSteps({}, errorNumber);
+  failFrom_ = step;
+}
+
+std::optional<Error> FaultyFileSystem::refusal(const std::string& description) const {
+  if (!refused || !refused(description)) return std::nullopt;
+  return Error{EIO, "Injected fault at: " + description};
 }
 
 void FaultyFileSystem::hookBefore(std::size_t step, std::function<void()> hook, bool tear) {
@@ -51,7 +61,8 @@ void FaultyFileSystem::hookBefore(std::size_t step, std::function<void()> hook, 
 
 void FaultyFileSystem::reset() {
   record_.clear();
-  failFirst_ = failLast_ = hookStep_ = 0;
+  failing_.clear();
+  failFrom_ = hookStep_ = 0;
   tearFailing_ = hookTears_ = false;
   hook_ = nullptr;
   everyStep_ = nullptr;
@@ -62,7 +73,7 @@ std::optional<Error> FaultyFileSystem::step(const std::string& description, Outp
   record_.push_back(description);
   const std::size_t number = record_.size();
   const bool hooked = hook_ && number == hookStep_;
-  const bool fails = failFirst_ != 0 && number >= failFirst_ && number <= failLast_;
+  const bool fails = failing_.contains(number) || (failFrom_ != 0 && number >= failFrom_);
   if (bytes && ((hooked && hookTears_) || (fails && tearFailing_))) {
     const std::size_t half = bytes->size() / 2;
     if (auto written = file->write(bytes->substr(0, half)); !written) return written.error();
@@ -71,7 +82,7 @@ std::optional<Error> FaultyFileSystem::step(const std::string& description, Outp
   if (everyStep_) everyStep_(description);
   if (hooked) hook_();
   if (fails) return Error{errorNumber_, "Injected fault at: " + description};
-  return std::nullopt;
+  return refusal(description);
 }
 
 Result<std::unique_ptr<OutputFile>> FaultyFileSystem::create(const std::string& path) {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,11 @@ class FaultyFileSystem : public FileSystem {
   void failStep(std::size_t step, int errorNumber);
   /// Like failStep, and every step after it fails too.
   void failFromStep(std::size_t step, int errorNumber);
+  /// Like failStep, for several steps.
+  void failSteps(std::set<std::size_t> steps, int errorNumber);
+  /// Asked of every step, and of "inspect PATH", "list PATH" and "open PATH" besides, which are
+  /// none: where it says yes, the call fails with EIO and does nothing.
+  std::function<bool(const std::string& step)> refused;
   /// When a failing step is a write, its first half reaches the disk before it fails.
   void tearFailingWrites(bool tear) { tearFailing_ = tear; }
   /// Calls `hook` before step `step`; when the step is a write and `tear` is set, its first half is
@@ -35,7 +41,7 @@ class FaultyFileSystem : public FileSystem {
   void onEveryStep(std::function<void(const std::string& step)> hook) {
     everyStep_ = std::move(hook);
   }
-  /// No more faults and hooks; counting starts again.
+  /// No more faults and hooks but `refused`; counting starts again.
   void reset();
 
   std::size_t steps() const { return record_.size(); }
@@ -43,12 +49,17 @@ class FaultyFileSystem : public FileSystem {
   /// PATH", "rename FROM TO", "remove PATH", "createFolder PATH", "syncFolder PATH".
   const std::vector<std::string>& record() const { return record_; }
 
-  Result<FileInfo> inspect(const std::string& path) override { return real_.inspect(path); }
+  Result<FileInfo> inspect(const std::string& path) override {
+    if (auto error = refusal("inspect " + path)) return *error;
+    return real_.inspect(path);
+  }
   Result<std::string> resolve(const std::string& path) override { return real_.resolve(path); }
   Result<std::vector<FolderEntry>> list(const std::string& folder) override {
+    if (auto error = refusal("list " + folder)) return *error;
     return real_.list(folder);
   }
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
+    if (auto error = refusal("open " + path)) return *error;
     return real_.open(path);
   }
   Result<std::unique_ptr<OutputFile>> create(const std::string& path) override;
@@ -67,10 +78,12 @@ class FaultyFileSystem : public FileSystem {
   std::optional<Error> step(const std::string& description, OutputFile* file = nullptr,
                             std::string_view* bytes = nullptr);
 
+  std::optional<Error> refusal(const std::string& description) const;
+
   FileSystem& real_;
   std::vector<std::string> record_;
-  std::size_t failFirst_ = 0;  ///< 0: never
-  std::size_t failLast_ = 0;
+  std::set<std::size_t> failing_;
+  std::size_t failFrom_ = 0;  ///< 0: never
   int errorNumber_ = 0;
   bool tearFailing_ = false;
   std::size_t hookStep_ = 0;

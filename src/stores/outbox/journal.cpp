@@ -77,11 +77,14 @@ Result<void> Journal::load() {
 
 void Journal::apply(std::string_view line) {
   const auto fields = decodeJournalLine(line);
-  if (fields) {
-    replay(*fields);
-  } else {
+  if (!fields) {
     ++damagedLines_;
+    return;
   }
+  replay(*fields);
+  if (fields->size() != 2) return;
+  if (fields->front() == kDone) calledDone_.insert(fields->back());
+  if (fields->front() == kDelivered) calledDone_.erase(fields->back());
 }
 
 void Journal::replay(const std::vector<std::string>& fields) {

@@ -58,6 +58,9 @@ class Journal {
   const std::unordered_map<std::string, ForwardRecord>& records() const { return records_; }
   /// Files that were handed over, whose removal is not known to be on the medium.
   const std::set<std::string>& delivered() const { return delivered_; }
+  /// Files that the journal called sent when it was opened and that were not handed over by then,
+  /// whether their entries are settled or not.
+  const std::set<std::string>& calledDone() const { return calledDone_; }
   /// Whole lines that did not pass their check sum when the file was read.
   std::size_t damagedLines() const { return damagedLines_; }
 
@@ -105,6 +108,7 @@ class Journal {
   std::unordered_map<std::string, ForwardRecord> records_;  ///< by entry identifier
   std::unordered_map<std::string, std::string> entryOfFile_;
   std::set<std::string> delivered_;
+  std::set<std::string> calledDone_;
 };
 
 }  // namespace relaybird

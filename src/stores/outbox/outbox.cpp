@@ -20,6 +20,16 @@ Result<void> writeWhole(OutputFile& file, const Outbox::Writer& write) {
   return file.close();
 }
 
+Error mayStillGoOut(const Error& why) {
+  return {why.code, why.text + "; it may still go out"};
+}
+
+/// Whether the call found that there is no such name.
+template <class T>
+bool isAbsent(const Result<T>& outcome) {
+  return !outcome && (outcome.error().code == ENOENT || outcome.error().code == ENOTDIR);
+}
+
 }  // namespace
 
 Outbox::Outbox(FileSystem& files, const Clock& clock, RandomBytes random, std::string folder)
@@ -31,19 +41,36 @@ std::string Outbox::path(const char* subfolder, const std::string& name) const {
 
 Result<void> Outbox::send(const std::string& entryId, const std::string& messageId,
                           const Writer& write) {
-  if (!entryId.empty() && alreadySent(entryId)) return {};
+  if (!entryId.empty()) {
+    if (auto found = resolveDoubt(entryId); !found) return found;
+    if (alreadySent(entryId)) return {};
+  }
   std::string name;
   auto file = createTmp(name);
   if (!file) return file.error();
   auto outcome = writeWhole(**file, write);
   file->reset();
-  if (outcome && !entryId.empty()) {
+  const bool intended = outcome && !entryId.empty();
+  if (intended) {
     const std::lock_guard lock(mutex_);
     outcome = journal_->intend(entryId, messageId, name);
   }
   if (outcome) return place(name);
-  (void)files_.remove(path("tmp", name));
-  return outcome;
+  const auto cleared = files_.remove(path("tmp", name));
+  if (cleared || !intended) return outcome;
+  // The intent may have reached the medium, whatever was said of it.
+  return mayStillGoOut(outcome.error());
+}
+
+/// An intent without an end is left by a try that could not be taken back.
+Result<void> Outbox::resolveDoubt(const std::string& entryId) {
+  const std::lock_guard lock(mutex_);
+  const ForwardRecord* record = journal_->find(entryId);
+  if (!record || record->state != ForwardRecord::State::kIntended) return {};
+  arrivalsLost_ = true;
+  auto inTmp = namesInTmp();
+  if (!inTmp) return inTmp.error();
+  return recoverForwards(*inTmp);
 }
 
 std::string Outbox::nextName() {
@@ -66,27 +93,38 @@ Result<void> Outbox::place(const std::string& name) {
   }
   auto placed = files_.rename(path("tmp", name), path("new", name));
   if (placed) placed = files_.syncFolder(folder_ + "/new");
-  if (!placed) placed = withdraw(name, placed.error());
+  const bool takenBack = !placed && withdraw(name);
   const std::lock_guard lock(mutex_);
   busy_.erase(name);
-  if (!placed) {
+  if (placed) {
+    // Should this line get lost, the file in new/ says the same to the next start.
+    (void)journal_->done(name);
+    noteArrival(name);
+    return {};
+  }
+  if (takenBack) {
     (void)journal_->annul(name);
     return placed;
   }
-  // Should this line get lost, the file in new/ says the same to the next start.
-  (void)journal_->done(name);
-  noteArrival(name);
-  return {};
+  // It may lie in new/, and then goes out, or in tmp/, from where a repeated send or the next start
+  // moves it on. Its intent stays on record until one of them has found out, so that it is neither
+  // cleared away nor written a second time.
+  arrivalsLost_ = true;
+  return mayStillGoOut(placed.error());
 }
 
-/// Takes back a message that may or may not be in new/ already, so that a repeated send cannot make
-/// it two. Where that is impossible, it stays sent: its file and its intent are on the medium.
-Result<void> Outbox::withdraw(const std::string& name, Error why) {
-  const auto taken = files_.remove(path("new", name));
-  if (!taken && taken.error().code != ENOENT) return {};
+/// Takes back a message that could not be put into place for good. True when it is certain that
+/// nothing of it is left. A rename that failed has as a rule changed nothing, but the answer of a
+/// dying disk or of a network is no proof, so both names are looked at.
+bool Outbox::withdraw(const std::string& name) {
+  const std::string inTmp = path("tmp", name);
+  const std::string inNew = path("new", name);
+  const auto taken = files_.remove(inNew);
   if (taken) (void)files_.syncFolder(folder_ + "/new");
-  (void)files_.remove(path("tmp", name));
-  return why;
+  const auto cleared = files_.remove(inTmp);
+  if (cleared) return true;  // a rename leaves one name: what was in tmp/ never came to new/
+  return (taken || isAbsent(taken) || isAbsent(files_.inspect(inNew))) &&
+         (isAbsent(cleared) || isAbsent(files_.inspect(inTmp)));
 }
 
 void Outbox::noteArrival(const std::string& name) {

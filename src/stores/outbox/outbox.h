@@ -6,7 +6,8 @@
 // renamed into new/ and new/ synced. Whatever moment a crash chooses, the next open() finds out
 // whether the forward was made: a file in new/, cur/ or failed/ was; a file in tmp/ that an intent
 // names is complete and is moved on; otherwise it was not, and the next try uses the same
-// Message-ID. A file in new/ is always whole.
+// Message-ID. A file in new/ is always whole. A message counts as sent once it is in new/ and new/
+// is synced; nothing that the journal calls sent is ever cleared away before it was handed over.
 //
 // Calls may come from any thread, so that one thread can send while another delivers.
 #pragma once
@@ -55,9 +56,12 @@ class Outbox {
                                               std::string journal);
 
   /// Puts a message into the outbox. On success it will not be lost any more, and alreadySent() of
-  /// its entry holds until settle(). On failure nothing of it will be delivered, and the call may
-  /// be repeated at once. For an entry that was sent and not settled it does nothing and succeeds.
-  /// An empty entry identifier stands for a message that answers to no inbox item.
+  /// its entry holds until settle(). On failure the call may be repeated at once. Nothing of a
+  /// failed send will be delivered, except where the disk let it neither be put into place nor be
+  /// taken back: the error's text then says that it may still go out, and a repeated call finds out
+  /// what became of it before it writes anything. For an entry that was sent and not settled it
+  /// does nothing and succeeds. An empty entry identifier stands for a message that answers to no
+  /// inbox item.
   Result<void> send(const std::string& entryId, const std::string& messageId, const Writer& write);
 
   /// The Message-ID that an earlier try to forward the entry had chosen, for the next one to take.
@@ -116,15 +120,17 @@ class Outbox {
 
   Result<void> prepare(const std::string& journal);
   Result<void> recover();
+  Result<std::set<std::string>> namesInTmp();
   Result<void> recoverForwards(std::set<std::string>& inTmp);
-  void clearTmp(const std::vector<FolderEntry>& entries, const std::set<std::string>& left);
+  Result<void> resolveDoubt(const std::string& entryId);
+  void clearTmp(const std::set<std::string>& left);
   void removeDelivered();
 
   std::string path(const char* subfolder, const std::string& name) const;
   std::string nextName();
   Result<std::unique_ptr<OutputFile>> createTmp(std::string& name);
   Result<void> place(const std::string& name);
-  Result<void> withdraw(const std::string& name, Error why);
+  bool withdraw(const std::string& name);
   void noteArrival(const std::string& name);
 
   FileSystem& files_;

@@ -68,23 +68,33 @@ Result<void> Outbox::prepare(const std::string& journal) {
 }
 
 Result<void> Outbox::recover() {
-  const auto entries = files_.list(folder_ + "/tmp");
-  if (!entries) return entries.error();
-  std::set<std::string> inTmp;
-  for (const FolderEntry& entry : *entries) {
-    if (entry.type == FileType::kRegular) inTmp.insert(entry.name);
-  }
-  if (auto recovered = recoverForwards(inTmp); !recovered) return recovered;
-  clearTmp(*entries, inTmp);
+  auto inTmp = namesInTmp();
+  if (!inTmp) return inTmp.error();
+  if (auto recovered = recoverForwards(*inTmp); !recovered) return recovered;
+  clearTmp(*inTmp);
   removeDelivered();
   return {};
 }
 
-/// Decides for every intent whose end is not on record. Takes those that it moves out of `inTmp`.
+Result<std::set<std::string>> Outbox::namesInTmp() {
+  const auto entries = files_.list(folder_ + "/tmp");
+  if (!entries) return entries.error();
+  std::set<std::string> names;
+  for (const FolderEntry& entry : *entries) {
+    if (entry.type == FileType::kRegular) names.insert(entry.name);
+  }
+  return names;
+}
+
+/// Decides for every intent whose end is not on record, and moves on what the journal calls sent
+/// but is still in tmp/. Takes those that it moves out of `inTmp`.
 Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
   std::vector<std::string> open;
   for (const auto& [entry, record] : journal_->records()) {
     if (record.state == ForwardRecord::State::kIntended) open.push_back(record.file);
+  }
+  for (const std::string& file : inTmp) {
+    if (journal_->calledDone().contains(file)) open.push_back(file);
   }
   if (open.empty()) return {};
   std::set<std::string> placed;
@@ -111,15 +121,14 @@ Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
 
 /// Nobody else writes under names of our making while the lock is held. What cannot be removed does
 /// no harm.
-void Outbox::clearTmp(const std::vector<FolderEntry>& entries, const std::set<std::string>& left) {
-  for (const FolderEntry& entry : entries) {
-    if (!left.contains(entry.name)) continue;
-    bool stale = isOutboxName(entry.name);
+void Outbox::clearTmp(const std::set<std::string>& left) {
+  for (const std::string& name : left) {
+    bool stale = isOutboxName(name);
     if (!stale) {
-      const auto info = files_.inspect(path("tmp", entry.name));
+      const auto info = files_.inspect(path("tmp", name));
       stale = info && clock_.now() - info->modified > kTmpAge;
     }
-    if (stale) (void)files_.remove(path("tmp", entry.name));
+    if (stale) (void)files_.remove(path("tmp", name));
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "stores/outbox/outbox.h"
@@ -156,6 +157,100 @@ TEST(OutboxRecovery, AFileBothInTmpAndInNewIsNotSentTwice) {
   const auto outbox = world.open();
   EXPECT_THAT(world.names("new"), SizeIs(1));
   EXPECT_THAT(world.names("tmp"), IsEmpty());
+}
+
+TEST(OutboxRecovery, WhatTheJournalCallsSentIsNeverClearedAwayWithTmp) {
+  for (const bool settled : {false, true}) {
+    OutboxWorld world;
+    leave(world, "tmp");
+    {
+      auto journal = std::move(Journal::open(world.disk, world.clock, world.journal).value());
+      ASSERT_TRUE(journal->done(world.names("tmp")[0]));
+      if (settled) {
+        ASSERT_TRUE(journal->settle("entry"));
+      }
+    }
+    const auto outbox = world.open();
+    EXPECT_EQ(outbox->alreadySent("entry"), !settled);
+    EXPECT_THAT(world.names("tmp"), IsEmpty());
+    ASSERT_THAT(world.names("new"), SizeIs(1));
+    EXPECT_EQ(world.bytesOf("new", world.names("new")[0]), "message");
+  }
+}
+
+TEST(OutboxRecovery, WhatWasHandedOverIsClearedAwayWithTmp) {
+  OutboxWorld world;
+  leave(world, "tmp");
+  {
+    auto journal = std::move(Journal::open(world.disk, world.clock, world.journal).value());
+    const std::string name = world.names("tmp")[0];
+    ASSERT_TRUE(journal->done(name));
+    ASSERT_TRUE(journal->deliver(name));
+    ASSERT_TRUE(journal->removed({name}));
+  }
+  const auto outbox = world.open();
+  EXPECT_THAT(world.names("tmp"), IsEmpty());
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST(OutboxRecovery, ARenameThatFailsOnceFailsTheOpeningAndTheNextOneSends) {
+  OutboxWorld world;
+  leave(world, "tmp");
+  world.files.reset();
+  world.files.refused = [](const std::string& step) { return step.starts_with("rename "); };
+  const auto failed = world.tryOpen();
+  ASSERT_FALSE(failed);
+  EXPECT_THAT(failed.error().text, testing::HasSubstr("rename " + world.folder + "/tmp/"));
+  EXPECT_THAT(world.names("tmp"), SizeIs(1));
+  world.files.refused = nullptr;
+  const auto outbox = world.open();
+  EXPECT_TRUE(outbox->alreadySent("entry"));
+  EXPECT_THAT(world.names("tmp"), IsEmpty());
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+}
+
+TEST(OutboxRecovery, ASyncThatFailsOnceFailsTheOpeningAndTheNextOneKnowsWhatWasSent) {
+  OutboxWorld world;
+  leave(world, "tmp");
+  world.files.refused = [&](const std::string& step) {
+    return step == "syncFolder " + world.folder + "/new";
+  };
+  ASSERT_FALSE(world.tryOpen());
+  world.files.refused = nullptr;
+  const auto outbox = world.open();
+  EXPECT_TRUE(outbox->alreadySent("entry"));
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+}
+
+TEST(OutboxRecovery, AFolderThatCannotBeListedFailsTheOpeningAndLosesNothing) {
+  for (const std::string part : {"new", "cur", "failed", "tmp"}) {
+    OutboxWorld world;
+    leave(world, "tmp");
+    world.files.refused = [&](const std::string& step) {
+      return step == "list " + world.folder + '/' + part;
+    };
+    EXPECT_FALSE(world.tryOpen()) << part;
+    world.files.refused = nullptr;
+    const auto outbox = world.open();
+    EXPECT_TRUE(outbox->alreadySent("entry"));
+    EXPECT_THAT(world.names("new"), SizeIs(1));
+  }
+}
+
+TEST(OutboxRecovery, AnUnreadableOrOversizedJournalGivesItsPlainReason) {
+  OutboxWorld world;
+  (void)world.open();
+  writeBytes(world.journal, "rubbish\n");
+  world.files.refused = [&](const std::string& step) { return step == "open " + world.journal; };
+  const auto unreadable = world.tryOpen();
+  ASSERT_FALSE(unreadable);
+  EXPECT_EQ(unreadable.error().text, "Injected fault at: open " + world.journal);
+  world.files.refused = nullptr;
+  std::filesystem::resize_file(world.journal, (std::uintmax_t{256} << 20) + 1);
+  const auto oversized = world.tryOpen();
+  ASSERT_FALSE(oversized);
+  EXPECT_EQ(oversized.error().code, EFBIG);
+  EXPECT_EQ(oversized.error().text, "The outbox journal " + world.journal + " is too large");
 }
 
 TEST(OutboxRecovery, FilesInTmpThatNobodyNamesGoAtOnceWhenOursAndAfterADayAndAHalfOtherwise) {

@@ -5,13 +5,17 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <bit>
 #include <cerrno>
+#include <filesystem>
 
 #include "stores/outbox/outbox_world.h"
 
 namespace relaybird {
 namespace {
 
+using testing::AnyOf;
+using testing::Conditional;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -159,6 +163,155 @@ TEST_F(OutboxTest, ADiskThatStaysBrokenSendsNothingAndRecoversWithTheNextStart) 
     EXPECT_THAT(fresh.names("new"), SizeIs(3));
     EXPECT_THAT(fresh.names("tmp"), IsEmpty());
   }
+}
+
+/// The steps of a send to an outbox that was used before: 7 renames into new/, 8 syncs new/.
+constexpr std::size_t kRenameStep = 7;
+
+/// What became of the entry must be true: sent means that its one message waits in new/; failed
+/// means that it does not, or that the error says so. A start later, and after one more try, there
+/// is exactly one.
+void expectNothingLostAndNothingTwice(OutboxWorld& fresh, std::unique_ptr<Outbox>& outbox,
+                                      const Result<void>& sent) {
+  fresh.files.reset();
+  fresh.files.refused = nullptr;
+  EXPECT_EQ(outbox->alreadySent("entry"), static_cast<bool>(sent));
+  if (sent) {
+    EXPECT_THAT(fresh.names("new"), SizeIs(3));
+  }
+  const bool open = !sent && sent.error().text.find("may still go out") != std::string::npos;
+  if (!sent && !open) {
+    EXPECT_THAT(fresh.names("new"), SizeIs(2));
+  }
+  if (sent) {
+    ASSERT_TRUE(outbox->settle("entry"));
+  }
+  outbox.reset();
+  outbox = fresh.open();
+  EXPECT_THAT(fresh.names("new"),
+              AnyOf(SizeIs(sent ? 3 : 2), Conditional(open, SizeIs(3), SizeIs(sent ? 3 : 2))));
+  EXPECT_THAT(fresh.names("tmp"), IsEmpty());
+  if (!sent) {
+    ASSERT_TRUE(outbox->send("entry", "id1", writes("x")));
+  }
+  EXPECT_THAT(fresh.names("new"), SizeIs(3));
+}
+
+TEST_F(OutboxTest, ARenameThatFailsIsAFailedSendWhateverElseFails) {
+  const std::vector<std::string> others = {"remove new", "remove tmp", "inspect", "append",
+                                           "write",      "sync",       "create",  "syncFolder"};
+  for (std::size_t bits = 0; bits < 1u << others.size(); ++bits) {
+    SCOPED_TRACE(bits);
+    OutboxWorld fresh;
+    auto outbox = fresh.open();
+    ASSERT_TRUE(outbox->send("first", "id0", writes("x")));
+    ASSERT_TRUE(outbox->send("second", "id0", writes("x")));
+    bool tried = false;
+    fresh.files.refused = [&](const std::string& step) {
+      if (step.starts_with("rename " + fresh.folder)) return tried = true;
+      for (std::size_t i = 0; tried && i < others.size(); ++i) {
+        const std::size_t blank = others[i].find(' ');
+        const std::string part =
+            blank == others[i].npos ? "" : fresh.folder + '/' + others[i].substr(blank + 1);
+        const std::string start = others[i].substr(0, blank) + ' ' + part;
+        if ((bits >> i & 1) != 0 && step.starts_with(start)) return true;
+      }
+      return false;
+    };
+    const auto sent = outbox->send("entry", "id1", writes("x"));
+    EXPECT_FALSE(sent);
+    expectNothingLostAndNothingTwice(fresh, outbox, sent);
+    if (HasFailure()) return;
+  }
+}
+
+TEST_F(OutboxTest, ARenameThatHappenedAlthoughItsAnswerWasAnErrorIsFoundOut) {
+  const std::vector<std::string> others = {"remove new", "remove tmp", "inspect new", "inspect tmp",
+                                           "syncFolder new"};
+  for (std::size_t bits = 0; bits < 1u << others.size(); ++bits) {
+    SCOPED_TRACE(bits);
+    OutboxWorld fresh;
+    auto outbox = fresh.open();
+    ASSERT_TRUE(outbox->send("first", "id0", writes("x")));
+    ASSERT_TRUE(outbox->send("second", "id0", writes("x")));
+    bool tried = false;
+    fresh.files.refused = [&](const std::string& step) {
+      if (step.starts_with("rename " + fresh.folder)) {
+        const std::string from = step.substr(7, step.find(' ', 7) - 7);
+        std::filesystem::rename(from, step.substr(8 + from.size()));
+        return tried = true;
+      }
+      for (std::size_t i = 0; tried && i < others.size(); ++i) {
+        const std::size_t blank = others[i].find(' ');
+        const std::string start =
+            others[i].substr(0, blank + 1) + fresh.folder + '/' + others[i].substr(blank + 1);
+        if ((bits >> i & 1) != 0 && step.starts_with(start)) return true;
+      }
+      return false;
+    };
+    const auto sent = outbox->send("entry", "id1", writes("x"));
+    EXPECT_FALSE(sent);
+    expectNothingLostAndNothingTwice(fresh, outbox, sent);
+    if (HasFailure()) return;
+  }
+}
+
+TEST_F(OutboxTest, ASendThatWasLeftOpenIsLookedIntoBeforeItIsRepeated) {
+  for (const bool moved : {false, true}) {
+    OutboxWorld fresh;
+    auto outbox = fresh.open();
+    fresh.files.refused = [&](const std::string& step) {
+      return step.starts_with((moved ? "syncFolder " : "rename ") + fresh.folder) ||
+             step.starts_with("remove ");
+    };
+    const auto sent = outbox->send("entry", "id1", writes("first"));
+    ASSERT_FALSE(sent);
+    EXPECT_THAT(sent.error().text, HasSubstr("may still go out"));
+    EXPECT_FALSE(outbox->send("entry", "id1", writes("again"))) << "the disk has not changed";
+    fresh.files.refused = nullptr;
+    ASSERT_TRUE(outbox->send("entry", "id1", writes("once more")));
+    ASSERT_THAT(fresh.names("new"), SizeIs(1));
+    EXPECT_EQ(fresh.bytesOf("new", fresh.names("new")[0]), "first");
+    EXPECT_THAT(fresh.names("tmp"), IsEmpty());
+    EXPECT_TRUE(outbox->alreadySent("entry"));
+    EXPECT_EQ(outbox->waiting()->size(), 1u);
+  }
+}
+
+TEST_F(OutboxTest, AnyOneAndAnyTwoFailingStepsOfASendLoseNothingAndDoubleNothing) {
+  constexpr std::size_t kSteps = 14;
+  std::size_t tried = 0;
+  for (std::size_t one = 1; one <= kSteps; ++one) {
+    for (std::size_t two = one; two <= kSteps; ++two) {
+      SCOPED_TRACE(std::to_string(one) + " and " + std::to_string(two));
+      OutboxWorld fresh;
+      auto outbox = fresh.open();
+      ASSERT_TRUE(outbox->send("first", "id0", writes("x")));
+      ASSERT_TRUE(outbox->send("second", "id0", writes("x")));
+      fresh.files.reset();
+      fresh.files.failSteps({one, two}, EIO);
+      const auto sent = outbox->send("entry", "id1", writes("x"));
+      if (one <= kRenameStep + 1) {
+        EXPECT_FALSE(sent);
+      }
+      expectNothingLostAndNothingTwice(fresh, outbox, sent);
+      if (HasFailure()) return;
+      ++tried;
+    }
+  }
+  EXPECT_EQ(tried, kSteps * (kSteps + 1) / 2);
+}
+
+TEST_F(OutboxTest, AFileInThePlaceOfNewIsAFailedSendAndLosesNothing) {
+  auto outbox = world.open();
+  std::filesystem::remove(world.folder + "/new");
+  writeBytes(world.folder + "/new", "in the way");
+  EXPECT_FALSE(outbox->send("entry", "id1", writes("x")));
+  EXPECT_FALSE(outbox->alreadySent("entry"));
+  std::filesystem::remove(world.folder + "/new");
+  std::filesystem::create_directory(world.folder + "/new");
+  ASSERT_TRUE(outbox->send("entry", "id1", writes("x")));
+  EXPECT_THAT(world.names("new"), SizeIs(1));
 }
 
 TEST_F(OutboxTest, IsLockedForASecondProgram) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/posix/posix_file_system.h"
+#include "stores/maildir_disk.h"
 #include "stores/outbox/outbox.h"
 #include "support/fake_clock.h"
 #include "support/faulty_file_system.h"
@@ -33,7 +34,7 @@ struct OutboxWorld {
   TempFolder temp;
   FakeClock clock;
   RecordingSleeper sleeper{clock};
-  PosixFileSystem disk{sleeper};
+  UnsyncedDisk disk{sleeper};
   FaultyFileSystem files{disk};
   FileSystem* through = &files;  ///< `&disk` for tests with threads, which `files` is not for
   RandomBytes random = countingBytes();
