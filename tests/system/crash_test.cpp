@@ -13,17 +13,9 @@
 #include <set>
 #include <sstream>
 
-#include "compose/cls_security.h"
-#include "engine/forwarding_engine.h"
-#include "platform/profile/profile_file.h"
-#include "platform/system/os_version.h"
 #include "stores/maildir_house.h"
-#include "support/fake_timers.h"
 #include "support/mail_text.h"
-#include "support/no_folders.h"
-#include "support/recording_alerts.h"
-#include "support/recording_display.h"
-#include "support/recording_log.h"
+#include "system/pass_program.h"
 
 namespace relaybird {
 namespace {
@@ -78,49 +70,18 @@ class RecordingTransport : public Transport {
   std::string file_;
 };
 
-/// One run of the program: the store and the engine over the machine's disk.
+/// One run of the program over the machine's disk.
 struct Program {
   Program(const Machine& machine, FileSystem& files, std::uint64_t run, bool delivering)
       : transport(machine.handedOver),
-        clock(makeTime(2026, 11, 20, 15, 4, 5) + std::chrono::minutes{run}),
-        store(
-            {machine.maildir, machine.outbox, machine.temp.path("state/rbx"), "", "ann@example.org",
-             "Ann", ""},
-            {files, clock, events, executor, countingRandom(run), delivering ? &transport : nullptr,
-             [this](const StoreNotice& told) { log.AddToLog(told.line); }}) {
-    prefs.ReadIniPref();
-    prefs.fields().mstrFwdToAddress = {"cell@phone.example"};
-    prefs.fields().mlngMaxToForward = 100;
-    prefs.fields().mbolIgnoreExistingUnread = false;
-    prefs.fields().mbolIncludeAttachments = true;
-  }
+        inner({machine.maildir, machine.outbox, machine.temp.path("state/rbx"), "",
+               "ann@example.org", "Ann", ""},
+              files, run, delivering ? &transport : nullptr) {}
 
-  void pass() {
-    engine.pass().ForwardMail();
-    events.runUntilIdle();
-  }
+  void pass() { inner.pass(); }
 
   RecordingTransport transport;
-  FakeClock clock;
-  FakeTimers timers{clock};
-  FakeEventQueue events;
-  InlineExecutor executor;
-  RecordingSleeper sleeper{clock};
-  RecordingDisplay display;
-  RecordingLog log{&clock};
-  RecordingAlerts alerts;
-  RecordingTrace trace;
-  MaildirStore store;
-  NoFolders folders;
-  NotWindows osVersion;
-  PosixFileSystem prefFiles{sleeper};
-  ProfileFile profiles{prefFiles};
-  clsPref prefs{{prefFiles, profiles, folders, osVersion, store.factory(), [this] {
-                   return std::make_unique<clsSecurity>(store.factory(),
-                                                        clsSecurity::Purpose::kRead);
-                 }}};
-  ForwardingEngine engine{
-      {store.factory(), prefs, display, log, alerts, trace, clock, sleeper, timers}};
+  PassProgram inner;
 };
 
 /// Runs passes to the end on a whole disk, closing included; says what the steps were.

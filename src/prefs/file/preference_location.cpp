@@ -72,8 +72,15 @@ void makePrivate(FileSystem& files, const std::string& path) {
 
 bool moveFile(FileSystem& files, const std::string& former, const std::string& current) {
   const Result<void> renamed = files.rename(former, current);
-  if (!renamed) return renamed.error().code == EXDEV && moveByCopy(files, former, current);
-  makePrivate(files, current);
+  if (renamed) {
+    static_cast<void>(files.syncFolder(parentFolder(current)));
+    makePrivate(files, current);
+  } else if (renamed.error().code != EXDEV || !moveByCopy(files, former, current)) {
+    return false;
+  }
+  // A power cut could otherwise bring the former name back, and it would win over all that is saved
+  // from now on.
+  static_cast<void>(files.syncFolder(parentFolder(former)));
   return true;
 }
 

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+// A disk in memory that records every change, so that a test can cut the power after any of them
+// and look at what may be left on the medium.
+//
+// What POSIX promises is all that is kept for certain: the bytes of a file up to its last sync, a
+// name when its folder was synced after it was made, moved or removed (a moved one: the folder that
+// it was moved into). A rename is atomic: a cut never leaves neither name, and in one folder never
+// both. Between two folders it may leave both until the old one is synced, too.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/file_system.h"
+
+namespace relaybird {
+
+/// What a disk holds.
+struct DiskImage {
+  std::set<std::string> folders;
+  std::map<std::string, std::string> files;  ///< bytes by path
+  bool operator<(const DiskImage& other) const {
+    return std::tie(folders, files) < std::tie(other.folders, other.files);
+  }
+};
+
+class CutDisk : public FileSystem {
+ public:
+  /// Begins with what the image holds, all of it on the medium. `clock` stamps files and folders.
+  CutDisk(const Clock& clock, const DiskImage& image);
+  ~CutDisk() override;
+
+  /// What programs see now.
+  DiskImage image() const;
+
+  /// How many changes and syncs there were.
+  std::size_t steps() const { return log_.size(); }
+  /// In words, counted from 0: "create PATH", "write to PATH", "rename FROM to PATH", "remove
+  /// PATH", "mkdir PATH", "sync of file PATH", "sync of folder PATH".
+  std::string describe(std::size_t step) const;
+  /// The first step from `from` on with those words, or that begins with them where they end in
+  /// '/'; steps() where there is none.
+  std::size_t nextStep(std::string_view words, std::size_t from) const;
+
+  /// Calls `use` with what a power cut after the first `count` steps may leave, and says in words
+  /// how it came about. With n changes that no sync covers there are more than 2^n such states, so
+  /// of many they are chosen: everything kept; everything lost; every suffix lost; every single
+  /// change lost and every single one kept; all combinations of the last kCombined changes; each
+  /// with the last write of what is kept whole, torn in the middle, and all zeros; and each rename
+  /// between two folders with both its names. The same image may come several times.
+  using Use = std::function<void(const DiskImage&, const std::string& how)>;
+  void eachStateAfter(std::size_t count, const Use& use) const;
+  static constexpr std::size_t kCombined = 6;
+  /// Only the two extremes: everything kept, and everything lost that may be.
+  void eachExtremeAfter(std::size_t count, const Use& use) const;
+
+  Result<FileInfo> inspect(const std::string& path) override;
+  Result<std::vector<FolderEntry>> list(const std::string& folder) override;
+  Result<std::unique_ptr<InputFile>> open(const std::string& path) override;
+  Result<std::unique_ptr<OutputFile>> create(const std::string& path) override;
+  Result<std::unique_ptr<OutputFile>> append(const std::string& path) override;
+  Result<void> rename(const std::string& from, const std::string& to) override;
+  Result<void> remove(const std::string& file) override;
+  Result<void> createFolder(const std::string& folder) override;
+  Result<void> syncFolder(const std::string& folder) override;
+  Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& folder) override;
+
+ private:
+  class Input;
+  class Output;
+  class Lock;
+  struct Inode {
+    std::string bytes;
+    DateTime modified = kNoDate;
+  };
+  using Node = std::size_t;  ///< index of an inode; 0 is none
+  struct Step {
+    enum class Kind { kName, kWrite, kRename, kRemove, kFolder, kSyncFile, kSyncFolder };
+    Kind kind = Kind::kName;
+    std::string path;
+    std::string to;  ///< of a rename
+    Node node = 0;
+    std::size_t offset = 0;
+    std::string bytes;
+  };
+  enum class Fate { kKept, kLost, kTorn, kZeros, kBothNames };
+
+  Result<void> enter(const std::string& path);
+  Result<std::unique_ptr<OutputFile>> makeFile(const std::string& path);
+  void write(Node node, const std::string& path, std::string_view bytes);
+  void record(Step step);
+  bool isDurable(std::size_t step, std::size_t count) const;
+  std::vector<std::size_t> unsyncedAfter(std::size_t count) const;
+  bool mayHaveBothNames(std::size_t step, std::size_t count) const;
+  DiskImage imageOf(const std::vector<Fate>& fates) const;
+
+  const Clock& clock_;
+  DiskImage start_;
+  std::vector<Inode> inodes_;
+  std::map<std::string, Node> names_;
+  std::map<std::string, DateTime> folders_;  ///< when they were last changed
+  std::set<std::string> locked_;
+  std::vector<Step> log_;
+};
+
+}  // namespace relaybird

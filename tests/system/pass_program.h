@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// One run of the program without a screen: the engine over a Maildir store on any disk.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "compose/cls_security.h"
+#include "engine/forwarding_engine.h"
+#include "platform/profile/profile_file.h"
+#include "platform/system/os_version.h"
+#include "stores/maildir_house.h"
+#include "support/fake_timers.h"
+#include "support/no_folders.h"
+#include "support/recording_alerts.h"
+#include "support/recording_display.h"
+#include "support/recording_log.h"
+
+namespace relaybird {
+
+struct PassProgram {
+  /// `run` tells the random numbers and the time of this run from those of others.
+  PassProgram(const MaildirSettings& settings, FileSystem& files, std::uint64_t run,
+              Transport* transport)
+      : clock(makeTime(2026, 11, 20, 15, 4, 5) + std::chrono::minutes{run}),
+        store(settings, {files, clock, events, executor, countingRandom(run), transport,
+                         [this](const StoreNotice& told) { log.AddToLog(told.line); }}) {
+    prefs.ReadIniPref();
+    prefs.fields().mstrFwdToAddress = {"cell@phone.example"};
+    prefs.fields().mlngMaxToForward = 100;
+    prefs.fields().mbolIgnoreExistingUnread = false;
+    prefs.fields().mbolIncludeAttachments = true;
+  }
+
+  void pass() {
+    engine.pass().ForwardMail();
+    events.runUntilIdle();
+  }
+
+  FakeClock clock;
+  FakeTimers timers{clock};
+  FakeEventQueue events;
+  InlineExecutor executor;
+  RecordingSleeper sleeper{clock};
+  RecordingDisplay display;
+  RecordingLog log{&clock};
+  RecordingAlerts alerts;
+  RecordingTrace trace;
+  MaildirStore store;
+  NoFolders folders;
+  NotWindows osVersion;
+  PosixFileSystem prefFiles{sleeper};
+  ProfileFile profiles{prefFiles};
+  clsPref prefs{{prefFiles, profiles, folders, osVersion, store.factory(), [this] {
+                   return std::make_unique<clsSecurity>(store.factory(),
+                                                        clsSecurity::Purpose::kRead);
+                 }}};
+  ForwardingEngine engine{
+      {store.factory(), prefs, display, log, alerts, trace, clock, sleeper, timers}};
+};
+
+}  // namespace relaybird
