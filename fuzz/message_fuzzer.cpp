@@ -15,6 +15,7 @@
 #include "stores/mime/memory_files.h"
 #include "stores/mime/message.h"
 #include "stores/mime/message_kind.h"
+#include "stores/mime/message_rules.h"
 #include "stores/mime/parts/message_layout.h"
 #include "stores/text/charset.h"
 
@@ -83,6 +84,10 @@ void checkTraces(std::vector<std::string> expected, const HeaderBlock& forward) 
 void checkForward(const Message& source) {
   MemoryOutput out;
   require(static_cast<bool>(writeForward(draftOf(source), out)), "every message can be forwarded");
+  for (const std::string& wrong : brokenRules(out.written)) {
+    std::cerr << wrong << '\n';
+    require(false, "a forward obeys the rules for mail");
+  }
   const auto forward = Message::read(memoryFile(out.written));
   require(static_cast<bool>(forward), "a forward can be read");
   const HeaderBlock& headers = (*forward)->headers();
@@ -93,7 +98,9 @@ void checkForward(const Message& source) {
   require(!(*forward)->isOpaque() || source.attachments().size() > 1000, "a forward can be opened");
   if (!(*forward)->isOpaque()) {
     require((*forward)->attachments().size() == source.attachments().size(), "all is carried");
-    require((*forward)->bodyText() == forwardText(source, ""), "the text is carried");
+    const std::string text = forwardText(source, "");
+    const std::string carried = (*forward)->bodyText();
+    require(carried == text || carried == text + "\n", "the text is carried");
   }
 }
 

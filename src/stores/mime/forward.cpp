@@ -9,6 +9,7 @@
 #include "stores/mime/header_text.h"
 #include "stores/mime/parts/message_layout.h"
 #include "stores/mime/parts/part_content.h"
+#include "stores/mime/writing/carried_part.h"
 #include "stores/mime/writing/forward_header.h"
 #include "stores/mime/writing/forward_output.h"
 #include "stores/mime/writing/forward_plan.h"
@@ -47,6 +48,31 @@ std::string withNetworkLineEnds(std::string_view text) {
   return result;
 }
 
+/// A header section, its empty line included, without the mbox line and without the fields that
+/// only the source's own recipient may read.
+std::string fieldsForOthers(const HeaderBlock& headers) {
+  std::string fields;
+  bool dropped = false;
+  const std::string_view all = headers.bytes();
+  for (std::size_t pos = 0; pos < all.size();) {
+    const std::size_t end = std::min(all.find('\n', pos), all.size() - 1) + 1;
+    const std::string_view line = all.substr(pos, end - pos);
+    if (!isBlank(line[0])) {
+      const std::string name = asciiLower(line.substr(0, line.find_first_of(": \t")));
+      const bool isMboxLine = pos == 0 && (line.starts_with("From ") || line.starts_with(">From "));
+      dropped = isMboxLine || name == "bcc" || name == "resent-bcc";
+    }
+    if (!dropped && line.find_first_not_of(" \t\r\n") != std::string_view::npos) {
+      fields += line;
+    }
+    pos = end;
+  }
+  if (!fields.empty() && !fields.ends_with('\n')) {
+    fields += '\n';
+  }
+  return fields + (fields.ends_with("\r\n") ? "\r\n" : "\n");
+}
+
 /// Writes MIME fields, an empty line and content for each part; the caller has ended the line
 /// before.
 class BodyWriter {
@@ -64,13 +90,9 @@ class BodyWriter {
       beginPart(boundary);
       writeWhole();
     }
-    for (const Part* part : plan_.attached) {
+    for (const CarriedPart& part : plan_.attached) {
       beginPart(boundary);
-      // Text that was a file only by its place would be read as part of this text.
-      if (part->isText() && part->fileName.empty() && !part->headers.raw("Content-Disposition")) {
-        out_.add("Content-Disposition: attachment\n");
-      }
-      writePart(*part);
+      writePart(part);
     }
     endMultipart(boundary);
   }
@@ -95,9 +117,9 @@ class BodyWriter {
     const std::string boundary = beginMultipart("related", "r", "; type=\"text/html\"");
     beginPart(boundary);
     writeOwnText("html", *plan_.html);
-    for (const Part* part : plan_.shown) {
+    for (const CarriedPart& part : plan_.shown) {
       beginPart(boundary);
-      writePart(*part);
+      writePart(part);
     }
     endMultipart(boundary);
   }
@@ -127,76 +149,55 @@ class BodyWriter {
       out_.add(text);
     } else if (isMostlyAscii(text)) {
       out_.add("Content-Transfer-Encoding: quoted-printable\n\n");
-      out_.add(encodeContent(text, TransferEncoding::kQuotedPrintable));
+      const auto filter = filterFor(Carriage::kEncodeQuotedPrintable, out_);
+      filter->put(text);
+      filter->end();
     } else {
       out_.add("Content-Transfer-Encoding: base64\n\n");
-      out_.add(encodeContent(withNetworkLineEnds(text), TransferEncoding::kBase64));
+      out_.add(encodeBase64(withNetworkLineEnds(text)));
     }
   }
 
+  /// The source but for its Bcc fields: what is signed begins below its header section.
   void writeWhole() {
-    out_.add("Content-Type: message/rfc822\nContent-Disposition: attachment\n");
-    if (plan_.eightBit) {
-      out_.add("Content-Transfer-Encoding: 8bit\n");
-    }
-    out_.add("\n");
-    const std::string_view head = plan_.source->headers().bytes();
-    const bool mboxLine = head.starts_with("From ") || head.starts_with(">From ");
-    copy(mboxLine ? std::min(head.find('\n'), head.size() - 1) + 1 : 0,
-         plan_.source->file().info().size, false);
-  }
-
-  void writePart(const Part& part) {
-    if (&part == &plan_.source->layout().root()) {
-      writeContentFields(part);
+    if (plan_.wholeIsFile) {
+      writeFileHeader(out_, "message.eml");
     } else {
-      writePartHeader(part);
+      out_.add("Content-Type: message/rfc822\nContent-Disposition: attachment\n");
+      out_.add(plan_.eightBit ? "Content-Transfer-Encoding: 8bit\n\n" : "\n");
     }
-    copy(part.body, part.end,
-         asciiLower(part.headers.value("Content-Transfer-Encoding")) == "binary");
+    const HeaderBlock& headers = plan_.source->headers();
+    const auto filter = filterFor(plan_.wholeIsFile ? Carriage::kFile : Carriage::kAsIs, out_);
+    filter->put(fieldsForOthers(headers));
+    copy(headers.bodyOffset(), plan_.source->file().info().size, *filter);
   }
 
-  /// The fields of a part as they are, and the empty line that may be missing below them.
-  void writePartHeader(const Part& part) {
-    if (!part.headers.raw("Content-Type") && part.type.value != "text/plain") {
-      out_.add("Content-Type: " + part.type.value + "\n");  // inherited from a digest
+  void writePart(const CarriedPart& carried) {
+    const Part& part = *carried.part;
+    writePartHeader(out_, carried, &part == &plan_.source->layout().root());
+    const auto filter = filterFor(carried.carriage, out_);
+    const bool decodes =
+        carried.carriage == Carriage::kEncodeBase64 || carried.carriage == Carriage::kFile;
+    if (!decodes || part.encoding == TransferEncoding::kIdentity) {
+      return copy(part.body, part.end, *filter);
     }
-    copy(part.begin, part.body, false);
-    if (!part.headersEnded) {
-      out_.add("\n");
+    const auto read = decodeContent(plan_.source->file(), part, [&](std::string_view block) {
+      filter->put(block);
+      return !out_.failed();
+    });
+    filter->end();
+    if (!read) {
+      out_.fail(read.error());
     }
   }
 
-  /// A message that is nothing but an attachment has fields of other uses among those of its
-  /// content.
-  void writeContentFields(const Part& part) {
-    for (const std::string_view name :
-         {"Content-Type", "Content-Transfer-Encoding", "Content-Disposition", "Content-ID",
-          "Content-Description"}) {
-      if (const auto raw = part.headers.raw(name)) {
-        out_.add(name);
-        out_.add(":");
-        out_.addWithPlainLineEnds(*raw);
-        out_.endPlainLineEnds();
-        if (!raw->ends_with('\n')) {
-          out_.add("\n");
-        }
-      }
-    }
-    out_.add("\n");
-  }
-
-  void copy(std::uint64_t begin, std::uint64_t end, bool binary) {
+  void copy(std::uint64_t begin, std::uint64_t end, ContentFilter& filter) {
     const auto read = readBlocks(plan_.source->file(), begin, end, [&](std::string_view block) {
-      if (binary) {
-        out_.add(block);
-      } else {
-        out_.addWithPlainLineEnds(block);
-      }
+      filter.put(block);
       begin += block.size();
       return !out_.failed();
     });
-    out_.endPlainLineEnds();
+    filter.end();
     if (!read) {
       out_.fail(read.error());
     } else if (begin != end) {
@@ -222,6 +223,7 @@ Result<void> writeForward(const ForwardDraft& draft, OutputFile& out) {
   ForwardOutput output(out);
   output.add(*header);
   BodyWriter(*plan, output).write();
+  output.endLine();
   return output.finish();
 }
 

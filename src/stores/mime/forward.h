@@ -45,11 +45,14 @@ struct ForwardDraft {
   std::vector<std::string> traces;
 };
 
-/// Writes the complete message with LF line ends, a block at a time: attached parts are copied out
-/// of the source's file as they are, never encoded anew (only a CR LF becomes LF; in a part of the
-/// binary encoding not even that). EINVAL for a draft without a usable From or Message-ID or with a
-/// recipient that is no address (isRfc5322Address); nothing has been written then. On another
-/// failure an unknown part has been. Does not sync or close.
+/// Writes the complete message with LF line ends, a block at a time, within the rules of RFC 5322,
+/// 2045 and 2047: lines of at most 998 bytes, 7-bit but for embedded messages, which may not be
+/// encoded, and a line end at its end. Attached parts are copied out of the source's file as they
+/// are; one that breaks those rules goes through another transfer encoding, block by block, and one
+/// that breaks them although it may not be encoded, as a message, becomes a file of its bytes. A
+/// source that goes along whole loses its Bcc field and nothing else. EINVAL for a draft without a
+/// usable From or Message-ID or with a recipient that is no address (isRfc5322Address); nothing has
+/// been written then. On another failure an unknown part has been. Does not sync or close.
 Result<void> writeForward(const ForwardDraft& draft, OutputFile& out);
 
 }  // namespace relaybird

@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "stores/text/clean_text.h"
 #include "stores/text/encoded_word.h"
 
 namespace relaybird {
@@ -129,6 +130,9 @@ std::string headerText(std::string_view raw) {
 }
 
 std::string onOneLine(std::string text) {
+  if (text.find('\x1b') != std::string::npos) {
+    text = withoutEscapes(text);
+  }
   std::size_t kept = 0;
   for (std::size_t i = 0; i < text.size(); ++kept) {
     const std::size_t control = controlLength(text, i);

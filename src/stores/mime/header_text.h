@@ -26,7 +26,7 @@ std::string unfolded(std::string_view raw);
 std::string headerText(std::string_view raw);
 
 /// Each control character (C0, DEL, C1, the line and paragraph separators) made a blank, so that a
-/// stranger's text cannot leave its line. `text` is UTF-8.
+/// stranger's text cannot leave its line; escape sequences go. `text` is UTF-8.
 std::string onOneLine(std::string text);
 
 /// parseAddress(), without its cost for the forms that nearly every message has: a bare address, or

@@ -12,6 +12,7 @@
 #include "stores/mime/parts/message_layout.h"
 #include "stores/mime/parts/message_text.h"
 #include "stores/mime/parts/part_content.h"
+#include "stores/text/clean_text.h"
 #include "stores/text/libraries.h"
 
 namespace relaybird {

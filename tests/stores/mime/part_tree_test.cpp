@@ -207,7 +207,7 @@ TEST(PartContent, EncodesWhatItDecodes) {
   for (int i = 0; i < 200'000; ++i) {
     bytes += static_cast<char>(i * 7 % 251);
   }
-  const std::string encoded = encodeContent(bytes, TransferEncoding::kBase64);
+  const std::string encoded = encodeBase64(bytes);
   const Read r = read("Content-Transfer-Encoding: base64\n\n" + encoded);
   EXPECT_EQ(r.content(*r.tree.root), bytes);
   EXPECT_EQ(*decodedSize(*r.file, *r.tree.root), 200'000);

@@ -6,6 +6,7 @@
 #include "stores/mime/header_text.h"
 #include "stores/mime/parts/part_content.h"
 #include "stores/text/charset.h"
+#include "stores/text/clean_text.h"
 #include "stores/text/html_text.h"
 
 namespace relaybird {
@@ -59,9 +60,10 @@ std::string textOf(InputFile& file, const Part& part, std::size_t limit) {
   if (charset.empty() && isHtml(part)) {
     charset = sniffHtmlCharset(*content);
   }
-  std::string text = withPlainLineEnds(toUtf8(*content, charset));
-  std::erase(text, '\0');
-  return text;
+  const std::string text = withoutControls(withPlainLineEnds(toUtf8(*content, charset)));
+  const bool flows =
+      part.type.value == "text/plain" && equalsAsciiCase(part.type.parameter("format"), "flowed");
+  return flows ? unflowed(text, equalsAsciiCase(part.type.parameter("delsp"), "yes")) : text;
 }
 
 std::string plainTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit) {
@@ -91,17 +93,6 @@ bool isBlankPart(InputFile& file, const Part& part, std::size_t limit) {
     return isBlankText(isHtml(part) ? htmlToText(text) : text);
   };
   return (isHtml(part) || isBlankUpTo(std::min(limit, kFirstLine))) && isBlankUpTo(limit);
-}
-
-bool isBlankText(std::string_view utf8) {
-  while (!utf8.empty()) {
-    const bool isNoBreakSpace = utf8.starts_with("\xC2\xA0");
-    if (!isNoBreakSpace && std::string_view(" \t\n\r\f\v").find(utf8[0]) == utf8.npos) {
-      return false;
-    }
-    utf8.remove_prefix(isNoBreakSpace ? 2 : 1);
-  }
-  return true;
 }
 
 std::string escapeHtml(std::string_view text) {

@@ -20,15 +20,13 @@ std::string plainTextOf(InputFile& file, const std::vector<const Part*>& parts, 
 /// The same as HTML, plain text escaped and preformatted.
 std::string htmlTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit);
 
-/// One text part as UTF-8, in its own format.
+/// One text part as UTF-8, in its own format, without escape sequences and control characters;
+/// format=flowed (RFC 3676) as paragraphs.
 std::string textOf(InputFile& file, const Part& part, std::size_t limit);
 
 /// Whether a reader of the part sees nothing: blanks, or no text at all. Most are read no further
 /// than their first line.
 bool isBlankPart(InputFile& file, const Part& part, std::size_t limit);
-
-/// Whether a text shows nothing.
-bool isBlankText(std::string_view utf8);
 
 /// Text as it stands in HTML, in elements and in quoted attributes.
 std::string escapeHtml(std::string_view text);

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "stores/mime/parts/gmime_library.h"
 #include "stores/text/libraries.h"
 
 namespace relaybird {
@@ -26,31 +25,23 @@ GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
   return GMIME_CONTENT_ENCODING_BINARY;
 }
 
-/// One GMime transcoder with room for what a block becomes.
-class Transcoder {
- public:
-  Transcoder(TransferEncoding encoding, bool encode) {
-    prepareLibraries();
-    const auto init = encode ? g_mime_encoding_init_encode : g_mime_encoding_init_decode;
-    init(&state_, gmimeEncoding(encoding));
-  }
-
-  std::string_view step(std::string_view block) { return run(block, g_mime_encoding_step); }
-  std::string_view flush(std::string_view block) { return run(block, g_mime_encoding_flush); }
-
- private:
-  using Run = size_t (*)(GMimeEncoding*, const char*, size_t, char*);
-
-  std::string_view run(std::string_view block, Run call) {
-    out_.resize(std::max(out_.size(), g_mime_encoding_outlen(&state_, block.size()) + 64));
-    return {out_.data(), call(&state_, block.data(), block.size(), out_.data())};
-  }
-
-  GMimeEncoding state_;
-  std::vector<char> out_;
-};
-
 }  // namespace
+
+Transcoder::Transcoder(TransferEncoding encoding, bool encode) {
+  prepareLibraries();
+  const auto init = encode ? g_mime_encoding_init_encode : g_mime_encoding_init_decode;
+  init(&state_, gmimeEncoding(encoding));
+}
+
+std::string_view Transcoder::step(std::string_view block) {
+  out_.resize(std::max(out_.size(), g_mime_encoding_outlen(&state_, block.size()) + 64));
+  return {out_.data(), g_mime_encoding_step(&state_, block.data(), block.size(), out_.data())};
+}
+
+std::string_view Transcoder::flush(std::string_view block) {
+  out_.resize(std::max(out_.size(), g_mime_encoding_outlen(&state_, block.size()) + 64));
+  return {out_.data(), g_mime_encoding_flush(&state_, block.data(), block.size(), out_.data())};
+}
 
 Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
                         const BlockSink& sink) {
@@ -119,8 +110,8 @@ Result<std::int64_t> decodedSize(InputFile& file, const Part& part) {
   return size;
 }
 
-std::string encodeContent(std::string_view bytes, TransferEncoding encoding) {
-  Transcoder encoder(encoding, true);
+std::string encodeBase64(std::string_view bytes) {
+  Transcoder encoder(TransferEncoding::kBase64, true);
   std::string result;
   for (std::size_t pos = 0; pos < bytes.size(); pos += kBlock) {
     result += encoder.step(bytes.substr(pos, kBlock));

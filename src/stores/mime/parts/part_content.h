@@ -8,9 +8,11 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/file_system.h"
 #include "platform/result.h"
+#include "stores/mime/parts/gmime_library.h"
 #include "stores/mime/parts/part_tree.h"
 
 namespace relaybird {
@@ -29,7 +31,20 @@ Result<std::string> decodedContent(InputFile& file, const Part& part, std::size_
 
 Result<std::int64_t> decodedSize(InputFile& file, const Part& part);
 
-/// `bytes` in quoted-printable or base64, lines ended by LF. The other encodings are not written.
-std::string encodeContent(std::string_view bytes, TransferEncoding encoding);
+/// One of GMime's transcoders, with room for what a block becomes. Each result is valid until the
+/// next call.
+class Transcoder {
+ public:
+  Transcoder(TransferEncoding encoding, bool encode);
+  std::string_view step(std::string_view block);
+  std::string_view flush(std::string_view block);
+
+ private:
+  GMimeEncoding state_;
+  std::vector<char> out_;
+};
+
+/// `bytes` in base64, lines ended by LF.
+std::string encodeBase64(std::string_view bytes);
 
 }  // namespace relaybird

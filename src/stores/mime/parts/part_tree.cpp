@@ -249,9 +249,6 @@ void TreeScanner::endHeaders(std::uint64_t body) {
   inHeaders_ = nullptr;
   part.headers = HeaderBlock(header_);
   part.body = part.headers.ended() ? part.begin + part.headers.bodyOffset() : body;
-  const std::string_view head = part.headers.bytes();
-  part.headersEnded =
-      head == "\n" || head == "\r\n" || head.ends_with("\n\n") || head.ends_with("\n\r\n");
   describe(part, headersParent_);
   open(part);
 }

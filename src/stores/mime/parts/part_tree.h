@@ -35,8 +35,7 @@ struct Part {
   std::uint64_t end = 0;    ///< behind its content; the line end before a boundary is not content
 
   HeaderBlock headers;
-  bool headersEnded = false;  ///< whether an empty line ends the header section
-  FieldWithParameters type;   ///< text/plain where the part names none (RFC 2045 section 5.2)
+  FieldWithParameters type;  ///< text/plain where the part names none (RFC 2045 section 5.2)
   FieldWithParameters disposition;
   TransferEncoding encoding = TransferEncoding::kIdentity;
   std::string fileName;

@@ -13,8 +13,8 @@
 namespace relaybird {
 namespace {
 
-/// RFC 5322 section 2.1.1: lines should not be longer.
-constexpr std::size_t kLine = 78;
+/// RFC 2047 section 2: no line with an encoded word is longer.
+constexpr std::size_t kLine = 76;
 /// A word or quoted string beyond this becomes encoded words, which can be folded.
 constexpr std::size_t kLongestPlain = 60;
 
@@ -40,9 +40,10 @@ std::string base64(std::string_view bytes) {
   return text.get();
 }
 
-/// Whole characters in each word, which is at most 75 bytes long (RFC 2047 section 2).
+/// Whole characters in each word, which is at most 75 bytes long (RFC 2047 section 2) and finds
+/// room on the first line beside the field's name.
 Tokens encodedWords(std::string_view text) {
-  constexpr std::size_t kBytesOfAWord = 45;
+  constexpr std::size_t kBytesOfAWord = 39;
   Tokens words;
   while (!text.empty()) {
     std::size_t length = std::min(kBytesOfAWord, text.size());

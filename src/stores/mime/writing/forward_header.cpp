@@ -7,9 +7,8 @@
 #include <cstdio>
 
 #include "stores/mime/header_text.h"
-#include "stores/mime/parts/gmime_library.h"
 #include "stores/mime/writing/address_field.h"
-#include "stores/text/libraries.h"
+#include "stores/mime/writing/field_writer.h"
 
 namespace relaybird {
 namespace {
@@ -33,50 +32,31 @@ std::string bracketed(std::string_view id) {
   return ids.size() == 1 && ids.front() == whole ? whole : std::string();
 }
 
-std::string references(const HeaderBlock& source) {
+/// The source's own identifier, also from a field that lacks the brackets or that a fold has torn:
+/// so far it can be guessed what the replies to it name. Empty where it cannot be written.
+std::string ownId(const HeaderBlock& source) {
+  std::string id = source.messageId();
+  if (id.empty()) {
+    std::string whole = source.value("Message-ID");
+    std::erase_if(whole, isBlank);
+    id = bracketed(whole);
+  }
+  return id;
+}
+
+std::vector<std::string> references(const HeaderBlock& source) {
   auto ids = messageIds(source.value("References"));
-  if (const std::string own = source.messageId(); !own.empty()) {
+  if (const std::string own = ownId(source); !own.empty()) {
     std::erase(ids, own);
     ids.push_back(own);
   }
   if (ids.size() > kReferences) {
     ids.erase(ids.begin() + 1, ids.end() - static_cast<std::ptrdiff_t>(kReferences - 1));
   }
-  std::string all;
-  for (const std::string& id : ids) {
-    all += (all.empty() ? "" : " ") + id;
-  }
-  return all;
+  return ids;
 }
 
-class HeaderWriter {
- public:
-  HeaderWriter() {
-    prepareLibraries();
-    message_.reset(g_mime_message_new(TRUE));
-  }
-
-  void setSubject(const std::string& subject) {
-    g_mime_message_set_subject(message_.get(), subject.c_str(), "utf-8");
-  }
-
-  void set(std::string_view name, const std::string& value) {
-    if (!value.empty()) {
-      g_mime_object_set_header(GMIME_OBJECT(message_.get()), std::string(name).c_str(),
-                               value.c_str(), "utf-8");
-    }
-  }
-
-  std::string take() {
-    const GString8 text(g_mime_object_get_headers(GMIME_OBJECT(message_.get()), nullptr));
-    return text ? std::string(text.get()) : std::string();
-  }
-
- private:
-  GObjectPtr<GMimeMessage> message_;
-};
-
-/// One mark to a line. GMime would encode words as long as these as if they were text.
+/// One mark to a line.
 std::string traceField(const std::vector<std::string>& marks) {
   std::string field;
   for (const std::string& mark : marks) {
@@ -136,15 +116,15 @@ Result<std::string> forwardHeader(const ForwardDraft& draft) {
   if (const auto checked = check(draft); !checked) {
     return checked.error();
   }
-  HeaderWriter header;
-  header.setSubject(writableSubject(draft.subject));
-  header.set("Date", mailDate(draft.date));
-  header.set("Message-ID", bracketed(draft.messageId));
-  header.set("References",
-             draft.source == nullptr ? std::string() : references(draft.source->headers()));
-  header.set("Auto-Submitted", "auto-generated");
-  header.set("MIME-Version", "1.0");
-  return addressFields(draft) + header.take() + traceField(draft.traces);
+  std::string header = addressFields(draft);
+  header += textField("Subject", writableSubject(draft.subject));
+  header += "Date: " + mailDate(draft.date) + '\n';
+  header += wordField("Message-ID", {bracketed(draft.messageId)});
+  if (draft.source != nullptr) {
+    header += wordField("References", references(draft.source->headers()));
+  }
+  header += "Auto-Submitted: auto-generated\nMIME-Version: 1.0\n";
+  return header + traceField(draft.traces);
 }
 
 }  // namespace relaybird

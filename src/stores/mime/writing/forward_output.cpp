@@ -9,6 +9,9 @@ constexpr std::size_t kBlock = 65536;
 }  // namespace
 
 void ForwardOutput::add(std::string_view bytes) {
+  if (!bytes.empty()) {
+    atLineStart_ = bytes.back() == '\n';
+  }
   pending_ += bytes;
   if (pending_.size() >= kBlock) {
     if (result_) {
@@ -37,6 +40,12 @@ void ForwardOutput::endPlainLineEnds() {
   if (carriageReturn_) {
     add("\r");
     carriageReturn_ = false;
+  }
+}
+
+void ForwardOutput::endLine() {
+  if (!atLineStart_) {
+    add("\n");
   }
 }
 

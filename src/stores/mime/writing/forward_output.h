@@ -20,6 +20,8 @@ class ForwardOutput {
   void addWithPlainLineEnds(std::string_view block);
   /// To be called behind the last such block.
   void endPlainLineEnds();
+  /// Ends the line unless it has been.
+  void endLine();
   /// Remembers a failure from elsewhere.
   void fail(const Error& error);
   bool failed() const { return !result_; }
@@ -31,6 +33,7 @@ class ForwardOutput {
   OutputFile& file_;
   std::string pending_;
   bool carriageReturn_ = false;
+  bool atLineStart_ = true;
   Result<void> result_;
 };
 

@@ -9,9 +9,37 @@
 #include "stores/mime/parts/message_text.h"
 #include "stores/mime/parts/part_content.h"
 #include "stores/text/charset.h"
+#include "stores/text/clean_text.h"
 
 namespace relaybird {
 namespace {
+
+/// Containers must be labelled 8bit as soon as anything within them is (RFC 2045 section 6.4).
+Result<void> planWhole(ForwardPlan& plan) {
+  InputFile& file = plan.source->file();
+  const auto facts = readByteFacts(file, 0, file.info().size);
+  if (!facts) {
+    return facts.error();
+  }
+  plan.wholeIsFile = !facts->isLines();
+  plan.eightBit = facts->isEightBit() && !plan.wholeIsFile;
+  return {};
+}
+
+Result<void> planParts(const ForwardDraft& draft, const std::vector<std::size_t>& kept,
+                       ForwardPlan& plan) {
+  for (const std::size_t index : kept) {
+    const auto carried =
+        planCarriage(draft.source->file(), *draft.source->layout().attached[index]);
+    if (!carried) {
+      return carried.error();
+    }
+    const bool isShown = plan.html && draft.source->attachments()[index].isInline;
+    (isShown ? plan.shown : plan.attached).push_back(*carried);
+    plan.eightBit = plan.eightBit || carried->eightBit;
+  }
+  return {};
+}
 
 Result<void> chooseAttachments(const ForwardDraft& draft, ForwardPlan& plan) {
   if (draft.keptAttachments.empty()) {
@@ -25,41 +53,7 @@ Result<void> chooseAttachments(const ForwardDraft& draft, ForwardPlan& plan) {
     return Error{EINVAL, "The forward names an attachment that its source does not have"};
   }
   plan.whole = draft.source->isOpaque();
-  for (const std::size_t index : plan.whole ? std::vector<std::size_t>() : kept) {
-    const bool isShown = plan.html && draft.source->attachments()[index].isInline;
-    (isShown ? plan.shown : plan.attached).push_back(draft.source->layout().attached[index]);
-  }
-  return {};
-}
-
-Result<bool> hasHighBytes(InputFile& file, std::uint64_t begin, std::uint64_t end) {
-  bool found = false;
-  const auto read = readBlocks(file, begin, end, [&found](std::string_view block) {
-    found = std::any_of(block.begin(), block.end(),
-                        [](char c) { return (static_cast<unsigned char>(c) & 0x80U) != 0; });
-    return !found;
-  });
-  if (!read) {
-    return read.error();
-  }
-  return found;
-}
-
-/// Containers must be labelled 8bit as soon as anything within them is (RFC 2045 section 6.4).
-Result<bool> isEightBit(const ForwardPlan& plan) {
-  if (plan.whole) {
-    InputFile& file = plan.source->file();
-    return hasHighBytes(file, 0, file.info().size);
-  }
-  for (const auto* list : {&plan.shown, &plan.attached}) {
-    for (const Part* part : *list) {
-      const auto found = hasHighBytes(plan.source->file(), part->begin, part->end);
-      if (!found || *found) {
-        return found;
-      }
-    }
-  }
-  return false;
+  return plan.whole ? planWhole(plan) : planParts(draft, kept, plan);
 }
 
 /// No sender can have guessed it, since it follows from the forward's own identifier (FNV-1a).
@@ -82,8 +76,8 @@ Result<ForwardPlan> planForward(const ForwardDraft& draft) {
   plan.source = draft.source;
   plan.boundary = boundaryFor(draft.messageId);
   if (draft.body || draft.source == nullptr) {
-    plan.text = withPlainLineEnds(scrubUtf8(draft.body.value_or("")));
-    std::erase(plan.text, '\0');
+    plan.text =
+        withoutFillers(withoutControls(withPlainLineEnds(scrubUtf8(draft.body.value_or("")))));
   } else {
     plan.text = forwardText(*draft.source, draft.sentText);
     if (draft.source->htmlBody()) {
@@ -93,11 +87,6 @@ Result<ForwardPlan> planForward(const ForwardDraft& draft) {
   if (const auto chosen = chooseAttachments(draft, plan); !chosen) {
     return chosen.error();
   }
-  const auto eightBit = isEightBit(plan);
-  if (!eightBit) {
-    return eightBit.error();
-  }
-  plan.eightBit = *eightBit;
   return plan;
 }
 

@@ -8,7 +8,7 @@
 
 #include "platform/result.h"
 #include "stores/mime/forward.h"
-#include "stores/mime/parts/part_tree.h"
+#include "stores/mime/writing/carried_part.h"
 
 namespace relaybird {
 
@@ -17,9 +17,10 @@ struct ForwardPlan {
   const Message* source = nullptr;
   std::string text;
   std::optional<std::string> html;
-  std::vector<const Part*> shown;     ///< kept attachments that the HTML shows
-  std::vector<const Part*> attached;  ///< the other kept ones
+  std::vector<CarriedPart> shown;     ///< kept attachments that the HTML shows
+  std::vector<CarriedPart> attached;  ///< the other kept ones
   bool whole = false;                 ///< carries the source itself
+  bool wholeIsFile = false;           ///< which breaks the rules that a message within one has
   bool eightBit = false;              ///< carries bytes beyond ASCII
   std::string boundary;
 };

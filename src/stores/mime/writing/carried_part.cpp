@@ -1,0 +1,298 @@
+// SPDX-License-Identifier: MIT
+#include "stores/mime/writing/carried_part.h"
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/text/number_text.h"
+#include "stores/mime/header_text.h"
+#include "stores/mime/parts/gmime_library.h"
+#include "stores/mime/parts/part_content.h"
+#include "stores/mime/writing/field_writer.h"
+#include "stores/text/encoded_word.h"
+#include "stores/text/libraries.h"
+
+namespace relaybird {
+namespace {
+
+/// RFC 5322 section 2.1.1.
+constexpr std::size_t kLongestLine = 998;
+constexpr std::size_t kLongestToken = 100;
+constexpr std::size_t kLongestId = 900;
+
+std::string encodingLabel(const Part& part) {
+  return asciiLower(part.headers.value("Content-Transfer-Encoding"));
+}
+
+bool isToken(std::string_view text) {
+  return !text.empty() && text.size() <= kLongestToken &&
+         std::all_of(text.begin(), text.end(), [](char c) {
+           return c > ' ' && c < '\x7f' &&
+                  std::string_view("()<>@,;:\\\"/[]?=").find(c) == std::string_view::npos;
+         });
+}
+
+bool isTypeName(std::string_view type) {
+  const std::size_t slash = type.find('/');
+  return slash != std::string_view::npos && isToken(type.substr(0, slash)) &&
+         isToken(type.substr(slash + 1));
+}
+
+/// Parts that hold others, which RFC 2045 section 6.4 forbids to encode.
+bool isComposite(const Part& part) {
+  return isTypeName(part.type.value) &&
+         (part.type.value.starts_with("message/") || part.type.value.starts_with("multipart/"));
+}
+
+bool isWritableWord(std::string_view text) {
+  return !text.empty() && text.size() <= kLongestId &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f'; });
+}
+
+/// Encoded words that no reader need understand, as long as they are.
+bool hasLongEncodedWord(std::string_view bytes) {
+  const std::string text = unfoldHeader(bytes);
+  const auto words = encodedWords(text);
+  return std::any_of(words.begin(), words.end(), [](const Span& word) { return word.length > 75; });
+}
+
+/// Whether the part is taken for another type than its own fields name.
+bool isRightType(const Part& part) {
+  const auto raw = part.headers.raw("Content-Type");
+  return !raw || bareContentType(*raw) == part.type.value;
+}
+
+/// Whether a stored header section can be written again as it is.
+bool isRightHeader(const HeaderBlock& headers) {
+  const std::string_view bytes = headers.bytes();
+  ByteFacts facts;
+  facts.add(bytes);
+  const auto isControl = [](char c) {
+    return (c >= 0 && c < ' ' && c != '\t' && c != '\r' && c != '\n') || c == '\x7f';
+  };
+  if (!facts.isLines() || facts.isEightBit() ||
+      std::any_of(bytes.begin(), bytes.end(), isControl) || hasLongEncodedWord(bytes)) {
+    return false;
+  }
+  std::set<std::string> names;
+  for (std::size_t pos = 0; pos < bytes.size();) {
+    const std::size_t end = std::min(bytes.find('\n', pos), bytes.size() - 1) + 1;
+    const std::string_view line = bytes.substr(pos, end - pos);
+    const bool isEmpty = line == "\n" || line == "\r\n";
+    if (isEmpty != (end == bytes.size())) {
+      return false;
+    }
+    const bool isBlanks = line.find_first_not_of(" \t\r\n") == std::string_view::npos;
+    const std::string_view name = line.substr(0, line.find(':'));
+    const bool isField = name.size() < line.size() && isWritableWord(name);
+    const bool isMore = isBlank(line[0]) && pos > 0;
+    if (!isEmpty && (isBlanks || (!isField && !isMore))) {
+      return false;
+    }
+    if (isField && !isMore && !names.insert(asciiLower(name)).second) {
+      return false;
+    }
+    pos = end;
+  }
+  return !bytes.empty();
+}
+
+bool isRightLabel(const CarriedPart& carried) {
+  const std::string label = encodingLabel(*carried.part);
+  switch (carried.carriage) {
+    case Carriage::kAsIs:
+      return carried.eightBit ? label == "8bit"
+                              : label.empty() || label == "7bit" || label == "x-uuencode";
+    case Carriage::kRewrapBase64:
+      return label == "base64";
+    case Carriage::kRewrapQuotedPrintable:
+      return label == "quoted-printable";
+    default:
+      return false;
+  }
+}
+
+std::string_view newLabel(const CarriedPart& carried) {
+  switch (carried.carriage) {
+    case Carriage::kAsIs:
+      if (carried.part->encoding == TransferEncoding::kUuencode) {
+        return "x-uuencode";
+      }
+      return carried.eightBit ? "8bit" : "7bit";
+    case Carriage::kRewrapQuotedPrintable:
+    case Carriage::kEncodeQuotedPrintable:
+      return "quoted-printable";
+    default:
+      return "base64";
+  }
+}
+
+std::string contentTypeField(std::string_view type,
+                             const std::vector<std::pair<std::string, std::string>>& parameters) {
+  prepareLibraries();
+  const std::string_view written = isTypeName(type) ? type : "application/octet-stream";
+  const std::string main(written.substr(0, written.find('/')));
+  const std::string sub(written.substr(main.size() + 1));
+  const GObjectPtr<GMimeContentType> value(g_mime_content_type_new(main.c_str(), sub.c_str()));
+  for (const auto& [name, text] : parameters) {
+    if (isToken(name)) {
+      g_mime_content_type_set_parameter(value.get(), name.c_str(), text.c_str());
+    }
+  }
+  const GString8 text(g_mime_content_type_encode(value.get(), nullptr));
+  return "Content-Type:" + std::string(text.get());
+}
+
+std::string dispositionField(std::string_view disposition,
+                             const std::vector<std::pair<std::string, std::string>>& parameters) {
+  prepareLibraries();
+  const GObjectPtr<GMimeContentDisposition> value(g_mime_content_disposition_new());
+  g_mime_content_disposition_set_disposition(
+      value.get(), isToken(disposition) ? std::string(disposition).c_str() : "attachment");
+  for (const auto& [name, text] : parameters) {
+    if (isToken(name)) {
+      g_mime_content_disposition_set_parameter(value.get(), name.c_str(), text.c_str());
+    }
+  }
+  const GString8 text(g_mime_content_disposition_encode(value.get(), nullptr));
+  return "Content-Disposition:" + std::string(text.get());
+}
+
+/// The fields that say something of the content, made anew from what they say.
+void writeNewFields(ForwardOutput& out, const CarriedPart& carried) {
+  const Part& part = *carried.part;
+  out.add(contentTypeField(part.type.value, part.type.parameters));
+  out.add("Content-Transfer-Encoding: " + std::string(newLabel(carried)) + '\n');
+  if (part.headers.raw("Content-Disposition")) {
+    out.add(dispositionField(part.disposition.value, part.disposition.parameters));
+  }
+  if (isWritableWord(part.contentId)) {
+    out.add(wordField("Content-ID", {"<" + part.contentId + ">"}));
+  }
+  if (const auto location = part.headers.value("Content-Location"); isWritableWord(location)) {
+    out.add(wordField("Content-Location", {location}));
+  }
+  if (const auto description = part.headers.text("Content-Description"); !description.empty()) {
+    out.add(textField("Content-Description", description));
+  }
+}
+
+}  // namespace
+
+void ByteFacts::add(std::string_view block) {
+  if (block.empty()) {
+    return;
+  }
+  hasLoneCr_ = hasLoneCr_ || (endsWithCr_ && block.front() != '\n');
+  unsigned char bits = 0;
+  for (const char c : block) {
+    bits |= static_cast<unsigned char>(c);
+  }
+  bits_ |= bits;
+  hasNul_ = hasNul_ || block.find('\0') != std::string_view::npos;
+  for (std::size_t at = block.find('\r'); !hasLoneCr_ && at < block.size();
+       at = block.find('\r', at + 1)) {
+    hasLoneCr_ = at + 1 < block.size() && block[at + 1] != '\n';
+  }
+  endsWithCr_ = block.back() == '\r';
+  for (std::size_t pos = 0; pos < block.size();) {
+    const std::size_t feed = block.find('\n', pos);
+    const bool ends = feed != std::string_view::npos;
+    line_ += (ends ? feed : block.size()) - pos;
+    longest_ = std::max(longest_, line_);
+    line_ = ends ? 0 : line_;
+    pos = ends ? feed + 1 : block.size();
+  }
+}
+
+bool ByteFacts::isLines() const {
+  return !hasNul_ && !hasLoneCr_ && !endsWithCr_ && longest_ <= kLongestLine;
+}
+
+Result<ByteFacts> readByteFacts(InputFile& file, std::uint64_t begin, std::uint64_t end) {
+  ByteFacts facts;
+  const auto read = readBlocks(file, begin, end, [&facts](std::string_view block) {
+    facts.add(block);
+    return true;
+  });
+  if (!read) {
+    return read.error();
+  }
+  return facts;
+}
+
+Result<CarriedPart> planCarriage(InputFile& file, const Part& part) {
+  const bool isText = part.type.value.starts_with("text/");
+  if (part.encoding == TransferEncoding::kBase64 && !isComposite(part)) {
+    return CarriedPart{&part, Carriage::kRewrapBase64};
+  }
+  if (part.encoding == TransferEncoding::kQuotedPrintable && !isComposite(part)) {
+    return CarriedPart{&part, Carriage::kRewrapQuotedPrintable};
+  }
+  const auto facts = readByteFacts(file, part.body, part.end);
+  if (!facts) {
+    return facts.error();
+  }
+  const bool isEncoded = part.encoding != TransferEncoding::kIdentity;
+  if (isComposite(part)) {
+    // A multipart among the attachments is one that cannot be taken apart.
+    const bool stays = !isEncoded && facts->isLines() && !part.type.value.starts_with("multipart/");
+    return CarriedPart{&part, stays ? Carriage::kAsIs : Carriage::kFile,
+                       stays && facts->isEightBit()};
+  }
+  const bool isBinary = encodingLabel(part) == "binary";
+  if (facts->isLines() && !facts->isEightBit() && !isBinary) {
+    return CarriedPart{&part, Carriage::kAsIs};
+  }
+  return CarriedPart{&part, isText && !isBinary && !isEncoded ? Carriage::kEncodeQuotedPrintable
+                                                              : Carriage::kEncodeBase64};
+}
+
+void writePartHeader(ForwardOutput& out, const CarriedPart& carried, bool isRoot) {
+  const Part& part = *carried.part;
+  if (carried.carriage == Carriage::kFile) {
+    return writeFileHeader(out, part.fileName.empty() ? "message.eml" : part.fileName);
+  }
+  // Text that was a file only by its place would be read as part of the forward's text.
+  if (part.isText() && part.fileName.empty() && !part.headers.raw("Content-Disposition")) {
+    out.add("Content-Disposition: attachment\n");
+  }
+  if (isRoot || !isRightHeader(part.headers) || !isRightLabel(carried) || !isRightType(part)) {
+    writeNewFields(out, carried);
+    out.add("\n");
+    return;
+  }
+  if (!part.headers.raw("Content-Type") && part.type.value != "text/plain") {
+    out.add("Content-Type: " + part.type.value + "\n");  // inherited from a digest
+  }
+  out.addWithPlainLineEnds(part.headers.bytes());
+  out.endPlainLineEnds();
+}
+
+void writeFileHeader(ForwardOutput& out, std::string_view name) {
+  out.add(contentTypeField("application/octet-stream", {{"name", std::string(name)}}));
+  out.add("Content-Transfer-Encoding: base64\n");
+  out.add(dispositionField("attachment", {{"filename", std::string(name)}}));
+  out.add("\n");
+}
+
+std::unique_ptr<ContentFilter> filterFor(Carriage carriage, ForwardOutput& out) {
+  switch (carriage) {
+    case Carriage::kAsIs:
+      break;
+    case Carriage::kRewrapBase64:
+      return std::make_unique<Base64Rewrapper>(out);
+    case Carriage::kRewrapQuotedPrintable:
+      return std::make_unique<QuotedPrintableRewrapper>(out);
+    case Carriage::kEncodeQuotedPrintable:
+      return std::make_unique<QuotedPrintableEncoder>(out);
+    case Carriage::kEncodeBase64:
+    case Carriage::kFile:
+      return std::make_unique<Base64Encoder>(out);
+  }
+  return std::make_unique<PlainLineEnds>(out);
+}
+
+}  // namespace relaybird
