@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "stores/address/strict_mailbox.h"
 #include "stores/address/vcard_reader.h"
 #include "stores/text/charset.h"
 #include "stores/text/tidy_line.h"
@@ -48,6 +49,24 @@ int preference(const VcardProperty& email) {
   return kNoPreference;
 }
 
+// The value of EMAIL without its escapes, or without the scheme of a URI; blanks at the ends go. A
+// URI that holds more than an address, or has escapes of its own, gives none.
+std::string addressText(std::string_view value) {
+  constexpr std::string_view kScheme = "mailto:";
+  while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) value.remove_prefix(1);
+  while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) value.remove_suffix(1);
+  std::string text;
+  for (std::size_t at = 0; at < value.size(); ++at) {
+    const bool escape = value[at] == '\\' && at + 1 < value.size() &&
+                        std::string_view("\\,;:").find(value[at + 1]) != std::string_view::npos;
+    if (escape) ++at;
+    text += value[at];
+  }
+  if (g_ascii_strncasecmp(text.c_str(), kScheme.data(), kScheme.size()) != 0) return text;
+  text.erase(0, kScheme.size());
+  return text.find_first_of("?%") == std::string::npos ? text : std::string();
+}
+
 struct Card {
   std::string formattedName;
   std::vector<std::string> names;
@@ -78,15 +97,13 @@ struct Card {
     if (!last.empty() && !first.empty()) names.push_back(last + ", " + first);
   }
 
+  // Mail goes there, so a value that is not wholly an address is none.
   void takeAddress(const VcardProperty& property) {
-    constexpr std::string_view kScheme = "mailto:";
-    std::string text = tidyLine(vcardText(property.value));
-    if (g_ascii_strncasecmp(text.c_str(), kScheme.data(), kScheme.size()) == 0) {
-      text.erase(0, kScheme.size());
-    }
+    const std::string text = addressText(property.value);
+    const auto mailbox = isRfc5322Address(text) ? readRecipient(text) : std::nullopt;
     const int its = preference(property);
-    if (!isRfc5322Address(text) || (!address.empty() && its >= rank)) return;
-    address = std::move(text);
+    if (!mailbox || (!address.empty() && its >= rank)) return;
+    address = mailbox->address;
     rank = its;
   }
 };

@@ -128,7 +128,10 @@ std::optional<VcardProperty> VcardReader::next() {
     }
     if (isWanted(property.name)) {
       if (encoded) value = decodedQuotedPrintable(value);
-      property.value = toUtf8(value, property.parameter("CHARSET").value_or(""));
+      const std::string charset = property.parameter("CHARSET").value_or("");
+      // Where mail goes is not guessed.
+      const bool guess = property.name != "EMAIL" || !charset.empty();
+      property.value = guess ? toUtf8(value, charset) : scrubUtf8(value);
     }
     return property;
   }

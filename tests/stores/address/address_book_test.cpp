@@ -97,6 +97,26 @@ TEST(AddressBook, EscapedTextIsRead) {
   EXPECT_EQ(addressIn("FN:two\\nlines\r\nEMAIL:j@x", "two lines"), "j@x");
 }
 
+TEST(AddressBook, AnAddressThatIsNotWhollyOneIsNotRepaired) {
+  for (const auto email :
+       {"joe@my company.com"sv, "joe@x.org:25"sv, "joe@x.org (Joe)"sv, "Joe <joe@x.org>"sv,
+        "<joe@x.org>"sv, "joe@x.org, ann@x.org"sv, "joe@x.org\\, ann@x.org"sv, "joe@x\\n.org"sv,
+        "joe@x.org\\n"sv, "j\\oe@x.org"sv, "-f@x.org"sv, "mailto:joe@x.org?subject=x"sv,
+        "mailto:joe%40a.org@x.org"sv, "mailto:mailto:joe@x.org"sv, "http://joe@x.org"sv,
+        "joe\x01@x.org"sv, "j\xF6@x.org"sv, "joe@p\u0430ypal.com"sv, "jo\u200Be@x.org"sv}) {
+    EXPECT_EQ(addressIn("FN:Joe\r\nEMAIL:" + std::string(email), "Joe"), "none") << email;
+  }
+}
+
+TEST(AddressBook, AnAddressStaysAsItIsWritten) {
+  EXPECT_EQ(addressIn("FN:Joe\r\nEMAIL:\"a  b\"@x.org", "Joe"), "\"a  b\"@x.org");
+  EXPECT_EQ(addressIn("FN:Joe\r\nEMAIL:\"a\\,b\"@x.org", "Joe"), "\"a,b\"@x.org");
+  EXPECT_EQ(addressIn("FN:Joe\r\nEMAIL:\"a\\\\\"b\"@x.org", "Joe"), "\"a\\\"b\"@x.org");
+  EXPECT_EQ(addressIn("FN:Joe\r\nEMAIL: j\u00F6@m\u00FCnchen.example\t", "Joe"),
+            "j\u00F6@xn--mnchen-3ya.example");
+  EXPECT_EQ(addressIn("FN:Joe\r\nEMAIL;CHARSET=ISO-8859-1:j\xF6@x.org", "Joe"), "j\u00F6@x.org");
+}
+
 TEST(AddressBook, Version21IsRead) {
   EXPECT_EQ(addressIn("N;CHARSET=UTF-8;ENCODING=QUOTED-PRINTABLE:M=C3=BCller;J=C3=B6rg;;;\r\n"
                       "EMAIL;INTERNET:j@x",
