@@ -5,6 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "system/console_process.h"
 
@@ -142,6 +145,61 @@ TEST(ConsoleScript, ATestCycleRunsWithItsQuestionsAnsweredBeforehand) {
   program.expect("line: Completed Email Check at ");
   EXPECT_EQ(program.wait(), 0);
   EXPECT_EQ(home.forwarded(), (Subjects{"item 1", "item 2"}));
+}
+
+/// Preferences with these addresses, and a delivery command that writes down what it is called
+/// with.
+void useRecordingCommand(ConsoleHome& home, const std::vector<std::string>& addresses) {
+  const std::string command = home.folder().path("sendmail");
+  std::ofstream(command) << "#!/bin/sh\nprintf '%s\\n' \"$@\" >'" << home.folder().path("called")
+                         << "'\ncat >/dev/null\n";
+  std::filesystem::permissions(command, std::filesystem::perms::owner_all);
+  std::string text = "[default]\nmstrFwdToAddress_num=" + std::to_string(addresses.size()) + "\n";
+  for (std::size_t i = 0; i < addresses.size(); ++i) {
+    text += "mstrFwdToAddress_" + std::to_string(i + 1) + "=" + addresses[i] + "\n";
+  }
+  home.writePreferences(text + "[mail]\naddress=me@here.example\nname=Me\nsendmail=" + command +
+                        "\n");
+}
+
+std::string contentsOf(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(ConsoleScript, WhatLeavesGoesToExactlyTheAddressesThatWereConfirmed) {
+  ConsoleHome home;
+  useRecordingCommand(home, {"joe@example.com", "\"joe  blow\"@example.com",
+                             "info@m\u00FCnchen.example", "Ann <ann@example.com>"});
+  home.deliver(1);
+  ConsoleProcess program(home);
+  program.send("answer OK Yes OK\ntest\n");
+  for (const char* address : {"( 1) joe@example.com", "( 2) \"joe  blow\"@example.com",
+                              "( 3) info@m\u00FCnchen.example", "( 4) Ann <ann@example.com>"}) {
+    program.expect(address);
+  }
+  program.expect("Mail to \"info@m\u00FCnchen.example\" goes to info@xn--mnchen-3ya.example");
+  program.expect("box: Test Complete\n");
+  program.send("wait idle 20\nquit\n");
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_EQ(contentsOf(home.folder().path("called")),
+            "-i\n-f\nme@here.example\n--\njoe@example.com\n\"joe  blow\"@example.com\n"
+            "info@xn--mnchen-3ya.example\nann@example.com\n");
+}
+
+TEST(ConsoleScript, AnAddressThatIsNoneSendsNothingAndTheLogSaysWhich) {
+  ConsoleHome home;
+  useRecordingCommand(home, {"ann@example.com", "joe@my company.com"});
+  home.deliver(1);
+  ConsoleProcess program(home);
+  program.send("answer OK Yes OK\ntest\n");
+  program.expect("No mail goes to \"joe@my company.com\": it is neither one e-mail address");
+  program.expect("Outlook could not resolve all forwarding recipients");
+  program.expect("box: Test Complete\n");
+  program.send("wait idle 20\nquit\n");
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_FALSE(std::filesystem::exists(home.folder().path("called")));
+  EXPECT_EQ(home.forwarded(), Subjects());
 }
 
 TEST(ConsoleScript, NoiseIsRefusedLineByLineAndTheProgramGoesOn) {
