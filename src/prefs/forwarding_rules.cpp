@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "platform/text/coded_domain.h"
 #include "platform/text/text_case.h"
 
 namespace relaybird {
@@ -38,9 +39,12 @@ bool senderIsListed(std::string_view address, std::string_view name,
                     const StringList& foldedEntries) {
   if (address.find('@') == std::string_view::npos) address = {};
   const std::string foldedAddress = foldCase(address);
+  // People list a domain by its letters as well as by its "xn--" form.
+  const std::string foldedLetters = foldCase(withDecodedLabels(address));
   const std::string foldedName = foldCase(name);
   return std::any_of(foldedEntries.begin(), foldedEntries.end(), [&](const std::string& entry) {
-    return occurs(entry, foldedAddress) || occurs(entry, foldedName);
+    return occurs(entry, foldedAddress) || occurs(entry, foldedLetters) ||
+           occurs(entry, foldedName);
   });
 }
 

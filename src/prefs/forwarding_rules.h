@@ -36,8 +36,9 @@ class FoldedList {
 /// match.
 bool wordsMatch(std::string_view text, const StringList& foldedWords, std::int16_t matchType);
 
-/// Whether an entry is a part of the sender's address or display name. An address without "@" is
-/// the store's inner name for somebody and does not count.
+/// Whether an entry is a part of the sender's address or display name. A domain beyond ASCII is
+/// found by its "xn--" form and by its letters. An address without "@" is the store's inner name
+/// for somebody and does not count.
 bool senderIsListed(std::string_view address, std::string_view name,
                     const StringList& foldedEntries);
 

@@ -255,6 +255,18 @@ TEST_F(ForwardingRules, ListedSendersAreExcluded) {
   EXPECT_EQ(decide(), excluded);
 }
 
+TEST_F(ForwardingRules, ADomainBeyondAsciiIsFoundByItsLettersAndByItsWireForm) {
+  script.address = "ann@xn--mnchen-3ya.example";
+  for (const char* entry : {"@M\u00DCNCHEN.example", "m\u00FCnch", "@XN--mnchen-3ya.example"}) {
+    useSenderRule(kForwardOnlyListed, {entry});
+    EXPECT_EQ(decide(), "yes") << entry;
+    useSenderRule(kForwardAllButListed, {entry});
+    EXPECT_EQ(decide(), excluded) << entry;
+  }
+  useSenderRule(kForwardOnlyListed, {"@munchen.example", "@muenchen.example"});
+  EXPECT_EQ(decide(), notListed);
+}
+
 TEST_F(ForwardingRules, AnAddressWithoutAnAtSignDoesNotCount) {
   useSenderRule(kForwardOnlyListed, {"ann"});
   script.address = "/O=WORK/CN=ANN";

@@ -161,6 +161,21 @@ TEST(HeaderBlock, TheSenderIsFromElseSenderElseReturnPath) {
             (Mailbox{"", "r@example.org"}));
 }
 
+TEST(HeaderBlock, TheSendersAddressDoesNotDependOnTheNameBesideAnInternationalDomain) {
+  for (const std::string name : {"", "Ann ", "\"Ann\" ", "\"Doe, Ann\" ", "[List] Ann ",
+                                 "Ann (work) ", "=?utf-8?Q?=C3=84nn?= ", "\u00C4nn "}) {
+    for (const std::string domain : {"xn--mnchen-3ya.example", "m\u00FCnchen.example"}) {
+      const HeaderBlock block = read("From: " + name + "<ann@" + domain + ">\nReply-To: " + name +
+                                     "<bob@" + domain + ">\n\n");
+      EXPECT_EQ(block.senderMailbox().address, "ann@xn--mnchen-3ya.example") << name << domain;
+      ASSERT_EQ(block.mailboxes("Reply-To").size(), 1U) << name << domain;
+      EXPECT_EQ(block.mailboxes("Reply-To")[0].address, "bob@xn--mnchen-3ya.example");
+    }
+  }
+  EXPECT_EQ(read("From: Big Bug bb@big_bug.com\n\n").senderMailbox(),
+            (Mailbox{"Big Bug", "bb@big_bug.com"}));
+}
+
 TEST(HeaderBlock, AFromWithoutAnAddressGivesWayToSender) {
   EXPECT_EQ(read("From: The Office\nSender: s@example.org\n\n").senderMailbox().address,
             "s@example.org");
