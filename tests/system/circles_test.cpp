@@ -116,6 +116,7 @@ class Circles : public testing::Test {
 
   User& add(const std::string& name, const std::vector<std::string>& forwardsTo) {
     std::vector<std::string> addresses;
+    addresses.reserve(forwardsTo.size());
     for (const std::string& to : forwardsTo) addresses.push_back(to + "@" + to + ".example");
     users_.push_back(std::make_unique<User>(clock_, name, addresses));
     return *users_.back();
