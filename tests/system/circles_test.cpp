@@ -23,10 +23,13 @@ namespace {
 
 constexpr int kChecks = 16;
 
-/// One user's program, in a state folder and with a key of its own.
+/// One mailbox's program. It has a state folder and a key of its own where none is given.
 struct User {
-  User(FakeClock& time, const std::string& name, std::vector<std::string> addresses)
-      : address(name + "@" + name + ".example"), clock(time) {
+  User(FakeClock& time, const std::string& name, std::vector<std::string> addresses,
+       const std::string& state)
+      : address(name + "@" + name + ".example"),
+        clock(time),
+        stateFolder(state.empty() ? temp.path("state/rbx") : state) {
     for (const char* part : {"", "/new", "/cur", "/tmp"}) {
       std::filesystem::create_directory(temp.path("Maildir") + part);
     }
@@ -66,6 +69,7 @@ struct User {
   std::string address;
   FakeClock& clock;
   TempFolder temp;
+  std::string stateFolder;
   int received = 0;
   FakeTransport transport;
   FakeTimers timers{clock};
@@ -78,8 +82,7 @@ struct User {
   RecordingTrace trace;
   UnsyncedDisk disk{sleeper};
   MaildirStore store{
-      {temp.path("Maildir"), temp.path("state/rbx/outbox"), temp.path("state/rbx"), "", address, "",
-       ""},
+      {temp.path("Maildir"), temp.path("outbox"), stateFolder, "", address, "", ""},
       {disk, clock, events, executor, countingRandom(std::hash<std::string>()(address)), &transport,
        [this](const StoreNotice& notice) { log.AddToLog(notice.line); }}};
   NoFolders folders;
@@ -114,11 +117,12 @@ class Circles : public testing::Test {
   /// A mailbox that is no user's: what comes in is answered by a program, or kept.
   using Machine = std::function<std::optional<std::string>(const OutgoingMessage&)>;
 
-  User& add(const std::string& name, const std::vector<std::string>& forwardsTo) {
+  User& add(const std::string& name, const std::vector<std::string>& forwardsTo,
+            const std::string& stateFolder = {}) {
     std::vector<std::string> addresses;
     addresses.reserve(forwardsTo.size());
     for (const std::string& to : forwardsTo) addresses.push_back(to + "@" + to + ".example");
-    users_.push_back(std::make_unique<User>(clock_, name, addresses));
+    users_.push_back(std::make_unique<User>(clock_, name, addresses, stateFolder));
     return *users_.back();
   }
   void addMachine(const std::string& name, Machine machine) {
@@ -196,6 +200,17 @@ TEST_F(Circles, TwoUsersWhoForwardToEachOtherMakeOneForwardEach) {
   EXPECT_EQ(ann.told("not forwarded because it is one of your own forwards"), 1U);
   EXPECT_EQ(bob.told("not forwarded because it"), 0U);
   EXPECT_EQ(ann.unread(), 1U) << "what came back stays unread";
+}
+
+// Two mailboxes of one user share his key, and yet are two in a chain.
+TEST_F(Circles, AUsersSecondMailboxForwardsWhatHisFirstOneSentIt) {
+  User& work = add("work", {"home"});
+  User& home = add("home", {"cell", "work"}, work.stateFolder);
+  work.receive(news());
+  const Count count = run();
+  EXPECT_EQ(count.ofEach, (std::vector<std::size_t>{1, 1}));
+  EXPECT_EQ(work.told("not forwarded because it is one of your own forwards"), 1U);
+  EXPECT_EQ(home.told("not forwarded because it"), 0U);
 }
 
 TEST_F(Circles, ThreeUsersInARingMakeOneForwardEach) {

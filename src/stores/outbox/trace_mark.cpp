@@ -54,8 +54,8 @@ bool isHostName(std::string_view domain) {
 
 }  // namespace
 
-Result<TraceMark> TraceMark::open(FileSystem& files, RandomBytes random,
-                                  const std::string& keyFile) {
+Result<TraceMark> TraceMark::open(FileSystem& files, RandomBytes random, const std::string& keyFile,
+                                  std::string mailbox) {
   auto key = readFile(files, keyFile, kKeyBytes + 1);
   if (!key && key.error().code != ENOENT) return key.error();
   if (!key || key->size() != kKeyBytes) {
@@ -63,7 +63,7 @@ Result<TraceMark> TraceMark::open(FileSystem& files, RandomBytes random,
     if (!key) return key.error();
     if (auto kept = replaceFile(files, keyFile, *key); !kept) return kept.error();
   }
-  return TraceMark(std::move(random), std::move(*key));
+  return TraceMark(std::move(random), std::move(*key), std::move(mailbox));
 }
 
 std::string TraceMark::seal(std::string_view purpose, std::string_view nonce) const {
@@ -74,6 +74,7 @@ std::string TraceMark::seal(std::string_view purpose, std::string_view nonce) co
       g_hmac_new(G_CHECKSUM_SHA256, bytesOf(key_), key_.size()), &g_hmac_unref);
   g_hmac_update(hmac.get(), bytesOf(purpose), static_cast<gssize>(purpose.size()));
   g_hmac_update(hmac.get(), bytesOf(nonce), static_cast<gssize>(nonce.size()));
+  g_hmac_update(hmac.get(), bytesOf(mailbox_), static_cast<gssize>(mailbox_.size()));
   return g_hmac_get_string(hmac.get());
 }
 

@@ -19,8 +19,8 @@ using testing::HasSubstr;
 
 class TraceMarkTest : public testing::Test {
  protected:
-  TraceMark open() {
-    return std::move(TraceMark::open(world.files, world.random, keyFile).value());
+  TraceMark open(const std::string& mailbox = {}) {
+    return std::move(TraceMark::open(world.files, world.random, keyFile, mailbox).value());
   }
   OutboxWorld world;
   std::string keyFile = world.temp.path("trace.key");
@@ -68,6 +68,16 @@ TEST_F(TraceMarkTest, AnotherUsersMarkIsNotOurs) {
   EXPECT_FALSE(open().isOurs(value));
 }
 
+TEST_F(TraceMarkTest, AnotherMailboxOfTheUserHasMarksOfItsOwn) {
+  const TraceMark first = open("/home/ann/Maildir");
+  const TraceMark second = open("/home/ann/Mail2");
+  const std::string mark = *first.make();
+  const std::string id = *first.makeMessageId("ann@example.org");
+  EXPECT_TRUE(first.isOurs(mark) && first.isOurMessageId(id));
+  EXPECT_FALSE(second.isOurs(mark));
+  EXPECT_FALSE(second.isOurMessageId(id));
+}
+
 TEST_F(TraceMarkTest, TheKeyIsTheUsersAloneAndMadeOnce) {
   (void)open();
   struct stat status {};
@@ -91,7 +101,7 @@ TEST_F(TraceMarkTest, AKeyOfTheWrongLengthIsReplaced) {
 TEST_F(TraceMarkTest, AKeyThatCannotBeKeptIsAnError) {
   for (std::size_t step = 1; step <= 5; ++step) {
     world.files.failStep(step, ENOSPC);
-    const auto opened = TraceMark::open(world.files, world.random, keyFile);
+    const auto opened = TraceMark::open(world.files, world.random, keyFile, {});
     EXPECT_FALSE(opened) << step;
     world.files.reset();
     (void)world.files.remove(keyFile);
@@ -103,9 +113,9 @@ TEST_F(TraceMarkTest, WithoutRandomNumbersThereIsNoKeyNoMarkAndNoMessageId) {
   const RandomBytes none = [](std::size_t) -> Result<std::string> {
     return Error{ENOSYS, "no numbers"};
   };
-  EXPECT_FALSE(TraceMark::open(world.files, none, keyFile));
+  EXPECT_FALSE(TraceMark::open(world.files, none, keyFile, {}));
   (void)open();
-  const auto mark = TraceMark::open(world.files, none, keyFile);
+  const auto mark = TraceMark::open(world.files, none, keyFile, {});
   ASSERT_TRUE(mark);
   EXPECT_FALSE(mark->make());
   EXPECT_FALSE(mark->makeMessageId("ann@example.org"));
