@@ -40,7 +40,7 @@ TEST(MaildirSettings, AnEmptyFileGivesTheDefaults) {
   const auto settings = read({});
   EXPECT_EQ(settings.maildir, "/home/ann/Maildir");
   EXPECT_EQ(settings.stateFolder, "/home/ann/.local/state/rbx");
-  EXPECT_EQ(settings.outbox, "/home/ann/.local/state/rbx/outbox");
+  EXPECT_EQ(settings.outbox, "");
   EXPECT_EQ(settings.sendmail, "");
   EXPECT_EQ(settings.address, "ann@example.org");
   EXPECT_EQ(settings.name, "Ann Example");

@@ -286,6 +286,32 @@ TEST(ConsoleScript, AnotherStateFolderDoesNotLetASecondOneAtTheMailbox) {
   EXPECT_FALSE(std::filesystem::exists(home.folder().path("Maildir/.relaybird-holder")));
 }
 
+TEST(ConsoleScript, ASecondMailboxOfAUserForwardsBesideTheFirst) {
+  ConsoleHome home;
+  ConsoleHome other;
+  std::filesystem::remove(other.folder().path("state"));
+  std::filesystem::create_directory_symlink(home.folder().path("state"),
+                                            other.folder().path("state"));
+  home.deliver(1, "first");
+  other.deliver(1, "second");
+  for (ConsoleHome* each : {&home, &other}) each->writePreferences(onePreference());
+  ConsoleProcess first(home);
+  ConsoleProcess second(other);
+  for (ConsoleProcess* each : {&first, &second}) {
+    each->sendLine("answer OK Yes OK");
+    each->sendLine("test");
+    each->expect("Test Complete");
+  }
+  for (ConsoleProcess* each : {&first, &second}) {
+    each->endInput();
+    EXPECT_EQ(each->wait(), 0);
+  }
+  EXPECT_EQ(home.forwarded(), (std::set<std::string>{"first 1"}));
+  EXPECT_EQ(readBytes(home.folder().path("state/rbx/outbox-2/mailbox")),
+            other.folder().path("Maildir") + "\n");
+  EXPECT_FALSE(std::filesystem::is_empty(home.folder().path("state/rbx/outbox-2/new")));
+}
+
 TEST(ConsoleScript, AMailboxThatAppearsLaterIsTakenByOneOnly) {
   ConsoleHome home;
   std::filesystem::rename(home.folder().path("Maildir"), home.folder().path("later"));

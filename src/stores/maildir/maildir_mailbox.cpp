@@ -7,6 +7,7 @@
 #include "platform/system/folder_check.h"
 #include "platform/text/number_text.h"
 #include "stores/address/strict_mailbox.h"
+#include "stores/maildir/disk/outbox_place.h"
 #include "stores/outbox/delivery/one_line.h"
 
 namespace relaybird {
@@ -75,8 +76,10 @@ void MaildirMailbox::openOutbox() {
   }
   requireAlone();
   settings_.address = wireAddress(settings_.address);
-  auto outbox = orThrow(Outbox::open(world_.files, world_.clock, world_.random, settings_.outbox,
-                                     settings_.outbox + "/journal"));
+  const auto real = world_.files.resolve(settings_.maildir);
+  OutboxPlace place(world_.files, real ? *real : settings_.maildir, settings_.stateFolder,
+                    settings_.outbox);
+  auto outbox = orThrow(place.open(world_.clock, world_.random));
   const std::string keyFile = settings_.stateFolder + "/trace-key";
   if (!MakeFolderPath(world_.files, keyFile)) {
     throw MailStoreError("The folder " + settings_.stateFolder + " cannot be made");
@@ -85,6 +88,7 @@ void MaildirMailbox::openOutbox() {
   for (const std::string& finding : outbox->findings()) {
     world_.notice(finding);
   }
+  for (const std::string& left : place.leftIn(outbox->folder())) world_.notice(left);
   marks_ = std::make_unique<ReadMarks>(world_.files, world_.clock, folder_, *outbox, world_.notice);
   delivery_ = std::make_unique<DeliveryWorker>(
       DeliveryWorker::Setting{world_.files, world_.clock, *outbox, world_.transport,

@@ -46,7 +46,7 @@ MaildirSettings readMaildirSettings(const ProfileReader& file, const MaildirDefa
   MaildirSettings settings;
   settings.stateFolder = defaults.stateFolder + "/rbx";
   settings.maildir = asPath(value("maildir", home + "/Maildir"), home);
-  settings.outbox = asPath(value("outbox", settings.stateFolder + "/outbox"), home);
+  settings.outbox = asPath(value("outbox", ""), home);
   settings.addressBook = asPath(value("address_book", ""), home);
   settings.sendmail = expandHome(value("sendmail", ""), home);
   settings.address = value("address", defaults.userAtHost);

@@ -13,8 +13,10 @@ inline constexpr std::string_view kMailSection = "mail";
 
 /// Paths are absolute, without a closing separator.
 struct MaildirSettings {
-  std::string maildir;      ///< the inbox: a folder with new/ and cur/
-  std::string outbox;       ///< the Maildir in which forwards wait for delivery; made when missing
+  std::string maildir;  ///< the inbox: a folder with new/ and cur/
+  /// The Maildir in which forwards wait for delivery, made when it is missing; empty: one of the
+  /// mailbox's own in the state folder.
+  std::string outbox;
   std::string stateFolder;  ///< for what the store remembers besides the outbox
   std::string sendmail;     ///< a command that takes a message for delivery; empty: nothing leaves
   std::string address;      ///< the user's own address, which forwards come from
@@ -36,7 +38,7 @@ std::string mailStoreName(const ProfileReader& file);
 
 /// Keys of the section, all optional:
 ///   maildir       default ~/Maildir
-///   outbox        default <state folder>/rbx/outbox
+///   outbox        default one of the mailbox's own (outbox_place.h)
 ///   sendmail      default none: forwards stay in the outbox
 ///   address       default user@host
 ///   name          default the user's name on this machine

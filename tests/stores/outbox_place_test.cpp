@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+#include "stores/maildir/disk/outbox_place.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "stores/maildir_house.h"
+
+namespace relaybird {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class OutboxPlaceTest : public testing::Test {
+ protected:
+  OutboxPlaceTest() {
+    fs::create_directories(state);
+    for (const std::string& mailbox : {ann, work}) fs::create_directories(mailbox + "/new");
+  }
+
+  OutboxPlace place(const std::string& mailbox, const std::string& named = "") {
+    return {files, mailbox, state, named};
+  }
+  /// Opens the outbox of a mailbox, for as long as the result lives.
+  std::unique_ptr<Outbox> open(const std::string& mailbox, const std::string& named = "") {
+    auto outbox = place(mailbox, named).open(clock, countingRandom());
+    EXPECT_TRUE(outbox) << outbox.error().text;
+    return outbox ? std::move(*outbox) : nullptr;
+  }
+  std::string folderOf(const std::string& mailbox, const std::string& named = "") {
+    const auto outbox = open(mailbox, named);
+    return outbox ? outbox->folder() : "";
+  }
+  std::string whyNot(const std::string& mailbox, const std::string& named = "") {
+    const auto outbox = place(mailbox, named).open(clock, countingRandom());
+    return outbox ? "" : outbox.error().text;
+  }
+  void leaveWaiting(const std::string& outbox) {
+    writeBytes(outbox + "/new/" + std::to_string(++left), "Subject: left\n\n");
+  }
+
+  TempFolder temp;
+  FakeClock clock;
+  RecordingSleeper sleeper{clock};
+  UnsyncedDisk files{sleeper};
+  std::string state = temp.path("state/rbx");
+  std::string ann = temp.path("Ann");
+  std::string work = temp.path("Work");
+  int left = 0;
+};
+
+TEST_F(OutboxPlaceTest, ASecondMailboxHasAnOutboxOfItsOwn) {
+  const auto first = open(ann);
+  const auto second = open(work);
+  ASSERT_TRUE(first && second);
+  EXPECT_EQ(first->folder(), state + "/outbox");
+  EXPECT_EQ(second->folder(), state + "/outbox-2");
+}
+
+TEST_F(OutboxPlaceTest, AMailboxKeepsItsOutboxInWhateverOrderTheyStart) {
+  fs::create_directories(temp.path("Third/new"));
+  EXPECT_EQ(folderOf(ann), state + "/outbox");
+  EXPECT_EQ(folderOf(work), state + "/outbox-2");
+  EXPECT_EQ(folderOf(temp.path("Third")), state + "/outbox-3");
+  EXPECT_EQ(folderOf(work), state + "/outbox-2");
+  EXPECT_EQ(folderOf(temp.path("Third")), state + "/outbox-3");
+  EXPECT_EQ(folderOf(ann), state + "/outbox");
+}
+
+TEST_F(OutboxPlaceTest, AnOutboxOfAnEarlierReleaseGoesOnWithWhatWaitsInIt) {
+  folderOf(ann);
+  fs::remove(state + "/outbox/mailbox");
+  leaveWaiting(state + "/outbox");
+  const auto outbox = open(work);
+  ASSERT_TRUE(outbox);
+  EXPECT_EQ(outbox->folder(), state + "/outbox");
+  EXPECT_EQ(outbox->waiting()->size(), 1U);
+  EXPECT_EQ(folderOf(ann), state + "/outbox-2") << "once it has an owner";
+}
+
+TEST_F(OutboxPlaceTest, AProgramOfAnEarlierReleaseIsNotPassedBy) {
+  folderOf(ann);
+  fs::remove(state + "/outbox/mailbox");
+  const auto lock = files.lockFolder(state + "/outbox");
+  ASSERT_TRUE(lock);
+  EXPECT_EQ(whyNot(ann), "The outbox " + state + "/outbox is in use by another program");
+  EXPECT_FALSE(fs::exists(state + "/outbox-2"));
+}
+
+TEST_F(OutboxPlaceTest, TheOutboxOfAMailboxThatWasMovedGoesOnWithWhatWaitsInIt) {
+  folderOf(ann);
+  leaveWaiting(state + "/outbox");
+  fs::rename(ann, temp.path("Elsewhere"));
+  EXPECT_EQ(folderOf(work), state + "/outbox") << "or it would be nobody's";
+  EXPECT_EQ(folderOf(temp.path("Elsewhere")), state + "/outbox-2");
+}
+
+TEST_F(OutboxPlaceTest, AMailboxThatIsAwayForAWhileKeepsTheOutboxThatItsProgramHasOpen) {
+  const auto first = open(ann);
+  fs::rename(ann, temp.path("Elsewhere"));
+  EXPECT_EQ(folderOf(work), state + "/outbox-2");
+}
+
+TEST_F(OutboxPlaceTest, ANoteThatCannotBeReadIsNoLeaveToTakeTheOutbox) {
+  folderOf(ann);
+  fs::remove(state + "/outbox/mailbox");
+  fs::create_directory(state + "/outbox/mailbox");
+  EXPECT_EQ(folderOf(work), state + "/outbox-2");
+}
+
+/// A disk on which another mailbox's program takes the outbox between the look and the lock.
+class SlowerDisk : public UnsyncedDisk {
+ public:
+  using UnsyncedDisk::UnsyncedDisk;
+  Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& folder) override {
+    if (before) std::exchange(before, nullptr)();
+    return UnsyncedDisk::lockFolder(folder);
+  }
+  std::function<void()> before;
+};
+
+TEST_F(OutboxPlaceTest, TwoThatStartAtOnceDoNotEndUpWithOneOutbox) {
+  SlowerDisk slower(sleeper);
+  std::unique_ptr<Outbox> first;
+  slower.before = [&] { first = open(ann); };
+  OutboxPlace second(slower, work, state, "");
+  const auto outbox = second.open(clock, countingRandom());
+  ASSERT_TRUE(outbox) << outbox.error().text;
+  EXPECT_EQ(first->folder(), state + "/outbox");
+  EXPECT_EQ((*outbox)->folder(), state + "/outbox-2");
+}
+
+TEST_F(OutboxPlaceTest, ANamedOutboxThatTwoMailboxesAreToShareIsRefusedInPlainWords) {
+  const std::string named = temp.path("shared");
+  const auto first = open(ann, named);
+  EXPECT_EQ(whyNot(work, named),
+            "The outbox " + named + " is in use by a program that works on the mailbox " + ann +
+                ". Two mailboxes cannot share an outbox: name another folder in the key outbox of "
+                "section [mail], or leave that key out");
+}
+
+TEST_F(OutboxPlaceTest, ANamedOutboxThatIsFreeIsTaken) {
+  const std::string named = temp.path("named");
+  EXPECT_EQ(folderOf(ann, named), named);
+  EXPECT_EQ(folderOf(work, named), named);
+  EXPECT_FALSE(fs::exists(state + "/outbox"));
+}
+
+TEST_F(OutboxPlaceTest, SaysWhatWaitsInAnOutboxThatNoProgramHas) {
+  folderOf(ann);
+  const auto own = open(work);
+  EXPECT_THAT(place(work).leftIn(own->folder()), IsEmpty());
+  leaveWaiting(state + "/outbox");
+  leaveWaiting(state + "/outbox");
+  EXPECT_THAT(
+      place(work).leftIn(own->folder()),
+      ElementsAre("Forwards (2) wait in the outbox " + state +
+                  "/outbox, and nobody delivers them: no program works on the mailbox " + ann));
+  const auto again = open(ann);
+  EXPECT_THAT(place(work).leftIn(own->folder()), IsEmpty()) << "its own program delivers it";
+}
+
+TEST_F(OutboxPlaceTest, SaysWhatWaitsInTheOutboxThatTheUserNoLongerNames) {
+  folderOf(ann);
+  leaveWaiting(state + "/outbox");
+  const auto own = open(ann, temp.path("named"));
+  EXPECT_THAT(place(ann, temp.path("named")).leftIn(own->folder()),
+              ElementsAre("Forwards (1) wait in the outbox " + state +
+                          "/outbox, and nobody delivers them: the key outbox of section [mail] "
+                          "names another folder"));
+}
+
+}  // namespace
+}  // namespace relaybird
