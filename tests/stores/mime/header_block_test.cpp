@@ -176,6 +176,20 @@ TEST(HeaderBlock, TheSendersAddressDoesNotDependOnTheNameBesideAnInternationalDo
             (Mailbox{"Big Bug", "bb@big_bug.com"}));
 }
 
+TEST(HeaderBlock, TheShortWayToAMailboxLeadsToTheSameOne) {
+  for (const std::string name :
+       {"", "Ann ", "Ann Example ", "\"Ann\" ", "\"Doe, Ann\" ", "O'Neil & Son ", "a.b ", "+1 555 ",
+        "-Ann- ", "\"\" ", "\"a.b, c\" "}) {
+    for (const std::string address :
+         {"ann@x.org", "ann@big_bug.org", "-ann@x.org", "ann@-x.org", "a.n+n@x-.org",
+          "ann@XN--A.org", "ann@x", "_@_", "ann@xn--mnchen-3ya.example"}) {
+      const std::string raw = name + "<" + address + ">";
+      EXPECT_EQ(firstMailbox(raw), parseAddress(raw)) << raw;
+      EXPECT_EQ(firstMailbox(address), parseAddress(address)) << address;
+    }
+  }
+}
+
 TEST(HeaderBlock, AFromWithoutAnAddressGivesWayToSender) {
   EXPECT_EQ(read("From: The Office\nSender: s@example.org\n\n").senderMailbox().address,
             "s@example.org");
