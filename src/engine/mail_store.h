@@ -149,7 +149,8 @@ class MailItem : public AutomationObject {
   /// Keeps the changes of a received item. For an item in the making a store may do nothing.
   virtual void Save() = 0;
   /// Hands the item to the outbox. Returns only when it will not be lost any more. Throws for an
-  /// item without recipients or with unresolved ones; nothing has been sent then.
+  /// item without recipients or with unresolved ones, and where the outbox cannot keep it (see
+  /// ItemCollection::Item); nothing has been sent then.
   virtual void send() = 0;
   /// The task of a task request; throws for any other item.
   virtual std::shared_ptr<MailItem> GetAssociatedTask() = 0;
@@ -169,6 +170,11 @@ class ItemCollection {
   virtual std::int32_t Count() = 0;
   /// 1-based; an index outside 1..Count() throws. Items of a collection made by Restrict keep their
   /// index while their flags change.
+  ///
+  /// After a send that the outbox refused for a reason that holds for every message (a full,
+  /// read-only or broken disk) this throws, so that whoever walks the collection ends there and
+  /// what has not been taken stays as it is. It goes on throwing for collections that Items() gives
+  /// until the outbox takes messages again.
   virtual std::shared_ptr<MailItem> Item(std::int32_t index) = 0;
   /// The members that the filter lets through, in the same order, as a collection of its own that
   /// later changes leave alone. Throws for a filter other than kUnreadFilter (any case, blanks

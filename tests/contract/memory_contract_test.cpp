@@ -65,16 +65,19 @@ class MemoryUnderTest : public StoreUnderTest {
   bool begin(Trouble trouble) override {
     if (trouble == Trouble::kApplicationGone) {
       store_.quitApplication();
+    } else if (trouble == Trouble::kOutboxRefuses) {
+      store_.setOutboxFull(true);
     } else {
-      const std::string_view refused =
-          trouble == Trouble::kOutboxRefuses ? "MailItem.send" : "ItemCollection.Restrict";
-      store_.setHook([refused](std::string_view operation) {
-        if (operation == refused) throw MailStoreError("There is trouble");
+      store_.setHook([](std::string_view operation) {
+        if (operation == "ItemCollection.Restrict") throw MailStoreError("There is trouble");
       });
     }
     return true;
   }
-  void end(Trouble) override { store_.setHook(nullptr); }
+  void end(Trouble) override {
+    store_.setHook(nullptr);
+    store_.setOutboxFull(false);
+  }
 
  private:
   FakeEventQueue events_;

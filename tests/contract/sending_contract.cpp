@@ -244,5 +244,37 @@ TEST_P(MailStoreContract, AnOutboxThatRefusesIsAnErrorAndNothingIsHalfSent) {
   EXPECT_EQ(outside->outbox().size(), 1u);
 }
 
+TEST_P(MailStoreContract, AfterAnOutboxRefusedNoFurtherItemCanBeTakenUntilItTakesMessagesAgain) {
+  deliverSubjects({"one", "two", "three"});
+  const auto collection = unread();
+  const auto item = collection->Item(3);
+  item->UnRead(false);
+  const auto forward = item->Forward();
+  forward->Recipients()->Add("good@example.org");
+  if (!outside->begin(Trouble::kOutboxRefuses)) GTEST_SKIP() << "cannot be provoked";
+  EXPECT_THROW(forward->send(), MailStoreError);
+  EXPECT_THROW(collection->Item(2), MailStoreError);
+  EXPECT_THROW(collection->Item(1), MailStoreError) << "every time";
+  const auto later = unread();
+  EXPECT_THROW(later->Item(1), MailStoreError) << "the trouble lasts";
+  outside->end(Trouble::kOutboxRefuses);
+  const auto mended = unread();
+  ASSERT_GE(mended->Count(), 2);
+  for (std::int32_t i = mended->Count(); i >= 1; --i) {
+    const auto again = mended->Item(i)->Forward();
+    again->Recipients()->Add("good@example.org");
+    again->send();
+  }
+  EXPECT_EQ(outside->outbox().size(), static_cast<std::size_t>(mended->Count()));
+}
+
+TEST_P(MailStoreContract, AMessageThatIsRefusedForItselfDoesNotKeepTheOthersBack) {
+  deliverSubjects({"one", "two"});
+  const auto collection = unread();
+  const auto forward = collection->Item(2)->Forward();
+  EXPECT_THROW(forward->send(), MailStoreError) << "it has no recipients";
+  EXPECT_NO_THROW(collection->Item(1));
+}
+
 }  // namespace
 }  // namespace relaybird

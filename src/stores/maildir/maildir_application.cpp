@@ -48,7 +48,7 @@ class MaildirSelection : public ItemCollection {
     if (!isUnreadFilter(filter)) {
       throw MailStoreError("Cannot parse the condition: " + filter);
     }
-    mailbox_->itemTaken();
+    mailbox_->writeHeldBack();
     std::vector<std::size_t> unread;
     unread.reserve(chosen_.size());
     for (const std::size_t index : chosen_) {

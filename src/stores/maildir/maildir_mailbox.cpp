@@ -113,6 +113,9 @@ std::shared_ptr<MaildirView> MaildirMailbox::list() {
   orThrow(folder_.check());
   requireAlone();
   requireOpen();
+  if (outlet_ == Outlet::kRefused) {
+    outlet_ = Outlet::kToBeTried;
+  }
   deliverAgain();
   return orThrow(marks_->list());
 }
@@ -206,11 +209,28 @@ void MaildirMailbox::tellAbout(const std::string& recipient, const std::optional
 
 // A try that failed, or that a crash cut short, has chosen the Message-ID: were it delivered after
 // all, the receiver's side could tell that both are one.
-std::string MaildirMailbox::messageIdFor(const std::string& entryId) {
+Result<std::string> MaildirMailbox::messageIdFor(const std::string& entryId) {
   if (auto earlier = entryId.empty() ? std::nullopt : outbox_->intendedMessageId(entryId)) {
     return *std::move(earlier);
   }
-  return orThrow(trace_->makeMessageId(settings_.address));
+  return trace_->makeMessageId(settings_.address);
+}
+
+Result<void> MaildirMailbox::sendAs(const std::string& entryId, const ForwardWriter& write) {
+  const auto messageId = messageIdFor(entryId);
+  if (!messageId) {
+    return messageId.error();
+  }
+  const auto trace = trace_->make();
+  if (!trace) {
+    return trace.error();
+  }
+  const auto sent = outbox_->send(entryId, *messageId,
+                                  [&](OutputFile& out) { return write(*messageId, *trace, out); });
+  if (sent || !outbox_->refusedByDisk()) {
+    outlet_ = Outlet::kOpen;
+  }
+  return sent;
 }
 
 void MaildirMailbox::send(const std::optional<MaildirPlace>& place, const ForwardWriter& write) {
@@ -219,13 +239,33 @@ void MaildirMailbox::send(const std::optional<MaildirPlace>& place, const Forwar
   if (place) {
     marks_->forwardAnew(*place);
   }
-  const std::string messageId = messageIdFor(entryId);
-  const std::string trace = orThrow(trace_->make());
-  orThrow(outbox_->send(entryId, messageId,
-                        [&](OutputFile& out) { return write(messageId, trace, out); }));
+  outlet_ = Outlet::kRefused;  // unless it turns out that it was the message's own fault
+  const auto sent = sendAs(entryId, write);
+  if (!sent && outlet_ == Outlet::kRefused) {
+    refusal_ = sent.error().text;
+    throw MailStoreError(
+        refusal_ + "; the message counts as read all the same and is not tried again",
+        sent.error().code);
+  }
+  orThrow(sent);
   if (place) {
     marks_->forwardSent(*place);
   }
+}
+
+// Every message would fail in the same way, and a pass marks read what failed. So the pass is to
+// end, and at the next one the disk is tried before a message is.
+void MaildirMailbox::requireOutlet() {
+  if (outlet_ == Outlet::kToBeTried) {
+    const auto tried = outbox_ ? outbox_->tryDisk() : Result<void>();
+    if (tried) {
+      outlet_ = Outlet::kOpen;
+      return;
+    }
+    refusal_ = tried.error().text;
+  }
+  throw MailStoreError(
+      "The outbox takes no messages, so the rest stays unread for the next check: " + refusal_);
 }
 
 void MaildirMailbox::deliver(std::function<void()> done) {

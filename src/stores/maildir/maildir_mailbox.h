@@ -48,9 +48,15 @@ class MaildirMailbox {
   std::shared_ptr<MaildirView> list();
   bool unread(const MaildirPlace& place);
   void setUnread(const MaildirPlace& place, bool unread);
-  /// Another item is being taken.
-  void itemTaken() {
+  void writeHeldBack() {
     if (marks_) marks_->writeHeldBack();
+  }
+  /// Another item is being taken. Throws after a send that the outbox's disk refused: what has not
+  /// been taken then stays as it is. After the next list() it throws only while the disk still does
+  /// not take messages.
+  void itemTaken() {
+    writeHeldBack();
+    if (outlet_ != Outlet::kOpen) requireOutlet();
   }
   /// The item that is being forwarded, as far as the store can tell.
   std::optional<MaildirPlace> beingForwarded() const;
@@ -85,7 +91,9 @@ class MaildirMailbox {
   void deliverAgain();
   std::optional<Mailbox> fromAddressBook(const std::string& name);
   void tellAbout(const std::string& recipient, const std::optional<Mailbox>& found);
-  std::string messageIdFor(const std::string& entryId);
+  void requireOutlet();
+  Result<void> sendAs(const std::string& entryId, const ForwardWriter& write);
+  Result<std::string> messageIdFor(const std::string& entryId);
 
   MaildirSettings settings_;
   MaildirWorld world_;
@@ -93,6 +101,10 @@ class MaildirMailbox {
   AddressBookFile addressBook_;
   std::shared_ptr<void> mapiObject_ = std::make_shared<char>();
   bool closed_ = false;
+  /// Whether messages can be sent: yes, not any more in this pass, to be tried out.
+  enum class Outlet { kOpen, kRefused, kToBeTried };
+  Outlet outlet_ = Outlet::kOpen;
+  std::string refusal_;  ///< what the disk said
   std::unordered_set<std::string> complained_;
   std::string addressBookTrouble_;                                 ///< what was said of it last
   std::unordered_map<std::string, std::string> toldOfRecipients_;  ///< what was said last, by text

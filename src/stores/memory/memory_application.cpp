@@ -24,6 +24,7 @@ class MemoryCollection : public ItemCollection {
   std::shared_ptr<MailItem> Item(std::int32_t index) override {
     link_.begin("ItemCollection.Item");
     requireIndex(index, count());
+    if (link_->outboxRefused) throw MailStoreError("The outbox is full");
     return makeMemoryItem(link_, records()[static_cast<std::size_t>(index - 1)]);
   }
 
@@ -50,6 +51,7 @@ class MemoryFolder : public Folder {
   explicit MemoryFolder(MemoryLink link) : link_(std::move(link)) {}
   std::shared_ptr<ItemCollection> Items() override {
     link_.begin("Folder.Items");
+    link_->outboxRefused = link_->outboxRefused && link_->outboxFull;
     return std::make_shared<MemoryCollection>(link_);
   }
 

@@ -130,6 +130,10 @@ void MemoryMailItem::send() {
   if (!resolveAll(link_.state(), record.recipients)) {
     throw MailStoreError("One or more names could not be recognised");
   }
+  if (link_->outboxFull) {
+    link_->outboxRefused = true;
+    throw MailStoreError("The outbox is full");
+  }
   link_->outbox.push_back(toMessage(record));
   dropDraft(link_.state(), record_);
   record.place = MemoryPlace::kSent;

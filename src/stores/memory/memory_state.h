@@ -86,6 +86,8 @@ struct MemoryState : std::enable_shared_from_this<MemoryState> {
   std::vector<RecordRef> drafts;
   std::vector<MemoryMessage> outbox;
   std::uint64_t lastEntryId = 0;
+  bool outboxFull = false;
+  bool outboxRefused = false;  ///< a message, and has not been seen to take one since
 
   std::map<std::string, std::string> knownNames;  ///< by name in lower case
   std::set<std::string> unresolvable;             ///< in lower case

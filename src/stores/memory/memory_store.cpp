@@ -105,6 +105,10 @@ void MemoryStore::setVersion(const std::string& version) {
   state_->version = version;
 }
 
+void MemoryStore::setOutboxFull(bool full) {
+  state_->outboxFull = full;
+}
+
 void MemoryStore::quitApplication() {
   ++state_->era;
 }

@@ -123,6 +123,8 @@ class MemoryStore : public MailStore {
   // Troubles.
 
   void setVersion(const std::string& version);
+  /// While full, the outbox takes nothing more.
+  void setOutboxFull(bool full);
   /// The application ends: all objects obtained so far, except dictionaries, fail from now on and
   /// their events stay away. A new application can be made.
   void quitApplication();

@@ -169,11 +169,16 @@ Result<void> Journal::removed(const std::vector<std::string>& files) {
   return append(lines, false);
 }
 
+Result<void> Journal::mend() {
+  return failed_ ? append({}, true) : Result<void>();
+}
+
 Result<void> Journal::append(std::string_view lines, bool sync) {
   const bool grown = size_ > kGrowth + 2 * compactedSize_;
   auto written = intact_ && !grown ? write(lines, sync) : rewrite();
   intact_ = static_cast<bool>(written);
-  if (!intact_) file_.reset();
+  failed_ = !intact_;
+  if (failed_) file_.reset();
   return written;
 }
 

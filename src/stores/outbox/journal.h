@@ -78,6 +78,9 @@ class Journal {
   /// The files' removal is on the medium.
   Result<void> removed(const std::vector<std::string>& files);
 
+  /// Writes what could not be written so far; nothing to do where all was.
+  Result<void> mend();
+
   // A change that could not be written is nevertheless known until the program ends, and is written
   // with the next one.
 
@@ -100,6 +103,7 @@ class Journal {
   std::string path_;
   std::unique_ptr<OutputFile> file_;  ///< kept open between events
   bool intact_ = true;                ///< the file says all that is known
+  bool failed_ = false;               ///< the last change could not be written
   bool dirty_ = false;                ///< something was written since the last sync
   std::size_t size_ = 0;              ///< bytes of the file
   std::size_t compactedSize_ = 0;     ///< bytes after it was last rewritten

@@ -14,11 +14,9 @@ namespace {
 /// How many arrivals are remembered one by one; past that, listing the folder is as cheap.
 constexpr std::size_t kArrivalLimit = 4096;
 
-Result<void> writeWhole(OutputFile& file, const Outbox::Writer& write) {
-  if (auto written = write(file); !written) return written;
-  if (auto synced = file.sync(); !synced) return synced;
-  return file.close();
-}
+constexpr std::size_t kTrialBlock = std::size_t{64} << 10;
+/// Made in new/ for a moment; a leading dot says that it is no message.
+constexpr const char* kTrialName = ".trial";
 
 Error mayStillGoOut(const Error& why) {
   return {why.code, why.text + "; it may still go out"};
@@ -32,6 +30,42 @@ bool isAbsent(const Result<T>& outcome) {
 
 }  // namespace
 
+/// What a send comes to on its way.
+struct Outbox::Attempt {
+  std::uint64_t size = 0;       ///< bytes that the writer gave so far
+  bool writeFailed = false;     ///< of the file, not of what the writer reads
+  bool messageToBlame = false;  ///< the writer failed by itself
+};
+
+namespace {
+
+/// Tells a disk that does not take the bytes from a writer that has none to give.
+class WatchedFile : public OutputFile {
+ public:
+  WatchedFile(OutputFile& file, std::uint64_t& size, bool& failed)
+      : file_(file), size_(size), failed_(failed) {}
+  Result<void> write(std::string_view bytes) override {
+    size_ += bytes.size();
+    auto written = file_.write(bytes);
+    failed_ = failed_ || !written;
+    return written;
+  }
+  Result<void> sync() override { return file_.sync(); }
+  Result<void> close() override { return file_.close(); }
+
+ private:
+  OutputFile& file_;
+  std::uint64_t& size_;
+  bool& failed_;
+};
+
+Result<void> finish(OutputFile& file) {
+  if (auto synced = file.sync(); !synced) return synced;
+  return file.close();
+}
+
+}  // namespace
+
 Outbox::Outbox(FileSystem& files, const Clock& clock, RandomBytes random, std::string folder)
     : files_(files), clock_(clock), random_(std::move(random)), folder_(std::move(folder)) {}
 
@@ -41,6 +75,16 @@ std::string Outbox::path(const char* subfolder, const std::string& name) const {
 
 Result<void> Outbox::send(const std::string& entryId, const std::string& messageId,
                           const Writer& write) {
+  Attempt attempt;
+  auto sent = trySend(entryId, messageId, write, attempt);
+  const bool disk = !sent && !attempt.messageToBlame && sent.error().code != EFBIG;
+  const std::lock_guard lock(mutex_);
+  refusedSize_ = disk ? std::optional(attempt.size) : std::nullopt;
+  return sent;
+}
+
+Result<void> Outbox::trySend(const std::string& entryId, const std::string& messageId,
+                             const Writer& write, Attempt& attempt) {
   if (!entryId.empty()) {
     if (auto found = resolveDoubt(entryId); !found) return found;
     if (alreadySent(entryId)) return {};
@@ -48,7 +92,10 @@ Result<void> Outbox::send(const std::string& entryId, const std::string& message
   std::string name;
   auto file = createTmp(name);
   if (!file) return file.error();
-  auto outcome = writeWhole(**file, write);
+  WatchedFile watched(**file, attempt.size, attempt.writeFailed);
+  auto outcome = write(watched);
+  attempt.messageToBlame = !outcome && !attempt.writeFailed;
+  if (outcome) outcome = finish(**file);
   file->reset();
   const bool intended = outcome && !entryId.empty();
   if (intended) {
@@ -60,6 +107,50 @@ Result<void> Outbox::send(const std::string& entryId, const std::string& message
   if (cleared || !intended) return outcome;
   // The intent may have reached the medium, whatever was said of it.
   return mayStillGoOut(outcome.error());
+}
+
+bool Outbox::refusedByDisk() const {
+  const std::lock_guard lock(mutex_);
+  return refusedSize_.has_value();
+}
+
+Result<void> Outbox::tryDisk() {
+  std::uint64_t size = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    size = refusedSize_.value_or(0);
+  }
+  if (auto tried = tryTmp(size); !tried) return tried;
+  if (auto tried = tryNew(); !tried) return tried;
+  const std::lock_guard lock(mutex_);
+  auto mended = journal_->mend();
+  if (mended) refusedSize_.reset();
+  return mended;
+}
+
+Result<void> Outbox::tryTmp(std::uint64_t size) {
+  std::string name;
+  auto file = createTmp(name);
+  if (!file) return file.error();
+  const std::string block(kTrialBlock, '\0');
+  Result<void> outcome;
+  for (std::uint64_t left = size; outcome && left > 0;) {
+    const std::size_t now = static_cast<std::size_t>(std::min<std::uint64_t>(left, block.size()));
+    outcome = (*file)->write(std::string_view(block).substr(0, now));
+    left -= now;
+  }
+  if (outcome) outcome = finish(**file);
+  file->reset();
+  const auto removed = files_.remove(path("tmp", name));
+  return outcome ? removed : outcome;
+}
+
+Result<void> Outbox::tryNew() {
+  const std::string trial = path("new", kTrialName);
+  (void)files_.remove(trial);  // what a crash left of an earlier one
+  if (auto file = files_.create(trial); !file) return file.error();
+  if (auto removed = files_.remove(trial); !removed) return removed;
+  return files_.syncFolder(folder_ + "/new");
 }
 
 /// An intent without an end is left by a try that could not be taken back.

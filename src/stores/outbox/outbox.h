@@ -64,6 +64,16 @@ class Outbox {
   /// inbox item.
   Result<void> send(const std::string& entryId, const std::string& messageId, const Writer& write);
 
+  /// Whether the disk, and not the message, was to blame when the last send failed. To blame is
+  /// whatever fails of the outbox's own steps, be it full, broken, read-only or without rights:
+  /// they are the same for each message. The message's own are a failing writer and a size that no
+  /// file can have (EFBIG).
+  bool refusedByDisk() const;
+  /// Tries out whether the disk would take a message again: writes, syncs and removes a file as
+  /// large as the refused one, looks whether new/ takes names, and brings the journal up to date.
+  /// Fails with what the disk says.
+  Result<void> tryDisk();
+
   /// The Message-ID that an earlier try to forward the entry had chosen, for the next one to take.
   std::optional<std::string> intendedMessageId(const std::string& entryId) const;
 
@@ -126,6 +136,12 @@ class Outbox {
   void clearTmp(const std::set<std::string>& left);
   void removeDelivered();
 
+  struct Attempt;
+  Result<void> trySend(const std::string& entryId, const std::string& messageId,
+                       const Writer& write, Attempt& attempt);
+  Result<void> tryTmp(std::uint64_t size);
+  Result<void> tryNew();
+
   std::string path(const char* subfolder, const std::string& name) const;
   std::string nextName();
   Result<std::unique_ptr<OutputFile>> createTmp(std::string& name);
@@ -144,7 +160,8 @@ class Outbox {
   mutable std::mutex mutex_;  ///< for all below
   std::unique_ptr<Journal> journal_;
   std::uint64_t counter_ = 0;
-  std::set<std::string> busy_;  ///< on their way in, or claimed
+  std::optional<std::uint64_t> refusedSize_;  ///< bytes of the message that the disk refused
+  std::set<std::string> busy_;                ///< on their way in, or claimed
   std::vector<WaitingMessage> arrivals_;
   bool arrivalsLost_ = true;  ///< the folder was never listed
   std::vector<std::string> removed_;

@@ -165,6 +165,20 @@ TEST_F(JournalTest, AFailedWriteIsMadeUpForByTheNextOne) {
   }
 }
 
+TEST_F(JournalTest, WhatCouldNotBeWrittenIsWrittenWhenItIsMended) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("entry", "id", "file"));
+  files.reset();
+  ASSERT_TRUE(journal->mend());
+  EXPECT_EQ(files.steps(), 0u) << "there is nothing to mend";
+  files.failFromStep(1, ENOSPC);
+  EXPECT_FALSE(journal->done("file"));
+  EXPECT_FALSE(journal->mend());
+  files.reset();
+  ASSERT_TRUE(journal->mend());
+  EXPECT_EQ(open()->find("entry")->state, State::kSent);
+}
+
 TEST_F(JournalTest, AnIntentThatCouldNotBeWrittenIsVoidAndKeepsItsMessageId) {
   const auto journal = open();
   ASSERT_TRUE(journal->intend("other", "id0", "file0"));

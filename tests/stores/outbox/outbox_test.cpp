@@ -302,6 +302,83 @@ TEST_F(OutboxTest, AnyOneAndAnyTwoFailingStepsOfASendLoseNothingAndDoubleNothing
   EXPECT_EQ(tried, kSteps * (kSteps + 1) / 2);
 }
 
+TEST_F(OutboxTest, WhatFailsOfItsOwnStepsBlamesTheDiskAndAFailingWriterTheMessage) {
+  for (const int code : {ENOSPC, EDQUOT, EROFS, EIO, EACCES}) {
+    for (std::size_t step = 1; step <= kRenameStep + 1; ++step) {
+      OutboxWorld fresh;
+      auto outbox = fresh.open();
+      ASSERT_TRUE(outbox->send("first", "id0", writes("x")));
+      ASSERT_TRUE(outbox->send("second", "id0", writes("x")));
+      fresh.files.reset();
+      fresh.files.failStep(step, code);
+      EXPECT_FALSE(outbox->send("entry", "id1", writes("x"))) << step;
+      EXPECT_TRUE(outbox->refusedByDisk()) << step;
+      ASSERT_TRUE(outbox->tryDisk());
+      EXPECT_FALSE(outbox->refusedByDisk());
+    }
+  }
+  const auto outbox = world.open();
+  EXPECT_FALSE(outbox->send("entry", "id", [](OutputFile&) -> Result<void> {
+    return Error{EIO, "the source cannot be read"};
+  }));
+  EXPECT_FALSE(outbox->refusedByDisk());
+  world.files.reset();
+  world.files.failStep(2, EFBIG);
+  EXPECT_FALSE(outbox->send("entry", "id", writes("more than a file can hold")));
+  EXPECT_FALSE(outbox->refusedByDisk());
+}
+
+TEST_F(OutboxTest, TheDiskIsTriedWithAsManyBytesAsItRefusedAndNothingStays) {
+  const auto outbox = world.open();
+  world.files.reset();
+  world.files.failStep(3, ENOSPC);
+  EXPECT_FALSE(outbox->send("entry", "id", [](OutputFile& file) -> Result<void> {
+    if (auto written = file.write(std::string(100'000, 'x')); !written) return written;
+    return file.write(std::string(50'000, 'x'));
+  }));
+  world.files.reset();
+  ASSERT_TRUE(outbox->tryDisk());
+  std::size_t bytes = 0;
+  for (const std::string& step : world.files.record()) {
+    if (step.starts_with("write " + world.folder + "/tmp/")) {
+      bytes += std::stoul(step.substr(step.rfind(' ')));
+    }
+  }
+  EXPECT_EQ(bytes, 150'000u);
+  EXPECT_THAT(world.names("tmp"), IsEmpty());
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST_F(OutboxTest, ATrialFailsWithAnyOfItsStepsAndSucceedsWhenAllDo) {
+  auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("first", "id0", writes("x")));
+  std::size_t failed = 0;
+  for (std::size_t step = 1;; ++step) {
+    world.files.reset();
+    // The journal cannot be written, which leaves it something to make up for.
+    world.files.refused = [&](const std::string& what) {
+      return what.find(world.journal) != std::string::npos;
+    };
+    ASSERT_FALSE(outbox->send("entry", "id1", writes("xyz")));
+    world.files.refused = nullptr;
+    world.files.reset();
+    world.files.failStep(step, ENOSPC);
+    const auto tried = outbox->tryDisk();
+    EXPECT_EQ(outbox->refusedByDisk(), !tried) << step;
+    if (world.files.steps() < step) {
+      ASSERT_TRUE(tried);
+      break;
+    }
+    if (!tried) ++failed;
+  }
+  EXPECT_GE(failed, 13u);
+  outbox.reset();
+  world.files.reset();
+  outbox = world.open();  // what could not be removed is cleared away
+  EXPECT_THAT(world.names("tmp"), IsEmpty());
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+}
+
 TEST_F(OutboxTest, AFileInThePlaceOfNewIsAFailedSendAndLosesNothing) {
   auto outbox = world.open();
   std::filesystem::remove(world.folder + "/new");
