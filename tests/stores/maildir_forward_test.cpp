@@ -255,6 +255,29 @@ TEST_F(MaildirForwardTest, AJournalEntryOfAMessageThatLeftTheInboxIsDropped) {
   EXPECT_EQ(house.unread()->Count(), 1) << "whoever brings it back as new mail wants it seen";
 }
 
+TEST_F(MaildirForwardTest, AForwardIsSettledOnlyWhenBothFoldersOfItsMarkWereSynced) {
+  const std::string journal = house.settings.outbox + "/journal";
+  for (const std::string part : {"cur", "new"}) {
+    received({}, "170000000" + std::to_string(house.outbox().size()) + ".a");
+    house.forward(house.unread()->Item(1));
+    const auto settledLines = [&] {
+      const std::string text = readBytes(journal);
+      std::size_t count = 0;
+      for (std::size_t at = 0; (at = text.find(" settled ", at)) != text.npos; ++at) ++count;
+      return count;
+    };
+    const std::size_t before = settledLines();
+    house.disk.refused = [&](const std::string& step) {
+      return step == "syncFolder " + house.maildir + "/" + part;
+    };
+    EXPECT_EQ(house.unread()->Count(), 0);
+    EXPECT_EQ(settledLines(), before) << part;
+    house.disk.refused = nullptr;
+    EXPECT_EQ(house.unread()->Count(), 0);
+    EXPECT_EQ(settledLines(), before + 1) << part;
+  }
+}
+
 // A listing may miss a message that is being renamed.
 TEST_F(MaildirForwardTest, AForwardedMessageMissedByOneListingStaysForwarded) {
   received();

@@ -311,11 +311,12 @@ Result<void> Outbox::delivered(const Claim& claim) {
 
 Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
   const std::string target = path("failed", claim.name());
-  const auto told = replaceFile(files_, target + ".txt", words + "\n");
-  auto moved = files_.rename(pathOf(claim), target);
-  if (moved) moved = files_.syncFolder(folder_ + "/failed");
-  if (moved) moved = files_.syncFolder(folder_ + "/new");
-  return moved ? told : moved;
+  (void)replaceFile(files_, target + ".txt", words + "\n");
+  if (auto moved = files_.rename(pathOf(claim), target); !moved) return moved;
+  // Its new name comes first, so that a power cut leaves it with two names rather than with none.
+  // Where it gets its old one back it is refused once more.
+  if (files_.syncFolder(folder_ + "/failed")) (void)files_.syncFolder(folder_ + "/new");
+  return {};
 }
 
 Result<void> Outbox::finishDeliveries() {

@@ -120,7 +120,8 @@ class Outbox {
   /// The message was handed over: notes that durably, then removes it. Whatever fails, it is not
   /// handed out again by this object.
   Result<void> delivered(const Claim& claim);
-  /// The message was refused for good: moves it to failed/, with `words` beside it in FILE.txt.
+  /// The message was refused for good: moves it to failed/, with `words` beside it in FILE.txt as
+  /// far as the disk takes them. Fails where the message is still in new/.
   Result<void> refuse(const Claim& claim, const std::string& words);
   /// Makes the removals since the last call durable and forgets them. Once after a series.
   Result<void> finishDeliveries();

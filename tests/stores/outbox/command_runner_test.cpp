@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "stores/outbox/delivery/posix_command_runner.h"
@@ -23,6 +24,14 @@ using testing::HasSubstr;
 using testing::SizeIs;
 
 constexpr milliseconds kLong = std::chrono::hours{1};
+
+/// A process is dead at once, and gone as soon as somebody has taken note. That may happen between
+/// any two calls here, also between opening its file and reading it.
+bool isDead(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  return !std::getline(status, line) || line.find(") Z ") != line.npos;
+}
 
 class CommandRunnerTest : public testing::Test {
  protected:
@@ -118,12 +127,7 @@ TEST_F(CommandRunnerTest, OneThatHangsIsEndedWithItsChildrenWhenTheTimeHasPassed
                                 "x", kLong, {});
   EXPECT_EQ(result.end, End::kTimedOut);
   const pid_t child = std::stoi(readBytes(temp.path("child")));
-  // It is dead at once, and gone as soon as somebody has taken note.
-  while (::kill(child, 0) == 0) {
-    const std::string state = "/proc/" + std::to_string(child) + "/stat";
-    if (!std::filesystem::exists(state) || readBytes(state).find(" Z ") != std::string::npos) break;
-    std::this_thread::yield();
-  }
+  while (!isDead(child)) std::this_thread::yield();
 }
 
 TEST_F(CommandRunnerTest, AStopEndsACommandThatHasNotAllItsInputAtOnce) {

@@ -263,20 +263,51 @@ TEST_F(DeliveryWorkerTest, HostileNamesAndThingsInNewDoNoHarm) {
 }
 
 TEST_F(DeliveryWorkerTest, AFileThatCannotBeReadIsKeptAndTheRestGoesOn) {
-  world.put("new", "1.unreadable", mail("secret"));
+  send("one");
   send("two");
-  // Unreadable for root too: no longer a regular file once it was listed.
-  transport.onDeliver = [&](std::stop_token) {
-    std::filesystem::remove(world.folder + "/new/1.unreadable");
-    std::filesystem::create_directory(world.folder + "/new/1.unreadable");
+  send("three");
+  const std::string first = world.names("new")[0];
+  world.files.refused = [&](const std::string& step) {
+    return step == "open " + world.folder + "/new/" + first;
   };
-  std::filesystem::last_write_time(
-      world.folder + "/new/1.unreadable",
-      std::filesystem::file_time_type::clock::now() + std::chrono::hours{1});
+  EXPECT_TRUE(flush());
+  EXPECT_THAT(take(), ElementsAre("two", "three"));
+  EXPECT_THAT(world.names("new"), ElementsAre(first));
+  ASSERT_THAT(notices, SizeIs(3));
+  EXPECT_THAT(notices[0], HasSubstr("Kept for a later try: \"" + first + "\": Injected fault"));
+  world.files.refused = nullptr;
+  world.clock.advance(minutes{1});
+  EXPECT_TRUE(flush());
+  EXPECT_THAT(take(), ElementsAre("one"));
+}
+
+TEST_F(DeliveryWorkerTest, ARefusedMessageThatCannotBeMovedAsideIsKeptAndRefusedLater) {
+  transport.answer = [](const std::string&) { return Outcome{Kind::kPermanent, "550 no", false}; };
+  send("one");
+  world.files.refused = [&](const std::string& step) {
+    return step.starts_with("rename " + world.folder + "/new/");
+  };
   flush();
-  EXPECT_THAT(transport.subjects, ElementsAre("two"));
-  ASSERT_THAT(notices, SizeIs(2));
-  EXPECT_THAT(notices[1], HasSubstr("Kept for a later try: \"1.unreadable\""));
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+  ASSERT_THAT(notices, SizeIs(1));
+  EXPECT_THAT(notices[0], HasSubstr("Kept for a later try: \"one\": 550 no; Injected fault"));
+  world.files.refused = nullptr;
+  world.clock.advance(minutes{1});
+  flush();
+  EXPECT_THAT(world.names("new"), IsEmpty());
+  EXPECT_THAT(notices.back(), HasSubstr("Refused for good: \"one\": 550 no"));
+}
+
+TEST_F(DeliveryWorkerTest, ARefusedMessageThatWasMovedAsideIsSaidToBeThereWhateverElseFails) {
+  transport.answer = [](const std::string&) { return Outcome{Kind::kPermanent, "550 no", false}; };
+  send("one");
+  world.files.refused = [&](const std::string& step) {
+    return step.find(".txt") != step.npos || step == "syncFolder " + world.folder + "/failed";
+  };
+  flush();
+  EXPECT_THAT(world.names("failed"), SizeIs(1));
+  ASSERT_THAT(notices, SizeIs(1));
+  EXPECT_THAT(notices[0], HasSubstr("Refused for good: \"one\": 550 no"));
 }
 
 TEST_F(DeliveryWorkerTest, AFileThatVanishedIsForgotten) {

@@ -100,6 +100,40 @@ TEST_F(JournalTest, AnIntentIsOnTheMediumWhenTheCallReturnsAndDoneCostsNoSync) {
   EXPECT_THAT(files.record()[3], HasSubstr("write " + path));
 }
 
+TEST_F(JournalTest, AnOrderlyEndSyncsOnceWhatWasWrittenWithoutASync) {
+  {
+    const auto journal = open();
+    ASSERT_TRUE(journal->intend("entry", "id", "file"));
+    ASSERT_TRUE(journal->intend("other", "id", "file2"));
+    ASSERT_TRUE(journal->done("file"));
+    ASSERT_TRUE(journal->settle("entry"));
+    files.reset();
+  }
+  EXPECT_THAT(files.record(), ElementsAre("sync " + path));
+  files.reset();
+  {
+    const auto journal = open();
+    ASSERT_TRUE(journal->deliver("file2"));
+    files.reset();
+  }
+  EXPECT_THAT(files.record(), IsEmpty()) << "all was on the medium";
+}
+
+TEST_F(JournalTest, ASettlementThatCouldNotBeWrittenIsReportedAndMadeUpForByTheNextChange) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("entry", "id", "file"));
+  ASSERT_TRUE(journal->done("file"));
+  files.reset();
+  files.failStep(1, ENOSPC);
+  const auto settled = journal->settle("entry");
+  ASSERT_FALSE(settled);
+  EXPECT_EQ(settled.error().code, ENOSPC);
+  EXPECT_FALSE(journal->find("entry"));
+  EXPECT_TRUE(open()->find("entry")) << "the file does not know it yet";
+  ASSERT_TRUE(journal->intend("next", "id2", "file2"));
+  EXPECT_FALSE(open()->find("entry"));
+}
+
 TEST_F(JournalTest, TheLatestIntentOfAnEntryCounts) {
   const auto journal = open();
   ASSERT_TRUE(journal->intend("entry", "id", "old"));

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <filesystem>
@@ -505,6 +506,42 @@ TEST_F(OutboxTest, ARefusedMessageMovesAsideWithTheWordsBesideIt) {
   EXPECT_EQ(world.bytesOf("failed", name), "message");
   EXPECT_EQ(world.bytesOf("failed", name + ".txt"), "550 no such user\n");
   EXPECT_TRUE(outbox->alreadySent("a"));
+}
+
+TEST_F(OutboxTest, ARefusalTakesItsSyncsInAnOrderThatSurvivesACrash) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("a", "id1", writes("message")));
+  const std::string name = world.names("new")[0];
+  const std::string failed = world.folder + "/failed";
+  world.files.reset();
+  const auto claim = outbox->claim(name);
+  ASSERT_TRUE(outbox->refuse(*claim, "550 no"));
+  const std::string note = failed + '/' + name + ".txt";
+  EXPECT_THAT(world.files.record(),
+              ElementsAre("create " + note + ".1.tmp", StartsWith("write " + note + ".1.tmp"),
+                          "sync " + note + ".1.tmp", "close " + note + ".1.tmp",
+                          "rename " + note + ".1.tmp " + note, "syncFolder " + failed,
+                          "rename " + world.folder + "/new/" + name + ' ' + failed + '/' + name,
+                          "syncFolder " + failed, "syncFolder " + world.folder + "/new"));
+}
+
+TEST_F(OutboxTest, ARefusalThatCouldNotBeMovedAsideIsNotReportedAsDoneAndOneThatWasIs) {
+  for (std::size_t step = 1; step <= 9; ++step) {
+    SCOPED_TRACE(step);
+    OutboxWorld fresh;
+    const auto outbox = fresh.open();
+    ASSERT_TRUE(outbox->send("a", "id1", writes("message")));
+    const std::string name = fresh.names("new")[0];
+    fresh.files.reset();
+    fresh.files.failStep(step, EIO);
+    const auto claim = outbox->claim(name);
+    const auto refused = outbox->refuse(*claim, "550 no");
+    EXPECT_EQ(static_cast<bool>(refused), step != kRenameStep);
+    EXPECT_EQ(fresh.names("new").size(), refused ? 0u : 1u);
+    const auto failed = fresh.names("failed");
+    EXPECT_EQ(std::count(failed.begin(), failed.end(), name), refused ? 1 : 0);
+    EXPECT_EQ(std::count(failed.begin(), failed.end(), name + ".txt"), step > 5 ? 1 : 0);
+  }
 }
 
 }  // namespace

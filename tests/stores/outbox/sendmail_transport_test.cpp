@@ -81,17 +81,28 @@ TEST(SendmailTransport, EveryExitStatusHasItsMeaning) {
 TEST(SendmailTransport, OtherEndsAreTemporaryAndSaySo) {
   const auto killed = outcomeOf({End::kKilled, 9, {}}, "/bin/mta");
   EXPECT_EQ(killed.kind, Kind::kTemporary);
-  EXPECT_THAT(killed.words, HasSubstr("signal 9"));
+  EXPECT_FALSE(killed.everything);
+  EXPECT_EQ(killed.words, "/bin/mta was ended by signal 9");
   const auto late = outcomeOf({End::kTimedOut, 0, "connecting"}, "/bin/mta");
   EXPECT_EQ(late.kind, Kind::kTemporary);
   EXPECT_TRUE(late.everything);
-  EXPECT_THAT(late.words, HasSubstr("connecting"));
+  EXPECT_EQ(late.words, "connecting (/bin/mta did not end in time)");
   const auto missing = outcomeOf({End::kNotStarted, ENOENT, {}}, "/bin/mta");
   EXPECT_EQ(missing.kind, Kind::kTemporary);
   EXPECT_TRUE(missing.everything);
-  EXPECT_THAT(missing.words, HasSubstr("No such file"));
-  EXPECT_EQ(outcomeOf({End::kNotStarted, E2BIG, {}}, "/bin/mta").kind, Kind::kPermanent);
+  EXPECT_EQ(missing.words, "/bin/mta cannot be started: No such file or directory");
+  const auto tooMany = outcomeOf({End::kNotStarted, E2BIG, {}}, "/bin/mta");
+  EXPECT_EQ(tooMany.kind, Kind::kPermanent);
+  EXPECT_EQ(tooMany.words, "/bin/mta cannot be started: Argument list too long");
   EXPECT_EQ(outcomeOf({End::kCancelled, 0, {}}, "/bin/mta").kind, Kind::kCancelled);
+}
+
+TEST(SendmailTransport, AnExitStatusIsToldWithWhatWasPrintedBeforeItOrAlone) {
+  EXPECT_EQ(outcomeOf({End::kExited, 67, " 550 no\nsuch user \n"}, "/bin/mta").words,
+            "550 no\nsuch user (/bin/mta ended with status 67: a recipient is unknown)");
+  EXPECT_EQ(outcomeOf({End::kExited, 75, {}}, "/bin/mta").words,
+            "/bin/mta ended with status 75: temporary failure");
+  EXPECT_EQ(outcomeOf({End::kExited, 5, {}}, "/bin/mta").words, "/bin/mta ended with status 5");
 }
 
 TEST(SplitCommand, TakesArgumentsApartAtBlanks) {
@@ -106,7 +117,11 @@ TEST(SplitCommand, RefusesWhatIsNoFullPath) {
         std::string("~/sendmail"), std::string("/bin/a\0b", 8)}) {
     const auto parts = splitCommand(command);
     ASSERT_FALSE(parts) << command;
-    EXPECT_THAT(parts.error().text, HasSubstr("delivery command"));
+    const bool empty = command.find_first_not_of(' ') == command.npos;
+    EXPECT_EQ(parts.error().text, empty ? "The delivery command is empty"
+                                        : "The delivery command must begin with a full path, such "
+                                          "as /usr/sbin/sendmail: " +
+                                              command);
   }
 }
 
