@@ -75,6 +75,13 @@ class FileSystem {
   /// and without waiting for a peer.
   virtual Result<std::unique_ptr<InputFile>> open(const std::string& path) = 0;
 
+  /// An error where the permissions of a file, a link followed, do not let the user change it; a
+  /// rename over it would not ask them. Nobody may change a file that has no right to write at all,
+  /// not even the superuser, who could.
+  virtual Result<void> mayWrite(const std::string& file) {
+    static_cast<void>(file);
+    return {};
+  }
   /// Makes a new file, readable and writable by its owner alone; EEXIST where the name is taken.
   virtual Result<std::unique_ptr<OutputFile>> create(const std::string& path) = 0;
   /// Opens a file for writing at its end, making it (owner alone) where there is none.

@@ -29,7 +29,14 @@ bool fileExists(FileSystem& files, const std::string& path) {
 clsPref::clsPref(PrefWorld world) : world_(std::move(world)) {}
 
 std::string clsPref::GetPrefIniFname() {
-  return locatePreferenceFile({world_.files, world_.profiles, world_.folders, world_.osVersion});
+  std::string file =
+      locatePreferenceFile({world_.files, world_.profiles, world_.folders, world_.osVersion});
+  const bool former = !file.empty() && file == GetOldPrefIniFname();
+  if (former && !std::exchange(toldOfFormerPlace_, true)) {
+    world_.log("The preferences are kept in " + file + ", because " +
+               currentPreferenceFile(world_.folders) + " cannot take their place");
+  }
+  return file;
 }
 
 std::string clsPref::GetOldPrefIniFname() const {

@@ -61,7 +61,7 @@ class clsPref {
   PreferenceFields& fields() { return fields_; }
 
   /// Where the settings are kept. Moves a former file into place first; the former file's path when
-  /// the folder cannot be made or the file cannot be moved.
+  /// the folder cannot be made or the file cannot be moved, which the log tells once.
   std::string GetPrefIniFname();
   std::string GetOldPrefIniFname() const;
   /// Fills every field from the file; a missing file gives the defaults. Returns 1.
@@ -137,6 +137,7 @@ class clsPref {
   FoldedList senders_;
   PrefForms* forms_ = nullptr;
   std::string lastReason_;
+  bool toldOfFormerPlace_ = false;
 };
 
 }  // namespace relaybird

@@ -55,6 +55,18 @@ TEST_F(PosixFiles, InspectTellsTypeSizeAndTimeAndDoesNotFollowLinks) {
   EXPECT_EQ(codeOf(files.inspect(temp.path("missing"))), ENOENT);
 }
 
+TEST_F(PosixFiles, AFileWithoutTheRightToWriteMayNotBeChangedEvenByTheSuperuser) {
+  writeBytes(temp.path("file"), "12345");
+  fs::create_symlink("file", temp.path("link"));
+  EXPECT_TRUE(files.mayWrite(temp.path("file")));
+  EXPECT_TRUE(files.mayWrite(temp.path("link")));
+  ASSERT_EQ(::chmod(temp.path("file").c_str(), 0444), 0);
+  EXPECT_EQ(codeOf(files.mayWrite(temp.path("file"))), EACCES);
+  EXPECT_EQ(codeOf(files.mayWrite(temp.path("link"))), EACCES);
+  EXPECT_EQ(codeOf(files.mayWrite(temp.path("missing"))), ENOENT);
+  EXPECT_EQ(codeOf(files.mayWrite("a\0b"s)), EINVAL);
+}
+
 TEST_F(PosixFiles, ErrorsNameTheFileAndTheReason) {
   const auto missing = files.open(temp.path("missing"));
   ASSERT_FALSE(missing);

@@ -152,6 +152,23 @@ TEST_F(ProfileFileTest, ValuesAreCutToTheBuffer) {
   EXPECT_EQ(get("S", "b", text).size(), 254u);
 }
 
+TEST_F(ProfileFileTest, AReadOnlyFileIsRefusedInWordsAndNeverReplaced) {
+  writeBytes(file, "[S]\r\na=1\r\n");
+  ASSERT_EQ(::chmod(file.c_str(), 0400), 0);
+  const auto writer = profiles.write(file);
+  EXPECT_TRUE(writer->set("S", "a", "2"));
+  EXPECT_FALSE(writer->commit());
+  EXPECT_EQ(writer->error(), "Cannot write to " + file + ": it is read-only");
+  EXPECT_EQ(get("S", "a"), "1");
+  // What is there already needs no writing.
+  const auto same = profiles.write(file);
+  EXPECT_TRUE(same->set("S", "a", "1"));
+  EXPECT_TRUE(same->commit());
+  ASSERT_EQ(::chmod(file.c_str(), 0600), 0);
+  EXPECT_TRUE(writer->commit());
+  EXPECT_EQ(get("S", "a"), "2");
+}
+
 TEST_F(ProfileFileTest, TheBufferHoldsCharactersAndNoneIsCut) {
   writeBytes(file, "[S]\r\na=\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z\r\nb=\xE4\xF6\xFC\r\n");
   EXPECT_EQ(get("S", "a", "", 2), "\xC3\xA4");

@@ -20,9 +20,10 @@ class FakeFiles : public FileSystem {
     FileType type = FileType::kRegular;
     std::string bytes;
     bool ownerOnly = false;
+    bool readOnly = false;
   };
 
-  std::map<std::string, Entry> entries{{"/", {FileType::kFolder, "", false}}};
+  std::map<std::string, Entry> entries{{"/", {FileType::kFolder, "", false, false}}};
   /// Every call that changes something, "rename /a /b", in order.
   std::vector<std::string> changes;
   /// What is below this folder is on a file system of its own.
@@ -30,9 +31,13 @@ class FakeFiles : public FileSystem {
   /// Asked before every call, changes and others ("open /a"): the error number to fail with, or 0.
   std::function<int(const std::string& call)> fault = [](const std::string&) { return 0; };
 
-  void addFolder(const std::string& path) { entries[path] = {FileType::kFolder, "", false}; }
+  void addFolder(const std::string& path) { entries[path] = {FileType::kFolder, "", false, false}; }
   void addFile(const std::string& path, const std::string& bytes) {
-    entries[path] = {FileType::kRegular, bytes, false};
+    entries[path] = {FileType::kRegular, bytes, false, false};
+  }
+  /// `target` is a whole path.
+  void addLink(const std::string& path, const std::string& target) {
+    entries[path] = {FileType::kLink, target, false, false};
   }
   bool has(const std::string& path) const { return entries.count(path) != 0; }
   std::string bytes(const std::string& path) const {
@@ -54,6 +59,19 @@ class FakeFiles : public FileSystem {
     info.type = found->second.type;
     info.size = found->second.bytes.size();
     return info;
+  }
+
+  Result<std::string> resolve(const std::string& path) override {
+    const auto found = entries.find(path);
+    const bool isLink = found != entries.end() && found->second.type == FileType::kLink;
+    return isLink ? resolve(found->second.bytes) : path;
+  }
+
+  Result<void> mayWrite(const std::string& file) override {
+    const auto found = entries.find(*resolve(file));
+    if (found == entries.end()) return failure(ENOENT, file);
+    if (found->second.readOnly) return failure(EACCES, file);
+    return {};
   }
 
   Result<std::vector<FolderEntry>> list(const std::string& folder) override {
@@ -78,7 +96,7 @@ class FakeFiles : public FileSystem {
     if (const int code = change("create " + path)) return failure(code, path);
     if (has(path)) return failure(EEXIST, path);
     if (!has(parentFolder(path))) return failure(ENOENT, path);
-    entries[path] = {FileType::kRegular, "", true};
+    entries[path] = {FileType::kRegular, "", true, false};
     return std::unique_ptr<OutputFile>(new Output(*this, path));
   }
 
@@ -107,7 +125,7 @@ class FakeFiles : public FileSystem {
     if (const int code = change("createFolder " + folder)) return failure(code, folder);
     if (has(folder)) return failure(EEXIST, folder);
     if (!has(parentFolder(folder))) return failure(ENOENT, folder);
-    entries[folder] = {FileType::kFolder, "", true};
+    entries[folder] = {FileType::kFolder, "", true, false};
     return {};
   }
 

@@ -156,6 +156,81 @@ TEST_F(PreferenceLocation, TheHelpProgramsMemoryIsNoFormerFile) {
   EXPECT_EQ(bench.files.bytes("/windows/rbx.ini"), "memory");
 }
 
+// Only in the Windows folder does the help program keep a file of that name.
+TEST_F(PreferenceLocation, AFormerFileWithTheHelpKeyAloneIsMovedLikeAnyOther) {
+  addCurrent();
+  bench.files.addFile(kFormerFile, "former");
+  bench.profiles["strHelpFileLocation"] = "/opt/rbx.chm";
+  EXPECT_EQ(bench.prefs.GetPrefIniFname(), kCurrentFile);
+  EXPECT_EQ(bench.files.bytes(kCurrentFile), "former");
+  EXPECT_FALSE(bench.files.has(kFormerFile));
+}
+
+TEST_F(PreferenceLocation, AFormerFileThatIsALinkIsMovedToo) {
+  for (const bool replaces : {false, true}) {
+    PrefBench other;
+    if (replaces) {
+      other.files.addFolder("/home/ann/.config/rbx");
+      other.files.addFile(kCurrentFile, "current");
+    }
+    other.files.addFile("/home/ann/dotfiles", "former");
+    other.files.addLink(kFormerFile, "/home/ann/dotfiles");
+    EXPECT_EQ(other.prefs.GetPrefIniFname(), kCurrentFile);
+    EXPECT_EQ(other.files.bytes(kCurrentFile), "former");
+    EXPECT_TRUE(other.files.entries[kCurrentFile].ownerOnly);
+    EXPECT_FALSE(other.files.has(kFormerFile));
+    EXPECT_EQ(other.files.bytes("/home/ann/dotfiles"), "former");
+  }
+}
+
+TEST_F(PreferenceLocation, ALinkToTheCurrentFileGoesAndTheFileStays) {
+  addCurrent();
+  bench.files.addLink(kFormerFile, kCurrentFile);
+  EXPECT_EQ(bench.prefs.GetPrefIniFname(), kCurrentFile);
+  EXPECT_EQ(bench.files.bytes(kCurrentFile), "current");
+  EXPECT_FALSE(bench.files.has(kFormerFile));
+}
+
+TEST_F(PreferenceLocation, ALinkToNothingOrToAFolderIsNoFormerFile) {
+  addCurrent();
+  for (const char* nowhere : {"/home/ann/gone", "/home/ann"}) {
+    bench.files.addLink(kFormerFile, nowhere);
+    EXPECT_EQ(bench.prefs.GetPrefIniFname(), kCurrentFile);
+    EXPECT_EQ(bench.files.bytes(kCurrentFile), "current");
+    EXPECT_TRUE(bench.files.has(kFormerFile));
+  }
+}
+
+TEST_F(PreferenceLocation, ALinkThatCannotBeRemovedStaysInUseAndTheCurrentFileComesBack) {
+  addCurrent();
+  bench.files.addFile("/home/ann/dotfiles", "former");
+  bench.files.addLink(kFormerFile, "/home/ann/dotfiles");
+  bench.files.failCallsWith(std::string("remove ") + kFormerFile, EROFS);
+  EXPECT_EQ(bench.prefs.GetPrefIniFname(), kFormerFile);
+  EXPECT_EQ(bench.files.bytes(kCurrentFile), "current");
+}
+
+TEST_F(PreferenceLocation, AReadOnlyCurrentFileIsNotReplacedByAFormerOneAndTheLogSaysSoOnce) {
+  addCurrent();
+  bench.files.entries[kCurrentFile].readOnly = true;
+  bench.files.addFile(kFormerFile, "former");
+  EXPECT_EQ(bench.prefs.GetPrefIniFname(), kFormerFile);
+  EXPECT_EQ(bench.prefs.GetPrefIniFname(), kFormerFile);
+  EXPECT_EQ(bench.files.bytes(kCurrentFile), "current");
+  EXPECT_EQ(bench.files.bytes(kFormerFile), "former");
+  EXPECT_EQ(bench.log,
+            std::vector<std::string>{std::string("The preferences are kept in ") + kFormerFile +
+                                     ", because " + kCurrentFile + " cannot take their place"});
+}
+
+TEST_F(PreferenceLocation, AReadOnlyFormerFileIsMovedAsItIs) {
+  bench.files.addFile(kFormerFile, "former");
+  bench.files.entries[kFormerFile].readOnly = true;
+  EXPECT_EQ(bench.prefs.GetPrefIniFname(), kCurrentFile);
+  EXPECT_TRUE(bench.files.entries[kCurrentFile].readOnly);
+  EXPECT_EQ(bench.files.bytes(kCurrentFile), "former");
+}
+
 TEST_F(PreferenceLocation, SettingsInTheWindowsFolderAreAFormerFile) {
   for (const char* key : std::vector<const char*>{"mbolBcc", "mstrFwdToAddress_num", nullptr}) {
     PrefBench other;

@@ -54,6 +54,7 @@ class FaultyFileSystem : public FileSystem {
     return real_.inspect(path);
   }
   Result<std::string> resolve(const std::string& path) override { return real_.resolve(path); }
+  Result<void> mayWrite(const std::string& file) override { return real_.mayWrite(file); }
   Result<std::vector<FolderEntry>> list(const std::string& folder) override {
     if (auto error = refusal("list " + folder)) return *error;
     return real_.list(folder);

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -84,6 +85,16 @@ Result<std::string> PosixFileSystem::resolve(const std::string& path) {
   if (real) return std::string(real.get());
   if (errno == ENOENT) return path;
   return systemError("find " + path, errno);
+}
+
+Result<void> PosixFileSystem::mayWrite(const std::string& file) {
+  const std::string what = "write to " + file;
+  struct stat status {};
+  if (holdsNul(file)) return systemError(what, EINVAL);
+  if (::stat(file.c_str(), &status) != 0) return systemError(what, errno);
+  if ((status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) return systemError(what, EACCES);
+  if (::faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) != 0) return systemError(what, errno);
+  return {};
 }
 
 Result<std::vector<FolderEntry>> PosixFileSystem::list(const std::string& folder) {

@@ -18,6 +18,7 @@ class PosixFileSystem : public FileSystem {
 
   Result<FileInfo> inspect(const std::string& path) override;
   Result<std::string> resolve(const std::string& path) override;
+  Result<void> mayWrite(const std::string& file) override;
   Result<std::vector<FolderEntry>> list(const std::string& folder) override;
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override;
   Result<std::unique_ptr<OutputFile>> create(const std::string& path) override;

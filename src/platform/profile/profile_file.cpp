@@ -113,6 +113,11 @@ class CollectingWriter : public ProfileWriter {
     // Also where nothing is to be written the name may not be on the medium yet, when it was just
     // that which failed last time.
     if (*updated == *bytes) return files_.syncFolder(folder);
+    // To put a new file in its place would need the folder's leave alone.
+    const auto allowed = files_.mayWrite(file_);
+    if (!allowed && allowed.error().code != ENOENT) {
+      return Error{allowed.error().code, "Cannot write to " + file_ + ": it is read-only"};
+    }
     removeLeftovers();
     return replaceFile(files_, file_, *updated);
   }

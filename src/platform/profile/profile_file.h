@@ -28,7 +28,8 @@ class ProfileFile : public ProfileStrings {
   /// Collects; only commit() touches the disk. It holds the lock of the file's folder while it
   /// reads the file afresh, applies what was set and replaces it, so that keys which another
   /// process has written since stay. When it fails the old file is whole and what was set is kept,
-  /// so that commit() may be called again. Setting the values that are there writes nothing.
+  /// so that commit() may be called again. A file that is read-only is never replaced. Setting the
+  /// values that are there writes nothing.
   std::unique_ptr<ProfileWriter> write(const std::string& file) override;
 
  private:

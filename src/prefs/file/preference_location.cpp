@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "platform/system/folder_check.h"
 #include "prefs/file/preference_file.h"
@@ -32,6 +33,22 @@ bool isFile(FileSystem& files, const std::string& path) {
   return info && info->type == FileType::kRegular;
 }
 
+bool isLink(FileSystem& files, const std::string& path) {
+  const Result<FileInfo> info = files.inspect(path);
+  return info && info->type == FileType::kLink;
+}
+
+// What a link leads to; any other path is itself.
+std::string target(FileSystem& files, const std::string& path) {
+  Result<std::string> resolved = files.resolve(path);
+  return resolved ? std::move(*resolved) : path;
+}
+
+bool isReadOnly(FileSystem& files, const std::string& path) {
+  const Result<void> allowed = files.mayWrite(path);
+  return !allowed && allowed.error().code != ENOENT;
+}
+
 // The whole file or nothing: a part of it must never take the place of all.
 std::optional<std::string> wholeFile(FileSystem& files, const std::string& path) {
   const Result<FileInfo> info = files.inspect(path);
@@ -50,12 +67,14 @@ void putBack(FileSystem& files, const std::string& path, const std::optional<std
   }
 }
 
-// For a former file on another file system. It is removed only when the copy is safely on the disk.
-// One that stays would win over everything saved later, so then the copy is taken back.
+// For a former file on another file system, and for a link, which need not lead anywhere from
+// another place: what it leads to is copied, and stays. The former name is removed only when the
+// copy is safely on the disk. One that stays would win over everything saved later, so then the
+// copy is taken back.
 bool moveByCopy(FileSystem& files, const std::string& former, const std::string& current) {
   const bool replaces = isFile(files, current);
   const std::optional<std::string> replaced = replaces ? wholeFile(files, current) : std::nullopt;
-  const std::optional<std::string> bytes = wholeFile(files, former);
+  const std::optional<std::string> bytes = wholeFile(files, target(files, former));
   if (!bytes || (replaces && !replaced)) return false;
   if (!replaceFile(files, current, *bytes)) return false;
   if (files.remove(former)) return true;
@@ -64,13 +83,16 @@ bool moveByCopy(FileSystem& files, const std::string& former, const std::string&
 }
 
 // Older releases let everyone read the file. A new one in its place is its owner's alone; where it
-// cannot be written now, the next save makes it so.
+// cannot be written now, the next save makes it so. One that is read-only stays as it is.
 void makePrivate(FileSystem& files, const std::string& path) {
+  if (isReadOnly(files, path)) return;
   const std::optional<std::string> bytes = wholeFile(files, path);
   if (bytes) static_cast<void>(replaceFile(files, path, *bytes));
 }
 
 bool moveFile(FileSystem& files, const std::string& former, const std::string& current) {
+  if (isReadOnly(files, current)) return false;
+  if (isLink(files, former)) return moveByCopy(files, former, current);
   const Result<void> renamed = files.rename(former, current);
   if (renamed) {
     static_cast<void>(files.syncFolder(parentFolder(current)));
@@ -125,7 +147,8 @@ std::string locatePreferenceFile(const PreferencePlaces& places) {
   std::string former = formerPreferenceFile(places.folders, places.osVersion);
   std::string current = currentPreferenceFile(places.folders);
   if (current.empty() || !MakeFolderPath(places.files, current, kSeparator)) return former;
-  if (!isFile(places.files, former) || isHelpFileMemory(places, former)) return current;
+  const bool exists = isFile(places.files, target(places.files, former));
+  if (!exists || isHelpFileMemory(places, former)) return current;
   return moveFile(places.files, former, current) ? current : former;
 }
 

@@ -36,8 +36,9 @@ struct PreferencePlaces {
 };
 
 /// The file to use. Makes its folder; a former file that exists replaces the current one, always,
-/// and disappears. Where the folder cannot be made or the former file cannot be moved, both files
-/// are left with what they held and the former one is the file to use.
+/// and disappears; of a link, what it leads to is copied. Where the folder cannot be made, the
+/// current file is read-only or the former one cannot be moved, both are left with what they held
+/// and the former one is the file to use.
 ///
 /// In the Windows folder the help program keeps a file of the same name. One that holds its key and
 /// no setting is no former file and stays where it is.
