@@ -100,7 +100,8 @@ void ConsoleApplication::makeForms() {
                                                   notifications_,
                                                   autostart_,
                                                   core_.identity().version,
-                                                  defaultHelpFile(core_.files, programFolder())});
+                                                  defaultHelpFile(core_.files, programFolder()),
+                                                  userDecimalSeparator()});
   frmRelaybird& main = forms_->main();
   observer_ = std::make_unique<ConsoleObserver>(
       forms_->forms(),

@@ -80,7 +80,8 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
           *session_,
           *autostart_,
           identity_.version,
-          defaultHelpFile(core_->files, programFolder())};
+          defaultHelpFile(core_->files, programFolder()),
+          userDecimalSeparator()};
 }
 
 void DesktopApplication::makeForms() {

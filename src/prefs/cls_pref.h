@@ -35,6 +35,8 @@ struct PrefWorld {
   std::function<void(const std::string& line)> logVerbose = [](const std::string&) {};
   /// Words for the log: why a save failed.
   std::function<void(const std::string& words)> log = [](const std::string&) {};
+  /// What the user's numbers may have in place of the point. The file keeps the point.
+  std::string decimalSeparator = ".";
 };
 
 class PrefForms;

@@ -163,5 +163,18 @@ TEST(TextHelpers, KnowBlanksAndAsciiOnly) {
   EXPECT_EQ(asciiLower("azAZ09[@\xC3\x84"), "azaz09[@\xC3\x84");
 }
 
+TEST(WithPoint, ADecimalCommaIsReadAndGroupsNothing) {
+  const std::pair<const char*, double> cases[] = {
+      {"7,5", 7.5},      {"7.5", 7.5}, {"7", 7},       {",5", 0.5},    {"-2,25", -2.25},
+      {"1.000", 1},      {"1,000", 1}, {"1.000,5", 1}, {"1,000.5", 1}, {"1.234.567", 1.234},
+      {"7,5 Min.", 7.5}, {"", 0},      {"Uhr 7,5", 0}, {"1,5e2", 150},
+  };
+  for (const auto& [text, value] : cases)
+    EXPECT_EQ(numericPrefix(withPoint(text, ",")), value) << text;
+  EXPECT_EQ(numericPrefix(withPoint("7\u066B5", "\u066B")), 7.5);
+  EXPECT_EQ(numericPrefix(withPoint("7,5", ".")), 7);
+  EXPECT_EQ(numericPrefix(withPoint("7,5", "")), 7);
+}
+
 }  // namespace
 }  // namespace relaybird

@@ -43,6 +43,23 @@ class WithEnvironment {
 
 const DateTime kMoment = makeTime(2026, 11, 20, 15, 4, 5);
 
+TEST(UserDecimalSeparator, IsThatOfTheLocale) {
+  {
+    const WithEnvironment environment("C", "UTC");
+    EXPECT_EQ(userDecimalSeparator(), ".");
+  }
+  {
+    const WithEnvironment environment("xx_XX.UTF-8", "UTC");
+    EXPECT_EQ(userDecimalSeparator(), ".");
+  }
+  const char* const german = "de_DE.UTF-8";
+  const locale_t installed = ::newlocale(LC_NUMERIC_MASK, german, nullptr);
+  if (installed == nullptr) GTEST_SKIP() << german << " is not installed";
+  ::freelocale(installed);
+  const WithEnvironment environment(german, "UTC");
+  EXPECT_EQ(userDecimalSeparator(), ",");
+}
+
 TEST(PosixClock, NowIsTheSystemsTime) {
   const PosixClock clock;
   const auto before = std::chrono::system_clock::now();

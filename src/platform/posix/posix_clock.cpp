@@ -30,12 +30,24 @@ std::string asciiOnly(std::string_view text) {
   return result;
 }
 
-locale_t userLocale() {
-  constexpr int kCategories = LC_TIME_MASK | LC_CTYPE_MASK;
-  const locale_t users = ::newlocale(kCategories, "", nullptr);
+/// `category`: LC_TIME_MASK or its like.
+locale_t userLocale(int category) {
+  const int categories = category | LC_CTYPE_MASK;
+  const locale_t users = ::newlocale(categories, "", nullptr);
   // The environment may name a locale that is not installed.
-  return users ? users : ::newlocale(kCategories, "C", nullptr);
+  return users ? users : ::newlocale(categories, "C", nullptr);
 }
+
+struct UserLocale {
+  explicit UserLocale(int category) : handle(userLocale(category)) {}
+  ~UserLocale() {
+    if (handle) ::freelocale(handle);
+  }
+  UserLocale(const UserLocale&) = delete;
+  UserLocale& operator=(const UserLocale&) = delete;
+
+  locale_t handle;
+};
 
 }  // namespace
 
@@ -62,18 +74,18 @@ std::string utf8FromEncoding(std::string_view text, const char* encoding) {
   return result;
 }
 
-struct PosixClock::Locale {
-  Locale() : handle(userLocale()) {}
-  ~Locale() {
-    if (handle) ::freelocale(handle);
-  }
-  Locale(const Locale&) = delete;
-  Locale& operator=(const Locale&) = delete;
+std::string userDecimalSeparator() {
+  const UserLocale locale(LC_NUMERIC_MASK);
+  if (!locale.handle) return ".";
+  return utf8FromEncoding(::nl_langinfo_l(RADIXCHAR, locale.handle),
+                          ::nl_langinfo_l(CODESET, locale.handle));
+}
 
-  locale_t handle;
+struct PosixClock::Locale : UserLocale {
+  using UserLocale::UserLocale;
 };
 
-PosixClock::PosixClock() : locale_(std::make_unique<Locale>()) {}
+PosixClock::PosixClock() : locale_(std::make_unique<Locale>(LC_TIME_MASK)) {}
 PosixClock::~PosixClock() = default;
 
 DateTime PosixClock::now() const {

@@ -13,6 +13,10 @@ namespace relaybird {
 /// know the encoding, for each byte beyond ASCII. Text that says to be UTF-8 already is checked.
 std::string utf8FromEncoding(std::string_view text, const char* encoding);
 
+/// What the user's numbers have between whole and fraction, by the environment's locale (LC_ALL,
+/// LC_NUMERIC, LANG), in UTF-8; "." where it names a locale that is not there.
+std::string userDecimalSeparator();
+
 /// The system's clock, and the user's own date and time form: those of the environment's locale
 /// (LC_ALL, LC_TIME, LANG) when this was made, in the time zone that holds now. The program's
 /// global locale is neither used nor changed. Text is valid UTF-8.

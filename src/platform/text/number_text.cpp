@@ -121,6 +121,13 @@ std::optional<double> readPrefix(std::string_view text) {
   return number.value;
 }
 
+std::string withPoint(std::string_view text, std::string_view separator) {
+  std::string read(text);
+  const std::size_t at = separator.empty() ? text.npos : text.find(separator);
+  if (at < text.find('.')) read.replace(at, separator.size(), ".");
+  return read;
+}
+
 std::optional<double> readNumber(std::string_view text) {
   text = withoutBlanks(text);
   const Number number = leadingNumber(text);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Numbers as people and files write them, and small text helpers. Always with "." and without
-// grouping, whatever the locale; letters and blanks are those of ASCII.
+// Numbers as people and files write them, and small text helpers. With "." and without grouping,
+// whatever the locale; letters and blanks are those of ASCII.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +16,11 @@ namespace relaybird {
 double numericPrefix(std::string_view text);
 /// The same, but none for a number beyond the range of double.
 std::optional<double> readPrefix(std::string_view text);
+
+/// The text with the first `separator` (of decimals, in UTF-8) as a point, for the readers above:
+/// "7,5" becomes "7.5". A point is one too, and the first of the two counts: nothing groups digits,
+/// so that "1.000" and "1,000" are both 1.
+std::string withPoint(std::string_view text, std::string_view separator);
 
 /// The value when the whole text is one finite decimal number, blanks around it allowed; else none.
 std::optional<double> readNumber(std::string_view text);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "prefs/form/form_check.h"
 
-#include <optional>
-
 #include "platform/text/number_text.h"
 #include "prefs/address_lists.h"
 
@@ -14,8 +12,8 @@ constexpr double kFewestMinutes = 2;
 
 }  // namespace
 
-FormCheck::FormCheck(PrefForms& forms, bool addressesAreBad)
-    : forms_(forms), addressesAreBad_(addressesAreBad) {}
+FormCheck::FormCheck(PrefForms& forms, bool addressesAreBad, std::string_view decimalSeparator)
+    : forms_(forms), addressesAreBad_(addressesAreBad), decimalSeparator_(decimalSeparator) {}
 
 FormCheck::Verdict FormCheck::run() {
   if (!minutesAccepted() || !sizeAccepted() || !listsAccepted()) return Verdict::kRefused;
@@ -30,8 +28,12 @@ bool FormCheck::refuse(std::string_view message) {
   return false;
 }
 
+std::optional<double> FormCheck::number(std::string_view control) const {
+  return readPrefix(withPoint(forms_.text(control), decimalSeparator_));
+}
+
 bool FormCheck::minutesAccepted() {
-  const std::optional<double> minutes = readPrefix(forms_.text("txtMinutes"));
+  const std::optional<double> minutes = number("txtMinutes");
   if (!minutes || *minutes <= 0) return refuse("Invalid value for how often to forward mail.");
   if (*minutes < kFewestMinutes) {
     forms_.setText("txtMinutes", shortestText(kFewestMinutes));
@@ -48,7 +50,7 @@ bool FormCheck::sizeIsLimited() const {
 /// A negative size is let through: it holds every item back.
 bool FormCheck::sizeAccepted() {
   if (!sizeIsLimited()) return true;
-  const std::optional<double> megabytes = readPrefix(forms_.text("txtMaxFileSize"));
+  const std::optional<double> megabytes = number("txtMaxFileSize");
   return (megabytes && *megabytes != 0) || refuse("Invalid maximum message size entered.");
 }
 
@@ -71,15 +73,15 @@ bool FormCheck::userAgrees() {
 
 bool FormCheck::sizeRead() {
   if (!sizeIsLimited()) return true;
-  const std::optional<double> megabytes = readPrefix(forms_.text("txtMaxFileSize"));
+  const std::optional<double> megabytes = number("txtMaxFileSize");
   if (!megabytes) return refuse("Invalid maximum email size to forward given");
   values_.megabytes = *megabytes;
   return true;
 }
 
 bool FormCheck::maximumAccepted() {
-  const std::optional<double> number = readPrefix(forms_.text("txtMaxToForward"));
-  const std::optional<std::int32_t> maximum = number ? toInt32(*number) : std::nullopt;
+  const std::optional<double> entered = number("txtMaxToForward");
+  const std::optional<std::int32_t> maximum = entered ? toInt32(*entered) : std::nullopt;
   if (!maximum) return refuse("Invalid entry for maximum emails to forward");
   if (*maximum <= 0)
     return refuse("Entry for maximum emails to forward must be greater than zero.");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -25,7 +26,8 @@ class FormCheck {
   enum class Verdict { kAccepted, kDeclined, kRefused };
 
   /// `addressesAreBad`: an address check has failed, so that the user has to agree.
-  FormCheck(PrefForms& forms, bool addressesAreBad);
+  /// `decimalSeparator`: what the user's numbers may have in place of the point.
+  FormCheck(PrefForms& forms, bool addressesAreBad, std::string_view decimalSeparator);
 
   Verdict run();
   const FormValues& values() const { return values_; }
@@ -40,9 +42,11 @@ class FormCheck {
   bool maximumAccepted();
   bool sizeIsLimited() const;
   bool refuse(std::string_view message);
+  std::optional<double> number(std::string_view control) const;
 
   PrefForms& forms_;
   const bool addressesAreBad_;
+  const std::string decimalSeparator_;
   FormValues values_;
   std::string refusal_;
 };

@@ -51,7 +51,7 @@ PrefForms& connected(PrefForms* forms) {
 int clsPref::FormToClass() {
   mbolDontExit = false;
   try {
-    FormCheck check(connected(forms_), mbolHaveCheckedAd && !mbolAdAreOk);
+    FormCheck check(connected(forms_), mbolHaveCheckedAd && !mbolAdAreOk, world_.decimalSeparator);
     switch (check.run()) {
       case FormCheck::Verdict::kRefused:
         mstrErrDesc = check.refusal();

@@ -51,7 +51,7 @@ ProgramForms::ProgramForms(const ProgramWorld& world)
       log_({world.clock, world.screen, world.clipboard, world.dialogs}),
       main_(world, log_),
       settings_({main_.prf(), main_.engine().session(), world.objects, log_, world.clock,
-                 world.dialogs, world.screen}),
+                 world.dialogs, world.screen, world.decimalSeparator}),
       about_(world.version, world.systemInformation, world.dialogs),
       tray_(world.tray, [this] { main_.SysTrayMouseEventHandler(); }),
       bridge_(std::make_unique<Bridge>(main_, settings_, world.dialogs)) {

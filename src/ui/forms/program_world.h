@@ -40,6 +40,8 @@ struct ProgramWorld {
   ProgramVersion version;
   /// Where the help file is looked for until the preferences or the user name another place.
   std::string defaultHelpFile;
+  /// What the user's numbers may have in place of the point, by his locale.
+  std::string decimalSeparator = ".";
 };
 
 }  // namespace relaybird

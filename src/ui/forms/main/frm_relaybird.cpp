@@ -54,7 +54,8 @@ PrefWorld frmRelaybird::prefWorld() {
           itemReaders(world_.objects),
           [this](const std::string& file) { help_.setLocation(file); },
           [this](const std::string& line) { log_.AddToLogV(line); },
-          [this](const std::string& words) { log_.AddToLog(nowText() + "--> " + words); }};
+          [this](const std::string& words) { log_.AddToLog(nowText() + "--> " + words); },
+          world_.decimalSeparator};
 }
 
 EngineWorld frmRelaybird::engineWorld() {

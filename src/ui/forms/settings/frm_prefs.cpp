@@ -83,7 +83,8 @@ void frmPrefs::SetCellPrefs(bool cell) {
 
 void frmPrefs::showHours() {
   constexpr double kMinutesPerHour = 60;
-  const double hours = numericPrefix(txtMinutes.text()) / kMinutesPerHour;
+  const double minutes = numericPrefix(withPoint(txtMinutes.text(), world_.decimalSeparator));
+  const double hours = minutes / kMinutesPerHour;
   lblHours.setText("(" + shortestText(roundHalfEven(hours * 100) / 100) + " hours)");
 }
 

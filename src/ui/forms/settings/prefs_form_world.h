@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <string>
+
 #include "engine/mail_session.h"
 #include "engine/mail_store.h"
 #include "engine/report/activity_log.h"
@@ -20,6 +22,8 @@ struct PrefsFormWorld {
   const Clock& clock;
   Dialogs& dialogs;
   Screen& screen;
+  /// What the user's numbers may have in place of the point.
+  std::string decimalSeparator = ".";
 };
 
 }  // namespace relaybird

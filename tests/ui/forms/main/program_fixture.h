@@ -179,7 +179,8 @@ class ProgramTest : public testing::Test {
                                                            notifications_,
                                                            autostart_,
                                                            version,
-                                                           "/opt/rbx.chm"});
+                                                           "/opt/rbx.chm",
+                                                           decimalSeparator_});
   }
   frmRelaybird& main() { return program().main(); }
   EngineState& state() { return main().engine().state(); }
@@ -253,6 +254,7 @@ class ProgramTest : public testing::Test {
   FakeTray tray_;
   FakeNotifications notifications_;
   FakeAutostart autostart_;
+  std::string decimalSeparator_ = ".";
   bool started_ = false;
   std::unique_ptr<ProgramForms> program_;
 };

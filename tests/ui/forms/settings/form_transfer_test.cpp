@@ -274,6 +274,46 @@ TEST_F(TransferTest, StoredCodesOutOfRangeGoIntoTheDialogAsTheyAre) {
   }
 }
 
+class CommaTest : public TransferTest {
+ protected:
+  CommaTest() { decimalSeparator_ = ","; }
+};
+
+TEST_F(CommaTest, NumbersAreReadByTheUsersLocaleAndKeptWithAPoint) {
+  oneAddress();
+  click("frmRelaybird", "cmdPrefs");
+  at("txtMinutes").setText("7,5");
+  EXPECT_EQ(at("lblHours").text(), "(0.12 hours)");
+  at("chkLimitFileSize").setValue(1);
+  at("txtMaxFileSize").setText("0,25");
+  at("txtMaxToForward").setText("10,6");
+  click("frmPrefs", "cmdApply");
+  EXPECT_EQ(prf().GetMinLeft(), 7.5);
+  EXPECT_EQ(prf().GetFwdSizeLimit(), 0.25);
+  EXPECT_EQ(prf().GetMaxNumToForward(), 11);
+  EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("mdblFwdToFrequency=7.5"));
+  EXPECT_EQ(at("txtMinutes").text(), "7.5");
+}
+
+TEST_F(CommaTest, APointIsNoMarkOfThousands) {
+  at("chkLimitFileSize").setValue(1);
+  EXPECT_EQ(transfer("txtMaxFileSize", "1.000"), 1);
+  EXPECT_EQ(prf().GetFwdSizeLimit(), 1);
+  at("txtMinutes").setText("1.999");
+  expectRefused("Not allowed to check mail more often than 2 minutes.");
+}
+
+TEST_F(CommaTest, TheFileKeepsThePoint) {
+  oneAddress("mdblFwdToFrequency=7,5\n");
+  (void)program();
+  EXPECT_EQ(prf().GetMinLeft(), 7);
+}
+
+TEST_F(TransferTest, WhereNumbersHaveAPointACommaEndsThem) {
+  EXPECT_EQ(transfer("txtMinutes", "7,5"), 1);
+  EXPECT_EQ(prf().GetMinLeft(), 7);
+}
+
 TEST_F(TransferTest, TheMainWindowShowsTheAddressesWithoutAnEndingSemicolon) {
   prf().fields().mstrFwdToAddress = {"a@b.example", "c@d.example"};
   prf().UpdateEmailAddrOnMainForm();
