@@ -25,9 +25,17 @@ bool isSet(const PrefForms& forms, std::string_view control) {
   return forms.value(control) == 1;
 }
 
-std::int16_t senderFilter(const PrefForms& forms) {
+bool hasOption(std::int16_t senderFilter) {
+  return senderFilter == kForwardFromAnyone || senderFilter == kForwardOnlyListed ||
+         senderFilter == kForwardAllButListed;
+}
+
+/// A stored code that no option shows leaves them all unselected, and stays until the user selects
+/// one.
+std::int16_t senderFilter(const PrefForms& forms, std::int16_t stored) {
   if (isSet(forms, "opbFwdAll")) return kForwardFromAnyone;
-  return isSet(forms, "opbFwdOnly") ? kForwardOnlyListed : kForwardAllButListed;
+  if (isSet(forms, "opbFwdOnly")) return kForwardOnlyListed;
+  return isSet(forms, "opbFwdAllBut") || hasOption(stored) ? kForwardAllButListed : stored;
 }
 
 std::int16_t textToCheck(const PrefForms& forms) {
@@ -82,7 +90,7 @@ void clsPref::store(const FormValues& values) {
   fields_.mbolIncludeAttachments = isSet(form, "chkIncludeAttachments");
   fields_.mbolMaxFwdSize = isSet(form, "chkLimitFileSize");
   if (fields_.mbolMaxFwdSize) fields_.mdblMaxFwdSize = values.megabytes;
-  fields_.mintSenderFilter = senderFilter(form);
+  fields_.mintSenderFilter = senderFilter(form, fields_.mintSenderFilter);
   fields_.mbolFilterText = isSet(form, "chkContentFilter");
   fields_.mintTextToCheck = textToCheck(form);
   fields_.mintMatchType = form.value("cmbTypeOfMatch") == 0 ? kMatchAll : kMatchAny;

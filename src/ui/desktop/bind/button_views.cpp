@@ -8,6 +8,8 @@
 #include <wx/statbmp.h>
 #include <wx/utils.h>
 
+#include <algorithm>
+
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
@@ -137,6 +139,27 @@ bool isFirstOfGroup(const Control& control) {
   return true;
 }
 
+bool noneOfGroupIsChosen(const Control& control) {
+  const auto& all = control.form().controls();
+  return std::none_of(all.begin(), all.end(), [&](const Control* other) {
+    return other->kind() == ControlKind::kOptionButton && other->group() == control.group() &&
+           other->value() == 1;
+  });
+}
+
+/// The toolkit's groups always have one chosen. Where the form's has none it is this one, which
+/// nobody sees. Made last, it is in the group of the buttons that stand beside it.
+void chooseNone(wxWindow& parent, const wxString& group) {
+  auto* none = dynamic_cast<wxRadioButton*>(wxWindow::FindWindowByName(group, &parent));
+  if (none == nullptr) {
+    none = new wxRadioButton;
+    none->Hide();
+    none->Create(&parent, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize, 0,
+                 wxDefaultValidator, group);
+  }
+  none->SetValue(true);
+}
+
 class OptionView : public WidgetView {
  public:
   OptionView(wxWindow* parent, Control& control, const ViewStyle& style)
@@ -154,6 +177,8 @@ class OptionView : public WidgetView {
       option_->SetLabel(toWx(control_.text()));
     } else if (what == Change::kValue && control_.value() == 1) {
       option_->SetValue(true);
+    } else if (what == Change::kValue && option_->GetValue() && noneOfGroupIsChosen(control_)) {
+      chooseNone(*option_->GetParent(), "no " + toWx(control_.group()));
     }
   }
 

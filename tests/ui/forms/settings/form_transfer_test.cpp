@@ -274,6 +274,35 @@ TEST_F(TransferTest, StoredCodesOutOfRangeGoIntoTheDialogAsTheyAre) {
   }
 }
 
+TEST_F(TransferTest, AnUnknownSenderCodeStaysUntilAChoiceIsMade) {
+  for (const std::int16_t code : {std::int16_t{499}, std::int16_t{503}, std::int16_t{0}}) {
+    prf().fields().mintSenderFilter = code;
+    ASSERT_EQ(prf().ClassToForm(), 1);
+    EXPECT_EQ(prf().FormToClass(), 1);
+    EXPECT_EQ(prf().fields().mintSenderFilter, code);
+    EXPECT_TRUE(prf().formShowsStored());
+    at("opbFwdOnly").click();
+    EXPECT_EQ(prf().FormToClass(), 1);
+    EXPECT_EQ(prf().fields().mintSenderFilter, 501);
+  }
+}
+
+TEST_F(TransferTest, WithoutAChoiceWhereTheStoredCodeHasOneItIsAllExceptTheList) {
+  prf().fields().mintSenderFilter = 499;
+  ASSERT_EQ(prf().ClassToForm(), 1);
+  prf().fields().mintSenderFilter = 501;
+  EXPECT_EQ(prf().FormToClass(), 1);
+  EXPECT_EQ(prf().fields().mintSenderFilter, 502);
+}
+
+TEST_F(TransferTest, AnUnknownSenderCodeOutlivesAStartAndItsFile) {
+  oneAddress("mintSenderFilter=499\n");
+  (void)program();
+  switchOn();
+  EXPECT_EQ(main().prf().fields().mintSenderFilter, 499);
+  EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("mintSenderFilter=499\n"));
+}
+
 class CommaTest : public TransferTest {
  protected:
   CommaTest() { decimalSeparator_ = ","; }
