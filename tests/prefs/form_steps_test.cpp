@@ -220,7 +220,7 @@ TEST_F(FormStepsTest, WithoutADialogEveryTransferFails) {
 
 TEST_F(FormStepsTest, TheMainWindowIsToldTheAddressesAndTheirNumber) {
   const std::pair<StringList, const char*> cases[] = {{{}, "|0"},
-                                                      {{""}, "|1"},
+                                                      {{""}, "|0"},
                                                       {{"a@b.example"}, "a@b.example|1"},
                                                       {{"a@b.example", "c"}, "a@b.example; c|2"},
                                                       {{"", "c"}, "; c|2"}};

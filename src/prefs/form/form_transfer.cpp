@@ -152,13 +152,16 @@ bool clsPref::formShowsStored() const {
 
 void clsPref::UpdateEmailAddrOnMainForm() {
   if (forms_ == nullptr) return;
+  const StringList& addresses = fields_.mstrFwdToAddress;
   std::string text;
   std::string_view separator;
-  for (const std::string& address : fields_.mstrFwdToAddress) {
+  for (const std::string& address : addresses) {
     text.append(separator).append(address);
     separator = "; ";
   }
-  forms_->SetMainFormFwdToAddresses(text, static_cast<int>(fields_.mstrFwdToAddress.size()));
+  // The one empty entry of a list that holds nothing is no address.
+  forms_->SetMainFormFwdToAddresses(
+      text, holdsNothing(addresses) ? 0 : static_cast<int>(addresses.size()));
 }
 
 }  // namespace relaybird

@@ -37,7 +37,7 @@ TEST_F(LoadingTest, TheRevisionFollowsTheMinorNumberDirectly) {
 }
 
 TEST_F(LoadingTest, WithoutAPreferenceFileTheDefaultsAreShown) {
-  EXPECT_EQ(text("lblStatusFwdTo"), "Forwards to [1 address]:");
+  EXPECT_EQ(text("lblStatusFwdTo"), "Forwards to [0 addresses]:");
   EXPECT_EQ(text("txtStatusFwdTo"), "");
   EXPECT_EQ(control("frmPrefs", "txtMinutes").text(), "15");
   EXPECT_TRUE(main().picTextToEmail.visible());
@@ -92,6 +92,16 @@ TEST_F(LoadingTest, BothStartUpOptionsInTheFileRaiseTheRuleMessage) {
   EXPECT_EQ(dialogs_.boxes[0].title, "Invalid Option Combination");
   EXPECT_EQ(text("txtStatus"), "Running");
   EXPECT_EQ(store_.outboxCount(), 0U);
+}
+
+TEST_F(LoadingTest, WithoutAddressesTheFirstStartSaysForwardsToNoAddresses) {
+  EXPECT_EQ(text("lblStatusFwdTo"), "Forwards to [0 addresses]:");
+  EXPECT_EQ(text("txtStatusFwdTo"), "");
+}
+
+TEST_F(LoadingTest, AFileThatCountsNoAddressesSaysForwardsToNoAddresses) {
+  preferences("mstrFwdToAddress_num=2\nmstrFwdToAddress_1=\nmstrFwdToAddress_2=\n");
+  EXPECT_EQ(text("lblStatusFwdTo"), "Forwards to [0 addresses]:");
 }
 
 TEST_F(LoadingTest, PicturesOpenTheDialogAtTheCellPhoneTab) {

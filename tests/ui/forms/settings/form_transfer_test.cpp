@@ -343,6 +343,13 @@ TEST_F(TransferTest, WhereNumbersHaveAPointACommaEndsThem) {
   EXPECT_EQ(prf().GetMinLeft(), 7);
 }
 
+TEST_F(TransferTest, AnEmptyListOfAddressesCountsNone) {
+  prf().fields().mstrFwdToAddress = {""};
+  prf().UpdateEmailAddrOnMainForm();
+  EXPECT_EQ(text("txtStatusFwdTo"), "");
+  EXPECT_EQ(text("lblStatusFwdTo"), "Forwards to [0 addresses]:");
+}
+
 TEST_F(TransferTest, TheMainWindowShowsTheAddressesWithoutAnEndingSemicolon) {
   prf().fields().mstrFwdToAddress = {"a@b.example", "c@d.example"};
   prf().UpdateEmailAddrOnMainForm();
