@@ -13,20 +13,6 @@ namespace {
 
 constexpr const char* kWaitCaption = "(Please wait -  Outlook is validatiting these addresses)";
 
-/// Gives the button its caption back, on every way out and before any box is shown.
-class CaptionWhileChecking {
- public:
-  explicit CaptionWhileChecking(Control& button) : button_(button) {
-    button_.setText(kWaitCaption);
-  }
-  ~CaptionWhileChecking() { button_.setText(kValidateCaption); }
-  CaptionWhileChecking(const CaptionWhileChecking&) = delete;
-  CaptionWhileChecking& operator=(const CaptionWhileChecking&) = delete;
-
- private:
-  Control& button_;
-};
-
 /// Every recipient that an entry left, also when resolving made several of it.
 void removeAll(Recipients& recipients) {
   while (recipients.Count() > 0) {
@@ -55,9 +41,15 @@ struct AddressCheck::Outcome {
 AddressCheck::AddressCheck(PrefsFormWorld world, Control& button)
     : world_(world), button_(button) {}
 
+/// The button's caption is the only sign of progress: what the status line says is about checks of
+/// the inbox, and would stay there. A check that could not be made keeps it, until the dialog is
+/// filled again.
 void AddressCheck::run(const std::string& addresses) {
+  button_.setText(kWaitCaption);
+  world_.screen.repaint();
   StringList entries;
   if (FormTextToArray(addresses, entries) <= 0) {
+    button_.setText(kValidateCaption);
     world_.dialogs.messageBox({"Error occured parsing out address(es) string"});
   } else if (holdsNothing(entries)) {
     tellEmpty();
@@ -66,11 +58,7 @@ void AddressCheck::run(const std::string& addresses) {
   }
 }
 
-/// The button's caption is the only sign of progress: what the status line says is about checks of
-/// the inbox, and would stay there.
 AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
-  const CaptionWhileChecking caption(button_);
-  world_.screen.repaint();
   try {
     world_.session.dropIfGone();
     if (world_.session.ResetOlkObj(true, false, false) < kSessionReady) {
@@ -130,7 +118,10 @@ void AddressCheck::tellEmpty() {
 void AddressCheck::tell(const Outcome& outcome) {
   if (outcome.failure) {
     world_.dialogs.messageBox({"Error: " + *outcome.failure});
-  } else if (outcome.unresolved.empty()) {
+    return;
+  }
+  button_.setText(kValidateCaption);
+  if (outcome.unresolved.empty()) {
     keepOutcome(true);
     world_.dialogs.messageBox(
         {"Outlook successfully resolved each of the email addresses that you listed.",

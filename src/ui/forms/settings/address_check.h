@@ -14,7 +14,7 @@ namespace relaybird {
 
 class AddressCheck {
  public:
-  /// The button's caption tells that a check runs.
+  /// The button's caption tells that a check runs, and goes on to do so after one that failed.
   AddressCheck(PrefsFormWorld world, Control& button);
 
   /// Tells the outcome in a box and leaves it in the preference object. Returns when the mail

@@ -16,6 +16,7 @@ using testing::EndsWith;
 using testing::IsEmpty;
 
 constexpr const char* kCaption = "Check validity of addresses";
+constexpr const char* kWaiting = "(Please wait -  Outlook is validatiting these addresses)";
 
 class AddressCheckTest : public ProgramTest {
  protected:
@@ -26,6 +27,12 @@ class AddressCheckTest : public ProgramTest {
   void check(const std::string& addresses) {
     control("frmPrefs", "txtAddress").setText(addresses);
     click("frmPrefs", "cmdValidateAd");
+  }
+  /// Until the dialog is filled again.
+  void expectWaiting() {
+    EXPECT_EQ(button().text(), kWaiting);
+    click("frmPrefs", "cmdCancel");
+    click("frmRelaybird", "cmdPrefs");
     EXPECT_EQ(button().text(), kCaption);
   }
   void expectOneBox(const std::string& line) {
@@ -111,8 +118,46 @@ TEST_F(AddressCheckTest, TheButtonSaysThatTheCheckRuns) {
   program().settings().setObserver(&recorder);
   check("Dave");
   program().settings().setObserver(nullptr);
-  EXPECT_THAT(recorder.captions,
-              ElementsAre("(Please wait -  Outlook is validatiting these addresses)", kCaption));
+  EXPECT_THAT(recorder.captions, ElementsAre(kWaiting, kCaption));
+}
+
+TEST_F(AddressCheckTest, TheCaptionIsSetBeforeAnythingElse) {
+  std::string captionAtTheBox;
+  dialogs_.onBox = [&](const MessageBox&) { captionAtTheBox = button().text(); };
+  check("");
+  EXPECT_EQ(captionAtTheBox, kWaiting);
+  expectWaiting();
+  CaptionRecorder recorder;
+  program().settings().setObserver(&recorder);
+  check(std::string(80000, ';') + "x");
+  std::string many;
+  for (int i = 0; i < 40000; ++i) {
+    many += "x;";
+  }
+  check(many);
+  program().settings().setObserver(nullptr);
+  EXPECT_THAT(recorder.captions, ElementsAre(kWaiting, kCaption, kWaiting, kCaption));
+  EXPECT_EQ(captionAtTheBox, kCaption);
+}
+
+TEST_F(AddressCheckTest, AFailureKeepsTheCaptionUntilTheDialogIsFilledAgain) {
+  store_.setHook([](std::string_view operation) {
+    if (operation.ends_with("ResolveAll")) {
+      throw MailStoreError("the address book is locked");
+    }
+  });
+  check("Dave");
+  EXPECT_EQ(button().text(), kWaiting);
+  store_.setHook({});
+  check("Dave");
+  EXPECT_EQ(button().text(), kCaption);
+  store_.setHook([](std::string_view operation) {
+    if (operation == "Application.CreateItem") {
+      throw MailStoreError("no items today");
+    }
+  });
+  check("Dave");
+  expectWaiting();
 }
 
 TEST_F(AddressCheckTest, AMailApplicationThatCannotBeReachedIsTold) {
@@ -129,7 +174,7 @@ TEST_F(AddressCheckTest, AMailApplicationThatCannotBeReachedIsTold) {
   expectOutcome(true, true);
   EXPECT_THAT(log(), ElementsAre("2026-11-20 09:00:00--> Could not activate Outlook",
                                  "2026-11-20 09:00:00--> the folder does not exist"));
-  EXPECT_EQ(button().text(), kCaption);
+  expectWaiting();
 }
 
 TEST_F(AddressCheckTest, AFailureOnTheWayEndsTheWholeCheck) {
