@@ -112,6 +112,7 @@ class frmRelaybird : public MainControls {
   bool testPrepared();
   bool testAddressKnown();
   bool testConfirmed();
+  void showTypedAddress();
   bool testSessionOpens();
   void runTestCheck();
   void testOver();

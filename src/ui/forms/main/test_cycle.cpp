@@ -79,14 +79,7 @@ bool frmRelaybird::testPrepared() {
     engine_.pass().ResetIgnoreList();
     return true;
   });
-  if (!testAddressKnown()) {
-    return false;
-  }
-  if (!testConfirmed()) {
-    engine_.status().SetStatusToPreset();
-    return false;
-  }
-  return true;
+  return testAddressKnown() && testConfirmed();
 }
 
 bool frmRelaybird::testAddressKnown() {
@@ -112,7 +105,22 @@ bool frmRelaybird::testConfirmed() {
   std::string question;
   const int count = bracketed("prf.GetFwdConfirmMessage",
                               [&] { return prf_.GetFwdConfirmMessage(question, true); });
-  return addressesListed(count, "preferences") && userConfirms(question, true);
+  if (addressesListed(count, "preferences") && userConfirms(question, true)) {
+    return true;
+  }
+  engine_.status().SetStatusToPreset();
+  if (count == 0) {
+    showTypedAddress();
+  }
+  return false;
+}
+
+/// The test stores nothing. The box has asked for an address in the settings, where the one that
+/// was typed needs but an OK.
+void frmRelaybird::showTypedAddress() {
+  const std::string typed = forms_->settings.txtAddress.text();
+  openSettingsAt(kGeneralTab);
+  forms_->settings.txtAddress.setText(typed);
 }
 
 bool frmRelaybird::testSessionOpens() {

@@ -155,6 +155,39 @@ TEST_F(TestCycleTest, AnEnteredAddressGoesIntoTheDialog) {
   expectOver();
 }
 
+TEST_F(TestCycleTest, TheSettingsOpenWithTheTypedAddressForItToBeStored) {
+  (void)program();
+  control("frmPrefs", "tabPrefs").setValue(2);
+  dialogs_.answer(BoxAnswer::kOk);
+  dialogs_.enter("me@home.example");
+  bool openAtTheBox = true;
+  dialogs_.onBox = [&](const MessageBox& box) {
+    if (box.title == "Problem") openAtTheBox = program().settings().visible();
+  };
+  runTest();
+  EXPECT_FALSE(openAtTheBox);
+  EXPECT_TRUE(program().settings().visible());
+  EXPECT_EQ(control("frmPrefs", "tabPrefs").value(), 0);
+  EXPECT_EQ(control("frmPrefs", "txtAddress").text(), "me@home.example");
+  click("frmPrefs", "cmdOK");
+  EXPECT_EQ(main().prf().GetForwardAddress(), "me@home.example; ");
+  dialogs_.onBox = {};
+  dialogs_.answer(BoxAnswer::kOk);
+  dialogs_.answer(BoxAnswer::kYes);
+  deliver("lunch");
+  runTest();
+  EXPECT_EQ(store_.outboxCount(), 1U);
+}
+
+TEST_F(TestCycleTest, NotConfirmingOpensNoSettings) {
+  oneAddress();
+  (void)program();
+  dialogs_.answer(BoxAnswer::kOk);
+  dialogs_.answer(BoxAnswer::kNo);
+  runTest();
+  EXPECT_FALSE(program().settings().visible());
+}
+
 TEST_F(TestCycleTest, NotConfirmingEndsIt) {
   oneAddress();
   (void)program();
