@@ -137,9 +137,9 @@ class clsPref {
   PreferenceFields fields_;
   FoldedList words_;
   FoldedList senders_;
+  bool toldOfFormerPlace_ = false;
   PrefForms* forms_ = nullptr;
   std::string lastReason_;
-  bool toldOfFormerPlace_ = false;
 };
 
 }  // namespace relaybird

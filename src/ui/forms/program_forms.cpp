@@ -48,6 +48,7 @@ class ProgramForms::Bridge : public PrefForms {
 ProgramForms::ProgramForms(const ProgramWorld& world)
     : dialogs_(world.dialogs),
       clock_(world.clock),
+      events_(world.events),
       log_({world.clock, world.screen, world.clipboard, world.dialogs}),
       main_(world, log_),
       settings_({main_.prf(), main_.engine().session(), world.objects, log_, world.clock,
@@ -72,6 +73,10 @@ bool ProgramForms::start() {
   if (main_.prf().bolTurnOnFwdOnStartup()) {
     main_.StartForwarding(true);
   }
+  // Not before: nobody may be there to answer.
+  if (settings_.startUpOptionsClash()) {
+    events_.post([this] { settings_.tellStartUpRule(); });
+  }
   return true;
 }
 
@@ -81,7 +86,7 @@ void ProgramForms::readPreferencesAgain() {
   if (settings_.visible()) {
     main_.SetMainFrmCellPref(prf.bolFormatForCellPhone());
   } else {
-    prf.ClassToForm();
+    settings_.fillSilently();
   }
   prf.UpdateEmailAddrOnMainForm();
 }

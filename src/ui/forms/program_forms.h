@@ -57,6 +57,7 @@ class ProgramForms {
 
   Dialogs& dialogs_;
   const Clock& clock_;
+  EventQueue& events_;
   bool toldOfUnexpected_ = false;
 
   frmLog log_;

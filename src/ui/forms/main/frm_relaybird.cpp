@@ -118,7 +118,7 @@ void frmRelaybird::openSettingsAt(int tab) {
 }
 
 void frmRelaybird::showprefs() {
-  prf_.ClassToForm();
+  forms_->settings.fill();
   forms_->settings.showModal(*this);
 }
 
@@ -127,7 +127,7 @@ bool frmRelaybird::load() {
   engine_.status().SetStatusToPreset();
   engine_.status().ResetMinUntilCheckText();
   prf_.ReadIniPref();
-  prf_.ClassToForm();
+  forms_->settings.fillSilently();
   setCaption(captionOf(world_.version));
   const bool complete = probeComponents();
   if (complete) {

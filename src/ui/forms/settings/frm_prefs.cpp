@@ -34,6 +34,19 @@ void frmPrefs::prepare() {
   cmdValidateAd.setText(kValidateCaption);
 }
 
+/// An address check that failed has left its caption on the button.
+int frmPrefs::fill() {
+  cmdValidateAd.setText(kValidateCaption);
+  return world_.prf.ClassToForm();
+}
+
+int frmPrefs::fillSilently() {
+  ruleHolds_ = false;
+  const int result = fill();
+  ruleHolds_ = true;
+  return result;
+}
+
 void frmPrefs::wireGeneral() {
   txtMinutes.onChange([this] { showHours(); });
   txtAddress.onChange([this] {
@@ -88,17 +101,24 @@ void frmPrefs::showHours() {
   lblHours.setText("(" + shortestText(roundHalfEven(hours * 100) / 100) + " hours)");
 }
 
+bool frmPrefs::startUpOptionsClash() const {
+  return chkForwardingOnAtStartup.checked() && chkForwardStart.checked();
+}
+
 void frmPrefs::checkStartUpRule(Control& justClicked) {
-  if (!chkForwardingOnAtStartup.checked() || !chkForwardStart.checked()) {
-    return;
+  if (ruleHolds_ && startUpOptionsClash()) {
+    tellStartUpRule();
+    justClicked.setValue(0);
   }
+}
+
+void frmPrefs::tellStartUpRule() {
   world_.dialogs.messageBox(
       {"You are not allowed to simultaneously have selected the '" +
            chkForwardingOnAtStartup.text() + "' and '" + chkForwardStart.text() +
            "' options.  \r\n\r\nThis rule is just to ensure that you will always have time to turn "
            "off Email Forwarding before the program starts processing any emails.",
        "Invalid Option Combination"});
-  justClicked.setValue(0);
 }
 
 void frmPrefs::fail(const std::string& text) {
@@ -118,7 +138,7 @@ void frmPrefs::apply() {
     fail("Error writing preferences to file");
   } else if (prf.ReadIniPref() < 0) {
     fail("Error reading back preferences from file");
-  } else if (prf.ClassToForm() < 0) {
+  } else if (fill() < 0) {
     fail("Error populating form with new preferences");
   } else {
     prf.UpdateEmailAddrOnMainForm();
@@ -136,11 +156,11 @@ void frmPrefs::acceptAndClose() {
 /// Switching forwarding on reads the dialog: cancelled edits that stayed in it would be stored
 /// then. A dialog without any is left alone, since filling it forgets what an address check found.
 /// Only Cancel does this: what OK leaves has been stored, or the user has been told that it was
-/// refused.
+/// refused. Nothing that the user has closed may ask him anything.
 void frmPrefs::cancel() {
   hide();
   if (!world_.prf.formShowsStored()) {
-    world_.prf.ClassToForm();
+    fillSilently();
   }
 }
 

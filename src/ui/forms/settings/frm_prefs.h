@@ -17,6 +17,15 @@ class frmPrefs : public PrefsControls {
   /// Puts back what the last use of the dialog left behind: the first tab, the caption of the
   /// address check.
   void prepare();
+  /// Shows what is stored. The controls react as to a user's edits. Returns 1; -1 after a failure.
+  int fill();
+  /// The same where no user has asked for it: the rule of the start-up options opens no box then,
+  /// and the dialog shows both where both are stored.
+  int fillSilently();
+  /// Whether the dialog shows both start-up options, which exclude each other.
+  bool startUpOptionsClash() const;
+  /// Says in a box that they do.
+  void tellStartUpRule();
   /// Shows which message format is chosen.
   void SetCellPrefs(bool cell);
   /// As Cancel.
@@ -35,6 +44,7 @@ class frmPrefs : public PrefsControls {
   void fail(const std::string& text);
 
   PrefsFormWorld world_;
+  bool ruleHolds_ = true;
 };
 
 }  // namespace relaybird

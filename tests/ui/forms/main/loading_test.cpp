@@ -82,16 +82,45 @@ TEST_F(LoadingTest, SwitchesOnByItselfWithoutQuestionAndWithoutAFirstCheck) {
   EXPECT_EQ(status(), "Currently Idle - Waiting for next inbox check...");
 }
 
-// A file edited by hand can hold both start-up options; the rule that forbids them unchecks the one
-// that is set last.
-TEST_F(LoadingTest, BothStartUpOptionsInTheFileRaiseTheRuleMessage) {
+// A file edited by hand can hold both start-up options. Nobody may be there to answer.
+TEST_F(LoadingTest, BothStartUpOptionsInTheFileAreToldOnceForwardingIsOn) {
   oneAddress("mbolTurnOnFwdOnStartup=1\nmbolFwdUponStart=1\n");
   deliver("early");
+  std::string statusAtTheBox;
+  dialogs_.onBox = [&](const MessageBox&) { statusAtTheBox = text("txtStatus"); };
   (void)program();
-  ASSERT_EQ(dialogs_.boxes.size(), 1U);
-  EXPECT_EQ(dialogs_.boxes[0].title, "Invalid Option Combination");
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
   EXPECT_EQ(text("txtStatus"), "Running");
   EXPECT_EQ(store_.outboxCount(), 0U);
+  events_.runUntilIdle();
+  ASSERT_EQ(dialogs_.boxes.size(), 1U);
+  EXPECT_EQ(dialogs_.boxes[0].title, "Invalid Option Combination");
+  EXPECT_EQ(statusAtTheBox, "Running");
+}
+
+// The start stores what the dialog shows: an option that the rule had unticked there was off at the
+// next start.
+TEST_F(LoadingTest, AnUnattendedStartWithBothStartUpOptionsStartsTheNextTimeToo) {
+  oneAddress("mbolTurnOnFwdOnStartup=1\nmbolFwdUponStart=1\n");
+  for (int start = 1; start <= 3; ++start) {
+    makeProgram();
+    EXPECT_TRUE(program_->start());
+    events_.runUntilIdle();
+    EXPECT_EQ(text("txtStatus"), "Running") << start;
+    EXPECT_TRUE(main().prf().bolTurnOnFwdOnStartup());
+    EXPECT_TRUE(main().prf().bolFwdOnActivateForwarding());
+    EXPECT_EQ(dialogs_.boxes.size(), static_cast<std::size_t>(start));
+    program_.reset();
+  }
+}
+
+TEST_F(LoadingTest, ReadingBothStartUpOptionsAgainOpensNoBox) {
+  oneAddress();
+  (void)program();
+  oneAddress("mbolTurnOnFwdOnStartup=1\nmbolFwdUponStart=1\n");
+  program().readPreferencesAgain();
+  events_.runUntilIdle();
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
 }
 
 TEST_F(LoadingTest, WithoutAddressesTheFirstStartSaysForwardsToNoAddresses) {

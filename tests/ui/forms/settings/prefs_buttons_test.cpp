@@ -186,5 +186,38 @@ TEST_F(ButtonsTest, StoredStartUpOptionsThatExcludeEachOtherAreToldAtEveryOpenin
   EXPECT_EQ(dialogs_.boxes[0].title, "Invalid Option Combination");
 }
 
+TEST_F(ButtonsTest, CancelOpensNoBoxWhereBothStartUpOptionsAreStored) {
+  oneAddress("mbolTurnOnFwdOnStartup=1\nmbolFwdUponStart=1\n");
+  (void)program();
+  events_.runUntilIdle();
+  main().StopForwarding();
+  open();
+  EXPECT_FALSE(at("chkForwardingOnAtStartup").checked());
+  const std::size_t boxes = dialogs_.boxes.size();
+  press("cmdCancel");
+  EXPECT_EQ(dialogs_.boxes.size(), boxes);
+  // The rule holds again for a user.
+  open();
+  EXPECT_EQ(dialogs_.boxes.size(), boxes + 1);
+  // And what was cancelled is not stored by a later start.
+  press("cmdCancel");
+  switchOn();
+  EXPECT_TRUE(main().prf().bolTurnOnFwdOnStartup());
+  EXPECT_TRUE(main().prf().bolFwdOnActivateForwarding());
+}
+
+TEST_F(ButtonsTest, AReadOnlyFileIsToldAndKeptAsItIs) {
+  oneAddress("mdblFwdToFrequency=15\n");
+  open();
+  const std::string before = files_.bytes(kPrefFile);
+  files_.entries[kPrefFile].readOnly = true;
+  at("txtMinutes").setText("30");
+  press("cmdApply");
+  expectOneBox("Error writing preferences to file");
+  EXPECT_EQ(files_.bytes(kPrefFile), before);
+  EXPECT_THAT(log(), testing::Contains(testing::HasSubstr(std::string("Cannot write to ") +
+                                                          kPrefFile + ": it is read-only")));
+}
+
 }  // namespace
 }  // namespace relaybird
