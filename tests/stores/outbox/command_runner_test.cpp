@@ -82,6 +82,25 @@ TEST_F(CommandRunnerTest, MuchInputPassesWhileTheCommandAnswers) {
   EXPECT_THAT(counted.output, HasSubstr("3000000"));
 }
 
+TEST_F(CommandRunnerTest, TheInputIsWholeAlsoWhenTheProgramIsKilledBeforeItIsRead) {
+  const std::string input(1'000'000, 'x');
+  const std::string command =
+      script("touch " + temp.path("ready") + "; while test ! -e " + temp.path("go") +
+             "; do :; done; cat > " + temp.path("taking") + "; mv " + temp.path("taking") + " " +
+             temp.path("taken"));
+  const pid_t program = ::fork();
+  if (program == 0) {
+    (void)runner.run({command}, input, kLong, {});
+    ::_exit(0);
+  }
+  while (!std::filesystem::exists(temp.path("ready"))) std::this_thread::yield();
+  ::kill(program, SIGKILL);
+  ::waitpid(program, nullptr, 0);
+  writeBytes(temp.path("go"), "");
+  while (!std::filesystem::exists(temp.path("taken"))) std::this_thread::yield();
+  EXPECT_EQ(readBytes(temp.path("taken")).size(), input.size());
+}
+
 TEST_F(CommandRunnerTest, ACommandThatDoesNotReadDoesNotEndTheProgram) {
   const auto result = run("exec <&-; exit 75", std::string(1'000'000, 'x'));
   EXPECT_EQ(result.end, End::kExited);

@@ -27,34 +27,6 @@ using std::chrono::milliseconds;
 constexpr milliseconds kFirstLook{2};
 constexpr milliseconds kLookAgain{100};
 
-/// Keeps a write to a command that has gone from ending this program, for one thread and a while.
-class WithoutSigpipe {
- public:
-  WithoutSigpipe() {
-    sigemptyset(&pipe_);
-    sigaddset(&pipe_, SIGPIPE);
-    sigset_t waiting;
-    sigpending(&waiting);
-    pendingBefore_ = sigismember(&waiting, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
-  }
-  ~WithoutSigpipe() {
-    const timespec atOnce{};
-    if (!pendingBefore_) {
-      while (sigtimedwait(&pipe_, nullptr, &atOnce) == -1 && errno == EINTR) {
-      }
-    }
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-  WithoutSigpipe(const WithoutSigpipe&) = delete;
-  WithoutSigpipe& operator=(const WithoutSigpipe&) = delete;
-
- private:
-  sigset_t pipe_;
-  sigset_t before_;
-  bool pendingBefore_ = false;
-};
-
 /// What a new process begins with.
 class SpawnPlan {
  public:
@@ -107,25 +79,26 @@ class SpawnPlan {
 /// A command while it runs.
 class Run {
  public:
-  Run(pid_t process, FileDescriptor input, FileDescriptor output, std::string_view bytes)
-      : process_(process), input_(std::move(input)), output_(std::move(output)), bytes_(bytes) {
-    if (bytes_.empty()) input_.close();
-  }
+  Run(pid_t process, FileDescriptor input, FileDescriptor output, std::size_t inputSize)
+      : process_(process),
+        input_(std::move(input)),
+        output_(std::move(output)),
+        inputSize_(inputSize) {}
 
-  bool hasAllInput() const { return bytes_.empty(); }
+  /// The command and this program share the file's position. One that opens its input anew, as
+  /// /dev/stdin, counts as one that has read nothing.
+  bool hasAllInput() const {
+    return lseek(input_.get(), 0, SEEK_CUR) >= static_cast<off_t>(inputSize_);
+  }
   bool ended() const { return status_.has_value(); }
 
-  /// Moves bytes either way for as long as there are any, at most until `wakeUp` is readable (-1
-  /// for none) or the time has passed; then looks whether the command has ended.
+  /// Reads what the command prints, at most until `wakeUp` is readable (-1 for none) or the time
+  /// has passed; then looks whether the command has ended.
   void step(milliseconds longest, int wakeUp) {
     const milliseconds look = output_.isOpen() ? kLookAgain : std::exchange(look_, nextLook());
-    std::array<pollfd, 3> waits = {
-        pollfd{input_.get(), POLLOUT, 0}, {output_.get(), POLLIN, 0}, {wakeUp, POLLIN, 0}};
+    std::array<pollfd, 2> waits = {pollfd{output_.get(), POLLIN, 0}, {wakeUp, POLLIN, 0}};
     const int timeout = static_cast<int>(std::min(longest, look).count());
-    if (poll(waits.data(), waits.size(), timeout) > 0) {
-      if (waits[0].revents != 0) feed();
-      if (waits[1].revents != 0) listen();
-    }
+    if (poll(waits.data(), waits.size(), timeout) > 0 && waits[0].revents != 0) listen();
     reap(WNOHANG);
     if (ended()) listen();
   }
@@ -146,14 +119,6 @@ class Run {
 
  private:
   milliseconds nextLook() const { return std::min(kLookAgain, 2 * look_); }
-
-  void feed() {
-    const ssize_t count = write(input_.get(), bytes_.data(), bytes_.size());
-    if (count > 0) bytes_.remove_prefix(static_cast<std::size_t>(count));
-    const bool broken = count < 0 && errno != EAGAIN && errno != EINTR;
-    if (broken) bytes_ = {};  // it wants no more: its exit status says whether that is well
-    if (bytes_.empty()) input_.close();
-  }
 
   void listen() {
     std::array<char, 4096> buffer;
@@ -185,7 +150,7 @@ class Run {
   pid_t process_;
   FileDescriptor input_;
   FileDescriptor output_;
-  std::string_view bytes_;  ///< still to be fed
+  std::size_t inputSize_;
   std::string heard_;
   milliseconds look_ = kFirstLook;
   std::optional<int> status_;
@@ -207,20 +172,18 @@ CommandResult notStarted(int code) {
 CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
                                       std::string_view input, milliseconds timeLimit,
                                       std::stop_token stop) {
-  auto in = makePipe();
+  auto in = makeInput(input);
+  if (!in.isOpen()) return notStarted(errno);
   auto out = makePipe();
   auto wakeUp = makePipe();
-  if (!in || !out || !wakeUp) return notStarted(EMFILE);
-  setNonBlocking(in->write);
+  if (!out || !wakeUp) return notStarted(EMFILE);
   setNonBlocking(out->read);
 
-  const WithoutSigpipe guard;
   pid_t process = 0;
-  const int failure = SpawnPlan(in->read.get(), out->write.get()).start(arguments, process);
+  const int failure = SpawnPlan(in.get(), out->write.get()).start(arguments, process);
   if (failure != 0) return notStarted(failure);
-  in->read.close();
   out->write.close();
-  Run run(process, std::move(in->write), std::move(out->read), input);
+  Run run(process, std::move(in), std::move(out->read), input.size());
 
   const std::stop_callback onStop(stop, [&wakeUp] {
     const char sign = 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace relaybird {
@@ -34,6 +35,15 @@ struct Pipe {
 /// Both ends close when another program is started, and neither is one of the standard streams,
 /// even where this program was started without them. Nothing when no descriptors are left.
 std::optional<Pipe> makePipe();
+
+/// A file in memory, without a name, that holds the bytes and cannot be changed, to be read from
+/// its beginning; closed when another program is started, and none of the standard streams. Closed
+/// where it cannot be made; errno says why.
+///
+/// Unlike a pipe it is all there before anybody reads it: its reader finds the end only where the
+/// bytes end, also when this program is killed meanwhile. A command that delivers mail would take
+/// the end of a broken pipe for the end of the message.
+FileDescriptor makeInput(std::string_view bytes);
 
 void setNonBlocking(const FileDescriptor& descriptor);
 
