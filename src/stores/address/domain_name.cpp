@@ -102,6 +102,10 @@ bool isAsciiDomain(std::string_view domain) {
 }
 
 std::optional<std::string> wireDomain(std::string_view domain) {
+  // Four bytes are the longest character of UTF-8, and no character is shorter in the wire form
+  // than one byte. What strangers write may be a megabyte.
+  constexpr std::size_t kLongestWritten = 4 * kLongestDomain;
+  if (domain.size() > kLongestWritten) return std::nullopt;
   std::string wire;
   const bool all = everyLabel(domain, [&wire](std::string_view label) {
     const auto one = wireLabel(label);

@@ -194,6 +194,14 @@ TEST(MailAddress, HostileListsAreCutAndOverflowNoStack) {
   }
 }
 
+TEST(MailAddress, AnEndlessDomainIsLeftAsItIs) {
+  for (const auto piece : {"\u00FC"sv, "\u00FC."sv}) {
+    const std::string address = "a@" + repeated(piece, 200'000) + "x";
+    EXPECT_EQ(parseAddress("<" + address + ">").address, address) << piece;
+    EXPECT_FALSE(isRfc5322Address(address));
+  }
+}
+
 TEST(MailAddress, ACommentThatStrayQuotesHideLeaksNothing) {
   // The sanitizer build looks for the leak.
   EXPECT_LE(parseAddressList("q l\"@x,\"u@3 \"open <x@y>,a@b\"a \\\" b\"@c ( (c (d)) e@f").size(),
