@@ -1,6 +1,7 @@
 rb_test(stores_text_test
   SOURCES
     text/charset_test.cpp
+    text/clean_text_test.cpp
     text/encoded_word_test.cpp
     text/html_charset_test.cpp
     text/html_hostile_test.cpp

@@ -116,6 +116,13 @@ class BodyWriter {
     }
     const std::string boundary = beginMultipart("related", "r", "; type=\"text/html\"");
     beginPart(boundary);
+    // What it shows may be named by an address that begins with its own.
+    for (const Part* part : plan_.source->layout().htmlText) {
+      if (part->type.value == "text/html" && !part->location.empty()) {
+        out_.add(locationField(*part));
+        break;
+      }
+    }
     writeOwnText("html", *plan_.html);
     for (const CarriedPart& part : plan_.shown) {
       beginPart(boundary);

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "stores/mime/header_text.h"
+#include "stores/text/charset.h"
 
 namespace relaybird {
 namespace {
@@ -108,6 +109,30 @@ Ahead lookAhead(std::string_view text, std::size_t pos, bool isAll) {
   return pos == text.size() && !isAll ? Ahead::kUnknown : Ahead::kText;
 }
 
+/// The first "charset" parameter in the beginning of a message, which is that of its first text.
+std::string firstCharset(std::string_view start) {
+  constexpr std::string_view kName = "charset=";
+  const auto found =
+      std::search(start.begin(), start.end(), kName.begin(), kName.end(), [](char a, char b) {
+        return asciiLower({&a, 1})[0] == b;
+      });
+  std::string_view label = start.substr(static_cast<std::size_t>(found - start.begin()));
+  label.remove_prefix(std::min(label.size(), kName.size()));
+  if (label.starts_with('"')) {
+    label.remove_prefix(1);
+  }
+  return std::string(label.substr(0, std::min(label.find_first_of("\"; \t\r\n"), label.size())));
+}
+
+/// Gives the header section a character set where it needs one. `start`: of the message.
+void nameRawCharset(HeaderBlock& block, std::string_view start) {
+  const std::string_view bytes = block.bytes();
+  const auto isHigh = [](char c) { return (static_cast<unsigned char>(c) & 0x80U) != 0; };
+  if (std::any_of(bytes.begin(), bytes.end(), isHigh) && !isValidUtf8(bytes)) {
+    block.setRawCharset(firstCharset(start));
+  }
+}
+
 }  // namespace
 
 HeaderBlock::HeaderBlock(std::string_view message, bool isAll) {
@@ -209,7 +234,7 @@ std::string HeaderBlock::value(std::string_view name) const {
 
 std::string HeaderBlock::text(std::string_view name) const {
   const auto found = raw(name);
-  return found ? headerText(*found) : std::string();
+  return found ? headerText(*found, rawCharset_) : std::string();
 }
 
 std::vector<Mailbox> HeaderBlock::mailboxes(std::string_view name) const {
@@ -253,6 +278,7 @@ Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit) {
   const std::string_view start(first.data(), *read);
   HeaderBlock block(start, *read < wanted);
   if (block.ended() || *read < wanted || block.bytes().size() < *read) {
+    nameRawCharset(block, start);
     return block;
   }
   std::string more(start);
@@ -268,6 +294,7 @@ Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit) {
     more.resize(known + *next);
     block = HeaderBlock(more, atEnd);
   }
+  nameRawCharset(block, more);
   return block;
 }
 

@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/file_system.h"
@@ -58,6 +59,8 @@ class HeaderBlock {
   /// control character is a blank.
   std::string text(std::string_view name) const;
   std::string subject() const { return text("Subject"); }
+  /// Names the character set of raw 8-bit bytes in texts that are no UTF-8; a MIME name.
+  void setRawCharset(std::string label) { rawCharset_ = std::move(label); }
 
   /// The mailboxes of an address field, groups opened, names decoded; empty where there are none.
   std::vector<Mailbox> mailboxes(std::string_view name) const;
@@ -81,13 +84,14 @@ class HeaderBlock {
   std::optional<std::string_view> search(std::string_view name, std::size_t& pos) const;
 
   std::string bytes_;
+  std::string rawCharset_;
   std::array<Span, kWantedFields> wanted_;
   bool ended_ = false;
 };
 
-/// Reads the header section of a stored message: a first block of 8 KB, more only while its end
-/// is missing, at most `limit` bytes (a longer section is cut there). Fails only where reading
-/// fails.
+/// Reads the header section of a stored message (raw 8-bit bytes in it are of the character set
+/// that the first text names): a first block of 8 KB, more only while its end is missing, at most
+/// `limit` bytes (a longer section is cut there). Fails only where reading fails.
 Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit = kHeaderLimit);
 Result<HeaderBlock> readHeaderBlock(FileSystem& files, const std::string& path,
                                     std::size_t limit = kHeaderLimit);

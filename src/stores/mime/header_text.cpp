@@ -124,9 +124,9 @@ std::string unfolded(std::string_view raw) {
   return result;
 }
 
-std::string headerText(std::string_view raw) {
+std::string headerText(std::string_view raw, std::string_view rawCharset) {
   const std::string_view text = trimmed(raw);
-  return isPlain(text) ? std::string(text) : onOneLine(decodeHeaderText(raw));
+  return isPlain(text) ? std::string(text) : onOneLine(decodeHeaderText(raw, rawCharset));
 }
 
 std::string onOneLine(std::string text) {

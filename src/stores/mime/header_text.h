@@ -22,8 +22,9 @@ bool equalsAsciiCase(std::string_view a, std::string_view b);
 /// A raw value on one line and trimmed: CR, LF and NUL go, the blanks of folds stay.
 std::string unfolded(std::string_view raw);
 
-/// A raw value as text for people: encoded words decoded, UTF-8, on one line.
-std::string headerText(std::string_view raw);
+/// A raw value as text for people: encoded words decoded, UTF-8, on one line. `rawCharset` as
+/// decodeHeaderText() has it.
+std::string headerText(std::string_view raw, std::string_view rawCharset = {});
 
 /// Each control character (C0, DEL, C1, the line and paragraph separators) made a blank, so that a
 /// stranger's text cannot leave its line; escape sequences go. `text` is UTF-8.

@@ -42,15 +42,30 @@ std::string madeUpName(const Part& part) {
   return type.starts_with("image/") ? "image." + type.substr(6) : "attachment";
 }
 
-AttachmentInfo describe(InputFile& file, const Part& part,
-                        const std::set<std::string, std::less<>>& shown) {
+/// What the HTML form refers to.
+struct Shown {
+  std::set<std::string, std::less<>> contentIds;
+  std::set<std::string, std::less<>> locations;
+};
+
+bool isShown(const Part& part, const Shown& shown) {
+  if (!part.contentId.empty() && shown.contentIds.contains(part.contentId)) {
+    return true;
+  }
+  // A document refers to its neighbours by the end of their common address.
+  const std::string_view location = part.location;
+  const std::string_view name = location.substr(location.rfind('/') + 1);
+  return !name.empty() && (shown.locations.contains(location) || shown.locations.contains(name));
+}
+
+AttachmentInfo describe(InputFile& file, const Part& part, const Shown& shown) {
   AttachmentInfo info;
   info.name = part.fileName.empty() ? madeUpName(part) : part.fileName;
   info.contentType = part.type.value;
   const auto size = decodedSize(file, part);
   info.size = size ? *size : static_cast<std::int64_t>(part.end - part.body);
   info.contentId = part.contentId;
-  info.isInline = !part.contentId.empty() && shown.contains(part.contentId);
+  info.isInline = isShown(part, shown);
   return info;
 }
 
@@ -145,10 +160,17 @@ const std::vector<AttachmentInfo>& Message::attachments() const {
     whole.size = static_cast<std::int64_t>(file_->info().size);
     all.push_back(std::move(whole));
   } else {
-    const bool mayShow = std::any_of(layout_->attached.begin(), layout_->attached.end(),
-                                     [](const Part* part) { return !part->contentId.empty(); });
-    const auto shown =
-        mayShow && htmlBody() ? contentIdsUsed(*htmlBody()) : std::set<std::string, std::less<>>();
+    const auto any = [this](std::string Part::*member) {
+      return std::any_of(layout_->attached.begin(), layout_->attached.end(),
+                         [member](const Part* part) { return !(part->*member).empty(); });
+    };
+    Shown shown;
+    if (any(&Part::contentId) && htmlBody()) {
+      shown.contentIds = contentIdsUsed(*htmlBody());
+    }
+    if (any(&Part::location) && htmlBody()) {
+      shown.locations = referencesUsed(*htmlBody());
+    }
     for (const Part* part : layout_->attached) {
       all.push_back(describe(*file_, *part, shown));
     }

@@ -119,7 +119,22 @@ std::optional<Conversion> convert(std::string_view bytes, const char* from, Skip
   return result;
 }
 
+bool hasHighBytes(std::string_view bytes) {
+  return std::any_of(bytes.begin(), bytes.end(),
+                     [](char c) { return (static_cast<unsigned char>(c) & 0x80U) != 0; });
+}
+
+// Whether a text that its own set cannot make sense of is UTF-8. ASCII does not tell.
+bool isSurelyUtf8(std::string_view bytes) {
+  return hasHighBytes(bytes) && isValidUtf8(bytes);
+}
+
+std::string fromIso2022Jp(std::string_view bytes);
+
 std::string guess(std::string_view bytes) {
+  const bool shiftsIntoJapanese = bytes.find("\x1B$B") != std::string_view::npos ||
+                                  bytes.find("\x1B$@") != std::string_view::npos;
+  if (shiftsIntoJapanese && !hasHighBytes(bytes)) return fromIso2022Jp(bytes);
   if (isValidUtf8(bytes)) return std::string(bytes);
   auto result = convert(bytes, kWindows1252, SkipBy::kByte);
   return result ? std::move(result->text) : scrubUtf8(bytes);
@@ -127,6 +142,11 @@ std::string guess(std::string_view bytes) {
 
 std::string fromUtf16(std::string_view bytes) {
   const bool bigEndian = bytes.starts_with("\xFE\xFF");
+  // Every text in it has line ends or blanks, and so NULs; or its mark.
+  const bool isNarrow =
+      bytes.find('\0') == std::string_view::npos && !bigEndian && !bytes.starts_with("\xFF\xFE");
+  constexpr std::size_t kEnoughToTell = 20;
+  if (isNarrow && bytes.size() >= kEnoughToTell && isValidUtf8(bytes)) return std::string(bytes);
   auto result = convert(bytes, bigEndian ? "UTF-16BE" : "UTF-16LE", SkipBy::kUnit2);
   return result ? std::move(result->text) : guess(bytes);
 }
@@ -194,6 +214,15 @@ class Iso2022JpToShiftJis {
 std::string fromIso2022Jp(std::string_view bytes) {
   auto strict = convert(bytes, "ISO-2022-JP-2", SkipBy::kByte);
   if (strict && strict->clean) return std::move(strict->text);
+  if (hasHighBytes(bytes) && bytes.find("\x1B$") == std::string_view::npos) {
+    if (isValidUtf8(bytes)) return std::string(bytes);
+    // The set is of seven bits: what has eight, and no shift, is one of its neighbours.
+    for (const char* other : {"EUC-JP-MS", "CP932"}) {
+      if (auto result = convert(bytes, other, SkipBy::kPair); result && result->clean) {
+        return std::move(result->text);
+      }
+    }
+  }
   const auto extended = convert(Iso2022JpToShiftJis().run(bytes), "CP932", SkipBy::kPair);
   if (extended) return extended->text;
   return strict ? std::move(strict->text) : guess(bytes);
@@ -208,7 +237,9 @@ std::string decode(std::string_view bytes, const Charset& charset) {
     case CharsetKind::kIso2022Jp:
       return fromIso2022Jp(bytes);
     case CharsetKind::kOther:
-      if (auto result = convert(bytes, charset.iconvName, charset.skip)) return result->text;
+      if (auto result = convert(bytes, charset.iconvName, charset.skip)) {
+        return !result->clean && isSurelyUtf8(bytes) ? std::string(bytes) : result->text;
+      }
       break;
     case CharsetKind::kGuess:
     case CharsetKind::kUnknown:

@@ -26,7 +26,9 @@ std::string scrubUtf8(std::string_view bytes);
 /// blanks and quotes do not matter; may be empty) stands for in practice: the labels that mail
 /// misuses mean the larger set of the same family ("iso-8859-1" is windows-1252, "gb2312" is
 /// gb18030).
-/// - A text labelled ASCII, Latin-1, UTF-8 or not at all that is valid UTF-8 is taken as that.
+/// - A text labelled ASCII, Latin-1, UTF-8 or not at all that is valid UTF-8 is taken as that, and
+/// so
+///   is one that its own set cannot convert. ISO-2022-JP with eight bits is EUC-JP or Shift_JIS.
 /// - A byte that the set does not have becomes U+FFFD, and conversion goes on behind it; NULs stay.
 /// - A label that nobody knows: UTF-8 if the text is that, else windows-1252.
 /// The result is always valid UTF-8 and at most kUtf8Growth times as long as `bytes`.

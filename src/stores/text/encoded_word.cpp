@@ -166,7 +166,8 @@ class WordRun {
 
 class HeaderDecoder {
  public:
-  explicit HeaderDecoder(std::string_view value) : value_(value), finder_(value) {}
+  HeaderDecoder(std::string_view value, std::string_view rawCharset)
+      : value_(value), rawCharset_(rawCharset), finder_(value) {}
 
   std::string run() {
     for (auto at = value_.find("=?"); at != std::string_view::npos;) {
@@ -175,7 +176,7 @@ class HeaderDecoder {
       at = value_.find("=?", word ? word->end : at + 2);
     }
     endRun();
-    text_ += toUtf8(value_.substr(done_), "");
+    text_ += rawText(value_.substr(done_));
     return std::move(text_);
   }
 
@@ -185,7 +186,7 @@ class HeaderDecoder {
     const bool blank = between.find_first_not_of(" \t") == std::string_view::npos;
     if (!afterWord_ || !blank) {
       endRun();
-      text_ += toUtf8(between, "");
+      text_ += rawText(between);
     } else if (!run_.takes(word)) {
       endRun();
     }
@@ -194,12 +195,20 @@ class HeaderDecoder {
     done_ = word.end;
   }
 
+  std::string rawText(std::string_view bytes) const {
+    if (rawCharset_.empty() || isValidUtf8(bytes)) return toUtf8(bytes, "");
+    std::string text = toUtf8(bytes, rawCharset_);
+    const bool fits = text.find(kReplacementCharacter) == std::string::npos;
+    return fits ? text : toUtf8(bytes, "");
+  }
+
   void endRun() {
     if (afterWord_) text_ += run_.take();
     afterWord_ = false;
   }
 
   std::string_view value_;
+  std::string_view rawCharset_;
   WordFinder finder_;
   WordRun run_;
   std::string text_;
@@ -237,9 +246,9 @@ std::vector<Span> encodedWords(std::string_view value) {
   return spans;
 }
 
-std::string decodeHeaderText(std::string_view raw) {
+std::string decodeHeaderText(std::string_view raw, std::string_view rawCharset) {
   const std::string value = unfoldHeader(raw);
-  return HeaderDecoder(value).run();
+  return HeaderDecoder(value, rawCharset).run();
 }
 
 }  // namespace relaybird

@@ -243,6 +243,26 @@ TEST(Forward, KeepsPicturesWithTheHtmlThatShowsThem) {
   EXPECT_EQ(bytesOf(text, *embedded), bytesOf(original, *leafOfType(*source, "message/rfc822")));
 }
 
+TEST(Forward, KeepsPicturesNamedByTheirLocationWithTheHtml) {
+  const auto source = messageOf(
+      "Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n"
+      "Content-Location: http://example.org/a/page.html\n\n<img src=\"one.png\">\n--b\n"
+      "Content-Type: image/png\nContent-Location: http://example.org/a/one.png\n\nx\n--b--\n");
+  const std::string text = forwardOf(*source);
+  EXPECT_EQ(brokenRules(text), std::vector<std::string>());
+  const auto forward = messageOf(text);
+  const Part& alternative = forward->layout().root();
+  EXPECT_NE(text.find("multipart/related"), std::string::npos);
+  EXPECT_NE(text.find("Content-Location: http://example.org/a/page.html\n"), std::string::npos);
+  EXPECT_EQ(alternative.type.value, "multipart/alternative");
+}
+
+TEST(Forward, AShortTextHasNoFillers) {
+  ForwardDraft draft = draftOf(nullptr);
+  draft.body = "[From:a@example.org] Sale\u034f \u200c\u00a0\u034f \u200c ends \x1b[1mnow\n";
+  EXPECT_EQ(messageOf(written(draft))->bodyText(), "[From:a@example.org] Sale ends now\n");
+}
+
 TEST(Forward, AReplacedTextLeavesTheHtmlButKeepsPicturesAsFiles) {
   const auto source = sampleMessage("nested.eml");
   ForwardDraft draft = draftOf(source.get());

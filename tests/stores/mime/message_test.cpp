@@ -85,6 +85,54 @@ TEST(Message, TextBehindALineOfBlanksIsRead) {
   EXPECT_EQ(messageOf("Subject: x\nHello you\n\nBye\n")->bodyText(), "Hello you\n\nBye\n");
 }
 
+TEST(Message, FlowedTextIsUnfolded) {
+  EXPECT_EQ(messageOf("Content-Type: text/plain; format=Flowed\n\nan \ninvoice\n")->bodyText(),
+            "an invoice\n");
+  EXPECT_EQ(
+      messageOf("Content-Type: text/plain; format=flowed; DelSp=Yes\n\nin \nvoice\n")->bodyText(),
+      "invoice\n");
+  EXPECT_EQ(messageOf("Content-Type: text/plain; format=fixed\n\nan \ninvoice\n")->bodyText(),
+            "an \ninvoice\n");
+}
+
+TEST(Message, ARawSubjectIsReadInTheCharacterSetOfTheBody) {
+  EXPECT_EQ(messageOf("Subject: \xF0\xD2\xC9\nContent-Type: text/plain; charset=koi8-r\n\n\xF0\n")
+                ->subject(),
+            "При");
+  EXPECT_EQ(messageOf("Subject: \xF0\xD2\xC9\nContent-Type: multipart/mixed; boundary=b\n\n--b\n"
+                      "Content-Type: text/plain;\n Charset=\"KOI8-R\"\n\nx\n--b--\n")
+                ->subject(),
+            "При");
+  EXPECT_EQ(
+      messageOf("Subject: K\u00e4se\nContent-Type: text/plain; charset=koi8-r\n\nx\n")->subject(),
+      "Käse");
+  EXPECT_EQ(
+      messageOf("Subject: \xE9t\xE9\nContent-Type: text/plain; charset=utf-8\n\nx\n")->subject(),
+      "été");
+}
+
+TEST(Message, TextLabelledBase64ThatIsNoneIsText) {
+  const std::string text = "Hello Anna, shall we meet at noon? Bring the papers.\n";
+  const std::string fields = "Content-Type: text/plain\nContent-Transfer-Encoding: base64\n\n";
+  EXPECT_EQ(messageOf(fields + text)->bodyText(), text);
+  EXPECT_EQ(messageOf(fields + "SGVs\r\nbG8=\r\n")->bodyText(), "Hello");
+  EXPECT_EQ(messageOf(fields + "SGVs bG8=")->bodyText().substr(0, 3), "SGV");
+}
+
+TEST(Message, APictureNamedByItsLocationIsShownInPlace) {
+  const auto message = messageOf(
+      "Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n"
+      "Content-Location: http://example.org/a/page.html\n\n<img src=\"one.png\">"
+      "<img src='http://example.org/a/two.png'>\n--b\nContent-Type: image/png\n"
+      "Content-Location: http://example.org/a/one.png\n\nx\n--b\nContent-Type: image/png\n"
+      "Content-Location: http://example.org/a/two.png\n\nx\n--b\nContent-Type: image/png\n"
+      "Content-Location: three.png\n\nx\n--b--\n");
+  ASSERT_EQ(message->attachments().size(), 3U);
+  EXPECT_TRUE(message->attachments()[0].isInline);
+  EXPECT_TRUE(message->attachments()[1].isInline);
+  EXPECT_FALSE(message->attachments()[2].isInline);
+}
+
 TEST(Message, PrefersThePlainAlternative) {
   const auto message = sampleMessage("html-and-text.eml");
   EXPECT_EQ(message->bodyText(), "The train leaves at 7:40 from platform 3.");

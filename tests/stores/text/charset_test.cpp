@@ -36,6 +36,17 @@ TEST(Charset, LabelsAreReadWithoutCaseBlanksAndQuotes) {
              {"koi8_r", "\xF0\xD2\xC9", "При"}});
 }
 
+TEST(Charset, Utf8UnderALabelThatFailsIsUtf8) {
+  expectAll({{"shift_jis", "日本語 é", "日本語 é"},
+             {"euc-kr", "K\u00e4se \u20ac", "Käse €"},
+             {"iso-2022-jp", "日本", "日本"},
+             {"utf-16", "plain text of one byte each", "plain text of one byte each"}});
+}
+
+TEST(Charset, Iso2022JpOfEightBitsIsEucJp) {
+  expectAll({{"iso-2022-jp", "\xC6\xFC\xCB\xDC", "日本"}, {"", "\x1B$BF|K\\\x1B(B", "日本"}});
+}
+
 TEST(Charset, SingleByteSetsOfManyScripts) {
   expectAll({{"iso-8859-2", "\xB1\xE6\xEA", "ąćę"},
              {"windows-1250", "\x8A\x9E", "Šž"},

@@ -134,6 +134,25 @@ std::set<std::string, std::less<>> contentIdsUsed(std::string_view html) {
   return used;
 }
 
+std::set<std::string, std::less<>> referencesUsed(std::string_view html) {
+  constexpr std::size_t kLongest = 2000;
+  std::set<std::string, std::less<>> used;
+  for (std::size_t at = html.find_first_of("=("); at != std::string_view::npos;
+       at = html.find_first_of("=(", at + 1)) {
+    const std::size_t begin = html.find_first_not_of(" \t\r\n", at + 1);
+    if (begin == std::string_view::npos) {
+      break;
+    }
+    const bool isQuoted = html[begin] == '"' || html[begin] == '\'';
+    const std::string_view rest = html.substr(begin + (isQuoted ? 1 : 0), kLongest);
+    const std::size_t end = isQuoted ? rest.find(html[begin]) : rest.find_first_of(" \t\r\n>)\"'");
+    if (end != std::string_view::npos && end > 0) {
+      used.insert(percentDecoded(rest.substr(0, end)));
+    }
+  }
+  return used;
+}
+
 std::string withPlainLineEnds(std::string_view text) {
   std::string result;
   result.reserve(text.size());

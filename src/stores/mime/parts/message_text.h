@@ -34,6 +34,10 @@ std::string escapeHtml(std::string_view text);
 /// The content identifiers that a document refers to ("cid:", RFC 2392).
 std::set<std::string, std::less<>> contentIdsUsed(std::string_view html);
 
+/// Everything in a document that may be a reference to another: the values of its attributes, and
+/// what stands in "url()".
+std::set<std::string, std::less<>> referencesUsed(std::string_view html);
+
 /// Every CR LF, and every CR that stands alone, made an LF.
 std::string withPlainLineEnds(std::string_view text);
 

@@ -25,7 +25,39 @@ GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
   return GMIME_CONTENT_ENCODING_BINARY;
 }
 
+/// Whether bytes are base64, or were before they were damaged: words of a text have blanks between
+/// them and marks behind them, more than an accident puts into a code.
+bool looksLikeBase64(std::string_view bytes) {
+  std::size_t foreign = 0;
+  std::size_t all = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const auto c = static_cast<unsigned char>(bytes[i]);
+    const bool belongs = g_ascii_isalnum(bytes[i]) != 0 || c == '+' || c == '/' || c == '=';
+    const bool isBlankInLine = c == ' ' && i + 1 < bytes.size() && bytes[i + 1] > ' ';
+    all += c > ' ' ? 1 : 0;
+    foreign += (c > ' ' && !belongs) || isBlankInLine ? 1 : 0;
+  }
+  return foreign * 20 <= all;
+}
+
 }  // namespace
+
+Result<TransferEncoding> encodingInUse(InputFile& file, const Part& part) {
+  constexpr std::size_t kLooked = 4096;
+  if (part.encoding != TransferEncoding::kBase64 || !part.type.value.starts_with("text/")) {
+    return part.encoding;
+  }
+  std::string start;
+  const auto read = readBlocks(file, part.body, std::min(part.end, part.body + kLooked),
+                               [&start](std::string_view block) {
+                                 start += block;
+                                 return true;
+                               });
+  if (!read) {
+    return read.error();
+  }
+  return looksLikeBase64(start) ? part.encoding : TransferEncoding::kIdentity;
+}
 
 Transcoder::Transcoder(TransferEncoding encoding, bool encode) {
   prepareLibraries();
@@ -63,10 +95,14 @@ Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
 }
 
 Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& sink) {
-  if (part.encoding == TransferEncoding::kIdentity) {
+  const auto encoding = encodingInUse(file, part);
+  if (!encoding) {
+    return encoding.error();
+  }
+  if (*encoding == TransferEncoding::kIdentity) {
     return readBlocks(file, part.body, part.end, sink);
   }
-  Transcoder decoder(part.encoding, false);
+  Transcoder decoder(*encoding, false);
   bool wanted = true;
   const auto read = readBlocks(file, part.body, part.end, [&](std::string_view block) {
     wanted = sink(decoder.step(block));
@@ -74,7 +110,7 @@ Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& s
   });
   if (read && wanted) {
     // A decoder keeps back a last group that lacks its padding.
-    const bool padded = part.encoding == TransferEncoding::kBase64;
+    const bool padded = *encoding == TransferEncoding::kBase64;
     wanted = !padded || sink(decoder.step("==="));
   }
   if (read && wanted) {

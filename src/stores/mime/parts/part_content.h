@@ -24,6 +24,9 @@ using BlockSink = std::function<bool(std::string_view)>;
 Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
                         const BlockSink& sink);
 
+/// The encoding that the content really has: text labelled base64 that is none is taken as it is.
+Result<TransferEncoding> encodingInUse(InputFile& file, const Part& part);
+
 Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& sink);
 
 /// At most `limit` bytes of the content.

@@ -49,6 +49,8 @@ void describe(Part& part, const Part* parent) {
     part.fileName = part.type.parameter("name");
   }
   part.contentId = withoutBrackets(part.headers.value("Content-ID"));
+  part.location = part.headers.value("Content-Location");
+  std::erase_if(part.location, isBlank);
 }
 
 std::string_view trimmedEnd(std::string_view text) {

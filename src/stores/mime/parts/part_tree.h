@@ -40,6 +40,7 @@ struct Part {
   TransferEncoding encoding = TransferEncoding::kIdentity;
   std::string fileName;
   std::string contentId;  ///< without angle brackets
+  std::string location;   ///< Content-Location (RFC 2557), without blanks
 
   bool multipart = false;  ///< opened: its content is its children
   std::vector<std::unique_ptr<Part>> children;

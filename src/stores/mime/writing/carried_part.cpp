@@ -171,9 +171,7 @@ void writeNewFields(ForwardOutput& out, const CarriedPart& carried) {
   if (isWritableWord(part.contentId)) {
     out.add(wordField("Content-ID", {"<" + part.contentId + ">"}));
   }
-  if (const auto location = part.headers.value("Content-Location"); isWritableWord(location)) {
-    out.add(wordField("Content-Location", {location}));
-  }
+  out.add(locationField(part));
   if (const auto description = part.headers.text("Content-Description"); !description.empty()) {
     out.add(textField("Content-Description", description));
   }
@@ -225,17 +223,21 @@ Result<ByteFacts> readByteFacts(InputFile& file, std::uint64_t begin, std::uint6
 
 Result<CarriedPart> planCarriage(InputFile& file, const Part& part) {
   const bool isText = part.type.value.starts_with("text/");
-  if (part.encoding == TransferEncoding::kBase64 && !isComposite(part)) {
+  const auto encoding = encodingInUse(file, part);
+  if (!encoding) {
+    return encoding.error();
+  }
+  if (*encoding == TransferEncoding::kBase64 && !isComposite(part)) {
     return CarriedPart{&part, Carriage::kRewrapBase64};
   }
-  if (part.encoding == TransferEncoding::kQuotedPrintable && !isComposite(part)) {
+  if (*encoding == TransferEncoding::kQuotedPrintable && !isComposite(part)) {
     return CarriedPart{&part, Carriage::kRewrapQuotedPrintable};
   }
   const auto facts = readByteFacts(file, part.body, part.end);
   if (!facts) {
     return facts.error();
   }
-  const bool isEncoded = part.encoding != TransferEncoding::kIdentity;
+  const bool isEncoded = *encoding != TransferEncoding::kIdentity;
   if (isComposite(part)) {
     // A multipart among the attachments is one that cannot be taken apart.
     const bool stays = !isEncoded && facts->isLines() && !part.type.value.starts_with("multipart/");
@@ -276,6 +278,11 @@ void writeFileHeader(ForwardOutput& out, std::string_view name) {
   out.add("Content-Transfer-Encoding: base64\n");
   out.add(dispositionField("attachment", {{"filename", std::string(name)}}));
   out.add("\n");
+}
+
+std::string locationField(const Part& part) {
+  return isWritableWord(part.location) ? wordField("Content-Location", {part.location})
+                                       : std::string();
 }
 
 std::unique_ptr<ContentFilter> filterFor(Carriage carriage, ForwardOutput& out) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "platform/file_system.h"
@@ -58,6 +59,9 @@ void writePartHeader(ForwardOutput& out, const CarriedPart& carried, bool isRoot
 
 /// The fields of an attached file with that name.
 void writeFileHeader(ForwardOutput& out, std::string_view name);
+
+/// The part's Content-Location; empty where there is none that can be written.
+std::string locationField(const Part& part);
 
 /// What the content must go through.
 std::unique_ptr<ContentFilter> filterFor(Carriage carriage, ForwardOutput& out);
