@@ -111,12 +111,14 @@ class Checker {
     }
     static const std::regex word("=\\?[^? \t]*\\?[BbQq]\\?[^? \t]*\\?=");
     const std::string text(line);
-    // An encoded word within quotes is none.
+    // What stands within quotes or another word is no encoded word (section 5).
     bool any = false;
     for (auto at = std::sregex_iterator(text.begin(), text.end(), word);
          at != std::sregex_iterator(); ++at) {
       const auto before = text.substr(0, static_cast<std::size_t>(at->position()));
-      if (std::count(before.begin(), before.end(), '"') % 2 == 0) {
+      const bool begins =
+          before.empty() || before.back() == ' ' || before.back() == '\t' || before.back() == '(';
+      if (begins && std::count(before.begin(), before.end(), '"') % 2 == 0) {
         any = true;
         if (at->length() > 75) {
           wrong("an encoded word of " + std::to_string(at->length()), line);
