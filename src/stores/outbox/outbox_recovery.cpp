@@ -25,6 +25,15 @@ Result<void> makeFolder(FileSystem& files, const std::string& folder) {
   return made;
 }
 
+/// A folder that is there may be what an earlier try made without getting its name on the medium. A
+/// folder above that we may not open was not ours to make.
+void syncNamesOf(FileSystem& files, std::string folder) {
+  for (std::string above = parentFolder(folder); above != folder; above = parentFolder(folder)) {
+    (void)files.syncFolder(above);
+    folder = above;
+  }
+}
+
 /// Adds the unique names of a folder's messages, without Maildir flags.
 Result<void> addNames(FileSystem& files, const std::string& folder, std::set<std::string>& names) {
   const auto entries = files.list(folder);
@@ -51,6 +60,8 @@ Result<void> Outbox::prepare(const std::string& journal) {
     if (auto made = makeFolder(files_, folder_ + part); !made) return made;
   }
   if (auto made = makeFolder(files_, parentFolder(journal)); !made) return made;
+  syncNamesOf(files_, folder_ + "/new");
+  syncNamesOf(files_, parentFolder(journal));
   auto lock = files_.lockFolder(folder_);
   if (!lock) return lock.error();
   lock_ = std::move(*lock);

@@ -9,6 +9,7 @@
 #include "stores/outbox/outbox.h"
 #include "stores/outbox/outbox_name.h"
 #include "stores/outbox/outbox_world.h"
+#include "support/cut_disk.h"
 
 namespace relaybird {
 namespace {
@@ -107,6 +108,44 @@ TEST(OutboxCrash, AtAnyStepOfADeliveryNothingThatIsKnownToBeDeliveredComesBack) 
     // Until the line is whole nobody can know of the delivery.
     EXPECT_THAT(world.names("new"), SizeIs(step == 1 ? 1 : 0));
   }
+}
+
+/// Opens the outbox and sends one message, both again where they fail, and cuts the power.
+void sendAndCut(std::size_t failing, std::size_t& steps) {
+  const FakeClock clock;
+  CutDisk disk(clock, {{"/", "/home"}, {}});
+  FaultyFileSystem files(disk);
+  files.failStep(failing, EIO);
+  const RandomBytes random = countingBytes();
+  std::unique_ptr<Outbox> outbox;
+  for (int tries = 0; !outbox && tries < 3; ++tries) {
+    auto opened = Outbox::open(files, clock, random, "/home/state/outbox", "/home/state/journal");
+    if (opened) outbox = std::move(*opened);
+  }
+  ASSERT_TRUE(outbox);
+  bool sent = false;
+  for (int tries = 0; !sent && tries < 3; ++tries) {
+    sent = static_cast<bool>(outbox->send("entry", "id", writes("message")));
+  }
+  ASSERT_TRUE(sent);
+  steps = files.steps();
+  disk.eachStateAfter(disk.steps(), [&](const DiskImage& image, const std::string& how) {
+    CutDisk later(clock, image);
+    const auto again =
+        Outbox::open(later, clock, random, "/home/state/outbox", "/home/state/journal");
+    ASSERT_TRUE(again) << how;
+    EXPECT_TRUE((*again)->alreadySent("entry")) << how;
+    EXPECT_THAT((*again)->waiting().value(), SizeIs(1)) << how;
+  });
+}
+
+TEST(OutboxCrash, WhatWasReportedSentSurvivesAPowerCutWhateverStepFailedOnceBefore) {
+  std::size_t steps = 1;
+  for (std::size_t failing = 0; failing <= steps && !testing::Test::HasFailure(); ++failing) {
+    SCOPED_TRACE("failed step " + std::to_string(failing));
+    sendAndCut(failing, steps);
+  }
+  EXPECT_GT(steps, 25u);
 }
 
 /// A journal that knows one intent, and a file of that name in `part`.
