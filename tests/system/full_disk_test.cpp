@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A disk that fills, breaks or turns read-only while a pass runs: the pass ends, what it has not
 // looked at stays unread, and the checks after it go on from there.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -13,10 +12,6 @@
 
 namespace relaybird {
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::SizeIs;
 
 constexpr int kItems = 5;
 const std::string kMaildir = "/home/ann/Maildir";
