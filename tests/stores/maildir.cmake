@@ -5,8 +5,8 @@ target_link_libraries(rb_maildir_house PUBLIC rb_store_maildir rb_platform_posix
 
 rb_test(maildir_test
   SOURCES maildir_folder_test.cpp maildir_forward_test.cpp maildir_item_test.cpp
-          maildir_name_test.cpp maildir_recipients_test.cpp maildir_settings_test.cpp
-          maildir_store_test.cpp outbox_place_test.cpp
+          maildir_loop_test.cpp maildir_name_test.cpp maildir_recipients_test.cpp
+          maildir_settings_test.cpp maildir_store_test.cpp outbox_place_test.cpp
   LIBS rb_maildir_house)
 
 # Nothing else may stand in this program: what it tries is the libraries' first use.

@@ -63,6 +63,14 @@ TEST(MaildirSettings, KeysOverrideAndHomeIsExpanded) {
   EXPECT_EQ(settings.addressBook, "/home/ann/contacts.vcf");
 }
 
+TEST(MaildirSettings, ALimitThatIsNoWholeNumberFromOneOnIsTheDefault) {
+  EXPECT_EQ(read({}).mostPerHour, 500U);
+  EXPECT_EQ(read({{"max_per_hour", "20"}}).mostPerHour, 20U);
+  for (const char* none : {"0", "-1", "many", "5x", "", "99999999999999999999999"}) {
+    EXPECT_EQ(read({{"max_per_hour", none}}).mostPerHour, 500U) << none;
+  }
+}
+
 TEST(MaildirSettings, ATildeInsideAPathIsAnOrdinaryLetter) {
   const auto settings = read({{"maildir", "/x/~/y"}, {"outbox", "~bob/o"}});
   EXPECT_EQ(settings.maildir, "/x/~/y");

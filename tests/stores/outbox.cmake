@@ -2,6 +2,7 @@ rb_test(stores_outbox_test
   SOURCES
     outbox/command_runner_test.cpp
     outbox/delivery_worker_test.cpp
+    outbox/hourly_limit_test.cpp
     outbox/journal_test.cpp
     outbox/outbox_crash_test.cpp
     outbox/outbox_test.cpp

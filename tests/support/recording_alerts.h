@@ -14,6 +14,7 @@ class RecordingAlerts : public Alerts {
   void checkFailed(const std::string& words) override { lines.push_back("failed: " + words); }
   void mailboxReached() override { lines.push_back("reached"); }
   void forwardRefused(const std::string& words) override { lines.push_back("refused: " + words); }
+  void addressStopped(const std::string& words) override { lines.push_back("stopped: " + words); }
   void maximumReached() override { lines.push_back("maximum"); }
 
   std::vector<std::string> lines;

@@ -17,6 +17,8 @@ class Alerts {
   virtual void mailboxReached() = 0;
   /// A message was refused for good and is not tried again. `words` says which and why.
   virtual void forwardRefused(const std::string& words) = 0;
+  /// Nothing more leaves for an address until the user says otherwise. `words` says which and why.
+  virtual void addressStopped(const std::string& words) = 0;
   /// Nothing more is forwarded until forwarding is switched on anew.
   virtual void maximumReached() = 0;
 };

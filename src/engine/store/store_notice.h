@@ -14,6 +14,7 @@ struct StoreNotice {
   enum class Kind {
     kNote,
     kRefused,  ///< a message was refused for good
+    kStopped,  ///< an address gets nothing more until the user says otherwise
   };
 
   /// Most notices are a line and nothing else.

@@ -90,9 +90,9 @@ void MaildirMailbox::openOutbox() {
   }
   for (const std::string& left : place.leftIn(outbox->folder())) world_.notice(left);
   marks_ = std::make_unique<ReadMarks>(world_.files, world_.clock, folder_, *outbox, world_.notice);
-  delivery_ = std::make_unique<DeliveryWorker>(
-      DeliveryWorker::Setting{world_.files, world_.clock, *outbox, world_.transport,
-                              world_.executor, world_.events, world_.notice});
+  delivery_ = std::make_unique<DeliveryWorker>(DeliveryWorker::Setting{
+      world_.files, world_.clock, *outbox, world_.transport, world_.executor, world_.events,
+      world_.notice, settings_.mostPerHour});
   outbox_ = std::move(outbox);
   delivery_->flush({});  // what an earlier run left waiting
 }

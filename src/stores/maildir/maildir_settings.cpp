@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stores/maildir/maildir_settings.h"
 
+#include <charconv>
+
 #include "platform/text/number_text.h"
 
 namespace relaybird {
@@ -23,6 +25,14 @@ std::string asPath(const std::string& text, const std::string& home) {
     path.pop_back();
   }
   return path;
+}
+
+/// Nobody means to switch the limit off by a slip of the pen.
+std::size_t asLimit(const std::string& text) {
+  std::size_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, number);
+  return read.ec == std::errc{} && read.ptr == end && number > 0 ? number : kMostPerHour;
 }
 
 /// The forwarding settings are cut at 254 characters; a path may be longer (PATH_MAX).
@@ -50,6 +60,7 @@ MaildirSettings readMaildirSettings(const ProfileReader& file, const MaildirDefa
   settings.addressBook = asPath(value("address_book", ""), home);
   settings.sendmail = expandHome(value("sendmail", ""), home);
   settings.address = value("address", defaults.userAtHost);
+  settings.mostPerHour = asLimit(value("max_per_hour", ""));
   settings.name = value("name", defaults.userName);
   return settings;
 }

@@ -2,10 +2,12 @@
 // Where the local mail lies and who its owner is: section "mail" of the preference file.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "platform/profile/profile_strings.h"
+#include "stores/outbox/delivery/hourly_limit.h"
 
 namespace relaybird {
 
@@ -23,6 +25,8 @@ struct MaildirSettings {
   std::string name;         ///< the user's own name; may be empty
   /// A vCard file that names of recipients are looked up in; may be empty.
   std::string addressBook;
+  /// How many messages may leave for one address within an hour.
+  std::size_t mostPerHour = kMostPerHour;
 };
 
 /// What the machine says about the user where the file says nothing.
@@ -43,6 +47,7 @@ std::string mailStoreName(const ProfileReader& file);
 ///   address       default user@host
 ///   name          default the user's name on this machine
 ///   address_book  default none
+///   max_per_hour  a whole number from 1 on; anything else counts as the default, kMostPerHour
 /// A leading "~/" in a path or in the command is the home folder. A relative path counts from
 /// there, so that it does not depend on where the program was started.
 MaildirSettings readMaildirSettings(const ProfileReader& file, const MaildirDefaults& defaults);

@@ -96,6 +96,8 @@ void ProgramForms::storeTells(const StoreNotice& notice) {
   log_.AddToLog(clock_.toText(when) + "--> " + notice.line);
   if (notice.kind == StoreNotice::Kind::kRefused) {
     main_.alerts().forwardRefused(notice.line);
+  } else if (notice.kind == StoreNotice::Kind::kStopped) {
+    main_.alerts().addressStopped(notice.line);
   }
 }
 

@@ -50,10 +50,18 @@ class DeliveryWorkerTest : public testing::Test {
     restart();
   }
   DeliveryWorker::Setting setting(Transport* to, Executor& on) {
-    return {*world.through, world.clock, *outbox, to, on, events, [this](const StoreNotice& told) {
+    return {*world.through,
+            world.clock,
+            *outbox,
+            to,
+            on,
+            events,
+            [this](const StoreNotice& told) {
               notices.push_back(told.line);
               times.push_back(told.time);
-            }};
+              if (told.kind == StoreNotice::Kind::kStopped) ++stops;
+            },
+            mostPerHour};
   }
   void restart() {
     worker.reset();
@@ -85,6 +93,8 @@ class DeliveryWorkerTest : public testing::Test {
   std::unique_ptr<Outbox> outbox;
   std::vector<std::string> notices;
   std::vector<DateTime> times;  ///< of the notices
+  int stops = 0;                ///< how many of them raise that an address is stopped
+  std::size_t mostPerHour = kMostPerHour;
   std::optional<DeliveryWorker> worker;
 };
 
@@ -356,6 +366,146 @@ TEST_F(DeliveryWorkerTest, AThousandFlushesDoNotReadTheFolderAThousandTimes) {
   transport.answer = nullptr;
   flush();
   EXPECT_THAT(transport.subjects, SizeIs(51));
+}
+
+class StoppedAddressTest : public DeliveryWorkerTest {
+ protected:
+  StoppedAddressTest() {
+    mostPerHour = 2;
+    restart();
+  }
+  void send(const std::string& subject, const std::string& to) {
+    ASSERT_TRUE(outbox->send(
+        "entry " + subject, subject + "@id",
+        writes("From: ann@example.org\nTo: " + to + "\nSubject: " + subject + "\n\nbody\n")));
+  }
+  void sendMany(int count) {
+    for (int i = 1; i <= count; ++i) send(std::to_string(i), "bob@example.org");
+  }
+  bool tryAgain() {
+    bool done = false;
+    worker->tryAgain([&] { done = true; });
+    events.runUntilIdle();
+    return done;
+  }
+};
+
+TEST_F(StoppedAddressTest, MoreThanTheMostInAnHourWaitsAndTheUserIsTold) {
+  sendMany(4);
+  EXPECT_TRUE(flush());
+  EXPECT_THAT(take(), ElementsAre("1", "2"));
+  EXPECT_THAT(world.names("new"), SizeIs(2));
+  EXPECT_THAT(
+      notices,
+      ElementsAre("Handed over for delivery: \"1\"", "Handed over for delivery: \"2\"",
+                  "Stopped forwarding to bob@example.org: 2 messages have left for it within an "
+                  "hour, which is the most that the settings allow. What is for it waits in " +
+                      world.folder + " until you choose Try Again Now (in the console: retry)",
+                  "Waits because bob@example.org is stopped: \"3\"",
+                  "Waits because bob@example.org is stopped: \"4\""));
+  EXPECT_EQ(stops, 1);
+  EXPECT_THAT(worker->counts().stopped, ElementsAre("bob@example.org"));
+  EXPECT_EQ(worker->counts().left, 2U);
+}
+
+TEST_F(StoppedAddressTest, OthersGoOn) {
+  sendMany(3);
+  send("for carol", "carol@example.org");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("1", "2", "for carol"));
+}
+
+TEST_F(StoppedAddressTest, NeitherTimeNorANewStartIsTheUsersWord) {
+  sendMany(3);
+  flush();
+  world.clock.advance(std::chrono::hours{24 * 6});
+  flush();
+  restart();
+  flush();
+  EXPECT_THAT(take(), ElementsAre("1", "2"));
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+  EXPECT_THAT(world.names("failed"), IsEmpty());
+  EXPECT_THAT(worker->counts().stopped, ElementsAre("bob@example.org"));
+}
+
+TEST_F(StoppedAddressTest, TheUsersWordLetsTheRestLeaveUpToTheLimitAgain) {
+  sendMany(5);
+  flush();
+  take();
+  EXPECT_TRUE(tryAgain());
+  EXPECT_THAT(take(), ElementsAre("3", "4"));
+  EXPECT_THAT(notices, testing::Contains("Mail may leave again for bob@example.org"));
+  EXPECT_THAT(worker->counts().stopped, ElementsAre("bob@example.org"));
+  EXPECT_TRUE(tryAgain());
+  EXPECT_THAT(take(), ElementsAre("5"));
+  EXPECT_THAT(worker->counts().stopped, IsEmpty());
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+// Were it parted, what was left of it could get lost or go out twice.
+TEST_F(StoppedAddressTest, AMessageForSeveralWaitsWholeWhileOneOfThemIsStopped) {
+  sendMany(3);
+  send("both", "carol@example.org, bob@example.org");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("1", "2"));
+  tryAgain();
+  EXPECT_THAT(take(), ElementsAre("3", "both"));
+}
+
+TEST_F(StoppedAddressTest, WhatIsRefusedForTheTimeBeingDoesNotCount) {
+  transport.answer = [](const std::string&) { return temporary(); };
+  sendMany(1);
+  for (int i = 0; i < 5; ++i) {
+    flush();
+    world.clock.advance(minutes{9});
+  }
+  EXPECT_GT(take().size(), 2U);
+  EXPECT_EQ(stops, 0);
+}
+
+TEST_F(StoppedAddressTest, OneThatWaitsIsToldOfOnceNotAtEveryCheck) {
+  sendMany(3);
+  flush();
+  const std::size_t told = notices.size();
+  for (int i = 0; i < 5; ++i) {
+    world.clock.advance(minutes{2});
+    flush();
+  }
+  EXPECT_EQ(notices.size(), told);
+}
+
+TEST_F(StoppedAddressTest, TryingAgainDoesNotWaitForWhatWasPutOff) {
+  transport.answer = [](const std::string&) { return temporary(true); };
+  sendMany(2);
+  flush();
+  take();
+  EXPECT_EQ(worker->counts().kept, 1U);
+  transport.answer = nullptr;
+  flush();
+  EXPECT_THAT(take(), IsEmpty());
+  EXPECT_TRUE(tryAgain());
+  EXPECT_THAT(take(), ElementsAre("1", "2"));
+  EXPECT_EQ(worker->counts().kept, 0U);
+}
+
+TEST_F(StoppedAddressTest, TryingAgainFindsWhatWasPutBackByHand) {
+  flush();
+  world.put("new", "put-back", mail("put back"));
+  EXPECT_TRUE(tryAgain());
+  EXPECT_THAT(take(), ElementsAre("put back"));
+}
+
+TEST_F(DeliveryWorkerTest, CountsWhatLeftAndWhatWasRefused) {
+  transport.answer = [](const std::string& subject) {
+    return subject == "bad" ? Outcome{Kind::kPermanent, "550", false} : Outcome{};
+  };
+  send("one");
+  send("bad");
+  send("two");
+  flush();
+  EXPECT_EQ(worker->counts().left, 2U);
+  EXPECT_EQ(worker->counts().refused, 1U);
+  EXPECT_EQ(worker->counts().kept, 0U);
 }
 
 TEST_F(DeliveryWorkerTest, TwoWorkersDoNotDeliverOneFileTwice) {

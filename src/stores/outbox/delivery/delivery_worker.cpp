@@ -29,8 +29,16 @@ struct DeliveryWorker::CallBacks {
 };
 
 DeliveryWorker::DeliveryWorker(Setting setting)
-    : setting_(std::move(setting)), callBacks_(std::make_shared<CallBacks>()) {
+    : setting_(std::move(setting)),
+      callBacks_(std::make_shared<CallBacks>()),
+      limit_(setting_.files, setting_.clock, limitFile(setting_.outbox.folder()),
+             setting_.mostPerHour) {
   callBacks_->notice = std::move(setting_.notice);
+  publish();
+}
+
+std::string DeliveryWorker::limitFile(const std::string& outboxFolder) {
+  return outboxFolder + "/recent-deliveries";
 }
 
 DeliveryWorker::~DeliveryWorker() {
@@ -40,6 +48,14 @@ DeliveryWorker::~DeliveryWorker() {
 }
 
 void DeliveryWorker::flush(std::function<void()> done) {
+  begin(std::move(done), false);
+}
+
+void DeliveryWorker::tryAgain(std::function<void()> done) {
+  begin(std::move(done), true);
+}
+
+void DeliveryWorker::begin(std::function<void()> done, bool afresh) {
   if (!setting_.transport) {
     postDone({std::move(done)});
     return;
@@ -48,9 +64,15 @@ void DeliveryWorker::flush(std::function<void()> done) {
     const std::lock_guard lock(mutex_);
     waiters_.push_back(std::move(done));
     wanted_ = true;
+    afreshWanted_ = afreshWanted_ || afresh;
     if (std::exchange(working_, true)) return;
   }
   setting_.executor.run([this] { work(); });
+}
+
+DeliveryWorker::Counts DeliveryWorker::counts() const {
+  const std::lock_guard lock(mutex_);
+  return counts_;
 }
 
 std::optional<DateTime> DeliveryWorker::nextAttempt() const {
@@ -61,8 +83,9 @@ std::optional<DateTime> DeliveryWorker::nextAttempt() const {
 void DeliveryWorker::work() {
   std::vector<std::function<void()>> waiters;
   while (nextTask(waiters)) {
+    if (std::exchange(afresh_, false)) startAfresh();
     deliverWaiting();
-    updateNextAttempt();
+    publish();
     postDone(std::exchange(waiters, {}));
   }
 }
@@ -71,12 +94,24 @@ bool DeliveryWorker::nextTask(std::vector<std::function<void()>>& waiters) {
   const std::lock_guard lock(mutex_);
   if (wanted_ && !stop_.stop_requested()) {
     wanted_ = false;
+    afresh_ = std::exchange(afreshWanted_, false);
     waiters = std::exchange(waiters_, {});
     return true;
   }
   working_ = false;
   idle_.notify_all();  // within the lock: the object may be gone once it is released
   return false;
+}
+
+/// Also reads the folder anew: the user may just have put something back.
+void DeliveryWorker::startAfresh() {
+  retries_.clear();
+  pause_ = {};
+  refusalsInRow_ = 0;
+  held_.clear();
+  listed_ = kNoDate;
+  for (const std::string& address : limit_.stopped()) say("Mail may leave again for " + address);
+  limit_.lift();
 }
 
 void DeliveryWorker::deliverWaiting() {
@@ -111,11 +146,13 @@ void DeliveryWorker::collect() {
   std::unordered_set<std::string> names;
   for (const WaitingMessage& message : known_) names.insert(message.name);
   std::erase_if(retries_, [&](const auto& item) { return !names.contains(item.first); });
+  std::erase_if(held_, [&](const std::string& name) { return !names.contains(name); });
 }
 
 DeliveryWorker::Fate DeliveryWorker::deliverOne(const WaitingMessage& message) {
   const auto retry = retries_.find(message.name);
   if (retry != retries_.end() && !isDue(retry->second)) return Fate::kKept;
+  if (held_.contains(message.name)) return Fate::kKept;
   const auto claim = setting_.outbox.claim(message.name);
   if (!claim) return Fate::kGone;  // another delivery has it, or had it
   auto bytes = readFile(setting_.files, setting_.outbox.pathOf(*claim), kMessageLimit + 1);
@@ -135,8 +172,12 @@ DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
   }
   const auto outgoing = prepareMessage(std::move(bytes));
   if (!outgoing) return refused(claim, message, title, outgoing.error().text);
+  if (mustWait(message, *outgoing)) return Fate::kKept;
   const Outcome outcome = setting_.transport->deliver(*outgoing, stop_.get_token());
-  if (outcome.kind == Outcome::Kind::kDelivered) return taken(claim, title);
+  if (outcome.kind == Outcome::Kind::kDelivered) {
+    limit_.count(outgoing->envelope.recipients);
+    return taken(claim, title);
+  }
   if (outcome.kind == Outcome::Kind::kCancelled) return Fate::kKept;
   if (outcome.kind == Outcome::Kind::kPermanent) {
     return refused(claim, message, title, outcome.words);
@@ -145,10 +186,32 @@ DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
   return refused(claim, message, title, outcome.words + "\nGiven up after five days.");
 }
 
+bool DeliveryWorker::mustWait(const WaitingMessage& message, const OutgoingMessage& outgoing) {
+  const HourlyLimit::Verdict verdict = limit_.ask(outgoing.envelope.recipients);
+  for (const std::string& address : verdict.stoppedNow) tellStopped(address);
+  if (verdict.waitsFor.empty()) return false;
+  held_.insert(message.name);
+  say("Waits because " + verdict.waitsFor + " is stopped: \"" + outgoing.subject + "\"");
+  return true;
+}
+
+void DeliveryWorker::tellStopped(const std::string& address) {
+  publish();
+  say({"Stopped forwarding to " + address + ": " + std::to_string(limit_.most()) +
+           " messages have left for it within an hour, which is the most that the settings allow. "
+           "What is for it waits in " +
+           setting_.outbox.folder() + " until you choose Try Again Now (in the console: retry)",
+       StoreNotice::Kind::kStopped});
+}
+
 DeliveryWorker::Fate DeliveryWorker::taken(const Outbox::Claim& claim, const std::string& title) {
   retries_.erase(claim.name());
   pause_ = {};
   refusalsInRow_ = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    ++counts_.left;
+  }
   say("Handed over for delivery: \"" + title + "\"");
   if (auto noted = setting_.outbox.delivered(claim); !noted) {
     say("It could not be taken out of the outbox: " + noted.error().text);
@@ -166,6 +229,10 @@ DeliveryWorker::Fate DeliveryWorker::refused(const Outbox::Claim& claim,
                 {Outcome::Kind::kTemporary, words + "; " + moved.error().text, false});
   }
   retries_.erase(claim.name());
+  {
+    const std::lock_guard lock(mutex_);
+    ++counts_.refused;
+  }
   say({"Refused for good: \"" + title + "\": " + oneLine(words) + ". It is now in " +
            setting_.outbox.folder() + "/failed",
        StoreNotice::Kind::kRefused});
@@ -195,7 +262,7 @@ void DeliveryWorker::postpone(Retry& retry) const {
   retry.wait = std::clamp(2 * retry.wait, kFirstRetry, kLongestRetry);
 }
 
-void DeliveryWorker::updateNextAttempt() {
+void DeliveryWorker::publish() {
   std::optional<DateTime> next;
   for (const auto& [name, retry] : retries_) {
     if (!next || retry.due() < *next) next = retry.due();
@@ -203,6 +270,8 @@ void DeliveryWorker::updateNextAttempt() {
   if (next && pause_.wait.count() > 0) next = std::max(*next, pause_.due());
   const std::lock_guard lock(mutex_);
   nextAttempt_ = next;
+  counts_.kept = retries_.size();
+  counts_.stopped.assign(limit_.stopped().begin(), limit_.stopped().end());
 }
 
 void DeliveryWorker::say(StoreNotice notice) {

@@ -5,6 +5,12 @@
 // later, then after twice that, up to an hour; five days after it was written (RFC 5321, 4.5.4.1) a
 // further refusal counts as final. What was refused for good moves to failed/. These waits are
 // known to this object alone: a new start tries everything at once.
+//
+// An address that more leaves for within an hour than is allowed is stopped (hourly_limit.h): its
+// messages stay, over new starts too, until tryAgain(). A message with several recipients waits
+// whole while one of them is stopped. A transport takes a message for all or for none, so to part
+// it would mean to remember durably who has had it already. Forwards of one user all go to the same
+// addresses, which come to the limit together.
 #pragma once
 
 #include <chrono>
@@ -14,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -23,6 +30,7 @@
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
 #include "stores/outbox/delivery/executor.h"
+#include "stores/outbox/delivery/hourly_limit.h"
 #include "stores/outbox/delivery/transport.h"
 #include "stores/outbox/outbox.h"
 
@@ -45,6 +53,14 @@ class DeliveryWorker {
     EventQueue& events;
     /// Told, on the user-interface thread, what became of each message.
     std::function<void(StoreNotice)> notice;
+    std::size_t mostPerHour = kMostPerHour;  ///< messages to one address
+  };
+
+  struct Counts {
+    std::size_t left = 0;              ///< handed over since this object was made
+    std::size_t refused = 0;           ///< refused for good since then
+    std::size_t kept = 0;              ///< wait because the last try was refused for the time being
+    std::vector<std::string> stopped;  ///< addresses that nothing more leaves for
   };
 
   explicit DeliveryWorker(Setting setting);
@@ -56,6 +72,13 @@ class DeliveryWorker {
   /// Begins to deliver what waits and is due. `done`, which may be empty, is called on the
   /// user-interface thread, never inside this call, when everything that waited now has been tried.
   void flush(std::function<void()> done);
+
+  /// The user's word: as flush(), but waits are over and stopped addresses go on.
+  void tryAgain(std::function<void()> done);
+
+  Counts counts() const;
+  /// Where an outbox's deliveries remember what HourlyLimit does.
+  static std::string limitFile(const std::string& outboxFolder);
 
   /// When the earliest message that was kept is due again; nothing while none was kept.
   std::optional<DateTime> nextAttempt() const;
@@ -70,11 +93,14 @@ class DeliveryWorker {
 
   enum class Fate { kGone, kKept };
 
+  void begin(std::function<void()> done, bool afresh);
   void work();
   bool nextTask(std::vector<std::function<void()>>& waiters);
+  void startAfresh();
   void deliverWaiting();
   void collect();
   Fate deliverOne(const WaitingMessage& message);
+  bool mustWait(const WaitingMessage& message, const OutgoingMessage& outgoing);
   Fate handOver(const Outbox::Claim& claim, const WaitingMessage& message, std::string bytes);
   Fate taken(const Outbox::Claim& claim, const std::string& title);
   Fate refused(const Outbox::Claim& claim, const WaitingMessage& message, const std::string& title,
@@ -84,7 +110,8 @@ class DeliveryWorker {
   void postpone(Retry& retry) const;
   void say(StoreNotice notice);
   void postDone(std::vector<std::function<void()>> waiters);
-  void updateNextAttempt();
+  void tellStopped(const std::string& address);
+  void publish();
 
   Setting setting_;
   std::shared_ptr<CallBacks> callBacks_;  ///< held by this object alone: late events find nobody
@@ -94,6 +121,9 @@ class DeliveryWorker {
   std::vector<WaitingMessage> known_;     ///< what waits, oldest first
   std::map<std::string, Retry> retries_;  ///< by file name
   Retry pause_;                           ///< of the transport as a whole
+  HourlyLimit limit_;
+  std::set<std::string> held_;  ///< files for an address that is stopped
+  bool afresh_ = false;
   int refusalsInRow_ = 0;
   bool seriesEnded_ = false;
   DateTime listed_ = kNoDate;  ///< when the folder was last read
@@ -102,8 +132,10 @@ class DeliveryWorker {
   std::condition_variable idle_;
   bool working_ = false;
   bool wanted_ = false;
+  bool afreshWanted_ = false;
   std::vector<std::function<void()>> waiters_;
   std::optional<DateTime> nextAttempt_;
+  Counts counts_;
 };
 
 }  // namespace relaybird

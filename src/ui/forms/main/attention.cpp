@@ -13,6 +13,7 @@ namespace {
 
 constexpr const char* kMailbox = "mailbox";
 constexpr const char* kRefused = "refused";
+constexpr const char* kStopped = "stopped";
 constexpr const char* kMaximum = "maximum";
 
 /// A server that is restarted, or a network that is away for a moment, is no news.
@@ -92,6 +93,15 @@ void Attention::forwardRefused(const std::string& words) {
         plainWords(words) + "\nThe log tells of this one and of any more."});
 }
 
+void Attention::addressStopped(const std::string& words) {
+  tell({kStopped, "Forwarding to an address was stopped",
+        plainWords(words) + "\nIt goes on when you choose Try Again Now in the menu Outbox."});
+}
+
+void Attention::addressesGoOn() {
+  over(kStopped);
+}
+
 void Attention::maximumReached() {
   tell({kMaximum, "The maximum number of messages was forwarded",
         "Nothing more is forwarded until forwarding is stopped and started again."});
@@ -99,7 +109,7 @@ void Attention::maximumReached() {
 
 void Attention::startAnew() {
   failedChecks_ = 0;
-  for (const char* cause : {kMailbox, kRefused, kMaximum}) {
+  for (const char* cause : {kMailbox, kRefused, kStopped, kMaximum}) {
     over(cause);
   }
 }

@@ -23,8 +23,11 @@ class Attention : public Alerts {
   void checkFailed(const std::string& words) override;
   void mailboxReached() override;
   void forwardRefused(const std::string& words) override;
+  void addressStopped(const std::string& words) override;
   void maximumReached() override;
 
+  /// The user has let stopped addresses go on.
+  void addressesGoOn();
   /// Forwarding was switched on: what comes now is news again.
   void startAnew();
 

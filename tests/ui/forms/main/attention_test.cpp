@@ -139,6 +139,21 @@ TEST_F(AttentionTest, ALineOfADeliveryHasTheTimeOfTheDeliveryNotThatOfItsTelling
   EXPECT_THAT(log(), testing::Contains("2026-11-20 09:00:00--> Handed over for delivery: \"one\""));
 }
 
+TEST_F(AttentionTest, AnAddressThatIsStoppedStandsInTheLogAndMakesOneNotification) {
+  program();
+  for (int i = 0; i < 2; ++i) {
+    program().storeTells(
+        {"Stopped forwarding to bob@example.org: too much", StoreNotice::Kind::kStopped});
+  }
+  EXPECT_THAT(log(), testing::Contains("2026-11-20 09:00:00--> Stopped forwarding to "
+                                       "bob@example.org: too much")
+                         .Times(2));
+  ASSERT_THAT(notifications_.shown, SizeIs(1));
+  EXPECT_EQ(notifications_.shown[0].title, "Forwarding to an address was stopped");
+  EXPECT_THAT(notifications_.shown[0].text, HasSubstr("bob@example.org: too much"));
+  EXPECT_THAT(notifications_.shown[0].text, HasSubstr("Try Again Now"));
+}
+
 TEST_F(AttentionTest, AForwardThatTheMailApplicationRefusesIsTold) {
   switchOn();
   store_.setHook([](std::string_view call) {
