@@ -75,6 +75,7 @@ void ConsoleApplication::makeConsole() {
       DialogsWorld{*output_, [this](const auto& done) { return loop_.runUntil(done); }, person});
   clipboard_ = std::make_unique<ConsoleClipboard>(person ? &sink_ : nullptr, *output_);
   helpViewer_ = std::make_unique<ConsoleHelpViewer>(*output_, manual_.topics);
+  folderViewer_ = std::make_unique<ConsoleFolderViewer>(*output_);
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
                                                                  core_.files, startProgram);
 }
@@ -82,6 +83,7 @@ void ConsoleApplication::makeConsole() {
 void ConsoleApplication::makeForms() {
   forms_ =
       std::make_unique<ProgramForms>(ProgramWorld{core_.store().factory(),
+                                                  core_.store().outgoing(),
                                                   core_.files,
                                                   core_.profiles,
                                                   core_.folders,
@@ -95,6 +97,7 @@ void ConsoleApplication::makeForms() {
                                                   screen_,
                                                   *clipboard_,
                                                   *helpViewer_,
+                                                  *folderViewer_,
                                                   *systemInformation_,
                                                   tray_,
                                                   notifications_,
@@ -109,7 +112,7 @@ void ConsoleApplication::makeForms() {
                             &forms_->log().lstLog},
       *output_);
   program_ = std::make_unique<ProgramCommands>(
-      *forms_,
+      *forms_, core_.store().outgoing(),
       std::vector<Fact>{{"version", core_.identity().versionText},
                         {"mail-store", core_.mailbox().store + " " + core_.mailbox().place}},
       std::move(manual_));

@@ -60,6 +60,7 @@ class ConsoleApplication {
   NoAutostart autostart_;
   std::unique_ptr<ConsoleClipboard> clipboard_;
   std::unique_ptr<ConsoleHelpViewer> helpViewer_;
+  std::unique_ptr<ConsoleFolderViewer> folderViewer_;
   std::unique_ptr<SystemInformation> systemInformation_;
 
   std::unique_ptr<ProgramForms> forms_;

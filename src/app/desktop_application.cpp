@@ -13,6 +13,7 @@
 #include "ui/desktop/widgets/text.h"
 #include "ui/forms/about/listed_system_information.h"
 #include "ui/forms/autostart/desktop_entry_autostart.h"
+#include "ui/forms/main/listed_folder_viewer.h"
 
 namespace relaybird {
 
@@ -62,6 +63,7 @@ void DesktopApplication::prepare() {
 
 ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
   return {core_->store().factory(),
+          core_->store().outgoing(),
           core_->files,
           core_->profiles,
           core_->folders,
@@ -75,6 +77,7 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
           screen_,
           clipboard_,
           help_,
+          *folderViewer_,
           *systemInformation_,
           tray,
           *session_,
@@ -86,6 +89,8 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
 
 void DesktopApplication::makeForms() {
   auto tray = std::make_unique<desktop::TrayIcon>(core_->files, *loop_, core_->stateFile("icons"));
+  folderViewer_ =
+      std::make_unique<ListedFolderViewer>(freeDesktopFolderOpeners(), core_->files, startProgram);
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
                                                                  core_->files, startProgram);
   autostart_ = std::make_unique<DesktopEntryAutostart>(

@@ -54,6 +54,7 @@ class DesktopApplication : public wxApp {
   desktop::WxClipboard clipboard_;
   desktop::HelpWindow help_{[this] { return front(); }};
   std::unique_ptr<SystemInformation> systemInformation_;
+  std::unique_ptr<FolderViewer> folderViewer_;
   std::unique_ptr<TrayPlatform> tray_;
   std::unique_ptr<ProgramForms> forms_;
   std::unique_ptr<desktop::DesktopWindows> windows_;

@@ -28,6 +28,7 @@ class OpenedMaildir : public OpenedStore {
                      transport_.get(), world.notice, world.lockFolder});
   }
   ObjectFactory& factory() override { return store_->factory(); }
+  OutgoingMail& outgoing() override { return store_->outgoing(); }
   std::string place() const override { return place_; }
 
  private:

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "engine/mail_store.h"
+#include "engine/store/outgoing_mail.h"
 #include "engine/store/store_notice.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
@@ -36,6 +37,7 @@ class OpenedStore {
  public:
   virtual ~OpenedStore() = default;
   virtual ObjectFactory& factory() = 0;
+  virtual OutgoingMail& outgoing() = 0;
   /// Where the mailbox is, the same for every way of naming it: what two programs must not work on
   /// at once.
   virtual std::string place() const = 0;

@@ -76,9 +76,7 @@ void MaildirMailbox::openOutbox() {
   }
   requireAlone();
   settings_.address = wireAddress(settings_.address);
-  const auto real = world_.files.resolve(settings_.maildir);
-  OutboxPlace place(world_.files, real ? *real : settings_.maildir, settings_.stateFolder,
-                    settings_.outbox);
+  OutboxPlace place = outboxPlace();
   auto outbox = orThrow(place.open(world_.clock, world_.random));
   const std::string keyFile = settings_.stateFolder + "/trace-key";
   if (!MakeFolderPath(world_.files, keyFile)) {
@@ -272,6 +270,45 @@ void MaildirMailbox::deliver(std::function<void()> done) {
   requireOpen();
   marks_->writeHeldBack();
   delivery_->flush(std::move(done));
+}
+
+OutboxPlace MaildirMailbox::outboxPlace() const {
+  const auto real = world_.files.resolve(settings_.maildir);
+  return {world_.files, real ? *real : settings_.maildir, settings_.stateFolder, settings_.outbox};
+}
+
+std::string MaildirMailbox::outboxFolder() const {
+  return outbox_ ? outbox_->folder() : outboxPlace().where();
+}
+
+OutgoingState MaildirMailbox::outgoing() {
+  OutgoingState state;
+  state.outbox = outboxFolder();
+  state.waitingFolder = state.outbox + "/new";
+  state.refusedFolder = state.outbox + "/failed";
+  state.delivers = world_.transport != nullptr;
+  if (delivery_) {
+    DeliveryWorker::Counts counts = delivery_->counts();
+    state.left = counts.left;
+    state.refused = counts.refused;
+    state.kept = counts.kept;
+    state.stopped = std::move(counts.stopped);
+  } else if (state.delivers) {
+    const HourlyLimit limit(world_.files, world_.clock, DeliveryWorker::limitFile(state.outbox),
+                            settings_.mostPerHour);
+    state.stopped.assign(limit.stopped().begin(), limit.stopped().end());
+  }
+  return state;
+}
+
+std::size_t MaildirMailbox::waiting() {
+  return outbox_ ? outbox_->countWaiting() : Outbox::countWaiting(world_.files, outboxFolder());
+}
+
+void MaildirMailbox::tryAgain(std::function<void()> done) {
+  requireOpen();
+  marks_->writeHeldBack();
+  delivery_->tryAgain(std::move(done));
 }
 
 }  // namespace relaybird

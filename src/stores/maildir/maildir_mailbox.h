@@ -12,8 +12,10 @@
 #include <unordered_set>
 
 #include "engine/mail_store.h"
+#include "engine/store/outgoing_mail.h"
 #include "stores/address/address_book.h"
 #include "stores/maildir/disk/maildir_folder.h"
+#include "stores/maildir/disk/outbox_place.h"
 #include "stores/maildir/disk/read_marks.h"
 #include "stores/maildir/maildir_settings.h"
 #include "stores/maildir/maildir_world.h"
@@ -84,10 +86,17 @@ class MaildirMailbox {
   /// Hands what waits in the outbox to delivery; `done`, which may be empty, is called later.
   void deliver(std::function<void()> done);
 
+  // OutgoingMail, which see; also before the outbox is open.
+  OutgoingState outgoing();
+  std::size_t waiting();
+  void tryAgain(std::function<void()> done);
+
  private:
   void requireAlone();
   void requireOpen();
   void openOutbox();
+  OutboxPlace outboxPlace() const;
+  std::string outboxFolder() const;
   void deliverAgain();
   std::optional<Mailbox> fromAddressBook(const std::string& name);
   void tellAbout(const std::string& recipient, const std::optional<Mailbox>& found);

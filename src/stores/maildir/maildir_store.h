@@ -8,6 +8,7 @@
 
 #include "engine/mail_store.h"
 #include "engine/store/object_registry.h"
+#include "engine/store/outgoing_mail.h"
 #include "stores/maildir/maildir_settings.h"
 #include "stores/maildir/maildir_world.h"
 
@@ -27,9 +28,11 @@ class MaildirStore : public MailStore {
   ~MaildirStore() override;
 
   ObjectFactory& factory() override { return registry_; }
+  OutgoingMail& outgoing() { return *outgoing_; }
 
  private:
   std::shared_ptr<MaildirMailbox> mailbox_;
+  std::unique_ptr<OutgoingMail> outgoing_;
   ObjectRegistry registry_;
 };
 

@@ -284,6 +284,26 @@ Result<std::vector<WaitingMessage>> Outbox::waiting() {
   return messages;
 }
 
+std::size_t Outbox::countWaiting() const {
+  std::set<std::string> gone;
+  {
+    const std::lock_guard lock(mutex_);
+    gone = journal_->delivered();
+  }
+  return countWaiting(files_, folder_, gone);
+}
+
+std::size_t Outbox::countWaiting(FileSystem& files, const std::string& folder,
+                                 const std::set<std::string>& except) {
+  const auto entries = files.list(folder + "/new");
+  if (!entries) return 0;
+  return static_cast<std::size_t>(
+      std::count_if(entries->begin(), entries->end(), [&](const FolderEntry& entry) {
+        return entry.type == FileType::kRegular && !entry.name.starts_with('.') &&
+               !except.contains(entry.name);
+      }));
+}
+
 std::optional<std::vector<WaitingMessage>> Outbox::takeArrivals() {
   const std::lock_guard lock(mutex_);
   if (arrivalsLost_) return std::nullopt;

@@ -91,6 +91,12 @@ class Outbox {
   /// What open() found amiss, as sentences for the log.
   const std::vector<std::string>& findings() const { return findings_; }
 
+  /// How many messages wait in new/; 0 where it cannot be read.
+  std::size_t countWaiting() const;
+  /// The same for an outbox that is not open.
+  static std::size_t countWaiting(FileSystem& files, const std::string& folder,
+                                  const std::set<std::string>& except = {});
+
   // For the delivery of what waits.
 
   /// The right to deliver one message; while it is held nobody else gets it.

@@ -37,6 +37,9 @@ Result<void> ConsoleCommands::run(std::string_view name, std::string_view rest) 
   if (name == "start") return program_.start();
   if (name == "stop") return program_.stop();
   if (name == "test") return program_.test();
+  if (name == "retry") return program_.retry();
+  if (name == "waiting") return program_.waiting();
+  if (name == "refused") return program_.refused();
   status();
   return {};
 }

@@ -33,6 +33,11 @@ class ConsoleProgram {
   virtual Result<void> start() = 0;
   virtual Result<void> stop() = 0;
   virtual Result<void> test() = 0;
+  /// Tries at once all that waits in the outbox, and lets stopped addresses go on.
+  virtual Result<void> retry() = 0;
+  /// Says where the messages are that wait, and those that were refused.
+  virtual Result<void> waiting() = 0;
+  virtual Result<void> refused() = 0;
   /// Where the program stands.
   virtual std::vector<Fact> status() = 0;
   virtual std::vector<Setting> settings() = 0;

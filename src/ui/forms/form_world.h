@@ -42,6 +42,13 @@ class HelpViewer {
   virtual Result<void> show(const std::string& file) = 0;
 };
 
+class FolderViewer {
+ public:
+  virtual ~FolderViewer() = default;
+  /// Shows a folder to the user, as a file manager does. Returns at once.
+  virtual Result<void> show(const std::string& folder) = 0;
+};
+
 /// The desktop's own tool that tells about the machine.
 class SystemInformation {
  public:

@@ -99,6 +99,7 @@ void ProgramForms::storeTells(const StoreNotice& notice) {
   } else if (notice.kind == StoreNotice::Kind::kStopped) {
     main_.alerts().addressStopped(notice.line);
   }
+  main_.showOutbox();
 }
 
 void ProgramForms::unexpected(const std::string& what) {
@@ -119,7 +120,7 @@ void ProgramForms::shutDown() {
 
 bool ProgramForms::idle() {
   const EngineState& state = main_.engine().state();
-  return !state.m_bBusyFwd && !state.syncBusy && !state.passRunning;
+  return !state.m_bBusyFwd && !state.syncBusy && !state.passRunning && !main_.owesAnswer();
 }
 
 std::vector<Form*> ProgramForms::forms() {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "engine/mail_store.h"
+#include "engine/store/outgoing_mail.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
@@ -20,6 +21,7 @@ namespace relaybird {
 /// Everything that the program needs of the world. All must outlive it.
 struct ProgramWorld {
   ObjectFactory& objects;
+  OutgoingMail& outgoing;
   FileSystem& files;
   ProfileStrings& profiles;
   const SpecialFolders& folders;
@@ -33,6 +35,7 @@ struct ProgramWorld {
   Screen& screen;
   Clipboard& clipboard;
   HelpViewer& helpViewer;
+  FolderViewer& folderViewer;
   SystemInformation& systemInformation;
   TrayPlatform& tray;
   Notifications& notifications;

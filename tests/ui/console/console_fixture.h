@@ -107,6 +107,9 @@ class SmallProgram : public ConsoleProgram {
     if (onTest) onTest();
     return {};
   }
+  Result<void> retry() override { return Error{0, "a try is under way"}; }
+  Result<void> waiting() override { return {}; }
+  Result<void> refused() override { return {}; }
   std::vector<Fact> status() override { return {{"automation", "Stopped"}}; }
   std::vector<Setting> settings() override {
     return {{"General", "txtName", window.txtName.text(), "Name:"}};

@@ -32,6 +32,9 @@ class OutboxPlace {
   /// sentence for the user; with EWOULDBLOCK another program has the outbox.
   Result<std::unique_ptr<Outbox>> open(const Clock& clock, const RandomBytes& random);
 
+  /// The folder that open() would choose now. Makes nothing.
+  std::string where() { return named_.empty() ? choose() : named_; }
+
   /// Sentences for the log about what waits in other outboxes of the state folder and is not being
   /// delivered, as no program has them open.
   std::vector<std::string> leftIn(const std::string& ownFolder);

@@ -61,6 +61,20 @@ class ConsoleHelpViewer : public HelpViewer {
   std::vector<std::string> topics_;
 };
 
+/// Says where the folder is.
+class ConsoleFolderViewer : public FolderViewer {
+ public:
+  /// `out` must outlive it.
+  explicit ConsoleFolderViewer(ConsoleOutput& out) : out_(out) {}
+  Result<void> show(const std::string& folder) override {
+    out_.event("folder", folder);
+    return {};
+  }
+
+ private:
+  ConsoleOutput& out_;
+};
+
 /// A terminal has no notification area.
 class NoTray : public TrayPlatform {
  public:

@@ -6,11 +6,13 @@
 #include "ui/console/control/control_input.h"
 #include "ui/console/program/settings_list.h"
 #include "ui/console/text/quoting.h"
+#include "ui/forms/main/outgoing_words.h"
 
 namespace relaybird {
 
-ProgramCommands::ProgramCommands(ProgramForms& forms, std::vector<Fact> facts, Manual manual)
-    : forms_(forms), facts_(std::move(facts)), manual_(std::move(manual)) {}
+ProgramCommands::ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
+                                 std::vector<Fact> facts, Manual manual)
+    : forms_(forms), outgoing_(outgoing), facts_(std::move(facts)), manual_(std::move(manual)) {}
 
 Result<void> ProgramCommands::mainWindowTakesInput() {
   const Form* before = forms_.main().modal();
@@ -42,6 +44,30 @@ Result<void> ProgramCommands::test() {
   return {};
 }
 
+Result<void> ProgramCommands::retry() {
+  return clickControl(forms_.main().mnuTryAgain);
+}
+
+Result<void> ProgramCommands::waiting() {
+  return clickControl(forms_.main().mnuOpenWaiting);
+}
+
+Result<void> ProgramCommands::refused() {
+  return clickControl(forms_.main().mnuOpenRefused);
+}
+
+void ProgramCommands::addOutbox(std::vector<Fact>& facts) {
+  const OutgoingState state = outgoing_.state();
+  if (state.outbox.empty()) return;
+  facts.insert(facts.end(), {{"outbox", state.outbox},
+                             {"waiting", std::to_string(outgoing_.waiting())},
+                             {"left", std::to_string(state.left)},
+                             {"refused", std::to_string(state.refused)}});
+  for (std::string& sentence : whatHoldsBack(state)) {
+    facts.emplace_back("outbox-says", std::move(sentence));
+  }
+}
+
 std::vector<Fact> ProgramCommands::status() {
   frmRelaybird& main = forms_.main();
   std::vector<Fact> facts = facts_;
@@ -55,6 +81,7 @@ std::vector<Fact> ProgramCommands::status() {
                 {"number-forwarded", main.txtNumberForwarded.text()},
                 {"minutes-to-next-check", main.txtMinToNextFwd.text()},
                 {"action", main.lblCurrentActions.text()}});
+  addOutbox(facts);
   if (!words.empty()) facts.emplace_back("mail-store-says", words);
   return facts;
 }

@@ -25,14 +25,18 @@ struct Manual {
 /// are refused while another window stands in front of the main one.
 class ProgramCommands : public ConsoleProgram {
  public:
-  /// `facts` come first in what status() says. `forms` must outlive it.
-  ProgramCommands(ProgramForms& forms, std::vector<Fact> facts, Manual manual);
+  /// `facts` come first in what status() says. `forms` and `outgoing` must outlive it.
+  ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing, std::vector<Fact> facts,
+                  Manual manual);
 
   std::vector<Form*> forms() override { return forms_.forms(); }
   Result<void> start() override;
   Result<void> stop() override;
   /// Also while forwarding is on: the program then says itself why it does not test.
   Result<void> test() override;
+  Result<void> retry() override;
+  Result<void> waiting() override;
+  Result<void> refused() override;
   std::vector<Fact> status() override;
   std::vector<Setting> settings() override;
   Result<void> changeSetting(std::string_view name, const std::string& value) override;
@@ -46,8 +50,10 @@ class ProgramCommands : public ConsoleProgram {
 
  private:
   Result<void> mainWindowTakesInput();
+  void addOutbox(std::vector<Fact>& facts);
 
   ProgramForms& forms_;
+  OutgoingMail& outgoing_;
   std::vector<Fact> facts_;
   Manual manual_;
 };

@@ -130,6 +130,7 @@ wxSizer* MainWindow::status(wxWindow* parent) {
   frame->Add(add(box, frm_.txtStatusFwdTo, {.multiline = true, .namedBy = &frm_.lblStatusFwdTo}),
              wxSizerFlags(part).Proportion(1));
   frame->Add(add(box, frm_.lblCurrentActions, {.emphasised = true}), part);
+  frame->Add(add(box, frm_.lblOutbox), part);
   gauge_ = new wxGauge(box, wxID_ANY, 1, wxDefaultPosition, wxDefaultSize,
                        wxGA_HORIZONTAL | wxGA_SMOOTH);
   setAccessibleName(*gauge_, "Progress");

@@ -17,6 +17,9 @@ std::string captionOf(const ProgramVersion& version) {
          std::to_string(version.revision);
 }
 
+/// Whether the forwards of a test have been sent.
+constexpr std::chrono::milliseconds kLookAgain{500};
+
 std::shared_ptr<AutomationObject> tryCreate(ObjectFactory& objects, std::string_view progId) {
   try {
     return objects.CreateObject(progId);
@@ -35,12 +38,14 @@ frmRelaybird::frmRelaybird(ProgramWorld world, ActivityLog& log)
       help_({world_.files, world_.profiles, world_.folders, world_.dialogs, world_.helpViewer},
             world_.defaultHelpFile),
       prf_(prefWorld()),
-      engine_(engineWorld()) {
+      engine_(engineWorld()),
+      tmrTestReport_(world_.timers.makeTimer(kLookAgain, [this] { tellOutcomeOnceSent(); })) {
   tmrSync.follow(engine_.schedule().tmrSync());
   tmrMinute.follow(engine_.schedule().tmrMinute());
   tmrForLabel.follow(engine_.status().tmrForLabel());
   wireCommands();
   wirePictures();
+  wireOutbox();
 }
 
 frmRelaybird::~frmRelaybird() = default;
@@ -143,6 +148,7 @@ bool frmRelaybird::probeComponents() {
     world_.dialogs.messageBox({"Could not create MAPIUtils object..."});
   }
   prf_.UpdateEmailAddrOnMainForm();
+  showOutbox();
   if (!tryCreate(world_.objects, prog_id::kDictionary)) {
     say("You are missing a necessary component on your PC.  You need to have the Microsoft "
         "Scripting Runtime component installed for Relaybird to work properly.",

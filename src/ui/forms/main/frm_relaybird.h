@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -34,7 +35,7 @@ struct OtherForms {
 
 class frmRelaybird : public MainControls {
  public:
-  /// The log must outlive it.
+  /// The log must outlive it; the store's OutgoingMail calls back nobody once it is gone.
   frmRelaybird(ProgramWorld world, ActivityLog& log);
   ~frmRelaybird() override;
   /// Before anything else is called.
@@ -64,6 +65,15 @@ class frmRelaybird : public MainControls {
   void testCycle();
   /// Opens the settings dialog with what is stored.
   void showprefs();
+
+  /// Tries at once all that waits in the outbox, and lets addresses go on that were stopped. The
+  /// log says what became of it.
+  void tryAgain();
+  /// Shows what keeps mail from leaving now.
+  void showOutbox();
+  /// What has been asked for is done, but not told yet: the end of a test whose forwards are still
+  /// on their way out, or of a try to send again.
+  bool owesAnswer() const { return testReport_ || !mnuTryAgain.enabled(); }
 
   /// Asks until the address is a valid one. Returns 1, or -1 when the user cancelled.
   int GetValidEmail(std::string& address);
@@ -116,9 +126,18 @@ class frmRelaybird : public MainControls {
   bool testSessionOpens();
   void runTestCheck();
   void testOver();
+  void tellOutcomeOnceSent();
   template <class Step>
   auto bracketed(std::string_view name, Step step);
 
+  // Of outbox_menu.cpp.
+  void wireOutbox();
+  void showOutbox(const std::string& words);
+  void logOutbox();
+  void triedAgain(const OutgoingState& before);
+  void openFolder(const std::string& folder);
+
+  void logLine(const std::string& words);
   void say(const std::string& text, const std::string& title, BoxIcon icon);
   std::string nowText() const { return world_.clock.toText(world_.clock.now()); }
 
@@ -132,6 +151,10 @@ class frmRelaybird : public MainControls {
   ForwardingEngine engine_;
   /// Held for as long as the window lives, so that the safe-item library stays loaded.
   std::shared_ptr<AutomationObject> utility_;
+  OutgoingState beforeTest_;               ///< when the last test cycle began
+  std::optional<EngineState> testReport_;  ///< how a test's check ended, until the user is told
+  std::unique_ptr<Timer> tmrTestReport_;   ///< looks whether its forwards have been sent
+  std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< gone when the window is
 };
 
 }  // namespace relaybird

@@ -37,18 +37,20 @@ MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) 
   cmdStop.setEnabled(false);
   mnuStop.setEnabled(false);
   txtLog.setVisible(false);
+  lblOutbox.setVisible(false);
 }
 
 void MainControls::placeInFrames() {
   putInto(fraDiagnostics, {&cmdForwardNow, &cmdViewLog});
   putInto(frmStatus, {&txtStatusFwdTo, &txtRunningSince, &txtNumberForwarded, &txtMinToNextFwd,
-                      &txtStatus, &lblStatusFwdTo, &lblCurrentActions, &Label1, &lblNumberForwarded,
-                      &lblNextForward, &lblAutomationStatus});
+                      &txtStatus, &lblStatusFwdTo, &lblCurrentActions, &lblOutbox, &Label1,
+                      &lblNumberForwarded, &lblNextForward, &lblAutomationStatus});
 }
 
 void MainControls::placeInMenus() {
   putInto(mnuFile, {&mnuStart, &mnuStop, &mnuAutostart, &mnuExit});
   putInto(mnuEdit, {&mnuPreferences});
+  putInto(mnuOutbox, {&mnuTryAgain, &mnuOpenWaiting, &mnuOpenRefused});
   putInto(mnuHelp, {&mnuIndex, &mnuAbout});
   putInto(RcPopup, {&mnuRestore});
   RcPopup.setVisible(false);

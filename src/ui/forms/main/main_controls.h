@@ -32,6 +32,8 @@ class MainControls : public Form {
   Control lblStatusFwdTo{*this, ControlKind::kLabel, "lblStatusFwdTo", "Forward to [0 addresses]:"};
   /// The status line.
   Control lblCurrentActions{*this, ControlKind::kLabel, "lblCurrentActions"};
+  /// What keeps mail from leaving this computer; hidden while nothing does.
+  Control lblOutbox{*this, ControlKind::kLabel, "lblOutbox"};
   Control Label1{*this, ControlKind::kLabel, "Label1", "Running Since:"};
   Control lblNumberForwarded{*this, ControlKind::kLabel, "lblNumberForwarded", "Number Forwarded:"};
   Control lblNextForward{*this, ControlKind::kLabel, "lblNextForward", "Minutes to Next Check:"};
@@ -50,6 +52,12 @@ class MainControls : public Form {
   Control mnuExit{*this, ControlKind::kMenu, "mnuExit", "&Exit"};
   Control mnuEdit{*this, ControlKind::kMenu, "mnuEdit", "&Edit"};
   Control mnuPreferences{*this, ControlKind::kMenu, "mnuPreferences", "Se&ttings..."};
+  Control mnuOutbox{*this, ControlKind::kMenu, "mnuOutbox", "&Outbox"};
+  Control mnuTryAgain{*this, ControlKind::kMenu, "mnuTryAgain", "&Try Again Now"};
+  Control mnuOpenWaiting{*this, ControlKind::kMenu, "mnuOpenWaiting",
+                         "Open Folder of &Waiting Messages"};
+  Control mnuOpenRefused{*this, ControlKind::kMenu, "mnuOpenRefused",
+                         "Open Folder of &Refused Messages"};
   Control mnuHelp{*this, ControlKind::kMenu, "mnuHelp", "&Help"};
   Control mnuIndex{*this, ControlKind::kMenu, "mnuIndex", "&Help Index..."};
   Control mnuAbout{*this, ControlKind::kMenu, "mnuAbout", "&About..."};

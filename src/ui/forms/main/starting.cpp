@@ -134,6 +134,7 @@ void frmRelaybird::switchOn(bool bAutoStart) {
   state().activationTime = world_.clock.now();
   const std::string since = world_.clock.toText(state().activationTime);
   log_.AddToLog("--- Forwarding turned ON at " + since + " ---");
+  logOutbox();
   state().forwardingOn = true;
   txtRunningSince.setText(since);
   showRunning(true);

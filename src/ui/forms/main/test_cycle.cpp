@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The test cycle: one check while forwarding is off, every step of it in the verbose log.
 #include <optional>
+#include <utility>
 
 #include "ui/forms/main/busy_mark.h"
 #include "ui/forms/main/frm_relaybird.h"
+#include "ui/forms/main/outgoing_words.h"
 #include "ui/forms/settings/frm_prefs.h"
 
 namespace relaybird {
@@ -21,19 +23,27 @@ constexpr const char* kExplanation =
     "messages before that then no problems were found.\r\n\r\nClick on OK to continue with the "
     "test and CANCEL to not run the test";
 
-std::string counted(int count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
-/// What the closing box of a test cycle says.
-std::string outcomeText(const EngineState& state) {
-  const bool problem = !state.lastPassCompleted || state.failedThisPass > 0;
-  return "The checking cycle is done: " +
-         counted(state.itemsVisited, "unread message was looked at",
-                 "unread messages were looked at") +
-         " and " + counted(state.forwardedThisPass, "was forwarded.", "were forwarded.") +
-         "\r\n\r\n" +
-         (problem ? "There was a problem; please see the log." : "No problems were found.");
+/// What the closing box of a test cycle says. Everything is well only when nothing was refused or
+/// kept back and nothing is still on this computer.
+std::string outcomeText(const EngineState& state, const OutgoingState& before,
+                        const OutgoingState& after, std::size_t waiting) {
+  std::string text = "The checking cycle is done: " +
+                     counted(static_cast<std::size_t>(state.itemsVisited),
+                             "unread message was looked at", "unread messages were looked at") +
+                     " and " +
+                     counted(static_cast<std::size_t>(state.forwardedThisPass), "was forwarded.",
+                             "were forwarded.") +
+                     "\r\n\r\n";
+  if (after.outbox.empty()) waiting = 0;
+  if (!after.outbox.empty()) text += whatBecame(before, after, waiting) + "\r\n\r\n";
+  const std::vector<std::string> holds = whatHoldsBack(after);
+  if (!holds.empty()) text += asOneText(holds) + "\r\n\r\n";
+  if (!state.lastPassCompleted || state.failedThisPass > 0 || after.refused > before.refused ||
+      after.kept > 0 || !after.stopped.empty()) {
+    return text + "There was a problem; please see the log.";
+  }
+  return text +
+         (waiting > 0 ? "Not all of it has left this computer yet." : "No problems were found.");
 }
 
 }  // namespace
@@ -144,6 +154,8 @@ void frmRelaybird::runTestCheck() {
   state().forwardedThisPass = 0;
   state().failedThisPass = 0;
   state().lastPassCompleted = false;
+  beforeTest_ = world_.outgoing.state();
+  logOutbox();
   state().testCycle = true;
   bracketed("ForwardTrigger", [this] {
     engine_.schedule().ForwardTrigger();
@@ -157,9 +169,23 @@ void frmRelaybird::runTestCheck() {
 
 void frmRelaybird::testOver() {
   cmdForwardNow.setEnabled(!state().forwardingOn);
+  testReport_ = state();
   // Told from the event queue: the check that this ends is still on the stack.
-  world_.events.post(
-      [this, outcome = outcomeText(state())] { say(outcome, "Test Complete", BoxIcon::kNone); });
+  world_.events.post([this, window = std::weak_ptr(alive_)] {
+    if (!window.expired()) tellOutcomeOnceSent();
+  });
+}
+
+/// What the check has forwarded is counted once it has been sent, or the sending has been given up.
+void frmRelaybird::tellOutcomeOnceSent() {
+  const bool sending = state().syncBusy && testReport_ && testReport_->forwardedThisPass > 0;
+  tmrTestReport_->setEnabled(sending && !state().ending);
+  if (!testReport_ || tmrTestReport_->enabled()) return;
+  const EngineState report = *std::exchange(testReport_, std::nullopt);
+  const std::string outcome =
+      outcomeText(report, beforeTest_, world_.outgoing.state(), world_.outgoing.waiting());
+  showOutbox();
+  say(outcome, "Test Complete", BoxIcon::kNone);
 }
 
 }  // namespace relaybird

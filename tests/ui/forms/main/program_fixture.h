@@ -69,6 +69,33 @@ class FakeHelpViewer : public HelpViewer {
   std::vector<std::string> shown;
 };
 
+class FakeFolderViewer : public FolderViewer {
+ public:
+  Result<void> show(const std::string& folder) override {
+    shown.push_back(folder);
+    return {};
+  }
+  std::vector<std::string> shown;
+};
+
+/// An outbox that stands as the test says; one without a folder until then.
+class FakeOutgoing : public OutgoingMail {
+ public:
+  OutgoingState state() override { return now; }
+  std::size_t waiting() override { return waits; }
+  void tryAgain(std::function<void()> done) override {
+    if (broken) throw MailStoreError("The outbox is locked");
+    ++tries;
+    tried = std::move(done);
+  }
+
+  OutgoingState now;
+  std::size_t waits = 0;
+  bool broken = false;
+  int tries = 0;
+  std::function<void()> tried;
+};
+
 class FakeSystemInformation : public SystemInformation {
  public:
   std::optional<std::string> program() override { return "/usr/bin/about-this-machine"; }
@@ -161,6 +188,7 @@ class ProgramTest : public testing::Test {
   }
   void makeProgram(ProgramVersion version = {3, 1, 2}) {
     program_ = std::make_unique<ProgramForms>(ProgramWorld{store_.factory(),
+                                                           outgoing_,
                                                            files_,
                                                            profiles_,
                                                            folders_,
@@ -174,6 +202,7 @@ class ProgramTest : public testing::Test {
                                                            screen_,
                                                            clipboard_,
                                                            helpViewer_,
+                                                           folderViewer_,
                                                            systemInformation_,
                                                            tray_,
                                                            notifications_,
@@ -250,6 +279,8 @@ class ProgramTest : public testing::Test {
   FakeScreen screen_;
   FakeClipboard clipboard_;
   FakeHelpViewer helpViewer_;
+  FakeFolderViewer folderViewer_;
+  FakeOutgoing outgoing_;
   FakeSystemInformation systemInformation_;
   FakeTray tray_;
   FakeNotifications notifications_;

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/file_system.h"
+#include "ui/forms/form_world.h"
+
+namespace relaybird {
+
+/// Shows folders by the first program of a list that is installed, each of which takes a folder
+/// behind its own arguments.
+class ListedFolderViewer : public FolderViewer {
+ public:
+  struct Program {
+    std::string path;
+    std::vector<std::string> arguments;
+  };
+  using Starter = std::function<Result<void>(const std::string& program,
+                                             const std::vector<std::string>& arguments)>;
+
+  /// `files` must outlive it.
+  ListedFolderViewer(std::vector<Program> programs, FileSystem& files, Starter starter)
+      : programs_(std::move(programs)), files_(files), starter_(std::move(starter)) {}
+
+  Result<void> show(const std::string& folder) override;
+
+ private:
+  std::vector<Program> programs_;
+  FileSystem& files_;
+  Starter starter_;
+};
+
+/// What opens a folder in the user's own file manager on a free desktop.
+std::vector<ListedFolderViewer::Program> freeDesktopFolderOpeners();
+
+}  // namespace relaybird

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// What the user is told of mail that has not left this computer.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "engine/store/outgoing_mail.h"
+
+namespace relaybird {
+
+/// "1 message", "2 messages".
+std::string counted(std::size_t count, const char* one, const char* many);
+
+/// Sentences about what keeps mail from leaving; none where nothing does.
+std::vector<std::string> whatHoldsBack(const OutgoingState& state);
+
+/// One text of sentences.
+std::string asOneText(const std::vector<std::string>& sentences);
+
+/// What became of the mail between two moments: how much left, how much was refused, how much
+/// waits now.
+std::string whatBecame(const OutgoingState& before, const OutgoingState& after,
+                       std::size_t waiting);
+
+}  // namespace relaybird
