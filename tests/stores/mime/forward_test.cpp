@@ -426,6 +426,14 @@ TEST(Forward, FieldsOfAPartThatCannotBeWrittenAreMadeAnew) {
   EXPECT_EQ(forward->attachments().at(0).contentId, "p1");
 }
 
+TEST(Forward, ATypeThatIsNoneIsNotPassedOn) {
+  const auto source = withAttachment("Content-Type: text/x-\"y\"; name=a.txt\n", "hi");
+  EXPECT_EQ(carriedContent(*source), "hi");
+  const auto forward = messageOf(forwardOf(*source));
+  EXPECT_EQ(forward->attachments().at(0).contentType, "application/octet-stream");
+  EXPECT_EQ(forward->attachments().at(0).name, "a.txt");
+}
+
 TEST(Forward, ALastLineWithoutAnEndGetsOne) {
   for (const char* body : {"hi", "K\u00e4se", ""}) {
     ForwardDraft draft = draftOf(nullptr);

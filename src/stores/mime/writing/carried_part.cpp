@@ -58,10 +58,11 @@ bool hasLongEncodedWord(std::string_view bytes) {
   return std::any_of(words.begin(), words.end(), [](const Span& word) { return word.length > 75; });
 }
 
-/// Whether the part is taken for another type than its own fields name.
+/// Whether the part's own fields name the type that it is taken for, or none, in a way that can be
+/// written again.
 bool isRightType(const Part& part) {
   const auto raw = part.headers.raw("Content-Type");
-  return !raw || bareContentType(*raw) == part.type.value;
+  return !raw || (bareContentType(*raw) == part.type.value && isTypeName(part.type.value));
 }
 
 /// Whether a stored header section can be written again as it is.
