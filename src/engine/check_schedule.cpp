@@ -30,6 +30,7 @@ CheckSchedule::CheckSchedule(ScheduleWorld world, EngineState& state, StatusDisp
       tmrSync_(world.timers.makeTimer(kMinute, [this] { tmrSyncTick(); })) {}
 
 void CheckSchedule::startCountdown() {
+  checkDropped_ = false;
   resetMinutesLeft();
   tmrMinute_->setEnabled(true);
 }
@@ -112,8 +113,8 @@ void CheckSchedule::SyncStart(bool sendSync) {
     state_.syncBusy = false;
     state_.sendSync = false;
     tmrSync_->setEnabled(false);
-    // The application may have gone away; the next check then opens it afresh.
-    session_.release();
+    // One that still answers is kept: the next check runs its pass in it at once.
+    session_.dropIfGone();
     failSync(error.what(), {});
     status_.SetStatusToPreset();
   }
@@ -166,7 +167,14 @@ void CheckSchedule::finishInboxSync() {
 }
 
 void CheckSchedule::checkAfterSync() {
-  if (!checkDropped_ && !state_.ending) {
+  if (state_.ending) {
+    return;
+  }
+  if (checkDropped_) {
+    world_.log.AddToLog(world_.clock.toText(world_.clock.now()) +
+                        "--> Email check dropped: forwarding was switched off");
+    pass_.endTestCycle();
+  } else {
     pass_.ForwardMail();
   }
 }

@@ -47,7 +47,8 @@ class CheckSchedule {
   /// Handles the end of a synchronisation, ours or the user's.
   void m_sync_SyncEnd();
 
-  /// Sets the minutes to the next check from the preferences, shows them and starts counting.
+  /// Sets the minutes to the next check from the preferences, shows them and starts counting. A
+  /// check that stopCountdown() dropped, and whose synchronisation still runs, is wanted again.
   void startCountdown();
   /// Stops counting, and drops a check that waits for its synchronisation. The field is left to the
   /// caller.

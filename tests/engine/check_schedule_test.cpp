@@ -106,7 +106,7 @@ TEST_F(CheckScheduleTest, ASynchronisationAskedForWhileOneRunsChangesNothing) {
   EXPECT_EQ(log_.lines, Lines{"2026-11-20 15:01:00--> Inbox Sync failed: "});
 }
 
-TEST_F(CheckScheduleTest, AStartThatFailsLeavesNothingBusyAndReopensTheNextTime) {
+TEST_F(CheckScheduleTest, AStartThatFailsLeavesNothingBusy) {
   store_.setHook([](std::string_view at) {
     if (at == "SyncObject.Start") throw MailStoreError("line is down");
   });
@@ -114,11 +114,56 @@ TEST_F(CheckScheduleTest, AStartThatFailsLeavesNothingBusyAndReopensTheNextTime)
   EXPECT_EQ(log_.lines, Lines{"2026-11-20 15:00:00--> Inbox Sync failed: line is down"});
   EXPECT_FALSE(state().syncBusy);
   EXPECT_EQ(timers_.enabledCount(), 0u);
+}
+
+// The session was let go of though it answered; every later check began with the same failing
+// synchronisation, and none ever ran.
+TEST_F(CheckScheduleTest, ASynchronisationThatNeverStartsKeepsNoCheckFromRunning) {
+  store_.setHook([](std::string_view at) {
+    if (at == "SyncObject.Start") throw MailStoreError("line is down");
+  });
+  schedule().ForwardTrigger();
+  EXPECT_NE(engine_.session().application(), nullptr);
+  deliver("one");
+  schedule().ForwardTrigger();
+  EXPECT_EQ(checksDone(), 1u);
+  EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
+}
+
+TEST_F(CheckScheduleTest, AnApplicationThatIsGoneWhenItsSynchronisationStartsIsOpenedAfresh) {
+  store_.setHook([this](std::string_view at) {
+    if (at == "SyncObject.Start") store_.quitApplication();
+  });
+  schedule().ForwardTrigger();
   EXPECT_EQ(engine_.session().application(), nullptr);
   store_.setHook({});
   schedule().ForwardTrigger();
   endSync();
   EXPECT_EQ(checksDone(), 1u);
+}
+
+TEST_F(CheckScheduleTest, SwitchingOffAndOnKeepsTheCheckThatASynchronisationIsFor) {
+  deliver("one");
+  schedule().startCountdown();
+  schedule().ForwardTrigger();
+  schedule().stopCountdown();
+  schedule().startCountdown();
+  endSync();
+  EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
+}
+
+// Its command stayed disabled for good.
+TEST_F(CheckScheduleTest, ATestWhoseCheckIsDroppedEnds) {
+  state().testCycle = true;
+  display_.forwardNow = false;
+  schedule().ForwardTrigger();
+  schedule().stopCountdown();
+  endSync();
+  EXPECT_EQ(checksDone(), 0u);
+  EXPECT_FALSE(state().testCycle);
+  EXPECT_TRUE(display_.forwardNow);
+  EXPECT_EQ(log_.lines, Lines{"2026-11-20 15:00:00--> Email check dropped: forwarding was switched "
+                              "off"});
 }
 
 TEST_F(CheckScheduleTest, WhatAPassSentIsFollowedByASendSynchronisation) {

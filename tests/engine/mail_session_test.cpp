@@ -144,6 +144,36 @@ TEST_F(MailSessionTest, ADeadApplicationIsStillHeldUntilItIsReleased) {
   EXPECT_TRUE(session().IsOutlookOpen());
 }
 
+TEST_F(MailSessionTest, AnApplicationThatAnswersIsNotDroppedAsGone) {
+  session().ResetOlkObj(true, true, false);
+  Application* const before = session().application();
+  session().dropIfGone();
+  EXPECT_EQ(session().application(), before);
+  recordOperations();
+  EXPECT_EQ(session().ResetOlkObj(true, false, true), 1);
+  EXPECT_EQ(operations_, std::vector<std::string>{});
+}
+
+TEST_F(MailSessionTest, AnApplicationThatAnswersIsNotDroppedDuringItsSynchronisation) {
+  store_.setSyncEndsByItself(false);
+  deliver("one");
+  engine_.schedule().ForwardTrigger();
+  session().dropIfGone();
+  EXPECT_NE(session().syncObject(), nullptr);
+  store_.endSyncs();
+  events_.runUntilIdle();
+  EXPECT_EQ(sentSubjects(), std::vector<std::string>{"FW: one"});
+}
+
+TEST_F(MailSessionTest, AnApplicationThatEndedIsDroppedAsGone) {
+  session().ResetOlkObj(true, true, false);
+  store_.quitApplication();
+  session().dropIfGone();
+  EXPECT_EQ(session().application(), nullptr);
+  EXPECT_EQ(session().inbox(), nullptr);
+  EXPECT_EQ(session().syncObject(), nullptr);
+}
+
 TEST(MailApplicationVersion, TenAndLaterAreNewEnough) {
   for (const char* version : {"10.0.2627", "16.0.0.1", "99.", "100"}) {
     EXPECT_TRUE(CheckOlkVer(version)) << version;
