@@ -120,7 +120,8 @@ void ProgramForms::shutDown() {
 
 bool ProgramForms::idle() {
   const EngineState& state = main_.engine().state();
-  return !state.m_bBusyFwd && !state.syncBusy && !state.passRunning && !main_.owesAnswer();
+  return !state.m_bBusyFwd && !state.syncBusy && !state.passRunning && !main_.owesAnswer() &&
+         !main_.startWaits();
 }
 
 std::vector<Form*> ProgramForms::forms() {

@@ -38,7 +38,7 @@ class ProgramForms {
   /// Ends a pass after the item in hand, and lets go of the mail application. The program is over.
   void shutDown();
 
-  /// Nothing runs: no check, no synchronisation.
+  /// Nothing runs and nothing waits to: no check, no synchronisation, no start.
   bool idle();
 
   /// frmRelaybird, frmPrefs, frmLog, frmAbout.

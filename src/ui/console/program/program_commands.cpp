@@ -23,14 +23,15 @@ Result<void> ProgramCommands::mainWindowTakesInput() {
 Result<void> ProgramCommands::start() {
   if (auto ready = mainWindowTakesInput(); !ready) return ready;
   if (forwardingOn()) return Error{0, "forwarding is on already"};
-  if (!idle()) return Error{0, "a check is under way"};
+  if (forms_.main().engine().state().m_bBusyFwd) return Error{0, "a check is under way"};
   forms_.main().StartForwarding();
-  return {};
+  if (forwardingOn() || forms_.main().startWaits()) return {};
+  return Error{0, "forwarding was not switched on"};
 }
 
 Result<void> ProgramCommands::stop() {
   if (auto ready = mainWindowTakesInput(); !ready) return ready;
-  if (!forwardingOn()) return Error{0, "forwarding is off"};
+  if (!forwardingOn() && !forms_.main().startWaits()) return Error{0, "forwarding is off"};
   forms_.main().StopForwarding();
   return {};
 }

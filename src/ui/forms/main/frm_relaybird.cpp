@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/forms/main/frm_relaybird.h"
 
+#include <chrono>
 #include <utility>
 
 #include "compose/cls_security.h"
@@ -10,6 +11,9 @@
 
 namespace relaybird {
 namespace {
+
+/// How often a start that waits looks whether its time has come.
+constexpr std::chrono::milliseconds kStartLook{200};
 
 /// The revision follows the minor number without a separator: users know the caption so.
 std::string captionOf(const ProgramVersion& version) {
@@ -39,7 +43,8 @@ frmRelaybird::frmRelaybird(ProgramWorld world, ActivityLog& log)
             world_.defaultHelpFile),
       prf_(prefWorld()),
       engine_(engineWorld()),
-      tmrTestReport_(world_.timers.makeTimer(kLookAgain, [this] { tellOutcomeOnceSent(); })) {
+      tmrTestReport_(world_.timers.makeTimer(kLookAgain, [this] { tellOutcomeOnceSent(); })),
+      startTimer_(world_.timers.makeTimer(kStartLook, [this] { startTimerTick(); })) {
   tmrSync.follow(engine_.schedule().tmrSync());
   tmrMinute.follow(engine_.schedule().tmrMinute());
   tmrForLabel.follow(engine_.status().tmrForLabel());

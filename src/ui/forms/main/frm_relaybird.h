@@ -57,9 +57,12 @@ class frmRelaybird : public MainControls {
   void closeBox() override { unload(); }
 
   /// Switches forwarding on, when everything needed is there and the user confirms the addresses.
-  /// At start-up (`bAutoStart`) without that question, and without a first check.
+  /// At start-up (`bAutoStart`) without that question, and without a first check. Where a pass that
+  /// was stopped still finishes, all of this waits for its end.
   void StartForwarding(bool bAutoStart = false);
-  /// Switches forwarding off, also when it is off.
+  /// Whether a start waits so.
+  bool startWaits() const { return startTimer_->enabled(); }
+  /// Switches forwarding off, also when it is off. A start that waits is forgotten.
   void StopForwarding();
   /// One check while forwarding is off.
   void testCycle();
@@ -101,6 +104,9 @@ class frmRelaybird : public MainControls {
   void startWithDesktop(bool wanted);
   void openSettingsAt(int tab);
   bool probeComponents();
+
+  void startLater();
+  void startTimerTick();
 
   // Steps of switching on; each tells the user why it failed.
   bool openSession();
@@ -155,6 +161,8 @@ class frmRelaybird : public MainControls {
   std::optional<EngineState> testReport_;  ///< how a test's check ended, until the user is told
   std::unique_ptr<Timer> tmrTestReport_;   ///< looks whether its forwards have been sent
   std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< gone when the window is
+  /// Runs while a start waits for the end of a pass.
+  std::unique_ptr<Timer> startTimer_;
 };
 
 }  // namespace relaybird

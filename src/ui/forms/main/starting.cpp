@@ -15,7 +15,11 @@ constexpr int kToldAlready = -100;
 
 void frmRelaybird::StartForwarding(bool bAutoStart) {
   world_.trace.trace("StartForwarding Entered");
-  if (state().m_bBusyFwd || state().passRunning) {
+  if (state().m_bBusyFwd) {
+    return;
+  }
+  if (state().passRunning) {
+    startLater();
     return;
   }
   const bool ready =
@@ -24,6 +28,25 @@ void frmRelaybird::StartForwarding(bool bAutoStart) {
     switchOn(bAutoStart);
   } else {
     engine_.status().SetStatusToPreset();
+  }
+}
+
+/// Only a pass that was stopped runs without the busy flag.
+void frmRelaybird::startLater() {
+  startTimer_->setEnabled(true);
+  engine_.status().SetStatusLabel("Forwarding will be started when the running check has ended...");
+}
+
+/// Neither over another window or a test, nor after one that has begun in the meantime.
+void frmRelaybird::startTimerTick() {
+  if (state().forwardingOn || state().ending) {
+    startTimer_->setEnabled(false);
+    return;
+  }
+  const bool free = !state().passRunning && !state().m_bBusyFwd && cmdForwardNow.enabled();
+  if (free && modal() == nullptr) {
+    startTimer_->setEnabled(false);
+    StartForwarding();
   }
 }
 
@@ -178,6 +201,7 @@ void frmRelaybird::StopForwarding() {
   state().m_bBusyFwd = false;
   world_.trace.trace("StartForwarding Entered after busy check");
   engine_.pass().stopAfterItem();
+  startTimer_->setEnabled(false);
   state().forwardingOn = false;
   txtRunningSince.setText("-");
   engine_.schedule().stopCountdown();

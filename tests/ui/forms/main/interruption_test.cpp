@@ -105,6 +105,106 @@ TEST_F(InterruptionTest, AStopDuringASynchronisationThatNeverEndsDropsTheCheckTo
   EXPECT_THAT(sentSubjects(), IsEmpty());
 }
 
+// The second start was refused its check by the synchronisation, whose own check had been dropped.
+TEST_F(InterruptionTest, AStopAndAStartDuringTheSynchronisationKeepItsCheck) {
+  oneAddress("mbolFwdUponStart=1\n");
+  (void)program();
+  switchOn();
+  deliver("lunch");
+  store_.setSyncEndsByItself(false);
+  store_.quitApplication();
+  schedule().ForwardTrigger();
+  ASSERT_TRUE(state().syncBusy);
+  click("frmRelaybird", "cmdStop");
+  switchOn();
+  happened_ = true;
+  EXPECT_EQ(text("txtStatus"), "Running");
+  store_.endSyncs();
+  events_.runUntilIdle();
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: lunch"));
+}
+
+TEST_F(InterruptionTest, AStartWhileAStoppedCheckFinishesWaitsForItsEndAndThenAsks) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  deliver("supper");
+  switchOn();
+  once("Checking unread item 2", [this] {
+    click("frmRelaybird", "cmdStop");
+    dialogs_.boxes.clear();
+    click("frmRelaybird", "cmdStart");
+    EXPECT_THAT(dialogs_.boxes, IsEmpty());
+    EXPECT_EQ(status(), "Forwarding will be started when the running check has ended...");
+  });
+  schedule().ForwardTrigger();
+  EXPECT_EQ(text("txtStatus"), "Stopped");
+  EXPECT_FALSE(program().idle());
+  dialogs_.answer(BoxAnswer::kYes);
+  letPass(seconds{1});
+  ASSERT_EQ(dialogs_.boxes.size(), 1U);
+  EXPECT_EQ(dialogs_.boxes[0].title, "Please Confirm:");
+  EXPECT_EQ(text("txtStatus"), "Running");
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: supper"));
+  letPass(seconds{10});
+  EXPECT_EQ(dialogs_.boxes.size(), 1U);
+}
+
+TEST_F(InterruptionTest, AStartThatWaitsIsForgottenByAStop) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  switchOn();
+  once("Checking unread", [this] {
+    click("frmRelaybird", "cmdStop");
+    dialogs_.boxes.clear();
+    click("frmRelaybird", "cmdStart");
+    main().StopForwarding();
+  });
+  schedule().ForwardTrigger();
+  letPass(seconds{10});
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
+  EXPECT_TRUE(program().idle());
+}
+
+TEST_F(InterruptionTest, AStartThatWaitsDoesNotAskInAProgramThatEnds) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  switchOn();
+  once("Checking unread", [this] {
+    click("frmRelaybird", "cmdStop");
+    dialogs_.boxes.clear();
+    click("frmRelaybird", "cmdStart");
+    program().shutDown();
+  });
+  schedule().ForwardTrigger();
+  letPass(seconds{10});
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
+  EXPECT_FALSE(main().startWaits());
+}
+
+// What is half typed in the settings dialog would have been stored by the start.
+TEST_F(InterruptionTest, AStartThatWaitsDoesNotAskBeforeTheSettingsAreClosed) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  switchOn();
+  once("Checking unread", [this] {
+    click("frmRelaybird", "cmdStop");
+    dialogs_.boxes.clear();
+    click("frmRelaybird", "cmdStart");
+    click("frmRelaybird", "cmdPrefs");
+  });
+  schedule().ForwardTrigger();
+  letPass(seconds{60});
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
+  click("frmPrefs", "cmdCancel");
+  dialogs_.answer(BoxAnswer::kYes);
+  letPass(seconds{1});
+  EXPECT_EQ(text("txtStatus"), "Running");
+}
+
 // The inner end took the flags of the outer one away; a quarter of an hour later a check ran that
 // nobody had asked for.
 TEST_F(InterruptionTest, AnotherSynchronisationEndsInThePassOfTheFirst) {
