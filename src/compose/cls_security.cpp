@@ -106,7 +106,7 @@ bool clsSecurity::buildFromMail(const Settings& settings) {
   if (!GetSafeItemSizes()) return false;
   senderName();
   const std::string sender = senderAddress();
-  if (cellPhone_) mobjSafe_->Item()->Body("[From:" + sender + "] " + body);
+  if (cellPhone_) required(mobjSafe_->Item(), "forward")->Body("[From:" + sender + "] " + body);
   applySizeRule(settings);
   setReplyTo(sender);
   mobjSafe_->Subject(mobjSafe_->Subject());
@@ -148,7 +148,7 @@ std::string clsSecurity::wrapWithForward(std::string_view safeItem) {
   reader_->Item(inboxItem_);
   std::string body;
   if (purpose_ == Purpose::kForward) body = reader_->Body();
-  mobjSafe_->Item(inboxItem_->Forward());
+  mobjSafe_->Item(required(inboxItem_->Forward(), "forward"));
   return body;
 }
 
@@ -159,9 +159,9 @@ void clsSecurity::applySizeRule(const Settings& settings) {
     return;
   }
   sizeWithinLimit_ = keepsLimit(textSize_, settings.limit);
-  const std::shared_ptr<Attachments> attachments = mobjSafe_->Attachments();
+  const auto attachments = required(mobjSafe_->Attachments(), "attachments");
   for (std::int32_t left = attachments->Count(); left > 0;) {
-    attachments->Item(1)->Delete();
+    required(attachments->Item(1), "attachment")->Delete();
     const std::int32_t count = attachments->Count();
     if (count >= left) throw MailStoreError("An attachment could not be removed");
     left = count;
@@ -174,8 +174,8 @@ void clsSecurity::setReplyTo(const std::string& sender) {
   try {
     const auto session = createAs<LibrarySession>(objects_, prog_id::kLibrarySession);
     const auto application = createAs<Application>(objects_, prog_id::kApplication);
-    session->MAPIOBJECT(application->Session()->MAPIOBJECT());
-    const std::shared_ptr<Recipients> replyTo = mobjSafe_->ReplyRecipients();
+    session->MAPIOBJECT(required(application->Session(), "session")->MAPIOBJECT());
+    const auto replyTo = required(mobjSafe_->ReplyRecipients(), "reply recipients");
     replyTo->Add(sender);
     static_cast<void>(replyTo->ResolveAll());
   } catch (const std::exception&) {
@@ -184,9 +184,9 @@ void clsSecurity::setReplyTo(const std::string& sender) {
 
 void clsSecurity::addRecipients(const Settings& settings) {
   if (settings.addresses.empty()) errorText_ = "No Recipients chosen to forward to";
-  const std::shared_ptr<Recipients> recipients = mobjSafe_->Recipients();
+  const auto recipients = required(mobjSafe_->Recipients(), "recipients");
   for (const std::string& address : settings.addresses) {
-    recipients->Add(address)->Type(settings.recipientType);
+    required(recipients->Add(address), "recipient")->Type(settings.recipientType);
   }
 }
 

@@ -22,7 +22,7 @@ bool clsSecurity::send() {
   errorText_.clear();
   try {
     SafeItem& forward = madeForward();
-    if (!forward.Recipients()->ResolveAll()) {
+    if (!required(forward.Recipients(), "recipients")->ResolveAll()) {
       errorText_ = "Outlook could not resolve all forwarding recipients";
       return false;
     }
@@ -44,10 +44,11 @@ bool clsSecurity::GetSafeItemSizes() {
     const std::string subject = mobjSafe_->Subject();
     textSize_ = textSizeOf(subject, mobjSafe_->Body());
     attachmentsSize_ = 0;
-    const std::shared_ptr<Attachments> attachments = mobjSafe_->Attachments();
+    const auto attachments = required(mobjSafe_->Attachments(), "attachments");
     const std::int32_t count = attachments->Count();
     for (std::int32_t i = 1; i <= count; ++i) {
-      attachmentsSize_ = addedSizes(attachmentsSize_, attachments->Item(i)->Size());
+      const auto attachment = required(attachments->Item(i), "attachment");
+      attachmentsSize_ = addedSizes(attachmentsSize_, attachment->Size());
     }
     return true;
   } catch (const std::exception& fault) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "engine/inbox_pass.h"
 #include "platform/text/number_text.h"
@@ -93,7 +94,7 @@ void CheckSchedule::SyncStart(bool sendSync) {
   }
   world_.trace.trace("SyncStart Entered");
   if (session_.ResetOlkObj(true, true, false) < kSessionReady) {
-    failSync(session_.errorText(), session_.storeWords());
+    failSync(sendSync, session_.errorText(), session_.storeWords());
     return;
   }
   state_.syncStartTime = world_.clock.now();
@@ -110,23 +111,27 @@ void CheckSchedule::SyncStart(bool sendSync) {
       sync->Start();
     }
   } catch (const MailStoreError& error) {
+    const bool forwards = std::exchange(state_.sendSync, false);
     state_.syncBusy = false;
-    state_.sendSync = false;
     tmrSync_->setEnabled(false);
     // One that still answers is kept: the next check runs its pass in it at once.
     session_.dropIfGone();
-    failSync(error.what(), {});
+    failSync(forwards, error.what(), {});
     status_.SetStatusToPreset();
   }
 }
 
-void CheckSchedule::failSync(const std::string& text, const std::string& storeWords) {
+/// A check that has sent its forwards is none that failed.
+void CheckSchedule::failSync(bool sendSync, const std::string& text,
+                             const std::string& storeWords) {
   const std::string now = world_.clock.toText(world_.clock.now());
   world_.log.AddToLog(now + "--> Inbox Sync failed: " + text);
   if (!storeWords.empty()) {
     world_.log.AddToLog(now + "--> " + storeWords);
   }
-  world_.alerts.checkFailed(storeWords.empty() ? text : storeWords);
+  if (!sendSync) {
+    world_.alerts.checkFailed(storeWords.empty() ? text : storeWords);
+  }
   pass_.endTestCycle();
 }
 
@@ -134,7 +139,9 @@ void CheckSchedule::m_sync_SyncEnd() {
   world_.trace.trace(std::string("SyncEnd Entered (busy=") + (state_.syncBusy ? "true" : "false") +
                      ")");
   if (insideSyncEnd_) {
-    // Another end, of a synchronisation that the user started: this one's pass still runs.
+    // Another end, of a synchronisation that the user started. The pass of the first one still
+    // runs, and has the flag cleared at its end.
+    pass_.ForwardMail();
     return;
   }
   if (!state_.syncBusy) {

@@ -65,7 +65,7 @@ class CheckSchedule {
   void finishInboxSync();
   void checkAfterSync();
   void giveUpSync();
-  void failSync(const std::string& text, const std::string& storeWords);
+  void failSync(bool sendSync, const std::string& text, const std::string& storeWords);
 
   ScheduleWorld world_;
   EngineState& state_;

@@ -17,13 +17,26 @@ constexpr std::chrono::milliseconds kPauseAfterPass{3000};
 /// A shorter reason is none, and is not worth a line.
 constexpr std::size_t kShortestReason = 2;
 
-/// Counts are 16 bits wide; one that does not fit is an error, never a wrap.
-std::int16_t toCount(double value) {
+/// Counts are 16 bits wide; one that does not fit is an error, never a wrap. `advice` tells the
+/// user what there are too many of, and what to do.
+std::int16_t toCount(double value, const std::string& advice) {
   const auto count = toInt16(value);
   if (!count) {
-    throw std::overflow_error("Overflow");
+    throw std::overflow_error("Overflow: " + advice);
   }
   return *count;
+}
+
+std::int16_t toUnreadCount(std::int32_t count) {
+  return toCount(count, "the inbox holds " + std::to_string(count) +
+                            " unread items, and a check takes 32767 at most. Mark some of them as "
+                            "read, or move them to another folder.");
+}
+
+std::int16_t toForwardedCount(double count) {
+  return toCount(count,
+                 "no more than 32767 forwards can be counted. Stop forwarding and start it again "
+                 "to count from 0.");
 }
 
 }  // namespace
@@ -36,25 +49,34 @@ struct InboxPass::Walk {
   std::int16_t count = 0;
   clsSecurity builder;
   std::string reason;
+  /// The builder holds the forward of the item in hand.
+  bool built = false;
 };
 
 /// Marks the pass as running for as long as it is on the stack. The busy flag alone does not tell:
-/// switching off clears it, and that can happen while the status line lets events run.
+/// switching off clears it, and that can happen while the status line lets events run. A pass
+/// within another one leaves the marks alone.
 class InboxPass::Running {
  public:
-  explicit Running(EngineState& state) : state_(state) {
-    state_.passRunning = true;
-    state_.stopPass = false;
+  explicit Running(EngineState& state) : state_(state), withinAnother_(state.passRunning) {
+    mark(true);
   }
-  ~Running() {
-    state_.passRunning = false;
-    state_.stopPass = false;
-  }
+  ~Running() { mark(false); }
   Running(const Running&) = delete;
   Running& operator=(const Running&) = delete;
 
+  bool withinAnother() const { return withinAnother_; }
+
  private:
+  void mark(bool running) {
+    if (!withinAnother_) {
+      state_.passRunning = running;
+      state_.stopPass = false;
+    }
+  }
+
   EngineState& state_;
+  const bool withinAnother_;
 };
 
 /// How the attempt to forward one item ended. `sent` false without a failure is an item too large.
@@ -89,30 +111,28 @@ void InboxPass::stopAfterItem() {
 }
 
 void InboxPass::ForwardMail() {
+  const Running running(state_);
   try {
-    if (state_.passRunning) {
-      refuse();
-    } else {
-      pass();
-    }
+    pass(running.withinAnother());
   } catch (const std::exception& error) {
     fault(error.what());
   }
 }
 
-void InboxPass::refuse() {
-  world_.log.AddToLog(nowText() + "--> Email check aborted: Didn't finish prev. check yet");
-}
-
-void InboxPass::pass() {
-  const Running running(state_);
-  world_.trace.trace("Forward Entered");
+void InboxPass::beginCounts() {
   state_.itemsInPass = 0;
   state_.itemsVisited = 0;
-  state_.forwardedThisPass = 0;
   state_.failedThisPass = 0;
   state_.lastPassCompleted = false;
-  if (!sessionReady()) {
+}
+
+void InboxPass::pass(bool withinAnother) {
+  world_.trace.trace("Forward Entered");
+  state_.forwardedThisPass = 0;
+  if (!withinAnother) {
+    beginCounts();
+  }
+  if (!sessionReady(withinAnother)) {
     endTestCycle();
     return;
   }
@@ -122,10 +142,10 @@ void InboxPass::pass() {
   world_.log.AddToLog("Started Email Check at " + nowText());
 
   auto items = unreadItems();
-  const std::int16_t count = toCount(items->Count());
+  const std::int16_t count = toUnreadCount(items->Count());
   trace("New clsSecurity _pre");
   state_.itemsInPass = count;
-  Walk walk{std::move(items), count, clsSecurity(world_.objects), {}};
+  Walk walk{std::move(items), count, clsSecurity(world_.objects), {}, false};
   trace("New clsSecurity _post");
   walk.builder.setFormatForCellPhone(world_.prefs.bolFormatForCellPhone());
   if (count == 0) {
@@ -139,7 +159,7 @@ void InboxPass::pass() {
   endTestCycle();
 }
 
-bool InboxPass::sessionReady() {
+bool InboxPass::sessionReady(bool withinAnother) {
   trace("ResetOlkObj_pre");
   const std::int16_t result = session_.ResetOlkObj(true, false, true);
   trace("ResetOlkObj_post");
@@ -153,9 +173,8 @@ bool InboxPass::sessionReady() {
     status_.SetStatusLabel("Last email check aborted: & m_sErr");
     return false;
   }
-  world_.alerts.mailboxReached();
-  if (state_.m_bBusyFwd) {
-    refuse();
+  if (state_.m_bBusyFwd || withinAnother) {
+    world_.log.AddToLog(nowText() + "--> Email check aborted: Didn't finish prev. check yet");
     return false;
   }
   return true;
@@ -163,7 +182,8 @@ bool InboxPass::sessionReady() {
 
 std::shared_ptr<ItemCollection> InboxPass::unreadItems() {
   trace("Set vItems to unread _pre");
-  auto items = session_.inbox()->Items()->Restrict(std::string(kUnreadFilter));
+  const auto all = required(session_.inbox()->Items(), "items of the inbox");
+  auto items = required(all->Restrict(std::string(kUnreadFilter)), "unread items");
   trace("Set vItems to unread _post");
   return items;
 }
@@ -181,23 +201,32 @@ bool InboxPass::walkItems(Walk& walk) {
     if (maximumReached()) {
       status_.SetStatusToPreset(kStatusMaximumReached);
       world_.log.AddToLog("Stopped - already forwarded maximum number of emails allowed.");
+      world_.alerts.checkCompleted();
       world_.alerts.maximumReached();
       state_.m_bBusyFwd = false;
       return false;
     }
     status_.SetStatusLabel("Checking unread item " + std::to_string(walk.count - i + 1) + ofCount);
     world_.display.repaint();
-    // Events have run: the user may have had enough, or the program may be ending.
-    if (state_.ending) {
-      state_.m_bBusyFwd = false;
-      return false;
-    }
-    if (state_.stopPass) {
-      break;
+    if (stopWanted(i)) {
+      state_.m_bBusyFwd = state_.m_bBusyFwd && !state_.ending;
+      return !state_.ending;
     }
     ++state_.itemsVisited;
-    visit(walk, walk.items->Item(i));
+    visit(walk, required(walk.items->Item(i), "item"));
   }
+  world_.alerts.checkCompleted();
+  return true;
+}
+
+/// Events have run: the user may have had enough, or the program may be ending.
+bool InboxPass::stopWanted(std::int32_t itemsLeft) {
+  if (!state_.ending && !state_.stopPass) {
+    return false;
+  }
+  world_.log.AddToLog(
+      nowText() + "--> Email check stopped before its end: " + std::to_string(itemsLeft) +
+      (itemsLeft == 1 ? " unread item is" : " unread items are") + " left for the next one");
   return true;
 }
 
@@ -239,7 +268,12 @@ bool InboxPass::arrivedBeforeActivation(MailItem& item) const {
 bool InboxPass::rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item,
                            const std::string& entryId) {
   bool allowed = false;
-  if (world_.prefs.intShouldForward(item, allowed, walk.reason) < 1) {
+  walk.built = false;
+  int status = world_.prefs.intShouldForward(item, allowed, walk.reason);
+  if (status >= 1 && allowed && world_.prefs.bolRulesNeedForward() && !build(walk, item)) {
+    status = world_.prefs.intWithoutForward(walk.builder.errorText(), allowed, walk.reason);
+  }
+  if (status < 1) {
     walk.reason = world_.prefs.lastReason();
     ignoreTraced(entryId);
     return false;
@@ -270,9 +304,14 @@ void InboxPass::forward(Walk& walk, const std::shared_ptr<MailItem>& item,
   }
 }
 
+bool InboxPass::build(Walk& walk, const std::shared_ptr<MailItem>& item) {
+  walk.built = walk.builder.SetPref(world_.prefs) && walk.builder.MakeSafeInboxItem(item);
+  return walk.built;
+}
+
 InboxPass::Attempt InboxPass::attempt(Walk& walk, const std::shared_ptr<MailItem>& item) {
   clsSecurity& builder = walk.builder;
-  if (!builder.SetPref(world_.prefs) || !builder.MakeSafeInboxItem(item)) {
+  if (!walk.built && !build(walk, item)) {
     return {false, builder.errorText()};
   }
   if (!builder.sizeWithinLimit()) {
@@ -281,13 +320,13 @@ InboxPass::Attempt InboxPass::attempt(Walk& walk, const std::shared_ptr<MailItem
   if (!builder.send()) {
     return {false, builder.errorText()};
   }
-  state_.forwardedThisPass = toCount(state_.forwardedThisPass + 1.0);
+  state_.forwardedThisPass = toForwardedCount(state_.forwardedThisPass + 1.0);
   return {true, std::nullopt};
 }
 
 void InboxPass::countForward() {
   const double count = numericPrefix(world_.display.txtNumberForwarded()) + 1;
-  world_.display.txtNumberForwarded(std::to_string(toCount(count)));
+  world_.display.txtNumberForwarded(std::to_string(toForwardedCount(count)));
 }
 
 void InboxPass::finish() {
@@ -307,11 +346,10 @@ void InboxPass::finish() {
 void InboxPass::fault(const std::string& description) {
   world_.log.AddToLog("An Error occured at " + nowText() + " --> " + description);
   state_.m_bBusyFwd = false;
-  if (!session_.IsOutlookOpen()) {
-    // The application went away under the pass; the next one opens it afresh.
-    session_.release();
-  }
+  session_.dropIfGone();
+  world_.alerts.checkFailed(description);
   endTestCycle();
+  status_.SetStatusToPreset(kStatusError);
 }
 
 bool InboxPass::isIgnored(const std::string& entryId) const {

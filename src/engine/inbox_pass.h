@@ -39,8 +39,8 @@ class InboxPass {
   InboxPass(PassWorld world, EngineState& state, StatusDisplay& status, MailSession& session,
             std::function<void()> startSendSync);
 
-  /// One pass. Refused and logged while another one runs. All outcomes, faults of the store
-  /// included, go to the log, the status line and the counters; nothing is thrown.
+  /// One pass. Refused and logged while another one, or a start, runs. All outcomes, faults of the
+  /// store included, go to the log, the status line and the counters; nothing is thrown.
   void ForwardMail();
 
   /// Has the pass that runs now end after the item in hand, as at its last item. Nothing where none
@@ -58,16 +58,18 @@ class InboxPass {
   struct Attempt;
   class Running;
 
-  void pass();
-  void refuse();
-  bool sessionReady();
+  void pass(bool withinAnother);
+  void beginCounts();
+  bool sessionReady(bool withinAnother);
   std::shared_ptr<ItemCollection> unreadItems();
   bool walkItems(Walk& walk);
+  bool stopWanted(std::int32_t itemsLeft);
   void visit(Walk& walk, const std::shared_ptr<MailItem>& item);
   bool decide(Walk& walk, const std::shared_ptr<MailItem>& item, const std::string& entryId);
   bool arrivedBeforeActivation(MailItem& item) const;
   bool rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item, const std::string& entryId);
   void forward(Walk& walk, const std::shared_ptr<MailItem>& item, const std::string& entryId);
+  bool build(Walk& walk, const std::shared_ptr<MailItem>& item);
   Attempt attempt(Walk& walk, const std::shared_ptr<MailItem>& item);
   bool maximumReached() const;
   void countForward();

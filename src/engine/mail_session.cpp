@@ -137,7 +137,9 @@ void MailSession::openInbox(bool showStatus) {
 
 void MailSession::openSync() {
   try {
-    auto sync = namespace_->SyncObjects()->Item(kDefaultSync);
+    auto sync =
+        required(required(namespace_->SyncObjects(), "synchronisation objects")->Item(kDefaultSync),
+                 "synchronisation object");
     if (sync != sync_) {
       sync->onSyncEnd(onSyncEnd_);
       sync_ = std::move(sync);

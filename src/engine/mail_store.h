@@ -273,6 +273,16 @@ std::shared_ptr<T> createAs(ObjectFactory& factory, std::string_view progId) {
   return object;
 }
 
+/// What a call of a store answered; throws MailStoreError where that is nothing, which no caller
+/// could work with. `what` names it ("inbox").
+template <class T>
+std::shared_ptr<T> required(std::shared_ptr<T> answer, const char* what) {
+  if (!answer) {
+    throw MailStoreError(std::string("The mail store gave no ") + what);
+  }
+  return answer;
+}
+
 /// Opens one mail store: what a store's folder offers to the programs, and all that they know of
 /// it.
 class MailStore {

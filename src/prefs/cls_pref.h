@@ -76,6 +76,12 @@ class clsPref {
   /// which. Status -1: the text rule could not be evaluated; both are left alone, and lastReason()
   /// says why.
   int intShouldForward(const std::shared_ptr<MailItem>& item, bool& forward, std::string& reason);
+  /// Whether a rule holds an item back of which no forward can be built. The rules themselves only
+  /// read an item, for speed: whoever builds its forward then tells them what came of it.
+  bool bolRulesNeedForward() const;
+  /// Decides, as intShouldForward does, on an item that it has let through and of which no forward
+  /// can be built; `problem` says why.
+  int intWithoutForward(const std::string& problem, bool& forward, std::string& reason);
   /// Status 1 and whether the item itself keeps the size limit; -1 when it could not be read, and
   /// `withinLimit` is left alone.
   int intCheckSize(const std::shared_ptr<MailItem>& item, bool& withinLimit) const;
@@ -124,6 +130,7 @@ class clsPref {
  private:
   // These throw MailStoreError, but for senderRuleRejection, which is empty when the rule lets
   // pass.
+  int textRuleFailed(std::string_view problem);
   bool textRuleAllows(const std::shared_ptr<MailItem>& item);
   std::string_view senderRuleRejection(const std::shared_ptr<MailItem>& item);
   bool senderInList(const std::shared_ptr<MailItem>& item);

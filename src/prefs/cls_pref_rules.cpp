@@ -42,9 +42,11 @@ std::string textToCheck(ItemReader& reader, std::int16_t place) {
 double sizeOf(MailItem& item) {
   double size = static_cast<double>(characterCount(item.Body()));
   size += static_cast<double>(characterCount(item.Subject()));
-  const std::shared_ptr<Attachments> attachments = item.Attachments();
+  const auto attachments = required(item.Attachments(), "attachments");
   const std::int32_t count = attachments->Count();
-  for (std::int32_t i = 1; i <= count; ++i) size += attachments->Item(i)->Size();
+  for (std::int32_t i = 1; i <= count; ++i) {
+    size += required(attachments->Item(i), "attachment")->Size();
+  }
   return size;
 }
 
@@ -56,13 +58,27 @@ int clsPref::intShouldForward(const std::shared_ptr<MailItem>& item, bool& forwa
   try {
     if (fields_.mbolFilterText && !textRuleAllows(item)) rejection = kTextNotFound;
   } catch (const std::exception& fault) {
-    const std::string_view text = fault.what();
-    lastReason_ = text.empty() ? kNoTextFilter : text;
-    return -1;
+    return textRuleFailed(fault.what());
   }
   if (rejection.empty()) rejection = senderRuleRejection(item);
   forward = rejection.empty();
   if (!forward) reason = rejection;
+  return 1;
+}
+
+int clsPref::textRuleFailed(std::string_view problem) {
+  lastReason_ = problem.empty() ? kNoTextFilter : problem;
+  return -1;
+}
+
+bool clsPref::bolRulesNeedForward() const {
+  return fields_.mbolFilterText || fields_.mintSenderFilter == kForwardOnlyListed;
+}
+
+int clsPref::intWithoutForward(const std::string& problem, bool& forward, std::string& reason) {
+  if (fields_.mbolFilterText) return textRuleFailed(problem);
+  forward = fields_.mintSenderFilter != kForwardOnlyListed;
+  if (!forward) reason = kSenderUnknown;
   return 1;
 }
 
@@ -127,7 +143,7 @@ std::string clsPref::GetTaskRequestSendername(const std::shared_ptr<MailItem>& i
 
 std::string clsPref::taskProperty(const std::shared_ptr<MailItem>& item, std::uint32_t tag) const {
   const auto task = createAs<SafeItem>(world_.objects, prog_id::kSafeTaskItem);
-  task->Item(present(item).GetAssociatedTask());
+  task->Item(required(present(item).GetAssociatedTask(), "task"));
   return task->Fields(tag);
 }
 

@@ -217,6 +217,37 @@ TEST_F(CheckScheduleTest, NoCheckStartsWhileThePassInsideSyncEndRuns) {
   EXPECT_EQ(store_.outboxCount(), 1u);
 }
 
+// The second end was dropped without a word.
+TEST_F(CheckScheduleTest, AnEndWithinThePassOfAnotherIsRefusedAsAPassAndKeepsTheFlag) {
+  deliver("one");
+  schedule().ForwardTrigger();
+  bool tried = false;
+  display_.onProcessPendingEvents = [&] {
+    if (display_.status == "Checking unread item 1 of 1" && !std::exchange(tried, true)) {
+      schedule().m_sync_SyncEnd();
+      EXPECT_TRUE(state().syncBusy);
+    }
+  };
+  endSync();
+  EXPECT_TRUE(tried);
+  EXPECT_EQ(log_.lines.at(1),
+            "2026-11-20 15:00:00--> Email check aborted: Didn't finish prev. check yet");
+  EXPECT_EQ(checksDone(), 1u);
+  EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
+}
+
+// A check whose forwards could not be sent counted as one that had failed.
+TEST_F(CheckScheduleTest, ASendSynchronisationThatFailsIsNoFailedCheck) {
+  openSession();
+  deliver("one");
+  store_.setHook([](std::string_view at) {
+    if (at == "SyncObject.Start") throw MailStoreError("line is down");
+  });
+  schedule().ForwardTrigger();
+  EXPECT_EQ(alerts_.lines, Lines{"completed"});
+  EXPECT_EQ(log_.lines.back(), "2026-11-20 15:00:03--> Inbox Sync failed: line is down");
+}
+
 TEST_F(CheckScheduleTest, ASynchronisationThatTheUserStartedEndsWithoutACheck) {
   openSession();
   state().testCycle = true;

@@ -48,12 +48,34 @@ TEST_F(InboxPassFaultTest, TheItemInHandIsLookedAtAgain) {
   EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
 }
 
-TEST_F(InboxPassFaultTest, ACountBeyondSixteenBitsIsAnError) {
+TEST_F(InboxPassFaultTest, AFaultStandsInTheStatusLineAndCountsAsAFailedCheck) {
+  deliver("one");
+  failAt("MailItem.UnRead=");
+  check();
+  EXPECT_EQ(display_.status, "Error occurred");
+  EXPECT_EQ(alerts_.lines, Lines{"failed: the store broke"});
+}
+
+// Every pass began by taking the count of failed checks back.
+TEST_F(InboxPassFaultTest, OnlyAPassThatComesToItsEndIsACompletedCheck) {
+  check();
+  EXPECT_EQ(alerts_.lines, Lines{"completed"});
+  failAt("ItemCollection.Restrict");
+  check();
+  check();
+  EXPECT_EQ(alerts_.lines,
+            (Lines{"completed", "failed: the store broke", "failed: the store broke"}));
+}
+
+TEST_F(InboxPassFaultTest, ACountBeyondSixteenBitsIsAnErrorThatSaysWhatToDo) {
   for (int i = 0; i < 32768; ++i) {
     store_.deliver({});
   }
   check();
-  EXPECT_EQ(log_.lines.back(), "An Error occured at 2026-11-20 15:00:00 --> Overflow");
+  EXPECT_EQ(log_.lines.back(),
+            "An Error occured at 2026-11-20 15:00:00 --> Overflow: the inbox holds 32768 unread "
+            "items, and a check takes 32767 at most. Mark some of them as read, or move them to "
+            "another folder.");
   EXPECT_EQ(store_.outboxCount(), 0u);
 }
 
@@ -63,7 +85,9 @@ TEST_F(InboxPassFaultTest, TheCounterOverflowsAsAnErrorAndNeverWraps) {
   deliver("one");
   check();
   EXPECT_EQ(display_.forwarded, "32767");
-  EXPECT_EQ(log_.lines.back(), "An Error occured at 2026-11-20 15:00:00 --> Overflow");
+  EXPECT_EQ(log_.lines.back(),
+            "An Error occured at 2026-11-20 15:00:00 --> Overflow: no more than 32767 forwards can "
+            "be counted. Stop forwarding and start it again to count from 0.");
   EXPECT_EQ(store_.outboxCount(), 1u);
   EXPECT_FALSE(store_.isUnread(0));
 }
@@ -85,6 +109,103 @@ TEST_F(InboxPassFaultTest, AnApplicationThatEndsUnderThePassIsOpenedAfreshByTheN
   store_.setHook({});
   check();
   EXPECT_EQ(sentSubjects(), (Lines{"FW: one", "FW: two"}));
+}
+
+/// Rules that wrap an item, and a forward that cannot be built.
+class UnbuiltForwardTest : public InboxPassFaultTest {
+ protected:
+  /// The wrapping for the rules does not save the forward; the building for sending does.
+  UnbuiltForwardTest() { failAt("MailItem.Save"); }
+
+  void textRule(const std::string& word) {
+    prefs_.fields().mbolFilterText = true;
+    prefs_.fields().mintTextToCheck = 102;
+    prefs_.fields().mstrTextToMatch = {word};
+  }
+  void senderRule(std::int16_t rule, const std::string& sender) {
+    prefs_.fields().mintSenderFilter = rule;
+    prefs_.fields().mcolSenderList = {sender};
+  }
+};
+
+// The log said "Tried but failed", and the item was marked as read.
+TEST_F(UnbuiltForwardTest, UnderTheTextRuleItIsTheRuleThatFailsAndTheItemStaysUnread) {
+  textRule("text");
+  deliver("one");
+  check();
+  EXPECT_EQ(decisions(), Lines{"one at 2026-11-20 15:00:00 not forwarded because the store broke"});
+  EXPECT_TRUE(store_.isUnread(0));
+  EXPECT_EQ(engine_.state().failedThisPass, 0);
+  EXPECT_EQ(alerts_.lines, Lines{"completed"});
+  store_.setHook({});
+  check();
+  EXPECT_EQ(store_.outboxCount(), 0u);
+  EXPECT_EQ(decisions().size(), 1u);
+}
+
+TEST_F(UnbuiltForwardTest, WithoutWordsOfTheBuilderTheTextRuleHasItsOwn) {
+  textRule("text");
+  deliver("one");
+  store_.setHook([](std::string_view at) {
+    if (at == "MailItem.Save") throw MailStoreError("");
+  });
+  check();
+  EXPECT_EQ(decisions(), Lines{"one at 2026-11-20 15:00:00 not forwarded because Could not apply "
+                               "the text filter"});
+}
+
+TEST_F(UnbuiltForwardTest, UnderTheRuleOfListedSendersTheSenderIsUnknown) {
+  senderRule(501, "bob");
+  deliver("one");
+  check();
+  EXPECT_EQ(decisions(),
+            Lines{"one at 2026-11-20 15:00:00 not forwarded because Problem determining sender"});
+  EXPECT_TRUE(store_.isUnread(0));
+}
+
+TEST_F(UnbuiltForwardTest, UnderTheRuleOfExcludedSendersItIsAForwardThatFailed) {
+  senderRule(502, "nobody");
+  deliver("one");
+  check();
+  EXPECT_EQ(decisions(), Lines{"Tried but failed to forward one at 2026-11-20 15:00:00; Problem "
+                               "was: the store broke"});
+  EXPECT_FALSE(store_.isUnread(0));
+}
+
+TEST_F(UnbuiltForwardTest, WithoutRulesItIsAForwardThatFailed) {
+  deliver("one");
+  check();
+  EXPECT_EQ(decisions(), Lines{"Tried but failed to forward one at 2026-11-20 15:00:00; Problem "
+                               "was: the store broke"});
+  EXPECT_FALSE(store_.isUnread(0));
+}
+
+TEST_F(UnbuiltForwardTest, AForwardThatARuleNeedsIsBuiltOnceAndItsFailedSendingIsNoRules) {
+  textRule("text");
+  deliver("one");
+  int saves = 0;
+  store_.setHook([&](std::string_view at) {
+    saves += at == "MailItem.Save" ? 1 : 0;
+    if (at == "SafeItem.send") throw MailStoreError("the outbox is full");
+  });
+  check();
+  EXPECT_EQ(saves, 1);
+  EXPECT_EQ(decisions(), Lines{"Tried but failed to forward one at 2026-11-20 15:00:00; Problem "
+                               "was: the outbox is full"});
+}
+
+TEST_F(UnbuiltForwardTest, AForwardIsNeverThatOfTheItemBefore) {
+  textRule("text");
+  deliver("one");
+  deliver("two");
+  deliver("three");
+  int saves = 0;
+  store_.setHook([&](std::string_view at) {
+    if (at == "MailItem.Save" && ++saves == 2) throw MailStoreError("the store broke");
+  });
+  check();
+  EXPECT_EQ(sentSubjects(), (Lines{"FW: three", "FW: one"}));
+  EXPECT_TRUE(store_.isUnread(1));
 }
 
 /// Runs a pass over items of every kind once for each operation that it uses, which fails at its

@@ -11,6 +11,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -43,6 +44,8 @@ TEST_F(StopPassTest, StoppingLeavesTheItemsToComeUntouched) {
   EXPECT_TRUE(store_.isUnread(1));
   EXPECT_FALSE(store_.isUnread(2));
   EXPECT_THAT(log_.lines, Contains(StartsWith("Completed Email Check at ")));
+  EXPECT_THAT(log_.lines, Contains(EndsWith("--> Email check stopped before its end: 2 unread "
+                                            "items are left for the next one")));
   EXPECT_EQ(store_.syncStarts(), 1U);
   EXPECT_FALSE(engine_.state().m_bBusyFwd);
   EXPECT_FALSE(engine_.state().passRunning);
@@ -71,6 +74,8 @@ TEST_F(StopPassTest, AnEndingProgramNeitherPausesNorSynchronises) {
   check();
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two"));
   EXPECT_TRUE(store_.isUnread(0));
+  EXPECT_THAT(log_.lines, Contains(EndsWith("--> Email check stopped before its end: 1 unread "
+                                            "item is left for the next one")));
   EXPECT_THAT(sleeper_.slept, IsEmpty());
   EXPECT_EQ(store_.syncStarts(), 0U);
   EXPECT_THAT(log_.lines, Not(Contains(StartsWith("Completed Email Check at "))));
@@ -91,6 +96,49 @@ TEST_F(StopPassTest, APassInsideAPassIsRefusedThoughTheBusyFlagWasCleared) {
   EXPECT_THAT(log_.lines,
               Contains(HasSubstr("--> Email check aborted: Didn't finish prev. check yet")));
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
+}
+
+// It was refused before it had written its lines, and with the session unlooked at.
+TEST_F(StopPassTest, APassInsideAPassIsRefusedBehindItsFirstSteps) {
+  deliverThree();
+  std::vector<std::string> before;
+  atItem(2, [&] {
+    if (before.empty()) {
+      engine_.state().testCycle = true;
+      before = log_.lines;
+      trace_.lines.clear();
+      log_.verboseOn = true;
+      check();
+      log_.verboseOn = false;
+      EXPECT_THAT(trace_.lines, ElementsAre("Forward Entered"));
+      EXPECT_EQ(engine_.state().forwardedThisPass, 0);
+      EXPECT_EQ(engine_.state().itemsInPass, 3);
+      EXPECT_EQ(engine_.state().itemsVisited, 1);
+      EXPECT_TRUE(engine_.state().passRunning);
+      EXPECT_TRUE(engine_.state().m_bBusyFwd);
+      EXPECT_FALSE(engine_.state().testCycle);
+    }
+  });
+  check();
+  ASSERT_GE(log_.lines.size(), before.size() + 3);
+  const std::vector<std::string> added(
+      log_.lines.begin() + static_cast<std::ptrdiff_t>(before.size()),
+      log_.lines.begin() + static_cast<std::ptrdiff_t>(before.size()) + 3);
+  EXPECT_THAT(added,
+              ElementsAre(EndsWith("ForwardMail->ResetOlkObj_pre"),
+                          EndsWith("ForwardMail->ResetOlkObj_post"),
+                          EndsWith("--> Email check aborted: Didn't finish prev. check yet")));
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
+}
+
+TEST_F(StopPassTest, APassInsideAPassLeavesItsStopStanding) {
+  deliverThree();
+  atItem(2, [&] {
+    engine_.pass().stopAfterItem();
+    check();
+  });
+  check();
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: three"));
 }
 
 TEST_F(StopPassTest, APassThatFailsIsNotRunningAnyMore) {

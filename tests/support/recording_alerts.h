@@ -12,7 +12,7 @@ namespace relaybird {
 class RecordingAlerts : public Alerts {
  public:
   void checkFailed(const std::string& words) override { lines.push_back("failed: " + words); }
-  void mailboxReached() override { lines.push_back("reached"); }
+  void checkCompleted() override { lines.push_back("completed"); }
   void forwardRefused(const std::string& words) override { lines.push_back("refused: " + words); }
   void addressStopped(const std::string& words) override { lines.push_back("stopped: " + words); }
   void maximumReached() override { lines.push_back("maximum"); }

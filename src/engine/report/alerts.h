@@ -11,10 +11,10 @@ namespace relaybird {
 class Alerts {
  public:
   virtual ~Alerts() = default;
-  /// An automatic check could not reach the mailbox. `words` says why.
+  /// A check could not be made, or broke off. `words` says why.
   virtual void checkFailed(const std::string& words) = 0;
-  /// A check has reached the mailbox.
-  virtual void mailboxReached() = 0;
+  /// A check has come to its end.
+  virtual void checkCompleted() = 0;
   /// A message was refused for good and is not tried again. `words` says which and why.
   virtual void forwardRefused(const std::string& words) = 0;
   /// Nothing more leaves for an address until the user says otherwise. `words` says which and why.

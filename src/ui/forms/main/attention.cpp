@@ -11,7 +11,7 @@
 namespace relaybird {
 namespace {
 
-constexpr const char* kMailbox = "mailbox";
+constexpr const char* kChecks = "mailbox";
 constexpr const char* kRefused = "refused";
 constexpr const char* kStopped = "stopped";
 constexpr const char* kMaximum = "maximum";
@@ -73,15 +73,21 @@ std::string plainWords(const std::string& words) {
 }  // namespace
 
 void Attention::checkFailed(const std::string& words) {
+  failure_ = Failure{failure_ ? failure_->since : clock_.toText(clock_.now()), words};
+  onFailure_();
   if (++failedChecks_ >= kFailedChecksToTell) {
-    tell({kMailbox, "The mailbox cannot be reached",
+    tell({kChecks, "The inbox cannot be checked",
           plainWords(words) + "\nRelaybird goes on trying. The log tells more."});
   }
 }
 
-void Attention::mailboxReached() {
+void Attention::checkCompleted() {
   failedChecks_ = 0;
-  over(kMailbox);
+  over(kChecks);
+  if (failure_) {
+    failure_.reset();
+    onFailure_();
+  }
 }
 
 void Attention::forwardRefused(const std::string& words) {
@@ -109,7 +115,7 @@ void Attention::maximumReached() {
 
 void Attention::startAnew() {
   failedChecks_ = 0;
-  for (const char* cause : {kMailbox, kRefused, kStopped, kMaximum}) {
+  for (const char* cause : {kChecks, kRefused, kStopped, kMaximum}) {
     over(cause);
   }
 }

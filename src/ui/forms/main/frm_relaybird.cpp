@@ -38,7 +38,7 @@ frmRelaybird::frmRelaybird(ProgramWorld world, ActivityLog& log)
     : world_(std::move(world)),
       log_(log),
       display_(*this, world_.screen, [this] { testOver(); }),
-      attention_(world_.notifications, world_.clock),
+      attention_(world_.notifications, world_.clock, [this] { showFailure(); }),
       help_({world_.files, world_.profiles, world_.folders, world_.dialogs, world_.helpViewer},
             world_.defaultHelpFile),
       prf_(prefWorld()),
@@ -184,6 +184,15 @@ Progress frmRelaybird::progress() const {
     return {Progress::Kind::kUnknown, 0, 0};
   }
   return {};
+}
+
+void frmRelaybird::showFailure() {
+  const auto& failure = attention_.failure();
+  if (failure) {
+    lblCheckFailure.setText("Last check failed. None has succeeded since " + failure->since + ".");
+    lblCheckFailure.setToolTip(failure->words);
+  }
+  lblCheckFailure.setVisible(failure.has_value());
 }
 
 void frmRelaybird::SetMainFormFwdToAddresses(const std::string& addresses, int count) {

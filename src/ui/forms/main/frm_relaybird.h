@@ -45,6 +45,8 @@ class frmRelaybird : public MainControls {
   ForwardingEngine& engine() { return engine_; }
   HelpFile& help() { return help_; }
   Alerts& alerts() { return attention_; }
+  /// Since when checks have failed, and why; none where the last one succeeded.
+  const std::optional<Attention::Failure>& checkFailure() const { return attention_.failure(); }
   /// Of the check or the synchronisation that runs now. Changes together with the status line.
   Progress progress() const;
 
@@ -105,6 +107,7 @@ class frmRelaybird : public MainControls {
   void openSettingsAt(int tab);
   bool probeComponents();
 
+  void showFailure();
   void startLater();
   void startTimerTick();
 

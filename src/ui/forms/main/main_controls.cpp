@@ -38,12 +38,15 @@ MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) 
   mnuStop.setEnabled(false);
   txtLog.setVisible(false);
   lblOutbox.setVisible(false);
+  lblCheckFailure.setForeColor(kStoppedRed);
+  lblCheckFailure.setVisible(false);
 }
 
 void MainControls::placeInFrames() {
   putInto(fraDiagnostics, {&cmdForwardNow, &cmdViewLog});
   putInto(frmStatus, {&txtStatusFwdTo, &txtRunningSince, &txtNumberForwarded, &txtMinToNextFwd,
-                      &txtStatus, &lblStatusFwdTo, &lblCurrentActions, &lblOutbox, &Label1,
+                      &txtStatus, &lblStatusFwdTo, &lblCurrentActions, &lblOutbox,
+                      &lblCheckFailure, &Label1,
                       &lblNumberForwarded, &lblNextForward, &lblAutomationStatus});
 }
 

@@ -64,6 +64,8 @@ class MainControls : public Form {
   /// The menu of the icon in the notification area; never part of the menu bar.
   Control RcPopup{*this, ControlKind::kMenu, "RcPopup", "RcPopup"};
   Control mnuRestore{*this, ControlKind::kMenu, "mnuRestore", "Restore"};
+  /// Shown from a check that failed to one that succeeds.
+  Control lblCheckFailure{*this, ControlKind::kLabel, "lblCheckFailure"};
 
  private:
   void placeInFrames();

@@ -73,7 +73,7 @@ AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
 
 /// One item serves all entries; it is neither sent nor saved.
 StringList AddressCheck::unresolvedOf(const StringList& entries) {
-  const std::shared_ptr<MailItem> item = world_.session.application()->CreateItem(kMailItemKind);
+  const auto item = required(world_.session.application()->CreateItem(kMailItemKind), "item");
   StringList unresolved;
   for (const std::string& entry : entries) {
     if (!bolCheckEmailAddress(world_.log, entry) && !resolves(item, entry)) {
@@ -86,7 +86,7 @@ StringList AddressCheck::unresolvedOf(const StringList& entries) {
 bool AddressCheck::resolves(const std::shared_ptr<MailItem>& item, const std::string& entry) {
   const auto safeItem = createAs<SafeItem>(world_.objects, prog_id::kSafeMailItem);
   safeItem->Item(item);
-  const std::shared_ptr<Recipients> recipients = safeItem->Recipients();
+  const auto recipients = required(safeItem->Recipients(), "recipients");
   try {
     recipients->Add(entry);
     const bool good = recipients->ResolveAll();

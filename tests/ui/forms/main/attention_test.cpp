@@ -39,7 +39,7 @@ TEST_F(AttentionTest, ThreeChecksInARowThatCannotOpenTheMailboxMakeOneNotificati
     check();
     EXPECT_THAT(notifications_.shown, SizeIs(round < 3 ? 0 : 1)) << round;
   }
-  EXPECT_EQ(notifications_.shown[0].title, "The mailbox cannot be reached");
+  EXPECT_EQ(notifications_.shown[0].title, "The inbox cannot be checked");
   EXPECT_THAT(notifications_.shown[0].text, HasSubstr("The disk is on fire"));
 }
 
@@ -64,6 +64,42 @@ TEST_F(AttentionTest, TheNotificationIsTakenBackOnceTheMailboxIsThereAgain) {
     check();
   }
   EXPECT_THAT(notifications_.shown, SizeIs(2));
+}
+
+// Each of them reached the mailbox, and so none counted.
+TEST_F(AttentionTest, ThreeChecksInARowThatBreakOffMakeOneNotification) {
+  switchOn();
+  store_.setHook([](std::string_view call) {
+    if (call == "ItemCollection.Restrict") throw MailStoreError("The disk is full");
+  });
+  check();
+  EXPECT_EQ(status(), "Error occurred");
+  check();
+  EXPECT_THAT(notifications_.shown, IsEmpty());
+  check();
+  ASSERT_THAT(notifications_.shown, SizeIs(1));
+  EXPECT_THAT(notifications_.shown[0].text, HasSubstr("The disk is full"));
+}
+
+TEST_F(AttentionTest, TheWindowTellsSinceWhenChecksHaveFailedUntilOneSucceeds) {
+  switchOn();
+  const Control& label = control("frmRelaybird", "lblCheckFailure");
+  check();
+  EXPECT_FALSE(label.visible());
+  break_(true);
+  check();
+  EXPECT_TRUE(label.visible());
+  EXPECT_EQ(label.text(), "Last check failed. None has succeeded since 2026-11-20 09:10:00.");
+  EXPECT_EQ(label.toolTip(), "The disk is on fire");
+  click("frmRelaybird", "cmdStop");
+  break_(false);
+  switchOn();
+  break_(true);
+  check();
+  EXPECT_EQ(label.text(), "Last check failed. None has succeeded since 2026-11-20 09:10:00.");
+  break_(false);
+  check();
+  EXPECT_FALSE(label.visible());
 }
 
 TEST_F(AttentionTest, RefusedMessagesMakeOneNotificationADay) {

@@ -69,6 +69,7 @@ const std::vector<Row>& rows() {
       {"mnuAbout", Kind::kMenu, "&About...", true, true, "mnuHelp"},
       {"RcPopup", Kind::kMenu, "RcPopup", true, false},
       {"mnuRestore", Kind::kMenu, "Restore", true, true, "RcPopup"},
+      {"lblCheckFailure", Kind::kLabel, "", true, false, "frmStatus"},
   };
   return kRows;
 }
