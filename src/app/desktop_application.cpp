@@ -101,6 +101,8 @@ void DesktopApplication::makeForms() {
   tray->setMenu(forms_->main().RcPopup);
   windows_ = std::make_unique<desktop::DesktopWindows>(*forms_);
   windows_->main().onRunning([icon = tray.get()](bool running) { icon->setRunning(running); });
+  windows_->main().onFailure(
+      [icon = tray.get()](const std::string& words) { icon->setWarning(words); });
   tray_ = std::move(tray);
   SetTopWindow(&windows_->main());
   sessionEnd_ = std::make_unique<desktop::SessionEnd>([this] {

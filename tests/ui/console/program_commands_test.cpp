@@ -109,5 +109,22 @@ TEST_F(ProgramCommandsTest, AStartThatOpensNoMailboxIsAnError) {
   EXPECT_EQ(start(), "forwarding was not switched on");
 }
 
+TEST_F(ProgramCommandsTest, StatusTellsSinceWhenChecksHaveFailedAndWhy) {
+  oneAddress();
+  (void)program();
+  store_.setHook([](std::string_view call) {
+    if (call == "ItemCollection.Restrict") throw MailStoreError("the disk is full");
+  });
+  main().engine().pass().ForwardMail();
+  EXPECT_THAT(commands().status(),
+              testing::AllOf(testing::Contains(Fact{"checks-fail-since", "2026-11-20 09:00:00"}),
+                             testing::Contains(Fact{"last-failure", "the disk is full"})));
+  store_.setHook({});
+  main().engine().pass().ForwardMail();
+  for (const Fact& fact : commands().status()) {
+    EXPECT_NE(fact.first, "checks-fail-since");
+  }
+}
+
 }  // namespace
 }  // namespace relaybird

@@ -83,6 +83,10 @@ std::vector<Fact> ProgramCommands::status() {
                 {"minutes-to-next-check", main.txtMinToNextFwd.text()},
                 {"action", main.lblCurrentActions.text()}});
   addOutbox(facts);
+  if (const auto& failure = main.checkFailure()) {
+    facts.emplace_back("checks-fail-since", failure->since);
+    facts.emplace_back("last-failure", failure->words);
+  }
   if (!words.empty()) facts.emplace_back("mail-store-says", words);
   return facts;
 }

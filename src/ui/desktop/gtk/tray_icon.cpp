@@ -22,6 +22,8 @@ namespace {
 
 constexpr const char* kRunningIcon = "relaybird-running";
 constexpr const char* kStoppedIcon = "relaybird-stopped";
+/// Every icon theme has it (freedesktop.org, Icon Naming Specification, "Status").
+constexpr const char* kWarningIcon = "dialog-warning";
 
 /// Of the state in which a picture shows the program.
 bool isOurs(const ArtImage& image) {
@@ -130,7 +132,7 @@ void TrayIcon::addIcon(const NotifyIconRecord& record) {
   icon_.reset(new Icon(indicator, timers_, [this] { lost(); }));
   app_indicator_set_title(indicator, tip.c_str());
   app_indicator_set_menu(indicator, makeMenu(*menu_));
-  app_indicator_set_status(indicator, APP_INDICATOR_STATUS_ACTIVE);
+  showState();
 }
 
 void TrayIcon::deleteIcon(const NotifyIconRecord&) {
@@ -150,10 +152,26 @@ WindowProcedure TrayIcon::replaceProcedure(WindowHandle, WindowProcedure procedu
 
 void TrayIcon::setRunning(bool running) {
   running_ = running;
-  if (icon_) {
-    app_indicator_set_icon_full(icon_->indicator, pictureName(),
-                                running ? "Relaybird is forwarding" : "Relaybird is stopped");
+  showState();
+}
+
+void TrayIcon::setWarning(std::string words) {
+  warning_ = std::move(words);
+  showState();
+}
+
+void TrayIcon::showState() {
+  if (!icon_) {
+    return;
   }
+  AppIndicator* const indicator = icon_->indicator;
+  app_indicator_set_icon_full(indicator, pictureName(),
+                              running_ ? "Relaybird is forwarding" : "Relaybird is stopped");
+  if (!warning_.empty()) {
+    app_indicator_set_attention_icon_full(indicator, kWarningIcon, warning_.c_str());
+  }
+  app_indicator_set_status(
+      indicator, warning_.empty() ? APP_INDICATOR_STATUS_ACTIVE : APP_INDICATOR_STATUS_ATTENTION);
 }
 
 }  // namespace relaybird::desktop

@@ -24,6 +24,9 @@ class TrayIcon : public TrayPlatform {
   void setMenu(Control& menu) { menu_ = &menu; }
   /// Which of its two pictures the icon shows.
   void setRunning(bool running);
+  /// Puts the sign of a warning in the picture's place, with these words for assistive tools;
+  /// nothing takes it away.
+  void setWarning(std::string words);
 
   /// Whether an icon would be seen: something shows icons, and finds a picture of ours. Waits a
   /// second at most for a panel that does not answer.
@@ -41,6 +44,7 @@ class TrayIcon : public TrayPlatform {
 
   bool picturesInPlace();
   const char* pictureName() const;
+  void showState();
   void lost();
 
   FileSystem& files_;
@@ -49,6 +53,7 @@ class TrayIcon : public TrayPlatform {
   bool picturesInPlace_ = false;
   Control* menu_ = nullptr;
   bool running_ = false;
+  std::string warning_;
   std::unique_ptr<Icon> icon_;
   WindowProcedure procedure_;
   std::function<void()> onLost_;

@@ -29,7 +29,7 @@ MainWindow::MainWindow(frmRelaybird& form)
   SetName("frmRelaybird");
   SetIcons(programIcons());
   SetMenuBar(menuBar());
-  auto* panel = new wxPanel(this);
+  auto* panel = panel_ = new wxPanel(this);
   auto* top = new wxBoxSizer(wxHORIZONTAL);
   top->Add(commands(panel), wxSizerFlags().CentreVertical());
   top->AddStretchSpacer();
@@ -131,6 +131,7 @@ wxSizer* MainWindow::status(wxWindow* parent) {
              wxSizerFlags(part).Proportion(1));
   frame->Add(add(box, frm_.lblCurrentActions, {.emphasised = true}), part);
   frame->Add(add(box, frm_.lblOutbox), part);
+  frame->Add(add(box, frm_.lblCheckFailure, {.emphasised = true}), part);
   gauge_ = new wxGauge(box, wxID_ANY, 1, wxDefaultPosition, wxDefaultSize,
                        wxGA_HORIZONTAL | wxGA_SMOOTH);
   setAccessibleName(*gauge_, "Progress");
@@ -152,6 +153,11 @@ void MainWindow::controlChanged(const Control& control, Change what) {
     showProgress();
   } else if (&control == &frm_.cmdStop && onRunning_) {
     onRunning_(control.enabled());
+  } else if (&control == &frm_.lblCheckFailure) {
+    tellFailure();
+    if (what == Change::kVisible) {
+      makeRoom();
+    }
   }
   if (what == Change::kEnabled) {
     later(*this, [this] { keepFocus(); });
@@ -168,6 +174,27 @@ void MainWindow::keepFocus() {
 void MainWindow::onRunning(std::function<void(bool)> listener) {
   onRunning_ = std::move(listener);
   onRunning_(frm_.cmdStop.enabled());
+}
+
+void MainWindow::onFailure(std::function<void(const std::string&)> listener) {
+  onFailure_ = std::move(listener);
+  tellFailure();
+}
+
+void MainWindow::tellFailure() {
+  if (onFailure_) {
+    const Control& label = frm_.lblCheckFailure;
+    onFailure_(label.visible() ? label.text() : std::string());
+  }
+}
+
+/// What has come up must not push the rest out of a small window.
+void MainWindow::makeRoom() {
+  const wxSize least = panel_->GetSizer()->ComputeFittingWindowSize(this);
+  wxSize size = GetSize();
+  size.IncTo(least);
+  SetMinSize(least);
+  SetSize(size);
 }
 
 /// Every step of long work writes the status line; the gauge goes along.

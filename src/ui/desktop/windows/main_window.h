@@ -24,6 +24,9 @@ class MainWindow : public wxFrame, public FormView {
   void formChanged(const Form& form, FormChange what) override;
   /// Calls `listener` with whether forwarding is on, now and whenever that changes.
   void onRunning(std::function<void(bool)> listener);
+  /// Calls `listener` with what the window says of checks that fail, now and whenever that changes;
+  /// with nothing where the last one succeeded.
+  void onFailure(std::function<void(const std::string&)> listener);
   /// Comes to the front, also from the notification area or when it is minimised.
   void raise();
 
@@ -36,14 +39,18 @@ class MainWindow : public wxFrame, public FormView {
   wxSizer* diagnostics(wxWindow* parent);
   void showProgress();
   void keepFocus();
+  void tellFailure();
+  void makeRoom();
 
   frmRelaybird& frm_;
+  wxWindow* panel_ = nullptr;
   wxWindow* start_ = nullptr;
   wxWindow* stop_ = nullptr;
   wxGauge* gauge_ = nullptr;
   /// Runs only while something does that the status line does not tell the end of.
   wxTimer pulse_;
   std::function<void(bool)> onRunning_;
+  std::function<void(const std::string&)> onFailure_;
 };
 
 }  // namespace relaybird::desktop
