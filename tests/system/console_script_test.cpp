@@ -61,7 +61,7 @@ TEST(ConsoleScript, ARefusedValueIsToldInABoxAndChangesNothing) {
   program.sendLine("answer OK");
   program.sendLine("settings txtMinutes 1.9");
   program.expect("box-text: Problem - Not allowed to check mail more often than 2 minutes.");
-  program.expect("ok\n");
+  program.expect("error: the settings were not stored: the box that came up says why\n");
   program.sendLine("settings");
   program.expect("setting: txtMinutes \"15\"");
   program.sendLine("quit");

@@ -30,8 +30,10 @@ class ConsoleProgram {
   virtual ~ConsoleProgram() = default;
   virtual std::vector<Form*> forms() = 0;
 
+  /// Done where forwarding is on afterwards, or will be once a stopped check has ended.
   virtual Result<void> start() = 0;
   virtual Result<void> stop() = 0;
+  /// Done where the check met no problem, or still waits for its synchronisation.
   virtual Result<void> test() = 0;
   /// Tries at once all that waits in the outbox, and lets stopped addresses go on.
   virtual Result<void> retry() = 0;
@@ -41,7 +43,8 @@ class ConsoleProgram {
   /// Where the program stands.
   virtual std::vector<Fact> status() = 0;
   virtual std::vector<Setting> settings() = 0;
-  /// As a user would do it in the dialog, who then presses OK.
+  /// As a user would do it in the dialog, who then presses OK. An error where something else is
+  /// stored afterwards than what was asked for.
   virtual Result<void> changeSetting(std::string_view name, const std::string& value) = 0;
   /// Every line of the activity log.
   virtual const std::vector<std::string>& log() = 0;

@@ -28,6 +28,11 @@ class ProgramCommandsTest : public ProgramTest {
     dialogs_.answer(BoxAnswer::kYes);
     return said(commands().start());
   }
+  std::string test() {
+    dialogs_.answer(BoxAnswer::kOk);
+    dialogs_.answer(BoxAnswer::kYes);
+    return said(commands().test());
+  }
   /// A synchronisation runs, and is not over before the test says so.
   void synchronise() {
     store_.setSyncEndsByItself(false);
@@ -107,6 +112,91 @@ TEST_F(ProgramCommandsTest, AStartThatOpensNoMailboxIsAnError) {
   (void)program();
   store_.removeComponent(prog_id::kApplication);
   EXPECT_EQ(start(), "forwarding was not switched on");
+}
+
+TEST_F(ProgramCommandsTest, ATestThatTheUserDoesNotWantIsAnError) {
+  oneAddress();
+  (void)program();
+  dialogs_.answer(BoxAnswer::kCancel);
+  EXPECT_EQ(said(commands().test()), "the test was not run");
+}
+
+TEST_F(ProgramCommandsTest, ATestWhileForwardingIsOnIsAnError) {
+  oneAddress();
+  (void)program();
+  EXPECT_EQ(start(), "ok");
+  EXPECT_EQ(said(commands().test()), "the test was not run");
+}
+
+TEST_F(ProgramCommandsTest, ATestWhoseCheckHadAProblemIsAnError) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  EXPECT_EQ(test(), "ok");
+  for (const char* failing : {"ItemCollection.Restrict", "SafeItem.send"}) {
+    SCOPED_TRACE(failing);
+    letPass(std::chrono::minutes{1});
+    deliver("supper");
+    store_.setHook([failing](std::string_view call) {
+      if (call == failing) throw MailStoreError("the disk is full");
+    });
+    EXPECT_EQ(test(), "there was a problem; the log tells of it");
+    store_.setHook({});
+  }
+}
+
+TEST_F(ProgramCommandsTest, ASettingIsStoredHoweverItsValueIsWritten) {
+  oneAddress();
+  (void)program();
+  for (const auto& [name, value] :
+       std::vector<std::pair<const char*, const char*>>{{"txtMinutes", "30"},
+                                                        {"txtMinutes", "2.50"},
+                                                        {"txtAddress", "a@b.example;c@d.example"},
+                                                        {"txtAddresses", "bob"},
+                                                        {"chkBcc", "ON"},
+                                                        {"chkBcc", "0"},
+                                                        {"opbFwdOnly", "1"},
+                                                        {"cmbTextToCheck", "message body text"},
+                                                        {"cmbTextToCheck", "0"},
+                                                        {"chkForwardStart", "on"}}) {
+    EXPECT_EQ(said(commands().changeSetting(name, value)), "ok") << name << " " << value;
+  }
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
+}
+
+// It answered "ok" beside the box that refused the value.
+TEST_F(ProgramCommandsTest, ASettingThatABoxRefusesIsAnErrorAndLeavesNothingBehind) {
+  oneAddress();
+  (void)program();
+  EXPECT_EQ(said(commands().changeSetting("txtMinutes", "1.9")),
+            "the settings were not stored: the box that came up says why");
+  EXPECT_EQ(control("frmPrefs", "txtMinutes").text(), "15");
+  EXPECT_FALSE(program().settings().visible());
+  EXPECT_EQ(start(), "ok");
+}
+
+TEST_F(ProgramCommandsTest, ASettingThatARuleTakesBackIsAnError) {
+  oneAddress("mbolFwdUponStart=1\n");
+  (void)program();
+  EXPECT_EQ(said(commands().changeSetting("chkForwardingOnAtStartup", "on")),
+            "chkForwardingOnAtStartup was not changed: the box that came up says why");
+  EXPECT_FALSE(program().settings().visible());
+  EXPECT_TRUE(main().prf().bolFwdOnActivateForwarding());
+}
+
+TEST_F(ProgramCommandsTest, ASettingThatIsStoredAsAnotherIsAnErrorThatNamesIt) {
+  oneAddress();
+  (void)program();
+  EXPECT_EQ(said(commands().changeSetting("txtMaxToForward", "10.6")),
+            "txtMaxToForward is now \"11\", not \"10.6\"");
+}
+
+TEST_F(ProgramCommandsTest, ASettingThatTheDiskRefusesIsAnError) {
+  oneAddress();
+  (void)program();
+  files_.failCallsWith("create", ENOSPC);
+  EXPECT_EQ(said(commands().changeSetting("txtMinutes", "30")),
+            "the settings were not stored: the box that came up says why");
 }
 
 TEST_F(ProgramCommandsTest, StatusTellsSinceWhenChecksHaveFailedAndWhy) {

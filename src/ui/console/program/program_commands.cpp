@@ -41,7 +41,11 @@ Result<void> ProgramCommands::test() {
   if (!forwardingOn() && !forms_.main().cmdForwardNow.enabled()) {
     return Error{0, "a test is under way"};
   }
-  forms_.main().testCycle();
+  if (!forms_.main().testCycle()) return Error{0, "the test was not run"};
+  const EngineState& state = forms_.main().engine().state();
+  const bool problem = !state.lastPassCompleted || state.failedThisPass > 0;
+  // One that waits for its synchronisation tells by its box what came of it.
+  if (problem && !state.testCycle) return Error{0, "there was a problem; the log tells of it"};
   return {};
 }
 
@@ -106,8 +110,27 @@ Result<void> ProgramCommands::changeSetting(std::string_view name, const std::st
   }
   forms_.main().showprefs();
   auto changed = setControl(*control, value);
-  auto closed = clickControl(changed ? dialog.cmdOK : dialog.cmdCancel);
-  return changed ? closed : changed;
+  if (changed && !holdsValue(*control, value)) {
+    changed = Error{0, control->name() + " was not changed: the box that came up says why"};
+  }
+  if (changed) changed = storeSetting(*control, value);
+  if (dialog.visible()) dialog.cmdCancel.click();
+  return changed;
+}
+
+/// By the dialog's OK. What was refused is not left in the dialog, which a start would read.
+Result<void> ProgramCommands::storeSetting(const Control& control, const std::string& value) {
+  frmPrefs& dialog = forms_.settings();
+  if (auto closed = clickControl(dialog.cmdOK); !closed) return closed;
+  if (!dialog.stored()) {
+    dialog.fillSilently();
+    return Error{0, "the settings were not stored: the box that came up says why"};
+  }
+  if (!holdsValue(control, value)) {
+    return Error{
+        0, control.name() + " is now " + inQuotes(valueOf(control)) + ", not " + inQuotes(value)};
+  }
+  return {};
 }
 
 }  // namespace relaybird

@@ -51,6 +51,7 @@ class ProgramCommands : public ConsoleProgram {
  private:
   Result<void> mainWindowTakesInput();
   void addOutbox(std::vector<Fact>& facts);
+  Result<void> storeSetting(const Control& control, const std::string& value);
 
   ProgramForms& forms_;
   OutgoingMail& outgoing_;

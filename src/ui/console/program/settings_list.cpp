@@ -3,6 +3,9 @@
 
 #include <utility>
 
+#include "platform/text/number_text.h"
+#include "prefs/address_lists.h"
+
 namespace relaybird {
 namespace {
 
@@ -22,11 +25,15 @@ bool hasOwnCaption(const Control& control) {
   return control.kind() == ControlKind::kCheckBox || control.kind() == ControlKind::kOptionButton;
 }
 
-std::string valueOf(const Control& control) {
-  if (control.kind() == ControlKind::kTextBox) return control.text();
-  if (hasOwnCaption(control)) return control.checked() ? "on" : "off";
-  const auto position = static_cast<std::size_t>(control.value());
-  return position < control.list().size() ? control.list()[position] : "";
+/// As the settings dialog writes a list that it has stored.
+std::string asList(const std::string& text) {
+  StringList entries;
+  return FormTextToArray(text, entries) < 0 ? text : MakeStringFromArray(entries);
+}
+
+bool sameText(const std::string& one, const std::string& other) {
+  const auto number = readNumber(one);
+  return one == other || (number && number == readNumber(other)) || asList(one) == asList(other);
 }
 
 std::string tabCaption(const Control& tabs, int tab) {
@@ -35,6 +42,20 @@ std::string tabCaption(const Control& tabs, int tab) {
 }
 
 }  // namespace
+
+std::string valueOf(const Control& control) {
+  if (control.kind() == ControlKind::kTextBox) return control.text();
+  if (hasOwnCaption(control)) return control.checked() ? "on" : "off";
+  const auto position = static_cast<std::size_t>(control.value());
+  return position < control.list().size() ? control.list()[position] : "";
+}
+
+bool holdsValue(const Control& control, const std::string& value) {
+  if (control.kind() == ControlKind::kTextBox) return sameText(control.text(), value);
+  const std::string word = asciiLower(value);
+  if (hasOwnCaption(control)) return control.checked() == (word == "1" || word == "on");
+  return asciiLower(valueOf(control)) == word || std::to_string(control.value()) == value;
+}
 
 std::vector<Setting> settingsOf(const Form& form, const Control& tabs) {
   std::vector<Setting> settings;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "ui/console/console_program.h"
@@ -11,5 +12,12 @@ namespace relaybird {
 /// The fields of a form with tabs that hold a setting: text boxes, check boxes, options, drop-down
 /// lists. What a field means is its own caption, else the caption that stands before it.
 std::vector<Setting> settingsOf(const Form& form, const Control& tabs);
+
+/// Whether a field shows what `value` asks for, as `set` takes it: numbers and lists may be written
+/// in another way.
+bool holdsValue(const Control& control, const std::string& value);
+
+/// The value of one field, as in settingsOf().
+std::string valueOf(const Control& control);
 
 }  // namespace relaybird

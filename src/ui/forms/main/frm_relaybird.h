@@ -66,8 +66,9 @@ class frmRelaybird : public MainControls {
   bool startWaits() const { return startTimer_->enabled(); }
   /// Switches forwarding off, also when it is off. A start that waits is forgotten.
   void StopForwarding();
-  /// One check while forwarding is off.
-  void testCycle();
+  /// One check while forwarding is off. False when no check was made: the user has been told why,
+  /// or did not want it.
+  bool testCycle();
   /// Opens the settings dialog with what is stored.
   void showprefs();
 

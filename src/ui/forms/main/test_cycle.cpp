@@ -57,14 +57,15 @@ auto frmRelaybird::bracketed(std::string_view name, Step step) {
   return result;
 }
 
-void frmRelaybird::testCycle() {
+bool frmRelaybird::testCycle() {
   log_.AddToLogV("CmdForwardNow Entered");
   cmdForwardNow.setEnabled(false);
   if (!mayTest()) {
     cmdForwardNow.setEnabled(!state().forwardingOn);
-    return;
+    return false;
   }
   runTestCheck();
+  return true;
 }
 
 bool frmRelaybird::mayTest() {

@@ -129,6 +129,7 @@ void frmPrefs::fail(const std::string& text) {
 /// same way on which accepted ones are shown as they were stored.
 void frmPrefs::apply() {
   clsPref& prf = world_.prf;
+  stored_ = false;
   const int result = prf.FormToClass();
   if (result <= kUnexpectedFailure) {
     fail("Error occurred - Prefs not saved.");
@@ -141,6 +142,7 @@ void frmPrefs::apply() {
   } else if (fill() < 0) {
     fail("Error populating form with new preferences");
   } else {
+    stored_ = result > 0;
     prf.UpdateEmailAddrOnMainForm();
   }
 }

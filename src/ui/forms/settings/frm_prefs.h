@@ -28,6 +28,8 @@ class frmPrefs : public PrefsControls {
   void tellStartUpRule();
   /// Shows which message format is chosen.
   void SetCellPrefs(bool cell);
+  /// Whether the last OK or Apply has stored everything.
+  bool stored() const { return stored_; }
   /// As Cancel.
   void closeBox() override { cancel(); }
 
@@ -45,6 +47,7 @@ class frmPrefs : public PrefsControls {
 
   PrefsFormWorld world_;
   bool ruleHolds_ = true;
+  bool stored_ = false;
 };
 
 }  // namespace relaybird
