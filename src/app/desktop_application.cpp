@@ -69,7 +69,7 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
           core_->folders,
           core_->osVersion,
           core_->clock,
-          core_->sleeper,
+          pause_,
           *loop_,
           *loop_,
           core_->trace,
@@ -114,7 +114,7 @@ void DesktopApplication::makeForms() {
 
 /// To the front, from behind other windows, from the task bar or from the notification area.
 void DesktopApplication::raise() {
-  if (!forms_ || forms_->main().engine().state().ending) {
+  if (!forms_ || ending()) {
     return;
   }
   if (forms_->main().visible()) {

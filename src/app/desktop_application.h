@@ -11,6 +11,7 @@
 #include "ui/desktop/desk/wx_clipboard.h"
 #include "ui/desktop/desk/wx_dialogs.h"
 #include "ui/desktop/desk/wx_loop.h"
+#include "ui/desktop/desk/wx_sleeper.h"
 #include "ui/desktop/help/help_window.h"
 #include "ui/desktop/native/session_application.h"
 #include "ui/desktop/native/session_end.h"
@@ -38,6 +39,7 @@ class DesktopApplication : public wxApp {
   void start();
   void endProgram();
   void raise();
+  bool ending() const { return forms_ && forms_->main().engine().state().ending; }
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
 
   ProgramIdentity identity_;
@@ -51,6 +53,7 @@ class DesktopApplication : public wxApp {
   std::unique_ptr<Autostart> autostart_;
   desktop::WxDialogs dialogs_{[this] { return front(); }};
   desktop::WxScreen screen_{[this] { endProgram(); }};
+  desktop::WxSleeper pause_{[this] { return ending(); }};
   desktop::WxClipboard clipboard_;
   desktop::HelpWindow help_{[this] { return front(); }};
   std::unique_ptr<SystemInformation> systemInformation_;

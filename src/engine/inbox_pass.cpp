@@ -332,11 +332,13 @@ void InboxPass::countForward() {
 void InboxPass::finish() {
   world_.log.AddToLog("Completed Email Check at " + nowText());
   status_.SetStatusToPreset(kStatusCompleted);
+  // A pass that is refused in the pause takes the count back.
+  const bool sent = state_.forwardedThisPass > 0;
   if (!state_.ending) {
     world_.sleeper.sleep(kPauseAfterPass);
   }
   state_.m_bBusyFwd = false;
-  if (state_.forwardedThisPass > 0 && !state_.ending) {
+  if (sent && !state_.ending) {
     trace("SyncStart True _pre");
     startSendSync_();
     trace("SyncStart True _post");

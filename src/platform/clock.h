@@ -27,7 +27,8 @@ class Clock {
 class Sleeper {
  public:
   virtual ~Sleeper() = default;
-  /// Blocks the calling thread. No events are dispatched meanwhile.
+  /// Returns when the time is over. The calling thread is blocked, unless the implementation says
+  /// that it runs events meanwhile.
   virtual void sleep(std::chrono::milliseconds duration) = 0;
 };
 

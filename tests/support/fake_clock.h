@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -65,8 +66,11 @@ class RecordingSleeper : public Sleeper {
   void sleep(std::chrono::milliseconds duration) override {
     slept.push_back(duration);
     clock_.advance(duration);
+    if (onSleep) onSleep();
   }
 
+  /// What happens meanwhile, where events run.
+  std::function<void()> onSleep;
   std::vector<std::chrono::milliseconds> slept;
 
  private:

@@ -23,7 +23,7 @@ namespace {
 /// that it cannot read before the call has ended.
 void clickLater(wxWindow& window, Control& control) {
   inputLater(
-      window, [&control] { byUser(control, &Control::click); }, [] { wxBell(); });
+      window, [&window, &control] { clickByUser(window, control); }, [] { wxBell(); });
 }
 
 class ButtonView : public WidgetView {

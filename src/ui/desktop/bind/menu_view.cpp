@@ -18,8 +18,8 @@ MenuView::MenuView(wxFrame& window, wxMenu& menu, Control& control)
         // The toolkit has moved the mark of a check box already.
         inputLater(
             window,
-            [this] {
-              byUser(control_, &Control::click);
+            [this, &window] {
+              clickByUser(window, control_);
               update(Change::kValue);
             },
             [this] { update(Change::kValue); });

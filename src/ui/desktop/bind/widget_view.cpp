@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "ui/desktop/bind/widget_view.h"
 
+#include <wx/evtloop.h>
 #include <wx/sizer.h>
 #include <wx/toplevel.h>
 #include <wx/utils.h>
 
 #include <cmath>
 
+#include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/desk/wx_sleeper.h"
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/forms/model/form.h"
 
@@ -141,6 +144,21 @@ void byUser(Control& control, const std::function<void(Control&)>& action) {
   } else {
     wxBell();
   }
+}
+
+void clickByUser(wxEvtHandler& handler, Control& control) {
+  if (!control.asks() || !WxSleeper::sleeping()) {
+    byUser(control, &Control::click);
+    return;
+  }
+  WxSleeper::afterwards(handler, [&control, loop = wxEventLoopBase::GetActive()] {
+    if (wxEventLoopBase::GetActive() == loop) {
+      guarded([&control] { byUser(control, &Control::click); });
+    } else {
+      // A box has come up in between.
+      wxBell();
+    }
+  });
 }
 
 }  // namespace relaybird::desktop

@@ -36,4 +36,8 @@ class WidgetView : public ControlView {
   bool coloured_ = false;
 };
 
+/// A click by the user, as an event of the handler. While a check pauses, one that may ask him
+/// something is kept until the pause is over.
+void clickByUser(wxEvtHandler& handler, Control& control);
+
 }  // namespace relaybird::desktop

@@ -36,6 +36,10 @@ MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) 
   }
   cmdStop.setEnabled(false);
   mnuStop.setEnabled(false);
+  for (Control* asking :
+       {&cmdStart, &mnuStart, &cmdForwardNow, &cmdToSysTray, &mnuAutostart, &mnuIndex}) {
+    asking->setAsks();
+  }
   txtLog.setVisible(false);
   lblOutbox.setVisible(false);
   lblCheckFailure.setForeColor(kStoppedRed);

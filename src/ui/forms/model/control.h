@@ -122,6 +122,9 @@ class Control {
   /// The frame or the menu that the control is in; null for one of the form itself.
   Control* parent() const { return parent_; }
   void setParent(Control& parent) { parent_ = &parent; }
+  /// A click on it may ask the user something in a box. What runs then waits for the answer.
+  bool asks() const { return asks_; }
+  void setAsks() { asks_ = true; }
   /// Names the option buttons that exclude one another.
   const std::string& group() const { return group_; }
   void setGroup(std::string group) { group_ = std::move(group); }
@@ -159,6 +162,7 @@ class Control {
   bool enabled_ = true;
   bool visible_ = true;
   bool locked_ = false;
+  bool asks_ = false;
   Colour foreColor_;
   Colour backColor_;
   std::string toolTip_;

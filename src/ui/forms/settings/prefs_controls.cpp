@@ -36,6 +36,9 @@ PrefsControls::PrefsControls() : Form("frmPrefs", "Settings") {
   for (Control* field : {&txtMaxFileSize, &cmbTypeOfMatch, &cmbTextToCheck, &txtWordMatch}) {
     showAsApplying(*field, false);
   }
+  for (Control* asking : {&cmdOK, &cmdApply, &cmdValidateAd, &cmdGetSenderName}) {
+    asking->setAsks();
+  }
   setDefaultButton(cmdOK);
   setCancelButton(cmdCancel);
 }

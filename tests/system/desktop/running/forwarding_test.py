@@ -23,6 +23,24 @@ class SwitchingOn(DesktopCase):
         main.find("Automation Status:", "text").wait_for_text("Running")
         self.leave()
 
+    def test_the_window_answers_while_a_check_pauses(self):
+        self.home.deliver("Dinner at eight")
+        main = self.start(mbolFwdUponStart=True)
+        main.choose("File", "Start")
+        self.answer(CONFIRM, "Yes")
+        self.wait_until("the pause", lambda: any(
+            label.name == "Completed check of inbox" for label in main.find_all(role="label")))
+        # Kept: its box would hold up the check.
+        main.find("Minimize to System Tray", "push button").click()
+        self.open_log()
+        # Of a check, as long as it has not ended.
+        progress = main.find("Progress")
+        self.assertTrue(progress.has("showing"))
+        self.assertEqual(1, progress.value)
+        self.assertFalse(self.program.has_window("Minimize to System Tray"))
+        self.answer("Minimize to System Tray", "No")
+        self.leave()
+
     def test_a_start_that_is_not_confirmed_leaves_it_stopped(self):
         self.home.deliver("Stays here")
         main = self.start(mbolFwdUponStart=True)
