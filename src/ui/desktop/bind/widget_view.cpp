@@ -109,7 +109,10 @@ void WidgetView::update(Change what) {
       return;
     case Change::kToolTip:
       window()->SetToolTip(toWx(control_.toolTip()));
-      setAccessibleName(*window(), accessibleName());
+      // A label is called by what it says.
+      if (control_.kind() != ControlKind::kLabel) {
+        setAccessibleName(*window(), accessibleName());
+      }
       return;
     default:
       showContent(what);

@@ -22,7 +22,7 @@ namespace {
 
 constexpr const char* kRunningIcon = "relaybird-running";
 constexpr const char* kStoppedIcon = "relaybird-stopped";
-/// Every icon theme has it (freedesktop.org, Icon Naming Specification, "Status").
+/// Every icon theme has it (freedesktop.org, icon naming, "Status").
 constexpr const char* kWarningIcon = "dialog-warning";
 
 /// Of the state in which a picture shows the program.

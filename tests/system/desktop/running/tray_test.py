@@ -10,6 +10,7 @@ import desktop_case
 from desktop_case import MAIN
 from tray_case import TITLE, TrayCase
 
+CONFIRM = "Please Confirm:"
 PROGRAM_ICON = "org.relaybird.Relaybird"
 
 
@@ -36,6 +37,38 @@ class WithATray(TrayCase):
             return self.watcher.item_property(item, "Status") == "Passive"
         except GLib.Error:
             return True
+
+    def test_it_and_the_window_warn_from_a_check_that_fails_to_one_that_succeeds(self):
+        main = self.start(mbolFwdUponStart=True)
+        inbox = self.home.maildir / "new"
+        main.choose("File", "Start")
+        self.program.window(CONFIRM)
+        inbox.rmdir()
+        inbox.touch()
+        self.answer(CONFIRM, "Yes")
+        label = self.wait_until("the warning", lambda: self.warning(main))
+        item = self.to_tray(main)
+        self.assertEqual("NeedsAttention", self.watcher.item_property(item, "Status"))
+        self.assertEqual("dialog-warning",
+                         self.watcher.item_property(item, "AttentionIconName"))
+        self.assertEqual(label.name,
+                         self.watcher.item_property(item, "AttentionAccessibleDesc"))
+        self.watcher.restore(item)
+        main = self.program.window(MAIN)
+        inbox.unlink()
+        inbox.mkdir()
+        main.find("Stop Forwarding Email", "push button").click()
+        main.choose("File", "Start")
+        self.answer(CONFIRM, "Yes")
+        self.wait_until("the end of the warning", lambda: self.warning(main) is None)
+        item = self.to_tray(main)
+        self.assertEqual("Active", self.watcher.item_property(item, "Status"))
+
+    def warning(self, main):
+        """What the window says of checks that fail; None where the last one succeeded."""
+        return next((label for label in main.find_all(role="label")
+                     if label.name.startswith("Last check failed. None has succeeded since ")),
+                    None)
 
     def test_it_tells_whether_forwarding_is_on(self):
         main = self.start()
