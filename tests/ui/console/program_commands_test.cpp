@@ -16,7 +16,8 @@ class ProgramCommandsTest : public ProgramTest {
  protected:
   ProgramCommands& commands() {
     if (!commands_) {
-      commands_ = std::make_unique<ProgramCommands>(program(), std::vector<Fact>{}, Manual{});
+      commands_ =
+          std::make_unique<ProgramCommands>(program(), outgoing_, std::vector<Fact>{}, Manual{});
     }
     return *commands_;
   }
