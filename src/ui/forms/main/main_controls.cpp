@@ -49,9 +49,8 @@ MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) 
 void MainControls::placeInFrames() {
   putInto(fraDiagnostics, {&cmdForwardNow, &cmdViewLog});
   putInto(frmStatus, {&txtStatusFwdTo, &txtRunningSince, &txtNumberForwarded, &txtMinToNextFwd,
-                      &txtStatus, &lblStatusFwdTo, &lblCurrentActions, &lblOutbox,
-                      &lblCheckFailure, &Label1,
-                      &lblNumberForwarded, &lblNextForward, &lblAutomationStatus});
+                      &txtStatus, &lblStatusFwdTo, &lblCurrentActions, &lblOutbox, &lblCheckFailure,
+                      &Label1, &lblNumberForwarded, &lblNextForward, &lblAutomationStatus});
 }
 
 void MainControls::placeInMenus() {
