@@ -1,4 +1,4 @@
-# cmake -DCHMCMD=program -DHELP_DIR=dir -DPICTURES=dir -DWORK_DIR=dir -DOUTPUT=file -P compile_help.cmake: compiles
+# cmake -DCHMCMD=program -DPERL=program -DHELP_DIR=dir -DPICTURES=dir -DWORK_DIR=dir -DOUTPUT=file -P compile_help.cmake: compiles
 # the manual into one help file. The compiler works in the folder of its project and wants every page
 # beside it, and leaves an empty file behind when it fails.
 
@@ -12,8 +12,17 @@ foreach(picture IN LISTS pictures)
   file(COPY ${PICTURES}/${picture} DESTINATION ${WORK_DIR})
 endforeach()
 file(REMOVE ${OUTPUT})
-execute_process(COMMAND ${CHMCMD} rbx.hhp WORKING_DIRECTORY ${WORK_DIR} RESULT_VARIABLE result
-                OUTPUT_VARIABLE words ERROR_VARIABLE words)
+
+# The compiler writes two bytes that it never set, which depend on where the system put its memory. At
+# fixed addresses and without the environment they are the same every time. A sandbox may forbid fixed
+# addresses; then the file is as good, but not the same twice.
+set(fixed_addresses setarch -R)
+execute_process(COMMAND ${fixed_addresses} true RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
+if(NOT result EQUAL 0)
+  set(fixed_addresses "")
+endif()
+execute_process(COMMAND ${fixed_addresses} env -i ${CHMCMD} rbx.hhp WORKING_DIRECTORY ${WORK_DIR}
+                RESULT_VARIABLE result OUTPUT_VARIABLE words ERROR_VARIABLE words)
 set(made ${WORK_DIR}/rbx.chm)
 set(size 0)
 if(EXISTS ${made})
@@ -22,4 +31,15 @@ endif()
 if(NOT result EQUAL 0 OR size EQUAL 0 OR words MATCHES "[Ww]arning|[Ee]rror")
   message(FATAL_ERROR "the manual could not be compiled:\n${words}")
 endif()
-file(COPY_FILE ${made} ${OUTPUT})
+
+# The time of the build stands in the header, behind its version and its length, and in the record of
+# type 10 of #SYSTEM. Nobody reads it, and with it no two builds would be the same.
+execute_process(
+  COMMAND ${PERL} -0777 -pe [=[substr($_, 16, 4) = "\0" x 4;
+    my $found = s/\x0a\0\x04\0\K.{4}(?=\x09\0..HHA Version )/\0\0\0\0/sg;
+    die "the time of the build is not where it used to be\n" if $found != 1;]=] ${made}
+  OUTPUT_FILE ${OUTPUT} RESULT_VARIABLE result ERROR_VARIABLE words)
+if(NOT result EQUAL 0)
+  file(REMOVE ${OUTPUT})
+  message(FATAL_ERROR "the manual could not be made reproducible: ${words}")
+endif()

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# manual_test.sh CMAKE CHMCMD PERL: compiles the manual in two folders and finds the same bytes, with no time
+# in them.
+set -euo pipefail
+source=$(dirname "$(realpath "$0")")/../..
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/relaybird-manual.XXXXXX")
+trap 'rm -rf "$scratch"' EXIT
+fail() {
+  echo "manual_test: $*" >&2
+  exit 1
+}
+
+for folder in one "a longer name/below"; do
+  mkdir -p "$scratch/$folder"
+  "$1" -DCHMCMD="$2" -DPERL="$3" -DHELP_DIR="$source/help" -DPICTURES="$source/docs/pictures" \
+    -DWORK_DIR="$scratch/$folder/project" -DOUTPUT="$scratch/$folder/rbx.chm" -P "$source/help/compile_help.cmake"
+done
+file=$scratch/one/rbx.chm
+[ "$(od -An -tx1 -j16 -N4 "$file")" = " 00 00 00 00" ] || fail "the header holds a time"
+"$3" -0777 -ne 'exit !/\x0a\0\x04\0\0\0\0\0\x09\0..HHA Version /s' "$file" || fail "#SYSTEM holds a time"
+if ! setarch -R true 2>/dev/null; then
+  echo "this machine allows no fixed addresses; the files are not compared"
+  exit 0
+fi
+cmp "$file" "$scratch/a longer name/below/rbx.chm" || fail "two builds differ"
