@@ -1,7 +1,18 @@
-# Targets of this project: one set of warnings and sanitizers for all of them.
+# Clones of this project share one compiler cache where there is one: paths below the project are hashed
+# relative to it.
+find_program(CCACHE ccache)
+mark_as_advanced(CCACHE)
+if(CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}
+                                  CCACHE_NOHASHDIR=true ${CCACHE})
+endif()
+
+# Targets of this project: one set of warnings, sanitizers and hardening for all of them. Whether a warning
+# is an error is for the preset to say (CMAKE_COMPILE_WARNING_AS_ERROR): a newer compiler's warning is no
+# reason for a user to get no program.
 
 add_library(rb_options INTERFACE)
-target_compile_options(rb_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_options(rb_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 target_include_directories(rb_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 foreach(sanitizer IN LISTS RELAYBIRD_SANITIZE)
   target_compile_options(rb_options INTERFACE -fsanitize=${sanitizer} -fno-sanitize-recover=all
@@ -12,6 +23,10 @@ endforeach()
 # are none (GCC bugs 105329 and 80635); the sanitizer builds look for the real ones.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(rb_options INTERFACE -Wno-restrict -Wno-maybe-uninitialized)
+endif()
+
+if(RELAYBIRD_HARDENING)
+  include(cmake/hardening.cmake)
 endif()
 
 # What a fuzz target calls must be instrumented too, or the fuzzer sees nothing of it.
@@ -27,12 +42,18 @@ function(rb_library name)
   target_link_libraries(${name} PUBLIC rb_options ${arg_LIBS})
 endfunction()
 
-# rb_test(name SOURCES... LIBS...): one GoogleTest program, its cases known to CTest one by one.
+# rb_test(name [THREADS] SOURCES... LIBS...): one GoogleTest program, its cases known to CTest one by one.
+# THREADS labels those of a program that starts threads, for the runs under ThreadSanitizer.
 function(rb_test name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(arg "THREADS" "" "SOURCES;LIBS" ${ARGN})
+  set(labels)
+  if(arg_THREADS)
+    set(labels LABELS threads)
+  endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE rb_options ${arg_LIBS} GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-                       PROPERTIES TIMEOUT 300 ENVIRONMENT "LC_ALL=C.UTF-8;TZ=UTC")
+  # The semicolon is escaped because the properties go through one more list.
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 300 ${labels} ENVIRONMENT "LC_ALL=C.UTF-8\\;TZ=UTC")
 endfunction()

@@ -38,6 +38,32 @@ root_dpkg --install "$folder"/relaybird_*.deb "$folder"/relaybird-{common,consol
 LC_ALL=C sort "$here"/*.files | diff - <(files_in_root ! -type d) ||
   fail "not every file came into the root"
 
+echo "the programs are hardened"
+for program in relaybird relaybird-console; do
+  file=$root/usr/bin/$program
+  marks=$(readelf --wide --file-header --program-headers --dynamic "$file")
+  for mark in 'Type: *DYN' GNU_RELRO BIND_NOW 'Flags:.* PIE'; do
+    grep -q "$mark" <<<"$marks" || fail "$program has no $mark"
+  done
+  calls=$(readelf --wide --dyn-syms "$file")
+  grep -q '__stack_chk_fail@' <<<"$calls" || fail "$program has no stack protector"
+  grep -q '[a-z]_chk@' <<<"$calls" || fail "$program calls no fortified function"
+done
+# Debian's start files have no CET mark, so the linker leaves it out: what each unit was compiled with tells.
+mkdir "$scratch/symbols"
+for package in relaybird relaybird-console; do
+  dpkg-deb --extract "$folder/$package-dbgsym"_*.deb "$scratch/symbols"
+done
+found=0
+while IFS= read -r symbols; do
+  compilers=$(readelf --wide --debug-dump=info --dwarf-depth=1 "$symbols" | grep 'DW_AT_producer.*GNU C++')
+  for flag in -fstack-clash-protection -fcf-protection -fstack-protector-strong; do
+    ! grep -v -e "$flag" <<<"$compilers" | grep -q . || fail "a unit was compiled without $flag"
+  done
+  found=$((found + 1))
+done < <(find "$scratch/symbols" -name '*.debug' -not -path '*/.dwz/*')
+[ "$found" = 2 ] || fail "there are symbols of $found programs, not of 2"
+
 "$here/installation_test.sh" "$root/usr"
 
 echo "installing them again changes nothing"

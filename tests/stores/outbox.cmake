@@ -1,4 +1,4 @@
-rb_test(stores_outbox_test
+rb_test(stores_outbox_test THREADS
   SOURCES
     outbox/command_runner_test.cpp
     outbox/delivery_worker_test.cpp
