@@ -2,7 +2,9 @@
 #include "app/desktop_application.h"
 
 #include <wx/image.h>
+#include <wx/toplevel.h>
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <utility>
@@ -16,6 +18,18 @@
 #include "ui/forms/main/listed_folder_viewer.h"
 
 namespace relaybird {
+namespace {
+
+/// Whether one of our windows has the keys. The windows know it at once; the toolkit's word for the
+/// whole program comes only when nothing runs, which during a pass is too late.
+bool looksOn() {
+  return std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), [](wxWindow* window) {
+    auto* top = dynamic_cast<wxTopLevelWindow*>(window);
+    return top != nullptr && top->IsActive();
+  });
+}
+
+}  // namespace
 
 DesktopApplication::DesktopApplication(ProgramIdentity identity) : identity_(std::move(identity)) {
   desktop::takeApplicationName();
@@ -96,7 +110,7 @@ void DesktopApplication::makeForms() {
   autostart_ = std::make_unique<DesktopEntryAutostart>(
       core_->files, core_->folders.GetAppDataFolder(), programFolder() + "/" + identity_.name);
   session_ = std::make_unique<desktop::SessionApplication>(
-      desktop::SessionApplication::Listener{[this] { raise(); }, [this] { return IsActive(); }});
+      desktop::SessionApplication::Listener{[this] { raise(); }, looksOn});
   forms_ = std::make_unique<ProgramForms>(world(*tray));
   tray->setMenu(forms_->main().RcPopup);
   windows_ = std::make_unique<desktop::DesktopWindows>(*forms_);

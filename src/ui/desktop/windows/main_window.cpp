@@ -155,9 +155,10 @@ void MainWindow::controlChanged(const Control& control, Change what) {
     onRunning_(control.enabled());
   } else if (&control == &frm_.lblCheckFailure) {
     tellFailure();
-    if (what == Change::kVisible) {
-      makeRoom();
-    }
+  }
+  const bool note = &control == &frm_.lblCheckFailure || &control == &frm_.lblOutbox;
+  if (note && (what == Change::kVisible || what == Change::kText)) {
+    makeRoom();
   }
   if (what == Change::kEnabled) {
     later(*this, [this] { keepFocus(); });
@@ -190,11 +191,13 @@ void MainWindow::tellFailure() {
 
 /// What has come up must not push the rest out of a small window.
 void MainWindow::makeRoom() {
-  const wxSize least = panel_->GetSizer()->ComputeFittingWindowSize(this);
-  wxSize size = GetSize();
+  // In sizes of what is within the frame: how high the menu is, is known only once it is shown.
+  const wxSize least = panel_->GetSizer()->ComputeFittingClientSize(this);
+  wxSize size = GetClientSize();
   size.IncTo(least);
-  SetMinSize(least);
-  SetSize(size);
+  SetMinClientSize(least);
+  SetClientSize(size);
+  panel_->Layout();
 }
 
 /// Every step of long work writes the status line; the gauge goes along.
