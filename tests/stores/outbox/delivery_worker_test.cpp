@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
@@ -60,6 +61,7 @@ class DeliveryWorkerTest : public testing::Test {
               notices.push_back(told.line);
               times.push_back(told.time);
               if (told.kind == StoreNotice::Kind::kStopped) ++stops;
+              if (onNotice) onNotice();
             },
             mostPerHour};
   }
@@ -86,6 +88,7 @@ class DeliveryWorkerTest : public testing::Test {
   }
   std::vector<std::string> take() { return std::exchange(transport.subjects, {}); }
 
+  std::function<void()> onNotice;
   OutboxWorld world;
   FakeEventQueue events;
   InlineExecutor executor;
@@ -152,6 +155,47 @@ TEST_F(DeliveryWorkerTest, ATemporaryRefusalWaitsTwiceAsLongEachTimeUpToAnHour) 
   }
   EXPECT_THAT(world.names("new"), SizeIs(1));
   EXPECT_EQ(notices[0], "Kept for a later try: \"one\": 451 later");
+}
+
+TEST_F(DeliveryWorkerTest, MessagesThatAreRefusedForTheTimeBeingDoNotBlockThoseBehindThem) {
+  transport.answer = [](const std::string& subject) {
+    return subject.starts_with("stuck") ? temporary() : Outcome{};
+  };
+  for (int i = 0; i < 12; ++i) send("stuck " + std::to_string(i));
+  flush();
+  send("fine");
+  for (int i = 0; i < 3; ++i) {
+    world.clock.advance(minutes{60});
+    flush();
+  }
+  EXPECT_EQ(std::count(transport.subjects.begin(), transport.subjects.end(), "fine"), 1);
+}
+
+TEST_F(DeliveryWorkerTest, AListingThatFailsOnceKeepsWhatArrivedAndIsTriedAgain) {
+  send("left from earlier");
+  world.files.refused = [](const std::string& step) {
+    return step.starts_with("list ") && step.ends_with("/new");
+  };
+  flush();
+  EXPECT_THAT(take(), IsEmpty());
+  world.files.refused = nullptr;
+  ASSERT_TRUE(worker->nextAttempt());
+  world.clock.set(*worker->nextAttempt());
+  flush();
+  EXPECT_THAT(take(), ElementsAre("left from earlier"));
+  EXPECT_FALSE(worker->nextAttempt());
+}
+
+TEST_F(DeliveryWorkerTest, WhatIsKeptIsCountedWhenItIsSaid) {
+  transport.answer = [](const std::string&) { return temporary(); };
+  send("one");
+  std::vector<std::size_t> counted;
+  onNotice = [&] { counted.push_back(worker->counts().kept); };
+  flush();
+  transport.answer = nullptr;
+  world.clock.advance(minutes{1});
+  flush();
+  EXPECT_THAT(counted, ElementsAre(1, 0));
 }
 
 TEST_F(DeliveryWorkerTest, ANewStartTriesAtOnce) {

@@ -117,6 +117,11 @@ void DeliveryWorker::startAfresh() {
 void DeliveryWorker::deliverWaiting() {
   collect();
   seriesEnded_ = !isDue(pause_);
+  if (untriedFirst_) {
+    std::stable_partition(known_.begin(), known_.end(), [this](const WaitingMessage& message) {
+      return !retries_.contains(message.name);
+    });
+  }
   std::vector<WaitingMessage> left;
   for (WaitingMessage& message : known_) {
     const bool tried = !seriesEnded_ && !stop_.stop_requested();
@@ -137,8 +142,12 @@ void DeliveryWorker::collect() {
     return;
   }
   auto listed = setting_.outbox.waiting();
+  listingFailed_ = false;
   if (!listed) {
     say("The outbox cannot be read: " + listed.error().text);
+    // The arrivals are known all the same, and the listing is tried again.
+    if (arrivals) std::move(arrivals->begin(), arrivals->end(), std::back_inserter(known_));
+    listingFailed_ = true;
     return;
   }
   known_ = std::move(*listed);
@@ -175,8 +184,10 @@ DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
   if (mustWait(message, *outgoing)) return Fate::kKept;
   const Outcome outcome = setting_.transport->deliver(*outgoing, stop_.get_token());
   if (outcome.kind == Outcome::Kind::kDelivered) {
+    // That it left is noted first: the count may get lost, the note may not.
+    const Fate fate = taken(claim, title);
     limit_.count(outgoing->envelope.recipients);
-    return taken(claim, title);
+    return fate;
   }
   if (outcome.kind == Outcome::Kind::kCancelled) return Fate::kKept;
   if (outcome.kind == Outcome::Kind::kPermanent) {
@@ -211,6 +222,7 @@ DeliveryWorker::Fate DeliveryWorker::taken(const Outbox::Claim& claim, const std
   {
     const std::lock_guard lock(mutex_);
     ++counts_.left;
+    counts_.kept = retries_.size();
   }
   say("Handed over for delivery: \"" + title + "\"");
   if (auto noted = setting_.outbox.delivered(claim); !noted) {
@@ -232,6 +244,7 @@ DeliveryWorker::Fate DeliveryWorker::refused(const Outbox::Claim& claim,
   {
     const std::lock_guard lock(mutex_);
     ++counts_.refused;
+    counts_.kept = retries_.size();
   }
   say({"Refused for good: \"" + title + "\": " + oneLine(words) + ". It is now in " +
            setting_.outbox.folder() + "/failed",
@@ -243,9 +256,15 @@ DeliveryWorker::Fate DeliveryWorker::kept(const WaitingMessage& message, const s
                                           const Outcome& outcome) {
   postpone(retries_[message.name]);
   if (outcome.everything || ++refusalsInRow_ >= kEnoughRefusals) {
+    // The same messages would end every series before what is behind them.
+    untriedFirst_ = !outcome.everything;
     postpone(pause_);
     refusalsInRow_ = 0;
     seriesEnded_ = true;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    counts_.kept = retries_.size();
   }
   say("Kept for a later try: \"" + oneLine(title) + "\": " + oneLine(outcome.words));
   return Fate::kKept;
@@ -268,6 +287,7 @@ void DeliveryWorker::publish() {
     if (!next || retry.due() < *next) next = retry.due();
   }
   if (next && pause_.wait.count() > 0) next = std::max(*next, pause_.due());
+  if (!next && listingFailed_) next = setting_.clock.now() + kListAgain;
   const std::lock_guard lock(mutex_);
   nextAttempt_ = next;
   counts_.kept = retries_.size();

@@ -125,6 +125,8 @@ class DeliveryWorker {
   std::set<std::string> held_;  ///< files for an address that is stopped
   bool afresh_ = false;
   int refusalsInRow_ = 0;
+  bool listingFailed_ = false;  ///< and is to be tried again
+  bool untriedFirst_ = false;   ///< the last series was ended by single messages
   bool seriesEnded_ = false;
   DateTime listed_ = kNoDate;  ///< when the folder was last read
 
