@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "stores/mime/message.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <set>
 
 #include "stores/mime/mail_samples.h"
 #include "stores/mime/parts/message_layout.h"
+#include "stores/mime/parts/message_text.h"
 
 namespace relaybird {
 namespace {
@@ -341,6 +345,31 @@ TEST(Message, AFileThatVanishesLaterLeavesTextsEmpty) {
   file->failing = true;
   EXPECT_EQ((*message)->bodyText(), "");
   EXPECT_EQ((*message)->subject(), "Plans and pictures");
+}
+
+std::size_t lettersOf(const std::set<std::string, std::less<>>& texts) {
+  std::size_t sum = 0;
+  for (const std::string& text : texts) sum += text.size();
+  return sum;
+}
+
+TEST(PageReferences, OfAHostilePageTakeNoMoreThanThePageItself) {
+  std::string ids;
+  std::string locations;
+  for (int i = 0; i < 40'000; ++i) {
+    ids += "cid:";
+    locations += "=a" + std::to_string(i) + (i % 200 == 0 ? ">" : "");
+  }
+  EXPECT_LE(lettersOf(contentIdsUsed(ids)), ids.size());
+  EXPECT_LE(lettersOf(referencesUsed(locations)), locations.size());
+}
+
+TEST(PageReferences, AreFoundInAttributesAndInStyles) {
+  const std::string_view page =
+      "<img src=\"cid:one\"><p style='background: url(cid:two)'><img src=a.png>"
+      "<td style=background:url(b.png)><img src = \"c d.png\">";
+  EXPECT_THAT(contentIdsUsed(page), testing::ElementsAre("one", "two"));
+  EXPECT_THAT(referencesUsed(page), testing::IsSupersetOf({"a.png", "b.png", "c d.png"}));
 }
 
 }  // namespace

@@ -12,6 +12,9 @@
 namespace relaybird {
 namespace {
 
+/// A longer address is none that a page shows something by.
+constexpr std::size_t kLongestReference = 2000;
+
 bool isHtml(const Part& part) {
   return part.type.value == "text/html";
 }
@@ -122,33 +125,42 @@ std::string escapeHtml(std::string_view text) {
   return result;
 }
 
+// Both look at no letter more than a few times and keep no more than the page holds, whatever a
+// stranger has written: a reference ends where the next one may begin, and a longer one is none.
 std::set<std::string, std::less<>> contentIdsUsed(std::string_view html) {
   std::set<std::string, std::less<>> used;
-  for (std::size_t colon = html.find(':'); colon != std::string_view::npos;
-       colon = html.find(':', colon + 1)) {
+  for (std::size_t colon = html.find(':'); colon != std::string_view::npos;) {
+    std::size_t next = colon + 1;
     if (colon >= 3 && equalsAsciiCase(html.substr(colon - 3, 3), "cid")) {
-      const std::size_t end = html.find_first_of("\"'<> \t\r\n)", colon + 1);
-      used.insert(percentDecoded(html.substr(colon + 1, end - colon - 1)));
+      const std::string_view rest = html.substr(next, kLongestReference);
+      const std::size_t end = std::min(rest.find_first_of("\"'<> \t\r\n)"), rest.size());
+      if (end < kLongestReference) {
+        used.insert(percentDecoded(rest.substr(0, end)));
+      }
+      next += end;
     }
+    colon = html.find(':', next);
   }
   return used;
 }
 
 std::set<std::string, std::less<>> referencesUsed(std::string_view html) {
-  constexpr std::size_t kLongest = 2000;
   std::set<std::string, std::less<>> used;
-  for (std::size_t at = html.find_first_of("=("); at != std::string_view::npos;
-       at = html.find_first_of("=(", at + 1)) {
+  for (std::size_t at = html.find_first_of("=("); at != std::string_view::npos;) {
     const std::size_t begin = html.find_first_not_of(" \t\r\n", at + 1);
     if (begin == std::string_view::npos) {
       break;
     }
     const bool isQuoted = html[begin] == '"' || html[begin] == '\'';
-    const std::string_view rest = html.substr(begin + (isQuoted ? 1 : 0), kLongest);
-    const std::size_t end = isQuoted ? rest.find(html[begin]) : rest.find_first_of(" \t\r\n>)\"'");
-    if (end != std::string_view::npos && end > 0) {
+    const std::size_t first = begin + (isQuoted ? 1 : 0);
+    const std::string_view rest = html.substr(first, kLongestReference);
+    const std::size_t end = std::min(
+        isQuoted ? rest.find(html[begin]) : rest.find_first_of(" \t\r\n>()\"'"), rest.size());
+    if (end > 0 && end < kLongestReference) {
       used.insert(percentDecoded(rest.substr(0, end)));
     }
+    // A quoted style may hold references of its own.
+    at = html.find_first_of("=(", isQuoted ? first : first + end);
   }
   return used;
 }
