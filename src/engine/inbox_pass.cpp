@@ -350,8 +350,9 @@ void InboxPass::fault(const std::string& description) {
   state_.m_bBusyFwd = false;
   session_.dropIfGone();
   world_.alerts.checkFailed(description);
-  endTestCycle();
   status_.SetStatusToPreset(kStatusError);
+  // Last: the status line lets events run, and the end of a test is told in a box.
+  endTestCycle();
 }
 
 bool InboxPass::isIgnored(const std::string& entryId) const {

@@ -36,8 +36,8 @@ MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) 
   }
   cmdStop.setEnabled(false);
   mnuStop.setEnabled(false);
-  for (Control* asking :
-       {&cmdStart, &mnuStart, &cmdForwardNow, &cmdToSysTray, &mnuAutostart, &mnuIndex}) {
+  for (Control* asking : {&cmdStart, &mnuStart, &cmdForwardNow, &cmdToSysTray, &mnuAutostart,
+                          &mnuIndex, &mnuTryAgain, &mnuOpenWaiting, &mnuOpenRefused}) {
     asking->setAsks();
   }
   txtLog.setVisible(false);

@@ -22,6 +22,7 @@ void frmRelaybird::StartForwarding(bool bAutoStart) {
     startLater();
     return;
   }
+  startTimer_->setEnabled(false);  // a start that waited is this one
   const bool ready =
       openSession() && askForAddress() && storeSettings() && confirmAddresses(bAutoStart);
   if (ready && !state().ending) {

@@ -150,6 +150,24 @@ TEST_F(InterruptionTest, AStartWhileAStoppedCheckFinishesWaitsForItsEndAndThenAs
   EXPECT_EQ(dialogs_.boxes.size(), 1U);
 }
 
+TEST_F(InterruptionTest, AStartThatWaitsIsForgottenWhereTheUserIsAskedBeforeItsTurn) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  switchOn();
+  once("Checking unread", [this] {
+    click("frmRelaybird", "cmdStop");
+    dialogs_.boxes.clear();
+    click("frmRelaybird", "cmdStart");
+  });
+  schedule().ForwardTrigger();
+  dialogs_.answer(BoxAnswer::kNo);
+  click("frmRelaybird", "cmdStart");
+  letPass(seconds{10});
+  EXPECT_EQ(dialogs_.boxes.size(), 1U);
+  EXPECT_EQ(text("txtStatus"), "Stopped");
+}
+
 TEST_F(InterruptionTest, AStartThatWaitsIsForgottenByAStop) {
   oneAddress();
   (void)program();
