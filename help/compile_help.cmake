@@ -1,10 +1,15 @@
-# cmake -DCHMCMD=program -DPERL=program -DHELP_DIR=dir -DPICTURES=dir -DWORK_DIR=dir -DOUTPUT=file -P compile_help.cmake: compiles
-# the manual into one help file. The compiler works in the folder of its project and wants every page
-# beside it, and leaves an empty file behind when it fails.
+# cmake -DCHMCMD=program -DPERL=program -DHELP_DIR=dir -DPICTURES=dir -DOUTPUT=file -P compile_help.cmake:
+# compiles the manual into one help file. The compiler works in the folder of its project and wants every
+# page beside it, and leaves an empty file behind when it fails.
 
 cmake_minimum_required(VERSION 3.25)
 
-file(REMOVE_RECURSE ${WORK_DIR})
+# The compiler writes two bytes that it never set: what they hold depends on where the system put its
+# memory, on the environment and on the length of its folder's name. So it runs at fixed addresses,
+# without an environment, and in a folder whose name has the same length everywhere. A sandbox may forbid
+# fixed addresses; then the file is as good, but not the same twice.
+execute_process(COMMAND mktemp -d /tmp/rbx-help.XXXXXXXX OUTPUT_VARIABLE WORK_DIR
+                OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 file(GLOB parts ${HELP_DIR}/pages/* ${HELP_DIR}/rbx.hh*)
 file(COPY ${parts} DESTINATION ${WORK_DIR})
 file(STRINGS ${HELP_DIR}/rbx.hhp pictures REGEX "\\.png$")
@@ -13,9 +18,6 @@ foreach(picture IN LISTS pictures)
 endforeach()
 file(REMOVE ${OUTPUT})
 
-# The compiler writes two bytes that it never set, which depend on where the system put its memory. At
-# fixed addresses and without the environment they are the same every time. A sandbox may forbid fixed
-# addresses; then the file is as good, but not the same twice.
 set(fixed_addresses setarch -R)
 execute_process(COMMAND ${fixed_addresses} true RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
 if(NOT result EQUAL 0)
@@ -29,6 +31,7 @@ if(EXISTS ${made})
   file(SIZE ${made} size)
 endif()
 if(NOT result EQUAL 0 OR size EQUAL 0 OR words MATCHES "[Ww]arning|[Ee]rror")
+  file(REMOVE_RECURSE ${WORK_DIR})
   message(FATAL_ERROR "the manual could not be compiled:\n${words}")
 endif()
 
@@ -39,6 +42,7 @@ execute_process(
     my $found = s/\x0a\0\x04\0\K.{4}(?=\x09\0..HHA Version )/\0\0\0\0/sg;
     die "the time of the build is not where it used to be\n" if $found != 1;]=] ${made}
   OUTPUT_FILE ${OUTPUT} RESULT_VARIABLE result ERROR_VARIABLE words)
+file(REMOVE_RECURSE ${WORK_DIR})
 if(NOT result EQUAL 0)
   file(REMOVE ${OUTPUT})
   message(FATAL_ERROR "the manual could not be made reproducible: ${words}")

@@ -13,7 +13,7 @@ fail() {
 for folder in one "a longer name/below"; do
   mkdir -p "$scratch/$folder"
   "$1" -DCHMCMD="$2" -DPERL="$3" -DHELP_DIR="$source/help" -DPICTURES="$source/docs/pictures" \
-    -DWORK_DIR="$scratch/$folder/project" -DOUTPUT="$scratch/$folder/rbx.chm" -P "$source/help/compile_help.cmake"
+    -DOUTPUT="$scratch/$folder/rbx.chm" -P "$source/help/compile_help.cmake"
 done
 file=$scratch/one/rbx.chm
 [ "$(od -An -tx1 -j16 -N4 "$file")" = " 00 00 00 00" ] || fail "the header holds a time"
