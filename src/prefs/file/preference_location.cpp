@@ -41,7 +41,7 @@ bool isLink(FileSystem& files, const std::string& path) {
 // What a link leads to; any other path is itself.
 std::string target(FileSystem& files, const std::string& path) {
   Result<std::string> resolved = files.resolve(path);
-  return resolved ? std::move(*resolved) : path;
+  return resolved ? *resolved : path;
 }
 
 bool isReadOnly(FileSystem& files, const std::string& path) {
