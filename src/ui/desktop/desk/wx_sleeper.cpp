@@ -34,7 +34,7 @@ class Sleeping {
     }
     for (Kept& each : std::exchange(kept, {})) {
       if (each.handler) {
-        each.handler->CallAfter(std::move(each.action));
+        each.handler->CallAfter(each.action);
       }
     }
   }
