@@ -27,6 +27,21 @@ class InterruptionTest : public ProgramTest {
       }
     };
   }
+  /// A check with one message, within which the user stops forwarding and starts it again; then
+  /// `then`, still within it. Boxes of before are forgotten.
+  void startWhileAStoppedCheckRuns(std::function<void()> then = [] {}) {
+    oneAddress();
+    (void)program();
+    deliver("lunch");
+    switchOn();
+    once("Checking unread", [this, then = std::move(then)] {
+      click("frmRelaybird", "cmdStop");
+      dialogs_.boxes.clear();
+      click("frmRelaybird", "cmdStart");
+      then();
+    });
+    schedule().ForwardTrigger();
+  }
   void TearDown() override { EXPECT_TRUE(happened_); }
 
   CheckSchedule& schedule() { return main().engine().schedule(); }
@@ -151,16 +166,7 @@ TEST_F(InterruptionTest, AStartWhileAStoppedCheckFinishesWaitsForItsEndAndThenAs
 }
 
 TEST_F(InterruptionTest, AStartThatWaitsIsForgottenWhereTheUserIsAskedBeforeItsTurn) {
-  oneAddress();
-  (void)program();
-  deliver("lunch");
-  switchOn();
-  once("Checking unread", [this] {
-    click("frmRelaybird", "cmdStop");
-    dialogs_.boxes.clear();
-    click("frmRelaybird", "cmdStart");
-  });
-  schedule().ForwardTrigger();
+  startWhileAStoppedCheckRuns();
   dialogs_.answer(BoxAnswer::kNo);
   click("frmRelaybird", "cmdStart");
   letPass(seconds{10});
@@ -169,34 +175,14 @@ TEST_F(InterruptionTest, AStartThatWaitsIsForgottenWhereTheUserIsAskedBeforeItsT
 }
 
 TEST_F(InterruptionTest, AStartThatWaitsIsForgottenByAStop) {
-  oneAddress();
-  (void)program();
-  deliver("lunch");
-  switchOn();
-  once("Checking unread", [this] {
-    click("frmRelaybird", "cmdStop");
-    dialogs_.boxes.clear();
-    click("frmRelaybird", "cmdStart");
-    main().StopForwarding();
-  });
-  schedule().ForwardTrigger();
+  startWhileAStoppedCheckRuns([this] { main().StopForwarding(); });
   letPass(seconds{10});
   EXPECT_THAT(dialogs_.boxes, IsEmpty());
   EXPECT_TRUE(program().idle());
 }
 
 TEST_F(InterruptionTest, AStartThatWaitsDoesNotAskInAProgramThatEnds) {
-  oneAddress();
-  (void)program();
-  deliver("lunch");
-  switchOn();
-  once("Checking unread", [this] {
-    click("frmRelaybird", "cmdStop");
-    dialogs_.boxes.clear();
-    click("frmRelaybird", "cmdStart");
-    program().shutDown();
-  });
-  schedule().ForwardTrigger();
+  startWhileAStoppedCheckRuns([this] { program().shutDown(); });
   letPass(seconds{10});
   EXPECT_THAT(dialogs_.boxes, IsEmpty());
   EXPECT_FALSE(main().startWaits());
@@ -204,17 +190,7 @@ TEST_F(InterruptionTest, AStartThatWaitsDoesNotAskInAProgramThatEnds) {
 
 // What is half typed in the settings dialog would have been stored by the start.
 TEST_F(InterruptionTest, AStartThatWaitsDoesNotAskBeforeTheSettingsAreClosed) {
-  oneAddress();
-  (void)program();
-  deliver("lunch");
-  switchOn();
-  once("Checking unread", [this] {
-    click("frmRelaybird", "cmdStop");
-    dialogs_.boxes.clear();
-    click("frmRelaybird", "cmdStart");
-    click("frmRelaybird", "cmdPrefs");
-  });
-  schedule().ForwardTrigger();
+  startWhileAStoppedCheckRuns([this] { click("frmRelaybird", "cmdPrefs"); });
   letPass(seconds{60});
   EXPECT_THAT(dialogs_.boxes, IsEmpty());
   click("frmPrefs", "cmdCancel");
