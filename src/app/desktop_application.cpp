@@ -163,7 +163,7 @@ void DesktopApplication::start() {
   }
   if (!started) {
     status_ = kCannotStart;
-    ExitMainLoop();
+    desktop::endMainLoop();
   }
 }
 
@@ -174,7 +174,7 @@ void DesktopApplication::endProgram() {
     session_->giveUp();
   }
   dialogs_.closeAll();
-  CallAfter([this] { ExitMainLoop(); });
+  CallAfter([] { desktop::endMainLoop(); });
 }
 
 int DesktopApplication::OnExit() {

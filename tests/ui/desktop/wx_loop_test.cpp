@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The toolkit's loop without a screen: what a timer or an event throws must not end the program.
+// The toolkit's loop without a screen: what a timer or an event throws must not end the program,
+// and the program ends from within any loop.
 #include "ui/desktop/desk/wx_loop.h"
 
 #include <gtest/gtest.h>
@@ -111,6 +112,31 @@ TEST_F(WxLoopTest, EventsOfALoopThatIsGoneAreDropped) {
   loop.post([&] { after = true; });
   runUntil([&] { return after; });
   EXPECT_FALSE(ran);
+}
+
+// A check paused in the loop of a box when the end was asked for: the toolkit ignored it, and the
+// program went on when the box had gone.
+TEST_F(WxLoopTest, AnEndAskedForInTheLoopOfABoxEndsTheMainLoopToo) {
+  ASSERT_TRUE(started_);
+  WxLoop loop;
+  bool ended = true;
+  // A main loop that goes on is ended by this.
+  const auto givenUp = loop.makeTimer(std::chrono::milliseconds{20}, [&] {
+    ended = false;
+    app_->ExitMainLoop();
+  });
+  loop.post([&] {
+    const std::unique_ptr<wxEventLoopBase> box(app_->GetTraits()->CreateEventLoop());
+    loop.post([&] { box->Yield(true); });  // the pause
+    loop.post([&] {
+      box->Exit();
+      endMainLoop();
+    });
+    box->Run();
+    givenUp->setEnabled(true);
+  });
+  app_->MainLoop();
+  EXPECT_TRUE(ended);
 }
 
 }  // namespace

@@ -106,6 +106,13 @@ std::unique_ptr<Timer> WxLoop::makeTimer(std::chrono::milliseconds interval,
   return std::make_unique<WxTimer>(interval, std::move(tick));
 }
 
+/// wxApp::ExitMainLoop() would do nothing while the loop of a box is the active one.
+void endMainLoop() {
+  if (wxEventLoopBase* const loop = wxAppConsole::GetInstance()->GetMainLoop()) {
+    loop->ScheduleExit();
+  }
+}
+
 WxScreen::WxScreen(std::function<void()> onEnd) : onEnd_(std::move(onEnd)) {}
 
 void WxScreen::repaint() {

@@ -25,6 +25,10 @@ class WxLoop : public EventQueue, public TimerMaker {
   std::shared_ptr<Queue> queue_;
 };
 
+/// Ends the program's main loop. Within the loop of a box, which ends first, the main loop ends as
+/// soon as the box has returned. Nothing where no main loop runs.
+void endMainLoop();
+
 class WxScreen : public Screen {
  public:
   /// `onEnd` ends the toolkit's loop; it may be called within any event.
