@@ -40,6 +40,7 @@ class DesktopApplication : public wxApp {
   void endProgram();
   void raise();
   bool ending() const { return forms_ && forms_->main().engine().state().ending; }
+  bool checkRuns() const { return forms_ && forms_->main().engine().state().passRunning; }
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
 
   ProgramIdentity identity_;
@@ -53,7 +54,7 @@ class DesktopApplication : public wxApp {
   std::unique_ptr<Autostart> autostart_;
   desktop::WxDialogs dialogs_{[this] { return front(); }};
   desktop::WxScreen screen_{[this] { endProgram(); }};
-  desktop::WxSleeper pause_{[this] { return ending(); }};
+  desktop::WxSleeper pause_{[this] { return ending(); }, [this] { return checkRuns(); }};
   desktop::WxClipboard clipboard_;
   desktop::HelpWindow help_{[this] { return front(); }};
   std::unique_ptr<SystemInformation> systemInformation_;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The toolkit's loop without a screen: what a timer or an event throws must not end the program,
-// and the program ends from within any loop.
+// what is kept for the end of a check waits for it, and the program ends from within any loop.
 #include "ui/desktop/desk/wx_loop.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +13,10 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "ui/desktop/desk/wx_sleeper.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -139,5 +142,71 @@ TEST_F(WxLoopTest, AnEndAskedForInTheLoopOfABoxEndsTheMainLoopToo) {
   EXPECT_TRUE(ended);
 }
 
+class KeptInputTest : public WxLoopTest {
+ protected:
+  /// Keeps a click in the pause of a check, as it is kept while a sleep lasts.
+  void keepInThePause() {
+    sleeper_ = std::make_unique<WxSleeper>(
+        [this] {
+          WxSleeper::afterCheck(*app_, [this] { delivered_ = true; });
+          return true;
+        },
+        [this] { return checkRuns_(); });
+    sleeper_->sleep(std::chrono::hours{1});
+  }
+  /// Long enough for the click to be looked at several times.
+  void runAWhile() {
+    WxLoop loop;
+    int ticks = 0;
+    const auto timer = loop.makeTimer(std::chrono::milliseconds{10}, [&] { ++ticks; });
+    timer->setEnabled(true);
+    runUntil([&] { return ticks >= 4; });
+  }
+
+  std::unique_ptr<WxSleeper> sleeper_;
+  std::function<bool()> checkRuns_ = [] { return true; };
+  bool delivered_ = false;
+};
+
+// The status line of the synchronisation after the pause lets events run: a box that came up there
+// held up the check.
+TEST_F(KeptInputTest, AClickOfThePauseDoesNotComeBeforeTheCheckHasEnded) {
+  ASSERT_TRUE(started_);
+  keepInThePause();
+  runAWhile();
+  EXPECT_FALSE(delivered_);
+  checkRuns_ = [] { return false; };
+  runUntil([this] { return delivered_; });
+}
+
+TEST_F(KeptInputTest, AClickOfThePauseDoesNotComeWhileTheLoopYields) {
+  ASSERT_TRUE(started_);
+  WxLoop loop;
+  bool yielded = false;
+  // Asked just before the click is posted, so that this event comes first.
+  bool asked = false;
+  checkRuns_ = [&] {
+    if (!std::exchange(asked, true)) {
+      loop.post([&] {
+        wxEventLoopBase::GetActive()->Yield(true);
+        EXPECT_FALSE(delivered_);
+        yielded = true;
+      });
+    }
+    return false;
+  };
+  keepInThePause();
+  runUntil([&] { return yielded && delivered_; });
+}
+
+TEST_F(KeptInputTest, ACheckThatBeginsBeforeTheClickComesHoldsItToo) {
+  ASSERT_TRUE(started_);
+  bool looked = false;
+  checkRuns_ = [&] { return std::exchange(looked, true); };
+  keepInThePause();
+  runAWhile();
+  EXPECT_TRUE(looked);
+  EXPECT_FALSE(delivered_);
+}
 }  // namespace
 }  // namespace relaybird::desktop

@@ -154,7 +154,7 @@ void clickByUser(wxEvtHandler& handler, Control& control) {
     byUser(control, &Control::click);
     return;
   }
-  WxSleeper::afterwards(handler, [&control, loop = wxEventLoopBase::GetActive()] {
+  WxSleeper::afterCheck(handler, [&control, loop = wxEventLoopBase::GetActive()] {
     if (wxEventLoopBase::GetActive() == loop) {
       guarded([&control] { byUser(control, &Control::click); });
     } else {
