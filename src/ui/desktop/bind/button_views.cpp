@@ -86,7 +86,7 @@ class PictureView : public WidgetView {
         picture_(new wxStaticBitmap(parent, wxID_ANY, artBitmap(control.picture()))) {
     if (control.takesClicks()) {
       picture_->SetCursor(wxCursor(wxCURSOR_HAND));
-      picture_->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent&) { byUser(control_, &Control::click); });
+      picture_->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent&) { clickByUser(*picture_, control_); });
     }
   }
   wxWindow* window() const override { return picture_; }
@@ -109,7 +109,8 @@ class CheckBoxView : public WidgetView {
         box_(new wxCheckBox(parent, wxID_ANY, toWx(control.text()), wxDefaultPosition,
                             wxDefaultSize, wxCHK_3STATE)) {
     box_->Bind(wxEVT_CHECKBOX, [this](wxCommandEvent&) {
-      byUser(control_, &Control::click);
+      clickByUser(*box_, control_);
+      // The toolkit has moved the mark already.
       showContent(Change::kValue);
     });
   }

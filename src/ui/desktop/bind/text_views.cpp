@@ -62,11 +62,11 @@ class TextView : public WidgetView {
     if (control.takesClicks()) {
       field_->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent& event) {
         event.Skip();
-        byUser(control_, &Control::click);
+        clickByUser(*field_, control_);
       });
       field_->Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
         if (event.GetKeyCode() == WXK_SPACE) {
-          byUser(control_, &Control::click);
+          clickByUser(*field_, control_);
         } else {
           event.Skip();
         }

@@ -32,6 +32,7 @@ frmAbout::frmAbout(ProgramVersion version, SystemInformation& information, Dialo
   setDefaultButton(cmdOk);
   setCancelButton(cmdOk);
   cmdOk.onClick([this] { hide(); });
+  cmdSysInfo.setAsks();
   cmdSysInfo.onClick([this] { StartSysInfo(); });
 }
 

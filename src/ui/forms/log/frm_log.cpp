@@ -28,6 +28,7 @@ frmLog::frmLog(LogFormWorld world) : Form("frmLog", "Activity Log"), world_(worl
       chkVerboseLog.setVisible(true);
     }
   });
+  cmdCopyToClip.setAsks();
   cmdCopyToClip.onClick([this] { copyToClipboard(); });
   setCancelButton(cmdClose);
   cmdClose.onClick([this] { hide(); });

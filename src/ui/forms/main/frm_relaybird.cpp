@@ -50,6 +50,7 @@ frmRelaybird::frmRelaybird(ProgramWorld world, ActivityLog& log)
   tmrForLabel.follow(engine_.status().tmrForLabel());
   wireCommands();
   wirePictures();
+  markWhatOpensSettings();
   wireOutbox();
 }
 
@@ -99,6 +100,15 @@ void frmRelaybird::wireCommands() {
   mnuAutostart.setVisible(world_.autostart.offered());
   mnuAutostart.setValue(world_.autostart.enabled() ? 1 : 0);
   mnuAutostart.onClick([this] { startWithDesktop(mnuAutostart.checked()); });
+}
+
+/// Only where the settings that are stored contradict each other: filling the dialog says so.
+void frmRelaybird::markWhatOpensSettings() {
+  for (Control* opener : {&cmdPrefs, &mnuPreferences, &picTextToEmail, &picDestPc,
+                          &picTextFwdToCell, &picDestCellPhone, &txtStatusFwdTo}) {
+    opener->setAsks(
+        [this] { return prf_.bolTurnOnFwdOnStartup() && prf_.bolFwdOnActivateForwarding(); });
+  }
 }
 
 void frmRelaybird::wirePictures() {

@@ -104,6 +104,7 @@ class frmRelaybird : public MainControls {
   EngineWorld engineWorld();
   void wireCommands();
   void wirePictures();
+  void markWhatOpensSettings();
   void startWithDesktop(bool wanted);
   void openSettingsAt(int tab);
   bool probeComponents();

@@ -122,9 +122,9 @@ class Control {
   /// The frame or the menu that the control is in; null for one of the form itself.
   Control* parent() const { return parent_; }
   void setParent(Control& parent) { parent_ = &parent; }
-  /// A click on it may ask the user something in a box. What runs then waits for the answer.
-  bool asks() const { return asks_; }
-  void setAsks() { asks_ = true; }
+  /// A click on it now may ask the user something in a box. What runs then waits for the answer.
+  bool asks() const { return asks_ && asks_(); }
+  void setAsks(std::function<bool()> when = [] { return true; }) { asks_ = std::move(when); }
   /// Names the option buttons that exclude one another.
   const std::string& group() const { return group_; }
   void setGroup(std::string group) { group_ = std::move(group); }
@@ -162,7 +162,6 @@ class Control {
   bool enabled_ = true;
   bool visible_ = true;
   bool locked_ = false;
-  bool asks_ = false;
   Colour foreColor_;
   Colour backColor_;
   std::string toolTip_;
@@ -174,6 +173,7 @@ class Control {
   Control* parent_ = nullptr;
   std::string group_;
   const Timer* timer_ = nullptr;
+  std::function<bool()> asks_;
   std::function<void()> onChange_;
   std::function<void()> onClick_;
   std::function<void(int, int)> onKeyDown_;

@@ -36,7 +36,8 @@ PrefsControls::PrefsControls() : Form("frmPrefs", "Settings") {
   for (Control* field : {&txtMaxFileSize, &cmbTypeOfMatch, &cmbTextToCheck, &txtWordMatch}) {
     showAsApplying(*field, false);
   }
-  for (Control* asking : {&cmdOK, &cmdApply, &cmdValidateAd, &cmdGetSenderName}) {
+  for (Control* asking : {&cmdOK, &cmdApply, &cmdValidateAd, &cmdGetSenderName,
+                          &chkForwardingOnAtStartup, &chkForwardStart}) {
     asking->setAsks();
   }
   setDefaultButton(cmdOK);

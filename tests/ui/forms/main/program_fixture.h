@@ -54,10 +54,12 @@ class FakeScreen : public Screen {
 class FakeClipboard : public Clipboard {
  public:
   Result<void> setText(const std::string& value) override {
+    if (broken) return Error{0, "No desktop answers."};
     text = value;
     return {};
   }
   std::string text;
+  bool broken = false;
 };
 
 class FakeHelpViewer : public HelpViewer {
@@ -100,10 +102,12 @@ class FakeSystemInformation : public SystemInformation {
  public:
   std::optional<std::string> program() override { return "/usr/bin/about-this-machine"; }
   Result<void> start(const std::string& program) override {
+    if (broken) return Error{2, "No such file or directory"};
     started.push_back(program);
     return {};
   }
   std::vector<std::string> started;
+  bool broken = false;
 };
 
 /// A notification area that keeps the icon's record.
