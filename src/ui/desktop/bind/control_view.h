@@ -22,6 +22,8 @@ struct ViewStyle {
   std::string caption = {};
   /// The control whose text names this one to people who do not see the window.
   const Control* namedBy = nullptr;
+  /// The control whose text tells them more than the name.
+  const Control* describedBy = nullptr;
   /// Names one that nothing on the screen names, to the same people.
   std::string name = {};
 };

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ui/desktop/native/native_widgets.h"
+
 namespace relaybird::desktop {
 
 FormView::FormView(Form& form) : form_(form) {
@@ -27,8 +29,10 @@ void FormView::controlChanged(const Control& control, Change what) {
     found->second->update(what);
   }
   if (what == Change::kText) {
-    const auto [first, last] = named_.equal_range(&control);
-    std::for_each(first, last, [](const auto& named) { named.second->update(Change::kToolTip); });
+    for (const auto* told : {&named_, &described_}) {
+      const auto [first, last] = told->equal_range(&control);
+      std::for_each(first, last, [](const auto& each) { each.second->update(Change::kToolTip); });
+    }
   }
 }
 
@@ -38,11 +42,26 @@ wxWindow* FormView::add(wxWindow* parent, Control& control, const ViewStyle& sty
     throw std::logic_error(control.name() + " has no widget of its own");
   }
   wxWindow* window = view->window();
-  if (style.namedBy != nullptr) {
-    named_.emplace(style.namedBy, view.get());
-  }
+  joinLabels(control, *view, style);
   follow(control, std::move(view));
   return window;
+}
+
+/// Whichever of the two is made first, the label or what it names.
+void FormView::joinLabels(const Control& control, ControlView& view, const ViewStyle& style) {
+  if (style.namedBy != nullptr) {
+    named_.emplace(style.namedBy, &view);
+    if (const auto label = views_.find(style.namedBy); label != views_.end()) {
+      setLabelFor(*label->second->window(), view.window());
+    }
+  }
+  if (style.describedBy != nullptr) {
+    described_.emplace(style.describedBy, &view);
+  }
+  const auto [first, last] = named_.equal_range(&control);
+  std::for_each(first, last, [&view](const auto& named) {
+    setLabelFor(*view.window(), named.second->window());
+  });
 }
 
 void FormView::follow(Control& control, std::unique_ptr<ControlView> view) {

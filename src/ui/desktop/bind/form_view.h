@@ -34,10 +34,13 @@ class FormView : public FormObserver {
   void showAll();
 
  private:
+  void joinLabels(const Control& control, ControlView& view, const ViewStyle& style);
+
   Form& form_;
   std::map<const Control*, std::unique_ptr<ControlView>> views_;
-  /// Views that have another control's text for a name.
+  /// Views that have another control's text for a name, and for a description.
   std::multimap<const Control*, ControlView*> named_;
+  std::multimap<const Control*, ControlView*> described_;
 };
 
 }  // namespace relaybird::desktop

@@ -19,6 +19,8 @@ class LabelView : public WidgetView {
  public:
   LabelView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style), label_(new WrappingLabel(parent)) {
+    // Until a control says that it is named by it.
+    setLabelFor(*label_, nullptr);
     if (style.emphasised) {
       label_->SetFont(label_->GetFont().Bold());
     }

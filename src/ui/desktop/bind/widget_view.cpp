@@ -109,10 +109,7 @@ void WidgetView::update(Change what) {
       return;
     case Change::kToolTip:
       window()->SetToolTip(toWx(control_.toolTip()));
-      // A label is called by what it says.
-      if (control_.kind() != ControlKind::kLabel) {
-        setAccessibleName(*window(), accessibleName());
-      }
+      showName();
       return;
     default:
       showContent(what);
@@ -129,6 +126,16 @@ void WidgetView::showColours() {
     window()->Refresh();
   }
   coloured_ = ownText;
+}
+
+/// A label is called by what it says. The toolkit tells a tool tip as the description itself.
+void WidgetView::showName() {
+  if (control_.kind() != ControlKind::kLabel) {
+    setAccessibleName(*window(), accessibleName());
+  }
+  if (style_.describedBy != nullptr) {
+    setAccessibleDescription(*window(), plainCaption(style_.describedBy->text()));
+  }
 }
 
 std::string WidgetView::accessibleName() const {

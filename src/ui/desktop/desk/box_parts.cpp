@@ -42,6 +42,7 @@ void scrollByKeys(wxDialog& box, wxScrolledWindow& text) {
 
 WrappingLabel* makeLabel(wxWindow* parent, const std::string& text) {
   auto* label = new WrappingLabel(parent, kLongestLine);
+  setLabelFor(*label, nullptr);
   label->show(toWx(text));
   return label;
 }

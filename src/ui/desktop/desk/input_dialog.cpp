@@ -27,6 +27,7 @@ InputDialog::InputDialog(wxWindow* owner, const InputBox& box)
   leaveRoomForText(*field_);
   field_->Bind(wxEVT_TEXT_ENTER, [this](wxCommandEvent&) { EndModal(0); });
   setAccessibleName(*field_, box.prompt);
+  setLabelFor(*prompt, field_);
   finishBox(*this, column(*this, {prompt, field_}),
             makeBoxButtons(*this, answersOf(BoxButtons::kOkCancel)));
   field_->SetFocus();

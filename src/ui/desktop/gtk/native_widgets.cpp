@@ -10,6 +10,39 @@ AtkObject* accessible(wxWindow& window) {
   return gtk_widget_get_accessible(static_cast<GtkWidget*>(window.GetHandle()));
 }
 
+/// A field of several lines stands in a frame that scrolls; what has the keys is inside.
+GtkWidget* withKeys(wxWindow& window) {
+  auto* widget = static_cast<GtkWidget*>(window.GetHandle());
+  GtkWidget* inside = GTK_IS_SCROLLED_WINDOW(widget) ? gtk_bin_get_child(GTK_BIN(widget)) : nullptr;
+  return inside != nullptr ? inside : widget;
+}
+
+constexpr const char* kNamedByLabel = "relaybird-named-by-label";
+
+/// The toolkit gives a label away again whenever a control is added to its window.
+void keepNamed(GtkLabel* label, GParamSpec*, gpointer) {
+  auto* named = static_cast<GtkWidget*>(g_object_get_data(G_OBJECT(label), kNamedByLabel));
+  if (gtk_label_get_mnemonic_widget(label) != named) {
+    gtk_label_set_mnemonic_widget(label, named);
+  }
+}
+
+void forgetNamed(GtkLabel* label) {
+  g_object_set_data(G_OBJECT(label), kNamedByLabel, nullptr);
+  gtk_label_set_mnemonic_widget(label, nullptr);
+}
+
+void nameBy(GtkLabel* label, GtkWidget* named) {
+  const void* before = g_object_get_data(G_OBJECT(label), kNamedByLabel);
+  g_object_set_data(G_OBJECT(label), kNamedByLabel, named);
+  if (named != nullptr && named != before) {
+    g_signal_connect_object(named, "destroy", G_CALLBACK(forgetNamed), label, G_CONNECT_SWAPPED);
+  }
+  g_signal_handlers_disconnect_by_func(label, reinterpret_cast<gpointer>(keepNamed), nullptr);
+  g_signal_connect(label, "notify::mnemonic-widget", G_CALLBACK(keepNamed), nullptr);
+  gtk_label_set_mnemonic_widget(label, named);
+}
+
 AtkRole toAtk(AccessibleRole role) {
   switch (role) {
     case AccessibleRole::kAlert:
@@ -32,18 +65,28 @@ void setAccessibleName(wxWindow& window, const std::string& name) {
   if (name.empty()) {
     return;
   }
-  auto* widget = static_cast<GtkWidget*>(window.GetHandle());
-  // A field of several lines stands in a frame that scrolls; what has the focus is inside.
-  if (GTK_IS_SCROLLED_WINDOW(widget)) {
-    if (GtkWidget* inside = gtk_bin_get_child(GTK_BIN(widget))) {
-      atk_object_set_name(gtk_widget_get_accessible(inside), name.c_str());
-    }
-  }
-  atk_object_set_name(gtk_widget_get_accessible(widget), name.c_str());
+  atk_object_set_name(gtk_widget_get_accessible(withKeys(window)), name.c_str());
+  atk_object_set_name(accessible(window), name.c_str());
 }
 
 void setAccessibleDescription(wxWindow& window, const std::string& text) {
-  atk_object_set_description(accessible(window), text.c_str());
+  atk_object_set_description(gtk_widget_get_accessible(withKeys(window)), text.c_str());
+}
+
+void setLabelFor(wxWindow& label, wxWindow* named) {
+  auto* widget = static_cast<GtkWidget*>(label.GetHandle());
+  if (GTK_IS_FRAME(widget)) {
+    widget = gtk_frame_get_label_widget(GTK_FRAME(widget));
+  }
+  GtkWidget* target = named == nullptr ? nullptr : withKeys(*named);
+  if (GTK_IS_LABEL(widget)) {
+    nameBy(GTK_LABEL(widget), target);
+  } else if (widget != nullptr && target != nullptr) {
+    AtkObject* one = gtk_widget_get_accessible(widget);
+    AtkObject* other = gtk_widget_get_accessible(target);
+    atk_object_add_relationship(one, ATK_RELATION_LABEL_FOR, other);
+    atk_object_add_relationship(other, ATK_RELATION_LABELLED_BY, one);
+  }
 }
 
 void setAccessibleRole(wxWindow& window, AccessibleRole role) {

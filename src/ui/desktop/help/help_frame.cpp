@@ -40,6 +40,16 @@ Part* part(wxWindow& help, int id) {
   return dynamic_cast<Part*>(help.FindWindow(id));
 }
 
+/// They count what is found, and name nothing.
+void unlabel(wxWindow& window) {
+  for (wxWindow* child : window.GetChildren()) {
+    if (dynamic_cast<wxStaticText*>(child) != nullptr) {
+      setLabelFor(*child, nullptr);
+    }
+    unlabel(*child);
+  }
+}
+
 void nameParts(wxHtmlHelpWindow& help) {
   nameTools(*help.GetToolBar());
   setAccessibleName(*help.GetHtmlWindow(), "Page");
@@ -143,6 +153,8 @@ void search(wxHtmlHelpWindow& help, wxTextCtrl& words, wxListBox& hits, wxStatic
   }
   const std::string count = countOf(hits.GetCount());
   outcome.SetLabel(count);
+  outcome.Show();
+  outcome.GetParent()->Layout();
   // The toolkit's own window for the search took the keys away. Assistive tools tell what changes
   // where they are.
   words.SetFocus();
@@ -158,6 +170,7 @@ void tellWhatIsFound(wxHtmlHelpWindow& help) {
     return;
   }
   auto* outcome = new wxStaticText(hits->GetParent(), wxID_ANY, "");
+  outcome->Hide();
   sizer->Insert(sizer->GetItemCount() - 1, outcome, wxSizerFlags().Expand().Border());
   const auto find = [&help, words, hits, outcome](wxCommandEvent&) {
     search(help, *words, *hits, *outcome);
@@ -171,6 +184,7 @@ void tellWhatIsFound(wxHtmlHelpWindow& help) {
 void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
   nameParts(help);
   tellWhatIsFound(help);
+  unlabel(help);
   followTheme(*help.GetHtmlWindow());
   leaveRoomInFields(help);
   giveRoom(frame, help);

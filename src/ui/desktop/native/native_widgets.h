@@ -17,6 +17,11 @@ void setAccessibleName(wxWindow& window, const std::string& name);
 /// Tells more of the widget than its name; replaces what was told before.
 void setAccessibleDescription(wxWindow& window, const std::string& text);
 
+/// Makes a label, the title of a frame, or a check box the name of `named` and of nothing else;
+/// null: of nothing at all. Unless it is told so, the toolkit takes every label and every title for
+/// the name of whatever takes keys behind it.
+void setLabelFor(wxWindow& label, wxWindow* named);
+
 /// What the toolkit does not know of a widget that it made.
 enum class AccessibleRole { kAlert, kDialog, kList };
 void setAccessibleRole(wxWindow& window, AccessibleRole role);

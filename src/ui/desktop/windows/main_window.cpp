@@ -113,6 +113,7 @@ wxSizer* MainWindow::pictures(wxWindow* parent) {
 wxSizer* MainWindow::status(wxWindow* parent) {
   auto* frame = new wxStaticBoxSizer(wxVERTICAL, parent, toWx(frm_.frmStatus.text()));
   wxWindow* box = frame->GetStaticBox();
+  setLabelFor(*box, box);
   auto* grid = fieldGrid(*this, 4);
   const auto pair = [&](Control& label, Control& field, int characters) {
     grid->Add(add(box, label), wxSizerFlags().CentreVertical());
@@ -142,6 +143,7 @@ wxSizer* MainWindow::status(wxWindow* parent) {
 wxSizer* MainWindow::diagnostics(wxWindow* parent) {
   auto* frame = new wxStaticBoxSizer(wxHORIZONTAL, parent, toWx(frm_.fraDiagnostics.text()));
   wxWindow* box = frame->GetStaticBox();
+  setLabelFor(*box, box);
   frame->Add(row(*this, {add(box, frm_.cmdForwardNow), add(box, frm_.cmdViewLog)}),
              wxSizerFlags().Border(wxALL, scaled(*this, kGap)));
   return frame;

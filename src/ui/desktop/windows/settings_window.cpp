@@ -84,9 +84,11 @@ wxWindow* SettingsWindow::generalTab(wxWindow* book) {
   auto* numbers = new wxFlexGridSizer(3, wxSize(scaled(*this, kGap), scaled(*this, kGap)));
   const wxSizerFlags middle = wxSizerFlags().CentreVertical();
   numbers->Add(add(page, frm_.lblMinutes), middle);
-  numbers->Add(
-      add(page, frm_.txtMinutes, {.widthInCharacters = kNumberWidth, .namedBy = &frm_.lblMinutes}),
-      middle);
+  numbers->Add(add(page, frm_.txtMinutes,
+                   {.widthInCharacters = kNumberWidth,
+                    .namedBy = &frm_.lblMinutes,
+                    .describedBy = &frm_.lblHours}),
+               middle);
   numbers->Add(add(page, frm_.lblHours), middle);
   numbers->Add(add(page, frm_.lblMaxToForward), middle);
   numbers->Add(add(page, frm_.txtMaxToForward,
@@ -106,11 +108,12 @@ wxWindow* SettingsWindow::sizeTab(wxWindow* book) {
   auto* page = new Page(book);
   page->heading(add(page, frm_.lblSize, {.emphasised = true}));
   wxWindow* limit = add(page, frm_.chkLimitFileSize);
-  page->part(
-      row(*this, {limit,
-                  add(page, frm_.txtMaxFileSize,
-                      {.widthInCharacters = kNumberWidth, .namedBy = &frm_.chkLimitFileSize}),
-                  add(page, frm_.lblMaxFileSize)}));
+  page->part(row(*this, {limit,
+                         add(page, frm_.txtMaxFileSize,
+                             {.widthInCharacters = kNumberWidth,
+                              .namedBy = &frm_.chkLimitFileSize,
+                              .describedBy = &frm_.lblMaxFileSize}),
+                         add(page, frm_.lblMaxFileSize)}));
   page->part(add(page, frm_.chkIncludeAttachments));
   return page;
 }
@@ -120,6 +123,7 @@ wxWindow* SettingsWindow::senderTab(wxWindow* book) {
   page->heading(add(page, frm_.lblReceivedFrom, {.emphasised = true}));
   auto* frame = new wxStaticBoxSizer(wxVERTICAL, page, toWx(frm_.frmReceivedFrom.text()));
   wxWindow* box = frame->GetStaticBox();
+  setLabelFor(*box, box);
   const wxSizerFlags part = wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap));
   frame->Add(add(box, frm_.opbFwdAll), part);
   frame->Add(add(box, frm_.opbFwdAllBut), part);
@@ -165,7 +169,8 @@ wxWindow* SettingsWindow::cellPhoneTab(wxWindow* book) {
 wxSizer* SettingsWindow::format(wxWindow* page, Control& picture, Control& title,
                                 Control& description) {
   auto* sizer = new wxBoxSizer(wxHORIZONTAL);
-  sizer->Add(add(page, picture, {.namedBy = &title}), wxSizerFlags().Top());
+  sizer->Add(add(page, picture, {.namedBy = &title, .describedBy = &description}),
+             wxSizerFlags().Top());
   sizer->Add(column(*this, {add(page, title, {.emphasised = true}), add(page, description)}),
              wxSizerFlags(1).Border(wxLEFT, scaled(*this, kMargin)));
   return sizer;

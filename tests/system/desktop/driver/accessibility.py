@@ -32,6 +32,13 @@ class State(enum.IntEnum):
     IS_DEFAULT = 39
 
 
+class Relation(enum.IntEnum):
+    """AtspiRelationType."""
+
+    LABEL_FOR = 1
+    LABELLED_BY = 2
+
+
 class AccessibilityBus:
     """A connection to the bus of an address."""
 
@@ -110,6 +117,12 @@ class Accessible:
         (found,) = self._call("Accessible", "GetChildren", None, "(a(so))")
         return [Accessible(self._bus, owner, path) for owner, path in found
                 if path != _NOTHING]
+
+    def related(self, relation):
+        """What it is to others in that way: all of them."""
+        (found,) = self._call("Accessible", "GetRelationSet", None, "(a(ua(so)))")
+        return [Accessible(self._bus, owner, path) for kind, others in found if kind == relation
+                for owner, path in others]
 
     def extents(self):
         """On the screen: left, top, width, height."""

@@ -5,7 +5,7 @@ import re
 
 from gi.repository import GLib
 
-from .accessibility import State
+from .accessibility import Relation, State
 from .waiting import TooLate, wait_for
 
 
@@ -39,6 +39,17 @@ class Widget:
     @property
     def description(self):
         return self.accessible.description()
+
+    @property
+    def labels(self):
+        """What on the screen gives it its name."""
+        return [Widget(self.program, each)
+                for each in self.accessible.related(Relation.LABELLED_BY)]
+
+    @property
+    def labelled(self):
+        """What it gives a name to."""
+        return [Widget(self.program, each) for each in self.accessible.related(Relation.LABEL_FOR)]
 
     @property
     def text(self):

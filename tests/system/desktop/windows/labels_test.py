@@ -1,0 +1,264 @@
+# SPDX-License-Identifier: MIT
+"""Every control of every window is told to assistive tools as what it is: by its role, its name, the
+label that the name comes from, and what there is to say of it beyond that. Nothing is named by a
+label that merely stands in front of it."""
+
+import re
+
+import desktop_case
+from desktop_case import DesktopCase, show_tab
+from every_window import TABS, every_window
+
+# What holds other things together is told where it has a name.
+STRUCTURE = ("filler", "menu bar", "page tab list", "panel", "scroll bar", "scroll pane",
+             "separator", "table", "tool bar")
+# As many as the user has filled in.
+ENTRIES = "table cell"
+
+FIELDS = [
+    "label 'Automation Status:' for 'Automation Status:'",
+    "text 'Automation Status:' by 'Automation Status:'",
+    "label 'Running Since:' for 'Running Since:'",
+    "text 'Running Since:' by 'Running Since:'",
+    "label 'Number Forwarded:' for 'Number Forwarded:'",
+    "text 'Number Forwarded:' by 'Number Forwarded:'",
+    "label 'Minutes to Next Check:' for 'Minutes to Next Check:'",
+    "text 'Minutes to Next Check:' by 'Minutes to Next Check:'",
+    "label 'Forwards to [1 address]:' for 'Forwards to [1 address]:'",
+    "scroll pane 'Forwards to [1 address]:'",
+    "text 'Forwards to [1 address]:' by 'Forwards to [1 address]:'",
+]
+TOOLS = [f"push button '{name}'" for name in (
+    "Show/hide navigation panel", "Go back", "Go forward", "Go one level up in document hierarchy",
+    "Previous page", "Next page", "Print this page", "Display options dialog")]
+
+
+def main_window(status, test, *buttons):
+    return ["frame 'Relaybird v...'",
+            *(f"menu '{menu}'" for menu in ("File", "Edit", "Outbox", "Help")),
+            *buttons,
+            "push button 'Settings'",
+            "push button 'Minimize to System Tray'",
+            "icon 'Standard format'",
+            "icon 'To a mailbox'",
+            "panel 'Status' by 'Status'",
+            *FIELDS,
+            f"label '{status}'",
+            "label 'No delivery command is set: forwards wait in the outbox...'",
+            "label 'Status' for 'Status'",
+            "panel 'Diagnostics' by 'Diagnostics'",
+            test,
+            "push button 'View Log'",
+            "label 'Diagnostics' for 'Diagnostics'",
+            "push button 'Exit'"]
+
+
+def settings(tab, *page):
+    tabs = [f"page tab '{name}'" for name in TABS]
+    here = TABS.index(tab) + 1
+    return ["dialog 'Settings'", *tabs[:here], *page, *tabs[here:],
+            "push button 'OK'", "push button 'Cancel'", "push button 'Apply'"]
+
+
+def lines(label):
+    """A field of several lines below its label."""
+    return [f"label '{label}' for '{label}'", f"scroll pane '{label}'",
+            f"text '{label}' by '{label}'"]
+
+
+def manual(tab, *page):
+    tabs = [f"page tab '{name}'" for name in ("Contents", "Index", "Search")]
+    here = tabs.index(f"page tab '{tab}'") + 1
+    return ["frame 'Help: Welcome to Relaybird'", *TOOLS, "scroll pane 'Page'", "panel 'Page'",
+            *tabs[:here], *page, *tabs[here:]]
+
+
+WINDOWS = {
+    "main": main_window("Current Status - Automatic forwarding turned off", "push button 'Test (Forward Once)'",
+                        "push button 'Start Forwarding Email'",
+                        "push button 'Stop Forwarding Email' disabled"),
+    "settings, General": settings(
+        "General",
+        *lines("Forward to the following address(es) (separate with..."),
+        "push button 'Check validity of addresses'",
+        "label 'How often to forward mail (minutes):' for 'How often to forward mail (minutes):'",
+        "text 'How often to forward mail (minutes):' by 'How often to forward mail (minutes):'"
+        ": (0.25 hours)",
+        "label '(0.25 hours)'",
+        "label 'Maximum number of emails to forward:' for 'Maximum number of emails to forward:'",
+        "text 'Maximum number of emails to forward:' by 'Maximum number of emails to forward:'",
+        "label 'Other preferences:'",
+        "check box 'Ignore existing unread messages'",
+        "check box 'Address using \"BCC\" instead of \"To\"'",
+        "label 'Startup options:'",
+        "check box 'Automatically turn on Email Forwarding when program starts'",
+        "check box 'Forward Email once immediately upon turning on forwarding'"),
+    "settings, Size": settings(
+        "Size",
+        "label 'Message size:'",
+        "check box 'Only forward items smaller than:' for 'Only forward items smaller than:'",
+        "text 'Only forward items smaller than:' by 'Only forward items smaller than:'"
+        ": (megabytes)",
+        "label '(megabytes)'",
+        "check box 'Include attachments when forward mail'"),
+    "settings, Sender": settings(
+        "Sender",
+        "label 'Received from:'",
+        "panel 'Filter By Sender:' by 'Filter By Sender:'",
+        "radio button 'Forward Messages Received From Anyone'",
+        "radio button 'Forward All Messages Except From ...'",
+        "radio button 'Only Forward Messages From ...'",
+        *lines("List of Email Addresses or Names (separated with..."),
+        "push button 'Get Name from Global Address List'",
+        "label 'Filter By Sender:' for 'Filter By Sender:'"),
+    "settings, Text": settings(
+        "Text",
+        "label 'Filter based on subject / message body text:'",
+        "check box 'Only forward Email containing the following text:'",
+        "label 'Text To Search:' for 'Text To Search:'",
+        "combo box 'Text To Search:' by 'Text To Search:'",
+        "label 'Type of Match:' for 'Type of Match:'",
+        "combo box 'Type of Match:' by 'Type of Match:'",
+        *lines("Text/phrases to look for in emails (separate with...")),
+    "settings, Cell Phone": settings(
+        "Cell Phone",
+        "label 'Format Messages for cell phone or standard email:'",
+        "push button 'Cell phone format' by 'Cell phone format'"
+        ": Use this setting if you are forwarding your emails to a...",
+        "label 'Cell phone format' for 'Cell phone format'",
+        "label 'Use this setting if you are forwarding your emails to a...'",
+        "push button 'Standard format' by 'Standard format'"
+        ": This will forward the entire message, including CC list...",
+        "label 'Standard format' for 'Standard format'",
+        "label 'This will forward the entire message, including CC list...'",
+        "label 'Selection:'",
+        "label 'Emails to be forwarded using standard formatting'",
+        "radio button 'Cell phone format'",
+        "radio button 'Standard format'"),
+    "log": ["frame 'Activity Log'",
+            "scroll pane 'Activity Log'",
+            "panel 'Activity Log'",
+            "list 'Activity Log'",
+            "push button 'Copy to Clipboard'",
+            "push button 'Close'"],
+    "about": ["dialog 'About Relaybird'",
+              "icon 'Relaybird'",
+              "label 'Relaybird v...'",
+              "label 'This application monitors and selectively forwards your...'",
+              "label 'Relaybird comes without guarantees of any kind: you use...'",
+              "push button 'System Info...'",
+              "push button 'OK'"],
+    "the question at the start": ["alert 'Please Confirm:'",
+                                  "label 'Please confirm that you would like Relaybird to forward...'",
+                                  "push button 'Yes'",
+                                  "push button 'No'"],
+    "the question about the tray": ["alert 'Minimize to System Tray'",
+                                    "label 'This option will place Relaybird in the Windows System...'",
+                                    "push button 'Yes'",
+                                    "push button 'No'",
+                                    "push button 'Cancel'"],
+    "the explanation of the test": ["alert 'Test Explanation:'",
+                                    "label 'This will run through one cycle of checking/forwarding...'",
+                                    "push button 'OK'",
+                                    "push button 'Cancel'"],
+    "the box of a refused value": ["alert 'Relaybird'",
+                                   "label 'Problem - Invalid value for how often to forward mail.'",
+                                   "push button 'OK'"],
+}
+IDLE = "Currently Idle - Waiting for next inbox check..."
+RUNNING = main_window(IDLE, "push button 'Test (Forward Once)' disabled",
+                      "push button 'Start Forwarding Email' disabled",
+                      "push button 'Stop Forwarding Email'")
+MANUAL = {
+    "Contents": manual("Contents", "scroll pane 'Contents'", "panel 'Contents'"),
+    "Index": manual("Index",
+                    "text 'Find in the index'",
+                    "push button 'Find': Display all index items that contain given substring....",
+                    "push button 'Show all': Show all items in index",
+                    "label '(some) of (some)'",
+                    "scroll pane 'Index'",
+                    "table 'Index'"),
+    "Search": manual("Search",
+                     "text 'Search for'",
+                     "combo box 'Search in'",
+                     "check box 'Case sensitive'",
+                     "check box 'Whole words only'",
+                     "push button 'Search': Search contents of help book(s) for all occurrences of...",
+                     "scroll pane 'Pages found'",
+                     "table 'Pages found'"),
+}
+QUESTION = "You don't seem to have a valid Email address set in the..."
+
+
+def told(widget):
+    """A control in a line: ROLE 'NAME' [by 'LABEL'] [for 'CONTROL'] [: DESCRIPTION] [disabled]."""
+    words = f"{widget.role} '{short(widget.name)}'"
+    words += "".join(f" by '{short(each.name)}'" for each in widget.labels)
+    words += "".join(f" for '{short(each.name)}'" for each in widget.labelled)
+    if widget.description and widget.description != widget.name:
+        words += f": {short(widget.description)}"
+    return words if widget.has("sensitive") else words + " disabled"
+
+
+def short(text):
+    """Whole words of a text, enough to tell it from others; any version and any count is as good."""
+    words = re.sub(r"\bv[0-9][0-9.]*", "v...", " ".join(text.split()))
+    words = re.sub(r"^[0-9]+ of [0-9]+$", "(some) of (some)", words)
+    return words if len(words) <= 60 else words[:57].rpartition(" ")[0] + "..."
+
+
+class Labels(DesktopCase):
+    maxDiff = None
+
+    def assert_told(self, wanted, window):
+        seen = [each for each in window.walk() if each.role != ENTRIES]
+        self.assertEqual([], [f"{each!r} at {each.extents}" for each in seen
+                              if each.role not in STRUCTURE and not each.name.strip()],
+                         "has no name")
+        self.assertEqual("\n".join(wanted),
+                         "\n".join(told(each) for each in seen
+                                   if each.role not in STRUCTURE or each.name.strip()))
+
+    def test_each_control_goes_by_its_own_label(self):
+        self.start()
+        left = set(WINDOWS)
+        for word, window in every_window(self):
+            with self.subTest(word):
+                left.discard(word)
+                self.assert_told(WINDOWS[word], window)
+        self.assertEqual(set(), left)
+
+    def test_also_while_forwarding_is_on(self):
+        main = self.start()
+        main.choose("File", "Start")
+        self.answer("Please Confirm:", "Yes")
+        main.find(IDLE, "label")
+        self.assert_told(RUNNING, main)
+
+    def test_also_in_the_manual(self):
+        self.start().choose("Help", "Help Index...")
+        window = self.program.window("Help: ...")
+        for tab, wanted in MANUAL.items():
+            with self.subTest(tab):
+                show_tab(window, tab)
+                self.assert_told(wanted, window)
+
+    def test_also_in_a_question_for_a_line(self):
+        self.start(mstrFwdToAddress_num=0).choose("File", "Start")
+        self.assert_told(["dialog 'Invalid Email Address'",
+                          f"label '{QUESTION}' for '{QUESTION}'",
+                          f"text '{QUESTION}' by '{QUESTION}'",
+                          "push button 'OK'",
+                          "push button 'Cancel'"],
+                         self.program.window("Invalid Email Address"))
+
+    def test_a_description_follows_what_it_is_taken_from(self):
+        self.start()
+        page = self.open_settings("General")
+        field = page.find("How often to forward mail (minutes):", "text")
+        field.enter("90")
+        self.wait_until("the hours to be told", lambda: field.description == "(1.5 hours)")
+
+
+if __name__ == "__main__":
+    desktop_case.main()
