@@ -116,8 +116,9 @@ void CheckSchedule::SyncStart(bool sendSync) {
     tmrSync_->setEnabled(false);
     // One that still answers is kept: the next check runs its pass in it at once.
     session_.dropIfGone();
-    failSync(forwards, error.what(), {});
     status_.SetStatusToPreset();
+    // Last: the status line lets events run, and the end of a test is told in a box.
+    failSync(forwards, error.what(), {});
   }
 }
 

@@ -120,6 +120,7 @@ void InboxPass::ForwardMail() {
 }
 
 void InboxPass::beginCounts() {
+  state_.forwardedThisPass = 0;
   state_.itemsInPass = 0;
   state_.itemsVisited = 0;
   state_.failedThisPass = 0;
@@ -128,7 +129,6 @@ void InboxPass::beginCounts() {
 
 void InboxPass::pass(bool withinAnother) {
   world_.trace.trace("Forward Entered");
-  state_.forwardedThisPass = 0;
   if (!withinAnother) {
     beginCounts();
   }
@@ -332,13 +332,11 @@ void InboxPass::countForward() {
 void InboxPass::finish() {
   world_.log.AddToLog("Completed Email Check at " + nowText());
   status_.SetStatusToPreset(kStatusCompleted);
-  // A pass that is refused in the pause takes the count back.
-  const bool sent = state_.forwardedThisPass > 0;
   if (!state_.ending) {
     world_.sleeper.sleep(kPauseAfterPass);
   }
   state_.m_bBusyFwd = false;
-  if (sent && !state_.ending) {
+  if (state_.forwardedThisPass > 0 && !state_.ending) {
     trace("SyncStart True _pre");
     startSendSync_();
     trace("SyncStart True _post");

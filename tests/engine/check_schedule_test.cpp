@@ -116,6 +116,16 @@ TEST_F(CheckScheduleTest, AStartThatFailsLeavesNothingBusy) {
   EXPECT_EQ(timers_.enabledCount(), 0u);
 }
 
+// The closing box of a test came up in the status line's events, with the check on the stack.
+TEST_F(CheckScheduleTest, AStartThatFailsEndsItsTestWhenNoMoreEventsRun) {
+  state().testCycle = true;
+  store_.setHook([](std::string_view at) {
+    if (at == "SyncObject.Start") throw MailStoreError("line is down");
+  });
+  schedule().ForwardTrigger();
+  EXPECT_EQ(display_.calls.back(), "forward now: on");
+}
+
 // The session was let go of though it answered; every later check began with the same failing
 // synchronisation, and none ever ran.
 TEST_F(CheckScheduleTest, ASynchronisationThatNeverStartsKeepsNoCheckFromRunning) {

@@ -111,7 +111,7 @@ TEST_F(StopPassTest, APassInsideAPassIsRefusedBehindItsFirstSteps) {
       check();
       log_.verboseOn = false;
       EXPECT_THAT(trace_.lines, ElementsAre("Forward Entered"));
-      EXPECT_EQ(engine_.state().forwardedThisPass, 0);
+      EXPECT_EQ(engine_.state().forwardedThisPass, 1);
       EXPECT_EQ(engine_.state().itemsInPass, 3);
       EXPECT_EQ(engine_.state().itemsVisited, 1);
       EXPECT_TRUE(engine_.state().passRunning);
@@ -129,6 +129,18 @@ TEST_F(StopPassTest, APassInsideAPassIsRefusedBehindItsFirstSteps) {
                           EndsWith("ForwardMail->ResetOlkObj_post"),
                           EndsWith("--> Email check aborted: Didn't finish prev. check yet")));
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
+}
+
+// The forwards of before were not counted, and no synchronisation sent them.
+TEST_F(StopPassTest, APassInsideAPassLeavesItsCountStanding) {
+  deliverThree();
+  atItem(2, [&] { check(); });
+  store_.setHook([this](std::string_view operation) {
+    if (operation == "SafeItem.send" && store_.outboxCount() > 0) throw MailStoreError("no");
+  });
+  check();
+  EXPECT_EQ(engine_.state().forwardedThisPass, 1);
+  EXPECT_EQ(store_.syncStarts(), 1U);
 }
 
 TEST_F(StopPassTest, APassInsideAPassLeavesItsStopStanding) {
