@@ -26,6 +26,10 @@ std::vector<std::string> whatHoldsBack(const OutgoingState& state) {
   return sentences;
 }
 
+bool hasProblem(const OutgoingState& before, const OutgoingState& after) {
+  return after.refused > before.refused || after.kept > 0 || !after.stopped.empty();
+}
+
 std::string asOneText(const std::vector<std::string>& sentences) {
   std::string text;
   for (const std::string& sentence : sentences) text += (text.empty() ? "" : " ") + sentence;

@@ -16,6 +16,10 @@ std::string counted(std::size_t count, const char* one, const char* many);
 /// Sentences about what keeps mail from leaving; none where nothing does.
 std::vector<std::string> whatHoldsBack(const OutgoingState& state);
 
+/// Whether mail was refused between two moments, or something keeps it from leaving now that the
+/// user has to see to. Mail that just waits for its turn is none.
+bool hasProblem(const OutgoingState& before, const OutgoingState& after);
+
 /// One text of sentences.
 std::string asOneText(const std::vector<std::string>& sentences);
 

@@ -38,8 +38,7 @@ std::string outcomeText(const EngineState& state, const OutgoingState& before,
   if (!after.outbox.empty()) text += whatBecame(before, after, waiting) + "\r\n\r\n";
   const std::vector<std::string> holds = whatHoldsBack(after);
   if (!holds.empty()) text += asOneText(holds) + "\r\n\r\n";
-  if (!state.lastPassCompleted || state.failedThisPass > 0 || after.refused > before.refused ||
-      after.kept > 0 || !after.stopped.empty()) {
+  if (!state.lastPassCompleted || state.failedThisPass > 0 || hasProblem(before, after)) {
     return text + "There was a problem; please see the log.";
   }
   return text +
@@ -72,6 +71,12 @@ bool frmRelaybird::mayTest() {
   if (state().forwardingOn) {
     say("Email forwarding is currently activated.  Please click the 'Stop' button to deactivate to "
         "turn off automatic forwarding before running this test",
+        "Can not Continue", BoxIcon::kExclamation);
+    return false;
+  }
+  if (testReport_) {
+    say("The forwards of the last test are still being sent.  You will receive its message box "
+        "when that is done.  Please run the next test after that.",
         "Can not Continue", BoxIcon::kExclamation);
     return false;
   }
@@ -137,6 +142,8 @@ void frmRelaybird::showTypedAddress() {
 bool frmRelaybird::testSessionOpens() {
   log_.AddToLogV(std::string(kStepPrefix) + "m_bBusyFwd");
   if (state().m_bBusyFwd || state().passRunning) {
+    say("A check is still under way.  Please run the test when it has ended.", "Can not Continue",
+        BoxIcon::kExclamation);
     return false;
   }
   const BusyMark busy(state());

@@ -212,6 +212,46 @@ TEST_F(TestCycleTest, ABusyProgramEndsItWithoutAPass) {
   EXPECT_TRUE(main().cmdForwardNow.enabled());
 }
 
+// The user had answered two questions, and then nothing came.
+TEST_F(TestCycleTest, ATestThatABusyProgramDoesNotRunSaysWhy) {
+  oneAddress();
+  (void)program();
+  agree();
+  state().passRunning = true;
+  EXPECT_FALSE(main().testCycle());
+  EXPECT_EQ(boxLine(dialogs_.boxes.back()),
+            "Can not Continue|A check is still under way.  Please run the test when it has "
+            "ended.|exclamation|OK");
+}
+
+// The second one took the report of the first one, and its counts, for its own.
+TEST_F(TestCycleTest, ASecondTestWhileForwardsAreBeingSentLeavesTheFirstItsClosingBox) {
+  oneAddress();
+  (void)program();
+  deliver("lunch");
+  store_.setSyncEndsByItself(false);
+  agree();
+  runTest();
+  events_.runUntilIdle();
+  ASSERT_TRUE(main().cmdForwardNow.enabled());
+  dialogs_.boxes.clear();
+  runTest();
+  EXPECT_THAT(boxLines(),
+              ElementsAre("Can not Continue|The forwards of the last test are still being sent.  "
+                          "You will receive its message box when that is done.  Please run the "
+                          "next test after that.|exclamation|OK"));
+  EXPECT_TRUE(main().cmdForwardNow.enabled());
+  store_.endSyncs();
+  events_.runUntilIdle();
+  letPass(std::chrono::seconds{1});
+  ASSERT_EQ(dialogs_.boxes.size(), 2U);
+  EXPECT_THAT(dialogs_.boxes[1].text,
+              HasSubstr("1 unread message was looked at and 1 was forwarded."));
+  agree();
+  runTest();
+  EXPECT_EQ(dialogs_.boxes[2].title, "Test Explanation:");
+}
+
 TEST_F(TestCycleTest, AnApplicationThatCannotBeOpenedIsTold) {
   oneAddress();
   (void)program();
