@@ -115,7 +115,7 @@ void ConsoleApplication::makeForms() {
       *forms_, core_.store().outgoing(),
       std::vector<Fact>{{"version", core_.identity().versionText},
                         {"mail-store", core_.mailbox().store + " " + core_.mailbox().place}},
-      std::move(manual_));
+      std::move(manual_), userDecimalSeparator());
   session_ = std::make_unique<ConsoleSession>(SessionWorld{
       loop_, loop_, *lines_, *output_, *dialogs_, *program_, input_, [this] { end(); }});
   screen_.onEnd([this] { session_->end(); });

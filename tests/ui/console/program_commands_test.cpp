@@ -16,8 +16,8 @@ class ProgramCommandsTest : public ProgramTest {
  protected:
   ProgramCommands& commands() {
     if (!commands_) {
-      commands_ =
-          std::make_unique<ProgramCommands>(program(), outgoing_, std::vector<Fact>{}, Manual{});
+      commands_ = std::make_unique<ProgramCommands>(program(), outgoing_, std::vector<Fact>{},
+                                                    Manual{}, decimalSeparator_);
     }
     return *commands_;
   }
@@ -141,9 +141,63 @@ TEST_F(ProgramCommandsTest, ATestWhoseCheckHadAProblemIsAnError) {
     store_.setHook([failing](std::string_view call) {
       if (call == failing) throw MailStoreError("the disk is full");
     });
-    EXPECT_EQ(test(), "there was a problem; the log tells of it");
+    EXPECT_EQ(test(), "there was a problem; see the log");
     store_.setHook({});
+    events_.runUntilIdle();
   }
+}
+
+// It looked at the check alone, while the closing box called the same test a problem.
+TEST_F(ProgramCommandsTest, ATestWhoseForwardsAreHeldBackIsAnErrorThatCountsThem) {
+  oneAddress();
+  outgoing_.now.outbox = "/state/outbox";
+  outgoing_.now.refused = 2;
+  outgoing_.now.left = 4;
+  (void)program();
+  deliver("lunch");
+  store_.setHook([this](std::string_view call) {
+    if (call == "SafeItem.send") {
+      outgoing_.now.refused = 3;
+      outgoing_.now.left = 5;
+      outgoing_.now.kept = 1;
+      outgoing_.waits = 1;
+    }
+  });
+  EXPECT_EQ(test(),
+            "1 message has left this computer, 1 was refused for good, and 1 waits in the outbox "
+            "/state/outbox. 1 message was refused for now and kept for a later try.");
+}
+
+TEST_F(ProgramCommandsTest, ATestWhoseForwardsOnlyWaitForTheirTurnIsNoError) {
+  oneAddress();
+  outgoing_.now.outbox = "/state/outbox";
+  outgoing_.now.refused = 2;
+  outgoing_.waits = 1;
+  (void)program();
+  deliver("lunch");
+  EXPECT_EQ(test(), "ok");
+}
+
+// "7,5" was stored as 7.5, and answered as an error.
+TEST_F(ProgramCommandsTest, ANumberWithTheUsersDecimalCommaIsStoredAndNoError) {
+  decimalSeparator_ = ",";
+  oneAddress();
+  (void)program();
+  for (const char* value : {"7,5", "7.5", "30"}) {
+    EXPECT_EQ(said(commands().changeSetting("txtMinutes", value)), "ok") << value;
+  }
+  EXPECT_EQ(said(commands().changeSetting("txtMinutes", "7,5")), "ok");
+  EXPECT_EQ(control("frmPrefs", "txtMinutes").text(), "7.5");
+}
+
+// Filling the dialog raised the rule between the two options, and its box waited in a script.
+TEST_F(ProgramCommandsTest, ListingTheSettingsOpensNoBox) {
+  oneAddress("mbolTurnOnFwdOnStartup=1\n");
+  (void)program();
+  control("frmPrefs", "chkForwardingOnAtStartup").setValue(0);
+  control("frmPrefs", "chkForwardStart").setValue(1);
+  (void)commands().settings();
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
 }
 
 TEST_F(ProgramCommandsTest, ASettingIsStoredHoweverItsValueIsWritten) {

@@ -11,8 +11,13 @@
 namespace relaybird {
 
 ProgramCommands::ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
-                                 std::vector<Fact> facts, Manual manual)
-    : forms_(forms), outgoing_(outgoing), facts_(std::move(facts)), manual_(std::move(manual)) {}
+                                 std::vector<Fact> facts, Manual manual,
+                                 std::string decimalSeparator)
+    : forms_(forms),
+      outgoing_(outgoing),
+      facts_(std::move(facts)),
+      manual_(std::move(manual)),
+      decimalSeparator_(std::move(decimalSeparator)) {}
 
 Result<void> ProgramCommands::mainWindowTakesInput() {
   const Form* before = forms_.main().modal();
@@ -41,11 +46,21 @@ Result<void> ProgramCommands::test() {
   if (!forwardingOn() && !forms_.main().cmdForwardNow.enabled()) {
     return Error{0, "a test is under way"};
   }
+  const OutgoingState before = outgoing_.state();
   if (!forms_.main().testCycle()) return Error{0, "the test was not run"};
   const EngineState& state = forms_.main().engine().state();
-  const bool problem = !state.lastPassCompleted || state.failedThisPass > 0;
-  // One that waits for its synchronisation tells by its box what came of it.
-  if (problem && !state.testCycle) return Error{0, "there was a problem; the log tells of it"};
+  // The closing box says what came of a check that waits for its synchronisation, and of forwards
+  // that are still being sent.
+  if (state.testCycle) return {};
+  if (!state.lastPassCompleted || state.failedThisPass > 0) {
+    return Error{0, "there was a problem; see the log"};
+  }
+  const OutgoingState after = outgoing_.state();
+  if (!after.outbox.empty() && hasProblem(before, after)) {
+    std::vector<std::string> sentences = whatHoldsBack(after);
+    sentences.insert(sentences.begin(), whatBecame(before, after, outgoing_.waiting()));
+    return Error{0, asOneText(sentences)};
+  }
   return {};
 }
 
@@ -97,7 +112,7 @@ std::vector<Fact> ProgramCommands::status() {
 
 /// A closed dialog may still hold a value that was refused: it is filled as for opening it.
 std::vector<Setting> ProgramCommands::settings() {
-  if (!forms_.settings().visible()) forms_.main().prf().ClassToForm();
+  if (!forms_.settings().visible()) forms_.settings().fillSilently();
   return settingsOf(forms_.settings(), forms_.settings().tabPrefs);
 }
 
@@ -110,7 +125,7 @@ Result<void> ProgramCommands::changeSetting(std::string_view name, const std::st
   }
   forms_.main().showprefs();
   auto changed = setControl(*control, value);
-  if (changed && !holdsValue(*control, value)) {
+  if (changed && !holdsValue(*control, value, decimalSeparator_)) {
     changed = Error{0, control->name() + " was not changed: the box that came up says why"};
   }
   if (changed) changed = storeSetting(*control, value);
@@ -126,7 +141,7 @@ Result<void> ProgramCommands::storeSetting(const Control& control, const std::st
     dialog.fillSilently();
     return Error{0, "the settings were not stored: the box that came up says why"};
   }
-  if (!holdsValue(control, value)) {
+  if (!holdsValue(control, value, decimalSeparator_)) {
     return Error{
         0, control.name() + " is now " + inQuotes(valueOf(control)) + ", not " + inQuotes(value)};
   }

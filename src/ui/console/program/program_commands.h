@@ -25,9 +25,10 @@ struct Manual {
 /// are refused while another window stands in front of the main one.
 class ProgramCommands : public ConsoleProgram {
  public:
-  /// `facts` come first in what status() says. `forms` and `outgoing` must outlive it.
+  /// `facts` come first in what status() says. The user's numbers may have `decimalSeparator` in
+  /// place of the point. `forms` and `outgoing` must outlive it.
   ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing, std::vector<Fact> facts,
-                  Manual manual);
+                  Manual manual, std::string decimalSeparator);
 
   std::vector<Form*> forms() override { return forms_.forms(); }
   Result<void> start() override;
@@ -57,6 +58,7 @@ class ProgramCommands : public ConsoleProgram {
   OutgoingMail& outgoing_;
   std::vector<Fact> facts_;
   Manual manual_;
+  std::string decimalSeparator_;
 };
 
 }  // namespace relaybird

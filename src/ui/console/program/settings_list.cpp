@@ -31,9 +31,10 @@ std::string asList(const std::string& text) {
   return FormTextToArray(text, entries) < 0 ? text : MakeStringFromArray(entries);
 }
 
-bool sameText(const std::string& one, const std::string& other) {
-  const auto number = readNumber(one);
-  return one == other || (number && number == readNumber(other)) || asList(one) == asList(other);
+bool sameText(const std::string& one, const std::string& other, std::string_view separator) {
+  const auto number = readNumber(withPoint(one, separator));
+  return one == other || (number && number == readNumber(withPoint(other, separator))) ||
+         asList(one) == asList(other);
 }
 
 std::string tabCaption(const Control& tabs, int tab) {
@@ -50,8 +51,11 @@ std::string valueOf(const Control& control) {
   return position < control.list().size() ? control.list()[position] : "";
 }
 
-bool holdsValue(const Control& control, const std::string& value) {
-  if (control.kind() == ControlKind::kTextBox) return sameText(control.text(), value);
+bool holdsValue(const Control& control, const std::string& value,
+                std::string_view decimalSeparator) {
+  if (control.kind() == ControlKind::kTextBox) {
+    return sameText(control.text(), value, decimalSeparator);
+  }
   const std::string word = asciiLower(value);
   if (hasOwnCaption(control)) return control.checked() == (word == "1" || word == "on");
   return asciiLower(valueOf(control)) == word || std::to_string(control.value()) == value;

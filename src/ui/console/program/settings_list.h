@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ui/console/console_program.h"
@@ -14,8 +15,9 @@ namespace relaybird {
 std::vector<Setting> settingsOf(const Form& form, const Control& tabs);
 
 /// Whether a field shows what `value` asks for, as `set` takes it: numbers and lists may be written
-/// in another way.
-bool holdsValue(const Control& control, const std::string& value);
+/// in another way, numbers also with `decimalSeparator` in place of the point.
+bool holdsValue(const Control& control, const std::string& value,
+                std::string_view decimalSeparator);
 
 /// The value of one field, as in settingsOf().
 std::string valueOf(const Control& control);
