@@ -49,9 +49,12 @@ class DesktopCase(unittest.TestCase):
         return self.desktop.run([self.program_file], self.home, environment, scale)
 
     def end(self):
-        """Nothing that the program said on its way may be a sanitizer's or a failed check's."""
-        said = self.program.output() if self.program else ""
+        """Nothing that a program said on its way may be a sanitizer's, a failed check's or a complaint
+        of the toolkit."""
+        said = "".join(program.output() for program in self.desktop.programs)
+        complaints = [line for program in self.desktop.programs for line in program.complaints()]
         self.desktop.end_programs()
+        self.assertEqual([], complaints)
         for word in ("AddressSanitizer", "runtime error:", "assertion failed:", "unexpected:"):
             self.assertNotIn(word, said)
 

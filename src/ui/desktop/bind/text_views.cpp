@@ -14,6 +14,8 @@ namespace {
 
 /// Between the lines of a field and its border.
 constexpr int kAroundLines = 6;
+/// Of a field of several: three stay in sight above a scroll bar, and the one beside has room.
+constexpr int kLeastLines = 4;
 
 class LabelView : public WidgetView {
  public:
@@ -46,17 +48,18 @@ class TextView : public WidgetView {
  public:
   TextView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style),
-        field_(new wxTextCtrl(
-            parent, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
-            (style.multiline ? wxTE_MULTILINE : 0) | (control.locked() ? wxTE_READONLY : 0))) {
+        field_(new wxTextCtrl(parent, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
+                              // Within a word the toolkit would break a line with a hyphen, which
+                              // no address has there.
+                              (style.multiline ? wxTE_MULTILINE | wxTE_WORDWRAP : 0) |
+                                  (control.locked() ? wxTE_READONLY : 0))) {
     if (style.widthInCharacters > 0) {
       field_->SetInitialSize(field_->GetSizeFromTextSize(
           field_->GetTextExtent(wxString('0', static_cast<std::size_t>(style.widthInCharacters)))
               .GetWidth()));
     }
     if (style.multiline) {
-      setTextMargin(*field_, field_->FromDIP(kAroundLines));
-      showScrollBars(*field_);
+      leaveRoomForLines();
     } else {
       leaveRoomForText(*field_);
     }
@@ -87,6 +90,14 @@ class TextView : public WidgetView {
   }
 
  private:
+  void leaveRoomForLines() {
+    const int margin = field_->FromDIP(kAroundLines);
+    setTextMargin(*field_, margin);
+    showScrollBars(*field_);
+    const wxSize borders = field_->GetSize() - field_->GetClientSize();
+    field_->SetMinSize({-1, kLeastLines * field_->GetCharHeight() + 2 * margin + borders.y});
+  }
+
   /// A field that takes no input shows again what it holds.
   void edited() {
     byUser(control_, [this](Control& control) { control.setText(fromWx(field_->GetValue())); });

@@ -92,6 +92,16 @@ int widthOfTopics(wxTreeCtrl& contents) {
          std::max(0, wxSystemSettings::GetMetric(wxSYS_VSCROLL_X, &contents));
 }
 
+/// The toolkit lays a tab out when it is first seen. Until then its lists would be too small for
+/// their own scroll bars.
+void layOutTabs(const wxBookCtrlBase& tabs, const wxSize& size) {
+  for (std::size_t tab = 0; tab < tabs.GetPageCount(); ++tab) {
+    if (wxSizer* parts = tabs.GetPage(tab)->GetSizer()) {
+      parts->SetDimension(wxPoint(0, 0), size);
+    }
+  }
+}
+
 /// Large enough for a page beside all names of the contents, as far as the screen is. Where that is
 /// too small, the contents give way to the page, but not the tabs.
 void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
@@ -103,9 +113,23 @@ void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
   wxSize size(beside + kPageColumns * frame.GetCharWidth(), kPageLines * frame.GetCharHeight());
   size.DecTo(wxDisplay(&frame).GetClientArea().GetSize());
   frame.SetSize(size);
+  frame.SendSizeEvent();  // also where the toolkit has remembered that size
   frame.CentreOnParent();
   help.GetSplitterWindow()->SetSashPosition(std::max(std::min(beside, size.x / 2), least));
   contents.EnsureVisible(contents.GetRootItem());
+  if (tabs != nullptr) {
+    layOutTabs(*tabs, {beside, size.y / 2});
+  }
+}
+
+/// Now and then the toolkit makes the window a pixel high for a moment, before it is shown: when it
+/// learns only then how wide the window manager's borders are. Parts that were laid out in that
+/// would complain.
+void layOutWhereThereIsRoom(wxHtmlHelpWindow& help) {
+  help.Bind(wxEVT_SIZE, [&help](wxSizeEvent& event) {
+    const int least = help.GetToolBar()->GetBestSize().y;
+    event.Skip(event.GetSize().x > least && event.GetSize().y > least);
+  });
 }
 
 /// Also where the keys are in a part that takes Escape itself, and does nothing with it.
@@ -188,6 +212,7 @@ void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
   followTheme(*help.GetHtmlWindow());
   leaveRoomInFields(help);
   giveRoom(frame, help);
+  layOutWhereThereIsRoom(help);
   closeOnEscape(frame);
 }
 

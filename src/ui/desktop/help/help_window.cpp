@@ -43,6 +43,20 @@ void addFile(const std::string& name, std::string_view bytes) {
   }
 }
 
+/// Finishes each window before it is seen: shown as small as the toolkit makes it, its parts would
+/// have less room than they can do with.
+class Controller : public wxHtmlHelpController {
+ public:
+  using wxHtmlHelpController::wxHtmlHelpController;
+
+ protected:
+  wxHtmlHelpFrame* CreateHelpFrame(wxHtmlHelpData* data) override {
+    wxHtmlHelpFrame* frame = wxHtmlHelpController::CreateHelpFrame(data);
+    finishHelpFrame(*frame, *frame->GetHelpWindow());
+    return frame;
+  }
+};
+
 }  // namespace
 
 HelpWindow::HelpWindow(std::function<wxWindow*()> owner) : owner_(std::move(owner)) {}
@@ -59,17 +73,7 @@ Result<void> HelpWindow::show(const std::string& file) {
     }
   }
   controller_->DisplayContents();
-  finish();
   return {};
-}
-
-void HelpWindow::finish() {
-  wxHtmlHelpWindow* help = controller_->GetHelpWindow();
-  wxHtmlHelpFrame* frame = controller_->GetFrame();
-  if (help != nullptr && frame != nullptr && finished_ != frame) {
-    finishHelpFrame(*frame, *help);
-    finished_ = frame;
-  }
 }
 
 Result<void> HelpWindow::load(const std::string& file) {
@@ -86,7 +90,7 @@ Result<void> HelpWindow::load(const std::string& file) {
   }
   addFile(kProject, kProjectText);
   pages_.emplace_back(kProject);
-  controller_ = std::make_unique<wxHtmlHelpController>(
+  controller_ = std::make_unique<Controller>(
       wxHF_TOOLBAR | wxHF_CONTENTS | wxHF_INDEX | wxHF_SEARCH | wxHF_PRINT, owner_());
   controller_->SetShouldPreventAppExit(false);
   if (!controller_->AddBook(wxString("memory:") + kProject)) {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <wx/toplevel.h>
-#include <wx/weakref.h>
 #include <wx/window.h>
 
 #include <functional>
@@ -30,13 +29,11 @@ class HelpWindow : public HelpViewer {
 
  private:
   Result<void> load(const std::string& file);
-  void finish();
   void forget();
 
   std::function<wxWindow*()> owner_;
   std::unique_ptr<wxHtmlHelpController> controller_;
   std::string loaded_;
-  wxWeakRef<wxWindow> finished_;  ///< once; then it is as the user wants it
   std::vector<std::string> pages_;
 };
 

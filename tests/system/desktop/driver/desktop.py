@@ -64,7 +64,7 @@ class Desktop:
         self.screen = screen
         self.environment = {k: v for k, v in os.environ.items() if k not in _FOREIGN}
         self._servants = []
-        self._programs = []
+        self.programs = []
         self._folder = None
         self._pixels = None
         self._session_bus = None
@@ -94,14 +94,14 @@ class Desktop:
     def run(self, command, home, environment=None, scale=1):
         """Starts a program at that home. `scale` is what the environment sets GDK_SCALE to."""
         program = Program(self, command, home, environment or {}, scale)
-        self._programs.append(program)
+        self.programs.append(program)
         return program
 
     def end_programs(self):
         """Ends whatever still runs, by force if it has to be."""
-        for program in self._programs:
+        for program in self.programs:
             program.kill()
-        self._programs.clear()
+        self.programs.clear()
 
     def xdotool(self, *arguments):
         """Runs one xdotool command line and answers what it printed."""

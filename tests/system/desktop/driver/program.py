@@ -3,6 +3,7 @@
 
 import contextlib
 import os
+import re
 import signal
 import subprocess
 import tempfile
@@ -13,6 +14,18 @@ from .waiting import TooLate, wait_for
 from .widgets import Widget, Window
 
 _WINDOWS = ("alert", "dialog", "file chooser", "frame")
+
+# What the toolkit and its libraries say of a program that misuses them.
+_COMPLAINT = re.compile(r"\S+-(?:CRITICAL|WARNING) \*\*: [0-9:.]+: (.*)")
+# What GTK says of itself whatever the program does: it walks past the top of its own tree when an
+# assistive tool picks an entry of a closed menu, and drops a relation that it has not yet made when
+# one asks for those of an option button.
+_OF_ITSELF = (
+    "gdk_window_get_window_type: assertion 'GDK_IS_WINDOW (window)' failed",
+    "invalid cast from 'GtkToplevelAccessible' to 'GtkAccessible'",
+    "gtk_accessible_get_widget: assertion 'GTK_IS_ACCESSIBLE (accessible)' failed",
+    "atk_relation_get_relation_type: assertion 'ATK_IS_RELATION (relation)' failed",
+)
 
 
 class Program:
@@ -76,6 +89,11 @@ class Program:
     def output(self):
         """All that it has written so far."""
         return os.pread(self._output.fileno(), 1 << 20, 0).decode(errors="replace")
+
+    def complaints(self):
+        """What the toolkit had to say of it so far, but for what it says of itself."""
+        return [line for line in self.output().splitlines()
+                if (found := _COMPLAINT.search(line)) and found[1] not in _OF_ITSELF]
 
     def running(self):
         return self.process.poll() is None

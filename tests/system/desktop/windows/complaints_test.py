@@ -1,0 +1,84 @@
+# SPDX-License-Identifier: MIT
+"""The toolkit has nothing to complain of, whatever is shown. DesktopCase.end asks that after every
+test; here are the cases in which something was found once, and some in which it is likely."""
+
+import desktop_case
+from desktop_case import MAIN, DesktopCase, show_tab
+from driver.theme import ThemeSetting
+from every_window import every_window
+
+ADDRESSES = "Forward to the following address(es) (separate with semicolons):"
+LINES = 3
+MANY = {"mstrFwdToAddress_num": 60,
+        **{f"mstrFwdToAddress_{number}": f"friend{number}@sms.example.net"
+           for number in range(1, 61)}}
+
+
+class Complaints(DesktopCase):
+    SCREEN = "2600x2000"
+
+    def assert_no_complaint(self):
+        self.assertEqual([], self.program.complaints())
+
+    def test_a_complaint_is_noticed(self):
+        said = "(relaybird:1): Gtk-CRITICAL **: 12:00:00.000: gtk_widget_show: assertion 'x' failed"
+        self.program = self.desktop.run(["/bin/sh", "-c", 'echo "$0" >&2', said], self.home)
+        self.program.wait()
+        self.assertRaises(AssertionError, self.end)
+
+    def test_none_while_every_window_has_large_letters(self):
+        self.start({"GDK_DPI_SCALE": "2", "GTK_THEME": "Adwaita:dark"}, **MANY)
+        for word, _ in every_window(self):
+            with self.subTest(word):
+                self.assert_no_complaint()
+
+    def test_none_while_the_theme_changes(self):
+        with ThemeSetting(self.desktop, "Adwaita") as setting:
+            self.start()
+            self.open_log()
+            settings = self.open_settings("Sender")
+            for theme in ("HighContrastInverse", "Adwaita"):
+                setting.change(theme)
+                show_tab(settings, "Text")
+                show_tab(settings, "General")
+            self.assert_no_complaint()
+
+    def test_none_of_a_manual_that_is_opened_again_and_again(self):
+        """It was laid out in a window of a few pixels, before it was seen."""
+        main = self.start()
+        for _ in range(6):
+            main.choose("Help", "Help Index...")
+            self.program.window("Help: ...").close()
+        self.assert_no_complaint()
+
+    def test_none_of_more_addresses_than_a_field_shows(self):
+        """Its scroll bar had no room."""
+        main = self.start(**MANY)
+        self.assert_lines(main.find("Forwards to [60 addresses]:", "text"))
+        self.assert_lines(self.open_settings("General").find(ADDRESSES, "text"))
+        self.assert_no_complaint()
+
+    def assert_lines(self, field):
+        """Several lines are whole in sight."""
+        top, height = field.extents[1], field.extents[3]
+        tops = sorted({field.accessible.letter_extents(position)[1]
+                       for position in range(0, len(field.text), 10)})
+        letter = field.accessible.letter_extents(0)[3]
+        self.assertGreaterEqual(len([each for each in tops
+                                     if top <= each and each + letter <= top + height]), LINES)
+
+    def test_none_of_an_address_longer_than_its_field(self):
+        """Nor is it broken, with a hyphen that it does not have."""
+        address = "a-name-that-goes-on." + "andon" * 20 + "@example.net"
+        self.start(mstrFwdToAddress_1="ann@example.net; " + address)
+        self.program.window(MAIN)
+        field = self.open_settings("General").find(ADDRESSES, "text")
+        begin = field.text.index("andon")
+        tops = {field.accessible.letter_extents(position)[1]
+                for position in range(begin, field.text.index("@example.net; ", begin))}
+        self.assertEqual(1, len(tops))
+        self.assert_no_complaint()
+
+
+if __name__ == "__main__":
+    desktop_case.main()
