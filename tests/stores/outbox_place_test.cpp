@@ -13,6 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 class OutboxPlaceTest : public testing::Test {
@@ -91,12 +93,62 @@ TEST_F(OutboxPlaceTest, AProgramOfAnEarlierReleaseIsNotPassedBy) {
   EXPECT_FALSE(fs::exists(state + "/outbox-2"));
 }
 
-TEST_F(OutboxPlaceTest, TheOutboxOfAMailboxThatWasMovedGoesOnWithWhatWaitsInIt) {
+TEST_F(OutboxPlaceTest, AMailboxThatWasMovedFindsItsOutboxAgain) {
   folderOf(ann);
   leaveWaiting(state + "/outbox");
-  fs::rename(ann, temp.path("Elsewhere"));
-  EXPECT_EQ(folderOf(work), state + "/outbox") << "or it would be nobody's";
-  EXPECT_EQ(folderOf(temp.path("Elsewhere")), state + "/outbox-2");
+  const std::string elsewhere = temp.path("Elsewhere");
+  fs::rename(ann, elsewhere);
+  EXPECT_EQ(folderOf(work), state + "/outbox-2");
+  EXPECT_EQ(folderOf(elsewhere), state + "/outbox");
+  EXPECT_THAT(readBytes(state + "/outbox/mailbox"), testing::StartsWith(elsewhere + "\n"));
+}
+
+// Another mailbox took it over with its journal, and the one that came back forwarded again what
+// the journal knew.
+TEST_F(OutboxPlaceTest, AMailboxThatIsOnlyNotMountedKeepsItsOutbox) {
+  folderOf(ann);
+  leaveWaiting(state + "/outbox");
+  fs::rename(ann + "/new", ann + "/unmounted");
+  const auto other = open(work);
+  EXPECT_EQ(other->folder(), state + "/outbox-2");
+  EXPECT_THAT(place(work).leftIn(other->folder()),
+              ElementsAre("Forwards (1) wait in the outbox " + state +
+                          "/outbox, and nobody delivers them: the mailbox " + ann +
+                          " is not there now. To have them sent from here, move the files of " +
+                          state + "/outbox/new to " + state + "/outbox-2/new"));
+  fs::rename(ann + "/unmounted", ann + "/new");
+  EXPECT_EQ(folderOf(ann), state + "/outbox");
+}
+
+TEST_F(OutboxPlaceTest, ACopyOfAMailboxHasAnOutboxOfItsOwn) {
+  folderOf(ann);
+  const std::string copy = temp.path("Copy");
+  fs::copy(ann, copy, fs::copy_options::recursive);
+  EXPECT_EQ(folderOf(copy), state + "/outbox-2");
+}
+
+// The inode of a mailbox that was made anew may be another mailbox's by now.
+TEST_F(OutboxPlaceTest, AMailboxThatIsThereKeepsItsOutboxWhateverInodeItsNoteNames) {
+  folderOf(ann);
+  folderOf(work);
+  const std::string notes[] = {state + "/outbox/mailbox", state + "/outbox-2/mailbox"};
+  const std::string identity = readBytes(notes[1]).substr(work.size());
+  writeBytes(notes[0], ann + identity);
+  fs::remove_all(state + "/outbox-2");
+  EXPECT_EQ(folderOf(work), state + "/outbox-2");
+  EXPECT_EQ(folderOf(ann), state + "/outbox");
+}
+
+TEST_F(OutboxPlaceTest, ANoteOfAnEarlierReleaseIsKnown) {
+  folderOf(ann);
+  const std::string note = state + "/outbox/mailbox";
+  const std::string whole = readBytes(note);
+  for (const std::string& text : {ann + "\n", ann}) {
+    writeBytes(note, text);
+    EXPECT_EQ(folderOf(work), state + "/outbox-2");
+    EXPECT_EQ(folderOf(ann), state + "/outbox");
+    EXPECT_EQ(readBytes(note), whole);
+  }
 }
 
 TEST_F(OutboxPlaceTest, AMailboxThatIsAwayForAWhileKeepsTheOutboxThatItsProgramHasOpen) {
@@ -105,11 +157,29 @@ TEST_F(OutboxPlaceTest, AMailboxThatIsAwayForAWhileKeepsTheOutboxThatItsProgramH
   EXPECT_EQ(folderOf(work), state + "/outbox-2");
 }
 
-TEST_F(OutboxPlaceTest, ANoteThatCannotBeReadIsNoLeaveToTakeTheOutbox) {
+// Its own mailbox made a new one, without the journal, and what waited in this one stayed there.
+TEST_F(OutboxPlaceTest, AnOutboxWhoseNoteCannotBeReadIsNeitherLeftNorTaken) {
   folderOf(ann);
-  fs::remove(state + "/outbox/mailbox");
-  fs::create_directory(state + "/outbox/mailbox");
-  EXPECT_EQ(folderOf(work), state + "/outbox-2");
+  folderOf(work);
+  const std::string note = state + "/outbox/mailbox";
+  fs::remove(note);
+  fs::create_directory(note);
+  for (const std::string& mailbox : {ann, temp.path("Third")}) {
+    EXPECT_THAT(whyNot(mailbox),
+                AllOf(HasSubstr("It cannot be told which mailbox the outbox " + state +
+                                "/outbox belongs to: Cannot open " + note),
+                      EndsWith(". See to it that this file can be read, or remove it if the outbox "
+                               "is the one of the mailbox " +
+                               mailbox)));
+  }
+  EXPECT_EQ(folderOf(work), state + "/outbox-2") << "its own note can be read";
+  EXPECT_FALSE(fs::exists(state + "/outbox-3"));
+  EXPECT_THAT(whyNot(ann, state + "/outbox"), HasSubstr("It cannot be told"));
+  fs::remove(note);
+  writeBytes(note, "");
+  EXPECT_THAT(whyNot(ann), HasSubstr(note + " is empty"));
+  fs::remove(note);
+  EXPECT_EQ(folderOf(ann), state + "/outbox");
 }
 
 /// A disk on which another mailbox's program takes the outbox between the look and the lock.
@@ -143,11 +213,32 @@ TEST_F(OutboxPlaceTest, ANamedOutboxThatTwoMailboxesAreToShareIsRefusedInPlainWo
                 "section [mail], or leave that key out");
 }
 
-TEST_F(OutboxPlaceTest, ANamedOutboxThatIsFreeIsTaken) {
+TEST_F(OutboxPlaceTest, ANamedOutboxIsKept) {
   const std::string named = temp.path("named");
   EXPECT_EQ(folderOf(ann, named), named);
-  EXPECT_EQ(folderOf(work, named), named);
+  EXPECT_EQ(folderOf(ann, named), named);
   EXPECT_FALSE(fs::exists(state + "/outbox"));
+}
+
+// The second mailbox had the note written anew, and went on with the journal of the first.
+TEST_F(OutboxPlaceTest, ANamedOutboxIsNotTakenFromTheMailboxThatItsNoteNames) {
+  const std::string named = temp.path("named");
+  folderOf(ann, named);
+  const std::string note = readBytes(named + "/mailbox");
+  fs::remove(named + "/cur");  // whoever opens it makes it anew
+  EXPECT_EQ(whyNot(work, named),
+            "The outbox " + named + " belongs to the mailbox " + ann +
+                ". Two mailboxes cannot share an outbox: name another folder in the key outbox of "
+                "section [mail], or leave that key out");
+  fs::rename(ann, temp.path("away"));
+  EXPECT_EQ(whyNot(work, named), "The outbox " + named + " belongs to the mailbox " + ann +
+                                     ", which is not there now. If the mailbox " + work +
+                                     " has taken its place, remove the file " + named + "/mailbox");
+  EXPECT_EQ(readBytes(named + "/mailbox"), note);
+  EXPECT_FALSE(fs::exists(named + "/cur")) << "it was opened";
+  EXPECT_EQ(folderOf(temp.path("away"), named), named) << "it was moved";
+  fs::remove(named + "/mailbox");
+  EXPECT_EQ(folderOf(work, named), named);
 }
 
 TEST_F(OutboxPlaceTest, SaysWhatWaitsInAnOutboxThatNoProgramHas) {

@@ -307,8 +307,8 @@ TEST(ConsoleScript, ASecondMailboxOfAUserForwardsBesideTheFirst) {
     EXPECT_EQ(each->wait(), 0);
   }
   EXPECT_EQ(home.forwarded(), (std::set<std::string>{"first 1"}));
-  EXPECT_EQ(readBytes(home.folder().path("state/rbx/outbox-2/mailbox")),
-            other.folder().path("Maildir") + "\n");
+  EXPECT_TRUE(readBytes(home.folder().path("state/rbx/outbox-2/mailbox"))
+                  .starts_with(other.folder().path("Maildir") + "\n"));
   EXPECT_FALSE(std::filesystem::is_empty(home.folder().path("state/rbx/outbox-2/new")));
 }
 

@@ -76,7 +76,8 @@ void MaildirMailbox::openOutbox() {
   }
   requireAlone();
   settings_.address = wireAddress(settings_.address);
-  OutboxPlace place = outboxPlace();
+  const std::string maildir = orThrow(world_.files.resolve(settings_.maildir));
+  OutboxPlace place(world_.files, maildir, settings_.stateFolder, settings_.outbox);
   auto outbox = orThrow(place.open(world_.clock, world_.random));
   const std::string keyFile = settings_.stateFolder + "/trace-key";
   if (!MakeFolderPath(world_.files, keyFile)) {
@@ -272,13 +273,12 @@ void MaildirMailbox::deliver(std::function<void()> done) {
   delivery_->flush(std::move(done));
 }
 
-OutboxPlace MaildirMailbox::outboxPlace() const {
-  const auto real = world_.files.resolve(settings_.maildir);
-  return {world_.files, real ? *real : settings_.maildir, settings_.stateFolder, settings_.outbox};
-}
-
 std::string MaildirMailbox::outboxFolder() const {
-  return outbox_ ? outbox_->folder() : outboxPlace().where();
+  if (outbox_) return outbox_->folder();
+  const auto maildir = world_.files.resolve(settings_.maildir);
+  return OutboxPlace(world_.files, maildir ? *maildir : settings_.maildir, settings_.stateFolder,
+                     settings_.outbox)
+      .where();
 }
 
 OutgoingState MaildirMailbox::outgoing() {

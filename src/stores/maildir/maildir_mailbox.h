@@ -15,7 +15,6 @@
 #include "engine/store/outgoing_mail.h"
 #include "stores/address/address_book.h"
 #include "stores/maildir/disk/maildir_folder.h"
-#include "stores/maildir/disk/outbox_place.h"
 #include "stores/maildir/disk/read_marks.h"
 #include "stores/maildir/maildir_settings.h"
 #include "stores/maildir/maildir_world.h"
@@ -95,7 +94,6 @@ class MaildirMailbox {
   void requireAlone();
   void requireOpen();
   void openOutbox();
-  OutboxPlace outboxPlace() const;
   std::string outboxFolder() const;
   void deliverAgain();
   std::optional<Mailbox> fromAddressBook(const std::string& name);

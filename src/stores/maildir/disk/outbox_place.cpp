@@ -9,9 +9,15 @@ namespace relaybird {
 namespace {
 
 constexpr const char* kNote = "/mailbox";
+/// Begins the last line of a note, behind the path's line break.
+constexpr std::string_view kIdentity = "\nfolder ";
 constexpr std::size_t kLargestNote = 8192;  // PATH_MAX and more
 /// Others may take what was chosen before it is locked, but hardly all the time.
 constexpr int kTries = 5;
+
+constexpr const char* kShareNone =
+    ". Two mailboxes cannot share an outbox: name another folder in the key outbox of section "
+    "[mail], or leave that key out";
 
 /// "outbox", "outbox-2", "outbox-3".
 std::string nameOf(std::size_t number) {
@@ -22,17 +28,18 @@ std::string nameOf(std::size_t number) {
 
 Result<std::unique_ptr<Outbox>> OutboxPlace::open(const Clock& clock, const RandomBytes& random) {
   for (int tries = 1;; ++tries) {
-    const std::string folder = named_.empty() ? choose() : named_;
+    const auto [folder, refusal] = choose();
+    if (refusal) return *refusal;
     auto outbox = Outbox::open(files_, clock, random, folder, folder + "/journal");
     // Between the look and the lock another mailbox's program may have taken it.
-    if (named_.empty() && isAnothers(folder)) {
-      if (tries < kTries) continue;
-      return whyNot(folder, {EWOULDBLOCK, ""});
+    if (mayOpen(folder)) {
+      if (!outbox) return whyNot(folder, outbox.error());
+      writeNote(folder);
+      return outbox;
     }
-    if (!outbox) return whyNot(folder, outbox.error());
-    // Without the note the outbox is as good, and its owner is written down at the next start.
-    if (ownerOf(folder) != mailbox_) (void)replaceFile(files_, folder + kNote, mailbox_ + "\n");
-    return outbox;
+    outbox = Error{EWOULDBLOCK, ""};  // lets go of it
+    const auto refusalNow = whyAnothers(folder);
+    if (refusalNow && (!named_.empty() || tries == kTries)) return *refusalNow;
   }
 }
 
@@ -41,30 +48,66 @@ std::vector<std::string> OutboxPlace::leftIn(const std::string& ownFolder) {
   for (const std::string& folder : known()) {
     if (folder == ownFolder) continue;
     const std::size_t waiting = waitingIn(folder);
-    if (waiting > 0 && isFree(folder)) sentences.push_back(sentence(folder, waiting));
+    if (waiting > 0 && isFree(folder)) sentences.push_back(sentence(folder, ownFolder, waiting));
   }
   return sentences;
 }
 
-std::optional<std::string> OutboxPlace::ownerOf(const std::string& folder) {
-  auto note = readFile(files_, folder + kNote, kLargestNote);
-  if (!note) return note.error().code == ENOENT ? std::nullopt : std::optional<std::string>("");
-  if (note->ends_with('\n')) note->pop_back();
-  return std::move(*note);
+/// The path may hold any byte but NUL; what stands behind it begins with a word of its own.
+Result<std::optional<OutboxPlace::Note>> OutboxPlace::noteOf(const std::string& folder) {
+  auto text = readFile(files_, folder + kNote, kLargestNote);
+  if (!text && (text.error().code == ENOENT || text.error().code == ENOTDIR)) return {std::nullopt};
+  if (!text) return text.error();
+  Note note;
+  const std::size_t mark = text->rfind(kIdentity);
+  if (mark != text->npos) {
+    note.identity = text->substr(mark + 1);
+    text->resize(mark + 1);
+  }
+  if (text->ends_with('\n')) text->pop_back();
+  note.mailbox = std::move(*text);
+  if (note.mailbox.empty()) return Error{EINVAL, folder + kNote + " is empty"};
+  return {std::move(note)};
 }
 
-bool OutboxPlace::isGone(const std::string& mailbox) {
+std::string OutboxPlace::ownerOf(const std::string& folder) {
+  const auto note = noteOf(folder);
+  return note && *note ? (*note)->mailbox : "";
+}
+
+std::string OutboxPlace::identity() {
+  const auto info = files_.inspect(mailbox_);
+  if (!info) return "";
+  return std::string(kIdentity.substr(1)) + std::to_string(info->device) + " " +
+         std::to_string(info->inode) + "\n";
+}
+
+/// Without the note the outbox is as good, and its owner is written down at the next start.
+void OutboxPlace::writeNote(const std::string& folder) {
+  const auto note = noteOf(folder);
+  const std::string self = identity();
+  if (note && *note && (*note)->mailbox == mailbox_ && (*note)->identity == self) return;
+  (void)replaceFile(files_, folder + kNote, mailbox_ + "\n" + self);
+}
+
+bool OutboxPlace::isMine(const Note& note) {
+  if (note.mailbox == mailbox_) return true;
+  return !note.identity.empty() && note.identity == identity() && !isThere(note.mailbox);
+}
+
+bool OutboxPlace::mayOpen(const std::string& folder) {
+  const auto note = noteOf(folder);
+  return note && (!*note || isMine(**note));
+}
+
+/// In doubt it is there.
+bool OutboxPlace::isThere(const std::string& mailbox) {
   const auto inbox = files_.inspect(mailbox + "/new");
-  return !inbox && (inbox.error().code == ENOENT || inbox.error().code == ENOTDIR);
+  return inbox || (inbox.error().code != ENOENT && inbox.error().code != ENOTDIR);
 }
 
 bool OutboxPlace::isFree(const std::string& folder) {
   return static_cast<bool>(files_.tryLockFolder(folder));
-}
-
-bool OutboxPlace::isAnothers(const std::string& folder) {
-  const auto owner = ownerOf(folder);
-  return owner && *owner != mailbox_ && !isGone(*owner);
 }
 
 /// The outboxes of the state folder, the first one first.
@@ -80,43 +123,75 @@ std::vector<std::string> OutboxPlace::known() {
   return folders;
 }
 
-std::string OutboxPlace::choose() {
+OutboxPlace::Choice OutboxPlace::choose() {
+  return named_.empty() ? chooseOwn() : Choice{named_, whyAnothers(named_)};
+}
+
+OutboxPlace::Choice OutboxPlace::chooseOwn() {
   const auto folders = known();
   for (const std::string& folder : folders) {
-    if (ownerOf(folder) == mailbox_) return folder;
+    if (ownerOf(folder) == mailbox_) return {folder, std::nullopt};
   }
+  std::string withoutNote;
   for (const std::string& folder : folders) {
-    const auto owner = ownerOf(folder);
-    // One without a note that is in use belongs to a program of an earlier release, perhaps on this
-    // very mailbox: opening it fails, as it must.
-    if (!owner || (!owner->empty() && isGone(*owner) && isFree(folder))) return folder;
+    const auto note = noteOf(folder);
+    if (!note) return {folder, whyAnothers(folder)};
+    if (*note && isMine(**note)) return {folder, std::nullopt};
+    // One that is in use belongs to a program of an earlier release, perhaps on this very mailbox:
+    // opening it fails, as it must.
+    if (!*note && withoutNote.empty()) withoutNote = folder;
   }
+  if (!withoutNote.empty()) return {withoutNote, std::nullopt};
   std::size_t number = 1;
   while (std::count(folders.begin(), folders.end(), stateFolder_ + "/" + nameOf(number)) > 0) {
     ++number;
   }
-  return stateFolder_ + "/" + nameOf(number);
+  return {stateFolder_ + "/" + nameOf(number), std::nullopt};
+}
+
+/// Nothing where the outbox is this mailbox's or nobody's.
+std::optional<Error> OutboxPlace::whyAnothers(const std::string& folder) {
+  const auto note = noteOf(folder);
+  if (!note) {
+    return Error{note.error().code,
+                 "It cannot be told which mailbox the outbox " + folder +
+                     " belongs to: " + note.error().text +
+                     ". See to it that this file can be read, or remove it if the outbox is the "
+                     "one of the mailbox " +
+                     mailbox_};
+  }
+  if (!*note || isMine(**note)) return std::nullopt;
+  const std::string& owner = (*note)->mailbox;
+  if (!isFree(folder)) {
+    return Error{EWOULDBLOCK, "The outbox " + folder +
+                                  " is in use by a program that works on the mailbox " + owner +
+                                  kShareNone};
+  }
+  if (isThere(owner)) {
+    return Error{EEXIST, "The outbox " + folder + " belongs to the mailbox " + owner + kShareNone};
+  }
+  return Error{EEXIST, "The outbox " + folder + " belongs to the mailbox " + owner +
+                           ", which is not there now. If the mailbox " + mailbox_ +
+                           " has taken its place, remove the file " + folder + kNote};
 }
 
 Error OutboxPlace::whyNot(const std::string& folder, const Error& error) {
   if (error.code != EWOULDBLOCK) return error;
-  const auto owner = ownerOf(folder);
-  if (!owner || owner->empty() || *owner == mailbox_) {
-    return {error.code, "The outbox " + folder + " is in use by another program"};
-  }
-  return {error.code, "The outbox " + folder +
-                          " is in use by a program that works on the mailbox " + *owner +
-                          ". Two mailboxes cannot share an outbox: name another folder in the key "
-                          "outbox of section [mail], or leave that key out"};
+  return {error.code, "The outbox " + folder + " is in use by another program"};
 }
 
-std::string OutboxPlace::sentence(const std::string& folder, std::size_t waiting) {
+std::string OutboxPlace::sentence(const std::string& folder, const std::string& ownFolder,
+                                  std::size_t waiting) {
   const std::string what = "Forwards (" + std::to_string(waiting) + ") wait in the outbox " +
                            folder + ", and nobody delivers them: ";
-  const auto owner = ownerOf(folder);
+  const std::string owner = ownerOf(folder);
   if (owner == mailbox_) return what + "the key outbox of section [mail] names another folder";
-  if (!owner || owner->empty()) return what + "it is not known whose they are";
-  return what + "no program works on the mailbox " + *owner;
+  if (owner.empty()) return what + "it is not known whose they are";
+  if (isThere(owner)) return what + "no program works on the mailbox " + owner;
+  return what + "the mailbox " + owner +
+         " is not there now. To have them sent from here, move the "
+         "files of " +
+         folder + "/new to " + ownFolder + "/new";
 }
 
 std::size_t OutboxPlace::waitingIn(const std::string& folder) {

@@ -3,9 +3,14 @@
 //
 // Unless the user names one, a mailbox has an outbox of its own in the state folder: "outbox" for
 // the first mailbox there, "outbox-2", "outbox-3" for further ones. A note in each, the file
-// "mailbox", says whose it is. One without a note, from a release that wrote none, goes to the
-// first mailbox that asks, and one whose mailbox is gone to the next: what waits in it is then
-// delivered. No outbox of a mailbox that is still there is taken away from it.
+// "mailbox", says whose it is: the Maildir's path, and its device and inode, by which one that was
+// moved is known again. An outbox without a note, from a release that wrote none, goes to the first
+// mailbox that asks.
+//
+// No outbox is ever taken from another mailbox: one that is not there may be on a disk that is not
+// mounted, and what its journal knows keeps mail from being forwarded twice. A note that cannot be
+// read may be any mailbox's; until it can be, a mailbox that finds no other outbox of its own has
+// none.
 #pragma once
 
 #include <memory>
@@ -33,22 +38,39 @@ class OutboxPlace {
   Result<std::unique_ptr<Outbox>> open(const Clock& clock, const RandomBytes& random);
 
   /// The folder that open() would choose now. Makes nothing.
-  std::string where() { return named_.empty() ? choose() : named_; }
+  std::string where() { return choose().folder; }
 
   /// Sentences for the log about what waits in other outboxes of the state folder and is not being
   /// delivered, as no program has them open.
   std::vector<std::string> leftIn(const std::string& ownFolder);
 
  private:
-  /// Empty where the note cannot be read; nothing where there is none.
-  std::optional<std::string> ownerOf(const std::string& folder);
-  bool isGone(const std::string& mailbox);
+  struct Note {
+    std::string mailbox;
+    std::string identity;  ///< empty in one of an earlier release
+  };
+  struct Choice {
+    std::string folder;
+    std::optional<Error> whyNot;  ///< why this mailbox must not open it
+  };
+
+  /// Nothing where there is no note.
+  Result<std::optional<Note>> noteOf(const std::string& folder);
+  std::string ownerOf(const std::string& folder);
+  /// The device and inode of this mailbox; empty where they cannot be had.
+  std::string identity();
+  void writeNote(const std::string& folder);
+  bool isMine(const Note& note);
+  bool mayOpen(const std::string& folder);
+  bool isThere(const std::string& mailbox);
   bool isFree(const std::string& folder);
-  bool isAnothers(const std::string& folder);
   std::vector<std::string> known();
-  std::string choose();
+  Choice choose();
+  Choice chooseOwn();
+  std::optional<Error> whyAnothers(const std::string& folder);
   Error whyNot(const std::string& folder, const Error& error);
-  std::string sentence(const std::string& folder, std::size_t waiting);
+  std::string sentence(const std::string& folder, const std::string& ownFolder,
+                       std::size_t waiting);
   std::size_t waitingIn(const std::string& folder);
 
   FileSystem& files_;
