@@ -206,15 +206,17 @@ Result<void> Outbox::place(const std::string& name) {
 
 /// Takes back a message that could not be put into place for good. True when it is certain that
 /// nothing of it is left. A rename that failed has as a rule changed nothing, but the answer of a
-/// dying disk or of a network is no proof, so both names are looked at.
+/// dying disk or of a network is no proof, so both names are looked at. What was in new/ is gone
+/// for good when that is synced: a power cut could bring the name back.
 bool Outbox::withdraw(const std::string& name) {
   const std::string inTmp = path("tmp", name);
   const std::string inNew = path("new", name);
   const auto taken = files_.remove(inNew);
-  if (taken) (void)files_.syncFolder(folder_ + "/new");
+  const bool neverThere = isAbsent(taken);
+  const bool synced = neverThere || files_.syncFolder(folder_ + "/new");
   const auto cleared = files_.remove(inTmp);
   if (cleared) return true;  // a rename leaves one name: what was in tmp/ never came to new/
-  return (taken || isAbsent(taken) || isAbsent(files_.inspect(inNew))) &&
+  return synced && (taken || neverThere || isAbsent(files_.inspect(inNew))) &&
          (isAbsent(cleared) || isAbsent(files_.inspect(inTmp)));
 }
 

@@ -113,19 +113,18 @@ Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
     if (auto listed = addNames(files_, folder_ + part, placed); !listed) return listed;
   }
   std::vector<std::string> sent;
+  std::vector<std::string> gone;
   for (const std::string& file : open) {
     if (!placed.contains(file) && inTmp.contains(file)) {
       if (auto moved = files_.rename(path("tmp", file), path("new", file)); !moved) return moved;
       inTmp.erase(file);
       placed.insert(file);
     }
-    if (placed.contains(file))
-      sent.push_back(file);
-    else
-      (void)journal_->annul(file);
+    (placed.contains(file) ? sent : gone).push_back(file);
   }
-  if (sent.empty()) return {};
+  // Also what is gone: it may have been taken out of new/ without a sync.
   if (auto synced = files_.syncFolder(folder_ + "/new"); !synced) return synced;
+  for (const std::string& file : gone) (void)journal_->annul(file);
   for (const std::string& file : sent) (void)journal_->done(file);
   return {};
 }

@@ -17,9 +17,11 @@ namespace {
 
 using testing::AnyOf;
 using testing::Conditional;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
@@ -277,6 +279,25 @@ TEST_F(OutboxTest, ASendThatWasLeftOpenIsLookedIntoBeforeItIsRepeated) {
     EXPECT_TRUE(outbox->alreadySent("entry"));
     EXPECT_EQ(outbox->waiting()->size(), 1u);
   }
+}
+
+// A power cut could bring the name in new/ back, beside the forward of the next try.
+TEST_F(OutboxTest, AForwardTakenBackIsNotCalledGoneBeforeItsFolderCouldBeSynced) {
+  auto outbox = world.open();
+  world.files.refused = [&](const std::string& step) {
+    return step == "syncFolder " + world.folder + "/new";
+  };
+  const auto sent = outbox->send("entry", "id1", writes("first"));
+  ASSERT_FALSE(sent);
+  EXPECT_THAT(sent.error().text, HasSubstr("may still go out"));
+  EXPECT_EQ(outbox->intendedMessageId("entry"), "id1");
+  world.files.reset();
+  EXPECT_FALSE(outbox->send("entry", "id1", writes("again")));
+  EXPECT_THAT(world.files.record(), Each(Not(StartsWith("create "))))
+      << "another one was written before it was found out";
+  world.files.refused = nullptr;
+  ASSERT_TRUE(outbox->send("entry", "id1", writes("once more")));
+  EXPECT_THAT(world.names("new"), SizeIs(1));
 }
 
 TEST_F(OutboxTest, AnyOneAndAnyTwoFailingStepsOfASendLoseNothingAndDoubleNothing) {
