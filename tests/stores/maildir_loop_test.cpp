@@ -84,5 +84,28 @@ TEST_F(EchoTest, ANewStartAfterEveryCheckDoesNotLetMoreLeave) {
   EXPECT_THAT(house.outbox(), SizeIs(3));
 }
 
+// The mark was bound to the path as it is written in the settings: the same mailbox by another name
+// took its own forward for a stranger's.
+TEST(OwnForward, IsKnownHoweverThePathOfTheMailboxIsWritten) {
+  MaildirHouse house;
+  const std::string link = house.temp.path("Link");
+  std::filesystem::create_directory_symlink(house.maildir, link);
+  house.deliver("new/1700000001.first", "From: bob@example.com\nSubject: Hello\n\nHello\n");
+  house.forward(house.unread()->Item(1));
+  const std::string forward = house.outbox().at(0).bytes;
+  for (const std::string& path : {house.maildir, house.maildir + "/", link, link + "/."}) {
+    SCOPED_TRACE(path);
+    house.settings.maildir = path;
+    house.open();
+    house.notices.clear();
+    const std::string name = "new/17000002" + std::to_string(path.size()) + ".back";
+    house.deliver(name, forward);
+    const auto back = house.unread()->Item(1);
+    EXPECT_NE(back->ClassName(), "MailItem");
+    EXPECT_THAT(house.notices, Contains(HasSubstr("not forwarded because")));
+    std::filesystem::remove(house.maildir + "/" + name);
+  }
+}
+
 }  // namespace
 }  // namespace relaybird

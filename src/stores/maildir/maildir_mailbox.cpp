@@ -83,7 +83,7 @@ void MaildirMailbox::openOutbox() {
   if (!MakeFolderPath(world_.files, keyFile)) {
     throw MailStoreError("The folder " + settings_.stateFolder + " cannot be made");
   }
-  trace_ = orThrow(TraceMark::open(world_.files, world_.random, keyFile, settings_.maildir));
+  trace_ = orThrow(TraceMark::open(world_.files, world_.random, keyFile, maildir));
   for (const std::string& finding : outbox->findings()) {
     world_.notice(finding);
   }
