@@ -93,9 +93,10 @@ Result<void> InstanceLock::take(Held& held, const std::string& folder, const std
   if (!lock) return lock.error();
   held.lock = std::move(*lock);
   held.noteFile = noteFile;
+  held.note = noteText(self_, place);
   // Without the note the lock holds all the same, and the next one is told less. What a killed
   // program of another user left there must not name him.
-  if (!replaceFile(files_, noteFile, noteText(self_, place))) (void)files_.remove(noteFile);
+  if (!replaceFile(files_, noteFile, held.note)) (void)files_.remove(noteFile);
   return {};
 }
 
@@ -110,8 +111,12 @@ std::string InstanceLock::whoHas(const std::string& noteFile) {
   return !note && note.error().code == EACCES ? "a program of another user" : "another program";
 }
 
+/// Another folder may be in the place of the one that was locked by now, with its holder's note.
 void InstanceLock::giveBack(Held& held) {
-  if (held.lock) (void)files_.remove(held.noteFile);
+  if (held.lock) {
+    const auto note = readFile(files_, held.noteFile, kLargestNote);
+    if (note && *note == held.note) (void)files_.remove(held.noteFile);
+  }
   held.lock.reset();
 }
 

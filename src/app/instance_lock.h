@@ -64,6 +64,7 @@ class InstanceLock {
   struct Held {
     std::unique_ptr<FolderLock> lock;
     std::string noteFile;
+    std::string note;  ///< what we have written there
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
   };

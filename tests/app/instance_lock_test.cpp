@@ -93,6 +93,25 @@ TEST_F(InstanceLockTest, AFolderPutInThePlaceOfTheLockedOneIsTakenAnew) {
   EXPECT_TRUE(program()->takeFolder(temp.path("Old")));
 }
 
+// The program that had the old folder removed the note of the one that has the new one, and nobody
+// could be told who that is.
+TEST_F(InstanceLockTest, TheNoteOfAReplacedFoldersNewHolderStays) {
+  auto first = program("first");
+  ASSERT_TRUE(first->takeFolder(mailbox));
+  fs::rename(mailbox, temp.path("Old"));
+  fs::create_directory(mailbox);
+  const auto second = program("second");
+  ASSERT_TRUE(second->takeFolder(mailbox));
+  EXPECT_FALSE(first->takeFolder(mailbox));
+  ASSERT_TRUE(first->refusedBy());
+  EXPECT_EQ(first->refusedBy()->program, "second");
+  first.reset();
+  const auto third = program();
+  EXPECT_FALSE(third->takeFolder(mailbox));
+  ASSERT_TRUE(third->refusedBy());
+  EXPECT_EQ(third->refusedBy()->program, "second");
+}
+
 TEST_F(InstanceLockTest, AFolderThatIsMissingIsNotInUse) {
   const auto taken = program()->takeFolder(temp.path("missing"));
   ASSERT_FALSE(taken);
