@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "stores/outbox/delivery/posix_command_runner.h"
+#include "stores/outbox/delivery/posix_pipe.h"
 #include "support/temp_folder.h"
 
 namespace relaybird {
@@ -99,6 +100,37 @@ TEST_F(CommandRunnerTest, TheInputIsWholeAlsoWhenTheProgramIsKilledBeforeItIsRea
   writeBytes(temp.path("go"), "");
   while (!std::filesystem::exists(temp.path("taken"))) std::this_thread::yield();
   EXPECT_EQ(readBytes(temp.path("taken")).size(), input.size());
+}
+
+/// Of the kernel that stands in for memfd_create, what it was asked for.
+std::vector<unsigned> askedFor;
+
+// Where vm.memfd_noexec is 2 every delivery failed: the file did not say that nobody executes it.
+TEST(MemoryInput, IsNeverOneThatCouldBeExecuted) {
+  askedFor.clear();
+  const auto file = makeInput("text", [](const char*, unsigned flags) {
+    askedFor.push_back(flags);
+    errno = EACCES;
+    return -1;
+  });
+  EXPECT_FALSE(file.isOpen());
+  ASSERT_THAT(askedFor, SizeIs(1)) << "a refusal is not an older kernel";
+  EXPECT_NE(askedFor[0] & 0x8U, 0U);
+}
+
+TEST(MemoryInput, IsMadeWithoutThatFlagWhereTheKernelDoesNotKnowIt) {
+  askedFor.clear();
+  const auto file = makeInput("text", [](const char* name, unsigned flags) {
+    askedFor.push_back(flags);
+    errno = EINVAL;
+    return (flags & 0x8U) != 0 ? -1 : memfd_create(name, flags);
+  });
+  ASSERT_TRUE(file.isOpen());
+  EXPECT_THAT(askedFor, SizeIs(2));
+  char text[8] = {};
+  EXPECT_EQ(read(file.get(), text, sizeof text), 4);
+  EXPECT_EQ(fcntl(file.get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+  EXPECT_LT(write(file.get(), "x", 1), 0) << "it is sealed";
 }
 
 TEST_F(CommandRunnerTest, ACommandThatDoesNotReadDoesNotEndTheProgram) {

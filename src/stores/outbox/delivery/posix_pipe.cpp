@@ -2,7 +2,6 @@
 #include "stores/outbox/delivery/posix_pipe.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,6 +13,18 @@ namespace {
 FileDescriptor aboveStandardStreams(FileDescriptor descriptor) {
   if (descriptor.get() > STDERR_FILENO) return descriptor;
   return FileDescriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+/// MFD_NOEXEC_SEAL, of Linux 6.3; headers of before have no name for it.
+constexpr unsigned kNoExecSeal = 0x8;
+
+/// Where vm.memfd_noexec is 2 the kernel refuses a file that may be executed, and an older kernel
+/// the flag that says that this one may not.
+FileDescriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
+  constexpr unsigned kFlags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
+  int number = create("message", kFlags | kNoExecSeal);
+  if (number < 0 && errno == EINVAL) number = create("message", kFlags);
+  return FileDescriptor(number);
 }
 
 }  // namespace
@@ -33,9 +44,8 @@ std::optional<Pipe> makePipe() {
   return pipe;
 }
 
-FileDescriptor makeInput(std::string_view bytes) {
-  FileDescriptor file = aboveStandardStreams(
-      FileDescriptor(memfd_create("message", MFD_CLOEXEC | MFD_ALLOW_SEALING)));
+FileDescriptor makeInput(std::string_view bytes, int (*create)(const char*, unsigned)) {
+  FileDescriptor file = aboveStandardStreams(makeMemoryFile(create));
   while (file.isOpen() && !bytes.empty()) {
     const ssize_t count = write(file.get(), bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/mman.h>
+
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -43,7 +45,9 @@ std::optional<Pipe> makePipe();
 /// Unlike a pipe it is all there before anybody reads it: its reader finds the end only where the
 /// bytes end, also when this program is killed meanwhile. A command that delivers mail would take
 /// the end of a broken pipe for the end of the message.
-FileDescriptor makeInput(std::string_view bytes);
+/// `create` is memfd_create (2), or stands for one of another kernel.
+FileDescriptor makeInput(std::string_view bytes,
+                         int (*create)(const char* name, unsigned flags) = memfd_create);
 
 void setNonBlocking(const FileDescriptor& descriptor);
 
