@@ -4,7 +4,10 @@
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
+#include <algorithm>
+
 #include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/layout.h"
 #include "ui/desktop/widgets/wrapping_label.h"
@@ -84,7 +87,7 @@ class TextView : public WidgetView {
  protected:
   void showContent(Change what) override {
     const wxString text = toWx(control_.text());
-    if (what == Change::kText && field_->GetValue() != text) {
+    if (what == Change::kText && !editing_ && field_->GetValue() != text) {
       field_->ChangeValue(text);
     }
   }
@@ -98,13 +101,56 @@ class TextView : public WidgetView {
     field_->SetMinSize({-1, kLeastLines * field_->GetCharHeight() + 2 * margin + borders.y});
   }
 
-  /// A field that takes no input shows again what it holds.
+  /// In the middle of the toolkit's own work on the text, which nobody else may change meanwhile.
   void edited() {
-    byUser(control_, [this](Control& control) { control.setText(fromWx(field_->GetValue())); });
-    showContent(Change::kText);
+    if (editing_) {
+      return;
+    }
+    editing_ = true;
+    const wxString text = field_->GetValue();
+    // From the end: no line that ends there counts twice.
+    const auto behind =
+        static_cast<std::size_t>(field_->GetLastPosition() - field_->GetInsertionPoint());
+    typed_ = {fromWx(text),
+              fromWx(text.Left(text.length() - std::min(behind, text.length()))).size()};
+    byUser(control_, [this](Control& control) { typed_ = control.type(typed_); });
+    editing_ = false;
+    if (text != toWx(control_.text())) {
+      later(*field_, [this] { mend(); });
+    }
+  }
+
+  /// Shows what has become of what the user typed. A field that takes no input shows again what it
+  /// holds.
+  void mend() {
+    const wxString now = field_->GetValue();
+    const wxString wanted = toWx(control_.text());
+    if (now == wanted) {
+      return;
+    }
+    std::size_t head = 0;
+    const std::size_t most = std::min(now.length(), wanted.length());
+    while (head < most && now[head] == wanted[head]) {
+      ++head;
+    }
+    std::size_t tail = 0;
+    while (tail < most - head &&
+           now[now.length() - tail - 1] == wanted[wanted.length() - tail - 1]) {
+      ++tail;
+    }
+    editing_ = true;
+    field_->Replace(static_cast<long>(head), static_cast<long>(now.length() - tail),
+                    wanted.Mid(head, wanted.length() - tail - head));
+    if (typed_.text == control_.text()) {
+      field_->SetInsertionPoint(
+          static_cast<long>(toWx(typed_.text.substr(0, typed_.caret)).length()));
+    }
+    editing_ = false;
   }
 
   wxTextCtrl* field_;
+  TypedText typed_;       ///< what the user typed last, and what became of it
+  bool editing_ = false;  ///< what happens to the text is our own doing
 };
 
 }  // namespace

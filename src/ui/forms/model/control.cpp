@@ -162,6 +162,12 @@ void Control::keyDown(int keyCode, int shift) {
   }
 }
 
+TypedText Control::type(const TypedText& typed) {
+  TypedText result = onTyping_ ? onTyping_(text_, typed) : typed;
+  setText(result.text);
+  return result;
+}
+
 bool Control::takesClicks() const {
   return kind_ == ControlKind::kCheckBox || isOption(kind_) || kind_ == ControlKind::kButton ||
          onClick_ != nullptr;

@@ -59,6 +59,12 @@ enum class Change {
   kListExtent,
 };
 
+/// What stands in a field, and how many of its bytes stand before the caret.
+struct TypedText {
+  std::string text;
+  std::size_t caret = 0;
+};
+
 class Control {
  public:
   /// Joins the form, which it must be a member of.
@@ -138,6 +144,10 @@ class Control {
   void onKeyDown(std::function<void(int keyCode, int shift)> reaction) {
     onKeyDown_ = std::move(reaction);
   }
+  /// What becomes of a text as the user changes it in a field; `before` is what the field held.
+  void onTyping(std::function<TypedText(const std::string& before, const TypedText&)> rule) {
+    onTyping_ = std::move(rule);
+  }
 
   // What the user does. Front ends call these only for a control that takes input.
 
@@ -147,6 +157,9 @@ class Control {
   /// A key goes down while the control has the focus. `shift` adds 1 for Shift, 2 for Ctrl, 4 for
   /// Alt; key codes are those of Windows (letters: their capitals in ASCII).
   void keyDown(int keyCode, int shift);
+  /// The user has changed what stands in a field, in which he sees each letter: typing, pasting,
+  /// deleting. The field is to show what is answered.
+  TypedText type(const TypedText& typed);
   /// Whether a click does anything.
   bool takesClicks() const;
 
@@ -177,6 +190,7 @@ class Control {
   std::function<void()> onChange_;
   std::function<void()> onClick_;
   std::function<void(int, int)> onKeyDown_;
+  std::function<TypedText(const std::string&, const TypedText&)> onTyping_;
 };
 
 /// A caption without the "&" that marks its access key; "&&" stands for one "&".

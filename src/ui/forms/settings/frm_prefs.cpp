@@ -5,6 +5,7 @@
 
 #include "platform/text/number_text.h"
 #include "ui/forms/settings/address_check.h"
+#include "ui/forms/settings/list_typing.h"
 
 namespace relaybird {
 namespace {
@@ -18,12 +19,21 @@ void showAsActive(Control& title, Control& description, bool active) {
   }
 }
 
+void separateBySemicolons(Control& field, ListOf list) {
+  field.onTyping([list](const std::string& before, const TypedText& typed) {
+    return withSemicolons(list, before, typed);
+  });
+}
+
 }  // namespace
 
 frmPrefs::frmPrefs(PrefsFormWorld world) : world_(world) {
   wireGeneral();
   wireFilters();
   wireFormat();
+  separateBySemicolons(txtAddress, ListOf::kAddresses);
+  separateBySemicolons(txtAddresses, ListOf::kSenders);
+  separateBySemicolons(txtWordMatch, ListOf::kPhrases);
   cmdApply.onClick([this] { apply(); });
   cmdOK.onClick([this] { acceptAndClose(); });
   cmdCancel.onClick([this] { cancel(); });

@@ -133,6 +133,10 @@ class Accessible:
         (text,) = self._call("Text", "GetText", GLib.Variant("(ii)", (0, -1)), "(s)")
         return text
 
+    def set_text(self, text):
+        """Puts a text into a field, in the place of what stands there."""
+        self._call("EditableText", "SetTextContents", GLib.Variant("(s)", (text,)), "(b)")
+
     def letter_extents(self, position):
         """Where a letter of its text is on the screen."""
         return self._call("Text", "GetCharacterExtents", GLib.Variant("(iu)", (position, 0)),

@@ -172,6 +172,70 @@ class EveryTab(SettingsCase):
         self.assertTrue(settings.is_showing())
 
 
+class Lists(SettingsCase):
+    """What is typed and pasted into the fields that hold lists."""
+
+    def empty_field(self, tab, name):
+        self.start()
+        settings = self.open_settings(tab)
+        field = self.field(settings, name)
+        field.enter("")
+        return settings, field
+
+    def paste(self, text):
+        self.desktop.set_clipboard(text)
+        self.desktop.keys("ctrl+v")
+
+    def test_commas_and_enter_separate_addresses(self):
+        settings, field = self.empty_field("General", ADDRESSES)
+        self.desktop.type('a@b.example, "Doe, John" <john@d.example>,c@d.example')
+        self.desktop.keys("Return", "Return")
+        self.desktop.type("e@f.example")
+        field.wait_for_text('a@b.example; "Doe, John" <john@d.example>; c@d.example; e@f.example')
+        self.accept(settings)
+        self.assert_stored(mstrFwdToAddress_num=4, mstrFwdToAddress_1="a@b.example",
+                           mstrFwdToAddress_2='"Doe, John" <john@d.example>',
+                           mstrFwdToAddress_3="c@d.example", mstrFwdToAddress_4="e@f.example")
+
+    def test_pasted_lines_become_entries_and_the_caret_stands_behind_them(self):
+        _, field = self.empty_field("General", ADDRESSES)
+        self.desktop.type("z@z.example")
+        self.desktop.keys("Home")
+        self.paste("a@b.example\r\nc@d.example\r\n")
+        field.wait_for_text("a@b.example; c@d.example; z@z.example")
+        self.desktop.type("x")
+        field.wait_for_text("a@b.example; c@d.example; xz@z.example")
+        self.desktop.keys("BackSpace", "Left", "Left", "Return")
+        self.desktop.type("y")
+        field.wait_for_text("a@b.example; c@d.example; yz@z.example")
+
+    def test_what_an_assistive_tool_puts_in_is_treated_alike(self):
+        _, field = self.empty_field("General", ADDRESSES)
+        field.accessible.set_text("a@b.example\nc@d.example")
+        field.wait_for_text("a@b.example; c@d.example")
+
+    def test_names_of_senders_keep_their_commas(self):
+        _, field = self.empty_field("Sender", SENDERS)
+        self.paste("Doe, John\nbob@example.com, Carol")
+        field.wait_for_text("Doe, John; bob@example.com; Carol")
+
+    def test_phrases_keep_their_commas_too(self):
+        _, field = self.empty_field("Text", PHRASES)
+        self.desktop.type("out of paper, again")
+        self.desktop.keys("Return")
+        self.desktop.type("urgent")
+        field.wait_for_text("out of paper, again; urgent")
+
+    def test_stored_entries_are_shown_as_they_are(self):
+        self.start(mstrFwdToAddress_1="Doe, John")
+        field = self.field(self.open_settings("General"), ADDRESSES)
+        self.assertEqual("Doe, John; ", field.text)
+        field.focus()
+        self.desktop.keys("ctrl+End")
+        self.desktop.type("a@b.example")
+        field.wait_for_text("Doe, John; a@b.example")
+
+
 class Refusals(SettingsCase):
     def refused(self, tab, name, value, words):
         settings = self.open_settings(tab)

@@ -170,6 +170,21 @@ TEST_F(ControlTest, OnlyWhatReactsTakesClicks) {
   EXPECT_FALSE(form_.txt.takesClicks());
 }
 
+TEST_F(ControlTest, TypingGoesThroughTheFieldsOwnRule) {
+  form_.txt.setText("old");
+  EXPECT_EQ(form_.txt.type({"new", 1}).text, "new");
+  EXPECT_EQ(form_.txt.text(), "new");
+  form_.txt.onTyping([](const std::string& before, const TypedText& typed) {
+    return TypedText{before + "+" + typed.text, typed.caret + 4};
+  });
+  const TypedText shown = form_.txt.type({"x", 1});
+  EXPECT_EQ(shown.text, "new+x");
+  EXPECT_EQ(shown.caret, 5u);
+  EXPECT_EQ(form_.txt.text(), "new+x");
+  form_.txt.setText("by the program");
+  EXPECT_EQ(form_.txt.text(), "by the program");
+}
+
 TEST(Captions, TheAmpersandMarksTheAccessKey) {
   EXPECT_EQ(plainCaption("S&top"), "Stop");
   EXPECT_EQ(accessKey("S&top"), 't');
