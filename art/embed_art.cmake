@@ -1,5 +1,5 @@
-# cmake -DMANIFEST="name;size;file;name;size;file..." -DOUTPUT=file -P embed_art.cmake: writes rendered pictures
-# as C++ data.
+# cmake -DMANIFEST="name;size;file;name;size;file..." -DOUTPUT=file -P embed_art.cmake: writes pictures as C++
+# data.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -11,7 +11,12 @@ while(MANIFEST)
   file(READ ${file} bytes HEX)
   string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${bytes}")
   string(APPEND arrays "constexpr unsigned char kImage${number}[] = {${bytes}};\n")
-  string(APPEND entries "    {\"${name}\", ${size}, kImage${number}},\n")
+  if(file MATCHES "\\.svg$")
+    set(drawing true)
+  else()
+    set(drawing false)
+  endif()
+  string(APPEND entries "    {\"${name}\", ${size}, ${drawing}, kImage${number}},\n")
   math(EXPR number "${number} + 1")
 endwhile()
 file(WRITE ${OUTPUT} "#include \"ui/desktop/widgets/art_data.h\"

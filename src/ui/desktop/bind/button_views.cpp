@@ -50,13 +50,10 @@ class ButtonView : public WidgetView {
 
 /// The toolkit makes a button for a picture alone in another way than one for a picture and a word.
 wxButton* makePictureButton(wxWindow* parent, const Control& control, const ViewStyle& style) {
-  const wxBitmapBundle picture = artBitmap(control.picture());
   if (style.caption.empty()) {
-    return new wxBitmapButton(parent, wxID_ANY, picture);
+    return new wxBitmapButton(parent, wxID_ANY, artBitmap(*parent, control.picture()));
   }
-  auto* button = new wxButton(parent, wxID_ANY, toWx(style.caption));
-  button->SetBitmap(picture, wxTOP);
-  return button;
+  return new wxButton(parent, wxID_ANY, toWx(style.caption));
 }
 
 class PictureButtonView : public WidgetView {
@@ -71,7 +68,8 @@ class PictureButtonView : public WidgetView {
  protected:
   void showContent(Change what) override {
     if (what == Change::kPicture && !control_.picture().empty()) {
-      button_->SetBitmap(artBitmap(control_.picture()));
+      button_->SetBitmap(artBitmap(*button_, control_.picture()));
+      centreCaption(*button_);
     }
   }
 
@@ -83,7 +81,7 @@ class PictureView : public WidgetView {
  public:
   PictureView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style),
-        picture_(new wxStaticBitmap(parent, wxID_ANY, artBitmap(control.picture()))) {
+        picture_(new wxStaticBitmap(parent, wxID_ANY, artBitmap(*parent, control.picture()))) {
     if (control.takesClicks()) {
       picture_->SetCursor(wxCursor(wxCURSOR_HAND));
       picture_->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent&) { clickByUser(*picture_, control_); });
@@ -94,7 +92,7 @@ class PictureView : public WidgetView {
  protected:
   void showContent(Change what) override {
     if (what == Change::kPicture && !control_.picture().empty()) {
-      picture_->SetBitmap(artBitmap(control_.picture()));
+      picture_->SetBitmap(artBitmap(*picture_, control_.picture()));
     }
   }
 

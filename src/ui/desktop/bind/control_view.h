@@ -18,7 +18,7 @@ struct ViewStyle {
   bool multiline = false;     ///< a text field of several lines
   bool emphasised = false;    ///< a text that stands out
   int widthInCharacters = 0;  ///< of a text field; 0: as wide as its place
-  /// A word below the picture of a picture button, with "&" before its access key.
+  /// A word beside the picture of a picture button, with "&" before its access key.
   std::string caption = {};
   /// The control whose text names this one to people who do not see the window.
   const Control* namedBy = nullptr;

@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/widgets/layout.h"
+#include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
 
@@ -62,6 +64,13 @@ void FormView::joinLabels(const Control& control, ControlView& view, const ViewS
   std::for_each(first, last, [&view](const auto& named) {
     setLabelFor(*view.window(), named.second->window());
   });
+}
+
+wxStaticBoxSizer* FormView::addFrame(wxOrientation direction, wxWindow* parent,
+                                     const Control& control) {
+  auto* frame = new wxStaticBoxSizer(direction, parent, toWx(control.text()));
+  indentTitle(*frame->GetStaticBox(), scaled(*parent, kMargin));
+  return frame;
 }
 
 void FormView::follow(Control& control, std::unique_ptr<ControlView> view) {

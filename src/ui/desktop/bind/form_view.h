@@ -2,6 +2,7 @@
 // The widgets of one form: makes them, and has them follow the form.
 #pragma once
 
+#include <wx/sizer.h>
 #include <wx/toplevel.h>
 #include <wx/window.h>
 
@@ -26,6 +27,10 @@ class FormView : public FormObserver {
  protected:
   /// Makes the control's widget; the parent owns it.
   wxWindow* add(wxWindow* parent, Control& control, const ViewStyle& style = {});
+  /// A frame under the title of a control of that kind; its parts stand one below or beside the
+  /// other.
+  static wxStaticBoxSizer* addFrame(wxOrientation direction, wxWindow* parent,
+                                    const Control& control);
   /// Lets something other than a widget follow a control: a menu entry, the pages of a book.
   void follow(Control& control, std::unique_ptr<ControlView> view);
   /// What the user closes is the form; it says what becomes of the window.

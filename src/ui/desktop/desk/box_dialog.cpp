@@ -11,6 +11,11 @@
 #include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
+namespace {
+
+constexpr int kIconSize = 48;
+
+}  // namespace
 
 BoxDialog::BoxDialog(wxWindow* owner, const MessageBox& box)
     : wxDialog(owner, wxID_ANY, toWx(box.title)) {
@@ -23,8 +28,10 @@ wxSizer* BoxDialog::content(const MessageBox& box) {
   auto* sizer = new wxBoxSizer(wxHORIZONTAL);
   if (box.icon != BoxIcon::kNone) {
     const wxArtID icon = box.icon == BoxIcon::kCritical ? wxART_ERROR : wxART_WARNING;
-    auto* picture =
-        new wxStaticBitmap(this, wxID_ANY, wxArtProvider::GetBitmapBundle(icon, wxART_MESSAGE_BOX));
+    const int side = withLetters(*this, kIconSize);
+    auto* picture = new wxStaticBitmap(
+        this, wxID_ANY,
+        wxArtProvider::GetBitmapBundle(icon, wxART_MESSAGE_BOX, wxSize(side, side)));
     setAccessibleName(*picture, box.icon == BoxIcon::kCritical ? "Error" : "Warning");
     sizer->Add(picture, wxSizerFlags().Top().Border(wxRIGHT, scaled(*this, kMargin)));
   }

@@ -6,6 +6,9 @@
 namespace relaybird::desktop {
 namespace {
 
+/// A frame's line runs through the middle of its title.
+constexpr float kOnTheLine = 0.5;
+
 AtkObject* accessible(wxWindow& window) {
   return gtk_widget_get_accessible(static_cast<GtkWidget*>(window.GetHandle()));
 }
@@ -53,6 +56,13 @@ AtkRole toAtk(AccessibleRole role) {
       return ATK_ROLE_LIST;
   }
   return ATK_ROLE_UNKNOWN;
+}
+
+void centre(GtkWidget* widget, gpointer) {
+  gtk_widget_set_valign(widget, GTK_ALIGN_CENTER);
+  if (GTK_IS_CONTAINER(widget)) {
+    gtk_container_foreach(GTK_CONTAINER(widget), centre, nullptr);
+  }
 }
 
 void keep(gpointer object, gpointer) {
@@ -121,6 +131,35 @@ void setTextMargin(wxWindow& field, int pixels) {
     gtk_text_view_set_top_margin(text, pixels);
     gtk_text_view_set_bottom_margin(text, pixels);
   }
+}
+
+/// The toolkit has picture and caption stand on one base line.
+void centreCaption(wxButton& button) {
+  auto* widget = static_cast<GtkWidget*>(button.GetHandle());
+  if (GTK_IS_BIN(widget) && gtk_bin_get_child(GTK_BIN(widget)) != nullptr) {
+    centre(gtk_bin_get_child(GTK_BIN(widget)), nullptr);
+  }
+}
+
+/// The toolkit places a title by a share of the width that it leaves, and interrupts the line of
+/// the frame for the title's margins too: they are what keeps the line off the letters.
+void indentTitle(wxStaticBox& frame, int pixels) {
+  auto* widget = static_cast<GtkWidget*>(frame.GetHandle());
+  GtkWidget* title = GTK_IS_FRAME(widget) ? gtk_frame_get_label_widget(GTK_FRAME(widget)) : nullptr;
+  if (title == nullptr) {
+    return;
+  }
+  const int gap = pixels / 3;
+  gtk_widget_set_margin_start(title, gap);
+  gtk_widget_set_margin_end(title, gap);
+  frame.Bind(wxEVT_SIZE, [widget, title, indent = pixels - gap](wxSizeEvent& event) {
+    event.Skip();
+    int natural = 0;
+    gtk_widget_get_preferred_width(title, nullptr, &natural);
+    const int left = event.GetSize().GetWidth() - natural;
+    const float share = left > indent ? static_cast<float>(indent) / static_cast<float>(left) : 0;
+    gtk_frame_set_label_align(GTK_FRAME(widget), share, kOnTheLine);
+  });
 }
 
 void showScrollBars(wxWindow& window) {

@@ -52,7 +52,7 @@ bool putPicturesInPlace(FileSystem& files, const std::string& folder) {
   return std::ranges::all_of(artImages(), [&](const ArtImage& image) {
     const std::string name = folder + "/" + std::string(image.name);
     return !isOurs(image) ||
-           putInPlace(files, name + (image.size > 0 ? ".png" : ".svg"),
+           putInPlace(files, name + (image.drawing ? ".svg" : ".png"),
                       {reinterpret_cast<const char*>(image.bytes.data()), image.bytes.size()});
   });
 }

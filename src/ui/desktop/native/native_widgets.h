@@ -3,6 +3,8 @@
 // the headers of this one declare.
 #pragma once
 
+#include <wx/button.h>
+#include <wx/statbox.h>
 #include <wx/toolbar.h>
 #include <wx/toplevel.h>
 #include <wx/window.h>
@@ -31,6 +33,14 @@ void nameTools(wxToolBar& bar);
 
 /// Leaves that many pixels around the text of a field of several lines.
 void setTextMargin(wxWindow& field, int pixels);
+
+/// Puts the caption of a button on the middle of the picture that stands beside it. Holds until
+/// either of them is exchanged.
+void centreCaption(wxButton& button);
+
+/// Keeps the title of a frame clear of its corner, by that many pixels at least, whatever the size
+/// of the frame.
+void indentTitle(wxStaticBox& frame, int pixels);
 
 /// Keeps the scroll bars in sight, beside the content.
 void showScrollBars(wxWindow& window);

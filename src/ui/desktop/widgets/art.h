@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: MIT
-// The program's pictures, built in, in the sizes that screens of every density need.
+// The program's pictures, which are built in.
 #pragma once
 
 #include <wx/bmpbndl.h>
 #include <wx/iconbndl.h>
+#include <wx/window.h>
 
 #include <string>
 
 namespace relaybird::desktop {
 
-/// The picture of that name, at least so many pixels wide at 100 %; an empty one where there is
-/// none.
-wxBitmapBundle artBitmap(const std::string& name, int width = 0);
+/// The drawing of that name, as much larger as the letters of the window that it stands in; an
+/// empty one where there is none.
+wxBitmapBundle artBitmap(const wxWindow& in, const std::string& name);
 
 /// The program's icon in all its sizes.
 wxIconBundle programIcons();

@@ -10,10 +10,16 @@
 
 namespace relaybird::desktop {
 
-/// Spaces in pixels of a screen of ordinary density; the window scales them.
+/// Spaces in pixels of a screen of ordinary density, between letters of the ordinary size.
 inline constexpr int kGap = 6;
 inline constexpr int kMargin = 12;
 
+/// A length that grows with the letters of the window, for what stands beside them: as long as
+/// given where they have the ordinary size, and never shorter. In pixels of a screen of ordinary
+/// density, which bitmap bundles take.
+int withLetters(const wxWindow& window, int pixels);
+
+/// The same in pixels of the window's own screen.
 int scaled(const wxWindow& window, int pixels);
 
 /// A column or a row of windows, each as wide or as high as the place.

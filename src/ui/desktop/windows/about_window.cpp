@@ -11,7 +11,6 @@
 namespace relaybird::desktop {
 namespace {
 
-constexpr int kIconSize = 64;
 constexpr int kTextWidth = 360;
 
 }  // namespace
@@ -20,7 +19,7 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
     : wxDialog(&owner, wxID_ANY, toWx(form.caption())), FormView(form), owner_(owner) {
   SetName("frmAbout");
   SetIcons(programIcons());
-  auto* icon = new wxStaticBitmap(this, wxID_ANY, artBitmap("relaybird", kIconSize));
+  auto* icon = new wxStaticBitmap(this, wxID_ANY, artBitmap(*this, "relaybird"));
   setAccessibleName(*icon, "Relaybird");
   setAccessibleRole(*this, AccessibleRole::kDialog);
   auto* texts = column(*this, {add(this, form.lblTitle, {.emphasised = true}),

@@ -2,7 +2,6 @@
 #include "ui/desktop/windows/main_window.h"
 
 #include <wx/panel.h>
-#include <wx/statbox.h>
 
 #include <algorithm>
 #include <utility>
@@ -111,7 +110,7 @@ wxSizer* MainWindow::pictures(wxWindow* parent) {
 }
 
 wxSizer* MainWindow::status(wxWindow* parent) {
-  auto* frame = new wxStaticBoxSizer(wxVERTICAL, parent, toWx(frm_.frmStatus.text()));
+  auto* frame = addFrame(wxVERTICAL, parent, frm_.frmStatus);
   wxWindow* box = frame->GetStaticBox();
   setLabelFor(*box, box);
   auto* grid = fieldGrid(*this, 4);
@@ -141,7 +140,7 @@ wxSizer* MainWindow::status(wxWindow* parent) {
 }
 
 wxSizer* MainWindow::diagnostics(wxWindow* parent) {
-  auto* frame = new wxStaticBoxSizer(wxHORIZONTAL, parent, toWx(frm_.fraDiagnostics.text()));
+  auto* frame = addFrame(wxHORIZONTAL, parent, frm_.fraDiagnostics);
   wxWindow* box = frame->GetStaticBox();
   setLabelFor(*box, box);
   frame->Add(row(*this, {add(box, frm_.cmdForwardNow), add(box, frm_.cmdViewLog)}),

@@ -2,7 +2,6 @@
 #include "ui/desktop/windows/settings_window.h"
 
 #include <wx/panel.h>
-#include <wx/statbox.h>
 
 #include "ui/desktop/bind/tabs_view.h"
 #include "ui/desktop/bind/widget_view.h"
@@ -121,7 +120,7 @@ wxWindow* SettingsWindow::sizeTab(wxWindow* book) {
 wxWindow* SettingsWindow::senderTab(wxWindow* book) {
   auto* page = new Page(book);
   page->heading(add(page, frm_.lblReceivedFrom, {.emphasised = true}));
-  auto* frame = new wxStaticBoxSizer(wxVERTICAL, page, toWx(frm_.frmReceivedFrom.text()));
+  auto* frame = addFrame(wxVERTICAL, page, frm_.frmReceivedFrom);
   wxWindow* box = frame->GetStaticBox();
   setLabelFor(*box, box);
   const wxSizerFlags part = wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap));

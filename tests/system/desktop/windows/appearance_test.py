@@ -1,0 +1,119 @@
+# SPDX-License-Identifier: MIT
+"""How what belongs together looks, measured on the screen: pictures beside letters of every size,
+captions beside pictures, and titles on frames."""
+
+import collections
+
+import desktop_case
+from desktop_case import DesktopCase
+from driver.theme import contrast, ground
+
+# Pixels of the shades between two colours, along the edges of a drawing: more make it look smeared.
+SMEARED = 0.15
+
+
+class Pictures(DesktopCase):
+    SCREEN = "2600x2000"
+
+    def sides(self, main):
+        return {each.extents[2:] for each in main.find_all(role="icon")}
+
+    def pixels(self, widget):
+        return self.desktop.pixels([self.program.scale * each for each in widget.extents])
+
+    def smeared(self, widget):
+        """The share of a picture that is none of its colours."""
+        counted = collections.Counter(colour for row in self.pixels(widget) for colour in row)
+        pure = sum(number for _, number in counted.most_common(6))
+        return 1 - pure / sum(counted.values())
+
+    def is_doubled(self, widget):
+        """Whether each pixel of a picture was made four."""
+        rows = self.pixels(widget)
+        return all(upper == lower and upper[::2] == upper[1::2]
+                   for upper, lower in zip(rows[::2], rows[1::2]))
+
+    def check(self, environment, side, scale=1):
+        main = self.start(environment, scale)
+        self.assertEqual({(side, side)}, self.sides(main))
+        for picture in main.find_all(role="icon"):
+            self.assertLess(self.smeared(picture), SMEARED, picture)
+            self.assertFalse(self.is_doubled(picture), picture)
+        main.choose("Help", "About...")
+        about = self.program.window("About Relaybird")
+        self.assertEqual({(side * 4 // 3, side * 4 // 3)}, self.sides(about))
+        self.desktop.keys("Escape")
+        about.wait_gone()
+        settings = self.open_settings("Cell Phone")
+        for name in ("Cell phone format", "Standard format"):
+            button = settings.find(name, "push button")
+            self.assertGreaterEqual(button.extents[2], side * 4 // 3, name)
+        self.desktop.keys("Escape")
+        settings.wait_gone()
+        self.leave()
+
+    def test_they_have_their_size_beside_ordinary_letters(self):
+        self.check({}, 48)
+
+    def test_they_grow_with_the_letters_and_stay_sharp(self):
+        for letters, side in (("1.25", 60), ("1.5", 72), ("2", 96)):
+            with self.subTest(letters):
+                self.check({"GDK_DPI_SCALE": letters}, side)
+
+    def test_they_are_sharp_on_a_screen_twice_as_dense(self):
+        self.check({"GDK_SCALE": "2"}, 48, scale=2)
+
+
+class Captions(DesktopCase):
+    """A caption of a picture button that has no letter below the line."""
+
+    def rows_of(self, main, left, right):
+        """The first and the last row of what the button "Start" shows between two shares of its
+        width."""
+        x, y, width, height = main.find("Start Forwarding Email", "push button").extents
+        edge = 6
+        box = (x + int(left * width), y + edge, int((right - left) * width), height - 2 * edge)
+        below = ground(self.desktop, box)
+        rows = [number for number, row in enumerate(self.desktop.pixels(box))
+                if any(contrast(below, colour) > 2 for colour in row)]
+        return rows[0], rows[-1]
+
+    def test_they_stand_on_the_middle_of_their_pictures(self):
+        for environment in ({"GTK_THEME": "Adwaita"}, {"GTK_THEME": "Adwaita:dark"},
+                            {"GDK_DPI_SCALE": "1.5"}):
+            with self.subTest(environment):
+                main = self.start(environment)
+                picture = self.rows_of(main, 0.1, 0.48)
+                caption = self.rows_of(main, 0.54, 0.95)
+                self.assertGreater(picture[1] - picture[0], caption[1] - caption[0])
+                self.assertLessEqual(abs(sum(picture) - sum(caption)) / 2, 1.5,
+                                     f"rows {picture} and {caption}")
+                self.leave()
+
+
+class Frames(DesktopCase):
+    CLEAR = 8
+
+    def assert_title_clear(self, window, name):
+        frame, title = window.find(name, "panel").extents, window.find(name, "label").extents
+        self.assertGreaterEqual(title[0] - frame[0], self.CLEAR, f"{frame} {title}")
+        self.assertLess(title[0] - frame[0], 4 * self.CLEAR, f"{frame} {title}")
+        # The line of the frame goes on to its corner.
+        line = self.desktop.pixels((frame[0], title[1] + title[3] // 2 - 3, self.CLEAR // 2, 6))
+        below = ground(self.desktop, title)
+        self.assertTrue(any(all(colour != below for colour in row[1:]) for row in line), line)
+
+    def test_titles_stand_clear_of_the_corners(self):
+        main = self.start()
+        for size in (None, (1200, 900)):
+            if size:
+                before = main.extents
+                self.desktop.xdotool("windowsize", main.window_id(), *size)
+                self.wait_until("another size", lambda: main.extents[2:] != before[2:])
+            self.assert_title_clear(main, "Status")
+            self.assert_title_clear(main, "Diagnostics")
+        self.assert_title_clear(self.open_settings("Sender"), "Filter By Sender:")
+
+
+if __name__ == "__main__":
+    desktop_case.main()
