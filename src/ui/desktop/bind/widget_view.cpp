@@ -6,6 +6,7 @@
 #include <wx/toplevel.h>
 #include <wx/utils.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "ui/desktop/desk/guarded.h"
@@ -44,6 +45,39 @@ double luminance(const wxColour& colour) {
          0.0722 * linear(colour.Blue());
 }
 
+/// WCAG 2.1, "contrast ratio".
+double contrast(const wxColour& one, const wxColour& other) {
+  const auto [darker, lighter] = std::minmax(luminance(one), luminance(other));
+  return (lighter + 0.05) / (darker + 0.05);
+}
+
+/// The theme's gray says that there is nothing to do, and need not be readable. Ours says that
+/// something else was chosen, and is as gray as can still be read.
+wxColour readableGray(const Control& control) {
+  // WCAG 2.1 asks for 4.5; smoothed edges take a little of it.
+  constexpr double kReadable = 5;
+  constexpr int kSteps = 16;
+  const wxColour gray = toWx(kGrayText);
+  const wxColour text = toWx(ordinaryText(control));
+  // A label stands on a page or on the window itself.
+  const wxColour grounds[] = {toWx(control.backColor()), isField(control.kind())
+                                                             ? toWx(control.backColor())
+                                                             : toWx(kWindowBackground)};
+  const auto between = [&](int step, unsigned char from, unsigned char to) {
+    return static_cast<unsigned char>(from + (to - from) * step / kSteps);
+  };
+  for (int step = 0; step < kSteps; ++step) {
+    const wxColour colour(between(step, gray.Red(), text.Red()),
+                          between(step, gray.Green(), text.Green()),
+                          between(step, gray.Blue(), text.Blue()));
+    if (std::ranges::all_of(
+            grounds, [&](const wxColour& each) { return contrast(colour, each) >= kReadable; })) {
+      return colour;
+    }
+  }
+  return text;
+}
+
 /// Black or white, whichever stands out more from the ground.
 wxColour readableOn(const wxColour& ground) {
   constexpr double kSameContrast = 0.179;
@@ -56,13 +90,16 @@ wxColour textColour(const Control& control) {
   // Per cent of the lightness.
   constexpr int kLighter = 150;
   constexpr int kDarker = 80;
-  const wxColour ground = toWx(control.backColor());
+  const wxColour below = toWx(control.backColor());
   if (control.backColor().source == Colour::Source::kRgb) {
-    return readableOn(ground);
+    return readableOn(below);
+  }
+  if (control.foreColor() == kGrayText) {
+    return readableGray(control);
   }
   const wxColour text = toWx(control.foreColor());
   const bool own = control.foreColor().source == Colour::Source::kRgb;
-  return own ? text.ChangeLightness(isDark(ground) ? kLighter : kDarker) : text;
+  return own ? text.ChangeLightness(isDark(below) ? kLighter : kDarker) : text;
 }
 
 }  // namespace

@@ -63,9 +63,12 @@ def contrast_of_text(desktop, box):
     edge = 3
     counted = _counted(desktop, (left + edge, top + edge, width - 2 * edge, height - 2 * edge))
     below = counted.most_common(1)[0][0]
-    # The edges of letters are of many shades, each of them rarer than the letters' own.
-    return next((ratio for ratio in (contrast(below, colour) for colour, _ in counted.most_common())
-                 if ratio > _SAME_GROUND), 1)
+    shades = [(contrast(below, colour), number) for colour, number in counted.items()]
+    shades = [(ratio, number) for ratio, number in shades if ratio > _SAME_GROUND]
+    # The edges of letters are of many shades, all of them nearer to the ground than the letters' own.
+    # What is rare is no letter: a caret.
+    frequent = max((number for _, number in shades), default=0) / 3
+    return max((ratio for ratio, number in shades if number >= frequent), default=1)
 
 
 def contrast(one, other):

@@ -3,13 +3,22 @@
 its own can be read on all of them."""
 
 import desktop_case
-from desktop_case import DesktopCase
+from desktop_case import DesktopCase, show_tab
 from driver import wait_for
 from driver.theme import ThemeSetting, contrast_of_text, ground, luminance
 
 # WCAG 2.1, 1.4.3.
 READABLE = 4.5
 FIELDS = ("Automation Status:", "Number Forwarded:", "Forwards to [1 address]:")
+# Settings that leave these fields gray, each with a text in it.
+GRAYED = {"mbolFormatForCellPhone": True, "mbolMaxFwdSize": False, "mintSenderFilter": 500,
+          "mcolSenderList_num": 1, "mcolSenderList_1": "offers.example", "mbolFilterText": False,
+          "mstrTextToMatch_num": 1, "mstrTextToMatch_1": "boarding pass"}
+NOT_TAKEN = (("Size", "Only forward items smaller than:", "text"),
+             ("Sender", "List of Email Addresses or Names (separated with semicolons):", "text"),
+             ("Text", "Text To Search:", "combo box"),
+             ("Text", "Type of Match:", "combo box"),
+             ("Text", "Text/phrases to look for in emails (separate with semicolons): ", "text"))
 
 
 class Themes(DesktopCase):
@@ -33,6 +42,24 @@ class Themes(DesktopCase):
     def assert_status_line_readable(self, main):
         self.assert_contrast(main.find("Current Status - Automatic forwarding turned off", "label"),
                              READABLE)
+
+    def assert_choices_not_taken_readable(self):
+        settings = self.open_settings("Cell Phone")
+        self.assert_contrast(settings.find("Standard format", "label"), READABLE)
+        self.assert_contrast(settings.find("This will forward the entire message, including CC list "
+                                           "of email, etc.", "label"), READABLE)
+        for tab, name, role in NOT_TAKEN:
+            show_tab(settings, tab)
+            self.assert_contrast(settings.find(name, role), READABLE)
+        self.desktop.keys("Escape")
+        settings.wait_gone()
+
+    def test_a_choice_that_is_not_taken_can_be_read(self):
+        for theme in ("Adwaita", "Adwaita:dark", "HighContrast", "HighContrastInverse"):
+            with self.subTest(theme):
+                self.start({"GTK_THEME": theme}, **GRAYED)
+                self.assert_choices_not_taken_readable()
+                self.leave()
 
     def switch_on(self, main):
         main.choose("File", "Start")
