@@ -51,6 +51,12 @@ double contrast(const wxColour& one, const wxColour& other) {
   return (lighter + 0.05) / (darker + 0.05);
 }
 
+/// What a control stands out from. One that is not to be edited looks like a part of the window.
+Colour ground(const Control& control) {
+  const bool readOnly = control.kind() == ControlKind::kTextBox && control.locked();
+  return readOnly && control.backColor() == kWindowBackground ? kButtonFace : control.backColor();
+}
+
 /// The theme's gray says that there is nothing to do, and need not be readable. Ours says that
 /// something else was chosen, and is as gray as can still be read.
 wxColour readableGray(const Control& control) {
@@ -60,9 +66,9 @@ wxColour readableGray(const Control& control) {
   const wxColour gray = toWx(kGrayText);
   const wxColour text = toWx(ordinaryText(control));
   // A label stands on a page or on the window itself.
-  const wxColour grounds[] = {toWx(control.backColor()), isField(control.kind())
-                                                             ? toWx(control.backColor())
-                                                             : toWx(kWindowBackground)};
+  const wxColour grounds[] = {toWx(ground(control)), isField(control.kind())
+                                                         ? toWx(ground(control))
+                                                         : toWx(kWindowBackground)};
   const auto between = [&](int step, unsigned char from, unsigned char to) {
     return static_cast<unsigned char>(from + (to - from) * step / kSteps);
   };
@@ -90,7 +96,7 @@ wxColour textColour(const Control& control) {
   // Per cent of the lightness.
   constexpr int kLighter = 150;
   constexpr int kDarker = 80;
-  const wxColour below = toWx(control.backColor());
+  const wxColour below = toWx(ground(control));
   if (control.backColor().source == Colour::Source::kRgb) {
     return readableOn(below);
   }
@@ -155,11 +161,12 @@ void WidgetView::update(Change what) {
 
 /// A widget that has its kind's own colours is left to the theme, which knows best how it looks.
 void WidgetView::showColours() {
-  const bool ownGround = control_.backColor() != ordinaryGround(control_);
+  const Colour below = ground(control_);
+  const bool ownGround = below != ordinaryGround(control_);
   const bool ownText = ownGround || control_.foreColor() != ordinaryText(control_);
   if (ownText || coloured_) {
     window()->SetForegroundColour(ownText ? textColour(control_) : wxNullColour);
-    window()->SetBackgroundColour(ownGround ? toWx(control_.backColor()) : wxNullColour);
+    window()->SetBackgroundColour(ownGround ? toWx(below) : wxNullColour);
     window()->Refresh();
   }
   coloured_ = ownText;

@@ -1,13 +1,15 @@
 # SPDX-License-Identifier: MIT
 """How what belongs together looks, measured on the screen: pictures beside letters of every size,
-captions beside pictures, and titles on frames."""
+captions beside pictures, titles on frames, and fields that are not to be edited."""
 
 import collections
 
 import desktop_case
-from desktop_case import DesktopCase
+from desktop_case import MAIN, DesktopCase
 from driver.theme import contrast, ground
 
+READ_ONLY = ("Running Since:", "Number Forwarded:", "Minutes to Next Check:",
+             "Forwards to [1 address]:")
 # Pixels of the shades between two colours, along the edges of a drawing: more make it look smeared.
 SMEARED = 0.15
 
@@ -113,6 +115,38 @@ class Frames(DesktopCase):
             self.assert_title_clear(main, "Status")
             self.assert_title_clear(main, "Diagnostics")
         self.assert_title_clear(self.open_settings("Sender"), "Filter By Sender:")
+
+
+class ReadOnly(DesktopCase):
+    """The status field has colours of its own."""
+
+    def inside(self, field):
+        left, top, width, height = field.extents
+        return ground(self.desktop, (left + 4, top + 4, width - 8, height - 8))
+
+    def test_fields_that_are_not_edited_look_alike_and_not_like_those_that_are(self):
+        for theme in ("Adwaita", "Adwaita:dark", "HighContrast", "HighContrastInverse"):
+            with self.subTest(theme):
+                main = self.start({"GTK_THEME": theme})
+                fields = [main.find(name, "text") for name in READ_ONLY]
+                self.assertFalse(any(field.has("editable") for field in fields))
+                grounds = {self.inside(field) for field in fields}
+                self.assertEqual(1, len(grounds), grounds)
+                edited = self.open_settings("General").find("How often to forward mail (minutes):",
+                                                            "text")
+                self.assertTrue(edited.has("editable"))
+                self.assertNotIn(self.inside(edited), grounds)
+                self.desktop.keys("Escape")
+                self.program.window(MAIN)
+                self.leave()
+
+    def test_their_text_can_be_copied(self):
+        main = self.start()
+        field = main.find("Running Since:", "text")
+        self.desktop.clear_clipboard()
+        field.focus()
+        self.desktop.keys("ctrl+a", "ctrl+c")
+        self.wait_until("the text", lambda: self.desktop.clipboard() == "-")
 
 
 if __name__ == "__main__":
