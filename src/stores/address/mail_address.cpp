@@ -9,7 +9,6 @@
 
 #include "stores/address/address_entries.h"
 #include "stores/address/strict_mailbox.h"
-#include "stores/text/charset.h"
 #include "stores/text/encoded_word.h"
 #include "stores/text/libraries.h"
 #include "stores/text/tidy_line.h"
@@ -143,9 +142,10 @@ bool needsQuotes(std::string_view name) {
 
 }  // namespace
 
-std::vector<Mailbox> parseAddressList(std::string_view raw) {
+std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view rawCharset) {
   std::vector<Mailbox> out;
-  const std::string value = unfoldHeader(toUtf8(raw.substr(0, kMaxAddressHeader), ""));
+  const std::string value =
+      unfoldHeader(rawHeaderToUtf8(raw.substr(0, kMaxAddressHeader), rawCharset));
   const HiddenWords words(value);
   AddressEntries entries(words.text());
   while (out.size() < kMaxMailboxes) {
@@ -168,8 +168,8 @@ std::vector<Mailbox> parseAddressList(std::string_view raw) {
   return out;
 }
 
-Mailbox parseAddress(std::string_view raw) {
-  const auto all = parseAddressList(raw);
+Mailbox parseAddress(std::string_view raw, std::string_view rawCharset) {
+  const auto all = parseAddressList(raw, rawCharset);
   return all.empty() ? Mailbox{} : all.front();
 }
 

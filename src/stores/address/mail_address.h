@@ -22,11 +22,11 @@ struct Mailbox {
 /// entry without an "@" is kept as an address for the caller to judge. Domains come out in their
 /// wire form (wireAddress()), in which none can be mistaken for another. At most kMaxMailboxes, of
 /// at most the first kMaxAddressHeader bytes. The addresses are NOT checked: see isRfc5322Address.
-/// Any thread.
-std::vector<Mailbox> parseAddressList(std::string_view raw);
+/// Raw 8-bit bytes are read as rawHeaderToUtf8() has it. Any thread.
+std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view rawCharset = {});
 
 /// The first mailbox of the value; both members empty where there is none.
-Mailbox parseAddress(std::string_view raw);
+Mailbox parseAddress(std::string_view raw, std::string_view rawCharset = {});
 
 inline constexpr std::size_t kMaxMailboxes = 10'000;
 inline constexpr std::size_t kMaxAddressHeader = 1'000'000;

@@ -239,13 +239,13 @@ std::string HeaderBlock::text(std::string_view name) const {
 
 std::vector<Mailbox> HeaderBlock::mailboxes(std::string_view name) const {
   const auto found = raw(name);
-  return found ? parseAddressList(*found) : std::vector<Mailbox>();
+  return found ? parseAddressList(*found, rawCharset_) : std::vector<Mailbox>();
 }
 
 Mailbox HeaderBlock::senderMailbox() const {
   const auto first = [this](std::string_view name) {
     const auto found = raw(name);
-    return found ? firstMailbox(*found) : Mailbox();
+    return found ? firstMailbox(*found, rawCharset_) : Mailbox();
   };
   const auto hasAddress = [](const Mailbox& mailbox) {
     return mailbox.address.find('@') != std::string::npos;

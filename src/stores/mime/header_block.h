@@ -59,7 +59,7 @@ class HeaderBlock {
   /// control character is a blank.
   std::string text(std::string_view name) const;
   std::string subject() const { return text("Subject"); }
-  /// Names the character set of raw 8-bit bytes in texts that are no UTF-8; a MIME name.
+  /// Names the character set of raw 8-bit bytes in texts and names that are no UTF-8; a MIME name.
   void setRawCharset(std::string label) { rawCharset_ = std::move(label); }
 
   /// The mailboxes of an address field, groups opened, names decoded; empty where there are none.

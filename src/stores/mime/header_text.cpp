@@ -108,9 +108,9 @@ std::optional<Mailbox> simpleMailbox(std::string_view text) {
 
 }  // namespace
 
-Mailbox firstMailbox(std::string_view raw) {
+Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset) {
   auto simple = simpleMailbox(trimmed(raw));
-  return simple ? std::move(*simple) : parseAddress(raw);
+  return simple ? std::move(*simple) : parseAddress(raw, rawCharset);
 }
 
 bool equalsAsciiCase(std::string_view a, std::string_view b) {

@@ -32,7 +32,7 @@ std::string onOneLine(std::string text);
 
 /// parseAddress(), without its cost for the forms that nearly every message has: a bare address, or
 /// a plain or simply quoted name and an address in angle brackets.
-Mailbox firstMailbox(std::string_view raw);
+Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset = {});
 
 /// The message identifiers in a value such as that of References, angle brackets included, as far
 /// as they are of visible ASCII and safe to be written into a header again.

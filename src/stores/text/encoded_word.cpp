@@ -195,12 +195,7 @@ class HeaderDecoder {
     done_ = word.end;
   }
 
-  std::string rawText(std::string_view bytes) const {
-    if (rawCharset_.empty() || isValidUtf8(bytes)) return toUtf8(bytes, "");
-    std::string text = toUtf8(bytes, rawCharset_);
-    const bool fits = text.find(kReplacementCharacter) == std::string::npos;
-    return fits ? text : toUtf8(bytes, "");
-  }
+  std::string rawText(std::string_view bytes) const { return rawHeaderToUtf8(bytes, rawCharset_); }
 
   void endRun() {
     if (afterWord_) text_ += run_.take();
@@ -217,6 +212,16 @@ class HeaderDecoder {
 };
 
 }  // namespace
+
+std::string rawHeaderToUtf8(std::string_view bytes, std::string_view rawCharset) {
+  if (rawCharset.empty() || isValidUtf8(bytes)) return toUtf8(bytes, "");
+  // A body may well be of a set that would make other characters of a header's ASCII: UTF-16,
+  // UTF-7.
+  constexpr std::string_view kAscii = "Name +- ~~ <a@b.example>";
+  const std::string text = toUtf8(std::string(kAscii).append(bytes), rawCharset);
+  const bool fits = text.starts_with(kAscii) && text.find(kReplacementCharacter) == text.npos;
+  return fits ? text.substr(kAscii.size()) : toUtf8(bytes, "");
+}
 
 std::string unfoldHeader(std::string_view raw) {
   std::string out;

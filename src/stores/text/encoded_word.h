@@ -20,12 +20,16 @@ namespace relaybird {
 /// - half a base64 group yields the bytes that it has; a word that is no encoded word after all
 /// stays
 ///   as it is;
-/// - raw 8-bit bytes are UTF-8 where they are that, else of the set that `rawCharset` names, else
-///   windows-1252.
+/// - raw 8-bit bytes come out as rawHeaderToUtf8() has them.
 /// Control characters that were encoded come out as they are: whoever writes the text into a header
 /// or a line of its own must deal with CR and LF. Never throws on bad input; linear time; any
 /// thread.
 std::string decodeHeaderText(std::string_view raw, std::string_view rawCharset = {});
+
+/// Raw bytes of a header value as UTF-8: as they are where they are that, else out of the set that
+/// `rawCharset` names (a MIME name), where it contains ASCII and has all these bytes, else out of
+/// windows-1252. Linear time; any thread.
+std::string rawHeaderToUtf8(std::string_view bytes, std::string_view rawCharset);
 
 /// The value on one line: each fold, and the white space that follows it, becomes one blank, and
 /// white space at both ends goes (RFC 5322 section 2.2.3).

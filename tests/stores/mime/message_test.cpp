@@ -115,6 +115,43 @@ TEST(Message, ARawSubjectIsReadInTheCharacterSetOfTheBody) {
       "été");
 }
 
+// Subjects were read so, and names beside them as if they were Latin letters.
+TEST(Message, RawNamesOfTheWritersAreReadInTheCharacterSetOfTheBodyToo) {
+  const std::string body = "Content-Type: text/plain; charset=koi8-r\n\n\xF0\n";
+  for (const char* name : {"\xF0\xD2\xC9", "\"\xF0\xD2\xC9\"", "=?koi8-r?Q?=F0?=\xD2\xC9"}) {
+    const std::string value = std::string(name) + " <pri@example.com>\n";
+    const Mailbox pri{"При", "pri@example.com"};
+    EXPECT_EQ(messageOf("From: " + value + body)->headers().senderMailbox(), pri) << value;
+    EXPECT_EQ(messageOf("From: nobody\nSender: " + value + body)->headers().senderMailbox(), pri);
+    EXPECT_EQ(messageOf("To: " + value + body)->headers().mailboxes("To"), std::vector{pri});
+  }
+  EXPECT_EQ(messageOf("From: \xF0\xD2\xC9\n" + body)->headers().senderMailbox().name, "При");
+}
+
+TEST(Message, RawNamesOutsideOfTheBodysCharacterSetAreLatin) {
+  for (const char* charset : {"utf-8", "us-ascii", "iso-8859-1", "utf-16", "utf-7", "x-unknown"}) {
+    EXPECT_EQ(messageOf(std::string("From: Andr\xE9 <a@b.example>\nSubject: \xE9t\xE9\n"
+                                    "Content-Type: text/plain; charset=") +
+                        charset + "\n\nx\n")
+                  ->headers()
+                  .senderMailbox(),
+              (Mailbox{"André", "a@b.example"}))
+        << charset;
+  }
+}
+
+// The subject came out as Chinese characters, its ASCII too.
+TEST(Message, ARawSubjectIsNotReadInACharacterSetThatDoesNotContainAscii) {
+  for (const char* charset : {"utf-16", "utf-16le", "utf-32", "utf-7"}) {
+    EXPECT_EQ(
+        messageOf(std::string("Subject: +AEE- \xE9t\xE9s\nContent-Type: text/plain; charset=") +
+                  charset + "\n\nx\n")
+            ->subject(),
+        "+AEE- étés")
+        << charset;
+  }
+}
+
 TEST(Message, TextLabelledBase64ThatIsNoneIsText) {
   const std::string text = "Hello Anna, shall we meet at noon? Bring the papers.\n";
   const std::string fields = "Content-Type: text/plain\nContent-Transfer-Encoding: base64\n\n";
