@@ -68,6 +68,11 @@ SettingsWindow::SettingsWindow(wxTopLevelWindow& owner, frmPrefs& form)
   all->Add(book_, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
   all->Add(buttons(), wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
   SetSizerAndFit(all);
+  // The toolkit gives a page its size when it is first seen, and before that a field in it has no
+  // room for its scroll bar.
+  for (wxWindow* page : pages) {
+    page->SetSize(page->GetBestSize());
+  }
   leaveClosingToForm(*this);
   Bind(wxEVT_SYS_COLOUR_CHANGED, [this](wxSysColourChangedEvent& event) {
     event.Skip();

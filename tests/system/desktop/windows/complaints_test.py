@@ -58,6 +58,13 @@ class Complaints(DesktopCase):
         self.assert_lines(self.open_settings("General").find(ADDRESSES, "text"))
         self.assert_no_complaint()
 
+    def test_none_of_texts_on_pages_that_nobody_has_looked_at(self):
+        """Their fields had no room for their scroll bars."""
+        self.start(mcolSenderList_num=1, mcolSenderList_1="offers.example",
+                   mstrTextToMatch_num=1, mstrTextToMatch_1="boarding pass")
+        self.open_settings()
+        self.assert_no_complaint()
+
     def assert_lines(self, field):
         """Several lines are whole in sight."""
         top, height = field.extents[1], field.extents[3]
