@@ -22,6 +22,12 @@ bool isField(ControlKind kind) {
          kind == ControlKind::kListBox;
 }
 
+/// Such a control is called by its tool tip; others have a text of their own.
+bool hasPicture(ControlKind kind) {
+  return kind == ControlKind::kPictureButton || kind == ControlKind::kPictureOption ||
+         kind == ControlKind::kPicture;
+}
+
 Colour ordinaryText(const Control& control) {
   return isField(control.kind()) ? kWindowText : kButtonText;
 }
@@ -140,6 +146,7 @@ void WidgetView::update(Change what) {
   switch (what) {
     case Change::kEnabled:
       window()->Enable(control_.enabled());
+      showTip();
       return;
     case Change::kVisible:
       if (window()->IsShown() != control_.visible()) {
@@ -151,7 +158,7 @@ void WidgetView::update(Change what) {
       showColours();
       return;
     case Change::kToolTip:
-      window()->SetToolTip(toWx(control_.toolTip()));
+      showTip();
       showName();
       return;
     default:
@@ -172,7 +179,12 @@ void WidgetView::showColours() {
   coloured_ = ownText;
 }
 
-/// A label is called by what it says. The toolkit tells a tool tip as the description itself.
+/// The toolkit tells it as the description too, and shows it over a disabled widget as well.
+void WidgetView::showTip() {
+  window()->SetToolTip(toWx(control_.tip()));
+}
+
+/// A label is called by what it says.
 void WidgetView::showName() {
   if (control_.kind() != ControlKind::kLabel) {
     setAccessibleName(*window(), accessibleName());
@@ -189,7 +201,7 @@ std::string WidgetView::accessibleName() const {
   if (style_.namedBy != nullptr) {
     return plainCaption(style_.namedBy->text());
   }
-  return control_.toolTip();
+  return hasPicture(control_.kind()) ? control_.toolTip() : std::string();
 }
 
 void byUser(Control& control, const std::function<void(Control&)>& action) {

@@ -27,6 +27,7 @@ class WidgetView : public ControlView {
   virtual void showContent(Change what) = 0;
   /// The text that names the control where it is not seen.
   std::string accessibleName() const;
+  void showTip();
   /// Tells who does not see it the name, and what there is to say of it beyond that.
   void showName();
   void showColours();

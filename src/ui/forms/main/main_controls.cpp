@@ -30,6 +30,10 @@ MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) 
   cmdPrefs.setToolTip("Settings");
   cmdStart.setToolTip("Start Forwarding Email");
   cmdStop.setToolTip("Stop Forwarding Email");
+  cmdStart.setWhyDisabled("Forwarding is on already.");
+  cmdStop.setWhyDisabled("Forwarding is off.");
+  cmdForwardNow.setWhyDisabled(
+      "There can be no test while forwarding is on, or while another test is running.");
   for (Control* shown : {&cmdToSysTray, &cmdPrefs, &cmdStart, &cmdStop, &picTextToEmail, &picDestPc,
                          &picTextFwdToCell, &picDestCellPhone}) {
     shown->setPicture(shown->name());

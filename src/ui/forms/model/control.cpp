@@ -114,6 +114,10 @@ void Control::setToolTip(std::string toolTip) {
   changed(Change::kToolTip);
 }
 
+const std::string& Control::tip() const {
+  return enabled() || whyDisabled_.empty() ? toolTip_ : whyDisabled_;
+}
+
 void Control::setPicture(std::string picture) {
   picture_ = std::move(picture);
   changed(Change::kPicture);

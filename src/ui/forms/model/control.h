@@ -101,6 +101,9 @@ class Control {
   void setBackColor(Colour colour);
   const std::string& toolTip() const { return toolTip_; }
   void setToolTip(std::string toolTip);
+  /// What there is to say of the control now: the tool tip, or why the control is disabled, if it
+  /// is and a reason has been given.
+  const std::string& tip() const;
   /// The name of the image that a picture or picture button shows.
   const std::string& picture() const { return picture_; }
   void setPicture(std::string picture);
@@ -119,6 +122,8 @@ class Control {
 
   // Place in the form. Set once, by the form.
 
+  /// Why the control is disabled when it is.
+  void setWhyDisabled(std::string reason) { whyDisabled_ = std::move(reason); }
   /// The text cannot be edited by the user.
   bool locked() const { return locked_; }
   void lock() { locked_ = true; }
@@ -178,6 +183,7 @@ class Control {
   Colour foreColor_;
   Colour backColor_;
   std::string toolTip_;
+  std::string whyDisabled_;
   std::string picture_;
   std::vector<std::string> list_;
   std::set<std::size_t> selection_;

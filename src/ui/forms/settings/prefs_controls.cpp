@@ -40,6 +40,10 @@ PrefsControls::PrefsControls() : Form("frmPrefs", "Settings") {
                           &chkForwardingOnAtStartup, &chkForwardStart}) {
     asking->setAsks();
   }
+  // A button without an action owes its user a word.
+  cmdGetSenderName.setToolTip(
+      "There is no Global Address List here to take names from. Type addresses or names into the "
+      "list.");
   setDefaultButton(cmdOK);
   setCancelButton(cmdCancel);
 }

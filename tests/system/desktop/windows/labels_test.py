@@ -76,7 +76,7 @@ def manual(tab, *page):
 WINDOWS = {
     "main": main_window("Current Status - Automatic forwarding turned off", "push button 'Test (Forward Once)'",
                         "push button 'Start Forwarding Email'",
-                        "push button 'Stop Forwarding Email' disabled"),
+                        "push button 'Stop Forwarding Email': Forwarding is off. disabled"),
     "settings, General": settings(
         "General",
         *lines("Forward to the following address(es) (separate with..."),
@@ -109,7 +109,8 @@ WINDOWS = {
         "radio button 'Forward All Messages Except From ...'",
         "radio button 'Only Forward Messages From ...'",
         *lines("List of Email Addresses or Names (separated with..."),
-        "push button 'Get Name from Global Address List'",
+        "push button 'Get Name from Global Address List'"
+        ": There is no Global Address List here to take names from....",
         "label 'Filter By Sender:' for 'Filter By Sender:'"),
     "settings, Text": settings(
         "Text",
@@ -166,8 +167,9 @@ WINDOWS = {
                                    "push button 'OK'"],
 }
 IDLE = "Currently Idle - Waiting for next inbox check..."
-RUNNING = main_window(IDLE, "push button 'Test (Forward Once)' disabled",
-                      "push button 'Start Forwarding Email' disabled",
+NO_TEST = "There can be no test while forwarding is on, or while..."
+RUNNING = main_window(IDLE, f"push button 'Test (Forward Once)': {NO_TEST} disabled",
+                      "push button 'Start Forwarding Email': Forwarding is on already. disabled",
                       "push button 'Stop Forwarding Email'")
 MANUAL = {
     "Contents": manual("Contents", "scroll pane 'Contents'", "panel 'Contents'"),
@@ -251,6 +253,29 @@ class Labels(DesktopCase):
                           "push button 'OK'",
                           "push button 'Cancel'"],
                          self.program.window("Invalid Email Address"))
+
+    def test_a_disabled_button_says_why_and_so_does_one_that_can_do_nothing(self):
+        main = self.start()
+        main.choose("File", "Start")
+        self.answer("Please Confirm:", "Yes")
+        main.activate()
+        self.assert_tip(main.find("Test (Forward Once)"), "There can be no test while")
+        settings = self.open_settings("Sender")
+        self.assert_tip(settings.find("Get Name from Global Address List"),
+                        "There is no Global Address List here")
+
+    def assert_tip(self, widget, begin):
+        """A window comes up once the mouse rests there; what it says is the description too."""
+        self.assertTrue(widget.description.startswith(begin), widget.description)
+        before = self.x_windows()
+        left, top = widget.point()
+        for place in ((left + 3, top), (left, top)):
+            self.desktop.xdotool("mousemove", "--sync", *place)
+        self.wait_until(f"a tool tip over {widget}", lambda: self.x_windows() > before)
+
+    def x_windows(self):
+        return set(self.desktop.xdotool("search", "--onlyvisible", "--all", "--pid",
+                                        self.program.process.pid, "--name", ".*").split())
 
     def test_a_description_follows_what_it_is_taken_from(self):
         self.start()

@@ -108,6 +108,19 @@ TEST(MainControls, PictureButtonsHaveAPictureAndAToolTip) {
   EXPECT_EQ(window.cmdStop.toolTip(), "Stop Forwarding Email");
 }
 
+TEST(MainControls, AButtonThatCanBeDisabledSaysWhy) {
+  MainControls window;
+  for (Control* button : {&window.cmdStart, &window.cmdStop, &window.cmdForwardNow}) {
+    button->setEnabled(true);
+    const std::string use = button->toolTip();
+    EXPECT_EQ(button->tip(), use) << button->name();
+    button->setEnabled(false);
+    EXPECT_NE(button->tip(), use) << button->name();
+    EXPECT_NE(button->tip(), "") << button->name();
+    EXPECT_EQ(button->toolTip(), use) << "names it still";
+  }
+}
+
 TEST(MainControls, AStoppedProgramShowsRed) {
   const MainControls window;
   EXPECT_EQ(window.txtStatus.backColor(), rgb(255, 0, 0));

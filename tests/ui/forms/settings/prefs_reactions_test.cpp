@@ -7,6 +7,7 @@
 namespace relaybird {
 namespace {
 
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr const char* kRuleBox =
@@ -142,7 +143,8 @@ TEST_F(ReactionsTest, EveryPartOfTheFormatChoiceChoosesIt) {
   }
 }
 
-TEST_F(ReactionsTest, TheGlobalAddressListButtonDoesNothing) {
+TEST_F(ReactionsTest, TheGlobalAddressListButtonDoesNothingAndSaysWhy) {
+  EXPECT_THAT(dialog().cmdGetSenderName.tip(), HasSubstr("no Global Address List"));
   user("cmdGetSenderName");
   EXPECT_THAT(dialogs_.boxes, IsEmpty());
   EXPECT_EQ(dialog().txtAddresses.text(), "");
