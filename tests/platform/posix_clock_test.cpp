@@ -21,6 +21,7 @@ class WithEnvironment {
   WithEnvironment(const char* locale, const char* zone) {
     set("LC_ALL", locale);
     set("TZ", zone);
+    set("LOCPATH", RELAYBIRD_TEST_LOCALES);
   }
   ~WithEnvironment() {
     for (const auto& [name, value] : before_) {
@@ -52,11 +53,7 @@ TEST(UserDecimalSeparator, IsThatOfTheLocale) {
     const WithEnvironment environment("xx_XX.UTF-8", "UTC");
     EXPECT_EQ(userDecimalSeparator(), ".");
   }
-  const char* const german = "de_DE.UTF-8";
-  const locale_t installed = ::newlocale(LC_NUMERIC_MASK, german, nullptr);
-  if (installed == nullptr) GTEST_SKIP() << german << " is not installed";
-  ::freelocale(installed);
-  const WithEnvironment environment(german, "UTC");
+  const WithEnvironment environment("de_DE.UTF-8", "UTC");
   EXPECT_EQ(userDecimalSeparator(), ",");
 }
 
