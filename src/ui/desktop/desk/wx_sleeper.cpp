@@ -94,7 +94,7 @@ void WxSleeper::sleep(std::chrono::milliseconds duration) {
   while (!over_() && Clock::now() < end) {
     runEvents();
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-    wxMilliSleep(std::clamp<long long>(left.count(), 0, kLook));
+    wxMilliSleep(static_cast<unsigned long>(std::clamp<long long>(left.count(), 0, kLook)));
   }
 }
 
