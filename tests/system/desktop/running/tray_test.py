@@ -47,6 +47,7 @@ class WithATray(TrayCase):
         inbox.touch()
         self.answer(CONFIRM, "Yes")
         label = self.wait_until("the warning", lambda: self.warning(main))
+        self.assertIn(str(inbox), label.description)
         item = self.to_tray(main)
         self.assertEqual("NeedsAttention", self.watcher.item_property(item, "Status"))
         self.assertEqual("dialog-warning",
