@@ -44,6 +44,10 @@ class ScriptedDialogs : public Dialogs {
     files.push_back(box);
     return next(paths_).value_or(std::nullopt);
   }
+  std::optional<std::string> saveFile(const SaveFileBox& box) override {
+    saved.push_back(box);
+    return next(paths_).value_or(std::nullopt);
+  }
   void popupMenu(Control& menu) override {
     menus.push_back(&menu);
     if (onMenu) onMenu(menu);
@@ -52,6 +56,7 @@ class ScriptedDialogs : public Dialogs {
   std::vector<MessageBox> boxes;
   std::vector<InputBox> inputs;
   std::vector<OpenFileBox> files;
+  std::vector<SaveFileBox> saved;
   std::vector<Control*> menus;
   std::size_t unexpected = 0;  ///< questions that the script had no answer for
 

@@ -38,8 +38,9 @@ class Clipboard {
 class HelpViewer {
  public:
   virtual ~HelpViewer() = default;
-  /// Shows the default topic of a compiled help file, in front of the main window.
-  virtual Result<void> show(const std::string& file) = 0;
+  /// Shows a topic of a compiled help file, in front of the main window: the page of that name
+  /// without ".html", the default one where it is empty.
+  virtual Result<void> show(const std::string& file, const std::string& topic) = 0;
 };
 
 class FolderViewer {

@@ -49,7 +49,7 @@ ProgramForms::ProgramForms(const ProgramWorld& world)
     : dialogs_(world.dialogs),
       clock_(world.clock),
       events_(world.events),
-      log_({world.clock, world.screen, world.clipboard, world.dialogs}),
+      log_({world.clock, world.screen, world.clipboard, world.dialogs, world.files}),
       main_(world, log_),
       settings_({main_.prf(), main_.engine().session(), world.objects, log_, world.clock,
                  world.dialogs, world.screen, world.decimalSeparator}),

@@ -65,7 +65,7 @@ TEST(ConsoleClipboard, SaysWhereThereIsNoneAndWhenTheTextIsTooLong) {
 TEST(ConsoleHelpViewer, PointsToTheTopicsThatCanBeReadHere) {
   Transcript transcript;
   ScriptOutput out(transcript);
-  EXPECT_TRUE(ConsoleHelpViewer(out, {"rules  The rules"}).show("/usr/share/rbx.chm"));
+  EXPECT_TRUE(ConsoleHelpViewer(out, {"rules  The rules"}).show("/usr/share/rbx.chm", ""));
   EXPECT_EQ(transcript.take(),
             "note: the manual is in /usr/share/rbx.chm; help TOPIC shows a topic of it here\n"
             "topic: rules  The rules\n");

@@ -77,8 +77,16 @@ std::string ConsoleDialogs::inputBox(const InputBox& box) {
 }
 
 std::optional<std::string> ConsoleDialogs::openFile(const OpenFileBox& box) {
-  std::string path =
-      ask({{BoxView::Kind::kFile, box.title, box.filter, BoxIcon::kNone, {}}, "", {}});
+  return askForFile(box.title, box.filter);
+}
+
+std::optional<std::string> ConsoleDialogs::saveFile(const SaveFileBox& box) {
+  return askForFile(box.title, box.filter);
+}
+
+std::optional<std::string> ConsoleDialogs::askForFile(const std::string& title,
+                                                      const std::string& filter) {
+  std::string path = ask({{BoxView::Kind::kFile, title, filter, BoxIcon::kNone, {}}, "", {}});
   if (path.empty()) return std::nullopt;
   return path;
 }

@@ -33,6 +33,7 @@ class ConsoleDialogs : public Dialogs {
   BoxAnswer messageBox(const MessageBox& box) override;
   std::string inputBox(const InputBox& box) override;
   std::optional<std::string> openFile(const OpenFileBox& box) override;
+  std::optional<std::string> saveFile(const SaveFileBox& box) override;
   void popupMenu(Control& menu) override;
 
   /// Told when a box begins to wait, and when one has been answered.
@@ -60,6 +61,7 @@ class ConsoleDialogs : public Dialogs {
   struct Question;
   class Standing;
 
+  std::optional<std::string> askForFile(const std::string& title, const std::string& filter);
   std::string ask(Question question);
   std::optional<std::string> fromQueue(const Question& question);
   Question* newest() const;

@@ -51,7 +51,7 @@ Result<void> ConsoleClipboard::setText(const std::string& text) {
   return {};
 }
 
-Result<void> ConsoleHelpViewer::show(const std::string& file) {
+Result<void> ConsoleHelpViewer::show(const std::string& file, const std::string&) {
   out_.event("note", "the manual is in " + file + "; help TOPIC shows a topic of it here");
   for (const std::string& topic : topics_) out_.event("topic", topic);
   return {};

@@ -54,7 +54,7 @@ class ConsoleHelpViewer : public HelpViewer {
   /// `out` must outlive it.
   ConsoleHelpViewer(ConsoleOutput& out, std::vector<std::string> topics)
       : out_(out), topics_(std::move(topics)) {}
-  Result<void> show(const std::string& file) override;
+  Result<void> show(const std::string& file, const std::string& topic) override;
 
  private:
   ConsoleOutput& out_;

@@ -19,13 +19,6 @@
 namespace relaybird::desktop {
 namespace {
 
-/// An assistive tool presses inside a call of its own, and would wait there for the answer to a box
-/// that it cannot read before the call has ended.
-void clickLater(wxWindow& window, Control& control) {
-  inputLater(
-      window, [&window, &control] { clickByUser(window, control); }, [] { wxBell(); });
-}
-
 class ButtonView : public WidgetView {
  public:
   ButtonView(wxWindow* parent, Control& control, const ViewStyle& style)

@@ -1,15 +1,37 @@
 // SPDX-License-Identifier: MIT
 #include "ui/desktop/bind/form_view.h"
 
+#include <wx/accel.h>
+#include <wx/textctrl.h>
+#include <wx/utils.h>
+
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 
+#include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/layout.h"
 #include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
+
+namespace {
+
+/// What is selected in a field is copied by the field itself.
+bool belongsToField(const wxKeyEvent& event) {
+  return event.GetModifiers() == wxMOD_CONTROL && event.GetKeyCode() == 'C' &&
+         dynamic_cast<wxTextCtrl*>(wxWindow::FindFocus()) != nullptr;
+}
+
+bool isPressed(const std::string& keys, const wxKeyEvent& event) {
+  wxAcceleratorEntry entry;
+  return entry.FromString("\t" + toWx(keys)) && entry.GetKeyCode() == event.GetKeyCode() &&
+         entry.GetFlags() == event.GetModifiers() && !belongsToField(event);
+}
+
+}  // namespace
 
 FormView::FormView(Form& form) : form_(form) {
   form_.setObserver(this);
@@ -76,6 +98,32 @@ wxStaticBoxSizer* FormView::addFrame(wxOrientation direction, wxWindow* parent,
 void FormView::follow(Control& control, std::unique_ptr<ControlView> view) {
   view->updateAll();
   views_[&control] = std::move(view);
+}
+
+void FormView::takeShortcuts(wxTopLevelWindow& window) {
+  window.Bind(wxEVT_CHAR_HOOK, [this, &window](wxKeyEvent& event) {
+    if (!shortcut(window, event)) {
+      event.Skip();
+    }
+  });
+}
+
+bool FormView::shortcut(wxTopLevelWindow& window, const wxKeyEvent& event) {
+  if (event.GetKeyCode() == WXK_F1 && !event.HasAnyModifiers()) {
+    // The manual may have to be looked for, which asks.
+    inputLater(
+        window, [this, &window] { doByUser(window, true, [this] { form_.help(); }); },
+        [] { wxBell(); });
+    return true;
+  }
+  const auto& all = form_.controls();
+  const auto found = std::find_if(all.begin(), all.end(), [&](const Control* each) {
+    return !each->shortcut().empty() && isPressed(each->shortcut(), event);
+  });
+  if (found != all.end()) {
+    clickLater(window, **found);
+  }
+  return found != all.end();
 }
 
 void FormView::leaveClosingToForm(wxTopLevelWindow& window) {

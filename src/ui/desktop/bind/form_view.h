@@ -33,6 +33,9 @@ class FormView : public FormObserver {
                                     const Control& control);
   /// Lets something other than a widget follow a control: a menu entry, the pages of a book.
   void follow(Control& control, std::unique_ptr<ControlView> view);
+  /// Has the shortcuts of the form's controls work all over a window that has no menu bar for them,
+  /// and F1 ask the form for help.
+  void takeShortcuts(wxTopLevelWindow& window);
   /// What the user closes is the form; it says what becomes of the window.
   void leaveClosingToForm(wxTopLevelWindow& window);
   /// Shows everything again, after a change of the theme.
@@ -40,6 +43,7 @@ class FormView : public FormObserver {
 
  private:
   void joinLabels(const Control& control, ControlView& view, const ViewStyle& style);
+  bool shortcut(wxTopLevelWindow& window, const wxKeyEvent& event);
 
   Form& form_;
   std::map<const Control*, std::unique_ptr<ControlView>> views_;

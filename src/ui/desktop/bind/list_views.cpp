@@ -8,6 +8,7 @@
 #include <set>
 #include <utility>
 
+#include "ui/desktop/bind/menu_view.h"
 #include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
@@ -64,8 +65,13 @@ class ListView : public WidgetView {
         tellLine(event.GetIndex());
       });
     }
+    lines_->Bind(wxEVT_CONTEXT_MENU, [this](wxContextMenuEvent& event) { openMenuAt(event); });
     setAccessibleName(*lines_, accessibleName());
     for (wxWindow* inside : lines_->GetChildren()) {
+      inside->Bind(wxEVT_MOTION, [this, inside](wxMouseEvent& event) {
+        event.Skip();
+        tellWhole(*inside, event.GetPosition());
+      });
       setAccessibleName(*inside, accessibleName());
       setAccessibleRole(*inside, AccessibleRole::kList);
     }
@@ -78,6 +84,8 @@ class ListView : public WidgetView {
       showLines();
     } else if (what == Change::kListExtent) {
       fitColumn();
+    } else if (what == Change::kListSelection && !telling_) {
+      select();
     }
   }
 
@@ -136,7 +144,66 @@ class ListView : public WidgetView {
       item = lines_->GetNextItem(item, wxLIST_NEXT_ALL, wxLIST_STATE_SELECTED);
       positions.insert(positions.end(), static_cast<std::size_t>(item));
     }
+    telling_ = true;
     control_.setSelection(std::move(positions));
+    telling_ = false;
+  }
+
+  /// What the form has selected, with its first line in sight.
+  void select() {
+    selectionStale_ = false;
+    lines_->SetItemState(-1, 0, wxLIST_STATE_SELECTED);
+    for (const std::size_t position : control_.selection()) {
+      lines_->SetItemState(static_cast<long>(position), wxLIST_STATE_SELECTED,
+                           wxLIST_STATE_SELECTED);
+    }
+    if (!control_.selection().empty()) {
+      const auto first = static_cast<long>(*control_.selection().begin());
+      lines_->SetItemState(first, wxLIST_STATE_FOCUSED, wxLIST_STATE_FOCUSED);
+      lines_->EnsureVisible(first);
+      tellLine(first);
+    }
+  }
+
+  /// By a click, by the Menu key or by Shift+F10; by the keys it opens at the line that has them.
+  void openMenuAt(const wxContextMenuEvent& event) {
+    Control* menu = control_.contextMenu();
+    if (menu == nullptr) {
+      return;
+    }
+    lines_->SetFocus();
+    showSelection();
+    wxPoint place = event.GetPosition();
+    if (place == wxDefaultPosition) {
+      wxRect line;
+      const long current = lines_->GetNextItem(-1, wxLIST_NEXT_ALL, wxLIST_STATE_FOCUSED);
+      const bool inSight = current >= 0 && lines_->GetItemRect(current, line) &&
+                           lines_->GetClientRect().Contains(line.GetLeftBottom());
+      place = inSight ? wxPoint(0, line.GetBottom()) : wxPoint(0, 0);
+    } else {
+      place = lines_->ScreenToClient(place);
+    }
+    openMenu(*lines_, *menu, place);
+  }
+
+  /// A line that is longer than the window is wide shows as a whole where the pointer is.
+  void tellWhole(wxWindow& inside, const wxPoint& point) {
+    int flags = 0;
+    const long position =
+        lines_->HitTest(lines_->ScreenToClient(inside.ClientToScreen(point)), flags);
+    if (position == told_) {
+      return;
+    }
+    told_ = position;
+    const auto line = static_cast<std::size_t>(position);
+    if (position >= 0 && line < control_.list().size()) {
+      const wxString text = plainLine(control_.list()[line]);
+      if (lines_->GetTextExtent(text).GetWidth() > lines_->GetClientSize().GetWidth()) {
+        inside.SetToolTip(text);
+        return;
+      }
+    }
+    inside.UnsetToolTip();
   }
 
   /// Before the key does anything: it may press the button that copies what is selected.
@@ -172,6 +239,8 @@ class ListView : public WidgetView {
 
   VirtualLines* lines_;
   bool selectionStale_ = false;
+  bool telling_ = false;     ///< the form what is selected in the widget
+  long told_ = wxNOT_FOUND;  ///< the line that the pointer is on
 };
 
 class ComboView : public WidgetView {

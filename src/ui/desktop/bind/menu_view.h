@@ -22,4 +22,8 @@ class MenuView : public ControlView {
   wxMenuItem* entry_;
 };
 
+/// Shows the entries of a menu over a window, by default where the pointer is, and clicks the one
+/// that the user picks once the menu has gone.
+void openMenu(wxWindow& over, Control& menu, const wxPoint& at = wxDefaultPosition);
+
 }  // namespace relaybird::desktop

@@ -212,19 +212,28 @@ void byUser(Control& control, const std::function<void(Control&)>& action) {
   }
 }
 
-void clickByUser(wxEvtHandler& handler, Control& control) {
-  if (!control.asks() || !WxSleeper::sleeping()) {
-    byUser(control, &Control::click);
+void doByUser(wxEvtHandler& handler, bool asks, const std::function<void()>& action) {
+  if (!asks || !WxSleeper::sleeping()) {
+    action();
     return;
   }
-  WxSleeper::afterCheck(handler, [&control, loop = wxEventLoopBase::GetActive()] {
+  WxSleeper::afterCheck(handler, [action, loop = wxEventLoopBase::GetActive()] {
     if (wxEventLoopBase::GetActive() == loop) {
-      guarded([&control] { byUser(control, &Control::click); });
+      guarded(action);
     } else {
       // A box has come up in between.
       wxBell();
     }
   });
+}
+
+void clickByUser(wxEvtHandler& handler, Control& control) {
+  doByUser(handler, control.asks(), [&control] { byUser(control, &Control::click); });
+}
+
+void clickLater(wxEvtHandler& handler, Control& control) {
+  inputLater(
+      handler, [&handler, &control] { clickByUser(handler, control); }, [] { wxBell(); });
 }
 
 }  // namespace relaybird::desktop

@@ -5,6 +5,7 @@
 #include <wx/settings.h>
 #include <wx/window.h>
 
+#include <functional>
 #include <string>
 
 #include "ui/desktop/bind/control_view.h"
@@ -39,8 +40,15 @@ class WidgetView : public ControlView {
   bool coloured_ = false;
 };
 
-/// A click by the user, as an event of the handler. While a check pauses, one that may ask him
-/// something is kept until the pause is over.
+/// Runs what the user has asked for, as an event of the handler. While a check pauses, what may ask
+/// him something is kept until the pause is over.
+void doByUser(wxEvtHandler& handler, bool asks, const std::function<void()>& action);
+
+/// A click by the user, as an event of the handler, kept in the same way.
 void clickByUser(wxEvtHandler& handler, Control& control);
+
+/// The same once the event in hand is over. An assistive tool presses inside a call of its own, and
+/// would wait there for the answer to a box that it cannot read before the call has ended.
+void clickLater(wxEvtHandler& handler, Control& control);
 
 }  // namespace relaybird::desktop

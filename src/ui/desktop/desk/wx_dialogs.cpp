@@ -45,6 +45,15 @@ std::optional<std::string> WxDialogs::openFile(const OpenFileBox& box) {
   return fromWx(dialog.GetPath());
 }
 
+std::optional<std::string> WxDialogs::saveFile(const SaveFileBox& box) {
+  wxFileDialog dialog(owner_(), toWx(box.title), wxEmptyString, toWx(box.name), toWx(box.filter),
+                      wxFD_SAVE);
+  if (showModal(dialog) != wxID_OK) {
+    return std::nullopt;
+  }
+  return fromWx(dialog.GetPath());
+}
+
 void WxDialogs::popupMenu(Control& menu) {
   wxWindow* owner = owner_();
   if (owner == nullptr) {

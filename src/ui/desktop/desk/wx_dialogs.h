@@ -20,6 +20,7 @@ class WxDialogs : public Dialogs {
   BoxAnswer messageBox(const MessageBox& box) override;
   std::string inputBox(const InputBox& box) override;
   std::optional<std::string> openFile(const OpenFileBox& box) override;
+  std::optional<std::string> saveFile(const SaveFileBox& box) override;
   void popupMenu(Control& menu) override;
 
   /// Ends every box that is open with the answer that changes nothing, and answers those to come

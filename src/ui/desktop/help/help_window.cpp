@@ -66,13 +66,17 @@ HelpWindow::~HelpWindow() {
   forget();
 }
 
-Result<void> HelpWindow::show(const std::string& file) {
+Result<void> HelpWindow::show(const std::string& file, const std::string& topic) {
   if (loaded_ != file) {
     if (auto loaded = load(file); !loaded) {
       return loaded;
     }
   }
-  controller_->DisplayContents();
+  if (topic.empty()) {
+    controller_->DisplayContents();
+  } else {
+    controller_->Display(wxString::FromUTF8(topic + ".html"));
+  }
   return {};
 }
 

@@ -23,7 +23,7 @@ class HelpWindow : public HelpViewer {
   explicit HelpWindow(std::function<wxWindow*()> owner);
   ~HelpWindow() override;
 
-  Result<void> show(const std::string& file) override;
+  Result<void> show(const std::string& file, const std::string& topic) override;
   /// Closes the window; the program is over.
   void close();
 

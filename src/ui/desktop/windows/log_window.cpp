@@ -4,6 +4,7 @@
 #include <wx/panel.h>
 
 #include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/art.h"
 #include "ui/desktop/widgets/layout.h"
 
@@ -12,39 +13,86 @@ namespace {
 
 constexpr int kWidth = 720;
 constexpr int kHeight = 420;
+constexpr int kFindCharacters = 24;
+/// As long as what is said of a hit in a log of a long run.
+constexpr const char* kLongestOutcome = "Line 1000000 of 1000000, from the end again";
 
 }  // namespace
 
 LogWindow::LogWindow(wxWindow& owner, frmLog& form)
     : wxFrame(&owner, wxID_ANY, toWx(form.caption()), wxDefaultPosition, wxDefaultSize,
               wxDEFAULT_FRAME_STYLE | wxFRAME_NO_TASKBAR),
-      FormView(form) {
+      FormView(form),
+      frm_(form) {
   SetName("frmLog");
   SetIcons(programIcons());
   auto* panel = new wxPanel(this);
-  wxWindow* lines = add(panel, form.lstLog, {.name = form.caption()});
+  wxSizer* top = find(panel);
+  lines_ = add(panel, form.lstLog, {.name = form.caption()});
   auto* bottom = new wxBoxSizer(wxHORIZONTAL);
   wxWindow* verbose = add(panel, form.chkVerboseLog);
   bottom->Add(verbose, wxSizerFlags().CentreVertical());
   bottom->AddStretchSpacer();
-  bottom->Add(row(*this, {add(panel, form.cmdCopyToClip), add(panel, form.cmdClose)}));
+  bottom->Add(row(*this, {add(panel, form.cmdCopyToClip), add(panel, form.cmdSaveAs),
+                          add(panel, form.cmdClose)}));
   auto* all = new wxBoxSizer(wxVERTICAL);
-  all->Add(lines, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
-  all->Add(bottom, wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap)));
+  const wxSizerFlags part = wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap));
+  all->Add(top, part);
+  all->Add(lines_, wxSizerFlags(1).Expand().Border(wxLEFT | wxRIGHT, scaled(*this, kGap)));
+  all->Add(bottom, part);
   panel->SetSizer(all);
   // With a place for the check box that may come.
   SetMinClientSize(panel->GetBestSize() + wxSize(verbose->GetBestSize().GetWidth(), 0));
-  SetSize(FromDIP(wxSize(kWidth, kHeight)));
+  wxSize size = FromDIP(wxSize(kWidth, kHeight));
+  size.IncTo(GetMinSize());
+  SetSize(size);
+  lines_->SetFocus();
   leaveClosingToForm(*this);
-  Bind(wxEVT_CHAR_HOOK, [&form](wxKeyEvent& event) {
-    if (event.GetKeyCode() == WXK_ESCAPE) {
-      form.cmdClose.click();
-    } else if (event.GetKeyCode() == 'C' && event.GetModifiers() == wxMOD_CONTROL) {
-      form.cmdCopyToClip.click();
+  takeShortcuts(*this);
+  Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) { event.Skip(!key(event)); });
+}
+
+wxSizer* LogWindow::find(wxWindow* parent) {
+  wxWindow* label = add(parent, frm_.lblFind);
+  field_ = dynamic_cast<wxTextCtrl*>(
+      add(parent, frm_.txtFind, {.widthInCharacters = kFindCharacters, .namedBy = &frm_.lblFind}));
+  auto* sizer =
+      row(*this, {label, field_, add(parent, frm_.cmdFindPrevious), add(parent, frm_.cmdFindNext)});
+  wxWindow* outcome = add(parent, frm_.lblFound);
+  outcome->SetMinSize({outcome->GetTextExtent(kLongestOutcome).GetWidth(), -1});
+  sizer->Add(outcome, wxSizerFlags(1).CentreVertical().ReserveSpaceEvenIfHidden().Border(
+                          wxLEFT, scaled(*this, kMargin)));
+  return sizer;
+}
+
+/// Keys that depend on where they are pressed.
+bool LogWindow::key(const wxKeyEvent& event) {
+  const bool inField = FindFocus() == field_;
+  const int code = event.GetKeyCode();
+  if (code == WXK_ESCAPE) {
+    if (inField && !field_->IsEmpty()) {
+      field_->Clear();
+      lines_->SetFocus();
     } else {
-      event.Skip();
+      frm_.cmdClose.click();
     }
-  });
+  } else if (code == 'F' && event.GetModifiers() == wxMOD_CONTROL) {
+    field_->SetFocus();
+    field_->SelectAll();
+  } else if (inField && (code == WXK_RETURN || code == WXK_NUMPAD_ENTER)) {
+    (event.ShiftDown() ? frm_.cmdFindPrevious : frm_.cmdFindNext).click();
+  } else {
+    return false;
+  }
+  return true;
+}
+
+/// Assistive tools tell what changes where the keys are.
+void LogWindow::controlChanged(const Control& control, Change what) {
+  FormView::controlChanged(control, what);
+  if (&control == &frm_.lblFound && field_ != nullptr) {
+    setAccessibleDescription(*field_, control.text());
+  }
 }
 
 void LogWindow::formChanged(const Form&, FormChange what) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <wx/frame.h>
+#include <wx/sizer.h>
+#include <wx/textctrl.h>
 
 #include "ui/desktop/bind/form_view.h"
 #include "ui/forms/log/frm_log.h"
@@ -12,7 +14,16 @@ namespace relaybird::desktop {
 class LogWindow : public wxFrame, public FormView {
  public:
   LogWindow(wxWindow& owner, frmLog& form);
+  void controlChanged(const Control& control, Change what) override;
   void formChanged(const Form& form, FormChange what) override;
+
+ private:
+  wxSizer* find(wxWindow* parent);
+  bool key(const wxKeyEvent& event);
+
+  frmLog& frm_;
+  wxTextCtrl* field_ = nullptr;
+  wxWindow* lines_ = nullptr;
 };
 
 }  // namespace relaybird::desktop

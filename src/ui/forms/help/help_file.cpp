@@ -40,12 +40,12 @@ HelpFile::HelpFile(HelpWorld world, std::string location)
   }
 }
 
-void HelpFile::show() {
+void HelpFile::show(const std::string& topic) {
   if (!exists(location_) && !(asked(notFoundBox()) && chooseFile())) {
     return;
   }
   for (;;) {
-    const Result<void> shown = world_.viewer.show(location_);
+    const Result<void> shown = world_.viewer.show(location_, topic);
     tellWhatIsNotKept();
     if (shown || !asked(unreadableBox(shown.error().text)) || !chooseFile()) {
       return;

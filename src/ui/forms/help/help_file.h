@@ -32,12 +32,12 @@ class HelpFile {
   /// The preferences name another file.
   void setLocation(std::string file) { location_ = std::move(file); }
 
-  /// Shows the help; asks for the file when it is not where it was. A file that the user chooses
-  /// and that exists is the location from then on, and is remembered for the next start in rbx.ini
-  /// in the Windows folder. Where the file cannot be shown, the user is told why and may choose
-  /// another at once; the next request tries again what is the location then. What else fails is
-  /// told in boxes.
-  void show();
+  /// Shows a page of the help (HelpViewer::show); asks for the file when it is not where it was. A
+  /// file that the user chooses and that exists is the location from then on, and is remembered for
+  /// the next start in rbx.ini in the Windows folder. Where the file cannot be shown, the user is
+  /// told why and may choose another at once; the next request tries again what is the location
+  /// then. What else fails is told in boxes.
+  void show(const std::string& topic = {});
 
  private:
   bool exists(const std::string& file) const;

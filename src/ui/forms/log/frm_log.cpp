@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "ui/forms/log/frm_log.h"
 
+#include <cerrno>
+
+#include "platform/text/character_kind.h"
 #include "platform/text/number_text.h"
 
 namespace relaybird {
@@ -28,10 +31,39 @@ frmLog::frmLog(LogFormWorld world) : Form("frmLog", "Activity Log"), world_(worl
       chkVerboseLog.setVisible(true);
     }
   });
-  cmdCopyToClip.setAsks();
-  cmdCopyToClip.onClick([this] { copyToClipboard(); });
   setCancelButton(cmdClose);
+  cmdClose.setShortcut("Ctrl+W");
   cmdClose.onClick([this] { hide(); });
+  wireFind();
+  wireCommands();
+}
+
+void frmLog::wireFind() {
+  lblFound.setVisible(false);
+  txtFind.onChange([this] { typed(); });
+  cmdFindNext.setShortcut("F3");
+  cmdFindNext.onClick([this] { showHit(search_.next(currentLine())); });
+  cmdFindPrevious.setShortcut("Shift+F3");
+  cmdFindPrevious.onClick([this] { showHit(search_.previous(currentLine())); });
+}
+
+void frmLog::wireCommands() {
+  lstLog.setContextMenu(mnuLog);
+  for (Control* entry : {&mnuCopy, &mnuCopyAll, &mnuSaveAs}) {
+    entry->setParent(mnuLog);
+  }
+  for (Control* asking : {&cmdCopyToClip, &cmdSaveAs, &mnuCopy, &mnuCopyAll, &mnuSaveAs}) {
+    asking->setAsks();
+  }
+  mnuCopy.setShortcut("Ctrl+C");
+  mnuSaveAs.setShortcut("Ctrl+S");
+  for (Control* copying : {&cmdCopyToClip, &mnuCopy}) {
+    copying->onClick([this] { copyToClipboard(copyText()); });
+  }
+  mnuCopyAll.onClick([this] { copyToClipboard(allLines()); });
+  for (Control* saving : {&cmdSaveAs, &mnuSaveAs}) {
+    saving->onClick([this] { saveAs(); });
+  }
 }
 
 void frmLog::AddToLog(const std::string& text) {
@@ -65,6 +97,8 @@ void frmLog::AddLine(const std::string& text) {
 
 void frmLog::ClearLog() {
   lstLog.clearList();
+  search_.forget();
+  tellFound({});
   widest_ = 0;
   lstLog.setHorizontalExtent(widest_);
 }
@@ -80,26 +114,107 @@ void frmLog::closeBox() {
   tell(FormChange::kUnloaded);
 }
 
-std::string frmLog::copyText() const {
-  std::string text;
-  const auto append = [&](const std::string& line) { text.append(line).append("\r\n"); };
-  for (const std::size_t position : lstLog.selection()) {
-    append(lstLog.list().at(position));
+std::size_t frmLog::currentLine() const {
+  return lstLog.selection().empty() ? 0 : *lstLog.selection().begin();
+}
+
+void frmLog::typed() {
+  const auto hit = search_.type(txtFind.text(), currentLine());
+  if (txtFind.text().empty()) {
+    tellFound({});
+  } else {
+    showHit(hit);
   }
+}
+
+void frmLog::showHit(const std::optional<LineSearch::Hit>& hit) {
+  if (!hit) {
+    tellFound(txtFind.text().empty() ? "" : "Nothing found");
+    return;
+  }
+  const bool back = hit->line > currentLine();
+  lstLog.setSelection({hit->line});
+  tellFound("Line " + std::to_string(hit->line + 1) + " of " +
+            std::to_string(lstLog.list().size()) +
+            (hit->aroundTheEnd ? (back ? ", from the end again" : ", from the top again") : ""));
+}
+
+void frmLog::tellFound(const std::string& words) {
+  lblFound.setText(words);
+  lblFound.setVisible(!words.empty());
+}
+
+std::string frmLog::copyText() const {
   if (lstLog.selection().empty()) {
-    for (const std::string& line : lstLog.list()) {
-      append(line);
-    }
+    return allLines();
+  }
+  std::string text;
+  for (const std::size_t position : lstLog.selection()) {
+    text.append(lstLog.list().at(position)).append("\r\n");
   }
   return text;
 }
 
-void frmLog::copyToClipboard() {
-  const Result<void> copied = world_.clipboard.setText(copyText());
+std::string frmLog::allLines() const {
+  std::string text;
+  for (const std::string& line : lstLog.list()) {
+    text.append(line).append("\r\n");
+  }
+  return text;
+}
+
+void frmLog::copyToClipboard(const std::string& text) {
+  const Result<void> copied = world_.clipboard.setText(text);
   if (!copied) {
     world_.dialogs.messageBox({"The log could not be copied.\r\n\r\n" + copied.error().text,
                                "Error", BoxButtons::kOk, BoxIcon::kExclamation});
   }
+}
+
+void frmLog::saveAs() {
+  const auto path = world_.dialogs.saveFile(
+      {"Save the Activity Log", "Text files (*.txt)|*.txt|All files|*", "relaybird-log.txt"});
+  if (!path || !mayBeReplaced(*path)) {
+    return;
+  }
+  if (const Result<void> saved = save(*path); !saved) {
+    world_.dialogs.messageBox(
+        {"The log could not be saved as " + *path + ".\r\n\r\n" + saved.error().text, "Error",
+         BoxButtons::kOk, BoxIcon::kExclamation});
+  }
+}
+
+/// Whether nothing is there, or the user gives it up.
+bool frmLog::mayBeReplaced(const std::string& path) {
+  if (!world_.files.inspect(path)) {
+    return true;
+  }
+  return world_.dialogs.messageBox(
+             {"There is a file " + path + " already.\r\n\r\nDo you want to replace it?",
+              "Save the Activity Log", BoxButtons::kYesNo, BoxIcon::kExclamation}) ==
+         BoxAnswer::kYes;
+}
+
+/// The lines as they are seen: what a message brought along in its subject must not break a line,
+/// nor steer the terminal of whoever reads the file.
+Result<void> frmLog::save(const std::string& path) {
+  const auto place = world_.files.resolve(path);
+  if (!place) {
+    return place.error();
+  }
+  if (const auto there = world_.files.inspect(*place)) {
+    if (there->type != FileType::kRegular) {
+      return Error{EINVAL, "This is no file for text."};
+    }
+    if (auto allowed = world_.files.mayWrite(*place); !allowed) {
+      return allowed;
+    }
+  }
+  std::string text;
+  for (const std::string& line : lstLog.list()) {
+    text.append(withCodes(line)).append("\n");
+  }
+  return replaceFile(world_.files, *place, text);
 }
 
 }  // namespace relaybird

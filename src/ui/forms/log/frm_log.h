@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
 // frmLog: the activity log and the window that shows it. The lines are held once, in lstLog, and
-// nowhere but in memory. All calls on the user-interface thread.
+// nowhere but in memory, unless the user saves them. All calls on the user-interface thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "engine/report/activity_log.h"
 #include "platform/clock.h"
+#include "platform/file_system.h"
 #include "ui/forms/form_world.h"
+#include "ui/forms/log/line_search.h"
 #include "ui/forms/model/dialogs.h"
 #include "ui/forms/model/form.h"
 
@@ -20,6 +24,7 @@ struct LogFormWorld {
   const Screen& screen;
   Clipboard& clipboard;
   Dialogs& dialogs;
+  FileSystem& files;
 };
 
 class frmLog : public Form, public ActivityLog {
@@ -46,17 +51,45 @@ class frmLog : public Form, public ActivityLog {
   /// switch is off and hidden.
   void closeBox() override;
 
+  /// A text to look for, in any letter case. What is typed goes to the first line that has it.
+  Control lblFind{*this, ControlKind::kLabel, "lblFind", "Find:"};
+  Control txtFind{*this, ControlKind::kTextBox, "txtFind"};
+  Control cmdFindPrevious{*this, ControlKind::kButton, "cmdFindPrevious", "&Previous"};
+  Control cmdFindNext{*this, ControlKind::kButton, "cmdFindNext", "&Next"};
+  /// Which line it was found in, or that it was not; hidden while nothing is sought.
+  Control lblFound{*this, ControlKind::kLabel, "lblFound"};
   Control lstLog{*this, ControlKind::kListBox, "lstLog"};
   /// Hidden until Shift+Ctrl+Alt+V goes down in the list.
   Control chkVerboseLog{*this, ControlKind::kCheckBox, "chkVerboseLog", "Verbose log"};
-  Control cmdCopyToClip{*this, ControlKind::kButton, "cmdCopyToClip", "Copy to Clipboard"};
+  Control cmdCopyToClip{*this, ControlKind::kButton, "cmdCopyToClip", "&Copy to Clipboard"};
+  Control cmdSaveAs{*this, ControlKind::kButton, "cmdSaveAs", "&Save As..."};
   /// Hides the window, always.
-  Control cmdClose{*this, ControlKind::kButton, "cmdClose", "Close"};
+  Control cmdClose{*this, ControlKind::kButton, "cmdClose", "C&lose"};
+  /// The menu over the list.
+  Control mnuLog{*this, ControlKind::kMenu, "mnuLog", "Log"};
+  /// As cmdCopyToClip.
+  Control mnuCopy{*this, ControlKind::kMenu, "mnuCopy", "&Copy"};
+  Control mnuCopyAll{*this, ControlKind::kMenu, "mnuCopyAll", "Copy &All"};
+  Control mnuSaveAs{*this, ControlKind::kMenu, "mnuSaveAs", "&Save As..."};
+
+ protected:
+  std::string helpTopic() const override { return "activity-log"; }
 
  private:
-  void copyToClipboard();
+  void wireFind();
+  void wireCommands();
+  std::size_t currentLine() const;
+  void typed();
+  void tellFound(const std::string& words);
+  void showHit(const std::optional<LineSearch::Hit>& hit);
+  std::string allLines() const;
+  void copyToClipboard(const std::string& text);
+  void saveAs();
+  bool mayBeReplaced(const std::string& path);
+  Result<void> save(const std::string& path);
 
   LogFormWorld world_;
+  LineSearch search_{lstLog.list()};
   std::int32_t widest_ = 0;
   bool keep_ = true;
 };

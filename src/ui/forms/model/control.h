@@ -136,6 +136,13 @@ class Control {
   /// A click on it now may ask the user something in a box. What runs then waits for the answer.
   bool asks() const { return asks_ && asks_(); }
   void setAsks(std::function<bool()> when = [] { return true; }) { asks_ = std::move(when); }
+  /// The keys that click on it while its window has the keys, as menus write them: "Ctrl+Shift+S",
+  /// "F3"; empty for none.
+  const std::string& shortcut() const { return shortcut_; }
+  void setShortcut(std::string keys) { shortcut_ = std::move(keys); }
+  /// The menu that opens over it; null for none.
+  Control* contextMenu() const { return contextMenu_; }
+  void setContextMenu(Control& menu) { contextMenu_ = &menu; }
   /// Names the option buttons that exclude one another.
   const std::string& group() const { return group_; }
   void setGroup(std::string group) { group_ = std::move(group); }
@@ -190,6 +197,8 @@ class Control {
   std::int32_t horizontalExtent_ = 0;
   std::optional<int> tab_;
   Control* parent_ = nullptr;
+  std::string shortcut_;
+  Control* contextMenu_ = nullptr;
   std::string group_;
   const Timer* timer_ = nullptr;
   std::function<bool()> asks_;

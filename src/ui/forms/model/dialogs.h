@@ -48,6 +48,12 @@ struct OpenFileBox {
   std::string filter;  ///< description and pattern: "Help File (*.chm)|*.chm"
 };
 
+struct SaveFileBox {
+  std::string title;
+  std::string filter;  ///< as of OpenFileBox
+  std::string name;    ///< of the file, to begin with
+};
+
 class Dialogs {
  public:
   virtual ~Dialogs() = default;
@@ -56,6 +62,8 @@ class Dialogs {
   virtual std::string inputBox(const InputBox& box) = 0;
   /// The chosen file's path; none when the user cancelled.
   virtual std::optional<std::string> openFile(const OpenFileBox& box) = 0;
+  /// The path to write to; none when the user cancelled. Does not ask about a file that is there.
+  virtual std::optional<std::string> saveFile(const SaveFileBox& box) = 0;
   /// Shows a menu's entries where the pointer is, and clicks the one that the user picks.
   virtual void popupMenu(Control& menu) = 0;
 };

@@ -4,9 +4,11 @@
 // control by its name.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ui/forms/model/control.h"
@@ -56,11 +58,22 @@ class Form {
   /// The user closes the window by its frame.
   virtual void closeBox() { hide(); }
 
+  /// The user asks for help in this window: hands its topic to whoever shows the manual.
+  void help() const {
+    if (onHelp_) onHelp_(helpTopic());
+  }
+  void onHelp(std::function<void(const std::string& topic)> reaction) {
+    onHelp_ = std::move(reaction);
+  }
+
   /// In place of any earlier one; null for nobody. Must outlive the form or be taken away.
   void setObserver(FormObserver* observer) { observer_ = observer; }
   FormObserver* observer() const { return observer_; }
 
  protected:
+  /// The page of the manual about what the window shows now, as its file is called without ".html";
+  /// empty for the first page.
+  virtual std::string helpTopic() const { return {}; }
   void tell(FormChange what);
   void setDefaultButton(Control& button) { defaultButton_ = &button; }
   void setCancelButton(Control& button) { cancelButton_ = &button; }
@@ -79,6 +92,7 @@ class Form {
   Form* owner_ = nullptr;
   const Form* modal_ = nullptr;
   FormObserver* observer_ = nullptr;
+  std::function<void(const std::string& topic)> onHelp_;
 };
 
 /// Why the user cannot work with a control now, as a sentence without its full stop; empty when he

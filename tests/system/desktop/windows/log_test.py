@@ -228,6 +228,153 @@ class Verbose(LogCase):
         self.assertEqual([], [line for line in self.copied(self.open_log()) if "[v]" in line])
 
 
+class Finding(LogCase):
+    def open_log_of(self, times):
+        main = self.start()
+        self.switch_on_and_off(main, times)
+        return self.open_log()
+
+    def seek(self, log, words):
+        self.desktop.keys("ctrl+f")
+        field = log.find("Find:", "text")
+        field.wait_for_state("focused")
+        self.desktop.type(words)
+        field.wait_for_text(words)
+        return field
+
+    def test_what_is_typed_is_found_and_shown_and_selected(self):
+        log = self.open_log_of(times=2)
+        everything = self.copied(log)
+        field = self.seek(log, "turned off")
+        log.find("Line 3 of 6", "label")
+        self.wait_until("the hit to be told", lambda: field.description == "Line 3 of 6")
+        self.assertEqual(everything[2:3], self.copied(log))
+
+    def test_the_keys_go_from_hit_to_hit(self):
+        log = self.open_log_of(times=2)
+        everything = self.copied(log)
+        self.seek(log, "OFF")
+        for key, hit in (("Return", "Line 6 of 6"), ("F3", "Line 3 of 6, from the top again"),
+                         ("shift+Return", "Line 6 of 6, from the end again"),
+                         ("shift+F3", "Line 3 of 6"), ("alt+n", "Line 6 of 6")):
+            self.desktop.keys(key)
+            log.find(hit, "label")
+        self.assertEqual(everything[5:], self.copied(log))
+
+    def test_nothing_found_is_said_and_escape_leaves_the_field_first(self):
+        log = self.open_log_of(times=1)
+        field = self.seek(log, "zebra")
+        log.find("Nothing found", "label")
+        self.desktop.keys("Escape")
+        field.wait_for_text("")
+        self.lines(log).wait_for_state("focused")
+        self.assertTrue(log.is_showing())
+        self.desktop.keys("Escape")
+        log.wait_gone()
+
+    def test_the_keys_that_copy_leave_the_field_its_own_text(self):
+        log = self.open_log_of(times=1)
+        self.seek(log, "zebra")
+        self.desktop.keys("ctrl+a", "ctrl+c")
+        self.wait_until("the clipboard", lambda: self.desktop.clipboard() == "zebra")
+
+
+class Menu(LogCase):
+    def pick(self, key):
+        self.desktop.clear_clipboard()
+        self.desktop.keys(key)
+        return self.wait_until("the clipboard", self.desktop.clipboard).split("\r\n")[:-1]
+
+    def test_it_opens_by_a_click_and_by_both_keys(self):
+        main = self.start()
+        self.switch_on_and_off(main)
+        log = self.open_log()
+        everything = self.copied(log)
+        self.click_line(log, from_top=5, button=3)
+        self.assertEqual(everything[:1], self.pick("c"))
+        self.wait_until("the lines to have the keys", lambda: self.lines(log).has("focused"))
+        for key in ("Menu", "shift+F10"):
+            self.desktop.keys(key)
+            self.assertEqual(everything, self.pick("a"))
+        self.leave()
+
+
+class Saving(LogCase):
+    CHOOSER = "Save the Activity Log"
+
+    def choose(self, path):
+        chooser = self.program.window(self.CHOOSER)
+        self.desktop.keys("ctrl+a")
+        self.desktop.type(str(path))
+        self.wait_until("the path", lambda: any(
+            each.text == str(path) for each in chooser.find_all(role="text")))
+        # The keys and a click may go to the names that it offers to complete.
+        chooser.find("Save", "push button").press()
+        chooser.wait_gone()
+
+    def test_all_lines_are_saved_and_a_file_that_is_there_is_asked_about(self):
+        main = self.start()
+        self.switch_on_and_off(main)
+        log = self.open_log()
+        everything = self.copied(log)
+        file = self.home.folder / "my.txt"
+        self.desktop.keys("ctrl+s")
+        self.choose(file)
+        self.wait_until("the file", file.exists)
+        self.assertEqual(everything, file.read_text(encoding="utf-8").splitlines())
+        file.write_text("mine", encoding="utf-8")
+        log.find("Save As...", "push button").click()
+        self.choose(file)
+        self.assertIn("Do you want to replace it?", self.answer(self.CHOOSER, "No"))
+        self.assertEqual("mine", file.read_text(encoding="utf-8"))
+        self.leave()
+
+    def test_a_file_that_cannot_be_written_is_told(self):
+        self.start()
+        log = self.open_log()
+        log.find("Save As...", "push button").click()
+        self.choose("/proc/relaybird.txt")
+        self.assertIn("The log could not be saved as /proc/relaybird.txt.",
+                      self.answer("Error", "OK"))
+        self.leave()
+
+
+class LongLines(LogCase):
+    def test_one_that_is_wider_than_the_window_shows_whole_at_the_pointer(self):
+        self.home.deliver("a subject of many words, " * 20)
+        main = self.start(mbolFwdUponStart=True)
+        main.choose("File", "Start")
+        self.answer("Please Confirm:", "Yes")
+        main.find("Number Forwarded:", "text").wait_for_text("1")
+        self.wait_until("the check to be over", lambda: "Currently Idle" in main.tree())
+        log = self.open_log()
+        self.desktop.keys("ctrl+f")
+        self.desktop.type("many words")
+        found = self.wait_until("the line to be selected", lambda: self.selected_row(log))
+        self.point_at(log, found)
+        self.wait_until("the whole line", lambda: self.is_told(log))
+        self.point_at(log, 0)
+        self.wait_until("it to go", lambda: not self.is_told(log))
+
+    def selected_row(self, log):
+        """How far below the top of the list the selected line begins."""
+        left, top, _, height = self.lines(log).extents
+        rows = self.desktop.pixels((left + 3, top, 1, height - 20))
+        return next((y for y, ((red, _, blue),) in enumerate(rows) if blue > red + 60), None)
+
+    def point_at(self, log, row):
+        """Moves the pointer to a line, and a little on it."""
+        left, top, _, _ = self.lines(log).extents
+        for x in (24, 25):
+            self.desktop.xdotool("mousemove", "--sync", left + x, top + row + 6)
+
+    def is_told(self, log):
+        """Whether there is something dark on the empty ground below the lines."""
+        left, top, _, height = self.lines(log).extents
+        below = self.desktop.pixels((left + 4, top + height // 2, 100, 10))
+        return min(sum(colour) for line in below for colour in line) < 180
+
+
 class Closing(LogCase):
     def test_escape_closes_it_and_its_lines_stay(self):
         main = self.start()

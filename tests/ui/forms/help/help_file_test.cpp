@@ -46,8 +46,8 @@ class LinkedFiles : public FakeFiles {
 
 class FakeViewer : public HelpViewer {
  public:
-  Result<void> show(const std::string& file) override {
-    shown.push_back(file);
+  Result<void> show(const std::string& file, const std::string& topic) override {
+    shown.push_back(topic.empty() ? file : file + "#" + topic);
     if (onShow) onShow();
     if (!failure.empty()) return Error{0, failure};
     return {};

@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <set>
 #include <stdexcept>
 #include <vector>
 
+#include "prefs/fake_files.h"
 #include "support/fake_clock.h"
 #include "support/scripted_dialogs.h"
 
@@ -70,14 +73,36 @@ class FrmLog : public testing::Test {
   FakeClipboard clipboard_;
   ScriptedDialogs dialogs_;
   RecordingObserver observer_;
-  frmLog log_{{clock_, screen_, clipboard_, dialogs_}};
+  /// What the user types, letter by letter.
+  void type(const std::string& text) {
+    for (std::size_t length = 1; length <= text.size(); ++length) {
+      log_.txtFind.setText(text.substr(0, length));
+    }
+  }
+  std::set<std::size_t> selected() const { return log_.lstLog.selection(); }
+  std::string found() const { return log_.lblFound.text(); }
+  void saveAs(const std::string& path) {
+    dialogs_.choose(path);
+    log_.cmdSaveAs.click();
+  }
+
+  FakeFiles files_;
+  frmLog log_{{clock_, screen_, clipboard_, dialogs_, files_}};
 };
 
 TEST_F(FrmLog, HasItsControlsInTheirInitialState) {
   EXPECT_EQ(log_.name(), "frmLog");
   EXPECT_FALSE(log_.visible());
-  EXPECT_EQ(log_.controls(), (std::vector<Control*>{&log_.lstLog, &log_.chkVerboseLog,
-                                                    &log_.cmdCopyToClip, &log_.cmdClose}));
+  EXPECT_EQ(
+      log_.controls(),
+      (std::vector<Control*>{&log_.lblFind, &log_.txtFind, &log_.cmdFindPrevious, &log_.cmdFindNext,
+                             &log_.lblFound, &log_.lstLog, &log_.chkVerboseLog, &log_.cmdCopyToClip,
+                             &log_.cmdSaveAs, &log_.cmdClose, &log_.mnuLog, &log_.mnuCopy,
+                             &log_.mnuCopyAll, &log_.mnuSaveAs}));
+  EXPECT_EQ(log_.lstLog.contextMenu(), &log_.mnuLog);
+  for (const Control* entry : {&log_.mnuCopy, &log_.mnuCopyAll, &log_.mnuSaveAs}) {
+    EXPECT_EQ(entry->parent(), &log_.mnuLog);
+  }
   EXPECT_EQ(log_.lstLog.name(), "lstLog");
   EXPECT_EQ(log_.lstLog.kind(), ControlKind::kListBox);
   EXPECT_TRUE(log_.lstLog.list().empty());
@@ -310,6 +335,180 @@ TEST_F(FrmLog, WithoutTheKeepFlagTheCloseBoxUnloadsTheWindow) {
   EXPECT_EQ(observer_.formChanges, (std::vector<FormChange>{FormChange::kShown, FormChange::kHidden,
                                                             FormChange::kUnloaded}));
   log_.setObserver(nullptr);
+}
+
+// Finding.
+
+TEST_F(FrmLog, WhatIsTypedGoesToTheFirstLineThatHasIt) {
+  addLines();
+  type("T");
+  EXPECT_EQ(selected(), std::set<std::size_t>{1});
+  EXPECT_EQ(found(), "Line 2 of 3");
+  type("Th");
+  EXPECT_EQ(selected(), std::set<std::size_t>{2});
+  EXPECT_EQ(found(), "Line 3 of 3");
+}
+
+TEST_F(FrmLog, WhatIsNotThereIsSaidAndLeavesTheSelection) {
+  addLines();
+  type("tx");
+  EXPECT_EQ(found(), "Nothing found");
+  EXPECT_EQ(selected(), std::set<std::size_t>{1});
+  log_.cmdFindNext.click();
+  EXPECT_EQ(found(), "Nothing found");
+  EXPECT_TRUE(log_.lblFound.visible());
+  log_.txtFind.setText("");
+  EXPECT_EQ(found(), "");
+  EXPECT_FALSE(log_.lblFound.visible());
+}
+
+TEST_F(FrmLog, TheButtonsGoFromHitToHitAndSayWhenTheyGoAround) {
+  addLines();
+  type("e");
+  EXPECT_EQ(found(), "Line 1 of 3");
+  log_.cmdFindNext.click();
+  EXPECT_EQ(found(), "Line 3 of 3");
+  log_.cmdFindNext.click();
+  EXPECT_EQ(found(), "Line 1 of 3, from the top again");
+  log_.cmdFindPrevious.click();
+  EXPECT_EQ(found(), "Line 3 of 3, from the end again");
+  log_.cmdFindPrevious.click();
+  EXPECT_EQ(found(), "Line 1 of 3");
+  EXPECT_EQ(selected(), std::set<std::size_t>{0});
+}
+
+TEST_F(FrmLog, TheButtonsDoNothingWithoutAText) {
+  addLines();
+  log_.cmdFindNext.click();
+  log_.cmdFindPrevious.click();
+  EXPECT_EQ(found(), "");
+  EXPECT_TRUE(selected().empty());
+}
+
+TEST_F(FrmLog, ALineThatIsFoundIsShownAgainThoughItIsSelectedAlready) {
+  addLines();
+  type("two");
+  log_.setObserver(&observer_);
+  log_.cmdFindNext.click();
+  log_.setObserver(nullptr);
+  EXPECT_EQ(observer_.listChanges, std::vector<Change>{Change::kListSelection});
+}
+
+TEST_F(FrmLog, AClearedLogHasNoHitsAndFindsWhatComesThen) {
+  addLines();
+  type("three");
+  log_.ClearLog();
+  EXPECT_EQ(found(), "");
+  log_.cmdFindNext.click();
+  log_.AddToLog("three again");
+  type("three");
+  EXPECT_EQ(found(), "Line 1 of 1");
+}
+
+// The menu over the list, and saving.
+
+TEST_F(FrmLog, TheMenuCopiesWhatIsSelectedOrAll) {
+  addLines();
+  log_.lstLog.setSelection({1});
+  log_.mnuCopy.click();
+  log_.mnuCopyAll.click();
+  EXPECT_EQ(clipboard_.texts, (std::vector<std::string>{"two\r\n", "one\r\ntwo\r\nthree\r\n"}));
+}
+
+TEST_F(FrmLog, AllLinesAreSavedWhateverIsSelected) {
+  addLines();
+  log_.lstLog.setSelection({1});
+  saveAs("/log.txt");
+  EXPECT_EQ(files_.bytes("/log.txt"), "one\ntwo\nthree\n");
+  EXPECT_TRUE(dialogs_.boxes.empty());
+  ASSERT_EQ(dialogs_.saved.size(), 1u);
+  EXPECT_EQ(dialogs_.saved[0].name, "relaybird-log.txt");
+  dialogs_.choose("/other.txt");
+  log_.mnuSaveAs.click();
+  EXPECT_EQ(files_.bytes("/other.txt"), "one\ntwo\nthree\n");
+}
+
+TEST_F(FrmLog, ASubjectBreaksNoLineOfASavedLog) {
+  log_.AddToLog("subject\r\nwith \x1b[2Jcodes");
+  saveAs("/log.txt");
+  const std::string text = files_.bytes("/log.txt");
+  EXPECT_EQ(text.find('\n'), text.size() - 1);
+  EXPECT_EQ(text.find('\x1b'), std::string::npos);
+}
+
+TEST_F(FrmLog, AUserWhoChoosesNoFileSavesNothing) {
+  addLines();
+  dialogs_.choose(std::nullopt);
+  log_.cmdSaveAs.click();
+  EXPECT_TRUE(files_.changes.empty());
+  EXPECT_TRUE(dialogs_.boxes.empty());
+}
+
+TEST_F(FrmLog, AFileThatIsThereIsReplacedOnlyWhenTheUserSaysSo) {
+  addLines();
+  files_.addFile("/log.txt", "of yesterday");
+  dialogs_.answer(BoxAnswer::kNo);
+  saveAs("/log.txt");
+  EXPECT_EQ(files_.bytes("/log.txt"), "of yesterday");
+  dialogs_.answer(BoxAnswer::kYes);
+  saveAs("/log.txt");
+  EXPECT_EQ(files_.bytes("/log.txt"), "one\ntwo\nthree\n");
+  ASSERT_EQ(dialogs_.boxes.size(), 2u);
+  EXPECT_EQ(boxLine(dialogs_.boxes[0]),
+            "Save the Activity Log|There is a file /log.txt already.\r\n\r\nDo you want to replace "
+            "it?|exclamation|Yes No");
+}
+
+TEST_F(FrmLog, AFileThatALinkNamesIsReplacedAndTheLinkStays) {
+  addLines();
+  files_.addFile("/real.txt", "of yesterday");
+  files_.addLink("/log.txt", "/real.txt");
+  dialogs_.answer(BoxAnswer::kYes);
+  saveAs("/log.txt");
+  EXPECT_EQ(files_.bytes("/real.txt"), "one\ntwo\nthree\n");
+  EXPECT_EQ(files_.entries.at("/log.txt").type, FileType::kLink);
+}
+
+TEST_F(FrmLog, AReadOnlyFileIsNotReplaced) {
+  addLines();
+  files_.addFile("/log.txt", "of yesterday");
+  files_.entries.at("/log.txt").readOnly = true;
+  dialogs_.answer(BoxAnswer::kYes);
+  saveAs("/log.txt");
+  EXPECT_EQ(files_.bytes("/log.txt"), "of yesterday");
+  ASSERT_EQ(dialogs_.boxes.size(), 2u);
+  EXPECT_EQ(dialogs_.boxes[1].title, "Error");
+}
+
+TEST_F(FrmLog, AFolderOrADeviceIsNotReplaced) {
+  addLines();
+  files_.addFolder("/folder");
+  files_.entries["/pipe"] = {FileType::kOther, "", false, false};
+  for (const char* path : {"/folder", "/pipe"}) {
+    dialogs_.answer(BoxAnswer::kYes);
+    saveAs(path);
+    EXPECT_EQ(dialogs_.boxes.back().title, "Error") << path;
+  }
+  EXPECT_TRUE(files_.changes.empty());
+}
+
+TEST_F(FrmLog, ADiskThatIsFullIsToldAndLeavesWhatWasThere) {
+  addLines();
+  files_.addFile("/log.txt", "of yesterday");
+  files_.failCallsWith("write ", ENOSPC);
+  dialogs_.answer(BoxAnswer::kYes);
+  saveAs("/log.txt");
+  EXPECT_EQ(files_.bytes("/log.txt"), "of yesterday");
+  const std::string words = dialogs_.boxes.back().text;
+  EXPECT_TRUE(words.starts_with("The log could not be saved as /log.txt.\r\n\r\n")) << words;
+}
+
+TEST_F(FrmLog, AFolderThatCannotBeLookedIntoIsToldInTheBoxOfTheFailure) {
+  addLines();
+  files_.failCallsWith("/closed", EACCES);
+  saveAs("/closed/log.txt");
+  ASSERT_EQ(dialogs_.boxes.size(), 1u);
+  EXPECT_EQ(dialogs_.boxes.back().title, "Error");
 }
 
 }  // namespace

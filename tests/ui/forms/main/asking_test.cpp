@@ -79,7 +79,8 @@ TEST_F(AskingTest, TheControlsThatMayAskAreThese) {
           "frmRelaybird.mnuTryAgain", "frmRelaybird.mnuOpenWaiting", "frmRelaybird.mnuOpenRefused",
           "frmRelaybird.mnuIndex", "frmPrefs.cmdValidateAd", "frmPrefs.chkForwardingOnAtStartup",
           "frmPrefs.chkForwardStart", "frmPrefs.cmdGetSenderName", "frmPrefs.cmdOK",
-          "frmPrefs.cmdApply", "frmLog.cmdCopyToClip", "frmAbout.cmdSysInfo"));
+          "frmPrefs.cmdApply", "frmLog.cmdCopyToClip", "frmLog.cmdSaveAs", "frmLog.mnuCopy",
+          "frmLog.mnuCopyAll", "frmLog.mnuSaveAs", "frmAbout.cmdSysInfo"));
 }
 
 TEST_F(AskingTest, TheSettingsOpenDuringAPauseWhereNothingContradicts) {

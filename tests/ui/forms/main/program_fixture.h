@@ -64,8 +64,8 @@ class FakeClipboard : public Clipboard {
 
 class FakeHelpViewer : public HelpViewer {
  public:
-  Result<void> show(const std::string& file) override {
-    shown.push_back(file);
+  Result<void> show(const std::string& file, const std::string& topic) override {
+    shown.push_back(topic.empty() ? file : file + "#" + topic);
     return {};
   }
   std::vector<std::string> shown;

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/log/line_search.h"
+
+#include <utility>
+
+#include "platform/text/text_case.h"
+
+namespace relaybird {
+
+void LineSearch::forget() {
+  text_.clear();
+  begin(0);
+}
+
+void LineSearch::begin(std::size_t origin) {
+  origin_ = origin < lines_.size() ? origin : 0;
+  without_ = 0;
+  size_ = lines_.size();
+}
+
+bool LineSearch::has(std::size_t line) {
+  ++looks_;
+  return foldCase(lines_[line]).find(text_) != std::string::npos;
+}
+
+bool LineSearch::nowhere() const {
+  return text_.empty() || (without_ == size_ && size_ == lines_.size());
+}
+
+bool LineSearch::isHit(std::size_t line) const {
+  return !text_.empty() && without_ < size_ && (origin_ + without_) % size_ == line;
+}
+
+/// Goes on to the first line that has the text.
+std::optional<LineSearch::Hit> LineSearch::walk() {
+  const std::size_t added = lines_.size() - size_;
+  if (origin_ + without_ >= size_) {
+    // Past the end already: what has come there since then is looked at before the rest.
+    for (std::size_t line = size_; line < lines_.size(); ++line) {
+      if (has(line)) {
+        begin(line);
+        return Hit{line, false};
+      }
+    }
+    without_ += added;
+  }
+  size_ += added;
+  for (; without_ < size_; ++without_) {
+    const std::size_t line = (origin_ + without_) % size_;
+    if (has(line)) return Hit{line, origin_ + without_ >= size_};
+  }
+  return std::nullopt;
+}
+
+std::optional<LineSearch::Hit> LineSearch::type(std::string_view text, std::size_t from) {
+  std::string folded = foldCase(text);
+  if (folded.empty()) {
+    forget();
+    return std::nullopt;
+  }
+  if (text_.empty() || !folded.starts_with(text_)) begin(isHit(from) ? origin_ : from);
+  text_ = std::move(folded);
+  return walk();
+}
+
+std::optional<LineSearch::Hit> LineSearch::next(std::size_t from) {
+  if (nowhere()) return std::nullopt;
+  begin(from + 1);
+  auto hit = walk();
+  if (hit) hit->aroundTheEnd = hit->line <= from;
+  return hit;
+}
+
+std::optional<LineSearch::Hit> LineSearch::previous(std::size_t from) {
+  if (nowhere()) return std::nullopt;
+  const std::size_t count = lines_.size();
+  for (std::size_t back = 1; back <= count; ++back) {
+    const std::size_t line = (from + count - back) % count;
+    if (!has(line)) continue;
+    begin(line);
+    return Hit{line, line >= from};
+  }
+  begin(0);
+  without_ = size_;
+  return std::nullopt;
+}
+
+}  // namespace relaybird
