@@ -56,7 +56,7 @@ class DesktopApplication : public wxApp {
   desktop::WxScreen screen_{[this] { endProgram(); }};
   desktop::WxSleeper pause_{[this] { return ending(); }, [this] { return checkRuns(); }};
   desktop::WxClipboard clipboard_;
-  desktop::HelpWindow help_{[this] { return front(); }};
+  desktop::HelpWindow help_{[this] { return windows_ ? &windows_->main() : nullptr; }};
   std::unique_ptr<SystemInformation> systemInformation_;
   std::unique_ptr<FolderViewer> folderViewer_;
   std::unique_ptr<TrayPlatform> tray_;

@@ -58,6 +58,9 @@ ProgramForms::ProgramForms(const ProgramWorld& world)
       bridge_(std::make_unique<Bridge>(main_, settings_, world.dialogs)) {
   main_.connect({log_, settings_, about_, tray_});
   main_.prf().connectForms(*bridge_);
+  for (Form* form : forms()) {
+    form->onHelp([this](const std::string& topic) { main_.help().show(topic); });
+  }
 }
 
 ProgramForms::~ProgramForms() = default;

@@ -175,6 +175,13 @@ void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal)
   gtk_window_set_modal(window, modal ? TRUE : FALSE);
 }
 
+void setApart(wxTopLevelWindow& window) {
+  // A window keeps its group.
+  GtkWindowGroup* group = gtk_window_group_new();
+  gtk_window_group_add_window(group, GTK_WINDOW(window.GetHandle()));
+  g_object_unref(group);
+}
+
 void cancelNativeDialogs() {
   GList* windows = gtk_window_list_toplevels();
   // An answer may destroy one further down.

@@ -133,9 +133,10 @@ void layOutWhereThereIsRoom(wxHtmlHelpWindow& help) {
 }
 
 /// Also where the keys are in a part that takes Escape itself, and does nothing with it.
-void closeOnEscape(wxFrame& frame) {
+void closeByKeys(wxFrame& frame) {
   frame.Bind(wxEVT_CHAR_HOOK, [&frame](wxKeyEvent& event) {
-    if (event.GetKeyCode() == WXK_ESCAPE && !event.HasAnyModifiers()) {
+    const bool escape = event.GetKeyCode() == WXK_ESCAPE && !event.HasAnyModifiers();
+    if (escape || (event.GetKeyCode() == 'W' && event.GetModifiers() == wxMOD_CONTROL)) {
       frame.Close();
     } else {
       event.Skip();
@@ -213,7 +214,8 @@ void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
   leaveRoomInFields(help);
   giveRoom(frame, help);
   layOutWhereThereIsRoom(help);
-  closeOnEscape(frame);
+  closeByKeys(frame);
+  setApart(frame);
 }
 
 }  // namespace relaybird::desktop

@@ -48,6 +48,9 @@ void showScrollBars(wxWindow& window);
 /// While `modal`, the dialog stands over its owner and takes all of its input.
 void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal);
 
+/// The window takes input also while a dialog is modal.
+void setApart(wxTopLevelWindow& window);
+
 /// Closes the dialogs that the platform runs itself, as their Cancel would.
 void cancelNativeDialogs();
 

@@ -39,6 +39,7 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
   SetSizerAndFit(all);
   SetEscapeId(ok->GetId());
   leaveClosingToForm(*this);
+  takeShortcuts(*this);
 }
 
 void AboutWindow::formChanged(const Form&, FormChange what) {

@@ -74,10 +74,30 @@ SettingsWindow::SettingsWindow(wxTopLevelWindow& owner, frmPrefs& form)
     page->SetSize(page->GetBestSize());
   }
   leaveClosingToForm(*this);
+  takeShortcuts(*this);
+  Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
+    const int key = event.GetKeyCode();
+    if (event.GetModifiers() == wxMOD_CONTROL && (key == WXK_PAGEDOWN || key == WXK_PAGEUP)) {
+      turnPage(key == WXK_PAGEDOWN);
+    } else {
+      event.Skip();
+    }
+  });
   Bind(wxEVT_SYS_COLOUR_CHANGED, [this](wxSysColourChangedEvent& event) {
     event.Skip();
     showAll();
   });
+}
+
+/// From anywhere in the dialog. The toolkit moves the keys to the page, where they stay only if
+/// they were on a page before.
+void SettingsWindow::turnPage(bool forward) {
+  wxWindow* const focus = FindFocus();
+  const bool inside = focus == nullptr || book_->GetCurrentPage()->IsDescendant(focus);
+  const auto count = static_cast<int>(frm_.tabPrefs.list().size());
+  byUser(frm_.tabPrefs,
+         [&](Control& tabs) { tabs.setValue((tabs.value() + (forward ? 1 : count - 1)) % count); });
+  (inside ? book_->GetCurrentPage() : focus)->SetFocus();
 }
 
 wxWindow* SettingsWindow::generalTab(wxWindow* book) {

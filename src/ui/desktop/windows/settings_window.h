@@ -25,6 +25,7 @@ class SettingsWindow : public wxDialog, public FormView {
   wxWindow* cellPhoneTab(wxWindow* book);
   wxSizer* format(wxWindow* page, Control& picture, Control& title, Control& description);
   wxSizer* buttons();
+  void turnPage(bool forward);
 
   wxTopLevelWindow& owner_;
   frmPrefs& frm_;

@@ -31,6 +31,7 @@ frmAbout::frmAbout(ProgramVersion version, SystemInformation& information, Dialo
   lblDisclaimer.setText(kDisclaimer);
   setDefaultButton(cmdOk);
   setCancelButton(cmdOk);
+  cmdOk.setShortcut("Ctrl+W");
   cmdOk.onClick([this] { hide(); });
   cmdSysInfo.setAsks();
   cmdSysInfo.onClick([this] { StartSysInfo(); });

@@ -2,6 +2,8 @@
 // frmAbout: the about box, whose button starts the desktop's system-information tool.
 #pragma once
 
+#include <string>
+
 #include "ui/forms/form_world.h"
 #include "ui/forms/model/dialogs.h"
 #include "ui/forms/model/form.h"
@@ -23,6 +25,9 @@ class frmAbout : public Form {
   Control lblDisclaimer{*this, ControlKind::kLabel, "lblDisclaimer"};
   Control cmdOk{*this, ControlKind::kButton, "cmdOk", "OK"};
   Control cmdSysInfo{*this, ControlKind::kButton, "cmdSysInfo", "&System Info..."};
+
+ protected:
+  std::string helpTopic() const override { return "licence"; }
 
  private:
   ProgramVersion version_;

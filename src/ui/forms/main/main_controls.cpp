@@ -19,6 +19,7 @@ void putInto(Control& parent, std::initializer_list<Control*> parts) {
 MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) {
   placeInFrames();
   placeInMenus();
+  giveShortcuts();
   // What the window tells is not for editing: the count of forwards decides when to stop.
   for (Control* told : {&txtStatusFwdTo, &txtRunningSince, &txtNumberForwarded, &txtMinToNextFwd,
                         &txtStatus, &txtLog}) {
@@ -57,10 +58,23 @@ void MainControls::placeInFrames() {
                       &Label1, &lblNumberForwarded, &lblNextForward, &lblAutomationStatus});
 }
 
+/// None for what sends without a question, nor for what ends forwarding unseen: a slip of the hand
+/// would be enough.
+void MainControls::giveShortcuts() {
+  mnuPreferences.setShortcut("Ctrl+,");
+  mnuTest.setShortcut("Ctrl+T");
+  mnuViewLog.setShortcut("Ctrl+L");
+  mnuIndex.setShortcut("F1");
+  mnuExit.setShortcut("Ctrl+Q");
+}
+
 void MainControls::placeInMenus() {
   putInto(mnuFile, {&mnuStart, &mnuStop, &mnuAutostart, &mnuExit});
   putInto(mnuEdit, {&mnuPreferences});
   putInto(mnuOutbox, {&mnuTryAgain, &mnuOpenWaiting, &mnuOpenRefused});
+  putInto(mnuDiagnostics, {&mnuTest, &mnuViewLog});
+  mnuTest.standFor(cmdForwardNow);
+  mnuViewLog.standFor(cmdViewLog);
   putInto(mnuHelp, {&mnuIndex, &mnuAbout});
   putInto(RcPopup, {&mnuRestore});
   RcPopup.setVisible(false);

@@ -58,6 +58,10 @@ class MainControls : public Form {
                          "Open Folder of &Waiting Messages"};
   Control mnuOpenRefused{*this, ControlKind::kMenu, "mnuOpenRefused",
                          "Open Folder of &Refused Messages"};
+  Control mnuDiagnostics{*this, ControlKind::kMenu, "mnuDiagnostics", "&Diagnostics"};
+  /// Other ways to the two buttons of the frame.
+  Control mnuTest{*this, ControlKind::kMenu, "mnuTest", "&Test (Forward Once)"};
+  Control mnuViewLog{*this, ControlKind::kMenu, "mnuViewLog", "&View Log"};
   Control mnuHelp{*this, ControlKind::kMenu, "mnuHelp", "&Help"};
   Control mnuIndex{*this, ControlKind::kMenu, "mnuIndex", "&Help Index..."};
   Control mnuAbout{*this, ControlKind::kMenu, "mnuAbout", "&About..."};
@@ -70,6 +74,7 @@ class MainControls : public Form {
  private:
   void placeInFrames();
   void placeInMenus();
+  void giveShortcuts();
 };
 
 }  // namespace relaybird

@@ -82,12 +82,29 @@ void Control::selectInGroup() {
 }
 
 bool Control::enabled() const {
+  if (standsFor_ != nullptr) {
+    return standsFor_->enabled();
+  }
   return timer_ != nullptr ? timer_->enabled() : enabled_;
 }
 
+bool Control::asks() const {
+  return standsFor_ != nullptr ? standsFor_->asks() : asks_ && asks_();
+}
+
+void Control::standFor(Control& other) {
+  standsFor_ = &other;
+  other.standIns_.push_back(this);
+  changed(Change::kEnabled);
+}
+
 void Control::setEnabled(bool enabled) {
-  if (std::exchange(enabled_, enabled) != enabled) {
-    changed(Change::kEnabled);
+  if (std::exchange(enabled_, enabled) == enabled) {
+    return;
+  }
+  changed(Change::kEnabled);
+  for (Control* standIn : standIns_) {
+    standIn->changed(Change::kEnabled);
   }
 }
 
@@ -146,6 +163,10 @@ void Control::setHorizontalExtent(std::int32_t pixels) {
 }
 
 void Control::click() {
+  if (standsFor_ != nullptr) {
+    standsFor_->click();
+    return;
+  }
   switch (kind_) {
     case ControlKind::kCheckBox:
       setValue(value_ == 0 ? 1 : 0);
@@ -174,7 +195,7 @@ TypedText Control::type(const TypedText& typed) {
 
 bool Control::takesClicks() const {
   return kind_ == ControlKind::kCheckBox || isOption(kind_) || kind_ == ControlKind::kButton ||
-         onClick_ != nullptr;
+         onClick_ != nullptr || standsFor_ != nullptr;
 }
 
 std::string plainCaption(std::string_view caption) {

@@ -134,8 +134,11 @@ class Control {
   Control* parent() const { return parent_; }
   void setParent(Control& parent) { parent_ = &parent; }
   /// A click on it now may ask the user something in a box. What runs then waits for the answer.
-  bool asks() const { return asks_ && asks_(); }
+  bool asks() const;
   void setAsks(std::function<bool()> when = [] { return true; }) { asks_ = std::move(when); }
+  /// From now on it is another way to `other`, which is on the same form: a click goes to that one,
+  /// and what it can do now and whether it asks is that one's.
+  void standFor(Control& other);
   /// The keys that click on it while its window has the keys, as menus write them: "Ctrl+Shift+S",
   /// "F3"; empty for none.
   const std::string& shortcut() const { return shortcut_; }
@@ -199,6 +202,8 @@ class Control {
   Control* parent_ = nullptr;
   std::string shortcut_;
   Control* contextMenu_ = nullptr;
+  Control* standsFor_ = nullptr;
+  std::vector<Control*> standIns_;
   std::string group_;
   const Timer* timer_ = nullptr;
   std::function<bool()> asks_;

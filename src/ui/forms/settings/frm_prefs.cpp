@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/forms/settings/frm_prefs.h"
 
+#include <array>
 #include <utility>
 
 #include "platform/text/number_text.h"
@@ -37,6 +38,16 @@ frmPrefs::frmPrefs(PrefsFormWorld world) : world_(world) {
   cmdApply.onClick([this] { apply(); });
   cmdOK.onClick([this] { acceptAndClose(); });
   cmdCancel.onClick([this] { cancel(); });
+  cmdCancel.setShortcut("Ctrl+W");
+}
+
+/// The page about the tab in view.
+std::string frmPrefs::helpTopic() const {
+  static constexpr std::array<const char*, 5> kTopics{"settings-general", "settings-size",
+                                                      "settings-sender", "settings-text",
+                                                      "settings-cell-phone"};
+  const auto tab = static_cast<std::size_t>(tabPrefs.value());
+  return tab < kTopics.size() ? kTopics[tab] : kTopics.front();
 }
 
 void frmPrefs::prepare() {

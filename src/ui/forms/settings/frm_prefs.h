@@ -33,6 +33,9 @@ class frmPrefs : public PrefsControls {
   /// As Cancel.
   void closeBox() override { cancel(); }
 
+ protected:
+  std::string helpTopic() const override;
+
  private:
   void wireFormat();
   void wireFilters();

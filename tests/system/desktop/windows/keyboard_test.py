@@ -5,7 +5,7 @@ import collections
 import re
 
 import desktop_case
-from desktop_case import MAIN, DesktopCase
+from desktop_case import MAIN, DesktopCase, show_tab
 from every_window import every_window
 
 CONFIRM = "Please Confirm:"
@@ -103,6 +103,122 @@ class AccessKeys(DesktopCase):
 
     def test_the_buttons_of_a_box_are_pressed(self):
         answer_the_start(self, no="alt+n", yes="alt+y")
+
+
+class Shortcuts(DesktopCase):
+    def test_the_menus_tell_them(self):
+        main = self.start()
+        for menu, entry, keys in (("Edit", "Settings...", "<Primary>comma"),
+                                  ("Diagnostics", "Test (Forward Once)", "<Primary>t"),
+                                  ("Diagnostics", "View Log", "<Primary>l"),
+                                  ("Help", "Help Index...", "F1"),
+                                  ("File", "Exit", "<Primary>q")):
+            (_, bound) = main.menu_entry(menu, entry).actions()[0]
+            self.assertEqual(keys, bound.split(";")[-1], entry)
+
+    def test_they_open_what_they_stand_for_and_ctrl_w_closes_it(self):
+        main = self.start()
+        for keys, window in (("ctrl+l", "Activity Log"), ("ctrl+comma", "Settings"),
+                             ("F1", "Help: Welcome to Relaybird")):
+            main.activate()
+            self.desktop.keys(keys)
+            opened = self.program.window(window)
+            self.desktop.keys("ctrl+w")
+            opened.wait_gone()
+        main.activate()
+        main.choose("Help", "About...")
+        about = self.program.window("About Relaybird")
+        self.desktop.keys("ctrl+w")
+        about.wait_gone()
+        main.activate()
+        self.desktop.keys("ctrl+t")
+        self.answer("Test Explanation:", "Cancel")
+        main.activate()
+        self.desktop.keys("ctrl+w")  # which would end the program here
+        self.desktop.keys("ctrl+l")
+        self.program.window("Activity Log")
+        main.activate()
+        self.desktop.keys("ctrl+q")
+        self.assertEqual(0, self.program.wait())
+
+    def test_the_test_cannot_be_picked_while_forwarding_is_on(self):
+        main = self.start(mbolTurnOnFwdOnStartup=True)
+        main.find("Automation Status:", "text").wait_for_text("Running")
+        self.assertFalse(main.menu_entry("Diagnostics", "Test (Forward Once)").has("sensitive"))
+        main.activate()
+        self.desktop.keys("ctrl+t", "ctrl+l")
+        self.program.window("Activity Log")
+        self.assertFalse(self.program.has_window("Test Explanation:"))
+        main.activate()
+        main.choose("File", "Stop")
+        entry = main.menu_entry("Diagnostics", "Test (Forward Once)")
+        entry.wait_for_state("sensitive")
+
+
+class HelpKey(DesktopCase):
+    def help_from(self, window, title):
+        """Asks for help in a window, reads a page that is not under it, and closes it again."""
+        window.activate()
+        self.desktop.keys("F1")
+        help_window = self.program.window("Help: " + title)
+        help_window.find("Contents", "page tab").wait_for_state("selected")
+        self.desktop.keys("ctrl+w")
+        help_window.wait_gone()
+        window.activate()
+
+    def test_it_opens_the_page_about_the_window(self):
+        main = self.start()
+        self.help_from(main, "Welcome to Relaybird")
+        self.help_from(self.open_log(), "The activity log")
+        main.activate()
+        main.choose("Help", "About...")
+        self.help_from(self.program.window("About Relaybird"), "About and licence")
+
+    def test_it_opens_the_page_about_the_tab_in_view(self):
+        self.start()
+        for tab in ("General", "Text"):
+            settings = self.open_settings(tab)
+            self.help_from(settings, tab + " settings")
+            self.desktop.keys("Escape")
+            settings.wait_gone()
+
+    def test_the_manual_can_be_used_beside_the_settings(self):
+        self.start()
+        self.open_settings("General")
+        self.desktop.keys("F1")
+        help_window = self.program.window("Help: General settings")
+        show_tab(help_window, "Search").find("Search for", "text").enter("merchantability")
+        self.desktop.keys("Return")
+        self.wait_until("the page", lambda: help_window.name == "Help: About and licence")
+        help_window.close()
+        settings = self.program.window("Settings")
+        settings.find("Cancel", "push button").click()
+        settings.wait_gone()
+        self.leave()
+
+
+class Tabs(DesktopCase):
+    def test_ctrl_page_down_and_up_turn_them_from_anywhere(self):
+        self.start()
+        settings = self.open_settings("General")
+        address = settings.find("Forward to the following address(es) (separate with semicolons):",
+                                "text")
+        address.focus()
+        for key, tab in (("ctrl+Next", "Size"), ("ctrl+Next", "Sender"), ("ctrl+Next", "Text"),
+                         ("ctrl+Next", "Cell Phone"), ("ctrl+Next", "General"),
+                         ("ctrl+Prior", "Cell Phone"), ("ctrl+Prior", "Text")):
+            self.desktop.keys(key)
+            settings.find(tab, "page tab").wait_for_state("selected")
+            self.wait_until("the keys to be in sight", lambda: settings.focused() or any(
+                each.role == "combo box" for each in settings.walk()))
+        cancel = settings.find("Cancel", "push button")
+        for _ in range(12):
+            if not cancel.has("focused"):
+                self.desktop.keys("Tab")
+        cancel.wait_for_state("focused")
+        self.desktop.keys("ctrl+Next")
+        settings.find("Cell Phone", "page tab").wait_for_state("selected")
+        cancel.wait_for_state("focused")
 
 
 class TabOrder(DesktopCase):

@@ -90,6 +90,12 @@ TEST_F(HelpFileTest, AFileThatIsInItsPlaceIsShownWithoutAQuestion) {
   EXPECT_TRUE(files_.changes.empty());
 }
 
+TEST_F(HelpFileTest, ATopicIsHandedToTheViewer) {
+  files_.addFile("/app/rbx.chm", "help");
+  program().show("settings-text");
+  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/app/rbx.chm#settings-text"});
+}
+
 TEST_F(HelpFileTest, CancellingTheQuestionShowsAndWritesNothing) {
   dialogs_.answer(BoxAnswer::kCancel);
   HelpFile help = program();

@@ -185,6 +185,22 @@ TEST_F(ControlTest, TypingGoesThroughTheFieldsOwnRule) {
   EXPECT_EQ(form_.txt.text(), "by the program");
 }
 
+TEST_F(ControlTest, WhatStandsForAnotherDoesWhatThatDoesAndIsEnabledWithIt) {
+  int clicks = 0;
+  form_.cmd.onClick([&] { ++clicks; });
+  form_.cmd.setAsks();
+  form_.lbl.standFor(form_.cmd);
+  EXPECT_TRUE(form_.lbl.takesClicks());
+  EXPECT_TRUE(form_.lbl.asks());
+  form_.lbl.click();
+  EXPECT_EQ(clicks, 1);
+  recorder_.changes.clear();
+  form_.cmd.setEnabled(false);
+  EXPECT_FALSE(form_.lbl.enabled());
+  EXPECT_THAT(recorder_.changes, ElementsAre(std::pair(std::string("cmd"), Change::kEnabled),
+                                             std::pair(std::string("lbl"), Change::kEnabled)));
+}
+
 TEST(Captions, TheAmpersandMarksTheAccessKey) {
   EXPECT_EQ(plainCaption("S&top"), "Stop");
   EXPECT_EQ(accessKey("S&top"), 't');
