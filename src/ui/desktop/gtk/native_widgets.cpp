@@ -13,10 +13,14 @@ AtkObject* accessible(wxWindow& window) {
   return gtk_widget_get_accessible(static_cast<GtkWidget*>(window.GetHandle()));
 }
 
-/// A field of several lines stands in a frame that scrolls; what has the keys is inside.
+/// A field of several lines stands in a frame that scrolls, and one with a list to it in a box of
+/// both; what has the keys is inside.
 GtkWidget* withKeys(wxWindow& window) {
   auto* widget = static_cast<GtkWidget*>(window.GetHandle());
-  GtkWidget* inside = GTK_IS_SCROLLED_WINDOW(widget) ? gtk_bin_get_child(GTK_BIN(widget)) : nullptr;
+  const bool holdsField =
+      GTK_IS_SCROLLED_WINDOW(widget) ||
+      (GTK_IS_COMBO_BOX(widget) && gtk_combo_box_get_has_entry(GTK_COMBO_BOX(widget)) == TRUE);
+  GtkWidget* inside = holdsField ? gtk_bin_get_child(GTK_BIN(widget)) : nullptr;
   return inside != nullptr ? inside : widget;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ui/desktop/help/help_frame.h"
 
+#include <wx/button.h>
+#include <wx/dialog.h>
 #include <wx/display.h>
 #include <wx/frame.h>
 #include <wx/html/helpdata.h>
@@ -19,6 +21,7 @@
 #include <algorithm>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "ui/desktop/help/help_theme.h"
 #include "ui/desktop/native/native_widgets.h"
@@ -48,6 +51,41 @@ void unlabel(wxWindow& window) {
     }
     unlabel(*child);
   }
+}
+
+/// The toolkit makes all labels of its options first, and then what they name, in their order.
+void nameOptions(wxWindow& options) {
+  setAccessibleRole(options, AccessibleRole::kDialog);
+  std::vector<wxWindow*> labels;
+  std::vector<wxWindow*> named;
+  for (wxWindow* child : options.GetChildren()) {
+    if (dynamic_cast<wxStaticText*>(child) != nullptr) {
+      labels.push_back(child);
+    } else if (dynamic_cast<wxButton*>(child) == nullptr) {
+      named.push_back(child);
+    }
+  }
+  for (std::size_t part = 0; part < std::min(labels.size(), named.size()); ++part) {
+    setLabelFor(*labels[part], named[part]);
+    setAccessibleName(*named[part], std::string(labels[part]->GetLabel().utf8_str()));
+  }
+}
+
+/// They are made when they are asked for, and stand until they are answered.
+void nameOptionsOnceThere(wxHtmlHelpWindow& help) {
+  help.Bind(
+      wxEVT_TOOL,
+      [&help](wxCommandEvent& event) {
+        event.Skip();
+        help.CallAfter([&help] {
+          for (wxWindow* child : help.GetChildren()) {
+            if (dynamic_cast<wxDialog*>(child) != nullptr) {
+              nameOptions(*child);
+            }
+          }
+        });
+      },
+      wxID_HTML_OPTIONS);
 }
 
 void nameParts(wxHtmlHelpWindow& help) {
@@ -210,6 +248,7 @@ void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
   nameParts(help);
   tellWhatIsFound(help);
   unlabel(help);
+  nameOptionsOnceThere(help);
   followTheme(*help.GetHtmlWindow());
   leaveRoomInFields(help);
   giveRoom(frame, help);

@@ -189,6 +189,20 @@ MANUAL = {
                      "scroll pane 'Pages found'",
                      "table 'Pages found'"),
 }
+OPTIONS = ["dialog 'Help Browser Options'",
+           "label 'Normal font:' for 'Normal font:'",
+           "label 'Fixed font:' for 'Fixed font:'",
+           "label 'Font size:' for 'Font size:'",
+           "combo box 'Normal font:'",
+           "text 'Normal font:' by 'Normal font:'",
+           "combo box 'Fixed font:'",
+           "text 'Fixed font:' by 'Fixed font:'",
+           "spin button 'Font size:' by 'Font size:'",
+           "label 'Preview:' for 'Preview:'",
+           "scroll pane 'Preview:'",
+           "panel 'Preview:' by 'Preview:'",
+           "push button 'OK'",
+           "push button 'Cancel'"]
 QUESTION = "You don't seem to have a valid Email address set in the..."
 
 
@@ -244,6 +258,19 @@ class Labels(DesktopCase):
             with self.subTest(tab):
                 show_tab(window, tab)
                 self.assert_told(wanted, window)
+
+    def test_also_in_the_options_of_the_manual(self):
+        self.start().choose("Help", "Help Index...")
+        self.program.window("Help: ...").find("Display options dialog", "push button").click()
+        self.assert_told(OPTIONS, self.program.window("Help Browser Options"))
+
+    def test_each_menu_entry_has_a_name(self):
+        main = self.start()
+        entries = [entry for menu in main.find_all(role="menu")
+                   for entry in menu.walk(hidden=True) if entry.role != "separator"]
+        self.assertEqual([], [entry for entry in entries if not entry.name.strip()])
+        self.assertLess(set("File Edit Outbox Help Start About...".split()),
+                        {entry.name for entry in entries})
 
     def test_also_in_a_question_for_a_line(self):
         self.start(mstrFwdToAddress_num=0).choose("File", "Start")

@@ -172,6 +172,20 @@ class EveryTab(SettingsCase):
         self.assertTrue(settings.is_showing())
 
 
+class Size(SettingsCase):
+    def test_lists_grow_with_the_dialog(self):
+        self.start()
+        settings = self.open_settings()
+        for tab, name in (("General", ADDRESSES), ("Sender", SENDERS), ("Text", PHRASES)):
+            show_tab(settings, tab)
+            field = self.field(settings, name)
+            before = field.extents
+            width, height = settings.extents[2:]
+            self.desktop.xdotool("windowsize", settings.window_id(), width + 90, height + 60)
+            self.wait_until(f"{field} to grow", lambda: field.extents[2] >= before[2] + 90
+                            and field.extents[3] >= before[3] + 60)
+
+
 class Lists(SettingsCase):
     """What is typed and pasted into the fields that hold lists."""
 
