@@ -13,6 +13,7 @@
 #include "platform/posix/program_starter.h"
 #include "ui/desktop/native/tray_icon.h"
 #include "ui/desktop/widgets/text.h"
+#include "ui/desktop/windows/kept_place.h"
 #include "ui/forms/about/listed_system_information.h"
 #include "ui/forms/autostart/desktop_entry_autostart.h"
 #include "ui/forms/main/listed_folder_viewer.h"
@@ -113,7 +114,12 @@ void DesktopApplication::makeForms() {
       desktop::SessionApplication::Listener{[this] { raise(); }, looksOn});
   forms_ = std::make_unique<ProgramForms>(world(*tray));
   tray->setMenu(forms_->main().RcPopup);
-  windows_ = std::make_unique<desktop::DesktopWindows>(*forms_);
+  places_ = std::make_unique<WindowPlaces>(core_->profiles, core_->stateFile("windows.ini"));
+  windows_ = std::make_unique<desktop::DesktopWindows>(*forms_, *places_);
+  help_.onMade([this](wxTopLevelWindow& window) {
+    desktop::restorePlace(window, *places_);
+    desktop::followPlace(window, *places_);
+  });
   windows_->main().onRunning([icon = tray.get()](bool running) { icon->setRunning(running); });
   windows_->main().onFailure(
       [icon = tray.get()](const std::string& words) { icon->setWarning(words); });
@@ -180,6 +186,9 @@ void DesktopApplication::endProgram() {
 int DesktopApplication::OnExit() {
   // Not before: a dialog of its own may have been open.
   help_.close();
+  if (places_) {
+    places_->write();
+  }
   if (windows_) {
     windows_->destroy();
     windows_.reset();

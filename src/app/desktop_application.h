@@ -61,6 +61,7 @@ class DesktopApplication : public wxApp {
   std::unique_ptr<FolderViewer> folderViewer_;
   std::unique_ptr<TrayPlatform> tray_;
   std::unique_ptr<ProgramForms> forms_;
+  std::unique_ptr<WindowPlaces> places_;
   std::unique_ptr<desktop::DesktopWindows> windows_;
 };
 

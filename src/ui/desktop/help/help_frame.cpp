@@ -245,6 +245,7 @@ void tellWhatIsFound(wxHtmlHelpWindow& help) {
 }  // namespace
 
 void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
+  frame.SetName("help");
   nameParts(help);
   tellWhatIsFound(help);
   unlabel(help);

@@ -47,14 +47,21 @@ void addFile(const std::string& name, std::string_view bytes) {
 /// have less room than they can do with.
 class Controller : public wxHtmlHelpController {
  public:
-  using wxHtmlHelpController::wxHtmlHelpController;
+  using Made = std::function<void(wxTopLevelWindow&)>;
+
+  Controller(int style, wxWindow* owner, const Made& onMade)
+      : wxHtmlHelpController(style, owner), onMade_(onMade) {}
 
  protected:
   wxHtmlHelpFrame* CreateHelpFrame(wxHtmlHelpData* data) override {
     wxHtmlHelpFrame* frame = wxHtmlHelpController::CreateHelpFrame(data);
     finishHelpFrame(*frame, *frame->GetHelpWindow());
+    onMade_(*frame);
     return frame;
   }
+
+ private:
+  const Made& onMade_;
 };
 
 }  // namespace
@@ -95,7 +102,7 @@ Result<void> HelpWindow::load(const std::string& file) {
   addFile(kProject, kProjectText);
   pages_.emplace_back(kProject);
   controller_ = std::make_unique<Controller>(
-      wxHF_TOOLBAR | wxHF_CONTENTS | wxHF_INDEX | wxHF_SEARCH | wxHF_PRINT, owner_());
+      wxHF_TOOLBAR | wxHF_CONTENTS | wxHF_INDEX | wxHF_SEARCH | wxHF_PRINT, owner_(), onMade_);
   controller_->SetShouldPreventAppExit(false);
   if (!controller_->AddBook(wxString("memory:") + kProject)) {
     forget();

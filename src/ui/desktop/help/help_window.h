@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ui/forms/form_world.h"
@@ -24,6 +25,8 @@ class HelpWindow : public HelpViewer {
   ~HelpWindow() override;
 
   Result<void> show(const std::string& file, const std::string& topic) override;
+  /// Calls `listener` with each window that is made, before it is seen.
+  void onMade(std::function<void(wxTopLevelWindow&)> listener) { onMade_ = std::move(listener); }
   /// Closes the window; the program is over.
   void close();
 
@@ -32,6 +35,7 @@ class HelpWindow : public HelpViewer {
   void forget();
 
   std::function<wxWindow*()> owner_;
+  std::function<void(wxTopLevelWindow&)> onMade_ = [](wxTopLevelWindow&) {};
   std::unique_ptr<wxHtmlHelpController> controller_;
   std::string loaded_;
   std::vector<std::string> pages_;

@@ -3,8 +3,8 @@
 
 namespace relaybird::desktop {
 
-DesktopWindows::DesktopWindows(ProgramForms& forms)
-    : main_(new MainWindow(forms.main())),
+DesktopWindows::DesktopWindows(ProgramForms& forms, WindowPlaces& places)
+    : main_(new MainWindow(forms.main(), places)),
       settings_(*main_, forms.settings()),
       log_(*main_, forms.log()),
       about_(*main_, forms.about()) {}

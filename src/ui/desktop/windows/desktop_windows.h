@@ -11,10 +11,11 @@
 
 namespace relaybird::desktop {
 
-/// The toolkit owns the windows: they go with the main one. The forms must outlive them.
+/// The toolkit owns the windows: they go with the main one. The forms and the places must outlive
+/// them.
 class DesktopWindows {
  public:
-  explicit DesktopWindows(ProgramForms& forms);
+  DesktopWindows(ProgramForms& forms, WindowPlaces& places);
 
   MainWindow& main() { return *main_; }
   /// In front of other programs' windows, with the window that waits for the user on top.

@@ -7,6 +7,7 @@
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/art.h"
 #include "ui/desktop/widgets/layout.h"
+#include "ui/desktop/windows/kept_place.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -19,10 +20,11 @@ constexpr const char* kLongestOutcome = "Line 1000000 of 1000000, from the end a
 
 }  // namespace
 
-LogWindow::LogWindow(wxWindow& owner, frmLog& form)
+LogWindow::LogWindow(MainWindow& owner, frmLog& form)
     : wxFrame(&owner, wxID_ANY, toWx(form.caption()), wxDefaultPosition, wxDefaultSize,
               wxDEFAULT_FRAME_STYLE | wxFRAME_NO_TASKBAR),
       FormView(form),
+      places_(owner.places()),
       frm_(form) {
   SetName("frmLog");
   SetIcons(programIcons());
@@ -47,6 +49,7 @@ LogWindow::LogWindow(wxWindow& owner, frmLog& form)
   size.IncTo(GetMinSize());
   SetSize(size);
   lines_->SetFocus();
+  followPlace(*this, places_);
   leaveClosingToForm(*this);
   takeShortcuts(*this);
   Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) { event.Skip(!key(event)); });
@@ -97,6 +100,9 @@ void LogWindow::controlChanged(const Control& control, Change what) {
 
 void LogWindow::formChanged(const Form&, FormChange what) {
   if (what == FormChange::kShown) {
+    if (!IsShown()) {
+      restorePlace(*this, places_);
+    }
     Show();
     Raise();
   } else if (what == FormChange::kHidden || what == FormChange::kUnloaded) {

@@ -6,6 +6,7 @@
 #include <wx/textctrl.h>
 
 #include "ui/desktop/bind/form_view.h"
+#include "ui/desktop/windows/main_window.h"
 #include "ui/forms/log/frm_log.h"
 
 namespace relaybird::desktop {
@@ -13,7 +14,7 @@ namespace relaybird::desktop {
 /// frmLog on the screen.
 class LogWindow : public wxFrame, public FormView {
  public:
-  LogWindow(wxWindow& owner, frmLog& form);
+  LogWindow(MainWindow& owner, frmLog& form);
   void controlChanged(const Control& control, Change what) override;
   void formChanged(const Form& form, FormChange what) override;
 
@@ -21,6 +22,7 @@ class LogWindow : public wxFrame, public FormView {
   wxSizer* find(wxWindow* parent);
   bool key(const wxKeyEvent& event);
 
+  WindowPlaces& places_;
   frmLog& frm_;
   wxTextCtrl* field_ = nullptr;
   wxWindow* lines_ = nullptr;

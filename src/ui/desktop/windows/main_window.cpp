@@ -12,6 +12,7 @@
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/art.h"
 #include "ui/desktop/widgets/layout.h"
+#include "ui/desktop/windows/kept_place.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -23,8 +24,11 @@ constexpr int kDateCharacters = 22;
 
 }  // namespace
 
-MainWindow::MainWindow(frmRelaybird& form)
-    : wxFrame(nullptr, wxID_ANY, toWx(form.caption())), FormView(form), frm_(form) {
+MainWindow::MainWindow(frmRelaybird& form, WindowPlaces& places)
+    : wxFrame(nullptr, wxID_ANY, toWx(form.caption())),
+      FormView(form),
+      frm_(form),
+      places_(places) {
   SetName("frmRelaybird");
   SetIcons(programIcons());
   SetMenuBar(menuBar());
@@ -61,6 +65,8 @@ MainWindow::MainWindow(frmRelaybird& form)
   });
   pulse_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { showProgress(); });
   showProgress();
+  restorePlace(*this, places_);
+  followPlace(*this, places_);
 }
 
 wxMenuBar* MainWindow::menuBar() {

@@ -11,14 +11,15 @@
 
 #include "ui/desktop/bind/form_view.h"
 #include "ui/forms/main/frm_relaybird.h"
+#include "ui/forms/places/window_places.h"
 
 namespace relaybird::desktop {
 
 /// frmRelaybird on the screen.
 class MainWindow : public wxFrame, public FormView {
  public:
-  /// The form must outlive it.
-  explicit MainWindow(frmRelaybird& form);
+  /// The form and the places must outlive it.
+  MainWindow(frmRelaybird& form, WindowPlaces& places);
 
   void controlChanged(const Control& control, Change what) override;
   void formChanged(const Form& form, FormChange what) override;
@@ -27,6 +28,8 @@ class MainWindow : public wxFrame, public FormView {
   /// Calls `listener` with what the window says of checks that fail, now and whenever that changes;
   /// with nothing where the last one succeeded.
   void onFailure(std::function<void(const std::string&)> listener);
+  /// Where the windows were.
+  WindowPlaces& places() { return places_; }
   /// Comes to the front, also from the notification area or when it is minimised.
   void raise();
 
@@ -43,6 +46,7 @@ class MainWindow : public wxFrame, public FormView {
   void makeRoom();
 
   frmRelaybird& frm_;
+  WindowPlaces& places_;
   wxWindow* panel_ = nullptr;
   wxWindow* start_ = nullptr;
   wxWindow* stop_ = nullptr;

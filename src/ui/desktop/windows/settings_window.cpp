@@ -8,6 +8,7 @@
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/art.h"
 #include "ui/desktop/widgets/layout.h"
+#include "ui/desktop/windows/kept_place.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -46,7 +47,7 @@ constexpr int kNumberWidth = 8;
 
 }  // namespace
 
-SettingsWindow::SettingsWindow(wxTopLevelWindow& owner, frmPrefs& form)
+SettingsWindow::SettingsWindow(MainWindow& owner, frmPrefs& form)
     : wxDialog(&owner, wxID_ANY, toWx(form.caption()), wxDefaultPosition, wxDefaultSize,
                wxDEFAULT_DIALOG_STYLE | wxRESIZE_BORDER),
       FormView(form),
@@ -73,6 +74,7 @@ SettingsWindow::SettingsWindow(wxTopLevelWindow& owner, frmPrefs& form)
   for (wxWindow* page : pages) {
     page->SetSize(page->GetBestSize());
   }
+  followPlace(*this, owner_.places());
   leaveClosingToForm(*this);
   takeShortcuts(*this);
   Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
@@ -211,7 +213,9 @@ wxSizer* SettingsWindow::buttons() {
 void SettingsWindow::formChanged(const Form& form, FormChange what) {
   switch (what) {
     case FormChange::kShown:
-      CentreOnParent();
+      if (!restorePlace(*this, owner_.places())) {
+        CentreOnParent();
+      }
       Show();
       Raise();
       setModalOver(*this, owner_, true);

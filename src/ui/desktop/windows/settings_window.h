@@ -5,6 +5,7 @@
 #include <wx/notebook.h>
 
 #include "ui/desktop/bind/form_view.h"
+#include "ui/desktop/windows/main_window.h"
 #include "ui/forms/settings/frm_prefs.h"
 
 namespace relaybird::desktop {
@@ -13,7 +14,7 @@ namespace relaybird::desktop {
 class SettingsWindow : public wxDialog, public FormView {
  public:
   /// The form and the owner must outlive it.
-  SettingsWindow(wxTopLevelWindow& owner, frmPrefs& form);
+  SettingsWindow(MainWindow& owner, frmPrefs& form);
 
   void formChanged(const Form& form, FormChange what) override;
 
@@ -27,7 +28,7 @@ class SettingsWindow : public wxDialog, public FormView {
   wxSizer* buttons();
   void turnPage(bool forward);
 
-  wxTopLevelWindow& owner_;
+  MainWindow& owner_;
   frmPrefs& frm_;
   wxNotebook* book_;
 };
