@@ -10,7 +10,6 @@ namespace {
 
 using testing::Contains;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 class EchoTest : public testing::Test {

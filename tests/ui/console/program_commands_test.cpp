@@ -9,7 +9,6 @@
 namespace relaybird {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 class ProgramCommandsTest : public ProgramTest {
