@@ -1,6 +1,7 @@
 rb_test(stores_mime_test
   SOURCES
     mime/address_field_test.cpp
+    mime/carried_parts_test.cpp
     mime/circles_test.cpp
     mime/forward_rules_test.cpp
     mime/forward_test.cpp

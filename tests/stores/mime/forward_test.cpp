@@ -3,72 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-
+#include "stores/mime/forward_samples.h"
 #include "stores/mime/header_text.h"
-#include "stores/mime/mail_samples.h"
 #include "stores/mime/message_rules.h"
-#include "stores/mime/parts/message_layout.h"
-#include "stores/mime/parts/part_content.h"
 #include "stores/text/charset.h"
 
 namespace relaybird {
 namespace {
-
-constexpr const char* kSent = "Friday at nine";
-
-ForwardDraft draftOf(const Message* source) {
-  ForwardDraft draft;
-  draft.source = source;
-  draft.from = {"Me", "me@example.com"};
-  draft.to = {{"", "pager@example.net"}};
-  draft.subject = source == nullptr ? "" : "FW: " + source->subject();
-  draft.sentText = kSent;
-  draft.messageId = "forward-1@example.com";
-  draft.date = DateTime(std::chrono::sys_days{std::chrono::year{2026} / 11 / 21});
-  draft.traces = {"mark"};
-  if (source != nullptr) {
-    draft.keptAttachments.resize(source->attachments().size());
-    std::iota(draft.keptAttachments.begin(), draft.keptAttachments.end(), 0U);
-  }
-  return draft;
-}
-
-std::string written(const ForwardDraft& draft) {
-  MemoryOutput out;
-  const auto result = writeForward(draft, out);
-  EXPECT_TRUE(result) << result.error().text;
-  return out.written;
-}
-
-std::string forwardOf(const Message& source) {
-  return written(draftOf(&source));
-}
-
-/// All parts of a message that have no parts of their own.
-void collect(const Part& part, std::vector<const Part*>& leaves) {
-  if (!part.multipart) {
-    leaves.push_back(&part);
-  }
-  for (const auto& child : part.children) {
-    collect(*child, leaves);
-  }
-}
-
-const Part* leafOfType(const Message& message, std::string_view type) {
-  std::vector<const Part*> leaves;
-  collect(message.layout().root(), leaves);
-  for (const Part* leaf : leaves) {
-    if (leaf->type.value == type) {
-      return leaf;
-    }
-  }
-  return nullptr;
-}
-
-std::string bytesOf(const std::string& message, const Part& part) {
-  return message.substr(part.begin, part.end - part.begin);
-}
 
 TEST(WritableSubject, IsOneLineCutAtACharacter) {
   EXPECT_EQ(writableSubject("a\r\nBcc: x"), "a  Bcc: x");
@@ -186,77 +127,6 @@ TEST(Forward, AStrangersNameCannotBecomeHtml) {
   EXPECT_EQ(html.find("-----Original Message-----"), 8U);
 }
 
-TEST(Forward, CarriesAttachmentsByteForByte) {
-  const std::string original = sample("attachments.eml");
-  const auto source = messageOf(original);
-  const std::string text = forwardOf(*source);
-  const auto forward = messageOf(text);
-  ASSERT_EQ(forward->attachments().size(), 3U);
-  for (std::size_t i = 0; i < 3; ++i) {
-    const Part& before = *source->layout().attached[i];
-    const Part& after = *forward->layout().attached[i];
-    if (i < 2) {
-      EXPECT_EQ(bytesOf(text, after), bytesOf(original, before));
-    }
-    EXPECT_EQ(*decodedContent(forward->file(), after, 100'000),
-              *decodedContent(source->file(), before, 100'000));
-    EXPECT_EQ(forward->attachments()[i].name, source->attachments()[i].name);
-  }
-}
-
-TEST(Forward, AFileOfEightBitTextIsEncoded) {
-  const std::string text = forwardOf(*sampleMessage("attachments.eml"));
-  EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char c) { return c > 0; }));
-  EXPECT_NE(text.find("K=C3=A4se;3,50"), std::string::npos);
-  EXPECT_EQ(messageOf(text)->headers().raw("Content-Transfer-Encoding"), std::nullopt);
-}
-
-TEST(Forward, CarriesOnlyTheAttachmentsThatAreKept) {
-  const auto source = sampleMessage("attachments.eml");
-  ForwardDraft draft = draftOf(source.get());
-  draft.keptAttachments = {1, 1};
-  auto forward = messageOf(written(draft));
-  ASSERT_EQ(forward->attachments().size(), 1U);
-  EXPECT_EQ(forward->attachments()[0].name, "grün.png");
-  EXPECT_EQ(forward->headers().raw("Content-Transfer-Encoding"), std::nullopt);
-  draft.keptAttachments = {};
-  forward = messageOf(written(draft));
-  EXPECT_TRUE(forward->attachments().empty());
-  EXPECT_EQ(forward->headers().value("Content-Type"), "text/plain; charset=utf-8");
-}
-
-TEST(Forward, KeepsPicturesWithTheHtmlThatShowsThem) {
-  const std::string original = sample("nested.eml");
-  const auto source = messageOf(original);
-  const std::string text = forwardOf(*source);
-  const auto forward = messageOf(text);
-  const Part& root = forward->layout().root();
-  ASSERT_EQ(root.type.value, "multipart/mixed");
-  ASSERT_EQ(root.children.size(), 3U);
-  const Part& alternative = *root.children[0];
-  EXPECT_EQ(alternative.type.value, "multipart/alternative");
-  EXPECT_EQ(alternative.children.at(1)->type.value, "multipart/related");
-  EXPECT_EQ(alternative.children[1]->children.at(1)->type.value, "image/png");
-  EXPECT_TRUE(forward->attachments().at(0).isInline);
-  const Part* embedded = leafOfType(*forward, "message/rfc822");
-  ASSERT_NE(embedded, nullptr);
-  EXPECT_EQ(bytesOf(text, *embedded), bytesOf(original, *leafOfType(*source, "message/rfc822")));
-}
-
-TEST(Forward, KeepsPicturesNamedByTheirLocationWithTheHtml) {
-  const auto source = messageOf(
-      "Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n"
-      "Content-Location: http://example.org/a/page.html\n\n<img src=\"one.png\">\n--b\n"
-      "Content-Type: image/png\nContent-Location: http://example.org/a/one.png\n\nx\n--b--\n");
-  const std::string text = forwardOf(*source);
-  EXPECT_EQ(brokenRules(text), std::vector<std::string>());
-  const auto forward = messageOf(text);
-  const Part& alternative = forward->layout().root();
-  EXPECT_NE(text.find("multipart/related"), std::string::npos);
-  EXPECT_NE(text.find("Content-Location: http://example.org/a/page.html\n"), std::string::npos);
-  EXPECT_EQ(alternative.type.value, "multipart/alternative");
-}
-
 TEST(Forward, AShortTextHasNoFillers) {
   ForwardDraft draft = draftOf(nullptr);
   draft.body = "[From:a@example.org] Sale\u034f \u200c\u00a0\u034f \u200c ends \x1b[1mnow\n";
@@ -306,142 +176,6 @@ TEST(Forward, LongLinesAreEncoded) {
   }
 }
 
-TEST(Forward, SignedMailIsCarriedWholeByteForByte) {
-  const std::string original = sample("signed.eml");
-  const auto source = messageOf(original);
-  const std::string text = forwardOf(*source);
-  EXPECT_NE(text.find("\n\n" + original + "\n--"), std::string::npos);
-  const auto forward = messageOf(text);
-  EXPECT_FALSE(forward->isOpaque());
-  EXPECT_EQ(forward->bodyText(), forwardText(*source, kSent));
-  const Part* whole = leafOfType(*forward, "message/rfc822");
-  ASSERT_NE(whole, nullptr);
-  EXPECT_EQ(*decodedContent(forward->file(), *whole, 1'000'000), original);
-}
-
-TEST(Forward, SignedMailWithoutAttachmentsIsItsText) {
-  const auto source = sampleMessage("signed.eml");
-  ForwardDraft draft = draftOf(source.get());
-  draft.keptAttachments.clear();
-  EXPECT_TRUE(messageOf(written(draft))->attachments().empty());
-}
-
-TEST(Forward, CrLfSourcesAreWrittenWithLf) {
-  const auto source = sampleMessage("crlf.eml");
-  const std::string text = forwardOf(*source);
-  EXPECT_EQ(text.find('\r'), std::string::npos);
-  EXPECT_EQ(messageOf(text)->attachments().at(0).size, 256);
-}
-
-TEST(Forward, BytesOfABinaryPartAreLeftAlone) {
-  const std::string bytes("\r\n\0\r\r\n\xff\n", 8);
-  const std::string original =
-      "Content-Type: multipart/mixed; boundary=b\n\n--b\n"
-      "Content-Type: x/y\nContent-Transfer-Encoding: binary\n\n" +
-      bytes + "\n--b--\n";
-  const auto forward = messageOf(forwardOf(*messageOf(original)));
-  EXPECT_EQ(*decodedContent(forward->file(), *forward->layout().attached.at(0), 100), bytes);
-}
-
-/// A message of one attachment with these fields and this content.
-std::unique_ptr<Message> withAttachment(const std::string& fields, const std::string& content) {
-  return messageOf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nhi\n--b\n" + fields + "\n" +
-                   content + "\n--b--\n");
-}
-
-/// What the forward of that carries.
-std::string carriedContent(const Message& source) {
-  const std::string text = forwardOf(source);
-  EXPECT_EQ(brokenRules(text), std::vector<std::string>());
-  const auto forward = messageOf(text);
-  return *decodedContent(forward->file(), *forward->layout().attached.at(0), 10'000'000);
-}
-
-TEST(Forward, Base64InLinesTooLongIsWrappedAnew) {
-  const auto source =
-      withAttachment("Content-Type: x/y\nContent-Transfer-Encoding: base64\n",
-                     encodeBase64("A") + " \r" + std::string(200'000, 'B') + "\xE9==");
-  EXPECT_EQ(carriedContent(*source),
-            *decodedContent(source->file(), *source->layout().attached[0], 10'000'000));
-}
-
-TEST(Forward, QuotedPrintableInLinesTooLongIsWrappedAnew) {
-  const std::string longLine(5000, 'x');
-  const std::string blanks = std::string(80, 'x') + " \n" + std::string(80, ' ') + "y";
-  for (const auto& [content, wanted] : std::vector<std::pair<std::string, std::string>>{
-           {longLine, longLine},
-           {blanks, blanks},
-           {"a=20=\n b\r\n=c3=A4 =\t\nc=0D=0Ad\xE9\re=xy==3d",
-            "a  b\n\u00e4 c\r\nd\xE9\re=xy=="}}) {
-    EXPECT_EQ(
-        carriedContent(*withAttachment(
-            "Content-Type: text/csv\nContent-Transfer-Encoding: quoted-printable\n", content)),
-        wanted);
-  }
-}
-
-TEST(Forward, QuotedPrintableThatIsRightStaysByteForByte) {
-  const std::string content =
-      "a=20=\nb =\n" + std::string(75, 'x') + "\n=C3=A4\n\n.\n" + std::string(75, 'y') + "=\nz";
-  const std::string text = forwardOf(*withAttachment(
-      "Content-Type: text/csv\nContent-Transfer-Encoding: quoted-printable\n", content));
-  EXPECT_NE(text.find("\n\n" + content + "\n--"), std::string::npos);
-}
-
-TEST(Forward, LongLinesWithinAFileAreEncoded) {
-  const std::string content = std::string(5000, 'x') + "\ry\n" + std::string(999, 'z');
-  for (const char* type : {"text/csv", "application/json"}) {
-    const auto source = withAttachment("Content-Type: " + std::string(type) + "\n", content);
-    EXPECT_EQ(carriedContent(*source), content) << type;
-  }
-}
-
-TEST(Forward, AnEmbeddedMessageThatBreaksTheRulesBecomesAFile) {
-  const std::string content = "Subject: x\n\n" + std::string(5000, 'x') + "\n";
-  const auto source = withAttachment("Content-Type: message/rfc822\n", content);
-  EXPECT_EQ(carriedContent(*source), content);
-  const auto forward = messageOf(forwardOf(*source));
-  EXPECT_EQ(forward->attachments().at(0).contentType, "application/octet-stream");
-  EXPECT_EQ(forward->attachments().at(0).name, "message.eml");
-}
-
-TEST(Forward, AnEmbeddedMessageOfEightBitsSaysSo) {
-  const std::string content = "Subject: x\n\nK\u00e4se\n";
-  const auto source = withAttachment("Content-Type: message/rfc822\n", content);
-  EXPECT_EQ(carriedContent(*source), content);
-  const auto forward = messageOf(forwardOf(*source));
-  EXPECT_EQ(forward->headers().value("Content-Transfer-Encoding"), "8bit");
-  EXPECT_EQ(forward->attachments().at(0).contentType, "message/rfc822");
-}
-
-TEST(Forward, FieldsOfAPartThatCannotBeWrittenAreMadeAnew) {
-  const auto source = withAttachment(
-      "Content-Type: image/png; name=\"gr\xC3\xBCn " + std::string(2000, 'n') +
-          ".png\"\nContent-Description: \xC3\xA4\nContent-ID: <p1>\nX-Other: \xFF\n \n"
-          "Content-Transfer-Encoding: base64\n",
-      "QUJD");
-  EXPECT_EQ(carriedContent(*source), "ABC");
-  const auto forward = messageOf(forwardOf(*source));
-  EXPECT_EQ(forward->attachments().at(0).name, source->attachments().at(0).name);
-  EXPECT_EQ(forward->attachments().at(0).contentId, "p1");
-}
-
-TEST(Forward, ATypeThatIsNoneIsNotPassedOn) {
-  const auto source = withAttachment("Content-Type: text/x-\"y\"; name=a.txt\n", "hi");
-  EXPECT_EQ(carriedContent(*source), "hi");
-  const auto forward = messageOf(forwardOf(*source));
-  EXPECT_EQ(forward->attachments().at(0).contentType, "application/octet-stream");
-  EXPECT_EQ(forward->attachments().at(0).name, "a.txt");
-}
-
-TEST(Forward, ALastLineWithoutAnEndGetsOne) {
-  for (const char* body : {"hi", "K\u00e4se", ""}) {
-    ForwardDraft draft = draftOf(nullptr);
-    draft.body = body;
-    EXPECT_TRUE(written(draft).ends_with('\n')) << body;
-  }
-}
-
 TEST(Forward, ReferencesSurviveOddIdentifiers) {
   const auto source = messageOf(
       "References: <no-domain> <a@b@c> <\"q\"@x.example> <..@y.example>\n"
@@ -482,50 +216,6 @@ TEST(Forward, NoEscapeSequenceIsPassedOn) {
       forward->bodyText().ends_with("From: Anna <a@example.org>\nSent: Friday at nine\n"
                                     "Subject: red one\n\nabc\u203ad\ne\n"))
       << forward->bodyText();
-}
-
-TEST(Forward, SignedMailLosesItsBccAlone) {
-  const std::string original = sample("signed.eml");
-  const auto source = messageOf(
-      "Received: from x\nBCC: secret@example.org,\n other@example.org\n"
-      "Bcc : third@example.org\n" +
-      original);
-  const std::string text = forwardOf(*source);
-  EXPECT_NE(text.find("\n\nReceived: from x\n" + original + "\n--"), std::string::npos);
-  EXPECT_EQ(text.find("secret"), std::string::npos);
-  EXPECT_EQ(text.find("third"), std::string::npos);
-}
-
-TEST(Forward, SignedMailWithLinesTooLongGoesAlongAsAFileWithoutItsBcc) {
-  const std::string body = "Content-Type: multipart/signed; boundary=b\n\n--b\n\n" +
-                           std::string(2000, 'x') +
-                           "\n--b\nContent-Type: application/pgp-signature\n"
-                           "\n--b--\n";
-  const std::string text = forwardOf(*messageOf("Bcc: secret@example.org\n" + body));
-  EXPECT_EQ(brokenRules(text), std::vector<std::string>());
-  const auto forward = messageOf(text);
-  EXPECT_EQ(*decodedContent(forward->file(), *forward->layout().attached.at(0), 100'000), body);
-}
-
-TEST(Forward, AMessageThatIsNothingButAFileBecomesAnAttachment) {
-  const auto source = messageOf(
-      "Received: from x\nSubject: file\nContent-Type: application/pdf;\n name=a.pdf\n"
-      "Content-Transfer-Encoding: base64\n\nAAAA\n");
-  const std::string text = forwardOf(*source);
-  EXPECT_EQ(text.find("Received"), std::string::npos);
-  const auto forward = messageOf(text);
-  ASSERT_EQ(forward->attachments().size(), 1U);
-  EXPECT_EQ(forward->attachments()[0].name, "a.pdf");
-  EXPECT_EQ(forward->attachments()[0].size, 3);
-}
-
-TEST(Forward, MessagesOfADigestStayMessages) {
-  const auto source =
-      messageOf("Content-Type: multipart/digest; boundary=d\n\n--d\n\nSubject: one\n\nhi\n--d--\n");
-  const auto forward = messageOf(forwardOf(*source));
-  const Part* embedded = leafOfType(*forward, "message/rfc822");
-  ASSERT_NE(embedded, nullptr);
-  EXPECT_EQ(*decodedContent(forward->file(), *embedded, 100), "Subject: one\n\nhi");
 }
 
 TEST(Forward, NothingFromTheSourceBeginsAHeaderField) {
@@ -587,16 +277,6 @@ TEST(Forward, TellsWhenTheSourceCannotBeReadAnyMore) {
 TEST(Forward, TheSameDraftMakesTheSameBytes) {
   const auto source = sampleMessage("nested.eml");
   EXPECT_EQ(forwardOf(*source), forwardOf(*source));
-}
-
-TEST(Forward, ABigAttachmentIsWrittenInBlocks) {
-  const auto source = messageOf(
-      "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nhi\n--b\nContent-Type: image/png\n\n" +
-      std::string(10'000'000, 'x') + "\n--b--\n");
-  MemoryOutput out;
-  ASSERT_TRUE(writeForward(draftOf(source.get()), out));
-  EXPECT_GT(out.written.size(), 10'000'000U);
-  EXPECT_LE(out.longestWrite, 200'000U);
 }
 
 }  // namespace
