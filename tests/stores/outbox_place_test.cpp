@@ -182,6 +182,23 @@ TEST_F(OutboxPlaceTest, AnOutboxWhoseNoteCannotBeReadIsNeitherLeftNorTaken) {
   EXPECT_EQ(folderOf(ann), state + "/outbox");
 }
 
+// It was used without the note, and went to another mailbox at the next start.
+TEST_F(OutboxPlaceTest, AnOutboxWhoseNoteCannotBeWrittenIsNotUsed) {
+  FaultyFileSystem faulty(files);
+  faulty.refused = [&](const std::string& step) {
+    return step.starts_with("create " + state + "/outbox/mailbox");
+  };
+  OutboxPlace full(faulty, ann, state, "");
+  const auto outbox = full.open(clock, countingRandom());
+  ASSERT_FALSE(outbox);
+  EXPECT_THAT(outbox.error().text,
+              HasSubstr("The outbox " + state +
+                        "/outbox cannot be marked as the one of the mailbox " + ann + ": "));
+  folderOf(ann);
+  writeBytes(state + "/outbox/mailbox", ann + "\n");
+  EXPECT_TRUE(full.open(clock, countingRandom())) << "it says whose it is already";
+}
+
 /// A disk on which another mailbox's program takes the outbox between the look and the lock.
 class SlowerDisk : public UnsyncedDisk {
  public:

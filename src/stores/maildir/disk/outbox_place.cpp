@@ -34,7 +34,7 @@ Result<std::unique_ptr<Outbox>> OutboxPlace::open(const Clock& clock, const Rand
     // Between the look and the lock another mailbox's program may have taken it.
     if (mayOpen(folder)) {
       if (!outbox) return whyNot(folder, outbox.error());
-      writeNote(folder);
+      if (auto noted = writeNote(folder); !noted) return noted.error();
       return outbox;
     }
     outbox = Error{EWOULDBLOCK, ""};  // lets go of it
@@ -82,12 +82,18 @@ std::string OutboxPlace::identity() {
          std::to_string(info->inode) + "\n";
 }
 
-/// Without the note the outbox is as good, and its owner is written down at the next start.
-void OutboxPlace::writeNote(const std::string& folder) {
+/// An outbox without a note would go to the next mailbox that asks, with all that its journal
+/// knows.
+Result<void> OutboxPlace::writeNote(const std::string& folder) {
   const auto note = noteOf(folder);
   const std::string self = identity();
-  if (note && *note && (*note)->mailbox == mailbox_ && (*note)->identity == self) return;
-  (void)replaceFile(files_, folder + kNote, mailbox_ + "\n" + self);
+  const bool named = note && *note && (*note)->mailbox == mailbox_;
+  if (named && (*note)->identity == self) return {};
+  const auto written = replaceFile(files_, folder + kNote, mailbox_ + "\n" + self);
+  if (written || named) return {};
+  return Error{written.error().code, "The outbox " + folder +
+                                         " cannot be marked as the one of the " + "mailbox " +
+                                         mailbox_ + ": " + written.error().text};
 }
 
 bool OutboxPlace::isMine(const Note& note) {

@@ -59,7 +59,7 @@ class OutboxPlace {
   std::string ownerOf(const std::string& folder);
   /// The device and inode of this mailbox; empty where they cannot be had.
   std::string identity();
-  void writeNote(const std::string& folder);
+  Result<void> writeNote(const std::string& folder);
   bool isMine(const Note& note);
   bool mayOpen(const std::string& folder);
   bool isThere(const std::string& mailbox);
