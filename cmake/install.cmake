@@ -7,11 +7,34 @@ file(STRINGS ${application_header} application_id REGEX "kApplicationId =")
 string(REGEX REPLACE ".*\"(.*)\".*" "\\1" application_id "${application_id}")
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 
+# For files that name a program by its full path, which is known when the prefix is: at installation.
+# Sets the variable `program` there, from `folder` and `name`.
+set(find_full_path [=[
+    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE OUTPUT_VARIABLE program)
+    cmake_path(APPEND program "${folder}" "${name}")
+    if(program MATCHES "[\"'\\]")
+      message(WARNING "no service can start a program whose path holds quotes or a backslash: ${program}")
+    endif()]=])
+
 if(TARGET relaybird)
   install(TARGETS relaybird)
   install(FILES ${packaging}/man/relaybird.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES ${packaging}/desktop/${application_id}.desktop
           DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+  # By which the bus starts the program when the desktop wants something of it. The path stands in
+  # quotes, which keep its blanks.
+  install(CODE "
+    set(template \"${packaging}/dbus/${application_id}.service\")
+    set(made \"${PROJECT_BINARY_DIR}/${application_id}.service\")
+    set(folder \"${CMAKE_INSTALL_BINDIR}\")
+    set(name relaybird)")
+  install(CODE "${find_full_path}")
+  install(CODE [=[
+    file(READ "${template}" service)
+    string(REPLACE "=/usr/bin/relaybird\n" "=\"${program}\"\n" service "${service}")
+    file(WRITE "${made}" "${service}")]=])
+  install(FILES ${PROJECT_BINARY_DIR}/${application_id}.service
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services)
   install(FILES ${packaging}/desktop/${application_id}.metainfo.xml
           DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 
@@ -39,18 +62,14 @@ endif()
 if(TARGET relaybird-console)
   install(TARGETS relaybird-console)
   install(FILES ${packaging}/man/relaybird-console.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  # A unit names its program by the full path, which is known when the prefix is: at installation. The
-  # path stands in quotes, which keep its blanks, and a percent sign stands twice (systemd.unit(5)).
+  # The path stands in quotes, which keep its blanks, and a percent sign stands twice (systemd.unit(5)).
   install(CODE "
     set(template \"${packaging}/systemd/relaybird-console.service\")
     set(made \"${PROJECT_BINARY_DIR}/relaybird-console.service\")
-    set(folder \"${CMAKE_INSTALL_BINDIR}\")")
+    set(folder \"${CMAKE_INSTALL_BINDIR}\")
+    set(name relaybird-console)")
+  install(CODE "${find_full_path}")
   install(CODE [=[
-    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE OUTPUT_VARIABLE program)
-    cmake_path(APPEND program "${folder}" relaybird-console)
-    if(program MATCHES "[\"'\\]")
-      message(WARNING "systemd starts no program whose path holds quotes or a backslash: ${program}")
-    endif()
     string(REPLACE "%" "%%" program "${program}")
     file(READ "${template}" unit)
     string(REPLACE "=/usr/bin/relaybird-console\n" "=\"${program}\"\n" unit "${unit}")

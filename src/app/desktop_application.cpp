@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "app/desktop_application.h"
 
+#include <wx/evtloop.h>
 #include <wx/image.h>
 #include <wx/toplevel.h>
+#include <wx/utils.h>
 
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <utility>
 
 #include "app/program_files.h"
@@ -28,6 +31,30 @@ bool looksOn() {
     auto* top = dynamic_cast<wxTopLevelWindow*>(window);
     return top != nullptr && top->IsActive();
   });
+}
+
+/// The actions of the desktop entry, by their names there, and what they stand for in the menu.
+struct Action {
+  const char* name;
+  Control MainControls::*control;
+};
+constexpr Action kActions[] = {{"view-log", &MainControls::mnuViewLog},
+                               {"test", &MainControls::mnuTest},
+                               {"settings", &MainControls::mnuPreferences}};
+
+std::vector<std::string> actionNames() {
+  std::vector<std::string> names;
+  for (const Action& action : kActions) {
+    names.emplace_back(action.name);
+  }
+  return names;
+}
+
+/// Of an action that was announced.
+Control& controlOf(const std::string& name, MainControls& window) {
+  const auto* found = std::find_if(std::begin(kActions), std::end(kActions),
+                                   [&](const Action& action) { return name == action.name; });
+  return window.*found->control;
 }
 
 }  // namespace
@@ -111,7 +138,9 @@ void DesktopApplication::makeForms() {
   autostart_ = std::make_unique<DesktopEntryAutostart>(
       core_->files, core_->folders.GetAppDataFolder(), programFolder() + "/" + identity_.name);
   session_ = std::make_unique<desktop::SessionApplication>(
-      desktop::SessionApplication::Listener{[this] { raise(); }, looksOn});
+      desktop::SessionApplication::Listener{[this] { raise(); }, looksOn,
+                                            [this](const std::string& action) { act(action); }},
+      actionNames());
   forms_ = std::make_unique<ProgramForms>(world(*tray));
   tray->setMenu(forms_->main().RcPopup);
   places_ = std::make_unique<WindowPlaces>(core_->profiles, core_->stateFile("windows.ini"));
@@ -144,6 +173,24 @@ void DesktopApplication::raise() {
   }
 }
 
+/// What the user picks from the program's menu of his desktop. He has no way past a box to the menu
+/// of the window, and so none here.
+void DesktopApplication::act(const std::string& action) {
+  if (!started_) {
+    asked_.push_back(action);
+    return;
+  }
+  raise();
+  if (ending()) {
+    return;
+  }
+  if (wxEventLoopBase::GetActive() == GetMainLoop()) {
+    windows_->main().pick(controlOf(action, forms_->main()));
+  } else {
+    wxBell();
+  }
+}
+
 int DesktopApplication::OnRun() {
   if (handedOver_) {
     return 0;
@@ -170,6 +217,11 @@ void DesktopApplication::start() {
   if (!started) {
     status_ = kCannotStart;
     desktop::endMainLoop();
+    return;
+  }
+  started_ = true;
+  for (const std::string& action : std::exchange(asked_, {})) {
+    act(action);
   }
 }
 

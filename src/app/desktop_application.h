@@ -6,6 +6,8 @@
 
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "app/program_core.h"
 #include "ui/desktop/desk/wx_clipboard.h"
@@ -39,13 +41,16 @@ class DesktopApplication : public wxApp {
   void start();
   void endProgram();
   void raise();
+  void act(const std::string& action);
   bool ending() const { return forms_ && forms_->main().engine().state().ending; }
   bool checkRuns() const { return forms_ && forms_->main().engine().state().passRunning; }
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
 
   ProgramIdentity identity_;
   int status_ = 0;
-  bool handedOver_ = false;  ///< the program was running already
+  bool started_ = false;
+  std::vector<std::string> asked_;  ///< actions that the desktop asked for before that
+  bool handedOver_ = false;         ///< the program was running already
   std::optional<ProgramCore::Refusal> refusal_;
   std::unique_ptr<desktop::WxLoop> loop_;
   std::unique_ptr<ProgramCore> core_;

@@ -16,8 +16,9 @@ fail() {
   echo "installation_test: $*" >&2
   exit 1
 }
+# Of the entry itself, which stands before its actions.
 entry() {
-  sed -n "s/^$1=//p" "$prefix/share/applications/$application.desktop"
+  sed -n "/^\[Desktop Action/q; s/^$1=//p" "$prefix/share/applications/$application.desktop"
 }
 # The full path of the program that the unit starts, without its quotes and with one percent sign for two.
 started() {
@@ -41,6 +42,12 @@ program=$prefix/bin/$(entry Exec)
 if [ ! -f "$program" ] || [ ! -x "$program" ]; then
   fail "the desktop entry starts a program that is not there"
 fi
+service=$prefix/share/dbus-1/services/$application.service
+grep -qxF "Name=$application" "$service" || fail "$(cat "$service")"
+bus_starts=$(sed -n 's/^Exec="\(.*\)"$/\1/p' "$service")
+# As a unit, a package's service names the place that the prefix will have on the system.
+[[ "$bus_starts" == /*/relaybird && "$program" == *"$bus_starts" ]] || fail "$(cat "$service")"
+[ "$(entry DBusActivatable)" = true ] || fail "the desktop entry does not tell of the service"
 for size in 16 22 24 32 48 64 128 256 512; do
   icon=$prefix/share/icons/hicolor/${size}x$size/apps/$(entry Icon).png
   [[ $(file --brief "$icon") == "PNG image data, $size x $size,"* ]] || fail "$icon: $(file "$icon")"

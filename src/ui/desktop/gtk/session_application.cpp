@@ -3,7 +3,9 @@
 
 #include <gtk/gtk.h>
 
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "ui/desktop/desk/guarded.h"
 
@@ -26,6 +28,11 @@ void onActivate(GApplication*, gpointer listener) {
 
 void onShow(GSimpleAction*, GVariant*, gpointer listener) {
   onActivate(nullptr, listener);
+}
+
+void onAction(GSimpleAction* action, GVariant*, gpointer listener) {
+  const std::string name = g_action_get_name(G_ACTION(action));
+  guarded([&] { static_cast<SessionApplication::Listener*>(listener)->act(name); });
 }
 
 /// The process that has the name; 0 where nobody has. The bus knows, however busy the process is.
@@ -121,11 +128,15 @@ struct SessionApplication::Name {
   GDBusConnection* bus = busToOutlive();
   GtkApplication* application = makeApplication(G_APPLICATION_DEFAULT_FLAGS);
   GSimpleAction* show = g_simple_action_new(kShowAction, nullptr);
+  std::vector<GSimpleAction*> actions;  ///< of the desktop entry
   /// Another program of this user, with a mailbox of its own, may have the name.
   bool held = false;
 
   Name() = default;
   ~Name() {
+    for (GSimpleAction* action : actions) {
+      g_object_unref(action);
+    }
     g_object_unref(show);
     g_object_unref(application);
     g_clear_object(&bus);
@@ -134,12 +145,18 @@ struct SessionApplication::Name {
   Name& operator=(const Name&) = delete;
 };
 
-SessionApplication::SessionApplication(Listener listener)
+SessionApplication::SessionApplication(Listener listener, const std::vector<std::string>& actions)
     : listener_(std::move(listener)), name_(std::make_unique<Name>()) {
   auto* base = G_APPLICATION(name_->application);
   g_signal_connect(base, "activate", G_CALLBACK(onActivate), &listener_);
   g_signal_connect(name_->show, "activate", G_CALLBACK(onShow), &listener_);
   g_action_map_add_action(G_ACTION_MAP(base), G_ACTION(name_->show));
+  for (const std::string& name : actions) {
+    GSimpleAction* action = g_simple_action_new(name.c_str(), nullptr);
+    g_signal_connect(action, "activate", G_CALLBACK(onAction), &listener_);
+    g_action_map_add_action(G_ACTION_MAP(base), G_ACTION(action));
+    name_->actions.push_back(action);
+  }
   name_->held = takeName(base);
 }
 
@@ -150,6 +167,9 @@ SessionApplication::~SessionApplication() {
 void SessionApplication::giveUp() {
   g_signal_handlers_disconnect_by_data(name_->application, &listener_);
   g_signal_handlers_disconnect_by_data(name_->show, &listener_);
+  for (GSimpleAction* action : name_->actions) {
+    g_signal_handlers_disconnect_by_data(action, &listener_);
+  }
   while (!shown_.empty()) {
     withdraw(std::string(*shown_.begin()));
   }

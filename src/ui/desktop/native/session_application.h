@@ -7,6 +7,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "ui/forms/application_id.h"
 #include "ui/forms/form_world.h"
@@ -34,9 +35,13 @@ class SessionApplication : public Notifications {
   struct Listener {
     std::function<void()> raise;    ///< a second start, or a click on a notification
     std::function<bool()> looksOn;  ///< whether the user looks at one of the windows
+    /// One of the actions that the desktop entry offers, by its name.
+    std::function<void(const std::string& action)> act;
   };
 
-  explicit SessionApplication(Listener listener);
+  /// `actions` are those that the desktop may ask for. What it asks for while the program starts is
+  /// told once events run.
+  SessionApplication(Listener listener, const std::vector<std::string>& actions);
   ~SessionApplication() override;
 
   bool wanted() override;

@@ -249,6 +249,10 @@ void MainWindow::formChanged(const Form& form, FormChange what) {
   }
 }
 
+void MainWindow::pick(Control& entry) {
+  clickLater(*this, entry);
+}
+
 void MainWindow::raise() {
   Show();
   Iconize(false);

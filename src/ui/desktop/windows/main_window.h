@@ -30,6 +30,8 @@ class MainWindow : public wxFrame, public FormView {
   void onFailure(std::function<void(const std::string&)> listener);
   /// Where the windows were.
   WindowPlaces& places() { return places_; }
+  /// As the user picks it from the menu.
+  void pick(Control& entry);
   /// Comes to the front, also from the notification area or when it is minimised.
   void raise();
 

@@ -28,8 +28,8 @@ Desktop.clipboard(), gir1.2-gtk-3.0 for clipboard_keeper, and xsettingsd for the
 
 from .desktop import Desktop
 from .home import Home
-from .program import Program
+from .program import Program, StartedProgram
 from .waiting import TooLate, wait_for
 from .widgets import Widget, Window
 
-__all__ = ["Desktop", "Home", "Program", "TooLate", "Widget", "Window", "wait_for"]
+__all__ = ["Desktop", "Home", "Program", "StartedProgram", "TooLate", "Widget", "Window", "wait_for"]

@@ -14,12 +14,14 @@ from .program import Program
 from .screen import Screen
 from .waiting import wait_for
 
-# No service starts by itself on this bus: what answers there is what a test put there.
+# No service starts by itself on this bus, unless a test has offered it (Desktop.offer_service): what
+# answers there is what a test put there.
 _BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>
   <listen>unix:dir={folder}</listen>
+  <servicedir>{services}</servicedir>
   <auth>EXTERNAL</auth>
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
@@ -66,6 +68,7 @@ class Desktop:
         self._servants = []
         self.programs = []
         self._folder = None
+        self._services = None
         self._pixels = None
         self._session_bus = None
         self.bus = None
@@ -115,6 +118,24 @@ class Desktop:
             check=False,
         )
         return done.stdout
+
+    def offer_service(self, name, program, home):
+        """Has the bus start a program when somebody wants something of that name, at that home."""
+        with open(os.path.join(self._services, name + ".service"), "w", encoding="utf-8") as file:
+            file.write(f'[D-BUS Service]\nName={name}\nExec="{program}"\n')
+        self._call_bus("ReloadConfig", None)
+        # As the start of a session does.
+        self._call_bus("UpdateActivationEnvironment", GLib.Variant(
+            "(a{ss})", ({**self.environment, **home.environment()},)))
+
+    def process_of(self, name):
+        """The process that has a name on the bus."""
+        return self._call_bus("GetConnectionUnixProcessID", GLib.Variant("(s)", (name,)))[0]
+
+    def _call_bus(self, method, arguments):
+        return self.bus.call_sync(
+            "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
+            arguments, None, Gio.DBusCallFlags.NONE, -1, None).unpack()
 
     def click(self, point, button=1):
         """Clicks there: a point in the screen's pixels, as Widget.point() answers it."""
@@ -211,8 +232,9 @@ class Desktop:
 
     def _start_bus(self, runtime):
         configuration = os.path.join(self._folder, "bus.conf")
+        self._services = self.new_folder()
         with open(configuration, "w", encoding="ascii") as file:
-            file.write(_BUS_CONFIGURATION.format(folder=runtime))
+            file.write(_BUS_CONFIGURATION.format(folder=runtime, services=self._services))
         bus = self._servant(
             ["dbus-daemon", "--config-file=" + configuration, "--nofork", "--print-address"],
             stdout=subprocess.PIPE,

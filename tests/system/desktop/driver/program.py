@@ -134,6 +134,44 @@ class Program:
         return next((w for w in reversed(self.windows()) if _is_titled(w, title)), None)
 
 
+class StartedProgram(Program):
+    """One that somebody else has started, by its process."""
+
+    # pylint: disable-next=super-init-not-called
+    def __init__(self, desktop, process, home):
+        self.desktop = desktop
+        self.home = home
+        self.scale = 1
+        self.process = _ForeignProcess(process)
+
+    def output(self):
+        return "(not known: it was started by somebody else)"
+
+    def kill(self):
+        if self.running():
+            self.process.send_signal(signal.SIGKILL)
+
+
+class _ForeignProcess:
+    """As much of a subprocess.Popen as can be had of a process that is no child."""
+
+    returncode = None
+
+    def __init__(self, pid):
+        self.pid = pid
+
+    def poll(self):
+        """None while it runs; what it ended with is not known."""
+        try:
+            with open(f"/proc/{self.pid}/stat", encoding="ascii", errors="replace") as file:
+                return 0 if file.read().rpartition(")")[2].split()[0] == "Z" else None
+        except OSError:
+            return 0
+
+    def send_signal(self, number):
+        os.kill(self.pid, number)
+
+
 def _is_titled(window, title):
     name = window.name
     return name.startswith(title[:-3]) if title.endswith("...") else name == title
