@@ -201,7 +201,7 @@ class Mailbox:
 
 def made_messages(maker, folder):
     subprocess.run([maker, str(folder), str(MADE)], check=True)
-    return [file.read_bytes() for file in sorted(folder.iterdir())]
+    return [file.read_bytes() for file in sorted((folder / "message").iterdir())]
 
 
 def main():
