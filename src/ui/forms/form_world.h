@@ -43,11 +43,14 @@ class HelpViewer {
   virtual Result<void> show(const std::string& file, const std::string& topic) = 0;
 };
 
+/// Shows by other programs what is not in this one.
 class FolderViewer {
  public:
   virtual ~FolderViewer() = default;
   /// Shows a folder to the user, as a file manager does. Returns at once.
   virtual Result<void> show(const std::string& folder) = 0;
+  /// Shows a page of the web by its whole address, as a browser does. Returns at once.
+  virtual Result<void> browse(const std::string& address) = 0;
 };
 
 /// The desktop's own tool that tells about the machine.

@@ -53,7 +53,7 @@ ProgramForms::ProgramForms(const ProgramWorld& world)
       main_(world, log_),
       settings_({main_.prf(), main_.engine().session(), world.objects, log_, world.clock,
                  world.dialogs, world.screen, world.decimalSeparator}),
-      about_(world.version, world.systemInformation, world.dialogs),
+      about_(world.version, world.systemInformation, world.folderViewer, world.dialogs),
       tray_(world.tray, [this] { main_.SysTrayMouseEventHandler(); }),
       bridge_(std::make_unique<Bridge>(main_, settings_, world.dialogs)) {
   main_.connect({log_, settings_, about_, tray_});

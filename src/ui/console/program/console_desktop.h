@@ -61,13 +61,17 @@ class ConsoleHelpViewer : public HelpViewer {
   std::vector<std::string> topics_;
 };
 
-/// Says where the folder is.
+/// Says where the folder or the page is.
 class ConsoleFolderViewer : public FolderViewer {
  public:
   /// `out` must outlive it.
   explicit ConsoleFolderViewer(ConsoleOutput& out) : out_(out) {}
   Result<void> show(const std::string& folder) override {
     out_.event("folder", folder);
+    return {};
+  }
+  Result<void> browse(const std::string& address) override {
+    out_.event("page", address);
     return {};
   }
 

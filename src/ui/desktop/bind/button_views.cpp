@@ -4,6 +4,7 @@
 #include <wx/bmpbuttn.h>
 #include <wx/button.h>
 #include <wx/checkbox.h>
+#include <wx/hyperlink.h>
 #include <wx/radiobut.h>
 #include <wx/statbmp.h>
 #include <wx/utils.h>
@@ -39,6 +40,36 @@ class ButtonView : public WidgetView {
 
  private:
   wxButton* button_;
+};
+
+/// The toolkit shows it as one. What it leads to is opened by the form.
+class LinkView : public WidgetView {
+ public:
+  LinkView(wxWindow* parent, Control& control, const ViewStyle& style)
+      : WidgetView(control, style),
+        link_(new wxHyperlinkCtrl(parent, wxID_ANY, toWx(control.text()), toWx(control.text()),
+                                  wxDefaultPosition, wxDefaultSize,
+                                  wxHL_DEFAULT_STYLE & ~wxHL_CONTEXTMENU)) {
+    setAccessibleRole(*link_, AccessibleRole::kLink);
+    link_->Bind(wxEVT_HYPERLINK, [this](wxHyperlinkEvent&) { clickLater(*link_, control_); });
+  }
+  wxWindow* window() const override { return link_; }
+
+ protected:
+  void showContent(Change what) override {
+    if (what == Change::kText) {
+      link_->SetLabel(toWx(control_.text()));
+      link_->SetURL(toWx(control_.text()));
+    }
+  }
+  /// The theme's own is made for its light ground alone, in some.
+  void showColours() override {
+    setLinkColour(*link_, readable(wxSystemSettings::GetColour(wxSYS_COLOUR_HOTLIGHT),
+                                   toWx(kButtonText), {toWx(kButtonFace)}));
+  }
+
+ private:
+  wxHyperlinkCtrl* link_;
 };
 
 /// The toolkit makes a button for a picture alone in another way than one for a picture and a word.
@@ -183,6 +214,11 @@ class OptionView : public WidgetView {
 std::unique_ptr<ControlView> makeButtonView(wxWindow* parent, Control& control,
                                             const ViewStyle& style) {
   return std::make_unique<ButtonView>(parent, control, style);
+}
+
+std::unique_ptr<ControlView> makeLinkView(wxWindow* parent, Control& control,
+                                          const ViewStyle& style) {
+  return std::make_unique<LinkView>(parent, control, style);
 }
 
 std::unique_ptr<ControlView> makePictureButtonView(wxWindow* parent, Control& control,

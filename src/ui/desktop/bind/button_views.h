@@ -10,6 +10,8 @@ namespace relaybird::desktop {
 
 std::unique_ptr<ControlView> makeButtonView(wxWindow* parent, Control& control,
                                             const ViewStyle& style);
+std::unique_ptr<ControlView> makeLinkView(wxWindow* parent, Control& control,
+                                          const ViewStyle& style);
 std::unique_ptr<ControlView> makePictureButtonView(wxWindow* parent, Control& control,
                                                    const ViewStyle& style);
 std::unique_ptr<ControlView> makePictureView(wxWindow* parent, Control& control,

@@ -14,6 +14,8 @@ std::unique_ptr<ControlView> makeControlView(wxWindow* parent, Control& control,
       return makeLabelView(parent, control, style);
     case ControlKind::kTextBox:
       return makeTextView(parent, control, style);
+    case ControlKind::kLink:
+      return makeLinkView(parent, control, style);
     case ControlKind::kButton:
       return makeButtonView(parent, control, style);
     case ControlKind::kPictureButton:

@@ -66,28 +66,10 @@ Colour ground(const Control& control) {
 /// The theme's gray says that there is nothing to do, and need not be readable. Ours says that
 /// something else was chosen, and is as gray as can still be read.
 wxColour readableGray(const Control& control) {
-  // WCAG 2.1 asks for 4.5; smoothed edges take a little of it.
-  constexpr double kReadable = 5;
-  constexpr int kSteps = 16;
-  const wxColour gray = toWx(kGrayText);
-  const wxColour text = toWx(ordinaryText(control));
+  const wxColour below = toWx(ground(control));
   // A label stands on a page or on the window itself.
-  const wxColour grounds[] = {toWx(ground(control)), isField(control.kind())
-                                                         ? toWx(ground(control))
-                                                         : toWx(kWindowBackground)};
-  const auto between = [&](int step, unsigned char from, unsigned char to) {
-    return static_cast<unsigned char>(from + (to - from) * step / kSteps);
-  };
-  for (int step = 0; step < kSteps; ++step) {
-    const wxColour colour(between(step, gray.Red(), text.Red()),
-                          between(step, gray.Green(), text.Green()),
-                          between(step, gray.Blue(), text.Blue()));
-    if (std::ranges::all_of(
-            grounds, [&](const wxColour& each) { return contrast(colour, each) >= kReadable; })) {
-      return colour;
-    }
-  }
-  return text;
+  const wxColour page = isField(control.kind()) ? below : toWx(kWindowBackground);
+  return readable(toWx(kGrayText), toWx(ordinaryText(control)), {below, page});
 }
 
 /// Black or white, whichever stands out more from the ground.
@@ -132,6 +114,26 @@ wxColour toWx(const Colour& colour) {
       break;
   }
   return {colour.red, colour.green, colour.blue};
+}
+
+wxColour readable(const wxColour& colour, const wxColour& text,
+                  std::initializer_list<wxColour> grounds) {
+  // WCAG 2.1 asks for 4.5; smoothed edges take a little of it.
+  constexpr double kReadable = 5;
+  constexpr int kSteps = 16;
+  for (int step = 0; step < kSteps; ++step) {
+    const auto mixed = [step](unsigned char from, unsigned char to) {
+      return static_cast<unsigned char>(from + (to - from) * step / kSteps);
+    };
+    const wxColour mixture(mixed(colour.Red(), text.Red()), mixed(colour.Green(), text.Green()),
+                           mixed(colour.Blue(), text.Blue()));
+    if (std::ranges::all_of(grounds, [&mixture](const wxColour& ground) {
+          return contrast(mixture, ground) >= kReadable;
+        })) {
+      return mixture;
+    }
+  }
+  return text;
 }
 
 void ControlView::updateAll() {

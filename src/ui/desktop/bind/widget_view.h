@@ -6,6 +6,7 @@
 #include <wx/window.h>
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 #include "ui/desktop/bind/control_view.h"
@@ -15,6 +16,10 @@ namespace relaybird::desktop {
 
 /// A colour of the forms in the user's theme.
 wxColour toWx(const Colour& colour);
+
+/// The colour, with as much of the text's colour in it as it takes to be read on all those grounds.
+wxColour readable(const wxColour& colour, const wxColour& text,
+                  std::initializer_list<wxColour> grounds);
 
 /// State that every widget shows: visible, enabled, colours, tool tip, name.
 class WidgetView : public ControlView {
@@ -31,7 +36,7 @@ class WidgetView : public ControlView {
   void showTip();
   /// Tells who does not see it the name, and what there is to say of it beyond that.
   void showName();
-  void showColours();
+  virtual void showColours();
 
   Control& control_;
   const ViewStyle style_;

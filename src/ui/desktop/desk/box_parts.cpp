@@ -90,7 +90,8 @@ void finishBox(wxDialog& box, wxSizer* content, wxSizer* buttons) {
   box.SetIcons(programIcons());
   auto* all = new wxBoxSizer(wxVERTICAL);
   all->Add(content, wxSizerFlags(1).Expand().Border(wxALL, scaled(box, kMargin)));
-  all->Add(buttons, wxSizerFlags().Right().Border(wxALL, scaled(box, kGap)));
+  all->Add(buttons,
+           wxSizerFlags().Right().Border(wxLEFT | wxRIGHT | wxBOTTOM, scaled(box, kMargin)));
   box.SetSizerAndFit(all);
   box.CentreOnParent();
   box.Bind(wxEVT_CLOSE_WINDOW, [&box](wxCloseEvent&) { box.EndModal(kNoAnswer); });

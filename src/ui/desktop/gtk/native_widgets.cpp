@@ -56,6 +56,8 @@ AtkRole toAtk(AccessibleRole role) {
       return ATK_ROLE_ALERT;
     case AccessibleRole::kDialog:
       return ATK_ROLE_DIALOG;
+    case AccessibleRole::kLink:
+      return ATK_ROLE_LINK;
     case AccessibleRole::kList:
       return ATK_ROLE_LIST;
   }
@@ -164,6 +166,24 @@ void indentTitle(wxStaticBox& frame, int pixels) {
     const float share = left > indent ? static_cast<float>(indent) / static_cast<float>(left) : 0;
     gtk_frame_set_label_align(GTK_FRAME(widget), share, kOnTheLine);
   });
+}
+
+void setLinkColour(wxHyperlinkCtrl& link, const wxColour& colour) {
+  constexpr const char* kStyle = "link-colour";
+  auto* button = static_cast<GtkWidget*>(link.GetHandle());
+  GtkWidget* text = GTK_IS_BIN(button) ? gtk_bin_get_child(GTK_BIN(button)) : nullptr;
+  if (text == nullptr) {
+    return;
+  }
+  auto* style = static_cast<GtkCssProvider*>(g_object_get_data(G_OBJECT(text), kStyle));
+  if (style == nullptr) {
+    style = gtk_css_provider_new();
+    g_object_set_data_full(G_OBJECT(text), kStyle, style, g_object_unref);
+    gtk_style_context_add_provider(gtk_widget_get_style_context(text), GTK_STYLE_PROVIDER(style),
+                                   GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+  }
+  const wxString css = "* { color: " + colour.GetAsString(wxC2S_HTML_SYNTAX) + "; }";
+  gtk_css_provider_load_from_data(style, css.utf8_str(), -1, nullptr);
 }
 
 void showScrollBars(wxWindow& window) {

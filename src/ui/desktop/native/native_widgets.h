@@ -4,6 +4,7 @@
 #pragma once
 
 #include <wx/button.h>
+#include <wx/hyperlink.h>
 #include <wx/statbox.h>
 #include <wx/toolbar.h>
 #include <wx/toplevel.h>
@@ -25,7 +26,7 @@ void setAccessibleDescription(wxWindow& window, const std::string& text);
 void setLabelFor(wxWindow& label, wxWindow* named);
 
 /// What the toolkit does not know of a widget that it made.
-enum class AccessibleRole { kAlert, kDialog, kList };
+enum class AccessibleRole { kAlert, kDialog, kLink, kList };
 void setAccessibleRole(wxWindow& window, AccessibleRole role);
 
 /// Gives each tool of a bar the name that its tip shows.
@@ -41,6 +42,10 @@ void centreCaption(wxButton& button);
 /// Keeps the title of a frame clear of its corner, by that many pixels at least, whatever the size
 /// of the frame.
 void indentTitle(wxStaticBox& frame, int pixels);
+
+/// Gives the text of a link that colour, in place of the theme's. Holds until the text is
+/// exchanged.
+void setLinkColour(wxHyperlinkCtrl& link, const wxColour& colour);
 
 /// Keeps the scroll bars in sight, beside the content.
 void showScrollBars(wxWindow& window);

@@ -12,6 +12,7 @@ namespace relaybird::desktop {
 namespace {
 
 constexpr int kTextWidth = 360;
+constexpr int kVersionCharacters = 12;
 
 }  // namespace
 
@@ -22,8 +23,10 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
   auto* icon = new wxStaticBitmap(this, wxID_ANY, artBitmap(*this, "relaybird"));
   setAccessibleName(*icon, "Relaybird");
   setAccessibleRole(*this, AccessibleRole::kDialog);
-  auto* texts = column(*this, {add(this, form.lblTitle, {.emphasised = true}),
-                               add(this, form.lblDescription), add(this, form.lblDisclaimer)});
+  auto* texts =
+      column(*this, {add(this, form.lblTitle, {.emphasised = true}), add(this, form.lblDescription),
+                     add(this, form.lblDisclaimer), add(this, form.lblCopyright)});
+  texts->Add(facts(form), wxSizerFlags().Expand().Border(wxTOP, scaled(*this, kGap)));
   texts->SetMinSize(FromDIP(wxSize(kTextWidth, -1)));
   auto* top = new wxBoxSizer(wxHORIZONTAL);
   top->Add(icon, wxSizerFlags().Top());
@@ -35,11 +38,24 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
   auto* all = new wxBoxSizer(wxVERTICAL);
   all->Add(top, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kMargin)));
   all->Add(row(*this, {information, ok}),
-           wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
+           wxSizerFlags().Right().Border(wxLEFT | wxRIGHT | wxBOTTOM, scaled(*this, kMargin)));
   SetSizerAndFit(all);
   SetEscapeId(ok->GetId());
   leaveClosingToForm(*this);
   takeShortcuts(*this);
+}
+
+/// What a user takes away from here.
+wxSizer* AboutWindow::facts(frmAbout& form) {
+  auto* grid = fieldGrid(*this, 2);
+  const wxSizerFlags middle = wxSizerFlags().CentreVertical();
+  grid->Add(add(this, form.lblVersion), middle);
+  grid->Add(add(this, form.txtVersion,
+                {.widthInCharacters = kVersionCharacters, .namedBy = &form.lblVersion}),
+            middle);
+  grid->Add(add(this, form.lblHomepage), middle);
+  grid->Add(add(this, form.lnkHomepage), middle);
+  return grid;
 }
 
 void AboutWindow::formChanged(const Form&, FormChange what) {

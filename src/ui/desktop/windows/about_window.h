@@ -15,6 +15,8 @@ class AboutWindow : public wxDialog, public FormView {
   void formChanged(const Form& form, FormChange what) override;
 
  private:
+  wxSizer* facts(frmAbout& form);
+
   wxTopLevelWindow& owner_;
 };
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// frmAbout: the about box, whose button starts the desktop's system-information tool.
+// frmAbout: the about box, whose button starts the desktop's system-information tool, and whose
+// link opens the program's page on the web.
 #pragma once
 
 #include <string>
@@ -12,8 +13,9 @@ namespace relaybird {
 
 class frmAbout : public Form {
  public:
-  /// Both must outlive it.
-  frmAbout(ProgramVersion version, SystemInformation& information, Dialogs& dialogs);
+  /// All must outlive it.
+  frmAbout(ProgramVersion version, SystemInformation& information, FolderViewer& pages,
+           Dialogs& dialogs);
 
   /// Fills in the version and shows the box over its owner.
   void open(Form& owner);
@@ -25,13 +27,22 @@ class frmAbout : public Form {
   Control lblDisclaimer{*this, ControlKind::kLabel, "lblDisclaimer"};
   Control cmdOk{*this, ControlKind::kButton, "cmdOk", "OK"};
   Control cmdSysInfo{*this, ControlKind::kButton, "cmdSysInfo", "&System Info..."};
+  Control lblCopyright{*this, ControlKind::kLabel, "lblCopyright"};
+  /// The version alone, to be copied into a report.
+  Control lblVersion{*this, ControlKind::kLabel, "lblVersion", "Version:"};
+  Control txtVersion{*this, ControlKind::kTextBox, "txtVersion"};
+  Control lblHomepage{*this, ControlKind::kLabel, "lblHomepage", "Web page:"};
+  Control lnkHomepage{*this, ControlKind::kLink, "lnkHomepage"};
 
  protected:
   std::string helpTopic() const override { return "licence"; }
 
  private:
+  void showHomepage();
+
   ProgramVersion version_;
   SystemInformation& information_;
+  FolderViewer& pages_;
   Dialogs& dialogs_;
 };
 

@@ -6,13 +6,21 @@
 namespace relaybird {
 
 Result<void> ListedFolderViewer::show(const std::string& folder) {
+  return startWith(folder, "No program that opens folders is installed (xdg-open)");
+}
+
+Result<void> ListedFolderViewer::browse(const std::string& address) {
+  return startWith(address, "No program that opens pages of the web is installed (xdg-open)");
+}
+
+Result<void> ListedFolderViewer::startWith(const std::string& last, const char* whyNot) {
   for (const Program& program : programs_) {
     if (!FileExists(files_, program.path)) continue;
     std::vector<std::string> arguments = program.arguments;
-    arguments.push_back(folder);
+    arguments.push_back(last);
     return starter_(program.path, arguments);
   }
-  return Error{0, "No program that opens folders is installed (xdg-open)"};
+  return Error{0, whyNot};
 }
 
 std::vector<ListedFolderViewer::Program> freeDesktopFolderOpeners() {

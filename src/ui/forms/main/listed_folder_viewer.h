@@ -10,8 +10,8 @@
 
 namespace relaybird {
 
-/// Shows folders by the first program of a list that is installed, each of which takes a folder
-/// behind its own arguments.
+/// Shows folders and pages by the first program of a list that is installed, each of which takes
+/// either of them behind its own arguments.
 class ListedFolderViewer : public FolderViewer {
  public:
   struct Program {
@@ -26,14 +26,17 @@ class ListedFolderViewer : public FolderViewer {
       : programs_(std::move(programs)), files_(files), starter_(std::move(starter)) {}
 
   Result<void> show(const std::string& folder) override;
+  Result<void> browse(const std::string& address) override;
 
  private:
+  Result<void> startWith(const std::string& last, const char* whyNot);
+
   std::vector<Program> programs_;
   FileSystem& files_;
   Starter starter_;
 };
 
-/// What opens a folder in the user's own file manager on a free desktop.
+/// What opens a folder in the user's own file manager on a free desktop, and a page in his browser.
 std::vector<ListedFolderViewer::Program> freeDesktopFolderOpeners();
 
 }  // namespace relaybird

@@ -26,10 +26,11 @@ bool isOption(ControlKind kind) {
 }  // namespace
 
 std::string_view kindName(ControlKind kind) {
-  static constexpr std::array<std::string_view, 15> kNames{
-      "label",     "text box",  "button",        "picture button", "picture",
-      "frame",     "check box", "option button", "picture option", "list box",
-      "combo box", "tabs",      "menu",          "timer",          "file dialog"};
+  static constexpr std::array<std::string_view, 16> kNames{
+      "label",          "text box", "button",      "picture button",
+      "picture",        "frame",    "check box",   "option button",
+      "picture option", "list box", "combo box",   "tabs",
+      "menu",           "timer",    "file dialog", "link"};
   return kNames.at(static_cast<std::size_t>(kind));
 }
 

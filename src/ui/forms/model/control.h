@@ -39,6 +39,7 @@ enum class ControlKind {
   kMenu,
   kTimer,
   kFileDialog,
+  kLink,
 };
 
 /// The kind in words: "text box".

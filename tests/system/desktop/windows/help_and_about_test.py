@@ -12,6 +12,7 @@ from desktop_case import MAIN, DesktopCase, show_tab
 CHOOSER = '"Please locate help file (rbx.chm)"'
 NOT_FOUND = "Help file (rbx.chm) not found:"
 HELP = "Help: ..."
+OPENERS = ("/usr/bin/xdg-open", "/usr/bin/gio")
 TOOLS = ("gnome-control-center", "kinfocenter", "hardinfo2", "hardinfo")
 
 
@@ -275,6 +276,50 @@ class About(DesktopCase):
         about.find("OK").click()
         about.wait_gone()
         self.assertTrue(main.is_showing())
+
+    def test_the_version_can_be_copied(self):
+        self.start()
+        about = self.open_about()
+        version = about.find("Version:", "text")
+        self.assertFalse(version.has("editable"))
+        self.assertEqual("Relaybird  v" + version.text, about.find_all(role="label")[0].name)
+        self.desktop.clear_clipboard()
+        version.focus()
+        self.desktop.keys("ctrl+a", "ctrl+c")
+        self.wait_until("the version", lambda: self.desktop.clipboard() == version.text)
+
+    def stand_in(self):
+        """A browser that writes down what it is to show, and where it does."""
+        shown = self.home.folder / "shown"
+        browser = self.home.folder / "browser"
+        browser.write_text(f'#!/bin/sh\necho "$1" >"{shown}"\n', encoding="ascii")
+        browser.chmod(0o755)
+        entries = self.home.folder / "data" / "applications"
+        entries.mkdir(parents=True)
+        (entries / "browser.desktop").write_text(
+            f"[Desktop Entry]\nType=Application\nName=Browser\nExec={browser} %u\n"
+            "MimeType=x-scheme-handler/https;\n", encoding="ascii")
+        (self.home.config / "mimeapps.list").write_text(
+            "[Default Applications]\nx-scheme-handler/https=browser.desktop\n", encoding="ascii")
+        return browser, shown
+
+    @unittest.skipUnless(any(os.path.exists(opener) for opener in OPENERS),
+                         "this machine has nothing that opens pages")
+    def test_the_link_is_reached_and_followed_by_the_keys(self):
+        browser, shown = self.stand_in()
+        self.start({"BROWSER": str(browser)})
+        about = self.open_about()
+        link = about.find("https://relaybird.org/")
+        for _ in about.walk():
+            if link.has("focused"):
+                break
+            before = about.focused()
+            self.desktop.keys("Tab")
+            self.wait_until("the keys to go on", lambda: about.focused() != before)
+        self.assertTrue(link.has("focused"))
+        self.desktop.keys("space")
+        self.wait_until("the page", lambda: shown.exists() and
+                        shown.read_text(encoding="ascii") == "https://relaybird.org/\n")
 
     @unittest.skipIf(any(os.path.exists("/usr/bin/" + tool) for tool in TOOLS),
                      "this machine has a tool, which would open")

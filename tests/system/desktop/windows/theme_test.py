@@ -61,6 +61,16 @@ class Themes(DesktopCase):
                 self.assert_choices_not_taken_readable()
                 self.leave()
 
+    def test_the_link_of_the_about_box_can_be_read(self):
+        for theme in ("Adwaita", "Adwaita:dark", "HighContrast", "HighContrastInverse"):
+            with self.subTest(theme):
+                self.start({"GTK_THEME": theme}).choose("Help", "About...")
+                about = self.program.window("About Relaybird")
+                self.assert_contrast(about.find("https://relaybird.org/"), READABLE)
+                self.desktop.keys("Escape")
+                about.wait_gone()
+                self.leave()
+
     def switch_on(self, main):
         main.choose("File", "Start")
         self.answer("Please Confirm:", "Yes")

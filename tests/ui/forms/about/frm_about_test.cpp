@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,12 +30,30 @@ class FakeInformation : public SystemInformation {
   std::vector<std::string> started;
 };
 
+class FakePages : public FolderViewer {
+ public:
+  Result<void> show(const std::string&) override { return {}; }
+  Result<void> browse(const std::string& address) override {
+    browsed.push_back(address);
+    return outcome;
+  }
+
+  Result<void> outcome;
+  std::vector<std::string> browsed;
+};
+
+std::string contentOf(const std::string& path) {
+  std::ifstream file(std::string(SOURCES) + path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 class FrmAbout : public testing::Test {
  protected:
   FakeInformation information_;
   ScriptedDialogs dialogs_;
   Form owner_{"frmRelaybird", "Relaybird"};
-  frmAbout about_{{3, 1, 2}, information_, dialogs_};
+  FakePages pages_;
+  frmAbout about_{{3, 1, 2}, information_, pages_, dialogs_};
 };
 
 TEST_F(FrmAbout, HasItsControlsInTheirInitialState) {
@@ -41,7 +61,9 @@ TEST_F(FrmAbout, HasItsControlsInTheirInitialState) {
   EXPECT_FALSE(about_.visible());
   EXPECT_EQ(about_.controls(),
             (std::vector<Control*>{&about_.lblTitle, &about_.lblDescription, &about_.lblDisclaimer,
-                                   &about_.cmdOk, &about_.cmdSysInfo}));
+                                   &about_.cmdOk, &about_.cmdSysInfo, &about_.lblCopyright,
+                                   &about_.lblVersion, &about_.txtVersion, &about_.lblHomepage,
+                                   &about_.lnkHomepage}));
   EXPECT_EQ(about_.lblTitle.name(), "lblTitle");
   EXPECT_EQ(about_.lblTitle.kind(), ControlKind::kLabel);
   EXPECT_EQ(about_.lblTitle.text(), "Relaybird  vX.X.X");
@@ -67,6 +89,39 @@ TEST_F(FrmAbout, DisclaimsGuarantees) {
   const std::string& text = about_.lblDisclaimer.text();
   EXPECT_NE(text.find("without guarantees"), std::string::npos);
   EXPECT_NE(text.find("MIT licence"), std::string::npos);
+}
+
+TEST_F(FrmAbout, SaysWhoseItIsSinceWhenAsTheLicenceDoes) {
+  EXPECT_NE(about_.lblCopyright.text().find("2026"), std::string::npos);
+  EXPECT_NE(contentOf("/LICENSE").find("\n" + about_.lblCopyright.text() + "\n"),
+            std::string::npos);
+}
+
+TEST_F(FrmAbout, TheVersionCanBeCopiedAndNotChanged) {
+  EXPECT_EQ(about_.txtVersion.kind(), ControlKind::kTextBox);
+  EXPECT_EQ(about_.txtVersion.text(), "3.1.2");
+  EXPECT_TRUE(about_.txtVersion.locked());
+}
+
+TEST_F(FrmAbout, TheLinkOpensThePageThatTheCataloguesName) {
+  EXPECT_EQ(about_.lnkHomepage.kind(), ControlKind::kLink);
+  EXPECT_NE(contentOf("/packaging/desktop/org.relaybird.Relaybird.metainfo.xml")
+                .find("<url type=\"homepage\">" + about_.lnkHomepage.text() + "</url>"),
+            std::string::npos);
+  about_.open(owner_);
+  about_.lnkHomepage.click();
+  EXPECT_EQ(pages_.browsed, std::vector<std::string>{about_.lnkHomepage.text()});
+  EXPECT_TRUE(dialogs_.boxes.empty());
+  EXPECT_TRUE(about_.visible());
+}
+
+TEST_F(FrmAbout, APageThatCannotBeOpenedIsToldWithItsAddress) {
+  pages_.outcome = Error{0, "No browser"};
+  about_.lnkHomepage.click();
+  ASSERT_EQ(dialogs_.boxes.size(), 1u);
+  EXPECT_EQ(boxLine(dialogs_.boxes[0]), "Error|Could not open the page " +
+                                            about_.lnkHomepage.text() +
+                                            ":\r\nNo browser|exclamation|OK");
 }
 
 TEST_F(FrmAbout, OpeningItFillsInTheVersionAndShowsItOverItsOwner) {

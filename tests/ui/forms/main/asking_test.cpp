@@ -26,6 +26,7 @@ class AskingTest : public ProgramTest {
     oneAddress("mbolTurnOnFwdOnStartup=1\nmbolFwdUponStart=1\n");
     clipboard_.broken = true;
     systemInformation_.broken = true;
+    folderViewer_.broken = true;
     autostart_.broken = true;
     outgoing_.now.outbox = "/nowhere";
     outgoing_.now.delivers = true;
@@ -71,17 +72,17 @@ TEST_F(AskingTest, TheControlsThatMayAskAreThese) {
   makeBrokenProgram();
   EXPECT_THAT(
       namesWhere([](const Control& each) { return each.asks(); }),
-      ElementsAre("frmRelaybird.cmdToSysTray", "frmRelaybird.picTextToEmail",
-                  "frmRelaybird.cmdForwardNow", "frmRelaybird.picDestPc", "frmRelaybird.cmdPrefs",
-                  "frmRelaybird.picTextFwdToCell", "frmRelaybird.picDestCellPhone",
-                  "frmRelaybird.txtStatusFwdTo", "frmRelaybird.cmdStart", "frmRelaybird.mnuStart",
-                  "frmRelaybird.mnuAutostart", "frmRelaybird.mnuPreferences",
-                  "frmRelaybird.mnuTryAgain", "frmRelaybird.mnuOpenWaiting",
-                  "frmRelaybird.mnuOpenRefused", "frmRelaybird.mnuTest", "frmRelaybird.mnuIndex",
-                  "frmPrefs.cmdValidateAd", "frmPrefs.chkForwardingOnAtStartup",
-                  "frmPrefs.chkForwardStart", "frmPrefs.cmdGetSenderName", "frmPrefs.cmdOK",
-                  "frmPrefs.cmdApply", "frmLog.cmdCopyToClip", "frmLog.cmdSaveAs", "frmLog.mnuCopy",
-                  "frmLog.mnuCopyAll", "frmLog.mnuSaveAs", "frmAbout.cmdSysInfo"));
+      ElementsAre(
+          "frmRelaybird.cmdToSysTray", "frmRelaybird.picTextToEmail", "frmRelaybird.cmdForwardNow",
+          "frmRelaybird.picDestPc", "frmRelaybird.cmdPrefs", "frmRelaybird.picTextFwdToCell",
+          "frmRelaybird.picDestCellPhone", "frmRelaybird.txtStatusFwdTo", "frmRelaybird.cmdStart",
+          "frmRelaybird.mnuStart", "frmRelaybird.mnuAutostart", "frmRelaybird.mnuPreferences",
+          "frmRelaybird.mnuTryAgain", "frmRelaybird.mnuOpenWaiting", "frmRelaybird.mnuOpenRefused",
+          "frmRelaybird.mnuTest", "frmRelaybird.mnuIndex", "frmPrefs.cmdValidateAd",
+          "frmPrefs.chkForwardingOnAtStartup", "frmPrefs.chkForwardStart",
+          "frmPrefs.cmdGetSenderName", "frmPrefs.cmdOK", "frmPrefs.cmdApply",
+          "frmLog.cmdCopyToClip", "frmLog.cmdSaveAs", "frmLog.mnuCopy", "frmLog.mnuCopyAll",
+          "frmLog.mnuSaveAs", "frmAbout.cmdSysInfo", "frmAbout.lnkHomepage"));
 }
 
 TEST_F(AskingTest, TheSettingsOpenDuringAPauseWhereNothingContradicts) {
@@ -111,6 +112,7 @@ TEST_F(AskingTest, NothingElseAsksWhateverFails) {
   // That they were seen to ask: the test would find nothing if nothing failed.
   EXPECT_THAT(asked, Contains("frmLog.cmdCopyToClip"));
   EXPECT_THAT(asked, Contains("frmAbout.cmdSysInfo"));
+  EXPECT_THAT(asked, Contains("frmAbout.lnkHomepage"));
   EXPECT_THAT(asked, Contains("frmRelaybird.cmdPrefs"));
   EXPECT_THAT(asked, Contains("frmPrefs.chkForwardStart"));
 }

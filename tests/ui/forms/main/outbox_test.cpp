@@ -276,10 +276,13 @@ TEST_F(OutboxTest, AFolderIsOpenedByTheFirstProgramThatIsInstalled) {
                               return Result<void>();
                             });
   EXPECT_FALSE(viewer.show("/state"));
+  EXPECT_FALSE(viewer.browse("https://example.org/"));
   files_.addFolder("/bin");
   files_.addFile("/bin/there", "");
   EXPECT_TRUE(viewer.show("/state"));
   EXPECT_EQ(started, "/bin/there open /state");
+  EXPECT_TRUE(viewer.browse("https://example.org/"));
+  EXPECT_EQ(started, "/bin/there open https://example.org/");
 }
 
 }  // namespace

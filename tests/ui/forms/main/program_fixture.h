@@ -77,7 +77,13 @@ class FakeFolderViewer : public FolderViewer {
     shown.push_back(folder);
     return {};
   }
+  Result<void> browse(const std::string& address) override {
+    browsed.push_back(address);
+    return broken ? Result<void>(Error{0, "No program that opens pages"}) : Result<void>();
+  }
   std::vector<std::string> shown;
+  std::vector<std::string> browsed;
+  bool broken = false;
 };
 
 /// An outbox that stands as the test says; one without a folder until then.

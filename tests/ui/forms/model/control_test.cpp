@@ -216,6 +216,7 @@ TEST(Captions, TheAmpersandMarksTheAccessKey) {
 TEST(ControlKinds, HaveNames) {
   EXPECT_EQ(kindName(Kind::kLabel), "label");
   EXPECT_EQ(kindName(Kind::kFileDialog), "file dialog");
+  EXPECT_EQ(kindName(Kind::kLink), "link");
   EXPECT_EQ(kindName(Kind::kPictureOption), "picture option");
 }
 
