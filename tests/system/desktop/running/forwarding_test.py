@@ -48,7 +48,7 @@ class SwitchingOn(DesktopCase):
         main.find("Automation Status:", "text").wait_for_text("Stopped")
         return in_pause
 
-    def test_what_may_ask_comes_when_the_pause_is_over(self):
+    def test_what_may_ask_comes_when_the_check_has_ended_and_does_not_hold_it_up(self):
         self.home.deliver("Dinner at eight")
         main = self.start(mbolFwdUponStart=True)
         tray = main.find("Minimize to System Tray", "push button")
@@ -60,6 +60,7 @@ class SwitchingOn(DesktopCase):
         tray.click()
         self.program.window("Minimize to System Tray")
         self.assertFalse(action.name == COMPLETED and progress.has("showing"))
+        self.wait_until("the end of the synchronisation", lambda: not progress.is_showing())
         self.answer("Minimize to System Tray", "No")
         self.leave()
 
