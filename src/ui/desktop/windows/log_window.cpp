@@ -12,11 +12,10 @@
 namespace relaybird::desktop {
 namespace {
 
-constexpr int kWidth = 720;
+/// With room for what is said of a hit in a log of a long run.
+constexpr int kWidth = 860;
 constexpr int kHeight = 420;
 constexpr int kFindCharacters = 24;
-/// As long as what is said of a hit in a log of a long run.
-constexpr const char* kLongestOutcome = "Line 1000000 of 1000000, from the end again";
 
 }  // namespace
 
@@ -62,7 +61,8 @@ wxSizer* LogWindow::find(wxWindow* parent) {
   auto* sizer =
       row(*this, {label, field_, add(parent, frm_.cmdFindPrevious), add(parent, frm_.cmdFindNext)});
   wxWindow* outcome = add(parent, frm_.lblFound);
-  outcome->SetMinSize({outcome->GetTextExtent(kLongestOutcome).GetWidth(), -1});
+  // Takes what room there is: it must not make the window wider than a screen with large letters.
+  outcome->SetMinSize({1, -1});
   sizer->Add(outcome, wxSizerFlags(1).CentreVertical().ReserveSpaceEvenIfHidden().Border(
                           wxLEFT, scaled(*this, kMargin)));
   return sizer;

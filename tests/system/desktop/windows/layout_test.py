@@ -40,6 +40,23 @@ class LayoutCase(DesktopCase):
                 self.assert_well_laid_out(word, window)
 
 
+class LargeLettersOnAnOrdinaryScreen(LayoutCase):
+    SCREEN = "1280x1024"
+
+    def test_the_log_fits_with_what_it_says_of_a_hit(self):
+        main = self.start({"GDK_DPI_SCALE": "2"})
+        for menu_entry in ("Start", "Stop"):
+            main.choose("File", menu_entry)
+            if menu_entry == "Start":
+                self.answer("Please Confirm:", "Yes")
+        log = self.open_log()
+        self.desktop.keys("ctrl+f")
+        self.desktop.type("turned")
+        log.find("Line 1 of 3", "label")
+        self.assertTrue(is_inside(log.extents, (0, 0, 1280, 1024)), f"{log.extents}")
+        self.assert_well_laid_out("log", log)
+
+
 class Magnified(LayoutCase):
     SCREEN = "2600x2000"
 
