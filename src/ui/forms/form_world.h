@@ -22,6 +22,9 @@ class Screen {
   /// Ends the program: the loop returns once the event that it is in has ended. May be called more
   /// than once.
   virtual void endProgram() = 0;
+  /// Whether a window that is to be minimised is known to leave the screen: some desktops have no
+  /// place for it to go to, and some do not tell.
+  virtual bool canMinimise() const { return true; }
   /// Width of a text in the log list's font, in twips where twipsPerPixel() says so.
   virtual std::int32_t textWidth(const std::string& text) const = 0;
   /// How many units of textWidth make a pixel: 1 where widths are pixels already.

@@ -123,9 +123,9 @@ class TrayCase(DesktopCase):
         window = main.window_id()
         main.find(TITLE, "push button").click()
         self.program.window(TITLE).find("Yes").click()
-        words = self.wait_until("the word that there is none", self._no_tray_box)
+        words = self.wait_until("the word that there is none", self.no_tray_box)
         self.desktop.keys("Return")
-        self.wait_until("the box to go", lambda: not self._no_tray_box())
+        self.wait_until("the box to go", lambda: not self.no_tray_box())
         self.assertEqual("There is no System Tray here, so Relaybird has been minimized instead. "
                          "It continues operating in the background.", words)
         self.wait_until("the window to be minimised", lambda: self.is_minimised(window))
@@ -150,7 +150,7 @@ class TrayCase(DesktopCase):
                               timeout=60, check=True).stdout
         return said.partition("window state: ")[2].partition("\n")[0].strip()
 
-    def _no_tray_box(self):
+    def no_tray_box(self):
         """What it says, once it has the keys."""
         for window in self.program.windows():
             for label in window.find_all(role="label"):

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
@@ -128,6 +129,10 @@ void WxScreen::processPendingEvents() {
   if (loop != nullptr && !loop->IsYielding()) {
     loop->Yield(true);
   }
+}
+
+bool WxScreen::canMinimise() const {
+  return windowsCanBeMinimised();
 }
 
 std::int32_t WxScreen::textWidth(const std::string& text) const {

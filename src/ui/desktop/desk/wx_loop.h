@@ -37,6 +37,7 @@ class WxScreen : public Screen {
   void repaint() override;
   void processPendingEvents() override;
   void endProgram() override { onEnd_(); }
+  bool canMinimise() const override;
   std::int32_t textWidth(const std::string& text) const override;
 
  private:

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <gdk/gdkx.h>
 #include <gtk/gtk.h>
 
 #include "ui/desktop/native/native_widgets.h"
@@ -204,6 +205,14 @@ void setApart(wxTopLevelWindow& window) {
   GtkWindowGroup* group = gtk_window_group_new();
   gtk_window_group_add_window(group, GTK_WINDOW(window.GetHandle()));
   g_object_unref(group);
+}
+
+/// X11's window managers tell, by EWMH. Wayland's compositors do not, to programs of this toolkit.
+bool windowsCanBeMinimised() {
+  GdkScreen* screen = gdk_screen_get_default();
+  return screen != nullptr && GDK_IS_X11_SCREEN(screen) &&
+         gdk_x11_screen_supports_net_wm_hint(
+             screen, gdk_atom_intern_static_string("_NET_WM_ACTION_MINIMIZE")) == TRUE;
 }
 
 void cancelNativeDialogs() {

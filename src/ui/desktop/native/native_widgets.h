@@ -56,6 +56,9 @@ void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal)
 /// The window takes input also while a dialog is modal.
 void setApart(wxTopLevelWindow& window);
 
+/// Whether this desktop says that it can minimise windows.
+bool windowsCanBeMinimised();
+
 /// Closes the dialogs that the platform runs itself, as their Cancel would.
 void cancelNativeDialogs();
 

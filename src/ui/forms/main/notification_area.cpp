@@ -21,9 +21,15 @@ constexpr const char* kNoTray =
     "There is no System Tray here, so Relaybird has been minimized instead.  It continues "
     "operating in the background.";
 
+constexpr const char* kNoTrayButWindow =
+    "There is no System Tray here, so Relaybird keeps its window.  It continues operating.";
+
 constexpr const char* kTrayLost =
     "The System Tray has gone away, so Relaybird is back as a minimized window.  It continues "
     "operating.";
+
+constexpr const char* kTrayLostButWindow =
+    "The System Tray has gone away, so Relaybird has its window back.  It continues operating.";
 
 std::string toolTipOf(const std::string& status) {
   const bool running = asciiLower(status) == "running";
@@ -41,7 +47,7 @@ void frmRelaybird::ToSystray() {
   modSystray& tray = forms_->tray;
   if (!tray.platform().available()) {
     minimise();
-    say(kNoTray, kTrayTitle, BoxIcon::kNone);
+    say(world_.screen.canMinimise() ? kNoTray : kNoTrayButWindow, kTrayTitle, BoxIcon::kNone);
     return;
   }
   tray.onLost([this] { trayLost(); });
@@ -66,7 +72,8 @@ void frmRelaybird::trayLost() {
   if (state().ending) {
     return;
   }
-  log_.AddToLog(nowText() + "--> " + kTrayLost);
+  log_.AddToLog(nowText() + "--> " +
+                (world_.screen.canMinimise() ? kTrayLost : kTrayLostButWindow));
   restore();
   // Nobody has asked for the window just now.
   minimise();

@@ -3,6 +3,7 @@
 and a desktop that has none."""
 
 import pathlib
+import subprocess
 
 from gi.repository import GLib
 
@@ -177,6 +178,23 @@ class WithoutATray(TrayCase):
         self.watcher.silent = True
         self.assert_no_tray(self.start())
         self.assertEqual([], self.watcher.items)
+
+
+class WithoutATrayAndATaskBar(TrayCase):
+    """A window manager that does not say that it can minimise windows."""
+
+    def test_a_window_that_cannot_be_minimised_was_said_to_be(self):
+        self.wait_until("the window manager to say what it can",
+                        lambda: "_NET_WM_ACTION_MINIMIZE" in self.xprop("_NET_SUPPORTED"))
+        self.xprop("-f", "_NET_SUPPORTED", "32a", "-set", "_NET_SUPPORTED", "_NET_ACTIVE_WINDOW")
+        self.start().find(TITLE, "push button").click()
+        self.program.window(TITLE).find("Yes").click()
+        self.assertEqual("There is no System Tray here, so Relaybird keeps its window. It continues "
+                         "operating.", self.wait_until("the word", self.no_tray_box))
+
+    def xprop(self, *arguments):
+        return subprocess.run(["xprop", "-root", *arguments], env=self.desktop.environment,
+                              stdout=subprocess.PIPE, text=True, timeout=60, check=True).stdout
 
 
 if __name__ == "__main__":

@@ -134,6 +134,27 @@ TEST_F(NotificationAreaTest, WhenItIsLostTheWindowIsBackMinimisedAndTheLogSaysWh
   EXPECT_EQ(dialogs_.boxes.size(), 1U);
 }
 
+TEST_F(NotificationAreaTest, ABoxSaidThatAWindowWasMinimisedWhichCannotBe) {
+  tray_.present = false;
+  screen_.minimises = false;
+  toTray();
+  EXPECT_TRUE(main().visible());
+  ASSERT_EQ(dialogs_.boxes.size(), 2U);
+  EXPECT_EQ(boxLine(dialogs_.boxes[1]),
+            "Minimize to System Tray|There is no System Tray here, so Relaybird keeps its window.  "
+            "It continues operating.|none|OK");
+}
+
+TEST_F(NotificationAreaTest, TheLogSaidThatAWindowWasMinimisedWhichCannotBe) {
+  toTray();
+  screen_.minimises = false;
+  loseTray();
+  EXPECT_TRUE(main().visible());
+  EXPECT_THAT(log(), ElementsAre(clock_.toText(kNine) +
+                                 "--> The System Tray has gone away, so Relaybird has its window "
+                                 "back.  It continues operating."));
+}
+
 TEST_F(NotificationAreaTest, ItIsLostOnlyOnce) {
   toTray();
   const std::function<void()> listener = tray_.lost;

@@ -45,7 +45,9 @@ class FakeScreen : public Screen {
   std::int32_t textWidth(const std::string& text) const override {
     return static_cast<std::int32_t>(text.size()) * 7;
   }
+  bool canMinimise() const override { return minimises; }
 
+  bool minimises = true;
   int repaints = 0;
   int ends = 0;
   std::function<void()> onProcessPendingEvents;
