@@ -107,6 +107,9 @@ def take_all(program_file, help_file, folder, suffix, environment):
         home = Home(desktop.new_folder())
         home.write_remembered_help(help_file)
         home.write_preferences(**PREFERENCES)
+        # What is forwarded is delivered: the path of an outbox here would tell readers nothing.
+        with open(home.preference_file, "a", encoding="utf-8") as file:
+            file.write("[mail]\nsendmail=/bin/true\n")
         for subject, sender in MAIL:
             home.deliver(subject, sender)
         program = desktop.run([program_file], home, environment)
