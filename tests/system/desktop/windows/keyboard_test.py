@@ -245,8 +245,8 @@ class TabOrder(DesktopCase):
 
     def is_stop(self, widget):
         """Of options that exclude one another, only the chosen one is stopped at."""
-        return widget.role in ("check box", "combo box", "list", "page tab list", "push button",
-                               "text") or (widget.role == "radio button" and widget.has("checked"))
+        return widget.role in ("check box", "combo box", "link", "list", "page tab list",
+                               "push button", "text") or (widget.role == "radio button" and widget.has("checked"))
 
     def test_it_is_the_order_of_reading(self):
         self.start()
