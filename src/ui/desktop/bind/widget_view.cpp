@@ -53,7 +53,7 @@ double luminance(const wxColour& colour) {
 
 /// WCAG 2.1, "contrast ratio".
 double contrast(const wxColour& one, const wxColour& other) {
-  const auto [darker, lighter] = std::minmax(luminance(one), luminance(other));
+  const auto [darker, lighter] = std::minmax({luminance(one), luminance(other)});
   return (lighter + 0.05) / (darker + 0.05);
 }
 
