@@ -14,6 +14,7 @@
 #include "platform/profile/profile_document.h"
 #include "platform/profile/profile_encoding.h"
 #include "platform/profile/profile_file.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 namespace {
@@ -151,7 +152,7 @@ std::string asRead(std::string_view value) {
       (value.front() == '"' || value.front() == '\'')) {
     value = value.substr(1, value.size() - 2);
   }
-  return std::string(value.substr(0, kProfileBufferSize - 1));
+  return std::string(firstCharacters(value, kProfileBufferSize - 1));
 }
 
 /// `after` is `before` with at most one line changed, or up to two whole lines put in somewhere.
