@@ -48,8 +48,9 @@ void unlabel(wxWindow& window) {
   for (wxWindow* child : window.GetChildren()) {
     if (dynamic_cast<wxStaticText*>(child) != nullptr) {
       setLabelFor(*child, nullptr);
+    } else if (child != nullptr) {
+      unlabel(*child);
     }
-    unlabel(*child);
   }
 }
 
