@@ -152,7 +152,8 @@ std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view raw
     const auto entry = entries.next();
     if (!entry) break;
     if (entry->find('@') == std::string::npos) {
-      const std::string name = tidyLine(decodeHeaderText(words.shown(*entry)));
+      // An encoded word may turn out to be an address, and is then written as every other one.
+      const std::string name = wireAddress(tidyLine(decodeHeaderText(words.shown(*entry))));
       if (!name.empty()) out.push_back({"", name});
       continue;
     }

@@ -163,6 +163,14 @@ TEST(MailAddress, WhatIsFormattedIsReadAgain) {
   }
 }
 
+// It was shown with its domain as typed, and read again it was another address.
+TEST(MailAddress, AnAddressThatAnEncodedWordTurnsOutToBeHasItsWireForm) {
+  const auto read = parseAddressList("=?utf-8?Q?jos=C3=A9=40ex=C3=A4mple=2Eorg?=");
+  ASSERT_EQ(read.size(), 1U);
+  EXPECT_EQ(read.front().address, "josé@xn--exmple-cua.org");
+  EXPECT_EQ(parseAddressList(formatMailbox(read.front())), read);
+}
+
 TEST(MailAddress, HostileListsAreCutAndOverflowNoStack) {
   for (const auto piece : {"a:"sv,
                            "a@b:"sv,
