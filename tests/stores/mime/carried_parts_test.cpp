@@ -41,6 +41,45 @@ TEST(CarriedParts, CarriesAttachmentsByteForByte) {
   }
 }
 
+TEST(CarriedParts, AControlCharacterInAnUnusedBoundaryIsNotCarried) {
+  for (const std::string type : {"/a", "application/x-odd", "message/x-odd"}) {
+    EXPECT_EQ(carriedContent(*messageOf("Content-Type:" + type + ";boundary=\x01\n\nodd\n")),
+              "odd\n")
+        << type;
+    const auto among = withAttachment("Content-Type: " + type + "; boundary=\x01\n", "odd");
+    EXPECT_EQ(carriedContent(*among), "odd") << type;
+  }
+  const auto disposed = withAttachment(
+      "Content-Type: image/png\nContent-Disposition: attachment; boundary=\x01\n", "odd");
+  EXPECT_EQ(carriedContent(*disposed), "odd");
+}
+
+TEST(CarriedParts, AnEncodedWordOnALongLineIsWrittenAnew) {
+  const std::string name = "name*=utf-8''%C3%A4" + std::string(80, 'x');
+  for (const std::string end : {"\n", "\r\n"}) {
+    const auto source = withAttachment(
+        "Content-Type: image/png;" + end + " " + name + " =?x?B?w?= end" + end, "picture");
+    EXPECT_EQ(carriedContent(*source), "picture");
+    EXPECT_EQ(messageOf(forwardOf(*source))->attachments().at(0).name,
+              source->attachments().at(0).name);
+  }
+}
+
+TEST(CarriedParts, AnEncodedWordThatJustFitsItsLineIsCarriedAsItIs) {
+  const std::string field = "Content-Description: " + std::string(45, 'd') + " =?x?Q?y?=";
+  ASSERT_EQ(field.size(), 76U);
+  for (const std::string end : {"\n", "\r\n"}) {
+    const auto at = [&](const std::string& described) {
+      return forwardOf(
+          *withAttachment("Content-Type: image/png" + end + described + end, "picture"));
+    };
+    EXPECT_NE(at(field).find(field + "\n"), std::string::npos);
+    EXPECT_EQ(at(field + "z").find(field), std::string::npos);
+    EXPECT_NE(at("Content-Disposition: attachment; filename=\"" + field + "\"").find(field),
+              std::string::npos);
+  }
+}
+
 TEST(CarriedParts, AFileOfEightBitTextIsEncoded) {
   const std::string text = forwardOf(*sampleMessage("attachments.eml"));
   EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char c) { return c > 0; }));

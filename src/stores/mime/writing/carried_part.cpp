@@ -19,6 +19,8 @@ namespace {
 
 /// RFC 5322 section 2.1.1.
 constexpr std::size_t kLongestLine = 998;
+constexpr std::size_t kLongestEncodedWord = 75;
+constexpr std::size_t kLongestLineWithEncodedWord = 76;
 constexpr std::size_t kLongestToken = 100;
 constexpr std::size_t kLongestId = 900;
 
@@ -51,11 +53,18 @@ bool isWritableWord(std::string_view text) {
          std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f'; });
 }
 
-/// Encoded words that no reader need understand, as long as they are.
-bool hasLongEncodedWord(std::string_view bytes) {
-  const std::string text = unfoldHeader(bytes);
-  const auto words = encodedWords(text);
-  return std::any_of(words.begin(), words.end(), [](const Span& word) { return word.length > 75; });
+/// RFC 2047 section 2 bounds an encoded word, and each line that holds one. Within quotes nothing
+/// is an encoded word, although many senders write file names so.
+bool hasLongEncodedWords(std::string_view line) {
+  for (const Span& word : encodedWords(line)) {
+    const auto before = line.substr(0, word.start);
+    const bool isQuoted = std::count(before.begin(), before.end(), '"') % 2 != 0;
+    if (word.length > kLongestEncodedWord ||
+        (!isQuoted && line.size() > kLongestLineWithEncodedWord)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 /// Whether the part's own fields name the type that it is taken for, or none, in a way that can be
@@ -74,7 +83,7 @@ bool isRightHeader(const HeaderBlock& headers) {
     return (c >= 0 && c < ' ' && c != '\t' && c != '\r' && c != '\n') || c == '\x7f';
   };
   if (!facts.isLines() || facts.isEightBit() ||
-      std::any_of(bytes.begin(), bytes.end(), isControl) || hasLongEncodedWord(bytes)) {
+      std::any_of(bytes.begin(), bytes.end(), isControl)) {
     return false;
   }
   std::set<std::string> names;
@@ -90,6 +99,9 @@ bool isRightHeader(const HeaderBlock& headers) {
     const bool isField = name.size() < line.size() && isWritableWord(name);
     const bool isMore = isBlank(line[0]) && pos > 0;
     if (!isEmpty && (isBlanks || (!isField && !isMore))) {
+      return false;
+    }
+    if (hasLongEncodedWords(line.substr(0, line.find_last_not_of("\r\n") + 1))) {
       return false;
     }
     if (isField && !isMore && !names.insert(asciiLower(name)).second) {
@@ -130,6 +142,11 @@ std::string_view newLabel(const CarriedPart& carried) {
   }
 }
 
+/// A boundary means nothing on what is no multipart, and may be any bytes.
+bool isWritableParameter(const std::string& name) {
+  return isToken(name) && name != "boundary";
+}
+
 std::string contentTypeField(std::string_view type,
                              const std::vector<std::pair<std::string, std::string>>& parameters) {
   prepareLibraries();
@@ -138,7 +155,7 @@ std::string contentTypeField(std::string_view type,
   const std::string sub(written.substr(main.size() + 1));
   const GObjectPtr<GMimeContentType> value(g_mime_content_type_new(main.c_str(), sub.c_str()));
   for (const auto& [name, text] : parameters) {
-    if (isToken(name)) {
+    if (isWritableParameter(name)) {
       g_mime_content_type_set_parameter(value.get(), name.c_str(), text.c_str());
     }
   }
@@ -153,7 +170,7 @@ std::string dispositionField(std::string_view disposition,
   g_mime_content_disposition_set_disposition(
       value.get(), isToken(disposition) ? std::string(disposition).c_str() : "attachment");
   for (const auto& [name, text] : parameters) {
-    if (isToken(name)) {
+    if (isWritableParameter(name)) {
       g_mime_content_disposition_set_parameter(value.get(), name.c_str(), text.c_str());
     }
   }
