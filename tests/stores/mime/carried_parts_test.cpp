@@ -65,6 +65,22 @@ TEST(CarriedParts, AnEncodedWordOnALongLineIsWrittenAnew) {
   }
 }
 
+TEST(CarriedParts, ALocationThatReadsAsALongEncodedWordIsNotCarried) {
+  const auto source = [](std::size_t size) {
+    const std::string location = "=?x?q?" + std::string(size, 'l') + "?=";
+    return messageOf(
+        "Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n\n"
+        "<img src=\"" +
+        location + "\">\n--b\nContent-Type: image/png\nContent-Location: " + location +
+        "\n\npicture\n--b--\n");
+  };
+  for (const std::size_t size : {40U, 60U, 200U}) {
+    const std::string text = forwardOf(*source(size));
+    EXPECT_EQ(brokenRules(text), std::vector<std::string>()) << size;
+    EXPECT_EQ(text.find("Content-Location") != text.npos, size == 40U) << size;
+  }
+}
+
 TEST(CarriedParts, AnEncodedWordThatJustFitsItsLineIsCarriedAsItIs) {
   const std::string field = "Content-Description: " + std::string(45, 'd') + " =?x?Q?y?=";
   ASSERT_EQ(field.size(), 76U);

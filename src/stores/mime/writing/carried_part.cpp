@@ -299,8 +299,12 @@ void writeFileHeader(ForwardOutput& out, std::string_view name) {
 }
 
 std::string locationField(const Part& part) {
-  return isWritableWord(part.location) ? wordField("Content-Location", {part.location})
-                                       : std::string();
+  if (!isWritableWord(part.location)) {
+    return {};
+  }
+  const std::string field = wordField("Content-Location", {part.location});
+  return hasLongEncodedWords(std::string_view(field).substr(0, field.size() - 1)) ? std::string()
+                                                                                  : field;
 }
 
 std::unique_ptr<ContentFilter> filterFor(Carriage carriage, ForwardOutput& out) {
