@@ -6,13 +6,13 @@
 #include <string_view>
 #include <vector>
 
+#include "message/address/address_book.h"
+#include "message/address/mail_address.h"
+#include "message/calendar_kind.h"
+#include "message/text/charset.h"
+#include "message/text/encoded_word.h"
+#include "message/text/html_text.h"
 #include "ratios.h"
-#include "stores/address/address_book.h"
-#include "stores/address/mail_address.h"
-#include "stores/mime/calendar_kind.h"
-#include "stores/text/charset.h"
-#include "stores/text/encoded_word.h"
-#include "stores/text/html_text.h"
 
 namespace relaybird::bench {
 namespace {

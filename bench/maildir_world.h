@@ -11,8 +11,8 @@
 #include "bench_world.h"
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
+#include "platform/system/random_bytes.h"
 #include "stores/maildir/maildir_store.h"
-#include "stores/outbox/random_bytes.h"
 #include "support/temp_folder.h"
 
 namespace relaybird::bench {

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "bench_world.h"
+#include "memory_store/memory_store.h"
 #include "platform/posix/posix_file_system.h"
 #include "ratios.h"
-#include "stores/memory/memory_store.h"
 
 namespace relaybird::bench {
 namespace {

@@ -1,9 +1,44 @@
-# cmake -DSOURCES="a;b" -P check_layers.cmake: fails when a source file includes what its layer must
-# not know. The core (platform, engine, prefs, compose, ui/forms, stores/memory) knows the standard
-# library and the layers below; nothing knows a store but itself and the programs. The windows
-# (ui/desktop) know the toolkit, the forms and the folders below their own.
+# cmake -DSOURCES="a;b" -P check_layers.cmake: fails when a source file includes what its layer must not
+# know. The table below is the whole rule: a layer knows itself and the layers named beside it, and all
+# of them stand below it. There are no exceptions. The core uses the standard library alone; the
+# windows (ui/desktop) use the toolkit and are the same sources on every platform.
 
 cmake_minimum_required(VERSION 3.25)
+
+# layer(folder knows...): from the bottom to the top. A file belongs to the longest folder that fits.
+set(layers)
+macro(layer folder)
+  list(APPEND layers ${folder})
+  set(allowed_${folder} ${folder} ${ARGN})
+endmacro()
+
+layer(platform)
+layer(platform/posix platform)
+layer(message platform)
+layer(mail platform)
+layer(outbox platform platform/posix message mail)
+layer(prefs platform mail)
+layer(stores/maildir platform platform/posix message mail outbox)
+layer(compose platform mail prefs)
+layer(engine platform mail prefs compose)
+layer(ui/forms platform mail prefs compose engine)
+layer(ui/help platform)
+layer(ui/console platform platform/posix mail prefs compose engine ui/forms)
+layer(ui/desktop/widgets platform ui/forms)
+layer(ui/desktop/native platform ui/forms ui/desktop/widgets)
+layer(ui/desktop/desk platform ui/forms ui/desktop/widgets ui/desktop/native)
+layer(ui/desktop/bind platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/desk)
+layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/desk ui/desktop/bind)
+layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
+layer(ui/desktop/gtk platform platform/posix ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/desk)
+layer(app platform platform/posix message mail outbox prefs stores/maildir compose engine ui/forms ui/help
+      ui/console ui/desktop/widgets ui/desktop/native ui/desktop/desk ui/desktop/bind ui/desktop/windows
+      ui/desktop/help)
+
+set(core platform mail prefs compose engine ui/forms)
+set(windows ui/desktop/widgets ui/desktop/native ui/desktop/desk ui/desktop/bind ui/desktop/windows
+            ui/desktop/help)
+set(also_ui/desktop/help chm_lib.h)
 
 set(std_headers
     algorithm any array atomic bit bitset cctype cerrno cfloat charconv chrono climits clocale cmath
@@ -14,43 +49,17 @@ set(std_headers
     stack stdexcept stop_token string string_view system_error thread tuple type_traits typeindex
     typeinfo unordered_map unordered_set utility valarray variant vector version)
 
-# layer -> layers whose headers it may include. engine/mail_store.h and the helpers of its target are
-# the contract between the layers, so all of the core but platform may include those.
-set(contract engine/mail_store.h engine/store/)
-set(core platform prefs compose engine ui/forms stores/memory)
-set(allowed_platform platform)
-set(allowed_prefs platform prefs)
-set(allowed_compose platform prefs compose)
-set(allowed_engine platform prefs compose engine)
-set(allowed_ui/forms platform prefs compose engine ui/forms)
-set(allowed_stores/memory platform stores/memory)
-
-# The windows: the toolkit alone, and the same sources on every platform. What is a platform's own
-# stands in a folder of its own (gtk), which implements native and which nothing includes.
-set(windows)
-set(below platform ui/forms)
-foreach(folder widgets native desk bind windows help)
-  list(APPEND windows ui/desktop/${folder})
-  if(folder STREQUAL "help")
-    set(allowed_ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/help)
-  else()
-    list(APPEND below ui/desktop/${folder})
-    set(allowed_ui/desktop/${folder} ${below})
-  endif()
-endforeach()
-set(also_ui/desktop/help chm_lib.h)
-
-# The layer that a path below src belongs to; empty where nothing is checked.
+# The layer that a path below src belongs to; empty where there is none.
 function(layer_of path result)
-  set(${result} "" PARENT_SCOPE)
-  if(path MATCHES "^platform/posix/")
-    return()
-  endif()
-  foreach(layer IN LISTS core windows)
-    if(path MATCHES "^${layer}/")
-      set(${result} ${layer} PARENT_SCOPE)
+  set(found "")
+  foreach(layer IN LISTS layers)
+    string(LENGTH "${layer}" length)
+    string(LENGTH "${found}" longest)
+    if(path MATCHES "^${layer}/" AND length GREATER longest)
+      set(found ${layer})
     endif()
   endforeach()
+  set(${result} "${found}" PARENT_SCOPE)
 endfunction()
 
 function(complain words)
@@ -61,30 +70,39 @@ endfunction()
 function(check_system_header file layer header)
   if(header IN_LIST std_headers OR header IN_LIST also_${layer})
     return()
-  elseif(NOT layer IN_LIST windows)
+  elseif(layer IN_LIST core)
     complain("${file}: the core uses the standard library alone, not <${header}>")
-  elseif(NOT header MATCHES "^wx/")
+  elseif(layer IN_LIST windows AND NOT header MATCHES "^wx/")
     complain("${file}: the windows use the toolkit alone, not <${header}>")
   endif()
 endfunction()
 
 function(check_own_header file layer header)
   layer_of("${header}" header_layer)
-  if(header_layer AND header_layer IN_LIST allowed_${layer})
-    return()
+  if(NOT header_layer IN_LIST allowed_${layer})
+    complain("${file}: ${layer} does not include ${header}")
   endif()
-  foreach(prefix IN LISTS contract)
-    if(layer IN_LIST core AND NOT layer STREQUAL "platform" AND header MATCHES "^${prefix}")
-      return()
-    endif()
-  endforeach()
-  complain("${file}: ${layer} does not include ${header}")
 endfunction()
 
+# What a layer knows stands before it in the list, so that no two layers can know each other.
+set(below)
+foreach(layer IN LISTS layers)
+  list(APPEND below ${layer})
+  foreach(known IN LISTS allowed_${layer})
+    if(NOT known IN_LIST below)
+      complain("the layer ${layer} knows ${known}, which does not stand below it")
+    endif()
+  endforeach()
+endforeach()
+
 foreach(file IN LISTS SOURCES)
+  if(NOT file MATCHES "^src/")
+    continue()
+  endif()
   string(REGEX REPLACE "^src/" "" path "${file}")
   layer_of("${path}" layer)
-  if(NOT file MATCHES "^src/" OR NOT layer)
+  if(NOT layer)
+    complain("${file}: stands in no layer")
     continue()
   endif()
   file(STRINGS "${file}" directives REGEX "^#[ ]*(include|if)")
@@ -93,8 +111,8 @@ foreach(file IN LISTS SOURCES)
       check_system_header("${file}" ${layer} "${CMAKE_MATCH_1}")
     elseif(line MATCHES "\"([^\"]+)\"")
       check_own_header("${file}" ${layer} "${CMAKE_MATCH_1}")
-    elseif(layer IN_LIST windows)
-      complain("${file}: the windows are the same on every platform, without ${line}")
+    elseif(layer IN_LIST core OR layer IN_LIST windows)
+      complain("${file}: ${layer} is the same on every platform, without ${line}")
     endif()
   endforeach()
 endforeach()

@@ -1,7 +1,7 @@
 # What cmake --install puts where. It works in any prefix; a package gives DESTDIR. What is not built is
 # not installed.
 include(GNUInstallDirs)
-set(application_header ${PROJECT_SOURCE_DIR}/src/ui/forms/application_id.h)
+set(application_header ${PROJECT_SOURCE_DIR}/src/platform/system/application_id.h)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${application_header})
 file(STRINGS ${application_header} application_id REGEX "kApplicationId =")
 string(REGEX REPLACE ".*\"(.*)\".*" "\\1" application_id "${application_id}")

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "stores/mime/calendar_kind.h"
+#include "message/calendar_kind.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace relaybird;

@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "check.h"
-#include "stores/text/charset.h"
-#include "stores/text/html_text.h"
+#include "message/text/charset.h"
+#include "message/text/html_text.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "stores/mime/mail_maker.h"
-#include "stores/mime/memory_files.h"
-#include "stores/mime/message.h"
+#include "message/mail_maker.h"
+#include "message/memory_files.h"
+#include "message/message.h"
 
 namespace {
 

@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "stores/mime/forward.h"
-#include "stores/mime/memory_files.h"
-#include "stores/mime/message.h"
-#include "stores/mime/message_kind.h"
-#include "stores/mime/message_rules.h"
-#include "stores/mime/parts/message_layout.h"
-#include "stores/text/charset.h"
+#include "message/memory_files.h"
+#include "message/message.h"
+#include "message/message_kind.h"
+#include "message/message_rules.h"
+#include "message/parts/message_layout.h"
+#include "message/text/charset.h"
+#include "message/writing/forward.h"
 
 namespace {
 

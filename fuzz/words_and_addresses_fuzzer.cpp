@@ -8,12 +8,12 @@
 #include <string_view>
 
 #include "check.h"
+#include "message/address/address_book.h"
+#include "message/address/mail_address.h"
+#include "message/address/strict_mailbox.h"
+#include "message/text/charset.h"
+#include "message/text/encoded_word.h"
 #include "prefs/address_lists.h"
-#include "stores/address/address_book.h"
-#include "stores/address/mail_address.h"
-#include "stores/address/strict_mailbox.h"
-#include "stores/text/charset.h"
-#include "stores/text/encoded_word.h"
 
 namespace {
 

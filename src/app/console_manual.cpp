@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "stores/text/html_text.h"
+#include "message/text/html_text.h"
 #include "ui/help/help_topics.h"
 
 namespace relaybird {

@@ -13,12 +13,12 @@
 #include <utility>
 
 #include "app/program_files.h"
+#include "platform/posix/desktop_entry_autostart.h"
 #include "platform/posix/program_starter.h"
 #include "ui/desktop/native/tray_icon.h"
 #include "ui/desktop/widgets/text.h"
 #include "ui/desktop/windows/kept_place.h"
 #include "ui/forms/about/listed_system_information.h"
-#include "ui/forms/autostart/desktop_entry_autostart.h"
 #include "ui/forms/main/listed_folder_viewer.h"
 
 namespace relaybird {

@@ -3,12 +3,12 @@
 
 #include "app/local_identity.h"
 #include "app/store_openers.h"
+#include "outbox/delivery/sendmail_transport.h"
 #include "platform/posix/main_loop.h"
+#include "platform/posix/posix_command_runner.h"
+#include "platform/system/random_bytes.h"
 #include "stores/maildir/maildir_settings.h"
 #include "stores/maildir/maildir_store.h"
-#include "stores/outbox/delivery/posix_command_runner.h"
-#include "stores/outbox/delivery/sendmail_transport.h"
-#include "stores/outbox/random_bytes.h"
 
 namespace relaybird {
 namespace {

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <initializer_list>
 
-#include "stores/text/libraries.h"
+#include "message/text/libraries.h"
 
 namespace relaybird {
 

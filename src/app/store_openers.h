@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "engine/mail_store.h"
-#include "engine/store/outgoing_mail.h"
-#include "engine/store/store_notice.h"
+#include "mail/mail_store.h"
+#include "mail/outgoing_mail.h"
+#include "mail/store_notice.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "compose/size_rule.h"
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
 #include "prefs/item_reader.h"
 #include "prefs/preference_fields.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "compose/size_rule.h"
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
 #include "platform/text/number_text.h"
 #include "platform/text/utf8_text.h"
 

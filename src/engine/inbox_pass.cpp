@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "engine/item_kinds.h"
-#include "engine/store/text_dictionary.h"
+#include "mail/text_dictionary.h"
 #include "platform/text/number_text.h"
 
 namespace relaybird {

@@ -11,11 +11,11 @@
 #include "compose/cls_security.h"
 #include "engine/engine_state.h"
 #include "engine/mail_session.h"
-#include "engine/mail_store.h"
 #include "engine/report/activity_log.h"
 #include "engine/report/alerts.h"
 #include "engine/report/engine_display.h"
 #include "engine/report/status_display.h"
+#include "mail/mail_store.h"
 #include "platform/clock.h"
 #include "prefs/cls_pref.h"
 

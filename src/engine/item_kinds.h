@@ -2,7 +2,7 @@
 // Which items of an inbox are forwarded at all, and which of their dates counts as their arrival.
 #pragma once
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
 
 namespace relaybird {
 

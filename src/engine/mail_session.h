@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "engine/engine_state.h"
-#include "engine/mail_store.h"
 #include "engine/report/status_display.h"
+#include "mail/mail_store.h"
 
 namespace relaybird {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
 #include "platform/file_system.h"
 #include "platform/profile/profile_strings.h"
 #include "platform/system/os_version.h"

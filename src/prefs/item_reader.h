@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
 
 namespace relaybird {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "compose/store_bench.h"
-#include "engine/store/pass_through_safe_item.h"
+#include "mail/pass_through_safe_item.h"
 
 namespace relaybird {
 namespace {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "compose/cls_security.h"
+#include "memory_store/memory_store.h"
 #include "prefs/pref_bench.h"
-#include "stores/memory/memory_store.h"
 #include "support/fake_timers.h"
 
 namespace relaybird {

@@ -9,7 +9,7 @@
 #include "contract/mail_store_contract.h"
 #include "contract/sent_message.h"
 #include "platform/text/number_text.h"
-#include "stores/maildir_house.h"
+#include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
 
 namespace relaybird {

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "contract/mail_store_contract.h"
-#include "stores/memory/memory_store.h"
+#include "memory_store/memory_store.h"
 #include "support/fake_timers.h"
 
 namespace relaybird {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What the memory store offers beyond the contract: the hook on every call, and the tester's
 // levers.
-#include "stores/memory/memory_store.h"
+#include "memory_store/memory_store.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/store/store_rules.h"
+#include "mail/store_rules.h"
 #include "platform/text/number_text.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"

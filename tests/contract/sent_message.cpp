@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "stores/text/libraries.h"
+#include "message/text/libraries.h"
 
 namespace relaybird {
 

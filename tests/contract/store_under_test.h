@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
 #include "support/fake_clock.h"
 
 namespace relaybird {

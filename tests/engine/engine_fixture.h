@@ -12,9 +12,9 @@
 
 #include "compose/cls_security.h"
 #include "engine/forwarding_engine.h"
+#include "memory_store/memory_store.h"
 #include "platform/profile/profile_file.h"
 #include "platform/system/os_version.h"
-#include "stores/memory/memory_store.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
 #include "support/no_folders.h"

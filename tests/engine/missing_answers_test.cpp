@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "engine/engine_fixture.h"
-#include "engine/store/pass_through_safe_item.h"
+#include "mail/pass_through_safe_item.h"
 #include "platform/text/number_text.h"
 
 namespace relaybird {

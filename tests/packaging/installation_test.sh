@@ -5,7 +5,7 @@ set -euo pipefail
 prefix=$(realpath "$1")
 source=$(dirname "$(realpath "$0")")/../..
 # The name as the programs have it.
-application=$(sed -n 's/.*kApplicationId = "\(.*\)";/\1/p' "$source/src/ui/forms/application_id.h")
+application=$(sed -n 's/.*kApplicationId = "\(.*\)";/\1/p' "$source/src/platform/system/application_id.h")
 if [ -z "${INSTALLATION_TEST_INSIDE:-}" ]; then
   export INSTALLATION_TEST_INSIDE=1
   exec timeout --verbose 120 xvfb-run --auto-servernum --server-args='-screen 0 1280x900x24' \

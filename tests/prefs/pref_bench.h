@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
 #include "platform/system/os_version.h"
 #include "platform/system/special_folders.h"
 #include "prefs/cls_pref.h"

@@ -8,10 +8,10 @@
 
 #include "compose/cls_security.h"
 #include "engine/forwarding_engine.h"
+#include "message/circles.h"
 #include "platform/profile/profile_file.h"
 #include "platform/system/os_version.h"
-#include "stores/maildir_house.h"
-#include "stores/mime/circles.h"
+#include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
 #include "support/no_folders.h"
 #include "support/recording_alerts.h"

@@ -13,7 +13,7 @@
 #include <set>
 #include <sstream>
 
-#include "stores/maildir_house.h"
+#include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
 #include "system/pass_program.h"
 

@@ -10,7 +10,7 @@
 #include "engine/forwarding_engine.h"
 #include "platform/profile/profile_file.h"
 #include "platform/system/os_version.h"
-#include "stores/maildir_house.h"
+#include "stores/maildir/maildir_house.h"
 #include "support/fake_timers.h"
 #include "support/no_folders.h"
 #include "support/recording_alerts.h"

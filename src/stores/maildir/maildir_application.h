@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "engine/store/object_registry.h"
+#include "mail/object_registry.h"
 
 namespace relaybird {
 

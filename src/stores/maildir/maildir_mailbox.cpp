@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "message/address/strict_mailbox.h"
+#include "outbox/delivery/one_line.h"
 #include "platform/system/folder_check.h"
 #include "platform/text/number_text.h"
-#include "stores/address/strict_mailbox.h"
 #include "stores/maildir/disk/outbox_place.h"
-#include "stores/outbox/delivery/one_line.h"
 
 namespace relaybird {
 

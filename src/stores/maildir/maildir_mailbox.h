@@ -11,17 +11,17 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "engine/mail_store.h"
-#include "engine/store/outgoing_mail.h"
-#include "stores/address/address_book.h"
+#include "mail/mail_store.h"
+#include "mail/outgoing_mail.h"
+#include "message/address/address_book.h"
+#include "message/circles.h"
+#include "outbox/delivery/delivery_worker.h"
+#include "outbox/outbox.h"
+#include "outbox/trace_mark.h"
 #include "stores/maildir/disk/maildir_folder.h"
 #include "stores/maildir/disk/read_marks.h"
 #include "stores/maildir/maildir_settings.h"
 #include "stores/maildir/maildir_world.h"
-#include "stores/mime/circles.h"
-#include "stores/outbox/delivery/delivery_worker.h"
-#include "stores/outbox/outbox.h"
-#include "stores/outbox/trace_mark.h"
 
 namespace relaybird {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "outbox/delivery/hourly_limit.h"
 #include "platform/profile/profile_strings.h"
-#include "stores/outbox/delivery/hourly_limit.h"
 
 namespace relaybird {
 

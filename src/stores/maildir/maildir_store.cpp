@@ -3,9 +3,9 @@
 
 #include <utility>
 
+#include "message/text/libraries.h"
 #include "stores/maildir/maildir_application.h"
 #include "stores/maildir/maildir_mailbox.h"
-#include "stores/text/libraries.h"
 
 namespace relaybird {
 

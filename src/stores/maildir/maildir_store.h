@@ -6,9 +6,9 @@
 
 #include <memory>
 
-#include "engine/mail_store.h"
-#include "engine/store/object_registry.h"
-#include "engine/store/outgoing_mail.h"
+#include "mail/mail_store.h"
+#include "mail/object_registry.h"
+#include "mail/outgoing_mail.h"
 #include "stores/maildir/maildir_settings.h"
 #include "stores/maildir/maildir_world.h"
 

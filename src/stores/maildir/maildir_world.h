@@ -4,13 +4,13 @@
 #include <functional>
 #include <string>
 
-#include "engine/store/store_notice.h"
+#include "mail/store_notice.h"
+#include "outbox/delivery/executor.h"
+#include "outbox/delivery/transport.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
-#include "stores/outbox/delivery/executor.h"
-#include "stores/outbox/delivery/transport.h"
-#include "stores/outbox/random_bytes.h"
+#include "platform/system/random_bytes.h"
 
 namespace relaybird {
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/result.h"
+#include "platform/system/autostart.h"
 
 namespace relaybird {
 
@@ -90,23 +91,6 @@ class NoNotifications : public Notifications {
   bool wanted() override { return false; }
   void show(const Notification&) override {}
   void withdraw(const std::string&) override {}
-};
-
-/// Whether the program starts together with the user's desktop.
-class Autostart {
- public:
-  virtual ~Autostart() = default;
-  /// False where there is no desktop to start with.
-  virtual bool offered() const = 0;
-  virtual bool enabled() = 0;
-  virtual Result<void> setEnabled(bool enabled) = 0;
-};
-
-class NoAutostart : public Autostart {
- public:
-  bool offered() const override { return false; }
-  bool enabled() override { return false; }
-  Result<void> setEnabled(bool) override { return {}; }
 };
 
 struct ProgramVersion {

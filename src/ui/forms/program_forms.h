@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/store/store_notice.h"
+#include "mail/store_notice.h"
 #include "ui/forms/about/frm_about.h"
 #include "ui/forms/log/frm_log.h"
 #include "ui/forms/main/frm_relaybird.h"

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "engine/mail_store.h"
-#include "engine/store/outgoing_mail.h"
+#include "mail/mail_store.h"
+#include "mail/outgoing_mail.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"

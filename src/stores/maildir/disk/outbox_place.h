@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "stores/outbox/outbox.h"
+#include "outbox/outbox.h"
 
 namespace relaybird {
 

@@ -20,11 +20,11 @@
 #include <unordered_set>
 #include <vector>
 
+#include "outbox/outbox.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
 #include "stores/maildir/disk/maildir_folder.h"
-#include "stores/outbox/outbox.h"
 
 namespace relaybird {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/mail_store.h"
-#include "stores/address/mail_address.h"
+#include "mail/mail_store.h"
+#include "message/address/mail_address.h"
 
 namespace relaybird {
 

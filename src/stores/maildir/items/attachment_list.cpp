@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "engine/store/store_rules.h"
+#include "mail/store_rules.h"
 
 namespace relaybird {
 

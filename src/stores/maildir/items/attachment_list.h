@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "engine/mail_store.h"
-#include "stores/mime/message.h"
+#include "mail/mail_store.h"
+#include "message/message.h"
 
 namespace relaybird {
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "engine/store/store_rules.h"
+#include "mail/store_rules.h"
 #include "stores/maildir/items/maildir_item.h"
 #include "stores/maildir/maildir_mailbox.h"
 

@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
+#include "message/writing/forward.h"
 #include "stores/maildir/disk/read_marks.h"
 #include "stores/maildir/items/addressees.h"
 #include "stores/maildir/items/attachment_list.h"
-#include "stores/mime/forward.h"
 
 namespace relaybird {
 

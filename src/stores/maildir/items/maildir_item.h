@@ -15,10 +15,10 @@
 #include <string>
 #include <string_view>
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
+#include "message/message.h"
+#include "message/message_kind.h"
 #include "stores/maildir/disk/read_marks.h"
-#include "stores/mime/message.h"
-#include "stores/mime/message_kind.h"
 
 namespace relaybird {
 

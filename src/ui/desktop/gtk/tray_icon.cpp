@@ -11,10 +11,10 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/system/application_id.h"
 #include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/gtk/icon_area.h"
 #include "ui/desktop/widgets/art_data.h"
-#include "ui/forms/application_id.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {

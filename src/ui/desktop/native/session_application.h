@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "ui/forms/application_id.h"
+#include "platform/system/application_id.h"
 #include "ui/forms/form_world.h"
 
 namespace relaybird::desktop {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/store/outgoing_mail.h"
+#include "mail/outgoing_mail.h"
 
 namespace relaybird {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "engine/mail_store.h"
+#include "mail/mail_store.h"
 #include "prefs/preference_fields.h"
 #include "ui/forms/model/control.h"
 #include "ui/forms/settings/prefs_form_world.h"

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "engine/mail_session.h"
-#include "engine/mail_store.h"
 #include "engine/report/activity_log.h"
+#include "mail/mail_store.h"
 #include "platform/clock.h"
 #include "prefs/cls_pref.h"
 #include "ui/forms/form_world.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The check box in the File menu, and the entry in the desktop's autostart folder behind it.
-#include "ui/forms/autostart/desktop_entry_autostart.h"
+#include "platform/posix/desktop_entry_autostart.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

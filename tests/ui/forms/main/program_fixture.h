@@ -13,10 +13,10 @@
 #include <string_view>
 #include <vector>
 
+#include "memory_store/memory_store.h"
 #include "platform/profile/profile_file.h"
 #include "platform/system/os_version.h"
 #include "prefs/fake_files.h"
-#include "stores/memory/memory_store.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
 #include "support/recording_log.h"

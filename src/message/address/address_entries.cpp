@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+#include "message/address/address_entries.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "message/text/encoded_word.h"
+
+namespace relaybird {
+namespace {
+
+// U+E000 to U+E002, of private use.
+constexpr std::string_view kAtomStart = "\xEE\x80\x80";
+constexpr std::string_view kAtomEnd = "\xEE\x80\x81";
+constexpr std::string_view kLabelMark = "\xEE\x80\x82";
+
+// Characters of the writer's own that would be taken for ours stand for nothing.
+std::string withoutOurs(std::string_view text) {
+  std::string out;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto character = text.substr(at, kAtomStart.size());
+    if (character == kAtomStart || character == kAtomEnd || character == kLabelMark) {
+      at += kAtomStart.size() - 1;
+    } else {
+      out += text[at];
+    }
+  }
+  return out;
+}
+
+bool isCodedLabel(std::string_view text) {
+  return text.size() >= 4 && (text[0] == 'x' || text[0] == 'X') &&
+         (text[1] == 'n' || text[1] == 'N') && text[2] == '-' && text[3] == '-';
+}
+
+// With a mark in each "xn--".
+std::string markLabels(std::string_view text) {
+  std::string out;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    out += text[at];
+    if (text[at] == 'n' || text[at] == 'N') {
+      if (at > 0 && isCodedLabel(text.substr(at - 1))) out += kLabelMark;
+    }
+  }
+  return out;
+}
+
+std::string_view trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t\r\n");
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+bool contains(std::string_view text, char c) {
+  return text.find(c) != std::string_view::npos;
+}
+
+// Where a scan through an address list stands.
+class Nesting {
+ public:
+  // Takes the next character; true where it is outside of everything.
+  bool outside(char c) {
+    if (escaped_) {
+      escaped_ = false;
+      return false;
+    }
+    if (c == '\\') {
+      escaped_ = true;
+      return false;
+    }
+    if (comments_ > 0) {
+      comments_ += c == '(' ? 1 : c == ')' ? -1 : 0;
+      return false;
+    }
+    if (c == '"') {
+      quoted_ = !quoted_;
+      return false;
+    }
+    if (quoted_) return false;
+    if (c == '(') comments_ = 1;
+    if (c == '<') angle_ = true;
+    if (c == '>') angle_ = false;
+    return comments_ == 0 && !angle_;
+  }
+
+  // What closes the comments that the list's end left open: GMime loses memory over those.
+  std::string closing() const {
+    if (comments_ <= 0) return {};
+    return std::string(escaped_ ? "\\" : "") +
+           std::string(static_cast<std::size_t>(comments_), ')');
+  }
+
+ private:
+  bool escaped_ = false;
+  bool quoted_ = false;
+  bool angle_ = false;
+  long comments_ = 0;
+};
+
+}  // namespace
+
+HiddenWords::HiddenWords(std::string_view value) : value_(withoutOurs(value)) {
+  const std::string_view all = value_;
+  std::size_t done = 0;
+  for (const Span& span : encodedWords(all)) {
+    const auto word = all.substr(span.start, span.length);
+    if (contains(word, '<')) continue;
+    text_ += markLabels(all.substr(done, span.start - done));
+    text_.append(kAtomStart).append(std::to_string(words_.size())).append(kAtomEnd);
+    words_.push_back(word);
+    done = span.start + span.length;
+  }
+  text_ += markLabels(all.substr(done));
+}
+
+std::string HiddenWords::shown(std::string_view text) const {
+  constexpr std::size_t kLongestAtom = 32;
+  std::string out;
+  while (!text.empty()) {
+    const auto mark = std::min(text.find("\xEE\x80"), text.size());
+    out += text.substr(0, mark);
+    text.remove_prefix(mark);
+    const auto end = text.starts_with(kAtomStart) ? text.substr(0, kLongestAtom).find(kAtomEnd)
+                                                  : std::string_view::npos;
+    if (end != std::string_view::npos) {
+      out += wordOf(text.substr(kAtomStart.size(), end - kAtomStart.size()));
+      text.remove_prefix(end + kAtomEnd.size());
+    } else {
+      const bool ours = text.starts_with(kLabelMark) || text.starts_with(kAtomStart) ||
+                        text.starts_with(kAtomEnd);
+      if (!ours) out += text.substr(0, kLabelMark.size());
+      text.remove_prefix(std::min(kLabelMark.size(), text.size()));
+    }
+  }
+  return out;
+}
+
+std::string_view HiddenWords::wordOf(std::string_view number) const {
+  std::size_t index = 0;
+  for (const char c : number) {
+    if (c < '0' || c > '9' || index > words_.size()) return {};
+    index = index * 10 + static_cast<std::size_t>(c - '0');
+  }
+  return index < words_.size() ? words_[index] : std::string_view();
+}
+
+std::optional<std::string> AddressEntries::next() {
+  for (;;) {
+    Piece found = ahead_ ? *std::exchange(ahead_, std::nullopt) : piece();
+    if (found.text.empty() && found.end == '\0') return std::nullopt;
+    if (found.text.empty()) continue;
+    if (found.end == ',' && !contains(found.text, '@')) {
+      ahead_ = piece();
+      if (contains(ahead_->text, '<') && contains(ahead_->text, '@')) {
+        return found.text + ", " + std::exchange(ahead_, std::nullopt)->text;
+      }
+    }
+    return std::move(found.text);
+  }
+}
+
+AddressEntries::Piece AddressEntries::piece() {
+  Piece found;
+  Nesting nesting;
+  bool sawAt = false;
+  while (!text_.empty()) {
+    const char c = text_.front();
+    text_.remove_prefix(1);
+    if (nesting.outside(c)) {
+      if (c == ',' || c == ';') {
+        found.end = c;
+        break;
+      }
+      if (c == ':' && !sawAt) {
+        found.text.clear();  // the name of a group
+        continue;
+      }
+      sawAt = sawAt || c == '@';
+    }
+    found.text += c == '\0' ? ' ' : c;
+  }
+  found.text = std::string(trimmed(found.text)) + nesting.closing();
+  return found;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+#include "message/address/mail_address.h"
+
+#include <gmime/gmime.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+
+#include "message/address/address_entries.h"
+#include "message/address/strict_mailbox.h"
+#include "message/text/encoded_word.h"
+#include "message/text/libraries.h"
+#include "message/text/tidy_line.h"
+
+namespace relaybird {
+namespace {
+
+struct Unref {
+  void operator()(void* object) const { g_object_unref(object); }
+};
+
+std::string textOf(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+std::string withoutQuotes(std::string_view name) {
+  std::string plain(name);
+  std::erase(plain, '"');
+  return plain;
+}
+
+// A blank in place of each ASCII control character: it would be no address, and is none then.
+std::string withoutControls(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(),
+      [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; }, ' ');
+  return text;
+}
+
+// An entry that is one address, or a name and an address in angle brackets, as it should be
+// written.
+std::optional<Mailbox> plainEntry(std::string_view entry) {
+  constexpr std::size_t kLongestAddress = 256;  // RFC 5321, 4.5.3.1.3, angle brackets included
+  if (isRfc5322Address(entry)) return Mailbox{"", std::string(entry)};
+  if (!entry.ends_with('>')) return std::nullopt;
+  const std::size_t first = entry.size() - std::min(entry.size(), kLongestAddress);
+  for (std::size_t open = entry.find('<', first); open != std::string_view::npos;
+       open = entry.find('<', open + 1)) {
+    const auto address = entry.substr(open + 1, entry.size() - open - 2);
+    if (isRfc5322Address(address)) {
+      return Mailbox{withoutQuotes(entry.substr(0, open)), std::string(address)};
+    }
+  }
+  return std::nullopt;
+}
+
+// What GMime gives up on although people write it: "[List] Name <address>", a scheme before the
+// address, dots where the standard has none. The address stays for isRfc5322Address to judge.
+std::optional<Mailbox> salvaged(std::string_view entry) {
+  if (auto mailbox = plainEntry(entry)) return mailbox;
+  constexpr std::string_view kScheme = "mailto:";
+  const auto open = entry.rfind('<');
+  const auto name = open == std::string_view::npos ? std::string_view() : entry.substr(0, open);
+  auto address = open == std::string_view::npos ? entry : entry.substr(open + 1);
+  address = address.substr(0, address.find('>'));
+  if (address.starts_with(kScheme)) address.remove_prefix(kScheme.size());
+  const bool usable = address.find('@') != std::string_view::npos &&
+                      address.find_first_of(" \t\"(),;") == std::string_view::npos;
+  if (!usable) return std::nullopt;
+  return Mailbox{withoutQuotes(name), std::string(address)};
+}
+
+// Whether a comment might be open at the end of the entry, wherever its reader sees quotes: GMime
+// never frees such a comment, and stray quotes are seen differently by everyone.
+bool mayLeaveCommentOpen(std::string_view entry) {
+  std::size_t depth = 0;
+  bool escaped = false;
+  for (const char c : entry) {
+    if (c == '(') ++depth;
+    if (c == ')' && !escaped && depth > 0) --depth;
+    escaped = c == '\\' && !escaped;
+  }
+  return depth > 0;
+}
+
+// GMime's list of an entry, null where it finds none. Its parser calls itself at colons, as for a
+// group within a group: more of them than an IPv6 address or a route has, it does not get to see.
+InternetAddressList* listOf(const std::string& entry) {
+  constexpr std::ptrdiff_t kMostColons = 20;
+  if (std::count(entry.begin(), entry.end(), ':') > kMostColons) return nullptr;
+  if (mayLeaveCommentOpen(entry)) return nullptr;
+  prepareLibraries();
+  return internet_address_list_parse(nullptr, entry.c_str());
+}
+
+// GMime reads names, comments, quotes and routes, and decodes international domains.
+std::vector<Mailbox> mailboxesOf(const std::string& entry) {
+  std::vector<Mailbox> out;
+  const std::unique_ptr<InternetAddressList, Unref> list(listOf(entry));
+  const int count = list ? internet_address_list_length(list.get()) : 0;
+  for (int i = 0; i < count; ++i) {
+    InternetAddress* item = internet_address_list_get_address(list.get(), i);
+    if (!INTERNET_ADDRESS_IS_MAILBOX(item)) continue;
+    std::string address = textOf(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(item)));
+    if (address.find('@') == std::string::npos) continue;  // words left behind an address
+    out.push_back({textOf(internet_address_get_name(item)), std::move(address)});
+  }
+  return out;
+}
+
+// "Big Bug bb@bug.com": words and, behind them, an address without brackets.
+std::optional<Mailbox> addressBehindName(std::string_view entry) {
+  const auto blank = entry.find_last_of(" \t");
+  if (blank == std::string_view::npos || !isRfc5322Address(entry.substr(blank + 1))) {
+    return std::nullopt;
+  }
+  const auto name = readPhrase(entry.substr(0, blank));
+  if (!name || name->find('@') != std::string::npos) return std::nullopt;
+  return Mailbox{*name, std::string(entry.substr(blank + 1))};
+}
+
+// What an entry with an "@" in it means where nothing in it is left to guess, and the usual slip.
+std::optional<Mailbox> plainMailbox(const std::string& entry) {
+  auto mailbox = readMailbox(entry);
+  return mailbox ? mailbox : addressBehindName(entry);
+}
+
+// What GMime makes of an entry, or else what is left of it.
+std::vector<Mailbox> guessedMailboxes(const std::string& entry) {
+  std::vector<Mailbox> out = mailboxesOf(entry);
+  if (out.empty()) {
+    if (auto mailbox = salvaged(entry)) out.push_back(std::move(*mailbox));
+  }
+  return out;
+}
+
+bool needsQuotes(std::string_view name) {
+  constexpr std::string_view kSpecials = "()<>[]:;@\\,.\"";
+  return name.find_first_of(kSpecials) != std::string_view::npos;
+}
+
+}  // namespace
+
+std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view rawCharset) {
+  std::vector<Mailbox> out;
+  const std::string value =
+      unfoldHeader(rawHeaderToUtf8(raw.substr(0, kMaxAddressHeader), rawCharset));
+  const HiddenWords words(value);
+  AddressEntries entries(words.text());
+  while (out.size() < kMaxMailboxes) {
+    const auto entry = entries.next();
+    if (!entry) break;
+    if (entry->find('@') == std::string::npos) {
+      // An encoded word may turn out to be an address, and is then written as every other one.
+      const std::string name = wireAddress(tidyLine(decodeHeaderText(words.shown(*entry))));
+      if (!name.empty()) out.push_back({"", name});
+      continue;
+    }
+    const auto plain = plainMailbox(words.shown(*entry));
+    const auto guessed = plain ? std::vector<Mailbox>{*plain} : guessedMailboxes(*entry);
+    // GMime makes several mailboxes of addresses with only blanks between them.
+    for (const Mailbox& mailbox : guessed) {
+      if (out.size() == kMaxMailboxes) break;
+      out.push_back({tidyLine(decodeHeaderText(words.shown(mailbox.name))),
+                     wireAddress(withoutControls(words.shown(mailbox.address)))});
+    }
+  }
+  return out;
+}
+
+Mailbox parseAddress(std::string_view raw, std::string_view rawCharset) {
+  const auto all = parseAddressList(raw, rawCharset);
+  return all.empty() ? Mailbox{} : all.front();
+}
+
+std::string formatMailbox(const Mailbox& mailbox) {
+  const std::string name = tidyLine(mailbox.name);
+  if (name.empty()) return mailbox.address;
+  std::string out;
+  if (needsQuotes(name)) {
+    out += '"';
+    for (const char c : name) {
+      if (c == '"' || c == '\\') out += '\\';
+      out += c;
+    }
+    out += '"';
+  } else {
+    out = name;
+  }
+  return out.append(" <").append(mailbox.address).append(">");
+}
+
+}  // namespace relaybird

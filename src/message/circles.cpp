@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#include "message/circles.h"
+
+#include <algorithm>
+
+#include "message/header_text.h"
+#include "message/parts/media_type.h"
+
+namespace relaybird {
+namespace {
+
+/// So many identifiers of a list are looked at, from its end: each costs the making of a seal.
+constexpr std::size_t kIdsLookedAt = 200;
+
+constexpr std::string_view kSeparators(" \t\r\n,\0", 6);
+
+bool isMarkChar(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' ||
+         c == '-' || c == '_';
+}
+
+bool isMark(std::string_view word) {
+  return word.size() <= kLongestMark && std::all_of(word.begin(), word.end(), isMarkChar);
+}
+
+/// Whether the message names forwards of ours, and how.
+struct Named {
+  bool directly = false;  ///< as what it answers
+  bool atAll = false;
+};
+
+Named namedForwards(const HeaderBlock& headers, const OwnMarks& own) {
+  Named named;
+  const auto look = [&](std::string_view field, bool allDirect) {
+    const auto ids = messageIds(headers.value(field));
+    const std::size_t count = std::min(ids.size(), kIdsLookedAt);
+    for (auto id = ids.rbegin(); id != ids.rbegin() + static_cast<std::ptrdiff_t>(count); ++id) {
+      if (own.isMessageId(*id)) {
+        named.atAll = true;
+        named.directly = named.directly || allDirect || id == ids.rbegin();
+      }
+    }
+  };
+  look("In-Reply-To", true);
+  look("References", false);
+  return named;
+}
+
+/// The keyword of an Auto-Submitted value in lower case, without comments and parameters.
+std::string keywordOf(std::string_view value) {
+  std::size_t depth = 0;
+  std::string word;
+  for (const char c : value) {
+    if (c == '(') {
+      ++depth;
+    } else if (c == ')' && depth > 0) {
+      --depth;
+    } else if (depth == 0 && (c == ';' || (isBlank(c) && !word.empty()))) {
+      break;
+    } else if (depth == 0 && !isBlank(c)) {
+      word += c;
+    }
+  }
+  return asciiLower(word);
+}
+
+bool isSet(const HeaderBlock& headers, std::string_view field) {
+  const std::string value = keywordOf(headers.value(field));
+  return !value.empty() && value != "no";
+}
+
+bool isReport(const HeaderBlock& headers) {
+  const auto type = headers.raw("Content-Type");
+  return type && bareContentType(*type) == "multipart/report";
+}
+
+bool isMarkedAsAnswer(const HeaderBlock& headers) {
+  return hasNullReturnPath(headers) || isReport(headers) ||
+         keywordOf(headers.value("Auto-Submitted")) == "auto-replied" ||
+         keywordOf(headers.value("Precedence")) == "auto_reply" || isSet(headers, "X-Autoreply") ||
+         isSet(headers, "X-Autorespond");
+}
+
+}  // namespace
+
+std::vector<std::string_view> marksIn(std::string_view value) {
+  std::vector<std::string_view> marks;
+  for (std::size_t pos = value.find_first_not_of(kSeparators); pos != std::string_view::npos;) {
+    const std::size_t end = std::min(value.find_first_of(kSeparators, pos), value.size());
+    if (isMark(value.substr(pos, end - pos))) {
+      marks.push_back(value.substr(pos, end - pos));
+    }
+    pos = value.find_first_not_of(kSeparators, end);
+  }
+  return marks;
+}
+
+std::vector<std::string> traceMarks(const HeaderBlock& headers) {
+  std::vector<std::string> all;
+  for (const std::string_view value : headers.allRaw(kTraceHeader)) {
+    for (const std::string_view mark : marksIn(value)) {
+      if (all.size() == kHopLimit) {
+        return all;
+      }
+      if (std::find(all.begin(), all.end(), mark) == all.end()) {
+        all.emplace_back(mark);
+      }
+    }
+  }
+  return all;
+}
+
+bool isOwnForward(const HeaderBlock& headers, const OwnMarks& own) {
+  const auto marks = traceMarks(headers);
+  return std::any_of(marks.begin(), marks.end(), own.isTrace) ||
+         own.isMessageId(headers.messageId());
+}
+
+bool hasNullReturnPath(const HeaderBlock& headers) {
+  std::string path = headers.value("Return-Path");
+  std::erase_if(path, isBlank);
+  return path == "<>";
+}
+
+bool isAutomaticAnswer(const HeaderBlock& headers, const OwnMarks& own) {
+  const Named named = namedForwards(headers, own);
+  return (named.atAll && isMarkedAsAnswer(headers)) ||
+         (named.directly && isSet(headers, "Auto-Submitted"));
+}
+
+}  // namespace relaybird

@@ -1,0 +1,309 @@
+// SPDX-License-Identifier: MIT
+#include "message/header_block.h"
+
+#include <algorithm>
+
+#include "message/header_text.h"
+#include "message/text/charset.h"
+
+namespace relaybird {
+namespace {
+
+/// Read at once: one system call serves nearly every message.
+constexpr std::size_t kFirstBlock = 8192;
+
+constexpr std::array<std::string_view, 17> kWantedNames = {"Subject",
+                                                           "From",
+                                                           "Sender",
+                                                           "Date",
+                                                           "Message-ID",
+                                                           "In-Reply-To",
+                                                           "References",
+                                                           "Return-Path",
+                                                           "Content-Type",
+                                                           "To",
+                                                           "Cc",
+                                                           "Reply-To",
+                                                           "Auto-Submitted",
+                                                           kTraceHeader,
+                                                           "Content-Transfer-Encoding",
+                                                           "Content-Disposition",
+                                                           "Content-ID"};
+
+std::optional<std::size_t> wantedIndex(std::string_view name) {
+  for (std::size_t i = 0; i < kWantedNames.size(); ++i) {
+    if (equalsAsciiCase(kWantedNames[i], name)) {
+      return i;
+    }
+  }
+  return std::nullopt;
+}
+
+/// The end of the line that begins at `begin`, its LF included.
+std::size_t lineEnd(std::string_view text, std::size_t begin) {
+  const std::size_t feed = text.find('\n', begin);
+  return feed == std::string_view::npos ? text.size() : feed + 1;
+}
+
+bool isEmptyLine(std::string_view line) {
+  return line == "\n" || line == "\r\n";
+}
+
+/// The length of a field name before the colon at `colon`; 0 where that is no field name (RFC 5322
+/// section 2.2; blanks before the colon as section 4.5 allows).
+std::size_t fieldNameLength(std::string_view line, std::size_t colon) {
+  std::size_t length = colon;
+  while (length > 0 && isBlank(line[length - 1])) {
+    --length;
+  }
+  const auto printable = [](char c) { return c > ' ' && c < '\x7f'; };
+  return std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(length), printable)
+             ? length
+             : 0;
+}
+
+bool isMboxLine(std::string_view message) {
+  return message.starts_with("From ") || message.starts_with(">From ");
+}
+
+bool isBlankLine(std::string_view line) {
+  return line.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+/// A field that mail really has, where a name and a colon alone might be the beginning of a text.
+bool isKnownField(std::string_view line) {
+  const std::size_t colon = line.find(':');
+  if (colon == std::string_view::npos) {
+    return false;
+  }
+  const std::string_view name = line.substr(0, fieldNameLength(line, colon));
+  return name.find('-') != std::string_view::npos || equalsAsciiCase(name, "Received") ||
+         equalsAsciiCase(name, "Bcc") || wantedIndex(name).has_value();
+}
+
+enum class Ahead { kFields, kText, kUnknown };
+
+/// Whether the lines from `pos` on belong to a header section that an odd line interrupts, or are
+/// the text already. A field within a few lines, before any empty one, speaks for the former; a
+/// boundary ends every doubt. `isAll`: nothing follows `text`.
+Ahead lookAhead(std::string_view text, std::size_t pos, bool isAll) {
+  constexpr int kLines = 5;
+  constexpr int kContinuations = 20;
+  int lines = 0;
+  int continuations = 0;
+  while (lines < kLines && continuations < kContinuations && pos < text.size()) {
+    const std::size_t end = lineEnd(text, pos);
+    const std::string_view line = text.substr(pos, end - pos);
+    if (!isAll && !line.ends_with('\n')) {
+      return Ahead::kUnknown;
+    }
+    if (isEmptyLine(line) || line.starts_with("--")) {
+      return Ahead::kText;
+    }
+    if (isKnownField(line)) {
+      return Ahead::kFields;
+    }
+    ++(isBlank(line[0]) ? continuations : lines);
+    pos = end;
+  }
+  return pos == text.size() && !isAll ? Ahead::kUnknown : Ahead::kText;
+}
+
+/// The first "charset" parameter in the beginning of a message, which is that of its first text.
+std::string firstCharset(std::string_view start) {
+  constexpr std::string_view kName = "charset=";
+  const auto found =
+      std::search(start.begin(), start.end(), kName.begin(), kName.end(), [](char a, char b) {
+        return asciiLower({&a, 1})[0] == b;
+      });
+  std::string_view label = start.substr(static_cast<std::size_t>(found - start.begin()));
+  label.remove_prefix(std::min(label.size(), kName.size()));
+  if (label.starts_with('"')) {
+    label.remove_prefix(1);
+  }
+  return std::string(label.substr(0, std::min(label.find_first_of("\"; \t\r\n"), label.size())));
+}
+
+/// Gives the header section a character set where it needs one. `start`: of the message.
+void nameRawCharset(HeaderBlock& block, std::string_view start) {
+  const std::string_view bytes = block.bytes();
+  const auto isHigh = [](char c) { return (static_cast<unsigned char>(c) & 0x80U) != 0; };
+  if (std::any_of(bytes.begin(), bytes.end(), isHigh) && !isValidUtf8(bytes)) {
+    block.setRawCharset(firstCharset(start));
+  }
+}
+
+}  // namespace
+
+HeaderBlock::HeaderBlock(std::string_view message, bool isAll) {
+  bytes_ = message.substr(0, scan(message, isAll));
+}
+
+std::size_t HeaderBlock::scan(std::string_view message, bool isAll) {
+  static_assert(kWantedNames.size() == kWantedFields);
+  std::size_t pos = isMboxLine(message) ? lineEnd(message, 0) : 0;
+  const std::size_t first = pos;
+  Span* open = nullptr;  // the wanted field that a continuation line would belong to
+  while (pos < message.size()) {
+    const std::size_t end = lineEnd(message, pos);
+    const std::string_view line = message.substr(pos, end - pos);
+    const bool isBlanks = isBlankLine(line) && pos != first;
+    if (isEmptyLine(line) || (isBlanks && lookAhead(message, end, isAll) == Ahead::kText)) {
+      ended_ = true;
+      return end;
+    }
+    if (isBlanks || (isBlank(line[0]) && pos != first)) {
+      if (open != nullptr) {
+        open->end = static_cast<std::uint32_t>(end);
+      }
+    } else {
+      const std::size_t colon = line.find(':');
+      const std::size_t name = colon == std::string_view::npos ? 0 : fieldNameLength(line, colon);
+      if (name == 0 && pos == first) {
+        return first;
+      }
+      if (name == 0 && lookAhead(message, pos, isAll) == Ahead::kText) {
+        ended_ = true;
+        return pos;
+      }
+      open = name == 0 ? nullptr : note(line.substr(0, name), pos + colon + 1, end);
+    }
+    pos = end;
+  }
+  return message.size();
+}
+
+HeaderBlock::Span* HeaderBlock::note(std::string_view name, std::size_t begin, std::size_t end) {
+  const auto index = wantedIndex(name);
+  if (!index || wanted_[*index].end != 0) {
+    return nullptr;
+  }
+  wanted_[*index] = {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end)};
+  return &wanted_[*index];
+}
+
+std::optional<std::string_view> HeaderBlock::raw(std::string_view name) const {
+  if (const auto index = wantedIndex(name)) {
+    const Span span = wanted_[*index];
+    if (span.end == 0) {
+      return std::nullopt;
+    }
+    return std::string_view(bytes_).substr(span.begin, span.end - span.begin);
+  }
+  std::size_t pos = 0;
+  return search(name, pos);
+}
+
+std::vector<std::string_view> HeaderBlock::allRaw(std::string_view name) const {
+  std::vector<std::string_view> values;
+  if (wantedIndex(name) && !raw(name)) {
+    return values;
+  }
+  std::size_t pos = 0;
+  while (const auto found = search(name, pos)) {
+    values.push_back(*found);
+  }
+  return values;
+}
+
+/// The first field of that name that begins at `pos` or later, which is moved behind it.
+std::optional<std::string_view> HeaderBlock::search(std::string_view name, std::size_t& pos) const {
+  const std::string_view all = bytes_;
+  while (pos < all.size()) {
+    std::size_t end = lineEnd(all, pos);
+    const std::string_view line = all.substr(pos, end - pos);
+    const std::size_t colon = line.find(':');
+    if (colon != std::string_view::npos &&
+        equalsAsciiCase(line.substr(0, fieldNameLength(line, colon)), name)) {
+      while (end < all.size() && isBlank(all[end])) {
+        end = lineEnd(all, end);
+      }
+      const std::size_t begin = pos + colon + 1;
+      pos = end;
+      return all.substr(begin, end - begin);
+    }
+    pos = end;
+  }
+  return std::nullopt;
+}
+
+std::string HeaderBlock::value(std::string_view name) const {
+  const auto found = raw(name);
+  return found ? unfolded(*found) : std::string();
+}
+
+std::string HeaderBlock::text(std::string_view name) const {
+  const auto found = raw(name);
+  return found ? headerText(*found, rawCharset_) : std::string();
+}
+
+std::vector<Mailbox> HeaderBlock::mailboxes(std::string_view name) const {
+  const auto found = raw(name);
+  return found ? parseAddressList(*found, rawCharset_) : std::vector<Mailbox>();
+}
+
+Mailbox HeaderBlock::senderMailbox() const {
+  const auto first = [this](std::string_view name) {
+    const auto found = raw(name);
+    return found ? firstMailbox(*found, rawCharset_) : Mailbox();
+  };
+  const auto hasAddress = [](const Mailbox& mailbox) {
+    return mailbox.address.find('@') != std::string::npos;
+  };
+  Mailbox from = first("From");
+  if (hasAddress(from)) {
+    return from;
+  }
+  for (const std::string_view name : {"Sender", "Return-Path"}) {
+    Mailbox other = first(name);
+    if (hasAddress(other)) {
+      return other;
+    }
+  }
+  return {from.name.empty() ? std::move(from.address) : std::move(from.name), {}};
+}
+
+std::string HeaderBlock::messageId() const {
+  const auto ids = messageIds(value("Message-ID"));
+  return ids.empty() ? std::string() : ids.front();
+}
+
+Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit) {
+  std::array<char, kFirstBlock> first;
+  const std::size_t wanted = std::min(limit, first.size());
+  const auto read = file.readAt(0, first.data(), wanted);
+  if (!read) {
+    return read.error();
+  }
+  const std::string_view start(first.data(), *read);
+  HeaderBlock block(start, *read < wanted);
+  if (block.ended() || *read < wanted || block.bytes().size() < *read) {
+    nameRawCharset(block, start);
+    return block;
+  }
+  std::string more(start);
+  bool atEnd = false;
+  while (!block.ended() && !atEnd && more.size() < limit) {
+    const std::size_t known = more.size();
+    more.resize(std::min(limit, known * 2));
+    const auto next = file.readAt(known, more.data() + known, more.size() - known);
+    if (!next) {
+      return next.error();
+    }
+    atEnd = *next < more.size() - known;
+    more.resize(known + *next);
+    block = HeaderBlock(more, atEnd);
+  }
+  nameRawCharset(block, more);
+  return block;
+}
+
+Result<HeaderBlock> readHeaderBlock(FileSystem& files, const std::string& path, std::size_t limit) {
+  const auto file = files.open(path);
+  if (!file) {
+    return file.error();
+  }
+  return readHeaderBlock(**file, limit);
+}
+
+}  // namespace relaybird

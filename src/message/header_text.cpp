@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+#include "message/header_text.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "message/text/clean_text.h"
+#include "message/text/encoded_word.h"
+
+namespace relaybird {
+namespace {
+
+/// RFC 5322 section 2.1.1: no line is longer, so no identifier either.
+constexpr std::size_t kLongestId = 900;
+
+char lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool isVisible(char c) {
+  return c > ' ' && c < '\x7f';
+}
+
+std::string_view trimmed(std::string_view text) {
+  const auto isSpace = [](char c) { return isBlank(c) || c == '\r' || c == '\n'; };
+  while (!text.empty() && isSpace(text.front())) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && isSpace(text.back())) {
+    text.remove_suffix(1);
+  }
+  return text;
+}
+
+/// Text that decoding would return as it is: the usual case, and the one that a listing is made of.
+bool isPlain(std::string_view text) {
+  char previous = ' ';
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < ' ' || byte >= 0x7f || (c == '?' && previous == '=')) {
+      return false;
+    }
+    previous = c;
+  }
+  return true;
+}
+
+/// The length of the control character that begins at `i`; 0 where there is none.
+std::size_t controlLength(std::string_view text, std::size_t i) {
+  const auto at = [&](std::size_t j) {
+    return j < text.size() ? static_cast<unsigned char>(text[j]) : 0U;
+  };
+  if (at(i) < 0x20 || at(i) == 0x7f) {
+    return 1;
+  }
+  if (at(i) == 0xC2 && at(i + 1) >= 0x80 && at(i + 1) < 0xA0) {
+    return 2;
+  }
+  return at(i) == 0xE2 && at(i + 1) == 0x80 && (at(i + 2) | 1U) == 0xA9 ? 3 : 0;
+}
+
+bool isAlphanumeric(char c) {
+  return (lower(c) >= 'a' && lower(c) <= 'z') || (c >= '0' && c <= '9');
+}
+
+/// Characters of addresses and names that stand for nothing but themselves.
+bool isAddressChar(char c) {
+  return isAlphanumeric(c) || std::string_view(".-_+").find(c) != std::string_view::npos;
+}
+
+bool isNameChar(char c) {
+  return isAlphanumeric(c) || std::string_view(".-_+'& ").find(c) != std::string_view::npos;
+}
+
+bool isSimpleAddress(std::string_view text) {
+  const std::size_t at = text.find('@');
+  return at != std::string_view::npos && at > 0 && at + 1 < text.size() &&
+         std::all_of(text.begin(), text.end(),
+                     [](char c) { return isAddressChar(c) || c == '@'; }) &&
+         text.find('@', at + 1) == std::string_view::npos &&
+         text.find("..") == std::string_view::npos && text.front() != '.' && text[at - 1] != '.' &&
+         text[at + 1] != '.' && text.back() != '.';
+}
+
+/// Nothing where the value needs a real parser.
+std::optional<Mailbox> simpleMailbox(std::string_view text) {
+  if (isSimpleAddress(text)) {
+    return Mailbox{{}, std::string(text)};
+  }
+  const std::size_t open = text.find('<');
+  if (open == std::string_view::npos || !text.ends_with('>') ||
+      !isSimpleAddress(text.substr(open + 1, text.size() - open - 2))) {
+    return std::nullopt;
+  }
+  std::string_view name = trimmed(text.substr(0, open));
+  const bool quoted = name.size() >= 2 && name.front() == '"' && name.back() == '"';
+  if (quoted) {
+    name = name.substr(1, name.size() - 2);
+  }
+  const auto isPlainName = [quoted](char c) { return isNameChar(c) || (quoted && c == ','); };
+  if (!std::all_of(name.begin(), name.end(), isPlainName) || name != trimmed(name) ||
+      name.find("  ") != std::string_view::npos) {
+    return std::nullopt;
+  }
+  return Mailbox{std::string(name), std::string(text.substr(open + 1, text.size() - open - 2))};
+}
+
+}  // namespace
+
+Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset) {
+  auto simple = simpleMailbox(trimmed(raw));
+  return simple ? std::move(*simple) : parseAddress(raw, rawCharset);
+}
+
+bool equalsAsciiCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
+                                            [](char x, char y) { return lower(x) == lower(y); });
+}
+
+std::string unfolded(std::string_view raw) {
+  std::string result(trimmed(raw));
+  std::erase_if(result, [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
+  return result;
+}
+
+std::string headerText(std::string_view raw, std::string_view rawCharset) {
+  const std::string_view text = trimmed(raw);
+  return isPlain(text) ? std::string(text) : onOneLine(decodeHeaderText(raw, rawCharset));
+}
+
+std::string onOneLine(std::string text) {
+  if (text.find('\x1b') != std::string::npos) {
+    text = withoutEscapes(text);
+  }
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < text.size(); ++kept) {
+    const std::size_t control = controlLength(text, i);
+    text[kept] = control > 0 ? ' ' : text[i];
+    i += std::max<std::size_t>(control, 1);
+  }
+  text.resize(kept);
+  return text;
+}
+
+std::vector<std::string> messageIds(std::string_view value) {
+  std::vector<std::string> ids;
+  for (std::size_t pos = value.find('<'); pos != std::string_view::npos;) {
+    const std::size_t end = value.find_first_of("<>", pos + 1);
+    if (end == std::string_view::npos) {
+      break;
+    }
+    const std::string_view id = value.substr(pos, end - pos + 1);
+    const bool closed = value[end] == '>';
+    if (closed && id.size() > 2 && id.size() <= kLongestId &&
+        std::all_of(id.begin(), id.end(), isVisible)) {
+      ids.emplace_back(id);
+    }
+    pos = closed ? value.find('<', end) : end;
+  }
+  return ids;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+// One stored message, taken apart: its text, its attachments, its dates and names. The bytes of
+// attachments stay in the file and are read when they are measured or written, so that a message of
+// any size costs little memory.
+//
+// Bad mail is still mail: whatever the bytes are, a message can be made of them, with what could be
+// understood. Texts are UTF-8 and well-formed. What cannot be read from the disk any more counts as
+// missing in texts, but is an error when a forward is written. An object belongs to one thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "message/header_block.h"
+#include "platform/clock.h"
+#include "platform/file_system.h"
+#include "platform/result.h"
+
+namespace relaybird {
+
+struct MessageLayout;
+
+/// No more than this many bytes of text are taken from one message, all its text parts together. A
+/// message with more of it is opaque: its forward quotes so much and carries the message whole.
+inline constexpr std::size_t kMessageTextBytes = std::size_t{8} << 20;
+
+struct AttachmentInfo {
+  std::string name;         ///< decoded file name; made up from the type where the part has none
+  std::string contentType;  ///< "image/png", lower case
+  std::int64_t size = 0;    ///< bytes of the attached file itself, not of its transfer encoding
+  bool isInline = false;    ///< shown within the HTML form of the text
+  std::string contentId;    ///< without angle brackets; empty where there is none
+};
+
+/// The task that a task request is about, as its assigner described it.
+struct TaskText {
+  std::string subject;
+  std::string body;
+};
+
+class Message {
+ public:
+  /// Takes the message in `file` apart, which stays open as long as the result. One reading of the
+  /// file; fails only where that fails.
+  static Result<std::unique_ptr<Message>> read(std::shared_ptr<InputFile> file);
+  ~Message();
+  Message(const Message&) = delete;
+  Message& operator=(const Message&) = delete;
+
+  const HeaderBlock& headers() const;
+  std::string subject() const { return headers().subject(); }
+  /// The addresses of a field (From, To, Cc) as one line of text for people.
+  std::string addressText(std::string_view field) const;
+  /// The Date field; nothing where it is missing or no date.
+  std::optional<DateTime> date() const;
+
+  /// The text: text/plain parts, else text made of the HTML, in the order of the message, lines
+  /// ended by LF. A message of a calendar object alone answers the description in that. Texts of
+  /// embedded messages are not merged into it. Reads the text parts when first asked.
+  const std::string& bodyText() const;
+  /// The HTML form of the text; nothing where no part of it is HTML. Read when first asked.
+  const std::optional<std::string>& htmlBody() const;
+
+  /// What is attached, in the order of the message. An opaque message has one attachment: itself.
+  /// Reads the attachments through when first asked, to measure them.
+  const std::vector<AttachmentInfo>& attachments() const;
+
+  /// Whether taking the message apart would spoil it (signed or encrypted: RFC 1847, RFC 8551) or
+  /// is beyond the limits set here, so that a forward carries it whole, byte for byte.
+  bool isOpaque() const;
+
+  /// Nothing where the message holds no task.
+  std::optional<TaskText> task() const;
+
+  /// For the writer of forwards: the parts themselves and the file they lie in.
+  const MessageLayout& layout() const { return *layout_; }
+  InputFile& file() const { return *file_; }
+
+ private:
+  Message(std::shared_ptr<InputFile> file, std::unique_ptr<MessageLayout> layout);
+
+  std::shared_ptr<InputFile> file_;
+  std::unique_ptr<MessageLayout> layout_;
+  mutable std::optional<std::string> text_;
+  mutable bool htmlKnown_ = false;
+  mutable std::optional<std::string> html_;
+  mutable std::optional<std::vector<AttachmentInfo>> attachments_;
+};
+
+}  // namespace relaybird

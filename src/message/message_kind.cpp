@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+#include "message/message_kind.h"
+
+#include <algorithm>
+
+#include "message/calendar_kind.h"
+#include "message/header_text.h"
+#include "message/parts/line_reader.h"
+#include "message/parts/media_type.h"
+#include "message/parts/part_content.h"
+#include "message/parts/part_tree.h"
+#include "platform/text/number_text.h"
+
+namespace relaybird {
+namespace {
+
+/// As much of a returned message as its header section can be expected to fill.
+constexpr std::size_t kReturnedBytes = std::size_t{64} << 10;
+
+std::string typeOf(const HeaderBlock& headers) {
+  const auto raw = headers.raw("Content-Type");
+  return raw ? bareContentType(*raw) : std::string();
+}
+
+bool isReportPart(const Part& part) {
+  const std::string& type = part.type.value;
+  return type == "message/delivery-status" || type == "message/global-delivery-status" ||
+         type == "message/disposition-notification" ||
+         type == "message/global-disposition-notification";
+}
+
+bool isReturnedMessage(const Part& part) {
+  const std::string& type = part.type.value;
+  return type == "message/rfc822" || type == "text/rfc822-headers" || type == "message/global" ||
+         type == "message/global-headers";
+}
+
+template <class Predicate>
+const Part* findPart(const Part& part, const Predicate& wanted) {
+  if (wanted(part)) {
+    return &part;
+  }
+  for (const auto& child : part.children) {
+    if (const Part* found = findPart(*child, wanted)) {
+      return found;
+    }
+  }
+  return nullptr;
+}
+
+bool isReport(const Part& root) {
+  if (root.type.value != "multipart/report") {
+    return false;
+  }
+  const std::string type = asciiLower(root.type.parameter("report-type"));
+  return type == "delivery-status" || type == "disposition-notification" ||
+         (type.empty() && findPart(root, isReportPart) != nullptr);
+}
+
+/// Whether a report returns a forward of ours.
+Result<bool> returnsOwn(InputFile& file, const Part& root, const OwnMarks& own) {
+  const Part* returned = findPart(root, isReturnedMessage);
+  if (returned == nullptr) {
+    return false;
+  }
+  const auto content = decodedContent(file, *returned, kReturnedBytes);
+  if (!content) {
+    return content.error();
+  }
+  return isOwnForward(HeaderBlock(*content), own);
+}
+
+/// Finds a forward of ours in lines of text: in its trace field or Message-ID, perhaps quoted, or
+/// in the Original-Message-ID of a disposition notification (RFC 8098, 3.2.5).
+class OwnFinder {
+ public:
+  explicit OwnFinder(const OwnMarks& own) : own_(own) {}
+
+  bool foundIn(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of("> \t"), line.size()));
+    const std::size_t colon = line.find(':');
+    const std::string_view name = line.substr(0, std::min(colon, line.size()));
+    if (equalsAsciiCase(name, kTraceHeader)) {
+      field_ = Field::kTrace;
+    } else if (equalsAsciiCase(name, "Message-ID") ||
+               equalsAsciiCase(name, "Original-Message-ID")) {
+      field_ = Field::kMessageId;
+    } else if (colon != std::string_view::npos || isBlankLine(line)) {
+      field_ = Field::kOther;
+    } else {
+      return isOwn(line);  // a quoted field may go on, its indentation lost in the quoting
+    }
+    return isOwn(line.substr(name.size()));
+  }
+
+ private:
+  enum class Field { kOther, kTrace, kMessageId };
+
+  static bool isBlankLine(std::string_view line) {
+    return line.find_first_not_of(" \t\r\n") == std::string_view::npos;
+  }
+
+  bool isOwn(std::string_view value) const {
+    if (field_ == Field::kTrace) {
+      const auto marks = marksIn(value.substr(value.starts_with(':') ? 1 : 0));
+      return std::any_of(marks.begin(), marks.end(), own_.isTrace);
+    }
+    const auto ids = field_ == Field::kMessageId ? messageIds(value) : std::vector<std::string>();
+    return std::any_of(ids.begin(), ids.end(), own_.isMessageId);
+  }
+
+  const OwnMarks& own_;
+  Field field_ = Field::kOther;
+};
+
+/// Older servers return the message as plain text, perhaps quoted, below their own words.
+Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnMarks& own) {
+  LineReader lines(file, headers.bodyOffset(), kKindBytes);
+  OwnFinder finder(own);
+  while (true) {
+    const auto line = lines.next();
+    if (!line) {
+      return line.error();
+    }
+    if (!line->has_value()) {
+      return false;
+    }
+    if (finder.foundIn((*line)->text)) {
+      return true;
+    }
+  }
+}
+
+/// The containers that an invitation may lie in. Within any other, and within what is opened by a
+/// person only, it is an attachment.
+bool holdsInvitations(const Part& part) {
+  return part.type.value == "multipart/mixed" || part.type.value == "multipart/alternative" ||
+         part.type.value == "multipart/related";
+}
+
+const Part* findInvitation(const Part& part) {
+  if (part.type.value == "text/calendar" && !part.isAttached()) {
+    return &part;
+  }
+  if (holdsInvitations(part)) {
+    for (const auto& child : part.children) {
+      if (const Part* found = findInvitation(*child)) {
+        return found;
+      }
+    }
+  }
+  return nullptr;
+}
+
+Result<MessageKind> invitationKind(InputFile& file, const Part& root) {
+  const Part* invitation = findInvitation(root);
+  if (invitation == nullptr) {
+    return MessageKind::kMail;
+  }
+  const auto content = decodedContent(file, *invitation, kCalendarBytes);
+  if (!content) {
+    return content.error();
+  }
+  return calendarKind(readCalendar(*content), invitation->type.parameter("method"));
+}
+
+}  // namespace
+
+std::string_view className(MessageKind kind) {
+  switch (kind) {
+    case MessageKind::kMail:
+      return "MailItem";
+    case MessageKind::kMeeting:
+      return "meetingitem";
+    case MessageKind::kReport:
+      return "ReportItem";
+    case MessageKind::kTaskRequest:
+      return "TaskRequestItem";
+    case MessageKind::kTaskAccept:
+      return "TaskRequestAcceptItem";
+    case MessageKind::kTaskDecline:
+      return "TaskRequestDeclineItem";
+    case MessageKind::kTaskUpdate:
+      return "TaskRequestUpdateItem";
+    case MessageKind::kOwnForward:
+      return "RelaybirdForward";
+    case MessageKind::kOwnAnswer:
+      return "RelaybirdAnswer";
+    case MessageKind::kManyForwards:
+      break;
+  }
+  return "RelaybirdChain";
+}
+
+std::string whyNotForwarded(MessageKind kind) {
+  switch (kind) {
+    case MessageKind::kOwnForward:
+      return "it is one of your own forwards, which has come back";
+    case MessageKind::kOwnAnswer:
+      return "it is an automatic answer to one of your own forwards, or a report about one";
+    case MessageKind::kManyForwards:
+      return "it has been forwarded " + std::to_string(kHopLimit) +
+             " times already and may be going in circles";
+    default:
+      return {};
+  }
+}
+
+std::optional<MessageKind> kindFromHeaders(const HeaderBlock& headers, const OwnMarks& own) {
+  if (isOwnForward(headers, own)) {
+    return MessageKind::kOwnForward;
+  }
+  if (traceMarks(headers).size() >= kHopLimit) {
+    return MessageKind::kManyForwards;
+  }
+  if (isAutomaticAnswer(headers, own)) {
+    return MessageKind::kOwnAnswer;
+  }
+  if (hasNullReturnPath(headers)) {
+    return std::nullopt;
+  }
+  const std::string type = typeOf(headers);
+  const bool sealed = type == "multipart/signed" || type == "multipart/encrypted";
+  if ((type.starts_with("multipart/") && !sealed) || type == "text/calendar") {
+    return std::nullopt;
+  }
+  return MessageKind::kMail;
+}
+
+Result<MessageKind> readMessageKind(const HeaderBlock& headers, InputFile& file,
+                                    const OwnMarks& own) {
+  if (const auto known = kindFromHeaders(headers, own)) {
+    return *known;
+  }
+  const auto tree = readPartTree(file, headers, kKindBytes);
+  if (!tree) {
+    return tree.error();
+  }
+  const Part& root = *tree->root;
+  const bool report = isReport(root);
+  if (hasNullReturnPath(headers) || root.type.value == "multipart/report") {
+    const auto returned = returnsOwn(file, root, own);
+    const auto quoted = quotesOwn(file, headers, own);
+    if (!returned || !quoted) {
+      return returned ? quoted.error() : returned.error();
+    }
+    if (*returned || *quoted) {
+      return MessageKind::kOwnAnswer;
+    }
+  }
+  return report ? MessageKind::kReport : invitationKind(file, root);
+}
+
+}  // namespace relaybird

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+#include "message/parts/message_layout.h"
+
+#include <algorithm>
+
+namespace relaybird {
+namespace {
+
+bool isHtml(const Part* part) {
+  return part->type.value == "text/html";
+}
+
+bool isSealed(const Part& part) {
+  const std::string& type = part.type.value;
+  return type == "multipart/signed" || type == "multipart/encrypted" ||
+         type == "application/pkcs7-mime" || type == "application/x-pkcs7-mime";
+}
+
+/// Text to be read in place. A file name makes an attachment of it, but the message itself may bear
+/// one. A multipart whose boundary is lost is shown as it stands.
+bool isBodyText(const Part& part, bool isRoot) {
+  if (part.isAttached()) {
+    return false;
+  }
+  if (isRoot) {
+    const std::string& type = part.type.value;
+    return (type.starts_with("text/") && type != "text/calendar") || type.starts_with("multipart/");
+  }
+  return part.isText() && part.fileName.empty();
+}
+
+/// Text beside the root of a related group that the root has no way to refer to.
+bool isReadInPlace(const Part& part) {
+  return isBodyText(part, false) &&
+         (part.contentId.empty() || part.headers.raw("Content-Disposition").has_value());
+}
+
+/// One more form of the same text (enriched, AMP), that nobody misses.
+bool isForeignText(const Part& part) {
+  return part.type.value.starts_with("text/") && part.type.value != "text/calendar" &&
+         !part.isText() && !part.isAttached() && part.fileName.empty();
+}
+
+/// What one part contributes.
+struct Share {
+  std::vector<const Part*> plain;
+  std::vector<const Part*> html;
+
+  bool hasHtml() const { return std::any_of(html.begin(), html.end(), isHtml); }
+  void add(const Share& other) {
+    plain.insert(plain.end(), other.plain.begin(), other.plain.end());
+    html.insert(html.end(), other.html.begin(), other.html.end());
+  }
+};
+
+class Sorter {
+ public:
+  Sorter(MessageLayout& layout, const std::function<bool(const Part&)>& isBlank)
+      : layout_(layout), isBlank_(isBlank) {}
+
+  Share visit(const Part& part, bool isRoot) {
+    layout_.sealed = layout_.sealed || isSealed(part);
+    if (!part.multipart) {
+      return leaf(part, isRoot);
+    }
+    if (part.type.value == "multipart/alternative") {
+      return alternative(part);
+    }
+    if (part.type.value == "multipart/related") {
+      return related(part);
+    }
+    return sequence(part);
+  }
+
+ private:
+  Share leaf(const Part& part, bool isRoot) {
+    if (isBodyText(part, isRoot)) {
+      return {{&part}, {&part}};
+    }
+    if (part.type.value == "text/calendar" && !part.isAttached() && layout_.calendar == nullptr) {
+      layout_.calendar = &part;
+    }
+    layout_.attached.push_back(&part);
+    return {};
+  }
+
+  Share sequence(const Part& part) {
+    Share all;
+    for (const auto& child : part.children) {
+      all.add(visit(*child, false));
+    }
+    return all;
+  }
+
+  Share alternative(const Part& part) {
+    Share plain;
+    Share html;
+    for (const auto& child : part.children) {
+      if (isForeignText(*child)) {
+        continue;
+      }
+      Share share = visit(*child, false);
+      if (share.hasHtml()) {
+        html = std::move(share);
+      } else if (plain.plain.empty()) {
+        plain = std::move(share);
+      }
+    }
+    if (html.html.empty()) {
+      return plain;
+    }
+    // Also where there is no plain text at all.
+    const bool isBlank = std::all_of(plain.plain.begin(), plain.plain.end(),
+                                     [this](const Part* each) { return isBlank_(*each); });
+    return {isBlank ? html.plain : plain.plain, html.html};
+  }
+
+  /// The root of a related group (RFC 2387) is text; what it refers to is attached, text or not.
+  Share related(const Part& part) {
+    std::string start(part.type.parameter("start"));
+    std::erase_if(start, [](char c) { return c == '<' || c == '>'; });
+    const auto named = [&](const auto& child) { return child->contentId == start; };
+    auto root = start.empty() ? part.children.begin()
+                              : std::find_if(part.children.begin(), part.children.end(), named);
+    if (root == part.children.end()) {
+      root = part.children.begin();
+    }
+    Share share;
+    for (auto child = part.children.begin(); child != part.children.end(); ++child) {
+      if (child == root || (*child)->multipart || isReadInPlace(**child)) {
+        share.add(visit(**child, false));
+      } else {
+        layout_.attached.push_back(child->get());
+      }
+    }
+    return share;
+  }
+
+  MessageLayout& layout_;
+  const std::function<bool(const Part&)>& isBlank_;
+};
+
+}  // namespace
+
+MessageLayout layOut(PartTree tree, const std::function<bool(const Part&)>& isBlank) {
+  MessageLayout layout;
+  layout.tree = std::move(tree);
+  Share share = Sorter(layout, isBlank).visit(layout.root(), true);
+  layout.hasHtml = share.hasHtml();
+  layout.plainText = std::move(share.plain);
+  layout.htmlText = std::move(share.html);
+  return layout;
+}
+
+std::uint64_t storedSize(const std::vector<const Part*>& parts) {
+  std::uint64_t size = 0;
+  for (const Part* part : parts) {
+    size += part->end - part->body;
+  }
+  return size;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+#include "message/parts/message_text.h"
+
+#include <algorithm>
+
+#include "message/header_text.h"
+#include "message/parts/part_content.h"
+#include "message/text/charset.h"
+#include "message/text/clean_text.h"
+#include "message/text/html_text.h"
+
+namespace relaybird {
+namespace {
+
+/// A longer address is none that a page shows something by.
+constexpr std::size_t kLongestReference = 2000;
+
+bool isHtml(const Part& part) {
+  return part.type.value == "text/html";
+}
+
+/// Hands each part's text to `append`, until the limit is used up.
+template <class Append>
+void forEachText(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit,
+                 const Append& append) {
+  for (const Part* part : parts) {
+    append(*part, textOf(file, *part, limit));
+    limit -= std::min<std::uint64_t>(limit, part->end - part->body);
+  }
+}
+
+int hexDigit(char c) {
+  if (c >= '0' && c <= '9') {
+    return c - '0';
+  }
+  const char lower = static_cast<char>(c | 0x20);
+  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+std::string percentDecoded(std::string_view text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool coded = text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 &&
+                       hexDigit(text[i + 2]) >= 0;
+    if (coded) {
+      result += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
+      i += 2;
+    } else {
+      result += text[i];
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string textOf(InputFile& file, const Part& part, std::size_t limit) {
+  const auto content = decodedContent(file, part, limit);
+  if (!content) {
+    return {};
+  }
+  std::string charset(part.type.parameter("charset"));
+  if (charset.empty() && isHtml(part)) {
+    charset = sniffHtmlCharset(*content);
+  }
+  const std::string text = withoutControls(withPlainLineEnds(toUtf8(*content, charset)));
+  const bool flows =
+      part.type.value == "text/plain" && equalsAsciiCase(part.type.parameter("format"), "flowed");
+  return flows ? unflowed(text, equalsAsciiCase(part.type.parameter("delsp"), "yes")) : text;
+}
+
+std::string plainTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit) {
+  std::string all;
+  forEachText(file, parts, limit, [&](const Part& part, std::string text) {
+    if (!all.empty() && !all.ends_with('\n')) {
+      all += '\n';
+    }
+    all += isHtml(part) ? htmlToText(text) : text;
+  });
+  return all;
+}
+
+std::string htmlTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit) {
+  std::string all;
+  forEachText(file, parts, limit, [&](const Part& part, std::string text) {
+    all += isHtml(part) ? std::move(text)
+                        : "<pre style=\"white-space: pre-wrap\">" + escapeHtml(text) + "</pre>\n";
+  });
+  return all;
+}
+
+bool isBlankPart(InputFile& file, const Part& part, std::size_t limit) {
+  constexpr std::size_t kFirstLine = 256;
+  const auto isBlankUpTo = [&](std::size_t bytes) {
+    const std::string text = textOf(file, part, bytes);
+    return isBlankText(isHtml(part) ? htmlToText(text) : text);
+  };
+  return (isHtml(part) || isBlankUpTo(std::min(limit, kFirstLine))) && isBlankUpTo(limit);
+}
+
+std::string escapeHtml(std::string_view text) {
+  std::string result;
+  result.reserve(text.size() + text.size() / 16);
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        result += "&amp;";
+        break;
+      case '<':
+        result += "&lt;";
+        break;
+      case '>':
+        result += "&gt;";
+        break;
+      case '"':
+        result += "&quot;";
+        break;
+      case '\'':
+        result += "&#39;";
+        break;
+      default:
+        result += c;
+    }
+  }
+  return result;
+}
+
+// Both look at no letter more than a few times and keep no more than the page holds, whatever a
+// stranger has written: a reference ends where the next one may begin, and a longer one is none.
+std::set<std::string, std::less<>> contentIdsUsed(std::string_view html) {
+  std::set<std::string, std::less<>> used;
+  for (std::size_t colon = html.find(':'); colon != std::string_view::npos;) {
+    std::size_t next = colon + 1;
+    if (colon >= 3 && equalsAsciiCase(html.substr(colon - 3, 3), "cid")) {
+      const std::string_view rest = html.substr(next, kLongestReference);
+      const std::size_t end = std::min(rest.find_first_of("\"'<> \t\r\n)"), rest.size());
+      if (end < kLongestReference) {
+        used.insert(percentDecoded(rest.substr(0, end)));
+      }
+      next += end;
+    }
+    colon = html.find(':', next);
+  }
+  return used;
+}
+
+std::set<std::string, std::less<>> referencesUsed(std::string_view html) {
+  std::set<std::string, std::less<>> used;
+  for (std::size_t at = html.find_first_of("=("); at != std::string_view::npos;) {
+    const std::size_t begin = html.find_first_not_of(" \t\r\n", at + 1);
+    if (begin == std::string_view::npos) {
+      break;
+    }
+    const bool isQuoted = html[begin] == '"' || html[begin] == '\'';
+    const std::size_t first = begin + (isQuoted ? 1 : 0);
+    const std::string_view rest = html.substr(first, kLongestReference);
+    const std::size_t end = std::min(
+        isQuoted ? rest.find(html[begin]) : rest.find_first_of(" \t\r\n>()\"'"), rest.size());
+    if (end > 0 && end < kLongestReference) {
+      used.insert(percentDecoded(rest.substr(0, end)));
+    }
+    // A quoted style may hold references of its own.
+    at = html.find_first_of("=(", isQuoted ? first : first + end);
+  }
+  return used;
+}
+
+std::string withPlainLineEnds(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r') {
+      result += text[i];
+    } else if (i + 1 == text.size() || text[i + 1] != '\n') {
+      result += '\n';
+    }
+  }
+  return result;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+#include "message/parts/part_content.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "message/text/libraries.h"
+
+namespace relaybird {
+namespace {
+
+constexpr std::size_t kBlock = 65536;
+
+GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
+  switch (encoding) {
+    case TransferEncoding::kBase64:
+      return GMIME_CONTENT_ENCODING_BASE64;
+    case TransferEncoding::kQuotedPrintable:
+      return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
+    case TransferEncoding::kUuencode:
+      return GMIME_CONTENT_ENCODING_UUENCODE;
+    case TransferEncoding::kIdentity:
+      break;
+  }
+  return GMIME_CONTENT_ENCODING_BINARY;
+}
+
+/// Whether bytes are base64, or were before they were damaged: words of a text have blanks between
+/// them and marks behind them, more than an accident puts into a code.
+bool looksLikeBase64(std::string_view bytes) {
+  std::size_t foreign = 0;
+  std::size_t all = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const auto c = static_cast<unsigned char>(bytes[i]);
+    const bool belongs = g_ascii_isalnum(bytes[i]) != 0 || c == '+' || c == '/' || c == '=';
+    const bool isBlankInLine = c == ' ' && i + 1 < bytes.size() && bytes[i + 1] > ' ';
+    all += c > ' ' ? 1 : 0;
+    foreign += (c > ' ' && !belongs) || isBlankInLine ? 1 : 0;
+  }
+  return foreign * 20 <= all;
+}
+
+}  // namespace
+
+Result<TransferEncoding> encodingInUse(InputFile& file, const Part& part) {
+  constexpr std::size_t kLooked = 4096;
+  if (part.encoding != TransferEncoding::kBase64 || !part.type.value.starts_with("text/")) {
+    return part.encoding;
+  }
+  std::string start;
+  const auto read = readBlocks(file, part.body, std::min(part.end, part.body + kLooked),
+                               [&start](std::string_view block) {
+                                 start += block;
+                                 return true;
+                               });
+  if (!read) {
+    return read.error();
+  }
+  return looksLikeBase64(start) ? part.encoding : TransferEncoding::kIdentity;
+}
+
+Transcoder::Transcoder(TransferEncoding encoding, bool encode) {
+  prepareLibraries();
+  const auto init = encode ? g_mime_encoding_init_encode : g_mime_encoding_init_decode;
+  init(&state_, gmimeEncoding(encoding));
+}
+
+std::string_view Transcoder::step(std::string_view block) {
+  out_.resize(std::max(out_.size(), g_mime_encoding_outlen(&state_, block.size()) + 64));
+  return {out_.data(), g_mime_encoding_step(&state_, block.data(), block.size(), out_.data())};
+}
+
+std::string_view Transcoder::flush(std::string_view block) {
+  out_.resize(std::max(out_.size(), g_mime_encoding_outlen(&state_, block.size()) + 64));
+  return {out_.data(), g_mime_encoding_flush(&state_, block.data(), block.size(), out_.data())};
+}
+
+Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
+                        const BlockSink& sink) {
+  std::vector<char> buffer(
+      static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, end - std::min(begin, end))));
+  while (begin < end) {
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), end - begin));
+    const auto read = file.readAt(begin, buffer.data(), wanted);
+    if (!read) {
+      return read.error();
+    }
+    if (*read == 0 || !sink(std::string_view(buffer.data(), *read))) {
+      break;
+    }
+    begin += *read;
+  }
+  return {};
+}
+
+Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& sink) {
+  const auto encoding = encodingInUse(file, part);
+  if (!encoding) {
+    return encoding.error();
+  }
+  if (*encoding == TransferEncoding::kIdentity) {
+    return readBlocks(file, part.body, part.end, sink);
+  }
+  Transcoder decoder(*encoding, false);
+  bool wanted = true;
+  const auto read = readBlocks(file, part.body, part.end, [&](std::string_view block) {
+    wanted = sink(decoder.step(block));
+    return wanted;
+  });
+  if (read && wanted) {
+    // A decoder keeps back a last group that lacks its padding.
+    const bool padded = *encoding == TransferEncoding::kBase64;
+    wanted = !padded || sink(decoder.step("==="));
+  }
+  if (read && wanted) {
+    sink(decoder.flush({}));
+  }
+  return read;
+}
+
+Result<std::string> decodedContent(InputFile& file, const Part& part, std::size_t limit) {
+  std::string content;
+  const auto read = decodeContent(file, part, [&](std::string_view block) {
+    content += block.substr(0, limit - content.size());
+    return content.size() < limit;
+  });
+  if (!read) {
+    return read.error();
+  }
+  return content;
+}
+
+Result<std::int64_t> decodedSize(InputFile& file, const Part& part) {
+  if (part.encoding == TransferEncoding::kIdentity) {
+    return static_cast<std::int64_t>(part.end - part.body);
+  }
+  std::int64_t size = 0;
+  const auto read = decodeContent(file, part, [&](std::string_view block) {
+    size += static_cast<std::int64_t>(block.size());
+    return true;
+  });
+  if (!read) {
+    return read.error();
+  }
+  return size;
+}
+
+std::string encodeBase64(std::string_view bytes) {
+  Transcoder encoder(TransferEncoding::kBase64, true);
+  std::string result;
+  for (std::size_t pos = 0; pos < bytes.size(); pos += kBlock) {
+    result += encoder.step(bytes.substr(pos, kBlock));
+  }
+  result += encoder.flush({});
+  return result;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// The content of a part with its transfer encoding undone (RFC 2045 section 6), a block at a time.
+// Damaged encodings yield what can be decoded.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "message/parts/gmime_library.h"
+#include "message/parts/part_tree.h"
+#include "platform/file_system.h"
+#include "platform/result.h"
+
+namespace relaybird {
+
+/// Takes a block of bytes; false ends the reading.
+using BlockSink = std::function<bool(std::string_view)>;
+
+/// Hands out the bytes of a file from `begin` to `end`, or to the end of the file.
+Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
+                        const BlockSink& sink);
+
+/// The encoding that the content really has: text labelled base64 that is none is taken as it is.
+Result<TransferEncoding> encodingInUse(InputFile& file, const Part& part);
+
+Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& sink);
+
+/// At most `limit` bytes of the content.
+Result<std::string> decodedContent(InputFile& file, const Part& part, std::size_t limit);
+
+Result<std::int64_t> decodedSize(InputFile& file, const Part& part);
+
+/// One of GMime's transcoders, with room for what a block becomes. Each result is valid until the
+/// next call.
+class Transcoder {
+ public:
+  Transcoder(TransferEncoding encoding, bool encode);
+  std::string_view step(std::string_view block);
+  std::string_view flush(std::string_view block);
+
+ private:
+  GMimeEncoding state_;
+  std::vector<char> out_;
+};
+
+/// `bytes` in base64, lines ended by LF.
+std::string encodeBase64(std::string_view bytes);
+
+}  // namespace relaybird

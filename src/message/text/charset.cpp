@@ -1,0 +1,277 @@
+// SPDX-License-Identifier: MIT
+#include "message/text/charset.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <optional>
+
+#include "message/text/charset_label.h"
+
+namespace relaybird {
+namespace {
+
+constexpr const char* kWindows1252 = "CP1252";
+
+std::uint8_t byteAt(std::string_view text, std::size_t at) {
+  return static_cast<std::uint8_t>(text[at]);
+}
+
+// The length of the well-formed sequence at `at` (RFC 3629 section 4), 0 where there is none.
+std::size_t sequenceLength(std::string_view text, std::size_t at) {
+  const auto lead = byteAt(text, at);
+  if (lead < 0x80) return 1;
+  const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  if (lead < 0xC2 || lead > 0xF4 || text.size() - at < length) return 0;
+  const auto second = byteAt(text, at + 1);
+  const std::uint8_t lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  const std::uint8_t highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  if (second < lowest || second > highest) return 0;
+  for (std::size_t i = 2; i < length; ++i) {
+    if ((byteAt(text, at + i) & 0xC0) != 0x80) return 0;
+  }
+  return length;
+}
+
+// Where the first byte stands that is no part of well-formed UTF-8; the size where there is none.
+std::size_t firstBad(std::string_view bytes, std::size_t from) {
+  while (from < bytes.size()) {
+    const std::size_t length = sequenceLength(bytes, from);
+    if (length == 0) break;
+    from += length;
+  }
+  return from;
+}
+
+class Converter {
+ public:
+  explicit Converter(const char* from) : descriptor_(iconv_open("UTF-8", from)) {}
+  ~Converter() {
+    if (*this) iconv_close(descriptor_);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  explicit operator bool() const { return descriptor_ != iconv_t(-1); }
+
+  // Converts until the input ends or holds what the set has not: then `input` begins with that.
+  void run(std::string_view& input, std::string& output) {
+    char* from =
+        const_cast<char*>(input.data());  // iconv's signature only: it does not write there
+    std::size_t left = input.size();
+    while (left > 0 && step(&from, &left, output) == E2BIG) {
+    }
+    input.remove_prefix(input.size() - left);
+  }
+
+  // Writes the character that the set holds back until it has seen what follows, if it does so.
+  void finish(std::string& output) { step(nullptr, nullptr, output); }
+
+ private:
+  int step(char** from, std::size_t* left, std::string& output) {
+    std::array<char, 4096> buffer;
+    char* to = buffer.data();
+    std::size_t room = buffer.size();
+    const std::size_t converted = iconv(descriptor_, from, left, &to, &room);
+    const int error = converted == static_cast<std::size_t>(-1) ? errno : 0;
+    output.append(buffer.data(), buffer.size() - room);
+    return error;
+  }
+
+  iconv_t descriptor_;
+};
+
+std::size_t skipLength(std::string_view input, SkipBy skip) {
+  std::size_t length = 1;
+  if (skip == SkipBy::kUnit2) length = 2;
+  if (skip == SkipBy::kUnit4) length = 4;
+  if (skip == SkipBy::kPair && input.size() > 1) {
+    const auto lead = byteAt(input, 0);
+    if (lead > 0x80 && lead < 0xFF && byteAt(input, 1) >= 0x80) length = 2;
+  }
+  return std::min(length, input.size());
+}
+
+struct Conversion {
+  std::string text;
+  bool clean = true;  // nothing had to be replaced
+};
+
+// Nothing where the C library lacks the set.
+std::optional<Conversion> convert(std::string_view bytes, const char* from, SkipBy skip) {
+  Converter converter(from);
+  if (!converter) return std::nullopt;
+  Conversion result;
+  result.text.reserve(bytes.size() + bytes.size() / 2);
+  for (;;) {
+    converter.run(bytes, result.text);
+    if (bytes.empty()) break;
+    result.clean = false;
+    const std::size_t length = skipLength(bytes, skip);
+    const std::size_t marks = skip == SkipBy::kPair ? length : 1;
+    for (std::size_t i = 0; i < marks; ++i) result.text += kReplacementCharacter;
+    bytes.remove_prefix(length);
+  }
+  converter.finish(result.text);
+  return result;
+}
+
+bool hasHighBytes(std::string_view bytes) {
+  return std::any_of(bytes.begin(), bytes.end(),
+                     [](char c) { return (static_cast<unsigned char>(c) & 0x80U) != 0; });
+}
+
+// Whether a text that its own set cannot make sense of is UTF-8. ASCII does not tell.
+bool isSurelyUtf8(std::string_view bytes) {
+  return hasHighBytes(bytes) && isValidUtf8(bytes);
+}
+
+std::string fromIso2022Jp(std::string_view bytes);
+
+std::string guess(std::string_view bytes) {
+  const bool shiftsIntoJapanese = bytes.find("\x1B$B") != std::string_view::npos ||
+                                  bytes.find("\x1B$@") != std::string_view::npos;
+  if (shiftsIntoJapanese && !hasHighBytes(bytes)) return fromIso2022Jp(bytes);
+  if (isValidUtf8(bytes)) return std::string(bytes);
+  auto result = convert(bytes, kWindows1252, SkipBy::kByte);
+  return result ? std::move(result->text) : scrubUtf8(bytes);
+}
+
+std::string fromUtf16(std::string_view bytes) {
+  const bool bigEndian = bytes.starts_with("\xFE\xFF");
+  // Every text in it has line ends or blanks, and so NULs; or its mark.
+  const bool isNarrow =
+      bytes.find('\0') == std::string_view::npos && !bigEndian && !bytes.starts_with("\xFF\xFE");
+  constexpr std::size_t kEnoughToTell = 20;
+  if (isNarrow && bytes.size() >= kEnoughToTell && isValidUtf8(bytes)) return std::string(bytes);
+  auto result = convert(bytes, bigEndian ? "UTF-16BE" : "UTF-16LE", SkipBy::kUnit2);
+  return result ? std::move(result->text) : guess(bytes);
+}
+
+// ISO-2022-JP (RFC 1468) as the Shift_JIS of Windows, which has the characters that its senders
+// add: circled digits and half-width katakana among them. Bytes that make no pair become 0x80,
+// which that set does not have.
+class Iso2022JpToShiftJis {
+ public:
+  std::string run(std::string_view bytes) {
+    std::string out;
+    out.reserve(bytes.size());
+    while (!bytes.empty()) bytes.remove_prefix(escape(bytes) ? 3 : character(bytes, out));
+    return out;
+  }
+
+ private:
+  enum class Set { kAscii, kKatakana, kKanji };
+
+  bool escape(std::string_view bytes) {
+    const std::string_view sequence = bytes.substr(0, 3);
+    if (sequence == "\x1B(B" || sequence == "\x1B(J") {
+      set_ = Set::kAscii;
+    } else if (sequence == "\x1B(I") {
+      set_ = Set::kKatakana;
+    } else if (sequence == "\x1B$B" || sequence == "\x1B$@") {
+      set_ = Set::kKanji;
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  // Appends the next character and returns how many bytes it took.
+  std::size_t character(std::string_view bytes, std::string& out) {
+    const auto first = byteAt(bytes, 0);
+    if (first == '\n' || first == '\r') set_ = Set::kAscii;  // each line begins anew
+    const bool graphic = first > 0x20 && first < 0x7F;
+    if (set_ == Set::kKatakana && graphic) {
+      out += static_cast<char>(first < 0x60 ? first | 0x80 : 0x80);
+    } else if (set_ == Set::kKanji && graphic) {
+      const std::uint8_t second = bytes.size() > 1 ? byteAt(bytes, 1) : 0;
+      if (second <= 0x20 || second >= 0x7F) {
+        out += '\x80';
+        return 1;
+      }
+      appendPair(first, second, out);
+      return 2;
+    } else {
+      out += bytes[0];
+    }
+    return 1;
+  }
+
+  static void appendPair(int row, int cell, std::string& out) {
+    const int lead = (row - 0x21) / 2 + (row < 0x5F ? 0x81 : 0xC1);
+    const int trail = row % 2 == 0 ? cell + 0x7E : cell + (cell < 0x60 ? 0x1F : 0x20);
+    out += static_cast<char>(lead);
+    out += static_cast<char>(trail);
+  }
+
+  Set set_ = Set::kAscii;
+};
+
+std::string fromIso2022Jp(std::string_view bytes) {
+  auto strict = convert(bytes, "ISO-2022-JP-2", SkipBy::kByte);
+  if (strict && strict->clean) return std::move(strict->text);
+  if (hasHighBytes(bytes) && bytes.find("\x1B$") == std::string_view::npos) {
+    if (isValidUtf8(bytes)) return std::string(bytes);
+    // The set is of seven bits: what has eight, and no shift, is one of its neighbours.
+    for (const char* other : {"EUC-JP-MS", "CP932"}) {
+      if (auto result = convert(bytes, other, SkipBy::kPair); result && result->clean) {
+        return std::move(result->text);
+      }
+    }
+  }
+  const auto extended = convert(Iso2022JpToShiftJis().run(bytes), "CP932", SkipBy::kPair);
+  if (extended) return extended->text;
+  return strict ? std::move(strict->text) : guess(bytes);
+}
+
+std::string decode(std::string_view bytes, const Charset& charset) {
+  switch (charset.kind) {
+    case CharsetKind::kUtf8:
+      return scrubUtf8(bytes);
+    case CharsetKind::kUtf16:
+      return fromUtf16(bytes);
+    case CharsetKind::kIso2022Jp:
+      return fromIso2022Jp(bytes);
+    case CharsetKind::kOther:
+      if (auto result = convert(bytes, charset.iconvName, charset.skip)) {
+        return !result->clean && isSurelyUtf8(bytes) ? std::string(bytes) : result->text;
+      }
+      break;
+    case CharsetKind::kGuess:
+    case CharsetKind::kUnknown:
+      break;
+  }
+  return guess(bytes);
+}
+
+}  // namespace
+
+bool isValidUtf8(std::string_view bytes) {
+  return firstBad(bytes, 0) == bytes.size();
+}
+
+std::string scrubUtf8(std::string_view bytes) {
+  std::string out;
+  out.reserve(bytes.size());
+  for (std::size_t at = 0; at < bytes.size();) {
+    const std::size_t bad = firstBad(bytes, at);
+    out += bytes.substr(at, bad - at);
+    if (bad < bytes.size()) out += kReplacementCharacter;
+    at = bad + 1;
+  }
+  return out;
+}
+
+std::string toUtf8(std::string_view bytes, std::string_view charsetLabel) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  std::string text = decode(bytes, charsetOf(charsetLabel));
+  if (text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
+  // The converters' own word is not enough for a promise on which others build.
+  return isValidUtf8(text) ? text : scrubUtf8(text);
+}
+
+}  // namespace relaybird

@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: MIT
+#include "message/text/encoded_word.h"
+
+#include <gmime/gmime.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "message/text/charset.h"
+
+namespace relaybird {
+namespace {
+
+bool isBlank(char c) {
+  return c == ' ' || c == '\t';
+}
+bool isLineBreak(char c) {
+  return c == '\r' || c == '\n';
+}
+
+bool sameLabel(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && g_ascii_strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+std::string decoded(std::string_view text, GMimeContentEncoding encoding) {
+  GMimeEncoding state;
+  g_mime_encoding_init_decode(&state, encoding);
+  std::string out(g_mime_encoding_outlen(&state, text.size()), '\0');
+  out.resize(g_mime_encoding_flush(&state, text.data(), text.size(), out.data()));
+  return out;
+}
+
+int base64Value(char c) {
+  if (c >= 'A' && c <= 'Z') return c - 'A';
+  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
+  if (c >= '0' && c <= '9') return c - '0' + 52;
+  return c == '+' ? 62 : c == '/' ? 63 : -1;
+}
+
+// The bytes of base64 digits without padding; a group that lacks digits yields what it has.
+std::string decodedDigits(std::string digits) {
+  digits.append((4 - digits.size() % 4) % 4, '=');
+  return decoded(digits, GMIME_CONTENT_ENCODING_BASE64);
+}
+
+// Whether the last group goes on in the next word: no encoder ends a text within a byte.
+bool endsWithinByte(std::string_view digits) {
+  const std::size_t extra = digits.size() % 4;
+  if (extra < 2) return extra == 1;
+  return (base64Value(digits.back()) & (extra == 2 ? 0x0F : 0x03)) != 0;
+}
+
+std::string decodedQ(std::string_view text) {
+  std::string escaped;
+  for (const char c : text) {
+    if (c == '_') {
+      escaped += "=20";
+    } else {
+      escaped += c;
+    }
+  }
+  // The decoder drops an escape that the end cuts off: that was a "=" in its own right.
+  const auto cut = escaped.find('=', escaped.size() - std::min<std::size_t>(escaped.size(), 2));
+  const std::string rest = cut == std::string::npos ? std::string() : escaped.substr(cut);
+  escaped.resize(escaped.size() - rest.size());
+  return decoded(escaped, GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE) + rest;
+}
+
+struct Word {
+  std::string_view charset;
+  bool base64 = false;
+  std::string_view text;
+  std::size_t end = 0;  // behind the closing "?="
+};
+
+// Finds the encoded words of one value. Positions asked for must not go back, so that every search
+// for an end is made once, however many beginnings a hostile value holds.
+class WordFinder {
+ public:
+  explicit WordFinder(std::string_view value) : value_(value) {}
+
+  // The word that begins with the "=?" at `start`.
+  std::optional<Word> wordAt(std::size_t start) {
+    constexpr std::size_t kLongestCharset = 64;
+    const auto head = value_.substr(start + 2, kLongestCharset + 3);
+    const auto mark = head.find_first_of("? \t");
+    if (mark == std::string_view::npos || head.size() < mark + 3 || head[mark] != '?' ||
+        head[mark + 2] != '?') {
+      return std::nullopt;
+    }
+    const char encoding = g_ascii_toupper(head[mark + 1]);
+    if (encoding != 'B' && encoding != 'Q') return std::nullopt;
+    const std::size_t textStart = start + 2 + mark + 3;
+    const std::size_t end = textEnd(textStart, encoding == 'B');
+    if (end == std::string_view::npos) return std::nullopt;
+    const auto label = head.substr(0, mark);
+    return Word{label.substr(0, label.find('*')), encoding == 'B',
+                value_.substr(textStart, end - textStart), end + 2};
+  }
+
+ private:
+  std::size_t textEnd(std::size_t start, bool base64) {
+    const std::size_t end = next(nextEnd_, "?=", start);
+    if (end == std::string_view::npos) return end;
+    if (base64 && value_.find('?', start) != end) return std::string_view::npos;
+    // A word whose end got lost does not reach into the next one.
+    return next(nextWord_, " =?", start) < end ? std::string_view::npos : end;
+  }
+
+  std::size_t next(std::optional<std::size_t>& known, std::string_view what,
+                   std::size_t from) const {
+    if (!known || *known < from) known = value_.find(what, from);
+    return *known;
+  }
+
+  std::string_view value_;
+  std::optional<std::size_t> nextEnd_;
+  std::optional<std::size_t> nextWord_;
+};
+
+// Encoded words of one character set without anything between them.
+class WordRun {
+ public:
+  bool takes(const Word& word) const { return open_ && sameLabel(charset_, word.charset); }
+
+  void add(const Word& word) {
+    if (!word.base64 || !open_) finishGroup();
+    open_ = true;
+    charset_ = word.charset;
+    if (word.base64) {
+      addBase64(word.text);
+    } else {
+      bytes_ += decodedQ(word.text);
+    }
+  }
+
+  // Ends the run and returns its text.
+  std::string take() {
+    finishGroup();
+    open_ = false;
+    return toUtf8(std::exchange(bytes_, {}), charset_);
+  }
+
+ private:
+  void addBase64(std::string_view text) {
+    for (const char c : text) {
+      if (base64Value(c) >= 0) {
+        digits_ += c;
+      } else if (c == '=') {
+        finishGroup();
+      }
+    }
+    if (!endsWithinByte(digits_)) finishGroup();
+  }
+
+  void finishGroup() {
+    if (!digits_.empty()) bytes_ += decodedDigits(std::exchange(digits_, {}));
+  }
+
+  bool open_ = false;
+  std::string_view charset_;
+  std::string bytes_;
+  std::string digits_;  // of a base64 text not yet decoded
+};
+
+class HeaderDecoder {
+ public:
+  HeaderDecoder(std::string_view value, std::string_view rawCharset)
+      : value_(value), rawCharset_(rawCharset), finder_(value) {}
+
+  std::string run() {
+    for (auto at = value_.find("=?"); at != std::string_view::npos;) {
+      const auto word = finder_.wordAt(at);
+      if (word) addWord(*word, at);
+      at = value_.find("=?", word ? word->end : at + 2);
+    }
+    endRun();
+    text_ += rawText(value_.substr(done_));
+    return std::move(text_);
+  }
+
+ private:
+  void addWord(const Word& word, std::size_t at) {
+    const auto between = value_.substr(done_, at - done_);
+    const bool blank = between.find_first_not_of(" \t") == std::string_view::npos;
+    if (!afterWord_ || !blank) {
+      endRun();
+      text_ += rawText(between);
+    } else if (!run_.takes(word)) {
+      endRun();
+    }
+    run_.add(word);
+    afterWord_ = true;
+    done_ = word.end;
+  }
+
+  std::string rawText(std::string_view bytes) const { return rawHeaderToUtf8(bytes, rawCharset_); }
+
+  void endRun() {
+    if (afterWord_) text_ += run_.take();
+    afterWord_ = false;
+  }
+
+  std::string_view value_;
+  std::string_view rawCharset_;
+  WordFinder finder_;
+  WordRun run_;
+  std::string text_;
+  std::size_t done_ = 0;  // up to where the value is in text_ or run_
+  bool afterWord_ = false;
+};
+
+}  // namespace
+
+std::string rawHeaderToUtf8(std::string_view bytes, std::string_view rawCharset) {
+  if (rawCharset.empty() || isValidUtf8(bytes)) return toUtf8(bytes, "");
+  // A body may well be of a set that would make other characters of a header's ASCII: UTF-16,
+  // UTF-7.
+  constexpr std::string_view kAscii = "Name +- ~~ <a@b.example>";
+  const std::string text = toUtf8(std::string(kAscii).append(bytes), rawCharset);
+  const bool fits = text.starts_with(kAscii) && text.find(kReplacementCharacter) == text.npos;
+  return fits ? text.substr(kAscii.size()) : toUtf8(bytes, "");
+}
+
+std::string unfoldHeader(std::string_view raw) {
+  std::string out;
+  out.reserve(raw.size());
+  for (std::size_t at = 0; at < raw.size(); ++at) {
+    if (!isLineBreak(raw[at])) {
+      out += raw[at];
+      continue;
+    }
+    while (at + 1 < raw.size() && isLineBreak(raw[at + 1])) ++at;
+    out += ' ';
+    if (at + 1 < raw.size() && isBlank(raw[at + 1])) ++at;
+  }
+  const auto first = out.find_first_not_of(" \t");
+  if (first == std::string::npos) return {};
+  return out.substr(first, out.find_last_not_of(" \t") - first + 1);
+}
+
+std::vector<Span> encodedWords(std::string_view value) {
+  std::vector<Span> spans;
+  WordFinder finder(value);
+  for (auto at = value.find("=?"); at != std::string_view::npos;) {
+    const auto word = finder.wordAt(at);
+    if (word) spans.push_back({at, word->end - at});
+    at = value.find("=?", word ? word->end : at + 2);
+  }
+  return spans;
+}
+
+std::string decodeHeaderText(std::string_view raw, std::string_view rawCharset) {
+  const std::string value = unfoldHeader(raw);
+  return HeaderDecoder(value, rawCharset).run();
+}
+
+}  // namespace relaybird

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include "message/text/html_elements.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace relaybird {
+namespace {
+
+constexpr std::size_t kDeepestIndent = 4;
+
+template <std::size_t N>
+bool isOneOf(std::string_view name, const std::array<std::string_view, N>& names) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool isRawText(std::string_view name) {
+  return name == "script" || name == "style";
+}
+
+bool isHidden(std::string_view name) {
+  return isRawText(name) || name == "head" || name == "title" || name == "template";
+}
+
+// How many lines further down the text behind the beginning or the end of this element goes.
+int linesAround(std::string_view name) {
+  constexpr auto kSetApart = std::to_array<std::string_view>(
+      {"p", "h1", "h2", "h3", "h4", "h5", "h6", "blockquote", "pre", "ul", "ol", "dl", "figure"});
+  constexpr auto kOwnLine = std::to_array<std::string_view>(
+      {"div",     "li",     "dt",      "dd",  "address",  "article", "aside",  "body",
+       "caption", "center", "details", "dir", "fieldset", "footer",  "form",   "header",
+       "legend",  "main",   "menu",    "nav", "option",   "section", "summary"});
+  return isOneOf(name, kSetApart) ? 2 : isOneOf(name, kOwnLine) ? 1 : 0;
+}
+
+std::string_view attribute(const char* const* attributes, std::string_view name) {
+  for (; attributes != nullptr && *attributes != nullptr; attributes += 2) {
+    if (*attributes == name) return attributes[1] != nullptr ? attributes[1] : "";
+  }
+  return {};
+}
+
+std::string lowerAscii(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+  }
+  return out;
+}
+
+// A target on one line and without what would end the angle brackets early.
+std::string shownTarget(std::string_view target) {
+  std::string out;
+  for (const char c : target.substr(std::min(target.find_first_not_of(" \t\r\n"), target.size()))) {
+    if (c == ' ') {
+      out += "%20";
+    } else if (c == '<') {
+      out += "%3C";
+    } else if (c == '>') {
+      out += "%3E";
+    } else if (static_cast<unsigned char>(c) > ' ' && c != 0x7F) {
+      out += c;
+    }
+  }
+  return out;
+}
+
+// What remains when a text and a link that say the same are compared.
+std::string essence(std::string_view link) {
+  std::string out = lowerAscii(link);
+  for (const std::string_view scheme : {"http://", "https://", "mailto:"}) {
+    if (out.starts_with(scheme)) out.erase(0, scheme.size());
+  }
+  if (out.ends_with('/')) out.pop_back();
+  return out;
+}
+
+bool isShownScheme(std::string_view target) {
+  const std::string scheme = lowerAscii(target.substr(0, 8));
+  return scheme.starts_with("http://") || scheme.starts_with("https://") ||
+         scheme.starts_with("mailto:");
+}
+
+}  // namespace
+
+void HtmlElements::begin(std::string_view name, const char* const* attributes) {
+  if (isHidden(name)) ++hidden_;
+  if (isRawText(name)) ++rawText_;
+  if (hidden_ > 0) return;
+  if (const int lines = linesAround(name); lines > 0) {
+    // A list within a list is part of its item.
+    const bool inner = (name == "ul" || name == "ol") && !lists_.empty();
+    layout_.endBlock(inner ? 1 : lines);
+  }
+  if (name == "br") {
+    layout_.endLine();
+  } else if (name == "hr") {
+    layout_.endBlock(1);
+    layout_.text("----");
+    layout_.endBlock(1);
+  } else if (name == "img") {
+    layout_.text(attribute(attributes, "alt"));
+  } else if (name == "a") {
+    beginLink(attribute(attributes, "href"));
+  } else if (name == "pre") {
+    layout_.beginPreformatted();
+  } else if (name == "ul" || name == "ol") {
+    beginList(name == "ol", attribute(attributes, "start"));
+  } else if (name == "li") {
+    beginItem();
+  } else if (name == "table") {
+    layout_.beginTable();
+  } else if (name == "tr") {
+    layout_.beginRow();
+  } else if (name == "td" || name == "th") {
+    layout_.beginCell();
+  }
+}
+
+void HtmlElements::end(std::string_view name) {
+  const bool seen = hidden_ == 0;
+  if (isHidden(name) && hidden_ > 0) --hidden_;
+  if (isRawText(name) && rawText_ > 0) --rawText_;
+  if (!seen) return;
+  if (name == "a") {
+    endLink();
+  } else if (name == "pre") {
+    layout_.endPreformatted();
+  } else if ((name == "ul" || name == "ol") && !lists_.empty()) {
+    lists_.pop_back();
+  } else if (name == "table") {
+    layout_.endTable();
+  } else if (name == "tr") {
+    layout_.endRow();
+  }
+  if (const int lines = linesAround(name); lines > 0) {
+    const bool inner = (name == "ul" || name == "ol") && !lists_.empty();
+    layout_.endBlock(inner ? 1 : lines);
+  }
+}
+
+void HtmlElements::text(std::string_view utf8) {
+  if (hidden_ == 0) layout_.text(utf8);
+}
+
+void HtmlElements::forgetNesting() {
+  endLink();
+  lists_.clear();
+  hidden_ = 0;
+  layout_.forgetNesting();
+}
+
+std::string HtmlElements::take() {
+  endLink();
+  return layout_.take();
+}
+
+void HtmlElements::beginList(bool ordered, std::string_view start) {
+  List list{ordered, 1};
+  std::from_chars(start.data(), start.data() + start.size(), list.next);
+  list.next = std::clamp(list.next, -1'000'000L, 1'000'000L);
+  lists_.push_back(list);
+}
+
+void HtmlElements::beginItem() {
+  const std::size_t depth = std::clamp<std::size_t>(lists_.size(), 1, kDeepestIndent) - 1;
+  std::string mark(2 * depth, ' ');
+  if (!lists_.empty() && lists_.back().ordered) {
+    mark += std::to_string(lists_.back().next++) + ". ";
+  } else {
+    mark += "- ";
+  }
+  layout_.setMarker(std::move(mark));
+}
+
+void HtmlElements::beginLink(std::string_view target) {
+  endLink();
+  linkStart_ = layout_.size();
+  target_ = shownTarget(target);
+  if (!isShownScheme(target_)) target_.clear();
+}
+
+void HtmlElements::endLink() {
+  if (target_.empty()) return;
+  if (essence(layout_.since(linkStart_)) != essence(target_)) layout_.annotate("<" + target_ + ">");
+  target_.clear();
+}
+
+}  // namespace relaybird

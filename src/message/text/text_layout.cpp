@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+#include "message/text/text_layout.h"
+
+#include <algorithm>
+
+#include "message/text/charset.h"
+
+namespace relaybird {
+namespace {
+
+constexpr std::size_t kMostForcedLineEnds = 3;
+
+bool isInvisible(std::string_view rest) {
+  return rest.starts_with("\xC2\xAD") || rest.starts_with("\xE2\x80\x8B") ||
+         rest.starts_with("\xEF\xBB\xBF");  // soft hyphen, zero-width space, byte order mark
+}
+
+bool isSpace(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
+}
+
+bool isC1(std::string_view rest) {
+  return rest.size() > 1 && rest[0] == '\xC2' && static_cast<unsigned char>(rest[1]) < 0xA0;
+}
+
+// How many bytes from the front of `rest` are neither white space nor anything that needs a look.
+std::size_t plainLength(std::string_view rest) {
+  std::size_t length = 0;
+  while (length < rest.size()) {
+    const auto c = static_cast<unsigned char>(rest[length]);
+    if (c <= ' ' || c == 0x7F || c == 0xC2 || c == 0xE2 || c == 0xEF) break;
+    ++length;
+  }
+  return length;
+}
+
+}  // namespace
+
+void TextLayout::text(std::string_view utf8) {
+  while (!utf8.empty()) {
+    std::size_t used = plainLength(utf8);
+    if (used > 0) {
+      visible(utf8.substr(0, used));
+    } else {
+      used = special(utf8);
+    }
+    utf8.remove_prefix(used);
+  }
+}
+
+// Takes what the text begins with, and returns how many bytes that was.
+std::size_t TextLayout::special(std::string_view text) {
+  if (isInvisible(text)) return text[0] == '\xC2' ? 2 : 3;
+  if (text.starts_with("\xC2\xA0")) {
+    blank(false);
+    return 2;
+  }
+  if (isC1(text)) {
+    visible(windows1252(static_cast<unsigned char>(text[1])));
+    return 2;
+  }
+  if (static_cast<unsigned char>(text[0]) >= 0x80) {
+    visible(text.substr(0, 1));  // the bytes that continue it are plain
+  } else if (preformatted_ > 0) {
+    preformattedSpace(text[0]);
+  } else if (isSpace(text[0])) {
+    blank(true);
+  }
+  return 1;
+}
+
+void TextLayout::preformattedSpace(char c) {
+  if (c == '\t') visible("\t");
+  if (c == ' ') blank(false);
+  if (c != '\n') return;
+  if (!swallowLineEnd_) ++dueLines_;
+  swallowLineEnd_ = false;
+  dueTabs_ = dueBlanks_ = 0;
+}
+
+void TextLayout::blank(bool collapses) {
+  if (!collapses) {
+    ++dueBlanks_;
+    collapsed_ = false;
+    return;
+  }
+  const bool atLineStart = out_.empty() || dueLines_ > 0 || dueTabs_ > 0 || !marker_.empty();
+  if (!collapsed_ && (!atLineStart || dueBlanks_ > 0)) ++dueBlanks_;
+  collapsed_ = true;
+}
+
+void TextLayout::visible(std::string_view characters) {
+  if (characters.empty()) return;
+  writeDue();
+  out_ += characters;
+  swallowLineEnd_ = false;
+}
+
+void TextLayout::writeDue() {
+  if (!out_.empty()) {
+    out_.append(dueLines_, '\n');
+    lines_ += dueLines_;
+  }
+  out_.append(dueTabs_, '\t');
+  out_ += marker_;
+  out_.append(dueBlanks_, ' ');
+  marker_.clear();
+  dueLines_ = dueTabs_ = dueBlanks_ = 0;
+  collapsed_ = false;
+}
+
+void TextLayout::endBlock(int lines) {
+  if (atCellStart()) return;
+  dueLines_ = std::max(dueLines_, static_cast<std::size_t>(lines));
+  dueTabs_ = dueBlanks_ = 0;
+  collapsed_ = false;
+}
+
+void TextLayout::endLine() {
+  const std::size_t lines = dueLines_ + 1;
+  endBlock(1);
+  dueLines_ = std::max(dueLines_, std::min(lines, kMostForcedLineEnds));
+}
+
+void TextLayout::beginPreformatted() {
+  ++preformatted_;
+  swallowLineEnd_ = true;
+}
+
+void TextLayout::endPreformatted() {
+  if (preformatted_ > 0) --preformatted_;
+}
+
+bool TextLayout::atCellStart() const {
+  return !tables_.empty() && tables_.back().inCell && out_.size() == tables_.back().start;
+}
+
+void TextLayout::beginTable() {
+  endBlock(1);
+  tables_.emplace_back();
+}
+
+void TextLayout::endTable() {
+  if (!tables_.empty()) tables_.pop_back();
+  endBlock(1);
+}
+
+void TextLayout::beginRow() {
+  if (tables_.empty()) tables_.emplace_back();
+  tables_.back() = Table{};
+  endBlock(1);
+}
+
+void TextLayout::beginCell() {
+  if (tables_.empty()) tables_.emplace_back();
+  Table& table = tables_.back();
+  const bool tookLines = table.inCell && lines_ > table.linesAtStart;
+  if (tookLines) {
+    table.inCell = false;
+    endBlock(1);
+  } else if (table.cells > 0) {
+    if (out_.size() > table.start) dueLines_ = 0;
+    dueBlanks_ = 0;
+    ++dueTabs_;
+  }
+  ++table.cells;
+  table.inCell = true;
+  table.start = out_.size();
+  table.linesAtStart = lines_ + (out_.empty() ? 0 : dueLines_);
+}
+
+void TextLayout::endRow() {
+  if (!tables_.empty()) tables_.back() = Table{};
+  endBlock(1);
+}
+
+void TextLayout::annotate(std::string_view note) {
+  const auto lines = std::exchange(dueLines_, 0);
+  const auto tabs = std::exchange(dueTabs_, 0);
+  const auto blanks = std::exchange(dueBlanks_, 0);
+  if (!out_.empty() && out_.back() != '\n') out_ += ' ';
+  out_ += note;
+  dueLines_ = lines;
+  dueTabs_ = tabs;
+  dueBlanks_ = blanks;
+}
+
+std::string_view TextLayout::since(std::size_t start) const {
+  const auto text = std::string_view(out_).substr(start);
+  const auto first = text.find_first_not_of(" \t\n");
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(" \t\n") - first + 1);
+}
+
+void TextLayout::forgetNesting() {
+  tables_.clear();
+  preformatted_ = 0;
+}
+
+std::string_view TextLayout::windows1252(unsigned char c1) {
+  if (!haveC1_) {
+    for (std::size_t i = 0; i < c1_.size(); ++i) {
+      c1_[i] = toUtf8(std::string(1, static_cast<char>(0x80 + i)), "windows-1252");
+      if (c1_[i] == kReplacementCharacter) c1_[i].clear();
+    }
+    haveC1_ = true;
+  }
+  return c1_[c1 - 0x80u];
+}
+
+}  // namespace relaybird

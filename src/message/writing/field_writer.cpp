@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#include "message/writing/field_writer.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "message/parts/gmime_library.h"
+
+namespace relaybird {
+namespace {
+
+constexpr std::size_t kLine = 76;
+constexpr std::size_t kEncodedWord = 75;
+constexpr std::size_t kEncodedWordFrame = 12;  // "=?utf-8?Q?" and "?="
+constexpr std::size_t kLongestWord = 70;
+
+bool isPrintable(char c) {
+  return c > ' ' && c < '\x7f';
+}
+
+/// Collects a field's tokens, with a fold wherever a line would become too long.
+class FoldedField {
+ public:
+  explicit FoldedField(std::string_view name) : text_(name) {
+    text_ += ':';
+    column_ = text_.size();
+  }
+
+  /// `blanks` stand before the token; at least one.
+  void add(std::string_view token, std::string_view blanks = " ") {
+    if (hasToken_ && column_ + blanks.size() + token.size() > kLine) {
+      fold();
+    }
+    text_ += blanks;
+    text_ += token;
+    column_ += blanks.size() + token.size();
+    hasToken_ = true;
+  }
+
+  void addEncoded(std::string_view utf8);
+
+  std::string take() { return std::move(text_) + '\n'; }
+
+ private:
+  void fold() {
+    text_ += '\n';
+    column_ = 0;
+  }
+
+  std::string text_;
+  std::size_t column_ = 0;
+  bool hasToken_ = false;
+};
+
+std::size_t characterLength(std::string_view text) {
+  std::size_t length = 1;
+  while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
+    ++length;
+  }
+  return length;
+}
+
+/// As section 5 (3) of RFC 2047 wants it in the names of addresses, which suits everywhere.
+std::string encodedQ(std::string_view bytes) {
+  constexpr std::string_view kPlain = "!*+-/";
+  constexpr std::string_view kHex = "0123456789ABCDEF";
+  std::string out;
+  for (const char c : bytes) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    if (isLetter || (c >= '0' && c <= '9') || kPlain.find(c) != std::string_view::npos) {
+      out += c;
+    } else if (c == ' ') {
+      out += '_';
+    } else {
+      out += {'=', kHex[byte >> 4U], kHex[byte & 0xFU]};
+    }
+  }
+  return out;
+}
+
+std::string encodedB(std::string_view bytes) {
+  const GString8 text(
+      g_base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
+  return text.get();
+}
+
+/// Whichever form is shorter for a text of that kind.
+bool prefersB(std::string_view text) {
+  const auto high = std::count_if(text.begin(), text.end(), [](char c) { return c < 0; });
+  return static_cast<std::size_t>(high) * 3 > text.size();
+}
+
+void FoldedField::addEncoded(std::string_view utf8) {
+  const bool base64 = prefersB(utf8);
+  while (!utf8.empty()) {
+    if (hasToken_ && column_ + 1 + kEncodedWordFrame + 24 > kLine) {
+      fold();
+    }
+    const std::size_t room = std::min(kEncodedWord, kLine - column_ - 1) - kEncodedWordFrame;
+    std::string word;
+    std::size_t used = 0;
+    while (used < utf8.size()) {
+      const std::size_t length = characterLength(utf8.substr(used));
+      const auto taken = utf8.substr(0, used + length);
+      std::string longer = base64 ? encodedB(taken) : word + encodedQ(taken.substr(used));
+      if (longer.size() > room && used > 0) {
+        break;
+      }
+      word = std::move(longer);
+      used += length;
+    }
+    add((base64 ? "=?utf-8?B?" : "=?utf-8?Q?") + word + "?=");
+    utf8.remove_prefix(used);
+  }
+}
+
+/// A word of a text and the blanks before it.
+struct Word {
+  std::size_t from = 0;   ///< of the blanks
+  std::size_t begin = 0;  ///< of the word
+  std::size_t end = 0;
+};
+
+std::vector<Word> wordsOf(std::string_view text) {
+  std::vector<Word> words;
+  for (std::size_t pos = 0; pos < text.size();) {
+    const std::size_t begin = std::min(text.find_first_not_of(' ', pos), text.size());
+    const std::size_t end = std::min(text.find(' ', begin), text.size());
+    words.push_back({pos, begin, end});
+    pos = end;
+  }
+  return words;
+}
+
+/// Whether a word can stand in a text as it is.
+bool isPlainWord(std::string_view text, const Word& word) {
+  const auto bytes = text.substr(word.begin, word.end - word.begin);
+  return !bytes.empty() && bytes.size() <= kLongestWord && word.begin - word.from < kLongestWord &&
+         bytes.find("=?") == std::string_view::npos &&
+         std::all_of(bytes.begin(), bytes.end(), isPrintable);
+}
+
+}  // namespace
+
+std::string textField(std::string_view name, std::string_view text) {
+  FoldedField field(name);
+  const auto words = wordsOf(text);
+  const auto isOdd = [&](const Word& word) { return !isPlainWord(text, word); };
+  const auto firstOdd = std::find_if(words.begin(), words.end(), isOdd);
+  const auto lastOdd = std::find_if(words.rbegin(), words.rend(), isOdd).base();
+  const auto addPlain = [&](const Word& word) {
+    field.add(text.substr(word.begin, word.end - word.begin),
+              word.from == word.begin ? " " : text.substr(word.from, word.begin - word.from));
+  };
+  std::for_each(words.begin(), firstOdd, addPlain);
+  if (firstOdd != words.end()) {
+    // One blank before the encoded words, and one behind, are what divides them from the rest.
+    const std::size_t begin = firstOdd->from + (firstOdd == words.begin() ? 0 : 1);
+    field.addEncoded(text.substr(begin, (lastOdd - 1)->end - begin));
+    std::for_each(lastOdd, words.end(), addPlain);
+  }
+  return field.take();
+}
+
+std::string wordField(std::string_view name, const std::vector<std::string>& words) {
+  FoldedField field(name);
+  for (const std::string& word : words) {
+    field.add(word);
+  }
+  return words.empty() ? std::string() : field.take();
+}
+
+}  // namespace relaybird

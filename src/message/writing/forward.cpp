@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: MIT
+#include "message/writing/forward.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+
+#include "message/header_text.h"
+#include "message/parts/message_layout.h"
+#include "message/parts/part_content.h"
+#include "message/writing/carried_part.h"
+#include "message/writing/forward_header.h"
+#include "message/writing/forward_output.h"
+#include "message/writing/forward_plan.h"
+#include "platform/text/number_text.h"
+
+namespace relaybird {
+namespace {
+
+/// RFC 5322 section 2.1.1 allows 998; some servers count the line end.
+constexpr std::size_t kLongestLine = 990;
+
+bool isPlainAscii(std::string_view text) {
+  std::size_t line = 0;
+  for (const char c : text) {
+    line = c == '\n' ? 0 : line + 1;
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x7f || (byte < ' ' && c != '\n' && c != '\t') || line > kLongestLine) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool isMostlyAscii(std::string_view text) {
+  const auto high = std::count_if(text.begin(), text.end(), [](char c) {
+    return (static_cast<unsigned char>(c) & 0x80U) != 0;
+  });
+  return static_cast<std::size_t>(high) * 5 < text.size();
+}
+
+/// Text in base64 has CR LF line ends before it is encoded (RFC 2045 section 6.8).
+std::string withNetworkLineEnds(std::string_view text) {
+  std::string result;
+  for (const char c : text) {
+    result += c == '\n' ? std::string_view("\r\n") : std::string_view(&c, 1);
+  }
+  return result;
+}
+
+/// A header section, its empty line included, without the mbox line and without the fields that
+/// only the source's own recipient may read.
+std::string fieldsForOthers(const HeaderBlock& headers) {
+  std::string fields;
+  bool dropped = false;
+  const std::string_view all = headers.bytes();
+  for (std::size_t pos = 0; pos < all.size();) {
+    const std::size_t end = std::min(all.find('\n', pos), all.size() - 1) + 1;
+    const std::string_view line = all.substr(pos, end - pos);
+    if (!isBlank(line[0])) {
+      const std::string name = asciiLower(line.substr(0, line.find_first_of(": \t")));
+      const bool isMboxLine = pos == 0 && (line.starts_with("From ") || line.starts_with(">From "));
+      dropped = isMboxLine || name == "bcc" || name == "resent-bcc";
+    }
+    if (!dropped && line.find_first_not_of(" \t\r\n") != std::string_view::npos) {
+      fields += line;
+    }
+    pos = end;
+  }
+  if (!fields.empty() && !fields.ends_with('\n')) {
+    fields += '\n';
+  }
+  return fields + (fields.ends_with("\r\n") ? "\r\n" : "\n");
+}
+
+/// Writes MIME fields, an empty line and content for each part; the caller has ended the line
+/// before.
+class BodyWriter {
+ public:
+  BodyWriter(const ForwardPlan& plan, ForwardOutput& out) : plan_(plan), out_(out) {}
+
+  void write() {
+    if (!plan_.whole && plan_.attached.empty()) {
+      return writeText();
+    }
+    const std::string boundary = beginMultipart("mixed", "m");
+    beginPart(boundary);
+    writeText();
+    if (plan_.whole) {
+      beginPart(boundary);
+      writeWhole();
+    }
+    for (const CarriedPart& part : plan_.attached) {
+      beginPart(boundary);
+      writePart(part);
+    }
+    endMultipart(boundary);
+  }
+
+ private:
+  void writeText() {
+    if (!plan_.html) {
+      return writeOwnText("plain", plan_.text);
+    }
+    const std::string boundary = beginMultipart("alternative", "a");
+    beginPart(boundary);
+    writeOwnText("plain", plan_.text);
+    beginPart(boundary);
+    writeHtml();
+    endMultipart(boundary);
+  }
+
+  void writeHtml() {
+    if (plan_.shown.empty()) {
+      return writeOwnText("html", *plan_.html);
+    }
+    const std::string boundary = beginMultipart("related", "r", "; type=\"text/html\"");
+    beginPart(boundary);
+    // What it shows may be named by an address that begins with its own.
+    for (const Part* part : plan_.source->layout().htmlText) {
+      if (part->type.value == "text/html" && !part->location.empty()) {
+        out_.add(locationField(*part));
+        break;
+      }
+    }
+    writeOwnText("html", *plan_.html);
+    for (const CarriedPart& part : plan_.shown) {
+      beginPart(boundary);
+      writePart(part);
+    }
+    endMultipart(boundary);
+  }
+
+  std::string beginMultipart(std::string_view subtype, std::string_view suffix,
+                             std::string_view parameters = {}) {
+    std::string boundary = plan_.boundary + std::string(suffix);
+    out_.add("Content-Type: multipart/");
+    out_.add(subtype);
+    out_.add(parameters);
+    out_.add(";\n boundary=\"" + boundary + "\"\n");
+    // Only "alternative" can be without any carried part.
+    if (plan_.eightBit && (subtype != "alternative" || !plan_.shown.empty())) {
+      out_.add("Content-Transfer-Encoding: 8bit\n");
+    }
+    out_.add("\n");
+    return boundary;
+  }
+
+  void beginPart(const std::string& boundary) { out_.add("\n--" + boundary + "\n"); }
+  void endMultipart(const std::string& boundary) { out_.add("\n--" + boundary + "--\n"); }
+
+  void writeOwnText(std::string_view subtype, const std::string& text) {
+    out_.add("Content-Type: text/" + std::string(subtype) + "; charset=utf-8\n");
+    if (isPlainAscii(text)) {
+      out_.add("Content-Transfer-Encoding: 7bit\n\n");
+      out_.add(text);
+    } else if (isMostlyAscii(text)) {
+      out_.add("Content-Transfer-Encoding: quoted-printable\n\n");
+      const auto filter = filterFor(Carriage::kEncodeQuotedPrintable, out_);
+      filter->put(text);
+      filter->end();
+    } else {
+      out_.add("Content-Transfer-Encoding: base64\n\n");
+      out_.add(encodeBase64(withNetworkLineEnds(text)));
+    }
+  }
+
+  /// The source but for its Bcc fields: what is signed begins below its header section.
+  void writeWhole() {
+    if (plan_.wholeIsFile) {
+      writeFileHeader(out_, "message.eml");
+    } else {
+      out_.add("Content-Type: message/rfc822\nContent-Disposition: attachment\n");
+      out_.add(plan_.eightBit ? "Content-Transfer-Encoding: 8bit\n\n" : "\n");
+    }
+    const HeaderBlock& headers = plan_.source->headers();
+    const auto filter = filterFor(plan_.wholeIsFile ? Carriage::kFile : Carriage::kAsIs, out_);
+    filter->put(fieldsForOthers(headers));
+    copy(headers.bodyOffset(), plan_.source->file().info().size, *filter);
+  }
+
+  void writePart(const CarriedPart& carried) {
+    const Part& part = *carried.part;
+    writePartHeader(out_, carried, &part == &plan_.source->layout().root());
+    const auto filter = filterFor(carried.carriage, out_);
+    const bool decodes =
+        carried.carriage == Carriage::kEncodeBase64 || carried.carriage == Carriage::kFile;
+    if (!decodes || part.encoding == TransferEncoding::kIdentity) {
+      return copy(part.body, part.end, *filter);
+    }
+    const auto read = decodeContent(plan_.source->file(), part, [&](std::string_view block) {
+      filter->put(block);
+      return !out_.failed();
+    });
+    filter->end();
+    if (!read) {
+      out_.fail(read.error());
+    }
+  }
+
+  void copy(std::uint64_t begin, std::uint64_t end, ContentFilter& filter) {
+    const auto read = readBlocks(plan_.source->file(), begin, end, [&](std::string_view block) {
+      filter.put(block);
+      begin += block.size();
+      return !out_.failed();
+    });
+    filter.end();
+    if (!read) {
+      out_.fail(read.error());
+    } else if (begin != end) {
+      out_.fail({EIO, "The message became shorter while it was being forwarded"});
+    }
+  }
+
+  const ForwardPlan& plan_;
+  ForwardOutput& out_;
+};
+
+}  // namespace
+
+Result<void> writeForward(const ForwardDraft& draft, OutputFile& out) {
+  const auto header = forwardHeader(draft);
+  if (!header) {
+    return header.error();
+  }
+  const auto plan = planForward(draft);
+  if (!plan) {
+    return plan.error();
+  }
+  ForwardOutput output(out);
+  output.add(*header);
+  BodyWriter(*plan, output).write();
+  output.endLine();
+  return output.finish();
+}
+
+}  // namespace relaybird

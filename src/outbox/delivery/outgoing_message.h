@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "outbox/delivery/transport.h"
+#include "platform/result.h"
+
+namespace relaybird {
+
+/// Makes a message ready to leave: the envelope is read from its From, To and Bcc fields, Bcc is
+/// taken out of it, and CR LF becomes LF. Fails for a message that can never leave: without a
+/// sender, without a recipient, or with an address that a mail command or server could mistake for
+/// something else (readWrittenField). Linear time; any thread. The message is changed in the place
+/// where it is, so that a large one is in memory once.
+Result<OutgoingMessage> prepareMessage(std::string file);
+
+/// The subject of a message as it is shown to people: UTF-8 on one line, cut to a length that fits
+/// a log. Works for any bytes.
+std::string messageSubject(std::string_view file);
+
+}  // namespace relaybird

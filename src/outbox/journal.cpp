@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: MIT
+#include "outbox/journal.h"
+
+#include <cerrno>
+#include <charconv>
+#include <utility>
+
+#include "outbox/journal_line.h"
+
+namespace relaybird {
+
+namespace {
+
+/// The file may grow by this much, and by as much again as it has to say, before it is rewritten.
+constexpr std::size_t kGrowth = std::size_t{256} << 10;
+/// A journal that is larger is none of ours.
+constexpr std::size_t kSizeLimit = std::size_t{256} << 20;
+/// For how long the Message-ID of a forward that failed is kept for the next try.
+constexpr std::int64_t kVoidSeconds = std::int64_t{30} * 24 * 60 * 60;
+
+constexpr std::string_view kIntent = "intent";
+constexpr std::string_view kDone = "done";
+constexpr std::string_view kVoid = "void";
+constexpr std::string_view kSettled = "settled";
+constexpr std::string_view kDelivered = "delivered";
+constexpr std::string_view kRemoved = "removed";
+
+std::int64_t secondsOf(DateTime moment) {
+  return std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch().count();
+}
+
+std::int64_t parseSeconds(const std::string& text) {
+  std::int64_t value = 0;
+  std::from_chars(text.data(), text.data() + text.size(), value);
+  return value;
+}
+
+}  // namespace
+
+Journal::Journal(FileSystem& files, const Clock& clock, std::string path)
+    : files_(files), clock_(clock), path_(std::move(path)) {}
+
+Result<std::unique_ptr<Journal>> Journal::open(FileSystem& files, const Clock& clock,
+                                               std::string path) {
+  std::unique_ptr<Journal> journal(new Journal(files, clock, std::move(path)));
+  if (auto loaded = journal->load(); !loaded) return loaded.error();
+  return journal;
+}
+
+Journal::~Journal() {
+  if (file_ && dirty_) (void)file_->sync();
+}
+
+Result<void> Journal::load() {
+  const auto info = files_.inspect(path_);
+  if (!info && info.error().code == ENOENT) {
+    intact_ = false;  // so that the first event makes the file, its name durably
+    return {};
+  }
+  if (!info) return info.error();
+  if (info->size > kSizeLimit) return Error{EFBIG, "The outbox journal " + path_ + " is too large"};
+  const auto bytes = readFile(files_, path_, kSizeLimit);
+  if (!bytes) return bytes.error();
+  size_ = bytes->size();
+  std::string_view rest = *bytes;
+  while (!rest.empty()) {
+    const std::size_t end = rest.find('\n');
+    if (end == rest.npos) {
+      intact_ = false;  // cut short: the next event must not be glued to it
+      break;
+    }
+    apply(rest.substr(0, end));
+    rest.remove_prefix(end + 1);
+  }
+  return {};
+}
+
+void Journal::apply(std::string_view line) {
+  const auto fields = decodeJournalLine(line);
+  if (!fields) {
+    ++damagedLines_;
+    return;
+  }
+  replay(*fields);
+  if (fields->size() != 2) return;
+  if (fields->front() == kDone) calledDone_.insert(fields->back());
+  if (fields->front() == kDelivered) calledDone_.erase(fields->back());
+}
+
+void Journal::replay(const std::vector<std::string>& fields) {
+  const std::string& event = fields[0];
+  if (event == kIntent && fields.size() == 5) {
+    forget(fields[2]);
+    records_[fields[2]] = {fields[3], fields[4], ForwardRecord::State::kIntended,
+                           parseSeconds(fields[1])};
+    entryOfFile_[fields[4]] = fields[2];
+  } else if (fields.size() != 2) {
+    ++damagedLines_;
+  } else if (event == kSettled) {
+    forget(fields[1]);
+  } else if (event == kRemoved) {
+    delivered_.erase(fields[1]);
+  } else if (event == kVoid) {
+    setState(fields[1], ForwardRecord::State::kVoid);
+  } else if (event == kDone) {
+    setState(fields[1], ForwardRecord::State::kSent);
+  } else if (event == kDelivered) {
+    setState(fields[1], ForwardRecord::State::kSent);
+    delivered_.insert(fields[1]);
+  } else {
+    ++damagedLines_;
+  }
+}
+
+const ForwardRecord* Journal::find(const std::string& entryId) const {
+  const auto found = records_.find(entryId);
+  return found == records_.end() ? nullptr : &found->second;
+}
+
+void Journal::setState(const std::string& file, ForwardRecord::State state) {
+  const auto entry = entryOfFile_.find(file);
+  if (entry != entryOfFile_.end()) records_.at(entry->second).state = state;
+}
+
+void Journal::forget(const std::string& entryId) {
+  const auto record = records_.find(entryId);
+  if (record == records_.end()) return;
+  entryOfFile_.erase(record->second.file);
+  records_.erase(record);
+}
+
+Result<void> Journal::intend(const std::string& entryId, const std::string& messageId,
+                             const std::string& file) {
+  const std::string time = std::to_string(secondsOf(clock_.now()));
+  replay({std::string(kIntent), time, entryId, messageId, file});
+  auto written = append(encodeJournalLine({kIntent, time, entryId, messageId, file}), true);
+  if (!written) replay({std::string(kVoid), file});
+  return written;
+}
+
+Result<void> Journal::change(std::string_view event, const std::string& subject, bool sync) {
+  replay({std::string(event), subject});
+  return append(encodeJournalLine({event, subject}), sync);
+}
+
+Result<void> Journal::done(const std::string& file) {
+  return change(kDone, file, false);
+}
+
+Result<void> Journal::annul(const std::string& file) {
+  return change(kVoid, file, false);
+}
+
+Result<void> Journal::deliver(const std::string& file) {
+  return change(kDelivered, file, true);
+}
+
+Result<void> Journal::settle(const std::string& entryId) {
+  if (!find(entryId)) return {};
+  return change(kSettled, entryId, false);
+}
+
+Result<void> Journal::removed(const std::vector<std::string>& files) {
+  std::string lines;
+  for (const std::string& file : files) {
+    if (delivered_.erase(file) > 0) lines += encodeJournalLine({kRemoved, file});
+  }
+  if (lines.empty()) return {};
+  return append(lines, false);
+}
+
+Result<void> Journal::mend() {
+  return failed_ ? append({}, true) : Result<void>();
+}
+
+Result<void> Journal::append(std::string_view lines, bool sync) {
+  const bool grown = size_ > kGrowth + 2 * compactedSize_;
+  auto written = intact_ && !grown ? write(lines, sync) : rewrite();
+  intact_ = static_cast<bool>(written);
+  failed_ = !intact_;
+  if (failed_) file_.reset();
+  return written;
+}
+
+Result<void> Journal::write(std::string_view lines, bool sync) {
+  if (!file_) {
+    auto file = files_.append(path_);
+    if (!file) return file.error();
+    file_ = std::move(*file);
+  }
+  if (auto written = file_->write(lines); !written) return written;
+  size_ += lines.size();
+  dirty_ = true;
+  if (!sync) return {};
+  dirty_ = false;
+  return file_->sync();
+}
+
+/// The change that is to be written is part of what is known already.
+Result<void> Journal::rewrite() {
+  const std::string bytes = snapshot();
+  file_.reset();
+  dirty_ = false;
+  auto replaced = replaceFile(files_, path_, bytes);
+  if (replaced) size_ = compactedSize_ = bytes.size();
+  return replaced;
+}
+
+std::string Journal::snapshot() {
+  const std::int64_t oldest = secondsOf(clock_.now()) - kVoidSeconds;
+  std::erase_if(records_, [&](const auto& item) {
+    const ForwardRecord& record = item.second;
+    const bool stale = record.state == ForwardRecord::State::kVoid && record.time < oldest;
+    if (stale) entryOfFile_.erase(record.file);
+    return stale;
+  });
+  std::string bytes;
+  for (const auto& [entry, record] : records_) {
+    bytes += encodeJournalLine(
+        {kIntent, std::to_string(record.time), entry, record.messageId, record.file});
+    if (record.state == ForwardRecord::State::kIntended) continue;
+    const bool sent = record.state == ForwardRecord::State::kSent;
+    bytes += encodeJournalLine({sent ? kDone : kVoid, record.file});
+  }
+  for (const std::string& file : delivered_) bytes += encodeJournalLine({kDelivered, file});
+  return bytes;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include "platform/posix/posix_pipe.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace relaybird {
+
+namespace {
+
+FileDescriptor aboveStandardStreams(FileDescriptor descriptor) {
+  if (descriptor.get() > STDERR_FILENO) return descriptor;
+  return FileDescriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+/// MFD_NOEXEC_SEAL, of Linux 6.3; headers of before have no name for it.
+constexpr unsigned kNoExecSeal = 0x8;
+
+/// Where vm.memfd_noexec is 2 the kernel refuses a file that may be executed, and an older kernel
+/// the flag that says that this one may not.
+FileDescriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
+  constexpr unsigned kFlags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
+  int number = create("message", kFlags | kNoExecSeal);
+  if (number < 0 && errno == EINVAL) number = create("message", kFlags);
+  return FileDescriptor(number);
+}
+
+}  // namespace
+
+void FileDescriptor::close() {
+  if (number_ >= 0) ::close(number_);
+  number_ = -1;
+}
+
+std::optional<Pipe> makePipe() {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return std::nullopt;
+  Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+  pipe.read = aboveStandardStreams(std::move(pipe.read));
+  pipe.write = aboveStandardStreams(std::move(pipe.write));
+  if (!pipe.read.isOpen() || !pipe.write.isOpen()) return std::nullopt;
+  return pipe;
+}
+
+FileDescriptor makeInput(std::string_view bytes, int (*create)(const char*, unsigned)) {
+  FileDescriptor file = aboveStandardStreams(makeMemoryFile(create));
+  while (file.isOpen() && !bytes.empty()) {
+    const ssize_t count = write(file.get(), bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return {};
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  constexpr int kSeals = F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK | F_SEAL_SEAL;
+  const bool ready = file.isOpen() && fcntl(file.get(), F_ADD_SEALS, kSeals) == 0 &&
+                     lseek(file.get(), 0, SEEK_SET) == 0;
+  return ready ? std::move(file) : FileDescriptor();
+}
+
+void setNonBlocking(const FileDescriptor& descriptor) {
+  fcntl(descriptor.get(), F_SETFL, fcntl(descriptor.get(), F_GETFL) | O_NONBLOCK);
+}
+
+}  // namespace relaybird

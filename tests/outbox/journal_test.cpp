@@ -1,0 +1,294 @@
+// SPDX-License-Identifier: MIT
+#include "outbox/journal.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "outbox/journal_line.h"
+#include "platform/posix/posix_file_system.h"
+#include "support/fake_clock.h"
+#include "support/faulty_file_system.h"
+#include "support/temp_folder.h"
+
+namespace relaybird {
+namespace {
+
+using State = ForwardRecord::State;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class JournalTest : public testing::Test {
+ protected:
+  std::unique_ptr<Journal> open() { return std::move(Journal::open(files, clock, path).value()); }
+  std::string bytes() { return readBytes(path); }
+
+  TempFolder temp;
+  FakeClock clock;
+  RecordingSleeper sleeper{clock};
+  PosixFileSystem disk{sleeper};
+  FaultyFileSystem files{disk};
+  std::string path = temp.path("journal");
+};
+
+TEST(JournalLine, EveryByteComesBack) {
+  std::string all;
+  for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
+  const std::string line = encodeJournalLine({"event", all, "", "%"});
+  EXPECT_EQ(line.find('\n'), line.size() - 1);
+  const auto fields = decodeJournalLine(std::string_view(line).substr(0, line.size() - 1));
+  ASSERT_TRUE(fields);
+  EXPECT_THAT(*fields, ElementsAre("event", all, "", "%"));
+}
+
+TEST(JournalLine, NoBeginningOfALinePassesForALine) {
+  const std::string line = encodeJournalLine({"intent", "1", "entry", "id", "file"});
+  for (std::size_t size = 0; size + 1 < line.size(); ++size) {
+    EXPECT_FALSE(decodeJournalLine(std::string_view(line).substr(0, size))) << size;
+  }
+}
+
+TEST(JournalLine, AChangedByteIsNoticed) {
+  const std::string line = encodeJournalLine({"done", "file"});
+  for (std::size_t at = 0; at + 1 < line.size(); ++at) {
+    std::string damaged = line.substr(0, line.size() - 1);
+    damaged[at] = static_cast<char>(damaged[at] ^ 1);
+    EXPECT_FALSE(decodeJournalLine(damaged)) << at;
+  }
+}
+
+TEST_F(JournalTest, RemembersEachRecordAcrossRuns) {
+  const std::string odd("entry \n\0%\xff", 10);
+  {
+    const auto journal = open();
+    ASSERT_TRUE(journal->intend(odd, "id 1@example", "file 1"));
+    ASSERT_TRUE(journal->done("file 1"));
+    ASSERT_TRUE(journal->intend("two", "id2", "file2"));
+    ASSERT_TRUE(journal->annul("file2"));
+    ASSERT_TRUE(journal->intend("three", "id3", "file3"));
+    ASSERT_TRUE(journal->intend("four", "id4", "file4"));
+    ASSERT_TRUE(journal->settle("four"));
+    ASSERT_TRUE(journal->deliver("file 1"));
+    ASSERT_TRUE(journal->deliver("other"));
+    ASSERT_TRUE(journal->removed({"other", "unheard of"}));
+  }
+  const auto journal = open();
+  ASSERT_TRUE(journal->find(odd));
+  EXPECT_EQ(journal->find(odd)->state, State::kSent);
+  EXPECT_EQ(journal->find(odd)->messageId, "id 1@example");
+  EXPECT_EQ(journal->find(odd)->file, "file 1");
+  EXPECT_EQ(journal->find("two")->state, State::kVoid);
+  EXPECT_EQ(journal->find("three")->state, State::kIntended);
+  EXPECT_FALSE(journal->find("four"));
+  EXPECT_THAT(journal->delivered(), ElementsAre("file 1"));
+  EXPECT_EQ(journal->damagedLines(), 0u);
+}
+
+TEST_F(JournalTest, AnIntentIsOnTheMediumWhenTheCallReturnsAndDoneCostsNoSync) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("first", "id", "file"));
+  files.reset();
+  ASSERT_TRUE(journal->intend("entry", "id", "file2"));
+  ASSERT_TRUE(journal->done("file2"));
+  ASSERT_EQ(files.record().size(), 4u);
+  EXPECT_THAT(files.record()[0], HasSubstr("append " + path));
+  EXPECT_THAT(files.record()[1], HasSubstr("write " + path));
+  EXPECT_THAT(files.record()[2], HasSubstr("sync " + path));
+  EXPECT_THAT(files.record()[3], HasSubstr("write " + path));
+}
+
+TEST_F(JournalTest, AnOrderlyEndSyncsOnceWhatWasWrittenWithoutASync) {
+  {
+    const auto journal = open();
+    ASSERT_TRUE(journal->intend("entry", "id", "file"));
+    ASSERT_TRUE(journal->intend("other", "id", "file2"));
+    ASSERT_TRUE(journal->done("file"));
+    ASSERT_TRUE(journal->settle("entry"));
+    files.reset();
+  }
+  EXPECT_THAT(files.record(), ElementsAre("sync " + path));
+  files.reset();
+  {
+    const auto journal = open();
+    ASSERT_TRUE(journal->deliver("file2"));
+    files.reset();
+  }
+  EXPECT_THAT(files.record(), IsEmpty()) << "all was on the medium";
+}
+
+TEST_F(JournalTest, ASettlementThatCouldNotBeWrittenIsReportedAndMadeUpForByTheNextChange) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("entry", "id", "file"));
+  ASSERT_TRUE(journal->done("file"));
+  files.reset();
+  files.failStep(1, ENOSPC);
+  const auto settled = journal->settle("entry");
+  ASSERT_FALSE(settled);
+  EXPECT_EQ(settled.error().code, ENOSPC);
+  EXPECT_FALSE(journal->find("entry"));
+  EXPECT_TRUE(open()->find("entry")) << "the file does not know it yet";
+  ASSERT_TRUE(journal->intend("next", "id2", "file2"));
+  EXPECT_FALSE(open()->find("entry"));
+}
+
+TEST_F(JournalTest, TheLatestIntentOfAnEntryCounts) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("entry", "id", "old"));
+  ASSERT_TRUE(journal->intend("entry", "id", "new"));
+  ASSERT_TRUE(journal->done("old"));
+  EXPECT_EQ(journal->find("entry")->state, State::kIntended);
+  EXPECT_EQ(journal->find("entry")->file, "new");
+}
+
+TEST_F(JournalTest, ATornLastLineIsIgnoredWhereverItIsTornAndTheNextOneIsWhole) {
+  {
+    const auto journal = open();
+    ASSERT_TRUE(journal->intend("kept", "id1", "file1"));
+    ASSERT_TRUE(journal->intend("torn", "id2", "file2"));
+  }
+  const std::string whole = bytes();
+  const std::size_t first = whole.find('\n') + 1;
+  for (std::size_t size = first; size < whole.size(); ++size) {
+    writeBytes(path, whole.substr(0, size));
+    {
+      const auto journal = open();
+      EXPECT_TRUE(journal->find("kept"));
+      EXPECT_FALSE(journal->find("torn")) << size;
+      EXPECT_EQ(journal->damagedLines(), 0u);
+      ASSERT_TRUE(journal->intend("next", "id3", "file3"));
+    }
+    const auto journal = open();
+    EXPECT_TRUE(journal->find("kept"));
+    EXPECT_TRUE(journal->find("next"));
+    EXPECT_EQ(journal->damagedLines(), 0u);
+  }
+}
+
+TEST_F(JournalTest, DamagedLinesAreLeftOutAndCounted) {
+  {
+    const auto journal = open();
+    ASSERT_TRUE(journal->intend("kept", "id1", "file1"));
+  }
+  writeBytes(path, std::string(5, '\0') + "\nrubbish\n" + bytes() + "\n" +
+                       encodeJournalLine({"unheard", "of"}) + encodeJournalLine({"done"}));
+  const auto journal = open();
+  EXPECT_TRUE(journal->find("kept"));
+  EXPECT_EQ(journal->records().size(), 1u);
+  EXPECT_EQ(journal->damagedLines(), 5u);
+}
+
+TEST_F(JournalTest, AFailedWriteIsMadeUpForByTheNextOne) {
+  for (const bool tear : {false, true}) {
+    writeBytes(path, "");
+    const auto journal = open();
+    ASSERT_TRUE(journal->intend("before", "id0", "file0"));
+    files.reset();
+    files.tearFailingWrites(tear);
+    files.failStep(1, ENOSPC);
+    EXPECT_FALSE(journal->done("file0"));
+    ASSERT_TRUE(journal->intend("after", "id1", "file1"));
+    files.reset();
+
+    const auto again = open();
+    EXPECT_EQ(again->find("before")->state, State::kSent);
+    EXPECT_EQ(again->find("after")->state, State::kIntended);
+    EXPECT_EQ(again->damagedLines(), 0u);
+  }
+}
+
+TEST_F(JournalTest, WhatCouldNotBeWrittenIsWrittenWhenItIsMended) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("entry", "id", "file"));
+  files.reset();
+  ASSERT_TRUE(journal->mend());
+  EXPECT_EQ(files.steps(), 0u) << "there is nothing to mend";
+  files.failFromStep(1, ENOSPC);
+  EXPECT_FALSE(journal->done("file"));
+  EXPECT_FALSE(journal->mend());
+  files.reset();
+  ASSERT_TRUE(journal->mend());
+  EXPECT_EQ(open()->find("entry")->state, State::kSent);
+}
+
+TEST_F(JournalTest, AnIntentThatCouldNotBeWrittenIsVoidAndKeepsItsMessageId) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("other", "id0", "file0"));
+  files.reset();
+  files.failFromStep(1, EIO);
+  const auto failed = journal->intend("entry", "id", "file");
+  ASSERT_FALSE(failed);
+  EXPECT_EQ(failed.error().code, EIO);
+  EXPECT_THAT(failed.error().text, Not(IsEmpty()));
+  EXPECT_EQ(journal->find("entry")->state, State::kVoid);
+  EXPECT_EQ(journal->find("entry")->messageId, "id");
+}
+
+TEST_F(JournalTest, StaysSmallOverMonths) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("unsettled", "id", "file"));
+  ASSERT_TRUE(journal->done("file"));
+  std::size_t largest = 0;
+  for (int number = 0; number < 600; ++number) {
+    const std::string file = "file" + std::to_string(number);
+    ASSERT_TRUE(journal->intend("entry", std::string(1000, 'i'), file));
+    ASSERT_TRUE(journal->done(file));
+    ASSERT_TRUE(journal->settle("entry"));
+    if (number % 10 == 0) largest = std::max(largest, bytes().size());
+  }
+  EXPECT_LT(largest, 300'000u);
+  EXPECT_GT(largest, 100'000u);  // it does not rewrite the file all the time either
+  const auto again = open();
+  EXPECT_EQ(again->records().size(), 1u);
+  EXPECT_EQ(again->find("unsettled")->state, State::kSent);
+}
+
+TEST_F(JournalTest, TheMessageIdOfAFailedForwardIsForgottenAfterAMonth) {
+  const auto journal = open();
+  ASSERT_TRUE(journal->intend("failed", "id1", "file1"));
+  ASSERT_TRUE(journal->annul("file1"));
+  ASSERT_TRUE(journal->intend("sent", "id2", "file2"));
+  ASSERT_TRUE(journal->done("file2"));
+  clock.advance(std::chrono::hours{31 * 24});
+  for (int number = 0; number < 3000; ++number) {
+    ASSERT_TRUE(journal->done(std::string(100, 'x')));
+  }
+  const auto again = open();
+  EXPECT_FALSE(again->find("failed"));
+  EXPECT_TRUE(again->find("sent"));
+}
+
+TEST_F(JournalTest, ARewriteThatFailsAtAnyStepLosesNothing) {
+  for (std::size_t step = 1; step <= 6; ++step) {
+    writeBytes(path, "");
+    {
+      const auto journal = open();
+      ASSERT_TRUE(journal->intend("kept", "id1", "file1"));
+      while (bytes().size() <= 256u << 10) {
+        ASSERT_TRUE(journal->done(std::string(50000, 'x')));
+      }
+      files.reset();
+      files.failStep(step, ENOSPC);
+      (void)journal->done("file1");
+      files.reset();
+      ASSERT_TRUE(journal->intend("next", "id2", "file2")) << step;
+    }
+    const auto again = open();
+    ASSERT_TRUE(again->find("kept")) << step;
+    EXPECT_EQ(again->find("kept")->state, State::kSent) << step;
+    EXPECT_TRUE(again->find("next")) << step;
+    EXPECT_LT(bytes().size(), 100'000u);
+  }
+}
+
+TEST_F(JournalTest, AFileThatCannotBeReadIsAnErrorAndNoEmptyJournal) {
+  ASSERT_TRUE(disk.createFolder(path));
+  const auto opened = Journal::open(files, clock, path);
+  ASSERT_FALSE(opened);
+  EXPECT_THAT(opened.error().text, HasSubstr(path));
+}
+
+}  // namespace
+}  // namespace relaybird

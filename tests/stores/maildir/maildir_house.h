@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// A Maildir store with everything around it: its folders, its clock, its queue, its way out.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "stores/maildir/maildir_disk.h"
+#include "stores/maildir/maildir_store.h"
+#include "support/fake_timers.h"
+
+namespace relaybird {
+
+/// Takes everything, or what `answer` says.
+class FakeTransport : public Transport {
+ public:
+  Outcome deliver(const OutgoingMessage& message, std::stop_token) override {
+    taken.push_back(message);
+    return answer ? answer(message) : Outcome{};
+  }
+
+  std::vector<OutgoingMessage> taken;
+  std::function<Outcome(const OutgoingMessage&)> answer;
+};
+
+/// Different bytes at every call, the same in every run with the same seed.
+RandomBytes countingRandom(std::uint64_t seed = 1);
+
+/// The outbox as a reader of the disk sees it.
+struct OutboxFile {
+  std::string name;
+  std::string bytes;
+};
+std::vector<OutboxFile> outboxFiles(const std::string& folder);
+
+/// The value of a header field that stands on one line; empty where there is none.
+std::string fieldOf(std::string_view message, const std::string& name);
+
+struct MaildirHouse : MaildirDisk {
+  MaildirHouse();
+
+  /// Opens the store, for the first time or again.
+  void open();
+  void close() { store.reset(); }
+
+  ObjectFactory& factory() { return store->factory(); }
+  std::shared_ptr<Application> application() {
+    return createAs<Application>(factory(), prog_id::kApplication);
+  }
+  std::shared_ptr<Namespace> mapi() { return application()->GetNamespace("MAPI"); }
+  std::shared_ptr<ItemCollection> items() { return mapi()->GetDefaultInbox()->Items(); }
+  std::shared_ptr<ItemCollection> unread() { return items()->Restrict("[Unread]=true"); }
+  std::vector<OutboxFile> outbox() const { return outboxFiles(settings.outbox); }
+  /// Forwards the item to one address as the inbox pass does.
+  void forward(const std::shared_ptr<MailItem>& item);
+
+  FakeEventQueue events;
+  InlineExecutor executor;
+  FakeTransport transport;
+  std::vector<std::string> notices;
+  MaildirSettings settings;
+  /// Whether the Maildir is this program's alone.
+  std::function<Result<void>(const std::string& maildir)> lock = [](const std::string&) {
+    return Result<void>();
+  };
+  bool delivering = false;  ///< whether the store has a way out
+  std::uint64_t opened = 0;
+  std::unique_ptr<MaildirStore> store;
+};
+
+}  // namespace relaybird
