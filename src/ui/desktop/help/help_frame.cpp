@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "ui/desktop/help/help_pictures.h"
 #include "ui/desktop/help/help_theme.h"
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/layout.h"
@@ -253,6 +254,7 @@ void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
   nameOptionsOnceThere(help);
   followTheme(*help.GetHtmlWindow());
   leaveRoomInFields(help);
+  showPictures(help);
   giveRoom(frame, help);
   layOutWhereThereIsRoom(help);
   closeByKeys(frame);

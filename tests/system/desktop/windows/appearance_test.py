@@ -12,6 +12,8 @@ READ_ONLY = ("Running Since:", "Number Forwarded:", "Minutes to Next Check:",
              "Forwards to [1 address]:")
 # Pixels of the shades between two colours, along the edges of a drawing: more make it look smeared.
 SMEARED = 0.15
+# The cover of the book in the contents of the manual, where nothing else is orange.
+COVER = (0xF6, 0xA0, 0x2D)
 
 
 class Pictures(DesktopCase):
@@ -29,23 +31,61 @@ class Pictures(DesktopCase):
         pure = sum(number for _, number in counted.most_common(6))
         return 1 - pure / sum(counted.values())
 
-    def is_doubled(self, widget):
+    def is_doubled(self, rows):
         """Whether each pixel of a picture was made four."""
-        rows = self.pixels(widget)
         return all(upper == lower and upper[::2] == upper[1::2]
                    for upper, lower in zip(rows[::2], rows[1::2]))
+
+    def drawing(self, widget, is_part):
+        """The pixels of a widget around all that have certain colours."""
+        rows = self.pixels(widget)
+        places = [(x, y) for y, row in enumerate(rows)
+                  for x, colour in enumerate(row) if is_part(colour)]
+        if not places:
+            return []
+        left, top = map(min, zip(*places))
+        right, bottom = map(max, zip(*places))
+        return [row[left:right + 1] for row in rows[top:bottom + 1]]
+
+    def wait_for_drawing(self, widget, side, is_part):
+        """The same, once its longer side is as long as wanted: what is painted comes a little after
+        what is told."""
+        def right_one():
+            rows = self.drawing(widget, is_part)
+            return rows and abs(max(len(rows), len(rows[0])) - side) <= 1.5 and rows
+
+        return self.wait_until(f"a drawing of {side} pixels in {widget}", right_one)
+
+    def check_manual(self, size):
+        """`size` is that of the letters on the screen, 1 for the ordinary one."""
+        self.desktop.xdotool("mousemove", 2599, 1999)  # away from the tools
+        self.program.window(MAIN).choose("Help", "Help Index...")
+        manual = self.program.window("Help: ...")
+        manual.point()  # it stands still
+        tools = manual.find(role="tool bar").find_all(role="push button")
+        self.assertEqual(8, len(tools))
+        for tool in tools:
+            below = ground(self.desktop, [self.program.scale * each for each in tool.extents])
+            drawing = self.wait_for_drawing(
+                tool, 22 * size, lambda colour, below=below: contrast(below, colour) > 1.5)
+            self.assertFalse(self.is_doubled(drawing), tool)
+        book = self.wait_for_drawing(manual.find("Contents", "scroll pane"), 10 * size,
+                                     lambda colour: colour == COVER)
+        self.assertFalse(self.is_doubled(book), "the book of the contents")
+        manual.close()
 
     def check(self, environment, side, scale=1):
         main = self.start(environment, scale)
         self.assertEqual({(side, side)}, self.sides(main))
         for picture in main.find_all(role="icon"):
             self.assertLess(self.smeared(picture), SMEARED, picture)
-            self.assertFalse(self.is_doubled(picture), picture)
+            self.assertFalse(self.is_doubled(self.pixels(picture)), picture)
         main.choose("Help", "About...")
         about = self.program.window("About Relaybird")
         self.assertEqual({(side * 4 // 3, side * 4 // 3)}, self.sides(about))
         self.desktop.keys("Escape")
         about.wait_gone()
+        self.check_manual(scale * side / 48)
         settings = self.open_settings("Cell Phone")
         for name in ("Cell phone format", "Standard format"):
             button = settings.find(name, "push button")
