@@ -43,6 +43,18 @@ void addFile(const std::string& name, std::string_view bytes) {
   }
 }
 
+/// Once another window has been there, the toolkit asks the window manager how wide its borders are
+/// before it shows this one, and forgets over the answer where it was to be.
+void holdPlace(wxFrame& frame) {
+  frame.Bind(wxEVT_SHOW,
+             [&frame, place = frame.GetPosition(), held = false](wxShowEvent& event) mutable {
+               event.Skip();
+               if (!std::exchange(held, true)) {
+                 frame.Move(place);
+               }
+             });
+}
+
 /// Finishes each window before it is seen: shown as small as the toolkit makes it, its parts would
 /// have less room than they can do with.
 class Controller : public wxHtmlHelpController {
@@ -57,6 +69,7 @@ class Controller : public wxHtmlHelpController {
     wxHtmlHelpFrame* frame = wxHtmlHelpController::CreateHelpFrame(data);
     finishHelpFrame(*frame, *frame->GetHelpWindow());
     onMade_(*frame);
+    holdPlace(*frame);
     return frame;
   }
 

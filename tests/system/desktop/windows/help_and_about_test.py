@@ -16,6 +16,11 @@ OPENERS = ("/usr/bin/xdg-open", "/usr/bin/gio")
 TOOLS = ("gnome-control-center", "kinfocenter", "hardinfo2", "hardinfo")
 
 
+def middle(window):
+    left, top, width, height = window.extents
+    return left + width // 2, top + height // 2
+
+
 class HelpCase(DesktopCase):
     def open_help(self):
         self.program.window(MAIN).choose("Help", "Help Index...")
@@ -150,6 +155,14 @@ class Help(HelpCase):
         self.assertIn("Print this page", looks[0][1])
         self.assertEqual(["Page", "Contents"], looks[0][2])
         self.leave()
+
+    def test_it_opens_over_the_main_window_also_after_another_window(self):
+        main = self.start()
+        self.open_log().close()
+        window = self.open_help()
+        window.point()  # it stands still
+        for one, other in zip(middle(main), middle(window)):
+            self.assertAlmostEqual(one, other, delta=20, msg=f"{main.extents} {window.extents}")
 
     def test_leaving_closes_it(self):
         self.start()
