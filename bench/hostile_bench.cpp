@@ -22,7 +22,7 @@ constexpr double kLimit = 2.5 * kGrowth;
 
 struct Trap {
   std::string name;
-  int size;  ///< of the small input, in pieces
+  int size;  // of the small input, in pieces
   std::function<std::string(int)> make;
   std::function<void(const std::string&)> read;
 };

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kAttachmentBytes = 100'000'000;
 constexpr long kLimitMegabytes = 300;
 
-/// Base64 lines of 76 characters stand for 57 bytes each.
+// Base64 lines of 76 characters stand for 57 bytes each.
 void writeLargeMessage(const std::string& path) {
   std::ofstream out(path, std::ios::binary);
   out << "From: Bob Example <bob@example.com>\nTo: ann@example.org\nSubject: Film\nMIME-Version: "
@@ -31,7 +31,7 @@ void writeLargeMessage(const std::string& path) {
   out << "--b--\n";
 }
 
-/// In the child: forwards the message that lies in the inbox and delivers it. 0 when that was done.
+// In the child: forwards the message that lies in the inbox and delivers it. 0 when that was done.
 int forwardIt(MaildirBench& maildir, const DiscardingTransport& transport) {
   maildir.world.timePass();
   return transport.taken == 1 && maildir.waiting() == 0 ? 0 : 1;

@@ -47,7 +47,7 @@ struct LogWorld {
   frmLog log;
 };
 
-/// Per line, added to a log of that many lines.
+// Per line, added to a log of that many lines.
 void addLines(benchmark::State& state, int before) {
   for (auto _ : state) {
     LogWorld world(before);

@@ -37,12 +37,12 @@ std::string sampleMessage(int number) {
   return message;
 }
 
-/// Bytes up to and with the blank line, as a reader of headers that knows their size would read.
+// Bytes up to and with the blank line, as a reader of headers that knows their size would read.
 std::size_t headerSize() {
   return sampleMessage(kListed).find("\n\n") + 2;
 }
 
-/// Per message: one listing, then the sender and the subject rule on each; nothing is forwarded.
+// Per message: one listing, then the sender and the subject rule on each; nothing is forwarded.
 void decide(benchmark::State& state) {
   MaildirBench maildir;
   maildir.fill(kListed, sampleMessage);
@@ -61,7 +61,7 @@ void decide(benchmark::State& state) {
   }
 }
 
-/// Per message: the same folder listed, and the same header bytes read by open, read and close.
+// Per message: the same folder listed, and the same header bytes read by open, read and close.
 void plainRead(benchmark::State& state) {
   MaildirBench maildir;
   maildir.fill(kListed, sampleMessage);
@@ -81,7 +81,7 @@ void plainRead(benchmark::State& state) {
   }
 }
 
-/// Per message that stands on the ignore list.
+// Per message that stands on the ignore list.
 void passOverIgnored(benchmark::State& state) {
   MaildirBench maildir;
   maildir.fill(kListed, sampleMessage);
@@ -93,7 +93,7 @@ void passOverIgnored(benchmark::State& state) {
   }
 }
 
-/// Per identifier: finding it among the same identifiers.
+// Per identifier: finding it among the same identifiers.
 void bareLookUp(benchmark::State& state) {
   MaildirBench maildir;
   maildir.fill(kListed, sampleMessage);
@@ -112,7 +112,7 @@ void bareLookUp(benchmark::State& state) {
   }
 }
 
-/// Per message: the whole way from the inbox into the outbox.
+// Per message: the whole way from the inbox into the outbox.
 void forwardAll(benchmark::State& state) {
   for (auto _ : state) {
     MaildirBench maildir;
@@ -125,7 +125,7 @@ void forwardAll(benchmark::State& state) {
   }
 }
 
-/// Per file: written, synced, renamed into place, its folder synced.
+// Per file: written, synced, renamed into place, its folder synced.
 void plainWrite(benchmark::State& state) {
   const std::string message = sampleMessage(1);
   for (auto _ : state) {

@@ -21,7 +21,7 @@ MemoryItem sampleItem(int number) {
   return item;
 }
 
-/// A store with that many unread items, and the engine over it.
+// A store with that many unread items, and the engine over it.
 struct MemoryWorld {
   explicit MemoryWorld(int items) : store(events), world(files, store.factory()) {
     for (int i = 0; i < items; ++i) {
@@ -37,7 +37,7 @@ struct MemoryWorld {
   std::vector<std::string> ids;
 };
 
-/// Per item: the whole way from the inbox to the outbox.
+// Per item: the whole way from the inbox to the outbox.
 void passOver(benchmark::State& state, int items) {
   for (auto _ : state) {
     MemoryWorld memory(items);
@@ -50,7 +50,7 @@ void passOver(benchmark::State& state, int items) {
 
 constexpr int kIgnoredItems = 10000;
 
-/// Per item that stands on the ignore list.
+// Per item that stands on the ignore list.
 void passOverIgnored(benchmark::State& state) {
   MemoryWorld memory(kIgnoredItems);
   memory.world.prefs.fields().mintSenderFilter = kForwardAllButListed;
@@ -70,7 +70,7 @@ void passOverIgnored(benchmark::State& state) {
   }
 }
 
-/// Per identifier: finding it among the same identifiers.
+// Per identifier: finding it among the same identifiers.
 void bareLookUp(benchmark::State& state) {
   const MemoryWorld memory(kIgnoredItems);
   const std::unordered_set<std::string> set(memory.ids.begin(), memory.ids.end());

@@ -22,10 +22,12 @@ void write(const std::filesystem::path& file, std::string_view bytes) {
   std::filesystem::create_directories(file.parent_path());
   std::ofstream out(file, std::ios::binary);
   out << bytes;
-  if (!out.flush()) throw std::runtime_error("cannot write " + file.string());
+  if (!out.flush()) {
+    throw std::runtime_error("cannot write " + file.string());
+  }
 }
 
-/// Each field as that target reads it: a letter that names the reader, then the field's value.
+// Each field as that target reads it: a letter that names the reader, then the field's value.
 void writeFields(const HeaderBlock& headers, const std::filesystem::path& folder,
                  const std::string& name) {
   static constexpr std::pair<const char*, char> kReaders[] = {
@@ -43,7 +45,9 @@ void writeAll(std::uint32_t number, const std::filesystem::path& folder) {
   const std::string mail = MailMaker(number).make();
   write(folder / "message" / name, mail);
   const auto message = Message::read(memoryFile(mail));
-  if (!message) throw std::runtime_error("cannot read what was made");
+  if (!message) {
+    throw std::runtime_error("cannot read what was made");
+  }
   writeFields((*message)->headers(), folder / "words_and_addresses", name);
   if (const auto& html = (*message)->htmlBody()) {
     write(folder / "html_text" / name, "utf-8\n" + *html);

@@ -20,18 +20,22 @@ namespace relaybird {
 namespace {
 
 void require(bool holds, const char* what) {
-  if (holds) return;
+  if (holds) {
+    return;
+  }
   std::cerr << "does not hold: " << what << '\n';
   std::abort();
 }
 
-/// A disk of nothing but files in memory.
+// A disk of nothing but files in memory.
 class MemoryFiles : public FileSystem {
  public:
   std::map<std::string, std::string> contents;
 
   Result<FileInfo> inspect(const std::string& path) override {
-    if (!contents.contains(path)) return Error{ENOENT, path};
+    if (!contents.contains(path)) {
+      return Error{ENOENT, path};
+    }
     return FileInfo{FileType::kRegular, contents[path].size(), kNoDate, 0, 0};
   }
   Result<std::vector<FolderEntry>> list(const std::string& path) override {
@@ -39,11 +43,15 @@ class MemoryFiles : public FileSystem {
   }
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
     const auto info = inspect(path);
-    if (!info) return info.error();
+    if (!info) {
+      return info.error();
+    }
     return std::unique_ptr<InputFile>(std::make_unique<Input>(contents[path], *info));
   }
   Result<std::unique_ptr<OutputFile>> create(const std::string& path) override {
-    if (contents.contains(path)) return Error{EEXIST, path};
+    if (contents.contains(path)) {
+      return Error{EEXIST, path};
+    }
     return append(path);
   }
   Result<std::unique_ptr<OutputFile>> append(const std::string& path) override {
@@ -122,7 +130,7 @@ std::vector<std::string> linesOf(std::string_view text) {
   return lines;
 }
 
-/// The names of all lines that look like sections and keys, however they count.
+// The names of all lines that look like sections and keys, however they count.
 std::vector<std::pair<std::string, std::string>> namesIn(const std::vector<std::string>& lines) {
   std::vector<std::pair<std::string, std::string>> names;
   std::string section;
@@ -145,7 +153,7 @@ bool sameName(std::string_view left, std::string_view right) {
                     [&](char a, char b) { return lower(a) == lower(b); });
 }
 
-/// How a value that was set comes back.
+// How a value that was set comes back.
 std::string asRead(std::string_view value) {
   value = trimProfileBlanks(value);
   if (value.size() >= 2 && value.front() == value.back() &&
@@ -155,7 +163,7 @@ std::string asRead(std::string_view value) {
   return std::string(firstCharacters(value, kProfileBufferSize - 1));
 }
 
-/// `after` is `before` with at most one line changed, or up to two whole lines put in somewhere.
+// `after` is `before` with at most one line changed, or up to two whole lines put in somewhere.
 void requireOneChange(const std::vector<std::string>& before,
                       const std::vector<std::string>& after) {
   const auto [b, a] = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
@@ -176,7 +184,9 @@ void check(const Input& input) {
 
   const auto before = profiles.read(name);
   const auto writer = profiles.write(name);
-  if (!writer->set(input.section, input.key, input.value)) return;
+  if (!writer->set(input.section, input.key, input.value)) {
+    return;
+  }
   if (!writer->commit()) {
     require(files.contents[name] == input.file, "a commit that fails changes nothing");
     require(old.encoding == ProfileEncoding::kUtf16Le, "only UTF-16 files refuse a setting");
@@ -189,7 +199,9 @@ void check(const Input& input) {
   const auto lines = linesOf(old.text);
   requireOneChange(lines, linesOf(decodeProfile(files.contents[name]).text));
   for (const auto& [section, key] : namesIn(lines)) {
-    if (sameName(section, input.section) && sameName(key, input.key)) continue;
+    if (sameName(section, input.section) && sameName(key, input.key)) {
+      continue;
+    }
     require(before->get(section, key, "none") == after->get(section, key, "none"),
             "other keys read the same");
   }

@@ -44,7 +44,9 @@ void checkAddresses(std::string_view raw) {
     RB_CHECK(isValidUtf8(mailbox.name) && isValidUtf8(mailbox.address));
     RB_CHECK(!hasControl(mailbox.name) && !hasControl(mailbox.address));
     length += mailbox.name.size() + mailbox.address.size();
-    if (!isRfc5322Address(mailbox.address)) continue;
+    if (!isRfc5322Address(mailbox.address)) {
+      continue;
+    }
     RB_CHECK(mailbox.address.front() != '-' && mailbox.address.size() <= 254);
     const auto again = parseAddressList(formatMailbox(mailbox));
     RB_CHECK(!again.empty());
@@ -56,7 +58,9 @@ void checkAddresses(std::string_view raw) {
 }
 
 void checkAddress(std::string_view text) {
-  if (!isRfc5322Address(text)) return;
+  if (!isRfc5322Address(text)) {
+    return;
+  }
   RB_CHECK(isValidUtf8(text) && !hasControl(text));
   RB_CHECK(text.front() != '-' && text.find('@') != std::string_view::npos);
   RB_CHECK(text.front() == '"' || text.find_first_of(" ,;<>()") == std::string_view::npos);
@@ -66,7 +70,9 @@ void checkAddress(std::string_view text) {
 // what is written is read again by everybody.
 void checkRecipient(std::string_view typed) {
   const auto mailbox = readRecipient(typed);
-  if (!mailbox) return;
+  if (!mailbox) {
+    return;
+  }
   RB_CHECK(isRfc5322Address(mailbox->address));
   const auto at = mailbox->address.rfind('@');
   RB_CHECK(typed.find(mailbox->address.substr(0, at + 1)) != std::string_view::npos);
@@ -103,7 +109,9 @@ void checkLists(std::string_view text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
+  if (size == 0) {
+    return 0;
+  }
   const std::string_view input(reinterpret_cast<const char*>(data) + 1, size - 1);
   switch (data[0]) {
     case 'w':

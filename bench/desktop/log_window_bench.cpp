@@ -44,7 +44,7 @@ void runEvents() {
   wxTheApp->ProcessPendingEvents();
 }
 
-/// Lets events run until the condition holds; a window that never gets there is an error.
+// Lets events run until the condition holds; a window that never gets there is an error.
 void waitFor(const char* what, const std::function<bool()>& holds) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
   while (!holds()) {
@@ -61,7 +61,7 @@ Seconds timed(const std::function<void()>& action) {
   return std::chrono::steady_clock::now() - begin;
 }
 
-/// A log of so many lines in its window.
+// A log of so many lines in its window.
 class ShownLog {
  public:
   explicit ShownLog(std::size_t lines)
@@ -99,7 +99,7 @@ class ShownLog {
                   std::to_string(form_.lstLog.list().size()));
   }
 
-  /// A key that the list gets, until what it changes is on the screen.
+  // A key that the list gets, until what it changes is on the screen.
   Seconds key(int code, int modifiers, const std::function<bool()>& done) {
     return timed([&] {
       if (!press(wxEVT_CHAR_HOOK, code, modifiers)) {
@@ -121,7 +121,7 @@ class ShownLog {
     return keys->ProcessWindowEvent(event);
   }
 
-  /// Lines that come while the user looks, each drawn as it comes.
+  // Lines that come while the user looks, each drawn as it comes.
   double lineAdded() {
     const Seconds took = timed([this] {
       for (int i = 0; i < kAdded; ++i) {
@@ -145,7 +145,7 @@ class ShownLog {
     return nanoseconds(key(WXK_END, wxMOD_NONE, [this] { return list_->GetTopItem() > 0; }));
   }
 
-  /// From the key that selects all to all of it on the clipboard, for each line.
+  // From the key that selects all to all of it on the clipboard, for each line.
   double allCopied() {
     const Seconds took =
         key('A', wxMOD_CONTROL, [this] { return list_->GetSelectedItemCount() == count(); }) +
@@ -154,7 +154,7 @@ class ShownLog {
     return nanoseconds(took) / count();
   }
 
-  /// A line less in a selection that holds all others, for each of them.
+  // A line less in a selection that holds all others, for each of them.
   double selectionChanged() {
     toTop();
     key(WXK_END, wxMOD_SHIFT, [this] { return list_->GetSelectedItemCount() == count(); });
@@ -162,7 +162,7 @@ class ShownLog {
     return nanoseconds(key(WXK_SPACE, wxMOD_CONTROL, less)) / count();
   }
 
-  /// With the first line selected and no other.
+  // With the first line selected and no other.
   void toTop() {
     key(WXK_HOME, wxMOD_NONE,
         [this] { return list_->GetTopItem() == 0 && list_->GetSelectedItemCount() == 1; });

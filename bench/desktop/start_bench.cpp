@@ -23,7 +23,7 @@ namespace relaybird::bench {
 namespace {
 
 constexpr std::chrono::seconds kPatience{60};
-/// After its start a program may still load what it needs later; then it rests.
+// After its start a program may still load what it needs later; then it rests.
 constexpr std::chrono::seconds kSettling{3};
 
 struct Program {
@@ -54,8 +54,8 @@ pid_t start(const std::string& command) {
   return process;
 }
 
-/// VmRSS: every page of the process that is in memory, shared ones too. What is shared weighs the
-/// same on all, for they run one at a time on the same libraries.
+// VmRSS: every page of the process that is in memory, shared ones too. What is shared weighs the
+// same on all, for they run one at a time on the same libraries.
 double residentMegabytes(pid_t process) {
   std::ifstream status("/proc/" + std::to_string(process) + "/status");
   for (std::string word; status >> word;) {

@@ -12,10 +12,10 @@ namespace relaybird::bench {
 namespace {
 
 constexpr std::chrono::milliseconds kLook{1};
-/// One line of pixels in so many is looked at.
+// One line of pixels in so many is looked at.
 constexpr int kEachLine = 8;
 
-/// A window may go while it is looked at.
+// A window may go while it is looked at.
 int ignoreError(Display*, XErrorEvent*) {
   return 0;
 }

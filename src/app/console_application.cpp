@@ -15,7 +15,7 @@
 namespace relaybird {
 namespace {
 
-/// Of the lines that scripts read and write; docs/console.md.
+// Of the lines that scripts read and write; docs/console.md.
 constexpr int kProtocol = 1;
 
 }  // namespace
@@ -25,12 +25,14 @@ ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, 
       err_(err),
       core_(std::move(identity), loop_,
             [this](const StoreNotice& notice) {
-              if (forms_) forms_->storeTells(notice);
+              if (forms_) {
+                forms_->storeTells(notice);
+              }
             }),
       input_(standardInputKind()),
       sink_(STDOUT_FILENO, signals_.descriptor(), [this] { outputBroken(); }) {}
 
-/// The store goes last of what works, and may have a last line for a log that is gone.
+// The store goes last of what works, and may have a last line for a log that is gone.
 ConsoleApplication::~ConsoleApplication() {
   signalWatch_.reset();
   session_.reset();
@@ -139,18 +141,22 @@ void ConsoleApplication::startUp() {
     session_->end();
     return;
   }
-  if (!session_->ended()) greet();
+  if (!session_->ended()) {
+    greet();
+  }
 }
 
 void ConsoleApplication::greet() {
-  for (const auto& [kind, text] : program_->status()) output_->reply(kind, text);
+  for (const auto& [kind, text] : program_->status()) {
+    output_->reply(kind, text);
+  }
   if (forms_->main().prf().GetForwardAddress().empty()) {
     output_->event("note",
                    "no address to forward to is set; one is by: settings txtAddress ADDRESS");
   }
 }
 
-/// Called from within any output.
+// Called from within any output.
 void ConsoleApplication::outputBroken() {
   status_ = 1;
   loop_.post([this] { session_->end(); });
@@ -170,7 +176,7 @@ void ConsoleApplication::hungUp() {
   }
 }
 
-/// A pass that is on the stack ends after the item in hand; the loops return after it.
+// A pass that is on the stack ends after the item in hand; the loops return after it.
 void ConsoleApplication::end() {
   forms_->shutDown();
   loop_.quit();

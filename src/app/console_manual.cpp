@@ -15,7 +15,7 @@ std::string nameAndTitle(const HelpTopic& topic) {
   return std::string(topic.name) + ": " + std::string(topic.title);
 }
 
-/// Cells of a table row are divided by tabs, which a terminal would set far apart.
+// Cells of a table row are divided by tabs, which a terminal would set far apart.
 std::string asLines(std::string text) {
   for (std::size_t tab = text.find('\t'); tab != std::string::npos; tab = text.find('\t', tab)) {
     text.replace(tab, 1, " - ");

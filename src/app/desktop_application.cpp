@@ -24,8 +24,8 @@
 namespace relaybird {
 namespace {
 
-/// Whether one of our windows has the keys. The windows know it at once; the toolkit's word for the
-/// whole program comes only when nothing runs, which during a pass is too late.
+// Whether one of our windows has the keys. The windows know it at once; the toolkit's word for the
+// whole program comes only when nothing runs, which during a pass is too late.
 bool looksOn() {
   return std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), [](wxWindow* window) {
     auto* top = dynamic_cast<wxTopLevelWindow*>(window);
@@ -33,7 +33,7 @@ bool looksOn() {
   });
 }
 
-/// The actions of the desktop entry, by their names there, and what they stand for in the menu.
+// The actions of the desktop entry, by their names there, and what they stand for in the menu.
 struct Action {
   const char* name;
   Control MainControls::*control;
@@ -50,7 +50,7 @@ std::vector<std::string> actionNames() {
   return names;
 }
 
-/// Of an action that was announced.
+// Of an action that was announced.
 Control& controlOf(const std::string& name, MainControls& window) {
   const auto* found = std::find_if(std::begin(kActions), std::end(kActions),
                                    [&](const Action& action) { return name == action.name; });
@@ -84,8 +84,8 @@ bool DesktopApplication::OnInit() {
   return true;
 }
 
-/// Who has the mailbox may be ending, or has only begun and cannot be found yet: the second look
-/// waits a moment.
+// Who has the mailbox may be ending, or has only begun and cannot be found yet: the second look
+// waits a moment.
 void DesktopApplication::prepare() {
   for (const auto wait : {InstanceLock::Wait::kNone, InstanceLock::Wait::kMoment}) {
     refusal_ = core_->prepare(wait);
@@ -161,7 +161,7 @@ void DesktopApplication::makeForms() {
   });
 }
 
-/// To the front, from behind other windows, from the task bar or from the notification area.
+// To the front, from behind other windows, from the task bar or from the notification area.
 void DesktopApplication::raise() {
   if (!forms_ || ending()) {
     return;
@@ -173,8 +173,8 @@ void DesktopApplication::raise() {
   }
 }
 
-/// What the user picks from the program's menu of his desktop. He has no way past a box to the menu
-/// of the window, and so none here.
+// What the user picks from the program's menu of his desktop. He has no way past a box to the menu
+// of the window, and so none here.
 void DesktopApplication::act(const std::string& action) {
   if (!started_) {
     asked_.push_back(action);
@@ -206,7 +206,7 @@ int DesktopApplication::OnRun() {
   return status_ != 0 ? status_ : run;
 }
 
-/// A program that could not show its window must not go on unseen, with the mailbox in its hands.
+// A program that could not show its window must not go on unseen, with the mailbox in its hands.
 void DesktopApplication::start() {
   bool started = false;
   try {
@@ -225,8 +225,8 @@ void DesktopApplication::start() {
   }
 }
 
-/// Within any event. A pass that is on the stack ends after the item in hand, a box with the answer
-/// that changes nothing.
+// Within any event. A pass that is on the stack ends after the item in hand, a box with the answer
+// that changes nothing.
 void DesktopApplication::endProgram() {
   if (session_) {
     session_->giveUp();
@@ -277,7 +277,7 @@ bool DesktopApplication::OnExceptionInMainLoop() {
   return true;
 }
 
-/// The toolkit's own checks of itself are for its developers: no box of theirs stops forwarding.
+// The toolkit's own checks of itself are for its developers: no box of theirs stops forwarding.
 void DesktopApplication::OnAssertFailure(const wxChar* file, int line, const wxChar* function,
                                          const wxChar* condition, const wxChar* message) {
   const wxString what = wxString::Format("%s:%d: %s: %s %s", file, line, function, condition,

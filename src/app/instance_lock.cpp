@@ -13,10 +13,10 @@ namespace {
 
 constexpr std::size_t kLargestNote = 4096;
 
-/// Mail programs take neither files nor hidden names beside new/ and cur/ for mail.
+// Mail programs take neither files nor hidden names beside new/ and cur/ for mail.
 constexpr const char* kNoteInMailbox = "/.relaybird-holder";
 
-/// FNV-1a, 64 bits: the folder's name must be short and the same in every release.
+// FNV-1a, 64 bits: the folder's name must be short and the same in every release.
 std::string hashText(const std::string& text) {
   std::uint64_t hash = 0xcbf29ce484222325;
   for (const char c : text) {
@@ -72,13 +72,21 @@ Result<void> InstanceLock::takeName(const std::string& stateFolder, const Mailbo
 
 Result<void> InstanceLock::takeFolder(const std::string& folder, Wait wait) {
   const auto real = files_.resolve(folder);
-  if (!real) return real.error();
+  if (!real) {
+    return real.error();
+  }
   const auto info = files_.inspect(*real);
-  if (!info) return info.error();
+  if (!info) {
+    return info.error();
+  }
   const bool same = folder_.device == info->device && folder_.inode == info->inode;
-  if (folder_.lock && same) return {};
+  if (folder_.lock && same) {
+    return {};
+  }
   giveBack(folder_);
-  if (auto taken = take(folder_, *real, *real + kNoteInMailbox, folder, wait); !taken) return taken;
+  if (auto taken = take(folder_, *real, *real + kNoteInMailbox, folder, wait); !taken) {
+    return taken;
+  }
   folder_.device = info->device;
   folder_.inode = info->inode;
   return {};
@@ -90,17 +98,21 @@ Result<void> InstanceLock::take(Held& held, const std::string& folder, const std
   if (!lock && lock.error().code == EWOULDBLOCK) {
     return Error{EWOULDBLOCK, "The mailbox " + place + " is in use by " + whoHas(noteFile)};
   }
-  if (!lock) return lock.error();
+  if (!lock) {
+    return lock.error();
+  }
   held.lock = std::move(*lock);
   held.noteFile = noteFile;
   held.note = noteText(self_, place);
   // Without the note the lock holds all the same, and the next one is told less. What a killed
   // program of another user left there must not name him.
-  if (!replaceFile(files_, noteFile, held.note)) (void)files_.remove(noteFile);
+  if (!replaceFile(files_, noteFile, held.note)) {
+    (void)files_.remove(noteFile);
+  }
   return {};
 }
 
-/// He may not have written his note yet. One of another user is for that user alone to read.
+// He may not have written his note yet. One of another user is for that user alone to read.
 std::string InstanceLock::whoHas(const std::string& noteFile) {
   const auto note = readFile(files_, noteFile, kLargestNote);
   refusedBy_ = note ? readNote(*note) : std::nullopt;
@@ -111,11 +123,13 @@ std::string InstanceLock::whoHas(const std::string& noteFile) {
   return !note && note.error().code == EACCES ? "a program of another user" : "another program";
 }
 
-/// Another folder may be in the place of the one that was locked by now, with its holder's note.
+// Another folder may be in the place of the one that was locked by now, with its holder's note.
 void InstanceLock::giveBack(Held& held) {
   if (held.lock) {
     const auto note = readFile(files_, held.noteFile, kLargestNote);
-    if (note && *note == held.note) (void)files_.remove(held.noteFile);
+    if (note && *note == held.note) {
+      (void)files_.remove(held.noteFile);
+    }
   }
   held.lock.reset();
 }

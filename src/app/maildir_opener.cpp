@@ -18,7 +18,9 @@ class OpenedMaildir : public OpenedStore {
   OpenedMaildir(MaildirSettings settings, std::vector<std::string> sendmail,
                 const StoreWorld& world)
       : place_(settings.maildir) {
-    if (auto resolved = world.files.resolve(place_)) place_ = std::move(*resolved);
+    if (auto resolved = world.files.resolve(place_)) {
+      place_ = std::move(*resolved);
+    }
     if (!sendmail.empty()) {
       transport_ = std::make_unique<SendmailTransport>(commands_, std::move(sendmail));
     }
@@ -49,7 +51,9 @@ Result<std::unique_ptr<OpenedStore>> openMaildirStore(const ProfileReader& file,
   std::vector<std::string> sendmail;
   if (!settings.sendmail.empty()) {
     auto command = splitCommand(settings.sendmail);
-    if (!command) return command.error();
+    if (!command) {
+      return command.error();
+    }
     sendmail = std::move(*command);
   }
   return std::unique_ptr<OpenedStore>(

@@ -14,7 +14,9 @@ namespace relaybird {
 void prepareProcess() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     // The lowest free number is taken, which is this one.
-    if (::fcntl(descriptor, F_GETFD) < 0) (void)::open("/dev/null", O_RDWR);
+    if (::fcntl(descriptor, F_GETFD) < 0) {
+      (void)::open("/dev/null", O_RDWR);
+    }
   }
   std::signal(SIGCHLD, SIG_DFL);
   std::signal(SIGPIPE, SIG_IGN);

@@ -23,7 +23,9 @@ std::string ProgramCore::stateFile(const std::string& name) const {
 }
 
 std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait) {
-  if (auto refusal = openStoreOfPreferences()) return refusal;
+  if (auto refusal = openStoreOfPreferences()) {
+    return refusal;
+  }
   return lockMailbox(wait);
 }
 
@@ -36,7 +38,9 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
       {files, clock, events_, folders.stateFolder(), notice_, [this](const std::string& folder) {
          return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
        }});
-  if (!store) return Refusal{kSettingsForbid, store.error().text};
+  if (!store) {
+    return Refusal{kSettingsForbid, store.error().text};
+  }
   store_ = std::move(*store);
   mailbox_.place = store_->place();
   return std::nullopt;
@@ -49,9 +53,13 @@ std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait 
   // A mailbox that is not there, or cannot be read, is the store's to speak of, at every check.
   if (taken && !mailbox_.place.empty()) {
     auto folder = lock_->takeFolder(mailbox_.place, wait);
-    if (!folder && folder.error().code == EWOULDBLOCK) taken = folder.error();
+    if (!folder && folder.error().code == EWOULDBLOCK) {
+      taken = folder.error();
+    }
   }
-  if (taken) return std::nullopt;
+  if (taken) {
+    return std::nullopt;
+  }
   const auto& holder = lock_->refusedBy();
   Refusal refusal{kCannotStart, taken.error().text, taken.error().code == EWOULDBLOCK,
                   holder ? holder->process : 0};

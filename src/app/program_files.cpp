@@ -13,7 +13,9 @@ namespace relaybird {
 std::string programFolder() {
   std::array<char, PATH_MAX> path;
   const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size());
-  if (length <= 0) return {};
+  if (length <= 0) {
+    return {};
+  }
   return parentFolder({path.data(), static_cast<std::size_t>(length)});
 }
 

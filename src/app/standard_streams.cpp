@@ -34,7 +34,9 @@ int terminalColumns() {
 }  // namespace
 
 InputKind standardInputKind() {
-  if (::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1) return InputKind::kPerson;
+  if (::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1) {
+    return InputKind::kPerson;
+  }
   return isNullDevice(STDIN_FILENO) ? InputKind::kNothing : InputKind::kScript;
 }
 

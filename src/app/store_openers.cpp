@@ -17,7 +17,9 @@ Result<std::unique_ptr<OpenedStore>> openStore(const std::string& name, const Pr
                                                const StoreWorld& world) {
   std::string known;
   for (const StoreEntry& store : kStores) {
-    if (store.name == name) return store.open(file, world);
+    if (store.name == name) {
+      return store.open(file, world);
+    }
     known += (known.empty() ? "" : ", ") + std::string(store.name);
   }
   return Error{0, "The mail store \"" + name + "\" that " + fileName +

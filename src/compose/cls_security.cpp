@@ -20,12 +20,20 @@ enum class KindGroup { kMail, kMeeting, kReport, kTask, kOther };
 
 KindGroup groupOf(const MailItem& item) {
   const std::string kind = asciiUpper(item.ClassName());
-  if (kind == "MAILITEM") return KindGroup::kMail;
-  if (kind == "MEETINGITEM") return KindGroup::kMeeting;
-  if (kind == "REPORTITEM") return KindGroup::kReport;
+  if (kind == "MAILITEM") {
+    return KindGroup::kMail;
+  }
+  if (kind == "MEETINGITEM") {
+    return KindGroup::kMeeting;
+  }
+  if (kind == "REPORTITEM") {
+    return KindGroup::kReport;
+  }
   for (const char* task : {"TASKREQUESTITEM", "TASKREQUESTACCEPTITEM", "TASKREQUESTDECLINEITEM",
                            "TASKREQUESTUPDATEITEM"}) {
-    if (kind == task) return KindGroup::kTask;
+    if (kind == task) {
+      return KindGroup::kTask;
+    }
   }
   return KindGroup::kOther;
 }
@@ -44,7 +52,9 @@ bool clsSecurity::MakeSafeInboxItem(const std::shared_ptr<MailItem>& item) {
   try {
     drop();
     errorText_.clear();
-    if (build(item)) return true;
+    if (build(item)) {
+      return true;
+    }
   } catch (const std::exception& fault) {
     errorText_ = fault.what();
   }
@@ -67,7 +77,9 @@ void clsSecurity::drop() {
 
 clsSecurity::Settings clsSecurity::readSettings() const {
   Settings settings;
-  if (prefs_ == nullptr || purpose_ == Purpose::kRead) return settings;
+  if (prefs_ == nullptr || purpose_ == Purpose::kRead) {
+    return settings;
+  }
   settings.limit = {prefs_->LimitFwdSize(), prefs_->GetFwdSizeLimit()};
   settings.includeAttachments = prefs_->IncludeAttachments();
   prefs_->GetFwdAddresses(settings.addresses);
@@ -76,7 +88,9 @@ clsSecurity::Settings clsSecurity::readSettings() const {
 }
 
 bool clsSecurity::build(const std::shared_ptr<MailItem>& item) {
-  if (!item) throw MailStoreError("There is no item to forward");
+  if (!item) {
+    throw MailStoreError("There is no item to forward");
+  }
   const Settings settings = readSettings();
   inboxItem_ = item;
   bool built = false;
@@ -96,17 +110,25 @@ bool clsSecurity::build(const std::shared_ptr<MailItem>& item) {
     case KindGroup::kOther:
       break;
   }
-  if (built && purpose_ == Purpose::kForward) addRecipients(settings);
+  if (built && purpose_ == Purpose::kForward) {
+    addRecipients(settings);
+  }
   return built;
 }
 
 bool clsSecurity::buildFromMail(const Settings& settings) {
   const std::string body = wrapWithForward(prog_id::kSafeMailItem);
-  if (purpose_ == Purpose::kRead) return true;
-  if (!GetSafeItemSizes()) return false;
+  if (purpose_ == Purpose::kRead) {
+    return true;
+  }
+  if (!GetSafeItemSizes()) {
+    return false;
+  }
   senderName();
   const std::string sender = senderAddress();
-  if (cellPhone_) required(mobjSafe_->Item(), "forward")->Body("[From:" + sender + "] " + body);
+  if (cellPhone_) {
+    required(mobjSafe_->Item(), "forward")->Body("[From:" + sender + "] " + body);
+  }
   applySizeRule(settings);
   setReplyTo(sender);
   mobjSafe_->Subject(mobjSafe_->Subject());
@@ -116,8 +138,12 @@ bool clsSecurity::buildFromMail(const Settings& settings) {
 
 bool clsSecurity::buildFromMeeting(const Settings& settings) {
   wrapWithForward(prog_id::kSafeMeetingItem);
-  if (purpose_ == Purpose::kRead) return true;
-  if (!GetSafeItemSizes()) return false;
+  if (purpose_ == Purpose::kRead) {
+    return true;
+  }
+  if (!GetSafeItemSizes()) {
+    return false;
+  }
   applySizeRule(settings);
   senderName();
   senderAddress();
@@ -130,7 +156,9 @@ bool clsSecurity::buildFromCopy(const Settings& settings, const char* sender) {
   const auto fresh = createAs<MailItem>(objects_, prog_id::kMailItem);
   mobjSafe_ = createAs<SafeItem>(objects_, prog_id::kSafeMailItem);
   mobjSafe_->Item(fresh);
-  if (purpose_ == Purpose::kRead) return true;
+  if (purpose_ == Purpose::kRead) {
+    return true;
+  }
   const std::string subject = inboxItem_->Subject();
   mobjSafe_->Subject(subject);
   const std::string body = inboxItem_->Body();
@@ -147,7 +175,9 @@ std::string clsSecurity::wrapWithForward(std::string_view safeItem) {
   reader_ = createAs<SafeItem>(objects_, safeItem);
   reader_->Item(inboxItem_);
   std::string body;
-  if (purpose_ == Purpose::kForward) body = reader_->Body();
+  if (purpose_ == Purpose::kForward) {
+    body = reader_->Body();
+  }
   mobjSafe_->Item(required(inboxItem_->Forward(), "forward"));
   return body;
 }
@@ -163,14 +193,18 @@ void clsSecurity::applySizeRule(const Settings& settings) {
   for (std::int32_t left = attachments->Count(); left > 0;) {
     required(attachments->Item(1), "attachment")->Delete();
     const std::int32_t count = attachments->Count();
-    if (count >= left) throw MailStoreError("An attachment could not be removed");
+    if (count >= left) {
+      throw MailStoreError("An attachment could not be removed");
+    }
     left = count;
   }
 }
 
 // A reply to the forward goes to the writer. Without this the forward is still worth sending.
 void clsSecurity::setReplyTo(const std::string& sender) {
-  if (characterCount(sender) < kShortestReplyAddress) return;
+  if (characterCount(sender) < kShortestReplyAddress) {
+    return;
+  }
   try {
     const auto session = createAs<LibrarySession>(objects_, prog_id::kLibrarySession);
     const auto application = createAs<Application>(objects_, prog_id::kApplication);
@@ -183,7 +217,9 @@ void clsSecurity::setReplyTo(const std::string& sender) {
 }
 
 void clsSecurity::addRecipients(const Settings& settings) {
-  if (settings.addresses.empty()) errorText_ = "No Recipients chosen to forward to";
+  if (settings.addresses.empty()) {
+    errorText_ = "No Recipients chosen to forward to";
+  }
   const auto recipients = required(mobjSafe_->Recipients(), "recipients");
   for (const std::string& address : settings.addresses) {
     required(recipients->Add(address), "recipient")->Type(settings.recipientType);

@@ -11,7 +11,9 @@ namespace relaybird {
 namespace {
 
 bool isSafeItem(const SafeItem* item) {
-  if (item == nullptr) return false;
+  if (item == nullptr) {
+    return false;
+  }
   const std::string kind = asciiUpper(item->ClassName());
   return kind == "SAFEMAILITEM" || kind == "SAFEMEETINGITEM";
 }
@@ -79,14 +81,20 @@ std::string clsSecurity::ofForward(std::string (*read)(SafeItem& forward)) {
 }
 
 SafeItem& clsSecurity::madeForward() const {
-  if (!mobjSafe_) throw MailStoreError("There is no forward to send");
+  if (!mobjSafe_) {
+    throw MailStoreError("There is no forward to send");
+  }
   return *mobjSafe_;
 }
 
 // Reports and task requests have no reading wrapper; their own properties are open to everyone.
 MailItem& clsSecurity::readable() const {
-  if (reader_) return *reader_;
-  if (!inboxItem_) throw MailStoreError("There is no item to read");
+  if (reader_) {
+    return *reader_;
+  }
+  if (!inboxItem_) {
+    throw MailStoreError("There is no item to read");
+  }
   return *inboxItem_;
 }
 
@@ -99,12 +107,16 @@ std::string clsSecurity::inboxBody() {
 }
 
 std::string clsSecurity::senderName() {
-  if (!senderName_) senderName_ = readable().SenderName();
+  if (!senderName_) {
+    senderName_ = readable().SenderName();
+  }
   return *senderName_;
 }
 
 std::string clsSecurity::senderAddress() {
-  if (!senderAddress_) senderAddress_ = readable().Fields(kPrSenderEmailAddress);
+  if (!senderAddress_) {
+    senderAddress_ = readable().Fields(kPrSenderEmailAddress);
+  }
   return *senderAddress_;
 }
 

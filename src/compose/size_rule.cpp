@@ -13,7 +13,9 @@ constexpr double kBytesPerMegabyte = 1000000;
 
 std::int32_t size32(double size) {
   const std::optional<std::int32_t> whole = toInt32(size);
-  if (!whole) throw MailStoreError("Overflow");
+  if (!whole) {
+    throw MailStoreError("Overflow");
+  }
   return *whole;
 }
 

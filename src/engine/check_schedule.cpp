@@ -15,7 +15,7 @@ namespace {
 constexpr std::chrono::milliseconds kMinute{60000};
 constexpr std::chrono::milliseconds kSyncWatch{10000};
 constexpr std::chrono::seconds kSyncGivenUpAfter{900};
-/// A mailbox is never looked at more often than this, whatever a hand-edited preference file says.
+// A mailbox is never looked at more often than this, whatever a hand-edited preference file says.
 constexpr std::int32_t kFewestMinutes = 2;
 
 }  // namespace
@@ -122,7 +122,7 @@ void CheckSchedule::SyncStart(bool sendSync) {
   }
 }
 
-/// A check that has sent its forwards is none that failed.
+// A check that has sent its forwards is none that failed.
 void CheckSchedule::failSync(bool sendSync, const std::string& text,
                              const std::string& storeWords) {
   const std::string now = world_.clock.toText(world_.clock.now());

@@ -12,13 +12,13 @@
 namespace relaybird {
 namespace {
 
-/// Time for the mail application to take over what was sent before anything else is asked of it.
+// Time for the mail application to take over what was sent before anything else is asked of it.
 constexpr std::chrono::milliseconds kPauseAfterPass{3000};
-/// A shorter reason is none, and is not worth a line.
+// A shorter reason is none, and is not worth a line.
 constexpr std::size_t kShortestReason = 2;
 
-/// Counts are 16 bits wide; one that does not fit is an error, never a wrap. `advice` tells the
-/// user what there are too many of, and what to do.
+// Counts are 16 bits wide; one that does not fit is an error, never a wrap. `advice` tells the
+// user what there are too many of, and what to do.
 std::int16_t toCount(double value, const std::string& advice) {
   const auto count = toInt16(value);
   if (!count) {
@@ -41,21 +41,21 @@ std::int16_t toForwardedCount(double count) {
 
 }  // namespace
 
-/// What one pass carries from item to item. The reason is one text for the whole pass on purpose:
-/// it is never cleared in between, so an item that is skipped without a reason of its own reports
-/// the last one written.
+// What one pass carries from item to item. The reason is one text for the whole pass on purpose:
+// it is never cleared in between, so an item that is skipped without a reason of its own reports
+// the last one written.
 struct InboxPass::Walk {
   std::shared_ptr<ItemCollection> items;
   std::int16_t count = 0;
   clsSecurity builder;
   std::string reason;
-  /// The builder holds the forward of the item in hand.
+  // The builder holds the forward of the item in hand.
   bool built = false;
 };
 
-/// Marks the pass as running for as long as it is on the stack. The busy flag alone does not tell:
-/// switching off clears it, and that can happen while the status line lets events run. A pass
-/// within another one leaves the marks alone.
+// Marks the pass as running for as long as it is on the stack. The busy flag alone does not tell:
+// switching off clears it, and that can happen while the status line lets events run. A pass
+// within another one leaves the marks alone.
 class InboxPass::Running {
  public:
   explicit Running(EngineState& state) : state_(state), withinAnother_(state.passRunning) {
@@ -79,7 +79,7 @@ class InboxPass::Running {
   const bool withinAnother_;
 };
 
-/// How the attempt to forward one item ended. `sent` false without a failure is an item too large.
+// How the attempt to forward one item ended. `sent` false without a failure is an item too large.
 struct InboxPass::Attempt {
   bool sent = false;
   std::optional<std::string> failure;
@@ -188,8 +188,8 @@ std::shared_ptr<ItemCollection> InboxPass::unreadItems() {
   return items;
 }
 
-/// Visits every item, the last one first. False when the maximum or the program's end ended the
-/// pass.
+// Visits every item, the last one first. False when the maximum or the program's end ended the
+// pass.
 bool InboxPass::walkItems(Walk& walk) {
   world_.display.repaint();
   const std::string ofCount = " of " + std::to_string(walk.count);
@@ -219,7 +219,7 @@ bool InboxPass::walkItems(Walk& walk) {
   return true;
 }
 
-/// Events have run: the user may have had enough, or the program may be ending.
+// Events have run: the user may have had enough, or the program may be ending.
 bool InboxPass::stopWanted(std::int32_t itemsLeft) {
   if (!state_.ending && !state_.stopPass) {
     return false;
@@ -247,7 +247,7 @@ void InboxPass::visit(Walk& walk, const std::shared_ptr<MailItem>& item) {
   }
 }
 
-/// The ignore list comes first: an item that stands there costs one look-up and is not read.
+// The ignore list comes first: an item that stands there costs one look-up and is not read.
 bool InboxPass::decide(Walk& walk, const std::shared_ptr<MailItem>& item,
                        const std::string& entryId) {
   if (isIgnored(entryId) || !ValidateInboxType(*item)) {

@@ -17,19 +17,19 @@ constexpr std::string_view kLogonFailedText = "Problem logging into Outlook";
 constexpr std::string_view kNoInboxText = "Could not retrieve Outlook inbox";
 constexpr std::string_view kNoSyncText = "Error retrieving Outlook synchronization";
 
-/// The synchronisation object of the default send/receive group.
+// The synchronisation object of the default send/receive group.
 constexpr std::int32_t kDefaultSync = 1;
 
 }  // namespace
 
-/// A step that failed: the result to report and its fixed text.
+// A step that failed: the result to report and its fixed text.
 struct MailSession::Failure {
   SessionResult result;
   std::string_view text;
   std::string storeWords;
 };
 
-/// Counts one ResetOlkObj on the stack.
+// Counts one ResetOlkObj on the stack.
 class MailSession::Opening {
  public:
   explicit Opening(MailSession& session) : session_(session) { ++session_.opening_; }

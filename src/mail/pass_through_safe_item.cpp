@@ -4,7 +4,9 @@
 namespace relaybird {
 
 MailItem& PassThroughSafeItem::wrapped(std::string_view operation) const {
-  if (!item_) throw MailStoreError(std::string(operation) + ": the Item property is not set");
+  if (!item_) {
+    throw MailStoreError(std::string(operation) + ": the Item property is not set");
+  }
   return *item_;
 }
 

@@ -15,7 +15,9 @@ bool isUnreadFilter(std::string_view filter) {
 }
 
 void requireIndex(std::int32_t index, std::int32_t count) {
-  if (index >= 1 && index <= count) return;
+  if (index >= 1 && index <= count) {
+    return;
+  }
   throw MailStoreError("Array index out of bounds: " + std::to_string(index) + " of " +
                        std::to_string(count));
 }

@@ -12,12 +12,12 @@
 namespace relaybird {
 namespace {
 
-/// Unfolded content lines (RFC 5545 section 3.1), one at a time.
+// Unfolded content lines (RFC 5545 section 3.1), one at a time.
 class ContentLines {
  public:
   explicit ContentLines(std::string_view text) : rest_(text) {}
 
-  /// False at the end.
+  // False at the end.
   bool next(std::string& line) {
     line.clear();
     if (rest_.empty()) {
@@ -48,12 +48,12 @@ class ContentLines {
 };
 
 struct Property {
-  std::string name;  ///< upper case
+  std::string name;  // upper case
   std::string_view parameters;
   std::string_view value;
 };
 
-/// The first of `wanted` that lies outside quotes.
+// The first of `wanted` that lies outside quotes.
 std::size_t findUnquoted(std::string_view text, char wanted, std::size_t from = 0) {
   bool quoted = false;
   for (std::size_t i = from; i < text.size(); ++i) {
@@ -76,7 +76,7 @@ std::optional<Property> splitLine(std::string_view line) {
                   line.substr(colon + 1)};
 }
 
-/// A parameter's value in upper case; `parameters` are ";A=b;C=d".
+// A parameter's value in upper case; `parameters` are ";A=b;C=d".
 std::string parameter(std::string_view parameters, std::string_view name) {
   while (!parameters.empty()) {
     parameters.remove_prefix(1);
@@ -92,7 +92,7 @@ std::string parameter(std::string_view parameters, std::string_view name) {
   return {};
 }
 
-/// A TEXT value (RFC 5545 section 3.3.11).
+// A TEXT value (RFC 5545 section 3.3.11).
 std::string unescaped(std::string_view value) {
   std::string result;
   for (std::size_t i = 0; i < value.size(); ++i) {
@@ -112,8 +112,8 @@ std::int64_t wholeNumber(std::string_view text) {
   return number;
 }
 
-/// Notes the properties of the calendar and of its first component of interest. Alarms and time
-/// zones within or before it have a SUMMARY and a DESCRIPTION too, hence the depth.
+// Notes the properties of the calendar and of its first component of interest. Alarms and time
+// zones within or before it have a SUMMARY and a DESCRIPTION too, hence the depth.
 class CalendarReader {
  public:
   void onProperty(const Property& property) {
@@ -160,7 +160,7 @@ class CalendarReader {
   bool within_ = false;
 };
 
-/// RFC 5546 section 1.4, without PUBLISH, which asks nobody for anything.
+// RFC 5546 section 1.4, without PUBLISH, which asks nobody for anything.
 constexpr std::array<std::string_view, 7> kSchedulingMethods = {
     "REQUEST", "REPLY", "CANCEL", "ADD", "REFRESH", "COUNTER", "DECLINECOUNTER"};
 

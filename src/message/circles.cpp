@@ -9,7 +9,7 @@
 namespace relaybird {
 namespace {
 
-/// So many identifiers of a list are looked at, from its end: each costs the making of a seal.
+// So many identifiers of a list are looked at, from its end: each costs the making of a seal.
 constexpr std::size_t kIdsLookedAt = 200;
 
 constexpr std::string_view kSeparators(" \t\r\n,\0", 6);
@@ -23,9 +23,9 @@ bool isMark(std::string_view word) {
   return word.size() <= kLongestMark && std::all_of(word.begin(), word.end(), isMarkChar);
 }
 
-/// Whether the message names forwards of ours, and how.
+// Whether the message names forwards of ours, and how.
 struct Named {
-  bool directly = false;  ///< as what it answers
+  bool directly = false;  // as what it answers
   bool atAll = false;
 };
 
@@ -46,7 +46,7 @@ Named namedForwards(const HeaderBlock& headers, const OwnMarks& own) {
   return named;
 }
 
-/// The keyword of an Auto-Submitted value in lower case, without comments and parameters.
+// The keyword of an Auto-Submitted value in lower case, without comments and parameters.
 std::string keywordOf(std::string_view value) {
   std::size_t depth = 0;
   std::string word;

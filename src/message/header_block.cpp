@@ -9,7 +9,7 @@
 namespace relaybird {
 namespace {
 
-/// Read at once: one system call serves nearly every message.
+// Read at once: one system call serves nearly every message.
 constexpr std::size_t kFirstBlock = 8192;
 
 constexpr std::array<std::string_view, 17> kWantedNames = {"Subject",
@@ -39,7 +39,7 @@ std::optional<std::size_t> wantedIndex(std::string_view name) {
   return std::nullopt;
 }
 
-/// The end of the line that begins at `begin`, its LF included.
+// The end of the line that begins at `begin`, its LF included.
 std::size_t lineEnd(std::string_view text, std::size_t begin) {
   const std::size_t feed = text.find('\n', begin);
   return feed == std::string_view::npos ? text.size() : feed + 1;
@@ -49,8 +49,8 @@ bool isEmptyLine(std::string_view line) {
   return line == "\n" || line == "\r\n";
 }
 
-/// The length of a field name before the colon at `colon`; 0 where that is no field name (RFC 5322
-/// section 2.2; blanks before the colon as section 4.5 allows).
+// The length of a field name before the colon at `colon`; 0 where that is no field name (RFC 5322
+// section 2.2; blanks before the colon as section 4.5 allows).
 std::size_t fieldNameLength(std::string_view line, std::size_t colon) {
   std::size_t length = colon;
   while (length > 0 && isBlank(line[length - 1])) {
@@ -70,7 +70,7 @@ bool isBlankLine(std::string_view line) {
   return line.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
-/// A field that mail really has, where a name and a colon alone might be the beginning of a text.
+// A field that mail really has, where a name and a colon alone might be the beginning of a text.
 bool isKnownField(std::string_view line) {
   const std::size_t colon = line.find(':');
   if (colon == std::string_view::npos) {
@@ -83,9 +83,9 @@ bool isKnownField(std::string_view line) {
 
 enum class Ahead { kFields, kText, kUnknown };
 
-/// Whether the lines from `pos` on belong to a header section that an odd line interrupts, or are
-/// the text already. A field within a few lines, before any empty one, speaks for the former; a
-/// boundary ends every doubt. `isAll`: nothing follows `text`.
+// Whether the lines from `pos` on belong to a header section that an odd line interrupts, or are
+// the text already. A field within a few lines, before any empty one, speaks for the former; a
+// boundary ends every doubt. `isAll`: nothing follows `text`.
 Ahead lookAhead(std::string_view text, std::size_t pos, bool isAll) {
   constexpr int kLines = 5;
   constexpr int kContinuations = 20;
@@ -109,7 +109,7 @@ Ahead lookAhead(std::string_view text, std::size_t pos, bool isAll) {
   return pos == text.size() && !isAll ? Ahead::kUnknown : Ahead::kText;
 }
 
-/// The first "charset" parameter in the beginning of a message, which is that of its first text.
+// The first "charset" parameter in the beginning of a message, which is that of its first text.
 std::string firstCharset(std::string_view start) {
   constexpr std::string_view kName = "charset=";
   const auto found =
@@ -124,7 +124,7 @@ std::string firstCharset(std::string_view start) {
   return std::string(label.substr(0, std::min(label.find_first_of("\"; \t\r\n"), label.size())));
 }
 
-/// Gives the header section a character set where it needs one. `start`: of the message.
+// Gives the header section a character set where it needs one. `start`: of the message.
 void nameRawCharset(HeaderBlock& block, std::string_view start) {
   const std::string_view bytes = block.bytes();
   const auto isHigh = [](char c) { return (static_cast<unsigned char>(c) & 0x80U) != 0; };
@@ -206,7 +206,7 @@ std::vector<std::string_view> HeaderBlock::allRaw(std::string_view name) const {
   return values;
 }
 
-/// The first field of that name that begins at `pos` or later, which is moved behind it.
+// The first field of that name that begins at `pos` or later, which is moved behind it.
 std::optional<std::string_view> HeaderBlock::search(std::string_view name, std::size_t& pos) const {
   const std::string_view all = bytes_;
   while (pos < all.size()) {

@@ -11,7 +11,7 @@
 namespace relaybird {
 namespace {
 
-/// RFC 5322 section 2.1.1: no line is longer, so no identifier either.
+// RFC 5322 section 2.1.1: no line is longer, so no identifier either.
 constexpr std::size_t kLongestId = 900;
 
 char lower(char c) {
@@ -33,7 +33,7 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-/// Text that decoding would return as it is: the usual case, and the one that a listing is made of.
+// Text that decoding would return as it is: the usual case, and the one that a listing is made of.
 bool isPlain(std::string_view text) {
   char previous = ' ';
   for (const char c : text) {
@@ -46,7 +46,7 @@ bool isPlain(std::string_view text) {
   return true;
 }
 
-/// The length of the control character that begins at `i`; 0 where there is none.
+// The length of the control character that begins at `i`; 0 where there is none.
 std::size_t controlLength(std::string_view text, std::size_t i) {
   const auto at = [&](std::size_t j) {
     return j < text.size() ? static_cast<unsigned char>(text[j]) : 0U;
@@ -64,7 +64,7 @@ bool isAlphanumeric(char c) {
   return (lower(c) >= 'a' && lower(c) <= 'z') || (c >= '0' && c <= '9');
 }
 
-/// Characters of addresses and names that stand for nothing but themselves.
+// Characters of addresses and names that stand for nothing but themselves.
 bool isAddressChar(char c) {
   return isAlphanumeric(c) || std::string_view(".-_+").find(c) != std::string_view::npos;
 }
@@ -83,7 +83,7 @@ bool isSimpleAddress(std::string_view text) {
          text[at + 1] != '.' && text.back() != '.';
 }
 
-/// Nothing where the value needs a real parser.
+// Nothing where the value needs a real parser.
 std::optional<Mailbox> simpleMailbox(std::string_view text) {
   if (isSimpleAddress(text)) {
     return Mailbox{{}, std::string(text)};

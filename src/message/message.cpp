@@ -18,7 +18,7 @@
 namespace relaybird {
 namespace {
 
-/// Seconds of the years 1 to 9999, which is what people and DateTime can hold.
+// Seconds of the years 1 to 9999, which is what people and DateTime can hold.
 constexpr std::int64_t kFirstSecond = -62'135'596'800;
 constexpr std::int64_t kLastSecond = 253'402'300'799;
 
@@ -42,7 +42,7 @@ std::string madeUpName(const Part& part) {
   return type.starts_with("image/") ? "image." + type.substr(6) : "attachment";
 }
 
-/// What the HTML form refers to.
+// What the HTML form refers to.
 struct Shown {
   std::set<std::string, std::less<>> contentIds;
   std::set<std::string, std::less<>> locations;

@@ -14,7 +14,7 @@
 namespace relaybird {
 namespace {
 
-/// As much of a returned message as its header section can be expected to fill.
+// As much of a returned message as its header section can be expected to fill.
 constexpr std::size_t kReturnedBytes = std::size_t{64} << 10;
 
 std::string typeOf(const HeaderBlock& headers) {
@@ -57,7 +57,7 @@ bool isReport(const Part& root) {
          (type.empty() && findPart(root, isReportPart) != nullptr);
 }
 
-/// Whether a report returns a forward of ours.
+// Whether a report returns a forward of ours.
 Result<bool> returnsOwn(InputFile& file, const Part& root, const OwnMarks& own) {
   const Part* returned = findPart(root, isReturnedMessage);
   if (returned == nullptr) {
@@ -70,8 +70,8 @@ Result<bool> returnsOwn(InputFile& file, const Part& root, const OwnMarks& own) 
   return isOwnForward(HeaderBlock(*content), own);
 }
 
-/// Finds a forward of ours in lines of text: in its trace field or Message-ID, perhaps quoted, or
-/// in the Original-Message-ID of a disposition notification (RFC 8098, 3.2.5).
+// Finds a forward of ours in lines of text: in its trace field or Message-ID, perhaps quoted, or
+// in the Original-Message-ID of a disposition notification (RFC 8098, 3.2.5).
 class OwnFinder {
  public:
   explicit OwnFinder(const OwnMarks& own) : own_(own) {}
@@ -113,7 +113,7 @@ class OwnFinder {
   Field field_ = Field::kOther;
 };
 
-/// Older servers return the message as plain text, perhaps quoted, below their own words.
+// Older servers return the message as plain text, perhaps quoted, below their own words.
 Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnMarks& own) {
   LineReader lines(file, headers.bodyOffset(), kKindBytes);
   OwnFinder finder(own);
@@ -131,8 +131,8 @@ Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnMar
   }
 }
 
-/// The containers that an invitation may lie in. Within any other, and within what is opened by a
-/// person only, it is an attachment.
+// The containers that an invitation may lie in. Within any other, and within what is opened by a
+// person only, it is an attachment.
 bool holdsInvitations(const Part& part) {
   return part.type.value == "multipart/mixed" || part.type.value == "multipart/alternative" ||
          part.type.value == "multipart/related";

@@ -11,11 +11,11 @@ namespace relaybird {
 
 namespace {
 
-/// The file may grow by this much, and by as much again as it has to say, before it is rewritten.
+// The file may grow by this much, and by as much again as it has to say, before it is rewritten.
 constexpr std::size_t kGrowth = std::size_t{256} << 10;
-/// A journal that is larger is none of ours.
+// A journal that is larger is none of ours.
 constexpr std::size_t kSizeLimit = std::size_t{256} << 20;
-/// For how long the Message-ID of a forward that failed is kept for the next try.
+// For how long the Message-ID of a forward that failed is kept for the next try.
 constexpr std::int64_t kVoidSeconds = std::int64_t{30} * 24 * 60 * 60;
 
 constexpr std::string_view kIntent = "intent";
@@ -43,12 +43,16 @@ Journal::Journal(FileSystem& files, const Clock& clock, std::string path)
 Result<std::unique_ptr<Journal>> Journal::open(FileSystem& files, const Clock& clock,
                                                std::string path) {
   std::unique_ptr<Journal> journal(new Journal(files, clock, std::move(path)));
-  if (auto loaded = journal->load(); !loaded) return loaded.error();
+  if (auto loaded = journal->load(); !loaded) {
+    return loaded.error();
+  }
   return journal;
 }
 
 Journal::~Journal() {
-  if (file_ && dirty_) (void)file_->sync();
+  if (file_ && dirty_) {
+    (void)file_->sync();
+  }
 }
 
 Result<void> Journal::load() {
@@ -57,10 +61,16 @@ Result<void> Journal::load() {
     intact_ = false;  // so that the first event makes the file, its name durably
     return {};
   }
-  if (!info) return info.error();
-  if (info->size > kSizeLimit) return Error{EFBIG, "The outbox journal " + path_ + " is too large"};
+  if (!info) {
+    return info.error();
+  }
+  if (info->size > kSizeLimit) {
+    return Error{EFBIG, "The outbox journal " + path_ + " is too large"};
+  }
   const auto bytes = readFile(files_, path_, kSizeLimit);
-  if (!bytes) return bytes.error();
+  if (!bytes) {
+    return bytes.error();
+  }
   size_ = bytes->size();
   std::string_view rest = *bytes;
   while (!rest.empty()) {
@@ -82,9 +92,15 @@ void Journal::apply(std::string_view line) {
     return;
   }
   replay(*fields);
-  if (fields->size() != 2) return;
-  if (fields->front() == kDone) calledDone_.insert(fields->back());
-  if (fields->front() == kDelivered) calledDone_.erase(fields->back());
+  if (fields->size() != 2) {
+    return;
+  }
+  if (fields->front() == kDone) {
+    calledDone_.insert(fields->back());
+  }
+  if (fields->front() == kDelivered) {
+    calledDone_.erase(fields->back());
+  }
 }
 
 void Journal::replay(const std::vector<std::string>& fields) {
@@ -119,12 +135,16 @@ const ForwardRecord* Journal::find(const std::string& entryId) const {
 
 void Journal::setState(const std::string& file, ForwardRecord::State state) {
   const auto entry = entryOfFile_.find(file);
-  if (entry != entryOfFile_.end()) records_.at(entry->second).state = state;
+  if (entry != entryOfFile_.end()) {
+    records_.at(entry->second).state = state;
+  }
 }
 
 void Journal::forget(const std::string& entryId) {
   const auto record = records_.find(entryId);
-  if (record == records_.end()) return;
+  if (record == records_.end()) {
+    return;
+  }
   entryOfFile_.erase(record->second.file);
   records_.erase(record);
 }
@@ -134,7 +154,9 @@ Result<void> Journal::intend(const std::string& entryId, const std::string& mess
   const std::string time = std::to_string(secondsOf(clock_.now()));
   replay({std::string(kIntent), time, entryId, messageId, file});
   auto written = append(encodeJournalLine({kIntent, time, entryId, messageId, file}), true);
-  if (!written) replay({std::string(kVoid), file});
+  if (!written) {
+    replay({std::string(kVoid), file});
+  }
   return written;
 }
 
@@ -156,16 +178,22 @@ Result<void> Journal::deliver(const std::string& file) {
 }
 
 Result<void> Journal::settle(const std::string& entryId) {
-  if (!find(entryId)) return {};
+  if (!find(entryId)) {
+    return {};
+  }
   return change(kSettled, entryId, false);
 }
 
 Result<void> Journal::removed(const std::vector<std::string>& files) {
   std::string lines;
   for (const std::string& file : files) {
-    if (delivered_.erase(file) > 0) lines += encodeJournalLine({kRemoved, file});
+    if (delivered_.erase(file) > 0) {
+      lines += encodeJournalLine({kRemoved, file});
+    }
   }
-  if (lines.empty()) return {};
+  if (lines.empty()) {
+    return {};
+  }
   return append(lines, false);
 }
 
@@ -178,31 +206,41 @@ Result<void> Journal::append(std::string_view lines, bool sync) {
   auto written = intact_ && !grown ? write(lines, sync) : rewrite();
   intact_ = static_cast<bool>(written);
   failed_ = !intact_;
-  if (failed_) file_.reset();
+  if (failed_) {
+    file_.reset();
+  }
   return written;
 }
 
 Result<void> Journal::write(std::string_view lines, bool sync) {
   if (!file_) {
     auto file = files_.append(path_);
-    if (!file) return file.error();
+    if (!file) {
+      return file.error();
+    }
     file_ = std::move(*file);
   }
-  if (auto written = file_->write(lines); !written) return written;
+  if (auto written = file_->write(lines); !written) {
+    return written;
+  }
   size_ += lines.size();
   dirty_ = true;
-  if (!sync) return {};
+  if (!sync) {
+    return {};
+  }
   dirty_ = false;
   return file_->sync();
 }
 
-/// The change that is to be written is part of what is known already.
+// The change that is to be written is part of what is known already.
 Result<void> Journal::rewrite() {
   const std::string bytes = snapshot();
   file_.reset();
   dirty_ = false;
   auto replaced = replaceFile(files_, path_, bytes);
-  if (replaced) size_ = compactedSize_ = bytes.size();
+  if (replaced) {
+    size_ = compactedSize_ = bytes.size();
+  }
   return replaced;
 }
 
@@ -211,18 +249,24 @@ std::string Journal::snapshot() {
   std::erase_if(records_, [&](const auto& item) {
     const ForwardRecord& record = item.second;
     const bool stale = record.state == ForwardRecord::State::kVoid && record.time < oldest;
-    if (stale) entryOfFile_.erase(record.file);
+    if (stale) {
+      entryOfFile_.erase(record.file);
+    }
     return stale;
   });
   std::string bytes;
   for (const auto& [entry, record] : records_) {
     bytes += encodeJournalLine(
         {kIntent, std::to_string(record.time), entry, record.messageId, record.file});
-    if (record.state == ForwardRecord::State::kIntended) continue;
+    if (record.state == ForwardRecord::State::kIntended) {
+      continue;
+    }
     const bool sent = record.state == ForwardRecord::State::kSent;
     bytes += encodeJournalLine({sent ? kDone : kVoid, record.file});
   }
-  for (const std::string& file : delivered_) bytes += encodeJournalLine({kDelivered, file});
+  for (const std::string& file : delivered_) {
+    bytes += encodeJournalLine({kDelivered, file});
+  }
   return bytes;
 }
 

@@ -11,18 +11,18 @@ namespace relaybird {
 
 namespace {
 
-/// How many arrivals are remembered one by one; past that, listing the folder is as cheap.
+// How many arrivals are remembered one by one; past that, listing the folder is as cheap.
 constexpr std::size_t kArrivalLimit = 4096;
 
 constexpr std::size_t kTrialBlock = std::size_t{64} << 10;
-/// Made in new/ for a moment; a leading dot says that it is no message.
+// Made in new/ for a moment; a leading dot says that it is no message.
 constexpr const char* kTrialName = ".trial";
 
 Error mayStillGoOut(const Error& why) {
   return {why.code, why.text + "; it may still go out"};
 }
 
-/// Whether the call found that there is no such name.
+// Whether the call found that there is no such name.
 template <class T>
 bool isAbsent(const Result<T>& outcome) {
   return !outcome && (outcome.error().code == ENOENT || outcome.error().code == ENOTDIR);
@@ -30,16 +30,16 @@ bool isAbsent(const Result<T>& outcome) {
 
 }  // namespace
 
-/// What a send comes to on its way.
+// What a send comes to on its way.
 struct Outbox::Attempt {
-  std::uint64_t size = 0;       ///< bytes that the writer gave so far
-  bool writeFailed = false;     ///< of the file, not of what the writer reads
-  bool messageToBlame = false;  ///< the writer failed by itself
+  std::uint64_t size = 0;       // bytes that the writer gave so far
+  bool writeFailed = false;     // of the file, not of what the writer reads
+  bool messageToBlame = false;  // the writer failed by itself
 };
 
 namespace {
 
-/// Tells a disk that does not take the bytes from a writer that has none to give.
+// Tells a disk that does not take the bytes from a writer that has none to give.
 class WatchedFile : public OutputFile {
  public:
   WatchedFile(OutputFile& file, std::uint64_t& size, bool& failed)
@@ -60,7 +60,9 @@ class WatchedFile : public OutputFile {
 };
 
 Result<void> finish(OutputFile& file) {
-  if (auto synced = file.sync(); !synced) return synced;
+  if (auto synced = file.sync(); !synced) {
+    return synced;
+  }
   return file.close();
 }
 
@@ -86,25 +88,37 @@ Result<void> Outbox::send(const std::string& entryId, const std::string& message
 Result<void> Outbox::trySend(const std::string& entryId, const std::string& messageId,
                              const Writer& write, Attempt& attempt) {
   if (!entryId.empty()) {
-    if (auto found = resolveDoubt(entryId); !found) return found;
-    if (alreadySent(entryId)) return {};
+    if (auto found = resolveDoubt(entryId); !found) {
+      return found;
+    }
+    if (alreadySent(entryId)) {
+      return {};
+    }
   }
   std::string name;
   auto file = createTmp(name);
-  if (!file) return file.error();
+  if (!file) {
+    return file.error();
+  }
   WatchedFile watched(**file, attempt.size, attempt.writeFailed);
   auto outcome = write(watched);
   attempt.messageToBlame = !outcome && !attempt.writeFailed;
-  if (outcome) outcome = finish(**file);
+  if (outcome) {
+    outcome = finish(**file);
+  }
   file->reset();
   const bool intended = outcome && !entryId.empty();
   if (intended) {
     const std::lock_guard lock(mutex_);
     outcome = journal_->intend(entryId, messageId, name);
   }
-  if (outcome) return place(name);
+  if (outcome) {
+    return place(name);
+  }
   const auto cleared = files_.remove(path("tmp", name));
-  if (cleared || !intended) return outcome;
+  if (cleared || !intended) {
+    return outcome;
+  }
   // The intent may have reached the medium, whatever was said of it.
   return mayStillGoOut(outcome.error());
 }
@@ -120,18 +134,26 @@ Result<void> Outbox::tryDisk() {
     const std::lock_guard lock(mutex_);
     size = refusedSize_.value_or(0);
   }
-  if (auto tried = tryTmp(size); !tried) return tried;
-  if (auto tried = tryNew(); !tried) return tried;
+  if (auto tried = tryTmp(size); !tried) {
+    return tried;
+  }
+  if (auto tried = tryNew(); !tried) {
+    return tried;
+  }
   const std::lock_guard lock(mutex_);
   auto mended = journal_->mend();
-  if (mended) refusedSize_.reset();
+  if (mended) {
+    refusedSize_.reset();
+  }
   return mended;
 }
 
 Result<void> Outbox::tryTmp(std::uint64_t size) {
   std::string name;
   auto file = createTmp(name);
-  if (!file) return file.error();
+  if (!file) {
+    return file.error();
+  }
   const std::string block(kTrialBlock, '\0');
   Result<void> outcome;
   for (std::uint64_t left = size; outcome && left > 0;) {
@@ -139,7 +161,9 @@ Result<void> Outbox::tryTmp(std::uint64_t size) {
     outcome = (*file)->write(std::string_view(block).substr(0, now));
     left -= now;
   }
-  if (outcome) outcome = finish(**file);
+  if (outcome) {
+    outcome = finish(**file);
+  }
   file->reset();
   const auto removed = files_.remove(path("tmp", name));
   return outcome ? removed : outcome;
@@ -148,19 +172,27 @@ Result<void> Outbox::tryTmp(std::uint64_t size) {
 Result<void> Outbox::tryNew() {
   const std::string trial = path("new", kTrialName);
   (void)files_.remove(trial);  // what a crash left of an earlier one
-  if (auto file = files_.create(trial); !file) return file.error();
-  if (auto removed = files_.remove(trial); !removed) return removed;
+  if (auto file = files_.create(trial); !file) {
+    return file.error();
+  }
+  if (auto removed = files_.remove(trial); !removed) {
+    return removed;
+  }
   return files_.syncFolder(folder_ + "/new");
 }
 
-/// An intent without an end is left by a try that could not be taken back.
+// An intent without an end is left by a try that could not be taken back.
 Result<void> Outbox::resolveDoubt(const std::string& entryId) {
   const std::lock_guard lock(mutex_);
   const ForwardRecord* record = journal_->find(entryId);
-  if (!record || record->state != ForwardRecord::State::kIntended) return {};
+  if (!record || record->state != ForwardRecord::State::kIntended) {
+    return {};
+  }
   arrivalsLost_ = true;
   auto inTmp = namesInTmp();
-  if (!inTmp) return inTmp.error();
+  if (!inTmp) {
+    return inTmp.error();
+  }
   return recoverForwards(*inTmp);
 }
 
@@ -173,7 +205,9 @@ Result<std::unique_ptr<OutputFile>> Outbox::createTmp(std::string& name) {
   for (int tries = 0;; ++tries) {
     name = nextName();
     auto file = files_.create(path("tmp", name));
-    if (file || file.error().code != EEXIST || tries == 3) return file;
+    if (file || file.error().code != EEXIST || tries == 3) {
+      return file;
+    }
   }
 }
 
@@ -183,7 +217,9 @@ Result<void> Outbox::place(const std::string& name) {
     busy_.insert(name);
   }
   auto placed = files_.rename(path("tmp", name), path("new", name));
-  if (placed) placed = files_.syncFolder(folder_ + "/new");
+  if (placed) {
+    placed = files_.syncFolder(folder_ + "/new");
+  }
   const bool takenBack = !placed && withdraw(name);
   const std::lock_guard lock(mutex_);
   busy_.erase(name);
@@ -204,10 +240,10 @@ Result<void> Outbox::place(const std::string& name) {
   return mayStillGoOut(placed.error());
 }
 
-/// Takes back a message that could not be put into place for good. True when it is certain that
-/// nothing of it is left. A rename that failed has as a rule changed nothing, but the answer of a
-/// dying disk or of a network is no proof, so both names are looked at. What was in new/ is gone
-/// for good when that is synced: a power cut could bring the name back.
+// Takes back a message that could not be put into place for good. True when it is certain that
+// nothing of it is left. A rename that failed has as a rule changed nothing, but the answer of a
+// dying disk or of a network is no proof, so both names are looked at. What was in new/ is gone
+// for good when that is synced: a power cut could bring the name back.
 bool Outbox::withdraw(const std::string& name) {
   const std::string inTmp = path("tmp", name);
   const std::string inNew = path("new", name);
@@ -215,13 +251,17 @@ bool Outbox::withdraw(const std::string& name) {
   const bool neverThere = isAbsent(taken);
   const bool synced = neverThere || files_.syncFolder(folder_ + "/new");
   const auto cleared = files_.remove(inTmp);
-  if (cleared) return true;  // a rename leaves one name: what was in tmp/ never came to new/
+  if (cleared) {
+    return true;  // a rename leaves one name: what was in tmp/ never came to new/
+  }
   return synced && (taken || neverThere || isAbsent(files_.inspect(inNew))) &&
          (isAbsent(cleared) || isAbsent(files_.inspect(inTmp)));
 }
 
 void Outbox::noteArrival(const std::string& name) {
-  if (arrivalsLost_) return;
+  if (arrivalsLost_) {
+    return;
+  }
   if (arrivals_.size() >= kArrivalLimit) {
     arrivals_.clear();
     arrivalsLost_ = true;
@@ -233,7 +273,9 @@ void Outbox::noteArrival(const std::string& name) {
 std::optional<std::string> Outbox::intendedMessageId(const std::string& entryId) const {
   const std::lock_guard lock(mutex_);
   const ForwardRecord* record = journal_->find(entryId);
-  if (!record) return std::nullopt;
+  if (!record) {
+    return std::nullopt;
+  }
   return record->messageId;
 }
 
@@ -247,7 +289,9 @@ std::vector<std::string> Outbox::alreadySent() const {
   const std::lock_guard lock(mutex_);
   std::vector<std::string> entries;
   for (const auto& [entry, record] : journal_->records()) {
-    if (record.state == ForwardRecord::State::kSent) entries.push_back(entry);
+    if (record.state == ForwardRecord::State::kSent) {
+      entries.push_back(entry);
+    }
   }
   return entries;
 }
@@ -258,7 +302,9 @@ Result<void> Outbox::settle(const std::string& entryId) {
 }
 
 Outbox::Claim::~Claim() {
-  if (!outbox_) return;
+  if (!outbox_) {
+    return;
+  }
   const std::lock_guard lock(outbox_->mutex_);
   outbox_->busy_.erase(name_);
 }
@@ -271,16 +317,24 @@ Result<std::vector<WaitingMessage>> Outbox::waiting() {
     arrivalsLost_ = false;
   }
   auto entries = files_.list(folder_ + "/new");
-  if (!entries) return entries.error();
+  if (!entries) {
+    return entries.error();
+  }
   std::vector<WaitingMessage> messages;
   for (FolderEntry& entry : *entries) {
-    if (entry.type != FileType::kRegular || entry.name.starts_with('.')) continue;
+    if (entry.type != FileType::kRegular || entry.name.starts_with('.')) {
+      continue;
+    }
     {
       const std::lock_guard lock(mutex_);
-      if (busy_.contains(entry.name) || journal_->delivered().contains(entry.name)) continue;
+      if (busy_.contains(entry.name) || journal_->delivered().contains(entry.name)) {
+        continue;
+      }
     }
     const auto info = files_.inspect(path("new", entry.name));
-    if (info) messages.push_back({std::move(entry.name), info->modified});
+    if (info) {
+      messages.push_back({std::move(entry.name), info->modified});
+    }
   }
   std::sort(messages.begin(), messages.end(), olderFirst);
   return messages;
@@ -298,7 +352,9 @@ std::size_t Outbox::countWaiting() const {
 std::size_t Outbox::countWaiting(FileSystem& files, const std::string& folder,
                                  const std::set<std::string>& except) {
   const auto entries = files.list(folder + "/new");
-  if (!entries) return 0;
+  if (!entries) {
+    return 0;
+  }
   return static_cast<std::size_t>(
       std::count_if(entries->begin(), entries->end(), [&](const FolderEntry& entry) {
         return entry.type == FileType::kRegular && !entry.name.starts_with('.') &&
@@ -308,13 +364,17 @@ std::size_t Outbox::countWaiting(FileSystem& files, const std::string& folder,
 
 std::optional<std::vector<WaitingMessage>> Outbox::takeArrivals() {
   const std::lock_guard lock(mutex_);
-  if (arrivalsLost_) return std::nullopt;
+  if (arrivalsLost_) {
+    return std::nullopt;
+  }
   return std::exchange(arrivals_, {});
 }
 
 std::optional<Outbox::Claim> Outbox::claim(const std::string& name) {
   const std::lock_guard lock(mutex_);
-  if (journal_->delivered().contains(name) || !busy_.insert(name).second) return std::nullopt;
+  if (journal_->delivered().contains(name) || !busy_.insert(name).second) {
+    return std::nullopt;
+  }
   return Claim(*this, name);
 }
 
@@ -326,25 +386,37 @@ Result<void> Outbox::delivered(const Claim& claim) {
   const std::lock_guard lock(mutex_);
   auto noted = journal_->deliver(claim.name());
   auto gone = files_.remove(pathOf(claim));
-  if (!gone && gone.error().code == ENOENT) gone = {};
-  if (gone) removed_.push_back(claim.name());
+  if (!gone && gone.error().code == ENOENT) {
+    gone = {};
+  }
+  if (gone) {
+    removed_.push_back(claim.name());
+  }
   return noted ? gone : noted;
 }
 
 Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
   const std::string target = path("failed", claim.name());
   (void)replaceFile(files_, target + ".txt", words + "\n");
-  if (auto moved = files_.rename(pathOf(claim), target); !moved) return moved;
+  if (auto moved = files_.rename(pathOf(claim), target); !moved) {
+    return moved;
+  }
   // Its new name comes first, so that a power cut leaves it with two names rather than with none.
   // Where it gets its old one back it is refused once more.
-  if (files_.syncFolder(folder_ + "/failed")) (void)files_.syncFolder(folder_ + "/new");
+  if (files_.syncFolder(folder_ + "/failed")) {
+    (void)files_.syncFolder(folder_ + "/new");
+  }
   return {};
 }
 
 Result<void> Outbox::finishDeliveries() {
   const std::lock_guard lock(mutex_);
-  if (removed_.empty()) return {};
-  if (auto synced = files_.syncFolder(folder_ + "/new"); !synced) return synced;
+  if (removed_.empty()) {
+    return {};
+  }
+  if (auto synced = files_.syncFolder(folder_ + "/new"); !synced) {
+    return synced;
+  }
   return journal_->removed(std::exchange(removed_, {}));
 }
 

@@ -14,11 +14,11 @@ namespace {
 constexpr std::size_t kKeyBytes = 32;
 constexpr std::size_t kNonceDigits = 16;
 constexpr std::size_t kMarkSealDigits = 64;
-/// Half of the seal (RFC 2104, 5): with the number it stays within the 64 characters that software
-/// may expect of a left side (RFC 5321, 4.5.3.1.1).
+// Half of the seal (RFC 2104, 5): with the number it stays within the 64 characters that software
+// may expect of a left side (RFC 5321, 4.5.3.1.1).
 constexpr std::size_t kIdSealDigits = 32;
 constexpr std::string_view kBlanks = " \t\r\n";
-/// Put before what is sealed, so that one key serves both purposes without mixing them up.
+// Put before what is sealed, so that one key serves both purposes without mixing them up.
 constexpr std::string_view kMarkPurpose = "relaybird forward ";
 constexpr std::string_view kIdPurpose = "relaybird message-id ";
 constexpr std::string_view kFallbackDomain = "localhost.invalid";
@@ -26,13 +26,17 @@ constexpr std::size_t kDomainLimit = 255;
 
 std::string_view trimmed(std::string_view text) {
   const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == text.npos) return {};
+  if (begin == text.npos) {
+    return {};
+  }
   return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
-/// Takes the same time wherever the texts differ.
+// Takes the same time wherever the texts differ.
 bool sameSecret(std::string_view one, std::string_view other) {
-  if (one.size() != other.size()) return false;
+  if (one.size() != other.size()) {
+    return false;
+  }
   unsigned difference = 0;
   for (std::size_t at = 0; at < one.size(); ++at) {
     difference |= static_cast<unsigned char>(one[at]) ^ static_cast<unsigned char>(other[at]);
@@ -40,13 +44,17 @@ bool sameSecret(std::string_view one, std::string_view other) {
   return difference == 0;
 }
 
-/// A dot-atom of host name characters (RFC 5322, 3.2.3; RFC 1123, 2.1).
+// A dot-atom of host name characters (RFC 5322, 3.2.3; RFC 1123, 2.1).
 bool isHostName(std::string_view domain) {
-  if (domain.empty() || domain.size() > kDomainLimit) return false;
+  if (domain.empty() || domain.size() > kDomainLimit) {
+    return false;
+  }
   char previous = '.';
   for (const char byte : domain) {
     const bool plain = g_ascii_isalnum(byte) || byte == '-';
-    if (!plain && !(byte == '.' && previous != '.')) return false;
+    if (!plain && !(byte == '.' && previous != '.')) {
+      return false;
+    }
     previous = byte;
   }
   return previous != '.';
@@ -57,11 +65,17 @@ bool isHostName(std::string_view domain) {
 Result<TraceMark> TraceMark::open(FileSystem& files, RandomBytes random, const std::string& keyFile,
                                   std::string mailbox) {
   auto key = readFile(files, keyFile, kKeyBytes + 1);
-  if (!key && key.error().code != ENOENT) return key.error();
+  if (!key && key.error().code != ENOENT) {
+    return key.error();
+  }
   if (!key || key->size() != kKeyBytes) {
     key = random(kKeyBytes);
-    if (!key) return key.error();
-    if (auto kept = replaceFile(files, keyFile, *key); !kept) return kept.error();
+    if (!key) {
+      return key.error();
+    }
+    if (auto kept = replaceFile(files, keyFile, *key); !kept) {
+      return kept.error();
+    }
   }
   return TraceMark(std::move(random), std::move(*key), std::move(mailbox));
 }
@@ -81,14 +95,18 @@ std::string TraceMark::seal(std::string_view purpose, std::string_view nonce) co
 Result<std::string> TraceMark::sealedNumber(std::string_view purpose,
                                             std::size_t sealDigits) const {
   const auto random = random_(kNonceDigits / 2);
-  if (!random) return random.error();
+  if (!random) {
+    return random.error();
+  }
   const std::string nonce = toHex(*random);
   return nonce + '.' + seal(purpose, nonce).substr(0, sealDigits);
 }
 
 bool TraceMark::isSealedNumber(std::string_view text, std::string_view purpose,
                                std::size_t sealDigits) const {
-  if (text.size() != kNonceDigits + 1 + sealDigits || text[kNonceDigits] != '.') return false;
+  if (text.size() != kNonceDigits + 1 + sealDigits || text[kNonceDigits] != '.') {
+    return false;
+  }
   const std::string right = seal(purpose, text.substr(0, kNonceDigits));
   return sameSecret(text.substr(kNonceDigits + 1), std::string_view(right).substr(0, sealDigits));
 }
@@ -103,16 +121,24 @@ bool TraceMark::isOurs(std::string_view mark) const {
 
 Result<std::string> TraceMark::makeMessageId(std::string_view senderAddress) const {
   const auto number = sealedNumber(kIdPurpose, kIdSealDigits);
-  if (!number) return number;
+  if (!number) {
+    return number;
+  }
   const std::size_t at = senderAddress.rfind('@');
   std::string_view domain;
-  if (at != senderAddress.npos) domain = senderAddress.substr(at + 1);
-  if (!isHostName(domain)) domain = kFallbackDomain;
+  if (at != senderAddress.npos) {
+    domain = senderAddress.substr(at + 1);
+  }
+  if (!isHostName(domain)) {
+    domain = kFallbackDomain;
+  }
   return *number + '@' + std::string(domain);
 }
 
 bool TraceMark::isOurMessageId(std::string_view messageId) const {
-  if (messageId.starts_with('<')) messageId.remove_prefix(1);
+  if (messageId.starts_with('<')) {
+    messageId.remove_prefix(1);
+  }
   const std::size_t at = messageId.find('@');
   return at != messageId.npos && isSealedNumber(messageId.substr(0, at), kIdPurpose, kIdSealDigits);
 }

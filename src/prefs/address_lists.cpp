@@ -22,10 +22,14 @@ std::string spacedNumber(std::size_t number) {
 
 std::string cleanStringEnds(std::string_view text) {
   const std::size_t first = text.find_first_not_of(kCleaned);
-  if (first == std::string_view::npos) return {};
+  if (first == std::string_view::npos) {
+    return {};
+  }
   std::string cleaned(text.substr(first, text.find_last_not_of(kCleaned) - first + 1));
   for (char& c : cleaned) {
-    if (kCleaned.find(c) != std::string_view::npos) c = ' ';
+    if (kCleaned.find(c) != std::string_view::npos) {
+      c = ' ';
+    }
   }
   return cleaned;
 }
@@ -35,19 +39,29 @@ int FormTextToArray(std::string_view text, StringList& list) {
   while (!text.empty()) {
     const std::size_t end = text.find(';');
     std::string entry = cleanStringEnds(text.substr(0, end));
-    if (!entry.empty()) entries.push_back(std::move(entry));
-    if (entries.size() > kMostEntries) return -1;
+    if (!entry.empty()) {
+      entries.push_back(std::move(entry));
+    }
+    if (entries.size() > kMostEntries) {
+      return -1;
+    }
     text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
   }
-  if (entries.empty()) entries.emplace_back();
+  if (entries.empty()) {
+    entries.emplace_back();
+  }
   list = std::move(entries);
   return static_cast<int>(list.size());
 }
 
 std::string MakeStringFromArray(const StringList& list) {
   std::string text;
-  if (holdsNothing(list)) return text;
-  for (const std::string& entry : list) text += cleanStringEnds(entry) + "; ";
+  if (holdsNothing(list)) {
+    return text;
+  }
+  for (const std::string& entry : list) {
+    text += cleanStringEnds(entry) + "; ";
+  }
   return text;
 }
 
@@ -57,7 +71,9 @@ bool holdsNothing(const StringList& list) {
 
 std::string confirmMessage(const StringList& addresses, bool once) {
   std::string message;
-  if (holdsNothing(addresses)) return message;
+  if (holdsNothing(addresses)) {
+    return message;
+  }
   message += "Please confirm that you would like Relaybird ";
   message += "to forward your messages to the following ";
   message += spacedNumber(addresses.size());

@@ -53,11 +53,17 @@ int clsPref::ReadIniPref(const std::string& section) {
 int clsPref::WriteTofile(const std::string& section) {
   const std::unique_ptr<ProfileWriter> file = world_.profiles.write(GetPrefIniFname());
   const bool taken = writePreferences(*file, section, fields_);
-  if (!taken) world_.log("The preferences could not be saved: " + file->error());
+  if (!taken) {
+    world_.log("The preferences could not be saved: " + file->error());
+  }
   // What was taken before a refused value is saved all the same.
   const bool kept = file->commit();
-  if (!kept) world_.log("The preferences could not be saved: " + file->error());
-  if (taken && kept) return 1;
+  if (!kept) {
+    world_.log("The preferences could not be saved: " + file->error());
+  }
+  if (taken && kept) {
+    return 1;
+  }
   mstrErrDesc = "Error writing preferences to disk";
   return -1;
 }
@@ -65,7 +71,9 @@ int clsPref::WriteTofile(const std::string& section) {
 // The help file's key is in this section whatever section the settings are in.
 void clsPref::takeHelpFile(const ProfileReader& file) {
   const std::string path = cleanStringEnds(file.get(kHelpSection, kHelpKey, ""));
-  if (namesHelpFile(path) && fileExists(world_.files, path)) world_.setHelpFile(path);
+  if (namesHelpFile(path) && fileExists(world_.files, path)) {
+    world_.setHelpFile(path);
+  }
 }
 
 std::string clsPref::cleanStringEnds(std::string_view text) {

@@ -15,7 +15,9 @@ constexpr double kBytesPerMegabyte = 1000000;
 constexpr const char* kNoTextFilter = "Could not apply the text filter";
 
 MailItem& present(const std::shared_ptr<MailItem>& item) {
-  if (!item) throw MailStoreError("There is no item");
+  if (!item) {
+    throw MailStoreError("There is no item");
+  }
   return *item;
 }
 
@@ -56,13 +58,19 @@ int clsPref::intShouldForward(const std::shared_ptr<MailItem>& item, bool& forwa
                               std::string& reason) {
   std::string_view rejection;
   try {
-    if (fields_.mbolFilterText && !textRuleAllows(item)) rejection = kTextNotFound;
+    if (fields_.mbolFilterText && !textRuleAllows(item)) {
+      rejection = kTextNotFound;
+    }
   } catch (const std::exception& fault) {
     return textRuleFailed(fault.what());
   }
-  if (rejection.empty()) rejection = senderRuleRejection(item);
+  if (rejection.empty()) {
+    rejection = senderRuleRejection(item);
+  }
   forward = rejection.empty();
-  if (!forward) reason = rejection;
+  if (!forward) {
+    reason = rejection;
+  }
   return 1;
 }
 
@@ -76,9 +84,13 @@ bool clsPref::bolRulesNeedForward() const {
 }
 
 int clsPref::intWithoutForward(const std::string& problem, bool& forward, std::string& reason) {
-  if (fields_.mbolFilterText) return textRuleFailed(problem);
+  if (fields_.mbolFilterText) {
+    return textRuleFailed(problem);
+  }
   forward = fields_.mintSenderFilter != kForwardOnlyListed;
-  if (!forward) reason = kSenderUnknown;
+  if (!forward) {
+    reason = kSenderUnknown;
+  }
   return 1;
 }
 
@@ -95,11 +107,17 @@ bool clsPref::textRuleAllows(const std::shared_ptr<MailItem>& item) {
 std::string_view clsPref::senderRuleRejection(const std::shared_ptr<MailItem>& item) {
   const bool onlyListed = fields_.mintSenderFilter == kForwardOnlyListed;
   const bool allButListed = fields_.mintSenderFilter == kForwardAllButListed;
-  if (!onlyListed && !allButListed) return {};
+  if (!onlyListed && !allButListed) {
+    return {};
+  }
   try {
     const bool listed = senderInList(item);
-    if (allButListed && listed) return kSenderExcluded;
-    if (onlyListed && !listed) return kSenderNotListed;
+    if (allButListed && listed) {
+      return kSenderExcluded;
+    }
+    if (onlyListed && !listed) {
+      return kSenderNotListed;
+    }
     return {};
   } catch (const std::exception&) {
     // Nobody can say that an unknown sender is one of the excluded, so that rule lets the item

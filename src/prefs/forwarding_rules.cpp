@@ -20,7 +20,9 @@ const StringList& FoldedList::of(const StringList& list) {
   if (list != list_) {
     StringList folded;
     folded.reserve(list.size());
-    for (const std::string& entry : list) folded.push_back(foldCase(entry));
+    for (const std::string& entry : list) {
+      folded.push_back(foldCase(entry));
+    }
     folded_ = std::move(folded);
     list_ = list;
   }
@@ -28,7 +30,9 @@ const StringList& FoldedList::of(const StringList& list) {
 }
 
 bool wordsMatch(std::string_view text, const StringList& foldedWords, std::int16_t matchType) {
-  if (foldedWords.empty()) return false;
+  if (foldedWords.empty()) {
+    return false;
+  }
   const std::string foldedText = foldCase(text);
   const auto isInText = [&](const std::string& word) { return occurs(word, foldedText); };
   return matchType == kMatchAll ? std::all_of(foldedWords.begin(), foldedWords.end(), isInText)
@@ -37,7 +41,9 @@ bool wordsMatch(std::string_view text, const StringList& foldedWords, std::int16
 
 bool senderIsListed(std::string_view address, std::string_view name,
                     const StringList& foldedEntries) {
-  if (address.find('@') == std::string_view::npos) address = {};
+  if (address.find('@') == std::string_view::npos) {
+    address = {};
+  }
   const std::string foldedAddress = foldCase(address);
   // People list a domain by its letters as well as by its "xn--" form.
   const std::string foldedLetters = foldCase(withDecodedLabels(address));

@@ -44,7 +44,9 @@ constexpr PreferenceTable kWritten = orderOfWriting();
 
 constexpr bool everyPlaceIsTaken() {
   for (const PreferenceField* field : kWritten) {
-    if (field == nullptr) return false;
+    if (field == nullptr) {
+      return false;
+    }
   }
   return true;
 }

@@ -22,7 +22,7 @@ class InstanceLockTest : public testing::Test {
  protected:
   InstanceLockTest() { fs::create_directory(mailbox); }
 
-  /// A program of the given name.
+  // A program of the given name.
   std::unique_ptr<InstanceLock> program(const std::string& name = "relaybird-console") {
     return std::make_unique<InstanceLock>(files, LockHolder{name, 42, "today"});
   }
@@ -136,7 +136,7 @@ TEST_F(InstanceLockTest, AFolderThatCannotBeWrittenToIsLockedAllTheSame) {
   EXPECT_FALSE(second->refusedBy());
 }
 
-/// A disk on which the notes of others cannot be read.
+// A disk on which the notes of others cannot be read.
 class NotesOfOthers : public PosixFileSystem {
  public:
   using PosixFileSystem::PosixFileSystem;
@@ -213,7 +213,9 @@ TEST_F(InstanceLockTest, AHolderWithoutANoteIsAnotherProgram) {
   const auto first = program();
   ASSERT_TRUE(takeName(*first, "/a"));
   for (const auto& entry : fs::recursive_directory_iterator(temp.path("state/rbx/locks"))) {
-    if (entry.path().filename() == "holder") writeBytes(entry.path().string(), "torn");
+    if (entry.path().filename() == "holder") {
+      writeBytes(entry.path().string(), "torn");
+    }
   }
   const auto second = takeName(*program(), "/a");
   ASSERT_FALSE(second);

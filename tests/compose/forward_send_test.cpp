@@ -188,7 +188,9 @@ TEST(Building, AttachmentsThatStayAreAFaultAndNoEndlessLoop) {
   struct StubbornFactory : ObjectFactory {
     explicit StubbornFactory(ObjectFactory& real) : real_(real) {}
     std::shared_ptr<AutomationObject> CreateObject(std::string_view progId) override {
-      if (progId == prog_id::kSafeMailItem) return std::make_shared<StubbornItem>();
+      if (progId == prog_id::kSafeMailItem) {
+        return std::make_shared<StubbornItem>();
+      }
       return real_.CreateObject(progId);
     }
     ObjectFactory& real_;

@@ -61,7 +61,9 @@ TEST(RulesOverAStore, AMailboxThatWentAwayIsNamed) {
   bench.prefs.fields().mintTextToCheck = kCheckBody;
   const auto delivered = bench.deliver(letter());
   bench.store.setHook([](std::string_view operation) {
-    if (operation == "MailItem.Body") throw MailStoreError("the mailbox went away");
+    if (operation == "MailItem.Body") {
+      throw MailStoreError("the mailbox went away");
+    }
   });
   const Decision decision(bench, delivered);
   EXPECT_EQ(decision.status, -1);

@@ -39,7 +39,9 @@ struct StoreBench {
   void failCall(std::size_t number) {
     store.setHook([this, number](std::string_view operation) {
       calls.emplace_back(operation);
-      if (calls.size() == number) throw MailStoreError("fault in " + std::string(operation));
+      if (calls.size() == number) {
+        throw MailStoreError("fault in " + std::string(operation));
+      }
     });
   }
 

@@ -13,8 +13,12 @@ TEST_P(MailStoreContract, MakesEveryComponentByItsIdentifierInAnyCase) {
     SCOPED_TRACE(progId);
     std::string upper(progId);
     std::string lower(progId);
-    for (char& letter : upper) letter = static_cast<char>(std::toupper(letter));
-    for (char& letter : lower) letter = static_cast<char>(std::tolower(letter));
+    for (char& letter : upper) {
+      letter = static_cast<char>(std::toupper(letter));
+    }
+    for (char& letter : lower) {
+      letter = static_cast<char>(std::tolower(letter));
+    }
     EXPECT_NE(factory().CreateObject(progId), nullptr);
     EXPECT_NE(factory().CreateObject(upper), nullptr);
     EXPECT_NE(factory().CreateObject(lower), nullptr);
@@ -24,7 +28,9 @@ TEST_P(MailStoreContract, MakesEveryComponentByItsIdentifierInAnyCase) {
 TEST_P(MailStoreContract, MakesEveryComponentOfItsOwnClass) {
   EXPECT_NO_THROW(createAs<Application>(factory(), prog_id::kApplication));
   EXPECT_NO_THROW(createAs<MailItem>(factory(), prog_id::kMailItem));
-  for (const auto progId : kSafeItems) EXPECT_NO_THROW(createAs<SafeItem>(factory(), progId));
+  for (const auto progId : kSafeItems) {
+    EXPECT_NO_THROW(createAs<SafeItem>(factory(), progId));
+  }
   EXPECT_NO_THROW(createAs<UtilityObject>(factory(), prog_id::kUtility));
   EXPECT_NO_THROW(createAs<LibrarySession>(factory(), prog_id::kLibrarySession));
   EXPECT_NO_THROW(createAs<Dictionary>(factory(), prog_id::kDictionary));
@@ -71,7 +77,9 @@ TEST_P(MailStoreContract, TheVersionBeginsWithTwoDigitsAboveNine) {
 TEST_P(MailStoreContract, AnApplicationThatHasGoneAwayDoesNotTellItsVersion) {
   const auto held = application();
   EXPECT_NO_THROW(held->Version());
-  if (!outside->begin(Trouble::kApplicationGone)) GTEST_SKIP() << "cannot be provoked";
+  if (!outside->begin(Trouble::kApplicationGone)) {
+    GTEST_SKIP() << "cannot be provoked";
+  }
   EXPECT_THROW(held->Version(), MailStoreError);
 }
 
@@ -137,7 +145,9 @@ TEST_P(MailStoreContract, ASynchronisationCanFollowAnotherAlsoFromItsEnd) {
   int ends = 0;
   const auto object = sync();
   object->onSyncEnd([&] {
-    if (++ends < 3) object->Start();
+    if (++ends < 3) {
+      object->Start();
+    }
   });
   object->Start();
   outside->runPendingEvents();
@@ -191,7 +201,9 @@ TEST_P(MailStoreContract, ADictionaryRefusesAKeyThatIsThere) {
 TEST_P(MailStoreContract, ADictionaryComparesByteForByte) {
   const auto dictionary = createAs<Dictionary>(factory(), prog_id::kDictionary);
   dictionary->Add("Key", "");
-  for (const std::string other : {"key", "Key ", "Ke"}) EXPECT_FALSE(dictionary->Exists(other));
+  for (const std::string other : {"key", "Key ", "Ke"}) {
+    EXPECT_FALSE(dictionary->Exists(other));
+  }
   dictionary->Add("key", "");
   EXPECT_EQ(dictionary->Count(), 2);
 }

@@ -130,9 +130,13 @@ TEST_P(MailStoreContract, EntryIdentifiersAreAllDifferentAndStay) {
   deliverSubjects({"one", "two", "three"});
   std::vector<std::string> before;
   const auto collection = unread();
-  for (std::int32_t i = 1; i <= 3; ++i) before.push_back(collection->Item(i)->EntryID());
+  for (std::int32_t i = 1; i <= 3; ++i) {
+    before.push_back(collection->Item(i)->EntryID());
+  }
   EXPECT_EQ(std::set<std::string>(before.begin(), before.end()).size(), 3u);
-  for (const auto& id : before) EXPECT_FALSE(id.empty());
+  for (const auto& id : before) {
+    EXPECT_FALSE(id.empty());
+  }
 
   collection->Item(2)->UnRead(false);
   deliverSubjects({"four"});
@@ -153,7 +157,9 @@ TEST_P(MailStoreContract, ItemsOutliveWhatTheyWereObtainedFrom) {
 
 TEST_P(MailStoreContract, SeveralHundredItemsKeepTheirOrder) {
   Subjects subjects;
-  for (int i = 0; i < 300; ++i) subjects.push_back("number " + std::to_string(i));
+  for (int i = 0; i < 300; ++i) {
+    subjects.push_back("number " + std::to_string(i));
+  }
   deliverSubjects(subjects);
   const auto collection = unread();
   ASSERT_EQ(collection->Count(), 300);
@@ -163,7 +169,9 @@ TEST_P(MailStoreContract, SeveralHundredItemsKeepTheirOrder) {
 TEST_P(MailStoreContract, AnInboxOutOfReachIsAnErrorAndRecovers) {
   deliverSubjects({"one"});
   const auto folder = inbox();
-  if (!outside->begin(Trouble::kInboxUnreachable)) GTEST_SKIP() << "cannot be provoked";
+  if (!outside->begin(Trouble::kInboxUnreachable)) {
+    GTEST_SKIP() << "cannot be provoked";
+  }
   EXPECT_THROW(folder->Items()->Restrict("[Unread]=true")->Count(), MailStoreError);
   outside->end(Trouble::kInboxUnreachable);
   EXPECT_EQ(folder->Items()->Restrict("[Unread]=true")->Count(), 1);

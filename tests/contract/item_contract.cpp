@@ -303,7 +303,9 @@ TEST_P(MailStoreContract, ASafeItemWithoutAnItemThrowsOnEveryMember) {
   for (const auto progId : kSafeItems) {
     const auto safe = createAs<SafeItem>(factory(), progId);
     EXPECT_EQ(safe->Item(), nullptr);
-    for (const auto& [name, use] : uses) EXPECT_THROW(use(*safe), MailStoreError) << name;
+    for (const auto& [name, use] : uses) {
+      EXPECT_THROW(use(*safe), MailStoreError) << name;
+    }
   }
 }
 

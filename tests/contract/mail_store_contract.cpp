@@ -49,7 +49,9 @@ std::vector<std::string> subjectsOf(ItemCollection& collection) {
 
 std::string plainLines(std::string text) {
   text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-  while (!text.empty() && text.back() == '\n') text.pop_back();
+  while (!text.empty() && text.back() == '\n') {
+    text.pop_back();
+  }
   return text;
 }
 

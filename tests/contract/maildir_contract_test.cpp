@@ -15,7 +15,7 @@
 namespace relaybird {
 namespace {
 
-/// A store whose components can be taken out of the machine.
+// A store whose components can be taken out of the machine.
 class PartialStore : public MailStore, private ObjectFactory {
  public:
   explicit PartialStore(MaildirHouse& house) : house_(house) {}
@@ -24,7 +24,9 @@ class PartialStore : public MailStore, private ObjectFactory {
 
  private:
   std::shared_ptr<AutomationObject> CreateObject(std::string_view progId) override {
-    if (missing_.count(asciiLower(progId)) != 0) throw MailStoreError("not installed");
+    if (missing_.count(asciiLower(progId)) != 0) {
+      throw MailStoreError("not installed");
+    }
     return house_.factory().CreateObject(progId);
   }
 
@@ -50,7 +52,9 @@ class MaildirUnderTest : public StoreUnderTest {
     text.subject = mail.subject;
     text.body = mail.body;
     text.html = mail.html;
-    for (const auto& [name, bytes] : mail.attachments) text.attachments.emplace_back(name, bytes);
+    for (const auto& [name, bytes] : mail.attachments) {
+      text.attachments.emplace_back(name, bytes);
+    }
     const auto seconds =
         std::chrono::floor<std::chrono::seconds>(mail.received).time_since_epoch().count();
     // Deliverers stamp names by their own clock, whatever the message says of itself.
@@ -72,7 +76,9 @@ class MaildirUnderTest : public StoreUnderTest {
 
   std::vector<SentMail> outbox() override {
     std::vector<SentMail> sent;
-    for (const OutboxFile& file : house_.outbox()) sent.push_back(readSentMessage(file.bytes));
+    for (const OutboxFile& file : house_.outbox()) {
+      sent.push_back(readSentMessage(file.bytes));
+    }
     return sent;
   }
 
@@ -102,7 +108,7 @@ class MaildirUnderTest : public StoreUnderTest {
  private:
   MaildirHouse house_;
   PartialStore partial_{house_};
-  std::map<std::string, std::string> names_;  ///< unique names by subject
+  std::map<std::string, std::string> names_;  // unique names by subject
   int count_ = 0;
 };
 

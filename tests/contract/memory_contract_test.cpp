@@ -46,8 +46,9 @@ class MemoryUnderTest : public StoreUnderTest {
       mail.body = message.body;
       mail.html = message.html;
       mail.replyTo = message.replyTo;
-      for (const auto& one : message.recipients)
+      for (const auto& one : message.recipients) {
         mail.recipients.emplace_back(one.address, one.type);
+      }
       for (const auto& one : message.attachments) {
         mail.attachments.push_back({one.name, one.content});
       }
@@ -69,7 +70,9 @@ class MemoryUnderTest : public StoreUnderTest {
       store_.setOutboxFull(true);
     } else {
       store_.setHook([](std::string_view operation) {
-        if (operation == "ItemCollection.Restrict") throw MailStoreError("There is trouble");
+        if (operation == "ItemCollection.Restrict") {
+          throw MailStoreError("There is trouble");
+        }
       });
     }
     return true;

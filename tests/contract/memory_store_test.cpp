@@ -40,7 +40,7 @@ class MemoryStoreTest : public testing::Test {
   MemoryStore store{events};
 };
 
-/// Every operation of the interface by the name that the hook hears, as something to do.
+// Every operation of the interface by the name that the hook hears, as something to do.
 class HookTest : public MemoryStoreTest {
  protected:
   using Uses = std::map<std::string, std::function<void()>>;
@@ -200,7 +200,9 @@ TEST_F(HookTest, EveryOperationCanBeRefusedAndThenDoesNothing) {
     SCOPED_TRACE(name);
     int heard = 0;
     store.setHook([&, wanted = name](std::string_view operation) {
-      if (operation != wanted) return;
+      if (operation != wanted) {
+        return;
+      }
       ++heard;
       throw MailStoreError("refused " + wanted, 42);
     });
@@ -223,7 +225,9 @@ TEST_F(HookTest, EveryOperationCanBeRefusedAndThenDoesNothing) {
 }
 
 TEST_F(HookTest, EveryOperationRunsOnceItIsNotRefused) {
-  for (const auto& [name, use] : uses()) EXPECT_NO_THROW(use()) << name;
+  for (const auto& [name, use] : uses()) {
+    EXPECT_NO_THROW(use()) << name;
+  }
   EXPECT_EQ(store.outboxCount(), 2u);
   EXPECT_EQ(store.deliveries(), 1u);
   EXPECT_EQ(store.attachedSessions(), 1u);
@@ -371,7 +375,9 @@ TEST_F(MemoryStoreTest, ForwardingThirtyThousandItemsSharesTheirContents) {
   // Copies of the bodies would need 30 GB; a cost per item that grows with the mailbox, hours.
   constexpr int kItems = 30000;
   MemoryItem sample;
-  for (int i = 0; i < kItems; ++i) store.deliver(sample);
+  for (int i = 0; i < kItems; ++i) {
+    store.deliver(sample);
+  }
   sample.body.assign(1 << 20, 'x');
   store.deliver(sample);
   const auto unread = items()->Restrict("[Unread]=true");

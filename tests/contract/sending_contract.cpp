@@ -48,7 +48,9 @@ TEST_P(MailStoreContract, RemovingARecipientMovesTheFollowingOnesDown) {
   recipients->Remove(1);
   ASSERT_EQ(recipients->Count(), 1);
   EXPECT_EQ(recipients->Item(1)->Type(), RecipientType::kBlindCopy);
-  while (recipients->Count() > 0) recipients->Remove(1);
+  while (recipients->Count() > 0) {
+    recipients->Remove(1);
+  }
   EXPECT_EQ(recipients->Count(), 0);
 }
 
@@ -81,7 +83,9 @@ TEST_P(MailStoreContract, WhatCannotBeAnAddressIsTakenButNotResolved) {
 
 TEST_P(MailStoreContract, AKnownNameResolvesToItsAddress) {
   const auto known = outside->knownName();
-  if (!known) GTEST_SKIP() << "this store knows no names";
+  if (!known) {
+    GTEST_SKIP() << "this store knows no names";
+  }
   const auto forward = received({})->Forward();
   forward->Recipients()->Add(known->first);
   EXPECT_TRUE(forward->Recipients()->ResolveAll());
@@ -211,7 +215,9 @@ TEST_P(MailStoreContract, ForwardsAreSentInOrder) {
   createAs<UtilityObject>(factory(), prog_id::kUtility)->DeliverNow();
   outside->runPendingEvents();
   std::vector<std::string> subjects;
-  for (const auto& sent : outside->outbox()) subjects.push_back(sent.subject);
+  for (const auto& sent : outside->outbox()) {
+    subjects.push_back(sent.subject);
+  }
   EXPECT_EQ(subjects, (std::vector<std::string>{"FW: one", "FW: two", "FW: three"}));
 }
 
@@ -234,7 +240,9 @@ TEST_P(MailStoreContract, AnInboxIsForwardedItemByItemAndIsReadThen) {
 
 TEST_P(MailStoreContract, AnOutboxThatRefusesIsAnErrorAndNothingIsHalfSent) {
   const auto forward = addressedForward({});
-  if (!outside->begin(Trouble::kOutboxRefuses)) GTEST_SKIP() << "cannot be provoked";
+  if (!outside->begin(Trouble::kOutboxRefuses)) {
+    GTEST_SKIP() << "cannot be provoked";
+  }
   EXPECT_THROW(forward->send(), MailStoreError);
   EXPECT_TRUE(outside->outbox().empty());
   outside->end(Trouble::kOutboxRefuses);
@@ -251,7 +259,9 @@ TEST_P(MailStoreContract, AfterAnOutboxRefusedNoFurtherItemCanBeTakenUntilItTake
   item->UnRead(false);
   const auto forward = item->Forward();
   forward->Recipients()->Add("good@example.org");
-  if (!outside->begin(Trouble::kOutboxRefuses)) GTEST_SKIP() << "cannot be provoked";
+  if (!outside->begin(Trouble::kOutboxRefuses)) {
+    GTEST_SKIP() << "cannot be provoked";
+  }
   EXPECT_THROW(forward->send(), MailStoreError);
   EXPECT_THROW(collection->Item(2), MailStoreError);
   EXPECT_THROW(collection->Item(1), MailStoreError) << "every time";

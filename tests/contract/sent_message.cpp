@@ -41,7 +41,9 @@ std::string contentOf(GMimePart* part) {
 
 void readPart(GMimeObject*, GMimeObject* object, void* into) {
   SentMail& mail = *static_cast<SentMail*>(into);
-  if (!GMIME_IS_PART(object)) return;
+  if (!GMIME_IS_PART(object)) {
+    return;
+  }
   GMimePart* part = GMIME_PART(object);
   GMimeContentType* type = g_mime_object_get_content_type(object);
   if (const char* name = g_mime_part_get_filename(part)) {
@@ -61,7 +63,9 @@ SentMail readSentMessage(std::string_view bytes) {
   const auto parser = own(g_mime_parser_new_with_stream(stream.get()));
   const auto message = own(g_mime_parser_construct_message(parser.get(), nullptr));
   SentMail mail;
-  if (!message) return mail;
+  if (!message) {
+    return mail;
+  }
   for (const auto& one : addresses(g_mime_message_get_to(message.get()))) {
     mail.recipients.emplace_back(one, RecipientType::kTo);
   }

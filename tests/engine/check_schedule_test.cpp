@@ -18,7 +18,7 @@ class CheckScheduleTest : public EngineTest {
   EngineState& state() { return engine_.state(); }
   CheckSchedule& schedule() { return engine_.schedule(); }
 
-  /// As after a check: the application is held and open.
+  // As after a check: the application is held and open.
   void openSession() { engine_.session().ResetOlkObj(true, true, false); }
   void endSync() {
     store_.endSyncs();
@@ -108,7 +108,9 @@ TEST_F(CheckScheduleTest, ASynchronisationAskedForWhileOneRunsChangesNothing) {
 
 TEST_F(CheckScheduleTest, AStartThatFailsLeavesNothingBusy) {
   store_.setHook([](std::string_view at) {
-    if (at == "SyncObject.Start") throw MailStoreError("line is down");
+    if (at == "SyncObject.Start") {
+      throw MailStoreError("line is down");
+    }
   });
   schedule().ForwardTrigger();
   EXPECT_EQ(log_.lines, Lines{"2026-11-20 15:00:00--> Inbox Sync failed: line is down"});
@@ -120,7 +122,9 @@ TEST_F(CheckScheduleTest, AStartThatFailsLeavesNothingBusy) {
 TEST_F(CheckScheduleTest, AStartThatFailsEndsItsTestWhenNoMoreEventsRun) {
   state().testCycle = true;
   store_.setHook([](std::string_view at) {
-    if (at == "SyncObject.Start") throw MailStoreError("line is down");
+    if (at == "SyncObject.Start") {
+      throw MailStoreError("line is down");
+    }
   });
   schedule().ForwardTrigger();
   EXPECT_EQ(display_.calls.back(), "forward now: on");
@@ -130,7 +134,9 @@ TEST_F(CheckScheduleTest, AStartThatFailsEndsItsTestWhenNoMoreEventsRun) {
 // synchronisation, and none ever ran.
 TEST_F(CheckScheduleTest, ASynchronisationThatNeverStartsKeepsNoCheckFromRunning) {
   store_.setHook([](std::string_view at) {
-    if (at == "SyncObject.Start") throw MailStoreError("line is down");
+    if (at == "SyncObject.Start") {
+      throw MailStoreError("line is down");
+    }
   });
   schedule().ForwardTrigger();
   EXPECT_NE(engine_.session().application(), nullptr);
@@ -142,7 +148,9 @@ TEST_F(CheckScheduleTest, ASynchronisationThatNeverStartsKeepsNoCheckFromRunning
 
 TEST_F(CheckScheduleTest, AnApplicationThatIsGoneWhenItsSynchronisationStartsIsOpenedAfresh) {
   store_.setHook([this](std::string_view at) {
-    if (at == "SyncObject.Start") store_.quitApplication();
+    if (at == "SyncObject.Start") {
+      store_.quitApplication();
+    }
   });
   schedule().ForwardTrigger();
   EXPECT_EQ(engine_.session().application(), nullptr);
@@ -196,7 +204,9 @@ TEST_F(CheckScheduleTest, APassInsideSyncEndHasItsSendSynchronisationOnceTheFlag
   schedule().ForwardTrigger();
   bool busyAtSecondStart = false;
   store_.setHook([&](std::string_view at) {
-    if (at == "SyncObject.Start") busyAtSecondStart = state().syncBusy && state().sendSync;
+    if (at == "SyncObject.Start") {
+      busyAtSecondStart = state().syncBusy && state().sendSync;
+    }
   });
   endSync();
   EXPECT_EQ(checksDone(), 1u);
@@ -251,7 +261,9 @@ TEST_F(CheckScheduleTest, ASendSynchronisationThatFailsIsNoFailedCheck) {
   openSession();
   deliver("one");
   store_.setHook([](std::string_view at) {
-    if (at == "SyncObject.Start") throw MailStoreError("line is down");
+    if (at == "SyncObject.Start") {
+      throw MailStoreError("line is down");
+    }
   });
   schedule().ForwardTrigger();
   EXPECT_EQ(alerts_.lines, Lines{"completed"});

@@ -13,7 +13,9 @@ class InboxPassFaultTest : public EngineTest {
  protected:
   void failAt(std::string operation) {
     store_.setHook([operation = std::move(operation)](std::string_view at) {
-      if (at == operation) throw MailStoreError("the store broke");
+      if (at == operation) {
+        throw MailStoreError("the store broke");
+      }
     });
   }
 };
@@ -23,7 +25,9 @@ TEST_F(InboxPassFaultTest, AFaultEndsThePassWithOneLineAndNothingElse) {
   deliver("newer");
   int reads = 0;
   store_.setHook([&](std::string_view at) {
-    if (at == "MailItem.EntryID" && ++reads == 2) throw MailStoreError("the store broke");
+    if (at == "MailItem.EntryID" && ++reads == 2) {
+      throw MailStoreError("the store broke");
+    }
   });
   engine_.state().testCycle = true;
   display_.forwardNow = false;
@@ -99,7 +103,9 @@ TEST_F(InboxPassFaultTest, AnApplicationThatEndsUnderThePassIsOpenedAfreshByTheN
   bool quit = false;
   store_.setHook([&](std::string_view at) {
     if (at == "Items.Restrict" || at == "ItemCollection.Restrict") {
-      if (!std::exchange(quit, true)) store_.quitApplication();
+      if (!std::exchange(quit, true)) {
+        store_.quitApplication();
+      }
     }
   });
   engine_.state().syncBusy = false;
@@ -111,10 +117,10 @@ TEST_F(InboxPassFaultTest, AnApplicationThatEndsUnderThePassIsOpenedAfreshByTheN
   EXPECT_EQ(sentSubjects(), (Lines{"FW: one", "FW: two"}));
 }
 
-/// Rules that wrap an item, and a forward that cannot be built.
+// Rules that wrap an item, and a forward that cannot be built.
 class UnbuiltForwardTest : public InboxPassFaultTest {
  protected:
-  /// The wrapping for the rules does not save the forward; the building for sending does.
+  // The wrapping for the rules does not save the forward; the building for sending does.
   UnbuiltForwardTest() { failAt("MailItem.Save"); }
 
   void textRule(const std::string& word) {
@@ -147,7 +153,9 @@ TEST_F(UnbuiltForwardTest, WithoutWordsOfTheBuilderTheTextRuleHasItsOwn) {
   textRule("text");
   deliver("one");
   store_.setHook([](std::string_view at) {
-    if (at == "MailItem.Save") throw MailStoreError("");
+    if (at == "MailItem.Save") {
+      throw MailStoreError("");
+    }
   });
   check();
   EXPECT_EQ(decisions(), Lines{"one at 2026-11-20 15:00:00 not forwarded because Could not apply "
@@ -186,7 +194,9 @@ TEST_F(UnbuiltForwardTest, AForwardThatARuleNeedsIsBuiltOnceAndItsFailedSendingI
   int saves = 0;
   store_.setHook([&](std::string_view at) {
     saves += at == "MailItem.Save" ? 1 : 0;
-    if (at == "SafeItem.send") throw MailStoreError("the outbox is full");
+    if (at == "SafeItem.send") {
+      throw MailStoreError("the outbox is full");
+    }
   });
   check();
   EXPECT_EQ(saves, 1);
@@ -201,16 +211,18 @@ TEST_F(UnbuiltForwardTest, AForwardIsNeverThatOfTheItemBefore) {
   deliver("three");
   int saves = 0;
   store_.setHook([&](std::string_view at) {
-    if (at == "MailItem.Save" && ++saves == 2) throw MailStoreError("the store broke");
+    if (at == "MailItem.Save" && ++saves == 2) {
+      throw MailStoreError("the store broke");
+    }
   });
   check();
   EXPECT_EQ(sentSubjects(), (Lines{"FW: three", "FW: one"}));
   EXPECT_TRUE(store_.isUnread(1));
 }
 
-/// Runs a pass over items of every kind once for each operation that it uses, which fails at its
-/// first use. Whatever fails, the pass ends by itself, leaves no flag behind, and the next one,
-/// with the store in order again, forwards what is still unread and undecided exactly once.
+// Runs a pass over items of every kind once for each operation that it uses, which fails at its
+// first use. Whatever fails, the pass ends by itself, leaves no flag behind, and the next one,
+// with the store in order again, forwards what is still unread and undecided exactly once.
 TEST_F(InboxPassFaultTest, WhicheverOperationFailsThePassEndsAndTheNextOneGoesOn) {
   prefs_.fields().mbolIgnoreExistingUnread = true;
   prefs_.fields().mbolFilterText = true;
@@ -247,7 +259,9 @@ TEST_F(InboxPassFaultTest, WhicheverOperationFailsThePassEndsAndTheNextOneGoesOn
     engine.state().activationTime = kStart;
     bool failed = false;
     store.setHook([&](std::string_view at) {
-      if (at == operation && !std::exchange(failed, true)) throw MailStoreError("broken once");
+      if (at == operation && !std::exchange(failed, true)) {
+        throw MailStoreError("broken once");
+      }
     });
     engine.pass().ForwardMail();
     EXPECT_TRUE(failed);

@@ -17,8 +17,8 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-/// Calls `event` while the status line tells of the item with that number, as the user does who
-/// clicks in the middle of a pass.
+// Calls `event` while the status line tells of the item with that number, as the user does who
+// clicks in the middle of a pass.
 class StopPassTest : public EngineTest {
  protected:
   void atItem(int number, std::function<void()> event) {
@@ -136,7 +136,9 @@ TEST_F(StopPassTest, APassInsideAPassLeavesItsCountStanding) {
   deliverThree();
   atItem(2, [&] { check(); });
   store_.setHook([this](std::string_view operation) {
-    if (operation == "SafeItem.send" && store_.outboxCount() > 0) throw MailStoreError("no");
+    if (operation == "SafeItem.send" && store_.outboxCount() > 0) {
+      throw MailStoreError("no");
+    }
   });
   check();
   EXPECT_EQ(engine_.state().forwardedThisPass, 1);

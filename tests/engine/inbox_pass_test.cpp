@@ -55,7 +55,9 @@ TEST_F(InboxPassTest, TheSendSynchronisationStartsAfterTheThreeSecondPause) {
   std::size_t startsDuringPause = 99;
   DateTime startedAt = kNoDate;
   store_.setHook([&](std::string_view at) {
-    if (at == "SyncObject.Start") startedAt = clock_.now();
+    if (at == "SyncObject.Start") {
+      startedAt = clock_.now();
+    }
   });
   check();
   startsDuringPause = store_.syncStarts();
@@ -144,7 +146,9 @@ TEST_F(InboxPassTest, AnItemWithoutADateCountsAsReceivedBeforeActivation) {
   prefs_.fields().mbolIgnoreExistingUnread = true;
   deliver("dateless");
   store_.setHook([](std::string_view at) {
-    if (at == "MailItem.ReceivedTime") throw MailStoreError("no date");
+    if (at == "MailItem.ReceivedTime") {
+      throw MailStoreError("no date");
+    }
   });
   check();
   EXPECT_EQ(decisions(), Lines{std::string("dateless") + kOldReason});
@@ -164,7 +168,9 @@ TEST_F(InboxPassTest, AnItemOfAnotherKindIsSetUnreadAndSkippedWithoutALine) {
   store_.deliver(item);
   Lines writes;
   store_.setHook([&](std::string_view at) {
-    if (at == "MailItem.UnRead=") writes.emplace_back(at);
+    if (at == "MailItem.UnRead=") {
+      writes.emplace_back(at);
+    }
   });
   check();
   EXPECT_EQ(decisions(), Lines{});
@@ -327,7 +333,9 @@ TEST_F(InboxPassTest, AnEventThatStartsASecondPassWithinThePassIsRefused) {
   deliver("one");
   int entered = 0;
   display_.onProcessPendingEvents = [&] {
-    if (display_.status == "Checking unread item 1 of 1" && entered++ == 0) check();
+    if (display_.status == "Checking unread item 1 of 1" && entered++ == 0) {
+      check();
+    }
   };
   check();
   EXPECT_EQ(entered, 1);

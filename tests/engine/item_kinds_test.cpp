@@ -50,7 +50,9 @@ TEST_F(ItemKindsTest, OtherKindsAreNotAcceptedAndHaveNoDate) {
 TEST_F(ItemKindsTest, AKindThatCannotBeReadIsNotAccepted) {
   auto item = itemOfKind("MailItem");
   store_.setHook([](std::string_view operation) {
-    if (operation == "MailItem.ClassName") throw MailStoreError("no");
+    if (operation == "MailItem.ClassName") {
+      throw MailStoreError("no");
+    }
   });
   EXPECT_FALSE(ValidateInboxType(*item));
   EXPECT_EQ(GetRelevantDate(*item), kNoDate);
@@ -59,7 +61,9 @@ TEST_F(ItemKindsTest, AKindThatCannotBeReadIsNotAccepted) {
 TEST_F(ItemKindsTest, ADateThatCannotBeReadIsNoDate) {
   auto item = itemOfKind("MailItem");
   store_.setHook([](std::string_view operation) {
-    if (operation == "MailItem.ReceivedTime") throw MailStoreError("no");
+    if (operation == "MailItem.ReceivedTime") {
+      throw MailStoreError("no");
+    }
   });
   EXPECT_TRUE(ValidateInboxType(*item));
   EXPECT_EQ(GetRelevantDate(*item), kNoDate);

@@ -12,7 +12,9 @@ class MailSessionTest : public EngineTest {
 
   void failAt(std::string operation, std::string text = "the store says no") {
     store_.setHook([operation = std::move(operation), text = std::move(text)](std::string_view at) {
-      if (at == operation) throw MailStoreError(text);
+      if (at == operation) {
+        throw MailStoreError(text);
+      }
     });
   }
   std::vector<std::string> recordOperations() {
@@ -77,7 +79,9 @@ TEST_F(MailSessionTest, ANamespaceThatCannotBeObtainedIsReported) {
 
 TEST_F(MailSessionTest, ALogonThatIsRefusedIsReported) {
   store_.setHook([](std::string_view at) {
-    if (at == "Application.GetNamespace") throw MailLogonError("wrong password");
+    if (at == "Application.GetNamespace") {
+      throw MailLogonError("wrong password");
+    }
   });
   EXPECT_EQ(session().ResetOlkObj(true, true, false), -3);
   EXPECT_EQ(session().errorText(), "Problem logging into Outlook");

@@ -13,7 +13,7 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
-/// What the named member answers is lost.
+// What the named member answers is lost.
 struct Hole {
   std::string member;
   template <class T>

@@ -9,7 +9,7 @@ namespace relaybird {
 
 namespace {
 
-/// The inbox as it is, or a filtered copy of it.
+// The inbox as it is, or a filtered copy of it.
 class MemoryCollection : public ItemCollection {
  public:
   explicit MemoryCollection(MemoryLink link) : link_(std::move(link)) {}
@@ -24,16 +24,22 @@ class MemoryCollection : public ItemCollection {
   std::shared_ptr<MailItem> Item(std::int32_t index) override {
     link_.begin("ItemCollection.Item");
     requireIndex(index, count());
-    if (link_->outboxRefused) throw MailStoreError("The outbox is full");
+    if (link_->outboxRefused) {
+      throw MailStoreError("The outbox is full");
+    }
     return makeMemoryItem(link_, records()[static_cast<std::size_t>(index - 1)]);
   }
 
   std::shared_ptr<ItemCollection> Restrict(const std::string& filter) override {
     link_.begin("ItemCollection.Restrict");
-    if (!isUnreadFilter(filter)) throw MailStoreError("Cannot parse the condition: " + filter);
+    if (!isUnreadFilter(filter)) {
+      throw MailStoreError("Cannot parse the condition: " + filter);
+    }
     std::vector<RecordRef> unread;
     for (const auto& record : records()) {
-      if (record->unread) unread.push_back(record);
+      if (record->unread) {
+        unread.push_back(record);
+      }
     }
     return std::make_shared<MemoryCollection>(link_, std::move(unread));
   }
@@ -69,7 +75,9 @@ class MemorySyncObject : public SyncObject {
   void Start() override {
     link_.begin("SyncObject.Start");
     ++link_->syncStarts;
-    if (sync_->running) return;
+    if (sync_->running) {
+      return;
+    }
     ++link_->syncRuns;
     sync_->running = true;
     if (link_->syncEndsByItself) {
@@ -154,7 +162,9 @@ class MemoryApplication : public Application {
   }
   std::shared_ptr<Namespace> GetNamespace(const std::string& name) override {
     link_.begin("Application.GetNamespace");
-    if (name != "MAPI") throw MailStoreError("There is no namespace of the name " + name);
+    if (name != "MAPI") {
+      throw MailStoreError("There is no namespace of the name " + name);
+    }
     return std::make_shared<MemoryNamespace>(link_);
   }
   std::shared_ptr<class Session> Session() override {
@@ -163,7 +173,9 @@ class MemoryApplication : public Application {
   }
   std::shared_ptr<MailItem> CreateItem(int kind) override {
     link_.begin("Application.CreateItem");
-    if (kind != kMailItemKind) throw MailStoreError("Items of this kind cannot be created");
+    if (kind != kMailItemKind) {
+      throw MailStoreError("Items of this kind cannot be created");
+    }
     return makeMemoryItem(link_, std::make_shared<MemoryRecord>());
   }
 

@@ -65,7 +65,9 @@ class MemoryLibrarySession : public LibrarySession {
   }
   void MAPIOBJECT(std::shared_ptr<void> object) override {
     link_.begin("LibrarySession.MAPIOBJECT=");
-    if (object != link_->mapiObject) throw MailStoreError("The object is not a MAPI session");
+    if (object != link_->mapiObject) {
+      throw MailStoreError("The object is not a MAPI session");
+    }
     ++link_->attachedSessions;
   }
 
@@ -73,7 +75,7 @@ class MemoryLibrarySession : public LibrarySession {
   MemoryLink link_;
 };
 
-/// Belongs to the scripting runtime: it stays when the mail application goes.
+// Belongs to the scripting runtime: it stays when the mail application goes.
 class MemoryDictionary : public TextDictionary {
  public:
   explicit MemoryDictionary(std::shared_ptr<MemoryState> state) : state_(std::move(state)) {}

@@ -10,10 +10,12 @@ namespace relaybird {
 
 namespace {
 
-/// What a forward writes above the original's text.
+// What a forward writes above the original's text.
 std::string headerBlock(const MemoryRecord& original) {
   std::string from = original.senderName;
-  if (!original.senderAddress.empty()) from += " <" + original.senderAddress + ">";
+  if (!original.senderAddress.empty()) {
+    from += " <" + original.senderAddress + ">";
+  }
   return "\r\n\r\n-----Original Message-----\r\nFrom: " + from +
          "\r\nSubject: " + original.subject + "\r\n\r\n";
 }
@@ -21,7 +23,9 @@ std::string headerBlock(const MemoryRecord& original) {
 void dropDraft(MemoryState& state, const RecordRef& record) {
   // From the end: what is sent was as a rule saved last.
   const auto found = std::find(state.drafts.rbegin(), state.drafts.rend(), record);
-  if (found != state.drafts.rend()) state.drafts.erase(std::next(found).base());
+  if (found != state.drafts.rend()) {
+    state.drafts.erase(std::next(found).base());
+  }
 }
 
 }  // namespace
@@ -83,8 +87,12 @@ std::string MemoryMailItem::SenderName() {
 
 std::string MemoryMailItem::Fields(std::uint32_t tag) {
   const MemoryRecord& record = at("MailItem.Fields");
-  if (tag == kPrSenderEmailAddress) return record.senderAddress;
-  if (tag == kPrSenderName) return record.senderName;
+  if (tag == kPrSenderEmailAddress) {
+    return record.senderAddress;
+  }
+  if (tag == kPrSenderName) {
+    return record.senderName;
+  }
   throw MailStoreError("The property is unknown or cannot be found");
 }
 
@@ -117,7 +125,9 @@ std::shared_ptr<Recipients> MemoryMailItem::ReplyRecipients() {
 
 void MemoryMailItem::Save() {
   MemoryRecord& record = at("MailItem.Save");
-  if (record.place != MemoryPlace::kUnstored) return;
+  if (record.place != MemoryPlace::kUnstored) {
+    return;
+  }
   record.place = MemoryPlace::kDrafts;
   record.entryId = link_->newEntryId();
   link_->drafts.push_back(record_);
@@ -125,8 +135,12 @@ void MemoryMailItem::Save() {
 
 void MemoryMailItem::send() {
   MemoryRecord& record = at("MailItem.send");
-  if (record.place == MemoryPlace::kInbox) throw MailStoreError("A received item cannot be sent");
-  if (record.recipients.empty()) throw MailStoreError("There is no name in the To, Cc or Bcc box");
+  if (record.place == MemoryPlace::kInbox) {
+    throw MailStoreError("A received item cannot be sent");
+  }
+  if (record.recipients.empty()) {
+    throw MailStoreError("There is no name in the To, Cc or Bcc box");
+  }
   if (!resolveAll(link_.state(), record.recipients)) {
     throw MailStoreError("One or more names could not be recognised");
   }
@@ -141,7 +155,9 @@ void MemoryMailItem::send() {
 
 std::shared_ptr<MailItem> MemoryMailItem::GetAssociatedTask() {
   MemoryRecord& record = at("MailItem.GetAssociatedTask");
-  if (!isTaskRequest(record.kind)) throw MailStoreError("The item is not a task request");
+  if (!isTaskRequest(record.kind)) {
+    throw MailStoreError("The item is not a task request");
+  }
   if (!record.task) {
     record.task = std::make_shared<MemoryRecord>();
     record.task->subject = record.subject;

@@ -24,7 +24,9 @@ class MemoryAttachmentObject : public Attachment {
     link_.begin("Attachment.Delete");
     auto& files = record_->files;
     const auto found = std::find(files.begin(), files.end(), file_);
-    if (found == files.end()) throw MailStoreError("The attachment has been deleted");
+    if (found == files.end()) {
+      throw MailStoreError("The attachment has been deleted");
+    }
     files.erase(found);
   }
 

@@ -12,8 +12,8 @@ namespace relaybird {
 
 namespace {
 
-/// RPC_S_SERVER_UNAVAILABLE as an HRESULT, which is how a desktop mail application that has been
-/// closed answers.
+// RPC_S_SERVER_UNAVAILABLE as an HRESULT, which is how a desktop mail application that has been
+// closed answers.
 constexpr auto kServerUnavailable = static_cast<std::int32_t>(0x800706BA);
 
 }  // namespace
@@ -44,18 +44,28 @@ RecordRef MemoryState::makeRecord(MemoryItem item) {
     file->content = std::make_shared<const std::string>(std::move(attachment.content));
     record->files.push_back(std::move(file));
   }
-  if (item.task) record->task = makeRecord(*item.task);
+  if (item.task) {
+    record->task = makeRecord(*item.task);
+  }
   return record;
 }
 
 std::optional<std::string> MemoryState::resolve(const std::string& recipient) const {
   const std::string key = asciiLower(recipient);
-  if (unresolvable.count(key) != 0) return std::nullopt;
-  if (const auto known = knownNames.find(key); known != knownNames.end()) return known->second;
+  if (unresolvable.count(key) != 0) {
+    return std::nullopt;
+  }
+  if (const auto known = knownNames.find(key); known != knownNames.end()) {
+    return known->second;
+  }
   // A line break would let an address write a header of its own.
   const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; };
-  if (std::any_of(recipient.begin(), recipient.end(), isControl)) return std::nullopt;
-  if (recipient.find('@') == std::string::npos) return std::nullopt;
+  if (std::any_of(recipient.begin(), recipient.end(), isControl)) {
+    return std::nullopt;
+  }
+  if (recipient.find('@') == std::string::npos) {
+    return std::nullopt;
+  }
   return recipient;
 }
 
@@ -63,17 +73,24 @@ void MemoryState::postEnd(const std::shared_ptr<MemorySync>& sync) {
   events.post([held = std::weak_ptr(sync), state = this->weak_from_this()] {
     const auto ended = held.lock();
     const auto store = state.lock();
-    if (!ended || !store || ended->era != store->era) return;
+    if (!ended || !store || ended->era != store->era) {
+      return;
+    }
     ended->running = false;
     // A copy: the handler may set another one.
-    if (const auto handler = ended->handler) handler();
+    if (const auto handler = ended->handler) {
+      handler();
+    }
   });
 }
 
 void MemoryLink::begin(std::string_view operation) const {
-  if (const auto hook = state_->hook) hook(operation);
-  if (era_ != state_->era)
+  if (const auto hook = state_->hook) {
+    hook(operation);
+  }
+  if (era_ != state_->era) {
     throw MailStoreError("The RPC server is unavailable", kServerUnavailable);
+  }
 }
 
 MemoryMessage toMessage(const MemoryRecord& record) {
@@ -81,8 +98,12 @@ MemoryMessage toMessage(const MemoryRecord& record) {
   message.subject = record.subject;
   message.body = record.body();
   message.html = record.html;
-  for (const auto& one : record.recipients) message.recipients.push_back({one->address, one->type});
-  for (const auto& one : record.replyRecipients) message.replyTo.push_back(one->address);
+  for (const auto& one : record.recipients) {
+    message.recipients.push_back({one->address, one->type});
+  }
+  for (const auto& one : record.replyRecipients) {
+    message.replyTo.push_back(one->address);
+  }
   for (const auto& file : record.files) {
     message.attachments.push_back({file->name, *file->content, file->size});
   }

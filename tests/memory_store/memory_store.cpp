@@ -58,7 +58,9 @@ std::size_t MemoryStore::outboxCount() const {
 
 std::vector<MemoryMessage> MemoryStore::drafts() const {
   std::vector<MemoryMessage> drafts;
-  for (const auto& record : state_->drafts) drafts.push_back(toMessage(*record));
+  for (const auto& record : state_->drafts) {
+    drafts.push_back(toMessage(*record));
+  }
   return drafts;
 }
 
@@ -78,7 +80,9 @@ std::size_t MemoryStore::endSyncs() {
   std::size_t ended = 0;
   for (const auto& held : std::exchange(state_->syncs, {})) {
     const auto sync = held.lock();
-    if (!sync || !sync->running) continue;
+    if (!sync || !sync->running) {
+      continue;
+    }
     state_->postEnd(sync);
     ++ended;
   }

@@ -10,7 +10,7 @@
 namespace relaybird {
 namespace {
 
-/// The field's value, as a reader of the message has it.
+// The field's value, as a reader of the message has it.
 std::string valueOf(const std::string& field) {
   return field.substr(field.find(':') + 1);
 }
@@ -46,10 +46,13 @@ TEST(AddressField, NamesAndAddressesOfAnyKindAreReadAgain) {
                                     "a@b",
                                     "Team: Joe;"};
   std::string words;
-  for (int i = 0; i < 60; ++i)
+  for (int i = 0; i < 60; ++i) {
     words += (i == 0 ? "" : " ") + std::string("word") + std::to_string(i);
+  }
   std::string wide;
-  for (int i = 0; i < 100; ++i) wide += "\u65E5\u00E9x";
+  for (int i = 0; i < 100; ++i) {
+    wide += "\u65E5\u00E9x";
+  }
   names.insert(names.end(),
                {words, wide, std::string(500, 'n'), "\"" + std::string(200, '"') + "\""});
   const std::vector<std::string> addresses = {
@@ -77,7 +80,9 @@ TEST(AddressField, NamesAndAddressesOfAnyKindAreReadAgain) {
 
 TEST(AddressField, LinesAndEncodedWordsKeepTheirLimits) {
   std::string wide;
-  for (int i = 0; i < 300; ++i) wide += "\u65E5\u672C x";
+  for (int i = 0; i < 300; ++i) {
+    wide += "\u65E5\u672C x";
+  }
   std::vector<Mailbox> all(100, {"Ann Example", "ann@example.org"});
   all.push_back({wide, "joe@example.com"});
   all.push_back({std::string(2000, 'n'), "joe@example.com"});

@@ -9,13 +9,13 @@
 namespace relaybird {
 namespace {
 
-/// A message of one attachment with these fields and this content.
+// A message of one attachment with these fields and this content.
 std::unique_ptr<Message> withAttachment(const std::string& fields, const std::string& content) {
   return messageOf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nhi\n--b\n" + fields + "\n" +
                    content + "\n--b--\n");
 }
 
-/// What the forward of that carries.
+// What the forward of that carries.
 std::string carriedContent(const Message& source) {
   const std::string text = forwardOf(source);
   EXPECT_EQ(brokenRules(text), std::vector<std::string>());

@@ -22,10 +22,12 @@ MessageKind kindOfFields(const std::string& fields) {
   return kindOf("Message-ID: <x@example.org>\n" + fields + "\nhello\n");
 }
 
-/// A trace field with so many marks of other users.
+// A trace field with so many marks of other users.
 std::string traceOf(std::size_t count) {
   std::string field = "X-Relaybird-Trace:";
-  for (std::size_t i = 0; i < count; ++i) field += " other-" + std::to_string(i) + "\n";
+  for (std::size_t i = 0; i < count; ++i) {
+    field += " other-" + std::to_string(i) + "\n";
+  }
   return count == 0 ? "" : field;
 }
 
@@ -54,10 +56,14 @@ TEST(TraceMarks, WhatIsNoMarkIsNotCarriedOn) {
 
 TEST(TraceMarks, AHostileNumberOfThemCostsLittleAndIsNotKept) {
   std::string many;
-  for (int i = 0; i < 60'000; ++i) many += "X-Relaybird-Trace: m" + std::to_string(i) + "\n";
+  for (int i = 0; i < 60'000; ++i) {
+    many += "X-Relaybird-Trace: m" + std::to_string(i) + "\n";
+  }
   EXPECT_THAT(tracesOf(many), SizeIs(kHopLimit));
   std::string list = "X-Relaybird-Trace:";
-  for (int i = 0; i < 200'000; ++i) list += " m";
+  for (int i = 0; i < 200'000; ++i) {
+    list += " m";
+  }
   EXPECT_THAT(tracesOf(list + "\n"), SizeIs(1));
   EXPECT_EQ(kindOf(many + "\nhi\n"), MessageKind::kManyForwards);
 }
@@ -138,7 +144,9 @@ TEST(Circles, AutomaticMailThatNamesNoForwardOfOursIsForwarded) {
 
 TEST(Circles, AHostileListOfIdentifiersAsksForFewSeals) {
   std::string references = "References:";
-  for (int i = 0; i < 50'000; ++i) references += " <a@b>";
+  for (int i = 0; i < 50'000; ++i) {
+    references += " <a@b>";
+  }
   std::size_t asked = 0;
   const OwnMarks own{[&](std::string_view) { return ++asked == 0; },
                      [&](std::string_view) { return ++asked == 0; }};

@@ -11,7 +11,7 @@
 namespace relaybird {
 namespace {
 
-/// Does everything that can be done with a message, and answers the text of its forward.
+// Does everything that can be done with a message, and answers the text of its forward.
 std::string useUp(const std::string& bytes) {
   kindOf(bytes);
   const auto source = messageOf(bytes);

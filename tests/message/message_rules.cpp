@@ -11,7 +11,7 @@ namespace {
 
 using Lines = std::vector<std::string_view>;
 
-/// The lines without their line ends. A line end that nothing follows begins no line.
+// The lines without their line ends. A line end that nothing follows begins no line.
 Lines linesOf(std::string_view text) {
   Lines lines;
   while (!text.empty()) {

@@ -386,7 +386,9 @@ TEST(Message, AFileThatVanishesLaterLeavesTextsEmpty) {
 
 std::size_t lettersOf(const std::set<std::string, std::less<>>& texts) {
   std::size_t sum = 0;
-  for (const std::string& text : texts) sum += text.size();
+  for (const std::string& text : texts) {
+    sum += text.size();
+  }
   return sum;
 }
 

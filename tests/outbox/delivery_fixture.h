@@ -26,7 +26,9 @@ inline std::string mail(const std::string& subject) {
 struct ScriptedTransport : Transport {
   Outcome deliver(const OutgoingMessage& message, std::stop_token stop) override {
     subjects.push_back(message.subject);
-    if (onDeliver) onDeliver(stop);
+    if (onDeliver) {
+      onDeliver(stop);
+    }
     return answer ? answer(message.subject) : Outcome{};
   }
   std::vector<std::string> subjects;
@@ -52,8 +54,12 @@ class DeliveryWorkerTest : public testing::Test {
             [this](const StoreNotice& told) {
               notices.push_back(told.line);
               times.push_back(told.time);
-              if (told.kind == StoreNotice::Kind::kStopped) ++stops;
-              if (onNotice) onNotice();
+              if (told.kind == StoreNotice::Kind::kStopped) {
+                ++stops;
+              }
+              if (onNotice) {
+                onNotice();
+              }
             },
             mostPerHour};
   }

@@ -81,7 +81,9 @@ TEST_F(DeliveryWorkerTest, MessagesThatAreRefusedForTheTimeBeingDoNotBlockThoseB
   transport.answer = [](const std::string& subject) {
     return subject.starts_with("stuck") ? temporary() : Outcome{};
   };
-  for (int i = 0; i < 12; ++i) send("stuck " + std::to_string(i));
+  for (int i = 0; i < 12; ++i) {
+    send("stuck " + std::to_string(i));
+  }
   flush();
   send("fine");
   for (int i = 0; i < 3; ++i) {
@@ -164,7 +166,9 @@ TEST_F(DeliveryWorkerTest, ARefusalThatConcernsEverythingEndsTheSeries) {
 
 TEST_F(DeliveryWorkerTest, ManyRefusalsInARowEndTheSeriesAndOthersHaveTheirTurnNext) {
   transport.answer = [](const std::string&) { return temporary(); };
-  for (int number = 0; number < 25; ++number) send(std::to_string(number));
+  for (int number = 0; number < 25; ++number) {
+    send(std::to_string(number));
+  }
   flush();
   EXPECT_THAT(take(), SizeIs(10));
   transport.answer = nullptr;
@@ -225,7 +229,9 @@ TEST_F(DeliveryWorkerTest, AMessageWithoutRecipientsIsRefusedForGood) {
 TEST_F(DeliveryWorkerTest, HostileNamesAndThingsInNewDoNoHarm) {
   const std::vector<std::string> odd = {"-rf",      "a b;$(x)", "line\nfeed",
                                         "\xff\xfe", "..x",      "x.txt"};
-  for (const std::string& name : odd) world.put("new", name, mail("odd"));
+  for (const std::string& name : odd) {
+    world.put("new", name, mail("odd"));
+  }
   ASSERT_EQ(::mkfifo((world.folder + "/new/fifo").c_str(), 0600), 0);
   world.put("new", std::string(255, 'l'), mail("odd"));
   world.put("new", ".hidden", mail("hidden"));
@@ -390,7 +396,9 @@ TEST_F(DeliveryWorkerTest, ItsEndStopsADeliveryUnderWay) {
   std::latch begun(1);
   transport.onDeliver = [&](std::stop_token stop) {
     begun.count_down();
-    while (!stop.stop_requested()) std::this_thread::yield();
+    while (!stop.stop_requested()) {
+      std::this_thread::yield();
+    }
   };
   transport.answer = [](const std::string&) { return Outcome{Kind::kCancelled, {}, false}; };
   send("one");

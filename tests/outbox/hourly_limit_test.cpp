@@ -25,10 +25,12 @@ class HourlyLimitTest : public testing::Test {
     limit.reset();
     limit.emplace(world.files, world.clock, path, kMost);
   }
-  /// Lets as many leave as may, at most `count`; returns how many those were.
+  // Lets as many leave as may, at most `count`; returns how many those were.
   std::size_t leave(std::size_t count, const std::string& to = "bob@example.org") {
     std::size_t left = 0;
-    for (; left < count && limit->ask({to}).waitsFor.empty(); ++left) limit->count({to});
+    for (; left < count && limit->ask({to}).waitsFor.empty(); ++left) {
+      limit->count({to});
+    }
     return left;
   }
   std::string bytes() { return readBytes(path); }
@@ -177,7 +179,9 @@ TEST_F(HourlyLimitTest, AClockThatIsSetBackNeitherForgetsNorCountsForLongerThanA
 TEST_F(HourlyLimitTest, TheFileStaysSmall) {
   for (int i = 0; i < 10000; ++i) {
     limit->count({"bob@example.org"});
-    if (i % 10 == 0) world.clock.advance(seconds{1});
+    if (i % 10 == 0) {
+      world.clock.advance(seconds{1});
+    }
   }
   EXPECT_LT(bytes().size(), std::size_t{512} << 10);
 }

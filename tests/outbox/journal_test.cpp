@@ -36,7 +36,9 @@ class JournalTest : public testing::Test {
 
 TEST(JournalLine, EveryByteComesBack) {
   std::string all;
-  for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
+  for (int byte = 0; byte < 256; ++byte) {
+    all += static_cast<char>(byte);
+  }
   const std::string line = encodeJournalLine({"event", all, "", "%"});
   EXPECT_EQ(line.find('\n'), line.size() - 1);
   const auto fields = decodeJournalLine(std::string_view(line).substr(0, line.size() - 1));
@@ -236,7 +238,9 @@ TEST_F(JournalTest, StaysSmallOverMonths) {
     ASSERT_TRUE(journal->intend("entry", std::string(1000, 'i'), file));
     ASSERT_TRUE(journal->done(file));
     ASSERT_TRUE(journal->settle("entry"));
-    if (number % 10 == 0) largest = std::max(largest, bytes().size());
+    if (number % 10 == 0) {
+      largest = std::max(largest, bytes().size());
+    }
   }
   EXPECT_LT(largest, 300'000u);
   EXPECT_GT(largest, 100'000u);  // it does not rewrite the file all the time either

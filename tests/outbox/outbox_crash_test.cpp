@@ -18,10 +18,10 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/// Thrown out of a step: what follows it never happens, as in a process that ended there.
+// Thrown out of a step: what follows it never happens, as in a process that ended there.
 struct Crash {};
 
-/// Runs `action` up to step `step`; false when it came to its end before.
+// Runs `action` up to step `step`; false when it came to its end before.
 template <class Action>
 bool crashes(FaultyFileSystem& files, std::size_t step, bool tear, Action action) {
   files.reset();
@@ -37,9 +37,11 @@ bool crashes(FaultyFileSystem& files, std::size_t step, bool tear, Action action
   return crashed;
 }
 
-/// As the store does it: the Message-ID of an earlier try, or a new one.
+// As the store does it: the Message-ID of an earlier try, or a new one.
 void forwardOnce(Outbox& outbox, const std::string& entry, const std::string& newId) {
-  if (outbox.alreadySent(entry)) return;
+  if (outbox.alreadySent(entry)) {
+    return;
+  }
   const std::string id = outbox.intendedMessageId(entry).value_or(newId);
   ASSERT_TRUE(outbox.send(entry, id, writes("Message-ID: " + id + "\n\n")));
 }
@@ -110,7 +112,7 @@ TEST(OutboxCrash, AtAnyStepOfADeliveryNothingThatIsKnownToBeDeliveredComesBack) 
   }
 }
 
-/// Opens the outbox and sends one message, both again where they fail, and cuts the power.
+// Opens the outbox and sends one message, both again where they fail, and cuts the power.
 void sendAndCut(std::size_t failing, std::size_t& steps) {
   const FakeClock clock;
   CutDisk disk(clock, {{"/", "/home"}, {}});
@@ -120,7 +122,9 @@ void sendAndCut(std::size_t failing, std::size_t& steps) {
   std::unique_ptr<Outbox> outbox;
   for (int tries = 0; !outbox && tries < 3; ++tries) {
     auto opened = Outbox::open(files, clock, random, "/home/state/outbox", "/home/state/journal");
-    if (opened) outbox = std::move(*opened);
+    if (opened) {
+      outbox = std::move(*opened);
+    }
   }
   ASSERT_TRUE(outbox);
   bool sent = false;
@@ -148,13 +152,15 @@ TEST(OutboxCrash, WhatWasReportedSentSurvivesAPowerCutWhateverStepFailedOnceBefo
   EXPECT_GT(steps, 25u);
 }
 
-/// A journal that knows one intent, and a file of that name in `part`.
+// A journal that knows one intent, and a file of that name in `part`.
 void leave(OutboxWorld& world, const std::string& part, const std::string& suffix = {}) {
   const std::string name = makeOutboxName(world.clock.now(), 1, "beef");
   (void)world.open();
   auto journal = std::move(Journal::open(world.disk, world.clock, world.journal).value());
   ASSERT_TRUE(journal->intend("entry", "id@example", name));
-  if (!part.empty()) world.put(part, name + suffix, "message");
+  if (!part.empty()) {
+    world.put(part, name + suffix, "message");
+  }
 }
 
 TEST(OutboxRecovery, AFileInNewCurOrFailedWasSent) {

@@ -99,12 +99,12 @@ TEST_F(OutboxFaultTest, ADiskThatStaysBrokenSendsNothingAndRecoversWithTheNextSt
   }
 }
 
-/// The steps of a send to an outbox that was used before: 7 renames into new/, 8 syncs new/.
+// The steps of a send to an outbox that was used before: 7 renames into new/, 8 syncs new/.
 constexpr std::size_t kRenameStep = 7;
 
-/// What became of the entry must be true: sent means that its one message waits in new/; failed
-/// means that it does not, or that the error says so. A start later, and after one more try, there
-/// is exactly one.
+// What became of the entry must be true: sent means that its one message waits in new/; failed
+// means that it does not, or that the error says so. A start later, and after one more try, there
+// is exactly one.
 void expectNothingLostAndNothingTwice(OutboxWorld& fresh, std::unique_ptr<Outbox>& outbox,
                                       const Result<void>& sent) {
   fresh.files.reset();
@@ -131,15 +131,17 @@ void expectNothingLostAndNothingTwice(OutboxWorld& fresh, std::unique_ptr<Outbox
   EXPECT_THAT(fresh.names("new"), SizeIs(3));
 }
 
-/// Whether the recorded step begins as `refused` has it: an operation, and a name in the outbox.
+// Whether the recorded step begins as `refused` has it: an operation, and a name in the outbox.
 bool isRefused(const std::string& step, const std::string& refused, const std::string& folder) {
   const std::size_t blank = refused.find(' ');
-  if (blank == refused.npos) return step.starts_with(refused + ' ');
+  if (blank == refused.npos) {
+    return step.starts_with(refused + ' ');
+  }
   return step.starts_with(refused.substr(0, blank + 1) + folder + '/' + refused.substr(blank + 1));
 }
 
-/// Sends one forward whose rename into new/ is answered with an error, after `rename` was called
-/// with both names. Does so for every choice of the steps that are refused from then on.
+// Sends one forward whose rename into new/ is answered with an error, after `rename` was called
+// with both names. Does so for every choice of the steps that are refused from then on.
 void expectAFailedSendFor(
     const std::vector<std::string>& others,
     const std::function<void(const std::string& from, const std::string& to)>& rename) {
@@ -157,14 +159,18 @@ void expectAFailedSendFor(
         return tried = true;
       }
       for (std::size_t i = 0; tried && i < others.size(); ++i) {
-        if ((bits >> i & 1) != 0 && isRefused(step, others[i], fresh.folder)) return true;
+        if ((bits >> i & 1) != 0 && isRefused(step, others[i], fresh.folder)) {
+          return true;
+        }
       }
       return false;
     };
     const auto sent = outbox->send("entry", "id1", writes("x"));
     EXPECT_FALSE(sent);
     expectNothingLostAndNothingTwice(fresh, outbox, sent);
-    if (testing::Test::HasFailure()) return;
+    if (testing::Test::HasFailure()) {
+      return;
+    }
   }
 }
 
@@ -238,7 +244,9 @@ TEST_F(OutboxFaultTest, AnyOneAndAnyTwoFailingStepsOfASendLoseNothingAndDoubleNo
         EXPECT_FALSE(sent);
       }
       expectNothingLostAndNothingTwice(fresh, outbox, sent);
-      if (HasFailure()) return;
+      if (HasFailure()) {
+        return;
+      }
       ++tried;
     }
   }
@@ -276,7 +284,9 @@ TEST_F(OutboxFaultTest, TheDiskIsTriedWithAsManyBytesAsItRefusedAndNothingStays)
   world.files.reset();
   world.files.failStep(3, ENOSPC);
   EXPECT_FALSE(outbox->send("entry", "id", [](OutputFile& file) -> Result<void> {
-    if (auto written = file.write(std::string(100'000, 'x')); !written) return written;
+    if (auto written = file.write(std::string(100'000, 'x')); !written) {
+      return written;
+    }
     return file.write(std::string(50'000, 'x'));
   }));
   world.files.reset();
@@ -312,7 +322,9 @@ TEST_F(OutboxFaultTest, ATrialFailsWithAnyOfItsStepsAndSucceedsWhenAllDo) {
       ASSERT_TRUE(tried);
       break;
     }
-    if (!tried) ++failed;
+    if (!tried) {
+      ++failed;
+    }
   }
   EXPECT_GE(failed, 13u);
   outbox.reset();

@@ -92,7 +92,9 @@ TEST(OneLine, IsCutBetweenCharacters) {
   for (const std::string_view character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
     for (std::size_t before = 280; before <= 300; ++before) {
       std::string text(before, 'x');
-      for (int count = 0; count < 300; ++count) text += character;
+      for (int count = 0; count < 300; ++count) {
+        text += character;
+      }
       const std::string line = oneLine(text);
       EXPECT_LE(line.size(), 300u);
       EXPECT_GT(line.size(), 300u - character.size());

@@ -71,7 +71,9 @@ TEST(SendmailTransport, EveryExitStatusHasItsMeaning) {
     const auto outcome = outcomeOf({End::kExited, row.status, "550 said so\n"}, "/bin/mta");
     EXPECT_EQ(outcome.kind, row.kind) << row.status;
     EXPECT_EQ(outcome.everything, row.everything) << row.status;
-    if (row.status == 0) continue;
+    if (row.status == 0) {
+      continue;
+    }
     EXPECT_THAT(outcome.words, HasSubstr("550 said so"));
     EXPECT_THAT(outcome.words,
                 HasSubstr("/bin/mta ended with status " + std::to_string(row.status)));

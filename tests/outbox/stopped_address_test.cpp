@@ -26,7 +26,9 @@ class StoppedAddressTest : public DeliveryWorkerTest {
         writes("From: ann@example.org\nTo: " + to + "\nSubject: " + subject + "\n\nbody\n")));
   }
   void sendMany(int count) {
-    for (int i = 1; i <= count; ++i) send(std::to_string(i), "bob@example.org");
+    for (int i = 1; i <= count; ++i) {
+      send(std::to_string(i), "bob@example.org");
+    }
   }
   bool tryAgain() {
     bool done = false;

@@ -25,7 +25,9 @@ TEST(CharacterKind, TellsWhatAReaderDoesNotSee) {
       {Kind::kJoiner, U"\u200C\u200D\uFE0F\U000E0100"},
   };
   for (const auto& [kind, codes] : cases) {
-    for (const char32_t code : codes) EXPECT_EQ(kindOf(code), kind) << std::hex << +code;
+    for (const char32_t code : codes) {
+      EXPECT_EQ(kindOf(code), kind) << std::hex << +code;
+    }
   }
   EXPECT_EQ(kindOf(0x110000), Kind::kOrdinary);
 }
@@ -33,15 +35,21 @@ TEST(CharacterKind, TellsWhatAReaderDoesNotSee) {
 std::set<char32_t> withProperty(const std::string& file, const std::string& property) {
   std::set<char32_t> codes;
   for (const UnicodeLine& line : unicodeLines(file)) {
-    if (line.fields[0] != property) continue;
-    for (char32_t code = line.first; code <= line.last; ++code) codes.insert(code);
+    if (line.fields[0] != property) {
+      continue;
+    }
+    for (char32_t code = line.first; code <= line.last; ++code) {
+      codes.insert(code);
+    }
   }
   return codes;
 }
 
 TEST(CharacterKind, KnowsEveryCharacterThatTheUnicodeDataCallInvisible) {
   const auto ignorable = withProperty("DerivedCoreProperties.txt", "Default_Ignorable_Code_Point");
-  if (ignorable.empty()) GTEST_SKIP() << "the package unicode-data is not installed";
+  if (ignorable.empty()) {
+    GTEST_SKIP() << "the package unicode-data is not installed";
+  }
   const auto white = withProperty("PropList.txt", "White_Space");
   const auto turning = withProperty("PropList.txt", "Bidi_Control");
   const auto joining = withProperty("PropList.txt", "Join_Control");

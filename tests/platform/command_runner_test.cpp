@@ -26,8 +26,8 @@ using testing::SizeIs;
 
 constexpr milliseconds kLong = std::chrono::hours{1};
 
-/// A process is dead at once, and gone as soon as somebody has taken note. That may happen between
-/// any two calls here, also between opening its file and reading it.
+// A process is dead at once, and gone as soon as somebody has taken note. That may happen between
+// any two calls here, also between opening its file and reading it.
 bool isDead(pid_t process) {
   std::ifstream status("/proc/" + std::to_string(process) + "/stat");
   std::string line;
@@ -94,15 +94,19 @@ TEST_F(CommandRunnerTest, TheInputIsWholeAlsoWhenTheProgramIsKilledBeforeItIsRea
     (void)runner.run({command}, input, kLong, {});
     ::_exit(0);
   }
-  while (!std::filesystem::exists(temp.path("ready"))) std::this_thread::yield();
+  while (!std::filesystem::exists(temp.path("ready"))) {
+    std::this_thread::yield();
+  }
   ::kill(program, SIGKILL);
   ::waitpid(program, nullptr, 0);
   writeBytes(temp.path("go"), "");
-  while (!std::filesystem::exists(temp.path("taken"))) std::this_thread::yield();
+  while (!std::filesystem::exists(temp.path("taken"))) {
+    std::this_thread::yield();
+  }
   EXPECT_EQ(readBytes(temp.path("taken")).size(), input.size());
 }
 
-/// Of the kernel that stands in for memfd_create, what it was asked for.
+// Of the kernel that stands in for memfd_create, what it was asked for.
 std::vector<unsigned> askedFor;
 
 // Where vm.memfd_noexec is 2 every delivery failed: the file did not say that nobody executes it.
@@ -170,7 +174,9 @@ TEST_F(CommandRunnerTest, AMissingCommandAndOneThatIsNoProgramAreNotStarted) {
 TEST_F(CommandRunnerTest, OneThatHangsIsEndedWithItsChildrenWhenTheTimeHasPassed) {
   PosixCommandRunner hasty([this] {
     // Time passes once the command has said which processes are to end.
-    if (std::filesystem::exists(temp.path("ready"))) now += kLong;
+    if (std::filesystem::exists(temp.path("ready"))) {
+      now += kLong;
+    }
     return now;
   });
   const auto result = hasty.run({script("sleep 1000 & echo $! > " + temp.path("child") +
@@ -178,13 +184,17 @@ TEST_F(CommandRunnerTest, OneThatHangsIsEndedWithItsChildrenWhenTheTimeHasPassed
                                 "x", kLong, {});
   EXPECT_EQ(result.end, End::kTimedOut);
   const pid_t child = std::stoi(readBytes(temp.path("child")));
-  while (!isDead(child)) std::this_thread::yield();
+  while (!isDead(child)) {
+    std::this_thread::yield();
+  }
 }
 
 TEST_F(CommandRunnerTest, AStopEndsACommandThatHasNotAllItsInputAtOnce) {
   std::stop_source stop;
   PosixCommandRunner stopping([&] {
-    if (std::filesystem::exists(temp.path("ready"))) stop.request_stop();
+    if (std::filesystem::exists(temp.path("ready"))) {
+      stop.request_stop();
+    }
     return now;
   });
   const auto result = stopping.run({script("touch " + temp.path("ready") + "; sleep 1000")},
@@ -195,7 +205,9 @@ TEST_F(CommandRunnerTest, AStopEndsACommandThatHasNotAllItsInputAtOnce) {
 TEST_F(CommandRunnerTest, AStopFromAnotherThreadWakesTheRunner) {
   std::stop_source stop;
   std::jthread other([&] {
-    while (!std::filesystem::exists(temp.path("ready"))) std::this_thread::yield();
+    while (!std::filesystem::exists(temp.path("ready"))) {
+      std::this_thread::yield();
+    }
     stop.request_stop();
   });
   const auto result = runner.run({script("touch " + temp.path("ready") + "; sleep 1000")},
@@ -225,8 +237,12 @@ TEST_F(CommandRunnerTest, ACommandWithAllItsInputMayFinishAfterAStop) {
 TEST_F(CommandRunnerTest, ButNotForEver) {
   std::stop_source stop;
   PosixCommandRunner stopping([&] {
-    if (stop.stop_requested()) now += kStopPatience;
-    if (std::filesystem::exists(temp.path("ready"))) stop.request_stop();
+    if (stop.stop_requested()) {
+      now += kStopPatience;
+    }
+    if (std::filesystem::exists(temp.path("ready"))) {
+      stop.request_stop();
+    }
     return now;
   });
   const auto result =
@@ -253,7 +269,9 @@ TEST_F(CommandRunnerTest, LeavesNoDescriptorsAndNoZombiesBehind) {
     return std::distance(begin(all), end(all));
   };
   const auto before = count();
-  for (int number = 0; number < 20; ++number) (void)run("cat", "x");
+  for (int number = 0; number < 20; ++number) {
+    (void)run("cat", "x");
+  }
   (void)runner.run({temp.path("nothing")}, "x", kLong, {});
   EXPECT_EQ(count(), before);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);

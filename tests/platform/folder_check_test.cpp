@@ -114,7 +114,9 @@ TEST_F(FolderCheck, FoldersAreTheOwnersAloneWhateverTheUmask) {
 
 TEST_F(FolderCheck, AnEndlessPathIsFalseAtOnce) {
   std::string path = temp.path();
-  for (int i = 0; i < 200000; ++i) path += "/a";
+  for (int i = 0; i < 200000; ++i) {
+    path += "/a";
+  }
   EXPECT_FALSE(MakeFolderPath(files, path));
   EXPECT_TRUE(fs::is_empty(temp.path()));
 }

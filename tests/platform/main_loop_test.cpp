@@ -29,8 +29,12 @@ class MainLoopTest : public testing::Test {
             [this](pollfd* descriptors, nfds_t count, int timeout) {
               timeouts.push_back(timeout);
               const int ready = ::poll(descriptors, count, 0);
-              if (ready != 0) return ready;
-              if (timeout > 0) now += milliseconds(timeout);
+              if (ready != 0) {
+                return ready;
+              }
+              if (timeout > 0) {
+                now += milliseconds(timeout);
+              }
               if (timeout < 0) {
                 ++endlessWaits;
                 loop->quit();
@@ -38,7 +42,7 @@ class MainLoopTest : public testing::Test {
               return 0;
             }};
   }
-  /// Runs until nothing is left to do without end.
+  // Runs until nothing is left to do without end.
   void runToIdle() { loop->run(); }
   std::unique_ptr<Timer> ticking(milliseconds interval, const std::string& name) {
     auto timer = loop->makeTimer(interval,
@@ -93,7 +97,9 @@ TEST_F(MainLoopTest, TimersDueTogetherTickInTheOrderOfEnabling) {
 TEST_F(MainLoopTest, OfMissedTicksOneComesLate) {
   const auto busy = loop->makeTimer(100ms, [&] {
     log += std::to_string(now.count()) + ' ';
-    if (now == 100ms) now += 450ms;
+    if (now == 100ms) {
+      now += 450ms;
+    }
   });
   busy->setEnabled(true);
   loop->runUntil([&] { return now > 700ms; });
@@ -147,7 +153,9 @@ TEST_F(MainLoopTest, RunUntilAsksFirstAndAfterEveryEvent) {
   EXPECT_TRUE(loop->runUntil([] { return true; }));
   EXPECT_TRUE(timeouts.empty());
   int ran = 0;
-  for (int i = 0; i < 5; ++i) loop->post([&] { ++ran; });
+  for (int i = 0; i < 5; ++i) {
+    loop->post([&] { ++ran; });
+  }
   EXPECT_TRUE(loop->runUntil([&] { return ran == 2; }));
   EXPECT_EQ(ran, 2);
   EXPECT_FALSE(loop->runUntil([] { return false; }));  // ends by the quit of the endless wait
@@ -334,7 +342,9 @@ TEST(MainLoopThreads, PostWakesASleepingLoopFromAnotherThread) {
   MainLoop loop;
   int ran = 0;
   std::thread poster([&] {
-    for (int i = 0; i < 1000; ++i) loop.post([&] { ++ran; });
+    for (int i = 0; i < 1000; ++i) {
+      loop.post([&] { ++ran; });
+    }
     loop.post([&] { loop.quit(); });
   });
   loop.run();
@@ -352,7 +362,9 @@ TEST(MainLoopThreads, QuitWakesASleepingLoopFromAnotherThread) {
   };
   MainLoop loop(system);
   std::thread quitter([&] {
-    while (!asleep) std::this_thread::yield();
+    while (!asleep) {
+      std::this_thread::yield();
+    }
     loop.quit();
   });
   loop.run();

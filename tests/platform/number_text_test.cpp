@@ -54,7 +54,9 @@ TEST(NumericPrefix, ReadsTheLongestLeadingNumber) {
       {"1e99999999999999999999", 0},
       {"1e-99999999999999999999", 0},
   };
-  for (const auto& [text, value] : cases) EXPECT_EQ(numericPrefix(text), value) << text;
+  for (const auto& [text, value] : cases) {
+    EXPECT_EQ(numericPrefix(text), value) << text;
+  }
   EXPECT_EQ(numericPrefix(std::string_view("7\0008", 3)), 7);
 }
 
@@ -64,7 +66,9 @@ TEST(ReadPrefix, IsNoneOnlyForANumberBeyondTheRangeOfDouble) {
   }
   const std::pair<const char*, double> cases[] = {
       {"2.5 minutes", 2.5}, {"abc", 0}, {"", 0}, {"1e-400", 0}, {"-3", -3}, {"1e308", 1e308}};
-  for (const auto& [text, value] : cases) EXPECT_EQ(readPrefix(text), value) << text;
+  for (const auto& [text, value] : cases) {
+    EXPECT_EQ(readPrefix(text), value) << text;
+  }
 }
 
 TEST(NumericPrefix, AHostileRunOfDigitsIsReadInOneGo) {
@@ -131,7 +135,9 @@ TEST(RoundHalfEven, SendsHalvesToTheEvenNeighbour) {
   const std::pair<double, double> cases[] = {{0.5, 0},   {1.5, 2},   {2.5, 2},      {-0.5, 0},
                                              {-1.5, -2}, {-2.5, -2}, {2.4, 2},      {2.6, 3},
                                              {-2.6, -3}, {7, 7},     {1e300, 1e300}};
-  for (const auto& [value, rounded] : cases) EXPECT_EQ(roundHalfEven(value), rounded) << value;
+  for (const auto& [value, rounded] : cases) {
+    EXPECT_EQ(roundHalfEven(value), rounded) << value;
+  }
   EXPECT_EQ(roundHalfEven(0.49999999999999994), 0);
   EXPECT_EQ(roundHalfEven(kInfinity), kInfinity);
   EXPECT_TRUE(std::isnan(roundHalfEven(kNan)));
@@ -169,8 +175,9 @@ TEST(WithPoint, ADecimalCommaIsReadAndGroupsNothing) {
       {"1.000", 1},      {"1,000", 1}, {"1.000,5", 1}, {"1,000.5", 1}, {"1.234.567", 1.234},
       {"7,5 Min.", 7.5}, {"", 0},      {"Uhr 7,5", 0}, {"1,5e2", 150},
   };
-  for (const auto& [text, value] : cases)
+  for (const auto& [text, value] : cases) {
     EXPECT_EQ(numericPrefix(withPoint(text, ",")), value) << text;
+  }
   EXPECT_EQ(numericPrefix(withPoint("7\u066B5", "\u066B")), 7.5);
   EXPECT_EQ(numericPrefix(withPoint("7,5", ".")), 7);
   EXPECT_EQ(numericPrefix(withPoint("7,5", "")), 7);

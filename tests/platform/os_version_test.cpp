@@ -28,10 +28,18 @@ class FixedVersion : public OsVersion {
 
 std::string family(const OsVersion& system) {
   std::string result;
-  if (IsPreWin95(system)) result += "pre95 ";
-  if (IsWin95(system)) result += "95 ";
-  if (IsWin98(system)) result += "98 ";
-  if (IsWinME(system)) result += "ME ";
+  if (IsPreWin95(system)) {
+    result += "pre95 ";
+  }
+  if (IsWin95(system)) {
+    result += "95 ";
+  }
+  if (IsWin98(system)) {
+    result += "98 ";
+  }
+  if (IsWinME(system)) {
+    result += "ME ";
+  }
   return result.empty() ? "none" : result.substr(0, result.size() - 1);
 }
 
@@ -74,7 +82,7 @@ TEST(OsVersion, ASystemThatIsNotWindowsBelongsToNoFamily) {
   EXPECT_FALSE(system.GetOSVersionInfo());
 }
 
-/// Answers as the calls do: fills what the record of that size holds.
+// Answers as the calls do: fills what the record of that size holds.
 class FakeCalls : public VersionCalls {
  public:
   bool query(std::uint32_t recordSize, RawVersionRecord& record) override {

@@ -16,7 +16,7 @@
 namespace relaybird {
 namespace {
 
-/// Sets the locale and the time zone of the environment and puts back what was there.
+// Sets the locale and the time zone of the environment and puts back what was there.
 class WithEnvironment {
  public:
   WithEnvironment(const char* locale, const char* zone) {

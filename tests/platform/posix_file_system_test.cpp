@@ -85,7 +85,9 @@ TEST_F(PosixFiles, ListsNamesWithTheirTypes) {
   std::sort(entries->begin(), entries->end(),
             [](const auto& left, const auto& right) { return left.name < right.name; });
   std::vector<std::pair<std::string, FileType>> seen;
-  for (const auto& entry : *entries) seen.emplace_back(entry.name, entry.type);
+  for (const auto& entry : *entries) {
+    seen.emplace_back(entry.name, entry.type);
+  }
   EXPECT_EQ(seen, (std::vector<std::pair<std::string, FileType>>{{".hidden", FileType::kRegular},
                                                                  {"file", FileType::kRegular},
                                                                  {"folder", FileType::kFolder},
@@ -214,7 +216,9 @@ TEST_F(PosixFiles, AFolderLockWaitsForTheOtherHolder) {
   class LettingGo : public Sleeper {
    public:
     void sleep(std::chrono::milliseconds) override {
-      if (++naps == 3) lock.reset();
+      if (++naps == 3) {
+        lock.reset();
+      }
     }
     int naps = 0;
     std::unique_ptr<FolderLock> lock;
@@ -316,7 +320,9 @@ TEST(ParentFolder, IsThePathWithoutItsLastName) {
       {"/a/b", "/a"}, {"/a", "/"},     {"/", "/"}, {"//", "/"},  {"a", "."},
       {"a/b", "a"},   {"/a/b/", "/a"}, {"", "."},  {"//a", "/"}, {"/a//b", "/a"},
   };
-  for (const auto& [path, parent] : cases) EXPECT_EQ(parentFolder(path), parent) << path;
+  for (const auto& [path, parent] : cases) {
+    EXPECT_EQ(parentFolder(path), parent) << path;
+  }
 }
 
 }  // namespace

@@ -146,14 +146,20 @@ TEST_F(ProfileCommit, TwoProcessesLoseNoKeysOfEachOther) {
     ProfileFile own(ownDisk);
     for (int i = 0; i < kKeys; ++i) {
       const auto writer = own.write(file);
-      if (!writer->set("default", name + std::to_string(i), std::to_string(i))) return false;
-      if (!writer->commit()) return false;
+      if (!writer->set("default", name + std::to_string(i), std::to_string(i))) {
+        return false;
+      }
+      if (!writer->commit()) {
+        return false;
+      }
     }
     return true;
   };
   const pid_t child = ::fork();
   ASSERT_GE(child, 0);
-  if (child == 0) ::_exit(writeKeys("child") ? 0 : 1);
+  if (child == 0) {
+    ::_exit(writeKeys("child") ? 0 : 1);
+  }
   const bool done = writeKeys("parent");
   int status = 0;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
@@ -235,7 +241,9 @@ TEST_F(ProfileObstacle, AFileThatCannotBeReadIsNotTakenForAnEmptyOne) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-      if (::setuid(65534) != 0) ::_exit(2);
+      if (::setuid(65534) != 0) {
+        ::_exit(2);
+      }
       ::_exit(change()->commit() ? 1 : 0);
     }
     int status = 0;

@@ -35,7 +35,7 @@ class ProfileFileTest : public testing::Test {
     lastError = writer->error();
     return done;
   }
-  /// What the file holds after a value has been set in it.
+  // What the file holds after a value has been set in it.
   std::string after(std::string_view before, std::string_view key, std::string_view value,
                     std::string_view section = "S") {
     writeBytes(file, before);

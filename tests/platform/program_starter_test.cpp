@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kPatience = 60'000;  // milliseconds; a started program answers at once
 
-/// Runs small scripts that answer through a named pipe.
+// Runs small scripts that answer through a named pipe.
 class ProgramStarter : public testing::Test {
  protected:
   ProgramStarter() {
@@ -29,7 +29,7 @@ class ProgramStarter : public testing::Test {
     EXPECT_TRUE(answers_);
   }
 
-  /// What the script prints, with its first argument as "$1".
+  // What the script prints, with its first argument as "$1".
   std::string answerTo(const std::string& script, const std::string& argument = "") {
     const Result<void> started = startProgram(
         "/bin/sh", {"-c", "exec 9>" + pipePath_ + "; (" + script + ") >&9", "sh", argument});
@@ -45,7 +45,9 @@ class ProgramStarter : public testing::Test {
     while (::poll(&wait, 1, kPatience) == 1) {
       char part[512];
       const ssize_t got = ::read(answers_.get(), part, sizeof part);
-      if (got <= 0) return all;
+      if (got <= 0) {
+        return all;
+      }
       all.append(part, static_cast<std::size_t>(got));
     }
     ADD_FAILURE() << "the program does not answer";

@@ -20,13 +20,13 @@ TEST(FoldCase, MakesCapitalAndSmallLettersOfEveryScriptOne) {
       {"ĀČĎĒĞĪĶŁŇŐŔŠŢŪŴŶŽ Ș Ț Ĳ", "āčďēğīķłňőŕšţūŵŷž ș ț ĳ"},
       {"ΑΒΓΔ ΌΣ Ώ ΉΊΎ ΪΫ", "αβγδ όσ ώ ήίύ ϊϋ"},
       {"ЖУК ЁЛКА ЇЖАК Ћ Ў Ґ Ә Ұ", "жук ёлка їжак ћ ў ґ ә ұ"},
-      {"ԲԱՐԵՒ", "բարեւ"},                                      // Armenian
+      {"ԲԱՐԵՒ", "բարեւ"},                // Armenian
       {"ᲒᲐᲛᲐᲠᲯᲝᲑᲐ Ⴀⴀ", "გამარჯობა ⴀⴀ"},  // Georgian
-      {"ꭰᎠ Ꮰ", "ᎠᎠ Ꮰ"},        // Cherokee, whose capitals are the older letters
-      {"ⰀⰁ ⲀⲂ Ꚁ Ꝏ", "ⰰⰱ ⲁⲃ ꚁ ꝏ"},    // Glagolitic, Coptic, old Cyrillic, Latin
-      {"ＡＢＣ Ⅷ Ⓐ", "ａｂｃ ⅷ ⓐ"},  // full width, numerals, circled
-      {"𐐀𐐁 𐓀 𞤀", "𐐨𐐩 𐓨 𞤢"},  // Deseret, Osage, Adlam
-      {"ẸỆ ἈΡΧΉ Ώ", "ẹệ ἀρχή ώ"},                    // Vietnamese, polytonic Greek
+      {"ꭰᎠ Ꮰ", "ᎠᎠ Ꮰ"},                  // Cherokee, whose capitals are the older letters
+      {"ⰀⰁ ⲀⲂ Ꚁ Ꝏ", "ⰰⰱ ⲁⲃ ꚁ ꝏ"},        // Glagolitic, Coptic, old Cyrillic, Latin
+      {"ＡＢＣ Ⅷ Ⓐ", "ａｂｃ ⅷ ⓐ"},      // full width, numerals, circled
+      {"𐐀𐐁 𐓀 𞤀", "𐐨𐐩 𐓨 𞤢"},              // Deseret, Osage, Adlam
+      {"ẸỆ ἈΡΧΉ Ώ", "ẹệ ἀρχή ώ"},        // Vietnamese, polytonic Greek
       {"Kelvin: \u212A, \u212B, ſ, ς, µ", "kelvin: k, å, s, σ, μ"},
       {"İSTANBUL ISPARTA", "istanbul isparta"},
       {"ıstanbul ısparta", "istanbul isparta"},
@@ -51,7 +51,9 @@ TEST(FoldCase, IsThatOfTheUnicodeDataForEveryCharacter) {
       simple[line.first] = static_cast<char32_t>(std::stoul(line.fields[1], nullptr, 16));
     }
   }
-  if (simple.empty()) GTEST_SKIP() << "the package unicode-data is not installed";
+  if (simple.empty()) {
+    GTEST_SKIP() << "the package unicode-data is not installed";
+  }
   simple[0x130] = simple[0x131] = U'i';
   for (char32_t code = 0; code <= 0x10FFFF; ++code) {
     const auto found = simple.find(code);
@@ -73,7 +75,9 @@ TEST(FoldCase, PassesInvalidBytesThrough) {
       {"\xE2\xC3\x84", "\xE2\xC3\xA4"},          // a letter after a broken lead
       {std::string("A\0B", 3), std::string("a\0b", 3)},
   };
-  for (const auto& [text, folded] : cases) EXPECT_EQ(foldCase(text), folded);
+  for (const auto& [text, folded] : cases) {
+    EXPECT_EQ(foldCase(text), folded);
+  }
 }
 
 }  // namespace

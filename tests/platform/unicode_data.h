@@ -35,8 +35,12 @@ inline std::vector<UnicodeLine> unicodeLines(const std::string& file) {
         fields.back() += c;
       }
     }
-    for (std::string& field : fields) field.resize(field.find_last_not_of(' ') + 1);
-    if (fields.size() < 2) continue;
+    for (std::string& field : fields) {
+      field.resize(field.find_last_not_of(' ') + 1);
+    }
+    if (fields.size() < 2) {
+      continue;
+    }
     const std::size_t dots = fields[0].find("..");
     UnicodeLine line;
     line.first = static_cast<char32_t>(std::stoul(fields[0], nullptr, kHex));

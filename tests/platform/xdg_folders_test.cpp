@@ -32,7 +32,9 @@ class XdgFoldersTest : public testing::Test {
   XdgFolders folders{files,
                      [this](const std::string& name) -> std::optional<std::string> {
                        const auto found = variables.find(name);
-                       if (found == variables.end()) return std::nullopt;
+                       if (found == variables.end()) {
+                         return std::nullopt;
+                       }
                        return found->second;
                      },
                      [this] { return databaseHome; }};

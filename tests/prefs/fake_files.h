@@ -52,9 +52,13 @@ class FakeFiles : public FileSystem {
   }
 
   Result<FileInfo> inspect(const std::string& path) override {
-    if (const int code = fault("inspect " + path)) return failure(code, path);
+    if (const int code = fault("inspect " + path)) {
+      return failure(code, path);
+    }
     const auto found = entries.find(path);
-    if (found == entries.end()) return failure(ENOENT, path);
+    if (found == entries.end()) {
+      return failure(ENOENT, path);
+    }
     FileInfo info;
     info.type = found->second.type;
     info.size = found->second.bytes.size();
@@ -69,8 +73,12 @@ class FakeFiles : public FileSystem {
 
   Result<void> mayWrite(const std::string& file) override {
     const auto found = entries.find(*resolve(file));
-    if (found == entries.end()) return failure(ENOENT, file);
-    if (found->second.readOnly) return failure(EACCES, file);
+    if (found == entries.end()) {
+      return failure(ENOENT, file);
+    }
+    if (found->second.readOnly) {
+      return failure(EACCES, file);
+    }
     return {};
   }
 
@@ -85,57 +93,93 @@ class FakeFiles : public FileSystem {
   }
 
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
-    if (const int code = fault("open " + path)) return failure(code, path);
+    if (const int code = fault("open " + path)) {
+      return failure(code, path);
+    }
     const auto found = entries.find(path);
-    if (found == entries.end()) return failure(ENOENT, path);
-    if (found->second.type != FileType::kRegular) return failure(EINVAL, path);
+    if (found == entries.end()) {
+      return failure(ENOENT, path);
+    }
+    if (found->second.type != FileType::kRegular) {
+      return failure(EINVAL, path);
+    }
     return std::unique_ptr<InputFile>(new Input(found->second.bytes));
   }
 
   Result<std::unique_ptr<OutputFile>> create(const std::string& path) override {
-    if (const int code = change("create " + path)) return failure(code, path);
-    if (has(path)) return failure(EEXIST, path);
-    if (!has(parentFolder(path))) return failure(ENOENT, path);
+    if (const int code = change("create " + path)) {
+      return failure(code, path);
+    }
+    if (has(path)) {
+      return failure(EEXIST, path);
+    }
+    if (!has(parentFolder(path))) {
+      return failure(ENOENT, path);
+    }
     entries[path] = {FileType::kRegular, "", true, false};
     return std::unique_ptr<OutputFile>(new Output(*this, path));
   }
 
   Result<std::unique_ptr<OutputFile>> append(const std::string& path) override {
-    if (has(path)) return std::unique_ptr<OutputFile>(new Output(*this, path));
+    if (has(path)) {
+      return std::unique_ptr<OutputFile>(new Output(*this, path));
+    }
     return create(path);
   }
 
   Result<void> rename(const std::string& from, const std::string& to) override {
-    if (const int code = change("rename " + from + " " + to)) return failure(code, from);
-    if (isMounted(from) != isMounted(to)) return failure(EXDEV, from);
-    if (!has(from)) return failure(ENOENT, from);
-    if (has(to) && entries[to].type == FileType::kFolder) return failure(EISDIR, to);
+    if (const int code = change("rename " + from + " " + to)) {
+      return failure(code, from);
+    }
+    if (isMounted(from) != isMounted(to)) {
+      return failure(EXDEV, from);
+    }
+    if (!has(from)) {
+      return failure(ENOENT, from);
+    }
+    if (has(to) && entries[to].type == FileType::kFolder) {
+      return failure(EISDIR, to);
+    }
     entries[to] = entries[from];
     entries.erase(from);
     return {};
   }
 
   Result<void> remove(const std::string& file) override {
-    if (const int code = change("remove " + file)) return failure(code, file);
-    if (entries.erase(file) == 0) return failure(ENOENT, file);
+    if (const int code = change("remove " + file)) {
+      return failure(code, file);
+    }
+    if (entries.erase(file) == 0) {
+      return failure(ENOENT, file);
+    }
     return {};
   }
 
   Result<void> createFolder(const std::string& folder) override {
-    if (const int code = change("createFolder " + folder)) return failure(code, folder);
-    if (has(folder)) return failure(EEXIST, folder);
-    if (!has(parentFolder(folder))) return failure(ENOENT, folder);
+    if (const int code = change("createFolder " + folder)) {
+      return failure(code, folder);
+    }
+    if (has(folder)) {
+      return failure(EEXIST, folder);
+    }
+    if (!has(parentFolder(folder))) {
+      return failure(ENOENT, folder);
+    }
     entries[folder] = {FileType::kFolder, "", true, false};
     return {};
   }
 
   Result<void> syncFolder(const std::string& folder) override {
-    if (const int code = fault("syncFolder " + folder)) return failure(code, folder);
+    if (const int code = fault("syncFolder " + folder)) {
+      return failure(code, folder);
+    }
     return {};
   }
 
   Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& folder) override {
-    if (const int code = fault("lockFolder " + folder)) return failure(code, folder);
+    if (const int code = fault("lockFolder " + folder)) {
+      return failure(code, folder);
+    }
     return std::make_unique<FolderLock>();
   }
 
@@ -157,12 +201,16 @@ class FakeFiles : public FileSystem {
    public:
     Output(FakeFiles& files, std::string path) : files_(files), path_(std::move(path)) {}
     Result<void> write(std::string_view bytes) override {
-      if (const int code = files_.fault("write " + path_)) return failure(code, path_);
+      if (const int code = files_.fault("write " + path_)) {
+        return failure(code, path_);
+      }
       files_.entries[path_].bytes += bytes;
       return {};
     }
     Result<void> sync() override {
-      if (const int code = files_.fault("sync " + path_)) return failure(code, path_);
+      if (const int code = files_.fault("sync " + path_)) {
+        return failure(code, path_);
+      }
       return {};
     }
     Result<void> close() override { return {}; }

@@ -74,7 +74,9 @@ class FakeProfiles : public ProfileStrings {
         error_ = "disk full";
         return false;
       }
-      for (const auto& [key, value] : pending_) profiles_.values[key] = value;
+      for (const auto& [key, value] : pending_) {
+        profiles_.values[key] = value;
+      }
       return true;
     }
     std::string error() const override { return error_; }

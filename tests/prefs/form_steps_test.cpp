@@ -26,13 +26,15 @@ bool sameMember(const Member& member, const PreferenceFields& a, const Preferenc
   }
 }
 
-/// The names of the members that differ, in the order of the table.
+// The names of the members that differ, in the order of the table.
 std::vector<std::string> changedMembers(const PreferenceFields& before,
                                         const PreferenceFields& after) {
   std::vector<std::string> names;
   for (const PreferenceField& field : preferenceFields()) {
     const auto same = [&](const auto& member) { return sameMember(member, before, after); };
-    if (!std::visit(same, field.member)) names.emplace_back(field.name);
+    if (!std::visit(same, field.member)) {
+      names.emplace_back(field.name);
+    }
   }
   return names;
 }
@@ -48,7 +50,7 @@ class FormStepsTest : public testing::Test {
   }
   clsPref& prefs() { return bench_.prefs; }
 
-  /// Every setting of the dialog gets another value than the stored one.
+  // Every setting of the dialog gets another value than the stored one.
   void editEverything() {
     forms_.texts = {{"txtMinutes", "7"},           {"txtMaxFileSize", "2.5"},
                     {"txtMaxToForward", "12"},     {"txtAddress", "c@d.example;e@f.example"},

@@ -15,7 +15,7 @@
 namespace relaybird {
 namespace {
 
-/// What a scripted reader finds in every item, and how it fails.
+// What a scripted reader finds in every item, and how it fails.
 struct Script {
   std::string subject;
   std::string body;
@@ -24,7 +24,7 @@ struct Script {
   bool takesPrefs = true;
   bool wraps = true;
   std::string errorText;
-  std::string fault;  ///< thrown by every read when not empty
+  std::string fault;  // thrown by every read when not empty
   std::vector<std::string> reads;
   int readersMade = 0;
   const clsPref* prefs = nullptr;
@@ -47,13 +47,15 @@ class ScriptedReader : public ItemReader {
  private:
   std::string read(const char* what, const std::string& value) {
     script_.reads.emplace_back(what);
-    if (!script_.fault.empty()) throw MailStoreError(script_.fault);
+    if (!script_.fault.empty()) {
+      throw MailStoreError(script_.fault);
+    }
     return value;
   }
   Script& script_;
 };
 
-/// An item that is nothing but its kind: everything else of it throws.
+// An item that is nothing but its kind: everything else of it throws.
 std::shared_ptr<MailItem> itemOf(const std::string& kind) {
   return std::make_shared<PassThroughSafeItem>(kind);
 }
@@ -74,7 +76,7 @@ class ForwardingRules : public testing::Test {
   }
   PreferenceFields& fields() { return bench.prefs.fields(); }
 
-  /// "yes", the reason of a rejection, or "status " and its number where nothing was decided.
+  // "yes", the reason of a rejection, or "status " and its number where nothing was decided.
   std::string decide(const std::string& kind = "MailItem") {
     bool forward = true;
     std::string reason = "old reason";
@@ -84,7 +86,9 @@ class ForwardingRules : public testing::Test {
       EXPECT_EQ(reason, "old reason");
       return "status " + std::to_string(status);
     }
-    if (!forward) return reason;
+    if (!forward) {
+      return reason;
+    }
     EXPECT_EQ(reason, "old reason");
     return "yes";
   }

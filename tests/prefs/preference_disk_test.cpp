@@ -63,7 +63,9 @@ TEST(PreferenceDisk, AListLosesItsEmptyEntryAndGainsZeroForAMissingOne) {
 
 TEST(PreferenceDisk, BadFilesGiveTheDefaults) {
   std::string noise;
-  for (int i = 0; i < 5000; ++i) noise += static_cast<char>(i * i * 7 + i / 3);
+  for (int i = 0; i < 5000; ++i) {
+    noise += static_cast<char>(i * i * 7 + i / 3);
+  }
   for (const std::string& bytes :
        {std::string(), std::string("\0\0\0", 3), noise, std::string("[default"),
         std::string("mbolBcc=1"), std::string("[other]\nmbolBcc=1\n"), std::string(70000, '[')}) {

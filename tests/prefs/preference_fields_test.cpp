@@ -29,7 +29,9 @@ TEST(PreferenceFields, AreZeroAndEmptyWhenMade) {
 
 TEST(PreferenceFields, AreReadInTheOrderOfTheTable) {
   std::vector<std::string> names;
-  for (const PreferenceField& field : preferenceFields()) names.emplace_back(field.name);
+  for (const PreferenceField& field : preferenceFields()) {
+    names.emplace_back(field.name);
+  }
   EXPECT_EQ(names, (std::vector<std::string>{
                        "mdblFwdToFrequency",       "mbolFwdUponStart",       "mbolBcc",
                        "mbolIgnoreExistingUnread", "mbolIncludeAttachments", "mbolMaxFwdSize",
@@ -42,7 +44,9 @@ TEST(PreferenceFields, AreReadInTheOrderOfTheTable) {
 
 TEST(PreferenceFields, AreWrittenInAnotherOrder) {
   std::vector<std::string> names;
-  for (const PreferenceField* field : preferenceFieldsAsWritten()) names.emplace_back(field->name);
+  for (const PreferenceField* field : preferenceFieldsAsWritten()) {
+    names.emplace_back(field->name);
+  }
   EXPECT_EQ(names, (std::vector<std::string>{"mdblFwdToFrequency",
                                              "mbolFwdUponStart",
                                              "mbolBcc",
@@ -67,7 +71,9 @@ TEST(PreferenceFields, AreWrittenInAnotherOrder) {
 
 TEST(PreferenceFields, HaveTheTextsThatStandForAMissingKey) {
   std::vector<std::string> texts;
-  for (const PreferenceField& field : preferenceFields()) texts.emplace_back(field.absentText);
+  for (const PreferenceField& field : preferenceFields()) {
+    texts.emplace_back(field.absentText);
+  }
   EXPECT_EQ(texts, (std::vector<std::string>{"15.0",  "False", "False", "False",    "True",
                                              "False", "1.0",   "1000",  "500",      "false",
                                              "100",   "200",   "true",  "Username", "",

@@ -281,7 +281,9 @@ TEST_F(PreferenceLocation, AFaultInAnyCallOnTheWayAcrossLosesNothing) {
     bool failed = false;
     std::string failedCall;
     other.files.fault = [&](const std::string& call) {
-      if (++calls != failing) return 0;
+      if (++calls != failing) {
+        return 0;
+      }
       failed = true;
       failedCall = call;
       return EIO;

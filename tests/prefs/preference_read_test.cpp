@@ -16,7 +16,9 @@ namespace {
 std::map<std::string, std::string> described(const PreferenceFields& fields) {
   const auto list = [](const StringList& entries) {
     std::string text;
-    for (const std::string& entry : entries) text += "<" + entry + ">";
+    for (const std::string& entry : entries) {
+      text += "<" + entry + ">";
+    }
     return text;
   };
   return {{"mdblFwdToFrequency", std::to_string(fields.mdblFwdToFrequency)},
@@ -110,7 +112,9 @@ TEST(ReadIniPref, TakesEveryValueOfTheFile) {
                                                      {"mstrFwdToAddress_2", "b@x.org"},
                                                      {"mstrTextToMatch_num", "1"},
                                                      {"mstrTextToMatch_1", "urgent"}};
-  for (const auto& [key, value] : values) bench.profiles[key] = value;
+  for (const auto& [key, value] : values) {
+    bench.profiles[key] = value;
+  }
   bench.prefs.ReadIniPref();
   const std::map<std::string, std::string> expected = {{"mdblFwdToFrequency", "2.500000"},
                                                        {"mbolFwdUponStart", "1"},
@@ -154,7 +158,9 @@ TEST(ReadIniPref, AccessorsAnswerFromTheFields) {
       &PreferenceFields::mbolIgnoreExistingUnread, &PreferenceFields::mbolIncludeAttachments,
       &PreferenceFields::mbolMaxFwdSize,           &PreferenceFields::mbolTurnOnFwdOnStartup,
       &PreferenceFields::mbolFormatForCellPhone};
-  for (auto member : members) bench.prefs.fields().*member = false;
+  for (auto member : members) {
+    bench.prefs.fields().*member = false;
+  }
   for (std::size_t i = 0; i < std::size(members); ++i) {
     bench.prefs.fields().*members[i] = true;
     std::vector<bool> expected(std::size(members));
@@ -314,7 +320,9 @@ TEST(ReadIniPref, ACountThatDoesNotFitIsNamedInTheVerboseLog) {
 TEST(ReadIniPref, CutsValuesAt254CharactersNotBytes) {
   const auto repeated = [](std::string_view character, int count) {
     std::string text;
-    while (count-- > 0) text += character;
+    while (count-- > 0) {
+      text += character;
+    }
     return text;
   };
   for (const std::string_view character : {"a", "\xC3\xA4", "\xE6\x97\xA5", "\xF0\x9F\x98\x80"}) {

@@ -64,7 +64,9 @@ TEST(ShiftedText, ComesBackWholeForEveryCharacter) {
 
 TEST(ShiftedText, NeverBreaksALine) {
   std::string all;
-  for (std::int32_t code = 1; code < 0x10000; ++code) appendCharacter(all, code);
+  for (std::int32_t code = 1; code < 0x10000; ++code) {
+    appendCharacter(all, code);
+  }
   EXPECT_EQ(shifted(all).find_first_of(std::string_view("\r\n\0", 3)), std::string::npos);
 }
 

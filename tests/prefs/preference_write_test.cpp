@@ -131,7 +131,9 @@ TEST(WriteTofile, WritesTheSectionThatItIsGiven) {
   PrefBench bench;
   fill(bench.prefs.fields());
   EXPECT_EQ(bench.prefs.WriteTofile("other"), 1);
-  for (const auto& [key, value] : bench.profiles.values) EXPECT_EQ(key.first, "other");
+  for (const auto& [key, value] : bench.profiles.values) {
+    EXPECT_EQ(key.first, "other");
+  }
 }
 
 TEST(WriteTofile, WhatIsWrittenReadsBack) {

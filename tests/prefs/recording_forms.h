@@ -61,7 +61,9 @@ class RecordingForms : public PrefForms {
     writes.push_back(std::string(what) + "=" + value);
   }
   void fail(std::string_view what) const {
-    if (what == failing) throw std::runtime_error("no " + failing);
+    if (what == failing) {
+      throw std::runtime_error("no " + failing);
+    }
   }
 };
 

@@ -23,7 +23,9 @@ class CutDisk::Input : public InputFile {
   const FileInfo& info() const override { return info_; }
   Result<std::size_t> readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
     const std::string& bytes = disk_.inodes_[node_].bytes;
-    if (offset >= bytes.size()) return std::size_t{0};
+    if (offset >= bytes.size()) {
+      return std::size_t{0};
+    }
     return bytes.copy(buffer, size, static_cast<std::size_t>(offset));
   }
 
@@ -69,7 +71,9 @@ class CutDisk::Lock : public FolderLock {
 
 CutDisk::CutDisk(const Clock& clock, const DiskImage& image) : clock_(clock), start_(image) {
   inodes_.resize(1);
-  for (const std::string& folder : image.folders) folders_[folder] = clock.now();
+  for (const std::string& folder : image.folders) {
+    folders_[folder] = clock.now();
+  }
   for (const auto& [path, bytes] : image.files) {
     names_[path] = inodes_.size();
     inodes_.push_back({bytes, clock.now()});
@@ -80,8 +84,12 @@ CutDisk::~CutDisk() = default;
 
 DiskImage CutDisk::image() const {
   DiskImage image;
-  for (const auto& [folder, changed] : folders_) image.folders.insert(folder);
-  for (const auto& [path, node] : names_) image.files[path] = inodes_[node].bytes;
+  for (const auto& [folder, changed] : folders_) {
+    image.folders.insert(folder);
+  }
+  for (const auto& [path, node] : names_) {
+    image.files[path] = inodes_[node].bytes;
+  }
   return image;
 }
 
@@ -89,10 +97,12 @@ void CutDisk::record(Step step) {
   log_.push_back(std::move(step));
 }
 
-/// Something is about to get that name.
+// Something is about to get that name.
 Result<void> CutDisk::enter(const std::string& path) {
   const auto folder = folders_.find(parentFolder(path));
-  if (folder == folders_.end()) return failure(ENOENT, path);
+  if (folder == folders_.end()) {
+    return failure(ENOENT, path);
+  }
   folder->second = clock_.now();
   return {};
 }
@@ -106,7 +116,9 @@ Result<FileInfo> CutDisk::inspect(const std::string& path) {
     return info;
   }
   const auto name = names_.find(path);
-  if (name == names_.end()) return failure(ENOENT, path);
+  if (name == names_.end()) {
+    return failure(ENOENT, path);
+  }
   info.type = FileType::kRegular;
   info.size = inodes_[name->second].bytes.size();
   info.modified = inodes_[name->second].modified;
@@ -115,14 +127,20 @@ Result<FileInfo> CutDisk::inspect(const std::string& path) {
 }
 
 Result<std::vector<FolderEntry>> CutDisk::list(const std::string& folder) {
-  if (!folders_.contains(folder)) return failure(ENOENT, folder);
+  if (!folders_.contains(folder)) {
+    return failure(ENOENT, folder);
+  }
   const std::string start = folder + '/';
   std::vector<FolderEntry> entries;
   const auto addFrom = [&](const auto& paths, FileType type) {
     for (auto at = paths.lower_bound(start); at != paths.end(); ++at) {
-      if (!at->first.starts_with(start)) break;
+      if (!at->first.starts_with(start)) {
+        break;
+      }
       const std::string name = at->first.substr(start.size());
-      if (name.find('/') == name.npos) entries.push_back({name, type});
+      if (name.find('/') == name.npos) {
+        entries.push_back({name, type});
+      }
     }
   };
   addFrom(folders_, FileType::kFolder);
@@ -132,13 +150,19 @@ Result<std::vector<FolderEntry>> CutDisk::list(const std::string& folder) {
 
 Result<std::unique_ptr<InputFile>> CutDisk::open(const std::string& path) {
   const auto info = inspect(path);
-  if (!info) return info.error();
-  if (info->type != FileType::kRegular) return failure(EISDIR, path);
+  if (!info) {
+    return info.error();
+  }
+  if (info->type != FileType::kRegular) {
+    return failure(EISDIR, path);
+  }
   return std::unique_ptr<InputFile>(std::make_unique<Input>(*this, names_.at(path), *info));
 }
 
 Result<std::unique_ptr<OutputFile>> CutDisk::makeFile(const std::string& path) {
-  if (auto entered = enter(path); !entered) return entered.error();
+  if (auto entered = enter(path); !entered) {
+    return entered.error();
+  }
   const Node node = inodes_.size();
   inodes_.push_back({{}, clock_.now()});
   names_[path] = node;
@@ -150,14 +174,20 @@ Result<std::unique_ptr<OutputFile>> CutDisk::makeFile(const std::string& path) {
 }
 
 Result<std::unique_ptr<OutputFile>> CutDisk::create(const std::string& path) {
-  if (inspect(path)) return failure(EEXIST, path);
+  if (inspect(path)) {
+    return failure(EEXIST, path);
+  }
   return makeFile(path);
 }
 
 Result<std::unique_ptr<OutputFile>> CutDisk::append(const std::string& path) {
-  if (folders_.contains(path)) return failure(EISDIR, path);
+  if (folders_.contains(path)) {
+    return failure(EISDIR, path);
+  }
   const auto name = names_.find(path);
-  if (name == names_.end()) return makeFile(path);
+  if (name == names_.end()) {
+    return makeFile(path);
+  }
   return std::unique_ptr<OutputFile>(std::make_unique<Output>(*this, name->second, path));
 }
 
@@ -176,9 +206,15 @@ void CutDisk::write(Node node, const std::string& path, std::string_view bytes) 
 
 Result<void> CutDisk::rename(const std::string& from, const std::string& to) {
   const auto name = names_.find(from);
-  if (name == names_.end()) return failure(ENOENT, from);
-  if (folders_.contains(to)) return failure(EISDIR, to);
-  if (auto entered = enter(to); !entered) return entered;
+  if (name == names_.end()) {
+    return failure(ENOENT, from);
+  }
+  if (folders_.contains(to)) {
+    return failure(EISDIR, to);
+  }
+  if (auto entered = enter(to); !entered) {
+    return entered;
+  }
   (void)enter(from);
   Step step;
   step.kind = Step::Kind::kRename;
@@ -192,8 +228,12 @@ Result<void> CutDisk::rename(const std::string& from, const std::string& to) {
 }
 
 Result<void> CutDisk::remove(const std::string& file) {
-  if (folders_.contains(file)) return failure(EISDIR, file);
-  if (names_.erase(file) == 0) return failure(ENOENT, file);
+  if (folders_.contains(file)) {
+    return failure(EISDIR, file);
+  }
+  if (names_.erase(file) == 0) {
+    return failure(ENOENT, file);
+  }
   (void)enter(file);
   Step step;
   step.kind = Step::Kind::kRemove;
@@ -203,8 +243,12 @@ Result<void> CutDisk::remove(const std::string& file) {
 }
 
 Result<void> CutDisk::createFolder(const std::string& folder) {
-  if (inspect(folder)) return failure(EEXIST, folder);
-  if (auto entered = enter(folder); !entered) return entered;
+  if (inspect(folder)) {
+    return failure(EEXIST, folder);
+  }
+  if (auto entered = enter(folder); !entered) {
+    return entered;
+  }
   folders_[folder] = clock_.now();
   Step step;
   step.kind = Step::Kind::kFolder;
@@ -214,7 +258,9 @@ Result<void> CutDisk::createFolder(const std::string& folder) {
 }
 
 Result<void> CutDisk::syncFolder(const std::string& folder) {
-  if (!folders_.contains(folder)) return failure(ENOENT, folder);
+  if (!folders_.contains(folder)) {
+    return failure(ENOENT, folder);
+  }
   Step step;
   step.kind = Step::Kind::kSyncFolder;
   step.path = folder;
@@ -223,8 +269,12 @@ Result<void> CutDisk::syncFolder(const std::string& folder) {
 }
 
 Result<std::unique_ptr<FolderLock>> CutDisk::lockFolder(const std::string& folder) {
-  if (!folders_.contains(folder)) return failure(ENOENT, folder);
-  if (!locked_.insert(folder).second) return failure(EWOULDBLOCK, folder);
+  if (!folders_.contains(folder)) {
+    return failure(ENOENT, folder);
+  }
+  if (!locked_.insert(folder).second) {
+    return failure(EWOULDBLOCK, folder);
+  }
   return std::unique_ptr<FolderLock>(std::make_unique<Lock>(*this, folder));
 }
 
@@ -233,21 +283,27 @@ std::string CutDisk::describe(std::size_t step) const {
                                            "mkdir ",  "sync of file ", "sync of folder "};
   const Step& done = log_.at(step);
   std::string text = kWords[static_cast<int>(done.kind)] + done.path;
-  if (done.kind == Step::Kind::kRename) text += " to " + done.to;
+  if (done.kind == Step::Kind::kRename) {
+    text += " to " + done.to;
+  }
   return text;
 }
 
 std::size_t CutDisk::nextStep(std::string_view words, std::size_t from) const {
   for (std::size_t at = from; at < log_.size(); ++at) {
     const std::string text = describe(at);
-    if (text == words || (words.ends_with('/') && text.starts_with(words))) return at;
+    if (text == words || (words.ends_with('/') && text.starts_with(words))) {
+      return at;
+    }
   }
   return log_.size();
 }
 
 bool CutDisk::isDurable(std::size_t step, std::size_t count) const {
   const Step& done = log_[step];
-  if (done.kind == Step::Kind::kSyncFile || done.kind == Step::Kind::kSyncFolder) return true;
+  if (done.kind == Step::Kind::kSyncFile || done.kind == Step::Kind::kSyncFolder) {
+    return true;
+  }
   const std::string folder = parentFolder(done.kind == Step::Kind::kRename ? done.to : done.path);
   return std::any_of(log_.begin() + static_cast<std::ptrdiff_t>(step),
                      log_.begin() + static_cast<std::ptrdiff_t>(count), [&](const Step& later) {
@@ -260,12 +316,14 @@ bool CutDisk::isDurable(std::size_t step, std::size_t count) const {
 
 bool CutDisk::mayHaveBothNames(std::size_t step, std::size_t count) const {
   const Step& done = log_[step];
-  if (done.kind != Step::Kind::kRename) return false;
+  if (done.kind != Step::Kind::kRename) {
+    return false;
+  }
   const std::string folder = parentFolder(done.path);
   return folder != parentFolder(done.to) && nextStep("sync of folder " + folder, step) >= count;
 }
 
-/// One fate for each step from the first on; later ones never happened.
+// One fate for each step from the first on; later ones never happened.
 DiskImage CutDisk::imageOf(const std::vector<Fate>& fates) const {
   std::map<std::string, Node> names;
   std::map<Node, std::string> bytes;
@@ -278,23 +336,41 @@ DiskImage CutDisk::imageOf(const std::vector<Fate>& fates) const {
   for (std::size_t i = 0; i < fates.size(); ++i) {
     const Step& step = log_[i];
     const Fate fate = fates[i];
-    if (fate == Fate::kLost) continue;
-    if (step.kind == Step::Kind::kFolder) folders.insert(step.path);
-    if (step.kind == Step::Kind::kName) names[step.path] = step.node;
-    if (step.kind == Step::Kind::kRemove) names.erase(step.path);
+    if (fate == Fate::kLost) {
+      continue;
+    }
+    if (step.kind == Step::Kind::kFolder) {
+      folders.insert(step.path);
+    }
+    if (step.kind == Step::Kind::kName) {
+      names[step.path] = step.node;
+    }
+    if (step.kind == Step::Kind::kRemove) {
+      names.erase(step.path);
+    }
     if (step.kind == Step::Kind::kRename) {
       names[step.to] = step.node;
       const auto old = names.find(step.path);
       const bool same = old != names.end() && old->second == step.node;
-      if (same && fate != Fate::kBothNames) names.erase(old);
-      if (fate == Fate::kBothNames) names[step.path] = step.node;
+      if (same && fate != Fate::kBothNames) {
+        names.erase(old);
+      }
+      if (fate == Fate::kBothNames) {
+        names[step.path] = step.node;
+      }
     }
     if (step.kind == Step::Kind::kWrite) {
       std::string& file = bytes[step.node];
       std::string written = step.bytes;
-      if (fate == Fate::kTorn) written.resize(written.size() / 2);
-      if (fate == Fate::kZeros) written.assign(written.size(), '\0');
-      if (file.size() < step.offset) file.resize(step.offset, '\0');  // an earlier write was lost
+      if (fate == Fate::kTorn) {
+        written.resize(written.size() / 2);
+      }
+      if (fate == Fate::kZeros) {
+        written.assign(written.size(), '\0');
+      }
+      if (file.size() < step.offset) {
+        file.resize(step.offset, '\0');  // an earlier write was lost
+      }
       file.replace(step.offset, written.size(), written);
     }
   }
@@ -306,7 +382,9 @@ DiskImage CutDisk::imageOf(const std::vector<Fate>& fates) const {
     }
   }
   for (const auto& [path, node] : names) {
-    if (image.folders.contains(parentFolder(path))) image.files[path] = bytes[node];
+    if (image.folders.contains(parentFolder(path))) {
+      image.files[path] = bytes[node];
+    }
   }
   return image;
 }
@@ -314,7 +392,9 @@ DiskImage CutDisk::imageOf(const std::vector<Fate>& fates) const {
 std::vector<std::size_t> CutDisk::unsyncedAfter(std::size_t count) const {
   std::vector<std::size_t> open;
   for (std::size_t i = 0; i < count; ++i) {
-    if (!isDurable(i, count)) open.push_back(i);
+    if (!isDurable(i, count)) {
+      open.push_back(i);
+    }
   }
   return open;
 }
@@ -322,7 +402,9 @@ std::vector<std::size_t> CutDisk::unsyncedAfter(std::size_t count) const {
 void CutDisk::eachExtremeAfter(std::size_t count, const Use& use) const {
   std::vector<Fate> fates(count, Fate::kKept);
   use(imageOf(fates), "all kept");
-  for (const std::size_t i : unsyncedAfter(count)) fates[i] = Fate::kLost;
+  for (const std::size_t i : unsyncedAfter(count)) {
+    fates[i] = Fate::kLost;
+  }
   use(imageOf(fates), "all lost that may be");
 }
 
@@ -330,19 +412,25 @@ void CutDisk::eachStateAfter(std::size_t count, const Use& use) const {
   const std::vector<std::size_t> open = unsyncedAfter(count);
   std::vector<std::size_t> twin;  // renames that may show both names
   for (std::size_t i = 0; i < count; ++i) {
-    if (mayHaveBothNames(i, count)) twin.push_back(i);
+    if (mayHaveBothNames(i, count)) {
+      twin.push_back(i);
+    }
   }
   const std::vector<Fate> whole(count, Fate::kKept);
   std::vector<Fate> none = whole;
-  for (const std::size_t i : open) none[i] = Fate::kLost;
+  for (const std::size_t i : open) {
+    none[i] = Fate::kLost;
+  }
 
-  /// The state, and again with its last open write torn and zeroed.
+  // The state, and again with its last open write torn and zeroed.
   const auto show = [&](const std::vector<Fate>& fates, const std::string& how) {
     use(imageOf(fates), how);
     const auto last = std::find_if(open.rbegin(), open.rend(), [&](std::size_t i) {
       return log_[i].kind == Step::Kind::kWrite && fates[i] == Fate::kKept;
     });
-    if (last == open.rend()) return;
+    if (last == open.rend()) {
+      return;
+    }
     std::vector<Fate> other = fates;
     other[*last] = Fate::kTorn;
     use(imageOf(other), how + ", last write torn");
@@ -367,7 +455,9 @@ void CutDisk::eachStateAfter(std::size_t count, const Use& use) const {
   for (std::size_t bits = 0; bits < std::size_t{1} << combined; ++bits) {
     std::vector<Fate> fates = whole;
     for (std::size_t i = 0; i < combined; ++i) {
-      if ((bits >> i & 1) != 0) fates[open[open.size() - 1 - i]] = Fate::kLost;
+      if ((bits >> i & 1) != 0) {
+        fates[open[open.size() - 1 - i]] = Fate::kLost;
+      }
     }
     show(fates, "of the last changes lost: pattern " + std::to_string(bits));
   }
@@ -380,7 +470,9 @@ void CutDisk::eachStateAfter(std::size_t count, const Use& use) const {
   }
   if (!twin.empty()) {
     std::vector<Fate> fates = whole;
-    for (const std::size_t i : twin) fates[i] = Fate::kBothNames;
+    for (const std::size_t i : twin) {
+      fates[i] = Fate::kBothNames;
+    }
     use(imageOf(fates), "both names of every rename");
   }
 }

@@ -66,7 +66,9 @@ class RecordingSleeper : public Sleeper {
   void sleep(std::chrono::milliseconds duration) override {
     slept.push_back(duration);
     clock_.advance(duration);
-    if (onSleep) onSleep();
+    if (onSleep) {
+      onSleep();
+    }
   }
 
   /// What happens meanwhile, where events run.

@@ -28,7 +28,9 @@ class FakeTimers::FakeTimer : public Timer {
     restart();
   }
   void setEnabled(bool enabled) override {
-    if (enabled == state_->enabled) return;
+    if (enabled == state_->enabled) {
+      return;
+    }
     state_->enabled = enabled;
     restart();
   }
@@ -57,7 +59,9 @@ std::shared_ptr<FakeTimers::State> FakeTimers::earliestDue(std::chrono::microsec
   std::shared_ptr<State> earliest;
   for (const auto& state : states_) {
     // An interval of nothing would tick for ever without time going by.
-    if (!state->enabled || state->interval.count() <= 0 || state->due > limit) continue;
+    if (!state->enabled || state->interval.count() <= 0 || state->due > limit) {
+      continue;
+    }
     if (!earliest ||
         std::pair(state->due, state->turn) < std::pair(earliest->due, earliest->turn)) {
       earliest = state;
@@ -69,12 +73,16 @@ std::shared_ptr<FakeTimers::State> FakeTimers::earliestDue(std::chrono::microsec
 void FakeTimers::advance(std::chrono::microseconds duration) {
   const auto target = clock_.elapsed() + duration;
   while (const auto state = earliestDue(target)) {
-    if (state->due > clock_.elapsed()) clock_.advance(state->due - clock_.elapsed());
+    if (state->due > clock_.elapsed()) {
+      clock_.advance(state->due - clock_.elapsed());
+    }
     const auto missed = (clock_.elapsed() - state->due) / state->interval;
     state->due += state->interval * (missed + 1);
     state->tick();
   }
-  if (target > clock_.elapsed()) clock_.advance(target - clock_.elapsed());
+  if (target > clock_.elapsed()) {
+    clock_.advance(target - clock_.elapsed());
+  }
 }
 
 std::size_t FakeTimers::enabledCount() const {
@@ -91,7 +99,9 @@ bool FakeEventQueue::runOne() {
   std::function<void()> event;
   {
     const std::lock_guard lock(mutex_);
-    if (events_.empty()) return false;
+    if (events_.empty()) {
+      return false;
+    }
     event = std::move(events_.front());
     events_.pop_front();
   }
@@ -101,13 +111,17 @@ bool FakeEventQueue::runOne() {
 
 std::size_t FakeEventQueue::runPending() {
   std::size_t ran = 0;
-  for (std::size_t left = waiting(); left > 0 && runOne(); --left) ++ran;
+  for (std::size_t left = waiting(); left > 0 && runOne(); --left) {
+    ++ran;
+  }
   return ran;
 }
 
 std::size_t FakeEventQueue::runUntilIdle(std::size_t limit) {
   std::size_t ran = 0;
-  while (ran < limit && runOne()) ++ran;
+  while (ran < limit && runOne()) {
+    ++ran;
+  }
   return ran;
 }
 

@@ -13,17 +13,23 @@ class FaultyFileSystem::File : public OutputFile {
 
   Result<void> write(std::string_view bytes) override {
     const std::string what = "write " + path_ + ' ' + std::to_string(bytes.size());
-    if (auto error = owner_.step(what, real_.get(), &bytes)) return *error;
+    if (auto error = owner_.step(what, real_.get(), &bytes)) {
+      return *error;
+    }
     return real_->write(bytes);
   }
   Result<void> sync() override {
-    if (auto error = owner_.step("sync " + path_)) return *error;
+    if (auto error = owner_.step("sync " + path_)) {
+      return *error;
+    }
     return real_->sync();
   }
   Result<void> close() override {
     const auto error = owner_.step("close " + path_);
     auto closed = real_->close();
-    if (error) return *error;
+    if (error) {
+      return *error;
+    }
     return closed;
   }
 
@@ -49,7 +55,9 @@ void FaultyFileSystem::failFromStep(std::size_t step, int errorNumber) {
 }
 
 std::optional<Error> FaultyFileSystem::refusal(const std::string& description) const {
-  if (!refused || !refused(description)) return std::nullopt;
+  if (!refused || !refused(description)) {
+    return std::nullopt;
+  }
   return Error{EIO, "Injected fault at: " + description};
 }
 
@@ -76,46 +84,70 @@ std::optional<Error> FaultyFileSystem::step(const std::string& description, Outp
   const bool fails = failing_.contains(number) || (failFrom_ != 0 && number >= failFrom_);
   if (bytes && ((hooked && hookTears_) || (fails && tearFailing_))) {
     const std::size_t half = bytes->size() / 2;
-    if (auto written = file->write(bytes->substr(0, half)); !written) return written.error();
+    if (auto written = file->write(bytes->substr(0, half)); !written) {
+      return written.error();
+    }
     bytes->remove_prefix(half);
   }
-  if (everyStep_) everyStep_(description);
-  if (hooked) hook_();
-  if (fails) return Error{errorNumber_, "Injected fault at: " + description};
+  if (everyStep_) {
+    everyStep_(description);
+  }
+  if (hooked) {
+    hook_();
+  }
+  if (fails) {
+    return Error{errorNumber_, "Injected fault at: " + description};
+  }
   return refusal(description);
 }
 
 Result<std::unique_ptr<OutputFile>> FaultyFileSystem::create(const std::string& path) {
-  if (auto error = step("create " + path)) return *error;
+  if (auto error = step("create " + path)) {
+    return *error;
+  }
   auto file = real_.create(path);
-  if (!file) return file;
+  if (!file) {
+    return file;
+  }
   return std::unique_ptr<OutputFile>(std::make_unique<File>(*this, std::move(*file), path));
 }
 
 Result<std::unique_ptr<OutputFile>> FaultyFileSystem::append(const std::string& path) {
-  if (auto error = step("append " + path)) return *error;
+  if (auto error = step("append " + path)) {
+    return *error;
+  }
   auto file = real_.append(path);
-  if (!file) return file;
+  if (!file) {
+    return file;
+  }
   return std::unique_ptr<OutputFile>(std::make_unique<File>(*this, std::move(*file), path));
 }
 
 Result<void> FaultyFileSystem::rename(const std::string& from, const std::string& to) {
-  if (auto error = step("rename " + from + ' ' + to)) return *error;
+  if (auto error = step("rename " + from + ' ' + to)) {
+    return *error;
+  }
   return real_.rename(from, to);
 }
 
 Result<void> FaultyFileSystem::remove(const std::string& file) {
-  if (auto error = step("remove " + file)) return *error;
+  if (auto error = step("remove " + file)) {
+    return *error;
+  }
   return real_.remove(file);
 }
 
 Result<void> FaultyFileSystem::createFolder(const std::string& folder) {
-  if (auto error = step("createFolder " + folder)) return *error;
+  if (auto error = step("createFolder " + folder)) {
+    return *error;
+  }
   return real_.createFolder(folder);
 }
 
 Result<void> FaultyFileSystem::syncFolder(const std::string& folder) {
-  if (auto error = step("syncFolder " + folder)) return *error;
+  if (auto error = step("syncFolder " + folder)) {
+    return *error;
+  }
   return real_.syncFolder(folder);
 }
 

@@ -50,17 +50,23 @@ class FaultyFileSystem : public FileSystem {
   const std::vector<std::string>& record() const { return record_; }
 
   Result<FileInfo> inspect(const std::string& path) override {
-    if (auto error = refusal("inspect " + path)) return *error;
+    if (auto error = refusal("inspect " + path)) {
+      return *error;
+    }
     return real_.inspect(path);
   }
   Result<std::string> resolve(const std::string& path) override { return real_.resolve(path); }
   Result<void> mayWrite(const std::string& file) override { return real_.mayWrite(file); }
   Result<std::vector<FolderEntry>> list(const std::string& folder) override {
-    if (auto error = refusal("list " + folder)) return *error;
+    if (auto error = refusal("list " + folder)) {
+      return *error;
+    }
     return real_.list(folder);
   }
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
-    if (auto error = refusal("open " + path)) return *error;
+    if (auto error = refusal("open " + path)) {
+      return *error;
+    }
     return real_.open(path);
   }
   Result<std::unique_ptr<OutputFile>> create(const std::string& path) override;

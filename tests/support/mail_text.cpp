@@ -33,7 +33,7 @@ std::string encoded(const std::string& text) {
   return isAscii(text) ? text : "=?utf-8?B?" + base64(text) + "?=";
 }
 
-/// A From value whose name may hold anything.
+// A From value whose name may hold anything.
 std::string encodedFrom(const std::string& from) {
   const std::size_t bracket = from.rfind(" <");
   return bracket == std::string::npos || isAscii(from)
@@ -49,14 +49,20 @@ std::string part(const std::string& type, const std::string& bytes, const std::s
 std::string multipart(const std::string& type, const std::string& boundary,
                       const std::vector<std::string>& parts) {
   std::string text = "Content-Type: multipart/" + type + "; boundary=\"" + boundary + "\"\n\n";
-  for (const auto& one : parts) text += "--" + boundary + "\n" + one + "\n";
+  for (const auto& one : parts) {
+    text += "--" + boundary + "\n" + one + "\n";
+  }
   return text + "--" + boundary + "--\n";
 }
 
 std::string fields(const MailText& mail) {
   std::string text = "Date: Fri, 20 Nov 2026 12:00:00 +0000\nTo: ann@example.org\n";
-  if (!mail.from.empty()) text += "From: " + encodedFrom(mail.from) + "\n";
-  if (!mail.subject.empty()) text += "Subject: " + encoded(mail.subject) + "\n";
+  if (!mail.from.empty()) {
+    text += "From: " + encodedFrom(mail.from) + "\n";
+  }
+  if (!mail.subject.empty()) {
+    text += "Subject: " + encoded(mail.subject) + "\n";
+  }
   return text + mail.extraFields + "MIME-Version: 1.0\n";
 }
 
@@ -86,7 +92,9 @@ std::string base64Lines(std::string_view bytes) {
   constexpr std::size_t kLine = 76;
   const std::string text = base64(bytes);
   std::string lines;
-  for (std::size_t i = 0; i < text.size(); i += kLine) lines += text.substr(i, kLine) + "\n";
+  for (std::size_t i = 0; i < text.size(); i += kLine) {
+    lines += text.substr(i, kLine) + "\n";
+  }
   return lines;
 }
 
@@ -108,16 +116,26 @@ std::string mailText(const MailText& mail) {
 }
 
 std::string mailTextOfKind(const std::string& kind, const MailText& mail) {
-  if (kind == "MailItem") return mailText(mail);
+  if (kind == "MailItem") {
+    return mailText(mail);
+  }
   if (kind == "meetingitem") {
     return scheduling(mail, "REQUEST",
                       "BEGIN:VEVENT\r\nUID:2@writer.example\r\nDTSTAMP:20261120T120000Z\r\n"
                       "DTSTART:20261121T120000Z\r\nSUMMARY:Tea\r\nEND:VEVENT\r\n");
   }
-  if (kind == "TaskRequestItem") return scheduling(mail, "REQUEST", task(0, "NEEDS-ACTION"));
-  if (kind == "TaskRequestUpdateItem") return scheduling(mail, "REQUEST", task(3, "NEEDS-ACTION"));
-  if (kind == "TaskRequestAcceptItem") return scheduling(mail, "REPLY", task(0, "ACCEPTED"));
-  if (kind == "TaskRequestDeclineItem") return scheduling(mail, "REPLY", task(0, "DECLINED"));
+  if (kind == "TaskRequestItem") {
+    return scheduling(mail, "REQUEST", task(0, "NEEDS-ACTION"));
+  }
+  if (kind == "TaskRequestUpdateItem") {
+    return scheduling(mail, "REQUEST", task(3, "NEEDS-ACTION"));
+  }
+  if (kind == "TaskRequestAcceptItem") {
+    return scheduling(mail, "REPLY", task(0, "ACCEPTED"));
+  }
+  if (kind == "TaskRequestDeclineItem") {
+    return scheduling(mail, "REPLY", task(0, "DECLINED"));
+  }
   if (kind == "ReportItem") {
     return fields(mail) +
            multipart("report; report-type=delivery-status", "=_rep",

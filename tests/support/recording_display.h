@@ -34,7 +34,9 @@ class RecordingDisplay : public EngineDisplay {
   void repaint() override { record("repaint"); }
   void processPendingEvents() override {
     record("events");
-    if (onProcessPendingEvents) onProcessPendingEvents();
+    if (onProcessPendingEvents) {
+      onProcessPendingEvents();
+    }
   }
 
   std::vector<std::string> calls;
@@ -52,7 +54,9 @@ class RecordingDisplay : public EngineDisplay {
  private:
   void record(const std::string& call) {
     calls.push_back(call);
-    if (onCall) onCall(call);
+    if (onCall) {
+      onCall(call);
+    }
   }
 };
 

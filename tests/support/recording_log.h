@@ -18,7 +18,9 @@ class RecordingLog : public ActivityLog {
 
   void AddToLog(const std::string& text) override { record(text); }
   void AddToLogV(const std::string& text) override {
-    if (verboseOn) record((clock_ ? clock_->toText(clock_->now()) : "") + " [v]-->" + text);
+    if (verboseOn) {
+      record((clock_ ? clock_->toText(clock_->now()) : "") + " [v]-->" + text);
+    }
   }
   bool verbose() const override { return verboseOn; }
 
@@ -30,7 +32,9 @@ class RecordingLog : public ActivityLog {
  private:
   void record(const std::string& line) {
     lines.push_back(line);
-    if (onLine) onLine(line);
+    if (onLine) {
+      onLine(line);
+    }
   }
 
   const Clock* clock_;

@@ -25,8 +25,12 @@ class ScriptedDialogs : public Dialogs {
 
   BoxAnswer messageBox(const MessageBox& box) override {
     boxes.push_back(box);
-    if (onBox) onBox(box);
-    if (box.buttons == BoxButtons::kOk) return BoxAnswer::kOk;
+    if (onBox) {
+      onBox(box);
+    }
+    if (box.buttons == BoxButtons::kOk) {
+      return BoxAnswer::kOk;
+    }
     for (const BoxAnswer offered : answersOf(box.buttons)) {
       if (!answers_.empty() && answers_.front() == offered) {
         answers_.pop_front();
@@ -50,7 +54,9 @@ class ScriptedDialogs : public Dialogs {
   }
   void popupMenu(Control& menu) override {
     menus.push_back(&menu);
-    if (onMenu) onMenu(menu);
+    if (onMenu) {
+      onMenu(menu);
+    }
   }
 
   std::vector<MessageBox> boxes;

@@ -18,7 +18,9 @@ class TempFolder {
  public:
   TempFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "relaybird-XXXXXX").string();
-    if (!::mkdtemp(name.data())) throw std::runtime_error("cannot make " + name);
+    if (!::mkdtemp(name.data())) {
+      throw std::runtime_error("cannot make " + name);
+    }
     path_ = name;
   }
   ~TempFolder() {
@@ -47,7 +49,9 @@ class TempFolder {
 /// for an empty one.
 inline std::string readBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + path);
+  if (!in) {
+    throw std::runtime_error("cannot read " + path);
+  }
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
@@ -55,7 +59,9 @@ inline void writeBytes(const std::string& path, std::string_view bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   out.close();
-  if (!out) throw std::runtime_error("cannot write " + path);
+  if (!out) {
+    throw std::runtime_error("cannot write " + path);
+  }
 }
 
 }  // namespace relaybird

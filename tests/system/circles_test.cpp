@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kChecks = 16;
 
-/// One mailbox's program. It has a state folder and a key of its own where none is given.
+// One mailbox's program. It has a state folder and a key of its own where none is given.
 struct User {
   User(FakeClock& time, const std::string& name, std::vector<std::string> addresses,
        const std::string& state)
@@ -45,13 +45,13 @@ struct User {
     const std::string name = std::to_string(1700000000 + ++received) + ".M1P1.host";
     writeBytes(temp.path("Maildir/new/") + name, bytes);
   }
-  /// One check; what it sent is taken from the way out.
+  // One check; what it sent is taken from the way out.
   std::vector<OutgoingMessage> check() {
     engine.pass().ForwardMail();
     events.runUntilIdle();
     return std::exchange(transport.taken, {});
   }
-  /// The reasons in the log that are the store's own.
+  // The reasons in the log that are the store's own.
   std::size_t told(const std::string& words) const {
     return static_cast<std::size_t>(std::count_if(
         log.lines.begin(), log.lines.end(),
@@ -96,32 +96,36 @@ struct User {
       {store.factory(), prefs, display, log, alerts, trace, clock, sleeper, timers}};
 };
 
-/// What one message became.
+// What one message became.
 struct Count {
   std::size_t forwards = 0;
   std::size_t answers = 0;
-  std::size_t longestChain = 0;  ///< traces
-  int lastCheck = 0;             ///< the last one that forwarded anything
+  std::size_t longestChain = 0;  // traces
+  int lastCheck = 0;             // the last one that forwarded anything
   std::vector<std::size_t> ofEach;
 };
 
 std::ostream& operator<<(std::ostream& out, const Count& count) {
   out << count.forwards << " forwards (";
-  for (const std::size_t each : count.ofEach) out << ' ' << each;
+  for (const std::size_t each : count.ofEach) {
+    out << ' ' << each;
+  }
   return out << " ), " << count.answers << " answers, longest chain " << count.longestChain
              << ", last forward in check " << count.lastCheck;
 }
 
 class Circles : public testing::Test {
  protected:
-  /// A mailbox that is no user's: what comes in is answered by a program, or kept.
+  // A mailbox that is no user's: what comes in is answered by a program, or kept.
   using Machine = std::function<std::optional<std::string>(const OutgoingMessage&)>;
 
   User& add(const std::string& name, const std::vector<std::string>& forwardsTo,
             const std::string& stateFolder = {}) {
     std::vector<std::string> addresses;
     addresses.reserve(forwardsTo.size());
-    for (const std::string& to : forwardsTo) addresses.push_back(to + "@" + to + ".example");
+    for (const std::string& to : forwardsTo) {
+      addresses.push_back(to + "@" + to + ".example");
+    }
     users_.push_back(std::make_unique<User>(clock_, name, addresses, stateFolder));
     return *users_.back();
   }
@@ -129,7 +133,7 @@ class Circles : public testing::Test {
     machines_[name + "@" + name + ".example"] = std::move(machine);
   }
 
-  /// Every user checks in turn, so many times; what leaves is in the next inbox at once.
+  // Every user checks in turn, so many times; what leaves is in the next inbox at once.
   Count run(int checks = kChecks) {
     Count count;
     count.ofEach.resize(users_.size());
@@ -238,7 +242,9 @@ TEST_F(Circles, ARingLongerThanTheLimitEndsAtTheLimit) {
   const std::vector<std::string> names = {"ann", "bob", "cid", "dan", "eve", "fay", "gil"};
   for (std::size_t i = 0; i < names.size(); ++i) {
     User& user = add(names[i], {names[(i + 1) % names.size()]});
-    if (i == 0) user.receive(news());
+    if (i == 0) {
+      user.receive(news());
+    }
   }
   const Count count = run();
   EXPECT_EQ(count.ofEach, (std::vector<std::size_t>{1, 1, 1, 1, 1, 0, 0}));
@@ -260,7 +266,9 @@ TEST_F(Circles, WhatAMailingListResendsWithoutItsTraceIsKnownByItsMessageId) {
   gateway = [](std::string bytes) {
     const std::size_t at = bytes.find("\nX-Relaybird-Trace:");
     std::size_t end = bytes.find('\n', at + 1);
-    while (bytes[end + 1] == ' ') end = bytes.find('\n', end + 1);
+    while (bytes[end + 1] == ' ') {
+      end = bytes.find('\n', end + 1);
+    }
     return bytes.erase(at, end - at);
   };
   User& ann = add("ann", {"ann"});
@@ -298,7 +306,9 @@ TEST_F(Circles, AMachineThatAnswersEachForwardIsNotForwarded) {
 TEST_F(Circles, APersonWhoRepliesToAForwardIsForwarded) {
   int replies = 0;
   addMachine("cell", [&](const OutgoingMessage& message) -> std::optional<std::string> {
-    if (++replies > 1) return std::nullopt;
+    if (++replies > 1) {
+      return std::nullopt;
+    }
     return answerTo(message, "Return-Path: <cell@cell.example>\nIn-Reply-To: " +
                                  fieldOf(message.bytes, "Message-ID") + "\n");
   });

@@ -20,7 +20,7 @@ using testing::IsEmpty;
 
 class ConsoleOutbox : public testing::Test {
  protected:
-  /// Deliveries end with that status and those words until mend().
+  // Deliveries end with that status and those words until mend().
   void refuseWith(int status, const std::string& words) {
     const std::string command = home.folder().path("sendmail");
     std::ofstream(command) << "#!/bin/sh\ncat >/dev/null\n[ -e '" << mended << "' ] && exit 0\n"
@@ -30,14 +30,14 @@ class ConsoleOutbox : public testing::Test {
   }
   void mend() const { std::ofstream(mended) << "yes\n"; }
 
-  /// All that the program prints for the commands, until nothing is under way any more. A command
-  /// that nobody knows marks the end.
+  // All that the program prints for the commands, until nothing is under way any more. A command
+  // that nobody knows marks the end.
   std::string run(ConsoleProcess& program, const std::string& commands) {
     const std::string mark = "mark" + std::to_string(++marks);
     program.send(commands + "\nwait idle 20\n" + mark + "\n");
     return program.expect("\"" + mark + "\"");
   }
-  /// The same of a test cycle over one new message.
+  // The same of a test cycle over one new message.
   std::string test(ConsoleProcess& program) {
     home.deliver(1);
     return run(program, "answer OK Yes OK\ntest");

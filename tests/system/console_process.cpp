@@ -24,15 +24,21 @@ constexpr std::chrono::seconds kPatience{30};
 std::string subjectOf(const std::string& file) {
   std::istringstream lines(readBytes(file));
   for (std::string line; std::getline(lines, line);) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line.rfind("Subject: ", 0) == 0) return line.substr(9);
+    if (!line.empty() && line.back() == '\r') {
+      line.pop_back();
+    }
+    if (line.rfind("Subject: ", 0) == 0) {
+      return line.substr(9);
+    }
   }
   return {};
 }
 
 std::pair<Descriptor, Descriptor> makePipe() {
   int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  if (::pipe2(ends, O_CLOEXEC) != 0) {
+    throw std::runtime_error("no pipe");
+  }
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
@@ -66,10 +72,14 @@ std::string ConsoleHome::preferences() const {
 std::set<std::string> ConsoleHome::forwarded() const {
   std::set<std::string> subjects;
   const std::string outbox = folder_.path("state/rbx/outbox/new");
-  if (!fs::exists(outbox)) return subjects;
+  if (!fs::exists(outbox)) {
+    return subjects;
+  }
   for (const auto& entry : fs::directory_iterator(outbox)) {
     std::string subject = subjectOf(entry.path().string());
-    if (subject.rfind("FW: ", 0) == 0) subject = subject.substr(4);
+    if (subject.rfind("FW: ", 0) == 0) {
+      subject = subject.substr(4);
+    }
     EXPECT_TRUE(subjects.insert(subject).second) << subject << " was forwarded twice";
   }
   return subjects;
@@ -79,7 +89,9 @@ std::set<std::string> ConsoleHome::read() const {
   std::set<std::string> subjects;
   for (const auto& entry : fs::directory_iterator(folder_.path("Maildir/cur"))) {
     const std::string name = entry.path().filename().string();
-    if (name.find('S', name.find(":2,")) == std::string::npos) continue;
+    if (name.find('S', name.find(":2,")) == std::string::npos) {
+      continue;
+    }
     subjects.insert(subjectOf(entry.path().string()));
   }
   return subjects;
@@ -104,7 +116,9 @@ ConsoleProcess::ConsoleProcess(const ConsoleHome& home, Streams streams,
 }
 
 ConsoleProcess::~ConsoleProcess() {
-  if (child_ <= 0) return;
+  if (child_ <= 0) {
+    return;
+  }
   ::kill(child_, SIGKILL);
   ::waitpid(child_, nullptr, 0);
 }
@@ -130,7 +144,9 @@ void ConsoleProcess::startOnTerminal(const ConsoleHome& home) {
   int master = -1;
   winsize size{24, 80, 0, 0};
   child_ = ::forkpty(&master, nullptr, nullptr, &size);
-  if (child_ == 0) become(home);
+  if (child_ == 0) {
+    become(home);
+  }
   ::fcntl(master, F_SETFD, FD_CLOEXEC);
   input_ = Descriptor(::fcntl(master, F_DUPFD_CLOEXEC, 0));
   output_ = Descriptor(master);
@@ -147,11 +163,15 @@ void ConsoleProcess::become(const ConsoleHome& home) const {
                                                 "TERM=xterm",
                                                 "PATH=/usr/bin:/bin"};
   std::vector<char*> variables;
-  for (const std::string& each : environment) variables.push_back(const_cast<char*>(each.c_str()));
+  for (const std::string& each : environment) {
+    variables.push_back(const_cast<char*>(each.c_str()));
+  }
   variables.push_back(nullptr);
   std::string program = RELAYBIRD_CONSOLE_PROGRAM;
   std::vector<char*> words{program.data()};
-  for (const std::string& each : arguments_) words.push_back(const_cast<char*>(each.c_str()));
+  for (const std::string& each : arguments_) {
+    words.push_back(const_cast<char*>(each.c_str()));
+  }
   words.push_back(nullptr);
   ::execve(program.c_str(), words.data(), variables.data());
   ::_exit(127);
@@ -160,7 +180,9 @@ void ConsoleProcess::become(const ConsoleHome& home) const {
 void ConsoleProcess::send(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = ::write(input_.get(), bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
     if (written <= 0) {
       ADD_FAILURE() << "the program takes no input";
       return;
@@ -169,14 +191,20 @@ void ConsoleProcess::send(std::string_view bytes) {
   }
 }
 
-/// False at the end of the output, and when nothing comes for that long (milliseconds).
+// False at the end of the output, and when nothing comes for that long (milliseconds).
 bool ConsoleProcess::readMore(int timeout) {
-  if (!output_) return false;
+  if (!output_) {
+    return false;
+  }
   pollfd waiting{output_.get(), POLLIN, 0};
-  if (::poll(&waiting, 1, timeout) <= 0) return false;
+  if (::poll(&waiting, 1, timeout) <= 0) {
+    return false;
+  }
   std::array<char, 65536> buffer;
   const ssize_t got = ::read(output_.get(), buffer.data(), buffer.size());
-  if (got <= 0) return false;  // a terminal whose other side is closed says EIO
+  if (got <= 0) {
+    return false;  // a terminal whose other side is closed says EIO
+  }
   pending_.append(buffer.data(), static_cast<std::size_t>(got));
   return true;
 }

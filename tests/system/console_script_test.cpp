@@ -147,8 +147,8 @@ TEST(ConsoleScript, ATestCycleRunsWithItsQuestionsAnsweredBeforehand) {
   EXPECT_EQ(home.forwarded(), (Subjects{"item 1", "item 2"}));
 }
 
-/// Preferences with these addresses, and a delivery command that writes down what it is called
-/// with.
+// Preferences with these addresses, and a delivery command that writes down what it is called
+// with.
 void useRecordingCommand(ConsoleHome& home, const std::vector<std::string>& addresses) {
   const std::string command = home.folder().path("sendmail");
   std::ofstream(command) << "#!/bin/sh\nprintf '%s\\n' \"$@\" >'" << home.folder().path("called")
@@ -294,7 +294,9 @@ TEST(ConsoleScript, ASecondMailboxOfAUserForwardsBesideTheFirst) {
                                             other.folder().path("state"));
   home.deliver(1, "first");
   other.deliver(1, "second");
-  for (ConsoleHome* each : {&home, &other}) each->writePreferences(onePreference());
+  for (ConsoleHome* each : {&home, &other}) {
+    each->writePreferences(onePreference());
+  }
   ConsoleProcess first(home);
   ConsoleProcess second(other);
   for (ConsoleProcess* each : {&first, &second}) {
@@ -317,10 +319,14 @@ TEST(ConsoleScript, AMailboxThatAppearsLaterIsTakenByOneOnly) {
   std::filesystem::rename(home.folder().path("Maildir"), home.folder().path("later"));
   ConsoleHome other;
   const std::string mailbox = "maildir=" + home.folder().path("Maildir") + "\n";
-  for (ConsoleHome* each : {&home, &other}) each->writePreferences(onePreference() + mailbox);
+  for (ConsoleHome* each : {&home, &other}) {
+    each->writePreferences(onePreference() + mailbox);
+  }
   ConsoleProcess first(home);
   ConsoleProcess second(other);
-  for (ConsoleProcess* each : {&first, &second}) each->expect("addresses: cell@phone.example\n");
+  for (ConsoleProcess* each : {&first, &second}) {
+    each->expect("addresses: cell@phone.example\n");
+  }
   std::filesystem::rename(home.folder().path("later"), home.folder().path("Maildir"));
   home.deliver(1);
   first.sendLine("answer OK Yes OK");

@@ -66,12 +66,12 @@ class ConsoleTermination : public testing::Test {
     home.writePreferences(onePreference("mbolFwdUponStart=1\nmlngMaxToForward=10000\n"));
     home.deliver(kItems);
   }
-  /// Starts a check of all items and returns when it is among them.
+  // Starts a check of all items and returns when it is among them.
   void startCheck(ConsoleProcess& program) {
     program.send("answer Yes\nstart\n");
     program.expect("status: Checking unread item 5 of " + std::to_string(kItems) + "\n");
   }
-  /// What was forwarded, and nothing else, is marked as read.
+  // What was forwarded, and nothing else, is marked as read.
   void expectWholeItems() {
     EXPECT_EQ(home.forwarded(), home.read());
     EXPECT_GE(home.forwarded().size(), 4U);

@@ -22,14 +22,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using Ids = std::multimap<std::string, std::string>;  ///< Message-IDs by subject
+using Ids = std::multimap<std::string, std::string>;  // Message-IDs by subject
 
 const std::vector<std::string> kSubjects = {"plain", "attached", "html", "report", "flagged"};
 
-/// The disk of one trial: a Maildir with five items to forward and one that has been read.
+// The disk of one trial: a Maildir with five items to forward and one that has been read.
 struct Machine {
   Machine() {
-    for (const char* part : {"", "/new", "/cur", "/tmp"}) fs::create_directory(maildir + part);
+    for (const char* part : {"", "/new", "/cur", "/tmp"}) {
+      fs::create_directory(maildir + part);
+    }
     put("new/1700000001.M1P1.host", "MailItem", "plain");
     put("new/1700000002.M1P1.host", "MailItem", "attached");
     put("cur/1700000003.M1P1.host:2,", "MailItem", "html");
@@ -42,8 +44,12 @@ struct Machine {
     MailText mail;
     mail.subject = subject;
     mail.body = "The text of " + subject;
-    if (subject == "html") mail.html = "<p>The text of html</p>";
-    if (subject == "attached") mail.attachments = {{"a.bin", std::string(9000, '\x01')}};
+    if (subject == "html") {
+      mail.html = "<p>The text of html</p>";
+    }
+    if (subject == "attached") {
+      mail.attachments = {{"a.bin", std::string(9000, '\x01')}};
+    }
     writeBytes(maildir + "/" + name, mailTextOfKind(kind, mail));
   }
 
@@ -53,7 +59,7 @@ struct Machine {
   std::string handedOver = temp.path("handed-over");
 };
 
-/// Writes down what was handed over in a way that no crash of the program undoes.
+// Writes down what was handed over in a way that no crash of the program undoes.
 class RecordingTransport : public Transport {
  public:
   explicit RecordingTransport(std::string file) : file_(std::move(file)) {}
@@ -70,7 +76,7 @@ class RecordingTransport : public Transport {
   std::string file_;
 };
 
-/// One run of the program over the machine's disk.
+// One run of the program over the machine's disk.
 struct Program {
   Program(const Machine& machine, FileSystem& files, std::uint64_t run, bool delivering)
       : transport(machine.handedOver),
@@ -84,7 +90,7 @@ struct Program {
   PassProgram inner;
 };
 
-/// Runs passes to the end on a whole disk, closing included; says what the steps were.
+// Runs passes to the end on a whole disk, closing included; says what the steps were.
 std::vector<std::string> runToTheEnd(const Machine& machine, std::uint64_t run, bool delivering) {
   FakeClock clock;
   RecordingSleeper sleeper(clock);
@@ -97,8 +103,8 @@ std::vector<std::string> runToTheEnd(const Machine& machine, std::uint64_t run, 
   return files.record();
 }
 
-/// Runs a pass in a process of its own that is killed before the given step. False when the pass
-/// ended before it came to that step.
+// Runs a pass in a process of its own that is killed before the given step. False when the pass
+// ended before it came to that step.
 bool runAndCrash(const Machine& machine, std::uint64_t run, bool delivering, std::size_t step,
                  bool tear) {
   const pid_t child = ::fork();
@@ -147,7 +153,9 @@ Ids handedOverIds(const Machine& machine) {
 
 std::vector<std::string> keysOf(const Ids& ids) {
   std::vector<std::string> keys;
-  for (const auto& [subject, id] : ids) keys.push_back(subject);
+  for (const auto& [subject, id] : ids) {
+    keys.push_back(subject);
+  }
   return keys;
 }
 
@@ -166,7 +174,7 @@ std::vector<std::string> namesIn(const std::string& folder) {
   return names;
 }
 
-/// Every message of the outbox without what differs from run to run, by subject.
+// Every message of the outbox without what differs from run to run, by subject.
 std::map<std::string, std::string> essence(const Machine& machine) {
   std::map<std::string, std::string> texts;
   for (const OutboxFile& file : outboxFiles(machine.outbox)) {
@@ -174,17 +182,21 @@ std::map<std::string, std::string> essence(const Machine& machine) {
     std::istringstream lines(file.bytes);
     bool varies = false;
     for (std::string line; std::getline(lines, line);) {
-      if (varies && !line.empty() && line.front() == ' ') continue;  // its folded rest
+      if (varies && !line.empty() && line.front() == ' ') {
+        continue;  // its folded rest
+      }
       varies = line.rfind("Message-I", 0) == 0 || line.rfind("X-Relaybird-", 0) == 0 ||
                line.rfind("Date:", 0) == 0 || line.rfind("--", 0) == 0 ||
                line.find("boundary=") != std::string::npos;
-      if (!varies) text += line + "\n";
+      if (!varies) {
+        text += line + "\n";
+      }
     }
   }
   return texts;
 }
 
-/// What every trial must end with, whatever happened on the way.
+// What every trial must end with, whatever happened on the way.
 void expectInboxDone(const Machine& machine) {
   EXPECT_TRUE(namesIn(machine.maildir + "/new").empty());
   EXPECT_EQ(namesIn(machine.maildir + "/cur"),
@@ -196,7 +208,7 @@ void expectInboxDone(const Machine& machine) {
   EXPECT_TRUE(namesIn(machine.outbox + "/cur").empty());
 }
 
-/// The points at which a pass can be cut off: before each step, and in the middle of each write.
+// The points at which a pass can be cut off: before each step, and in the middle of each write.
 struct Point {
   std::size_t step;
   bool tear;
@@ -206,14 +218,16 @@ std::vector<Point> pointsOf(const std::vector<std::string>& steps) {
   std::vector<Point> points;
   for (std::size_t i = 0; i < steps.size(); ++i) {
     points.push_back({i + 1, false});
-    if (steps[i].rfind("write ", 0) == 0) points.push_back({i + 1, true});
+    if (steps[i].rfind("write ", 0) == 0) {
+      points.push_back({i + 1, true});
+    }
   }
   return points;
 }
 
 class CrashTest : public testing::Test {
  protected:
-  /// Runs `trial` for every point and insists that each was reached.
+  // Runs `trial` for every point and insists that each was reached.
   template <class Trial>
   void atEveryPoint(const std::vector<std::string>& steps, const Trial& trial) {
     ASSERT_GT(steps.size(), 40U);
@@ -221,8 +235,12 @@ class CrashTest : public testing::Test {
     for (const Point& point : pointsOf(steps)) {
       SCOPED_TRACE("killed before step " + std::to_string(point.step) +
                    (point.tear ? ", which was torn: " : ": ") + steps[point.step - 1]);
-      if (trial(point)) ++covered;
-      if (HasFailure()) return;
+      if (trial(point)) {
+        ++covered;
+      }
+      if (HasFailure()) {
+        return;
+      }
     }
     std::cout << "killed at " << covered << " points of " << steps.size() << " steps\n";
     RecordProperty("points", static_cast<int>(covered));
@@ -253,7 +271,9 @@ TEST_F(CrashTest, AfterACrashAtAnyStepEveryItemIsForwardedOnce) {
     runToTheEnd(machine, 2, false);
     const Ids after = waitingIds(machine);
     EXPECT_EQ(keysOf(after), sortedSubjects());
-    for (const auto& [subject, id] : before) EXPECT_EQ(after.find(subject)->second, id) << subject;
+    for (const auto& [subject, id] : before) {
+      EXPECT_EQ(after.find(subject)->second, id) << subject;
+    }
     EXPECT_TRUE(essence(machine) == wanted) << "a message differs from that of a clean run";
     runToTheEnd(machine, 3, false);
     EXPECT_EQ(waitingIds(machine), after);
@@ -292,7 +312,9 @@ TEST_F(CrashTest, ADeliveryRepeatedAfterACrashKeepsItsMessageId) {
     for (const std::string& subject : kSubjects) {
       const auto [first, last] = ids.equal_range(subject);
       std::set<std::string> own;
-      for (auto at = first; at != last; ++at) own.insert(at->second);
+      for (auto at = first; at != last; ++at) {
+        own.insert(at->second);
+      }
       EXPECT_EQ(own.size(), 1U) << subject;
       EXPECT_LE(std::distance(first, last), 2) << subject;
       everyId.insert(own.begin(), own.end());

@@ -51,21 +51,27 @@ class FullDisk : public testing::Test {
   std::size_t linesWith(const std::string& words) const {
     std::size_t count = 0;
     for (const auto& line : program->log.lines) {
-      if (line.find(words) != std::string::npos) ++count;
+      if (line.find(words) != std::string::npos) {
+        ++count;
+      }
     }
     return count;
   }
   std::size_t forwards() const {
     std::size_t count = 0;
     for (const auto& [path, bytes] : disk->image().files) {
-      if (path.starts_with(kOutbox + "/new/")) ++count;
+      if (path.starts_with(kOutbox + "/new/")) {
+        ++count;
+      }
     }
     return count;
   }
   std::size_t unread() const {
     std::size_t count = 0;
     for (const auto& [path, bytes] : disk->image().files) {
-      if (path.starts_with(kMaildir) && !path.ends_with("S")) ++count;
+      if (path.starts_with(kMaildir) && !path.ends_with("S")) {
+        ++count;
+      }
     }
     return count;
   }
@@ -122,18 +128,24 @@ TEST_F(FullDisk, FromAnyStepOnLosesAtMostTheItemInHandAndSaysSo) {
           return !looks && step.find(kState) != step.npos && ++taken >= first;
         };
       }
-      for (int check = 0; check < 3; ++check) program->pass();
+      for (int check = 0; check < 3; ++check) {
+        program->pass();
+      }
       EXPECT_LE(linesWith("Tried but failed"), 1u);
       files->reset();
       files->refused = nullptr;
-      for (int check = 0; check < 2; ++check) program->pass();
+      for (int check = 0; check < 2; ++check) {
+        program->pass();
+      }
       const std::size_t lost = linesWith("Tried but failed");
       const std::size_t late = linesWith("may still go out");
       EXPECT_GE(forwards() + lost, std::size_t{kItems});
       EXPECT_LE(forwards() + lost, kItems + late);
       EXPECT_EQ(unread(), 0u);
       failed += lost;
-      if (HasFailure()) return;
+      if (HasFailure()) {
+        return;
+      }
     }
   }
   EXPECT_GT(failed, 0u);

@@ -23,8 +23,8 @@ const std::string kMaildir = "/home/ann/Maildir";
 const std::string kState = "/home/ann/.local/state/rbx";
 const std::string kOutbox = kState + "/outbox";
 
-/// After a hand-over the medium knows of it by the first of these steps: the journal got a line, or
-/// was written anew, or the file went.
+// After a hand-over the medium knows of it by the first of these steps: the journal got a line, or
+// was written anew, or the file went.
 const std::vector<std::string> kNotes = {"sync of file " + kOutbox + "/journal",
                                          "sync of folder " + kOutbox,
                                          "remove " + kOutbox + "/new/"};
@@ -58,7 +58,7 @@ DiskImage fullInbox() {
   return image;
 }
 
-/// Takes every message but one, and remembers at which step of the disk it took it.
+// Takes every message but one, and remembers at which step of the disk it took it.
 class NotingTransport : public Transport {
  public:
   struct Taken {
@@ -81,18 +81,20 @@ class NotingTransport : public Transport {
   const CutDisk& disk_;
 };
 
-/// A run with two passes and an orderly end.
+// A run with two passes and an orderly end.
 std::vector<NotingTransport::Taken> runOn(CutDisk& disk, std::uint64_t run,
                                           std::size_t passes = 2) {
   NotingTransport transport(disk);
   PassProgram program(annsSettings(), disk, run, &transport);
-  for (std::size_t i = 0; i < passes; ++i) program.pass();
+  for (std::size_t i = 0; i < passes; ++i) {
+    program.pass();
+  }
   return transport.taken;
 }
 
 class PowerCut : public testing::Test {
  protected:
-  /// A message that left before the cut, and whether the medium is sure to say so.
+  // A message that left before the cut, and whether the medium is sure to say so.
   struct Left {
     std::string subject;
     std::string id;
@@ -107,7 +109,9 @@ class PowerCut : public testing::Test {
                            std::size_t count) {
     Before before;
     for (const auto& message : taken) {
-      if (message.step > count) continue;
+      if (message.step > count) {
+        continue;
+      }
       const bool noted = std::any_of(kNotes.begin(), kNotes.end(), [&](const std::string& words) {
         return disk.nextStep(words, message.step) < count;
       });
@@ -116,7 +120,7 @@ class PowerCut : public testing::Test {
     return before;
   }
 
-  /// Opens the image with a run of its own and says what that run did.
+  // Opens the image with a run of its own and says what that run did.
   std::vector<NotingTransport::Taken> expectAllWell(CutDisk& disk, const Before& before,
                                                     std::uint64_t run) {
     const auto later = runOn(disk, run);
@@ -124,15 +128,21 @@ class PowerCut : public testing::Test {
     std::map<std::string, int> count;
     for (const Left& message : before) {
       ids[message.subject].insert(message.id);
-      if (message.noted) ++count[message.subject];
+      if (message.noted) {
+        ++count[message.subject];
+      }
     }
     for (const auto& message : later) {
-      if (ids.contains(message.subject)) ++repeated;
+      if (ids.contains(message.subject)) {
+        ++repeated;
+      }
       ids[message.subject].insert(message.id);
       ++count[message.subject];
     }
     EXPECT_EQ(ids.size(), 2u) << "one was lost";
-    for (const auto& [subject, all] : ids) EXPECT_EQ(all.size(), 1u) << "two Message-IDs";
+    for (const auto& [subject, all] : ids) {
+      EXPECT_EQ(all.size(), 1u) << "two Message-IDs";
+    }
     for (const auto& [subject, times] : count) {
       EXPECT_LE(times, 1) << subject << " left again although that it had left was noted";
     }
@@ -140,7 +150,7 @@ class PowerCut : public testing::Test {
     return later;
   }
 
-  /// What every trial must leave behind.
+  // What every trial must leave behind.
   static void expectEndOf(const DiskImage& image) {
     std::vector<std::string> inbox;
     std::size_t refused = 0;
@@ -148,11 +158,15 @@ class PowerCut : public testing::Test {
       // A cut may give a message that was marked its old name back; it counts as read then.
       const std::string read = std::string(path).replace(0, kMaildir.size() + 4, kMaildir + "/cur");
       const bool twin = path.starts_with(kMaildir + "/new/") && image.files.contains(read + ":2,S");
-      if (path.starts_with(kMaildir) && !twin) inbox.push_back(path.substr(kMaildir.size() + 1));
+      if (path.starts_with(kMaildir) && !twin) {
+        inbox.push_back(path.substr(kMaildir.size() + 1));
+      }
       EXPECT_FALSE(path.starts_with(kOutbox + "/tmp/")) << path;
       EXPECT_FALSE(path.starts_with(kOutbox + "/new/")) << path;
       // The beginning of a note that a cut left is in nobody's way.
-      if (!path.starts_with(kOutbox + "/failed/") || path.ends_with(".tmp")) continue;
+      if (!path.starts_with(kOutbox + "/failed/") || path.ends_with(".tmp")) {
+        continue;
+      }
       if (path.ends_with(".txt")) {
         EXPECT_EQ(bytes, "550 nobody here\n");
       } else {
@@ -167,18 +181,22 @@ class PowerCut : public testing::Test {
                          "cur/1700000003.M1P1.host:2,S", "cur/1700000004.M1P1.host:2,S"}));
   }
 
-  /// Every state after every step of a recorded run; those seen before are left out. Every
-  /// kAgain-th is cut a second time, at every step of the run that opens it.
+  // Every state after every step of a recorded run; those seen before are left out. Every
+  // kAgain-th is cut a second time, at every step of the run that opens it.
   void tryEveryCut(const CutDisk& disk, const std::vector<NotingTransport::Taken>& taken) {
     for (std::size_t count = 0; count <= disk.steps() && !HasFailure(); ++count) {
       const Before before = leftBefore(disk, taken, count);
       disk.eachStateAfter(count, [&](const DiskImage& image, const std::string& how) {
-        if (HasFailure() || !seen.insert({image, before}).second) return;
+        if (HasFailure() || !seen.insert({image, before}).second) {
+          return;
+        }
         SCOPED_TRACE("cut after step " + std::to_string(count) +
                      (count > 0 ? " (" + disk.describe(count - 1) + ")" : "") + ", " + how);
         CutDisk second(clock, image);
         const auto later = expectAllWell(second, before, 2);
-        if (seen.size() % kAgain == 0) cutAgain(second, before, later);
+        if (seen.size() % kAgain == 0) {
+          cutAgain(second, before, later);
+        }
       });
     }
   }
@@ -187,9 +205,13 @@ class PowerCut : public testing::Test {
                 const std::vector<NotingTransport::Taken>& taken) {
     for (std::size_t count = 0; count <= disk.steps() && !HasFailure(); ++count) {
       Before all = before;
-      for (const Left& message : leftBefore(disk, taken, count)) all.push_back(message);
+      for (const Left& message : leftBefore(disk, taken, count)) {
+        all.push_back(message);
+      }
       disk.eachExtremeAfter(count, [&](const DiskImage& image, const std::string& how) {
-        if (HasFailure() || !seenAgain.insert({image, all}).second) return;
+        if (HasFailure() || !seenAgain.insert({image, all}).second) {
+          return;
+        }
         SCOPED_TRACE("cut again after step " + std::to_string(count) + ", " + how);
         CutDisk third(clock, image);
         expectAllWell(third, all, 3);
@@ -235,7 +257,7 @@ const std::string kOldSettings =
     "[default]\r\nmlngMaxToForward=5\r\nmstrFwdToAddress_num=1\r\nmstrFwdToAddress_1=old@x."
     "example\r\n";
 
-/// The preferences over a disk of their own.
+// The preferences over a disk of their own.
 struct Settings {
   explicit Settings(FileSystem& files)
       : profiles(files),
@@ -265,14 +287,18 @@ void saveNewSettings(FileSystem& files) {
   ASSERT_EQ(settings.prefs.WriteTofile(), 1);
 }
 
-/// "old", "new", "defaults", or what else the settings are.
+// "old", "new", "defaults", or what else the settings are.
 std::string settingsIn(const DiskImage& image, const Clock& clock) {
   CutDisk disk(clock, image);
   Settings settings(disk);
-  if (settings.prefs.ReadIniPref() != 1) return "unreadable";
+  if (settings.prefs.ReadIniPref() != 1) {
+    return "unreadable";
+  }
   const auto& fields = settings.prefs.fields();
   const auto& to = fields.mstrFwdToAddress;
-  if (fields.mlngMaxToForward == 5 && to == StringList{"old@x.example"}) return "old";
+  if (fields.mlngMaxToForward == 5 && to == StringList{"old@x.example"}) {
+    return "old";
+  }
   if (fields.mlngMaxToForward == 77 && to == StringList{"new@x.example", "second@x.example"}) {
     return "new";
   }
@@ -282,7 +308,7 @@ std::string settingsIn(const DiskImage& image, const Clock& clock) {
 struct SavedFrom {
   const char* name;
   DiskImage image;
-  std::string before;  ///< what settingsIn says at first
+  std::string before;  // what settingsIn says at first
 };
 
 TEST_F(PowerCut, WhileTheSettingsAreSavedTheyAreTheOldOrTheNewOnesAndAfterwardsTheNewOnes) {

@@ -5,7 +5,7 @@ namespace relaybird {
 namespace {
 
 constexpr std::chrono::milliseconds kLabelInterval{1000};
-/// How long the end of a check is left to be read.
+// How long the end of a check is left to be read.
 constexpr std::chrono::seconds kCompletedStands{10};
 
 bool tellsOfACompletedCheck(std::int16_t code) {

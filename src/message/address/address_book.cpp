@@ -27,7 +27,9 @@ using GText = std::unique_ptr<char, Free>;
 std::string folded(std::string_view name) {
   const std::string text = tidyLine(scrubUtf8(name));
   const GText normal(g_utf8_normalize(text.c_str(), -1, G_NORMALIZE_ALL_COMPOSE));
-  if (!normal) return text;
+  if (!normal) {
+    return text;
+  }
   const GText lower(g_utf8_casefold(normal.get(), -1));
   return tidyLine(lower.get());
 }
@@ -44,7 +46,9 @@ int preference(const VcardProperty& email) {
   for (const std::string& parameter : email.parameters) {
     const bool types = parameter.starts_with("TYPE=");
     const auto list = vcardParts(types ? parameter.substr(5) : parameter, ',');
-    if (std::find(list.begin(), list.end(), "PREF") != list.end()) return 1;
+    if (std::find(list.begin(), list.end(), "PREF") != list.end()) {
+      return 1;
+    }
   }
   return kNoPreference;
 }
@@ -53,16 +57,24 @@ int preference(const VcardProperty& email) {
 // URI that holds more than an address, or has escapes of its own, gives none.
 std::string addressText(std::string_view value) {
   constexpr std::string_view kScheme = "mailto:";
-  while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) value.remove_prefix(1);
-  while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) value.remove_suffix(1);
+  while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) {
+    value.remove_prefix(1);
+  }
+  while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) {
+    value.remove_suffix(1);
+  }
   std::string text;
   for (std::size_t at = 0; at < value.size(); ++at) {
     const bool escape = value[at] == '\\' && at + 1 < value.size() &&
                         std::string_view("\\,;:").find(value[at + 1]) != std::string_view::npos;
-    if (escape) ++at;
+    if (escape) {
+      ++at;
+    }
     text += value[at];
   }
-  if (g_ascii_strncasecmp(text.c_str(), kScheme.data(), kScheme.size()) != 0) return text;
+  if (g_ascii_strncasecmp(text.c_str(), kScheme.data(), kScheme.size()) != 0) {
+    return text;
+  }
   text.erase(0, kScheme.size());
   return text.find_first_of("?%") == std::string::npos ? text : std::string();
 }
@@ -74,17 +86,27 @@ struct Card {
   int rank = 0;
 
   void take(const VcardProperty& property) {
-    if (property.name == "FN") takeFormattedName(property);
-    if (property.name == "N") takeNameParts(property);
-    if (property.name == "NICKNAME") {
-      for (std::string& name : vcardParts(property.value, ',')) names.push_back(std::move(name));
+    if (property.name == "FN") {
+      takeFormattedName(property);
     }
-    if (property.name == "EMAIL") takeAddress(property);
+    if (property.name == "N") {
+      takeNameParts(property);
+    }
+    if (property.name == "NICKNAME") {
+      for (std::string& name : vcardParts(property.value, ',')) {
+        names.push_back(std::move(name));
+      }
+    }
+    if (property.name == "EMAIL") {
+      takeAddress(property);
+    }
   }
 
   void takeFormattedName(const VcardProperty& property) {
     names.push_back(tidyLine(vcardText(property.value)));
-    if (formattedName.empty()) formattedName = names.back();
+    if (formattedName.empty()) {
+      formattedName = names.back();
+    }
   }
 
   // Family; given; further names; titles before; titles behind.
@@ -94,7 +116,9 @@ struct Card {
     const std::string last = tidyLine(parts[0]);
     const std::string first = tidyLine(parts[1]);
     names.push_back(tidyLine(first + " " + last));
-    if (!last.empty() && !first.empty()) names.push_back(last + ", " + first);
+    if (!last.empty() && !first.empty()) {
+      names.push_back(last + ", " + first);
+    }
   }
 
   // Mail goes there, so a value that is not wholly an address is none.
@@ -102,14 +126,18 @@ struct Card {
     const std::string text = addressText(property.value);
     const auto mailbox = isRfc5322Address(text) ? readRecipient(text) : std::nullopt;
     const int its = preference(property);
-    if (!mailbox || (!address.empty() && its >= rank)) return;
+    if (!mailbox || (!address.empty() && its >= rank)) {
+      return;
+    }
     address = mailbox->address;
     rank = its;
   }
 };
 
 std::string shownName(const Card& card) {
-  if (!card.formattedName.empty()) return card.formattedName;
+  if (!card.formattedName.empty()) {
+    return card.formattedName;
+  }
   const auto named = std::find_if(card.names.begin(), card.names.end(),
                                   [](const std::string& name) { return !name.empty(); });
   return named == card.names.end() ? std::string() : tidyLine(*named);
@@ -129,7 +157,9 @@ void forEachCard(std::string_view contents, Take take) {
   bool agent = false;
   while (const auto property = reader.next()) {
     const bool isCard = property->name == "BEGIN" || property->name == "END";
-    if (isCard && g_ascii_strcasecmp(tidyLine(property->value).c_str(), "VCARD") != 0) continue;
+    if (isCard && g_ascii_strcasecmp(tidyLine(property->value).c_str(), "VCARD") != 0) {
+      continue;
+    }
     if (property->name == "BEGIN") {
       if (agent || inner > 0) {
         ++inner;
@@ -159,18 +189,26 @@ AddressBook AddressBook::parse(std::string_view contents) {
     converted = toUtf8(contents, "utf-16");
     contents = converted;
   }
-  if (contents.starts_with("\xEF\xBB\xBF")) contents.remove_prefix(3);
+  if (contents.starts_with("\xEF\xBB\xBF")) {
+    contents.remove_prefix(3);
+  }
   forEachCard(contents, [&book](const Card& card) {
-    if (card.address.empty()) return;
+    if (card.address.empty()) {
+      return;
+    }
     const Mailbox mailbox{shownName(card), card.address};
-    for (const std::string& name : card.names) book.add(name, mailbox);
+    for (const std::string& name : card.names) {
+      book.add(name, mailbox);
+    }
   });
   return book;
 }
 
 void AddressBook::add(std::string_view name, const Mailbox& mailbox) {
   std::string key = folded(name);
-  if (key.empty()) return;
+  if (key.empty()) {
+    return;
+  }
   const auto [entry, isNew] = names_.try_emplace(std::move(key), Entry{mailbox});
   if (!isNew && !sameAddress(entry->second.mailbox.address, mailbox.address)) {
     entry->second.ambiguous = true;
@@ -179,13 +217,17 @@ void AddressBook::add(std::string_view name, const Mailbox& mailbox) {
 
 std::optional<Mailbox> AddressBook::find(std::string_view name) const {
   const auto entry = names_.find(folded(name));
-  if (entry == names_.end() || entry->second.ambiguous) return std::nullopt;
+  if (entry == names_.end() || entry->second.ambiguous) {
+    return std::nullopt;
+  }
   return entry->second.mailbox;
 }
 
 Result<AddressBook> AddressBook::read(FileSystem& files, const std::string& path) {
   auto contents = readFile(files, path, kMaxAddressBookSize + 1);
-  if (!contents) return contents.error();
+  if (!contents) {
+    return contents.error();
+  }
   if (contents->size() > kMaxAddressBookSize) {
     return Error{EFBIG, "The address book " + path + " is larger than 64 MB"};
   }
@@ -196,16 +238,26 @@ AddressBookFile::AddressBookFile(FileSystem& files, std::string path)
     : files_(files), path_(std::move(path)) {}
 
 Result<const AddressBook*> AddressBookFile::current() {
-  if (path_.empty()) return &book_;
+  if (path_.empty()) {
+    return &book_;
+  }
   const auto file = files_.resolve(path_);  // people keep such files elsewhere, behind a link
-  if (!file) return file.error();
+  if (!file) {
+    return file.error();
+  }
   const auto info = files_.inspect(*file);
-  if (!info) return info.error();
+  if (!info) {
+    return info.error();
+  }
   const bool same = seen_ && seen_->size == info->size && seen_->modified == info->modified &&
                     seen_->device == info->device && seen_->inode == info->inode;
-  if (same) return &book_;
+  if (same) {
+    return &book_;
+  }
   auto book = AddressBook::read(files_, *file);
-  if (!book) return book.error();
+  if (!book) {
+    return book.error();
+  }
   book_ = std::move(*book);
   seen_ = *info;
   return &book_;

@@ -42,17 +42,25 @@ bool isUnseen(gunichar character) {
 }
 
 bool isDotAtom(std::string_view text) {
-  if (text.empty() || text.front() == '.' || text.back() == '.') return false;
-  if (text.find("..") != std::string_view::npos) return false;
+  if (text.empty() || text.front() == '.' || text.back() == '.') {
+    return false;
+  }
+  if (text.find("..") != std::string_view::npos) {
+    return false;
+  }
   return std::all_of(text.begin(), text.end(),
                      [](char c) { return c == '.' || isAtomCharacter(c); });
 }
 
 bool isQuotedString(std::string_view text) {
-  if (text.size() < 2 || text.front() != '"' || text.back() != '"') return false;
+  if (text.size() < 2 || text.front() != '"' || text.back() != '"') {
+    return false;
+  }
   bool escaped = false;
   for (const char c : text.substr(1, text.size() - 2)) {
-    if (!escaped && c == '"') return false;
+    if (!escaped && c == '"') {
+      return false;
+    }
     escaped = !escaped && c == '\\';
   }
   return !escaped;
@@ -67,10 +75,14 @@ bool isDomain(std::string_view domain, std::size_t longest) {
 // RFC 5321 section 4.1.3: [192.0.2.1] and [IPv6:2001:db8::1].
 bool isAddressLiteral(std::string_view text) {
   constexpr std::string_view kIpv6 = "IPv6:";
-  if (text.size() < 2 || text.front() != '[' || text.back() != ']') return false;
+  if (text.size() < 2 || text.front() != '[' || text.back() != ']') {
+    return false;
+  }
   std::string inside(text.substr(1, text.size() - 2));
   const bool six = g_ascii_strncasecmp(inside.c_str(), kIpv6.data(), kIpv6.size()) == 0;
-  if (six) inside.erase(0, kIpv6.size());
+  if (six) {
+    inside.erase(0, kIpv6.size());
+  }
   const bool colons = inside.find(':') != std::string::npos;
   return six == colons && g_hostname_is_ip_address(inside.c_str());
 }
@@ -78,20 +90,30 @@ bool isAddressLiteral(std::string_view text) {
 }  // namespace
 
 bool isVisibleText(std::string_view text) {
-  if (!isValidUtf8(text)) return false;
+  if (!isValidUtf8(text)) {
+    return false;
+  }
   for (std::size_t at = 0; at < text.size();) {
     const char* character = text.data() + at;
-    if (*character != ' ' && isUnseen(g_utf8_get_char(character))) return false;
+    if (*character != ' ' && isUnseen(g_utf8_get_char(character))) {
+      return false;
+    }
     at += static_cast<std::size_t>(g_utf8_next_char(character) - character);
   }
   return true;
 }
 
 bool isRfc5322Address(std::string_view text) {
-  if (text.empty() || text.size() > kLongestAddress || text.front() == '-') return false;
-  if (!isVisibleText(text)) return false;
+  if (text.empty() || text.size() > kLongestAddress || text.front() == '-') {
+    return false;
+  }
+  if (!isVisibleText(text)) {
+    return false;
+  }
   const auto at = text.rfind('@');
-  if (at == std::string_view::npos) return false;
+  if (at == std::string_view::npos) {
+    return false;
+  }
   const auto local = text.substr(0, at);
   const auto domain = text.substr(at + 1);
   return local.size() <= kLongestLocalPart && (isDotAtom(local) || isQuotedString(local)) &&
@@ -100,7 +122,9 @@ bool isRfc5322Address(std::string_view text) {
 
 std::string wireAddress(std::string_view address) {
   const auto at = address.rfind('@');
-  if (at == std::string_view::npos || !isValidUtf8(address)) return std::string(address);
+  if (at == std::string_view::npos || !isValidUtf8(address)) {
+    return std::string(address);
+  }
   const auto domain = wireDomain(address.substr(at + 1));
   return domain ? std::string(address.substr(0, at + 1)) + *domain : std::string(address);
 }

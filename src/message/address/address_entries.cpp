@@ -39,7 +39,9 @@ std::string markLabels(std::string_view text) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     out += text[at];
     if (text[at] == 'n' || text[at] == 'N') {
-      if (at > 0 && isCodedLabel(text.substr(at - 1))) out += kLabelMark;
+      if (at > 0 && isCodedLabel(text.substr(at - 1))) {
+        out += kLabelMark;
+      }
     }
   }
   return out;
@@ -47,7 +49,9 @@ std::string markLabels(std::string_view text) {
 
 std::string_view trimmed(std::string_view text) {
   const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
+  if (first == std::string_view::npos) {
+    return {};
+  }
   return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
@@ -76,16 +80,26 @@ class Nesting {
       quoted_ = !quoted_;
       return false;
     }
-    if (quoted_) return false;
-    if (c == '(') comments_ = 1;
-    if (c == '<') angle_ = true;
-    if (c == '>') angle_ = false;
+    if (quoted_) {
+      return false;
+    }
+    if (c == '(') {
+      comments_ = 1;
+    }
+    if (c == '<') {
+      angle_ = true;
+    }
+    if (c == '>') {
+      angle_ = false;
+    }
     return comments_ == 0 && !angle_;
   }
 
   // What closes the comments that the list's end left open: GMime loses memory over those.
   std::string closing() const {
-    if (comments_ <= 0) return {};
+    if (comments_ <= 0) {
+      return {};
+    }
     return std::string(escaped_ ? "\\" : "") +
            std::string(static_cast<std::size_t>(comments_), ')');
   }
@@ -104,7 +118,9 @@ HiddenWords::HiddenWords(std::string_view value) : value_(withoutOurs(value)) {
   std::size_t done = 0;
   for (const Span& span : encodedWords(all)) {
     const auto word = all.substr(span.start, span.length);
-    if (contains(word, '<')) continue;
+    if (contains(word, '<')) {
+      continue;
+    }
     text_ += markLabels(all.substr(done, span.start - done));
     text_.append(kAtomStart).append(std::to_string(words_.size())).append(kAtomEnd);
     words_.push_back(word);
@@ -128,7 +144,9 @@ std::string HiddenWords::shown(std::string_view text) const {
     } else {
       const bool ours = text.starts_with(kLabelMark) || text.starts_with(kAtomStart) ||
                         text.starts_with(kAtomEnd);
-      if (!ours) out += text.substr(0, kLabelMark.size());
+      if (!ours) {
+        out += text.substr(0, kLabelMark.size());
+      }
       text.remove_prefix(std::min(kLabelMark.size(), text.size()));
     }
   }
@@ -138,7 +156,9 @@ std::string HiddenWords::shown(std::string_view text) const {
 std::string_view HiddenWords::wordOf(std::string_view number) const {
   std::size_t index = 0;
   for (const char c : number) {
-    if (c < '0' || c > '9' || index > words_.size()) return {};
+    if (c < '0' || c > '9' || index > words_.size()) {
+      return {};
+    }
     index = index * 10 + static_cast<std::size_t>(c - '0');
   }
   return index < words_.size() ? words_[index] : std::string_view();
@@ -147,8 +167,12 @@ std::string_view HiddenWords::wordOf(std::string_view number) const {
 std::optional<std::string> AddressEntries::next() {
   for (;;) {
     Piece found = ahead_ ? *std::exchange(ahead_, std::nullopt) : piece();
-    if (found.text.empty() && found.end == '\0') return std::nullopt;
-    if (found.text.empty()) continue;
+    if (found.text.empty() && found.end == '\0') {
+      return std::nullopt;
+    }
+    if (found.text.empty()) {
+      continue;
+    }
     if (found.end == ',' && !contains(found.text, '@')) {
       ahead_ = piece();
       if (contains(ahead_->text, '<') && contains(ahead_->text, '@')) {

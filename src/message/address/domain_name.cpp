@@ -41,8 +41,12 @@ template <class Test>
 bool everyLabel(std::string_view domain, Test test) {
   for (;;) {
     const auto dot = domain.find('.');
-    if (!test(domain.substr(0, dot))) return false;
-    if (dot == std::string_view::npos) return true;
+    if (!test(domain.substr(0, dot))) {
+      return false;
+    }
+    if (dot == std::string_view::npos) {
+      return true;
+    }
     domain.remove_prefix(dot + 1);
   }
 }
@@ -50,23 +54,33 @@ bool everyLabel(std::string_view domain, Test test) {
 // Label by label, because what stands in one is no reason to touch another. The full stops of East
 // Asia, which IDNA takes for dots, are none in mail, so a label that has one has no wire form.
 std::optional<std::string> wireLabel(std::string_view label) {
-  if (isAscii(label)) return isLabel(label) ? std::optional(std::string(label)) : std::nullopt;
+  if (isAscii(label)) {
+    return isLabel(label) ? std::optional(std::string(label)) : std::nullopt;
+  }
   char* ascii = nullptr;
   constexpr int kFlags = IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL;
-  if (idn2_to_ascii_8z(std::string(label).c_str(), &ascii, kFlags) != IDN2_OK) return std::nullopt;
+  if (idn2_to_ascii_8z(std::string(label).c_str(), &ascii, kFlags) != IDN2_OK) {
+    return std::nullopt;
+  }
   const IdnText owned(ascii);
   return isLabel(ascii) ? std::optional(std::string(ascii)) : std::nullopt;
 }
 
 bool labelSaysWhatItIs(std::string_view label) {
-  if (isAscii(label)) return true;
+  if (isAscii(label)) {
+    return true;
+  }
   const auto wire = wireLabel(label);
   char* shown = nullptr;
-  if (!wire || idn2_to_unicode_8z8z(wire->c_str(), &shown, 0) != IDN2_OK) return false;
+  if (!wire || idn2_to_unicode_8z8z(wire->c_str(), &shown, 0) != IDN2_OK) {
+    return false;
+  }
   const IdnText owned(shown);
   const GText composed(g_utf8_normalize(label.data(), static_cast<gssize>(label.size()),
                                         G_NORMALIZE_DEFAULT_COMPOSE));
-  if (!composed) return false;
+  if (!composed) {
+    return false;
+  }
   const GText lower(g_utf8_strdown(composed.get(), -1));
   // The lower case of a final sigma depends on its neighbours for GLib, and not for IDNA.
   return owned.get() == std::string_view(lower.get()) ||
@@ -105,14 +119,20 @@ std::optional<std::string> wireDomain(std::string_view domain) {
   // Four bytes are the longest character of UTF-8, and no character is shorter in the wire form
   // than one byte. What strangers write may be a megabyte.
   constexpr std::size_t kLongestWritten = 4 * kLongestDomain;
-  if (domain.size() > kLongestWritten) return std::nullopt;
+  if (domain.size() > kLongestWritten) {
+    return std::nullopt;
+  }
   std::string wire;
   const bool all = everyLabel(domain, [&wire](std::string_view label) {
     const auto one = wireLabel(label);
-    if (one) wire.append(wire.empty() ? "" : ".").append(*one);
+    if (one) {
+      wire.append(wire.empty() ? "" : ".").append(*one);
+    }
     return one.has_value();
   });
-  if (!all || wire.size() > kLongestDomain) return std::nullopt;
+  if (!all || wire.size() > kLongestDomain) {
+    return std::nullopt;
+  }
   return wire;
 }
 

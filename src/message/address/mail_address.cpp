@@ -42,8 +42,12 @@ std::string withoutControls(std::string text) {
 // written.
 std::optional<Mailbox> plainEntry(std::string_view entry) {
   constexpr std::size_t kLongestAddress = 256;  // RFC 5321, 4.5.3.1.3, angle brackets included
-  if (isRfc5322Address(entry)) return Mailbox{"", std::string(entry)};
-  if (!entry.ends_with('>')) return std::nullopt;
+  if (isRfc5322Address(entry)) {
+    return Mailbox{"", std::string(entry)};
+  }
+  if (!entry.ends_with('>')) {
+    return std::nullopt;
+  }
   const std::size_t first = entry.size() - std::min(entry.size(), kLongestAddress);
   for (std::size_t open = entry.find('<', first); open != std::string_view::npos;
        open = entry.find('<', open + 1)) {
@@ -58,16 +62,22 @@ std::optional<Mailbox> plainEntry(std::string_view entry) {
 // What GMime gives up on although people write it: "[List] Name <address>", a scheme before the
 // address, dots where the standard has none. The address stays for isRfc5322Address to judge.
 std::optional<Mailbox> salvaged(std::string_view entry) {
-  if (auto mailbox = plainEntry(entry)) return mailbox;
+  if (auto mailbox = plainEntry(entry)) {
+    return mailbox;
+  }
   constexpr std::string_view kScheme = "mailto:";
   const auto open = entry.rfind('<');
   const auto name = open == std::string_view::npos ? std::string_view() : entry.substr(0, open);
   auto address = open == std::string_view::npos ? entry : entry.substr(open + 1);
   address = address.substr(0, address.find('>'));
-  if (address.starts_with(kScheme)) address.remove_prefix(kScheme.size());
+  if (address.starts_with(kScheme)) {
+    address.remove_prefix(kScheme.size());
+  }
   const bool usable = address.find('@') != std::string_view::npos &&
                       address.find_first_of(" \t\"(),;") == std::string_view::npos;
-  if (!usable) return std::nullopt;
+  if (!usable) {
+    return std::nullopt;
+  }
   return Mailbox{withoutQuotes(name), std::string(address)};
 }
 
@@ -77,8 +87,12 @@ bool mayLeaveCommentOpen(std::string_view entry) {
   std::size_t depth = 0;
   bool escaped = false;
   for (const char c : entry) {
-    if (c == '(') ++depth;
-    if (c == ')' && !escaped && depth > 0) --depth;
+    if (c == '(') {
+      ++depth;
+    }
+    if (c == ')' && !escaped && depth > 0) {
+      --depth;
+    }
     escaped = c == '\\' && !escaped;
   }
   return depth > 0;
@@ -88,8 +102,12 @@ bool mayLeaveCommentOpen(std::string_view entry) {
 // group within a group: more of them than an IPv6 address or a route has, it does not get to see.
 InternetAddressList* listOf(const std::string& entry) {
   constexpr std::ptrdiff_t kMostColons = 20;
-  if (std::count(entry.begin(), entry.end(), ':') > kMostColons) return nullptr;
-  if (mayLeaveCommentOpen(entry)) return nullptr;
+  if (std::count(entry.begin(), entry.end(), ':') > kMostColons) {
+    return nullptr;
+  }
+  if (mayLeaveCommentOpen(entry)) {
+    return nullptr;
+  }
   prepareLibraries();
   return internet_address_list_parse(nullptr, entry.c_str());
 }
@@ -101,9 +119,13 @@ std::vector<Mailbox> mailboxesOf(const std::string& entry) {
   const int count = list ? internet_address_list_length(list.get()) : 0;
   for (int i = 0; i < count; ++i) {
     InternetAddress* item = internet_address_list_get_address(list.get(), i);
-    if (!INTERNET_ADDRESS_IS_MAILBOX(item)) continue;
+    if (!INTERNET_ADDRESS_IS_MAILBOX(item)) {
+      continue;
+    }
     std::string address = textOf(internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(item)));
-    if (address.find('@') == std::string::npos) continue;  // words left behind an address
+    if (address.find('@') == std::string::npos) {
+      continue;  // words left behind an address
+    }
     out.push_back({textOf(internet_address_get_name(item)), std::move(address)});
   }
   return out;
@@ -116,7 +138,9 @@ std::optional<Mailbox> addressBehindName(std::string_view entry) {
     return std::nullopt;
   }
   const auto name = readPhrase(entry.substr(0, blank));
-  if (!name || name->find('@') != std::string::npos) return std::nullopt;
+  if (!name || name->find('@') != std::string::npos) {
+    return std::nullopt;
+  }
   return Mailbox{*name, std::string(entry.substr(blank + 1))};
 }
 
@@ -130,7 +154,9 @@ std::optional<Mailbox> plainMailbox(const std::string& entry) {
 std::vector<Mailbox> guessedMailboxes(const std::string& entry) {
   std::vector<Mailbox> out = mailboxesOf(entry);
   if (out.empty()) {
-    if (auto mailbox = salvaged(entry)) out.push_back(std::move(*mailbox));
+    if (auto mailbox = salvaged(entry)) {
+      out.push_back(std::move(*mailbox));
+    }
   }
   return out;
 }
@@ -150,18 +176,24 @@ std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view raw
   AddressEntries entries(words.text());
   while (out.size() < kMaxMailboxes) {
     const auto entry = entries.next();
-    if (!entry) break;
+    if (!entry) {
+      break;
+    }
     if (entry->find('@') == std::string::npos) {
       // An encoded word may turn out to be an address, and is then written as every other one.
       const std::string name = wireAddress(tidyLine(decodeHeaderText(words.shown(*entry))));
-      if (!name.empty()) out.push_back({"", name});
+      if (!name.empty()) {
+        out.push_back({"", name});
+      }
       continue;
     }
     const auto plain = plainMailbox(words.shown(*entry));
     const auto guessed = plain ? std::vector<Mailbox>{*plain} : guessedMailboxes(*entry);
     // GMime makes several mailboxes of addresses with only blanks between them.
     for (const Mailbox& mailbox : guessed) {
-      if (out.size() == kMaxMailboxes) break;
+      if (out.size() == kMaxMailboxes) {
+        break;
+      }
       out.push_back({tidyLine(decodeHeaderText(words.shown(mailbox.name))),
                      wireAddress(withoutControls(words.shown(mailbox.address)))});
     }
@@ -176,12 +208,16 @@ Mailbox parseAddress(std::string_view raw, std::string_view rawCharset) {
 
 std::string formatMailbox(const Mailbox& mailbox) {
   const std::string name = tidyLine(mailbox.name);
-  if (name.empty()) return mailbox.address;
+  if (name.empty()) {
+    return mailbox.address;
+  }
   std::string out;
   if (needsQuotes(name)) {
     out += '"';
     for (const char c : name) {
-      if (c == '"' || c == '\\') out += '\\';
+      if (c == '"' || c == '\\') {
+        out += '\\';
+      }
       out += c;
     }
     out += '"';

@@ -17,16 +17,24 @@ bool isBlank(char c) {
 }
 
 std::string_view withoutBlanks(std::string_view text) {
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  while (!text.empty() && isBlank(text.front())) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && isBlank(text.back())) {
+    text.remove_suffix(1);
+  }
   return text;
 }
 
 // Where the quoted string that begins the text ends; none where it does not end.
 std::size_t quotedLength(std::string_view text) {
   for (std::size_t at = 1; at < text.size(); ++at) {
-    if (text[at] == '"') return at + 1;
-    if (text[at] == '\\') ++at;
+    if (text[at] == '"') {
+      return at + 1;
+    }
+    if (text[at] == '\\') {
+      ++at;
+    }
   }
   return kNone;
 }
@@ -34,7 +42,9 @@ std::size_t quotedLength(std::string_view text) {
 std::string unquoted(std::string_view quoted) {
   std::string plain;
   for (std::size_t at = 1; at + 1 < quoted.size(); ++at) {
-    if (quoted[at] == '\\') ++at;
+    if (quoted[at] == '\\') {
+      ++at;
+    }
     plain += quoted[at];
   }
   return plain;
@@ -57,7 +67,9 @@ std::string unfold(std::string_view value) {
 
 // What stands before the next comma outside of quotes, or all; none where `rest` has been used up.
 std::optional<std::string_view> takeEntry(std::optional<std::string_view>& rest) {
-  if (!rest) return std::nullopt;
+  if (!rest) {
+    return std::nullopt;
+  }
   std::size_t at = 0;
   while (at < rest->size() && (*rest)[at] != ',') {
     const auto length = (*rest)[at] == '"' ? quotedLength(rest->substr(at)) : 1;
@@ -84,12 +96,16 @@ std::optional<std::string> readPhrase(std::string_view text) {
   while (!text.empty()) {
     if (text.front() == '"') {
       const auto length = quotedLength(text);
-      if (length == kNone) return std::nullopt;
+      if (length == kNone) {
+        return std::nullopt;
+      }
       name += unquoted(text.substr(0, length));
       text.remove_prefix(length);
       continue;
     }
-    if (kSpecials.find(text.front()) != kNone) return std::nullopt;
+    if (kSpecials.find(text.front()) != kNone) {
+      return std::nullopt;
+    }
     name += text.front();
     text.remove_prefix(1);
   }
@@ -99,27 +115,43 @@ std::optional<std::string> readPhrase(std::string_view text) {
 // The whole of `text`, the address as it is written. The "<" that counts is the first one outside
 // of quotes.
 std::optional<Mailbox> readMailbox(std::string_view text) {
-  if (isRfc5322Address(text)) return Mailbox{"", std::string(text)};
-  if (!text.ends_with('>')) return std::nullopt;
+  if (isRfc5322Address(text)) {
+    return Mailbox{"", std::string(text)};
+  }
+  if (!text.ends_with('>')) {
+    return std::nullopt;
+  }
   std::size_t open = 0;
   while (open < text.size() && text[open] != '<') {
     const auto length = text[open] == '"' ? quotedLength(text.substr(open)) : 1;
-    if (length == kNone) return std::nullopt;
+    if (length == kNone) {
+      return std::nullopt;
+    }
     open += length;
   }
-  if (open >= text.size()) return std::nullopt;
+  if (open >= text.size()) {
+    return std::nullopt;
+  }
   const auto address = text.substr(open + 1, text.size() - open - 2);
   const auto name = readPhrase(withoutBlanks(text.substr(0, open)));
-  if (!name || !isRfc5322Address(address)) return std::nullopt;
+  if (!name || !isRfc5322Address(address)) {
+    return std::nullopt;
+  }
   return Mailbox{tidyLine(*name), std::string(address)};
 }
 
 std::optional<Mailbox> readRecipient(std::string_view typed) {
-  if (!isVisibleText(typed)) return std::nullopt;
+  if (!isVisibleText(typed)) {
+    return std::nullopt;
+  }
   auto mailbox = readMailbox(typed);
-  if (!mailbox || looksLikeAnother(mailbox->address)) return std::nullopt;
+  if (!mailbox || looksLikeAnother(mailbox->address)) {
+    return std::nullopt;
+  }
   // A mail program would show the word decoded, which is not what was typed.
-  if (mailbox->name.find("=?") != std::string::npos) return std::nullopt;
+  if (mailbox->name.find("=?") != std::string::npos) {
+    return std::nullopt;
+  }
   mailbox->address = wireAddress(mailbox->address);
   return mailbox;
 }
@@ -127,11 +159,15 @@ std::optional<Mailbox> readRecipient(std::string_view typed) {
 Result<std::vector<std::string>> readWrittenField(std::string_view value) {
   std::vector<std::string> addresses;
   const std::string line = unfold(value);
-  if (withoutBlanks(line).empty()) return addresses;
+  if (withoutBlanks(line).empty()) {
+    return addresses;
+  }
   std::optional<std::string_view> rest = line;
   while (const auto entry = takeEntry(rest)) {
     const auto mailbox = readMailbox(*entry);
-    if (!mailbox) return Error{EINVAL, std::string(*entry)};
+    if (!mailbox) {
+      return Error{EINVAL, std::string(*entry)};
+    }
     addresses.push_back(wireAddress(mailbox->address));
   }
   return addresses;

@@ -23,7 +23,9 @@ bool isWanted(std::string_view name) {
 
 std::string upper(std::string_view text) {
   std::string out(text);
-  for (char& c : out) c = g_ascii_toupper(c);
+  for (char& c : out) {
+    c = g_ascii_toupper(c);
+  }
   return out;
 }
 
@@ -31,8 +33,12 @@ std::string upper(std::string_view text) {
 std::size_t findUnquoted(std::string_view text, std::string_view marks) {
   bool quoted = false;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] == '"') quoted = !quoted;
-    if (!quoted && marks.find(text[at]) != kNone) return at;
+    if (text[at] == '"') {
+      quoted = !quoted;
+    }
+    if (!quoted && marks.find(text[at]) != kNone) {
+      return at;
+    }
   }
   return kNone;
 }
@@ -49,7 +55,9 @@ std::vector<std::string> parametersOf(std::string_view head) {
     const auto end = std::min(findUnquoted(head, ";"), head.size());
     std::string parameter = upper(head.substr(0, end));
     std::erase_if(parameter, [](char c) { return c == '"' || c == ' ' || c == '\t'; });
-    if (!parameter.empty()) out.push_back(std::move(parameter));
+    if (!parameter.empty()) {
+      out.push_back(std::move(parameter));
+    }
     head.remove_prefix(std::min(end + 1, head.size()));
   }
   return out;
@@ -59,7 +67,9 @@ VcardProperty propertyHead(std::string_view line) {
   VcardProperty property;
   const auto nameEnd = std::min(line.find(';'), line.size());
   auto name = line.substr(0, nameEnd);
-  if (const auto dot = name.rfind('.'); dot != kNone) name.remove_prefix(dot + 1);
+  if (const auto dot = name.rfind('.'); dot != kNone) {
+    name.remove_prefix(dot + 1);
+  }
   property.name = upper(name);
   property.parameters = parametersOf(line.substr(std::min(nameEnd + 1, line.size())));
   return property;
@@ -116,9 +126,13 @@ bool VcardReader::foldFollows() const {
 std::optional<VcardProperty> VcardReader::next() {
   while (!rest_.empty()) {
     std::string line(physicalLine().substr(0, kLongestLine));
-    while (foldFollows()) appendLimited(line, physicalLine().substr(1));
+    while (foldFollows()) {
+      appendLimited(line, physicalLine().substr(1));
+    }
     const auto colon = findColon(line);
-    if (colon == kNone) continue;
+    if (colon == kNone) {
+      continue;
+    }
     VcardProperty property = propertyHead(std::string_view(line).substr(0, colon));
     std::string value = line.substr(colon + 1);
     const bool encoded = isQuotedPrintable(property);
@@ -127,7 +141,9 @@ std::optional<VcardProperty> VcardReader::next() {
       appendLimited(value, physicalLine());
     }
     if (isWanted(property.name)) {
-      if (encoded) value = decodedQuotedPrintable(value);
+      if (encoded) {
+        value = decodedQuotedPrintable(value);
+      }
       const std::string charset = property.parameter("CHARSET").value_or("");
       // Where mail goes is not guessed.
       const bool guess = property.name != "EMAIL" || !charset.empty();
@@ -148,7 +164,9 @@ std::vector<std::string> vcardParts(std::string_view value, char separator) {
     }
     if (c == '\\' && at + 1 < value.size()) {
       c = value[++at];
-      if (c == 'n' || c == 'N') c = ' ';
+      if (c == 'n' || c == 'N') {
+        c = ' ';
+      }
     }
     parts.back() += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
   }

@@ -13,7 +13,7 @@
 namespace relaybird {
 namespace {
 
-/// Senders put encoded words into parameters although RFC 2047 section 5 forbids it.
+// Senders put encoded words into parameters although RFC 2047 section 5 forbids it.
 std::string parameterText(const char* value) {
   if (value == nullptr) {
     return {};

@@ -16,8 +16,8 @@ bool isSealed(const Part& part) {
          type == "application/pkcs7-mime" || type == "application/x-pkcs7-mime";
 }
 
-/// Text to be read in place. A file name makes an attachment of it, but the message itself may bear
-/// one. A multipart whose boundary is lost is shown as it stands.
+// Text to be read in place. A file name makes an attachment of it, but the message itself may bear
+// one. A multipart whose boundary is lost is shown as it stands.
 bool isBodyText(const Part& part, bool isRoot) {
   if (part.isAttached()) {
     return false;
@@ -29,19 +29,19 @@ bool isBodyText(const Part& part, bool isRoot) {
   return part.isText() && part.fileName.empty();
 }
 
-/// Text beside the root of a related group that the root has no way to refer to.
+// Text beside the root of a related group that the root has no way to refer to.
 bool isReadInPlace(const Part& part) {
   return isBodyText(part, false) &&
          (part.contentId.empty() || part.headers.raw("Content-Disposition").has_value());
 }
 
-/// One more form of the same text (enriched, AMP), that nobody misses.
+// One more form of the same text (enriched, AMP), that nobody misses.
 bool isForeignText(const Part& part) {
   return part.type.value.starts_with("text/") && part.type.value != "text/calendar" &&
          !part.isText() && !part.isAttached() && part.fileName.empty();
 }
 
-/// What one part contributes.
+// What one part contributes.
 struct Share {
   std::vector<const Part*> plain;
   std::vector<const Part*> html;
@@ -115,7 +115,7 @@ class Sorter {
     return {isBlank ? html.plain : plain.plain, html.html};
   }
 
-  /// The root of a related group (RFC 2387) is text; what it refers to is attached, text or not.
+  // The root of a related group (RFC 2387) is text; what it refers to is attached, text or not.
   Share related(const Part& part) {
     std::string start(part.type.parameter("start"));
     std::erase_if(start, [](char c) { return c == '<' || c == '>'; });

@@ -12,14 +12,14 @@
 namespace relaybird {
 namespace {
 
-/// A longer address is none that a page shows something by.
+// A longer address is none that a page shows something by.
 constexpr std::size_t kLongestReference = 2000;
 
 bool isHtml(const Part& part) {
   return part.type.value == "text/html";
 }
 
-/// Hands each part's text to `append`, until the limit is used up.
+// Hands each part's text to `append`, until the limit is used up.
 template <class Append>
 void forEachText(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit,
                  const Append& append) {

@@ -25,8 +25,8 @@ GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
   return GMIME_CONTENT_ENCODING_BINARY;
 }
 
-/// Whether bytes are base64, or were before they were damaged: words of a text have blanks between
-/// them and marks behind them, more than an accident puts into a code.
+// Whether bytes are base64, or were before they were damaged: words of a text have blanks between
+// them and marks behind them, more than an accident puts into a code.
 bool looksLikeBase64(std::string_view bytes) {
   std::size_t foreign = 0;
   std::size_t all = 0;

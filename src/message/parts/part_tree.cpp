@@ -31,7 +31,7 @@ std::string withoutBrackets(std::string id) {
   return id;
 }
 
-/// Fills in what the header section says. `parent` is null for the message itself.
+// Fills in what the header section says. `parent` is null for the message itself.
 void describe(Part& part, const Part* parent) {
   if (const auto type = part.headers.raw("Content-Type")) {
     part.type = parseContentType(*type);
@@ -72,8 +72,8 @@ struct ViewHash {
   }
 };
 
-/// The boundaries of the multiparts that are open, outermost first. Where two are the same text,
-/// the inner one counts as long as it is open.
+// The boundaries of the multiparts that are open, outermost first. Where two are the same text,
+// the inner one counts as long as it is open.
 class OpenBoundaries {
  public:
   struct Match {
@@ -140,7 +140,7 @@ class TreeScanner {
   void beginPart(Part& parent, std::uint64_t offset);
   void endHeaders(std::uint64_t body);
   void open(Part& part);
-  /// Ends the last part below `multipart`, whatever it is, and all that is still open in it.
+  // Ends the last part below `multipart`, whatever it is, and all that is still open in it.
   void endParts(Part& multipart, std::uint64_t offset);
 
   InputFile& file_;
@@ -148,10 +148,10 @@ class TreeScanner {
   PartTree tree_;
   OpenBoundaries boundaries_;
   std::size_t parts_ = 1;
-  Part* inHeaders_ = nullptr;  ///< the part whose header section is being read
+  Part* inHeaders_ = nullptr;  // the part whose header section is being read
   Part* headersParent_ = nullptr;
   std::string header_;
-  std::size_t lastLineEnd_ = 0;  ///< length of the line end before the current line
+  std::size_t lastLineEnd_ = 0;  // length of the line end before the current line
 };
 
 constexpr std::uint64_t kOpenEnd = static_cast<std::uint64_t>(-1);

@@ -23,15 +23,23 @@ std::uint8_t byteAt(std::string_view text, std::size_t at) {
 // The length of the well-formed sequence at `at` (RFC 3629 section 4), 0 where there is none.
 std::size_t sequenceLength(std::string_view text, std::size_t at) {
   const auto lead = byteAt(text, at);
-  if (lead < 0x80) return 1;
+  if (lead < 0x80) {
+    return 1;
+  }
   const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() - at < length) return 0;
+  if (lead < 0xC2 || lead > 0xF4 || text.size() - at < length) {
+    return 0;
+  }
   const auto second = byteAt(text, at + 1);
   const std::uint8_t lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   const std::uint8_t highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-  if (second < lowest || second > highest) return 0;
+  if (second < lowest || second > highest) {
+    return 0;
+  }
   for (std::size_t i = 2; i < length; ++i) {
-    if ((byteAt(text, at + i) & 0xC0) != 0x80) return 0;
+    if ((byteAt(text, at + i) & 0xC0) != 0x80) {
+      return 0;
+    }
   }
   return length;
 }
@@ -40,7 +48,9 @@ std::size_t sequenceLength(std::string_view text, std::size_t at) {
 std::size_t firstBad(std::string_view bytes, std::size_t from) {
   while (from < bytes.size()) {
     const std::size_t length = sequenceLength(bytes, from);
-    if (length == 0) break;
+    if (length == 0) {
+      break;
+    }
     from += length;
   }
   return from;
@@ -50,7 +60,9 @@ class Converter {
  public:
   explicit Converter(const char* from) : descriptor_(iconv_open("UTF-8", from)) {}
   ~Converter() {
-    if (*this) iconv_close(descriptor_);
+    if (*this) {
+      iconv_close(descriptor_);
+    }
   }
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
@@ -86,11 +98,17 @@ class Converter {
 
 std::size_t skipLength(std::string_view input, SkipBy skip) {
   std::size_t length = 1;
-  if (skip == SkipBy::kUnit2) length = 2;
-  if (skip == SkipBy::kUnit4) length = 4;
+  if (skip == SkipBy::kUnit2) {
+    length = 2;
+  }
+  if (skip == SkipBy::kUnit4) {
+    length = 4;
+  }
   if (skip == SkipBy::kPair && input.size() > 1) {
     const auto lead = byteAt(input, 0);
-    if (lead > 0x80 && lead < 0xFF && byteAt(input, 1) >= 0x80) length = 2;
+    if (lead > 0x80 && lead < 0xFF && byteAt(input, 1) >= 0x80) {
+      length = 2;
+    }
   }
   return std::min(length, input.size());
 }
@@ -103,16 +121,22 @@ struct Conversion {
 // Nothing where the C library lacks the set.
 std::optional<Conversion> convert(std::string_view bytes, const char* from, SkipBy skip) {
   Converter converter(from);
-  if (!converter) return std::nullopt;
+  if (!converter) {
+    return std::nullopt;
+  }
   Conversion result;
   result.text.reserve(bytes.size() + bytes.size() / 2);
   for (;;) {
     converter.run(bytes, result.text);
-    if (bytes.empty()) break;
+    if (bytes.empty()) {
+      break;
+    }
     result.clean = false;
     const std::size_t length = skipLength(bytes, skip);
     const std::size_t marks = skip == SkipBy::kPair ? length : 1;
-    for (std::size_t i = 0; i < marks; ++i) result.text += kReplacementCharacter;
+    for (std::size_t i = 0; i < marks; ++i) {
+      result.text += kReplacementCharacter;
+    }
     bytes.remove_prefix(length);
   }
   converter.finish(result.text);
@@ -134,8 +158,12 @@ std::string fromIso2022Jp(std::string_view bytes);
 std::string guess(std::string_view bytes) {
   const bool shiftsIntoJapanese = bytes.find("\x1B$B") != std::string_view::npos ||
                                   bytes.find("\x1B$@") != std::string_view::npos;
-  if (shiftsIntoJapanese && !hasHighBytes(bytes)) return fromIso2022Jp(bytes);
-  if (isValidUtf8(bytes)) return std::string(bytes);
+  if (shiftsIntoJapanese && !hasHighBytes(bytes)) {
+    return fromIso2022Jp(bytes);
+  }
+  if (isValidUtf8(bytes)) {
+    return std::string(bytes);
+  }
   auto result = convert(bytes, kWindows1252, SkipBy::kByte);
   return result ? std::move(result->text) : scrubUtf8(bytes);
 }
@@ -146,7 +174,9 @@ std::string fromUtf16(std::string_view bytes) {
   const bool isNarrow =
       bytes.find('\0') == std::string_view::npos && !bigEndian && !bytes.starts_with("\xFF\xFE");
   constexpr std::size_t kEnoughToTell = 20;
-  if (isNarrow && bytes.size() >= kEnoughToTell && isValidUtf8(bytes)) return std::string(bytes);
+  if (isNarrow && bytes.size() >= kEnoughToTell && isValidUtf8(bytes)) {
+    return std::string(bytes);
+  }
   auto result = convert(bytes, bigEndian ? "UTF-16BE" : "UTF-16LE", SkipBy::kUnit2);
   return result ? std::move(result->text) : guess(bytes);
 }
@@ -159,7 +189,9 @@ class Iso2022JpToShiftJis {
   std::string run(std::string_view bytes) {
     std::string out;
     out.reserve(bytes.size());
-    while (!bytes.empty()) bytes.remove_prefix(escape(bytes) ? 3 : character(bytes, out));
+    while (!bytes.empty()) {
+      bytes.remove_prefix(escape(bytes) ? 3 : character(bytes, out));
+    }
     return out;
   }
 
@@ -183,7 +215,9 @@ class Iso2022JpToShiftJis {
   // Appends the next character and returns how many bytes it took.
   std::size_t character(std::string_view bytes, std::string& out) {
     const auto first = byteAt(bytes, 0);
-    if (first == '\n' || first == '\r') set_ = Set::kAscii;  // each line begins anew
+    if (first == '\n' || first == '\r') {
+      set_ = Set::kAscii;  // each line begins anew
+    }
     const bool graphic = first > 0x20 && first < 0x7F;
     if (set_ == Set::kKatakana && graphic) {
       out += static_cast<char>(first < 0x60 ? first | 0x80 : 0x80);
@@ -213,9 +247,13 @@ class Iso2022JpToShiftJis {
 
 std::string fromIso2022Jp(std::string_view bytes) {
   auto strict = convert(bytes, "ISO-2022-JP-2", SkipBy::kByte);
-  if (strict && strict->clean) return std::move(strict->text);
+  if (strict && strict->clean) {
+    return std::move(strict->text);
+  }
   if (hasHighBytes(bytes) && bytes.find("\x1B$") == std::string_view::npos) {
-    if (isValidUtf8(bytes)) return std::string(bytes);
+    if (isValidUtf8(bytes)) {
+      return std::string(bytes);
+    }
     // The set is of seven bits: what has eight, and no shift, is one of its neighbours.
     for (const char* other : {"EUC-JP-MS", "CP932"}) {
       if (auto result = convert(bytes, other, SkipBy::kPair); result && result->clean) {
@@ -224,7 +262,9 @@ std::string fromIso2022Jp(std::string_view bytes) {
     }
   }
   const auto extended = convert(Iso2022JpToShiftJis().run(bytes), "CP932", SkipBy::kPair);
-  if (extended) return extended->text;
+  if (extended) {
+    return extended->text;
+  }
   return strict ? std::move(strict->text) : guess(bytes);
 }
 
@@ -260,7 +300,9 @@ std::string scrubUtf8(std::string_view bytes) {
   for (std::size_t at = 0; at < bytes.size();) {
     const std::size_t bad = firstBad(bytes, at);
     out += bytes.substr(at, bad - at);
-    if (bad < bytes.size()) out += kReplacementCharacter;
+    if (bad < bytes.size()) {
+      out += kReplacementCharacter;
+    }
     at = bad + 1;
   }
   return out;
@@ -269,7 +311,9 @@ std::string scrubUtf8(std::string_view bytes) {
 std::string toUtf8(std::string_view bytes, std::string_view charsetLabel) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   std::string text = decode(bytes, charsetOf(charsetLabel));
-  if (text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
+  if (text.starts_with(kByteOrderMark)) {
+    text.erase(0, kByteOrderMark.size());
+  }
   // The converters' own word is not enough for a promise on which others build.
   return isValidUtf8(text) ? text : scrubUtf8(text);
 }

@@ -354,9 +354,15 @@ std::string reduced(std::string_view label) {
   constexpr std::size_t kLongest = 40;
   std::string out;
   for (const char c : label) {
-    if (out.size() == kLongest) return {};
-    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) out += c;
-    if (c >= 'A' && c <= 'Z') out += static_cast<char>(c - 'A' + 'a');
+    if (out.size() == kLongest) {
+      return {};
+    }
+    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
+      out += c;
+    }
+    if (c >= 'A' && c <= 'Z') {
+      out += static_cast<char>(c - 'A' + 'a');
+    }
   }
   return out;
 }
@@ -365,7 +371,9 @@ std::string reduced(std::string_view label) {
 
 Charset charsetOf(std::string_view label) {
   const std::string wanted = reduced(label);
-  if (wanted.empty()) return {label.empty() ? CharsetKind::kGuess : CharsetKind::kUnknown};
+  if (wanted.empty()) {
+    return {label.empty() ? CharsetKind::kGuess : CharsetKind::kUnknown};
+  }
   const auto at = std::lower_bound(
       kAliases.begin(), kAliases.end(), wanted,
       [](const Alias& alias, const std::string& text) { return alias.label < text; });

@@ -23,7 +23,7 @@ std::size_t skip(std::string_view text, std::size_t at, char first, char last) {
   return at;
 }
 
-/// The length of the sequence that begins with the ESC at the front (ECMA-48 sections 5.3 to 5.6).
+// The length of the sequence that begins with the ESC at the front (ECMA-48 sections 5.3 to 5.6).
 std::size_t escapeLength(std::string_view text) {
   if (text.size() < 2) {
     return text.size();
@@ -42,8 +42,8 @@ std::size_t escapeLength(std::string_view text) {
   return end < text.size() && isWithin(text[end], '0', '~') ? end + 1 : end;
 }
 
-/// Letters and pictures beside which a joiner means something: the scripts of the Near East, South
-/// and South-East Asia, and pictures with the selectors of their variants.
+// Letters and pictures beside which a joiner means something: the scripts of the Near East, South
+// and South-East Asia, and pictures with the selectors of their variants.
 bool mayBeJoined(std::int32_t code) {
   const auto kind = kindOf(static_cast<char32_t>(code));
   if (kind != CharacterKind::kOrdinary && kind != CharacterKind::kJoiner) {
@@ -120,15 +120,15 @@ class FillerFilter {
   }
 
   std::string out_;
-  std::string blanks_;  ///< since the last character, fillers between them left out
+  std::string blanks_;  // since the last character, fillers between them left out
   std::size_t blankCount_ = 0;
   bool hasOddBlank_ = false;
-  bool isFilled_ = false;  ///< fillers since the last character
+  bool isFilled_ = false;  // fillers since the last character
   std::optional<std::int32_t> joiner_;
   std::int32_t last_ = ' ';
 };
 
-/// One line of format=flowed, taken apart.
+// One line of format=flowed, taken apart.
 struct FlowedLine {
   std::size_t depth = 0;
   std::string_view text;

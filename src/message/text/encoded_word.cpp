@@ -32,9 +32,15 @@ std::string decoded(std::string_view text, GMimeContentEncoding encoding) {
 }
 
 int base64Value(char c) {
-  if (c >= 'A' && c <= 'Z') return c - 'A';
-  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-  if (c >= '0' && c <= '9') return c - '0' + 52;
+  if (c >= 'A' && c <= 'Z') {
+    return c - 'A';
+  }
+  if (c >= 'a' && c <= 'z') {
+    return c - 'a' + 26;
+  }
+  if (c >= '0' && c <= '9') {
+    return c - '0' + 52;
+  }
   return c == '+' ? 62 : c == '/' ? 63 : -1;
 }
 
@@ -47,7 +53,9 @@ std::string decodedDigits(std::string digits) {
 // Whether the last group goes on in the next word: no encoder ends a text within a byte.
 bool endsWithinByte(std::string_view digits) {
   const std::size_t extra = digits.size() % 4;
-  if (extra < 2) return extra == 1;
+  if (extra < 2) {
+    return extra == 1;
+  }
   return (base64Value(digits.back()) & (extra == 2 ? 0x0F : 0x03)) != 0;
 }
 
@@ -90,10 +98,14 @@ class WordFinder {
       return std::nullopt;
     }
     const char encoding = g_ascii_toupper(head[mark + 1]);
-    if (encoding != 'B' && encoding != 'Q') return std::nullopt;
+    if (encoding != 'B' && encoding != 'Q') {
+      return std::nullopt;
+    }
     const std::size_t textStart = start + 2 + mark + 3;
     const std::size_t end = textEnd(textStart, encoding == 'B');
-    if (end == std::string_view::npos) return std::nullopt;
+    if (end == std::string_view::npos) {
+      return std::nullopt;
+    }
     const auto label = head.substr(0, mark);
     return Word{label.substr(0, label.find('*')), encoding == 'B',
                 value_.substr(textStart, end - textStart), end + 2};
@@ -102,15 +114,21 @@ class WordFinder {
  private:
   std::size_t textEnd(std::size_t start, bool base64) {
     const std::size_t end = next(nextEnd_, "?=", start);
-    if (end == std::string_view::npos) return end;
-    if (base64 && value_.find('?', start) != end) return std::string_view::npos;
+    if (end == std::string_view::npos) {
+      return end;
+    }
+    if (base64 && value_.find('?', start) != end) {
+      return std::string_view::npos;
+    }
     // A word whose end got lost does not reach into the next one.
     return next(nextWord_, " =?", start) < end ? std::string_view::npos : end;
   }
 
   std::size_t next(std::optional<std::size_t>& known, std::string_view what,
                    std::size_t from) const {
-    if (!known || *known < from) known = value_.find(what, from);
+    if (!known || *known < from) {
+      known = value_.find(what, from);
+    }
     return *known;
   }
 
@@ -125,7 +143,9 @@ class WordRun {
   bool takes(const Word& word) const { return open_ && sameLabel(charset_, word.charset); }
 
   void add(const Word& word) {
-    if (!word.base64 || !open_) finishGroup();
+    if (!word.base64 || !open_) {
+      finishGroup();
+    }
     open_ = true;
     charset_ = word.charset;
     if (word.base64) {
@@ -151,11 +171,15 @@ class WordRun {
         finishGroup();
       }
     }
-    if (!endsWithinByte(digits_)) finishGroup();
+    if (!endsWithinByte(digits_)) {
+      finishGroup();
+    }
   }
 
   void finishGroup() {
-    if (!digits_.empty()) bytes_ += decodedDigits(std::exchange(digits_, {}));
+    if (!digits_.empty()) {
+      bytes_ += decodedDigits(std::exchange(digits_, {}));
+    }
   }
 
   bool open_ = false;
@@ -172,7 +196,9 @@ class HeaderDecoder {
   std::string run() {
     for (auto at = value_.find("=?"); at != std::string_view::npos;) {
       const auto word = finder_.wordAt(at);
-      if (word) addWord(*word, at);
+      if (word) {
+        addWord(*word, at);
+      }
       at = value_.find("=?", word ? word->end : at + 2);
     }
     endRun();
@@ -198,7 +224,9 @@ class HeaderDecoder {
   std::string rawText(std::string_view bytes) const { return rawHeaderToUtf8(bytes, rawCharset_); }
 
   void endRun() {
-    if (afterWord_) text_ += run_.take();
+    if (afterWord_) {
+      text_ += run_.take();
+    }
     afterWord_ = false;
   }
 
@@ -214,7 +242,9 @@ class HeaderDecoder {
 }  // namespace
 
 std::string rawHeaderToUtf8(std::string_view bytes, std::string_view rawCharset) {
-  if (rawCharset.empty() || isValidUtf8(bytes)) return toUtf8(bytes, "");
+  if (rawCharset.empty() || isValidUtf8(bytes)) {
+    return toUtf8(bytes, "");
+  }
   // A body may well be of a set that would make other characters of a header's ASCII: UTF-16,
   // UTF-7.
   constexpr std::string_view kAscii = "Name +- ~~ <a@b.example>";
@@ -231,12 +261,18 @@ std::string unfoldHeader(std::string_view raw) {
       out += raw[at];
       continue;
     }
-    while (at + 1 < raw.size() && isLineBreak(raw[at + 1])) ++at;
+    while (at + 1 < raw.size() && isLineBreak(raw[at + 1])) {
+      ++at;
+    }
     out += ' ';
-    if (at + 1 < raw.size() && isBlank(raw[at + 1])) ++at;
+    if (at + 1 < raw.size() && isBlank(raw[at + 1])) {
+      ++at;
+    }
   }
   const auto first = out.find_first_not_of(" \t");
-  if (first == std::string::npos) return {};
+  if (first == std::string::npos) {
+    return {};
+  }
   return out.substr(first, out.find_last_not_of(" \t") - first + 1);
 }
 
@@ -245,7 +281,9 @@ std::vector<Span> encodedWords(std::string_view value) {
   WordFinder finder(value);
   for (auto at = value.find("=?"); at != std::string_view::npos;) {
     const auto word = finder.wordAt(at);
-    if (word) spans.push_back({at, word->end - at});
+    if (word) {
+      spans.push_back({at, word->end - at});
+    }
     at = value.find("=?", word ? word->end : at + 2);
   }
   return spans;

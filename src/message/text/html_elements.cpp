@@ -36,7 +36,9 @@ int linesAround(std::string_view name) {
 
 std::string_view attribute(const char* const* attributes, std::string_view name) {
   for (; attributes != nullptr && *attributes != nullptr; attributes += 2) {
-    if (*attributes == name) return attributes[1] != nullptr ? attributes[1] : "";
+    if (*attributes == name) {
+      return attributes[1] != nullptr ? attributes[1] : "";
+    }
   }
   return {};
 }
@@ -44,7 +46,9 @@ std::string_view attribute(const char* const* attributes, std::string_view name)
 std::string lowerAscii(std::string_view text) {
   std::string out(text);
   for (char& c : out) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+    if (c >= 'A' && c <= 'Z') {
+      c = static_cast<char>(c + 32);
+    }
   }
   return out;
 }
@@ -70,9 +74,13 @@ std::string shownTarget(std::string_view target) {
 std::string essence(std::string_view link) {
   std::string out = lowerAscii(link);
   for (const std::string_view scheme : {"http://", "https://", "mailto:"}) {
-    if (out.starts_with(scheme)) out.erase(0, scheme.size());
+    if (out.starts_with(scheme)) {
+      out.erase(0, scheme.size());
+    }
   }
-  if (out.ends_with('/')) out.pop_back();
+  if (out.ends_with('/')) {
+    out.pop_back();
+  }
   return out;
 }
 
@@ -85,9 +93,15 @@ bool isShownScheme(std::string_view target) {
 }  // namespace
 
 void HtmlElements::begin(std::string_view name, const char* const* attributes) {
-  if (isHidden(name)) ++hidden_;
-  if (isRawText(name)) ++rawText_;
-  if (hidden_ > 0) return;
+  if (isHidden(name)) {
+    ++hidden_;
+  }
+  if (isRawText(name)) {
+    ++rawText_;
+  }
+  if (hidden_ > 0) {
+    return;
+  }
   if (const int lines = linesAround(name); lines > 0) {
     // A list within a list is part of its item.
     const bool inner = (name == "ul" || name == "ol") && !lists_.empty();
@@ -120,9 +134,15 @@ void HtmlElements::begin(std::string_view name, const char* const* attributes) {
 
 void HtmlElements::end(std::string_view name) {
   const bool seen = hidden_ == 0;
-  if (isHidden(name) && hidden_ > 0) --hidden_;
-  if (isRawText(name) && rawText_ > 0) --rawText_;
-  if (!seen) return;
+  if (isHidden(name) && hidden_ > 0) {
+    --hidden_;
+  }
+  if (isRawText(name) && rawText_ > 0) {
+    --rawText_;
+  }
+  if (!seen) {
+    return;
+  }
   if (name == "a") {
     endLink();
   } else if (name == "pre") {
@@ -141,7 +161,9 @@ void HtmlElements::end(std::string_view name) {
 }
 
 void HtmlElements::text(std::string_view utf8) {
-  if (hidden_ == 0) layout_.text(utf8);
+  if (hidden_ == 0) {
+    layout_.text(utf8);
+  }
 }
 
 void HtmlElements::forgetNesting() {
@@ -178,12 +200,18 @@ void HtmlElements::beginLink(std::string_view target) {
   endLink();
   linkStart_ = layout_.size();
   target_ = shownTarget(target);
-  if (!isShownScheme(target_)) target_.clear();
+  if (!isShownScheme(target_)) {
+    target_.clear();
+  }
 }
 
 void HtmlElements::endLink() {
-  if (target_.empty()) return;
-  if (essence(layout_.since(linkStart_)) != essence(target_)) layout_.annotate("<" + target_ + ">");
+  if (target_.empty()) {
+    return;
+  }
+  if (essence(layout_.since(linkStart_)) != essence(target_)) {
+    layout_.annotate("<" + target_ + ">");
+  }
   target_.clear();
 }
 

@@ -28,7 +28,9 @@ bool startsWithoutCase(std::string_view text, std::string_view lowerCase) {
 }
 
 bool beginsTag(std::string_view rest) {
-  if (rest.size() < 2 || rest[0] != '<') return false;
+  if (rest.size() < 2 || rest[0] != '<') {
+    return false;
+  }
   const char c = lower(rest[1]);
   return (c >= 'a' && c <= 'z') || c == '/';
 }
@@ -52,8 +54,12 @@ class Tamer {
         out_ += "<p>";
       } else if (beginsTag(rest)) {
         copyTag();
-        if (startsWithoutCase(rest, "<script")) skipRawText(scriptEnd_, "</script");
-        if (startsWithoutCase(rest, "<style")) skipRawText(styleEnd_, "</style");
+        if (startsWithoutCase(rest, "<script")) {
+          skipRawText(scriptEnd_, "</script");
+        }
+        if (startsWithoutCase(rest, "<style")) {
+          skipRawText(styleEnd_, "</style");
+        }
       } else {
         out_ += html_[at_++];
       }
@@ -72,7 +78,9 @@ class Tamer {
       }
     }
     at_ += 4;
-    if (isBefore(at_ - 1, lastCommentEnd_)) at_ = html_.find("-->", at_) + 3;
+    if (isBefore(at_ - 1, lastCommentEnd_)) {
+      at_ = html_.find("-->", at_) + 3;
+    }
   }
 
   // Attributes are counted by what can divide them, without regard to quotes: a miscount then cuts
@@ -82,11 +90,15 @@ class Tamer {
     int attributes = 0;
     for (; at_ < html_.size() && html_[at_] != '>'; ++at_) {
       const bool divides = separatesAttributes(html_[at_]) && !separatesAttributes(html_[at_ - 1]);
-      if (divides && ++attributes > kMostAttributes) break;
+      if (divides && ++attributes > kMostAttributes) {
+        break;
+      }
     }
     out_ += html_.substr(start, at_ - start);
     at_ = std::min(html_.find('>', at_), html_.size());
-    if (at_ < html_.size()) out_ += html_[at_++];
+    if (at_ < html_.size()) {
+      out_ += html_[at_++];
+    }
   }
 
   // Where nothing ends it, the parser decides. `known` is the end found last, so that each end is
@@ -99,7 +111,9 @@ class Tamer {
       }
       known = end;
     }
-    if (*known != kNone) at_ = *known;
+    if (*known != kNone) {
+      at_ = *known;
+    }
   }
 
   std::string_view html_;

@@ -48,7 +48,9 @@ class HtmlReader {
       const auto chunk = html_.substr(0, chunkLength(html_));
       html_.remove_prefix(chunk.size());
       feed(chunk);
-      if (isSpent() || isTooDeep()) startOver();
+      if (isSpent() || isTooDeep()) {
+        startOver();
+      }
     }
     feed({});
     htmlParseChunk(parser_.get(), nullptr, 0, 1);
@@ -64,7 +66,9 @@ class HtmlReader {
   void renew() {
     parser_.reset(
         htmlCreatePushParserCtxt(&handler_, this, nullptr, 0, nullptr, XML_CHAR_ENCODING_UTF8));
-    if (!parser_) throw std::bad_alloc();
+    if (!parser_) {
+      throw std::bad_alloc();
+    }
     htmlCtxtUseOptions(parser_.get(), HTML_PARSE_RECOVER | HTML_PARSE_NONET |
                                           HTML_PARSE_IGNORE_ENC | HTML_PARSE_NOERROR |
                                           HTML_PARSE_NOWARNING);
@@ -95,14 +99,18 @@ class HtmlReader {
   }
 
   void rethrow() {
-    if (failure_) std::rethrow_exception(failure_);
+    if (failure_) {
+      std::rethrow_exception(failure_);
+    }
   }
 
   // No exception may pass through the parser's frames.
   template <class Call>
   static void guarded(void* self, Call call) {
     auto* reader = static_cast<HtmlReader*>(self);
-    if (reader->failure_) return;
+    if (reader->failure_) {
+      return;
+    }
     try {
       call(reader->elements_);
     } catch (...) {
@@ -145,9 +153,13 @@ std::string_view charsetIn(std::string_view tag) {
   for (auto at = tag.find(kKey); at != std::string_view::npos; at = tag.find(kKey, at)) {
     at += kKey.size();
     const auto equals = tag.find_first_not_of(" \t\r\n", at);
-    if (equals == std::string_view::npos || tag[equals] != '=') continue;
+    if (equals == std::string_view::npos || tag[equals] != '=') {
+      continue;
+    }
     const auto start = tag.find_first_not_of(" \t\r\n\"'", equals + 1);
-    if (start == std::string_view::npos) return {};
+    if (start == std::string_view::npos) {
+      return {};
+    }
     const auto rest = tag.substr(start);
     const auto last = std::find_if_not(rest.begin(), rest.end(), isLabelCharacter);
     return rest.substr(0, static_cast<std::size_t>(last - rest.begin()));
@@ -173,11 +185,15 @@ std::string sniffHtmlCharset(std::string_view bytes) {
   for (auto at = view.find('<'); at != std::string_view::npos; at = view.find('<', at + 1)) {
     if (view.substr(at).starts_with("<!--")) {
       at = view.find("-->", at);
-      if (at == std::string_view::npos) break;
+      if (at == std::string_view::npos) {
+        break;
+      }
     } else if (view.substr(at).starts_with("<meta")) {
       const auto label = charsetIn(view.substr(at, view.find('>', at) - at));
       // Who can be read byte by byte up to here is no UTF-16.
-      if (!label.empty()) return label.starts_with("utf-16") ? "utf-8" : std::string(label);
+      if (!label.empty()) {
+        return label.starts_with("utf-16") ? "utf-8" : std::string(label);
+      }
     }
   }
   return {};

@@ -8,8 +8,8 @@
 
 namespace relaybird {
 
-/// One flag for both, here and nowhere else: a second one would let a second thread in while the
-/// first is inside.
+// One flag for both, here and nowhere else: a second one would let a second thread in while the
+// first is inside.
 void prepareLibraries() {
   static std::once_flag once;
   std::call_once(once, [] {

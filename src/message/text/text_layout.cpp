@@ -28,7 +28,9 @@ std::size_t plainLength(std::string_view rest) {
   std::size_t length = 0;
   while (length < rest.size()) {
     const auto c = static_cast<unsigned char>(rest[length]);
-    if (c <= ' ' || c == 0x7F || c == 0xC2 || c == 0xE2 || c == 0xEF) break;
+    if (c <= ' ' || c == 0x7F || c == 0xC2 || c == 0xE2 || c == 0xEF) {
+      break;
+    }
     ++length;
   }
   return length;
@@ -50,7 +52,9 @@ void TextLayout::text(std::string_view utf8) {
 
 // Takes what the text begins with, and returns how many bytes that was.
 std::size_t TextLayout::special(std::string_view text) {
-  if (isInvisible(text)) return text[0] == '\xC2' ? 2 : 3;
+  if (isInvisible(text)) {
+    return text[0] == '\xC2' ? 2 : 3;
+  }
   if (text.starts_with("\xC2\xA0")) {
     blank(false);
     return 2;
@@ -70,10 +74,18 @@ std::size_t TextLayout::special(std::string_view text) {
 }
 
 void TextLayout::preformattedSpace(char c) {
-  if (c == '\t') visible("\t");
-  if (c == ' ') blank(false);
-  if (c != '\n') return;
-  if (!swallowLineEnd_) ++dueLines_;
+  if (c == '\t') {
+    visible("\t");
+  }
+  if (c == ' ') {
+    blank(false);
+  }
+  if (c != '\n') {
+    return;
+  }
+  if (!swallowLineEnd_) {
+    ++dueLines_;
+  }
   swallowLineEnd_ = false;
   dueTabs_ = dueBlanks_ = 0;
 }
@@ -85,12 +97,16 @@ void TextLayout::blank(bool collapses) {
     return;
   }
   const bool atLineStart = out_.empty() || dueLines_ > 0 || dueTabs_ > 0 || !marker_.empty();
-  if (!collapsed_ && (!atLineStart || dueBlanks_ > 0)) ++dueBlanks_;
+  if (!collapsed_ && (!atLineStart || dueBlanks_ > 0)) {
+    ++dueBlanks_;
+  }
   collapsed_ = true;
 }
 
 void TextLayout::visible(std::string_view characters) {
-  if (characters.empty()) return;
+  if (characters.empty()) {
+    return;
+  }
   writeDue();
   out_ += characters;
   swallowLineEnd_ = false;
@@ -110,7 +126,9 @@ void TextLayout::writeDue() {
 }
 
 void TextLayout::endBlock(int lines) {
-  if (atCellStart()) return;
+  if (atCellStart()) {
+    return;
+  }
   dueLines_ = std::max(dueLines_, static_cast<std::size_t>(lines));
   dueTabs_ = dueBlanks_ = 0;
   collapsed_ = false;
@@ -128,7 +146,9 @@ void TextLayout::beginPreformatted() {
 }
 
 void TextLayout::endPreformatted() {
-  if (preformatted_ > 0) --preformatted_;
+  if (preformatted_ > 0) {
+    --preformatted_;
+  }
 }
 
 bool TextLayout::atCellStart() const {
@@ -141,25 +161,33 @@ void TextLayout::beginTable() {
 }
 
 void TextLayout::endTable() {
-  if (!tables_.empty()) tables_.pop_back();
+  if (!tables_.empty()) {
+    tables_.pop_back();
+  }
   endBlock(1);
 }
 
 void TextLayout::beginRow() {
-  if (tables_.empty()) tables_.emplace_back();
+  if (tables_.empty()) {
+    tables_.emplace_back();
+  }
   tables_.back() = Table{};
   endBlock(1);
 }
 
 void TextLayout::beginCell() {
-  if (tables_.empty()) tables_.emplace_back();
+  if (tables_.empty()) {
+    tables_.emplace_back();
+  }
   Table& table = tables_.back();
   const bool tookLines = table.inCell && lines_ > table.linesAtStart;
   if (tookLines) {
     table.inCell = false;
     endBlock(1);
   } else if (table.cells > 0) {
-    if (out_.size() > table.start) dueLines_ = 0;
+    if (out_.size() > table.start) {
+      dueLines_ = 0;
+    }
     dueBlanks_ = 0;
     ++dueTabs_;
   }
@@ -170,7 +198,9 @@ void TextLayout::beginCell() {
 }
 
 void TextLayout::endRow() {
-  if (!tables_.empty()) tables_.back() = Table{};
+  if (!tables_.empty()) {
+    tables_.back() = Table{};
+  }
   endBlock(1);
 }
 
@@ -178,7 +208,9 @@ void TextLayout::annotate(std::string_view note) {
   const auto lines = std::exchange(dueLines_, 0);
   const auto tabs = std::exchange(dueTabs_, 0);
   const auto blanks = std::exchange(dueBlanks_, 0);
-  if (!out_.empty() && out_.back() != '\n') out_ += ' ';
+  if (!out_.empty() && out_.back() != '\n') {
+    out_ += ' ';
+  }
   out_ += note;
   dueLines_ = lines;
   dueTabs_ = tabs;
@@ -188,7 +220,9 @@ void TextLayout::annotate(std::string_view note) {
 std::string_view TextLayout::since(std::size_t start) const {
   const auto text = std::string_view(out_).substr(start);
   const auto first = text.find_first_not_of(" \t\n");
-  if (first == std::string_view::npos) return {};
+  if (first == std::string_view::npos) {
+    return {};
+  }
   return text.substr(first, text.find_last_not_of(" \t\n") - first + 1);
 }
 
@@ -201,7 +235,9 @@ std::string_view TextLayout::windows1252(unsigned char c1) {
   if (!haveC1_) {
     for (std::size_t i = 0; i < c1_.size(); ++i) {
       c1_[i] = toUtf8(std::string(1, static_cast<char>(0x80 + i)), "windows-1252");
-      if (c1_[i] == kReplacementCharacter) c1_[i].clear();
+      if (c1_[i] == kReplacementCharacter) {
+        c1_[i].clear();
+      }
     }
     haveC1_ = true;
   }

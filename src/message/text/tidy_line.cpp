@@ -12,7 +12,9 @@ namespace relaybird {
 namespace {
 
 bool divides(const Utf8Character& character) {
-  if (character.length == 0) return false;
+  if (character.length == 0) {
+    return false;
+  }
   const CharacterKind kind = kindOf(character.code);
   return character.code == ' ' || kind == CharacterKind::kControl ||
          kind == CharacterKind::kLineBreak;

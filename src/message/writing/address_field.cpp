@@ -13,9 +13,9 @@
 namespace relaybird {
 namespace {
 
-/// RFC 2047 section 2: no line with an encoded word is longer.
+// RFC 2047 section 2: no line with an encoded word is longer.
 constexpr std::size_t kLine = 76;
-/// A word or quoted string beyond this becomes encoded words, which can be folded.
+// A word or quoted string beyond this becomes encoded words, which can be folded.
 constexpr std::size_t kLongestPlain = 60;
 
 using Tokens = std::vector<std::string>;
@@ -40,8 +40,8 @@ std::string base64(std::string_view bytes) {
   return text.get();
 }
 
-/// Whole characters in each word, which is at most 75 bytes long (RFC 2047 section 2) and finds
-/// room on the first line beside the field's name.
+// Whole characters in each word, which is at most 75 bytes long (RFC 2047 section 2) and finds
+// room on the first line beside the field's name.
 Tokens encodedWords(std::string_view text) {
   constexpr std::size_t kBytesOfAWord = 39;
   Tokens words;
@@ -59,7 +59,9 @@ Tokens encodedWords(std::string_view text) {
 std::string quoted(std::string_view text) {
   std::string all = "\"";
   for (const char c : text) {
-    if (c == '"' || c == '\\') all += '\\';
+    if (c == '"' || c == '\\') {
+      all += '\\';
+    }
     all += c;
   }
   return all + '"';
@@ -75,7 +77,7 @@ Tokens wordsOf(std::string_view name) {
   return words;
 }
 
-/// The name as what may be folded between: as it is, quoted, or encoded.
+// The name as what may be folded between: as it is, quoted, or encoded.
 Tokens phrase(const std::string& name) {
   Tokens words = wordsOf(name);
   const bool plain = std::all_of(words.begin(), words.end(), [](const std::string& word) {
@@ -83,15 +85,21 @@ Tokens phrase(const std::string& name) {
   });
   // Text that looks like an encoded word would be shown as what it stands for.
   const bool coded = name.find("=?") != std::string::npos;
-  if (plain && !coded) return words;
-  if (isPrintableAscii(name) && !coded && name.size() <= kLongestPlain) return {quoted(name)};
+  if (plain && !coded) {
+    return words;
+  }
+  if (isPrintableAscii(name) && !coded && name.size() <= kLongestPlain) {
+    return {quoted(name)};
+  }
   return encodedWords(name);
 }
 
 Tokens tokensOf(const Mailbox& mailbox) {
   const std::string name = tidyLine(onOneLine(scrubUtf8(mailbox.name)));
   const std::string address = wireAddress(mailbox.address);
-  if (name.empty()) return {address};
+  if (name.empty()) {
+    return {address};
+  }
   Tokens tokens = phrase(name);
   tokens.push_back("<" + address + ">");
   return tokens;
@@ -100,12 +108,16 @@ Tokens tokensOf(const Mailbox& mailbox) {
 }  // namespace
 
 std::string addressField(std::string_view name, const std::vector<Mailbox>& mailboxes) {
-  if (mailboxes.empty()) return {};
+  if (mailboxes.empty()) {
+    return {};
+  }
   std::string field = std::string(name) + ":";
   std::size_t column = field.size();
   for (std::size_t i = 0; i < mailboxes.size(); ++i) {
     Tokens tokens = tokensOf(mailboxes[i]);
-    if (i + 1 < mailboxes.size()) tokens.back() += ',';
+    if (i + 1 < mailboxes.size()) {
+      tokens.back() += ',';
+    }
     for (const std::string& token : tokens) {
       // The first stays beside the name: a line of blanks alone would end the field for some
       // readers.

@@ -17,7 +17,7 @@
 namespace relaybird {
 namespace {
 
-/// RFC 5322 section 2.1.1.
+// RFC 5322 section 2.1.1.
 constexpr std::size_t kLongestLine = 998;
 constexpr std::size_t kLongestEncodedWord = 75;
 constexpr std::size_t kLongestLineWithEncodedWord = 76;
@@ -42,7 +42,7 @@ bool isTypeName(std::string_view type) {
          isToken(type.substr(slash + 1));
 }
 
-/// Parts that hold others, which RFC 2045 section 6.4 forbids to encode.
+// Parts that hold others, which RFC 2045 section 6.4 forbids to encode.
 bool isComposite(const Part& part) {
   return isTypeName(part.type.value) &&
          (part.type.value.starts_with("message/") || part.type.value.starts_with("multipart/"));
@@ -53,8 +53,8 @@ bool isWritableWord(std::string_view text) {
          std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f'; });
 }
 
-/// RFC 2047 section 2 bounds an encoded word, and each line that holds one. Within quotes nothing
-/// is an encoded word, although many senders write file names so.
+// RFC 2047 section 2 bounds an encoded word, and each line that holds one. Within quotes nothing
+// is an encoded word, although many senders write file names so.
 bool hasLongEncodedWords(std::string_view line) {
   for (const Span& word : encodedWords(line)) {
     const auto before = line.substr(0, word.start);
@@ -67,14 +67,14 @@ bool hasLongEncodedWords(std::string_view line) {
   return false;
 }
 
-/// Whether the part's own fields name the type that it is taken for, or none, in a way that can be
-/// written again.
+// Whether the part's own fields name the type that it is taken for, or none, in a way that can be
+// written again.
 bool isRightType(const Part& part) {
   const auto raw = part.headers.raw("Content-Type");
   return !raw || (bareContentType(*raw) == part.type.value && isTypeName(part.type.value));
 }
 
-/// Whether a stored header section can be written again as it is.
+// Whether a stored header section can be written again as it is.
 bool isRightHeader(const HeaderBlock& headers) {
   const std::string_view bytes = headers.bytes();
   ByteFacts facts;
@@ -142,7 +142,7 @@ std::string_view newLabel(const CarriedPart& carried) {
   }
 }
 
-/// A boundary means nothing on what is no multipart, and may be any bytes.
+// A boundary means nothing on what is no multipart, and may be any bytes.
 bool isWritableParameter(const std::string& name) {
   return isToken(name) && name != "boundary";
 }
@@ -178,7 +178,7 @@ std::string dispositionField(std::string_view disposition,
   return "Content-Disposition:" + std::string(text.get());
 }
 
-/// The fields that say something of the content, made anew from what they say.
+// The fields that say something of the content, made anew from what they say.
 void writeNewFields(ForwardOutput& out, const CarriedPart& carried) {
   const Part& part = *carried.part;
   out.add(contentTypeField(part.type.value, part.type.parameters));

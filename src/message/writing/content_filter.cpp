@@ -6,7 +6,7 @@
 namespace relaybird {
 namespace {
 
-/// RFC 2045 sections 6.7 (5) and 6.8.
+// RFC 2045 sections 6.7 (5) and 6.8.
 constexpr std::size_t kLine = 76;
 
 bool isBase64(char c) {
@@ -83,7 +83,7 @@ void QuotedPrintableEncoder::escaped(char c) {
   token({text, 3});
 }
 
-/// Writes the blank that waits, and then `text`.
+// Writes the blank that waits, and then `text`.
 void QuotedPrintableEncoder::token(std::string_view text) {
   const auto add = [this](std::string_view what) {
     if (line_.size() + what.size() >= kLine) {
@@ -166,7 +166,7 @@ void QuotedPrintableRewrapper::next(char c) {
   }
 }
 
-/// What looked like an escape is text.
+// What looked like an escape is text.
 void QuotedPrintableRewrapper::giveUp() {
   for (const char c : escape_) {
     literal(c);

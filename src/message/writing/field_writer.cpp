@@ -18,7 +18,7 @@ bool isPrintable(char c) {
   return c > ' ' && c < '\x7f';
 }
 
-/// Collects a field's tokens, with a fold wherever a line would become too long.
+// Collects a field's tokens, with a fold wherever a line would become too long.
 class FoldedField {
  public:
   explicit FoldedField(std::string_view name) : text_(name) {
@@ -26,7 +26,7 @@ class FoldedField {
     column_ = text_.size();
   }
 
-  /// `blanks` stand before the token; at least one.
+  // `blanks` stand before the token; at least one.
   void add(std::string_view token, std::string_view blanks = " ") {
     if (hasToken_ && column_ + blanks.size() + token.size() > kLine) {
       fold();
@@ -60,7 +60,7 @@ std::size_t characterLength(std::string_view text) {
   return length;
 }
 
-/// As section 5 (3) of RFC 2047 wants it in the names of addresses, which suits everywhere.
+// As section 5 (3) of RFC 2047 wants it in the names of addresses, which suits everywhere.
 std::string encodedQ(std::string_view bytes) {
   constexpr std::string_view kPlain = "!*+-/";
   constexpr std::string_view kHex = "0123456789ABCDEF";
@@ -85,7 +85,7 @@ std::string encodedB(std::string_view bytes) {
   return text.get();
 }
 
-/// Whichever form is shorter for a text of that kind.
+// Whichever form is shorter for a text of that kind.
 bool prefersB(std::string_view text) {
   const auto high = std::count_if(text.begin(), text.end(), [](char c) { return c < 0; });
   return static_cast<std::size_t>(high) * 3 > text.size();
@@ -115,10 +115,10 @@ void FoldedField::addEncoded(std::string_view utf8) {
   }
 }
 
-/// A word of a text and the blanks before it.
+// A word of a text and the blanks before it.
 struct Word {
-  std::size_t from = 0;   ///< of the blanks
-  std::size_t begin = 0;  ///< of the word
+  std::size_t from = 0;   // of the blanks
+  std::size_t begin = 0;  // of the word
   std::size_t end = 0;
 };
 
@@ -133,7 +133,7 @@ std::vector<Word> wordsOf(std::string_view text) {
   return words;
 }
 
-/// Whether a word can stand in a text as it is.
+// Whether a word can stand in a text as it is.
 bool isPlainWord(std::string_view text, const Word& word) {
   const auto bytes = text.substr(word.begin, word.end - word.begin);
   return !bytes.empty() && bytes.size() <= kLongestWord && word.begin - word.from < kLongestWord &&

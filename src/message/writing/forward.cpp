@@ -17,7 +17,7 @@
 namespace relaybird {
 namespace {
 
-/// RFC 5322 section 2.1.1 allows 998; some servers count the line end.
+// RFC 5322 section 2.1.1 allows 998; some servers count the line end.
 constexpr std::size_t kLongestLine = 990;
 
 bool isPlainAscii(std::string_view text) {
@@ -39,7 +39,7 @@ bool isMostlyAscii(std::string_view text) {
   return static_cast<std::size_t>(high) * 5 < text.size();
 }
 
-/// Text in base64 has CR LF line ends before it is encoded (RFC 2045 section 6.8).
+// Text in base64 has CR LF line ends before it is encoded (RFC 2045 section 6.8).
 std::string withNetworkLineEnds(std::string_view text) {
   std::string result;
   for (const char c : text) {
@@ -48,8 +48,8 @@ std::string withNetworkLineEnds(std::string_view text) {
   return result;
 }
 
-/// A header section, its empty line included, without the mbox line and without the fields that
-/// only the source's own recipient may read.
+// A header section, its empty line included, without the mbox line and without the fields that
+// only the source's own recipient may read.
 std::string fieldsForOthers(const HeaderBlock& headers) {
   std::string fields;
   bool dropped = false;
@@ -73,8 +73,8 @@ std::string fieldsForOthers(const HeaderBlock& headers) {
   return fields + (fields.ends_with("\r\n") ? "\r\n" : "\n");
 }
 
-/// Writes MIME fields, an empty line and content for each part; the caller has ended the line
-/// before.
+// Writes MIME fields, an empty line and content for each part; the caller has ended the line
+// before.
 class BodyWriter {
  public:
   BodyWriter(const ForwardPlan& plan, ForwardOutput& out) : plan_(plan), out_(out) {}
@@ -165,7 +165,7 @@ class BodyWriter {
     }
   }
 
-  /// The source but for its Bcc fields: what is signed begins below its header section.
+  // The source but for its Bcc fields: what is signed begins below its header section.
   void writeWhole() {
     if (plan_.wholeIsFile) {
       writeFileHeader(out_, "message.eml");

@@ -13,8 +13,8 @@
 namespace relaybird {
 namespace {
 
-/// The first and the latest identifiers of a long thread; RFC 5322 section 3.6.4 lets the middle
-/// go.
+// The first and the latest identifiers of a long thread; RFC 5322 section 3.6.4 lets the middle
+// go.
 constexpr std::size_t kReferences = 20;
 
 constexpr std::array<const char*, 7> kDays = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
@@ -32,8 +32,8 @@ std::string bracketed(std::string_view id) {
   return ids.size() == 1 && ids.front() == whole ? whole : std::string();
 }
 
-/// The source's own identifier, also from a field that lacks the brackets or that a fold has torn:
-/// so far it can be guessed what the replies to it name. Empty where it cannot be written.
+// The source's own identifier, also from a field that lacks the brackets or that a fold has torn:
+// so far it can be guessed what the replies to it name. Empty where it cannot be written.
 std::string ownId(const HeaderBlock& source) {
   std::string id = source.messageId();
   if (id.empty()) {
@@ -56,7 +56,7 @@ std::vector<std::string> references(const HeaderBlock& source) {
   return ids;
 }
 
-/// One mark to a line.
+// One mark to a line.
 std::string traceField(const std::vector<std::string>& marks) {
   std::string field;
   for (const std::string& mark : marks) {

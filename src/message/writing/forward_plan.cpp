@@ -14,7 +14,7 @@
 namespace relaybird {
 namespace {
 
-/// Containers must be labelled 8bit as soon as anything within them is (RFC 2045 section 6.4).
+// Containers must be labelled 8bit as soon as anything within them is (RFC 2045 section 6.4).
 Result<void> planWhole(ForwardPlan& plan) {
   InputFile& file = plan.source->file();
   const auto facts = readByteFacts(file, 0, file.info().size);
@@ -56,7 +56,7 @@ Result<void> chooseAttachments(const ForwardDraft& draft, ForwardPlan& plan) {
   return plan.whole ? planWhole(plan) : planParts(draft, kept, plan);
 }
 
-/// No sender can have guessed it, since it follows from the forward's own identifier (FNV-1a).
+// No sender can have guessed it, since it follows from the forward's own identifier (FNV-1a).
 std::string boundaryFor(std::string_view messageId) {
   std::uint64_t hash = 0xcbf29ce484222325U;
   for (const char c : messageId) {

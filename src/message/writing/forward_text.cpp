@@ -13,7 +13,7 @@
 namespace relaybird {
 namespace {
 
-/// A mail to a thousand people need not name them all in its forward.
+// A mail to a thousand people need not name them all in its forward.
 constexpr std::size_t kHeaderLineCharacters = 1000;
 
 constexpr std::string_view kRule = "-----Original Message-----";
@@ -22,7 +22,7 @@ bool isContinuation(char c) {
   return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-/// The first `count` characters; a cut text ends in three dots where `dots` asks for them.
+// The first `count` characters; a cut text ends in three dots where `dots` asks for them.
 std::string cut(std::string_view text, std::size_t count, bool dots) {
   std::size_t end = 0;
   for (; end < text.size(); ++end) {
@@ -50,12 +50,12 @@ HeaderLines headerLines(const Message& source, std::string_view sentText) {
   return lines;
 }
 
-/// Finds tags well enough to place a block among them; a browser's tree is not needed for that.
+// Finds tags well enough to place a block among them; a browser's tree is not needed for that.
 class TagFinder {
  public:
   explicit TagFinder(std::string_view html) : html_(html) {}
 
-  /// The next start tag, from its '<' up to behind its '>'; empty at the end. Comments are skipped.
+  // The next start tag, from its '<' up to behind its '>'; empty at the end. Comments are skipped.
   std::string_view next() {
     while (pos_ < html_.size()) {
       const std::size_t open = html_.find('<', pos_);
@@ -82,8 +82,8 @@ class TagFinder {
     return lower >= 'a' && lower <= 'z';
   }
 
-  /// A quote that never ends does not swallow the document: then the next '>' ends the tag. Nor is
-  /// any byte looked at for more than one tag.
+  // A quote that never ends does not swallow the document: then the next '>' ends the tag. Nor is
+  // any byte looked at for more than one tag.
   std::size_t tagEnd(std::size_t open) const {
     const std::size_t limit = std::min(html_.size(), open + kLongestTag);
     for (std::size_t i = open; i < limit; ++i) {
@@ -112,8 +112,8 @@ bool isTag(std::string_view tag, std::string_view name) {
          std::string_view(" \t\r\n/>").find(tag[size]) != std::string_view::npos;
 }
 
-/// The document is written in UTF-8 whatever it was; a <meta> that still says otherwise would be
-/// believed by some readers.
+// The document is written in UTF-8 whatever it was; a <meta> that still says otherwise would be
+// believed by some readers.
 std::string withUtf8(std::string_view tag) {
   std::string lower = asciiLower(tag);
   const std::size_t name = lower.find("charset");

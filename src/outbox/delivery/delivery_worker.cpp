@@ -17,9 +17,9 @@ namespace relaybird {
 namespace {
 
 constexpr std::size_t kMessageLimit = std::size_t{256} << 20;
-/// How often the folder is read for messages that others put there.
+// How often the folder is read for messages that others put there.
 constexpr std::chrono::minutes kListAgain{1};
-/// After so many refusals one after the other it is not the messages' fault.
+// After so many refusals one after the other it is not the messages' fault.
 constexpr int kEnoughRefusals = 10;
 
 }  // namespace
@@ -65,7 +65,9 @@ void DeliveryWorker::begin(std::function<void()> done, bool afresh) {
     waiters_.push_back(std::move(done));
     wanted_ = true;
     afreshWanted_ = afreshWanted_ || afresh;
-    if (std::exchange(working_, true)) return;
+    if (std::exchange(working_, true)) {
+      return;
+    }
   }
   setting_.executor.run([this] { work(); });
 }
@@ -83,7 +85,9 @@ std::optional<DateTime> DeliveryWorker::nextAttempt() const {
 void DeliveryWorker::work() {
   std::vector<std::function<void()>> waiters;
   while (nextTask(waiters)) {
-    if (std::exchange(afresh_, false)) startAfresh();
+    if (std::exchange(afresh_, false)) {
+      startAfresh();
+    }
     deliverWaiting();
     publish();
     postDone(std::exchange(waiters, {}));
@@ -103,14 +107,16 @@ bool DeliveryWorker::nextTask(std::vector<std::function<void()>>& waiters) {
   return false;
 }
 
-/// Also reads the folder anew: the user may just have put something back.
+// Also reads the folder anew: the user may just have put something back.
 void DeliveryWorker::startAfresh() {
   retries_.clear();
   pause_ = {};
   refusalsInRow_ = 0;
   held_.clear();
   listed_ = kNoDate;
-  for (const std::string& address : limit_.stopped()) say("Mail may leave again for " + address);
+  for (const std::string& address : limit_.stopped()) {
+    say("Mail may leave again for " + address);
+  }
   limit_.lift();
 }
 
@@ -125,7 +131,9 @@ void DeliveryWorker::deliverWaiting() {
   std::vector<WaitingMessage> left;
   for (WaitingMessage& message : known_) {
     const bool tried = !seriesEnded_ && !stop_.stop_requested();
-    if (!tried || deliverOne(message) == Fate::kKept) left.push_back(std::move(message));
+    if (!tried || deliverOne(message) == Fate::kKept) {
+      left.push_back(std::move(message));
+    }
   }
   known_ = std::move(left);
   if (auto finished = setting_.outbox.finishDeliveries(); !finished) {
@@ -146,26 +154,38 @@ void DeliveryWorker::collect() {
   if (!listed) {
     say("The outbox cannot be read: " + listed.error().text);
     // The arrivals are known all the same, and the listing is tried again.
-    if (arrivals) std::move(arrivals->begin(), arrivals->end(), std::back_inserter(known_));
+    if (arrivals) {
+      std::move(arrivals->begin(), arrivals->end(), std::back_inserter(known_));
+    }
     listingFailed_ = true;
     return;
   }
   known_ = std::move(*listed);
   listed_ = now;
   std::unordered_set<std::string> names;
-  for (const WaitingMessage& message : known_) names.insert(message.name);
+  for (const WaitingMessage& message : known_) {
+    names.insert(message.name);
+  }
   std::erase_if(retries_, [&](const auto& item) { return !names.contains(item.first); });
   std::erase_if(held_, [&](const std::string& name) { return !names.contains(name); });
 }
 
 DeliveryWorker::Fate DeliveryWorker::deliverOne(const WaitingMessage& message) {
   const auto retry = retries_.find(message.name);
-  if (retry != retries_.end() && !isDue(retry->second)) return Fate::kKept;
-  if (held_.contains(message.name)) return Fate::kKept;
+  if (retry != retries_.end() && !isDue(retry->second)) {
+    return Fate::kKept;
+  }
+  if (held_.contains(message.name)) {
+    return Fate::kKept;
+  }
   const auto claim = setting_.outbox.claim(message.name);
-  if (!claim) return Fate::kGone;  // another delivery has it, or had it
+  if (!claim) {
+    return Fate::kGone;  // another delivery has it, or had it
+  }
   auto bytes = readFile(setting_.files, setting_.outbox.pathOf(*claim), kMessageLimit + 1);
-  if (bytes) return handOver(*claim, message, std::move(*bytes));
+  if (bytes) {
+    return handOver(*claim, message, std::move(*bytes));
+  }
   if (bytes.error().code == ENOENT) {
     retries_.erase(message.name);
     return Fate::kGone;
@@ -180,8 +200,12 @@ DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
     return refused(claim, message, title, "The message is too large");
   }
   const auto outgoing = prepareMessage(std::move(bytes));
-  if (!outgoing) return refused(claim, message, title, outgoing.error().text);
-  if (mustWait(message, *outgoing)) return Fate::kKept;
+  if (!outgoing) {
+    return refused(claim, message, title, outgoing.error().text);
+  }
+  if (mustWait(message, *outgoing)) {
+    return Fate::kKept;
+  }
   const Outcome outcome = setting_.transport->deliver(*outgoing, stop_.get_token());
   if (outcome.kind == Outcome::Kind::kDelivered) {
     // That it left is noted first: the count may get lost, the note may not.
@@ -189,18 +213,26 @@ DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
     limit_.count(outgoing->envelope.recipients);
     return fate;
   }
-  if (outcome.kind == Outcome::Kind::kCancelled) return Fate::kKept;
+  if (outcome.kind == Outcome::Kind::kCancelled) {
+    return Fate::kKept;
+  }
   if (outcome.kind == Outcome::Kind::kPermanent) {
     return refused(claim, message, title, outcome.words);
   }
-  if (setting_.clock.now() - message.modified < kGiveUpAfter) return kept(message, title, outcome);
+  if (setting_.clock.now() - message.modified < kGiveUpAfter) {
+    return kept(message, title, outcome);
+  }
   return refused(claim, message, title, outcome.words + "\nGiven up after five days.");
 }
 
 bool DeliveryWorker::mustWait(const WaitingMessage& message, const OutgoingMessage& outgoing) {
   const HourlyLimit::Verdict verdict = limit_.ask(outgoing.envelope.recipients);
-  for (const std::string& address : verdict.stoppedNow) tellStopped(address);
-  if (verdict.waitsFor.empty()) return false;
+  for (const std::string& address : verdict.stoppedNow) {
+    tellStopped(address);
+  }
+  if (verdict.waitsFor.empty()) {
+    return false;
+  }
   held_.insert(message.name);
   say("Waits because " + verdict.waitsFor + " is stopped: \"" + outgoing.subject + "\"");
   return true;
@@ -270,7 +302,7 @@ DeliveryWorker::Fate DeliveryWorker::kept(const WaitingMessage& message, const s
   return Fate::kKept;
 }
 
-/// A clock that was set back must not make a wait longer.
+// A clock that was set back must not make a wait longer.
 bool DeliveryWorker::isDue(const Retry& retry) const {
   const DateTime now = setting_.clock.now();
   return retry.wait.count() == 0 || now >= retry.due() || now < retry.refused;
@@ -284,10 +316,16 @@ void DeliveryWorker::postpone(Retry& retry) const {
 void DeliveryWorker::publish() {
   std::optional<DateTime> next;
   for (const auto& [name, retry] : retries_) {
-    if (!next || retry.due() < *next) next = retry.due();
+    if (!next || retry.due() < *next) {
+      next = retry.due();
+    }
   }
-  if (next && pause_.wait.count() > 0) next = std::max(*next, pause_.due());
-  if (!next && listingFailed_) next = setting_.clock.now() + kListAgain;
+  if (next && pause_.wait.count() > 0) {
+    next = std::max(*next, pause_.due());
+  }
+  if (!next && listingFailed_) {
+    next = setting_.clock.now() + kListAgain;
+  }
   const std::lock_guard lock(mutex_);
   nextAttempt_ = next;
   counts_.kept = retries_.size();
@@ -298,15 +336,21 @@ void DeliveryWorker::say(StoreNotice notice) {
   notice.time = setting_.clock.now();
   setting_.events.post([to = std::weak_ptr(callBacks_), notice = std::move(notice)] {
     const auto callBacks = to.lock();
-    if (callBacks && callBacks->notice) callBacks->notice(notice);
+    if (callBacks && callBacks->notice) {
+      callBacks->notice(notice);
+    }
   });
 }
 
 void DeliveryWorker::postDone(std::vector<std::function<void()>> waiters) {
   for (auto& done : waiters) {
-    if (!done) continue;
+    if (!done) {
+      continue;
+    }
     setting_.events.post([to = std::weak_ptr(callBacks_), done = std::move(done)] {
-      if (to.lock()) done();
+      if (to.lock()) {
+        done();
+      }
     });
   }
 }

@@ -11,13 +11,17 @@ ThreadExecutor::~ThreadExecutor() {
     ending_ = true;
     wake_.notify_all();
   }
-  if (thread_.joinable()) thread_.join();
+  if (thread_.joinable()) {
+    thread_.join();
+  }
 }
 
 void ThreadExecutor::run(std::function<void()> job) {
   const std::lock_guard lock(mutex_);
   jobs_.push_back(std::move(job));
-  if (!thread_.joinable()) thread_ = std::thread([this] { work(); });
+  if (!thread_.joinable()) {
+    thread_ = std::thread([this] { work(); });
+  }
   wake_.notify_all();
 }
 
@@ -25,7 +29,9 @@ void ThreadExecutor::work() {
   std::unique_lock lock(mutex_);
   for (;;) {
     wake_.wait(lock, [this] { return ending_ || !jobs_.empty(); });
-    if (jobs_.empty()) return;
+    if (jobs_.empty()) {
+      return;
+    }
     auto job = std::move(jobs_.front());
     jobs_.pop_front();
     lock.unlock();

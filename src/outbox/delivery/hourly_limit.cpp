@@ -12,7 +12,7 @@ namespace relaybird {
 namespace {
 
 constexpr std::int64_t kHour = 60;  // minutes
-/// Far more than is ever kept; what follows is somebody else's file.
+// Far more than is ever kept; what follows is somebody else's file.
 constexpr std::size_t kFileLimit = std::size_t{16} << 20;
 constexpr std::size_t kLinesBeforeRewrite = 4096;
 
@@ -23,13 +23,17 @@ constexpr std::string_view kLifted = "lifted";
 
 std::string keyOf(const std::string& address) {
   const std::size_t at = address.rfind('@');
-  if (at == std::string::npos) return address;
+  if (at == std::string::npos) {
+    return address;
+  }
   return address.substr(0, at) + asciiLower(address.substr(at));
 }
 
 std::set<std::string> keysOf(const std::vector<std::string>& recipients) {
   std::set<std::string> keys;
-  for (const std::string& recipient : recipients) keys.insert(keyOf(recipient));
+  for (const std::string& recipient : recipients) {
+    keys.insert(keyOf(recipient));
+  }
   return keys;
 }
 
@@ -59,12 +63,16 @@ HourlyLimit::Verdict HourlyLimit::ask(const std::vector<std::string>& recipients
   Verdict verdict;
   for (const std::string& address : keysOf(recipients)) {
     if (!stopped_.contains(address)) {
-      if (lastHour(address) < most_) continue;
+      if (lastHour(address) < most_) {
+        continue;
+      }
       stopped_.insert(address);
       verdict.stoppedNow.push_back(address);
       note({kStopped, address}, true);
     }
-    if (verdict.waitsFor.empty()) verdict.waitsFor = address;
+    if (verdict.waitsFor.empty()) {
+      verdict.waitsFor = address;
+    }
   }
   return verdict;
 }
@@ -78,8 +86,12 @@ void HourlyLimit::count(const std::vector<std::string>& recipients) {
 }
 
 void HourlyLimit::lift() {
-  if (stopped_.empty()) return;
-  for (const std::string& address : std::exchange(stopped_, {})) left_.erase(address);
+  if (stopped_.empty()) {
+    return;
+  }
+  for (const std::string& address : std::exchange(stopped_, {})) {
+    left_.erase(address);
+  }
   note({kLifted}, true);
 }
 
@@ -87,8 +99,8 @@ std::int64_t HourlyLimit::thisMinute() const {
   return std::chrono::floor<std::chrono::minutes>(clock_.now()).time_since_epoch().count();
 }
 
-/// What a clock that has been set back since says of the time to come counts as of now: it must not
-/// count for longer than an hour, nor be forgotten at once.
+// What a clock that has been set back since says of the time to come counts as of now: it must not
+// count for longer than an hour, nor be forgotten at once.
 void HourlyLimit::forgetOld() {
   const std::int64_t now = thisMinute();
   for (auto& [address, minutes] : left_) {
@@ -97,16 +109,22 @@ void HourlyLimit::forgetOld() {
     for (auto late = minutes.upper_bound(now); late != minutes.end(); late = minutes.erase(late)) {
       ahead += late->second;
     }
-    if (ahead > 0) minutes[now] += ahead;
+    if (ahead > 0) {
+      minutes[now] += ahead;
+    }
   }
   std::erase_if(left_, [](const auto& each) { return each.second.empty(); });
 }
 
 std::size_t HourlyLimit::lastHour(const std::string& address) const {
   const auto found = left_.find(address);
-  if (found == left_.end()) return 0;
+  if (found == left_.end()) {
+    return 0;
+  }
   std::size_t sum = 0;
-  for (const auto& [minute, count] : found->second) sum += count;
+  for (const auto& [minute, count] : found->second) {
+    sum += count;
+  }
   return sum;
 }
 
@@ -141,7 +159,9 @@ void HourlyLimit::apply(std::string_view line) {
   if (kind == kStopped && fields->size() == 2) {
     stopped_.insert((*fields)[1]);
   } else if (kind == kLifted) {
-    for (const std::string& address : std::exchange(stopped_, {})) left_.erase(address);
+    for (const std::string& address : std::exchange(stopped_, {})) {
+      left_.erase(address);
+    }
   } else if (kind == kLeft && fields->size() == 4) {
     std::int64_t minute = 0;
     std::size_t count = 0;
@@ -158,11 +178,17 @@ void HourlyLimit::note(const std::vector<std::string_view>& fields, bool sync) {
   }
   if (!file_) {
     auto opened = files_.append(path_);
-    if (opened) file_ = std::move(*opened);
+    if (opened) {
+      file_ = std::move(*opened);
+    }
   }
   intact_ = file_ && file_->write(encodeJournalLine(fields));
-  if (intact_ && sync) intact_ = static_cast<bool>(file_->sync());
-  if (!intact_) file_.reset();
+  if (intact_ && sync) {
+    intact_ = static_cast<bool>(file_->sync());
+  }
+  if (!intact_) {
+    file_.reset();
+  }
   ++lines_;
 }
 
@@ -171,7 +197,9 @@ void HourlyLimit::rewrite() {
   file_.reset();
   std::string text;
   lines_ = 0;
-  for (const std::string& address : stopped_) text += encodeJournalLine({kStopped, address});
+  for (const std::string& address : stopped_) {
+    text += encodeJournalLine({kStopped, address});
+  }
   for (const auto& [address, minutes] : left_) {
     for (const auto& [minute, count] : minutes) {
       text += leftLine(address, minute, count);

@@ -14,7 +14,9 @@ constexpr std::size_t kLongest = 300;
 constexpr std::string_view kEllipsis = "...";
 
 bool divides(const Utf8Character& character) {
-  if (character.length == 0) return false;
+  if (character.length == 0) {
+    return false;
+  }
   const CharacterKind kind = kindOf(character.code);
   return kind == CharacterKind::kBlank || kind == CharacterKind::kLineBreak ||
          (character.code >= '\t' && character.code <= '\r');
@@ -33,12 +35,18 @@ std::string oneLine(std::string_view text) {
       divided = !line.empty();
       continue;
     }
-    if (divided) line += ' ';
+    if (divided) {
+      line += ' ';
+    }
     divided = false;
     takeWithCode(text, line);
-    if (line.size() + kEllipsis.size() <= kLongest) fits = line.size();
+    if (line.size() + kEllipsis.size() <= kLongest) {
+      fits = line.size();
+    }
   }
-  if (line.size() > kLongest) line.replace(fits, line.npos, kEllipsis);
+  if (line.size() > kLongest) {
+    line.replace(fits, line.npos, kEllipsis);
+  }
   return line;
 }
 

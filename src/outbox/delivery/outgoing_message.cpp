@@ -16,7 +16,7 @@ namespace {
 
 struct Field {
   std::string_view name;
-  std::string_view value;  ///< raw, folds and closing line end included
+  std::string_view value;  // raw, folds and closing line end included
   std::string_view whole;
 };
 
@@ -38,13 +38,15 @@ bool isEmptyLine(std::string_view line) {
   return line == "\n" || line == "\r\n";
 }
 
-/// Calls `use` for each field of the header section and returns where the section's empty line
-/// begins, or the end of the message. A line that is no field has an empty name.
+// Calls `use` for each field of the header section and returns where the section's empty line
+// begins, or the end of the message. A line that is no field has an empty name.
 std::size_t eachField(std::string_view message, const std::function<void(const Field&)>& use) {
   std::size_t begin = 0;
   while (begin < message.size()) {
     std::size_t end = lineEnd(message, begin);
-    if (isEmptyLine(message.substr(begin, end - begin))) break;
+    if (isEmptyLine(message.substr(begin, end - begin))) {
+      break;
+    }
     while (end < message.size() && (message[end] == ' ' || message[end] == '\t')) {
       end = lineEnd(message, end);
     }
@@ -62,12 +64,14 @@ std::size_t eachField(std::string_view message, const std::function<void(const F
   return begin;
 }
 
-/// Drops the CR of each CR LF.
+// Drops the CR of each CR LF.
 void endLinesWithLf(std::string& text) {
   std::size_t kept = 0;
   for (std::size_t at = 0; at < text.size(); ++at) {
     const bool lineBreak = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
-    if (!lineBreak) text[kept++] = text[at];
+    if (!lineBreak) {
+      text[kept++] = text[at];
+    }
   }
   text.resize(kept);
 }
@@ -84,10 +88,14 @@ Result<std::vector<std::string>> recipientsOf(const std::vector<std::string>& va
                    "The recipient \"" + oneLine(addresses.error().text) + "\" is no mail address"};
     }
     for (std::string& address : *addresses) {
-      if (known.insert(address).second) recipients.push_back(std::move(address));
+      if (known.insert(address).second) {
+        recipients.push_back(std::move(address));
+      }
     }
   }
-  if (recipients.empty()) return Error{0, "The message names no recipient"};
+  if (recipients.empty()) {
+    return Error{0, "The message names no recipient"};
+  }
   return recipients;
 }
 
@@ -101,9 +109,15 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
   std::vector<std::string> to;
   const std::size_t body = eachField(file, [&](const Field& field) {
     const bool bcc = isNamed(field, "Bcc");
-    if (isNamed(field, "From")) from = field.value;
-    if (bcc || isNamed(field, "To")) to.emplace_back(field.value);
-    if (!bcc) head += field.whole;
+    if (isNamed(field, "From")) {
+      from = field.value;
+    }
+    if (bcc || isNamed(field, "To")) {
+      to.emplace_back(field.value);
+    }
+    if (!bcc) {
+      head += field.whole;
+    }
   });
   file.replace(0, body, head);
   endLinesWithLf(file);
@@ -114,7 +128,9 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
   }
   message.envelope.sender = senders->front();
   auto recipients = recipientsOf(to);
-  if (!recipients) return recipients.error();
+  if (!recipients) {
+    return recipients.error();
+  }
   message.envelope.recipients = std::move(*recipients);
   return message;
 }
@@ -122,7 +138,9 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
 std::string messageSubject(std::string_view file) {
   std::string_view raw;
   eachField(file, [&](const Field& field) {
-    if (raw.empty() && isNamed(field, "Subject")) raw = field.value;
+    if (raw.empty() && isNamed(field, "Subject")) {
+      raw = field.value;
+    }
   });
   return oneLine(decodeHeaderText(raw));
 }

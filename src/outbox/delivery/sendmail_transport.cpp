@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-/// An exit status of sysexits.h. With `everything`, it speaks of the machine, not of one message.
+// An exit status of sysexits.h. With `everything`, it speaks of the machine, not of one message.
 struct Status {
   int code;
   std::string_view meaning;
@@ -45,25 +45,33 @@ constexpr std::array kStatuses = {
 
 std::string trimmed(std::string_view text) {
   const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == text.npos) return {};
+  if (begin == text.npos) {
+    return {};
+  }
   return std::string(text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1));
 }
 
-/// What the command printed, and behind it how it ended.
+// What the command printed, and behind it how it ended.
 std::string wordsOf(const CommandResult& result, const std::string& ending) {
   const std::string printed = trimmed(result.output);
   return printed.empty() ? ending : printed + " (" + ending + ")";
 }
 
 Outcome outcomeOfStatus(const CommandResult& result, const std::string& program) {
-  if (result.code == 0) return {};
+  if (result.code == 0) {
+    return {};
+  }
   Outcome outcome;
   outcome.kind = Outcome::Kind::kTemporary;
   std::string ending = program + " ended with status " + std::to_string(result.code);
   for (const Status& status : kStatuses) {
-    if (status.code != result.code) continue;
+    if (status.code != result.code) {
+      continue;
+    }
     ending += std::string(": ") + std::string(status.meaning);
-    if (status.permanent) outcome.kind = Outcome::Kind::kPermanent;
+    if (status.permanent) {
+      outcome.kind = Outcome::Kind::kPermanent;
+    }
     outcome.everything = status.everything;
   }
   outcome.words = wordsOf(result, ending);
@@ -73,7 +81,9 @@ Outcome outcomeOfStatus(const CommandResult& result, const std::string& program)
 Outcome outcomeOfStartFailure(const CommandResult& result, const std::string& program) {
   const std::string words =
       program + " cannot be started: " + std::generic_category().message(result.code);
-  if (result.code == E2BIG) return {Outcome::Kind::kPermanent, words, false};
+  if (result.code == E2BIG) {
+    return {Outcome::Kind::kPermanent, words, false};
+  }
   return {Outcome::Kind::kTemporary, words, true};
 }
 
@@ -86,7 +96,9 @@ Result<std::vector<std::string>> splitCommand(std::string_view command) {
     parts.emplace_back(command.substr(begin, end - begin));
     begin = command.find_first_not_of(kBlanks, end);
   }
-  if (parts.empty()) return Error{0, "The delivery command is empty"};
+  if (parts.empty()) {
+    return Error{0, "The delivery command is empty"};
+  }
   if (parts[0][0] != '/' || command.find('\0') != command.npos) {
     return Error{0,
                  "The delivery command must begin with a full path, such as "

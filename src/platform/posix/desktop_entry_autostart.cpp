@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kLargestEntry = 65536;
 
-/// A value of string type.
+// A value of string type.
 std::string desktopEntryString(const std::string& text) {
   std::string escaped;
   for (const char c : text) {
@@ -53,7 +53,7 @@ std::string trimmed(const std::string& text) {
 
 using Keys = std::map<std::string, std::string>;
 
-/// What stands in the group that every desktop entry has, escapes and all.
+// What stands in the group that every desktop entry has, escapes and all.
 Keys keysOf(const std::string& entry) {
   Keys keys;
   std::istringstream lines(entry);
@@ -70,13 +70,13 @@ Keys keysOf(const std::string& entry) {
   return keys;
 }
 
-/// Desktops that let the user switch an entry off do so by one of these keys, and leave it there.
+// Desktops that let the user switch an entry off do so by one of these keys, and leave it there.
 bool switchedOff(Keys& keys) {
   return asciiLower(keys["Hidden"]) == "true" ||
          asciiLower(keys["X-GNOME-Autostart-enabled"]) == "false";
 }
 
-/// What a value of string type stands for.
+// What a value of string type stands for.
 std::string stringOf(const std::string& value) {
   const std::map<char, char> escapes{
       {'s', ' '}, {'n', '\n'}, {'t', '\t'}, {'r', '\r'}, {'\\', '\\'}};
@@ -90,7 +90,7 @@ std::string stringOf(const std::string& value) {
   return text;
 }
 
-/// The program of a command line in the manner of the Exec key.
+// The program of a command line in the manner of the Exec key.
 std::string programOf(const std::string& line) {
   const bool quoted = line.starts_with('"');
   const std::string ends = quoted ? "\"" : " \t";
@@ -106,12 +106,12 @@ std::string programOf(const std::string& line) {
   return program;
 }
 
-/// A name without a folder is looked for by the desktop, along a path that may not be ours.
+// A name without a folder is looked for by the desktop, along a path that may not be ours.
 bool mayBeThere(FileSystem& files, const std::string& program) {
   return !program.starts_with('/') || FileExists(files, program);
 }
 
-/// Whether the desktop has something to start, be it this program or another copy of it.
+// Whether the desktop has something to start, be it this program or another copy of it.
 bool startsAProgram(FileSystem& files, Keys& keys) {
   const std::string program = programOf(stringOf(keys["Exec"]));
   return !program.empty() && mayBeThere(files, program) &&

@@ -28,9 +28,9 @@ struct TimerState {
   std::function<void()> tick;
   bool enabled = false;
   milliseconds due{0};
-  std::uint64_t turn = 0;  ///< when it was enabled, against others: settles who of two is first
+  std::uint64_t turn = 0;  // when it was enabled, against others: settles who of two is first
 
-  /// An interval of nothing never ticks: it would leave time for nothing else.
+  // An interval of nothing never ticks: it would leave time for nothing else.
   bool running() const { return enabled && interval.count() > 0; }
 };
 
@@ -45,7 +45,9 @@ struct WatchState {
 struct MainLoop::State {
   explicit State(MainLoopSystem with)
       : system(std::move(with)), wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-    if (!wake) throw std::system_error(errno, std::system_category(), "eventfd");
+    if (!wake) {
+      throw std::system_error(errno, std::system_category(), "eventfd");
+    }
   }
 
   void wakeUp() {
@@ -67,20 +69,22 @@ struct MainLoop::State {
   MainLoopSystem system;
   Descriptor wake;
   std::mutex mutex;
-  std::deque<std::function<void()>> posted;  ///< guarded by the mutex
+  std::deque<std::function<void()>> posted;  // guarded by the mutex
   std::list<std::shared_ptr<TimerState>> timers;
   std::list<std::shared_ptr<WatchState>> watches;
   std::uint64_t nextTurn = 0;
-  int depth = 0;  ///< how many run() and runUntil() are inside one another
+  int depth = 0;  // how many run() and runUntil() are inside one another
   std::atomic<bool> quitting{false};
 };
 
-/// Runs the oldest posted event; false where there is none.
+// Runs the oldest posted event; false where there is none.
 bool MainLoop::State::runPosted() {
   std::function<void()> event;
   {
     const std::lock_guard lock(mutex);
-    if (posted.empty()) return false;
+    if (posted.empty()) {
+      return false;
+    }
     event = std::move(posted.front());
     posted.pop_front();
   }
@@ -91,7 +95,9 @@ bool MainLoop::State::runPosted() {
 std::shared_ptr<TimerState> MainLoop::State::firstDue(milliseconds now) const {
   std::shared_ptr<TimerState> first;
   for (const auto& timer : timers) {
-    if (!timer->running() || timer->due > now) continue;
+    if (!timer->running() || timer->due > now) {
+      continue;
+    }
     if (!first || std::pair(timer->due, timer->turn) < std::pair(first->due, first->turn)) {
       first = timer;
     }
@@ -99,10 +105,12 @@ std::shared_ptr<TimerState> MainLoop::State::firstDue(milliseconds now) const {
   return first;
 }
 
-/// Runs the tick that has been due longest; false where none is.
+// Runs the tick that has been due longest; false where none is.
 bool MainLoop::State::runTimer(milliseconds now) {
   const auto timer = firstDue(now);
-  if (!timer) return false;
+  if (!timer) {
+    return false;
+  }
   const auto late = (system.steadyTime() - timer->due) / timer->interval;
   timer->due += timer->interval * (late + 1);
   timer->tick();
@@ -110,12 +118,18 @@ bool MainLoop::State::runTimer(milliseconds now) {
 }
 
 int MainLoop::State::pollTimeout(bool mayWait) {
-  if (!mayWait || quitting || waiting() > 0) return 0;
+  if (!mayWait || quitting || waiting() > 0) {
+    return 0;
+  }
   auto next = milliseconds::max();
   for (const auto& timer : timers) {
-    if (timer->running()) next = std::min(next, timer->due);
+    if (timer->running()) {
+      next = std::min(next, timer->due);
+    }
   }
-  if (next == milliseconds::max()) return -1;
+  if (next == milliseconds::max()) {
+    return -1;
+  }
   const auto left = (next - system.steadyTime()).count();
   return static_cast<int>(std::clamp<std::int64_t>(left, 0, std::numeric_limits<int>::max()));
 }
@@ -123,8 +137,12 @@ int MainLoop::State::pollTimeout(bool mayWait) {
 std::vector<std::shared_ptr<WatchState>> MainLoop::State::readyWatches(int timeout) {
   std::vector<pollfd> descriptors{{wake.get(), POLLIN, 0}};
   const std::vector<std::shared_ptr<WatchState>> polled(watches.begin(), watches.end());
-  for (const auto& watch : polled) descriptors.push_back({watch->descriptor, POLLIN, 0});
-  if (system.poll(descriptors.data(), descriptors.size(), timeout) <= 0) return {};
+  for (const auto& watch : polled) {
+    descriptors.push_back({watch->descriptor, POLLIN, 0});
+  }
+  if (system.poll(descriptors.data(), descriptors.size(), timeout) <= 0) {
+    return {};
+  }
   if (descriptors.front().revents != 0) {
     std::uint64_t count = 0;
     [[maybe_unused]] const auto got = ::read(wake.get(), &count, sizeof count);
@@ -132,28 +150,40 @@ std::vector<std::shared_ptr<WatchState>> MainLoop::State::readyWatches(int timeo
   std::vector<std::shared_ptr<WatchState>> ready;
   for (std::size_t i = 0; i < polled.size(); ++i) {
     const short events = descriptors[i + 1].revents;
-    if (events == 0) continue;
+    if (events == 0) {
+      continue;
+    }
     ready.push_back(polled[i]);
     // A descriptor that its owner has closed would keep the loop awake for good: told once.
-    if ((events & POLLNVAL) != 0) watches.remove(polled[i]);
+    if ((events & POLLNVAL) != 0) {
+      watches.remove(polled[i]);
+    }
   }
   return ready;
 }
 
-/// Everything gets its turn once: the events that wait now, due timers, descriptors. What an event
-/// adds waits for the next round, so that nobody keeps the others out.
+// Everything gets its turn once: the events that wait now, due timers, descriptors. What an event
+// adds waits for the next round, so that nobody keeps the others out.
 void MainLoop::State::runRound(bool mayWait, const std::function<bool()>& enough) {
   for (std::size_t left = waiting(); left > 0 && runPosted(); --left) {
-    if (enough()) return;
+    if (enough()) {
+      return;
+    }
   }
   const milliseconds now = system.steadyTime();
   while (runTimer(now)) {
-    if (enough()) return;
+    if (enough()) {
+      return;
+    }
   }
   for (const auto& watch : readyWatches(pollTimeout(mayWait))) {
-    if (!watch->active) continue;
+    if (!watch->active) {
+      continue;
+    }
     watch->onReadable();
-    if (enough()) return;
+    if (enough()) {
+      return;
+    }
   }
 }
 
@@ -165,7 +195,9 @@ class LoopTimer : public Timer {
       : loop_(loop), state_(std::move(state)) {}
   ~LoopTimer() override {
     state_->enabled = false;
-    if (const auto loop = loop_.lock()) loop->timers.remove(state_);
+    if (const auto loop = loop_.lock()) {
+      loop->timers.remove(state_);
+    }
   }
 
   void setInterval(milliseconds interval) override {
@@ -173,7 +205,9 @@ class LoopTimer : public Timer {
     restart();
   }
   void setEnabled(bool enabled) override {
-    if (enabled == state_->enabled) return;
+    if (enabled == state_->enabled) {
+      return;
+    }
     state_->enabled = enabled;
     restart();
   }
@@ -182,7 +216,9 @@ class LoopTimer : public Timer {
  private:
   void restart() {
     const auto loop = loop_.lock();
-    if (!loop) return;
+    if (!loop) {
+      return;
+    }
     state_->due = loop->system.steadyTime() + state_->interval;
     state_->turn = loop->nextTurn++;
   }
@@ -197,7 +233,9 @@ class DescriptorWatch : public MainLoop::Watch {
       : loop_(loop), state_(std::move(state)) {}
   ~DescriptorWatch() override {
     state_->active = false;
-    if (const auto loop = loop_.lock()) loop->watches.remove(state_);
+    if (const auto loop = loop_.lock()) {
+      loop->watches.remove(state_);
+    }
   }
 
  private:
@@ -212,7 +250,9 @@ class SignalWatch : public MainLoop::Watch {
       : signals_(signals),
         watch_(loop.watchReadable(signals_.descriptor(), [this, onSignal = std::move(onSignal)] {
           // The callback may end this watch, so nothing of it is touched afterwards.
-          if (const int signal = signals_.take()) onSignal(signal);
+          if (const int signal = signals_.take()) {
+            onSignal(signal);
+          }
         })) {}
 
  private:
@@ -220,12 +260,14 @@ class SignalWatch : public MainLoop::Watch {
   std::unique_ptr<MainLoop::Watch> watch_;
 };
 
-/// Counts one more loop inside, also when an event throws.
+// Counts one more loop inside, also when an event throws.
 class Depth {
  public:
   explicit Depth(MainLoop::State& state) : state_(state) { ++state_.depth; }
   ~Depth() {
-    if (--state_.depth == 0) state_.quitting = false;
+    if (--state_.depth == 0) {
+      state_.quitting = false;
+    }
   }
   Depth(const Depth&) = delete;
   Depth& operator=(const Depth&) = delete;
@@ -263,7 +305,9 @@ void MainLoop::post(std::function<void()> event) {
     state_->posted.push_back(std::move(event));
   }
   // The loop looks at the queue before it sleeps: only the first event can find it asleep.
-  if (first) state_->wakeUp();
+  if (first) {
+    state_->wakeUp();
+  }
 }
 
 std::unique_ptr<Timer> MainLoop::makeTimer(milliseconds interval, std::function<void()> tick) {

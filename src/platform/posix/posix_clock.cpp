@@ -17,7 +17,7 @@ constexpr std::string_view kReplacement = "?";
 // Enough for the longest date and time of any locale many times over.
 constexpr std::size_t kTextSpace = 512;
 
-/// ASCII stays, the rest becomes "?": for encodings that the system cannot convert.
+// ASCII stays, the rest becomes "?": for encodings that the system cannot convert.
 std::string asciiOnly(std::string_view text) {
   std::string result;
   for (const char c : text) {
@@ -30,7 +30,7 @@ std::string asciiOnly(std::string_view text) {
   return result;
 }
 
-/// `category`: LC_TIME_MASK or its like.
+// `category`: LC_TIME_MASK or its like.
 locale_t userLocale(int category) {
   const int categories = category | LC_CTYPE_MASK;
   const locale_t users = ::newlocale(categories, "", nullptr);
@@ -41,7 +41,9 @@ locale_t userLocale(int category) {
 struct UserLocale {
   explicit UserLocale(int category) : handle(userLocale(category)) {}
   ~UserLocale() {
-    if (handle) ::freelocale(handle);
+    if (handle) {
+      ::freelocale(handle);
+    }
   }
   UserLocale(const UserLocale&) = delete;
   UserLocale& operator=(const UserLocale&) = delete;
@@ -53,7 +55,9 @@ struct UserLocale {
 
 std::string utf8FromEncoding(std::string_view text, const char* encoding) {
   const iconv_t converter = ::iconv_open("UTF-8", encoding);
-  if (converter == reinterpret_cast<iconv_t>(-1)) return asciiOnly(text);
+  if (converter == reinterpret_cast<iconv_t>(-1)) {
+    return asciiOnly(text);
+  }
   std::string bytes(text);
   char* from = bytes.data();
   std::size_t left = bytes.size();
@@ -65,7 +69,9 @@ std::string utf8FromEncoding(std::string_view text, const char* encoding) {
     const std::size_t converted = ::iconv(converter, &from, &left, &to, &space);
     const int code = errno;
     result.append(part.data(), part.size() - space);
-    if (converted != static_cast<std::size_t>(-1) || code == E2BIG) continue;
+    if (converted != static_cast<std::size_t>(-1) || code == E2BIG) {
+      continue;
+    }
     result += kReplacement;
     ++from;
     --left;
@@ -76,7 +82,9 @@ std::string utf8FromEncoding(std::string_view text, const char* encoding) {
 
 std::string userDecimalSeparator() {
   const UserLocale locale(LC_NUMERIC_MASK);
-  if (!locale.handle) return ".";
+  if (!locale.handle) {
+    return ".";
+  }
   return utf8FromEncoding(::nl_langinfo_l(RADIXCHAR, locale.handle),
                           ::nl_langinfo_l(CODESET, locale.handle));
 }
@@ -97,7 +105,9 @@ std::string PosixClock::toText(DateTime moment) const {
   const std::time_t time = static_cast<std::time_t>(seconds);
   std::tm parts{};
   ::tzset();  // a traveller's zone may have changed since the last call
-  if (!::localtime_r(&time, &parts)) return {};
+  if (!::localtime_r(&time, &parts)) {
+    return {};
+  }
   std::array<char, kTextSpace> text{};
   const char* const format = "%x %X";
   const std::size_t size =

@@ -22,12 +22,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// The end of a command shows in the end of its output, unless it closed that early or left it to a
-/// process in the background: then looking now and then has to do.
+// The end of a command shows in the end of its output, unless it closed that early or left it to a
+// process in the background: then looking now and then has to do.
 constexpr milliseconds kFirstLook{2};
 constexpr milliseconds kLookAgain{100};
 
-/// What a new process begins with.
+// What a new process begins with.
 class SpawnPlan {
  public:
   SpawnPlan(int input, int output) {
@@ -60,7 +60,7 @@ class SpawnPlan {
   SpawnPlan(const SpawnPlan&) = delete;
   SpawnPlan& operator=(const SpawnPlan&) = delete;
 
-  /// 0, or an error number.
+  // 0, or an error number.
   int start(const std::vector<std::string>& arguments, pid_t& process) const {
     std::vector<char*> pointers;
     pointers.reserve(arguments.size() + 1);
@@ -76,7 +76,7 @@ class SpawnPlan {
   posix_spawnattr_t attributes_;
 };
 
-/// A command while it runs.
+// A command while it runs.
 class Run {
  public:
   Run(pid_t process, FileDescriptor input, FileDescriptor output, std::size_t inputSize)
@@ -85,22 +85,26 @@ class Run {
         output_(std::move(output)),
         inputSize_(inputSize) {}
 
-  /// The command and this program share the file's position. One that opens its input anew, as
-  /// /dev/stdin, counts as one that has read nothing.
+  // The command and this program share the file's position. One that opens its input anew, as
+  // /dev/stdin, counts as one that has read nothing.
   bool hasAllInput() const {
     return lseek(input_.get(), 0, SEEK_CUR) >= static_cast<off_t>(inputSize_);
   }
   bool ended() const { return status_.has_value(); }
 
-  /// Reads what the command prints, at most until `wakeUp` is readable (-1 for none) or the time
-  /// has passed; then looks whether the command has ended.
+  // Reads what the command prints, at most until `wakeUp` is readable (-1 for none) or the time
+  // has passed; then looks whether the command has ended.
   void step(milliseconds longest, int wakeUp) {
     const milliseconds look = output_.isOpen() ? kLookAgain : std::exchange(look_, nextLook());
     std::array<pollfd, 2> waits = {pollfd{output_.get(), POLLIN, 0}, {wakeUp, POLLIN, 0}};
     const int timeout = static_cast<int>(std::min(longest, look).count());
-    if (poll(waits.data(), waits.size(), timeout) > 0 && waits[0].revents != 0) listen();
+    if (poll(waits.data(), waits.size(), timeout) > 0 && waits[0].revents != 0) {
+      listen();
+    }
     reap(WNOHANG);
-    if (ended()) listen();
+    if (ended()) {
+      listen();
+    }
   }
 
   void end() {
@@ -125,8 +129,12 @@ class Run {
     // Bounded, so that a chatterer in the background cannot hold us here.
     for (int round = 0; round < 64 && output_.isOpen(); ++round) {
       const ssize_t count = read(output_.get(), buffer.data(), buffer.size());
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0 && errno == EAGAIN) return;
+      if (count < 0 && errno == EINTR) {
+        continue;
+      }
+      if (count < 0 && errno == EAGAIN) {
+        return;
+      }
       if (count <= 0) {
         output_.close();
         return;
@@ -142,9 +150,13 @@ class Run {
     do {
       found = waitpid(process_, &status, flags);
     } while (found < 0 && errno == EINTR);
-    if (found == process_) status_ = status;
+    if (found == process_) {
+      status_ = status;
+    }
     // Somebody else took the status: how it ended is not known, and must not count as success.
-    if (found < 0) status_ = SIGKILL;
+    if (found < 0) {
+      status_ = SIGKILL;
+    }
   }
 
   pid_t process_;
@@ -173,15 +185,21 @@ CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
                                       std::string_view input, milliseconds timeLimit,
                                       std::stop_token stop) {
   auto in = makeInput(input);
-  if (!in.isOpen()) return notStarted(errno);
+  if (!in.isOpen()) {
+    return notStarted(errno);
+  }
   auto out = makePipe();
   auto wakeUp = makePipe();
-  if (!out || !wakeUp) return notStarted(EMFILE);
+  if (!out || !wakeUp) {
+    return notStarted(EMFILE);
+  }
   setNonBlocking(out->read);
 
   pid_t process = 0;
   const int failure = SpawnPlan(in.get(), out->write.get()).start(arguments, process);
-  if (failure != 0) return notStarted(failure);
+  if (failure != 0) {
+    return notStarted(failure);
+  }
   out->write.close();
   Run run(process, std::move(in), std::move(out->read), input.size());
 

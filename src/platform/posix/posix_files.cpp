@@ -19,18 +19,30 @@ constexpr int kCareful = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 constexpr int kAppendTries = 100;
 
 FileType typeOf(mode_t mode) {
-  if (S_ISREG(mode)) return FileType::kRegular;
-  if (S_ISDIR(mode)) return FileType::kFolder;
-  if (S_ISLNK(mode)) return FileType::kLink;
+  if (S_ISREG(mode)) {
+    return FileType::kRegular;
+  }
+  if (S_ISDIR(mode)) {
+    return FileType::kFolder;
+  }
+  if (S_ISLNK(mode)) {
+    return FileType::kLink;
+  }
   return FileType::kOther;
 }
 
-/// Refuses what is open but is no regular file.
+// Refuses what is open but is no regular file.
 Result<FileInfo> regularFile(const Descriptor& file, const std::string& what) {
   struct stat status {};
-  if (::fstat(file.get(), &status) != 0) return systemError(what, errno);
-  if (S_ISDIR(status.st_mode)) return systemError(what, EISDIR);
-  if (!S_ISREG(status.st_mode)) return Error{EINVAL, "Cannot " + what + ": not a regular file"};
+  if (::fstat(file.get(), &status) != 0) {
+    return systemError(what, errno);
+  }
+  if (S_ISDIR(status.st_mode)) {
+    return systemError(what, EISDIR);
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return Error{EINVAL, "Cannot " + what + ": not a regular file"};
+  }
   return fileInfo(status);
 }
 
@@ -45,11 +57,19 @@ class PosixInputFile : public InputFile {
     std::size_t done = 0;
     while (done < size) {
       const std::uint64_t at = offset + done;
-      if (at < offset || at > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) break;
+      if (at < offset || at > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) {
+        break;
+      }
       const ssize_t got = ::pread(file_.get(), buffer + done, size - done, static_cast<off_t>(at));
-      if (got < 0 && errno == EINTR) continue;
-      if (got < 0) return systemError("read " + path_, errno);
-      if (got == 0) break;
+      if (got < 0 && errno == EINTR) {
+        continue;
+      }
+      if (got < 0) {
+        return systemError("read " + path_, errno);
+      }
+      if (got == 0) {
+        break;
+      }
       done += static_cast<std::size_t>(got);
     }
     return done;
@@ -69,23 +89,33 @@ class PosixOutputFile : public OutputFile {
   Result<void> write(std::string_view bytes) override {
     while (!bytes.empty()) {
       const ssize_t written = ::write(file_.get(), bytes.data(), bytes.size());
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) return systemError("write " + path_, errno);
+      if (written < 0 && errno == EINTR) {
+        continue;
+      }
+      if (written < 0) {
+        return systemError("write " + path_, errno);
+      }
       // Nothing taken and no reason given would otherwise be tried for ever.
-      if (written == 0) return systemError("write " + path_, EIO);
+      if (written == 0) {
+        return systemError("write " + path_, EIO);
+      }
       bytes.remove_prefix(static_cast<std::size_t>(written));
     }
     return {};
   }
 
   Result<void> sync() override {
-    if (syncAgain(file_.get()) != 0) return systemError("sync " + path_, errno);
+    if (syncAgain(file_.get()) != 0) {
+      return systemError("sync " + path_, errno);
+    }
     return {};
   }
 
   Result<void> close() override {
     // After EINTR the descriptor is gone all the same; closing again could hit another's.
-    if (file_.close() != 0 && errno != EINTR) return systemError("close " + path_, errno);
+    if (file_.close() != 0 && errno != EINTR) {
+      return systemError("close " + path_, errno);
+    }
     return {};
   }
 
@@ -94,7 +124,7 @@ class PosixOutputFile : public OutputFile {
   std::string path_;
 };
 
-/// A file just made, with the mode that an unusual umask may have taken away.
+// A file just made, with the mode that an unusual umask may have taken away.
 Result<std::unique_ptr<OutputFile>> newFile(Descriptor file, const std::string& path) {
   if (::fchmod(file.get(), kOwnerFile) != 0) {
     const int code = errno;
@@ -141,15 +171,21 @@ int syncAgain(int descriptor) {
 Result<std::unique_ptr<InputFile>> openPosixInput(const std::string& path) {
   const std::string what = "open " + path;
   Descriptor file(openAgain(path, O_RDONLY | kCareful));
-  if (!file) return systemError(what, errno);
+  if (!file) {
+    return systemError(what, errno);
+  }
   const auto info = regularFile(file, what);
-  if (!info) return info.error();
+  if (!info) {
+    return info.error();
+  }
   return std::unique_ptr<InputFile>(std::make_unique<PosixInputFile>(std::move(file), *info, path));
 }
 
 Result<std::unique_ptr<OutputFile>> createPosixOutput(const std::string& path) {
   Descriptor file = makeFile(path, 0);
-  if (!file) return systemError("create " + path, errno);
+  if (!file) {
+    return systemError("create " + path, errno);
+  }
   return newFile(std::move(file), path);
 }
 
@@ -159,13 +195,21 @@ Result<std::unique_ptr<OutputFile>> appendPosixOutput(const std::string& path) {
     Descriptor file(openAgain(path, O_WRONLY | O_APPEND | kCareful));
     if (file) {
       const auto info = regularFile(file, what);
-      if (!info) return info.error();
+      if (!info) {
+        return info.error();
+      }
       return std::unique_ptr<OutputFile>(std::make_unique<PosixOutputFile>(std::move(file), path));
     }
-    if (errno != ENOENT) return systemError(what, errno);
+    if (errno != ENOENT) {
+      return systemError(what, errno);
+    }
     file = makeFile(path, O_APPEND);
-    if (file) return newFile(std::move(file), path);
-    if (errno != EEXIST) return systemError(what, errno);
+    if (file) {
+      return newFile(std::move(file), path);
+    }
+    if (errno != EEXIST) {
+      return systemError(what, errno);
+    }
   }
   return systemError(what, EEXIST);
 }

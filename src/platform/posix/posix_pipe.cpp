@@ -11,36 +11,46 @@ namespace relaybird {
 namespace {
 
 FileDescriptor aboveStandardStreams(FileDescriptor descriptor) {
-  if (descriptor.get() > STDERR_FILENO) return descriptor;
+  if (descriptor.get() > STDERR_FILENO) {
+    return descriptor;
+  }
   return FileDescriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-/// MFD_NOEXEC_SEAL, of Linux 6.3; headers of before have no name for it.
+// MFD_NOEXEC_SEAL, of Linux 6.3; headers of before have no name for it.
 constexpr unsigned kNoExecSeal = 0x8;
 
-/// Where vm.memfd_noexec is 2 the kernel refuses a file that may be executed, and an older kernel
-/// the flag that says that this one may not.
+// Where vm.memfd_noexec is 2 the kernel refuses a file that may be executed, and an older kernel
+// the flag that says that this one may not.
 FileDescriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
   constexpr unsigned kFlags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
   int number = create("message", kFlags | kNoExecSeal);
-  if (number < 0 && errno == EINVAL) number = create("message", kFlags);
+  if (number < 0 && errno == EINVAL) {
+    number = create("message", kFlags);
+  }
   return FileDescriptor(number);
 }
 
 }  // namespace
 
 void FileDescriptor::close() {
-  if (number_ >= 0) ::close(number_);
+  if (number_ >= 0) {
+    ::close(number_);
+  }
   number_ = -1;
 }
 
 std::optional<Pipe> makePipe() {
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return std::nullopt;
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    return std::nullopt;
+  }
   Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
   pipe.read = aboveStandardStreams(std::move(pipe.read));
   pipe.write = aboveStandardStreams(std::move(pipe.write));
-  if (!pipe.read.isOpen() || !pipe.write.isOpen()) return std::nullopt;
+  if (!pipe.read.isOpen() || !pipe.write.isOpen()) {
+    return std::nullopt;
+  }
   return pipe;
 }
 
@@ -48,8 +58,12 @@ FileDescriptor makeInput(std::string_view bytes, int (*create)(const char*, unsi
   FileDescriptor file = aboveStandardStreams(makeMemoryFile(create));
   while (file.isOpen() && !bytes.empty()) {
     const ssize_t count = write(file.get(), bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return {};
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count <= 0) {
+      return {};
+    }
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
   constexpr int kSeals = F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK | F_SEAL_SEAL;

@@ -15,17 +15,17 @@
 namespace relaybird {
 namespace {
 
-/// What the new process needs, made before it exists: between fork and exec nothing may allocate,
-/// since another thread may hold the allocator's lock for good.
+// What the new process needs, made before it exists: between fork and exec nothing may allocate,
+// since another thread may hold the allocator's lock for good.
 struct Plan {
   const char* program;
   std::vector<char*> arguments;
-  int null;    ///< the null device
-  int report;  ///< where an error number goes; closed by a program that starts
+  int null;    // the null device
+  int report;  // where an error number goes; closed by a program that starts
 };
 
-/// The same file under a number that is not one of the three standard ones, which the new program
-/// gets others for.
+// The same file under a number that is not one of the three standard ones, which the new program
+// gets others for.
 Descriptor aboveStandard(int descriptor) {
   return Descriptor(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
@@ -49,7 +49,7 @@ std::vector<char*> pointers(const std::string& program, const std::vector<std::s
   ::_exit(1);
 }
 
-/// The signals as a new program expects them, whatever this one blocks or ignores.
+// The signals as a new program expects them, whatever this one blocks or ignores.
 void resetSignals() {
   struct sigaction standard {};
   standard.sa_handler = SIG_DFL;
@@ -63,7 +63,9 @@ void resetSignals() {
 
 [[noreturn]] void become(const Plan& plan) {
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (::dup2(plan.null, standard) < 0) giveUp(plan.report);
+    if (::dup2(plan.null, standard) < 0) {
+      giveUp(plan.report);
+    }
   }
 #ifdef CLOSE_RANGE_CLOEXEC
   // Our own descriptors close by themselves; those of libraries may not.
@@ -74,12 +76,18 @@ void resetSignals() {
   giveUp(plan.report);
 }
 
-/// The process between: its end leaves the program to the system, which waits for its end.
+// The process between: its end leaves the program to the system, which waits for its end.
 [[noreturn]] void startInSession(const Plan& plan) {
-  if (::setsid() < 0) giveUp(plan.report);
+  if (::setsid() < 0) {
+    giveUp(plan.report);
+  }
   const pid_t process = ::fork();
-  if (process < 0) giveUp(plan.report);
-  if (process == 0) become(plan);
+  if (process < 0) {
+    giveUp(plan.report);
+  }
+  if (process == 0) {
+    become(plan);
+  }
   ::_exit(0);
 }
 
@@ -88,7 +96,7 @@ void waitForEnd(pid_t process) {
   }
 }
 
-/// The error number that was reported; 0 where the program has started.
+// The error number that was reported; 0 where the program has started.
 int readReport(int report) {
   int code = 0;
   ssize_t got = 0;
@@ -106,23 +114,33 @@ Result<void> startProgram(const std::string& program, const std::vector<std::str
     return systemError(what, EINVAL);
   }
   std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) return systemError(what, errno);
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    return systemError(what, errno);
+  }
   const Descriptor reader(ends[0]);
   Descriptor lowWriter(ends[1]);
   const Descriptor lowNull(::open("/dev/null", O_RDWR | O_CLOEXEC));
   Descriptor writer = aboveStandard(lowWriter.get());
   const Descriptor null = aboveStandard(lowNull.get());
-  if (!writer || !null) return systemError(what, errno);
+  if (!writer || !null) {
+    return systemError(what, errno);
+  }
   (void)lowWriter.close();
 
   const Plan plan{program.c_str(), pointers(program, arguments), null.get(), writer.get()};
   const pid_t process = ::fork();
-  if (process < 0) return systemError(what, errno);
-  if (process == 0) startInSession(plan);
+  if (process < 0) {
+    return systemError(what, errno);
+  }
+  if (process == 0) {
+    startInSession(plan);
+  }
   (void)writer.close();
   waitForEnd(process);
   const int code = readReport(reader.get());
-  if (code != 0) return systemError(what, code);
+  if (code != 0) {
+    return systemError(what, code);
+  }
   return {};
 }
 

@@ -11,7 +11,7 @@ namespace relaybird {
 
 namespace {
 
-/// getentropy gives no more than this many bytes in one call (POSIX.1-2024).
+// getentropy gives no more than this many bytes in one call (POSIX.1-2024).
 constexpr std::size_t kEntropyLimit = 256;
 
 }  // namespace

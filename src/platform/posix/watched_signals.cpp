@@ -37,7 +37,9 @@ WatchedSignals::WatchedSignals(const std::vector<WatchedSignal>& signals) {
   reading_ = Descriptor(ends[0]);
   writing_ = Descriptor(ends[1]);
   try {
-    for (const WatchedSignal& signal : signals) watch(signal);
+    for (const WatchedSignal& signal : signals) {
+      watch(signal);
+    }
   } catch (...) {
     restore();
     throw;
@@ -53,18 +55,24 @@ void WatchedSignals::watch(const WatchedSignal& signal) {
   Former& former = former_.emplace_back(Former{signal.number, {}, false});
   ::sigaction(signal.number, nullptr, &former.action);
   // Somebody who starts a program in the background or with nohup means it.
-  if (former.action.sa_handler == SIG_IGN) return;
+  if (former.action.sa_handler == SIG_IGN) {
+    return;
+  }
   struct sigaction action {};
   action.sa_handler = relaybirdOnSignal;
   action.sa_flags = SA_RESTART;
-  if (signal.once) action.sa_flags |= static_cast<int>(SA_RESETHAND);
+  if (signal.once) {
+    action.sa_flags |= static_cast<int>(SA_RESETHAND);
+  }
   sigemptyset(&action.sa_mask);
   former.replaced = ::sigaction(signal.number, &action, nullptr) == 0;
 }
 
 void WatchedSignals::restore() {
   for (const Former& former : former_) {
-    if (former.replaced) ::sigaction(former.signal, &former.action, nullptr);
+    if (former.replaced) {
+      ::sigaction(former.signal, &former.action, nullptr);
+    }
     listeners[static_cast<std::size_t>(former.signal)] = 0;
   }
 }

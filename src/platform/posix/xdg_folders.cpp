@@ -16,7 +16,9 @@ constexpr std::size_t kUserDirsLimit = std::size_t{1} << 20;
 constexpr std::size_t kLargestUserRecord = std::size_t{1} << 20;
 
 std::string withoutClosingSeparators(std::string path) {
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  while (path.size() > 1 && path.back() == '/') {
+    path.pop_back();
+  }
   return path;
 }
 
@@ -29,34 +31,46 @@ std::string_view withoutLeadingBlanks(std::string_view text) {
   return first == std::string_view::npos ? std::string_view() : text.substr(first);
 }
 
-/// Takes `expected` off the front of the line, with the blanks before it.
+// Takes `expected` off the front of the line, with the blanks before it.
 bool take(std::string_view& line, std::string_view expected) {
   const std::string_view rest = withoutLeadingBlanks(line);
-  if (!rest.starts_with(expected)) return false;
+  if (!rest.starts_with(expected)) {
+    return false;
+  }
   line = rest.substr(expected.size());
   return true;
 }
 
-/// Up to the closing quote; a backslash makes the next character an ordinary one.
+// Up to the closing quote; a backslash makes the next character an ordinary one.
 std::string quotedText(std::string_view text) {
   std::string result;
   for (std::size_t i = 0; i < text.size() && text[i] != '"'; ++i) {
-    if (text[i] == '\\' && i + 1 < text.size()) ++i;
+    if (text[i] == '\\' && i + 1 < text.size()) {
+      ++i;
+    }
     result += text[i];
   }
   return result;
 }
 
-/// The folder that a line of user-dirs.dirs gives to `name`; none where it is about something else.
-/// The file is for a shell, but has to stick to two forms: "$HOME/..." and "/...".
+// The folder that a line of user-dirs.dirs gives to `name`; none where it is about something else.
+// The file is for a shell, but has to stick to two forms: "$HOME/..." and "/...".
 std::optional<std::string> folderInLine(std::string_view line, std::string_view name,
                                         const std::string& home) {
-  if (!take(line, name) || !take(line, "=") || !take(line, "\"")) return std::nullopt;
+  if (!take(line, name) || !take(line, "=") || !take(line, "\"")) {
+    return std::nullopt;
+  }
   constexpr std::string_view kHome = "$HOME";
-  if (line.starts_with("/")) return withoutClosingSeparators(quotedText(line));
-  if (!line.starts_with(kHome) || home.empty()) return std::nullopt;
+  if (line.starts_with("/")) {
+    return withoutClosingSeparators(quotedText(line));
+  }
+  if (!line.starts_with(kHome) || home.empty()) {
+    return std::nullopt;
+  }
   const std::string below = quotedText(line.substr(kHome.size()));
-  if (!below.empty() && below.front() != '/') return std::nullopt;
+  if (!below.empty() && below.front() != '/') {
+    return std::nullopt;
+  }
   return withoutClosingSeparators(home + below);
 }
 
@@ -65,7 +79,9 @@ std::optional<std::string> folderInLine(std::string_view line, std::string_view 
 Environment processEnvironment() {
   return [](const std::string& name) -> std::optional<std::string> {
     const char* const value = std::getenv(name.c_str());
-    if (!value) return std::nullopt;
+    if (!value) {
+      return std::nullopt;
+    }
     return value;
   };
 }
@@ -76,7 +92,9 @@ std::string homeFromUserDatabase() {
     passwd record{};
     passwd* found = nullptr;
     const int code = ::getpwuid_r(::getuid(), &record, space.data(), space.size(), &found);
-    if (code == EINTR) continue;
+    if (code == EINTR) {
+      continue;
+    }
     if (code == ERANGE && space.size() < kLargestUserRecord) {
       space.resize(space.size() * 2);
       continue;
@@ -95,9 +113,13 @@ std::string XdgFolders::GetSpecialFolderPath(int folderNumber) const {
 
 std::string XdgFolders::templatesFolder() const {
   const std::string config = GetAppDataFolder();
-  if (config.empty()) return {};
+  if (config.empty()) {
+    return {};
+  }
   const auto text = readFile(files_, config + "/user-dirs.dirs", kUserDirsLimit);
-  if (!text) return {};
+  if (!text) {
+    return {};
+  }
   const std::string userHome = home();
   std::string result;
   std::string_view rest = *text;
@@ -107,7 +129,9 @@ std::string XdgFolders::templatesFolder() const {
     if (auto folder = folderInLine(rest.substr(0, end), "XDG_TEMPLATES_DIR", userHome)) {
       result = std::move(*folder);
     }
-    if (end == std::string_view::npos) break;
+    if (end == std::string_view::npos) {
+      break;
+    }
     rest.remove_prefix(end + 1);
   }
   return result == userHome ? std::string() : result;
@@ -123,7 +147,9 @@ std::string XdgFolders::stateFolder() const {
 
 std::string XdgFolders::home() const {
   auto set = environment_("HOME");
-  if (isAbsolute(set)) return withoutClosingSeparators(std::move(*set));
+  if (isAbsolute(set)) {
+    return withoutClosingSeparators(std::move(*set));
+  }
   std::string known = fallbackHome_();
   return isAbsolute(known) ? withoutClosingSeparators(std::move(known)) : std::string();
 }
@@ -131,7 +157,9 @@ std::string XdgFolders::home() const {
 std::string XdgFolders::baseFolder(const std::string& variable,
                                    const std::string& belowHome) const {
   auto set = environment_(variable);
-  if (isAbsolute(set)) return withoutClosingSeparators(std::move(*set));
+  if (isAbsolute(set)) {
+    return withoutClosingSeparators(std::move(*set));
+  }
   const std::string userHome = home();
   return userHome.empty() ? std::string() : userHome + '/' + belowHome;
 }

@@ -17,8 +17,12 @@ std::uint32_t narrow(std::size_t place) {
 }
 
 std::string_view withoutOneQuotePair(std::string_view value) {
-  if (value.size() < 2 || value.front() != value.back()) return value;
-  if (value.front() != '"' && value.front() != '\'') return value;
+  if (value.size() < 2 || value.front() != value.back()) {
+    return value;
+  }
+  if (value.front() != '"' && value.front() != '\'') {
+    return value;
+  }
   return value.substr(1, value.size() - 2);
 }
 
@@ -30,15 +34,17 @@ bool endsLine(char c) {
 
 std::string_view trimProfileBlanks(std::string_view text) {
   const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return text.substr(0, 0);
+  if (first == std::string_view::npos) {
+    return text.substr(0, 0);
+  }
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-/// Changes to a text, gathered in any order and carried out in one go.
+// Changes to a text, gathered in any order and carried out in one go.
 class ProfileDocument::Edits {
  public:
   void replace(Span span, std::string_view by) { edits_.push_back({span, false, std::string(by)}); }
-  /// A whole line, given without its end, before the one that begins at `place`.
+  // A whole line, given without its end, before the one that begins at `place`.
   void insertLine(std::uint32_t place, std::string line) {
     edits_.push_back({{place, place}, true, std::move(line)});
   }
@@ -54,9 +60,13 @@ class ProfileDocument::Edits {
     for (const Edit& edit : edits_) {
       result.append(text, done, edit.span.begin - done);
       // The last line of a file often has no end of its own.
-      if (edit.wholeLine && !result.empty() && !endsLine(result.back())) result += lineEnd;
+      if (edit.wholeLine && !result.empty() && !endsLine(result.back())) {
+        result += lineEnd;
+      }
       result += edit.text;
-      if (edit.wholeLine) result += lineEnd;
+      if (edit.wholeLine) {
+        result += lineEnd;
+      }
       done = edit.span.end;
     }
     return result.append(text, done);
@@ -82,7 +92,9 @@ void ProfileDocument::parse() {
   for (std::size_t begin = 0; begin < text_.size();) {
     const std::size_t end = std::min(text_.find_first_of("\r\n", begin), text_.size());
     std::size_t next = std::min(end + 1, text_.size());
-    if (text_.compare(end, 2, "\r\n") == 0) ++next;
+    if (text_.compare(end, 2, "\r\n") == 0) {
+      ++next;
+    }
     parseLine({narrow(begin), narrow(end)}, narrow(next));
     begin = next;
   }
@@ -96,24 +108,30 @@ void ProfileDocument::parseLine(Span line, std::uint32_t next) {
   };
   const std::string_view whole = all.substr(line.begin, line.end - line.begin);
   const std::string_view trimmed = trimProfileBlanks(whole);
-  if (trimmed.empty() || trimmed.front() == ';') return;
+  if (trimmed.empty() || trimmed.front() == ';') {
+    return;
+  }
   if (trimmed.front() == '[') {
     const auto close = trimmed.rfind(']');
-    if (close == std::string_view::npos) return;  // no section, and no key either
+    if (close == std::string_view::npos) {
+      return;  // no section, and no key either
+    }
     const auto order = narrow(sections_.size());
     sections_.push_back({spanOf(trimProfileBlanks(trimmed.substr(1, close - 1))), next, order});
     return;
   }
   const auto equals = whole.find('=');
-  if (equals == std::string_view::npos) return;
+  if (equals == std::string_view::npos) {
+    return;
+  }
   Section& section = sections_.back();
   section.newKeysAt = next;
   keys_.push_back({section.order, spanOf(trimProfileBlanks(whole.substr(0, equals))),
                    spanOf(whole.substr(equals + 1))});
 }
 
-/// Orders sections and keys for look-up and drops all but the first of a name. The sort is stable,
-/// so the first in the file stays the first.
+// Orders sections and keys for look-up and drops all but the first of a name. The sort is stable,
+// so the first in the file stays the first.
 void ProfileDocument::index() {
   std::stable_sort(sections_.begin(), sections_.end(),
                    [this](const Section& left, const Section& right) {
@@ -125,7 +143,9 @@ void ProfileDocument::index() {
                                 return folded(left.name) == folded(right.name);
                               }),
                   sections_.end());
-  for (const Section& section : sections_) counts[section.order] = true;
+  for (const Section& section : sections_) {
+    counts[section.order] = true;
+  }
   std::erase_if(keys_, [&](const Key& key) { return !counts[key.section]; });
   std::stable_sort(keys_.begin(), keys_.end(), [this](const Key& left, const Key& right) {
     return std::pair(left.section, folded(left.name)) <
@@ -158,16 +178,22 @@ const ProfileDocument::Key* ProfileDocument::findKey(const Section& section,
                                       [this](const Key& key, const auto& pair) {
                                         return std::pair(key.section, folded(key.name)) < pair;
                                       });
-  if (found == keys_.end() || found->section != section.order) return nullptr;
+  if (found == keys_.end() || found->section != section.order) {
+    return nullptr;
+  }
   return folded(found->name) == foldedName ? &*found : nullptr;
 }
 
 std::optional<std::string> ProfileDocument::value(std::string_view section,
                                                   std::string_view key) const {
   const Section* const inSection = findSection(asciiUpper(trimProfileBlanks(section)));
-  if (!inSection) return std::nullopt;
+  if (!inSection) {
+    return std::nullopt;
+  }
   const Key* const found = findKey(*inSection, asciiUpper(trimProfileBlanks(key)));
-  if (!found) return std::nullopt;
+  if (!found) {
+    return std::nullopt;
+  }
   std::string_view value =
       std::string_view(text_).substr(found->value.begin, found->value.end - found->value.begin);
   value = value.substr(0, value.find('\0'));
@@ -189,7 +215,9 @@ std::string_view ProfileDocument::usualLineEnd() const {
       ++returns;
     }
   }
-  if (feeds > pairs) return "\n";
+  if (feeds > pairs) {
+    return "\n";
+  }
   return pairs == 0 && returns > 0 ? "\r" : "\r\n";
 }
 
@@ -214,7 +242,9 @@ std::vector<ProfileDocument::Setting> ProfileDocument::lastOfEach(
 void ProfileDocument::replaceValue(Edits& edits, const Key& key, std::string_view by) const {
   const auto old = std::string_view(text_).substr(key.value.begin, key.value.end - key.value.begin);
   const auto trimmed = trimProfileBlanks(old);
-  if (trimmed == trimProfileBlanks(by)) return;
+  if (trimmed == trimProfileBlanks(by)) {
+    return;
+  }
   // "key = value" keeps its look, except that an empty value leaves no blank at the line's end.
   const auto lead = by.empty() ? 0 : static_cast<std::size_t>(trimmed.data() - old.data());
   edits.replace({key.value.begin + narrow(lead), key.value.end}, by);
@@ -235,14 +265,18 @@ std::string ProfileDocument::with(const std::vector<Setting>& settings) const {
       edits.insertLine(section->newKeysAt, std::move(line));
     } else {
       const auto [at, isNew] = newSectionPlaces.try_emplace(sectionName, newSections.size());
-      if (isNew) newSections.push_back({'[' + setting.section + ']', {}});
+      if (isNew) {
+        newSections.push_back({'[' + setting.section + ']', {}});
+      }
       newSections[at->second].second.push_back(std::move(line));
     }
   }
   const auto end = narrow(text_.size());
   for (auto& [header, lines] : newSections) {
     edits.insertLine(end, std::move(header));
-    for (std::string& line : lines) edits.insertLine(end, std::move(line));
+    for (std::string& line : lines) {
+      edits.insertLine(end, std::move(line));
+    }
   }
   return edits.apply(text_, usualLineEnd());
 }

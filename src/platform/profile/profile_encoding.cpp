@@ -60,7 +60,7 @@ std::string utf8FromUtf16Le(std::string_view bytes) {
   return text;
 }
 
-/// Takes the next character off the text; none where it is not in its one proper form.
+// Takes the next character off the text; none where it is not in its one proper form.
 std::optional<char32_t> takeUtf8(std::string_view& text) {
   const auto lead = static_cast<unsigned char>(text.front());
   const std::size_t length = lead < 0x80   ? 1
@@ -68,15 +68,21 @@ std::optional<char32_t> takeUtf8(std::string_view& text) {
                              : lead < 0xE0 ? 2
                              : lead < 0xF0 ? 3
                                            : 4;
-  if (length == 0 || length > text.size() || lead > 0xF4) return std::nullopt;
+  if (length == 0 || length > text.size() || lead > 0xF4) {
+    return std::nullopt;
+  }
   char32_t character = length == 1 ? lead : lead & (0x7Fu >> length);
   for (std::size_t i = 1; i < length; ++i) {
     const auto next = static_cast<unsigned char>(text[i]);
-    if ((next & 0xC0) != 0x80) return std::nullopt;
+    if ((next & 0xC0) != 0x80) {
+      return std::nullopt;
+    }
     character = character << 6 | (next & 0x3F);
   }
   constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  if (character < kSmallest[length] || character > 0x10FFFF) return std::nullopt;
+  if (character < kSmallest[length] || character > 0x10FFFF) {
+    return std::nullopt;
+  }
   text.remove_prefix(length);
   return character;
 }
@@ -92,9 +98,13 @@ std::optional<std::string> utf16LeFromUtf8(std::string_view text) {
   bool afterHigh = false;
   while (!text.empty()) {
     const auto character = takeUtf8(text);
-    if (!character) return std::nullopt;
+    if (!character) {
+      return std::nullopt;
+    }
     // Two halves side by side would be read back as one character.
-    if (afterHigh && isLowSurrogate(*character)) return std::nullopt;
+    if (afterHigh && isLowSurrogate(*character)) {
+      return std::nullopt;
+    }
     afterHigh = isHighSurrogate(*character);
     if (*character < 0x10000) {
       appendUnit(bytes, *character);
@@ -113,19 +123,25 @@ ProfileText decodeProfile(std::string bytes) {
   if (all.starts_with(kUtf8Mark)) {
     return {std::string(all.substr(kUtf8Mark.size())), ProfileEncoding::kUtf8Bom, {}};
   }
-  if (!all.starts_with(kUtf16LeMark)) return {std::move(bytes), ProfileEncoding::kPlain, {}};
+  if (!all.starts_with(kUtf16LeMark)) {
+    return {std::move(bytes), ProfileEncoding::kPlain, {}};
+  }
   const std::string_view units = all.substr(kUtf16LeMark.size());
   return {utf8FromUtf16Le(units), ProfileEncoding::kUtf16Le,
           std::string(units.substr(units.size() - units.size() % 2))};
 }
 
 std::optional<std::string> encodeProfile(const ProfileText& source, std::string_view text) {
-  if (source.encoding == ProfileEncoding::kPlain) return std::string(text);
+  if (source.encoding == ProfileEncoding::kPlain) {
+    return std::string(text);
+  }
   if (source.encoding == ProfileEncoding::kUtf8Bom) {
     return std::string(kUtf8Mark) + std::string(text);
   }
   const auto units = utf16LeFromUtf8(text);
-  if (!units) return std::nullopt;
+  if (!units) {
+    return std::nullopt;
+  }
   return std::string(kUtf16LeMark) + *units + source.tail;
 }
 

@@ -14,10 +14,12 @@ namespace {
 
 constexpr std::string_view kLineBreakers{"\r\n\0", 3};
 
-/// A missing file is an empty one.
+// A missing file is an empty one.
 Result<std::string> loadProfile(FileSystem& files, const std::string& file) {
   auto bytes = readFile(files, file, kProfileFileLimit + 1);
-  if (!bytes && bytes.error().code == ENOENT) return std::string();
+  if (!bytes && bytes.error().code == ENOENT) {
+    return std::string();
+  }
   if (bytes && bytes->size() > kProfileFileLimit) {
     return Error{EFBIG, file + " is too large for a file of settings"};
   }
@@ -35,7 +37,9 @@ class SnapshotReader : public ProfileReader {
 
   std::string get(std::string_view section, std::string_view key, std::string_view fallback,
                   std::size_t bufferSize) const override {
-    if (bufferSize == 0) return {};
+    if (bufferSize == 0) {
+      return {};
+    }
     auto value = document_.value(section, key);
     std::string result = value ? std::move(*value) : std::string(withoutTrailingBlanks(fallback));
     result.resize(firstCharacters(result, bufferSize - 1).size());
@@ -46,7 +50,7 @@ class SnapshotReader : public ProfileReader {
   ProfileDocument document_;
 };
 
-/// Why these cannot be a key's section, name and value in a file of lines; empty where they can.
+// Why these cannot be a key's section, name and value in a file of lines; empty where they can.
 std::string objection(std::string_view section, std::string_view key, std::string_view value) {
   for (const auto part : {section, key, value}) {
     if (part.find_first_of(kLineBreakers) != std::string_view::npos) {
@@ -55,14 +59,20 @@ std::string objection(std::string_view section, std::string_view key, std::strin
   }
   section = trimProfileBlanks(section);
   key = trimProfileBlanks(key);
-  if (section.empty() || key.empty()) return "a setting needs a section and a key";
-  if (key.front() == ';' || key.front() == '[') return "a key must not begin with ; or [";
-  if (key.find('=') != std::string_view::npos) return "a key must not contain =";
+  if (section.empty() || key.empty()) {
+    return "a setting needs a section and a key";
+  }
+  if (key.front() == ';' || key.front() == '[') {
+    return "a key must not begin with ; or [";
+  }
+  if (key.find('=') != std::string_view::npos) {
+    return "a key must not contain =";
+  }
   return {};
 }
 
-/// People keep their settings under version control and put a link in place: the file that it leads
-/// to is the one to read and to replace.
+// People keep their settings under version control and put a link in place: the file that it leads
+// to is the one to read and to replace.
 std::string target(FileSystem& files, const std::string& file) {
   auto resolved = files.resolve(file);
   return resolved ? *resolved : file;
@@ -83,7 +93,9 @@ class CollectingWriter : public ProfileWriter {
   }
 
   bool commit() override {
-    if (settings_.empty()) return true;
+    if (settings_.empty()) {
+      return true;
+    }
     const auto done = store();
     if (!done) {
       error_ = done.error().text;
@@ -99,9 +111,13 @@ class CollectingWriter : public ProfileWriter {
   Result<void> store() {
     const std::string folder = parentFolder(file_);
     const auto lock = files_.lockFolder(folder);
-    if (!lock) return lock.error();
+    if (!lock) {
+      return lock.error();
+    }
     auto bytes = loadProfile(files_, file_);
-    if (!bytes) return bytes.error();
+    if (!bytes) {
+      return bytes.error();
+    }
     const ProfileText old = decodeProfile(*bytes);
     const auto updated = encodeProfile(old, ProfileDocument(old.text).with(settings_));
     if (!updated) {
@@ -112,7 +128,9 @@ class CollectingWriter : public ProfileWriter {
     }
     // Also where nothing is to be written the name may not be on the medium yet, when it was just
     // that which failed last time.
-    if (*updated == *bytes) return files_.syncFolder(folder);
+    if (*updated == *bytes) {
+      return files_.syncFolder(folder);
+    }
     // To put a new file in its place would need the folder's leave alone.
     const auto allowed = files_.mayWrite(file_);
     if (!allowed && allowed.error().code != ENOENT) {
@@ -122,10 +140,12 @@ class CollectingWriter : public ProfileWriter {
     return replaceFile(files_, file_, *updated);
   }
 
-  /// What a crash in the middle of a commit left behind. Nobody else is writing: we hold the lock.
+  // What a crash in the middle of a commit left behind. Nobody else is writing: we hold the lock.
   void removeLeftovers() {
     for (int number = 1; files_.inspect(temporaryName(file_, number)); ++number) {
-      if (!files_.remove(temporaryName(file_, number))) return;
+      if (!files_.remove(temporaryName(file_, number))) {
+        return;
+      }
     }
   }
 
@@ -139,7 +159,9 @@ class CollectingWriter : public ProfileWriter {
 
 std::unique_ptr<ProfileReader> ProfileFile::read(const std::string& file) {
   auto bytes = loadProfile(files_, target(files_, file));
-  if (!bytes) return std::make_unique<SnapshotReader>(std::string());
+  if (!bytes) {
+    return std::make_unique<SnapshotReader>(std::string());
+  }
   return std::make_unique<SnapshotReader>(decodeProfile(std::move(*bytes)).text);
 }
 

@@ -8,10 +8,12 @@ namespace {
 
 constexpr std::uint32_t kLastReleaseWithPlainRecordOnly = 4;
 
-/// The minor version within the Windows 95 family; none outside it.
+// The minor version within the Windows 95 family; none outside it.
 std::optional<std::uint32_t> minorOfWindows95Family(const OsVersion& system) {
   const auto info = system.GetOSVersionInfo();
-  if (!info || info->platformId != kPlatformWindows95Family) return std::nullopt;
+  if (!info || info->platformId != kPlatformWindows95Family) {
+    return std::nullopt;
+  }
   return info->minorVersion;
 }
 
@@ -34,7 +36,9 @@ bool IsWinME(const OsVersion& system) {
 
 bool IsPreWin95(const OsVersion& system) {
   const auto version = system.GetVersion();
-  if (!version) return false;
+  if (!version) {
+    return false;
+  }
   const auto major = static_cast<float>(*version & 0xFFu);
   const auto minor = static_cast<float>((*version >> 8) & 0xFFu);
   return major + minor * 0.01f < 3.95f;
@@ -42,9 +46,13 @@ bool IsPreWin95(const OsVersion& system) {
 
 std::optional<OsVersionInfo> QueriedOsVersion::GetOSVersionInfo() const {
   RawVersionRecord record;
-  if (!calls_.query(kPlainVersionRecordSize, record)) return std::nullopt;
+  if (!calls_.query(kPlainVersionRecordSize, record)) {
+    return std::nullopt;
+  }
   const bool extended = record.majorVersion > kLastReleaseWithPlainRecordOnly;
-  if (extended && !calls_.query(kExtendedVersionRecordSize, record)) return std::nullopt;
+  if (extended && !calls_.query(kExtendedVersionRecordSize, record)) {
+    return std::nullopt;
+  }
 
   OsVersionInfo info;
   info.majorVersion = record.majorVersion;

@@ -21,13 +21,17 @@ bool TraceFile::switchedOn() {
 
 void TraceFile::trace(const std::string& text) {
   try {
-    if (!switchedOn()) return;
+    if (!switchedOn()) {
+      return;
+    }
     std::string line = clock_.toText(clock_.now()) + "----->" + text;
     // Texts carry what strangers wrote in a subject; none of them starts a line of its own.
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
     auto file = files_.append(traceFile_);
-    if (!file) return;
+    if (!file) {
+      return;
+    }
     (void)(*file)->write(line + lineEnd_);
     (void)(*file)->close();
   } catch (...) {

@@ -59,7 +59,9 @@ constexpr Range kRanges[] = {
 
 constexpr bool isOrdered() {
   for (std::size_t i = 1; i < std::size(kRanges); ++i) {
-    if (kRanges[i].first <= kRanges[i - 1].last) return false;
+    if (kRanges[i].first <= kRanges[i - 1].last) {
+      return false;
+    }
   }
   return true;
 }
@@ -71,9 +73,13 @@ constexpr std::string_view kUpperDigits = "0123456789ABCDEF";
 void appendCode(std::string& out, char32_t code) {
   constexpr int kFewestDigits = 4;
   int digits = kFewestDigits;
-  while (digits < 6 && code >> (4 * digits) != 0) ++digits;
+  while (digits < 6 && code >> (4 * digits) != 0) {
+    ++digits;
+  }
   out += "<U+";
-  while (digits > 0) out += kUpperDigits[code >> (4 * --digits) & 0xF];
+  while (digits > 0) {
+    out += kUpperDigits[code >> (4 * --digits) & 0xF];
+  }
   out += '>';
 }
 
@@ -87,7 +93,9 @@ void appendByte(std::string& out, char byte) {
 }  // namespace
 
 CharacterKind kindOf(char32_t code) {
-  if (code > 0x20 && code < 0x7F) return kOrdinary;
+  if (code > 0x20 && code < 0x7F) {
+    return kOrdinary;
+  }
   const Range* const range =
       std::lower_bound(std::begin(kRanges), std::end(kRanges), code,
                        [](const Range& entry, char32_t sought) { return entry.last < sought; });
@@ -126,7 +134,9 @@ void takeWithCode(std::string_view& text, std::string& out) {
 std::string withCodes(std::string_view text) {
   std::string out;
   out.reserve(text.size());
-  while (!text.empty()) takeWithCode(text, out);
+  while (!text.empty()) {
+    takeWithCode(text, out);
+  }
   return out;
 }
 

@@ -14,7 +14,7 @@ namespace relaybird {
 
 namespace {
 
-/// The parameters of Punycode (RFC 3492 section 5).
+// The parameters of Punycode (RFC 3492 section 5).
 constexpr std::uint32_t kBase = 36;
 constexpr std::uint32_t kTMin = 1;
 constexpr std::uint32_t kTMax = 26;
@@ -32,13 +32,19 @@ bool isSurrogate(std::uint32_t code) {
 }
 
 std::optional<std::uint32_t> digitOf(char c) {
-  if (c >= 'a' && c <= 'z') return static_cast<std::uint32_t>(c - 'a');
-  if (c >= 'A' && c <= 'Z') return static_cast<std::uint32_t>(c - 'A');
-  if (c >= '0' && c <= '9') return static_cast<std::uint32_t>(c - '0') + 26;
+  if (c >= 'a' && c <= 'z') {
+    return static_cast<std::uint32_t>(c - 'a');
+  }
+  if (c >= 'A' && c <= 'Z') {
+    return static_cast<std::uint32_t>(c - 'A');
+  }
+  if (c >= '0' && c <= '9') {
+    return static_cast<std::uint32_t>(c - '0') + 26;
+  }
   return std::nullopt;
 }
 
-/// RFC 3492 section 6.1.
+// RFC 3492 section 6.1.
 std::uint32_t adapted(std::uint32_t delta, std::uint32_t count, bool first) {
   delta = first ? delta / kDamp : delta / 2;
   delta += delta / count;
@@ -50,22 +56,30 @@ std::uint32_t adapted(std::uint32_t delta, std::uint32_t count, bool first) {
   return k + (kBase - kTMin + 1) * delta / (delta + kSkew);
 }
 
-/// Takes one number of variable length off the digits (RFC 3492 section 6.2); none where they end
-/// within it, or it is larger than any label needs.
+// Takes one number of variable length off the digits (RFC 3492 section 6.2); none where they end
+// within it, or it is larger than any label needs.
 std::optional<std::uint32_t> takeNumber(std::string_view& digits, std::uint32_t bias) {
   constexpr std::uint64_t kLargest = std::numeric_limits<std::uint32_t>::max() / 2;
   std::uint64_t number = 0;
   std::uint64_t weight = 1;
   for (std::uint32_t k = kBase;; k += kBase) {
     const auto digit = digits.empty() ? std::nullopt : digitOf(digits.front());
-    if (!digit) return std::nullopt;
+    if (!digit) {
+      return std::nullopt;
+    }
     digits.remove_prefix(1);
     number += *digit * weight;
     const std::uint32_t threshold = k <= bias ? kTMin : std::min(k - bias, kTMax);
-    if (number > kLargest) return std::nullopt;
-    if (*digit < threshold) return static_cast<std::uint32_t>(number);
+    if (number > kLargest) {
+      return std::nullopt;
+    }
+    if (*digit < threshold) {
+      return static_cast<std::uint32_t>(number);
+    }
     weight *= kBase - threshold;
-    if (weight > kLargest) return std::nullopt;
+    if (weight > kLargest) {
+      return std::nullopt;
+    }
   }
 }
 
@@ -73,22 +87,30 @@ std::optional<std::u32string> decoded(std::string_view label) {
   std::u32string text;
   const std::size_t hyphen = label.rfind('-');
   if (hyphen != std::string_view::npos) {
-    for (const char c : label.substr(0, hyphen)) text += static_cast<unsigned char>(c);
+    for (const char c : label.substr(0, hyphen)) {
+      text += static_cast<unsigned char>(c);
+    }
     label.remove_prefix(hyphen + 1);
   }
-  if (label.empty()) return std::nullopt;
+  if (label.empty()) {
+    return std::nullopt;
+  }
   std::uint32_t code = kFirstCode;
   std::uint32_t bias = kInitialBias;
   std::uint32_t at = 0;
   while (!label.empty()) {
     const auto delta = takeNumber(label, bias);
-    if (!delta) return std::nullopt;
+    if (!delta) {
+      return std::nullopt;
+    }
     const auto count = static_cast<std::uint32_t>(text.size()) + 1;
     bias = adapted(*delta, count, at == 0);
     at += *delta;
     code += at / count;
     at %= count;
-    if (code > kLastCode || isSurrogate(code)) return std::nullopt;
+    if (code > kLastCode || isSurrogate(code)) {
+      return std::nullopt;
+    }
     text.insert(at, 1, static_cast<char32_t>(code));
     ++at;
   }
@@ -110,7 +132,9 @@ std::string withDecodedLabels(std::string_view text) {
     const bool coded = label.size() > kPrefix.size() && label.size() <= kLongestLabel &&
                        asciiLower(label.substr(0, kPrefix.size())) == kPrefix;
     if (const auto letters = coded ? decoded(label.substr(kPrefix.size())) : std::nullopt) {
-      for (const char32_t code : *letters) appendCharacter(out, static_cast<std::int32_t>(code));
+      for (const char32_t code : *letters) {
+        appendCharacter(out, static_cast<std::int32_t>(code));
+      }
     } else {
       out += label;
     }

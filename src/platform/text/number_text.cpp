@@ -23,39 +23,49 @@ bool isBlank(char c) {
 }
 
 std::size_t digitsFrom(std::string_view text, std::size_t at) {
-  while (at < text.size() && isDigit(text[at])) ++at;
+  while (at < text.size() && isDigit(text[at])) {
+    ++at;
+  }
   return at;
 }
 
-/// The end of the exponent that starts at `at`, or `at` where none does.
+// The end of the exponent that starts at `at`, or `at` where none does.
 std::size_t exponentFrom(std::string_view text, std::size_t at) {
-  if (at == text.size() || (text[at] != 'e' && text[at] != 'E')) return at;
+  if (at == text.size() || (text[at] != 'e' && text[at] != 'E')) {
+    return at;
+  }
   std::size_t digits = at + 1;
-  if (digits < text.size() && (text[digits] == '+' || text[digits] == '-')) ++digits;
+  if (digits < text.size() && (text[digits] == '+' || text[digits] == '-')) {
+    ++digits;
+  }
   const std::size_t end = digitsFrom(text, digits);
   return end == digits ? at : end;
 }
 
-/// The length of the longest number that the text starts with, which has no blanks or sign before
-/// it.
+// The length of the longest number that the text starts with, which has no blanks or sign before
+// it.
 std::size_t unsignedLength(std::string_view text) {
   const std::size_t whole = digitsFrom(text, 0);
   std::size_t end = whole;
   if (whole < text.size() && text[whole] == '.') {
     end = digitsFrom(text, whole + 1);
-    if (end == 1) return 0;  // a point alone
+    if (end == 1) {
+      return 0;  // a point alone
+    }
   }
   return end == 0 ? 0 : exponentFrom(text, end);
 }
 
-/// Whether the number is at least 1, told from its digits: decides whether a number outside the
-/// range of double is too large or too small for it.
+// Whether the number is at least 1, told from its digits: decides whether a number outside the
+// range of double is too large or too small for it.
 bool atLeastOne(std::string_view number) {
   const std::size_t e = number.find_first_of("eE");
   long exponent = 0;
   if (e != std::string_view::npos) {
     std::string_view digits = number.substr(e + 1);
-    if (digits.front() == '+') digits.remove_prefix(1);
+    if (digits.front() == '+') {
+      digits.remove_prefix(1);
+    }
     if (std::from_chars(digits.data(), digits.data() + digits.size(), exponent).ec != std::errc()) {
       return digits.front() != '-';
     }
@@ -63,7 +73,9 @@ bool atLeastOne(std::string_view number) {
   const std::string_view mantissa = number.substr(0, e);
   const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
   const std::size_t first = mantissa.find_first_of("123456789");
-  if (first == std::string_view::npos) return false;
+  if (first == std::string_view::npos) {
+    return false;
+  }
   // The power of ten of the first digit that counts.
   const auto power =
       first < point ? static_cast<long>(point - first) - 1 : -static_cast<long>(first - point);
@@ -72,7 +84,7 @@ bool atLeastOne(std::string_view number) {
 
 struct Number {
   double value = 0;
-  std::size_t length = 0;  ///< 0: none
+  std::size_t length = 0;  // 0: none
   bool tooLarge = false;
 };
 
@@ -81,20 +93,28 @@ Number leadingNumber(std::string_view text) {
   const bool negative = !text.empty() && text.front() == '-';
   const std::size_t sign = negative || (!text.empty() && text.front() == '+') ? 1 : 0;
   const std::string_view number = text.substr(sign, unsignedLength(text.substr(sign)));
-  if (number.empty()) return result;
+  if (number.empty()) {
+    return result;
+  }
   result.length = sign + number.size();
   const auto read = std::from_chars(number.data(), number.data() + number.size(), result.value);
   if (read.ec == std::errc::result_out_of_range) {
     result.value = 0;
     result.tooLarge = atLeastOne(number);
   }
-  if (negative) result.value = -result.value;
+  if (negative) {
+    result.value = -result.value;
+  }
   return result;
 }
 
 std::string_view withoutBlanks(std::string_view text) {
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+  while (!text.empty() && isBlank(text.front())) {
+    text.remove_prefix(1);
+  }
+  while (!text.empty() && isBlank(text.back())) {
+    text.remove_suffix(1);
+  }
   return text;
 }
 
@@ -117,26 +137,34 @@ double numericPrefix(std::string_view text) {
 
 std::optional<double> readPrefix(std::string_view text) {
   const Number number = leadingNumber(withoutBlanks(text));
-  if (number.tooLarge) return std::nullopt;
+  if (number.tooLarge) {
+    return std::nullopt;
+  }
   return number.value;
 }
 
 std::string withPoint(std::string_view text, std::string_view separator) {
   std::string read(text);
   const std::size_t at = separator.empty() ? text.npos : text.find(separator);
-  if (at < text.find('.')) read.replace(at, separator.size(), ".");
+  if (at < text.find('.')) {
+    read.replace(at, separator.size(), ".");
+  }
   return read;
 }
 
 std::optional<double> readNumber(std::string_view text) {
   text = withoutBlanks(text);
   const Number number = leadingNumber(text);
-  if (number.length == 0 || number.length != text.size() || number.tooLarge) return std::nullopt;
+  if (number.length == 0 || number.length != text.size() || number.tooLarge) {
+    return std::nullopt;
+  }
   return number.value;
 }
 
 std::string shortestText(double value) {
-  if (!std::isfinite(value) || value == 0) return "0";
+  if (!std::isfinite(value) || value == 0) {
+    return "0";
+  }
   const double size = std::abs(value);
   const bool plain = size >= kSmallestPlain && size < kLargestPlain;
   char text[kNumberSpace];
@@ -148,7 +176,9 @@ std::string shortestText(double value) {
 
 double roundHalfEven(double value) {
   const double rounded = std::round(value);  // halves away from zero
-  if (std::abs(value - std::trunc(value)) != 0.5) return rounded;
+  if (std::abs(value - std::trunc(value)) != 0.5) {
+    return rounded;
+  }
   return 2 * std::round(value / 2);
 }
 
@@ -161,14 +191,18 @@ std::optional<std::int32_t> toInt32(double value) {
 
 std::string trimBlanks(std::string_view text) {
   const auto first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return {};
+  if (first == std::string_view::npos) {
+    return {};
+  }
   return std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
 }
 
 std::string asciiUpper(std::string_view text) {
   std::string upper(text);
   for (char& c : upper) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    if (c >= 'a' && c <= 'z') {
+      c = static_cast<char>(c - 'a' + 'A');
+    }
   }
   return upper;
 }
@@ -176,7 +210,9 @@ std::string asciiUpper(std::string_view text) {
 std::string asciiLower(std::string_view text) {
   std::string lower(text);
   for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if (c >= 'A' && c <= 'Z') {
+      c = static_cast<char>(c - 'A' + 'a');
+    }
   }
   return lower;
 }

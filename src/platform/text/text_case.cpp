@@ -15,7 +15,9 @@ namespace {
 
 constexpr bool isOrdered() {
   for (std::size_t i = 1; i < std::size(kFoldedRanges); ++i) {
-    if (kFoldedRanges[i].first <= kFoldedRanges[i - 1].last) return false;
+    if (kFoldedRanges[i].first <= kFoldedRanges[i - 1].last) {
+      return false;
+    }
   }
   return true;
 }
@@ -26,7 +28,7 @@ constexpr char32_t moved(char32_t code, const FoldedRange& range) {
   return inStep ? static_cast<char32_t>(static_cast<std::int32_t>(code) + range.distance) : code;
 }
 
-/// Latin, Greek, Cyrillic and Armenian, which is nearly all that needs folding, without a search.
+// Latin, Greek, Cyrillic and Armenian, which is nearly all that needs folding, without a search.
 constexpr auto kNear = [] {
   std::array<std::uint16_t, 0x590> near{};
   for (std::size_t code = 0; code < near.size(); ++code) {
@@ -43,7 +45,9 @@ constexpr auto kNear = [] {
 }  // namespace
 
 char32_t foldCase(char32_t code) {
-  if (code < kNear.size()) return kNear[code];
+  if (code < kNear.size()) {
+    return kNear[code];
+  }
   const FoldedRange* const range = std::lower_bound(
       std::begin(kFoldedRanges), std::end(kFoldedRanges), code,
       [](const FoldedRange& entry, char32_t sought) { return entry.last < sought; });

@@ -10,8 +10,12 @@ namespace {
 // How many bytes a lead byte announces; 1 for a byte that leads nothing.
 std::size_t announcedLength(char lead) {
   const auto byte = static_cast<unsigned char>(lead);
-  if (byte >= 0xF0) return byte < 0xF8 ? 4 : 1;
-  if (byte >= 0xE0) return 3;
+  if (byte >= 0xF0) {
+    return byte < 0xF8 ? 4 : 1;
+  }
+  if (byte >= 0xE0) {
+    return 3;
+  }
   return byte >= 0xC0 ? 2 : 1;
 }
 
@@ -22,9 +26,13 @@ bool isContinuation(char c) {
 // The length of the character that the text begins with.
 std::size_t firstLength(std::string_view text) {
   const std::size_t length = announcedLength(text.front());
-  if (length > text.size()) return 1;
+  if (length > text.size()) {
+    return 1;
+  }
   for (std::size_t i = 1; i < length; ++i) {
-    if (!isContinuation(text[i])) return 1;
+    if (!isContinuation(text[i])) {
+      return 1;
+    }
   }
   return length;
 }
@@ -33,13 +41,17 @@ std::size_t firstLength(std::string_view text) {
 
 std::size_t characterCount(std::string_view text) {
   std::size_t count = 0;
-  for (; !text.empty(); ++count) text.remove_prefix(firstLength(text));
+  for (; !text.empty(); ++count) {
+    text.remove_prefix(firstLength(text));
+  }
   return count;
 }
 
 std::string_view firstCharacters(std::string_view text, std::size_t most) {
   std::size_t length = 0;
-  for (; most > 0 && length < text.size(); --most) length += firstLength(text.substr(length));
+  for (; most > 0 && length < text.size(); --most) {
+    length += firstLength(text.substr(length));
+  }
   return text.substr(0, length);
 }
 
@@ -47,21 +59,33 @@ Utf8Character firstCharacter(std::string_view text) {
   constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
   constexpr char32_t kGreatest = 0x10FFFF;
   const auto lead = static_cast<unsigned char>(text.front());
-  if (lead < 0x80) return {lead, 1};
+  if (lead < 0x80) {
+    return {lead, 1};
+  }
   const std::size_t length = firstLength(text);
-  if (length == 1) return {};
+  if (length == 1) {
+    return {};
+  }
   char32_t code = lead & (0x7FU >> length);
-  for (std::size_t i = 1; i < length; ++i) code = (code << 6) | (text[i] & 0x3F);
+  for (std::size_t i = 1; i < length; ++i) {
+    code = (code << 6) | (text[i] & 0x3F);
+  }
   const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (code < kLeast[length] || code > kGreatest || surrogate) return {};
+  if (code < kLeast[length] || code > kGreatest || surrogate) {
+    return {};
+  }
   return {code, length};
 }
 
 std::int32_t takeCharacter(std::string_view& text) {
   const std::size_t length = firstLength(text);
   std::int32_t code = static_cast<unsigned char>(text.front());
-  if (length > 1) code &= 0x7F >> length;
-  for (std::size_t i = 1; i < length; ++i) code = (code << 6) | (text[i] & 0x3F);
+  if (length > 1) {
+    code &= 0x7F >> length;
+  }
+  for (std::size_t i = 1; i < length; ++i) {
+    code = (code << 6) | (text[i] & 0x3F);
+  }
   text.remove_prefix(length);
   return code;
 }
@@ -77,8 +101,12 @@ void appendCharacter(std::string& text, std::int32_t code) {
 
 std::string_view withoutBrokenEnd(std::string_view text) {
   std::size_t lead = text.size();
-  while (lead > 0 && isContinuation(text[lead - 1])) --lead;
-  if (lead == 0) return text;
+  while (lead > 0 && isContinuation(text[lead - 1])) {
+    --lead;
+  }
+  if (lead == 0) {
+    return text;
+  }
   --lead;
   const std::size_t there = text.size() - lead;
   return there < announcedLength(text[lead]) ? text.substr(0, lead) : text;

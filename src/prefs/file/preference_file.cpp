@@ -64,9 +64,13 @@ class FieldReader {
     StringList entries;
     for (int i = 1; i <= count; ++i) {
       std::string entry = value(entryKey(name, static_cast<std::size_t>(i)), kMissingEntry);
-      if (!entry.empty()) entries.push_back(std::move(entry));
+      if (!entry.empty()) {
+        entries.push_back(std::move(entry));
+      }
     }
-    if (entries.empty()) entries.emplace_back();
+    if (entries.empty()) {
+      entries.emplace_back();
+    }
     return entries;
   }
 
@@ -76,7 +80,9 @@ class FieldReader {
 
   template <class Number>
   Number number(std::string_view key, std::optional<Number> read) const {
-    if (!read) logVerbose_("ReadIniPref-->" + std::string(key) + " is out of range and read as 0");
+    if (!read) {
+      logVerbose_("ReadIniPref-->" + std::string(key) + " is out of range and read as 0");
+    }
     return read.value_or(Number{});
   }
 
@@ -118,10 +124,16 @@ class FieldWriter {
     const StringList& entries = fields_.*member;
     const std::size_t count = holdsNothing(entries) ? 0 : entries.size();
     // A greater count would read back as 0 and take every entry with it.
-    if (count > std::numeric_limits<std::int16_t>::max()) return false;
-    if (!set(countKey(name), std::to_string(count))) return false;
+    if (count > std::numeric_limits<std::int16_t>::max()) {
+      return false;
+    }
+    if (!set(countKey(name), std::to_string(count))) {
+      return false;
+    }
     for (std::size_t i = 0; i < count; ++i) {
-      if (!set(entryKey(name, i + 1), entries[i])) return false;
+      if (!set(entryKey(name, i + 1), entries[i])) {
+        return false;
+      }
     }
     return true;
   }
@@ -143,7 +155,9 @@ PreferenceFields readPreferences(const ProfileReader& file, std::string_view sec
                                  const LineSink& logVerbose) {
   PreferenceFields fields;
   FieldReader reader(file, section, logVerbose, fields);
-  for (const PreferenceField& field : preferenceFields()) reader.read(field);
+  for (const PreferenceField& field : preferenceFields()) {
+    reader.read(field);
+  }
   // No password is worth keeping in a file that hides it so badly.
   fields.mbolUseWinLogon = true;
   fields.mstrUsername.clear();

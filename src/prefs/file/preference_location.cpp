@@ -23,8 +23,12 @@ constexpr std::string_view kFormerName = "rbx.ini";
 constexpr char kSeparator = static_cast<char>(std::filesystem::path::preferred_separator);
 
 std::string joined(std::string folder, std::string_view name) {
-  if (folder.empty()) return folder;
-  if (folder.back() != kSeparator) folder += kSeparator;
+  if (folder.empty()) {
+    return folder;
+  }
+  if (folder.back() != kSeparator) {
+    folder += kSeparator;
+  }
   return folder.append(name);
 }
 
@@ -52,9 +56,13 @@ bool isReadOnly(FileSystem& files, const std::string& path) {
 // The whole file or nothing: a part of it must never take the place of all.
 std::optional<std::string> wholeFile(FileSystem& files, const std::string& path) {
   const Result<FileInfo> info = files.inspect(path);
-  if (!info || info->size > kLargestFile) return std::nullopt;
+  if (!info || info->size > kLargestFile) {
+    return std::nullopt;
+  }
   Result<std::string> bytes = readFile(files, path, kLargestFile);
-  if (!bytes || bytes->size() != info->size) return std::nullopt;
+  if (!bytes || bytes->size() != info->size) {
+    return std::nullopt;
+  }
   return std::move(*bytes);
 }
 
@@ -75,9 +83,15 @@ bool moveByCopy(FileSystem& files, const std::string& former, const std::string&
   const bool replaces = isFile(files, current);
   const std::optional<std::string> replaced = replaces ? wholeFile(files, current) : std::nullopt;
   const std::optional<std::string> bytes = wholeFile(files, target(files, former));
-  if (!bytes || (replaces && !replaced)) return false;
-  if (!replaceFile(files, current, *bytes)) return false;
-  if (files.remove(former)) return true;
+  if (!bytes || (replaces && !replaced)) {
+    return false;
+  }
+  if (!replaceFile(files, current, *bytes)) {
+    return false;
+  }
+  if (files.remove(former)) {
+    return true;
+  }
   putBack(files, current, replaced);
   return false;
 }
@@ -85,14 +99,22 @@ bool moveByCopy(FileSystem& files, const std::string& former, const std::string&
 // Older releases let everyone read the file. A new one in its place is its owner's alone; where it
 // cannot be written now, the next save makes it so. One that is read-only stays as it is.
 void makePrivate(FileSystem& files, const std::string& path) {
-  if (isReadOnly(files, path)) return;
+  if (isReadOnly(files, path)) {
+    return;
+  }
   const std::optional<std::string> bytes = wholeFile(files, path);
-  if (bytes) static_cast<void>(replaceFile(files, path, *bytes));
+  if (bytes) {
+    static_cast<void>(replaceFile(files, path, *bytes));
+  }
 }
 
 bool moveFile(FileSystem& files, const std::string& former, const std::string& current) {
-  if (isReadOnly(files, current)) return false;
-  if (isLink(files, former)) return moveByCopy(files, former, current);
+  if (isReadOnly(files, current)) {
+    return false;
+  }
+  if (isLink(files, former)) {
+    return moveByCopy(files, former, current);
+  }
   const Result<void> renamed = files.rename(former, current);
   if (renamed) {
     static_cast<void>(files.syncFolder(parentFolder(current)));
@@ -120,7 +142,9 @@ bool holdsSettings(const ProfileReader& file) {
 }
 
 bool isHelpFileMemory(const PreferencePlaces& places, const std::string& former) {
-  if (former != helpMemoryFile(places.folders)) return false;
+  if (former != helpMemoryFile(places.folders)) {
+    return false;
+  }
   const std::unique_ptr<ProfileReader> file = places.profiles.read(former);
   return holdsKey(*file, std::string(kHelpKey)) && !holdsSettings(*file);
 }
@@ -135,7 +159,9 @@ std::string formerPreferenceFile(const SpecialFolders& folders, const OsVersion&
   const bool oldest =
       IsPreWin95(osVersion) || IsWin95(osVersion) || IsWin98(osVersion) || IsWinME(osVersion);
   std::string folder = oldest ? std::string() : folders.templatesFolder();
-  if (folder.empty()) folder = folders.windowsFolder();
+  if (folder.empty()) {
+    folder = folders.windowsFolder();
+  }
   return joined(std::move(folder), kFormerName);
 }
 
@@ -146,9 +172,13 @@ std::string helpMemoryFile(const SpecialFolders& folders) {
 std::string locatePreferenceFile(const PreferencePlaces& places) {
   std::string former = formerPreferenceFile(places.folders, places.osVersion);
   std::string current = currentPreferenceFile(places.folders);
-  if (current.empty() || !MakeFolderPath(places.files, current, kSeparator)) return former;
+  if (current.empty() || !MakeFolderPath(places.files, current, kSeparator)) {
+    return former;
+  }
   const bool exists = isFile(places.files, target(places.files, former));
-  if (!exists || isHelpFileMemory(places, former)) return current;
+  if (!exists || isHelpFileMemory(places, former)) {
+    return current;
+  }
   return moveFile(places.files, former, current) ? current : former;
 }
 

@@ -16,10 +16,16 @@ FormCheck::FormCheck(PrefForms& forms, bool addressesAreBad, std::string_view de
     : forms_(forms), addressesAreBad_(addressesAreBad), decimalSeparator_(decimalSeparator) {}
 
 FormCheck::Verdict FormCheck::run() {
-  if (!minutesAccepted() || !sizeAccepted() || !listsAccepted()) return Verdict::kRefused;
-  if (addressesAreBad_ && !userAgrees()) return Verdict::kDeclined;
+  if (!minutesAccepted() || !sizeAccepted() || !listsAccepted()) {
+    return Verdict::kRefused;
+  }
+  if (addressesAreBad_ && !userAgrees()) {
+    return Verdict::kDeclined;
+  }
   // The question lets events run: the size may be another one by now.
-  if (!sizeRead() || !maximumAccepted()) return Verdict::kRefused;
+  if (!sizeRead() || !maximumAccepted()) {
+    return Verdict::kRefused;
+  }
   return Verdict::kAccepted;
 }
 
@@ -34,7 +40,9 @@ std::optional<double> FormCheck::number(std::string_view control) const {
 
 bool FormCheck::minutesAccepted() {
   const std::optional<double> minutes = number("txtMinutes");
-  if (!minutes || *minutes <= 0) return refuse("Invalid value for how often to forward mail.");
+  if (!minutes || *minutes <= 0) {
+    return refuse("Invalid value for how often to forward mail.");
+  }
   if (*minutes < kFewestMinutes) {
     forms_.setText("txtMinutes", shortestText(kFewestMinutes));
     return refuse("Not allowed to check mail more often than 2 minutes.");
@@ -47,9 +55,11 @@ bool FormCheck::sizeIsLimited() const {
   return forms_.value("chkLimitFileSize") == 1;
 }
 
-/// A negative size is let through: it holds every item back.
+// A negative size is let through: it holds every item back.
 bool FormCheck::sizeAccepted() {
-  if (!sizeIsLimited()) return true;
+  if (!sizeIsLimited()) {
+    return true;
+  }
   const std::optional<double> megabytes = number("txtMaxFileSize");
   return (megabytes && *megabytes != 0) || refuse("Invalid maximum message size entered.");
 }
@@ -72,9 +82,13 @@ bool FormCheck::userAgrees() {
 }
 
 bool FormCheck::sizeRead() {
-  if (!sizeIsLimited()) return true;
+  if (!sizeIsLimited()) {
+    return true;
+  }
   const std::optional<double> megabytes = number("txtMaxFileSize");
-  if (!megabytes) return refuse("Invalid maximum email size to forward given");
+  if (!megabytes) {
+    return refuse("Invalid maximum email size to forward given");
+  }
   values_.megabytes = *megabytes;
   return true;
 }
@@ -82,9 +96,12 @@ bool FormCheck::sizeRead() {
 bool FormCheck::maximumAccepted() {
   const std::optional<double> entered = number("txtMaxToForward");
   const std::optional<std::int32_t> maximum = entered ? toInt32(*entered) : std::nullopt;
-  if (!maximum) return refuse("Invalid entry for maximum emails to forward");
-  if (*maximum <= 0)
+  if (!maximum) {
+    return refuse("Invalid entry for maximum emails to forward");
+  }
+  if (*maximum <= 0) {
     return refuse("Entry for maximum emails to forward must be greater than zero.");
+  }
   values_.maximum = *maximum;
   return true;
 }

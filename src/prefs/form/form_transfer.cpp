@@ -30,11 +30,15 @@ bool hasOption(std::int16_t senderFilter) {
          senderFilter == kForwardAllButListed;
 }
 
-/// A stored code that no option shows leaves them all unselected, and stays until the user selects
-/// one.
+// A stored code that no option shows leaves them all unselected, and stays until the user selects
+// one.
 std::int16_t senderFilter(const PrefForms& forms, std::int16_t stored) {
-  if (isSet(forms, "opbFwdAll")) return kForwardFromAnyone;
-  if (isSet(forms, "opbFwdOnly")) return kForwardOnlyListed;
+  if (isSet(forms, "opbFwdAll")) {
+    return kForwardFromAnyone;
+  }
+  if (isSet(forms, "opbFwdOnly")) {
+    return kForwardOnlyListed;
+  }
   return isSet(forms, "opbFwdAllBut") || hasOption(stored) ? kForwardAllButListed : stored;
 }
 
@@ -50,7 +54,9 @@ std::int16_t textToCheck(const PrefForms& forms) {
 }
 
 PrefForms& connected(PrefForms* forms) {
-  if (forms == nullptr) throw std::logic_error("no form is connected");
+  if (forms == nullptr) {
+    throw std::logic_error("no form is connected");
+  }
   return *forms;
 }
 
@@ -79,7 +85,7 @@ int clsPref::FormToClass() {
   }
 }
 
-/// A size limit that is switched off keeps the size that was stored before.
+// A size limit that is switched off keeps the size that was stored before.
 void clsPref::store(const FormValues& values) {
   const PrefForms& form = *forms_;
   fields_.mdblFwdToFrequency = values.minutes;
@@ -89,7 +95,9 @@ void clsPref::store(const FormValues& values) {
   fields_.mlngMaxToForward = values.maximum;
   fields_.mbolIncludeAttachments = isSet(form, "chkIncludeAttachments");
   fields_.mbolMaxFwdSize = isSet(form, "chkLimitFileSize");
-  if (fields_.mbolMaxFwdSize) fields_.mdblMaxFwdSize = values.megabytes;
+  if (fields_.mbolMaxFwdSize) {
+    fields_.mdblMaxFwdSize = values.megabytes;
+  }
   fields_.mintSenderFilter = senderFilter(form, fields_.mintSenderFilter);
   fields_.mbolFilterText = isSet(form, "chkContentFilter");
   fields_.mintTextToCheck = textToCheck(form);
@@ -116,7 +124,7 @@ int clsPref::ClassToForm() {
   }
 }
 
-/// Every assignment raises the control's reactions; their order is what the user sees of them.
+// Every assignment raises the control's reactions; their order is what the user sees of them.
 void clsPref::fillForm(PrefForms& form) const {
   form.setText("txtMinutes", shortestText(fields_.mdblFwdToFrequency));
   form.setValue("chkForwardStart", fields_.mbolFwdUponStart);
@@ -151,7 +159,9 @@ bool clsPref::formShowsStored() const {
 }
 
 void clsPref::UpdateEmailAddrOnMainForm() {
-  if (forms_ == nullptr) return;
+  if (forms_ == nullptr) {
+    return;
+  }
   const StringList& addresses = fields_.mstrFwdToAddress;
   std::string text;
   std::string_view separator;

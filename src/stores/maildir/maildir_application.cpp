@@ -18,7 +18,7 @@ namespace {
 
 using MailboxRef = std::shared_ptr<MaildirMailbox>;
 
-/// The version of the mail application whose part the store plays.
+// The version of the mail application whose part the store plays.
 constexpr const char* kVersion = "16.0";
 
 std::int32_t toCount(std::size_t size) {
@@ -28,7 +28,7 @@ std::int32_t toCount(std::size_t size) {
   return static_cast<std::int32_t>(size);
 }
 
-/// Some messages of one listing.
+// Some messages of one listing.
 class MaildirSelection : public ItemCollection {
  public:
   MaildirSelection(MailboxRef mailbox, std::shared_ptr<MaildirView> view,
@@ -65,7 +65,7 @@ class MaildirSelection : public ItemCollection {
   std::vector<std::size_t> chosen_;
 };
 
-/// All of the inbox, as it is when it is counted or restricted.
+// All of the inbox, as it is when it is counted or restricted.
 class MaildirItems : public ItemCollection {
  public:
   explicit MaildirItems(MailboxRef mailbox) : mailbox_(std::move(mailbox)) {}
@@ -98,7 +98,7 @@ class MaildirItems : public ItemCollection {
   }
 
   MailboxRef mailbox_;
-  std::shared_ptr<MaildirSelection> all_;  ///< of the last listing
+  std::shared_ptr<MaildirSelection> all_;  // of the last listing
 };
 
 class MaildirInbox : public Folder {
@@ -112,7 +112,7 @@ class MaildirInbox : public Folder {
   MailboxRef mailbox_;
 };
 
-/// Mail arrives by itself, so all that there is to synchronise is the outbox.
+// Mail arrives by itself, so all that there is to synchronise is the outbox.
 class MaildirSync : public SyncObject {
  public:
   explicit MaildirSync(MailboxRef mailbox) : mailbox_(std::move(mailbox)) {}

@@ -87,7 +87,9 @@ void MaildirMailbox::openOutbox() {
   for (const std::string& finding : outbox->findings()) {
     world_.notice(finding);
   }
-  for (const std::string& left : place.leftIn(outbox->folder())) world_.notice(left);
+  for (const std::string& left : place.leftIn(outbox->folder())) {
+    world_.notice(left);
+  }
   marks_ = std::make_unique<ReadMarks>(world_.files, world_.clock, folder_, *outbox, world_.notice);
   delivery_ = std::make_unique<DeliveryWorker>(DeliveryWorker::Setting{
       world_.files, world_.clock, *outbox, world_.transport, world_.executor, world_.events,
@@ -274,7 +276,9 @@ void MaildirMailbox::deliver(std::function<void()> done) {
 }
 
 std::string MaildirMailbox::outboxFolder() const {
-  if (outbox_) return outbox_->folder();
+  if (outbox_) {
+    return outbox_->folder();
+  }
   const auto maildir = world_.files.resolve(settings_.maildir);
   return OutboxPlace(world_.files, maildir ? *maildir : settings_.maildir, settings_.stateFolder,
                      settings_.outbox)

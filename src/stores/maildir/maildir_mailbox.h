@@ -50,14 +50,18 @@ class MaildirMailbox {
   bool unread(const MaildirPlace& place);
   void setUnread(const MaildirPlace& place, bool unread);
   void writeHeldBack() {
-    if (marks_) marks_->writeHeldBack();
+    if (marks_) {
+      marks_->writeHeldBack();
+    }
   }
   /// Another item is being taken. Throws after a send that the outbox's disk refused: what has not
   /// been taken then stays as it is. After the next list() it throws only while the disk still does
   /// not take messages.
   void itemTaken() {
     writeHeldBack();
-    if (outlet_ != Outlet::kOpen) requireOutlet();
+    if (outlet_ != Outlet::kOpen) {
+      requireOutlet();
+    }
   }
   /// The item that is being forwarded, as far as the store can tell.
   std::optional<MaildirPlace> beingForwarded() const;

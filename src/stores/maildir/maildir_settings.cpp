@@ -27,7 +27,7 @@ std::string asPath(const std::string& text, const std::string& home) {
   return path;
 }
 
-/// Nobody means to switch the limit off by a slip of the pen.
+// Nobody means to switch the limit off by a slip of the pen.
 std::size_t asLimit(const std::string& text) {
   std::size_t number = 0;
   const char* end = text.data() + text.size();
@@ -35,7 +35,7 @@ std::size_t asLimit(const std::string& text) {
   return read.ec == std::errc{} && read.ptr == end && number > 0 ? number : kMostPerHour;
 }
 
-/// The forwarding settings are cut at 254 characters; a path may be longer (PATH_MAX).
+// The forwarding settings are cut at 254 characters; a path may be longer (PATH_MAX).
 constexpr std::size_t kValueSize = 4096;
 
 }  // namespace

@@ -42,7 +42,7 @@ bool takesControl(const std::string& command) {
   return command == "show" || command == "set" || command == "click" || command == "key";
 }
 
-/// Forms, or, once there is a point, the controls of one that the command can be for.
+// Forms, or, once there is a point, the controls of one that the command can be for.
 std::vector<std::string> controlWords(const std::string& command, std::string_view word,
                                       const std::vector<Form*>& forms) {
   std::vector<std::string> words;
@@ -52,7 +52,9 @@ std::vector<std::string> controlWords(const std::string& command, std::string_vi
       words.push_back(form->name() + (command == "show" ? "" : "."));
       continue;
     }
-    if (asciiLower(form->name()) != asciiLower(word.substr(0, point))) continue;
+    if (asciiLower(form->name()) != asciiLower(word.substr(0, point))) {
+      continue;
+    }
     for (const Control* control : form->controls()) {
       if (command == "show" || whyNoInput(*control).empty()) {
         words.push_back(form->name() + "." + control->name());
@@ -70,7 +72,9 @@ std::vector<std::string> valueWords(std::string_view name, const std::vector<For
       control = form->find(name.substr(point + 1));
     }
   }
-  if (control == nullptr) return {};
+  if (control == nullptr) {
+    return {};
+  }
   switch (control->kind()) {
     case ControlKind::kCheckBox:
       return {"on", "off"};
@@ -90,13 +94,17 @@ std::vector<std::string> candidates(const std::vector<std::string>& before, std:
   std::vector<std::string> words;
   const std::string command = before.empty() ? "" : asciiLower(before.front());
   if (before.empty() || (command == "help" && before.size() == 1)) {
-    for (const CommandInfo& info : kCommands) words.emplace_back(info.name);
+    for (const CommandInfo& info : kCommands) {
+      words.emplace_back(info.name);
+    }
   } else if (before.size() == 1 && takesControl(command)) {
     words = controlWords(command, word, forms);
   } else if (before.size() == 2 && command == "set") {
     words = valueWords(before[1], forms);
   } else if (before.size() == 1 && command == "close") {
-    for (const Form* form : forms) words.push_back(form->name());
+    for (const Form* form : forms) {
+      words.push_back(form->name());
+    }
   } else if (before.size() == 1 && command == "wait") {
     words = {"idle"};
   }
@@ -121,7 +129,9 @@ std::string commandList() {
   std::string text;
   for (const CommandInfo& info : kCommands) {
     std::string line(info.name);
-    if (!info.arguments.empty()) line += " " + std::string(info.arguments);
+    if (!info.arguments.empty()) {
+      line += " " + std::string(info.arguments);
+    }
     line.resize(std::max(line.size() + 2, kSummaryColumn), ' ');
     text += (text.empty() ? "" : "\n") + line + std::string(info.summary);
   }
@@ -137,7 +147,9 @@ Completion completions(std::string_view line, const std::vector<Form*>& forms) {
     // Blanks behind a word end it; without them it is the one that is being typed. What a control
     // is set to runs to the end of the line.
     const bool value = before.size() == 2 && asciiLower(before.front()) == "set";
-    if (value || taken.empty() || taken.data() + taken.size() == line.data() + line.size()) break;
+    if (value || taken.empty() || taken.data() + taken.size() == line.data() + line.size()) {
+      break;
+    }
     before.emplace_back(taken);
     word = rest;
   }
@@ -147,7 +159,9 @@ Completion completions(std::string_view line, const std::vector<Form*>& forms) {
   found.whole = before.size() != 1 || !takesControl(asciiLower(before.front())) ||
                 word.find('.') != std::string_view::npos;
   for (std::string& each : candidates(before, word, forms)) {
-    if (beginsWith(each, word)) found.words.push_back(std::move(each));
+    if (beginsWith(each, word)) {
+      found.words.push_back(std::move(each));
+    }
   }
   return found;
 }

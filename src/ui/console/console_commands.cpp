@@ -14,7 +14,9 @@ namespace {
 constexpr std::size_t kLogLines = 20;
 
 Result<void> takesNothing(std::string_view rest) {
-  if (rest.empty()) return {};
+  if (rest.empty()) {
+    return {};
+  }
   return Error{0, "this command takes nothing"};
 }
 
@@ -24,28 +26,62 @@ ConsoleCommands::ConsoleCommands(ConsoleProgram& program, ConsoleOutput& out)
     : program_(program), out_(out), forms_(program.forms(), out) {}
 
 Result<void> ConsoleCommands::run(std::string_view name, std::string_view rest) {
-  if (name == "log") return log(rest);
-  if (name == "settings") return settings(rest);
-  if (name == "help") return help(rest);
-  if (name == "forms") return forms_.forms(rest);
-  if (name == "show") return forms_.show(rest);
-  if (name == "set") return forms_.set(rest);
-  if (name == "click") return forms_.click(rest);
-  if (name == "key") return forms_.key(rest);
-  if (name == "close") return forms_.close(rest);
-  if (auto plain = takesNothing(rest); !plain) return plain;
-  if (name == "start") return program_.start();
-  if (name == "stop") return program_.stop();
-  if (name == "test") return program_.test();
-  if (name == "retry") return program_.retry();
-  if (name == "waiting") return program_.waiting();
-  if (name == "refused") return program_.refused();
+  if (name == "log") {
+    return log(rest);
+  }
+  if (name == "settings") {
+    return settings(rest);
+  }
+  if (name == "help") {
+    return help(rest);
+  }
+  if (name == "forms") {
+    return forms_.forms(rest);
+  }
+  if (name == "show") {
+    return forms_.show(rest);
+  }
+  if (name == "set") {
+    return forms_.set(rest);
+  }
+  if (name == "click") {
+    return forms_.click(rest);
+  }
+  if (name == "key") {
+    return forms_.key(rest);
+  }
+  if (name == "close") {
+    return forms_.close(rest);
+  }
+  if (auto plain = takesNothing(rest); !plain) {
+    return plain;
+  }
+  if (name == "start") {
+    return program_.start();
+  }
+  if (name == "stop") {
+    return program_.stop();
+  }
+  if (name == "test") {
+    return program_.test();
+  }
+  if (name == "retry") {
+    return program_.retry();
+  }
+  if (name == "waiting") {
+    return program_.waiting();
+  }
+  if (name == "refused") {
+    return program_.refused();
+  }
   status();
   return {};
 }
 
 void ConsoleCommands::status() {
-  for (const auto& [kind, text] : program_.status()) out_.reply(kind, text);
+  for (const auto& [kind, text] : program_.status()) {
+    out_.reply(kind, text);
+  }
 }
 
 Result<void> ConsoleCommands::log(std::string_view rest) {
@@ -66,14 +102,20 @@ Result<void> ConsoleCommands::log(std::string_view rest) {
 Result<void> ConsoleCommands::settings(std::string_view rest) {
   const std::string_view name = takeWord(rest);
   if (!name.empty()) {
-    if (rest.empty()) return Error{0, "settings takes NAME VALUE, or nothing"};
+    if (rest.empty()) {
+      return Error{0, "settings takes NAME VALUE, or nothing"};
+    }
     auto value = readValue(rest);
-    if (!value) return value.error();
+    if (!value) {
+      return value.error();
+    }
     return program_.changeSetting(name, *value);
   }
   std::string tab;
   for (const Setting& setting : program_.settings()) {
-    if (setting.tab != tab) out_.reply("tab", setting.tab);
+    if (setting.tab != tab) {
+      out_.reply("tab", setting.tab);
+    }
     tab = setting.tab;
     out_.replyFields(
         "setting", setting.name + " " + inQuotes(setting.value) + " " + inQuotes(setting.meaning));
@@ -85,9 +127,12 @@ Result<void> ConsoleCommands::help(std::string_view rest) {
   if (rest.empty()) {
     out_.reply("help", commandList());
     std::string topics;
-    for (const std::string& topic : program_.helpTopics()) topics += "\n  " + topic;
-    if (!topics.empty())
+    for (const std::string& topic : program_.helpTopics()) {
+      topics += "\n  " + topic;
+    }
+    if (!topics.empty()) {
       out_.reply("help", "\nTopics of the manual, shown by help TOPIC:" + topics);
+    }
     return {};
   }
   if (const CommandInfo* info = findCommand(rest)) {
@@ -96,9 +141,13 @@ Result<void> ConsoleCommands::help(std::string_view rest) {
     return {};
   }
   const auto words = readValue(rest);
-  if (!words) return words.error();
+  if (!words) {
+    return words.error();
+  }
   const auto text = program_.helpTopic(*words);
-  if (!text) return Error{0, "there is no command and no topic " + inQuotes(*words)};
+  if (!text) {
+    return Error{0, "there is no command and no topic " + inQuotes(*words)};
+  }
   out_.reply("help", *text);
   return {};
 }

@@ -14,32 +14,34 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// How often it is looked whether the end of a check has come.
+// How often it is looked whether the end of a check has come.
 constexpr milliseconds kIdleLook{20};
-/// And whether a program without input still has something to do.
+// And whether a program without input still has something to do.
 constexpr milliseconds kWorkLook{1000};
-/// A year: more is a slip of the finger.
+// A year: more is a slip of the finger.
 constexpr double kLongestWait = 366.0 * 24 * 3600;
 
 constexpr const char* kPrompt = "relaybird> ";
 
 std::optional<milliseconds> readSeconds(std::string_view text) {
   const auto seconds = readNumber(text);
-  if (!seconds || *seconds < 0 || *seconds > kLongestWait) return std::nullopt;
+  if (!seconds || *seconds < 0 || *seconds > kLongestWait) {
+    return std::nullopt;
+  }
   return milliseconds(static_cast<std::int64_t>(*seconds * 1000));
 }
 
 }  // namespace
 
-/// The wait command that runs now.
+// The wait command that runs now.
 struct ConsoleSession::Wait {
   bool forIdle = false;
-  bool over = false;  ///< its time has run out
+  bool over = false;  // its time has run out
   std::unique_ptr<Timer> limit;
   std::unique_ptr<Timer> look;
 };
 
-/// Counts one more command inside, also when it throws.
+// Counts one more command inside, also when it throws.
 class ConsoleSession::Inside {
  public:
   explicit Inside(int& depth) : depth_(depth) { ++depth_; }
@@ -75,12 +77,16 @@ void ConsoleSession::begin(const std::function<void()>& startUp) {
 
 void ConsoleSession::pumpLater() {
   world_.events.post([this, alive = std::weak_ptr(alive_)] {
-    if (!alive.expired()) pump();
+    if (!alive.expired()) {
+      pump();
+    }
   });
 }
 
 void ConsoleSession::end() {
-  if (std::exchange(ended_, true)) return;
+  if (std::exchange(ended_, true)) {
+    return;
+  }
   tellUnusedAnswers();
   wait_.reset();
   workTimer_.reset();
@@ -97,8 +103,8 @@ void ConsoleSession::setPrompt() {
   }
 }
 
-/// Whether a command has to wait for another one. A script's commands run one after the other; a
-/// person may type `stop` while a check that he started is under way.
+// Whether a command has to wait for another one. A script's commands run one after the other; a
+// person may type `stop` while a check that he started is under way.
 bool ConsoleSession::holdsCommands() const {
   return starting_ || (world_.input != InputKind::kPerson && (depth_ > 0 || wait_ != nullptr));
 }
@@ -110,10 +116,14 @@ bool ConsoleSession::takesLines() const {
 void ConsoleSession::pump() {
   while (takesLines()) {
     const auto line = world_.lines.next();
-    if (!line) break;
+    if (!line) {
+      break;
+    }
     handle(*line);
   }
-  if (inputOver_ && depth_ == 0 && !wait_) handleEnd();
+  if (inputOver_ && depth_ == 0 && !wait_) {
+    handleEnd();
+  }
 }
 
 void ConsoleSession::handle(const InputLine& line) {
@@ -133,10 +143,14 @@ void ConsoleSession::handle(const InputLine& line) {
 }
 
 void ConsoleSession::handleText(std::string_view text) {
-  if (world_.dialogs.asking() && answerBox(text)) return;
+  if (world_.dialogs.asking() && answerBox(text)) {
+    return;
+  }
   std::string_view rest = text;
   const std::string_view name = takeWord(rest);
-  if (name.empty() || name.front() == '#') return;
+  if (name.empty() || name.front() == '#') {
+    return;
+  }
   const CommandInfo* info = findCommand(name);
   if (const BoxView* box = world_.dialogs.question(); box && (!info || !info->whileAsking)) {
     world_.out.error("a box waits for an answer: " + box->title +
@@ -149,7 +163,7 @@ void ConsoleSession::handleText(std::string_view text) {
   }
 }
 
-/// Takes a line without a command as the answer to the box that waits; false where it is none.
+// Takes a line without a command as the answer to the box that waits; false where it is none.
 bool ConsoleSession::answerBox(std::string_view text) {
   const bool person = world_.input == InputKind::kPerson;
   const std::string value = trimBlanks(text);
@@ -159,16 +173,22 @@ bool ConsoleSession::answerBox(std::string_view text) {
     // Enter alone decides nothing; the question just stands there again.
     return nothing;
   }
-  if (value.empty() && !person) return false;
+  if (value.empty() && !person) {
+    return false;
+  }
   finish(world_.dialogs.answer(value));
   return true;
 }
 
 void ConsoleSession::runCommand(std::string_view name, std::string_view rest) {
-  if (wait_) endWait(Error{0, "the wait was cut short"});
+  if (wait_) {
+    endWait(Error{0, "the wait was cut short"});
+  }
   if (name == "wait") {
     const auto begun = beginWait(rest);
-    if (!begun) finish(begun);
+    if (!begun) {
+      finish(begun);
+    }
     return;
   }
   if (name == "quit" || name == "exit") {
@@ -182,8 +202,12 @@ void ConsoleSession::runCommand(std::string_view name, std::string_view rest) {
 
 Result<void> ConsoleSession::outcomeOf(std::string_view name, std::string_view rest) {
   const Inside inside(depth_);
-  if (name == "answer") return answer(rest);
-  if (name == "answers") return answers(rest);
+  if (name == "answer") {
+    return answer(rest);
+  }
+  if (name == "answers") {
+    return answers(rest);
+  }
   try {
     return commands_.run(name, rest);
   } catch (const std::exception& error) {
@@ -202,10 +226,16 @@ void ConsoleSession::finish(const Result<void>& outcome) {
 
 Result<void> ConsoleSession::answer(std::string_view rest) {
   auto values = splitWords(rest);
-  if (!values) return values.error();
-  if (values->empty()) return Error{0, "answer takes what to answer"};
+  if (!values) {
+    return values.error();
+  }
+  if (values->empty()) {
+    return Error{0, "answer takes what to answer"};
+  }
   if (world_.dialogs.asking()) {
-    if (auto taken = world_.dialogs.answer(values->front()); !taken) return taken;
+    if (auto taken = world_.dialogs.answer(values->front()); !taken) {
+      return taken;
+    }
     values->erase(values->begin());
   }
   world_.dialogs.queue(std::move(*values));
@@ -217,7 +247,9 @@ Result<void> ConsoleSession::answers(std::string_view rest) {
     world_.dialogs.clearQueue();
     return {};
   }
-  if (!rest.empty()) return Error{0, "answers takes clear, or nothing"};
+  if (!rest.empty()) {
+    return Error{0, "answers takes clear, or nothing"};
+  }
   for (const std::string& value : world_.dialogs.queued()) {
     world_.out.replyFields("queued", inQuotes(value));
   }
@@ -266,23 +298,29 @@ void ConsoleSession::endWait(const Result<void>& outcome) {
 void ConsoleSession::boxAsks() {
   setPrompt();
   // Nobody can answer while his own line is held up.
-  if (wait_) endWait(Error{0, "a box waits for an answer: " + world_.dialogs.question()->title});
+  if (wait_) {
+    endWait(Error{0, "a box waits for an answer: " + world_.dialogs.question()->title});
+  }
   pumpLater();
 }
 
-/// The box's own caller goes on before any further line is taken.
+// The box's own caller goes on before any further line is taken.
 void ConsoleSession::boxAnswered() {
   answered_ = true;
   setPrompt();
   world_.events.post([this, alive = std::weak_ptr(alive_)] {
-    if (alive.expired()) return;
+    if (alive.expired()) {
+      return;
+    }
     answered_ = false;
     pump();
   });
 }
 
 void ConsoleSession::handleEnd() {
-  if (ended_) return;
+  if (ended_) {
+    return;
+  }
   if (world_.input != InputKind::kNothing) {
     end();
     return;
@@ -293,10 +331,12 @@ void ConsoleSession::handleEnd() {
   }
 }
 
-/// Nobody can switch forwarding on any more: without it there is nothing left to do.
+// Nobody can switch forwarding on any more: without it there is nothing left to do.
 void ConsoleSession::lookForWork() {
   hasWorked_ = hasWorked_ || world_.program.forwardingOn();
-  if (world_.program.forwardingOn() || !world_.program.idle()) return;
+  if (world_.program.forwardingOn() || !world_.program.idle()) {
+    return;
+  }
   exitStatus_ = hasWorked_ ? 0 : 1;
   world_.out.event("note", hasWorked_
                                ? "forwarding has been switched off and nobody can switch it "

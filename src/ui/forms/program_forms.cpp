@@ -10,7 +10,7 @@
 
 namespace relaybird {
 
-/// The forms as the preference object sees them.
+// The forms as the preference object sees them.
 class ProgramForms::Bridge : public PrefForms {
  public:
   Bridge(frmRelaybird& main, frmPrefs& settings, Dialogs& dialogs)

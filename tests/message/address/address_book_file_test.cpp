@@ -31,7 +31,9 @@ class AddressBookFileTest : public testing::Test {
   }
   std::string ann() {
     const auto book = file_.current();
-    if (!book) return "error " + std::to_string(book.error().code);
+    if (!book) {
+      return "error " + std::to_string(book.error().code);
+    }
     const auto mailbox = (*book)->find("ann");
     return mailbox ? mailbox->address : "none";
   }

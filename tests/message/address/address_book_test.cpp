@@ -158,7 +158,9 @@ TEST(AddressBook, ByteOrderMarksAndOldCharacterSetsAreRead) {
             "b@x");
   EXPECT_EQ(addressIn("FN:J\xF6rg\r\nEMAIL:j@x", "Jörg"), "j@x");
   std::string wide = "\xFF\xFE";
-  for (const char c : card("FN:wide\r\nEMAIL:w@x")) wide += {c, '\0'};
+  for (const char c : card("FN:wide\r\nEMAIL:w@x")) {
+    wide += {c, '\0'};
+  }
   EXPECT_EQ(addressOf(AddressBook::parse(wide), "wide"), "w@x");
 }
 

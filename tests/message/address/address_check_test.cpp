@@ -93,7 +93,9 @@ TEST(AddressCheck, KeepsTheLimitsOfSmtp) {
   const std::string domain = label + "." + label + "." + label + ".";  // 192 bytes
   EXPECT_TRUE(isRfc5322Address("a@" + domain + std::string(60, 'e')));
   std::string wide;
-  for (int i = 0; i < 20; ++i) wide += "\u4F8B\u5B50.";  // 11 bytes each in the wire form
+  for (int i = 0; i < 20; ++i) {
+    wide += "\u4F8B\u5B50.";  // 11 bytes each in the wire form
+  }
   EXPECT_TRUE(isRfc5322Address("a@" + wide + "example"));
   EXPECT_FALSE(isRfc5322Address("a@" + wide + "example.example.example.example.example"));
   EXPECT_FALSE(isRfc5322Address("a@" + domain + std::string(61, 'e')));

@@ -139,7 +139,9 @@ std::string oddText(std::mt19937& random) {
       "_",        "xn--",   "=?",          "?=",      "\t",     "\n",  "'", "%",      "Joe <",
       "\"a b\"@", "\u0430", "@x.org",      "@x.org>", "\u200B", "\xFF"};
   std::string text;
-  for (auto left = random() % 6 + 1; left > 0; --left) text += kPieces[random() % kPieces.size()];
+  for (auto left = random() % 6 + 1; left > 0; --left) {
+    text += kPieces[random() % kPieces.size()];
+  }
   return text + (random() % 2 == 0   ? "@m\u00FCnchen.example"
                  : random() % 2 == 0 ? " <joe@x.org>"
                                      : "");
@@ -151,7 +153,9 @@ TEST(StrictMailbox, WhatIsReadAndWrittenIsReadAgainAsTheSame) {
   for (int i = 0; i < 60'000; ++i) {
     const std::string typed = oddText(random);
     const auto mailbox = readRecipient(typed);
-    if (!mailbox) continue;
+    if (!mailbox) {
+      continue;
+    }
     ++read;
     const auto at = mailbox->address.rfind('@');
     EXPECT_NE(typed.find(mailbox->address.substr(0, at + 1)), std::string::npos) << typed;

@@ -17,7 +17,9 @@ struct Sample {
 };
 
 void expectAll(std::initializer_list<Sample> samples) {
-  for (const Sample& sample : samples) EXPECT_EQ(decodeHeaderText(sample.raw), sample.text);
+  for (const Sample& sample : samples) {
+    EXPECT_EQ(decodeHeaderText(sample.raw), sample.text);
+  }
 }
 
 TEST(EncodedWord, BothEncodingsAreDecoded) {

@@ -36,7 +36,9 @@ TEST(HostileHtml, ACharacterBehindALoneAngleBracketIsNotCutInTwo) {
 
 TEST(HostileHtml, MoreAttributesThanAnyTagHasAreDropped) {
   std::string tag = "<p";
-  for (int i = 0; i < 200'000; ++i) tag += " a" + std::to_string(i);
+  for (int i = 0; i < 200'000; ++i) {
+    tag += " a" + std::to_string(i);
+  }
   EXPECT_EQ(htmlToText("before" + tag + ">behind"), "before\n\nbehind");
 }
 

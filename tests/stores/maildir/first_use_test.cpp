@@ -21,8 +21,8 @@ namespace {
 constexpr int kTrials = 1000;
 constexpr unsigned kPatience = 60;  // seconds, for one trial on a machine that is busy
 
-/// A disk on which the first opening of a file in the outbox and the first in the inbox wait for
-/// each other: what is done with the two files begins at the same instant.
+// A disk on which the first opening of a file in the outbox and the first in the inbox wait for
+// each other: what is done with the two files begins at the same instant.
 class MeetingDisk : public UnsyncedDisk {
  public:
   MeetingDisk(Sleeper& sleeper, std::string outbox, std::string inbox)
@@ -30,8 +30,12 @@ class MeetingDisk : public UnsyncedDisk {
 
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
     auto file = UnsyncedDisk::open(path);
-    if (path.starts_with(outbox_) && !outboxOpened_.exchange(true)) meeting_.arrive_and_wait();
-    if (path.starts_with(inbox_) && !inboxOpened_.exchange(true)) meeting_.arrive_and_wait();
+    if (path.starts_with(outbox_) && !outboxOpened_.exchange(true)) {
+      meeting_.arrive_and_wait();
+    }
+    if (path.starts_with(inbox_) && !inboxOpened_.exchange(true)) {
+      meeting_.arrive_and_wait();
+    }
     return file;
   }
 
@@ -43,8 +47,8 @@ class MeetingDisk : public UnsyncedDisk {
   std::barrier<> meeting_{2};
 };
 
-/// A mailbox with a message to read, and one that an earlier run left in the outbox. No trial
-/// changes either, so that all can use the same.
+// A mailbox with a message to read, and one that an earlier run left in the outbox. No trial
+// changes either, so that all can use the same.
 struct Machine {
   Machine() {
     for (const char* part : {"/new", "/cur", "/tmp"}) {
@@ -65,8 +69,8 @@ struct Machine {
   std::string outbox = state + "/outbox";
 };
 
-/// Opens the store, which begins to deliver what waits, and reads the new message meanwhile.
-/// Whether both were done.
+// Opens the store, which begins to deliver what waits, and reads the new message meanwhile.
+// Whether both were done.
 bool deliverAndRead(const Machine& machine) {
   FakeClock clock;
   RecordingSleeper sleeper(clock);
@@ -92,8 +96,8 @@ bool deliverAndRead(const Machine& machine) {
              std::vector<std::string>{"cell@phone.example"};
 }
 
-/// The exit status of a fresh process in which worker and pass begin at once; the negative signal
-/// where one ended it.
+// The exit status of a fresh process in which worker and pass begin at once; the negative signal
+// where one ended it.
 int tryOnce(const Machine& machine) {
   const pid_t child = ::fork();
   if (child == 0) {
@@ -112,10 +116,14 @@ TEST(FirstUse, AWorkerAndAPassThatBeginAtTheSameInstantBothDoTheirWork) {
   int failed = 0;
   for (int trial = 0; trial < kTrials; ++trial) {
     const int status = tryOnce(machine);
-    if (status == 0) continue;
+    if (status == 0) {
+      continue;
+    }
     ++failed;
     ADD_FAILURE() << "trial " << trial << " ended with " << status;
-    if (failed == 3) break;
+    if (failed == 3) {
+      break;
+    }
   }
   EXPECT_EQ(failed, 0);
 }

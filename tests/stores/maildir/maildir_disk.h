@@ -48,7 +48,9 @@ class UnsyncedDisk : public PosixFileSystem {
   };
 
   static Result<std::unique_ptr<OutputFile>> wrapped(Result<std::unique_ptr<OutputFile>> file) {
-    if (!file) return file;
+    if (!file) {
+      return file;
+    }
     return std::unique_ptr<OutputFile>(std::make_unique<File>(std::move(*file)));
   }
 };
@@ -64,14 +66,20 @@ class CountingDisk : public FaultyFileSystem {
   }
   Result<std::vector<FolderEntry>> list(const std::string& folder) override {
     listed.push_back(folder);
-    if (unreadable(folder)) return Error{13, folder + ": Permission denied"};
+    if (unreadable(folder)) {
+      return Error{13, folder + ": Permission denied"};
+    }
     auto result = FaultyFileSystem::list(folder);
-    if (afterList) afterList(folder);
+    if (afterList) {
+      afterList(folder);
+    }
     return result;
   }
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
     opened.push_back(path);
-    if (unopenable && unopenable(path)) return Error{13, path + ": Permission denied"};
+    if (unopenable && unopenable(path)) {
+      return Error{13, path + ": Permission denied"};
+    }
     return FaultyFileSystem::open(path);
   }
 

@@ -21,7 +21,7 @@ class MaildirFolderTest : public testing::Test {
     EXPECT_TRUE(result) << (result ? "" : result.error().text);
     return result ? std::move(*result) : MaildirListing();
   }
-  /// "id" for what is unread, "id seen" for what has been read.
+  // "id" for what is unread, "id seen" for what has been read.
   std::vector<std::string> marks() {
     std::vector<std::string> texts;
     for (const MaildirMessage& message : list()) {
@@ -191,7 +191,9 @@ TEST_F(MaildirFolderTest, AVanishedMessageIsReportedOnceTheFoldersWereSearchedTw
 }
 
 TEST_F(MaildirFolderTest, AMailboxClearedUnderTheWalkIsSearchedOnce) {
-  for (int i = 0; i < 100; ++i) mail.deliver("new/" + std::to_string(100 + i) + ".a");
+  for (int i = 0; i < 100; ++i) {
+    mail.deliver("new/" + std::to_string(100 + i) + ".a");
+  }
   auto listing = list();
   for (int i = 1; i < 100; ++i) {
     std::filesystem::remove(mail.maildir + "/new/" + std::to_string(100 + i) + ".a");
@@ -217,7 +219,9 @@ TEST_F(MaildirFolderTest, AMessageMissedByOneSearchIsFoundByTheNext) {
   mail.move("new/1.a", "tmp/1.a");
   int looks = 0;
   mail.disk.afterList = [&](const std::string&) {
-    if (++looks == 2) mail.move("tmp/1.a", "cur/1.a:2,");
+    if (++looks == 2) {
+      mail.move("tmp/1.a", "cur/1.a:2,");
+    }
   };
   ASSERT_TRUE(folder.setSeen(listing, 0, true));
   EXPECT_THAT(mail.contents(), ElementsAre("cur/1.a:2,S"));

@@ -30,10 +30,12 @@ class MaildirForwardTest : public testing::Test {
   }
   std::vector<std::string> messageIds() const {
     std::vector<std::string> ids;
-    for (const auto& file : house.outbox()) ids.push_back(fieldOf(file.bytes, "Message-ID"));
+    for (const auto& file : house.outbox()) {
+      ids.push_back(fieldOf(file.bytes, "Message-ID"));
+    }
     return ids;
   }
-  /// Everything but the outbox's folders is read-only from now on.
+  // Everything but the outbox's folders is read-only from now on.
   void makeInboxReadOnly() {
     house.disk.renameRefused = [this](const std::string& step) {
       return step.find(house.maildir + "/") != std::string::npos;
@@ -221,7 +223,9 @@ TEST_F(MaildirForwardTest, AReadOnlyMaildirIsMentionedOncePerMessage) {
   received();
   makeInboxReadOnly();
   house.forward(house.unread()->Item(1));
-  for (int i = 0; i < 3; ++i) (void)house.unread();
+  for (int i = 0; i < 3; ++i) {
+    (void)house.unread();
+  }
   EXPECT_EQ(house.notices.size(), 1U);
 }
 
@@ -263,7 +267,9 @@ TEST_F(MaildirForwardTest, AForwardIsSettledOnlyWhenBothFoldersOfItsMarkWereSync
     const auto settledLines = [&] {
       const std::string text = readBytes(journal);
       std::size_t count = 0;
-      for (std::size_t at = 0; (at = text.find(" settled ", at)) != text.npos; ++at) ++count;
+      for (std::size_t at = 0; (at = text.find(" settled ", at)) != text.npos; ++at) {
+        ++count;
+      }
       return count;
     };
     const std::size_t before = settledLines();

@@ -33,7 +33,9 @@ std::vector<OutboxFile> outboxFiles(const std::string& folder) {
 std::string fieldOf(std::string_view message, const std::string& name) {
   const std::string_view head = message.substr(0, message.find("\n\n") + 1);
   const std::size_t at = ("\n" + std::string(head)).find("\n" + name + ": ");
-  if (at == std::string::npos) return {};
+  if (at == std::string::npos) {
+    return {};
+  }
   const std::size_t value = at + name.size() + 2;
   return std::string(head.substr(value, head.find('\n', value) - value));
 }

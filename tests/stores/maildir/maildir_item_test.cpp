@@ -30,7 +30,7 @@ MailText named(const std::string& subject) {
 
 class MaildirItemTest : public testing::Test {
  protected:
-  /// Delivered as new mail; the item comes from a walk over the unread ones.
+  // Delivered as new mail; the item comes from a walk over the unread ones.
   std::shared_ptr<MailItem> received(const std::string& text) {
     house.deliver("new/1700000001.a", text);
     return house.unread()->Item(1);
@@ -40,7 +40,9 @@ class MaildirItemTest : public testing::Test {
 };
 
 TEST_F(MaildirItemTest, IdentifierAndReadMarkOpenNoFile) {
-  for (int i = 0; i < 20; ++i) house.deliver("new/17000000" + std::to_string(10 + i) + ".a");
+  for (int i = 0; i < 20; ++i) {
+    house.deliver("new/17000000" + std::to_string(10 + i) + ".a");
+  }
   house.application();
   house.disk.opened.clear();
   const auto unread = house.unread();
@@ -55,7 +57,9 @@ TEST_F(MaildirItemTest, IdentifierAndReadMarkOpenNoFile) {
 }
 
 TEST_F(MaildirItemTest, ThirtyThousandItemsAreWalkedWithoutOpeningOne) {
-  for (int i = 0; i < 30000; ++i) house.deliver("new/" + std::to_string(1700000000 + i) + ".a", "");
+  for (int i = 0; i < 30000; ++i) {
+    house.deliver("new/" + std::to_string(1700000000 + i) + ".a", "");
+  }
   house.application();
   house.disk.opened.clear();
   house.disk.listed.clear();

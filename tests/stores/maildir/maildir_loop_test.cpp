@@ -34,7 +34,7 @@ class EchoTest : public testing::Test {
                       "@phone.example>\n"
                       "Date: Fri, 20 Nov 2026 15:04:05 +0000\n\nHello\n");
   }
-  /// A check as the inbox pass makes it, and the synchronisation that sends.
+  // A check as the inbox pass makes it, and the synchronisation that sends.
   void check() {
     const auto unread = house.unread();
     for (std::int32_t i = unread->Count(); i >= 1; --i) {
@@ -53,12 +53,20 @@ class EchoTest : public testing::Test {
 };
 
 TEST_F(EchoTest, AnEchoThatQuotesNothingIsBoundedAndNothingOfItIsLost) {
-  for (int i = 0; i < 3; ++i) arrive();
-  for (int i = 0; i < 3; ++i) check();
+  for (int i = 0; i < 3; ++i) {
+    arrive();
+  }
+  for (int i = 0; i < 3; ++i) {
+    check();
+  }
   house.open();
-  for (int i = 0; i < 10; ++i) check();
+  for (int i = 0; i < 10; ++i) {
+    check();
+  }
   house.open();
-  for (int i = 0; i < 100; ++i) check();
+  for (int i = 0; i < 100; ++i) {
+    check();
+  }
   EXPECT_EQ(left(), kMost);
   EXPECT_EQ(arrived, kMost + 3);
   EXPECT_EQ(forwarded, arrived);
@@ -73,7 +81,9 @@ TEST_F(EchoTest, AnEchoThatQuotesNothingIsBoundedAndNothingOfItIsLost) {
 
 // A service manager that starts the program again and again must not give it a new hour each time.
 TEST_F(EchoTest, ANewStartAfterEveryCheckDoesNotLetMoreLeave) {
-  for (int i = 0; i < 3; ++i) arrive();
+  for (int i = 0; i < 3; ++i) {
+    arrive();
+  }
   for (int i = 0; i < 25; ++i) {
     check();
     house.open();

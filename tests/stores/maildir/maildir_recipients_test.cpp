@@ -15,7 +15,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// The value of an address field without its folds; empty where there is none.
+// The value of an address field without its folds; empty where there is none.
 std::string addressField(const std::string& message, const std::string& name) {
   std::string head = message.substr(0, message.find("\n\n") + 1);
   for (std::size_t fold = head.find("\n "); fold != std::string::npos; fold = head.find("\n ")) {
@@ -35,7 +35,7 @@ class MaildirRecipientsTest : public testing::Test {
     house.open();
   }
 
-  /// A forward of a new message, not yet addressed.
+  // A forward of a new message, not yet addressed.
   std::shared_ptr<MailItem> forward() {
     house.deliver("new/" + std::to_string(1'700'000'000 + ++count_) + ".a", mailText({}));
     const auto unread = house.unread();
@@ -45,15 +45,15 @@ class MaildirRecipientsTest : public testing::Test {
   }
 
   struct Left {
-    std::string field;       ///< of the message in the outbox, To or Bcc
-    std::string recipients;  ///< that the transport was told
+    std::string field;       // of the message in the outbox, To or Bcc
+    std::string recipients;  // that the transport was told
     bool operator==(const Left&) const = default;
     friend void PrintTo(const Left& left, std::ostream* out) {
       *out << left.field << " | " << left.recipients;
     }
   };
 
-  /// What leaves for an entry of the list of recipients; nothing where it does not resolve.
+  // What leaves for an entry of the list of recipients; nothing where it does not resolve.
   std::optional<Left> leavesFor(const std::string& typed, RecipientType type) {
     const auto item = forward();
     item->Recipients()->Add(typed)->Type(type);
@@ -65,7 +65,9 @@ class MaildirRecipientsTest : public testing::Test {
     item->send();
     Left left;
     const auto files = house.outbox();
-    if (files.size() != 1) return left;
+    if (files.size() != 1) {
+      return left;
+    }
     left.field =
         addressField(files.front().bytes, type == RecipientType::kBlindCopy ? "Bcc" : "To");
     createAs<UtilityObject>(house.factory(), prog_id::kUtility)->DeliverNow();
@@ -118,7 +120,9 @@ TEST_F(MaildirRecipientsTest, ANameGoesAlongAndChangesNoAddress) {
   EXPECT_EQ(leavesFor("\"Doe, Joe <x@y>\" <joe@example.com>", RecipientType::kTo),
             (Left{"\"Doe, Joe <x@y>\" <joe@example.com>", "joe@example.com"}));
   std::string longName = "J\u00F6rg";
-  for (int i = 0; i < 40; ++i) longName += " and so on";
+  for (int i = 0; i < 40; ++i) {
+    longName += " and so on";
+  }
   const auto left = leavesFor(longName + " <\"a  b\"@example.com>", RecipientType::kTo);
   ASSERT_TRUE(left);
   EXPECT_THAT(left->field, EndsWith(" <\"a  b\"@example.com>"));

@@ -10,7 +10,7 @@ namespace {
 
 using Keys = std::map<std::string, std::string>;
 
-/// Section "mail" as a table.
+// Section "mail" as a table.
 class TableReader : public ProfileReader {
  public:
   explicit TableReader(Keys keys) : keys_(std::move(keys)) {}

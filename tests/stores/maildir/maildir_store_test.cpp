@@ -35,7 +35,7 @@ TEST_F(MaildirStoreTest, TouchesNothingBeforeItIsUsed) {
   EXPECT_THAT(house.disk.listed, IsEmpty());
 }
 
-/// Lets the folders' last change lie that far back by the house's clock.
+// Lets the folders' last change lie that far back by the house's clock.
 void letTimeGoBy(MaildirHouse& house, std::chrono::seconds age) {
   const auto changed = std::chrono::file_clock::from_sys(house.clock.now() - age);
   for (const char* part : {"/new", "/cur"}) {

@@ -21,13 +21,15 @@ class OutboxPlaceTest : public testing::Test {
  protected:
   OutboxPlaceTest() {
     fs::create_directories(state);
-    for (const std::string& mailbox : {ann, work}) fs::create_directories(mailbox + "/new");
+    for (const std::string& mailbox : {ann, work}) {
+      fs::create_directories(mailbox + "/new");
+    }
   }
 
   OutboxPlace place(const std::string& mailbox, const std::string& named = "") {
     return {files, mailbox, state, named};
   }
-  /// Opens the outbox of a mailbox, for as long as the result lives.
+  // Opens the outbox of a mailbox, for as long as the result lives.
   std::unique_ptr<Outbox> open(const std::string& mailbox, const std::string& named = "") {
     auto outbox = place(mailbox, named).open(clock, countingRandom());
     EXPECT_TRUE(outbox) << outbox.error().text;
@@ -199,12 +201,14 @@ TEST_F(OutboxPlaceTest, AnOutboxWhoseNoteCannotBeWrittenIsNotUsed) {
   EXPECT_TRUE(full.open(clock, countingRandom())) << "it says whose it is already";
 }
 
-/// A disk on which another mailbox's program takes the outbox between the look and the lock.
+// A disk on which another mailbox's program takes the outbox between the look and the lock.
 class SlowerDisk : public UnsyncedDisk {
  public:
   using UnsyncedDisk::UnsyncedDisk;
   Result<std::unique_ptr<FolderLock>> lockFolder(const std::string& folder) override {
-    if (before) std::exchange(before, nullptr)();
+    if (before) {
+      std::exchange(before, nullptr)();
+    }
     return UnsyncedDisk::lockFolder(folder);
   }
   std::function<void()> before;

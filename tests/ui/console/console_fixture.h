@@ -39,7 +39,9 @@ class TypedLines : public LineSource {
   explicit TypedLines(EventQueue& events) : events_(events) {}
   void listen(std::function<void()> onLines) override { onLines_ = std::move(onLines); }
   std::optional<InputLine> next() override {
-    if (lines_.empty()) return std::nullopt;
+    if (lines_.empty()) {
+      return std::nullopt;
+    }
     InputLine line = std::move(lines_.front());
     lines_.pop_front();
     return line;
@@ -49,7 +51,9 @@ class TypedLines : public LineSource {
   void put(InputLine line) {
     lines_.push_back(std::move(line));
     events_.post([this] {
-      if (onLines_) onLines_();
+      if (onLines_) {
+        onLines_();
+      }
     });
   }
   std::size_t waiting() const { return lines_.size(); }
@@ -99,12 +103,16 @@ class SmallProgram : public ConsoleProgram {
   }
   std::vector<Form*> forms() override { return {&window, &dialog}; }
   Result<void> start() override {
-    if (onStart) onStart();
+    if (onStart) {
+      onStart();
+    }
     return {};
   }
   Result<void> stop() override { return Error{0, "forwarding is off"}; }
   Result<void> test() override {
-    if (onTest) onTest();
+    if (onTest) {
+      onTest();
+    }
     return {};
   }
   Result<void> retry() override { return Error{0, "a try is under way"}; }
@@ -115,13 +123,17 @@ class SmallProgram : public ConsoleProgram {
     return {{"General", "txtName", window.txtName.text(), "Name:"}};
   }
   Result<void> changeSetting(std::string_view name, const std::string& value) override {
-    if (name != "txtName") return Error{0, "no such setting"};
+    if (name != "txtName") {
+      return Error{0, "no such setting"};
+    }
     window.txtName.setText(value);
     return {};
   }
   const std::vector<std::string>& log() override { return window.lstLog.list(); }
   std::optional<std::string> helpTopic(std::string_view words) override {
-    if (words != "mail rules") return std::nullopt;
+    if (words != "mail rules") {
+      return std::nullopt;
+    }
     return "Rules decide.\nAll of them.";
   }
   std::vector<std::string> helpTopics() override { return {"mail rules"}; }
@@ -153,7 +165,9 @@ class ConsoleBench {
                  }}) {}
 
   ConsoleOutput& output() {
-    if (input == InputKind::kPerson) return terminal;
+    if (input == InputKind::kPerson) {
+      return terminal;
+    }
     return script;
   }
   void begin() {
@@ -163,7 +177,9 @@ class ConsoleBench {
   void putEnd() { lines.put({InputLine::Kind::kEnd, {}}); }
   /// Lets everything happen that can without a further line, and returns what was printed.
   std::string settle() {
-    if (!session.ended()) loop.runUntil([this] { return session.ended(); });
+    if (!session.ended()) {
+      loop.runUntil([this] { return session.ended(); });
+    }
     return transcript.take();
   }
   /// The replies to lines that come one after the other.
@@ -179,9 +195,15 @@ class ConsoleBench {
   MainLoop loop{MainLoopSystem{[this] { return now; },
                                [this](pollfd* descriptors, nfds_t count, int timeout) {
                                  const int ready = ::poll(descriptors, count, 0);
-                                 if (ready != 0) return ready;
-                                 if (timeout > 0) now += std::chrono::milliseconds(timeout);
-                                 if (timeout < 0) loop.quit();
+                                 if (ready != 0) {
+                                   return ready;
+                                 }
+                                 if (timeout > 0) {
+                                   now += std::chrono::milliseconds(timeout);
+                                 }
+                                 if (timeout < 0) {
+                                   loop.quit();
+                                 }
                                  return 0;
                                }}};
   InputKind input;

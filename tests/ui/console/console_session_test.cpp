@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A script that sends lines over a pipe.
+// A script that sends lines over a pipe.
 class ScriptSession : public testing::Test {
  protected:
   ScriptSession() {
@@ -63,7 +63,9 @@ TEST_F(ScriptSession, PrintsWhatHappensAsItHappens) {
 }
 
 TEST_F(ScriptSession, ShowsTheEndOfTheLog) {
-  for (int i = 1; i <= 30; ++i) program.window.lstLog.addItem("line " + std::to_string(i));
+  for (int i = 1; i <= 30; ++i) {
+    program.window.lstLog.addItem("line " + std::to_string(i));
+  }
   bench.transcript.take();
   EXPECT_EQ(say("log 2"), "line: line 29\nline: line 30\nok\n");
   const std::string twenty = say("log");
@@ -163,9 +165,13 @@ TEST_F(ScriptSession, AnInputBoxTakesItsTextFromAnswerAlone) {
 TEST_F(ScriptSession, ABoxOfATimerOnTopIsAnsweredFirst) {
   std::string order;
   const auto timer = bench.loop.makeTimer(1000ms, [&] {
-    if (!order.empty()) return;
+    if (!order.empty()) {
+      return;
+    }
     order += "(";
-    for (const char* line : {"Yes", "Cancel", "Yes"}) bench.put(line);
+    for (const char* line : {"Yes", "Cancel", "Yes"}) {
+      bench.put(line);
+    }
     EXPECT_EQ(bench.ask(BoxButtons::kOkCancel, "Timer"), BoxAnswer::kCancel);
     order += ")";
   });
@@ -184,7 +190,9 @@ TEST_F(ScriptSession, ABoxOfATimerOnTopIsAnsweredFirst) {
 TEST_F(ScriptSession, TimersTickWhileABoxWaits) {
   int ticks = 0;
   const auto timer = bench.loop.makeTimer(1000ms, [&] {
-    if (++ticks == 5) bench.put("Yes");
+    if (++ticks == 5) {
+      bench.put("Yes");
+    }
   });
   program.onTest = [&] {
     timer->setEnabled(true);
@@ -240,7 +248,9 @@ TEST_F(ScriptSession, ABoxEndsAWaitSoThatTheScriptCanAnswer) {
   program.isIdle = false;
   bool over = false;
   const auto timer = bench.loop.makeTimer(1000ms, [&] {
-    if (!std::exchange(over, true)) bench.ask(BoxButtons::kOk, "Test Complete");
+    if (!std::exchange(over, true)) {
+      bench.ask(BoxButtons::kOk, "Test Complete");
+    }
   });
   timer->setEnabled(true);
   bench.put("wait idle");
@@ -308,7 +318,7 @@ TEST(StartingSession, LinesBeforeTheStartIsOverAnswerItsBoxesAlone) {
   EXPECT_EQ(started, 1);
 }
 
-/// The null device: its end comes at once.
+// The null device: its end comes at once.
 class ServiceSession : public testing::Test {
  protected:
   ServiceSession() { bench.putEnd(); }

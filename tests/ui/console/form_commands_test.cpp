@@ -10,7 +10,7 @@ namespace {
 
 class FormCommandsTest : public testing::Test {
  protected:
-  /// "" where it was done, else why not.
+  // "" where it was done, else why not.
   static std::string why(const Result<void>& outcome) {
     return outcome ? "" : outcome.error().text;
   }
@@ -121,7 +121,9 @@ TEST_F(FormCommandsTest, ChoosesAnEntryByItsTextElseByItsPosition) {
 }
 
 TEST_F(FormCommandsTest, SelectsEntriesOfAList) {
-  for (const char* line : {"a", "b", "c"}) window.lstLog.addItem(line);
+  for (const char* line : {"a", "b", "c"}) {
+    window.lstLog.addItem(line);
+  }
   EXPECT_EQ(why(commands.set("frmMain.lstLog 2, 0")), "");
   EXPECT_EQ(window.lstLog.selection(), (std::set<std::size_t>{0, 2}));
   EXPECT_EQ(why(commands.set("frmMain.lstLog all")), "");

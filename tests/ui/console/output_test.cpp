@@ -25,7 +25,7 @@ TEST(ScriptOutput, EveryItemIsOneLine) {
             "error: no \"that\"\nok\n");
 }
 
-/// Writes down when it is hidden and shown.
+// Writes down when it is hidden and shown.
 class RecordingPrompt : public Prompt {
  public:
   explicit RecordingPrompt(Transcript& transcript) : transcript_(transcript) {}
@@ -141,7 +141,9 @@ TEST_F(DescriptorSinkTest, AReaderThatDoesNotReadCannotHoldUpAProgramThatIsToEnd
 
 TEST_F(DescriptorSinkTest, WhatAFullDiskRefusesIsLostAndTheRestGoesOn) {
   const Descriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
-  if (!full) GTEST_SKIP() << "this system has no /dev/full";
+  if (!full) {
+    GTEST_SKIP() << "this system has no /dev/full";
+  }
   DescriptorSink out(full.get(), -1, [this] { ++broken; });
   out.write("one\n");
   out.write("two\n");

@@ -20,7 +20,7 @@ class ProgramCommandsTest : public ProgramTest {
     }
     return *commands_;
   }
-  /// "ok", or the sentence of the error.
+  // "ok", or the sentence of the error.
   static std::string said(const Result<void>& outcome) {
     return outcome ? "ok" : outcome.error().text;
   }
@@ -33,13 +33,13 @@ class ProgramCommandsTest : public ProgramTest {
     dialogs_.answer(BoxAnswer::kYes);
     return said(commands().test());
   }
-  /// A synchronisation runs, and is not over before the test says so.
+  // A synchronisation runs, and is not over before the test says so.
   void synchronise() {
     store_.setSyncEndsByItself(false);
     main().engine().schedule().SyncStart();
     ASSERT_TRUE(state().syncBusy);
   }
-  /// Runs `event` once, while a check is at its first item.
+  // Runs `event` once, while a check is at its first item.
   void inACheck(std::function<void()> event) {
     screen_.onProcessPendingEvents = [this, event = std::move(event)] {
       if (status().starts_with("Checking unread") && !std::exchange(inside_, true)) {
@@ -138,7 +138,9 @@ TEST_F(ProgramCommandsTest, ATestWhoseCheckHadAProblemIsAnError) {
     letPass(std::chrono::minutes{1});
     deliver("supper");
     store_.setHook([failing](std::string_view call) {
-      if (call == failing) throw MailStoreError("the disk is full");
+      if (call == failing) {
+        throw MailStoreError("the disk is full");
+      }
     });
     EXPECT_EQ(test(), "there was a problem; see the log");
     store_.setHook({});
@@ -256,7 +258,9 @@ TEST_F(ProgramCommandsTest, StatusTellsSinceWhenChecksHaveFailedAndWhy) {
   oneAddress();
   (void)program();
   store_.setHook([](std::string_view call) {
-    if (call == "ItemCollection.Restrict") throw MailStoreError("the disk is full");
+    if (call == "ItemCollection.Restrict") {
+      throw MailStoreError("the disk is full");
+    }
   });
   main().engine().pass().ForwardMail();
   EXPECT_THAT(commands().status(),

@@ -47,7 +47,9 @@ TEST(Quoting, PeopleReadSingleBackslashes) {
 
 TEST(Quoting, WhatIsQuotedReadsBackAsItWas) {
   std::string every;
-  for (int byte = 0; byte < 256; ++byte) every += static_cast<char>(byte);
+  for (int byte = 0; byte < 256; ++byte) {
+    every += static_cast<char>(byte);
+  }
   every += "Grüße \" \\ \\n";
   const auto value = readValue("  " + inQuotes(every) + " ");
   ASSERT_TRUE(value) << value.error().text;

@@ -12,7 +12,9 @@ namespace {
 
 const Setting* find(const std::vector<Setting>& settings, const std::string& name) {
   for (const Setting& setting : settings) {
-    if (setting.name == name) return &setting;
+    if (setting.name == name) {
+      return &setting;
+    }
   }
   return nullptr;
 }

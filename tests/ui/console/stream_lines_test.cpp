@@ -49,7 +49,9 @@ TEST(LineSplitter, TheLongestLineIsTakenAndOneByteMoreIsNot) {
 TEST(LineSplitter, ALineOfTenMegabytesIsOneErrorWhateverItsPieces) {
   LineSplitter splitter;
   const std::string piece(10007, 'x');
-  for (int i = 0; i < 1000; ++i) splitter.feed(piece);
+  for (int i = 0; i < 1000; ++i) {
+    splitter.feed(piece);
+  }
   EXPECT_TRUE(splitter.empty());
   splitter.feed("\nstatus\n");
   EXPECT_EQ(linesOf(splitter), (Lines{"! the line is longer than 65536 bytes", "status"}));
@@ -116,7 +118,9 @@ TEST_F(StreamLinesTest, DoesNotReadAheadOfLinesThatNobodyTakes) {
   write("one\n");
   loop.runUntil([&] { return told == 1; });
   write("two\n");
-  for (int i = 0; i < 10; ++i) loop.processPending();
+  for (int i = 0; i < 10; ++i) {
+    loop.processPending();
+  }
   EXPECT_EQ(told, 1);
   char byte = 0;
   ASSERT_EQ(::fcntl(reading.get(), F_SETFL, O_NONBLOCK), 0);
@@ -127,11 +131,15 @@ TEST_F(StreamLinesTest, TenMegabytesThroughAPipeAreOneErrorLine) {
   StreamLines lines(loop, reading.get());
   std::vector<InputLine> got;
   lines.listen([&] {
-    while (auto line = lines.next()) got.push_back(std::move(*line));
+    while (auto line = lines.next()) {
+      got.push_back(std::move(*line));
+    }
   });
   std::thread writer([&] {
     const std::string piece(100000, '\x01');
-    for (int i = 0; i < 100; ++i) write(piece);
+    for (int i = 0; i < 100; ++i) {
+      write(piece);
+    }
     write("\nstatus\n");
     writing.close();
   });

@@ -21,7 +21,7 @@
 namespace relaybird::desktop {
 namespace {
 
-/// Counts what reaches the application.
+// Counts what reaches the application.
 class CountingApp : public wxAppConsole {
  public:
   bool OnExceptionInMainLoop() override {
@@ -46,7 +46,7 @@ class WxLoopTest : public testing::Test {
   }
   ~WxLoopTest() override { wxEntryCleanup(); }
 
-  /// Runs the loop until `done`, looked at after each event.
+  // Runs the loop until `done`, looked at after each event.
   void runUntil(const std::function<bool()>& done) {
     std::unique_ptr<wxEventLoopBase> loop(app_->GetTraits()->CreateEventLoop());
     const wxEventLoopActivator active(loop.get());
@@ -144,7 +144,7 @@ TEST_F(WxLoopTest, AnEndAskedForInTheLoopOfABoxEndsTheMainLoopToo) {
 
 class KeptInputTest : public WxLoopTest {
  protected:
-  /// Keeps a click in the pause of a check, as it is kept while a sleep lasts.
+  // Keeps a click in the pause of a check, as it is kept while a sleep lasts.
   void keepInThePause() {
     sleeper_ = std::make_unique<WxSleeper>(
         [this] {
@@ -154,7 +154,7 @@ class KeptInputTest : public WxLoopTest {
         [this] { return checkRuns_(); });
     sleeper_->sleep(std::chrono::hours{1});
   }
-  /// Long enough for the click to be looked at several times.
+  // Long enough for the click to be looked at several times.
   void runAWhile() {
     WxLoop loop;
     int ticks = 0;

@@ -113,7 +113,9 @@ TEST(HelpPages, CloseWhatTheyOpenInItsOrder) {
     for (std::sregex_iterator it(html.begin(), html.end(), tag), end; it != end; ++it) {
       const std::string name = (*it)[2].str();
       if ((*it)[1].str().empty()) {
-        if (empty.count(name) == 0) open.push_back(name);
+        if (empty.count(name) == 0) {
+          open.push_back(name);
+        }
       } else {
         ASSERT_FALSE(open.empty()) << "</" << name << ">";
         ASSERT_EQ(open.back(), name);

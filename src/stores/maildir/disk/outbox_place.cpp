@@ -9,17 +9,17 @@ namespace relaybird {
 namespace {
 
 constexpr const char* kNote = "/mailbox";
-/// Begins the last line of a note, behind the path's line break.
+// Begins the last line of a note, behind the path's line break.
 constexpr std::string_view kIdentity = "\nfolder ";
 constexpr std::size_t kLargestNote = 8192;  // PATH_MAX and more
-/// Others may take what was chosen before it is locked, but hardly all the time.
+// Others may take what was chosen before it is locked, but hardly all the time.
 constexpr int kTries = 5;
 
 constexpr const char* kShareNone =
     ". Two mailboxes cannot share an outbox: name another folder in the key outbox of section "
     "[mail], or leave that key out";
 
-/// "outbox", "outbox-2", "outbox-3".
+// "outbox", "outbox-2", "outbox-3".
 std::string nameOf(std::size_t number) {
   return number == 1 ? "outbox" : "outbox-" + std::to_string(number);
 }
@@ -29,44 +29,64 @@ std::string nameOf(std::size_t number) {
 Result<std::unique_ptr<Outbox>> OutboxPlace::open(const Clock& clock, const RandomBytes& random) {
   for (int tries = 1;; ++tries) {
     const auto [folder, refusal] = choose();
-    if (refusal) return *refusal;
+    if (refusal) {
+      return *refusal;
+    }
     auto outbox = Outbox::open(files_, clock, random, folder, folder + "/journal");
     // Between the look and the lock another mailbox's program may have taken it.
     if (mayOpen(folder)) {
-      if (!outbox) return whyNot(folder, outbox.error());
-      if (auto noted = writeNote(folder); !noted) return noted.error();
+      if (!outbox) {
+        return whyNot(folder, outbox.error());
+      }
+      if (auto noted = writeNote(folder); !noted) {
+        return noted.error();
+      }
       return outbox;
     }
     outbox = Error{EWOULDBLOCK, ""};  // lets go of it
     const auto refusalNow = whyAnothers(folder);
-    if (refusalNow && (!named_.empty() || tries == kTries)) return *refusalNow;
+    if (refusalNow && (!named_.empty() || tries == kTries)) {
+      return *refusalNow;
+    }
   }
 }
 
 std::vector<std::string> OutboxPlace::leftIn(const std::string& ownFolder) {
   std::vector<std::string> sentences;
   for (const std::string& folder : known()) {
-    if (folder == ownFolder) continue;
+    if (folder == ownFolder) {
+      continue;
+    }
     const std::size_t waiting = waitingIn(folder);
-    if (waiting > 0 && isFree(folder)) sentences.push_back(sentence(folder, ownFolder, waiting));
+    if (waiting > 0 && isFree(folder)) {
+      sentences.push_back(sentence(folder, ownFolder, waiting));
+    }
   }
   return sentences;
 }
 
-/// The path may hold any byte but NUL; what stands behind it begins with a word of its own.
+// The path may hold any byte but NUL; what stands behind it begins with a word of its own.
 Result<std::optional<OutboxPlace::Note>> OutboxPlace::noteOf(const std::string& folder) {
   auto text = readFile(files_, folder + kNote, kLargestNote);
-  if (!text && (text.error().code == ENOENT || text.error().code == ENOTDIR)) return {std::nullopt};
-  if (!text) return text.error();
+  if (!text && (text.error().code == ENOENT || text.error().code == ENOTDIR)) {
+    return {std::nullopt};
+  }
+  if (!text) {
+    return text.error();
+  }
   Note note;
   const std::size_t mark = text->rfind(kIdentity);
   if (mark != text->npos) {
     note.identity = text->substr(mark + 1);
     text->resize(mark + 1);
   }
-  if (text->ends_with('\n')) text->pop_back();
+  if (text->ends_with('\n')) {
+    text->pop_back();
+  }
   note.mailbox = std::move(*text);
-  if (note.mailbox.empty()) return Error{EINVAL, folder + kNote + " is empty"};
+  if (note.mailbox.empty()) {
+    return Error{EINVAL, folder + kNote + " is empty"};
+  }
   return {std::move(note)};
 }
 
@@ -77,27 +97,35 @@ std::string OutboxPlace::ownerOf(const std::string& folder) {
 
 std::string OutboxPlace::identity() {
   const auto info = files_.inspect(mailbox_);
-  if (!info) return "";
+  if (!info) {
+    return "";
+  }
   return std::string(kIdentity.substr(1)) + std::to_string(info->device) + " " +
          std::to_string(info->inode) + "\n";
 }
 
-/// An outbox without a note would go to the next mailbox that asks, with all that its journal
-/// knows.
+// An outbox without a note would go to the next mailbox that asks, with all that its journal
+// knows.
 Result<void> OutboxPlace::writeNote(const std::string& folder) {
   const auto note = noteOf(folder);
   const std::string self = identity();
   const bool named = note && *note && (*note)->mailbox == mailbox_;
-  if (named && (*note)->identity == self) return {};
+  if (named && (*note)->identity == self) {
+    return {};
+  }
   const auto written = replaceFile(files_, folder + kNote, mailbox_ + "\n" + self);
-  if (written || named) return {};
+  if (written || named) {
+    return {};
+  }
   return Error{written.error().code, "The outbox " + folder +
                                          " cannot be marked as the one of the " + "mailbox " +
                                          mailbox_ + ": " + written.error().text};
 }
 
 bool OutboxPlace::isMine(const Note& note) {
-  if (note.mailbox == mailbox_) return true;
+  if (note.mailbox == mailbox_) {
+    return true;
+  }
   return !note.identity.empty() && note.identity == identity() && !isThere(note.mailbox);
 }
 
@@ -106,7 +134,7 @@ bool OutboxPlace::mayOpen(const std::string& folder) {
   return note && (!*note || isMine(**note));
 }
 
-/// In doubt it is there.
+// In doubt it is there.
 bool OutboxPlace::isThere(const std::string& mailbox) {
   const auto inbox = files_.inspect(mailbox + "/new");
   return inbox || (inbox.error().code != ENOENT && inbox.error().code != ENOTDIR);
@@ -116,7 +144,7 @@ bool OutboxPlace::isFree(const std::string& folder) {
   return static_cast<bool>(files_.tryLockFolder(folder));
 }
 
-/// The outboxes of the state folder, the first one first.
+// The outboxes of the state folder, the first one first.
 std::vector<std::string> OutboxPlace::known() {
   std::vector<std::string> folders;
   const auto entries = files_.list(stateFolder_);
@@ -124,7 +152,9 @@ std::vector<std::string> OutboxPlace::known() {
     const bool there = std::any_of(entries->begin(), entries->end(), [&](const auto& entry) {
       return entry.name == nameOf(number) && entry.type != FileType::kRegular;
     });
-    if (there) folders.push_back(stateFolder_ + "/" + nameOf(number));
+    if (there) {
+      folders.push_back(stateFolder_ + "/" + nameOf(number));
+    }
   }
   return folders;
 }
@@ -136,18 +166,28 @@ OutboxPlace::Choice OutboxPlace::choose() {
 OutboxPlace::Choice OutboxPlace::chooseOwn() {
   const auto folders = known();
   for (const std::string& folder : folders) {
-    if (ownerOf(folder) == mailbox_) return {folder, std::nullopt};
+    if (ownerOf(folder) == mailbox_) {
+      return {folder, std::nullopt};
+    }
   }
   std::string withoutNote;
   for (const std::string& folder : folders) {
     const auto note = noteOf(folder);
-    if (!note) return {folder, whyAnothers(folder)};
-    if (*note && isMine(**note)) return {folder, std::nullopt};
+    if (!note) {
+      return {folder, whyAnothers(folder)};
+    }
+    if (*note && isMine(**note)) {
+      return {folder, std::nullopt};
+    }
     // One that is in use belongs to a program of an earlier release, perhaps on this very mailbox:
     // opening it fails, as it must.
-    if (!*note && withoutNote.empty()) withoutNote = folder;
+    if (!*note && withoutNote.empty()) {
+      withoutNote = folder;
+    }
   }
-  if (!withoutNote.empty()) return {withoutNote, std::nullopt};
+  if (!withoutNote.empty()) {
+    return {withoutNote, std::nullopt};
+  }
   std::size_t number = 1;
   while (std::count(folders.begin(), folders.end(), stateFolder_ + "/" + nameOf(number)) > 0) {
     ++number;
@@ -155,7 +195,7 @@ OutboxPlace::Choice OutboxPlace::chooseOwn() {
   return {stateFolder_ + "/" + nameOf(number), std::nullopt};
 }
 
-/// Nothing where the outbox is this mailbox's or nobody's.
+// Nothing where the outbox is this mailbox's or nobody's.
 std::optional<Error> OutboxPlace::whyAnothers(const std::string& folder) {
   const auto note = noteOf(folder);
   if (!note) {
@@ -166,7 +206,9 @@ std::optional<Error> OutboxPlace::whyAnothers(const std::string& folder) {
                      "one of the mailbox " +
                      mailbox_};
   }
-  if (!*note || isMine(**note)) return std::nullopt;
+  if (!*note || isMine(**note)) {
+    return std::nullopt;
+  }
   const std::string& owner = (*note)->mailbox;
   if (!isFree(folder)) {
     return Error{EWOULDBLOCK, "The outbox " + folder +
@@ -182,7 +224,9 @@ std::optional<Error> OutboxPlace::whyAnothers(const std::string& folder) {
 }
 
 Error OutboxPlace::whyNot(const std::string& folder, const Error& error) {
-  if (error.code != EWOULDBLOCK) return error;
+  if (error.code != EWOULDBLOCK) {
+    return error;
+  }
   return {error.code, "The outbox " + folder + " is in use by another program"};
 }
 
@@ -191,9 +235,15 @@ std::string OutboxPlace::sentence(const std::string& folder, const std::string& 
   const std::string what = "Forwards (" + std::to_string(waiting) + ") wait in the outbox " +
                            folder + ", and nobody delivers them: ";
   const std::string owner = ownerOf(folder);
-  if (owner == mailbox_) return what + "the key outbox of section [mail] names another folder";
-  if (owner.empty()) return what + "it is not known whose they are";
-  if (isThere(owner)) return what + "no program works on the mailbox " + owner;
+  if (owner == mailbox_) {
+    return what + "the key outbox of section [mail] names another folder";
+  }
+  if (owner.empty()) {
+    return what + "it is not known whose they are";
+  }
+  if (isThere(owner)) {
+    return what + "no program works on the mailbox " + owner;
+  }
   return what + "the mailbox " + owner +
          " is not there now. To have them sent from here, move the "
          "files of " +
@@ -202,7 +252,9 @@ std::string OutboxPlace::sentence(const std::string& folder, const std::string& 
 
 std::size_t OutboxPlace::waitingIn(const std::string& folder) {
   const auto entries = files_.list(folder + "/new");
-  if (!entries) return 0;
+  if (!entries) {
+    return 0;
+  }
   return static_cast<std::size_t>(
       std::count_if(entries->begin(), entries->end(), [](const FolderEntry& entry) {
         return entry.type == FileType::kRegular && !entry.name.starts_with('.');

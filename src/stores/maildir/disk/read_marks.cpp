@@ -8,8 +8,8 @@ namespace relaybird {
 
 namespace {
 
-/// Folders tell the time of their last change in ticks, of a second at worst. A change that lies
-/// further back than this cannot share its tick with a later one that the listing has missed.
+// Folders tell the time of their last change in ticks, of a second at worst. A change that lies
+// further back than this cannot share its tick with a later one that the listing has missed.
 constexpr std::chrono::seconds kTickOfFolders{5};
 
 }  // namespace

@@ -75,7 +75,9 @@ class ReadMarks {
 
   /// Writes the mark that is held back, if there is one. Inline, for a walk of many items.
   void writeHeldBack() {
-    if (heldBack_) writeHeldBackNow();
+    if (heldBack_) {
+      writeHeldBackNow();
+    }
   }
 
   /// Puts the written marks of forwarded messages on the medium and settles their journal entries.

@@ -13,11 +13,11 @@ namespace relaybird {
 
 struct ConsoleDialogs::Question {
   BoxView view;
-  std::string safe;  ///< the answer that changes nothing
+  std::string safe;  // the answer that changes nothing
   std::optional<std::string> answer;
 };
 
-/// A question among those that wait, for as long as it does.
+// A question among those that wait, for as long as it does.
 class ConsoleDialogs::Standing {
  public:
   Standing(std::vector<Question*>& all, Question& one) : all_(all), one_(&one) {
@@ -38,7 +38,7 @@ bool beginsWith(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-/// The entries of a menu that can be picked now.
+// The entries of a menu that can be picked now.
 std::vector<Control*> entriesOf(const Control& menu) {
   std::vector<Control*> entries;
   for (Control* control : menu.form().controls()) {
@@ -67,7 +67,9 @@ BoxAnswer ConsoleDialogs::messageBox(const MessageBox& box) {
   }
   const std::string said = ask(std::move(question));
   for (const BoxAnswer answer : answersOf(box.buttons)) {
-    if (said == answerText(answer)) return answer;
+    if (said == answerText(answer)) {
+      return answer;
+    }
   }
   return safeAnswer(box.buttons);
 }
@@ -87,7 +89,9 @@ std::optional<std::string> ConsoleDialogs::saveFile(const SaveFileBox& box) {
 std::optional<std::string> ConsoleDialogs::askForFile(const std::string& title,
                                                       const std::string& filter) {
   std::string path = ask({{BoxView::Kind::kFile, title, filter, BoxIcon::kNone, {}}, "", {}});
-  if (path.empty()) return std::nullopt;
+  if (path.empty()) {
+    return std::nullopt;
+  }
   return path;
 }
 
@@ -95,7 +99,9 @@ void ConsoleDialogs::popupMenu(Control& menu) {
   Question question{
       {BoxView::Kind::kMenu, plainCaption(menu.text()), "", BoxIcon::kNone, {}}, "", {}};
   const std::vector<Control*> entries = entriesOf(menu);
-  for (const Control* entry : entries) question.view.choices.push_back(plainCaption(entry->text()));
+  for (const Control* entry : entries) {
+    question.view.choices.push_back(plainCaption(entry->text()));
+  }
   const std::string said = ask(std::move(question));
   for (Control* entry : entries) {
     if (!said.empty() && said == plainCaption(entry->text())) {
@@ -129,7 +135,9 @@ std::optional<std::string> ConsoleDialogs::fromQueue(const Question& question) {
   while (!queue_.empty()) {
     const std::string value = std::move(queue_.front());
     queue_.pop_front();
-    if (auto said = match(question, value)) return said;
+    if (auto said = match(question, value)) {
+      return said;
+    }
     world_.out.event("note", "the answer " + inQuotes(value) +
                                  " is none to this box, which offers " +
                                  joined(question.view.choices));
@@ -141,22 +149,36 @@ void ConsoleDialogs::settle(const Question& question, const std::string& answer)
   world_.out.boxAnswered(question.view, answer);
 }
 
-/// The answer as the box has it, of one that may be written otherwise; none where it has no such.
+// The answer as the box has it, of one that may be written otherwise; none where it has no such.
 std::optional<std::string> ConsoleDialogs::match(const Question& question,
                                                  const std::string& value) const {
   const BoxView& view = question.view;
-  if (view.kind == BoxView::Kind::kInput || view.kind == BoxView::Kind::kFile) return value;
-  if (view.kind == BoxView::Kind::kMenu && value.empty()) return value;
+  if (view.kind == BoxView::Kind::kInput || view.kind == BoxView::Kind::kFile) {
+    return value;
+  }
+  if (view.kind == BoxView::Kind::kMenu && value.empty()) {
+    return value;
+  }
   const std::string wanted = asciiLower(value);
   std::vector<std::string> begun;
   for (const std::string& choice : view.choices) {
     const std::string name = asciiLower(choice);
-    if (name == wanted) return choice;
-    if (beginsWith(name, wanted)) begun.push_back(choice);
+    if (name == wanted) {
+      return choice;
+    }
+    if (beginsWith(name, wanted)) {
+      begun.push_back(choice);
+    }
   }
-  if (!world_.forPeople) return std::nullopt;
-  if (wanted.empty()) begun = view.choices;
-  if (begun.size() == 1) return begun.front();
+  if (!world_.forPeople) {
+    return std::nullopt;
+  }
+  if (wanted.empty()) {
+    begun = view.choices;
+  }
+  if (begun.size() == 1) {
+    return begun.front();
+  }
   return std::nullopt;
 }
 
@@ -178,7 +200,9 @@ bool ConsoleDialogs::offers(const std::string& value) const {
 
 Result<void> ConsoleDialogs::answer(const std::string& value) {
   Question* asked = newest();
-  if (asked == nullptr) return Error{0, "no box waits for an answer"};
+  if (asked == nullptr) {
+    return Error{0, "no box waits for an answer"};
+  }
   auto said = match(*asked, value);
   if (!said) {
     return Error{0, inQuotes(value) + " is no answer to this box: " + joined(asked->view.choices)};
@@ -194,9 +218,13 @@ void ConsoleDialogs::queue(std::vector<std::string> answers) {
 }
 
 void ConsoleDialogs::close() {
-  if (std::exchange(closed_, true)) return;
+  if (std::exchange(closed_, true)) {
+    return;
+  }
   for (Question* asked : standing_) {
-    if (asked->answer) continue;
+    if (asked->answer) {
+      continue;
+    }
     asked->answer = asked->safe;
     world_.out.event("note", "the input has ended: nobody can answer any more");
     settle(*asked, *asked->answer);

@@ -21,19 +21,27 @@ Error refusal(const Control& control, const std::string& rest) {
 std::optional<std::size_t> readPosition(std::string_view text) {
   std::size_t position = 0;
   const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), position);
-  if (code != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+  if (code != std::errc{} || end != text.data() + text.size()) {
+    return std::nullopt;
+  }
   return position;
 }
 
 std::optional<int> readSwitch(const std::string& value) {
   const std::string word = asciiLower(value);
-  if (word == "0" || word == "off") return 0;
-  if (word == "1" || word == "on") return 1;
+  if (word == "0" || word == "off") {
+    return 0;
+  }
+  if (word == "1" || word == "on") {
+    return 1;
+  }
   return std::nullopt;
 }
 
 Result<void> setText(Control& control, const std::string& value) {
-  if (control.locked()) return refusal(control, "cannot be edited");
+  if (control.locked()) {
+    return refusal(control, "cannot be edited");
+  }
   if (const std::string why = whyNoCommand(value); !why.empty()) {
     return refusal(control, "takes one line of text without control characters");
   }
@@ -43,7 +51,9 @@ Result<void> setText(Control& control, const std::string& value) {
 
 Result<void> check(Control& control, const std::string& value) {
   const auto wanted = readSwitch(value);
-  if (!wanted) return refusal(control, "takes 0 or off, 1 or on, not " + inQuotes(value));
+  if (!wanted) {
+    return refusal(control, "takes 0 or off, 1 or on, not " + inQuotes(value));
+  }
   control.setValue(*wanted);
   return {};
 }
@@ -60,9 +70,13 @@ Result<void> choose(Control& control, const std::string& value) {
   const auto& entries = control.list();
   std::optional<std::size_t> found;
   for (std::size_t i = 0; i < entries.size() && !found; ++i) {
-    if (asciiLower(entries[i]) == asciiLower(value)) found = i;
+    if (asciiLower(entries[i]) == asciiLower(value)) {
+      found = i;
+    }
   }
-  if (!found) found = readPosition(value);
+  if (!found) {
+    found = readPosition(value);
+  }
   if (!found || *found >= entries.size()) {
     return refusal(control, "has no entry " + inQuotes(value) + "; it has " +
                                 std::to_string(entries.size()) + ", counted from 0");
@@ -76,7 +90,9 @@ Result<void> selectEntries(Control& control, const std::string& value) {
   const std::string word = asciiLower(value);
   const std::size_t count = control.list().size();
   if (word == "all") {
-    for (std::size_t i = 0; i < count; ++i) positions.insert(positions.end(), i);
+    for (std::size_t i = 0; i < count; ++i) {
+      positions.insert(positions.end(), i);
+    }
   }
   std::string_view rest = word == "all" || word == "none" ? std::string_view{} : value;
   if (rest.empty() && word != "all" && word != "none") {
@@ -97,7 +113,9 @@ Result<void> selectEntries(Control& control, const std::string& value) {
 }
 
 Result<void> takesInput(const Control& control) {
-  if (std::string why = whyNoInput(control); !why.empty()) return Error{0, std::move(why)};
+  if (std::string why = whyNoInput(control); !why.empty()) {
+    return Error{0, std::move(why)};
+  }
   return {};
 }
 
@@ -127,26 +145,38 @@ std::optional<int> keyCode(std::string_view key) {
     return asciiUpper(name).front();
   }
   for (const auto& [known, code] : kKeys) {
-    if (known == name) return code;
+    if (known == name) {
+      return code;
+    }
   }
-  if (name.empty() || name.front() != 'f') return std::nullopt;
+  if (name.empty() || name.front() != 'f') {
+    return std::nullopt;
+  }
   const auto number = readPosition(std::string_view(name).substr(1));
-  if (!number || *number < 1 || *number > kFunctionKeys) return std::nullopt;
+  if (!number || *number < 1 || *number > kFunctionKeys) {
+    return std::nullopt;
+  }
   return kF1 + static_cast<int>(*number) - 1;
 }
 
-/// What keyDown adds up for a modifier; 0 where the word is none.
+// What keyDown adds up for a modifier; 0 where the word is none.
 int shiftOf(std::string_view word) {
   const std::string name = asciiLower(word);
-  if (name == "shift") return 1;
-  if (name == "ctrl") return 2;
+  if (name == "shift") {
+    return 1;
+  }
+  if (name == "ctrl") {
+    return 2;
+  }
   return name == "alt" ? 4 : 0;
 }
 
 }  // namespace
 
 Result<void> setControl(Control& control, const std::string& value) {
-  if (auto allowed = takesInput(control); !allowed) return allowed;
+  if (auto allowed = takesInput(control); !allowed) {
+    return allowed;
+  }
   switch (control.kind()) {
     case ControlKind::kTextBox:
       return setText(control, value);
@@ -165,7 +195,9 @@ Result<void> setControl(Control& control, const std::string& value) {
 }
 
 Result<void> clickControl(Control& control) {
-  if (auto allowed = takesInput(control); !allowed) return allowed;
+  if (auto allowed = takesInput(control); !allowed) {
+    return allowed;
+  }
   if (!control.takesClicks()) {
     return refusal(control, "is " + a(control.kind()) + " that does nothing when clicked");
   }
@@ -174,19 +206,27 @@ Result<void> clickControl(Control& control) {
 }
 
 Result<void> pressKey(Control& control, std::string_view chord) {
-  if (auto allowed = takesInput(control); !allowed) return allowed;
+  if (auto allowed = takesInput(control); !allowed) {
+    return allowed;
+  }
   int shift = 0;
   std::string_view rest = chord;
   while (true) {
     const std::size_t plus = rest.find('+');
-    if (plus == std::string_view::npos) break;
+    if (plus == std::string_view::npos) {
+      break;
+    }
     const int modifier = shiftOf(rest.substr(0, plus));
-    if (modifier == 0) return Error{0, inQuotes(chord) + " is no key; one is Ctrl+Shift+Alt+V"};
+    if (modifier == 0) {
+      return Error{0, inQuotes(chord) + " is no key; one is Ctrl+Shift+Alt+V"};
+    }
     shift |= modifier;
     rest.remove_prefix(plus + 1);
   }
   const auto code = keyCode(rest);
-  if (!code) return Error{0, inQuotes(chord) + " is no key; one is Ctrl+Shift+Alt+V"};
+  if (!code) {
+    return Error{0, inQuotes(chord) + " is no key; one is Ctrl+Shift+Alt+V"};
+  }
   control.keyDown(*code, shift);
   return {};
 }

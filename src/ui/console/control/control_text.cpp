@@ -43,16 +43,24 @@ const char* yesNo(bool yes) {
 std::string positions(const std::set<std::size_t>& selection) {
   std::string text;
   for (const std::size_t position : selection) {
-    if (!text.empty()) text += ',';
+    if (!text.empty()) {
+      text += ',';
+    }
     text += std::to_string(position);
   }
   return text.empty() ? "none" : text;
 }
 
 void addPlace(Properties& all, const Control& control) {
-  if (control.tab()) all.emplace_back("tab", std::to_string(*control.tab()));
-  if (control.parent() != nullptr) all.emplace_back("parent", control.parent()->name());
-  if (!control.group().empty()) all.emplace_back("group", inQuotes(control.group()));
+  if (control.tab()) {
+    all.emplace_back("tab", std::to_string(*control.tab()));
+  }
+  if (control.parent() != nullptr) {
+    all.emplace_back("parent", control.parent()->name());
+  }
+  if (!control.group().empty()) {
+    all.emplace_back("group", inQuotes(control.group()));
+  }
 }
 
 bool isList(ControlKind kind) {
@@ -88,7 +96,9 @@ std::string controlFields(const Control& control) {
   std::string fields = control.name() + " " + kindWord(control.kind());
   fields += control.visible() ? " visible" : " hidden";
   fields += control.enabled() ? ",enabled" : ",disabled";
-  if (control.locked()) fields += ",locked";
+  if (control.locked()) {
+    fields += ",locked";
+  }
   return fields + " " + std::to_string(control.value()) + " " + inQuotes(control.text());
 }
 
@@ -106,9 +116,13 @@ Properties controlProperties(const Control& control) {
                  {"fore-color", colourText(control.foreColor())},
                  {"back-color", colourText(control.backColor())},
                  {"tool-tip", inQuotes(control.toolTip())}};
-  if (!control.picture().empty()) all.emplace_back("picture", inQuotes(control.picture()));
+  if (!control.picture().empty()) {
+    all.emplace_back("picture", inQuotes(control.picture()));
+  }
   addPlace(all, control);
-  if (isList(control.kind())) addList(all, control);
+  if (isList(control.kind())) {
+    addList(all, control);
+  }
   return all;
 }
 

@@ -24,10 +24,10 @@ namespace relaybird {
 namespace {
 
 constexpr int kHistorySize = 500;
-/// How long the rest of a key is waited for that sends more than one byte. The Escape key sends one
-/// and would be waited on for ever.
+// How long the rest of a key is waited for that sends more than one byte. The Escape key sends one
+// and would be waited on for ever.
 constexpr int kKeyPatience = 100;  // milliseconds
-/// What libedit in its unbuffered mode puts into the line for "end of file": Ctrl-D.
+// What libedit in its unbuffered mode puts into the line for "end of file": Ctrl-D.
 constexpr char kEndKey = '\x04';
 
 struct CloseFile {
@@ -41,14 +41,16 @@ struct EndHistory {
   void operator()(History* history) const { ::history_end(history); }
 };
 
-/// Columns that a text takes; what is unknown takes one.
+// Columns that a text takes; what is unknown takes one.
 int widthOf(std::string_view text) {
   std::mbstate_t state{};
   int width = 0;
   while (!text.empty()) {
     wchar_t character = 0;
     std::size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
-    if (length == 0 || length > text.size()) length = 1;
+    if (length == 0 || length > text.size()) {
+      length = 1;
+    }
     const int columns = ::wcwidth(character);
     width += columns < 0 ? 2 : columns;  // a control character is shown as "^X"
     text.remove_prefix(length);
@@ -86,13 +88,13 @@ class EditedLines : public TerminalLines {
   std::unique_ptr<EditLine, EndEditing> editor_;
   std::function<void()> onLines_;
   std::unique_ptr<MainLoop::Watch> watch_;
-  std::deque<char> keys_;  ///< read and not yet used
+  std::deque<char> keys_;  // read and not yet used
   LineSplitter lines_;
   std::string prompt_;
   bool question_ = false;
-  bool editing_ = false;  ///< a line is being typed, and the terminal is in the editor's mode
+  bool editing_ = false;  // a line is being typed, and the terminal is in the editor's mode
   bool shown_ = false;
-  bool waits_ = false;  ///< it is to be shown
+  bool waits_ = false;  // it is to be shown
   bool ended_ = false;
   std::shared_ptr<int> alive_ = std::make_shared<int>();
 };
@@ -144,7 +146,9 @@ EditedLines::EditedLines(TerminalWorld world)
 EditedLines::~EditedLines() {
   watch_.reset();
   hide();
-  if (editing_) ::el_set(editor_.get(), EL_UNBUFFERED, 0);
+  if (editing_) {
+    ::el_set(editor_.get(), EL_UNBUFFERED, 0);
+  }
   if (!world_.historyFile.empty()) {
     HistEvent event;
     ::history(history_.get(), &event, H_SAVE, world_.historyFile.c_str());
@@ -158,7 +162,9 @@ void EditedLines::listen(std::function<void()> onLines) {
 }
 
 std::optional<InputLine> EditedLines::next() {
-  if (lines_.empty()) return std::nullopt;
+  if (lines_.empty()) {
+    return std::nullopt;
+  }
   return lines_.take();
 }
 
@@ -175,9 +181,11 @@ int EditedLines::columns() const {
   return known ? size.ws_col : 80;
 }
 
-/// From the cursor up to the row of the prompt, and everything from there off the screen.
+// From the cursor up to the row of the prompt, and everything from there off the screen.
 void EditedLines::hide() {
-  if (!std::exchange(shown_, false)) return;
+  if (!std::exchange(shown_, false)) {
+    return;
+  }
   const LineInfo* line = ::el_line(editor_.get());
   const std::string_view before(line->buffer,
                                 static_cast<std::size_t>(line->cursor - line->buffer));
@@ -187,7 +195,9 @@ void EditedLines::hide() {
 }
 
 void EditedLines::show() {
-  if (ended_ || !onLines_ || std::exchange(shown_, true)) return;
+  if (ended_ || !onLines_ || std::exchange(shown_, true)) {
+    return;
+  }
   ::el_resize(editor_.get());
   if (!std::exchange(editing_, true)) {
     ::el_set(editor_.get(), EL_UNBUFFERED, 1);  // begins a line: shows the prompt
@@ -197,9 +207,13 @@ void EditedLines::show() {
 }
 
 void EditedLines::showSoon() {
-  if (std::exchange(waits_, true)) return;
+  if (std::exchange(waits_, true)) {
+    return;
+  }
   world_.loop.post([this, alive = std::weak_ptr(alive_)] {
-    if (alive.expired()) return;
+    if (alive.expired()) {
+      return;
+    }
     waits_ = false;
     show();
   });
@@ -215,17 +229,23 @@ void EditedLines::readable() {
     ended_ = true;
     lines_.end();
   }
-  if (ended_) watch_.reset();
-  if (!lines_.empty()) onLines_();
+  if (ended_) {
+    watch_.reset();
+  }
+  if (!lines_.empty()) {
+    onLines_();
+  }
 }
 
-/// Hands the editor all keys that have come.
+// Hands the editor all keys that have come.
 void EditedLines::edit() {
   while (!keys_.empty() && !ended_) {
     show();
     int count = 0;
     const char* text = ::el_gets(editor_.get(), &count);
-    if (text == nullptr || count <= 0) continue;
+    if (text == nullptr || count <= 0) {
+      continue;
+    }
     std::string line(text, static_cast<std::size_t>(count));
     if (line.back() == '\n' || line.back() == '\r') {
       line.pop_back();
@@ -247,11 +267,13 @@ void EditedLines::lineDone(std::string line) {
     HistEvent event;
     ::history(history_.get(), &event, H_ENTER, line.c_str());
   }
-  if (!line.empty() || question_) lines_.feed(line + "\n");
+  if (!line.empty() || question_) {
+    lines_.feed(line + "\n");
+  }
   showSoon();
 }
 
-/// One character for the editor; 0 where no more comes, which leaves the line as it is.
+// One character for the editor; 0 where no more comes, which leaves the line as it is.
 int EditedLines::readKey(wchar_t* key) {
   std::array<char, 4> bytes;
   std::size_t length = 0;
@@ -259,16 +281,24 @@ int EditedLines::readKey(wchar_t* key) {
     if (keys_.empty()) {
       pollfd waiting{world_.input, POLLIN, 0};
       char byte = 0;
-      if (::poll(&waiting, 1, kKeyPatience) <= 0 || ::read(world_.input, &byte, 1) != 1) return 0;
+      if (::poll(&waiting, 1, kKeyPatience) <= 0 || ::read(world_.input, &byte, 1) != 1) {
+        return 0;
+      }
       keys_.push_back(byte);
     }
     bytes[length++] = keys_.front();
     keys_.pop_front();
     std::mbstate_t state{};
     const std::size_t used = std::mbrtowc(key, bytes.data(), length, &state);
-    if (used == 0) *key = L'\0';
-    if (used <= length) return 1;
-    if (used == static_cast<std::size_t>(-1)) break;
+    if (used == 0) {
+      *key = L'\0';
+    }
+    if (used <= length) {
+      return 1;
+    }
+    if (used == static_cast<std::size_t>(-1)) {
+      break;
+    }
   }
   *key = L'?';  // no character of the user's locale
   return 1;
@@ -293,7 +323,9 @@ unsigned char EditedLines::complete() {
   const LineInfo* line = ::el_line(editor_.get());
   const std::string before(line->buffer, line->cursor);
   const Completion found = world_.complete(before);
-  if (found.words.empty()) return CC_ERROR;
+  if (found.words.empty()) {
+    return CC_ERROR;
+  }
   std::string common = found.words.front();
   for (const std::string& word : found.words) {
     const auto differ = std::mismatch(common.begin(), common.end(), word.begin(), word.end()).first;
@@ -301,9 +333,13 @@ unsigned char EditedLines::complete() {
   }
   const std::string typed = before.substr(found.from);
   const bool single = found.words.size() == 1;
-  if (single && found.whole) common += ' ';
+  if (single && found.whole) {
+    common += ' ';
+  }
   if (common.size() <= typed.size()) {
-    if (single) return CC_NORM;
+    if (single) {
+      return CC_NORM;
+    }
     listCandidates(found.words);
     return CC_REDISPLAY;
   }
@@ -315,7 +351,9 @@ unsigned char EditedLines::complete() {
 }  // namespace
 
 std::unique_ptr<TerminalLines> makeTerminalLines(TerminalWorld world) {
-  if (!world.movesCursor) return makePlainTerminalLines(std::move(world));
+  if (!world.movesCursor) {
+    return makePlainTerminalLines(std::move(world));
+  }
   return std::make_unique<EditedLines>(std::move(world));
 }
 

@@ -16,7 +16,9 @@ void LineSplitter::append(std::string_view part) {
 }
 
 void LineSplitter::endLine() {
-  if (!current_.empty() && current_.back() == '\r') current_.pop_back();
+  if (!current_.empty() && current_.back() == '\r') {
+    current_.pop_back();
+  }
   tooLong_ = tooLong_ || current_.size() > kLongestLine;
   std::string why = tooLong_ ? "the line is longer than " + std::to_string(kLongestLine) + " bytes"
                              : whyNoCommand(current_);
@@ -33,15 +35,21 @@ void LineSplitter::feed(std::string_view bytes) {
   while (!bytes.empty()) {
     const std::size_t end = bytes.find('\n');
     append(bytes.substr(0, end));
-    if (end == std::string_view::npos) return;
+    if (end == std::string_view::npos) {
+      return;
+    }
     endLine();
     bytes.remove_prefix(end + 1);
   }
 }
 
 void LineSplitter::end() {
-  if (std::exchange(ended_, true)) return;
-  if (!current_.empty()) endLine();
+  if (std::exchange(ended_, true)) {
+    return;
+  }
+  if (!current_.empty()) {
+    endLine();
+  }
   lines_.push_back({InputLine::Kind::kEnd, {}});
 }
 

@@ -32,14 +32,22 @@ class PlainTerminalLines : public TerminalLines {
     showSoon();
   }
   void hide() override {
-    if (std::exchange(shown_, false)) world_.sink.write(world_.movesCursor ? "\r\x1b[K" : "\n");
+    if (std::exchange(shown_, false)) {
+      world_.sink.write(world_.movesCursor ? "\r\x1b[K" : "\n");
+    }
   }
   void showSoon() override {
-    if (std::exchange(waits_, true)) return;
+    if (std::exchange(waits_, true)) {
+      return;
+    }
     world_.loop.post([this, alive = std::weak_ptr(alive_)] {
-      if (alive.expired()) return;
+      if (alive.expired()) {
+        return;
+      }
       waits_ = false;
-      if (!std::exchange(shown_, true)) world_.sink.write(prompt_);
+      if (!std::exchange(shown_, true)) {
+        world_.sink.write(prompt_);
+      }
     });
   }
 
@@ -48,7 +56,7 @@ class PlainTerminalLines : public TerminalLines {
   StreamLines lines_;
   std::string prompt_;
   bool shown_ = false;
-  bool waits_ = false;  ///< it is to be shown
+  bool waits_ = false;  // it is to be shown
   std::shared_ptr<int> alive_ = std::make_shared<int>();
 };
 

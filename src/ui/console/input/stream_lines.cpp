@@ -34,15 +34,21 @@ void StreamLines::read() {
     ended_ = true;
     lines_.end();
   }
-  if (lines_.empty()) return;
+  if (lines_.empty()) {
+    return;
+  }
   watch();
   onLines_();
 }
 
 std::optional<InputLine> StreamLines::next() {
-  if (lines_.empty()) return std::nullopt;
+  if (lines_.empty()) {
+    return std::nullopt;
+  }
   InputLine line = lines_.take();
-  if (onLines_) watch();
+  if (onLines_) {
+    watch();
+  }
   return line;
 }
 

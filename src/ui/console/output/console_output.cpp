@@ -32,7 +32,9 @@ std::string_view iconWord(BoxIcon icon) {
 std::string joined(const std::vector<std::string>& words) {
   std::string line;
   for (const std::string& word : words) {
-    if (!line.empty()) line += ", ";
+    if (!line.empty()) {
+      line += ", ";
+    }
     line += word;
   }
   return line;

@@ -32,21 +32,25 @@ bool tellsProgress(const std::string& before, const std::string& now) {
          withoutDigits(before) == withoutDigits(now);
 }
 
-/// Its own lines kept and broken where they are too long to read, everything else of it made
-/// harmless.
+// Its own lines kept and broken where they are too long to read, everything else of it made
+// harmless.
 std::string laidOut(std::string_view text, std::size_t width, const std::string& indent) {
   std::string out;
   while (true) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     std::string_view line = text.substr(0, end);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (!line.empty() && line.back() == '\r') {
+      line.remove_suffix(1);
+    }
     out += wrapped(printable(line), width, indent);
-    if (end == text.size()) return out;
+    if (end == text.size()) {
+      return out;
+    }
     text.remove_prefix(end + 1);
   }
 }
 
-/// "running-since" -> "Running since".
+// "running-since" -> "Running since".
 std::string label(std::string_view kind) {
   std::string words(kind);
   std::replace(words.begin(), words.end(), '-', ' ');
@@ -56,7 +60,7 @@ std::string label(std::string_view kind) {
   return words;
 }
 
-/// What the user can type now.
+// What the user can type now.
 std::string howToAnswer(const BoxView& box) {
   switch (box.kind) {
     case BoxView::Kind::kInput:
@@ -69,7 +73,9 @@ std::string howToAnswer(const BoxView& box) {
     default:
       break;
   }
-  if (box.choices.size() == 1) return "Press Enter for " + box.choices.front() + ".";
+  if (box.choices.size() == 1) {
+    return "Press Enter for " + box.choices.front() + ".";
+  }
   return "Answer: " + joined(box.choices) + "?";
 }
 
@@ -84,9 +90,13 @@ std::string TerminalOutput::inColour(const char* colour, const std::string& text
 
 void TerminalOutput::print(const std::string& lines) {
   lastStatus_.clear();
-  if (prompt_ != nullptr) prompt_->hide();
+  if (prompt_ != nullptr) {
+    prompt_->hide();
+  }
   sink_.write(lines);
-  if (prompt_ != nullptr) prompt_->showSoon();
+  if (prompt_ != nullptr) {
+    prompt_->showSoon();
+  }
 }
 
 std::string TerminalOutput::cutToScreen(const std::string& text) const {
@@ -107,7 +117,9 @@ std::size_t TerminalOutput::textWidth() const {
 }
 
 void TerminalOutput::status(const std::string& text) {
-  if (text.empty()) return;
+  if (text.empty()) {
+    return;
+  }
   const bool inPlace =
       manner_.movesCursor && !lastStatus_.empty() && tellsProgress(lastStatus_, text);
   // Up to the line of the former one, to its beginning, and off with it.

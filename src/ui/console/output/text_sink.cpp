@@ -20,18 +20,22 @@ constexpr std::size_t kPiece = PIPE_BUF;
 DescriptorSink::DescriptorSink(int descriptor, int interrupt, std::function<void()> onBroken)
     : descriptor_(descriptor), interrupt_(interrupt), onBroken_(std::move(onBroken)) {}
 
-/// Waits until the reader has room; false where that is not to be waited for.
+// Waits until the reader has room; false where that is not to be waited for.
 bool DescriptorSink::mayWrite() {
   pollfd both[] = {{descriptor_, POLLOUT, 0}, {interrupt_, POLLIN, 0}};
   while (::poll(both, 2, hurry_ ? 0 : -1) < 0) {
-    if (errno != EINTR) return false;
+    if (errno != EINTR) {
+      return false;
+    }
   }
   return both[0].revents != 0;
 }
 
 void DescriptorSink::write(std::string_view bytes) {
   while (!bytes.empty() && !broken_) {
-    if (!mayWrite()) return;
+    if (!mayWrite()) {
+      return;
+    }
     const ssize_t written =
         ::write(descriptor_, bytes.data(), std::min<std::size_t>(bytes.size(), kPiece));
     if (written >= 0) {

@@ -9,10 +9,10 @@
 namespace relaybird {
 namespace {
 
-/// Terminals take so much in one control sequence (xterm: 100,000 bytes), and drop what is longer.
+// Terminals take so much in one control sequence (xterm: 100,000 bytes), and drop what is longer.
 constexpr std::size_t kLargestSequence = 99'000;
 
-/// RFC 4648 section 4.
+// RFC 4648 section 4.
 std::string base64(std::string_view bytes) {
   constexpr std::string_view kDigits =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -53,7 +53,9 @@ Result<void> ConsoleClipboard::setText(const std::string& text) {
 
 Result<void> ConsoleHelpViewer::show(const std::string& file, const std::string&) {
   out_.event("note", "the manual is in " + file + "; help TOPIC shows a topic of it here");
-  for (const std::string& topic : topics_) out_.event("topic", topic);
+  for (const std::string& topic : topics_) {
+    out_.event("topic", topic);
+  }
   return {};
 }
 

@@ -21,37 +21,57 @@ ProgramCommands::ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
 
 Result<void> ProgramCommands::mainWindowTakesInput() {
   const Form* before = forms_.main().modal();
-  if (before == nullptr) return {};
+  if (before == nullptr) {
+    return {};
+  }
   return Error{0, before->name() + " is open in front of " + forms_.main().name()};
 }
 
 Result<void> ProgramCommands::start() {
-  if (auto ready = mainWindowTakesInput(); !ready) return ready;
-  if (forwardingOn()) return Error{0, "forwarding is on already"};
-  if (forms_.main().engine().state().m_bBusyFwd) return Error{0, "a check is under way"};
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  if (forwardingOn()) {
+    return Error{0, "forwarding is on already"};
+  }
+  if (forms_.main().engine().state().m_bBusyFwd) {
+    return Error{0, "a check is under way"};
+  }
   forms_.main().StartForwarding();
-  if (forwardingOn() || forms_.main().startWaits()) return {};
+  if (forwardingOn() || forms_.main().startWaits()) {
+    return {};
+  }
   return Error{0, "forwarding was not switched on"};
 }
 
 Result<void> ProgramCommands::stop() {
-  if (auto ready = mainWindowTakesInput(); !ready) return ready;
-  if (!forwardingOn() && !forms_.main().startWaits()) return Error{0, "forwarding is off"};
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  if (!forwardingOn() && !forms_.main().startWaits()) {
+    return Error{0, "forwarding is off"};
+  }
   forms_.main().StopForwarding();
   return {};
 }
 
 Result<void> ProgramCommands::test() {
-  if (auto ready = mainWindowTakesInput(); !ready) return ready;
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
   if (!forwardingOn() && !forms_.main().cmdForwardNow.enabled()) {
     return Error{0, "a test is under way"};
   }
   const OutgoingState before = outgoing_.state();
-  if (!forms_.main().testCycle()) return Error{0, "the test was not run"};
+  if (!forms_.main().testCycle()) {
+    return Error{0, "the test was not run"};
+  }
   const EngineState& state = forms_.main().engine().state();
   // The closing box says what came of a check that waits for its synchronisation, and of forwards
   // that are still being sent.
-  if (state.testCycle) return {};
+  if (state.testCycle) {
+    return {};
+  }
   if (!state.lastPassCompleted || state.failedThisPass > 0) {
     return Error{0, "there was a problem; see the log"};
   }
@@ -78,7 +98,9 @@ Result<void> ProgramCommands::refused() {
 
 void ProgramCommands::addOutbox(std::vector<Fact>& facts) {
   const OutgoingState state = outgoing_.state();
-  if (state.outbox.empty()) return;
+  if (state.outbox.empty()) {
+    return;
+  }
   facts.insert(facts.end(), {{"outbox", state.outbox},
                              {"waiting", std::to_string(outgoing_.waiting())},
                              {"left", std::to_string(state.left)},
@@ -106,18 +128,24 @@ std::vector<Fact> ProgramCommands::status() {
     facts.emplace_back("checks-fail-since", failure->since);
     facts.emplace_back("last-failure", failure->words);
   }
-  if (!words.empty()) facts.emplace_back("mail-store-says", words);
+  if (!words.empty()) {
+    facts.emplace_back("mail-store-says", words);
+  }
   return facts;
 }
 
-/// A closed dialog may still hold a value that was refused: it is filled as for opening it.
+// A closed dialog may still hold a value that was refused: it is filled as for opening it.
 std::vector<Setting> ProgramCommands::settings() {
-  if (!forms_.settings().visible()) forms_.settings().fillSilently();
+  if (!forms_.settings().visible()) {
+    forms_.settings().fillSilently();
+  }
   return settingsOf(forms_.settings(), forms_.settings().tabPrefs);
 }
 
 Result<void> ProgramCommands::changeSetting(std::string_view name, const std::string& value) {
-  if (auto ready = mainWindowTakesInput(); !ready) return ready;
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
   frmPrefs& dialog = forms_.settings();
   Control* control = dialog.find(name);
   if (control == nullptr || !control->tab()) {
@@ -128,15 +156,21 @@ Result<void> ProgramCommands::changeSetting(std::string_view name, const std::st
   if (changed && !holdsValue(*control, value, decimalSeparator_)) {
     changed = Error{0, control->name() + " was not changed: the box that came up says why"};
   }
-  if (changed) changed = storeSetting(*control, value);
-  if (dialog.visible()) dialog.cmdCancel.click();
+  if (changed) {
+    changed = storeSetting(*control, value);
+  }
+  if (dialog.visible()) {
+    dialog.cmdCancel.click();
+  }
   return changed;
 }
 
-/// By the dialog's OK. What was refused is not left in the dialog, which a start would read.
+// By the dialog's OK. What was refused is not left in the dialog, which a start would read.
 Result<void> ProgramCommands::storeSetting(const Control& control, const std::string& value) {
   frmPrefs& dialog = forms_.settings();
-  if (auto closed = clickControl(dialog.cmdOK); !closed) return closed;
+  if (auto closed = clickControl(dialog.cmdOK); !closed) {
+    return closed;
+  }
   if (!dialog.stored()) {
     dialog.fillSilently();
     return Error{0, "the settings were not stored: the box that came up says why"};

@@ -25,7 +25,7 @@ bool hasOwnCaption(const Control& control) {
   return control.kind() == ControlKind::kCheckBox || control.kind() == ControlKind::kOptionButton;
 }
 
-/// As the settings dialog writes a list that it has stored.
+// As the settings dialog writes a list that it has stored.
 std::string asList(const std::string& text) {
   StringList entries;
   return FormTextToArray(text, entries) < 0 ? text : MakeStringFromArray(entries);
@@ -45,8 +45,12 @@ std::string tabCaption(const Control& tabs, int tab) {
 }  // namespace
 
 std::string valueOf(const Control& control) {
-  if (control.kind() == ControlKind::kTextBox) return control.text();
-  if (hasOwnCaption(control)) return control.checked() ? "on" : "off";
+  if (control.kind() == ControlKind::kTextBox) {
+    return control.text();
+  }
+  if (hasOwnCaption(control)) {
+    return control.checked() ? "on" : "off";
+  }
   const auto position = static_cast<std::size_t>(control.value());
   return position < control.list().size() ? control.list()[position] : "";
 }
@@ -57,7 +61,9 @@ bool holdsValue(const Control& control, const std::string& value,
     return sameText(control.text(), value, decimalSeparator);
   }
   const std::string word = asciiLower(value);
-  if (hasOwnCaption(control)) return control.checked() == (word == "1" || word == "on");
+  if (hasOwnCaption(control)) {
+    return control.checked() == (word == "1" || word == "on");
+  }
   return asciiLower(valueOf(control)) == word || std::to_string(control.value()) == value;
 }
 
@@ -65,13 +71,17 @@ std::vector<Setting> settingsOf(const Form& form, const Control& tabs) {
   std::vector<Setting> settings;
   std::string before;
   for (const Control* control : form.controls()) {
-    if (!control->tab()) continue;
+    if (!control->tab()) {
+      continue;
+    }
     const std::string caption = plainCaption(control->text());
     if (holdsASetting(*control)) {
       settings.push_back({tabCaption(tabs, *control->tab()), control->name(), valueOf(*control),
                           hasOwnCaption(*control) ? caption : before});
     }
-    if (hasOwnCaption(*control) || control->kind() == ControlKind::kLabel) before = caption;
+    if (hasOwnCaption(*control) || control->kind() == ControlKind::kLabel) {
+      before = caption;
+    }
   }
   return settings;
 }

@@ -27,7 +27,7 @@ void appendHex(std::string& out, std::string_view bytes) {
   }
 }
 
-/// The letter that stands for the character after a backslash; 0 where it has none.
+// The letter that stands for the character after a backslash; 0 where it has none.
 char escapeLetter(char32_t code) {
   switch (code) {
     case '\\':
@@ -66,13 +66,17 @@ std::string written(std::string_view text, bool inQuotes) {
 std::optional<unsigned> hexDigit(char c) {
   const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
   const auto at = kHexDigits.find(lower);
-  if (at == std::string_view::npos) return std::nullopt;
+  if (at == std::string_view::npos) {
+    return std::nullopt;
+  }
   return static_cast<unsigned>(at);
 }
 
-/// Takes the rest of an escape off the text, whose backslash is gone already.
+// Takes the rest of an escape off the text, whose backslash is gone already.
 std::optional<char> takeEscape(std::string_view& text) {
-  if (text.empty()) return std::nullopt;
+  if (text.empty()) {
+    return std::nullopt;
+  }
   const char letter = text.front();
   text.remove_prefix(1);
   switch (letter) {
@@ -88,15 +92,19 @@ std::optional<char> takeEscape(std::string_view& text) {
     default:
       break;
   }
-  if (letter != 'x' || text.size() < 2) return std::nullopt;
+  if (letter != 'x' || text.size() < 2) {
+    return std::nullopt;
+  }
   const auto high = hexDigit(text[0]);
   const auto low = hexDigit(text[1]);
   text.remove_prefix(2);
-  if (!high || !low) return std::nullopt;
+  if (!high || !low) {
+    return std::nullopt;
+  }
   return static_cast<char>(*high * 16 + *low);
 }
 
-/// Of what is hidden, marks and fillers come along when a name is pasted, and do no harm.
+// Of what is hidden, marks and fillers come along when a name is pasted, and do no harm.
 bool steers(char32_t code) {
   const CharacterKind kind = kindOf(code);
   return kind == CharacterKind::kControl || kind == CharacterKind::kLineBreak ||
@@ -107,7 +115,7 @@ void skipBlanks(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
 }
 
-/// Takes a word in quotes off the text, whose opening quote is there.
+// Takes a word in quotes off the text, whose opening quote is there.
 Result<std::string> takeQuoted(std::string_view& text) {
   text.remove_prefix(1);
   std::string word;
@@ -119,10 +127,14 @@ Result<std::string> takeQuoted(std::string_view& text) {
       continue;
     }
     const auto meant = takeEscape(text);
-    if (!meant) return Error{0, R"(after a backslash in quotes comes one of n r t x \ ")"};
+    if (!meant) {
+      return Error{0, R"(after a backslash in quotes comes one of n r t x \ ")"};
+    }
     word += *meant;
   }
-  if (text.empty()) return Error{0, "a closing quote is missing"};
+  if (text.empty()) {
+    return Error{0, "a closing quote is missing"};
+  }
   text.remove_prefix(1);
   if (!text.empty() && kBlanks.find(text.front()) == std::string_view::npos) {
     return Error{0, "a blank must follow the closing quote"};
@@ -160,7 +172,9 @@ Result<std::vector<std::string>> splitWords(std::string_view line) {
   while (!line.empty()) {
     if (line.front() == '"') {
       auto word = takeQuoted(line);
-      if (!word) return word.error();
+      if (!word) {
+        return word.error();
+      }
       words.push_back(std::move(*word));
       skipBlanks(line);
     } else {
@@ -178,16 +192,24 @@ Result<std::string> readValue(std::string_view rest) {
   }
   auto value = takeQuoted(rest);
   skipBlanks(rest);
-  if (value && !rest.empty()) return Error{0, "there is more after the closing quote"};
+  if (value && !rest.empty()) {
+    return Error{0, "there is more after the closing quote"};
+  }
   return value;
 }
 
 std::string whyNoCommand(std::string_view bytes) {
   while (!bytes.empty()) {
     const Utf8Character first = firstCharacter(bytes);
-    if (first.length == 0) return "the line is not UTF-8";
-    if (first.code == 0) return "the line holds a NUL character";
-    if (first.code != '\t' && steers(first.code)) return "the line holds control characters";
+    if (first.length == 0) {
+      return "the line is not UTF-8";
+    }
+    if (first.code == 0) {
+      return "the line holds a NUL character";
+    }
+    if (first.code != '\t' && steers(first.code)) {
+      return "the line holds control characters";
+    }
     bytes.remove_prefix(first.length);
   }
   return {};

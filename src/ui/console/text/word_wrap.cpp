@@ -10,14 +10,14 @@ namespace {
 
 constexpr std::string_view kListMark = "- ";
 
-/// How deep the text of a line begins.
+// How deep the text of a line begins.
 std::size_t depthOf(std::string_view line) {
   const std::size_t blanks = std::min(line.find_first_not_of(' '), line.size());
   return blanks + (line.substr(blanks).starts_with(kListMark) ? kListMark.size() : 0);
 }
 
-/// The bytes of the longest beginning that ends before a blank and has no more than `width`
-/// characters; a first word that is longer by itself is taken whole.
+// The bytes of the longest beginning that ends before a blank and has no more than `width`
+// characters; a first word that is longer by itself is taken whole.
 std::size_t bytesThatFit(std::string_view text, std::size_t width) {
   std::size_t fits = 0;
   while (fits < text.size()) {

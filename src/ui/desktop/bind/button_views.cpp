@@ -42,7 +42,7 @@ class ButtonView : public WidgetView {
   wxButton* button_;
 };
 
-/// The toolkit shows it as one. What it leads to is opened by the form.
+// The toolkit shows it as one. What it leads to is opened by the form.
 class LinkView : public WidgetView {
  public:
   LinkView(wxWindow* parent, Control& control, const ViewStyle& style)
@@ -62,7 +62,7 @@ class LinkView : public WidgetView {
       link_->SetURL(toWx(control_.text()));
     }
   }
-  /// The theme's own is made for its light ground alone, in some.
+  // The theme's own is made for its light ground alone, in some.
   void showColours() override {
     setLinkColour(*link_, readable(wxSystemSettings::GetColour(wxSYS_COLOUR_HOTLIGHT),
                                    toWx(kButtonText), {toWx(kButtonFace)}));
@@ -72,7 +72,7 @@ class LinkView : public WidgetView {
   wxHyperlinkCtrl* link_;
 };
 
-/// The toolkit makes a button for a picture alone in another way than one for a picture and a word.
+// The toolkit makes a button for a picture alone in another way than one for a picture and a word.
 wxButton* makePictureButton(wxWindow* parent, const Control& control, const ViewStyle& style) {
   if (style.caption.empty()) {
     return new wxBitmapButton(parent, wxID_ANY, artBitmap(*parent, control.picture()));
@@ -170,8 +170,8 @@ bool noneOfGroupIsChosen(const Control& control) {
   });
 }
 
-/// The toolkit's groups always have one chosen. Where the form's has none it is this one, which
-/// nobody sees. Made last, it is in the group of the buttons that stand beside it.
+// The toolkit's groups always have one chosen. Where the form's has none it is this one, which
+// nobody sees. Made last, it is in the group of the buttons that stand beside it.
 void chooseNone(wxWindow& parent, const wxString& group) {
   auto* none = dynamic_cast<wxRadioButton*>(wxWindow::FindWindowByName(group, &parent));
   if (none == nullptr) {

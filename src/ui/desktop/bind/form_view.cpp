@@ -19,7 +19,7 @@ namespace relaybird::desktop {
 
 namespace {
 
-/// What is selected in a field is copied by the field itself.
+// What is selected in a field is copied by the field itself.
 bool belongsToField(const wxKeyEvent& event) {
   return event.GetModifiers() == wxMOD_CONTROL && event.GetKeyCode() == 'C' &&
          dynamic_cast<wxTextCtrl*>(wxWindow::FindFocus()) != nullptr;
@@ -71,7 +71,7 @@ wxWindow* FormView::add(wxWindow* parent, Control& control, const ViewStyle& sty
   return window;
 }
 
-/// Whichever of the two is made first, the label or what it names.
+// Whichever of the two is made first, the label or what it names.
 void FormView::joinLabels(const Control& control, ControlView& view, const ViewStyle& style) {
   if (style.namedBy != nullptr) {
     named_.emplace(style.namedBy, &view);

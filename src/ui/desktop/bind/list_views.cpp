@@ -16,8 +16,8 @@
 namespace relaybird::desktop {
 namespace {
 
-/// Asks the control for the lines that are on the screen, so that a million of them cost no more
-/// than a screenful.
+// Asks the control for the lines that are on the screen, so that a million of them cost no more
+// than a screenful.
 class VirtualLines : public wxListCtrl {
  public:
   VirtualLines(wxWindow* parent, const Control& control)
@@ -90,14 +90,14 @@ class ListView : public WidgetView {
   }
 
  private:
-  /// The toolkit would look for a line that begins with the letter, through all of them: no user
-  /// seeks a line by the digits of its date.
+  // The toolkit would look for a line that begins with the letter, through all of them: no user
+  // seeks a line by the digits of its date.
   static bool searchesPrefix(const wxKeyEvent& event) {
     return !event.HasModifiers() && event.GetKeyCode() > WXK_SPACE &&
            event.GetKeyCode() < WXK_DELETE;
   }
 
-  /// The toolkit paints the lines: to people who do not see them there is only what is told here.
+  // The toolkit paints the lines: to people who do not see them there is only what is told here.
   void tellLine(long position) {
     const auto line = static_cast<std::size_t>(position);
     if (position >= 0 && line < control_.list().size()) {
@@ -107,7 +107,7 @@ class ListView : public WidgetView {
     }
   }
 
-  /// Follows the newest line for a user who looks at the end, and leaves alone one who reads above.
+  // Follows the newest line for a user who looks at the end, and leaves alone one who reads above.
   void showLines() {
     const long before = lines_->GetItemCount();
     const bool atEnd = lines_->GetTopItem() + lines_->GetCountPerPage() >= before;
@@ -126,8 +126,8 @@ class ListView : public WidgetView {
     }
   }
 
-  /// A range that is selected at once raises no event of its own, and collecting a million
-  /// positions takes a while: they are collected when the input that waits has been dealt with.
+  // A range that is selected at once raises no event of its own, and collecting a million
+  // positions takes a while: they are collected when the input that waits has been dealt with.
   void selectionMayChange() {
     if (!std::exchange(selectionStale_, true)) {
       later(*lines_, [this] { showSelection(); });
@@ -149,7 +149,7 @@ class ListView : public WidgetView {
     telling_ = false;
   }
 
-  /// What the form has selected, with its first line in sight.
+  // What the form has selected, with its first line in sight.
   void select() {
     selectionStale_ = false;
     lines_->SetItemState(-1, 0, wxLIST_STATE_SELECTED);
@@ -165,7 +165,7 @@ class ListView : public WidgetView {
     }
   }
 
-  /// By a click, by the Menu key or by Shift+F10; by the keys it opens at the line that has them.
+  // By a click, by the Menu key or by Shift+F10; by the keys it opens at the line that has them.
   void openMenuAt(const wxContextMenuEvent& event) {
     Control* menu = control_.contextMenu();
     if (menu == nullptr) {
@@ -186,7 +186,7 @@ class ListView : public WidgetView {
     openMenu(*lines_, *menu, place);
   }
 
-  /// A line that is longer than the window is wide shows as a whole where the pointer is.
+  // A line that is longer than the window is wide shows as a whole where the pointer is.
   void tellWhole(wxWindow& inside, const wxPoint& point) {
     int flags = 0;
     const long position =
@@ -206,7 +206,7 @@ class ListView : public WidgetView {
     inside.UnsetToolTip();
   }
 
-  /// Before the key does anything: it may press the button that copies what is selected.
+  // Before the key does anything: it may press the button that copies what is selected.
   void key(wxKeyEvent& event) {
     showSelection();
     const int shift =
@@ -239,8 +239,8 @@ class ListView : public WidgetView {
 
   VirtualLines* lines_;
   bool selectionStale_ = false;
-  bool telling_ = false;     ///< the form what is selected in the widget
-  long told_ = wxNOT_FOUND;  ///< the line that the pointer is on
+  bool telling_ = false;     // the form what is selected in the widget
+  long told_ = wxNOT_FOUND;  // the line that the pointer is on
 };
 
 class ComboView : public WidgetView {

@@ -9,7 +9,7 @@ namespace relaybird::desktop {
 
 namespace {
 
-/// The toolkit reads the keys behind a tab.
+// The toolkit reads the keys behind a tab.
 wxString captionOf(const Control& control) {
   const std::string keys = control.shortcut().empty() ? "" : "\t" + control.shortcut();
   return toWx(control.text() + keys);

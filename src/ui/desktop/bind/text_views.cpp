@@ -15,9 +15,9 @@
 namespace relaybird::desktop {
 namespace {
 
-/// Between the lines of a field and its border.
+// Between the lines of a field and its border.
 constexpr int kAroundLines = 6;
-/// Of a field of several: three stay in sight above a scroll bar, and the one beside has room.
+// Of a field of several: three stay in sight above a scroll bar, and the one beside has room.
 constexpr int kLeastLines = 4;
 
 class LabelView : public WidgetView {
@@ -101,7 +101,7 @@ class TextView : public WidgetView {
     field_->SetMinSize({-1, kLeastLines * field_->GetCharHeight() + 2 * margin + borders.y});
   }
 
-  /// In the middle of the toolkit's own work on the text, which nobody else may change meanwhile.
+  // In the middle of the toolkit's own work on the text, which nobody else may change meanwhile.
   void edited() {
     if (editing_) {
       return;
@@ -120,8 +120,8 @@ class TextView : public WidgetView {
     }
   }
 
-  /// Shows what has become of what the user typed. A field that takes no input shows again what it
-  /// holds.
+  // Shows what has become of what the user typed. A field that takes no input shows again what it
+  // holds.
   void mend() {
     const wxString now = field_->GetValue();
     const wxString wanted = toWx(control_.text());
@@ -149,8 +149,8 @@ class TextView : public WidgetView {
   }
 
   wxTextCtrl* field_;
-  TypedText typed_;       ///< what the user typed last, and what became of it
-  bool editing_ = false;  ///< what happens to the text is our own doing
+  TypedText typed_;       // what the user typed last, and what became of it
+  bool editing_ = false;  // what happens to the text is our own doing
 };
 
 }  // namespace

@@ -22,7 +22,7 @@ bool isField(ControlKind kind) {
          kind == ControlKind::kListBox;
 }
 
-/// Such a control is called by its tool tip; others have a text of their own.
+// Such a control is called by its tool tip; others have a text of their own.
 bool hasPicture(ControlKind kind) {
   return kind == ControlKind::kPictureButton || kind == ControlKind::kPictureOption ||
          kind == ControlKind::kPicture;
@@ -41,7 +41,7 @@ bool isDark(const wxColour& colour) {
   return colour.GetLuminance() <= kMiddle;
 }
 
-/// WCAG 2.1, "relative luminance".
+// WCAG 2.1, "relative luminance".
 double luminance(const wxColour& colour) {
   const auto linear = [](unsigned char part) {
     const double share = part / 255.0;
@@ -51,20 +51,20 @@ double luminance(const wxColour& colour) {
          0.0722 * linear(colour.Blue());
 }
 
-/// WCAG 2.1, "contrast ratio".
+// WCAG 2.1, "contrast ratio".
 double contrast(const wxColour& one, const wxColour& other) {
   const auto [darker, lighter] = std::minmax({luminance(one), luminance(other)});
   return (lighter + 0.05) / (darker + 0.05);
 }
 
-/// What a control stands out from. One that is not to be edited looks like a part of the window.
+// What a control stands out from. One that is not to be edited looks like a part of the window.
 Colour ground(const Control& control) {
   const bool readOnly = control.kind() == ControlKind::kTextBox && control.locked();
   return readOnly && control.backColor() == kWindowBackground ? kButtonFace : control.backColor();
 }
 
-/// The theme's gray says that there is nothing to do, and need not be readable. Ours says that
-/// something else was chosen, and is as gray as can still be read.
+// The theme's gray says that there is nothing to do, and need not be readable. Ours says that
+// something else was chosen, and is as gray as can still be read.
 wxColour readableGray(const Control& control) {
   const wxColour below = toWx(ground(control));
   // A label stands on a page or on the window itself.
@@ -72,14 +72,14 @@ wxColour readableGray(const Control& control) {
   return readable(toWx(kGrayText), toWx(ordinaryText(control)), {below, page});
 }
 
-/// Black or white, whichever stands out more from the ground.
+// Black or white, whichever stands out more from the ground.
 wxColour readableOn(const wxColour& ground) {
   constexpr double kSameContrast = 0.179;
   return luminance(ground) > kSameContrast ? *wxBLACK : *wxWHITE;
 }
 
-/// On a colour of our own the theme's text may not be readable, and a colour of our own not on the
-/// theme's ground: a dark theme writes in white. A pure red stands out too little on either.
+// On a colour of our own the theme's text may not be readable, and a colour of our own not on the
+// theme's ground: a dark theme writes in white. A pure red stands out too little on either.
 wxColour textColour(const Control& control) {
   // Per cent of the lightness.
   constexpr int kLighter = 150;
@@ -168,7 +168,7 @@ void WidgetView::update(Change what) {
   }
 }
 
-/// A widget that has its kind's own colours is left to the theme, which knows best how it looks.
+// A widget that has its kind's own colours is left to the theme, which knows best how it looks.
 void WidgetView::showColours() {
   const Colour below = ground(control_);
   const bool ownGround = below != ordinaryGround(control_);
@@ -181,12 +181,12 @@ void WidgetView::showColours() {
   coloured_ = ownText;
 }
 
-/// The toolkit tells it as the description too, and shows it over a disabled widget as well.
+// The toolkit tells it as the description too, and shows it over a disabled widget as well.
 void WidgetView::showTip() {
   window()->SetToolTip(toWx(control_.tip()));
 }
 
-/// A label is called by what it says.
+// A label is called by what it says.
 void WidgetView::showName() {
   if (control_.kind() != ControlKind::kLabel) {
     setAccessibleName(*window(), accessibleName());

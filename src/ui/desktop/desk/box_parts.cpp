@@ -17,12 +17,12 @@
 namespace relaybird::desktop {
 namespace {
 
-/// An address of usual length stands in one line behind its number.
+// An address of usual length stands in one line behind its number.
 constexpr int kLongestLine = 76;
-/// In hundredths of the screen's height.
+// In hundredths of the screen's height.
 constexpr int kHighestText = 60;
 
-/// The first button keeps the focus.
+// The first button keeps the focus.
 void scrollByKeys(wxDialog& box, wxScrolledWindow& text) {
   static const std::map<int, wxEventType> kKeys{
       {WXK_UP, wxEVT_SCROLLWIN_LINEUP},     {WXK_DOWN, wxEVT_SCROLLWIN_LINEDOWN},

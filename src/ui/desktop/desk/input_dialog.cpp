@@ -12,7 +12,7 @@
 namespace relaybird::desktop {
 namespace {
 
-/// In average letters: most addresses are seen whole.
+// In average letters: most addresses are seen whole.
 constexpr int kFieldWidth = 48;
 
 }  // namespace

@@ -59,7 +59,7 @@ class WxTimer : public Timer, private wxTimer {
 
 }  // namespace
 
-/// Outlives the loop object for as long as the toolkit still has a call into it.
+// Outlives the loop object for as long as the toolkit still has a call into it.
 class WxLoop::Queue : public std::enable_shared_from_this<Queue> {
  public:
   void post(std::function<void()> event) {
@@ -107,7 +107,7 @@ std::unique_ptr<Timer> WxLoop::makeTimer(std::chrono::milliseconds interval,
   return std::make_unique<WxTimer>(interval, std::move(tick));
 }
 
-/// wxApp::ExitMainLoop() would do nothing while the loop of a box is the active one.
+// wxApp::ExitMainLoop() would do nothing while the loop of a box is the active one.
 void endMainLoop() {
   if (wxEventLoopBase* const loop = wxAppConsole::GetInstance()->GetMainLoop()) {
     loop->ScheduleExit();

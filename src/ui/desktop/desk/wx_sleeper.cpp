@@ -13,10 +13,10 @@
 namespace relaybird::desktop {
 namespace {
 
-/// Between two looks for events. A picture stands no longer than that unpainted.
+// Between two looks for events. A picture stands no longer than that unpainted.
 constexpr int kLook = 10;  // milliseconds
 
-/// The innermost sleep on the stack of the one thread that has windows.
+// The innermost sleep on the stack of the one thread that has windows.
 const WxSleeper* asleep = nullptr;
 
 class Sleeping {
@@ -44,7 +44,7 @@ void runEvents() {
 
 }  // namespace
 
-/// Looks for the end of the check, which nobody reports here.
+// Looks for the end of the check, which nobody reports here.
 class WxSleeper::KeptInput : private wxTimer {
  public:
   explicit KeptInput(const std::function<bool()>& checkRuns) : checkRuns_(checkRuns) {}

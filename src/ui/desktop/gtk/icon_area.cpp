@@ -11,7 +11,7 @@
 namespace relaybird::desktop {
 namespace {
 
-/// The watcher's name on the bus, and its interface.
+// The watcher's name on the bus, and its interface.
 constexpr const char* kWatcher = "org.kde.StatusNotifierWatcher";
 constexpr const char* kWatcherPath = "/StatusNotifierWatcher";
 constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
@@ -23,13 +23,13 @@ GVariant* hostQuestion() {
   return g_variant_new("(ss)", kWatcher, "IsStatusNotifierHostRegistered");
 }
 
-/// Null where the screen is not X's.
+// Null where the screen is not X's.
 GdkDisplay* xDisplay() {
   GdkDisplay* display = gdk_display_get_default();
   return display != nullptr && GDK_IS_X11_DISPLAY(display) ? display : nullptr;
 }
 
-/// Freedesktop's system tray protocol: the tray owns a selection of the screen.
+// Freedesktop's system tray protocol: the tray owns a selection of the screen.
 std::string traySelection(GdkDisplay* display) {
   const int screen = DefaultScreen(gdk_x11_display_get_xdisplay(display));
   return "_NET_SYSTEM_TRAY_S" + std::to_string(screen);
@@ -49,8 +49,8 @@ bool nobodyIsThere(const GError* error) {
          g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) == TRUE;
 }
 
-/// Takes the watcher's answer, or the error in its place. The library turns to the screen's tray
-/// only where there is no watcher, not where a watcher has no host.
+// Takes the watcher's answer, or the error in its place. The library turns to the screen's tray
+// only where there is no watcher, not where a watcher has no host.
 bool shownAccordingTo(GVariant* answer, GError* error) {
   bool shown = false;
   if (answer != nullptr) {
@@ -67,8 +67,8 @@ bool shownAccordingTo(GVariant* answer, GError* error) {
   return shown;
 }
 
-/// Takes the answer to a call; null where there is none, with the error. `cancelled` when whoever
-/// has asked is gone.
+// Takes the answer to a call; null where there is none, with the error. `cancelled` when whoever
+// has asked is gone.
 GVariant* finishedCall(GObject* bus, GAsyncResult* result, GError** error, bool& cancelled) {
   GVariant* answer = g_dbus_connection_call_finish(G_DBUS_CONNECTION(bus), result, error);
   cancelled = g_error_matches(*error, G_IO_ERROR, G_IO_ERROR_CANCELLED) == TRUE;
@@ -176,7 +176,7 @@ void IconAreaWatch::onLockAnswer(GObject* bus, GAsyncResult* result, gpointer se
   static_cast<IconAreaWatch*>(self)->tell(locked == TRUE ? IconArea::kHeldBack : IconArea::kGone);
 }
 
-/// What has changed in between is asked for first: it may be otherwise by now.
+// What has changed in between is asked for first: it may be otherwise by now.
 void IconAreaWatch::tell(IconArea area) {
   asked_ = false;
   if (std::exchange(again_, false)) {

@@ -7,15 +7,15 @@
 namespace relaybird::desktop {
 namespace {
 
-/// A frame's line runs through the middle of its title.
+// A frame's line runs through the middle of its title.
 constexpr float kOnTheLine = 0.5;
 
 AtkObject* accessible(wxWindow& window) {
   return gtk_widget_get_accessible(static_cast<GtkWidget*>(window.GetHandle()));
 }
 
-/// A field of several lines stands in a frame that scrolls, and one with a list to it in a box of
-/// both; what has the keys is inside.
+// A field of several lines stands in a frame that scrolls, and one with a list to it in a box of
+// both; what has the keys is inside.
 GtkWidget* withKeys(wxWindow& window) {
   auto* widget = static_cast<GtkWidget*>(window.GetHandle());
   const bool holdsField =
@@ -27,7 +27,7 @@ GtkWidget* withKeys(wxWindow& window) {
 
 constexpr const char* kNamedByLabel = "relaybird-named-by-label";
 
-/// The toolkit gives a label away again whenever a control is added to its window.
+// The toolkit gives a label away again whenever a control is added to its window.
 void keepNamed(GtkLabel* label, GParamSpec*, gpointer) {
   auto* named = static_cast<GtkWidget*>(g_object_get_data(G_OBJECT(label), kNamedByLabel));
   if (gtk_label_get_mnemonic_widget(label) != named) {
@@ -140,7 +140,7 @@ void setTextMargin(wxWindow& field, int pixels) {
   }
 }
 
-/// The toolkit has picture and caption stand on one base line.
+// The toolkit has picture and caption stand on one base line.
 void centreCaption(wxButton& button) {
   auto* widget = static_cast<GtkWidget*>(button.GetHandle());
   if (GTK_IS_BIN(widget) && gtk_bin_get_child(GTK_BIN(widget)) != nullptr) {
@@ -148,8 +148,8 @@ void centreCaption(wxButton& button) {
   }
 }
 
-/// The toolkit places a title by a share of the width that it leaves, and interrupts the line of
-/// the frame for the title's margins too: they are what keeps the line off the letters.
+// The toolkit places a title by a share of the width that it leaves, and interrupts the line of
+// the frame for the title's margins too: they are what keeps the line off the letters.
 void indentTitle(wxStaticBox& frame, int pixels) {
   auto* widget = static_cast<GtkWidget*>(frame.GetHandle());
   GtkWidget* title = GTK_IS_FRAME(widget) ? gtk_frame_get_label_widget(GTK_FRAME(widget)) : nullptr;
@@ -207,7 +207,7 @@ void setApart(wxTopLevelWindow& window) {
   g_object_unref(group);
 }
 
-/// X11's window managers tell, by EWMH. Wayland's compositors do not, to programs of this toolkit.
+// X11's window managers tell, by EWMH. Wayland's compositors do not, to programs of this toolkit.
 bool windowsCanBeMinimised() {
   GdkScreen* screen = gdk_screen_get_default();
   return screen != nullptr && GDK_IS_X11_SCREEN(screen) &&

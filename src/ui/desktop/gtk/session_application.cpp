@@ -16,8 +16,8 @@ constexpr const char* kBus = "org.freedesktop.DBus";
 constexpr const char* kShowAction = "show";
 constexpr int kPatience = 3000;  // milliseconds
 
-/// The toolkit's own class hands the desktop's permission to come to the front from the second
-/// start to the first.
+// The toolkit's own class hands the desktop's permission to come to the front from the second
+// start to the first.
 GtkApplication* makeApplication(GApplicationFlags flags) {
   return gtk_application_new(kApplicationId, flags);
 }
@@ -35,7 +35,7 @@ void onAction(GSimpleAction* action, GVariant*, gpointer listener) {
   guarded([&] { static_cast<SessionApplication::Listener*>(listener)->act(name); });
 }
 
-/// The process that has the name; 0 where nobody has. The bus knows, however busy the process is.
+// The process that has the name; 0 where nobody has. The bus knows, however busy the process is.
 long ownerOfName(GDBusConnection* bus) {
   GVariant* answer = g_dbus_connection_call_sync(
       bus, kBus, "/org/freedesktop/DBus", kBus, "GetConnectionUnixProcessID",
@@ -49,7 +49,7 @@ long ownerOfName(GDBusConnection* bus) {
   return static_cast<long>(process);
 }
 
-/// The program's own loop has to answer this, which it does not while it hangs.
+// The program's own loop has to answer this, which it does not while it hangs.
 bool answers(GDBusConnection* bus) {
   GVariant* answer = g_dbus_connection_call_sync(
       bus, kApplicationId, "/org/relaybird/Relaybird", "org.gtk.Actions", "List", nullptr, nullptr,
@@ -60,7 +60,7 @@ bool answers(GDBusConnection* bus) {
   return answer != nullptr;
 }
 
-/// Hands the activation over to whoever has the name.
+// Hands the activation over to whoever has the name.
 bool activate() {
   GtkApplication* application = makeApplication(G_APPLICATION_IS_LAUNCHER);
   auto* base = G_APPLICATION(application);
@@ -73,8 +73,8 @@ bool activate() {
   return found;
 }
 
-/// Whether the name is this process's now. The library would wait half a minute for the one that
-/// has it and hangs.
+// Whether the name is this process's now. The library would wait half a minute for the one that
+// has it and hangs.
 bool takeName(GApplication* application) {
   GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   const bool held = bus != nullptr && ownerOfName(bus) == 0 &&
@@ -84,7 +84,7 @@ bool takeName(GApplication* application) {
   return held;
 }
 
-/// The library lets go of it only when the last of its users has gone.
+// The library lets go of it only when the last of its users has gone.
 void releaseName(GDBusConnection* bus) {
   if (bus != nullptr) {
     g_dbus_connection_call(bus, kBus, "/org/freedesktop/DBus", kBus, "ReleaseName",
@@ -94,8 +94,8 @@ void releaseName(GDBusConnection* bus) {
   }
 }
 
-/// The connection that all of the program shares, or null. The library would end the program with
-/// the session's bus: what ends the session says so itself.
+// The connection that all of the program shares, or null. The library would end the program with
+// the session's bus: what ends the session says so itself.
 GDBusConnection* busToOutlive() {
   GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   if (bus != nullptr) {
@@ -124,12 +124,12 @@ Raised raiseRunningProgram(long process) {
 }
 
 struct SessionApplication::Name {
-  /// Kept, as another that was made later would have the library's manners again.
+  // Kept, as another that was made later would have the library's manners again.
   GDBusConnection* bus = busToOutlive();
   GtkApplication* application = makeApplication(G_APPLICATION_DEFAULT_FLAGS);
   GSimpleAction* show = g_simple_action_new(kShowAction, nullptr);
-  std::vector<GSimpleAction*> actions;  ///< of the desktop entry
-  /// Another program of this user, with a mailbox of its own, may have the name.
+  std::vector<GSimpleAction*> actions;  // of the desktop entry
+  // Another program of this user, with a mailbox of its own, may have the name.
   bool held = false;
 
   Name() = default;

@@ -16,7 +16,7 @@
 namespace relaybird::desktop {
 namespace {
 
-/// A desktop's session manager. MATE and Cinnamon have GNOME's interface too.
+// A desktop's session manager. MATE and Cinnamon have GNOME's interface too.
 struct Manager {
   const char* name;
   const char* path;
@@ -63,7 +63,7 @@ class SessionEnd::Client {
   Client& operator=(const Client&) = delete;
 
  private:
-  /// The object is gone when a call back comes with a call that was cancelled.
+  // The object is gone when a call back comes with a call that was cancelled.
   static bool cancelled(GError* error) {
     const bool is = error != nullptr && g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
     g_clear_error(&error);
@@ -82,9 +82,9 @@ class SessionEnd::Client {
     }
   }
 
-  /// Without the identifier that the session gives to what it starts itself: the toolkit has taken
-  /// it out of the environment before the program begins, and the session needs it only to restart
-  /// what was running.
+  // Without the identifier that the session gives to what it starts itself: the toolkit has taken
+  // it out of the environment before the program begins, and the session needs it only to restart
+  // what was running.
   void registerAtNext() {
     if (next_ == kManagers.size()) {
       return;
@@ -153,7 +153,7 @@ class SessionEnd::Client {
   std::string path_;
   guint subscription_ = 0;
   std::array<guint, kSignals.size()> signals_{};
-  bool asked_ = false;  ///< the session waits for the program's end
+  bool asked_ = false;  // the session waits for the program's end
 };
 
 SessionEnd::SessionEnd(std::function<void()> onEnd)

@@ -22,15 +22,15 @@ namespace {
 
 constexpr const char* kRunningIcon = "relaybird-running";
 constexpr const char* kStoppedIcon = "relaybird-stopped";
-/// Every icon theme has it (freedesktop.org, icon naming, "Status").
+// Every icon theme has it (freedesktop.org, icon naming, "Status").
 constexpr const char* kWarningIcon = "dialog-warning";
 
-/// Of the state in which a picture shows the program.
+// Of the state in which a picture shows the program.
 bool isOurs(const ArtImage& image) {
   return image.name.starts_with(kRunningIcon) || image.name.starts_with(kStoppedIcon);
 }
 
-/// Makes a folder and the missing ones above it. That it is there already is no failure.
+// Makes a folder and the missing ones above it. That it is there already is no failure.
 void makeFolder(FileSystem& files, const std::string& folder) {
   const auto made = files.createFolder(folder);
   if (!made && made.error().code == ENOENT && parentFolder(folder) != folder) {
@@ -39,14 +39,14 @@ void makeFolder(FileSystem& files, const std::string& folder) {
   }
 }
 
-/// A panel may be reading it: it is exchanged whole, and only for another one.
+// A panel may be reading it: it is exchanged whole, and only for another one.
 bool putInPlace(FileSystem& files, const std::string& path, std::string_view bytes) {
   const auto there = readFile(files, path, bytes.size() + 1);
   return (there && *there == bytes) || replaceFile(files, path, bytes);
 }
 
-/// Each in colour, and as a drawing under the name by which a panel looks for one that it can give
-/// a colour of its own.
+// Each in colour, and as a drawing under the name by which a panel looks for one that it can give
+// a colour of its own.
 bool putPicturesInPlace(FileSystem& files, const std::string& folder) {
   makeFolder(files, folder);
   return std::ranges::all_of(artImages(), [&](const ArtImage& image) {
@@ -57,7 +57,7 @@ bool putPicturesInPlace(FileSystem& files, const std::string& folder) {
   });
 }
 
-/// The installation puts it among everybody's icons.
+// The installation puts it among everybody's icons.
 bool programIconIsInstalled() {
   return gtk_icon_theme_has_icon(gtk_icon_theme_get_default(), kApplicationId) == TRUE;
 }
@@ -107,7 +107,7 @@ bool TrayIcon::available() {
   return iconsAreShown() && (picturesInPlace() || programIconIsInstalled());
 }
 
-/// Once they are, they stay: what is not looked at again is not written again.
+// Once they are, they stay: what is not looked at again is not written again.
 bool TrayIcon::picturesInPlace() {
   picturesInPlace_ = picturesInPlace_ || putPicturesInPlace(files_, iconFolder_);
   return picturesInPlace_;

@@ -34,17 +34,17 @@ namespace {
 // What a page is comfortably read in, in letters of ordinary text.
 constexpr int kPageColumns = 90;
 constexpr int kPageLines = 40;
-/// Around the name on a tab, and around a list inside of its page; device-independent pixels.
+// Around the name on a tab, and around a list inside of its page; device-independent pixels.
 constexpr int kTabMargin = 40;
 constexpr int kListMargin = 16;
 
-/// The toolkit hands out its parts by their numbers.
+// The toolkit hands out its parts by their numbers.
 template <class Part>
 Part* part(wxWindow& help, int id) {
   return dynamic_cast<Part*>(help.FindWindow(id));
 }
 
-/// They count what is found, and name nothing.
+// They count what is found, and name nothing.
 void unlabel(wxWindow& window) {
   for (wxWindow* child : window.GetChildren()) {
     if (dynamic_cast<wxStaticText*>(child) != nullptr) {
@@ -55,7 +55,7 @@ void unlabel(wxWindow& window) {
   }
 }
 
-/// The toolkit makes all labels of its options first, and then what they name, in their order.
+// The toolkit makes all labels of its options first, and then what they name, in their order.
 void nameOptions(wxWindow& options) {
   setAccessibleRole(options, AccessibleRole::kDialog);
   std::vector<wxWindow*> labels;
@@ -73,7 +73,7 @@ void nameOptions(wxWindow& options) {
   }
 }
 
-/// They are made when they are asked for, and stand until they are answered.
+// They are made when they are asked for, and stand until they are answered.
 void nameOptionsOnceThere(wxHtmlHelpWindow& help) {
   help.Bind(
       wxEVT_TOOL,
@@ -132,8 +132,8 @@ int widthOfTopics(wxTreeCtrl& contents) {
          std::max(0, wxSystemSettings::GetMetric(wxSYS_VSCROLL_X, &contents));
 }
 
-/// The toolkit lays a tab out when it is first seen. Until then its lists would be too small for
-/// their own scroll bars.
+// The toolkit lays a tab out when it is first seen. Until then its lists would be too small for
+// their own scroll bars.
 void layOutTabs(const wxBookCtrlBase& tabs, const wxSize& size) {
   for (std::size_t tab = 0; tab < tabs.GetPageCount(); ++tab) {
     if (wxSizer* parts = tabs.GetPage(tab)->GetSizer()) {
@@ -142,8 +142,8 @@ void layOutTabs(const wxBookCtrlBase& tabs, const wxSize& size) {
   }
 }
 
-/// Large enough for a page beside all names of the contents, as far as the screen is. Where that is
-/// too small, the contents give way to the page, but not the tabs.
+// Large enough for a page beside all names of the contents, as far as the screen is. Where that is
+// too small, the contents give way to the page, but not the tabs.
 void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
   wxTreeCtrl& contents = *help.GetTreeCtrl();
   contents.ExpandAll();
@@ -162,9 +162,9 @@ void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
   }
 }
 
-/// Now and then the toolkit makes the window a pixel high for a moment, before it is shown: when it
-/// learns only then how wide the window manager's borders are. Parts that were laid out in that
-/// would complain.
+// Now and then the toolkit makes the window a pixel high for a moment, before it is shown: when it
+// learns only then how wide the window manager's borders are. Parts that were laid out in that
+// would complain.
 void layOutWhereThereIsRoom(wxHtmlHelpWindow& help) {
   help.Bind(wxEVT_SIZE, [&help](wxSizeEvent& event) {
     const int least = help.GetToolBar()->GetBestSize().y;
@@ -172,7 +172,7 @@ void layOutWhereThereIsRoom(wxHtmlHelpWindow& help) {
   });
 }
 
-/// Also where the keys are in a part that takes Escape itself, and does nothing with it.
+// Also where the keys are in a part that takes Escape itself, and does nothing with it.
 void closeByKeys(wxFrame& frame) {
   frame.Bind(wxEVT_CHAR_HOOK, [&frame](wxKeyEvent& event) {
     const bool escape = event.GetKeyCode() == WXK_ESCAPE && !event.HasAnyModifiers();
@@ -191,8 +191,8 @@ std::string countOf(unsigned int pages) {
   return pages == 1 ? "1 page found" : std::to_string(pages) + " pages found";
 }
 
-/// The toolkit lists a page once for each of its places in the contents; the last, deepest one
-/// stays, which has the page's own name.
+// The toolkit lists a page once for each of its places in the contents; the last, deepest one
+// stays, which has the page's own name.
 void dropSecondHits(wxListBox& hits) {
   std::set<wxString> seen;
   for (unsigned int hit = hits.GetCount(); hit-- > 0;) {
@@ -203,7 +203,7 @@ void dropSecondHits(wxListBox& hits) {
   }
 }
 
-/// Searches as the toolkit does, and says what came of it.
+// Searches as the toolkit does, and says what came of it.
 void search(wxHtmlHelpWindow& help, wxTextCtrl& words, wxListBox& hits, wxStaticText& outcome) {
   const wxString wanted = words.GetValue().Trim(true).Trim(false);
   if (wanted.empty()) {

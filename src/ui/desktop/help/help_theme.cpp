@@ -16,7 +16,7 @@ bool onDark() {
   return wxSystemSettings::GetAppearance().IsUsingDarkBackground();
 }
 
-/// The toolkit's pages are black on white unless they say otherwise.
+// The toolkit's pages are black on white unless they say otherwise.
 class ThemeColours : public wxHtmlProcessor {
  public:
   wxString Process(const wxString& text) const override {
@@ -35,14 +35,14 @@ class ThemeColours : public wxHtmlProcessor {
     return wxSystemSettings::GetColour(colour).GetAsString(wxC2S_HTML_SYNTAX);
   }
 
-  /// Some dark themes take over the link's colour of the light ones.
+  // Some dark themes take over the link's colour of the light ones.
   static wxString linkCode() {
     const wxColour link = wxSystemSettings::GetColour(wxSYS_COLOUR_HOTLIGHT);
     return (onDark() ? link.ChangeLightness(kLighterLink) : link).GetAsString(wxC2S_HTML_SYNTAX);
   }
 };
 
-/// Reads the page that is open once more, and stays where the reader was in it.
+// Reads the page that is open once more, and stays where the reader was in it.
 void readAgain(wxHtmlWindow& page) {
   const wxString opened = page.GetOpenedPage();
   if (opened.empty()) {

@@ -17,8 +17,8 @@ namespace {
 
 constexpr const char* kProject = "relaybird-help.hhp";
 
-/// What the toolkit's help wants to know of a book; the compiled file does not keep its own
-/// project.
+// What the toolkit's help wants to know of a book; the compiled file does not keep its own
+// project.
 constexpr std::string_view kProjectText =
     "[OPTIONS]\n"
     "Contents file=rbx.hhc\n"
@@ -26,7 +26,7 @@ constexpr std::string_view kProjectText =
     "Title=Relaybird Help\n"
     "Default topic=welcome.html\n";
 
-/// The toolkit keeps the handler for the life of the program, which the analyser cannot see.
+// The toolkit keeps the handler for the life of the program, which the analyser cannot see.
 void serveFromMemory() {
   static bool added = false;
   if (!std::exchange(added, true)) {
@@ -43,8 +43,8 @@ void addFile(const std::string& name, std::string_view bytes) {
   }
 }
 
-/// Once another window has been there, the toolkit asks the window manager how wide its borders are
-/// before it shows this one, and forgets over the answer where it was to be.
+// Once another window has been there, the toolkit asks the window manager how wide its borders are
+// before it shows this one, and forgets over the answer where it was to be.
 void holdPlace(wxFrame& frame) {
   frame.Bind(wxEVT_SHOW,
              [&frame, place = frame.GetPosition(), held = false](wxShowEvent& event) mutable {
@@ -55,8 +55,8 @@ void holdPlace(wxFrame& frame) {
              });
 }
 
-/// Finishes each window before it is seen: shown as small as the toolkit makes it, its parts would
-/// have less room than they can do with.
+// Finishes each window before it is seen: shown as small as the toolkit makes it, its parts would
+// have less room than they can do with.
 class Controller : public wxHtmlHelpController {
  public:
   using Made = std::function<void(wxTopLevelWindow&)>;
@@ -125,8 +125,8 @@ Result<void> HelpWindow::load(const std::string& file) {
   return {};
 }
 
-/// As the user does: the toolkit's own way leaves the window, which goes a little later, with a
-/// pointer to the controller, which may be gone by then.
+// As the user does: the toolkit's own way leaves the window, which goes a little later, with a
+// pointer to the controller, which may be gone by then.
 void HelpWindow::close() {
   if (wxHtmlHelpFrame* frame = controller_ ? controller_->GetFrame() : nullptr) {
     frame->Close(true);

@@ -48,8 +48,8 @@ wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns) {
   return grid;
 }
 
-/// The toolkit measures a field before the theme has styled it: with large letters it would be too
-/// flat for what stands in it.
+// The toolkit measures a field before the theme has styled it: with large letters it would be too
+// flat for what stands in it.
 void leaveRoomForText(wxTextCtrl& field) {
   constexpr int kAroundText = 12;  // above and below, borders included
   const wxSize measured = field.GetEffectiveMinSize();

@@ -9,7 +9,7 @@
 namespace relaybird::desktop {
 namespace {
 
-/// In hundredths of the screen's width.
+// In hundredths of the screen's width.
 constexpr int kGreatestShare = 60;
 
 }  // namespace
@@ -28,7 +28,7 @@ void WrappingLabel::show(const wxString& content) {
   GetParent()->Layout();
 }
 
-/// The toolkit breaks lines at blanks alone.
+// The toolkit breaks lines at blanks alone.
 wxString WrappingLabel::withBreaksInWords(const wxString& text, int limit) const {
   wxString result;
   wxStringTokenizer words(text, " \n", wxTOKEN_RET_DELIMS);

@@ -45,7 +45,7 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
   takeShortcuts(*this);
 }
 
-/// What a user takes away from here.
+// What a user takes away from here.
 wxSizer* AboutWindow::facts(frmAbout& form) {
   auto* grid = fieldGrid(*this, 2);
   const wxSizerFlags middle = wxSizerFlags().CentreVertical();

@@ -13,7 +13,7 @@
 namespace relaybird::desktop {
 namespace {
 
-/// Of windows that would shrink to nothing.
+// Of windows that would shrink to nothing.
 constexpr int kLeastWidth = 200;
 constexpr int kLeastHeight = 100;
 
@@ -34,7 +34,7 @@ std::string nameOf(const wxTopLevelWindow& window) {
   return fromWx(window.GetName());
 }
 
-/// What it goes back to is not known of one that is maximised or minimised now.
+// What it goes back to is not known of one that is maximised or minimised now.
 void keepPlace(const wxTopLevelWindow& window, WindowPlaces& places) {
   if (!window.IsShown() || window.IsIconized()) {
     return;

@@ -12,7 +12,7 @@
 namespace relaybird::desktop {
 namespace {
 
-/// With room for what is said of a hit in a log of a long run.
+// With room for what is said of a hit in a log of a long run.
 constexpr int kWidth = 860;
 constexpr int kHeight = 420;
 constexpr int kFindCharacters = 24;
@@ -68,7 +68,7 @@ wxSizer* LogWindow::find(wxWindow* parent) {
   return sizer;
 }
 
-/// Keys that depend on where they are pressed.
+// Keys that depend on where they are pressed.
 bool LogWindow::key(const wxKeyEvent& event) {
   const bool inField = FindFocus() == field_;
   const int code = event.GetKeyCode();
@@ -90,7 +90,7 @@ bool LogWindow::key(const wxKeyEvent& event) {
   return true;
 }
 
-/// Assistive tools tell what changes where the keys are.
+// Assistive tools tell what changes where the keys are.
 void LogWindow::controlChanged(const Control& control, Change what) {
   FormView::controlChanged(control, what);
   if (&control == &frm_.lblFound && field_ != nullptr) {

@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kPulse = 250;  // milliseconds
 constexpr int kCountCharacters = 12;
-/// The longer ones among the dates and times of the world's locales.
+// The longer ones among the dates and times of the world's locales.
 constexpr int kDateCharacters = 22;
 
 }  // namespace
@@ -172,7 +172,7 @@ void MainWindow::controlChanged(const Control& control, Change what) {
   }
 }
 
-/// A button that is pressed by the keys and then disabled takes the focus with it.
+// A button that is pressed by the keys and then disabled takes the focus with it.
 void MainWindow::keepFocus() {
   if (IsActive() && FindFocus() == nullptr) {
     (stop_->IsEnabled() ? stop_ : start_)->SetFocus();
@@ -196,7 +196,7 @@ void MainWindow::tellFailure() {
   }
 }
 
-/// What has come up must not push the rest out of a small window.
+// What has come up must not push the rest out of a small window.
 void MainWindow::makeRoom() {
   // In sizes of what is within the frame: how high the menu is, is known only once it is shown.
   const wxSize least = panel_->GetSizer()->ComputeFittingClientSize(this);
@@ -207,7 +207,7 @@ void MainWindow::makeRoom() {
   panel_->Layout();
 }
 
-/// Every step of long work writes the status line; the gauge goes along.
+// Every step of long work writes the status line; the gauge goes along.
 void MainWindow::showProgress() {
   const Progress progress = frm_.progress();
   if (progress.kind == Progress::Kind::kNone) {

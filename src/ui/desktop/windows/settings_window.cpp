@@ -13,7 +13,7 @@
 namespace relaybird::desktop {
 namespace {
 
-/// A page whose parts stand one below the other.
+// A page whose parts stand one below the other.
 class Page : public wxPanel {
  public:
   explicit Page(wxWindow* book) : wxPanel(book), parts_(new wxBoxSizer(wxVERTICAL)) {
@@ -34,7 +34,7 @@ class Page : public wxPanel {
   void part(wxSizer* sizer, int proportion = 0) {
     parts_->Add(sizer, wxSizerFlags(proportion).Expand().Border(wxTOP, scaled(*this, kGap)));
   }
-  /// Not wider than it needs to be.
+  // Not wider than it needs to be.
   void narrow(wxWindow* window) {
     parts_->Add(window, wxSizerFlags().Border(wxTOP, scaled(*this, kGap)));
   }
@@ -91,8 +91,8 @@ SettingsWindow::SettingsWindow(MainWindow& owner, frmPrefs& form)
   });
 }
 
-/// From anywhere in the dialog. The toolkit moves the keys to the page, where they stay only if
-/// they were on a page before.
+// From anywhere in the dialog. The toolkit moves the keys to the page, where they stay only if
+// they were on a page before.
 void SettingsWindow::turnPage(bool forward) {
   wxWindow* const focus = FindFocus();
   const bool inside = focus == nullptr || book_->GetCurrentPage()->IsDescendant(focus);

@@ -15,10 +15,10 @@ constexpr const char* kDisclaimer =
     "Relaybird comes without guarantees of any kind: you use it at your own risk. The MIT licence "
     "says what you may do with it.";
 
-/// As in the licence.
+// As in the licence.
 constexpr const char* kCopyright = "Copyright (c) 2026 The Relaybird maintainers";
 
-/// Also what the desktop's software catalogues are told.
+// Also what the desktop's software catalogues are told.
 constexpr const char* kHomepage = "https://relaybird.org/";
 
 std::string versionText(const ProgramVersion& version) {

@@ -10,7 +10,7 @@
 namespace relaybird {
 namespace {
 
-/// Paths may be longer than settings are: the longest of any system that this runs on, and the NUL.
+// Paths may be longer than settings are: the longest of any system that this runs on, and the NUL.
 constexpr std::size_t kPathBufferSize = 32768;
 
 const MessageBox& notFoundBox() {
@@ -24,7 +24,7 @@ const MessageBox& notFoundBox() {
   return kBox;
 }
 
-/// The file is there, so that only the user can say whether another is meant.
+// The file is there, so that only the user can say whether another is meant.
 MessageBox unreadableBox(const std::string& why) {
   return {why + "\r\n\r\nPress OK to look for another help file.", "Error", BoxButtons::kOkCancel,
           BoxIcon::kExclamation};
@@ -69,7 +69,7 @@ bool HelpFile::asked(const MessageBox& box) {
   return world_.dialogs.messageBox(box) == BoxAnswer::kOk;
 }
 
-/// Whether the location is now another file, one that exists.
+// Whether the location is now another file, one that exists.
 bool HelpFile::chooseFile() {
   std::optional<std::string> chosen =
       world_.dialogs.openFile({"\"Please locate help file (rbx.chm)\"", "Help File (*.chm)|*.chm"});

@@ -9,10 +9,10 @@
 namespace relaybird {
 namespace {
 
-/// Kept free beside a line, so that the widest one does not touch the frame.
+// Kept free beside a line, so that the widest one does not touch the frame.
 constexpr const char* kMargin = "  ";
 
-/// Shift, Ctrl and Alt together with V.
+// Shift, Ctrl and Alt together with V.
 constexpr int kVerboseKey = 86;
 constexpr int kVerboseShift = 7;
 
@@ -184,7 +184,7 @@ void frmLog::saveAs() {
   }
 }
 
-/// Whether nothing is there, or the user gives it up.
+// Whether nothing is there, or the user gives it up.
 bool frmLog::mayBeReplaced(const std::string& path) {
   if (!world_.files.inspect(path)) {
     return true;
@@ -195,8 +195,8 @@ bool frmLog::mayBeReplaced(const std::string& path) {
          BoxAnswer::kYes;
 }
 
-/// The lines as they are seen: what a message brought along in its subject must not break a line,
-/// nor steer the terminal of whoever reads the file.
+// The lines as they are seen: what a message brought along in its subject must not break a line,
+// nor steer the terminal of whoever reads the file.
 Result<void> frmLog::save(const std::string& path) {
   const auto place = world_.files.resolve(path);
   if (!place) {

@@ -31,7 +31,7 @@ bool LineSearch::isHit(std::size_t line) const {
   return !text_.empty() && without_ < size_ && (origin_ + without_) % size_ == line;
 }
 
-/// Goes on to the first line that has the text.
+// Goes on to the first line that has the text.
 std::optional<LineSearch::Hit> LineSearch::walk() {
   const std::size_t added = lines_.size() - size_;
   if (origin_ + without_ >= size_) {
@@ -47,7 +47,9 @@ std::optional<LineSearch::Hit> LineSearch::walk() {
   size_ += added;
   for (; without_ < size_; ++without_) {
     const std::size_t line = (origin_ + without_) % size_;
-    if (has(line)) return Hit{line, origin_ + without_ >= size_};
+    if (has(line)) {
+      return Hit{line, origin_ + without_ >= size_};
+    }
   }
   return std::nullopt;
 }
@@ -58,25 +60,35 @@ std::optional<LineSearch::Hit> LineSearch::type(std::string_view text, std::size
     forget();
     return std::nullopt;
   }
-  if (text_.empty() || !folded.starts_with(text_)) begin(isHit(from) ? origin_ : from);
+  if (text_.empty() || !folded.starts_with(text_)) {
+    begin(isHit(from) ? origin_ : from);
+  }
   text_ = std::move(folded);
   return walk();
 }
 
 std::optional<LineSearch::Hit> LineSearch::next(std::size_t from) {
-  if (nowhere()) return std::nullopt;
+  if (nowhere()) {
+    return std::nullopt;
+  }
   begin(from + 1);
   auto hit = walk();
-  if (hit) hit->aroundTheEnd = hit->line <= from;
+  if (hit) {
+    hit->aroundTheEnd = hit->line <= from;
+  }
   return hit;
 }
 
 std::optional<LineSearch::Hit> LineSearch::previous(std::size_t from) {
-  if (nowhere()) return std::nullopt;
+  if (nowhere()) {
+    return std::nullopt;
+  }
   const std::size_t count = lines_.size();
   for (std::size_t back = 1; back <= count; ++back) {
     const std::size_t line = (from + count - back) % count;
-    if (!has(line)) continue;
+    if (!has(line)) {
+      continue;
+    }
     begin(line);
     return Hit{line, line >= from};
   }

@@ -16,13 +16,13 @@ constexpr const char* kRefused = "refused";
 constexpr const char* kStopped = "stopped";
 constexpr const char* kMaximum = "maximum";
 
-/// A server that is restarted, or a network that is away for a moment, is no news.
+// A server that is restarted, or a network that is away for a moment, is no news.
 constexpr int kFailedChecksToTell = 3;
 constexpr std::size_t kLongestWords = 200;
-/// Between two notifications of refused messages.
+// Between two notifications of refused messages.
 constexpr std::chrono::hours kQuietTime{24};
 
-/// Some desktops read a notification as markup, and a stranger has written the subject.
+// Some desktops read a notification as markup, and a stranger has written the subject.
 std::string_view harmless(char c) {
   switch (c) {
     case '<':
@@ -36,7 +36,7 @@ std::string_view harmless(char c) {
   }
 }
 
-/// Control characters as blanks, everything else that is hidden by its code.
+// Control characters as blanks, everything else that is hidden by its code.
 std::string onOneLine(std::string_view words) {
   std::string line;
   while (!words.empty()) {
@@ -51,7 +51,7 @@ std::string onOneLine(std::string_view words) {
   return line;
 }
 
-/// One line of about kLongestWords bytes, without markup.
+// One line of about kLongestWords bytes, without markup.
 std::string plainWords(const std::string& words) {
   std::string plain;
   for (const char c : onOneLine(words)) {

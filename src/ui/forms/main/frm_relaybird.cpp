@@ -12,16 +12,16 @@
 namespace relaybird {
 namespace {
 
-/// How often a start that waits looks whether its time has come.
+// How often a start that waits looks whether its time has come.
 constexpr std::chrono::milliseconds kStartLook{200};
 
-/// The revision follows the minor number without a separator: users know the caption so.
+// The revision follows the minor number without a separator: users know the caption so.
 std::string captionOf(const ProgramVersion& version) {
   return "Relaybird v" + std::to_string(version.major) + "." + std::to_string(version.minor) +
          std::to_string(version.revision);
 }
 
-/// Whether the forwards of a test have been sent.
+// Whether the forwards of a test have been sent.
 constexpr std::chrono::milliseconds kLookAgain{500};
 
 std::shared_ptr<AutomationObject> tryCreate(ObjectFactory& objects, std::string_view progId) {
@@ -102,7 +102,7 @@ void frmRelaybird::wireCommands() {
   mnuAutostart.onClick([this] { startWithDesktop(mnuAutostart.checked()); });
 }
 
-/// Only where the settings that are stored contradict each other: filling the dialog says so.
+// Only where the settings that are stored contradict each other: filling the dialog says so.
 void frmRelaybird::markWhatOpensSettings() {
   for (Control* opener : {&cmdPrefs, &mnuPreferences, &picTextToEmail, &picDestPc,
                           &picTextFwdToCell, &picDestCellPhone, &txtStatusFwdTo}) {
@@ -118,7 +118,7 @@ void frmRelaybird::wirePictures() {
   txtStatusFwdTo.onClick([this] { openSettingsAt(kGeneralTab); });
 }
 
-/// The mark shows what is so, also where it could not be changed.
+// The mark shows what is so, also where it could not be changed.
 void frmRelaybird::startWithDesktop(bool wanted) {
   Autostart& autostart = world_.autostart;
   if (autostart.enabled() == wanted) {

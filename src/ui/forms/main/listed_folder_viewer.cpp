@@ -15,7 +15,9 @@ Result<void> ListedFolderViewer::browse(const std::string& address) {
 
 Result<void> ListedFolderViewer::startWith(const std::string& last, const char* whyNot) {
   for (const Program& program : programs_) {
-    if (!FileExists(files_, program.path)) continue;
+    if (!FileExists(files_, program.path)) {
+      continue;
+    }
     std::vector<std::string> arguments = program.arguments;
     arguments.push_back(last);
     return starter_(program.path, arguments);

@@ -58,8 +58,8 @@ void MainControls::placeInFrames() {
                       &Label1, &lblNumberForwarded, &lblNextForward, &lblAutomationStatus});
 }
 
-/// None for what sends without a question, nor for what ends forwarding unseen: a slip of the hand
-/// would be enough.
+// None for what sends without a question, nor for what ends forwarding unseen: a slip of the hand
+// would be enough.
 void MainControls::giveShortcuts() {
   mnuPreferences.setShortcut("Ctrl+,");
   mnuTest.setShortcut("Ctrl+T");

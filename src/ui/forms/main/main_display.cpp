@@ -24,7 +24,7 @@ void MainDisplay::txtMinToNextFwd(const std::string& text) {
   window_.txtMinToNextFwd.setText(text);
 }
 
-/// The engine turns the command on only where a test cycle ends.
+// The engine turns the command on only where a test cycle ends.
 void MainDisplay::cmdForwardNow(bool enabled) {
   if (enabled) {
     onTestOver_();

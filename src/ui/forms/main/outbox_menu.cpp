@@ -25,12 +25,16 @@ void frmRelaybird::showOutbox() {
   showOutbox(asOneText(whatHoldsBack(world_.outgoing.state())));
 }
 
-/// At every start and test, so that a log of any length tells it somewhere above.
+// At every start and test, so that a log of any length tells it somewhere above.
 void frmRelaybird::logOutbox() {
   const OutgoingState state = world_.outgoing.state();
   const std::vector<std::string> sentences = whatHoldsBack(state);
-  for (const std::string& sentence : sentences) logLine(sentence);
-  if (!state.stopped.empty()) attention_.addressStopped(asOneText(sentences));
+  for (const std::string& sentence : sentences) {
+    logLine(sentence);
+  }
+  if (!state.stopped.empty()) {
+    attention_.addressStopped(asOneText(sentences));
+  }
   showOutbox();
 }
 
@@ -54,7 +58,9 @@ void frmRelaybird::tryAgain() {
   attention_.addressesGoOn();
   try {
     world_.outgoing.tryAgain([this, before, window = std::weak_ptr(alive_)] {
-      if (!window.expired()) triedAgain(before);
+      if (!window.expired()) {
+        triedAgain(before);
+      }
     });
   } catch (const MailStoreError& error) {
     mnuTryAgain.setEnabled(true);

@@ -8,7 +8,9 @@ std::string counted(std::size_t count, const char* one, const char* many) {
 }
 
 std::vector<std::string> whatHoldsBack(const OutgoingState& state) {
-  if (state.outbox.empty()) return {};
+  if (state.outbox.empty()) {
+    return {};
+  }
   std::vector<std::string> sentences;
   if (!state.delivers) {
     sentences.push_back("No delivery command is set: forwards wait in the outbox " + state.outbox +
@@ -32,7 +34,9 @@ bool hasProblem(const OutgoingState& before, const OutgoingState& after) {
 
 std::string asOneText(const std::vector<std::string>& sentences) {
   std::string text;
-  for (const std::string& sentence : sentences) text += (text.empty() ? "" : " ") + sentence;
+  for (const std::string& sentence : sentences) {
+    text += (text.empty() ? "" : " ") + sentence;
+  }
   return text;
 }
 
@@ -41,8 +45,12 @@ std::string whatBecame(const OutgoingState& before, const OutgoingState& after,
   const std::size_t refused = after.refused - before.refused;
   std::string text = counted(after.left - before.left, "message has left", "messages have left") +
                      " this computer, ";
-  if (refused > 0) text += counted(refused, "was", "were") + " refused for good, ";
-  if (waiting == 0) return text + "and none waits.";
+  if (refused > 0) {
+    text += counted(refused, "was", "were") + " refused for good, ";
+  }
+  if (waiting == 0) {
+    return text + "and none waits.";
+  }
   return text + "and " + counted(waiting, "waits", "wait") + " in the outbox " + after.outbox + ".";
 }
 

@@ -8,7 +8,7 @@
 namespace relaybird {
 namespace {
 
-/// Results of the preference object from here down have been told to the user already.
+// Results of the preference object from here down have been told to the user already.
 constexpr int kToldAlready = -100;
 
 }  // namespace
@@ -32,13 +32,13 @@ void frmRelaybird::StartForwarding(bool bAutoStart) {
   }
 }
 
-/// Only a pass that was stopped runs without the busy flag.
+// Only a pass that was stopped runs without the busy flag.
 void frmRelaybird::startLater() {
   startTimer_->setEnabled(true);
   engine_.status().SetStatusLabel("Forwarding will be started when the running check has ended...");
 }
 
-/// Neither over another window or a test, nor after one that has begun in the meantime.
+// Neither over another window or a test, nor after one that has begun in the meantime.
 void frmRelaybird::startTimerTick() {
   if (state().forwardingOn || state().ending) {
     startTimer_->setEnabled(false);
@@ -124,7 +124,7 @@ bool frmRelaybird::confirmAddresses(bool bAutoStart) {
   return bAutoStart || userConfirms(question, false);
 }
 
-/// Asks again when the addresses have become others while the question stood there.
+// Asks again when the addresses have become others while the question stood there.
 bool frmRelaybird::userConfirms(std::string question, bool once) {
   std::string asked;
   do {
@@ -171,7 +171,7 @@ void frmRelaybird::switchOn(bool bAutoStart) {
   }
 }
 
-/// A check that was refused leaves the status line with what stood there before.
+// A check that was refused leaves the status line with what stood there before.
 void frmRelaybird::checkAtOnce() {
   const DateTime lastPass = state().passStartTime;
   const bool synchronizing = state().syncBusy;

@@ -11,7 +11,7 @@
 namespace relaybird {
 namespace {
 
-/// Misspelt from the first release on; people search their logs for it.
+// Misspelt from the first release on; people search their logs for it.
 constexpr std::string_view kStepPrefix = "cmdFordardNow-->";
 
 constexpr const char* kExplanation =
@@ -23,8 +23,8 @@ constexpr const char* kExplanation =
     "messages before that then no problems were found.\r\n\r\nClick on OK to continue with the "
     "test and CANCEL to not run the test";
 
-/// What the closing box of a test cycle says. Everything is well only when nothing was refused or
-/// kept back and nothing is still on this computer.
+// What the closing box of a test cycle says. Everything is well only when nothing was refused or
+// kept back and nothing is still on this computer.
 std::string outcomeText(const EngineState& state, const OutgoingState& before,
                         const OutgoingState& after, std::size_t waiting) {
   std::string text = "The checking cycle is done: " +
@@ -34,10 +34,16 @@ std::string outcomeText(const EngineState& state, const OutgoingState& before,
                      counted(static_cast<std::size_t>(state.forwardedThisPass), "was forwarded.",
                              "were forwarded.") +
                      "\r\n\r\n";
-  if (after.outbox.empty()) waiting = 0;
-  if (!after.outbox.empty()) text += whatBecame(before, after, waiting) + "\r\n\r\n";
+  if (after.outbox.empty()) {
+    waiting = 0;
+  }
+  if (!after.outbox.empty()) {
+    text += whatBecame(before, after, waiting) + "\r\n\r\n";
+  }
   const std::vector<std::string> holds = whatHoldsBack(after);
-  if (!holds.empty()) text += asOneText(holds) + "\r\n\r\n";
+  if (!holds.empty()) {
+    text += asOneText(holds) + "\r\n\r\n";
+  }
   if (!state.lastPassCompleted || state.failedThisPass > 0 || hasProblem(before, after)) {
     return text + "There was a problem; please see the log.";
   }
@@ -131,8 +137,8 @@ bool frmRelaybird::testConfirmed() {
   return false;
 }
 
-/// The test stores nothing. The box has asked for an address in the settings, where the one that
-/// was typed needs but an OK.
+// The test stores nothing. The box has asked for an address in the settings, where the one that
+// was typed needs but an OK.
 void frmRelaybird::showTypedAddress() {
   const std::string typed = forms_->settings.txtAddress.text();
   openSettingsAt(kGeneralTab);
@@ -156,7 +162,7 @@ bool frmRelaybird::testSessionOpens() {
   return opens;
 }
 
-/// The check may first have to wait for a synchronisation; the engine says when it is over.
+// The check may first have to wait for a synchronisation; the engine says when it is over.
 void frmRelaybird::runTestCheck() {
   state().itemsVisited = 0;
   state().forwardedThisPass = 0;
@@ -180,15 +186,19 @@ void frmRelaybird::testOver() {
   testReport_ = state();
   // Told from the event queue: the check that this ends is still on the stack.
   world_.events.post([this, window = std::weak_ptr(alive_)] {
-    if (!window.expired()) tellOutcomeOnceSent();
+    if (!window.expired()) {
+      tellOutcomeOnceSent();
+    }
   });
 }
 
-/// What the check has forwarded is counted once it has been sent, or the sending has been given up.
+// What the check has forwarded is counted once it has been sent, or the sending has been given up.
 void frmRelaybird::tellOutcomeOnceSent() {
   const bool sending = state().syncBusy && testReport_ && testReport_->forwardedThisPass > 0;
   tmrTestReport_->setEnabled(sending && !state().ending);
-  if (!testReport_ || tmrTestReport_->enabled()) return;
+  if (!testReport_ || tmrTestReport_->enabled()) {
+    return;
+  }
   const EngineState report = *std::exchange(testReport_, std::nullopt);
   const std::string outcome =
       outcomeText(report, beforeTest_, world_.outgoing.state(), world_.outgoing.waiting());

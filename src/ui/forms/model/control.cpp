@@ -14,7 +14,7 @@ bool hasPositions(ControlKind kind) {
   return kind == ControlKind::kComboBox || kind == ControlKind::kListBox;
 }
 
-/// What the user types into stands on the window's colours, all else on the button face.
+// What the user types into stands on the window's colours, all else on the button face.
 bool isField(ControlKind kind) {
   return kind == ControlKind::kTextBox || hasPositions(kind);
 }

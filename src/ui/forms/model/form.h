@@ -60,7 +60,9 @@ class Form {
 
   /// The user asks for help in this window: hands its topic to whoever shows the manual.
   void help() const {
-    if (onHelp_) onHelp_(helpTopic());
+    if (onHelp_) {
+      onHelp_(helpTopic());
+    }
   }
   void onHelp(std::function<void(const std::string& topic)> reaction) {
     onHelp_ = std::move(reaction);

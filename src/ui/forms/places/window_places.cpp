@@ -12,7 +12,7 @@ namespace relaybird {
 namespace {
 
 constexpr const char* kKey = "place";
-/// No screen is larger (X11 counts in 16 bits), and sums of such numbers do not overflow.
+// No screen is larger (X11 counts in 16 bits), and sums of such numbers do not overflow.
 constexpr int kFarthest = 32767;
 
 std::string textOf(const WindowPlace& place) {
@@ -21,7 +21,7 @@ std::string textOf(const WindowPlace& place) {
          (place.maximised ? "1" : "0");
 }
 
-/// Five numbers with commas between them, and nothing else.
+// Five numbers with commas between them, and nothing else.
 std::optional<WindowPlace> placeOf(std::string_view text) {
   std::array<int, 5> numbers{};
   for (std::size_t i = 0; i < numbers.size(); ++i) {

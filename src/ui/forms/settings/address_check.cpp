@@ -13,15 +13,15 @@ namespace {
 
 constexpr const char* kWaitCaption = "(Please wait -  Outlook is validatiting these addresses)";
 
-/// Every recipient that an entry left, also when resolving made several of it.
+// Every recipient that an entry left, also when resolving made several of it.
 void removeAll(Recipients& recipients) {
   while (recipients.Count() > 0) {
     recipients.Remove(1);
   }
 }
 
-/// After a failure, which is the one to tell: what stays on an item that is never sent does no
-/// harm.
+// After a failure, which is the one to tell: what stays on an item that is never sent does no
+// harm.
 void tidyUp(Recipients& recipients) {
   try {
     removeAll(recipients);
@@ -32,7 +32,7 @@ void tidyUp(Recipients& recipients) {
 
 }  // namespace
 
-/// What the mail application answered, or why it could not.
+// What the mail application answered, or why it could not.
 struct AddressCheck::Outcome {
   StringList unresolved;
   std::optional<std::string> failure;
@@ -41,9 +41,9 @@ struct AddressCheck::Outcome {
 AddressCheck::AddressCheck(PrefsFormWorld world, Control& button)
     : world_(world), button_(button) {}
 
-/// The button's caption is the only sign of progress: what the status line says is about checks of
-/// the inbox, and would stay there. A check that could not be made keeps it, until the dialog is
-/// filled again.
+// The button's caption is the only sign of progress: what the status line says is about checks of
+// the inbox, and would stay there. A check that could not be made keeps it, until the dialog is
+// filled again.
 void AddressCheck::run(const std::string& addresses) {
   button_.setText(kWaitCaption);
   world_.screen.repaint();
@@ -71,7 +71,7 @@ AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
   }
 }
 
-/// One item serves all entries; it is neither sent nor saved.
+// One item serves all entries; it is neither sent nor saved.
 StringList AddressCheck::unresolvedOf(const StringList& entries) {
   const auto item = required(world_.session.application()->CreateItem(kMailItemKind), "item");
   StringList unresolved;

@@ -11,7 +11,7 @@
 namespace relaybird {
 namespace {
 
-/// Results of FormToClass from here down are unexpected failures.
+// Results of FormToClass from here down are unexpected failures.
 constexpr int kUnexpectedFailure = -1000;
 
 void showAsActive(Control& title, Control& description, bool active) {
@@ -41,7 +41,7 @@ frmPrefs::frmPrefs(PrefsFormWorld world) : world_(world) {
   cmdCancel.setShortcut("Ctrl+W");
 }
 
-/// The page about the tab in view.
+// The page about the tab in view.
 std::string frmPrefs::helpTopic() const {
   static constexpr std::array<const char*, 5> kTopics{"settings-general", "settings-size",
                                                       "settings-sender", "settings-text",
@@ -55,7 +55,7 @@ void frmPrefs::prepare() {
   cmdValidateAd.setText(kValidateCaption);
 }
 
-/// An address check that failed has left its caption on the button.
+// An address check that failed has left its caption on the button.
 int frmPrefs::fill() {
   cmdValidateAd.setText(kValidateCaption);
   return world_.prf.ClassToForm();
@@ -146,8 +146,8 @@ void frmPrefs::fail(const std::string& text) {
   world_.dialogs.messageBox({text});
 }
 
-/// A user who declines at the address warning gets the stored values back into the dialog, by the
-/// same way on which accepted ones are shown as they were stored.
+// A user who declines at the address warning gets the stored values back into the dialog, by the
+// same way on which accepted ones are shown as they were stored.
 void frmPrefs::apply() {
   clsPref& prf = world_.prf;
   stored_ = false;
@@ -168,7 +168,7 @@ void frmPrefs::apply() {
   }
 }
 
-/// A refused value shows its message and the dialog closes all the same.
+// A refused value shows its message and the dialog closes all the same.
 void frmPrefs::acceptAndClose() {
   apply();
   if (!world_.prf.mbolDontExit) {
@@ -176,10 +176,10 @@ void frmPrefs::acceptAndClose() {
   }
 }
 
-/// Switching forwarding on reads the dialog: cancelled edits that stayed in it would be stored
-/// then. A dialog without any is left alone, since filling it forgets what an address check found.
-/// Only Cancel does this: what OK leaves has been stored, or the user has been told that it was
-/// refused. Nothing that the user has closed may ask him anything.
+// Switching forwarding on reads the dialog: cancelled edits that stayed in it would be stored
+// then. A dialog without any is left alone, since filling it forgets what an address check found.
+// Only Cancel does this: what OK leaves has been stored, or the user has been told that it was
+// refused. Nothing that the user has closed may ask him anything.
 void frmPrefs::cancel() {
   hide();
   if (!world_.prf.formShowsStored()) {

@@ -10,14 +10,14 @@ namespace {
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kSeparator = "; ";
 
-/// The part of a text that has been put in: [begin, end) of it.
+// The part of a text that has been put in: [begin, end) of it.
 struct Inserted {
   std::size_t begin;
   std::size_t end;
 };
 
-/// Up to the caret, which stands behind what was typed: otherwise one of two like letters would
-/// count as the new one, and it matters which.
+// Up to the caret, which stands behind what was typed: otherwise one of two like letters would
+// count as the new one, and it matters which.
 Inserted whatIsNew(const std::string& before, const TypedText& typed) {
   const std::string& text = typed.text;
   const std::size_t caret = std::min(typed.caret, text.size());
@@ -53,7 +53,7 @@ bool commaEndsEntry(ListOf list, std::string_view entry) {
          (list == ListOf::kAddresses || entry.find('@') != entry.npos);
 }
 
-/// Nothing is separated from nothing.
+// Nothing is separated from nothing.
 void separate(std::string& text) {
   const std::size_t last = text.find_last_not_of(kBlanks);
   text.erase(last == text.npos ? 0 : last + 1);

@@ -9,7 +9,7 @@
 namespace relaybird {
 namespace {
 
-/// What the replacement answers for the message that it takes itself.
+// What the replacement answers for the message that it takes itself.
 constexpr std::intptr_t kTaken = -1;
 
 }  // namespace

@@ -15,13 +15,15 @@ namespace {
 constexpr const char* kToolKey = "SOFTWARE\\Microsoft\\Shared Tools\\MSINFO";
 constexpr const char* kFolderKey = "SOFTWARE\\Microsoft\\Shared Tools Location";
 
-/// Keys in memory. Counts those that are open and records what is asked.
+// Keys in memory. Counts those that are open and records what is asked.
 class FakeRegistry : public Registry {
  public:
   Result<std::unique_ptr<RegistryKey>> open(RegistryRoot root, const std::string& key) override {
     roots.push_back(root);
     opened.push_back(key);
-    if (keys.count(key) == 0) return Error{2, "no such key"};
+    if (keys.count(key) == 0) {
+      return Error{2, "no such key"};
+    }
     ++openKeys;
     return std::unique_ptr<RegistryKey>(new Key(*this, keys[key]));
   }
@@ -41,7 +43,9 @@ class FakeRegistry : public Registry {
     Result<RegistryValue> query(const std::string& name, std::size_t bufferSize) override {
       registry_.bufferSizes.push_back(bufferSize);
       const auto found = values_.find(name);
-      if (found == values_.end()) return Error{2, "no such value"};
+      if (found == values_.end()) {
+        return Error{2, "no such value"};
+      }
       return found->second;
     }
 

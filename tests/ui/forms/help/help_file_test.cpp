@@ -34,7 +34,7 @@ class FakeFolders : public NoFolders {
   std::string windows = "/windows";
 };
 
-/// A disk that knows one link.
+// A disk that knows one link.
 class LinkedFiles : public FakeFiles {
  public:
   Result<std::string> resolve(const std::string& path) override {
@@ -48,8 +48,12 @@ class FakeViewer : public HelpViewer {
  public:
   Result<void> show(const std::string& file, const std::string& topic) override {
     shown.push_back(topic.empty() ? file : file + "#" + topic);
-    if (onShow) onShow();
-    if (!failure.empty()) return Error{0, failure};
+    if (onShow) {
+      onShow();
+    }
+    if (!failure.empty()) {
+      return Error{0, failure};
+    }
     return {};
   }
   std::vector<std::string> shown;
@@ -61,7 +65,7 @@ class HelpFileTest : public testing::Test {
  protected:
   HelpFileTest() { files_.addFolder("/windows"); }
 
-  /// The help of a program that has just started.
+  // The help of a program that has just started.
   HelpFile program() { return {{files_, profiles_, folders_, dialogs_, viewer_}, "/app/rbx.chm"}; }
   void showAndChoose(HelpFile& help, std::optional<std::string> file) {
     dialogs_.answer(BoxAnswer::kOk);
@@ -70,7 +74,9 @@ class HelpFileTest : public testing::Test {
   }
   std::vector<std::string> boxes() const {
     std::vector<std::string> lines;
-    for (const MessageBox& box : dialogs_.boxes) lines.push_back(boxLine(box));
+    for (const MessageBox& box : dialogs_.boxes) {
+      lines.push_back(boxLine(box));
+    }
     return lines;
   }
 

@@ -26,7 +26,9 @@ class FakeScreen : public Screen {
   void endProgram() override {}
   std::int32_t textWidth(const std::string& text) const override {
     ++measured;
-    if (broken) throw std::runtime_error("the window is gone");
+    if (broken) {
+      throw std::runtime_error("the window is gone");
+    }
     return 7 * static_cast<std::int32_t>(text.size());
   }
   std::int32_t twipsPerPixel() const override { return perPixel; }
@@ -39,7 +41,9 @@ class FakeScreen : public Screen {
 class FakeClipboard : public Clipboard {
  public:
   Result<void> setText(const std::string& text) override {
-    if (broken) return Error{0, "No desktop answers."};
+    if (broken) {
+      return Error{0, "No desktop answers."};
+    }
     texts.push_back(text);
     return {};
   }
@@ -51,8 +55,12 @@ class FakeClipboard : public Clipboard {
 class RecordingObserver : public FormObserver {
  public:
   void controlChanged(const Control& control, Change what) override {
-    if (broken) throw std::runtime_error("the window is gone");
-    if (control.name() == "lstLog") listChanges.push_back(what);
+    if (broken) {
+      throw std::runtime_error("the window is gone");
+    }
+    if (control.name() == "lstLog") {
+      listChanges.push_back(what);
+    }
   }
   void formChanged(const Form&, FormChange what) override { formChanges.push_back(what); }
 
@@ -65,7 +73,9 @@ class FrmLog : public testing::Test {
  protected:
   std::vector<std::string> lines() const { return log_.lstLog.list(); }
   void addLines() {
-    for (const char* line : {"one", "two", "three"}) log_.AddToLog(line);
+    for (const char* line : {"one", "two", "three"}) {
+      log_.AddToLog(line);
+    }
   }
   void reveal() { log_.lstLog.keyDown(kKeyV, 7); }
 

@@ -111,7 +111,9 @@ TEST_F(FrmLog, AfterClearingTheNextLineSetsTheExtentAfresh) {
 }
 
 TEST_F(FrmLog, EachLineIsMeasuredOnce) {
-  for (int i = 0; i < 1000; ++i) log_.AddToLog("line");
+  for (int i = 0; i < 1000; ++i) {
+    log_.AddToLog("line");
+  }
   EXPECT_EQ(screen_.measured, 1000);
 }
 
@@ -142,7 +144,9 @@ TEST_F(FrmLog, AGrayedSwitchIsNotOn) {
 
 TEST_F(FrmLog, OnlyShiftCtrlAltVInTheListShowsTheVerboseSwitch) {
   for (int shift = 0; shift < 16; ++shift) {
-    if (shift != 7) log_.lstLog.keyDown(kKeyV, shift);
+    if (shift != 7) {
+      log_.lstLog.keyDown(kKeyV, shift);
+    }
     log_.chkVerboseLog.keyDown(kKeyV, shift);
     log_.cmdCopyToClip.keyDown(kKeyV, shift);
     log_.cmdClose.keyDown(kKeyV, shift);

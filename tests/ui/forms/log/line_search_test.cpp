@@ -12,9 +12,11 @@ namespace {
 
 class LineSearchTest : public testing::Test {
  protected:
-  /// "7" or, with a mark for the way around the end, "7*"; "-" for nothing.
+  // "7" or, with a mark for the way around the end, "7*"; "-" for nothing.
   static std::string said(const std::optional<LineSearch::Hit>& hit) {
-    if (!hit) return "-";
+    if (!hit) {
+      return "-";
+    }
     return std::to_string(hit->line) + (hit->aroundTheEnd ? "*" : "");
   }
   std::string type(const std::string& text, std::size_t from = 0) {
@@ -132,7 +134,9 @@ TEST_F(LineSearchTest, WhatIsNotThereIsNotLookedForAgain) {
 
 TEST_F(LineSearchTest, GoingFromHitToHitLooksAtEachLineBetweenThemOnce) {
   lines_.assign(20'000, "some other line");
-  for (std::size_t line = 0; line < lines_.size(); line += 10) lines_[line] = "hit";
+  for (std::size_t line = 0; line < lines_.size(); line += 10) {
+    lines_[line] = "hit";
+  }
   EXPECT_EQ(type("hit"), "0");
   for (std::size_t line = 0; line + 10 < lines_.size(); line += 10) {
     ASSERT_EQ(next(line), std::to_string(line + 10));

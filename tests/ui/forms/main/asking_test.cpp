@@ -19,8 +19,8 @@ using testing::IsEmpty;
 
 class AskingTest : public ProgramTest {
  protected:
-  /// A program on a desktop on which everything fails that can, and whose stored settings
-  /// contradict each other.
+  // A program on a desktop on which everything fails that can, and whose stored settings
+  // contradict each other.
   void makeBrokenProgram() {
     program_.reset();
     oneAddress("mbolTurnOnFwdOnStartup=1\nmbolFwdUponStart=1\n");
@@ -45,7 +45,9 @@ class AskingTest : public ProgramTest {
     std::vector<std::string> names;
     for (Form* form : program().forms()) {
       for (const Control* each : form->controls()) {
-        if (wanted(*each)) names.push_back(form->name() + "." + each->name());
+        if (wanted(*each)) {
+          names.push_back(form->name() + "." + each->name());
+        }
       }
     }
     return names;
@@ -53,14 +55,16 @@ class AskingTest : public ProgramTest {
   bool hasAsked() const {
     return !dialogs_.boxes.empty() || !dialogs_.inputs.empty() || !dialogs_.files.empty();
   }
-  /// A click by a user who has everything open and everything filled in.
+  // A click by a user who has everything open and everything filled in.
   bool asksWhenClicked(const std::string& name) {
     makeBrokenProgram();
     const std::size_t point = name.find('.');
     Control& part = control(name.substr(0, point), name.substr(point + 1));
     (void)program().settings().fillSilently();
     program().settings().txtMinutes.setText("1");
-    if (part.kind() == ControlKind::kCheckBox) part.setValue(0);
+    if (part.kind() == ControlKind::kCheckBox) {
+      part.setValue(0);
+    }
     dialogs_.boxes.clear();
     part.setEnabled(true);
     part.click();
@@ -97,7 +101,7 @@ TEST_F(AskingTest, ACopyThatFailedAskedInsideThePauseOfACheck) {
   EXPECT_TRUE(program().about().cmdSysInfo.asks());
 }
 
-/// Clicks everything once, each time in a program of its own.
+// Clicks everything once, each time in a program of its own.
 TEST_F(AskingTest, NothingElseAsksWhateverFails) {
   makeBrokenProgram();
   const auto clickable = namesWhere([](const Control& each) { return each.takesClicks(); });

@@ -17,7 +17,7 @@ class AttentionTest : public ProgramTest {
  protected:
   AttentionTest() { oneAddress("mdblFwdToFrequency=5\nmlngMaxToForward=2\n"); }
 
-  /// A whole round of the schedule.
+  // A whole round of the schedule.
   void check() { letPass(std::chrono::minutes{5}); }
   void break_(bool broken) {
     store_.setHook([broken](std::string_view call) {
@@ -70,7 +70,9 @@ TEST_F(AttentionTest, TheNotificationIsTakenBackOnceTheMailboxIsThereAgain) {
 TEST_F(AttentionTest, ThreeChecksInARowThatBreakOffMakeOneNotification) {
   switchOn();
   store_.setHook([](std::string_view call) {
-    if (call == "ItemCollection.Restrict") throw MailStoreError("The disk is full");
+    if (call == "ItemCollection.Restrict") {
+      throw MailStoreError("The disk is full");
+    }
   });
   check();
   EXPECT_EQ(status(), "Error occurred");

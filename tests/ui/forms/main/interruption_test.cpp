@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 class InterruptionTest : public ProgramTest {
  protected:
-  /// Runs `event` once, while the status line begins with that text.
+  // Runs `event` once, while the status line begins with that text.
   void once(std::string beginning, std::function<void()> event) {
     screen_.onProcessPendingEvents = [this, beginning = std::move(beginning),
                                       event = std::move(event)] {
@@ -27,8 +27,8 @@ class InterruptionTest : public ProgramTest {
       }
     };
   }
-  /// A check with one message, within which the user stops forwarding and starts it again; then
-  /// `then`, still within it. Boxes of before are forgotten.
+  // A check with one message, within which the user stops forwarding and starts it again; then
+  // `then`, still within it. Boxes of before are forgotten.
   void startWhileAStoppedCheckRuns(std::function<void()> then = [] {}) {
     oneAddress();
     (void)program();

@@ -54,11 +54,15 @@ TEST_F(KeysTest, EveryWindowHasItsShortcutsEachOnce) {
 TEST_F(KeysTest, NoShortcutSendsWithoutAQuestion) {
   for (Form* form : program().forms()) {
     for (const auto& [keys, name] : shortcutsOf(*form)) {
-      if (form == &main() && name == "mnuExit") continue;
+      if (form == &main() && name == "mnuExit") {
+        continue;
+      }
       form->show();
       deliver("lunch");
       Control* part = form->find(name);
-      if (whyNoInput(*part).empty()) part->click();
+      if (whyNoInput(*part).empty()) {
+        part->click();
+      }
       events_.runUntilIdle();
       EXPECT_THAT(sentSubjects(), IsEmpty()) << keys;
       program().settings().hide();
@@ -126,7 +130,9 @@ TEST_F(KeysTest, EveryPageThatHelpOpensIsInTheManual) {
     for (Form* form : program().forms()) {
       const std::string shown = helpIn(*form);
       const std::size_t mark = shown.find('#');
-      if (mark == std::string::npos) continue;
+      if (mark == std::string::npos) {
+        continue;
+      }
       const HelpTopic* topic = findHelpTopic(shown.substr(mark + 1));
       ASSERT_NE(topic, nullptr) << shown;
       EXPECT_EQ(topic->name, shown.substr(mark + 1));

@@ -19,7 +19,7 @@ class NotificationAreaTest : public ProgramTest {
   std::intptr_t send(std::uint32_t message, std::intptr_t low) {
     return tray_.procedure({4711, message, 0, low});
   }
-  /// The area has gone; nothing where nobody wants to know.
+  // The area has gone; nothing where nobody wants to know.
   void loseTray() {
     if (const std::function<void()> listener = tray_.lost) {
       listener();

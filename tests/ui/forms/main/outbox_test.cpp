@@ -23,15 +23,17 @@ class OutboxTest : public ProgramTest {
     outgoing_.now.waitingFolder = "/state/outbox/new";
     outgoing_.now.refusedFolder = "/state/outbox/failed";
   }
-  /// A test cycle over one message, up to its closing box; the box's text, empty where none came.
-  /// `meanwhile` is what becomes of the mail.
+  // A test cycle over one message, up to its closing box; the box's text, empty where none came.
+  // `meanwhile` is what becomes of the mail.
   std::string test(const std::function<void()>& meanwhile = {}) {
     (void)program();
     deliver("lunch");
     dialogs_.answer(BoxAnswer::kOk);
     dialogs_.answer(BoxAnswer::kYes);
     click("frmRelaybird", "cmdForwardNow");
-    if (meanwhile) meanwhile();
+    if (meanwhile) {
+      meanwhile();
+    }
     events_.runUntilIdle();
     return closingBox();
   }
@@ -272,7 +274,9 @@ TEST_F(OutboxTest, AFolderIsOpenedByTheFirstProgramThatIsInstalled) {
   ListedFolderViewer viewer({{"/bin/absent", {}}, {"/bin/there", {"open"}}}, files_,
                             [&](const std::string& program, const std::vector<std::string>& words) {
                               started = program;
-                              for (const std::string& word : words) started += " " + word;
+                              for (const std::string& word : words) {
+                                started += " " + word;
+                              }
                               return Result<void>();
                             });
   EXPECT_FALSE(viewer.show("/state"));

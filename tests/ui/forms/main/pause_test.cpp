@@ -23,7 +23,7 @@ class PauseTest : public ProgramTest {
   PauseTest() { oneAddress("mdblFwdToFrequency=5\n"); }
   void TearDown() override { EXPECT_TRUE(happened_); }
 
-  /// One check of one message while forwarding is on, with `event` in its pause.
+  // One check of one message while forwarding is on, with `event` in its pause.
   void checkWith(std::function<void()> event) {
     sleeper_.onSleep = [this, event = std::move(event)] {
       if (!std::exchange(happened_, true)) {
@@ -39,7 +39,7 @@ class PauseTest : public ProgramTest {
     schedule().ForwardTrigger();
   }
   CheckSchedule& schedule() { return main().engine().schedule(); }
-  /// As after every check that has sent something, pause or not.
+  // As after every check that has sent something, pause or not.
   void expectOrderlyEnd() {
     EXPECT_FALSE(state().m_bBusyFwd);
     EXPECT_FALSE(state().passRunning);

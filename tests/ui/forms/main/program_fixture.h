@@ -56,7 +56,9 @@ class FakeScreen : public Screen {
 class FakeClipboard : public Clipboard {
  public:
   Result<void> setText(const std::string& value) override {
-    if (broken) return Error{0, "No desktop answers."};
+    if (broken) {
+      return Error{0, "No desktop answers."};
+    }
     text = value;
     return {};
   }
@@ -94,7 +96,9 @@ class FakeOutgoing : public OutgoingMail {
   OutgoingState state() override { return now; }
   std::size_t waiting() override { return waits; }
   void tryAgain(std::function<void()> done) override {
-    if (broken) throw MailStoreError("The outbox is locked");
+    if (broken) {
+      throw MailStoreError("The outbox is locked");
+    }
     ++tries;
     tried = std::move(done);
   }
@@ -110,7 +114,9 @@ class FakeSystemInformation : public SystemInformation {
  public:
   std::optional<std::string> program() override { return "/usr/bin/about-this-machine"; }
   Result<void> start(const std::string& program) override {
-    if (broken) return Error{2, "No such file or directory"};
+    if (broken) {
+      return Error{2, "No such file or directory"};
+    }
     started.push_back(program);
     return {};
   }

@@ -42,7 +42,7 @@ class TestCycleTest : public ProgramTest {
     }
     return lines;
   }
-  /// The verbose lines of the test cycle itself, without their time and mark.
+  // The verbose lines of the test cycle itself, without their time and mark.
   std::vector<std::string> steps() {
     std::vector<std::string> found;
     for (const std::string& line : log()) {
@@ -162,7 +162,9 @@ TEST_F(TestCycleTest, TheSettingsOpenWithTheTypedAddressForItToBeStored) {
   dialogs_.enter("me@home.example");
   bool openAtTheBox = true;
   dialogs_.onBox = [&](const MessageBox& box) {
-    if (box.title == "Problem") openAtTheBox = program().settings().visible();
+    if (box.title == "Problem") {
+      openAtTheBox = program().settings().visible();
+    }
   };
   runTest();
   EXPECT_FALSE(openAtTheBox);

@@ -18,7 +18,7 @@ constexpr WindowPlace kPlace{120, 80, 720, 420, false};
 class WindowPlacesTest : public testing::Test {
  protected:
   WindowPlacesTest() { files_.addFolder("/state"); }
-  /// As a program that has just started.
+  // As a program that has just started.
   WindowPlaces program() { return {profiles_, kFile}; }
   std::optional<WindowPlace> foundIn(const std::string& value) {
     files_.addFile(kFile, "[frmLog]\nplace=" + value + "\n");

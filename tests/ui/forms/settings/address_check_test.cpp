@@ -28,7 +28,7 @@ class AddressCheckTest : public ProgramTest {
     control("frmPrefs", "txtAddress").setText(addresses);
     click("frmPrefs", "cmdValidateAd");
   }
-  /// Until the dialog is filled again.
+  // Until the dialog is filled again.
   void expectWaiting() {
     EXPECT_EQ(button().text(), kWaiting);
     click("frmPrefs", "cmdCancel");
@@ -101,7 +101,7 @@ TEST_F(AddressCheckTest, TheCheckLeavesNothingBehindInTheMailApplication) {
   EXPECT_THAT(store_.drafts(), IsEmpty());
 }
 
-/// What the button says over time.
+// What the button says over time.
 class CaptionRecorder : public FormObserver {
  public:
   void controlChanged(const Control& control, Change what) override {

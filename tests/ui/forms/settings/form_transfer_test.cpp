@@ -19,7 +19,7 @@ class TransferTest : public ProgramTest {
  protected:
   clsPref& prf() { return main().prf(); }
   Control& at(const char* name) { return control("frmPrefs", name); }
-  /// The result of a transfer after one field was filled in.
+  // The result of a transfer after one field was filled in.
   int transfer(const char* name, const std::string& text) {
     at(name).setText(text);
     return prf().FormToClass();
@@ -361,7 +361,7 @@ TEST_F(TransferTest, TheMainWindowShowsTheAddressesWithoutAnEndingSemicolon) {
   EXPECT_EQ(text("lblStatusFwdTo"), "Forwards to [0 addresses]:");
 }
 
-/// Forms that misbehave.
+// Forms that misbehave.
 class FakeForms : public PrefForms {
  public:
   std::string text(std::string_view control) const override {

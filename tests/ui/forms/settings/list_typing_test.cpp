@@ -9,7 +9,7 @@
 namespace relaybird {
 namespace {
 
-/// A field with a caret, "|", into which a text is put as one change.
+// A field with a caret, "|", into which a text is put as one change.
 std::string put(ListOf list, const std::string& field, const std::string& input) {
   const std::size_t caret = field.find('|');
   const std::string head = field.substr(0, caret);
@@ -19,10 +19,12 @@ std::string put(ListOf list, const std::string& field, const std::string& input)
   return shown.text.substr(0, shown.caret) + "|" + shown.text.substr(shown.caret);
 }
 
-/// The same by one key after the other, into an empty field.
+// The same by one key after the other, into an empty field.
 std::string typed(ListOf list, const std::string& keys) {
   std::string field = "|";
-  for (const char key : keys) field = put(list, field, std::string(1, key));
+  for (const char key : keys) {
+    field = put(list, field, std::string(1, key));
+  }
   return field;
 }
 

@@ -132,7 +132,7 @@ TEST_F(ButtonsTest, AFullDiskIsTold) {
   expectOneBox("Error writing preferences to file");
 }
 
-/// A dialog that cannot be read, or not be filled.
+// A dialog that cannot be read, or not be filled.
 class BrokenForms : public PrefForms {
  public:
   std::string text(std::string_view) const override {

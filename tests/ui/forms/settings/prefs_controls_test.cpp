@@ -16,7 +16,7 @@ using testing::ElementsAre;
 using Kind = ControlKind;
 
 struct Row {
-  int tab;  ///< -1: beside the tabs
+  int tab;  // -1: beside the tabs
   const char* name;
   Kind kind;
   const char* text = "";
