@@ -54,6 +54,21 @@ TEST(CarriedParts, AControlCharacterInAnUnusedBoundaryIsNotCarried) {
   EXPECT_EQ(carriedContent(*disposed), "odd");
 }
 
+TEST(CarriedParts, AParameterWhoseNameFillsALineIsLeftOut) {
+  std::string value = "*=utf-8''%C3%A4";
+  for (int i = 0; i < 500; ++i) {
+    value += "%2C";
+  }
+  for (const std::size_t size : {40U, 41U, 70U, 99U}) {
+    const std::string name(size, 'n');
+    for (const std::string field : {"Content-Type: image/png", "Content-Disposition: attachment"}) {
+      const auto source = withAttachment(field + "; " + name + value + "\n", "odd");
+      EXPECT_EQ(carriedContent(*source), "odd") << size;
+      EXPECT_EQ(forwardOf(*source).find(name) != std::string::npos, size == 40U) << size;
+    }
+  }
+}
+
 TEST(CarriedParts, AnEncodedWordOnALongLineIsWrittenAnew) {
   const std::string name = "name*=utf-8''%C3%A4" + std::string(80, 'x');
   for (const std::string end : {"\n", "\r\n"}) {

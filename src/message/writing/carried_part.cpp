@@ -12,7 +12,7 @@
 #include "message/text/encoded_word.h"
 #include "message/text/libraries.h"
 #include "message/writing/field_writer.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -22,6 +22,7 @@ constexpr std::size_t kLongestLine = 998;
 constexpr std::size_t kLongestEncodedWord = 75;
 constexpr std::size_t kLongestLineWithEncodedWord = 76;
 constexpr std::size_t kLongestToken = 100;
+constexpr std::size_t kLongestParameterName = 40;
 constexpr std::size_t kLongestId = 900;
 
 std::string encodingLabel(const Part& part) {
@@ -142,9 +143,11 @@ std::string_view newLabel(const CarriedPart& carried) {
   }
 }
 
-// A boundary means nothing on what is no multipart, and may be any bytes.
+// A boundary means nothing on what is no multipart, and may be any bytes. The name must leave room
+// for a value on a line: GMime 3.2 folds for ever where it has some 70 letters, and not at all
+// where it has more.
 bool isWritableParameter(const std::string& name) {
-  return isToken(name) && name != "boundary";
+  return isToken(name) && name.size() <= kLongestParameterName && name != "boundary";
 }
 
 std::string contentTypeField(std::string_view type,
