@@ -5,7 +5,7 @@
 
 #include <exception>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 #include "prefs/cls_pref.h"
 

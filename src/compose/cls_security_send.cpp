@@ -4,7 +4,7 @@
 
 #include "compose/cls_security.h"
 #include "compose/size_rule.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 

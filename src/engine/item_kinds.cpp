@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

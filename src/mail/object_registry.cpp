@@ -6,7 +6,7 @@
 #include "mail/pass_through_safe_item.h"
 #include "mail/store_rules.h"
 #include "mail/text_dictionary.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "message/header_text.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

@@ -5,6 +5,7 @@
 
 #include "message/header_text.h"
 #include "message/parts/media_type.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

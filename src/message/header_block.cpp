@@ -5,6 +5,7 @@
 
 #include "message/header_text.h"
 #include "message/text/charset.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

@@ -7,31 +7,13 @@
 
 #include "message/text/clean_text.h"
 #include "message/text/encoded_word.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
 
 // RFC 5322 section 2.1.1: no line is longer, so no identifier either.
 constexpr std::size_t kLongestId = 900;
-
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool isVisible(char c) {
-  return c > ' ' && c < '\x7f';
-}
-
-std::string_view trimmed(std::string_view text) {
-  const auto isSpace = [](char c) { return isBlank(c) || c == '\r' || c == '\n'; };
-  while (!text.empty() && isSpace(text.front())) {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && isSpace(text.back())) {
-    text.remove_suffix(1);
-  }
-  return text;
-}
 
 // Text that decoding would return as it is: the usual case, and the one that a listing is made of.
 bool isPlain(std::string_view text) {
@@ -61,7 +43,7 @@ std::size_t controlLength(std::string_view text, std::size_t i) {
 }
 
 bool isAlphanumeric(char c) {
-  return (lower(c) >= 'a' && lower(c) <= 'z') || (c >= '0' && c <= '9');
+  return (asciiLower(c) >= 'a' && asciiLower(c) <= 'z') || (c >= '0' && c <= '9');
 }
 
 // Characters of addresses and names that stand for nothing but themselves.
@@ -114,8 +96,9 @@ Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset) {
 }
 
 bool equalsAsciiCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
-                                            [](char x, char y) { return lower(x) == lower(y); });
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return asciiLower(x) == asciiLower(y);
+         });
 }
 
 std::string unfolded(std::string_view raw) {
@@ -153,7 +136,7 @@ std::vector<std::string> messageIds(std::string_view value) {
     const std::string_view id = value.substr(pos, end - pos + 1);
     const bool closed = value[end] == '>';
     if (closed && id.size() > 2 && id.size() <= kLongestId &&
-        std::all_of(id.begin(), id.end(), isVisible)) {
+        std::all_of(id.begin(), id.end(), isPrintable)) {
       ids.emplace_back(id);
     }
     pos = closed ? value.find('<', end) : end;

@@ -8,13 +8,9 @@
 
 #include "message/address/mail_address.h"
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
-
-inline bool isBlank(char c) {
-  return c == ' ' || c == '\t';
-}
 
 /// Names of fields, types and parameters compare without regard to ASCII case, in no locale.
 bool equalsAsciiCase(std::string_view a, std::string_view b);

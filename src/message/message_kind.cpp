@@ -9,7 +9,7 @@
 #include "message/parts/media_type.h"
 #include "message/parts/part_content.h"
 #include "message/parts/part_tree.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

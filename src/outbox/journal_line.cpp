@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/system/random_bytes.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 
@@ -42,16 +43,6 @@ void appendField(std::string& text, std::string_view field) {
       text += '%' + toHex({&byte, 1});
     }
   }
-}
-
-int hexValue(char digit) {
-  if (digit >= '0' && digit <= '9') {
-    return digit - '0';
-  }
-  if (digit >= 'a' && digit <= 'f') {
-    return digit - 'a' + 10;
-  }
-  return -1;
 }
 
 std::optional<std::string> decodeField(std::string_view text) {

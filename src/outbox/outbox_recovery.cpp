@@ -4,6 +4,7 @@
 
 #include "outbox/outbox.h"
 #include "outbox/outbox_name.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "outbox/trace_mark.h"
+#include "platform/text/ascii_text.h"
 
 #include <glib.h>
 
@@ -17,20 +18,11 @@ constexpr std::size_t kMarkSealDigits = 64;
 // Half of the seal (RFC 2104, 5): with the number it stays within the 64 characters that software
 // may expect of a left side (RFC 5321, 4.5.3.1.1).
 constexpr std::size_t kIdSealDigits = 32;
-constexpr std::string_view kBlanks = " \t\r\n";
 // Put before what is sealed, so that one key serves both purposes without mixing them up.
 constexpr std::string_view kMarkPurpose = "relaybird forward ";
 constexpr std::string_view kIdPurpose = "relaybird message-id ";
 constexpr std::string_view kFallbackDomain = "localhost.invalid";
 constexpr std::size_t kDomainLimit = 255;
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == text.npos) {
-    return {};
-  }
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
 
 // Takes the same time wherever the texts differ.
 bool sameSecret(std::string_view one, std::string_view other) {

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "prefs/file/preference_file.h"
 #include "prefs/file/preference_location.h"
 

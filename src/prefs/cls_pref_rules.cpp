@@ -3,7 +3,7 @@
 // operations turn it into a status.
 #include <exception>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 #include "prefs/cls_pref.h"
 

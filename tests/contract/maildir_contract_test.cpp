@@ -8,7 +8,7 @@
 
 #include "contract/mail_store_contract.h"
 #include "contract/sent_message.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "mail/store_rules.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
 

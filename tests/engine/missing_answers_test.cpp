@@ -5,7 +5,7 @@
 
 #include "engine/engine_fixture.h"
 #include "mail/pass_through_safe_item.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

@@ -6,7 +6,7 @@
 #include "mail/store_rules.h"
 #include "mail/text_dictionary.h"
 #include "memory_store/memory_state.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "mail/store_rules.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 

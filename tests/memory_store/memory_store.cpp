@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "memory_store/memory_state.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 

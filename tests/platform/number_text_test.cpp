@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 #include <gtest/gtest.h>
 

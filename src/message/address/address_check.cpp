@@ -6,6 +6,7 @@
 #include "message/address/domain_name.h"
 #include "message/address/mail_address.h"
 #include "message/text/charset.h"
+#include "platform/text/ascii_text.h"
 #include "platform/text/character_kind.h"
 
 namespace relaybird {
@@ -18,10 +19,6 @@ constexpr std::size_t kLongestLocalPart = 64;
 bool isLetterOrDigit(char c) {
   return g_ascii_isalnum(c) != 0;
 }
-bool isAscii(char c) {
-  return static_cast<unsigned char>(c) < 0x80;
-}
-
 bool isAtomCharacter(char c) {
   constexpr std::string_view kMarks = "!#$%&'*+-/=?^_`{|}~";
   return !isAscii(c) || isLetterOrDigit(c) || kMarks.find(c) != std::string_view::npos;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "message/text/encoded_word.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -45,14 +46,6 @@ std::string markLabels(std::string_view text) {
     }
   }
   return out;
-}
-
-std::string_view trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) {
-    return {};
-  }
-  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
 bool contains(std::string_view text, char c) {

@@ -9,6 +9,8 @@
 #include <memory>
 #include <set>
 
+#include "platform/text/ascii_text.h"
+
 namespace relaybird {
 namespace {
 
@@ -24,11 +26,6 @@ struct GFree {
   void operator()(char* text) const { g_free(text); }
 };
 using GText = std::unique_ptr<char, GFree>;
-
-bool isAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
 
 bool isLabel(std::string_view label) {
   const auto belongs = [](char c) { return g_ascii_isalnum(c) != 0 || c == '-' || c == '_'; };

@@ -6,25 +6,13 @@
 
 #include "message/address/domain_name.h"
 #include "message/text/tidy_line.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
 
 constexpr auto kNone = std::string_view::npos;
-
-bool isBlank(char c) {
-  return c == ' ' || c == '\t';
-}
-
-std::string_view withoutBlanks(std::string_view text) {
-  while (!text.empty() && isBlank(text.front())) {
-    text.remove_prefix(1);
-  }
-  while (!text.empty() && isBlank(text.back())) {
-    text.remove_suffix(1);
-  }
-  return text;
-}
+constexpr std::string_view kBlanks = " \t";
 
 // Where the quoted string that begins the text ends; none where it does not end.
 std::size_t quotedLength(std::string_view text) {
@@ -75,7 +63,7 @@ std::optional<std::string_view> takeEntry(std::optional<std::string_view>& rest)
     const auto length = (*rest)[at] == '"' ? quotedLength(rest->substr(at)) : 1;
     at = length == kNone ? rest->size() : at + length;
   }
-  const auto entry = withoutBlanks(rest->substr(0, at));
+  const auto entry = trimmed(rest->substr(0, at), kBlanks);
   rest = at < rest->size() ? std::optional(rest->substr(at + 1)) : std::nullopt;
   return entry;
 }
@@ -133,7 +121,7 @@ std::optional<Mailbox> readMailbox(std::string_view text) {
     return std::nullopt;
   }
   const auto address = text.substr(open + 1, text.size() - open - 2);
-  const auto name = readPhrase(withoutBlanks(text.substr(0, open)));
+  const auto name = readPhrase(trimmed(text.substr(0, open), kBlanks));
   if (!name || !isRfc5322Address(address)) {
     return std::nullopt;
   }
@@ -159,7 +147,7 @@ std::optional<Mailbox> readRecipient(std::string_view typed) {
 Result<std::vector<std::string>> readWrittenField(std::string_view value) {
   std::vector<std::string> addresses;
   const std::string line = unfold(value);
-  if (withoutBlanks(line).empty()) {
+  if (trimmed(line, kBlanks).empty()) {
     return addresses;
   }
   std::optional<std::string_view> rest = line;

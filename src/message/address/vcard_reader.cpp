@@ -7,6 +7,7 @@
 #include <array>
 
 #include "message/text/charset.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -19,14 +20,6 @@ bool isWanted(std::string_view name) {
   constexpr auto kNames =
       std::to_array<std::string_view>({"BEGIN", "END", "AGENT", "FN", "N", "NICKNAME", "EMAIL"});
   return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
-}
-
-std::string upper(std::string_view text) {
-  std::string out(text);
-  for (char& c : out) {
-    c = g_ascii_toupper(c);
-  }
-  return out;
 }
 
 // Where `mark` stands outside of quotes.
@@ -53,7 +46,7 @@ std::vector<std::string> parametersOf(std::string_view head) {
   std::vector<std::string> out;
   while (!head.empty()) {
     const auto end = std::min(findUnquoted(head, ";"), head.size());
-    std::string parameter = upper(head.substr(0, end));
+    std::string parameter = asciiUpper(head.substr(0, end));
     std::erase_if(parameter, [](char c) { return c == '"' || c == ' ' || c == '\t'; });
     if (!parameter.empty()) {
       out.push_back(std::move(parameter));
@@ -70,7 +63,7 @@ VcardProperty propertyHead(std::string_view line) {
   if (const auto dot = name.rfind('.'); dot != kNone) {
     name.remove_prefix(dot + 1);
   }
-  property.name = upper(name);
+  property.name = asciiUpper(name);
   property.parameters = parametersOf(line.substr(std::min(nameEnd + 1, line.size())));
   return property;
 }

@@ -8,7 +8,7 @@
 #include "message/text/charset.h"
 #include "message/text/encoded_word.h"
 #include "message/text/libraries.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

@@ -8,6 +8,7 @@
 #include "message/text/charset.h"
 #include "message/text/clean_text.h"
 #include "message/text/html_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -29,21 +30,13 @@ void forEachText(InputFile& file, const std::vector<const Part*>& parts, std::si
   }
 }
 
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') {
-    return c - '0';
-  }
-  const char lower = static_cast<char>(c | 0x20);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 std::string percentDecoded(std::string_view text) {
   std::string result;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool coded = text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 &&
-                       hexDigit(text[i + 2]) >= 0;
+    const bool coded = text[i] == '%' && i + 2 < text.size() && hexValue(text[i + 1]) >= 0 &&
+                       hexValue(text[i + 2]) >= 0;
     if (coded) {
-      result += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
+      result += static_cast<char>(hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]));
       i += 2;
     } else {
       result += text[i];

@@ -7,7 +7,7 @@
 
 #include "message/header_text.h"
 #include "message/parts/line_reader.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -51,11 +51,6 @@ void describe(Part& part, const Part* parent) {
   part.contentId = withoutBrackets(part.headers.value("Content-ID"));
   part.location = part.headers.value("Content-Location");
   std::erase_if(part.location, isBlank);
-}
-
-std::string_view trimmedEnd(std::string_view text) {
-  const std::size_t last = text.find_last_not_of(" \t\r\n");
-  return text.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
 std::size_t lineEndLength(std::string_view line) {

@@ -8,13 +8,11 @@
 #include <utility>
 
 #include "message/text/charset.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
 
-bool isBlank(char c) {
-  return c == ' ' || c == '\t';
-}
 bool isLineBreak(char c) {
   return c == '\r' || c == '\n';
 }

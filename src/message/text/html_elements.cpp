@@ -5,6 +5,8 @@
 #include <array>
 #include <charconv>
 
+#include "platform/text/ascii_text.h"
+
 namespace relaybird {
 namespace {
 
@@ -43,16 +45,6 @@ std::string_view attribute(const char* const* attributes, std::string_view name)
   return {};
 }
 
-std::string lowerAscii(std::string_view text) {
-  std::string out(text);
-  for (char& c : out) {
-    if (c >= 'A' && c <= 'Z') {
-      c = static_cast<char>(c + 32);
-    }
-  }
-  return out;
-}
-
 // A target on one line and without what would end the angle brackets early.
 std::string shownTarget(std::string_view target) {
   std::string out;
@@ -72,7 +64,7 @@ std::string shownTarget(std::string_view target) {
 
 // What remains when a text and a link that say the same are compared.
 std::string essence(std::string_view link) {
-  std::string out = lowerAscii(link);
+  std::string out = asciiLower(link);
   for (const std::string_view scheme : {"http://", "https://", "mailto:"}) {
     if (out.starts_with(scheme)) {
       out.erase(0, scheme.size());
@@ -85,7 +77,7 @@ std::string essence(std::string_view link) {
 }
 
 bool isShownScheme(std::string_view target) {
-  const std::string scheme = lowerAscii(target.substr(0, 8));
+  const std::string scheme = asciiLower(target.substr(0, 8));
   return scheme.starts_with("http://") || scheme.starts_with("https://") ||
          scheme.starts_with("mailto:");
 }

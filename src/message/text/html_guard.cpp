@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "message/text/charset.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -17,21 +18,17 @@ bool separatesAttributes(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '=';
 }
 
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
-
 bool startsWithoutCase(std::string_view text, std::string_view lowerCase) {
   return text.size() >= lowerCase.size() &&
          std::equal(lowerCase.begin(), lowerCase.end(), text.begin(),
-                    [](char a, char b) { return a == lower(b); });
+                    [](char a, char b) { return a == asciiLower(b); });
 }
 
 bool beginsTag(std::string_view rest) {
   if (rest.size() < 2 || rest[0] != '<') {
     return false;
   }
-  const char c = lower(rest[1]);
+  const char c = asciiLower(rest[1]);
   return (c >= 'a' && c <= 'z') || c == '/';
 }
 

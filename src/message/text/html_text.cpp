@@ -12,6 +12,7 @@
 #include "message/text/html_elements.h"
 #include "message/text/html_guard.h"
 #include "message/text/libraries.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 namespace {
@@ -25,7 +26,7 @@ constexpr std::size_t kChunk = 1024;
 // The parser takes the beginning of a character that a chunk cuts for text when it follows a "<".
 std::size_t chunkLength(std::string_view html) {
   std::size_t length = std::min(html.size(), kChunk);
-  while (length < html.size() && (static_cast<unsigned char>(html[length]) & 0xC0U) == 0x80U) {
+  while (length < html.size() && isContinuation(html[length])) {
     ++length;
   }
   return length;

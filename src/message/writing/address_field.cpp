@@ -9,6 +9,7 @@
 #include "message/header_text.h"
 #include "message/text/charset.h"
 #include "message/text/tidy_line.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 namespace {
@@ -47,7 +48,7 @@ Tokens encodedWords(std::string_view text) {
   Tokens words;
   while (!text.empty()) {
     std::size_t length = std::min(kBytesOfAWord, text.size());
-    while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80) {
+    while (length < text.size() && isContinuation(text[length])) {
       --length;
     }
     words.push_back("=?utf-8?B?" + base64(text.substr(0, length)) + "?=");

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "platform/text/ascii_text.h"
+
 namespace relaybird {
 namespace {
 
@@ -12,14 +14,6 @@ constexpr std::size_t kLine = 76;
 bool isBase64(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
          c == '/' || c == '=';
-}
-
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') {
-    return c - '0';
-  }
-  const char lower = static_cast<char>(c | 0x20);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
 }  // namespace
@@ -142,7 +136,7 @@ void QuotedPrintableRewrapper::next(char c) {
     carriageReturn_ = true;
   } else if (c == '\n') {
     // Blanks between a "=" and the line end were put there on the way.
-    const bool isSoft = !escape_.empty() && hexDigit(escape_.back()) < 0;
+    const bool isSoft = !escape_.empty() && hexValue(escape_.back()) < 0;
     if (!isSoft) {
       giveUp();
     }
@@ -150,11 +144,11 @@ void QuotedPrintableRewrapper::next(char c) {
     isSoft ? softLineEnd() : lineEnd();
   } else if (escape_.empty()
                  ? c == '='
-                 : c != '=' && hexDigit(escape_.back()) < 0 &&
-                       (c == ' ' || c == '\t' || (escape_ == "=" && hexDigit(c) >= 0))) {
+                 : c != '=' && hexValue(escape_.back()) < 0 &&
+                       (c == ' ' || c == '\t' || (escape_ == "=" && hexValue(c) >= 0))) {
     escape_ += c;
-  } else if (escape_.size() == 2 && hexDigit(escape_[1]) >= 0 && hexDigit(c) >= 0) {
-    escaped(static_cast<char>(hexDigit(escape_[1]) * 16 + hexDigit(c)));
+  } else if (escape_.size() == 2 && hexValue(escape_[1]) >= 0 && hexValue(c) >= 0) {
+    escaped(static_cast<char>(hexValue(escape_[1]) * 16 + hexValue(c)));
     escape_.clear();
   } else {
     giveUp();

@@ -5,6 +5,8 @@
 #include <cstdint>
 
 #include "message/parts/gmime_library.h"
+#include "platform/text/ascii_text.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 namespace {
@@ -13,10 +15,6 @@ constexpr std::size_t kLine = 76;
 constexpr std::size_t kEncodedWord = 75;
 constexpr std::size_t kEncodedWordFrame = 12;  // "=?utf-8?Q?" and "?="
 constexpr std::size_t kLongestWord = 70;
-
-bool isPrintable(char c) {
-  return c > ' ' && c < '\x7f';
-}
 
 // Collects a field's tokens, with a fold wherever a line would become too long.
 class FoldedField {
@@ -54,7 +52,7 @@ class FoldedField {
 
 std::size_t characterLength(std::string_view text) {
   std::size_t length = 1;
-  while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
+  while (length < text.size() && isContinuation(text[length])) {
     ++length;
   }
   return length;

@@ -12,7 +12,7 @@
 #include "message/writing/forward_header.h"
 #include "message/writing/forward_output.h"
 #include "message/writing/forward_plan.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

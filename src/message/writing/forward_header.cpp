@@ -9,6 +9,7 @@
 #include "message/header_text.h"
 #include "message/writing/address_field.h"
 #include "message/writing/field_writer.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -20,11 +21,6 @@ constexpr std::size_t kReferences = 20;
 constexpr std::array<const char*, 7> kDays = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 constexpr std::array<const char*, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
-bool isAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
 
 std::string bracketed(std::string_view id) {
   const std::string whole = id.starts_with('<') ? std::string(id) : "<" + std::string(id) + ">";

@@ -8,7 +8,8 @@
 #include "message/header_text.h"
 #include "message/parts/message_text.h"
 #include "message/text/charset.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 namespace {
@@ -17,10 +18,6 @@ namespace {
 constexpr std::size_t kHeaderLineCharacters = 1000;
 
 constexpr std::string_view kRule = "-----Original Message-----";
-
-bool isContinuation(char c) {
-  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-}
 
 // The first `count` characters; a cut text ends in three dots where `dots` asks for them.
 std::string cut(std::string_view text, std::size_t count, bool dots) {

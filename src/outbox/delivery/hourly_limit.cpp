@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "outbox/journal_line.h"
+#include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 
 namespace relaybird {

@@ -9,6 +9,7 @@
 #include "message/address/strict_mailbox.h"
 #include "message/text/encoded_word.h"
 #include "outbox/delivery/one_line.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 
@@ -20,13 +21,9 @@ struct Field {
   std::string_view whole;
 };
 
-char lower(char letter) {
-  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-}
-
 bool isNamed(const Field& field, std::string_view name) {
   return std::equal(field.name.begin(), field.name.end(), name.begin(), name.end(),
-                    [](char one, char other) { return lower(one) == lower(other); });
+                    [](char one, char other) { return asciiLower(one) == asciiLower(other); });
 }
 
 std::size_t lineEnd(std::string_view text, std::size_t begin) {

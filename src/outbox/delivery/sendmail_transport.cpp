@@ -8,11 +8,11 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/text/ascii_text.h"
+
 namespace relaybird {
 
 namespace {
-
-constexpr std::string_view kBlanks = " \t\r\n";
 
 // An exit status of sysexits.h. With `everything`, it speaks of the machine, not of one message.
 struct Status {
@@ -43,17 +43,9 @@ constexpr std::array kStatuses = {
     Status{127, "not found", false, true},
 };
 
-std::string trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == text.npos) {
-    return {};
-  }
-  return std::string(text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1));
-}
-
 // What the command printed, and behind it how it ended.
 std::string wordsOf(const CommandResult& result, const std::string& ending) {
-  const std::string printed = trimmed(result.output);
+  const std::string printed(trimmed(result.output));
   return printed.empty() ? ending : printed + " (" + ending + ")";
 }
 
@@ -91,10 +83,10 @@ Outcome outcomeOfStartFailure(const CommandResult& result, const std::string& pr
 
 Result<std::vector<std::string>> splitCommand(std::string_view command) {
   std::vector<std::string> parts;
-  for (std::size_t begin = command.find_first_not_of(kBlanks); begin != command.npos;) {
-    const std::size_t end = std::min(command.find_first_of(kBlanks, begin), command.size());
+  for (std::size_t begin = command.find_first_not_of(kWhiteSpace); begin != command.npos;) {
+    const std::size_t end = std::min(command.find_first_of(kWhiteSpace, begin), command.size());
     parts.emplace_back(command.substr(begin, end - begin));
-    begin = command.find_first_not_of(kBlanks, end);
+    begin = command.find_first_not_of(kWhiteSpace, end);
   }
   if (parts.empty()) {
     return Error{0, "The delivery command is empty"};

@@ -9,7 +9,7 @@
 #include "platform/system/application_id.h"
 #include "platform/system/file_exists.h"
 #include "platform/system/folder_check.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -43,14 +43,6 @@ std::string entryText(const std::string& program) {
          "X-GNOME-Autostart-enabled=true\n";
 }
 
-std::string trimmed(const std::string& text) {
-  constexpr const char* kBlanks = " \t\r";
-  const auto first = text.find_first_not_of(kBlanks);
-  return first == std::string::npos
-             ? std::string()
-             : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 using Keys = std::map<std::string, std::string>;
 
 // What stands in the group that every desktop entry has, escapes and all.
@@ -64,7 +56,8 @@ Keys keysOf(const std::string& entry) {
     }
     const auto equals = line.find('=');
     if (inGroup && equals != std::string::npos) {
-      keys[trimmed(line.substr(0, equals))] = trimmed(line.substr(equals + 1));
+      const std::string_view whole = line;
+      keys[std::string(trimmed(whole.substr(0, equals)))] = trimmed(whole.substr(equals + 1));
     }
   }
   return keys;

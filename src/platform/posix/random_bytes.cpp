@@ -28,16 +28,4 @@ Result<std::string> systemRandomBytes(std::size_t count) {
   return bytes;
 }
 
-std::string toHex(std::string_view bytes) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string text;
-  text.reserve(bytes.size() * 2);
-  for (const char byte : bytes) {
-    const auto value = static_cast<unsigned char>(byte);
-    text += kDigits[value >> 4];
-    text += kDigits[value & 15];
-  }
-  return text;
-}
-
 }  // namespace relaybird

@@ -5,7 +5,7 @@
 #include <map>
 #include <utility>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

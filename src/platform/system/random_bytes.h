@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <functional>
 #include <string>
-#include <string_view>
 
 #include "platform/result.h"
 
@@ -15,8 +14,5 @@ using RandomBytes = std::function<Result<std::string>(std::size_t count)>;
 
 /// From the operating system's own source.
 Result<std::string> systemRandomBytes(std::size_t count);
-
-/// Two lower-case hexadecimal digits for each byte.
-std::string toHex(std::string_view bytes);
 
 }  // namespace relaybird

@@ -7,7 +7,7 @@
 #include <limits>
 #include <optional>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 
 namespace relaybird {

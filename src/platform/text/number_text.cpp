@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/text/ascii_text.h"
+
 namespace relaybird {
 namespace {
 
@@ -15,10 +17,7 @@ constexpr double kLargestPlain = 1e15;
 // More than any finite double has, sign and point included.
 constexpr std::size_t kNumberSpace = 64;
 
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-bool isBlank(char c) {
+bool isSpace(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
@@ -109,10 +108,10 @@ Number leadingNumber(std::string_view text) {
 }
 
 std::string_view withoutBlanks(std::string_view text) {
-  while (!text.empty() && isBlank(text.front())) {
+  while (!text.empty() && isSpace(text.front())) {
     text.remove_prefix(1);
   }
-  while (!text.empty() && isBlank(text.back())) {
+  while (!text.empty() && isSpace(text.back())) {
     text.remove_suffix(1);
   }
   return text;
@@ -187,34 +186,6 @@ std::optional<std::int16_t> toInt16(double value) {
 }
 std::optional<std::int32_t> toInt32(double value) {
   return toWhole<std::int32_t>(value);
-}
-
-std::string trimBlanks(std::string_view text) {
-  const auto first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) {
-    return {};
-  }
-  return std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
-}
-
-std::string asciiUpper(std::string_view text) {
-  std::string upper(text);
-  for (char& c : upper) {
-    if (c >= 'a' && c <= 'z') {
-      c = static_cast<char>(c - 'a' + 'A');
-    }
-  }
-  return upper;
-}
-
-std::string asciiLower(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') {
-      c = static_cast<char>(c - 'A' + 'a');
-    }
-  }
-  return lower;
 }
 
 }  // namespace relaybird

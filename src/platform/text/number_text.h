@@ -37,10 +37,4 @@ double roundHalfEven(double value);
 std::optional<std::int16_t> toInt16(double value);
 std::optional<std::int32_t> toInt32(double value);
 
-/// Without the blanks (spaces, not tabs) at both ends.
-std::string trimBlanks(std::string_view text);
-
-std::string asciiUpper(std::string_view text);
-std::string asciiLower(std::string_view text);
-
 }  // namespace relaybird

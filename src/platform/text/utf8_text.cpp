@@ -19,10 +19,6 @@ std::size_t announcedLength(char lead) {
   return byte >= 0xC0 ? 2 : 1;
 }
 
-bool isContinuation(char c) {
-  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
-
 // The length of the character that the text begins with.
 std::size_t firstLength(std::string_view text) {
   const std::size_t length = announcedLength(text.front());

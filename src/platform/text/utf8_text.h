@@ -10,6 +10,11 @@
 
 namespace relaybird {
 
+/// Whether the byte goes on with a character that another one has begun.
+constexpr bool isContinuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
 /// The number of characters (code points, whatever their width on a screen).
 std::size_t characterCount(std::string_view text);
 

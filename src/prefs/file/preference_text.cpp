@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "prefs/file/preference_text.h"
 
+#include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 #include "platform/text/utf8_text.h"
 

@@ -3,7 +3,7 @@
 
 #include <charconv>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <charconv>
 
-#include "platform/text/number_text.h"
 #include "ui/console/command_table.h"
 #include "ui/console/text/quoting.h"
 

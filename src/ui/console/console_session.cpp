@@ -5,6 +5,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 #include "ui/console/command_table.h"
 #include "ui/console/text/quoting.h"

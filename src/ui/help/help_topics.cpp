@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {

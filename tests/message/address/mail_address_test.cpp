@@ -5,7 +5,7 @@
 
 #include "message/text/charset.h"
 #include "message/text/repeated.h"
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "support/temp_folder.h"
 #include "ui/help/help_topics.h"
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "ui/console/text/quoting.h"
 #include "ui/forms/model/form.h"
 

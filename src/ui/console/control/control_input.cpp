@@ -8,7 +8,7 @@
 #include <set>
 #include <utility>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "ui/console/text/quoting.h"
 
 namespace relaybird {

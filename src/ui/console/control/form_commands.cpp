@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "ui/console/control/control_input.h"
 #include "ui/console/control/control_text.h"
 #include "ui/console/text/quoting.h"

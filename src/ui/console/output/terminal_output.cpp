@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 #include "ui/console/text/quoting.h"
 #include "ui/console/text/word_wrap.h"
@@ -17,10 +18,6 @@ constexpr const char* kDim = "2";
 constexpr const char* kRed = "31";
 constexpr const char* kYellow = "33";
 constexpr const char* kCyan = "36";
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
 
 std::string withoutDigits(std::string text) {
   text.erase(std::remove_if(text.begin(), text.end(), isDigit), text.end());

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 #include "prefs/address_lists.h"
 

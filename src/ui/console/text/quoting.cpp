@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/text/ascii_text.h"
 #include "platform/text/character_kind.h"
 #include "platform/text/utf8_text.h"
 
@@ -63,15 +64,6 @@ std::string written(std::string_view text, bool inQuotes) {
   return out;
 }
 
-std::optional<unsigned> hexDigit(char c) {
-  const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-  const auto at = kHexDigits.find(lower);
-  if (at == std::string_view::npos) {
-    return std::nullopt;
-  }
-  return static_cast<unsigned>(at);
-}
-
 // Takes the rest of an escape off the text, whose backslash is gone already.
 std::optional<char> takeEscape(std::string_view& text) {
   if (text.empty()) {
@@ -95,13 +87,13 @@ std::optional<char> takeEscape(std::string_view& text) {
   if (letter != 'x' || text.size() < 2) {
     return std::nullopt;
   }
-  const auto high = hexDigit(text[0]);
-  const auto low = hexDigit(text[1]);
+  const int high = hexValue(text[0]);
+  const int low = hexValue(text[1]);
   text.remove_prefix(2);
-  if (!high || !low) {
+  if (high < 0 || low < 0) {
     return std::nullopt;
   }
-  return static_cast<char>(*high * 16 + *low);
+  return static_cast<char>(high * 16 + low);
 }
 
 // Of what is hidden, marks and fillers come along when a name is pasted, and do no harm.

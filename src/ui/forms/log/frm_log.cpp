@@ -3,6 +3,7 @@
 
 #include <cerrno>
 
+#include "platform/text/ascii_text.h"
 #include "platform/text/character_kind.h"
 #include "platform/text/number_text.h"
 

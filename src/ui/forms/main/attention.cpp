@@ -56,7 +56,7 @@ std::string plainWords(const std::string& words) {
   std::string plain;
   for (const char c : onOneLine(words)) {
     // Not within a character of several bytes.
-    const bool begins = (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
+    const bool begins = !isContinuation(c);
     if (begins && plain.size() >= kLongestWords) {
       return plain + "...";
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The main window's way into the notification area and back.
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "ui/forms/main/frm_relaybird.h"
 #include "ui/forms/tray/mod_systray.h"
 

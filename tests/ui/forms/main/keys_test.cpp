@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "platform/text/number_text.h"
+#include "platform/text/ascii_text.h"
 #include "ui/forms/main/program_fixture.h"
 #include "ui/help/help_topics.h"
 
