@@ -26,17 +26,17 @@ layer(ui/help platform)
 layer(ui/console platform platform/posix mail prefs compose engine ui/forms)
 layer(ui/desktop/widgets platform ui/forms)
 layer(ui/desktop/native platform ui/forms ui/desktop/widgets)
-layer(ui/desktop/desk platform ui/forms ui/desktop/widgets ui/desktop/native)
-layer(ui/desktop/bind platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/desk)
-layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/desk ui/desktop/bind)
+layer(ui/desktop/services platform ui/forms ui/desktop/widgets ui/desktop/native)
+layer(ui/desktop/views platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
+layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views)
 layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
-layer(ui/desktop/gtk platform platform/posix ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/desk)
+layer(ui/desktop/gtk platform platform/posix ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
 layer(app platform platform/posix message mail outbox prefs stores/maildir compose engine ui/forms ui/help
-      ui/console ui/desktop/widgets ui/desktop/native ui/desktop/desk ui/desktop/bind ui/desktop/windows
+      ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)
 
 set(core platform mail prefs compose engine ui/forms)
-set(windows ui/desktop/widgets ui/desktop/native ui/desktop/desk ui/desktop/bind ui/desktop/windows
+set(windows ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
             ui/desktop/help)
 set(also_ui/desktop/help chm_lib.h)
 

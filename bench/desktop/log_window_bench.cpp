@@ -20,8 +20,7 @@
 #include "ratios.h"
 #include "support/fake_clock.h"
 #include "support/scripted_dialogs.h"
-#include "ui/desktop/desk/wx_clipboard.h"
-#include "ui/desktop/desk/wx_loop.h"
+#include "ui/desktop/services/wx_loop.h"
 #include "ui/desktop/windows/log_window.h"
 
 namespace relaybird::bench {

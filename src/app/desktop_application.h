@@ -10,13 +10,12 @@
 #include <vector>
 
 #include "app/program_core.h"
-#include "ui/desktop/desk/wx_clipboard.h"
-#include "ui/desktop/desk/wx_dialogs.h"
-#include "ui/desktop/desk/wx_loop.h"
-#include "ui/desktop/desk/wx_sleeper.h"
 #include "ui/desktop/help/help_window.h"
 #include "ui/desktop/native/session_application.h"
 #include "ui/desktop/native/session_end.h"
+#include "ui/desktop/services/wx_dialogs.h"
+#include "ui/desktop/services/wx_loop.h"
+#include "ui/desktop/services/wx_sleeper.h"
 #include "ui/desktop/windows/desktop_windows.h"
 #include "ui/forms/program_forms.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The toolkit's loop without a screen: what a timer or an event throws must not end the program,
 // what is kept for the end of a check waits for it, and the program ends from within any loop.
-#include "ui/desktop/desk/wx_loop.h"
+#include "ui/desktop/services/wx_loop.h"
 
 #include <gtest/gtest.h>
 #include <wx/app.h>
@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "ui/desktop/desk/wx_sleeper.h"
+#include "ui/desktop/services/wx_sleeper.h"
 
 namespace relaybird::desktop {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/services/guarded.h"
 
 namespace relaybird::desktop {
 namespace {

@@ -2,6 +2,8 @@
 #include <gdk/gdkx.h>
 #include <gtk/gtk.h>
 
+#include <memory>
+
 #include "ui/desktop/native/native_widgets.h"
 
 namespace relaybird::desktop {
@@ -74,6 +76,15 @@ void centre(GtkWidget* widget, gpointer) {
 
 void keep(gpointer object, gpointer) {
   g_object_ref(object);
+}
+
+void giveText(GtkClipboard*, GtkSelectionData* wanted, guint, gpointer text) {
+  const auto& given = *static_cast<std::string*>(text);
+  gtk_selection_data_set_text(wanted, given.c_str(), static_cast<gint>(given.size()));
+}
+
+void dropText(GtkClipboard*, gpointer text) {
+  delete static_cast<std::string*>(text);
 }
 
 }  // namespace
@@ -225,6 +236,26 @@ void cancelNativeDialogs() {
     }
   }
   g_list_free_full(windows, g_object_unref);
+}
+
+bool putOnClipboard(const std::string& text) {
+  GtkTargetList* forms = gtk_target_list_new(nullptr, 0);
+  gtk_target_list_add_text_targets(forms, 0);
+  gint count = 0;
+  GtkTargetEntry* table = gtk_target_table_new_from_list(forms, &count);
+  auto kept = std::make_unique<std::string>(text);
+  GtkClipboard* clipboard = gtk_clipboard_get(GDK_SELECTION_CLIPBOARD);
+  const bool taken = gtk_clipboard_set_with_data(clipboard, table, static_cast<guint>(count),
+                                                 giveText, dropText, kept.get()) == TRUE;
+  if (taken) {
+    kept.release();
+    // Stored when the toolkit's loop ends. At once it would wait for the clipboard's keeper in a
+    // loop of its own, which the next copy within would break for ever.
+    gtk_clipboard_set_can_store(clipboard, nullptr, 0);
+  }
+  gtk_target_table_free(table, count);
+  gtk_target_list_unref(forms);
+  return taken;
 }
 
 }  // namespace relaybird::desktop

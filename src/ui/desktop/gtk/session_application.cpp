@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/services/guarded.h"
 
 namespace relaybird::desktop {
 namespace {

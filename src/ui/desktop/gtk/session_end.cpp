@@ -10,8 +10,8 @@
 #include <string_view>
 #include <utility>
 
-#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/session_application.h"
+#include "ui/desktop/services/guarded.h"
 
 namespace relaybird::desktop {
 namespace {

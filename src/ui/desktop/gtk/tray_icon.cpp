@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "platform/system/application_id.h"
-#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/gtk/icon_area.h"
+#include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/art_data.h"
 #include "ui/forms/model/form.h"
 

@@ -23,8 +23,7 @@
 #include <string>
 #include <vector>
 
-#include "ui/desktop/help/help_pictures.h"
-#include "ui/desktop/help/help_theme.h"
+#include "ui/desktop/help/help_looks.h"
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/widgets/layout.h"
 

@@ -62,4 +62,9 @@ bool windowsCanBeMinimised();
 /// Closes the dialogs that the platform runs itself, as their Cancel would.
 void cancelNativeDialogs();
 
+/// Puts UTF-8 text on the clipboard; at the end of the program whatever keeps the clipboard of
+/// programs that end gets it. False when the clipboard is not to be had now. The toolkit's own
+/// clipboard would be emptied by its end, whoever has put something there since.
+bool putOnClipboard(const std::string& text);
+
 }  // namespace relaybird::desktop

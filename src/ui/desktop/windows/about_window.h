@@ -3,7 +3,7 @@
 
 #include <wx/dialog.h>
 
-#include "ui/desktop/bind/form_view.h"
+#include "ui/desktop/views/form_view.h"
 #include "ui/forms/about/frm_about.h"
 
 namespace relaybird::desktop {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {

@@ -3,8 +3,8 @@
 
 #include <wx/panel.h>
 
-#include "ui/desktop/bind/widget_view.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/views/widget_view.h"
 #include "ui/desktop/widgets/art.h"
 #include "ui/desktop/widgets/layout.h"
 #include "ui/desktop/windows/kept_place.h"

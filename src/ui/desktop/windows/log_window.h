@@ -5,7 +5,7 @@
 #include <wx/sizer.h>
 #include <wx/textctrl.h>
 
-#include "ui/desktop/bind/form_view.h"
+#include "ui/desktop/views/form_view.h"
 #include "ui/desktop/windows/main_window.h"
 #include "ui/forms/log/frm_log.h"
 

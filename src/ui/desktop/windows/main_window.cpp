@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "ui/desktop/bind/menu_view.h"
-#include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/services/guarded.h"
+#include "ui/desktop/views/menu_view.h"
+#include "ui/desktop/views/widget_view.h"
 #include "ui/desktop/widgets/art.h"
 #include "ui/desktop/widgets/layout.h"
 #include "ui/desktop/windows/kept_place.h"

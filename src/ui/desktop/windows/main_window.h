@@ -9,7 +9,7 @@
 
 #include <functional>
 
-#include "ui/desktop/bind/form_view.h"
+#include "ui/desktop/views/form_view.h"
 #include "ui/forms/main/frm_relaybird.h"
 #include "ui/forms/places/window_places.h"
 

@@ -4,7 +4,7 @@
 #include <wx/dialog.h>
 #include <wx/notebook.h>
 
-#include "ui/desktop/bind/form_view.h"
+#include "ui/desktop/views/form_view.h"
 #include "ui/desktop/windows/main_window.h"
 #include "ui/forms/settings/frm_prefs.h"
 

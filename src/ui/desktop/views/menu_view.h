@@ -4,7 +4,7 @@
 #include <wx/frame.h>
 #include <wx/menu.h>
 
-#include "ui/desktop/bind/control_view.h"
+#include "ui/desktop/views/control_view.h"
 
 namespace relaybird::desktop {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/bind/list_views.h"
+#include "ui/desktop/views/widget_view.h"
 
 #include <wx/choice.h>
 #include <wx/listctrl.h>
@@ -8,10 +8,9 @@
 #include <set>
 #include <utility>
 
-#include "ui/desktop/bind/menu_view.h"
-#include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/services/guarded.h"
+#include "ui/desktop/views/menu_view.h"
 
 namespace relaybird::desktop {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/bind/form_view.h"
+#include "ui/desktop/views/form_view.h"
 
 #include <wx/accel.h>
 #include <wx/textctrl.h>
@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/services/guarded.h"
+#include "ui/desktop/views/widget_view.h"
 #include "ui/desktop/widgets/layout.h"
 #include "ui/desktop/widgets/text.h"
 
@@ -138,6 +138,20 @@ void FormView::leaveClosingToForm(wxTopLevelWindow& window) {
 void FormView::showAll() {
   for (const auto& [control, view] : views_) {
     view->updateAll();
+  }
+}
+
+TabsView::TabsView(wxNotebook& book, Control& control) : book_(book), control_(control) {
+  book_.Bind(wxEVT_NOTEBOOK_PAGE_CHANGED, [this](wxBookCtrlEvent& event) {
+    event.Skip();
+    control_.setValue(event.GetSelection());
+  });
+}
+
+void TabsView::update(Change what) {
+  const int tab = control_.value();
+  if (what == Change::kValue && tab >= 0 && tab < static_cast<int>(book_.GetPageCount())) {
+    book_.ChangeSelection(static_cast<std::size_t>(tab));
   }
 }
 

@@ -2,6 +2,7 @@
 // The widgets of one form: makes them, and has them follow the form.
 #pragma once
 
+#include <wx/notebook.h>
 #include <wx/sizer.h>
 #include <wx/toplevel.h>
 #include <wx/window.h>
@@ -9,7 +10,7 @@
 #include <map>
 #include <memory>
 
-#include "ui/desktop/bind/control_view.h"
+#include "ui/desktop/views/control_view.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {
@@ -50,6 +51,19 @@ class FormView : public FormObserver {
   /// Views that have another control's text for a name, and for a description.
   std::multimap<const Control*, ControlView*> named_;
   std::multimap<const Control*, ControlView*> described_;
+};
+
+/// The tabs of a book that a window has filled with pages.
+class TabsView : public ControlView {
+ public:
+  TabsView(wxNotebook& book, Control& control);
+
+  wxWindow* window() const override { return &book_; }
+  void update(Change what) override;
+
+ private:
+  wxNotebook& book_;
+  Control& control_;
 };
 
 }  // namespace relaybird::desktop

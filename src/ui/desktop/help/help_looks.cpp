@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/help/help_theme.h"
+#include "ui/desktop/help/help_looks.h"
 
+#include <wx/html/helpwnd.h>
 #include <wx/object.h>
 // The next one does not include what it needs.
 #include <wx/html/htmlproc.h>
 #include <wx/html/htmlwin.h>
 #include <wx/settings.h>
+#include <wx/toolbar.h>
+#include <wx/treectrl.h>
+
+#include "ui/desktop/widgets/art.h"
+#include "ui/desktop/widgets/layout.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -53,6 +59,37 @@ void readAgain(wxHtmlWindow& page) {
   page.Scroll(place);
 }
 
+struct ToolPicture {
+  int tool;
+  const char* name;
+};
+
+constexpr ToolPicture kTools[] = {
+    {wxID_HTML_PANEL, "helpPanel"},     {wxID_HTML_BACK, "helpBack"},
+    {wxID_HTML_FORWARD, "helpForward"}, {wxID_HTML_UPNODE, "helpUpLevel"},
+    {wxID_HTML_UP, "helpPreviousPage"}, {wxID_HTML_DOWN, "helpNextPage"},
+    {wxID_HTML_PRINT, "helpPrint"},     {wxID_HTML_OPTIONS, "helpOptions"}};
+
+// In the toolkit's order: a topic knows its picture by the number.
+constexpr const char* kTopics[] = {"helpBook", "helpFolder", "helpPage"};
+
+void showTools(wxToolBar& bar) {
+  for (const auto& [tool, name] : kTools) {
+    bar.SetToolNormalBitmap(tool, artBitmap(bar, name));
+  }
+  bar.InvalidateBestSize();
+}
+
+void showTopics(wxTreeCtrl& contents) {
+  wxVector<wxBitmapBundle> pictures;
+  for (const char* name : kTopics) {
+    pictures.push_back(artBitmap(contents, name));
+  }
+  contents.SetImages(pictures);
+  contents.SetIndent(
+      static_cast<unsigned>(withLetters(contents, static_cast<int>(contents.GetIndent()))));
+}
+
 }  // namespace
 
 void followTheme(wxHtmlWindow& page) {
@@ -63,6 +100,11 @@ void followTheme(wxHtmlWindow& page) {
     // The colours themselves change only after the event.
     page.CallAfter([&page] { readAgain(page); });
   });
+}
+
+void showPictures(wxHtmlHelpWindow& help) {
+  showTools(*help.GetToolBar());
+  showTopics(*help.GetTreeCtrl());
 }
 
 }  // namespace relaybird::desktop

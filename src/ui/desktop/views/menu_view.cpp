@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/bind/menu_view.h"
+#include "ui/desktop/views/menu_view.h"
 
-#include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/guarded.h"
+#include "ui/desktop/services/guarded.h"
+#include "ui/desktop/views/widget_view.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {

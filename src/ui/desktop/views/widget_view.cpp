@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/bind/widget_view.h"
+#include "ui/desktop/views/widget_view.h"
 
 #include <wx/evtloop.h>
 #include <wx/sizer.h>
@@ -9,9 +9,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ui/desktop/desk/guarded.h"
-#include "ui/desktop/desk/wx_sleeper.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/services/guarded.h"
+#include "ui/desktop/services/wx_sleeper.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird::desktop {
@@ -236,6 +236,35 @@ void clickByUser(wxEvtHandler& handler, Control& control) {
 void clickLater(wxEvtHandler& handler, Control& control) {
   inputLater(
       handler, [&handler, &control] { clickByUser(handler, control); }, [] { wxBell(); });
+}
+
+std::unique_ptr<ControlView> makeControlView(wxWindow* parent, Control& control,
+                                             const ViewStyle& style) {
+  switch (control.kind()) {
+    case ControlKind::kLabel:
+      return makeLabelView(parent, control, style);
+    case ControlKind::kTextBox:
+      return makeTextView(parent, control, style);
+    case ControlKind::kLink:
+      return makeLinkView(parent, control, style);
+    case ControlKind::kButton:
+      return makeButtonView(parent, control, style);
+    case ControlKind::kPictureButton:
+    case ControlKind::kPictureOption:
+      return makePictureButtonView(parent, control, style);
+    case ControlKind::kPicture:
+      return makePictureView(parent, control, style);
+    case ControlKind::kCheckBox:
+      return makeCheckBoxView(parent, control, style);
+    case ControlKind::kOptionButton:
+      return makeOptionView(parent, control, style);
+    case ControlKind::kListBox:
+      return makeListView(parent, control, style);
+    case ControlKind::kComboBox:
+      return makeComboView(parent, control, style);
+    default:
+      return nullptr;
+  }
 }
 
 }  // namespace relaybird::desktop

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/desk/wx_loop.h"
+#include "ui/desktop/services/wx_loop.h"
 
 #include <wx/app.h>
 #include <wx/dcscreen.h>
@@ -12,8 +12,8 @@
 #include <mutex>
 #include <utility>
 
-#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
@@ -139,6 +139,13 @@ std::int32_t WxScreen::textWidth(const std::string& text) const {
   wxScreenDC screen;
   screen.SetFont(wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT));
   return screen.GetTextExtent(toWx(text)).GetWidth();
+}
+
+Result<void> WxClipboard::setText(const std::string& text) {
+  if (!putOnClipboard(fromWx(toWx(text)))) {
+    return Error{0, "The clipboard cannot be written now."};
+  }
+  return {};
 }
 
 }  // namespace relaybird::desktop

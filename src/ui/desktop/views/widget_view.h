@@ -9,7 +9,7 @@
 #include <initializer_list>
 #include <string>
 
-#include "ui/desktop/bind/control_view.h"
+#include "ui/desktop/views/control_view.h"
 #include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
@@ -55,5 +55,30 @@ void clickByUser(wxEvtHandler& handler, Control& control);
 /// The same once the event in hand is over. An assistive tool presses inside a call of its own, and
 /// would wait there for the answer to a box that it cannot read before the call has ended.
 void clickLater(wxEvtHandler& handler, Control& control);
+
+// The makers of each kind's widget, which makeControlView() chooses from.
+
+std::unique_ptr<ControlView> makeLabelView(wxWindow* parent, Control& control,
+                                           const ViewStyle& style);
+std::unique_ptr<ControlView> makeTextView(wxWindow* parent, Control& control,
+                                          const ViewStyle& style);
+
+std::unique_ptr<ControlView> makeButtonView(wxWindow* parent, Control& control,
+                                            const ViewStyle& style);
+std::unique_ptr<ControlView> makeLinkView(wxWindow* parent, Control& control,
+                                          const ViewStyle& style);
+std::unique_ptr<ControlView> makePictureButtonView(wxWindow* parent, Control& control,
+                                                   const ViewStyle& style);
+std::unique_ptr<ControlView> makePictureView(wxWindow* parent, Control& control,
+                                             const ViewStyle& style);
+std::unique_ptr<ControlView> makeCheckBoxView(wxWindow* parent, Control& control,
+                                              const ViewStyle& style);
+std::unique_ptr<ControlView> makeOptionView(wxWindow* parent, Control& control,
+                                            const ViewStyle& style);
+
+std::unique_ptr<ControlView> makeListView(wxWindow* parent, Control& control,
+                                          const ViewStyle& style);
+std::unique_ptr<ControlView> makeComboView(wxWindow* parent, Control& control,
+                                           const ViewStyle& style);
 
 }  // namespace relaybird::desktop

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/bind/text_views.h"
+#include "ui/desktop/views/widget_view.h"
 
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
 #include <algorithm>
 
-#include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/layout.h"
 #include "ui/desktop/widgets/wrapping_label.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The toolkit's event loop as the program's timers, event queue and screen.
+// The toolkit's event loop as the program's timers and event queue, its screen and its clipboard.
 #pragma once
 
 #include <functional>
@@ -42,6 +42,13 @@ class WxScreen : public Screen {
 
  private:
   std::function<void()> onEnd_;
+};
+
+/// The desktop's clipboard. What was put there stays when the program ends, where the desktop can
+/// keep it.
+class WxClipboard : public Clipboard {
+ public:
+  Result<void> setText(const std::string& text) override;
 };
 
 }  // namespace relaybird::desktop

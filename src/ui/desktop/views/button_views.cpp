@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/bind/button_views.h"
+#include "ui/desktop/views/widget_view.h"
 
 #include <wx/bmpbuttn.h>
 #include <wx/button.h>
@@ -11,9 +11,8 @@
 
 #include <algorithm>
 
-#include "ui/desktop/bind/widget_view.h"
-#include "ui/desktop/desk/guarded.h"
 #include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/art.h"
 #include "ui/forms/model/form.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/desk/wx_sleeper.h"
+#include "ui/desktop/services/wx_sleeper.h"
 
 #include <wx/evtloop.h>
 #include <wx/timer.h>

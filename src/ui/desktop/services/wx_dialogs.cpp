@@ -1,0 +1,262 @@
+// SPDX-License-Identifier: MIT
+#include "ui/desktop/services/wx_dialogs.h"
+
+#include <wx/artprov.h>
+#include <wx/button.h>
+#include <wx/dialog.h>
+#include <wx/display.h>
+#include <wx/filedlg.h>
+#include <wx/menu.h>
+#include <wx/scrolwin.h>
+#include <wx/settings.h>
+#include <wx/sizer.h>
+#include <wx/statbmp.h>
+#include <wx/textctrl.h>
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ui/desktop/native/native_widgets.h"
+#include "ui/desktop/widgets/art.h"
+#include "ui/desktop/widgets/layout.h"
+#include "ui/desktop/widgets/text.h"
+#include "ui/desktop/widgets/wrapping_label.h"
+#include "ui/forms/model/dialogs.h"
+#include "ui/forms/model/form.h"
+
+namespace relaybird::desktop {
+namespace {
+
+// Ends a box that is closed without an answer.
+constexpr int kNoAnswer = -1;
+
+constexpr int kIconSize = 48;
+
+// In average letters: most addresses are seen whole.
+constexpr int kFieldWidth = 48;
+
+// An address of usual length stands in one line behind its number.
+constexpr int kLongestLine = 76;
+// In hundredths of the screen's height.
+constexpr int kHighestText = 60;
+
+// The first button keeps the focus.
+void scrollByKeys(wxDialog& box, wxScrolledWindow& text) {
+  static const std::map<int, wxEventType> kKeys{
+      {WXK_UP, wxEVT_SCROLLWIN_LINEUP},     {WXK_DOWN, wxEVT_SCROLLWIN_LINEDOWN},
+      {WXK_PAGEUP, wxEVT_SCROLLWIN_PAGEUP}, {WXK_PAGEDOWN, wxEVT_SCROLLWIN_PAGEDOWN},
+      {WXK_HOME, wxEVT_SCROLLWIN_TOP},      {WXK_END, wxEVT_SCROLLWIN_BOTTOM}};
+  box.Bind(wxEVT_CHAR_HOOK, [&text](wxKeyEvent& event) {
+    const auto key = kKeys.find(event.GetKeyCode());
+    if (key == kKeys.end()) {
+      event.Skip();
+      return;
+    }
+    wxScrollWinEvent scroll(key->second, 0, wxVERTICAL);
+    scroll.SetEventObject(&text);
+    text.ProcessWindowEvent(scroll);
+  });
+}
+
+WrappingLabel* makeLabel(wxWindow* parent, const std::string& text) {
+  auto* label = new WrappingLabel(parent, kLongestLine);
+  setLabelFor(*label, nullptr);
+  label->show(toWx(text));
+  return label;
+}
+
+// The text with its lines broken. One that is too high for the screen scrolls, by the keys of the
+// box too: every line of it can be read before the box is answered.
+wxWindow* makeBoxText(wxDialog& box, const std::string& text) {
+  WrappingLabel* label = makeLabel(&box, text);
+  const int highest = wxDisplay(&box).GetClientArea().GetHeight() * kHighestText / 100;
+  const wxSize size = label->GetBestSize();
+  if (size.GetHeight() <= highest) {
+    return label;
+  }
+  label->Destroy();
+  auto* frame = new wxScrolledWindow(&box, wxID_ANY, wxDefaultPosition, wxDefaultSize,
+                                     wxVSCROLL | wxBORDER_THEME);
+  auto* inside = new wxBoxSizer(wxVERTICAL);
+  inside->Add(makeLabel(frame, text), wxSizerFlags().Border(wxALL, scaled(box, kGap)));
+  frame->SetSizer(inside);
+  frame->SetScrollRate(0, frame->GetCharHeight());
+  showScrollBars(*frame);
+  const int bar = wxSystemSettings::GetMetric(wxSYS_VSCROLL_X, frame);
+  frame->SetMinSize({inside->CalcMin().GetWidth() + bar + scaled(box, kGap), highest});
+  frame->FitInside();
+  scrollByKeys(box, *frame);
+  return frame;
+}
+
+// A row of buttons, each of which ends the box with its position; the first one is the default.
+wxSizer* makeBoxButtons(wxDialog& box, const std::vector<BoxAnswer>& answers) {
+  auto* sizer = new wxBoxSizer(wxHORIZONTAL);
+  int position = 0;
+  for (const BoxAnswer answer : answers) {
+    auto* button = new wxButton(&box, wxID_ANY, "&" + toWx(answerText(answer)));
+    button->Bind(wxEVT_BUTTON, [&box, position](wxCommandEvent&) { box.EndModal(position); });
+    sizer->Add(button, wxSizerFlags().Border(position == 0 ? 0 : wxLEFT, scaled(box, kGap)));
+    if (position++ == 0) {
+      button->SetDefault();
+      button->SetFocus();
+    }
+  }
+  return sizer;
+}
+
+// Puts content over buttons, and has Escape and the window's own way to close it end the box with
+// kNoAnswer.
+void finishBox(wxDialog& box, wxSizer* content, wxSizer* buttons) {
+  box.SetIcons(programIcons());
+  auto* all = new wxBoxSizer(wxVERTICAL);
+  all->Add(content, wxSizerFlags(1).Expand().Border(wxALL, scaled(box, kMargin)));
+  all->Add(buttons,
+           wxSizerFlags().Right().Border(wxLEFT | wxRIGHT | wxBOTTOM, scaled(box, kMargin)));
+  box.SetSizerAndFit(all);
+  box.CentreOnParent();
+  box.Bind(wxEVT_CLOSE_WINDOW, [&box](wxCloseEvent&) { box.EndModal(kNoAnswer); });
+  box.Bind(wxEVT_CHAR_HOOK, [&box](wxKeyEvent& event) {
+    if (event.GetKeyCode() == WXK_ESCAPE) {
+      box.EndModal(kNoAnswer);
+    } else {
+      event.Skip();
+    }
+  });
+}
+
+// A message box of our own: its text breaks its lines, its buttons are those of the forms, and the
+// program can close it. Ends with the position of the chosen answer in answersOf(), or kNoAnswer.
+class BoxDialog : public wxDialog {
+ public:
+  BoxDialog(wxWindow* owner, const MessageBox& box);
+
+ private:
+  wxSizer* content(const MessageBox& box);
+};
+
+BoxDialog::BoxDialog(wxWindow* owner, const MessageBox& box)
+    : wxDialog(owner, wxID_ANY, toWx(box.title)) {
+  setAccessibleRole(*this, AccessibleRole::kAlert);
+  wxSizer* words = content(box);
+  finishBox(*this, words, makeBoxButtons(*this, answersOf(box.buttons)));
+}
+
+wxSizer* BoxDialog::content(const MessageBox& box) {
+  auto* sizer = new wxBoxSizer(wxHORIZONTAL);
+  if (box.icon != BoxIcon::kNone) {
+    const wxArtID icon = box.icon == BoxIcon::kCritical ? wxART_ERROR : wxART_WARNING;
+    const int side = withLetters(*this, kIconSize);
+    auto* picture = new wxStaticBitmap(
+        this, wxID_ANY,
+        wxArtProvider::GetBitmapBundle(icon, wxART_MESSAGE_BOX, wxSize(side, side)));
+    setAccessibleName(*picture, box.icon == BoxIcon::kCritical ? "Error" : "Warning");
+    sizer->Add(picture, wxSizerFlags().Top().Border(wxRIGHT, scaled(*this, kMargin)));
+  }
+  sizer->Add(makeBoxText(*this, box.text), wxSizerFlags(1).CentreVertical());
+  return sizer;
+}
+
+// Asks for a line. Ends with 0 for OK; Cancel and closing end with something else.
+class InputDialog : public wxDialog {
+ public:
+  InputDialog(wxWindow* owner, const InputBox& box);
+  // What stands in the field.
+  std::string entry() const;
+
+ private:
+  wxTextCtrl* field_;
+};
+
+InputDialog::InputDialog(wxWindow* owner, const InputBox& box)
+    : wxDialog(owner, wxID_ANY, toWx(box.title)) {
+  setAccessibleRole(*this, AccessibleRole::kDialog);
+  wxWindow* prompt = makeBoxText(*this, box.prompt);
+  field_ = new wxTextCtrl(this, wxID_ANY, toWx(box.entry), wxDefaultPosition, wxDefaultSize,
+                          wxTE_PROCESS_ENTER);
+  field_->SetMinSize({kFieldWidth * GetCharWidth(), -1});
+  leaveRoomForText(*field_);
+  field_->Bind(wxEVT_TEXT_ENTER, [this](wxCommandEvent&) { EndModal(0); });
+  setAccessibleName(*field_, box.prompt);
+  setLabelFor(*prompt, field_);
+  finishBox(*this, column(*this, {prompt, field_}),
+            makeBoxButtons(*this, answersOf(BoxButtons::kOkCancel)));
+  field_->SetFocus();
+  field_->SelectAll();
+}
+
+std::string InputDialog::entry() const {
+  return fromWx(field_->GetValue());
+}
+
+}  // namespace
+
+WxDialogs::WxDialogs(std::function<wxWindow*()> owner) : owner_(std::move(owner)) {}
+
+int WxDialogs::showModal(wxDialog& dialog) {
+  return closed_ ? kNoAnswer : dialog.ShowModal();
+}
+
+BoxAnswer WxDialogs::messageBox(const MessageBox& box) {
+  BoxDialog dialog(owner_(), box);
+  const std::vector<BoxAnswer> answers = answersOf(box.buttons);
+  const int chosen = showModal(dialog);
+  return chosen >= 0 && chosen < static_cast<int>(answers.size())
+             ? answers[static_cast<std::size_t>(chosen)]
+             : safeAnswer(box.buttons);
+}
+
+std::string WxDialogs::inputBox(const InputBox& box) {
+  InputDialog dialog(owner_(), box);
+  return showModal(dialog) == 0 ? dialog.entry() : std::string();
+}
+
+std::optional<std::string> WxDialogs::openFile(const OpenFileBox& box) {
+  wxFileDialog dialog(owner_(), toWx(box.title), wxEmptyString, wxEmptyString, toWx(box.filter),
+                      wxFD_OPEN);
+  if (showModal(dialog) != wxID_OK) {
+    return std::nullopt;
+  }
+  return fromWx(dialog.GetPath());
+}
+
+std::optional<std::string> WxDialogs::saveFile(const SaveFileBox& box) {
+  wxFileDialog dialog(owner_(), toWx(box.title), wxEmptyString, toWx(box.name), toWx(box.filter),
+                      wxFD_SAVE);
+  if (showModal(dialog) != wxID_OK) {
+    return std::nullopt;
+  }
+  return fromWx(dialog.GetPath());
+}
+
+void WxDialogs::popupMenu(Control& menu) {
+  wxWindow* owner = owner_();
+  if (owner == nullptr) {
+    return;
+  }
+  wxMenu entries;
+  for (Control* entry : menu.form().controls()) {
+    if (entry->parent() == &menu) {
+      const wxMenuItem* item = entries.Append(wxID_ANY, toWx(entry->text()));
+      entries.Bind(
+          wxEVT_MENU, [entry](wxCommandEvent&) { entry->click(); }, item->GetId());
+    }
+  }
+  owner->PopupMenu(&entries);
+}
+
+void WxDialogs::closeAll() {
+  closed_ = true;
+  cancelNativeDialogs();
+  const std::vector<wxWindow*> windows(wxTopLevelWindows.begin(), wxTopLevelWindows.end());
+  for (auto each = windows.rbegin(); each != windows.rend(); ++each) {
+    auto* dialog = dynamic_cast<wxDialog*>(*each);
+    if (dialog != nullptr && dialog->IsModal()) {
+      dialog->EndModal(kNoAnswer);
+    }
+  }
+}
+
+}  // namespace relaybird::desktop
