@@ -16,8 +16,7 @@ constexpr std::size_t kIdsLookedAt = 200;
 constexpr std::string_view kSeparators(" \t\r\n,\0", 6);
 
 bool isMarkChar(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' ||
-         c == '-' || c == '_';
+  return isLetterOrDigit(c) || c == '.' || c == '-' || c == '_';
 }
 
 bool isMark(std::string_view word) {

@@ -57,8 +57,7 @@ std::size_t fieldNameLength(std::string_view line, std::size_t colon) {
   while (length > 0 && isBlank(line[length - 1])) {
     --length;
   }
-  const auto printable = [](char c) { return c > ' ' && c < '\x7f'; };
-  return std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(length), printable)
+  return std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(length), isPrintable)
              ? length
              : 0;
 }
@@ -128,8 +127,7 @@ std::string firstCharset(std::string_view start) {
 // Gives the header section a character set where it needs one. `start`: of the message.
 void nameRawCharset(HeaderBlock& block, std::string_view start) {
   const std::string_view bytes = block.bytes();
-  const auto isHigh = [](char c) { return (static_cast<unsigned char>(c) & 0x80U) != 0; };
-  if (std::any_of(bytes.begin(), bytes.end(), isHigh) && !isValidUtf8(bytes)) {
+  if (!isAscii(bytes) && !isValidUtf8(bytes)) {
     block.setRawCharset(firstCharset(start));
   }
 }

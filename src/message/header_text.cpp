@@ -42,17 +42,13 @@ std::size_t controlLength(std::string_view text, std::size_t i) {
   return at(i) == 0xE2 && at(i + 1) == 0x80 && (at(i + 2) | 1U) == 0xA9 ? 3 : 0;
 }
 
-bool isAlphanumeric(char c) {
-  return (asciiLower(c) >= 'a' && asciiLower(c) <= 'z') || (c >= '0' && c <= '9');
-}
-
 // Characters of addresses and names that stand for nothing but themselves.
 bool isAddressChar(char c) {
-  return isAlphanumeric(c) || std::string_view(".-_+").find(c) != std::string_view::npos;
+  return isLetterOrDigit(c) || std::string_view(".-_+").find(c) != std::string_view::npos;
 }
 
 bool isNameChar(char c) {
-  return isAlphanumeric(c) || std::string_view(".-_+'& ").find(c) != std::string_view::npos;
+  return isLetterOrDigit(c) || std::string_view(".-_+'& ").find(c) != std::string_view::npos;
 }
 
 bool isSimpleAddress(std::string_view text) {
@@ -93,12 +89,6 @@ std::optional<Mailbox> simpleMailbox(std::string_view text) {
 Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset) {
   auto simple = simpleMailbox(trimmed(raw));
   return simple ? std::move(*simple) : parseAddress(raw, rawCharset);
-}
-
-bool equalsAsciiCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return asciiLower(x) == asciiLower(y);
-         });
 }
 
 std::string unfolded(std::string_view raw) {

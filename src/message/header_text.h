@@ -12,9 +12,6 @@
 
 namespace relaybird {
 
-/// Names of fields, types and parameters compare without regard to ASCII case, in no locale.
-bool equalsAsciiCase(std::string_view a, std::string_view b);
-
 /// A raw value on one line and trimmed: CR, LF and NUL go, the blanks of folds stay.
 std::string unfolded(std::string_view raw);
 

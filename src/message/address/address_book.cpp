@@ -14,6 +14,7 @@
 #include "message/address/vcard_reader.h"
 #include "message/text/charset.h"
 #include "message/text/tidy_line.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -57,12 +58,7 @@ int preference(const VcardProperty& email) {
 // URI that holds more than an address, or has escapes of its own, gives none.
 std::string addressText(std::string_view value) {
   constexpr std::string_view kScheme = "mailto:";
-  while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) {
-    value.remove_prefix(1);
-  }
-  while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) {
-    value.remove_suffix(1);
-  }
+  value = trimmed(value, " \t");
   std::string text;
   for (std::size_t at = 0; at < value.size(); ++at) {
     const bool escape = value[at] == '\\' && at + 1 < value.size() &&
@@ -72,7 +68,7 @@ std::string addressText(std::string_view value) {
     }
     text += value[at];
   }
-  if (g_ascii_strncasecmp(text.c_str(), kScheme.data(), kScheme.size()) != 0) {
+  if (!equalsAsciiCase(std::string_view(text).substr(0, kScheme.size()), kScheme)) {
     return text;
   }
   text.erase(0, kScheme.size());
@@ -143,10 +139,6 @@ std::string shownName(const Card& card) {
   return named == card.names.end() ? std::string() : tidyLine(*named);
 }
 
-bool sameAddress(const std::string& a, const std::string& b) {
-  return g_ascii_strcasecmp(a.c_str(), b.c_str()) == 0;
-}
-
 // The cards of a file in order. A card within a card (AGENT of version 2.1) is passed over; a card
 // that begins before the last one ended takes the place of it.
 template <class Take>
@@ -157,7 +149,7 @@ void forEachCard(std::string_view contents, Take take) {
   bool agent = false;
   while (const auto property = reader.next()) {
     const bool isCard = property->name == "BEGIN" || property->name == "END";
-    if (isCard && g_ascii_strcasecmp(tidyLine(property->value).c_str(), "VCARD") != 0) {
+    if (isCard && !equalsAsciiCase(tidyLine(property->value), "VCARD")) {
       continue;
     }
     if (property->name == "BEGIN") {
@@ -210,7 +202,7 @@ void AddressBook::add(std::string_view name, const Mailbox& mailbox) {
     return;
   }
   const auto [entry, isNew] = names_.try_emplace(std::move(key), Entry{mailbox});
-  if (!isNew && !sameAddress(entry->second.mailbox.address, mailbox.address)) {
+  if (!isNew && !equalsAsciiCase(entry->second.mailbox.address, mailbox.address)) {
     entry->second.ambiguous = true;
   }
 }

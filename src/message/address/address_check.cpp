@@ -16,9 +16,6 @@ namespace {
 constexpr std::size_t kLongestAddress = 254;
 constexpr std::size_t kLongestLocalPart = 64;
 
-bool isLetterOrDigit(char c) {
-  return g_ascii_isalnum(c) != 0;
-}
 bool isAtomCharacter(char c) {
   constexpr std::string_view kMarks = "!#$%&'*+-/=?^_`{|}~";
   return !isAscii(c) || isLetterOrDigit(c) || kMarks.find(c) != std::string_view::npos;
@@ -76,7 +73,7 @@ bool isAddressLiteral(std::string_view text) {
     return false;
   }
   std::string inside(text.substr(1, text.size() - 2));
-  const bool six = g_ascii_strncasecmp(inside.c_str(), kIpv6.data(), kIpv6.size()) == 0;
+  const bool six = equalsAsciiCase(inside.substr(0, kIpv6.size()), kIpv6);
   if (six) {
     inside.erase(0, kIpv6.size());
   }

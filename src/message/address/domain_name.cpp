@@ -28,7 +28,7 @@ struct GFree {
 using GText = std::unique_ptr<char, GFree>;
 
 bool isLabel(std::string_view label) {
-  const auto belongs = [](char c) { return g_ascii_isalnum(c) != 0 || c == '-' || c == '_'; };
+  const auto belongs = [](char c) { return isLetterOrDigit(c) || c == '-' || c == '_'; };
   return !label.empty() && label.size() <= kLongestLabel && label.front() != '-' &&
          label.back() != '-' && std::all_of(label.begin(), label.end(), belongs);
 }

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "message/text/charset_label.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -143,14 +144,9 @@ std::optional<Conversion> convert(std::string_view bytes, const char* from, Skip
   return result;
 }
 
-bool hasHighBytes(std::string_view bytes) {
-  return std::any_of(bytes.begin(), bytes.end(),
-                     [](char c) { return (static_cast<unsigned char>(c) & 0x80U) != 0; });
-}
-
 // Whether a text that its own set cannot make sense of is UTF-8. ASCII does not tell.
 bool isSurelyUtf8(std::string_view bytes) {
-  return hasHighBytes(bytes) && isValidUtf8(bytes);
+  return !isAscii(bytes) && isValidUtf8(bytes);
 }
 
 std::string fromIso2022Jp(std::string_view bytes);
@@ -158,7 +154,7 @@ std::string fromIso2022Jp(std::string_view bytes);
 std::string guess(std::string_view bytes) {
   const bool shiftsIntoJapanese = bytes.find("\x1B$B") != std::string_view::npos ||
                                   bytes.find("\x1B$@") != std::string_view::npos;
-  if (shiftsIntoJapanese && !hasHighBytes(bytes)) {
+  if (shiftsIntoJapanese && isAscii(bytes)) {
     return fromIso2022Jp(bytes);
   }
   if (isValidUtf8(bytes)) {
@@ -250,7 +246,7 @@ std::string fromIso2022Jp(std::string_view bytes) {
   if (strict && strict->clean) {
     return std::move(strict->text);
   }
-  if (hasHighBytes(bytes) && bytes.find("\x1B$") == std::string_view::npos) {
+  if (!isAscii(bytes) && bytes.find("\x1B$") == std::string_view::npos) {
     if (isValidUtf8(bytes)) {
       return std::string(bytes);
     }

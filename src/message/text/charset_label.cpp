@@ -5,6 +5,8 @@
 #include <array>
 #include <string>
 
+#include "platform/text/ascii_text.h"
+
 namespace relaybird {
 namespace {
 
@@ -357,11 +359,8 @@ std::string reduced(std::string_view label) {
     if (out.size() == kLongest) {
       return {};
     }
-    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
-      out += c;
-    }
-    if (c >= 'A' && c <= 'Z') {
-      out += static_cast<char>(c - 'A' + 'a');
+    if (isLetterOrDigit(c)) {
+      out += asciiLower(c);
     }
   }
   return out;

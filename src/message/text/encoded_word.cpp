@@ -17,10 +17,6 @@ bool isLineBreak(char c) {
   return c == '\r' || c == '\n';
 }
 
-bool sameLabel(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && g_ascii_strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 std::string decoded(std::string_view text, GMimeContentEncoding encoding) {
   GMimeEncoding state;
   g_mime_encoding_init_decode(&state, encoding);
@@ -95,17 +91,17 @@ class WordFinder {
         head[mark + 2] != '?') {
       return std::nullopt;
     }
-    const char encoding = g_ascii_toupper(head[mark + 1]);
-    if (encoding != 'B' && encoding != 'Q') {
+    const char encoding = asciiLower(head[mark + 1]);
+    if (encoding != 'b' && encoding != 'q') {
       return std::nullopt;
     }
     const std::size_t textStart = start + 2 + mark + 3;
-    const std::size_t end = textEnd(textStart, encoding == 'B');
+    const std::size_t end = textEnd(textStart, encoding == 'b');
     if (end == std::string_view::npos) {
       return std::nullopt;
     }
     const auto label = head.substr(0, mark);
-    return Word{label.substr(0, label.find('*')), encoding == 'B',
+    return Word{label.substr(0, label.find('*')), encoding == 'b',
                 value_.substr(textStart, end - textStart), end + 2};
   }
 
@@ -138,7 +134,7 @@ class WordFinder {
 // Encoded words of one character set without anything between them.
 class WordRun {
  public:
-  bool takes(const Word& word) const { return open_ && sameLabel(charset_, word.charset); }
+  bool takes(const Word& word) const { return open_ && equalsAsciiCase(charset_, word.charset); }
 
   void add(const Word& word) {
     if (!word.base64 || !open_) {

@@ -12,6 +12,7 @@
 #include "message/text/html_elements.h"
 #include "message/text/html_guard.h"
 #include "message/text/libraries.h"
+#include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 
 namespace relaybird {
@@ -144,8 +145,7 @@ class HtmlReader {
 };
 
 bool isLabelCharacter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.' ||
-         c == ':' || c == '+';
+  return isLetterOrDigit(c) || c == '-' || c == '_' || c == '.' || c == ':' || c == '+';
 }
 
 // The value behind "charset =" in a tag's text, quoted or not; empty where there is none.
@@ -179,9 +179,7 @@ std::string htmlToText(std::string_view utf8Html) {
 
 std::string sniffHtmlCharset(std::string_view bytes) {
   constexpr std::size_t kLooked = 1024;
-  std::string head(bytes.substr(0, kLooked));
-  std::transform(head.begin(), head.end(), head.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  const std::string head = asciiLower(bytes.substr(0, kLooked));
   const std::string_view view = head;
   for (auto at = view.find('<'); at != std::string_view::npos; at = view.find('<', at + 1)) {
     if (view.substr(at).starts_with("<!--")) {

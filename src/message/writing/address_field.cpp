@@ -9,6 +9,7 @@
 #include "message/header_text.h"
 #include "message/text/charset.h"
 #include "message/text/tidy_line.h"
+#include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 
 namespace relaybird {
@@ -23,13 +24,13 @@ using Tokens = std::vector<std::string>;
 
 bool isAtomText(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) {
-    return g_ascii_isalnum(c) != 0 ||
+    return isLetterOrDigit(c) ||
            std::string_view("!#$%&'*+-/=?^_`{|}~").find(c) != std::string_view::npos;
   });
 }
 
 bool isPrintableAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < '\x7F'; });
+  return std::all_of(text.begin(), text.end(), [](char c) { return c == ' ' || isPrintable(c); });
 }
 
 std::string base64(std::string_view bytes) {

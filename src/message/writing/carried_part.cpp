@@ -32,7 +32,7 @@ std::string encodingLabel(const Part& part) {
 bool isToken(std::string_view text) {
   return !text.empty() && text.size() <= kLongestToken &&
          std::all_of(text.begin(), text.end(), [](char c) {
-           return c > ' ' && c < '\x7f' &&
+           return isPrintable(c) &&
                   std::string_view("()<>@,;:\\\"/[]?=").find(c) == std::string_view::npos;
          });
 }
@@ -51,7 +51,7 @@ bool isComposite(const Part& part) {
 
 bool isWritableWord(std::string_view text) {
   return !text.empty() && text.size() <= kLongestId &&
-         std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c < '\x7f'; });
+         std::all_of(text.begin(), text.end(), isPrintable);
 }
 
 // RFC 2047 section 2 bounds an encoded word, and each line that holds one. Within quotes nothing

@@ -33,9 +33,7 @@ bool isPlainAscii(std::string_view text) {
 }
 
 bool isMostlyAscii(std::string_view text) {
-  const auto high = std::count_if(text.begin(), text.end(), [](char c) {
-    return (static_cast<unsigned char>(c) & 0x80U) != 0;
-  });
+  const auto high = std::count_if(text.begin(), text.end(), [](char c) { return !isAscii(c); });
   return static_cast<std::size_t>(high) * 5 < text.size();
 }
 

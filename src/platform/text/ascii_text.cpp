@@ -27,6 +27,11 @@ std::string asciiUpper(std::string_view text) {
   return upper;
 }
 
+bool equalsAsciiCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return asciiLower(x) == asciiLower(y); });
+}
+
 int hexValue(char c) {
   if (isDigit(c)) {
     return c - '0';

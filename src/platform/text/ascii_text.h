@@ -17,6 +17,10 @@ constexpr bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
+constexpr bool isLetterOrDigit(char c) {
+  return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
 /// A space or a tab, as between the words of a header field (WSP of RFC 5234 appendix B.1).
 constexpr bool isBlank(char c) {
   return c == ' ' || c == '\t';
@@ -32,6 +36,9 @@ constexpr char asciiLower(char c) {
 }
 std::string asciiLower(std::string_view text);
 std::string asciiUpper(std::string_view text);
+
+/// Whether two texts differ in the case of ASCII letters at most.
+bool equalsAsciiCase(std::string_view a, std::string_view b);
 
 /// The value of a hexadecimal digit of either case; -1 for anything else.
 int hexValue(char c);
