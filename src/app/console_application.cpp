@@ -8,9 +8,9 @@
 #include "app/program_files.h"
 #include "app/standard_streams.h"
 #include "platform/posix/program_starter.h"
-#include "ui/console/input/stream_lines.h"
-#include "ui/console/output/script_output.h"
-#include "ui/forms/about/listed_system_information.h"
+#include "ui/console/console_output.h"
+#include "ui/console/line_source.h"
+#include "ui/forms/desktop_programs.h"
 
 namespace relaybird {
 namespace {

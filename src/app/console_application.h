@@ -10,12 +10,11 @@
 #include "app/program_core.h"
 #include "platform/posix/main_loop.h"
 #include "platform/posix/watched_signals.h"
-#include "ui/console/boxes/console_dialogs.h"
+#include "ui/console/console_desktop.h"
+#include "ui/console/console_dialogs.h"
 #include "ui/console/console_session.h"
-#include "ui/console/control/console_observer.h"
-#include "ui/console/input/terminal_lines.h"
-#include "ui/console/program/console_desktop.h"
-#include "ui/console/program/program_commands.h"
+#include "ui/console/program_commands.h"
+#include "ui/console/terminal_lines.h"
 
 namespace relaybird {
 

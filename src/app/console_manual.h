@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "ui/console/program/program_commands.h"
+#include "ui/console/program_commands.h"
 
 namespace relaybird {
 

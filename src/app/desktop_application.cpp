@@ -18,8 +18,7 @@
 #include "ui/desktop/native/tray_icon.h"
 #include "ui/desktop/widgets/text.h"
 #include "ui/desktop/windows/kept_place.h"
-#include "ui/forms/about/listed_system_information.h"
-#include "ui/forms/main/listed_folder_viewer.h"
+#include "ui/forms/desktop_programs.h"
 
 namespace relaybird {
 namespace {

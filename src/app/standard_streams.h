@@ -2,7 +2,7 @@
 #pragma once
 
 #include "ui/console/console_session.h"
-#include "ui/console/output/terminal_output.h"
+#include "ui/console/terminal_output.h"
 
 namespace relaybird {
 

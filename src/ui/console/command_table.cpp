@@ -5,7 +5,7 @@
 #include <array>
 
 #include "platform/text/ascii_text.h"
-#include "ui/console/text/quoting.h"
+#include "ui/console/quoting.h"
 
 namespace relaybird {
 namespace {

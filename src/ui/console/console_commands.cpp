@@ -5,7 +5,7 @@
 #include <charconv>
 
 #include "ui/console/command_table.h"
-#include "ui/console/text/quoting.h"
+#include "ui/console/quoting.h"
 
 namespace relaybird {
 namespace {

@@ -5,9 +5,9 @@
 #include <string_view>
 
 #include "platform/result.h"
+#include "ui/console/console_output.h"
 #include "ui/console/console_program.h"
-#include "ui/console/control/form_commands.h"
-#include "ui/console/output/console_output.h"
+#include "ui/console/form_commands.h"
 
 namespace relaybird {
 

@@ -8,7 +8,7 @@
 #include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 #include "ui/console/command_table.h"
-#include "ui/console/text/quoting.h"
+#include "ui/console/quoting.h"
 
 namespace relaybird {
 namespace {

@@ -9,11 +9,11 @@
 #include <string_view>
 
 #include "platform/event_queue.h"
-#include "ui/console/boxes/console_dialogs.h"
 #include "ui/console/console_commands.h"
+#include "ui/console/console_dialogs.h"
+#include "ui/console/console_output.h"
 #include "ui/console/console_program.h"
-#include "ui/console/input/line_source.h"
-#include "ui/console/output/console_output.h"
+#include "ui/console/line_source.h"
 
 namespace relaybird {
 

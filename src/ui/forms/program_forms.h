@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "mail/store_notice.h"
-#include "ui/forms/about/frm_about.h"
+#include "ui/forms/frm_about.h"
 #include "ui/forms/log/frm_log.h"
 #include "ui/forms/main/frm_relaybird.h"
+#include "ui/forms/mod_systray.h"
 #include "ui/forms/program_world.h"
 #include "ui/forms/settings/frm_prefs.h"
-#include "ui/forms/tray/mod_systray.h"
 
 namespace relaybird {
 

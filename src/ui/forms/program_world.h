@@ -13,8 +13,8 @@
 #include "platform/system/special_folders.h"
 #include "platform/system/trace_log.h"
 #include "ui/forms/form_world.h"
+#include "ui/forms/mod_systray.h"
 #include "ui/forms/model/dialogs.h"
-#include "ui/forms/tray/mod_systray.h"
 
 namespace relaybird {
 

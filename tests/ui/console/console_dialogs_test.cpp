@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/console/boxes/console_dialogs.h"
+#include "ui/console/console_dialogs.h"
 
 #include <gtest/gtest.h>
 

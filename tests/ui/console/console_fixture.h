@@ -14,13 +14,13 @@
 #include <vector>
 
 #include "platform/posix/main_loop.h"
-#include "ui/console/boxes/console_dialogs.h"
+#include "ui/console/console_desktop.h"
+#include "ui/console/console_dialogs.h"
+#include "ui/console/console_output.h"
 #include "ui/console/console_program.h"
 #include "ui/console/console_session.h"
-#include "ui/console/control/console_observer.h"
-#include "ui/console/input/line_source.h"
-#include "ui/console/output/script_output.h"
-#include "ui/console/output/terminal_output.h"
+#include "ui/console/line_source.h"
+#include "ui/console/terminal_output.h"
 
 namespace relaybird {
 

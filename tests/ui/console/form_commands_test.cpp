@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/console/control/form_commands.h"
+#include "ui/console/form_commands.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/console/text/quoting.h"
+#include "ui/console/quoting.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/console/input/stream_lines.h"
+#include "ui/console/line_source.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "platform/posix/descriptor.h"
-#include "ui/console/input/line_splitter.h"
 
 namespace relaybird {
 namespace {

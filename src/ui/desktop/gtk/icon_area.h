@@ -8,7 +8,7 @@
 
 #include <functional>
 
-#include "ui/forms/tray/icon_absence.h"
+#include "ui/forms/mod_systray.h"
 
 namespace relaybird::desktop {
 

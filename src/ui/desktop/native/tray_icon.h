@@ -8,8 +8,8 @@
 
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
+#include "ui/forms/mod_systray.h"
 #include "ui/forms/model/control.h"
-#include "ui/forms/tray/mod_systray.h"
 
 namespace relaybird::desktop {
 

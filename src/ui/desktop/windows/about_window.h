@@ -4,7 +4,7 @@
 #include <wx/dialog.h>
 
 #include "ui/desktop/views/form_view.h"
-#include "ui/forms/about/frm_about.h"
+#include "ui/forms/frm_about.h"
 
 namespace relaybird::desktop {
 

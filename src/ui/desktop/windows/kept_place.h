@@ -3,7 +3,7 @@
 
 #include <wx/toplevel.h>
 
-#include "ui/forms/places/window_places.h"
+#include "ui/forms/window_places.h"
 
 namespace relaybird::desktop {
 

@@ -11,7 +11,7 @@
 
 #include "ui/desktop/views/form_view.h"
 #include "ui/forms/main/frm_relaybird.h"
-#include "ui/forms/places/window_places.h"
+#include "ui/forms/window_places.h"
 
 namespace relaybird::desktop {
 

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "compose/cls_security.h"
-#include "ui/forms/about/frm_about.h"
+#include "ui/forms/frm_about.h"
+#include "ui/forms/mod_systray.h"
 #include "ui/forms/settings/frm_prefs.h"
-#include "ui/forms/tray/mod_systray.h"
 
 namespace relaybird {
 namespace {

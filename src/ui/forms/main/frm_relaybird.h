@@ -12,7 +12,7 @@
 
 #include "engine/forwarding_engine.h"
 #include "prefs/cls_pref.h"
-#include "ui/forms/help/help_file.h"
+#include "ui/forms/help_file.h"
 #include "ui/forms/main/attention.h"
 #include "ui/forms/main/main_controls.h"
 #include "ui/forms/main/main_display.h"

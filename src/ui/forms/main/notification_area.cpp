@@ -2,7 +2,7 @@
 // The main window's way into the notification area and back.
 #include "platform/text/ascii_text.h"
 #include "ui/forms/main/frm_relaybird.h"
-#include "ui/forms/tray/mod_systray.h"
+#include "ui/forms/mod_systray.h"
 
 namespace relaybird {
 namespace {

@@ -2,7 +2,7 @@
 // Mail that has not left this computer: what the program says of it, and what the user can do.
 #include <gmock/gmock.h>
 
-#include "ui/forms/main/listed_folder_viewer.h"
+#include "ui/forms/desktop_programs.h"
 #include "ui/forms/main/program_fixture.h"
 
 namespace relaybird {

@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+#include "ui/console/console_dialogs.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "platform/text/ascii_text.h"
+#include "ui/console/quoting.h"
+#include "ui/forms/model/form.h"
+
+namespace relaybird {
+
+struct ConsoleDialogs::Question {
+  BoxView view;
+  std::string safe;  // the answer that changes nothing
+  std::optional<std::string> answer;
+};
+
+// A question among those that wait, for as long as it does.
+class ConsoleDialogs::Standing {
+ public:
+  Standing(std::vector<Question*>& all, Question& one) : all_(all), one_(&one) {
+    all_.push_back(one_);
+  }
+  ~Standing() { all_.erase(std::find(all_.begin(), all_.end(), one_)); }
+  Standing(const Standing&) = delete;
+  Standing& operator=(const Standing&) = delete;
+
+ private:
+  std::vector<Question*>& all_;
+  Question* one_;
+};
+
+namespace {
+
+bool beginsWith(const std::string& text, const std::string& beginning) {
+  return text.compare(0, beginning.size(), beginning) == 0;
+}
+
+// The entries of a menu that can be picked now.
+std::vector<Control*> entriesOf(const Control& menu) {
+  std::vector<Control*> entries;
+  for (Control* control : menu.form().controls()) {
+    if (control->parent() == &menu && control->visible() && control->enabled()) {
+      entries.push_back(control);
+    }
+  }
+  return entries;
+}
+
+}  // namespace
+
+ConsoleDialogs::ConsoleDialogs(DialogsWorld world) : world_(std::move(world)) {}
+
+void ConsoleDialogs::setObserver(std::function<void()> onAsking, std::function<void()> onAnswered) {
+  onAsking_ = std::move(onAsking);
+  onAnswered_ = std::move(onAnswered);
+}
+
+BoxAnswer ConsoleDialogs::messageBox(const MessageBox& box) {
+  Question question{{BoxView::Kind::kMessage, box.title, box.text, box.icon, {}},
+                    std::string(answerText(safeAnswer(box.buttons))),
+                    {}};
+  for (const BoxAnswer answer : answersOf(box.buttons)) {
+    question.view.choices.emplace_back(answerText(answer));
+  }
+  const std::string said = ask(std::move(question));
+  for (const BoxAnswer answer : answersOf(box.buttons)) {
+    if (said == answerText(answer)) {
+      return answer;
+    }
+  }
+  return safeAnswer(box.buttons);
+}
+
+std::string ConsoleDialogs::inputBox(const InputBox& box) {
+  return ask({{BoxView::Kind::kInput, box.title, box.prompt, BoxIcon::kNone, {}}, "", {}});
+}
+
+std::optional<std::string> ConsoleDialogs::openFile(const OpenFileBox& box) {
+  return askForFile(box.title, box.filter);
+}
+
+std::optional<std::string> ConsoleDialogs::saveFile(const SaveFileBox& box) {
+  return askForFile(box.title, box.filter);
+}
+
+std::optional<std::string> ConsoleDialogs::askForFile(const std::string& title,
+                                                      const std::string& filter) {
+  std::string path = ask({{BoxView::Kind::kFile, title, filter, BoxIcon::kNone, {}}, "", {}});
+  if (path.empty()) {
+    return std::nullopt;
+  }
+  return path;
+}
+
+void ConsoleDialogs::popupMenu(Control& menu) {
+  Question question{
+      {BoxView::Kind::kMenu, plainCaption(menu.text()), "", BoxIcon::kNone, {}}, "", {}};
+  const std::vector<Control*> entries = entriesOf(menu);
+  for (const Control* entry : entries) {
+    question.view.choices.push_back(plainCaption(entry->text()));
+  }
+  const std::string said = ask(std::move(question));
+  for (Control* entry : entries) {
+    if (!said.empty() && said == plainCaption(entry->text())) {
+      entry->click();
+      return;
+    }
+  }
+}
+
+std::string ConsoleDialogs::ask(Question question) {
+  world_.out.box(question.view);
+  if (const auto said = fromQueue(question)) {
+    settle(question, *said);
+    return *said;
+  }
+  if (!closed_) {
+    const Standing standing(standing_, question);
+    world_.out.boxWaits(question.view);
+    onAsking_();
+    (void)world_.runUntil([&] { return question.answer.has_value(); });
+  }
+  if (!question.answer) {
+    world_.out.event("note", "nobody can answer any more");
+    question.answer = question.safe;
+    settle(question, *question.answer);
+  }
+  return *question.answer;
+}
+
+std::optional<std::string> ConsoleDialogs::fromQueue(const Question& question) {
+  while (!queue_.empty()) {
+    const std::string value = std::move(queue_.front());
+    queue_.pop_front();
+    if (auto said = match(question, value)) {
+      return said;
+    }
+    world_.out.event("note", "the answer " + inQuotes(value) +
+                                 " is none to this box, which offers " +
+                                 joined(question.view.choices));
+  }
+  return std::nullopt;
+}
+
+void ConsoleDialogs::settle(const Question& question, const std::string& answer) {
+  world_.out.boxAnswered(question.view, answer);
+}
+
+// The answer as the box has it, of one that may be written otherwise; none where it has no such.
+std::optional<std::string> ConsoleDialogs::match(const Question& question,
+                                                 const std::string& value) const {
+  const BoxView& view = question.view;
+  if (view.kind == BoxView::Kind::kInput || view.kind == BoxView::Kind::kFile) {
+    return value;
+  }
+  if (view.kind == BoxView::Kind::kMenu && value.empty()) {
+    return value;
+  }
+  const std::string wanted = asciiLower(value);
+  std::vector<std::string> begun;
+  for (const std::string& choice : view.choices) {
+    const std::string name = asciiLower(choice);
+    if (name == wanted) {
+      return choice;
+    }
+    if (beginsWith(name, wanted)) {
+      begun.push_back(choice);
+    }
+  }
+  if (!world_.forPeople) {
+    return std::nullopt;
+  }
+  if (wanted.empty()) {
+    begun = view.choices;
+  }
+  if (begun.size() == 1) {
+    return begun.front();
+  }
+  return std::nullopt;
+}
+
+ConsoleDialogs::Question* ConsoleDialogs::newest() const {
+  const auto found = std::find_if(standing_.rbegin(), standing_.rend(),
+                                  [](const Question* each) { return !each->answer; });
+  return found == standing_.rend() ? nullptr : *found;
+}
+
+const BoxView* ConsoleDialogs::question() const {
+  const Question* asked = newest();
+  return asked == nullptr ? nullptr : &asked->view;
+}
+
+bool ConsoleDialogs::offers(const std::string& value) const {
+  const Question* asked = newest();
+  return asked != nullptr && !asked->view.choices.empty() && match(*asked, value).has_value();
+}
+
+Result<void> ConsoleDialogs::answer(const std::string& value) {
+  Question* asked = newest();
+  if (asked == nullptr) {
+    return Error{0, "no box waits for an answer"};
+  }
+  auto said = match(*asked, value);
+  if (!said) {
+    return Error{0, inQuotes(value) + " is no answer to this box: " + joined(asked->view.choices)};
+  }
+  asked->answer = std::move(said);
+  settle(*asked, *asked->answer);
+  onAnswered_();
+  return {};
+}
+
+void ConsoleDialogs::queue(std::vector<std::string> answers) {
+  std::move(answers.begin(), answers.end(), std::back_inserter(queue_));
+}
+
+void ConsoleDialogs::close() {
+  if (std::exchange(closed_, true)) {
+    return;
+  }
+  for (Question* asked : standing_) {
+    if (asked->answer) {
+      continue;
+    }
+    asked->answer = asked->safe;
+    world_.out.event("note", "the input has ended: nobody can answer any more");
+    settle(*asked, *asked->answer);
+  }
+  onAnswered_();
+}
+
+}  // namespace relaybird

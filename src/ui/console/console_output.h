@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+// What the console prints, as messages: what happens by itself, what a command replies, boxes. A
+// ConsoleOutput decides how a message is written, a TextSink where its bytes go. For scripts
+// (ScriptOutput) each message is one line or a few with fixed beginnings; for people
+// (TerminalOutput) it is laid out.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ui/forms/model/dialogs.h"
+#include "ui/forms/model/form.h"
+
+namespace relaybird {
+
+/// Where the console's bytes go.
+class TextSink {
+ public:
+  virtual ~TextSink() = default;
+  /// Writes all of it, or nothing more once nobody can read it.
+  virtual void write(std::string_view bytes) = 0;
+};
+
+/// An open file descriptor, which stays the caller's. A reader that takes its time is waited for,
+/// and the program with it; not so once `interrupt`, another descriptor, is readable: what cannot
+/// be written at once is then dropped, so that a program that is told to end does.
+class DescriptorSink : public TextSink {
+ public:
+  /// `onBroken` is called once, from within a write, when the reader has gone for good: a closed
+  /// pipe, a terminal that was hung up. `interrupt` may be -1 for none.
+  DescriptorSink(int descriptor, int interrupt, std::function<void()> onBroken);
+  /// A line that a full disk refuses is lost, and the following ones are tried anew.
+  void write(std::string_view bytes) override;
+  /// From now on nothing is waited for.
+  void hurry() { hurry_ = true; }
+
+ private:
+  bool mayWrite();
+
+  int descriptor_;
+  int interrupt_;
+  std::function<void()> onBroken_;
+  bool broken_ = false;
+  bool hurry_ = false;
+};
+
+/// A box as it is printed.
+struct BoxView {
+  enum class Kind { kMessage, kInput, kFile, kMenu };
+  Kind kind = Kind::kMessage;
+  std::string title;
+  std::string text;  ///< lines end in CR LF
+  BoxIcon icon = BoxIcon::kNone;
+  std::vector<std::string> choices;  ///< buttons, or a menu's entries; none where text is asked for
+};
+
+/// "message", "input", "file", "menu".
+std::string_view boxKindWord(BoxView::Kind kind);
+/// "none", "exclamation", "critical".
+std::string_view iconWord(BoxIcon icon);
+/// "Yes, No, Cancel".
+std::string joined(const std::vector<std::string>& words);
+
+class ConsoleOutput {
+ public:
+  virtual ~ConsoleOutput() = default;
+
+  // What happens by itself. Any text; it is escaped here.
+
+  virtual void status(const std::string& text) = 0;
+  virtual void logLine(const std::string& text) = 0;
+  /// Something else, of a kind: "state", "forwarded", "note".
+  virtual void event(std::string_view kind, const std::string& text) = 0;
+  virtual void form(const Form& form, bool open) = 0;
+  virtual void box(const BoxView& box) = 0;
+  /// Nothing that was said before answers the box: the next line has to.
+  virtual void boxWaits(const BoxView& box) = 0;
+  virtual void boxAnswered(const BoxView& box, const std::string& answer) = 0;
+
+  // What a command replies, and its end: exactly one of ok and error.
+
+  virtual void reply(std::string_view kind, const std::string& text) = 0;
+  /// `fields` is on one line already, its texts quoted.
+  virtual void replyFields(std::string_view kind, const std::string& fields) = 0;
+  virtual void ok() = 0;
+  virtual void error(const std::string& text) = 0;
+  /// The user has entered a line: what was printed last is no longer just above the cursor.
+  virtual void lineEntered() {}
+};
+
+/// The line protocol of docs/console.md: every item one line, "KIND: TEXT". Each line is handed to
+/// the sink whole, as it happens.
+class ScriptOutput : public ConsoleOutput {
+ public:
+  /// The sink must outlive it.
+  explicit ScriptOutput(TextSink& sink) : sink_(sink) {}
+
+  void status(const std::string& text) override { event("status", text); }
+  void logLine(const std::string& text) override { event("log", text); }
+  void event(std::string_view kind, const std::string& text) override;
+  void form(const Form& form, bool open) override;
+  void box(const BoxView& box) override;
+  void boxWaits(const BoxView& box) override;
+  void boxAnswered(const BoxView& box, const std::string& answer) override;
+  void reply(std::string_view kind, const std::string& text) override { event(kind, text); }
+  void replyFields(std::string_view kind, const std::string& fields) override;
+  void ok() override { sink_.write("ok\n"); }
+  void error(const std::string& text) override { event("error", text); }
+
+ private:
+  TextSink& sink_;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,360 @@
+// SPDX-License-Identifier: MIT
+// Line editing by libedit, driven from the main loop. libedit waits for keys in its own read call;
+// here it is only called when there are bytes, which it gets from us, so that the program never
+// waits inside it.
+#include <histedit.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+#include <deque>
+#include <utility>
+
+#include "ui/console/line_source.h"
+#include "ui/console/terminal_lines.h"
+
+namespace relaybird {
+namespace {
+
+constexpr int kHistorySize = 500;
+// How long the rest of a key is waited for that sends more than one byte. The Escape key sends one
+// and would be waited on for ever.
+constexpr int kKeyPatience = 100;  // milliseconds
+// What libedit in its unbuffered mode puts into the line for "end of file": Ctrl-D.
+constexpr char kEndKey = '\x04';
+
+struct CloseFile {
+  void operator()(FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<FILE, CloseFile>;
+struct EndEditing {
+  void operator()(EditLine* editor) const { ::el_end(editor); }
+};
+struct EndHistory {
+  void operator()(History* history) const { ::history_end(history); }
+};
+
+// Columns that a text takes; what is unknown takes one.
+int widthOf(std::string_view text) {
+  std::mbstate_t state{};
+  int width = 0;
+  while (!text.empty()) {
+    wchar_t character = 0;
+    std::size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
+    if (length == 0 || length > text.size()) {
+      length = 1;
+    }
+    const int columns = ::wcwidth(character);
+    width += columns < 0 ? 2 : columns;  // a control character is shown as "^X"
+    text.remove_prefix(length);
+  }
+  return width;
+}
+
+class EditedLines : public TerminalLines {
+ public:
+  explicit EditedLines(TerminalWorld world);
+  ~EditedLines() override;
+
+  void listen(std::function<void()> onLines) override;
+  std::optional<InputLine> next() override;
+  void setPrompt(const std::string& prompt, bool question) override;
+  void hide() override;
+  void showSoon() override;
+
+  char* promptText() { return prompt_.data(); }
+  int readKey(wchar_t* key);
+  unsigned char complete();
+
+ private:
+  void show();
+  void readable();
+  void edit();
+  void lineDone(std::string line);
+  void listCandidates(const std::vector<std::string>& words);
+  int columns() const;
+
+  TerminalWorld world_;
+  File in_;
+  File out_;
+  std::unique_ptr<History, EndHistory> history_;
+  std::unique_ptr<EditLine, EndEditing> editor_;
+  std::function<void()> onLines_;
+  std::unique_ptr<MainLoop::Watch> watch_;
+  std::deque<char> keys_;  // read and not yet used
+  LineSplitter lines_;
+  std::string prompt_;
+  bool question_ = false;
+  bool editing_ = false;  // a line is being typed, and the terminal is in the editor's mode
+  bool shown_ = false;
+  bool waits_ = false;  // it is to be shown
+  bool ended_ = false;
+  std::shared_ptr<int> alive_ = std::make_shared<int>();
+};
+
+EditedLines* ownerOf(EditLine* editor) {
+  void* owner = nullptr;
+  ::el_get(editor, EL_CLIENTDATA, &owner);
+  return static_cast<EditedLines*>(owner);
+}
+
+char* giveKeyPrompt(EditLine* editor) {
+  return ownerOf(editor)->promptText();
+}
+
+int giveKey(EditLine* editor, wchar_t* key) {
+  return ownerOf(editor)->readKey(key);
+}
+
+unsigned char giveCompletion(EditLine* editor, int) {
+  return ownerOf(editor)->complete();
+}
+
+EditedLines::EditedLines(TerminalWorld world)
+    : world_(std::move(world)),
+      in_(::fdopen(::dup(world_.input), "r")),
+      out_(::fdopen(::dup(world_.output), "w")),
+      history_(::history_init()),
+      editor_(::el_init("relaybird", in_.get(), out_.get(), out_.get())) {
+  EditLine* editor = editor_.get();
+  HistEvent event;
+  ::history(history_.get(), &event, H_SETSIZE, kHistorySize);
+  ::history(history_.get(), &event, H_SETUNIQUE, 1);
+  if (!world_.historyFile.empty()) {
+    ::history(history_.get(), &event, H_LOAD, world_.historyFile.c_str());
+  }
+  ::el_set(editor, EL_CLIENTDATA, static_cast<void*>(this));
+  ::el_set(editor, EL_SIGNAL, 0);
+  ::el_set(editor, EL_EDITOR, "emacs");
+  ::el_set(editor, EL_PROMPT, giveKeyPrompt);
+  ::el_set(editor, EL_HIST, ::history, static_cast<void*>(history_.get()));
+  ::el_set(editor, EL_GETCFN, giveKey);
+  // The wide call keeps the names; the other one copies them and never frees the copies.
+  ::el_wset(editor, EL_ADDFN, L"relaybird-complete", L"Completes a word", giveCompletion);
+  ::el_set(editor, EL_BIND, "^I", "relaybird-complete", nullptr);
+  ::el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+  ::el_source(editor, nullptr);  // the user's own key bindings, where he has some
+}
+
+EditedLines::~EditedLines() {
+  watch_.reset();
+  hide();
+  if (editing_) {
+    ::el_set(editor_.get(), EL_UNBUFFERED, 0);
+  }
+  if (!world_.historyFile.empty()) {
+    HistEvent event;
+    ::history(history_.get(), &event, H_SAVE, world_.historyFile.c_str());
+  }
+}
+
+void EditedLines::listen(std::function<void()> onLines) {
+  onLines_ = std::move(onLines);
+  watch_ = world_.loop.watchReadable(world_.input, [this] { readable(); });
+  showSoon();
+}
+
+std::optional<InputLine> EditedLines::next() {
+  if (lines_.empty()) {
+    return std::nullopt;
+  }
+  return lines_.take();
+}
+
+void EditedLines::setPrompt(const std::string& prompt, bool question) {
+  hide();
+  prompt_ = prompt;
+  question_ = question;
+  showSoon();
+}
+
+int EditedLines::columns() const {
+  winsize size{};
+  const bool known = ::ioctl(world_.output, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : 80;
+}
+
+// From the cursor up to the row of the prompt, and everything from there off the screen.
+void EditedLines::hide() {
+  if (!std::exchange(shown_, false)) {
+    return;
+  }
+  const LineInfo* line = ::el_line(editor_.get());
+  const std::string_view before(line->buffer,
+                                static_cast<std::size_t>(line->cursor - line->buffer));
+  const int rows = (widthOf(prompt_) + widthOf(before)) / columns();
+  const std::string up = rows == 0 ? "" : "\x1b[" + std::to_string(rows) + "A";
+  world_.sink.write(up + "\r\x1b[J");
+}
+
+void EditedLines::show() {
+  if (ended_ || !onLines_ || std::exchange(shown_, true)) {
+    return;
+  }
+  ::el_resize(editor_.get());
+  if (!std::exchange(editing_, true)) {
+    ::el_set(editor_.get(), EL_UNBUFFERED, 1);  // begins a line: shows the prompt
+  } else {
+    ::el_set(editor_.get(), EL_REFRESH);
+  }
+}
+
+void EditedLines::showSoon() {
+  if (std::exchange(waits_, true)) {
+    return;
+  }
+  world_.loop.post([this, alive = std::weak_ptr(alive_)] {
+    if (alive.expired()) {
+      return;
+    }
+    waits_ = false;
+    show();
+  });
+}
+
+void EditedLines::readable() {
+  std::array<char, 1024> buffer;
+  const ssize_t got = ::read(world_.input, buffer.data(), buffer.size());
+  if (got > 0) {
+    keys_.insert(keys_.end(), buffer.data(), buffer.data() + got);
+    edit();
+  } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
+    ended_ = true;
+    lines_.end();
+  }
+  if (ended_) {
+    watch_.reset();
+  }
+  if (!lines_.empty()) {
+    onLines_();
+  }
+}
+
+// Hands the editor all keys that have come.
+void EditedLines::edit() {
+  while (!keys_.empty() && !ended_) {
+    show();
+    int count = 0;
+    const char* text = ::el_gets(editor_.get(), &count);
+    if (text == nullptr || count <= 0) {
+      continue;
+    }
+    std::string line(text, static_cast<std::size_t>(count));
+    if (line.back() == '\n' || line.back() == '\r') {
+      line.pop_back();
+      lineDone(std::move(line));
+    } else if (line.size() == 1 && line.front() == kEndKey) {
+      lineDone({});
+      ended_ = true;
+      lines_.end();
+      world_.sink.write("\n");
+    }
+  }
+}
+
+void EditedLines::lineDone(std::string line) {
+  ::el_set(editor_.get(), EL_UNBUFFERED, 0);
+  editing_ = false;
+  shown_ = false;
+  if (!question_ && line.find_first_not_of(" \t") != std::string::npos) {
+    HistEvent event;
+    ::history(history_.get(), &event, H_ENTER, line.c_str());
+  }
+  if (!line.empty() || question_) {
+    lines_.feed(line + "\n");
+  }
+  showSoon();
+}
+
+// One character for the editor; 0 where no more comes, which leaves the line as it is.
+int EditedLines::readKey(wchar_t* key) {
+  std::array<char, 4> bytes;
+  std::size_t length = 0;
+  while (length < bytes.size()) {
+    if (keys_.empty()) {
+      pollfd waiting{world_.input, POLLIN, 0};
+      char byte = 0;
+      if (::poll(&waiting, 1, kKeyPatience) <= 0 || ::read(world_.input, &byte, 1) != 1) {
+        return 0;
+      }
+      keys_.push_back(byte);
+    }
+    bytes[length++] = keys_.front();
+    keys_.pop_front();
+    std::mbstate_t state{};
+    const std::size_t used = std::mbrtowc(key, bytes.data(), length, &state);
+    if (used == 0) {
+      *key = L'\0';
+    }
+    if (used <= length) {
+      return 1;
+    }
+    if (used == static_cast<std::size_t>(-1)) {
+      break;
+    }
+  }
+  *key = L'?';  // no character of the user's locale
+  return 1;
+}
+
+void EditedLines::listCandidates(const std::vector<std::string>& words) {
+  std::string text = "\n";
+  int column = 0;
+  for (const std::string& word : words) {
+    const int width = widthOf(word) + 2;
+    if (column > 0 && column + width > columns()) {
+      text += "\n";
+      column = 0;
+    }
+    text += word + "  ";
+    column += width;
+  }
+  world_.sink.write(text + "\n");
+}
+
+unsigned char EditedLines::complete() {
+  const LineInfo* line = ::el_line(editor_.get());
+  const std::string before(line->buffer, line->cursor);
+  const Completion found = world_.complete(before);
+  if (found.words.empty()) {
+    return CC_ERROR;
+  }
+  std::string common = found.words.front();
+  for (const std::string& word : found.words) {
+    const auto differ = std::mismatch(common.begin(), common.end(), word.begin(), word.end()).first;
+    common.erase(differ, common.end());
+  }
+  const std::string typed = before.substr(found.from);
+  const bool single = found.words.size() == 1;
+  if (single && found.whole) {
+    common += ' ';
+  }
+  if (common.size() <= typed.size()) {
+    if (single) {
+      return CC_NORM;
+    }
+    listCandidates(found.words);
+    return CC_REDISPLAY;
+  }
+  // The word is put in whole, so that its letters get the case that they are declared with.
+  ::el_deletestr(editor_.get(), static_cast<int>(typed.size()));
+  return ::el_insertstr(editor_.get(), common.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
+}
+
+}  // namespace
+
+std::unique_ptr<TerminalLines> makeTerminalLines(TerminalWorld world) {
+  if (!world.movesCursor) {
+    return makePlainTerminalLines(std::move(world));
+  }
+  return std::make_unique<EditedLines>(std::move(world));
+}
+
+}  // namespace relaybird

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+// The choice in a build without libedit.
+#include <utility>
+
+#include "ui/console/terminal_lines.h"
+
+namespace relaybird {
+
+std::unique_ptr<TerminalLines> makeTerminalLines(TerminalWorld world) {
+  return makePlainTerminalLines(std::move(world));
+}
+
+}  // namespace relaybird

@@ -1,0 +1,265 @@
+// SPDX-License-Identifier: MIT
+#include "ui/console/program_commands.h"
+
+#include <utility>
+
+#include "platform/text/ascii_text.h"
+#include "platform/text/number_text.h"
+#include "prefs/address_lists.h"
+#include "ui/console/controls_as_text.h"
+#include "ui/console/quoting.h"
+#include "ui/forms/main/outgoing_words.h"
+
+namespace relaybird {
+namespace {
+
+bool holdsASetting(const Control& control) {
+  switch (control.kind()) {
+    case ControlKind::kTextBox:
+    case ControlKind::kCheckBox:
+    case ControlKind::kOptionButton:
+    case ControlKind::kComboBox:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool hasOwnCaption(const Control& control) {
+  return control.kind() == ControlKind::kCheckBox || control.kind() == ControlKind::kOptionButton;
+}
+
+// As the settings dialog writes a list that it has stored.
+std::string asList(const std::string& text) {
+  StringList entries;
+  return FormTextToArray(text, entries) < 0 ? text : MakeStringFromArray(entries);
+}
+
+bool sameText(const std::string& one, const std::string& other, std::string_view separator) {
+  const auto number = readNumber(withPoint(one, separator));
+  return one == other || (number && number == readNumber(withPoint(other, separator))) ||
+         asList(one) == asList(other);
+}
+
+std::string tabCaption(const Control& tabs, int tab) {
+  const auto position = static_cast<std::size_t>(tab);
+  return position < tabs.list().size() ? tabs.list()[position] : "";
+}
+
+}  // namespace
+
+std::string valueOf(const Control& control) {
+  if (control.kind() == ControlKind::kTextBox) {
+    return control.text();
+  }
+  if (hasOwnCaption(control)) {
+    return control.checked() ? "on" : "off";
+  }
+  const auto position = static_cast<std::size_t>(control.value());
+  return position < control.list().size() ? control.list()[position] : "";
+}
+
+bool holdsValue(const Control& control, const std::string& value,
+                std::string_view decimalSeparator) {
+  if (control.kind() == ControlKind::kTextBox) {
+    return sameText(control.text(), value, decimalSeparator);
+  }
+  const std::string word = asciiLower(value);
+  if (hasOwnCaption(control)) {
+    return control.checked() == (word == "1" || word == "on");
+  }
+  return asciiLower(valueOf(control)) == word || std::to_string(control.value()) == value;
+}
+
+std::vector<Setting> settingsOf(const Form& form, const Control& tabs) {
+  std::vector<Setting> settings;
+  std::string before;
+  for (const Control* control : form.controls()) {
+    if (!control->tab()) {
+      continue;
+    }
+    const std::string caption = plainCaption(control->text());
+    if (holdsASetting(*control)) {
+      settings.push_back({tabCaption(tabs, *control->tab()), control->name(), valueOf(*control),
+                          hasOwnCaption(*control) ? caption : before});
+    }
+    if (hasOwnCaption(*control) || control->kind() == ControlKind::kLabel) {
+      before = caption;
+    }
+  }
+  return settings;
+}
+
+ProgramCommands::ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
+                                 std::vector<Fact> facts, Manual manual,
+                                 std::string decimalSeparator)
+    : forms_(forms),
+      outgoing_(outgoing),
+      facts_(std::move(facts)),
+      manual_(std::move(manual)),
+      decimalSeparator_(std::move(decimalSeparator)) {}
+
+Result<void> ProgramCommands::mainWindowTakesInput() {
+  const Form* before = forms_.main().modal();
+  if (before == nullptr) {
+    return {};
+  }
+  return Error{0, before->name() + " is open in front of " + forms_.main().name()};
+}
+
+Result<void> ProgramCommands::start() {
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  if (forwardingOn()) {
+    return Error{0, "forwarding is on already"};
+  }
+  if (forms_.main().engine().state().m_bBusyFwd) {
+    return Error{0, "a check is under way"};
+  }
+  forms_.main().StartForwarding();
+  if (forwardingOn() || forms_.main().startWaits()) {
+    return {};
+  }
+  return Error{0, "forwarding was not switched on"};
+}
+
+Result<void> ProgramCommands::stop() {
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  if (!forwardingOn() && !forms_.main().startWaits()) {
+    return Error{0, "forwarding is off"};
+  }
+  forms_.main().StopForwarding();
+  return {};
+}
+
+Result<void> ProgramCommands::test() {
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  if (!forwardingOn() && !forms_.main().cmdForwardNow.enabled()) {
+    return Error{0, "a test is under way"};
+  }
+  const OutgoingState before = outgoing_.state();
+  if (!forms_.main().testCycle()) {
+    return Error{0, "the test was not run"};
+  }
+  const EngineState& state = forms_.main().engine().state();
+  // The closing box says what came of a check that waits for its synchronisation, and of forwards
+  // that are still being sent.
+  if (state.testCycle) {
+    return {};
+  }
+  if (!state.lastPassCompleted || state.failedThisPass > 0) {
+    return Error{0, "there was a problem; see the log"};
+  }
+  const OutgoingState after = outgoing_.state();
+  if (!after.outbox.empty() && hasProblem(before, after)) {
+    std::vector<std::string> sentences = whatHoldsBack(after);
+    sentences.insert(sentences.begin(), whatBecame(before, after, outgoing_.waiting()));
+    return Error{0, asOneText(sentences)};
+  }
+  return {};
+}
+
+Result<void> ProgramCommands::retry() {
+  return clickControl(forms_.main().mnuTryAgain);
+}
+
+Result<void> ProgramCommands::waiting() {
+  return clickControl(forms_.main().mnuOpenWaiting);
+}
+
+Result<void> ProgramCommands::refused() {
+  return clickControl(forms_.main().mnuOpenRefused);
+}
+
+void ProgramCommands::addOutbox(std::vector<Fact>& facts) {
+  const OutgoingState state = outgoing_.state();
+  if (state.outbox.empty()) {
+    return;
+  }
+  facts.insert(facts.end(), {{"outbox", state.outbox},
+                             {"waiting", std::to_string(outgoing_.waiting())},
+                             {"left", std::to_string(state.left)},
+                             {"refused", std::to_string(state.refused)}});
+  for (std::string& sentence : whatHoldsBack(state)) {
+    facts.emplace_back("outbox-says", std::move(sentence));
+  }
+}
+
+std::vector<Fact> ProgramCommands::status() {
+  frmRelaybird& main = forms_.main();
+  std::vector<Fact> facts = facts_;
+  const std::string& words = main.engine().session().storeWords();
+  facts.insert(facts.end(),
+               {{"preferences", main.prf().GetPrefIniFname()},
+                {"addresses", main.txtStatusFwdTo.text()},
+                {"format", main.picDestCellPhone.visible() ? "cell phone" : "standard e-mail"},
+                {"automation", main.txtStatus.text()},
+                {"running-since", main.txtRunningSince.text()},
+                {"number-forwarded", main.txtNumberForwarded.text()},
+                {"minutes-to-next-check", main.txtMinToNextFwd.text()},
+                {"action", main.lblCurrentActions.text()}});
+  addOutbox(facts);
+  if (const auto& failure = main.checkFailure()) {
+    facts.emplace_back("checks-fail-since", failure->since);
+    facts.emplace_back("last-failure", failure->words);
+  }
+  if (!words.empty()) {
+    facts.emplace_back("mail-store-says", words);
+  }
+  return facts;
+}
+
+// A closed dialog may still hold a value that was refused: it is filled as for opening it.
+std::vector<Setting> ProgramCommands::settings() {
+  if (!forms_.settings().visible()) {
+    forms_.settings().fillSilently();
+  }
+  return settingsOf(forms_.settings(), forms_.settings().tabPrefs);
+}
+
+Result<void> ProgramCommands::changeSetting(std::string_view name, const std::string& value) {
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  frmPrefs& dialog = forms_.settings();
+  Control* control = dialog.find(name);
+  if (control == nullptr || !control->tab()) {
+    return Error{0, "there is no setting " + inQuotes(name) + "; settings lists them"};
+  }
+  forms_.main().showprefs();
+  auto changed = setControl(*control, value);
+  if (changed && !holdsValue(*control, value, decimalSeparator_)) {
+    changed = Error{0, control->name() + " was not changed: the box that came up says why"};
+  }
+  if (changed) {
+    changed = storeSetting(*control, value);
+  }
+  if (dialog.visible()) {
+    dialog.cmdCancel.click();
+  }
+  return changed;
+}
+
+// By the dialog's OK. What was refused is not left in the dialog, which a start would read.
+Result<void> ProgramCommands::storeSetting(const Control& control, const std::string& value) {
+  frmPrefs& dialog = forms_.settings();
+  if (auto closed = clickControl(dialog.cmdOK); !closed) {
+    return closed;
+  }
+  if (!dialog.stored()) {
+    dialog.fillSilently();
+    return Error{0, "the settings were not stored: the box that came up says why"};
+  }
+  if (!holdsValue(control, value, decimalSeparator_)) {
+    return Error{
+        0, control.name() + " is now " + inQuotes(valueOf(control)) + ", not " + inQuotes(value)};
+  }
+  return {};
+}
+
+}  // namespace relaybird

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// The console's commands over the whole program, and the list of its settings.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ui/console/console_program.h"
+#include "ui/forms/model/form.h"
+#include "ui/forms/program_forms.h"
+
+namespace relaybird {
+
+/// The fields of a form with tabs that hold a setting: text boxes, check boxes, options, drop-down
+/// lists. What a field means is its own caption, else the caption that stands before it.
+std::vector<Setting> settingsOf(const Form& form, const Control& tabs);
+
+/// Whether a field shows what `value` asks for, as `set` takes it: numbers and lists may be written
+/// in another way, numbers also with `decimalSeparator` in place of the point.
+bool holdsValue(const Control& control, const std::string& value,
+                std::string_view decimalSeparator);
+
+/// The value of one field, as in settingsOf().
+std::string valueOf(const Control& control);
+
+/// The user's manual.
+struct Manual {
+  /// A topic as text; none where there is no such.
+  std::function<std::optional<std::string>(std::string_view words)> find = [](std::string_view) {
+    return std::nullopt;
+  };
+  std::vector<std::string> topics;
+};
+
+/// The whole program as the console drives it. Its commands do what the windows' buttons do, and
+/// are refused while another window stands in front of the main one.
+class ProgramCommands : public ConsoleProgram {
+ public:
+  /// `facts` come first in what status() says. The user's numbers may have `decimalSeparator` in
+  /// place of the point. `forms` and `outgoing` must outlive it.
+  ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing, std::vector<Fact> facts,
+                  Manual manual, std::string decimalSeparator);
+
+  std::vector<Form*> forms() override { return forms_.forms(); }
+  Result<void> start() override;
+  Result<void> stop() override;
+  /// Also while forwarding is on: the program then says itself why it does not test.
+  Result<void> test() override;
+  Result<void> retry() override;
+  Result<void> waiting() override;
+  Result<void> refused() override;
+  std::vector<Fact> status() override;
+  std::vector<Setting> settings() override;
+  Result<void> changeSetting(std::string_view name, const std::string& value) override;
+  const std::vector<std::string>& log() override { return forms_.log().lstLog.list(); }
+  std::optional<std::string> helpTopic(std::string_view words) override {
+    return manual_.find(words);
+  }
+  std::vector<std::string> helpTopics() override { return manual_.topics; }
+  bool idle() override { return forms_.idle(); }
+  bool forwardingOn() override { return forms_.main().engine().state().forwardingOn; }
+
+ private:
+  Result<void> mainWindowTakesInput();
+  void addOutbox(std::vector<Fact>& facts);
+  Result<void> storeSetting(const Control& control, const std::string& value);
+
+  ProgramForms& forms_;
+  OutgoingMail& outgoing_;
+  std::vector<Fact> facts_;
+  Manual manual_;
+  std::string decimalSeparator_;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+// A terminal that edits its lines itself. What the user has typed so far is known to it alone, so
+// output can only push it aside; it is still there when he presses Enter.
+#include <utility>
+
+#include "ui/console/line_source.h"
+#include "ui/console/terminal_lines.h"
+
+namespace relaybird {
+namespace {
+
+class PlainTerminalLines : public TerminalLines {
+ public:
+  explicit PlainTerminalLines(TerminalWorld world)
+      : world_(std::move(world)), lines_(world_.loop, world_.input) {}
+
+  void listen(std::function<void()> onLines) override {
+    lines_.listen(std::move(onLines));
+    showSoon();
+  }
+  std::optional<InputLine> next() override {
+    auto line = lines_.next();
+    if (line) {
+      shown_ = false;
+      showSoon();
+    }
+    return line;
+  }
+  void setPrompt(const std::string& prompt, bool) override {
+    hide();
+    prompt_ = prompt;
+    showSoon();
+  }
+  void hide() override {
+    if (std::exchange(shown_, false)) {
+      world_.sink.write(world_.movesCursor ? "\r\x1b[K" : "\n");
+    }
+  }
+  void showSoon() override {
+    if (std::exchange(waits_, true)) {
+      return;
+    }
+    world_.loop.post([this, alive = std::weak_ptr(alive_)] {
+      if (alive.expired()) {
+        return;
+      }
+      waits_ = false;
+      if (!std::exchange(shown_, true)) {
+        world_.sink.write(prompt_);
+      }
+    });
+  }
+
+ private:
+  TerminalWorld world_;
+  StreamLines lines_;
+  std::string prompt_;
+  bool shown_ = false;
+  bool waits_ = false;  // it is to be shown
+  std::shared_ptr<int> alive_ = std::make_shared<int>();
+};
+
+}  // namespace
+
+std::unique_ptr<TerminalLines> makePlainTerminalLines(TerminalWorld world) {
+  return std::make_unique<PlainTerminalLines>(std::move(world));
+}
+
+}  // namespace relaybird

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/frm_about.h"
+
+#include <optional>
+#include <string>
+
+namespace relaybird {
+namespace {
+
+constexpr const char* kDescription =
+    "This application monitors and selectively forwards your Microsoft Outlook Email.\r\n"
+    "Relaybird is free software, made by its contributors.";
+
+constexpr const char* kDisclaimer =
+    "Relaybird comes without guarantees of any kind: you use it at your own risk. The MIT licence "
+    "says what you may do with it.";
+
+// As in the licence.
+constexpr const char* kCopyright = "Copyright (c) 2026 The Relaybird maintainers";
+
+// Also what the desktop's software catalogues are told.
+constexpr const char* kHomepage = "https://relaybird.org/";
+
+std::string versionText(const ProgramVersion& version) {
+  return std::to_string(version.major) + '.' + std::to_string(version.minor) + '.' +
+         std::to_string(version.revision);
+}
+
+}  // namespace
+
+frmAbout::frmAbout(ProgramVersion version, SystemInformation& information, FolderViewer& pages,
+                   Dialogs& dialogs)
+    : Form("frmAbout", "About Relaybird"),
+      version_(version),
+      information_(information),
+      pages_(pages),
+      dialogs_(dialogs) {
+  lblDescription.setText(kDescription);
+  lblDisclaimer.setText(kDisclaimer);
+  lblCopyright.setText(kCopyright);
+  txtVersion.lock();
+  txtVersion.setText(versionText(version_));
+  lnkHomepage.setText(kHomepage);
+  lnkHomepage.onClick([this] { showHomepage(); });
+  setDefaultButton(cmdOk);
+  setCancelButton(cmdOk);
+  cmdOk.setShortcut("Ctrl+W");
+  cmdOk.onClick([this] { hide(); });
+  cmdSysInfo.setAsks();
+  lnkHomepage.setAsks();
+  cmdSysInfo.onClick([this] { StartSysInfo(); });
+}
+
+void frmAbout::open(Form& owner) {
+  lblTitle.setText("Relaybird  v" + versionText(version_));
+  showModal(owner);
+}
+
+void frmAbout::StartSysInfo() {
+  const std::optional<std::string> program = information_.program();
+  if (!program || !information_.start(*program)) {
+    dialogs_.messageBox({"System Information Is Unavailable At This Time"});
+  }
+}
+
+void frmAbout::showHomepage() {
+  if (const auto shown = pages_.browse(lnkHomepage.text()); !shown) {
+    dialogs_.messageBox(
+        {"Could not open the page " + lnkHomepage.text() + ":\r\n" + shown.error().text, "Error",
+         BoxButtons::kOk, BoxIcon::kExclamation});
+  }
+}
+
+}  // namespace relaybird

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/help_file.h"
+
+#include <memory>
+#include <utility>
+
+#include "platform/system/file_exists.h"
+#include "prefs/file/preference_location.h"
+
+namespace relaybird {
+namespace {
+
+// Paths may be longer than settings are: the longest of any system that this runs on, and the NUL.
+constexpr std::size_t kPathBufferSize = 32768;
+
+const MessageBox& notFoundBox() {
+  static const MessageBox kBox{
+      "The help file could not be found.  This could be caused by the Relaybird program .exe file "
+      "being copied or moved away from the location where it was initially installed.  If you "
+      "would like to view the help file then please specify its location.  The name of the file is "
+      "rbx.chm and the default location is in the directory where the Relaybird program was "
+      "initially installed.",
+      "Help file (rbx.chm) not found:", BoxButtons::kOkCancel, BoxIcon::kNone};
+  return kBox;
+}
+
+// The file is there, so that only the user can say whether another is meant.
+MessageBox unreadableBox(const std::string& why) {
+  return {why + "\r\n\r\nPress OK to look for another help file.", "Error", BoxButtons::kOkCancel,
+          BoxIcon::kExclamation};
+}
+
+}  // namespace
+
+HelpFile::HelpFile(HelpWorld world, std::string location)
+    : world_(world), location_(std::move(location)) {
+  std::string chosenBefore = remembered();
+  if (exists(chosenBefore)) {
+    location_ = std::move(chosenBefore);
+  }
+}
+
+void HelpFile::show(const std::string& topic) {
+  if (!exists(location_) && !(asked(notFoundBox()) && chooseFile())) {
+    return;
+  }
+  for (;;) {
+    const Result<void> shown = world_.viewer.show(location_, topic);
+    tellWhatIsNotKept();
+    if (shown || !asked(unreadableBox(shown.error().text)) || !chooseFile()) {
+      return;
+    }
+  }
+}
+
+bool HelpFile::exists(const std::string& file) const {
+  return FileExists(world_.files, file);
+}
+
+std::string HelpFile::remembered() const {
+  const std::string memory = helpMemoryFile(world_.folders);
+  if (memory.empty()) {
+    return {};
+  }
+  return world_.profiles.read(memory)->get(kHelpSection, kHelpKey, "", kPathBufferSize);
+}
+
+bool HelpFile::asked(const MessageBox& box) {
+  return world_.dialogs.messageBox(box) == BoxAnswer::kOk;
+}
+
+// Whether the location is now another file, one that exists.
+bool HelpFile::chooseFile() {
+  std::optional<std::string> chosen =
+      world_.dialogs.openFile({"\"Please locate help file (rbx.chm)\"", "Help File (*.chm)|*.chm"});
+  if (!chosen) {
+    return false;
+  }
+  if (!exists(*chosen)) {
+    tellError("The help file you chose does not exist.");
+    return false;
+  }
+  location_ = std::move(*chosen);
+  kept_ = remember();
+  return true;
+}
+
+Result<void> HelpFile::remember() {
+  const std::string memory = helpMemoryFile(world_.folders);
+  if (memory.empty()) {
+    return Error{0, "There is no folder to remember it in."};
+  }
+  const std::unique_ptr<ProfileWriter> file = world_.profiles.write(memory);
+  if (file->set(kHelpSection, kHelpKey, location_) && file->commit()) {
+    return {};
+  }
+  return Error{0, file->error()};
+}
+
+void HelpFile::tellWhatIsNotKept() {
+  if (const Result<void> kept = std::exchange(kept_, {}); !kept) {
+    tellError("The location of the help file could not be remembered.\r\n\r\n" + kept.error().text);
+  }
+}
+
+void HelpFile::tellError(const std::string& text) {
+  world_.dialogs.messageBox({text, "Error", BoxButtons::kOk, BoxIcon::kExclamation});
+}
+
+}  // namespace relaybird

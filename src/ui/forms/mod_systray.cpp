@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include "ui/forms/mod_systray.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/text/utf8_text.h"
+
+namespace relaybird {
+namespace {
+
+// What the replacement answers for the message that it takes itself.
+constexpr std::intptr_t kTaken = -1;
+
+}  // namespace
+
+std::string_view NotifyIconRecord::tipText() const {
+  const auto end = std::find(tip.begin(), tip.end(), '\0');
+  return {tip.data(), static_cast<std::size_t>(end - tip.begin())};
+}
+
+void NotifyIconRecord::setTip(std::string_view text) {
+  if (text.size() >= tip.size()) {
+    text = withoutBrokenEnd(text.substr(0, tip.size() - 1));
+  }
+  tip.fill('\0');
+  std::copy(text.begin(), text.end(), tip.begin());
+}
+
+modSystray::modSystray(TrayPlatform& platform, std::function<void()> onRightButton)
+    : platform_(platform), onRightButton_(std::move(onRightButton)) {}
+
+modSystray::~modSystray() {
+  unhook();
+}
+
+void modSystray::addIcon(std::string_view toolTip) {
+  record_.window = platform_.mainWindow();
+  record_.icon = platform_.mainIcon();
+  record_.setTip(toolTip);
+  platform_.addIcon(record_);
+}
+
+void modSystray::deleteIcon() {
+  platform_.deleteIcon(record_);
+}
+
+void modSystray::hook() {
+  if (hooked_) {
+    return;
+  }
+  window_ = platform_.mainWindow();
+  previous_ = platform_.replaceProcedure(
+      window_, [this](const WindowMessage& message) { return replacementProcedure(message); });
+  platform_.onIconLost([this] { lost(); });
+  hooked_ = true;
+}
+
+void modSystray::unhook() {
+  if (!hooked_) {
+    return;
+  }
+  platform_.onIconLost(nullptr);
+  platform_.replaceProcedure(window_, std::exchange(previous_, nullptr));
+  hooked_ = false;
+}
+
+void modSystray::lost() {
+  // A copy: it may set another.
+  if (const std::function<void()> listener = onLost_) {
+    listener();
+  }
+}
+
+std::intptr_t modSystray::replacementProcedure(const WindowMessage& message) {
+  if (!hooked_) {
+    return 0;
+  }
+  if (message.message == kTrayCallbackMessage && message.low == kRightButtonDown) {
+    onRightButton_();
+    return kTaken;
+  }
+  // A copy: what the window does with the message may end in unhook().
+  const WindowProcedure previous = previous_;
+  return previous ? previous(message) : 0;
+}
+
+namespace {
+
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+constexpr int kLongestAbsence = 10;  // seconds
+
+}  // namespace
+
+IconAbsence::IconAbsence(TimerMaker& timers, std::function<void()> look, std::function<void()> lost)
+    : look_(std::move(look)),
+      lost_(std::move(lost)),
+      timer_(timers.makeTimer(seconds{1}, [this] { tick(); })) {}
+
+void IconAbsence::seen(IconArea area) {
+  const bool other = std::exchange(last_, area) != area;
+  if (other) {
+    secondsGone_ = 0;
+  }
+  if (area == IconArea::kShown) {
+    timer_->setEnabled(false);
+  } else if (area == IconArea::kGone && secondsGone_ >= kLongestAbsence) {
+    timer_->setEnabled(false);
+    if (const auto lost = std::exchange(lost_, nullptr)) {
+      lost();  // nothing of this object after that
+    }
+  } else if (other) {
+    lookAgainIn(area == IconArea::kGone ? seconds{1} : minutes{1});
+  }
+}
+
+void IconAbsence::tick() {
+  ++secondsGone_;
+  look_();
+}
+
+void IconAbsence::lookAgainIn(std::chrono::milliseconds interval) {
+  timer_->setEnabled(false);
+  timer_->setInterval(interval);
+  timer_->setEnabled(true);
+}
+
+}  // namespace relaybird
