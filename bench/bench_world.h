@@ -58,8 +58,21 @@ class NullDisplay : public EngineDisplay {
 struct BenchWorld {
   BenchWorld(FileSystem& files, ObjectFactory& objects)
       : profiles(files),
-        prefs({files, profiles, folders, osVersion, objects, itemReaders(objects)}),
-        engine({objects, prefs, display, log, alerts, trace, clock, sleeper, timers}) {
+        prefs({.files = files,
+               .profiles = profiles,
+               .folders = folders,
+               .osVersion = osVersion,
+               .objects = objects,
+               .makeReader = itemReaders(objects)}),
+        engine({.objects = objects,
+                .prefs = prefs,
+                .display = display,
+                .log = log,
+                .alerts = alerts,
+                .trace = trace,
+                .clock = clock,
+                .sleeper = sleeper,
+                .timers = timers}) {
     auto& fields = prefs.fields();
     fields.mstrFwdToAddress = {"5550100@sms.example.net"};
     fields.mcolSenderList = {""};

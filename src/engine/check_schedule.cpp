@@ -20,7 +20,7 @@ constexpr std::int32_t kFewestMinutes = 2;
 
 }  // namespace
 
-CheckSchedule::CheckSchedule(ScheduleWorld world, EngineState& state, StatusDisplay& status,
+CheckSchedule::CheckSchedule(const EngineWorld& world, EngineState& state, StatusDisplay& status,
                              MailSession& session, InboxPass& pass)
     : world_(world),
       state_(state),

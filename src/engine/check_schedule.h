@@ -10,11 +10,9 @@
 #include <string>
 
 #include "engine/engine_state.h"
+#include "engine/engine_world.h"
 #include "engine/mail_session.h"
-#include "engine/report/activity_log.h"
-#include "engine/report/alerts.h"
-#include "engine/report/engine_display.h"
-#include "engine/report/status_display.h"
+#include "engine/status_display.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "prefs/cls_pref.h"
@@ -23,20 +21,10 @@ namespace relaybird {
 
 class InboxPass;
 
-/// What the schedule works with. All must outlive it.
-struct ScheduleWorld {
-  const clsPref& prefs;
-  EngineDisplay& display;
-  ActivityLog& log;
-  Alerts& alerts;
-  TraceLog& trace;
-  const Clock& clock;
-  TimerMaker& timers;
-};
-
 class CheckSchedule {
  public:
-  CheckSchedule(ScheduleWorld world, EngineState& state, StatusDisplay& status,
+  /// All must outlive it.
+  CheckSchedule(const EngineWorld& world, EngineState& state, StatusDisplay& status,
                 MailSession& session, InboxPass& pass);
 
   /// Asks for a check now. Refused and logged while a pass or a synchronisation runs.
@@ -67,7 +55,7 @@ class CheckSchedule {
   void giveUpSync();
   void failSync(bool sendSync, const std::string& text, const std::string& storeWords);
 
-  ScheduleWorld world_;
+  EngineWorld world_;
   EngineState& state_;
   StatusDisplay& status_;
   MailSession& session_;

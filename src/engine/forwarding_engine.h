@@ -6,35 +6,22 @@
 
 #include "engine/check_schedule.h"
 #include "engine/engine_state.h"
+#include "engine/engine_world.h"
 #include "engine/inbox_pass.h"
 #include "engine/mail_session.h"
-#include "engine/report/activity_log.h"
-#include "engine/report/alerts.h"
-#include "engine/report/engine_display.h"
-#include "engine/report/status_display.h"
-#include "mail/mail_store.h"
-#include "platform/clock.h"
-#include "platform/event_queue.h"
-#include "prefs/cls_pref.h"
+#include "engine/status_display.h"
 
 namespace relaybird {
 
-/// Everything the engine needs of the world. All must outlive it.
-struct EngineWorld {
-  ObjectFactory& objects;
-  clsPref& prefs;
-  EngineDisplay& display;
-  ActivityLog& log;
-  Alerts& alerts;
-  TraceLog& trace;
-  const Clock& clock;
-  Sleeper& sleeper;
-  TimerMaker& timers;
-};
-
 class ForwardingEngine {
  public:
-  explicit ForwardingEngine(EngineWorld world);
+  /// Session and pass call back into the schedule, which is made after them; those calls come only
+  /// once the engine runs.
+  explicit ForwardingEngine(const EngineWorld& world)
+      : status_(world.display, state_, world.clock, world.timers),
+        session_(world.objects, state_, status_, [this] { schedule_.m_sync_SyncEnd(); }),
+        pass_(world, state_, status_, session_, [this] { schedule_.SyncStart(true); }),
+        schedule_(world, state_, status_, session_, pass_) {}
 
   EngineState& state() { return state_; }
   const EngineState& state() const { return state_; }

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "engine/inbox_pass.h"
 
+#include <algorithm>
+#include <array>
 #include <optional>
 #include <stdexcept>
 #include <utility>
 
-#include "engine/item_kinds.h"
 #include "mail/text_dictionary.h"
+#include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 
 namespace relaybird {
@@ -39,7 +41,46 @@ std::int16_t toForwardedCount(double count) {
                  "to count from 0.");
 }
 
+struct Kind {
+  std::string_view upperName;
+  DateTime (MailItem::*date)();
+};
+
+constexpr std::array<Kind, 7> kAcceptedKinds{{
+    {"TASKREQUESTACCEPTITEM", &MailItem::LastModificationDate},
+    {"TASKREQUESTDECLINEITEM", &MailItem::LastModificationDate},
+    {"TASKREQUESTITEM", &MailItem::LastModificationDate},
+    {"TASKREQUESTUPDATEITEM", &MailItem::LastModificationDate},
+    {"MAILITEM", &MailItem::ReceivedTime},
+    {"MEETINGITEM", &MailItem::ReceivedTime},
+    {"REPORTITEM", &MailItem::LastModificationDate},
+}};
+
+const Kind* acceptedKind(MailItem& item) {
+  const std::string name = asciiUpper(item.ClassName());
+  const auto* found = std::find_if(kAcceptedKinds.begin(), kAcceptedKinds.end(),
+                                   [&](const Kind& kind) { return kind.upperName == name; });
+  return found == kAcceptedKinds.end() ? nullptr : found;
+}
+
 }  // namespace
+
+bool ValidateInboxType(MailItem& item) {
+  try {
+    return acceptedKind(item) != nullptr;
+  } catch (const MailStoreError&) {
+    return false;
+  }
+}
+
+DateTime GetRelevantDate(MailItem& item) {
+  try {
+    const Kind* kind = acceptedKind(item);
+    return kind == nullptr ? kNoDate : (item.*kind->date)();
+  } catch (const MailStoreError&) {
+    return kNoDate;
+  }
+}
 
 // What one pass carries from item to item. The reason is one text for the whole pass on purpose:
 // it is never cleared in between, so an item that is skipped without a reason of its own reports
@@ -85,7 +126,7 @@ struct InboxPass::Attempt {
   std::optional<std::string> failure;
 };
 
-InboxPass::InboxPass(PassWorld world, EngineState& state, StatusDisplay& status,
+InboxPass::InboxPass(const EngineWorld& world, EngineState& state, StatusDisplay& status,
                      MailSession& session, std::function<void()> startSendSync)
     : world_(world),
       state_(state),

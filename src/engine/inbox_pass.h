@@ -10,34 +10,21 @@
 
 #include "compose/cls_security.h"
 #include "engine/engine_state.h"
+#include "engine/engine_world.h"
 #include "engine/mail_session.h"
-#include "engine/report/activity_log.h"
-#include "engine/report/alerts.h"
-#include "engine/report/engine_display.h"
-#include "engine/report/status_display.h"
+#include "engine/status_display.h"
 #include "mail/mail_store.h"
 #include "platform/clock.h"
 #include "prefs/cls_pref.h"
 
 namespace relaybird {
 
-/// What a pass works with. All must outlive it.
-struct PassWorld {
-  ObjectFactory& objects;
-  clsPref& prefs;
-  EngineDisplay& display;
-  ActivityLog& log;
-  Alerts& alerts;
-  TraceLog& trace;
-  const Clock& clock;
-  Sleeper& sleeper;
-};
-
 class InboxPass {
  public:
-  /// `startSendSync` starts the synchronisation that sends what a pass has forwarded.
-  InboxPass(PassWorld world, EngineState& state, StatusDisplay& status, MailSession& session,
-            std::function<void()> startSendSync);
+  /// `startSendSync` starts the synchronisation that sends what a pass has forwarded. All
+  /// references must outlive the pass.
+  InboxPass(const EngineWorld& world, EngineState& state, StatusDisplay& status,
+            MailSession& session, std::function<void()> startSendSync);
 
   /// One pass. Refused and logged while another one, or a start, runs. All outcomes, faults of the
   /// store included, go to the log, the status line and the counters; nothing is thrown.
@@ -82,12 +69,21 @@ class InboxPass {
   void trace(const char* step);
   std::string nowText() const { return world_.clock.toText(world_.clock.now()); }
 
-  PassWorld world_;
+  EngineWorld world_;
   EngineState& state_;
   StatusDisplay& status_;
   MailSession& session_;
   std::function<void()> startSendSync_;
   std::shared_ptr<Dictionary> dicEmailsToIgnore_;
 };
+
+/// Whether the item is of one of the seven kinds that are forwarded. False also when its kind
+/// cannot be read.
+bool ValidateInboxType(MailItem& item);
+
+/// When the item arrived: the reception of mail and meeting items, the last modification of task
+/// requests and reports. kNoDate for any other kind and when the date cannot be read, so that such
+/// an item counts as received long ago.
+DateTime GetRelevantDate(MailItem& item);
 
 }  // namespace relaybird

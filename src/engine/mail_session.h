@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "engine/engine_state.h"
-#include "engine/report/status_display.h"
+#include "engine/status_display.h"
 #include "mail/mail_store.h"
 
 namespace relaybird {

@@ -28,7 +28,7 @@ struct PrefWorld {
   const SpecialFolders& folders;
   const OsVersion& osVersion;
   ObjectFactory& objects;
-  ItemReaderMaker makeReader;
+  ItemReaderMaker makeReader = nullptr;
   /// Makes a file the application's help file.
   std::function<void(const std::string& file)> setHelpFile = [](const std::string&) {};
   /// A line for the verbose log: a key that could not be read as it stands.

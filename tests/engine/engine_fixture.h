@@ -104,10 +104,21 @@ class EngineTest : public testing::Test {
   NoFolders folders_;
   NotWindows osVersion_;
   ProfileFile profiles_{files_};
-  clsPref prefs_{
-      {files_, profiles_, folders_, osVersion_, store_.factory(), itemReaders(store_.factory())}};
-  ForwardingEngine engine_{
-      {store_.factory(), prefs_, display_, log_, alerts_, trace_, clock_, sleeper_, timers_}};
+  clsPref prefs_{{.files = files_,
+                  .profiles = profiles_,
+                  .folders = folders_,
+                  .osVersion = osVersion_,
+                  .objects = store_.factory(),
+                  .makeReader = itemReaders(store_.factory())}};
+  ForwardingEngine engine_{{.objects = store_.factory(),
+                            .prefs = prefs_,
+                            .display = display_,
+                            .log = log_,
+                            .alerts = alerts_,
+                            .trace = trace_,
+                            .clock = clock_,
+                            .sleeper = sleeper_,
+                            .timers = timers_}};
 };
 
 }  // namespace relaybird

@@ -251,11 +251,22 @@ TEST_F(InboxPassFaultTest, WhicheverOperationFailsThePassEndsAndTheNextOneGoesOn
     MemoryStore store(events_);
     fill(store);
     RecordingLog log(&clock_);
-    clsPref prefs{
-        {files_, profiles_, folders_, osVersion_, store.factory(), itemReaders(store.factory())}};
+    clsPref prefs{{.files = files_,
+                   .profiles = profiles_,
+                   .folders = folders_,
+                   .osVersion = osVersion_,
+                   .objects = store.factory(),
+                   .makeReader = itemReaders(store.factory())}};
     prefs.fields() = prefs_.fields();
-    ForwardingEngine engine{
-        {store.factory(), prefs, display_, log, alerts_, trace_, clock_, sleeper_, timers_}};
+    ForwardingEngine engine{{.objects = store.factory(),
+                             .prefs = prefs,
+                             .display = display_,
+                             .log = log,
+                             .alerts = alerts_,
+                             .trace = trace_,
+                             .clock = clock_,
+                             .sleeper = sleeper_,
+                             .timers = timers_}};
     engine.state().activationTime = kStart;
     bool failed = false;
     store.setHook([&](std::string_view at) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "engine/item_kinds.h"
+#include "engine/inbox_pass.h"
 
 #include "engine/engine_fixture.h"
 

@@ -187,9 +187,21 @@ class MissingAnswersTest : public EngineTest {
   std::int16_t open() { return hollow_.session().ResetOlkObj(true, true, false); }
 
   HollowFactory factory_{store_.factory()};
-  clsPref hollowPrefs_{{files_, profiles_, folders_, osVersion_, factory_, itemReaders(factory_)}};
-  ForwardingEngine hollow_{
-      {factory_, hollowPrefs_, display_, log_, alerts_, trace_, clock_, sleeper_, timers_}};
+  clsPref hollowPrefs_{{.files = files_,
+                        .profiles = profiles_,
+                        .folders = folders_,
+                        .osVersion = osVersion_,
+                        .objects = factory_,
+                        .makeReader = itemReaders(factory_)}};
+  ForwardingEngine hollow_{{.objects = factory_,
+                            .prefs = hollowPrefs_,
+                            .display = display_,
+                            .log = log_,
+                            .alerts = alerts_,
+                            .trace = trace_,
+                            .clock = clock_,
+                            .sleeper = sleeper_,
+                            .timers = timers_}};
 };
 
 // The synchronisation that was not there was used, and the program died.

@@ -45,11 +45,16 @@ struct NoObjects : ObjectFactory {
 
 struct PrefBench {
   explicit PrefBench(ItemReaderMaker readers = nullptr, ObjectFactory* factory = nullptr)
-      : prefs(PrefWorld{files, profiles, folders, osVersion,
-                        factory != nullptr ? *factory : noObjects, std::move(readers),
-                        [this](const std::string& file) { helpFiles.push_back(file); },
-                        [this](const std::string& line) { verbose.push_back(line); },
-                        [this](const std::string& words) { log.push_back(words); }}) {
+      : prefs(
+            PrefWorld{.files = files,
+                      .profiles = profiles,
+                      .folders = folders,
+                      .osVersion = osVersion,
+                      .objects = factory != nullptr ? *factory : noObjects,
+                      .makeReader = std::move(readers),
+                      .setHelpFile = [this](const std::string& file) { helpFiles.push_back(file); },
+                      .logVerbose = [this](const std::string& line) { verbose.push_back(line); },
+                      .log = [this](const std::string& words) { log.push_back(words); }}) {
     for (const char* path : {"/home", "/home/ann", "/home/ann/.config", "/home/ann/Templates"}) {
       files.addFolder(path);
     }

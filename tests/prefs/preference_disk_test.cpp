@@ -30,10 +30,14 @@ struct DiskBench {
   NoObjects noObjects;
   std::vector<std::string> verbose;
   std::vector<std::string> log;
-  clsPref prefs{PrefWorld{files, profiles, folders, osVersion, noObjects, nullptr,
-                          [](const std::string&) {},
-                          [this](const std::string& line) { verbose.push_back(line); },
-                          [this](const std::string& words) { log.push_back(words); }}};
+  clsPref prefs{
+      PrefWorld{.files = files,
+                .profiles = profiles,
+                .folders = folders,
+                .osVersion = osVersion,
+                .objects = noObjects,
+                .logVerbose = [this](const std::string& line) { verbose.push_back(line); },
+                .log = [this](const std::string& words) { log.push_back(words); }}};
 };
 
 void expectDefaults(const PreferenceFields& fields) {

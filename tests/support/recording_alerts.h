@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/report/alerts.h"
+#include "engine/engine_world.h"
 
 namespace relaybird {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/report/engine_display.h"
+#include "engine/engine_world.h"
 
 namespace relaybird {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/report/activity_log.h"
+#include "engine/engine_world.h"
 #include "platform/clock.h"
 
 namespace relaybird {

@@ -52,12 +52,21 @@ struct PassProgram {
   NotWindows osVersion;
   PosixFileSystem prefFiles{sleeper};
   ProfileFile profiles{prefFiles};
-  clsPref prefs{{prefFiles, profiles, folders, osVersion, store.factory(), [this] {
-                   return std::make_unique<clsSecurity>(store.factory(),
-                                                        clsSecurity::Purpose::kRead);
-                 }}};
-  ForwardingEngine engine{
-      {store.factory(), prefs, display, log, alerts, trace, clock, sleeper, timers}};
+  clsPref prefs{{.files = prefFiles,
+                 .profiles = profiles,
+                 .folders = folders,
+                 .osVersion = osVersion,
+                 .objects = store.factory(),
+                 .makeReader = itemReaders(store.factory())}};
+  ForwardingEngine engine{{.objects = store.factory(),
+                           .prefs = prefs,
+                           .display = display,
+                           .log = log,
+                           .alerts = alerts,
+                           .trace = trace,
+                           .clock = clock,
+                           .sleeper = sleeper,
+                           .timers = timers}};
 };
 
 }  // namespace relaybird

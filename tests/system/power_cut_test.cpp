@@ -261,22 +261,17 @@ const std::string kOldSettings =
 struct Settings {
   explicit Settings(FileSystem& files)
       : profiles(files),
-        world{files,
-              profiles,
-              folders,
-              osVersion,
-              noObjects,
-              nullptr,
-              [](const std::string&) {},
-              [](const std::string&) {},
-              [](const std::string&) {}} {}
+        prefs({.files = files,
+               .profiles = profiles,
+               .folders = folders,
+               .osVersion = osVersion,
+               .objects = noObjects}) {}
 
   ProfileFile profiles;
   FakeFolders folders;
   FakeOsVersion osVersion;
   NoObjects noObjects;
-  PrefWorld world;
-  clsPref prefs{world};
+  clsPref prefs;
 };
 
 void saveNewSettings(FileSystem& files) {

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "engine/report/activity_log.h"
+#include "engine/engine_world.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "ui/forms/form_world.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "engine/report/alerts.h"
+#include "engine/engine_world.h"
 #include "platform/clock.h"
 #include "ui/forms/form_world.h"
 

@@ -57,21 +57,28 @@ frmRelaybird::frmRelaybird(ProgramWorld world, ActivityLog& log)
 frmRelaybird::~frmRelaybird() = default;
 
 PrefWorld frmRelaybird::prefWorld() {
-  return {world_.files,
-          world_.profiles,
-          world_.folders,
-          world_.osVersion,
-          world_.objects,
-          itemReaders(world_.objects),
-          [this](const std::string& file) { help_.setLocation(file); },
-          [this](const std::string& line) { log_.AddToLogV(line); },
-          [this](const std::string& words) { log_.AddToLog(nowText() + "--> " + words); },
-          world_.decimalSeparator};
+  return {.files = world_.files,
+          .profiles = world_.profiles,
+          .folders = world_.folders,
+          .osVersion = world_.osVersion,
+          .objects = world_.objects,
+          .makeReader = itemReaders(world_.objects),
+          .setHelpFile = [this](const std::string& file) { help_.setLocation(file); },
+          .logVerbose = [this](const std::string& line) { log_.AddToLogV(line); },
+          .log = [this](const std::string& words) { log_.AddToLog(nowText() + "--> " + words); },
+          .decimalSeparator = world_.decimalSeparator};
 }
 
 EngineWorld frmRelaybird::engineWorld() {
-  return {world_.objects, prf_,         display_,       log_,         attention_,
-          world_.trace,   world_.clock, world_.sleeper, world_.timers};
+  return {.objects = world_.objects,
+          .prefs = prf_,
+          .display = display_,
+          .log = log_,
+          .alerts = attention_,
+          .trace = world_.trace,
+          .clock = world_.clock,
+          .sleeper = world_.sleeper,
+          .timers = world_.timers};
 }
 
 void frmRelaybird::connect(OtherForms forms) {

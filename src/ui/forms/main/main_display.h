@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "engine/report/engine_display.h"
+#include "engine/engine_world.h"
 #include "ui/forms/form_world.h"
 #include "ui/forms/main/main_controls.h"
 

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "engine/report/activity_log.h"
+#include "engine/engine_world.h"
 
 namespace relaybird {
 

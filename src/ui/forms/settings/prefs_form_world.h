@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "engine/engine_world.h"
 #include "engine/mail_session.h"
-#include "engine/report/activity_log.h"
 #include "mail/mail_store.h"
 #include "platform/clock.h"
 #include "prefs/cls_pref.h"

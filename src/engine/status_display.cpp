@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "engine/report/status_display.h"
+#include "engine/status_display.h"
 
 namespace relaybird {
 namespace {

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "engine/engine_state.h"
-#include "engine/report/engine_display.h"
+#include "engine/engine_world.h"
 #include "platform/event_queue.h"
 
 namespace relaybird {
