@@ -28,20 +28,6 @@ bool isPlain(std::string_view text) {
   return true;
 }
 
-// The length of the control character that begins at `i`; 0 where there is none.
-std::size_t controlLength(std::string_view text, std::size_t i) {
-  const auto at = [&](std::size_t j) {
-    return j < text.size() ? static_cast<unsigned char>(text[j]) : 0U;
-  };
-  if (at(i) < 0x20 || at(i) == 0x7f) {
-    return 1;
-  }
-  if (at(i) == 0xC2 && at(i + 1) >= 0x80 && at(i + 1) < 0xA0) {
-    return 2;
-  }
-  return at(i) == 0xE2 && at(i + 1) == 0x80 && (at(i + 2) | 1U) == 0xA9 ? 3 : 0;
-}
-
 // Characters of addresses and names that stand for nothing but themselves.
 bool isAddressChar(char c) {
   return isLetterOrDigit(c) || std::string_view(".-_+").find(c) != std::string_view::npos;
@@ -100,20 +86,6 @@ std::string unfolded(std::string_view raw) {
 std::string headerText(std::string_view raw, std::string_view rawCharset) {
   const std::string_view text = trimmed(raw);
   return isPlain(text) ? std::string(text) : onOneLine(decodeHeaderText(raw, rawCharset));
-}
-
-std::string onOneLine(std::string text) {
-  if (text.find('\x1b') != std::string::npos) {
-    text = withoutEscapes(text);
-  }
-  std::size_t kept = 0;
-  for (std::size_t i = 0; i < text.size(); ++kept) {
-    const std::size_t control = controlLength(text, i);
-    text[kept] = control > 0 ? ' ' : text[i];
-    i += std::max<std::size_t>(control, 1);
-  }
-  text.resize(kept);
-  return text;
 }
 
 std::vector<std::string> messageIds(std::string_view value) {

@@ -19,10 +19,6 @@ std::string unfolded(std::string_view raw);
 /// decodeHeaderText() has it.
 std::string headerText(std::string_view raw, std::string_view rawCharset = {});
 
-/// Each control character (C0, DEL, C1, the line and paragraph separators) made a blank, so that a
-/// stranger's text cannot leave its line; escape sequences go. `text` is UTF-8.
-std::string onOneLine(std::string text);
-
 /// parseAddress(), without its cost for the forms that nearly every message has: a bare address, or
 /// a plain or simply quoted name and an address in angle brackets.
 Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset = {});

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "message/message.h"
 
+#include <gmime/gmime.h>
+
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -8,7 +10,6 @@
 
 #include "message/calendar_kind.h"
 #include "message/header_text.h"
-#include "message/parts/gmime_library.h"
 #include "message/parts/message_layout.h"
 #include "message/parts/message_text.h"
 #include "message/parts/part_content.h"

@@ -5,6 +5,7 @@
 
 #include "message/header_text.h"
 #include "message/mail_samples.h"
+#include "message/text/clean_text.h"
 
 namespace relaybird {
 namespace {

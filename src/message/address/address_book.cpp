@@ -13,16 +13,12 @@
 #include "message/address/strict_mailbox.h"
 #include "message/address/vcard_reader.h"
 #include "message/text/charset.h"
-#include "message/text/tidy_line.h"
+#include "message/text/clean_text.h"
+#include "message/text/libraries.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
-
-struct Free {
-  void operator()(char* text) const { g_free(text); }
-};
-using GText = std::unique_ptr<char, Free>;
 
 // What two spellings of one name have in common: case, composed characters and blanks do not count.
 std::string folded(std::string_view name) {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <set>
 
+#include "message/text/libraries.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -21,11 +22,6 @@ struct Free {
   void operator()(char* text) const { idn2_free(text); }
 };
 using IdnText = std::unique_ptr<char, Free>;
-
-struct GFree {
-  void operator()(char* text) const { g_free(text); }
-};
-using GText = std::unique_ptr<char, GFree>;
 
 bool isLabel(std::string_view label) {
   const auto belongs = [](char c) { return isLetterOrDigit(c) || c == '-' || c == '_'; };

@@ -9,16 +9,12 @@
 
 #include "message/address/address_entries.h"
 #include "message/address/strict_mailbox.h"
+#include "message/text/clean_text.h"
 #include "message/text/encoded_word.h"
 #include "message/text/libraries.h"
-#include "message/text/tidy_line.h"
 
 namespace relaybird {
 namespace {
-
-struct Unref {
-  void operator()(void* object) const { g_object_unref(object); }
-};
 
 std::string textOf(const char* text) {
   return text != nullptr ? text : "";
@@ -115,7 +111,7 @@ InternetAddressList* listOf(const std::string& entry) {
 // GMime reads names, comments, quotes and routes, and decodes international domains.
 std::vector<Mailbox> mailboxesOf(const std::string& entry) {
   std::vector<Mailbox> out;
-  const std::unique_ptr<InternetAddressList, Unref> list(listOf(entry));
+  const GObjectPtr<InternetAddressList> list(listOf(entry));
   const int count = list ? internet_address_list_length(list.get()) : 0;
   for (int i = 0; i < count; ++i) {
     InternetAddress* item = internet_address_list_get_address(list.get(), i);

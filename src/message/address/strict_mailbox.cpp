@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "message/address/domain_name.h"
-#include "message/text/tidy_line.h"
+#include "message/text/clean_text.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {

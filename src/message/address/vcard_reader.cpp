@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "message/address/vcard_reader.h"
 
-#include <gmime/gmime.h>
-
 #include <algorithm>
 #include <array>
 
 #include "message/text/charset.h"
+#include "message/text/transfer_encoding.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -72,14 +71,6 @@ bool isQuotedPrintable(const VcardProperty& property) {
   return property.has("QUOTED-PRINTABLE") || property.parameter("ENCODING") == "QUOTED-PRINTABLE";
 }
 
-std::string decodedQuotedPrintable(std::string_view text) {
-  GMimeEncoding state;
-  g_mime_encoding_init_decode(&state, GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE);
-  std::string out(g_mime_encoding_outlen(&state, text.size()), '\0');
-  out.resize(g_mime_encoding_flush(&state, text.data(), text.size(), out.data()));
-  return out;
-}
-
 void appendLimited(std::string& out, std::string_view text) {
   out += text.substr(0, kLongestLine - std::min(out.size(), kLongestLine));
 }
@@ -135,7 +126,7 @@ std::optional<VcardProperty> VcardReader::next() {
     }
     if (isWanted(property.name)) {
       if (encoded) {
-        value = decodedQuotedPrintable(value);
+        value = decodeTransfer(value, TransferEncoding::kQuotedPrintable);
       }
       const std::string charset = property.parameter("CHARSET").value_or("");
       // Where mail goes is not guessed.

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "message/parts/media_type.h"
 
+#include <gmime/gmime.h>
+
 #include <algorithm>
 
 #include "message/header_text.h"
-#include "message/parts/gmime_library.h"
 #include "message/text/charset.h"
+#include "message/text/clean_text.h"
 #include "message/text/encoded_word.h"
 #include "message/text/libraries.h"
 #include "platform/text/ascii_text.h"

@@ -158,17 +158,4 @@ std::set<std::string, std::less<>> referencesUsed(std::string_view html) {
   return used;
 }
 
-std::string withPlainLineEnds(std::string_view text) {
-  std::string result;
-  result.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '\r') {
-      result += text[i];
-    } else if (i + 1 == text.size() || text[i + 1] != '\n') {
-      result += '\n';
-    }
-  }
-  return result;
-}
-
 }  // namespace relaybird

@@ -38,7 +38,4 @@ std::set<std::string, std::less<>> contentIdsUsed(std::string_view html);
 /// what stands in "url()".
 std::set<std::string, std::less<>> referencesUsed(std::string_view html);
 
-/// Every CR LF, and every CR that stands alone, made an LF.
-std::string withPlainLineEnds(std::string_view text);
-
 }  // namespace relaybird

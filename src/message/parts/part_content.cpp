@@ -4,26 +4,12 @@
 #include <algorithm>
 #include <vector>
 
-#include "message/text/libraries.h"
+#include "message/text/transfer_encoding.h"
 
 namespace relaybird {
 namespace {
 
 constexpr std::size_t kBlock = 65536;
-
-GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
-  switch (encoding) {
-    case TransferEncoding::kBase64:
-      return GMIME_CONTENT_ENCODING_BASE64;
-    case TransferEncoding::kQuotedPrintable:
-      return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
-    case TransferEncoding::kUuencode:
-      return GMIME_CONTENT_ENCODING_UUENCODE;
-    case TransferEncoding::kIdentity:
-      break;
-  }
-  return GMIME_CONTENT_ENCODING_BINARY;
-}
 
 // Whether bytes are base64, or were before they were damaged: words of a text have blanks between
 // them and marks behind them, more than an accident puts into a code.
@@ -32,7 +18,7 @@ bool looksLikeBase64(std::string_view bytes) {
   std::size_t all = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     const auto c = static_cast<unsigned char>(bytes[i]);
-    const bool belongs = g_ascii_isalnum(bytes[i]) != 0 || c == '+' || c == '/' || c == '=';
+    const bool belongs = base64Value(bytes[i]) >= 0 || c == '=';
     const bool isBlankInLine = c == ' ' && i + 1 < bytes.size() && bytes[i + 1] > ' ';
     all += c > ' ' ? 1 : 0;
     foreign += (c > ' ' && !belongs) || isBlankInLine ? 1 : 0;
@@ -57,22 +43,6 @@ Result<TransferEncoding> encodingInUse(InputFile& file, const Part& part) {
     return read.error();
   }
   return looksLikeBase64(start) ? part.encoding : TransferEncoding::kIdentity;
-}
-
-Transcoder::Transcoder(TransferEncoding encoding, bool encode) {
-  prepareLibraries();
-  const auto init = encode ? g_mime_encoding_init_encode : g_mime_encoding_init_decode;
-  init(&state_, gmimeEncoding(encoding));
-}
-
-std::string_view Transcoder::step(std::string_view block) {
-  out_.resize(std::max(out_.size(), g_mime_encoding_outlen(&state_, block.size()) + 64));
-  return {out_.data(), g_mime_encoding_step(&state_, block.data(), block.size(), out_.data())};
-}
-
-std::string_view Transcoder::flush(std::string_view block) {
-  out_.resize(std::max(out_.size(), g_mime_encoding_outlen(&state_, block.size()) + 64));
-  return {out_.data(), g_mime_encoding_flush(&state_, block.data(), block.size(), out_.data())};
 }
 
 Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
@@ -144,16 +114,6 @@ Result<std::int64_t> decodedSize(InputFile& file, const Part& part) {
     return read.error();
   }
   return size;
-}
-
-std::string encodeBase64(std::string_view bytes) {
-  Transcoder encoder(TransferEncoding::kBase64, true);
-  std::string result;
-  for (std::size_t pos = 0; pos < bytes.size(); pos += kBlock) {
-    result += encoder.step(bytes.substr(pos, kBlock));
-  }
-  result += encoder.flush({});
-  return result;
 }
 
 }  // namespace relaybird

@@ -8,9 +8,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "message/parts/gmime_library.h"
 #include "message/parts/part_tree.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
@@ -33,21 +31,5 @@ Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& s
 Result<std::string> decodedContent(InputFile& file, const Part& part, std::size_t limit);
 
 Result<std::int64_t> decodedSize(InputFile& file, const Part& part);
-
-/// One of GMime's transcoders, with room for what a block becomes. Each result is valid until the
-/// next call.
-class Transcoder {
- public:
-  Transcoder(TransferEncoding encoding, bool encode);
-  std::string_view step(std::string_view block);
-  std::string_view flush(std::string_view block);
-
- private:
-  GMimeEncoding state_;
-  std::vector<char> out_;
-};
-
-/// `bytes` in base64, lines ended by LF.
-std::string encodeBase64(std::string_view bytes);
 
 }  // namespace relaybird

@@ -15,6 +15,7 @@
 
 #include "message/header_block.h"
 #include "message/parts/media_type.h"
+#include "message/text/transfer_encoding.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
 
@@ -26,8 +27,6 @@ inline constexpr std::size_t kPartCount = 2000;
 
 /// What is kept of the header section of one part within a message.
 inline constexpr std::size_t kPartHeaderBytes = 16384;
-
-enum class TransferEncoding { kIdentity, kQuotedPrintable, kBase64, kUuencode };
 
 struct Part {
   std::uint64_t begin = 0;  ///< of the part's header section

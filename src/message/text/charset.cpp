@@ -11,6 +11,7 @@
 
 #include "message/text/charset_label.h"
 #include "platform/text/ascii_text.h"
+#include "platform/text/utf8_text.h"
 
 namespace relaybird {
 namespace {
@@ -21,34 +22,11 @@ std::uint8_t byteAt(std::string_view text, std::size_t at) {
   return static_cast<std::uint8_t>(text[at]);
 }
 
-// The length of the well-formed sequence at `at` (RFC 3629 section 4), 0 where there is none.
-std::size_t sequenceLength(std::string_view text, std::size_t at) {
-  const auto lead = byteAt(text, at);
-  if (lead < 0x80) {
-    return 1;
-  }
-  const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() - at < length) {
-    return 0;
-  }
-  const auto second = byteAt(text, at + 1);
-  const std::uint8_t lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-  const std::uint8_t highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-  if (second < lowest || second > highest) {
-    return 0;
-  }
-  for (std::size_t i = 2; i < length; ++i) {
-    if ((byteAt(text, at + i) & 0xC0) != 0x80) {
-      return 0;
-    }
-  }
-  return length;
-}
-
-// Where the first byte stands that is no part of well-formed UTF-8; the size where there is none.
+// The offset of the first byte from `from` on that is not part of well-formed UTF-8; the size of
+// the text where there is none. ASCII, which is most of all mail, is skipped without decoding.
 std::size_t firstBad(std::string_view bytes, std::size_t from) {
   while (from < bytes.size()) {
-    const std::size_t length = sequenceLength(bytes, from);
+    const std::size_t length = isAscii(bytes[from]) ? 1 : firstCharacter(bytes.substr(from)).length;
     if (length == 0) {
       break;
     }

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Two levels of reading. Escape sequences are bytes and are removed as bytes. Everything else is
+// decided by character and by its kind (character_kind.h), so that this file has no list of
+// invisible characters of its own. A byte that is not UTF-8 is passed on unchanged: repairing the
+// encoding is the task of charset.h.
 #include "message/text/clean_text.h"
 
 #include <algorithm>
@@ -11,6 +15,23 @@ namespace relaybird {
 namespace {
 
 constexpr auto kNone = std::string_view::npos;
+constexpr char32_t kNextLine = 0x85;
+
+// Takes the bytes of the first character off the text; one byte where it is not UTF-8.
+std::string_view takeBytes(std::string_view& text, const Utf8Character& first) {
+  const std::string_view bytes = text.substr(0, std::max<std::size_t>(first.length, 1));
+  text.remove_prefix(bytes.size());
+  return bytes;
+}
+
+// Control characters and separators of lines, which a text on one line cannot contain.
+bool breaksLine(const Utf8Character& character) {
+  if (character.length == 0) {
+    return false;
+  }
+  const CharacterKind kind = kindOf(character.code);
+  return kind == CharacterKind::kControl || kind == CharacterKind::kLineBreak;
+}
 
 bool isWithin(char c, char first, char last) {
   return c >= first && c <= last;
@@ -23,7 +44,7 @@ std::size_t skip(std::string_view text, std::size_t at, char first, char last) {
   return at;
 }
 
-// The length of the sequence that begins with the ESC at the front (ECMA-48 sections 5.3 to 5.6).
+// The length of the escape sequence at the front of the text (ECMA-48 sections 5.3 to 5.6).
 std::size_t escapeLength(std::string_view text) {
   if (text.size() < 2) {
     return text.size();
@@ -33,7 +54,7 @@ std::size_t escapeLength(std::string_view text) {
     return end < text.size() && isWithin(text[end], '@', '~') ? end + 1 : end;
   }
   if (std::string_view("]PX^_").find(text[1]) != kNone) {
-    // A string that nothing ends does not swallow more than its line.
+    // A control string without an end must not swallow more than its line.
     const std::size_t end = std::min(text.find_first_of("\x07\x1b\n", 2), text.size());
     const bool closes = text.substr(end).starts_with("\x1b\\");
     return end + (closes ? 2 : text.substr(end).starts_with('\x07') ? 1 : 0);
@@ -42,8 +63,8 @@ std::size_t escapeLength(std::string_view text) {
   return end < text.size() && isWithin(text[end], '0', '~') ? end + 1 : end;
 }
 
-// Letters and pictures beside which a joiner means something: the scripts of the Near East, South
-// and South-East Asia, and pictures with the selectors of their variants.
+// Characters next to which a joiner has a meaning: the scripts of the Near East, South and
+// South-East Asia, and pictures with their variation selectors.
 bool mayBeJoined(std::int32_t code) {
   const auto kind = kindOf(static_cast<char32_t>(code));
   if (kind != CharacterKind::kOrdinary && kind != CharacterKind::kJoiner) {
@@ -58,6 +79,8 @@ bool isSelector(std::int32_t code) {
   return code != 0x200C && code != 0x200D;
 }
 
+// Fillers are dropped at once. Blanks and joiners are held back until the next visible character
+// shows whether they are needed.
 class FillerFilter {
  public:
   std::string run(std::string_view text) {
@@ -72,7 +95,7 @@ class FillerFilter {
   void take(std::int32_t code) {
     switch (kindOf(static_cast<char32_t>(code))) {
       case CharacterKind::kFiller:
-        // The tags that make a flag of a region out of the black one.
+        // Tags behind the black flag (U+1F3F4) make it the flag of a region.
         if (last_ == 0x1F3F4 || (last_ >= 0xE0020 && last_ <= 0xE007F)) {
           return add(code);
         }
@@ -120,7 +143,7 @@ class FillerFilter {
   }
 
   std::string out_;
-  std::string blanks_;  // since the last character, fillers between them left out
+  std::string blanks_;  // since the last character, without fillers
   std::size_t blankCount_ = 0;
   bool hasOddBlank_ = false;
   bool isFilled_ = false;  // fillers since the last character
@@ -128,7 +151,7 @@ class FillerFilter {
   std::int32_t last_ = ' ';
 };
 
-// One line of format=flowed, taken apart.
+// One line of format=flowed: its quoting depth, its text, and whether it continues.
 struct FlowedLine {
   std::size_t depth = 0;
   std::string_view text;
@@ -165,16 +188,15 @@ std::string withoutControls(std::string_view text) {
   const std::string plain = withoutEscapes(text);
   std::string out;
   out.reserve(plain.size());
-  for (std::size_t i = 0; i < plain.size(); ++i) {
-    const char c = plain[i];
-    const bool isC1 = c == '\xC2' && i + 1 < plain.size() && isWithin(plain[i + 1], '\x80', '\x9F');
-    if (c == '\f' || c == '\v' || (isC1 && plain[i + 1] == '\x85')) {
+  for (std::string_view rest = plain; !rest.empty();) {
+    const Utf8Character first = firstCharacter(rest);
+    const std::string_view bytes = takeBytes(rest, first);
+    if (first.length == 0 || first.code == '\n' || first.code == '\t' ||
+        kindOf(first.code) != CharacterKind::kControl) {
+      out += bytes;
+    } else if (first.code == '\f' || first.code == '\v' || first.code == kNextLine) {
       out += '\n';
-    } else if (!isC1 && (static_cast<unsigned char>(c) >= ' ' || c == '\n' || c == '\t') &&
-               c != '\x7f') {
-      out += c;
     }
-    i += isC1 ? 1 : 0;
   }
   return out;
 }
@@ -183,10 +205,54 @@ std::string withoutFillers(std::string_view text) {
   return FillerFilter().run(text);
 }
 
+std::string withPlainLineEnds(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r') {
+      result += text[i];
+    } else if (i + 1 == text.size() || text[i + 1] != '\n') {
+      result += '\n';
+    }
+  }
+  return result;
+}
+
+std::string onOneLine(std::string text) {
+  if (text.find('\x1b') != std::string::npos) {
+    text = withoutEscapes(text);
+  }
+  std::string out;
+  out.reserve(text.size());
+  for (std::string_view rest = text; !rest.empty();) {
+    const Utf8Character first = firstCharacter(rest);
+    const std::string_view bytes = takeBytes(rest, first);
+    out += breaksLine(first) ? std::string_view(" ") : bytes;
+  }
+  return out;
+}
+
+std::string tidyLine(std::string_view text) {
+  std::string out;
+  while (!text.empty()) {
+    const Utf8Character first = firstCharacter(text);
+    const std::string_view bytes = takeBytes(text, first);
+    if (bytes != " " && !breaksLine(first)) {
+      out += bytes;
+    } else if (!out.empty() && out.back() != ' ') {
+      out += ' ';
+    }
+  }
+  if (!out.empty() && out.back() == ' ') {
+    out.pop_back();
+  }
+  return out;
+}
+
 std::string unflowed(std::string_view text, bool delSp) {
   const bool ends = text.ends_with('\n');
   std::string out;
-  std::optional<std::size_t> open;  // the depth of a paragraph that goes on
+  std::optional<std::size_t> open;  // the depth of a paragraph that continues
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     FlowedLine line = flowedLine(text.substr(0, end));
@@ -219,11 +285,8 @@ std::string unflowed(std::string_view text, bool delSp) {
 
 bool isBlankText(std::string_view text) {
   while (!text.empty()) {
-    switch (kindOf(static_cast<char32_t>(takeCharacter(text)))) {
-      case CharacterKind::kOrdinary:
-        return false;
-      default:
-        break;
+    if (kindOf(static_cast<char32_t>(takeCharacter(text))) == CharacterKind::kOrdinary) {
+      return false;
     }
   }
   return true;

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "message/text/encoded_word.h"
 
-#include <gmime/gmime.h>
-
 #include <algorithm>
 #include <optional>
 #include <utility>
 
 #include "message/text/charset.h"
+#include "message/text/transfer_encoding.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -17,31 +16,10 @@ bool isLineBreak(char c) {
   return c == '\r' || c == '\n';
 }
 
-std::string decoded(std::string_view text, GMimeContentEncoding encoding) {
-  GMimeEncoding state;
-  g_mime_encoding_init_decode(&state, encoding);
-  std::string out(g_mime_encoding_outlen(&state, text.size()), '\0');
-  out.resize(g_mime_encoding_flush(&state, text.data(), text.size(), out.data()));
-  return out;
-}
-
-int base64Value(char c) {
-  if (c >= 'A' && c <= 'Z') {
-    return c - 'A';
-  }
-  if (c >= 'a' && c <= 'z') {
-    return c - 'a' + 26;
-  }
-  if (c >= '0' && c <= '9') {
-    return c - '0' + 52;
-  }
-  return c == '+' ? 62 : c == '/' ? 63 : -1;
-}
-
 // The bytes of base64 digits without padding; a group that lacks digits yields what it has.
 std::string decodedDigits(std::string digits) {
   digits.append((4 - digits.size() % 4) % 4, '=');
-  return decoded(digits, GMIME_CONTENT_ENCODING_BASE64);
+  return decodeTransfer(digits, TransferEncoding::kBase64);
 }
 
 // Whether the last group goes on in the next word: no encoder ends a text within a byte.
@@ -66,7 +44,7 @@ std::string decodedQ(std::string_view text) {
   const auto cut = escaped.find('=', escaped.size() - std::min<std::size_t>(escaped.size(), 2));
   const std::string rest = cut == std::string::npos ? std::string() : escaped.substr(cut);
   escaped.resize(escaped.size() - rest.size());
-  return decoded(escaped, GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE) + rest;
+  return decodeTransfer(escaped, TransferEncoding::kQuotedPrintable) + rest;
 }
 
 struct Word {

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Three steps: DocumentCleaner removes what libxml2 would misread or take too long over, HtmlReader
+// feeds the rest to libxml2's push parser in small chunks, and HtmlElements (html_elements.h) turns
+// the parser's events into text. Everything is linear in the document's size: where libxml2 is not,
+// as with deep nesting, its input is bounded here.
 #include "message/text/html_text.h"
 
 #include <libxml/HTMLparser.h>
@@ -7,10 +11,11 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "message/text/charset.h"
 #include "message/text/html_elements.h"
-#include "message/text/html_guard.h"
 #include "message/text/libraries.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
@@ -18,13 +23,139 @@
 namespace relaybird {
 namespace {
 
-// libxml2 looks through all open elements at every stray end tag. A document nested deeper than any
-// honest one gets a fresh parser then, and loses its outer elements instead of our time.
+constexpr auto kNone = std::string_view::npos;
+constexpr int kMostAttributes = 500;
+
+bool separatesAttributes(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '=';
+}
+
+bool startsWithoutCase(std::string_view text, std::string_view lowerCase) {
+  return text.size() >= lowerCase.size() &&
+         std::equal(lowerCase.begin(), lowerCase.end(), text.begin(),
+                    [](char a, char b) { return a == asciiLower(b); });
+}
+
+bool beginsTag(std::string_view rest) {
+  if (rest.size() < 2 || rest[0] != '<') {
+    return false;
+  }
+  const char c = asciiLower(rest[1]);
+  return (c >= 'a' && c <= 'z') || c == '/';
+}
+
+// Removes from a document what the parser must not see, or what would cost the reader the text or
+// us the time:
+// - comments, the text of scripts and style sheets;
+// - the opening of a comment that never ends, which would swallow all that follows;
+// - the end tags of body and html, because mailing lists put their footers behind them;
+// - the conditional marks that Outlook writes ("<![if !mso]>"), which libxml2 takes for text;
+// - attributes of a tag beyond the 500th, because libxml2 compares each with all others.
+class DocumentCleaner {
+ public:
+  explicit DocumentCleaner(std::string_view html)
+      : html_(html), lastTagEnd_(html.rfind('>')), lastCommentEnd_(html.rfind("-->")) {
+    out_.reserve(html.size());
+  }
+
+  std::string run() {
+    while (at_ < html_.size()) {
+      const auto rest = html_.substr(at_);
+      if (rest.starts_with("<!--")) {
+        skipComment(rest);
+      } else if (rest.starts_with("<![") && isBefore(at_, lastTagEnd_)) {
+        at_ = html_.find('>', at_) + 1;
+      } else if (startsWithoutCase(rest, "</body") || startsWithoutCase(rest, "</html")) {
+        at_ = std::min(html_.find('>', at_), html_.size() - 1) + 1;
+        out_ += "<p>";
+      } else if (beginsTag(rest)) {
+        copyTag();
+        if (startsWithoutCase(rest, "<script")) {
+          skipRawText(scriptEnd_, "</script");
+        }
+        if (startsWithoutCase(rest, "<style")) {
+          skipRawText(styleEnd_, "</style");
+        }
+      } else {
+        out_ += html_[at_++];
+      }
+    }
+    return std::move(out_);
+  }
+
+ private:
+  static bool isBefore(std::size_t at, std::size_t end) { return end != kNone && at < end; }
+
+  void skipComment(std::string_view rest) {
+    for (const std::string_view empty : {"<!-->", "<!--->"}) {
+      if (rest.starts_with(empty)) {
+        at_ += empty.size();
+        return;
+      }
+    }
+    at_ += 4;
+    if (isBefore(at_ - 1, lastCommentEnd_)) {
+      at_ = html_.find("-->", at_) + 3;
+    }
+  }
+
+  // Counts attributes by the characters that can separate them and ignores quotes. A miscount can
+  // only cut an odd tag short; it never lets too many attributes through.
+  void copyTag() {
+    const std::size_t start = at_;
+    int attributes = 0;
+    for (; at_ < html_.size() && html_[at_] != '>'; ++at_) {
+      const bool divides = separatesAttributes(html_[at_]) && !separatesAttributes(html_[at_ - 1]);
+      if (divides && ++attributes > kMostAttributes) {
+        break;
+      }
+    }
+    out_ += html_.substr(start, at_ - start);
+    at_ = std::min(html_.find('>', at_), html_.size());
+    if (at_ < html_.size()) {
+      out_ += html_[at_++];
+    }
+  }
+
+  // Leaves a script without an end tag to the parser. `known` is the end tag found last, so that no
+  // part of the document is searched twice.
+  void skipRawText(std::optional<std::size_t>& known, std::string_view endTag) {
+    if (!known || *known < at_) {
+      auto end = html_.find("</", at_);
+      while (end != kNone && !startsWithoutCase(html_.substr(end), endTag)) {
+        end = html_.find("</", end + 2);
+      }
+      known = end;
+    }
+    if (*known != kNone) {
+      at_ = *known;
+    }
+  }
+
+  std::string_view html_;
+  std::size_t lastTagEnd_;
+  std::size_t lastCommentEnd_;
+  std::size_t at_ = 0;
+  std::string out_;
+  std::optional<std::size_t> scriptEnd_;
+  std::optional<std::size_t> styleEnd_;
+};
+
+// The document as valid UTF-8 without NULs, cleaned as described above.
+std::string cleanedDocument(std::string_view utf8Html) {
+  std::string text = scrubUtf8(utf8Html);
+  std::erase(text, '\0');
+  return DocumentCleaner(text).run();
+}
+
+// libxml2 searches all open elements at every stray end tag. A document nested deeper than this
+// gets a fresh parser: it loses its outer elements, and we lose no time.
 constexpr int kDeepest = 256;
-// Small, so that a chunk cannot nest much deeper before anyone looks.
+// Small, so that one chunk cannot nest much deeper before the depth is checked.
 constexpr std::size_t kChunk = 1024;
 
-// The parser takes the beginning of a character that a chunk cuts for text when it follows a "<".
+// Chunks end between characters: behind a "<" the parser takes the first bytes of a character that
+// the chunk cuts in two for text.
 std::size_t chunkLength(std::string_view html) {
   std::size_t length = std::min(html.size(), kChunk);
   while (length < html.size() && isContinuation(html[length])) {
@@ -83,7 +214,7 @@ class HtmlReader {
     rethrow();
   }
 
-  // True where the parser takes no more, whatever made it think that the document is over.
+  // Whether the parser accepts no more input, because it thinks that the document has ended.
   bool isSpent() const { return parser_->instate == XML_PARSER_EOF; }
 
   bool isTooDeep() const {
@@ -106,7 +237,7 @@ class HtmlReader {
     }
   }
 
-  // No exception may pass through the parser's frames.
+  // Exceptions must not cross the parser's C frames: the first one is kept and rethrown by feed().
   template <class Call>
   static void guarded(void* self, Call call) {
     auto* reader = static_cast<HtmlReader*>(self);
@@ -148,7 +279,7 @@ bool isLabelCharacter(char c) {
   return isLetterOrDigit(c) || c == '-' || c == '_' || c == '.' || c == ':' || c == '+';
 }
 
-// The value behind "charset =" in a tag's text, quoted or not; empty where there is none.
+// The value of "charset=" in the text of a tag, quoted or not; empty where there is none.
 std::string_view charsetIn(std::string_view tag) {
   constexpr std::string_view kKey = "charset";
   for (auto at = tag.find(kKey); at != std::string_view::npos; at = tag.find(kKey, at)) {
@@ -171,9 +302,9 @@ std::string_view charsetIn(std::string_view tag) {
 }  // namespace
 
 std::string htmlToText(std::string_view utf8Html) {
-  const std::string html = tamedHtml(utf8Html);
+  const std::string html = cleanedDocument(utf8Html);
   std::string text = HtmlReader(html).run();
-  // The parser's word is not enough for a promise on which others build.
+  // The result is promised to be UTF-8, so it is checked rather than trusted to the parser.
   return isValidUtf8(text) ? text : scrubUtf8(text);
 }
 
@@ -189,7 +320,7 @@ std::string sniffHtmlCharset(std::string_view bytes) {
       }
     } else if (view.substr(at).starts_with("<meta")) {
       const auto label = charsetIn(view.substr(at, view.find('>', at) - at));
-      // Who can be read byte by byte up to here is no UTF-16.
+      // The document is readable as ASCII so far, so it is not UTF-16.
       if (!label.empty()) {
         return label.starts_with("utf-16") ? "utf-8" : std::string(label);
       }

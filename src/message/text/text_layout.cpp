@@ -10,9 +10,12 @@ namespace {
 
 constexpr std::size_t kMostForcedLineEnds = 3;
 
-bool isInvisible(std::string_view rest) {
+// Soft hyphen, zero-width space and byte order mark, which pages contain as break hints. The other
+// fillers of character_kind.h stay on purpose: beyond what a browser leaves out, this is the text
+// as it was written. withoutFillers() removes them where a text is sent.
+bool isBreakHint(std::string_view rest) {
   return rest.starts_with("\xC2\xAD") || rest.starts_with("\xE2\x80\x8B") ||
-         rest.starts_with("\xEF\xBB\xBF");  // soft hyphen, zero-width space, byte order mark
+         rest.starts_with("\xEF\xBB\xBF");
 }
 
 bool isSpace(char c) {
@@ -52,7 +55,7 @@ void TextLayout::text(std::string_view utf8) {
 
 // Takes what the text begins with, and returns how many bytes that was.
 std::size_t TextLayout::special(std::string_view text) {
-  if (isInvisible(text)) {
+  if (isBreakHint(text)) {
     return text[0] == '\xC2' ? 2 : 3;
   }
   if (text.starts_with("\xC2\xA0")) {

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "message/writing/address_field.h"
 
-#include <glib.h>
-
 #include <algorithm>
-#include <memory>
 
 #include "message/header_text.h"
 #include "message/text/charset.h"
-#include "message/text/tidy_line.h"
+#include "message/text/clean_text.h"
+#include "message/text/transfer_encoding.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 
@@ -33,27 +31,15 @@ bool isPrintableAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c == ' ' || isPrintable(c); });
 }
 
-std::string base64(std::string_view bytes) {
-  struct Free {
-    void operator()(char* text) const { g_free(text); }
-  };
-  const std::unique_ptr<char, Free> text(
-      g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()));
-  return text.get();
-}
-
 // Whole characters in each word, which is at most 75 bytes long (RFC 2047 section 2) and finds
 // room on the first line beside the field's name.
 Tokens encodedWords(std::string_view text) {
   constexpr std::size_t kBytesOfAWord = 39;
   Tokens words;
   while (!text.empty()) {
-    std::size_t length = std::min(kBytesOfAWord, text.size());
-    while (length < text.size() && isContinuation(text[length])) {
-      --length;
-    }
-    words.push_back("=?utf-8?B?" + base64(text.substr(0, length)) + "?=");
-    text.remove_prefix(length);
+    const auto part = withoutBrokenEnd(text.substr(0, kBytesOfAWord));
+    words.push_back("=?utf-8?B?" + base64Word(part) + "?=");
+    text.remove_prefix(part.size());
   }
   return words;
 }

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "message/writing/carried_part.h"
 
+#include <gmime/gmime.h>
+
 #include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "message/header_text.h"
-#include "message/parts/gmime_library.h"
 #include "message/parts/part_content.h"
 #include "message/text/encoded_word.h"
 #include "message/text/libraries.h"
@@ -162,7 +163,7 @@ std::string contentTypeField(std::string_view type,
       g_mime_content_type_set_parameter(value.get(), name.c_str(), text.c_str());
     }
   }
-  const GString8 text(g_mime_content_type_encode(value.get(), nullptr));
+  const GText text(g_mime_content_type_encode(value.get(), nullptr));
   return "Content-Type:" + std::string(text.get());
 }
 
@@ -177,7 +178,7 @@ std::string dispositionField(std::string_view disposition,
       g_mime_content_disposition_set_parameter(value.get(), name.c_str(), text.c_str());
     }
   }
-  const GString8 text(g_mime_content_disposition_encode(value.get(), nullptr));
+  const GText text(g_mime_content_disposition_encode(value.get(), nullptr));
   return "Content-Disposition:" + std::string(text.get());
 }
 

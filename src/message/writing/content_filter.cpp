@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "message/writing/content_filter.h"
 
-#include <cstdint>
-
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -12,8 +10,7 @@ namespace {
 constexpr std::size_t kLine = 76;
 
 bool isBase64(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
-         c == '/' || c == '=';
+  return base64Value(c) >= 0 || c == '=';
 }
 
 }  // namespace
@@ -71,10 +68,9 @@ void QuotedPrintableEncoder::literal(char c) {
 }
 
 void QuotedPrintableEncoder::escaped(char c) {
-  constexpr std::string_view kHex = "0123456789ABCDEF";
-  const auto byte = static_cast<std::uint8_t>(c);
-  const char text[] = {'=', kHex[byte >> 4U], kHex[byte & 0xFU]};
-  token({text, 3});
+  std::string text;
+  appendEscapedByte(text, c);
+  token(text);
 }
 
 // Writes the blank that waits, and then `text`.

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "message/parts/part_content.h"
+#include "message/text/transfer_encoding.h"
 #include "message/writing/forward_output.h"
 
 namespace relaybird {

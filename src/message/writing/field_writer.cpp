@@ -2,9 +2,8 @@
 #include "message/writing/field_writer.h"
 
 #include <algorithm>
-#include <cstdint>
 
-#include "message/parts/gmime_library.h"
+#include "message/text/transfer_encoding.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 
@@ -50,37 +49,20 @@ class FoldedField {
   bool hasToken_ = false;
 };
 
-std::size_t characterLength(std::string_view text) {
-  std::size_t length = 1;
-  while (length < text.size() && isContinuation(text[length])) {
-    ++length;
-  }
-  return length;
-}
-
 // As section 5 (3) of RFC 2047 wants it in the names of addresses, which suits everywhere.
 std::string encodedQ(std::string_view bytes) {
   constexpr std::string_view kPlain = "!*+-/";
-  constexpr std::string_view kHex = "0123456789ABCDEF";
   std::string out;
   for (const char c : bytes) {
-    const auto byte = static_cast<std::uint8_t>(c);
-    const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    if (isLetter || (c >= '0' && c <= '9') || kPlain.find(c) != std::string_view::npos) {
+    if (isLetterOrDigit(c) || kPlain.find(c) != std::string_view::npos) {
       out += c;
     } else if (c == ' ') {
       out += '_';
     } else {
-      out += {'=', kHex[byte >> 4U], kHex[byte & 0xFU]};
+      appendEscapedByte(out, c);
     }
   }
   return out;
-}
-
-std::string encodedB(std::string_view bytes) {
-  const GString8 text(
-      g_base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
-  return text.get();
 }
 
 // Whichever form is shorter for a text of that kind.
@@ -99,9 +81,9 @@ void FoldedField::addEncoded(std::string_view utf8) {
     std::string word;
     std::size_t used = 0;
     while (used < utf8.size()) {
-      const std::size_t length = characterLength(utf8.substr(used));
+      const std::size_t length = firstCharacters(utf8.substr(used), 1).size();
       const auto taken = utf8.substr(0, used + length);
-      std::string longer = base64 ? encodedB(taken) : word + encodedQ(taken.substr(used));
+      std::string longer = base64 ? base64Word(taken) : word + encodedQ(taken.substr(used));
       if (longer.size() > room && used > 0) {
         break;
       }

@@ -6,10 +6,10 @@
 #include <cstdint>
 
 #include "message/parts/message_layout.h"
-#include "message/parts/message_text.h"
 #include "message/parts/part_content.h"
 #include "message/text/charset.h"
 #include "message/text/clean_text.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -62,11 +62,11 @@ std::string boundaryFor(std::string_view messageId) {
   for (const char c : messageId) {
     hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
   }
-  std::string text = "=_rb_";
-  for (int shift = 60; shift >= 0; shift -= 4) {
-    text += "0123456789abcdef"[(hash >> shift) & 0xFU];
+  std::string bytes;
+  for (int shift = 56; shift >= 0; shift -= 8) {
+    bytes += static_cast<char>(hash >> shift);
   }
-  return text + "_";
+  return "=_rb_" + toHex(bytes) + "_";
 }
 
 }  // namespace

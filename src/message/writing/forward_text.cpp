@@ -8,6 +8,7 @@
 #include "message/header_text.h"
 #include "message/parts/message_text.h"
 #include "message/text/charset.h"
+#include "message/text/clean_text.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 
@@ -21,13 +22,8 @@ constexpr std::string_view kRule = "-----Original Message-----";
 
 // The first `count` characters; a cut text ends in three dots where `dots` asks for them.
 std::string cut(std::string_view text, std::size_t count, bool dots) {
-  std::size_t end = 0;
-  for (; end < text.size(); ++end) {
-    if (!isContinuation(text[end]) && count-- == 0) {
-      return std::string(text.substr(0, end)) + (dots ? " ..." : "");
-    }
-  }
-  return std::string(text);
+  const std::string_view kept = firstCharacters(text, count);
+  return std::string(kept) + (dots && kept.size() < text.size() ? " ..." : "");
 }
 
 using HeaderLines = std::vector<std::pair<std::string_view, std::string>>;
