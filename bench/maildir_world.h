@@ -13,6 +13,7 @@
 #include "platform/posix/posix_file_system.h"
 #include "platform/system/random_bytes.h"
 #include "stores/maildir/maildir_store.h"
+#include "support/store_fakes.h"
 #include "support/temp_folder.h"
 
 namespace relaybird::bench {
@@ -70,9 +71,11 @@ struct MaildirBench {
   PosixClock clock;
   FakeEventQueue events;
   InlineExecutor executor;
+  NoCommands commands;
   MaildirStore store{{inbox(), folder.path() + "/state/rbx/outbox", folder.path() + "/state",
                       /*sendmail=*/{}, "ann@example.org", "Ann Example", /*addressBook=*/{}},
-                     {files, clock, events, executor, systemRandomBytes, transport}};
+                     {files, clock, events, executor, commands, systemRandomBytes},
+                     std::shared_ptr<Transport>(std::shared_ptr<void>(), transport)};
   BenchWorld world{files, store.factory()};
 };
 

@@ -18,7 +18,7 @@ layer(message platform)
 layer(mail platform)
 layer(outbox platform message mail)
 layer(prefs platform mail)
-layer(stores/maildir platform message mail outbox)
+layer(stores platform message mail outbox)
 layer(compose platform mail prefs)
 layer(engine platform mail prefs compose)
 layer(ui/forms platform mail prefs compose engine)
@@ -31,7 +31,7 @@ layer(ui/desktop/views platform ui/forms ui/desktop/widgets ui/desktop/native ui
 layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views)
 layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
 layer(ui/desktop/gtk platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
-layer(app platform platform/posix message mail outbox prefs stores/maildir compose engine ui/forms ui/help
+layer(app platform platform/posix message mail outbox prefs stores compose engine ui/forms ui/help
       ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)
 
@@ -81,6 +81,11 @@ function(check_own_header file layer header)
   layer_of("${header}" header_layer)
   if(NOT header_layer IN_LIST allowed_${layer})
     complain("${file}: ${layer} does not include ${header}")
+  elseif(layer STREQUAL "stores" AND header_layer STREQUAL "stores")
+    string(REGEX REPLACE "^stores/([^/]*)/.*" "\\1" header_store "${header}")
+    if(NOT file MATCHES "^src/stores/${header_store}/")
+      complain("${file}: no store knows another, so not ${header}")
+    endif()
   endif()
 endfunction()
 

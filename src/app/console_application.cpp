@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "app/console_application.h"
 
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <string_view>
 #include <utility>
 
-#include "app/program_files.h"
-#include "app/standard_streams.h"
+#include "app/program_start.h"
 #include "platform/posix/program_starter.h"
 #include "ui/console/console_output.h"
 #include "ui/console/line_source.h"
@@ -17,6 +20,39 @@ namespace {
 
 // Of the lines that scripts read and write; docs/console.md.
 constexpr int kProtocol = 1;
+
+bool isNullDevice(int descriptor) {
+  struct stat own {};
+  struct stat null {};
+  return ::fstat(descriptor, &own) == 0 && ::stat("/dev/null", &null) == 0 &&
+         S_ISCHR(own.st_mode) && own.st_rdev == null.st_rdev;
+}
+
+std::string_view variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::string_view{} : value;
+}
+
+int terminalColumns() {
+  winsize size{};
+  const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : 80;
+}
+
+// A person only where both streams are terminals.
+InputKind standardInputKind() {
+  if (::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1) {
+    return InputKind::kPerson;
+  }
+  return isNullDevice(STDIN_FILENO) ? InputKind::kNothing : InputKind::kScript;
+}
+
+// What the terminal on standard output can do, by TERM and NO_COLOR (no-color.org).
+TerminalManner standardTerminalManner() {
+  const std::string_view terminal = variable("TERM");
+  const bool able = !terminal.empty() && terminal != "dumb";
+  return {able && variable("NO_COLOR").empty(), able, terminalColumns};
+}
 
 }  // namespace
 

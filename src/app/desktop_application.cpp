@@ -12,7 +12,7 @@
 #include <iterator>
 #include <utility>
 
-#include "app/program_files.h"
+#include "app/program_start.h"
 #include "platform/posix/desktop_entry_autostart.h"
 #include "platform/posix/program_starter.h"
 #include "ui/desktop/native/tray_icon.h"

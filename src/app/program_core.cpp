@@ -6,8 +6,9 @@
 #include <cerrno>
 #include <utility>
 
+#include "app/program_start.h"
+#include "platform/posix/main_loop.h"
 #include "prefs/file/preference_location.h"
-#include "stores/maildir/maildir_settings.h"
 
 namespace relaybird {
 
@@ -16,7 +17,8 @@ ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
     : trace(files, clock, stateFile("rbxdb.txt"), stateFile("rbxkey/db")),
       identity_(std::move(identity)),
       events_(events),
-      notice_(std::move(notice)) {}
+      notice_(std::move(notice)),
+      commands_(posixMainLoopSystem().steadyTime) {}
 
 std::string ProgramCore::stateFile(const std::string& name) const {
   return folders.stateFolder() + "/rbx/" + name;
@@ -33,11 +35,19 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
   const std::string file = locatePreferenceFile({files, profiles, folders, osVersion});
   const auto reader = profiles.read(file);
   mailbox_.store = mailStoreName(*reader);
-  auto store = openStore(
-      mailbox_.store, *reader, file,
-      {files, clock, events_, folders.stateFolder(), notice_, [this](const std::string& folder) {
-         return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
-       }});
+  auto store = openStore(mailbox_.store, *reader, file,
+                         StoreWorld{.files = files,
+                                    .clock = clock,
+                                    .events = events_,
+                                    .executor = executor_,
+                                    .commands = commands_,
+                                    .random = systemRandomBytes,
+                                    .user = localIdentity(),
+                                    .stateFolder = folders.stateFolder(),
+                                    .notice = notice_,
+                                    .lockFolder = [this](const std::string& folder) {
+                                      return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
+                                    }});
   if (!store) {
     return Refusal{kSettingsForbid, store.error().text};
   }

@@ -11,10 +11,12 @@
 #include "app/instance_lock.h"
 #include "app/store_openers.h"
 #include "platform/posix/posix_clock.h"
+#include "platform/posix/posix_command_runner.h"
 #include "platform/posix/posix_file_system.h"
 #include "platform/posix/posix_sleeper.h"
 #include "platform/posix/xdg_folders.h"
 #include "platform/profile/profile_file.h"
+#include "platform/system/executor.h"
 #include "platform/system/os_version.h"
 #include "platform/system/trace_file.h"
 #include "ui/forms/form_world.h"
@@ -51,7 +53,7 @@ class ProgramCore {
 
   const ProgramIdentity& identity() const { return identity_; }
   const Mailbox& mailbox() const { return mailbox_; }
-  OpenedStore& store() { return *store_; }
+  MailStore& store() { return *store_; }
   /// Before anything that the store reports to goes.
   void closeStore() { store_.reset(); }
   /// A file of the program in the state folder.
@@ -73,8 +75,10 @@ class ProgramCore {
   EventQueue& events_;
   std::function<void(const StoreNotice&)> notice_;
   Mailbox mailbox_;
-  std::unique_ptr<InstanceLock> lock_;  ///< until the store has written its last
-  std::unique_ptr<OpenedStore> store_;
+  std::unique_ptr<InstanceLock> lock_;  ///< held until the store has written its last
+  PosixCommandRunner commands_;
+  ThreadExecutor executor_;
+  std::unique_ptr<MailStore> store_;
 };
 
 }  // namespace relaybird

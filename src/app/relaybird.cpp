@@ -3,8 +3,7 @@
 #include <wx/init.h>
 
 #include "app/desktop_application.h"
-#include "app/process_setup.h"
-#include "app/program_words.h"
+#include "app/program_start.h"
 
 namespace {
 
@@ -17,7 +16,7 @@ constexpr const char* kHelp =
 int main(int argc, char** argv) {
   relaybird::prepareProcess();
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird");
-  if (const auto status = relaybird::answerWords(identity, kHelp, {argv + 1, argv + argc})) {
+  if (const auto status = relaybird::answerArguments(identity, kHelp, {argv + 1, argv + argc})) {
     return *status;
   }
   wxApp::SetInstance(new relaybird::DesktopApplication(identity));

@@ -1,16 +1,24 @@
 // SPDX-License-Identifier: MIT
 // relaybird-console: the program at a terminal, for servers, for people without a screen, and for
-// scripts.
+// scripts. Turns the manual's pages into text and hands it to the console, which neither knows HTML
+// nor the topics that are built in.
+#include <langinfo.h>
+
+#include <clocale>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "app/console_application.h"
-#include "app/console_manual.h"
-#include "app/process_setup.h"
-#include "app/program_words.h"
-#include "app/standard_streams.h"
+#include "app/program_start.h"
+#include "message/text/html_text.h"
+#include "ui/help/help_topics.h"
 
+namespace relaybird {
 namespace {
 
 constexpr const char* kHelp =
@@ -21,12 +29,60 @@ constexpr const char* kHelp =
     "Exit status: 0 a clean end; 1 it could not start, or nobody reads what it prints; 2 the\n"
     "settings do not allow a start.\n";
 
+std::string nameAndTitle(const HelpTopic& topic) {
+  return std::string(topic.name) + ": " + std::string(topic.title);
+}
+
+// Cells of a table row are divided by tabs, which a terminal would set far apart.
+std::string asLines(std::string text) {
+  for (std::size_t tab = text.find('\t'); tab != std::string::npos; tab = text.find('\t', tab)) {
+    text.replace(tab, 1, " - ");
+  }
+  return text;
+}
+
+std::optional<std::string> find(std::string_view words) {
+  if (const HelpTopic* topic = findHelpTopic(words)) {
+    return asLines(htmlToText(topic->html));
+  }
+  const std::vector<const HelpTopic*> mentioning = searchHelpTopics(words);
+  if (mentioning.empty()) {
+    return std::nullopt;
+  }
+  std::string text = "These topics tell of it:";
+  for (const HelpTopic* topic : mentioning) {
+    text += "\n" + nameAndTitle(*topic);
+  }
+  return text;
+}
+
+// The manual as plain text. Words that name no topic but occur in some are answered with the list
+// of those.
+Manual consoleManual() {
+  Manual manual{find, {}};
+  for (const HelpTopic& topic : helpTopics()) {
+    manual.topics.push_back(nameAndTitle(topic));
+  }
+  return manual;
+}
+
+// Makes the C library's character functions read text as the user's terminal sends it: by the
+// user's locale, or as UTF-8 where that locale knows ASCII only.
+void useTerminalCharacters() {
+  const char* chosen = std::setlocale(LC_CTYPE, "");
+  if (chosen == nullptr || std::string_view(::nl_langinfo(CODESET)) == "ANSI_X3.4-1968") {
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+  }
+}
+
 }  // namespace
+}  // namespace relaybird
 
 int main(int argc, char** argv) {
   relaybird::prepareProcess();
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird-console");
-  if (const auto status = relaybird::answerWords(identity, kHelp, {argv + 1, argv + argc})) {
+  if (const auto status =
+          relaybird::answerArguments(identity, relaybird::kHelp, {argv + 1, argv + argc})) {
     return *status;
   }
   relaybird::useTerminalCharacters();

@@ -23,6 +23,7 @@
 #include <string>
 #include <string_view>
 
+#include "mail/outgoing_mail.h"
 #include "platform/clock.h"
 
 namespace relaybird {
@@ -283,12 +284,16 @@ std::shared_ptr<T> required(std::shared_ptr<T> answer, const char* what) {
   return answer;
 }
 
-/// Opens one mail store: what a store's folder offers to the programs, and all that they know of
-/// it.
+/// One mail store, opened. A store's folder offers this to the programs and nothing else; each
+/// store has a function that makes one from its settings (app/store_openers.h).
 class MailStore {
  public:
   virtual ~MailStore() = default;
   virtual ObjectFactory& factory() = 0;
+  virtual OutgoingMail& outgoing() = 0;
+  /// Identifies the mailbox: the same text for every way of naming it. Two programs must not work
+  /// on the same place at once.
+  virtual std::string place() const = 0;
 };
 
 }  // namespace relaybird

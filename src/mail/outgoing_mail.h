@@ -1,40 +1,61 @@
 // SPDX-License-Identifier: MIT
-// What a store tells of the mail that it has accepted and that may not have left this computer yet,
-// and the user's word to try again. Beside the mail store's own objects, because no mail
-// application offers it.
+// What a store reports apart from its answers to calls: the state of mail that it has accepted but
+// that may not have left this computer yet, and notices for the activity log. Kept apart from the
+// mail store's own objects, because no mail application offers it.
 #pragma once
 
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "platform/clock.h"
 
 namespace relaybird {
 
-struct OutgoingState {
-  /// Where messages wait; empty where the store keeps no outbox that can be looked into, and then
-  /// nothing below means anything.
-  std::string outbox;
-  std::string waitingFolder;         ///< in it, a file for each message that waits
-  std::string refusedFolder;         ///< in it, what was refused for good
-  bool delivers = true;              ///< false: nothing takes what waits off this computer
-  std::size_t left = 0;              ///< messages that left since the program was started
-  std::size_t refused = 0;           ///< that were refused for good since then
-  std::size_t kept = 0;              ///< that wait because they were refused for the time being
-  std::vector<std::string> stopped;  ///< addresses that nothing leaves for until the user says so
+/// A line for the activity log, and what it is about.
+struct StoreNotice {
+  enum class Kind {
+    kNote,
+    kRefused,  ///< a message was refused for good
+    kStopped,  ///< deliveries to an address are stopped until the user resumes them
+  };
+
+  /// Most notices are a line and nothing else.
+  StoreNotice(std::string text, Kind what = Kind::kNote) : line(std::move(text)), kind(what) {}
+
+  std::string line;  ///< without a time
+  Kind kind;
+  /// When it happened; kNoDate: now. Set by threads of the store, whose notices are read later.
+  DateTime time = kNoDate;
 };
 
-/// User-interface thread alone.
+struct OutgoingState {
+  /// Where messages wait. Empty for a store without an outbox folder; the other members then mean
+  /// nothing.
+  std::string outbox;
+  std::string waitingFolder;         ///< has a file for each message that waits
+  std::string refusedFolder;         ///< has the messages that were refused for good
+  bool delivers = true;              ///< false: nothing takes waiting messages off this computer
+  std::size_t left = 0;              ///< messages delivered since the program was started
+  std::size_t refused = 0;           ///< messages refused for good since then
+  std::size_t kept = 0;              ///< messages that wait after a temporary refusal
+  std::vector<std::string> stopped;  ///< addresses whose mail waits until the user resumes it
+};
+
+/// User-interface thread only.
 class OutgoingMail {
  public:
   virtual ~OutgoingMail() = default;
-  /// How things stand now. Never fails, and costs next to nothing.
+  /// The state now. Never fails, and costs next to nothing.
   virtual OutgoingState state() = 0;
-  /// How many messages wait. Looks at the disk; 0 where it cannot be read.
+  /// How many messages wait. Reads the disk; 0 where it cannot be read.
   virtual std::size_t waiting() = 0;
-  /// Tries all that waits at once, also what is not due yet, and lets stopped addresses go on.
-  /// `done` is called later, never inside this call, once everything has been tried; never when the
-  /// store is closed before. Throws MailStoreError where the outbox cannot be used.
+  /// Tries all waiting messages now, even those that are not due yet, and resumes stopped
+  /// addresses. `done` is called later, never inside this call, once everything has been tried. It
+  /// is never called when the store is closed before. Throws MailStoreError where the outbox cannot
+  /// be used.
   virtual void tryAgain(std::function<void()> done) = 0;
 };
 

@@ -8,6 +8,7 @@
 #include "platform/posix/posix_file_system.h"
 #include "platform/profile/profile_file.h"
 #include "support/fake_clock.h"
+#include "support/store_fakes.h"
 #include "support/temp_folder.h"
 
 namespace relaybird {
@@ -15,12 +16,24 @@ namespace {
 
 class StoreOpenersTest : public testing::Test {
  protected:
+  std::string nameIn(const std::string& section) {
+    const std::string file = temp.path("rbx_prefs.ini");
+    writeBytes(file, section);
+    return mailStoreName(*profiles.read(file));
+  }
+
   auto open(const std::string& name, const std::string& section) {
     const std::string file = temp.path("rbx_prefs.ini");
     writeBytes(file, "[mail]\n" + section);
     const auto reader = profiles.read(file);
     return openStore(name, *reader, file,
-                     {files, clock, loop, temp.path("state"), [](const StoreNotice&) {}});
+                     {.files = files,
+                      .clock = clock,
+                      .events = loop,
+                      .executor = executor,
+                      .commands = commands,
+                      .random = systemRandomBytes,
+                      .stateFolder = temp.path("state")});
   }
 
   TempFolder temp;
@@ -29,9 +42,27 @@ class StoreOpenersTest : public testing::Test {
   PosixFileSystem files{sleeper};
   PosixClock clock;
   MainLoop loop;
+  InlineExecutor executor;
+  NoCommands commands;
   ProfileFile profiles{files};
 };
 
+TEST_F(StoreOpenersTest, TheStoresNameIsReadInAnyCase) {
+  EXPECT_EQ(nameIn("[mail]\nstore=Account\n"), "account");
+}
+
+TEST_F(StoreOpenersTest, TheMaildirIsTheStoreWhereNoneIsNamed) {
+  EXPECT_EQ(nameIn(""), "maildir");
+  EXPECT_EQ(nameIn("[mail]\nstore=\n"), "maildir");
+}
+
+#ifndef RELAYBIRD_STORE_MAILDIR
+TEST_F(StoreOpenersTest, AProgramWithoutAStoreSaysSo) {
+  const auto store = open("maildir", "");
+  ASSERT_FALSE(store);
+  EXPECT_EQ(store.error().text, "This program was built without a mail store");
+}
+#else
 TEST_F(StoreOpenersTest, OpensAMaildirWithoutTouchingIt) {
   auto store = open("maildir", "maildir=" + temp.path("Mail") + "\naddress=me@here.example\n");
   ASSERT_TRUE(store) << store.error().text;
@@ -61,6 +92,8 @@ TEST_F(StoreOpenersTest, ADeliveryCommandWithoutItsWholePathIsAnError) {
   ASSERT_FALSE(store);
   EXPECT_FALSE(store.error().text.empty());
 }
+
+#endif
 
 }  // namespace
 }  // namespace relaybird

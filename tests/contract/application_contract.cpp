@@ -37,6 +37,21 @@ TEST_P(MailStoreContract, MakesEveryComponentOfItsOwnClass) {
   EXPECT_THROW(createAs<Dictionary>(factory(), prog_id::kMailItem), MailStoreError);
 }
 
+TEST_P(MailStoreContract, TellsTheSamePlaceAtEveryCall) {
+  const std::string place = outside->store().place();
+  EXPECT_NE(place, "");
+  (void)application();
+  EXPECT_EQ(outside->store().place(), place);
+}
+
+TEST_P(MailStoreContract, TriesOutgoingMailAgainAndReportsTheEndLater) {
+  int ends = 0;
+  outside->store().outgoing().tryAgain([&ends] { ++ends; });
+  EXPECT_EQ(ends, 0);
+  outside->runPendingEvents();
+  EXPECT_EQ(ends, 1);
+}
+
 TEST_P(MailStoreContract, RefusesUnknownIdentifiers) {
   for (const auto* progId : {"", "outlook", "outlook.application.99", "scripting.dictionary "}) {
     EXPECT_THROW(factory().CreateObject(progId), MailStoreError) << progId;

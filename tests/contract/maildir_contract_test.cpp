@@ -20,6 +20,8 @@ class PartialStore : public MailStore, private ObjectFactory {
  public:
   explicit PartialStore(MaildirHouse& house) : house_(house) {}
   ObjectFactory& factory() override { return *this; }
+  OutgoingMail& outgoing() override { return house_.store->outgoing(); }
+  std::string place() const override { return house_.store->place(); }
   void remove(std::string_view progId) { missing_.insert(asciiLower(progId)); }
 
  private:

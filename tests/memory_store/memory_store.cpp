@@ -8,8 +8,24 @@
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
+namespace {
 
-MemoryStore::MemoryStore(EventQueue& events) : state_(std::make_shared<MemoryState>(events)) {
+class MemoryOutgoing : public OutgoingMail {
+ public:
+  explicit MemoryOutgoing(std::shared_ptr<MemoryState> state) : state_(std::move(state)) {}
+  OutgoingState state() override { return {}; }
+  std::size_t waiting() override { return 0; }
+  void tryAgain(std::function<void()> done) override { state_->events.post(std::move(done)); }
+
+ private:
+  std::shared_ptr<MemoryState> state_;
+};
+
+}  // namespace
+
+MemoryStore::MemoryStore(EventQueue& events)
+    : state_(std::make_shared<MemoryState>(events)),
+      outgoing_(std::make_unique<MemoryOutgoing>(state_)) {
   restoreComponents();
 }
 

@@ -79,6 +79,9 @@ class MemoryStore : public MailStore {
   ~MemoryStore() override;
 
   ObjectFactory& factory() override { return registry_; }
+  /// Keeps no outbox that could be looked into; what is sent has left at once.
+  OutgoingMail& outgoing() override { return *outgoing_; }
+  std::string place() const override { return "memory"; }
 
   /// Called at the start of every operation, before anything is done; may throw MailStoreError in
   /// the operation's place, and may call everything below. Replaceable at any time, also by itself.
@@ -134,6 +137,7 @@ class MemoryStore : public MailStore {
 
  private:
   std::shared_ptr<MemoryState> state_;
+  std::unique_ptr<OutgoingMail> outgoing_;
   ObjectRegistry registry_;
 };
 

@@ -15,6 +15,7 @@
 #include "outbox/delivery/delivery_worker.h"
 #include "outbox/outbox_world.h"
 #include "support/fake_timers.h"
+#include "support/store_fakes.h"
 
 namespace relaybird {
 

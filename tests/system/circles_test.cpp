@@ -75,16 +75,22 @@ struct User {
   FakeTimers timers{clock};
   FakeEventQueue events;
   InlineExecutor executor;
+  NoCommands commands;
   RecordingSleeper sleeper{clock};
   RecordingDisplay display;
   RecordingLog log{&clock};
   RecordingAlerts alerts;
   RecordingTrace trace;
   UnsyncedDisk disk{sleeper};
-  MaildirStore store{
-      {temp.path("Maildir"), temp.path("outbox"), stateFolder, "", address, "", ""},
-      {disk, clock, events, executor, countingRandom(std::hash<std::string>()(address)), &transport,
-       [this](const StoreNotice& notice) { log.AddToLog(notice.line); }}};
+  MaildirStore store{{temp.path("Maildir"), temp.path("outbox"), stateFolder, "", address, "", ""},
+                     {.files = disk,
+                      .clock = clock,
+                      .events = events,
+                      .executor = executor,
+                      .commands = commands,
+                      .random = countingRandom(std::hash<std::string>()(address)),
+                      .notice = [this](const StoreNotice& notice) { log.AddToLog(notice.line); }},
+                     borrowed(&transport)};
   NoFolders folders;
   NotWindows osVersion;
   ProfileFile profiles{disk};

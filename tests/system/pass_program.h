@@ -24,8 +24,15 @@ struct PassProgram {
   PassProgram(const MaildirSettings& settings, FileSystem& files, std::uint64_t run,
               Transport* transport)
       : clock(makeTime(2026, 11, 20, 15, 4, 5) + std::chrono::minutes{run}),
-        store(settings, {files, clock, events, executor, countingRandom(run), transport,
-                         [this](const StoreNotice& told) { log.AddToLog(told.line); }}) {
+        store(settings,
+              {.files = files,
+               .clock = clock,
+               .events = events,
+               .executor = executor,
+               .commands = commands,
+               .random = countingRandom(run),
+               .notice = [this](const StoreNotice& told) { log.AddToLog(told.line); }},
+              borrowed(transport)) {
     prefs.ReadIniPref();
     prefs.fields().mstrFwdToAddress = {"cell@phone.example"};
     prefs.fields().mlngMaxToForward = 100;
@@ -42,6 +49,7 @@ struct PassProgram {
   FakeTimers timers{clock};
   FakeEventQueue events;
   InlineExecutor executor;
+  NoCommands commands;
   RecordingSleeper sleeper{clock};
   RecordingDisplay display;
   RecordingLog log{&clock};

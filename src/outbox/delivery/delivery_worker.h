@@ -25,14 +25,14 @@
 #include <string>
 #include <vector>
 
-#include "mail/store_notice.h"
-#include "outbox/delivery/executor.h"
+#include "mail/outgoing_mail.h"
 #include "outbox/delivery/hourly_limit.h"
 #include "outbox/delivery/transport.h"
 #include "outbox/outbox.h"
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
+#include "platform/system/executor.h"
 
 namespace relaybird {
 

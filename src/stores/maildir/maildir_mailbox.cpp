@@ -38,9 +38,11 @@ bool hasControls(const std::string& text) {
 
 }  // namespace
 
-MaildirMailbox::MaildirMailbox(MaildirSettings settings, MaildirWorld world)
+MaildirMailbox::MaildirMailbox(MaildirSettings settings, StoreWorld world,
+                               std::shared_ptr<Transport> transport)
     : settings_(std::move(settings)),
       world_(std::move(world)),
+      transport_(std::move(transport)),
       folder_(world_.files, settings_.maildir),
       addressBook_(world_.files, settings_.addressBook) {}
 
@@ -55,7 +57,7 @@ void MaildirMailbox::check() {
 }
 
 void MaildirMailbox::requireAlone() {
-  orThrow(world_.lock(settings_.maildir));
+  orThrow(world_.lockFolder(settings_.maildir));
 }
 
 void MaildirMailbox::requireOpen() {
@@ -92,7 +94,7 @@ void MaildirMailbox::openOutbox() {
   }
   marks_ = std::make_unique<ReadMarks>(world_.files, world_.clock, folder_, *outbox, world_.notice);
   delivery_ = std::make_unique<DeliveryWorker>(DeliveryWorker::Setting{
-      world_.files, world_.clock, *outbox, world_.transport, world_.executor, world_.events,
+      world_.files, world_.clock, *outbox, transport_.get(), world_.executor, world_.events,
       world_.notice, settings_.mostPerHour});
   outbox_ = std::move(outbox);
   delivery_->flush({});  // what an earlier run left waiting
@@ -275,14 +277,16 @@ void MaildirMailbox::deliver(std::function<void()> done) {
   delivery_->flush(std::move(done));
 }
 
+std::string MaildirMailbox::place() const {
+  auto resolved = world_.files.resolve(settings_.maildir);
+  return resolved ? std::move(*resolved) : settings_.maildir;
+}
+
 std::string MaildirMailbox::outboxFolder() const {
   if (outbox_) {
     return outbox_->folder();
   }
-  const auto maildir = world_.files.resolve(settings_.maildir);
-  return OutboxPlace(world_.files, maildir ? *maildir : settings_.maildir, settings_.stateFolder,
-                     settings_.outbox)
-      .where();
+  return OutboxPlace(world_.files, place(), settings_.stateFolder, settings_.outbox).where();
 }
 
 OutgoingState MaildirMailbox::outgoing() {
@@ -290,7 +294,7 @@ OutgoingState MaildirMailbox::outgoing() {
   state.outbox = outboxFolder();
   state.waitingFolder = state.outbox + "/new";
   state.refusedFolder = state.outbox + "/failed";
-  state.delivers = world_.transport != nullptr;
+  state.delivers = transport_ != nullptr;
   if (delivery_) {
     DeliveryWorker::Counts counts = delivery_->counts();
     state.left = counts.left;

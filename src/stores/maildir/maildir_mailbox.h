@@ -12,7 +12,7 @@
 #include <unordered_set>
 
 #include "mail/mail_store.h"
-#include "mail/outgoing_mail.h"
+#include "mail/store_world.h"
 #include "message/address/address_book.h"
 #include "message/circles.h"
 #include "outbox/delivery/delivery_worker.h"
@@ -21,7 +21,6 @@
 #include "stores/maildir/disk/maildir_folder.h"
 #include "stores/maildir/disk/read_marks.h"
 #include "stores/maildir/maildir_settings.h"
-#include "stores/maildir/maildir_world.h"
 
 namespace relaybird {
 
@@ -29,7 +28,8 @@ namespace relaybird {
 /// User-interface thread alone.
 class MaildirMailbox {
  public:
-  MaildirMailbox(MaildirSettings settings, MaildirWorld world);
+  /// `transport` may be null: forwards then stay in the outbox.
+  MaildirMailbox(MaildirSettings settings, StoreWorld world, std::shared_ptr<Transport> transport);
   ~MaildirMailbox();
   MaildirMailbox(const MaildirMailbox&) = delete;
   MaildirMailbox& operator=(const MaildirMailbox&) = delete;
@@ -40,6 +40,8 @@ class MaildirMailbox {
   /// Writes what is held back, ends a delivery under way and refuses every later call.
   void close();
 
+  /// The Maildir's folder with links resolved, or as the settings name it where that fails.
+  std::string place() const;
   const MaildirSettings& settings() const { return settings_; }
   const Clock& clock() const { return world_.clock; }
   /// Stands for the session, which has nothing to tell.
@@ -107,7 +109,8 @@ class MaildirMailbox {
   Result<std::string> messageIdFor(const std::string& entryId);
 
   MaildirSettings settings_;
-  MaildirWorld world_;
+  StoreWorld world_;
+  std::shared_ptr<Transport> transport_;
   MaildirFolder folder_;
   AddressBookFile addressBook_;
   std::shared_ptr<void> mapiObject_ = std::make_shared<char>();

@@ -3,8 +3,6 @@
 
 #include <charconv>
 
-#include "platform/text/ascii_text.h"
-
 namespace relaybird {
 
 namespace {
@@ -40,28 +38,24 @@ constexpr std::size_t kValueSize = 4096;
 
 }  // namespace
 
-std::string mailStoreName(const ProfileReader& file) {
-  const std::string name = asciiLower(file.get(kMailSection, "store", ""));
-  return name.empty() ? "maildir" : name;
-}
-
 // A key that is there with an empty value is a line that the user has blanked, so it counts as
 // absent.
-MaildirSettings readMaildirSettings(const ProfileReader& file, const MaildirDefaults& defaults) {
+MaildirSettings readMaildirSettings(const ProfileReader& file, const LocalIdentity& user,
+                                    const std::string& stateFolder) {
   const auto value = [&](std::string_view key, const std::string& fallback) {
     const std::string text = file.get(kMailSection, key, "", kValueSize);
     return text.empty() ? fallback : text;
   };
-  const std::string& home = defaults.homeFolder;
+  const std::string& home = user.homeFolder;
   MaildirSettings settings;
-  settings.stateFolder = defaults.stateFolder + "/rbx";
+  settings.stateFolder = stateFolder + "/rbx";
   settings.maildir = asPath(value("maildir", home + "/Maildir"), home);
   settings.outbox = asPath(value("outbox", ""), home);
   settings.addressBook = asPath(value("address_book", ""), home);
   settings.sendmail = expandHome(value("sendmail", ""), home);
-  settings.address = value("address", defaults.userAtHost);
+  settings.address = value("address", user.userAtHost);
   settings.mostPerHour = asLimit(value("max_per_hour", ""));
-  settings.name = value("name", defaults.userName);
+  settings.name = value("name", user.fullName);
   return settings;
 }
 

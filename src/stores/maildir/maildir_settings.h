@@ -4,14 +4,12 @@
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 
+#include "mail/store_world.h"
 #include "outbox/delivery/hourly_limit.h"
 #include "platform/profile/profile_strings.h"
 
 namespace relaybird {
-
-inline constexpr std::string_view kMailSection = "mail";
 
 /// Paths are absolute, without a closing separator.
 struct MaildirSettings {
@@ -29,17 +27,6 @@ struct MaildirSettings {
   std::size_t mostPerHour = kMostPerHour;
 };
 
-/// What the machine says about the user where the file says nothing.
-struct MaildirDefaults {
-  std::string homeFolder;
-  std::string stateFolder;  ///< SpecialFolders::stateFolder()
-  std::string userAtHost;   ///< for example "ann@example.org"
-  std::string userName;     ///< as people write it; may be empty
-};
-
-/// The value of key "store": which mail store the user chose, in lower case; "maildir" by default.
-std::string mailStoreName(const ProfileReader& file);
-
 /// Keys of the section, all optional:
 ///   maildir       default ~/Maildir
 ///   outbox        default one of the mailbox's own (outbox_place.h)
@@ -50,6 +37,7 @@ std::string mailStoreName(const ProfileReader& file);
 ///   max_per_hour  a whole number from 1 on; anything else counts as the default, kMostPerHour
 /// A leading "~/" in a path or in the command is the home folder. A relative path counts from
 /// there, so that it does not depend on where the program was started.
-MaildirSettings readMaildirSettings(const ProfileReader& file, const MaildirDefaults& defaults);
+MaildirSettings readMaildirSettings(const ProfileReader& file, const LocalIdentity& user,
+                                    const std::string& stateFolder);
 
 }  // namespace relaybird

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mail/store_notice.h"
+#include "mail/outgoing_mail.h"
 #include "ui/forms/frm_about.h"
 #include "ui/forms/log/frm_log.h"
 #include "ui/forms/main/frm_relaybird.h"

@@ -82,10 +82,11 @@ bool deliverAndRead(const Machine& machine) {
   };
   std::string body;
   {
+    NoCommands commands;
     ThreadExecutor executor;
     MaildirStore store(
         {machine.maildir, machine.outbox, machine.state, "", "ann@example.org", "Ann", ""},
-        {disk, clock, events, executor, countingRandom(), &transport, [](const StoreNotice&) {}});
+        {disk, clock, events, executor, commands, countingRandom()}, borrowed(&transport));
     const auto application = createAs<Application>(store.factory(), prog_id::kApplication);
     const auto inbox = application->GetNamespace("MAPI")->GetDefaultInbox();
     body = inbox->Items()->Item(1)->Body();

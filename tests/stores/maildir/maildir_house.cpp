@@ -52,10 +52,16 @@ MaildirHouse::MaildirHouse() {
 void MaildirHouse::open() {
   store.reset();
   store = std::make_unique<MaildirStore>(
-      settings, MaildirWorld{disk, clock, events, executor, countingRandom(++opened),
-                             delivering ? &transport : nullptr,
-                             [this](const StoreNotice& told) { notices.push_back(told.line); },
-                             [this](const std::string& folder) { return lock(folder); }});
+      settings,
+      StoreWorld{.files = disk,
+                 .clock = clock,
+                 .events = events,
+                 .executor = executor,
+                 .commands = commands,
+                 .random = countingRandom(++opened),
+                 .notice = [this](const StoreNotice& told) { notices.push_back(told.line); },
+                 .lockFolder = [this](const std::string& folder) { return lock(folder); }},
+      delivering ? borrowed(&transport) : nullptr);
 }
 
 void MaildirHouse::forward(const std::shared_ptr<MailItem>& item) {

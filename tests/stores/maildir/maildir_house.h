@@ -13,8 +13,14 @@
 #include "stores/maildir/maildir_disk.h"
 #include "stores/maildir/maildir_store.h"
 #include "support/fake_timers.h"
+#include "support/store_fakes.h"
 
 namespace relaybird {
+
+/// A transport that the test owns.
+inline std::shared_ptr<Transport> borrowed(Transport* transport) {
+  return {std::shared_ptr<void>(), transport};
+}
 
 /// Takes everything, or what `answer` says.
 class FakeTransport : public Transport {
@@ -61,6 +67,7 @@ struct MaildirHouse : MaildirDisk {
 
   FakeEventQueue events;
   InlineExecutor executor;
+  NoCommands commands;
   FakeTransport transport;
   std::vector<std::string> notices;
   MaildirSettings settings;

@@ -25,15 +25,10 @@ class TableReader : public ProfileReader {
   Keys keys_;
 };
 
-const MaildirDefaults kDefaults{"/home/ann", "/home/ann/.local/state", "ann@example.org",
-                                "Ann Example"};
+const LocalIdentity kUser{"/home/ann", "ann@example.org", "Ann Example"};
 
 MaildirSettings read(Keys keys) {
-  return readMaildirSettings(TableReader(std::move(keys)), kDefaults);
-}
-
-std::string storeName(Keys keys) {
-  return mailStoreName(TableReader(std::move(keys)));
+  return readMaildirSettings(TableReader(std::move(keys)), kUser, "/home/ann/.local/state");
 }
 
 TEST(MaildirSettings, AnEmptyFileGivesTheDefaults) {
@@ -45,7 +40,6 @@ TEST(MaildirSettings, AnEmptyFileGivesTheDefaults) {
   EXPECT_EQ(settings.address, "ann@example.org");
   EXPECT_EQ(settings.name, "Ann Example");
   EXPECT_EQ(settings.addressBook, "");
-  EXPECT_EQ(storeName({}), "maildir");
 }
 
 TEST(MaildirSettings, KeysOverrideAndHomeIsExpanded) {
@@ -89,11 +83,6 @@ TEST(MaildirSettings, ABlankedKeyCountsAsAbsent) {
 TEST(MaildirSettings, ALongPathIsNotCut) {
   const std::string path = "/" + std::string(1000, 'p');
   EXPECT_EQ(read({{"maildir", path}}).maildir, path);
-}
-
-TEST(MaildirSettings, TheStoresNameIsReadInAnyCase) {
-  EXPECT_EQ(storeName({{"store", "Account"}}), "account");
-  EXPECT_EQ(storeName({{"store", ""}}), "maildir");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "app/program_files.h"
+#include "app/program_start.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 namespace relaybird {
 namespace {
 
-TEST(ProgramFiles, TheHelpFileIsWhereItIsInstalledElseBesideTheProgram) {
+TEST(ProgramStart, TheHelpFileIsWhereItIsInstalledElseBesideTheProgram) {
   TempFolder temp;
   FakeClock clock;
   RecordingSleeper sleeper(clock);
@@ -25,7 +25,7 @@ TEST(ProgramFiles, TheHelpFileIsWhereItIsInstalledElseBesideTheProgram) {
   EXPECT_EQ(defaultHelpFile(files, temp.path("bin")), installed);
 }
 
-TEST(ProgramFiles, TheProgramKnowsItsFolder) {
+TEST(ProgramStart, TheProgramKnowsItsFolder) {
   EXPECT_TRUE(std::filesystem::is_regular_file(programFolder() + "/app_test"));
 }
 

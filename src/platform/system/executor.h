@@ -18,12 +18,6 @@ class Executor {
   virtual void run(std::function<void()> job) = 0;
 };
 
-/// Does the job inside run().
-class InlineExecutor : public Executor {
- public:
-  void run(std::function<void()> job) override { job(); }
-};
-
 /// One thread, started by the first job. Destroying it does the jobs that wait and ends the thread.
 class ThreadExecutor : public Executor {
  public:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "outbox/delivery/executor.h"
+#include "platform/system/executor.h"
 
 #include <utility>
 

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// What a mail store needs of the program that opens it.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "mail/outgoing_mail.h"
+#include "platform/clock.h"
+#include "platform/event_queue.h"
+#include "platform/file_system.h"
+#include "platform/result.h"
+#include "platform/system/command_runner.h"
+#include "platform/system/executor.h"
+#include "platform/system/random_bytes.h"
+
+namespace relaybird {
+
+/// The section of the preference file that names the store (key "store") and holds its settings.
+inline constexpr std::string_view kMailSection = "mail";
+
+/// The user who runs the program, as the system knows him. Unknown fields are empty.
+struct LocalIdentity {
+  std::string homeFolder;  ///< $HOME, or the home folder in the user database
+  std::string userAtHost;  ///< "ann@host"
+  std::string fullName;    ///< the first GECOS field of the user database
+};
+
+/// All that is referred to must outlive the store and the objects taken from it.
+struct StoreWorld {
+  FileSystem& files;
+  const Clock& clock;
+  EventQueue& events;  ///< runs what it is given on the user-interface thread
+  Executor& executor;  ///< for work that would keep that thread waiting
+  CommandRunner& commands;
+  RandomBytes random;
+  LocalIdentity user = {};
+  std::string stateFolder = {};  ///< SpecialFolders::stateFolder()
+  /// Told what the user should read, on the user-interface thread.
+  std::function<void(StoreNotice)> notice = [](const StoreNotice&) {};
+  /// Takes the mailbox's folder for this program, or checks that the program still has it. A store
+  /// of mail on disk calls this before each use of the folder. The error is a sentence for the
+  /// user.
+  std::function<Result<void>(const std::string& folder)> lockFolder = [](const std::string&) {
+    return Result<void>();
+  };
+};
+
+}  // namespace relaybird

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// What a store under test is given in place of threads and of other programs.
+#pragma once
+
+#include "platform/system/command_runner.h"
+#include "platform/system/executor.h"
+
+namespace relaybird {
+
+/// Does the job inside run().
+class InlineExecutor : public Executor {
+ public:
+  void run(std::function<void()> job) override { job(); }
+};
+
+/// Starts no command.
+class NoCommands : public CommandRunner {
+ public:
+  CommandResult run(const std::vector<std::string>&, std::string_view, std::chrono::milliseconds,
+                    std::stop_token) override {
+    return {};
+  }
+};
+
+}  // namespace relaybird
