@@ -8,7 +8,7 @@
 
 #include "app/program_start.h"
 #include "platform/posix/main_loop.h"
-#include "prefs/file/preference_location.h"
+#include "prefs/preference_location.h"
 
 namespace relaybird {
 
@@ -32,7 +32,7 @@ std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait
 }
 
 std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
-  const std::string file = locatePreferenceFile({files, profiles, folders, osVersion});
+  const std::string file = locatePreferenceFile(files, profiles, folders, osVersion);
   const auto reader = profiles.read(file);
   mailbox_.store = mailStoreName(*reader);
   auto store = openStore(mailbox_.store, *reader, file,

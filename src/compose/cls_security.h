@@ -11,12 +11,10 @@
 
 #include "compose/size_rule.h"
 #include "mail/mail_store.h"
-#include "prefs/item_reader.h"
+#include "prefs/cls_pref.h"
 #include "prefs/preference_fields.h"
 
 namespace relaybird {
-
-class clsPref;
 
 /// One builder serves one pass; it drops what it holds whenever it is handed the next item.
 /// Failures are a false result and errorText(); only the four readers of the inbox item throw,
@@ -30,8 +28,8 @@ class clsSecurity : public ItemReader {
 
   explicit clsSecurity(ObjectFactory& objects, Purpose purpose = Purpose::kForward);
 
-  /// Always true. The preferences must outlive the builder's use. Without any there is no size
-  /// limit and nobody to forward to.
+  /// Always true. The preferences must outlive the builder's use. Without preferences there is no
+  /// size limit and no recipient.
   bool SetPref(const clsPref& prefs) override;
   /// Selects the short cell-phone format for the forwards to come.
   void setFormatForCellPhone(bool cellPhone) { cellPhone_ = cellPhone; }

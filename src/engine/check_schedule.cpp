@@ -15,8 +15,6 @@ namespace {
 constexpr std::chrono::milliseconds kMinute{60000};
 constexpr std::chrono::milliseconds kSyncWatch{10000};
 constexpr std::chrono::seconds kSyncGivenUpAfter{900};
-// A mailbox is never looked at more often than this, whatever a hand-edited preference file says.
-constexpr std::int32_t kFewestMinutes = 2;
 
 }  // namespace
 

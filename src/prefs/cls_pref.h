@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// clsPref: every setting of the user, its file, the rules that decide what is forwarded, and the
-// address lists. The main window owns one for the life of the program.
+// clsPref: every setting of the user, the preference file, the rules that decide what is forwarded,
+// and the address lists. The main window owns one for the life of the program.
 #pragma once
 
 #include <cstdint>
@@ -16,10 +16,33 @@
 #include "platform/system/special_folders.h"
 #include "prefs/address_lists.h"
 #include "prefs/forwarding_rules.h"
-#include "prefs/item_reader.h"
 #include "prefs/preference_fields.h"
 
 namespace relaybird {
+
+class clsPref;
+
+/// How the forwarding rules read an inbox item's protected properties. The forward builder
+/// implements it; the rules do not depend on it.
+class ItemReader {
+ public:
+  virtual ~ItemReader() = default;
+  /// Hands over the preferences; true when they were taken.
+  virtual bool SetPref(const clsPref& prefs) = 0;
+  /// Wraps the item. False when it cannot be wrapped, and errorText() may say why.
+  virtual bool MakeSafeInboxItem(const std::shared_ptr<MailItem>& item) = 0;
+  virtual std::string errorText() const = 0;
+
+  /// The inbox item's own texts, not its forward's. Read when first asked for; throw
+  /// MailStoreError.
+  virtual std::string inboxSubject() = 0;
+  virtual std::string inboxBody() = 0;
+  virtual std::string senderName() = 0;
+  virtual std::string senderAddress() = 0;
+};
+
+/// Makes a fresh reader for one item. It measures, addresses and saves nothing.
+using ItemReaderMaker = std::function<std::unique_ptr<ItemReader>()>;
 
 /// What clsPref needs of the world. The referenced objects must outlive it.
 struct PrefWorld {
@@ -40,7 +63,9 @@ struct PrefWorld {
 };
 
 class PrefForms;
-struct FormValues;
+
+/// What FormToClass returns after an unexpected failure.
+inline constexpr int kUnexpectedTransferFailure = -1000;
 
 /// Operations return a status and leave a text. Only the two readers of a task request throw.
 class clsPref {
@@ -107,8 +132,9 @@ class clsPref {
   void connectForms(PrefForms& forms) { forms_ = &forms; }
   /// Takes over what stands in the settings dialog, when all of it is acceptable. Returns 1; -1
   /// when a value was refused, and mstrErrDesc says which; 0 when the user declined to go on after
-  /// a failed address check, and mbolDontExit is set. Nothing has been stored then. -1000 after an
-  /// unexpected failure, which the verbose log names; what was stored before it stays.
+  /// a failed address check, and mbolDontExit is set. Nothing has been stored then.
+  /// kUnexpectedTransferFailure after any other failure, which the verbose log names; what was
+  /// stored before it stays.
   int FormToClass();
   /// Fills the dialog, and shows the format in the main window. Returns 1, or -1 after a failure,
   /// which the verbose log names. A stored code outside its range goes into the dialog as it is.
@@ -137,7 +163,7 @@ class clsPref {
   std::unique_ptr<ItemReader> readerOf(const std::shared_ptr<MailItem>& item) const;
   std::string taskProperty(const std::shared_ptr<MailItem>& item, std::uint32_t tag) const;
   void takeHelpFile(const ProfileReader& file);
-  void store(const FormValues& values);
+  void store(const PreferenceFields& accepted);
   void fillForm(PrefForms& form) const;
 
   PrefWorld world_;

@@ -30,7 +30,7 @@ bool sameMember(const Member& member, const PreferenceFields& a, const Preferenc
 std::vector<std::string> changedMembers(const PreferenceFields& before,
                                         const PreferenceFields& after) {
   std::vector<std::string> names;
-  for (const PreferenceField& field : preferenceFields()) {
+  for (const PreferenceField& field : kPreferenceFields) {
     const auto same = [&](const auto& member) { return sameMember(member, before, after); };
     if (!std::visit(same, field.member)) {
       names.emplace_back(field.name);

@@ -29,7 +29,7 @@ TEST(PreferenceFields, AreZeroAndEmptyWhenMade) {
 
 TEST(PreferenceFields, AreReadInTheOrderOfTheTable) {
   std::vector<std::string> names;
-  for (const PreferenceField& field : preferenceFields()) {
+  for (const PreferenceField& field : kPreferenceFields) {
     names.emplace_back(field.name);
   }
   EXPECT_EQ(names, (std::vector<std::string>{
@@ -44,7 +44,7 @@ TEST(PreferenceFields, AreReadInTheOrderOfTheTable) {
 
 TEST(PreferenceFields, AreWrittenInAnotherOrder) {
   std::vector<std::string> names;
-  for (const PreferenceField* field : preferenceFieldsAsWritten()) {
+  for (const PreferenceField* field : preferenceFieldsBy(&PreferenceField::writtenAs)) {
     names.emplace_back(field->name);
   }
   EXPECT_EQ(names, (std::vector<std::string>{"mdblFwdToFrequency",
@@ -71,7 +71,7 @@ TEST(PreferenceFields, AreWrittenInAnotherOrder) {
 
 TEST(PreferenceFields, HaveTheTextsThatStandForAMissingKey) {
   std::vector<std::string> texts;
-  for (const PreferenceField& field : preferenceFields()) {
+  for (const PreferenceField& field : kPreferenceFields) {
     texts.emplace_back(field.absentText);
   }
   EXPECT_EQ(texts, (std::vector<std::string>{"15.0",  "False", "False", "False",    "True",

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "prefs/file/preference_location.h"
+#include "prefs/preference_location.h"
 
 #include <gtest/gtest.h>
 

@@ -75,7 +75,7 @@ TEST(ReadIniPref, AFileWithoutKeysGivesTheDefaults) {
 
 TEST(ReadIniPref, EveryEmptyValueStandsForItsOwnDefault) {
   PrefBench bench;
-  for (const PreferenceField& field : preferenceFields()) {
+  for (const PreferenceField& field : kPreferenceFields) {
     bench.profiles[std::string(field.name)] = "";
   }
   for (const char* count : {"mcolSenderList_num", "mstrFwdToAddress_num", "mstrTextToMatch_num"}) {
@@ -381,6 +381,27 @@ TEST(HelpFile, MayEndInChmOfAnyCase) {
   bench.profiles["strHelpFileLocation"] = "/opt/RBX.cHm";
   bench.prefs.ReadIniPref();
   EXPECT_EQ(bench.helpFiles, std::vector<std::string>{"/opt/RBX.cHm"});
+}
+
+TEST(HelpFile, MayBeALinkToAFile) {
+  PrefBench bench;
+  bench.files.addFile("/opt/manual.chm", "help");
+  bench.files.addLink("/opt/link.chm", "/opt/manual.chm");
+  bench.profiles["strHelpFileLocation"] = "/opt/link.chm";
+  bench.prefs.ReadIniPref();
+  EXPECT_EQ(bench.helpFiles, std::vector<std::string>{"/opt/link.chm"});
+}
+
+TEST(HelpFile, IsNotALinkThatLeadsNowhereOrToAFolder) {
+  PrefBench bench;
+  bench.files.addFolder("/opt/folder");
+  bench.files.addLink("/opt/dangling.chm", "/opt/missing.chm");
+  bench.files.addLink("/opt/folder.chm", "/opt/folder");
+  for (const char* path : {"/opt/dangling.chm", "/opt/folder.chm"}) {
+    bench.profiles["strHelpFileLocation"] = path;
+    bench.prefs.ReadIniPref();
+    EXPECT_TRUE(bench.helpFiles.empty()) << path;
+  }
 }
 
 TEST(HelpFile, StaysAsItIsWhenTheNamedOneIsNone) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "prefs/file/preference_text.h"
+#include "prefs/preference_file.h"
 
 #include <gtest/gtest.h>
 

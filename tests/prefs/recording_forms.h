@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "prefs/form/pref_forms.h"
+#include "prefs/pref_forms.h"
 
 namespace relaybird {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/system/file_exists.h"
-#include "prefs/file/preference_location.h"
+#include "prefs/preference_location.h"
 
 namespace relaybird {
 namespace {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/text/ascii_text.h"
-#include "prefs/form/pref_forms.h"
+#include "prefs/pref_forms.h"
 
 namespace relaybird {
 

@@ -11,9 +11,6 @@
 namespace relaybird {
 namespace {
 
-// Results of FormToClass from here down are unexpected failures.
-constexpr int kUnexpectedFailure = -1000;
-
 void showAsActive(Control& title, Control& description, bool active) {
   for (Control* label : {&title, &description}) {
     label->setForeColor(active ? kButtonText : kGrayText);
@@ -152,7 +149,7 @@ void frmPrefs::apply() {
   clsPref& prf = world_.prf;
   stored_ = false;
   const int result = prf.FormToClass();
-  if (result <= kUnexpectedFailure) {
+  if (result <= kUnexpectedTransferFailure) {
     fail("Error occurred - Prefs not saved.");
   } else if (result < 0) {
     fail("Problem - " + prf.mstrErrDesc);

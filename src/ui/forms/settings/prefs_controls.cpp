@@ -1,18 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "ui/forms/settings/prefs_controls.h"
 
-#include <initializer_list>
+#include <algorithm>
 
 namespace relaybird {
-namespace {
-
-void putOnTab(PrefsTab tab, std::initializer_list<Control*> controls) {
-  for (Control* control : controls) {
-    control->setTab(tab);
-  }
-}
-
-}  // namespace
 
 PrefsControls::PrefsControls() : Form("frmPrefs", "Settings") {
   placeOnTabs();
@@ -48,22 +39,19 @@ PrefsControls::PrefsControls() : Form("frmPrefs", "Settings") {
   setCancelButton(cmdCancel);
 }
 
+// A tab holds the controls from one to another in the order of their declaration, so that a new
+// control needs no line here.
 void PrefsControls::placeOnTabs() {
-  putOnTab(kGeneralTab,
-           {&lblEmail, &txtAddress, &cmdValidateAd, &lblMinutes, &txtMinutes, &lblHours,
-            &lblMaxToForward, &txtMaxToForward, &lblOtherPrefs, &chkIgnoreExistingMsg, &chkBcc,
-            &Label1, &chkForwardingOnAtStartup, &chkForwardStart});
-  putOnTab(kSizeTab,
-           {&lblSize, &chkLimitFileSize, &txtMaxFileSize, &lblMaxFileSize, &chkIncludeAttachments});
-  putOnTab(kSenderTab, {&lblReceivedFrom, &frmReceivedFrom, &opbFwdAll, &opbFwdAllBut, &opbFwdOnly,
-                        &lblAddresses, &txtAddresses, &cmdGetSenderName});
-  putOnTab(kTextTab, {&lblContentsFilter, &chkContentFilter, &lblTextToCheck, &cmbTextToCheck,
-                      &lblTypeOfMatch, &cmbTypeOfMatch, &Label3, &txtWordMatch});
-  putOnTab(kCellPhoneTab,
-           {&Label2, &opbFormatForCellPhone, &lblFormatForCellTitle, &lblFormatForCellDesc,
-            &opbFormatForEmail, &lblFormatForEmailTitle, &lblFormatForEmailDesc,
-            &picStoreCellEnabled, &picStoreCellDisabled, &picStorePcEnabled, &picStorePcDisabled,
-            &Label8, &lblWhichCellOptionSelected, &opbRegCellPhone, &opbRegEmail});
+  const auto place = [this](PrefsTab tab, const Control& first, const Control& last) {
+    const auto begin = std::find(controls().begin(), controls().end(), &first);
+    const auto end = std::find(begin, controls().end(), &last);
+    std::for_each(begin, end + 1, [&](Control* control) { control->setTab(tab); });
+  };
+  place(kGeneralTab, lblEmail, chkForwardStart);
+  place(kSizeTab, lblSize, chkIncludeAttachments);
+  place(kSenderTab, lblReceivedFrom, cmdGetSenderName);
+  place(kTextTab, lblContentsFilter, txtWordMatch);
+  place(kCellPhoneTab, Label2, opbRegEmail);
 }
 
 void PrefsControls::fillLists() {

@@ -5,7 +5,7 @@
 #include <limits>
 #include <map>
 
-#include "prefs/form/pref_forms.h"
+#include "prefs/pref_forms.h"
 #include "ui/forms/main/program_fixture.h"
 
 namespace relaybird {

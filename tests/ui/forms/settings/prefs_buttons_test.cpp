@@ -2,7 +2,7 @@
 // Apply, OK and Cancel of the settings dialog.
 #include <gmock/gmock.h>
 
-#include "prefs/form/pref_forms.h"
+#include "prefs/pref_forms.h"
 #include "ui/forms/main/program_fixture.h"
 
 namespace relaybird {

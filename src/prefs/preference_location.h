@@ -27,14 +27,6 @@ std::string formerPreferenceFile(const SpecialFolders& folders, const OsVersion&
 /// empty where there is no such folder.
 std::string helpMemoryFile(const SpecialFolders& folders);
 
-/// What the search for the file works on.
-struct PreferencePlaces {
-  FileSystem& files;
-  ProfileStrings& profiles;
-  const SpecialFolders& folders;
-  const OsVersion& osVersion;
-};
-
 /// The file to use. Makes its folder; a former file that exists replaces the current one, always,
 /// and disappears; of a link, what it leads to is copied. Where the folder cannot be made, the
 /// current file is read-only or the former one cannot be moved, both are left with what they held
@@ -42,6 +34,7 @@ struct PreferencePlaces {
 ///
 /// In the Windows folder the help program keeps a file of the same name. One that holds its key and
 /// no setting is no former file and stays where it is.
-std::string locatePreferenceFile(const PreferencePlaces& places);
+std::string locatePreferenceFile(FileSystem& files, ProfileStrings& profiles,
+                                 const SpecialFolders& folders, const OsVersion& osVersion);
 
 }  // namespace relaybird

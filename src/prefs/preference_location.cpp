@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "prefs/file/preference_location.h"
+#include "prefs/preference_location.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,9 +8,10 @@
 #include <optional>
 #include <utility>
 
+#include "platform/system/file_exists.h"
 #include "platform/system/folder_check.h"
-#include "prefs/file/preference_file.h"
 #include "prefs/preference_fields.h"
+#include "prefs/preference_file.h"
 
 namespace relaybird {
 
@@ -135,17 +136,18 @@ bool holdsKey(const ProfileReader& file, const std::string& key) {
 }
 
 bool holdsSettings(const ProfileReader& file) {
-  const auto& fields = preferenceFields();
-  return std::any_of(fields.begin(), fields.end(), [&](const PreferenceField& field) {
-    return holdsKey(file, std::string(field.name)) || holdsKey(file, countKey(field.name));
-  });
+  return std::any_of(
+      kPreferenceFields.begin(), kPreferenceFields.end(), [&](const PreferenceField& field) {
+        return holdsKey(file, std::string(field.name)) || holdsKey(file, countKey(field.name));
+      });
 }
 
-bool isHelpFileMemory(const PreferencePlaces& places, const std::string& former) {
-  if (former != helpMemoryFile(places.folders)) {
+bool isHelpFileMemory(ProfileStrings& profiles, const SpecialFolders& folders,
+                      const std::string& former) {
+  if (former != helpMemoryFile(folders)) {
     return false;
   }
-  const std::unique_ptr<ProfileReader> file = places.profiles.read(former);
+  const std::unique_ptr<ProfileReader> file = profiles.read(former);
   return holdsKey(*file, std::string(kHelpKey)) && !holdsSettings(*file);
 }
 
@@ -169,17 +171,17 @@ std::string helpMemoryFile(const SpecialFolders& folders) {
   return joined(folders.windowsFolder(), kFormerName);
 }
 
-std::string locatePreferenceFile(const PreferencePlaces& places) {
-  std::string former = formerPreferenceFile(places.folders, places.osVersion);
-  std::string current = currentPreferenceFile(places.folders);
-  if (current.empty() || !MakeFolderPath(places.files, current, kSeparator)) {
+std::string locatePreferenceFile(FileSystem& files, ProfileStrings& profiles,
+                                 const SpecialFolders& folders, const OsVersion& osVersion) {
+  std::string former = formerPreferenceFile(folders, osVersion);
+  std::string current = currentPreferenceFile(folders);
+  if (current.empty() || !MakeFolderPath(files, current, kSeparator)) {
     return former;
   }
-  const bool exists = isFile(places.files, target(places.files, former));
-  if (!exists || isHelpFileMemory(places, former)) {
+  if (!FileExists(files, former) || isHelpFileMemory(profiles, folders, former)) {
     return current;
   }
-  return moveFile(places.files, former, current) ? current : former;
+  return moveFile(files, former, current) ? current : former;
 }
 
 }  // namespace relaybird

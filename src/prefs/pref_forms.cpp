@@ -1,16 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "prefs/form/form_check.h"
+#include "prefs/pref_forms.h"
 
 #include "platform/text/number_text.h"
 #include "prefs/address_lists.h"
 
 namespace relaybird {
-
-namespace {
-
-constexpr double kFewestMinutes = 2;
-
-}  // namespace
 
 FormCheck::FormCheck(PrefForms& forms, bool addressesAreBad, std::string_view decimalSeparator)
     : forms_(forms), addressesAreBad_(addressesAreBad), decimalSeparator_(decimalSeparator) {}
@@ -22,7 +16,7 @@ FormCheck::Verdict FormCheck::run() {
   if (addressesAreBad_ && !userAgrees()) {
     return Verdict::kDeclined;
   }
-  // The question lets events run: the size may be another one by now.
+  // The question lets events run, so the size may have changed: it is read again.
   if (!sizeRead() || !maximumAccepted()) {
     return Verdict::kRefused;
   }
@@ -47,7 +41,7 @@ bool FormCheck::minutesAccepted() {
     forms_.setText("txtMinutes", shortestText(kFewestMinutes));
     return refuse("Not allowed to check mail more often than 2 minutes.");
   }
-  values_.minutes = *minutes;
+  values_.mdblFwdToFrequency = *minutes;
   return true;
 }
 
@@ -65,10 +59,10 @@ bool FormCheck::sizeAccepted() {
 }
 
 bool FormCheck::listsAccepted() {
-  if (FormTextToArray(forms_.text("txtAddress"), values_.addresses) < 0) {
+  if (FormTextToArray(forms_.text("txtAddress"), values_.mstrFwdToAddress) < 0) {
     return refuse("Error parsing out forwarding Email addresses from form.");
   }
-  if (FormTextToArray(forms_.text("txtWordMatch"), values_.words) < 0) {
+  if (FormTextToArray(forms_.text("txtWordMatch"), values_.mstrTextToMatch) < 0) {
     return refuse("Error parsing out list of subject/body keywords from form.");
   }
   return true;
@@ -89,7 +83,7 @@ bool FormCheck::sizeRead() {
   if (!megabytes) {
     return refuse("Invalid maximum email size to forward given");
   }
-  values_.megabytes = *megabytes;
+  values_.mdblMaxFwdSize = *megabytes;
   return true;
 }
 
@@ -102,7 +96,7 @@ bool FormCheck::maximumAccepted() {
   if (*maximum <= 0) {
     return refuse("Entry for maximum emails to forward must be greater than zero.");
   }
-  values_.maximum = *maximum;
+  values_.mlngMaxToForward = *maximum;
   return true;
 }
 

@@ -1,18 +1,31 @@
 // SPDX-License-Identifier: MIT
-#include "prefs/file/preference_file.h"
+#include "prefs/preference_file.h"
 
 #include <algorithm>
 #include <limits>
 #include <optional>
 #include <variant>
 
+#include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
+#include "platform/text/utf8_text.h"
 #include "prefs/address_lists.h"
-#include "prefs/file/preference_text.h"
 
 namespace relaybird {
 
 namespace {
+
+constexpr int kShift = 17;
+
+std::string moved(std::string_view text, int by) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const std::int32_t code = takeCharacter(text) + by;
+    appendCharacter(result, code < 0 ? 0 : code);
+  }
+  return result;
+}
 
 constexpr std::string_view kMissingEntry = "0";
 
@@ -155,7 +168,7 @@ PreferenceFields readPreferences(const ProfileReader& file, std::string_view sec
                                  const LineSink& logVerbose) {
   PreferenceFields fields;
   FieldReader reader(file, section, logVerbose, fields);
-  for (const PreferenceField& field : preferenceFields()) {
+  for (const PreferenceField& field : kPreferenceFields) {
     reader.read(field);
   }
   // No password is worth keeping in a file that hides it so badly.
@@ -168,9 +181,35 @@ PreferenceFields readPreferences(const ProfileReader& file, std::string_view sec
 bool writePreferences(ProfileWriter& file, std::string_view section,
                       const PreferenceFields& fields) {
   FieldWriter writer(file, section, fields);
-  const PreferenceTable& table = preferenceFieldsAsWritten();
-  return std::all_of(table.begin(), table.end(),
+  const std::vector<const PreferenceField*> fieldsInOrder =
+      preferenceFieldsBy(&PreferenceField::writtenAs);
+  return std::all_of(fieldsInOrder.begin(), fieldsInOrder.end(),
                      [&](const PreferenceField* field) { return writer.write(*field); });
+}
+
+bool booleanFromText(std::string_view text) {
+  const std::string trimmed = trimBlanks(text);
+  return trimmed == "1" || asciiLower(trimmed) == "true";
+}
+
+std::string textFromBoolean(bool value) {
+  return value ? "1" : "0";
+}
+
+std::optional<std::int16_t> wholeFromText16(std::string_view text) {
+  return toInt16(numericPrefix(text));
+}
+
+std::optional<std::int32_t> wholeFromText32(std::string_view text) {
+  return toInt32(numericPrefix(text));
+}
+
+std::string shifted(std::string_view text) {
+  return moved(text, kShift);
+}
+
+std::string unshifted(std::string_view text) {
+  return moved(text, -kShift);
 }
 
 }  // namespace relaybird
