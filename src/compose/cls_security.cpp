@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
-// clsSecurity's building of a forward. Private members raise the mail store's faults; what is
-// handed out to callers is in cls_security_send.cpp.
+// clsSecurity: builds the forward of one inbox item, measures it against the size limit, addresses
+// and sends it, and reads the inbox item for the rules.
+//
+// The item and its forward are only touched through safe items (mobjSafe_, reader_), because the
+// mail application would otherwise stop at a security prompt. Private members raise the mail
+// store's faults; the public operations turn them into a false result with errorText(), so that one
+// bad item does not end a pass.
 #include "compose/cls_security.h"
 
 #include <exception>
@@ -13,7 +18,7 @@ namespace relaybird {
 
 namespace {
 
-// A shorter sender address is nothing that anybody could reply to.
+// Nobody could reply to a shorter sender address.
 constexpr std::size_t kShortestReplyAddress = 4;
 
 enum class KindGroup { kMail, kMeeting, kReport, kTask, kOther };
@@ -36,6 +41,14 @@ KindGroup groupOf(const MailItem& item) {
     }
   }
   return KindGroup::kOther;
+}
+
+bool isSafeItem(const SafeItem* item) {
+  if (item == nullptr) {
+    return false;
+  }
+  const std::string kind = asciiUpper(item->ClassName());
+  return kind == "SAFEMAILITEM" || kind == "SAFEMEETINGITEM";
 }
 
 }  // namespace
@@ -224,6 +237,106 @@ void clsSecurity::addRecipients(const Settings& settings) {
   for (const std::string& address : settings.addresses) {
     required(recipients->Add(address), "recipient")->Type(settings.recipientType);
   }
+}
+
+bool clsSecurity::send() {
+  errorText_.clear();
+  try {
+    SafeItem& forward = madeForward();
+    if (!required(forward.Recipients(), "recipients")->ResolveAll()) {
+      errorText_ = "Outlook could not resolve all forwarding recipients";
+      return false;
+    }
+    forward.send();
+    createAs<UtilityObject>(objects_, prog_id::kUtility)->DeliverNow();
+    return true;
+  } catch (const std::exception& fault) {
+    errorText_ = fault.what();
+    return false;
+  }
+}
+
+bool clsSecurity::GetSafeItemSizes() {
+  try {
+    if (!isSafeItem(mobjSafe_.get())) {
+      errorText_ = "clsSecurity::GetSafeItemSizes Error - mobjSafe wrong type";
+      return false;
+    }
+    const std::string subject = mobjSafe_->Subject();
+    textSize_ = textSizeOf(subject, mobjSafe_->Body());
+    attachmentsSize_ = 0;
+    const auto attachments = required(mobjSafe_->Attachments(), "attachments");
+    const std::int32_t count = attachments->Count();
+    for (std::int32_t i = 1; i <= count; ++i) {
+      const auto attachment = required(attachments->Item(i), "attachment");
+      attachmentsSize_ = addedSizes(attachmentsSize_, attachment->Size());
+    }
+    return true;
+  } catch (const std::exception& fault) {
+    errorText_ = fault.what();
+    return false;
+  }
+}
+
+std::string clsSecurity::GetSafeItemSubject() {
+  return ofForward([](SafeItem& forward) { return forward.Subject(); });
+}
+
+std::string clsSecurity::GetSafeItemBody() {
+  return ofForward([](SafeItem& forward) { return forward.Body(); });
+}
+
+std::string clsSecurity::GetSafeItemEmailId() {
+  return ofForward([](SafeItem& forward) { return forward.EntryID(); });
+}
+
+std::string clsSecurity::ofForward(std::string (*read)(SafeItem& forward)) {
+  try {
+    return mobjSafe_ ? read(*mobjSafe_) : std::string();
+  } catch (const std::exception& fault) {
+    errorText_ = fault.what();
+    return {};
+  }
+}
+
+SafeItem& clsSecurity::madeForward() const {
+  if (!mobjSafe_) {
+    throw MailStoreError("There is no forward to send");
+  }
+  return *mobjSafe_;
+}
+
+// Reports and task requests have no reading wrapper; their own properties are open to everyone.
+MailItem& clsSecurity::readable() const {
+  if (reader_) {
+    return *reader_;
+  }
+  if (!inboxItem_) {
+    throw MailStoreError("There is no item to read");
+  }
+  return *inboxItem_;
+}
+
+std::string clsSecurity::inboxSubject() {
+  return readable().Subject();
+}
+
+std::string clsSecurity::inboxBody() {
+  return readable().Body();
+}
+
+std::string clsSecurity::senderName() {
+  if (!senderName_) {
+    senderName_ = readable().SenderName();
+  }
+  return *senderName_;
+}
+
+std::string clsSecurity::senderAddress() {
+  if (!senderAddress_) {
+    senderAddress_ = readable().Fields(kPrSenderEmailAddress);
+  }
+  return *senderAddress_;
 }
 
 ItemReaderMaker itemReaders(ObjectFactory& objects) {
