@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The toolkit's loop without a screen: what a timer or an event throws must not end the program,
-// what is kept for the end of a check waits for it, and the program ends from within any loop.
+// Runs the toolkit's event loop without a display. Checks that an exception in a timer or an event
+// does not end the program, that deferred input waits for the end of the check, and that the
+// program can end from within any loop.
 #include "ui/desktop/services/wx_loop.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +22,7 @@
 namespace relaybird::desktop {
 namespace {
 
-// Counts what reaches the application.
+// Counts the exceptions that reach the application.
 class CountingApp : public wxAppConsole {
  public:
   bool OnExceptionInMainLoop() override {
@@ -46,7 +47,7 @@ class WxLoopTest : public testing::Test {
   }
   ~WxLoopTest() override { wxEntryCleanup(); }
 
-  // Runs the loop until `done`, looked at after each event.
+  // Runs the loop until `done` returns true; it is called after each event.
   void runUntil(const std::function<bool()>& done) {
     std::unique_ptr<wxEventLoopBase> loop(app_->GetTraits()->CreateEventLoop());
     const wxEventLoopActivator active(loop.get());
@@ -56,7 +57,7 @@ class WxLoopTest : public testing::Test {
     }
   }
 
-  CountingApp* app_ = new CountingApp;  // the toolkit's, once it is the instance
+  CountingApp* app_ = new CountingApp;  // owned by the toolkit once it is the instance
   bool started_ = false;
 };
 
@@ -73,7 +74,8 @@ TEST_F(WxLoopTest, ATimerThatThrowsTicksOn) {
   EXPECT_GE(ticks, app_->faults);
 }
 
-// What is told opens a box, and no timer ticks again before its tick has returned.
+// The application opens a box for an exception, and a timer does not tick again before its tick has
+// returned.
 TEST_F(WxLoopTest, WhatATimerThrowsIsToldWhenItsTickIsOver) {
   ASSERT_TRUE(started_);
   WxLoop loop;
@@ -117,14 +119,14 @@ TEST_F(WxLoopTest, EventsOfALoopThatIsGoneAreDropped) {
   EXPECT_FALSE(ran);
 }
 
-// A check paused in the loop of a box when the end was asked for: the toolkit ignored it, and the
-// program went on when the box had gone.
-TEST_F(WxLoopTest, AnEndAskedForInTheLoopOfABoxEndsTheMainLoopToo) {
+// A check paused in the loop of a box when the program was told to end. The toolkit ignored that,
+// and the program went on after the box had closed.
+TEST_F(WxLoopTest, EndingFromTheLoopOfABoxEndsTheMainLoopToo) {
   ASSERT_TRUE(started_);
   WxLoop loop;
   bool ended = true;
-  // A main loop that goes on is ended by this.
-  const auto givenUp = loop.makeTimer(std::chrono::milliseconds{20}, [&] {
+  // Ends the main loop if the tested call does not.
+  const auto watchdog = loop.makeTimer(std::chrono::milliseconds{20}, [&] {
     ended = false;
     app_->ExitMainLoop();
   });
@@ -136,16 +138,16 @@ TEST_F(WxLoopTest, AnEndAskedForInTheLoopOfABoxEndsTheMainLoopToo) {
       endMainLoop();
     });
     box->Run();
-    givenUp->setEnabled(true);
+    watchdog->setEnabled(true);
   });
   app_->MainLoop();
   EXPECT_TRUE(ended);
 }
 
-class KeptInputTest : public WxLoopTest {
+class DeferredInputTest : public WxLoopTest {
  protected:
-  // Keeps a click in the pause of a check, as it is kept while a sleep lasts.
-  void keepInThePause() {
+  // Defers a click in the pause of a check.
+  void deferInPause() {
     sleeper_ = std::make_unique<WxSleeper>(
         [this] {
           WxSleeper::afterCheck(*app_, [this] { delivered_ = true; });
@@ -154,7 +156,7 @@ class KeptInputTest : public WxLoopTest {
         [this] { return checkRuns_(); });
     sleeper_->sleep(std::chrono::hours{1});
   }
-  // Long enough for the click to be looked at several times.
+  // Long enough for several polls for the end of the check.
   void runAWhile() {
     WxLoop loop;
     int ticks = 0;
@@ -168,22 +170,22 @@ class KeptInputTest : public WxLoopTest {
   bool delivered_ = false;
 };
 
-// The status line of the synchronisation after the pause lets events run: a box that came up there
-// held up the check.
-TEST_F(KeptInputTest, AClickOfThePauseDoesNotComeBeforeTheCheckHasEnded) {
+// After the pause the synchronisation updates the status line, which runs events. A box that opened
+// there blocked the check.
+TEST_F(DeferredInputTest, ADeferredClickWaitsForTheEndOfTheCheck) {
   ASSERT_TRUE(started_);
-  keepInThePause();
+  deferInPause();
   runAWhile();
   EXPECT_FALSE(delivered_);
   checkRuns_ = [] { return false; };
   runUntil([this] { return delivered_; });
 }
 
-TEST_F(KeptInputTest, AClickOfThePauseDoesNotComeWhileTheLoopYields) {
+TEST_F(DeferredInputTest, ADeferredClickWaitsWhileTheLoopYields) {
   ASSERT_TRUE(started_);
   WxLoop loop;
   bool yielded = false;
-  // Asked just before the click is posted, so that this event comes first.
+  // Posted before the click, so that this event comes first.
   bool asked = false;
   checkRuns_ = [&] {
     if (!std::exchange(asked, true)) {
@@ -195,15 +197,15 @@ TEST_F(KeptInputTest, AClickOfThePauseDoesNotComeWhileTheLoopYields) {
     }
     return false;
   };
-  keepInThePause();
+  deferInPause();
   runUntil([&] { return yielded && delivered_; });
 }
 
-TEST_F(KeptInputTest, ACheckThatBeginsBeforeTheClickComesHoldsItToo) {
+TEST_F(DeferredInputTest, AClickIsDeferredAgainWhenAnotherCheckHasStarted) {
   ASSERT_TRUE(started_);
   bool looked = false;
   checkRuns_ = [&] { return std::exchange(looked, true); };
-  keepInThePause();
+  deferInPause();
   runAWhile();
   EXPECT_TRUE(looked);
   EXPECT_FALSE(delivered_);

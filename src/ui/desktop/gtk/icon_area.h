@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Who shows icons: a host that has registered with the session's StatusNotifierWatcher, or where
-// there is no watcher on the session's bus, the tray of an X screen. On the user-interface thread.
+// Whether the desktop shows notification-area icons. They are shown by a host registered with the
+// StatusNotifierWatcher of the session bus, or, if there is no watcher, by the tray of the X
+// screen. Everything here runs on the user-interface thread.
 #pragma once
 
 #include <gio/gio.h>
@@ -12,28 +13,28 @@
 
 namespace relaybird::desktop {
 
-/// Whether icons are shown now. Waits a second at most for a watcher that does not answer, which
-/// counts as one that shows none.
+/// Whether icons are shown now. Blocks for up to one second if the watcher does not answer, and
+/// then returns false.
 bool iconsAreShown();
 
-/// Reports what it sees: at first, at every sign that it has changed, and when asked. Of GNOME's
-/// panel the part that shows icons is away for as long as the screen is locked: icons are then held
-/// back.
+/// Reports the state of the icon area: once at the start, at every sign of a change, and after each
+/// query(). While the screen is locked, GNOME unloads the extension that shows icons; the state is
+/// then IconArea::kHeldBack.
 class IconAreaWatch {
  public:
-  /// `report` is called from the main loop, and may destroy this.
+  /// `report` is called from the main loop. It may destroy this object.
   explicit IconAreaWatch(std::function<void(IconArea)> report);
   ~IconAreaWatch();
   IconAreaWatch(const IconAreaWatch&) = delete;
   IconAreaWatch& operator=(const IconAreaWatch&) = delete;
 
-  /// Reports a little later; nothing where a report is on its way.
-  void look();
+  /// Queries the state and reports it later. Does nothing if a query is already pending.
+  void query();
 
  private:
   void changed();
-  void askWhetherLocked();
-  void tell(IconArea area);
+  void queryScreenLock();
+  void deliver(IconArea area);
 
   static void onAnswer(GObject* bus, GAsyncResult* result, gpointer self);
   static void onLockAnswer(GObject* bus, GAsyncResult* result, gpointer self);
@@ -45,13 +46,13 @@ class IconAreaWatch {
 
   std::function<void(IconArea)> report_;
   GCancellable* cancel_ = g_cancellable_new();
-  GDBusConnection* bus_;  ///< null where there is none, and then no icon either
+  GDBusConnection* bus_;  ///< null without a session bus; no icon can be shown then
   guint name_ = 0;
   guint signals_ = 0;
-  GtkClipboard* tray_ = nullptr;  ///< the toolkit's; null off X
+  GtkClipboard* tray_ = nullptr;  ///< owned by GTK; null if not on X
   gulong trayChanges_ = 0;
-  bool asked_ = false;  ///< an answer is on its way
-  bool again_ = false;  ///< something has changed since it was asked for
+  bool pending_ = false;  ///< a query is waiting for its answer
+  bool stale_ = false;    ///< the state changed after the query was sent
 };
 
 }  // namespace relaybird::desktop

@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+// The GTK side of widgets: what wxWidgets does not offer, done on the GTK widget behind a wxWindow.
+//
+// Most of it is accessibility. WHY: wxGTK 3.2 has no API for accessible names, roles and relations
+// (wxAccessible exists on Windows only), so they are set with ATK directly. The rest adjusts the
+// appearance and modality of widgets, and the clipboard.
 #include <gdk/gdkx.h>
 #include <gtk/gtk.h>
 
@@ -9,35 +14,36 @@
 namespace relaybird::desktop {
 namespace {
 
-// A frame's line runs through the middle of its title.
+// Vertical alignment: the border of a frame runs through the middle of its title.
 constexpr float kOnTheLine = 0.5;
 
 AtkObject* accessible(wxWindow& window) {
   return gtk_widget_get_accessible(static_cast<GtkWidget*>(window.GetHandle()));
 }
 
-// A field of several lines stands in a frame that scrolls, and one with a list to it in a box of
-// both; what has the keys is inside.
-GtkWidget* withKeys(wxWindow& window) {
+// The widget that gets the keyboard focus. WHY: a multi-line field is a text view inside a scrolled
+// window, and an editable combo box holds an entry; assistive tools look at the inner one.
+GtkWidget* focusWidget(wxWindow& window) {
   auto* widget = static_cast<GtkWidget*>(window.GetHandle());
-  const bool holdsField =
+  const bool hasInnerField =
       GTK_IS_SCROLLED_WINDOW(widget) ||
       (GTK_IS_COMBO_BOX(widget) && gtk_combo_box_get_has_entry(GTK_COMBO_BOX(widget)) == TRUE);
-  GtkWidget* inside = holdsField ? gtk_bin_get_child(GTK_BIN(widget)) : nullptr;
+  GtkWidget* inside = hasInnerField ? gtk_bin_get_child(GTK_BIN(widget)) : nullptr;
   return inside != nullptr ? inside : widget;
 }
 
 constexpr const char* kNamedByLabel = "relaybird-named-by-label";
 
-// The toolkit gives a label away again whenever a control is added to its window.
-void keepNamed(GtkLabel* label, GParamSpec*, gpointer) {
+// WHY: whenever a control is added to a window, wxGTK assigns preceding labels to it as mnemonic
+// labels. This handler restores the intended assignment.
+void restoreNamed(GtkLabel* label, GParamSpec*, gpointer) {
   auto* named = static_cast<GtkWidget*>(g_object_get_data(G_OBJECT(label), kNamedByLabel));
   if (gtk_label_get_mnemonic_widget(label) != named) {
     gtk_label_set_mnemonic_widget(label, named);
   }
 }
 
-void forgetNamed(GtkLabel* label) {
+void clearNamed(GtkLabel* label) {
   g_object_set_data(G_OBJECT(label), kNamedByLabel, nullptr);
   gtk_label_set_mnemonic_widget(label, nullptr);
 }
@@ -46,10 +52,10 @@ void nameBy(GtkLabel* label, GtkWidget* named) {
   const void* before = g_object_get_data(G_OBJECT(label), kNamedByLabel);
   g_object_set_data(G_OBJECT(label), kNamedByLabel, named);
   if (named != nullptr && named != before) {
-    g_signal_connect_object(named, "destroy", G_CALLBACK(forgetNamed), label, G_CONNECT_SWAPPED);
+    g_signal_connect_object(named, "destroy", G_CALLBACK(clearNamed), label, G_CONNECT_SWAPPED);
   }
-  g_signal_handlers_disconnect_by_func(label, reinterpret_cast<gpointer>(keepNamed), nullptr);
-  g_signal_connect(label, "notify::mnemonic-widget", G_CALLBACK(keepNamed), nullptr);
+  g_signal_handlers_disconnect_by_func(label, reinterpret_cast<gpointer>(restoreNamed), nullptr);
+  g_signal_connect(label, "notify::mnemonic-widget", G_CALLBACK(restoreNamed), nullptr);
   gtk_label_set_mnemonic_widget(label, named);
 }
 
@@ -74,16 +80,16 @@ void centre(GtkWidget* widget, gpointer) {
   }
 }
 
-void keep(gpointer object, gpointer) {
+void refObject(gpointer object, gpointer) {
   g_object_ref(object);
 }
 
-void giveText(GtkClipboard*, GtkSelectionData* wanted, guint, gpointer text) {
+void provideText(GtkClipboard*, GtkSelectionData* wanted, guint, gpointer text) {
   const auto& given = *static_cast<std::string*>(text);
   gtk_selection_data_set_text(wanted, given.c_str(), static_cast<gint>(given.size()));
 }
 
-void dropText(GtkClipboard*, gpointer text) {
+void freeText(GtkClipboard*, gpointer text) {
   delete static_cast<std::string*>(text);
 }
 
@@ -93,12 +99,12 @@ void setAccessibleName(wxWindow& window, const std::string& name) {
   if (name.empty()) {
     return;
   }
-  atk_object_set_name(gtk_widget_get_accessible(withKeys(window)), name.c_str());
+  atk_object_set_name(gtk_widget_get_accessible(focusWidget(window)), name.c_str());
   atk_object_set_name(accessible(window), name.c_str());
 }
 
 void setAccessibleDescription(wxWindow& window, const std::string& text) {
-  atk_object_set_description(gtk_widget_get_accessible(withKeys(window)), text.c_str());
+  atk_object_set_description(gtk_widget_get_accessible(focusWidget(window)), text.c_str());
 }
 
 void setLabelFor(wxWindow& label, wxWindow* named) {
@@ -106,7 +112,7 @@ void setLabelFor(wxWindow& label, wxWindow* named) {
   if (GTK_IS_FRAME(widget)) {
     widget = gtk_frame_get_label_widget(GTK_FRAME(widget));
   }
-  GtkWidget* target = named == nullptr ? nullptr : withKeys(*named);
+  GtkWidget* target = named == nullptr ? nullptr : focusWidget(*named);
   if (GTK_IS_LABEL(widget)) {
     nameBy(GTK_LABEL(widget), target);
   } else if (widget != nullptr && target != nullptr) {
@@ -151,7 +157,8 @@ void setTextMargin(wxWindow& field, int pixels) {
   }
 }
 
-// The toolkit has picture and caption stand on one base line.
+// WHY: GTK aligns image and caption on one base line, so a caption beside a large image sits too
+// low.
 void centreCaption(wxButton& button) {
   auto* widget = static_cast<GtkWidget*>(button.GetHandle());
   if (GTK_IS_BIN(widget) && gtk_bin_get_child(GTK_BIN(widget)) != nullptr) {
@@ -159,8 +166,9 @@ void centreCaption(wxButton& button) {
   }
 }
 
-// The toolkit places a title by a share of the width that it leaves, and interrupts the line of
-// the frame for the title's margins too: they are what keeps the line off the letters.
+// WHY: GTK positions a frame's title by a fraction of the remaining width, not by pixels, so the
+// fraction is recomputed at every change of size. The margins refObject the border off the letters:
+// GTK leaves the border out behind the margins, too.
 void indentTitle(wxStaticBox& frame, int pixels) {
   auto* widget = static_cast<GtkWidget*>(frame.GetHandle());
   GtkWidget* title = GTK_IS_FRAME(widget) ? gtk_frame_get_label_widget(GTK_FRAME(widget)) : nullptr;
@@ -211,7 +219,7 @@ void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal)
   gtk_window_set_modal(window, modal ? TRUE : FALSE);
 }
 
-void setApart(wxTopLevelWindow& window) {
+void exemptFromModality(wxTopLevelWindow& window) {
   // A window keeps its group.
   GtkWindowGroup* group = gtk_window_group_new();
   gtk_window_group_add_window(group, GTK_WINDOW(window.GetHandle()));
@@ -228,8 +236,8 @@ bool windowsCanBeMinimised() {
 
 void cancelNativeDialogs() {
   GList* windows = gtk_window_list_toplevels();
-  // An answer may destroy one further down.
-  g_list_foreach(windows, keep, nullptr);
+  // The response to one dialog may destroy another of the list: hold references meanwhile.
+  g_list_foreach(windows, refObject, nullptr);
   for (GList* each = windows; each != nullptr; each = each->next) {
     if (GTK_IS_DIALOG(each->data) && gtk_widget_get_visible(GTK_WIDGET(each->data)) == TRUE) {
       gtk_dialog_response(GTK_DIALOG(each->data), GTK_RESPONSE_CANCEL);
@@ -239,22 +247,23 @@ void cancelNativeDialogs() {
 }
 
 bool putOnClipboard(const std::string& text) {
-  GtkTargetList* forms = gtk_target_list_new(nullptr, 0);
-  gtk_target_list_add_text_targets(forms, 0);
+  GtkTargetList* targets = gtk_target_list_new(nullptr, 0);
+  gtk_target_list_add_text_targets(targets, 0);
   gint count = 0;
-  GtkTargetEntry* table = gtk_target_table_new_from_list(forms, &count);
+  GtkTargetEntry* table = gtk_target_table_new_from_list(targets, &count);
   auto kept = std::make_unique<std::string>(text);
   GtkClipboard* clipboard = gtk_clipboard_get(GDK_SELECTION_CLIPBOARD);
   const bool taken = gtk_clipboard_set_with_data(clipboard, table, static_cast<guint>(count),
-                                                 giveText, dropText, kept.get()) == TRUE;
+                                                 provideText, freeText, kept.get()) == TRUE;
   if (taken) {
     kept.release();
-    // Stored when the toolkit's loop ends. At once it would wait for the clipboard's keeper in a
-    // loop of its own, which the next copy within would break for ever.
+    // GTK stores the text with the clipboard manager when its main loop ends. WHY not at once:
+    // gtk_clipboard_store() waits in a nested main loop, and another copy made inside that loop
+    // would leave it running for ever.
     gtk_clipboard_set_can_store(clipboard, nullptr, 0);
   }
   gtk_target_table_free(table, count);
-  gtk_target_list_unref(forms);
+  gtk_target_list_unref(targets);
   return taken;
 }
 

@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+// The program's D-Bus name, its actions and its notifications, by GtkApplication.
+//
+// The program that owns the bus name is the one to raise when the user starts a second one. All
+// waiting calls have short timeouts, and the owner of the name is looked up at the bus before it
+// is called: GApplication itself would wait half a minute for a running program that hangs.
 #include "ui/desktop/native/session_application.h"
 
 #include <gtk/gtk.h>
@@ -14,10 +19,10 @@ namespace {
 
 constexpr const char* kBus = "org.freedesktop.DBus";
 constexpr const char* kShowAction = "show";
-constexpr int kPatience = 3000;  // milliseconds
+constexpr int kCallTimeout = 3000;  // milliseconds
 
-// The toolkit's own class hands the desktop's permission to come to the front from the second
-// start to the first.
+// WHY GtkApplication and not GApplication: it passes the startup notification id from the second
+// process to the first, without which the window manager may refuse to raise the window.
 GtkApplication* makeApplication(GApplicationFlags flags) {
   return gtk_application_new(kApplicationId, flags);
 }
@@ -35,12 +40,13 @@ void onAction(GSimpleAction* action, GVariant*, gpointer listener) {
   guarded([&] { static_cast<SessionApplication::Listener*>(listener)->act(name); });
 }
 
-// The process that has the name; 0 where nobody has. The bus knows, however busy the process is.
+// The id of the process that owns the name; 0 if no process does. The bus daemon answers this, so
+// it works even if that process hangs.
 long ownerOfName(GDBusConnection* bus) {
   GVariant* answer = g_dbus_connection_call_sync(
       bus, kBus, "/org/freedesktop/DBus", kBus, "GetConnectionUnixProcessID",
       g_variant_new("(s)", kApplicationId), G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE,
-      kPatience, nullptr, nullptr);
+      kCallTimeout, nullptr, nullptr);
   guint32 process = 0;
   if (answer != nullptr) {
     g_variant_get(answer, "(u)", &process);
@@ -49,18 +55,19 @@ long ownerOfName(GDBusConnection* bus) {
   return static_cast<long>(process);
 }
 
-// The program's own loop has to answer this, which it does not while it hangs.
+// Whether the running program answers. Its main loop has to handle this call, so a program that
+// hangs does not answer.
 bool answers(GDBusConnection* bus) {
   GVariant* answer = g_dbus_connection_call_sync(
       bus, kApplicationId, "/org/relaybird/Relaybird", "org.gtk.Actions", "List", nullptr, nullptr,
-      G_DBUS_CALL_FLAGS_NO_AUTO_START, kPatience, nullptr, nullptr);
+      G_DBUS_CALL_FLAGS_NO_AUTO_START, kCallTimeout, nullptr, nullptr);
   if (answer != nullptr) {
     g_variant_unref(answer);
   }
   return answer != nullptr;
 }
 
-// Hands the activation over to whoever has the name.
+// Activates the program that owns the name. Returns whether there was one.
 bool activate() {
   GtkApplication* application = makeApplication(G_APPLICATION_IS_LAUNCHER);
   auto* base = G_APPLICATION(application);
@@ -73,8 +80,8 @@ bool activate() {
   return found;
 }
 
-// Whether the name is this process's now. The library would wait half a minute for the one that
-// has it and hangs.
+// Tries to take the name and returns whether this process owns it now. WHY the owner is looked up
+// first: registering would wait half a minute for an owner that hangs.
 bool takeName(GApplication* application) {
   GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   const bool held = bus != nullptr && ownerOfName(bus) == 0 &&
@@ -84,19 +91,20 @@ bool takeName(GApplication* application) {
   return held;
 }
 
-// The library lets go of it only when the last of its users has gone.
+// WHY: the library releases the name only with the last reference to the application object.
 void releaseName(GDBusConnection* bus) {
   if (bus != nullptr) {
     g_dbus_connection_call(bus, kBus, "/org/freedesktop/DBus", kBus, "ReleaseName",
                            g_variant_new("(s)", kApplicationId), nullptr, G_DBUS_CALL_FLAGS_NONE,
-                           kPatience, nullptr, nullptr, nullptr);
+                           kCallTimeout, nullptr, nullptr, nullptr);
     g_dbus_connection_flush_sync(bus, nullptr, nullptr);
   }
 }
 
-// The connection that all of the program shares, or null. The library would end the program with
-// the session's bus: what ends the session says so itself.
-GDBusConnection* busToOutlive() {
+// The connection that the whole program shares, or null. WHY: by default GLib ends the process when
+// the session bus closes. The end of a session is announced separately (session_end.cpp), so a lost
+// bus must not end the program.
+GDBusConnection* busWithoutExit() {
   GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   if (bus != nullptr) {
     g_dbus_connection_set_exit_on_close(bus, FALSE);
@@ -124,12 +132,13 @@ Raised raiseRunningProgram(long process) {
 }
 
 struct SessionApplication::Name {
-  // Kept, as another that was made later would have the library's manners again.
-  GDBusConnection* bus = busToOutlive();
+  // Held because the shared connection is freed with its last user; the next one would be created
+  // with "exit on close" set again.
+  GDBusConnection* bus = busWithoutExit();
   GtkApplication* application = makeApplication(G_APPLICATION_DEFAULT_FLAGS);
   GSimpleAction* show = g_simple_action_new(kShowAction, nullptr);
   std::vector<GSimpleAction*> actions;  // of the desktop entry
-  // Another program of this user, with a mailbox of its own, may have the name.
+  // False if another instance of this user, with another mailbox, owns the name.
   bool held = false;
 
   Name() = default;
@@ -185,7 +194,7 @@ bool SessionApplication::wanted() {
 void SessionApplication::show(const Notification& notification) {
   GNotification* message = g_notification_new(notification.title.c_str());
   g_notification_set_body(message, notification.text.c_str());
-  // Without an action some desktops do nothing at a click.
+  // WHY: without a default action some desktops do nothing when the notification is clicked.
   g_notification_set_default_action(message, "app.show");
   g_notification_set_priority(message, G_NOTIFICATION_PRIORITY_HIGH);
   GIcon* icon = g_themed_icon_new(kApplicationId);

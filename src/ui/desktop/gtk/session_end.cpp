@@ -1,4 +1,12 @@
 // SPDX-License-Identifier: MIT
+// The end of the session, as announced by the session manager over D-Bus, and the signals SIGTERM,
+// SIGINT and SIGHUP.
+//
+// Registers as a client of the first session manager that answers. At log-out the manager first
+// asks all clients (QueryEndSession, always agreed to), then tells them to end (EndSession) and
+// waits for each one's EndSessionResponse. That response is sent by the destructor, so the session
+// waits until the program has finished its work. All calls are asynchronous except for the flush of
+// that last response.
 #include "ui/desktop/native/session_end.h"
 
 #include <gio/gio.h>
@@ -16,7 +24,7 @@
 namespace relaybird::desktop {
 namespace {
 
-// A desktop's session manager. MATE and Cinnamon have GNOME's interface too.
+// The D-Bus names of a session manager. MATE and Cinnamon implement GNOME's interface.
 struct Manager {
   const char* name;
   const char* path;
@@ -52,7 +60,7 @@ class SessionEnd::Client {
       if (subscription_ != 0) {
         g_dbus_connection_signal_unsubscribe(bus_, subscription_);
       }
-      if (asked_) {
+      if (responseDue_) {
         agree();
         g_dbus_connection_flush_sync(bus_, nullptr, nullptr);
       }
@@ -63,7 +71,8 @@ class SessionEnd::Client {
   Client& operator=(const Client&) = delete;
 
  private:
-  // The object is gone when a call back comes with a call that was cancelled.
+  // Frees the error. Whether the call was cancelled, which means that the client object is already
+  // destroyed and must not be touched.
   static bool cancelled(GError* error) {
     const bool is = error != nullptr && g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
     g_clear_error(&error);
@@ -76,20 +85,19 @@ class SessionEnd::Client {
     if (!cancelled(error) && bus != nullptr) {
       auto* client = static_cast<Client*>(self);
       client->bus_ = bus;
-      client->registerAtNext();
+      client->registerWithNextManager();
     } else if (bus != nullptr) {
       g_object_unref(bus);
     }
   }
 
-  // Without the identifier that the session gives to what it starts itself: the toolkit has taken
-  // it out of the environment before the program begins, and the session needs it only to restart
-  // what was running.
-  void registerAtNext() {
-    if (next_ == kManagers.size()) {
+  // The start-up id stays empty. WHY: GTK removes DESKTOP_AUTOSTART_ID from the environment before
+  // main() runs, and the session manager needs the id only to restart programs in the next session.
+  void registerWithNextManager() {
+    if (nextManager_ == kManagers.size()) {
       return;
     }
-    manager_ = &kManagers.at(next_++);
+    manager_ = &kManagers.at(nextManager_++);
     g_dbus_connection_call(bus_, manager_->name, manager_->path, manager_->interface,
                            "RegisterClient", g_variant_new("(ss)", kApplicationId, ""),
                            G_VARIANT_TYPE("(o)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, cancel_,
@@ -104,7 +112,7 @@ class SessionEnd::Client {
     }
     auto* client = static_cast<Client*>(self);
     if (answer == nullptr) {
-      client->registerAtNext();
+      client->registerWithNextManager();
       return;
     }
     const char* path = nullptr;
@@ -127,14 +135,14 @@ class SessionEnd::Client {
 
   static void onSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*,
                        const gchar* signal, GVariant*, gpointer self) {
-    guarded([&] { static_cast<Client*>(self)->heard(signal); });
+    guarded([&] { static_cast<Client*>(self)->onManagerSignal(signal); });
   }
 
-  void heard(std::string_view signal) {
+  void onManagerSignal(std::string_view signal) {
     if (signal == "QueryEndSession") {
       agree();
     } else if (signal == "EndSession" || signal == "Stop") {
-      asked_ = signal == "EndSession";
+      responseDue_ = signal == "EndSession";
       onEnd_();
     }
   }
@@ -149,11 +157,11 @@ class SessionEnd::Client {
   GCancellable* cancel_ = g_cancellable_new();
   GDBusConnection* bus_ = nullptr;
   const Manager* manager_ = nullptr;
-  std::size_t next_ = 0;
+  std::size_t nextManager_ = 0;
   std::string path_;
   guint subscription_ = 0;
   std::array<guint, kSignals.size()> signals_{};
-  bool asked_ = false;  // the session waits for the program's end
+  bool responseDue_ = false;  // the session waits for the response
 };
 
 SessionEnd::SessionEnd(std::function<void()> onEnd)

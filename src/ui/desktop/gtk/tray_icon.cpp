@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The library makes a StatusNotifierItem, or an old-style tray icon where the desktop has only
-// those.
+// The notification-area icon, by libayatana-appindicator. The library publishes a
+// StatusNotifierItem, or an XEmbed tray icon where the desktop supports only those.
+//
+// The panel, a process of its own, loads the pictures by name from a folder. So the built-in
+// pictures are written to `iconFolder` first; if that fails, the program's installed icon is shown.
+// If icons stay away for too long (IconAbsence), the listener is told, so that the program does not
+// stay hidden behind an icon that nobody sees.
 #include "ui/desktop/native/tray_icon.h"
 
 #include <gtk/gtk.h>
@@ -22,15 +27,15 @@ namespace {
 
 constexpr const char* kRunningIcon = "relaybird-running";
 constexpr const char* kStoppedIcon = "relaybird-stopped";
-// Every icon theme has it (freedesktop.org, icon naming, "Status").
+// Part of every icon theme (freedesktop.org, icon naming, "Status").
 constexpr const char* kWarningIcon = "dialog-warning";
 
-// Of the state in which a picture shows the program.
-bool isOurs(const ArtImage& image) {
+// Whether the picture shows one of the program's two states.
+bool isStateIcon(const ArtImage& image) {
   return image.name.starts_with(kRunningIcon) || image.name.starts_with(kStoppedIcon);
 }
 
-// Makes a folder and the missing ones above it. That it is there already is no failure.
+// Creates a folder and its missing parents. An existing folder is not an error.
 void makeFolder(FileSystem& files, const std::string& folder) {
   const auto made = files.createFolder(folder);
   if (!made && made.error().code == ENOENT && parentFolder(folder) != folder) {
@@ -39,25 +44,25 @@ void makeFolder(FileSystem& files, const std::string& folder) {
   }
 }
 
-// A panel may be reading it: it is exchanged whole, and only for another one.
-bool putInPlace(FileSystem& files, const std::string& path, std::string_view bytes) {
+// Writes the file if its content differs. A panel may be reading it, so it is replaced atomically.
+bool updatePicture(FileSystem& files, const std::string& path, std::string_view bytes) {
   const auto there = readFile(files, path, bytes.size() + 1);
   return (there && *there == bytes) || replaceFile(files, path, bytes);
 }
 
-// Each in colour, and as a drawing under the name by which a panel looks for one that it can give
-// a colour of its own.
-bool putPicturesInPlace(FileSystem& files, const std::string& folder) {
+// Writes each picture in colour (PNG), and as a drawing (SVG) under its symbolic name, which panels
+// prefer if they recolour icons.
+bool updatePictures(FileSystem& files, const std::string& folder) {
   makeFolder(files, folder);
   return std::ranges::all_of(artImages(), [&](const ArtImage& image) {
     const std::string name = folder + "/" + std::string(image.name);
-    return !isOurs(image) ||
-           putInPlace(files, name + (image.drawing ? ".svg" : ".png"),
-                      {reinterpret_cast<const char*>(image.bytes.data()), image.bytes.size()});
+    return !isStateIcon(image) ||
+           updatePicture(files, name + (image.drawing ? ".svg" : ".png"),
+                         {reinterpret_cast<const char*>(image.bytes.data()), image.bytes.size()});
   });
 }
 
-// The installation puts it among everybody's icons.
+// Whether the icon theme has the program's icon, as it does after an installation.
 bool programIconIsInstalled() {
   return gtk_icon_theme_has_icon(gtk_icon_theme_get_default(), kApplicationId) == TRUE;
 }
@@ -85,7 +90,7 @@ struct TrayIcon::Icon {
   Icon(AppIndicator* shown, TimerMaker& timers, std::function<void()> onLost)
       : indicator(shown),
         absence(
-            timers, [this] { watch.look(); }, std::move(onLost)) {}
+            timers, [this] { watch.query(); }, std::move(onLost)) {}
   Icon(const Icon&) = delete;
   Icon& operator=(const Icon&) = delete;
   ~Icon() {
@@ -104,17 +109,17 @@ TrayIcon::TrayIcon(FileSystem& files, TimerMaker& timers, std::string iconFolder
 TrayIcon::~TrayIcon() = default;
 
 bool TrayIcon::available() {
-  return iconsAreShown() && (picturesInPlace() || programIconIsInstalled());
+  return iconsAreShown() && (ensurePictures() || programIconIsInstalled());
 }
 
-// Once they are, they stay: what is not looked at again is not written again.
-bool TrayIcon::picturesInPlace() {
-  picturesInPlace_ = picturesInPlace_ || putPicturesInPlace(files_, iconFolder_);
-  return picturesInPlace_;
+// Written once for each run; not checked again afterwards.
+bool TrayIcon::ensurePictures() {
+  picturesWritten_ = picturesWritten_ || updatePictures(files_, iconFolder_);
+  return picturesWritten_;
 }
 
 const char* TrayIcon::pictureName() const {
-  if (!picturesInPlace_) {
+  if (!picturesWritten_) {
     return kApplicationId;
   }
   return running_ ? kRunningIcon : kStoppedIcon;
@@ -124,8 +129,8 @@ void TrayIcon::addIcon(const NotifyIconRecord& record) {
   if (menu_ == nullptr) {
     return;
   }
-  // Without a folder of its own the icon is looked for among everybody's.
-  const char* folder = picturesInPlace() ? iconFolder_.c_str() : nullptr;
+  // Without a folder the panel searches the icon theme only.
+  const char* folder = ensurePictures() ? iconFolder_.c_str() : nullptr;
   const std::string tip(record.tipText());
   AppIndicator* indicator = app_indicator_new_with_path(
       "relaybird", pictureName(), APP_INDICATOR_CATEGORY_COMMUNICATIONS, folder);
@@ -140,7 +145,7 @@ void TrayIcon::deleteIcon(const NotifyIconRecord&) {
 }
 
 void TrayIcon::lost() {
-  // A copy: it may set another.
+  // A copy, because the listener may replace itself.
   if (const std::function<void()> listener = onLost_) {
     listener();
   }
@@ -155,8 +160,8 @@ void TrayIcon::setRunning(bool running) {
   showState();
 }
 
-void TrayIcon::setWarning(std::string words) {
-  warning_ = std::move(words);
+void TrayIcon::setWarning(std::string text) {
+  warning_ = std::move(text);
   showState();
 }
 

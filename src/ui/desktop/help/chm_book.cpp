@@ -9,7 +9,7 @@
 namespace relaybird::desktop {
 namespace {
 
-// Far more than any page of a manual.
+// A limit far above the size of any page of a manual.
 constexpr LONGUINT64 kLargestPage = 16U << 20U;
 
 using Take = std::function<void(const std::string& path, std::string_view bytes)>;

@@ -9,9 +9,9 @@
 
 namespace relaybird::desktop {
 
-/// Hands out every file that a compiled help file holds, by its path without the leading slash. An
-/// error is a sentence for the user. Meant for the program's own help file: the library that reads
-/// it does not stand up to damaged ones of strangers.
+/// Reads a compiled help file and calls `take` with each file in it; the paths have no leading
+/// slash. An error is a sentence for the user. Use it for the program's own help file only: the
+/// library (chmlib) is not safe against malicious files.
 Result<void> readChm(
     const std::string& file,
     const std::function<void(const std::string& path, std::string_view bytes)>& take);

@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: MIT
+// Adapts the window that wxHtmlHelpController builds. Its parts are found by their window ids and
+// types, since the class offers no other access.
+//
+// Accessibility: names for parts that have none, and no labels from texts that only count hits.
+// Size: large enough for a page beside the contents. Search: the toolkit's own search opens a
+// progress window and reports nothing; ours states the number of pages found.
 #include "ui/desktop/help/help_frame.h"
 
 #include <wx/button.h>
@@ -30,31 +36,33 @@
 namespace relaybird::desktop {
 namespace {
 
-// What a page is comfortably read in, in letters of ordinary text.
+// The size of a page that is comfortable to read, in average letters and in lines.
 constexpr int kPageColumns = 90;
 constexpr int kPageLines = 40;
-// Around the name on a tab, and around a list inside of its page; device-independent pixels.
+// The margins around the name on a tab, and around a list inside its page; in device-independent
+// pixels.
 constexpr int kTabMargin = 40;
 constexpr int kListMargin = 16;
 
-// The toolkit hands out its parts by their numbers.
+// The part of the window with that id, or null.
 template <class Part>
 Part* part(wxWindow& help, int id) {
   return dynamic_cast<Part*>(help.FindWindow(id));
 }
 
-// They count what is found, and name nothing.
-void unlabel(wxWindow& window) {
+// The static texts show counts. They must not become the accessible labels of other controls.
+void unlabelTexts(wxWindow& window) {
   for (wxWindow* child : window.GetChildren()) {
     if (dynamic_cast<wxStaticText*>(child) != nullptr) {
       setLabelFor(*child, nullptr);
     } else if (child != nullptr) {
-      unlabel(*child);
+      unlabelTexts(*child);
     }
   }
 }
 
-// The toolkit makes all labels of its options first, and then what they name, in their order.
+// Names the controls of the options dialog. WHY by position: the toolkit creates all labels first
+// and then the controls in the same order, without any link between them.
 void nameOptions(wxWindow& options) {
   setAccessibleRole(options, AccessibleRole::kDialog);
   std::vector<wxWindow*> labels;
@@ -72,8 +80,9 @@ void nameOptions(wxWindow& options) {
   }
 }
 
-// They are made when they are asked for, and stand until they are answered.
-void nameOptionsOnceThere(wxHtmlHelpWindow& help) {
+// The options dialog is created when its tool is pressed, and is modal: its controls are named by
+// an event that runs inside the dialog's own loop.
+void nameOptionsWhenOpened(wxHtmlHelpWindow& help) {
   help.Bind(
       wxEVT_TOOL,
       [&help](wxCommandEvent& event) {
@@ -131,8 +140,8 @@ int widthOfTopics(wxTreeCtrl& contents) {
          std::max(0, wxSystemSettings::GetMetric(wxSYS_VSCROLL_X, &contents));
 }
 
-// The toolkit lays a tab out when it is first seen. Until then its lists would be too small for
-// their own scroll bars.
+// WHY: the toolkit lays a tab out when it is first shown. Until then its lists are too small for
+// their scroll bars, and GTK prints warnings.
 void layOutTabs(const wxBookCtrlBase& tabs, const wxSize& size) {
   for (std::size_t tab = 0; tab < tabs.GetPageCount(); ++tab) {
     if (wxSizer* parts = tabs.GetPage(tab)->GetSizer()) {
@@ -141,8 +150,8 @@ void layOutTabs(const wxBookCtrlBase& tabs, const wxSize& size) {
   }
 }
 
-// Large enough for a page beside all names of the contents, as far as the screen is. Where that is
-// too small, the contents give way to the page, but not the tabs.
+// Makes the window large enough for a page beside the full contents, within the screen. On a small
+// screen the contents shrink in favour of the page, but never below the width of the tabs.
 void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
   wxTreeCtrl& contents = *help.GetTreeCtrl();
   contents.ExpandAll();
@@ -152,7 +161,7 @@ void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
   wxSize size(beside + kPageColumns * frame.GetCharWidth(), kPageLines * frame.GetCharHeight());
   size.DecTo(wxDisplay(&frame).GetClientArea().GetSize());
   frame.SetSize(size);
-  frame.SendSizeEvent();  // also where the toolkit has remembered that size
+  frame.SendSizeEvent();  // the toolkit sends none if the size is the one it remembered
   frame.CentreOnParent();
   help.GetSplitterWindow()->SetSashPosition(std::max(std::min(beside, size.x / 2), least));
   contents.EnsureVisible(contents.GetRootItem());
@@ -161,17 +170,17 @@ void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
   }
 }
 
-// Now and then the toolkit makes the window a pixel high for a moment, before it is shown: when it
-// learns only then how wide the window manager's borders are. Parts that were laid out in that
-// would complain.
-void layOutWhereThereIsRoom(wxHtmlHelpWindow& help) {
+// Ignores size events for sizes too small for the tool bar. WHY: when wxGTK learns the width of the
+// window manager's borders late, it makes the window one pixel high for a moment. Laying out parts
+// in that height makes GTK print warnings.
+void ignoreTinySizes(wxHtmlHelpWindow& help) {
   help.Bind(wxEVT_SIZE, [&help](wxSizeEvent& event) {
     const int least = help.GetToolBar()->GetBestSize().y;
     event.Skip(event.GetSize().x > least && event.GetSize().y > least);
   });
 }
 
-// Also where the keys are in a part that takes Escape itself, and does nothing with it.
+// Handled before the focused part sees the key: some parts consume Escape without effect.
 void closeByKeys(wxFrame& frame) {
   frame.Bind(wxEVT_CHAR_HOOK, [&frame](wxKeyEvent& event) {
     const bool escape = event.GetKeyCode() == WXK_ESCAPE && !event.HasAnyModifiers();
@@ -190,9 +199,9 @@ std::string countOf(unsigned int pages) {
   return pages == 1 ? "1 page found" : std::to_string(pages) + " pages found";
 }
 
-// The toolkit lists a page once for each of its places in the contents; the last, deepest one
-// stays, which has the page's own name.
-void dropSecondHits(wxListBox& hits) {
+// The toolkit lists a page once for each of its entries in the contents. Keeps the last entry,
+// which is the deepest one and carries the page's own name.
+void removeDuplicateHits(wxListBox& hits) {
   std::set<wxString> seen;
   for (unsigned int hit = hits.GetCount(); hit-- > 0;) {
     const auto* topic = static_cast<const wxHtmlHelpDataItem*>(hits.GetClientData(hit));
@@ -202,16 +211,16 @@ void dropSecondHits(wxListBox& hits) {
   }
 }
 
-// Searches as the toolkit does, and says what came of it.
+// Runs the toolkit's search and reports the number of pages found.
 void search(wxHtmlHelpWindow& help, wxTextCtrl& words, wxListBox& hits, wxStaticText& outcome) {
   const wxString wanted = words.GetValue().Trim(true).Trim(false);
   if (wanted.empty()) {
     return;
   }
-  // The same again is said again.
+  // Cleared first, so that screen readers announce the result even if it is the same as before.
   setAccessibleDescription(words, "");
   help.KeywordSearch(wanted);  // opens the first page found
-  dropSecondHits(hits);
+  removeDuplicateHits(hits);
   if (!hits.IsEmpty()) {
     hits.SetSelection(0);
   }
@@ -219,14 +228,14 @@ void search(wxHtmlHelpWindow& help, wxTextCtrl& words, wxListBox& hits, wxStatic
   outcome.SetLabel(count);
   outcome.Show();
   outcome.GetParent()->Layout();
-  // The toolkit's own window for the search took the keys away. Assistive tools tell what changes
-  // where they are.
+  // WHY: the toolkit's progress window took the focus. Screen readers announce changes only of the
+  // focused control, so the result is set as the description of the search field.
   words.SetFocus();
   words.SelectAll();
   setAccessibleDescription(words, count);
 }
 
-void tellWhatIsFound(wxHtmlHelpWindow& help) {
+void reportHits(wxHtmlHelpWindow& help) {
   auto* words = part<wxTextCtrl>(help, wxID_HTML_SEARCHTEXT);
   auto* hits = part<wxListBox>(help, wxID_HTML_SEARCHLIST);
   wxSizer* sizer = hits == nullptr ? nullptr : hits->GetContainingSizer();
@@ -245,19 +254,19 @@ void tellWhatIsFound(wxHtmlHelpWindow& help) {
 
 }  // namespace
 
-void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
+void adaptHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help) {
   frame.SetName("help");
   nameParts(help);
-  tellWhatIsFound(help);
-  unlabel(help);
-  nameOptionsOnceThere(help);
+  reportHits(help);
+  unlabelTexts(help);
+  nameOptionsWhenOpened(help);
   followTheme(*help.GetHtmlWindow());
   leaveRoomInFields(help);
   showPictures(help);
   giveRoom(frame, help);
-  layOutWhereThereIsRoom(help);
+  ignoreTinySizes(help);
   closeByKeys(frame);
-  setApart(frame);
+  exemptFromModality(frame);
 }
 
 }  // namespace relaybird::desktop

@@ -6,10 +6,10 @@ class wxHtmlHelpWindow;
 
 namespace relaybird::desktop {
 
-/// Makes of the window that the toolkit put together one like the program's others: large enough
-/// for its text, in the colours of the theme, with pictures that grow with the letters and names
-/// for assistive tools, closed by Escape, of use beside a modal dialog; and its search says what it
-/// found. Once for each window.
-void finishHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help);
+/// Adapts the toolkit's help window to the program's other windows: large enough for its text, in
+/// the colours of the theme, with pictures that scale with the font and with accessible names. It
+/// closes by Escape and takes input while a dialog is modal, and its search reports the number of
+/// hits. Call it once for each window.
+void adaptHelpFrame(wxFrame& frame, wxHtmlHelpWindow& help);
 
 }  // namespace relaybird::desktop

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+// The appearance of the help window. wxHtmlWindow draws black on white unless a page sets colours,
+// so a processor inserts the theme's colours into the body tag of every page as it is loaded. The
+// pictures are our own drawings, scaled with the font.
 #include "ui/desktop/help/help_looks.h"
 
 #include <wx/html/helpwnd.h>
 #include <wx/object.h>
-// The next one does not include what it needs.
+// WHY here: wx/html/htmlproc.h does not include the headers that it needs.
 #include <wx/html/htmlproc.h>
 #include <wx/html/htmlwin.h>
 #include <wx/settings.h>
@@ -22,7 +25,7 @@ bool onDark() {
   return wxSystemSettings::GetAppearance().IsUsingDarkBackground();
 }
 
-// The toolkit's pages are black on white unless they say otherwise.
+// Replaces the body tag of a page by one with the theme's colours.
 class ThemeColours : public wxHtmlProcessor {
  public:
   wxString Process(const wxString& text) const override {
@@ -41,15 +44,15 @@ class ThemeColours : public wxHtmlProcessor {
     return wxSystemSettings::GetColour(colour).GetAsString(wxC2S_HTML_SYNTAX);
   }
 
-  // Some dark themes take over the link's colour of the light ones.
+  // Some dark themes keep the link colour of the light theme, which is hard to read on dark.
   static wxString linkCode() {
     const wxColour link = wxSystemSettings::GetColour(wxSYS_COLOUR_HOTLIGHT);
     return (onDark() ? link.ChangeLightness(kLighterLink) : link).GetAsString(wxC2S_HTML_SYNTAX);
   }
 };
 
-// Reads the page that is open once more, and stays where the reader was in it.
-void readAgain(wxHtmlWindow& page) {
+// Reloads the open page and keeps the scroll position.
+void reloadPage(wxHtmlWindow& page) {
   const wxString opened = page.GetOpenedPage();
   if (opened.empty()) {
     return;
@@ -70,7 +73,7 @@ constexpr ToolPicture kTools[] = {
     {wxID_HTML_UP, "helpPreviousPage"}, {wxID_HTML_DOWN, "helpNextPage"},
     {wxID_HTML_PRINT, "helpPrint"},     {wxID_HTML_OPTIONS, "helpOptions"}};
 
-// In the toolkit's order: a topic knows its picture by the number.
+// In the toolkit's order, since topics refer to their pictures by index.
 constexpr const char* kTopics[] = {"helpBook", "helpFolder", "helpPage"};
 
 void showTools(wxToolBar& bar) {
@@ -87,18 +90,18 @@ void showTopics(wxTreeCtrl& contents) {
   }
   contents.SetImages(pictures);
   contents.SetIndent(
-      static_cast<unsigned>(withLetters(contents, static_cast<int>(contents.GetIndent()))));
+      static_cast<unsigned>(scaledWithFont(contents, static_cast<int>(contents.GetIndent()))));
 }
 
 }  // namespace
 
 void followTheme(wxHtmlWindow& page) {
   page.AddProcessor(new ThemeColours);
-  readAgain(page);
+  reloadPage(page);
   page.Bind(wxEVT_SYS_COLOUR_CHANGED, [&page](wxSysColourChangedEvent& event) {
     event.Skip();
-    // The colours themselves change only after the event.
-    page.CallAfter([&page] { readAgain(page); });
+    // WHY later: the system colours change only after this event.
+    page.CallAfter([&page] { reloadPage(page); });
   });
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The colours of the manual's pages, and the pictures around them.
+// The appearance of the manual: the colours of its pages, and the pictures of its tools and topics.
 #pragma once
 
 class wxHtmlHelpWindow;
@@ -7,12 +7,13 @@ class wxHtmlWindow;
 
 namespace relaybird::desktop {
 
-/// Gives the pages the colours of the theme, now and whenever that changes. Once for each window.
+/// Shows the pages in the colours of the theme, also after the theme changes. Call it once for each
+/// window.
 void followTheme(wxHtmlWindow& page);
 
-/// Gives the tools, and the topics in the contents, pictures of ours, as large as the letters ask
-/// for. The toolkit's own pictures have one size only. Once for each window, which has both a tool
-/// bar and contents.
+/// Replaces the pictures of the tools and of the topics by our own, which scale with the font; the
+/// toolkit's pictures have one fixed size. The window must have a tool bar and contents. Call it
+/// once for each window.
 void showPictures(wxHtmlHelpWindow& help);
 
 }  // namespace relaybird::desktop

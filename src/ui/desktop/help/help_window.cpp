@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Shows the manual in the toolkit's help window. wxWidgets on Linux opens HTML help projects (.hhp)
+// and not compiled help files (.chm). So all files of the compiled one are copied into the
+// toolkit's memory file system, with a small project file of ours beside them.
 #include "ui/desktop/help/help_window.h"
 
 #include <wx/filesys.h>
@@ -17,8 +20,8 @@ namespace {
 
 constexpr const char* kProject = "relaybird-help.hhp";
 
-// What the toolkit's help wants to know of a book; the compiled file does not keep its own
-// project.
+// The project file that wxHtmlHelpController needs. A compiled help file does not contain the
+// project from which it was made.
 constexpr std::string_view kProjectText =
     "[OPTIONS]\n"
     "Contents file=rbx.hhc\n"
@@ -26,7 +29,7 @@ constexpr std::string_view kProjectText =
     "Title=Relaybird Help\n"
     "Default topic=welcome.html\n";
 
-// The toolkit keeps the handler for the life of the program, which the analyser cannot see.
+// The toolkit owns the handler until the program ends, which the analyser cannot see.
 void serveFromMemory() {
   static bool added = false;
   if (!std::exchange(added, true)) {
@@ -43,20 +46,21 @@ void addFile(const std::string& name, std::string_view bytes) {
   }
 }
 
-// Once another window has been there, the toolkit asks the window manager how wide its borders are
-// before it shows this one, and forgets over the answer where it was to be.
-void holdPlace(wxFrame& frame) {
+// WHY: if another window was shown before, wxGTK asks the window manager for the width of its
+// borders before it shows this one, and loses the position that was set. So it is set again when
+// the window appears.
+void restorePositionOnShow(wxFrame& frame) {
   frame.Bind(wxEVT_SHOW,
-             [&frame, place = frame.GetPosition(), held = false](wxShowEvent& event) mutable {
+             [&frame, place = frame.GetPosition(), moved = false](wxShowEvent& event) mutable {
                event.Skip();
-               if (!std::exchange(held, true)) {
+               if (!std::exchange(moved, true)) {
                  frame.Move(place);
                }
              });
 }
 
-// Finishes each window before it is seen: shown as small as the toolkit makes it, its parts would
-// have less room than they can do with.
+// Adapts each window before it is shown. In the small size that the toolkit chooses, its parts
+// would have too little room, and GTK would print warnings.
 class Controller : public wxHtmlHelpController {
  public:
   using Made = std::function<void(wxTopLevelWindow&)>;
@@ -67,9 +71,9 @@ class Controller : public wxHtmlHelpController {
  protected:
   wxHtmlHelpFrame* CreateHelpFrame(wxHtmlHelpData* data) override {
     wxHtmlHelpFrame* frame = wxHtmlHelpController::CreateHelpFrame(data);
-    finishHelpFrame(*frame, *frame->GetHelpWindow());
+    adaptHelpFrame(*frame, *frame->GetHelpWindow());
     onMade_(*frame);
-    holdPlace(*frame);
+    restorePositionOnShow(*frame);
     return frame;
   }
 
@@ -83,7 +87,7 @@ HelpWindow::HelpWindow(std::function<wxWindow*()> owner) : owner_(std::move(owne
 
 HelpWindow::~HelpWindow() {
   close();
-  forget();
+  unload();
 }
 
 Result<void> HelpWindow::show(const std::string& file, const std::string& topic) {
@@ -103,13 +107,13 @@ Result<void> HelpWindow::show(const std::string& file, const std::string& topic)
 Result<void> HelpWindow::load(const std::string& file) {
   serveFromMemory();
   close();
-  forget();
+  unload();
   const auto read = readChm(file, [this](const std::string& path, std::string_view bytes) {
     addFile(path, bytes);
     pages_.push_back(path);
   });
   if (!read) {
-    forget();
+    unload();
     return read;
   }
   addFile(kProject, kProjectText);
@@ -118,22 +122,22 @@ Result<void> HelpWindow::load(const std::string& file) {
       wxHF_TOOLBAR | wxHF_CONTENTS | wxHF_INDEX | wxHF_SEARCH | wxHF_PRINT, owner_(), onMade_);
   controller_->SetShouldPreventAppExit(false);
   if (!controller_->AddBook(wxString("memory:") + kProject)) {
-    forget();
+    unload();
     return Error{0, "The help file " + file + " holds no manual."};
   }
   loaded_ = file;
   return {};
 }
 
-// As the user does: the toolkit's own way leaves the window, which goes a little later, with a
-// pointer to the controller, which may be gone by then.
+// Closes the window as the user would. WHY: wxHtmlHelpController::Quit() destroys the window later,
+// when its pointer to the controller may already dangle.
 void HelpWindow::close() {
   if (wxHtmlHelpFrame* frame = controller_ ? controller_->GetFrame() : nullptr) {
     frame->Close(true);
   }
 }
 
-void HelpWindow::forget() {
+void HelpWindow::unload() {
   controller_.reset();
   for (const std::string& page : pages_) {
     wxMemoryFSHandler::RemoveFile(wxString::FromUTF8(page));

@@ -16,23 +16,23 @@ class wxHtmlHelpController;
 
 namespace relaybird::desktop {
 
-/// The manual in a window of ours, with contents, index and search. The file is read whole when it
-/// is first shown.
+/// The manual in a window of its own, with contents, index and search. The whole file is read when
+/// it is first shown.
 class HelpWindow : public HelpViewer {
  public:
-  /// `owner` says which window the help stands beside.
+  /// `owner` returns the window to which the help belongs.
   explicit HelpWindow(std::function<wxWindow*()> owner);
   ~HelpWindow() override;
 
   Result<void> show(const std::string& file, const std::string& topic) override;
-  /// Calls `listener` with each window that is made, before it is seen.
+  /// Calls `listener` with each window that is created, before it is shown.
   void onMade(std::function<void(wxTopLevelWindow&)> listener) { onMade_ = std::move(listener); }
-  /// Closes the window; the program is over.
+  /// Closes the window; for the end of the program.
   void close();
 
  private:
   Result<void> load(const std::string& file);
-  void forget();
+  void unload();
 
   std::function<wxWindow*()> owner_;
   std::function<void(wxTopLevelWindow&)> onMade_ = [](wxTopLevelWindow&) {};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What the toolkit leaves to the platform in its widgets. Each platform's folder implements what
-// the headers of this one declare.
+// Properties of widgets that wxWidgets does not offer. The headers of this folder are implemented
+// once for each platform, in the platform's folder (gtk/). All calls belong on the user-interface
+// thread.
 #pragma once
 
 #include <wx/button.h>
@@ -14,57 +15,57 @@
 
 namespace relaybird::desktop {
 
-/// Gives the widget a name in the accessibility tree; empty leaves its own.
+/// Sets the widget's name in the accessibility tree. An empty name changes nothing.
 void setAccessibleName(wxWindow& window, const std::string& name);
 
-/// Tells more of the widget than its name; replaces what was told before.
+/// Sets the widget's description in the accessibility tree, in place of an earlier one.
 void setAccessibleDescription(wxWindow& window, const std::string& text);
 
-/// Makes a label, the title of a frame, or a check box the name of `named` and of nothing else;
-/// null: of nothing at all. Unless it is told so, the toolkit takes every label and every title for
-/// the name of whatever takes keys behind it.
+/// Makes a label, the title of a frame, or a check box the accessible label of `named` only; null
+/// makes it the label of no widget. Without this call the toolkit uses every label and title as the
+/// name of the next widget that takes the focus.
 void setLabelFor(wxWindow& label, wxWindow* named);
 
-/// What the toolkit does not know of a widget that it made.
+/// Roles in the accessibility tree that the toolkit does not set itself.
 enum class AccessibleRole { kAlert, kDialog, kLink, kList };
 void setAccessibleRole(wxWindow& window, AccessibleRole role);
 
-/// Gives each tool of a bar the name that its tip shows.
+/// Names each tool of a tool bar after its tool tip.
 void nameTools(wxToolBar& bar);
 
-/// Leaves that many pixels around the text of a field of several lines.
+/// Sets the margin around the text of a multi-line field, in pixels.
 void setTextMargin(wxWindow& field, int pixels);
 
-/// Puts the caption of a button on the middle of the picture that stands beside it. Holds until
-/// either of them is exchanged.
+/// Centres the caption of a button vertically beside its picture. Call it again after the caption
+/// or the picture was replaced.
 void centreCaption(wxButton& button);
 
-/// Keeps the title of a frame clear of its corner, by that many pixels at least, whatever the size
-/// of the frame.
+/// Indents the title of a frame from the corner by at least that many pixels, at any size of the
+/// frame.
 void indentTitle(wxStaticBox& frame, int pixels);
 
-/// Gives the text of a link that colour, in place of the theme's. Holds until the text is
-/// exchanged.
+/// Sets the colour of a link's text, in place of the theme's. Call it again after the text was
+/// replaced.
 void setLinkColour(wxHyperlinkCtrl& link, const wxColour& colour);
 
-/// Keeps the scroll bars in sight, beside the content.
+/// Shows the scroll bars permanently beside the content, not as overlays.
 void showScrollBars(wxWindow& window);
 
-/// While `modal`, the dialog stands over its owner and takes all of its input.
+/// If `modal`, the dialog stays above its owner and takes all input; otherwise it stops doing so.
 void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal);
 
-/// The window takes input also while a dialog is modal.
-void setApart(wxTopLevelWindow& window);
+/// Lets the window take input while a dialog is modal.
+void exemptFromModality(wxTopLevelWindow& window);
 
-/// Whether this desktop says that it can minimise windows.
+/// Whether the window manager announces that it can minimise windows.
 bool windowsCanBeMinimised();
 
-/// Closes the dialogs that the platform runs itself, as their Cancel would.
+/// Closes the dialogs that the platform runs itself (file dialogs), as their Cancel button would.
 void cancelNativeDialogs();
 
-/// Puts UTF-8 text on the clipboard; at the end of the program whatever keeps the clipboard of
-/// programs that end gets it. False when the clipboard is not to be had now. The toolkit's own
-/// clipboard would be emptied by its end, whoever has put something there since.
+/// Puts UTF-8 text on the clipboard. When the program ends, the desktop's clipboard manager takes
+/// the text over. Returns false if the clipboard cannot be taken now. (wxClipboard is not used: it
+/// clears the clipboard at exit, even if another program has filled it since.)
 bool putOnClipboard(const std::string& text);
 
 }  // namespace relaybird::desktop

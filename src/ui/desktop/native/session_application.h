@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The program in the user's session: a second start finds the first, and the desktop shows its
-// notifications.
+// The program as a unique application of the user's session: a second process finds the first one,
+// and the desktop shows the program's notifications.
 #pragma once
 
 #include <functional>
@@ -14,41 +14,42 @@
 
 namespace relaybird::desktop {
 
-/// Has every window carry the name, by which the desktop finds the program's entry and icon. Before
-/// the toolkit starts.
+/// Sets the application name that every window carries. The desktop finds the program's desktop
+/// entry and icon by it. Call it before the toolkit starts.
 void takeApplicationName();
 
 enum class Raised {
-  kNobody,  ///< no such process has the name
+  kNobody,  ///< the process does not own the application's name
   kDone,
-  kBusy,  ///< it has, and does not answer
+  kBusy,  ///< the process owns the name, and does not answer
 };
-/// Asks the program to bring its window to the front, if it is that process which has the name; 0
-/// stands for a process that is not known.
-/// Waits a few seconds for an answer.
+/// Asks the running program to bring its window to the front, if `process` is the id of the process
+/// that owns the application's name; 0 means that the id is unknown, and gives kNobody. Blocks for
+/// a few seconds if the program does not answer.
 Raised raiseRunningProgram(long process);
 
-/// Holds the name for as long as it lives. A session that knows no names is no error, nor one whose
-/// bus goes: nothing can be found or shown there. Calls back on the user-interface thread.
+/// Owns the application's name on the session bus until it is destroyed. A missing or lost session
+/// bus is not an error: no second process finds this one then, and no notification is shown. Calls
+/// back on the user-interface thread.
 class SessionApplication : public Notifications {
  public:
   struct Listener {
     std::function<void()> raise;    ///< a second start, or a click on a notification
-    std::function<bool()> looksOn;  ///< whether the user looks at one of the windows
+    std::function<bool()> looksOn;  ///< whether one of the windows is active
     /// One of the actions that the desktop entry offers, by its name.
     std::function<void(const std::string& action)> act;
   };
 
-  /// `actions` are those that the desktop may ask for. What it asks for while the program starts is
-  /// told once events run.
+  /// `actions` are the names that the desktop may activate. An action that is activated while the
+  /// program starts is delivered once the event loop runs.
   SessionApplication(Listener listener, const std::vector<std::string>& actions);
   ~SessionApplication() override;
 
   bool wanted() override;
   void show(const Notification& notification) override;
   void withdraw(const std::string& cause) override;
-  /// The program is ending: lets the name go, so that the next one does not ask this one, and takes
-  /// back what the desktop has confirmed to show.
+  /// Call it when the program ends. Releases the name, so that the next process does not call this
+  /// one, and withdraws the notifications that are shown.
   void giveUp();
 
  private:

@@ -6,13 +6,14 @@
 
 namespace relaybird::desktop {
 
-/// Hears of the user's log-out and has the session wait for the program's end; and of other ways by
-/// which the system asks a program to end. A session that just takes the screen away kills the
-/// program, which loses nothing by that. Nothing here waits for the session, but the farewell at
-/// log-out.
+/// Calls back when the user logs out or a signal asks the program to end (SIGTERM and the like). At
+/// log-out the session waits for the program. A session that takes the display away without notice
+/// kills the program; no state is lost by that. No call blocks, except for sending the response to
+/// the session manager in the destructor.
 class SessionEnd {
  public:
-  /// `onEnd` begins the program's end; the session waits until this object is destroyed.
+  /// `onEnd` starts the shutdown of the program. At log-out the session waits until this object is
+  /// destroyed.
   explicit SessionEnd(std::function<void()> onEnd);
   ~SessionEnd();
   SessionEnd(const SessionEnd&) = delete;

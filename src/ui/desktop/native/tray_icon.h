@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The icon in the desktop's notification area. The desktop itself shows the icon's menu.
+// The icon in the desktop's notification area. The desktop shows the icon's menu itself.
 #pragma once
 
 #include <functional>
@@ -15,21 +15,21 @@ namespace relaybird::desktop {
 
 class TrayIcon : public TrayPlatform {
  public:
-  /// The desktop reads the icon's pictures from `iconFolder`, into which they are put when the icon
-  /// is wanted for the first time. `files` and `timers` must outlive this.
+  /// `iconFolder` is the folder from which the desktop loads the icon's pictures. It is created and
+  /// filled when the icon is first needed. `files` and `timers` must outlive this object.
   TrayIcon(FileSystem& files, TimerMaker& timers, std::string iconFolder);
   ~TrayIcon() override;
 
-  /// The menu that the icon carries; must outlive the icon.
+  /// Sets the icon's menu, which must outlive the icon.
   void setMenu(Control& menu) { menu_ = &menu; }
-  /// Which of its two pictures the icon shows.
+  /// Selects which of its two pictures the icon shows.
   void setRunning(bool running);
-  /// Puts the sign of a warning in the picture's place, with these words for assistive tools;
-  /// nothing takes it away.
-  void setWarning(std::string words);
+  /// Shows a warning sign in place of the picture, with this text for assistive tools. An empty
+  /// text shows the picture again.
+  void setWarning(std::string text);
 
-  /// Whether an icon would be seen: something shows icons, and finds a picture of ours. Waits a
-  /// second at most for a panel that does not answer.
+  /// Whether an icon would be visible: the desktop shows icons, and can load one of our pictures.
+  /// Blocks for up to one second if the panel does not answer.
   bool available() override;
   WindowHandle mainWindow() override { return 1; }
   IconHandle mainIcon() override { return 1; }
@@ -42,7 +42,7 @@ class TrayIcon : public TrayPlatform {
  private:
   struct Icon;
 
-  bool picturesInPlace();
+  bool ensurePictures();
   const char* pictureName() const;
   void showState();
   void lost();
@@ -50,7 +50,7 @@ class TrayIcon : public TrayPlatform {
   FileSystem& files_;
   TimerMaker& timers_;
   std::string iconFolder_;
-  bool picturesInPlace_ = false;
+  bool picturesWritten_ = false;
   Control* menu_ = nullptr;
   bool running_ = false;
   std::string warning_;

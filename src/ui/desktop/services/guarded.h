@@ -9,8 +9,9 @@
 
 namespace relaybird::desktop {
 
-/// Runs what C code calls back: no exception may go through that. The application hears of it when
-/// the call back is over: it opens a box, and a timer stands still as long as its tick lasts.
+/// Runs an action that is called from C code: exceptions must not cross C frames. An exception is
+/// passed to the application in an event of its own, because the application opens a box for it,
+/// and a timer does not tick again before its tick has returned.
 template <class Action>
 void guarded(Action&& action) {
   try {
@@ -27,14 +28,14 @@ void guarded(Action&& action) {
   }
 }
 
-/// Runs the action once the event in hand is over, unless the handler is gone by then.
+/// Runs the action after the current event, unless the handler is destroyed by then.
 template <class Action>
 void later(wxEvtHandler& handler, Action action) {
   handler.CallAfter([action = std::move(action)] { guarded(action); });
 }
 
-/// The same for what the user has done. A box that has come up in between takes all input, also
-/// this that was on its way: then `late` runs in the action's place.
+/// The same for user input. If a modal box has opened in the meantime, the input is void, as all
+/// input outside the box is: then `late` runs in place of the action.
 template <class Action, class Late>
 void inputLater(wxEvtHandler& handler, Action action, Late late) {
   handler.CallAfter(

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Message boxes, questions and file dialogs. Message boxes are dialogs of our own. WHY not
+// wxMessageDialog: it does not scroll a text that is higher than the screen, its buttons cannot be
+// chosen freely, and it offers no way to close it when the session ends.
 #include "ui/desktop/services/wx_dialogs.h"
 
 #include <wx/artprov.h>
@@ -29,20 +32,20 @@
 namespace relaybird::desktop {
 namespace {
 
-// Ends a box that is closed without an answer.
+// The result of a box that is closed without an answer.
 constexpr int kNoAnswer = -1;
 
 constexpr int kIconSize = 48;
 
-// In average letters: most addresses are seen whole.
+// In average letters; enough to show most addresses whole.
 constexpr int kFieldWidth = 48;
 
-// An address of usual length stands in one line behind its number.
+// In average letters; enough for a number and an address of usual length in one line.
 constexpr int kLongestLine = 76;
-// In hundredths of the screen's height.
+// In per cent of the screen's height.
 constexpr int kHighestText = 60;
 
-// The first button keeps the focus.
+// Scrolls the text by the cursor keys while the first button keeps the focus.
 void scrollByKeys(wxDialog& box, wxScrolledWindow& text) {
   static const std::map<int, wxEventType> kKeys{
       {WXK_UP, wxEVT_SCROLLWIN_LINEUP},     {WXK_DOWN, wxEVT_SCROLLWIN_LINEDOWN},
@@ -67,8 +70,8 @@ WrappingLabel* makeLabel(wxWindow* parent, const std::string& text) {
   return label;
 }
 
-// The text with its lines broken. One that is too high for the screen scrolls, by the keys of the
-// box too: every line of it can be read before the box is answered.
+// The wrapped text. A text that is too high for the screen scrolls, also by the keyboard, so that
+// the user can read all of it before answering.
 wxWindow* makeBoxText(wxDialog& box, const std::string& text) {
   WrappingLabel* label = makeLabel(&box, text);
   const int highest = wxDisplay(&box).GetClientArea().GetHeight() * kHighestText / 100;
@@ -91,7 +94,7 @@ wxWindow* makeBoxText(wxDialog& box, const std::string& text) {
   return frame;
 }
 
-// A row of buttons, each of which ends the box with its position; the first one is the default.
+// A row of buttons. Each one ends the box with its position; the first one is the default.
 wxSizer* makeBoxButtons(wxDialog& box, const std::vector<BoxAnswer>& answers) {
   auto* sizer = new wxBoxSizer(wxHORIZONTAL);
   int position = 0;
@@ -107,7 +110,7 @@ wxSizer* makeBoxButtons(wxDialog& box, const std::vector<BoxAnswer>& answers) {
   return sizer;
 }
 
-// Puts content over buttons, and has Escape and the window's own way to close it end the box with
+// Places the content above the buttons. Escape and the window's close button end the box with
 // kNoAnswer.
 void finishBox(wxDialog& box, wxSizer* content, wxSizer* buttons) {
   box.SetIcons(programIcons());
@@ -127,8 +130,7 @@ void finishBox(wxDialog& box, wxSizer* content, wxSizer* buttons) {
   });
 }
 
-// A message box of our own: its text breaks its lines, its buttons are those of the forms, and the
-// program can close it. Ends with the position of the chosen answer in answersOf(), or kNoAnswer.
+// A message box. Ends with the position of the chosen answer in answersOf(), or kNoAnswer.
 class BoxDialog : public wxDialog {
  public:
   BoxDialog(wxWindow* owner, const MessageBox& box);
@@ -148,7 +150,7 @@ wxSizer* BoxDialog::content(const MessageBox& box) {
   auto* sizer = new wxBoxSizer(wxHORIZONTAL);
   if (box.icon != BoxIcon::kNone) {
     const wxArtID icon = box.icon == BoxIcon::kCritical ? wxART_ERROR : wxART_WARNING;
-    const int side = withLetters(*this, kIconSize);
+    const int side = scaledWithFont(*this, kIconSize);
     auto* picture = new wxStaticBitmap(
         this, wxID_ANY,
         wxArtProvider::GetBitmapBundle(icon, wxART_MESSAGE_BOX, wxSize(side, side)));
@@ -159,11 +161,11 @@ wxSizer* BoxDialog::content(const MessageBox& box) {
   return sizer;
 }
 
-// Asks for a line. Ends with 0 for OK; Cancel and closing end with something else.
+// Asks for a line of text. Ends with 0 for OK, and with another value for Cancel and closing.
 class InputDialog : public wxDialog {
  public:
   InputDialog(wxWindow* owner, const InputBox& box);
-  // What stands in the field.
+  // The text of the field.
   std::string entry() const;
 
  private:

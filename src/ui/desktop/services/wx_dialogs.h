@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Boxes, questions, the file dialog and the tray's menu as windows.
+// Implements the forms' Dialogs with windows: boxes, questions, file dialogs and the tray's menu.
+// Every call blocks until the user has answered, and runs events meanwhile.
 #pragma once
 
 #include <wx/dialog.h>
@@ -14,7 +15,7 @@ namespace relaybird::desktop {
 
 class WxDialogs : public Dialogs {
  public:
-  /// `owner` says which window a box stands over now; may answer null.
+  /// `owner` returns the parent for the next box; may return null.
   explicit WxDialogs(std::function<wxWindow*()> owner);
 
   BoxAnswer messageBox(const MessageBox& box) override;
@@ -23,8 +24,8 @@ class WxDialogs : public Dialogs {
   std::optional<std::string> saveFile(const SaveFileBox& box) override;
   void popupMenu(Control& menu) override;
 
-  /// Ends every box that is open with the answer that changes nothing, and answers those to come
-  /// so: the program is over.
+  /// For the end of the program: ends every open box with the answer that changes nothing, and
+  /// gives that answer to all later boxes without showing them.
   void closeAll();
 
  private:

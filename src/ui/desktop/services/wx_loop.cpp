@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+// Timers, the event queue, the screen and the clipboard, implemented by wxWidgets.
+//
+// Events are queued here and each one wakes the toolkit by CallAfter(), which is safe from any
+// thread. The queue is shared with the pending calls, so that calls that arrive after the WxLoop is
+// destroyed find an empty queue and do nothing.
 #include "ui/desktop/services/wx_loop.h"
 
 #include <wx/app.h>
@@ -59,7 +64,7 @@ class WxTimer : public Timer, private wxTimer {
 
 }  // namespace
 
-// Outlives the loop object for as long as the toolkit still has a call into it.
+// Outlives the WxLoop while calls into it are pending in the toolkit.
 class WxLoop::Queue : public std::enable_shared_from_this<Queue> {
  public:
   void post(std::function<void()> event) {
@@ -107,7 +112,7 @@ std::unique_ptr<Timer> WxLoop::makeTimer(std::chrono::milliseconds interval,
   return std::make_unique<WxTimer>(interval, std::move(tick));
 }
 
-// wxApp::ExitMainLoop() would do nothing while the loop of a box is the active one.
+// WHY not wxApp::ExitMainLoop(): it does nothing while the loop of a modal box is active.
 void endMainLoop() {
   if (wxEventLoopBase* const loop = wxAppConsole::GetInstance()->GetMainLoop()) {
     loop->ScheduleExit();
@@ -142,6 +147,7 @@ std::int32_t WxScreen::textWidth(const std::string& text) const {
 }
 
 Result<void> WxClipboard::setText(const std::string& text) {
+  // By way of wxString, which replaces bytes that are not valid UTF-8.
   if (!putOnClipboard(fromWx(toWx(text)))) {
     return Error{0, "The clipboard cannot be written now."};
   }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The toolkit's event loop as the program's timers and event queue, its screen and its clipboard.
+// The program's event queue, timers, screen and clipboard, implemented by the toolkit.
 #pragma once
 
 #include <functional>
@@ -10,7 +10,7 @@
 
 namespace relaybird::desktop {
 
-/// Any thread may post; everything else on the thread of the user interface.
+/// post() may be called on any thread, everything else on the user-interface thread only.
 class WxLoop : public EventQueue, public TimerMaker {
  public:
   WxLoop();
@@ -25,13 +25,13 @@ class WxLoop : public EventQueue, public TimerMaker {
   std::shared_ptr<Queue> queue_;
 };
 
-/// Ends the program's main loop. Within the loop of a box, which ends first, the main loop ends as
-/// soon as the box has returned. Nothing where no main loop runs.
+/// Ends the program's main loop. Called within the loop of a modal box, it takes effect as soon as
+/// the box has returned. Does nothing if no main loop runs.
 void endMainLoop();
 
 class WxScreen : public Screen {
  public:
-  /// `onEnd` ends the toolkit's loop; it may be called within any event.
+  /// `onEnd` ends the toolkit's loop. It may be called within any event.
   explicit WxScreen(std::function<void()> onEnd);
 
   void repaint() override;
@@ -44,8 +44,8 @@ class WxScreen : public Screen {
   std::function<void()> onEnd_;
 };
 
-/// The desktop's clipboard. What was put there stays when the program ends, where the desktop can
-/// keep it.
+/// The desktop's clipboard. Its text survives the end of the program if the desktop runs a
+/// clipboard manager.
 class WxClipboard : public Clipboard {
  public:
   Result<void> setText(const std::string& text) override;

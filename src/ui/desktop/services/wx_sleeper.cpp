@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+// A pause inside a check, during which the event loop runs.
+//
+// The check waits on the stack below the events that run here. A box opened by such an event would
+// block the check until it is answered. So user input that may open a box is deferred:
+// DeferredInput polls for the end of the check and then posts the actions as ordinary events.
 #include "ui/desktop/services/wx_sleeper.h"
 
 #include <wx/evtloop.h>
@@ -13,18 +18,18 @@
 namespace relaybird::desktop {
 namespace {
 
-// Between two looks for events. A picture stands no longer than that unpainted.
-constexpr int kLook = 10;  // milliseconds
+// The interval at which a sleep runs events. A window stays unpainted no longer than that.
+constexpr int kPollInterval = 10;  // milliseconds
 
-// The innermost sleep on the stack of the one thread that has windows.
-const WxSleeper* asleep = nullptr;
+// The innermost sleep on the stack of the user-interface thread; null if none.
+const WxSleeper* innermostSleep = nullptr;
 
-class Sleeping {
+class SleepScope {
  public:
-  explicit Sleeping(const WxSleeper& sleeper) : outer_(std::exchange(asleep, &sleeper)) {}
-  ~Sleeping() { asleep = outer_; }
-  Sleeping(const Sleeping&) = delete;
-  Sleeping& operator=(const Sleeping&) = delete;
+  explicit SleepScope(const WxSleeper& sleeper) : outer_(std::exchange(innermostSleep, &sleeper)) {}
+  ~SleepScope() { innermostSleep = outer_; }
+  SleepScope(const SleepScope&) = delete;
+  SleepScope& operator=(const SleepScope&) = delete;
 
  private:
   const WxSleeper* const outer_;
@@ -44,34 +49,35 @@ void runEvents() {
 
 }  // namespace
 
-// Looks for the end of the check, which nobody reports here.
-class WxSleeper::KeptInput : private wxTimer {
+// Actions that wait for the end of the check. A timer polls for it, as its end is not reported
+// here.
+class WxSleeper::DeferredInput : private wxTimer {
  public:
-  explicit KeptInput(const std::function<bool()>& checkRuns) : checkRuns_(checkRuns) {}
+  explicit DeferredInput(const std::function<bool()>& checkRuns) : checkRuns_(checkRuns) {}
 
   void add(wxEvtHandler* handler, std::function<void()> action) {
-    kept_.push_back({handler, std::move(action)});
-    Start(kLook);
+    actions_.push_back({handler, std::move(action)});
+    Start(kPollInterval);
   }
 
  private:
-  struct Kept {
+  struct Deferred {
     wxWeakRef<wxEvtHandler> handler;
     std::function<void()> action;
   };
 
-  bool mayRun() const { return asleep == nullptr && !yielding() && !checkRuns_(); }
+  bool mayRun() const { return innermostSleep == nullptr && !yielding() && !checkRuns_(); }
 
   void Notify() override {
     if (!mayRun()) {
       return;
     }
     Stop();
-    // Each as an event of its own: a box that it opens would hold up this timer.
-    for (Kept& each : std::exchange(kept_, {})) {
+    // Each in an event of its own: a box opened within this tick would block the timer.
+    for (Deferred& each : std::exchange(actions_, {})) {
       if (wxEvtHandler* const handler = each.handler.get()) {
         handler->CallAfter([this, handler, action = std::move(each.action)] {
-          // Another check may have begun since.
+          // Another check may have started in the meantime.
           mayRun() ? action() : add(handler, action);
         });
       }
@@ -79,35 +85,35 @@ class WxSleeper::KeptInput : private wxTimer {
   }
 
   const std::function<bool()>& checkRuns_;
-  std::vector<Kept> kept_;
+  std::vector<Deferred> actions_;
 };
 
-WxSleeper::WxSleeper(std::function<bool()> over, std::function<bool()> checkRuns)
-    : over_(std::move(over)), checkRuns_(std::move(checkRuns)) {}
+WxSleeper::WxSleeper(std::function<bool()> interrupted, std::function<bool()> checkRuns)
+    : interrupted_(std::move(interrupted)), checkRuns_(std::move(checkRuns)) {}
 
 WxSleeper::~WxSleeper() = default;
 
 void WxSleeper::sleep(std::chrono::milliseconds duration) {
   using Clock = std::chrono::steady_clock;
-  const Sleeping sleeping(*this);
+  const SleepScope scope(*this);
   const auto end = Clock::now() + duration;
-  while (!over_() && Clock::now() < end) {
+  while (!interrupted_() && Clock::now() < end) {
     runEvents();
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-    wxMilliSleep(static_cast<unsigned long>(std::clamp<long long>(left.count(), 0, kLook)));
+    wxMilliSleep(static_cast<unsigned long>(std::clamp<long long>(left.count(), 0, kPollInterval)));
   }
 }
 
 bool WxSleeper::sleeping() {
-  return asleep != nullptr;
+  return innermostSleep != nullptr;
 }
 
 void WxSleeper::afterCheck(wxEvtHandler& handler, std::function<void()> action) {
-  auto& kept = asleep->keptInput_;
-  if (!kept) {
-    kept = std::make_unique<KeptInput>(asleep->checkRuns_);
+  auto& deferred = innermostSleep->deferred_;
+  if (!deferred) {
+    deferred = std::make_unique<DeferredInput>(innermostSleep->checkRuns_);
   }
-  kept->add(&handler, std::move(action));
+  deferred->add(&handler, std::move(action));
 }
 
 }  // namespace relaybird::desktop

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The pause of a check, in which the windows stay painted and answer.
+// The pause inside a check, during which the windows are painted and take input.
 #pragma once
 
 #include <wx/event.h>
@@ -11,31 +11,31 @@
 
 namespace relaybird::desktop {
 
-/// Runs events while it sleeps. The check that pauses is still on the stack, and would wait for the
-/// answer to any box that came up meanwhile: what may ask the user something is kept until the
-/// check has ended (afterCheck).
+/// Runs events while it sleeps. The pausing check is still on the stack, so a box opened by such an
+/// event would block it until the box is answered. Input that may open a box is therefore deferred
+/// until the check has ended (afterCheck). On the user-interface thread.
 class WxSleeper : public Sleeper {
  public:
-  /// `over` ends a sleep early; it is asked after every event. `checkRuns` says whether a check is
-  /// on the stack. Both are called on the thread of the user interface.
-  WxSleeper(std::function<bool()> over, std::function<bool()> checkRuns);
+  /// `interrupted` returns whether to end a sleep early; it is called after every event.
+  /// `checkRuns` returns whether a check is on the stack.
+  WxSleeper(std::function<bool()> interrupted, std::function<bool()> checkRuns);
   ~WxSleeper() override;
   void sleep(std::chrono::milliseconds duration) override;
 
-  /// Whether a sleep is going on, within which this is called.
+  /// Whether this is called within a sleep, that is, by an event that the sleep runs.
   static bool sleeping();
-  /// To be called while a sleep is going on. Runs the action as an event of the handler once the
-  /// check that sleeps has ended: not within a later step of it that lets events run. Dropped when
-  /// the handler is gone by then.
+  /// Runs the action as an event of the handler once the sleeping check has ended, and not within a
+  /// later step of it that runs events. Dropped if the handler is destroyed by then. Call it only
+  /// within a sleep.
   static void afterCheck(wxEvtHandler& handler, std::function<void()> action);
 
  private:
-  class KeptInput;
+  class DeferredInput;
 
-  std::function<bool()> over_;
+  std::function<bool()> interrupted_;
   std::function<bool()> checkRuns_;
-  /// Made by the first call that keeps something: its timer needs a running application.
-  mutable std::unique_ptr<KeptInput> keptInput_;
+  /// Created by the first deferred action, because its timer needs a running application.
+  mutable std::unique_ptr<DeferredInput> deferred_;
 };
 
 }  // namespace relaybird::desktop

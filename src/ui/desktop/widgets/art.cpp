@@ -24,7 +24,7 @@ wxBitmapBundle artBitmap(const wxWindow& in, const std::string& name) {
   if (image == images.end()) {
     return {};
   }
-  const int side = withLetters(in, image->size);
+  const int side = scaledWithFont(in, image->size);
   return wxBitmapBundle::FromSVG(image->bytes.data(), image->bytes.size(), wxSize(side, side));
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The program's pictures, which are built in.
+// The program's pictures. They are compiled into the program.
 #pragma once
 
 #include <wx/bmpbndl.h>
@@ -10,8 +10,7 @@
 
 namespace relaybird::desktop {
 
-/// The drawing of that name, as much larger as the letters of the window that it stands in; an
-/// empty one where there is none.
+/// The drawing of that name, scaled with the font of the window `in`; empty if there is none.
 wxBitmapBundle artBitmap(const wxWindow& in, const std::string& name);
 
 /// The program's icon in all its sizes.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The pictures, as the build embeds them.
+// The pictures as data. The build generates the definition (art/CMakeLists.txt).
 #pragma once
 
 #include <span>
@@ -9,12 +9,12 @@ namespace relaybird::desktop {
 
 struct ArtImage {
   std::string_view name;
-  int size;      ///< pixels, of width and of height; of a drawing at letters of the ordinary size
-  bool drawing;  ///< to be rendered by whoever shows it
-  std::span<const unsigned char> bytes;  ///< SVG of a drawing, else PNG
+  int size;      ///< width and height in pixels; for a drawing, at the ordinary font size
+  bool drawing;  ///< scalable: rendered when it is shown
+  std::span<const unsigned char> bytes;  ///< SVG for a drawing, otherwise PNG
 };
 
-/// Every picture: in every size that it is rendered in, or once as a drawing.
+/// All pictures: one entry for each rendered size, and one entry for each drawing.
 std::span<const ArtImage> artImages();
 
 }  // namespace relaybird::desktop

@@ -5,9 +5,10 @@
 
 namespace relaybird::desktop {
 
-int withLetters(const wxWindow& window, int pixels) {
-  // The height of a line in ten points at 96 dots per inch. Families differ by a pixel or two,
-  // which quarters of it leave out: pictures look best in the sizes that they are drawn for.
+int scaledWithFont(const wxWindow& window, int pixels) {
+  // The line height of a ten-point font at 96 dots per inch. Font families differ by a pixel or
+  // two, so the factor is rounded to quarters: pictures look best in the sizes that they are drawn
+  // for.
   constexpr int kOrdinaryHeight = 17;
   constexpr int kSteps = 4;
   const int quarters = wxRound(window.ToDIP(wxSize(0, window.GetCharHeight())).GetHeight() *
@@ -16,7 +17,7 @@ int withLetters(const wxWindow& window, int pixels) {
 }
 
 int scaled(const wxWindow& window, int pixels) {
-  return window.FromDIP(withLetters(window, pixels));
+  return window.FromDIP(scaledWithFont(window, pixels));
 }
 
 wxBoxSizer* column(const wxWindow& in, std::initializer_list<wxWindow*> windows) {
@@ -48,8 +49,8 @@ wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns) {
   return grid;
 }
 
-// The toolkit measures a field before the theme has styled it: with large letters it would be too
-// flat for what stands in it.
+// WHY: the toolkit measures a field before the theme has styled it. With a large font the field
+// would be too low for its text.
 void leaveRoomForText(wxTextCtrl& field) {
   constexpr int kAroundText = 12;  // above and below, borders included
   const wxSize measured = field.GetEffectiveMinSize();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// One vocabulary for the layout of all windows, so that they breathe alike.
+// Layout helpers, so that all windows use the same distances.
 #pragma once
 
 #include <wx/sizer.h>
@@ -10,26 +10,27 @@
 
 namespace relaybird::desktop {
 
-/// Spaces in pixels of a screen of ordinary density, between letters of the ordinary size.
+/// Distances in pixels at 96 dots per inch and the ordinary font size.
 inline constexpr int kGap = 6;
 inline constexpr int kMargin = 12;
 
-/// A length that grows with the letters of the window, for what stands beside them: as long as
-/// given where they have the ordinary size, and never shorter. In pixels of a screen of ordinary
-/// density, which bitmap bundles take.
-int withLetters(const wxWindow& window, int pixels);
+/// A length scaled with the window's font: `pixels` at the ordinary font size, and never less. The
+/// result is in pixels at 96 dots per inch, the unit of bitmap bundles.
+int scaledWithFont(const wxWindow& window, int pixels);
 
-/// The same in pixels of the window's own screen.
+/// The same in physical pixels of the window's screen.
 int scaled(const wxWindow& window, int pixels);
 
-/// A column or a row of windows, each as wide or as high as the place.
+/// A column of windows that are all as wide as the column, and a row of vertically centred windows,
+/// with kGap between them.
 wxBoxSizer* column(const wxWindow& in, std::initializer_list<wxWindow*> windows);
 wxBoxSizer* row(const wxWindow& in, std::initializer_list<wxWindow*> windows);
 
-/// Two or four columns of labels and fields; the fields share what width there is.
+/// A grid of two or four columns: labels and fields alternate, and the fields share the remaining
+/// width.
 wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns);
 
-/// Keeps a field of one line high enough for its text.
+/// Sets the minimum height of a single-line field, so that its text fits.
 void leaveRoomForText(wxTextCtrl& field);
 
 }  // namespace relaybird::desktop

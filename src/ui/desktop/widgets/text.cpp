@@ -11,6 +11,7 @@ wxString toWx(std::string_view text) {
   if (!good.empty() || text.empty()) {
     return good;
   }
+  // FromUTF8() returns an empty string if the text is not valid UTF-8.
   return {text.data(), wxMBConvUTF8(wxMBConvUTF8::MAP_INVALID_UTF8_TO_OCTAL), text.size()};
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The forms' texts, which are UTF-8, and the toolkit's.
+// Conversion between the forms' texts (UTF-8) and the toolkit's strings.
 #pragma once
 
 #include <wx/string.h>
@@ -9,14 +9,15 @@
 
 namespace relaybird::desktop {
 
-/// Bytes that are no UTF-8, as in the names of old files, show as backslash and octal digits.
+/// Invalid UTF-8 bytes, as in old file names, become a backslash and octal digits.
 wxString toWx(std::string_view text);
 
-/// The same with lines that end in LF, where those of the forms end in CR LF.
+/// The same, with the forms' line ends (CR LF) replaced by LF.
 wxString linesToWx(std::string_view text);
 
-/// The text in one line, in the order of its letters, for all to see, as withCodes() has it. A
-/// message must not dress up a line that tells of it (UAX #9).
+/// The text as one line of visible characters, with control and direction characters replaced by
+/// codes (withCodes()). A text from a message must not be able to reorder or hide other parts of
+/// the line that shows it (UAX #9).
 wxString plainLine(std::string_view text);
 
 std::string fromWx(const wxString& text);

@@ -9,7 +9,7 @@
 namespace relaybird::desktop {
 namespace {
 
-// In hundredths of the screen's width.
+// In per cent of the screen's width.
 constexpr int kGreatestShare = 60;
 
 }  // namespace
@@ -28,7 +28,7 @@ void WrappingLabel::show(const wxString& content) {
   GetParent()->Layout();
 }
 
-// The toolkit breaks lines at blanks alone.
+// WHY: wxStaticText::Wrap() breaks lines at spaces only. Inserts line breaks into longer words.
 wxString WrappingLabel::withBreaksInWords(const wxString& text, int limit) const {
   wxString result;
   wxStringTokenizer words(text, " \n", wxTOKEN_RET_DELIMS);
@@ -36,7 +36,7 @@ wxString WrappingLabel::withBreaksInWords(const wxString& text, int limit) const
     wxString word = words.GetNextToken();
     std::size_t length = word.length();
     while (length > 1 && GetTextExtent(word.Left(length)).GetWidth() > limit) {
-      // A letter too many each time, at least: the widths of letters differ.
+      // An estimate, since the widths of letters differ. Each round drops at least one letter.
       const int width = GetTextExtent(word.Left(length)).GetWidth();
       length =
           std::max<std::size_t>(1, std::min(length - 1, length * static_cast<std::size_t>(limit) /

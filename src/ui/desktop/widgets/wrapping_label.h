@@ -5,14 +5,14 @@
 
 namespace relaybird::desktop {
 
-/// A text that breaks its lines where they would be too long to read with ease, and words that are
-/// longer than that anywhere. Its window is never narrower than a line, so nothing is cut off.
+/// A text with its lines wrapped at a comfortable length; longer words are broken anywhere. The
+/// widget is as wide as its longest line, so nothing is cut off.
 class WrappingLabel : public wxStaticText {
  public:
-  /// Lines have up to `longestLine` average letters of the label's own font, and are never longer
-  /// than the better part of the screen.
+  /// Lines have up to `longestLine` average letters of the label's font, and at most 60 % of the
+  /// screen's width.
   explicit WrappingLabel(wxWindow* parent, int longestLine = 64);
-  /// Shows a text as it is: "&" marks nothing in it. Its lines may end in CR LF.
+  /// Shows a plain text: "&" does not mark an access key. Lines may end in CR LF.
   void show(const wxString& text);
 
  private:
