@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+// The views of buttons, links, pictures, check boxes and option buttons.
+//
+// Buttons and links click their control after the current event, since a click may open a box; see
+// clickLater(). A check box shows the form's value again after each click, because the toolkit has
+// changed the mark by itself and the form may have refused the click.
 #include "ui/desktop/views/widget_view.h"
 
 #include <wx/bmpbuttn.h>
@@ -41,7 +46,7 @@ class ButtonView : public WidgetView {
   wxButton* button_;
 };
 
-// The toolkit shows it as one. What it leads to is opened by the form.
+// A hyperlink. The form opens its target, so the toolkit's own handling is not used.
 class LinkView : public WidgetView {
  public:
   LinkView(wxWindow* parent, Control& control, const ViewStyle& style)
@@ -61,7 +66,7 @@ class LinkView : public WidgetView {
       link_->SetURL(toWx(control_.text()));
     }
   }
-  // The theme's own is made for its light ground alone, in some.
+  // WHY: some themes have a link colour for a light background only.
   void showColours() override {
     setLinkColour(*link_, readable(wxSystemSettings::GetColour(wxSYS_COLOUR_HOTLIGHT),
                                    toWx(kButtonText), {toWx(kButtonFace)}));
@@ -71,7 +76,7 @@ class LinkView : public WidgetView {
   wxHyperlinkCtrl* link_;
 };
 
-// The toolkit makes a button for a picture alone in another way than one for a picture and a word.
+// WHY two classes: the toolkit has a class of its own for buttons that show a picture only.
 wxButton* makePictureButton(wxWindow* parent, const Control& control, const ViewStyle& style) {
   if (style.caption.empty()) {
     return new wxBitmapButton(parent, wxID_ANY, artBitmap(*parent, control.picture()));
@@ -131,7 +136,7 @@ class CheckBoxView : public WidgetView {
                             wxDefaultSize, wxCHK_3STATE)) {
     box_->Bind(wxEVT_CHECKBOX, [this](wxCommandEvent&) {
       clickByUser(*box_, control_);
-      // The toolkit has moved the mark already.
+      // The toolkit has changed the mark already; the form decides whether it stays.
       showContent(Change::kValue);
     });
   }
@@ -169,8 +174,9 @@ bool noneOfGroupIsChosen(const Control& control) {
   });
 }
 
-// The toolkit's groups always have one chosen. Where the form's has none it is this one, which
-// nobody sees. Made last, it is in the group of the buttons that stand beside it.
+// Shows a group of options without a choice. WHY: in the toolkit one button of a group is always
+// chosen, so a hidden button is added and chosen. Created last, it joins the group of the buttons
+// before it.
 void chooseNone(wxWindow& parent, const wxString& group) {
   auto* none = dynamic_cast<wxRadioButton*>(wxWindow::FindWindowByName(group, &parent));
   if (none == nullptr) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A control of a form as a widget. The widget shows what the control holds, and hands in what the
-// user does; between the two there is nothing to decide.
+// A control of a form as a widget. The widget shows the state of the control and passes the user's
+// input to it. All decisions are made by the form.
 #pragma once
 
 #include <wx/window.h>
@@ -13,18 +13,18 @@
 
 namespace relaybird::desktop {
 
-/// What of a widget its place in a window decides, and not the control.
+/// Properties of a widget that are set by the layout of the window, not by the control.
 struct ViewStyle {
-  bool multiline = false;     ///< a text field of several lines
-  bool emphasised = false;    ///< a text that stands out
-  int widthInCharacters = 0;  ///< of a text field; 0: as wide as its place
-  /// A word beside the picture of a picture button, with "&" before its access key.
+  bool multiline = false;     ///< for a text field
+  bool emphasised = false;    ///< bold text
+  int widthInCharacters = 0;  ///< of a text field; 0: as wide as the layout allows
+  /// The text beside the picture of a picture button, with "&" before its access key.
   std::string caption = {};
-  /// The control whose text names this one to people who do not see the window.
+  /// The control whose text is the accessible name of this one.
   const Control* namedBy = nullptr;
-  /// The control whose text tells them more than the name.
+  /// The control whose text is the accessible description of this one.
   const Control* describedBy = nullptr;
-  /// Names one that nothing on the screen names, to the same people.
+  /// The accessible name of a control that has no visible label.
   std::string name = {};
 };
 
@@ -32,19 +32,18 @@ class ControlView {
  public:
   virtual ~ControlView() = default;
   virtual wxWindow* window() const = 0;
-  /// The control has changed.
+  /// Shows a change of the control.
   virtual void update(Change what) = 0;
-  /// The whole control, as at first; also after a change of the desktop's theme.
+  /// Shows the whole state of the control: at first, and after a change of the desktop's theme.
   void updateAll();
 };
 
-/// Makes the widget of a control as a child of `parent`, which owns it. The view must not outlive
-/// either. Null for a kind that has no widget of its own: menus, timers, file dialogs.
+/// Creates the widget of a control as a child of `parent`, which owns it. The view must not outlive
+/// the widget or the control. Returns null for kinds without a widget: menus, timers, file dialogs.
 std::unique_ptr<ControlView> makeControlView(wxWindow* parent, Control& control,
                                              const ViewStyle& style);
 
-/// Runs what the user does with a control, if it takes input now; else the bell says that it does
-/// not.
+/// Runs the user's action on a control if the control takes input now; otherwise rings the bell.
 void byUser(Control& control, const std::function<void(Control&)>& action);
 
 }  // namespace relaybird::desktop

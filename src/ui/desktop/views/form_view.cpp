@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: MIT
+// Connects one form to its widgets.
+//
+// The form reports changes of its controls (FormObserver), and this class passes each one to the
+// view of the control, and to the views whose accessible name or description is the control's text.
+// Keyboard shortcuts are matched here for windows without a menu bar; closing a window is left to
+// the form.
 #include "ui/desktop/views/form_view.h"
 
 #include <wx/accel.h>
@@ -19,7 +25,7 @@ namespace relaybird::desktop {
 
 namespace {
 
-// What is selected in a field is copied by the field itself.
+// Ctrl+C in a text field copies the field's selection and is no shortcut of the form.
 bool belongsToField(const wxKeyEvent& event) {
   return event.GetModifiers() == wxMOD_CONTROL && event.GetKeyCode() == 'C' &&
          dynamic_cast<wxTextCtrl*>(wxWindow::FindFocus()) != nullptr;
@@ -39,7 +45,8 @@ FormView::FormView(Form& form) : form_(form) {
 
 FormView::~FormView() {
   form_.setObserver(nullptr);
-  // The widgets live on a little longer, and lose the focus on their way out.
+  // The widgets are destroyed later than this, and raise focus events until then. The handlers
+  // refer to the views, so they are switched off.
   for (const auto& [control, view] : views_) {
     if (wxWindow* window = view->window()) {
       window->SetEvtHandlerEnabled(false);
@@ -71,7 +78,7 @@ wxWindow* FormView::add(wxWindow* parent, Control& control, const ViewStyle& sty
   return window;
 }
 
-// Whichever of the two is made first, the label or what it names.
+// Works whether the label or the named control is created first.
 void FormView::joinLabels(const Control& control, ControlView& view, const ViewStyle& style) {
   if (style.namedBy != nullptr) {
     named_.emplace(style.namedBy, &view);
@@ -110,7 +117,7 @@ void FormView::takeShortcuts(wxTopLevelWindow& window) {
 
 bool FormView::shortcut(wxTopLevelWindow& window, const wxKeyEvent& event) {
   if (event.GetKeyCode() == WXK_F1 && !event.HasAnyModifiers()) {
-    // The manual may have to be looked for, which asks.
+    // If the help file is missing, a box asks the user for it.
     inputLater(
         window, [this, &window] { doByUser(window, true, [this] { form_.help(); }); },
         [] { wxBell(); });

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The widgets of one form: makes them, and has them follow the form.
+// The widgets of one form: creates them and updates them when the form changes.
 #pragma once
 
 #include <wx/notebook.h>
@@ -15,7 +15,8 @@
 
 namespace relaybird::desktop {
 
-/// A window derives from it and says in formChanged what becomes of itself.
+/// A window derives from this class and implements formChanged() for changes of the form itself.
+/// The form must outlive it.
 class FormView : public FormObserver {
  public:
   explicit FormView(Form& form);
@@ -26,20 +27,20 @@ class FormView : public FormObserver {
   void controlChanged(const Control& control, Change what) override;
 
  protected:
-  /// Makes the control's widget; the parent owns it.
+  /// Creates the control's widget; the parent owns it.
   wxWindow* add(wxWindow* parent, Control& control, const ViewStyle& style = {});
-  /// A frame under the title of a control of that kind; its parts stand one below or beside the
-  /// other.
+  /// A frame with the text of a frame control as its title. Its parts are laid out in `direction`.
   static wxStaticBoxSizer* addFrame(wxOrientation direction, wxWindow* parent,
                                     const Control& control);
-  /// Lets something other than a widget follow a control: a menu entry, the pages of a book.
+  /// Adds the view of something other than a widget: a menu entry, or the pages of a notebook.
   void follow(Control& control, std::unique_ptr<ControlView> view);
-  /// Has the shortcuts of the form's controls work all over a window that has no menu bar for them,
-  /// and F1 ask the form for help.
+  /// Handles the shortcuts of the form's controls, and F1 for help, in the whole window. For
+  /// windows without a menu bar.
   void takeShortcuts(wxTopLevelWindow& window);
-  /// What the user closes is the form; it says what becomes of the window.
+  /// When the user closes the window, closes the form instead; the form decides whether the window
+  /// goes.
   void leaveClosingToForm(wxTopLevelWindow& window);
-  /// Shows everything again, after a change of the theme.
+  /// Updates all widgets, after a change of the theme.
   void showAll();
 
  private:
@@ -48,12 +49,12 @@ class FormView : public FormObserver {
 
   Form& form_;
   std::map<const Control*, std::unique_ptr<ControlView>> views_;
-  /// Views that have another control's text for a name, and for a description.
+  /// By control: the views whose accessible name, or description, is that control's text.
   std::multimap<const Control*, ControlView*> named_;
   std::multimap<const Control*, ControlView*> described_;
 };
 
-/// The tabs of a book that a window has filled with pages.
+/// Connects the tabs of a notebook, whose pages the window has added, to their control.
 class TabsView : public ControlView {
  public:
   TabsView(wxNotebook& book, Control& control);

@@ -1,4 +1,12 @@
 // SPDX-License-Identifier: MIT
+// The views of list boxes (the log) and of combo boxes.
+//
+// The log may have a million lines. The list is virtual: the toolkit asks for the text of the
+// visible lines only, and the selection is collected from the widget once per burst of events. WHY
+// collected at all: selecting a range raises no event with its positions.
+//
+// Accessibility: wxGTK draws this list itself and exposes no lines to assistive tools. The current
+// line is therefore set as the description of the widget that has the focus.
 #include "ui/desktop/views/widget_view.h"
 
 #include <wx/choice.h>
@@ -15,8 +23,8 @@
 namespace relaybird::desktop {
 namespace {
 
-// Asks the control for the lines that are on the screen, so that a million of them cost no more
-// than a screenful.
+// Asks the control for the visible lines only, so that the cost does not depend on the length of
+// the list.
 class VirtualLines : public wxListCtrl {
  public:
   VirtualLines(wxWindow* parent, const Control& control)
@@ -50,7 +58,7 @@ class ListView : public WidgetView {
     }
     lines_->Bind(wxEVT_KILL_FOCUS, [this](wxFocusEvent& event) {
       event.Skip();
-      showSelection();
+      sendSelection();
     });
     lines_->Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) { key(event); });
     lines_->Bind(wxEVT_CHAR, [](wxKeyEvent& event) { event.Skip(!searchesPrefix(event)); });
@@ -61,15 +69,15 @@ class ListView : public WidgetView {
     for (const auto& type : {wxEVT_LIST_ITEM_FOCUSED, wxEVT_LIST_ITEM_SELECTED}) {
       lines_->Bind(type, [this](wxListEvent& event) {
         event.Skip();
-        tellLine(event.GetIndex());
+        describeLine(event.GetIndex());
       });
     }
-    lines_->Bind(wxEVT_CONTEXT_MENU, [this](wxContextMenuEvent& event) { openMenuAt(event); });
+    lines_->Bind(wxEVT_CONTEXT_MENU, [this](wxContextMenuEvent& event) { openContextMenu(event); });
     setAccessibleName(*lines_, accessibleName());
     for (wxWindow* inside : lines_->GetChildren()) {
       inside->Bind(wxEVT_MOTION, [this, inside](wxMouseEvent& event) {
         event.Skip();
-        tellWhole(*inside, event.GetPosition());
+        showLineTip(*inside, event.GetPosition());
       });
       setAccessibleName(*inside, accessibleName());
       setAccessibleRole(*inside, AccessibleRole::kList);
@@ -83,21 +91,21 @@ class ListView : public WidgetView {
       showLines();
     } else if (what == Change::kListExtent) {
       fitColumn();
-    } else if (what == Change::kListSelection && !telling_) {
-      select();
+    } else if (what == Change::kListSelection && !sendingSelection_) {
+      showSelection();
     }
   }
 
  private:
-  // The toolkit would look for a line that begins with the letter, through all of them: no user
-  // seeks a line by the digits of its date.
+  // Whether the toolkit would take the key as the start of a search by prefix. It is suppressed:
+  // the search walks through all lines, and every line starts with a date.
   static bool searchesPrefix(const wxKeyEvent& event) {
     return !event.HasModifiers() && event.GetKeyCode() > WXK_SPACE &&
            event.GetKeyCode() < WXK_DELETE;
   }
 
-  // The toolkit paints the lines: to people who do not see them there is only what is told here.
-  void tellLine(long position) {
+  // WHY: the toolkit draws the lines itself, so assistive tools know of no line but by this text.
+  void describeLine(long position) {
     const auto line = static_cast<std::size_t>(position);
     if (position >= 0 && line < control_.list().size()) {
       for (wxWindow* inside : lines_->GetChildren()) {
@@ -106,7 +114,8 @@ class ListView : public WidgetView {
     }
   }
 
-  // Follows the newest line for a user who looks at the end, and leaves alone one who reads above.
+  // Scrolls to a new line only if the end of the list was visible, so that a user who reads further
+  // up is not disturbed.
   void showLines() {
     const long before = lines_->GetItemCount();
     const bool atEnd = lines_->GetTopItem() + lines_->GetCountPerPage() >= before;
@@ -125,15 +134,16 @@ class ListView : public WidgetView {
     }
   }
 
-  // A range that is selected at once raises no event of its own, and collecting a million
-  // positions takes a while: they are collected when the input that waits has been dealt with.
+  // Schedules one update of the form's selection. WHY not at once: selecting a range raises no
+  // event of its own, and collecting a million positions takes a while, so it is done once, after
+  // the pending input.
   void selectionMayChange() {
     if (!std::exchange(selectionStale_, true)) {
-      later(*lines_, [this] { showSelection(); });
+      later(*lines_, [this] { sendSelection(); });
     }
   }
 
-  void showSelection() {
+  void sendSelection() {
     if (!std::exchange(selectionStale_, false)) {
       return;
     }
@@ -143,13 +153,13 @@ class ListView : public WidgetView {
       item = lines_->GetNextItem(item, wxLIST_NEXT_ALL, wxLIST_STATE_SELECTED);
       positions.insert(positions.end(), static_cast<std::size_t>(item));
     }
-    telling_ = true;
+    sendingSelection_ = true;
     control_.setSelection(std::move(positions));
-    telling_ = false;
+    sendingSelection_ = false;
   }
 
-  // What the form has selected, with its first line in sight.
-  void select() {
+  // Shows the form's selection in the widget and scrolls to its first line.
+  void showSelection() {
     selectionStale_ = false;
     lines_->SetItemState(-1, 0, wxLIST_STATE_SELECTED);
     for (const std::size_t position : control_.selection()) {
@@ -160,18 +170,19 @@ class ListView : public WidgetView {
       const auto first = static_cast<long>(*control_.selection().begin());
       lines_->SetItemState(first, wxLIST_STATE_FOCUSED, wxLIST_STATE_FOCUSED);
       lines_->EnsureVisible(first);
-      tellLine(first);
+      describeLine(first);
     }
   }
 
-  // By a click, by the Menu key or by Shift+F10; by the keys it opens at the line that has them.
-  void openMenuAt(const wxContextMenuEvent& event) {
+  // Opens the context menu: at the pointer after a click, below the focused line after the Menu key
+  // or Shift+F10.
+  void openContextMenu(const wxContextMenuEvent& event) {
     Control* menu = control_.contextMenu();
     if (menu == nullptr) {
       return;
     }
     lines_->SetFocus();
-    showSelection();
+    sendSelection();
     wxPoint place = event.GetPosition();
     if (place == wxDefaultPosition) {
       wxRect line;
@@ -185,15 +196,15 @@ class ListView : public WidgetView {
     openMenu(*lines_, *menu, place);
   }
 
-  // A line that is longer than the window is wide shows as a whole where the pointer is.
-  void tellWhole(wxWindow& inside, const wxPoint& point) {
+  // Shows a line that is wider than the window as a tool tip at the pointer.
+  void showLineTip(wxWindow& inside, const wxPoint& point) {
     int flags = 0;
     const long position =
         lines_->HitTest(lines_->ScreenToClient(inside.ClientToScreen(point)), flags);
-    if (position == told_) {
+    if (position == tipLine_) {
       return;
     }
-    told_ = position;
+    tipLine_ = position;
     const auto line = static_cast<std::size_t>(position);
     if (position >= 0 && line < control_.list().size()) {
       const wxString text = plainLine(control_.list()[line]);
@@ -205,9 +216,10 @@ class ListView : public WidgetView {
     inside.UnsetToolTip();
   }
 
-  // Before the key does anything: it may press the button that copies what is selected.
+  // Sends the selection to the form before the key is handled, since the key may press the button
+  // that copies the selection.
   void key(wxKeyEvent& event) {
-    showSelection();
+    sendSelection();
     const int shift =
         (event.ShiftDown() ? 1 : 0) + (event.ControlDown() ? 2 : 0) + (event.AltDown() ? 4 : 0);
     control_.keyDown(event.GetKeyCode(), shift);
@@ -238,8 +250,8 @@ class ListView : public WidgetView {
 
   VirtualLines* lines_;
   bool selectionStale_ = false;
-  bool telling_ = false;     // the form what is selected in the widget
-  long told_ = wxNOT_FOUND;  // the line that the pointer is on
+  bool sendingSelection_ = false;  // the form must not send the same selection back
+  long tipLine_ = wxNOT_FOUND;     // the line under the pointer
 };
 
 class ComboView : public WidgetView {
@@ -249,7 +261,7 @@ class ComboView : public WidgetView {
     choice_->Bind(wxEVT_CHOICE, [this](wxCommandEvent&) {
       byUser(control_, [this](Control& changed) { changed.setValue(choice_->GetSelection()); });
     });
-    // Who scrolls past it with the wheel does not mean to change it.
+    // The wheel would change the choice of a user who only scrolls past it.
     choice_->Bind(wxEVT_MOUSEWHEEL, [](wxMouseEvent&) {});
     setAccessibleName(*choice_, accessibleName());
   }

@@ -9,7 +9,7 @@ namespace relaybird::desktop {
 
 namespace {
 
-// The toolkit reads the keys behind a tab.
+// The text of a menu entry. The toolkit parses the part after a tab as its shortcut.
 wxString captionOf(const Control& control) {
   const std::string keys = control.shortcut().empty() ? "" : "\t" + control.shortcut();
   return toWx(control.text() + keys);
@@ -21,12 +21,13 @@ MenuView::MenuView(wxFrame& window, wxMenu& menu, Control& control)
     : control_(control),
       entry_(menu.Append(wxID_ANY, captionOf(control), wxEmptyString,
                          control.kind() == ControlKind::kCheckBox ? wxITEM_CHECK : wxITEM_NORMAL)) {
-  // Afterwards: a pick by an assistive tool runs inside that tool's call, which would wait for the
-  // answer to a box that it cannot see before the call has ended.
+  // WHY inputLater: an assistive tool picks an entry by a synchronous call. If the entry opened a
+  // box within that call, the call would not return before the box is answered, and the tool cannot
+  // read the box before the call returns.
   window.Bind(
       wxEVT_MENU,
       [this, &window](wxCommandEvent&) {
-        // The toolkit has moved the mark of a check box already.
+        // The toolkit has changed the mark of a check box already; update() corrects it.
         inputLater(
             window,
             [this, &window] {

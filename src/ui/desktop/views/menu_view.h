@@ -8,10 +8,10 @@
 
 namespace relaybird::desktop {
 
-/// A menu entry that follows its control: a check box has its mark.
+/// The view of a control as a menu entry. A check box is shown as a checkable entry.
 class MenuView : public ControlView {
  public:
-  /// Appends the entry to the menu, whose picks arrive at the window.
+  /// Appends the entry to the menu. The events of the menu must arrive at the window.
   MenuView(wxFrame& window, wxMenu& menu, Control& control);
 
   wxWindow* window() const override { return nullptr; }
@@ -22,8 +22,8 @@ class MenuView : public ControlView {
   wxMenuItem* entry_;
 };
 
-/// Shows the entries of a menu over a window, by default where the pointer is, and clicks the one
-/// that the user picks once the menu has gone.
+/// Shows a menu over a window, by default at the pointer, and clicks the entry that the user picks
+/// after the menu has closed.
 void openMenu(wxWindow& over, Control& menu, const wxPoint& at = wxDefaultPosition);
 
 }  // namespace relaybird::desktop

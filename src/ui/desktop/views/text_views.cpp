@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+// The views of labels and text fields.
+//
+// A form may change the text while the user types (TypedText: text and caret). The toolkit must not
+// be given another text within its own change event, so the corrected text is shown by a later
+// event. Only the part that differs is replaced, so that the caret and the scroll position survive.
 #include "ui/desktop/views/widget_view.h"
 
 #include <wx/stattext.h>
@@ -14,16 +19,17 @@
 namespace relaybird::desktop {
 namespace {
 
-// Between the lines of a field and its border.
+// The margin between the text and the border of a multi-line field.
 constexpr int kAroundLines = 6;
-// Of a field of several: three stay in sight above a scroll bar, and the one beside has room.
+// The minimum height of a multi-line field. Three lines stay visible above a horizontal scroll bar,
+// and the vertical one has enough room.
 constexpr int kLeastLines = 4;
 
 class LabelView : public WidgetView {
  public:
   LabelView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style), label_(new WrappingLabel(parent)) {
-    // Until a control says that it is named by it.
+    // No accessible label of anything until a control is named by it.
     setLabelFor(*label_, nullptr);
     if (style.emphasised) {
       label_->SetFont(label_->GetFont().Bold());
@@ -51,8 +57,8 @@ class TextView : public WidgetView {
   TextView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style),
         field_(new wxTextCtrl(parent, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
-                              // Within a word the toolkit would break a line with a hyphen, which
-                              // no address has there.
+                              // WHY word wrap: otherwise the toolkit breaks words with a hyphen,
+                              // which is not part of the address.
                               (style.multiline ? wxTE_MULTILINE | wxTE_WORDWRAP : 0) |
                                   (control.locked() ? wxTE_READONLY : 0))) {
     if (style.widthInCharacters > 0) {
@@ -100,14 +106,15 @@ class TextView : public WidgetView {
     field_->SetMinSize({-1, kLeastLines * field_->GetCharHeight() + 2 * margin + borders.y});
   }
 
-  // In the middle of the toolkit's own work on the text, which nobody else may change meanwhile.
+  // Called while the toolkit changes the text, so the text must not be changed here.
   void edited() {
     if (editing_) {
       return;
     }
     editing_ = true;
     const wxString text = field_->GetValue();
-    // From the end: no line that ends there counts twice.
+    // The caret, counted from the end of the text. WHY: on some platforms a position counts a line
+    // end as two characters and GetValue() as one; behind the caret there is seldom a line end.
     const auto behind =
         static_cast<std::size_t>(field_->GetLastPosition() - field_->GetInsertionPoint());
     typed_ = {fromWx(text),
@@ -115,13 +122,13 @@ class TextView : public WidgetView {
     byUser(control_, [this](Control& control) { typed_ = control.type(typed_); });
     editing_ = false;
     if (text != toWx(control_.text())) {
-      later(*field_, [this] { mend(); });
+      later(*field_, [this] { showCorrection(); });
     }
   }
 
-  // Shows what has become of what the user typed. A field that takes no input shows again what it
-  // holds.
-  void mend() {
+  // Shows the form's text if it differs from the typed one. A field that takes no input shows its
+  // old text again.
+  void showCorrection() {
     const wxString now = field_->GetValue();
     const wxString wanted = toWx(control_.text());
     if (now == wanted) {
@@ -148,8 +155,8 @@ class TextView : public WidgetView {
   }
 
   wxTextCtrl* field_;
-  TypedText typed_;       // what the user typed last, and what became of it
-  bool editing_ = false;  // what happens to the text is our own doing
+  TypedText typed_;       // the last typed text, as the form corrected it
+  bool editing_ = false;  // ignore change events and updates: the change is made here
 };
 
 }  // namespace

@@ -1,4 +1,12 @@
 // SPDX-License-Identifier: MIT
+// What the views of all kinds share: state, colours, accessible names, and the user's input.
+//
+// Colours: a widget with the ordinary colours of its kind is left to the theme. Only if the form
+// sets another colour is it adapted, so that text keeps a readable contrast on light and dark
+// themes (WCAG 2.1).
+//
+// Input: a click may open a box. It must not do so while a check pauses (see wx_sleeper.h) nor
+// within the call of an assistive tool, so it may run later than it happened.
 #include "ui/desktop/views/widget_view.h"
 
 #include <wx/evtloop.h>
@@ -22,7 +30,7 @@ bool isField(ControlKind kind) {
          kind == ControlKind::kListBox;
 }
 
-// Such a control is called by its tool tip; others have a text of their own.
+// Controls that show a picture. Their accessible name is the tool tip; others have a text.
 bool hasPicture(ControlKind kind) {
   return kind == ControlKind::kPictureButton || kind == ControlKind::kPictureOption ||
          kind == ControlKind::kPicture;
@@ -57,31 +65,32 @@ double contrast(const wxColour& one, const wxColour& other) {
   return (lighter + 0.05) / (darker + 0.05);
 }
 
-// What a control stands out from. One that is not to be edited looks like a part of the window.
+// The background of a control. A read-only text field has the background of the window.
 Colour ground(const Control& control) {
   const bool readOnly = control.kind() == ControlKind::kTextBox && control.locked();
   return readOnly && control.backColor() == kWindowBackground ? kButtonFace : control.backColor();
 }
 
-// The theme's gray says that there is nothing to do, and need not be readable. Ours says that
-// something else was chosen, and is as gray as can still be read.
+// A gray with enough contrast. The theme's gray marks disabled controls and may be unreadable; our
+// gray marks an option that is not chosen, whose text should be readable.
 wxColour readableGray(const Control& control) {
   const wxColour below = toWx(ground(control));
-  // A label stands on a page or on the window itself.
+  // A label may be placed on a notebook page, which has another background than the window.
   const wxColour page = isField(control.kind()) ? below : toWx(kWindowBackground);
   return readable(toWx(kGrayText), toWx(ordinaryText(control)), {below, page});
 }
 
-// Black or white, whichever stands out more from the ground.
+// Black or white, whichever has more contrast on the background.
 wxColour readableOn(const wxColour& ground) {
   constexpr double kSameContrast = 0.179;
   return luminance(ground) > kSameContrast ? *wxBLACK : *wxWHITE;
 }
 
-// On a colour of our own the theme's text may not be readable, and a colour of our own not on the
-// theme's ground: a dark theme writes in white. A pure red stands out too little on either.
+// The text colour of a control whose colours the form has set. The theme's text colour may be
+// unreadable on the form's background, and the form's text colour on the theme's background, which
+// may be light or dark. A pure red has too little contrast on both, so it is adjusted.
 wxColour textColour(const Control& control) {
-  // Per cent of the lightness.
+  // In per cent of the lightness.
   constexpr int kLighter = 150;
   constexpr int kDarker = 80;
   const wxColour below = toWx(ground(control));
@@ -118,7 +127,7 @@ wxColour toWx(const Colour& colour) {
 
 wxColour readable(const wxColour& colour, const wxColour& text,
                   std::initializer_list<wxColour> grounds) {
-  // WCAG 2.1 asks for 4.5; smoothed edges take a little of it.
+  // WCAG 2.1 requires 4.5. Anti-aliased edges reduce the contrast a little.
   constexpr double kReadable = 5;
   constexpr int kSteps = 16;
   for (int step = 0; step < kSteps; ++step) {
@@ -168,7 +177,8 @@ void WidgetView::update(Change what) {
   }
 }
 
-// A widget that has its kind's own colours is left to the theme, which knows best how it looks.
+// A widget with the ordinary colours of its kind is left to the theme. The colours are reset only
+// if they were set before.
 void WidgetView::showColours() {
   const Colour below = ground(control_);
   const bool ownGround = below != ordinaryGround(control_);
@@ -181,12 +191,13 @@ void WidgetView::showColours() {
   coloured_ = ownText;
 }
 
-// The toolkit tells it as the description too, and shows it over a disabled widget as well.
+// The toolkit uses the tool tip as the accessible description, too, and shows it for disabled
+// widgets as well.
 void WidgetView::showTip() {
   window()->SetToolTip(toWx(control_.tip()));
 }
 
-// A label is called by what it says.
+// A label needs no name: its text is its name.
 void WidgetView::showName() {
   if (control_.kind() != ControlKind::kLabel) {
     setAccessibleName(*window(), accessibleName());
@@ -223,7 +234,7 @@ void doByUser(wxEvtHandler& handler, bool asks, const std::function<void()>& act
     if (wxEventLoopBase::GetActive() == loop) {
       guarded(action);
     } else {
-      // A box has come up in between.
+      // A modal box has opened in the meantime.
       wxBell();
     }
   });

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the views of all kinds share. Private to this folder.
+// What the views of all kinds share. Include it in views/ and in the windows only.
 #pragma once
 
 #include <wx/settings.h>
@@ -14,14 +14,15 @@
 
 namespace relaybird::desktop {
 
-/// A colour of the forms in the user's theme.
+/// A colour of the forms, resolved with the user's theme.
 wxColour toWx(const Colour& colour);
 
-/// The colour, with as much of the text's colour in it as it takes to be read on all those grounds.
+/// The colour, mixed with as much of the text colour as a readable contrast on all those
+/// backgrounds requires.
 wxColour readable(const wxColour& colour, const wxColour& text,
                   std::initializer_list<wxColour> grounds);
 
-/// State that every widget shows: visible, enabled, colours, tool tip, name.
+/// Shows the state that all kinds have: visible, enabled, colours, tool tip, accessible name.
 class WidgetView : public ControlView {
  public:
   WidgetView(Control& control, const ViewStyle& style) : control_(control), style_(style) {}
@@ -29,12 +30,12 @@ class WidgetView : public ControlView {
   void update(Change what) override;
 
  protected:
-  /// What differs from kind to kind: text, value, list, picture.
+  /// Shows what differs from kind to kind: text, value, list, picture.
   virtual void showContent(Change what) = 0;
-  /// The text that names the control where it is not seen.
+  /// The name for assistive tools; empty if the toolkit's own is right.
   std::string accessibleName() const;
   void showTip();
-  /// Tells who does not see it the name, and what there is to say of it beyond that.
+  /// Sets the accessible name and description.
   void showName();
   virtual void showColours();
 
@@ -45,18 +46,19 @@ class WidgetView : public ControlView {
   bool coloured_ = false;
 };
 
-/// Runs what the user has asked for, as an event of the handler. While a check pauses, what may ask
-/// him something is kept until the pause is over.
+/// Runs an action of the user. If the action may open a box (`asks`) and a check is pausing, it is
+/// deferred until the check has ended, and then runs as an event of the handler.
 void doByUser(wxEvtHandler& handler, bool asks, const std::function<void()>& action);
 
-/// A click by the user, as an event of the handler, kept in the same way.
+/// Runs a click by the user, deferred in the same way.
 void clickByUser(wxEvtHandler& handler, Control& control);
 
-/// The same once the event in hand is over. An assistive tool presses inside a call of its own, and
-/// would wait there for the answer to a box that it cannot read before the call has ended.
+/// The same, after the current event. WHY: an assistive tool presses a button by a synchronous
+/// call. A box opened within that call would block it, and the tool cannot read the box before the
+/// call returns.
 void clickLater(wxEvtHandler& handler, Control& control);
 
-// The makers of each kind's widget, which makeControlView() chooses from.
+// The factory for each kind, called by makeControlView().
 
 std::unique_ptr<ControlView> makeLabelView(wxWindow* parent, Control& control,
                                            const ViewStyle& style);

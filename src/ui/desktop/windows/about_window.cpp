@@ -26,7 +26,7 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
   auto* texts =
       column(*this, {add(this, form.lblTitle, {.emphasised = true}), add(this, form.lblDescription),
                      add(this, form.lblDisclaimer), add(this, form.lblCopyright)});
-  texts->Add(facts(form), wxSizerFlags().Expand().Border(wxTOP, scaled(*this, kGap)));
+  texts->Add(versionAndHomepage(form), wxSizerFlags().Expand().Border(wxTOP, scaled(*this, kGap)));
   texts->SetMinSize(FromDIP(wxSize(kTextWidth, -1)));
   auto* top = new wxBoxSizer(wxHORIZONTAL);
   top->Add(icon, wxSizerFlags().Top());
@@ -45,8 +45,8 @@ AboutWindow::AboutWindow(wxTopLevelWindow& owner, frmAbout& form)
   takeShortcuts(*this);
 }
 
-// What a user takes away from here.
-wxSizer* AboutWindow::facts(frmAbout& form) {
+// The version and the home page, as text that can be copied or opened.
+wxSizer* AboutWindow::versionAndHomepage(frmAbout& form) {
   auto* grid = fieldGrid(*this, 2);
   const wxSizerFlags middle = wxSizerFlags().CentreVertical();
   grid->Add(add(this, form.lblVersion), middle);

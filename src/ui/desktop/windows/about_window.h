@@ -8,14 +8,14 @@
 
 namespace relaybird::desktop {
 
-/// frmAbout on the screen.
+/// The window of frmAbout. Modal over its owner.
 class AboutWindow : public wxDialog, public FormView {
  public:
   AboutWindow(wxTopLevelWindow& owner, frmAbout& form);
   void formChanged(const Form& form, FormChange what) override;
 
  private:
-  wxSizer* facts(frmAbout& form);
+  wxSizer* versionAndHomepage(frmAbout& form);
 
   wxTopLevelWindow& owner_;
 };

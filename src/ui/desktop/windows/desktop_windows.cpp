@@ -9,7 +9,7 @@ DesktopWindows::DesktopWindows(ProgramForms& forms, WindowPlaces& places)
       log_(*main_, forms.log()),
       about_(*main_, forms.about()) {}
 
-// The others are the main window's children and go with it.
+// The other windows are children of the main window and are destroyed with it.
 void DesktopWindows::destroy() {
   main_->SetEvtHandlerEnabled(false);
   delete main_;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Every window of the program, over its forms.
+// All windows of the program, one for each form.
 #pragma once
 
 #include <wx/toplevel.h>
@@ -13,28 +13,28 @@
 
 namespace relaybird::desktop {
 
-/// A window that is made when its form is first shown: most users open the settings once and the
-/// about box never.
-/// Observes the form until the window does, which the toolkit owns. Owner and form must outlive it.
+/// A window that is created when its form is first shown: most users open the settings once and the
+/// about box never. Observes the form until the window itself observes it. The toolkit owns the
+/// window. Owner and form must outlive this object.
 template <class WindowType, class FormType>
-class LateWindow : private FormObserver {
+class LazyWindow : private FormObserver {
  public:
-  LateWindow(MainWindow& owner, FormType& form) : owner_(owner), form_(form) {
+  LazyWindow(MainWindow& owner, FormType& form) : owner_(owner), form_(form) {
     form_.setObserver(this);
   }
-  ~LateWindow() override {
+  ~LazyWindow() override {
     if (form_.observer() == this) {
       form_.setObserver(nullptr);
     }
   }
-  LateWindow(const LateWindow&) = delete;
-  LateWindow& operator=(const LateWindow&) = delete;
+  LazyWindow(const LazyWindow&) = delete;
+  LazyWindow& operator=(const LazyWindow&) = delete;
 
-  /// Null while nobody has opened it.
+  /// Null until the form is first shown.
   wxTopLevelWindow* window() const { return window_; }
 
  private:
-  /// The window will begin with all that the form holds.
+  /// Ignored: a new window shows the whole state of the form.
   void controlChanged(const Control&, Change) override {}
   void formChanged(const Form& form, FormChange what) override {
     if (what == FormChange::kShown) {
@@ -49,25 +49,25 @@ class LateWindow : private FormObserver {
   wxTopLevelWindow* window_ = nullptr;
 };
 
-/// The toolkit owns the windows: they go with the main one. The forms and the places must outlive
-/// them.
+/// The toolkit owns the windows; they are destroyed with the main window. The forms and the places
+/// must outlive them.
 class DesktopWindows {
  public:
   DesktopWindows(ProgramForms& forms, WindowPlaces& places);
 
   MainWindow& main() { return *main_; }
-  /// In front of other programs' windows, with the window that waits for the user on top.
+  /// Raises the windows above those of other programs, with the front() window on top.
   void bringToFront();
-  /// Takes every window off the screen and away.
+  /// Destroys all windows.
   void destroy();
-  /// The window that a box stands over now.
+  /// The parent for a new box: the active window, else the settings if open, else the main window.
   wxWindow* front();
 
  private:
   MainWindow* main_;
-  LateWindow<SettingsWindow, frmPrefs> settings_;
-  LateWindow<LogWindow, frmLog> log_;
-  LateWindow<AboutWindow, frmAbout> about_;
+  LazyWindow<SettingsWindow, frmPrefs> settings_;
+  LazyWindow<LogWindow, frmLog> log_;
+  LazyWindow<AboutWindow, frmAbout> about_;
 };
 
 }  // namespace relaybird::desktop

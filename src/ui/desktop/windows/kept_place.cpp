@@ -13,10 +13,11 @@
 namespace relaybird::desktop {
 namespace {
 
-// Of windows that would shrink to nothing.
+// The minimum size of windows that have no larger one of their own.
 constexpr int kLeastWidth = 200;
 constexpr int kLeastHeight = 100;
 
+// Whether a program can set the position of its windows. On Wayland only the compositor can.
 bool programsPlaceWindows() {
   return wxGetDisplayInfo().type != wxDisplayWayland;
 }
@@ -34,7 +35,8 @@ std::string nameOf(const wxTopLevelWindow& window) {
   return fromWx(window.GetName());
 }
 
-// What it goes back to is not known of one that is maximised or minimised now.
+// Stores where the window is. For a maximised window only the state is stored: the toolkit does not
+// tell its normal size and position. A minimised window is ignored for the same reason.
 void keepPlace(const wxTopLevelWindow& window, WindowPlaces& places) {
   if (!window.IsShown() || window.IsIconized()) {
     return;
@@ -76,7 +78,7 @@ bool restorePlace(wxTopLevelWindow& window, WindowPlaces& places) {
 }
 
 void followPlace(wxTopLevelWindow& window, WindowPlaces& places) {
-  // Once the event is over: only then does the toolkit know whether the window is maximised.
+  // WHY later: the toolkit reports the maximised state only after this event.
   const auto moved = [&window, &places](auto& event) {
     event.Skip();
     later(window, [&window, &places] { keepPlace(window, places); });

@@ -7,12 +7,14 @@
 
 namespace relaybird::desktop {
 
-/// Puts a window back to where it was when it was last seen, by the name of the window; before it
-/// is shown. False where it stays as it is: that place is not known, no longer on a screen, or too
-/// small. Where the desktop alone says where windows stand (Wayland), only the size comes back.
+/// Restores the last size and position of the window, which are stored by the window's name. Call
+/// it before the window is shown. Returns false and changes nothing if no place is stored, or if it
+/// is too small or on no present screen. On Wayland, where a program cannot position its windows,
+/// only the size is restored.
 bool restorePlace(wxTopLevelWindow& window, WindowPlaces& places);
 
-/// Remembers from now on where the window is; `places` must outlive it. Written when it goes.
+/// Stores the place of the window from now on, and writes it to disk when the window is hidden.
+/// `places` must outlive the window.
 void followPlace(wxTopLevelWindow& window, WindowPlaces& places);
 
 }  // namespace relaybird::desktop

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The log window: a row to find text, the list of lines, and the buttons. Ctrl+F, Escape and Enter
+// depend on the control that has the focus, so the window handles them itself.
 #include "ui/desktop/windows/log_window.h"
 
 #include <wx/panel.h>
@@ -12,7 +14,7 @@
 namespace relaybird::desktop {
 namespace {
 
-// With room for what is said of a hit in a log of a long run.
+// Wide enough for the number of hits in a long log beside the buttons.
 constexpr int kWidth = 860;
 constexpr int kHeight = 420;
 constexpr int kFindCharacters = 24;
@@ -28,7 +30,7 @@ LogWindow::LogWindow(MainWindow& owner, frmLog& form)
   SetName("frmLog");
   SetIcons(programIcons());
   auto* panel = new wxPanel(this);
-  wxSizer* top = find(panel);
+  wxSizer* top = findRow(panel);
   lines_ = add(panel, form.lstLog, {.name = form.caption()});
   auto* bottom = new wxBoxSizer(wxHORIZONTAL);
   wxWindow* verbose = add(panel, form.chkVerboseLog);
@@ -42,7 +44,7 @@ LogWindow::LogWindow(MainWindow& owner, frmLog& form)
   all->Add(lines_, wxSizerFlags(1).Expand().Border(wxLEFT | wxRIGHT, scaled(*this, kGap)));
   all->Add(bottom, part);
   panel->SetSizer(all);
-  // With a place for the check box that may come.
+  // Includes the width of the check box, which may be hidden now.
   SetMinClientSize(panel->GetBestSize() + wxSize(verbose->GetBestSize().GetWidth(), 0));
   wxSize size = FromDIP(wxSize(kWidth, kHeight));
   size.IncTo(GetMinSize());
@@ -51,25 +53,26 @@ LogWindow::LogWindow(MainWindow& owner, frmLog& form)
   followPlace(*this, places_);
   leaveClosingToForm(*this);
   takeShortcuts(*this);
-  Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) { event.Skip(!key(event)); });
+  Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) { event.Skip(!handleKey(event)); });
 }
 
-wxSizer* LogWindow::find(wxWindow* parent) {
+wxSizer* LogWindow::findRow(wxWindow* parent) {
   wxWindow* label = add(parent, frm_.lblFind);
   field_ = dynamic_cast<wxTextCtrl*>(
       add(parent, frm_.txtFind, {.widthInCharacters = kFindCharacters, .namedBy = &frm_.lblFind}));
   auto* sizer =
       row(*this, {label, field_, add(parent, frm_.cmdFindPrevious), add(parent, frm_.cmdFindNext)});
   wxWindow* outcome = add(parent, frm_.lblFound);
-  // Takes what room there is: it must not make the window wider than a screen with large letters.
+  // Uses the remaining width only: with a large font its text must not make the window wider than
+  // the screen.
   outcome->SetMinSize({1, -1});
   sizer->Add(outcome, wxSizerFlags(1).CentreVertical().ReserveSpaceEvenIfHidden().Border(
                           wxLEFT, scaled(*this, kMargin)));
   return sizer;
 }
 
-// Keys that depend on where they are pressed.
-bool LogWindow::key(const wxKeyEvent& event) {
+// Handles the keys whose effect depends on the focus; returns whether the key was handled.
+bool LogWindow::handleKey(const wxKeyEvent& event) {
   const bool inField = FindFocus() == field_;
   const int code = event.GetKeyCode();
   if (code == WXK_ESCAPE) {
@@ -90,7 +93,7 @@ bool LogWindow::key(const wxKeyEvent& event) {
   return true;
 }
 
-// Assistive tools tell what changes where the keys are.
+// WHY: screen readers announce changes only of the control that has the focus.
 void LogWindow::controlChanged(const Control& control, Change what) {
   FormView::controlChanged(control, what);
   if (&control == &frm_.lblFound && field_ != nullptr) {

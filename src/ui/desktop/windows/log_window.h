@@ -11,7 +11,7 @@
 
 namespace relaybird::desktop {
 
-/// frmLog on the screen.
+/// The window of frmLog.
 class LogWindow : public wxFrame, public FormView {
  public:
   LogWindow(MainWindow& owner, frmLog& form);
@@ -19,8 +19,8 @@ class LogWindow : public wxFrame, public FormView {
   void formChanged(const Form& form, FormChange what) override;
 
  private:
-  wxSizer* find(wxWindow* parent);
-  bool key(const wxKeyEvent& event);
+  wxSizer* findRow(wxWindow* parent);
+  bool handleKey(const wxKeyEvent& event);
 
   WindowPlaces& places_;
   frmLog& frm_;

@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+// The main window: the commands, the status of forwarding, and the diagnostics.
+//
+// The window is laid out once. Notes that appear later (a failed check, the outbox) may need more
+// room than the user's size of the window has; makeRoom() then grows it. The gauge shows the
+// progress that the form computes.
 #include "ui/desktop/windows/main_window.h"
 
 #include <wx/panel.h>
@@ -19,7 +24,7 @@ namespace {
 
 constexpr int kPulse = 250;  // milliseconds
 constexpr int kCountCharacters = 12;
-// The longer ones among the dates and times of the world's locales.
+// Enough for the long date and time formats among the world's locales.
 constexpr int kDateCharacters = 22;
 
 }  // namespace
@@ -38,7 +43,7 @@ MainWindow::MainWindow(frmRelaybird& form, WindowPlaces& places)
   top->AddStretchSpacer();
   top->Add(pictures(panel), wxSizerFlags().CentreVertical());
 
-  // Made in the order of reading, which the keys follow.
+  // Created in reading order, because the Tab key follows the order of creation.
   wxSizer* middle = status(panel);
   auto* bottom = new wxBoxSizer(wxHORIZONTAL);
   bottom->Add(diagnostics(panel), wxSizerFlags(1).Expand());
@@ -84,7 +89,7 @@ wxMenu* MainWindow::menu(Control& top) {
   auto* entries = new wxMenu;
   for (Control* control : frm_.controls()) {
     if (control->parent() == &top && control->visible()) {
-      // A choice that stays stands apart from the commands.
+      // Separators set a check box apart from the commands.
       const bool apart = control->kind() == ControlKind::kCheckBox;
       if (apart) {
         entries->AppendSeparator();
@@ -118,7 +123,7 @@ wxSizer* MainWindow::pictures(wxWindow* parent) {
 wxSizer* MainWindow::status(wxWindow* parent) {
   auto* frame = addFrame(wxVERTICAL, parent, frm_.frmStatus);
   wxWindow* box = frame->GetStaticBox();
-  setLabelFor(*box, box);
+  setLabelFor(*box, box);  // WHY: otherwise the title would name the first field in the frame
   auto* grid = fieldGrid(*this, 4);
   const auto pair = [&](Control& label, Control& field, int characters) {
     grid->Add(add(box, label), wxSizerFlags().CentreVertical());
@@ -161,7 +166,7 @@ void MainWindow::controlChanged(const Control& control, Change what) {
   } else if (&control == &frm_.cmdStop && onRunning_) {
     onRunning_(control.enabled());
   } else if (&control == &frm_.lblCheckFailure) {
-    tellFailure();
+    reportFailure();
   }
   const bool note = &control == &frm_.lblCheckFailure || &control == &frm_.lblOutbox;
   if (note && (what == Change::kVisible || what == Change::kText)) {
@@ -172,7 +177,8 @@ void MainWindow::controlChanged(const Control& control, Change what) {
   }
 }
 
-// A button that is pressed by the keys and then disabled takes the focus with it.
+// WHY: when a button is pressed by the keyboard and then disabled, GTK leaves the window without a
+// focused control.
 void MainWindow::keepFocus() {
   if (IsActive() && FindFocus() == nullptr) {
     (stop_->IsEnabled() ? stop_ : start_)->SetFocus();
@@ -186,19 +192,19 @@ void MainWindow::onRunning(std::function<void(bool)> listener) {
 
 void MainWindow::onFailure(std::function<void(const std::string&)> listener) {
   onFailure_ = std::move(listener);
-  tellFailure();
+  reportFailure();
 }
 
-void MainWindow::tellFailure() {
+void MainWindow::reportFailure() {
   if (onFailure_) {
     const Control& label = frm_.lblCheckFailure;
     onFailure_(label.visible() ? label.text() : std::string());
   }
 }
 
-// What has come up must not push the rest out of a small window.
+// Grows the window if its content no longer fits, so that nothing is cut off.
 void MainWindow::makeRoom() {
-  // In sizes of what is within the frame: how high the menu is, is known only once it is shown.
+  // In client sizes, because the height of the menu bar is known only after the window is shown.
   const wxSize least = panel_->GetSizer()->ComputeFittingClientSize(this);
   wxSize size = GetClientSize();
   size.IncTo(least);
@@ -207,7 +213,7 @@ void MainWindow::makeRoom() {
   panel_->Layout();
 }
 
-// Every step of long work writes the status line; the gauge goes along.
+// Called at every change of the status line, which each step of long work writes, and by a timer.
 void MainWindow::showProgress() {
   const Progress progress = frm_.progress();
   if (progress.kind == Progress::Kind::kNone) {

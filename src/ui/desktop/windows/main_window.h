@@ -15,7 +15,7 @@
 
 namespace relaybird::desktop {
 
-/// frmRelaybird on the screen.
+/// The window of frmRelaybird.
 class MainWindow : public wxFrame, public FormView {
  public:
   /// The form and the places must outlive it.
@@ -25,14 +25,14 @@ class MainWindow : public wxFrame, public FormView {
   void formChanged(const Form& form, FormChange what) override;
   /// Calls `listener` with whether forwarding is on, now and whenever that changes.
   void onRunning(std::function<void(bool)> listener);
-  /// Calls `listener` with what the window says of checks that fail, now and whenever that changes;
-  /// with nothing where the last one succeeded.
+  /// Calls `listener` with the window's message about a failed check, now and whenever it changes;
+  /// with an empty text if the last check succeeded.
   void onFailure(std::function<void(const std::string&)> listener);
-  /// Where the windows were.
+  /// The stored places of the windows.
   WindowPlaces& places() { return places_; }
-  /// As the user picks it from the menu.
+  /// Clicks a menu entry as if the user had picked it.
   void pick(Control& entry);
-  /// Comes to the front, also from the notification area or when it is minimised.
+  /// Shows the window in front of others, even if it was hidden or minimised.
   void raise();
 
  private:
@@ -44,7 +44,7 @@ class MainWindow : public wxFrame, public FormView {
   wxSizer* diagnostics(wxWindow* parent);
   void showProgress();
   void keepFocus();
-  void tellFailure();
+  void reportFailure();
   void makeRoom();
 
   frmRelaybird& frm_;
@@ -53,7 +53,7 @@ class MainWindow : public wxFrame, public FormView {
   wxWindow* start_ = nullptr;
   wxWindow* stop_ = nullptr;
   wxGauge* gauge_ = nullptr;
-  /// Runs only while something does that the status line does not tell the end of.
+  /// Moves the gauge during work. Stopped while there is no work.
   wxTimer pulse_;
   std::function<void(bool)> onRunning_;
   std::function<void(const std::string&)> onFailure_;

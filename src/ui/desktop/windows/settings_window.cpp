@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The settings window: a notebook with five pages, and OK, Cancel and Apply. The captions come from
+// the form; this file only places the controls.
 #include "ui/desktop/windows/settings_window.h"
 
 #include <wx/panel.h>
@@ -13,7 +15,7 @@
 namespace relaybird::desktop {
 namespace {
 
-// A page whose parts stand one below the other.
+// A page of the notebook. Its parts are placed one below the other.
 class Page : public wxPanel {
  public:
   explicit Page(wxWindow* book) : wxPanel(book), parts_(new wxBoxSizer(wxVERTICAL)) {
@@ -34,7 +36,7 @@ class Page : public wxPanel {
   void part(wxSizer* sizer, int proportion = 0) {
     parts_->Add(sizer, wxSizerFlags(proportion).Expand().Border(wxTOP, scaled(*this, kGap)));
   }
-  // Not wider than it needs to be.
+  // Not expanded to the width of the page.
   void narrow(wxWindow* window) {
     parts_->Add(window, wxSizerFlags().Border(wxTOP, scaled(*this, kGap)));
   }
@@ -69,8 +71,8 @@ SettingsWindow::SettingsWindow(MainWindow& owner, frmPrefs& form)
   all->Add(book_, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
   all->Add(buttons(), wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
   SetSizerAndFit(all);
-  // The toolkit gives a page its size when it is first seen, and before that a field in it has no
-  // room for its scroll bar.
+  // WHY: the toolkit sizes a page when it is first shown. Before that a field in it is too small
+  // for its scroll bar, and GTK prints warnings.
   for (wxWindow* page : pages) {
     page->SetSize(page->GetBestSize());
   }
@@ -91,8 +93,8 @@ SettingsWindow::SettingsWindow(MainWindow& owner, frmPrefs& form)
   });
 }
 
-// From anywhere in the dialog. The toolkit moves the keys to the page, where they stay only if
-// they were on a page before.
+// Shows the next or previous page. WHY the focus is set: the toolkit moves it to the page, where it
+// belongs only if it was on a page before; otherwise it returns to the control that had it.
 void SettingsWindow::turnPage(bool forward) {
   wxWindow* const focus = FindFocus();
   const bool inside = focus == nullptr || book_->GetCurrentPage()->IsDescendant(focus);
@@ -219,7 +221,7 @@ void SettingsWindow::formChanged(const Form& form, FormChange what) {
       Show();
       Raise();
       setModalOver(*this, owner_, true);
-      // Each opening begins at the first field of its tab.
+      // The focus starts at the first field of the page each time.
       book_->GetCurrentPage()->SetFocus();
       break;
     case FormChange::kHidden:

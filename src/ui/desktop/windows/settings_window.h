@@ -10,10 +10,10 @@
 
 namespace relaybird::desktop {
 
-/// frmPrefs on the screen.
+/// The window of frmPrefs. Modal over its owner.
 class SettingsWindow : public wxDialog, public FormView {
  public:
-  /// The form and the owner must outlive it.
+  /// The form and the owner must outlive the window.
   SettingsWindow(MainWindow& owner, frmPrefs& form);
 
   void formChanged(const Form& form, FormChange what) override;
