@@ -9,6 +9,7 @@
 
 #include "check.h"
 #include "message/address/address_book.h"
+#include "message/address/address_check.h"
 #include "message/address/mail_address.h"
 #include "message/address/strict_mailbox.h"
 #include "message/text/charset.h"

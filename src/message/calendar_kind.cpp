@@ -6,7 +6,8 @@
 #include <charconv>
 #include <optional>
 
-#include "message/header_text.h"
+#include "message/address/vcard_reader.h"
+#include "message/text/header_text.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -52,18 +53,6 @@ struct Property {
   std::string_view parameters;
   std::string_view value;
 };
-
-// The first of `wanted` that lies outside quotes.
-std::size_t findUnquoted(std::string_view text, char wanted, std::size_t from = 0) {
-  bool quoted = false;
-  for (std::size_t i = from; i < text.size(); ++i) {
-    quoted ^= text[i] == '"';
-    if (!quoted && text[i] == wanted) {
-      return i;
-    }
-  }
-  return std::string_view::npos;
-}
 
 std::optional<Property> splitLine(std::string_view line) {
   const std::size_t nameEnd = line.find_first_of(":;");

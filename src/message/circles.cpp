@@ -3,8 +3,7 @@
 
 #include <algorithm>
 
-#include "message/header_text.h"
-#include "message/parts/media_type.h"
+#include "message/text/header_text.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {

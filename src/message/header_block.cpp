@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "message/header_text.h"
 #include "message/text/charset.h"
+#include "message/text/header_text.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -40,45 +40,30 @@ std::optional<std::size_t> wantedIndex(std::string_view name) {
   return std::nullopt;
 }
 
-// The end of the line that begins at `begin`, its LF included.
-std::size_t lineEnd(std::string_view text, std::size_t begin) {
-  const std::size_t feed = text.find('\n', begin);
-  return feed == std::string_view::npos ? text.size() : feed + 1;
-}
-
-bool isEmptyLine(std::string_view line) {
-  return line == "\n" || line == "\r\n";
-}
-
-// The length of a field name before the colon at `colon`; 0 where that is no field name (RFC 5322
-// section 2.2; blanks before the colon as section 4.5 allows).
-std::size_t fieldNameLength(std::string_view line, std::size_t colon) {
-  std::size_t length = colon;
-  while (length > 0 && isBlank(line[length - 1])) {
-    --length;
-  }
-  return std::all_of(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(length), isPrintable)
-             ? length
-             : 0;
-}
-
 bool isMboxLine(std::string_view message) {
   return message.starts_with("From ") || message.starts_with(">From ");
 }
 
-bool isBlankLine(std::string_view line) {
-  return line.find_first_not_of(" \t\r\n") == std::string_view::npos;
+std::string_view fieldName(std::string_view line) {
+  const auto field = takeField(line);
+  return field ? field->name : std::string_view();
 }
 
 // A field that mail really has, where a name and a colon alone might be the beginning of a text.
 bool isKnownField(std::string_view line) {
-  const std::size_t colon = line.find(':');
-  if (colon == std::string_view::npos) {
-    return false;
-  }
-  const std::string_view name = line.substr(0, fieldNameLength(line, colon));
+  const std::string_view name = fieldName(line);
   return name.find('-') != std::string_view::npos || equalsAsciiCase(name, "Received") ||
          equalsAsciiCase(name, "Bcc") || wantedIndex(name).has_value();
+}
+
+// The value of the first field of that name; `section` is moved behind it.
+std::optional<std::string_view> takeValue(std::string_view& section, std::string_view name) {
+  while (const auto field = takeField(section)) {
+    if (equalsAsciiCase(field->name, name)) {
+      return field->value;
+    }
+  }
+  return std::nullopt;
 }
 
 enum class Ahead { kFields, kText, kUnknown };
@@ -156,16 +141,15 @@ std::size_t HeaderBlock::scan(std::string_view message, bool isAll) {
         open->end = static_cast<std::uint32_t>(end);
       }
     } else {
-      const std::size_t colon = line.find(':');
-      const std::size_t name = colon == std::string_view::npos ? 0 : fieldNameLength(line, colon);
-      if (name == 0 && pos == first) {
+      const std::string_view name = fieldName(line);
+      if (name.empty() && pos == first) {
         return first;
       }
-      if (name == 0 && lookAhead(message, pos, isAll) == Ahead::kText) {
+      if (name.empty() && lookAhead(message, pos, isAll) == Ahead::kText) {
         ended_ = true;
         return pos;
       }
-      open = name == 0 ? nullptr : note(line.substr(0, name), pos + colon + 1, end);
+      open = name.empty() ? nullptr : note(name, pos + line.find(':') + 1, end);
     }
     pos = end;
   }
@@ -189,8 +173,8 @@ std::optional<std::string_view> HeaderBlock::raw(std::string_view name) const {
     }
     return std::string_view(bytes_).substr(span.begin, span.end - span.begin);
   }
-  std::size_t pos = 0;
-  return search(name, pos);
+  std::string_view section = bytes_;
+  return takeValue(section, name);
 }
 
 std::vector<std::string_view> HeaderBlock::allRaw(std::string_view name) const {
@@ -198,32 +182,11 @@ std::vector<std::string_view> HeaderBlock::allRaw(std::string_view name) const {
   if (wantedIndex(name) && !raw(name)) {
     return values;
   }
-  std::size_t pos = 0;
-  while (const auto found = search(name, pos)) {
+  std::string_view section = bytes_;
+  while (const auto found = takeValue(section, name)) {
     values.push_back(*found);
   }
   return values;
-}
-
-// The first field of that name that begins at `pos` or later, which is moved behind it.
-std::optional<std::string_view> HeaderBlock::search(std::string_view name, std::size_t& pos) const {
-  const std::string_view all = bytes_;
-  while (pos < all.size()) {
-    std::size_t end = lineEnd(all, pos);
-    const std::string_view line = all.substr(pos, end - pos);
-    const std::size_t colon = line.find(':');
-    if (colon != std::string_view::npos &&
-        equalsAsciiCase(line.substr(0, fieldNameLength(line, colon)), name)) {
-      while (end < all.size() && isBlank(all[end])) {
-        end = lineEnd(all, end);
-      }
-      const std::size_t begin = pos + colon + 1;
-      pos = end;
-      return all.substr(begin, end - begin);
-    }
-    pos = end;
-  }
-  return std::nullopt;
 }
 
 std::string HeaderBlock::value(std::string_view name) const {

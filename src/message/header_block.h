@@ -81,7 +81,6 @@ class HeaderBlock {
 
   std::size_t scan(std::string_view message, bool isAll);
   Span* note(std::string_view name, std::size_t begin, std::size_t end);
-  std::optional<std::string_view> search(std::string_view name, std::size_t& pos) const;
 
   std::string bytes_;
   std::string rawCharset_;

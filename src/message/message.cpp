@@ -9,11 +9,11 @@
 #include <utility>
 
 #include "message/calendar_kind.h"
-#include "message/header_text.h"
 #include "message/parts/message_layout.h"
 #include "message/parts/message_text.h"
 #include "message/parts/part_content.h"
 #include "message/text/clean_text.h"
+#include "message/text/header_text.h"
 #include "message/text/libraries.h"
 
 namespace relaybird {

@@ -4,11 +4,10 @@
 #include <algorithm>
 
 #include "message/calendar_kind.h"
-#include "message/header_text.h"
 #include "message/parts/line_reader.h"
-#include "message/parts/media_type.h"
 #include "message/parts/part_content.h"
 #include "message/parts/part_tree.h"
+#include "message/text/header_text.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -95,10 +94,6 @@ class OwnFinder {
 
  private:
   enum class Field { kOther, kTrace, kMessageId };
-
-  static bool isBlankLine(std::string_view line) {
-    return line.find_first_not_of(" \t\r\n") == std::string_view::npos;
-  }
 
   bool isOwn(std::string_view value) const {
     if (field_ == Field::kTrace) {

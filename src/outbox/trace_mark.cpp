@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "outbox/trace_mark.h"
-#include "platform/text/ascii_text.h"
 
 #include <glib.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+
+#include "message/address/address_check.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 
@@ -22,7 +24,6 @@ constexpr std::size_t kIdSealDigits = 32;
 constexpr std::string_view kMarkPurpose = "relaybird forward ";
 constexpr std::string_view kIdPurpose = "relaybird message-id ";
 constexpr std::string_view kFallbackDomain = "localhost.invalid";
-constexpr std::size_t kDomainLimit = 255;
 
 // Takes the same time wherever the texts differ.
 bool sameSecret(std::string_view one, std::string_view other) {
@@ -34,22 +35,6 @@ bool sameSecret(std::string_view one, std::string_view other) {
     difference |= static_cast<unsigned char>(one[at]) ^ static_cast<unsigned char>(other[at]);
   }
   return difference == 0;
-}
-
-// A dot-atom of host name characters (RFC 5322, 3.2.3; RFC 1123, 2.1).
-bool isHostName(std::string_view domain) {
-  if (domain.empty() || domain.size() > kDomainLimit) {
-    return false;
-  }
-  char previous = '.';
-  for (const char byte : domain) {
-    const bool plain = g_ascii_isalnum(byte) || byte == '-';
-    if (!plain && !(byte == '.' && previous != '.')) {
-      return false;
-    }
-    previous = byte;
-  }
-  return previous != '.';
 }
 
 }  // namespace

@@ -6,12 +6,12 @@
 #include <numeric>
 #include <set>
 
-#include "message/header_text.h"
 #include "message/mail_maker.h"
 #include "message/mail_samples.h"
 #include "message/message_rules.h"
 #include "message/parts/message_layout.h"
 #include "message/parts/part_content.h"
+#include "message/text/header_text.h"
 #include "message/writing/forward.h"
 
 namespace relaybird {

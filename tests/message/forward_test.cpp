@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "message/forward_samples.h"
-#include "message/header_text.h"
 #include "message/message_rules.h"
 #include "message/text/charset.h"
+#include "message/text/header_text.h"
 
 namespace relaybird {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "message/header_text.h"
 #include "message/mail_samples.h"
 #include "message/text/clean_text.h"
+#include "message/text/header_text.h"
 
 namespace relaybird {
 namespace {

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "message/address/address_check.h"
 #include "message/address/strict_mailbox.h"
 #include "message/address/vcard_reader.h"
 #include "message/text/charset.h"

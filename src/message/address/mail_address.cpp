@@ -7,11 +7,13 @@
 #include <memory>
 #include <optional>
 
+#include "message/address/address_check.h"
 #include "message/address/address_entries.h"
 #include "message/address/strict_mailbox.h"
 #include "message/text/clean_text.h"
 #include "message/text/encoded_word.h"
 #include "message/text/libraries.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -157,6 +159,48 @@ std::vector<Mailbox> guessedMailboxes(const std::string& entry) {
   return out;
 }
 
+// Characters of addresses and names that stand for nothing but themselves.
+bool isAddressChar(char c) {
+  return isLetterOrDigit(c) || std::string_view(".-_+").find(c) != std::string_view::npos;
+}
+
+bool isNameChar(char c) {
+  return isLetterOrDigit(c) || std::string_view(".-_+'& ").find(c) != std::string_view::npos;
+}
+
+bool isSimpleAddress(std::string_view text) {
+  const std::size_t at = text.find('@');
+  return at != std::string_view::npos && at > 0 && at + 1 < text.size() &&
+         std::all_of(text.begin(), text.end(),
+                     [](char c) { return isAddressChar(c) || c == '@'; }) &&
+         text.find('@', at + 1) == std::string_view::npos &&
+         text.find("..") == std::string_view::npos && text.front() != '.' && text[at - 1] != '.' &&
+         text[at + 1] != '.' && text.back() != '.';
+}
+
+// Nothing where the value needs a real parser.
+std::optional<Mailbox> simpleMailbox(std::string_view text) {
+  if (isSimpleAddress(text)) {
+    return Mailbox{{}, std::string(text)};
+  }
+  const std::size_t open = text.find('<');
+  if (open == std::string_view::npos || !text.ends_with('>') ||
+      !isSimpleAddress(text.substr(open + 1, text.size() - open - 2))) {
+    return std::nullopt;
+  }
+  std::string_view name = trimmed(text.substr(0, open));
+  const bool quoted = name.size() >= 2 && name.front() == '"' && name.back() == '"';
+  if (quoted) {
+    name = name.substr(1, name.size() - 2);
+  }
+  const auto isPlainName = [quoted](char c) { return isNameChar(c) || (quoted && c == ','); };
+  if (!std::all_of(name.begin(), name.end(), isPlainName) || name != trimmed(name) ||
+      name.find("  ") != std::string_view::npos) {
+    return std::nullopt;
+  }
+  return Mailbox{std::string(name), std::string(text.substr(open + 1, text.size() - open - 2))};
+}
+
 bool needsQuotes(std::string_view name) {
   constexpr std::string_view kSpecials = "()<>[]:;@\\,.\"";
   return name.find_first_of(kSpecials) != std::string_view::npos;
@@ -200,6 +244,11 @@ std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view raw
 Mailbox parseAddress(std::string_view raw, std::string_view rawCharset) {
   const auto all = parseAddressList(raw, rawCharset);
   return all.empty() ? Mailbox{} : all.front();
+}
+
+Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset) {
+  auto simple = simpleMailbox(trimmed(raw));
+  return simple ? std::move(*simple) : parseAddress(raw, rawCharset);
 }
 
 std::string formatMailbox(const Mailbox& mailbox) {

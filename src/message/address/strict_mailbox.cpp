@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstddef>
 
-#include "message/address/domain_name.h"
+#include "message/address/address_check.h"
 #include "message/text/clean_text.h"
 #include "platform/text/ascii_text.h"
 

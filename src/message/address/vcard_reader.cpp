@@ -21,30 +21,16 @@ bool isWanted(std::string_view name) {
   return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
 }
 
-// Where `mark` stands outside of quotes.
-std::size_t findUnquoted(std::string_view text, std::string_view marks) {
-  bool quoted = false;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] == '"') {
-      quoted = !quoted;
-    }
-    if (!quoted && marks.find(text[at]) != kNone) {
-      return at;
-    }
-  }
-  return kNone;
-}
-
 // A quote that nothing closes is a character like any other.
 std::size_t findColon(std::string_view line) {
-  const auto colon = findUnquoted(line, ":");
+  const auto colon = findUnquoted(line, ':');
   return colon != kNone ? colon : line.find(':');
 }
 
 std::vector<std::string> parametersOf(std::string_view head) {
   std::vector<std::string> out;
   while (!head.empty()) {
-    const auto end = std::min(findUnquoted(head, ";"), head.size());
+    const auto end = std::min(findUnquoted(head, ';'), head.size());
     std::string parameter = asciiUpper(head.substr(0, end));
     std::erase_if(parameter, [](char c) { return c == '"' || c == ' ' || c == '\t'; });
     if (!parameter.empty()) {
@@ -136,6 +122,19 @@ std::optional<VcardProperty> VcardReader::next() {
     return property;
   }
   return std::nullopt;
+}
+
+std::size_t findUnquoted(std::string_view text, char wanted, std::size_t from) {
+  bool quoted = false;
+  for (std::size_t at = from; at < text.size(); ++at) {
+    if (text[at] == '"') {
+      quoted = !quoted;
+    }
+    if (!quoted && text[at] == wanted) {
+      return at;
+    }
+  }
+  return kNone;
 }
 
 std::vector<std::string> vcardParts(std::string_view value, char separator) {

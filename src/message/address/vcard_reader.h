@@ -2,6 +2,7 @@
 // The properties of a vCard file one by one, whatever version wrote it. Internal to this folder.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,6 +40,11 @@ class VcardReader {
 
   std::string_view rest_;
 };
+
+/// The offset of the first `wanted` outside of double quotes, at `from` or later; npos where there
+/// is none. vCard and iCalendar write their content lines by the same grammar (RFC 6350
+/// section 3.3, RFC 5545 section 3.1).
+std::size_t findUnquoted(std::string_view text, char wanted, std::size_t from = 0);
 
 /// A value's parts between `separator`s that no backslash escapes, unescaped; line breaks as
 /// blanks.

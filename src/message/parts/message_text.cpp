@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "message/header_text.h"
 #include "message/parts/part_content.h"
 #include "message/text/charset.h"
 #include "message/text/clean_text.h"
+#include "message/text/header_text.h"
 #include "message/text/html_text.h"
 #include "platform/text/ascii_text.h"
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <unordered_map>
 
-#include "message/header_text.h"
 #include "message/parts/line_reader.h"
+#include "message/text/header_text.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {

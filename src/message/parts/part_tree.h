@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "message/header_block.h"
-#include "message/parts/media_type.h"
+#include "message/text/header_text.h"
 #include "message/text/transfer_encoding.h"
 #include "platform/file_system.h"
 #include "platform/result.h"

@@ -3,9 +3,10 @@
 
 #include <algorithm>
 
-#include "message/header_text.h"
+#include "message/address/address_check.h"
 #include "message/text/charset.h"
 #include "message/text/clean_text.h"
+#include "message/text/header_text.h"
 #include "message/text/transfer_encoding.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"

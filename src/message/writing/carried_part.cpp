@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "message/header_text.h"
 #include "message/parts/part_content.h"
 #include "message/text/encoded_word.h"
+#include "message/text/header_text.h"
 #include "message/text/libraries.h"
 #include "message/writing/field_writer.h"
 #include "platform/text/ascii_text.h"
@@ -90,17 +90,16 @@ bool isRightHeader(const HeaderBlock& headers) {
   }
   std::set<std::string> names;
   for (std::size_t pos = 0; pos < bytes.size();) {
-    const std::size_t end = std::min(bytes.find('\n', pos), bytes.size() - 1) + 1;
+    const std::size_t end = lineEnd(bytes, pos);
     const std::string_view line = bytes.substr(pos, end - pos);
-    const bool isEmpty = line == "\n" || line == "\r\n";
+    const bool isEmpty = isEmptyLine(line);
     if (isEmpty != (end == bytes.size())) {
       return false;
     }
-    const bool isBlanks = line.find_first_not_of(" \t\r\n") == std::string_view::npos;
     const std::string_view name = line.substr(0, line.find(':'));
     const bool isField = name.size() < line.size() && isWritableWord(name);
     const bool isMore = isBlank(line[0]) && pos > 0;
-    if (!isEmpty && (isBlanks || (!isField && !isMore))) {
+    if (!isEmpty && (isBlankLine(line) || (!isField && !isMore))) {
       return false;
     }
     if (hasLongEncodedWords(line.substr(0, line.find_last_not_of("\r\n") + 1))) {

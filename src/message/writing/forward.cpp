@@ -5,9 +5,9 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "message/header_text.h"
 #include "message/parts/message_layout.h"
 #include "message/parts/part_content.h"
+#include "message/text/header_text.h"
 #include "message/writing/carried_part.h"
 #include "message/writing/forward_header.h"
 #include "message/writing/forward_output.h"
@@ -53,14 +53,14 @@ std::string fieldsForOthers(const HeaderBlock& headers) {
   bool dropped = false;
   const std::string_view all = headers.bytes();
   for (std::size_t pos = 0; pos < all.size();) {
-    const std::size_t end = std::min(all.find('\n', pos), all.size() - 1) + 1;
+    const std::size_t end = lineEnd(all, pos);
     const std::string_view line = all.substr(pos, end - pos);
     if (!isBlank(line[0])) {
       const std::string name = asciiLower(line.substr(0, line.find_first_of(": \t")));
       const bool isMboxLine = pos == 0 && (line.starts_with("From ") || line.starts_with(">From "));
       dropped = isMboxLine || name == "bcc" || name == "resent-bcc";
     }
-    if (!dropped && line.find_first_not_of(" \t\r\n") != std::string_view::npos) {
+    if (!dropped && !isBlankLine(line)) {
       fields += line;
     }
     pos = end;

@@ -6,8 +6,9 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "message/header_text.h"
+#include "message/address/address_check.h"
 #include "message/text/clean_text.h"
+#include "message/text/header_text.h"
 #include "message/writing/address_field.h"
 #include "message/writing/field_writer.h"
 #include "platform/text/ascii_text.h"

@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "message/header_text.h"
 #include "message/parts/message_text.h"
 #include "message/text/charset.h"
 #include "message/text/clean_text.h"
+#include "message/text/header_text.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 

@@ -3,63 +3,17 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <functional>
 #include <unordered_set>
 
 #include "message/address/strict_mailbox.h"
 #include "message/text/encoded_word.h"
+#include "message/text/header_text.h"
 #include "outbox/delivery/one_line.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
 
 namespace {
-
-struct Field {
-  std::string_view name;
-  std::string_view value;  // raw, folds and closing line end included
-  std::string_view whole;
-};
-
-bool isNamed(const Field& field, std::string_view name) {
-  return std::equal(field.name.begin(), field.name.end(), name.begin(), name.end(),
-                    [](char one, char other) { return asciiLower(one) == asciiLower(other); });
-}
-
-std::size_t lineEnd(std::string_view text, std::size_t begin) {
-  const std::size_t end = text.find('\n', begin);
-  return end == text.npos ? text.size() : end + 1;
-}
-
-bool isEmptyLine(std::string_view line) {
-  return line == "\n" || line == "\r\n";
-}
-
-// Calls `use` for each field of the header section and returns where the section's empty line
-// begins, or the end of the message. A line that is no field has an empty name.
-std::size_t eachField(std::string_view message, const std::function<void(const Field&)>& use) {
-  std::size_t begin = 0;
-  while (begin < message.size()) {
-    std::size_t end = lineEnd(message, begin);
-    if (isEmptyLine(message.substr(begin, end - begin))) {
-      break;
-    }
-    while (end < message.size() && (message[end] == ' ' || message[end] == '\t')) {
-      end = lineEnd(message, end);
-    }
-    Field field;
-    field.whole = message.substr(begin, end - begin);
-    const std::size_t colon = field.whole.find(':');
-    if (colon != field.whole.npos) {
-      field.name = field.whole.substr(0, colon);
-      field.name = field.name.substr(0, field.name.find_last_not_of(" \t") + 1);
-      field.value = field.whole.substr(colon + 1);
-    }
-    use(field);
-    begin = end;
-  }
-  return begin;
-}
 
 // Drops the CR of each CR LF.
 void endLinesWithLf(std::string& text) {
@@ -104,19 +58,20 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
   std::string head;
   std::string from;
   std::vector<std::string> to;
-  const std::size_t body = eachField(file, [&](const Field& field) {
-    const bool bcc = isNamed(field, "Bcc");
-    if (isNamed(field, "From")) {
-      from = field.value;
+  std::string_view section = file;
+  while (const auto field = takeField(section)) {
+    const bool bcc = equalsAsciiCase(field->name, "Bcc");
+    if (equalsAsciiCase(field->name, "From")) {
+      from = field->value;
     }
-    if (bcc || isNamed(field, "To")) {
-      to.emplace_back(field.value);
+    if (bcc || equalsAsciiCase(field->name, "To")) {
+      to.emplace_back(field->value);
     }
     if (!bcc) {
-      head += field.whole;
+      head += field->whole;
     }
-  });
-  file.replace(0, body, head);
+  }
+  file.replace(0, file.size() - section.size(), head);
   endLinesWithLf(file);
   message.bytes = std::move(file);
   const auto senders = readWrittenField(from);
@@ -134,11 +89,11 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
 
 std::string messageSubject(std::string_view file) {
   std::string_view raw;
-  eachField(file, [&](const Field& field) {
-    if (raw.empty() && isNamed(field, "Subject")) {
-      raw = field.value;
+  while (const auto field = takeField(file)) {
+    if (raw.empty() && equalsAsciiCase(field->name, "Subject")) {
+      raw = field->value;
     }
-  });
+  }
   return oneLine(decodeHeaderText(raw));
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "message/address/address_check.h"
 #include "message/address/strict_mailbox.h"
 #include "outbox/delivery/one_line.h"
 #include "platform/system/folder_check.h"

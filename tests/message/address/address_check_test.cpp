@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include "message/address/mail_address.h"
+#include "message/address/address_check.h"
 
 namespace relaybird {
 namespace {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "message/address/address_check.h"
 #include "message/text/charset.h"
 #include "message/text/repeated.h"
 #include "platform/text/ascii_text.h"

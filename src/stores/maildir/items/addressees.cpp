@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "mail/store_rules.h"
+#include "message/address/address_check.h"
 #include "stores/maildir/maildir_mailbox.h"
 
 namespace relaybird {
