@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "app/program_start.h"
-#include "platform/posix/program_starter.h"
+#include "platform/posix/posix_processes.h"
 #include "ui/console/console_output.h"
 #include "ui/console/line_source.h"
 #include "ui/forms/desktop_programs.h"

@@ -14,7 +14,7 @@
 
 #include "app/program_start.h"
 #include "platform/posix/desktop_entry_autostart.h"
-#include "platform/posix/program_starter.h"
+#include "platform/posix/posix_processes.h"
 #include "ui/desktop/native/tray_icon.h"
 #include "ui/desktop/widgets/text.h"
 #include "ui/desktop/windows/kept_place.h"

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <utility>
 
-#include "platform/system/folder_check.h"
+#include "platform/file_system.h"
 #include "platform/text/number_text.h"
 
 namespace relaybird {

@@ -11,14 +11,13 @@
 #include "app/instance_lock.h"
 #include "app/store_openers.h"
 #include "platform/posix/posix_clock.h"
-#include "platform/posix/posix_command_runner.h"
 #include "platform/posix/posix_file_system.h"
-#include "platform/posix/posix_sleeper.h"
+#include "platform/posix/posix_processes.h"
 #include "platform/posix/xdg_folders.h"
 #include "platform/profile/profile_file.h"
 #include "platform/system/executor.h"
 #include "platform/system/os_version.h"
-#include "platform/system/trace_file.h"
+#include "platform/system/trace_log.h"
 #include "ui/forms/form_world.h"
 
 namespace relaybird {

@@ -17,7 +17,7 @@
 #include <utility>
 
 #include "message/text/libraries.h"
-#include "platform/system/file_exists.h"
+#include "platform/file_system.h"
 
 namespace relaybird {
 namespace {

@@ -119,4 +119,14 @@ std::string temporaryName(const std::string& path, int number);
 /// Removes a name's last component ("/a/b" -> "/a", "/a" -> "/", "a" -> ".").
 std::string parentFolder(std::string_view path);
 
+/// Whether a regular file has that name once every link is followed. False for a folder, for a
+/// link that leads nowhere, and where nobody can tell.
+bool FileExists(FileSystem& files, const std::string& path);
+
+/// modFolderCheck: creates the missing folders above the last component of `filePath`, from the
+/// outermost down; nothing of the file's own name is made. True when the folder exists at the end.
+/// A path without a separator after its first character is false, and nothing is created. Links to
+/// folders on the way count as folders.
+bool MakeFolderPath(FileSystem& files, std::string_view filePath, char separator = '/');
+
 }  // namespace relaybird

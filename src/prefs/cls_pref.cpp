@@ -12,7 +12,7 @@
 #include <utility>
 #include <variant>
 
-#include "platform/system/file_exists.h"
+#include "platform/file_system.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 #include "platform/text/utf8_text.h"

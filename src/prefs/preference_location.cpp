@@ -8,8 +8,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/system/file_exists.h"
-#include "platform/system/folder_check.h"
+#include "platform/file_system.h"
 #include "prefs/preference_fields.h"
 #include "prefs/preference_file.h"
 

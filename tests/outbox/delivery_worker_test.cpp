@@ -13,7 +13,7 @@
 
 #include "outbox/delivery/sendmail_transport.h"
 #include "outbox/delivery_fixture.h"
-#include "platform/posix/posix_command_runner.h"
+#include "platform/posix/posix_processes.h"
 
 namespace relaybird {
 namespace {

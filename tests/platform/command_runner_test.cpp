@@ -12,8 +12,8 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/posix/posix_command_runner.h"
-#include "platform/posix/posix_pipe.h"
+#include "platform/posix/descriptor.h"
+#include "platform/posix/posix_processes.h"
 #include "support/temp_folder.h"
 
 namespace relaybird {
@@ -117,7 +117,7 @@ TEST(MemoryInput, IsNeverOneThatCouldBeExecuted) {
     errno = EACCES;
     return -1;
   });
-  EXPECT_FALSE(file.isOpen());
+  EXPECT_FALSE(static_cast<bool>(file));
   ASSERT_THAT(askedFor, SizeIs(1)) << "a refusal is not an older kernel";
   EXPECT_NE(askedFor[0] & 0x8U, 0U);
 }
@@ -129,7 +129,7 @@ TEST(MemoryInput, IsMadeWithoutThatFlagWhereTheKernelDoesNotKnowIt) {
     errno = EINVAL;
     return (flags & 0x8U) != 0 ? -1 : memfd_create(name, flags);
   });
-  ASSERT_TRUE(file.isOpen());
+  ASSERT_TRUE(static_cast<bool>(file));
   EXPECT_THAT(askedFor, SizeIs(2));
   char text[8] = {};
   EXPECT_EQ(read(file.get(), text, sizeof text), 4);

@@ -16,14 +16,41 @@
 #include <thread>
 #include <vector>
 
+#include "platform/posix/watched_signals.h"
+
 namespace relaybird {
 namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
+// Signals as a program watches them: what can be read is watched by the loop.
+class SignalWatch {
+ public:
+  SignalWatch(MainLoop& loop, const std::vector<WatchedSignal>& signals,
+              std::function<void(int)> onSignal)
+      : signals_(signals),
+        watch_(loop.watchReadable(signals_.descriptor(), [this, onSignal = std::move(onSignal)] {
+          // The callback may end this watch, so nothing of it is touched afterwards.
+          if (const int signal = signals_.take()) {
+            onSignal(signal);
+          }
+        })) {}
+
+ private:
+  WatchedSignals signals_;
+  std::unique_ptr<MainLoop::Watch> watch_;
+};
+
 class MainLoopTest : public testing::Test {
  protected:
+  std::unique_ptr<SignalWatch> watchSignals(const std::vector<WatchedSignal>& signals,
+                                            std::function<void(int)> onSignal) {
+    return std::make_unique<SignalWatch>(*loop, signals, std::move(onSignal));
+  }
+  std::unique_ptr<SignalWatch> watchTermination(std::function<void(int)> onSignal) {
+    return watchSignals({{SIGTERM, true}, {SIGINT, true}}, std::move(onSignal));
+  }
   MainLoopSystem virtualSystem() {
     return {[this] { return now; },
             [this](pollfd* descriptors, nfds_t count, int timeout) {
@@ -272,8 +299,8 @@ TEST_F(MainLoopTest, TerminationSignalsBecomeCalls) {
   ::sigaction(SIGTERM, nullptr, &before);
   {
     const auto watch =
-        loop->watchTermination([&](int signal) { log += signal == SIGTERM ? "term " : "int "; });
-    EXPECT_THROW((void)loop->watchTermination([](int) {}), std::logic_error);
+        watchTermination([&](int signal) { log += signal == SIGTERM ? "term " : "int "; });
+    EXPECT_THROW((void)watchTermination([](int) {}), std::logic_error);
     ::raise(SIGTERM);
     ::raise(SIGINT);
     EXPECT_EQ(log, "");
@@ -283,11 +310,11 @@ TEST_F(MainLoopTest, TerminationSignalsBecomeCalls) {
   struct sigaction after {};
   ::sigaction(SIGTERM, nullptr, &after);
   EXPECT_EQ(after.sa_handler, before.sa_handler);
-  EXPECT_NO_THROW((void)loop->watchTermination([](int) {}));
+  EXPECT_NO_THROW((void)watchTermination([](int) {}));
 }
 
 TEST_F(MainLoopTest, ASecondTerminationSignalDoesWhatItDidBefore) {
-  const auto watch = loop->watchTermination([&](int) { log += "asked "; });
+  const auto watch = watchTermination([&](int) { log += "asked "; });
   ::raise(SIGTERM);
   struct sigaction after {};
   ::sigaction(SIGTERM, nullptr, &after);
@@ -299,10 +326,10 @@ TEST_F(MainLoopTest, ASecondTerminationSignalDoesWhatItDidBefore) {
 }
 
 TEST_F(MainLoopTest, AnotherSignalIsHeardAgainAndAgainBesideTheTerminationSignals) {
-  const auto end = loop->watchTermination([&](int) { log += "end "; });
-  const auto watch = loop->watchSignals(
-      {{SIGHUP, false}}, [&](int signal) { log += signal == SIGHUP ? "hangup " : "? "; });
-  EXPECT_THROW((void)loop->watchSignals({{SIGUSR2, false}, {SIGHUP, false}}, [](int) {}),
+  const auto end = watchTermination([&](int) { log += "end "; });
+  const auto watch = watchSignals({{SIGHUP, false}},
+                                  [&](int signal) { log += signal == SIGHUP ? "hangup " : "? "; });
+  EXPECT_THROW((void)watchSignals({{SIGUSR2, false}, {SIGHUP, false}}, [](int) {}),
                std::logic_error);
   struct sigaction other {};
   ::sigaction(SIGUSR2, nullptr, &other);
@@ -320,7 +347,7 @@ TEST_F(MainLoopTest, ASignalThatWasIgnoredStaysIgnored) {
   struct sigaction before {};
   ignore.sa_handler = SIG_IGN;
   ::sigaction(SIGINT, &ignore, &before);
-  const auto watch = loop->watchTermination([&](int) { log += "called"; });
+  const auto watch = watchTermination([&](int) { log += "called"; });
   ::raise(SIGINT);
   runToIdle();
   EXPECT_EQ(log, "");
@@ -328,8 +355,8 @@ TEST_F(MainLoopTest, ASignalThatWasIgnoredStaysIgnored) {
 }
 
 TEST_F(MainLoopTest, ACallbackMayEndItsTerminationWatch) {
-  std::unique_ptr<MainLoop::Watch> watch;
-  watch = loop->watchTermination([&](int) {
+  std::unique_ptr<SignalWatch> watch;
+  watch = watchTermination([&](int) {
     watch.reset();
     log += "ended";
   });

@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <iostream>
 
+#include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
-#include "platform/posix/posix_sleeper.h"
 #include "platform/profile/profile_file.h"
 #include "support/fake_clock.h"
 #include "support/faulty_file_system.h"

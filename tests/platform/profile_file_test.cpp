@@ -61,6 +61,11 @@ struct Row {
   std::string value;
 };
 
+// The name of a test shows its rule.
+void PrintTo(const Row& row, std::ostream* out) {
+  *out << row.rule;
+}
+
 class ProfileRule : public ProfileFileTest, public testing::WithParamInterface<Row> {};
 
 TEST_P(ProfileRule, Reads) {

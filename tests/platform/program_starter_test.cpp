@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/posix/program_starter.h"
+#include "platform/posix/posix_processes.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/system/trace_file.h"
+#include "platform/system/trace_log.h"
 
 #include <gtest/gtest.h>
 

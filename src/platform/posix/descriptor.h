@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
+// Open file descriptors: their owner, pipes and files in memory, and the error of a system call.
 #pragma once
 
+#include <sys/mman.h>
 #include <unistd.h>
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -35,9 +39,36 @@ class Descriptor {
   int number_ = -1;
 };
 
+/// Whether a text holds a NUL. A C string ends there: such a path would name another file.
+inline bool holdsNul(const std::string& text) {
+  return text.find('\0') != std::string::npos;
+}
+
 /// "Cannot WHAT: the system's words".
 inline Error systemError(const std::string& what, int code) {
   return {code, "Cannot " + what + ": " + std::system_category().message(code)};
 }
+
+struct Pipe {
+  Descriptor read;
+  Descriptor write;
+};
+
+/// Both ends close when another program is started, and neither is one of the standard streams,
+/// even where this program was started without them. Nothing when no descriptor is left.
+std::optional<Pipe> makePipe();
+
+/// A file in memory, without a name, that holds the bytes and cannot be changed, to be read from
+/// its beginning; closed when another program is started, and not one of the standard streams. No
+/// descriptor where it cannot be made; errno says why.
+///
+/// Unlike a pipe it is complete before anybody reads it: its reader finds the end only where the
+/// bytes end, even when this program is killed meanwhile. A command that delivers mail would take
+/// the end of a broken pipe for the end of the message.
+/// `create` is memfd_create (2), or stands for one of another kernel.
+Descriptor makeInput(std::string_view bytes,
+                     int (*create)(const char* name, unsigned flags) = memfd_create);
+
+void setNonBlocking(const Descriptor& descriptor);
 
 }  // namespace relaybird

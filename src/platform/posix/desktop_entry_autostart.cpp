@@ -6,9 +6,8 @@
 #include <sstream>
 #include <utility>
 
+#include "platform/file_system.h"
 #include "platform/system/application_id.h"
-#include "platform/system/file_exists.h"
-#include "platform/system/folder_check.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// One round serves everything that waits once: posted events, due timers, readable descriptors;
+// then the loop sleeps in poll until the next timer is due. An eventfd among the descriptors wakes
+// it when another thread posts. Callbacks may destroy timers and watches and run loops of their
+// own, so state is shared and looked up again after every call.
 #include "platform/posix/main_loop.h"
 
 #include <fcntl.h>
@@ -28,7 +32,7 @@ struct TimerState {
   std::function<void()> tick;
   bool enabled = false;
   milliseconds due{0};
-  std::uint64_t turn = 0;  // when it was enabled, against others: settles who of two is first
+  std::uint64_t turn = 0;  // order of enabling: decides between two that are due at the same time
 
   // An interval of nothing never ticks: it would leave time for nothing else.
   bool running() const { return enabled && interval.count() > 0; }
@@ -77,7 +81,7 @@ struct MainLoop::State {
   std::atomic<bool> quitting{false};
 };
 
-// Runs the oldest posted event; false where there is none.
+// Runs the oldest posted event; false where no event waits.
 bool MainLoop::State::runPosted() {
   std::function<void()> event;
   {
@@ -105,7 +109,7 @@ std::shared_ptr<TimerState> MainLoop::State::firstDue(milliseconds now) const {
   return first;
 }
 
-// Runs the tick that has been due longest; false where none is.
+// Runs the tick that has been due longest; false where no timer is due.
 bool MainLoop::State::runTimer(milliseconds now) {
   const auto timer = firstDue(now);
   if (!timer) {
@@ -154,7 +158,7 @@ std::vector<std::shared_ptr<WatchState>> MainLoop::State::readyWatches(int timeo
       continue;
     }
     ready.push_back(polled[i]);
-    // A descriptor that its owner has closed would keep the loop awake for good: told once.
+    // A descriptor that its owner has closed would spin the loop; reported once, then dropped.
     if ((events & POLLNVAL) != 0) {
       watches.remove(polled[i]);
     }
@@ -163,7 +167,7 @@ std::vector<std::shared_ptr<WatchState>> MainLoop::State::readyWatches(int timeo
 }
 
 // Everything gets its turn once: the events that wait now, due timers, descriptors. What an event
-// adds waits for the next round, so that nobody keeps the others out.
+// adds waits for the next round, so that no source can starve the others.
 void MainLoop::State::runRound(bool mayWait, const std::function<bool()>& enough) {
   for (std::size_t left = waiting(); left > 0 && runPosted(); --left) {
     if (enough()) {
@@ -243,23 +247,6 @@ class DescriptorWatch : public MainLoop::Watch {
   std::shared_ptr<WatchState> state_;
 };
 
-class SignalWatch : public MainLoop::Watch {
- public:
-  SignalWatch(MainLoop& loop, const std::vector<WatchedSignal>& signals,
-              std::function<void(int)> onSignal)
-      : signals_(signals),
-        watch_(loop.watchReadable(signals_.descriptor(), [this, onSignal = std::move(onSignal)] {
-          // The callback may end this watch, so nothing of it is touched afterwards.
-          if (const int signal = signals_.take()) {
-            onSignal(signal);
-          }
-        })) {}
-
- private:
-  WatchedSignals signals_;
-  std::unique_ptr<MainLoop::Watch> watch_;
-};
-
 // Counts one more loop inside, also when an event throws.
 class Depth {
  public:
@@ -325,16 +312,6 @@ std::unique_ptr<MainLoop::Watch> MainLoop::watchReadable(int descriptor,
   watch->onReadable = std::move(onReadable);
   state_->watches.push_back(watch);
   return std::make_unique<DescriptorWatch>(state_, std::move(watch));
-}
-
-std::unique_ptr<MainLoop::Watch> MainLoop::watchSignals(const std::vector<WatchedSignal>& signals,
-                                                        std::function<void(int signal)> onSignal) {
-  return std::make_unique<SignalWatch>(*this, signals, std::move(onSignal));
-}
-
-std::unique_ptr<MainLoop::Watch> MainLoop::watchTermination(
-    std::function<void(int signal)> onSignal) {
-  return watchSignals({{SIGTERM, true}, {SIGINT, true}}, std::move(onSignal));
 }
 
 void MainLoop::run() {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The user-interface thread of programs without a toolkit: posted events, timers, file descriptors
-// and signals, one at a time, asleep in between.
+// The user-interface thread of programs without a toolkit: posted events, timers and file
+// descriptors (signals among them, watched_signals.h), one at a time, asleep in between.
 #pragma once
 
 #include <poll.h>
@@ -8,10 +8,8 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <vector>
 
 #include "platform/event_queue.h"
-#include "platform/posix/watched_signals.h"
 
 namespace relaybird {
 
@@ -50,14 +48,6 @@ class MainLoop : public EventQueue, public TimerMaker {
   /// must read, or end the watch: it is called again for as long as that holds. The descriptor
   /// stays the caller's, and must stay open while watched.
   std::unique_ptr<Watch> watchReadable(int descriptor, std::function<void()> onReadable);
-  /// Calls `onSignal` on this thread for each of the signals instead of what they do otherwise; one
-  /// that the process was started to ignore stays ignored. Ending the watch restores what was there
-  /// before. One watch per signal and process at a time, else std::logic_error.
-  std::unique_ptr<Watch> watchSignals(const std::vector<WatchedSignal>& signals,
-                                      std::function<void(int signal)> onSignal);
-  /// SIGTERM and SIGINT, once each: a second one of a kind ends the process as ever, also while
-  /// this thread is busy.
-  std::unique_ptr<Watch> watchTermination(std::function<void(int signal)> onSignal);
 
   /// Runs until quit().
   void run();

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <string_view>
+#include <thread>
 
 namespace relaybird {
 namespace {
@@ -116,6 +117,11 @@ std::string PosixClock::toText(DateTime moment) const {
   const char* const encoding =
       locale_->handle ? ::nl_langinfo_l(CODESET, locale_->handle) : "ASCII";
   return utf8FromEncoding({text.data(), size}, encoding);
+}
+
+void PosixSleeper::sleep(std::chrono::milliseconds duration) {
+  // The standard library's sleep goes on after a signal until the time is over.
+  std::this_thread::sleep_for(duration);
 }
 
 }  // namespace relaybird

@@ -35,4 +35,10 @@ class PosixClock : public Clock {
   std::unique_ptr<Locale> locale_;
 };
 
+class PosixSleeper : public Sleeper {
+ public:
+  /// Sleeps the whole time on the steady clock, signals or not. Nothing for a negative duration.
+  void sleep(std::chrono::milliseconds duration) override;
+};
+
 }  // namespace relaybird

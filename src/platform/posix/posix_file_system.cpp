@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The disk by system calls. Every call is tried again when a signal interrupts it, and every error
+// names the file and what the system says about it. Files are opened carefully: a link, a pipe or a
+// device under the name of a mail or settings file is refused instead of followed or waited for.
 #include "platform/posix/posix_file_system.h"
 
 #include <dirent.h>
@@ -9,15 +12,171 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <limits>
 
 #include "platform/posix/descriptor.h"
-#include "platform/posix/posix_files.h"
 
 namespace relaybird {
 namespace {
 
+constexpr mode_t kOwnerFile = 0600;
+// A link, a pipe or a device under the name of a mail or settings file is a mistake or a trap:
+// never follow it, never wait for a peer, never make it the controlling terminal.
+constexpr int kCareful = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+// Bounds append: another process may make and remove the name between two tries.
+constexpr int kAppendTries = 100;
 constexpr mode_t kOwnerFolder = 0700;
 constexpr mode_t kPermissionBits = 07777;
+
+FileType typeOf(mode_t mode) {
+  if (S_ISREG(mode)) {
+    return FileType::kRegular;
+  }
+  if (S_ISDIR(mode)) {
+    return FileType::kFolder;
+  }
+  if (S_ISLNK(mode)) {
+    return FileType::kLink;
+  }
+  return FileType::kOther;
+}
+
+FileInfo fileInfo(const struct stat& status) {
+  FileInfo info;
+  info.type = typeOf(status.st_mode);
+  info.size = static_cast<std::uint64_t>(status.st_size);
+  info.modified = DateTime(std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::seconds(status.st_mtim.tv_sec) +
+      std::chrono::nanoseconds(status.st_mtim.tv_nsec)));
+  info.device = status.st_dev;
+  info.inode = status.st_ino;
+  return info;
+}
+
+// ::open with O_CLOEXEC, tried again when a signal interrupts it. A new file gets mode 0600.
+int openAgain(const std::string& path, int flags) {
+  int descriptor;
+  do {
+    descriptor = ::open(path.c_str(), flags | O_CLOEXEC, kOwnerFile);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+// ::fsync, tried again when a signal interrupts it.
+int syncAgain(int descriptor) {
+  int returned;
+  do {
+    returned = ::fsync(descriptor);
+  } while (returned != 0 && errno == EINTR);
+  return returned;
+}
+
+// Refuses an open file that is not a regular file.
+Result<FileInfo> regularFile(const Descriptor& file, const std::string& what) {
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) {
+    return systemError(what, errno);
+  }
+  if (S_ISDIR(status.st_mode)) {
+    return systemError(what, EISDIR);
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return Error{EINVAL, "Cannot " + what + ": not a regular file"};
+  }
+  return fileInfo(status);
+}
+
+class PosixInputFile : public InputFile {
+ public:
+  PosixInputFile(Descriptor file, FileInfo info, std::string path)
+      : file_(std::move(file)), info_(info), path_(std::move(path)) {}
+
+  const FileInfo& info() const override { return info_; }
+
+  Result<std::size_t> readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+    std::size_t done = 0;
+    while (done < size) {
+      const std::uint64_t at = offset + done;
+      if (at < offset || at > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) {
+        break;
+      }
+      const ssize_t got = ::pread(file_.get(), buffer + done, size - done, static_cast<off_t>(at));
+      if (got < 0 && errno == EINTR) {
+        continue;
+      }
+      if (got < 0) {
+        return systemError("read " + path_, errno);
+      }
+      if (got == 0) {
+        break;
+      }
+      done += static_cast<std::size_t>(got);
+    }
+    return done;
+  }
+
+ private:
+  Descriptor file_;
+  FileInfo info_;
+  std::string path_;
+};
+
+class PosixOutputFile : public OutputFile {
+ public:
+  PosixOutputFile(Descriptor file, std::string path)
+      : file_(std::move(file)), path_(std::move(path)) {}
+
+  Result<void> write(std::string_view bytes) override {
+    while (!bytes.empty()) {
+      const ssize_t written = ::write(file_.get(), bytes.data(), bytes.size());
+      if (written < 0 && errno == EINTR) {
+        continue;
+      }
+      if (written < 0) {
+        return systemError("write " + path_, errno);
+      }
+      // A write of nothing without an error would otherwise be retried forever.
+      if (written == 0) {
+        return systemError("write " + path_, EIO);
+      }
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return {};
+  }
+
+  Result<void> sync() override {
+    if (syncAgain(file_.get()) != 0) {
+      return systemError("sync " + path_, errno);
+    }
+    return {};
+  }
+
+  Result<void> close() override {
+    // After EINTR the descriptor is gone all the same; closing again could hit another's.
+    if (file_.close() != 0 && errno != EINTR) {
+      return systemError("close " + path_, errno);
+    }
+    return {};
+  }
+
+ private:
+  Descriptor file_;
+  std::string path_;
+};
+
+// A file just made, with the mode that an unusual umask may have taken away.
+Result<std::unique_ptr<OutputFile>> newFile(Descriptor file, const std::string& path) {
+  if (::fchmod(file.get(), kOwnerFile) != 0) {
+    const int code = errno;
+    (void)::unlink(path.c_str());
+    return systemError("create " + path, code);
+  }
+  return std::unique_ptr<OutputFile>(std::make_unique<PosixOutputFile>(std::move(file), path));
+}
+
+Descriptor makeFile(const std::string& path, int extraFlags) {
+  return Descriptor(openAgain(path, O_WRONLY | O_CREAT | O_EXCL | kCareful | extraFlags));
+}
 
 struct CloseFolder {
   void operator()(DIR* folder) const { ::closedir(folder); }
@@ -30,11 +189,6 @@ class PosixFolderLock : public FolderLock {
  private:
   Descriptor folder_;  // closing it gives the lock back
 };
-
-// A C string ends at a NUL: a path that holds one would name another file.
-bool holdsNul(const std::string& path) {
-  return path.find('\0') != std::string::npos;
-}
 
 Result<void> outcome(int returned, const std::string& what) {
   if (returned == 0) {
@@ -73,6 +227,52 @@ Result<Descriptor> openFolder(const std::string& folder, int extraFlags, const s
     return systemError(what, errno);
   }
   return opened;
+}
+
+Result<std::unique_ptr<InputFile>> openPosixInput(const std::string& path) {
+  const std::string what = "open " + path;
+  Descriptor file(openAgain(path, O_RDONLY | kCareful));
+  if (!file) {
+    return systemError(what, errno);
+  }
+  const auto info = regularFile(file, what);
+  if (!info) {
+    return info.error();
+  }
+  return std::unique_ptr<InputFile>(std::make_unique<PosixInputFile>(std::move(file), *info, path));
+}
+
+Result<std::unique_ptr<OutputFile>> createPosixOutput(const std::string& path) {
+  Descriptor file = makeFile(path, 0);
+  if (!file) {
+    return systemError("create " + path, errno);
+  }
+  return newFile(std::move(file), path);
+}
+
+Result<std::unique_ptr<OutputFile>> appendPosixOutput(const std::string& path) {
+  const std::string what = "append to " + path;
+  for (int tries = 0; tries < kAppendTries; ++tries) {
+    Descriptor file(openAgain(path, O_WRONLY | O_APPEND | kCareful));
+    if (file) {
+      const auto info = regularFile(file, what);
+      if (!info) {
+        return info.error();
+      }
+      return std::unique_ptr<OutputFile>(std::make_unique<PosixOutputFile>(std::move(file), path));
+    }
+    if (errno != ENOENT) {
+      return systemError(what, errno);
+    }
+    file = makeFile(path, O_APPEND);
+    if (file) {
+      return newFile(std::move(file), path);
+    }
+    if (errno != EEXIST) {
+      return systemError(what, errno);
+    }
+  }
+  return systemError(what, EEXIST);
 }
 
 }  // namespace
@@ -218,7 +418,7 @@ Result<void> PosixFileSystem::syncFolder(const std::string& folder) {
   if (!opened) {
     return opened.error();
   }
-  // Some file systems know no such call for folders; there is nothing else one could do there.
+  // Some file systems cannot sync folders (EINVAL), and there is no other call to try.
   if (syncAgain(opened->get()) != 0 && errno != EINVAL) {
     return systemError(what, errno);
   }

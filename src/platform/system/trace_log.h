@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
+// modDb: the diagnostic trace, and the file that it is written to.
 #pragma once
 
 #include <string>
+
+#include "platform/clock.h"
+#include "platform/file_system.h"
 
 namespace relaybird {
 
@@ -11,6 +15,28 @@ class TraceLog {
  public:
   virtual ~TraceLog() = default;
   virtual void trace(const std::string& text) = 0;
+};
+
+/// Writes a line per trace call while a marker file exists. The file is opened and closed for every
+/// line, so that it is complete even when the program stops abruptly. The references must outlive
+/// it.
+class TraceFile : public TraceLog {
+ public:
+  TraceFile(FileSystem& files, const Clock& clock, std::string traceFile, std::string markerFile,
+            std::string lineEnd = "\n");
+
+  /// Whether a file of the marker's name exists, whatever it holds. Looked up at every call.
+  bool switchedOn();
+  /// Appends date and time, "----->" and the text as one line; line breaks within the text become
+  /// blanks. Where that fails the line is lost and nobody is told.
+  void trace(const std::string& text) override;
+
+ private:
+  FileSystem& files_;
+  const Clock& clock_;
+  std::string traceFile_;
+  std::string markerFile_;
+  std::string lineEnd_;
 };
 
 }  // namespace relaybird

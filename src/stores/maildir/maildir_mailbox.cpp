@@ -7,7 +7,7 @@
 #include "message/address/address_check.h"
 #include "message/address/strict_mailbox.h"
 #include "outbox/delivery/one_line.h"
-#include "platform/system/folder_check.h"
+#include "platform/file_system.h"
 #include "platform/text/ascii_text.h"
 #include "stores/maildir/disk/outbox_place.h"
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/system/file_exists.h"
+#include "platform/file_system.h"
 
 namespace relaybird {
 namespace {

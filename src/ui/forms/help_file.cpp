@@ -4,7 +4,7 @@
 #include <memory>
 #include <utility>
 
-#include "platform/system/file_exists.h"
+#include "platform/file_system.h"
 #include "prefs/preference_location.h"
 
 namespace relaybird {

@@ -5,8 +5,8 @@
 #include <filesystem>
 
 #include "message/address/address_book.h"
+#include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
-#include "platform/posix/posix_sleeper.h"
 #include "support/faulty_file_system.h"
 #include "support/temp_folder.h"
 

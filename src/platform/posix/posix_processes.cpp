@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "platform/posix/posix_command_runner.h"
+// Other programs. A command (the delivery of mail) is fed, listened to and waited for, in a process
+// group of its own so that it can be ended with what it started. A program of the desktop (a file
+// manager, a mail reader) is started in a session of its own and left alone: it survives this one.
+#include "platform/posix/posix_processes.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -14,9 +17,11 @@
 #include <optional>
 #include <utility>
 
-#include "platform/posix/posix_pipe.h"
+#include "platform/posix/descriptor.h"
 
 namespace relaybird {
+
+// Commands that are waited for.
 
 namespace {
 
@@ -79,7 +84,7 @@ class SpawnPlan {
 // A command while it runs.
 class Run {
  public:
-  Run(pid_t process, FileDescriptor input, FileDescriptor output, std::size_t inputSize)
+  Run(pid_t process, Descriptor input, Descriptor output, std::size_t inputSize)
       : process_(process),
         input_(std::move(input)),
         output_(std::move(output)),
@@ -95,7 +100,7 @@ class Run {
   // Reads what the command prints, at most until `wakeUp` is readable (-1 for none) or the time
   // has passed; then looks whether the command has ended.
   void step(milliseconds longest, int wakeUp) {
-    const milliseconds look = output_.isOpen() ? kLookAgain : std::exchange(look_, nextLook());
+    const milliseconds look = output_ ? kLookAgain : std::exchange(look_, nextLook());
     std::array<pollfd, 2> waits = {pollfd{output_.get(), POLLIN, 0}, {wakeUp, POLLIN, 0}};
     const int timeout = static_cast<int>(std::min(longest, look).count());
     if (poll(waits.data(), waits.size(), timeout) > 0 && waits[0].revents != 0) {
@@ -127,7 +132,7 @@ class Run {
   void listen() {
     std::array<char, 4096> buffer;
     // Bounded, so that a chatterer in the background cannot hold us here.
-    for (int round = 0; round < 64 && output_.isOpen(); ++round) {
+    for (int round = 0; round < 64 && output_; ++round) {
       const ssize_t count = read(output_.get(), buffer.data(), buffer.size());
       if (count < 0 && errno == EINTR) {
         continue;
@@ -136,7 +141,7 @@ class Run {
         return;
       }
       if (count <= 0) {
-        output_.close();
+        (void)output_.close();
         return;
       }
       const std::size_t room = kOutputLimit - heard_.size();
@@ -160,8 +165,8 @@ class Run {
   }
 
   pid_t process_;
-  FileDescriptor input_;
-  FileDescriptor output_;
+  Descriptor input_;
+  Descriptor output_;
   std::size_t inputSize_;
   std::string heard_;
   milliseconds look_ = kFirstLook;
@@ -185,7 +190,7 @@ CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
                                       std::string_view input, milliseconds timeLimit,
                                       std::stop_token stop) {
   auto in = makeInput(input);
-  if (!in.isOpen()) {
+  if (!in) {
     return notStarted(errno);
   }
   auto out = makePipe();
@@ -200,7 +205,7 @@ CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
   if (failure != 0) {
     return notStarted(failure);
   }
-  out->write.close();
+  (void)out->write.close();
   Run run(process, std::move(in), std::move(out->read), input.size());
 
   const std::stop_callback onStop(stop, [&wakeUp] {
@@ -222,6 +227,135 @@ CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
     run.step(deadline - now, stopping ? -1 : wakeUp->read.get());
   }
   return run.result();
+}
+
+// Programs that are left alone.
+
+namespace {
+
+// What the new process needs, made before it exists: between fork and exec nothing may allocate,
+// since another thread may hold the allocator's lock for good.
+struct Plan {
+  const char* program;
+  std::vector<char*> arguments;
+  int null;    // the null device
+  int report;  // where an error number goes; closed by a program that starts
+};
+
+// The same file under a number that is not one of the three standard ones, which the new program
+// gets others for.
+Descriptor aboveStandard(int descriptor) {
+  return Descriptor(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+std::vector<char*> pointers(const std::string& program, const std::vector<std::string>& arguments) {
+  std::vector<char*> result{const_cast<char*>(program.c_str())};
+  for (const std::string& argument : arguments) {
+    result.push_back(const_cast<char*>(argument.c_str()));
+  }
+  result.push_back(nullptr);
+  return result;
+}
+
+[[noreturn]] void giveUp(int report) {
+  const int code = errno;
+  [[maybe_unused]] const auto written = ::write(report, &code, sizeof code);
+  ::_exit(1);
+}
+
+// The signals as a new program expects them, whatever this one blocks or ignores.
+void resetSignals() {
+  struct sigaction standard {};
+  standard.sa_handler = SIG_DFL;
+  for (const int signal : {SIGPIPE, SIGCHLD, SIGHUP, SIGINT, SIGTERM}) {
+    ::sigaction(signal, &standard, nullptr);
+  }
+  sigset_t none;
+  sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+[[noreturn]] void become(const Plan& plan) {
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::dup2(plan.null, standard) < 0) {
+      giveUp(plan.report);
+    }
+  }
+#ifdef CLOSE_RANGE_CLOEXEC
+  // Our own descriptors close by themselves; those of libraries may not.
+  (void)::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+#endif
+  resetSignals();
+  ::execv(plan.program, plan.arguments.data());
+  giveUp(plan.report);
+}
+
+// The process between: its end leaves the program to the system, which waits for its end.
+[[noreturn]] void startInSession(const Plan& plan) {
+  if (::setsid() < 0) {
+    giveUp(plan.report);
+  }
+  const pid_t process = ::fork();
+  if (process < 0) {
+    giveUp(plan.report);
+  }
+  if (process == 0) {
+    become(plan);
+  }
+  ::_exit(0);
+}
+
+void waitForEnd(pid_t process) {
+  while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+// The error number that was reported; 0 where the program has started.
+int readReport(int report) {
+  int code = 0;
+  ssize_t got = 0;
+  do {
+    got = ::read(report, &code, sizeof code);
+  } while (got < 0 && errno == EINTR);
+  return got == sizeof code ? code : 0;
+}
+
+}  // namespace
+
+Result<void> startProgram(const std::string& program, const std::vector<std::string>& arguments) {
+  const std::string what = "start " + program;
+  if (holdsNul(program) || std::any_of(arguments.begin(), arguments.end(), holdsNul)) {
+    return systemError(what, EINVAL);
+  }
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    return systemError(what, errno);
+  }
+  const Descriptor reader(ends[0]);
+  Descriptor lowWriter(ends[1]);
+  const Descriptor lowNull(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  Descriptor writer = aboveStandard(lowWriter.get());
+  const Descriptor null = aboveStandard(lowNull.get());
+  if (!writer || !null) {
+    return systemError(what, errno);
+  }
+  (void)lowWriter.close();
+
+  const Plan plan{program.c_str(), pointers(program, arguments), null.get(), writer.get()};
+  const pid_t process = ::fork();
+  if (process < 0) {
+    return systemError(what, errno);
+  }
+  if (process == 0) {
+    startInSession(plan);
+  }
+  (void)writer.close();
+  waitForEnd(process);
+  const int code = readReport(reader.get());
+  if (code != 0) {
+    return systemError(what, code);
+  }
+  return {};
 }
 
 }  // namespace relaybird

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
+// Other programs: commands that are waited for, and programs of the desktop that are left alone.
 #pragma once
 
 #include <chrono>
 #include <functional>
+#include <string>
 #include <utility>
+#include <vector>
 
+#include "platform/result.h"
 #include "platform/system/command_runner.h"
 
 namespace relaybird {
@@ -27,5 +31,11 @@ class PosixCommandRunner : public CommandRunner {
  private:
   std::function<std::chrono::milliseconds()> steadyTime_;
 };
+
+/// Starts a program by its whole path, with what it is to find as its arguments, and returns as
+/// soon as it runs. It belongs to a session of its own, reads nothing, and its output is dropped;
+/// nobody has to wait for its end. It gets this process's environment and working folder, and none
+/// of its open files. An error, with the system's number, where it cannot be started. Any thread.
+Result<void> startProgram(const std::string& program, const std::vector<std::string>& arguments);
 
 }  // namespace relaybird

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/system/trace_file.h"
+#include "platform/system/trace_log.h"
 
 #include <algorithm>
 #include <utility>
@@ -25,7 +25,7 @@ void TraceFile::trace(const std::string& text) {
       return;
     }
     std::string line = clock_.toText(clock_.now()) + "----->" + text;
-    // Texts carry what strangers wrote in a subject; none of them starts a line of its own.
+    // Texts carry subjects that strangers wrote: a line break in one must not start a new line.
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
     auto file = files_.append(traceFile_);
@@ -35,7 +35,7 @@ void TraceFile::trace(const std::string& text) {
     (void)(*file)->write(line + lineEnd_);
     (void)(*file)->close();
   } catch (...) {
-    // Tracing is for diagnosis: whatever is wrong with it, the caller's work comes first.
+    // Tracing is for diagnosis only: a failure in it must not disturb the caller's work.
   }
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/posix/posix_pipe.h"
+#include "platform/posix/descriptor.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -10,11 +10,11 @@ namespace relaybird {
 
 namespace {
 
-FileDescriptor aboveStandardStreams(FileDescriptor descriptor) {
+Descriptor aboveStandardStreams(Descriptor descriptor) {
   if (descriptor.get() > STDERR_FILENO) {
     return descriptor;
   }
-  return FileDescriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
 // MFD_NOEXEC_SEAL, of Linux 6.3; headers of before have no name for it.
@@ -22,41 +22,34 @@ constexpr unsigned kNoExecSeal = 0x8;
 
 // Where vm.memfd_noexec is 2 the kernel refuses a file that may be executed, and an older kernel
 // the flag that says that this one may not.
-FileDescriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
+Descriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
   constexpr unsigned kFlags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
   int number = create("message", kFlags | kNoExecSeal);
   if (number < 0 && errno == EINVAL) {
     number = create("message", kFlags);
   }
-  return FileDescriptor(number);
+  return Descriptor(number);
 }
 
 }  // namespace
-
-void FileDescriptor::close() {
-  if (number_ >= 0) {
-    ::close(number_);
-  }
-  number_ = -1;
-}
 
 std::optional<Pipe> makePipe() {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) {
     return std::nullopt;
   }
-  Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+  Pipe pipe{Descriptor(ends[0]), Descriptor(ends[1])};
   pipe.read = aboveStandardStreams(std::move(pipe.read));
   pipe.write = aboveStandardStreams(std::move(pipe.write));
-  if (!pipe.read.isOpen() || !pipe.write.isOpen()) {
+  if (!pipe.read || !pipe.write) {
     return std::nullopt;
   }
   return pipe;
 }
 
-FileDescriptor makeInput(std::string_view bytes, int (*create)(const char*, unsigned)) {
-  FileDescriptor file = aboveStandardStreams(makeMemoryFile(create));
-  while (file.isOpen() && !bytes.empty()) {
+Descriptor makeInput(std::string_view bytes, int (*create)(const char*, unsigned)) {
+  Descriptor file = aboveStandardStreams(makeMemoryFile(create));
+  while (file && !bytes.empty()) {
     const ssize_t count = write(file.get(), bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) {
       continue;
@@ -67,12 +60,12 @@ FileDescriptor makeInput(std::string_view bytes, int (*create)(const char*, unsi
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
   constexpr int kSeals = F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK | F_SEAL_SEAL;
-  const bool ready = file.isOpen() && fcntl(file.get(), F_ADD_SEALS, kSeals) == 0 &&
-                     lseek(file.get(), 0, SEEK_SET) == 0;
-  return ready ? std::move(file) : FileDescriptor();
+  const bool ready =
+      file && fcntl(file.get(), F_ADD_SEALS, kSeals) == 0 && lseek(file.get(), 0, SEEK_SET) == 0;
+  return ready ? std::move(file) : Descriptor();
 }
 
-void setNonBlocking(const FileDescriptor& descriptor) {
+void setNonBlocking(const Descriptor& descriptor) {
   fcntl(descriptor.get(), F_SETFL, fcntl(descriptor.get(), F_GETFL) | O_NONBLOCK);
 }
 
