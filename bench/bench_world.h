@@ -26,8 +26,9 @@ class NullLog : public ActivityLog {
 class NullAlerts : public Alerts {
  public:
   void checkFailed(const std::string&) override {}
-  void mailboxReached() override {}
+  void checkCompleted() override {}
   void forwardRefused(const std::string&) override {}
+  void addressStopped(const std::string&) override {}
   void maximumReached() override {}
 };
 

@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include "platform/result.h"
+#include "platform/posix/posix_file_system.h"
 #include "support/fake_clock.h"
 #include "support/scripted_dialogs.h"
 #include "ui/forms/log/frm_log.h"
@@ -31,7 +32,7 @@ class NoClipboard : public Clipboard {
 };
 
 struct LogWorld {
-  explicit LogWorld(int lines) : log({clock, screen, clipboard, dialogs}) {
+  explicit LogWorld(int lines) : log({clock, screen, clipboard, dialogs, files}) {
     for (int i = 0; i < lines; ++i) {
       add(i);
     }
@@ -44,6 +45,8 @@ struct LogWorld {
   PlainScreen screen;
   NoClipboard clipboard;
   ScriptedDialogs dialogs;
+  RecordingSleeper sleeper{clock};
+  PosixFileSystem files{sleeper};
   frmLog log;
 };
 
