@@ -220,31 +220,34 @@ Result<std::string> MaildirMailbox::messageIdFor(const std::string& entryId) {
   return trace_->makeMessageId(settings_.address);
 }
 
-Result<void> MaildirMailbox::sendAs(const std::string& entryId, const ForwardWriter& write) {
-  const auto messageId = messageIdFor(entryId);
+Result<void> MaildirMailbox::putIntoOutbox(const std::string& entryId, ForwardDraft draft) {
+  auto messageId = messageIdFor(entryId);
   if (!messageId) {
     return messageId.error();
   }
-  const auto trace = trace_->make();
+  auto trace = trace_->make();
   if (!trace) {
     return trace.error();
   }
-  const auto sent = outbox_->send(entryId, *messageId,
-                                  [&](OutputFile& out) { return write(*messageId, *trace, out); });
+  draft.messageId = std::move(*messageId);
+  draft.traces.insert(draft.traces.begin(), std::move(*trace));
+  const auto sent = outbox_->send(entryId, draft.messageId, [&draft](OutputFile& out) {
+    return writeForward(draft, out);
+  });
   if (sent || !outbox_->refusedByDisk()) {
     outlet_ = Outlet::kOpen;
   }
   return sent;
 }
 
-void MaildirMailbox::send(const std::optional<MaildirPlace>& place, const ForwardWriter& write) {
+void MaildirMailbox::send(const std::optional<MaildirPlace>& answers, ForwardDraft draft) {
   requireOpen();
-  const std::string entryId = place ? std::string(place->entryId()) : std::string();
-  if (place) {
-    marks_->forwardAnew(*place);
+  const std::string entryId = answers ? std::string(answers->entryId()) : std::string();
+  if (answers) {
+    marks_->forwardAnew(*answers);
   }
-  outlet_ = Outlet::kRefused;  // unless it turns out that it was the message's own fault
-  const auto sent = sendAs(entryId, write);
+  outlet_ = Outlet::kRefused;  // until the failure turns out to be the message's own
+  const auto sent = putIntoOutbox(entryId, std::move(draft));
   if (!sent && outlet_ == Outlet::kRefused) {
     refusal_ = sent.error().text;
     throw MailStoreError(
@@ -252,8 +255,8 @@ void MaildirMailbox::send(const std::optional<MaildirPlace>& place, const Forwar
         sent.error().code);
   }
   orThrow(sent);
-  if (place) {
-    marks_->forwardSent(*place);
+  if (answers) {
+    marks_->forwardSent(*answers);
   }
 }
 

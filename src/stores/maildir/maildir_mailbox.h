@@ -15,6 +15,7 @@
 #include "mail/store_world.h"
 #include "message/address/address_book.h"
 #include "message/circles.h"
+#include "message/writing/forward.h"
 #include "outbox/delivery/delivery_worker.h"
 #include "outbox/outbox.h"
 #include "outbox/trace_mark.h"
@@ -83,11 +84,9 @@ class MaildirMailbox {
   /// form.
   std::optional<Mailbox> resolve(const std::string& recipient);
 
-  /// Puts a forward into the outbox, durably. `write` is given the Message-ID and the mark that the
-  /// message is to carry. Without a place the message answers to no item.
-  using ForwardWriter = std::function<Result<void>(const std::string& messageId,
-                                                   const std::string& trace, OutputFile& out)>;
-  void send(const std::optional<MaildirPlace>& place, const ForwardWriter& write);
+  /// Puts a forward into the outbox, durably, under a Message-ID and with a trace mark of this
+  /// mailbox. `answers` is the item that it forwards, if there is one.
+  void send(const std::optional<MaildirPlace>& answers, ForwardDraft draft);
   /// Hands what waits in the outbox to delivery; `done`, which may be empty, is called later.
   void deliver(std::function<void()> done);
 
@@ -105,7 +104,7 @@ class MaildirMailbox {
   std::optional<Mailbox> fromAddressBook(const std::string& name);
   void tellAbout(const std::string& recipient, const std::optional<Mailbox>& found);
   void requireOutlet();
-  Result<void> sendAs(const std::string& entryId, const ForwardWriter& write);
+  Result<void> putIntoOutbox(const std::string& entryId, ForwardDraft draft);
   Result<std::string> messageIdFor(const std::string& entryId);
 
   MaildirSettings settings_;

@@ -166,13 +166,7 @@ void ForwardItem::send() {
   if (!resolveAll(asRecipient(mailbox_), *recipients_)) {
     throw MailStoreError("One or more recipients could not be resolved");
   }
-  ForwardDraft message = draft();
-  mailbox_->send(answers_, [&message](const std::string& messageId, const std::string& trace,
-                                      OutputFile& out) {
-    message.messageId = messageId;
-    message.traces.insert(message.traces.begin(), trace);
-    return writeForward(message, out);
-  });
+  mailbox_->send(answers_, draft());
   sent_ = true;
 }
 
