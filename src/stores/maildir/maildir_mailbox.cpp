@@ -9,7 +9,7 @@
 #include "outbox/delivery/one_line.h"
 #include "platform/file_system.h"
 #include "platform/text/ascii_text.h"
-#include "stores/maildir/disk/outbox_place.h"
+#include "stores/maildir/outbox_place.h"
 
 namespace relaybird {
 
@@ -231,9 +231,8 @@ Result<void> MaildirMailbox::putIntoOutbox(const std::string& entryId, ForwardDr
   }
   draft.messageId = std::move(*messageId);
   draft.traces.insert(draft.traces.begin(), std::move(*trace));
-  const auto sent = outbox_->send(entryId, draft.messageId, [&draft](OutputFile& out) {
-    return writeForward(draft, out);
-  });
+  const auto sent = outbox_->send(entryId, draft.messageId,
+                                  [&draft](OutputFile& out) { return writeForward(draft, out); });
   if (sent || !outbox_->refusedByDisk()) {
     outlet_ = Outlet::kOpen;
   }

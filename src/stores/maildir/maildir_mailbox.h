@@ -19,9 +19,9 @@
 #include "outbox/delivery/delivery_worker.h"
 #include "outbox/outbox.h"
 #include "outbox/trace_mark.h"
-#include "stores/maildir/disk/maildir_folder.h"
-#include "stores/maildir/disk/read_marks.h"
+#include "stores/maildir/maildir_folder.h"
 #include "stores/maildir/maildir_settings.h"
+#include "stores/maildir/read_marks.h"
 
 namespace relaybird {
 

@@ -14,8 +14,8 @@
 #include "mail/store_rules.h"
 #include "message/text/libraries.h"
 #include "outbox/delivery/sendmail_transport.h"
-#include "stores/maildir/items/forward_item.h"
-#include "stores/maildir/items/maildir_item.h"
+#include "stores/maildir/forward_item.h"
+#include "stores/maildir/maildir_item.h"
 #include "stores/maildir/maildir_mailbox.h"
 
 namespace relaybird {

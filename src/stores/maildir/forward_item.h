@@ -10,9 +10,8 @@
 
 #include "mail/mail_store.h"
 #include "message/writing/forward.h"
-#include "stores/maildir/disk/read_marks.h"
-#include "stores/maildir/items/addressees.h"
-#include "stores/maildir/items/attachment_list.h"
+#include "stores/maildir/item_lists.h"
+#include "stores/maildir/read_marks.h"
 
 namespace relaybird {
 

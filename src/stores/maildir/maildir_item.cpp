@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "stores/maildir/items/maildir_item.h"
+#include "stores/maildir/maildir_item.h"
 
 #include <cerrno>
 #include <utility>
 
-#include "stores/maildir/items/addressees.h"
-#include "stores/maildir/items/attachment_list.h"
-#include "stores/maildir/items/forward_item.h"
+#include "stores/maildir/forward_item.h"
+#include "stores/maildir/item_lists.h"
 #include "stores/maildir/maildir_mailbox.h"
 
 namespace relaybird {

@@ -18,7 +18,7 @@
 #include "mail/mail_store.h"
 #include "message/message.h"
 #include "message/message_kind.h"
-#include "stores/maildir/disk/read_marks.h"
+#include "stores/maildir/read_marks.h"
 
 namespace relaybird {
 

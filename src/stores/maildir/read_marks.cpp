@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "stores/maildir/disk/read_marks.h"
+#include "stores/maildir/read_marks.h"
 
 #include <cerrno>
 #include <utility>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "stores/maildir/items/forward_item.h"
+#include "stores/maildir/forward_item.h"
 
 #include <utility>
 
 #include "mail/store_rules.h"
-#include "stores/maildir/items/maildir_item.h"
+#include "stores/maildir/maildir_item.h"
 #include "stores/maildir/maildir_mailbox.h"
 
 namespace relaybird {

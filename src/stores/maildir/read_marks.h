@@ -24,7 +24,7 @@
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
-#include "stores/maildir/disk/maildir_folder.h"
+#include "stores/maildir/maildir_folder.h"
 
 namespace relaybird {
 

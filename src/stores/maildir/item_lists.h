@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The recipients of an item in the making, and of a received one.
+// The lists of an item: its addressees, and its attachments. The item keeps a plain list; the
+// objects that the mail store's interface wants are made over it when they are asked for.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,6 +12,7 @@
 
 #include "mail/mail_store.h"
 #include "message/address/mail_address.h"
+#include "message/message.h"
 
 namespace relaybird {
 
@@ -38,5 +41,17 @@ bool resolveAll(const Resolve& resolve, const Addressees& addressees);
 
 /// The list as the interface shows it; changes reach the list itself.
 std::shared_ptr<Recipients> makeRecipients(Resolve resolve, std::shared_ptr<Addressees> addressees);
+
+struct AttachmentList {
+  std::shared_ptr<const Message> message;  ///< null: nothing is attached
+  std::vector<std::size_t> kept;           ///< indexes into the message's attachments
+  bool fixed = false;                      ///< a received message's: nothing can be deleted
+};
+
+/// All of the message's attachments.
+std::shared_ptr<AttachmentList> allAttachments(std::shared_ptr<const Message> message, bool fixed);
+
+/// The list as the interface shows it; deletions reach the list itself.
+std::shared_ptr<Attachments> makeAttachments(std::shared_ptr<AttachmentList> list);
 
 }  // namespace relaybird
