@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
+// Sending, delivering, and bringing to an end at the next start what a crash cut short. The order
+// of the steps is the promise (outbox.h): no step may be moved in front of one that it follows, and
+// a failure is reported as final only when it is certain that the message cannot go out any more.
+// Locking: mutex_ guards the journal and the records in memory. A send writes and renames its
+// message without it, so that a delivery does not wait for that.
 #include "outbox/outbox.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
-#include "outbox/outbox_name.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 
@@ -14,18 +18,10 @@ namespace {
 // How many arrivals are remembered one by one; past that, listing the folder is as cheap.
 constexpr std::size_t kArrivalLimit = 4096;
 
-constexpr std::size_t kTrialBlock = std::size_t{64} << 10;
-// Made in new/ for a moment; a leading dot says that it is no message.
-constexpr const char* kTrialName = ".trial";
+constexpr std::size_t kSessionBytes = 8;
 
 Error mayStillGoOut(const Error& why) {
   return {why.code, why.text + "; it may still go out"};
-}
-
-// Whether the call found that there is no such name.
-template <class T>
-bool isAbsent(const Result<T>& outcome) {
-  return !outcome && (outcome.error().code == ENOENT || outcome.error().code == ENOTDIR);
 }
 
 }  // namespace
@@ -69,10 +65,115 @@ Result<void> finish(OutputFile& file) {
 }  // namespace
 
 Outbox::Outbox(FileSystem& files, const Clock& clock, RandomBytes random, std::string folder)
-    : files_(files), clock_(clock), random_(std::move(random)), folder_(std::move(folder)) {}
+    : files_(files), clock_(clock), random_(std::move(random)), disk_(files, std::move(folder)) {}
 
-std::string Outbox::path(const char* subfolder, const std::string& name) const {
-  return folder_ + '/' + subfolder + '/' + name;
+Result<std::unique_ptr<Outbox>> Outbox::open(FileSystem& files, const Clock& clock,
+                                             RandomBytes random, std::string folder,
+                                             std::string journal) {
+  std::unique_ptr<Outbox> outbox(new Outbox(files, clock, std::move(random), std::move(folder)));
+  if (auto prepared = outbox->prepare(journal); !prepared) {
+    return prepared.error();
+  }
+  if (auto recovered = outbox->recover(); !recovered) {
+    return recovered.error();
+  }
+  return outbox;
+}
+
+Result<void> Outbox::prepare(const std::string& journal) {
+  if (auto made = disk_.make(parentFolder(journal)); !made) {
+    return made;
+  }
+  auto lock = files_.lockFolder(disk_.path());
+  if (!lock) {
+    return lock.error();
+  }
+  lock_ = std::move(*lock);
+  auto session = random_(kSessionBytes);
+  if (!session) {
+    return session.error();
+  }
+  session_ = toHex(*session);
+  auto opened = Journal::open(files_, clock_, journal);
+  if (!opened) {
+    return opened.error();
+  }
+  journal_ = std::move(*opened);
+  if (journal_->damagedLines() > 0) {
+    findings_.push_back("The outbox journal " + journal + " has damaged lines (" +
+                        std::to_string(journal_->damagedLines()) + "), which were left out");
+  }
+  return {};
+}
+
+Result<void> Outbox::recover() {
+  auto inTmp = disk_.namesInTmp();
+  if (!inTmp) {
+    return inTmp.error();
+  }
+  if (auto recovered = recoverForwards(*inTmp); !recovered) {
+    return recovered;
+  }
+  disk_.clearTmp(*inTmp, clock_.now());
+  removeDelivered();
+  return {};
+}
+
+// Decides for every intent whose end is not on record, and moves on what the journal calls sent
+// but is still in tmp/. Takes those that it moves out of `inTmp`.
+Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
+  std::vector<std::string> open;
+  for (const auto& [entry, record] : journal_->records()) {
+    if (record.state == ForwardRecord::State::kIntended) {
+      open.push_back(record.file);
+    }
+  }
+  for (const std::string& file : inTmp) {
+    if (journal_->calledDone().contains(file)) {
+      open.push_back(file);
+    }
+  }
+  if (open.empty()) {
+    return {};
+  }
+  auto placed = disk_.placedNames();
+  if (!placed) {
+    return placed.error();
+  }
+  std::vector<std::string> sent;
+  std::vector<std::string> gone;
+  for (const std::string& file : open) {
+    if (!placed->contains(file) && inTmp.contains(file)) {
+      if (auto moved = files_.rename(disk_.pathOf("tmp", file), disk_.pathOf("new", file));
+          !moved) {
+        return moved;
+      }
+      inTmp.erase(file);
+      placed->insert(file);
+    }
+    (placed->contains(file) ? sent : gone).push_back(file);
+  }
+  // Also what is gone: it may have been taken out of new/ without a sync.
+  if (auto synced = files_.syncFolder(disk_.path() + "/new"); !synced) {
+    return synced;
+  }
+  for (const std::string& file : gone) {
+    (void)journal_->annul(file);
+  }
+  for (const std::string& file : sent) {
+    (void)journal_->done(file);
+  }
+  return {};
+}
+
+void Outbox::removeDelivered() {
+  for (const std::string& file : journal_->delivered()) {
+    const auto removed = files_.remove(disk_.pathOf("new", file));
+    if (removed || removed.error().code == ENOENT) {
+      removed_.push_back(file);
+    }
+  }
+  (void)finishDeliveries();
 }
 
 Result<void> Outbox::send(const std::string& entryId, const std::string& messageId,
@@ -115,7 +216,7 @@ Result<void> Outbox::trySend(const std::string& entryId, const std::string& mess
   if (outcome) {
     return place(name);
   }
-  const auto cleared = files_.remove(path("tmp", name));
+  const auto cleared = files_.remove(disk_.pathOf("tmp", name));
   if (cleared || !intended) {
     return outcome;
   }
@@ -137,7 +238,7 @@ Result<void> Outbox::tryDisk() {
   if (auto tried = tryTmp(size); !tried) {
     return tried;
   }
-  if (auto tried = tryNew(); !tried) {
+  if (auto tried = disk_.tryNew(); !tried) {
     return tried;
   }
   const std::lock_guard lock(mutex_);
@@ -154,31 +255,13 @@ Result<void> Outbox::tryTmp(std::uint64_t size) {
   if (!file) {
     return file.error();
   }
-  const std::string block(kTrialBlock, '\0');
-  Result<void> outcome;
-  for (std::uint64_t left = size; outcome && left > 0;) {
-    const std::size_t now = static_cast<std::size_t>(std::min<std::uint64_t>(left, block.size()));
-    outcome = (*file)->write(std::string_view(block).substr(0, now));
-    left -= now;
-  }
+  auto outcome = disk_.tryFile(**file, size);
   if (outcome) {
     outcome = finish(**file);
   }
   file->reset();
-  const auto removed = files_.remove(path("tmp", name));
+  const auto removed = files_.remove(disk_.pathOf("tmp", name));
   return outcome ? removed : outcome;
-}
-
-Result<void> Outbox::tryNew() {
-  const std::string trial = path("new", kTrialName);
-  (void)files_.remove(trial);  // what a crash left of an earlier one
-  if (auto file = files_.create(trial); !file) {
-    return file.error();
-  }
-  if (auto removed = files_.remove(trial); !removed) {
-    return removed;
-  }
-  return files_.syncFolder(folder_ + "/new");
 }
 
 // An intent without an end is left by a try that could not be taken back.
@@ -189,7 +272,7 @@ Result<void> Outbox::resolveDoubt(const std::string& entryId) {
     return {};
   }
   arrivalsLost_ = true;
-  auto inTmp = namesInTmp();
+  auto inTmp = disk_.namesInTmp();
   if (!inTmp) {
     return inTmp.error();
   }
@@ -204,7 +287,7 @@ std::string Outbox::nextName() {
 Result<std::unique_ptr<OutputFile>> Outbox::createTmp(std::string& name) {
   for (int tries = 0;; ++tries) {
     name = nextName();
-    auto file = files_.create(path("tmp", name));
+    auto file = files_.create(disk_.pathOf("tmp", name));
     if (file || file.error().code != EEXIST || tries == 3) {
       return file;
     }
@@ -216,11 +299,11 @@ Result<void> Outbox::place(const std::string& name) {
     const std::lock_guard lock(mutex_);
     busy_.insert(name);
   }
-  auto placed = files_.rename(path("tmp", name), path("new", name));
+  auto placed = files_.rename(disk_.pathOf("tmp", name), disk_.pathOf("new", name));
   if (placed) {
-    placed = files_.syncFolder(folder_ + "/new");
+    placed = files_.syncFolder(disk_.path() + "/new");
   }
-  const bool takenBack = !placed && withdraw(name);
+  const bool takenBack = !placed && disk_.withdraw(name);
   const std::lock_guard lock(mutex_);
   busy_.erase(name);
   if (placed) {
@@ -238,24 +321,6 @@ Result<void> Outbox::place(const std::string& name) {
   // cleared away nor written a second time.
   arrivalsLost_ = true;
   return mayStillGoOut(placed.error());
-}
-
-// Takes back a message that could not be put into place for good. True when it is certain that
-// nothing of it is left. A rename that failed has as a rule changed nothing, but the answer of a
-// dying disk or of a network is no proof, so both names are looked at. What was in new/ is gone
-// for good when that is synced: a power cut could bring the name back.
-bool Outbox::withdraw(const std::string& name) {
-  const std::string inTmp = path("tmp", name);
-  const std::string inNew = path("new", name);
-  const auto taken = files_.remove(inNew);
-  const bool neverThere = isAbsent(taken);
-  const bool synced = neverThere || files_.syncFolder(folder_ + "/new");
-  const auto cleared = files_.remove(inTmp);
-  if (cleared) {
-    return true;  // a rename leaves one name: what was in tmp/ never came to new/
-  }
-  return synced && (taken || neverThere || isAbsent(files_.inspect(inNew))) &&
-         (isAbsent(cleared) || isAbsent(files_.inspect(inTmp)));
 }
 
 void Outbox::noteArrival(const std::string& name) {
@@ -316,7 +381,7 @@ Result<std::vector<WaitingMessage>> Outbox::waiting() {
     arrivals_.clear();
     arrivalsLost_ = false;
   }
-  auto entries = files_.list(folder_ + "/new");
+  auto entries = files_.list(disk_.path() + "/new");
   if (!entries) {
     return entries.error();
   }
@@ -331,7 +396,7 @@ Result<std::vector<WaitingMessage>> Outbox::waiting() {
         continue;
       }
     }
-    const auto info = files_.inspect(path("new", entry.name));
+    const auto info = files_.inspect(disk_.pathOf("new", entry.name));
     if (info) {
       messages.push_back({std::move(entry.name), info->modified});
     }
@@ -346,20 +411,11 @@ std::size_t Outbox::countWaiting() const {
     const std::lock_guard lock(mutex_);
     gone = journal_->delivered();
   }
-  return countWaiting(files_, folder_, gone);
+  return disk_.countWaiting(gone);
 }
 
-std::size_t Outbox::countWaiting(FileSystem& files, const std::string& folder,
-                                 const std::set<std::string>& except) {
-  const auto entries = files.list(folder + "/new");
-  if (!entries) {
-    return 0;
-  }
-  return static_cast<std::size_t>(
-      std::count_if(entries->begin(), entries->end(), [&](const FolderEntry& entry) {
-        return entry.type == FileType::kRegular && !entry.name.starts_with('.') &&
-               !except.contains(entry.name);
-      }));
+std::size_t Outbox::countWaiting(FileSystem& files, const std::string& folder) {
+  return OutboxFolder(files, folder).countWaiting({});
 }
 
 std::optional<std::vector<WaitingMessage>> Outbox::takeArrivals() {
@@ -379,7 +435,7 @@ std::optional<Outbox::Claim> Outbox::claim(const std::string& name) {
 }
 
 std::string Outbox::pathOf(const Claim& claim) const {
-  return path("new", claim.name());
+  return disk_.pathOf("new", claim.name());
 }
 
 Result<void> Outbox::delivered(const Claim& claim) {
@@ -396,15 +452,15 @@ Result<void> Outbox::delivered(const Claim& claim) {
 }
 
 Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
-  const std::string target = path("failed", claim.name());
+  const std::string target = disk_.pathOf("failed", claim.name());
   (void)replaceFile(files_, target + ".txt", words + "\n");
   if (auto moved = files_.rename(pathOf(claim), target); !moved) {
     return moved;
   }
   // Its new name comes first, so that a power cut leaves it with two names rather than with none.
   // Where it gets its old one back it is refused once more.
-  if (files_.syncFolder(folder_ + "/failed")) {
-    (void)files_.syncFolder(folder_ + "/new");
+  if (files_.syncFolder(disk_.path() + "/failed")) {
+    (void)files_.syncFolder(disk_.path() + "/new");
   }
   return {};
 }
@@ -414,7 +470,7 @@ Result<void> Outbox::finishDeliveries() {
   if (removed_.empty()) {
     return {};
   }
-  if (auto synced = files_.syncFolder(folder_ + "/new"); !synced) {
+  if (auto synced = files_.syncFolder(disk_.path() + "/new"); !synced) {
     return synced;
   }
   return journal_->removed(std::exchange(removed_, {}));

@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "outbox/journal.h"
+#include "outbox/outbox_folder.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
@@ -87,15 +88,14 @@ class Outbox {
   /// until the program ends.
   Result<void> settle(const std::string& entryId);
 
-  const std::string& folder() const { return folder_; }
+  const std::string& folder() const { return disk_.path(); }
   /// What open() found amiss, as sentences for the log.
   const std::vector<std::string>& findings() const { return findings_; }
 
   /// How many messages wait in new/; 0 where it cannot be read.
   std::size_t countWaiting() const;
   /// The same for an outbox that is not open.
-  static std::size_t countWaiting(FileSystem& files, const std::string& folder,
-                                  const std::set<std::string>& except = {});
+  static std::size_t countWaiting(FileSystem& files, const std::string& folder);
 
   // For the delivery of what waits.
 
@@ -137,29 +137,24 @@ class Outbox {
 
   Result<void> prepare(const std::string& journal);
   Result<void> recover();
-  Result<std::set<std::string>> namesInTmp();
   Result<void> recoverForwards(std::set<std::string>& inTmp);
   Result<void> resolveDoubt(const std::string& entryId);
-  void clearTmp(const std::set<std::string>& left);
   void removeDelivered();
 
   struct Attempt;
   Result<void> trySend(const std::string& entryId, const std::string& messageId,
                        const Writer& write, Attempt& attempt);
   Result<void> tryTmp(std::uint64_t size);
-  Result<void> tryNew();
 
-  std::string path(const char* subfolder, const std::string& name) const;
   std::string nextName();
   Result<std::unique_ptr<OutputFile>> createTmp(std::string& name);
   Result<void> place(const std::string& name);
-  bool withdraw(const std::string& name);
   void noteArrival(const std::string& name);
 
   FileSystem& files_;
   const Clock& clock_;
   RandomBytes random_;
-  std::string folder_;
+  OutboxFolder disk_;
   std::string session_;  ///< tells the names of this run from those of others
   std::vector<std::string> findings_;
   std::unique_ptr<FolderLock> lock_;

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 
-#include "outbox/journal_line.h"
 #include "platform/posix/posix_file_system.h"
 #include "support/fake_clock.h"
 #include "support/faulty_file_system.h"

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "outbox/outbox.h"
-#include "outbox/outbox_name.h"
+#include "outbox/outbox_folder.h"
 #include "outbox/outbox_world.h"
 #include "support/cut_disk.h"
 

@@ -7,7 +7,6 @@
 #include <algorithm>
 
 #include "message/text/charset.h"
-#include "outbox/delivery/one_line.h"
 
 namespace relaybird {
 namespace {

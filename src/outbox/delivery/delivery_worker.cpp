@@ -8,7 +8,6 @@
 #include <unordered_set>
 #include <utility>
 
-#include "outbox/delivery/one_line.h"
 #include "outbox/delivery/outgoing_message.h"
 #include "platform/text/character_kind.h"
 

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <utility>
 
-#include "outbox/journal_line.h"
+#include "outbox/journal.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 

@@ -6,7 +6,7 @@
 
 #include "message/address/address_check.h"
 #include "message/address/strict_mailbox.h"
-#include "outbox/delivery/one_line.h"
+#include "outbox/delivery/outgoing_message.h"
 #include "platform/file_system.h"
 #include "platform/text/ascii_text.h"
 #include "stores/maildir/outbox_place.h"

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+// The steps of the outbox on its disk. A rename or a removal is durable only when the folder that
+// it changes is synced. A failure leaves open what the disk holds, so the functions look at the
+// disk again where the answer matters.
+#include "outbox/outbox_folder.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+
+namespace relaybird {
+
+namespace {
+
+constexpr std::string_view kSuffix = ".relaybird";
+// Files of other programs in tmp/ are given up after this time, by the rule of Maildirs.
+constexpr std::chrono::hours kTmpAge{36};
+constexpr std::size_t kTrialBlock = std::size_t{64} << 10;
+// Made in new/ for a moment; a leading dot says that it is no message.
+constexpr const char* kTrialName = ".trial";
+
+// Whether the call found that there is no such name.
+template <class T>
+bool isAbsent(const Result<T>& outcome) {
+  return !outcome && (outcome.error().code == ENOENT || outcome.error().code == ENOTDIR);
+}
+
+// Makes a folder and the missing ones above it, their names durably.
+Result<void> makeFolder(FileSystem& files, const std::string& folder) {
+  auto made = files.createFolder(folder);
+  if (!made && made.error().code == ENOENT && parentFolder(folder) != folder) {
+    if (auto above = makeFolder(files, parentFolder(folder)); !above) {
+      return above;
+    }
+    made = files.createFolder(folder);
+  }
+  if (made) {
+    return files.syncFolder(parentFolder(folder));
+  }
+  if (made.error().code == EEXIST) {
+    return {};
+  }
+  return made;
+}
+
+// A folder that is there may be what an earlier try made without getting its name on the medium. A
+// folder above that we may not open was not ours to make.
+void syncNamesOf(FileSystem& files, std::string folder) {
+  for (std::string above = parentFolder(folder); above != folder; above = parentFolder(folder)) {
+    (void)files.syncFolder(above);
+    folder = above;
+  }
+}
+
+// Adds the unique names of a folder's messages, without Maildir flags.
+Result<void> addNames(FileSystem& files, const std::string& folder, std::set<std::string>& names) {
+  const auto entries = files.list(folder);
+  if (!entries) {
+    return entries.error();
+  }
+  for (const FolderEntry& entry : *entries) {
+    names.insert(entry.name.substr(0, entry.name.rfind(":2,")));
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string makeOutboxName(DateTime now, std::uint64_t counter, std::string_view session) {
+  const auto whole = std::chrono::floor<std::chrono::seconds>(now);
+  char stamp[80];
+  std::snprintf(stamp, sizeof stamp, "%lld.M%06lldQ%010llu",
+                static_cast<long long>(whole.time_since_epoch().count()),
+                static_cast<long long>((now - whole).count()),
+                static_cast<unsigned long long>(counter));
+  return std::string(stamp) + 'R' + std::string(session) + std::string(kSuffix);
+}
+
+bool isOutboxName(std::string_view name) {
+  const std::size_t dot = name.find('.');
+  return dot > 0 && dot != name.npos && name.ends_with(kSuffix) &&
+         name.substr(dot).starts_with(".M") &&
+         std::all_of(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(dot),
+                     [](char digit) { return digit >= '0' && digit <= '9'; });
+}
+
+Result<void> OutboxFolder::make(const std::string& journalFolder) {
+  for (const char* part : {"", "/tmp", "/new", "/cur", "/failed"}) {
+    if (auto made = makeFolder(files_, path_ + part); !made) {
+      return made;
+    }
+  }
+  if (auto made = makeFolder(files_, journalFolder); !made) {
+    return made;
+  }
+  syncNamesOf(files_, path_ + "/new");
+  syncNamesOf(files_, journalFolder);
+  return {};
+}
+
+Result<std::set<std::string>> OutboxFolder::namesInTmp() {
+  const auto entries = files_.list(path_ + "/tmp");
+  if (!entries) {
+    return entries.error();
+  }
+  std::set<std::string> names;
+  for (const FolderEntry& entry : *entries) {
+    if (entry.type == FileType::kRegular) {
+      names.insert(entry.name);
+    }
+  }
+  return names;
+}
+
+Result<std::set<std::string>> OutboxFolder::placedNames() {
+  std::set<std::string> names;
+  for (const char* part : {"/new", "/cur", "/failed"}) {
+    if (auto listed = addNames(files_, path_ + part, names); !listed) {
+      return listed.error();
+    }
+  }
+  return names;
+}
+
+// Nobody else writes under names of our making while the lock is held. What cannot be removed does
+// no harm.
+void OutboxFolder::clearTmp(const std::set<std::string>& names, DateTime now) {
+  for (const std::string& name : names) {
+    bool stale = isOutboxName(name);
+    if (!stale) {
+      const auto info = files_.inspect(pathOf("tmp", name));
+      stale = info && now - info->modified > kTmpAge;
+    }
+    if (stale) {
+      (void)files_.remove(pathOf("tmp", name));
+    }
+  }
+}
+
+// Takes back a message that could not be put into place for good. True when it is certain that
+// nothing of it is left. A rename that failed has as a rule changed nothing, but the answer of a
+// dying disk or of a network is no proof, so both names are looked at. What was in new/ is gone
+// for good when that is synced: a power cut could bring the name back.
+bool OutboxFolder::withdraw(const std::string& name) {
+  const std::string inTmp = pathOf("tmp", name);
+  const std::string inNew = pathOf("new", name);
+  const auto taken = files_.remove(inNew);
+  const bool neverThere = isAbsent(taken);
+  const bool synced = neverThere || files_.syncFolder(path_ + "/new");
+  const auto cleared = files_.remove(inTmp);
+  if (cleared) {
+    return true;  // a rename leaves one name: what was in tmp/ never came to new/
+  }
+  return synced && (taken || neverThere || isAbsent(files_.inspect(inNew))) &&
+         (isAbsent(cleared) || isAbsent(files_.inspect(inTmp)));
+}
+
+Result<void> OutboxFolder::tryFile(OutputFile& file, std::uint64_t size) {
+  const std::string block(kTrialBlock, '\0');
+  Result<void> outcome;
+  for (std::uint64_t left = size; outcome && left > 0;) {
+    const std::size_t now = static_cast<std::size_t>(std::min<std::uint64_t>(left, block.size()));
+    outcome = file.write(std::string_view(block).substr(0, now));
+    left -= now;
+  }
+  return outcome;
+}
+
+Result<void> OutboxFolder::tryNew() {
+  const std::string trial = pathOf("new", kTrialName);
+  (void)files_.remove(trial);  // what a crash left of an earlier one
+  if (auto file = files_.create(trial); !file) {
+    return file.error();
+  }
+  if (auto removed = files_.remove(trial); !removed) {
+    return removed;
+  }
+  return files_.syncFolder(path_ + "/new");
+}
+
+std::size_t OutboxFolder::countWaiting(const std::set<std::string>& except) const {
+  const auto entries = files_.list(path_ + "/new");
+  if (!entries) {
+    return 0;
+  }
+  return static_cast<std::size_t>(
+      std::count_if(entries->begin(), entries->end(), [&](const FolderEntry& entry) {
+        return entry.type == FileType::kRegular && !entry.name.starts_with('.') &&
+               !except.contains(entry.name);
+      }));
+}
+
+}  // namespace relaybird

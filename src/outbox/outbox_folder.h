@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// The outbox on disk: a Maildir (https://cr.yp.to/proto/maildir.html) with a further folder
+// failed/. The steps here are durable where they say so. What they mean for the forward of an inbox
+// item is for Outbox to decide.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "platform/clock.h"
+#include "platform/file_system.h"
+#include "platform/result.h"
+
+namespace relaybird {
+
+/// A unique file name. Names sort in the order in which they are made. `session` is a text that no
+/// other run has; `counter` differs for every name of a run.
+std::string makeOutboxName(DateTime now, std::uint64_t counter, std::string_view session);
+
+/// Whether the name may have been made by makeOutboxName, in this or another run.
+bool isOutboxName(std::string_view name);
+
+/// Any thread.
+class OutboxFolder {
+ public:
+  OutboxFolder(FileSystem& files, std::string path) : files_(files), path_(std::move(path)) {}
+
+  const std::string& path() const { return path_; }
+  std::string pathOf(const char* subfolder, const std::string& name) const {
+    return path_ + '/' + subfolder + '/' + name;
+  }
+
+  /// Makes what is missing of this folder with its subfolders and of `journalFolder`, and of the
+  /// folders above both, their names durably.
+  Result<void> make(const std::string& journalFolder);
+
+  /// The regular files in tmp/.
+  Result<std::set<std::string>> namesInTmp();
+  /// The unique names, without Maildir flags, of what lies in new/, cur/ and failed/.
+  Result<std::set<std::string>> placedNames();
+  /// Removes those of the files in tmp/ that nobody is writing any more: our own, and what is
+  /// old. Only while the outbox is locked.
+  void clearTmp(const std::set<std::string>& names, DateTime now);
+
+  /// Takes back a message that could not be put into new/ for good. True when it is certain that
+  /// nothing of it is left in tmp/ and new/.
+  bool withdraw(const std::string& name);
+
+  /// Whether the disk takes a message of that size: fills the file with as many bytes. Does not
+  /// sync or close.
+  Result<void> tryFile(OutputFile& file, std::uint64_t size);
+  /// Whether new/ takes names.
+  Result<void> tryNew();
+
+  /// How many messages lie in new/, apart from some; 0 where it cannot be read.
+  std::size_t countWaiting(const std::set<std::string>& except) const;
+
+ private:
+  FileSystem& files_;
+  std::string path_;
+};
+
+}  // namespace relaybird
