@@ -5,8 +5,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "platform/result.h"
 #include "platform/posix/posix_file_system.h"
+#include "platform/result.h"
 #include "support/fake_clock.h"
 #include "support/scripted_dialogs.h"
 #include "ui/forms/log/frm_log.h"
