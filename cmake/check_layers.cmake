@@ -1,11 +1,12 @@
-# cmake -DSOURCES="a;b" -P check_layers.cmake: fails when a source file includes what its layer must not
-# know. The table below is the whole rule: a layer knows itself and the layers named beside it, and all
-# of them stand below it. There are no exceptions. The core uses the standard library alone; the
-# windows (ui/desktop) use the toolkit and are the same sources on every platform.
+# cmake -DSOURCES="a;b" -P check_layers.cmake: fails if a source file includes a header that its layer may
+# not include. The table below is the complete rule: a layer includes its own headers and those of the
+# layers listed beside it, which are all below it. There are no exceptions. The core uses the standard
+# library alone. The windows (ui/desktop except gtk/) use the toolkit and have no platform branches.
 
 cmake_minimum_required(VERSION 3.25)
 
-# layer(folder knows...): from the bottom to the top. A file belongs to the longest folder that fits.
+# layer(folder allowed...), from the bottom to the top. A file belongs to the layer with the longest
+# matching folder.
 set(layers)
 macro(layer folder)
   list(APPEND layers ${folder})
@@ -49,7 +50,7 @@ set(std_headers
     stack stdexcept stop_token string string_view system_error thread tuple type_traits typeindex
     typeinfo unordered_map unordered_set utility valarray variant vector version)
 
-# The layer that a path below src belongs to; empty where there is none.
+# The layer of a path below src; empty if there is none.
 function(layer_of path result)
   set(found "")
   foreach(layer IN LISTS layers)
@@ -80,22 +81,22 @@ endfunction()
 function(check_own_header file layer header)
   layer_of("${header}" header_layer)
   if(NOT header_layer IN_LIST allowed_${layer})
-    complain("${file}: ${layer} does not include ${header}")
+    complain("${file}: ${layer} must not include ${header}")
   elseif(layer STREQUAL "stores" AND header_layer STREQUAL "stores")
     string(REGEX REPLACE "^stores/([^/]*)/.*" "\\1" header_store "${header}")
     if(NOT file MATCHES "^src/stores/${header_store}/")
-      complain("${file}: no store knows another, so not ${header}")
+      complain("${file}: a store must not include another store's ${header}")
     endif()
   endif()
 endfunction()
 
-# What a layer knows stands before it in the list, so that no two layers can know each other.
+# The layers that a layer may include come before it in the list, so there are no cycles.
 set(below)
 foreach(layer IN LISTS layers)
   list(APPEND below ${layer})
   foreach(known IN LISTS allowed_${layer})
     if(NOT known IN_LIST below)
-      complain("the layer ${layer} knows ${known}, which does not stand below it")
+      complain("the layer ${layer} may include ${known}, which is not below it")
     endif()
   endforeach()
 endforeach()
@@ -107,7 +108,7 @@ foreach(file IN LISTS SOURCES)
   string(REGEX REPLACE "^src/" "" path "${file}")
   layer_of("${path}" layer)
   if(NOT layer)
-    complain("${file}: stands in no layer")
+    complain("${file}: belongs to no layer")
     continue()
   endif()
   file(STRINGS "${file}" directives REGEX "^#[ ]*(include|if)")
@@ -117,7 +118,7 @@ foreach(file IN LISTS SOURCES)
     elseif(line MATCHES "\"([^\"]+)\"")
       check_own_header("${file}" ${layer} "${CMAKE_MATCH_1}")
     elseif(layer IN_LIST core OR layer IN_LIST windows)
-      complain("${file}: ${layer} is the same on every platform, without ${line}")
+      complain("${file}: no platform branches in ${layer}: ${line}")
     endif()
   endforeach()
 endforeach()

@@ -1,6 +1,6 @@
-# cmake -DLIBRARY=file -DREADELF=readelf -P check_needed.cmake: fails when the library needs any other
-# than those of the C++ standard library, or the dynamic linker under one of its names (ld-linux*.so on
-# most architectures, ld64.so or ld.so on others).
+# cmake -DLIBRARY=file -DREADELF=readelf -P check_needed.cmake: fails if the library needs a library other
+# than the C++ standard library and its dependencies. The dynamic linker is allowed under each of its names
+# (ld-linux*.so on most architectures, ld64.so or ld.so on others).
 execute_process(COMMAND ${READELF} --dynamic --wide ${LIBRARY} OUTPUT_VARIABLE dynamic
                 COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*\\[([^\n]*)\\]" needed "${dynamic}")

@@ -1,2 +1,2 @@
 // SPDX-License-Identifier: MIT
-// A library of nothing but the archives that are linked into it whole.
+// The only source of a shared library that consists of whole static libraries.

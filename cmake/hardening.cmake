@@ -1,6 +1,6 @@
-# What Debian's packages are hardened with (hardening=+all of dpkg-buildflags), for builds outside of a
-# package, and what Debian 12 leaves out for both: landing pads for indirect branches (CET, Intel alone)
-# and probes that keep a large stack frame from jumping over the guard page.
+# The hardening flags of Debian's packages (hardening=+all of dpkg-buildflags), for builds outside of a
+# package, and two that Debian 12 does not set: landing pads for indirect branches (CET, Intel only) and
+# stack-clash protection, which keeps a large stack frame from jumping over the guard page.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 

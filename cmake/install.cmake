@@ -1,4 +1,4 @@
-# What cmake --install puts where. It works in any prefix; a package gives DESTDIR. What is not built is
+# The rules of cmake --install. They work with any prefix and with DESTDIR. Parts that are not built are
 # not installed.
 include(GNUInstallDirs)
 set(application_header ${PROJECT_SOURCE_DIR}/src/platform/system/application_id.h)
@@ -7,13 +7,13 @@ file(STRINGS ${application_header} application_id REGEX "kApplicationId =")
 string(REGEX REPLACE ".*\"(.*)\".*" "\\1" application_id "${application_id}")
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 
-# For files that name a program by its full path, which is known when the prefix is: at installation.
-# Sets the variable `program` there, from `folder` and `name`.
+# Code for files that contain the full path of a program, which is known only at installation, when the
+# prefix is known. Sets the variable `program` from `folder` and `name`.
 set(find_full_path [=[
     cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX NORMALIZE OUTPUT_VARIABLE program)
     cmake_path(APPEND program "${folder}" "${name}")
     if(program MATCHES "[\"'\\]")
-      message(WARNING "no service can start a program whose path holds quotes or a backslash: ${program}")
+      message(WARNING "a service cannot start a program whose path contains quotes or a backslash: ${program}")
     endif()]=])
 
 if(TARGET relaybird)
@@ -21,8 +21,8 @@ if(TARGET relaybird)
   install(FILES ${packaging}/man/relaybird.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES ${packaging}/desktop/${application_id}.desktop
           DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
-  # By which the bus starts the program when the desktop wants something of it. The path stands in
-  # quotes, which keep its blanks.
+  # The file by which the session bus starts the program. The path is quoted, since it may contain
+  # blanks.
   install(CODE "
     set(template \"${packaging}/dbus/${application_id}.service\")
     set(made \"${PROJECT_BINARY_DIR}/${application_id}.service\")
@@ -62,7 +62,7 @@ endif()
 if(TARGET relaybird-console)
   install(TARGETS relaybird-console)
   install(FILES ${packaging}/man/relaybird-console.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  # The path stands in quotes, which keep its blanks, and a percent sign stands twice (systemd.unit(5)).
+  # The path is quoted, since it may contain blanks, and percent signs are doubled (systemd.unit(5)).
   install(CODE "
     set(template \"${packaging}/systemd/relaybird-console.service\")
     set(made \"${PROJECT_BINARY_DIR}/relaybird-console.service\")
@@ -74,11 +74,11 @@ if(TARGET relaybird-console)
     file(READ "${template}" unit)
     string(REPLACE "=/usr/bin/relaybird-console\n" "=\"${program}\"\n" unit "${unit}")
     file(WRITE "${made}" "${unit}")]=])
-  # Not in CMAKE_INSTALL_LIBDIR: the service manager looks into lib whatever the architecture.
+  # Not CMAKE_INSTALL_LIBDIR: systemd reads units from lib on every architecture.
   install(FILES ${PROJECT_BINARY_DIR}/relaybird-console.service DESTINATION lib/systemd/user)
 endif()
 
-# The programs look for it from their own folder, wherever that is.
+# The programs search for the manual at this place relative to their own folder.
 if(TARGET rbx_help)
   cmake_path(SET help_folder NORMALIZE ${CMAKE_INSTALL_BINDIR}/../share/relaybird)
   install(FILES ${PROJECT_BINARY_DIR}/help/rbx.chm DESTINATION ${help_folder})

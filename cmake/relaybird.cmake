@@ -1,5 +1,5 @@
-# Clones of this project share one compiler cache where there is one: paths below the project are hashed
-# relative to it.
+# If ccache is installed, clones of this project share its cache: paths below the project folder are hashed
+# relative to that folder.
 find_program(CCACHE ccache)
 mark_as_advanced(CCACHE)
 if(CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
@@ -7,9 +7,9 @@ if(CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
                                   CCACHE_NOHASHDIR=true ${CCACHE})
 endif()
 
-# Targets of this project: one set of warnings, sanitizers and hardening for all of them. Whether a warning
-# is an error is for the preset to say (CMAKE_COMPILE_WARNING_AS_ERROR): a newer compiler's warning is no
-# reason for a user to get no program.
+# rb_options: the warnings, sanitizers and hardening flags of all targets. The preset decides whether
+# warnings are errors (CMAKE_COMPILE_WARNING_AS_ERROR): a new warning of a newer compiler must not prevent
+# users from building the program.
 
 add_library(rb_options INTERFACE)
 target_compile_options(rb_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
@@ -19,8 +19,8 @@ foreach(sanitizer IN LISTS RELAYBIRD_SANITIZE)
                                               -fno-omit-frame-pointer)
   target_link_options(rb_options INTERFACE -fsanitize=${sanitizer})
 endforeach()
-# GCC 12 warns of overlapping copies inside std::string and of unset values inside std::optional that
-# are none (GCC bugs 105329 and 80635); the sanitizer builds look for the real ones.
+# GCC 12 gives false warnings about overlapping copies in std::string and unset values in std::optional
+# (GCC bugs 105329 and 80635). The sanitizer builds find real ones.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(rb_options INTERFACE -Wno-restrict -Wno-maybe-uninitialized)
 endif()
@@ -29,22 +29,22 @@ if(RELAYBIRD_HARDENING)
   include(cmake/hardening.cmake)
 endif()
 
-# What a fuzz target calls must be instrumented too, or the fuzzer sees nothing of it.
+# The libraries must be instrumented too; otherwise the fuzzer gets no coverage of them.
 if(RELAYBIRD_FUZZ AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(rb_options INTERFACE -fsanitize=fuzzer-no-link)
   target_link_options(rb_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# rb_library(name SOURCES... [LIBS...]): a static library of one folder.
+# rb_library(name SOURCES... [LIBS...]): the static library of one folder.
 function(rb_library name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
   add_library(${name} STATIC ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC rb_options ${arg_LIBS})
 endfunction()
 
-# rb_test(name [THREADS] SOURCES... LIBS...): one GoogleTest program, its cases known to CTest one by one.
-# THREADS puts a program that starts threads into the target and under the label of that name, which is
-# what the preset for ThreadSanitizer builds and runs.
+# rb_test(name [THREADS] SOURCES... LIBS...): a GoogleTest program; CTest runs each of its cases separately.
+# THREADS marks a program that starts threads: the preset tsan builds and runs the target and the label
+# `threads` only.
 add_custom_target(threads)
 function(rb_test name)
   cmake_parse_arguments(arg "THREADS" "" "SOURCES;LIBS" ${ARGN})
@@ -58,7 +58,7 @@ function(rb_test name)
   endif()
   target_link_libraries(${name} PRIVATE rb_options ${arg_LIBS} GTest::gmock_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  # The semicolon is escaped because the properties go through one more list.
+  # The semicolon is escaped because the properties are expanded as a list once more.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT 300 ${labels} ENVIRONMENT "LC_ALL=C.UTF-8\\;TZ=UTC")
 endfunction()

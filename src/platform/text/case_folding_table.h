@@ -5,7 +5,7 @@
 
 namespace relaybird {
 
-/// The codes first, first + step, ... last fold to the code that lies `distance` further on.
+/// Each of the codes first, first + step, ... last folds to itself plus `distance`.
 struct FoldedRange {
   char32_t first, last;
   int step, distance;
