@@ -18,6 +18,7 @@
 #include "message/parts/message_layout.h"
 #include "message/text/charset.h"
 #include "message/writing/forward.h"
+#include "message/writing/forward_text.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "message/writing/address_field.h"
+#include "message/writing/field_writer.h"
 
 #include <gtest/gtest.h>
 

@@ -12,6 +12,7 @@
 #include "message/mail_samples.h"
 #include "message/parts/message_layout.h"
 #include "message/writing/forward.h"
+#include "message/writing/forward_text.h"
 
 namespace relaybird {
 

@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "message/parts/part_tree.h"
-#include "message/writing/content_filter.h"
 #include "message/writing/forward_output.h"
 #include "platform/file_system.h"
 #include "platform/result.h"

@@ -1,21 +1,116 @@
 // SPDX-License-Identifier: MIT
+// First the plan, then the writing. The plan reads everything that can change the structure,
+// because a container's fields stand before its content: whether a part has bytes beyond ASCII,
+// whether there is an HTML form. BodyWriter then copies a block at a time and keeps nothing in
+// memory.
 #include "message/writing/forward.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <optional>
 
 #include "message/parts/message_layout.h"
 #include "message/parts/part_content.h"
+#include "message/text/charset.h"
+#include "message/text/clean_text.h"
 #include "message/text/header_text.h"
 #include "message/writing/carried_part.h"
-#include "message/writing/forward_header.h"
 #include "message/writing/forward_output.h"
-#include "message/writing/forward_plan.h"
+#include "message/writing/forward_text.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
+
+// What the forward is made of, decided before anything is written.
+struct ForwardPlan {
+  const Message* source = nullptr;
+  std::string text;
+  std::optional<std::string> html;
+  std::vector<CarriedPart> shown;     // kept attachments that the HTML shows
+  std::vector<CarriedPart> attached;  // the other kept ones
+  bool whole = false;                 // carries the source itself
+  bool wholeIsFile = false;           // the source breaks the rules for a message within a message
+  bool eightBit = false;              // carries bytes beyond ASCII
+  std::string boundary;
+};
+
+// Containers must be labelled 8bit as soon as anything within them is (RFC 2045 section 6.4).
+Result<void> planWhole(ForwardPlan& plan) {
+  InputFile& file = plan.source->file();
+  const auto facts = readByteFacts(file, 0, file.info().size);
+  if (!facts) {
+    return facts.error();
+  }
+  plan.wholeIsFile = !facts->isLines();
+  plan.eightBit = facts->isEightBit() && !plan.wholeIsFile;
+  return {};
+}
+
+Result<void> planParts(const ForwardDraft& draft, const std::vector<std::size_t>& kept,
+                       ForwardPlan& plan) {
+  for (const std::size_t index : kept) {
+    const auto carried =
+        planCarriage(draft.source->file(), *draft.source->layout().attached[index]);
+    if (!carried) {
+      return carried.error();
+    }
+    const bool isShown = plan.html && draft.source->attachments()[index].isInline;
+    (isShown ? plan.shown : plan.attached).push_back(*carried);
+    plan.eightBit = plan.eightBit || carried->eightBit;
+  }
+  return {};
+}
+
+Result<void> chooseAttachments(const ForwardDraft& draft, ForwardPlan& plan) {
+  if (draft.keptAttachments.empty()) {
+    return {};
+  }
+  const std::size_t count = draft.source == nullptr ? 0 : draft.source->attachments().size();
+  auto kept = draft.keptAttachments;
+  std::sort(kept.begin(), kept.end());
+  kept.erase(std::unique(kept.begin(), kept.end()), kept.end());
+  if (kept.back() >= count) {
+    return Error{EINVAL, "The forward names an attachment that its source does not have"};
+  }
+  plan.whole = draft.source->isOpaque();
+  return plan.whole ? planWhole(plan) : planParts(draft, kept, plan);
+}
+
+// No sender can have guessed it, since it follows from the forward's own identifier (FNV-1a).
+std::string boundaryFor(std::string_view messageId) {
+  std::uint64_t hash = 0xcbf29ce484222325U;
+  for (const char c : messageId) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
+  }
+  std::string bytes;
+  for (int shift = 56; shift >= 0; shift -= 8) {
+    bytes += static_cast<char>(hash >> shift);
+  }
+  return "=_rb_" + toHex(bytes) + "_";
+}
+
+// Reads the source's texts and examines what is to be carried. EINVAL for an attachment that the
+// source does not have, otherwise the error of reading. The plan refers to the draft's source.
+Result<ForwardPlan> planForward(const ForwardDraft& draft) {
+  ForwardPlan plan;
+  plan.source = draft.source;
+  plan.boundary = boundaryFor(draft.messageId);
+  if (draft.body || draft.source == nullptr) {
+    plan.text =
+        withoutFillers(withoutControls(withPlainLineEnds(scrubUtf8(draft.body.value_or("")))));
+  } else {
+    plan.text = forwardText(*draft.source, draft.sentText);
+    if (draft.source->htmlBody()) {
+      plan.html = forwardHtml(*draft.source, draft.sentText);
+    }
+  }
+  if (const auto chosen = chooseAttachments(draft, plan); !chosen) {
+    return chosen.error();
+  }
+  return plan;
+}
 
 // RFC 5322 section 2.1.1 allows 998; some servers count the line end.
 constexpr std::size_t kLongestLine = 990;

@@ -10,7 +10,6 @@
 
 #include "message/address/mail_address.h"
 #include "message/message.h"
-#include "message/writing/forward_text.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/result.h"

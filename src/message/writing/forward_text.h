@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a forward says: its subject, and the original text under a short header block. All texts are
-// UTF-8; what comes from strangers may hold anything and stays within its line.
+// What a forward says: its header section, and the original text under a short header block. All
+// texts are UTF-8. Those that come from strangers may contain anything and stay within their line.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,11 @@
 #include <string_view>
 
 #include "message/message.h"
+#include "platform/result.h"
 
 namespace relaybird {
+
+struct ForwardDraft;
 
 /// Subjects of forwards are cut behind this many characters.
 inline constexpr std::size_t kSubjectCharacters = 250;
@@ -24,5 +27,9 @@ std::string forwardText(const Message& source, std::string_view sentText);
 /// The same as an HTML document: the header block before what the original's body shows. The source
 /// must have an HTML form.
 std::string forwardHtml(const Message& source, std::string_view sentText);
+
+/// The fields of a forward's header section as lines (RFC 5322), encoded and folded, without the
+/// MIME fields and the empty line at the end. EINVAL as in writeForward().
+Result<std::string> forwardHeader(const ForwardDraft& draft);
 
 }  // namespace relaybird
