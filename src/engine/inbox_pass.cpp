@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "mail/text_dictionary.h"
+#include "mail/shared_components.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "compose/store_bench.h"
-#include "mail/pass_through_safe_item.h"
+#include "mail/shared_components.h"
 
 namespace relaybird {
 namespace {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "mail/store_rules.h"
+#include "mail/shared_components.h"
 #include "platform/text/ascii_text.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"

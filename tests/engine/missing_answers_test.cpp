@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "engine/engine_fixture.h"
-#include "mail/pass_through_safe_item.h"
+#include "mail/shared_components.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {

@@ -2,7 +2,7 @@
 // The application, its session and folders, and its synchronisation object.
 #include <utility>
 
-#include "mail/store_rules.h"
+#include "mail/shared_components.h"
 #include "memory_store/memory_state.h"
 
 namespace relaybird {

@@ -2,9 +2,7 @@
 // What stands beside the mail application: safe items, utility object, library session, dictionary.
 #include <utility>
 
-#include "mail/pass_through_safe_item.h"
-#include "mail/store_rules.h"
-#include "mail/text_dictionary.h"
+#include "mail/shared_components.h"
 #include "memory_store/memory_state.h"
 #include "platform/text/ascii_text.h"
 

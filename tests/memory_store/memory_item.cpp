@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "mail/store_rules.h"
+#include "mail/shared_components.h"
 
 namespace relaybird {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "mail/store_rules.h"
+#include "mail/shared_components.h"
 #include "memory_store/memory_item.h"
 
 namespace relaybird {

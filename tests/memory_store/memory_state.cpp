@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "mail/store_rules.h"
+#include "mail/shared_components.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {

@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "mail/mail_store.h"
-#include "mail/object_registry.h"
+#include "mail/shared_components.h"
 #include "platform/event_queue.h"
 
 namespace relaybird {

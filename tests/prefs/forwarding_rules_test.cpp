@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "mail/pass_through_safe_item.h"
+#include "mail/shared_components.h"
 #include "platform/text/text_case.h"
 #include "prefs/pref_bench.h"
 

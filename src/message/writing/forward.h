@@ -28,7 +28,7 @@ struct ForwardDraft {
   std::vector<Mailbox> bcc;
   /// An address that cannot be written into every mail is left out.
   std::vector<Mailbox> replyTo;
-  /// The whole subject; forwardSubject() of mail/store_rules.h makes the usual one.
+  /// The whole subject; forwardSubject() of mail/shared_components.h makes the usual one.
   std::string subject;
   /// A text that takes the place of the original's quoted text; no HTML is written then.
   std::optional<std::string> body;

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "mail/store_rules.h"
+#include "mail/shared_components.h"
 #include "message/writing/forward_text.h"
 #include "stores/maildir/maildir_item.h"
 #include "stores/maildir/maildir_mailbox.h"

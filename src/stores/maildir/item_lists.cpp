@@ -9,7 +9,7 @@
 #include <numeric>
 #include <utility>
 
-#include "mail/store_rules.h"
+#include "mail/shared_components.h"
 #include "message/address/address_check.h"
 #include "stores/maildir/maildir_mailbox.h"
 

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "mail/store_rules.h"
+#include "mail/shared_components.h"
 #include "message/text/libraries.h"
 #include "outbox/delivery/sendmail_transport.h"
 #include "stores/maildir/forward_item.h"

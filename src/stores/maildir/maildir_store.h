@@ -8,7 +8,7 @@
 #include <string>
 
 #include "mail/mail_store.h"
-#include "mail/object_registry.h"
+#include "mail/shared_components.h"
 #include "mail/store_world.h"
 #include "outbox/delivery/transport.h"
 #include "platform/profile/profile_strings.h"
