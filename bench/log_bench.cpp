@@ -5,10 +5,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "platform/posix/posix_file_system.h"
-#include "platform/result.h"
-#include "support/fake_clock.h"
-#include "support/scripted_dialogs.h"
+#include "ui/forms/fake_world.h"
 #include "ui/forms/log/frm_log.h"
 
 namespace relaybird::bench {
@@ -16,23 +13,9 @@ namespace {
 
 constexpr int kMeasuredLines = 1000;
 
-class PlainScreen : public Screen {
+class LogBench : private FakeWorld {
  public:
-  void repaint() override {}
-  void processPendingEvents() override {}
-  void endProgram() override {}
-  std::int32_t textWidth(const std::string& text) const override {
-    return static_cast<std::int32_t>(text.size());
-  }
-};
-
-class NoClipboard : public Clipboard {
- public:
-  Result<void> setText(const std::string&) override { return {}; }
-};
-
-struct LogWorld {
-  explicit LogWorld(int lines) : log({clock, screen, clipboard, dialogs, files}) {
+  explicit LogBench(int lines) {
     for (int i = 0; i < lines; ++i) {
       add(i);
     }
@@ -41,19 +24,17 @@ struct LogWorld {
     log.AddToLog("forwarded Message number " + std::to_string(number) + " at 11/20/26 15:04:05");
   }
 
-  FakeClock clock;
-  PlainScreen screen;
-  NoClipboard clipboard;
-  ScriptedDialogs dialogs;
-  RecordingSleeper sleeper{clock};
-  PosixFileSystem files{sleeper};
-  frmLog log;
+ private:
+  const ProgramWorld world_ = world();
+
+ public:
+  frmLog log{world_};
 };
 
 // Per line, added to a log of that many lines.
 void addLines(benchmark::State& state, int before) {
   for (auto _ : state) {
-    LogWorld world(before);
+    LogBench world(before);
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < kMeasuredLines; ++i) {
       world.add(i);

@@ -18,7 +18,7 @@
 #include "platform/system/executor.h"
 #include "platform/system/os_version.h"
 #include "platform/system/trace_log.h"
-#include "ui/forms/form_world.h"
+#include "ui/forms/program_world.h"
 
 namespace relaybird {
 

@@ -8,7 +8,7 @@
 #include "prefs/address_lists.h"
 #include "ui/console/controls_as_text.h"
 #include "ui/console/quoting.h"
-#include "ui/forms/main/outgoing_words.h"
+#include "ui/forms/main/outbox_menu.h"
 
 namespace relaybird {
 namespace {
@@ -158,7 +158,7 @@ Result<void> ProgramCommands::test() {
   const OutgoingState after = outgoing_.state();
   if (!after.outbox.empty() && hasProblem(before, after)) {
     std::vector<std::string> sentences = whatHoldsBack(after);
-    sentences.insert(sentences.begin(), whatBecame(before, after, outgoing_.waiting()));
+    sentences.insert(sentences.begin(), outcomeOf(before, after, outgoing_.waiting()));
     return Error{0, asOneText(sentences)};
   }
   return {};

@@ -93,10 +93,4 @@ class NoNotifications : public Notifications {
   void withdraw(const std::string&) override {}
 };
 
-struct ProgramVersion {
-  int major = 0;
-  int minor = 0;
-  int revision = 0;
-};
-
 }  // namespace relaybird

@@ -28,22 +28,15 @@ std::string versionText(const ProgramVersion& version) {
 
 }  // namespace
 
-frmAbout::frmAbout(ProgramVersion version, SystemInformation& information, FolderViewer& pages,
-                   Dialogs& dialogs)
-    : Form("frmAbout", "About Relaybird"),
-      version_(version),
-      information_(information),
-      pages_(pages),
-      dialogs_(dialogs) {
+frmAbout::frmAbout(const ProgramWorld& world) : Form("frmAbout", "About Relaybird"), world_(world) {
   lblDescription.setText(kDescription);
   lblDisclaimer.setText(kDisclaimer);
   lblCopyright.setText(kCopyright);
   txtVersion.lock();
-  txtVersion.setText(versionText(version_));
+  txtVersion.setText(versionText(world_.version));
   lnkHomepage.setText(kHomepage);
   lnkHomepage.onClick([this] { showHomepage(); });
   setDefaultButton(cmdOk);
-  setCancelButton(cmdOk);
   cmdOk.setShortcut("Ctrl+W");
   cmdOk.onClick([this] { hide(); });
   cmdSysInfo.setAsks();
@@ -52,20 +45,20 @@ frmAbout::frmAbout(ProgramVersion version, SystemInformation& information, Folde
 }
 
 void frmAbout::open(Form& owner) {
-  lblTitle.setText("Relaybird  v" + versionText(version_));
+  lblTitle.setText("Relaybird  v" + versionText(world_.version));
   showModal(owner);
 }
 
 void frmAbout::StartSysInfo() {
-  const std::optional<std::string> program = information_.program();
-  if (!program || !information_.start(*program)) {
-    dialogs_.messageBox({"System Information Is Unavailable At This Time"});
+  const std::optional<std::string> program = world_.systemInformation.program();
+  if (!program || !world_.systemInformation.start(*program)) {
+    world_.dialogs.messageBox({"System Information Is Unavailable At This Time"});
   }
 }
 
 void frmAbout::showHomepage() {
-  if (const auto shown = pages_.browse(lnkHomepage.text()); !shown) {
-    dialogs_.messageBox(
+  if (const auto shown = world_.folderViewer.browse(lnkHomepage.text()); !shown) {
+    world_.dialogs.messageBox(
         {"Could not open the page " + lnkHomepage.text() + ":\r\n" + shown.error().text, "Error",
          BoxButtons::kOk, BoxIcon::kExclamation});
   }

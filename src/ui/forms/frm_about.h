@@ -5,17 +5,15 @@
 
 #include <string>
 
-#include "ui/forms/form_world.h"
-#include "ui/forms/model/dialogs.h"
 #include "ui/forms/model/form.h"
+#include "ui/forms/program_world.h"
 
 namespace relaybird {
 
 class frmAbout : public Form {
  public:
-  /// All must outlive it.
-  frmAbout(ProgramVersion version, SystemInformation& information, FolderViewer& pages,
-           Dialogs& dialogs);
+  /// `world` must outlive it.
+  explicit frmAbout(const ProgramWorld& world);
 
   /// Fills in the version and shows the box over its owner.
   void open(Form& owner);
@@ -40,10 +38,7 @@ class frmAbout : public Form {
  private:
   void showHomepage();
 
-  ProgramVersion version_;
-  SystemInformation& information_;
-  FolderViewer& pages_;
-  Dialogs& dialogs_;
+  const ProgramWorld& world_;
 };
 
 }  // namespace relaybird

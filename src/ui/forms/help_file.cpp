@@ -32,8 +32,7 @@ MessageBox unreadableBox(const std::string& why) {
 
 }  // namespace
 
-HelpFile::HelpFile(HelpWorld world, std::string location)
-    : world_(world), location_(std::move(location)) {
+HelpFile::HelpFile(const ProgramWorld& world) : world_(world), location_(world.defaultHelpFile) {
   std::string chosenBefore = remembered();
   if (exists(chosenBefore)) {
     location_ = std::move(chosenBefore);
@@ -45,7 +44,7 @@ void HelpFile::show(const std::string& topic) {
     return;
   }
   for (;;) {
-    const Result<void> shown = world_.viewer.show(location_, topic);
+    const Result<void> shown = world_.helpViewer.show(location_, topic);
     tellWhatIsNotKept();
     if (shown || !asked(unreadableBox(shown.error().text)) || !chooseFile()) {
       return;

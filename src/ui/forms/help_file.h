@@ -4,29 +4,16 @@
 
 #include <string>
 
-#include "platform/file_system.h"
-#include "platform/profile/profile_strings.h"
 #include "platform/result.h"
-#include "platform/system/special_folders.h"
-#include "ui/forms/form_world.h"
-#include "ui/forms/model/dialogs.h"
+#include "ui/forms/program_world.h"
 
 namespace relaybird {
 
-/// What the search works with. All must outlive it.
-struct HelpWorld {
-  FileSystem& files;
-  ProfileStrings& profiles;
-  const SpecialFolders& folders;
-  Dialogs& dialogs;
-  HelpViewer& viewer;
-};
-
 class HelpFile {
  public:
-  /// `location` is where the file is looked for, as a whole path, unless the user has chosen
-  /// another in an earlier run that is still there.
-  HelpFile(HelpWorld world, std::string location);
+  /// The file's place is the world's default, unless the user chose another file in an earlier run
+  /// and it still exists. `world` must outlive this.
+  explicit HelpFile(const ProgramWorld& world);
 
   const std::string& location() const { return location_; }
   /// The preferences name another file.
@@ -48,7 +35,7 @@ class HelpFile {
   void tellWhatIsNotKept();
   void tellError(const std::string& text);
 
-  HelpWorld world_;
+  const ProgramWorld& world_;
   std::string location_;
   Result<void> kept_;  ///< of the last choice, until it is told
 };

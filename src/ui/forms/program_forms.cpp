@@ -46,16 +46,13 @@ class ProgramForms::Bridge : public PrefForms {
 };
 
 ProgramForms::ProgramForms(const ProgramWorld& world)
-    : dialogs_(world.dialogs),
-      clock_(world.clock),
-      events_(world.events),
-      log_({world.clock, world.screen, world.clipboard, world.dialogs, world.files}),
-      main_(world, log_),
-      settings_({main_.prf(), main_.engine().session(), world.objects, log_, world.clock,
-                 world.dialogs, world.screen, world.decimalSeparator}),
-      about_(world.version, world.systemInformation, world.folderViewer, world.dialogs),
-      tray_(world.tray, [this] { main_.SysTrayMouseEventHandler(); }),
-      bridge_(std::make_unique<Bridge>(main_, settings_, world.dialogs)) {
+    : world_(world),
+      log_(world_),
+      main_(world_, log_),
+      settings_(world_, main_.prf(), main_.engine().session(), log_),
+      about_(world_),
+      tray_(world_.tray, [this] { main_.SysTrayMouseEventHandler(); }),
+      bridge_(std::make_unique<Bridge>(main_, settings_, world_.dialogs)) {
   main_.connect({log_, settings_, about_, tray_});
   main_.prf().connectForms(*bridge_);
   for (Form* form : forms()) {
@@ -78,7 +75,7 @@ bool ProgramForms::start() {
   }
   // Not before: nobody may be there to answer.
   if (settings_.startUpOptionsClash()) {
-    events_.post([this] { settings_.tellStartUpRule(); });
+    world_.events.post([this] { settings_.tellStartUpRule(); });
   }
   return true;
 }
@@ -95,22 +92,23 @@ void ProgramForms::readPreferencesAgain() {
 }
 
 void ProgramForms::storeTells(const StoreNotice& notice) {
-  const DateTime when = notice.time == kNoDate ? clock_.now() : notice.time;
-  log_.AddToLog(clock_.toText(when) + "--> " + notice.line);
+  const DateTime when = notice.time == kNoDate ? world_.clock.now() : notice.time;
+  log_.AddToLog(world_.clock.toText(when) + "--> " + notice.line);
   if (notice.kind == StoreNotice::Kind::kRefused) {
     main_.alerts().forwardRefused(notice.line);
   } else if (notice.kind == StoreNotice::Kind::kStopped) {
     main_.alerts().addressStopped(notice.line);
   }
-  main_.showOutbox();
+  main_.outbox().show();
 }
 
 void ProgramForms::unexpected(const std::string& what) {
-  log_.AddToLog(clock_.toText(clock_.now()) + "--> Unexpected: " + what);
+  log_.AddToLog(world_.clock.toText(world_.clock.now()) + "--> Unexpected: " + what);
   if (!std::exchange(toldOfUnexpected_, true)) {
-    dialogs_.messageBox({"Something unexpected happened: " + what +
-                             "\r\n\r\nForwarding goes on; the log will tell of any more of this.",
-                         "Error", BoxButtons::kOk, BoxIcon::kExclamation});
+    world_.dialogs.messageBox(
+        {"Something unexpected happened: " + what +
+             "\r\n\r\nForwarding goes on; the log will tell of any more of this.",
+         "Error", BoxButtons::kOk, BoxIcon::kExclamation});
   }
 }
 
@@ -123,7 +121,7 @@ void ProgramForms::shutDown() {
 
 bool ProgramForms::idle() {
   const EngineState& state = main_.engine().state();
-  return !state.m_bBusyFwd && !state.syncBusy && !state.passRunning && !main_.owesAnswer() &&
+  return !state.m_bBusyFwd && !state.syncBusy && !state.passRunning && !main_.owesResult() &&
          !main_.startWaits();
 }
 

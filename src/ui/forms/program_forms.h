@@ -20,6 +20,7 @@ namespace relaybird {
 
 class ProgramForms {
  public:
+  /// Keeps a copy of the world for the forms.
   explicit ProgramForms(const ProgramWorld& world);
   ~ProgramForms();
 
@@ -55,9 +56,7 @@ class ProgramForms {
  private:
   class Bridge;
 
-  Dialogs& dialogs_;
-  const Clock& clock_;
-  EventQueue& events_;
+  const ProgramWorld world_;
   bool toldOfUnexpected_ = false;
 
   frmLog log_;

@@ -18,7 +18,15 @@
 
 namespace relaybird {
 
-/// Everything that the program needs of the world. All must outlive it.
+struct ProgramVersion {
+  int major = 0;
+  int minor = 0;
+  int revision = 0;
+};
+
+/// Everything that the program needs from outside: the mail store, the disk, the clock, the
+/// desktop. The forms share one object, which must outlive them, as must everything it refers to.
+/// Made with designated initialisers.
 struct ProgramWorld {
   ObjectFactory& objects;
   OutgoingMail& outgoing;
@@ -41,9 +49,9 @@ struct ProgramWorld {
   Notifications& notifications;
   Autostart& autostart;
   ProgramVersion version;
-  /// Where the help file is looked for until the preferences or the user name another place.
+  /// The place of the help file until the preferences or the user name another one.
   std::string defaultHelpFile;
-  /// What the user's numbers may have in place of the point, by his locale.
+  /// The decimal separator of the user's locale, accepted beside the point.
   std::string decimalSeparator = ".";
 };
 

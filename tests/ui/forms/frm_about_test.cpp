@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "support/scripted_dialogs.h"
+#include "ui/forms/fake_world.h"
 
 namespace relaybird {
 namespace {
@@ -17,43 +17,16 @@ namespace {
 constexpr const char* kUnavailable =
     "Relaybird|System Information Is Unavailable At This Time|none|OK";
 
-class FakeInformation : public SystemInformation {
- public:
-  std::optional<std::string> program() override { return tool; }
-  Result<void> start(const std::string& program) override {
-    started.push_back(program);
-    return outcome;
-  }
-
-  std::optional<std::string> tool = "/usr/bin/tool";
-  Result<void> outcome;
-  std::vector<std::string> started;
-};
-
-class FakePages : public FolderViewer {
- public:
-  Result<void> show(const std::string&) override { return {}; }
-  Result<void> browse(const std::string& address) override {
-    browsed.push_back(address);
-    return outcome;
-  }
-
-  Result<void> outcome;
-  std::vector<std::string> browsed;
-};
-
 std::string contentOf(const std::string& path) {
   std::ifstream file(std::string(SOURCES) + path);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-class FrmAbout : public testing::Test {
+class FrmAbout : public testing::Test, protected FakeWorld {
  protected:
-  FakeInformation information_;
-  ScriptedDialogs dialogs_;
+  const ProgramWorld world_ = world();
   Form owner_{"frmRelaybird", "Relaybird"};
-  FakePages pages_;
-  frmAbout about_{{3, 1, 2}, information_, pages_, dialogs_};
+  frmAbout about_{world_};
 };
 
 TEST_F(FrmAbout, HasItsControlsInTheirInitialState) {
@@ -110,13 +83,13 @@ TEST_F(FrmAbout, TheLinkOpensThePageThatTheCataloguesName) {
             std::string::npos);
   about_.open(owner_);
   about_.lnkHomepage.click();
-  EXPECT_EQ(pages_.browsed, std::vector<std::string>{about_.lnkHomepage.text()});
+  EXPECT_EQ(folderViewer_.browsed, std::vector<std::string>{about_.lnkHomepage.text()});
   EXPECT_TRUE(dialogs_.boxes.empty());
   EXPECT_TRUE(about_.visible());
 }
 
 TEST_F(FrmAbout, APageThatCannotBeOpenedIsToldWithItsAddress) {
-  pages_.outcome = Error{0, "No browser"};
+  folderViewer_.broken = true;
   about_.lnkHomepage.click();
   ASSERT_EQ(dialogs_.boxes.size(), 1u);
   EXPECT_EQ(boxLine(dialogs_.boxes[0]), "Error|Could not open the page " +
@@ -149,23 +122,23 @@ TEST_F(FrmAbout, ItsCloseBoxClosesItToo) {
 TEST_F(FrmAbout, TheButtonStartsTheSystemInformationTool) {
   about_.open(owner_);
   about_.cmdSysInfo.click();
-  EXPECT_EQ(information_.started, std::vector<std::string>{"/usr/bin/tool"});
+  EXPECT_EQ(systemInformation_.started, std::vector<std::string>{"/usr/bin/about-this-machine"});
   EXPECT_TRUE(dialogs_.boxes.empty());
   EXPECT_TRUE(about_.visible());
 }
 
 TEST_F(FrmAbout, ASystemWithoutTheToolSaysSo) {
-  information_.tool.reset();
+  systemInformation_.tool.reset();
   about_.cmdSysInfo.click();
-  EXPECT_TRUE(information_.started.empty());
+  EXPECT_TRUE(systemInformation_.started.empty());
   ASSERT_EQ(dialogs_.boxes.size(), 1u);
   EXPECT_EQ(boxLine(dialogs_.boxes[0]), kUnavailable);
 }
 
 TEST_F(FrmAbout, AToolThatDoesNotStartIsUnavailable) {
-  information_.outcome = Error{2, "Cannot start it"};
+  systemInformation_.broken = true;
   about_.StartSysInfo();
-  EXPECT_EQ(information_.started.size(), 1u);
+  EXPECT_EQ(systemInformation_.started.size(), 1u);
   ASSERT_EQ(dialogs_.boxes.size(), 1u);
   EXPECT_EQ(boxLine(dialogs_.boxes[0]), kUnavailable);
 }

@@ -4,12 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <optional>
 #include <vector>
 
-#include "platform/profile/profile_file.h"
-#include "prefs/fake_files.h"
-#include "support/no_folders.h"
-#include "support/scripted_dialogs.h"
+#include "ui/forms/fake_world.h"
 
 namespace relaybird {
 namespace {
@@ -28,45 +26,21 @@ constexpr const char* kUnreadable =
     "OK Cancel";
 constexpr const char* kMemory = "/windows/rbx.ini";
 
-class FakeFolders : public NoFolders {
- public:
-  std::string windowsFolder() const override { return windows; }
-  std::string windows = "/windows";
-};
-
-// A disk that knows one link.
-class LinkedFiles : public FakeFiles {
- public:
-  Result<std::string> resolve(const std::string& path) override {
-    return path == link ? target : path;
-  }
-  std::string link;
-  std::string target;
-};
-
-class FakeViewer : public HelpViewer {
- public:
-  Result<void> show(const std::string& file, const std::string& topic) override {
-    shown.push_back(topic.empty() ? file : file + "#" + topic);
-    if (onShow) {
-      onShow();
-    }
-    if (!failure.empty()) {
-      return Error{0, failure};
-    }
-    return {};
-  }
-  std::vector<std::string> shown;
-  std::string failure;
-  std::function<void()> onShow;
-};
-
-class HelpFileTest : public testing::Test {
+class HelpFileTest : public testing::Test, protected FakeWorld {
  protected:
-  HelpFileTest() { files_.addFolder("/windows"); }
+  HelpFileTest() {
+    folders_.windows = "/windows";
+    helpFile_ = "/app/rbx.chm";
+    files_.addFolder("/windows");
+  }
 
   // The help of a program that has just started.
-  HelpFile program() { return {{files_, profiles_, folders_, dialogs_, viewer_}, "/app/rbx.chm"}; }
+  HelpFile program() {
+    if (!world_) {
+      world_.emplace(world());
+    }
+    return HelpFile(*world_);
+  }
   void showAndChoose(HelpFile& help, std::optional<std::string> file) {
     dialogs_.answer(BoxAnswer::kOk);
     dialogs_.choose(std::move(file));
@@ -80,17 +54,13 @@ class HelpFileTest : public testing::Test {
     return lines;
   }
 
-  LinkedFiles files_;
-  ProfileFile profiles_{files_};
-  FakeFolders folders_;
-  ScriptedDialogs dialogs_;
-  FakeViewer viewer_;
+  std::optional<ProgramWorld> world_;
 };
 
 TEST_F(HelpFileTest, AFileThatIsInItsPlaceIsShownWithoutAQuestion) {
   files_.addFile("/app/rbx.chm", "help");
   program().show();
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/app/rbx.chm"});
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/app/rbx.chm"});
   EXPECT_TRUE(dialogs_.boxes.empty());
   EXPECT_TRUE(dialogs_.files.empty());
   EXPECT_TRUE(files_.changes.empty());
@@ -99,7 +69,7 @@ TEST_F(HelpFileTest, AFileThatIsInItsPlaceIsShownWithoutAQuestion) {
 TEST_F(HelpFileTest, ATopicIsHandedToTheViewer) {
   files_.addFile("/app/rbx.chm", "help");
   program().show("settings-text");
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/app/rbx.chm#settings-text"});
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/app/rbx.chm#settings-text"});
 }
 
 TEST_F(HelpFileTest, CancellingTheQuestionShowsAndWritesNothing) {
@@ -108,7 +78,7 @@ TEST_F(HelpFileTest, CancellingTheQuestionShowsAndWritesNothing) {
   help.show();
   EXPECT_EQ(boxes(), std::vector<std::string>{kNotFound});
   EXPECT_TRUE(dialogs_.files.empty());
-  EXPECT_TRUE(viewer_.shown.empty());
+  EXPECT_TRUE(helpViewer_.shown.empty());
   EXPECT_TRUE(files_.changes.empty());
   EXPECT_EQ(help.location(), "/app/rbx.chm");
 }
@@ -125,7 +95,7 @@ TEST_F(HelpFileTest, CancellingTheFileDialogShowsAndWritesNothing) {
   HelpFile help = program();
   showAndChoose(help, std::nullopt);
   EXPECT_EQ(boxes(), std::vector<std::string>{kNotFound});
-  EXPECT_TRUE(viewer_.shown.empty());
+  EXPECT_TRUE(helpViewer_.shown.empty());
   EXPECT_TRUE(files_.changes.empty());
   EXPECT_EQ(help.location(), "/app/rbx.chm");
 }
@@ -139,7 +109,7 @@ TEST_F(HelpFileTest, AChosenFileThatDoesNotExistIsToldAndChangesNothing) {
     EXPECT_EQ(boxes(), (std::vector<std::string>{kNotFound, kChosenMissing})) << chosen;
     EXPECT_EQ(help.location(), "/app/rbx.chm");
   }
-  EXPECT_TRUE(viewer_.shown.empty());
+  EXPECT_TRUE(helpViewer_.shown.empty());
   EXPECT_TRUE(files_.changes.empty());
 }
 
@@ -147,7 +117,7 @@ TEST_F(HelpFileTest, AChosenFileIsShownAtOnce) {
   files_.addFile("/moved/rbx.chm", "help");
   HelpFile help = program();
   showAndChoose(help, "/moved/rbx.chm");
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
   EXPECT_EQ(help.location(), "/moved/rbx.chm");
   EXPECT_EQ(boxes(), std::vector<std::string>{kNotFound});
 }
@@ -158,13 +128,13 @@ TEST_F(HelpFileTest, AChosenFileIsNotAskedForAgain) {
   showAndChoose(help, "/moved/rbx.chm");
   help.show();
   EXPECT_EQ(dialogs_.boxes.size(), 1u);
-  EXPECT_EQ(viewer_.shown, (std::vector<std::string>{"/moved/rbx.chm", "/moved/rbx.chm"}));
+  EXPECT_EQ(helpViewer_.shown, (std::vector<std::string>{"/moved/rbx.chm", "/moved/rbx.chm"}));
 }
 
 TEST_F(HelpFileTest, AChosenFileIsWrittenBeforeItIsShown) {
   files_.addFile("/moved/rbx.chm", "help");
   std::string written;
-  viewer_.onShow = [&] {
+  helpViewer_.onShow = [&] {
     written = profiles_.read(kMemory)->get("default", "strHelpFileLocation", "");
   };
   HelpFile help = program();
@@ -180,7 +150,7 @@ TEST_F(HelpFileTest, AChosenFileSurvivesARestart) {
   HelpFile next = program();
   EXPECT_EQ(next.location(), file);
   next.show();
-  EXPECT_EQ(viewer_.shown, (std::vector<std::string>{file, file}));
+  EXPECT_EQ(helpViewer_.shown, (std::vector<std::string>{file, file}));
   EXPECT_EQ(dialogs_.boxes.size(), 1u);
 }
 
@@ -197,7 +167,7 @@ TEST_F(HelpFileTest, ARememberedFileThatIsGoneDoesNotCount) {
   files_.addFile(kMemory, "[default]\r\nstrHelpFileLocation=/moved/rbx.chm\r\n");
   files_.addFile("/app/rbx.chm", "help");
   program().show();
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/app/rbx.chm"});
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/app/rbx.chm"});
 }
 
 TEST_F(HelpFileTest, TheFileThatThePreferencesNameIsShown) {
@@ -207,19 +177,18 @@ TEST_F(HelpFileTest, TheFileThatThePreferencesNameIsShown) {
   HelpFile help = program();
   help.setLocation("/named/rbx.chm");
   help.show();
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/named/rbx.chm"});
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/named/rbx.chm"});
 }
 
 TEST_F(HelpFileTest, ALinkToAFileIsAFileAndALinkToNothingIsNone) {
   files_.addFile("/share/rbx.chm", "help");
-  files_.link = "/app/rbx.chm";
-  files_.target = "/share/rbx.chm";
+  files_.addLink("/app/rbx.chm", "/share/rbx.chm");
   program().show();
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/app/rbx.chm"});
-  files_.target = "/share/gone.chm";
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/app/rbx.chm"});
+  files_.addLink("/app/rbx.chm", "/share/gone.chm");
   dialogs_.answer(BoxAnswer::kCancel);
   program().show();
-  EXPECT_EQ(viewer_.shown.size(), 1u);
+  EXPECT_EQ(helpViewer_.shown.size(), 1u);
 }
 
 TEST_F(HelpFileTest, AFolderOfTheFilesNameIsNoHelpFile) {
@@ -231,7 +200,7 @@ TEST_F(HelpFileTest, AFolderOfTheFilesNameIsNoHelpFile) {
 
 TEST_F(HelpFileTest, AFileThatCannotBeShownIsToldInTheViewersWordsAndCancelChangesNothing) {
   files_.addFile("/app/rbx.chm", "damaged");
-  viewer_.failure = "/app/rbx.chm is no help file.";
+  helpViewer_.failure = "/app/rbx.chm is no help file.";
   dialogs_.answer(BoxAnswer::kCancel);
   HelpFile help = program();
   help.show();
@@ -244,11 +213,11 @@ TEST_F(HelpFileTest, AFileThatCannotBeShownIsToldInTheViewersWordsAndCancelChang
 TEST_F(HelpFileTest, AnotherFileCanBeChosenForOneThatCannotBeShown) {
   files_.addFile("/app/rbx.chm", "damaged");
   files_.addFile("/moved/rbx.chm", "help");
-  viewer_.failure = "/app/rbx.chm is no help file.";
-  dialogs_.onBox = [this](const MessageBox&) { viewer_.failure.clear(); };
+  helpViewer_.failure = "/app/rbx.chm is no help file.";
+  dialogs_.onBox = [this](const MessageBox&) { helpViewer_.failure.clear(); };
   HelpFile help = program();
   showAndChoose(help, "/moved/rbx.chm");
-  EXPECT_EQ(viewer_.shown, (std::vector<std::string>{"/app/rbx.chm", "/moved/rbx.chm"}));
+  EXPECT_EQ(helpViewer_.shown, (std::vector<std::string>{"/app/rbx.chm", "/moved/rbx.chm"}));
   EXPECT_EQ(boxes(), std::vector<std::string>{kUnreadable});
   EXPECT_EQ(help.location(), "/moved/rbx.chm");
   EXPECT_EQ(program().location(), "/moved/rbx.chm");
@@ -256,7 +225,7 @@ TEST_F(HelpFileTest, AnotherFileCanBeChosenForOneThatCannotBeShown) {
 
 TEST_F(HelpFileTest, AChosenFileThatCannotBeShownIsNotTheLastWord) {
   files_.addFile("/moved/rbx.chm", "damaged");
-  viewer_.failure = "/app/rbx.chm is no help file.";
+  helpViewer_.failure = "/app/rbx.chm is no help file.";
   dialogs_.answer(BoxAnswer::kOk);
   dialogs_.choose("/moved/rbx.chm");
   dialogs_.answer(BoxAnswer::kOk);
@@ -264,19 +233,19 @@ TEST_F(HelpFileTest, AChosenFileThatCannotBeShownIsNotTheLastWord) {
   HelpFile help = program();
   help.show();
   EXPECT_EQ(boxes(), (std::vector<std::string>{kNotFound, kUnreadable, kChosenMissing}));
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
   EXPECT_EQ(help.location(), "/moved/rbx.chm");
 }
 
 TEST_F(HelpFileTest, AFileThatCouldNotBeShownIsTriedAgainWithoutAQuestion) {
   files_.addFile("/app/rbx.chm", "damaged");
-  viewer_.failure = "/app/rbx.chm is no help file.";
+  helpViewer_.failure = "/app/rbx.chm is no help file.";
   dialogs_.answer(BoxAnswer::kCancel);
   HelpFile help = program();
   help.show();
-  viewer_.failure.clear();
+  helpViewer_.failure.clear();
   help.show();
-  EXPECT_EQ(viewer_.shown, (std::vector<std::string>{"/app/rbx.chm", "/app/rbx.chm"}));
+  EXPECT_EQ(helpViewer_.shown, (std::vector<std::string>{"/app/rbx.chm", "/app/rbx.chm"}));
   EXPECT_EQ(dialogs_.boxes.size(), 1u);
 }
 
@@ -284,10 +253,10 @@ TEST_F(HelpFileTest, AChoiceThatCannotBeWrittenIsToldAfterTheHelpIsShown) {
   files_.addFile("/moved/rbx.chm", "help");
   files_.failCallsWith("create", ENOSPC);
   std::size_t boxesBefore = 0;
-  viewer_.onShow = [&] { boxesBefore = dialogs_.boxes.size(); };
+  helpViewer_.onShow = [&] { boxesBefore = dialogs_.boxes.size(); };
   HelpFile help = program();
   showAndChoose(help, "/moved/rbx.chm");
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
   EXPECT_EQ(boxesBefore, 1u);
   ASSERT_EQ(dialogs_.boxes.size(), 2u);
   EXPECT_EQ(dialogs_.boxes[1].title, "Error");
@@ -305,7 +274,7 @@ TEST_F(HelpFileTest, AChoiceWithALineBreakInItsNameIsShownButNotRemembered) {
   files_.addFile("/moved/a\nb.chm", "help");
   HelpFile help = program();
   showAndChoose(help, "/moved/a\nb.chm");
-  EXPECT_EQ(viewer_.shown.size(), 1u);
+  EXPECT_EQ(helpViewer_.shown.size(), 1u);
   EXPECT_EQ(dialogs_.boxes.size(), 2u);
   EXPECT_FALSE(files_.has(kMemory));
 }
@@ -315,7 +284,7 @@ TEST_F(HelpFileTest, WithoutAWindowsFolderTheChoiceIsShownAndSaidNotToBeRemember
   files_.addFile("/moved/rbx.chm", "help");
   HelpFile help = program();
   showAndChoose(help, "/moved/rbx.chm");
-  EXPECT_EQ(viewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
+  EXPECT_EQ(helpViewer_.shown, std::vector<std::string>{"/moved/rbx.chm"});
   EXPECT_EQ(boxes(),
             (std::vector<std::string>{
                 kNotFound,

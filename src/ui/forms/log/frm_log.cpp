@@ -25,14 +25,13 @@ std::int32_t widthInPixels(const Screen& screen, const std::string& text) {
 
 }  // namespace
 
-frmLog::frmLog(LogFormWorld world) : Form("frmLog", "Activity Log"), world_(world) {
+frmLog::frmLog(const ProgramWorld& world) : Form("frmLog", "Activity Log"), world_(world) {
   chkVerboseLog.setVisible(false);
   lstLog.onKeyDown([this](int keyCode, int shift) {
     if (keyCode == kVerboseKey && shift == kVerboseShift) {
       chkVerboseLog.setVisible(true);
     }
   });
-  setCancelButton(cmdClose);
   cmdClose.setShortcut("Ctrl+W");
   cmdClose.onClick([this] { hide(); });
   wireFind();
@@ -102,17 +101,6 @@ void frmLog::ClearLog() {
   tellFound({});
   widest_ = 0;
   lstLog.setHorizontalExtent(widest_);
-}
-
-void frmLog::closeBox() {
-  hide();
-  if (keep_) {
-    return;
-  }
-  ClearLog();
-  chkVerboseLog.setValue(0);
-  chkVerboseLog.setVisible(false);
-  tell(FormChange::kUnloaded);
 }
 
 std::size_t frmLog::currentLine() const {

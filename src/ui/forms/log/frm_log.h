@@ -9,27 +9,17 @@
 #include <string>
 
 #include "engine/engine_world.h"
-#include "platform/clock.h"
-#include "platform/file_system.h"
-#include "ui/forms/form_world.h"
+#include "platform/result.h"
 #include "ui/forms/log/line_search.h"
-#include "ui/forms/model/dialogs.h"
 #include "ui/forms/model/form.h"
+#include "ui/forms/program_world.h"
 
 namespace relaybird {
 
-/// What the window works with. All must outlive it.
-struct LogFormWorld {
-  const Clock& clock;
-  const Screen& screen;
-  Clipboard& clipboard;
-  Dialogs& dialogs;
-  FileSystem& files;
-};
-
 class frmLog : public Form, public ActivityLog {
  public:
-  explicit frmLog(LogFormWorld world);
+  /// `world` must outlive it.
+  explicit frmLog(const ProgramWorld& world);
 
   void AddToLog(const std::string& text) override;
   void AddToLogV(const std::string& text) override;
@@ -40,16 +30,8 @@ class frmLog : public Form, public ActivityLog {
   void AddLine(const std::string& text);
   void ClearLog();
 
-  /// Pixels of the widest line and its margin; 0 when there is no line.
-  std::int32_t widestLine() const { return widest_; }
   /// The selected lines in their order, or all where none is selected, each followed by CR LF.
   std::string copyText() const;
-
-  /// While set, as at first, the close box hides the window and keeps its lines.
-  void setKeep(bool keep) { keep_ = keep; }
-  /// Hides the window. Without the keep flag it is unloaded too: the lines are gone, the verbose
-  /// switch is off and hidden.
-  void closeBox() override;
 
   /// A text to look for, in any letter case. What is typed goes to the first line that has it.
   Control lblFind{*this, ControlKind::kLabel, "lblFind", "Find:"};
@@ -88,10 +70,9 @@ class frmLog : public Form, public ActivityLog {
   bool mayBeReplaced(const std::string& path);
   Result<void> save(const std::string& path);
 
-  LogFormWorld world_;
+  const ProgramWorld& world_;
   LineSearch search_{lstLog.list()};
-  std::int32_t widest_ = 0;
-  bool keep_ = true;
+  std::int32_t widest_ = 0;  ///< pixels of the widest line and its margin
 };
 
 }  // namespace relaybird

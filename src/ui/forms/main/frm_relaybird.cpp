@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
+// The main window in four sections: wiring and loading, what it shows, switching forwarding on and
+// off, and the way into the notification area and back. The test cycle, the Outbox menu and the
+// steps before a check are classes of their own. Every box lets events run, so that a command may
+// arrive while another one waits for its answer: flags are read again after a box.
 #include "ui/forms/main/frm_relaybird.h"
 
 #include <chrono>
 #include <utility>
 
 #include "compose/cls_security.h"
+#include "platform/text/ascii_text.h"
 #include "ui/forms/frm_about.h"
 #include "ui/forms/mod_systray.h"
 #include "ui/forms/settings/frm_prefs.h"
@@ -12,17 +17,46 @@
 namespace relaybird {
 namespace {
 
-// How often a start that waits looks whether its time has come.
+// How often a start that waits looks whether the pass has ended.
 constexpr std::chrono::milliseconds kStartLook{200};
 
-// The revision follows the minor number without a separator: users know the caption so.
+// The revision follows the minor number without a separator, as in all former versions.
 std::string captionOf(const ProgramVersion& version) {
   return "Relaybird v" + std::to_string(version.major) + "." + std::to_string(version.minor) +
          std::to_string(version.revision);
 }
 
-// Whether the forwards of a test have been sent.
-constexpr std::chrono::milliseconds kLookAgain{500};
+// Results of the preference object at or below this have been shown to the user already.
+constexpr int kToldAlready = -100;
+
+constexpr const char* kTrayTitle = "Minimize to System Tray";
+
+constexpr const char* kTrayQuestion =
+    "This option will place Relaybird in the Windows System Tray, and will allow Relaybird to "
+    "continue operating in the background.  By default, the System Tray is located at the bottom "
+    "right of your screen.  \r\n\r\n***************************\r\n\r\nTo restore Relaybird, "
+    "RIGHT-CLICK on the Relaybird icon in the System Tray and select 'Restore' in the popup menu "
+    "that appears.\r\n\r\n***************************\r\n\r\nClick 'Yes' to place Relaybird in the "
+    "System Tray now.";
+
+constexpr const char* kNoTray =
+    "There is no System Tray here, so Relaybird has been minimized instead.  It continues "
+    "operating in the background.";
+
+constexpr const char* kNoTrayButWindow =
+    "There is no System Tray here, so Relaybird keeps its window.  It continues operating.";
+
+constexpr const char* kTrayLost =
+    "The System Tray has gone away, so Relaybird is back as a minimized window.  It continues "
+    "operating.";
+
+constexpr const char* kTrayLostButWindow =
+    "The System Tray has gone away, so Relaybird has its window back.  It continues operating.";
+
+std::string toolTipOf(const std::string& status) {
+  const bool running = asciiLower(status) == "running";
+  return "Relaybird (Automation Status: " + (running ? status : "Not Running") + ")";
+}
 
 std::shared_ptr<AutomationObject> tryCreate(ObjectFactory& objects, std::string_view progId) {
   try {
@@ -34,24 +68,24 @@ std::shared_ptr<AutomationObject> tryCreate(ObjectFactory& objects, std::string_
 
 }  // namespace
 
-frmRelaybird::frmRelaybird(ProgramWorld world, ActivityLog& log)
-    : world_(std::move(world)),
+frmRelaybird::frmRelaybird(const ProgramWorld& world, ActivityLog& log)
+    : world_(world),
       log_(log),
-      display_(*this, world_.screen, [this] { testOver(); }),
-      attention_(world_.notifications, world_.clock, [this] { showFailure(); }),
-      help_({world_.files, world_.profiles, world_.folders, world_.dialogs, world_.helpViewer},
-            world_.defaultHelpFile),
+      display_(*this, world.screen, [this] { test_.checkEnded(); }),
+      attention_(world.notifications, world.clock, [this] { showFailure(); }),
+      help_(world),
       prf_(prefWorld()),
       engine_(engineWorld()),
-      tmrTestReport_(world_.timers.makeTimer(kLookAgain, [this] { tellOutcomeOnceSent(); })),
-      startTimer_(world_.timers.makeTimer(kStartLook, [this] { startTimerTick(); })) {
+      steps_(world, log, prf_, engine_),
+      outbox_(*this, world, log, attention_),
+      test_(*this, world, log, steps_, outbox_),
+      startTimer_(world.timers.makeTimer(kStartLook, [this] { startTimerTick(); })) {
   tmrSync.follow(engine_.schedule().tmrSync());
   tmrMinute.follow(engine_.schedule().tmrMinute());
   tmrForLabel.follow(engine_.status().tmrForLabel());
   wireCommands();
   wirePictures();
   markWhatOpensSettings();
-  wireOutbox();
 }
 
 frmRelaybird::~frmRelaybird() = default;
@@ -65,7 +99,10 @@ PrefWorld frmRelaybird::prefWorld() {
           .makeReader = itemReaders(world_.objects),
           .setHelpFile = [this](const std::string& file) { help_.setLocation(file); },
           .logVerbose = [this](const std::string& line) { log_.AddToLogV(line); },
-          .log = [this](const std::string& words) { log_.AddToLog(nowText() + "--> " + words); },
+          .log =
+              [this](const std::string& text) {
+                log_.AddToLog(world_.clock.toText(world_.clock.now()) + "--> " + text);
+              },
           .decimalSeparator = world_.decimalSeparator};
 }
 
@@ -79,6 +116,10 @@ EngineWorld frmRelaybird::engineWorld() {
           .clock = world_.clock,
           .sleeper = world_.sleeper,
           .timers = world_.timers};
+}
+
+frmPrefs& frmRelaybird::settings() {
+  return forms_->settings;
 }
 
 void frmRelaybird::connect(OtherForms forms) {
@@ -109,7 +150,8 @@ void frmRelaybird::wireCommands() {
   mnuAutostart.onClick([this] { startWithDesktop(mnuAutostart.checked()); });
 }
 
-// Only where the settings that are stored contradict each other: filling the dialog says so.
+// Opening the dialog asks only when the stored settings contradict each other: filling it then
+// shows a box.
 void frmRelaybird::markWhatOpensSettings() {
   for (Control* opener : {&cmdPrefs, &mnuPreferences, &picTextToEmail, &picDestPc,
                           &picTextFwdToCell, &picDestCellPhone, &txtStatusFwdTo}) {
@@ -125,7 +167,7 @@ void frmRelaybird::wirePictures() {
   txtStatusFwdTo.onClick([this] { openSettingsAt(kGeneralTab); });
 }
 
-// The mark shows what is so, also where it could not be changed.
+// The check mark shows the real state, also after a change that failed.
 void frmRelaybird::startWithDesktop(bool wanted) {
   Autostart& autostart = world_.autostart;
   if (autostart.enabled() == wanted) {
@@ -134,27 +176,27 @@ void frmRelaybird::startWithDesktop(bool wanted) {
   const Result<void> done = autostart.setEnabled(wanted);
   mnuAutostart.setValue(autostart.enabled() ? 1 : 0);
   if (!done) {
-    say("Could not change what starts with the desktop:\r\n" + done.error().text, "Error",
-        BoxIcon::kExclamation);
+    steps_.say("Could not change what starts with the desktop:\r\n" + done.error().text, "Error",
+               BoxIcon::kExclamation);
   }
 }
 
 void frmRelaybird::openSettingsAt(int tab) {
-  forms_->settings.tabPrefs.setValue(tab);
+  settings().tabPrefs.setValue(tab);
   showprefs();
 }
 
 void frmRelaybird::showprefs() {
-  forms_->settings.fill();
-  forms_->settings.showModal(*this);
+  settings().fill();
+  settings().showModal(*this);
 }
 
 bool frmRelaybird::load() {
-  forms_->settings.prepare();
+  settings().prepare();
   engine_.status().SetStatusToPreset();
   engine_.status().ResetMinUntilCheckText();
   prf_.ReadIniPref();
-  forms_->settings.fillSilently();
+  settings().fillSilently();
   setCaption(captionOf(world_.version));
   const bool complete = probeComponents();
   if (complete) {
@@ -170,9 +212,10 @@ bool frmRelaybird::probeComponents() {
     world_.dialogs.messageBox({"Could not create MAPIUtils object..."});
   }
   prf_.UpdateEmailAddrOnMainForm();
-  showOutbox();
+  outbox_.show();
   if (!tryCreate(world_.objects, prog_id::kDictionary)) {
-    say("You are missing a necessary component on your PC.  You need to have the Microsoft "
+    steps_.say(
+        "You are missing a necessary component on your PC.  You need to have the Microsoft "
         "Scripting Runtime component installed for Relaybird to work properly.",
         "ERROR", BoxIcon::kCritical);
     return false;
@@ -225,8 +268,186 @@ void frmRelaybird::SetMainFrmCellPref(bool cell) {
   picDestPc.setVisible(!cell);
 }
 
-void frmRelaybird::say(const std::string& text, const std::string& title, BoxIcon icon) {
-  world_.dialogs.messageBox({text, title, BoxButtons::kOk, icon});
+void frmRelaybird::StartForwarding(bool bAutoStart) {
+  world_.trace.trace("StartForwarding Entered");
+  if (state().m_bBusyFwd) {
+    return;
+  }
+  if (state().passRunning) {
+    startLater();
+    return;
+  }
+  startTimer_->setEnabled(false);  // this call replaces a start that waits
+  const bool ready =
+      openSession() && askForAddress() && storeSettings() && confirmAddresses(bAutoStart);
+  if (ready && !state().ending) {
+    switchOn(bAutoStart);
+  } else {
+    engine_.status().SetStatusToPreset();
+  }
+}
+
+// A pass on the stack without the busy flag is one that was stopped.
+void frmRelaybird::startLater() {
+  startTimer_->setEnabled(true);
+  engine_.status().SetStatusLabel("Forwarding will be started when the running check has ended...");
+}
+
+// A start that waited asks questions: it must not come up over another window or a test.
+void frmRelaybird::startTimerTick() {
+  if (state().forwardingOn || state().ending) {
+    startTimer_->setEnabled(false);
+    return;
+  }
+  const bool free = !state().passRunning && !state().m_bBusyFwd && cmdForwardNow.enabled();
+  if (free && modal() == nullptr) {
+    startTimer_->setEnabled(false);
+    StartForwarding();
+  }
+}
+
+bool frmRelaybird::openSession() {
+  const BusyMark busy(state());
+  return steps_.openSession(true, false, true) && steps_.checkVersion();
+}
+
+bool frmRelaybird::askForAddress() {
+  std::string address = prf_.GetForwardAddress();
+  if (!address.empty()) {
+    return true;
+  }
+  if (steps_.GetValidEmail(address) < 0) {
+    return false;
+  }
+  settings().txtAddress.setText(address);
+  return true;
+}
+
+bool frmRelaybird::storeSettings() {
+  const bool stored =
+      judge(prf_.FormToClass()) && judge(prf_.WriteTofile()) && judge(prf_.ReadIniPref());
+  if (stored) {
+    prf_.UpdateEmailAddrOnMainForm();
+  }
+  return stored;
+}
+
+bool frmRelaybird::judge(int result) {
+  if (result < 0 && result > kToldAlready) {
+    world_.dialogs.messageBox({"Error occured:\r\n" + prf_.mstrErrDesc});
+  }
+  return result >= 0;
+}
+
+bool frmRelaybird::confirmAddresses(bool bAutoStart) {
+  std::string question;
+  if (!steps_.addressesListed(prf_.GetFwdConfirmMessage(question), "Settings")) {
+    return false;
+  }
+  return bAutoStart || steps_.userConfirms(question, false);
+}
+
+void frmRelaybird::switchOn(bool bAutoStart) {
+  engine_.pass().ResetIgnoreList();
+  attention_.startAnew();
+  state().activationTime = world_.clock.now();
+  const std::string since = world_.clock.toText(state().activationTime);
+  log_.AddToLog("--- Forwarding turned ON at " + since + " ---");
+  outbox_.showAndLog();
+  state().forwardingOn = true;
+  txtRunningSince.setText(since);
+  showRunning(true);
+  engine_.schedule().startCountdown();
+  txtNumberForwarded.setText("0");
+  if (prf_.bolFwdOnActivateForwarding() && !bAutoStart) {
+    checkAtOnce();
+  } else {
+    engine_.status().SetStatusToPreset();
+  }
+}
+
+// A refused check does not touch the status line, so the former text would stay there.
+void frmRelaybird::checkAtOnce() {
+  const DateTime lastPass = state().passStartTime;
+  const bool synchronizing = state().syncBusy;
+  engine_.schedule().ForwardTrigger();
+  if (synchronizing) {
+    engine_.status().showSynchronizing();
+  } else if (!state().syncBusy && state().passStartTime == lastPass) {
+    engine_.status().SetStatusToPreset();
+  }
+}
+
+void frmRelaybird::showRunning(bool running) {
+  cmdStop.setEnabled(running);
+  cmdStart.setEnabled(!running);
+  cmdForwardNow.setEnabled(!running && !state().testCycle);
+  mnuStop.setEnabled(running);
+  mnuStart.setEnabled(!running);
+  txtStatus.setText(running ? "Running" : "Stopped");
+  txtStatus.setBackColor(running ? kRunningGreen : kStoppedRed);
+  const Colour counters = running ? kLightGreen : kButtonFace;
+  txtMinToNextFwd.setBackColor(counters);
+  txtNumberForwarded.setBackColor(counters);
+}
+
+void frmRelaybird::StopForwarding() {
+  // The trace names the starting routine. Readers of traces know these lines; they stay.
+  world_.trace.trace("StartForwarding Entered before busy check");
+  state().m_bBusyFwd = false;
+  world_.trace.trace("StartForwarding Entered after busy check");
+  engine_.pass().stopAfterItem();
+  startTimer_->setEnabled(false);
+  state().forwardingOn = false;
+  txtRunningSince.setText("-");
+  engine_.schedule().stopCountdown();
+  showRunning(false);
+  engine_.status().ResetMinUntilCheckText();
+  // The time is that of switching on, or of the last test cycle.
+  log_.AddToLog("--- Forwarding turned OFF at " + world_.clock.toText(state().activationTime) +
+                " ---");
+  engine_.status().SetStatusToPreset();
+}
+
+bool frmRelaybird::confirmToSysTray() {
+  return world_.dialogs.messageBox({kTrayQuestion, kTrayTitle, BoxButtons::kYesNoCancel}) ==
+         BoxAnswer::kYes;
+}
+
+void frmRelaybird::ToSystray() {
+  modSystray& tray = forms_->tray;
+  if (!tray.platform().available()) {
+    minimise();
+    steps_.say(world_.screen.canMinimise() ? kNoTray : kNoTrayButWindow, kTrayTitle,
+               BoxIcon::kNone);
+    return;
+  }
+  tray.onLost([this] { trayLost(); });
+  tray.hook();
+  tray.addIcon(toolTipOf(txtStatus.text()));
+  hide();
+}
+
+void frmRelaybird::SysTrayMouseEventHandler() {
+  modSystray& tray = forms_->tray;
+  tray.platform().setForegroundWindow(tray.record().window);
+  world_.dialogs.popupMenu(RcPopup);
+}
+
+void frmRelaybird::restore() {
+  forms_->tray.deleteIcon();
+  forms_->tray.unhook();
+  show();
+}
+
+void frmRelaybird::trayLost() {
+  if (state().ending) {
+    return;
+  }
+  steps_.logLine(world_.screen.canMinimise() ? kTrayLost : kTrayLostButWindow);
+  restore();
+  // The user has not asked for the window now.
+  minimise();
 }
 
 }  // namespace relaybird

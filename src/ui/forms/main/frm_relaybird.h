@@ -2,21 +2,21 @@
 // frmRelaybird: the main window, which shows what forwarding does and takes the user's commands.
 // It owns all running state: the preferences, the engine, the location of the help file.
 //
-// Operations do not throw: what goes wrong is told in a box, in the status line and in the log.
+// Operations do not throw: failures are reported in a box, in the status line and in the log.
 #pragma once
 
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "engine/forwarding_engine.h"
 #include "prefs/cls_pref.h"
 #include "ui/forms/help_file.h"
 #include "ui/forms/main/attention.h"
+#include "ui/forms/main/forwarding_steps.h"
 #include "ui/forms/main/main_controls.h"
-#include "ui/forms/main/main_display.h"
-#include "ui/forms/main/progress.h"
+#include "ui/forms/main/outbox_menu.h"
+#include "ui/forms/main/test_cycle.h"
 #include "ui/forms/program_world.h"
 
 namespace relaybird {
@@ -25,7 +25,20 @@ class frmAbout;
 class frmPrefs;
 class modSystray;
 
-/// What the main window opens and fills besides itself. All must outlive it.
+/// How far long work has come.
+struct Progress {
+  enum class Kind {
+    kNone,     ///< nothing runs
+    kSteps,    ///< `done` of `total` items
+    kUnknown,  ///< indeterminate: something runs, for an unknown time
+  };
+  Kind kind = Kind::kNone;
+  int done = 0;
+  int total = 0;
+  bool operator==(const Progress&) const = default;
+};
+
+/// The other forms that the main window opens and fills. All must outlive it.
 struct OtherForms {
   Form& log;
   frmPrefs& settings;
@@ -35,67 +48,61 @@ struct OtherForms {
 
 class frmRelaybird : public MainControls {
  public:
-  /// The log must outlive it; the store's OutgoingMail calls back nobody once it is gone.
-  frmRelaybird(ProgramWorld world, ActivityLog& log);
+  /// Both must outlive it.
+  frmRelaybird(const ProgramWorld& world, ActivityLog& log);
   ~frmRelaybird() override;
-  /// Before anything else is called.
+  /// Called before anything else.
   void connect(OtherForms forms);
 
   clsPref& prf() { return prf_; }
   ForwardingEngine& engine() { return engine_; }
   HelpFile& help() { return help_; }
   Alerts& alerts() { return attention_; }
-  /// Since when checks have failed, and why; none where the last one succeeded.
+  OutboxMenu& outbox() { return outbox_; }
+  frmPrefs& settings();
+  /// Since when checks have failed, and why; empty after a check that succeeded.
   const std::optional<Attention::Failure>& checkFailure() const { return attention_.failure(); }
-  /// Of the check or the synchronisation that runs now. Changes together with the status line.
+  /// How far the running check or synchronisation has come. Changes together with the status line.
   Progress progress() const;
 
-  /// Reads the preferences, probes the components and fills the window. False when a component is
-  /// missing without which the program cannot work; the user has been told.
+  /// Reads the preferences, probes the components and fills the window. False when a required
+  /// component is missing; the user has been told.
   bool load();
-  /// Ends a pass after the item in hand, lets go of a mail application that is gone, and ends the
+  /// Ends a pass after its current item, drops a mail application that is gone, and ends the
   /// program.
   void unload();
   void closeBox() override { unload(); }
 
-  /// Switches forwarding on, when everything needed is there and the user confirms the addresses.
-  /// At start-up (`bAutoStart`) without that question, and without a first check. Where a pass that
-  /// was stopped still finishes, all of this waits for its end.
+  /// Switches forwarding on when all parts work and the user confirms the addresses. At start-up
+  /// (`bAutoStart`) it asks nothing and makes no first check. While a stopped pass still runs, the
+  /// start waits for its end.
   void StartForwarding(bool bAutoStart = false);
-  /// Whether a start waits so.
+  /// Whether a start waits for the end of a pass.
   bool startWaits() const { return startTimer_->enabled(); }
-  /// Switches forwarding off, also when it is off. A start that waits is forgotten.
+  /// Switches forwarding off, also when it is off. Cancels a start that waits.
   void StopForwarding();
-  /// One check while forwarding is off. False when no check was made: the user has been told why,
-  /// or did not want it.
-  bool testCycle();
-  /// Opens the settings dialog with what is stored.
+  /// Makes one check while forwarding is off (TestCycle::run).
+  bool testCycle() { return test_.run(); }
+  /// Opens the settings dialog with the stored values.
   void showprefs();
+  /// The same at one of its tabs (PrefsTab).
+  void openSettingsAt(int tab);
+  /// Whether the result of a test or of a try to send again has not been reported yet.
+  bool owesResult() const { return test_.owesResult() || outbox_.isTrying(); }
 
-  /// Tries at once all that waits in the outbox, and lets addresses go on that were stopped. The
-  /// log says what became of it.
-  void tryAgain();
-  /// Shows what keeps mail from leaving now.
-  void showOutbox();
-  /// What has been asked for is done, but not told yet: the end of a test whose forwards are still
-  /// on their way out, or of a try to send again.
-  bool owesAnswer() const { return testReport_ || !mnuTryAgain.enabled(); }
-
-  /// Asks until the address is a valid one. Returns 1, or -1 when the user cancelled.
-  int GetValidEmail(std::string& address);
   void SetMainFormFwdToAddresses(const std::string& addresses, int count);
   void SetMainFrmCellPref(bool cell);
 
   /// Asks whether to go to the notification area.
   bool confirmToSysTray();
-  /// Hides the window behind an icon in the notification area; where there is none, minimises it
-  /// and says so.
+  /// Hides the window behind an icon in the notification area; without such an area, minimises it
+  /// and tells the user.
   void ToSystray();
   /// The right button was pressed over the icon.
   void SysTrayMouseEventHandler();
   /// Back from the notification area.
   void restore();
-  /// The notification area has gone for good: back as where there is none, with words in the log.
+  /// The notification area has gone for good: shows the window again, minimised, and logs it.
   void trayLost();
 
  private:
@@ -106,53 +113,22 @@ class frmRelaybird : public MainControls {
   void wirePictures();
   void markWhatOpensSettings();
   void startWithDesktop(bool wanted);
-  void openSettingsAt(int tab);
   bool probeComponents();
-
   void showFailure();
+
+  // Steps of switching on. One that fails has told the user why.
   void startLater();
   void startTimerTick();
-
-  // Steps of switching on; each tells the user why it failed.
   bool openSession();
-  bool openSessionWith(bool getInbox, bool getSync, bool showStatus);
-  bool checkVersion();
-  bool checkApplication();
   bool askForAddress();
   bool storeSettings();
   bool judge(int result);
   bool confirmAddresses(bool bAutoStart);
-  bool addressesListed(int count, std::string_view dialogName);
-  bool userConfirms(std::string question, bool once);
   void switchOn(bool bAutoStart);
   void checkAtOnce();
   void showRunning(bool running);
 
-  // Steps of the test cycle.
-  bool mayTest();
-  bool testPrepared();
-  bool testAddressKnown();
-  bool testConfirmed();
-  void showTypedAddress();
-  bool testSessionOpens();
-  void runTestCheck();
-  void testOver();
-  void tellOutcomeOnceSent();
-  template <class Step>
-  auto bracketed(std::string_view name, Step step);
-
-  // Of outbox_menu.cpp.
-  void wireOutbox();
-  void showOutbox(const std::string& words);
-  void logOutbox();
-  void triedAgain(const OutgoingState& before);
-  void openFolder(const std::string& folder);
-
-  void logLine(const std::string& words);
-  void say(const std::string& text, const std::string& title, BoxIcon icon);
-  std::string nowText() const { return world_.clock.toText(world_.clock.now()); }
-
-  ProgramWorld world_;
+  const ProgramWorld& world_;
   ActivityLog& log_;
   std::unique_ptr<OtherForms> forms_;
   MainDisplay display_;
@@ -160,14 +136,12 @@ class frmRelaybird : public MainControls {
   HelpFile help_;
   clsPref prf_;
   ForwardingEngine engine_;
+  ForwardingSteps steps_;
+  OutboxMenu outbox_;
+  TestCycle test_;
   /// Held for as long as the window lives, so that the safe-item library stays loaded.
   std::shared_ptr<AutomationObject> utility_;
-  OutgoingState beforeTest_;               ///< when the last test cycle began
-  std::optional<EngineState> testReport_;  ///< how a test's check ended, until the user is told
-  std::unique_ptr<Timer> tmrTestReport_;   ///< looks whether its forwards have been sent
-  std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< gone when the window is
-  /// Runs while a start waits for the end of a pass.
-  std::unique_ptr<Timer> startTimer_;
+  std::unique_ptr<Timer> startTimer_;  ///< runs while a start waits for the end of a pass
 };
 
 }  // namespace relaybird

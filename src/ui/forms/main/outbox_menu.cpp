@@ -1,32 +1,82 @@
 // SPDX-License-Identifier: MIT
-// What the main window tells of mail that has not left this computer, and what its user can do
-// about it.
-#include <memory>
-#include <utility>
-
-#include "ui/forms/main/frm_relaybird.h"
-#include "ui/forms/main/outgoing_words.h"
+// The sentences about unsent mail, and the Outbox menu of the main window. A try to send again ends
+// in a callback of the store, which may come after the window is gone: the callback therefore holds
+// a weak pointer and does nothing then.
+#include "ui/forms/main/outbox_menu.h"
 
 namespace relaybird {
 
-void frmRelaybird::wireOutbox() {
-  mnuTryAgain.onClick([this] { tryAgain(); });
-  mnuOpenWaiting.onClick([this] { openFolder(world_.outgoing.state().waitingFolder); });
-  mnuOpenRefused.onClick([this] { openFolder(world_.outgoing.state().refusedFolder); });
-  mnuOutbox.setVisible(!world_.outgoing.state().outbox.empty());
+std::string counted(std::size_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-void frmRelaybird::showOutbox(const std::string& words) {
-  lblOutbox.setText(words);
-  lblOutbox.setVisible(!words.empty());
+std::vector<std::string> whatHoldsBack(const OutgoingState& state) {
+  if (state.outbox.empty()) {
+    return {};
+  }
+  std::vector<std::string> sentences;
+  if (!state.delivers) {
+    sentences.push_back("No delivery command is set: forwards wait in the outbox " + state.outbox +
+                        ".");
+  }
+  for (const std::string& address : state.stopped) {
+    sentences.push_back("Forwarding to " + address +
+                        " is stopped, because too much has left for it within an hour; it goes on "
+                        "when you choose Try Again Now.");
+  }
+  if (state.kept > 0) {
+    sentences.push_back(counted(state.kept, "message was", "messages were") +
+                        " refused for now and kept for a later try.");
+  }
+  return sentences;
 }
 
-void frmRelaybird::showOutbox() {
-  showOutbox(asOneText(whatHoldsBack(world_.outgoing.state())));
+bool hasProblem(const OutgoingState& before, const OutgoingState& after) {
+  return after.refused > before.refused || after.kept > 0 || !after.stopped.empty();
 }
 
-// At every start and test, so that a log of any length tells it somewhere above.
-void frmRelaybird::logOutbox() {
+std::string asOneText(const std::vector<std::string>& sentences) {
+  std::string text;
+  for (const std::string& sentence : sentences) {
+    text += (text.empty() ? "" : " ") + sentence;
+  }
+  return text;
+}
+
+std::string outcomeOf(const OutgoingState& before, const OutgoingState& after,
+                      std::size_t waiting) {
+  const std::size_t refused = after.refused - before.refused;
+  std::string text = counted(after.left - before.left, "message has left", "messages have left") +
+                     " this computer, ";
+  if (refused > 0) {
+    text += counted(refused, "was", "were") + " refused for good, ";
+  }
+  if (waiting == 0) {
+    return text + "and none waits.";
+  }
+  return text + "and " + counted(waiting, "waits", "wait") + " in the outbox " + after.outbox + ".";
+}
+
+OutboxMenu::OutboxMenu(MainControls& window, const ProgramWorld& world, ActivityLog& log,
+                       Attention& attention)
+    : window_(window), world_(world), log_(log), attention_(attention) {
+  window_.mnuTryAgain.onClick([this] { tryAgain(); });
+  window_.mnuOpenWaiting.onClick([this] { openFolder(world_.outgoing.state().waitingFolder); });
+  window_.mnuOpenRefused.onClick([this] { openFolder(world_.outgoing.state().refusedFolder); });
+  window_.mnuOutbox.setVisible(!world_.outgoing.state().outbox.empty());
+}
+
+void OutboxMenu::showText(const std::string& text) {
+  window_.lblOutbox.setText(text);
+  window_.lblOutbox.setVisible(!text.empty());
+}
+
+void OutboxMenu::show() {
+  showText(asOneText(whatHoldsBack(world_.outgoing.state())));
+}
+
+// Called at every start and every test, so that a long log mentions it more than once.
+void OutboxMenu::showAndLog() {
   const OutgoingState state = world_.outgoing.state();
   const std::vector<std::string> sentences = whatHoldsBack(state);
   for (const std::string& sentence : sentences) {
@@ -35,52 +85,55 @@ void frmRelaybird::logOutbox() {
   if (!state.stopped.empty()) {
     attention_.addressStopped(asOneText(sentences));
   }
-  showOutbox();
+  show();
 }
 
-void frmRelaybird::logLine(const std::string& words) {
-  log_.AddToLog(nowText() + "--> " + words);
+void OutboxMenu::logLine(const std::string& text) {
+  log_.AddToLog(world_.clock.toText(world_.clock.now()) + "--> " + text);
 }
 
-void frmRelaybird::tryAgain() {
+void OutboxMenu::tellError(const std::string& text) {
+  world_.dialogs.messageBox({text, "Error", BoxButtons::kOk, BoxIcon::kExclamation});
+}
+
+void OutboxMenu::tryAgain() {
   const OutgoingState before = world_.outgoing.state();
   const std::size_t waiting = world_.outgoing.waiting();
   if (!before.delivers || (waiting == 0 && before.stopped.empty())) {
-    const std::string words =
+    const std::string text =
         before.delivers ? "Nothing waits in the outbox." : asOneText(whatHoldsBack(before));
-    logLine(words);
-    showOutbox(words);
+    logLine(text);
+    showText(text);
     return;
   }
-  mnuTryAgain.setEnabled(false);
+  window_.mnuTryAgain.setEnabled(false);
   logLine("Trying again now: " + counted(waiting, "message waits", "messages wait") +
           " in the outbox.");
   attention_.addressesGoOn();
   try {
-    world_.outgoing.tryAgain([this, before, window = std::weak_ptr(alive_)] {
-      if (!window.expired()) {
+    world_.outgoing.tryAgain([this, before, alive = std::weak_ptr(alive_)] {
+      if (!alive.expired()) {
         triedAgain(before);
       }
     });
   } catch (const MailStoreError& error) {
-    mnuTryAgain.setEnabled(true);
+    window_.mnuTryAgain.setEnabled(true);
     logLine(error.what());
-    say(error.what(), "Error", BoxIcon::kExclamation);
+    tellError(error.what());
   }
 }
 
-void frmRelaybird::triedAgain(const OutgoingState& before) {
-  mnuTryAgain.setEnabled(true);
-  logLine("Tried again: " + whatBecame(before, world_.outgoing.state(), world_.outgoing.waiting()));
-  showOutbox();
+void OutboxMenu::triedAgain(const OutgoingState& before) {
+  window_.mnuTryAgain.setEnabled(true);
+  logLine("Tried again: " + outcomeOf(before, world_.outgoing.state(), world_.outgoing.waiting()));
+  show();
 }
 
-void frmRelaybird::openFolder(const std::string& folder) {
-  const auto there = world_.files.inspect(folder);
-  const Result<void> shown = there ? world_.folderViewer.show(folder) : Result<void>(there.error());
+void OutboxMenu::openFolder(const std::string& folder) {
+  const auto found = world_.files.inspect(folder);
+  const Result<void> shown = found ? world_.folderViewer.show(folder) : Result<void>(found.error());
   if (!shown) {
-    say("Could not open the folder " + folder + ":\r\n" + shown.error().text, "Error",
-        BoxIcon::kExclamation);
+    tellError("Could not open the folder " + folder + ":\r\n" + shown.error().text);
   }
 }
 

@@ -1,18 +1,25 @@
 // SPDX-License-Identifier: MIT
-// The test cycle: one check while forwarding is off, every step of it in the verbose log.
-#include <optional>
-#include <utility>
+// The test cycle works in two halves. run() asks the user, checks what switching on checks, and
+// starts one check through the scheduler. checkEnded() comes from the engine, at once or after a
+// synchronisation; the result is then shown from a timer, as soon as nothing is being sent.
+#include "ui/forms/main/test_cycle.h"
 
-#include "ui/forms/main/busy_mark.h"
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "ui/forms/main/frm_relaybird.h"
-#include "ui/forms/main/outgoing_words.h"
 #include "ui/forms/settings/frm_prefs.h"
 
 namespace relaybird {
 namespace {
 
-// Misspelt from the first release on; people search their logs for it.
+// Misspelt since the first release; users search their logs for it.
 constexpr std::string_view kStepPrefix = "cmdFordardNow-->";
+
+// How often the timer looks whether the forwards of a test have been sent.
+constexpr std::chrono::milliseconds kSentLook{500};
 
 constexpr const char* kExplanation =
     "This will run through one cycle of checking/forwarding your inbox messages.  Running through "
@@ -23,10 +30,10 @@ constexpr const char* kExplanation =
     "messages before that then no problems were found.\r\n\r\nClick on OK to continue with the "
     "test and CANCEL to not run the test";
 
-// What the closing box of a test cycle says. Everything is well only when nothing was refused or
-// kept back and nothing is still on this computer.
-std::string outcomeText(const EngineState& state, const OutgoingState& before,
-                        const OutgoingState& after, std::size_t waiting) {
+// The text of the closing box. It reports success only when no mail was refused or held back and
+// none is still on this computer.
+std::string resultText(const EngineState& state, const OutgoingState& before,
+                       const OutgoingState& after, std::size_t waiting) {
   std::string text = "The checking cycle is done: " +
                      counted(static_cast<std::size_t>(state.itemsVisited),
                              "unread message was looked at", "unread messages were looked at") +
@@ -38,7 +45,7 @@ std::string outcomeText(const EngineState& state, const OutgoingState& before,
     waiting = 0;
   }
   if (!after.outbox.empty()) {
-    text += whatBecame(before, after, waiting) + "\r\n\r\n";
+    text += outcomeOf(before, after, waiting) + "\r\n\r\n";
   }
   const std::vector<std::string> holds = whatHoldsBack(after);
   if (!holds.empty()) {
@@ -53,8 +60,9 @@ std::string outcomeText(const EngineState& state, const OutgoingState& before,
 
 }  // namespace
 
+// Surrounds a step with two lines in the verbose log, so that a step that hangs can be seen there.
 template <class Step>
-auto frmRelaybird::bracketed(std::string_view name, Step step) {
+auto TestCycle::bracketed(std::string_view name, Step step) {
   const std::string line = std::string(kStepPrefix) + std::string(name);
   log_.AddToLogV(line + "_pre");
   auto result = step();
@@ -62,26 +70,39 @@ auto frmRelaybird::bracketed(std::string_view name, Step step) {
   return result;
 }
 
-bool frmRelaybird::testCycle() {
+TestCycle::TestCycle(frmRelaybird& window, const ProgramWorld& world, ActivityLog& log,
+                     ForwardingSteps& steps, OutboxMenu& outbox)
+    : window_(window),
+      world_(world),
+      log_(log),
+      prf_(window.prf()),
+      engine_(window.engine()),
+      steps_(steps),
+      outbox_(outbox),
+      sentTimer_(world.timers.makeTimer(kSentLook, [this] { tellResultOnceSent(); })) {}
+
+bool TestCycle::run() {
   log_.AddToLogV("CmdForwardNow Entered");
-  cmdForwardNow.setEnabled(false);
-  if (!mayTest()) {
-    cmdForwardNow.setEnabled(!state().forwardingOn);
+  window_.cmdForwardNow.setEnabled(false);
+  if (!isAllowed()) {
+    window_.cmdForwardNow.setEnabled(!state().forwardingOn);
     return false;
   }
-  runTestCheck();
+  runCheck();
   return true;
 }
 
-bool frmRelaybird::mayTest() {
+bool TestCycle::isAllowed() {
   if (state().forwardingOn) {
-    say("Email forwarding is currently activated.  Please click the 'Stop' button to deactivate to "
+    steps_.say(
+        "Email forwarding is currently activated.  Please click the 'Stop' button to deactivate to "
         "turn off automatic forwarding before running this test",
         "Can not Continue", BoxIcon::kExclamation);
     return false;
   }
-  if (testReport_) {
-    say("The forwards of the last test are still being sent.  You will receive its message box "
+  if (result_) {
+    steps_.say(
+        "The forwards of the last test are still being sent.  You will receive its message box "
         "when that is done.  Please run the next test after that.",
         "Can not Continue", BoxIcon::kExclamation);
     return false;
@@ -92,24 +113,24 @@ bool frmRelaybird::mayTest() {
     engine_.status().SetStatusToPreset();
     return false;
   }
-  return testPrepared() && testSessionOpens();
+  return isPrepared() && opensSession();
 }
 
-bool frmRelaybird::testPrepared() {
+bool TestCycle::isPrepared() {
   state().activationTime = world_.clock.now();
   bracketed("ResetIgnoreList", [this] {
     engine_.pass().ResetIgnoreList();
     return true;
   });
-  return testAddressKnown() && testConfirmed();
+  return hasAddress() && isConfirmed();
 }
 
-bool frmRelaybird::testAddressKnown() {
+bool TestCycle::hasAddress() {
   std::string address = bracketed("GetForwardAddress", [this] { return prf_.GetForwardAddress(); });
   if (!address.empty()) {
     return true;
   }
-  if (bracketed("GetValidEmail", [&] { return GetValidEmail(address); }) < 0) {
+  if (bracketed("GetValidEmail", [&] { return steps_.GetValidEmail(address); }) < 0) {
     bracketed("SetStatusToPreset", [this] {
       engine_.status().SetStatusToPreset();
       return true;
@@ -117,17 +138,17 @@ bool frmRelaybird::testAddressKnown() {
     return false;
   }
   bracketed("frmPrefs.txtAddress", [&] {
-    forms_->settings.txtAddress.setText(address);
+    window_.settings().txtAddress.setText(address);
     return true;
   });
   return true;
 }
 
-bool frmRelaybird::testConfirmed() {
+bool TestCycle::isConfirmed() {
   std::string question;
   const int count = bracketed("prf.GetFwdConfirmMessage",
                               [&] { return prf_.GetFwdConfirmMessage(question, true); });
-  if (addressesListed(count, "preferences") && userConfirms(question, true)) {
+  if (steps_.addressesListed(count, "preferences") && steps_.userConfirms(question, true)) {
     return true;
   }
   engine_.status().SetStatusToPreset();
@@ -137,39 +158,39 @@ bool frmRelaybird::testConfirmed() {
   return false;
 }
 
-// The test stores nothing. The box has asked for an address in the settings, where the one that
-// was typed needs but an OK.
-void frmRelaybird::showTypedAddress() {
-  const std::string typed = forms_->settings.txtAddress.text();
-  openSettingsAt(kGeneralTab);
-  forms_->settings.txtAddress.setText(typed);
+// The test stores nothing. The box has just sent the user to the settings: they open with the
+// address that was typed, so that OK is all that is left to do.
+void TestCycle::showTypedAddress() {
+  const std::string typed = window_.settings().txtAddress.text();
+  window_.openSettingsAt(kGeneralTab);
+  window_.settings().txtAddress.setText(typed);
 }
 
-bool frmRelaybird::testSessionOpens() {
+bool TestCycle::opensSession() {
   log_.AddToLogV(std::string(kStepPrefix) + "m_bBusyFwd");
   if (state().m_bBusyFwd || state().passRunning) {
-    say("A check is still under way.  Please run the test when it has ended.", "Can not Continue",
-        BoxIcon::kExclamation);
+    steps_.say("A check is still under way.  Please run the test when it has ended.",
+               "Can not Continue", BoxIcon::kExclamation);
     return false;
   }
   const BusyMark busy(state());
   const bool opens = bracketed("ResetOlkObj(False, False, True)",
-                               [this] { return openSessionWith(false, false, true); }) &&
-                     bracketed("CheckOlkVer", [this] { return checkVersion(); });
+                               [this] { return steps_.openSession(false, false, true); }) &&
+                     bracketed("CheckOlkVer", [this] { return steps_.checkVersion(); });
   if (!opens) {
     engine_.status().SetStatusToPreset();
   }
   return opens;
 }
 
-// The check may first have to wait for a synchronisation; the engine says when it is over.
-void frmRelaybird::runTestCheck() {
+// The check may first wait for a synchronisation: the engine then calls checkEnded() later.
+void TestCycle::runCheck() {
   state().itemsVisited = 0;
   state().forwardedThisPass = 0;
   state().failedThisPass = 0;
   state().lastPassCompleted = false;
-  beforeTest_ = world_.outgoing.state();
-  logOutbox();
+  before_ = world_.outgoing.state();
+  outbox_.showAndLog();
   state().testCycle = true;
   bracketed("ForwardTrigger", [this] {
     engine_.schedule().ForwardTrigger();
@@ -181,29 +202,29 @@ void frmRelaybird::runTestCheck() {
   }
 }
 
-void frmRelaybird::testOver() {
-  cmdForwardNow.setEnabled(!state().forwardingOn);
-  testReport_ = state();
-  // Told from the event queue: the check that this ends is still on the stack.
-  world_.events.post([this, window = std::weak_ptr(alive_)] {
-    if (!window.expired()) {
-      tellOutcomeOnceSent();
+void TestCycle::checkEnded() {
+  window_.cmdForwardNow.setEnabled(!state().forwardingOn);
+  result_ = state();
+  // Posted, because the check that ends here is still on the stack.
+  world_.events.post([this, alive = std::weak_ptr(alive_)] {
+    if (!alive.expired()) {
+      tellResultOnceSent();
     }
   });
 }
 
-// What the check has forwarded is counted once it has been sent, or the sending has been given up.
-void frmRelaybird::tellOutcomeOnceSent() {
-  const bool sending = state().syncBusy && testReport_ && testReport_->forwardedThisPass > 0;
-  tmrTestReport_->setEnabled(sending && !state().ending);
-  if (!testReport_ || tmrTestReport_->enabled()) {
+// The forwards of the check can be counted only after the synchronisation that sends them.
+void TestCycle::tellResultOnceSent() {
+  const bool sending = state().syncBusy && result_ && result_->forwardedThisPass > 0;
+  sentTimer_->setEnabled(sending && !state().ending);
+  if (!result_ || sentTimer_->enabled()) {
     return;
   }
-  const EngineState report = *std::exchange(testReport_, std::nullopt);
-  const std::string outcome =
-      outcomeText(report, beforeTest_, world_.outgoing.state(), world_.outgoing.waiting());
-  showOutbox();
-  say(outcome, "Test Complete", BoxIcon::kNone);
+  const EngineState check = *std::exchange(result_, std::nullopt);
+  const std::string text =
+      resultText(check, before_, world_.outgoing.state(), world_.outgoing.waiting());
+  outbox_.show();
+  steps_.say(text, "Test Complete", BoxIcon::kNone);
 }
 
 }  // namespace relaybird

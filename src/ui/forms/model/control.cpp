@@ -210,17 +210,4 @@ std::string plainCaption(std::string_view caption) {
   return plain;
 }
 
-std::optional<char> accessKey(std::string_view caption) {
-  for (std::size_t i = 0; i + 1 < caption.size(); ++i) {
-    if (caption[i] != '&') {
-      continue;
-    }
-    if (caption[i + 1] != '&') {
-      return caption[i + 1];
-    }
-    ++i;
-  }
-  return std::nullopt;
-}
-
 }  // namespace relaybird

@@ -32,7 +32,6 @@ Control* Form::find(std::string_view name) const {
 
 void Form::show() {
   visible_ = true;
-  minimised_ = false;
   tell(FormChange::kShown);
 }
 
@@ -52,7 +51,6 @@ void Form::hide() {
 }
 
 void Form::minimise() {
-  minimised_ = true;
   tell(FormChange::kMinimised);
 }
 

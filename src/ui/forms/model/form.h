@@ -42,7 +42,6 @@ class Form {
   Control* find(std::string_view name) const;
 
   bool visible() const { return visible_; }
-  bool minimised() const { return minimised_; }
   void show();
   /// Shows it over its owner, which takes no input until this form is hidden. Returns at once.
   void showModal(Form& owner);
@@ -51,9 +50,8 @@ class Form {
   /// The form that is shown modally over this one; null where there is none.
   const Form* modal() const { return modal_; }
 
-  /// What Enter and Escape press; null for nothing.
+  /// The button that Enter presses; null for none.
   Control* defaultButton() const { return defaultButton_; }
-  Control* cancelButton() const { return cancelButton_; }
 
   /// The user closes the window by its frame.
   virtual void closeBox() { hide(); }
@@ -78,7 +76,6 @@ class Form {
   virtual std::string helpTopic() const { return {}; }
   void tell(FormChange what);
   void setDefaultButton(Control& button) { defaultButton_ = &button; }
-  void setCancelButton(Control& button) { cancelButton_ = &button; }
 
  private:
   friend class Control;
@@ -88,9 +85,7 @@ class Form {
   std::string caption_;
   std::vector<Control*> controls_;
   bool visible_ = false;
-  bool minimised_ = false;
   Control* defaultButton_ = nullptr;
-  Control* cancelButton_ = nullptr;
   Form* owner_ = nullptr;
   const Form* modal_ = nullptr;
   FormObserver* observer_ = nullptr;

@@ -5,10 +5,25 @@
 #include <optional>
 #include <utility>
 
-#include "ui/forms/settings/email_address.h"
 #include "ui/forms/settings/prefs_controls.h"
 
 namespace relaybird {
+
+bool bolCheckEmailAddress(ActivityLog& log, std::string_view address) {
+  log.AddToLogV("bolCheckEmailAddress - (Entered)");
+  constexpr std::size_t kShortest = 3;
+  if (address.size() < kShortest) {
+    return false;
+  }
+  const std::size_t last = address.size() - 1;
+  const std::size_t at = address.find('@');
+  if (at == std::string_view::npos || at == 0 || at == last) {
+    return false;
+  }
+  const std::size_t point = address.find('.', at);
+  return point != std::string_view::npos && point != last;
+}
+
 namespace {
 
 constexpr const char* kWaitCaption = "(Please wait -  Outlook is validatiting these addresses)";
@@ -38,8 +53,9 @@ struct AddressCheck::Outcome {
   std::optional<std::string> failure;
 };
 
-AddressCheck::AddressCheck(PrefsFormWorld world, Control& button)
-    : world_(world), button_(button) {}
+AddressCheck::AddressCheck(const ProgramWorld& world, clsPref& prf, MailSession& session,
+                           ActivityLog& log, Control& button)
+    : world_(world), prf_(prf), session_(session), log_(log), button_(button) {}
 
 // The button's caption is the only sign of progress: what the status line says is about checks of
 // the inbox, and would stay there. A check that could not be made keeps it, until the dialog is
@@ -60,10 +76,10 @@ void AddressCheck::run(const std::string& addresses) {
 
 AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
   try {
-    world_.session.dropIfGone();
-    if (world_.session.ResetOlkObj(true, false, false) < kSessionReady) {
+    session_.dropIfGone();
+    if (session_.ResetOlkObj(true, false, false) < kSessionReady) {
       logNoSession();
-      return {{}, world_.session.errorText()};
+      return {{}, session_.errorText()};
     }
     return {unresolvedOf(entries), std::nullopt};
   } catch (const std::exception& error) {
@@ -73,10 +89,10 @@ AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
 
 // One item serves all entries; it is neither sent nor saved.
 StringList AddressCheck::unresolvedOf(const StringList& entries) {
-  const auto item = required(world_.session.application()->CreateItem(kMailItemKind), "item");
+  const auto item = required(session_.application()->CreateItem(kMailItemKind), "item");
   StringList unresolved;
   for (const std::string& entry : entries) {
-    if (!bolCheckEmailAddress(world_.log, entry) && !resolves(item, entry)) {
+    if (!bolCheckEmailAddress(log_, entry) && !resolves(item, entry)) {
       unresolved.push_back(entry);
     }
   }
@@ -101,9 +117,9 @@ bool AddressCheck::resolves(const std::shared_ptr<MailItem>& item, const std::st
 
 void AddressCheck::logNoSession() {
   const std::string now = world_.clock.toText(world_.clock.now());
-  world_.log.AddToLog(now + "--> Could not activate Outlook");
-  if (!world_.session.storeWords().empty()) {
-    world_.log.AddToLog(now + "--> " + world_.session.storeWords());
+  log_.AddToLog(now + "--> Could not activate Outlook");
+  if (!session_.storeWords().empty()) {
+    log_.AddToLog(now + "--> " + session_.storeWords());
   }
 }
 
@@ -146,8 +162,8 @@ void AddressCheck::tellUnresolved(const StringList& unresolved) {
 }
 
 void AddressCheck::keepOutcome(bool good) {
-  world_.prf.mbolHaveCheckedAd = true;
-  world_.prf.mbolAdAreOk = good;
+  prf_.mbolHaveCheckedAd = true;
+  prf_.mbolAdAreOk = good;
 }
 
 }  // namespace relaybird

@@ -1,21 +1,30 @@
 // SPDX-License-Identifier: MIT
-// Asks the mail application whether it can send to what the user typed as forward-to addresses.
 #pragma once
 
 #include <memory>
 #include <string>
+#include <string_view>
 
+#include "engine/engine_world.h"
+#include "engine/mail_session.h"
 #include "mail/mail_store.h"
-#include "prefs/preference_fields.h"
+#include "prefs/cls_pref.h"
 #include "ui/forms/model/control.h"
-#include "ui/forms/settings/prefs_form_world.h"
+#include "ui/forms/program_world.h"
 
 namespace relaybird {
+
+/// Whether the text has the form of an e-mail address: something before the first "@", and a point
+/// behind it that is not the last character. A first guard against typing errors, no more: what the
+/// store can send to, the store decides. The verbose log tells of every call.
+bool bolCheckEmailAddress(ActivityLog& log, std::string_view address);
 
 class AddressCheck {
  public:
   /// The button's caption tells that a check runs, and goes on to do so after one that failed.
-  AddressCheck(PrefsFormWorld world, Control& button);
+  /// All must outlive it.
+  AddressCheck(const ProgramWorld& world, clsPref& prf, MailSession& session, ActivityLog& log,
+               Control& button);
 
   /// Tells the outcome in a box and leaves it in the preference object. Returns when the mail
   /// application has answered for every entry; throws nothing.
@@ -33,7 +42,10 @@ class AddressCheck {
   void tellUnresolved(const StringList& unresolved);
   void keepOutcome(bool good);
 
-  PrefsFormWorld world_;
+  const ProgramWorld& world_;
+  clsPref& prf_;
+  MailSession& session_;
+  ActivityLog& log_;
   Control& button_;
 };
 

@@ -6,7 +6,7 @@
 
 #include "platform/text/number_text.h"
 #include "ui/forms/settings/address_check.h"
-#include "ui/forms/settings/list_typing.h"
+#include "ui/forms/settings/prefs_controls.h"
 
 namespace relaybird {
 namespace {
@@ -17,21 +17,13 @@ void showAsActive(Control& title, Control& description, bool active) {
   }
 }
 
-void separateBySemicolons(Control& field, ListOf list) {
-  field.onTyping([list](const std::string& before, const TypedText& typed) {
-    return withSemicolons(list, before, typed);
-  });
-}
-
 }  // namespace
 
-frmPrefs::frmPrefs(PrefsFormWorld world) : world_(world) {
+frmPrefs::frmPrefs(const ProgramWorld& world, clsPref& prf, MailSession& session, ActivityLog& log)
+    : world_(world), prf_(prf), session_(session), log_(log) {
   wireGeneral();
   wireFilters();
   wireFormat();
-  separateBySemicolons(txtAddress, ListOf::kAddresses);
-  separateBySemicolons(txtAddresses, ListOf::kSenders);
-  separateBySemicolons(txtWordMatch, ListOf::kPhrases);
   cmdApply.onClick([this] { apply(); });
   cmdOK.onClick([this] { acceptAndClose(); });
   cmdCancel.onClick([this] { cancel(); });
@@ -55,7 +47,7 @@ void frmPrefs::prepare() {
 // An address check that failed has left its caption on the button.
 int frmPrefs::fill() {
   cmdValidateAd.setText(kValidateCaption);
-  return world_.prf.ClassToForm();
+  return prf_.ClassToForm();
 }
 
 int frmPrefs::fillSilently() {
@@ -68,9 +60,9 @@ int frmPrefs::fillSilently() {
 void frmPrefs::wireGeneral() {
   txtMinutes.onChange([this] { showHours(); });
   txtAddress.onChange([this] {
-    world_.prf.mbolChangedFwdAd = true;
-    world_.prf.mbolHaveCheckedAd = false;
-    world_.prf.mbolAdAreOk = true;
+    prf_.mbolChangedFwdAd = true;
+    prf_.mbolHaveCheckedAd = false;
+    prf_.mbolAdAreOk = true;
   });
   for (Control* option : {&chkForwardingOnAtStartup, &chkForwardStart}) {
     option->onClick([this, option] { checkStartUpRule(*option); });
@@ -146,29 +138,28 @@ void frmPrefs::fail(const std::string& text) {
 // A user who declines at the address warning gets the stored values back into the dialog, by the
 // same way on which accepted ones are shown as they were stored.
 void frmPrefs::apply() {
-  clsPref& prf = world_.prf;
   stored_ = false;
-  const int result = prf.FormToClass();
+  const int result = prf_.FormToClass();
   if (result <= kUnexpectedTransferFailure) {
     fail("Error occurred - Prefs not saved.");
   } else if (result < 0) {
-    fail("Problem - " + prf.mstrErrDesc);
-  } else if (prf.WriteTofile() < 0) {
+    fail("Problem - " + prf_.mstrErrDesc);
+  } else if (prf_.WriteTofile() < 0) {
     fail("Error writing preferences to file");
-  } else if (prf.ReadIniPref() < 0) {
+  } else if (prf_.ReadIniPref() < 0) {
     fail("Error reading back preferences from file");
   } else if (fill() < 0) {
     fail("Error populating form with new preferences");
   } else {
     stored_ = result > 0;
-    prf.UpdateEmailAddrOnMainForm();
+    prf_.UpdateEmailAddrOnMainForm();
   }
 }
 
 // A refused value shows its message and the dialog closes all the same.
 void frmPrefs::acceptAndClose() {
   apply();
-  if (!world_.prf.mbolDontExit) {
+  if (!prf_.mbolDontExit) {
     hide();
   }
 }
@@ -179,13 +170,13 @@ void frmPrefs::acceptAndClose() {
 // refused. Nothing that the user has closed may ask him anything.
 void frmPrefs::cancel() {
   hide();
-  if (!world_.prf.formShowsStored()) {
+  if (!prf_.formShowsStored()) {
     fillSilently();
   }
 }
 
 void frmPrefs::validateAddresses() {
-  AddressCheck check(world_, cmdValidateAd);
+  AddressCheck check(world_, prf_, session_, log_, cmdValidateAd);
   check.run(txtAddress.text());
 }
 

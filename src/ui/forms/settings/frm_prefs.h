@@ -5,14 +5,18 @@
 
 #include <string>
 
+#include "engine/engine_world.h"
+#include "engine/mail_session.h"
+#include "prefs/cls_pref.h"
+#include "ui/forms/program_world.h"
 #include "ui/forms/settings/prefs_controls.h"
-#include "ui/forms/settings/prefs_form_world.h"
 
 namespace relaybird {
 
 class frmPrefs : public PrefsControls {
  public:
-  explicit frmPrefs(PrefsFormWorld world);
+  /// All must outlive it.
+  frmPrefs(const ProgramWorld& world, clsPref& prf, MailSession& session, ActivityLog& log);
 
   /// Puts back what the last use of the dialog left behind: the first tab, the caption of the
   /// address check.
@@ -48,7 +52,10 @@ class frmPrefs : public PrefsControls {
   void validateAddresses();
   void fail(const std::string& text);
 
-  PrefsFormWorld world_;
+  const ProgramWorld& world_;
+  clsPref& prf_;
+  MailSession& session_;
+  ActivityLog& log_;
   bool ruleHolds_ = true;
   bool stored_ = false;
 };

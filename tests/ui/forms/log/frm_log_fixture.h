@@ -9,48 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "prefs/fake_files.h"
-#include "support/fake_clock.h"
-#include "support/scripted_dialogs.h"
+#include "ui/forms/fake_world.h"
 #include "ui/forms/log/frm_log.h"
 
 namespace relaybird {
 
 inline constexpr int kKeyV = 86;
-
-/// Every character is 7 units wide.
-class FakeScreen : public Screen {
- public:
-  void repaint() override {}
-  void processPendingEvents() override {}
-  void endProgram() override {}
-  std::int32_t textWidth(const std::string& text) const override {
-    ++measured;
-    if (broken) {
-      throw std::runtime_error("the window is gone");
-    }
-    return 7 * static_cast<std::int32_t>(text.size());
-  }
-  std::int32_t twipsPerPixel() const override { return perPixel; }
-
-  mutable int measured = 0;
-  bool broken = false;
-  std::int32_t perPixel = 1;
-};
-
-class FakeClipboard : public Clipboard {
- public:
-  Result<void> setText(const std::string& text) override {
-    if (broken) {
-      return Error{0, "No desktop answers."};
-    }
-    texts.push_back(text);
-    return {};
-  }
-
-  std::vector<std::string> texts;
-  bool broken = false;
-};
 
 class RecordingObserver : public FormObserver {
  public:
@@ -69,7 +33,7 @@ class RecordingObserver : public FormObserver {
   bool broken = false;
 };
 
-class FrmLog : public testing::Test {
+class FrmLog : public testing::Test, protected FakeWorld {
  protected:
   std::vector<std::string> lines() const { return log_.lstLog.list(); }
   void addLines() {
@@ -79,11 +43,6 @@ class FrmLog : public testing::Test {
   }
   void reveal() { log_.lstLog.keyDown(kKeyV, 7); }
 
-  FakeClock clock_;
-  FakeScreen screen_;
-  FakeClipboard clipboard_;
-  ScriptedDialogs dialogs_;
-  RecordingObserver observer_;
   /// What the user types, letter by letter.
   void type(const std::string& text) {
     for (std::size_t length = 1; length <= text.size(); ++length) {
@@ -97,8 +56,9 @@ class FrmLog : public testing::Test {
     log_.cmdSaveAs.click();
   }
 
-  FakeFiles files_;
-  frmLog log_{{clock_, screen_, clipboard_, dialogs_, files_}};
+  RecordingObserver observer_;
+  const ProgramWorld world_ = world();
+  frmLog log_{world_};
 };
 
 }  // namespace relaybird

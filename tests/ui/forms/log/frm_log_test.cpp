@@ -30,7 +30,7 @@ TEST_F(FrmLog, HasItsControlsInTheirInitialState) {
   EXPECT_EQ(log_.cmdCopyToClip.name(), "cmdCopyToClip");
   EXPECT_EQ(log_.cmdCopyToClip.kind(), ControlKind::kButton);
   EXPECT_EQ(log_.cmdClose.kind(), ControlKind::kButton);
-  EXPECT_EQ(log_.widestLine(), 0);
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 0);
 }
 
 TEST_F(FrmLog, LinesAreListedInTheOrderInWhichTheyCame) {
@@ -61,14 +61,12 @@ TEST_F(FrmLog, ATextOfBlanksAloneAddsAnEmptyLine) {
 
 TEST_F(FrmLog, TheWidestLineIsMeasuredWithTwoBlanks) {
   log_.AddToLog(" abc ");
-  EXPECT_EQ(log_.widestLine(), 35);
   EXPECT_EQ(log_.lstLog.horizontalExtent(), 35);
 }
 
 TEST_F(FrmLog, ANarrowerLineLeavesTheExtentUnchanged) {
   log_.AddToLog("a long line");
   log_.AddToLog("short");
-  EXPECT_EQ(log_.widestLine(), 91);
   EXPECT_EQ(log_.lstLog.horizontalExtent(), 91);
 }
 
@@ -85,11 +83,10 @@ TEST_F(FrmLog, TheExtentIsSentForEveryLine) {
 TEST_F(FrmLog, TwipsAreTurnedIntoPixels) {
   screen_.perPixel = 15;
   log_.AddToLog(std::string(13, 'x'));  // 105 twips with the blanks
-  EXPECT_EQ(log_.widestLine(), 7);
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 7);
   log_.AddToLog(std::string(14, 'x'));  // 112 twips: 7.47 pixels
-  EXPECT_EQ(log_.widestLine(), 7);
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 7);
   log_.AddToLog(std::string(15, 'x'));  // 119 twips: 7.93 pixels
-  EXPECT_EQ(log_.widestLine(), 8);
   EXPECT_EQ(log_.lstLog.horizontalExtent(), 8);
 }
 
@@ -97,13 +94,12 @@ TEST_F(FrmLog, ALineNarrowerInTwipsIsNotTakenForTheWidestInPixels) {
   screen_.perPixel = 15;
   log_.AddToLog(std::string(98, 'x'));
   log_.AddToLog(std::string(20, 'x'));
-  EXPECT_EQ(log_.widestLine(), 47);  // 700 twips
+  EXPECT_EQ(log_.lstLog.horizontalExtent(), 47);  // 700 twips
 }
 
 TEST_F(FrmLog, AfterClearingTheNextLineSetsTheExtentAfresh) {
   log_.AddToLog("a long line");
   log_.ClearLog();
-  EXPECT_EQ(log_.widestLine(), 0);
   EXPECT_EQ(log_.lstLog.horizontalExtent(), 0);
   EXPECT_TRUE(lines().empty());
   log_.AddToLog("x");
@@ -216,9 +212,8 @@ TEST_F(FrmLog, AClipboardThatFailsIsTold) {
   EXPECT_EQ(lines().size(), 3u);
 }
 
-TEST_F(FrmLog, TheCloseButtonHidesTheWindowWithAndWithoutTheKeepFlag) {
-  for (const bool keep : {true, false}) {
-    log_.setKeep(keep);
+TEST_F(FrmLog, TheCloseButtonHidesTheWindow) {
+  for (int times = 0; times < 2; ++times) {
     log_.show();
     log_.AddToLog("line");
     log_.cmdClose.click();
@@ -236,24 +231,6 @@ TEST_F(FrmLog, TheCloseBoxHidesTheWindowAndKeepsItsLines) {
   EXPECT_EQ(lines().size(), 3u);
   EXPECT_EQ(observer_.formChanges,
             (std::vector<FormChange>{FormChange::kShown, FormChange::kHidden}));
-  log_.setObserver(nullptr);
-}
-
-TEST_F(FrmLog, WithoutTheKeepFlagTheCloseBoxUnloadsTheWindow) {
-  log_.setKeep(false);
-  log_.setObserver(&observer_);
-  log_.show();
-  addLines();
-  reveal();
-  log_.chkVerboseLog.click();
-  log_.closeBox();
-  EXPECT_FALSE(log_.visible());
-  EXPECT_TRUE(lines().empty());
-  EXPECT_EQ(log_.widestLine(), 0);
-  EXPECT_FALSE(log_.verbose());
-  EXPECT_FALSE(log_.chkVerboseLog.visible());
-  EXPECT_EQ(observer_.formChanges, (std::vector<FormChange>{FormChange::kShown, FormChange::kHidden,
-                                                            FormChange::kUnloaded}));
   log_.setObserver(nullptr);
 }
 

@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "platform/text/ascii_text.h"
 #include "ui/forms/main/program_fixture.h"
@@ -17,6 +19,20 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 using testing::UnorderedElementsAre;
+
+// The letter that "&" marks in a caption.
+std::optional<char> accessKey(std::string_view caption) {
+  for (std::size_t i = 0; i + 1 < caption.size(); ++i) {
+    if (caption[i] != '&') {
+      continue;
+    }
+    if (caption[i + 1] != '&') {
+      return caption[i + 1];
+    }
+    ++i;
+  }
+  return std::nullopt;
+}
 
 class KeysTest : public ProgramTest {
  protected:

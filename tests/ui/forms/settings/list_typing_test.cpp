@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What becomes of keys and of pasted text in the fields that hold lists.
-#include "ui/forms/settings/list_typing.h"
+#include "ui/forms/settings/prefs_controls.h"
 
 #include <gtest/gtest.h>
 
