@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Lines are unfolded and split as they come, and only the properties that decide the kind are kept.
+// The reader counts BEGIN and END instead of building a tree: that is enough to tell the first
+// event or task from the alarms and time zones around it.
 #include "message/calendar_kind.h"
 
 #include <algorithm>
@@ -101,8 +104,8 @@ std::int64_t wholeNumber(std::string_view text) {
   return number;
 }
 
-// Notes the properties of the calendar and of its first component of interest. Alarms and time
-// zones within or before it have a SUMMARY and a DESCRIPTION too, hence the depth.
+// Collects the properties of the calendar and of its first event or task. Alarms and time zones
+// have a SUMMARY and DESCRIPTION too, so properties count at one depth only.
 class CalendarReader {
  public:
   void onProperty(const Property& property) {
@@ -149,7 +152,7 @@ class CalendarReader {
   bool within_ = false;
 };
 
-// RFC 5546 section 1.4, without PUBLISH, which asks nobody for anything.
+// RFC 5546 section 1.4, without PUBLISH, which expects no answer.
 constexpr std::array<std::string_view, 7> kSchedulingMethods = {
     "REQUEST", "REPLY", "CANCEL", "ADD", "REFRESH", "COUNTER", "DECLINECOUNTER"};
 

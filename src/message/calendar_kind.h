@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Scheduling messages (RFC 5545 objects, RFC 5546 methods): which kind of item one is, and a task's
-// text. Only the few properties needed are read, in one pass without a tree: the calendar libraries
-// at hand need quadratic time for some hostile objects and write complaints to standard error.
+// Scheduling messages (RFC 5545 objects, RFC 5546 methods): the kind of item, and the text of a
+// task. Only the properties needed are read, in one pass without a tree, because libical needs
+// quadratic time for some hostile objects and writes warnings to standard error.
 #pragma once
 
 #include <cstddef>
@@ -13,10 +13,10 @@
 
 namespace relaybird {
 
-/// Calendar objects are read no further than this many bytes.
+/// A calendar object is read up to this many bytes.
 inline constexpr std::size_t kCalendarBytes = std::size_t{256} << 10;
 
-/// What is known of a calendar object's first event or task; empty and 0 where it does not say.
+/// The first event or task of a calendar object; empty or 0 where it does not say.
 struct CalendarObject {
   std::string method;     ///< upper case
   std::string component;  ///< "VEVENT", "VTODO"; upper case
@@ -26,11 +26,11 @@ struct CalendarObject {
   std::string description;
 };
 
-/// Reads a decoded text/calendar part; bytes that are no calendar make an empty object.
+/// Reads a decoded text/calendar part; other bytes make an empty object.
 CalendarObject readCalendar(std::string_view calendar);
 
-/// kMail for an object that takes no part in scheduling (no method, or PUBLISH). `methodParameter`
-/// is the method of the Content-Type field, which counts where the object names none.
+/// The kind of the object; kMail where it is not a scheduling message (no method, or PUBLISH).
+/// `methodParameter` is the method in the Content-Type field, used where the object has none.
 MessageKind calendarKind(const CalendarObject& calendar, std::string_view methodParameter = {});
 
 }  // namespace relaybird

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Everything here reads what strangers may have written or changed. Our own marks and identifiers
+// have seals that cannot be forged; foreign marks are only counted and carried on. The work is
+// bounded: marks by kHopLimit, identifiers by kIdsLookedAt.
 #include "message/circles.h"
 
 #include <algorithm>
@@ -9,7 +12,7 @@
 namespace relaybird {
 namespace {
 
-// So many identifiers of a list are looked at, from its end: each costs the making of a seal.
+// Only this many identifiers of a list are compared, from its end: each comparison computes a seal.
 constexpr std::size_t kIdsLookedAt = 200;
 
 constexpr std::string_view kSeparators(" \t\r\n,\0", 6);
@@ -22,9 +25,9 @@ bool isMark(std::string_view word) {
   return word.size() <= kLongestMark && std::all_of(word.begin(), word.end(), isMarkChar);
 }
 
-// Whether the message names forwards of ours, and how.
+// Whether and how the message refers to forwards of ours.
 struct Named {
-  bool directly = false;  // as what it answers
+  bool directly = false;  // as the message that it answers
   bool atAll = false;
 };
 

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// One pass finds the end of the section and notes the fields that every listing needs; others are
+// searched when asked for. Mail breaks the rules for where a section ends, so an odd line is judged
+// by the lines that follow it: another field soon means that the section continues.
 #include "message/header_block.h"
 
 #include <algorithm>
@@ -10,7 +13,7 @@
 namespace relaybird {
 namespace {
 
-// Read at once: one system call serves nearly every message.
+// The size of the first read: one system call is enough for nearly every message.
 constexpr std::size_t kFirstBlock = 8192;
 
 constexpr std::array<std::string_view, 17> kWantedNames = {"Subject",
@@ -49,7 +52,7 @@ std::string_view fieldName(std::string_view line) {
   return field ? field->name : std::string_view();
 }
 
-// A field that mail really has, where a name and a colon alone might be the beginning of a text.
+// Whether the line is a field that occurs in mail. Any word with a colon could also begin a text.
 bool isKnownField(std::string_view line) {
   const std::string_view name = fieldName(line);
   return name.find('-') != std::string_view::npos || equalsAsciiCase(name, "Received") ||
@@ -68,9 +71,9 @@ std::optional<std::string_view> takeValue(std::string_view& section, std::string
 
 enum class Ahead { kFields, kText, kUnknown };
 
-// Whether the lines from `pos` on belong to a header section that an odd line interrupts, or are
-// the text already. A field within a few lines, before any empty one, speaks for the former; a
-// boundary ends every doubt. `isAll`: nothing follows `text`.
+// Whether the lines from `pos` on continue a header section that an odd line interrupts, or are
+// text already. A field within a few lines, before any empty line, means the former; a boundary
+// means the latter. `isAll`: nothing follows `text`.
 Ahead lookAhead(std::string_view text, std::size_t pos, bool isAll) {
   constexpr int kLines = 5;
   constexpr int kContinuations = 20;
@@ -94,7 +97,7 @@ Ahead lookAhead(std::string_view text, std::size_t pos, bool isAll) {
   return pos == text.size() && !isAll ? Ahead::kUnknown : Ahead::kText;
 }
 
-// The first "charset" parameter in the beginning of a message, which is that of its first text.
+// The first "charset" parameter at the beginning of a message, which belongs to its first text.
 std::string firstCharset(std::string_view start) {
   constexpr std::string_view kName = "charset=";
   const auto found =
@@ -109,7 +112,8 @@ std::string firstCharset(std::string_view start) {
   return std::string(label.substr(0, std::min(label.find_first_of("\"; \t\r\n"), label.size())));
 }
 
-// Gives the header section a character set where it needs one. `start`: of the message.
+// Names the character set of raw 8-bit bytes in the section, if it has such bytes and they are not
+// UTF-8. `start` is the beginning of the message.
 void nameRawCharset(HeaderBlock& block, std::string_view start) {
   const std::string_view bytes = block.bytes();
   if (!isAscii(bytes) && !isValidUtf8(bytes)) {
@@ -127,7 +131,7 @@ std::size_t HeaderBlock::scan(std::string_view message, bool isAll) {
   static_assert(kWantedNames.size() == kWantedFields);
   std::size_t pos = isMboxLine(message) ? lineEnd(message, 0) : 0;
   const std::size_t first = pos;
-  Span* open = nullptr;  // the wanted field that a continuation line would belong to
+  Span* open = nullptr;  // the wanted field that a continuation line would extend
   while (pos < message.size()) {
     const std::size_t end = lineEnd(message, pos);
     const std::string_view line = message.substr(pos, end - pos);

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Texts, attachments and HTML are made when they are first asked for, and kept: most messages are
+// judged by their header fields alone, and an attachment has to be read through to be measured.
 #include "message/message.h"
 
 #include <gmime/gmime.h>
@@ -19,7 +21,7 @@
 namespace relaybird {
 namespace {
 
-// Seconds of the years 1 to 9999, which is what people and DateTime can hold.
+// The seconds of the years 1 to 9999, the range of DateTime.
 constexpr std::int64_t kFirstSecond = -62'135'596'800;
 constexpr std::int64_t kLastSecond = 253'402'300'799;
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// One stored message, taken apart: its text, its attachments, its dates and names. The bytes of
-// attachments stay in the file and are read when they are measured or written, so that a message of
-// any size costs little memory.
+// One stored message, taken apart: its text, attachments, dates and names. The bytes of attachments
+// stay in the file and are read when they are measured or written, so that a message of any size
+// needs little memory.
 //
-// Bad mail is still mail: whatever the bytes are, a message can be made of them, with what could be
-// understood. Texts are UTF-8 and well-formed. What cannot be read from the disk any more counts as
-// missing in texts, but is an error when a forward is written. An object belongs to one thread.
+// Malformed mail is still mail: any bytes make a message, with what could be understood of them.
+// Texts are well-formed UTF-8. A part that cannot be read from the disk any more is missing in
+// texts, but is an error when a forward is written. An object belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -24,8 +24,8 @@ namespace relaybird {
 
 struct MessageLayout;
 
-/// No more than this many bytes of text are taken from one message, all its text parts together. A
-/// message with more of it is opaque: its forward quotes so much and carries the message whole.
+/// The most bytes of text taken from one message, all its text parts together. A message with more
+/// is opaque: its forward quotes this much and carries the whole message.
 inline constexpr std::size_t kMessageTextBytes = std::size_t{8} << 20;
 
 struct AttachmentInfo {
@@ -44,8 +44,8 @@ struct TaskText {
 
 class Message {
  public:
-  /// Takes the message in `file` apart, which stays open as long as the result. One reading of the
-  /// file; fails only where that fails.
+  /// Takes the message in `file` apart. The file stays open as long as the result. Reads the file
+  /// once; fails only where that fails.
   static Result<std::unique_ptr<Message>> read(std::shared_ptr<InputFile> file);
   ~Message();
   Message(const Message&) = delete;
@@ -55,28 +55,28 @@ class Message {
   std::string subject() const { return headers().subject(); }
   /// The addresses of a field (From, To, Cc) as one line of text for people.
   std::string addressText(std::string_view field) const;
-  /// The Date field; nothing where it is missing or no date.
+  /// The Date field; empty where it is missing or invalid.
   std::optional<DateTime> date() const;
 
   /// The text: text/plain parts, else text made of the HTML, in the order of the message, lines
-  /// ended by LF. A message of a calendar object alone answers the description in that. Texts of
-  /// embedded messages are not merged into it. Reads the text parts when first asked.
+  /// ended by LF. For a message that is only a calendar object, the description in that. Texts of
+  /// embedded messages are not included. Reads the text parts at the first call.
   const std::string& bodyText() const;
-  /// The HTML form of the text; nothing where no part of it is HTML. Read when first asked.
+  /// The HTML form of the text; empty where no part of it is HTML. Read at the first call.
   const std::optional<std::string>& htmlBody() const;
 
-  /// What is attached, in the order of the message. An opaque message has one attachment: itself.
-  /// Reads the attachments through when first asked, to measure them.
+  /// The attachments in the order of the message. An opaque message has one attachment: itself.
+  /// Reads all attachments at the first call, to measure them.
   const std::vector<AttachmentInfo>& attachments() const;
 
-  /// Whether taking the message apart would spoil it (signed or encrypted: RFC 1847, RFC 8551) or
-  /// is beyond the limits set here, so that a forward carries it whole, byte for byte.
+  /// Whether a forward must carry the message whole, byte for byte, because taking it apart would
+  /// break it (signed or encrypted: RFC 1847, RFC 8551) or exceeds the limits set here.
   bool isOpaque() const;
 
-  /// Nothing where the message holds no task.
+  /// Empty where the message contains no task.
   std::optional<TaskText> task() const;
 
-  /// For the writer of forwards: the parts themselves and the file they lie in.
+  /// For the writer of forwards: the parts themselves, and the file that contains them.
   const MessageLayout& layout() const { return *layout_; }
   InputFile& file() const { return *file_; }
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The cheap questions come first: most mail is decided by its header section. Only multiparts,
+// calendars and mail with an empty return path are read further, up to kKindBytes.
 #include "message/message_kind.h"
 
 #include <algorithm>
@@ -13,7 +15,7 @@
 namespace relaybird {
 namespace {
 
-// As much of a returned message as its header section can be expected to fill.
+// How much of a returned message is read: enough for any ordinary header section.
 constexpr std::size_t kReturnedBytes = std::size_t{64} << 10;
 
 std::string typeOf(const HeaderBlock& headers) {
@@ -69,8 +71,8 @@ Result<bool> returnsOwn(InputFile& file, const Part& root, const OwnMarks& own) 
   return isOwnForward(HeaderBlock(*content), own);
 }
 
-// Finds a forward of ours in lines of text: in its trace field or Message-ID, perhaps quoted, or
-// in the Original-Message-ID of a disposition notification (RFC 8098, 3.2.5).
+// Finds the marks of a forward of ours in lines of text: a trace field or Message-ID, perhaps
+// quoted, or the Original-Message-ID of a disposition notification (RFC 8098 section 3.2.5).
 class OwnFinder {
  public:
   explicit OwnFinder(const OwnMarks& own) : own_(own) {}
@@ -87,7 +89,7 @@ class OwnFinder {
     } else if (colon != std::string_view::npos || isBlankLine(line)) {
       field_ = Field::kOther;
     } else {
-      return isOwn(line);  // a quoted field may go on, its indentation lost in the quoting
+      return isOwn(line);  // may continue a quoted field, whose indentation the quoting has lost
     }
     return isOwn(line.substr(name.size()));
   }
@@ -108,7 +110,8 @@ class OwnFinder {
   Field field_ = Field::kOther;
 };
 
-// Older servers return the message as plain text, perhaps quoted, below their own words.
+// Whether the text quotes a forward of ours: older servers return a message as plain text below
+// their explanation.
 Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnMarks& own) {
   LineReader lines(file, headers.bodyOffset(), kKindBytes);
   OwnFinder finder(own);
@@ -126,8 +129,8 @@ Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnMar
   }
 }
 
-// The containers that an invitation may lie in. Within any other, and within what is opened by a
-// person only, it is an attachment.
+// The containers in which a calendar part is an invitation. Anywhere else it is an attachment,
+// which only a person opens.
 bool holdsInvitations(const Part& part) {
   return part.type.value == "multipart/mixed" || part.type.value == "multipart/alternative" ||
          part.type.value == "multipart/related";

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Names are matched after folding case, composition and blanks. A name that leads to two addresses
+// is kept as ambiguous instead of dropped: a third card with it must not make it usable again. An
+// address is read as strictly as a typed one, because mail is sent to it.
 #include "message/address/address_book.h"
 
 #include <glib.h>
@@ -21,7 +24,7 @@
 namespace relaybird {
 namespace {
 
-// What two spellings of one name have in common: case, composed characters and blanks do not count.
+// The name without what may differ between two spellings of it: case, composition and blanks.
 std::string folded(std::string_view name) {
   const std::string text = tidyLine(scrubUtf8(name));
   const GText normal(g_utf8_normalize(text.c_str(), -1, G_NORMALIZE_ALL_COMPOSE));
@@ -32,8 +35,8 @@ std::string folded(std::string_view name) {
   return tidyLine(lower.get());
 }
 
-// How much a card prefers an address, lowest first: PREF=1 to 100 (RFC 6350 section 5.3), "pref"
-// among the types of the older versions, nothing.
+// The rank of an address within its card, lowest first: PREF=1 to 100 (RFC 6350 section 5.3), 1 for
+// "pref" among the types of older versions, otherwise 101.
 int preference(const VcardProperty& email) {
   constexpr int kNoPreference = 101;
   if (const auto rank = email.parameter("PREF")) {
@@ -51,8 +54,8 @@ int preference(const VcardProperty& email) {
   return kNoPreference;
 }
 
-// The value of EMAIL without its escapes, or without the scheme of a URI; blanks at the ends go. A
-// URI that holds more than an address, or has escapes of its own, gives none.
+// The value of EMAIL without escapes, without the scheme of a URI, and trimmed. Empty for a URI
+// that contains more than an address or has escapes of its own.
 std::string addressText(std::string_view value) {
   constexpr std::string_view kScheme = "mailto:";
   value = trimmed(value, " \t");
@@ -102,7 +105,7 @@ struct Card {
     }
   }
 
-  // Family; given; further names; titles before; titles behind.
+  // The parts are: family name; given name; further names; prefixes; suffixes.
   void takeNameParts(const VcardProperty& property) {
     auto parts = vcardParts(property.value, ';');
     parts.resize(2);
@@ -114,7 +117,7 @@ struct Card {
     }
   }
 
-  // Mail goes there, so a value that is not wholly an address is none.
+  // Mail is sent there, so a value that is not exactly one address is ignored.
   void takeAddress(const VcardProperty& property) {
     const std::string text = addressText(property.value);
     const auto mailbox = isRfc5322Address(text) ? readRecipient(text) : std::nullopt;
@@ -136,8 +139,8 @@ std::string shownName(const Card& card) {
   return named == card.names.end() ? std::string() : tidyLine(*named);
 }
 
-// The cards of a file in order. A card within a card (AGENT of version 2.1) is passed over; a card
-// that begins before the last one ended takes the place of it.
+// Calls `take` for each card of a file in order. A card inside a card (AGENT of version 2.1) is
+// skipped; a card that begins before the last one has ended replaces it.
 template <class Take>
 void forEachCard(std::string_view contents, Take take) {
   VcardReader reader(contents);
@@ -230,7 +233,7 @@ Result<const AddressBook*> AddressBookFile::current() {
   if (path_.empty()) {
     return &book_;
   }
-  const auto file = files_.resolve(path_);  // people keep such files elsewhere, behind a link
+  const auto file = files_.resolve(path_);  // the path is often a symbolic link
   if (!file) {
     return file.error();
   }

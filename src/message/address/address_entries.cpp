@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// What a parser of addresses must not see is replaced before it sees it, and put back afterwards.
+// The stand-ins are private-use characters, which mean nothing in mail; those that a writer has
+// used are dropped first, so that nobody can forge a stand-in.
 #include "message/address/address_entries.h"
 
 #include <algorithm>
@@ -15,7 +18,7 @@ constexpr std::string_view kAtomStart = "\xEE\x80\x80";
 constexpr std::string_view kAtomEnd = "\xEE\x80\x81";
 constexpr std::string_view kLabelMark = "\xEE\x80\x82";
 
-// Characters of the writer's own that would be taken for ours stand for nothing.
+// The text without the writer's own private-use characters, which would be taken for ours.
 std::string withoutOurs(std::string_view text) {
   std::string out;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -34,7 +37,7 @@ bool isCodedLabel(std::string_view text) {
          (text[1] == 'n' || text[1] == 'N') && text[2] == '-' && text[3] == '-';
 }
 
-// With a mark in each "xn--".
+// The text with a mark inside each "xn--".
 std::string markLabels(std::string_view text) {
   std::string out;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -52,10 +55,10 @@ bool contains(std::string_view text, char c) {
   return text.find(c) != std::string_view::npos;
 }
 
-// Where a scan through an address list stands.
+// The state of a scan through an address list: inside a comment, a quoted string, angle brackets.
 class Nesting {
  public:
-  // Takes the next character; true where it is outside of everything.
+  // Takes the next character; true where it is outside of all of these.
   bool outside(char c) {
     if (escaped_) {
       escaped_ = false;
@@ -88,7 +91,7 @@ class Nesting {
     return comments_ == 0 && !angle_;
   }
 
-  // What closes the comments that the list's end left open: GMime loses memory over those.
+  // The brackets that close the comments still open at the end: GMime leaks unclosed comments.
   std::string closing() const {
     if (comments_ <= 0) {
       return {};

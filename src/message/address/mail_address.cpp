@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Each entry of a list is read strictly first; most are correct. What is not goes to GMime, and
+// what GMime gives up on is salvaged by hand. Encoded words are hidden from GMime
+// (address_entries.h), and entries on which its parser would recurse or leak are kept from it.
 #include "message/address/mail_address.h"
 
 #include <gmime/gmime.h>
@@ -28,7 +31,7 @@ std::string withoutQuotes(std::string_view name) {
   return plain;
 }
 
-// A blank in place of each ASCII control character: it would be no address, and is none then.
+// The text with a blank for each ASCII control character. The address is invalid either way.
 std::string withoutControls(std::string text) {
   std::replace_if(
       text.begin(), text.end(),
@@ -36,8 +39,7 @@ std::string withoutControls(std::string text) {
   return text;
 }
 
-// An entry that is one address, or a name and an address in angle brackets, as it should be
-// written.
+// The mailbox of a well-formed entry: one address, or a name and an address in angle brackets.
 std::optional<Mailbox> plainEntry(std::string_view entry) {
   constexpr std::size_t kLongestAddress = 256;  // RFC 5321, 4.5.3.1.3, angle brackets included
   if (isRfc5322Address(entry)) {
@@ -57,8 +59,8 @@ std::optional<Mailbox> plainEntry(std::string_view entry) {
   return std::nullopt;
 }
 
-// What GMime gives up on although people write it: "[List] Name <address>", a scheme before the
-// address, dots where the standard has none. The address stays for isRfc5322Address to judge.
+// The mailbox of an entry that people write although GMime rejects it: "[List] Name <address>", a
+// scheme before the address, dots where the grammar has none. The address may be invalid.
 std::optional<Mailbox> salvaged(std::string_view entry) {
   if (auto mailbox = plainEntry(entry)) {
     return mailbox;
@@ -79,8 +81,8 @@ std::optional<Mailbox> salvaged(std::string_view entry) {
   return Mailbox{withoutQuotes(name), std::string(address)};
 }
 
-// Whether a comment might be open at the end of the entry, wherever its reader sees quotes: GMime
-// never frees such a comment, and stray quotes are seen differently by everyone.
+// Whether a comment may be open at the end of the entry. GMime leaks such a comment. Quotes are
+// ignored, because readers disagree about stray ones.
 bool mayLeaveCommentOpen(std::string_view entry) {
   std::size_t depth = 0;
   bool escaped = false;
@@ -96,8 +98,9 @@ bool mayLeaveCommentOpen(std::string_view entry) {
   return depth > 0;
 }
 
-// GMime's list of an entry, null where it finds none. Its parser calls itself at colons, as for a
-// group within a group: more of them than an IPv6 address or a route has, it does not get to see.
+// GMime's address list of an entry; null where it finds none. Its parser recurses at colons, which
+// begin groups, so an entry with more colons than an IPv6 address or a route has is not given to
+// it.
 InternetAddressList* listOf(const std::string& entry) {
   constexpr std::ptrdiff_t kMostColons = 20;
   if (std::count(entry.begin(), entry.end(), ':') > kMostColons) {
@@ -129,7 +132,7 @@ std::vector<Mailbox> mailboxesOf(const std::string& entry) {
   return out;
 }
 
-// "Big Bug bb@bug.com": words and, behind them, an address without brackets.
+// The mailbox of words followed by an address without brackets: "Big Bug bb@bug.com".
 std::optional<Mailbox> addressBehindName(std::string_view entry) {
   const auto blank = entry.find_last_of(" \t");
   if (blank == std::string_view::npos || !isRfc5322Address(entry.substr(blank + 1))) {
@@ -142,13 +145,13 @@ std::optional<Mailbox> addressBehindName(std::string_view entry) {
   return Mailbox{*name, std::string(entry.substr(blank + 1))};
 }
 
-// What an entry with an "@" in it means where nothing in it is left to guess, and the usual slip.
+// The mailbox of an unambiguous entry, or of one with the usual mistake of missing brackets.
 std::optional<Mailbox> plainMailbox(const std::string& entry) {
   auto mailbox = readMailbox(entry);
   return mailbox ? mailbox : addressBehindName(entry);
 }
 
-// What GMime makes of an entry, or else what is left of it.
+// What GMime reads in an entry, or else what can be salvaged of it.
 std::vector<Mailbox> guessedMailboxes(const std::string& entry) {
   std::vector<Mailbox> out = mailboxesOf(entry);
   if (out.empty()) {
@@ -159,7 +162,7 @@ std::vector<Mailbox> guessedMailboxes(const std::string& entry) {
   return out;
 }
 
-// Characters of addresses and names that stand for nothing but themselves.
+// Characters of addresses and names that have no special meaning anywhere.
 bool isAddressChar(char c) {
   return isLetterOrDigit(c) || std::string_view(".-_+").find(c) != std::string_view::npos;
 }
@@ -178,7 +181,7 @@ bool isSimpleAddress(std::string_view text) {
          text[at + 1] != '.' && text.back() != '.';
 }
 
-// Nothing where the value needs a real parser.
+// The mailbox of a simple value; empty where the value needs a real parser.
 std::optional<Mailbox> simpleMailbox(std::string_view text) {
   if (isSimpleAddress(text)) {
     return Mailbox{{}, std::string(text)};
@@ -220,7 +223,7 @@ std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view raw
       break;
     }
     if (entry->find('@') == std::string::npos) {
-      // An encoded word may turn out to be an address, and is then written as every other one.
+      // An encoded word may contain an address; it gets its wire form like every other one.
       const std::string name = wireAddress(tidyLine(decodeHeaderText(words.shown(*entry))));
       if (!name.empty()) {
         out.push_back({"", name});

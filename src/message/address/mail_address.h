@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Mail addresses: out of header values and user input, and back into text.
+// Mailboxes: read from header values that strangers wrote, and written as text.
 #pragma once
 
 #include <string>
@@ -17,12 +17,12 @@ struct Mailbox {
 };
 
 /// The mailboxes of an address header's raw value (From, To, Reply-To ...), in order, groups
-/// flattened. It is as forgiving as strangers are careless, so it may well take one address for
-/// another: where mail is to go is read by strict_mailbox.h. What cannot be read is left out; an
-/// entry without an "@" is kept as an address for the caller to judge. Domains come out in their
-/// wire form (wireAddress()), in which none can be mistaken for another. At most kMaxMailboxes, of
-/// at most the first kMaxAddressHeader bytes. The addresses are NOT checked: see isRfc5322Address.
-/// Raw 8-bit bytes are read as rawHeaderToUtf8() has it. Any thread.
+/// flattened. This reader guesses, so it may take one address for another: addresses that mail is
+/// sent to are read by strict_mailbox.h. Unreadable entries are left out; an entry without "@" is
+/// kept as an address for the caller to judge. Domains are returned in wire form (wireAddress()),
+/// in which none can be mistaken for another. At most kMaxMailboxes from at most the first
+/// kMaxAddressHeader bytes. The addresses are NOT checked: see isRfc5322Address(). Raw 8-bit bytes
+/// are read by rawHeaderToUtf8(). Any thread.
 std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view rawCharset = {});
 
 /// The first mailbox of the value; both members empty where there is none.
@@ -35,9 +35,9 @@ Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset = {});
 inline constexpr std::size_t kMaxMailboxes = 10'000;
 inline constexpr std::size_t kMaxAddressHeader = 1'000'000;
 
-/// "Name <address>" as RFC 5322 writes it, in UTF-8, the name quoted where it must be; the address
-/// alone where there is no name. Control characters in the name become blanks, so that the result
-/// stays on one line. Not encoded for a header: GMime does that.
+/// "Name <address>" (RFC 5322) in UTF-8, the name quoted where necessary; the address alone where
+/// there is no name. Control characters in the name become blanks, so that the result stays on one
+/// line. For people, not for a header: see addressField().
 std::string formatMailbox(const Mailbox& mailbox);
 
 }  // namespace relaybird

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// One grammar for everything that mail is sent to, and no second try: a quoted string or word that
+// does not fit makes the whole text invalid. The unfolding here keeps every blank, unlike that of
+// encoded_word.h, because the addresses must be read back byte by byte as they were written.
 #include "message/address/strict_mailbox.h"
 
 #include <cerrno>
@@ -14,7 +17,7 @@ namespace {
 constexpr auto kNone = std::string_view::npos;
 constexpr std::string_view kBlanks = " \t";
 
-// Where the quoted string that begins the text ends; none where it does not end.
+// The length of the quoted string that begins the text; kNone where it has no end.
 std::size_t quotedLength(std::string_view text) {
   for (std::size_t at = 1; at < text.size(); ++at) {
     if (text[at] == '"') {
@@ -38,7 +41,8 @@ std::string unquoted(std::string_view quoted) {
   return plain;
 }
 
-// RFC 5322 section 2.2.3: a fold is its line break alone; the blank behind it belongs to the value.
+// RFC 5322 section 2.2.3: only the line break of a fold is removed; the blank behind it belongs to
+// the value.
 std::string unfold(std::string_view value) {
   std::string line;
   for (std::size_t at = 0; at < value.size(); ++at) {
@@ -53,7 +57,8 @@ std::string unfold(std::string_view value) {
   return line;
 }
 
-// What stands before the next comma outside of quotes, or all; none where `rest` has been used up.
+// Takes the text before the next comma outside of quotes, or all of it; empty where `rest` is used
+// up.
 std::optional<std::string_view> takeEntry(std::optional<std::string_view>& rest) {
   if (!rest) {
     return std::nullopt;
@@ -68,7 +73,7 @@ std::optional<std::string_view> takeEntry(std::optional<std::string_view>& rest)
   return entry;
 }
 
-// Whether somebody could take the address for another one.
+// Whether a reader could take the address for another one.
 bool looksLikeAnother(std::string_view address) {
   const auto at = address.rfind('@');
   return mixesScripts(address.substr(0, at)) || mixesScripts(address.substr(at + 1));
@@ -100,8 +105,7 @@ std::optional<std::string> readPhrase(std::string_view text) {
   return name;
 }
 
-// The whole of `text`, the address as it is written. The "<" that counts is the first one outside
-// of quotes.
+// The first "<" outside of quotes begins the address.
 std::optional<Mailbox> readMailbox(std::string_view text) {
   if (isRfc5322Address(text)) {
     return Mailbox{"", std::string(text)};

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The reader knows the line structure of all three versions and no meaning: address_book.cpp has
+// that. Lines are cut at a bound, and values that nobody asks for (photos, mostly) are not decoded,
+// so that a book of many megabytes is read quickly.
 #include "message/address/vcard_reader.h"
 
 #include <algorithm>
@@ -12,7 +15,7 @@ namespace relaybird {
 namespace {
 
 constexpr auto kNone = std::string_view::npos;
-// More than any real line has; the rest of a longer one is not kept.
+// Longer than any real line; the rest of a longer one is dropped.
 constexpr std::size_t kLongestLine = 65'536;
 
 bool isWanted(std::string_view name) {
@@ -21,7 +24,7 @@ bool isWanted(std::string_view name) {
   return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
 }
 
-// A quote that nothing closes is a character like any other.
+// The colon before the value. A quote without an end is taken for an ordinary character.
 std::size_t findColon(std::string_view line) {
   const auto colon = findUnquoted(line, ':');
   return colon != kNone ? colon : line.find(':');
@@ -115,7 +118,7 @@ std::optional<VcardProperty> VcardReader::next() {
         value = decodeTransfer(value, TransferEncoding::kQuotedPrintable);
       }
       const std::string charset = property.parameter("CHARSET").value_or("");
-      // Where mail goes is not guessed.
+      // Mail is sent to the address, so its character set is not guessed where no label names it.
       const bool guess = property.name != "EMAIL" || !charset.empty();
       property.value = guess ? toUtf8(value, charset) : scrubUtf8(value);
     }

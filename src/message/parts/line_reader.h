@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The lines of a file, read a block at a time.
+// Reads the lines of a file a block at a time.
 #pragma once
 
 #include <cstddef>
@@ -24,9 +24,9 @@ class LineReader {
   /// Reads from `begin` up to `end` or the end of the file. `file` must outlive the reader.
   LineReader(InputFile& file, std::uint64_t begin, std::uint64_t end);
 
-  /// The next line, or piece of one; nothing at the end. A CR LF is never torn apart.
+  /// The next line, or piece of a long one; empty at the end. A CR LF is never split.
   Result<std::optional<Line>> next();
-  /// Behind the last line returned.
+  /// The offset behind the last line returned.
   std::uint64_t offset() const { return offset_; }
 
  private:

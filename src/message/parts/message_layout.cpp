@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The tree is walked once. Every part returns its share of the text, in a plain and an HTML
+// version, and a container decides which shares it passes up: all of a sequence, the best of
+// alternatives, the root of a related group. Everything that is not passed up as text is attached.
 #include "message/parts/message_layout.h"
 
 #include <algorithm>
@@ -16,8 +19,8 @@ bool isSealed(const Part& part) {
          type == "application/pkcs7-mime" || type == "application/x-pkcs7-mime";
 }
 
-// Text to be read in place. A file name makes an attachment of it, but the message itself may bear
-// one. A multipart whose boundary is lost is shown as it stands.
+// Whether the part is text that is shown in place. A file name makes it an attachment, except on
+// the message itself. A multipart without its boundary is shown as it is.
 bool isBodyText(const Part& part, bool isRoot) {
   if (part.isAttached()) {
     return false;
@@ -29,19 +32,19 @@ bool isBodyText(const Part& part, bool isRoot) {
   return part.isText() && part.fileName.empty();
 }
 
-// Text beside the root of a related group that the root has no way to refer to.
+// Whether text beside the root of a related group is shown, because the root cannot refer to it.
 bool isReadInPlace(const Part& part) {
   return isBodyText(part, false) &&
          (part.contentId.empty() || part.headers.raw("Content-Disposition").has_value());
 }
 
-// One more form of the same text (enriched, AMP), that nobody misses.
+// Whether the part is a further version of the text that can be left out (enriched text, AMP).
 bool isForeignText(const Part& part) {
   return part.type.value.starts_with("text/") && part.type.value != "text/calendar" &&
          !part.isText() && !part.isAttached() && part.fileName.empty();
 }
 
-// What one part contributes.
+// The text that one part contributes.
 struct Share {
   std::vector<const Part*> plain;
   std::vector<const Part*> html;
@@ -109,13 +112,13 @@ class Sorter {
     if (html.html.empty()) {
       return plain;
     }
-    // Also where there is no plain text at all.
+    // True also where there is no plain text at all.
     const bool isBlank = std::all_of(plain.plain.begin(), plain.plain.end(),
                                      [this](const Part* each) { return isBlank_(*each); });
     return {isBlank ? html.plain : plain.plain, html.html};
   }
 
-  // The root of a related group (RFC 2387) is text; what it refers to is attached, text or not.
+  // The root of a related group (RFC 2387) is text; everything that it refers to is attached.
   Share related(const Part& part) {
     std::string start(part.type.parameter("start"));
     std::erase_if(start, [](char c) { return c == '<' || c == '>'; });

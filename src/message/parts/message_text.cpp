@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A text part is decoded in three steps: transfer encoding, character set, line ends and controls.
+// The searches in HTML look for the few things that they need without a parser: a wrong guess only
+// makes an attachment inline or not.
 #include "message/parts/message_text.h"
 
 #include <algorithm>
@@ -13,14 +16,14 @@
 namespace relaybird {
 namespace {
 
-// A longer address is none that a page shows something by.
+// A longer reference cannot be the address of a part.
 constexpr std::size_t kLongestReference = 2000;
 
 bool isHtml(const Part& part) {
   return part.type.value == "text/html";
 }
 
-// Hands each part's text to `append`, until the limit is used up.
+// Calls `append` with each part and its text, until the limit is used up.
 template <class Append>
 void forEachText(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit,
                  const Append& append) {
@@ -118,8 +121,8 @@ std::string escapeHtml(std::string_view text) {
   return result;
 }
 
-// Both look at no letter more than a few times and keep no more than the page holds, whatever a
-// stranger has written: a reference ends where the next one may begin, and a longer one is none.
+// Both functions are linear for hostile pages: a reference ends where the next one may begin, and
+// its length is bounded.
 std::set<std::string, std::less<>> contentIdsUsed(std::string_view html) {
   std::set<std::string, std::less<>> used;
   for (std::size_t colon = html.find(':'); colon != std::string_view::npos;) {
@@ -152,7 +155,7 @@ std::set<std::string, std::less<>> referencesUsed(std::string_view html) {
     if (end > 0 && end < kLongestReference) {
       used.insert(percentDecoded(rest.substr(0, end)));
     }
-    // A quoted style may hold references of its own.
+    // A quoted style may contain references, so the search continues inside the quotes.
     at = html.find_first_of("=(", isQuoted ? first : first + end);
   }
   return used;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The texts of a message's parts, decoded. A part that cannot be read any more is an empty text.
+// Decodes the texts of a message's parts. A part that cannot be read any more has an empty text.
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@
 
 namespace relaybird {
 
-/// The parts one below the other as plain text, HTML turned into text; lines ended by LF, no NULs.
-/// At most `limit` bytes of the parts' content are looked at.
+/// The parts as plain text one below the other, HTML converted to text; lines end with LF, no NULs.
+/// Reads at most `limit` bytes of the parts' content.
 std::string plainTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit);
 
 /// The same as HTML, plain text escaped and preformatted.
@@ -24,18 +24,17 @@ std::string htmlTextOf(InputFile& file, const std::vector<const Part*>& parts, s
 /// format=flowed (RFC 3676) as paragraphs.
 std::string textOf(InputFile& file, const Part& part, std::size_t limit);
 
-/// Whether a reader of the part sees nothing: blanks, or no text at all. Most are read no further
-/// than their first line.
+/// Whether a reader of the part sees nothing: only blanks, or no text. Most parts are read no
+/// further than their first line.
 bool isBlankPart(InputFile& file, const Part& part, std::size_t limit);
 
-/// Text as it stands in HTML, in elements and in quoted attributes.
+/// The text escaped for HTML, for elements and quoted attributes.
 std::string escapeHtml(std::string_view text);
 
 /// The content identifiers that a document refers to ("cid:", RFC 2392).
 std::set<std::string, std::less<>> contentIdsUsed(std::string_view html);
 
-/// Everything in a document that may be a reference to another: the values of its attributes, and
-/// what stands in "url()".
+/// Everything in a document that may refer to another one: attribute values and "url()".
 std::set<std::string, std::less<>> referencesUsed(std::string_view html);
 
 }  // namespace relaybird

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Content is decoded a block at a time, because an attachment may be larger than memory. Labels are
+// checked before they are believed: some senders label plain text as base64.
 #include "message/parts/part_content.h"
 
 #include <algorithm>
@@ -11,8 +13,8 @@ namespace {
 
 constexpr std::size_t kBlock = 65536;
 
-// Whether bytes are base64, or were before they were damaged: words of a text have blanks between
-// them and marks behind them, more than an accident puts into a code.
+// Whether bytes are base64, perhaps damaged. Text has blanks between its words and punctuation, far
+// more foreign characters than damaged base64.
 bool looksLikeBase64(std::string_view bytes) {
   std::size_t foreign = 0;
   std::size_t all = 0;
@@ -79,7 +81,7 @@ Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& s
     return wanted;
   });
   if (read && wanted) {
-    // A decoder keeps back a last group that lacks its padding.
+    // Padding makes the decoder release a last group that has none.
     const bool padded = *encoding == TransferEncoding::kBase64;
     wanted = !padded || sink(decoder.step("==="));
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The content of a part with its transfer encoding undone (RFC 2045 section 6), a block at a time.
-// Damaged encodings yield what can be decoded.
+// Decodes the content of a part (RFC 2045 section 6) a block at a time. Of damaged content
+// everything is returned that can be decoded.
 #pragma once
 
 #include <cstddef>
@@ -18,11 +18,12 @@ namespace relaybird {
 /// Takes a block of bytes; false ends the reading.
 using BlockSink = std::function<bool(std::string_view)>;
 
-/// Hands out the bytes of a file from `begin` to `end`, or to the end of the file.
+/// Passes the bytes of a file from `begin` to `end`, or to the end of the file, to `sink`.
 Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
                         const BlockSink& sink);
 
-/// The encoding that the content really has: text labelled base64 that is none is taken as it is.
+/// The encoding that the content really has: text labelled base64 that is not base64 is not
+/// decoded.
 Result<TransferEncoding> encodingInUse(InputFile& file, const Part& part);
 
 Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& sink);

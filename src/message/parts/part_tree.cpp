@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// The scanner keeps one line, the header section being read, and a stack of open multiparts.
+// Boundaries are found in a hash table rather than compared one by one, so that a message with 50
+// open levels costs no more per line than a flat one. Only the innermost of equal boundaries
+// counts.
 #include "message/parts/part_tree.h"
 
 #include <algorithm>
@@ -31,7 +35,7 @@ std::string withoutBrackets(std::string id) {
   return id;
 }
 
-// Fills in what the header section says. `parent` is null for the message itself.
+// Fills in what the part's header section says. `parent` is null for the message itself.
 void describe(Part& part, const Part* parent) {
   if (const auto type = part.headers.raw("Content-Type")) {
     part.type = parseContentType(*type);
@@ -67,8 +71,8 @@ struct ViewHash {
   }
 };
 
-// The boundaries of the multiparts that are open, outermost first. Where two are the same text,
-// the inner one counts as long as it is open.
+// The boundaries of the open multiparts, outermost first. Of two equal boundaries the inner one
+// counts as long as it is open.
 class OpenBoundaries {
  public:
   struct Match {
@@ -135,7 +139,7 @@ class TreeScanner {
   void beginPart(Part& parent, std::uint64_t offset);
   void endHeaders(std::uint64_t body);
   void open(Part& part);
-  // Ends the last part below `multipart`, whatever it is, and all that is still open in it.
+  // Ends the last part below `multipart`, and everything that is still open in it.
   void endParts(Part& multipart, std::uint64_t offset);
 
   InputFile& file_;
@@ -188,8 +192,8 @@ Result<PartTree> TreeScanner::scan() {
 }
 
 void TreeScanner::onLine(const LineReader::Line& line) {
-  // The boundary of a multipart whose body begins without an empty line is known only when its
-  // header section is over.
+  // A multipart's body may begin without an empty line. Its boundary is known only once its header
+  // section has ended, so a line that looks like a boundary ends the section.
   if (inHeaders_ != nullptr && line.begins && line.text.starts_with("--") &&
       !boundaries_.match(line.text)) {
     endHeaders(line.offset);
@@ -271,7 +275,7 @@ void TreeScanner::endParts(Part& multipart, std::uint64_t offset) {
   while (!last->children.empty()) {
     last = last->children.back().get();
   }
-  // The line end before the boundary may have ended a header section, and is that part's then.
+  // The line end before the boundary may have ended a header section; it belongs to that part then.
   const std::uint64_t end = std::max(offset, last->body);
   for (Part* part = &multipart; !part->children.empty();) {
     part = part->children.back().get();

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The structure of a message: which parts it has and where their bytes lie in its file. Found in
-// one pass over the lines (RFC 2046 section 5.1) that keeps nothing but the parts' header sections,
-// so that attached bytes stay on disk and can be copied out exactly as they are.
+// The structure of a message: its parts, and where their bytes are in its file. One pass over the
+// lines (RFC 2046 section 5.1) keeps only the parts' header sections, so that attached bytes stay
+// on disk and can be copied unchanged.
 //
 // A hostile message cannot make this expensive: depth and number of parts are limited, every line
-// is looked at once, and whether it is one of the open boundaries is one look-up.
+// is read once, and one look-up tells whether it is one of the open boundaries.
 #pragma once
 
 #include <cstddef>
@@ -21,11 +21,11 @@
 
 namespace relaybird {
 
-/// Multiparts deeper than this are not opened, and no more than this many parts are looked at.
+/// Multiparts nested deeper are not opened, and further parts are not read.
 inline constexpr int kPartDepth = 50;
 inline constexpr std::size_t kPartCount = 2000;
 
-/// What is kept of the header section of one part within a message.
+/// How much of a part's header section is kept.
 inline constexpr std::size_t kPartHeaderBytes = 16384;
 
 struct Part {
@@ -50,12 +50,12 @@ struct Part {
 
 struct PartTree {
   std::unique_ptr<Part> root;  ///< the message itself; never null
-  /// Not all of the message was taken apart: it has too many parts or they lie too deep.
+  /// True where the message was not wholly taken apart: too many parts, or nested too deep.
   bool truncated = false;
 };
 
-/// Reads the first `limit` bytes of the message whose header section is `top`; bytes behind them do
-/// not exist for the result. Fails only where reading fails.
+/// Reads the first `limit` bytes of the message whose header section is `top`; later bytes are
+/// ignored. Fails only where reading fails.
 Result<PartTree> readPartTree(InputFile& file, HeaderBlock top, std::uint64_t limit);
 
 }  // namespace relaybird

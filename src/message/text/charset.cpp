@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Conversion is iconv's; the decisions around it are ours, because labels in mail are wrong so
+// often. A label is overruled where the text is valid UTF-8, which other text hardly ever is by
+// accident. Bytes that iconv rejects become U+FFFD, and the length skipped depends on the set, so
+// that the characters behind stay readable.
 #include "message/text/charset.h"
 
 #include <iconv.h>
@@ -48,7 +52,7 @@ class Converter {
 
   explicit operator bool() const { return descriptor_ != iconv_t(-1); }
 
-  // Converts until the input ends or holds what the set has not: then `input` begins with that.
+  // Converts until the input ends or reaches an invalid sequence; `input` begins with that then.
   void run(std::string_view& input, std::string& output) {
     char* from =
         const_cast<char*>(input.data());  // iconv's signature only: it does not write there
@@ -58,7 +62,7 @@ class Converter {
     input.remove_prefix(input.size() - left);
   }
 
-  // Writes the character that the set holds back until it has seen what follows, if it does so.
+  // Writes a character that the converter holds back until it has seen the next one.
   void finish(std::string& output) { step(nullptr, nullptr, output); }
 
  private:
@@ -97,7 +101,7 @@ struct Conversion {
   bool clean = true;  // nothing had to be replaced
 };
 
-// Nothing where the C library lacks the set.
+// Empty where the C library does not have the set.
 std::optional<Conversion> convert(std::string_view bytes, const char* from, SkipBy skip) {
   Converter converter(from);
   if (!converter) {
@@ -122,7 +126,7 @@ std::optional<Conversion> convert(std::string_view bytes, const char* from, Skip
   return result;
 }
 
-// Whether a text that its own set cannot make sense of is UTF-8. ASCII does not tell.
+// Whether a text that its own set cannot convert is UTF-8. ASCII alone proves nothing.
 bool isSurelyUtf8(std::string_view bytes) {
   return !isAscii(bytes) && isValidUtf8(bytes);
 }
@@ -144,7 +148,7 @@ std::string guess(std::string_view bytes) {
 
 std::string fromUtf16(std::string_view bytes) {
   const bool bigEndian = bytes.starts_with("\xFE\xFF");
-  // Every text in it has line ends or blanks, and so NULs; or its mark.
+  // UTF-16 text has a byte order mark, or NULs in its line ends and blanks.
   const bool isNarrow =
       bytes.find('\0') == std::string_view::npos && !bigEndian && !bytes.starts_with("\xFF\xFE");
   constexpr std::size_t kEnoughToTell = 20;
@@ -155,9 +159,9 @@ std::string fromUtf16(std::string_view bytes) {
   return result ? std::move(result->text) : guess(bytes);
 }
 
-// ISO-2022-JP (RFC 1468) as the Shift_JIS of Windows, which has the characters that its senders
-// add: circled digits and half-width katakana among them. Bytes that make no pair become 0x80,
-// which that set does not have.
+// Converts ISO-2022-JP (RFC 1468) to the Shift_JIS of Windows, which has the characters that
+// senders add, such as circled digits and half-width katakana. Bytes that do not form a pair become
+// 0x80, which that set does not have.
 class Iso2022JpToShiftJis {
  public:
   std::string run(std::string_view bytes) {
@@ -190,7 +194,7 @@ class Iso2022JpToShiftJis {
   std::size_t character(std::string_view bytes, std::string& out) {
     const auto first = byteAt(bytes, 0);
     if (first == '\n' || first == '\r') {
-      set_ = Set::kAscii;  // each line begins anew
+      set_ = Set::kAscii;  // the set does not last beyond a line
     }
     const bool graphic = first > 0x20 && first < 0x7F;
     if (set_ == Set::kKatakana && graphic) {
@@ -228,7 +232,8 @@ std::string fromIso2022Jp(std::string_view bytes) {
     if (isValidUtf8(bytes)) {
       return std::string(bytes);
     }
-    // The set is of seven bits: what has eight, and no shift, is one of its neighbours.
+    // The set has seven bits. Eight bits without a shift sequence mean one of the other Japanese
+    // sets.
     for (const char* other : {"EUC-JP-MS", "CP932"}) {
       if (auto result = convert(bytes, other, SkipBy::kPair); result && result->clean) {
         return std::move(result->text);
@@ -288,7 +293,7 @@ std::string toUtf8(std::string_view bytes, std::string_view charsetLabel) {
   if (text.starts_with(kByteOrderMark)) {
     text.erase(0, kByteOrderMark.size());
   }
-  // The converters' own word is not enough for a promise on which others build.
+  // The result is promised to be UTF-8, so it is checked rather than trusted to the converters.
   return isValidUtf8(text) ? text : scrubUtf8(text);
 }
 

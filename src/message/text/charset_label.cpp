@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// One sorted table, searched by the label without its punctuation. It is closed on purpose: the C
+// library's converters include some that are slow or have had faults, and a stranger's mail must
+// not choose among them.
 #include "message/text/charset_label.h"
 
 #include <algorithm>
@@ -15,9 +18,9 @@ struct Alias {
   Charset charset;
 };
 
-// Sorted by label. The senders' meaning, which is mostly the WHATWG Encoding Standard's, with some
-// names that only mail has: a set of Windows under the name of the smaller standard that it
-// extends.
+// Sorted by label. The meaning is what senders mean, which is mostly the WHATWG Encoding Standard:
+// a set of Windows under the name of the smaller standard that it extends. Some names occur in mail
+// only.
 constexpr auto kAliases = std::to_array<Alias>({
     {"7bit", {CharsetKind::kGuess}},
     {"8bit", {CharsetKind::kGuess}},
@@ -351,7 +354,8 @@ constexpr auto kAliases = std::to_array<Alias>({
 static_assert(std::is_sorted(kAliases.begin(), kAliases.end(),
                              [](const Alias& a, const Alias& b) { return a.label < b.label; }));
 
-// Senders differ in dashes, underscores, quotes and case, never in what they mean by them.
+// The label's letters and digits in lower case. Senders differ in dashes, underscores, quotes and
+// case, and none of these changes the meaning. Empty for labels that are too long.
 std::string reduced(std::string_view label) {
   constexpr std::size_t kLongest = 40;
   std::string out;

@@ -1,25 +1,25 @@
 // SPDX-License-Identifier: MIT
-// What the character set names of mail and HTML mean in practice. Internal to this folder.
+// Which character set a label in mail or HTML means in practice. Internal to this folder.
 #pragma once
 
 #include <string_view>
 
 namespace relaybird {
 
-/// How far conversion goes on behind a sequence that the set does not have.
+/// How many bytes are skipped at a sequence that the set does not have.
 enum class SkipBy {
-  kByte,  ///< single bytes, and sets with shifts
-  kPair,  ///< two bytes where the second one cannot be ASCII, so that the pairs behind stay in step
+  kByte,   ///< single bytes, and sets with shifts
+  kPair,   ///< two bytes where the second is not ASCII, so that the pairs behind stay in step
   kUnit2,  ///< UTF-16
   kUnit4,  ///< UTF-32
 };
 
 enum class CharsetKind {
   kUnknown,
-  kGuess,  ///< a label put on anything: UTF-8 where the text is that, else windows-1252
+  kGuess,  ///< a label that says nothing: UTF-8 where the text is valid as that, else windows-1252
   kUtf8,
   kUtf16,      ///< byte order by its mark, else little-endian
-  kIso2022Jp,  ///< read with the vendors' extensions too
+  kIso2022Jp,  ///< with the vendors' extensions
   kOther,      ///< converted by the iconv name
 };
 
@@ -29,8 +29,8 @@ struct Charset {
   SkipBy skip = SkipBy::kByte;
 };
 
-/// The set that a label stands for. The list is closed, so that a stranger's mail cannot choose
-/// among all the converters of the C library.
+/// The set that a label stands for, from a closed list: a stranger's mail cannot choose among all
+/// the converters of the C library.
 Charset charsetOf(std::string_view label);
 
 }  // namespace relaybird

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Senders break RFC 2047 in a few common ways, and all of them are read: words inside other words,
+// characters and base64 groups split over two words, missing padding. Bytes of neighbouring words
+// of one character set are therefore joined before they are converted. WordFinder searches each end
+// mark once, so that a value with many beginnings and no end stays linear.
 #include "message/text/encoded_word.h"
 
 #include <algorithm>
@@ -16,13 +20,13 @@ bool isLineBreak(char c) {
   return c == '\r' || c == '\n';
 }
 
-// The bytes of base64 digits without padding; a group that lacks digits yields what it has.
+// The bytes of base64 digits without padding; an incomplete group yields the bytes that it has.
 std::string decodedDigits(std::string digits) {
   digits.append((4 - digits.size() % 4) % 4, '=');
   return decodeTransfer(digits, TransferEncoding::kBase64);
 }
 
-// Whether the last group goes on in the next word: no encoder ends a text within a byte.
+// Whether the last group continues in the next word: no encoder ends a text within a byte.
 bool endsWithinByte(std::string_view digits) {
   const std::size_t extra = digits.size() % 4;
   if (extra < 2) {
@@ -40,7 +44,7 @@ std::string decodedQ(std::string_view text) {
       escaped += c;
     }
   }
-  // The decoder drops an escape that the end cuts off: that was a "=" in its own right.
+  // The decoder drops an escape that is cut off at the end, but that "=" was meant literally.
   const auto cut = escaped.find('=', escaped.size() - std::min<std::size_t>(escaped.size(), 2));
   const std::string rest = cut == std::string::npos ? std::string() : escaped.substr(cut);
   escaped.resize(escaped.size() - rest.size());
@@ -54,8 +58,8 @@ struct Word {
   std::size_t end = 0;  // behind the closing "?="
 };
 
-// Finds the encoded words of one value. Positions asked for must not go back, so that every search
-// for an end is made once, however many beginnings a hostile value holds.
+// Finds the encoded words of one value. Positions asked for must not decrease, so that each end is
+// searched for once, however many beginnings a hostile value has.
 class WordFinder {
  public:
   explicit WordFinder(std::string_view value) : value_(value) {}
@@ -92,7 +96,7 @@ class WordFinder {
     if (base64 && value_.find('?', start) != end) {
       return std::string_view::npos;
     }
-    // A word whose end got lost does not reach into the next one.
+    // A word without an end must not extend into the next one.
     return next(nextWord_, " =?", start) < end ? std::string_view::npos : end;
   }
 
@@ -109,7 +113,7 @@ class WordFinder {
   std::optional<std::size_t> nextWord_;
 };
 
-// Encoded words of one character set without anything between them.
+// Neighbouring encoded words of one character set, decoded together.
 class WordRun {
  public:
   bool takes(const Word& word) const { return open_ && equalsAsciiCase(charset_, word.charset); }
@@ -207,7 +211,7 @@ class HeaderDecoder {
   WordFinder finder_;
   WordRun run_;
   std::string text_;
-  std::size_t done_ = 0;  // up to where the value is in text_ or run_
+  std::size_t done_ = 0;  // the value is in text_ or run_ up to here
   bool afterWord_ = false;
 };
 
@@ -217,8 +221,8 @@ std::string rawHeaderToUtf8(std::string_view bytes, std::string_view rawCharset)
   if (rawCharset.empty() || isValidUtf8(bytes)) {
     return toUtf8(bytes, "");
   }
-  // A body may well be of a set that would make other characters of a header's ASCII: UTF-16,
-  // UTF-7.
+  // The label comes from the body, whose set may read a header's ASCII as other characters (UTF-16,
+  // UTF-7). It is used only where ASCII survives it.
   constexpr std::string_view kAscii = "Name +- ~~ <a@b.example>";
   const std::string text = toUtf8(std::string(kAscii).append(bytes), rawCharset);
   const bool fits = text.starts_with(kAscii) && text.find(kReplacementCharacter) == text.npos;

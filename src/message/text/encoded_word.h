@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Encoded words in header values (RFC 2047), read as mail programs write them rather than as the
-// RFC would have them.
+// Encoded words in header values (RFC 2047), read as mail programs write them, not only as the RFC
+// allows them.
 #pragma once
 
 #include <cstddef>
@@ -11,28 +11,24 @@
 namespace relaybird {
 
 /// A raw header value, folded or not, as UTF-8 text:
-/// - folds become the white space they stand for, and white space at both ends goes;
+/// - folds become the white space that they stand for; white space at both ends is removed;
 /// - encoded words are decoded, also in the middle of a word, and the white space between two of
-/// them
-///   is dropped; neighbours of one character set and encoding are joined before they are converted,
-///   so that a character split over two words comes out whole. A language suffix (RFC 2231 section
-///   5) is ignored;
-/// - half a base64 group yields the bytes that it has; a word that is no encoded word after all
-/// stays
-///   as it is;
-/// - raw 8-bit bytes come out as rawHeaderToUtf8() has them.
-/// Control characters that were encoded come out as they are: whoever writes the text into a header
-/// or a line of its own must deal with CR and LF. Never throws on bad input; linear time; any
-/// thread.
+///   them is dropped. Neighbours of one character set and encoding are joined before they are
+///   converted, so that a character split over two words is read whole. A language suffix (RFC 2231
+///   section 5) is ignored;
+/// - an incomplete base64 group yields the bytes that it has; malformed encoded words stay;
+/// - raw 8-bit bytes are converted by rawHeaderToUtf8().
+/// Encoded control characters are decoded too: a caller that writes the text into a header or a
+/// line must remove CR and LF. Never throws on bad input; linear time; any thread.
 std::string decodeHeaderText(std::string_view raw, std::string_view rawCharset = {});
 
-/// Raw bytes of a header value as UTF-8: as they are where they are that, else out of the set that
-/// `rawCharset` names (a MIME name), where it contains ASCII and has all these bytes, else out of
-/// windows-1252. Linear time; any thread.
+/// Raw bytes of a header value as UTF-8. Valid UTF-8 is returned unchanged. Otherwise the bytes are
+/// converted from the set that `rawCharset` names (a MIME name), if that includes ASCII and has all
+/// these bytes, else from windows-1252. Linear time; any thread.
 std::string rawHeaderToUtf8(std::string_view bytes, std::string_view rawCharset);
 
-/// The value on one line: each fold, and the white space that follows it, becomes one blank, and
-/// white space at both ends goes (RFC 5322 section 2.2.3).
+/// The value on one line: each fold becomes one blank, together with one blank behind it; white
+/// space at both ends is removed (RFC 5322 section 2.2.3).
 std::string unfoldHeader(std::string_view raw);
 
 /// A stretch of a text, in bytes.
@@ -41,7 +37,7 @@ struct Span {
   std::size_t length = 0;
 };
 
-/// Where encoded words stand in an unfolded value, in order, from "=?" to "?=".
+/// The encoded words of an unfolded value in order, each from its "=?" to its "?=".
 std::vector<Span> encodedWords(std::string_view value);
 
 }  // namespace relaybird

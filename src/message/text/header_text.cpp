@@ -17,10 +17,10 @@
 namespace relaybird {
 namespace {
 
-// RFC 5322 section 2.1.1: no line is longer, so no identifier either.
+// No line is longer (RFC 5322 section 2.1.1), so no identifier is either.
 constexpr std::size_t kLongestId = 900;
 
-// Text that decoding would return as it is: the usual case, and the one that a listing is made of.
+// Whether decoding would return the text unchanged, as for most messages of a listing.
 bool isPlain(std::string_view text) {
   char previous = ' ';
   for (const char c : text) {

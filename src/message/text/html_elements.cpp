@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Elements mean one of four things for a plain text: a line or paragraph break around them, a mark
+// (list items, links, rules), cells of a table, or text that is not shown. Unknown elements are
+// transparent. Every beginning has its end, so counters are enough where elements nest.
 #include "message/text/html_elements.h"
 
 #include <algorithm>
@@ -25,7 +28,7 @@ bool isHidden(std::string_view name) {
   return isRawText(name) || name == "head" || name == "title" || name == "template";
 }
 
-// How many lines further down the text behind the beginning or the end of this element goes.
+// How many lines below the text before it the text behind an element's begin or end tag begins.
 int linesAround(std::string_view name) {
   constexpr auto kSetApart = std::to_array<std::string_view>(
       {"p", "h1", "h2", "h3", "h4", "h5", "h6", "blockquote", "pre", "ul", "ol", "dl", "figure"});
@@ -45,7 +48,7 @@ std::string_view attribute(const char* const* attributes, std::string_view name)
   return {};
 }
 
-// A target on one line and without what would end the angle brackets early.
+// A link target on one line, with everything encoded that would end the angle brackets early.
 std::string shownTarget(std::string_view target) {
   std::string out;
   for (const char c : target.substr(std::min(target.find_first_not_of(" \t\r\n"), target.size()))) {
@@ -62,7 +65,7 @@ std::string shownTarget(std::string_view target) {
   return out;
 }
 
-// What remains when a text and a link that say the same are compared.
+// A link or text reduced to what makes a difference: "https://x.org/" and "x.org" say the same.
 std::string essence(std::string_view link) {
   std::string out = asciiLower(link);
   for (const std::string_view scheme : {"http://", "https://", "mailto:"}) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the elements of an HTML document mean for its plain text. Internal to this folder.
+// The meaning of HTML elements for the plain text of a document. Internal to this folder.
 #pragma once
 
 #include <cstddef>
@@ -11,17 +11,18 @@
 
 namespace relaybird {
 
-/// Takes a parser's events, every begun element ended once, and lays out the text.
+/// Takes a parser's events and lays out the text. Every element begun must be ended once.
 class HtmlElements {
  public:
-  /// `attributes`: name and value in turn, a null pointer at the end, or none; a value may be null.
+  /// `attributes`: names and values in turn, with a null pointer at the end; a value may be null.
+  /// Null for an element without attributes.
   void begin(std::string_view name, const char* const* attributes);
   void end(std::string_view name);
   void text(std::string_view utf8);
 
   /// True within a script or a style sheet.
   bool inRawText() const { return rawText_ > 0; }
-  /// From here on no end comes for what has begun.
+  /// Forgets all open elements; their ends will not come.
   void forgetNesting();
   std::string take();
 
@@ -37,8 +38,8 @@ class HtmlElements {
   void endLink();
 
   TextLayout layout_;
-  std::size_t hidden_ = 0;   // open elements whose text nobody sees
-  std::size_t rawText_ = 0;  // those of them that are scripts and style sheets
+  std::size_t hidden_ = 0;   // open elements whose text is not shown
+  std::size_t rawText_ = 0;  // how many of them are scripts or style sheets
   std::vector<List> lists_;
   std::string target_;  // of the open link
   std::size_t linkStart_ = 0;

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Nothing is written when it is met. Breaks, tabs and blanks are only noted as due, and writeDue()
+// writes them before the next visible text: only then is it known which of them count, as white
+// space collapses and the end of a block swallows the blanks before it.
 #include "message/text/text_layout.h"
 
 #include <algorithm>
@@ -26,7 +29,8 @@ bool isC1(std::string_view rest) {
   return rest.size() > 1 && rest[0] == '\xC2' && static_cast<unsigned char>(rest[1]) < 0xA0;
 }
 
-// How many bytes from the front of `rest` are neither white space nor anything that needs a look.
+// The length of the text at the front that needs no handling: no white space, no control
+// characters, and no lead byte of a character that is looked at more closely.
 std::size_t plainLength(std::string_view rest) {
   std::size_t length = 0;
   while (length < rest.size()) {
@@ -53,7 +57,7 @@ void TextLayout::text(std::string_view utf8) {
   }
 }
 
-// Takes what the text begins with, and returns how many bytes that was.
+// Handles the character at the front and returns how many bytes it has.
 std::size_t TextLayout::special(std::string_view text) {
   if (isBreakHint(text)) {
     return text[0] == '\xC2' ? 2 : 3;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Lines of plain text out of running text, breaks, table cells and list items: what a browser does
-// with white space, on a page that is as wide as it needs to be. Internal to this folder.
+// Makes lines of plain text out of running text, breaks, table cells and list items. White space is
+// treated as in a browser whose page is as wide as necessary. Internal to this folder.
 #pragma once
 
 #include <array>
@@ -14,36 +14,36 @@ namespace relaybird {
 
 class TextLayout {
  public:
-  /// Running text, UTF-8: white space collapses, no-break spaces count each, control characters and
-  /// invisible break marks go, and the C1 characters are what windows-1252 has in their places.
+  /// Running text, UTF-8. White space collapses, except no-break spaces; control characters and
+  /// break hints are removed; C1 characters become what windows-1252 has in their places.
   void text(std::string_view utf8);
-  /// Text between these two keeps its line ends, blanks and tabs. They nest.
+  /// Text between these two calls keeps its line ends, blanks and tabs. The calls nest.
   void beginPreformatted();
   void endPreformatted();
 
-  /// The end of a block: the next text begins at least `lines` lines further down (2 leaves an
-  /// empty one between). At the beginning of a table cell and of the text there is nothing to end.
+  /// Ends a block: the next text begins at least `lines` lines further down (2 leaves an empty line
+  /// between). No effect at the beginning of the text or of a table cell.
   void endBlock(int lines);
-  /// A forced line end; in a row they leave up to two empty lines.
+  /// A forced line end. Several in a row leave at most two empty lines.
   void endLine();
-  /// Stands before the next text of the line, in place of blanks: a list item's mark.
+  /// Sets the mark of a list item, which is written before the next text in place of blanks.
   void setMarker(std::string marker) { marker_ = std::move(marker); }
 
   void beginTable();
   void endTable();
   void beginRow();
-  /// The cell's text goes behind a tab, or on a line of its own where the cell before took several.
+  /// Begins a cell behind a tab, or on a new line where the cell before has several lines.
   void beginCell();
   void endRow();
 
-  /// Appends `note` to the text so far, whatever breaks are due.
+  /// Appends `note` to the text so far, before the breaks that are due.
   void annotate(std::string_view note);
-  /// How long the text is, without breaks and blanks that are due.
+  /// The length of the text, without the breaks and blanks that are due.
   std::size_t size() const { return out_.size(); }
   /// The text from a former size() on, trimmed.
   std::string_view since(std::size_t start) const;
 
-  /// Forgets tables and preformatted text: what opened them will not be closed.
+  /// Closes all tables and preformatted text.
   void forgetNesting();
   std::string take() { return std::move(out_); }
 
@@ -52,7 +52,7 @@ class TextLayout {
     bool inCell = false;
     std::size_t cells = 0;         // begun in this row
     std::size_t start = 0;         // size() when the cell began
-    std::size_t linesAtStart = 0;  // line ends, the due ones included
+    std::size_t linesAtStart = 0;  // line ends when the cell began, the due ones included
   };
 
   bool atCellStart() const;
@@ -68,12 +68,12 @@ class TextLayout {
   std::size_t dueLines_ = 0;
   std::size_t dueTabs_ = 0;
   std::size_t dueBlanks_ = 0;
-  bool collapsed_ = false;  // the last due blank takes further white space
+  bool collapsed_ = false;  // further white space collapses into the last due blank
   std::string marker_;
   std::size_t preformatted_ = 0;
-  bool swallowLineEnd_ = false;  // the one right behind <pre> is not part of the text
+  bool swallowLineEnd_ = false;  // directly behind <pre> a line end is not part of the text
   std::vector<Table> tables_;
-  std::array<std::string, 32> c1_;  // made when the first one comes
+  std::array<std::string, 32> c1_;  // filled at the first C1 character
   bool haveC1_ = false;
 };
 

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// A part is copied unchanged where it keeps the rules for sent mail, its header section included.
+// Otherwise its content is encoded and its fields are written anew from what they were understood
+// to mean. An embedded message must not be encoded (RFC 2046 section 5.2.1), so one that breaks the
+// rules becomes a file.
 #include "message/writing/carried_part.h"
 
 #include <gmime/gmime.h>
@@ -44,7 +48,7 @@ bool isTypeName(std::string_view type) {
          isToken(type.substr(slash + 1));
 }
 
-// Parts that hold others, which RFC 2045 section 6.4 forbids to encode.
+// Parts that contain others; RFC 2045 section 6.4 forbids encoding them.
 bool isComposite(const Part& part) {
   return isTypeName(part.type.value) &&
          (part.type.value.starts_with("message/") || part.type.value.starts_with("multipart/"));
@@ -55,8 +59,8 @@ bool isWritableWord(std::string_view text) {
          std::all_of(text.begin(), text.end(), isPrintable);
 }
 
-// RFC 2047 section 2 bounds an encoded word, and each line that holds one. Within quotes nothing
-// is an encoded word, although many senders write file names so.
+// Whether the line breaks the limits of RFC 2047 section 2 for an encoded word or a line with one.
+// Inside quotes there are no encoded words, although many senders write file names so.
 bool hasLongEncodedWords(std::string_view line) {
   for (const Span& word : encodedWords(line)) {
     const auto before = line.substr(0, word.start);
@@ -69,14 +73,14 @@ bool hasLongEncodedWords(std::string_view line) {
   return false;
 }
 
-// Whether the part's own fields name the type that it is taken for, or none, in a way that can be
-// written again.
+// Whether the part's stored Content-Type field can stay: it names the type that the part is taken
+// for and is well-formed, or there is no such field.
 bool isRightType(const Part& part) {
   const auto raw = part.headers.raw("Content-Type");
   return !raw || (bareContentType(*raw) == part.type.value && isTypeName(part.type.value));
 }
 
-// Whether a stored header section can be written again as it is.
+// Whether a stored header section can be written again unchanged.
 bool isRightHeader(const HeaderBlock& headers) {
   const std::string_view bytes = headers.bytes();
   ByteFacts facts;
@@ -143,9 +147,8 @@ std::string_view newLabel(const CarriedPart& carried) {
   }
 }
 
-// A boundary means nothing on what is no multipart, and may be any bytes. The name must leave room
-// for a value on a line: GMime 3.2 folds for ever where it has some 70 letters, and not at all
-// where it has more.
+// A boundary has no meaning here and may have any bytes. A name must leave room for a value on its
+// line: GMime 3.2 loops forever for names of about 70 letters, and does not fold for longer ones.
 bool isWritableParameter(const std::string& name) {
   return isToken(name) && name.size() <= kLongestParameterName && name != "boundary";
 }
@@ -181,7 +184,7 @@ std::string dispositionField(std::string_view disposition,
   return "Content-Disposition:" + std::string(text.get());
 }
 
-// The fields that say something of the content, made anew from what they say.
+// Writes the fields of the content anew from their meaning.
 void writeNewFields(ForwardOutput& out, const CarriedPart& carried) {
   const Part& part = *carried.part;
   out.add(contentTypeField(part.type.value, part.type.parameters));
@@ -278,7 +281,7 @@ void writePartHeader(ForwardOutput& out, const CarriedPart& carried, bool isRoot
   if (carried.carriage == Carriage::kFile) {
     return writeFileHeader(out, part.fileName.empty() ? "message.eml" : part.fileName);
   }
-  // Text that was a file only by its place would be read as part of the forward's text.
+  // Text that was an attachment only by its position would be shown as part of the forward's text.
   if (part.isText() && part.fileName.empty() && !part.headers.raw("Content-Disposition")) {
     out.add("Content-Disposition: attachment\n");
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// An attachment of the source on its way into a forward: as it is stored as far as RFC 5322 and RFC
-// 2045 allow that, else with another encoding round the same content.
+// Carries an attachment of the source into a forward: unchanged as far as RFC 5322 and RFC 2045
+// allow that, otherwise with the same content in another transfer encoding.
 #pragma once
 
 #include <memory>
@@ -14,7 +14,7 @@
 
 namespace relaybird {
 
-/// What must be known of bytes before they can stand in a message as they are.
+/// The properties of bytes that decide whether they can be part of a message unchanged.
 class ByteFacts {
  public:
   void add(std::string_view block);
@@ -40,7 +40,7 @@ enum class Carriage {
   kRewrapQuotedPrintable,
   kEncodeBase64,
   kEncodeQuotedPrintable,
-  kFile,  ///< a message that breaks the rules itself: a file of its bytes, in base64
+  kFile,  ///< an embedded message that breaks the rules: a file of its bytes, in base64
 };
 
 struct CarriedPart {
@@ -49,20 +49,21 @@ struct CarriedPart {
   bool eightBit = false;  ///< an embedded message with bytes beyond ASCII, which may not be encoded
 };
 
-/// Looks through the content where its encoding does not tell enough. Fails where reading fails.
+/// Decides how the part is carried. Reads the content where its encoding does not decide that.
+/// Fails only where reading fails.
 Result<CarriedPart> planCarriage(InputFile& file, const Part& part);
 
-/// The fields of the part and the empty line below them. `isRoot`: only the fields of the content,
-/// out of a whole message's.
+/// Writes the fields of the part and the empty line below them. `isRoot`: the part is a whole
+/// message, of which only the fields of the content are written.
 void writePartHeader(ForwardOutput& out, const CarriedPart& carried, bool isRoot);
 
-/// The fields of an attached file with that name.
+/// Writes the fields of an attached file with that name.
 void writeFileHeader(ForwardOutput& out, std::string_view name);
 
-/// The part's Content-Location; empty where there is none that can be written.
+/// The part's Content-Location field; empty where it has none that can be written.
 std::string locationField(const Part& part);
 
-/// What the content must go through.
+/// The filter for the content of a part carried in that way.
 std::unique_ptr<ContentFilter> filterFor(Carriage carriage, ForwardOutput& out);
 
 }  // namespace relaybird

@@ -25,7 +25,7 @@ constexpr std::size_t kEncodedWord = 75;
 constexpr std::size_t kEncodedWordFrame = 12;  // "=?utf-8?Q?" and "?="
 constexpr std::size_t kLongestWord = 70;
 
-// Collects a field's tokens, with a fold wherever a line would become too long.
+// Collects a field's tokens and folds wherever a line would become too long.
 class FoldedField {
  public:
   explicit FoldedField(std::string_view name) : text_(name) {
@@ -59,7 +59,7 @@ class FoldedField {
   bool hasToken_ = false;
 };
 
-// As section 5 (3) of RFC 2047 wants it in the names of addresses, which suits everywhere.
+// Restricted to the characters of RFC 2047 section 5 (3), which are allowed in every kind of field.
 std::string encodedQ(std::string_view bytes) {
   constexpr std::string_view kPlain = "!*+-/";
   std::string out;
@@ -75,7 +75,7 @@ std::string encodedQ(std::string_view bytes) {
   return out;
 }
 
-// Whichever form is shorter for a text of that kind.
+// Whether base64 is the shorter form of the text.
 bool prefersB(std::string_view text) {
   const auto high = std::count_if(text.begin(), text.end(), [](char c) { return c < 0; });
   return static_cast<std::size_t>(high) * 3 > text.size();
@@ -123,7 +123,7 @@ std::vector<Word> wordsOf(std::string_view text) {
   return words;
 }
 
-// Whether a word can stand in a text as it is.
+// Whether a word can be written unchanged.
 bool isPlainWord(std::string_view text, const Word& word) {
   const auto bytes = text.substr(word.begin, word.end - word.begin);
   return !bytes.empty() && bytes.size() <= kLongestWord && word.begin - word.from < kLongestWord &&
@@ -131,7 +131,7 @@ bool isPlainWord(std::string_view text, const Word& word) {
          std::all_of(bytes.begin(), bytes.end(), isPrintable);
 }
 
-// A word or quoted string beyond this becomes encoded words, which can be folded.
+// A longer word or quoted string becomes encoded words, which can be folded.
 constexpr std::size_t kLongestPlainName = 60;
 
 using Tokens = std::vector<std::string>;
@@ -147,8 +147,8 @@ bool isPrintableAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c == ' ' || isPrintable(c); });
 }
 
-// Whole characters in each word, which is at most 75 bytes long (RFC 2047 section 2) and finds
-// room on the first line beside the field's name.
+// The text in encoded words of whole characters. Each has at most 75 bytes (RFC 2047 section 2) and
+// fits on the first line beside the field's name.
 Tokens encodedName(std::string_view text) {
   constexpr std::size_t kBytesOfAWord = 39;
   Tokens words;
@@ -181,13 +181,13 @@ Tokens wordsOfName(std::string_view name) {
   return words;
 }
 
-// The name as what may be folded between: as it is, quoted, or encoded.
+// The name as tokens between which the field may be folded: unchanged, quoted, or encoded.
 Tokens phrase(const std::string& name) {
   Tokens words = wordsOfName(name);
   const bool plain = std::all_of(words.begin(), words.end(), [](const std::string& word) {
     return isAtomText(word) && word.size() <= kLongestPlainName;
   });
-  // Text that looks like an encoded word would be shown as what it stands for.
+  // A name that looks like an encoded word must be encoded, or readers would decode it.
   const bool coded = name.find("=?") != std::string::npos;
   if (plain && !coded) {
     return words;
@@ -223,7 +223,7 @@ std::string textField(std::string_view name, std::string_view text) {
   };
   std::for_each(words.begin(), firstOdd, addPlain);
   if (firstOdd != words.end()) {
-    // One blank before the encoded words, and one behind, are what divides them from the rest.
+    // One blank before and one behind separate the encoded words from the rest and are not encoded.
     const std::size_t begin = firstOdd->from + (firstOdd == words.begin() ? 0 : 1);
     field.addEncoded(text.substr(begin, (lastOdd - 1)->end - begin));
     std::for_each(lastOdd, words.end(), addPlain);
@@ -251,8 +251,8 @@ std::string addressField(std::string_view name, const std::vector<Mailbox>& mail
       tokens.back() += ',';
     }
     for (const std::string& token : tokens) {
-      // The first stays beside the name: a line of blanks alone would end the field for some
-      // readers.
+      // The first token stays on the line of the field's name: some readers end the field at a line
+      // without text.
       const bool stays = field.size() == name.size() + 1 || column + 1 + token.size() <= kLine;
       field += stays ? " " : "\n ";
       column = (stays ? column : 0) + 1 + token.size();

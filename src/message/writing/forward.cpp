@@ -36,7 +36,7 @@ struct ForwardPlan {
   std::string boundary;
 };
 
-// Containers must be labelled 8bit as soon as anything within them is (RFC 2045 section 6.4).
+// A container must be labelled 8bit where anything within it is (RFC 2045 section 6.4).
 Result<void> planWhole(ForwardPlan& plan) {
   InputFile& file = plan.source->file();
   const auto facts = readByteFacts(file, 0, file.info().size);
@@ -78,7 +78,8 @@ Result<void> chooseAttachments(const ForwardDraft& draft, ForwardPlan& plan) {
   return plan.whole ? planWhole(plan) : planParts(draft, kept, plan);
 }
 
-// No sender can have guessed it, since it follows from the forward's own identifier (FNV-1a).
+// A hash (FNV-1a) of the forward's own identifier, which no sender of a carried part can have
+// guessed.
 std::string boundaryFor(std::string_view messageId) {
   std::uint64_t hash = 0xcbf29ce484222325U;
   for (const char c : messageId) {
@@ -112,7 +113,7 @@ Result<ForwardPlan> planForward(const ForwardDraft& draft) {
   return plan;
 }
 
-// RFC 5322 section 2.1.1 allows 998; some servers count the line end.
+// RFC 5322 section 2.1.1 allows 998 bytes; some servers count the line end.
 constexpr std::size_t kLongestLine = 990;
 
 bool isPlainAscii(std::string_view text) {
@@ -132,7 +133,7 @@ bool isMostlyAscii(std::string_view text) {
   return static_cast<std::size_t>(high) * 5 < text.size();
 }
 
-// Text in base64 has CR LF line ends before it is encoded (RFC 2045 section 6.8).
+// Text has CR LF line ends before it is encoded in base64 (RFC 2045 section 6.8).
 std::string withNetworkLineEnds(std::string_view text) {
   std::string result;
   for (const char c : text) {
@@ -141,8 +142,9 @@ std::string withNetworkLineEnds(std::string_view text) {
   return result;
 }
 
-// A header section, its empty line included, without the mbox line and without the fields that
-// only the source's own recipient may read.
+// A header section, its empty line included, without the mbox line and the Bcc fields, which only
+// the source's own recipient may read. A field is dropped by the word at its beginning alone: a Bcc
+// field that breaks the syntax must not get out.
 std::string fieldsForOthers(const HeaderBlock& headers) {
   std::string fields;
   bool dropped = false;
@@ -166,8 +168,7 @@ std::string fieldsForOthers(const HeaderBlock& headers) {
   return fields + (fields.ends_with("\r\n") ? "\r\n" : "\n");
 }
 
-// Writes MIME fields, an empty line and content for each part; the caller has ended the line
-// before.
+// Writes the MIME fields, an empty line and the content of each part.
 class BodyWriter {
  public:
   BodyWriter(const ForwardPlan& plan, ForwardOutput& out) : plan_(plan), out_(out) {}
@@ -209,7 +210,7 @@ class BodyWriter {
     }
     const std::string boundary = beginMultipart("related", "r", "; type=\"text/html\"");
     beginPart(boundary);
-    // What it shows may be named by an address that begins with its own.
+    // The HTML may refer to its pictures relative to its own Content-Location.
     for (const Part* part : plan_.source->layout().htmlText) {
       if (part->type.value == "text/html" && !part->location.empty()) {
         out_.add(locationField(*part));
@@ -231,7 +232,7 @@ class BodyWriter {
     out_.add(subtype);
     out_.add(parameters);
     out_.add(";\n boundary=\"" + boundary + "\"\n");
-    // Only "alternative" can be without any carried part.
+    // An "alternative" without pictures has no carried part, so it is always 7bit.
     if (plan_.eightBit && (subtype != "alternative" || !plan_.shown.empty())) {
       out_.add("Content-Transfer-Encoding: 8bit\n");
     }
@@ -258,7 +259,8 @@ class BodyWriter {
     }
   }
 
-  // The source but for its Bcc fields: what is signed begins below its header section.
+  // Writes the source without its Bcc fields. A signature covers only what is below the header
+  // section.
   void writeWhole() {
     if (plan_.wholeIsFile) {
       writeFileHeader(out_, "message.eml");

@@ -133,7 +133,7 @@ void QuotedPrintableEncoder::escaped(char c) {
   token(text);
 }
 
-// Writes the blank that waits, and then `text`.
+// Writes the waiting blank and then `text`.
 void QuotedPrintableEncoder::token(std::string_view text) {
   const auto add = [this](std::string_view what) {
     if (line_.size() + what.size() >= kLine) {
@@ -191,7 +191,7 @@ void QuotedPrintableRewrapper::next(char c) {
   if (c == '\r') {
     carriageReturn_ = true;
   } else if (c == '\n') {
-    // Blanks between a "=" and the line end were put there on the way.
+    // Blanks between a "=" and the line end were added in transport.
     const bool isSoft = !escape_.empty() && hexValue(escape_.back()) < 0;
     if (!isSoft) {
       giveUp();
@@ -216,7 +216,7 @@ void QuotedPrintableRewrapper::next(char c) {
   }
 }
 
-// What looked like an escape is text.
+// Writes the characters of a possible escape as text.
 void QuotedPrintableRewrapper::giveUp() {
   for (const char c : escape_) {
     literal(c);

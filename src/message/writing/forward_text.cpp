@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// All that a forward says in its own words. Everything here comes from strangers in the end: each
-// header line is put on one line and cut to a length before it is written, and texts are escaped
-// for HTML, so that nothing can leave its place.
+// What a forward says besides its attachments. The texts come from strangers: each header line is
+// put on one line and cut to a length before it is written, and texts are escaped for HTML, so that
+// nothing can leave its place.
 #include "message/writing/forward_text.h"
 
 #include <algorithm>
@@ -24,12 +24,12 @@
 namespace relaybird {
 namespace {
 
-// A mail to a thousand people need not name them all in its forward.
+// A forward need not name all of a thousand recipients.
 constexpr std::size_t kHeaderLineCharacters = 1000;
 
 constexpr std::string_view kRule = "-----Original Message-----";
 
-// The first `count` characters; a cut text ends in three dots where `dots` asks for them.
+// The first `count` characters; `dots` marks a cut text with three dots.
 std::string cut(std::string_view text, std::size_t count, bool dots) {
   const std::string_view kept = firstCharacters(text, count);
   return std::string(kept) + (dots && kept.size() < text.size() ? " ..." : "");
@@ -52,7 +52,7 @@ HeaderLines headerLines(const Message& source, std::string_view sentText) {
   return lines;
 }
 
-// Finds tags well enough to place a block among them; a browser's tree is not needed for that.
+// Finds the tags of a document, precisely enough to insert a block; that needs no parse tree.
 class TagFinder {
  public:
   explicit TagFinder(std::string_view html) : html_(html) {}
@@ -84,8 +84,8 @@ class TagFinder {
     return lower >= 'a' && lower <= 'z';
   }
 
-  // A quote that never ends does not swallow the document: then the next '>' ends the tag. Nor is
-  // any byte looked at for more than one tag.
+  // A quote without an end must not swallow the document: the next '>' ends the tag then. The
+  // length of a tag is bounded, so that no byte is searched for many tags.
   std::size_t tagEnd(std::size_t open) const {
     const std::size_t limit = std::min(html_.size(), open + kLongestTag);
     for (std::size_t i = open; i < limit; ++i) {
@@ -114,8 +114,8 @@ bool isTag(std::string_view tag, std::string_view name) {
          std::string_view(" \t\r\n/>").find(tag[size]) != std::string_view::npos;
 }
 
-// The document is written in UTF-8 whatever it was; a <meta> that still says otherwise would be
-// believed by some readers.
+// A <meta> tag with its character set replaced by UTF-8, in which the document is written. Some
+// readers would believe the old one.
 std::string withUtf8(std::string_view tag) {
   std::string lower = asciiLower(tag);
   const std::size_t name = lower.find("charset");
@@ -139,8 +139,8 @@ std::string htmlBlock(const HeaderLines& lines) {
   return block + "</p></div>\n";
 }
 
-// The first and the latest identifiers of a long thread; RFC 5322 section 3.6.4 lets the middle
-// go.
+// Of a long thread the first and the latest identifiers are kept; RFC 5322 section 3.6.4 allows
+// dropping the middle.
 constexpr std::size_t kReferences = 20;
 
 constexpr std::array<const char*, 7> kDays = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
@@ -153,8 +153,8 @@ std::string bracketed(std::string_view id) {
   return ids.size() == 1 && ids.front() == whole ? whole : std::string();
 }
 
-// The source's own identifier, also from a field that lacks the brackets or that a fold has torn:
-// so far it can be guessed what the replies to it name. Empty where it cannot be written.
+// The source's own identifier, also from a field without brackets or with a fold inside: replies to
+// it will most likely name that. Empty where it cannot be written.
 std::string ownId(const HeaderBlock& source) {
   std::string id = source.messageId();
   if (id.empty()) {
@@ -207,7 +207,8 @@ Result<void> check(const ForwardDraft& draft) {
 std::string addressFields(const ForwardDraft& draft) {
   std::vector<Mailbox> replyTo;
   for (const Mailbox& mailbox : draft.replyTo) {
-    // A local part beyond ASCII would need a server with SMTPUTF8, and the forward matters more.
+    // A local part beyond ASCII would need a server with SMTPUTF8; the forward must not depend on
+    // that.
     if (isRfc5322Address(mailbox.address) && isAscii(wireAddress(mailbox.address))) {
       replyTo.push_back(mailbox);
     }

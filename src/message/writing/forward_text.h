@@ -14,18 +14,18 @@ namespace relaybird {
 
 struct ForwardDraft;
 
-/// Subjects of forwards are cut behind this many characters.
+/// Subjects of forwards are cut to this many characters.
 inline constexpr std::size_t kSubjectCharacters = 250;
 
-/// A subject as it can be written: on one line and cut at a character.
+/// The subject on one line and cut to that length between characters.
 std::string writableSubject(std::string_view subject);
 
-/// The header block and the original text, as plain text. `sentText` is the source's date as people
-/// read it; empty leaves the line out.
+/// The header block and the original text as plain text. `sentText` is the source's date in
+/// readable form; empty leaves the line out.
 std::string forwardText(const Message& source, std::string_view sentText);
 
-/// The same as an HTML document: the header block before what the original's body shows. The source
-/// must have an HTML form.
+/// The same as an HTML document, with the header block at the beginning of the original's body. The
+/// source must have an HTML form.
 std::string forwardHtml(const Message& source, std::string_view sentText);
 
 /// The fields of a forward's header section as lines (RFC 5322), encoded and folded, without the
