@@ -11,7 +11,7 @@
 #include "platform/profile/profile_file.h"
 #include "platform/system/os_version.h"
 #include "support/fake_timers.h"
-#include "support/no_folders.h"
+#include "support/no_disk.h"
 
 namespace relaybird::bench {
 

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -17,30 +16,12 @@
 #include "platform/system/os_version.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
-#include "support/no_folders.h"
+#include "support/no_disk.h"
 #include "support/recording_alerts.h"
 #include "support/recording_display.h"
 #include "support/recording_log.h"
 
 namespace relaybird {
-
-/// A machine without a disk.
-class NoFiles : public FileSystem {
- public:
-  Result<FileInfo> inspect(const std::string&) override { return nothing(); }
-  Result<std::vector<FolderEntry>> list(const std::string&) override { return nothing(); }
-  Result<std::unique_ptr<InputFile>> open(const std::string&) override { return nothing(); }
-  Result<std::unique_ptr<OutputFile>> create(const std::string&) override { return nothing(); }
-  Result<std::unique_ptr<OutputFile>> append(const std::string&) override { return nothing(); }
-  Result<void> rename(const std::string&, const std::string&) override { return nothing(); }
-  Result<void> remove(const std::string&) override { return nothing(); }
-  Result<void> createFolder(const std::string&) override { return nothing(); }
-  Result<void> syncFolder(const std::string&) override { return nothing(); }
-  Result<std::unique_ptr<FolderLock>> lockFolder(const std::string&) override { return nothing(); }
-
- private:
-  static Error nothing() { return {ENOENT, "there is no disk"}; }
-};
 
 class EngineTest : public testing::Test {
  protected:

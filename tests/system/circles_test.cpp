@@ -13,7 +13,7 @@
 #include "platform/system/os_version.h"
 #include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
-#include "support/no_folders.h"
+#include "support/no_disk.h"
 #include "support/recording_alerts.h"
 #include "support/recording_display.h"
 #include "support/recording_log.h"
