@@ -71,7 +71,7 @@ bool clsSecurity::MakeSafeInboxItem(const std::shared_ptr<MailItem>& item) {
   } catch (const std::exception& fault) {
     errorText_ = fault.what();
   }
-  // Nothing half-built may ever be sent.
+  // A half-built forward must never be sent.
   mobjSafe_.reset();
   sizeWithinLimit_ = false;
   return false;
@@ -213,7 +213,8 @@ void clsSecurity::applySizeRule(const Settings& settings) {
   }
 }
 
-// A reply to the forward goes to the writer. Without this the forward is still worth sending.
+// Replies to the forward go to the original sender. A failure here is ignored: the forward is still
+// worth sending.
 void clsSecurity::setReplyTo(const std::string& sender) {
   if (characterCount(sender) < kShortestReplyAddress) {
     return;
@@ -306,7 +307,7 @@ SafeItem& clsSecurity::madeForward() const {
   return *mobjSafe_;
 }
 
-// Reports and task requests have no reading wrapper; their own properties are open to everyone.
+// Reports and task requests have no reading wrapper: their own properties raise no prompt.
 MailItem& clsSecurity::readable() const {
   if (reader_) {
     return *reader_;

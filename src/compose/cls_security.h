@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// clsSecurity turns one inbox item into a ready-to-send forward and sends it, reading and writing
-// items only through safe items, so that no security prompt of the mail application stops it.
+// clsSecurity builds the forward of one inbox item and sends it. It reads and writes items only
+// through safe items, so that no security prompt of the mail application stops it.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,12 @@
 
 namespace relaybird {
 
-/// One builder serves one pass; it drops what it holds whenever it is handed the next item.
-/// Failures are a false result and errorText(); only the four readers of the inbox item throw,
-/// MailStoreError.
+/// One builder serves one pass; each new item replaces the last one. A failure is a false result
+/// and errorText(). Only the four readers of the inbox item throw MailStoreError.
 class clsSecurity : public ItemReader {
  public:
-  /// Whether MakeSafeInboxItem builds the forward (measured, stripped, addressed, saved) or wraps
-  /// the item just far enough to read it, which is all that a rule needs of an item that may never
-  /// leave.
+  /// Whether MakeSafeInboxItem builds the forward (measured, stripped, addressed, saved) or only
+  /// wraps the item for reading, which is all that a rule needs.
   enum class Purpose { kForward, kRead };
 
   explicit clsSecurity(ObjectFactory& objects, Purpose purpose = Purpose::kForward);
@@ -31,40 +29,41 @@ class clsSecurity : public ItemReader {
   /// Always true. The preferences must outlive the builder's use. Without preferences there is no
   /// size limit and no recipient.
   bool SetPref(const clsPref& prefs) override;
-  /// Selects the short cell-phone format for the forwards to come.
+  /// Selects the short cell-phone format for the next forwards.
   void setFormatForCellPhone(bool cellPhone) { cellPhone_ = cellPhone; }
 
-  /// False for an item of a kind that cannot be forwarded, without a text, and after any fault,
-  /// with the fault's description; there is no forward then. True, but with a text, when there is
-  /// nobody to forward to.
+  /// False for a kind of item that cannot be forwarded (errorText() is empty) and after a fault
+  /// (errorText() describes it); there is no forward then. True, with an errorText(), when there is
+  /// no recipient.
   bool MakeSafeInboxItem(const std::shared_ptr<MailItem>& item) override;
   /// Whether the last forward built keeps the size limit.
   bool sizeWithinLimit() const { return sizeWithinLimit_; }
   std::string errorText() const override { return errorText_; }
 
-  /// Resolves the recipients, hands the forward to the outbox and asks for delivery. False when one
-  /// recipient cannot be resolved, and nothing was sent then, or after a fault; a fault in the
-  /// delivery leaves the forward in the outbox.
+  /// Resolves the recipients, hands the forward to the outbox and asks for delivery. False when a
+  /// recipient cannot be resolved (nothing is sent then) and after a fault; after a fault in the
+  /// delivery the forward stays in the outbox.
   bool send();
-  /// Measures the forward as it now is. False with a text when there is none, or of a wrong class.
+  /// Measures the current forward. False, with an errorText(), when there is none or when it is of
+  /// a wrong class.
   bool GetSafeItemSizes();
   std::int32_t textSize() const { return textSize_; }                ///< characters
   std::int32_t attachmentsSize() const { return attachmentsSize_; }  ///< bytes
 
-  /// Of the forward; empty when there is none, and after a fault, whose description is errorText().
+  /// Of the forward; empty when there is none and after a fault, which errorText() describes.
   std::string GetSafeItemSubject();
   std::string GetSafeItemBody();
   std::string GetSafeItemEmailId();
 
-  /// Of the inbox item handed over last, as it is; a report's sender is "Administrator" and a task
-  /// request's "task".
+  /// Of the last inbox item, unchanged. The sender of a report is "Administrator", that of a task
+  /// request "task".
   std::string inboxSubject() override;
   std::string inboxBody() override;
   std::string senderName() override;
   std::string senderAddress() override;
 
  private:
-  /// What the preferences say to one forward.
+  /// The preferences that apply to one forward.
   struct Settings {
     SizeLimit limit;
     bool includeAttachments = true;
@@ -102,7 +101,7 @@ class clsSecurity : public ItemReader {
   std::optional<std::string> senderAddress_;
 };
 
-/// Readers for the forwarding rules: builders that only read. The factory must outlive them.
+/// Makes readers for the forwarding rules: builders that only read. The factory must outlive them.
 ItemReaderMaker itemReaders(ObjectFactory& objects);
 
 }  // namespace relaybird

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The size limit of forwards: megabytes of 1,000,000, 32-bit sizes. A number that does not fit 32
-// bits throws MailStoreError("Overflow") and is never wrapped.
+// The size limit of forwards: megabytes of 1,000,000 bytes, 32-bit sizes. A number that does not
+// fit 32 bits throws MailStoreError("Overflow"); nothing wraps.
 #pragma once
 
 #include <cstdint>
@@ -20,11 +20,12 @@ std::int32_t textSizeOf(std::string_view subject, std::string_view body);
 /// The sum of two sizes.
 std::int32_t addedSizes(std::int32_t left, std::int32_t right);
 
-/// Whether a size is at most the limit, which is taken to the nearest byte, halves to even. Nothing
-/// is computed, and so nothing overflows, while the limit does not apply.
+/// Whether a size is at most the limit, rounded to the nearest byte, halves to even. While the
+/// limit does not apply nothing is computed, so nothing can overflow.
 bool keepsLimit(std::int32_t size, const SizeLimit& limit);
 
-/// The same with the limit taken to the nearest whole megabyte: 1.5 allows 2,000,000, 0.5 nothing.
+/// The same with the limit rounded to whole megabytes, halves to even: 1.5 allows 2,000,000 bytes,
+/// 0.5 allows none.
 bool keepsWholeMegabytes(std::int32_t size, const SizeLimit& limit);
 
 }  // namespace relaybird

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Two timers drive the schedule: tmrMinute counts down to the next check, tmrSync watches a running
+// synchronisation. Checks never overlap: one that finds another check or a synchronisation running
+// is refused and logged, not queued. Many calls here let events run (every status text does), so
+// the state is read again after them, and what may open a box comes last.
 #include "engine/check_schedule.h"
 
 #include <algorithm>
@@ -57,7 +61,7 @@ void CheckSchedule::tmrMinuteTick() {
   }
   if (state_.minutesLeft == 0 && !state_.m_bBusyFwd && !state_.passRunning && !state_.syncBusy) {
     ForwardTrigger();
-    // Unless the user switched off in the middle of it.
+    // The user may have switched off during the check.
     if (tmrMinute_->enabled()) {
       resetMinutesLeft();
     }
@@ -112,15 +116,15 @@ void CheckSchedule::SyncStart(bool sendSync) {
     const bool forwards = std::exchange(state_.sendSync, false);
     state_.syncBusy = false;
     tmrSync_->setEnabled(false);
-    // One that still answers is kept: the next check runs its pass in it at once.
+    // An application that still answers is kept: the next check runs its pass at once.
     session_.dropIfGone();
     status_.SetStatusToPreset();
-    // Last: the status line lets events run, and the end of a test is told in a box.
+    // Last, because the status line lets events run and the end of a test cycle opens a box.
     failSync(forwards, error.what(), {});
   }
 }
 
-// A check that has sent its forwards is none that failed.
+// A failed send synchronisation raises no alert: its check has done its work.
 void CheckSchedule::failSync(bool sendSync, const std::string& text,
                              const std::string& storeWords) {
   const std::string now = world_.clock.toText(world_.clock.now());
@@ -138,8 +142,8 @@ void CheckSchedule::m_sync_SyncEnd() {
   world_.trace.trace(std::string("SyncEnd Entered (busy=") + (state_.syncBusy ? "true" : "false") +
                      ")");
   if (insideSyncEnd_) {
-    // Another end, of a synchronisation that the user started. The pass of the first one still
-    // runs, and has the flag cleared at its end.
+    // The end of another synchronisation, started by the user. The pass after the first one still
+    // runs, and the flag is cleared at its end.
     pass_.ForwardMail();
     return;
   }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // When a check runs, and the send/receive around it: a minute timer counts down to the next check;
-// a check runs its pass at once while the mail application is open, or first has it synchronise; a
-// pass that sent something is followed by a synchronisation that sends; one that never ends is
-// given up.
+// a check runs its pass at once while the mail application is open, and starts a synchronisation
+// first while it is not; a pass that sent something is followed by a synchronisation that sends. A
+// synchronisation without an end is given up after fifteen minutes.
 #pragma once
 
 #include <functional>
@@ -29,17 +29,17 @@ class CheckSchedule {
 
   /// Asks for a check now. Refused and logged while a pass or a synchronisation runs.
   void ForwardTrigger();
-  /// Starts a synchronisation; `sendSync` when it is there to send the forwards of a pass. A
-  /// failure is logged.
+  /// Starts a synchronisation; `sendSync` says that its purpose is to send the forwards of a pass.
+  /// A failure is logged.
   void SyncStart(bool sendSync = false);
   /// Handles the end of a synchronisation, ours or the user's.
   void m_sync_SyncEnd();
 
   /// Sets the minutes to the next check from the preferences, shows them and starts counting. A
-  /// check that stopCountdown() dropped, and whose synchronisation still runs, is wanted again.
+  /// check that stopCountdown() dropped takes place after all if its synchronisation still runs.
   void startCountdown();
-  /// Stops counting, and drops a check that waits for its synchronisation. The field is left to the
-  /// caller.
+  /// Stops counting, and drops a check that waits for its synchronisation. The caller
+  /// updates the field.
   void stopCountdown();
 
   const Timer& tmrMinute() const { return *tmrMinute_; }
@@ -60,7 +60,7 @@ class CheckSchedule {
   StatusDisplay& status_;
   MailSession& session_;
   InboxPass& pass_;
-  /// While the end of an inbox synchronisation is being handled, its flag still stands; a send
+  /// While the end of an inbox synchronisation is being handled, its flag is still set; a send
   /// synchronisation asked for by the pass then waits until the flag is cleared.
   bool insideSyncEnd_ = false;
   bool sendSyncWaits_ = false;

@@ -7,8 +7,8 @@
 
 namespace relaybird {
 
-/// The running state that the session, the pass and the schedule share. Touched on the
-/// user-interface thread alone, so the flags are all that keeps work from overlapping.
+/// The running state that the session, the pass and the schedule share. Used on the
+/// user-interface thread only, so these flags suffice to keep work from overlapping.
 struct EngineState {
   bool m_bBusyFwd = false;    ///< a start, a test cycle or a pass is running
   bool syncBusy = false;      ///< a synchronisation that we started is running
@@ -22,14 +22,14 @@ struct EngineState {
 
   std::int32_t minutesLeft = 0;   ///< until the next check
   std::int16_t itemsInPass = 0;   ///< how many items the pass walks
-  std::int16_t itemsVisited = 0;  ///< and how many of them it has come to
+  std::int16_t itemsVisited = 0;  ///< how many of them it has reached
   std::int16_t forwardedThisPass = 0;
-  std::int16_t failedThisPass = 0;  ///< items that were to be forwarded and could not be
-  bool lastPassCompleted = false;   ///< the last pass ran and met no fault
+  std::int16_t failedThisPass = 0;  ///< items that should have been forwarded but failed
+  bool lastPassCompleted = false;   ///< the last pass ran without a fault
 
   bool passRunning = false;  ///< a pass is on the stack; m_bBusyFwd is also cleared from outside
-  bool stopPass = false;     ///< the pass is to end after the item in hand
-  bool ending = false;       ///< the program is: a pass ends as above, and nothing else is started
+  bool stopPass = false;     ///< the pass ends after the current item
+  bool ending = false;       ///< the program ends: a pass ends as above, nothing else starts
 };
 
 }  // namespace relaybird

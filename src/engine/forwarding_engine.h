@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The forwarding engine: session, pass, schedule and status line put together over one shared
-// state. One object per program, on the user-interface thread; front ends drive it and show what it
-// reports.
+// The forwarding engine: session, pass, schedule and status line over one shared state. One object
+// per program, used on the user-interface thread only; front ends drive it and show its reports.
 #pragma once
 
 #include "engine/check_schedule.h"

@@ -1,4 +1,12 @@
 // SPDX-License-Identifier: MIT
+// The pass. One item is decided in rising order of cost: the ignore list (one look-up), its kind,
+// its date, the rules, which read its texts. Only an item that passes them all is built into a
+// forward. Everything runs under one error handler: a fault of the store ends the pass with a line
+// in the log, and the next check starts afresh.
+//
+// Status texts let events run, so the user may switch off, or the program may end, in the middle of
+// a pass: the flags are looked at before every item. The trace texts and misspellings are known to
+// users and to their scripts.
 #include "engine/inbox_pass.h"
 
 #include <algorithm>
@@ -16,11 +24,11 @@ namespace {
 
 // Time for the mail application to take over what was sent before anything else is asked of it.
 constexpr std::chrono::milliseconds kPauseAfterPass{3000};
-// A shorter reason is none, and is not worth a line.
+// A shorter reason says nothing and is not logged.
 constexpr std::size_t kShortestReason = 2;
 
-// Counts are 16 bits wide; one that does not fit is an error, never a wrap. `advice` tells the
-// user what there are too many of, and what to do.
+// Counts are 16 bits wide; a larger one is an error and never wraps. `advice` tells the user what
+// exceeds the limit, and what to do.
 std::int16_t toCount(double value, const std::string& advice) {
   const auto count = toInt16(value);
   if (!count) {
@@ -82,21 +90,21 @@ DateTime GetRelevantDate(MailItem& item) {
   }
 }
 
-// What one pass carries from item to item. The reason is one text for the whole pass on purpose:
-// it is never cleared in between, so an item that is skipped without a reason of its own reports
-// the last one written.
+// What one pass keeps from item to item. There is one reason for the whole pass on purpose: it is
+// never cleared in between, so an item that is skipped without a reason of its own reports the last
+// one.
 struct InboxPass::Walk {
   std::shared_ptr<ItemCollection> items;
   std::int16_t count = 0;
   clsSecurity builder;
   std::string reason;
-  // The builder holds the forward of the item in hand.
+  // The builder holds the forward of the current item.
   bool built = false;
 };
 
-// Marks the pass as running for as long as it is on the stack. The busy flag alone does not tell:
-// switching off clears it, and that can happen while the status line lets events run. A pass
-// within another one leaves the marks alone.
+// Marks the pass as running while it is on the stack. The busy flag alone is not enough: switching
+// off clears it, and that can happen while the status line lets events run. A pass inside another
+// one leaves the marks alone.
 class InboxPass::Running {
  public:
   explicit Running(EngineState& state) : state_(state), withinAnother_(state.passRunning) {
@@ -120,7 +128,7 @@ class InboxPass::Running {
   const bool withinAnother_;
 };
 
-// How the attempt to forward one item ended. `sent` false without a failure is an item too large.
+// How the attempt to forward one item ended. Neither sent nor a failure: the item is too large.
 struct InboxPass::Attempt {
   bool sent = false;
   std::optional<std::string> failure;
@@ -229,8 +237,8 @@ std::shared_ptr<ItemCollection> InboxPass::unreadItems() {
   return items;
 }
 
-// Visits every item, the last one first. False when the maximum or the program's end ended the
-// pass.
+// Visits every item, the last one first. False when the pass ended early because of the maximum or
+// the end of the program.
 bool InboxPass::walkItems(Walk& walk) {
   world_.display.repaint();
   const std::string ofCount = " of " + std::to_string(walk.count);
@@ -260,7 +268,7 @@ bool InboxPass::walkItems(Walk& walk) {
   return true;
 }
 
-// Events have run: the user may have had enough, or the program may be ending.
+// Events have run: the user may have switched off, or the program may be ending.
 bool InboxPass::stopWanted(std::int32_t itemsLeft) {
   if (!state_.ending && !state_.stopPass) {
     return false;
@@ -288,7 +296,7 @@ void InboxPass::visit(Walk& walk, const std::shared_ptr<MailItem>& item) {
   }
 }
 
-// The ignore list comes first: an item that stands there costs one look-up and is not read.
+// The ignore list comes first: an item on it costs one look-up and is not read.
 bool InboxPass::decide(Walk& walk, const std::shared_ptr<MailItem>& item,
                        const std::string& entryId) {
   if (isIgnored(entryId) || !ValidateInboxType(*item)) {
@@ -390,7 +398,7 @@ void InboxPass::fault(const std::string& description) {
   session_.dropIfGone();
   world_.alerts.checkFailed(description);
   status_.SetStatusToPreset(kStatusError);
-  // Last: the status line lets events run, and the end of a test is told in a box.
+  // Last, because the status line lets events run and the end of a test cycle opens a box.
   endTestCycle();
 }
 

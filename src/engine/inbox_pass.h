@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // One pass over the unread items of the inbox: decides for each whether it is forwarded, has the
-// forward built and sent, marks the item, and says in the activity log what was done and why not.
+// forward built and sent, marks the item, and logs what was done, or why it was not.
 #pragma once
 
 #include <cstdint>
@@ -30,14 +30,14 @@ class InboxPass {
   /// store included, go to the log, the status line and the counters; nothing is thrown.
   void ForwardMail();
 
-  /// Has the pass that runs now end after the item in hand, as at its last item. Nothing where none
-  /// runs.
+  /// Makes the running pass end after the current item, as at its last item. Does nothing when no
+  /// pass runs.
   void stopAfterItem();
 
-  /// Forgets which items have been decided on. Called whenever forwarding is switched on or tested.
+  /// Forgets which items have been decided. Called whenever forwarding is switched on or tested.
   void ResetIgnoreList();
 
-  /// Ends a test cycle, if one runs: its command can be used again.
+  /// Ends a running test cycle: its command can be used again.
   void endTestCycle();
 
  private:

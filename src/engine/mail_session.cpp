@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Each step obtains one object (application, namespace, inbox, synchronisation object) or throws a
+// Failure, which open() turns into a result and a fixed text. Status texts let events run between
+// the steps, and an event may release the session: release() then waits until the outermost
+// ResetOlkObj ends, so that no step loses an object that it is using.
 #include "engine/mail_session.h"
 
 #include <utility>
@@ -176,7 +180,7 @@ void MailSession::release() {
     try {
       sync_->onSyncEnd({});
     } catch (const MailStoreError&) {
-      // A store that has gone away raises no more events.
+      // A store that has gone away raises no more events, so there is nothing to take back.
     }
   }
   sync_.reset();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The session with the mail application: the objects that a pass and a synchronisation work on.
+// The session with the mail application: the objects that a pass and a synchronisation use.
 #pragma once
 
 #include <cstdint>
@@ -34,29 +34,30 @@ class MailSession {
   MailSession(const MailSession&) = delete;
   MailSession& operator=(const MailSession&) = delete;
 
-  /// Makes sure of the application and its namespace, on demand also of the inbox and of the
-  /// synchronisation object, making only what is missing. Returns a SessionResult; what was
-  /// obtained before a failure is kept, so that the next call goes on from there. `showStatus` puts
-  /// each step into the status line. Throws nothing of the store.
+  /// Ensures that the application and its namespace are available, on demand also the inbox and the
+  /// synchronisation object; obtains only what is missing. Returns a SessionResult. What was
+  /// obtained before a failure is kept, so that the next call continues from there. `showStatus`
+  /// shows each step in the status line. Faults of the store are not thrown.
   std::int16_t ResetOlkObj(bool getInbox, bool getSync, bool showStatus);
-  /// Whether the held application still answers; false when none is held.
+  /// Whether the application that was obtained still answers; false when there is none.
   bool IsOutlookOpen() const;
-  /// Drops every object, so that the next ResetOlkObj starts afresh. Inside ResetOlkObj, whose
-  /// status texts let events run, that waits until its end; it then fails.
+  /// Drops every object, so that the next ResetOlkObj starts afresh. When called from inside
+  /// ResetOlkObj, whose status texts let events run, the objects are dropped at its end, and it
+  /// fails.
   void release();
-  /// Drops the objects of an application that has gone away; they would fail for good.
+  /// Drops the objects of an application that has gone away; every call on them would fail.
   void dropIfGone();
 
   /// The fixed text of the last failure; empty after success.
   const std::string& errorText() const { return errorText_; }
-  /// What the store itself said about the last failure; empty where it said nothing.
+  /// The store's own description of the last failure; empty when it gave none.
   const std::string& storeWords() const { return storeWords_; }
-  /// What says most about the last failure: the store's words, else the fixed text.
+  /// The best description of the last failure: the store's words, else the fixed text.
   const std::string& lastWords() const { return storeWords_.empty() ? errorText_ : storeWords_; }
 
   Application* application() const { return application_.get(); }
   Folder* inbox() const { return inbox_.get(); }
-  /// Shared, so that it outlives a release in the middle of its use.
+  /// Shared, so that it survives a release while it is in use.
   std::shared_ptr<SyncObject> syncObject() const { return sync_; }
 
  private:

@@ -5,10 +5,10 @@ namespace relaybird {
 namespace {
 
 constexpr std::chrono::milliseconds kLabelInterval{1000};
-// How long the end of a check is left to be read.
+// How long the text for a completed check stays.
 constexpr std::chrono::seconds kCompletedStands{10};
 
-bool tellsOfACompletedCheck(std::int16_t code) {
+bool isCompletedCheck(std::int16_t code) {
   return code == kStatusCompleted || code == kStatusCompletedNothingNew;
 }
 
@@ -56,7 +56,7 @@ void StatusDisplay::SetStatusLabel(const std::string& text) {
 
 void StatusDisplay::SetStatusToPreset(std::int16_t code) {
   SetStatusLabel(std::string(statusPresetText(code)));
-  if (tellsOfACompletedCheck(code)) {
+  if (isCompletedCheck(code)) {
     watch(Shown::kCompleted);
   }
 }

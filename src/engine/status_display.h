@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The status line's texts.
+// The status line: its fixed texts, and the texts that replace themselves after a while.
 #pragma once
 
 #include <chrono>
@@ -14,7 +14,7 @@
 
 namespace relaybird {
 
-/// Codes of the fixed status texts. The gaps are on purpose: other codes show an empty line.
+/// Codes of the fixed status texts. Every other code shows an empty line.
 enum StatusPreset : std::int16_t {
   kStatusIdle = 0,
   kStatusUpdating = 1,
@@ -28,7 +28,7 @@ enum StatusPreset : std::int16_t {
   kStatusOff = 30,
 };
 
-/// The text of a preset code; empty for a code that is none.
+/// The text of a preset code; empty for an unknown one.
 std::string_view statusPresetText(std::int16_t code);
 
 class StatusDisplay {
@@ -37,21 +37,21 @@ class StatusDisplay {
   StatusDisplay(EngineDisplay& display, const EngineState& state, const Clock& clock,
                 TimerMaker& timers);
 
-  /// Shows the text at once: it lets pending events run before it returns, so that the text stands
-  /// there while the caller goes on with long work.
+  /// Shows the text at once: pending events run before it returns, so that the text is visible
+  /// while the caller continues with long work.
   void SetStatusLabel(const std::string& text);
   void SetStatusToPreset(std::int16_t code);
   /// The resting text: idle while forwarding is on, turned off while it is off.
   void SetStatusToPreset();
-  /// Tells of a running synchronisation. Once nothing runs any more, the end of the check takes the
-  /// text's place.
+  /// Shows that a synchronisation runs. Once nothing runs any more, the text for a completed check
+  /// replaces this one.
   void showSynchronizing();
   void ResetMinUntilCheckText();
 
   const Timer& tmrForLabel() const { return *tmrForLabel_; }
 
  private:
-  /// What stands in the status line, as far as it has to give way to something later.
+  /// The kind of text that is shown: the last two are replaced after a while.
   enum class Shown { kOther, kSynchronizing, kCompleted };
 
   void tmrForLabelTick();
@@ -62,7 +62,7 @@ class StatusDisplay {
   const Clock& clock_;
   Shown shown_ = Shown::kOther;
   DateTime shownAt_ = kNoDate;
-  /// Runs only while something stands in the status line that has to give way by itself.
+  /// Runs only while a text is shown that will be replaced.
   std::unique_ptr<Timer> tmrForLabel_;
 };
 

@@ -13,7 +13,7 @@ constexpr std::string_view kCleaned("\t\n\r;\0 ", 6);
 constexpr std::string_view kLineBreak = "\r\n";
 constexpr std::size_t kMostEntries = std::numeric_limits<std::int16_t>::max();
 
-// Numbers stand with a blank in the place of the sign.
+// A number with a blank in place of the plus sign, as the message has always shown it.
 std::string spacedNumber(std::size_t number) {
   return " " + std::to_string(number);
 }

@@ -27,24 +27,23 @@ class clsPref;
 class ItemReader {
  public:
   virtual ~ItemReader() = default;
-  /// Hands over the preferences; true when they were taken.
+  /// Sets the preferences to use; true when they were accepted.
   virtual bool SetPref(const clsPref& prefs) = 0;
-  /// Wraps the item. False when it cannot be wrapped, and errorText() may say why.
+  /// Wraps the item. False when that fails; errorText() may say why.
   virtual bool MakeSafeInboxItem(const std::shared_ptr<MailItem>& item) = 0;
   virtual std::string errorText() const = 0;
 
-  /// The inbox item's own texts, not its forward's. Read when first asked for; throw
-  /// MailStoreError.
+  /// The texts of the inbox item, not of its forward. Read on first use; throw MailStoreError.
   virtual std::string inboxSubject() = 0;
   virtual std::string inboxBody() = 0;
   virtual std::string senderName() = 0;
   virtual std::string senderAddress() = 0;
 };
 
-/// Makes a fresh reader for one item. It measures, addresses and saves nothing.
+/// Makes a new reader for one item. A reader only reads: it does not measure, address or save.
 using ItemReaderMaker = std::function<std::unique_ptr<ItemReader>()>;
 
-/// What clsPref needs of the world. The referenced objects must outlive it.
+/// Everything that clsPref is given from outside. The referenced objects must outlive it.
 struct PrefWorld {
   FileSystem& files;
   ProfileStrings& profiles;
@@ -54,11 +53,11 @@ struct PrefWorld {
   ItemReaderMaker makeReader = nullptr;
   /// Makes a file the application's help file.
   std::function<void(const std::string& file)> setHelpFile = [](const std::string&) {};
-  /// A line for the verbose log: a key that could not be read as it stands.
+  /// Takes a line for the verbose log, e.g. about a key with an unusable value.
   std::function<void(const std::string& line)> logVerbose = [](const std::string&) {};
-  /// Words for the log: why a save failed.
+  /// Takes a message for the log, e.g. why a save failed.
   std::function<void(const std::string& words)> log = [](const std::string&) {};
-  /// What the user's numbers may have in place of the point. The file keeps the point.
+  /// The user's decimal separator, accepted besides the point. The file always has the point.
   std::string decimalSeparator = ".";
 };
 
@@ -67,7 +66,7 @@ class PrefForms;
 /// What FormToClass returns after an unexpected failure.
 inline constexpr int kUnexpectedTransferFailure = -1000;
 
-/// Operations return a status and leave a text. Only the two readers of a task request throw.
+/// Operations return a status and set a text. Only the two readers of a task request throw.
 class clsPref {
  public:
   explicit clsPref(PrefWorld world);
@@ -87,32 +86,31 @@ class clsPref {
   const PreferenceFields& fields() const { return fields_; }
   PreferenceFields& fields() { return fields_; }
 
-  /// Where the settings are kept. Moves a former file into place first; the former file's path when
-  /// the folder cannot be made or the file cannot be moved, which the log tells once.
+  /// The path of the preference file. Moves a former file into place first. Returns the former path
+  /// when the folder cannot be created or the file cannot be moved, which is logged once.
   std::string GetPrefIniFname();
   std::string GetOldPrefIniFname() const;
   /// Fills every field from the file; a missing file gives the defaults. Returns 1.
   int ReadIniPref(const std::string& section = "default");
-  /// 1 when every key was written, durably; -1 when a write failed, and mstrErrDesc says so. The
-  /// keys written before the failed one stay in the file; the log tells why.
+  /// 1 when every key is on disk; -1 when a write failed: mstrErrDesc says so, and the log says
+  /// why. The keys written before the failed one stay in the file.
   int WriteTofile(const std::string& section = "default");
 
-  /// Status 1: decided; `forward` is the decision, and when a rule rejected the item `reason` says
-  /// which. Status -1: the text rule could not be evaluated; both are left alone, and lastReason()
+  /// Status 1: decided; `forward` is the decision, and `reason` names the rule that rejected the
+  /// item. Status -1: the text rule could not be evaluated; both are unchanged, and lastReason()
   /// says why.
   int intShouldForward(const std::shared_ptr<MailItem>& item, bool& forward, std::string& reason);
-  /// Whether a rule holds an item back of which no forward can be built. The rules themselves only
-  /// read an item, for speed: whoever builds its forward then tells them what came of it.
+  /// Whether a rule rejects an item whose forward cannot be built. For speed the rules only read an
+  /// item; the caller builds the forward and reports a failure with intWithoutForward.
   bool bolRulesNeedForward() const;
-  /// Decides, as intShouldForward does, on an item that it has let through and of which no forward
-  /// can be built; `problem` says why.
+  /// Decides, with the results of intShouldForward, about an item that passed the rules but whose
+  /// forward cannot be built; `problem` says why.
   int intWithoutForward(const std::string& problem, bool& forward, std::string& reason);
   /// Status 1 and whether the item itself keeps the size limit; -1 when it could not be read, and
-  /// `withinLimit` is left alone.
+  /// `withinLimit` is unchanged.
   int intCheckSize(const std::shared_ptr<MailItem>& item, bool& withinLimit) const;
   const std::string& lastReason() const { return lastReason_; }
-  /// The address and the display name of the sender of the task that a task request carries. Throw
-  /// MailStoreError.
+  /// Address and display name of the sender of the task in a task request. Throw MailStoreError.
   std::string GetTaskRequestEmail(const std::shared_ptr<MailItem>& item) const;
   std::string GetTaskRequestSendername(const std::shared_ptr<MailItem>& item) const;
 
@@ -130,7 +128,7 @@ class clsPref {
 
   /// The windows that the next three work on; must outlive their use.
   void connectForms(PrefForms& forms) { forms_ = &forms; }
-  /// Takes over what stands in the settings dialog, when all of it is acceptable. Returns 1; -1
+  /// Stores the content of the settings dialog if all of it is acceptable. Returns 1; -1
   /// when a value was refused, and mstrErrDesc says which; 0 when the user declined to go on after
   /// a failed address check, and mbolDontExit is set. Nothing has been stored then.
   /// kUnexpectedTransferFailure after any other failure, which the verbose log names; what was
@@ -145,7 +143,7 @@ class clsPref {
   /// Shows the forward-to addresses in the main window.
   void UpdateEmailAddrOnMainForm();
 
-  // What the dialog and the address check leave for FormToClass, and it for them.
+  // Shared by the dialog, the address check and FormToClass.
   bool mbolChangedFwdAd =
       false;  ///< the forward-to addresses were edited since they were filled in
   bool mbolHaveCheckedAd = false;  ///< and have been checked since the last edit

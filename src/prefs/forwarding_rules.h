@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The matching behind the forwarding rules: words against a text, senders against a list, both
-// without regard to case. What to match and what follows from it is clsPref's intShouldForward.
+// The matching of the forwarding rules: words in a text, senders in a list, both ignoring case.
+// clsPref's intShouldForward decides what is matched, and what follows from it.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace relaybird {
 
-/// Why a rule held an item back, word for word as the activity log shows it.
+/// Why a rule rejected an item: the exact texts of the activity log.
 inline constexpr std::string_view kTextNotFound =
     "Email did not contain mandatory text string(s) that you specified in  the Settings dialog";
 inline constexpr std::string_view kSenderExcluded =
@@ -20,8 +20,8 @@ inline constexpr std::string_view kSenderNotListed =
     "Email was not sent by the  sender(s) that you specified in the Settings dialog";
 inline constexpr std::string_view kSenderUnknown = "Problem determining sender";
 
-/// A list with the case of its letters folded. One pass asks for the same list with every item;
-/// only a list that has changed is converted again.
+/// A list with its letter case folded. A pass asks for the same list for every item; only a changed
+/// list is converted again.
 class FoldedList {
  public:
   const StringList& of(const StringList& list);
@@ -31,14 +31,13 @@ class FoldedList {
   StringList folded_;
 };
 
-/// Whether the text holds all of the words (kMatchAll) or any one of them (every other type), as
-/// parts of it. An empty word is part of every text but the empty one. Words without entries never
-/// match.
+/// Whether the text contains all of the words (kMatchAll) or any of them (every other type). An
+/// empty word is part of every text except an empty one. An empty list of words never matches.
 bool wordsMatch(std::string_view text, const StringList& foldedWords, std::int16_t matchType);
 
-/// Whether an entry is a part of the sender's address or display name. A domain beyond ASCII is
-/// found by its "xn--" form and by its letters. An address without "@" is the store's inner name
-/// for somebody and does not count.
+/// Whether an entry is part of the sender's address or display name. An internationalised domain is
+/// found both by its "xn--" form and by its letters. An address without "@" is an internal name of
+/// the store and is ignored.
 bool senderIsListed(std::string_view address, std::string_view name,
                     const StringList& foldedEntries);
 

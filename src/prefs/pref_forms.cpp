@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The checks run in a fixed order, and the first refusal ends them. Values are collected meanwhile
+// and stored by the caller only after all were accepted, so a refusal changes no setting.
 #include "prefs/pref_forms.h"
 
 #include "platform/text/number_text.h"
@@ -49,7 +51,7 @@ bool FormCheck::sizeIsLimited() const {
   return forms_.value("chkLimitFileSize") == 1;
 }
 
-// A negative size is let through: it holds every item back.
+// A negative size is accepted: it rejects every item.
 bool FormCheck::sizeAccepted() {
   if (!sizeIsLimited()) {
     return true;

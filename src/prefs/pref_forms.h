@@ -40,8 +40,8 @@ class FormCheck {
  public:
   enum class Verdict { kAccepted, kDeclined, kRefused };
 
-  /// `addressesAreBad`: an address check has failed, so that the user has to agree.
-  /// `decimalSeparator`: what the user's numbers may have in place of the point.
+  /// `addressesAreBad`: an address check has failed, so the user is asked whether to continue.
+  /// `decimalSeparator`: the user's decimal separator, accepted besides the point.
   FormCheck(PrefForms& forms, bool addressesAreBad, std::string_view decimalSeparator);
 
   Verdict run();
@@ -68,14 +68,14 @@ class FormCheck {
   std::string refusal_;
 };
 
-/// Looks whether filling the settings dialog would change it: takes what it is to be filled with,
-/// and changes nothing.
+/// Tells whether filling the settings dialog would change it: receives the values to fill in, and
+/// changes nothing.
 class FormComparison : public PrefForms {
  public:
   /// `forms` must outlive it.
   explicit FormComparison(const PrefForms& forms) : forms_(forms) {}
 
-  /// Whether the dialog showed everything that was set so far already.
+  /// Whether the dialog already shows every value set so far.
   bool same() const { return same_; }
 
   std::string text(std::string_view control) const override { return forms_.text(control); }

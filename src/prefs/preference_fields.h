@@ -15,16 +15,16 @@
 
 namespace relaybird {
 
-/// A list as the user typed it between semicolons. A list that holds nothing is one empty entry; no
-/// entry at all means that it was never filled.
+/// A list that the user types with semicolons between the entries. An empty list is stored as one
+/// empty entry; no entry at all means that the list was never filled.
 using StringList = std::vector<std::string>;
 
-/// mintSenderFilter: whose items are forwarded. Other values are legal and reject nobody.
+/// mintSenderFilter: whose items are forwarded. Other values are legal and reject no sender.
 inline constexpr std::int16_t kForwardFromAnyone = 500;
 inline constexpr std::int16_t kForwardOnlyListed = 501;
 inline constexpr std::int16_t kForwardAllButListed = 502;
 
-/// mintTextToCheck: where the text rule looks. With any other value it lets nothing through.
+/// mintTextToCheck: where the text rule looks. With any other value it rejects every item.
 inline constexpr std::int16_t kCheckSubject = 100;
 inline constexpr std::int16_t kCheckBody = 101;
 inline constexpr std::int16_t kCheckSubjectAndBody = 102;
@@ -37,8 +37,8 @@ inline constexpr std::int16_t kMatchAny = 201;
 /// smaller number in a hand-edited preference file is raised to it.
 inline constexpr std::int32_t kFewestMinutes = 2;
 
-/// The members carry the names of their keys in the preference file. Zero and empty until a file
-/// has been read, a missing one included.
+/// The members are named like their keys in the preference file. They are zero and empty until a
+/// file has been read; reading a missing file gives the defaults.
 struct PreferenceFields {
   double mdblFwdToFrequency = 0;          ///< minutes between checks
   bool mbolFwdUponStart = false;          ///< check once as soon as forwarding is switched on
@@ -64,13 +64,13 @@ struct PreferenceFields {
   StringList mstrFwdToAddress;
 };
 
-/// A text that the file holds with its characters shifted.
+/// A text whose characters are shifted in the file.
 struct ShiftedText {
   std::string PreferenceFields::*member;
 };
 
-/// Where a setting is held. The type decides its text form in the file and, for a whole number, the
-/// width that it must fit.
+/// The member that holds a setting. Its type decides the text form in the file and, for a whole
+/// number, the range.
 using PreferenceMember =
     std::variant<bool PreferenceFields::*, double PreferenceFields::*,
                  std::int16_t PreferenceFields::*, std::int32_t PreferenceFields::*,

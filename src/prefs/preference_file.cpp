@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Reads and writes the settings by walking the table of fields: one overload for each type of
+// member knows its text form. A list is a count and numbered entries; the count is what ends the
+// reading, because profile files have no way to remove keys.
 #include "prefs/preference_file.h"
 
 #include <algorithm>
@@ -17,7 +20,7 @@ namespace {
 
 constexpr int kShift = 17;
 
-std::string moved(std::string_view text, int by) {
+std::string shiftedBy(int by, std::string_view text) {
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) {
@@ -136,7 +139,7 @@ class FieldWriter {
   bool put(std::string_view name, StringList PreferenceFields::*member) {
     const StringList& entries = fields_.*member;
     const std::size_t count = holdsNothing(entries) ? 0 : entries.size();
-    // A greater count would read back as 0 and take every entry with it.
+    // A greater count would be read back as 0, and every entry would be lost.
     if (count > std::numeric_limits<std::int16_t>::max()) {
       return false;
     }
@@ -171,7 +174,7 @@ PreferenceFields readPreferences(const ProfileReader& file, std::string_view sec
   for (const PreferenceField& field : kPreferenceFields) {
     reader.read(field);
   }
-  // No password is worth keeping in a file that hides it so badly.
+  // A password is not kept in a file that hides it so poorly.
   fields.mbolUseWinLogon = true;
   fields.mstrUsername.clear();
   fields.mstrPassword.clear();
@@ -205,11 +208,11 @@ std::optional<std::int32_t> wholeFromText32(std::string_view text) {
 }
 
 std::string shifted(std::string_view text) {
-  return moved(text, kShift);
+  return shiftedBy(kShift, text);
 }
 
 std::string unshifted(std::string_view text) {
-  return moved(text, -kShift);
+  return shiftedBy(-kShift, text);
 }
 
 }  // namespace relaybird

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// An older release kept the file elsewhere. It is moved by rename where that works, and by copy for
+// a link or another file system. At every step one complete file is in place: whatever fails, the
+// settings are the former or the current ones, never a mixture and never the defaults.
 #include "prefs/preference_location.h"
 
 #include <algorithm>
@@ -16,7 +19,7 @@ namespace relaybird {
 
 namespace {
 
-// Far more than any settings; what is larger is not copied, only renamed.
+// Far more than any settings need; a larger file is renamed but not copied.
 constexpr std::size_t kLargestFile = 16 << 20;
 
 constexpr std::string_view kFormerName = "rbx.ini";
@@ -42,7 +45,7 @@ bool isLink(FileSystem& files, const std::string& path) {
   return info && info->type == FileType::kLink;
 }
 
-// What a link leads to; any other path is itself.
+// The target of a link; any other path unchanged.
 std::string target(FileSystem& files, const std::string& path) {
   Result<std::string> resolved = files.resolve(path);
   return resolved ? *resolved : path;
@@ -53,7 +56,7 @@ bool isReadOnly(FileSystem& files, const std::string& path) {
   return !allowed && allowed.error().code != ENOENT;
 }
 
-// The whole file or nothing: a part of it must never take the place of all.
+// The whole file or nothing: a part must never replace a whole file.
 std::optional<std::string> wholeFile(FileSystem& files, const std::string& path) {
   const Result<FileInfo> info = files.inspect(path);
   if (!info || info->size > kLargestFile) {
@@ -67,7 +70,7 @@ std::optional<std::string> wholeFile(FileSystem& files, const std::string& path)
 }
 
 void putBack(FileSystem& files, const std::string& path, const std::optional<std::string>& bytes) {
-  // Nothing is left to try when this fails too: the former file, which wins, is still whole.
+  // If this fails too there is nothing left to try: the former file, which is used, is still whole.
   if (bytes) {
     static_cast<void>(replaceFile(files, path, *bytes));
   } else {
@@ -75,10 +78,9 @@ void putBack(FileSystem& files, const std::string& path, const std::optional<std
   }
 }
 
-// For a former file on another file system, and for a link, which need not lead anywhere from
-// another place: what it leads to is copied, and stays. The former name is removed only when the
-// copy is safely on the disk. One that stays would win over everything saved later, so then the
-// copy is taken back.
+// For a former file on another file system, and for a link, which may be relative: the target is
+// copied and stays. The former name is removed only once the copy is on disk. If it cannot be
+// removed it would replace everything saved later, so the copy is undone.
 bool moveByCopy(FileSystem& files, const std::string& former, const std::string& current) {
   const bool replaces = isFile(files, current);
   const std::optional<std::string> replaced = replaces ? wholeFile(files, current) : std::nullopt;
@@ -96,8 +98,8 @@ bool moveByCopy(FileSystem& files, const std::string& former, const std::string&
   return false;
 }
 
-// Older releases let everyone read the file. A new one in its place is its owner's alone; where it
-// cannot be written now, the next save makes it so. One that is read-only stays as it is.
+// Older releases let everyone read the file. Replacing it makes it readable by its owner only; if
+// that fails now, the next save does it. A read-only file stays unchanged.
 void makePrivate(FileSystem& files, const std::string& path) {
   if (isReadOnly(files, path)) {
     return;
@@ -122,14 +124,14 @@ bool moveFile(FileSystem& files, const std::string& former, const std::string& c
   } else if (renamed.error().code != EXDEV || !moveByCopy(files, former, current)) {
     return false;
   }
-  // A power cut could otherwise bring the former name back, and it would win over all that is saved
+  // Otherwise a power cut could bring the former name back, and it would replace everything saved
   // from now on.
   static_cast<void>(files.syncFolder(parentFolder(former)));
   return true;
 }
 
 bool holdsKey(const ProfileReader& file, const std::string& key) {
-  // No value can hold a line break, so this one is the fallback.
+  // No value can contain a line break, so this fallback cannot be a value.
   constexpr std::string_view kMissing = "\n";
   return file.get(kHelpSection, key, kMissing) != kMissing;
 }
