@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A listed program counts as installed if its file exists; the list is searched anew at each call,
+// because a program may be installed while this one runs.
 #include "ui/forms/desktop_programs.h"
 
 #include <algorithm>
@@ -17,7 +19,7 @@ constexpr const char* kToolFile = R"(\MSINFO32.EXE)";
 
 struct ValueText {
   std::string operator()(const std::string& text) const { return text.substr(0, text.find('\0')); }
-  // Written as "&h" and hexadecimal digits and read as a number again, it is the same number.
+  // Equal to the number written in hexadecimal digits behind "&h" and read again.
   std::string operator()(std::uint32_t number) const { return std::to_string(number); }
 };
 

@@ -20,7 +20,7 @@
 namespace relaybird {
 
 struct ListedProgram {
-  std::string path;  ///< whole
+  std::string path;  ///< absolute
   std::vector<std::string> arguments;
 };
 
@@ -28,7 +28,7 @@ struct ListedProgram {
 using ListedStarter = std::function<Result<void>(const std::string& program,
                                                  const std::vector<std::string>& arguments)>;
 
-/// The tools of the free desktops, the desktop's own before those that go with any.
+/// System-information tools of the free desktops, in order of preference.
 std::vector<ListedProgram> freeDesktopInformationTools();
 
 class ListedSystemInformation : public SystemInformation {
@@ -37,9 +37,9 @@ class ListedSystemInformation : public SystemInformation {
   ListedSystemInformation(std::vector<ListedProgram> programs, FileSystem& files,
                           ListedStarter starter);
 
-  /// Looks afresh at every call: a tool may be installed while the program runs.
+  /// Searches again at every call: a tool may be installed while the program runs.
   std::optional<std::string> program() override;
-  /// With the arguments of the list; with none for a program that is not on it.
+  /// Uses the arguments of the list; none for a program that is not in it.
   Result<void> start(const std::string& program) override;
 
  private:
@@ -48,8 +48,8 @@ class ListedSystemInformation : public SystemInformation {
   ListedStarter starter_;
 };
 
-/// Shows folders and pages by the first program of a list that is installed, each of which takes
-/// either of them behind its own arguments.
+/// Shows folders and web pages with the first installed program of a list. The folder or address
+/// follows the program's own arguments.
 class ListedFolderViewer : public FolderViewer {
  public:
   /// `files` must outlive it.
@@ -67,15 +67,16 @@ class ListedFolderViewer : public FolderViewer {
   ListedStarter starter_;
 };
 
-/// What opens a folder in the user's own file manager on a free desktop, and a page in his browser.
+/// Programs that open a folder in the user's file manager, and a web page in the browser, on a free
+/// desktop.
 std::vector<ListedProgram> freeDesktopFolderOpeners();
 
 enum class RegistryRoot { kCurrentUser, kLocalMachine };
 
-/// The buffer that a value is read into, in characters.
+/// The size of the buffer for a value, in characters.
 inline constexpr std::size_t kRegistryBufferSize = 1024;
 
-/// A text (REG_SZ, in UTF-8, with whatever the buffer held from the closing NUL on) or a 32-bit
+/// A text (REG_SZ, in UTF-8, followed by a NUL and possibly the rest of the buffer) or a 32-bit
 /// number (REG_DWORD).
 using RegistryValue = std::variant<std::string, std::uint32_t>;
 
@@ -83,8 +84,8 @@ using RegistryValue = std::variant<std::string, std::uint32_t>;
 class RegistryKey {
  public:
   virtual ~RegistryKey() = default;
-  /// Reads a value (RegQueryValueExA). An error where there is none of that name, where it is of
-  /// another kind and where it does not fit into `bufferSize` characters.
+  /// Reads a value (RegQueryValueExA). An error if there is no value of that name, if it has
+  /// another type, or if it does not fit into `bufferSize` characters.
   virtual Result<RegistryValue> query(const std::string& valueName, std::size_t bufferSize) = 0;
 };
 
@@ -96,8 +97,8 @@ class Registry {
                                                     const std::string& keyName) = 0;
 };
 
-/// True and the value in `result` where it can be read: a text up to its first NUL, a number in
-/// decimal digits. Else false and an empty `result`. The key is closed either way.
+/// Reads a value into `result`: a text up to its first NUL, a number in decimal digits. Returns
+/// false and an empty `result` if that fails. The key is closed in both cases.
 bool GetKeyValue(Registry& registry, RegistryRoot root, const std::string& keyName,
                  const std::string& valueName, std::string& result);
 
@@ -109,8 +110,8 @@ class RegistrySystemInformation : public SystemInformation {
   /// `registry` and `files` must outlive it.
   RegistrySystemInformation(Registry& registry, FileSystem& files, Starter starter);
 
-  /// The tool that the registry names, unseen; else MSINFO32.EXE where it is in the folder that the
-  /// registry names.
+  /// The tool that the registry names, without checking that it exists; otherwise MSINFO32.EXE, if
+  /// it exists in the folder that the registry names.
   std::optional<std::string> program() override;
   Result<void> start(const std::string& program) override { return starter_(program); }
 

@@ -18,7 +18,7 @@ constexpr const char* kDisclaimer =
 // As in the licence.
 constexpr const char* kCopyright = "Copyright (c) 2026 The Relaybird maintainers";
 
-// Also what the desktop's software catalogues are told.
+// The same address as in the metadata for software catalogues.
 constexpr const char* kHomepage = "https://relaybird.org/";
 
 std::string versionText(const ProgramVersion& version) {

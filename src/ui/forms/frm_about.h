@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// frmAbout: the about box, whose button starts the desktop's system-information tool, and whose
-// link opens the program's page on the web.
+// frmAbout: the about box. Its button starts the desktop's system-information tool, its link opens
+// the program's web page.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ class frmAbout : public Form {
 
   /// Fills in the version and shows the box over its owner.
   void open(Form& owner);
-  /// Starts the tool; says so in a box where there is none or it does not start.
+  /// Starts the tool; shows a box if there is none or it does not start.
   void StartSysInfo();
 
   Control lblTitle{*this, ControlKind::kLabel, "lblTitle", "Relaybird  vX.X.X"};
@@ -26,7 +26,7 @@ class frmAbout : public Form {
   Control cmdOk{*this, ControlKind::kButton, "cmdOk", "OK"};
   Control cmdSysInfo{*this, ControlKind::kButton, "cmdSysInfo", "&System Info..."};
   Control lblCopyright{*this, ControlKind::kLabel, "lblCopyright"};
-  /// The version alone, to be copied into a report.
+  /// The version alone, for copying into a report.
   Control lblVersion{*this, ControlKind::kLabel, "lblVersion", "Version:"};
   Control txtVersion{*this, ControlKind::kTextBox, "txtVersion"};
   Control lblHomepage{*this, ControlKind::kLabel, "lblHomepage", "Web page:"};

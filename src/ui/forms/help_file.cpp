@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A missing help file leads to a question, a file dialog, and a note of the choice in rbx.ini. A
+// file that exists but cannot be shown leads to a box from which another file can be chosen. That
+// the choice could not be remembered is reported only after the help is shown.
 #include "ui/forms/help_file.h"
 
 #include <memory>
@@ -10,7 +13,7 @@
 namespace relaybird {
 namespace {
 
-// Paths may be longer than settings are: the longest of any system that this runs on, and the NUL.
+// Longer than the buffer for settings: the longest path of any supported system, and its NUL.
 constexpr std::size_t kPathBufferSize = 32768;
 
 const MessageBox& notFoundBox() {
@@ -24,7 +27,7 @@ const MessageBox& notFoundBox() {
   return kBox;
 }
 
-// The file is there, so that only the user can say whether another is meant.
+// The file exists, so only the user can decide whether to use another one.
 MessageBox unreadableBox(const std::string& why) {
   return {why + "\r\n\r\nPress OK to look for another help file.", "Error", BoxButtons::kOkCancel,
           BoxIcon::kExclamation};
@@ -68,7 +71,7 @@ bool HelpFile::asked(const MessageBox& box) {
   return world_.dialogs.messageBox(box) == BoxAnswer::kOk;
 }
 
-// Whether the location is now another file, one that exists.
+// Whether the user chose an existing file, which is now the location.
 bool HelpFile::chooseFile() {
   std::optional<std::string> chosen =
       world_.dialogs.openFile({"\"Please locate help file (rbx.chm)\"", "Help File (*.chm)|*.chm"});

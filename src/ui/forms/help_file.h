@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The help file: where it is, what happens when it is not there, and how it is shown.
+// The help file: where it is, what happens when it is missing, and how it is shown.
 #pragma once
 
 #include <string>
@@ -16,14 +16,13 @@ class HelpFile {
   explicit HelpFile(const ProgramWorld& world);
 
   const std::string& location() const { return location_; }
-  /// The preferences name another file.
+  /// Called when the preferences name another file.
   void setLocation(std::string file) { location_ = std::move(file); }
 
-  /// Shows a page of the help (HelpViewer::show); asks for the file when it is not where it was. A
-  /// file that the user chooses and that exists is the location from then on, and is remembered for
-  /// the next start in rbx.ini in the Windows folder. Where the file cannot be shown, the user is
-  /// told why and may choose another at once; the next request tries again what is the location
-  /// then. What else fails is told in boxes.
+  /// Shows a page of the help (HelpViewer::show); asks for the file if it is missing. An existing
+  /// file that the user chooses becomes the location, and is remembered for the next start in
+  /// rbx.ini in the Windows folder. If the file cannot be shown, the user is told why and may
+  /// choose another at once. Other failures are reported in boxes.
   void show(const std::string& topic = {});
 
  private:
@@ -37,7 +36,7 @@ class HelpFile {
 
   const ProgramWorld& world_;
   std::string location_;
-  Result<void> kept_;  ///< of the last choice, until it is told
+  Result<void> kept_;  ///< result of remembering the last choice, until reported
 };
 
 }  // namespace relaybird

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The replaced window procedure may be removed while it runs, by what a message causes: procedures
+// and listeners are therefore copied before they are called.
 #include "ui/forms/mod_systray.h"
 
 #include <algorithm>
@@ -9,7 +11,7 @@
 namespace relaybird {
 namespace {
 
-// What the replacement answers for the message that it takes itself.
+// The replacement's result for the message that it handles itself.
 constexpr std::intptr_t kTaken = -1;
 
 }  // namespace
@@ -66,7 +68,7 @@ void modSystray::unhook() {
 }
 
 void modSystray::lost() {
-  // A copy: it may set another.
+  // A copy, because the call may set another listener.
   if (const std::function<void()> listener = onLost_) {
     listener();
   }
@@ -80,7 +82,7 @@ std::intptr_t modSystray::replacementProcedure(const WindowMessage& message) {
     onRightButton_();
     return kTaken;
   }
-  // A copy: what the window does with the message may end in unhook().
+  // A copy, because handling the message may call unhook().
   const WindowProcedure previous = previous_;
   return previous ? previous(message) : 0;
 }
@@ -109,7 +111,7 @@ void IconAbsence::seen(IconArea area) {
   } else if (area == IconArea::kGone && secondsGone_ >= kLongestAbsence) {
     timer_->setEnabled(false);
     if (const auto lost = std::exchange(lost_, nullptr)) {
-      lost();  // nothing of this object after that
+      lost();  // may have destroyed this object
     }
   } else if (other) {
     lookAgainIn(area == IconArea::kGone ? seconds{1} : minutes{1});

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // modSystray: the icon in the notification area, and the messages that it sends to the main window.
-// The window's procedure is replaced while the icon is there, as on Windows; a desktop that reports
-// a click in another way hands in the same message.
+// While the icon is there the window's procedure is replaced, as on Windows; a desktop that reports
+// clicks in another way passes the same message. IconAbsence decides when an area has been gone for
+// too long.
 #pragma once
 
 #include <array>
@@ -36,7 +37,7 @@ struct NotifyIconRecord {
   std::array<char, 64> tip{};  ///< padded with NUL, at least one
 
   std::string_view tipText() const;
-  /// Cuts between characters what does not fit.
+  /// Cuts a longer text between two characters.
   void setTip(std::string_view text);
 };
 
@@ -44,59 +45,60 @@ struct WindowMessage {
   WindowHandle window = 0;
   std::uint32_t message = 0;
   std::uintptr_t high = 0;  ///< wParam
-  std::intptr_t low = 0;    ///< lParam; of our callback message the mouse event
+  std::intptr_t low = 0;    ///< lParam; the mouse event, for our callback message
 };
 
-/// What a window does with its messages.
+/// A window's message handler.
 using WindowProcedure = std::function<std::intptr_t(const WindowMessage&)>;
 
-/// The notification area of the desktop. Calls do not fail towards the caller.
+/// The notification area of the desktop. Calls report no failures.
 class TrayPlatform {
  public:
   virtual ~TrayPlatform() = default;
-  /// Whether there is a notification area now.
+  /// Whether a notification area exists now.
   virtual bool available() = 0;
   virtual WindowHandle mainWindow() = 0;
   virtual IconHandle mainIcon() = 0;
   virtual void addIcon(const NotifyIconRecord& record) = 0;
   virtual void deleteIcon(const NotifyIconRecord& record) = 0;
-  /// Has the window send its messages to `procedure`, and returns what it did with them before. May
-  /// be called while a procedure of the window runs, which must then live until it returns.
+  /// Makes `procedure` handle the window's messages, and returns the former procedure. May be
+  /// called while a procedure of the window is running, which must then live until it returns.
   virtual WindowProcedure replaceProcedure(WindowHandle window, WindowProcedure procedure) = 0;
   virtual void setForegroundWindow(WindowHandle window) = 0;
-  /// Has `listener` called, in an event of its own and once for each icon, when the area that shows
-  /// the icon has gone for too long (see IconAbsence). It may delete the icon and set another
-  /// listener. An area that never goes needs none of this.
+  /// Sets a listener that is called, in an event of its own and once per icon, when the area has
+  /// been gone for too long (see IconAbsence). It may delete the icon and set another listener. The
+  /// default is for an area that never disappears.
   virtual void onIconLost(std::function<void()> /*listener*/) {}
 };
 
 class modSystray {
  public:
-  /// `onRightButton` is called for a press of the right button over the icon; it may unhook.
+  /// `onRightButton` is called when the right button is pressed over the icon; it may unhook.
   /// `platform` must outlive this.
   modSystray(TrayPlatform& platform, std::function<void()> onRightButton);
-  /// Gives the window its own procedure back.
+  /// Restores the window's own procedure.
   ~modSystray();
   modSystray(const modSystray&) = delete;
   modSystray& operator=(const modSystray&) = delete;
 
-  /// Fills the record and adds the icon. Later changes of the tip's text do not reach the icon.
+  /// Fills in the record and adds the icon. Its tool tip does not change afterwards.
   void addIcon(std::string_view toolTip);
-  /// Takes the icon away by the record that it was added with.
+  /// Removes the icon, with the record that it was added with.
   void deleteIcon();
-  /// Who is told, while hooked, that the icon is lost; may unhook, and set another.
+  /// Sets the listener for the loss of the icon while hooked; it may unhook and set another
+  /// listener.
   void onLost(std::function<void()> listener) { onLost_ = std::move(listener); }
-  /// Takes the main window's messages. Nothing where they are taken already.
+  /// Replaces the main window's procedure, unless it is replaced already.
   void hook();
-  /// Gives them back to the procedure that had them. Nothing where they are not taken.
+  /// Restores the former procedure, if it was replaced.
   void unhook();
 
   bool hooked() const { return hooked_; }
   const NotifyIconRecord& record() const { return record_; }
   TrayPlatform& platform() { return platform_; }
 
-  /// The procedure that stands in for the window's own while hooked: the right button over the icon
-  /// is answered with -1, all else goes on to the window's own procedure. 0 while not hooked.
+  /// The replacement procedure: handles the right button over the icon and returns -1; passes every
+  /// other message to the window's own procedure. Returns 0 while not hooked.
   std::intptr_t replacementProcedure(const WindowMessage& message);
 
  private:
@@ -111,25 +113,25 @@ class modSystray {
   bool hooked_ = false;
 };
 
-/// What a look at the desktop's notification area finds.
+/// State of the desktop's notification area.
 enum class IconArea {
   kShown,
   kGone,
-  kHeldBack,  ///< gone for a while that the desktop knows the end of: the screen is locked
+  kHeldBack,  ///< gone until the desktop brings it back: the screen is locked
 };
 
-/// Decides when icons have been away for too long: a panel that crashes or is exchanged is back
-/// within ten seconds and takes in the icons that it finds. Time in which they are held back does
-/// not count. On the user-interface thread; nothing ticks while icons are shown.
+/// Decides when the area has been gone for too long: a panel that crashed or was replaced is back
+/// within ten seconds and shows the existing icons again. Time in state kHeldBack does not count.
+/// For the user-interface thread; no timer runs while icons are shown.
 class IconAbsence {
  public:
-  /// `look` looks once more and reports by seen(), after it has returned; it is asked every second
-  /// while icons are gone, as not every desktop tells when they are back, and every minute while
-  /// they are held back. `lost` is called once, from within seen(), and may end this object.
-  /// `timers` must outlive this.
+  /// `look` examines the area again and reports by seen(), after it has returned. It is called
+  /// every second while icons are gone, because not every desktop reports their return, and every
+  /// minute while they are held back. `lost` is called once, from within seen(), and may destroy
+  /// this object. `timers` must outlive this.
   IconAbsence(TimerMaker& timers, std::function<void()> look, std::function<void()> lost);
 
-  /// What is so now, also unasked.
+  /// Reports the current state; may be called at any time.
   void seen(IconArea area);
 
  private:

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Puts the forms together. The preference object knows no forms; Bridge gives it the settings
+// dialog's controls by name, and the few things that it changes in the main window.
 #include "ui/forms/program_forms.h"
 
 #include <algorithm>
@@ -10,7 +12,7 @@
 
 namespace relaybird {
 
-// The forms as the preference object sees them.
+// The forms, as an interface for the preference object.
 class ProgramForms::Bridge : public PrefForms {
  public:
   Bridge(frmRelaybird& main, frmPrefs& settings, Dialogs& dialogs)
@@ -73,7 +75,7 @@ bool ProgramForms::start() {
   if (main_.prf().bolTurnOnFwdOnStartup()) {
     main_.StartForwarding(true);
   }
-  // Not before: nobody may be there to answer.
+  // Only now, and posted: nobody may be there to answer, and forwarding must start anyway.
   if (settings_.startUpOptionsClash()) {
     world_.events.post([this] { settings_.tellStartUpRule(); });
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The whole program without a screen: every form, put together over one world. A front end makes
-// one, observes its forms, and lets them work.
+// The whole program without a screen: all forms over one ProgramWorld. A front end makes one and
+// observes its forms.
 #pragma once
 
 #include <memory>
@@ -24,27 +24,26 @@ class ProgramForms {
   explicit ProgramForms(const ProgramWorld& world);
   ~ProgramForms();
 
-  /// Loads and shows the main window, and switches forwarding on where the preferences say so.
-  /// False when the program cannot work here; the user has been told.
+  /// Loads and shows the main window, and switches forwarding on if the preferences say so. False
+  /// if the program cannot work here; the user has been told.
   bool start();
-  /// Reads the preference file again, as somebody else has written it, and shows what it holds. An
-  /// open settings dialog keeps what the user is typing.
+  /// Reads and shows the preference file again, after another program has written it. An open
+  /// settings dialog keeps the user's edits.
   void readPreferencesAgain();
-  /// The store has something to tell: puts it into the log, under the time at which it happened,
-  /// and raises it where it matters.
+  /// Handles a notice of the store: logs it with its own time, and raises an alert if needed.
   void storeTells(const StoreNotice& notice);
-  /// Something failed that no part of the program had expected: the log tells it each time, a box
-  /// the first time. Forwarding goes on.
+  /// Reports an unexpected failure: in the log every time, in a box the first time. Forwarding
+  /// continues.
   void unexpected(const std::string& what);
-  /// Ends a pass after the item in hand, and lets go of the mail application. The program is over.
+  /// Ends the program: stops a pass after its current item, and releases the mail application.
   void shutDown();
 
-  /// Nothing runs and nothing waits to: no check, no synchronisation, no start.
+  /// Whether nothing runs or waits to run: no check, no synchronisation, no start.
   bool idle();
 
   /// frmRelaybird, frmPrefs, frmLog, frmAbout.
   std::vector<Form*> forms();
-  /// By name, letter case aside; null where there is none.
+  /// Finds a form by name, ignoring letter case; null if there is none.
   Form* find(std::string_view name);
 
   frmLog& log() { return log_; }

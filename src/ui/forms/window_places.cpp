@@ -12,7 +12,7 @@ namespace relaybird {
 namespace {
 
 constexpr const char* kKey = "place";
-// No screen is larger (X11 counts in 16 bits), and sums of such numbers do not overflow.
+// No screen is larger (X11 uses 16 bits), and sums of such numbers do not overflow.
 constexpr int kFarthest = 32767;
 
 std::string textOf(const WindowPlace& place) {

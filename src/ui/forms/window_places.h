@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Where the user has put the windows, from one run to the next: a file of its own in the state
-// folder, as it is no setting that anybody types. What cannot be read or written is left alone: a
-// window opens where it would without it. All calls on the user-interface thread.
+// The places of the windows, kept from one run to the next in a file of its own in the state
+// folder. Errors are ignored: a window without a stored place opens where the toolkit puts it. All
+// calls are made on the user-interface thread.
 #pragma once
 
 #include <map>
@@ -13,18 +13,18 @@
 
 namespace relaybird {
 
-/// In pixels of the toolkit: the outer corner, and the size within borders and menu, for how wide
-/// those are is known only of a window that is seen.
+/// In pixels of the toolkit: the outer corner, and the size without borders and menu, whose widths
+/// are known only while a window is shown.
 struct WindowPlace {
   int left = 0;
   int top = 0;
   int width = 0;
   int height = 0;
-  bool maximised = false;  ///< the rest is what it goes back to then
+  bool maximised = false;  ///< the other fields are then its restored place
   bool operator==(const WindowPlace&) const = default;
 };
 
-/// The part of a screen that windows may take up.
+/// The part of a screen that windows may occupy.
 struct ScreenArea {
   int left = 0;
   int top = 0;
@@ -37,12 +37,11 @@ class WindowPlaces {
   /// `profiles` must outlive it.
   WindowPlaces(ProfileStrings& profiles, std::string file);
 
-  /// Where a window was when it was last kept, in this run or an earlier one; none where that is
-  /// not known.
+  /// The last kept place of a window, from this run or an earlier one; empty if unknown.
   std::optional<WindowPlace> find(const std::string& window);
-  /// Remembers it for this run, and for the next ones once it is written.
+  /// Keeps a place for this run, and for later runs once write() is called.
   void keep(const std::string& window, const WindowPlace& place);
-  /// Writes what has changed since then.
+  /// Writes the kept places, if they have changed.
   void write();
 
  private:
@@ -52,11 +51,11 @@ class WindowPlaces {
   std::map<std::string, WindowPlace> written_;
 };
 
-/// Whether a window of that place is large enough for what is in it.
+/// Whether the place is large enough for the window's contents.
 bool isLargeEnough(const WindowPlace& place, int leastWidth, int leastHeight);
 
-/// Whether the user would find the window there: the middle of its upper edge, by which windows are
-/// moved, is on one of the screens.
+/// Whether the user can reach the window there: the middle of its upper edge, where windows are
+/// dragged, is on one of the screens.
 bool isInSight(const WindowPlace& place, const std::vector<ScreenArea>& screens);
 
 }  // namespace relaybird

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The log's lines live in the list box, so that the window, the search and the saved file all read
+// the same data. The extent of the list only grows: each line is measured once, when it is added,
+// and not again for a log of many thousand lines.
 #include "ui/forms/log/frm_log.h"
 
 #include <cerrno>
@@ -10,7 +13,7 @@
 namespace relaybird {
 namespace {
 
-// Kept free beside a line, so that the widest one does not touch the frame.
+// Margin beside a line, so that the widest one does not touch the frame.
 constexpr const char* kMargin = "  ";
 
 // Shift, Ctrl and Alt together with V.
@@ -70,7 +73,7 @@ void frmLog::AddToLog(const std::string& text) {
   try {
     AddLine(text);
   } catch (...) {
-    // Failing to show a line never disturbs the work that the line is about.
+    // A failure to log must never interrupt the work that is being logged.
   }
 }
 
@@ -173,7 +176,7 @@ void frmLog::saveAs() {
   }
 }
 
-// Whether nothing is there, or the user gives it up.
+// Whether the path is free, or the user agrees to replace the file.
 bool frmLog::mayBeReplaced(const std::string& path) {
   if (!world_.files.inspect(path)) {
     return true;
@@ -184,8 +187,8 @@ bool frmLog::mayBeReplaced(const std::string& path) {
          BoxAnswer::kYes;
 }
 
-// The lines as they are seen: what a message brought along in its subject must not break a line,
-// nor steer the terminal of whoever reads the file.
+// Writes the lines with visible codes for control characters: a subject must neither break a line
+// nor control the terminal on which the file is read.
 Result<void> frmLog::save(const std::string& path) {
   const auto place = world_.files.resolve(path);
   if (!place) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// frmLog: the activity log and the window that shows it. The lines are held once, in lstLog, and
-// nowhere but in memory, unless the user saves them. All calls on the user-interface thread.
+// frmLog: the activity log and its window. The lines are kept in memory only, in lstLog, unless the
+// user saves them. All calls are made on the user-interface thread.
 #pragma once
 
 #include <cstddef>
@@ -25,31 +25,32 @@ class frmLog : public Form, public ActivityLog {
   void AddToLogV(const std::string& text) override;
   bool verbose() const override { return chkVerboseLog.checked(); }
 
-  /// Lists a line without its leading and trailing blanks, shown or hidden; a text of blanks alone
-  /// makes an empty line. May throw what the screen throws; the line is then listed all the same.
+  /// Adds a line without its leading and trailing blanks, also while the window is hidden; a text
+  /// of only blanks makes an empty line. May throw what the screen throws; the line has been added
+  /// then.
   void AddLine(const std::string& text);
   void ClearLog();
 
-  /// The selected lines in their order, or all where none is selected, each followed by CR LF.
+  /// The selected lines in order, or all lines if none is selected, each followed by CR LF.
   std::string copyText() const;
 
-  /// A text to look for, in any letter case. What is typed goes to the first line that has it.
+  /// The text to find, ignoring letter case. Typing moves to the first line that contains it.
   Control lblFind{*this, ControlKind::kLabel, "lblFind", "Find:"};
   Control txtFind{*this, ControlKind::kTextBox, "txtFind"};
   Control cmdFindPrevious{*this, ControlKind::kButton, "cmdFindPrevious", "&Previous"};
   Control cmdFindNext{*this, ControlKind::kButton, "cmdFindNext", "&Next"};
-  /// Which line it was found in, or that it was not; hidden while nothing is sought.
+  /// The number of the line found, or that there is none; hidden while the search field is empty.
   Control lblFound{*this, ControlKind::kLabel, "lblFound"};
   Control lstLog{*this, ControlKind::kListBox, "lstLog"};
-  /// Hidden until Shift+Ctrl+Alt+V goes down in the list.
+  /// Hidden until Shift+Ctrl+Alt+V is pressed in the list.
   Control chkVerboseLog{*this, ControlKind::kCheckBox, "chkVerboseLog", "Verbose log"};
   Control cmdCopyToClip{*this, ControlKind::kButton, "cmdCopyToClip", "&Copy to Clipboard"};
   Control cmdSaveAs{*this, ControlKind::kButton, "cmdSaveAs", "&Save As..."};
   /// Hides the window, always.
   Control cmdClose{*this, ControlKind::kButton, "cmdClose", "C&lose"};
-  /// The menu over the list.
+  /// The context menu of the list.
   Control mnuLog{*this, ControlKind::kMenu, "mnuLog", "Log"};
-  /// As cmdCopyToClip.
+  /// Same as cmdCopyToClip.
   Control mnuCopy{*this, ControlKind::kMenu, "mnuCopy", "&Copy"};
   Control mnuCopyAll{*this, ControlKind::kMenu, "mnuCopyAll", "Copy &All"};
   Control mnuSaveAs{*this, ControlKind::kMenu, "mnuSaveAs", "&Save As..."};

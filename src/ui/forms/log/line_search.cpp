@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The search keeps a position and the number of lines after it that are known not to contain the
+// text. A longer text continues from there; a shorter or different one starts again. Lines that
+// were added in the meantime are examined before the search wraps around.
 #include "ui/forms/log/line_search.h"
 
 #include <utility>
@@ -31,11 +34,11 @@ bool LineSearch::isHit(std::size_t line) const {
   return !text_.empty() && without_ < size_ && (origin_ + without_) % size_ == line;
 }
 
-// Goes on to the first line that has the text.
+// Continues to the first line that contains the text.
 std::optional<LineSearch::Hit> LineSearch::walk() {
   const std::size_t added = lines_.size() - size_;
   if (origin_ + without_ >= size_) {
-    // Past the end already: what has come there since then is looked at before the rest.
+    // The search has wrapped around already: examine newly added lines before the rest.
     for (std::size_t line = size_; line < lines_.size(); ++line) {
       if (has(line)) {
         begin(line);

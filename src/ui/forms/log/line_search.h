@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Finds a text in lines, while it is typed, and from hit to hit. Letter case does not count. A line
-// is looked at once for a text that grows as it is typed, however many letters that takes: a line
-// without "ab" has no "abc" either. Standard library and platform text alone; one thread.
+// Finds a text in lines, while it is typed and from hit to hit, ignoring letter case. While the
+// text grows, each line is examined only once: a line without "ab" cannot contain "abc". Uses the
+// standard library and platform/text only; for one thread.
 #pragma once
 
 #include <cstddef>
@@ -16,23 +16,24 @@ class LineSearch {
  public:
   struct Hit {
     std::size_t line;
-    bool aroundTheEnd;  ///< found after going on at the other end
+    bool aroundTheEnd;  ///< found after wrapping around
   };
 
-  /// The lines must outlive it. They may grow; where they become fewer, forget() is called.
+  /// The lines must outlive it. They may grow; call forget() when lines are removed.
   explicit LineSearch(const std::vector<std::string>& lines) : lines_(lines) {}
 
-  /// The first line with the text, from line `from` on and around the end. A text that continues
-  /// the one before is looked for from where that one was. None for an empty text, too.
+  /// The first line that contains the text, starting at line `from` and wrapping around. A text
+  /// that extends the previous one is searched from where that one was found. Empty if there is
+  /// none, and for an empty text.
   std::optional<Hit> type(std::string_view text, std::size_t from);
-  /// The next and the previous line with the text that was typed, from line `from`; that line
-  /// itself where it is the only one.
+  /// The next and the previous line that contain the typed text, relative to line `from`; that line
+  /// itself if it is the only one.
   std::optional<Hit> next(std::size_t from);
   std::optional<Hit> previous(std::size_t from);
-  /// As if nothing had been typed.
+  /// Resets the search.
   void forget();
 
-  /// How many lines have been looked at so far.
+  /// The number of lines examined so far, for measurements.
   std::size_t looks() const { return looks_; }
 
  private:
@@ -44,8 +45,8 @@ class LineSearch {
 
   const std::vector<std::string>& lines_;
   std::string text_;  ///< folded
-  // Where the search began, how many lines from there on and around the end do not have the text,
-  // and how many lines there were: the line behind those without it is the hit.
+  // Where the search began, how many lines from there (wrapping around) do not contain the text,
+  // and how many lines there were. The line after those without the text is the hit.
   std::size_t origin_ = 0;
   std::size_t without_ = 0;
   std::size_t size_ = 0;

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Notifications about forwarding. A cause is remembered from its notification until the cause has
+// gone; that is what keeps a mailbox that fails every minute from filling the screen. The texts
+// hold subjects that strangers wrote, so they are reduced to one short line without markup.
 #include "ui/forms/main/attention.h"
 
 #include <chrono>
@@ -16,13 +19,13 @@ constexpr const char* kRefused = "refused";
 constexpr const char* kStopped = "stopped";
 constexpr const char* kMaximum = "maximum";
 
-// A server that is restarted, or a network that is away for a moment, is no news.
+// A restarted server or a short network failure is not worth a notification.
 constexpr int kFailedChecksToTell = 3;
 constexpr std::size_t kLongestWords = 200;
 // Between two notifications of refused messages.
 constexpr std::chrono::hours kQuietTime{24};
 
-// Some desktops read a notification as markup, and a stranger has written the subject.
+// Some desktops interpret markup in notifications, and strangers wrote the subject.
 std::string_view harmless(char c) {
   switch (c) {
     case '<':
@@ -36,7 +39,7 @@ std::string_view harmless(char c) {
   }
 }
 
-// Control characters as blanks, everything else that is hidden by its code.
+// Replaces control characters by blanks, other invisible characters by their codes.
 std::string onOneLine(std::string_view words) {
   std::string line;
   while (!words.empty()) {
@@ -55,7 +58,7 @@ std::string onOneLine(std::string_view words) {
 std::string plainWords(const std::string& words) {
   std::string plain;
   for (const char c : onOneLine(words)) {
-    // Not within a character of several bytes.
+    // Cuts only between characters, never inside a UTF-8 sequence.
     const bool begins = !isContinuation(c);
     if (begins && plain.size() >= kLongestWords) {
       return plain + "...";

@@ -13,24 +13,25 @@
 
 namespace relaybird {
 
-/// Makes one notification of each cause, however many events it has: the next one of the same cause
-/// comes only after the cause has gone away in between, or forwarding was switched on anew. Refused
-/// messages, whose cause is never seen to go away, make one a day at most. While the user looks at
-/// the program, the windows tell it all. Keeps besides since when checks have failed.
+/// Turns the engine's alerts into notifications, one for each cause: the next one of the same cause
+/// comes only after the cause has disappeared or forwarding was switched on again. Refused
+/// messages, whose cause never disappears, make at most one a day. While the user looks at the
+/// program there are none, since the windows show everything. Also records since when checks have
+/// failed.
 class Attention : public Alerts {
  public:
-  /// Checks that have failed, the last one included.
+  /// A series of failed checks that includes the last check.
   struct Failure {
-    std::string since;  ///< date and time of the first one in a row
-    std::string words;  ///< of the last one
+    std::string since;  ///< date and time of the first failure
+    std::string words;  ///< error text of the last failure
   };
 
-  /// Both must outlive it. `onFailure` is called whenever failure() has changed, and must run no
+  /// Both must outlive it. `onFailure` is called whenever failure() has changed; it must not run
   /// events.
   Attention(Notifications& notifications, const Clock& clock, std::function<void()> onFailure)
       : notifications_(notifications), clock_(clock), onFailure_(std::move(onFailure)) {}
 
-  /// None where the last check succeeded, and before the first one.
+  /// Empty before the first check and after one that succeeded.
   const std::optional<Failure>& failure() const { return failure_; }
 
   void checkFailed(const std::string& words) override;
@@ -39,9 +40,9 @@ class Attention : public Alerts {
   void addressStopped(const std::string& words) override;
   void maximumReached() override;
 
-  /// The user has let stopped addresses go on.
+  /// The user has released the stopped addresses.
   void addressesGoOn();
-  /// Forwarding was switched on: what comes now is news again.
+  /// Forwarding was switched on: every cause may be notified again.
   void startAnew();
 
  private:
@@ -51,7 +52,7 @@ class Attention : public Alerts {
   Notifications& notifications_;
   const Clock& clock_;
   std::function<void()> onFailure_;
-  std::map<std::string, DateTime> told_;  ///< when, by cause
+  std::map<std::string, DateTime> told_;  ///< time of the notification, by cause
   int failedChecks_ = 0;                  ///< in a row, since forwarding was switched on
   std::optional<Failure> failure_;
 };

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Sets what the declarations of the controls do not: their places in frames and menus, keys,
+// colours, tool tips, and which of them may open a box.
 #include "ui/forms/main/main_controls.h"
 
 #include <initializer_list>
@@ -21,7 +23,8 @@ MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) 
   placeInFrames();
   placeInMenus();
   giveShortcuts();
-  // What the window tells is not for editing: the count of forwards decides when to stop.
+  // These fields only show values. The user must not edit the count of forwards, which the engine
+  // reads to decide when to stop.
   for (Control* told : {&txtStatusFwdTo, &txtRunningSince, &txtNumberForwarded, &txtMinToNextFwd,
                         &txtStatus, &txtLog}) {
     told->lock();
@@ -59,8 +62,8 @@ void MainControls::placeInFrames() {
                       &Label1, &lblNumberForwarded, &lblNextForward, &lblAutomationStatus});
 }
 
-// None for what sends without a question, nor for what ends forwarding unseen: a slip of the hand
-// would be enough.
+// Commands that send without a question, or stop forwarding, have no shortcut: a wrong key press
+// must not run them.
 void MainControls::giveShortcuts() {
   mnuPreferences.setShortcut("Ctrl+,");
   mnuTest.setShortcut("Ctrl+T");
@@ -100,7 +103,7 @@ void MainDisplay::txtMinToNextFwd(const std::string& text) {
   window_.txtMinToNextFwd.setText(text);
 }
 
-// The engine turns the command on only where a test cycle ends.
+// The engine enables the command only when a test cycle has ended.
 void MainDisplay::cmdForwardNow(bool enabled) {
   if (enabled) {
     onTestOver_();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The main window's controls, in the order in which the window declares them.
+// The main window's controls, in the order in which the window declares them, and MainDisplay,
+// through which the engine sees some of them.
 #pragma once
 
 #include <functional>
@@ -37,7 +38,7 @@ class MainControls : public Form {
   Control lblStatusFwdTo{*this, ControlKind::kLabel, "lblStatusFwdTo", "Forward to [0 addresses]:"};
   /// The status line.
   Control lblCurrentActions{*this, ControlKind::kLabel, "lblCurrentActions"};
-  /// What keeps mail from leaving this computer; hidden while nothing does.
+  /// Why mail does not leave this computer; hidden if there is no reason.
   Control lblOutbox{*this, ControlKind::kLabel, "lblOutbox"};
   Control Label1{*this, ControlKind::kLabel, "Label1", "Running Since:"};
   Control lblNumberForwarded{*this, ControlKind::kLabel, "lblNumberForwarded", "Number Forwarded:"};
@@ -47,7 +48,7 @@ class MainControls : public Form {
   Control cmdClose{*this, ControlKind::kButton, "cmdClose", "Exit"};
   Control cmdStop{*this, ControlKind::kPictureButton, "cmdStop"};
   Control cmdStart{*this, ControlKind::kPictureButton, "cmdStart"};
-  /// Kept for its place in the window; nothing is shown in it.
+  /// Part of the window since its first version; always hidden and unused.
   Control txtLog{*this, ControlKind::kTextBox, "txtLog", "(Not Running)"};
 
   Control mnuFile{*this, ControlKind::kMenu, "mnuFile", "&File"};
@@ -64,16 +65,16 @@ class MainControls : public Form {
   Control mnuOpenRefused{*this, ControlKind::kMenu, "mnuOpenRefused",
                          "Open Folder of &Refused Messages"};
   Control mnuDiagnostics{*this, ControlKind::kMenu, "mnuDiagnostics", "&Diagnostics"};
-  /// Other ways to the two buttons of the frame.
+  /// Aliases of the two buttons of the frame.
   Control mnuTest{*this, ControlKind::kMenu, "mnuTest", "&Test (Forward Once)"};
   Control mnuViewLog{*this, ControlKind::kMenu, "mnuViewLog", "&View Log"};
   Control mnuHelp{*this, ControlKind::kMenu, "mnuHelp", "&Help"};
   Control mnuIndex{*this, ControlKind::kMenu, "mnuIndex", "&Help Index..."};
   Control mnuAbout{*this, ControlKind::kMenu, "mnuAbout", "&About..."};
-  /// The menu of the icon in the notification area; never part of the menu bar.
+  /// The menu of the icon in the notification area; not in the menu bar.
   Control RcPopup{*this, ControlKind::kMenu, "RcPopup", "RcPopup"};
   Control mnuRestore{*this, ControlKind::kMenu, "mnuRestore", "Restore"};
-  /// Shown from a check that failed to one that succeeds.
+  /// Shown from a failed check until the next one that succeeds.
   Control lblCheckFailure{*this, ControlKind::kLabel, "lblCheckFailure"};
 
  private:
@@ -82,10 +83,10 @@ class MainControls : public Form {
   void giveShortcuts();
 };
 
-/// The engine's view of the main window.
+/// Implements the engine's reports with the main window's controls.
 class MainDisplay : public EngineDisplay {
  public:
-  /// Both must outlive it. `onTestOver` is called when the engine ends a test cycle.
+  /// Both must outlive it. `onTestOver` is called when the engine has ended a test cycle.
   MainDisplay(MainControls& window, Screen& screen, std::function<void()> onTestOver);
 
   void lblCurrentActions(const std::string& text) override;

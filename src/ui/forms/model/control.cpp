@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Every setter stores the value, tells the form's observer, and then runs the reaction. Setters
+// compare first and do nothing for an equal value; setText() alone always reports, as the edit
+// controls of Windows do.
 #include "ui/forms/model/control.h"
 
 #include <array>
@@ -14,7 +17,7 @@ bool hasPositions(ControlKind kind) {
   return kind == ControlKind::kComboBox || kind == ControlKind::kListBox;
 }
 
-// What the user types into stands on the window's colours, all else on the button face.
+// Input fields have the window's colours, everything else those of a button face.
 bool isField(ControlKind kind) {
   return kind == ControlKind::kTextBox || hasPositions(kind);
 }
@@ -68,7 +71,7 @@ void Control::setValue(int value) {
     selectInGroup();
   }
   changed(Change::kValue);
-  // An option reports that it was chosen, not that it gave way to another.
+  // An option button reports that it was selected, not that it was deselected.
   if (onClick_ && !(isOption(kind_) && value != 1)) {
     onClick_();
   }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// A control of a form as data: what a window would show of it, and what happens when it changes. A
-// front end draws controls and hands in what the user does with them; it keeps no state of its own.
+// A control of a form as data: what a window shows of it, and what happens when it changes. A front
+// end draws controls and reports the user's input; it keeps no state of its own.
 //
-// Reactions run in the call that causes them, whether it is the user's or the program's own: a form
-// that is filled by code reacts as one that is filled by hand. All calls on the user-interface
-// thread.
+// Reactions run inside the call that causes them, whether the user or the program makes it: a form
+// that code fills in reacts like one that the user fills in. All calls are made on the user-
+// interface thread.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@
 
 namespace relaybird {
 
-/// A colour that follows the user's theme, or one of red, green and blue.
+/// A colour of the user's theme, or one given by red, green and blue.
 struct Colour {
   enum class Source : std::uint8_t {
     kRgb,
@@ -73,10 +73,10 @@ enum class ControlKind {
   kLink,
 };
 
-/// The kind in words: "text box".
+/// The name of a kind: "text box".
 std::string_view kindName(ControlKind kind);
 
-/// What of a control has changed.
+/// Which part of a control has changed.
 enum class Change {
   kText,
   kValue,
@@ -91,7 +91,7 @@ enum class Change {
   kListExtent,
 };
 
-/// What stands in a field, and how many of its bytes stand before the caret.
+/// The text of a field and the position of its caret, in bytes.
 struct TypedText {
   std::string text;
   std::size_t caret = 0;
@@ -99,7 +99,7 @@ struct TypedText {
 
 class Control {
  public:
-  /// Joins the form, which it must be a member of.
+  /// Adds itself to the form, of which it must be a member.
   Control(Form& form, ControlKind kind, std::string name, std::string text = {});
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
@@ -108,19 +108,19 @@ class Control {
   ControlKind kind() const { return kind_; }
   const std::string& name() const { return name_; }
 
-  // State. Setting what is already set reaches the reactions all the same only for text: an edit
-  // control reports every assignment.
+  // State. Setting an equal value runs no reaction, except for text: an edit control reports every
+  // assignment.
 
-  /// The caption, with "&" before the access key, or what stands in the field.
+  /// The caption, with "&" before the access key, or the contents of a field.
   const std::string& text() const { return text_; }
   void setText(std::string text);
 
   /// Check box: 0, 1 checked, 2 grayed. Option button: 1 for the selected one of its group. Combo
   /// box, list and tabs: the chosen position from 0, -1 for none. A position outside the list is
-  /// kept as it is. Otherwise 0.
+  /// kept. Other kinds: 0.
   int value() const { return value_; }
   void setValue(int value);
-  /// Only a plain check mark counts as set.
+  /// Whether value() is 1; a grayed box is not checked.
   bool checked() const { return value_ == 1; }
 
   bool enabled() const;
@@ -133,8 +133,8 @@ class Control {
   void setBackColor(Colour colour);
   const std::string& toolTip() const { return toolTip_; }
   void setToolTip(std::string toolTip);
-  /// What there is to say of the control now: the tool tip, or why the control is disabled, if it
-  /// is and a reason has been given.
+  /// The tool tip to show now: for a disabled control the reason, if one was given, otherwise
+  /// toolTip().
   const std::string& tip() const;
   /// The name of the image that a picture or picture button shows.
   const std::string& picture() const { return picture_; }
@@ -154,34 +154,34 @@ class Control {
 
   // Place in the form. Set once, by the form.
 
-  /// Why the control is disabled when it is.
+  /// The reason that tip() shows while the control is disabled.
   void setWhyDisabled(std::string reason) { whyDisabled_ = std::move(reason); }
   /// The text cannot be edited by the user.
   bool locked() const { return locked_; }
   void lock() { locked_ = true; }
-  /// Position of the tab that the control is on; none for one outside the tabs.
+  /// The position of the control's tab; empty if it is not on a tab.
   std::optional<int> tab() const { return tab_; }
   void setTab(int tab) { tab_ = tab; }
-  /// The frame or the menu that the control is in; null for one of the form itself.
+  /// The frame or menu that contains the control; null if the form itself does.
   Control* parent() const { return parent_; }
   void setParent(Control& parent) { parent_ = &parent; }
-  /// A click on it now may ask the user something in a box. What runs then waits for the answer.
+  /// Whether a click on it may open a box now. The code that is running then waits for the answer.
   bool asks() const;
   void setAsks(std::function<bool()> when = [] { return true; }) { asks_ = std::move(when); }
-  /// From now on it is another way to `other`, which is on the same form: a click goes to that one,
-  /// and what it can do now and whether it asks is that one's.
+  /// Makes this control an alias of `other`, which is on the same form: clicks go to `other`, and
+  /// enabled() and asks() are those of `other`.
   void standFor(Control& other);
-  /// The keys that click on it while its window has the keys, as menus write them: "Ctrl+Shift+S",
+  /// The keys that click on it while its window has the focus, as menus write them: "Ctrl+Shift+S",
   /// "F3"; empty for none.
   const std::string& shortcut() const { return shortcut_; }
   void setShortcut(std::string keys) { shortcut_ = std::move(keys); }
   /// The menu that opens over it; null for none.
   Control* contextMenu() const { return contextMenu_; }
   void setContextMenu(Control& menu) { contextMenu_ = &menu; }
-  /// Names the option buttons that exclude one another.
+  /// The name of the group of option buttons that exclude one another.
   const std::string& group() const { return group_; }
   void setGroup(std::string group) { group_ = std::move(group); }
-  /// Shows the state of this timer, which must outlive the control's use.
+  /// Makes enabled() that of this timer, which must outlive the control's use.
   void follow(const Timer& timer) { timer_ = &timer; }
 
   // Reactions. Set once, by the form.
@@ -191,21 +191,21 @@ class Control {
   void onKeyDown(std::function<void(int keyCode, int shift)> reaction) {
     onKeyDown_ = std::move(reaction);
   }
-  /// What becomes of a text as the user changes it in a field; `before` is what the field held.
+  /// Corrects a text while the user types it; `before` is the former text of the field.
   void onTyping(std::function<TypedText(const std::string& before, const TypedText&)> rule) {
     onTyping_ = std::move(rule);
   }
 
-  // What the user does. Front ends call these only for a control that takes input.
+  // User input. Front ends call these only for a control that accepts input (whyNoInput()).
 
-  /// Presses a button, picks a menu entry, checks or unchecks a box, selects an option, clicks on a
+  /// Presses a button, chooses a menu entry, toggles a check box, selects an option, clicks on a
   /// label or picture.
   void click();
   /// A key goes down while the control has the focus. `shift` adds 1 for Shift, 2 for Ctrl, 4 for
   /// Alt; key codes are those of Windows (letters: their capitals in ASCII).
   void keyDown(int keyCode, int shift);
-  /// The user has changed what stands in a field, in which he sees each letter: typing, pasting,
-  /// deleting. The field is to show what is answered.
+  /// The user has changed the text of a field by typing, pasting or deleting. Returns what the
+  /// field has to show.
   TypedText type(const TypedText& typed);
   /// Whether a click does anything.
   bool takesClicks() const;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What a form asks of the user: boxes with buttons, a line of text, a file, a choice from a menu.
-// The desktop answers with windows, the console at its prompt, a test by a script.
+// The desktop shows windows, the console asks at its prompt, a test answers from a script.
 //
-// Calls return when the user has answered; other events may run meanwhile. Where nobody can answer
+// Calls return when the user has answered; other events may run meanwhile. When nobody can answer
 // any more, the answer is the one that changes nothing: Cancel, else No, else OK.
 #pragma once
 
@@ -15,14 +15,14 @@ namespace relaybird {
 
 class Control;
 
-/// The title of boxes that have none of their own.
+/// The default title of boxes.
 inline constexpr std::string_view kProgramTitle = "Relaybird";
 
 enum class BoxButtons { kOk, kOkCancel, kYesNo, kYesNoCancel };
 enum class BoxIcon { kNone, kExclamation, kCritical };
 enum class BoxAnswer { kOk, kCancel, kYes, kNo };
 
-/// Lines in the text end in CR LF.
+/// A box with buttons. Lines of the text end in CR LF.
 struct MessageBox {
   std::string text;
   std::string title{kProgramTitle};
@@ -40,7 +40,7 @@ BoxAnswer safeAnswer(BoxButtons buttons);
 struct InputBox {
   std::string prompt;
   std::string title;
-  std::string entry{};  ///< to begin with, where there is a field to stand in
+  std::string entry{};  ///< initial text of the field, if there is one
 };
 
 struct OpenFileBox {
@@ -50,21 +50,22 @@ struct OpenFileBox {
 
 struct SaveFileBox {
   std::string title;
-  std::string filter;  ///< as of OpenFileBox
-  std::string name;    ///< of the file, to begin with
+  std::string filter;  ///< as in OpenFileBox
+  std::string name;    ///< suggested file name
 };
 
 class Dialogs {
  public:
   virtual ~Dialogs() = default;
   virtual BoxAnswer messageBox(const MessageBox& box) = 0;
-  /// The line that was entered; empty when the user cancelled or entered nothing.
+  /// Returns the entered line; empty if the user cancelled or entered nothing.
   virtual std::string inputBox(const InputBox& box) = 0;
-  /// The chosen file's path; none when the user cancelled.
+  /// Returns the path of the chosen file; empty if the user cancelled.
   virtual std::optional<std::string> openFile(const OpenFileBox& box) = 0;
-  /// The path to write to; none when the user cancelled. Does not ask about a file that is there.
+  /// Returns the path to write to; empty if the user cancelled. Does not ask before replacing a
+  /// file.
   virtual std::optional<std::string> saveFile(const SaveFileBox& box) = 0;
-  /// Shows a menu's entries where the pointer is, and clicks the one that the user picks.
+  /// Shows a menu at the pointer, and clicks the entry that the user chooses.
   virtual void popupMenu(Control& menu) = 0;
 };
 

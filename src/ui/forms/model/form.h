@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A window as data: its caption, its controls in the order in which it declares them, and whether
-// it is shown. A form is enumerable, so that a front end, a script and a test can find every
-// control by its name.
+// A window as data: its caption, its controls in the order of declaration, and whether it is shown.
+// Front ends, scripts and tests find every control by its name.
 #pragma once
 
 #include <functional>
@@ -17,7 +16,8 @@ namespace relaybird {
 
 enum class FormChange { kCaption, kShown, kHidden, kMinimised, kUnloaded };
 
-/// A front end's window on a form. Called on the user-interface thread, after the change.
+/// Implemented by front ends, to follow a form. Called on the user-interface thread, after each
+/// change.
 class FormObserver {
  public:
   virtual ~FormObserver() = default;
@@ -38,25 +38,26 @@ class Form {
 
   /// Every control, in the order of declaration.
   const std::vector<Control*>& controls() const { return controls_; }
-  /// The control of that name, letter case aside; null where there is none.
+  /// Finds a control by name, ignoring letter case; null if there is none.
   Control* find(std::string_view name) const;
 
   bool visible() const { return visible_; }
   void show();
-  /// Shows it over its owner, which takes no input until this form is hidden. Returns at once.
+  /// Shows it in front of its owner, which accepts no input until this form is hidden. Returns at
+  /// once.
   void showModal(Form& owner);
   void hide();
   void minimise();
-  /// The form that is shown modally over this one; null where there is none.
+  /// The modal form in front of this one; null if there is none.
   const Form* modal() const { return modal_; }
 
   /// The button that Enter presses; null for none.
   Control* defaultButton() const { return defaultButton_; }
 
-  /// The user closes the window by its frame.
+  /// The user closes the window with its close box.
   virtual void closeBox() { hide(); }
 
-  /// The user asks for help in this window: hands its topic to whoever shows the manual.
+  /// The user asks for help in this window: passes helpTopic() to the reaction.
   void help() const {
     if (onHelp_) {
       onHelp_(helpTopic());
@@ -66,13 +67,13 @@ class Form {
     onHelp_ = std::move(reaction);
   }
 
-  /// In place of any earlier one; null for nobody. Must outlive the form or be taken away.
+  /// Replaces any earlier observer; null for none. It must outlive the form or be removed.
   void setObserver(FormObserver* observer) { observer_ = observer; }
   FormObserver* observer() const { return observer_; }
 
  protected:
-  /// The page of the manual about what the window shows now, as its file is called without ".html";
-  /// empty for the first page.
+  /// The manual's page about the current contents: its file name without ".html", empty for the
+  /// first page.
   virtual std::string helpTopic() const { return {}; }
   void tell(FormChange what);
   void setDefaultButton(Control& button) { defaultButton_ = &button; }
@@ -92,8 +93,7 @@ class Form {
   std::function<void(const std::string& topic)> onHelp_;
 };
 
-/// Why the user cannot work with a control now, as a sentence without its full stop; empty when he
-/// can.
+/// Why a control accepts no input now, as a sentence without its full stop; empty if it does.
 std::string whyNoInput(const Control& control);
 
 }  // namespace relaybird

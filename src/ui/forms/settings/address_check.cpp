@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Every entry is added as a recipient to one unsent item, which the mail application then resolves.
+// An entry's recipients are removed before the next entry, so that each gets its own answer.
 #include "ui/forms/settings/address_check.h"
 
 #include <exception>
@@ -28,15 +30,14 @@ namespace {
 
 constexpr const char* kWaitCaption = "(Please wait -  Outlook is validatiting these addresses)";
 
-// Every recipient that an entry left, also when resolving made several of it.
+// An entry may have become several recipients when it was resolved.
 void removeAll(Recipients& recipients) {
   while (recipients.Count() > 0) {
     recipients.Remove(1);
   }
 }
 
-// After a failure, which is the one to tell: what stays on an item that is never sent does no
-// harm.
+// Keeps the first error; clean-up is best effort. Recipients left on an unsent item are harmless.
 void tidyUp(Recipients& recipients) {
   try {
     removeAll(recipients);
@@ -47,7 +48,7 @@ void tidyUp(Recipients& recipients) {
 
 }  // namespace
 
-// What the mail application answered, or why it could not.
+// The unresolved entries, or why the mail application could not be asked.
 struct AddressCheck::Outcome {
   StringList unresolved;
   std::optional<std::string> failure;
@@ -57,9 +58,8 @@ AddressCheck::AddressCheck(const ProgramWorld& world, clsPref& prf, MailSession&
                            ActivityLog& log, Control& button)
     : world_(world), prf_(prf), session_(session), log_(log), button_(button) {}
 
-// The button's caption is the only sign of progress: what the status line says is about checks of
-// the inbox, and would stay there. A check that could not be made keeps it, until the dialog is
-// filled again.
+// The button's caption is the only sign of progress; the status line is about checks of the inbox.
+// A check that failed leaves the caption there until the dialog is filled again.
 void AddressCheck::run(const std::string& addresses) {
   button_.setText(kWaitCaption);
   world_.screen.repaint();
@@ -87,7 +87,7 @@ AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
   }
 }
 
-// One item serves all entries; it is neither sent nor saved.
+// One item, neither sent nor saved, is used for all entries.
 StringList AddressCheck::unresolvedOf(const StringList& entries) {
   const auto item = required(session_.application()->CreateItem(kMailItemKind), "item");
   StringList unresolved;
@@ -106,7 +106,7 @@ bool AddressCheck::resolves(const std::shared_ptr<MailItem>& item, const std::st
   try {
     recipients->Add(entry);
     const bool good = recipients->ResolveAll();
-    // A recipient that stayed would be resolved again with the next entry and speak against it.
+    // A recipient that stayed would be resolved again with the next entry and spoil its result.
     removeAll(*recipients);
     return good;
   } catch (const std::exception&) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The checks of forward-to addresses: a first look at their form, and AddressCheck, which asks the
+// mail application whether it can send to them.
 #pragma once
 
 #include <memory>
@@ -14,20 +16,20 @@
 
 namespace relaybird {
 
-/// Whether the text has the form of an e-mail address: something before the first "@", and a point
-/// behind it that is not the last character. A first guard against typing errors, no more: what the
-/// store can send to, the store decides. The verbose log tells of every call.
+/// Whether the text looks like an e-mail address: at least one character before the first "@", and
+/// a point after it that is not the last character. Only a first guard against typing errors; the
+/// store decides where it can send to. Every call is written to the verbose log.
 bool bolCheckEmailAddress(ActivityLog& log, std::string_view address);
 
 class AddressCheck {
  public:
-  /// The button's caption tells that a check runs, and goes on to do so after one that failed.
+  /// The button's caption shows that a check is running; after a failed check it stays so.
   /// All must outlive it.
   AddressCheck(const ProgramWorld& world, clsPref& prf, MailSession& session, ActivityLog& log,
                Control& button);
 
-  /// Tells the outcome in a box and leaves it in the preference object. Returns when the mail
-  /// application has answered for every entry; throws nothing.
+  /// Reports the result in a box and stores it in the preference object. Returns when the mail
+  /// application has answered for every entry. Does not throw.
   void run(const std::string& addresses);
 
  private:

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Reactions of the settings dialog. clsPref reads and fills the controls by their names; the
+// buttons here call it and report in boxes what it refuses. Filling the controls triggers the same
+// reactions as typing: ruleHolds_ switches off the one that would open a box.
 #include "ui/forms/settings/frm_prefs.h"
 
 #include <array>
@@ -30,7 +33,7 @@ frmPrefs::frmPrefs(const ProgramWorld& world, clsPref& prf, MailSession& session
   cmdCancel.setShortcut("Ctrl+W");
 }
 
-// The page about the tab in view.
+// The page about the current tab.
 std::string frmPrefs::helpTopic() const {
   static constexpr std::array<const char*, 5> kTopics{"settings-general", "settings-size",
                                                       "settings-sender", "settings-text",
@@ -44,7 +47,7 @@ void frmPrefs::prepare() {
   cmdValidateAd.setText(kValidateCaption);
 }
 
-// An address check that failed has left its caption on the button.
+// A failed address check has left its caption on the button.
 int frmPrefs::fill() {
   cmdValidateAd.setText(kValidateCaption);
   return prf_.ClassToForm();
@@ -135,8 +138,8 @@ void frmPrefs::fail(const std::string& text) {
   world_.dialogs.messageBox({text});
 }
 
-// A user who declines at the address warning gets the stored values back into the dialog, by the
-// same way on which accepted ones are shown as they were stored.
+// Reading back and filling the dialog after the save shows accepted values as they were stored. A
+// user who declined at the address warning gets the old values back this way.
 void frmPrefs::apply() {
   stored_ = false;
   const int result = prf_.FormToClass();
@@ -156,7 +159,7 @@ void frmPrefs::apply() {
   }
 }
 
-// A refused value shows its message and the dialog closes all the same.
+// The dialog also closes when a value was refused; only a declined address warning keeps it open.
 void frmPrefs::acceptAndClose() {
   apply();
   if (!prf_.mbolDontExit) {
@@ -164,10 +167,10 @@ void frmPrefs::acceptAndClose() {
   }
 }
 
-// Switching forwarding on reads the dialog: cancelled edits that stayed in it would be stored
-// then. A dialog without any is left alone, since filling it forgets what an address check found.
-// Only Cancel does this: what OK leaves has been stored, or the user has been told that it was
-// refused. Nothing that the user has closed may ask him anything.
+// Switching forwarding on reads the dialog, so cancelled edits must not stay in it. A dialog
+// without edits is not filled, because that would discard the result of an address check. OK does
+// not need this: its values are stored, or the user was told that they were refused. A closed
+// dialog must not open boxes.
 void frmPrefs::cancel() {
   hide();
   if (!prf_.formShowsStored()) {

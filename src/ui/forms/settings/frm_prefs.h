@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// frmPrefs: the settings dialog. It holds no settings: its buttons hand its controls to the
-// preference object, and its controls react to edits.
+// frmPrefs: the settings dialog. The settings themselves are in the preference object, which its
+// buttons make read or fill the controls; here is how the controls react to edits.
 #pragma once
 
 #include <string>
@@ -18,23 +18,24 @@ class frmPrefs : public PrefsControls {
   /// All must outlive it.
   frmPrefs(const ProgramWorld& world, clsPref& prf, MailSession& session, ActivityLog& log);
 
-  /// Puts back what the last use of the dialog left behind: the first tab, the caption of the
-  /// address check.
+  /// Resets what the last use of the dialog changed: the current tab and the caption of the address
+  /// check.
   void prepare();
-  /// Shows what is stored. The controls react as to a user's edits. Returns 1; -1 after a failure.
+  /// Shows the stored settings. The controls react as to a user's edits. Returns 1, or -1 after a
+  /// failure.
   int fill();
-  /// The same where no user has asked for it: the rule of the start-up options opens no box then,
-  /// and the dialog shows both where both are stored.
+  /// The same without a user's request: if both start-up options are stored, the dialog shows both
+  /// and opens no box.
   int fillSilently();
-  /// Whether the dialog shows both start-up options, which exclude each other.
+  /// Whether both start-up options are checked, although they exclude each other.
   bool startUpOptionsClash() const;
-  /// Says in a box that they do.
+  /// Shows the box about this.
   void tellStartUpRule();
   /// Shows which message format is chosen.
   void SetCellPrefs(bool cell);
-  /// Whether the last OK or Apply has stored everything.
+  /// Whether the last OK or Apply stored everything.
   bool stored() const { return stored_; }
-  /// As Cancel.
+  /// Same as Cancel.
   void closeBox() override { cancel(); }
 
  protected:

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The rules for typing into lists come first, then the places and initial states of the controls. A
+// typed text is compared with the former one to find the inserted part: only that part is changed,
+// so that a comma that was accepted before, or loaded from the file, stays.
 #include "ui/forms/settings/prefs_controls.h"
 
 #include <algorithm>
@@ -10,14 +13,14 @@ namespace {
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kSeparator = "; ";
 
-// The part of a text that has been put in: [begin, end) of it.
+// The inserted part of a text: [begin, end).
 struct Inserted {
   std::size_t begin;
   std::size_t end;
 };
 
-// Up to the caret, which stands behind what was typed: otherwise one of two like letters would
-// count as the new one, and it matters which.
+// The inserted part ends at the caret. Without the caret it would be ambiguous which of two equal
+// letters is new.
 Inserted whatIsNew(const std::string& before, const TypedText& typed) {
   const std::string& text = typed.text;
   const std::size_t caret = std::min(typed.caret, text.size());
@@ -53,7 +56,7 @@ bool commaEndsEntry(ListOf list, std::string_view entry) {
          (list == ListOf::kAddresses || entry.find('@') != entry.npos);
 }
 
-// Nothing is separated from nothing.
+// At the start of the text no separator is needed.
 void separate(std::string& text) {
   const std::size_t last = text.find_last_not_of(kBlanks);
   text.erase(last == text.npos ? 0 : last + 1);
@@ -68,8 +71,8 @@ TypedText withSemicolons(ListOf list, const std::string& before, const TypedText
   const auto [begin, end] = whatIsNew(before, typed);
   const std::string_view text = typed.text;
   std::string result(text.substr(0, begin));
-  bool atStart = result.ends_with(kSeparator);  // of an entry, where a blank says nothing
-  bool separated = false;                       // by what was typed last
+  bool atStart = result.ends_with(kSeparator);  // of an entry, where blanks are dropped
+  bool separated = false;                       // the inserted part ended with a separator
   for (const char letter : text.substr(begin, end - begin)) {
     const bool separates = letter == '\n' || letter == '\r' ||
                            (letter == ',' && commaEndsEntry(list, lastEntry(result)));
@@ -120,7 +123,7 @@ PrefsControls::PrefsControls() : Form("frmPrefs", "Settings") {
     holder->setPicture(holder->name());
     holder->setVisible(false);
   }
-  // As the unchecked boxes have it.
+  // These belong to check boxes that are unchecked at first.
   for (Control* field : {&txtMaxFileSize, &cmbTypeOfMatch, &cmbTextToCheck, &txtWordMatch}) {
     showAsApplying(*field, false);
   }
@@ -128,7 +131,7 @@ PrefsControls::PrefsControls() : Form("frmPrefs", "Settings") {
                           &chkForwardingOnAtStartup, &chkForwardStart}) {
     asking->setAsks();
   }
-  // A button without an action owes its user a word.
+  // The button has no action; its tool tip says why.
   cmdGetSenderName.setToolTip(
       "There is no Global Address List here to take names from. Type addresses or names into the "
       "list.");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the user types into a field that holds a list. Entries are separated by semicolons alone;
-// people part them by the keys and from the sources that they have.
+// The settings dialog's controls, tab by tab, and how its three lists react while the user types:
+// entries are separated by semicolons, but people also type commas and paste lines.
 #pragma once
 
 #include <string>
@@ -10,23 +10,23 @@
 
 namespace relaybird {
 
-/// What a list holds, which says what a comma means in it.
+/// The kind of a list, which decides what a comma means in it.
 enum class ListOf {
-  kAddresses,  ///< a comma ends an entry, unless it stands in quotes
-  kSenders,    ///< the same behind an address; a name may hold one: Doe, John
-  kPhrases,    ///< a comma is a part of the phrase
+  kAddresses,  ///< a comma ends an entry, unless it is in quotes
+  kSenders,    ///< the same after an address; a name may contain one: Doe, John
+  kPhrases,    ///< a comma is part of the phrase
 };
 
-/// `before` is what stood in the field, `typed` what stands there after one change by the user,
-/// with the caret where he left it. In what he has put in, an end of a line becomes "; ", and so
-/// does a comma that ends an entry; what stood there before stays as it was, but for blanks beside
-/// a new separator. Where a separator stands already the caret moves behind it instead.
+/// `before` is the former text of the field, `typed` its text and caret after one change by the
+/// user. In the inserted part, each line end and each comma that ends an entry becomes "; ". The
+/// rest does not change, except for blanks beside a new separator. If a separator follows already,
+/// the caret moves behind it instead.
 TypedText withSemicolons(ListOf list, const std::string& before, const TypedText& typed);
 
 /// Positions of the tabs.
 enum PrefsTab : int { kGeneralTab, kSizeTab, kSenderTab, kTextTab, kCellPhoneTab };
 
-/// The caption that the button of the address check has while nothing is being checked.
+/// The caption of the address check's button while no check is running.
 inline constexpr const char* kValidateCaption = "Check validity of addresses";
 
 class PrefsControls : public Form {
@@ -113,7 +113,7 @@ class PrefsControls : public Form {
   Control lblFormatForEmailDesc{
       *this, ControlKind::kLabel, "lblFormatForEmailDesc",
       "This will forward the entire message, including CC list of email, etc."};
-  // The images that the picture buttons show.
+  // Hidden; they hold the images that the picture buttons show.
   Control picStoreCellEnabled{*this, ControlKind::kPicture, "picStoreCellEnabled"};
   Control picStoreCellDisabled{*this, ControlKind::kPicture, "picStoreCellDisabled"};
   Control picStorePcEnabled{*this, ControlKind::kPicture, "picStorePcEnabled"};
@@ -121,7 +121,7 @@ class PrefsControls : public Form {
   Control Label8{*this, ControlKind::kLabel, "Label8", "Selection:"};
   Control lblWhichCellOptionSelected{*this, ControlKind::kLabel, "lblWhichCellOptionSelected",
                                      "Standard formating (not for email)"};
-  // These two carry the chosen format.
+  // These two hold the chosen format.
   Control opbRegCellPhone{*this, ControlKind::kOptionButton, "opbRegCellPhone",
                           "Cell phone format"};
   Control opbRegEmail{*this, ControlKind::kOptionButton, "opbRegEmail", "Standard format"};
@@ -135,8 +135,8 @@ class PrefsControls : public Form {
   void fillLists();
 };
 
-/// The colours of a field that applies, or of one that does not: such a field is greyed and never
-/// disabled, so that it can still be filled in.
+/// Sets the colours of a field that is in use or not. An unused field is greyed but not disabled,
+/// so that it can still be edited.
 void showAsApplying(Control& field, bool applies);
 
 }  // namespace relaybird
