@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The table of commands, and completion. What can follow depends on the words before: the name of a
+// command, then a form or control that it can act on, then a value of that control.
 #include "ui/console/command_table.h"
 
 #include <algorithm>
@@ -42,7 +44,7 @@ bool takesControl(const std::string& command) {
   return command == "show" || command == "set" || command == "click" || command == "key";
 }
 
-// Forms, or, once there is a point, the controls of one that the command can be for.
+// Names of forms, or, after a point, of those controls of a form that the command can act on.
 std::vector<std::string> controlWords(const std::string& command, std::string_view word,
                                       const std::vector<Form*>& forms) {
   std::vector<std::string> words;
@@ -144,8 +146,8 @@ Completion completions(std::string_view line, const std::vector<Form*>& forms) {
   while (true) {
     std::string_view rest = word;
     const std::string_view taken = takeWord(rest);
-    // Blanks behind a word end it; without them it is the one that is being typed. What a control
-    // is set to runs to the end of the line.
+    // A word without a blank after it is still being typed. The value of `set` runs to the end of
+    // the line.
     const bool value = before.size() == 2 && asciiLower(before.front()) == "set";
     if (value || taken.empty() || taken.data() + taken.size() == line.data() + line.size()) {
       break;

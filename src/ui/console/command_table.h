@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The commands by name: what `help` prints and the line editor completes.
+// The console's commands by name: the table that `help` prints, and the completion of lines.
 #pragma once
 
 #include <span>
@@ -15,25 +15,25 @@ struct CommandInfo {
   std::string_view name;
   std::string_view arguments;
   std::string_view summary;
-  bool whileAsking;  ///< works also while a box waits for its answer
+  bool whileAsking;  ///< allowed while a box waits for its answer
 };
 
 /// In the order of the help.
 std::span<const CommandInfo> commandTable();
-/// By name, letter case aside; null where there is none.
+/// Finds a command by name, ignoring letter case; null if there is none.
 const CommandInfo* findCommand(std::string_view name);
-/// The table as text, a command to a line.
+/// The table as text, one command per line.
 std::string commandList();
 
-/// What the end of a line may become.
+/// The possible completions of a line.
 struct Completion {
-  std::size_t from = 0;  ///< where in the line the words would stand
+  std::size_t from = 0;  ///< position in the line that the words replace
   std::vector<std::string> words;
-  bool whole = true;  ///< a blank comes after them; not so after a form, whose control may follow
+  bool whole = true;  ///< a blank follows; false for a form, after which a control may follow
 };
 
-/// What can be meant by a line that the cursor stands behind: commands, forms, controls, the values
-/// that a control can be set to; in the order of their declaration.
+/// Completions for a line with the cursor at its end: commands, forms, controls, and the values of
+/// a control, in the order of declaration.
 Completion completions(std::string_view line, const std::vector<Form*>& forms);
 
 }  // namespace relaybird

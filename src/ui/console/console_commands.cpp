@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The commands about the program; those about single windows are passed to FormCommands. A command
+// that takes no arguments refuses any, so that a mistyped line does nothing.
 #include "ui/console/console_commands.h"
 
 #include <algorithm>

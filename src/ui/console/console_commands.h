@@ -11,16 +11,16 @@
 
 namespace relaybird {
 
-/// Carries out the commands that neither wait nor answer nor end the program.
+/// Runs all commands except those that wait, answer a box or end the program.
 class ConsoleCommands {
  public:
   /// Both must outlive it.
   ConsoleCommands(ConsoleProgram& program, ConsoleOutput& out);
 
-  /// Runs a command of the table, which `rest` is the rest of the line of; replies go to the
-  /// output. An error is a sentence for the user.
+  /// Runs a command of the table; `rest` is the rest of its line. Replies go to the output. An
+  /// error is a sentence for the user.
   Result<void> run(std::string_view name, std::string_view rest);
-  /// Prints where the program stands, as `status` does.
+  /// Prints the state of the program, as `status` does.
   void status();
 
  private:

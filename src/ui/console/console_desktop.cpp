@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The parts of a desktop that a terminal can offer. Of the forms' changes only a few are printed:
+// the observer compares texts, because the forms report every assignment.
 #include "ui/console/console_desktop.h"
 
 #include <algorithm>
@@ -10,7 +12,7 @@
 namespace relaybird {
 namespace {
 
-// Terminals take so much in one control sequence (xterm: 100,000 bytes), and drop what is longer.
+// The limit for one control sequence (xterm: 100,000 bytes); terminals drop longer ones.
 constexpr std::size_t kLargestSequence = 99'000;
 
 // RFC 4648 section 4.
@@ -81,7 +83,7 @@ ConsoleObserver::~ConsoleObserver() {
   }
 }
 
-// The forms report every assignment; what says the same again is no news.
+// Whether the text differs from the last printed one.
 bool ConsoleObserver::isNew(std::string& last, const Control& control) const {
   return std::exchange(last, control.text()) != control.text();
 }

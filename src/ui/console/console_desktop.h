@@ -17,18 +17,18 @@
 
 namespace relaybird {
 
-/// What has changed is printed as it changes: nothing is left to be drawn.
+/// Changes are printed as they happen, so there is nothing to redraw.
 class ConsoleScreen : public Screen {
  public:
   /// `loop` must outlive it.
   explicit ConsoleScreen(MainLoop& loop) : loop_(loop) {}
-  /// Who ends the program when a window says so.
+  /// Sets what ends the program.
   void onEnd(std::function<void()> end) { end_ = std::move(end); }
 
   void repaint() override {}
   void processPendingEvents() override { loop_.processPending(); }
   void endProgram() override { end_(); }
-  /// A character takes a column, and a column is the pixel of this screen.
+  /// In columns, one per character: a column is the pixel of this screen.
   std::int32_t textWidth(const std::string& text) const override;
 
  private:
@@ -36,11 +36,11 @@ class ConsoleScreen : public Screen {
   std::function<void()> end_ = [] {};
 };
 
-/// The terminal's own clipboard, by its control sequence OSC 52. Whether the terminal has one, and
-/// lets programs write to it, it does not say.
+/// The terminal's clipboard, set by the control sequence OSC 52. A terminal does not report whether
+/// it supports this.
 class ConsoleClipboard : public Clipboard {
  public:
-  /// `sink` must outlive it; null where there is no terminal.
+  /// `sink` must outlive it; null if there is no terminal.
   ConsoleClipboard(TextSink* sink, ConsoleOutput& out) : sink_(sink), out_(out) {}
   Result<void> setText(const std::string& text) override;
 
@@ -49,7 +49,7 @@ class ConsoleClipboard : public Clipboard {
   ConsoleOutput& out_;
 };
 
-/// A compiled help file cannot be shown here; the same topics can be read by `help TOPIC`.
+/// A compiled help file cannot be shown here; `help TOPIC` shows the same topics.
 class ConsoleHelpViewer : public HelpViewer {
  public:
   /// `out` must outlive it.
@@ -62,7 +62,7 @@ class ConsoleHelpViewer : public HelpViewer {
   std::vector<std::string> topics_;
 };
 
-/// Says where the folder or the page is.
+/// Prints the folder or the address.
 class ConsoleFolderViewer : public FolderViewer {
  public:
   /// `out` must outlive it.
@@ -94,11 +94,11 @@ class NoTray : public TrayPlatform {
   void setForegroundWindow(WindowHandle) override {}
 };
 
-/// Prints what the windows would show of what happens: the action line, the state, the count of
-/// forwards, log lines, windows that come and go.
+/// Prints changes that windows would show: the action line, the state, the count of forwards, log
+/// lines, and windows that open and close.
 class ConsoleObserver : public FormObserver {
  public:
-  /// The controls whose changes are news; null for none.
+  /// The controls whose changes are printed; null for none.
   struct News {
     const Control* action = nullptr;
     const Control* state = nullptr;

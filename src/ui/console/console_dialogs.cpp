@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A box first takes the next queued answer that it offers. Otherwise it runs events until a line
+// answers it. Waiting boxes form a stack, because a box can open while another one waits; they
+// return in the reverse order of opening.
 #include "ui/console/console_dialogs.h"
 
 #include <algorithm>
@@ -17,7 +20,7 @@ struct ConsoleDialogs::Question {
   std::optional<std::string> answer;
 };
 
-// A question among those that wait, for as long as it does.
+// Keeps a question on the stack of waiting ones for a scope.
 class ConsoleDialogs::Standing {
  public:
   Standing(std::vector<Question*>& all, Question& one) : all_(all), one_(&one) {
@@ -38,7 +41,7 @@ bool beginsWith(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-// The entries of a menu that can be picked now.
+// The entries of a menu that can be chosen now.
 std::vector<Control*> entriesOf(const Control& menu) {
   std::vector<Control*> entries;
   for (Control* control : menu.form().controls()) {
@@ -149,7 +152,8 @@ void ConsoleDialogs::settle(const Question& question, const std::string& answer)
   world_.out.boxAnswered(question.view, answer);
 }
 
-// The answer as the box has it, of one that may be written otherwise; none where it has no such.
+// The box's own spelling of an answer, which may differ in letter case or be abbreviated; empty if
+// the box does not offer it.
 std::optional<std::string> ConsoleDialogs::match(const Question& question,
                                                  const std::string& value) const {
   const BoxView& view = question.view;

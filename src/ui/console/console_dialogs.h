@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Boxes as questions. A box is printed and answered by what a script has queued, else by the next
-// line that fits. While it waits, everything else goes on, and another box may come up on top of
-// it: the newest one is answered first.
+// Boxes as questions. A box is printed, and answered from the queue of a script or by the next line
+// that is one of its answers. While it waits, events run, and another box may open on top of it:
+// the newest one is answered first.
 #pragma once
 
 #include <deque>
@@ -17,12 +17,12 @@
 
 namespace relaybird {
 
-/// What the questions work with. All must outlive it.
+/// What the questions need. All must outlive it.
 struct DialogsWorld {
   ConsoleOutput& out;
-  /// Runs events until `done` says so or the program is to end (MainLoop::runUntil).
+  /// Runs events until `done` returns true or the program ends (MainLoop::runUntil).
   std::function<bool(const std::function<bool()>& done)> runUntil;
-  /// Answers may be shortened to what tells them apart, as people do.
+  /// Whether answers may be abbreviated to an unambiguous beginning, as people do.
   bool forPeople = false;
 };
 
@@ -36,25 +36,27 @@ class ConsoleDialogs : public Dialogs {
   std::optional<std::string> saveFile(const SaveFileBox& box) override;
   void popupMenu(Control& menu) override;
 
-  /// Told when a box begins to wait, and when one has been answered.
+  /// Called when a box begins to wait, and when one has been answered.
   void setObserver(std::function<void()> onAsking, std::function<void()> onAnswered);
 
   /// Whether a box waits for an answer.
   bool asking() const { return newest() != nullptr; }
-  /// The box that is to be answered next; null where none waits.
+  /// The box to be answered next; null if none waits.
   const BoxView* question() const;
-  /// Answers it. An answer that it does not offer, and one where no box waits, is an error and
-  /// changes nothing.
+  /// Answers it. An answer that the box does not offer is an error, as is one while no box waits;
+  /// nothing changes then.
   Result<void> answer(const std::string& value);
-  /// Whether it has buttons, and the value names one of them.
+  /// Whether the value names one of its buttons.
   bool offers(const std::string& value) const;
 
-  /// Answers for the boxes to come, in this order. A box passes over those that it does not offer.
+  /// Adds answers for the following boxes, in this order. A box skips answers that it does not
+  /// offer.
   void queue(std::vector<std::string> answers);
   const std::deque<std::string>& queued() const { return queue_; }
   void clearQueue() { queue_.clear(); }
 
-  /// Nobody can answer any more: every box, now and later, gets the answer that changes nothing.
+  /// Called when nobody can answer any more: every box, now and later, gets the answer that changes
+  /// nothing.
   void close();
 
  private:

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// DescriptorSink waits with poll() before each piece, so that it can stop waiting when the program
+// is told to end. A piece is never larger than what a ready pipe takes without blocking.
 #include "ui/console/console_output.h"
 
 #include <limits.h>
@@ -14,7 +16,7 @@
 namespace relaybird {
 namespace {
 
-// A pipe that is ready takes this much without blocking (POSIX.1, write to pipes).
+// A ready pipe accepts this many bytes without blocking (POSIX.1, write to pipes).
 constexpr std::size_t kPiece = PIPE_BUF;
 
 }  // namespace
@@ -22,7 +24,7 @@ constexpr std::size_t kPiece = PIPE_BUF;
 DescriptorSink::DescriptorSink(int descriptor, int interrupt, std::function<void()> onBroken)
     : descriptor_(descriptor), interrupt_(interrupt), onBroken_(std::move(onBroken)) {}
 
-// Waits until the reader has room; false where that is not to be waited for.
+// Waits until the descriptor is writable; false if it must not wait any longer.
 bool DescriptorSink::mayWrite() {
   pollfd both[] = {{descriptor_, POLLOUT, 0}, {interrupt_, POLLIN, 0}};
   while (::poll(both, 2, hurry_ ? 0 : -1) < 0) {

@@ -15,25 +15,25 @@
 
 namespace relaybird {
 
-/// Where the console's bytes go.
+/// The destination of the console's bytes.
 class TextSink {
  public:
   virtual ~TextSink() = default;
-  /// Writes all of it, or nothing more once nobody can read it.
+  /// Writes everything, or nothing after the reader has gone.
   virtual void write(std::string_view bytes) = 0;
 };
 
-/// An open file descriptor, which stays the caller's. A reader that takes its time is waited for,
-/// and the program with it; not so once `interrupt`, another descriptor, is readable: what cannot
-/// be written at once is then dropped, so that a program that is told to end does.
+/// Writes to a file descriptor, which the caller keeps. Waits for a slow reader, and the program
+/// waits with it, until `interrupt`, another descriptor, becomes readable: output that cannot be
+/// written at once is dropped from then on, so that a program that is told to end can end.
 class DescriptorSink : public TextSink {
  public:
-  /// `onBroken` is called once, from within a write, when the reader has gone for good: a closed
-  /// pipe, a terminal that was hung up. `interrupt` may be -1 for none.
+  /// `onBroken` is called once, from within write(), when the reader has gone: a closed pipe, a
+  /// terminal that hung up. `interrupt` may be -1 for none.
   DescriptorSink(int descriptor, int interrupt, std::function<void()> onBroken);
-  /// A line that a full disk refuses is lost, and the following ones are tried anew.
+  /// A line that a full disk refuses is lost; later lines are tried again.
   void write(std::string_view bytes) override;
-  /// From now on nothing is waited for.
+  /// From now on, drops what cannot be written at once.
   void hurry() { hurry_ = true; }
 
  private:
@@ -53,7 +53,7 @@ struct BoxView {
   std::string title;
   std::string text;  ///< lines end in CR LF
   BoxIcon icon = BoxIcon::kNone;
-  std::vector<std::string> choices;  ///< buttons, or a menu's entries; none where text is asked for
+  std::vector<std::string> choices;  ///< buttons or menu entries; empty if the box asks for text
 };
 
 /// "message", "input", "file", "menu".
@@ -67,31 +67,31 @@ class ConsoleOutput {
  public:
   virtual ~ConsoleOutput() = default;
 
-  // What happens by itself. Any text; it is escaped here.
+  // Events. Texts may hold any characters; they are escaped here.
 
   virtual void status(const std::string& text) = 0;
   virtual void logLine(const std::string& text) = 0;
-  /// Something else, of a kind: "state", "forwarded", "note".
+  /// Another event, with its kind: "state", "forwarded", "note".
   virtual void event(std::string_view kind, const std::string& text) = 0;
   virtual void form(const Form& form, bool open) = 0;
   virtual void box(const BoxView& box) = 0;
-  /// Nothing that was said before answers the box: the next line has to.
+  /// No queued answer fits the box: a line has to answer it.
   virtual void boxWaits(const BoxView& box) = 0;
   virtual void boxAnswered(const BoxView& box, const std::string& answer) = 0;
 
-  // What a command replies, and its end: exactly one of ok and error.
+  // Replies to a command, followed by exactly one of ok() and error().
 
   virtual void reply(std::string_view kind, const std::string& text) = 0;
-  /// `fields` is on one line already, its texts quoted.
+  /// `fields` is a single line already, with its texts quoted.
   virtual void replyFields(std::string_view kind, const std::string& fields) = 0;
   virtual void ok() = 0;
   virtual void error(const std::string& text) = 0;
-  /// The user has entered a line: what was printed last is no longer just above the cursor.
+  /// The user has entered a line, so the last output is no longer directly above the cursor.
   virtual void lineEntered() {}
 };
 
-/// The line protocol of docs/console.md: every item one line, "KIND: TEXT". Each line is handed to
-/// the sink whole, as it happens.
+/// The line protocol of docs/console.md: every item is one line, "KIND: TEXT", written to the sink
+/// as a whole when it happens.
 class ScriptOutput : public ConsoleOutput {
  public:
   /// The sink must outlive it.

@@ -12,47 +12,48 @@
 
 namespace relaybird {
 
-/// A word for scripts ("running-since") and what is so.
+/// A name for scripts ("running-since") and its value.
 using Fact = std::pair<std::string, std::string>;
 
 /// One setting of the settings dialog.
 struct Setting {
-  std::string tab;      ///< the caption of its tab
-  std::string name;     ///< its control's
-  std::string value;    ///< as `set` takes it
-  std::string meaning;  ///< the caption that stands by it
+  std::string tab;      ///< caption of its tab
+  std::string name;     ///< name of its control
+  std::string value;    ///< in the form that `set` takes
+  std::string meaning;  ///< caption of the setting
 };
 
-/// What the console drives, apart from single controls. An error says in one sentence why nothing
-/// was done. Boxes may come up in any call that changes something, and events run while they wait.
+/// The program as the console controls it, apart from single controls. An error says in one
+/// sentence why nothing was done. Calls that change something may open boxes; events run while a
+/// box waits.
 class ConsoleProgram {
  public:
   virtual ~ConsoleProgram() = default;
   virtual std::vector<Form*> forms() = 0;
 
-  /// Done where forwarding is on afterwards, or will be once a stopped check has ended.
+  /// Succeeds if forwarding is on afterwards, or will be once a stopped check has ended.
   virtual Result<void> start() = 0;
   virtual Result<void> stop() = 0;
-  /// Done where the check met no problem, or still waits for its synchronisation.
+  /// Succeeds if the check had no problem, or still waits for its synchronisation.
   virtual Result<void> test() = 0;
-  /// Tries at once all that waits in the outbox, and lets stopped addresses go on.
+  /// Tries at once to send what waits in the outbox, and releases stopped addresses.
   virtual Result<void> retry() = 0;
-  /// Says where the messages are that wait, and those that were refused.
+  /// Show the folders of the waiting and of the refused messages.
   virtual Result<void> waiting() = 0;
   virtual Result<void> refused() = 0;
-  /// Where the program stands.
+  /// The state of the program.
   virtual std::vector<Fact> status() = 0;
   virtual std::vector<Setting> settings() = 0;
-  /// As a user would do it in the dialog, who then presses OK. An error where something else is
-  /// stored afterwards than what was asked for.
+  /// Changes a setting as a user does in the dialog with OK. An error if the stored value is then
+  /// not the requested one.
   virtual Result<void> changeSetting(std::string_view name, const std::string& value) = 0;
   /// Every line of the activity log.
   virtual const std::vector<std::string>& log() = 0;
-  /// A topic of the user's manual as text; none where there is no such.
+  /// A topic of the user's manual as text; empty if there is none.
   virtual std::optional<std::string> helpTopic(std::string_view words) = 0;
   virtual std::vector<std::string> helpTopics() = 0;
 
-  /// Nothing runs: no check, no synchronisation.
+  /// Whether nothing runs: no check, no synchronisation.
   virtual bool idle() = 0;
   virtual bool forwardingOn() = 0;
 };

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// A command can open a box, which runs events until it is answered; lines that arrive meanwhile are
+// handled inside that command. A script's commands must not overlap, so its lines wait unless they
+// answer the box; a person may type `stop` while a check runs. Lines are therefore read by pump(),
+// which stops at the first line that has to wait and is called again when something changes.
 #include "ui/console/console_session.h"
 
 #include <chrono>
@@ -15,11 +19,11 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// How often it is looked whether the end of a check has come.
+// How often `wait idle` looks whether everything has ended.
 constexpr milliseconds kIdleLook{20};
-// And whether a program without input still has something to do.
+// How often a program without input looks whether it still has something to do.
 constexpr milliseconds kWorkLook{1000};
-// A year: more is a slip of the finger.
+// A year; a longer wait is a typing error.
 constexpr double kLongestWait = 366.0 * 24 * 3600;
 
 constexpr const char* kPrompt = "relaybird> ";
@@ -34,15 +38,15 @@ std::optional<milliseconds> readSeconds(std::string_view text) {
 
 }  // namespace
 
-// The wait command that runs now.
+// The wait command that is running.
 struct ConsoleSession::Wait {
   bool forIdle = false;
-  bool over = false;  // its time has run out
+  bool over = false;  // the time limit was reached
   std::unique_ptr<Timer> limit;
   std::unique_ptr<Timer> look;
 };
 
-// Counts one more command inside, also when it throws.
+// Counts a running command, also when it throws.
 class ConsoleSession::Inside {
  public:
   explicit Inside(int& depth) : depth_(depth) { ++depth_; }
@@ -105,7 +109,7 @@ void ConsoleSession::setPrompt() {
 }
 
 // Whether a command has to wait for another one. A script's commands run one after the other; a
-// person may type `stop` while a check that he started is under way.
+// person may type `stop` while a check runs.
 bool ConsoleSession::holdsCommands() const {
   return starting_ || (world_.input != InputKind::kPerson && (depth_ > 0 || wait_ != nullptr));
 }
@@ -164,14 +168,14 @@ void ConsoleSession::handleText(std::string_view text) {
   }
 }
 
-// Takes a line without a command as the answer to the box that waits; false where it is none.
+// Uses a line as the answer to the waiting box; false if it is not one.
 bool ConsoleSession::answerBox(std::string_view text) {
   const bool person = world_.input == InputKind::kPerson;
   const std::string value = trimBlanks(text);
   const bool freeText = person && world_.dialogs.question()->choices.empty();
   const bool nothing = person && value.empty();
   if (!freeText && !world_.dialogs.offers(value)) {
-    // Enter alone decides nothing; the question just stands there again.
+    // An empty line decides nothing: the question is shown again.
     return nothing;
   }
   if (value.empty() && !person) {
@@ -298,14 +302,14 @@ void ConsoleSession::endWait(const Result<void>& outcome) {
 
 void ConsoleSession::boxAsks() {
   setPrompt();
-  // Nobody can answer while his own line is held up.
+  // A waiting `wait` would hold up the line that answers the box.
   if (wait_) {
     endWait(Error{0, "a box waits for an answer: " + world_.dialogs.question()->title});
   }
   pumpLater();
 }
 
-// The box's own caller goes on before any further line is taken.
+// The code that opened the box continues before another line is read.
 void ConsoleSession::boxAnswered() {
   answered_ = true;
   setPrompt();
@@ -332,7 +336,7 @@ void ConsoleSession::handleEnd() {
   }
 }
 
-// Nobody can switch forwarding on any more: without it there is nothing left to do.
+// Without input nobody can switch forwarding on any more, so the program ends when it is off.
 void ConsoleSession::lookForWork() {
   hasWorked_ = hasWorked_ || world_.program.forwardingOn();
   if (world_.program.forwardingOn() || !world_.program.idle()) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The console at work: takes lines, runs what they command, hands answers to the boxes that wait.
+// The running console: reads lines, runs commands, and passes answers to waiting boxes.
 #pragma once
 
 #include <functional>
@@ -17,14 +17,14 @@
 
 namespace relaybird {
 
-/// Who sends the lines.
+/// The origin of the lines.
 enum class InputKind {
   kPerson,   ///< a terminal; its end ends the program
-  kScript,   ///< a pipe or a file; its end ends the program, once what it asked for is done
-  kNothing,  ///< the null device, as under a service manager: the program works on without it
+  kScript,   ///< a pipe or file; its end ends the program after the last command
+  kNothing,  ///< the null device, as under a service manager: the program runs on
 };
 
-/// What a session works with. All must outlive it.
+/// What a session needs. All must outlive it.
 struct SessionWorld {
   EventQueue& events;
   TimerMaker& timers;
@@ -44,13 +44,12 @@ class ConsoleSession {
   ConsoleSession(const ConsoleSession&) = delete;
   ConsoleSession& operator=(const ConsoleSession&) = delete;
 
-  /// Runs the program's start-up, during which lines answer its boxes, and from then on takes
-  /// commands.
+  /// Runs the program's start-up, during which lines only answer boxes, and then accepts commands.
   void begin(const std::function<void()>& startUp);
-  /// The program ends: no more lines are taken, and boxes get the answer that changes nothing.
+  /// Ends the session: no more lines are read, and boxes get the answer that changes nothing.
   void end();
   bool ended() const { return ended_; }
-  /// 1 where the program ended because it had nothing to do, else 0.
+  /// 1 if the program ended because it had nothing to do, otherwise 0.
   int exitStatus() const { return exitStatus_; }
 
  private:
@@ -83,14 +82,14 @@ class ConsoleSession {
 
   SessionWorld world_;
   ConsoleCommands commands_;
-  int depth_ = 0;  ///< how many commands are inside one another
+  int depth_ = 0;  ///< number of commands running inside one another
   bool starting_ = false;
-  bool answered_ = false;  ///< a box has been, and its own caller goes first
+  bool answered_ = false;  ///< a box was answered; its caller runs before the next line
   bool inputOver_ = false;
   bool ended_ = false;
   bool hasWorked_ = false;  ///< forwarding has been on
   int exitStatus_ = 0;
-  std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< gone when the session is
+  std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< expires with the session
   std::unique_ptr<Wait> wait_;
   std::unique_ptr<Timer> workTimer_;
 };

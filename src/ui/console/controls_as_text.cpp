@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// First the output, then the input. Input checks whyNoInput() before anything else and then acts on
+// the control as a front end does, so that a script can do no more than a user.
 #include "ui/console/controls_as_text.h"
 
 #include <algorithm>
@@ -243,7 +245,7 @@ std::string a(ControlKind kind) {
   return (name.front() == 'o' ? "an " : "a ") + name;
 }
 
-// Virtual-key codes (winuser.h) of keys that have a name.
+// Virtual-key codes (winuser.h) of the keys with names.
 constexpr std::array<std::pair<std::string_view, int>, 11> kKeys{{{"enter", 0x0D},
                                                                   {"escape", 0x1B},
                                                                   {"esc", 0x1B},
@@ -278,7 +280,7 @@ std::optional<int> keyCode(std::string_view key) {
   return kF1 + static_cast<int>(*number) - 1;
 }
 
-// What keyDown adds up for a modifier; 0 where the word is none.
+// The bit of a modifier in Control::keyDown(); 0 if the word is not a modifier.
 int shiftOf(std::string_view word) {
   const std::string name = asciiLower(word);
   if (name == "shift") {

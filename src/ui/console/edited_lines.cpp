@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Line editing by libedit, driven from the main loop. libedit waits for keys in its own read call;
-// here it is only called when there are bytes, which it gets from us, so that the program never
-// waits inside it.
+// Line editing by libedit, driven from the main loop. libedit normally blocks in its own read call;
+// here it is only called when bytes have arrived, and reads them from this class, so that the
+// program never blocks inside it. Output of the program takes the typed line off the screen
+// (hide()) and puts it back afterwards (showSoon()).
 #include <histedit.h>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -24,10 +25,10 @@ namespace relaybird {
 namespace {
 
 constexpr int kHistorySize = 500;
-// How long the rest of a key is waited for that sends more than one byte. The Escape key sends one
-// and would be waited on for ever.
+// How long to wait for the rest of a key that sends several bytes. Without a limit, the Escape key,
+// which sends one byte, would block for ever.
 constexpr int kKeyPatience = 100;  // milliseconds
-// What libedit in its unbuffered mode puts into the line for "end of file": Ctrl-D.
+// libedit's unbuffered mode puts this into the line for end of file: Ctrl-D.
 constexpr char kEndKey = '\x04';
 
 struct CloseFile {
@@ -41,7 +42,7 @@ struct EndHistory {
   void operator()(History* history) const { ::history_end(history); }
 };
 
-// Columns that a text takes; what is unknown takes one.
+// The width of a text in columns; an invalid byte counts as one.
 int widthOf(std::string_view text) {
   std::mbstate_t state{};
   int width = 0;
@@ -88,13 +89,13 @@ class EditedLines : public TerminalLines {
   std::unique_ptr<EditLine, EndEditing> editor_;
   std::function<void()> onLines_;
   std::unique_ptr<MainLoop::Watch> watch_;
-  std::deque<char> keys_;  // read and not yet used
+  std::deque<char> keys_;  // read but not used yet
   LineSplitter lines_;
   std::string prompt_;
   bool question_ = false;
-  bool editing_ = false;  // a line is being typed, and the terminal is in the editor's mode
+  bool editing_ = false;  // the terminal is in the editor's mode
   bool shown_ = false;
-  bool waits_ = false;  // it is to be shown
+  bool waits_ = false;  // showing it is posted
   bool ended_ = false;
   std::shared_ptr<int> alive_ = std::make_shared<int>();
 };
@@ -136,11 +137,11 @@ EditedLines::EditedLines(TerminalWorld world)
   ::el_set(editor, EL_PROMPT, giveKeyPrompt);
   ::el_set(editor, EL_HIST, ::history, static_cast<void*>(history_.get()));
   ::el_set(editor, EL_GETCFN, giveKey);
-  // The wide call keeps the names; the other one copies them and never frees the copies.
+  // el_wset() keeps pointers to the names; el_set() copies them and never frees the copies.
   ::el_wset(editor, EL_ADDFN, L"relaybird-complete", L"Completes a word", giveCompletion);
   ::el_set(editor, EL_BIND, "^I", "relaybird-complete", nullptr);
   ::el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
-  ::el_source(editor, nullptr);  // the user's own key bindings, where he has some
+  ::el_source(editor, nullptr);  // the user's own key bindings, if any
 }
 
 EditedLines::~EditedLines() {
@@ -181,7 +182,7 @@ int EditedLines::columns() const {
   return known ? size.ws_col : 80;
 }
 
-// From the cursor up to the row of the prompt, and everything from there off the screen.
+// Moves the cursor up to the row of the prompt and clears the screen from there.
 void EditedLines::hide() {
   if (!std::exchange(shown_, false)) {
     return;
@@ -237,7 +238,7 @@ void EditedLines::readable() {
   }
 }
 
-// Hands the editor all keys that have come.
+// Passes all received keys to the editor.
 void EditedLines::edit() {
   while (!keys_.empty() && !ended_) {
     show();
@@ -273,7 +274,7 @@ void EditedLines::lineDone(std::string line) {
   showSoon();
 }
 
-// One character for the editor; 0 where no more comes, which leaves the line as it is.
+// Reads one character for the editor; 0 if there is none, which leaves the line unchanged.
 int EditedLines::readKey(wchar_t* key) {
   std::array<char, 4> bytes;
   std::size_t length = 0;
@@ -300,7 +301,7 @@ int EditedLines::readKey(wchar_t* key) {
       break;
     }
   }
-  *key = L'?';  // no character of the user's locale
+  *key = L'?';  // not a character of the user's locale
   return 1;
 }
 
@@ -343,7 +344,7 @@ unsigned char EditedLines::complete() {
     listCandidates(found.words);
     return CC_REDISPLAY;
   }
-  // The word is put in whole, so that its letters get the case that they are declared with.
+  // Replaces the whole word, so that it gets the declared letter case.
   ::el_deletestr(editor_.get(), static_cast<int>(typed.size()));
   return ::el_insertstr(editor_.get(), common.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
 }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The commands that name windows and controls. They only find the control and read the arguments;
+// controls_as_text.h does the rest.
 #include "ui/console/form_commands.h"
 
 #include <utility>
@@ -10,7 +12,7 @@
 namespace relaybird {
 namespace {
 
-// The one word that a command takes.
+// The single argument of a command; `what` names it in the error.
 Result<std::string> oneWord(std::string_view rest, const char* what) {
   const std::string word(takeWord(rest));
   if (word.empty() || !rest.empty()) {

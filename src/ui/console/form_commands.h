@@ -12,8 +12,8 @@
 
 namespace relaybird {
 
-/// Each takes the rest of its line. An error is a sentence without its full stop; nothing has
-/// changed then. Replies go to the output.
+/// Each command takes the rest of its line. An error is a sentence without its full stop; nothing
+/// has changed then. Replies go to the output.
 class FormCommands {
  public:
   /// All must outlive it.
@@ -26,11 +26,10 @@ class FormCommands {
   Result<void> key(std::string_view rest);
   Result<void> close(std::string_view rest);
 
-  /// By name, letter case aside.
+  /// Finds a form by name, ignoring letter case.
   Result<Form*> form(std::string_view name) const;
-  /// "FORM.CONTROL".
+  /// Finds a control by "FORM.CONTROL".
   Result<Control*> control(std::string_view name) const;
-  const std::vector<Form*>& all() const { return forms_; }
 
  private:
   std::vector<Form*> forms_;

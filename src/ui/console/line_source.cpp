@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// StreamLines reads only while its splitter is empty: commands of a script that waits stay in the
+// pipe, and a fast writer is held up instead of filling memory.
 #include "ui/console/line_source.h"
 
 #include <unistd.h>
@@ -13,7 +15,7 @@
 namespace relaybird {
 
 void LineSplitter::append(std::string_view part) {
-  // One more than allowed may be the CR of a line of full length.
+  // One more byte than allowed, because it may be the CR of a line of maximum length.
   const std::size_t room = kLongestLine + 1 - std::min(current_.size(), kLongestLine + 1);
   tooLong_ = tooLong_ || part.size() > room;
   current_ += part.substr(0, room);
@@ -84,7 +86,7 @@ void StreamLines::read() {
   if (got > 0) {
     lines_.feed({buffer.data(), static_cast<std::size_t>(got)});
   } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
-    // What cannot be read, such as a terminal that was hung up, has ended.
+    // An unreadable input, such as a terminal that hung up, has ended.
     ended_ = true;
     lines_.end();
   }

@@ -17,32 +17,32 @@ namespace relaybird {
 struct InputLine {
   enum class Kind {
     kText,
-    kUnusable,  ///< the line was passed over; `text` says why
-    kEnd,       ///< nothing more will come
+    kUnusable,  ///< the line was skipped; `text` says why
+    kEnd,       ///< the input has ended
   };
   Kind kind = Kind::kText;
   std::string text;  ///< without its line end
 };
 
-/// A longer line is passed over: nobody types one, and memory stays bounded.
+/// Longer lines are skipped: nobody types one, and memory stays bounded.
 inline constexpr std::size_t kLongestLine = 65536;
 
-/// Where commands come from. Everything on the user-interface thread.
+/// A source of commands. All calls are made on the user-interface thread.
 class LineSource {
  public:
   virtual ~LineSource() = default;
-  /// Calls `onLines` from the loop whenever next() has something. Lines are read ahead of their
-  /// use only as far as one reading brings them. Called once.
+  /// Calls `onLines` from the loop whenever next() has a line. Reads ahead no further than one
+  /// read() brings. Called once.
   virtual void listen(std::function<void()> onLines) = 0;
-  /// The next line; none while there is none. After the end come no more.
+  /// The next line; empty while there is none, and after the end of the input.
   virtual std::optional<InputLine> next() = 0;
-  /// What stands before the line that the user types; `question` where it is the answer to one,
-  /// which no history remembers. Nothing where there is no user.
+  /// Sets the prompt; `question` says that the line is an answer, which the history does not keep.
+  /// Does nothing for sources without a user.
   virtual void setPrompt(const std::string& /*prompt*/, bool /*question*/) {}
 };
 
-/// Makes lines of bytes as they come. A line ends in LF or CR LF, the last one also at the end of
-/// the input; one that is too long, or that whyNoCommand() refuses, becomes one unusable line.
+/// Splits bytes into lines as they arrive. A line ends in LF or CR LF, the last one also at the end
+/// of the input. A line that is too long, or that whyNoCommand() refuses, becomes an unusable line.
 class LineSplitter {
  public:
   void feed(std::string_view bytes);
@@ -62,12 +62,12 @@ class LineSplitter {
   bool ended_ = false;
 };
 
-/// Lines of a pipe, a file, a device, or a terminal without line editing. Reads when there is
-/// something to read and never waits; the descriptor's own modes, which other processes may share,
-/// are left alone. Reading stops while lines wait to be used.
+/// Lines of a pipe, a file, a device, or a terminal without line editing. Reads when data is
+/// available and never blocks; the descriptor's flags, which other processes may share, are not
+/// changed. Reading pauses while lines wait to be used.
 class StreamLines : public LineSource {
  public:
-  /// The descriptor stays the caller's. All must outlive it.
+  /// The caller keeps the descriptor. All must outlive it.
   StreamLines(MainLoop& loop, int descriptor);
 
   void listen(std::function<void()> onLines) override;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The choice in a build without libedit.
+// Linked in place of edited_lines.cpp in a build without libedit.
 #include <utility>
 
 #include "ui/console/terminal_lines.h"

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// The list of settings is read from the dialog's controls, so that a new setting needs no line
+// here. A setting is changed as a user does it: the dialog opens, the field is set, OK is pressed,
+// and the stored value is compared with the requested one, because the program may have refused or
+// corrected it in a box.
 #include "ui/console/program_commands.h"
 
 #include <utility>
@@ -29,7 +33,7 @@ bool hasOwnCaption(const Control& control) {
   return control.kind() == ControlKind::kCheckBox || control.kind() == ControlKind::kOptionButton;
 }
 
-// As the settings dialog writes a list that it has stored.
+// A list in the form in which the settings dialog shows a stored one.
 std::string asList(const std::string& text) {
   StringList entries;
   return FormTextToArray(text, entries) < 0 ? text : MakeStringFromArray(entries);
@@ -147,8 +151,7 @@ Result<void> ProgramCommands::test() {
     return Error{0, "the test was not run"};
   }
   const EngineState& state = forms_.main().engine().state();
-  // The closing box says what came of a check that waits for its synchronisation, and of forwards
-  // that are still being sent.
+  // The check still waits for a synchronisation: its closing box will report the result.
   if (state.testCycle) {
     return {};
   }
@@ -214,7 +217,7 @@ std::vector<Fact> ProgramCommands::status() {
   return facts;
 }
 
-// A closed dialog may still hold a value that was refused: it is filled as for opening it.
+// A closed dialog may still hold a refused value, so it is filled first.
 std::vector<Setting> ProgramCommands::settings() {
   if (!forms_.settings().visible()) {
     forms_.settings().fillSilently();
@@ -245,7 +248,8 @@ Result<void> ProgramCommands::changeSetting(std::string_view name, const std::st
   return changed;
 }
 
-// By the dialog's OK. What was refused is not left in the dialog, which a start would read.
+// Stores with the dialog's OK. A refused value must not stay in the dialog, because switching
+// forwarding on stores what the dialog holds.
 Result<void> ProgramCommands::storeSetting(const Control& control, const std::string& value) {
   frmPrefs& dialog = forms_.settings();
   if (auto closed = clickControl(dialog.cmdOK); !closed) {

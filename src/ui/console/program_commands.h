@@ -14,12 +14,12 @@
 
 namespace relaybird {
 
-/// The fields of a form with tabs that hold a setting: text boxes, check boxes, options, drop-down
-/// lists. What a field means is its own caption, else the caption that stands before it.
+/// The settings of a form with tabs: its text boxes, check boxes, options and drop-down lists. The
+/// meaning of a field is its own caption, or else the caption before it.
 std::vector<Setting> settingsOf(const Form& form, const Control& tabs);
 
-/// Whether a field shows what `value` asks for, as `set` takes it: numbers and lists may be written
-/// in another way, numbers also with `decimalSeparator` in place of the point.
+/// Whether a field has the value that `set` was given. Numbers and lists may be written
+/// differently, numbers also with `decimalSeparator` in place of the point.
 bool holdsValue(const Control& control, const std::string& value,
                 std::string_view decimalSeparator);
 
@@ -28,26 +28,26 @@ std::string valueOf(const Control& control);
 
 /// The user's manual.
 struct Manual {
-  /// A topic as text; none where there is no such.
+  /// A topic as text; empty if there is none.
   std::function<std::optional<std::string>(std::string_view words)> find = [](std::string_view) {
     return std::nullopt;
   };
   std::vector<std::string> topics;
 };
 
-/// The whole program as the console drives it. Its commands do what the windows' buttons do, and
-/// are refused while another window stands in front of the main one.
+/// The whole program as the console controls it. Its commands do what the windows' buttons do, and
+/// are refused while another window is in front of the main window.
 class ProgramCommands : public ConsoleProgram {
  public:
-  /// `facts` come first in what status() says. The user's numbers may have `decimalSeparator` in
-  /// place of the point. `forms` and `outgoing` must outlive it.
+  /// status() begins with `facts`. Numbers may be written with `decimalSeparator` in place of the
+  /// point. `forms` and `outgoing` must outlive it.
   ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing, std::vector<Fact> facts,
                   Manual manual, std::string decimalSeparator);
 
   std::vector<Form*> forms() override { return forms_.forms(); }
   Result<void> start() override;
   Result<void> stop() override;
-  /// Also while forwarding is on: the program then says itself why it does not test.
+  /// Allowed while forwarding is on: the program itself then says why it does not test.
   Result<void> test() override;
   Result<void> retry() override;
   Result<void> waiting() override;

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Escaping and its inverse, character by character. Which characters are hidden or dangerous is
+// decided in platform/text/character_kind.h, in one place for the whole program.
 #include "ui/console/quoting.h"
 
 #include <algorithm>
@@ -28,7 +30,7 @@ void appendHex(std::string& out, std::string_view bytes) {
   }
 }
 
-// The letter that stands for the character after a backslash; 0 where it has none.
+// The letter that escapes the character after a backslash; 0 if it has none.
 char escapeLetter(char32_t code) {
   switch (code) {
     case '\\':
@@ -64,7 +66,7 @@ std::string written(std::string_view text, bool inQuotes) {
   return out;
 }
 
-// Takes the rest of an escape off the text, whose backslash is gone already.
+// Removes an escape from the text, whose backslash was removed already, and returns its character.
 std::optional<char> takeEscape(std::string_view& text) {
   if (text.empty()) {
     return std::nullopt;
@@ -96,7 +98,8 @@ std::optional<char> takeEscape(std::string_view& text) {
   return static_cast<char>(high * 16 + low);
 }
 
-// Of what is hidden, marks and fillers come along when a name is pasted, and do no harm.
+// Whether a character can control a terminal or a line. Hidden marks and fillers are allowed: they
+// come with pasted names and are harmless.
 bool steers(char32_t code) {
   const CharacterKind kind = kindOf(code);
   return kind == CharacterKind::kControl || kind == CharacterKind::kLineBreak ||
@@ -107,7 +110,7 @@ void skipBlanks(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
 }
 
-// Takes a word in quotes off the text, whose opening quote is there.
+// Removes a word in quotes from the text, which begins with the opening quote.
 Result<std::string> takeQuoted(std::string_view& text) {
   text.remove_prefix(1);
   std::string word;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// How the console writes any text on one line and reads it back, and what it takes for a line at
-// all. Log lines carry what strangers wrote into their mail: nothing that could move a cursor,
-// change a terminal's state or pass for a line of its own leaves this program unescaped.
+// How the console writes any text on one line and reads it back, and which bytes it accepts as a
+// line. Log lines hold what strangers wrote into their mail: text that could move a cursor, change
+// the terminal's state or imitate another line must not leave this program unescaped.
 #pragma once
 
 #include <string>
@@ -12,31 +12,30 @@
 
 namespace relaybird {
 
-/// On one line, and read back inside quotes by splitWords(): "\\" "\n" "\r" "\t" for these, and
-/// "\xHH" for every byte of another character that is hidden (isHidden()), and for bytes that are
-/// no UTF-8 (RFC 3629).
+/// The text on one line, as splitWords() reads it inside quotes: "\\" "\n" "\r" "\t" for these
+/// characters, "\xHH" for every byte of other hidden characters (isHidden()) and of invalid UTF-8
+/// (RFC 3629).
 std::string escaped(std::string_view text);
 /// The same in double quotes, with a quote as "\"".
 std::string inQuotes(std::string_view text);
 
-/// For people to read, not to be read back: as withCodes() has it, with blanks for tabs.
+/// For people to read, not to be read back: withCodes(), with tabs as blanks.
 std::string printable(std::string_view text);
 
-/// The words of a line: what blanks and tabs divide. A word in double quotes may hold blanks and
-/// the escapes of inQuotes(); elsewhere a backslash stands for itself. An error names what is
-/// wrong.
+/// Splits a line at blanks and tabs. A word in double quotes may hold blanks and the escapes of
+/// inQuotes(); elsewhere a backslash has no special meaning. An error says what is wrong.
 Result<std::vector<std::string>> splitWords(std::string_view line);
 
-/// A value that runs to the end of its line: as it stands without the blanks around it, or one word
-/// in double quotes.
+/// Reads a value that runs to the end of its line: either one word in double quotes, or the text
+/// without surrounding blanks.
 Result<std::string> readValue(std::string_view rest);
 
-/// Takes the first word off a line, and the blanks around it. Words in quotes are not known here.
+/// Removes the first word and the blanks around it from a line, and returns the word. Quotes have
+/// no special meaning.
 std::string_view takeWord(std::string_view& line);
 
-/// Why bytes cannot be a command, as a sentence without its full stop; empty when they can: they
-/// are UTF-8, with no control characters but tabs, and with nothing that breaks a line or turns the
-/// direction of writing.
+/// Why bytes cannot be a command, as a sentence without its full stop; empty if they can. A command
+/// is UTF-8 without control characters (except tabs), line breaks and direction marks.
 std::string whyNoCommand(std::string_view bytes);
 
 }  // namespace relaybird

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A terminal that edits its lines itself. What the user has typed so far is known to it alone, so
-// output can only push it aside; it is still there when he presses Enter.
+// A terminal that edits its lines itself. Only the terminal knows what has been typed so far, so
+// output can only be printed after it; the typed text is still there when the user presses Enter.
 #include <utility>
 
 #include "ui/console/line_source.h"
@@ -56,7 +56,7 @@ class PlainTerminalLines : public TerminalLines {
   StreamLines lines_;
   std::string prompt_;
   bool shown_ = false;
-  bool waits_ = false;  // it is to be shown
+  bool waits_ = false;  // showing it is posted
   std::shared_ptr<int> alive_ = std::make_shared<int>();
 };
 

@@ -14,26 +14,26 @@
 
 namespace relaybird {
 
-/// The lines that a person types at a terminal, and the prompt before them.
+/// Lines typed at a terminal, with a prompt.
 class TerminalLines : public LineSource, public Prompt {};
 
-/// What typing works with. All must outlive it.
+/// What the lines of a terminal need. All must outlive it.
 struct TerminalWorld {
   MainLoop& loop;
   TextSink& sink;  ///< writes to `output`
   int input = 0;
   int output = 1;
   bool movesCursor = true;
-  /// Where typed lines are remembered, its owner's alone; empty: nowhere.
+  /// The file of the history, readable by its owner only; empty for none.
   std::string historyFile;
   std::function<Completion(std::string_view line)> complete;
 };
 
-/// With editing, history and completion where the program was built with libedit and the terminal
-/// can move its cursor; else as the terminal itself has it. Destroying it puts the terminal back
-/// into the mode that it was in.
+/// With editing, history and completion if the program was built with libedit and the terminal can
+/// move its cursor; otherwise with the terminal's own editing. The destructor restores the
+/// terminal's mode.
 std::unique_ptr<TerminalLines> makeTerminalLines(TerminalWorld world);
-/// Always as the terminal itself has it.
+/// Always with the terminal's own editing.
 std::unique_ptr<TerminalLines> makePlainTerminalLines(TerminalWorld world);
 
 }  // namespace relaybird

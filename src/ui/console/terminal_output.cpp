@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Output for a terminal. Every print takes the line that the user is typing off the screen and puts
+// it back. All texts go through printable(), because they may hold control sequences of strangers.
 #include "ui/console/terminal_output.h"
 
 #include <algorithm>
@@ -28,8 +30,7 @@ bool tellsProgress(const std::string& before, const std::string& now) {
          withoutDigits(before) == withoutDigits(now);
 }
 
-// Its own lines kept and broken where they are too long to read, everything else of it made
-// harmless.
+// Keeps the text's own lines, wraps long ones, and makes every line printable.
 std::string laidOut(std::string_view text, std::size_t width, const std::string& indent) {
   std::string out;
   while (true) {
@@ -56,7 +57,7 @@ std::string label(std::string_view kind) {
   return words;
 }
 
-// What the user can type now.
+// A sentence about what the user can type now.
 std::string howToAnswer(const BoxView& box) {
   switch (box.kind) {
     case BoxView::Kind::kInput:
@@ -118,7 +119,7 @@ void TerminalOutput::status(const std::string& text) {
   }
   const bool inPlace =
       manner_.movesCursor && !lastStatus_.empty() && tellsProgress(lastStatus_, text);
-  // Up to the line of the former one, to its beginning, and off with it.
+  // Moves to the beginning of the former status line and clears it.
   const std::string over = inPlace ? "\x1b[A\r\x1b[K" : "";
   print(over + inColour(kCyan, cutToScreen(printable(text))) + "\n");
   lastStatus_ = text;
@@ -178,14 +179,14 @@ namespace {
 
 constexpr std::string_view kListMark = "- ";
 
-// How deep the text of a line begins.
+// The column in which the text of a line begins, after its blanks and list mark.
 std::size_t depthOf(std::string_view line) {
   const std::size_t blanks = std::min(line.find_first_not_of(' '), line.size());
   return blanks + (line.substr(blanks).starts_with(kListMark) ? kListMark.size() : 0);
 }
 
-// The bytes of the longest beginning that ends before a blank and has no more than `width`
-// characters; a first word that is longer by itself is taken whole.
+// The length in bytes of the longest beginning that ends before a blank and has at most `width`
+// characters; a longer first word is not broken.
 std::size_t bytesThatFit(std::string_view text, std::size_t width) {
   std::size_t fits = 0;
   while (fits < text.size()) {

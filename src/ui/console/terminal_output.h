@@ -11,32 +11,32 @@
 
 namespace relaybird {
 
-/// The line that the user is typing, which output has to step around.
+/// The line that the user is typing. Output removes it and puts it back.
 class Prompt {
  public:
   virtual ~Prompt() = default;
-  /// Takes it off the screen; the cursor is then where its first character was.
+  /// Removes it from the screen; the cursor is then at the place of its first character.
   virtual void hide() = 0;
-  /// Puts it back, as it was, once everything is printed that is to be printed now.
+  /// Puts it back after all pending output has been printed.
   virtual void showSoon() = 0;
 };
 
-/// What the terminal can do.
+/// The capabilities of the terminal.
 struct TerminalManner {
   bool colours = true;
   bool movesCursor = true;
   std::function<int()> columns = [] { return 80; };
 };
 
-/// Output for people at a terminal: colours, boxes laid out, the steps of a long pass on one line.
+/// Output for people at a terminal: colours, formatted boxes, the progress of a pass on one line.
 class TerminalOutput : public ConsoleOutput {
  public:
   /// The sink must outlive it.
   TerminalOutput(TextSink& sink, TerminalManner manner);
-  /// In place of any earlier one; null for none.
+  /// Replaces any earlier prompt; null for none.
   void setPrompt(Prompt* prompt) { prompt_ = prompt; }
 
-  /// A text that differs from the last one in its numbers alone takes its place on the screen.
+  /// A text that differs from the last one only in its numbers replaces it on the screen.
   void status(const std::string& text) override;
   void logLine(const std::string& text) override;
   void event(std::string_view kind, const std::string& text) override;
@@ -54,18 +54,18 @@ class TerminalOutput : public ConsoleOutput {
   void print(const std::string& lines);
   std::string inColour(const char* colour, const std::string& text) const;
   std::string cutToScreen(const std::string& text) const;
-  /// Of running text, in characters.
+  /// The width for running text, in characters.
   std::size_t textWidth() const;
 
   TextSink& sink_;
   TerminalManner manner_;
   Prompt* prompt_ = nullptr;
-  std::string lastStatus_;  ///< the status that is the last line printed; empty where it is not
+  std::string lastStatus_;  ///< the status in the last printed line; empty if that is another line
 };
 
-/// Breaks one line at blanks so that no part has more than `width` characters, as far as its words
-/// allow; every part is indented, and those after the first as deep as the line's own beginning:
-/// its blanks and the mark of a list. A line of blanks alone gives one empty line. Ends in LF.
+/// Breaks a line at blanks into parts of at most `width` characters; a longer word gets a part of
+/// its own. Every part is indented; parts after the first also by the line's own blanks and list
+/// mark. A line of only blanks gives one empty line. The result ends in LF.
 std::string wrapped(std::string_view line, std::size_t width, std::string_view indent);
 
 }  // namespace relaybird

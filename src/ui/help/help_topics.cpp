@@ -13,7 +13,7 @@ namespace {
 
 using Meant = std::function<bool(const std::string& nameOrTitle)>;
 
-// The only topic whose name or title is meant.
+// The topic whose name or title matches, if it is the only one.
 const HelpTopic* onlyTopic(const Meant& meant) {
   const HelpTopic* only = nullptr;
   for (const HelpTopic& topic : helpTopics()) {
@@ -37,7 +37,7 @@ std::vector<std::string> lowerWords(std::string_view text) {
   return words;
 }
 
-// What a reader sees of a page, roughly: its characters outside tags.
+// Roughly the visible text of a page: its characters outside tags.
 std::string lowerText(std::string_view html) {
   std::string text;
   bool insideTag = false;

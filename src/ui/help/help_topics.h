@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The user's manual, built in: the very pages that the help file holds, for programs that show it
-// themselves. Standard library alone; any thread.
+// The user's manual, built in: the same pages as in the help file, for programs that show them
+// without it. Standard library only; for any thread.
 #pragma once
 
 #include <span>
@@ -18,13 +18,13 @@ struct HelpTopic {
 /// Every topic, in the order of the contents.
 std::span<const HelpTopic> helpTopics();
 
-/// The topic that somebody means who types these words: the one of that name or title, else the
-/// only one whose name or title begins with them, else the only one that contains them. Letter case
-/// and the blanks around do not count. Null where none or several are meant.
+/// Finds the topic that the words identify: the one with that name or title, else the only one
+/// whose name or title begins with them, else the only one that contains them. Ignores letter case
+/// and surrounding blanks. Null if there is none or more than one.
 const HelpTopic* findHelpTopic(std::string_view words);
 
-/// Every topic whose name or title contains all of the words, or, where there is none, whose page
-/// does. In the order of the contents; empty for no words.
+/// All topics whose name or title contains all words, or, if there are none, whose page does. In
+/// the order of the contents; empty for no words.
 std::vector<const HelpTopic*> searchHelpTopics(std::string_view words);
 
 }  // namespace relaybird
