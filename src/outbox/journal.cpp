@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// The journal's file and its records. Every change is applied to the records first (replay()) and
+// then appended to the file, so that a failed write loses nothing while the program runs. Only
+// intents and hand-overs are synced: after a crash, a lost "done" or "settled" line is derived
+// again from the files of the outbox and the read marks.
 #include "outbox/journal.h"
 
 #include <algorithm>
@@ -12,11 +16,11 @@ namespace relaybird {
 
 namespace {
 
-// The file may grow by this much, and by as much again as it has to say, before it is rewritten.
+// The file is rewritten when it exceeds twice its size after the last rewrite plus this much.
 constexpr std::size_t kGrowth = std::size_t{256} << 10;
-// A journal that is larger is none of ours.
+// A larger file was not written by us.
 constexpr std::size_t kSizeLimit = std::size_t{256} << 20;
-// For how long the Message-ID of a forward that failed is kept for the next try.
+// How long the Message-ID of a failed forward is kept for the next try.
 constexpr std::int64_t kVoidSeconds = std::int64_t{30} * 24 * 60 * 60;
 
 constexpr std::string_view kIntent = "intent";
@@ -38,7 +42,7 @@ std::int64_t parseSeconds(const std::string& text) {
 
 constexpr std::size_t kSumDigits = 16;
 
-// FNV-1a, 64 bits: it has to tell a torn line from a whole one, nothing more.
+// FNV-1a, 64 bits: only tells a torn line from a complete one.
 std::string checkSum(std::string_view text) {
   std::uint64_t sum = 0xcbf29ce484222325u;
   for (const char byte : text) {
@@ -57,7 +61,7 @@ bool isPlain(char byte) {
 
 void appendField(std::string& text, std::string_view field) {
   if (field.empty()) {
-    text += '%';  // a sign of its own, so that no field is without characters
+    text += '%';  // marks an empty field, so that every field has characters
   }
   for (const char byte : field) {
     if (isPlain(byte)) {
@@ -149,7 +153,7 @@ Journal::~Journal() {
 Result<void> Journal::load() {
   const auto info = files_.inspect(path_);
   if (!info && info.error().code == ENOENT) {
-    intact_ = false;  // so that the first event makes the file, its name durably
+    intact_ = false;  // so that the first event makes the file, with a durable name
     return {};
   }
   if (!info) {
@@ -167,7 +171,7 @@ Result<void> Journal::load() {
   while (!rest.empty()) {
     const std::size_t end = rest.find('\n');
     if (end == rest.npos) {
-      intact_ = false;  // cut short: the next event must not be glued to it
+      intact_ = false;  // cut short: the next line must not be appended to it
       break;
     }
     apply(rest.substr(0, end));
@@ -323,7 +327,7 @@ Result<void> Journal::write(std::string_view lines, bool sync) {
   return file_->sync();
 }
 
-// The change that is to be written is part of what is known already.
+// The change to be written is in the records already (replay()), so a rewrite contains it.
 Result<void> Journal::rewrite() {
   const std::string bytes = snapshot();
   file_.reset();

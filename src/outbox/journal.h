@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // What the outbox must remember across a crash, so that no forward gets lost and none goes out
-// twice: which inbox item a message in the making belongs to, how far it came, and what has been
-// handed over although its file may still lie there.
+// twice: which inbox item a message belongs to, how far its forward came, and which messages were
+// handed over although their files may still exist.
 //
-// An append-only text file, one line for each event, every line under a check sum. A line that a
-// crash or a full disk cut short does not pass it and counts as never written. After a failure to
-// write, the next change rewrites the file from what is known in memory, because the system may
-// have dropped what it reported as failed. The file is rewritten in the same atomic way when it has
-// grown well past what it has to say.
+// An append-only text file with one line for each event. Every line has a check sum. A line that a
+// crash or a full disk cut short fails the check and counts as never written. After a failure to
+// write, the next change rewrites the file from the records in memory, because the system may have
+// dropped data that it reported as failed. The file is rewritten in the same atomic way when it has
+// grown far beyond the size of its records.
 //
 // One thread at a time; Outbox sees to that.
 #pragma once
@@ -34,15 +34,15 @@ namespace relaybird {
 /// The line with its LF. Fields are arbitrary bytes, empty ones included.
 std::string encodeJournalLine(const std::vector<std::string_view>& fields);
 
-/// The fields of a line without its LF; nothing when it is not as it was written.
+/// The fields of a line without its LF; nothing when the line is damaged.
 std::optional<std::vector<std::string>> decodeJournalLine(std::string_view line);
 
 /// The forward of one inbox item.
 struct ForwardRecord {
   enum class State {
-    kIntended,  ///< its file may lie in tmp/ or new/
+    kIntended,  ///< its file may be in tmp/ or new/
     kSent,      ///< its file is, or was, in the outbox for good
-    kVoid,      ///< it failed; only the Message-ID is still of use, for the next try
+    kVoid,      ///< it failed; only the Message-ID is kept, for the next try
   };
 
   std::string messageId;
@@ -53,45 +53,46 @@ struct ForwardRecord {
 
 class Journal {
  public:
-  /// Reads the file; one that is not there is an empty journal, and is made by the first event. The
-  /// folder must be there. Fails when the file cannot be read.
+  /// Reads the file. A missing file is an empty journal, which the first event writes. The folder
+  /// must exist. Fails when the file cannot be read.
   static Result<std::unique_ptr<Journal>> open(FileSystem& files, const Clock& clock,
                                                std::string path);
-  /// Puts what was written without a sync on the medium, as far as that works.
+  /// Best-effort sync of what was written without one.
   ~Journal();
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
-  /// Identifiers and names are arbitrary bytes. The record of an entry is the latest intent's.
+  /// The record of the latest intent of the entry; null where there is none. Identifiers and names
+  /// are arbitrary bytes.
   const ForwardRecord* find(const std::string& entryId) const;
   const std::unordered_map<std::string, ForwardRecord>& records() const { return records_; }
-  /// Files that were handed over, whose removal is not known to be on the medium.
+  /// Files that were handed over and whose removal may not be durable yet.
   const std::set<std::string>& delivered() const { return delivered_; }
-  /// Files that the journal called sent when it was opened and that were not handed over by then,
-  /// whether their entries are settled or not.
+  /// Files that were recorded as sent, but not as handed over, when the journal was opened. Their
+  /// entries may be settled already.
   const std::set<std::string>& calledDone() const { return calledDone_; }
-  /// Whole lines that did not pass their check sum when the file was read.
+  /// Complete lines that failed their check sum when the file was read.
   std::size_t damagedLines() const { return damagedLines_; }
 
-  /// Returns when the intent is on the medium. On failure the record reads as void.
+  /// Returns once the intent is on disk. On failure the record reads as void.
   Result<void> intend(const std::string& entryId, const std::string& messageId,
                       const std::string& file);
   /// The file is in the outbox for good.
   Result<void> done(const std::string& file);
   /// The forward failed and its file is not in the outbox.
   Result<void> annul(const std::string& file);
-  /// The entry's read mark is on the medium, or none is wanted: its record is dropped.
+  /// The entry's read mark is on disk, or no mark is wanted: drops its record.
   Result<void> settle(const std::string& entryId);
-  /// Returns when it is on the medium that the file was handed over.
+  /// Returns once the hand-over of the file is on disk.
   Result<void> deliver(const std::string& file);
-  /// The files' removal is on the medium.
+  /// The removal of the files is durable.
   Result<void> removed(const std::vector<std::string>& files);
 
-  /// Writes what could not be written so far; nothing to do where all was.
+  /// Writes the changes that could not be written so far, if there are any.
   Result<void> mend();
 
-  // A change that could not be written is nevertheless known until the program ends, and is written
-  // with the next one.
+  // A change that could not be written still counts until the program ends, and is written with the
+  // next one.
 
  private:
   Journal(FileSystem& files, const Clock& clock, std::string path);
@@ -111,7 +112,7 @@ class Journal {
   const Clock& clock_;
   std::string path_;
   std::unique_ptr<OutputFile> file_;  ///< kept open between events
-  bool intact_ = true;                ///< the file says all that is known
+  bool intact_ = true;                ///< the file has all records
   bool failed_ = false;               ///< the last change could not be written
   bool dirty_ = false;                ///< something was written since the last sync
   std::size_t size_ = 0;              ///< bytes of the file

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Sending, delivering, and bringing to an end at the next start what a crash cut short. The order
-// of the steps is the promise (outbox.h): no step may be moved in front of one that it follows, and
-// a failure is reported as final only when it is certain that the message cannot go out any more.
-// Locking: mutex_ guards the journal and the records in memory. A send writes and renames its
-// message without it, so that a delivery does not wait for that.
+// Sending, delivering, and recovery after a crash. The promise of outbox.h rests on the order of
+// the steps: none may be moved before another. A failure is reported as final only when it is
+// certain that the message cannot go out any more. Locking: mutex_ guards the journal and the
+// records in memory. A send writes and renames its message without it, so that a delivery does not
+// wait for that.
 #include "outbox/outbox.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace relaybird {
 
 namespace {
 
-// How many arrivals are remembered one by one; past that, listing the folder is as cheap.
+// Above this number of arrivals, listing the folder is as cheap as remembering them.
 constexpr std::size_t kArrivalLimit = 4096;
 
 constexpr std::size_t kSessionBytes = 8;
@@ -26,16 +26,16 @@ Error mayStillGoOut(const Error& why) {
 
 }  // namespace
 
-// What a send comes to on its way.
+// What a send learns on its way, to tell a failing disk from a failing message.
 struct Outbox::Attempt {
   std::uint64_t size = 0;       // bytes that the writer gave so far
-  bool writeFailed = false;     // of the file, not of what the writer reads
-  bool messageToBlame = false;  // the writer failed by itself
+  bool writeFailed = false;     // by the file, not by the source that the writer reads
+  bool messageToBlame = false;  // the writer failed although the file took all bytes
 };
 
 namespace {
 
-// Tells a disk that does not take the bytes from a writer that has none to give.
+// Records whether the disk refused bytes, so that other failures are known to be the writer's.
 class WatchedFile : public OutputFile {
  public:
   WatchedFile(OutputFile& file, std::uint64_t& size, bool& failed)
@@ -119,8 +119,8 @@ Result<void> Outbox::recover() {
   return {};
 }
 
-// Decides for every intent whose end is not on record, and moves on what the journal calls sent
-// but is still in tmp/. Takes those that it moves out of `inTmp`.
+// Decides every intent whose outcome is not on record, and moves messages that are recorded as sent
+// but are still in tmp/ into new/. Erases the moved names from `inTmp`.
 Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
   std::vector<std::string> open;
   for (const auto& [entry, record] : journal_->records()) {
@@ -153,7 +153,7 @@ Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
     }
     (placed->contains(file) ? sent : gone).push_back(file);
   }
-  // Also what is gone: it may have been taken out of new/ without a sync.
+  // Needed for missing files too: one may have been removed from new/ without a sync.
   if (auto synced = files_.syncFolder(disk_.path() + "/new"); !synced) {
     return synced;
   }
@@ -220,7 +220,7 @@ Result<void> Outbox::trySend(const std::string& entryId, const std::string& mess
   if (cleared || !intended) {
     return outcome;
   }
-  // The intent may have reached the medium, whatever was said of it.
+  // The intent may be on disk even though writing it was reported as failed.
   return mayStillGoOut(outcome.error());
 }
 
@@ -264,7 +264,7 @@ Result<void> Outbox::tryTmp(std::uint64_t size) {
   return outcome ? removed : outcome;
 }
 
-// An intent without an end is left by a try that could not be taken back.
+// A try that could not be taken back leaves an intent without an outcome.
 Result<void> Outbox::resolveDoubt(const std::string& entryId) {
   const std::lock_guard lock(mutex_);
   const ForwardRecord* record = journal_->find(entryId);
@@ -307,7 +307,7 @@ Result<void> Outbox::place(const std::string& name) {
   const std::lock_guard lock(mutex_);
   busy_.erase(name);
   if (placed) {
-    // Should this line get lost, the file in new/ says the same to the next start.
+    // If this line is lost, the next start finds the file in new/ and draws the same conclusion.
     (void)journal_->done(name);
     noteArrival(name);
     return {};
@@ -316,9 +316,9 @@ Result<void> Outbox::place(const std::string& name) {
     (void)journal_->annul(name);
     return placed;
   }
-  // It may lie in new/, and then goes out, or in tmp/, from where a repeated send or the next start
-  // moves it on. Its intent stays on record until one of them has found out, so that it is neither
-  // cleared away nor written a second time.
+  // The file may be in new/, and is then delivered, or in tmp/, from where a repeated send or the
+  // next start moves it into new/. Its intent stays on record until one of them has found out, so
+  // that the file is neither removed nor written a second time.
   arrivalsLost_ = true;
   return mayStillGoOut(placed.error());
 }
@@ -376,7 +376,7 @@ Outbox::Claim::~Claim() {
 
 Result<std::vector<WaitingMessage>> Outbox::waiting() {
   {
-    // What arrives from here on is told again by takeArrivals, at worst twice.
+    // Messages that arrive from here on are reported by takeArrivals, at worst a second time.
     const std::lock_guard lock(mutex_);
     arrivals_.clear();
     arrivalsLost_ = false;
@@ -457,8 +457,8 @@ Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
   if (auto moved = files_.rename(pathOf(claim), target); !moved) {
     return moved;
   }
-  // Its new name comes first, so that a power cut leaves it with two names rather than with none.
-  // Where it gets its old one back it is refused once more.
+  // The new name is synced first, so that a power cut leaves the file with two names rather than
+  // with none. If the old name comes back, the message is refused once more.
   if (files_.syncFolder(disk_.path() + "/failed")) {
     (void)files_.syncFolder(disk_.path() + "/new");
   }

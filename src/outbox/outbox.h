@@ -2,12 +2,13 @@
 // The folder that forwards wait in for delivery: a Maildir (tmp/, new/, cur/) with a further folder
 // failed/, and a journal beside it (journal.h).
 //
-// A forward is written and synced in tmp/, its intent is put on the medium, and only then is it
-// renamed into new/ and new/ synced. Whatever moment a crash chooses, the next open() finds out
-// whether the forward was made: a file in new/, cur/ or failed/ was; a file in tmp/ that an intent
-// names is complete and is moved on; otherwise it was not, and the next try uses the same
-// Message-ID. A file in new/ is always whole. A message counts as sent once it is in new/ and new/
-// is synced; nothing that the journal calls sent is ever cleared away before it was handed over.
+// A forward is written and synced in tmp/, then its intent is written to the journal and synced,
+// and only then is the file renamed into new/ and new/ synced. After a crash at any moment the next
+// open() finds out whether the forward was made: it was, if its file is in new/, cur/ or failed/; a
+// file in tmp/ that an intent names is complete and is moved into new/; otherwise it was not, and
+// the next try uses the same Message-ID. A file in new/ is always complete. A message counts as
+// sent once it is in new/ and new/ is synced. A message that the journal records as sent is never
+// removed before it was handed over.
 //
 // Calls may come from any thread, so that one thread can send while another delivers.
 #pragma once
@@ -35,7 +36,7 @@ namespace relaybird {
 
 /// A message waiting in new/.
 struct WaitingMessage {
-  std::string name;  ///< of the file; arbitrary bytes but '/' and NUL, when others put it there
+  std::string name;  ///< of the file; any bytes except '/' and NUL, as other programs may add files
   DateTime modified = kNoDate;
 };
 
@@ -49,47 +50,46 @@ class Outbox {
   /// Writes the message to the file that it is given, without syncing or closing it.
   using Writer = std::function<Result<void>(OutputFile&)>;
 
-  /// Opens the outbox, making what is missing of the folder and of its parents, and clears up after
-  /// a crash. `journal` is a file's path; its folder is made too. The outbox stays locked for other
-  /// programs while the object lives; EWOULDBLOCK where another one has it.
+  /// Opens the outbox, makes missing folders and their parents, and recovers from a crash.
+  /// `journal` is a file's path; its folder is made too. The outbox is locked against other
+  /// programs while the object lives; EWOULDBLOCK where another program has it.
   static Result<std::unique_ptr<Outbox>> open(FileSystem& files, const Clock& clock,
                                               RandomBytes random, std::string folder,
                                               std::string journal);
 
-  /// Puts a message into the outbox. On success it will not be lost any more, and alreadySent() of
-  /// its entry holds until settle(). On failure the call may be repeated at once. Nothing of a
-  /// failed send will be delivered, except where the disk let it neither be put into place nor be
-  /// taken back: the error's text then says that it may still go out, and a repeated call finds out
-  /// what became of it before it writes anything. For an entry that was sent and not settled it
-  /// does nothing and succeeds. An empty entry identifier stands for a message that answers to no
-  /// inbox item.
+  /// Puts a message into the outbox. On success the message is durable, and alreadySent() of its
+  /// entry is true until settle(). On failure the call may be repeated at once. The message of a
+  /// failed send is not delivered, with one exception: if the disk allowed neither to put it into
+  /// new/ nor to take it back, the error's text says that it may still go out, and a repeated call
+  /// first finds out what became of it. For an entry that was sent and not settled the call does
+  /// nothing and succeeds. The entry identifier is empty for a message that forwards no inbox item.
   Result<void> send(const std::string& entryId, const std::string& messageId, const Writer& write);
 
-  /// Whether the disk, and not the message, was to blame when the last send failed. To blame is
-  /// whatever fails of the outbox's own steps, be it full, broken, read-only or without rights:
-  /// they are the same for each message. The message's own are a failing writer and a size that no
-  /// file can have (EFBIG).
+  /// Whether the last send failed because of the disk and not because of the message. Every failure
+  /// of the outbox's own steps is the disk's (full, broken, read-only, no permission), because
+  /// these steps are the same for each message. A failing writer and a size that no file can have
+  /// (EFBIG) are the message's.
   bool refusedByDisk() const;
-  /// Tries out whether the disk would take a message again: writes, syncs and removes a file as
-  /// large as the refused one, looks whether new/ takes names, and brings the journal up to date.
-  /// Fails with what the disk says.
+  /// Tests whether the disk takes messages again: writes, syncs and removes a file as large as the
+  /// refused one, tests whether a name can be made in new/, and writes pending lines of the
+  /// journal. Fails with the disk's error.
   Result<void> tryDisk();
 
-  /// The Message-ID that an earlier try to forward the entry had chosen, for the next one to take.
+  /// The Message-ID of an earlier try to forward the entry, which the next try must use.
   std::optional<std::string> intendedMessageId(const std::string& entryId) const;
 
-  /// Whether the entry was forwarded and its read mark may still be to be written.
+  /// Whether the entry was forwarded and its read mark may not be written yet.
   bool alreadySent(const std::string& entryId) const;
-  /// All such entries, in no particular order. After a start, a store writes their read marks and
-  /// settles them; also those whose item is no longer there.
+  /// All such entries, in no particular order. After a start a store writes their read marks and
+  /// settles them, also those whose item no longer exists.
   std::vector<std::string> alreadySent() const;
-  /// The entry's read mark is on the medium, or it is to have none: the entry may be forwarded
-  /// anew. Nothing to do for an unknown entry. After a failure the entry is settled all the same
-  /// until the program ends.
+  /// The entry's read mark is on disk, or no mark is wanted: the entry may be forwarded again. Does
+  /// nothing for an unknown entry. After a failure the entry still counts as settled until the
+  /// program ends.
   Result<void> settle(const std::string& entryId);
 
   const std::string& folder() const { return disk_.path(); }
-  /// What open() found amiss, as sentences for the log.
+  /// Problems that open() found, as sentences for the log.
   const std::vector<std::string>& findings() const { return findings_; }
 
   /// How many messages wait in new/; 0 where it cannot be read.
@@ -99,7 +99,7 @@ class Outbox {
 
   // For the delivery of what waits.
 
-  /// The right to deliver one message; while it is held nobody else gets it.
+  /// The right to deliver one message. Only one claim on a message exists at a time.
   class Claim {
    public:
     Claim(Outbox& outbox, std::string name) : outbox_(&outbox), name_(std::move(name)) {}
@@ -114,22 +114,23 @@ class Outbox {
     std::string name_;
   };
 
-  /// The messages in new/, oldest first by their time of change. Other things than regular files,
-  /// names that begin with a dot and messages on their way in are left out.
+  /// The messages in new/, oldest first by their time of change. Leaves out everything but regular
+  /// files, names that begin with a dot, and messages that are being sent just now.
   Result<std::vector<WaitingMessage>> waiting();
   /// The messages sent since the last call, oldest first, so that a delivery need not list the
-  /// whole folder for each. Empty optional: too many to tell, list the folder.
+  /// whole folder for each message. Nothing if there were too many: list the folder then.
   std::optional<std::vector<WaitingMessage>> takeArrivals();
-  /// Nothing for a message that is claimed, on its way in, or handed over already.
+  /// Nothing for a message that is claimed, being sent, or handed over already.
   std::optional<Claim> claim(const std::string& name);
   std::string pathOf(const Claim& claim) const;
-  /// The message was handed over: notes that durably, then removes it. Whatever fails, it is not
-  /// handed out again by this object.
+  /// The message was handed over: records that durably, then removes it. Even on failure this
+  /// object does not hand it out again.
   Result<void> delivered(const Claim& claim);
-  /// The message was refused for good: moves it to failed/, with `words` beside it in FILE.txt as
-  /// far as the disk takes them. Fails where the message is still in new/.
+  /// The message was refused for good: moves it to failed/, with the reason in FILE.txt beside it
+  /// if the disk allows. Fails if the message is still in new/.
   Result<void> refuse(const Claim& claim, const std::string& words);
-  /// Makes the removals since the last call durable and forgets them. Once after a series.
+  /// Makes the removals since the last call durable. Called once after a series, as it waits for
+  /// the disk.
   Result<void> finishDeliveries();
 
  private:
@@ -155,7 +156,7 @@ class Outbox {
   const Clock& clock_;
   RandomBytes random_;
   OutboxFolder disk_;
-  std::string session_;  ///< tells the names of this run from those of others
+  std::string session_;  ///< makes the names of this run differ from those of other runs
   std::vector<std::string> findings_;
   std::unique_ptr<FolderLock> lock_;
 
@@ -163,7 +164,7 @@ class Outbox {
   std::unique_ptr<Journal> journal_;
   std::uint64_t counter_ = 0;
   std::optional<std::uint64_t> refusedSize_;  ///< bytes of the message that the disk refused
-  std::set<std::string> busy_;                ///< on their way in, or claimed
+  std::set<std::string> busy_;                ///< being sent, or claimed
   std::vector<WaitingMessage> arrivals_;
   bool arrivalsLost_ = true;  ///< the folder was never listed
   std::vector<std::string> removed_;

@@ -20,13 +20,13 @@ constexpr std::size_t kTrialBlock = std::size_t{64} << 10;
 // Made in new/ for a moment; a leading dot says that it is no message.
 constexpr const char* kTrialName = ".trial";
 
-// Whether the call found that there is no such name.
+// Whether the call failed because the name does not exist.
 template <class T>
 bool isAbsent(const Result<T>& outcome) {
   return !outcome && (outcome.error().code == ENOENT || outcome.error().code == ENOTDIR);
 }
 
-// Makes a folder and the missing ones above it, their names durably.
+// Makes a folder and its missing parents, with durable names.
 Result<void> makeFolder(FileSystem& files, const std::string& folder) {
   auto made = files.createFolder(folder);
   if (!made && made.error().code == ENOENT && parentFolder(folder) != folder) {
@@ -44,8 +44,8 @@ Result<void> makeFolder(FileSystem& files, const std::string& folder) {
   return made;
 }
 
-// A folder that is there may be what an earlier try made without getting its name on the medium. A
-// folder above that we may not open was not ours to make.
+// An existing folder may come from an earlier try that could not sync its name. Failures are
+// ignored: a parent that we may not open was not made by us.
 void syncNamesOf(FileSystem& files, std::string folder) {
   for (std::string above = parentFolder(folder); above != folder; above = parentFolder(folder)) {
     (void)files.syncFolder(above);
@@ -53,7 +53,7 @@ void syncNamesOf(FileSystem& files, std::string folder) {
   }
 }
 
-// Adds the unique names of a folder's messages, without Maildir flags.
+// Adds the unique names of a folder's messages, without their Maildir flags.
 Result<void> addNames(FileSystem& files, const std::string& folder, std::set<std::string>& names) {
   const auto entries = files.list(folder);
   if (!entries) {
@@ -123,8 +123,8 @@ Result<std::set<std::string>> OutboxFolder::placedNames() {
   return names;
 }
 
-// Nobody else writes under names of our making while the lock is held. What cannot be removed does
-// no harm.
+// While the outbox is locked no other process writes to files with names of ours. A file that
+// cannot be removed does no harm.
 void OutboxFolder::clearTmp(const std::set<std::string>& names, DateTime now) {
   for (const std::string& name : names) {
     bool stale = isOutboxName(name);
@@ -138,10 +138,9 @@ void OutboxFolder::clearTmp(const std::set<std::string>& names, DateTime now) {
   }
 }
 
-// Takes back a message that could not be put into place for good. True when it is certain that
-// nothing of it is left. A rename that failed has as a rule changed nothing, but the answer of a
-// dying disk or of a network is no proof, so both names are looked at. What was in new/ is gone
-// for good when that is synced: a power cut could bring the name back.
+// A failed rename usually has changed nothing, but the answer of a failing disk or of a network
+// file system does not prove it, so both names are checked. A removal from new/ counts only once
+// new/ is synced: until then a power cut could bring the name back.
 bool OutboxFolder::withdraw(const std::string& name) {
   const std::string inTmp = pathOf("tmp", name);
   const std::string inNew = pathOf("new", name);
@@ -150,7 +149,7 @@ bool OutboxFolder::withdraw(const std::string& name) {
   const bool synced = neverThere || files_.syncFolder(path_ + "/new");
   const auto cleared = files_.remove(inTmp);
   if (cleared) {
-    return true;  // a rename leaves one name: what was in tmp/ never came to new/
+    return true;  // a rename leaves one name: a file still in tmp/ never reached new/
   }
   return synced && (taken || neverThere || isAbsent(files_.inspect(inNew))) &&
          (isAbsent(cleared) || isAbsent(files_.inspect(inTmp)));
@@ -169,7 +168,7 @@ Result<void> OutboxFolder::tryFile(OutputFile& file, std::uint64_t size) {
 
 Result<void> OutboxFolder::tryNew() {
   const std::string trial = pathOf("new", kTrialName);
-  (void)files_.remove(trial);  // what a crash left of an earlier one
+  (void)files_.remove(trial);  // left by a crash during an earlier trial
   if (auto file = files_.create(trial); !file) {
     return file.error();
   }

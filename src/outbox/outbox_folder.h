@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The outbox on disk: a Maildir (https://cr.yp.to/proto/maildir.html) with a further folder
-// failed/. The steps here are durable where they say so. What they mean for the forward of an inbox
-// item is for Outbox to decide.
+// The outbox on disk: a Maildir (https://cr.yp.to/proto/maildir.html) with an additional folder
+// failed/. Outbox decides what these steps mean for the forward of an inbox item.
 #pragma once
 
 #include <cstddef>
@@ -33,29 +32,29 @@ class OutboxFolder {
     return path_ + '/' + subfolder + '/' + name;
   }
 
-  /// Makes what is missing of this folder with its subfolders and of `journalFolder`, and of the
-  /// folders above both, their names durably.
+  /// Makes this folder, its subfolders, `journalFolder` and their parents where they are missing,
+  /// with durable names.
   Result<void> make(const std::string& journalFolder);
 
   /// The regular files in tmp/.
   Result<std::set<std::string>> namesInTmp();
-  /// The unique names, without Maildir flags, of what lies in new/, cur/ and failed/.
+  /// The unique names, without Maildir flags, of the messages in new/, cur/ and failed/.
   Result<std::set<std::string>> placedNames();
-  /// Removes those of the files in tmp/ that nobody is writing any more: our own, and what is
-  /// old. Only while the outbox is locked.
+  /// Removes abandoned files among these in tmp/: our own, and old files of other programs. Only
+  /// while the outbox is locked.
   void clearTmp(const std::set<std::string>& names, DateTime now);
 
-  /// Takes back a message that could not be put into new/ for good. True when it is certain that
+  /// Removes a message that could not be put into new/ durably. True when it is certain that
   /// nothing of it is left in tmp/ and new/.
   bool withdraw(const std::string& name);
 
   /// Whether the disk takes a message of that size: fills the file with as many bytes. Does not
   /// sync or close.
   Result<void> tryFile(OutputFile& file, std::uint64_t size);
-  /// Whether new/ takes names.
+  /// Whether names can be made in new/.
   Result<void> tryNew();
 
-  /// How many messages lie in new/, apart from some; 0 where it cannot be read.
+  /// How many messages are in new/, not counting those in `except`; 0 where it cannot be read.
   std::size_t countWaiting(const std::set<std::string>& except) const;
 
  private:

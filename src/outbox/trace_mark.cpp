@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Marks and Message-IDs are a random number, a dot and a seal: the HMAC of a purpose, the number
+// and the mailbox. Nothing but the key is stored to recognise them, so they never expire.
 #include "outbox/trace_mark.h"
 
 #include <glib.h>
@@ -20,12 +22,12 @@ constexpr std::size_t kMarkSealDigits = 64;
 // Half of the seal (RFC 2104, 5): with the number it stays within the 64 characters that software
 // may expect of a left side (RFC 5321, 4.5.3.1.1).
 constexpr std::size_t kIdSealDigits = 32;
-// Put before what is sealed, so that one key serves both purposes without mixing them up.
+// Prefixes of the sealed text, so that one key serves both purposes without mixing them up.
 constexpr std::string_view kMarkPurpose = "relaybird forward ";
 constexpr std::string_view kIdPurpose = "relaybird message-id ";
 constexpr std::string_view kFallbackDomain = "localhost.invalid";
 
-// Takes the same time wherever the texts differ.
+// In constant time, so that timing does not reveal where the texts differ.
 bool sameSecret(std::string_view one, std::string_view other) {
   if (one.size() != other.size()) {
     return false;

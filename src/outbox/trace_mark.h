@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The secret by which the forwards of this mailbox are known again when they come back, so that
-// mail never goes round in circles: by the marks of the trace field (kTraceHeader), and by
-// Message-IDs where somebody has answered a forward or has lost that field.
+// Recognises the forwards of this mailbox when they come back, so that mail never goes round in
+// circles: by the marks of the trace field (kTraceHeader), and by Message-IDs in answers to a
+// forward or where the trace field was lost.
 #pragma once
 
 #include <string>
@@ -15,13 +15,14 @@
 namespace relaybird {
 
 /// A mark and the left side of a Message-ID are each a random number and the HMAC-SHA256 (RFC 2104)
-/// of it and the mailbox under a secret key of the user: they tell nothing about anybody, and
-/// nobody else can make one. Any thread.
+/// of that number and the mailbox under a secret key of the user. They contain no personal data,
+/// and only the owner of the key can make one. Any thread.
 class TraceMark {
  public:
-  /// Reads the key from the file, making one (owner alone, durably) where there is none or where it
-  /// has not the length of a key. The folder must be there. `mailbox` tells apart the mailboxes
-  /// that share the key: a user may forward from one to another, and from there to his phone.
+  /// Reads the key from the file. Makes a key, durably and readable by its owner only, where the
+  /// file is missing or does not have the length of a key. The folder must exist. `mailbox`
+  /// distinguishes the mailboxes that share the key: a user may forward from one to another, and
+  /// from there to a phone.
   static Result<TraceMark> open(FileSystem& files, RandomBytes random, const std::string& keyFile,
                                 std::string mailbox);
 
@@ -32,11 +33,11 @@ class TraceMark {
   bool isOurs(std::string_view mark) const;
 
   /// A new Message-ID (RFC 5322, 3.6.4) without its angle brackets, in the domain of the sender's
-  /// address, or in "localhost.invalid" where that has none that can be used.
+  /// address, or in "localhost.invalid" where the address has no usable domain.
   Result<std::string> makeMessageId(std::string_view senderAddress) const;
   /// Whether this mailbox made the Message-ID, with or without angle brackets; anything may be
-  /// passed. The domain is not asked, since users change their addresses. An earlier version's
-  /// identifiers, which were random alone, are not known.
+  /// passed. The domain is ignored, since users change their addresses. Identifiers of an earlier
+  /// version, which were only random, are not recognised.
   bool isOurMessageId(std::string_view messageId) const;
 
  private:

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Two threads share this object. The user-interface thread makes requests (flush, tryAgain), the
+// executor's thread works through the outbox (work). Requests during a run are combined into one
+// further run. The executor's thread posts notices and callbacks to the event queue; they are
+// dropped if the worker is gone by then.
 #include "outbox/delivery/delivery_worker.h"
 
 #include <algorithm>
@@ -18,7 +22,7 @@ namespace {
 constexpr std::size_t kMessageLimit = std::size_t{256} << 20;
 // How often the folder is read for messages that others put there.
 constexpr std::chrono::minutes kListAgain{1};
-// After so many refusals one after the other it is not the messages' fault.
+// After so many refusals in a row the transport is to blame, not the messages.
 constexpr int kEnoughRefusals = 10;
 
 }  // namespace
@@ -102,11 +106,11 @@ bool DeliveryWorker::nextTask(std::vector<std::function<void()>>& waiters) {
     return true;
   }
   working_ = false;
-  idle_.notify_all();  // within the lock: the object may be gone once it is released
+  idle_.notify_all();  // under the lock: the object may be destroyed once it is released
   return false;
 }
 
-// Also reads the folder anew: the user may just have put something back.
+// Also reads the folder again: the user may just have put a message back.
 void DeliveryWorker::startAfresh() {
   retries_.clear();
   pause_ = {};
@@ -152,7 +156,7 @@ void DeliveryWorker::collect() {
   listingFailed_ = false;
   if (!listed) {
     say("The outbox cannot be read: " + listed.error().text);
-    // The arrivals are known all the same, and the listing is tried again.
+    // The arrivals can be delivered nevertheless, and the listing is tried again.
     if (arrivals) {
       std::move(arrivals->begin(), arrivals->end(), std::back_inserter(known_));
     }
@@ -207,7 +211,7 @@ DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
   }
   const Outcome outcome = setting_.transport->deliver(*outgoing, stop_.get_token());
   if (outcome.kind == Outcome::Kind::kDelivered) {
-    // That it left is noted first: the count may get lost, the note may not.
+    // The hand-over is recorded first: the count may get lost, that record may not.
     const Fate fate = taken(claim, title);
     limit_.count(outgoing->envelope.recipients);
     return fate;
@@ -287,7 +291,7 @@ DeliveryWorker::Fate DeliveryWorker::kept(const WaitingMessage& message, const s
                                           const Outcome& outcome) {
   postpone(retries_[message.name]);
   if (outcome.everything || ++refusalsInRow_ >= kEnoughRefusals) {
-    // The same messages would end every series before what is behind them.
+    // Otherwise the same messages would end every series before the later ones are tried.
     untriedFirst_ = !outcome.everything;
     postpone(pause_);
     refusalsInRow_ = 0;
@@ -301,7 +305,7 @@ DeliveryWorker::Fate DeliveryWorker::kept(const WaitingMessage& message, const s
   return Fate::kKept;
 }
 
-// A clock that was set back must not make a wait longer.
+// A clock that was set back must not prolong the waiting time.
 bool DeliveryWorker::isDue(const Retry& retry) const {
   const DateTime now = setting_.clock.now();
   return retry.wait.count() == 0 || now >= retry.due() || now < retry.refused;

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
-// Takes what waits in the outbox, oldest first, and hands it to a transport.
+// Takes the messages that wait in the outbox, oldest first, and hands them to a transport.
 //
-// What was taken is removed. What was refused for the time being stays and is tried again a minute
-// later, then after twice that, up to an hour; five days after it was written (RFC 5321, 4.5.4.1) a
-// further refusal counts as final. What was refused for good moves to failed/. These waits are
-// known to this object alone: a new start tries everything at once.
+// A message that was accepted is removed. One that was refused temporarily stays and is tried again
+// after a minute, then after twice that, up to an hour; five days after it was written (RFC 5321,
+// 4.5.4.1) a further refusal counts as final. One that was refused for good moves to failed/. The
+// waiting times are kept in this object only: after a new start everything is tried at once.
 //
-// An address that more leaves for within an hour than is allowed is stopped (hourly_limit.h): its
-// messages stay, over new starts too, until tryAgain(). A message with several recipients waits
-// whole while one of them is stopped. A transport takes a message for all or for none, so to part
-// it would mean to remember durably who has had it already. Forwards of one user all go to the same
-// addresses, which come to the limit together.
+// An address that exceeds its limit of messages an hour is stopped (hourly_limit.h): its messages
+// stay, after new starts too, until tryAgain(). A message with several recipients waits as a whole
+// while one of them is stopped. A transport takes a message for all recipients or for none, so
+// splitting it would require a durable record of who has received it. Forwards of one user all go
+// to the same addresses, which reach the limit together.
 #pragma once
 
 #include <chrono>
@@ -59,28 +59,29 @@ class DeliveryWorker {
   struct Counts {
     std::size_t left = 0;              ///< handed over since this object was made
     std::size_t refused = 0;           ///< refused for good since then
-    std::size_t kept = 0;              ///< wait because the last try was refused for the time being
-    std::vector<std::string> stopped;  ///< addresses that nothing more leaves for
+    std::size_t kept = 0;              ///< wait after a temporary refusal
+    std::vector<std::string> stopped;  ///< addresses whose mail waits until tryAgain()
   };
 
   explicit DeliveryWorker(Setting setting);
-  /// Stops a delivery under way and waits for its end. Nothing is called back any more.
+  /// Stops a delivery under way and waits for its end. No callback is called after that.
   ~DeliveryWorker();
   DeliveryWorker(const DeliveryWorker&) = delete;
   DeliveryWorker& operator=(const DeliveryWorker&) = delete;
 
-  /// Begins to deliver what waits and is due. `done`, which may be empty, is called on the
-  /// user-interface thread, never inside this call, when everything that waited now has been tried.
+  /// Starts to deliver the messages that are due. `done`, which may be empty, is called on the
+  /// user-interface thread, never inside this call, once everything that waits now has been tried.
   void flush(std::function<void()> done);
 
-  /// The user's word: as flush(), but waits are over and stopped addresses go on.
+  /// At the request of the user: as flush(), but ends all waiting times and resumes stopped
+  /// addresses.
   void tryAgain(std::function<void()> done);
 
   Counts counts() const;
-  /// Where an outbox's deliveries remember what HourlyLimit does.
+  /// The file that HourlyLimit keeps for an outbox.
   static std::string limitFile(const std::string& outboxFolder);
 
-  /// When the earliest message that was kept is due again; nothing while none was kept.
+  /// When the earliest message that was kept is due again; nothing if no message was kept.
   std::optional<DateTime> nextAttempt() const;
 
  private:
@@ -114,10 +115,11 @@ class DeliveryWorker {
   void publish();
 
   Setting setting_;
-  std::shared_ptr<CallBacks> callBacks_;  ///< held by this object alone: late events find nobody
+  std::shared_ptr<CallBacks>
+      callBacks_;  ///< owned here only: a late event finds it gone and does nothing
   std::stop_source stop_;
 
-  // For the executor's thread alone.
+  // Used by the executor's thread only.
   std::vector<WaitingMessage> known_;     ///< what waits, oldest first
   std::map<std::string, Retry> retries_;  ///< by file name
   Retry pause_;                           ///< of the transport as a whole

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The counts by address and minute, and their file: lines as in the journal, which are replayed at
+// the start and rewritten after every few thousand.
 #include "outbox/delivery/hourly_limit.h"
 
 #include <charconv>
@@ -13,7 +15,7 @@ namespace relaybird {
 namespace {
 
 constexpr std::int64_t kHour = 60;  // minutes
-// Far more than is ever kept; what follows is somebody else's file.
+// Far more than is ever kept: a larger file was not written by us.
 constexpr std::size_t kFileLimit = std::size_t{16} << 20;
 constexpr std::size_t kLinesBeforeRewrite = 4096;
 
@@ -100,8 +102,8 @@ std::int64_t HourlyLimit::thisMinute() const {
   return std::chrono::floor<std::chrono::minutes>(clock_.now()).time_since_epoch().count();
 }
 
-// What a clock that has been set back since says of the time to come counts as of now: it must not
-// count for longer than an hour, nor be forgotten at once.
+// After the clock was set back, counts may lie in the future. They count as of now: they must
+// neither count for longer than an hour nor be forgotten at once.
 void HourlyLimit::forgetOld() {
   const std::int64_t now = thisMinute();
   for (auto& [address, minutes] : left_) {
@@ -132,14 +134,14 @@ std::size_t HourlyLimit::lastHour(const std::string& address) const {
 void HourlyLimit::load() {
   const auto bytes = readFile(files_, path_, kFileLimit);
   if (!bytes) {
-    // None yet; or one that cannot be read, which is replaced.
+    // Missing, or not readable: the next change replaces it.
     intact_ = false;
     return;
   }
   std::string_view rest = *bytes;
   while (!rest.empty()) {
     const std::size_t end = rest.find('\n');
-    // A last line without its end is one that a crash has cut; the next must not be joined to it.
+    // A crash has cut the last line short; the next one must not be appended to it.
     if (end == rest.npos) {
       intact_ = false;
       break;

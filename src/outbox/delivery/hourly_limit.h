@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
-// How much may leave for one address within an hour. Mail that goes in a circle through machines
-// that keep nothing of ours in it cannot be told from new mail; what gives it away is its number.
+// Limits the number of messages to one address within an hour. Mail in a loop through machines that
+// strip all our marks cannot be distinguished from new mail, except by its number.
 //
-// An address that has had as much as it may is stopped, and stays so until the user says otherwise:
-// what is for it waits. Addresses are the same when they differ in the letter case of their domain
-// alone (RFC 5321, 2.4). An hour is counted by the minute, so that as little as possible need be
-// remembered: what left up to 61 minutes ago may still count.
+// An address that has reached the limit is stopped until the user resumes it, and its messages
+// wait. Addresses that differ only in the letter case of their domain are the same (RFC 5321, 2.4).
+// Counts are kept by the minute to keep the data small, so a message may count for up to 61
+// minutes.
 //
-// What has left and who is stopped is kept in a file, so that a program that is started again and
-// again stays within the limit. The file never keeps anything from leaving: a line that is damaged
-// counts as never written, and a failure to write is told by nobody, since the next change writes
-// all of it anew.
+// Counts and stopped addresses are kept in a file, so that a program that is restarted often stays
+// within the limit. The file never prevents a delivery: a damaged line counts as never written, and
+// a failure to write is not reported, since the next change rewrites the file.
 //
 // One thread at a time.
 #pragma once
@@ -29,26 +28,26 @@
 
 namespace relaybird {
 
-/// Far above what one person gets in a busy hour, and far below what a circle makes of it.
+/// Far above what one person gets in a busy hour, and far below what a mail loop produces.
 inline constexpr std::size_t kMostPerHour = 500;
 
 class HourlyLimit {
  public:
-  /// `most` messages an hour for each address. Reads the file; its folder must be there.
+  /// `most` messages an hour for each address. Reads the file; its folder must exist.
   HourlyLimit(FileSystem& files, const Clock& clock, std::string path, std::size_t most);
   ~HourlyLimit();
   HourlyLimit(const HourlyLimit&) = delete;
   HourlyLimit& operator=(const HourlyLimit&) = delete;
 
   struct Verdict {
-    std::vector<std::string> stoppedNow;  ///< addresses that this question has stopped
+    std::vector<std::string> stoppedNow;  ///< addresses that this call has stopped
     std::string waitsFor;  ///< a stopped address among the recipients; empty: it may leave
   };
   /// Whether one more message may leave for these.
   Verdict ask(const std::vector<std::string>& recipients);
   /// A message has left for these.
   void count(const std::vector<std::string>& recipients);
-  /// The user's word: nobody is stopped any more, and those that were start at nothing.
+  /// Resumes all stopped addresses, at the request of the user; their counts start at zero.
   void lift();
 
   bool isStopped(const std::string& address) const { return stopped_.contains(address); }
@@ -75,7 +74,7 @@ class HourlyLimit {
   std::map<std::string, Minutes> left_;
   std::set<std::string> stopped_;
   std::unique_ptr<OutputFile> file_;  ///< kept open between changes
-  bool intact_ = true;                ///< the file says all that is known
+  bool intact_ = true;                ///< the file has all counts
   std::size_t lines_ = 0;             ///< written since it was last rewritten
 };
 

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Turns a file of the outbox into what a transport takes. The message is edited in place, because
+// messages may be hundreds of megabytes large. The envelope is taken from the file itself and not
+// from what the program remembers, as other programs may put messages into the outbox too.
 #include "outbox/delivery/outgoing_message.h"
 
 #include <algorithm>
@@ -28,7 +31,7 @@ bool divides(const Utf8Character& character) {
          (character.code >= '\t' && character.code <= '\r');
 }
 
-// Drops the CR of each CR LF.
+// Removes the CR of each CR LF.
 void endLinesWithLf(std::string& text) {
   std::size_t kept = 0;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -40,8 +43,8 @@ void endLinesWithLf(std::string& text) {
   text.resize(kept);
 }
 
-// Read strictly: a file that somebody else put here, or that a fault has changed, must not send
-// mail to whom a forgiving reader would make of it.
+// Strict parsing: a file that another program put here, or that a fault has changed, must not send
+// mail to an address that a lenient parser would guess.
 Result<std::vector<std::string>> recipientsOf(const std::vector<std::string>& values) {
   std::vector<std::string> recipients;
   std::unordered_set<std::string> known;

@@ -16,13 +16,13 @@ namespace relaybird {
 /// where it is, so that a large one is in memory once.
 Result<OutgoingMessage> prepareMessage(std::string file);
 
-/// Any bytes as a piece of a log line: as withCodes() has them, but each run of blanks and of what
-/// ends lines is one blank, and there is none at the ends. Cut to 300 bytes, never within a
-/// character or a code.
+/// Any bytes as part of a log line: as withCodes() writes them, but each run of blanks and line
+/// breaks becomes one blank, without blanks at the ends. Cut to 300 bytes, never within a character
+/// or a code.
 std::string oneLine(std::string_view text);
 
 /// The subject of a message as it is shown to people: UTF-8 on one line, cut to a length that fits
-/// a log. Works for any bytes.
+/// a log. Accepts any bytes.
 std::string messageSubject(std::string_view file);
 
 }  // namespace relaybird

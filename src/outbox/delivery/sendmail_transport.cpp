@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Runs the command without a shell and judges its exit. "-i" keeps a line with a single dot from
+// ending the message; "--" keeps an address from being read as an option.
 #include "outbox/delivery/sendmail_transport.h"
 
 #include <algorithm>
@@ -14,7 +16,7 @@ namespace relaybird {
 
 namespace {
 
-// An exit status of sysexits.h. With `everything`, it speaks of the machine, not of one message.
+// An exit status of sysexits.h. `everything`: it concerns the machine, not one message.
 struct Status {
   int code;
   std::string_view meaning;
@@ -38,12 +40,12 @@ constexpr std::array kStatuses = {
     Status{76, "the other side broke the protocol", true, false},
     Status{77, "permission denied", false, true},
     Status{78, "something is wrong in its settings", false, true},
-    // A shell script's way to say that it could not start the real command.
+    // From a shell script that could not start the real command.
     Status{126, "cannot be started", false, true},
     Status{127, "not found", false, true},
 };
 
-// What the command printed, and behind it how it ended.
+// The output of the command, followed by how it ended.
 std::string wordsOf(const CommandResult& result, const std::string& ending) {
   const std::string printed(trimmed(result.output));
   return printed.empty() ? ending : printed + " (" + ending + ")";

@@ -21,10 +21,11 @@ inline constexpr std::chrono::milliseconds kSendmailTimeLimit = std::chrono::min
 /// absolute path. There is no quoting.
 Result<std::vector<std::string>> splitCommand(std::string_view command);
 
-/// What the command's end means for the message; sysexits.h names the exit statuses. For good are
-/// only those that blame the message or its recipients (64 to 67, 69, 70, 76). Those that blame the
-/// network, the machine or its settings, statuses of unknown meaning, a signal and a passed time
-/// limit are temporary: a mended set-up then still delivers, and what lasts is given up in the end.
+/// What the command's end means for the message; sysexits.h names the exit statuses. Only statuses
+/// that blame the message or its recipients are permanent (64 to 67, 69, 70, 76). Statuses that
+/// blame the network, the machine or its settings, unknown statuses, a signal and an exceeded time
+/// limit are temporary: the message is still delivered once the cause is fixed, and is given up
+/// after some days otherwise.
 Outcome outcomeOf(const CommandResult& result, const std::string& program);
 
 class SendmailTransport : public Transport {

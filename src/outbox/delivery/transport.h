@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The way out: what a delivery of the outbox needs from whatever takes messages off this machine.
+// The interface that the delivery of the outbox needs: it takes messages off this machine.
 #pragma once
 
 #include <stop_token>
@@ -26,12 +26,12 @@ struct Outcome {
     kDelivered,
     kTemporary,  ///< worth another try later
     kPermanent,  ///< this message will never be taken
-    kCancelled,  ///< was told to stop before the message was taken
+    kCancelled,  ///< stopped on request before the message was taken
   };
 
   Kind kind = Kind::kDelivered;
-  std::string words;  ///< why, in the words of the one who refused
-  /// With kTemporary: nothing else would be taken now either, so that the rest need not be tried.
+  std::string words;  ///< the reason, in the words of the command or server
+  /// With kTemporary: no other message would be accepted now either, so the rest is not tried.
   bool everything = false;
 };
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Collects what the forward's builder sets, and on send() hands it to the mailbox as one draft.
 #include "stores/maildir/forward_item.h"
 
 #include <utility>
@@ -122,7 +123,7 @@ void ForwardItem::Save() {
   requireUnsent();
 }
 
-// A new item that stands for a forward bears them as well: a report or a task request goes in
+// A new item that stands for a forward carries the marks too: a report or a task request can go in
 // circles like any other mail.
 std::vector<std::string> ForwardItem::carriedTraces() {
   if (source_) {
@@ -131,8 +132,7 @@ std::vector<std::string> ForwardItem::carriedTraces() {
   return answers_ ? traceMarks(mailbox_->headersOf(*answers_)) : std::vector<std::string>();
 }
 
-// A reply address that cannot be one is left out: a forward that cannot be answered is of more use
-// than none.
+// An invalid reply address is left out: a forward that cannot be answered is better than none.
 ForwardDraft ForwardItem::draft() {
   ForwardDraft draft;
   draft.from = {mailbox_->settings().name, mailbox_->settings().address};

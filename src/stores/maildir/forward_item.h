@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// An item in the making: the forward of a received message, or a new and empty one. Nothing is
-// stored before it is sent, and nothing of the original is read before it is asked for.
+// An unsent item: the forward of a received message, or a new and empty one. Nothing is stored
+// before it is sent, and the original is read only when it is needed.
 #pragma once
 
 #include <memory>
@@ -23,9 +23,8 @@ class ForwardItem : public MailItem {
  public:
   /// The forward of `source`.
   ForwardItem(std::shared_ptr<MaildirMailbox> mailbox, std::shared_ptr<MaildirItem> source);
-  /// A new item. One that is made while a received item's read mark is held back is that item's
-  /// forward under another name (reports and task requests go out as new items), and is kept from
-  /// going out twice like any other.
+  /// A new item. If a received item's read mark is held back, the new item counts as the forward of
+  /// that item (reports and task requests go out as new items), so that it is not sent twice.
   explicit ForwardItem(std::shared_ptr<MaildirMailbox> mailbox);
 
   std::string ClassName() const override;
@@ -57,7 +56,7 @@ class ForwardItem : public MailItem {
   std::shared_ptr<MaildirMailbox> mailbox_;
   std::shared_ptr<MaildirItem> source_;  ///< null for a new item
   std::optional<MaildirPlace> answers_;  ///< the received item whose forward this is
-  std::optional<std::string> subject_;   ///< where it was set
+  std::optional<std::string> subject_;   ///< nothing until set or first read
   std::optional<std::string> body_;
   std::shared_ptr<AttachmentList> attachments_;  ///< null until asked for
   std::shared_ptr<Addressees> recipients_ = std::make_shared<Addressees>();

@@ -21,37 +21,37 @@ class MaildirMailbox;
 struct Addressee {
   std::string text;  ///< as it was added
   RecipientType type = RecipientType::kTo;
-  std::optional<Mailbox> mailbox;  ///< what it stands for, once resolved
+  std::optional<Mailbox> mailbox;  ///< once resolved
 };
 
 using Addressees = std::vector<std::shared_ptr<Addressee>>;
 
-/// What an addressee's text stands for; nothing where it stands for nothing.
+/// The mailbox for an addressee's text; nothing where it cannot be resolved.
 using Resolve = std::function<std::optional<Mailbox>(const std::string& text)>;
 
-/// What the user meant by a text: an address, or a name of the address book.
+/// Resolves what the user wrote: an address, or a name in the address book.
 Resolve asRecipient(std::shared_ptr<MaildirMailbox> mailbox);
 
-/// What a stranger wrote, as an address and nothing else: strangers know no names of the user's
-/// address book, and are owed no line in the log.
+/// Resolves what a stranger wrote: addresses only, as strangers do not know the names in the user's
+/// address book. Writes nothing to the log.
 std::optional<Mailbox> asAddress(const std::string& text);
 
-/// Looks up what each stands for; false where one stands for nothing.
+/// Resolves each addressee; false if one cannot be resolved.
 bool resolveAll(const Resolve& resolve, const Addressees& addressees);
 
-/// The list as the interface shows it; changes reach the list itself.
+/// The list as the interface shows it. Changes go to the list itself.
 std::shared_ptr<Recipients> makeRecipients(Resolve resolve, std::shared_ptr<Addressees> addressees);
 
 struct AttachmentList {
   std::shared_ptr<const Message> message;  ///< null: nothing is attached
   std::vector<std::size_t> kept;           ///< indexes into the message's attachments
-  bool fixed = false;                      ///< a received message's: nothing can be deleted
+  bool fixed = false;                      ///< of a received message: nothing can be deleted
 };
 
 /// All of the message's attachments.
 std::shared_ptr<AttachmentList> allAttachments(std::shared_ptr<const Message> message, bool fixed);
 
-/// The list as the interface shows it; deletions reach the list itself.
+/// The list as the interface shows it. Deletions go to the list itself.
 std::shared_ptr<Attachments> makeAttachments(std::shared_ptr<AttachmentList> list);
 
 }  // namespace relaybird

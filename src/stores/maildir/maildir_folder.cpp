@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Names and listings of a Maildir. Everything works by unique names, because a file's path changes
+// with every flag that any mail program sets.
 #include "stores/maildir/maildir_folder.h"
 
 #include <algorithm>
@@ -17,8 +19,8 @@ struct SortKey {
   std::size_t index;
 };
 
-// A message seen twice was caught while it moved. What says that it has been read wins: at worst a
-// new message waits for the next listing, while the other way round the user's mark would be lost.
+// A message seen twice was being moved. The name with the read mark wins: at worst a new message
+// waits for the next listing, while the opposite choice would lose the user's mark.
 void keepOne(MaildirMessage& kept, MaildirMessage& other) {
   const bool otherWins = other.seen != kept.seen ? other.seen : (kept.inNew && !other.inNew);
   if (otherWins) {
@@ -26,7 +28,7 @@ void keepOne(MaildirMessage& kept, MaildirMessage& other) {
   }
 }
 
-// Orders by key, not by moving names about, so that only messages of the same second compare texts.
+// Sorts small keys instead of the names, so that texts are compared only within the same second.
 MaildirListing sorted(MaildirListing found) {
   std::vector<SortKey> keys;
   keys.reserve(found.size());
@@ -50,7 +52,7 @@ MaildirListing sorted(MaildirListing found) {
   return result;
 }
 
-// Brings an older listing up to date, both being in the same order; says which entries were found.
+// Updates an older listing from a fresh one in the same order; marks the entries that were found.
 void follow(MaildirListing& listing, MaildirListing& fresh, std::vector<bool>& found) {
   const auto before = [](const MaildirMessage& a, const MaildirMessage& b) {
     const std::uint64_t x = maildirTimeStamp(a.entryId());
@@ -71,9 +73,9 @@ void follow(MaildirListing& listing, MaildirListing& fresh, std::vector<bool>& f
 
 }  // namespace
 
-// The last mark counts: what a careless deliverer puts into the unique name stays part of it, and a
-// rewritten name reads back with the same unique name. Colons are rare, and a listing asks this of
-// every file, so they alone are looked for.
+// The last ":2," counts: a ":2," that a careless delivery program put into the unique name stays
+// part of it, and a rewritten name keeps the same unique name. This runs for every file of a
+// listing, and colons are rare, so the search is for colons only.
 std::size_t maildirBaseLength(std::string_view name) {
   std::size_t colon = name.rfind(':');
   while (colon != std::string_view::npos && colon > 0) {
@@ -180,7 +182,7 @@ Result<void> MaildirFolder::readSubfolder(const char* name, MaildirListing& foun
   return {};
 }
 
-// new/ first: a message that moves to cur/ meanwhile is then seen twice rather than not at all.
+// new/ first: a message that is moved to cur/ meanwhile is then seen twice rather than not at all.
 Result<MaildirListing> MaildirFolder::list() {
   if (const auto checked = check(); !checked) {
     return checked.error();
@@ -204,9 +206,9 @@ Error MaildirFolder::vanished(const MaildirMessage& message) const {
                       " is no longer in the Maildir " + path_};
 }
 
-// One look at the folders serves the whole listing, so that a mailbox cleared in the middle of a
-// walk costs one more listing and not one for each message. A second look confirms that something
-// is gone: a folder being read while a file in it is renamed may show neither name.
+// One look at the folders updates the whole listing, so that a mailbox emptied in the middle of a
+// pass costs one more listing and not one for each message. A second look confirms that a message
+// is gone: a folder that is read while a file in it is renamed may show neither name.
 Result<void> MaildirFolder::locate(MaildirListing& listing, std::size_t index) {
   std::vector<bool> found(listing.size(), false);
   for (int look = 0; look < 2; ++look) {
@@ -228,7 +230,8 @@ Result<void> MaildirFolder::locate(MaildirListing& listing, std::size_t index) {
 Result<void> MaildirFolder::withFile(
     MaildirListing& listing, std::size_t index,
     const std::function<Result<void>(const std::string& path)>& use) {
-  constexpr int kAttempts = 3;  // somebody may rename it again, but hardly all the time
+  constexpr int kAttempts =
+      3;  // another program may rename it again meanwhile, but hardly every time
   for (int attempt = 0; attempt < kAttempts && !listing[index].vanished; ++attempt) {
     const auto used = use(pathOf(listing[index]));
     if (used || used.error().code != ENOENT) {
@@ -248,7 +251,7 @@ Result<void> MaildirFolder::setSeen(MaildirListing& listing, std::size_t index, 
   }
   return withFile(listing, index, [&](const std::string& path) -> Result<void> {
     if (message.seen == seen) {
-      return {};  // whoever moved it has set the mark as well
+      return {};  // the program that moved it has set the mark too
     }
     std::string name = withMaildirFlag(message.name, kSeenFlag, seen);
     if (const auto renamed = files_.rename(path, path_ + "/cur/" + name); !renamed) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Reading is lazy and in two stages, because a pass looks at the head of every unread message but
+// at the whole of only those that it forwards.
 #include "stores/maildir/maildir_item.h"
 
 #include <cerrno>
@@ -57,8 +59,8 @@ MaildirItem::Head MaildirItem::readHead() const {
   return result;
 }
 
-// The pass says nothing of an item whose kind it does not take, so the store does, in the words
-// that the log has for the reasons of rules.
+// The pass does not log items of a kind that it does not forward, so the store does, in the same
+// words as for the rules.
 void MaildirItem::tellWhyNotForwarded(const Head& head) const {
   const std::string why = whyNotForwarded(head.kind);
   if (!why.empty()) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // A received message as the engine sees it.
 //
-// What the listing brought (identifier, read mark, order) is there at once. The header section is
-// read once, when a text, the kind or a date is first asked for; the message is parsed when its
-// body, its attachments or its forward's are.
+// Identifier, read mark and order come with the listing. The header section is read once, on the
+// first access to a text, the kind or a date. The message is parsed on the first access to its
+// body, its attachments, or those of its forward.
 //
-// A message that cannot be read, because it has vanished or is not allowed to be, throws where
-// something is decided from it: kind, dates, body, attachments. Its subject and sender read as
-// empty, so that the log can speak of it.
+// For a message that cannot be read, because it has vanished or permission is missing, the members
+// that decisions depend on throw: kind, dates, body, attachments. Its subject and sender read as
+// empty, so that the message can still be named in the log.
 #pragma once
 
 #include <memory>
@@ -53,13 +53,13 @@ class MaildirItem : public MailItem, public std::enable_shared_from_this<Maildir
   /// Those of the To and Cc fields.
   std::shared_ptr<class Recipients> Recipients() override;
   std::shared_ptr<class Recipients> ReplyRecipients() override;
-  /// Nothing to do: the read mark is the store's business, and nothing else can be changed.
+  /// Does nothing: the store writes the read mark, and nothing else can be changed.
   void Save() override {}
   void send() override;
   std::shared_ptr<MailItem> GetAssociatedTask() override;
 
  protected:
-  /// What one look at the beginning of the file brings.
+  /// The result of reading the beginning of the file.
   struct Head {
     HeaderBlock headers;
     MessageKind kind = MessageKind::kMail;
@@ -81,7 +81,7 @@ class MaildirItem : public MailItem, public std::enable_shared_from_this<Maildir
   std::shared_ptr<const Message> message_;
 };
 
-/// The task that a task request carries. Its writer is the request's.
+/// The task in a task request. Its sender is the sender of the request.
 class MaildirTaskItem : public MaildirItem {
  public:
   using MaildirItem::MaildirItem;

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Everything that needs more than one of inbox, outbox, read marks and delivery is here. A send
+// that fails because of the disk stops the pass (itemTaken) instead of marking one message after
+// the other as read without a forward.
 #include "stores/maildir/maildir_mailbox.h"
 
 #include <algorithm>
@@ -29,7 +32,7 @@ void orThrow(const Result<void>& result) {
   }
 }
 
-// A line break in a recipient is somebody's try to slip in a header field, never a name.
+// A line break in a recipient is an attempt at header injection, never a name.
 bool hasControls(const std::string& text) {
   return std::any_of(text.begin(), text.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);
@@ -70,8 +73,8 @@ void MaildirMailbox::requireOpen() {
   }
 }
 
-// Everything is made before anything is kept, so that a failure half-way leaves the store closed
-// and the next try starts afresh.
+// outbox_ is set last, so that a failure half-way leaves the mailbox closed and the next try starts
+// from the beginning.
 void MaildirMailbox::openOutbox() {
   if (!isRfc5322Address(settings_.address)) {
     throw MailStoreError("Your own address \"" + settings_.address +
@@ -98,7 +101,7 @@ void MaildirMailbox::openOutbox() {
       world_.files, world_.clock, *outbox, transport_.get(), world_.executor, world_.events,
       world_.notice, settings_.mostPerHour});
   outbox_ = std::move(outbox);
-  delivery_->flush({});  // what an earlier run left waiting
+  delivery_->flush({});  // messages left waiting by an earlier run
 }
 
 void MaildirMailbox::close() {
@@ -112,7 +115,7 @@ void MaildirMailbox::close() {
   outbox_.reset();
 }
 
-// Another Maildir may have been put in the place of the one that was locked.
+// Another Maildir may have replaced the one that was locked.
 std::shared_ptr<MaildirView> MaildirMailbox::list() {
   orThrow(folder_.check());
   requireAlone();
@@ -124,7 +127,7 @@ std::shared_ptr<MaildirView> MaildirMailbox::list() {
   return orThrow(marks_->list());
 }
 
-// Checks of the inbox may be all that ever happens, with no synchronisation between them.
+// Needed because synchronisations, which deliver the outbox too, may never happen.
 void MaildirMailbox::deliverAgain() {
   const auto due = delivery_->nextAttempt();
   if (due && *due <= world_.clock.now()) {
@@ -196,7 +199,7 @@ std::optional<Mailbox> MaildirMailbox::fromAddressBook(const std::string& name) 
   return book ? (*book)->find(name) : std::nullopt;
 }
 
-// Once for each text, and again when it stands for something else.
+// Reports each text once, and again when its resolution changes.
 void MaildirMailbox::tellAbout(const std::string& recipient, const std::optional<Mailbox>& found) {
   std::string line;
   if (!found) {
@@ -211,8 +214,8 @@ void MaildirMailbox::tellAbout(const std::string& recipient, const std::optional
   }
 }
 
-// A try that failed, or that a crash cut short, has chosen the Message-ID: were it delivered after
-// all, the receiver's side could tell that both are one.
+// A repeated try uses the Message-ID of the earlier one, which failed or was cut short by a crash:
+// if that one is delivered after all, the receiving side can recognise the duplicate.
 Result<std::string> MaildirMailbox::messageIdFor(const std::string& entryId) {
   if (auto earlier = entryId.empty() ? std::nullopt : outbox_->intendedMessageId(entryId)) {
     return *std::move(earlier);
@@ -245,7 +248,7 @@ void MaildirMailbox::send(const std::optional<MaildirPlace>& answers, ForwardDra
   if (answers) {
     marks_->forwardAnew(*answers);
   }
-  outlet_ = Outlet::kRefused;  // until the failure turns out to be the message's own
+  outlet_ = Outlet::kRefused;  // unless the failure turns out to be the message's
   const auto sent = putIntoOutbox(entryId, std::move(draft));
   if (!sent && outlet_ == Outlet::kRefused) {
     refusal_ = sent.error().text;
@@ -259,8 +262,8 @@ void MaildirMailbox::send(const std::optional<MaildirPlace>& answers, ForwardDra
   }
 }
 
-// Every message would fail in the same way, and a pass marks read what failed. So the pass is to
-// end, and at the next one the disk is tried before a message is.
+// Every message would fail in the same way, and the pass marks failed messages read. So the pass
+// must end, and the next one tests the disk before it sends a message.
 void MaildirMailbox::requireOutlet() {
   if (outlet_ == Outlet::kToBeTried) {
     const auto tried = outbox_ ? outbox_->tryDisk() : Result<void>();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the objects of the Maildir store share: the inbox, the outbox, the address book and the
-// user's own identity. Private to this folder.
+// The state that the objects of the Maildir store share: the inbox, the outbox, the address book
+// and the user's own identity. Private to this folder.
 #pragma once
 
 #include <functional>
@@ -25,8 +25,8 @@
 
 namespace relaybird {
 
-/// Calls that need the outbox open it by themselves. Throws MailStoreError; nothing else escapes.
-/// User-interface thread alone.
+/// Calls that need the outbox open it first. Throws MailStoreError only. User-interface thread
+/// only.
 class MaildirMailbox {
  public:
   /// `transport` may be null: forwards then stay in the outbox.
@@ -35,20 +35,21 @@ class MaildirMailbox {
   MaildirMailbox(const MaildirMailbox&) = delete;
   MaildirMailbox& operator=(const MaildirMailbox&) = delete;
 
-  /// Throws when the Maildir or the outbox cannot be used; opens what is not open yet. Called again
-  /// after a failure it tries again.
+  /// Opens what is not open yet. Throws when the Maildir or the outbox cannot be used; a later call
+  /// tries again.
   void check();
-  /// Writes what is held back, ends a delivery under way and refuses every later call.
+  /// Writes the mark that is held back, ends a delivery under way, and makes every later call
+  /// throw.
   void close();
 
   /// The Maildir's folder with links resolved, or as the settings name it where that fails.
   std::string place() const;
   const MaildirSettings& settings() const { return settings_; }
   const Clock& clock() const { return world_.clock; }
-  /// Stands for the session, which has nothing to tell.
+  /// An object that only identifies the session.
   const std::shared_ptr<void>& mapiObject() const { return mapiObject_; }
 
-  /// Also tries again what delivery had to keep, when that is due.
+  /// Also retries kept messages of the outbox that are due.
   std::shared_ptr<MaildirView> list();
   bool unread(const MaildirPlace& place);
   void setUnread(const MaildirPlace& place, bool unread);
@@ -57,40 +58,39 @@ class MaildirMailbox {
       marks_->writeHeldBack();
     }
   }
-  /// Another item is being taken. Throws after a send that the outbox's disk refused: what has not
-  /// been taken then stays as it is. After the next list() it throws only while the disk still does
-  /// not take messages.
+  /// Called when another item is taken from a listing. Throws after a send that failed because of
+  /// the disk, so that the pass ends and the remaining items stay as they are. After the next
+  /// list() it throws only while the disk still refuses messages.
   void itemTaken() {
     writeHeldBack();
     if (outlet_ != Outlet::kOpen) {
       requireOutlet();
     }
   }
-  /// The item that is being forwarded, as far as the store can tell.
+  /// The item that is being forwarded: the one whose read mark is held back.
   std::optional<MaildirPlace> beingForwarded() const;
 
   /// Throws where the message has vanished or cannot be read.
   std::unique_ptr<InputFile> openMessage(const MaildirPlace& place);
   /// Throws as openMessage does.
   HeaderBlock headersOf(const MaildirPlace& place);
-  /// Valid as long as the mailbox. Nothing is ours before the outbox has been opened.
+  /// Valid as long as the mailbox. Recognises nothing as ours before the outbox has been opened.
   OwnMarks ownMarks() const;
-  /// A sentence for the log about one message; once for each.
+  /// Writes a sentence about one message to the log, once for each message.
   void complain(const MaildirPlace& place, const std::string& text);
 
-  /// The mailbox that a recipient stands for: an address or "Name <address>" as a whole
-  /// (readRecipient()), or a name in the address book; nothing where it is none of them. A notice
-  /// says once what stands for nothing, and where mail goes whose recipient was typed in another
-  /// form.
+  /// Resolves a recipient: an address or "Name <address>" as a whole (readRecipient()), or a name
+  /// in the address book. Nothing if it is none of these. A notice reports once a recipient that
+  /// cannot be resolved, and the address where the recipient was written in another form.
   std::optional<Mailbox> resolve(const std::string& recipient);
 
   /// Puts a forward into the outbox, durably, under a Message-ID and with a trace mark of this
   /// mailbox. `answers` is the item that it forwards, if there is one.
   void send(const std::optional<MaildirPlace>& answers, ForwardDraft draft);
-  /// Hands what waits in the outbox to delivery; `done`, which may be empty, is called later.
+  /// Starts the delivery of the outbox. `done`, which may be empty, is called later.
   void deliver(std::function<void()> done);
 
-  // OutgoingMail, which see; also before the outbox is open.
+  // As in OutgoingMail; also before the outbox is open.
   OutgoingState outgoing();
   std::size_t waiting();
   void tryAgain(std::function<void()> done);
@@ -114,15 +114,15 @@ class MaildirMailbox {
   AddressBookFile addressBook_;
   std::shared_ptr<void> mapiObject_ = std::make_shared<char>();
   bool closed_ = false;
-  /// Whether messages can be sent: yes, not any more in this pass, to be tried out.
+  /// Whether the disk takes messages: yes; no, in this pass; to be tested before the next message.
   enum class Outlet { kOpen, kRefused, kToBeTried };
   Outlet outlet_ = Outlet::kOpen;
-  std::string refusal_;  ///< what the disk said
+  std::string refusal_;  ///< the error of the disk
   std::unordered_set<std::string> complained_;
-  std::string addressBookTrouble_;                                 ///< what was said of it last
-  std::unordered_map<std::string, std::string> toldOfRecipients_;  ///< what was said last, by text
+  std::string addressBookTrouble_;                                 ///< what was last reported of it
+  std::unordered_map<std::string, std::string> toldOfRecipients_;  ///< last report, by recipient
 
-  // In the order in which they are opened; all there or none.
+  // In the order in which they are opened; either all are set or none.
   std::unique_ptr<Outbox> outbox_;
   std::optional<TraceMark> trace_;
   std::unique_ptr<ReadMarks> marks_;

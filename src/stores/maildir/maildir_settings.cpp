@@ -25,7 +25,7 @@ std::string asPath(const std::string& text, const std::string& home) {
   return path;
 }
 
-// Nobody means to switch the limit off by a slip of the pen.
+// A typing error must not switch the limit off.
 std::size_t asLimit(const std::string& text) {
   std::size_t number = 0;
   const char* end = text.data() + text.size();
@@ -38,8 +38,7 @@ constexpr std::size_t kValueSize = 4096;
 
 }  // namespace
 
-// A key that is there with an empty value is a line that the user has blanked, so it counts as
-// absent.
+// A key with an empty value counts as absent: the user has cleared the line.
 MaildirSettings readMaildirSettings(const ProfileReader& file, const LocalIdentity& user,
                                     const std::string& stateFolder) {
   const auto value = [&](std::string_view key, const std::string& fallback) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where the local mail lies and who its owner is: section "mail" of the preference file.
+// The Maildir store's settings, from section "mail" of the preference file.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ struct MaildirSettings {
   /// The Maildir in which forwards wait for delivery, made when it is missing; empty: one of the
   /// mailbox's own in the state folder.
   std::string outbox;
-  std::string stateFolder;  ///< for what the store remembers besides the outbox
+  std::string stateFolder;  ///< for the data of the store apart from the outbox
   std::string sendmail;     ///< a command that takes a message for delivery; empty: nothing leaves
   std::string address;      ///< the user's own address, which forwards come from
   std::string name;         ///< the user's own name; may be empty

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Several programs may choose at the same moment, so a choice counts only once the outbox is locked
+// and its note has been read again.
 #include "stores/maildir/outbox_place.h"
 
 #include <algorithm>
@@ -9,10 +11,10 @@ namespace relaybird {
 namespace {
 
 constexpr const char* kNote = "/mailbox";
-// Begins the last line of a note, behind the path's line break.
+// Begins the last line of a note, after the line break that ends the path.
 constexpr std::string_view kIdentity = "\nfolder ";
 constexpr std::size_t kLargestNote = 8192;  // PATH_MAX and more
-// Others may take what was chosen before it is locked, but hardly all the time.
+// Another program may take the chosen outbox before it is locked, but hardly every time.
 constexpr int kTries = 5;
 
 constexpr const char* kShareNone =
@@ -33,7 +35,7 @@ Result<std::unique_ptr<Outbox>> OutboxPlace::open(const Clock& clock, const Rand
       return *refusal;
     }
     auto outbox = Outbox::open(files_, clock, random, folder, folder + "/journal");
-    // Between the look and the lock another mailbox's program may have taken it.
+    // The note is read again under the lock: another mailbox may have taken the outbox meanwhile.
     if (mayOpen(folder)) {
       if (!outbox) {
         return whyNot(folder, outbox.error());
@@ -43,7 +45,7 @@ Result<std::unique_ptr<Outbox>> OutboxPlace::open(const Clock& clock, const Rand
       }
       return outbox;
     }
-    outbox = Error{EWOULDBLOCK, ""};  // lets go of it
+    outbox = Error{EWOULDBLOCK, ""};  // releases its lock
     const auto refusalNow = whyAnothers(folder);
     if (refusalNow && (!named_.empty() || tries == kTries)) {
       return *refusalNow;
@@ -65,7 +67,8 @@ std::vector<std::string> OutboxPlace::leftIn(const std::string& ownFolder) {
   return sentences;
 }
 
-// The path may hold any byte but NUL; what stands behind it begins with a word of its own.
+// The path may contain any byte but NUL, line breaks too, so the line after it is found from the
+// end.
 Result<std::optional<OutboxPlace::Note>> OutboxPlace::noteOf(const std::string& folder) {
   auto text = readFile(files_, folder + kNote, kLargestNote);
   if (!text && (text.error().code == ENOENT || text.error().code == ENOTDIR)) {
@@ -104,8 +107,7 @@ std::string OutboxPlace::identity() {
          std::to_string(info->inode) + "\n";
 }
 
-// An outbox without a note would go to the next mailbox that asks, with all that its journal
-// knows.
+// Without a note, the next mailbox that asks would get this outbox and its journal.
 Result<void> OutboxPlace::writeNote(const std::string& folder) {
   const auto note = noteOf(folder);
   const std::string self = identity();
@@ -134,7 +136,7 @@ bool OutboxPlace::mayOpen(const std::string& folder) {
   return note && (!*note || isMine(**note));
 }
 
-// In doubt it is there.
+// When in doubt, the mailbox exists.
 bool OutboxPlace::isThere(const std::string& mailbox) {
   const auto inbox = files_.inspect(mailbox + "/new");
   return inbox || (inbox.error().code != ENOENT && inbox.error().code != ENOTDIR);
@@ -144,7 +146,7 @@ bool OutboxPlace::isFree(const std::string& folder) {
   return static_cast<bool>(files_.tryLockFolder(folder));
 }
 
-// The outboxes of the state folder, the first one first.
+// The outboxes in the state folder, by their number.
 std::vector<std::string> OutboxPlace::known() {
   std::vector<std::string> folders;
   const auto entries = files_.list(stateFolder_);
@@ -179,8 +181,8 @@ OutboxPlace::Choice OutboxPlace::chooseOwn() {
     if (*note && isMine(**note)) {
       return {folder, std::nullopt};
     }
-    // One that is in use belongs to a program of an earlier release, perhaps on this very mailbox:
-    // opening it fails, as it must.
+    // An outbox without a note may be in use by a program of an earlier release, perhaps for this
+    // very mailbox. Opening it fails then, as it must.
     if (!*note && withoutNote.empty()) {
       withoutNote = folder;
     }
@@ -195,7 +197,7 @@ OutboxPlace::Choice OutboxPlace::chooseOwn() {
   return {stateFolder_ + "/" + nameOf(number), std::nullopt};
 }
 
-// Nothing where the outbox is this mailbox's or nobody's.
+// Why the outbox belongs to another mailbox; nothing if it is ours or has no owner.
 std::optional<Error> OutboxPlace::whyAnothers(const std::string& folder) {
   const auto note = noteOf(folder);
   if (!note) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The order of the steps is part of the promise that no forward gets lost or goes out twice:
+// the journal first, then the mark, then the sync of the folders, then the journal's settling.
 #include "stores/maildir/read_marks.h"
 
 #include <cerrno>
@@ -8,8 +10,8 @@ namespace relaybird {
 
 namespace {
 
-// Folders tell the time of their last change in ticks, of a second at worst. A change that lies
-// further back than this cannot share its tick with a later one that the listing has missed.
+// Folders report the time of their last change in ticks of up to a second, depending on the file
+// system. A change older than this cannot have the same time as a later one that a listing missed.
 constexpr std::chrono::seconds kTickOfFolders{5};
 
 }  // namespace
@@ -68,7 +70,7 @@ Result<void> ReadMarks::setUnread(const MaildirPlace& place, bool unread) {
   return {};
 }
 
-// Whoever makes a forwarded message unread wants it looked at anew.
+// A user who marks a forwarded message unread wants it to be processed again.
 Result<void> ReadMarks::markUnread(const MaildirPlace& place) {
   if (isHeldBack(place)) {
     heldBack_.reset();
@@ -85,7 +87,7 @@ Result<void> ReadMarks::markUnread(const MaildirPlace& place) {
 Result<void> ReadMarks::write(const MaildirPlace& place, bool seen) {
   const auto written = folder_.setSeen(place.view->messages, place.index, seen);
   if (!written && written.error().code == ENOENT) {
-    return {};  // no message, no mark
+    return {};  // the message is gone, and needs no mark
   }
   return written;
 }
@@ -125,21 +127,21 @@ void ReadMarks::settle() {
   if (written_.empty()) {
     return;
   }
-  // A mark may have moved its message out of new/. Its new name comes first: a crash between the
-  // two leaves a message with two names rather than with none.
+  // A mark may have moved its message out of new/. The new name is synced first: a crash between
+  // the two leaves a message with two names rather than with none.
   for (const char* part : {"/cur", "/new"}) {
     if (!files_.syncFolder(folder_.path() + part)) {
-      return;  // settled after a later sync; until then the journal stands for the mark
+      return;  // settled after a later sync; until then the journal replaces the mark
     }
   }
   for (const std::string& entryId : std::exchange(written_, {})) {
     (void)outbox_.settle(
-        entryId);  // counts for this run; a later one finds the mark and settles again
+        entryId);  // counts in this run at least; a later run finds the mark and settles again
   }
 }
 
-// Journal entries that stand for marks not yet written are few, as a rule none, so each may look
-// through the listing's index, which is made only when there is one.
+// There are few forwarded messages whose mark is not written yet, usually none. The index over the
+// listing is made only if there is one.
 void ReadMarks::catchUp(const std::shared_ptr<MaildirView>& view) {
   std::vector<std::string> open;
   for (std::string& entryId : outbox_.alreadySent()) {
@@ -170,8 +172,8 @@ void ReadMarks::catchUp(const std::shared_ptr<MaildirView>& view) {
   }
 }
 
-// One listing may miss a message that is being renamed; a message that two in a row do not show has
-// left the inbox, and needs no mark any more.
+// One listing may miss a message that is being renamed. A message that is missing from two listings
+// in a row has left the inbox and needs no mark any more.
 void ReadMarks::noteMissing(const std::string& entryId) {
   if (missing_.insert(entryId).second) {
     return;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Which messages of the inbox count as unread, and when a read mark reaches the disk.
+// Which messages of the inbox count as unread, and when a read mark is written to disk.
 //
-// A forward must neither get lost nor go out twice, whatever moment the power chooses to fail. The
-// caller marks a message read before it forwards it, so that mark is held back: while it is not on
-// the disk, a crash leaves the message unread and it is forwarded by the next run. Once the outbox
-// has journaled the forward, the message counts as read whatever its file name says, until its mark
-// is on the medium; only then is the journal entry settled.
+// A forward must neither get lost nor go out twice, even if the power fails at any moment. The
+// caller marks a message read before it forwards it, so that mark is held back: as long as it is
+// not on disk, a crash leaves the message unread, and the next run forwards it. Once the outbox has
+// journaled the forward, the message counts as read, whatever its file name says, until its mark is
+// durable. Only then is the journal entry settled.
 //
-// At most one mark is held back. User-interface thread alone.
+// At most one mark is held back. User-interface thread only.
 #pragma once
 
 #include <cstddef>
@@ -45,43 +45,44 @@ struct MaildirPlace {
 
 class ReadMarks {
  public:
-  /// All must outlive this object. `clock` tells how long ago a folder was changed. `notice` gets a
-  /// sentence for the log about a mark that could not be written where nobody waits for the answer;
-  /// once for each message.
+  /// All must outlive this object. `clock` is used to tell how long ago a folder was changed.
+  /// `notice` gets a sentence for the log when a mark could not be written outside of a caller's
+  /// request; once for each message.
   ReadMarks(FileSystem& files, const Clock& clock, MaildirFolder& folder, Outbox& outbox,
             std::function<void(std::string)> notice);
 
-  /// Writes the mark that is held back, then lists; where nothing has come, gone or been renamed
-  /// since the last time, that listing is answered again. Marks of forwarded messages that an
-  /// earlier run or try could not write are written now.
+  /// Writes the mark that is held back, then lists the inbox. Returns the last listing again if no
+  /// name has changed since. Writes marks of forwarded messages that an earlier run or try could
+  /// not write.
   Result<std::shared_ptr<MaildirView>> list();
 
   bool unread(const MaildirPlace& place) const;
 
-  /// Setting what stands is nothing to do, and so is either setting of a message that has vanished.
-  /// The setting to read is held back the first time and written when it is repeated.
+  /// Does nothing if the mark has that state already or the message has vanished. Marking as read
+  /// is held back the first time and written when it is repeated.
   Result<void> setUnread(const MaildirPlace& place, bool unread);
 
   /// The message is about to be forwarded once more on purpose: settles an earlier forward of it
-  /// whose mark is written, so that the outbox takes the new one for what it is.
+  /// whose mark is written, so that the outbox does not take the new one for a repetition.
   void forwardAnew(const MaildirPlace& place);
 
-  /// The outbox has journaled the message's forward: writes the mark. Never fails: what cannot be
-  /// written is tried again at each listing.
+  /// The outbox has journaled the message's forward: writes the mark. Never fails; a mark that
+  /// cannot be written is tried again at each listing.
   void forwardSent(const MaildirPlace& place);
 
   /// The message whose mark is held back: the one that is being forwarded.
   const std::optional<MaildirPlace>& heldBack() const { return heldBack_; }
 
-  /// Writes the mark that is held back, if there is one. Inline, for a walk of many items.
+  /// Writes the mark that is held back, if there is one. Inline, as it runs for every item of a
+  /// pass.
   void writeHeldBack() {
     if (heldBack_) {
       writeHeldBackNow();
     }
   }
 
-  /// Puts the written marks of forwarded messages on the medium and settles their journal entries.
-  /// Once after a series, since it waits for the medium.
+  /// Makes the written marks of forwarded messages durable and settles their journal entries.
+  /// Called once after a series, as it waits for the disk.
   void settle();
 
  private:
@@ -103,7 +104,7 @@ class ReadMarks {
   MaildirFolder& folder_;
   Outbox& outbox_;
   std::function<void(std::string)> notice_;
-  std::shared_ptr<MaildirView> view_;  ///< the last one, of the state that stamp_ tells
+  std::shared_ptr<MaildirView> view_;  ///< the last listing, of the state in stamp_
   MaildirStamp stamp_;
   std::optional<MaildirPlace> heldBack_;
   std::unordered_set<std::string> written_;  ///< forwarded and marked, not settled yet
