@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Time as the program sees it. Everything that asks for the time or waits takes these interfaces,
-// so that a test can tick them by hand.
+// Time. Everything that asks for the time or waits uses these interfaces, so that a test can
+// control them.
 #pragma once
 
 #include <chrono>

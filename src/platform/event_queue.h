@@ -18,7 +18,7 @@ class EventQueue {
 
 /// A repeating timer. Its tick is called on the user-interface thread, one interval after the timer
 /// was enabled and then every interval; of the ticks missed while the thread was busy one comes
-/// late, the others not at all. An interval of nothing never ticks. Destroying the timer ends it.
+/// late, the others are dropped. An interval of 0 never ticks. Destroying the timer ends it.
 /// Made disabled. All calls from the user-interface thread.
 class Timer {
  public:

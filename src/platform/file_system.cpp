@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The calls that are made of several primitive steps. Their order is what keeps a crash or a full
+// disk from losing data, so each step says why it is there.
 #include "platform/file_system.h"
 
 #include <algorithm>
@@ -8,8 +10,8 @@ namespace relaybird {
 namespace {
 
 constexpr std::size_t kReadSize = std::size_t{64} << 10;
-// A crash leaves at most one of these behind, so only somebody who fills them on purpose meets the
-// end of the numbers.
+// A crash leaves at most one of these, so only somebody who creates them on purpose reaches this
+// limit.
 constexpr int kTemporaryNames = 1000;
 
 struct TemporaryFile {
@@ -17,8 +19,8 @@ struct TemporaryFile {
   std::unique_ptr<OutputFile> file;
 };
 
-// Numbered names rather than one fixed name: what a crash left behind is in nobody's way, and two
-// writers never share a file.
+// Numbered names rather than one fixed name: a file left by a crash does not block anything, and
+// two writers never share a file.
 Result<TemporaryFile> createBeside(FileSystem& files, const std::string& path) {
   for (int number = 1;; ++number) {
     TemporaryFile temporary{temporaryName(path, number), nullptr};
@@ -37,14 +39,14 @@ Result<void> fill(OutputFile& file, std::string_view bytes) {
   if (auto written = file.write(bytes); !written) {
     return written;
   }
-  // Without this a crash soon after the rename could leave the new name with an empty file.
+  // Without this, a crash soon after the rename could leave an empty file under the new name.
   if (auto synced = file.sync(); !synced) {
     return synced;
   }
   return file.close();
 }
 
-// The part before the last separator that is not the first character; empty where there is none.
+// The part before the last separator; empty without one, or when it is the first character.
 std::string_view folderPart(std::string_view path, char separator) {
   const auto last = path.rfind(separator);
   if (last == std::string_view::npos || last == 0) {
@@ -57,7 +59,7 @@ enum class Presence { kFolder, kMissing, kObstacle };
 
 Presence look(FileSystem& files, const std::string& path, char separator) {
   auto info = files.inspect(path);
-  // Seen from behind, a link is what it points to.
+  // "link/." is the link's target.
   if (info && info->type == FileType::kLink) {
     info = files.inspect(path + separator + '.');
   }
@@ -105,7 +107,7 @@ Result<void> replaceFile(FileSystem& files, const std::string& path, std::string
     done = files.rename(temporary->path, path);
   }
   if (!done) {
-    // The first error is the one to tell; a file that cannot be removed stays under its own name.
+    // Keep the first error; clean-up is best effort.
     (void)files.remove(temporary->path);
     return done;
   }
@@ -153,7 +155,7 @@ bool MakeFolderPath(FileSystem& files, std::string_view filePath, char separator
   std::vector<std::string> missing;
   for (std::string_view level = folder; !level.empty(); level = folderPart(level, separator)) {
     if (level.back() == separator) {
-      continue;  // a doubled separator names nothing
+      continue;  // an empty component between two separators
     }
     const Presence presence = look(files, std::string(level), separator);
     if (presence == Presence::kFolder) {
@@ -166,12 +168,12 @@ bool MakeFolderPath(FileSystem& files, std::string_view filePath, char separator
   }
   for (auto level = missing.rbegin(); level != missing.rend(); ++level) {
     const auto made = files.createFolder(*level);
-    // Another process may have been faster; whether it made a folder shows below.
+    // Another process may have created it meanwhile; whether it is a folder is checked below.
     if (!made && made.error().code != EEXIST) {
       return false;
     }
-    // A file synced in a folder whose own name a power cut loses would be lost with it. Where this
-    // fails the folder is still there, which is what was asked.
+    // Without this, a power cut could lose the folder's name, and all synced files in it. Best
+    // effort: the folder exists even if this fails.
     const std::string_view parent = folderPart(*level, separator);
     if (!parent.empty()) {
       (void)files.syncFolder(std::string(parent));

@@ -7,15 +7,15 @@
 
 namespace relaybird {
 
-/// Why a call to the machine failed: the system's error number (errno values, 0 where none applies)
-/// and a sentence for the log that names the file or the thing concerned.
+/// Why a system call failed: the system's error number (errno values; 0 if none applies) and a
+/// sentence for the log that names the file or object concerned.
 struct Error {
   int code = 0;
   std::string text;
 };
 
-/// The outcome of a call that can fail: a value, or the Error that says why there is none. Asking
-/// for the one that is not there throws std::bad_variant_access.
+/// The outcome of a call that can fail: a value or an Error. Accessing the one that is not there
+/// throws std::bad_variant_access.
 template <class T>
 class [[nodiscard]] Result {
  public:

@@ -17,11 +17,11 @@ Descriptor aboveStandardStreams(Descriptor descriptor) {
   return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-// MFD_NOEXEC_SEAL, of Linux 6.3; headers of before have no name for it.
+// MFD_NOEXEC_SEAL of Linux 6.3; older headers do not define it.
 constexpr unsigned kNoExecSeal = 0x8;
 
-// Where vm.memfd_noexec is 2 the kernel refuses a file that may be executed, and an older kernel
-// the flag that says that this one may not.
+// With vm.memfd_noexec = 2 the kernel refuses a file that may be executed; an older kernel refuses
+// the flag that forbids it.
 Descriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
   constexpr unsigned kFlags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
   int number = create("message", kFlags | kNoExecSeal);

@@ -15,7 +15,7 @@
 
 namespace relaybird {
 
-/// Owns an open file descriptor, or none (-1).
+/// Owns an open file descriptor; -1 stands for none.
 class Descriptor {
  public:
   Descriptor() = default;
@@ -32,7 +32,7 @@ class Descriptor {
 
   int get() const { return number_; }
   explicit operator bool() const { return number_ >= 0; }
-  /// What ::close says. It is closed also where that is an error.
+  /// The result of ::close. The descriptor is closed even after an error.
   int close() { return number_ < 0 ? 0 : ::close(std::exchange(number_, -1)); }
 
  private:

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Autostart by a desktop entry (freedesktop.org's Desktop Application Autostart and Desktop Entry
+// texts). Entries are also edited by desktops and by users, so reading accepts what they leave
+// there; writing replaces the whole file.
 #include "platform/posix/desktop_entry_autostart.h"
 
 #include <cerrno>
@@ -44,7 +47,7 @@ std::string entryText(const std::string& program) {
 
 using Keys = std::map<std::string, std::string>;
 
-// What stands in the group that every desktop entry has, escapes and all.
+// The keys of the main group of a desktop entry, with escapes.
 Keys keysOf(const std::string& entry) {
   Keys keys;
   std::istringstream lines(entry);
@@ -62,13 +65,13 @@ Keys keysOf(const std::string& entry) {
   return keys;
 }
 
-// Desktops that let the user switch an entry off do so by one of these keys, and leave it there.
+// Desktops switch an entry off by one of these keys and leave the file in place.
 bool switchedOff(Keys& keys) {
   return asciiLower(keys["Hidden"]) == "true" ||
          asciiLower(keys["X-GNOME-Autostart-enabled"]) == "false";
 }
 
-// What a value of string type stands for.
+// A value of string type, unescaped.
 std::string stringOf(const std::string& value) {
   const std::map<char, char> escapes{
       {'s', ' '}, {'n', '\n'}, {'t', '\t'}, {'r', '\r'}, {'\\', '\\'}};
@@ -82,7 +85,7 @@ std::string stringOf(const std::string& value) {
   return text;
 }
 
-// The program of a command line in the manner of the Exec key.
+// The program in a command line of the Exec key.
 std::string programOf(const std::string& line) {
   const bool quoted = line.starts_with('"');
   const std::string ends = quoted ? "\"" : " \t";
@@ -98,12 +101,12 @@ std::string programOf(const std::string& line) {
   return program;
 }
 
-// A name without a folder is looked for by the desktop, along a path that may not be ours.
+// A name without a folder is searched by the desktop, whose search path may differ from ours.
 bool mayBeThere(FileSystem& files, const std::string& program) {
   return !program.starts_with('/') || FileExists(files, program);
 }
 
-// Whether the desktop has something to start, be it this program or another copy of it.
+// Whether the entry starts something: this program or another copy of it.
 bool startsAProgram(FileSystem& files, Keys& keys) {
   const std::string program = programOf(stringOf(keys["Exec"]));
   return !program.empty() && mayBeThere(files, program) &&

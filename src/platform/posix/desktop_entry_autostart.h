@@ -8,18 +8,17 @@
 
 namespace relaybird {
 
-/// Starting with a free desktop: an entry of the program's own in the user's autostart folder, as
-/// freedesktop.org has it for every desktop.
+/// Autostart on freedesktop.org desktops: an entry in the user's autostart folder.
 class DesktopEntryAutostart : public Autostart {
  public:
-  /// The entry goes into `configFolder`/autostart and starts `program`, a whole path. `files` must
-  /// outlive it.
+  /// The entry goes into `configFolder`/autostart and starts `program`, an absolute path. `files`
+  /// must outlive it.
   DesktopEntryAutostart(FileSystem& files, std::string configFolder, std::string program);
 
   bool offered() const override { return true; }
-  /// An entry that the desktop's own settings have switched off does not count, nor one whose
-  /// program is no longer there. One that starts another copy of the program does: the program
-  /// starts with the desktop, and switching it off and on makes it this one.
+  /// False for an entry that the desktop's own settings have switched off, and for one whose
+  /// program no longer exists. True for one that starts another copy of the program; switching it
+  /// off and on makes it start this copy.
   bool enabled() override;
   /// The entry is written whole or not at all.
   Result<void> setEnabled(bool enabled) override;
@@ -30,7 +29,7 @@ class DesktopEntryAutostart : public Autostart {
   std::string program_;
 };
 
-/// A word of the Exec key of a desktop entry, quoted by its rules and those of its string values.
+/// One word of the Exec key of a desktop entry, quoted, and escaped as a string value.
 std::string desktopEntryWord(const std::string& word);
 
 }  // namespace relaybird

@@ -34,7 +34,7 @@ struct TimerState {
   milliseconds due{0};
   std::uint64_t turn = 0;  // order of enabling: decides between two that are due at the same time
 
-  // An interval of nothing never ticks: it would leave time for nothing else.
+  // An interval of 0 never ticks: it would leave no time for anything else.
   bool running() const { return enabled && interval.count() > 0; }
 };
 
@@ -56,7 +56,7 @@ struct MainLoop::State {
 
   void wakeUp() {
     const std::uint64_t one = 1;
-    // It fails only when as many wake-ups wait as fit, and then one more makes no difference.
+    // Fails only when the counter is full, and then the loop wakes anyway.
     [[maybe_unused]] const auto written = ::write(wake.get(), &one, sizeof one);
   }
   std::size_t waiting() {
@@ -247,7 +247,7 @@ class DescriptorWatch : public MainLoop::Watch {
   std::shared_ptr<WatchState> state_;
 };
 
-// Counts one more loop inside, also when an event throws.
+// Counts nested loops, also when an event throws.
 class Depth {
  public:
   explicit Depth(MainLoop::State& state) : state_(state) { ++state_.depth; }
@@ -278,7 +278,8 @@ MainLoopSystem posixMainLoopSystem() {
 MainLoop::MainLoop(MainLoopSystem system) : state_(std::make_shared<State>(std::move(system))) {}
 
 MainLoop::~MainLoop() {
-  // What an event holds may post again when it goes: outside the lock, and dropped with the rest.
+  // Destroying an event may post another one: so it happens outside the lock, and that one is
+  // dropped too.
   std::deque<std::function<void()>> dropped;
   const std::lock_guard lock(state_->mutex);
   dropped.swap(state_->posted);
@@ -291,7 +292,7 @@ void MainLoop::post(std::function<void()> event) {
     first = state_->posted.empty();
     state_->posted.push_back(std::move(event));
   }
-  // The loop looks at the queue before it sleeps: only the first event can find it asleep.
+  // The loop checks the queue before it sleeps, so only the first event can find it asleep.
   if (first) {
     state_->wakeUp();
   }

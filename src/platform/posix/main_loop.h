@@ -13,9 +13,9 @@
 
 namespace relaybird {
 
-/// What a loop lives on, so that a test can let hours go by in no time.
+/// The system calls of a loop, so that a test can make hours pass in no time.
 struct MainLoopSystem {
-  /// The time that timers run by, counted from any fixed moment; never jumps.
+  /// The time for timers, counted from any fixed moment; never jumps.
   std::function<std::chrono::milliseconds()> steadyTime;
   /// As ::poll, which it may call: waits until a descriptor is ready, a signal comes or `timeout`
   /// milliseconds are over; -1 waits without end.
@@ -24,8 +24,8 @@ struct MainLoopSystem {
 /// The steady clock and ::poll.
 MainLoopSystem posixMainLoopSystem();
 
-/// Made and run by one thread, from which everything but post() and quit() is called. Timers and
-/// watches hold on to what they need: they may be destroyed after the loop, and are then silent.
+/// Made and run by one thread; only post() and quit() may be called from others. Timers and watches
+/// may be destroyed after the loop, and are then silent.
 /// Throws std::system_error when the system has no file descriptors left to make it.
 class MainLoop : public EventQueue, public TimerMaker {
  public:
@@ -44,21 +44,21 @@ class MainLoop : public EventQueue, public TimerMaker {
    public:
     virtual ~Watch() = default;
   };
-  /// Calls `onReadable` whenever the descriptor has something to read, has ended or is broken. It
-  /// must read, or end the watch: it is called again for as long as that holds. The descriptor
-  /// stays the caller's, and must stay open while watched.
+  /// Calls `onReadable` whenever the descriptor is readable, at its end or broken. The callback
+  /// must read or end the watch, else it is called again. The caller owns the descriptor and keeps
+  /// it open while it is watched.
   std::unique_ptr<Watch> watchReadable(int descriptor, std::function<void()> onReadable);
 
   /// Runs until quit().
   void run();
-  /// Runs until `done` says so, asked first and after every event, or quit(). Returns what `done`
-  /// says. An event may call it: events go on being run inside.
+  /// Runs until `done` returns true, which is checked first and after every event, or until quit().
+  /// Returns the result of `done`. An event may call it; events then run inside that event.
   bool runUntil(const std::function<bool()>& done);
-  /// Runs what is due now without waiting: the events posted before this call, due timers, readable
+  /// Runs what is due, without waiting: events posted before this call, due timers, readable
   /// descriptors. An event may call it.
   void processPending();
-  /// Ends every run() and runUntil() that runs now, one inside another included, each after the
-  /// event that it is in. Where none runs, the next one returns at once. Any thread.
+  /// Ends every active run() and runUntil(), including nested ones, after their current events. If
+  /// none is active, the next one returns at once. Any thread.
   void quit();
 
   struct State;

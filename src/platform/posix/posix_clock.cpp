@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Dates and numbers in the form of the user's locale, without touching the program's global locale:
+// the C library's other text functions, and other threads, keep the "C" locale.
 #include "platform/posix/posix_clock.h"
 
 #include <iconv.h>
@@ -15,10 +17,10 @@ namespace relaybird {
 namespace {
 
 constexpr std::string_view kReplacement = "?";
-// Enough for the longest date and time of any locale many times over.
+// Far more than the longest date and time of any locale.
 constexpr std::size_t kTextSpace = 512;
 
-// ASCII stays, the rest becomes "?": for encodings that the system cannot convert.
+// Keeps ASCII and replaces the rest by "?": for encodings that the system cannot convert.
 std::string asciiOnly(std::string_view text) {
   std::string result;
   for (const char c : text) {

@@ -9,17 +9,17 @@
 
 namespace relaybird {
 
-/// Valid UTF-8, with "?" for each byte that has no meaning in `encoding`; where the system does not
-/// know the encoding, for each byte beyond ASCII. Text that says to be UTF-8 already is checked.
+/// Converts to valid UTF-8, with "?" for each byte that is invalid in `encoding`, or for each byte
+/// beyond ASCII if the system does not know the encoding. Text that claims to be UTF-8 is checked.
 std::string utf8FromEncoding(std::string_view text, const char* encoding);
 
-/// What the user's numbers have between whole and fraction, by the environment's locale (LC_ALL,
-/// LC_NUMERIC, LANG), in UTF-8; "." where it names a locale that is not there.
+/// The decimal separator of the environment's locale (LC_ALL, LC_NUMERIC, LANG), in UTF-8; "." when
+/// that locale is not installed.
 std::string userDecimalSeparator();
 
-/// The system's clock, and the user's own date and time form: those of the environment's locale
-/// (LC_ALL, LC_TIME, LANG) when this was made, in the time zone that holds now. The program's
-/// global locale is neither used nor changed. Text is valid UTF-8.
+/// The system's clock. Texts have the form of the environment's locale (LC_ALL, LC_TIME, LANG) at
+/// construction and the current time zone, and are valid UTF-8. The program's global locale is
+/// neither used nor changed.
 class PosixClock : public Clock {
  public:
   PosixClock();

@@ -152,7 +152,7 @@ class PosixOutputFile : public OutputFile {
   }
 
   Result<void> close() override {
-    // After EINTR the descriptor is gone all the same; closing again could hit another's.
+    // After EINTR the descriptor is closed all the same; closing it again could hit a new one.
     if (file_.close() != 0 && errno != EINTR) {
       return systemError("close " + path_, errno);
     }
@@ -164,7 +164,7 @@ class PosixOutputFile : public OutputFile {
   std::string path_;
 };
 
-// A file just made, with the mode that an unusual umask may have taken away.
+// A new file, with the mode that an unusual umask may have reduced.
 Result<std::unique_ptr<OutputFile>> newFile(Descriptor file, const std::string& path) {
   if (::fchmod(file.get(), kOwnerFile) != 0) {
     const int code = errno;
@@ -187,7 +187,7 @@ class PosixFolderLock : public FolderLock {
   explicit PosixFolderLock(Descriptor folder) : folder_(std::move(folder)) {}
 
  private:
-  Descriptor folder_;  // closing it gives the lock back
+  Descriptor folder_;  // closing it releases the lock
 };
 
 Result<void> outcome(int returned, const std::string& what) {
@@ -197,7 +197,7 @@ Result<void> outcome(int returned, const std::string& what) {
   return systemError(what, errno);
 }
 
-// What the folder says of an entry, or a look at the entry where it says nothing.
+// The type given by the folder, or by the entry itself if the folder does not know it.
 FileType typeOf(int folder, const dirent& entry) {
   switch (entry.d_type) {
     case DT_REG:
@@ -401,7 +401,7 @@ Result<void> PosixFileSystem::createFolder(const std::string& folder) {
   if (::mkdir(folder.c_str(), kOwnerFolder) != 0) {
     return systemError(what, errno);
   }
-  // An unusual umask may have taken away even the owner's rights.
+  // An unusual umask may have removed even the owner's permissions.
   struct stat status {};
   if (::lstat(folder.c_str(), &status) != 0) {
     return systemError(what, errno);

@@ -9,9 +9,9 @@ namespace relaybird {
 inline constexpr std::chrono::milliseconds kFolderLockPatience{2000};
 inline constexpr std::chrono::milliseconds kFolderLockRetry{50};
 
-/// The disk of a POSIX system. Error texts name the file and what the system says of it. Files are
-/// made 0600 and folders 0700 whatever the umask. `sleeper` waits between two tries for a folder's
-/// lock and must outlive this. Any thread may call.
+/// The disk of a POSIX system. Error texts name the file and the system's message. Files are
+/// created with mode 0600 and folders with 0700, whatever the umask. `sleeper` waits between two
+/// tries for a folder's lock and must outlive this. Any thread may call.
 class PosixFileSystem : public FileSystem {
  public:
   explicit PosixFileSystem(Sleeper& sleeper) : sleeper_(sleeper) {}

@@ -27,12 +27,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// The end of a command shows in the end of its output, unless it closed that early or left it to a
-// process in the background: then looking now and then has to do.
+// A command usually ends with its output. One that closes its output early, or leaves it open to a
+// background process, is polled at these intervals.
 constexpr milliseconds kFirstLook{2};
 constexpr milliseconds kLookAgain{100};
 
-// What a new process begins with.
+// The streams, signals and process group of a new process.
 class SpawnPlan {
  public:
   SpawnPlan(int input, int output) {
@@ -42,7 +42,7 @@ class SpawnPlan {
     posix_spawn_file_actions_adddup2(&actions_, output, STDERR_FILENO);
 #if defined(__GLIBC__) && defined(__GLIBC_PREREQ)
 #if __GLIBC_PREREQ(2, 34)
-    // Our own descriptors close by themselves; those of libraries may not.
+    // Our own descriptors are close-on-exec; those of libraries may not be.
     posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
 #endif
 #endif
@@ -90,15 +90,15 @@ class Run {
         output_(std::move(output)),
         inputSize_(inputSize) {}
 
-  // The command and this program share the file's position. One that opens its input anew, as
-  // /dev/stdin, counts as one that has read nothing.
+  // The command and this program share the file position. A command that opens its input anew as
+  // /dev/stdin counts as having read nothing.
   bool hasAllInput() const {
     return lseek(input_.get(), 0, SEEK_CUR) >= static_cast<off_t>(inputSize_);
   }
   bool ended() const { return status_.has_value(); }
 
-  // Reads what the command prints, at most until `wakeUp` is readable (-1 for none) or the time
-  // has passed; then looks whether the command has ended.
+  // Reads the output until `wakeUp` is readable (-1: none) or the time is over, then checks whether
+  // the command has ended.
   void step(milliseconds longest, int wakeUp) {
     const milliseconds look = output_ ? kLookAgain : std::exchange(look_, nextLook());
     std::array<pollfd, 2> waits = {pollfd{output_.get(), POLLIN, 0}, {wakeUp, POLLIN, 0}};
@@ -131,7 +131,7 @@ class Run {
 
   void listen() {
     std::array<char, 4096> buffer;
-    // Bounded, so that a chatterer in the background cannot hold us here.
+    // Bounded, so that a background process that writes without end cannot keep us here.
     for (int round = 0; round < 64 && output_; ++round) {
       const ssize_t count = read(output_.get(), buffer.data(), buffer.size());
       if (count < 0 && errno == EINTR) {
@@ -158,7 +158,7 @@ class Run {
     if (found == process_) {
       status_ = status;
     }
-    // Somebody else took the status: how it ended is not known, and must not count as success.
+    // The status was collected elsewhere: the result is unknown and must not count as success.
     if (found < 0) {
       status_ = SIGKILL;
     }
@@ -233,8 +233,8 @@ CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
 
 namespace {
 
-// What the new process needs, made before it exists: between fork and exec nothing may allocate,
-// since another thread may hold the allocator's lock for good.
+// Prepared before the fork: between fork and exec nothing may allocate, because another thread may
+// have held the allocator's lock at the fork, and nobody will release it.
 struct Plan {
   const char* program;
   std::vector<char*> arguments;
@@ -242,8 +242,7 @@ struct Plan {
   int report;  // where an error number goes; closed by a program that starts
 };
 
-// The same file under a number that is not one of the three standard ones, which the new program
-// gets others for.
+// A duplicate above the standard streams, which the new program replaces.
 Descriptor aboveStandard(int descriptor) {
   return Descriptor(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
@@ -263,7 +262,7 @@ std::vector<char*> pointers(const std::string& program, const std::vector<std::s
   ::_exit(1);
 }
 
-// The signals as a new program expects them, whatever this one blocks or ignores.
+// Gives the new program default signals, whatever this one blocks or ignores.
 void resetSignals() {
   struct sigaction standard {};
   standard.sa_handler = SIG_DFL;
@@ -282,7 +281,7 @@ void resetSignals() {
     }
   }
 #ifdef CLOSE_RANGE_CLOEXEC
-  // Our own descriptors close by themselves; those of libraries may not.
+  // Our own descriptors are close-on-exec; those of libraries may not be.
   (void)::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
 #endif
   resetSignals();
@@ -290,7 +289,7 @@ void resetSignals() {
   giveUp(plan.report);
 }
 
-// The process between: its end leaves the program to the system, which waits for its end.
+// The intermediate process. It ends at once, so the program is adopted by init, which reaps it.
 [[noreturn]] void startInSession(const Plan& plan) {
   if (::setsid() < 0) {
     giveUp(plan.report);
@@ -310,7 +309,7 @@ void waitForEnd(pid_t process) {
   }
 }
 
-// The error number that was reported; 0 where the program has started.
+// The reported error number; 0 when the program has started.
 int readReport(int report) {
   int code = 0;
   ssize_t got = 0;

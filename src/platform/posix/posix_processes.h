@@ -13,13 +13,13 @@
 
 namespace relaybird {
 
-/// How long a command that has all its input may go on after a stop was requested: what it has
-/// taken it may be about to send, and ending it then could send the message twice.
+/// The time that a command with all its input may continue after a stop was requested: it may be
+/// about to send the message, and ending it then could make the message go out twice.
 inline constexpr std::chrono::milliseconds kStopPatience{5000};
 
-/// Starts commands by posix_spawn, each in a process group of its own, so that what it started ends
-/// with it when it has to be ended. The command inherits nothing but the environment, the working
-/// folder and the three standard streams. Any thread.
+/// Starts commands by posix_spawn, each in its own process group, so that its children end with it
+/// when it is killed. A command inherits only the environment, the working folder and the three
+/// standard streams. Any thread.
 class PosixCommandRunner : public CommandRunner {
  public:
   /// `steadyTime` counts from any fixed moment and never jumps.

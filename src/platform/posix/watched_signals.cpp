@@ -13,15 +13,15 @@
 namespace relaybird {
 namespace {
 
-// All that a signal handler can reach: where to write, one above the descriptor's number, by the
-// signal's number. 0 while nobody listens.
+// The only data that a signal handler can reach: by signal number, the descriptor to write to plus
+// one. 0 while the signal is not watched.
 std::array<std::atomic<int>, NSIG> listeners{};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler must not wait for a lock");
 
 extern "C" void relaybirdOnSignal(int signal) {
   const int before = errno;
   const auto byte = static_cast<unsigned char>(signal);
-  // A full pipe holds more than enough requests.
+  // If the pipe is full, enough signals wait in it already.
   const int descriptor = listeners[static_cast<std::size_t>(signal)].load() - 1;
   [[maybe_unused]] const auto written = ::write(descriptor, &byte, 1);
   errno = before;
@@ -54,7 +54,7 @@ void WatchedSignals::watch(const WatchedSignal& signal) {
   }
   Former& former = former_.emplace_back(Former{signal.number, {}, false});
   ::sigaction(signal.number, nullptr, &former.action);
-  // Somebody who starts a program in the background or with nohup means it.
+  // A program started in the background or with nohup must go on ignoring the signal.
   if (former.action.sa_handler == SIG_IGN) {
     return;
   }

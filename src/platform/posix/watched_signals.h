@@ -9,18 +9,17 @@
 
 namespace relaybird {
 
-/// A signal to be heard of.
+/// A signal to watch.
 struct WatchedSignal {
   int number = 0;
-  /// After the first one the signal does again what it did before it was watched: one who asks a
-  /// second time is not kept waiting.
+  /// The second signal has its former effect again: a user who asks twice is not kept waiting.
   bool once = false;
 };
 
-/// Turns signals into something to read. Not a signalfd: that needs the signals blocked, and a
-/// program started meanwhile would inherit the block and not hear them any more. A signal that the
-/// process was started to ignore stays ignored. Each signal is watched by one object per process at
-/// a time, else std::logic_error. Destroying it restores what was there before.
+/// Turns signals into readable bytes. Not a signalfd: that needs the signals blocked, and a program
+/// started meanwhile would inherit the block. A signal that was ignored when the process started
+/// stays ignored. Each signal is watched by one object per process at
+/// a time, else std::logic_error. Destroying it restores the former handlers.
 class WatchedSignals {
  public:
   explicit WatchedSignals(const std::vector<WatchedSignal>& signals);
@@ -30,7 +29,7 @@ class WatchedSignals {
 
   /// Readable while a signal waits.
   int descriptor() const { return reading_.get(); }
-  /// The number of a signal that has come; 0 where none waits.
+  /// The number of a signal that has arrived; 0 if none waits.
   int take();
 
  private:

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The folders by the XDG Base Directory rules, and the templates folder from user-dirs.dirs, a file
+// of shell assignments that the desktop writes. A relative or empty value counts as unset, as those
+// rules say.
 #include "platform/posix/xdg_folders.h"
 
 #include <pwd.h>
@@ -31,7 +34,7 @@ std::string_view withoutLeadingBlanks(std::string_view text) {
   return first == std::string_view::npos ? std::string_view() : text.substr(first);
 }
 
-// Takes `expected` off the front of the line, with the blanks before it.
+// Removes `expected` from the front of the line, with the blanks before it.
 bool take(std::string_view& line, std::string_view expected) {
   const std::string_view rest = withoutLeadingBlanks(line);
   if (!rest.starts_with(expected)) {
@@ -41,7 +44,7 @@ bool take(std::string_view& line, std::string_view expected) {
   return true;
 }
 
-// Up to the closing quote; a backslash makes the next character an ordinary one.
+// Up to the closing quote; a backslash escapes the next character.
 std::string quotedText(std::string_view text) {
   std::string result;
   for (std::size_t i = 0; i < text.size() && text[i] != '"'; ++i) {
@@ -53,8 +56,8 @@ std::string quotedText(std::string_view text) {
   return result;
 }
 
-// The folder that a line of user-dirs.dirs gives to `name`; none where it is about something else.
-// The file is for a shell, but has to stick to two forms: "$HOME/..." and "/...".
+// The folder that a line of user-dirs.dirs assigns to `name`; none for any other line. The file is
+// read by shells, but only two forms are allowed: "$HOME/..." and "/...".
 std::optional<std::string> folderInLine(std::string_view line, std::string_view name,
                                         const std::string& home) {
   if (!take(line, name) || !take(line, "=") || !take(line, "\"")) {

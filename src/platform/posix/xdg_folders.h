@@ -10,25 +10,26 @@
 
 namespace relaybird {
 
-/// An environment variable's value; none where it is not set.
+/// The value of an environment variable; none when it is not set.
 using Environment = std::function<std::optional<std::string>(const std::string& name)>;
 
 /// The process's environment.
 Environment processEnvironment();
-/// The user's home folder by the user database; empty where it has none.
+/// The user's home folder in the user database; empty when there is none.
 std::string homeFromUserDatabase();
 
-/// modSpecialFol by the XDG Base Directory rules: a variable that is unset, empty or no absolute
-/// path does not count, and the default below the home folder holds. The home folder is $HOME, or
-/// that of the user database. The environment is asked at every call. `files` must outlive this.
+/// modSpecialFol by the XDG Base Directory rules: a variable that is unset, empty or not an
+/// absolute path is ignored, and the default below the home folder is used. The home folder is
+/// $HOME, or that of the user database. The environment is read at every call. `files` must outlive
+/// this.
 class XdgFolders : public SpecialFolders {
  public:
   explicit XdgFolders(FileSystem& files, Environment environment = processEnvironment(),
                       std::function<std::string()> fallbackHome = homeFromUserDatabase);
 
   std::string GetSpecialFolderPath(int folderNumber) const override;
-  /// XDG_TEMPLATES_DIR of user-dirs.dirs in the configuration folder; empty where the file does not
-  /// name one, or names the home folder itself, which there means "none".
+  /// XDG_TEMPLATES_DIR of user-dirs.dirs in the configuration folder; empty if it is missing or
+  /// names the home folder itself, which means "none" in that file.
   std::string templatesFolder() const override;
   std::string windowsFolder() const override;
   std::string stateFolder() const override;

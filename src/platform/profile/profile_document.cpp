@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The text is parsed once into the places of its sections and keys, sorted for look-up. Changes are
+// collected as edits of those places and applied in one pass from front to back, so that every
+// other byte of the file stays as its owner wrote it.
 #include "platform/profile/profile_document.h"
 
 #include <algorithm>
@@ -40,7 +43,7 @@ std::string_view trimProfileBlanks(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-// Changes to a text, gathered in any order and carried out in one go.
+// Changes to a text, collected in any order and applied in one pass.
 class ProfileDocument::Edits {
  public:
   void replace(Span span, std::string_view by) { edits_.push_back({span, false, std::string(by)}); }
@@ -50,7 +53,7 @@ class ProfileDocument::Edits {
   }
 
   std::string apply(const std::string& text, std::string_view lineEnd) {
-    // A value may end where a line is to be inserted: the value's own line comes first.
+    // A value may end where a line is inserted: the value's own line comes first.
     std::stable_sort(edits_.begin(), edits_.end(), [](const Edit& left, const Edit& right) {
       return std::pair(left.span.begin, left.wholeLine) <
              std::pair(right.span.begin, right.wholeLine);
@@ -59,7 +62,7 @@ class ProfileDocument::Edits {
     std::size_t done = 0;
     for (const Edit& edit : edits_) {
       result.append(text, done, edit.span.begin - done);
-      // The last line of a file often has no end of its own.
+      // The last line of a file often has no line end.
       if (edit.wholeLine && !result.empty() && !endsLine(result.back())) {
         result += lineEnd;
       }
@@ -88,7 +91,7 @@ ProfileDocument::ProfileDocument(std::string text)
 }
 
 void ProfileDocument::parse() {
-  sections_.push_back({});  // what stands above the first section
+  sections_.push_back({});  // the lines above the first section
   for (std::size_t begin = 0; begin < text_.size();) {
     const std::size_t end = std::min(text_.find_first_of("\r\n", begin), text_.size());
     std::size_t next = std::min(end + 1, text_.size());
@@ -114,7 +117,7 @@ void ProfileDocument::parseLine(Span line, std::uint32_t next) {
   if (trimmed.front() == '[') {
     const auto close = trimmed.rfind(']');
     if (close == std::string_view::npos) {
-      return;  // no section, and no key either
+      return;  // neither a section nor a key
     }
     const auto order = narrow(sections_.size());
     sections_.push_back({spanOf(trimProfileBlanks(trimmed.substr(1, close - 1))), next, order});
@@ -245,7 +248,7 @@ void ProfileDocument::replaceValue(Edits& edits, const Key& key, std::string_vie
   if (trimmed == trimProfileBlanks(by)) {
     return;
   }
-  // "key = value" keeps its look, except that an empty value leaves no blank at the line's end.
+  // "key = value" keeps its blanks, but an empty value leaves none at the end of the line.
   const auto lead = by.empty() ? 0 : static_cast<std::size_t>(trimmed.data() - old.data());
   edits.replace({key.value.begin + narrow(lead), key.value.end}, by);
 }

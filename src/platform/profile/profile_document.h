@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The text of a profile file, taken apart and put together again. Part of profile_file.h.
+// The text of a profile file, parsed and edited. Part of profile_file.h.
 #pragma once
 
 #include <cstddef>
@@ -11,20 +11,20 @@
 
 namespace relaybird {
 
-/// Without the bytes at both ends that count as blank in profile files: space, tab, vertical tab,
+/// Trims the bytes that count as blank in profile files from both ends: space, tab, vertical tab,
 /// form feed and the end-of-file mark of old editors (0x1A).
 std::string_view trimProfileBlanks(std::string_view text);
 
-/// Knows where each key's value lies in the text, so that a value can be replaced without touching
-/// another byte. Look-ups take logarithmic time whatever the text holds. Lines end with CR LF, LF
-/// or a lone CR.
+/// Knows the place of each key's value in the text, so that a value can be replaced without
+/// changing another byte. Look-ups take logarithmic time for any text. Lines end with CR LF, LF or
+/// a lone CR.
 class ProfileDocument {
  public:
   /// `text` of at most 4 GiB, without a byte order mark.
   explicit ProfileDocument(std::string text);
 
-  /// The value of the first such key of the first such section, with neither the blanks around it
-  /// nor one pair of quotes, up to the first NUL. Keys above the first section are in section "".
+  /// The value of the first such key of the first such section, up to the first NUL, without the
+  /// blanks around it and one pair of quotes. Keys above the first section are in section "".
   std::optional<std::string> value(std::string_view section, std::string_view key) const;
 
   struct Setting {
@@ -32,29 +32,29 @@ class ProfileDocument {
     std::string key;
     std::string value;
   };
-  /// The text with these settings in place, the later of two for the same key winning: an existing
-  /// key keeps its line, a new key follows the last key of its section, a new section the last
-  /// line. New lines end as most others do, with CR LF where there are none. Names must not be
-  /// empty nor hold what would end them.
+  /// The text with these settings; of two for the same key the later one counts. An existing key
+  /// keeps its line, a new key follows the last key of its section, a new section follows the last
+  /// line. New lines end like most others, and with CR LF in an empty text. Names must not be empty
+  /// nor contain a character that would end them.
   std::string with(const std::vector<Setting>& settings) const;
 
   const std::string& text() const { return text_; }
 
  private:
-  /// Places in the text; both texts, as it is and in capitals, have the same ones.
+  /// Places in the text; the original and the one in capitals have the same.
   struct Span {
     std::uint32_t begin = 0;
     std::uint32_t end = 0;
   };
   struct Section {
     Span name;
-    std::uint32_t newKeysAt = 0;  ///< where the line after its last key begins
-    std::uint32_t order = 0;      ///< its place among all sections of the file
+    std::uint32_t newKeysAt = 0;  ///< the begin of the line after its last key
+    std::uint32_t order = 0;      ///< its index among all sections of the file
   };
   struct Key {
     std::uint32_t section = 0;  ///< Section::order
     Span name;
-    Span value;  ///< with the blanks around it
+    Span value;  ///< including the blanks around it
   };
   class Edits;
 

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Only UTF-16 is converted; plain and UTF-8 files are edited as they are. A file must come back
+// byte by byte, even one that is not valid UTF-16: half a surrogate pair is carried as if it were a
+// character, and an odd last byte as a tail.
 #include "platform/profile/profile_encoding.h"
 
 #include <cstddef>
@@ -60,7 +63,7 @@ std::string utf8FromUtf16Le(std::string_view bytes) {
   return text;
 }
 
-// Takes the next character off the text; none where it is not in its one proper form.
+// Removes the next character of the text; none where it is not in its only valid form.
 std::optional<char32_t> takeUtf8(std::string_view& text) {
   const auto lead = static_cast<unsigned char>(text.front());
   const std::size_t length = lead < 0x80   ? 1
@@ -101,7 +104,7 @@ std::optional<std::string> utf16LeFromUtf8(std::string_view text) {
     if (!character) {
       return std::nullopt;
     }
-    // Two halves side by side would be read back as one character.
+    // Two adjacent halves would be read back as one character.
     if (afterHigh && isLowSurrogate(*character)) {
       return std::nullopt;
     }

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Reading takes a snapshot of the file. Writing collects settings; commit() locks the folder, reads
+// the file afresh, applies them and replaces the file in one step, so that two programs that save
+// at the same time lose none of each other's keys.
 #include "platform/profile/profile_file.h"
 
 #include <cerrno>
@@ -14,7 +17,7 @@ namespace {
 
 constexpr std::string_view kLineBreakers{"\r\n\0", 3};
 
-// A missing file is an empty one.
+// A missing file counts as empty.
 Result<std::string> loadProfile(FileSystem& files, const std::string& file) {
   auto bytes = readFile(files, file, kProfileFileLimit + 1);
   if (!bytes && bytes.error().code == ENOENT) {
@@ -50,7 +53,7 @@ class SnapshotReader : public ProfileReader {
   ProfileDocument document_;
 };
 
-// Why these cannot be a key's section, name and value in a file of lines; empty where they can.
+// Why these cannot be a section, a key and a value in a file of lines; empty if they can.
 std::string objection(std::string_view section, std::string_view key, std::string_view value) {
   for (const auto part : {section, key, value}) {
     if (part.find_first_of(kLineBreakers) != std::string_view::npos) {
@@ -71,8 +74,8 @@ std::string objection(std::string_view section, std::string_view key, std::strin
   return {};
 }
 
-// People keep their settings under version control and put a link in place: the file that it leads
-// to is the one to read and to replace.
+// People keep settings under version control and link to them: the target of a link is read and
+// replaced.
 std::string target(FileSystem& files, const std::string& file) {
   auto resolved = files.resolve(file);
   return resolved ? *resolved : file;
@@ -126,12 +129,12 @@ class CollectingWriter : public ProfileWriter {
     if (updated->size() > kProfileFileLimit) {
       return Error{EFBIG, "Cannot write to " + file_ + ": it would grow too large"};
     }
-    // Also where nothing is to be written the name may not be on the medium yet, when it was just
-    // that which failed last time.
+    // Even if nothing changed the name may not be on disk yet: syncing the folder may be what
+    // failed last time.
     if (*updated == *bytes) {
       return files_.syncFolder(folder);
     }
-    // To put a new file in its place would need the folder's leave alone.
+    // Replacing the file needs only the folder's permission, so the file's own is checked here.
     const auto allowed = files_.mayWrite(file_);
     if (!allowed && allowed.error().code != ENOENT) {
       return Error{allowed.error().code, "Cannot write to " + file_ + ": it is read-only"};
@@ -140,7 +143,7 @@ class CollectingWriter : public ProfileWriter {
     return replaceFile(files_, file_, *updated);
   }
 
-  // What a crash in the middle of a commit left behind. Nobody else is writing: we hold the lock.
+  // Removes what a crash during a commit left. Nobody else writes now: we hold the lock.
   void removeLeftovers() {
     for (int number = 1; files_.inspect(temporaryName(file_, number)); ++number) {
       if (!files_.remove(temporaryName(file_, number))) {

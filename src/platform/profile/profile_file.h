@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Profile strings without Windows: the same observable behaviour over any FileSystem, and safer
-// where the calls leave room for it. The first key of the first section of a name counts; names are
-// compared without regard to the case of ASCII letters; bytes are bytes, whatever the character
-// set.
+// where the calls allow it. The first key and the first section of a name count; names are compared
+// ignoring the case of ASCII letters; bytes are kept, whatever the character set.
 //
-// Writing changes the lines it must and keeps every other byte: comments, blank lines, line
-// endings, duplicates, lines that mean nothing. The new file takes the place of the old one in one
-// step.
+// Writing changes only the lines of the settings and keeps every other byte: comments, blank lines,
+// line ends, duplicates, unknown lines. The new file replaces the old one in one step.
 #pragma once
 
 #include "platform/file_system.h"
@@ -14,7 +12,7 @@
 
 namespace relaybird {
 
-/// Files beyond this size are not preference files: reading finds no keys, and writing refuses.
+/// A larger file is not a preference file: reading finds no keys, and writing fails.
 inline constexpr std::size_t kProfileFileLimit = 16u << 20;
 
 /// `files` must outlive this, its readers and its writers. File names are whole paths.
@@ -22,14 +20,14 @@ class ProfileFile : public ProfileStrings {
  public:
   explicit ProfileFile(FileSystem& files) : files_(files) {}
 
-  /// The file as it is at this moment; later changes are not seen.
+  /// A snapshot of the file; later changes are not seen.
   std::unique_ptr<ProfileReader> read(const std::string& file) override;
 
-  /// Collects; only commit() touches the disk. It holds the lock of the file's folder while it
-  /// reads the file afresh, applies what was set and replaces it, so that keys which another
-  /// process has written since stay. When it fails the old file is whole and what was set is kept,
-  /// so that commit() may be called again. A file that is read-only is never replaced. Setting the
-  /// values that are there writes nothing.
+  /// Collects settings; only commit() accesses the disk. It holds the lock of the file's folder
+  /// while it reads the file afresh, applies the settings and replaces it, so that keys written by
+  /// another process meanwhile are kept. When it fails the old file is intact and the settings are
+  /// kept, so commit() may be called again. A read-only file is never replaced. Setting the values
+  /// that the file already has writes nothing.
   std::unique_ptr<ProfileWriter> write(const std::string& file) override;
 
  private:

@@ -3,8 +3,8 @@
 
 namespace relaybird {
 
-/// The program's name among all others of a desktop: of its desktop entries, its icons and its
-/// windows' class, and on the session's bus. The installation reads it from this line.
+/// The program's identifier on a desktop: the name of its desktop entries and icons, the class of
+/// its windows, its name on the session bus. The installation reads it from this line.
 inline constexpr const char* kApplicationId = "org.relaybird.Relaybird";
 
 }  // namespace relaybird

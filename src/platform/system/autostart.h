@@ -9,7 +9,7 @@ namespace relaybird {
 class Autostart {
  public:
   virtual ~Autostart() = default;
-  /// False where there is no desktop to start with.
+  /// False when there is no desktop.
   virtual bool offered() const = 0;
   virtual bool enabled() = 0;
   virtual Result<void> setEnabled(bool enabled) = 0;

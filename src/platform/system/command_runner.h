@@ -21,19 +21,18 @@ struct CommandResult {
 
   End end = End::kNotStarted;
   int code = 0;
-  std::string
-      output;  ///< the beginning of what it printed, both streams, at most kOutputLimit bytes
+  std::string output;  ///< the beginning of its output, both streams, at most kOutputLimit bytes
 };
 
-/// How much of a command's output is kept; the rest is read and dropped.
+/// The number of bytes of a command's output that are kept; the rest is read and dropped.
 inline constexpr std::size_t kOutputLimit = 4096;
 
 class CommandRunner {
  public:
   virtual ~CommandRunner() = default;
-  /// Runs a program (an absolute path and its arguments, no shell), feeds it `input` and waits for
-  /// its end. A command that does not read all its input has not failed by that. When `stop` is
-  /// requested, one that has all its input gets a moment to finish before it is ended.
+  /// Runs a program (an absolute path and its arguments, no shell), gives it `input` and waits for
+  /// its end. Not reading all input is not a failure. When `stop` is requested, a command that has
+  /// read all its input gets a moment to finish before it is killed.
   virtual CommandResult run(const std::vector<std::string>& arguments, std::string_view input,
                             std::chrono::milliseconds timeLimit, std::stop_token stop) = 0;
 };

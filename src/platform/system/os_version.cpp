@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint32_t kLastReleaseWithPlainRecordOnly = 4;
 
-// The minor version within the Windows 95 family; none outside it.
+// The minor version within the Windows 95 family; no value outside it.
 std::optional<std::uint32_t> minorOfWindows95Family(const OsVersion& system) {
   const auto info = system.GetOSVersionInfo();
   if (!info || info->platformId != kPlatformWindows95Family) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// modOSVersion: which Windows family and release the program runs on. The answers come through an
-// interface, so that a test can be any Windows and the same code says "none of them" elsewhere.
+// modOSVersion: the Windows family and release that the program runs on. The answers come through
+// an interface, so that a test can pretend to be any Windows, and other systems belong to no
+// family.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +20,7 @@ struct OsVersionInfo {
   std::uint32_t buildNumber = 0;
   std::uint32_t platformId = 0;
   std::string servicePack;  ///< such as "Service Pack 6"; often empty
-  /// These three are known from major version 5 on and 0 before.
+  /// These three are 0 before major version 5.
   std::uint16_t servicePackMajor = 0;
   std::uint16_t servicePackMinor = 0;
   std::uint16_t suiteMask = 0;
@@ -28,14 +29,14 @@ struct OsVersionInfo {
 class OsVersion {
  public:
   virtual ~OsVersion() = default;
-  /// None where the system cannot say, or is not Windows.
+  /// No value when the system does not know, or is not Windows.
   virtual std::optional<OsVersionInfo> GetOSVersionInfo() const = 0;
-  /// The oldest form of the version: major in the low byte, minor in the next one. None where the
-  /// system is not Windows.
+  /// The oldest form of the version: major in the low byte, minor in the next one. No value when
+  /// the system is not Windows.
   virtual std::optional<std::uint32_t> GetVersion() const = 0;
 };
 
-/// The family tests. False where the version cannot be had.
+/// The family tests. False when the version is unknown.
 bool IsWin95(const OsVersion& system);
 bool IsWin98(const OsVersion& system);
 bool IsWinME(const OsVersion& system);
@@ -54,7 +55,7 @@ class NotWindows : public OsVersion {
 inline constexpr std::uint32_t kPlainVersionRecordSize = 148;
 inline constexpr std::uint32_t kExtendedVersionRecordSize = 156;
 
-/// What the version call fills in, field by field as it fills them.
+/// The record that the version call fills, in its order of fields.
 struct RawVersionRecord {
   std::uint32_t majorVersion = 0;
   std::uint32_t minorVersion = 0;
@@ -70,14 +71,14 @@ struct RawVersionRecord {
 class VersionCalls {
  public:
   virtual ~VersionCalls() = default;
-  /// Asks for a record of that size. False on failure; `record` is then of no use. A plain query
-  /// leaves the fields from servicePackMajor on alone.
+  /// Queries a record of that size. False on failure; `record` is undefined then. A plain query
+  /// does not set the fields from servicePackMajor on.
   virtual bool query(std::uint32_t recordSize, RawVersionRecord& record) = 0;
   virtual std::uint32_t version() = 0;
 };
 
-/// Makes the answers out of the bare calls: asks for the plain record, and for the extended one
-/// only where the release knows it. `calls` must outlive this.
+/// The answers from the bare calls: queries the plain record, and the extended one only on releases
+/// that know it. `calls` must outlive this.
 class QueriedOsVersion : public OsVersion {
  public:
   explicit QueriedOsVersion(VersionCalls& calls) : calls_(calls) {}

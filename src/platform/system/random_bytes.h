@@ -9,10 +9,10 @@
 
 namespace relaybird {
 
-/// Gives that many bytes that nobody can guess, or says why it has none. Any thread.
+/// Returns that many unpredictable bytes, or an error. Any thread.
 using RandomBytes = std::function<Result<std::string>(std::size_t count)>;
 
-/// From the operating system's own source.
+/// From the operating system's random source.
 Result<std::string> systemRandomBytes(std::size_t count);
 
 }  // namespace relaybird

@@ -8,7 +8,7 @@ namespace relaybird {
 /// The shell's number of the per-user application-data folder (CSIDL_APPDATA).
 inline constexpr int kAppDataFolder = 26;
 
-/// Where the platform keeps a user's files. Paths come without a closing separator.
+/// The platform's folders for a user's files. Paths have no closing separator.
 class SpecialFolders {
  public:
   virtual ~SpecialFolders() = default;
@@ -19,8 +19,8 @@ class SpecialFolders {
   virtual std::string templatesFolder() const = 0;
   /// The Windows folder; off Windows the same as the application-data folder.
   virtual std::string windowsFolder() const = 0;
-  /// Where a program keeps what it must remember between runs but nobody edits: $XDG_STATE_HOME or
-  /// ~/.local/state.
+  /// The folder for a program's state, data that it keeps between runs but nobody edits:
+  /// $XDG_STATE_HOME or ~/.local/state.
   virtual std::string stateFolder() const = 0;
 
   std::string GetAppDataFolder() const { return GetSpecialFolderPath(kAppDataFolder); }

@@ -9,8 +9,8 @@
 
 namespace relaybird {
 
-/// The diagnostic trace, for finding out on a user's machine what the program did. Never fails
-/// towards its caller.
+/// The diagnostic trace: shows what the program did on a user's machine. Never fails towards its
+/// caller.
 class TraceLog {
  public:
   virtual ~TraceLog() = default;
@@ -25,10 +25,10 @@ class TraceFile : public TraceLog {
   TraceFile(FileSystem& files, const Clock& clock, std::string traceFile, std::string markerFile,
             std::string lineEnd = "\n");
 
-  /// Whether a file of the marker's name exists, whatever it holds. Looked up at every call.
+  /// Whether the marker file exists, whatever its content. Looked up at every call.
   bool switchedOn();
   /// Appends date and time, "----->" and the text as one line; line breaks within the text become
-  /// blanks. Where that fails the line is lost and nobody is told.
+  /// blanks. On failure the line is lost silently.
   void trace(const std::string& text) override;
 
  private:

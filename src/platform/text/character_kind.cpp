@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The kinds are a sorted table of ranges, searched by halving; everything else is ordinary. Texts
+// are shown character by character: a hidden one becomes its code, because an invisible character
+// or one that turns the direction could make a stranger's text look like something else.
 #include "platform/text/character_kind.h"
 
 #include <algorithm>
@@ -17,7 +20,7 @@ struct Range {
   CharacterKind kind;
 };
 
-// What is not in it is ordinary. A test compares it with the Unicode data where they are installed.
+// Characters outside it are ordinary. A test compares it with the Unicode data if installed.
 constexpr Range kRanges[] = {
     {0x0, 0x1F, kControl},
     {0x20, 0x20, kBlank},

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Finds the "xn--" labels of a text and decodes each with Punycode (RFC 3492). A label that is not
+// valid Punycode is left as it is.
 #include "platform/text/coded_domain.h"
 
 #include <algorithm>
@@ -56,8 +58,8 @@ std::uint32_t adapted(std::uint32_t delta, std::uint32_t count, bool first) {
   return k + (kBase - kTMin + 1) * delta / (delta + kSkew);
 }
 
-// Takes one number of variable length off the digits (RFC 3492 section 6.2); none where they end
-// within it, or it is larger than any label needs.
+// Removes one number of variable length from the digits (RFC 3492 section 6.2); none where the
+// digits end too early or the number is larger than any label needs.
 std::optional<std::uint32_t> takeNumber(std::string_view& digits, std::uint32_t bias) {
   constexpr std::uint64_t kLargest = std::numeric_limits<std::uint32_t>::max() / 2;
   std::uint64_t number = 0;

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// from_chars and to_chars do the conversions, because they ignore the locale. What they do not know
+// is done here: leading blanks and a plus sign, text after the number, whether a number outside the
+// range of double is too large or too small, and the point where people expect it.
 #include "platform/text/number_text.h"
 
 #include <algorithm>
@@ -11,10 +14,10 @@
 namespace relaybird {
 namespace {
 
-// Between these, inclusive and exclusive, people write numbers without an exponent.
+// Numbers from the first up to below the second are written without an exponent.
 constexpr double kSmallestPlain = 1e-5;
 constexpr double kLargestPlain = 1e15;
-// More than any finite double has, sign and point included.
+// More characters than any finite double needs, with sign and point.
 constexpr std::size_t kNumberSpace = 64;
 
 bool isSpace(char c) {
@@ -28,7 +31,7 @@ std::size_t digitsFrom(std::string_view text, std::size_t at) {
   return at;
 }
 
-// The end of the exponent that starts at `at`, or `at` where none does.
+// The end of the exponent that starts at `at`, or `at` when there is none.
 std::size_t exponentFrom(std::string_view text, std::size_t at) {
   if (at == text.size() || (text[at] != 'e' && text[at] != 'E')) {
     return at;
@@ -41,8 +44,7 @@ std::size_t exponentFrom(std::string_view text, std::size_t at) {
   return end == digits ? at : end;
 }
 
-// The length of the longest number that the text starts with, which has no blanks or sign before
-// it.
+// The length of the longest number at the start of the text, without blanks or a sign.
 std::size_t unsignedLength(std::string_view text) {
   const std::size_t whole = digitsFrom(text, 0);
   std::size_t end = whole;
@@ -55,8 +57,8 @@ std::size_t unsignedLength(std::string_view text) {
   return end == 0 ? 0 : exponentFrom(text, end);
 }
 
-// Whether the number is at least 1, told from its digits: decides whether a number outside the
-// range of double is too large or too small for it.
+// Whether the number is at least 1, judged by its digits. A number outside the range of double is
+// too large if so, and too small if not.
 bool atLeastOne(std::string_view number) {
   const std::size_t e = number.find_first_of("eE");
   long exponent = 0;
@@ -75,7 +77,7 @@ bool atLeastOne(std::string_view number) {
   if (first == std::string_view::npos) {
     return false;
   }
-  // The power of ten of the first digit that counts.
+  // The power of ten of the first significant digit.
   const auto power =
       first < point ? static_cast<long>(point - first) - 1 : -static_cast<long>(first - point);
   return exponent >= -power;
@@ -120,7 +122,7 @@ std::string_view withoutBlanks(std::string_view text) {
 template <class Whole>
 std::optional<Whole> toWhole(double value) {
   const double rounded = roundHalfEven(value);
-  // Written so that NaN, which compares as false, is refused.
+  // Written so that NaN, for which every comparison is false, is refused.
   if (!(rounded >= std::numeric_limits<Whole>::min() &&
         rounded <= std::numeric_limits<Whole>::max())) {
     return std::nullopt;

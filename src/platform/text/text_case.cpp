@@ -28,7 +28,8 @@ constexpr char32_t moved(char32_t code, const FoldedRange& range) {
   return inStep ? static_cast<char32_t>(static_cast<std::int32_t>(code) + range.distance) : code;
 }
 
-// Latin, Greek, Cyrillic and Armenian, which is nearly all that needs folding, without a search.
+// A direct table for Latin, Greek, Cyrillic and Armenian, which is nearly all text that has letter
+// case: no search in the list of ranges.
 constexpr auto kNear = [] {
   std::array<std::uint16_t, 0x590> near{};
   for (std::size_t code = 0; code < near.size(); ++code) {

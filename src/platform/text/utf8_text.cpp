@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Well-formed UTF-8 is what RFC 3629 allows: no overlong forms, no surrogates, nothing past
+// U+10FFFF. Counting and cutting accept any bytes, because texts come from files and strangers.
 #include "platform/text/utf8_text.h"
 
 #include <array>
@@ -7,7 +9,7 @@ namespace relaybird {
 
 namespace {
 
-// How many bytes a lead byte announces; 1 for a byte that leads nothing.
+// The number of bytes that a lead byte announces; 1 for a byte that is not a lead byte.
 std::size_t announcedLength(char lead) {
   const auto byte = static_cast<unsigned char>(lead);
   if (byte >= 0xF0) {
@@ -19,7 +21,7 @@ std::size_t announcedLength(char lead) {
   return byte >= 0xC0 ? 2 : 1;
 }
 
-// The length of the character that the text begins with.
+// The length in bytes of the first character of the text.
 std::size_t firstLength(std::string_view text) {
   const std::size_t length = announcedLength(text.front());
   if (length > text.size()) {
