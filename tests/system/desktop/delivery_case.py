@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the tests share in which a command takes forwards off the machine."""
+"""Shared by the tests in which a command delivers the forwards."""
 
 from gi.repository import GLib
 
@@ -19,15 +19,15 @@ NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
 </interface></node>"""
 NOTIFICATIONS_PATH = "/org/freedesktop/Notifications"
 
-# sysexits.h: the addressee is not known, which no later try can change.
+# Status 67 is EX_NOUSER of sysexits.h, a permanent failure.
 REFUSAL = "echo 'no such user' >&2; exit 67"
 
 
 class RefusedForwards(DesktopCase):
-    """Deliveries that hang until they are refused."""
+    """Deliveries that block until a file appears, and are then refused."""
 
     def refuse(self):
-        """Lets deliveries fail for good once the file "now" is there."""
+        """Makes deliveries fail permanently as soon as the file "now" exists."""
         script = self.home.folder / "sendmail"
         script.write_text("#!/bin/sh\n"
                           f"while ! [ -e '{self.home.folder}/now' ]; do sleep 0.05; done\n"

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the tests in windows share: a desktop for each class, a home and a program for each test."""
+"""Base class of the window tests: one desktop for each class, a home and a program for each test."""
 
 import atexit
 import signal
@@ -13,7 +13,7 @@ MAIN = "Relaybird v..."
 
 
 class DesktopCase(unittest.TestCase):
-    """Runs the program whose path stands first on the command line, with the manual that stands
+    """Tests the program given as first argument of the command line, with the manual given as
     second."""
 
     SCREEN = "1280x1024"
@@ -35,13 +35,13 @@ class DesktopCase(unittest.TestCase):
         self.addCleanup(self.end)
 
     def start(self, environment=None, scale=1, **preferences):
-        """Starts the program with one address and these preferences, and answers its window."""
+        """Starts the program with one address and these preferences, and returns its window."""
         self.home.write_preferences(**{"mstrFwdToAddress_num": 1, "mstrFwdToAddress_1": ADDRESS,
                                        **preferences})
         return self.start_again(environment, scale)
 
     def start_again(self, environment=None, scale=1):
-        """Starts the program with what the home holds."""
+        """Starts the program with the present content of the home."""
         self.program = self.run_program(environment, scale)
         return self.program.window(MAIN)
 
@@ -49,8 +49,8 @@ class DesktopCase(unittest.TestCase):
         return self.desktop.run([self.program_file], self.home, environment, scale)
 
     def end(self):
-        """Nothing that a program said on its way may be a sanitizer's, a failed check's or a complaint
-        of the toolkit."""
+        """Ends the programs. Fails if their output has a message of a sanitizer or of a failed
+        assertion, or a warning of the toolkit."""
         said = "".join(program.output() for program in self.desktop.programs)
         complaints = [line for program in self.desktop.programs for line in program.complaints()]
         self.desktop.end_programs()
@@ -73,7 +73,7 @@ class DesktopCase(unittest.TestCase):
         return self.program.window("Activity Log")
 
     def answer(self, title, button):
-        """Waits for a box, clicks on a button of it, and answers what the box said, in one line."""
+        """Waits for a box, clicks one of its buttons, and returns the text of the box as one line."""
         box = self.program.window(title)
         words = " ".join(" ".join(label.name for label in box.find_all(role="label")).split())
         box.find(button, "push button").click()
@@ -85,7 +85,7 @@ class DesktopCase(unittest.TestCase):
 
 
 def show_tab(window, tab):
-    """Brings a tab to the front by a click on it."""
+    """Shows a tab by a click."""
     page = window.find(tab, "page tab")
     page.click()
     page.wait_for_state("selected")
@@ -93,9 +93,9 @@ def show_tab(window, tab):
 
 
 def main():
-    """A file of tests: PROGRAM HELP_FILE [names of tests]."""
+    """Runs the tests of a file. Arguments: PROGRAM HELP_FILE [names of tests]."""
     DesktopCase.program_file, DesktopCase.help_file = sys.argv[1:3]
     del sys.argv[1:3]
-    # Who calls it off still gets everything taken away.
+    # SIGTERM raises KeyboardInterrupt, so that the clean-up runs.
     signal.signal(signal.SIGTERM, signal.default_int_handler)
     unittest.main(verbosity=2)

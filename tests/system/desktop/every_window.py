@@ -5,8 +5,8 @@ TABS = ("General", "Size", "Sender", "Text", "Cell Phone")
 
 
 def every_window(case):
-    """Yields a word for each window and the window, which is closed again afterwards. The program
-    runs already, with one address and forwarding off."""
+    """Yields a name and the window for each window, and closes it afterwards. The program must be
+    running, with one address and forwarding off."""
     main = case.program.window("Relaybird v...")
     yield "main", main
     settings = case.open_settings()

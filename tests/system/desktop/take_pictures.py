@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Takes a picture of every window and tab: take_pictures.py PROGRAM HELP_FILE FOLDER [SUFFIX
-[NAME=VALUE...]]. The names and values go into the program's environment: GTK_THEME=Adwaita:dark."""
+[NAME=VALUE...]]. The values are added to the program's environment, e.g. GTK_THEME=Adwaita:dark."""
 
 import pathlib
 import subprocess
@@ -47,8 +47,8 @@ class Camera:
         self._away = [int(side) - 1 for side in desktop.screen.split("x")]
 
     def take(self, window, name):
-        """The window without the frame that the window manager gives it, once nothing in it moves
-        any more."""
+        """Saves a picture of the window, without the window manager's frame, as soon as nothing in it
+        changes any more."""
         self._desktop.xdotool("mousemove", "--sync", *self._away)
         number = window.window_id()
         before, now = None, self._pixels(number)
@@ -107,7 +107,7 @@ def take_all(program_file, help_file, folder, suffix, environment):
         home = Home(desktop.new_folder())
         home.write_remembered_help(help_file)
         home.write_preferences(**PREFERENCES)
-        # What is forwarded is delivered: the path of an outbox here would tell readers nothing.
+        # Forwards are delivered at once; otherwise the window would show the path of a scratch outbox.
         with open(home.preference_file, "a", encoding="utf-8") as file:
             file.write("[mail]\nsendmail=/bin/true\n")
         for subject, sender in MAIL:

@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the tests share that move the program into the notification area: a panel of their own, and
-the window that is hidden meanwhile."""
+"""Shared by the tests of the notification area: a fake panel, and checks of the hidden window."""
 
 import contextlib
 import subprocess
@@ -26,9 +25,9 @@ _WATCHER = """<node><interface name="org.kde.StatusNotifierWatcher">
 
 
 class Watcher(BusService):
-    """The part of a desktop's panel that programs hand their icons to. Keeps what it was handed, as
-    (name on the bus, path). `host` is whether something shows them; None: it cannot tell. While
-    `silent` it leaves that question open."""
+    """A fake StatusNotifierWatcher, with which programs register their icons. `items` are the
+    registered icons as (bus name, path). `host` is whether a host shows icons; None makes that
+    query fail. While `silent`, queries get no answer."""
 
     def __init__(self, desktop, host=True):
         super().__init__(desktop, _NAME, {_PATH: _WATCHER})
@@ -39,7 +38,7 @@ class Watcher(BusService):
         self._left_open = []
 
     def lose_host(self):
-        """What shows the icons goes, and the watcher stays."""
+        """Removes the host that shows icons; the watcher stays."""
         self.host = False
         self.emit(_PATH, _NAME, "StatusNotifierHostUnregistered")
 
@@ -55,7 +54,7 @@ class Watcher(BusService):
         return value
 
     def menu_entries(self, item):
-        """Numbers of the entries of its menu by their labels."""
+        """The ids of the menu's entries by label."""
         menu = self.item_property(item, "Menu")
         _, (_, _, entries) = self.call(item[0], menu, "com.canonical.dbusmenu", "GetLayout",
                                        GLib.Variant("(iias)", (0, -1, [])), "(u(ia{sv}av))")
@@ -93,7 +92,7 @@ class Watcher(BusService):
 
 
 class TrayCase(DesktopCase):
-    """What is in `panel` goes with the test, or before when panel.close() is called."""
+    """The services in `panel` end with the test, or earlier by panel.close()."""
 
     def setUp(self):
         super().setUp()
@@ -102,16 +101,16 @@ class TrayCase(DesktopCase):
         self.watcher = None
 
     def new_watcher(self, host=True):
-        """Takes the name on the bus, which nobody else may have just then."""
+        """Starts a watcher. No other one may own the name at that time."""
         self.watcher = self.panel.enter_context(Watcher(self.desktop, host))
 
     def go_to_tray(self, main):
-        """Asks for it and says yes to the question."""
+        """Presses the button for the tray and answers the question with Yes."""
         main.find(TITLE, "push button").click()
         self.assertIn("RIGHT-CLICK on the Relaybird icon", self.answer(TITLE, "Yes"))
 
     def to_tray(self, main):
-        """Moves the program into the tray, and answers its icon."""
+        """Moves the program into the tray, and returns its icon."""
         known = len(self.watcher.items)
         self.go_to_tray(main)
         main.wait_gone()
@@ -119,7 +118,7 @@ class TrayCase(DesktopCase):
         return self.watcher.items[-1]
 
     def assert_no_tray(self, main):
-        """Asks for it, and is told that there is none; the window is minimised then."""
+        """Presses the button, and expects the message that there is no tray, and a minimised window."""
         window = main.window_id()
         main.find(TITLE, "push button").click()
         self.program.window(TITLE).find("Yes").click()
@@ -131,27 +130,27 @@ class TrayCase(DesktopCase):
         self.wait_until("the window to be minimised", lambda: self.is_minimised(window))
 
     def is_minimised(self, window):
-        """Of an X window: neither on the screen nor hidden, but in the task bar."""
+        """Whether the X window is in the task bar only: neither on the screen nor hidden."""
         return self._window_state(window) == "Iconic"
 
     def is_hidden(self, window):
         return self._window_state(window) in ("", "Withdrawn")
 
     def bring_back(self):
-        """By a second start."""
+        """Shows the window by a second start of the program."""
         second = self.run_program()
         self.assertEqual(0, second.wait(), second.output())
         return self.program.window("Relaybird v...")
 
     def _window_state(self, window):
-        """The window manager's, by ICCCM 4.1.3.1."""
+        """The WM_STATE property of the window (ICCCM 4.1.3.1)."""
         said = subprocess.run(["xprop", "-id", str(window), "WM_STATE"],
                               env=self.desktop.environment, stdout=subprocess.PIPE, text=True,
                               timeout=60, check=True).stdout
         return said.partition("window state: ")[2].partition("\n")[0].strip()
 
     def no_tray_box(self):
-        """What it says, once it has the keys."""
+        """The text of the box, as soon as the box has the focus; otherwise None."""
         for window in self.program.windows():
             for label in window.find_all(role="label"):
                 if label.name.startswith("There is no System Tray here") and window.has("active"):

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""AT-SPI, spoken on its bus without the client library: nothing is cached, every answer is the
-program's own of this moment, and a program that hangs makes a call fail instead of hang too."""
+"""A client for AT-SPI that uses its D-Bus interface directly. Unlike the client library it caches
+nothing, so every answer is current, and a call to a program that hangs fails after a timeout."""
 
 import enum
 
@@ -8,11 +8,11 @@ from gi.repository import Gio, GLib
 
 _ROOT = "/org/a11y/atspi/accessible/root"
 _NOTHING = "/org/a11y/atspi/null"
-_PATIENCE = 10_000  # milliseconds
+_TIMEOUT = 10_000  # milliseconds
 
 
 class State(enum.IntEnum):
-    """Positions in a state set: AtspiStateType."""
+    """Bit positions in a state set (AtspiStateType)."""
 
     ACTIVE = 1
     CHECKED = 4
@@ -33,14 +33,14 @@ class State(enum.IntEnum):
 
 
 class Relation(enum.IntEnum):
-    """AtspiRelationType."""
+    """The types of relations (AtspiRelationType)."""
 
     LABEL_FOR = 1
     LABELLED_BY = 2
 
 
 class AccessibilityBus:
-    """A connection to the bus of an address."""
+    """A connection to the accessibility bus at that address."""
 
     def __init__(self, address):
         self._bus = Gio.DBusConnection.new_for_address_sync(
@@ -53,7 +53,7 @@ class AccessibilityBus:
         self._bus.set_exit_on_close(False)
 
     def application(self, process):
-        """The root of what that process shows, or None as long as it has not registered."""
+        """The root object of that process, or None until it has registered."""
         root = Accessible(self, "org.a11y.atspi.Registry", _ROOT)
         return next((each for each in root.children() if self._process_of(each) == process), None)
 
@@ -61,7 +61,7 @@ class AccessibilityBus:
         return self._bus.call_sync(
             name, path, interface, method, arguments,
             GLib.VariantType(answer) if answer else None,
-            Gio.DBusCallFlags.NONE, _PATIENCE, None,
+            Gio.DBusCallFlags.NONE, _TIMEOUT, None,
         ).unpack()
 
     def close(self):
@@ -74,11 +74,11 @@ class AccessibilityBus:
                                    GLib.Variant("(s)", (accessible.owner,)), "(u)")
             return process
         except GLib.Error:
-            return None  # It has ended meanwhile.
+            return None  # The process has ended in the meantime.
 
 
 class Accessible:
-    """One thing that a program shows. Calls raise GLib.Error once it is gone."""
+    """An accessible object of a program. Calls raise GLib.Error after it was destroyed."""
 
     def __init__(self, bus, owner, path):
         self._bus = bus
@@ -119,13 +119,13 @@ class Accessible:
                 if path != _NOTHING]
 
     def related(self, relation):
-        """What it is to others in that way: all of them."""
+        """All objects to which this one has that relation."""
         (found,) = self._call("Accessible", "GetRelationSet", None, "(a(ua(so)))")
         return [Accessible(self._bus, owner, path) for kind, others in found if kind == relation
                 for owner, path in others]
 
     def extents(self):
-        """On the screen: left, top, width, height."""
+        """Left, top, width and height on the screen."""
         (box,) = self._call("Component", "GetExtents", GLib.Variant("(u)", (0,)), "((iiii))")
         return box
 
@@ -134,22 +134,22 @@ class Accessible:
         return text
 
     def set_text(self, text):
-        """Puts a text into a field, in the place of what stands there."""
+        """Replaces the text of a field."""
         self._call("EditableText", "SetTextContents", GLib.Variant("(s)", (text,)), "(b)")
 
     def letter_extents(self, position):
-        """Where a letter of its text is on the screen."""
+        """The extents of one letter of its text, on the screen."""
         return self._call("Text", "GetCharacterExtents", GLib.Variant("(iu)", (position, 0)),
                           "(iiii)")
 
     def selected(self):
-        """The first of its children that is selected, or None."""
+        """The first selected child, or None."""
         owner, path = self._call("Selection", "GetSelectedChild", GLib.Variant("(i)", (0,)),
                                  "((so))")[0]
         return None if path == _NOTHING else Accessible(self._bus, owner, path)
 
     def actions(self):
-        """Pairs of an action's name and the keys that it is bound to."""
+        """Pairs of the name and the key binding of each action."""
         (actions,) = self._call("Action", "GetActions", None, "(a(sss))")
         return [(name, keys) for name, _, keys in actions]
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A service on the session bus that a test plays itself: it records calls and answers them."""
+"""A fake service on the session bus, which records calls and answers them."""
 
 import threading
 
@@ -7,12 +7,12 @@ from gi.repository import Gio, GLib
 
 
 class BusService:
-    """Has `name` on the bus from `with` to the end of its block.
+    """Owns `name` on the bus within a `with` block.
 
-    `interfaces` describes the objects in D-Bus's XML, by their paths. A call is kept in `calls` as
-    (member, arguments), and answered with what `answers` holds for its member: a GLib.Variant, or a
-    function of the arguments that makes one; nothing, where it holds none. It works on a thread of
-    its own, so that a test may wait for the program meanwhile.
+    `interfaces` maps object paths to their description in D-Bus introspection XML. Each call is
+    recorded in `calls` as (member, arguments). The reply is the entry of `answers` for that member:
+    a GLib.Variant, or a function that makes one from the arguments; it is empty if there is no
+    entry. The service runs on a thread of its own, so that a test can wait for the program.
     """
 
     def __init__(self, desktop, name, interfaces, answers=None):
@@ -41,15 +41,15 @@ class BusService:
             self._bus.close_sync(None)
 
     def called(self, member):
-        """The arguments of every call of that member so far, the oldest first."""
+        """The arguments of all calls of that member so far, the oldest first."""
         return [arguments for name, arguments in list(self.calls) if name == member]
 
     def emit(self, path, interface, signal, arguments=None):
         self._bus.emit_signal(None, path, interface, signal, arguments)
 
-    def wait_until_heard(self, name):
-        """Until the program of that name on the bus, a GApplication, has taken in what it was
-        answered: it takes in one thing after the other."""
+    def wait_until_handled(self, name):
+        """Waits until the GApplication with that bus name has handled the replies sent so far. It
+        handles messages in their order, so a reply to a new call shows that."""
         path = "/" + name.replace(".", "/")
         self._bus.call_sync(name, path, "org.gtk.Actions", "List", None, None,
                             Gio.DBusCallFlags.NONE, 30_000, None)

@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""A clipboard manager, as desktops have one: it takes over what a program asks it to keep
-(freedesktop.org's clipboard manager protocol). A program of its own, on the display of its
-environment: clipboard_keeper.py [SECONDS], for which each taking takes."""
+"""A clipboard manager as on a real desktop (freedesktop.org, Clipboard Manager). It runs as a process
+on the display of its environment: clipboard_keeper.py [SECONDS]. SECONDS delays each transfer."""
 
 import sys
 import time
@@ -12,7 +11,7 @@ import gi
 def main():
     gi.require_version("Gdk", "3.0")
     gi.require_version("Gtk", "3.0")
-    # Not with the module: whoever imports it may have no display.
+    # Not at the top of the module: importing it must work without a display.
     from gi.repository import Gdk, Gtk  # pylint: disable=import-outside-toplevel
 
     late = float(sys.argv[1]) if len(sys.argv) > 1 else 0
@@ -20,7 +19,7 @@ def main():
     save, utf8 = (Gdk.Atom.intern(name, False) for name in ("SAVE_TARGETS", "UTF8_STRING"))
 
     def keep(_, request):
-        """The toolkit answers, when the text is here: as it is, whatever ends its lines."""
+        """Called by GTK when the text has arrived; keeps its line ends as they are."""
         if request.target == save:
             time.sleep(late)
         data = clipboard.wait_for_contents(utf8) if request.target == save else None

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A desktop of its own: X server, window manager, session bus and accessibility bus."""
+"""A separate desktop: X server, window manager, session bus and accessibility bus."""
 
 import os
 import shutil
@@ -14,8 +14,8 @@ from .program import Program
 from .screen import Screen
 from .waiting import wait_for
 
-# No service starts by itself on this bus, unless a test has offered it (Desktop.offer_service): what
-# answers there is what a test put there.
+# The bus starts no services except those that a test offers (Desktop.offer_service), so only programs
+# of the test answer on it.
 _BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
@@ -31,8 +31,7 @@ _BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bu
 </busconfig>
 """
 
-# What its windows do while they fly to the task bar and back, and where a click would miss them, is
-# not ours to test.
+# The settings of openbox. A copy without animations is used: a click would miss a window that moves.
 _WINDOW_MANAGER = "/etc/xdg/openbox/rc.xml"
 
 _ACCESSIBILITY_LAUNCHERS = (
@@ -40,7 +39,7 @@ _ACCESSIBILITY_LAUNCHERS = (
     "/usr/lib/at-spi2-core/at-spi-bus-launcher",
 )
 
-# What the caller's own desktop would hand down to the programs.
+# Variables of the caller's desktop that the programs must not inherit.
 _FOREIGN = (
     "AT_SPI_BUS_ADDRESS",
     "GDK_BACKEND",
@@ -60,7 +59,7 @@ _FOREIGN = (
 
 
 class Desktop:
-    """Stands from `with` to the end of its block, and takes everything away that it started."""
+    """Runs within a `with` block. At its end all processes that were started are ended."""
 
     def __init__(self, screen="1280x1024"):
         self.screen = screen
@@ -91,23 +90,23 @@ class Desktop:
         shutil.rmtree(self._folder, ignore_errors=True)
 
     def new_folder(self):
-        """An empty folder that goes with the desktop."""
+        """A new empty folder, which is deleted with the desktop."""
         return tempfile.mkdtemp(dir=self._folder)
 
     def run(self, command, home, environment=None, scale=1):
-        """Starts a program at that home. `scale` is what the environment sets GDK_SCALE to."""
+        """Starts a program with that home. `scale` is the value of GDK_SCALE in `environment`."""
         program = Program(self, command, home, environment or {}, scale)
         self.programs.append(program)
         return program
 
     def end_programs(self):
-        """Ends whatever still runs, by force if it has to be."""
+        """Ends all running programs, by force if necessary."""
         for program in self.programs:
             program.kill()
         self.programs.clear()
 
     def xdotool(self, *arguments):
-        """Runs one xdotool command line and answers what it printed."""
+        """Runs an xdotool command and returns its output."""
         done = subprocess.run(
             ["xdotool", *map(str, arguments)],
             env=self.environment,
@@ -120,16 +119,16 @@ class Desktop:
         return done.stdout
 
     def offer_service(self, name, program, home):
-        """Has the bus start a program when somebody wants something of that name, at that home."""
+        """Lets the bus start the program, with that home, when its name is called."""
         with open(os.path.join(self._services, name + ".service"), "w", encoding="utf-8") as file:
             file.write(f'[D-BUS Service]\nName={name}\nExec="{program}"\n')
         self._call_bus("ReloadConfig", None)
-        # As the start of a session does.
+        # As at the start of a session.
         self._call_bus("UpdateActivationEnvironment", GLib.Variant(
             "(a{ss})", ({**self.environment, **home.environment()},)))
 
     def process_of(self, name):
-        """The process that has a name on the bus."""
+        """The id of the process that owns a bus name; GLib.Error if there is none."""
         return self._call_bus("GetConnectionUnixProcessID", GLib.Variant("(s)", (name,)))[0]
 
     def _call_bus(self, method, arguments):
@@ -138,23 +137,23 @@ class Desktop:
             arguments, None, Gio.DBusCallFlags.NONE, -1, None).unpack()
 
     def click(self, point, button=1):
-        """Clicks there: a point in the screen's pixels, as Widget.point() answers it."""
+        """Clicks at a point in the screen's pixels, as returned by Widget.point()."""
         self.xdotool("mousemove", *point, "click", button)
 
     def pixels(self, box):
-        """The colours of a box of the screen: see screen.Screen.pixels. Also what hangs is seen."""
+        """The colours of a box of the screen (see screen.Screen.pixels), even if a program hangs."""
         return self._pixels.pixels(box)
 
     def keys(self, *keys):
-        """Presses keys one after the other in whichever window has the focus: "ctrl+a", "Tab"."""
+        """Presses keys one after the other in the focused window: "ctrl+a", "Tab"."""
         self.xdotool("key", "--clearmodifiers", *keys)
 
     def type(self, text):
-        """Types a text into whatever has the focus."""
+        """Types a text into the focused control."""
         self.xdotool("type", "--clearmodifiers", "--delay", "5", "--", text)
 
     def clipboard(self):
-        """The text on the clipboard, or None where there is none."""
+        """The text on the clipboard, or None."""
         done = subprocess.run(
             ["xclip", "-o", "-selection", "clipboard"],
             env=self.environment,
@@ -166,18 +165,18 @@ class Desktop:
         return done.stdout.decode() if done.returncode == 0 else None
 
     def clear_clipboard(self):
-        """Takes the clipboard from whoever has it."""
+        """Empties the clipboard."""
         self.set_clipboard("")
 
     def set_clipboard(self, text):
-        """Puts a text on the clipboard, as another program does."""
+        """Puts a text on the clipboard, as another program would."""
         subprocess.run(["xclip", "-i", "-selection", "clipboard"], input=text, text=True,
                        env=self.environment, stdout=subprocess.DEVNULL, timeout=60, check=True)
-        # It goes on in the background, and may have only begun.
+        # xclip continues in the background and may not own the clipboard yet.
         wait_for(f"the clipboard to hold '{text}'", lambda: self.clipboard() == text)
 
     def end_bus(self):
-        """Takes the session's bus from everybody, for good."""
+        """Ends the session bus permanently."""
         _end(self._session_bus)
 
     def _set_up(self):
@@ -190,8 +189,8 @@ class Desktop:
         self._start_accessibility()
         self._start_window_manager()
 
-    def _servant(self, command, env=None, **options):
-        """Starts a process that ends with this one, whatever happens to it."""
+    def _start_servant(self, command, env=None, **options):
+        """Starts a process that is ended by the system when this one ends for any reason."""
         servant = subprocess.Popen(
             ["setpriv", "--pdeathsig", "TERM", "--", *command],
             env={**self.environment, **(env or {})},
@@ -204,7 +203,7 @@ class Desktop:
 
     def _start_screen(self):
         reading, writing = os.pipe()
-        self._servant(
+        self._start_servant(
             ["Xvfb", "-displayfd", str(writing), "-screen", "0", self.screen + "x24",
              "-fbdir", self._folder, "-nolisten", "tcp", "-noreset"],
             pass_fds=(writing,),
@@ -226,7 +225,7 @@ class Desktop:
         configuration = os.path.join(self._folder, "openbox.xml")
         with open(configuration, "w", encoding="utf-8") as file:
             file.write(calm)
-        self._servant(["openbox", "--sm-disable", "--config-file", configuration],
+        self._start_servant(["openbox", "--sm-disable", "--config-file", configuration],
                       env={"HOME": self.new_folder()})
         wait_for("the window manager", lambda: self.xdotool("get_num_desktops").strip())
 
@@ -235,7 +234,7 @@ class Desktop:
         self._services = self.new_folder()
         with open(configuration, "w", encoding="ascii") as file:
             file.write(_BUS_CONFIGURATION.format(folder=runtime, services=self._services))
-        bus = self._servant(
+        bus = self._start_servant(
             ["dbus-daemon", "--config-file=" + configuration, "--nofork", "--print-address"],
             stdout=subprocess.PIPE,
         )
@@ -256,7 +255,7 @@ class Desktop:
 
     def _start_accessibility(self):
         launcher = next(path for path in _ACCESSIBILITY_LAUNCHERS if os.path.exists(path))
-        self._servant([launcher, "--launch-immediately"])
+        self._start_servant([launcher, "--launch-immediately"])
         self.accessibility = AccessibilityBus(
             wait_for("the accessibility bus", self._accessibility_address))
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A user's folders: the inbox, the preferences, what was forwarded."""
+"""A user's folders: the inbox, the preferences, the outbox."""
 
 import configparser
 import email
@@ -10,7 +10,7 @@ import time
 
 
 class Home:
-    """Folders below `folder`, with an empty inbox and nothing else."""
+    """Folders below `folder`. At first they contain only an empty inbox."""
 
     def __init__(self, folder):
         self.folder = pathlib.Path(folder)
@@ -22,13 +22,13 @@ class Home:
         self._numbers = itertools.count(1)
         for part in ("cur", "new", "tmp"):
             (self.maildir / part).mkdir(parents=True)
-        # Menus and tabs that do not move have arrived as soon as they are there.
+        # No animations: menus and tabs are in place as soon as they are shown.
         settings = self.config / "gtk-3.0" / "settings.ini"
         settings.parent.mkdir(parents=True)
         settings.write_text("[Settings]\ngtk-enable-animations=false\n", encoding="ascii")
 
     def environment(self):
-        """What tells a program that these are the user's folders."""
+        """The environment variables that make a program use these folders."""
         return {
             "HOME": str(self.folder),
             "XDG_CONFIG_HOME": str(self.config),
@@ -38,33 +38,33 @@ class Home:
         }
 
     def write_preferences(self, **values):
-        """Stores settings before the program starts; True and False as it stores them itself."""
+        """Writes settings before the program starts. True and False are written as the program does."""
         self.preference_file.parent.mkdir(parents=True, exist_ok=True)
         lines = [f"{key}={int(value)}" if isinstance(value, bool) else f"{key}={value}"
                  for key, value in values.items()]
         self.preference_file.write_text("\n".join(["[default]", *lines, ""]), encoding="utf-8")
 
     def write_remembered_help(self, file):
-        """Where the program finds its manual."""
+        """Writes the path of the manual as the program remembers it."""
         self.remembered_help_file.write_text(f"[default]\nstrHelpFileLocation={file}\n",
                                              encoding="utf-8")
 
     def preferences(self):
-        """What the preference file holds now: texts by their keys."""
+        """The present content of the preference file: texts by key."""
         parser = configparser.RawConfigParser(delimiters=("=",), strict=False)
         parser.optionxform = str
         parser.read(self.preference_file, encoding="utf-8")
         return dict(parser["default"]) if parser.has_section("default") else {}
 
     def deliver(self, subject, sender="Bob <bob@example.com>", text="text"):
-        """Puts a new message into the inbox, as a delivery agent does."""
+        """Delivers a new message to the inbox, as a delivery agent does."""
         name = f"{int(time.time())}.M{next(self._numbers)}P{os.getpid()}.example"
         message = f"From: {sender}\nTo: ann@example.org\nSubject: {subject}\n\n{text}\n"
         (self.maildir / "tmp" / name).write_text(message, encoding="utf-8")
         (self.maildir / "tmp" / name).rename(self.maildir / "new" / name)
 
     def forwards(self):
-        """The messages that wait in the outbox, the oldest first."""
+        """The waiting messages of the outbox, the oldest first."""
         outbox = self.state / "rbx" / "outbox" / "new"
         files = sorted(outbox.iterdir(), key=lambda file: file.stat().st_mtime_ns) \
             if outbox.is_dir() else []

@@ -15,11 +15,11 @@ from .widgets import Widget, Window
 
 _WINDOWS = ("alert", "dialog", "file chooser", "frame")
 
-# What the toolkit and its libraries say of a program that misuses them.
+# The warnings of the toolkit and its libraries about wrong use by the program.
 _COMPLAINT = re.compile(r"\S+-(?:CRITICAL|WARNING) \*\*: [0-9:.]+: (.*)")
-# What GTK says of itself whatever the program does: it walks past the top of its own tree when an
-# assistive tool picks an entry of a closed menu, and drops a relation that it has not yet made when
-# one asks for those of an option button.
+# Warnings that GTK causes itself: it walks past the root of its tree when an assistive tool picks
+# an entry of a closed menu, and removes a relation that does not exist yet when a tool asks for those of
+# an option button.
 _OF_ITSELF = (
     "gdk_window_get_window_type: assertion 'GDK_IS_WINDOW (window)' failed",
     "invalid cast from 'GtkToplevelAccessible' to 'GtkAccessible'",
@@ -29,7 +29,7 @@ _OF_ITSELF = (
 
 
 class Program:
-    """Runs from its making on. Its output goes to a file, so that it never waits for a reader."""
+    """Starts when it is created. Its output goes to a file, so that it never waits for a reader."""
 
     def __init__(self, desktop, command, home, environment, scale):
         self.desktop = desktop
@@ -48,18 +48,18 @@ class Program:
         )
 
     def windows(self):
-        """Every window that is on the screen now."""
+        """All windows that are on the screen now."""
         application = self.desktop.accessibility.application(self.process.pid)
         windows = [Window(self, each) for each in application.children()] if application else []
         return [each for each in windows if each.role in _WINDOWS and each.is_showing()]
 
-    def window(self, title, patience=None):
-        """Waits for the window of that title, or whose title begins with what stands before "...",
-        brings it to the front and gives it the keys."""
+    def window(self, title, timeout=None):
+        """Waits for the window with that title, or with that beginning if the title ends in "...",
+        then raises and focuses it."""
         found = wait_for(
             f"a window '{title}'",
             lambda: self._window(title),
-            **({"patience": patience} if patience else {}),
+            **({"timeout": timeout} if timeout else {}),
             otherwise=self.describe,
         )
         found.activate()
@@ -73,11 +73,11 @@ class Program:
             return False
 
     def wrap(self, accessible):
-        """What accessibility.Accessible names, as a control of this program."""
+        """The control of this program for an accessibility.Accessible."""
         return Widget(self, accessible)
 
     def describe(self):
-        """Every window with all that is in it, and what the program said: words for a failure."""
+        """A text for failures: all windows with their content, and the output of the program."""
         try:
             trees = [window.tree() for window in self.windows()]
         except GLib.Error as error:
@@ -87,11 +87,11 @@ class Program:
         return "\n".join([f"the program {state}; its output:", self.output(), *trees])
 
     def output(self):
-        """All that it has written so far."""
+        """The output so far."""
         return os.pread(self._output.fileno(), 1 << 20, 0).decode(errors="replace")
 
     def complaints(self):
-        """What the toolkit had to say of it so far, but for what it says of itself."""
+        """The warnings of the toolkit so far, except those caused by GTK itself."""
         return [line for line in self.output().splitlines()
                 if (found := _COMPLAINT.search(line)) and found[1] not in _OF_ITSELF]
 
@@ -99,22 +99,22 @@ class Program:
         return self.process.poll() is None
 
     def wait(self):
-        """Waits for its end and answers its exit status."""
+        """Waits for its end and returns the exit status."""
         wait_for("the end of the program", lambda: not self.running(), otherwise=self.describe)
         return self.process.returncode
 
     def leave(self):
-        """Ends it by its menu, as a user does, and answers its exit status."""
+        """Ends it by its menu, as a user does, and returns the exit status."""
         self.window("Relaybird v...").choose("File", "Exit")
         return self.wait()
 
     def terminate(self):
-        """Asks it to end, as a service manager or a log-out does."""
+        """Sends SIGTERM, as a service manager or a log-out does."""
         self.process.send_signal(signal.SIGTERM)
 
     @contextlib.contextmanager
     def held(self):
-        """Stands still for a block, as if it hung; what is done to it meanwhile waits for it."""
+        """Stops the process within a `with` block, as if it hung. Input waits meanwhile."""
         self.process.send_signal(signal.SIGSTOP)
         try:
             yield
@@ -130,12 +130,12 @@ class Program:
     def _window(self, title):
         if not self.running():
             raise TooLate("the program has ended")
-        # The newest is the one in front, where two have one title.
+        # If two windows have the same title, the newest one is in front.
         return next((w for w in reversed(self.windows()) if _is_titled(w, title)), None)
 
 
 class StartedProgram(Program):
-    """One that somebody else has started, by its process."""
+    """A program started by another process, found by its process id."""
 
     # pylint: disable-next=super-init-not-called
     def __init__(self, desktop, process, home):
@@ -153,7 +153,7 @@ class StartedProgram(Program):
 
 
 class _ForeignProcess:
-    """As much of a subprocess.Popen as can be had of a process that is no child."""
+    """The part of subprocess.Popen that is possible for a process that is not a child."""
 
     returncode = None
 
@@ -161,7 +161,7 @@ class _ForeignProcess:
         self.pid = pid
 
     def poll(self):
-        """None while it runs; what it ended with is not known."""
+        """None while it runs. The real exit status is unknown."""
         try:
             with open(f"/proc/{self.pid}/stat", encoding="ascii", errors="replace") as file:
                 return 0 if file.read().rpartition(")")[2].split()[0] == "Z" else None

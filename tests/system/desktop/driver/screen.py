@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""What is on the screen, in colours."""
+"""The colours of the pixels on the screen."""
 
 import mmap
 import struct
 
 
 class Screen:
-    """Reads the file in which Xvfb keeps its screen: X's format of window dumps, version 7."""
+    """Reads the file of Xvfb's frame buffer (X window dump, version 7)."""
 
     def __init__(self, path):
         with open(path, "rb") as file:

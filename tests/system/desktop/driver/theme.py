@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The theme that a desktop's settings ask for, and how well what it colours can be read."""
+"""The theme in a desktop's settings, and the contrast of text on the screen."""
 
 import collections
 import os
@@ -8,13 +8,13 @@ import subprocess
 
 from .waiting import wait_for
 
-# A theme may let its grounds run from one shade into another.
+# The background of a theme may be a gradient.
 _SAME_GROUND = 1.3
 
 
 class ThemeSetting:
-    """Tells all programs on a desktop which theme to take, from `with` to the end of its block, by
-    XSETTINGS as desktops do."""
+    """Sets the theme of all programs on a desktop by XSETTINGS, as desktops do, within a `with`
+    block."""
 
     def __init__(self, desktop, theme):
         self._desktop = desktop
@@ -35,17 +35,17 @@ class ThemeSetting:
         self._service.wait()
 
     def change(self, theme):
-        """While programs run."""
+        """Changes the theme while programs run."""
         self._write(theme)
-        wait_for("the settings to be served", self._hears)
+        wait_for("the settings to be served", self._handles_signal)
         self._service.send_signal(signal.SIGHUP)
 
     def _write(self, theme):
         with open(self._file, "w", encoding="ascii") as file:
             file.write(f'Net/ThemeName "{theme}"\n')
 
-    def _hears(self):
-        """Before it does, the signal would be its end."""
+    def _handles_signal(self):
+        """Whether xsettingsd handles SIGHUP; until then the signal would end it."""
         with open(f"/proc/{self._service.pid}/status", encoding="ascii") as file:
             caught = next(line for line in file if line.startswith("SigCgt:"))
         return int(caught.split()[1], 16) >> (signal.SIGHUP - 1) & 1
@@ -57,16 +57,16 @@ def ground(desktop, box):
 
 
 def contrast_of_text(desktop, box):
-    """Between the ground of a box and the letters on it, borders aside: WCAG 2.1's ratio; 1 where
-    there are none."""
+    """The contrast ratio (WCAG 2.1) of the background of a box and the text on it, without the
+    borders; 1 if there is no text."""
     left, top, width, height = box
     edge = 3
     counted = _counted(desktop, (left + edge, top + edge, width - 2 * edge, height - 2 * edge))
     below = counted.most_common(1)[0][0]
     shades = [(contrast(below, colour), number) for colour, number in counted.items()]
     shades = [(ratio, number) for ratio, number in shades if ratio > _SAME_GROUND]
-    # The edges of letters are of many shades, all of them nearer to the ground than the letters' own.
-    # What is rare is no letter: a caret.
+    # Anti-aliased edges have many shades, all closer to the background than the text colour.
+    # Rare colours are not text but, for example, a caret.
     frequent = max((number for _, number in shades), default=0) / 3
     return max((ratio for ratio, number in shades if number >= frequent), default=1)
 

@@ -1,27 +1,27 @@
 # SPDX-License-Identifier: MIT
-"""Waiting for what will be so, and no longer than that."""
+"""Polling for a condition, with a deadline."""
 
 import time
 
 from gi.repository import GLib
 
-# Far more than anything takes on an idle machine: a loaded one with sanitizers is slow.
-PATIENCE = 30
-# Between two looks.
+# Far more than needed on an idle machine; a loaded one with sanitizers is slow.
+TIMEOUT = 30
+# The interval of polling.
 PAUSE = 0.01
 
 
 class TooLate(AssertionError):
-    """What was waited for did not come."""
+    """The condition was not met in time."""
 
 
-def wait_for(what, look, patience=PATIENCE, otherwise=None):
-    """Looks until look() gives something true, and answers that.
+def wait_for(what, look, timeout=TIMEOUT, otherwise=None):
+    """Calls look() until it returns a true value, and returns that value.
 
-    What look() raises because a window has gone or a program is busy counts as not yet. `otherwise`
-    is asked for words about what is there instead when it is too late.
+    Errors of look() because a window is gone or a program is busy count as false. `otherwise`
+    returns a description of the present state for the message of the failure.
     """
-    deadline = time.monotonic() + patience
+    deadline = time.monotonic() + timeout
     problem = None
     while True:
         try:
@@ -32,16 +32,16 @@ def wait_for(what, look, patience=PATIENCE, otherwise=None):
         except (GLib.Error, TooLate) as error:
             problem = error
         if time.monotonic() > deadline:
-            words = f"waited {patience} s in vain for {what}"
+            words = f"waited {timeout} s in vain for {what}"
             words += f" ({problem})" if problem else ""
             words += f"; instead:\n{otherwise()}" if otherwise else ""
             raise TooLate(words)
-        _answer_calls()
+        _handle_calls()
         time.sleep(PAUSE)
 
 
-def _answer_calls():
-    """Lets what this process itself offers on a bus answer the program."""
+def _handle_calls():
+    """Handles calls to the bus services of this process."""
     context = GLib.MainContext.default()
     while context.iteration(False):
         pass

@@ -10,7 +10,7 @@ from .waiting import TooLate, wait_for
 
 
 class Widget:
-    """A control. Two of them are equal when they stand for the same one of the program."""
+    """A control. Two objects are equal if they refer to the same control of the program."""
 
     def __init__(self, program, accessible):
         self.program = program
@@ -26,7 +26,7 @@ class Widget:
     def __repr__(self):
         return f"{self.role} '{self.name}'"
 
-    # What it is.
+    # Properties.
 
     @property
     def name(self):
@@ -42,18 +42,18 @@ class Widget:
 
     @property
     def labels(self):
-        """What on the screen gives it its name."""
+        """The controls that label this one."""
         return [Widget(self.program, each)
                 for each in self.accessible.related(Relation.LABELLED_BY)]
 
     @property
     def labelled(self):
-        """What it gives a name to."""
+        """The controls that this one labels."""
         return [Widget(self.program, each) for each in self.accessible.related(Relation.LABEL_FOR)]
 
     @property
     def text(self):
-        """What stands in a field or a label."""
+        """The text of a field or a label."""
         return self.accessible.text() if "Text" in self.accessible.interfaces() else ""
 
     @property
@@ -63,27 +63,27 @@ class Widget:
 
     @property
     def value(self):
-        """How far a gauge has come, from 0 to 1."""
+        """The value of a gauge, from 0 to 1."""
         return self.accessible.value()
 
     def has(self, state):
-        """Whether it has a state of accessibility.State: "checked", "focused", "showing"."""
+        """Whether it has that state of accessibility.State: "checked", "focused", "showing"."""
         return State[state.upper()] in self.accessible.states()
 
     def is_showing(self):
         return {State.SHOWING, State.VISIBLE} <= self.accessible.states()
 
     def actions(self):
-        """The names of what it offers to do, and the keys for that in GTK's notation."""
+        """The names of its actions, with their keys in GTK's notation."""
         return self.accessible.actions() if "Action" in self.accessible.interfaces() else []
 
-    # What is in it.
+    # Descendants.
 
     def children(self):
         return [Widget(self.program, each) for each in self.accessible.children()]
 
     def walk(self, hidden=False):
-        """Itself and all that is in it, in the tree's order; what is not shown when asked for."""
+        """Itself and its descendants in the order of the tree; invisible ones only if `hidden`."""
         yield self
         for child in self.children():
             if hidden or child.is_showing():
@@ -94,7 +94,7 @@ class Widget:
                 if (name is None or each.name == name) and (role is None or each.role == role)]
 
     def find(self, name=None, role=None, hidden=False):
-        """Waits for the first one of that accessible name or role."""
+        """Waits for the first descendant with that accessible name and role."""
         return wait_for(
             f"a {role or 'control'} '{name or ''}' in {self}",
             lambda: next(iter(self.find_all(name, role, hidden)), None),
@@ -102,19 +102,19 @@ class Widget:
         )
 
     def tree(self, depth=0):
-        """All of it in lines of text."""
+        """The whole tree as lines of text."""
         states = " ".join(s for s in ("focused", "checked", "selected") if self.has(s))
         line = f"{'  ' * depth}{self!r} {self.text!r} {self.extents} {states}".rstrip()
         return "\n".join([line, *(c.tree(depth + 1) for c in self.children() if c.is_showing())])
 
-    # What is done to it.
+    # Input.
 
     def click(self, button=1):
-        """Clicks into its middle."""
+        """Clicks at its centre."""
         self.desktop.click(self.point(), button)
 
     def point(self):
-        """Its middle, in the screen's pixels, once it stands still there."""
+        """Its centre in the screen's pixels, as soon as it no longer moves."""
         seen = []
 
         def still():
@@ -127,17 +127,17 @@ class Widget:
         return (left + width // 2) * scale, (top + height // 2) * scale
 
     def press(self, action=None):
-        """Does what it offers to assistive tools: its first action, or the one of that name."""
+        """Runs an action that it offers to assistive tools: the first one, or the one of that name."""
         names = [name for name, _ in self.actions()]
         self.accessible.act(names.index(action) if action else 0)
 
     def focus(self):
-        """Gives it the keys by a click."""
+        """Focuses it by a click."""
         self.click()
         self.wait_for_state("focused")
 
     def enter(self, text):
-        """Replaces what stands in a field by typing."""
+        """Replaces the text of a field by typing."""
         self.focus()
         self.desktop.keys("ctrl+a")
         if text:
@@ -159,15 +159,15 @@ class Window(Widget):
     """A window on the screen."""
 
     def window_id(self):
-        """The X window of this title, for the tools that want one. Another program may have a window
-        of the same title."""
+        """The id of its X window, for tools that need one. Searches the windows of this program only,
+        since another one may have a window with the same title."""
         ids = self.desktop.xdotool("search", "--all", "--onlyvisible",
                                    "--pid", self.program.process.pid,
                                    "--name", "^" + re.escape(self.name) + "$").split()
         return ids[-1] if ids else None
 
     def activate(self):
-        """Brings it to the front, with the keys going there."""
+        """Raises and focuses it."""
         wait_for(f"{self} to be in front", self._activate, otherwise=self.program.describe)
 
     def _activate(self):
@@ -178,27 +178,27 @@ class Window(Widget):
         return self.has("active")
 
     def focused(self):
-        """The control that has the keys, if one in this window has."""
+        """The focused control of this window, or None."""
         return next((each for each in self.walk() if each.has("focused")), None)
 
     def menu_entry(self, menu, entry):
-        """An entry of the menu bar, also while its menu is closed."""
+        """An entry of the menu bar, even while its menu is closed."""
         return self.find(menu, "menu").find(entry, "menu item", hidden=True)
 
     def choose(self, menu, entry):
-        """Picks an entry of the menu bar, by the action that the entry offers."""
+        """Picks an entry of the menu bar by the entry's accessible action."""
         self.menu_entry(menu, entry).press()
 
     def close(self):
-        """Closes it by the window manager's keys, which it may not have heard the first time: a
-        window is there a little before the window manager has given it the keys."""
+        """Closes it by the window manager's keys. The keys may have to be pressed again: a window is
+        shown shortly before the window manager focuses it."""
         wait_for("the window to be closed", self._close, otherwise=self.program.describe)
 
     def _close(self):
         if not self._is_gone() and self._activate():
             self.desktop.keys("alt+F4")
         try:
-            wait_for("the window to go", self._is_gone, patience=5)
+            wait_for("the window to go", self._is_gone, timeout=5)
         except TooLate:
             return False
         return True

@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the desktop offers in the program's own menu: actions over the bus, while it runs and while it
-does not."""
+"""The actions of the desktop entry, activated over the bus while the program runs, and to start it."""
 
 import pathlib
 import re
@@ -18,7 +17,7 @@ WINDOWS = {"view-log": "Activity Log", "test": "Test Explanation:", "settings": 
 
 class ActionsCase(DesktopCase):
     def ask(self, method, *arguments):
-        """Calls the program by its name, as the desktop does (org.freedesktop.Application)."""
+        """Calls the program by its bus name, as a desktop does (org.freedesktop.Application)."""
         signature = {"Activate": "(a{sv})", "ActivateAction": "(sava{sv})"}[method]
         self.desktop.bus.call_sync(
             NAME, "/" + NAME.replace(".", "/"), "org.freedesktop.Application", method,
@@ -59,7 +58,7 @@ class WhileItRuns(ActionsCase):
             self.act(action)
         box.find("No", "push button").click()
         box.wait_gone()
-        # Whatever was asked for before is dealt with before this is answered.
+        # Calls are handled in order: when this one is answered, the earlier ones have been handled.
         self.ask("Activate", {})
         for title in WINDOWS.values():
             self.assertFalse(self.program.has_window(title), title)
@@ -93,7 +92,7 @@ class WhileItDoesNotRun(ActionsCase):
         self.desktop.offer_service(NAME, self.program_file, self.home)
 
     def started(self):
-        """The program that the bus has started."""
+        """Waits for the program that the bus starts, and returns it."""
         process = self.wait_until("the program to have its name",
                                   lambda: self.desktop.process_of(NAME))
         self.program = StartedProgram(self.desktop, process, self.home)
@@ -104,7 +103,7 @@ class WhileItDoesNotRun(ActionsCase):
         self.program.window(MAIN).choose("File", "Exit")
         self.wait_until("its end", lambda: not self.program.running())
 
-    def test_the_start_comes_first_and_then_what_was_asked_for(self):
+    def test_the_program_starts_and_then_runs_the_action(self):
         for action, window in WINDOWS.items():
             self.act(action)
             self.started().window(window)

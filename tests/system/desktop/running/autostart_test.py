@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The mark in the menu that lets the program start with the desktop."""
+"""The menu entry that makes the program start with the desktop."""
 
 import os
 
@@ -17,7 +17,7 @@ class Autostart(DesktopCase):
         return main.find("File", "menu").find("Start with the desktop", "check menu item",
                                               hidden=True)
 
-    def test_the_mark_in_the_file_menu_writes_and_removes_the_entry(self):
+    def test_the_check_mark_in_the_file_menu_writes_and_removes_the_entry(self):
         main = self.start()
         self.assertFalse(self.mark(main).has("checked"))
         self.mark(main).press()

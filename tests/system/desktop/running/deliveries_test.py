@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""The command that takes forwards off the machine, and what becomes of the program meanwhile."""
+"""The program while the delivery command hangs."""
 
 import desktop_case
 from delivery_case import RefusedForwards
 
 
 class HungDelivery(RefusedForwards):
-    """The command that takes forwards off the machine hangs."""
+    """The delivery command does not return."""
 
     def test_the_window_answers_and_the_program_ends_at_once(self):
         for subject in ("First", "Second"):

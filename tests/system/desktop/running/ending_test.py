@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The program's end, whoever asks for it, and what its process was given at its start."""
+"""The end of the program by the user, by signals and without a bus; its standard streams."""
 
 import os
 import pathlib
@@ -49,10 +49,10 @@ class Ending(DesktopCase):
 
 
 class EndingInABox(DesktopCase):
-    """An answer and a termination that reach the program together."""
+    """A box is answered and SIGTERM arrives at the same time."""
 
     def terminate_at(self, box, button):
-        """Both the click and the termination wait for the program."""
+        """Stops the program, so that the click and the signal arrive together."""
         point = box.find(button, "push button").point()
         with self.program.held():
             self.desktop.click(point)
@@ -70,7 +70,7 @@ class EndingInABox(DesktopCase):
         box.find(role="text").enter("ann")
         self.terminate_at(box, "OK")
 
-    def test_a_box_over_the_settings_goes_with_them(self):
+    def test_a_box_over_the_settings_closes_with_them(self):
         self.start(mdblFwdToFrequency=7)
         settings = self.open_settings("General")
         settings.find("How often to forward mail (minutes):", "text").enter("0")
@@ -82,7 +82,7 @@ class EndingInABox(DesktopCase):
 
 
 class WithoutBus(DesktopCase):
-    """Of a desktop without its session's bus nothing can be read any more: the keys go on."""
+    """Without the session bus there is no accessibility tree; keys and xdotool still work."""
 
     def has_settings(self):
         return self.desktop.xdotool("search", "--onlyvisible", "--name", "^Settings$").strip()
@@ -99,7 +99,7 @@ class WithoutBus(DesktopCase):
 
 
 class StandardStreams(DesktopCase):
-    def test_where_they_are_closed_nothing_takes_their_places(self):
+    def test_closed_streams_are_replaced_by_the_null_device(self):
         self.home.deliver("Dinner at eight")
         self.home.write_preferences(mstrFwdToAddress_num=1, mstrFwdToAddress_1=ADDRESS,
                                     mbolFwdUponStart=True)

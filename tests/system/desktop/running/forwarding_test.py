@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Forwarding is switched on and off, tested once, and broken off in the midst of it."""
+"""Forwarding: switching on and off, the test cycle, and stopping during a pass."""
 
 import re
 
@@ -11,7 +11,7 @@ COMPLETED = "Completed check of inbox"
 
 
 class SwitchingOn(DesktopCase):
-    def test_a_confirmed_start_forwards_what_the_inbox_holds(self):
+    def test_a_confirmed_start_forwards_the_unread_messages(self):
         self.home.deliver("Dinner at eight")
         main = self.start(mbolFwdUponStart=True)
         main.find("Start Forwarding Email", "push button").click()
@@ -26,12 +26,12 @@ class SwitchingOn(DesktopCase):
 
     def test_the_window_answers_while_a_check_pauses(self):
         main = self.start(mbolFwdUponStart=True)
-        # A machine that is busy may be late for a pause or two.
+        # On a busy machine the click may come after the pause, so there are five tries.
         self.assertTrue(any(self.opens_log_in_pause(main) for _ in range(5)))
         self.leave()
 
     def opens_log_in_pause(self, main):
-        """Has a check run, and says whether the log could be opened before it had ended."""
+        """Runs a check, and returns whether the log opened during its pause."""
         self.home.deliver("Dinner at eight")
         view_log = main.find("View Log ", "push button")
         progress = main.find("Progress", hidden=True)
@@ -48,7 +48,7 @@ class SwitchingOn(DesktopCase):
         main.find("Automation Status:", "text").wait_for_text("Stopped")
         return in_pause
 
-    def test_what_may_ask_comes_when_the_check_has_ended_and_does_not_hold_it_up(self):
+    def test_input_that_may_open_a_box_waits_for_the_end_of_the_check(self):
         self.home.deliver("Dinner at eight")
         main = self.start(mbolFwdUponStart=True)
         tray = main.find("Minimize to System Tray", "push button")
@@ -88,7 +88,7 @@ class SwitchingOn(DesktopCase):
         self.assertEqual("--", main.find("Minutes to Next Check:", "text").text)
         self.assertFalse(main.find("Stop Forwarding Email").has("sensitive"))
 
-    def test_an_address_is_asked_for_until_it_is_one(self):
+    def test_an_address_is_asked_for_until_it_is_valid(self):
         main = self.start(mstrFwdToAddress_num=0)
         main.choose("File", "Start")
         box = self.program.window("Invalid Email Address")
@@ -123,7 +123,7 @@ class TestCycle(DesktopCase):
         self.assertEqual("Stopped", main.find("Automation Status:", "text").text)
         self.wait_until("the button again", lambda: main.find("Test (Forward Once)").has("sensitive"))
 
-    def test_it_can_be_called_off(self):
+    def test_it_can_be_cancelled(self):
         self.home.deliver("Not yet")
         main = self.start()
         main.find("Test (Forward Once)").click()
@@ -134,7 +134,7 @@ class TestCycle(DesktopCase):
 
 
 class LongPass(DesktopCase):
-    """Enough messages that the pass still runs when the test has looked at it."""
+    """So many messages that the pass still runs while the test examines it."""
 
     MESSAGES = 1500
 
@@ -144,7 +144,7 @@ class LongPass(DesktopCase):
         return self.start(mbolFwdUponStart=True, mlngMaxToForward=2 * self.MESSAGES)
 
     def start_pass(self):
-        """Answers in the midst of a pass."""
+        """Starts a pass, and returns while it runs."""
         main = self.start_full()
         self.exit = main.find("Exit", "push button").point()
         self.stop = main.find("Stop Forwarding Email").point()
@@ -192,7 +192,7 @@ class EndingInAPass(LongPass):
 
 class Progress(LongPass):
     def item(self):
-        """Which item the status line says is being checked."""
+        """The number of the current item in the status line."""
         words = self.action.name
         found = re.fullmatch(r"Checking unread item (\d+) of (\d+)", words)
         self.assertTrue(found, words)
@@ -200,15 +200,15 @@ class Progress(LongPass):
         return int(found[1])
 
     def checked(self):
-        """How many items the gauge shows as done."""
+        """The number of completed items that the gauge shows."""
         return round(self.gauge.value * self.MESSAGES)
 
-    def test_the_gauge_and_the_status_line_go_along(self):
+    def test_the_gauge_and_the_status_line_advance(self):
         self.start_pass()
         begun = self.wait_until("the gauge to leave its beginning", self.checked)
         self.assertTrue(self.gauge.is_showing())
         self.wait_until("the gauge to go on", lambda: self.checked() > begun)
-        # Both count the same, the gauge the items that are done already.
+        # The status line counts the current item, the gauge the completed ones.
         before, done, after = self.item(), self.checked(), self.item()
         self.assertIn(done, range(before - 1, after))
         self.wait_until("the status line to go on", lambda: self.item() > after)

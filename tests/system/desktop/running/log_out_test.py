@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The end of the session, as the desktops' session managers and the system tell it."""
+"""The end of the session, announced by a session manager or by signals."""
 
 from gi.repository import GLib
 
@@ -9,11 +9,11 @@ from driver.bus_service import BusService
 
 APPLICATION = "org.relaybird.Relaybird"
 
-# What follows on the name of a manager's client.
+# The names of the clients, below the path of the manager.
 OURS, OTHERS = "Client1", "Client0"
 
 
-# Names on the bus, of the manager's interface and of its clients'. MATE and Cinnamon have GNOME's.
+# The bus name, the interface of the manager, and that of its clients. MATE and Cinnamon use GNOME's.
 MANAGERS = (("org.gnome.SessionManager", "org.gnome.SessionManager",
              "org.gnome.SessionManager.ClientPrivate"),
             ("org.xfce.SessionManager", "org.xfce.Session.Manager", "org.xfce.Session.Client"))
@@ -47,14 +47,14 @@ class SessionManager(BusService):
         return any(name == APPLICATION for name, _ in self.called("RegisterClient"))
 
     def _register(self, arguments):
-        """Others on the bus register too: each is told of the log-out under a path of its own."""
+        """Gives other clients on the bus another path: signals are for the program only."""
         ours = arguments[0] == APPLICATION
         return GLib.Variant("(o)", (self._client_path if ours else self._path + "/Client0",))
 
 
 class LogOut(DesktopCase):
     def with_each_manager(self, check, **preferences):
-        """Runs check(manager, main window) on the desktops of each, with the program started."""
+        """Runs check(manager, main window) with each session manager and a started program."""
         for names in MANAGERS:
             with self.subTest(names[0]), SessionManager(self.desktop, *names) as manager:
                 main = self.start(**preferences)
@@ -68,7 +68,7 @@ class LogOut(DesktopCase):
         self.assertEqual(0, self.program.wait(), self.program.output())
 
     def assert_responses(self, manager, count):
-        """What the program said last may still be on its way when it has ended."""
+        """Waits, since the last response may arrive after the program has ended."""
         self.wait_until("the responses", lambda: len(manager.responses()) >= count)
         self.assertEqual([(True, "")] * count, manager.responses())
 
@@ -94,7 +94,7 @@ class LogOut(DesktopCase):
 
         self.with_each_manager(check)
 
-    def test_a_log_out_that_is_called_off_leaves_it_running(self):
+    def test_a_cancelled_log_out_leaves_it_running(self):
         def check(manager, main):
             self.wait_running(main)
             manager.say("QueryEndSession")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the program tells by notifications, and when it does not."""
+"""The notifications of the program, and when they are not shown."""
 
 from gi.repository import GLib
 
@@ -12,12 +12,12 @@ APPLICATION = "org.relaybird.Relaybird"
 
 class Notifications(RefusedForwards):
     def click_on_it(self, service, main):
-        """A click on the notification brings the window back."""
+        """Clicks the notification, which shows the window."""
         service.emit(NOTIFICATIONS_PATH, "org.freedesktop.Notifications", "ActionInvoked",
                      GLib.Variant("(us)", (7, "default")))
         wait_for("the window to be back", lambda: main.has("active"))
 
-    def test_a_hidden_window_tells_once_of_messages_that_are_refused(self):
+    def test_a_hidden_window_notifies_once_of_refused_messages(self):
         for subject in ("First", "Second"):
             self.home.deliver(subject)
         with self.service() as service:
@@ -34,7 +34,7 @@ class Notifications(RefusedForwards):
             self.assertEqual(1, len(service.called("Notify")))
             self.leave()
 
-    def test_a_hidden_window_tells_that_no_more_is_forwarded(self):
+    def test_a_hidden_window_notifies_of_the_end_of_forwarding(self):
         for subject in ("First", "Second"):
             self.home.deliver(subject)
         with self.service() as service:
@@ -62,13 +62,13 @@ class Notifications(RefusedForwards):
             wait_for("the window to be left", lambda: not main.has("active"))
             (self.home.folder / "now").touch()
             self.wait_until("a notification", lambda: service.called("Notify"))
-            service.wait_until_heard(APPLICATION)
+            service.wait_until_handled(APPLICATION)
             self.program.terminate()
             self.assertEqual(0, self.program.wait(), self.program.output())
             self.wait_until("it to be taken back", lambda: service.called("CloseNotification"))
             self.assertEqual([(7,)], service.called("CloseNotification"))
 
-    def test_a_window_that_is_looked_at_tells_it_itself(self):
+    def test_an_active_window_shows_it_without_a_notification(self):
         for subject in ("First", "Second"):
             self.home.deliver(subject)
         with self.service() as service:

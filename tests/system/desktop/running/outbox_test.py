@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the window tells of mail that has not left this computer, and what its user can do about it."""
+"""What the main window shows about undelivered mail, and the commands for it."""
 
 import desktop_case
 from desktop_case import DesktopCase
@@ -7,7 +7,7 @@ from desktop_case import DesktopCase
 ENTRIES = ("Try Again Now", "Open Folder of Waiting Messages", "Open Folder of Refused Messages")
 NO_COMMAND = "No delivery command is set: forwards wait in the outbox "
 KEPT = "1 message was refused for now and kept for a later try."
-# sysexits.h: another try may do better, and no try will.
+# EX_TEMPFAIL, a temporary failure, and EX_NOUSER, a permanent one (sysexits.h).
 LATER, NEVER = 75, 67
 
 
@@ -18,7 +18,7 @@ class Outbox(DesktopCase):
         self.opened = self.home.folder / "opened"
 
     def offer_file_manager(self):
-        """Makes one the user's own that writes down what it is to open."""
+        """Installs a file manager for the user that records what it is asked to open."""
         manager = self.home.folder / "manager"
         manager.write_text(f'#!/bin/sh\necho "$1" >> "{self.opened}"\n', encoding="utf-8")
         manager.chmod(0o755)
@@ -31,7 +31,7 @@ class Outbox(DesktopCase):
             "[Default Applications]\ninode/directory=manager.desktop\n", encoding="utf-8")
 
     def deliver_by(self, status):
-        """Has deliveries end with that status, from now on."""
+        """Makes deliveries end with that status from now on."""
         script = self.home.folder / "sendmail"
         replacement = self.home.folder / "sendmail.new"
         replacement.write_text(f"#!/bin/sh\ncat >/dev/null\nexit {status}\n", encoding="utf-8")
@@ -47,7 +47,7 @@ class Outbox(DesktopCase):
         return self.start_again()
 
     def forward(self, main):
-        """One message, by a start."""
+        """Forwards one message by switching forwarding on."""
         self.home.deliver("Dinner at eight")
         main.choose("File", "Start")
         self.answer("Please Confirm:", "Yes")
@@ -60,7 +60,7 @@ class Outbox(DesktopCase):
         self.wait_until(f"the word '{words}'", lambda: words in self.labels(main))
 
     def log_lines(self):
-        """Where they are not seen they are copied."""
+        """The text of the log, by way of the clipboard."""
         log = self.open_log()
         self.desktop.clear_clipboard()
         log.find("Copy to Clipboard", "push button").click()
@@ -88,12 +88,12 @@ class Outbox(DesktopCase):
             main.choose("Outbox", entry)
             self.wait_until_opened(self.outbox / folder)
 
-    def test_a_folder_that_is_not_there_yet_is_told(self):
+    def test_a_missing_folder_is_reported(self):
         main = self.start()
         main.choose("Outbox", ENTRIES[2])
         self.assertIn(f"Could not open the folder {self.outbox}/failed: ", self.answer("Error", "OK"))
 
-    def test_try_again_takes_off_what_was_kept(self):
+    def test_try_again_delivers_the_waiting_messages(self):
         main = self.start_with_command(LATER)
         self.assertNotIn(KEPT, self.labels(main))
         self.forward(main)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A start while the program runs already, with the same mailbox or with another one."""
+"""A start while the program is already running, with the same mailbox or another one."""
 
 import fcntl
 import os
@@ -11,12 +11,12 @@ from driver import Home, wait_for
 
 class SecondStart(DesktopCase):
     def second(self):
-        """Starts the program once more: it has to hand over and end."""
+        """Starts the program again and expects it to activate the first one and end."""
         other = self.run_program()
         self.assertEqual(0, other.wait(), other.output())
 
     def refusal(self, other):
-        """What the box of a program says that cannot start, which then ends."""
+        """Answers the box of a program that cannot start, waits for its end, and returns the text."""
         box = other.window("Relaybird")
         words = " ".join(label.name for label in box.find_all(role="label"))
         box.find("OK", "push button").click()
@@ -24,7 +24,7 @@ class SecondStart(DesktopCase):
         return " ".join(words.split())
 
     def other_in_front(self):
-        """A program of the same kind with a mailbox of its own, which does not have the name."""
+        """Starts an instance with another mailbox, which does not own the bus name."""
         other = self.desktop.run([self.program_file], Home(self.desktop.new_folder()))
         other.window(MAIN)
         return other
@@ -50,8 +50,8 @@ class SecondStart(DesktopCase):
         self.start()
         with self.program.held():
             other = self.desktop.run([self.program_file], Home(self.desktop.new_folder()))
-            # The bus waits for 25 s.
-            other.window(MAIN, patience=20)
+            # Less than the timeout of D-Bus calls, which is 25 s.
+            other.window(MAIN, timeout=20)
             other.terminate()
             self.assertEqual(0, other.wait())
         self.leave()
@@ -90,14 +90,14 @@ class SecondStart(DesktopCase):
         wait_for("the window to be in front", lambda: main.has("active"))
         self.leave()
 
-    def test_it_says_so_where_the_first_one_does_not_answer(self):
+    def test_it_reports_a_first_instance_that_does_not_answer(self):
         self.start()
         with self.program.held():
             words = self.refusal(self.run_program())
         self.assertIn("It does not answer just now.", words)
         self.leave()
 
-    def test_it_says_so_where_nobody_can_be_found(self):
+    def test_it_reports_a_holder_that_cannot_be_found(self):
         self.start()
         other = self.run_program({"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent"})
         self.assertIn("is in use by relaybird", self.refusal(other))
@@ -105,36 +105,36 @@ class SecondStart(DesktopCase):
 
 
 class EndOfTheFirst(DesktopCase):
-    """The first one is ending, or has ended."""
+    """The first instance is ending or has ended."""
 
     def lock_folder(self):
         (folder,) = (self.home.state / "rbx" / "locks").iterdir()
         return folder.resolve()
 
-    def looks_at(self, program, folder):
-        """Whether a program has that folder open, as it has while it waits for its lock."""
+    def has_open(self, program, folder):
+        """Whether a program has that folder open, as it does while it waits for the lock."""
         opened = f"/proc/{program.process.pid}/fd"
         try:
             return any(os.readlink(os.path.join(opened, each)) == str(folder)
                        for each in os.listdir(opened))
         except OSError:
-            return False  # Closed meanwhile.
+            return False  # Closed in the meantime.
 
     def test_a_second_start_takes_over_from_one_that_is_just_ending(self):
         self.start()
         self.leave()
-        # As one that has given up its name already, and has the mailbox still.
+        # Like an instance that has released its bus name but still holds the mailbox.
         ending = os.open(self.lock_folder(), os.O_RDONLY | os.O_DIRECTORY)
         self.addCleanup(os.close, ending)
         fcntl.flock(ending, fcntl.LOCK_EX)
         self.program = self.run_program()
         self.wait_until("it to look for the mailbox",
-                        lambda: self.looks_at(self.program, self.lock_folder()))
+                        lambda: self.has_open(self.program, self.lock_folder()))
         fcntl.flock(ending, fcntl.LOCK_UN)
         self.program.window(MAIN)
         self.leave()
 
-    def test_the_next_one_with_another_mailbox_is_the_one_to_be_raised(self):
+    def test_the_next_instance_with_another_mailbox_is_raised(self):
         self.start()
         self.leave()
         self.home = Home(self.desktop.new_folder())

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What shows the icon goes while the window is hidden behind it."""
+"""The panel goes away while the window is hidden behind its icon."""
 
 import subprocess
 import sys
@@ -15,7 +15,7 @@ from tray_case import TITLE, TrayCase
 LOST = ("--> The System Tray has gone away, so Relaybird is back as a minimized window.  It "
         "continues operating.")
 
-# Seconds. A panel that starts anew takes less, and less than what is measured is the program's.
+# In seconds. A panel that restarts takes less. The slack allows for the time before the measurement.
 ABSENCE = 10
 SLACK = 1
 
@@ -23,8 +23,7 @@ SCREEN_LOCK = """<node><interface name="org.gnome.ScreenSaver">
   <method name="GetActive"><arg type="b" direction="out"/></method>
 </interface></node>"""
 
-# The tray of a desktop from before there was a watcher: a process that owns a selection of the
-# screen.
+# An XEmbed tray: a process that owns a certain selection of the screen.
 OLD_TRAY = """
 import gi
 gi.require_version("Gdk", "3.0")
@@ -42,14 +41,14 @@ Gtk.main()
 
 class TrayLossCase(TrayCase):
     def hide(self, main):
-        """Moves the program into the tray, and answers the window that is hidden."""
+        """Moves the program into the tray, and returns the hidden window."""
         window = main.window_id()
         self.to_tray(main)
         self.assertTrue(self.is_hidden(window))
         return window
 
     def assert_back_after(self, window, gone):
-        """The window comes back by itself, and not before the area has been away long enough."""
+        """Expects the window to come back, and not before the panel was away for the whole time."""
         self.wait_until("the window to be back", lambda: self.is_minimised(window))
         self.assertGreater(time.monotonic() - gone, ABSENCE - SLACK)
 
@@ -86,7 +85,7 @@ class Loss(TrayLossCase):
         self.program.window(MAIN)
         self.leave()
 
-    def test_a_watcher_whose_host_has_gone_shows_nothing_either(self):
+    def test_a_watcher_that_loses_its_host_brings_the_window_back(self):
         window = self.hide(self.start())
         lock = self.lock_screen(False)
         gone = time.monotonic()
@@ -94,14 +93,14 @@ class Loss(TrayLossCase):
         self.assert_back_after(window, gone)
         self.assertTrue(lock.called("GetActive"))
 
-    def test_a_watcher_that_hangs_shows_nothing_either(self):
+    def test_a_watcher_that_hangs_brings_the_window_back(self):
         window = self.hide(self.start())
         gone = time.monotonic()
         self.watcher.silent = True
         self.watcher.lose_host()
         self.assert_back_after(window, gone)
 
-    def test_a_panel_that_starts_anew_takes_the_icon_over(self):
+    def test_a_restarted_panel_takes_the_icon_over(self):
         window = self.hide(self.start())
         self.panel.close()
         self.new_watcher()
@@ -112,13 +111,13 @@ class Loss(TrayLossCase):
         self.leave()
 
     def lock_screen(self, locked):
-        """Something that tells whether the screen is locked."""
+        """A fake screen saver that says whether the screen is locked."""
         lock = BusService(self.desktop, "org.gnome.ScreenSaver",
                           {"/org/gnome/ScreenSaver": SCREEN_LOCK},
                           {"GetActive": GLib.Variant("(b)", (locked,))})
         return self.panel.enter_context(lock)
 
-    def test_while_nobody_shows_icons_it_is_asked_whether_the_screen_is_locked(self):
+    def test_a_locked_screen_keeps_the_window_hidden(self):
         window = self.hide(self.start())
         lock = self.lock_screen(True)
         self.watcher.lose_host()
@@ -131,7 +130,7 @@ class Loss(TrayLossCase):
 
 
 class OldTray(TrayLossCase):
-    """The screen's own tray, where there is no watcher."""
+    """The XEmbed tray of the screen, without a watcher."""
 
     def setUp(self):
         super().setUp()

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The icon in the notification area, as the desktop's own panel would find it on the session bus,
-and a desktop that has none."""
+"""The icon in the notification area, as a panel finds it on the session bus, and desktops without
+a notification area."""
 
 import pathlib
 import subprocess
@@ -67,12 +67,12 @@ class WithATray(TrayCase):
         self.assertEqual("Active", self.watcher.item_property(item, "Status"))
 
     def warning(self, main):
-        """What the window says of checks that fail; None where the last one succeeded."""
+        """The window's label about failed checks, or None if the last one succeeded."""
         return next((label for label in main.find_all(role="label")
                      if label.name.startswith("Last check failed. None has succeeded since ")),
                     None)
 
-    def test_it_tells_whether_forwarding_is_on(self):
+    def test_its_icon_shows_whether_forwarding_is_on(self):
         main = self.start()
         item = self.to_tray(main)
         self.assertEqual("Relaybird (Automation Status: Not Running)",
@@ -91,7 +91,7 @@ class WithATray(TrayCase):
         running = self.icon_file(item).read_bytes()
         self.assertTrue(running.startswith(b"\x89PNG") and stopped.startswith(b"\x89PNG"))
         self.assertNotEqual(running, stopped)
-        # What a panel takes that gives its icons one colour.
+        # The picture for panels that recolour icons.
         drawing = self.icon_file(item).with_suffix("")
         symbolic = drawing.with_name(drawing.name + "-symbolic.svg").read_text(encoding="utf-8")
         self.assertIn("<svg", symbolic)
@@ -104,7 +104,7 @@ class WithATray(TrayCase):
             main.activate()
         self.assertEqual([], self.watcher.items)
 
-    def test_it_goes_on_forwarding_and_a_second_start_brings_it_back(self):
+    def test_it_continues_forwarding_and_a_second_start_brings_it_back(self):
         main = self.start(mbolTurnOnFwdOnStartup=True)
         main.find("Automation Status:", "text").wait_for_text("Running")
         self.to_tray(main)
@@ -126,7 +126,7 @@ class WithATray(TrayCase):
 
 
 class WithoutItsPictures(TrayCase):
-    """Where their folder should be is a file."""
+    """A file is in the place of the folder for the pictures."""
 
     def setUp(self):
         super().setUp()
@@ -134,7 +134,7 @@ class WithoutItsPictures(TrayCase):
         blocked = self.home.state / "rbx" / "icons"
         blocked.parent.mkdir(parents=True)
         blocked.write_text("in the way", encoding="ascii")
-        # Nor is the program installed on this machine.
+        # An installation of the program on this machine must not count.
         self.nothing_installed = {"XDG_DATA_DIRS": str(self.home.folder / "nothing")}
 
     def test_the_installed_program_icon_stands_in(self):
@@ -152,7 +152,7 @@ class WithoutItsPictures(TrayCase):
         self.program.window(MAIN)
         self.leave()
 
-    def test_an_icon_without_any_picture_is_none(self):
+    def test_an_icon_without_any_picture_does_not_count(self):
         self.assert_no_tray(self.start(self.nothing_installed))
         self.assertEqual([], self.watcher.items)
 
@@ -163,17 +163,17 @@ class WithoutATray(TrayCase):
         self.bring_back()
         self.leave()
 
-    def test_a_watcher_with_nobody_who_shows_icons_is_none(self):
+    def test_a_watcher_without_a_host_does_not_count(self):
         self.new_watcher(host=False)
         self.assert_no_tray(self.start())
         self.assertEqual([], self.watcher.items)
 
-    def test_a_watcher_that_answers_with_an_error_is_none(self):
+    def test_a_watcher_that_answers_with_an_error_does_not_count(self):
         self.new_watcher(host=None)
         self.assert_no_tray(self.start())
         self.assertEqual([], self.watcher.items)
 
-    def test_a_watcher_that_does_not_answer_is_none(self):
+    def test_a_watcher_that_does_not_answer_does_not_count(self):
         self.new_watcher()
         self.watcher.silent = True
         self.assert_no_tray(self.start())
@@ -181,9 +181,9 @@ class WithoutATray(TrayCase):
 
 
 class WithoutATrayAndATaskBar(TrayCase):
-    """A window manager that does not say that it can minimise windows."""
+    """The window manager does not announce that it can minimise windows."""
 
-    def test_a_window_that_cannot_be_minimised_was_said_to_be(self):
+    def test_a_window_that_cannot_be_minimised_is_kept(self):
         self.wait_until("the window manager to say what it can",
                         lambda: "_NET_WM_ACTION_MINIMIZE" in self.xprop("_NET_SUPPORTED"))
         self.xprop("-f", "_NET_SUPPORTED", "32a", "-set", "_NET_SUPPORTED", "_NET_ACTIVE_WINDOW")

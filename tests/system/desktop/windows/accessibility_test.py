@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: MIT
-"""Everything that a window shows has a name and a role for people who do not see it."""
+"""Every control has an accessible name and role."""
 
 import desktop_case
 from desktop_case import ADDRESS, MAIN, DesktopCase
 from every_window import every_window
 
-# What holds other things together; what it holds has the names.
+# Containers need no name.
 STRUCTURE = ("filler", "menu bar", "page tab list", "panel", "scroll bar", "scroll pane",
              "separator", "table", "tool bar", "tree table")
 NO_ROLES = ("invalid", "unknown", "redundant object")
@@ -21,13 +21,13 @@ class Names(DesktopCase):
                         and each.role not in ("page tab list", "menu bar", "panel"))]
         self.assertEqual([], nameless, word)
 
-    def test_all_that_is_shown_has_one(self):
+    def test_every_control_has_a_name(self):
         self.start()
         for word, window in every_window(self):
             with self.subTest(word):
                 self.assert_named(word, window)
 
-    def test_dialogs_and_boxes_are_told_from_windows(self):
+    def test_dialogs_and_boxes_differ_from_windows_by_role(self):
         self.start()
         for word, window in every_window(self):
             with self.subTest(word):
@@ -41,7 +41,7 @@ class Names(DesktopCase):
         self.start().choose("Help", "Help Index...")
         self.assert_named("manual", self.program.window("Help: ..."))
 
-    def test_a_field_goes_by_the_name_that_its_label_has_now(self):
+    def test_a_field_follows_a_change_of_its_label(self):
         main = self.start()
         self.assertEqual(ADDRESS, main.find("Forwards to [1 address]:", "text").text)
 
@@ -73,14 +73,14 @@ class States(DesktopCase):
             self.leave()
         self.assertNotEqual(*names)
 
-    def test_the_line_of_the_log_that_has_the_keys_can_be_read(self):
+    def test_the_focused_line_of_the_log_can_be_read(self):
         main = self.start(mbolTurnOnFwdOnStartup=True)
         main.find("Automation Status:", "text").wait_for_text("Running")
         log = self.open_log()
         lines = log.find("Activity Log", "list")
         left, top, _, _ = lines.extents
         self.desktop.xdotool("mousemove", left + 20, top + 5, "click", 1)
-        self.wait_until("the line to be told", lambda: lines.description.startswith(
+        self.wait_until("the description", lambda: lines.description.startswith(
             "--- Forwarding turned ON at "))
         self.program.window(MAIN)
 

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""How what belongs together looks, measured on the screen: pictures beside letters of every size,
-captions beside pictures, titles on frames, and fields that are not to be edited."""
+"""The appearance of controls, measured on the screen: the size of pictures beside text, the alignment
+of captions, the titles of frames, and read-only fields."""
 
 import collections
 
@@ -10,9 +10,9 @@ from driver.theme import contrast, ground
 
 READ_ONLY = ("Running Since:", "Number Forwarded:", "Minutes to Next Check:",
              "Forwards to [1 address]:")
-# Pixels of the shades between two colours, along the edges of a drawing: more make it look smeared.
+# The share of pixels with mixed colours at the edges of a drawing. With more it looks blurred.
 SMEARED = 0.15
-# The cover of the book in the contents of the manual, where nothing else is orange.
+# The colour of the book in the contents of the manual; nothing else there is orange.
 COVER = (0xF6, 0xA0, 0x2D)
 
 
@@ -26,18 +26,18 @@ class Pictures(DesktopCase):
         return self.desktop.pixels([self.program.scale * each for each in widget.extents])
 
     def smeared(self, widget):
-        """The share of a picture that is none of its colours."""
+        """The share of the pixels that have none of the picture's own colours."""
         counted = collections.Counter(colour for row in self.pixels(widget) for colour in row)
         pure = sum(number for _, number in counted.most_common(6))
         return 1 - pure / sum(counted.values())
 
     def is_doubled(self, rows):
-        """Whether each pixel of a picture was made four."""
+        """Whether the picture was scaled up by doubling its pixels."""
         return all(upper == lower and upper[::2] == upper[1::2]
                    for upper, lower in zip(rows[::2], rows[1::2]))
 
     def drawing(self, widget, is_part):
-        """The pixels of a widget around all that have certain colours."""
+        """The part of a widget that contains all pixels of certain colours."""
         rows = self.pixels(widget)
         places = [(x, y) for y, row in enumerate(rows)
                   for x, colour in enumerate(row) if is_part(colour)]
@@ -48,8 +48,8 @@ class Pictures(DesktopCase):
         return [row[left:right + 1] for row in rows[top:bottom + 1]]
 
     def wait_for_drawing(self, widget, side, is_part):
-        """The same, once its longer side is as long as wanted: what is painted comes a little after
-        what is told."""
+        """The same, as soon as its longer side has that length. Painting is later than the change of
+        the accessibility tree."""
         def right_one():
             rows = self.drawing(widget, is_part)
             return rows and abs(max(len(rows), len(rows[0])) - side) <= 1.5 and rows
@@ -57,11 +57,11 @@ class Pictures(DesktopCase):
         return self.wait_until(f"a drawing of {side} pixels in {widget}", right_one)
 
     def check_manual(self, size):
-        """`size` is that of the letters on the screen, 1 for the ordinary one."""
+        """`size` is the scale of the font; 1 is the ordinary size."""
         self.desktop.xdotool("mousemove", 2599, 1999)  # away from the tools
         self.program.window(MAIN).choose("Help", "Help Index...")
         manual = self.program.window("Help: ...")
-        manual.point()  # it stands still
+        manual.point()  # waits until it no longer moves
         tools = manual.find(role="tool bar").find_all(role="push button")
         self.assertEqual(8, len(tools))
         for tool in tools:
@@ -94,23 +94,23 @@ class Pictures(DesktopCase):
         settings.wait_gone()
         self.leave()
 
-    def test_they_have_their_size_beside_ordinary_letters(self):
+    def test_they_have_their_size_beside_ordinary_text(self):
         self.check({}, 48)
 
-    def test_they_grow_with_the_letters_and_stay_sharp(self):
+    def test_they_scale_with_the_font_and_stay_sharp(self):
         for letters, side in (("1.25", 60), ("1.5", 72), ("2", 96)):
             with self.subTest(letters):
                 self.check({"GDK_DPI_SCALE": letters}, side)
 
-    def test_they_are_sharp_on_a_screen_twice_as_dense(self):
+    def test_they_are_sharp_at_twice_the_density(self):
         self.check({"GDK_SCALE": "2"}, 48, scale=2)
 
 
 class Captions(DesktopCase):
-    """A caption of a picture button that has no letter below the line."""
+    """The caption of a picture button, one without descenders."""
 
     def rows_of(self, main, left, right):
-        """The first and the last row of what the button "Start" shows between two shares of its
+        """The first and the last painted row of the button "Start", between two fractions of its
         width."""
         x, y, width, height = main.find("Start Forwarding Email", "push button").extents
         edge = 6
@@ -120,7 +120,7 @@ class Captions(DesktopCase):
                 if any(contrast(below, colour) > 2 for colour in row)]
         return rows[0], rows[-1]
 
-    def test_they_stand_on_the_middle_of_their_pictures(self):
+    def test_they_are_centred_beside_their_pictures(self):
         for environment in ({"GTK_THEME": "Adwaita"}, {"GTK_THEME": "Adwaita:dark"},
                             {"GDK_DPI_SCALE": "1.5"}):
             with self.subTest(environment):
@@ -140,12 +140,12 @@ class Frames(DesktopCase):
         frame, title = window.find(name, "panel").extents, window.find(name, "label").extents
         self.assertGreaterEqual(title[0] - frame[0], self.CLEAR, f"{frame} {title}")
         self.assertLess(title[0] - frame[0], 4 * self.CLEAR, f"{frame} {title}")
-        # The line of the frame goes on to its corner.
+        # The border of the frame continues to its corner.
         line = self.desktop.pixels((frame[0], title[1] + title[3] // 2 - 3, self.CLEAR // 2, 6))
         below = ground(self.desktop, title)
         self.assertTrue(any(all(colour != below for colour in row[1:]) for row in line), line)
 
-    def test_titles_stand_clear_of_the_corners(self):
+    def test_titles_keep_clear_of_the_corners(self):
         main = self.start()
         for size in (None, (1200, 900)):
             if size:
@@ -158,7 +158,7 @@ class Frames(DesktopCase):
 
 
 class ReadOnly(DesktopCase):
-    """The status field has colours of its own."""
+    """The status field has its own colours."""
 
     def inside(self, field):
         left, top, width, height = field.extents

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Boxes: what is too long for the screen, what cannot be written, and questions that come again."""
+"""Boxes: texts too long for the screen, invalid UTF-8, and repeated questions."""
 
 import os
 
@@ -17,7 +17,7 @@ class LongQuestion(DesktopCase):
     ADDRESSES = 100
 
     def ask(self):
-        """Answers the question about more addresses than a screen holds, and its label."""
+        """Returns a question with more addresses than fit on the screen, and its label."""
         addresses = {f"mstrFwdToAddress_{number}": f"friend{number}@sms.example.net"
                      for number in range(1, self.ADDRESSES + 1)}
         self.start(mstrFwdToAddress_num=self.ADDRESSES, **addresses).choose("File", "Start")
@@ -73,13 +73,13 @@ class QuestionForAnAddress(DesktopCase):
         return main, self.program.window(INVALID)
 
     def refuse(self, box):
-        """Gives an answer that is no address, and answers the box that comes then."""
+        """Enters an invalid address, and answers the box about it."""
         box.find(role="text").enter("ann")
         self.desktop.keys("Return")
         box.wait_gone()
         return self.program.window(INVALID)
 
-    def test_a_refused_entry_is_there_to_be_mended(self):
+    def test_a_refused_entry_can_be_corrected(self):
         _, box = self.ask("Start Forwarding Email")
         box = self.refuse(box)
         field = box.find(role="text")
@@ -110,7 +110,7 @@ class QuestionForAnAddress(DesktopCase):
 
 
 class OddNames(DesktopCase):
-    def test_what_is_no_text_is_shown_in_octal(self):
+    def test_invalid_utf8_is_shown_in_octal(self):
         self.home = Home(os.path.join(self.desktop.new_folder(), "caf\udce9"))
         self.home.write_remembered_help(self.help_file)
         self.start()

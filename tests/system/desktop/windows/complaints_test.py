@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The toolkit has nothing to complain of, whatever is shown. DesktopCase.end asks that after every
-test; here are the cases in which something was found once, and some in which it is likely."""
+"""The toolkit prints no warnings. DesktopCase.end checks that after every test; this file has the
+cases in which there was a warning once, and some in which one is likely."""
 
 import desktop_case
 from desktop_case import MAIN, DesktopCase, show_tab
@@ -20,7 +20,7 @@ class Complaints(DesktopCase):
     def assert_no_complaint(self):
         self.assertEqual([], self.program.complaints())
 
-    def test_a_complaint_is_noticed(self):
+    def test_a_warning_is_noticed(self):
         said = "(relaybird:1): Gtk-CRITICAL **: 12:00:00.000: gtk_widget_show: assertion 'x' failed"
         self.program = self.desktop.run(["/bin/sh", "-c", 'echo "$0" >&2', said], self.home)
         self.program.wait()
@@ -43,22 +43,22 @@ class Complaints(DesktopCase):
                 show_tab(settings, "General")
             self.assert_no_complaint()
 
-    def test_none_of_a_manual_that_is_opened_again_and_again(self):
-        """It was laid out in a window of a few pixels, before it was seen."""
+    def test_none_when_the_manual_is_opened_again_and_again(self):
+        """It was laid out in a window of a few pixels before it was shown."""
         main = self.start()
         for _ in range(6):
             main.choose("Help", "Help Index...")
             self.program.window("Help: ...").close()
         self.assert_no_complaint()
 
-    def test_none_of_more_addresses_than_a_field_shows(self):
-        """Its scroll bar had no room."""
+    def test_none_with_more_addresses_than_a_field_shows(self):
+        """The field had no room for its scroll bar."""
         main = self.start(**MANY)
         self.assert_lines(main.find("Forwards to [60 addresses]:", "text"))
         self.assert_lines(self.open_settings("General").find(ADDRESSES, "text"))
         self.assert_no_complaint()
 
-    def test_none_of_texts_on_pages_that_nobody_has_looked_at(self):
+    def test_none_with_texts_on_pages_not_yet_shown(self):
         """Their fields had no room for their scroll bars."""
         self.start(mcolSenderList_num=1, mcolSenderList_1="offers.example",
                    mstrTextToMatch_num=1, mstrTextToMatch_1="boarding pass")
@@ -66,7 +66,7 @@ class Complaints(DesktopCase):
         self.assert_no_complaint()
 
     def assert_lines(self, field):
-        """Several lines are whole in sight."""
+        """Several lines are completely visible."""
         top, height = field.extents[1], field.extents[3]
         tops = sorted({field.accessible.letter_extents(position)[1]
                        for position in range(0, len(field.text), 10)})
@@ -74,8 +74,8 @@ class Complaints(DesktopCase):
         self.assertGreaterEqual(len([each for each in tops
                                      if top <= each and each + letter <= top + height]), LINES)
 
-    def test_none_of_an_address_longer_than_its_field(self):
-        """Nor is it broken, with a hyphen that it does not have."""
+    def test_none_with_an_address_longer_than_its_field(self):
+        """It is also not broken with a hyphen."""
         address = "a-name-that-goes-on." + "andon" * 20 + "@example.net"
         self.start(mstrFwdToAddress_1="ann@example.net; " + address)
         self.program.window(MAIN)

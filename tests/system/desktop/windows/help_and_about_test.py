@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The manual in its window, also when it has to be looked for, and the about box."""
+"""The window of the manual, the search for a missing manual, and the about box."""
 
 import collections
 import os
@@ -27,7 +27,7 @@ class HelpCase(DesktopCase):
         return self.program.window(HELP)
 
     def start_without_manual(self):
-        """A program that stands alone finds none beside itself."""
+        """Starts a copy of the program that has no manual in its folder."""
         self.program_file = shutil.copy(self.program_file, self.home.folder)
         self.home.write_remembered_help("/nowhere/rbx.chm")
         return self.start()
@@ -41,11 +41,11 @@ class HelpCase(DesktopCase):
         chooser.wait_gone()
 
     def wait_for_page(self, window, title):
-        """The window has the title of the page that it has read."""
+        """Waits for a page; the title of the window is that of the page."""
         self.wait_until(f"the page '{title}'", lambda: window.name == "Help: " + title)
 
     def search_for(self, window, words):
-        """Searches by the keyboard, and answers the field."""
+        """Searches by the keyboard, and returns the field."""
         field = show_tab(window, "Search").find("Search for", "text")
         field.enter(words)
         self.desktop.keys("Return")
@@ -98,7 +98,7 @@ class Help(HelpCase):
         self.desktop.type("console")
         field.wait_for_text("console")
 
-    def test_a_search_in_vain_says_so_and_leaves_the_page(self):
+    def test_a_search_without_hits_says_so_and_keeps_the_page(self):
         self.start()
         window = self.open_help()
         self.wait_for_page(window, "Welcome to Relaybird")
@@ -118,7 +118,7 @@ class Help(HelpCase):
         field.wait_for_text("xyzzyq")
         window.find("Nothing found", "label")
 
-    def test_escape_closes_it_wherever_the_keys_are(self):
+    def test_escape_closes_it_whatever_has_the_focus(self):
         self.start()
         for part in (lambda window: window.find("Contents", "panel"),
                      lambda window: show_tab(window, "Index").find(role="text"),
@@ -129,7 +129,7 @@ class Help(HelpCase):
             window.wait_gone()
         self.leave()
 
-    def test_escape_in_its_options_closes_those_alone(self):
+    def test_escape_in_its_options_closes_only_those(self):
         self.start()
         window = self.open_help()
         window.find("Display options dialog").click()
@@ -145,7 +145,7 @@ class Help(HelpCase):
         for _ in range(2):
             window = self.open_help()
             self.wait_for_page(window, "Welcome to Relaybird")
-            window.point()  # it stands still
+            window.point()  # waits until it no longer moves
             tools = [each.name for each in
                      window.find(role="tool bar").find_all(role="push button")]
             parts = [each.name for each in window.find_all(role="scroll pane")]
@@ -160,7 +160,7 @@ class Help(HelpCase):
         main = self.start()
         self.open_log().close()
         window = self.open_help()
-        window.point()  # it stands still
+        window.point()  # waits until it no longer moves
         for one, other in zip(middle(main), middle(window)):
             self.assertAlmostEqual(one, other, delta=20, msg=f"{main.extents} {window.extents}")
 
@@ -169,20 +169,20 @@ class Help(HelpCase):
         self.open_help()
         self.leave()
 
-    def check_that_the_end_takes_along(self, tool, title):
+    def check_that_the_end_closes(self, tool, title):
         self.start()
         self.open_help().find(tool).click()
         self.program.window(title)
         self.program.terminate()
         self.assertEqual(0, self.program.wait(), self.program.output())
 
-    def test_the_end_of_the_program_takes_its_options_along(self):
-        self.check_that_the_end_takes_along("Display options dialog", "Help Browser Options")
+    def test_the_end_of_the_program_closes_its_options(self):
+        self.check_that_the_end_closes("Display options dialog", "Help Browser Options")
 
-    def test_the_end_of_the_program_takes_its_print_dialog_along(self):
-        self.check_that_the_end_takes_along("Print this page", "Print")
+    def test_the_end_of_the_program_closes_its_print_dialog(self):
+        self.check_that_the_end_closes("Print this page", "Print")
 
-    def test_a_manual_that_is_not_there_is_told_and_cancel_ends_it(self):
+    def test_a_missing_manual_is_reported_and_cancel_ends_it(self):
         self.start_without_manual().choose("Help", "Help Index...")
         self.assertIn("The help file could not be found.", self.answer(NOT_FOUND, "Cancel"))
         self.leave()
@@ -228,7 +228,7 @@ class Help(HelpCase):
 
 class HelpColours(HelpCase):
     def colours_of(self, name):
-        """How bright the background is, what is darkest and what is brightest."""
+        """The brightness of the background, of the darkest and of the brightest pixel."""
         left, top, width, height = self.program.window(HELP).find(name, "scroll pane").extents
         rows = self.desktop.pixels((left + 2, top + 2, width - 20, height - 20))
         counted = collections.Counter(pixel for row in rows for pixel in row)
@@ -250,14 +250,14 @@ class HelpColours(HelpCase):
         self.wait_for_colours(lambda ground, darkest, _: ground > 220 and darkest < 80)
 
 
-class LargeLetters(HelpCase):
+class LargeFont(HelpCase):
     SCREEN = "2560x1600"
 
-    def test_all_tabs_and_what_stands_in_fields_are_in_sight(self):
+    def test_all_tabs_and_texts_of_fields_are_visible(self):
         self.start({"GDK_DPI_SCALE": "2"})
         window = self.open_help()
         self.wait_for_page(window, "Welcome to Relaybird")
-        window.point()  # it stands still
+        window.point()  # waits until it no longer moves
         page = window.find("Page", "scroll pane").extents
         for name in ("Contents", "Index", "Search"):
             left, _, width, _ = window.find(name, "page tab").extents
@@ -270,7 +270,7 @@ class LargeLetters(HelpCase):
             self.assertGreater(field.extents[3], field.accessible.letter_extents(0)[3], tab)
 
 
-class LargeLettersOnASmallScreen(LargeLetters):
+class LargeFontOnASmallScreen(LargeFont):
     SCREEN = "640x480"
 
 
@@ -301,8 +301,8 @@ class About(DesktopCase):
         self.desktop.keys("ctrl+a", "ctrl+c")
         self.wait_until("the version", lambda: self.desktop.clipboard() == version.text)
 
-    def stand_in(self):
-        """A browser that writes down what it is to show, and where it does."""
+    def install_browser(self):
+        """Installs a browser that records the address; returns its path and that of its record."""
         shown = self.home.folder / "shown"
         browser = self.home.folder / "browser"
         browser.write_text(f'#!/bin/sh\necho "$1" >"{shown}"\n', encoding="ascii")
@@ -319,7 +319,7 @@ class About(DesktopCase):
     @unittest.skipUnless(any(os.path.exists(opener) for opener in OPENERS),
                          "this machine has nothing that opens pages")
     def test_the_link_is_reached_and_followed_by_the_keys(self):
-        browser, shown = self.stand_in()
+        browser, shown = self.install_browser()
         self.start({"BROWSER": str(browser)})
         about = self.open_about()
         link = about.find("https://relaybird.org/")

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""All of it works without a mouse: access keys, the order of Tab, Enter and Escape."""
+"""Use without a mouse: access keys, shortcuts, the order of Tab, Enter and Escape."""
 
 import collections
 import re
@@ -12,12 +12,12 @@ CONFIRM = "Please Confirm:"
 
 
 def line_of(widget):
-    """Of a book, its row of tabs."""
+    """The extents of a widget; for a notebook those of its row of tabs."""
     return widget.children()[0].extents if widget.role == "page tab list" else widget.extents
 
 
 def in_reading_order(widgets):
-    """From the top to the bottom, and in a row from the left to the right."""
+    """Sorts from top to bottom, and each row from left to right."""
     rows = []
     for widget in sorted(widgets, key=lambda each: line_of(each)[1] + line_of(each)[3] / 2):
         left, top, _, height = line_of(widget)
@@ -30,7 +30,7 @@ def in_reading_order(widgets):
 
 
 def answer_the_start(case, no, yes):
-    """Starts twice, and answers the question with the keys that mean no and yes."""
+    """Starts forwarding twice, and answers the question by the keys for no and yes."""
     main = case.start()
     for key, status in ((no, "Stopped"), (yes, "Running")):
         main.choose("File", "Start")
@@ -65,7 +65,7 @@ class AccessKeys(DesktopCase):
 
     def assert_keys_of_menus(self, main):
         for menu in main.find_all(role="menu"):
-            # One that cannot be picked now tells no key.
+            # A disabled entry has no key.
             keys = [entry.actions()[0][1].split(";")[0].lower() for entry in menu.walk(hidden=True)
                     if entry != menu and entry.name and entry.has("sensitive")]
             self.assertNotEqual([], keys)
@@ -98,7 +98,7 @@ class AccessKeys(DesktopCase):
         self.program.window("Settings")
 
     def key_of(self, button):
-        """As xdotool writes it; the test before this one asks that it is the button's alone."""
+        """The access key in xdotool's notation. Another test checks that it is unique."""
         return button.actions()[0][1].split(";")[0].lower().replace("<alt>", "alt+")
 
     def test_the_buttons_of_a_box_are_pressed(self):
@@ -106,7 +106,7 @@ class AccessKeys(DesktopCase):
 
 
 class Shortcuts(DesktopCase):
-    def test_the_menus_tell_them(self):
+    def test_the_menus_show_them(self):
         main = self.start()
         for menu, entry, keys in (("Edit", "Settings...", "<Primary>comma"),
                                   ("Diagnostics", "Test (Forward Once)", "<Primary>t"),
@@ -116,7 +116,7 @@ class Shortcuts(DesktopCase):
             (_, bound) = main.menu_entry(menu, entry).actions()[0]
             self.assertEqual(keys, bound.split(";")[-1], entry)
 
-    def test_they_open_what_they_stand_for_and_ctrl_w_closes_it(self):
+    def test_they_open_their_windows_and_ctrl_w_closes_them(self):
         main = self.start()
         for keys, window in (("ctrl+l", "Activity Log"), ("ctrl+comma", "Settings"),
                              ("F1", "Help: Welcome to Relaybird")):
@@ -157,7 +157,7 @@ class Shortcuts(DesktopCase):
 
 class HelpKey(DesktopCase):
     def help_from(self, window, title):
-        """Asks for help in a window, reads a page that is not under it, and closes it again."""
+        """Presses F1 in a window, expects that page in the manual, and closes the manual."""
         window.activate()
         self.desktop.keys("F1")
         help_window = self.program.window("Help: " + title)
@@ -223,7 +223,7 @@ class Tabs(DesktopCase):
 
 class TabOrder(DesktopCase):
     def assert_in_order(self, word, window):
-        """Tab goes round through everything that takes keys, in the order in which it is read."""
+        """Tab visits all controls that take keys, in reading order, and returns to the first."""
         wanted = in_reading_order([
             each for each in window.walk()
             if each.has("sensitive") and self.is_stop(each)])
@@ -234,7 +234,7 @@ class TabOrder(DesktopCase):
         for each in wanted[1:]:
             self.desktop.keys("Tab")
             if each.role == "combo box":
-                # The part of it that has the keys is not in the tree.
+                # The focused part of it is not in the accessibility tree.
                 self.wait_until(f"{each} to have the keys", lambda: window.focused() is None)
                 visited.append(each)
             else:
@@ -244,11 +244,13 @@ class TabOrder(DesktopCase):
         self.assertEqual(wanted, visited, word)
 
     def is_stop(self, widget):
-        """Of options that exclude one another, only the chosen one is stopped at."""
+        """Whether Tab stops at the widget: in a group of options at the chosen one only."""
+        if widget.role == "radio button":
+            return widget.has("checked")
         return widget.role in ("check box", "combo box", "link", "list", "page tab list",
-                               "push button", "text") or (widget.role == "radio button" and widget.has("checked"))
+                               "push button", "text")
 
-    def test_it_is_the_order_of_reading(self):
+    def test_it_is_the_reading_order(self):
         self.start()
         for word, window in every_window(self):
             if word == "main":
@@ -301,7 +303,7 @@ class EnterAndEscape(DesktopCase):
 
 class FocusOfButtons(DesktopCase):
     def test_it_goes_from_start_to_stop_and_back(self):
-        """A button that cannot be pressed now does not keep the keys."""
+        """A button that becomes disabled does not keep the focus."""
         main = self.start()
         start, stop = (main.find(word + " Forwarding Email") for word in ("Start", "Stop"))
         self.wait_until("the keys to be in the window", main.focused)
@@ -324,7 +326,7 @@ class FocusOfButtons(DesktopCase):
 
 
 class Impatience(DesktopCase):
-    """The program hangs, and its user clicks once more, and once more."""
+    """The program hangs, and the user clicks again and again."""
 
     def test_clicks_that_waited_open_one_box(self):
         main = self.start()

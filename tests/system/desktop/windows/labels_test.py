@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Every control of every window is told to assistive tools as what it is: by its role, its name, the
-label that the name comes from, and what there is to say of it beyond that. Nothing is named by a
-label that merely stands in front of it."""
+"""The accessible role, name, label and description of every control. No control is named by a label
+that only precedes it."""
 
 import re
 
@@ -9,10 +8,10 @@ import desktop_case
 from desktop_case import DesktopCase, show_tab
 from every_window import TABS, every_window
 
-# What holds other things together is told where it has a name.
+# Containers are listed only if they have a name.
 STRUCTURE = ("filler", "menu bar", "page tab list", "panel", "scroll bar", "scroll pane",
              "separator", "table", "tool bar")
-# As many as the user has filled in.
+# Their number depends on the content.
 ENTRIES = "table cell"
 
 FIELDS = [
@@ -62,7 +61,7 @@ def settings(tab, *page):
 
 
 def lines(label):
-    """A field of several lines below its label."""
+    """A multi-line field below its label."""
     return [f"label '{label}' for '{label}'", f"scroll pane '{label}'",
             f"text '{label}' by '{label}'"]
 
@@ -217,8 +216,8 @@ OPTIONS = ["dialog 'Help Browser Options'",
 QUESTION = "You don't seem to have a valid Email address set in the..."
 
 
-def told(widget):
-    """A control in a line: ROLE 'NAME' [by 'LABEL'] [for 'CONTROL'] [: DESCRIPTION] [disabled]."""
+def described(widget):
+    """A control as one line: ROLE 'NAME' [by 'LABEL'] [for 'CONTROL'] [: DESCRIPTION] [disabled]."""
     words = f"{widget.role} '{short(widget.name)}'"
     words += "".join(f" by '{short(each.name)}'" for each in widget.labels)
     words += "".join(f" for '{short(each.name)}'" for each in widget.labelled)
@@ -228,7 +227,7 @@ def told(widget):
 
 
 def short(text):
-    """Whole words of a text, enough to tell it from others; any version and any count is as good."""
+    """The beginning of a text in whole words, with versions and counts replaced."""
     words = re.sub(r"\bv[0-9][0-9.]*", "v...", " ".join(text.split()))
     words = re.sub(r"^[0-9]+ of [0-9]+$", "(some) of (some)", words)
     return words if len(words) <= 60 else words[:57].rpartition(" ")[0] + "..."
@@ -237,22 +236,22 @@ def short(text):
 class Labels(DesktopCase):
     maxDiff = None
 
-    def assert_told(self, wanted, window):
+    def assert_described(self, wanted, window):
         seen = [each for each in window.walk() if each.role != ENTRIES]
         self.assertEqual([], [f"{each!r} at {each.extents}" for each in seen
                               if each.role not in STRUCTURE and not each.name.strip()],
                          "has no name")
         self.assertEqual("\n".join(wanted),
-                         "\n".join(told(each) for each in seen
+                         "\n".join(described(each) for each in seen
                                    if each.role not in STRUCTURE or each.name.strip()))
 
-    def test_each_control_goes_by_its_own_label(self):
+    def test_each_control_is_named_by_its_own_label(self):
         self.start()
         left = set(WINDOWS)
         for word, window in every_window(self):
             with self.subTest(word):
                 left.discard(word)
-                self.assert_told(WINDOWS[word], window)
+                self.assert_described(WINDOWS[word], window)
         self.assertEqual(set(), left)
 
     def test_also_while_forwarding_is_on(self):
@@ -260,7 +259,7 @@ class Labels(DesktopCase):
         main.choose("File", "Start")
         self.answer("Please Confirm:", "Yes")
         main.find(IDLE, "label")
-        self.assert_told(RUNNING, main)
+        self.assert_described(RUNNING, main)
 
     def test_also_in_the_manual(self):
         self.start().choose("Help", "Help Index...")
@@ -268,12 +267,12 @@ class Labels(DesktopCase):
         for tab, wanted in MANUAL.items():
             with self.subTest(tab):
                 show_tab(window, tab)
-                self.assert_told(wanted, window)
+                self.assert_described(wanted, window)
 
     def test_also_in_the_options_of_the_manual(self):
         self.start().choose("Help", "Help Index...")
         self.program.window("Help: ...").find("Display options dialog", "push button").click()
-        self.assert_told(OPTIONS, self.program.window("Help Browser Options"))
+        self.assert_described(OPTIONS, self.program.window("Help Browser Options"))
 
     def test_each_menu_entry_has_a_name(self):
         main = self.start()
@@ -285,7 +284,7 @@ class Labels(DesktopCase):
 
     def test_also_in_a_question_for_a_line(self):
         self.start(mstrFwdToAddress_num=0).choose("File", "Start")
-        self.assert_told(["dialog 'Invalid Email Address'",
+        self.assert_described(["dialog 'Invalid Email Address'",
                           f"label '{QUESTION}' for '{QUESTION}'",
                           f"text '{QUESTION}' by '{QUESTION}'",
                           "push button 'OK'",
@@ -300,13 +299,13 @@ class Labels(DesktopCase):
         self.assert_tip(main.find("Test (Forward Once)", "push button"),
                         "There can be no test while")
 
-    def test_a_button_that_can_do_nothing_says_why(self):
+    def test_a_button_without_effect_says_why(self):
         self.start()
         self.assert_tip(self.open_settings("Sender").find("Get Name from Global Address List"),
                         "There is no Global Address List here")
 
     def assert_tip(self, widget, begin):
-        """It comes up once the mouse rests there; what it says is the description too."""
+        """Rests the mouse there; the text of the tool tip must be the description too."""
         self.assertTrue(widget.description.startswith(begin), widget.description)
         left, top = widget.point()
         self.wait_until("no tool tip", lambda: not self.tips())
@@ -316,17 +315,17 @@ class Labels(DesktopCase):
         self.desktop.xdotool("mousemove", "--sync", 0, 0)
 
     def tips(self):
-        """X windows on the screen that have no title: the toolkit gives those the program's name."""
+        """The X windows of tool tips. They have no title, so GTK sets the program's name."""
         return self.desktop.xdotool("search", "--onlyvisible", "--all",
                                     "--pid", self.program.process.pid,
                                     "--name", r"^org\.relaybird\.Relaybird$").split()
 
-    def test_a_description_follows_what_it_is_taken_from(self):
+    def test_a_description_follows_its_source(self):
         self.start()
         page = self.open_settings("General")
         field = page.find("How often to forward mail (minutes):", "text")
         field.enter("90")
-        self.wait_until("the hours to be told", lambda: field.description == "(1.5 hours)")
+        self.wait_until("the description", lambda: field.description == "(1.5 hours)")
 
 
 if __name__ == "__main__":

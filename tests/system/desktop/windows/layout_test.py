@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""Nothing is cut off and nothing covers something else: with large fonts, on a dense screen, in the
-smallest windows; and every window fits on a small screen."""
+"""No control is cut off or overlaps another one: with large fonts, on a high-density screen, in the
+smallest windows. Every window fits on a small screen."""
 
 import desktop_case
 from desktop_case import DesktopCase
 from every_window import every_window
 
-# What is seen, and does not merely hold what is seen.
+# Visible controls, not containers.
 SEEN = ("check box", "combo box", "icon", "label", "page tab", "progress bar", "push button",
         "radio button", "text")
 
@@ -24,8 +24,8 @@ class LayoutCase(DesktopCase):
                                  f"{word}: {one} {its_box} covers {other} {other_box}")
 
     def assert_text_fits(self, word, widget, box):
-        """A label that has too little room would not show its last letters, and a field that is too
-        flat would show the middle of them."""
+        """A label that is too narrow does not show its last letters, and a field that is too low cuts
+        them off at the top and bottom."""
         text = widget.text.rstrip()
         if widget.role in ("label", "text") and text:
             letter = widget.accessible.letter_extents(
@@ -40,10 +40,10 @@ class LayoutCase(DesktopCase):
                 self.assert_well_laid_out(word, window)
 
 
-class LargeLettersOnAnOrdinaryScreen(LayoutCase):
+class LargeFontOnAnOrdinaryScreen(LayoutCase):
     SCREEN = "1280x1024"
 
-    def test_the_log_fits_with_what_it_says_of_a_hit(self):
+    def test_the_log_fits_with_the_number_of_hits(self):
         main = self.start({"GDK_DPI_SCALE": "2"})
         for menu_entry in ("Start", "Stop"):
             main.choose("File", menu_entry)
@@ -63,13 +63,13 @@ class Magnified(LayoutCase):
     def test_at_the_ordinary_size(self):
         self.check_every_window()
 
-    def test_with_letters_half_as_large_again(self):
+    def test_with_a_font_half_as_large_again(self):
         self.check_every_window({"GDK_DPI_SCALE": "1.5"})
 
-    def test_with_letters_twice_as_large(self):
+    def test_with_a_font_twice_as_large(self):
         self.check_every_window({"GDK_DPI_SCALE": "2"})
 
-    def test_on_a_screen_twice_as_dense(self):
+    def test_at_twice_the_density(self):
         self.check_every_window({"GDK_SCALE": "2"}, scale=2)
 
 

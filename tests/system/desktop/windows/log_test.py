@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The log window: what it lists reaches the clipboard, it follows the newest line, and the hidden
-switch for verbose lines appears by its keys."""
+"""The log window: copying, saving and finding lines, following the newest line, and the hidden check
+box for verbose lines."""
 
 import sys
 
@@ -14,7 +14,7 @@ MANY = 120
 
 class LogCase(DesktopCase):
     def copied(self, log):
-        """What the copy button puts on the clipboard, as lines without their ends."""
+        """The lines that the copy button puts on the clipboard."""
         self.desktop.clear_clipboard()
         log.find("Copy to Clipboard", "push button").click()
         text = self.wait_until("the clipboard", self.desktop.clipboard)
@@ -28,7 +28,7 @@ class LogCase(DesktopCase):
         return text.split("\r\n")[:-1]
 
     def switch_on_and_off(self, main, times=1):
-        """Writes two lines into the log each time."""
+        """Switches forwarding on and off; each time adds two lines to the log."""
         for _ in range(times):
             main.choose("File", "Start")
             self.answer("Please Confirm:", "Yes")
@@ -40,14 +40,14 @@ class LogCase(DesktopCase):
         return log.find("Activity Log", "list")
 
     def click_line(self, log, from_top=None, from_bottom=None, button=1):
-        """Clicks into the list, some pixels below its top or above its bottom."""
+        """Clicks in the list, some pixels below its top or above its bottom."""
         left, top, _, height = self.lines(log).extents
         y = top + from_top if from_top is not None else top + height - from_bottom
         self.desktop.click((left + 20, y), button)
 
 
 class Copying(LogCase):
-    def test_all_lines_are_copied_where_none_is_selected(self):
+    def test_all_lines_are_copied_if_none_is_selected(self):
         main = self.start()
         self.switch_on_and_off(main)
         lines = self.copied(self.open_log())
@@ -56,7 +56,7 @@ class Copying(LogCase):
         self.assertIn("outbox", lines[1])  # nothing else takes the forwards
         self.assertRegex(lines[2], r"^--- Forwarding turned OFF at \S+ \S+ ---$")
 
-    def test_only_selected_lines_are_copied_where_some_are(self):
+    def test_only_selected_lines_are_copied_if_some_are(self):
         main = self.start()
         self.switch_on_and_off(main, times=2)
         log = self.open_log()
@@ -89,11 +89,11 @@ class Copying(LogCase):
 
 class Leaving(LogCase):
     def keep_clipboard(self, late=0):
-        """Has a clipboard manager on the desktop, as most have one; perhaps one that is late."""
+        """Starts a clipboard manager, which takes the text over after `late` seconds."""
         keeper = self.desktop.run([sys.executable, clipboard_keeper.__file__, str(late)], self.home)
         self.wait_until("the clipboard manager", lambda: "ready" in keeper.output())
 
-    def test_what_was_copied_outlives_the_program(self):
+    def test_the_copied_text_outlives_the_program(self):
         self.keep_clipboard()
         main = self.start()
         self.switch_on_and_off(main)
@@ -101,7 +101,7 @@ class Leaving(LogCase):
         self.leave()
         self.assertEqual("\r\n".join([*lines, ""]), self.desktop.clipboard())
 
-    def test_copies_beside_a_manager_that_is_late_do_not_keep_the_program_from_its_end(self):
+    def test_a_slow_clipboard_manager_does_not_keep_the_program_from_ending(self):
         self.keep_clipboard(late=1)
         main = self.start()
         self.switch_on_and_off(main)
@@ -110,7 +110,7 @@ class Leaving(LogCase):
         self.leave()
         self.assertEqual("\r\n".join([*lines, ""]), self.desktop.clipboard())
 
-    def test_what_was_copied_elsewhere_since_then_is_not_touched(self):
+    def test_a_later_copy_of_another_program_is_kept(self):
         self.start()
         log = self.open_log()
         self.desktop.set_clipboard("before")
@@ -121,7 +121,7 @@ class Leaving(LogCase):
         self.leave()
         self.assertEqual("copied elsewhere", self.desktop.clipboard())
 
-    def test_the_program_ends_while_the_lines_have_the_keys(self):
+    def test_the_program_ends_while_the_lines_have_the_focus(self):
         main = self.start()
         self.switch_on_and_off(main)
         log = self.open_log()
@@ -133,7 +133,7 @@ class Leaving(LogCase):
 
 class ManyLines(LogCase):
     def open_long_log(self):
-        """Answers the log with a line for each of many messages, and the main window."""
+        """Returns the log, with one line for each of many messages, and the main window."""
         for number in range(MANY):
             self.home.deliver(f"Message {number}")
         main = self.start(mbolFwdUponStart=True)
@@ -142,7 +142,7 @@ class ManyLines(LogCase):
         main.choose("File", "Start")
         self.answer("Please Confirm:", "Yes")
         main.find("Number Forwarded:", "text").wait_for_text(str(MANY))
-        # The window answers while a check pauses at its end, and lines follow the pause.
+        # The window responds during the pause of a check, and more lines follow the pause.
         self.wait_until("the check to be over",
                         lambda: "Currently Idle" in main.tree())
         return self.open_log(), main
@@ -156,12 +156,12 @@ class ManyLines(LogCase):
         log, _ = self.open_long_log()
         everything = self.copied(log)
         self.assertGreater(len(everything), MANY)
-        # Above the scroll bar that a long line brings along.
+        # Above the horizontal scroll bar, which a long line causes.
         self.click_line(log, from_bottom=30)
         (line,) = self.copied(log)
         self.assertIn(line, everything[-3:])
 
-    def test_a_new_line_leaves_alone_who_reads_above(self):
+    def test_a_new_line_does_not_scroll_a_list_that_is_not_at_its_end(self):
         log, main = self.open_long_log()
         everything = self.copied(log)
         for _ in range(5):
@@ -176,9 +176,9 @@ class ManyLines(LogCase):
         self.desktop.keys("ctrl+a")
         self.assertEqual(len(everything) + 1, len(self.copied(log)))
 
-    def test_a_letter_seeks_no_line(self):
+    def test_a_letter_does_not_search_for_a_line(self):
         log, main = self.open_long_log()
-        # There is one that begins with it.
+        # One line begins with that letter.
         main.choose("File", "Stop")
         main.find("Automation Status:", "text").wait_for_text("Stopped")
         log.activate()
@@ -242,12 +242,12 @@ class Finding(LogCase):
         field.wait_for_text(words)
         return field
 
-    def test_what_is_typed_is_found_and_shown_and_selected(self):
+    def test_typed_text_is_found_shown_and_selected(self):
         log = self.open_log_of(times=2)
         everything = self.copied(log)
         field = self.seek(log, "turned off")
         log.find("Line 3 of 6", "label")
-        self.wait_until("the hit to be told", lambda: field.description == "Line 3 of 6")
+        self.wait_until("the description", lambda: field.description == "Line 3 of 6")
         self.assertEqual(everything[2:3], self.copied(log))
 
     def test_the_keys_go_from_hit_to_hit(self):
@@ -261,7 +261,7 @@ class Finding(LogCase):
             log.find(hit, "label")
         self.assertEqual(everything[5:], self.copied(log))
 
-    def test_nothing_found_is_said_and_escape_leaves_the_field_first(self):
+    def test_no_hit_is_reported_and_escape_leaves_the_field_first(self):
         log = self.open_log_of(times=1)
         field = self.seek(log, "zebra")
         log.find("Nothing found", "label")
@@ -308,11 +308,11 @@ class Saving(LogCase):
         self.desktop.type(str(path))
         self.wait_until("the path", lambda: any(
             each.text == str(path) for each in chooser.find_all(role="text")))
-        # The keys and a click may go to the names that it offers to complete.
+        # Keys and a click may go to the list of completions.
         chooser.find("Save", "push button").press()
         chooser.wait_gone()
 
-    def test_all_lines_are_saved_and_a_file_that_is_there_is_asked_about(self):
+    def test_all_lines_are_saved_and_an_existing_file_is_asked_about(self):
         main = self.start()
         self.switch_on_and_off(main)
         log = self.open_log()
@@ -329,7 +329,7 @@ class Saving(LogCase):
         self.assertEqual("mine", file.read_text(encoding="utf-8"))
         self.leave()
 
-    def test_a_file_that_cannot_be_written_is_told(self):
+    def test_a_file_that_cannot_be_written_is_reported(self):
         self.start()
         log = self.open_log()
         log.find("Save As...", "push button").click()
@@ -340,7 +340,7 @@ class Saving(LogCase):
 
 
 class LongLines(LogCase):
-    def test_one_that_is_wider_than_the_window_shows_whole_at_the_pointer(self):
+    def test_a_line_wider_than_the_window_has_a_tool_tip(self):
         self.home.deliver("a subject of many words, " * 20)
         main = self.start(mbolFwdUponStart=True)
         main.choose("File", "Start")
@@ -352,24 +352,24 @@ class LongLines(LogCase):
         self.desktop.type("many words")
         found = self.wait_until("the line to be selected", lambda: self.selected_row(log))
         self.point_at(log, found)
-        self.wait_until("the whole line", lambda: self.is_told(log))
+        self.wait_until("the whole line", lambda: self.has_tool_tip(log))
         self.point_at(log, 0)
-        self.wait_until("it to go", lambda: not self.is_told(log))
+        self.wait_until("it to go", lambda: not self.has_tool_tip(log))
 
     def selected_row(self, log):
-        """How far below the top of the list the selected line begins."""
+        """The distance of the selected line from the top of the list."""
         left, top, _, height = self.lines(log).extents
         rows = self.desktop.pixels((left + 3, top, 1, height - 20))
         return next((y for y, ((red, _, blue),) in enumerate(rows) if blue > red + 60), None)
 
     def point_at(self, log, row):
-        """Moves the pointer to a line, and a little on it."""
+        """Moves the pointer to a line, and a little further on it."""
         left, top, _, _ = self.lines(log).extents
         for x in (24, 25):
             self.desktop.xdotool("mousemove", "--sync", left + x, top + row + 6)
 
-    def is_told(self, log):
-        """Whether there is something dark on the empty ground below the lines."""
+    def has_tool_tip(self, log):
+        """Whether there are dark pixels in the empty area below the lines."""
         left, top, _, height = self.lines(log).extents
         below = self.desktop.pixels((left + 4, top + height // 2, 100, 10))
         return min(sum(colour) for line in below for colour in line) < 180

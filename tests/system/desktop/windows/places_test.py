@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Windows stand where their user has left them, in the next run too."""
+"""Windows keep their size and position, also in the next run."""
 
 import desktop_case
 from desktop_case import MAIN, DesktopCase
@@ -15,13 +15,13 @@ class PlacesCase(DesktopCase):
         self.places_file.write_text(text, encoding="utf-8")
 
     def geometry(self, window):
-        """Where the X server has it: left, top, width, height."""
+        """Left, top, width and height according to the X server."""
         words = self.desktop.xdotool("getwindowgeometry", "--shell", window.window_id())
         values = dict(line.split("=") for line in words.split())
         return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
 
     def settled(self, window):
-        """Its place, once the window manager and the program agree on it."""
+        """Its place, as soon as the window manager and the program agree on it."""
         window.point()
         return self.geometry(window)
 
@@ -33,7 +33,7 @@ class PlacesCase(DesktopCase):
         return self.settled(window)
 
     def each_window(self):
-        """Opens the windows that have a place, and closes them again."""
+        """Opens each window that keeps its place, and closes it again."""
         main = self.program.window(MAIN)
         yield "main", main
         log = self.open_log()
@@ -56,7 +56,7 @@ class Places(PlacesCase):
     WANTED = {"main": (50, 60, 800, 600), "log": (150, 260, 1000, 500),
               "settings": (250, 160, 900, 700), "help": (100, 200, 950, 650)}
 
-    def test_every_window_comes_back_to_where_it_was_and_stays_there(self):
+    def test_every_window_returns_to_its_place_and_stays_there(self):
         self.start()
         left = {name: self.put(window, *self.WANTED[name]) for name, window in self.each_window()}
         self.leave()
@@ -74,7 +74,7 @@ class Places(PlacesCase):
         settings.wait_gone()
         self.assertEqual(place, self.settled(self.open_settings()))
 
-    def test_a_window_that_was_maximised_is_so_again_and_goes_back_to_its_size(self):
+    def test_a_maximised_window_is_maximised_again_and_restores_its_size(self):
         main = self.start()
         place = self.put(main, 50, 60, 800, 600)
         screen = self.desktop.screen.split("x")
@@ -90,13 +90,13 @@ class Places(PlacesCase):
         self.wait_until("the size to be back", lambda: self.geometry(main)[2:] == place[2:])
 
     def maximise(self, window):
-        """Or back, by a double click on its title."""
+        """Maximises or restores the window by a double click on its title."""
         left, top, width, _ = window.extents
         self.desktop.xdotool("mousemove", left + width // 2, top + 8,
                              "click", "--repeat", 2, "--delay", 50, 1)
 
 
-class PlacesThatAreNone(PlacesCase):
+class UnusablePlaces(PlacesCase):
     def assert_opens_as_at_first(self, text):
         main = self.start()
         first = self.settled(main)
@@ -108,10 +108,10 @@ class PlacesThatAreNone(PlacesCase):
     def test_a_broken_file_is_ignored(self):
         self.assert_opens_as_at_first("[frmRelaybird]\nplace=12,wide,3\n\x01[")
 
-    def test_a_screen_that_is_gone_is_not_used(self):
+    def test_a_place_on_a_missing_screen_is_not_used(self):
         self.assert_opens_as_at_first("[frmRelaybird]\nplace=5000,60,800,575,0\n")
 
-    def test_a_window_is_not_made_smaller_than_what_is_in_it(self):
+    def test_a_window_is_not_made_smaller_than_its_content(self):
         self.assert_opens_as_at_first("[frmRelaybird]\nplace=50,60,210,110,0\n")
 
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The settings dialog: every setting of every tab is stored, refused values are told."""
+"""The settings dialog: all settings of all tabs are stored, and refused values are reported."""
 
 import desktop_case
 from desktop_case import ADDRESS, MAIN, DesktopCase, show_tab
@@ -110,7 +110,7 @@ class EveryTab(SettingsCase):
             settings = self.open_settings("Sender")
             settings.find(option, "radio button").click()
             settings.find(option, "radio button").wait_for_state("checked")
-            # Also where it is greyed, the list can be filled in and is kept.
+            # The list can be edited and is kept even if it is greyed.
             self.field(settings, SENDERS).enter(f"bob{code}@example.com; Carol")
             self.accept(settings)
             self.assert_stored(mintSenderFilter=code, mcolSenderList_num=2,
@@ -146,7 +146,7 @@ class EveryTab(SettingsCase):
         box = settings.find("Text To Search:", "combo box")
         for wheel, ticked in ((4, False), (5, True)):
             self.desktop.click(box.point(), wheel)
-            # A click that comes after it.
+            # A click that is handled after the wheel.
             self.tick(settings, TEXT_FILTER, ticked)
             self.assertEqual("Message Body Text", self.chosen(box))
 
@@ -187,7 +187,7 @@ class Size(SettingsCase):
 
 
 class Lists(SettingsCase):
-    """What is typed and pasted into the fields that hold lists."""
+    """Typing and pasting into fields that contain lists."""
 
     def empty_field(self, tab, name):
         self.start()
@@ -211,7 +211,7 @@ class Lists(SettingsCase):
                            mstrFwdToAddress_2='"Doe, John" <john@d.example>',
                            mstrFwdToAddress_3="c@d.example", mstrFwdToAddress_4="e@f.example")
 
-    def test_pasted_lines_become_entries_and_the_caret_stands_behind_them(self):
+    def test_pasted_lines_become_entries_and_the_caret_follows_them(self):
         _, field = self.empty_field("General", ADDRESSES)
         self.desktop.type("z@z.example")
         self.desktop.keys("Home")
@@ -223,7 +223,7 @@ class Lists(SettingsCase):
         self.desktop.type("y")
         field.wait_for_text("a@b.example; c@d.example; yz@z.example")
 
-    def test_what_an_assistive_tool_puts_in_is_treated_alike(self):
+    def test_text_from_an_assistive_tool_is_treated_alike(self):
         _, field = self.empty_field("General", ADDRESSES)
         field.accessible.set_text("a@b.example\nc@d.example")
         field.wait_for_text("a@b.example; c@d.example")
@@ -258,7 +258,7 @@ class Refusals(SettingsCase):
         self.assertEqual("Problem - " + words, self.answer("Relaybird", "OK"))
         settings.wait_gone()
 
-    def test_values_that_cannot_be_are_told_and_not_stored(self):
+    def test_invalid_values_are_reported_and_not_stored(self):
         self.start(mdblFwdToFrequency=7, mlngMaxToForward=9, mbolMaxFwdSize=True)
         self.refused("General", MINUTES, "1.9",
                      "Not allowed to check mail more often than 2 minutes.")
@@ -274,7 +274,7 @@ class Refusals(SettingsCase):
         self.leave()
         self.assert_stored(mdblFwdToFrequency=7, mlngMaxToForward=9)
 
-    def test_apply_keeps_the_dialog_and_mends_the_minutes(self):
+    def test_apply_keeps_the_dialog_and_corrects_the_minutes(self):
         self.start()
         settings = self.open_settings("General")
         self.field(settings, MINUTES).enter("1")

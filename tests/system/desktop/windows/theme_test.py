@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Light and dark themes: the windows take theirs, at the start and later, and what has a colour of
-its own can be read on all of them."""
+"""Light and dark themes: the windows follow the theme at the start and later, and text in the forms'
+own colours is readable in all of them."""
 
 import desktop_case
 from desktop_case import DesktopCase, show_tab
@@ -10,7 +10,7 @@ from driver.theme import ThemeSetting, contrast_of_text, ground, luminance
 # WCAG 2.1, 1.4.3.
 READABLE = 4.5
 FIELDS = ("Automation Status:", "Number Forwarded:", "Forwards to [1 address]:")
-# Settings that leave these fields gray, each with a text in it.
+# Settings with which these fields are gray and contain a text.
 GRAYED = {"mbolFormatForCellPhone": True, "mbolMaxFwdSize": False, "mintSenderFilter": 500,
           "mcolSenderList_num": 1, "mcolSenderList_1": "offers.example", "mbolFilterText": False,
           "mstrTextToMatch_num": 1, "mstrTextToMatch_1": "boarding pass"}
@@ -31,7 +31,7 @@ class Themes(DesktopCase):
             self.assert_contrast(main.find(name, "text"), READABLE)
 
     def assert_contrast(self, widget, wanted):
-        """What is painted comes a little after what is told."""
+        """Waits, since painting is later than the change of the accessibility tree."""
         wait_for(f"{widget} {widget.text!r} to be readable",
                  lambda: self.contrast(widget) >= wanted,
                  otherwise=lambda: f"a contrast of {self.contrast(widget)}")
@@ -43,7 +43,7 @@ class Themes(DesktopCase):
         self.assert_contrast(main.find("Current Status - Automatic forwarding turned off", "label"),
                              READABLE)
 
-    def assert_choices_not_taken_readable(self):
+    def assert_options_not_chosen_readable(self):
         settings = self.open_settings("Cell Phone")
         self.assert_contrast(settings.find("Standard format", "label"), READABLE)
         self.assert_contrast(settings.find("This will forward the entire message, including CC list "
@@ -54,14 +54,14 @@ class Themes(DesktopCase):
         self.desktop.keys("Escape")
         settings.wait_gone()
 
-    def test_a_choice_that_is_not_taken_can_be_read(self):
+    def test_an_option_that_is_not_chosen_is_readable(self):
         for theme in ("Adwaita", "Adwaita:dark", "HighContrast", "HighContrastInverse"):
             with self.subTest(theme):
                 self.start({"GTK_THEME": theme}, **GRAYED)
-                self.assert_choices_not_taken_readable()
+                self.assert_options_not_chosen_readable()
                 self.leave()
 
-    def test_the_link_of_the_about_box_can_be_read(self):
+    def test_the_link_of_the_about_box_is_readable(self):
         for theme in ("Adwaita", "Adwaita:dark", "HighContrast", "HighContrastInverse"):
             with self.subTest(theme):
                 self.start({"GTK_THEME": theme}).choose("Help", "About...")
@@ -88,7 +88,7 @@ class Themes(DesktopCase):
                 self.assert_readable(main)
                 self.leave()
 
-    def test_it_takes_another_theme_while_it_runs(self):
+    def test_it_follows_a_change_of_the_theme(self):
         with ThemeSetting(self.desktop, "HighContrast") as setting:
             main = self.start()
             self.assert_ground(main, dark=False)

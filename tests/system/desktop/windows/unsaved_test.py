@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Settings that cannot be saved: the user is told, also later by the log."""
+"""Settings that cannot be saved: a box and the log report it."""
 
 import desktop_case
 from desktop_case import MAIN, DesktopCase
@@ -9,7 +9,7 @@ MINUTES = "How often to forward mail (minutes):"
 
 class Unsaved(DesktopCase):
     def start_and_block(self):
-        """From then on a folder has the preference file's name: nothing can take its place."""
+        """Puts a folder in the place of the preference file, which cannot be replaced then."""
         main = self.start(mdblFwdToFrequency=7)
         self.home.preference_file.unlink()
         (self.home.preference_file / "folder").mkdir(parents=True)
@@ -20,9 +20,9 @@ class Unsaved(DesktopCase):
         self.desktop.clear_clipboard()
         log.find("Copy to Clipboard", "push button").click()
         lines = self.wait_until("the clipboard", self.desktop.clipboard).split("\r\n")
-        told = [line for line in lines if "The preferences could not be saved: " in line]
-        self.assertEqual(1, len(told), lines)
-        self.assertRegex(told[0], r"^\S+ \S+--> The preferences could not be saved: .*"
+        logged = [line for line in lines if "The preferences could not be saved: " in line]
+        self.assertEqual(1, len(logged), lines)
+        self.assertRegex(logged[0], r"^\S+ \S+--> The preferences could not be saved: .*"
                          + self.home.preference_file.name)
 
     def test_settings_that_are_accepted(self):
