@@ -206,6 +206,7 @@ void setLinkColour(wxHyperlinkCtrl& link, const wxColour& colour) {
   gtk_css_provider_load_from_data(style, css.utf8_str(), -1, nullptr);
 }
 
+// WHY: GTK's overlay scroll bars hide until the pointer moves and cover the last line of the text.
 void showScrollBars(wxWindow& window) {
   auto* widget = static_cast<GtkWidget*>(window.GetHandle());
   if (GTK_IS_SCROLLED_WINDOW(widget)) {
@@ -215,18 +216,21 @@ void showScrollBars(wxWindow& window) {
 
 void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal) {
   auto* window = GTK_WINDOW(dialog.GetHandle());
+  // WHY not wxDialog::ShowModal(): it blocks until the dialog closes, but forms are shown without
+  // blocking.
   gtk_window_set_transient_for(window, GTK_WINDOW(owner.GetHandle()));
   gtk_window_set_modal(window, modal ? TRUE : FALSE);
 }
 
 void exemptFromModality(wxTopLevelWindow& window) {
-  // A window keeps its group.
+  // A modal dialog blocks only windows of its own group. The window holds the reference to its
+  // group.
   GtkWindowGroup* group = gtk_window_group_new();
   gtk_window_group_add_window(group, GTK_WINDOW(window.GetHandle()));
   g_object_unref(group);
 }
 
-// X11's window managers tell, by EWMH. Wayland's compositors do not, to programs of this toolkit.
+// Window managers on X11 announce this (EWMH). On Wayland GTK offers no such information.
 bool windowsCanBeMinimised() {
   GdkScreen* screen = gdk_screen_get_default();
   return screen != nullptr && GDK_IS_X11_SCREEN(screen) &&

@@ -4,8 +4,8 @@
 //
 // The panel, a process of its own, loads the pictures by name from a folder. So the built-in
 // pictures are written to `iconFolder` first; if that fails, the program's installed icon is shown.
-// If icons stay away for too long (IconAbsence), the listener is told, so that the program does not
-// stay hidden behind an icon that nobody sees.
+// If no panel shows icons for too long (IconAbsence), the listener is called, so that the program
+// does not stay hidden without a visible icon.
 #include "ui/desktop/native/tray_icon.h"
 
 #include <gtk/gtk.h>

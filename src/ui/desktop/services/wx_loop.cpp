@@ -48,6 +48,7 @@ class WxTimer : public Timer, private wxTimer {
   bool enabled() const override { return enabled_; }
 
  private:
+  // An interval of 0 is no interval: the timer is enabled but does not tick.
   void start() {
     if (interval_.count() > 0) {
       Start(static_cast<int>(interval_.count()));
@@ -121,6 +122,7 @@ void endMainLoop() {
 
 WxScreen::WxScreen(std::function<void()> onEnd) : onEnd_(std::move(onEnd)) {}
 
+// Paints at once, without running other events.
 void WxScreen::repaint() {
   for (wxWindow* window : wxTopLevelWindows) {
     if (window->IsShown()) {

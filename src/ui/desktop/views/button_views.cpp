@@ -157,6 +157,8 @@ class CheckBoxView : public WidgetView {
   wxCheckBox* box_;
 };
 
+// Whether the option starts a group. The toolkit puts the options that follow it into the same
+// group.
 bool isFirstOfGroup(const Control& control) {
   for (const Control* other : control.form().controls()) {
     if (other->kind() == ControlKind::kOptionButton && other->group() == control.group()) {
@@ -166,6 +168,7 @@ bool isFirstOfGroup(const Control& control) {
   return true;
 }
 
+// Whether the form has chosen no option of the control's group.
 bool noneOfGroupIsChosen(const Control& control) {
   const auto& all = control.form().controls();
   return std::none_of(all.begin(), all.end(), [&](const Control* other) {

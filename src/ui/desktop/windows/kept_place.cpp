@@ -35,8 +35,8 @@ std::string nameOf(const wxTopLevelWindow& window) {
   return fromWx(window.GetName());
 }
 
-// Stores where the window is. For a maximised window only the state is stored: the toolkit does not
-// tell its normal size and position. A minimised window is ignored for the same reason.
+// Stores where the window is. For a maximised window only that state is stored, because the toolkit
+// does not report the size to which it would be restored. A minimised window is ignored.
 void keepPlace(const wxTopLevelWindow& window, WindowPlaces& places) {
   if (!window.IsShown() || window.IsIconized()) {
     return;

@@ -60,12 +60,14 @@ MainWindow::MainWindow(frmRelaybird& form, WindowPlaces& places)
   panel->SetSizer(all);
   all->SetSizeHints(this);
   leaveClosingToForm(*this);
+  // The form's own colours are mixed with those of the theme, so they are computed again.
   Bind(wxEVT_SYS_COLOUR_CHANGED, [this](wxSysColourChangedEvent& event) {
     event.Skip();
     showAll();
   });
   Bind(wxEVT_ACTIVATE, [this](wxActivateEvent& event) {
     event.Skip();
+    // Later, because the toolkit restores the focus while it handles this event.
     later(*this, [this] { keepFocus(); });
   });
   pulse_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { showProgress(); });

@@ -87,14 +87,16 @@ SettingsWindow::SettingsWindow(MainWindow& owner, frmPrefs& form)
       event.Skip();
     }
   });
+  // The form's own colours are mixed with those of the theme, so they are computed again.
   Bind(wxEVT_SYS_COLOUR_CHANGED, [this](wxSysColourChangedEvent& event) {
     event.Skip();
     showAll();
   });
 }
 
-// Shows the next or previous page. WHY the focus is set: the toolkit moves it to the page, where it
-// belongs only if it was on a page before; otherwise it returns to the control that had it.
+// Shows the next or previous page, whatever has the focus. WHY the focus is set: the toolkit moves
+// it to the page, where it belongs only if it was on a page before; otherwise it returns to the
+// control that had it.
 void SettingsWindow::turnPage(bool forward) {
   wxWindow* const focus = FindFocus();
   const bool inside = focus == nullptr || book_->GetCurrentPage()->IsDescendant(focus);
@@ -151,7 +153,7 @@ wxWindow* SettingsWindow::senderTab(wxWindow* book) {
   page->heading(add(page, frm_.lblReceivedFrom, {.emphasised = true}));
   auto* frame = addFrame(wxVERTICAL, page, frm_.frmReceivedFrom);
   wxWindow* box = frame->GetStaticBox();
-  setLabelFor(*box, box);
+  setLabelFor(*box, box);  // WHY: otherwise the title would name the first option in the frame
   const wxSizerFlags part = wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap));
   frame->Add(add(box, frm_.opbFwdAll), part);
   frame->Add(add(box, frm_.opbFwdAllBut), part);
