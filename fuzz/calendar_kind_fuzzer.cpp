@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A calendar object of any bytes.
+// Any bytes as a calendar object.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// Ends the process, so that the fuzzer keeps the input, where a property does not hold.
+/// Aborts the process where a property does not hold, so that the fuzzer keeps the input.
 #define RB_CHECK(property)                                                        \
   do {                                                                            \
     if (!(property)) {                                                            \

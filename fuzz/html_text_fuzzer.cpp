@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The body of a stranger's mail: a first line that says which character set it claims, then the
-// document.
+// Any bytes as the body of a mail: the first line names a character set, the rest is the document.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -25,7 +24,8 @@ void checkCharset(std::string_view label, std::string_view bytes) {
 }
 
 void checkHtml(std::string_view html) {
-  // An element makes a few characters (an indented list mark) out of as many, a bad byte three.
+  // An element yields at most as many characters as it has (an indented list mark), a bad byte
+  // three.
   constexpr std::size_t kGrowth = 8;
   const std::string text = htmlToText(html);
   RB_CHECK(isValidUtf8(text));

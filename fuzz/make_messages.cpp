@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Writes made messages for the fuzzers to begin with, a folder for each target: whole messages,
-// what stands in their header fields, and their HTML. usage: FOLDER COUNT
+// Writes inputs from which the fuzzers start, a folder for each target: whole messages, the values
+// of their header fields, and their HTML. usage: FOLDER COUNT
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -27,7 +27,7 @@ void write(const std::filesystem::path& file, std::string_view bytes) {
   }
 }
 
-// Each field as that target reads it: a letter that names the reader, then the field's value.
+// Writes each field as that target reads it: a letter that names the reader, then the value.
 void writeFields(const HeaderBlock& headers, const std::filesystem::path& folder,
                  const std::string& name) {
   static constexpr std::pair<const char*, char> kReaders[] = {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A message of any bytes: its kind, its texts and attachments, and the forward made of it, which
-// must again be a message that says the same.
+// Any bytes as a message: its kind, its texts and attachments, and the forward made of it, which
+// must be a message with the same content.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

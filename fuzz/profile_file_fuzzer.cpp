@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Any bytes as a profile file, and a setting put into it: what is set is read back, every other key
-// still reads the same, and all other lines keep their bytes. The input's last three lines, if it
-// has as many, name section, key and value; what is before them is the file.
+// Any bytes as a profile file, into which a setting is written: the setting is read back, every
+// other key has the same value, and all other lines keep their bytes. The last three lines of the
+// input, if it has so many, are section, key and value; the lines before them are the file.
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -27,7 +27,7 @@ void require(bool holds, const char* what) {
   std::abort();
 }
 
-// A disk of nothing but files in memory.
+// A file system in memory.
 class MemoryFiles : public FileSystem {
  public:
   std::map<std::string, std::string> contents;
@@ -130,7 +130,7 @@ std::vector<std::string> linesOf(std::string_view text) {
   return lines;
 }
 
-// The names of all lines that look like sections and keys, however they count.
+// The names of all lines that look like sections and keys, whether they count as such or not.
 std::vector<std::pair<std::string, std::string>> namesIn(const std::vector<std::string>& lines) {
   std::vector<std::pair<std::string, std::string>> names;
   std::string section;
@@ -153,7 +153,7 @@ bool sameName(std::string_view left, std::string_view right) {
                     [&](char a, char b) { return lower(a) == lower(b); });
 }
 
-// How a value that was set comes back.
+// The value as it is read back.
 std::string asRead(std::string_view value) {
   value = trimProfileBlanks(value);
   if (value.size() >= 2 && value.front() == value.back() &&
@@ -163,7 +163,7 @@ std::string asRead(std::string_view value) {
   return std::string(firstCharacters(value, kProfileBufferSize - 1));
 }
 
-// `after` is `before` with at most one line changed, or up to two whole lines put in somewhere.
+// Whether `after` is `before` with at most one line changed, or with up to two lines inserted.
 void requireOneChange(const std::vector<std::string>& before,
                       const std::vector<std::string>& after) {
   const auto [b, a] = std::mismatch(before.begin(), before.end(), after.begin(), after.end());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What stands in address headers, address books and the lists that a user types. The first byte
-// says which reader the rest is for.
+// Any bytes as an address header, an address book or a list that a user types. The first byte
+// selects the reader of the rest.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -67,8 +67,8 @@ void checkAddress(std::string_view text) {
   RB_CHECK(text.front() == '"' || text.find_first_of(" ,;<>()") == std::string_view::npos);
 }
 
-// What leaves is what was typed: nothing of an accepted text is missing in what it is read as, and
-// what is written is read again by everybody.
+// An accepted text must be sent as typed: nothing of it is missing in the mailbox that was read,
+// and every reader reads the written form back.
 void checkRecipient(std::string_view typed) {
   const auto mailbox = readRecipient(typed);
   if (!mailbox) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a forward takes along of its source: files, pictures, embedded and signed messages.
+// The attachments that a forward carries: files, pictures, embedded and signed messages.
 #include <gtest/gtest.h>
 
 #include "message/forward_samples.h"
@@ -9,13 +9,13 @@
 namespace relaybird {
 namespace {
 
-// A message of one attachment with these fields and this content.
+// A message with one attachment that has these fields and this content.
 std::unique_ptr<Message> withAttachment(const std::string& fields, const std::string& content) {
   return messageOf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nhi\n--b\n" + fields + "\n" +
                    content + "\n--b--\n");
 }
 
-// What the forward of that carries.
+// The attachment in the forward of that message.
 std::string carriedContent(const Message& source) {
   const std::string text = forwardOf(source);
   EXPECT_EQ(brokenRules(text), std::vector<std::string>());

@@ -22,7 +22,7 @@ MessageKind kindOfFields(const std::string& fields) {
   return kindOf("Message-ID: <x@example.org>\n" + fields + "\nhello\n");
 }
 
-// A trace field with so many marks of other users.
+// A trace field with `count` marks of other users.
 std::string traceOf(std::size_t count) {
   std::string field = "X-Relaybird-Trace:";
   for (std::size_t i = 0; i < count; ++i) {
@@ -167,7 +167,7 @@ TEST(Circles, ANoticeThatNamesAForwardInItsTextIsAnAnswer) {
   }
 }
 
-// A bounce of what the user wrote himself in such a thread is news to him.
+// The user needs to see a bounce of a message that he wrote himself in such a thread.
 TEST(Circles, ANoticeThatReturnsMailInWhoseThreadAForwardStandsIsNoAnswer) {
   for (const char* text :
        {"References: <a@b.example>\n <own-forward-1@example.org>\n",

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whatever message comes in, what leaves obeys the rules for mail.
+// Forwards obey the rules for mail, whatever message comes in.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -48,8 +48,8 @@ std::string listOf(const std::vector<std::string>& wrong) {
   return all;
 }
 
-// What a reader finds in the attachments, CR left out because those of lines are LF on the disk.
-// Broken quoted-printable reads as one thing here and as another there.
+// The decoded attachments without CR, because line ends on the disk are LF. Empty where the source
+// has quoted-printable content: readers differ about malformed escapes.
 std::multiset<std::string> contentsOf(const Message& message, const Message& source) {
   std::multiset<std::string> all;
   for (std::size_t i = 0; i < message.layout().attached.size(); ++i) {
@@ -74,7 +74,7 @@ void expectCarried(const std::string& bytes, std::uint32_t number) {
   }
 }
 
-// The forward as it is, and as a short text.
+// The forward with the quoted text, and with a short text of its own.
 void expectRight(const std::string& bytes, const std::string& name) {
   const auto source = messageOf(bytes);
   ForwardDraft draft = draftOf(*source);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Forwards of the sample messages, and a look at their parts.
+// Makes forwards of the sample messages and finds their parts.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -46,7 +46,7 @@ inline std::string forwardOf(const Message& source) {
   return written(draftOf(&source));
 }
 
-/// All parts of a message that have no parts of their own.
+/// All parts of a message without child parts.
 inline void collect(const Part& part, std::vector<const Part*>& leaves) {
   if (!part.multipart) {
     leaves.push_back(&part);

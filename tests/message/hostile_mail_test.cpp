@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Messages made to break a reader: each must be taken apart and forwarded, in reasonable time.
+// Messages made to break a reader. Each must be read and forwarded in reasonable time.
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -11,7 +11,7 @@
 namespace relaybird {
 namespace {
 
-// Does everything that can be done with a message, and answers the text of its forward.
+// Calls everything that a message offers, and returns the text of its forward.
 std::string useUp(const std::string& bytes) {
   kindOf(bytes);
   const auto source = messageOf(bytes);

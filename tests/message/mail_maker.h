@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Messages in every form that mail comes in, right and wrong, by number: the same number makes the
-// same message everywhere. Tests read them, and the message fuzzer begins with them.
+// Makes messages in every form that mail has, correct and malformed, by number: a number makes the
+// same message everywhere. Tests read them, and the message fuzzer starts from them.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The sample messages of tests/data/mail, and what tests ask of messages.
+// The sample messages of tests/data/mail, and helpers to read messages in tests.
 #pragma once
 
 #include <memory>
@@ -13,13 +13,13 @@
 
 namespace relaybird {
 
-/// The user's own marks as the samples bear them.
+/// The user's own marks, as the samples contain them.
 inline OwnMarks sampleMarks() {
   return {[](std::string_view mark) { return mark == "sample-trace"; },
           [](std::string_view id) { return id.starts_with("<own-forward-"); }};
 }
 
-/// The bytes of a sample; throws where there is none of that name.
+/// The bytes of a sample; throws where no sample has that name.
 inline std::string sample(const std::string& name) {
   std::ifstream in(std::string(RB_MAIL_SAMPLES) + "/" + name, std::ios::binary);
   if (!in) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Files without a disk, which record how they were used.
+// Files in memory, which record how they were used.
 #pragma once
 
 #include <algorithm>
@@ -38,12 +38,12 @@ class MemoryInput : public InputFile {
     return count;
   }
 
-  /// Cuts the file as another program might, behind the back of whoever has it open.
+  /// Cuts the file as another program might while it is open.
   void truncate(std::size_t size) { bytes_.resize(size); }
 
   bool failing = false;
   int reads = 0;
-  std::uint64_t readTo = 0;  ///< no byte behind this one was ever read
+  std::uint64_t readTo = 0;  ///< the end of what has been read
 
  private:
   std::string bytes_;

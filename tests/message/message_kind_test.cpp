@@ -222,7 +222,7 @@ TEST(CalendarKind, HostileObjectsCostLittle) {
   }
   EXPECT_EQ(calendarKindOf(nested + head), MessageKind::kMail);
   EXPECT_EQ(calendarKindOf(head + parameters + ";PARTSTAT=ACCEPTED:x\n"),
-            MessageKind::kTaskUpdate);  // behind the part that is read
+            MessageKind::kTaskUpdate);  // beyond the bytes that are read
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace {
 
 using Lines = std::vector<std::string_view>;
 
-// The lines without their line ends. A line end that nothing follows begins no line.
+// The lines without their line ends. The last line end does not begin another line.
 Lines linesOf(std::string_view text) {
   Lines lines;
   while (!text.empty()) {
@@ -111,7 +111,7 @@ class Checker {
     }
     static const std::regex word("=\\?[^? \t]*\\?[BbQq]\\?[^? \t]*\\?=");
     const std::string text(line);
-    // What stands within quotes or another word is no encoded word (section 5).
+    // Inside quotes or another word there are no encoded words (section 5).
     bool any = false;
     for (auto at = std::sregex_iterator(text.begin(), text.end(), word);
          at != std::sregex_iterator(); ++at) {

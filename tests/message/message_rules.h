@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The rules for a message that leaves (RFC 5322, 2045, 2046, 2047), read off its bytes by a parser
-// that shares nothing with the program's own.
+// Checks the rules for a message that is sent (RFC 5322, 2045, 2046, 2047), with a parser of its
+// own that shares nothing with the program's.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace relaybird {
 
-/// What is wrong with a message as it is stored, with LF line ends; empty where nothing is.
+/// The rules that a stored message with LF line ends breaks; empty where it breaks none.
 std::vector<std::string> brokenRules(std::string_view message);
 
 }  // namespace relaybird

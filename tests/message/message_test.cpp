@@ -115,7 +115,7 @@ TEST(Message, ARawSubjectIsReadInTheCharacterSetOfTheBody) {
       "été");
 }
 
-// Subjects were read so, and names beside them as if they were Latin letters.
+// Subjects were read correctly, but names beside them as Latin letters.
 TEST(Message, RawNamesOfTheWritersAreReadInTheCharacterSetOfTheBodyToo) {
   const std::string body = "Content-Type: text/plain; charset=koi8-r\n\n\xF0\n";
   for (const char* name : {"\xF0\xD2\xC9", "\"\xF0\xD2\xC9\"", "=?koi8-r?Q?=F0?=\xD2\xC9"}) {
@@ -140,7 +140,7 @@ TEST(Message, RawNamesOutsideOfTheBodysCharacterSetAreLatin) {
   }
 }
 
-// The subject came out as Chinese characters, its ASCII too.
+// The whole subject, its ASCII included, became Chinese characters.
 TEST(Message, ARawSubjectIsNotReadInACharacterSetThatDoesNotContainAscii) {
   for (const char* charset : {"utf-16", "utf-16le", "utf-32", "utf-7"}) {
     EXPECT_EQ(

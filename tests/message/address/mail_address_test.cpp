@@ -164,7 +164,7 @@ TEST(MailAddress, WhatIsFormattedIsReadAgain) {
   }
 }
 
-// It was shown with its domain as typed, and read again it was another address.
+// The address was shown with the domain as typed, which was another address when read again.
 TEST(MailAddress, AnAddressThatAnEncodedWordTurnsOutToBeHasItsWireForm) {
   const auto read = parseAddressList("=?utf-8?Q?jos=C3=A9=40ex=C3=A4mple=2Eorg?=");
   ASSERT_EQ(read.size(), 1U);
@@ -212,7 +212,7 @@ TEST(MailAddress, AnEndlessDomainIsLeftAsItIs) {
 }
 
 TEST(MailAddress, ACommentThatStrayQuotesHideLeaksNothing) {
-  // The sanitizer build looks for the leak.
+  // The build with AddressSanitizer finds the leak.
   EXPECT_LE(parseAddressList("q l\"@x,\"u@3 \"open <x@y>,a@b\"a \\\" b\"@c ( (c (d)) e@f").size(),
             1u);
   const auto smiling = parseAddress("\"Smith :(\" <smith@example.org>");

@@ -21,7 +21,7 @@ TEST(StrictMailbox, MailToWhatIsNotWhollyOneAddressGoesNowhere) {
         // Comments.
         "joe(work)@example.com"sv, "joe@example.com (Joe)"sv, "(Joe) joe@example.com"sv,
         "joe@(x)example.com"sv, "Joe <joe@example.com> (work)"sv, "Joe (work) <joe@example.com>"sv,
-        // Something before or behind.
+        // Text before or behind the address.
         "joe@example.com."sv, "joe@example.com,"sv, "joe@example.com;"sv, "joe@example.com>"sv,
         "<joe@example.com"sv, "joe@example.com x"sv, "x joe@example.com"sv, "Joe joe@example.com"sv,
         "<joe@example.com> x"sv, "Joe <joe@example.com>."sv, "mailto:joe@example.com"sv,
@@ -30,19 +30,19 @@ TEST(StrictMailbox, MailToWhatIsNotWhollyOneAddressGoesNowhere) {
         "joe@example.com'"sv, "\"joe@example.com\""sv, " joe@example.com"sv, "joe@example.com "sv,
         "Joe < joe@example.com>"sv, "Joe <joe@example.com >"sv, "joe @example.com"sv,
         "joe@ example.com"sv, "joe@@example.com"sv,
-        // Several, routes and groups.
+        // Lists, routes and groups.
         "joe@example.com, ann@example.com"sv, "joe@example.com ann@example.com"sv,
         "joe@example.com;ann@example.com"sv, "joe@example.com <ann@example.com>"sv,
         "Doe, Joe <joe@example.com>"sv, "<joe@example.com>,<ann@example.com>"sv,
         "<joe@example.com> <ann@example.com>"sv, "<@a.org,@b.org:joe@example.com>"sv,
         "@a.org:joe@example.com"sv, "Team: joe@example.com;"sv, "Team:joe@example.com"sv,
         "undisclosed-recipients:;"sv,
-        // Quotes that do not close, and names that are none.
+        // Unclosed quotes and invalid names.
         "\"joe@example.com"sv, "\"Joe <joe@example.com>"sv, "Joe\" <joe@example.com>"sv,
         "jo\"e\"@example.com"sv, "\"joe\"x@example.com"sv, "[List] Joe <joe@example.com>"sv,
         "Joe \\ <joe@example.com>"sv, "=?utf-8?Q?Joe?= <joe@example.com>"sv,
         "\"=?utf-8?Q?Joe?=\" <joe@example.com>"sv,
-        // Control characters, and what nobody sees.
+        // Control characters and invisible characters.
         "joe@example.com\n"sv, "joe@exam\nple.com"sv, "joe@example.com\r\nBcc: ann@example.com"sv,
         "joe\t@example.com"sv, "joe@example.com\0"sv, "jo\0e@example.com"sv,
         "joe\x7F@example.com"sv, "J\x1Boe <joe@example.com>"sv, "jo\u200Be@example.com"sv,
@@ -53,7 +53,7 @@ TEST(StrictMailbox, MailToWhatIsNotWhollyOneAddressGoesNowhere) {
         "joe.@example.com"sv, ".joe@example.com"sv, "jo..e@example.com"sv, "joe@.example.com"sv,
         "joe@example..com"sv, "joe@-example.com"sv, "joe@example-.com"sv, "-f@example.com"sv,
         "<-f@example.com>"sv, "--@example.com"sv,
-        // No address at all.
+        // Not an address.
         ""sv, "joe"sv, "@"sv, "@example.com"sv, "joe@"sv, "<>"sv, "Joe <>"sv, "joe example.com"sv,
         "joe at example.com"sv, "joe\\@example.com"sv, "joe@[192.0.2]"sv, "joe@[192.0.2.1"sv,
         "joe@192.0.2.1]"sv, "joe@[2001:db8::1]"sv, "joe@exa mple.com"sv, "joe@exam_ple.c om"sv}) {
@@ -131,7 +131,7 @@ TEST(StrictMailbox, AFieldWithAnythingOddInItIsReadAsNothing) {
   }
 }
 
-// Texts put together of pieces that matter to readers of addresses, the same in every run.
+// Texts composed of pieces that matter to readers of addresses, the same in every run.
 std::string oddText(std::mt19937& random) {
   static const std::vector<std::string> kPieces = {
       "joe",      "@",      "example.com", ".",       " ",      "<",   ">", "\"",     "\\",

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// HTML made to take our time, our stack or the reader's text.
+// HTML that tries to take long, exhaust the stack or hide the text.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -27,7 +27,7 @@ TEST(HostileHtml, ALargeTableKeepsItsCells) {
 }
 
 TEST(HostileHtml, ACharacterBehindALoneAngleBracketIsNotCutInTwo) {
-  // At such a tag the parser gives up; the rest is fed to it anew.
+  // The parser gives up at such a tag; a fresh one reads the rest.
   const std::string start = "</t" + repeated("\uFFFD", 7) + "\x01" + "i8-r\na<!--td></tr>";
   for (std::size_t size = 970; size < 990; ++size) {
     EXPECT_TRUE(isValidUtf8(htmlToText(start + std::string(size, 'x') + "<\u20ac"))) << size;
@@ -96,7 +96,7 @@ TEST(HostileHtml, TensOfThousandsOfEachTrapAreSurvived) {
   }
 }
 
-// Tags of `perTag` attributes, all of different names, `count` in all.
+// `count` attributes with different names, `perTag` of them in each tag.
 std::string attributes(std::size_t count, std::size_t perTag) {
   std::string tags;
   for (std::size_t i = 0; i < count; ++i) {

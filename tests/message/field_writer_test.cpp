@@ -10,7 +10,7 @@
 namespace relaybird {
 namespace {
 
-// The field's value, as a reader of the message has it.
+// The field's value as a reader of the message sees it.
 std::string valueOf(const std::string& field) {
   return field.substr(field.find(':') + 1);
 }
@@ -25,7 +25,7 @@ TEST(AddressField, IsWrittenOnOneLineWhereItFits) {
             "From: =?utf-8?B?SsO2cmc=?= <joe@xn--mnchen-3ya.example>\n");
 }
 
-// GMime's writer made "joe@\u0080.example" of it.
+// GMime's writer turned this into "joe@\u0080.example".
 TEST(AddressField, AWireFormThatDecodesToNothingGoodStaysAsItIs) {
   EXPECT_EQ(addressField("To", {{"", "joe@xn--a.example"}, {"A", "joe@XN--MNCHEN-3YA.example"}}),
             "To: joe@xn--a.example, A <joe@XN--MNCHEN-3YA.example>\n");

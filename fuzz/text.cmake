@@ -1,2 +1,0 @@
-rb_fuzz(html_text SOURCES html_text_fuzzer.cpp LIBS rb_message_text)
-rb_fuzz(words_and_addresses SOURCES words_and_addresses_fuzzer.cpp LIBS rb_message_address rb_prefs)
