@@ -27,7 +27,7 @@ Files filesOf(const std::string& book) {
   return files;
 }
 
-TEST(ChmBook, HandsOutEveryPageByteForByte) {
+TEST(ChmBook, ReadsEveryPageByteForByte) {
   const Files files = filesOf(HELP_FILE);
   for (const auto& entry : std::filesystem::directory_iterator(HELP_PAGES)) {
     const std::string name = entry.path().filename().string();
@@ -36,7 +36,7 @@ TEST(ChmBook, HandsOutEveryPageByteForByte) {
   }
 }
 
-TEST(ChmBook, HandsOutTheContentsAndTheIndex) {
+TEST(ChmBook, ReadsTheContentsAndTheIndex) {
   const Files files = filesOf(HELP_FILE);
   EXPECT_THAT(files, Contains(Key("rbx.hhc")));
   EXPECT_THAT(files, Contains(Key("rbx.hhk")));
@@ -47,7 +47,7 @@ std::string errorOf(const std::string& book) {
   return read ? "" : read.error().text;
 }
 
-TEST(ChmBook, AFileThatIsNotThereIsAnError) {
+TEST(ChmBook, AMissingFileIsAnError) {
   const TempFolder folder;
   EXPECT_THAT(errorOf(folder.path("none.chm")), HasSubstr("cannot be opened"));
 }
@@ -58,7 +58,7 @@ TEST(ChmBook, AFileOfAnotherKindIsAnError) {
   EXPECT_THAT(errorOf(folder.path("text.chm")), HasSubstr("cannot be opened"));
 }
 
-TEST(ChmBook, AFileThatWasCutOffIsAnError) {
+TEST(ChmBook, ATruncatedFileIsAnError) {
   const TempFolder folder;
   const std::string whole = readBytes(HELP_FILE);
   writeBytes(folder.path("cut.chm"), whole.substr(0, whole.size() / 2));

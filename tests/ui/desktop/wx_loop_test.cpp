@@ -61,7 +61,7 @@ class WxLoopTest : public testing::Test {
   bool started_ = false;
 };
 
-TEST_F(WxLoopTest, ATimerThatThrowsTicksOn) {
+TEST_F(WxLoopTest, ATimerThatThrowsContinues) {
   ASSERT_TRUE(started_);
   WxLoop loop;
   int ticks = 0;
@@ -76,7 +76,7 @@ TEST_F(WxLoopTest, ATimerThatThrowsTicksOn) {
 
 // The application opens a box for an exception, and a timer does not tick again before its tick has
 // returned.
-TEST_F(WxLoopTest, WhatATimerThrowsIsToldWhenItsTickIsOver) {
+TEST_F(WxLoopTest, AnExceptionOfATimerIsReportedAfterItsTick) {
   ASSERT_TRUE(started_);
   WxLoop loop;
   std::vector<std::string> order;
@@ -91,7 +91,7 @@ TEST_F(WxLoopTest, WhatATimerThrowsIsToldWhenItsTickIsOver) {
   EXPECT_EQ(order, (std::vector<std::string>{"an event of the tick", "told"}));
 }
 
-TEST_F(WxLoopTest, AnEventThatThrowsLeavesTheNextOnesInTheirOrder) {
+TEST_F(WxLoopTest, AnEventThatThrowsDoesNotAffectLaterEvents) {
   ASSERT_TRUE(started_);
   WxLoop loop;
   std::vector<int> order;
@@ -105,7 +105,7 @@ TEST_F(WxLoopTest, AnEventThatThrowsLeavesTheNextOnesInTheirOrder) {
   EXPECT_EQ(app_->faults, 1);
 }
 
-TEST_F(WxLoopTest, EventsOfALoopThatIsGoneAreDropped) {
+TEST_F(WxLoopTest, EventsOfADestroyedLoopAreDropped) {
   ASSERT_TRUE(started_);
   bool ran = false;
   {

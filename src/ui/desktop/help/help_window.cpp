@@ -123,7 +123,7 @@ Result<void> HelpWindow::load(const std::string& file) {
   controller_->SetShouldPreventAppExit(false);
   if (!controller_->AddBook(wxString("memory:") + kProject)) {
     unload();
-    return Error{0, "The help file " + file + " holds no manual."};
+    return Error{0, "The help file " + file + " contains no manual."};
   }
   loaded_ = file;
   return {};
