@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Chooses between terminal and script by the kinds of standard input and output, makes the forms
+// over the store, and translates signals: SIGTERM and SIGINT end the program, SIGHUP makes a
+// script's console read the preferences again.
 #include "app/console_application.h"
 
 #include <sys/ioctl.h>
@@ -18,7 +21,7 @@
 namespace relaybird {
 namespace {
 
-// Of the lines that scripts read and write; docs/console.md.
+// The version of the lines that scripts read and write; docs/console.md.
 constexpr int kProtocol = 1;
 
 bool isNullDevice(int descriptor) {
@@ -68,7 +71,7 @@ ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, 
       input_(standardInputKind()),
       sink_(STDOUT_FILENO, signals_.descriptor(), [this] { outputBroken(); }) {}
 
-// The store goes last of what works, and may have a last line for a log that is gone.
+// The store is closed last, and its last notices may find the log gone.
 ConsoleApplication::~ConsoleApplication() {
   signalWatch_.reset();
   session_.reset();
@@ -192,7 +195,7 @@ void ConsoleApplication::greet() {
   }
 }
 
-// Called from within any output.
+// May be called inside any output, so the end is posted.
 void ConsoleApplication::outputBroken() {
   status_ = 1;
   loop_.post([this] { session_->end(); });
@@ -212,7 +215,7 @@ void ConsoleApplication::hungUp() {
   }
 }
 
-// A pass that is on the stack ends after the item in hand; the loops return after it.
+// A pass that is running ends after the current item; then the loops return.
 void ConsoleApplication::end() {
   forms_->shutDown();
   loop_.quit();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// relaybird-console put together: the store, the forms, and the console over them.
+// Puts relaybird-console together: the store, the forms, and the console that shows them.
 #pragma once
 
 #include <memory>
@@ -20,7 +20,7 @@ namespace relaybird {
 
 class ConsoleApplication {
  public:
-  /// What keeps the program from starting goes to `err`, which must outlive it.
+  /// Writes the reason why the program cannot start to `err`, which must outlive it.
   ConsoleApplication(ProgramIdentity identity, Manual manual, std::ostream& err);
   ~ConsoleApplication();
 

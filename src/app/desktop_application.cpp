@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The windows' program: start-up with the hand-over to a running instance, the actions of the
+// desktop entry, and an orderly end. Forms and windows are made in OnInit, but started from the
+// main loop, so that boxes at the start find a running loop.
 #include "app/desktop_application.h"
 
 #include <wx/evtloop.h>
@@ -23,8 +26,8 @@
 namespace relaybird {
 namespace {
 
-// Whether one of our windows has the keys. The windows know it at once; the toolkit's word for the
-// whole program comes only when nothing runs, which during a pass is too late.
+// Whether one of our windows has the keyboard focus. Asks the windows, because wxApp::IsActive() is
+// updated only when the loop is idle, which is too late during a pass.
 bool looksOn() {
   return std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), [](wxWindow* window) {
     auto* top = dynamic_cast<wxTopLevelWindow*>(window);
@@ -32,7 +35,7 @@ bool looksOn() {
   });
 }
 
-// The actions of the desktop entry, by their names there, and what they stand for in the menu.
+// The actions of the desktop entry, and the menu items that they run.
 struct Action {
   const char* name;
   Control MainControls::*control;
@@ -49,7 +52,7 @@ std::vector<std::string> actionNames() {
   return names;
 }
 
-// Of an action that was announced.
+// `name` is one of kActions.
 Control& controlOf(const std::string& name, MainControls& window) {
   const auto* found = std::find_if(std::begin(kActions), std::end(kActions),
                                    [&](const Action& action) { return name == action.name; });
@@ -76,15 +79,14 @@ bool DesktopApplication::OnInit() {
   });
   prepare();
   if (refusal_) {
-    // Told in OnRun: the exit status of a program whose start fails here would not be ours.
+    // Reported in OnRun: if OnInit fails, the program cannot choose its exit status.
     return true;
   }
   makeForms();
   return true;
 }
 
-// Who has the mailbox may be ending, or has only begun and cannot be found yet: the second look
-// waits a moment.
+// The instance holding the mailbox may be exiting or starting, so the second try waits a moment.
 void DesktopApplication::prepare() {
   for (const auto wait : {InstanceLock::Wait::kNone, InstanceLock::Wait::kMoment}) {
     refusal_ = core_->prepare(wait);
@@ -160,7 +162,7 @@ void DesktopApplication::makeForms() {
   });
 }
 
-// To the front, from behind other windows, from the task bar or from the notification area.
+// Shows the main window in front, also from the task bar and the notification area.
 void DesktopApplication::raise() {
   if (!forms_ || ending()) {
     return;
@@ -172,8 +174,8 @@ void DesktopApplication::raise() {
   }
 }
 
-// What the user picks from the program's menu of his desktop. He has no way past a box to the menu
-// of the window, and so none here.
+// Runs what the user picks from the program's menu on the desktop. While a box is open the window's
+// menu cannot be used, so these actions are refused too.
 void DesktopApplication::act(const std::string& action) {
   if (!started_) {
     asked_.push_back(action);
@@ -205,7 +207,7 @@ int DesktopApplication::OnRun() {
   return status_ != 0 ? status_ : run;
 }
 
-// A program that could not show its window must not go on unseen, with the mailbox in its hands.
+// A program that could not show its window must not keep running unseen and hold the mailbox.
 void DesktopApplication::start() {
   bool started = false;
   try {
@@ -224,8 +226,8 @@ void DesktopApplication::start() {
   }
 }
 
-// Within any event. A pass that is on the stack ends after the item in hand, a box with the answer
-// that changes nothing.
+// May be called inside any event. A running pass ends after the current item, an open box with the
+// answer that changes nothing.
 void DesktopApplication::endProgram() {
   if (session_) {
     session_->giveUp();
@@ -235,7 +237,7 @@ void DesktopApplication::endProgram() {
 }
 
 int DesktopApplication::OnExit() {
-  // Not before: a dialog of its own may have been open.
+  // Not earlier: the help window may have had a dialog open.
   help_.close();
   if (places_) {
     places_->write();
@@ -249,7 +251,7 @@ int DesktopApplication::OnExit() {
     core_->closeStore();
   }
   session_.reset();
-  // The desktop has waited for this.
+  // Tells the desktop, which waits for it, that the program has ended.
   sessionEnd_.reset();
   return wxApp::OnExit();
 }
@@ -276,7 +278,7 @@ bool DesktopApplication::OnExceptionInMainLoop() {
   return true;
 }
 
-// The toolkit's own checks of itself are for its developers: no box of theirs stops forwarding.
+// Failed assertions of the toolkit are written to standard error: a box would stop forwarding.
 void DesktopApplication::OnAssertFailure(const wxChar* file, int line, const wxChar* function,
                                          const wxChar* condition, const wxChar* message) {
   const wxString what = wxString::Format("%s:%d: %s: %s %s", file, line, function, condition,

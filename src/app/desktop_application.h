@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// relaybird put together: the store, the forms, and the windows over them.
+// Puts relaybird together: the store, the forms, and the windows that show them.
 #pragma once
 
 #include <wx/app.h>
@@ -48,8 +48,8 @@ class DesktopApplication : public wxApp {
   ProgramIdentity identity_;
   int status_ = 0;
   bool started_ = false;
-  std::vector<std::string> asked_;  ///< actions that the desktop asked for before that
-  bool handedOver_ = false;         ///< the program was running already
+  std::vector<std::string> asked_;  ///< actions requested before the start
+  bool handedOver_ = false;         ///< the running program was raised instead
   std::optional<ProgramCore::Refusal> refusal_;
   std::unique_ptr<desktop::WxLoop> loop_;
   std::unique_ptr<ProgramCore> core_;

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The locks on a mailbox and the notes that name their holders. The locks decide; a note is only
+// for the message to the user and for raising the window of the program that has the mailbox.
 #include "app/instance_lock.h"
 
 #include <cerrno>
@@ -13,7 +15,7 @@ namespace {
 
 constexpr std::size_t kLargestNote = 4096;
 
-// Mail programs take neither files nor hidden names beside new/ and cur/ for mail.
+// Mail programs do not take files or hidden names beside new/ and cur/ for mail.
 constexpr const char* kNoteInMailbox = "/.relaybird-holder";
 
 // FNV-1a, 64 bits: the folder's name must be short and the same in every release.
@@ -104,15 +106,15 @@ Result<void> InstanceLock::take(Held& held, const std::string& folder, const std
   held.lock = std::move(*lock);
   held.noteFile = noteFile;
   held.note = noteText(self_, place);
-  // Without the note the lock holds all the same, and the next one is told less. What a killed
-  // program of another user left there must not name him.
+  // Without the note the lock still works, but the refused program learns less. A note left by a
+  // killed program of another user must not name that user as the holder.
   if (!replaceFile(files_, noteFile, held.note)) {
     (void)files_.remove(noteFile);
   }
   return {};
 }
 
-// He may not have written his note yet. One of another user is for that user alone to read.
+// The holder may not have written the note yet. Another user's note cannot be read by us.
 std::string InstanceLock::whoHas(const std::string& noteFile) {
   const auto note = readFile(files_, noteFile, kLargestNote);
   refusedBy_ = note ? readNote(*note) : std::nullopt;
@@ -123,7 +125,7 @@ std::string InstanceLock::whoHas(const std::string& noteFile) {
   return !note && note.error().code == EACCES ? "a program of another user" : "another program";
 }
 
-// Another folder may be in the place of the one that was locked by now, with its holder's note.
+// Removes only our own note: the folder may have been replaced by one with another holder's note.
 void InstanceLock::giveBack(Held& held) {
   if (held.lock) {
     const auto note = readFile(files_, held.noteFile, kLargestNote);

@@ -17,26 +17,24 @@ struct Mailbox {
   std::string place;
 };
 
-/// Who works on a mailbox.
+/// The program that works on a mailbox.
 struct LockHolder {
   std::string program;
   long process = 0;
   std::string since;  ///< for people to read
 };
 
-/// One program at a time works on a mailbox. Two locks see to that:
+/// Ensures that one program at a time works on a mailbox, with two locks:
 ///
-/// - One on a folder below the user's state folder. It can be had before there is a mailbox.
-/// - One on the mailbox's own folder. It holds whatever state folder another program was started
-///   with, whatever path or link it takes to the mailbox, and whoever started it, so long as he may
-///   read the folder.
+/// - One on a folder below the user's state folder. It can be taken before the mailbox exists.
+/// - One on the mailbox's own folder. It also works against a program with another state folder,
+///   another path to the mailbox, or another user who may read the folder.
 ///
-/// Both are the system's (flock): nothing else that works on Maildirs asks for them, and the system
-/// gives them back when the process ends, however it ends. A note beside each says who has it.
-/// Where the mailbox's folder cannot be written to, the note is missing and the lock holds all the
-/// same.
+/// Both are flock locks: no other program that works on Maildirs uses them, and the system releases
+/// them when the process ends in any way. A note beside each lock names its holder. In a mailbox
+/// that cannot be written to the note is missing, but the lock works.
 ///
-/// One thread.
+/// Used by one thread only.
 class InstanceLock {
  public:
   enum class Wait { kNone, kMoment };
@@ -46,18 +44,18 @@ class InstanceLock {
   InstanceLock(const InstanceLock&) = delete;
   InstanceLock& operator=(const InstanceLock&) = delete;
 
-  /// Takes the lock below rbx/ in the state folder. Another holder may be ending: whether to wait a
-  /// moment for that is the caller's choice. An error is a sentence for the user; with EWOULDBLOCK
-  /// it names the holder.
+  /// Takes the lock below rbx/ in the state folder. `wait` says whether to wait a moment for a
+  /// holder that may be exiting. An error is a sentence for the user; with EWOULDBLOCK it names the
+  /// holder.
   Result<void> takeName(const std::string& stateFolder, const Mailbox& mailbox,
                         Wait wait = Wait::kMoment);
 
-  /// Takes the lock on the mailbox's folder. To be asked again before each use of the folder: while
-  /// the same folder is there nothing happens, and one that has been put in its place is taken
-  /// anew. Errors as above; ENOENT where there is no folder.
+  /// Takes the lock on the mailbox's folder. To be called again before each use of the folder: does
+  /// nothing while it is the same folder, and locks a folder that has replaced it. Errors as above;
+  /// ENOENT where there is no folder.
   Result<void> takeFolder(const std::string& folder, Wait wait = Wait::kMoment);
 
-  /// Who had the lock that was refused last, by his own note; nothing where he left none.
+  /// The holder of the lock that was refused last, according to the note; nothing without a note.
   const std::optional<LockHolder>& refusedBy() const { return refusedBy_; }
 
  private:

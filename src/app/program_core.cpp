@@ -60,7 +60,7 @@ std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait 
   lock_ = std::make_unique<InstanceLock>(
       files, LockHolder{identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())});
   auto taken = lock_->takeName(folders.stateFolder(), mailbox_, wait);
-  // A mailbox that is not there, or cannot be read, is the store's to speak of, at every check.
+  // A mailbox that is missing or cannot be read is reported by the store, at every check.
   if (taken && !mailbox_.place.empty()) {
     auto folder = lock_->takeFolder(mailbox_.place, wait);
     if (!folder && folder.error().code == EWOULDBLOCK) {

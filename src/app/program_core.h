@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a program of this house is made of before it shows anything: disk, clock, folders,
-// preferences, the mail store, and the lock on the mailbox.
+// The parts that both programs have before they show anything: disk, clock, folders, preferences,
+// the mail store, and the lock on the mailbox.
 #pragma once
 
 #include <functional>
@@ -22,7 +22,7 @@
 
 namespace relaybird {
 
-/// Who this is.
+/// The name and version of a program.
 struct ProgramIdentity {
   std::string name;         ///< "relaybird-console"
   std::string versionText;  ///< "1.2.3"
@@ -35,8 +35,8 @@ inline constexpr int kSettingsForbid = 2;
 
 class ProgramCore {
  public:
-  /// The store reports through `events`, and what it has to tell goes to `notice`; both must
-  /// outlive it.
+  /// The store posts its events to `events`; its notices go to `notice`. Both must outlive the
+  /// store.
   ProgramCore(ProgramIdentity identity, EventQueue& events,
               std::function<void(const StoreNotice&)> notice);
 
@@ -44,8 +44,8 @@ class ProgramCore {
   struct Refusal {
     int status;
     std::string text;
-    bool mailboxTaken = false;  ///< another instance works on it
-    long holder = 0;            ///< its process, where it is known
+    bool mailboxTaken = false;  ///< another instance has the mailbox
+    long holder = 0;            ///< the process that has it; 0 where unknown
   };
   /// Opens the store that the preferences name, and takes the lock on its mailbox.
   std::optional<Refusal> prepare(InstanceLock::Wait wait = InstanceLock::Wait::kMoment);
@@ -53,9 +53,9 @@ class ProgramCore {
   const ProgramIdentity& identity() const { return identity_; }
   const Mailbox& mailbox() const { return mailbox_; }
   MailStore& store() { return *store_; }
-  /// Before anything that the store reports to goes.
+  /// To be called before anything that the store reports to is destroyed.
   void closeStore() { store_.reset(); }
-  /// A file of the program in the state folder.
+  /// The path of a file of the program in the state folder.
   std::string stateFile(const std::string& name) const;
 
   PosixSleeper sleeper;
@@ -74,7 +74,7 @@ class ProgramCore {
   EventQueue& events_;
   std::function<void(const StoreNotice&)> notice_;
   Mailbox mailbox_;
-  std::unique_ptr<InstanceLock> lock_;  ///< held until the store has written its last
+  std::unique_ptr<InstanceLock> lock_;  ///< outlives the store, which writes when it is closed
   PosixCommandRunner commands_;
   ThreadExecutor executor_;
   std::unique_ptr<MailStore> store_;

@@ -20,7 +20,7 @@ namespace relaybird {
 /// The section of the preference file that names the store (key "store") and holds its settings.
 inline constexpr std::string_view kMailSection = "mail";
 
-/// The user who runs the program, as the system knows him. Unknown fields are empty.
+/// The user who runs the program, according to the system. Unknown fields are empty.
 struct LocalIdentity {
   std::string homeFolder;  ///< $HOME, or the home folder in the user database
   std::string userAtHost;  ///< "ann@host"
