@@ -55,7 +55,7 @@ class NullDisplay : public EngineDisplay {
   std::string forwarded = "0";
 };
 
-/// The settings are the defaults, with one address and no maximum to speak of.
+/// Default settings, with one address and a very large maximum.
 struct BenchWorld {
   BenchWorld(FileSystem& files, ObjectFactory& objects)
       : profiles(files),

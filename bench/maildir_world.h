@@ -45,7 +45,7 @@ struct MaildirBench {
           std::to_string(1795000000 + i) + ".bench" + std::to_string(i) + ".host";
       std::ofstream(inbox() + "/new/" + name, std::ios::binary) << message(i);
     }
-    // They came a minute ago.
+    // The messages arrived a minute ago, so that a listing of them can be reused.
     const auto then = std::filesystem::file_time_type::clock::now() - std::chrono::minutes{1};
     for (const char* part : {"/cur", "/new"}) {
       std::filesystem::last_write_time(inbox() + part, then);
@@ -55,7 +55,7 @@ struct MaildirBench {
   /// Opens the session, the outbox and its journal, so that only the pass itself is measured.
   void warmUp() { world.engine.session().ResetOlkObj(true, true, false); }
 
-  /// Forwards that lie in the outbox.
+  /// The number of forwards in the outbox.
   int waiting() const {
     const std::string place = folder.path() + "/state/rbx/outbox/new";
     if (!std::filesystem::exists(place)) {

@@ -7,7 +7,7 @@
 
 namespace relaybird {
 
-/// A message of an outbox as its recipient's mail program would take it apart. Reads with GMime,
+/// A message of an outbox as its recipient's mail program would parse it. Reads with GMime,
 /// not with the code that wrote it.
 SentMail readSentMessage(std::string_view bytes);
 

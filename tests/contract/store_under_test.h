@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What the contract suite needs of a mail store besides the MailStore interface: someone to play
-// the outside world. A store joins the suite with one file, NAME_contract_test.cpp in this folder,
-// that implements StoreUnderTest and ends with
+// What the contract suite needs of a mail store besides the MailStore interface: control over the
+// outside world, that is the server and other mail programs. A store joins the suite with one file,
+// NAME_contract_test.cpp in this folder, that implements StoreUnderTest and ends with
 //
 //   INSTANTIATE_TEST_SUITE_P(Name, MailStoreContract, testing::Values(StoreMaker{"name", makeIt}),
 //                            storeMakerName);
@@ -29,7 +29,7 @@ struct SampleAttachment {
   bool operator==(const SampleAttachment&) const = default;
 };
 
-/// A received item, described by what the interface must say of it. Texts are UTF-8; lines end
+/// A received item, described by what the interface must return for it. Texts are UTF-8; lines end
 /// in "\n".
 struct SampleMail {
   std::string kind = "MailItem";
@@ -53,7 +53,7 @@ struct SentMail {
   std::vector<SampleAttachment> attachments;
 };
 
-/// Things that go wrong outside.
+/// Failures of the outside world.
 enum class Trouble {
   kApplicationGone,   ///< Version fails from now on
   kInboxUnreachable,  ///< listing the inbox fails
@@ -70,7 +70,7 @@ class StoreUnderTest {
   /// The item is in the inbox, after the earlier ones, when this returns. Subjects of one test are
   /// all different.
   virtual void deliver(const SampleMail& mail) = 0;
-  /// Somebody else moves the item of that subject out of the inbox.
+  /// Another program moves the item of that subject out of the inbox.
   virtual void takeAway(const std::string& subject) = 0;
   /// Everything that send() has taken, in order, whether or not it was delivered since.
   virtual std::vector<SentMail> outbox() = 0;
@@ -83,7 +83,7 @@ class StoreUnderTest {
   /// A name without "@" that resolves, and its address; none where the store knows no names.
   virtual std::optional<std::pair<std::string, std::string>> knownName() = 0;
 
-  /// Begins the trouble, or says that this store cannot be made to have it.
+  /// Begins the trouble; false if this store cannot be made to have it.
   virtual bool begin(Trouble trouble) = 0;
   virtual void end(Trouble trouble) = 0;
 };

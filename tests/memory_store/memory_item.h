@@ -46,7 +46,7 @@ std::shared_ptr<Attachments> makeMemoryAttachments(const MemoryLink& link, const
 /// `reply` chooses the reply recipients.
 std::shared_ptr<Recipients> makeMemoryRecipients(const MemoryLink& link, const RecordRef& record,
                                                  bool reply);
-/// Replaces names by what they stand for; false where one stands for nothing, which then stays.
+/// Replaces names by their addresses; false if one cannot be resolved, which is left as it is.
 bool resolveAll(const MemoryState& state, MemoryAddressees& addressees);
 
 }  // namespace relaybird

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the memory store's objects share. Private to this folder.
+// The state that the memory store's objects share. Private to this folder.
 #pragma once
 
 #include <cstddef>
@@ -71,7 +71,7 @@ struct MemoryState : std::enable_shared_from_this<MemoryState> {
 
   RecordRef makeRecord(MemoryItem item);
   std::string newEntryId();
-  /// The address that a recipient stands for; none where it cannot be resolved.
+  /// The address of a recipient; nothing if it cannot be resolved.
   std::optional<std::string> resolve(const std::string& recipient) const;
   /// Posts the end of a synchronisation.
   void postEnd(const std::shared_ptr<MemorySync>& sync);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A mailbox in memory, for tests and for rehearsing with no mail application at hand. Its user
-// fills the inbox, plays the server's part, and reads what was sent; the engine sees a MailStore.
+// A mailbox in memory, for tests and benchmarks. A test fills the inbox, acts as the server, and
+// reads the sent messages; the engine sees a MailStore.
 //
 // Every call that the engine makes goes through one hook, which can watch it, change the mailbox
 // under it, or refuse it. Names are "CreateObject " and the identifier in lower case, or class and
@@ -32,14 +32,14 @@ struct MemoryState;
 struct MemoryAttachment {
   std::string name;
   std::string content;
-  /// What Size answers where the test wants it other than the content's: sizes of gigabytes, say.
+  /// What Size returns if it should differ from the content's size, for sizes of gigabytes.
   std::optional<std::int32_t> claimedSize;
 };
 
 /// One item as it is put into the inbox.
 struct MemoryItem {
   std::string kind = "MailItem";       ///< the class name; any text, also "ContactItem"
-  std::optional<std::string> entryId;  ///< the store makes one up where it is not given; may be ""
+  std::optional<std::string> entryId;  ///< made up by the store if not given; may be ""
   bool unread = true;
   std::string subject;
   std::string body;   ///< the plain text
@@ -49,7 +49,7 @@ struct MemoryItem {
   std::string senderName;
   std::string senderAddress;
   std::vector<MemoryAttachment> attachments;
-  /// For a task request; one without answers a task of its own subject and body.
+  /// For a task request. Without it the task has the request's own subject and body.
   std::shared_ptr<MemoryItem> task;
 };
 
@@ -79,7 +79,7 @@ class MemoryStore : public MailStore {
   ~MemoryStore() override;
 
   ObjectFactory& factory() override { return registry_; }
-  /// Keeps no outbox that could be looked into; what is sent has left at once.
+  /// Has no outbox folder: a sent message has left at once.
   OutgoingMail& outgoing() override { return *outgoing_; }
   std::string place() const override { return "memory"; }
 
@@ -96,10 +96,10 @@ class MemoryStore : public MailStore {
   /// Positions count from 0, oldest first. Throws std::out_of_range outside the inbox.
   bool isUnread(std::size_t position) const;
   void setUnread(std::size_t position, bool unread);
-  /// As when the user moves the item elsewhere: whoever still holds it gets errors from it.
+  /// As when the user moves the item elsewhere: an item that is still held throws.
   void takeAway(std::size_t position);
 
-  // What was made here.
+  // Messages made through the store.
 
   std::vector<MemoryMessage> outbox() const;
   std::size_t outboxCount() const;
@@ -113,17 +113,17 @@ class MemoryStore : public MailStore {
 
   // Synchronisation and delivery.
 
-  /// While on, as at first, a synchronisation ends by itself: its end is posted when it starts.
+  /// While on, as at first, a synchronisation posts its end when it starts.
   void setSyncEndsByItself(bool itself);
-  /// Posts the end of the synchronisations that run; says how many.
+  /// Posts the end of the running synchronisations and returns their number.
   std::size_t endSyncs();
   std::size_t syncStarts() const;  ///< calls of Start, those that joined included
-  std::size_t syncRuns() const;    ///< synchronisations that really began
+  std::size_t syncRuns() const;    ///< calls of Start that began a synchronisation
   std::size_t deliveries() const;  ///< calls of DeliverNow
-  /// Library sessions that were handed this store's own MAPIOBJECT.
+  /// Library sessions that were given this store's own MAPIOBJECT.
   std::size_t attachedSessions() const;
 
-  // Troubles.
+  // Failures.
 
   void setVersion(const std::string& version);
   /// While full, the outbox takes nothing more.

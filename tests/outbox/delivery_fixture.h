@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A delivery worker over an outbox on a disk, with a transport that answers as the test says.
+// A delivery worker over an outbox on disk, with a transport whose answers the test sets.
 #pragma once
 
 #include <gtest/gtest.h>

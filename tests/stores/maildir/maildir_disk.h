@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A Maildir in a folder of its own, and a disk that keeps count of what is looked at.
+// A Maildir in its own folder, and a disk that counts read accesses.
 #pragma once
 
 #include <sys/stat.h>
@@ -18,8 +18,8 @@
 
 namespace relaybird {
 
-/// A disk that does not wait for its medium, which no test takes the power from: a process that is
-/// killed leaves behind all that it has written.
+/// A disk without real syncs: no test cuts the power, and a killed process leaves everything that
+/// it has written.
 class UnsyncedDisk : public PosixFileSystem {
  public:
   using PosixFileSystem::PosixFileSystem;
@@ -55,7 +55,7 @@ class UnsyncedDisk : public PosixFileSystem {
   }
 };
 
-/// Counts the looks that FaultyFileSystem does not, and can run something before one of them.
+/// Counts the read accesses, which FaultyFileSystem does not, and can run a function before one.
 class CountingDisk : public FaultyFileSystem {
  public:
   using FaultyFileSystem::FaultyFileSystem;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A Maildir store with everything around it: its folders, its clock, its queue, its way out.
+// A Maildir store with everything that it needs: folders, clock, event queue, transport.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +44,7 @@ struct OutboxFile {
 };
 std::vector<OutboxFile> outboxFiles(const std::string& folder);
 
-/// The value of a header field that stands on one line; empty where there is none.
+/// The value of a header field on one line; empty if there is none.
 std::string fieldOf(std::string_view message, const std::string& name);
 
 struct MaildirHouse : MaildirDisk {
@@ -71,11 +71,11 @@ struct MaildirHouse : MaildirDisk {
   FakeTransport transport;
   std::vector<std::string> notices;
   MaildirSettings settings;
-  /// Whether the Maildir is this program's alone.
+  /// The lock on the Maildir; an error means that another program has it.
   std::function<Result<void>(const std::string& maildir)> lock = [](const std::string&) {
     return Result<void>();
   };
-  bool delivering = false;  ///< whether the store has a way out
+  bool delivering = false;  ///< whether the store has a transport
   std::uint64_t opened = 0;
   std::unique_ptr<MaildirStore> store;
 };
