@@ -13,10 +13,6 @@ void ObjectRegistry::add(std::string_view progId, Maker maker) {
   makers_[asciiLower(progId)] = std::move(maker);
 }
 
-void ObjectRegistry::remove(std::string_view progId) {
-  makers_.erase(asciiLower(progId));
-}
-
 std::shared_ptr<AutomationObject> ObjectRegistry::CreateObject(std::string_view progId) {
   const auto found = makers_.find(asciiLower(progId));
   if (found == makers_.end()) {
@@ -148,12 +144,6 @@ std::string forwardSubject(std::string_view subject) {
     return std::string(subject);
   }
   return "FW: " + std::string(subject);
-}
-
-bool isTaskRequest(std::string_view className) {
-  const std::string kind = asciiLower(className);
-  return kind == "taskrequestitem" || kind == "taskrequestacceptitem" ||
-         kind == "taskrequestdeclineitem" || kind == "taskrequestupdateitem";
 }
 
 }  // namespace relaybird

@@ -24,8 +24,6 @@ class ObjectRegistry : public ObjectFactory {
   /// Sets the maker of an identifier, in place of any earlier one. A maker may throw
   /// MailStoreError.
   void add(std::string_view progId, Maker maker);
-  /// The component is not installed any more: making it throws until it is added again.
-  void remove(std::string_view progId);
 
   std::shared_ptr<AutomationObject> CreateObject(std::string_view progId) override;
 
@@ -102,8 +100,5 @@ void requireIndex(std::int32_t index, std::int32_t count);
 /// The subject of a forward: "FW: " and the subject, or the subject alone where it already begins
 /// with "FW:" or "Fwd:" in any case.
 std::string forwardSubject(std::string_view subject);
-
-/// Whether the class name is one of the four kinds of task request, in any case.
-bool isTaskRequest(std::string_view className);
 
 }  // namespace relaybird

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "mail/shared_components.h"
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 
@@ -18,6 +19,12 @@ std::string headerBlock(const MemoryRecord& original) {
   }
   return "\r\n\r\n-----Original Message-----\r\nFrom: " + from +
          "\r\nSubject: " + original.subject + "\r\n\r\n";
+}
+
+bool isTaskRequest(std::string_view className) {
+  const std::string kind = asciiLower(className);
+  return kind == "taskrequestitem" || kind == "taskrequestacceptitem" ||
+         kind == "taskrequestdeclineitem" || kind == "taskrequestupdateitem";
 }
 
 void dropDraft(MemoryState& state, const RecordRef& record) {

@@ -134,7 +134,9 @@ void MemoryStore::quitApplication() {
 }
 
 void MemoryStore::removeComponent(std::string_view progId) {
-  registry_.remove(progId);
+  registry_.add(progId, [name = std::string(progId)]() -> std::shared_ptr<AutomationObject> {
+    throw MailStoreError("Cannot create object: " + name + " is not installed");
+  });
 }
 
 void MemoryStore::restoreComponents() {

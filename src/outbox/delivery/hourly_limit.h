@@ -50,7 +50,6 @@ class HourlyLimit {
   /// Resumes all stopped addresses, at the request of the user; their counts start at zero.
   void lift();
 
-  bool isStopped(const std::string& address) const { return stopped_.contains(address); }
   /// In alphabetical order, as they are compared.
   const std::set<std::string>& stopped() const { return stopped_; }
   std::size_t most() const { return most_; }
