@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The mail store: what the forwarding engine, the forward builder and the address check need from
-// the user's mail application and its safe-item library. The engine knows mail only through these
-// classes; a store (in memory, a Maildir, an account, the desktop mail application) implements them
-// and knows nothing of the engine.
+// the user's mail application and its safe-item library. The engine accesses mail only through
+// these classes. A store (in memory, a Maildir, an account, the desktop mail application)
+// implements them and does not depend on the engine.
 //
 // Objects are made by program identifier through an ObjectFactory and shared by reference, as
 // automation objects are; a holder may drop its reference at any time and in any order.
@@ -39,8 +39,8 @@ class MailStoreError : public std::runtime_error {
   std::int32_t code_;
 };
 
-/// The profile was reached, but refused the logon (a wrong password, say), so that the user is told
-/// apart from a mail application that cannot be reached at all.
+/// The profile was reached, but refused the logon (wrong password, for example). A type of its own,
+/// so that the user learns the difference to a mail application that cannot be reached.
 class MailLogonError : public MailStoreError {
  public:
   using MailStoreError::MailStoreError;
@@ -106,27 +106,27 @@ class Recipient {
 class Recipients {
  public:
   virtual ~Recipients() = default;
-  /// Appends an address or a name, unresolved, of type To. Throws only where the store is out of
-  /// reach, not for a bad address: ResolveAll finds that out.
+  /// Appends an address or a name, unresolved, of type To. Throws only where the store cannot be
+  /// reached, not for a bad address, which ResolveAll finds.
   virtual std::shared_ptr<Recipient> Add(const std::string& address) = 0;
   virtual std::int32_t Count() = 0;
   /// 1-based; an index outside 1..Count() throws.
   virtual std::shared_ptr<Recipient> Item(std::int32_t index) = 0;
   /// 1-based; the following recipients move down by one.
   virtual void Remove(std::int32_t index) = 0;
-  /// True when every recipient is one that the store can send to; true also when there is none.
+  /// True when the store can send to every recipient; true for an empty list.
   virtual bool ResolveAll() = 0;
 };
 
-/// An item of the mail store, received or in the making.
+/// An item of the mail store, received or not sent yet.
 class MailItem : public AutomationObject {
  public:
   /// The store's opaque identifier, stable while the item stays in its folder; empty for an item
   /// that was never stored. Must not read the message.
   virtual std::string EntryID() = 0;
-  /// Setting what is already set is nothing to do, and does not fail. A store whose flags would
-  /// outlive a crash may hold back the setting to read until the item's forward has been sent, the
-  /// flag is set once more, another item is taken from a collection, or the store is asked to list,
+  /// Setting the flag to the value that it has does nothing and does not fail. A store whose flags
+  /// survive a crash may hold back marking an item as read until the item's forward has been sent,
+  /// the flag is set again, another item is taken from a collection, or the store is asked to list,
   /// to synchronise or to deliver, whichever comes first.
   virtual bool UnRead() = 0;
   virtual void UnRead(bool unread) = 0;
@@ -141,16 +141,16 @@ class MailItem : public AutomationObject {
   virtual std::string SenderName() = 0;
   /// The value of a MAPI property. Throws for a tag that the store does not know.
   virtual std::string Fields(std::uint32_t tag) = 0;
-  /// A new item that forwards this one, not yet addressed or stored. Cheap: a store that has to
-  /// read the message for it does so when the forward is first asked for something.
+  /// A new item that forwards this one, not addressed or stored yet. Cheap: a store that has to
+  /// read the message for it does so on the first access to the forward.
   virtual std::shared_ptr<MailItem> Forward() = 0;
   virtual std::shared_ptr<class Attachments> Attachments() = 0;
   virtual std::shared_ptr<class Recipients> Recipients() = 0;
   virtual std::shared_ptr<class Recipients> ReplyRecipients() = 0;
-  /// Keeps the changes of a received item. For an item in the making a store may do nothing.
+  /// Keeps the changes of a received item. For an unsent item a store may do nothing.
   virtual void Save() = 0;
-  /// Hands the item to the outbox. Returns only when it will not be lost any more. Throws for an
-  /// item without recipients or with unresolved ones, and where the outbox cannot keep it (see
+  /// Hands the item to the outbox. Returns once it is stored durably. Throws for an item without
+  /// recipients or with unresolved ones, and where the outbox cannot keep it (see
   /// ItemCollection::Item); nothing has been sent then.
   virtual void send() = 0;
   /// The task of a task request; throws for any other item.
@@ -172,14 +172,14 @@ class ItemCollection {
   /// 1-based; an index outside 1..Count() throws. Items of a collection made by Restrict keep their
   /// index while their flags change.
   ///
-  /// After a send that the outbox refused for a reason that holds for every message (a full,
-  /// read-only or broken disk) this throws, so that whoever walks the collection ends there and
-  /// what has not been taken stays as it is. It goes on throwing for collections that Items() gives
-  /// until the outbox takes messages again.
+  /// After a send that the outbox refused for a reason that affects every message (a full,
+  /// read-only or broken disk) this throws, so that the pass over the collection ends and the
+  /// remaining items stay as they are. Collections of later Items() calls throw too until the
+  /// outbox takes messages again.
   virtual std::shared_ptr<MailItem> Item(std::int32_t index) = 0;
-  /// The members that the filter lets through, in the same order, as a collection of its own that
-  /// later changes leave alone. Throws for a filter other than kUnreadFilter (any case, blanks
-  /// ignored). One listing serves the whole collection: EntryID, UnRead and the order come with it.
+  /// The members that match the filter, in the same order, as a new collection that later changes
+  /// do not affect. Throws for a filter other than kUnreadFilter (any case, blanks ignored). One
+  /// listing serves the whole collection: EntryID, UnRead and the order come from it.
   virtual std::shared_ptr<ItemCollection> Restrict(const std::string& filter) = 0;
 };
 
@@ -194,10 +194,10 @@ class Folder {
 class SyncObject {
  public:
   virtual ~SyncObject() = default;
-  /// Begins a synchronisation and returns; its end is reported by the SyncEnd handler, on the
-  /// user-interface thread and never inside this call. A start while one runs joins it.
+  /// Starts a synchronisation and returns. Its end is reported by the SyncEnd handler, on the
+  /// user-interface thread and never inside this call. A start during a synchronisation joins it.
   virtual void Start() = 0;
-  /// Sets the handler of the SyncEnd event, in place of any earlier one.
+  /// Sets the handler of the SyncEnd event; replaces any earlier one.
   virtual void onSyncEnd(std::function<void()> handler) = 0;
 };
 
@@ -225,8 +225,8 @@ class Session {
 
 class Application : public AutomationObject {
  public:
-  /// For example "16.0.0.1". Throws when the application has gone away; reading it is the test
-  /// whether it is still there.
+  /// For example "16.0.0.1". Throws when the application has ended; callers read the version to
+  /// test that.
   virtual std::string Version() = 0;
   /// Logs on with the current profile. Throws for a name other than "MAPI", and MailLogonError when
   /// the profile refuses the logon.
@@ -238,7 +238,7 @@ class Application : public AutomationObject {
 
 class UtilityObject : public AutomationObject {
  public:
-  /// Asks the store to deliver what lies in the outbox. Returns without waiting for a server.
+  /// Asks the store to deliver the messages in the outbox. Returns without waiting for a server.
   virtual void DeliverNow() = 0;
 };
 
@@ -274,8 +274,8 @@ std::shared_ptr<T> createAs(ObjectFactory& factory, std::string_view progId) {
   return object;
 }
 
-/// What a call of a store answered; throws MailStoreError where that is nothing, which no caller
-/// could work with. `what` names it ("inbox").
+/// The answer of a store's call. Throws MailStoreError for a null pointer, which no caller can use.
+/// `what` names the object ("inbox").
 template <class T>
 std::shared_ptr<T> required(std::shared_ptr<T> answer, const char* what) {
   if (!answer) {
