@@ -115,11 +115,6 @@ bool labelMixesScripts(std::string_view label) {
 constexpr std::size_t kLongestAddress = 254;
 constexpr std::size_t kLongestLocalPart = 64;
 
-bool isAtomCharacter(char c) {
-  constexpr std::string_view kMarks = "!#$%&'*+-/=?^_`{|}~";
-  return !isAscii(c) || isLetterOrDigit(c) || kMarks.find(c) != std::string_view::npos;
-}
-
 // GLib's data add what character_kind.h leaves out on purpose, because it is no reason to hide a
 // character in running text: unassigned, private-use and the rarer format characters.
 bool isUnseen(gunichar character) {
@@ -142,7 +137,7 @@ bool isDotAtom(std::string_view text) {
     return false;
   }
   return std::all_of(text.begin(), text.end(),
-                     [](char c) { return c == '.' || isAtomCharacter(c); });
+                     [](char c) { return c == '.' || !isAscii(c) || isAtomCharacter(c); });
 }
 
 bool isQuotedString(std::string_view text) {
@@ -181,6 +176,11 @@ bool isAddressLiteral(std::string_view text) {
 }
 
 }  // namespace
+
+bool isAtomCharacter(char c) {
+  constexpr std::string_view kMarks = "!#$%&'*+-/=?^_`{|}~";
+  return isLetterOrDigit(c) || kMarks.find(c) != std::string_view::npos;
+}
 
 bool isHostName(std::string_view domain) {
   return domain.size() <= kLongestDomain && everyLabel(domain, [](std::string_view label) {

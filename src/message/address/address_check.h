@@ -28,6 +28,9 @@ std::string wireAddress(std::string_view address);
 /// have no place in an address that a person has to recognise.
 bool isVisibleText(std::string_view text);
 
+/// Whether an atom may have the character (RFC 5322 section 3.2.3, without RFC 6532).
+bool isAtomCharacter(char c);
+
 /// True for a dot-atom of host name characters (RFC 5322 section 3.2.3, RFC 1123 section 2.1) of at
 /// most 255 bytes: labels of ASCII letters, digits and "-" with single dots between them.
 bool isHostName(std::string_view domain);

@@ -125,7 +125,7 @@ HiddenWords::HiddenWords(std::string_view value) : value_(withoutOurs(value)) {
   text_ += markLabels(all.substr(done));
 }
 
-std::string HiddenWords::shown(std::string_view text) const {
+std::string HiddenWords::restored(std::string_view text) const {
   constexpr std::size_t kLongestAtom = 32;
   std::string out;
   while (!text.empty()) {

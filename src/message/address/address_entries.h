@@ -23,7 +23,7 @@ class HiddenWords {
 
   const std::string& text() const { return text_; }
   /// A part of text() with the original words put back.
-  std::string shown(std::string_view text) const;
+  std::string restored(std::string_view text) const;
 
  private:
   std::string_view wordOf(std::string_view number) const;

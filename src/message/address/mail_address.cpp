@@ -224,21 +224,21 @@ std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view raw
     }
     if (entry->find('@') == std::string::npos) {
       // An encoded word may contain an address; it gets its wire form like every other one.
-      const std::string name = wireAddress(tidyLine(decodeHeaderText(words.shown(*entry))));
+      const std::string name = wireAddress(tidyLine(decodeHeaderText(words.restored(*entry))));
       if (!name.empty()) {
         out.push_back({"", name});
       }
       continue;
     }
-    const auto plain = plainMailbox(words.shown(*entry));
+    const auto plain = plainMailbox(words.restored(*entry));
     const auto guessed = plain ? std::vector<Mailbox>{*plain} : guessedMailboxes(*entry);
     // GMime makes several mailboxes of addresses with only blanks between them.
     for (const Mailbox& mailbox : guessed) {
       if (out.size() == kMaxMailboxes) {
         break;
       }
-      out.push_back({tidyLine(decodeHeaderText(words.shown(mailbox.name))),
-                     wireAddress(withoutControls(words.shown(mailbox.address)))});
+      out.push_back({tidyLine(decodeHeaderText(words.restored(mailbox.name))),
+                     wireAddress(withoutControls(words.restored(mailbox.address)))});
     }
   }
   return out;
@@ -254,24 +254,23 @@ Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset) {
   return simple ? std::move(*simple) : parseAddress(raw, rawCharset);
 }
 
+std::string quotedString(std::string_view text) {
+  std::string all = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') {
+      all += '\\';
+    }
+    all += c;
+  }
+  return all + '"';
+}
+
 std::string formatMailbox(const Mailbox& mailbox) {
   const std::string name = tidyLine(mailbox.name);
   if (name.empty()) {
     return mailbox.address;
   }
-  std::string out;
-  if (needsQuotes(name)) {
-    out += '"';
-    for (const char c : name) {
-      if (c == '"' || c == '\\') {
-        out += '\\';
-      }
-      out += c;
-    }
-    out += '"';
-  } else {
-    out = name;
-  }
+  std::string out = needsQuotes(name) ? quotedString(name) : name;
   return out.append(" <").append(mailbox.address).append(">");
 }
 

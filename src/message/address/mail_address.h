@@ -35,6 +35,9 @@ Mailbox firstMailbox(std::string_view raw, std::string_view rawCharset = {});
 inline constexpr std::size_t kMaxMailboxes = 10'000;
 inline constexpr std::size_t kMaxAddressHeader = 1'000'000;
 
+/// The text as a quoted string (RFC 5322 section 3.2.4).
+std::string quotedString(std::string_view text);
+
 /// "Name <address>" (RFC 5322) in UTF-8, the name quoted where necessary; the address alone where
 /// there is no name. Control characters in the name become blanks, so that the result stays on one
 /// line. For people, not for a header: see addressField().

@@ -9,10 +9,6 @@
 namespace relaybird {
 namespace {
 
-bool isHtml(const Part* part) {
-  return part->type.value == "text/html";
-}
-
 bool isSealed(const Part& part) {
   const std::string& type = part.type.value;
   return type == "multipart/signed" || type == "multipart/encrypted" ||
@@ -49,16 +45,18 @@ struct Share {
   std::vector<const Part*> plain;
   std::vector<const Part*> html;
 
-  bool hasHtml() const { return std::any_of(html.begin(), html.end(), isHtml); }
+  bool hasHtml() const {
+    return std::any_of(html.begin(), html.end(), [](const Part* part) { return part->isHtml(); });
+  }
   void add(const Share& other) {
     plain.insert(plain.end(), other.plain.begin(), other.plain.end());
     html.insert(html.end(), other.html.begin(), other.html.end());
   }
 };
 
-class Sorter {
+class PartSorter {
  public:
-  Sorter(MessageLayout& layout, const std::function<bool(const Part&)>& isBlank)
+  PartSorter(MessageLayout& layout, const std::function<bool(const Part&)>& isBlank)
       : layout_(layout), isBlank_(isBlank) {}
 
   Share visit(const Part& part, bool isRoot) {
@@ -148,7 +146,7 @@ class Sorter {
 MessageLayout layOut(PartTree tree, const std::function<bool(const Part&)>& isBlank) {
   MessageLayout layout;
   layout.tree = std::move(tree);
-  Share share = Sorter(layout, isBlank).visit(layout.root(), true);
+  Share share = PartSorter(layout, isBlank).visit(layout.root(), true);
   layout.hasHtml = share.hasHtml();
   layout.plainText = std::move(share.plain);
   layout.htmlText = std::move(share.html);

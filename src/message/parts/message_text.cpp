@@ -19,10 +19,6 @@ namespace {
 // A longer reference cannot be the address of a part.
 constexpr std::size_t kLongestReference = 2000;
 
-bool isHtml(const Part& part) {
-  return part.type.value == "text/html";
-}
-
 // Calls `append` with each part and its text, until the limit is used up.
 template <class Append>
 void forEachText(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit,
@@ -56,7 +52,7 @@ std::string textOf(InputFile& file, const Part& part, std::size_t limit) {
     return {};
   }
   std::string charset(part.type.parameter("charset"));
-  if (charset.empty() && isHtml(part)) {
+  if (charset.empty() && part.isHtml()) {
     charset = sniffHtmlCharset(*content);
   }
   const std::string text = withoutControls(withPlainLineEnds(toUtf8(*content, charset)));
@@ -71,7 +67,7 @@ std::string plainTextOf(InputFile& file, const std::vector<const Part*>& parts, 
     if (!all.empty() && !all.ends_with('\n')) {
       all += '\n';
     }
-    all += isHtml(part) ? htmlToText(text) : text;
+    all += part.isHtml() ? htmlToText(text) : text;
   });
   return all;
 }
@@ -79,8 +75,8 @@ std::string plainTextOf(InputFile& file, const std::vector<const Part*>& parts, 
 std::string htmlTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit) {
   std::string all;
   forEachText(file, parts, limit, [&](const Part& part, std::string text) {
-    all += isHtml(part) ? std::move(text)
-                        : "<pre style=\"white-space: pre-wrap\">" + escapeHtml(text) + "</pre>\n";
+    all += part.isHtml() ? std::move(text)
+                         : "<pre style=\"white-space: pre-wrap\">" + escapeHtml(text) + "</pre>\n";
   });
   return all;
 }
@@ -89,9 +85,9 @@ bool isBlankPart(InputFile& file, const Part& part, std::size_t limit) {
   constexpr std::size_t kFirstLine = 256;
   const auto isBlankUpTo = [&](std::size_t bytes) {
     const std::string text = textOf(file, part, bytes);
-    return isBlankText(isHtml(part) ? htmlToText(text) : text);
+    return isBlankText(part.isHtml() ? htmlToText(text) : text);
   };
-  return (isHtml(part) || isBlankUpTo(std::min(limit, kFirstLine))) && isBlankUpTo(limit);
+  return (part.isHtml() || isBlankUpTo(std::min(limit, kFirstLine))) && isBlankUpTo(limit);
 }
 
 std::string escapeHtml(std::string_view text) {

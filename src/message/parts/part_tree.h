@@ -45,7 +45,8 @@ struct Part {
   std::vector<std::unique_ptr<Part>> children;
 
   bool isAttached() const { return disposition.value == "attachment"; }
-  bool isText() const { return type.value == "text/plain" || type.value == "text/html"; }
+  bool isHtml() const { return type.value == "text/html"; }
+  bool isText() const { return type.value == "text/plain" || isHtml(); }
 };
 
 struct PartTree {

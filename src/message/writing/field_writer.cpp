@@ -136,13 +136,6 @@ constexpr std::size_t kLongestPlainName = 60;
 
 using Tokens = std::vector<std::string>;
 
-bool isAtomText(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) {
-    return isLetterOrDigit(c) ||
-           std::string_view("!#$%&'*+-/=?^_`{|}~").find(c) != std::string_view::npos;
-  });
-}
-
 bool isPrintableAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c == ' ' || isPrintable(c); });
 }
@@ -160,17 +153,6 @@ Tokens encodedName(std::string_view text) {
   return words;
 }
 
-std::string quoted(std::string_view text) {
-  std::string all = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') {
-      all += '\\';
-    }
-    all += c;
-  }
-  return all + '"';
-}
-
 Tokens wordsOfName(std::string_view name) {
   Tokens words;
   while (!name.empty()) {
@@ -185,7 +167,8 @@ Tokens wordsOfName(std::string_view name) {
 Tokens phrase(const std::string& name) {
   Tokens words = wordsOfName(name);
   const bool plain = std::all_of(words.begin(), words.end(), [](const std::string& word) {
-    return isAtomText(word) && word.size() <= kLongestPlainName;
+    return std::all_of(word.begin(), word.end(), isAtomCharacter) &&
+           word.size() <= kLongestPlainName;
   });
   // A name that looks like an encoded word must be encoded, or readers would decode it.
   const bool coded = name.find("=?") != std::string::npos;
@@ -193,7 +176,7 @@ Tokens phrase(const std::string& name) {
     return words;
   }
   if (isPrintableAscii(name) && !coded && name.size() <= kLongestPlainName) {
-    return {quoted(name)};
+    return {quotedString(name)};
   }
   return encodedName(name);
 }

@@ -212,7 +212,7 @@ class BodyWriter {
     beginPart(boundary);
     // The HTML may refer to its pictures relative to its own Content-Location.
     for (const Part* part : plan_.source->layout().htmlText) {
-      if (part->type.value == "text/html" && !part->location.empty()) {
+      if (part->isHtml() && !part->location.empty()) {
         out_.add(locationField(*part));
         break;
       }
