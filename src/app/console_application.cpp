@@ -65,7 +65,7 @@ ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, 
       core_(std::move(identity), loop_,
             [this](const StoreNotice& notice) {
               if (forms_) {
-                forms_->storeTells(notice);
+                forms_->handleNotice(notice);
               }
             }),
       input_(standardInputKind()),
@@ -100,11 +100,14 @@ void ConsoleApplication::makeConsole() {
   if (person) {
     const TerminalManner manner = standardTerminalManner();
     auto output = std::make_unique<TerminalOutput>(sink_, manner);
-    auto lines =
-        makeTerminalLines({loop_, sink_, STDIN_FILENO, STDOUT_FILENO, manner.movesCursor,
-                           core_.stateFile("console-history"), [this](std::string_view line) {
-                             return completions(line, forms_->forms());
-                           }});
+    auto lines = makeTerminalLines(
+        {.loop = loop_,
+         .sink = sink_,
+         .input = STDIN_FILENO,
+         .output = STDOUT_FILENO,
+         .movesCursor = manner.movesCursor,
+         .historyFile = core_.stateFile("console-history"),
+         .complete = [this](std::string_view line) { return completions(line, forms_->forms()); }});
     output->setPrompt(lines.get());
     output_ = std::move(output);
     lines_ = std::move(lines);
@@ -113,7 +116,9 @@ void ConsoleApplication::makeConsole() {
     lines_ = std::make_unique<StreamLines>(loop_, STDIN_FILENO);
   }
   dialogs_ = std::make_unique<ConsoleDialogs>(
-      DialogsWorld{*output_, [this](const auto& done) { return loop_.runUntil(done); }, person});
+      DialogsParts{.out = *output_,
+                   .runUntil = [this](const auto& done) { return loop_.runUntil(done); },
+                   .forPeople = person});
   clipboard_ = std::make_unique<ConsoleClipboard>(person ? &sink_ : nullptr, *output_);
   helpViewer_ = std::make_unique<ConsoleHelpViewer>(*output_, manual_.topics);
   folderViewer_ = std::make_unique<ConsoleFolderViewer>(*output_);
@@ -157,8 +162,14 @@ void ConsoleApplication::makeForms() {
       std::vector<Fact>{{"version", core_.identity().versionText},
                         {"mail-store", core_.mailbox().store + " " + core_.mailbox().place}},
       std::move(manual_), userDecimalSeparator());
-  session_ = std::make_unique<ConsoleSession>(SessionWorld{
-      loop_, loop_, *lines_, *output_, *dialogs_, *program_, input_, [this] { end(); }});
+  session_ = std::make_unique<ConsoleSession>(SessionParts{.events = loop_,
+                                                           .timers = loop_,
+                                                           .lines = *lines_,
+                                                           .out = *output_,
+                                                           .dialogs = *dialogs_,
+                                                           .program = *program_,
+                                                           .input = input_,
+                                                           .endProgram = [this] { end(); }});
   screen_.onEnd([this] { session_->end(); });
 }
 

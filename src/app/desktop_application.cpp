@@ -74,7 +74,7 @@ bool DesktopApplication::OnInit() {
   loop_ = std::make_unique<desktop::WxLoop>();
   core_ = std::make_unique<ProgramCore>(identity_, *loop_, [this](const StoreNotice& notice) {
     if (forms_) {
-      forms_->storeTells(notice);
+      forms_->handleNotice(notice);
     }
   });
   prepare();

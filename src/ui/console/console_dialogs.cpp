@@ -21,14 +21,14 @@ struct ConsoleDialogs::Question {
 };
 
 // Keeps a question on the stack of waiting ones for a scope.
-class ConsoleDialogs::Standing {
+class ConsoleDialogs::WaitingQuestion {
  public:
-  Standing(std::vector<Question*>& all, Question& one) : all_(all), one_(&one) {
+  WaitingQuestion(std::vector<Question*>& all, Question& one) : all_(all), one_(&one) {
     all_.push_back(one_);
   }
-  ~Standing() { all_.erase(std::find(all_.begin(), all_.end(), one_)); }
-  Standing(const Standing&) = delete;
-  Standing& operator=(const Standing&) = delete;
+  ~WaitingQuestion() { all_.erase(std::find(all_.begin(), all_.end(), one_)); }
+  WaitingQuestion(const WaitingQuestion&) = delete;
+  WaitingQuestion& operator=(const WaitingQuestion&) = delete;
 
  private:
   std::vector<Question*>& all_;
@@ -54,7 +54,7 @@ std::vector<Control*> entriesOf(const Control& menu) {
 
 }  // namespace
 
-ConsoleDialogs::ConsoleDialogs(DialogsWorld world) : world_(std::move(world)) {}
+ConsoleDialogs::ConsoleDialogs(DialogsParts parts) : parts_(std::move(parts)) {}
 
 void ConsoleDialogs::setObserver(std::function<void()> onAsking, std::function<void()> onAnswered) {
   onAsking_ = std::move(onAsking);
@@ -115,21 +115,21 @@ void ConsoleDialogs::popupMenu(Control& menu) {
 }
 
 std::string ConsoleDialogs::ask(Question question) {
-  world_.out.box(question.view);
+  parts_.out.box(question.view);
   if (const auto said = fromQueue(question)) {
-    settle(question, *said);
+    printAnswer(question, *said);
     return *said;
   }
   if (!closed_) {
-    const Standing standing(standing_, question);
-    world_.out.boxWaits(question.view);
+    const WaitingQuestion onStack(waiting_, question);
+    parts_.out.boxWaits(question.view);
     onAsking_();
-    (void)world_.runUntil([&] { return question.answer.has_value(); });
+    (void)parts_.runUntil([&] { return question.answer.has_value(); });
   }
   if (!question.answer) {
-    world_.out.event("note", "nobody can answer any more");
+    parts_.out.event("note", "nobody can answer any more");
     question.answer = question.safe;
-    settle(question, *question.answer);
+    printAnswer(question, *question.answer);
   }
   return *question.answer;
 }
@@ -141,15 +141,15 @@ std::optional<std::string> ConsoleDialogs::fromQueue(const Question& question) {
     if (auto said = match(question, value)) {
       return said;
     }
-    world_.out.event("note", "the answer " + inQuotes(value) +
+    parts_.out.event("note", "the answer " + inQuotes(value) +
                                  " is none to this box, which offers " +
                                  joined(question.view.choices));
   }
   return std::nullopt;
 }
 
-void ConsoleDialogs::settle(const Question& question, const std::string& answer) {
-  world_.out.boxAnswered(question.view, answer);
+void ConsoleDialogs::printAnswer(const Question& question, const std::string& answer) {
+  parts_.out.boxAnswered(question.view, answer);
 }
 
 // The box's own spelling of an answer, which may differ in letter case or be abbreviated; empty if
@@ -174,7 +174,7 @@ std::optional<std::string> ConsoleDialogs::match(const Question& question,
       begun.push_back(choice);
     }
   }
-  if (!world_.forPeople) {
+  if (!parts_.forPeople) {
     return std::nullopt;
   }
   if (wanted.empty()) {
@@ -187,9 +187,9 @@ std::optional<std::string> ConsoleDialogs::match(const Question& question,
 }
 
 ConsoleDialogs::Question* ConsoleDialogs::newest() const {
-  const auto found = std::find_if(standing_.rbegin(), standing_.rend(),
+  const auto found = std::find_if(waiting_.rbegin(), waiting_.rend(),
                                   [](const Question* each) { return !each->answer; });
-  return found == standing_.rend() ? nullptr : *found;
+  return found == waiting_.rend() ? nullptr : *found;
 }
 
 const BoxView* ConsoleDialogs::question() const {
@@ -212,7 +212,7 @@ Result<void> ConsoleDialogs::answer(const std::string& value) {
     return Error{0, inQuotes(value) + " is no answer to this box: " + joined(asked->view.choices)};
   }
   asked->answer = std::move(said);
-  settle(*asked, *asked->answer);
+  printAnswer(*asked, *asked->answer);
   onAnswered_();
   return {};
 }
@@ -225,13 +225,13 @@ void ConsoleDialogs::close() {
   if (std::exchange(closed_, true)) {
     return;
   }
-  for (Question* asked : standing_) {
+  for (Question* asked : waiting_) {
     if (asked->answer) {
       continue;
     }
     asked->answer = asked->safe;
-    world_.out.event("note", "the input has ended: nobody can answer any more");
-    settle(*asked, *asked->answer);
+    parts_.out.event("note", "the input has ended: nobody can answer any more");
+    printAnswer(*asked, *asked->answer);
   }
   onAnswered_();
 }

@@ -18,7 +18,7 @@
 namespace relaybird {
 
 /// What the questions need. All must outlive it.
-struct DialogsWorld {
+struct DialogsParts {
   ConsoleOutput& out;
   /// Runs events until `done` returns true or the program ends (MainLoop::runUntil).
   std::function<bool(const std::function<bool()>& done)> runUntil;
@@ -28,7 +28,7 @@ struct DialogsWorld {
 
 class ConsoleDialogs : public Dialogs {
  public:
-  explicit ConsoleDialogs(DialogsWorld world);
+  explicit ConsoleDialogs(DialogsParts parts);
 
   BoxAnswer messageBox(const MessageBox& box) override;
   std::string inputBox(const InputBox& box) override;
@@ -61,20 +61,20 @@ class ConsoleDialogs : public Dialogs {
 
  private:
   struct Question;
-  class Standing;
+  class WaitingQuestion;
 
   std::optional<std::string> askForFile(const std::string& title, const std::string& filter);
   std::string ask(Question question);
   std::optional<std::string> fromQueue(const Question& question);
   Question* newest() const;
   std::optional<std::string> match(const Question& question, const std::string& value) const;
-  void settle(const Question& question, const std::string& answer);
+  void printAnswer(const Question& question, const std::string& answer);
 
-  DialogsWorld world_;
+  DialogsParts parts_;
   std::function<void()> onAsking_ = [] {};
   std::function<void()> onAnswered_ = [] {};
   std::deque<std::string> queue_;
-  std::vector<Question*> standing_;
+  std::vector<Question*> waiting_;
   bool closed_ = false;
 };
 

@@ -47,41 +47,41 @@ struct ConsoleSession::Wait {
 };
 
 // Counts a running command, also when it throws.
-class ConsoleSession::Inside {
+class ConsoleSession::RunningCommand {
  public:
-  explicit Inside(int& depth) : depth_(depth) { ++depth_; }
-  ~Inside() { --depth_; }
-  Inside(const Inside&) = delete;
-  Inside& operator=(const Inside&) = delete;
+  explicit RunningCommand(int& depth) : depth_(depth) { ++depth_; }
+  ~RunningCommand() { --depth_; }
+  RunningCommand(const RunningCommand&) = delete;
+  RunningCommand& operator=(const RunningCommand&) = delete;
 
  private:
   int& depth_;
 };
 
-ConsoleSession::ConsoleSession(SessionWorld world)
-    : world_(std::move(world)), commands_(world_.program, world_.out) {
-  world_.dialogs.setObserver([this] { boxAsks(); }, [this] { boxAnswered(); });
+ConsoleSession::ConsoleSession(SessionParts parts)
+    : parts_(std::move(parts)), commands_(parts_.program, parts_.out) {
+  parts_.dialogs.setObserver([this] { boxAsks(); }, [this] { boxAnswered(); });
 }
 
 ConsoleSession::~ConsoleSession() {
-  world_.dialogs.setObserver([] {}, [] {});
+  parts_.dialogs.setObserver([] {}, [] {});
 }
 
 void ConsoleSession::begin(const std::function<void()>& startUp) {
   setPrompt();
-  world_.lines.listen([this] { pump(); });
+  parts_.lines.listen([this] { pump(); });
   {
-    const Inside inside(depth_);
+    const RunningCommand running(depth_);
     starting_ = true;
     startUp();
     starting_ = false;
   }
-  workTimer_ = world_.timers.makeTimer(kWorkLook, [this] { lookForWork(); });
+  workTimer_ = parts_.timers.makeTimer(kWorkLook, [this] { lookForWork(); });
   pumpLater();
 }
 
 void ConsoleSession::pumpLater() {
-  world_.events.post([this, alive = std::weak_ptr(alive_)] {
+  parts_.events.post([this, alive = std::weak_ptr(alive_)] {
     if (!alive.expired()) {
       pump();
     }
@@ -92,35 +92,35 @@ void ConsoleSession::end() {
   if (std::exchange(ended_, true)) {
     return;
   }
-  tellUnusedAnswers();
+  reportUnusedAnswers();
   wait_.reset();
   workTimer_.reset();
-  world_.dialogs.close();
-  world_.endProgram();
+  parts_.dialogs.close();
+  parts_.endProgram();
 }
 
 void ConsoleSession::setPrompt() {
-  const BoxView* box = world_.dialogs.question();
+  const BoxView* box = parts_.dialogs.question();
   if (box == nullptr) {
-    world_.lines.setPrompt(kPrompt, false);
+    parts_.lines.setPrompt(kPrompt, false);
   } else {
-    world_.lines.setPrompt(box->choices.empty() ? "answer> " : joined(box->choices) + "> ", true);
+    parts_.lines.setPrompt(box->choices.empty() ? "answer> " : joined(box->choices) + "> ", true);
   }
 }
 
 // Whether a command has to wait for another one. A script's commands run one after the other; a
 // person may type `stop` while a check runs.
 bool ConsoleSession::holdsCommands() const {
-  return starting_ || (world_.input != InputKind::kPerson && (depth_ > 0 || wait_ != nullptr));
+  return starting_ || (parts_.input != InputKind::kPerson && (depth_ > 0 || wait_ != nullptr));
 }
 
 bool ConsoleSession::takesLines() const {
-  return !ended_ && !answered_ && (world_.dialogs.asking() || !holdsCommands());
+  return !ended_ && !answered_ && (parts_.dialogs.asking() || !holdsCommands());
 }
 
 void ConsoleSession::pump() {
   while (takesLines()) {
-    const auto line = world_.lines.next();
+    const auto line = parts_.lines.next();
     if (!line) {
       break;
     }
@@ -132,14 +132,14 @@ void ConsoleSession::pump() {
 }
 
 void ConsoleSession::handle(const InputLine& line) {
-  world_.out.lineEntered();
+  parts_.out.lineEntered();
   switch (line.kind) {
     case InputLine::Kind::kEnd:
       inputOver_ = true;
-      world_.dialogs.close();
+      parts_.dialogs.close();
       return;
     case InputLine::Kind::kUnusable:
-      world_.out.error(line.text);
+      parts_.out.error(line.text);
       return;
     case InputLine::Kind::kText:
     default:
@@ -148,7 +148,7 @@ void ConsoleSession::handle(const InputLine& line) {
 }
 
 void ConsoleSession::handleText(std::string_view text) {
-  if (world_.dialogs.asking() && answerBox(text)) {
+  if (parts_.dialogs.asking() && answerBox(text)) {
     return;
   }
   std::string_view rest = text;
@@ -157,11 +157,11 @@ void ConsoleSession::handleText(std::string_view text) {
     return;
   }
   const CommandInfo* info = findCommand(name);
-  if (const BoxView* box = world_.dialogs.question(); box && (!info || !info->whileAsking)) {
-    world_.out.error("a box waits for an answer: " + box->title +
+  if (const BoxView* box = parts_.dialogs.question(); box && (!info || !info->whileAsking)) {
+    parts_.out.error("a box waits for an answer: " + box->title +
                      (box->choices.empty() ? "" : " (" + joined(box->choices) + ")"));
   } else if (info == nullptr) {
-    world_.out.error("there is no command " + inQuotes(name) + "; help lists them");
+    parts_.out.error("there is no command " + inQuotes(name) + "; help lists them");
   } else {
     const auto last = rest.find_last_not_of(" \t");
     runCommand(info->name, rest.substr(0, last == std::string_view::npos ? 0 : last + 1));
@@ -170,18 +170,18 @@ void ConsoleSession::handleText(std::string_view text) {
 
 // Uses a line as the answer to the waiting box; false if it is not one.
 bool ConsoleSession::answerBox(std::string_view text) {
-  const bool person = world_.input == InputKind::kPerson;
+  const bool person = parts_.input == InputKind::kPerson;
   const std::string value = trimBlanks(text);
-  const bool freeText = person && world_.dialogs.question()->choices.empty();
+  const bool freeText = person && parts_.dialogs.question()->choices.empty();
   const bool nothing = person && value.empty();
-  if (!freeText && !world_.dialogs.offers(value)) {
+  if (!freeText && !parts_.dialogs.offers(value)) {
     // An empty line decides nothing: the question is shown again.
     return nothing;
   }
   if (value.empty() && !person) {
     return false;
   }
-  finish(world_.dialogs.answer(value));
+  finish(parts_.dialogs.answer(value));
   return true;
 }
 
@@ -197,7 +197,7 @@ void ConsoleSession::runCommand(std::string_view name, std::string_view rest) {
     return;
   }
   if (name == "quit" || name == "exit") {
-    tellUnusedAnswers();
+    reportUnusedAnswers();
     finish({});
     end();
     return;
@@ -206,7 +206,7 @@ void ConsoleSession::runCommand(std::string_view name, std::string_view rest) {
 }
 
 Result<void> ConsoleSession::outcomeOf(std::string_view name, std::string_view rest) {
-  const Inside inside(depth_);
+  const RunningCommand running(depth_);
   if (name == "answer") {
     return answer(rest);
   }
@@ -221,11 +221,11 @@ Result<void> ConsoleSession::outcomeOf(std::string_view name, std::string_view r
 }
 
 void ConsoleSession::finish(const Result<void>& outcome) {
-  hasWorked_ = hasWorked_ || world_.program.forwardingOn();
+  hasWorked_ = hasWorked_ || parts_.program.forwardingOn();
   if (outcome) {
-    world_.out.ok();
+    parts_.out.ok();
   } else {
-    world_.out.error(outcome.error().text);
+    parts_.out.error(outcome.error().text);
   }
 }
 
@@ -237,26 +237,26 @@ Result<void> ConsoleSession::answer(std::string_view rest) {
   if (values->empty()) {
     return Error{0, "answer takes what to answer"};
   }
-  if (world_.dialogs.asking()) {
-    if (auto taken = world_.dialogs.answer(values->front()); !taken) {
+  if (parts_.dialogs.asking()) {
+    if (auto taken = parts_.dialogs.answer(values->front()); !taken) {
       return taken;
     }
     values->erase(values->begin());
   }
-  world_.dialogs.queue(std::move(*values));
+  parts_.dialogs.queue(std::move(*values));
   return {};
 }
 
 Result<void> ConsoleSession::answers(std::string_view rest) {
   if (rest == "clear") {
-    world_.dialogs.clearQueue();
+    parts_.dialogs.clearQueue();
     return {};
   }
   if (!rest.empty()) {
     return Error{0, "answers takes clear, or nothing"};
   }
-  for (const std::string& value : world_.dialogs.queued()) {
-    world_.out.replyFields("queued", inQuotes(value));
+  for (const std::string& value : parts_.dialogs.queued()) {
+    parts_.out.replyFields("queued", inQuotes(value));
   }
   return {};
 }
@@ -272,14 +272,14 @@ Result<void> ConsoleSession::beginWait(std::string_view rest) {
   wait_->forIdle = forIdle;
   if (time) {
     wait_->over = time->count() == 0;
-    wait_->limit = world_.timers.makeTimer(*time, [this] {
+    wait_->limit = parts_.timers.makeTimer(*time, [this] {
       wait_->over = true;
       checkWait();
     });
     wait_->limit->setEnabled(true);
   }
   if (forIdle) {
-    wait_->look = world_.timers.makeTimer(kIdleLook, [this] { checkWait(); });
+    wait_->look = parts_.timers.makeTimer(kIdleLook, [this] { checkWait(); });
     wait_->look->setEnabled(true);
   }
   checkWait();
@@ -287,7 +287,7 @@ Result<void> ConsoleSession::beginWait(std::string_view rest) {
 }
 
 void ConsoleSession::checkWait() {
-  if (wait_->forIdle && world_.program.idle()) {
+  if (wait_->forIdle && parts_.program.idle()) {
     endWait({});
   } else if (wait_->over) {
     endWait(wait_->forIdle ? Result<void>(Error{0, "something still runs"}) : Result<void>());
@@ -304,7 +304,7 @@ void ConsoleSession::boxAsks() {
   setPrompt();
   // A waiting `wait` would hold up the line that answers the box.
   if (wait_) {
-    endWait(Error{0, "a box waits for an answer: " + world_.dialogs.question()->title});
+    endWait(Error{0, "a box waits for an answer: " + parts_.dialogs.question()->title});
   }
   pumpLater();
 }
@@ -313,7 +313,7 @@ void ConsoleSession::boxAsks() {
 void ConsoleSession::boxAnswered() {
   answered_ = true;
   setPrompt();
-  world_.events.post([this, alive = std::weak_ptr(alive_)] {
+  parts_.events.post([this, alive = std::weak_ptr(alive_)] {
     if (alive.expired()) {
       return;
     }
@@ -326,7 +326,7 @@ void ConsoleSession::handleEnd() {
   if (ended_) {
     return;
   }
-  if (world_.input != InputKind::kNothing) {
+  if (parts_.input != InputKind::kNothing) {
     end();
     return;
   }
@@ -338,23 +338,23 @@ void ConsoleSession::handleEnd() {
 
 // Without input nobody can switch forwarding on any more, so the program ends when it is off.
 void ConsoleSession::lookForWork() {
-  hasWorked_ = hasWorked_ || world_.program.forwardingOn();
-  if (world_.program.forwardingOn() || !world_.program.idle()) {
+  hasWorked_ = hasWorked_ || parts_.program.forwardingOn();
+  if (parts_.program.forwardingOn() || !parts_.program.idle()) {
     return;
   }
   exitStatus_ = hasWorked_ ? 0 : 1;
-  world_.out.event("note", hasWorked_
+  parts_.out.event("note", hasWorked_
                                ? "forwarding has been switched off and nobody can switch it "
                                  "on again: the program ends"
                                : "there is no input and forwarding is off: the program ends");
   end();
 }
 
-void ConsoleSession::tellUnusedAnswers() {
-  for (const std::string& value : world_.dialogs.queued()) {
-    world_.out.event("note", "no box has asked for the answer " + inQuotes(value));
+void ConsoleSession::reportUnusedAnswers() {
+  for (const std::string& value : parts_.dialogs.queued()) {
+    parts_.out.event("note", "no box has asked for the answer " + inQuotes(value));
   }
-  world_.dialogs.clearQueue();
+  parts_.dialogs.clearQueue();
 }
 
 }  // namespace relaybird

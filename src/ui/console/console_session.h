@@ -25,7 +25,7 @@ enum class InputKind {
 };
 
 /// What a session needs. All must outlive it.
-struct SessionWorld {
+struct SessionParts {
   EventQueue& events;
   TimerMaker& timers;
   LineSource& lines;
@@ -39,7 +39,7 @@ struct SessionWorld {
 
 class ConsoleSession {
  public:
-  explicit ConsoleSession(SessionWorld world);
+  explicit ConsoleSession(SessionParts parts);
   ~ConsoleSession();
   ConsoleSession(const ConsoleSession&) = delete;
   ConsoleSession& operator=(const ConsoleSession&) = delete;
@@ -54,7 +54,7 @@ class ConsoleSession {
 
  private:
   struct Wait;
-  class Inside;
+  class RunningCommand;
 
   void pump();
   bool takesLines() const;
@@ -76,11 +76,11 @@ class ConsoleSession {
   void boxAnswered();
   void handleEnd();
   void lookForWork();
-  void tellUnusedAnswers();
+  void reportUnusedAnswers();
   void setPrompt();
   void pumpLater();
 
-  SessionWorld world_;
+  SessionParts parts_;
   ConsoleCommands commands_;
   int depth_ = 0;  ///< number of commands running inside one another
   bool starting_ = false;

@@ -61,7 +61,7 @@ int widthOf(std::string_view text) {
 
 class EditedLines : public TerminalLines {
  public:
-  explicit EditedLines(TerminalWorld world);
+  explicit EditedLines(TerminalParts parts);
   ~EditedLines() override;
 
   void listen(std::function<void()> onLines) override;
@@ -76,13 +76,13 @@ class EditedLines : public TerminalLines {
 
  private:
   void show();
-  void readable();
+  void readKeys();
   void edit();
   void lineDone(std::string line);
   void listCandidates(const std::vector<std::string>& words);
   int columns() const;
 
-  TerminalWorld world_;
+  TerminalParts parts_;
   File in_;
   File out_;
   std::unique_ptr<History, EndHistory> history_;
@@ -118,18 +118,18 @@ unsigned char giveCompletion(EditLine* editor, int) {
   return ownerOf(editor)->complete();
 }
 
-EditedLines::EditedLines(TerminalWorld world)
-    : world_(std::move(world)),
-      in_(::fdopen(::dup(world_.input), "r")),
-      out_(::fdopen(::dup(world_.output), "w")),
+EditedLines::EditedLines(TerminalParts parts)
+    : parts_(std::move(parts)),
+      in_(::fdopen(::dup(parts_.input), "r")),
+      out_(::fdopen(::dup(parts_.output), "w")),
       history_(::history_init()),
       editor_(::el_init("relaybird", in_.get(), out_.get(), out_.get())) {
   EditLine* editor = editor_.get();
   HistEvent event;
   ::history(history_.get(), &event, H_SETSIZE, kHistorySize);
   ::history(history_.get(), &event, H_SETUNIQUE, 1);
-  if (!world_.historyFile.empty()) {
-    ::history(history_.get(), &event, H_LOAD, world_.historyFile.c_str());
+  if (!parts_.historyFile.empty()) {
+    ::history(history_.get(), &event, H_LOAD, parts_.historyFile.c_str());
   }
   ::el_set(editor, EL_CLIENTDATA, static_cast<void*>(this));
   ::el_set(editor, EL_SIGNAL, 0);
@@ -150,15 +150,15 @@ EditedLines::~EditedLines() {
   if (editing_) {
     ::el_set(editor_.get(), EL_UNBUFFERED, 0);
   }
-  if (!world_.historyFile.empty()) {
+  if (!parts_.historyFile.empty()) {
     HistEvent event;
-    ::history(history_.get(), &event, H_SAVE, world_.historyFile.c_str());
+    ::history(history_.get(), &event, H_SAVE, parts_.historyFile.c_str());
   }
 }
 
 void EditedLines::listen(std::function<void()> onLines) {
   onLines_ = std::move(onLines);
-  watch_ = world_.loop.watchReadable(world_.input, [this] { readable(); });
+  watch_ = parts_.loop.watchReadable(parts_.input, [this] { readKeys(); });
   showSoon();
 }
 
@@ -178,7 +178,7 @@ void EditedLines::setPrompt(const std::string& prompt, bool question) {
 
 int EditedLines::columns() const {
   winsize size{};
-  const bool known = ::ioctl(world_.output, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  const bool known = ::ioctl(parts_.output, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
   return known ? size.ws_col : 80;
 }
 
@@ -192,7 +192,7 @@ void EditedLines::hide() {
                                 static_cast<std::size_t>(line->cursor - line->buffer));
   const int rows = (widthOf(prompt_) + widthOf(before)) / columns();
   const std::string up = rows == 0 ? "" : "\x1b[" + std::to_string(rows) + "A";
-  world_.sink.write(up + "\r\x1b[J");
+  parts_.sink.write(up + "\r\x1b[J");
 }
 
 void EditedLines::show() {
@@ -211,7 +211,7 @@ void EditedLines::showSoon() {
   if (std::exchange(waits_, true)) {
     return;
   }
-  world_.loop.post([this, alive = std::weak_ptr(alive_)] {
+  parts_.loop.post([this, alive = std::weak_ptr(alive_)] {
     if (alive.expired()) {
       return;
     }
@@ -220,9 +220,9 @@ void EditedLines::showSoon() {
   });
 }
 
-void EditedLines::readable() {
+void EditedLines::readKeys() {
   std::array<char, 1024> buffer;
-  const ssize_t got = ::read(world_.input, buffer.data(), buffer.size());
+  const ssize_t got = ::read(parts_.input, buffer.data(), buffer.size());
   if (got > 0) {
     keys_.insert(keys_.end(), buffer.data(), buffer.data() + got);
     edit();
@@ -255,7 +255,7 @@ void EditedLines::edit() {
       lineDone({});
       ended_ = true;
       lines_.end();
-      world_.sink.write("\n");
+      parts_.sink.write("\n");
     }
   }
 }
@@ -280,9 +280,9 @@ int EditedLines::readKey(wchar_t* key) {
   std::size_t length = 0;
   while (length < bytes.size()) {
     if (keys_.empty()) {
-      pollfd waiting{world_.input, POLLIN, 0};
+      pollfd waiting{parts_.input, POLLIN, 0};
       char byte = 0;
-      if (::poll(&waiting, 1, kKeyPatience) <= 0 || ::read(world_.input, &byte, 1) != 1) {
+      if (::poll(&waiting, 1, kKeyPatience) <= 0 || ::read(parts_.input, &byte, 1) != 1) {
         return 0;
       }
       keys_.push_back(byte);
@@ -317,13 +317,13 @@ void EditedLines::listCandidates(const std::vector<std::string>& words) {
     text += word + "  ";
     column += width;
   }
-  world_.sink.write(text + "\n");
+  parts_.sink.write(text + "\n");
 }
 
 unsigned char EditedLines::complete() {
   const LineInfo* line = ::el_line(editor_.get());
   const std::string before(line->buffer, line->cursor);
-  const Completion found = world_.complete(before);
+  const Completion found = parts_.complete(before);
   if (found.words.empty()) {
     return CC_ERROR;
   }
@@ -351,11 +351,11 @@ unsigned char EditedLines::complete() {
 
 }  // namespace
 
-std::unique_ptr<TerminalLines> makeTerminalLines(TerminalWorld world) {
-  if (!world.movesCursor) {
-    return makePlainTerminalLines(std::move(world));
+std::unique_ptr<TerminalLines> makeTerminalLines(TerminalParts parts) {
+  if (!parts.movesCursor) {
+    return makePlainTerminalLines(std::move(parts));
   }
-  return std::make_unique<EditedLines>(std::move(world));
+  return std::make_unique<EditedLines>(std::move(parts));
 }
 
 }  // namespace relaybird

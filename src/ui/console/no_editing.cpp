@@ -6,8 +6,8 @@
 
 namespace relaybird {
 
-std::unique_ptr<TerminalLines> makeTerminalLines(TerminalWorld world) {
-  return makePlainTerminalLines(std::move(world));
+std::unique_ptr<TerminalLines> makeTerminalLines(TerminalParts parts) {
+  return makePlainTerminalLines(std::move(parts));
 }
 
 }  // namespace relaybird

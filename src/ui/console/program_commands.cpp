@@ -160,9 +160,9 @@ Result<void> ProgramCommands::test() {
   }
   const OutgoingState after = outgoing_.state();
   if (!after.outbox.empty() && hasProblem(before, after)) {
-    std::vector<std::string> sentences = whatHoldsBack(after);
+    std::vector<std::string> sentences = holdReasons(after);
     sentences.insert(sentences.begin(), outcomeOf(before, after, outgoing_.waiting()));
-    return Error{0, asOneText(sentences)};
+    return Error{0, joinSentences(sentences)};
   }
   return {};
 }
@@ -188,7 +188,7 @@ void ProgramCommands::addOutbox(std::vector<Fact>& facts) {
                              {"waiting", std::to_string(outgoing_.waiting())},
                              {"left", std::to_string(state.left)},
                              {"refused", std::to_string(state.refused)}});
-  for (std::string& sentence : whatHoldsBack(state)) {
+  for (std::string& sentence : holdReasons(state)) {
     facts.emplace_back("outbox-says", std::move(sentence));
   }
 }

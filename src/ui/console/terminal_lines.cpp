@@ -11,8 +11,8 @@ namespace {
 
 class PlainTerminalLines : public TerminalLines {
  public:
-  explicit PlainTerminalLines(TerminalWorld world)
-      : world_(std::move(world)), lines_(world_.loop, world_.input) {}
+  explicit PlainTerminalLines(TerminalParts parts)
+      : parts_(std::move(parts)), lines_(parts_.loop, parts_.input) {}
 
   void listen(std::function<void()> onLines) override {
     lines_.listen(std::move(onLines));
@@ -33,26 +33,26 @@ class PlainTerminalLines : public TerminalLines {
   }
   void hide() override {
     if (std::exchange(shown_, false)) {
-      world_.sink.write(world_.movesCursor ? "\r\x1b[K" : "\n");
+      parts_.sink.write(parts_.movesCursor ? "\r\x1b[K" : "\n");
     }
   }
   void showSoon() override {
     if (std::exchange(waits_, true)) {
       return;
     }
-    world_.loop.post([this, alive = std::weak_ptr(alive_)] {
+    parts_.loop.post([this, alive = std::weak_ptr(alive_)] {
       if (alive.expired()) {
         return;
       }
       waits_ = false;
       if (!std::exchange(shown_, true)) {
-        world_.sink.write(prompt_);
+        parts_.sink.write(prompt_);
       }
     });
   }
 
  private:
-  TerminalWorld world_;
+  TerminalParts parts_;
   StreamLines lines_;
   std::string prompt_;
   bool shown_ = false;
@@ -62,8 +62,8 @@ class PlainTerminalLines : public TerminalLines {
 
 }  // namespace
 
-std::unique_ptr<TerminalLines> makePlainTerminalLines(TerminalWorld world) {
-  return std::make_unique<PlainTerminalLines>(std::move(world));
+std::unique_ptr<TerminalLines> makePlainTerminalLines(TerminalParts parts) {
+  return std::make_unique<PlainTerminalLines>(std::move(parts));
 }
 
 }  // namespace relaybird

@@ -18,7 +18,7 @@ namespace relaybird {
 class TerminalLines : public LineSource, public Prompt {};
 
 /// What the lines of a terminal need. All must outlive it.
-struct TerminalWorld {
+struct TerminalParts {
   MainLoop& loop;
   TextSink& sink;  ///< writes to `output`
   int input = 0;
@@ -32,8 +32,8 @@ struct TerminalWorld {
 /// With editing, history and completion if the program was built with libedit and the terminal can
 /// move its cursor; otherwise with the terminal's own editing. The destructor restores the
 /// terminal's mode.
-std::unique_ptr<TerminalLines> makeTerminalLines(TerminalWorld world);
+std::unique_ptr<TerminalLines> makeTerminalLines(TerminalParts parts);
 /// Always with the terminal's own editing.
-std::unique_ptr<TerminalLines> makePlainTerminalLines(TerminalWorld world);
+std::unique_ptr<TerminalLines> makePlainTerminalLines(TerminalParts parts);
 
 }  // namespace relaybird

@@ -36,20 +36,20 @@ MessageBox unreadableBox(const std::string& why) {
 }  // namespace
 
 HelpFile::HelpFile(const ProgramWorld& world) : world_(world), location_(world.defaultHelpFile) {
-  std::string chosenBefore = remembered();
+  std::string chosenBefore = rememberedFile();
   if (exists(chosenBefore)) {
     location_ = std::move(chosenBefore);
   }
 }
 
 void HelpFile::show(const std::string& topic) {
-  if (!exists(location_) && !(asked(notFoundBox()) && chooseFile())) {
+  if (!exists(location_) && !(confirms(notFoundBox()) && chooseFile())) {
     return;
   }
   for (;;) {
     const Result<void> shown = world_.helpViewer.show(location_, topic);
-    tellWhatIsNotKept();
-    if (shown || !asked(unreadableBox(shown.error().text)) || !chooseFile()) {
+    reportNotRemembered();
+    if (shown || !confirms(unreadableBox(shown.error().text)) || !chooseFile()) {
       return;
     }
   }
@@ -59,7 +59,7 @@ bool HelpFile::exists(const std::string& file) const {
   return FileExists(world_.files, file);
 }
 
-std::string HelpFile::remembered() const {
+std::string HelpFile::rememberedFile() const {
   const std::string memory = helpMemoryFile(world_.folders);
   if (memory.empty()) {
     return {};
@@ -67,7 +67,7 @@ std::string HelpFile::remembered() const {
   return world_.profiles.read(memory)->get(kHelpSection, kHelpKey, "", kPathBufferSize);
 }
 
-bool HelpFile::asked(const MessageBox& box) {
+bool HelpFile::confirms(const MessageBox& box) {
   return world_.dialogs.messageBox(box) == BoxAnswer::kOk;
 }
 
@@ -79,11 +79,11 @@ bool HelpFile::chooseFile() {
     return false;
   }
   if (!exists(*chosen)) {
-    tellError("The help file you chose does not exist.");
+    showError("The help file you chose does not exist.");
     return false;
   }
   location_ = std::move(*chosen);
-  kept_ = remember();
+  remembered_ = remember();
   return true;
 }
 
@@ -99,13 +99,13 @@ Result<void> HelpFile::remember() {
   return Error{0, file->error()};
 }
 
-void HelpFile::tellWhatIsNotKept() {
-  if (const Result<void> kept = std::exchange(kept_, {}); !kept) {
-    tellError("The location of the help file could not be remembered.\r\n\r\n" + kept.error().text);
+void HelpFile::reportNotRemembered() {
+  if (const Result<void> kept = std::exchange(remembered_, {}); !kept) {
+    showError("The location of the help file could not be remembered.\r\n\r\n" + kept.error().text);
   }
 }
 
-void HelpFile::tellError(const std::string& text) {
+void HelpFile::showError(const std::string& text) {
   world_.dialogs.messageBox({text, "Error", BoxButtons::kOk, BoxIcon::kExclamation});
 }
 

@@ -27,16 +27,16 @@ class HelpFile {
 
  private:
   bool exists(const std::string& file) const;
-  std::string remembered() const;
-  bool asked(const MessageBox& box);
+  std::string rememberedFile() const;
+  bool confirms(const MessageBox& box);
   bool chooseFile();
   Result<void> remember();
-  void tellWhatIsNotKept();
-  void tellError(const std::string& text);
+  void reportNotRemembered();
+  void showError(const std::string& text);
 
   const ProgramWorld& world_;
   std::string location_;
-  Result<void> kept_;  ///< result of remembering the last choice, until reported
+  Result<void> remembered_;  ///< result of remembering the last choice, until reported
 };
 
 }  // namespace relaybird

@@ -77,7 +77,7 @@ bool ProgramForms::start() {
   }
   // Only now, and posted: nobody may be there to answer, and forwarding must start anyway.
   if (settings_.startUpOptionsClash()) {
-    world_.events.post([this] { settings_.tellStartUpRule(); });
+    world_.events.post([this] { settings_.showStartUpRule(); });
   }
   return true;
 }
@@ -93,7 +93,7 @@ void ProgramForms::readPreferencesAgain() {
   prf.UpdateEmailAddrOnMainForm();
 }
 
-void ProgramForms::storeTells(const StoreNotice& notice) {
+void ProgramForms::handleNotice(const StoreNotice& notice) {
   const DateTime when = notice.time == kNoDate ? world_.clock.now() : notice.time;
   log_.AddToLog(world_.clock.toText(when) + "--> " + notice.line);
   if (notice.kind == StoreNotice::Kind::kRefused) {
@@ -106,7 +106,7 @@ void ProgramForms::storeTells(const StoreNotice& notice) {
 
 void ProgramForms::unexpected(const std::string& what) {
   log_.AddToLog(world_.clock.toText(world_.clock.now()) + "--> Unexpected: " + what);
-  if (!std::exchange(toldOfUnexpected_, true)) {
+  if (!std::exchange(reportedUnexpected_, true)) {
     world_.dialogs.messageBox(
         {"Something unexpected happened: " + what +
              "\r\n\r\nForwarding goes on; the log will tell of any more of this.",

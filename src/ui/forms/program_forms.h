@@ -31,7 +31,7 @@ class ProgramForms {
   /// settings dialog keeps the user's edits.
   void readPreferencesAgain();
   /// Handles a notice of the store: logs it with its own time, and raises an alert if needed.
-  void storeTells(const StoreNotice& notice);
+  void handleNotice(const StoreNotice& notice);
   /// Reports an unexpected failure: in the log every time, in a box the first time. Forwarding
   /// continues.
   void unexpected(const std::string& what);
@@ -56,7 +56,7 @@ class ProgramForms {
   class Bridge;
 
   const ProgramWorld world_;
-  bool toldOfUnexpected_ = false;
+  bool reportedUnexpected_ = false;
 
   frmLog log_;
   frmRelaybird main_;

@@ -101,7 +101,7 @@ void frmLog::AddLine(const std::string& text) {
 void frmLog::ClearLog() {
   lstLog.clearList();
   search_.forget();
-  tellFound({});
+  showFound({});
   widest_ = 0;
   lstLog.setHorizontalExtent(widest_);
 }
@@ -113,7 +113,7 @@ std::size_t frmLog::currentLine() const {
 void frmLog::typed() {
   const auto hit = search_.type(txtFind.text(), currentLine());
   if (txtFind.text().empty()) {
-    tellFound({});
+    showFound({});
   } else {
     showHit(hit);
   }
@@ -121,17 +121,17 @@ void frmLog::typed() {
 
 void frmLog::showHit(const std::optional<LineSearch::Hit>& hit) {
   if (!hit) {
-    tellFound(txtFind.text().empty() ? "" : "Nothing found");
+    showFound(txtFind.text().empty() ? "" : "Nothing found");
     return;
   }
   const bool back = hit->line > currentLine();
   lstLog.setSelection({hit->line});
-  tellFound("Line " + std::to_string(hit->line + 1) + " of " +
+  showFound("Line " + std::to_string(hit->line + 1) + " of " +
             std::to_string(lstLog.list().size()) +
             (hit->aroundTheEnd ? (back ? ", from the end again" : ", from the top again") : ""));
 }
 
-void frmLog::tellFound(const std::string& words) {
+void frmLog::showFound(const std::string& words) {
   lblFound.setText(words);
   lblFound.setVisible(!words.empty());
 }

@@ -63,7 +63,7 @@ class frmLog : public Form, public ActivityLog {
   void wireCommands();
   std::size_t currentLine() const;
   void typed();
-  void tellFound(const std::string& words);
+  void showFound(const std::string& words);
   void showHit(const std::optional<LineSearch::Hit>& hit);
   std::string allLines() const;
   void copyToClipboard(const std::string& text);

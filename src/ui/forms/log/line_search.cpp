@@ -17,41 +17,41 @@ void LineSearch::forget() {
 
 void LineSearch::begin(std::size_t origin) {
   origin_ = origin < lines_.size() ? origin : 0;
-  without_ = 0;
+  misses_ = 0;
   size_ = lines_.size();
 }
 
-bool LineSearch::has(std::size_t line) {
-  ++looks_;
+bool LineSearch::contains(std::size_t line) {
+  ++examined_;
   return foldCase(lines_[line]).find(text_) != std::string::npos;
 }
 
-bool LineSearch::nowhere() const {
-  return text_.empty() || (without_ == size_ && size_ == lines_.size());
+bool LineSearch::hasNoHit() const {
+  return text_.empty() || (misses_ == size_ && size_ == lines_.size());
 }
 
 bool LineSearch::isHit(std::size_t line) const {
-  return !text_.empty() && without_ < size_ && (origin_ + without_) % size_ == line;
+  return !text_.empty() && misses_ < size_ && (origin_ + misses_) % size_ == line;
 }
 
 // Continues to the first line that contains the text.
-std::optional<LineSearch::Hit> LineSearch::walk() {
+std::optional<LineSearch::Hit> LineSearch::advance() {
   const std::size_t added = lines_.size() - size_;
-  if (origin_ + without_ >= size_) {
+  if (origin_ + misses_ >= size_) {
     // The search has wrapped around already: examine newly added lines before the rest.
     for (std::size_t line = size_; line < lines_.size(); ++line) {
-      if (has(line)) {
+      if (contains(line)) {
         begin(line);
         return Hit{line, false};
       }
     }
-    without_ += added;
+    misses_ += added;
   }
   size_ += added;
-  for (; without_ < size_; ++without_) {
-    const std::size_t line = (origin_ + without_) % size_;
-    if (has(line)) {
-      return Hit{line, origin_ + without_ >= size_};
+  for (; misses_ < size_; ++misses_) {
+    const std::size_t line = (origin_ + misses_) % size_;
+    if (contains(line)) {
+      return Hit{line, origin_ + misses_ >= size_};
     }
   }
   return std::nullopt;
@@ -67,15 +67,15 @@ std::optional<LineSearch::Hit> LineSearch::type(std::string_view text, std::size
     begin(isHit(from) ? origin_ : from);
   }
   text_ = std::move(folded);
-  return walk();
+  return advance();
 }
 
 std::optional<LineSearch::Hit> LineSearch::next(std::size_t from) {
-  if (nowhere()) {
+  if (hasNoHit()) {
     return std::nullopt;
   }
   begin(from + 1);
-  auto hit = walk();
+  auto hit = advance();
   if (hit) {
     hit->aroundTheEnd = hit->line <= from;
   }
@@ -83,20 +83,20 @@ std::optional<LineSearch::Hit> LineSearch::next(std::size_t from) {
 }
 
 std::optional<LineSearch::Hit> LineSearch::previous(std::size_t from) {
-  if (nowhere()) {
+  if (hasNoHit()) {
     return std::nullopt;
   }
   const std::size_t count = lines_.size();
   for (std::size_t back = 1; back <= count; ++back) {
     const std::size_t line = (from + count - back) % count;
-    if (!has(line)) {
+    if (!contains(line)) {
       continue;
     }
     begin(line);
     return Hit{line, line >= from};
   }
   begin(0);
-  without_ = size_;
+  misses_ = size_;
   return std::nullopt;
 }
 

@@ -34,23 +34,23 @@ class LineSearch {
   void forget();
 
   /// The number of lines examined so far, for measurements.
-  std::size_t looks() const { return looks_; }
+  std::size_t examined() const { return examined_; }
 
  private:
-  bool has(std::size_t line);
-  bool nowhere() const;
+  bool contains(std::size_t line);
+  bool hasNoHit() const;
   bool isHit(std::size_t line) const;
   void begin(std::size_t origin);
-  std::optional<Hit> walk();
+  std::optional<Hit> advance();
 
   const std::vector<std::string>& lines_;
   std::string text_;  ///< folded
   // Where the search began, how many lines from there (wrapping around) do not contain the text,
   // and how many lines there were. The line after those without the text is the hit.
   std::size_t origin_ = 0;
-  std::size_t without_ = 0;
+  std::size_t misses_ = 0;
   std::size_t size_ = 0;
-  std::size_t looks_ = 0;
+  std::size_t examined_ = 0;
 };
 
 }  // namespace relaybird

@@ -79,14 +79,14 @@ void Attention::checkFailed(const std::string& words) {
   failure_ = Failure{failure_ ? failure_->since : clock_.toText(clock_.now()), words};
   onFailure_();
   if (++failedChecks_ >= kFailedChecksToTell) {
-    tell({kChecks, "The inbox cannot be checked",
-          plainWords(words) + "\nRelaybird goes on trying. The log tells more."});
+    notify({kChecks, "The inbox cannot be checked",
+            plainWords(words) + "\nRelaybird goes on trying. The log tells more."});
   }
 }
 
 void Attention::checkCompleted() {
   failedChecks_ = 0;
-  over(kChecks);
+  causeEnded(kChecks);
   if (failure_) {
     failure_.reset();
     onFailure_();
@@ -94,43 +94,43 @@ void Attention::checkCompleted() {
 }
 
 void Attention::forwardRefused(const std::string& words) {
-  const auto last = told_.find(kRefused);
-  if (last != told_.end() && clock_.now() - last->second >= kQuietTime) {
-    told_.erase(last);
+  const auto last = notified_.find(kRefused);
+  if (last != notified_.end() && clock_.now() - last->second >= kQuietTime) {
+    notified_.erase(last);
   }
-  tell({kRefused, "A message could not be forwarded",
-        plainWords(words) + "\nThe log tells of this one and of any more."});
+  notify({kRefused, "A message could not be forwarded",
+          plainWords(words) + "\nThe log tells of this one and of any more."});
 }
 
 void Attention::addressStopped(const std::string& words) {
-  tell({kStopped, "Forwarding to an address was stopped",
-        plainWords(words) + "\nIt goes on when you choose Try Again Now in the menu Outbox."});
+  notify({kStopped, "Forwarding to an address was stopped",
+          plainWords(words) + "\nIt goes on when you choose Try Again Now in the menu Outbox."});
 }
 
 void Attention::addressesGoOn() {
-  over(kStopped);
+  causeEnded(kStopped);
 }
 
 void Attention::maximumReached() {
-  tell({kMaximum, "The maximum number of messages was forwarded",
-        "Nothing more is forwarded until forwarding is stopped and started again."});
+  notify({kMaximum, "The maximum number of messages was forwarded",
+          "Nothing more is forwarded until forwarding is stopped and started again."});
 }
 
 void Attention::startAnew() {
   failedChecks_ = 0;
   for (const char* cause : {kChecks, kRefused, kStopped, kMaximum}) {
-    over(cause);
+    causeEnded(cause);
   }
 }
 
-void Attention::tell(const Notification& notification) {
-  if (notifications_.wanted() && told_.try_emplace(notification.cause, clock_.now()).second) {
+void Attention::notify(const Notification& notification) {
+  if (notifications_.wanted() && notified_.try_emplace(notification.cause, clock_.now()).second) {
     notifications_.show(notification);
   }
 }
 
-void Attention::over(const std::string& cause) {
-  if (told_.erase(cause) > 0) {
+void Attention::causeEnded(const std::string& cause) {
+  if (notified_.erase(cause) > 0) {
     notifications_.withdraw(cause);
   }
 }

@@ -46,14 +46,14 @@ class Attention : public Alerts {
   void startAnew();
 
  private:
-  void tell(const Notification& notification);
-  void over(const std::string& cause);
+  void notify(const Notification& notification);
+  void causeEnded(const std::string& cause);
 
   Notifications& notifications_;
   const Clock& clock_;
   std::function<void()> onFailure_;
-  std::map<std::string, DateTime> told_;  ///< time of the notification, by cause
-  int failedChecks_ = 0;                  ///< in a row, since forwarding was switched on
+  std::map<std::string, DateTime> notified_;  ///< time of the notification, by cause
+  int failedChecks_ = 0;                      ///< in a row, since forwarding was switched on
   std::optional<Failure> failure_;
 };
 

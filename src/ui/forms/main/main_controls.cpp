@@ -77,8 +77,8 @@ void MainControls::placeInMenus() {
   putInto(mnuEdit, {&mnuPreferences});
   putInto(mnuOutbox, {&mnuTryAgain, &mnuOpenWaiting, &mnuOpenRefused});
   putInto(mnuDiagnostics, {&mnuTest, &mnuViewLog});
-  mnuTest.standFor(cmdForwardNow);
-  mnuViewLog.standFor(cmdViewLog);
+  mnuTest.makeAliasOf(cmdForwardNow);
+  mnuViewLog.makeAliasOf(cmdViewLog);
   putInto(mnuHelp, {&mnuIndex, &mnuAbout});
   putInto(RcPopup, {&mnuRestore});
   RcPopup.setVisible(false);

@@ -10,7 +10,7 @@ std::string counted(std::size_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-std::vector<std::string> whatHoldsBack(const OutgoingState& state) {
+std::vector<std::string> holdReasons(const OutgoingState& state) {
   if (state.outbox.empty()) {
     return {};
   }
@@ -35,7 +35,7 @@ bool hasProblem(const OutgoingState& before, const OutgoingState& after) {
   return after.refused > before.refused || after.kept > 0 || !after.stopped.empty();
 }
 
-std::string asOneText(const std::vector<std::string>& sentences) {
+std::string joinSentences(const std::vector<std::string>& sentences) {
   std::string text;
   for (const std::string& sentence : sentences) {
     text += (text.empty() ? "" : " ") + sentence;
@@ -72,18 +72,18 @@ void OutboxMenu::showText(const std::string& text) {
 }
 
 void OutboxMenu::show() {
-  showText(asOneText(whatHoldsBack(world_.outgoing.state())));
+  showText(joinSentences(holdReasons(world_.outgoing.state())));
 }
 
 // Called at every start and every test, so that a long log mentions it more than once.
 void OutboxMenu::showAndLog() {
   const OutgoingState state = world_.outgoing.state();
-  const std::vector<std::string> sentences = whatHoldsBack(state);
+  const std::vector<std::string> sentences = holdReasons(state);
   for (const std::string& sentence : sentences) {
     logLine(sentence);
   }
   if (!state.stopped.empty()) {
-    attention_.addressStopped(asOneText(sentences));
+    attention_.addressStopped(joinSentences(sentences));
   }
   show();
 }
@@ -92,7 +92,7 @@ void OutboxMenu::logLine(const std::string& text) {
   log_.AddToLog(world_.clock.toText(world_.clock.now()) + "--> " + text);
 }
 
-void OutboxMenu::tellError(const std::string& text) {
+void OutboxMenu::showError(const std::string& text) {
   world_.dialogs.messageBox({text, "Error", BoxButtons::kOk, BoxIcon::kExclamation});
 }
 
@@ -101,7 +101,7 @@ void OutboxMenu::tryAgain() {
   const std::size_t waiting = world_.outgoing.waiting();
   if (!before.delivers || (waiting == 0 && before.stopped.empty())) {
     const std::string text =
-        before.delivers ? "Nothing waits in the outbox." : asOneText(whatHoldsBack(before));
+        before.delivers ? "Nothing waits in the outbox." : joinSentences(holdReasons(before));
     logLine(text);
     showText(text);
     return;
@@ -119,7 +119,7 @@ void OutboxMenu::tryAgain() {
   } catch (const MailStoreError& error) {
     window_.mnuTryAgain.setEnabled(true);
     logLine(error.what());
-    tellError(error.what());
+    showError(error.what());
   }
 }
 
@@ -133,7 +133,7 @@ void OutboxMenu::openFolder(const std::string& folder) {
   const auto found = world_.files.inspect(folder);
   const Result<void> shown = found ? world_.folderViewer.show(folder) : Result<void>(found.error());
   if (!shown) {
-    tellError("Could not open the folder " + folder + ":\r\n" + shown.error().text);
+    showError("Could not open the folder " + folder + ":\r\n" + shown.error().text);
   }
 }
 

@@ -20,14 +20,14 @@ namespace relaybird {
 std::string counted(std::size_t count, const char* one, const char* many);
 
 /// One sentence for each reason why mail does not leave; empty when there is no reason.
-std::vector<std::string> whatHoldsBack(const OutgoingState& state);
+std::vector<std::string> holdReasons(const OutgoingState& state);
 
 /// Whether mail was refused between two moments, or cannot leave now until the user acts. Mail that
 /// only waits for its turn is not a problem.
 bool hasProblem(const OutgoingState& before, const OutgoingState& after);
 
 /// The sentences joined by blanks.
-std::string asOneText(const std::vector<std::string>& sentences);
+std::string joinSentences(const std::vector<std::string>& sentences);
 
 /// What happened to the mail between two moments: how much left, how much was refused, how much
 /// waits now.
@@ -55,7 +55,7 @@ class OutboxMenu {
   void triedAgain(const OutgoingState& before);
   void openFolder(const std::string& folder);
   void logLine(const std::string& text);
-  void tellError(const std::string& text);
+  void showError(const std::string& text);
 
   MainControls& window_;
   const ProgramWorld& world_;

@@ -47,9 +47,9 @@ std::string resultText(const EngineState& state, const OutgoingState& before,
   if (!after.outbox.empty()) {
     text += outcomeOf(before, after, waiting) + "\r\n\r\n";
   }
-  const std::vector<std::string> holds = whatHoldsBack(after);
+  const std::vector<std::string> holds = holdReasons(after);
   if (!holds.empty()) {
-    text += asOneText(holds) + "\r\n\r\n";
+    text += joinSentences(holds) + "\r\n\r\n";
   }
   if (!state.lastPassCompleted || state.failedThisPass > 0 || hasProblem(before, after)) {
     return text + "There was a problem; please see the log.";

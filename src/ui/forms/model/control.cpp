@@ -86,19 +86,19 @@ void Control::selectInGroup() {
 }
 
 bool Control::enabled() const {
-  if (standsFor_ != nullptr) {
-    return standsFor_->enabled();
+  if (aliasOf_ != nullptr) {
+    return aliasOf_->enabled();
   }
   return timer_ != nullptr ? timer_->enabled() : enabled_;
 }
 
 bool Control::asks() const {
-  return standsFor_ != nullptr ? standsFor_->asks() : asks_ && asks_();
+  return aliasOf_ != nullptr ? aliasOf_->asks() : asks_ && asks_();
 }
 
-void Control::standFor(Control& other) {
-  standsFor_ = &other;
-  other.standIns_.push_back(this);
+void Control::makeAliasOf(Control& other) {
+  aliasOf_ = &other;
+  other.aliases_.push_back(this);
   changed(Change::kEnabled);
 }
 
@@ -107,8 +107,8 @@ void Control::setEnabled(bool enabled) {
     return;
   }
   changed(Change::kEnabled);
-  for (Control* standIn : standIns_) {
-    standIn->changed(Change::kEnabled);
+  for (Control* alias : aliases_) {
+    alias->changed(Change::kEnabled);
   }
 }
 
@@ -167,8 +167,8 @@ void Control::setHorizontalExtent(std::int32_t pixels) {
 }
 
 void Control::click() {
-  if (standsFor_ != nullptr) {
-    standsFor_->click();
+  if (aliasOf_ != nullptr) {
+    aliasOf_->click();
     return;
   }
   switch (kind_) {
@@ -199,7 +199,7 @@ TypedText Control::type(const TypedText& typed) {
 
 bool Control::takesClicks() const {
   return kind_ == ControlKind::kCheckBox || isOption(kind_) || kind_ == ControlKind::kButton ||
-         onClick_ != nullptr || standsFor_ != nullptr;
+         onClick_ != nullptr || aliasOf_ != nullptr;
 }
 
 std::string plainCaption(std::string_view caption) {

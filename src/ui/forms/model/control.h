@@ -3,8 +3,8 @@
 // end draws controls and reports the user's input; it keeps no state of its own.
 //
 // Reactions run inside the call that causes them, whether the user or the program makes it: a form
-// that code fills in reacts like one that the user fills in. All calls are made on the user-
-// interface thread.
+// that code fills in reacts like one that the user fills in. All calls are made on the
+// user-interface thread.
 #pragma once
 
 #include <cstddef>
@@ -170,7 +170,7 @@ class Control {
   void setAsks(std::function<bool()> when = [] { return true; }) { asks_ = std::move(when); }
   /// Makes this control an alias of `other`, which is on the same form: clicks go to `other`, and
   /// enabled() and asks() are those of `other`.
-  void standFor(Control& other);
+  void makeAliasOf(Control& other);
   /// The keys that click on it while its window has the focus, as menus write them: "Ctrl+Shift+S",
   /// "F3"; empty for none.
   const std::string& shortcut() const { return shortcut_; }
@@ -234,8 +234,8 @@ class Control {
   Control* parent_ = nullptr;
   std::string shortcut_;
   Control* contextMenu_ = nullptr;
-  Control* standsFor_ = nullptr;
-  std::vector<Control*> standIns_;
+  Control* aliasOf_ = nullptr;
+  std::vector<Control*> aliases_;
   std::string group_;
   const Timer* timer_ = nullptr;
   std::function<bool()> asks_;

@@ -68,9 +68,9 @@ void AddressCheck::run(const std::string& addresses) {
     button_.setText(kValidateCaption);
     world_.dialogs.messageBox({"Error occured parsing out address(es) string"});
   } else if (holdsNothing(entries)) {
-    tellEmpty();
+    reportEmpty();
   } else {
-    tell(ask(entries));
+    report(ask(entries));
   }
 }
 
@@ -123,7 +123,7 @@ void AddressCheck::logNoSession() {
   }
 }
 
-void AddressCheck::tellEmpty() {
+void AddressCheck::reportEmpty() {
   keepOutcome(false);
   world_.dialogs.messageBox(
       {"You haven't yet entered any addresses to check.  Please enter at least one recipient to "
@@ -131,7 +131,7 @@ void AddressCheck::tellEmpty() {
        "Problem with your address list:", BoxButtons::kOk, BoxIcon::kExclamation});
 }
 
-void AddressCheck::tell(const Outcome& outcome) {
+void AddressCheck::report(const Outcome& outcome) {
   if (outcome.failure) {
     world_.dialogs.messageBox({"Error: " + *outcome.failure});
     return;
@@ -144,11 +144,11 @@ void AddressCheck::tell(const Outcome& outcome) {
          "Emails all OK"});
   } else {
     keepOutcome(false);
-    tellUnresolved(outcome.unresolved);
+    reportUnresolved(outcome.unresolved);
   }
 }
 
-void AddressCheck::tellUnresolved(const StringList& unresolved) {
+void AddressCheck::reportUnresolved(const StringList& unresolved) {
   std::string text =
       "Outlook could not resolve the following email addresses that you entered: \r\n\r\n";
   int number = 0;

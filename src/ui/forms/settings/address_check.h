@@ -39,9 +39,9 @@ class AddressCheck {
   StringList unresolvedOf(const StringList& entries);
   bool resolves(const std::shared_ptr<MailItem>& item, const std::string& entry);
   void logNoSession();
-  void tellEmpty();
-  void tell(const Outcome& outcome);
-  void tellUnresolved(const StringList& unresolved);
+  void reportEmpty();
+  void report(const Outcome& outcome);
+  void reportUnresolved(const StringList& unresolved);
   void keepOutcome(bool good);
 
   const ProgramWorld& world_;

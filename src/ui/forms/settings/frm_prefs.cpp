@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Reactions of the settings dialog. clsPref reads and fills the controls by their names; the
 // buttons here call it and report in boxes what it refuses. Filling the controls triggers the same
-// reactions as typing: ruleHolds_ switches off the one that would open a box.
+// reactions as typing: mayShowRule_ switches off the one that would open a box.
 #include "ui/forms/settings/frm_prefs.h"
 
 #include <array>
@@ -54,9 +54,9 @@ int frmPrefs::fill() {
 }
 
 int frmPrefs::fillSilently() {
-  ruleHolds_ = false;
+  mayShowRule_ = false;
   const int result = fill();
-  ruleHolds_ = true;
+  mayShowRule_ = true;
   return result;
 }
 
@@ -119,13 +119,13 @@ bool frmPrefs::startUpOptionsClash() const {
 }
 
 void frmPrefs::checkStartUpRule(Control& justClicked) {
-  if (ruleHolds_ && startUpOptionsClash()) {
-    tellStartUpRule();
+  if (mayShowRule_ && startUpOptionsClash()) {
+    showStartUpRule();
     justClicked.setValue(0);
   }
 }
 
-void frmPrefs::tellStartUpRule() {
+void frmPrefs::showStartUpRule() {
   world_.dialogs.messageBox(
       {"You are not allowed to simultaneously have selected the '" +
            chkForwardingOnAtStartup.text() + "' and '" + chkForwardStart.text() +

@@ -30,7 +30,7 @@ class frmPrefs : public PrefsControls {
   /// Whether both start-up options are checked, although they exclude each other.
   bool startUpOptionsClash() const;
   /// Shows the box about this.
-  void tellStartUpRule();
+  void showStartUpRule();
   /// Shows which message format is chosen.
   void SetCellPrefs(bool cell);
   /// Whether the last OK or Apply stored everything.
@@ -57,7 +57,7 @@ class frmPrefs : public PrefsControls {
   clsPref& prf_;
   MailSession& session_;
   ActivityLog& log_;
-  bool ruleHolds_ = true;
+  bool mayShowRule_ = true;
   bool stored_ = false;
 };
 

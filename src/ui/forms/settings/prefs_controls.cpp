@@ -21,7 +21,7 @@ struct Inserted {
 
 // The inserted part ends at the caret. Without the caret it would be ambiguous which of two equal
 // letters is new.
-Inserted whatIsNew(const std::string& before, const TypedText& typed) {
+Inserted insertedPart(const std::string& before, const TypedText& typed) {
   const std::string& text = typed.text;
   const std::size_t caret = std::min(typed.caret, text.size());
   const auto [tail, oldTail] =
@@ -57,7 +57,7 @@ bool commaEndsEntry(ListOf list, std::string_view entry) {
 }
 
 // At the start of the text no separator is needed.
-void separate(std::string& text) {
+void appendSeparator(std::string& text) {
   const std::size_t last = text.find_last_not_of(kBlanks);
   text.erase(last == text.npos ? 0 : last + 1);
   if (!text.empty()) {
@@ -68,7 +68,7 @@ void separate(std::string& text) {
 }  // namespace
 
 TypedText withSemicolons(ListOf list, const std::string& before, const TypedText& typed) {
-  const auto [begin, end] = whatIsNew(before, typed);
+  const auto [begin, end] = insertedPart(before, typed);
   const std::string_view text = typed.text;
   std::string result(text.substr(0, begin));
   bool atStart = result.ends_with(kSeparator);  // of an entry, where blanks are dropped
@@ -77,7 +77,7 @@ TypedText withSemicolons(ListOf list, const std::string& before, const TypedText
     const bool separates = letter == '\n' || letter == '\r' ||
                            (letter == ',' && commaEndsEntry(list, lastEntry(result)));
     if (separates) {
-      separate(result);
+      appendSeparator(result);
       atStart = separated = true;
     } else if (!atStart || kBlanks.find(letter) == kBlanks.npos) {
       result += letter;

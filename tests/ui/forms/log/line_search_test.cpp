@@ -115,21 +115,21 @@ TEST_F(LineSearchTest, ALongTextIsTypedAtTheCostOfOneLookAtEachLine) {
   for (std::size_t length = 1; length <= wanted.size(); ++length) {
     ASSERT_NE(type(wanted.substr(0, length)), "-") << length;
   }
-  EXPECT_LE(search_.looks(), lines_.size() + wanted.size());
+  EXPECT_LE(search_.examined(), lines_.size() + wanted.size());
 }
 
 TEST_F(LineSearchTest, WhatIsNotThereIsNotLookedForAgain) {
   lines_.assign(20'000, "some other line");
   EXPECT_EQ(type("x"), "-");
-  const std::size_t once = search_.looks();
+  const std::size_t once = search_.examined();
   EXPECT_EQ(once, lines_.size());
   EXPECT_EQ(type("xy"), "-");
   EXPECT_EQ(next(7), "-");
   EXPECT_EQ(previous(7), "-");
-  EXPECT_EQ(search_.looks(), once);
+  EXPECT_EQ(search_.examined(), once);
   lines_.emplace_back("one more");
   EXPECT_EQ(type("xyz"), "-");
-  EXPECT_EQ(search_.looks(), once + 1);
+  EXPECT_EQ(search_.examined(), once + 1);
 }
 
 TEST_F(LineSearchTest, GoingFromHitToHitLooksAtEachLineBetweenThemOnce) {
@@ -141,7 +141,7 @@ TEST_F(LineSearchTest, GoingFromHitToHitLooksAtEachLineBetweenThemOnce) {
   for (std::size_t line = 0; line + 10 < lines_.size(); line += 10) {
     ASSERT_EQ(next(line), std::to_string(line + 10));
   }
-  EXPECT_LE(search_.looks(), lines_.size() + 1);
+  EXPECT_LE(search_.examined(), lines_.size() + 1);
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ class AttentionTest : public ProgramTest {
     main().engine().session().release();
   }
   void refuse(const std::string& why) {
-    program().storeTells({"Refused for good: " + why, StoreNotice::Kind::kRefused});
+    program().handleNotice({"Refused for good: " + why, StoreNotice::Kind::kRefused});
   }
 };
 
@@ -162,7 +162,7 @@ TEST_F(AttentionTest, ARefusedMessageStandsInTheLogToo) {
 }
 
 TEST_F(AttentionTest, ANoteOfTheStoreGoesToTheLogAlone) {
-  program().storeTells({"Handed over for delivery: \"one\""});
+  program().handleNotice({"Handed over for delivery: \"one\""});
   EXPECT_THAT(log(), testing::Contains("2026-11-20 09:00:00--> Handed over for delivery: \"one\""));
   EXPECT_THAT(notifications_.shown, IsEmpty());
 }
@@ -173,14 +173,14 @@ TEST_F(AttentionTest, ALineOfADeliveryHasTheTimeOfTheDeliveryNotThatOfItsTelling
   StoreNotice notice("Handed over for delivery: \"one\"");
   notice.time = clock_.now();
   clock_.advance(std::chrono::seconds{3});
-  program().storeTells(notice);
+  program().handleNotice(notice);
   EXPECT_THAT(log(), testing::Contains("2026-11-20 09:00:00--> Handed over for delivery: \"one\""));
 }
 
 TEST_F(AttentionTest, AnAddressThatIsStoppedStandsInTheLogAndMakesOneNotification) {
   program();
   for (int i = 0; i < 2; ++i) {
-    program().storeTells(
+    program().handleNotice(
         {"Stopped forwarding to bob@example.org: too much", StoreNotice::Kind::kStopped});
   }
   EXPECT_THAT(log(), testing::Contains("2026-11-20 09:00:00--> Stopped forwarding to "

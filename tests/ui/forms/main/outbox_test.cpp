@@ -198,12 +198,12 @@ TEST_F(OutboxTest, AStopAfterTheUsersWordIsNewsAgain) {
   stopAnAddress();
   (void)program();
   const StoreNotice stopped{"Stopped forwarding to bob@example.org", StoreNotice::Kind::kStopped};
-  program().storeTells(stopped);
-  program().storeTells(stopped);
+  program().handleNotice(stopped);
+  program().handleNotice(stopped);
   EXPECT_THAT(notifications_.shown, SizeIs(1));
   click("frmRelaybird", "mnuTryAgain");
   EXPECT_THAT(notifications_.withdrawn, SizeIs(1));
-  program().storeTells(stopped);
+  program().handleNotice(stopped);
   EXPECT_THAT(notifications_.shown, SizeIs(2));
 }
 

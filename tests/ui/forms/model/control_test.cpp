@@ -189,7 +189,7 @@ TEST_F(ControlTest, WhatStandsForAnotherDoesWhatThatDoesAndIsEnabledWithIt) {
   int clicks = 0;
   form_.cmd.onClick([&] { ++clicks; });
   form_.cmd.setAsks();
-  form_.lbl.standFor(form_.cmd);
+  form_.lbl.makeAliasOf(form_.cmd);
   EXPECT_TRUE(form_.lbl.takesClicks());
   EXPECT_TRUE(form_.lbl.asks());
   form_.lbl.click();
