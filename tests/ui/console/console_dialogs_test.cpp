@@ -21,7 +21,7 @@ class ConsoleDialogsTest : public testing::Test {
                    return done();
                  },
                  forPeople}) {}
-  // What happens while a box waits, one after the other.
+  // The events to run while boxes wait, in order.
   std::deque<std::function<void()>> script;
   Transcript transcript;
   ScriptOutput out{transcript};

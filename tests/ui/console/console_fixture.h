@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A console over a small program of two windows, in virtual time: a loop that would sleep moves the
-// clock instead, and one that would sleep for ever ends.
+// A console over a small program with two windows, in virtual time: a loop that would sleep
+// advances the clock instead, and one that would sleep for ever ends.
 #pragma once
 
 #include <poll.h>
@@ -27,13 +27,13 @@ namespace relaybird {
 class Transcript : public TextSink {
  public:
   void write(std::string_view bytes) override { text += bytes; }
-  /// What has been written since the last call.
+  /// Returns the output since the last call.
   std::string take() { return std::exchange(text, {}); }
 
   std::string text;
 };
 
-/// Lines that a test puts in.
+/// A line source that the test fills.
 class TypedLines : public LineSource {
  public:
   explicit TypedLines(EventQueue& events) : events_(events) {}
@@ -90,7 +90,7 @@ class DialogWindow : public Form {
   Control cmdOk{*this, ControlKind::kButton, "cmdOk", "OK"};
 };
 
-/// Whose commands do what the test says.
+/// A program whose commands the test scripts.
 class SmallProgram : public ConsoleProgram {
  public:
   SmallProgram() {
@@ -175,14 +175,14 @@ class ConsoleBench {
   }
   void put(const std::string& line) { lines.put({InputLine::Kind::kText, line}); }
   void putEnd() { lines.put({InputLine::Kind::kEnd, {}}); }
-  /// Lets everything happen that can without a further line, and returns what was printed.
+  /// Runs everything that needs no further line, and returns the output.
   std::string settle() {
     if (!session.ended()) {
       loop.runUntil([this] { return session.ended(); });
     }
     return transcript.take();
   }
-  /// The replies to lines that come one after the other.
+  /// Sends lines one after the other and returns the replies.
   std::string say(const std::string& line) {
     put(line);
     return settle();

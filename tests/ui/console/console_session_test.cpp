@@ -116,7 +116,7 @@ TEST_F(ScriptSession, WithoutOneItWaitsForALine) {
     EXPECT_EQ(bench.ask(BoxButtons::kYesNo), BoxAnswer::kNo);
     done = true;
   };
-  // Whoever steps gets the answer's own reply before that of the command that has asked.
+  // The reply to the answer comes before that of the command that opened the box.
   bench.put("test");
   bench.put("set frmMain.txtName Bob");
   bench.put("Perhaps");
@@ -318,7 +318,7 @@ TEST(StartingSession, LinesBeforeTheStartIsOverAnswerItsBoxesAlone) {
   EXPECT_EQ(started, 1);
 }
 
-// The null device: its end comes at once.
+// The null device: it ends at once.
 class ServiceSession : public testing::Test {
  protected:
   ServiceSession() { bench.putEnd(); }

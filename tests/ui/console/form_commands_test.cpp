@@ -10,7 +10,7 @@ namespace {
 
 class FormCommandsTest : public testing::Test {
  protected:
-  // "" where it was done, else why not.
+  // Empty on success, otherwise the error.
   static std::string why(const Result<void>& outcome) {
     return outcome ? "" : outcome.error().text;
   }

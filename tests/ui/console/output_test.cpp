@@ -26,7 +26,7 @@ TEST(ScriptOutput, EveryItemIsOneLine) {
             "error: no \"that\"\nok\n");
 }
 
-// Writes down when it is hidden and shown.
+// Records when it is hidden and shown.
 class RecordingPrompt : public Prompt {
  public:
   explicit RecordingPrompt(Transcript& transcript) : transcript_(transcript) {}

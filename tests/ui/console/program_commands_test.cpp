@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The console's own commands over the whole program: each answers what really came of it.
+// The console's commands over the whole program: each replies with its real result.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ class ProgramCommandsTest : public ProgramTest {
     }
     return *commands_;
   }
-  // "ok", or the sentence of the error.
+  // "ok", or the text of the error.
   static std::string said(const Result<void>& outcome) {
     return outcome ? "ok" : outcome.error().text;
   }
@@ -36,7 +36,7 @@ class ProgramCommandsTest : public ProgramTest {
     dialogs_.answer(BoxAnswer::kYes);
     return said(commands().test());
   }
-  // A synchronisation runs, and is not over before the test says so.
+  // Starts a synchronisation that ends only when the test ends it.
   void synchronise() {
     store_.setSyncEndsByItself(false);
     main().engine().schedule().SyncStart();
@@ -102,7 +102,7 @@ TEST_F(ProgramCommandsTest, StopForgetsAStartThatWaits) {
   EXPECT_FALSE(state().forwardingOn);
 }
 
-// It answered "ok" whatever the boxes in between had told.
+// The reply was "ok" although a box had reported a failure.
 TEST_F(ProgramCommandsTest, AStartThatTheUserDidNotConfirmIsAnError) {
   oneAddress();
   (void)program();
@@ -151,7 +151,7 @@ TEST_F(ProgramCommandsTest, ATestWhoseCheckHadAProblemIsAnError) {
   }
 }
 
-// It looked at the check alone, while the closing box called the same test a problem.
+// The reply depended only on the check, while the closing box reported a problem of the same test.
 TEST_F(ProgramCommandsTest, ATestWhoseForwardsAreHeldBackIsAnErrorThatCountsThem) {
   oneAddress();
   outgoing_.now.outbox = "/state/outbox";
@@ -182,7 +182,7 @@ TEST_F(ProgramCommandsTest, ATestWhoseForwardsOnlyWaitForTheirTurnIsNoError) {
   EXPECT_EQ(test(), "ok");
 }
 
-// "7,5" was stored as 7.5, and answered as an error.
+// "7,5" was stored as 7.5, but reported as an error.
 TEST_F(ProgramCommandsTest, ANumberWithTheUsersDecimalCommaIsStoredAndNoError) {
   decimalSeparator_ = ",";
   oneAddress();
@@ -194,7 +194,7 @@ TEST_F(ProgramCommandsTest, ANumberWithTheUsersDecimalCommaIsStoredAndNoError) {
   EXPECT_EQ(control("frmPrefs", "txtMinutes").text(), "7.5");
 }
 
-// With both options stored by hand the box about them waited in a script.
+// When both options had been stored by hand, the box about them blocked a script.
 TEST_F(ProgramCommandsTest, ListingTheSettingsOpensNoBox) {
   oneAddress("mbolFwdUponStart=1\nmbolTurnOnFwdOnStartup=1\n");
   (void)program();
@@ -222,7 +222,7 @@ TEST_F(ProgramCommandsTest, ASettingIsStoredHoweverItsValueIsWritten) {
   EXPECT_THAT(dialogs_.boxes, IsEmpty());
 }
 
-// It answered "ok" beside the box that refused the value.
+// The reply was "ok" although a box had refused the value.
 TEST_F(ProgramCommandsTest, ASettingThatABoxRefusesIsAnErrorAndLeavesNothingBehind) {
   oneAddress();
   (void)program();

@@ -68,7 +68,7 @@ namespace {
 constexpr const char* kToolKey = "SOFTWARE\\Microsoft\\Shared Tools\\MSINFO";
 constexpr const char* kFolderKey = "SOFTWARE\\Microsoft\\Shared Tools Location";
 
-// Keys in memory. Counts those that are open and records what is asked.
+// Registry keys in memory. Counts open keys and records the queries.
 class FakeRegistry : public Registry {
  public:
   Result<std::unique_ptr<RegistryKey>> open(RegistryRoot root, const std::string& key) override {

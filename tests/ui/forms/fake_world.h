@@ -103,7 +103,7 @@ class FakeFolderViewer : public FolderViewer {
   bool broken = false;
 };
 
-/// An outbox that stands as the test says; one without a folder until then.
+/// An outbox whose state the test sets; without a folder at first.
 class FakeOutgoing : public OutgoingMail {
  public:
   OutgoingState state() override { return now; }
@@ -156,7 +156,7 @@ class FakeTray : public TrayPlatform {
   std::function<void()> lost;
 };
 
-/// A desktop that keeps what it was given to show.
+/// A desktop that records the notifications.
 class FakeNotifications : public Notifications {
  public:
   bool wanted() override { return away; }
@@ -184,7 +184,7 @@ class FakeAutostart : public Autostart {
   bool broken = false;
 };
 
-/// All that a program needs from outside, in memory.
+/// Everything that a program needs from outside, in memory.
 class FakeWorld {
  public:
   /// Refers to the members below.

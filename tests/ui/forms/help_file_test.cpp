@@ -34,7 +34,7 @@ class HelpFileTest : public testing::Test, protected FakeWorld {
     files_.addFolder("/windows");
   }
 
-  // The help of a program that has just started.
+  // The help file of a program that has just started.
   HelpFile program() {
     if (!world_) {
       world_.emplace(world());

@@ -16,7 +16,7 @@ namespace {
 using std::chrono::minutes;
 using std::chrono::seconds;
 
-// Every look finds what the area is then.
+// Every look finds the area's state at that time.
 class IconAbsenceTest : public testing::Test {
  protected:
   void become(IconArea area) {

@@ -15,7 +15,7 @@ constexpr WindowHandle kWindow = 0xBEEF;
 constexpr IconHandle kIcon = 0x1C0;
 constexpr std::intptr_t kOwnAnswer = 77;
 
-// A window whose own procedure answers 77, and a notification area that records.
+// A window whose own procedure returns 77, and a notification area that records calls.
 class FakeTray : public TrayPlatform {
  public:
   bool available() override { return true; }
@@ -49,7 +49,7 @@ class FakeTray : public TrayPlatform {
 class ModSystray : public testing::Test {
  protected:
   FakeTray platform_;
-  // The area has gone; nothing where nobody wants to know.
+  // The area disappears; nothing happens without a listener.
   void lose() {
     if (const std::function<void()> listener = platform_.lost) {
       listener();

@@ -18,7 +18,7 @@ constexpr WindowPlace kPlace{120, 80, 720, 420, false};
 class WindowPlacesTest : public testing::Test {
  protected:
   WindowPlacesTest() { files_.addFolder("/state"); }
-  // As a program that has just started.
+  // A program that has just started.
   WindowPlaces program() { return {profiles_, kFile}; }
   std::optional<WindowPlace> foundIn(const std::string& value) {
     files_.addFile(kFile, "[frmLog]\nplace=" + value + "\n");
@@ -106,7 +106,7 @@ TEST(WindowPlace, IsInSightOnlyOnAScreenThatStillExists) {
   EXPECT_TRUE(isInSight(kPlace, {left}));
   EXPECT_TRUE(isInSight({2000, 100, 700, 400, false}, {left, right}));
   EXPECT_FALSE(isInSight({2000, 100, 700, 400, false}, {left}));
-  // The edge by which it is moved: above the screen, below it, half of it beside it.
+  // The edge by which it is dragged: above the screen, below it, half of it beside it.
   EXPECT_FALSE(isInSight({100, 10, 700, 400, false}, {left}));
   EXPECT_FALSE(isInSight({100, 1024, 700, 400, false}, {left}));
   EXPECT_FALSE(isInSight({-400, 100, 700, 400, false}, {left}));

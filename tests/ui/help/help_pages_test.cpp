@@ -144,7 +144,7 @@ TEST(HelpPages, AreBuiltInByteForByte) {
   }
 }
 
-// Every viewer of help files reads these alike.
+// Every viewer of help files reads ASCII correctly.
 TEST(HelpPages, AreAscii) {
   for (const HelpTopic& topic : helpTopics()) {
     EXPECT_TRUE(std::all_of(topic.html.begin(), topic.html.end(), [](char c) {

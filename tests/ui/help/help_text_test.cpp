@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The manual as it reads at a terminal.
+// The manual as it is shown at a terminal.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

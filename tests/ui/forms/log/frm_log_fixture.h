@@ -43,7 +43,7 @@ class FrmLog : public testing::Test, protected FakeWorld {
   }
   void reveal() { log_.lstLog.keyDown(kKeyV, 7); }
 
-  /// What the user types, letter by letter.
+  /// Types a text letter by letter.
   void type(const std::string& text) {
     for (std::size_t length = 1; length <= text.size(); ++length) {
       log_.txtFind.setText(text.substr(0, length));

@@ -12,7 +12,7 @@ namespace {
 
 class LineSearchTest : public testing::Test {
  protected:
-  // "7" or, with a mark for the way around the end, "7*"; "-" for nothing.
+  // "7", or "7*" after wrapping around; "-" for no hit.
   static std::string said(const std::optional<LineSearch::Hit>& hit) {
     if (!hit) {
       return "-";
@@ -106,7 +106,7 @@ TEST_F(LineSearchTest, LinesThatHaveComeDuringATypingAreFoundInTheirPlace) {
   EXPECT_EQ(type("dr", 4), "5");
 }
 
-// A list of a million lines answers each letter at once.
+// Each letter must be found at once even in a list of a million lines.
 
 TEST_F(LineSearchTest, ALongTextIsTypedAtTheCostOfOneLookAtEachLine) {
   const std::string wanted = "abcdefghijklmnopqrstuvwxyz";

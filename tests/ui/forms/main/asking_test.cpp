@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Which controls may ask the user something. A front end that runs events while a check pauses
-// keeps clicks on them until the pause is over: the check would wait for the answer. One that is
-// not marked holds up every check to come, for as long as nobody answers.
+// Which controls may open a box. A front end that runs events while a check pauses delays clicks on
+// these controls until the pause is over, because the check would wait for the answer. A control
+// that is not marked would block every later check until somebody answers.
 #include <gmock/gmock.h>
 
 #include <cerrno>
@@ -19,8 +19,7 @@ using testing::IsEmpty;
 
 class AskingTest : public ProgramTest {
  protected:
-  // A program on a desktop on which everything fails that can, and whose stored settings
-  // contradict each other.
+  // A program whose desktop services all fail and whose stored settings contradict each other.
   void makeBrokenProgram() {
     program_.reset();
     oneAddress("mbolTurnOnFwdOnStartup=1\nmbolFwdUponStart=1\n");
@@ -55,7 +54,7 @@ class AskingTest : public ProgramTest {
   bool hasAsked() const {
     return !dialogs_.boxes.empty() || !dialogs_.inputs.empty() || !dialogs_.files.empty();
   }
-  // A click by a user who has everything open and everything filled in.
+  // Clicks while all windows are open and all fields are filled in.
   bool asksWhenClicked(const std::string& name) {
     makeBrokenProgram();
     const std::size_t point = name.find('.');
@@ -101,7 +100,7 @@ TEST_F(AskingTest, ACopyThatFailedAskedInsideThePauseOfACheck) {
   EXPECT_TRUE(program().about().cmdSysInfo.asks());
 }
 
-// Clicks everything once, each time in a program of its own.
+// Clicks every control once, each in a new program.
 TEST_F(AskingTest, NothingElseAsksWhateverFails) {
   makeBrokenProgram();
   const auto clickable = namesWhere([](const Control& each) { return each.takesClicks(); });
@@ -113,7 +112,7 @@ TEST_F(AskingTest, NothingElseAsksWhateverFails) {
       EXPECT_THAT(marked, Contains(name));
     }
   }
-  // That they were seen to ask: the test would find nothing if nothing failed.
+  // Without a failure no box opens, and the test would find nothing: check that boxes did open.
   EXPECT_THAT(asked, Contains("frmLog.cmdCopyToClip"));
   EXPECT_THAT(asked, Contains("frmAbout.cmdSysInfo"));
   EXPECT_THAT(asked, Contains("frmAbout.lnkHomepage"));

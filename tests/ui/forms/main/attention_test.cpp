@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the user is told of who does not look at the window: one notification for each cause.
+// Notifications for a user who is not looking at the window: one for each cause.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ class AttentionTest : public ProgramTest {
  protected:
   AttentionTest() { oneAddress("mdblFwdToFrequency=5\nmlngMaxToForward=2\n"); }
 
-  // A whole round of the schedule.
+  // One full interval of the schedule.
   void check() { letPass(std::chrono::minutes{5}); }
   void break_(bool broken) {
     store_.setHook([broken](std::string_view call) {
@@ -66,7 +66,7 @@ TEST_F(AttentionTest, TheNotificationIsTakenBackOnceTheMailboxIsThereAgain) {
   EXPECT_THAT(notifications_.shown, SizeIs(2));
 }
 
-// Each of them reached the mailbox, and so none counted.
+// The checks that failed had reached the mailbox, and were therefore not counted.
 TEST_F(AttentionTest, ThreeChecksInARowThatBreakOffMakeOneNotification) {
   switchOn();
   store_.setHook([](std::string_view call) {
@@ -167,7 +167,7 @@ TEST_F(AttentionTest, ANoteOfTheStoreGoesToTheLogAlone) {
   EXPECT_THAT(notifications_.shown, IsEmpty());
 }
 
-// The pause at the end of a pass holds up what the delivery's thread has to tell.
+// The pause at the end of a pass delays the reports of the delivery thread.
 TEST_F(AttentionTest, ALineOfADeliveryHasTheTimeOfTheDeliveryNotThatOfItsTelling) {
   program();
   StoreNotice notice("Handed over for delivery: \"one\"");

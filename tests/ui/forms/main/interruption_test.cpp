@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What happens in the middle of something else: boxes and status texts let events run, and in them
-// the user clicks, the program ends, a synchronisation comes to its end.
+// Re-entrance: boxes and status texts let events run, in which the user clicks, the program ends or
+// a synchronisation ends.
 #include <gmock/gmock.h>
 
 #include <utility>
@@ -27,8 +27,8 @@ class InterruptionTest : public ProgramTest {
       }
     };
   }
-  // A check with one message, within which the user stops forwarding and starts it again; then
-  // `then`, still within it. Boxes of before are forgotten.
+  // Runs a check with one message, during which the user stops and starts forwarding and then
+  // `then` runs. Earlier boxes are discarded.
   void startWhileAStoppedCheckRuns(std::function<void()> then = [] {}) {
     oneAddress();
     (void)program();
@@ -120,7 +120,7 @@ TEST_F(InterruptionTest, AStopDuringASynchronisationThatNeverEndsDropsTheCheckTo
   EXPECT_THAT(sentSubjects(), IsEmpty());
 }
 
-// The second start was refused its check by the synchronisation, whose own check had been dropped.
+// The synchronisation blocked the second start's check, although its own check had been dropped.
 TEST_F(InterruptionTest, AStopAndAStartDuringTheSynchronisationKeepItsCheck) {
   oneAddress("mbolFwdUponStart=1\n");
   (void)program();
@@ -188,7 +188,7 @@ TEST_F(InterruptionTest, AStartThatWaitsDoesNotAskInAProgramThatEnds) {
   EXPECT_FALSE(main().startWaits());
 }
 
-// What is half typed in the settings dialog would have been stored by the start.
+// The start would have stored half-typed text of the settings dialog.
 TEST_F(InterruptionTest, AStartThatWaitsDoesNotAskBeforeTheSettingsAreClosed) {
   startWhileAStoppedCheckRuns([this] { click("frmRelaybird", "cmdPrefs"); });
   letPass(seconds{60});
@@ -199,8 +199,7 @@ TEST_F(InterruptionTest, AStartThatWaitsDoesNotAskBeforeTheSettingsAreClosed) {
   EXPECT_EQ(text("txtStatus"), "Running");
 }
 
-// The inner end took the flags of the outer one away; a quarter of an hour later a check ran that
-// nobody had asked for.
+// The inner end cleared the flags of the outer one; fifteen minutes later an unrequested check ran.
 TEST_F(InterruptionTest, AnotherSynchronisationEndsInThePassOfTheFirst) {
   oneAddress();
   (void)program();
@@ -262,7 +261,7 @@ TEST_F(InterruptionTest, AddressesThatChangeUnderTheQuestionAreAskedForAgain) {
   EXPECT_EQ(text("txtStatus"), "Stopped");
 }
 
-// Filling the dialog raised the rule message between the two options, and lost the stored one.
+// Filling the dialog opened the box about the two options, and lost the stored one.
 TEST_F(InterruptionTest, CancellingSwappedStartUpOptionsKeepsTheStoredOne) {
   oneAddress("mbolFwdUponStart=1\n");
   (void)program();

@@ -32,7 +32,7 @@ class NotificationAreaTest : public ProgramTest {
   std::intptr_t send(std::uint32_t message, std::intptr_t low) {
     return tray_.procedure({4711, message, 0, low});
   }
-  // The area has gone; nothing where nobody wants to know.
+  // The area disappears; nothing happens without a listener.
   void loseTray() {
     if (const std::function<void()> listener = tray_.lost) {
       listener();
@@ -145,7 +145,7 @@ TEST_F(NotificationAreaTest, WhenItIsLostTheWindowIsBackMinimisedAndTheLogSaysWh
               ElementsAre(clock_.toText(kNine) +
                           "--> The System Tray has gone away, so Relaybird is back as a minimized "
                           "window.  It continues operating."));
-  // Nothing to answer: nobody may be there.
+  // No box: nobody may be there to answer it.
   EXPECT_EQ(dialogs_.boxes.size(), 1U);
 }
 

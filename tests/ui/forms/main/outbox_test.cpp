@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Mail that has not left this computer: what the program says of it, and what the user can do.
+// Mail that has not left this computer: how the program reports it, and what the user can do.
 #include <gmock/gmock.h>
 
 #include "ui/forms/desktop_programs.h"
@@ -23,8 +23,8 @@ class OutboxTest : public ProgramTest {
     outgoing_.now.waitingFolder = "/state/outbox/new";
     outgoing_.now.refusedFolder = "/state/outbox/failed";
   }
-  // A test cycle over one message, up to its closing box; the box's text, empty where none came.
-  // `meanwhile` is what becomes of the mail.
+  // Runs a test cycle over one message and returns the text of its closing box, empty if there was
+  // none. `meanwhile` changes the state of the mail.
   std::string test(const std::function<void()>& meanwhile = {}) {
     (void)program();
     deliver("lunch");

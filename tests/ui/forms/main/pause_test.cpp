@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The pause at the end of a check, in which a front end may run events: whatever happens in it, the
-// check ends as it would have, and nothing else begins within it.
+// The pause at the end of a check, in which a front end may run events: no event changes how the
+// check ends, and nothing else begins during it.
 #include <gmock/gmock.h>
 
 #include <utility>
@@ -23,7 +23,7 @@ class PauseTest : public ProgramTest {
   PauseTest() { oneAddress("mdblFwdToFrequency=5\n"); }
   void TearDown() override { EXPECT_TRUE(happened_); }
 
-  // One check of one message while forwarding is on, with `event` in its pause.
+  // Runs one check of one message while forwarding is on, with `event` in its pause.
   void checkWith(std::function<void()> event) {
     sleeper_.onSleep = [this, event = std::move(event)] {
       if (!std::exchange(happened_, true)) {
@@ -39,7 +39,7 @@ class PauseTest : public ProgramTest {
     schedule().ForwardTrigger();
   }
   CheckSchedule& schedule() { return main().engine().schedule(); }
-  // As after every check that has sent something, pause or not.
+  // The same as after every check that has sent something.
   void expectOrderlyEnd() {
     EXPECT_FALSE(state().m_bBusyFwd);
     EXPECT_FALSE(state().passRunning);

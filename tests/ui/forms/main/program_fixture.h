@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The whole program over a mailbox in memory, a disk in memory and a clock that stands still: what
-// a user sees and does, by the names of the controls.
+// The whole program over the world of fake_world.h. Tests act as a user and see what he sees, by
+// the names of the controls.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ class ProgramTest : public testing::Test, protected FakeWorld {
       std::chrono::sys_days{std::chrono::year{2026} / 11 / 20} + std::chrono::hours{9};
   static constexpr const char* kPrefFile = "/config/rbx/rbx_prefs.ini";
 
-  /// What the preference file holds, as the lines of its section.
+  /// Writes the preference file; `lines` are those of its section.
   void preferences(const std::string& lines) {
     files_.addFolder("/config/rbx");
     files_.addFile(kPrefFile, "[default]\n" + lines);
@@ -40,7 +40,7 @@ class ProgramTest : public testing::Test, protected FakeWorld {
     preferences("mstrFwdToAddress_num=1\nmstrFwdToAddress_1=5550100@sms.example.net\n" + moreLines);
   }
 
-  /// The program as it is after start-up. Made once per test.
+  /// The started program. Made once per test.
   ProgramForms& program() {
     if (!program_) {
       makeProgram();
@@ -62,7 +62,7 @@ class ProgramTest : public testing::Test, protected FakeWorld {
     }
     return *part;
   }
-  /// What the user does; a control that takes no input is a fault of the test.
+  /// Clicks as a user does. Throws for a control that accepts no input: the test is wrong then.
   void click(std::string_view form, std::string_view name) {
     Control& part = control(form, name);
     const std::string why = whyNoInput(part);
@@ -75,7 +75,7 @@ class ProgramTest : public testing::Test, protected FakeWorld {
   std::string status() { return text("lblCurrentActions"); }
   const std::vector<std::string>& log() { return program().log().lstLog.list(); }
 
-  /// Switches on as the user does who confirms the addresses.
+  /// Switches forwarding on, confirming the addresses.
   void switchOn() {
     dialogs_.answer(BoxAnswer::kYes);
     click("frmRelaybird", "cmdStart");
@@ -99,7 +99,7 @@ class ProgramTest : public testing::Test, protected FakeWorld {
     }
     return subjects;
   }
-  /// Lets time go by, and what waits run.
+  /// Advances the time and runs timers and events.
   void letPass(std::chrono::seconds duration) {
     timers_.advance(duration);
     events_.runUntilIdle();

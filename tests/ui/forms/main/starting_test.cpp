@@ -199,7 +199,7 @@ TEST_F(StartingTest, AFullDiskIsTold) {
   expectStopped();
 }
 
-// The dialog says by itself what is wrong when its transfer fails altogether.
+// When the transfer from the dialog fails completely, the transfer itself reports it.
 TEST_F(StartingTest, AListWithoutAddressesIsTold) {
   oneAddress();
   control("frmPrefs", "txtAddress").setText(" ; ");

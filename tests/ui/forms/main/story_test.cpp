@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whole days of the program, as its user lives them.
+// Whole days of the program, as a user experiences them.
 #include <gmock/gmock.h>
 
 #include "ui/forms/main/program_fixture.h"
@@ -84,7 +84,7 @@ TEST_F(StoryTest, ASynchronisationThatNeverEndsIsGivenUpAfter900Seconds) {
   EXPECT_THAT(log(), Contains("2026-11-20 09:30:00--> Inbox synchronization timed out."));
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: lunch"));
 
-  // The synchronisation that is to send it does not end either.
+  // The synchronisation that sends it does not end either.
   letPass(seconds{910});
   EXPECT_THAT(log(), Contains(HasSubstr("--> Send/receive synchronization timed out.")));
   EXPECT_FALSE(state().syncBusy);
@@ -94,7 +94,7 @@ TEST_F(StoryTest, ASynchronisationThatNeverEndsIsGivenUpAfter900Seconds) {
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: lunch", "FW: dinner"));
 }
 
-// A check found the objects of the application that had been closed, and so did every later one.
+// After the application was closed, every later check still used its old objects.
 TEST_F(StoryTest, AMailApplicationThatIsClosedAndOpenedAgainIsUsedAgain) {
   oneAddress();
   (void)program();
@@ -143,7 +143,7 @@ TEST_F(StoryTest, TheMaximumEndsForwardingButNotTheChecks) {
   EXPECT_EQ(text("txtStatus"), "Running");
 }
 
-// Timers that pile up, objects that are kept and flags that are never cleared would all show.
+// Shows accumulating timers, leaked objects and flags that are never cleared.
 TEST_F(StoryTest, AMonthUnattendedGrowsNothingButTheLog) {
   oneAddress();
   (void)program();

@@ -214,7 +214,7 @@ TEST_F(TestCycleTest, ABusyProgramEndsItWithoutAPass) {
   EXPECT_TRUE(main().cmdForwardNow.enabled());
 }
 
-// The user had answered two questions, and then nothing came.
+// The user had answered two questions, and no result was shown.
 TEST_F(TestCycleTest, ATestThatABusyProgramDoesNotRunSaysWhy) {
   oneAddress();
   (void)program();
@@ -226,7 +226,7 @@ TEST_F(TestCycleTest, ATestThatABusyProgramDoesNotRunSaysWhy) {
             "ended.|exclamation|OK");
 }
 
-// The second one took the report of the first one, and its counts, for its own.
+// The second test showed the result and the counts of the first one.
 TEST_F(TestCycleTest, ASecondTestWhileForwardsAreBeingSentLeavesTheFirstItsClosingBox) {
   oneAddress();
   (void)program();
@@ -305,7 +305,7 @@ TEST_F(TestCycleTest, WaitsForASynchronisationWhenTheApplicationWentAway) {
   events_.runUntilIdle();
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: lunch"));
   EXPECT_TRUE(main().cmdForwardNow.enabled());
-  // The forward is on its way.
+  // The forward is being sent.
   EXPECT_NE(dialogs_.boxes.back().title, "Test Complete");
   store_.endSyncs();
   events_.runUntilIdle();

@@ -104,7 +104,7 @@ TEST_F(AddressCheckTest, TheCheckLeavesNothingBehindInTheMailApplication) {
   EXPECT_THAT(store_.drafts(), IsEmpty());
 }
 
-// What the button says over time.
+// The captions of the button over time.
 class CaptionRecorder : public FormObserver {
  public:
   void controlChanged(const Control& control, Change what) override {
@@ -198,7 +198,7 @@ TEST_F(AddressCheckTest, WithoutTheSafeItemLibraryTheFailureIsTold) {
   EXPECT_EQ(dialogs_.boxes[0].text.substr(0, 7), "Error: ");
 }
 
-// It would be resolved again with each entry behind it, and make those look bad.
+// It would be resolved again with each later entry and make that entry fail.
 TEST_F(AddressCheckTest, ARecipientThatCannotBeTakenOffEndsTheWholeCheck) {
   store_.setKnownName("Carol", "carol@work.example");
   store_.setHook([](std::string_view operation) {
@@ -230,7 +230,7 @@ TEST_F(AddressCheckTest, AnEntryThatFailsLeavesTheItemWithoutRecipients) {
             1);
 }
 
-// What is told is why the check failed, not that tidying up after it failed too.
+// The user is told why the check failed, not that the clean-up failed too.
 TEST_F(AddressCheckTest, TheFirstOfTwoFailuresIsTold) {
   store_.setHook([](std::string_view operation) {
     if (operation.ends_with("ResolveAll")) {
@@ -298,7 +298,7 @@ TEST(EmailAddress, NeedsSomethingBeforeTheAtSignAndAPointBehindItThatIsNotLast) 
   }
 }
 
-// Only the first point behind the at sign counts.
+// Only the first point after the at sign is examined.
 TEST(EmailAddress, APointAtTheEndIsMissedWhenAnotherComesBeforeIt) {
   RecordingLog log;
   EXPECT_TRUE(bolCheckEmailAddress(log, "a@b.c."));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What becomes of keys and of pasted text in the fields that hold lists.
+// How typed and pasted text changes in the fields that hold lists.
 #include "ui/forms/settings/prefs_controls.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 namespace relaybird {
 namespace {
 
-// A field with a caret, "|", into which a text is put as one change.
+// Inserts a text into a field with a caret, "|", as one change.
 std::string put(ListOf list, const std::string& field, const std::string& input) {
   const std::size_t caret = field.find('|');
   const std::string head = field.substr(0, caret);
@@ -19,7 +19,7 @@ std::string put(ListOf list, const std::string& field, const std::string& input)
   return shown.text.substr(0, shown.caret) + "|" + shown.text.substr(shown.caret);
 }
 
-// The same by one key after the other, into an empty field.
+// Types a text key by key into an empty field.
 std::string typed(ListOf list, const std::string& keys) {
   std::string field = "|";
   for (const char key : keys) {
@@ -77,7 +77,7 @@ TEST(ListTyping, AQuoteThatIsNotClosedHoldsForItsEntryAlone) {
 TEST(ListTyping, WhatStoodThereBeforeIsNotTouched) {
   EXPECT_EQ(address("Doe, John; a@b.c|", "x"), "Doe, John; a@b.cx|");
   EXPECT_EQ(address("a,,b|,c", "\n"), "a,,b; |,c");
-  // One of two like letters is the new one: that before the caret.
+  // Of two equal letters, the one before the caret is new.
   EXPECT_EQ(address("a,|,b", ","), "a,; |,b");
 }
 
@@ -100,7 +100,7 @@ TEST(ListTyping, InPhrasesLinesAloneEndEntries) {
 }
 
 TEST(ListTyping, LettersOfSeveralBytesStayWhole) {
-  // They differ in their last byte alone.
+  // They differ only in their last byte.
   EXPECT_EQ(address("\u00e4|", "\u00e5,"), "\u00e4\u00e5; |");
   EXPECT_EQ(address("\u00e4|\u00e5", ",\u00e4"), "\u00e4; \u00e4|\u00e5");
 }

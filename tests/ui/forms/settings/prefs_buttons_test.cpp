@@ -67,7 +67,7 @@ TEST_F(ButtonsTest, CancelledEditsAreNotStoredByALaterStart) {
   EXPECT_FALSE(main().prf().bolFormatForCellPhone());
 }
 
-// A check that found bad addresses has the user asked before they are used, also after Cancel.
+// After a check that found bad addresses the user is asked before they are used, also after Cancel.
 TEST_F(ButtonsTest, CancelWithoutEditsKeepsWhatTheAddressCheckFound) {
   preferences("mstrFwdToAddress_num=1\nmstrFwdToAddress_1=Nobody\n");
   open();
@@ -199,7 +199,7 @@ TEST_F(ButtonsTest, CancelOpensNoBoxWhereBothStartUpOptionsAreStored) {
   // The rule holds again for a user.
   open();
   EXPECT_EQ(dialogs_.boxes.size(), boxes + 1);
-  // And what was cancelled is not stored by a later start.
+  // A later start does not store what was cancelled.
   press("cmdCancel");
   switchOn();
   EXPECT_TRUE(main().prf().bolTurnOnFwdOnStartup());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the settings dialog's controls do when the user, or the program, changes them.
+// How the settings dialog's controls react when the user or the program changes them.
 #include <gmock/gmock.h>
 
 #include "ui/forms/main/program_fixture.h"
