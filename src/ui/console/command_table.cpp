@@ -66,6 +66,7 @@ std::vector<std::string> controlWords(const std::string& command, std::string_vi
   return words;
 }
 
+// A text box offers its present text, so that it can be edited instead of typed again.
 std::vector<std::string> valueWords(std::string_view name, const std::vector<Form*>& forms) {
   const std::size_t point = std::min(name.find('.'), name.size());
   const Control* control = nullptr;

@@ -124,6 +124,7 @@ Result<void> ConsoleCommands::settings(std::string_view rest) {
   return {};
 }
 
+// Commands win over topics of the same name; a quoted word is always a topic.
 Result<void> ConsoleCommands::help(std::string_view rest) {
   if (rest.empty()) {
     out_.reply("help", commandList());

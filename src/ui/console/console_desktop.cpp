@@ -41,6 +41,7 @@ std::int32_t ConsoleScreen::textWidth(const std::string& text) const {
   return static_cast<std::int32_t>(std::min(characterCount(text), kMost));
 }
 
+// OSC 52 carries the text in base64. The terminal sends no reply, so success is not known.
 Result<void> ConsoleClipboard::setText(const std::string& text) {
   const std::string sequence = "\x1b]52;c;" + base64(text) + "\x07";
   if (sink_ == nullptr) {
@@ -62,6 +63,7 @@ Result<void> ConsoleHelpViewer::show(const std::string& file, const std::string&
   return {};
 }
 
+// The present texts count as printed: the state at the start is not an event.
 ConsoleObserver::ConsoleObserver(std::vector<Form*> forms, News news, ConsoleOutput& out)
     : forms_(std::move(forms)), news_(news), out_(out) {
   if (news_.state != nullptr) {

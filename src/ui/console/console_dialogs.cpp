@@ -114,6 +114,8 @@ void ConsoleDialogs::popupMenu(Control& menu) {
   }
 }
 
+// The question lives on this stack frame while events run; a nested box returns before this one
+// can.
 std::string ConsoleDialogs::ask(Question question) {
   parts_.out.box(question.view);
   if (const auto said = fromQueue(question)) {
@@ -134,6 +136,8 @@ std::string ConsoleDialogs::ask(Question question) {
   return *question.answer;
 }
 
+// Answers that do not fit are dropped with a note, so that a script whose boxes changed does not
+// answer the wrong one later.
 std::optional<std::string> ConsoleDialogs::fromQueue(const Question& question) {
   while (!queue_.empty()) {
     const std::string value = std::move(queue_.front());
@@ -186,6 +190,7 @@ std::optional<std::string> ConsoleDialogs::match(const Question& question,
   return std::nullopt;
 }
 
+// An answered question stays on the stack until the boxes above it have returned.
 ConsoleDialogs::Question* ConsoleDialogs::newest() const {
   const auto found = std::find_if(waiting_.rbegin(), waiting_.rend(),
                                   [](const Question* each) { return !each->answer; });
@@ -221,6 +226,7 @@ void ConsoleDialogs::queue(std::vector<std::string> answers) {
   std::move(answers.begin(), answers.end(), std::back_inserter(queue_));
 }
 
+// Every waiting box is answered, the oldest included: each loop that waits must return.
 void ConsoleDialogs::close() {
   if (std::exchange(closed_, true)) {
     return;

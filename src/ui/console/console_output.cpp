@@ -35,6 +35,7 @@ bool DescriptorSink::mayWrite() {
   return both[0].revents != 0;
 }
 
+// A broken reader is final; an error such as a full disk loses only this text.
 void DescriptorSink::write(std::string_view bytes) {
   while (!bytes.empty() && !broken_) {
     if (!mayWrite()) {

@@ -67,6 +67,8 @@ ConsoleSession::~ConsoleSession() {
   parts_.dialogs.setObserver([] {}, [] {});
 }
 
+// Lines are read during start-up already, since its boxes must be answerable; commands wait until
+// it has ended.
 void ConsoleSession::begin(const std::function<void()>& startUp) {
   setPrompt();
   parts_.lines.listen([this] { pump(); });
@@ -80,6 +82,8 @@ void ConsoleSession::begin(const std::function<void()>& startUp) {
   pumpLater();
 }
 
+// Posted, so that the command or box that made room for the next line returns first. The session
+// may be gone by then.
 void ConsoleSession::pumpLater() {
   parts_.events.post([this, alive = std::weak_ptr(alive_)] {
     if (!alive.expired()) {
@@ -88,6 +92,8 @@ void ConsoleSession::pumpLater() {
   });
 }
 
+// Closing the dialogs answers every waiting box, so that the commands that opened them return
+// before the loop ends.
 void ConsoleSession::end() {
   if (std::exchange(ended_, true)) {
     return;
@@ -118,6 +124,8 @@ bool ConsoleSession::takesLines() const {
   return !ended_ && !answered_ && (parts_.dialogs.asking() || !holdsCommands());
 }
 
+// Lines stay in the source while none may be handled; the source then stops reading, and the writer
+// of a pipe waits.
 void ConsoleSession::pump() {
   while (takesLines()) {
     const auto line = parts_.lines.next();
@@ -147,6 +155,7 @@ void ConsoleSession::handle(const InputLine& line) {
   }
 }
 
+// While a box waits, a line is a command only if it is not an answer to that box.
 void ConsoleSession::handleText(std::string_view text) {
   if (parts_.dialogs.asking() && answerBox(text)) {
     return;
@@ -185,6 +194,7 @@ bool ConsoleSession::answerBox(std::string_view text) {
   return true;
 }
 
+// Any command ends a `wait`: only a person can type one then, and wants something else.
 void ConsoleSession::runCommand(std::string_view name, std::string_view rest) {
   if (wait_) {
     endWait(Error{0, "the wait was cut short"});
@@ -205,6 +215,8 @@ void ConsoleSession::runCommand(std::string_view name, std::string_view rest) {
   finish(outcomeOf(name, rest));
 }
 
+// Exceptions become errors of the command, so that a script gets exactly one result for each
+// command.
 Result<void> ConsoleSession::outcomeOf(std::string_view name, std::string_view rest) {
   const RunningCommand running(depth_);
   if (name == "answer") {
@@ -229,6 +241,8 @@ void ConsoleSession::finish(const Result<void>& outcome) {
   }
 }
 
+// The first value answers the waiting box, the others wait for the boxes that follow, because one
+// command may open several.
 Result<void> ConsoleSession::answer(std::string_view rest) {
   auto values = splitWords(rest);
   if (!values) {
@@ -322,6 +336,8 @@ void ConsoleSession::boxAnswered() {
   });
 }
 
+// The end of a pipe or terminal ends the program. The null device is what a service has: the
+// program then runs as long as forwarding is on.
 void ConsoleSession::handleEnd() {
   if (ended_) {
     return;

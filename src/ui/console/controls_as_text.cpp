@@ -159,6 +159,8 @@ std::optional<int> readSwitch(const std::string& value) {
   return std::nullopt;
 }
 
+// The check for control characters is repeated here: a quoted value may have brought them in as
+// escapes.
 Result<void> setText(Control& control, const std::string& value) {
   if (control.locked()) {
     return refusal(control, "cannot be edited");
@@ -187,6 +189,7 @@ Result<void> select(Control& control, const std::string& value) {
   return {};
 }
 
+// The text of an entry wins over its position, for entries that are numbers themselves.
 Result<void> choose(Control& control, const std::string& value) {
   const auto& entries = control.list();
   std::optional<std::size_t> found;
@@ -206,6 +209,7 @@ Result<void> choose(Control& control, const std::string& value) {
   return {};
 }
 
+// Nothing is selected before the whole list has been read, so that an error changes nothing.
 Result<void> selectEntries(Control& control, const std::string& value) {
   std::set<std::size_t> positions;
   const std::string word = asciiLower(value);

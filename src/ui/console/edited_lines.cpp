@@ -207,6 +207,8 @@ void EditedLines::show() {
   }
 }
 
+// Posted, so that the prompt is drawn once after a burst of output, and not at all if the program
+// ends.
 void EditedLines::showSoon() {
   if (std::exchange(waits_, true)) {
     return;
@@ -260,6 +262,7 @@ void EditedLines::edit() {
   }
 }
 
+// Leaving the unbuffered mode restores the terminal's own mode until the next line begins.
 void EditedLines::lineDone(std::string line) {
   ::el_set(editor_.get(), EL_UNBUFFERED, 0);
   editing_ = false;

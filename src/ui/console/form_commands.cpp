@@ -125,6 +125,7 @@ Result<void> FormCommands::key(std::string_view rest) {
   return pressKey(**found, *chord);
 }
 
+// A window behind a modal one cannot be closed by a user either.
 Result<void> FormCommands::close(std::string_view rest) {
   const auto name = oneWord(rest, "FORM");
   if (!name) {

@@ -14,6 +14,7 @@
 
 namespace relaybird {
 
+// Bytes beyond the limit are dropped at once, so that a line without an end cannot fill the memory.
 void LineSplitter::append(std::string_view part) {
   // One more byte than allowed, because it may be the CR of a line of maximum length.
   const std::size_t room = kLongestLine + 1 - std::min(current_.size(), kLongestLine + 1);

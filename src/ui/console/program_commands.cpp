@@ -111,6 +111,8 @@ Result<void> ProgramCommands::mainWindowTakesInput() {
   return Error{0, before->name() + " is open in front of " + forms_.main().name()};
 }
 
+// Success is read from the state afterwards, because StartForwarding() reports its failures only in
+// boxes.
 Result<void> ProgramCommands::start() {
   if (auto ready = mainWindowTakesInput(); !ready) {
     return ready;
@@ -139,6 +141,8 @@ Result<void> ProgramCommands::stop() {
   return {};
 }
 
+// The result of the command combines the check and what happened to its forwards, as the closing
+// box does.
 Result<void> ProgramCommands::test() {
   if (auto ready = mainWindowTakesInput(); !ready) {
     return ready;
@@ -225,6 +229,7 @@ std::vector<Setting> ProgramCommands::settings() {
   return settingsOf(forms_.settings(), forms_.settings().tabPrefs);
 }
 
+// Opening the dialog fills it, so that OK stores the other settings unchanged.
 Result<void> ProgramCommands::changeSetting(std::string_view name, const std::string& value) {
   if (auto ready = mainWindowTakesInput(); !ready) {
     return ready;

@@ -46,6 +46,7 @@ char escapeLetter(char32_t code) {
   }
 }
 
+// Invalid bytes are written one by one, so that splitWords() restores exactly the same bytes.
 std::string written(std::string_view text, bool inQuotes) {
   std::string out;
   out.reserve(text.size() + 2);
@@ -193,6 +194,7 @@ Result<std::string> readValue(std::string_view rest) {
   return value;
 }
 
+// A line with control characters is not what the user sees, so it is refused instead of cleaned.
 std::string whyNoCommand(std::string_view bytes) {
   while (!bytes.empty()) {
     const Utf8Character first = firstCharacter(bytes);

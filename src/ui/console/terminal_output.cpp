@@ -85,6 +85,8 @@ std::string TerminalOutput::inColour(const char* colour, const std::string& text
   return manner_.colours ? "\x1b[" + std::string(colour) + "m" + text + "\x1b[0m" : text;
 }
 
+// The line being typed is hidden and shown around every output; showing is posted, so that several
+// outputs in a row move it only once.
 void TerminalOutput::print(const std::string& lines) {
   lastStatus_.clear();
   if (prompt_ != nullptr) {
@@ -96,6 +98,7 @@ void TerminalOutput::print(const std::string& lines) {
   }
 }
 
+// A status line that wrapped could not be replaced by the next one.
 std::string TerminalOutput::cutToScreen(const std::string& text) const {
   std::string_view left = text;
   std::string cut;

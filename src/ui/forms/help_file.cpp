@@ -42,6 +42,8 @@ HelpFile::HelpFile(const ProgramWorld& world) : world_(world), location_(world.d
   }
 }
 
+// The loop lets the user try one file after another; it ends when a file is shown or the user gives
+// up.
 void HelpFile::show(const std::string& topic) {
   if (!exists(location_) && !(confirms(notFoundBox()) && chooseFile())) {
     return;

@@ -21,6 +21,7 @@ std::string_view NotifyIconRecord::tipText() const {
   return {tip.data(), static_cast<std::size_t>(end - tip.begin())};
 }
 
+// The field has 64 bytes. A cut inside a UTF-8 sequence would show a replacement character.
 void NotifyIconRecord::setTip(std::string_view text) {
   if (text.size() >= tip.size()) {
     text = withoutBrokenEnd(text.substr(0, tip.size() - 1));
@@ -101,6 +102,7 @@ IconAbsence::IconAbsence(TimerMaker& timers, std::function<void()> look, std::fu
       lost_(std::move(lost)),
       timer_(timers.makeTimer(seconds{1}, [this] { tick(); })) {}
 
+// Each change of state starts the count again: only an uninterrupted absence is a loss.
 void IconAbsence::seen(IconArea area) {
   const bool other = std::exchange(last_, area) != area;
   if (other) {

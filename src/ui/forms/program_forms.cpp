@@ -82,6 +82,8 @@ bool ProgramForms::start() {
   return true;
 }
 
+// The format shown in the main window comes from filling the dialog; if the dialog is open and must
+// not be filled, it is set directly.
 void ProgramForms::readPreferencesAgain() {
   clsPref& prf = main_.prf();
   prf.ReadIniPref();
@@ -93,6 +95,7 @@ void ProgramForms::readPreferencesAgain() {
   prf.UpdateEmailAddrOnMainForm();
 }
 
+// A notice may be about something earlier; it then has its own time.
 void ProgramForms::handleNotice(const StoreNotice& notice) {
   const DateTime when = notice.time == kNoDate ? world_.clock.now() : notice.time;
   log_.AddToLog(world_.clock.toText(when) + "--> " + notice.line);
@@ -114,6 +117,7 @@ void ProgramForms::unexpected(const std::string& what) {
   }
 }
 
+// A pass on the stack still uses the session, which is then not released here.
 void ProgramForms::shutDown() {
   main_.unload();
   if (!main_.engine().state().passRunning) {

@@ -50,6 +50,7 @@ std::optional<WindowPlace> placeOf(std::string_view text) {
 WindowPlaces::WindowPlaces(ProfileStrings& profiles, std::string file)
     : profiles_(profiles), file_(std::move(file)) {}
 
+// A place that was read counts as written, so that a run without changes does not touch the file.
 std::optional<WindowPlace> WindowPlaces::find(const std::string& window) {
   if (const auto kept = kept_.find(window); kept != kept_.end()) {
     return kept->second;
@@ -66,6 +67,8 @@ void WindowPlaces::keep(const std::string& window, const WindowPlace& place) {
   kept_[window] = place;
 }
 
+// Errors are ignored: the places are a convenience, and the user cannot do anything about them at
+// the end of the program.
 void WindowPlaces::write() {
   if (kept_ == written_) {
     return;

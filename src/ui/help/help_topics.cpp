@@ -55,6 +55,8 @@ bool containsAll(const std::string& text, const std::vector<std::string>& words)
 
 }  // namespace
 
+// Each way is tried only if the stricter ones found nothing: a full name must not fail because
+// longer names begin with it.
 const HelpTopic* findHelpTopic(std::string_view words) {
   const std::string wanted = asciiLower(trimBlanks(words));
   if (wanted.empty()) {

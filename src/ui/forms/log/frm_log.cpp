@@ -163,6 +163,8 @@ void frmLog::copyToClipboard(const std::string& text) {
   }
 }
 
+// The dialog itself does not ask before replacing a file, so that the question is the same in a
+// window and at the console.
 void frmLog::saveAs() {
   const auto path = world_.dialogs.saveFile(
       {"Save the Activity Log", "Text files (*.txt)|*.txt|All files|*", "relaybird-log.txt"});

@@ -15,6 +15,7 @@ void LineSearch::forget() {
   begin(0);
 }
 
+// A position behind the last line wraps around to the first one.
 void LineSearch::begin(std::size_t origin) {
   origin_ = origin < lines_.size() ? origin : 0;
   misses_ = 0;
@@ -82,6 +83,7 @@ std::optional<LineSearch::Hit> LineSearch::next(std::size_t from) {
   return hit;
 }
 
+// Going back cannot use what the forward search knows, so every line on the way is examined.
 std::optional<LineSearch::Hit> LineSearch::previous(std::size_t from) {
   if (hasNoHit()) {
     return std::nullopt;

@@ -75,6 +75,7 @@ std::string plainWords(const std::string& words) {
 
 }  // namespace
 
+// The window shows a failure at once; the notification waits for the third one in a row.
 void Attention::checkFailed(const std::string& words) {
   failure_ = Failure{failure_ ? failure_->since : clock_.toText(clock_.now()), words};
   onFailure_();
@@ -93,6 +94,8 @@ void Attention::checkCompleted() {
   }
 }
 
+// Nothing reports that the cause of a refusal has gone. After a day the next refusal is notified
+// again.
 void Attention::forwardRefused(const std::string& words) {
   const auto last = notified_.find(kRefused);
   if (last != notified_.end() && clock_.now() - last->second >= kQuietTime) {
@@ -123,6 +126,8 @@ void Attention::startAnew() {
   }
 }
 
+// A cause that comes up while the user looks at the program is not remembered, so that it is
+// notified if it happens again later.
 void Attention::notify(const Notification& notification) {
   if (notifications_.wanted() && notified_.try_emplace(notification.cause, clock_.now()).second) {
     notifications_.show(notification);

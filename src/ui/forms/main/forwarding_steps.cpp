@@ -19,6 +19,7 @@ void ForwardingSteps::logLine(const std::string& text) {
   log_.AddToLog(world_.clock.toText(world_.clock.now()) + "--> " + text);
 }
 
+// Objects of an application that has ended fail for good, so they are dropped first.
 bool ForwardingSteps::openSession(bool getInbox, bool getSync, bool showStatus) {
   MailSession& session = engine_.session();
   session.dropIfGone();
@@ -42,6 +43,7 @@ bool ForwardingSteps::checkVersion() {
   return false;
 }
 
+// An application that cannot report its version is treated like one that is too old.
 bool ForwardingSteps::isApplicationNewEnough() {
   try {
     return CheckOlkVer(engine_.session().application()->Version());
@@ -51,6 +53,7 @@ bool ForwardingSteps::isApplicationNewEnough() {
   }
 }
 
+// An empty answer counts as Cancel: the input box cannot distinguish the two.
 int ForwardingSteps::GetValidEmail(std::string& address) {
   while (!bolCheckEmailAddress(log_, address)) {
     const std::string prompt =

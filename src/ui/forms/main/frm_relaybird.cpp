@@ -122,6 +122,7 @@ frmPrefs& frmRelaybird::settings() {
   return forms_->settings;
 }
 
+// The other forms are made after the main window, because they need its preferences and session.
 void frmRelaybird::connect(OtherForms forms) {
   forms_ = std::make_unique<OtherForms>(forms);
 }
@@ -186,11 +187,15 @@ void frmRelaybird::openSettingsAt(int tab) {
   showprefs();
 }
 
+// Filling runs the reactions of the controls: where both start-up options are stored, a box about
+// them opens here, before the dialog is shown.
 void frmRelaybird::showprefs() {
   settings().fill();
   settings().showModal(*this);
 }
 
+// The dialog is filled at start-up already, because switching forwarding on reads the settings from
+// it.
 bool frmRelaybird::load() {
   settings().prepare();
   engine_.status().SetStatusToPreset();
@@ -206,6 +211,8 @@ bool frmRelaybird::load() {
   return complete;
 }
 
+// Without the utility object forwarding may still work, so its absence is only reported. Without
+// the dictionary the program ends.
 bool frmRelaybird::probeComponents() {
   utility_ = tryCreate(world_.objects, prog_id::kUtility);
   if (!utility_) {
@@ -268,6 +275,8 @@ void frmRelaybird::SetMainFrmCellPref(bool cell) {
   picDestPc.setVisible(!cell);
 }
 
+// Every step may open a box, and the user may end the program while it waits: `ending` is checked
+// before forwarding is switched on.
 void frmRelaybird::StartForwarding(bool bAutoStart) {
   world_.trace.trace("StartForwarding Entered");
   if (state().m_bBusyFwd) {
@@ -306,6 +315,8 @@ void frmRelaybird::startTimerTick() {
   }
 }
 
+// The busy flag keeps the minute timer from starting a check while the session is being opened:
+// status texts and boxes let events run.
 bool frmRelaybird::openSession() {
   const BusyMark busy(state());
   return steps_.openSession(true, false, true) && steps_.checkVersion();
@@ -323,6 +334,8 @@ bool frmRelaybird::askForAddress() {
   return true;
 }
 
+// The settings are stored and read back even if nothing was edited: what forwarding uses is then
+// exactly what is on disk.
 bool frmRelaybird::storeSettings() {
   const bool stored =
       judge(prf_.FormToClass()) && judge(prf_.WriteTofile()) && judge(prf_.ReadIniPref());
@@ -332,6 +345,7 @@ bool frmRelaybird::storeSettings() {
   return stored;
 }
 
+// Shows the error of a preference operation, unless the operation itself has shown it.
 bool frmRelaybird::judge(int result) {
   if (result < 0 && result > kToldAlready) {
     world_.dialogs.messageBox({"Error occured:\r\n" + prf_.mstrErrDesc});
@@ -347,6 +361,8 @@ bool frmRelaybird::confirmAddresses(bool bAutoStart) {
   return bAutoStart || steps_.userConfirms(question, false);
 }
 
+// The activation time decides which messages count as existing, so it is set before any check can
+// begin. The count of forwards starts at zero, as the text that the engine reads.
 void frmRelaybird::switchOn(bool bAutoStart) {
   engine_.pass().ResetIgnoreList();
   attention_.startAnew();
@@ -391,6 +407,8 @@ void frmRelaybird::showRunning(bool running) {
   txtNumberForwarded.setBackColor(counters);
 }
 
+// The busy flag is cleared at once: a pass that is on the stack without it is a stopped one, and
+// ends after its current item.
 void frmRelaybird::StopForwarding() {
   // The trace names the starting routine. Readers of traces know these lines; they stay.
   world_.trace.trace("StartForwarding Entered before busy check");
@@ -414,6 +432,8 @@ bool frmRelaybird::confirmToSysTray() {
          BoxAnswer::kYes;
 }
 
+// The procedure is replaced before the icon is added: a click on the icon must not reach the
+// window's own procedure.
 void frmRelaybird::ToSystray() {
   modSystray& tray = forms_->tray;
   if (!tray.platform().available()) {
@@ -428,6 +448,8 @@ void frmRelaybird::ToSystray() {
   hide();
 }
 
+// A popup menu closes by itself only if its window is the foreground window (Win32,
+// TrackPopupMenu).
 void frmRelaybird::SysTrayMouseEventHandler() {
   modSystray& tray = forms_->tray;
   tray.platform().setForegroundWindow(tray.record().window);
@@ -440,6 +462,7 @@ void frmRelaybird::restore() {
   show();
 }
 
+// Without this the program would run with neither a window nor an icon.
 void frmRelaybird::trayLost() {
   if (state().ending) {
     return;

@@ -10,6 +10,7 @@ std::string counted(std::size_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
+// A state without an outbox folder is that of a store without an outbox: nothing can wait there.
 std::vector<std::string> holdReasons(const OutgoingState& state) {
   if (state.outbox.empty()) {
     return {};
@@ -96,6 +97,8 @@ void OutboxMenu::showError(const std::string& text) {
   world_.dialogs.messageBox({text, "Error", BoxButtons::kOk, BoxIcon::kExclamation});
 }
 
+// The entry stays disabled until the store calls back, so that two tries never overlap. Stopped
+// addresses are released even if nothing waits for them.
 void OutboxMenu::tryAgain() {
   const OutgoingState before = world_.outgoing.state();
   const std::size_t waiting = world_.outgoing.waiting();
@@ -129,6 +132,7 @@ void OutboxMenu::triedAgain(const OutgoingState& before) {
   show();
 }
 
+// Reports a missing folder itself, because a file manager may fail silently.
 void OutboxMenu::openFolder(const std::string& folder) {
   const auto found = world_.files.inspect(folder);
   const Result<void> shown = found ? world_.folderViewer.show(folder) : Result<void>(found.error());

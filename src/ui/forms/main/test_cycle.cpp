@@ -81,6 +81,8 @@ TestCycle::TestCycle(frmRelaybird& window, const ProgramWorld& world, ActivityLo
       outbox_(outbox),
       sentTimer_(world.timers.makeTimer(kSentLook, [this] { tellResultOnceSent(); })) {}
 
+// The button is disabled first, because the boxes that follow let events run and a second click
+// must not start a second test.
 bool TestCycle::run() {
   log_.AddToLogV("CmdForwardNow Entered");
   window_.cmdForwardNow.setEnabled(false);
@@ -92,6 +94,7 @@ bool TestCycle::run() {
   return true;
 }
 
+// The conditions are checked before the explanation, so that nobody reads it in vain.
 bool TestCycle::isAllowed() {
   if (state().forwardingOn) {
     steps_.say(
@@ -116,6 +119,8 @@ bool TestCycle::isAllowed() {
   return isPrepared() && opensSession();
 }
 
+// A test looks at all unread mail again, so the ignore list is emptied. Its activation time makes
+// the rule about existing messages work as in a real start.
 bool TestCycle::isPrepared() {
   state().activationTime = world_.clock.now();
   bracketed("ResetIgnoreList", [this] {
@@ -125,6 +130,8 @@ bool TestCycle::isPrepared() {
   return hasAddress() && isConfirmed();
 }
 
+// An address that is typed here goes into the settings dialog and no further: a test stores
+// nothing.
 bool TestCycle::hasAddress() {
   std::string address = bracketed("GetForwardAddress", [this] { return prf_.GetForwardAddress(); });
   if (!address.empty()) {
@@ -166,6 +173,7 @@ void TestCycle::showTypedAddress() {
   window_.settings().txtAddress.setText(typed);
 }
 
+// The inbox is left to the check itself; here only the application and its version are tried.
 bool TestCycle::opensSession() {
   log_.AddToLogV(std::string(kStepPrefix) + "m_bBusyFwd");
   if (state().m_bBusyFwd || state().passRunning) {
@@ -202,6 +210,8 @@ void TestCycle::runCheck() {
   }
 }
 
+// The state is copied: the next check would overwrite its counts while this test still waits for
+// its forwards to be sent.
 void TestCycle::checkEnded() {
   window_.cmdForwardNow.setEnabled(!state().forwardingOn);
   result_ = state();

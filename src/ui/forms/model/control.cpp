@@ -54,6 +54,8 @@ void Control::changed(Change what) {
   }
 }
 
+// The reaction runs even if the text is the same: filling the dialog has to mark its addresses as
+// unchecked.
 void Control::setText(std::string text) {
   text_ = std::move(text);
   changed(Change::kText);
@@ -85,6 +87,8 @@ void Control::selectInGroup() {
   }
 }
 
+// A timer control shows its timer, which the engine switches on and off without knowing the
+// control.
 bool Control::enabled() const {
   if (aliasOf_ != nullptr) {
     return aliasOf_->enabled();
@@ -155,6 +159,7 @@ void Control::clearList() {
   changed(Change::kListCleared);
 }
 
+// Front ends may report positions of lines that were cleared meanwhile; these are dropped.
 void Control::setSelection(std::set<std::size_t> positions) {
   positions.erase(positions.lower_bound(list_.size()), positions.end());
   selection_ = std::move(positions);
@@ -166,6 +171,8 @@ void Control::setHorizontalExtent(std::int32_t pixels) {
   changed(Change::kListExtent);
 }
 
+// A check box and an option button run their reaction through setValue(), so that clicks and
+// assignments have the same effect.
 void Control::click() {
   if (aliasOf_ != nullptr) {
     aliasOf_->click();

@@ -41,6 +41,8 @@ void Form::showModal(Form& owner) {
   show();
 }
 
+// The owner is released first, so that it accepts input when observers hear that the dialog is
+// gone.
 void Form::hide() {
   if (Form* owner = std::exchange(owner_, nullptr)) {
     owner->modal_ = nullptr;
@@ -54,6 +56,8 @@ void Form::minimise() {
   tell(FormChange::kMinimised);
 }
 
+// Front ends and scripts ask this before they act on a control. A control in a hidden frame or menu
+// is hidden as well.
 std::string whyNoInput(const Control& control) {
   const Form& form = control.form();
   if (!form.visible()) {

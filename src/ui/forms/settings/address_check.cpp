@@ -74,6 +74,7 @@ void AddressCheck::run(const std::string& addresses) {
   }
 }
 
+// The session may have gone since the last check; opening it here shows no status texts.
 AddressCheck::Outcome AddressCheck::ask(const StringList& entries) {
   try {
     session_.dropIfGone();
@@ -161,6 +162,7 @@ void AddressCheck::reportUnresolved(const StringList& unresolved) {
   world_.dialogs.messageBox({text});
 }
 
+// The preference object asks for confirmation before it stores addresses that failed this check.
 void AddressCheck::keepOutcome(bool good) {
   prf_.mbolHaveCheckedAd = true;
   prf_.mbolAdAreOk = good;

@@ -97,6 +97,8 @@ void frmPrefs::wireFormat() {
   }
 }
 
+// Sets everything that shows the format: pictures, titles, the text and the option that the
+// transfer reads.
 void frmPrefs::SetCellPrefs(bool cell) {
   showAsActive(lblFormatForCellTitle, lblFormatForCellDesc, cell);
   opbFormatForCellPhone.setPicture((cell ? picStoreCellEnabled : picStoreCellDisabled).picture());
@@ -107,6 +109,8 @@ void frmPrefs::SetCellPrefs(bool cell) {
   (cell ? opbRegCellPhone : opbRegEmail).setValue(1);
 }
 
+// Reads the number as the transfer does, with the user's decimal separator, and rounds half to
+// even.
 void frmPrefs::showHours() {
   constexpr double kMinutesPerHour = 60;
   const double minutes = numericPrefix(withPoint(txtMinutes.text(), world_.decimalSeparator));
@@ -118,6 +122,7 @@ bool frmPrefs::startUpOptionsClash() const {
   return chkForwardingOnAtStartup.checked() && chkForwardStart.checked();
 }
 
+// The option that was clicked last gives way, after the user has read why.
 void frmPrefs::checkStartUpRule(Control& justClicked) {
   if (mayShowRule_ && startUpOptionsClash()) {
     showStartUpRule();

@@ -67,6 +67,8 @@ void appendSeparator(std::string& text) {
 
 }  // namespace
 
+// Characters are handled one by one, because a pasted text may hold several entries; a comma is
+// judged by the entry before it.
 TypedText withSemicolons(ListOf list, const std::string& before, const TypedText& typed) {
   const auto [begin, end] = insertedPart(before, typed);
   const std::string_view text = typed.text;
