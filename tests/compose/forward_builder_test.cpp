@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a forward looks like, and the calls that make it.
+// The content of a forward, and the calls that build it.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Sending forwards, and what faults of the mail store do to building and sending.
+// Sending forwards, and faults of the mail store while building and sending.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -91,7 +91,7 @@ TEST(Send, AFaultInAnyCallIsAFailureWithItsDescription) {
   }
 }
 
-// The calls whose faults cost the forward no more than its reply-to.
+// Calls whose faults lose only the reply-to of the forward.
 const std::set<std::string> kReplyToCalls = {"CreateObject redemption.rdosession",
                                              "CreateObject outlook.application",
                                              "Application.Session",

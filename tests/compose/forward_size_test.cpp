@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Measuring forwards and holding them to the size limit.
+// Measuring forwards and applying the size limit.
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -200,7 +200,7 @@ TEST(GetSafeItemSizes, SaysWhenThereIsNothingOfTheRightKindToMeasure) {
   EXPECT_EQ(builder.errorText(), "clsSecurity::GetSafeItemSizes Error - mobjSafe wrong type");
 }
 
-// A library that answers with the wrong wrapper.
+// A library that returns the wrong wrapper.
 struct WrongWrappers : ObjectFactory {
   explicit WrongWrappers(ObjectFactory& real) : real_(real) {}
   std::shared_ptr<AutomationObject> CreateObject(std::string_view progId) override {

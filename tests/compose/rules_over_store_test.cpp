@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The forwarding rules with the reader that they have in the program, over a whole mailbox.
+// The forwarding rules with the program's own reader, over a whole mailbox.
 #include <gtest/gtest.h>
 
 #include <algorithm>

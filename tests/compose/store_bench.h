@@ -22,7 +22,7 @@ struct StoreBench {
     fields.mstrFwdToAddress = {"5551234@cell.example"};
   }
 
-  /// Puts an item into the inbox and gets it as the engine would.
+  /// Puts an item into the inbox and obtains it in the way of the engine.
   std::shared_ptr<MailItem> deliver(MemoryItem item) {
     store.deliver(std::move(item));
     const auto application = createAs<Application>(store.factory(), prog_id::kApplication);
@@ -45,7 +45,7 @@ struct StoreBench {
     });
   }
 
-  /// What went out last.
+  /// The last forward that was sent.
   MemoryMessage sent() const { return store.outbox().back(); }
 
   FakeEventQueue events;

@@ -18,7 +18,7 @@ class CheckScheduleTest : public EngineTest {
   EngineState& state() { return engine_.state(); }
   CheckSchedule& schedule() { return engine_.schedule(); }
 
-  // As after a check: the application is held and open.
+  // As after a check: the application was obtained and is open.
   void openSession() { engine_.session().ResetOlkObj(true, true, false); }
   void endSync() {
     store_.endSyncs();
@@ -118,7 +118,8 @@ TEST_F(CheckScheduleTest, AStartThatFailsLeavesNothingBusy) {
   EXPECT_EQ(timers_.enabledCount(), 0u);
 }
 
-// The closing box of a test came up in the status line's events, with the check on the stack.
+// The closing box of a test cycle came up while the status line ran events, with the check on the
+// stack.
 TEST_F(CheckScheduleTest, AStartThatFailsEndsItsTestWhenNoMoreEventsRun) {
   state().testCycle = true;
   store_.setHook([](std::string_view at) {
@@ -130,8 +131,8 @@ TEST_F(CheckScheduleTest, AStartThatFailsEndsItsTestWhenNoMoreEventsRun) {
   EXPECT_EQ(display_.calls.back(), "forward now: on");
 }
 
-// The session was let go of though it answered; every later check began with the same failing
-// synchronisation, and none ever ran.
+// The session was released although it answered: every later check began with the same failing
+// synchronisation, and no pass ever ran.
 TEST_F(CheckScheduleTest, ASynchronisationThatNeverStartsKeepsNoCheckFromRunning) {
   store_.setHook([](std::string_view at) {
     if (at == "SyncObject.Start") {
@@ -170,7 +171,7 @@ TEST_F(CheckScheduleTest, SwitchingOffAndOnKeepsTheCheckThatASynchronisationIsFo
   EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
 }
 
-// Its command stayed disabled for good.
+// Its command stayed disabled forever.
 TEST_F(CheckScheduleTest, ATestWhoseCheckIsDroppedEnds) {
   state().testCycle = true;
   display_.forwardNow = false;
@@ -237,7 +238,7 @@ TEST_F(CheckScheduleTest, NoCheckStartsWhileThePassInsideSyncEndRuns) {
   EXPECT_EQ(store_.outboxCount(), 1u);
 }
 
-// The second end was dropped without a word.
+// The second end was dropped silently.
 TEST_F(CheckScheduleTest, AnEndWithinThePassOfAnotherIsRefusedAsAPassAndKeepsTheFlag) {
   deliver("one");
   schedule().ForwardTrigger();
@@ -256,7 +257,7 @@ TEST_F(CheckScheduleTest, AnEndWithinThePassOfAnotherIsRefusedAsAPassAndKeepsThe
   EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
 }
 
-// A check whose forwards could not be sent counted as one that had failed.
+// A check whose forwards could not be sent was reported as failed.
 TEST_F(CheckScheduleTest, ASendSynchronisationThatFailsIsNoFailedCheck) {
   openSession();
   deliver("one");

@@ -17,9 +17,7 @@
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
 #include "support/no_disk.h"
-#include "support/recording_alerts.h"
-#include "support/recording_display.h"
-#include "support/recording_log.h"
+#include "support/recording_reports.h"
 
 namespace relaybird {
 
@@ -32,7 +30,7 @@ class EngineTest : public testing::Test {
     engine_.state().activationTime = kStart;
   }
 
-  // Hooks refer to what a test's body holds; the engine lets go of the store after that.
+  // Hooks refer to local variables of a test; the engine releases the store after those are gone.
   ~EngineTest() override { store_.setHook({}); }
 
   static constexpr DateTime kStart =

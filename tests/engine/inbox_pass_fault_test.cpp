@@ -60,7 +60,7 @@ TEST_F(InboxPassFaultTest, AFaultStandsInTheStatusLineAndCountsAsAFailedCheck) {
   EXPECT_EQ(alerts_.lines, Lines{"failed: the store broke"});
 }
 
-// Every pass began by taking the count of failed checks back.
+// Every pass began by resetting the count of failed checks.
 TEST_F(InboxPassFaultTest, OnlyAPassThatComesToItsEndIsACompletedCheck) {
   check();
   EXPECT_EQ(alerts_.lines, Lines{"completed"});
@@ -288,7 +288,7 @@ TEST_F(InboxPassFaultTest, WhicheverOperationFailsThePassEndsAndTheNextOneGoesOn
     for (const auto& subject : subjects) {
       EXPECT_EQ(subjects.count(subject), 1u) << subject;
     }
-    // At most the item in hand is given up, and then the log says so.
+    // At most the current item is given up, and then the log says so.
     EXPECT_GE(subjects.size(), 4u);
     if (subjects.size() == 4u) {
       EXPECT_TRUE(std::any_of(log.lines.begin(), log.lines.end(), [](const std::string& line) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A pass that is to end early: the user switches off, or the program ends.
+// A pass that ends early: the user switches off, or the program ends.
 #include <gmock/gmock.h>
 
 #include <utility>
@@ -17,8 +17,8 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-// Calls `event` while the status line tells of the item with that number, as the user does who
-// clicks in the middle of a pass.
+// Calls `event` while the status line shows the item with that number, like a user who clicks in
+// the middle of a pass.
 class StopPassTest : public EngineTest {
  protected:
   void atItem(int number, std::function<void()> event) {
@@ -98,7 +98,7 @@ TEST_F(StopPassTest, APassInsideAPassIsRefusedThoughTheBusyFlagWasCleared) {
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
 }
 
-// It was refused before it had written its lines, and with the session unlooked at.
+// It was refused before it had written its lines and checked the session.
 TEST_F(StopPassTest, APassInsideAPassIsRefusedBehindItsFirstSteps) {
   deliverThree();
   std::vector<std::string> before;
@@ -131,7 +131,7 @@ TEST_F(StopPassTest, APassInsideAPassIsRefusedBehindItsFirstSteps) {
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
 }
 
-// The forwards of before were not counted, and no synchronisation sent them.
+// The earlier forwards were not counted, and no synchronisation sent them.
 TEST_F(StopPassTest, APassInsideAPassLeavesItsCountStanding) {
   deliverThree();
   atItem(2, [&] { check(); });

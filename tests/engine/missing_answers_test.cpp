@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A mail application that answers a call with no object at all, and without an error: what needed
-// the object fails in words, and the program goes on.
+// A mail application that returns no object and no error: the operation that needs the object fails
+// with a message, and the program continues.
 #include <gmock/gmock.h>
 
 #include "engine/engine_fixture.h"
@@ -13,7 +13,7 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
-// What the named member answers is lost.
+// The named member returns nothing.
 struct Hole {
   std::string member;
   template <class T>
@@ -204,7 +204,7 @@ class MissingAnswersTest : public EngineTest {
                             .timers = timers_}};
 };
 
-// The synchronisation that was not there was used, and the program died.
+// The missing synchronisation was used, and the program crashed.
 TEST_F(MissingAnswersTest, AStepOfTheSessionThatObtainsNothingIsThatStepsFailure) {
   const std::vector<std::pair<std::string, std::int16_t>> steps{{"application", -1},
                                                                 {"GetNamespace", -2},

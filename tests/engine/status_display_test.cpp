@@ -5,7 +5,7 @@
 
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
-#include "support/recording_display.h"
+#include "support/recording_reports.h"
 
 namespace relaybird {
 namespace {

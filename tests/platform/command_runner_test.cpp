@@ -26,8 +26,8 @@ using testing::SizeIs;
 
 constexpr milliseconds kLong = std::chrono::hours{1};
 
-// A process is dead at once, and gone as soon as somebody has taken note. That may happen between
-// any two calls here, also between opening its file and reading it.
+// A killed process is a zombie until it is reaped. That may happen between any two calls here, also
+// between opening its file and reading it.
 bool isDead(pid_t process) {
   std::ifstream status("/proc/" + std::to_string(process) + "/stat");
   std::string line;
@@ -106,10 +106,10 @@ TEST_F(CommandRunnerTest, TheInputIsWholeAlsoWhenTheProgramIsKilledBeforeItIsRea
   EXPECT_EQ(readBytes(temp.path("taken")).size(), input.size());
 }
 
-// Of the kernel that stands in for memfd_create, what it was asked for.
+// The flags that the stand-in for memfd_create was called with.
 std::vector<unsigned> askedFor;
 
-// Where vm.memfd_noexec is 2 every delivery failed: the file did not say that nobody executes it.
+// With vm.memfd_noexec = 2 every delivery failed: the file was not marked as not executable.
 TEST(MemoryInput, IsNeverOneThatCouldBeExecuted) {
   askedFor.clear();
   const auto file = makeInput("text", [](const char*, unsigned flags) {
@@ -173,7 +173,7 @@ TEST_F(CommandRunnerTest, AMissingCommandAndOneThatIsNoProgramAreNotStarted) {
 
 TEST_F(CommandRunnerTest, OneThatHangsIsEndedWithItsChildrenWhenTheTimeHasPassed) {
   PosixCommandRunner hasty([this] {
-    // Time passes once the command has said which processes are to end.
+    // Time passes once the command has printed the processes that have to end.
     if (std::filesystem::exists(temp.path("ready"))) {
       now += kLong;
     }

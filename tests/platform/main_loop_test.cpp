@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Time is virtual: a poll that would wait moves the clock instead, and one that would wait for ever
+// Time is virtual: a poll that would wait moves the clock instead, and one that would wait forever
 // is counted and ends the loop.
 #include "platform/posix/main_loop.h"
 
@@ -24,7 +24,7 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
 
-// Signals as a program watches them: what can be read is watched by the loop.
+// Watches signals through the loop, as a program does.
 class SignalWatch {
  public:
   SignalWatch(MainLoop& loop, const std::vector<WatchedSignal>& signals,
@@ -69,7 +69,7 @@ class MainLoopTest : public testing::Test {
               return 0;
             }};
   }
-  // Runs until nothing is left to do without end.
+  // Runs until the loop would wait forever.
   void runToIdle() { loop->run(); }
   std::unique_ptr<Timer> ticking(milliseconds interval, const std::string& name) {
     auto timer = loop->makeTimer(interval,
@@ -130,14 +130,14 @@ TEST_F(MainLoopTest, OfMissedTicksOneComesLate) {
   });
   busy->setEnabled(true);
   loop->runUntil([&] { return now > 700ms; });
-  // Of those from 200 to 500 one, as soon as there is time for it.
+  // One tick for those from 200 to 500, as soon as there is time for it.
   EXPECT_EQ(log, "100 550 600 700 ");
 }
 
 TEST_F(MainLoopTest, AnIntervalCountsFromWhenItIsSetOrEnabled) {
   const auto timer = ticking(100ms, "t");
   now += 60ms;
-  timer->setEnabled(true);  // is already: nothing changes
+  timer->setEnabled(true);  // already enabled: no change
   loop->runUntil([&] { return !log.empty(); });
   EXPECT_EQ(log, "t100 ");
   timer->setInterval(30ms);

@@ -82,13 +82,13 @@ TEST(OsVersion, ASystemThatIsNotWindowsBelongsToNoFamily) {
   EXPECT_FALSE(system.GetOSVersionInfo());
 }
 
-// Answers as the calls do: fills what the record of that size holds.
+// Answers like the calls: fills the fields of a record of that size.
 class FakeCalls : public VersionCalls {
  public:
   bool query(std::uint32_t recordSize, RawVersionRecord& record) override {
     sizes.push_back(recordSize);
     if (std::find(refused.begin(), refused.end(), recordSize) != refused.end()) {
-      record.majorVersion = 77;  // rubbish, as a failed call may leave
+      record.majorVersion = 77;  // garbage, as a failed call may leave
       return false;
     }
     const RawVersionRecord before = record;

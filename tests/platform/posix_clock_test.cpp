@@ -16,7 +16,7 @@
 namespace relaybird {
 namespace {
 
-// Sets the locale and the time zone of the environment and puts back what was there.
+// Sets the locale and the time zone of the environment and restores the former ones.
 class WithEnvironment {
  public:
   WithEnvironment(const char* locale, const char* zone) {
@@ -53,7 +53,7 @@ TEST(UserDecimalSeparator, IsThatOfTheLocale) {
     const WithEnvironment environment("xx_XX.UTF-8", "UTC");
     EXPECT_EQ(userDecimalSeparator(), ".");
   }
-  // In a process of its own, which the C library's leak for each look at LOCPATH ends with.
+  // In a child process, because the C library leaks memory whenever it reads LOCPATH.
   const auto commaInGerman = [] {
     const WithEnvironment environment("de_DE.UTF-8", "UTC");
     ::setenv("LOCPATH", RELAYBIRD_TEST_LOCALES, 1);

@@ -196,7 +196,7 @@ TEST_F(PosixFiles, AFullDiskIsAnErrorOfTheWrite) {
   ::setrlimit(RLIMIT_FSIZE, &old);
   ::sigaction(SIGXFSZ, &before, nullptr);
   EXPECT_EQ(codeOf(written), EFBIG);
-  // The first, short write has filled what there was.
+  // The first, short write has filled the disk.
   EXPECT_EQ(fs::file_size(temp.path("file")), 1000u);
 }
 
@@ -287,7 +287,7 @@ TEST_F(PosixFiles, ReadFileStopsAtTheLimit) {
   EXPECT_EQ(readFile(files, temp.path("file"), 100)->size(), 100u);
   EXPECT_EQ(*readFile(files, temp.path("file"), 0), "");
   EXPECT_EQ(codeOf(readFile(files, temp.path("missing"), 10)), ENOENT);
-  // Its size is told as 0.
+  // Its size is reported as 0.
   EXPECT_FALSE(readFile(files, "/proc/self/status", 1u << 20)->empty());
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What becomes of the file when a commit goes wrong, and of two writers at once.
+// The file after a commit that fails, and two writers at the same time.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -116,7 +116,7 @@ TEST_F(ProfileCommit, AKillBeforeAnyStepLeavesTheOldOrTheNewFile) {
       ASSERT_EQ(::waitpid(child, &status, 0), child);
       ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << step;
       EXPECT_EQ(readBytes(file), step == steps ? kNew : kOld) << step;
-      // The next commit neither trips over what was left nor leaves it.
+      // The next commit is not disturbed by the leftovers, and removes them.
       const auto writer = change();
       EXPECT_TRUE(writer->commit()) << writer->error();
       EXPECT_TRUE(change()->commit());
@@ -236,7 +236,7 @@ TEST_F(ProfileObstacle, AMissingFolder) {
 TEST_F(ProfileObstacle, AFileThatCannotBeReadIsNotTakenForAnEmptyOne) {
   fs::permissions(file, fs::perms::none);
   if (::geteuid() == 0) {
-    // Mode bits do not bind root: read as another user in a process of its own.
+    // Root ignores mode bits: read as another user, in a child process.
     fs::permissions(temp.path(), fs::perms::all);
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
@@ -302,7 +302,7 @@ TEST_F(ProfileCommit, ALargeFileWithManyKeysIsReadOnceAndAsked) {
     ASSERT_TRUE(writer->set("other", key, "new"));
   }
   ASSERT_TRUE(writer->commit()) << writer->error();
-  // Look-ups that went through the file each time would take hours: the test run ends such a test.
+  // Look-ups that searched the whole file each time would take hours and exceed the time limit.
   EXPECT_EQ(
       profiles.read(file)->get("other", "A RATHER LONG NAME THAT MANY KEYS HAVE IN COMMON 7", ""),
       "new");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One row per rule of the Windows calls that documentation or common practice settles, and what the
-// file must look like afterwards.
+// One row for each documented or commonly known rule of the Windows calls, and the content of the
+// file after writing.
 #include "platform/profile/profile_file.h"
 
 #include <gtest/gtest.h>
@@ -35,7 +35,7 @@ class ProfileFileTest : public testing::Test {
     lastError = writer->error();
     return done;
   }
-  // What the file holds after a value has been set in it.
+  // The content of the file after a value has been set.
   std::string after(std::string_view before, std::string_view key, std::string_view value,
                     std::string_view section = "S") {
     writeBytes(file, before);
@@ -165,7 +165,7 @@ TEST_F(ProfileFileTest, AReadOnlyFileIsRefusedInWordsAndNeverReplaced) {
   EXPECT_FALSE(writer->commit());
   EXPECT_EQ(writer->error(), "Cannot write to " + file + ": it is read-only");
   EXPECT_EQ(get("S", "a"), "1");
-  // What is there already needs no writing.
+  // A value that is already there is not written.
   const auto same = profiles.write(file);
   EXPECT_TRUE(same->set("S", "a", "1"));
   EXPECT_TRUE(same->commit());
@@ -254,7 +254,8 @@ TEST_F(ProfileFileTest, EveryOtherByteStaysAsItIs) {
 TEST_F(ProfileFileTest, MarksAndUtf16Stay) {
   EXPECT_EQ(after("\xEF\xBB\xBF[S]\r\na=1\r\n", "a", "2"), "\xEF\xBB\xBF[S]\r\na=2\r\n");
   EXPECT_EQ(after("\xEF\xBB\xBF", "a", "2"), "\xEF\xBB\xBF[S]\r\na=2\r\n");
-  const std::string wide = "\xFF\xFE[\0S\0]\0\n\0x\0=\0\x00\xD8\n\0"s;  // half a pair in it
+  const std::string wide =
+      "\xFF\xFE[\0S\0]\0\n\0x\0=\0\x00\xD8\n\0"s;  // contains half a surrogate pair
   EXPECT_EQ(after(wide, "a", "\xC3\xB6\xF0\x9F\x98\x80"),
             wide + "a\0=\0\xF6\0\x3D\xD8\x00\xDE\n\0"s);
   EXPECT_EQ(get("S", "a"), "\xC3\xB6\xF0\x9F\x98\x80");

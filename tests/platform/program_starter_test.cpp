@@ -29,7 +29,7 @@ class ProgramStarter : public testing::Test {
     EXPECT_TRUE(answers_);
   }
 
-  // What the script prints, with its first argument as "$1".
+  // The output of the script, with its first argument as "$1".
   std::string answerTo(const std::string& script, const std::string& argument = "") {
     const Result<void> started = startProgram(
         "/bin/sh", {"-c", "exec 9>" + pipePath_ + "; (" + script + ") >&9", "sh", argument});
@@ -69,7 +69,7 @@ TEST_F(ProgramStarter, StandardInputAndOutputGoNowhere) {
 }
 
 TEST_F(ProgramStarter, AProgramHasASessionOfItsOwn) {
-  // The sixth field of the process's line; its name has no blank.
+  // The sixth field of the line in /proc; the name of the process has no blank.
   const std::string session = answerTo("set -- $(cat /proc/$$/stat); printf %s \"$6\"");
   EXPECT_GT(std::atoi(session.c_str()), 0);
   EXPECT_NE(std::atoi(session.c_str()), ::getsid(0));

@@ -13,14 +13,14 @@ namespace relaybird {
 
 inline constexpr const char* kUnicodeFolder = "/usr/share/unicode/";
 
-/// One line of a file of the database: the codes from `first` to `last`, and the fields behind.
+/// One line of a file of the database: the codes from `first` to `last`, and the following fields.
 struct UnicodeLine {
   char32_t first = 0;
   char32_t last = 0;
   std::vector<std::string> fields;
 };
 
-/// Every line with codes, fields without blanks around them; none where the file is missing.
+/// Every line with codes, its fields trimmed; empty when the file is missing.
 inline std::vector<UnicodeLine> unicodeLines(const std::string& file) {
   constexpr int kHex = 16;
   std::vector<UnicodeLine> lines;

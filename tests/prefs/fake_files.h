@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A disk in memory that records every change and fails where a test says so.
+// A disk in memory that records every change and fails on demand.
 #pragma once
 
 #include <cerrno>
@@ -26,16 +26,17 @@ class FakeFiles : public FileSystem {
   std::map<std::string, Entry> entries{{"/", {FileType::kFolder, "", false, false}}};
   /// Every call that changes something, "rename /a /b", in order.
   std::vector<std::string> changes;
-  /// What is below this folder is on a file system of its own.
+  /// Everything below this folder is on another file system.
   std::string otherFileSystem;
-  /// Asked before every call, changes and others ("open /a"): the error number to fail with, or 0.
+  /// Called before every call, changing or not ("open /a"): returns the error number to fail with,
+  /// or 0.
   std::function<int(const std::string& call)> fault = [](const std::string&) { return 0; };
 
   void addFolder(const std::string& path) { entries[path] = {FileType::kFolder, "", false, false}; }
   void addFile(const std::string& path, const std::string& bytes) {
     entries[path] = {FileType::kRegular, bytes, false, false};
   }
-  /// `target` is a whole path.
+  /// `target` is an absolute path.
   void addLink(const std::string& path, const std::string& target) {
     entries[path] = {FileType::kLink, target, false, false};
   }
@@ -44,7 +45,7 @@ class FakeFiles : public FileSystem {
     const auto found = entries.find(path);
     return found == entries.end() ? "(missing)" : found->second.bytes;
   }
-  /// Makes every call fail whose name or path holds `part`.
+  /// Makes every call fail whose name or path contains `part`.
   void failCallsWith(const std::string& part, int code) {
     fault = [part, code](const std::string& call) {
       return call.find(part) == std::string::npos ? 0 : code;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Profile strings in memory: they record what is read and set, and refuse where a test says so.
+// Profile strings in memory that record what is read and set, and refuse on demand.
 #pragma once
 
 #include <cstddef>

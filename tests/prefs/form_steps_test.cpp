@@ -145,7 +145,7 @@ TEST_F(FormStepsTest, TheUserIsAskedAfterTheListsAndBeforeTheMaximum) {
   EXPECT_THAT(changedMembers(before, prefs().fields()), IsEmpty());
 }
 
-// The marks of the address check are the dialog's to set.
+// Only the dialog sets the marks of the address check.
 TEST_F(FormStepsTest, ATransferLeavesTheMarksOfTheAddressCheckAlone) {
   prefs().mbolChangedFwdAd = prefs().mbolHaveCheckedAd = prefs().mbolAdAreOk = true;
   editEverything();

@@ -15,7 +15,7 @@
 namespace relaybird {
 namespace {
 
-// What a scripted reader finds in every item, and how it fails.
+// The texts that a scripted reader returns for every item, and how it fails.
 struct Script {
   std::string subject;
   std::string body;
@@ -55,7 +55,7 @@ class ScriptedReader : public ItemReader {
   Script& script_;
 };
 
-// An item that is nothing but its kind: everything else of it throws.
+// An item that has only a kind: every other access throws.
 std::shared_ptr<MailItem> itemOf(const std::string& kind) {
   return std::make_shared<PassThroughSafeItem>(kind);
 }
@@ -76,7 +76,7 @@ class ForwardingRules : public testing::Test {
   }
   PreferenceFields& fields() { return bench.prefs.fields(); }
 
-  // "yes", the reason of a rejection, or "status " and its number where nothing was decided.
+  // "yes", the reason of a rejection, or "status " and its number when nothing was decided.
   std::string decide(const std::string& kind = "MailItem") {
     bool forward = true;
     std::string reason = "old reason";

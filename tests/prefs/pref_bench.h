@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A preference object with its world around it, all of it in memory.
+// A preference object with everything that it needs, in memory.
 #pragma once
 
 #include <memory>
@@ -28,7 +28,7 @@ struct FakeFolders : SpecialFolders {
   std::string stateFolder() const override { return "/home/ann/.local/state"; }
 };
 
-/// Any Windows, by its version numbers; none at first.
+/// Any Windows, by its version numbers; not a Windows at first.
 struct FakeOsVersion : OsVersion {
   std::optional<OsVersionInfo> info;
   std::optional<std::uint32_t> version;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The preference file as bytes on a disk: what is written, and what becomes of bad files.
+// The preference file as bytes on a disk: what is written, and how bad files are read.
 #include <gtest/gtest.h>
 
 #include <string>

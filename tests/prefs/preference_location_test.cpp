@@ -156,7 +156,7 @@ TEST_F(PreferenceLocation, TheHelpProgramsMemoryIsNoFormerFile) {
   EXPECT_EQ(bench.files.bytes("/windows/rbx.ini"), "memory");
 }
 
-// Only in the Windows folder does the help program keep a file of that name.
+// The help program keeps a file of that name in the Windows folder only.
 TEST_F(PreferenceLocation, AFormerFileWithTheHelpKeyAloneIsMovedLikeAnyOther) {
   addCurrent();
   bench.files.addFile(kFormerFile, "former");
@@ -267,7 +267,7 @@ TEST_F(PreferenceLocation, AFileTooLargeToBeSettingsIsNotCopied) {
   EXPECT_EQ(bench.prefs.GetPrefIniFname(), kCurrentFile);
 }
 
-// Whatever single call fails on the way across, the settings that win are still there, whole.
+// Whichever single call fails during the move, the settings that are used afterwards are complete.
 TEST_F(PreferenceLocation, AFaultInAnyCallOnTheWayAcrossLosesNothing) {
   bool lastCallReached = false;
   int faults = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A settings dialog that is nothing but its values, and keeps record of what is done to it.
+// A settings dialog that consists of values only, and records every access.
 #pragma once
 
 #include <functional>

@@ -97,7 +97,7 @@ void CutDisk::record(Step step) {
   log_.push_back(std::move(step));
 }
 
-// Something is about to get that name.
+// Called before something gets that name.
 Result<void> CutDisk::enter(const std::string& path) {
   const auto folder = folders_.find(parentFolder(path));
   if (folder == folders_.end()) {
@@ -323,7 +323,7 @@ bool CutDisk::mayHaveBothNames(std::size_t step, std::size_t count) const {
   return folder != parentFolder(done.to) && nextStep("sync of folder " + folder, step) >= count;
 }
 
-// One fate for each step from the first on; later ones never happened.
+// For each step from the first on, whether it is kept; later steps did not happen.
 DiskImage CutDisk::imageOf(const std::vector<Fate>& fates) const {
   std::map<std::string, Node> names;
   std::map<Node, std::string> bytes;

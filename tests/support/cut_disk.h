@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // A disk in memory that records every change, so that a test can cut the power after any of them
-// and look at what may be left on the medium.
+// and check every state that the medium may be left in.
 //
-// What POSIX promises is all that is kept for certain: the bytes of a file up to its last sync, a
-// name when its folder was synced after it was made, moved or removed (a moved one: the folder that
-// it was moved into). A rename is atomic: a cut never leaves neither name, and in one folder never
-// both. Between two folders it may leave both until the old one is synced, too.
+// Only what POSIX guarantees is certain to be kept: the bytes of a file up to its last sync, and a
+// name once its folder was synced after it was created, moved or removed (after a move: the new
+// folder). A rename is atomic: a cut leaves at least one of the names, and within one folder never
+// both. Between two folders both may be left until the old folder is synced too.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +22,7 @@
 
 namespace relaybird {
 
-/// What a disk holds.
+/// The content of a disk.
 struct DiskImage {
   std::set<std::string> folders;
   std::map<std::string, std::string> files;  ///< bytes by path
@@ -33,14 +33,15 @@ struct DiskImage {
 
 class CutDisk : public FileSystem {
  public:
-  /// Begins with what the image holds, all of it on the medium. `clock` stamps files and folders.
+  /// Starts with the content of the image, all of it on the medium. `clock` stamps files and
+  /// folders.
   CutDisk(const Clock& clock, const DiskImage& image);
   ~CutDisk() override;
 
-  /// What programs see now.
+  /// The content as programs see it now.
   DiskImage image() const;
 
-  /// How many changes and syncs there were.
+  /// The number of changes and syncs.
   std::size_t steps() const { return log_.size(); }
   /// In words, counted from 0: "create PATH", "write to PATH", "rename FROM to PATH", "remove
   /// PATH", "mkdir PATH", "sync of file PATH", "sync of folder PATH".
@@ -49,16 +50,16 @@ class CutDisk : public FileSystem {
   /// '/'; steps() where there is none.
   std::size_t nextStep(std::string_view words, std::size_t from) const;
 
-  /// Calls `use` with what a power cut after the first `count` steps may leave, and says in words
-  /// how it came about. With n changes that no sync covers there are more than 2^n such states, so
-  /// of many they are chosen: everything kept; everything lost; every suffix lost; every single
-  /// change lost and every single one kept; all combinations of the last kCombined changes; each
-  /// with the last write of what is kept whole, torn in the middle, and all zeros; and each rename
-  /// between two folders with both its names. The same image may come several times.
+  /// Calls `use` with states that a power cut after the first `count` steps may leave, and a
+  /// description of each. n unsynced changes have more than 2^n such states, so these are chosen:
+  /// everything kept; everything lost; every suffix lost; every single change lost and every single
+  /// one kept; all combinations of the last kCombined changes; each of these with the last kept
+  /// write whole, torn in the middle, and all zeros; and each rename between two folders with both
+  /// names. The same image may be passed several times.
   using Use = std::function<void(const DiskImage&, const std::string& how)>;
   void eachStateAfter(std::size_t count, const Use& use) const;
   static constexpr std::size_t kCombined = 6;
-  /// Only the two extremes: everything kept, and everything lost that may be.
+  /// Only the two extremes: everything kept, and everything lost that can be lost.
   void eachExtremeAfter(std::size_t count, const Use& use) const;
 
   Result<FileInfo> inspect(const std::string& path) override;
@@ -80,7 +81,7 @@ class CutDisk : public FileSystem {
     std::string bytes;
     DateTime modified = kNoDate;
   };
-  using Node = std::size_t;  ///< index of an inode; 0 is none
+  using Node = std::size_t;  ///< index of an inode; 0: no inode
   struct Step {
     enum class Kind { kName, kWrite, kRename, kRemove, kFolder, kSyncFile, kSyncFolder };
     Kind kind = Kind::kName;

@@ -44,14 +44,14 @@ class FakeClock : public Clock {
   std::string toText(DateTime moment) const override { return timeText(moment); }
   std::string nowText() const { return toText(now_); }
 
-  /// Time goes by: timers see it too.
+  /// Lets time pass, for timers too.
   void advance(std::chrono::microseconds duration) {
     now_ += duration;
     elapsed_ += duration;
   }
-  /// Somebody sets the wall clock, forwards or back: timers do not notice.
+  /// Sets the wall clock, forwards or back; timers are not affected.
   void set(DateTime moment) { now_ = moment; }
-  /// What advance() has added up to.
+  /// The sum of all advance() calls.
   std::chrono::microseconds elapsed() const { return elapsed_; }
 
  private:
@@ -71,7 +71,7 @@ class RecordingSleeper : public Sleeper {
     }
   }
 
-  /// What happens meanwhile, where events run.
+  /// Called during a sleep, for a sleeper that runs events.
   std::function<void()> onSleep;
   std::vector<std::chrono::milliseconds> slept;
 

@@ -58,7 +58,7 @@ std::unique_ptr<Timer> FakeTimers::makeTimer(std::chrono::milliseconds interval,
 std::shared_ptr<FakeTimers::State> FakeTimers::earliestDue(std::chrono::microseconds limit) const {
   std::shared_ptr<State> earliest;
   for (const auto& state : states_) {
-    // An interval of nothing would tick for ever without time going by.
+    // An interval of 0 would tick forever without time passing.
     if (!state->enabled || state->interval.count() <= 0 || state->due > limit) {
       continue;
     }

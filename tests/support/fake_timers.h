@@ -44,15 +44,16 @@ class FakeTimers : public TimerMaker {
   std::uint64_t nextTurn_ = 0;
 };
 
-/// Runs what was posted when the test says so.
+/// Runs posted events when the test asks for it.
 class FakeEventQueue : public EventQueue {
  public:
   void post(std::function<void()> event) override;
 
-  /// Runs the events that wait at the time of the call, in order, and says how many; what they post
-  /// waits for the next call. An event may call it too.
+  /// Runs the events that wait at the time of the call, in order, and returns their number; events
+  /// that they post wait for the next call. An event may call it too.
   std::size_t runPending();
-  /// Runs events until none waits; at most `limit` of them, against one that posts itself for ever.
+  /// Runs events until none waits, at most `limit` of them, because an event may post itself
+  /// forever.
   std::size_t runUntilIdle(std::size_t limit = 10000);
   std::size_t waiting() const;
 

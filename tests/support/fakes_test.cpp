@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The fakes carry the tests of everything else, so what they promise is checked too.
+// All other tests rely on the fakes, so their behaviour is checked too.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -10,8 +10,7 @@
 
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
-#include "support/recording_display.h"
-#include "support/recording_log.h"
+#include "support/recording_reports.h"
 
 namespace relaybird {
 namespace {

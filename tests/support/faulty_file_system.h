@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A disk that breaks on demand: a decorator over any FileSystem that counts the primitive steps
-// which change the disk and makes one of them fail, or lets the test pull the plug before it.
+// which change the disk and makes one of them fail, or lets the test cut the power before it.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,8 @@
 namespace relaybird {
 
 /// Steps are counted from 1: create and append (opening), each write, sync and close, rename,
-/// remove, createFolder, syncFolder. Looking, reading and locking are no steps. A file that is
-/// destroyed without having been closed takes no step. Not for several threads.
+/// remove, createFolder, syncFolder. Inspecting, reading and locking are not steps, nor is
+/// destroying a file that was not closed. Not thread-safe.
 class FaultyFileSystem : public FileSystem {
  public:
   explicit FaultyFileSystem(FileSystem& real) : real_(real) {}
@@ -28,8 +28,8 @@ class FaultyFileSystem : public FileSystem {
   void failFromStep(std::size_t step, int errorNumber);
   /// Like failStep, for several steps.
   void failSteps(std::set<std::size_t> steps, int errorNumber);
-  /// Asked of every step, and of "inspect PATH", "list PATH" and "open PATH" besides, which are
-  /// none: where it says yes, the call fails with EIO and does nothing.
+  /// Called for every step, and for "inspect PATH", "list PATH" and "open PATH", which are not
+  /// steps: if it returns true, the call fails with EIO and does nothing.
   std::function<bool(const std::string& step)> refused;
   /// When a failing step is a write, its first half reaches the disk before it fails.
   void tearFailingWrites(bool tear) { tearFailing_ = tear; }
@@ -41,11 +41,11 @@ class FaultyFileSystem : public FileSystem {
   void onEveryStep(std::function<void(const std::string& step)> hook) {
     everyStep_ = std::move(hook);
   }
-  /// No more faults and hooks but `refused`; counting starts again.
+  /// Removes all faults and hooks except `refused`; counting starts again.
   void reset();
 
   std::size_t steps() const { return record_.size(); }
-  /// What the steps were: "create PATH", "append PATH", "write PATH SIZE", "sync PATH", "close
+  /// The steps so far: "create PATH", "append PATH", "write PATH SIZE", "sync PATH", "close
   /// PATH", "rename FROM TO", "remove PATH", "createFolder PATH", "syncFolder PATH".
   const std::vector<std::string>& record() const { return record_; }
 
@@ -81,7 +81,7 @@ class FaultyFileSystem : public FileSystem {
 
  private:
   class File;
-  /// Counts a step and runs the hooks; the error it is to fail with.
+  /// Counts a step and runs the hooks; returns the error that it has to fail with.
   std::optional<Error> step(const std::string& description, OutputFile* file = nullptr,
                             std::string_view* bytes = nullptr);
 

@@ -33,7 +33,7 @@ std::string encoded(const std::string& text) {
   return isAscii(text) ? text : "=?utf-8?B?" + base64(text) + "?=";
 }
 
-// A From value whose name may hold anything.
+// A From value with any text as the name.
 std::string encodedFrom(const std::string& from) {
   const std::size_t bracket = from.rfind(" <");
   return bracket == std::string::npos || isAscii(from)

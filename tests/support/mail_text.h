@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Messages as their senders would write them.
+// Messages as senders write them.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ struct MailText {
   std::string extraFields;                                       ///< whole lines
 };
 
-/// Ordinary mail: text, HTML beside it, attachments behind it.
+/// Ordinary mail: text, an HTML alternative, attachments.
 std::string mailText(const MailText& mail);
 /// A message whose kind is the given class name: a meeting request, a report, a task request of one
 /// of the four kinds, or ordinary mail.

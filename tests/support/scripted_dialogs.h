@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A user who answers by a script, and remembers what he was asked.
+// A user who answers by a script, and a record of the questions.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,8 @@
 
 namespace relaybird {
 
-/// Answers in the order in which they were given, each kind by itself. A box that no answer waits
-/// for, or not one of its buttons, counts as unexpected and gets the answer that changes nothing.
+/// Gives the answers of each kind in their order. A box without a waiting answer, or whose answer
+/// is not one of its buttons, counts as unexpected and gets the answer that changes nothing.
 class ScriptedDialogs : public Dialogs {
  public:
   void answer(BoxAnswer answer) { answers_.push_back(answer); }
@@ -64,9 +64,9 @@ class ScriptedDialogs : public Dialogs {
   std::vector<OpenFileBox> files;
   std::vector<SaveFileBox> saved;
   std::vector<Control*> menus;
-  std::size_t unexpected = 0;  ///< questions that the script had no answer for
+  std::size_t unexpected = 0;  ///< questions without an answer in the script
 
-  /// What the user does while the box stands there.
+  /// What the user does while a box is open.
   std::function<void(const MessageBox&)> onBox;
   std::function<void(Control&)> onMenu;
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a store under test is given in place of threads and of other programs.
+// Stand-ins for threads and other programs, for a store under test.
 #pragma once
 
 #include "platform/system/command_runner.h"

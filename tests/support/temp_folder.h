@@ -12,8 +12,8 @@
 
 namespace relaybird {
 
-/// An empty folder of its own for one test, gone with all that is in it at the end of the scope.
-/// What a test does to permissions in it is undone first.
+/// An empty folder for one test, removed with its content at the end of the scope. Permissions that
+/// the test has changed in it are restored first.
 class TempFolder {
  public:
   TempFolder() {
@@ -38,15 +38,15 @@ class TempFolder {
 
   /// Absolute, without a closing separator.
   const std::string& path() const { return path_; }
-  /// The path of a name in the folder; nothing is made.
+  /// The path of a name in the folder; nothing is created.
   std::string path(std::string_view name) const { return path_ + '/' + std::string(name); }
 
  private:
   std::string path_;
 };
 
-/// The bytes of a file; throws where it cannot be read, so that a test never takes a missing file
-/// for an empty one.
+/// The bytes of a file; throws if it cannot be read, so that a test never takes a missing file for
+/// an empty one.
 inline std::string readBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) {

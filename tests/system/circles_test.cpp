@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Users who forward to each other, and machines that answer forwards: the whole engine over real
-// Maildirs, with a post office between them. Counts what one message becomes.
+// Maildirs, with a post office between them. Counts the forwards and answers that one message
+// causes.
 #include <gtest/gtest.h>
 
 #include <iostream>
@@ -14,16 +15,14 @@
 #include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
 #include "support/no_disk.h"
-#include "support/recording_alerts.h"
-#include "support/recording_display.h"
-#include "support/recording_log.h"
+#include "support/recording_reports.h"
 
 namespace relaybird {
 namespace {
 
 constexpr int kChecks = 16;
 
-// One mailbox's program. It has a state folder and a key of its own where none is given.
+// The program of one mailbox, with its own state folder and key unless others are given.
 struct User {
   User(FakeClock& time, const std::string& name, std::vector<std::string> addresses,
        const std::string& state)
@@ -45,13 +44,13 @@ struct User {
     const std::string name = std::to_string(1700000000 + ++received) + ".M1P1.host";
     writeBytes(temp.path("Maildir/new/") + name, bytes);
   }
-  // One check; what it sent is taken from the way out.
+  // One check; the sent messages are taken from the transport.
   std::vector<OutgoingMessage> check() {
     engine.pass().ForwardMail();
     events.runUntilIdle();
     return std::exchange(transport.taken, {});
   }
-  // The reasons in the log that are the store's own.
+  // The reasons in the log that came from the store.
   std::size_t told(const std::string& words) const {
     return static_cast<std::size_t>(std::count_if(
         log.lines.begin(), log.lines.end(),
@@ -111,7 +110,7 @@ struct User {
                            .timers = timers}};
 };
 
-// What one message became.
+// The messages that one message caused.
 struct Count {
   std::size_t forwards = 0;
   std::size_t answers = 0;
@@ -131,7 +130,7 @@ std::ostream& operator<<(std::ostream& out, const Count& count) {
 
 class Circles : public testing::Test {
  protected:
-  // A mailbox that is no user's: what comes in is answered by a program, or kept.
+  // A mailbox without a user: a program answers incoming mail, or keeps it.
   using Machine = std::function<std::optional<std::string>(const OutgoingMessage&)>;
 
   User& add(const std::string& name, const std::vector<std::string>& forwardsTo,
@@ -148,7 +147,7 @@ class Circles : public testing::Test {
     machines_[name + "@" + name + ".example"] = std::move(machine);
   }
 
-  // Every user checks in turn, so many times; what leaves is in the next inbox at once.
+  // Every user checks in turn, that many times; sent mail is in the next inbox at once.
   Count run(int checks = kChecks) {
     Count count;
     count.ofEach.resize(users_.size());
@@ -221,7 +220,7 @@ TEST_F(Circles, TwoUsersWhoForwardToEachOtherMakeOneForwardEach) {
   EXPECT_EQ(ann.unread(), 1U) << "what came back stays unread";
 }
 
-// Two mailboxes of one user share his key, and yet are two in a chain.
+// Two mailboxes of one user share a key, but count as two in a chain.
 TEST_F(Circles, AUsersSecondMailboxForwardsWhatHisFirstOneSentIt) {
   User& work = add("work", {"home"});
   User& home = add("home", {"cell", "work"}, work.stateFolder);
@@ -242,7 +241,7 @@ TEST_F(Circles, ThreeUsersInARingMakeOneForwardEach) {
   EXPECT_EQ(ann.told("not forwarded because it is one of your own forwards"), 1U);
 }
 
-// Each copy takes another way, and no way leads through one user twice: one, two and two.
+// Each copy takes another path, and no path contains a user twice: one, two and two.
 TEST_F(Circles, ThreeUsersWhoAllForwardToEachOtherMakeOneForwardAHop) {
   User& ann = add("ann", {"bob", "cid"});
   add("bob", {"ann", "cid"});
@@ -276,7 +275,7 @@ TEST_F(Circles, ReportsAndTaskRequestsEndToo) {
   EXPECT_EQ(count.ofEach, (std::vector<std::size_t>{1, 1, 1, 1, 1, 1}));
 }
 
-// Some gateways take fields away that they do not know; the Message-ID is all that is left.
+// Some gateways remove unknown fields; only the Message-ID is left.
 TEST_F(Circles, WhatAMailingListResendsWithoutItsTraceIsKnownByItsMessageId) {
   gateway = [](std::string bytes) {
     const std::size_t at = bytes.find("\nX-Relaybird-Trace:");
@@ -331,8 +330,9 @@ TEST_F(Circles, APersonWhoRepliesToAForwardIsForwarded) {
   EXPECT_EQ(run().forwards, 2U);
 }
 
-// Such an answer cannot be told from news. It makes one forward a check and never more at once; how
-// many in an hour is for a bound on forwards to one address to say, not for what the mail holds.
+// Such an answer looks like new mail. It causes one forward in each check and never more; the
+// number in an hour is bounded by the limit on forwards to one address, not by the content of the
+// mail.
 TEST_F(Circles, AMachineWhoseAnswersNameNothingMakesOneForwardACheck) {
   addMachine("echo", [](const OutgoingMessage& message) {
     return answerTo(message, "Return-Path: <machine@echo.example>\nAuto-Submitted: auto-replied\n");
@@ -341,7 +341,7 @@ TEST_F(Circles, AMachineWhoseAnswersNameNothingMakesOneForwardACheck) {
   EXPECT_EQ(run().forwards, static_cast<std::size_t>(kChecks));
 }
 
-// A bounce of a forward that went through two users is the second one's, and ends there.
+// A bounce of a forward that went through two users goes to the second one, and ends there.
 TEST_F(Circles, ABounceOfAForwardIsNotForwarded) {
   addMachine("dead", [](const OutgoingMessage& message) {
     return "Return-Path: <>\nFrom: mailer-daemon@dead.example\nTo: " + message.envelope.sender +

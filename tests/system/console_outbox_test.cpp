@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What waits and what was refused, as a script sees it and acts on it, with a real delivery
-// command: status, waiting, refused, retry.
+// Waiting and refused messages, as a script sees and handles them, with a real delivery command:
+// status, waiting, refused, retry.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ using testing::IsEmpty;
 
 class ConsoleOutbox : public testing::Test {
  protected:
-  // Deliveries end with that status and those words until mend().
+  // Deliveries end with that status and output until mend().
   void refuseWith(int status, const std::string& words) {
     const std::string command = home.folder().path("sendmail");
     std::ofstream(command) << "#!/bin/sh\ncat >/dev/null\n[ -e '" << mended << "' ] && exit 0\n"
@@ -30,8 +30,7 @@ class ConsoleOutbox : public testing::Test {
   }
   void mend() const { std::ofstream(mended) << "yes\n"; }
 
-  // All that the program prints for the commands, until nothing is under way any more. A command
-  // that nobody knows marks the end.
+  // All output for the commands, until no work is left. An unknown command marks the end.
   std::string run(ConsoleProcess& program, const std::string& commands) {
     const std::string mark = "mark" + std::to_string(++marks);
     program.send(commands + "\nwait idle 20\n" + mark + "\n");

@@ -191,7 +191,7 @@ void ConsoleProcess::send(std::string_view bytes) {
   }
 }
 
-// False at the end of the output, and when nothing comes for that long (milliseconds).
+// False at the end of the output, and after that many milliseconds without output.
 bool ConsoleProcess::readMore(int timeout) {
   if (!output_) {
     return false;
@@ -203,7 +203,7 @@ bool ConsoleProcess::readMore(int timeout) {
   std::array<char, 65536> buffer;
   const ssize_t got = ::read(output_.get(), buffer.data(), buffer.size());
   if (got <= 0) {
-    return false;  // a terminal whose other side is closed says EIO
+    return false;  // a terminal whose other side is closed fails with EIO
   }
   pending_.append(buffer.data(), static_cast<std::size_t>(got));
   return true;

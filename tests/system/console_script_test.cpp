@@ -147,8 +147,7 @@ TEST(ConsoleScript, ATestCycleRunsWithItsQuestionsAnsweredBeforehand) {
   EXPECT_EQ(home.forwarded(), (Subjects{"item 1", "item 2"}));
 }
 
-// Preferences with these addresses, and a delivery command that writes down what it is called
-// with.
+// Preferences with these addresses, and a delivery command that records its arguments.
 void useRecordingCommand(ConsoleHome& home, const std::vector<std::string>& addresses) {
   const std::string command = home.folder().path("sendmail");
   std::ofstream(command) << "#!/bin/sh\nprintf '%s\\n' \"$@\" >'" << home.folder().path("called")

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The program as a service manager runs it, and what signals do to it.
+// The program as a service manager runs it, and its reaction to signals.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -16,7 +16,7 @@ TEST(ConsoleService, WithoutInputItGoesOnWhileForwardingIsOn) {
   ConsoleProcess program(home, Streams::kNullInput);
   program.expect("log: --- Forwarding turned ON at ");
   program.expect("action: Currently Idle - Waiting for next inbox check...\n");
-  // It looks every second whether it has something to do; two looks later it is still there.
+  // It checks every second whether there is work; two checks later it still runs.
   program.signal(SIGHUP);
   program.expect("note: the preferences have been read again\n");
   program.signal(SIGTERM);
@@ -66,12 +66,12 @@ class ConsoleTermination : public testing::Test {
     home.writePreferences(onePreference("mbolFwdUponStart=1\nmlngMaxToForward=10000\n"));
     home.deliver(kItems);
   }
-  // Starts a check of all items and returns when it is among them.
+  // Starts a check of all items and returns in the middle of it.
   void startCheck(ConsoleProcess& program) {
     program.send("answer Yes\nstart\n");
     program.expect("status: Checking unread item 5 of " + std::to_string(kItems) + "\n");
   }
-  // What was forwarded, and nothing else, is marked as read.
+  // Exactly the forwarded items are marked as read.
   void expectWholeItems() {
     EXPECT_EQ(home.forwarded(), home.read());
     EXPECT_GE(home.forwarded().size(), 4U);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The program at a pseudo-terminal, as a person has it.
+// The program at a pseudo-terminal, as a person uses it.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>

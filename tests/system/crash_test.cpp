@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Pulls the plug at every step of an inbox pass that changes the disk, starts again and demands the
-// same end: every item forwarded once, none lost, no half message anywhere.
+// Kills the program at every step of an inbox pass that changes the disk, starts it again and
+// requires the same result: every item forwarded once, none lost, no partial message anywhere.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -59,7 +59,7 @@ struct Machine {
   std::string handedOver = temp.path("handed-over");
 };
 
-// Writes down what was handed over in a way that no crash of the program undoes.
+// Records the delivered messages in a way that survives a crash of the program.
 class RecordingTransport : public Transport {
  public:
   explicit RecordingTransport(std::string file) : file_(std::move(file)) {}
@@ -90,7 +90,7 @@ struct Program {
   PassProgram inner;
 };
 
-// Runs passes to the end on a whole disk, closing included; says what the steps were.
+// Runs passes to the end on an intact disk, including closing; returns the steps.
 std::vector<std::string> runToTheEnd(const Machine& machine, std::uint64_t run, bool delivering) {
   FakeClock clock;
   RecordingSleeper sleeper(clock);
@@ -103,8 +103,8 @@ std::vector<std::string> runToTheEnd(const Machine& machine, std::uint64_t run, 
   return files.record();
 }
 
-// Runs a pass in a process of its own that is killed before the given step. False when the pass
-// ended before it came to that step.
+// Runs a pass in a child process that is killed before the given step. False when the pass ended
+// before that step.
 bool runAndCrash(const Machine& machine, std::uint64_t run, bool delivering, std::size_t step,
                  bool tear) {
   const pid_t child = ::fork();
@@ -174,7 +174,7 @@ std::vector<std::string> namesIn(const std::string& folder) {
   return names;
 }
 
-// Every message of the outbox without what differs from run to run, by subject.
+// Every message of the outbox by subject, without the parts that differ between runs.
 std::map<std::string, std::string> essence(const Machine& machine) {
   std::map<std::string, std::string> texts;
   for (const OutboxFile& file : outboxFiles(machine.outbox)) {
@@ -183,7 +183,7 @@ std::map<std::string, std::string> essence(const Machine& machine) {
     bool varies = false;
     for (std::string line; std::getline(lines, line);) {
       if (varies && !line.empty() && line.front() == ' ') {
-        continue;  // its folded rest
+        continue;  // its continuation lines
       }
       varies = line.rfind("Message-I", 0) == 0 || line.rfind("X-Relaybird-", 0) == 0 ||
                line.rfind("Date:", 0) == 0 || line.rfind("--", 0) == 0 ||
@@ -196,7 +196,7 @@ std::map<std::string, std::string> essence(const Machine& machine) {
   return texts;
 }
 
-// What every trial must end with, whatever happened on the way.
+// The result that every trial must have.
 void expectInboxDone(const Machine& machine) {
   EXPECT_TRUE(namesIn(machine.maildir + "/new").empty());
   EXPECT_EQ(namesIn(machine.maildir + "/cur"),
@@ -208,7 +208,7 @@ void expectInboxDone(const Machine& machine) {
   EXPECT_TRUE(namesIn(machine.outbox + "/cur").empty());
 }
 
-// The points at which a pass can be cut off: before each step, and in the middle of each write.
+// The points at which a pass can be killed: before each step, and in the middle of each write.
 struct Point {
   std::size_t step;
   bool tear;
@@ -227,7 +227,7 @@ std::vector<Point> pointsOf(const std::vector<std::string>& steps) {
 
 class CrashTest : public testing::Test {
  protected:
-  // Runs `trial` for every point and insists that each was reached.
+  // Runs `trial` for every point and requires that each was reached.
   template <class Trial>
   void atEveryPoint(const std::vector<std::string>& steps, const Trial& trial) {
     ASSERT_GT(steps.size(), 40U);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A disk that fills, breaks or turns read-only while a pass runs: the pass ends, what it has not
-// looked at stays unread, and the checks after it go on from there.
+// A disk that becomes full, broken or read-only while a pass runs: the pass ends, the items that it
+// has not reached stay unread, and the next checks continue from there.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -43,7 +43,7 @@ DiskImage fullInbox() {
 class FullDisk : public testing::Test {
  protected:
   void start() {
-    program.reset();  // before the disk under it
+    program.reset();  // before its disk
     disk = std::make_unique<CutDisk>(clock, fullInbox());
     files = std::make_unique<FaultyFileSystem>(*disk);
     program = std::make_unique<PassProgram>(annsSettings(), *files, 1, nullptr);

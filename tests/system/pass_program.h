@@ -13,9 +13,7 @@
 #include "stores/maildir/maildir_house.h"
 #include "support/fake_timers.h"
 #include "support/no_disk.h"
-#include "support/recording_alerts.h"
-#include "support/recording_display.h"
-#include "support/recording_log.h"
+#include "support/recording_reports.h"
 
 namespace relaybird {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Cuts the power at every step of a pass with its delivery, and of saving the settings. Every state
-// that the medium may then be in is opened again by the same program: each item must have been
-// forwarded once, and the settings must be the old ones or the new ones.
+// Cuts the power at every step of a pass with its delivery, and of saving the settings. The program
+// then starts on every state that the medium may be in: each item must have been forwarded once,
+// and the settings must be the old ones or the new ones.
 //
-// One thing may happen twice: a message whose hand-over was not yet noted on the medium is handed
-// over again, with the same Message-ID.
+// One thing may happen twice: a message whose hand-over was not yet recorded on the medium is
+// handed over again, with the same Message-ID.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,8 +23,8 @@ const std::string kMaildir = "/home/ann/Maildir";
 const std::string kState = "/home/ann/.local/state/rbx";
 const std::string kOutbox = kState + "/outbox";
 
-// After a hand-over the medium knows of it by the first of these steps: the journal got a line, or
-// was written anew, or the file went.
+// A hand-over is on the medium after the first of these steps: the journal got a line, it was
+// rewritten, or the file was removed.
 const std::vector<std::string> kNotes = {"sync of file " + kOutbox + "/journal",
                                          "sync of folder " + kOutbox,
                                          "remove " + kOutbox + "/new/"};
@@ -58,7 +58,7 @@ DiskImage fullInbox() {
   return image;
 }
 
-// Takes every message but one, and remembers at which step of the disk it took it.
+// Accepts every message but one, and records the disk's step at that time.
 class NotingTransport : public Transport {
  public:
   struct Taken {
@@ -69,7 +69,7 @@ class NotingTransport : public Transport {
 
   explicit NotingTransport(const CutDisk& disk) : disk_(disk) {}
   Outcome deliver(const OutgoingMessage& message, std::stop_token) override {
-    if (message.subject == "refused") {  // a report goes out under its own subject
+    if (message.subject == "refused") {  // a report is sent under its own subject
       return {Outcome::Kind::kPermanent, "550 nobody here", false};
     }
     taken.push_back({message.subject, fieldOf(message.bytes, "Message-ID"), disk_.steps()});
@@ -81,7 +81,7 @@ class NotingTransport : public Transport {
   const CutDisk& disk_;
 };
 
-// A run with two passes and an orderly end.
+// A run with two passes and a normal end.
 std::vector<NotingTransport::Taken> runOn(CutDisk& disk, std::uint64_t run,
                                           std::size_t passes = 2) {
   NotingTransport transport(disk);
@@ -94,7 +94,7 @@ std::vector<NotingTransport::Taken> runOn(CutDisk& disk, std::uint64_t run,
 
 class PowerCut : public testing::Test {
  protected:
-  // A message that left before the cut, and whether the medium is sure to say so.
+  // A message that was sent before the cut, and whether the medium is certain to record that.
   struct Left {
     std::string subject;
     std::string id;
@@ -120,7 +120,7 @@ class PowerCut : public testing::Test {
     return before;
   }
 
-  // Opens the image with a run of its own and says what that run did.
+  // Runs the program on the image and returns what that run did.
   std::vector<NotingTransport::Taken> expectAllWell(CutDisk& disk, const Before& before,
                                                     std::uint64_t run) {
     const auto later = runOn(disk, run);
@@ -150,12 +150,12 @@ class PowerCut : public testing::Test {
     return later;
   }
 
-  // What every trial must leave behind.
+  // The result that every trial must have.
   static void expectEndOf(const DiskImage& image) {
     std::vector<std::string> inbox;
     std::size_t refused = 0;
     for (const auto& [path, bytes] : image.files) {
-      // A cut may give a message that was marked its old name back; it counts as read then.
+      // A cut may restore the old name of a message that was marked; it counts as read then.
       const std::string read = std::string(path).replace(0, kMaildir.size() + 4, kMaildir + "/cur");
       const bool twin = path.starts_with(kMaildir + "/new/") && image.files.contains(read + ":2,S");
       if (path.starts_with(kMaildir) && !twin) {
@@ -163,7 +163,7 @@ class PowerCut : public testing::Test {
       }
       EXPECT_FALSE(path.starts_with(kOutbox + "/tmp/")) << path;
       EXPECT_FALSE(path.starts_with(kOutbox + "/new/")) << path;
-      // The beginning of a note that a cut left is in nobody's way.
+      // An incomplete note that a cut left does no harm.
       if (!path.starts_with(kOutbox + "/failed/") || path.ends_with(".tmp")) {
         continue;
       }
@@ -181,8 +181,8 @@ class PowerCut : public testing::Test {
                          "cur/1700000003.M1P1.host:2,S", "cur/1700000004.M1P1.host:2,S"}));
   }
 
-  // Every state after every step of a recorded run; those seen before are left out. Every
-  // kAgain-th is cut a second time, at every step of the run that opens it.
+  // Every state after every step of a recorded run, without duplicates. Every kAgain-th one is cut
+  // a second time, at every step of the run that starts from it.
   void tryEveryCut(const CutDisk& disk, const std::vector<NotingTransport::Taken>& taken) {
     for (std::size_t count = 0; count <= disk.steps() && !HasFailure(); ++count) {
       const Before before = leftBefore(disk, taken, count);
@@ -257,7 +257,7 @@ const std::string kOldSettings =
     "[default]\r\nmlngMaxToForward=5\r\nmstrFwdToAddress_num=1\r\nmstrFwdToAddress_1=old@x."
     "example\r\n";
 
-// The preferences over a disk of their own.
+// The preferences over their own disk.
 struct Settings {
   explicit Settings(FileSystem& files)
       : profiles(files),
@@ -282,7 +282,7 @@ void saveNewSettings(FileSystem& files) {
   ASSERT_EQ(settings.prefs.WriteTofile(), 1);
 }
 
-// "old", "new", "defaults", or what else the settings are.
+// "old", "new", "defaults", or another description of the settings.
 std::string settingsIn(const DiskImage& image, const Clock& clock) {
   CutDisk disk(clock, image);
   Settings settings(disk);
@@ -303,7 +303,7 @@ std::string settingsIn(const DiskImage& image, const Clock& clock) {
 struct SavedFrom {
   const char* name;
   DiskImage image;
-  std::string before;  // what settingsIn says at first
+  std::string before;  // the result of settingsIn before the cut
 };
 
 TEST_F(PowerCut, WhileTheSettingsAreSavedTheyAreTheOldOrTheNewOnesAndAfterwardsTheNewOnes) {

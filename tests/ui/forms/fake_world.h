@@ -16,7 +16,7 @@
 #include "prefs/fake_files.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
-#include "support/recording_log.h"
+#include "support/recording_reports.h"
 #include "support/scripted_dialogs.h"
 #include "ui/forms/program_world.h"
 

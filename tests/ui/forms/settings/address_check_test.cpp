@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "support/recording_log.h"
+#include "support/recording_reports.h"
 #include "ui/forms/main/program_fixture.h"
 #include "ui/forms/settings/address_check.h"
 
