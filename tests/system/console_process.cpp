@@ -34,7 +34,7 @@ std::string subjectOf(const std::string& file) {
   return {};
 }
 
-std::pair<Descriptor, Descriptor> makePipe() {
+std::pair<Descriptor, Descriptor> openPipe() {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) {
     throw std::runtime_error("no pipe");
@@ -105,7 +105,7 @@ std::string onePreference(const std::string& more) {
 ConsoleProcess::ConsoleProcess(const ConsoleHome& home, Streams streams,
                                std::vector<std::string> arguments)
     : arguments_(std::move(arguments)) {
-  auto [lifeRead, lifeWrite] = makePipe();
+  auto [lifeRead, lifeWrite] = openPipe();
   life_ = std::move(lifeRead);
   ::fcntl(lifeWrite.get(), F_SETFD, 0);
   if (streams == Streams::kTerminal) {
@@ -124,9 +124,9 @@ ConsoleProcess::~ConsoleProcess() {
 }
 
 void ConsoleProcess::startOverPipes(const ConsoleHome& home, Streams streams) {
-  auto [inRead, inWrite] = makePipe();
-  auto [outRead, outWrite] = makePipe();
-  auto [errRead, errWrite] = makePipe();
+  auto [inRead, inWrite] = openPipe();
+  auto [outRead, outWrite] = openPipe();
+  auto [errRead, errWrite] = openPipe();
   child_ = ::fork();
   if (child_ == 0) {
     const bool none = streams == Streams::kNullInput;
