@@ -42,7 +42,7 @@ set(windows ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/
 set(also_ui/desktop/help chm_lib.h)
 
 set(std_headers
-    algorithm any array atomic bit bitset cctype cerrno cfloat charconv chrono climits clocale cmath
+    algorithm any array atomic bit bitset cassert cctype cerrno cfloat charconv chrono climits clocale cmath
     compare complex concepts condition_variable coroutine cstddef cstdint cstdio cstdlib cstring ctime
     cwchar deque exception filesystem forward_list fstream functional future initializer_list iomanip
     ios iosfwd iostream istream iterator limits list locale map memory memory_resource mutex new

@@ -163,7 +163,8 @@ std::string asRead(std::string_view value) {
   return std::string(firstCharacters(value, kProfileBufferSize - 1));
 }
 
-// Whether `after` is `before` with at most one line changed, or with up to two lines inserted.
+// Requires that `after` is `before` with at most one line changed, or with up to two lines
+// inserted.
 void requireOneChange(const std::vector<std::string>& before,
                       const std::vector<std::string>& after) {
   const auto [b, a] = std::mismatch(before.begin(), before.end(), after.begin(), after.end());

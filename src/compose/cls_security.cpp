@@ -2,8 +2,8 @@
 // clsSecurity: builds the forward of one inbox item, measures it against the size limit, addresses
 // and sends it, and reads the inbox item for the rules.
 //
-// The item and its forward are only touched through safe items (mobjSafe_, reader_), because the
-// mail application would otherwise stop at a security prompt. Private members raise the mail
+// What the mail application protects is read and written through safe items (mobjSafe_, reader_):
+// otherwise the application would stop at a security prompt. Private members raise the mail
 // store's faults; the public operations turn them into a false result with errorText(), so that one
 // bad item does not end a pass.
 #include "compose/cls_security.h"

@@ -285,7 +285,7 @@ std::shared_ptr<T> required(std::shared_ptr<T> answer, const char* what) {
 }
 
 /// One mail store, opened. A store's folder offers this to the programs and nothing else; each
-/// store has a function that makes one from its settings (app/store_openers.h).
+/// store has a function that makes one from its settings (the table in app/store_openers.cpp).
 class MailStore {
  public:
   virtual ~MailStore() = default;

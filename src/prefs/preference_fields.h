@@ -86,7 +86,9 @@ struct PreferenceField {
   std::string_view control;     ///< in the settings dialog; empty where it is not shown there
   int writtenAs;                ///< place in the order of writing to the file, from 1
   int storedAs;                 ///< place in the order of taking over from the dialog, 0: never
-  int shownAs;                  ///< place in the order of filling the dialog, 0: never
+  /// Place in the order of filling the dialog, 0: never. Each assignment raises the control's
+  /// reactions, so users see the order.
+  int shownAs;
 };
 
 /// Every setting, in the order in which they are read.
@@ -155,5 +157,8 @@ constexpr bool placesAreComplete(int PreferenceField::*place) {
 static_assert(placesAreComplete(&PreferenceField::writtenAs));
 static_assert(placesAreComplete(&PreferenceField::storedAs));
 static_assert(placesAreComplete(&PreferenceField::shownAs));
+// A setting that had no place here would never be saved.
+static_assert(std::all_of(kPreferenceFields.begin(), kPreferenceFields.end(),
+                          [](const PreferenceField& field) { return field.writtenAs > 0; }));
 
 }  // namespace relaybird

@@ -26,7 +26,7 @@ std::optional<HeaderField> takeField(std::string_view& section);
 /// The end of the line that begins at `begin`, its LF included.
 std::size_t lineEnd(std::string_view text, std::size_t begin);
 
-/// Whether the line, with its line end, has no characters.
+/// Whether the line is nothing but its line end (LF or CR LF).
 bool isEmptyLine(std::string_view line);
 /// Whether the line has only blanks, or no characters.
 bool isBlankLine(std::string_view line);

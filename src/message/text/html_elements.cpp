@@ -28,7 +28,8 @@ bool isHidden(std::string_view name) {
   return isRawText(name) || name == "head" || name == "title" || name == "template";
 }
 
-// How many lines below the text before it the text behind an element's begin or end tag begins.
+// The line breaks that an element puts between its text and the text around it: two leave an empty
+// line.
 int linesAround(std::string_view name) {
   constexpr auto kSetApart = std::to_array<std::string_view>(
       {"p", "h1", "h2", "h3", "h4", "h5", "h6", "blockquote", "pre", "ul", "ol", "dl", "figure"});

@@ -71,7 +71,7 @@ std::size_t TextLayout::special(std::string_view text) {
     return 2;
   }
   if (static_cast<unsigned char>(text[0]) >= 0x80) {
-    visible(text.substr(0, 1));  // the bytes that continue it are plain
+    visible(text.substr(0, 1));  // the other bytes of the character follow as plain text
   } else if (preformatted_ > 0) {
     preformattedSpace(text[0]);
   } else if (isSpace(text[0])) {

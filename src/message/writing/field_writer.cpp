@@ -142,6 +142,7 @@ bool isPrintableAscii(std::string_view text) {
 
 // The text in encoded words of whole characters. Each has at most 75 bytes (RFC 2047 section 2) and
 // fits on the first line beside the field's name.
+// The text is valid UTF-8.
 Tokens encodedName(std::string_view text) {
   constexpr std::size_t kBytesOfAWord = 39;
   Tokens words;

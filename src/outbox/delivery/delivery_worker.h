@@ -115,8 +115,8 @@ class DeliveryWorker {
   void publish();
 
   Setting setting_;
-  std::shared_ptr<CallBacks>
-      callBacks_;  ///< owned here only: a late event finds it gone and does nothing
+  /// Owned here only: a late event finds it gone and does nothing.
+  std::shared_ptr<CallBacks> callBacks_;
   std::stop_source stop_;
 
   // Used by the executor's thread only.

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The disk by system calls. Every call is tried again when a signal interrupts it, and every error
-// names the file and what the system says about it. Files are opened carefully: a link, a pipe or a
-// device under the name of a mail or settings file is refused instead of followed or waited for.
+// The disk by system calls. Opening, reading, writing, syncing and locking are tried again when a
+// signal interrupts them; closing never is. Every error names the file and what the system says.
+// Files are opened carefully: a link, a pipe or a device under the name of a mail or settings file
+// is refused instead of followed or waited for.
 #include "platform/posix/posix_file_system.h"
 
 #include <dirent.h>

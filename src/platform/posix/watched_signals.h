@@ -18,8 +18,8 @@ struct WatchedSignal {
 
 /// Turns signals into readable bytes. Not a signalfd: that needs the signals blocked, and a program
 /// started meanwhile would inherit the block. A signal that was ignored when the process started
-/// stays ignored. Each signal is watched by one object per process at
-/// a time, else std::logic_error. Destroying it restores the former handlers.
+/// stays ignored. Each signal is watched by one object per process at a time, else
+/// std::logic_error. Destroying it restores the former handlers.
 class WatchedSignals {
  public:
   explicit WatchedSignals(const std::vector<WatchedSignal>& signals);

@@ -34,8 +34,8 @@ class ProfileDocument {
   };
   /// The text with these settings; of two for the same key the later one counts. An existing key
   /// keeps its line, a new key follows the last key of its section, a new section follows the last
-  /// line. New lines end like most others, and with CR LF in an empty text. Names must not be empty
-  /// nor contain a character that would end them.
+  /// line. New lines end like most others, and with CR LF if the text has no line end. Names must
+  /// not be empty nor contain a character that would end them.
   std::string with(const std::vector<Setting>& settings) const;
 
   const std::string& text() const { return text_; }
@@ -48,7 +48,7 @@ class ProfileDocument {
   };
   struct Section {
     Span name;
-    std::uint32_t newKeysAt = 0;  ///< the begin of the line after its last key
+    std::uint32_t newKeysAt = 0;  ///< the beginning of the line after its last key
     std::uint32_t order = 0;      ///< its index among all sections of the file
   };
   struct Key {

@@ -34,8 +34,8 @@ class ProfileWriter {
   /// Sets a key, creating file, section and key as needed. A value or a name that would break the
   /// line structure (with a CR, LF or NUL) is refused. False on failure; error() says why.
   virtual bool set(std::string_view section, std::string_view key, std::string_view value) = 0;
-  /// Returns true once everything that set() accepted is on disk. An implementation
-  /// may write at each set(); one that collects leaves the old file intact when commit() fails.
+  /// Returns true once everything that set() accepted is on disk. An implementation may write at
+  /// each set(); one that collects leaves the old file intact when commit() fails.
   virtual bool commit() = 0;
   virtual std::string error() const = 0;
 };

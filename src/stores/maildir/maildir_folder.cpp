@@ -230,8 +230,8 @@ Result<void> MaildirFolder::locate(MaildirListing& listing, std::size_t index) {
 Result<void> MaildirFolder::withFile(
     MaildirListing& listing, std::size_t index,
     const std::function<Result<void>(const std::string& path)>& use) {
-  constexpr int kAttempts =
-      3;  // another program may rename it again meanwhile, but hardly every time
+  // Another program may rename it again meanwhile, but hardly every time.
+  constexpr int kAttempts = 3;
   for (int attempt = 0; attempt < kAttempts && !listing[index].vanished; ++attempt) {
     const auto used = use(pathOf(listing[index]));
     if (used || used.error().code != ENOENT) {

@@ -135,8 +135,8 @@ void ReadMarks::settle() {
     }
   }
   for (const std::string& entryId : std::exchange(written_, {})) {
-    (void)outbox_.settle(
-        entryId);  // counts in this run at least; a later run finds the mark and settles again
+    // A failure counts in this run alone; a later run finds the mark and settles again.
+    (void)outbox_.settle(entryId);
   }
 }
 

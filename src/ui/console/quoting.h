@@ -35,7 +35,8 @@ Result<std::string> readValue(std::string_view rest);
 std::string_view takeWord(std::string_view& line);
 
 /// Why bytes cannot be a command, as a sentence without its full stop; empty if they can. A command
-/// is UTF-8 without control characters (except tabs), line breaks and direction marks.
+/// is UTF-8 without control characters (except tabs), line breaks and
+/// characters that turn the direction of writing (embeddings, overrides, isolates).
 std::string whyNoCommand(std::string_view bytes);
 
 }  // namespace relaybird

@@ -114,7 +114,7 @@ IconAreaWatch::IconAreaWatch(std::function<void(IconArea)> report)
       g_dbus_connection_signal_subscribe(bus_, kWatcher, nullptr, nullptr, kWatcherPath, nullptr,
                                          G_DBUS_SIGNAL_FLAGS_NONE, onSignal, this, nullptr);
   if (GdkDisplay* display = xDisplay()) {
-    // WHY: GTK reports the owner of a selection only through a clipboard object, and makes one for
+    // Why: GTK reports the owner of a selection only through a clipboard object, and makes one for
     // any selection, not just for those of copied text.
     tray_ = gtk_clipboard_get_for_display(display,
                                           gdk_atom_intern(traySelection(display).c_str(), FALSE));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The GTK side of widgets: what wxWidgets does not offer, done on the GTK widget behind a wxWindow.
 //
-// Most of it is accessibility. WHY: wxGTK 3.2 has no API for accessible names, roles and relations
+// Most of it is accessibility. Why: wxGTK 3.2 has no API for accessible names, roles and relations
 // (wxAccessible exists on Windows only), so they are set with ATK directly. The rest adjusts the
 // appearance and modality of widgets, and the clipboard.
 #include <gdk/gdkx.h>
@@ -21,7 +21,7 @@ AtkObject* accessible(wxWindow& window) {
   return gtk_widget_get_accessible(static_cast<GtkWidget*>(window.GetHandle()));
 }
 
-// The widget that gets the keyboard focus. WHY: a multi-line field is a text view inside a scrolled
+// The widget that gets the keyboard focus. Why: a multi-line field is a text view inside a scrolled
 // window, and an editable combo box holds an entry; assistive tools look at the inner one.
 GtkWidget* focusWidget(wxWindow& window) {
   auto* widget = static_cast<GtkWidget*>(window.GetHandle());
@@ -34,7 +34,7 @@ GtkWidget* focusWidget(wxWindow& window) {
 
 constexpr const char* kNamedByLabel = "relaybird-named-by-label";
 
-// WHY: whenever a control is added to a window, wxGTK assigns preceding labels to it as mnemonic
+// Why: whenever a control is added to a window, wxGTK assigns preceding labels to it as mnemonic
 // labels. This handler restores the intended assignment.
 void restoreNamed(GtkLabel* label, GParamSpec*, gpointer) {
   auto* named = static_cast<GtkWidget*>(g_object_get_data(G_OBJECT(label), kNamedByLabel));
@@ -157,7 +157,7 @@ void setTextMargin(wxWindow& field, int pixels) {
   }
 }
 
-// WHY: GTK aligns image and caption on one base line, so a caption beside a large image sits too
+// Why: GTK aligns image and caption on one base line, so a caption beside a large image sits too
 // low.
 void centreCaption(wxButton& button) {
   auto* widget = static_cast<GtkWidget*>(button.GetHandle());
@@ -166,8 +166,8 @@ void centreCaption(wxButton& button) {
   }
 }
 
-// WHY: GTK positions a frame's title by a fraction of the remaining width, not by pixels, so the
-// fraction is recomputed at every change of size. The margins refObject the border off the letters:
+// Why: GTK positions a frame's title by a fraction of the remaining width, not by pixels, so the
+// fraction is recomputed at every change of size. The margins keep the border off the letters:
 // GTK leaves the border out behind the margins, too.
 void indentTitle(wxStaticBox& frame, int pixels) {
   auto* widget = static_cast<GtkWidget*>(frame.GetHandle());
@@ -206,7 +206,7 @@ void setLinkColour(wxHyperlinkCtrl& link, const wxColour& colour) {
   gtk_css_provider_load_from_data(style, css.utf8_str(), -1, nullptr);
 }
 
-// WHY: GTK's overlay scroll bars hide until the pointer moves and cover the last line of the text.
+// Why: GTK's overlay scroll bars hide until the pointer moves and cover the last line of the text.
 void showScrollBars(wxWindow& window) {
   auto* widget = static_cast<GtkWidget*>(window.GetHandle());
   if (GTK_IS_SCROLLED_WINDOW(widget)) {
@@ -216,7 +216,7 @@ void showScrollBars(wxWindow& window) {
 
 void setModalOver(wxTopLevelWindow& dialog, wxTopLevelWindow& owner, bool modal) {
   auto* window = GTK_WINDOW(dialog.GetHandle());
-  // WHY not wxDialog::ShowModal(): it blocks until the dialog closes, but forms are shown without
+  // Why not wxDialog::ShowModal(): it blocks until the dialog closes, but forms are shown without
   // blocking.
   gtk_window_set_transient_for(window, GTK_WINDOW(owner.GetHandle()));
   gtk_window_set_modal(window, modal ? TRUE : FALSE);
@@ -261,7 +261,7 @@ bool putOnClipboard(const std::string& text) {
                                                  provideText, freeText, kept.get()) == TRUE;
   if (taken) {
     kept.release();
-    // GTK stores the text with the clipboard manager when its main loop ends. WHY not at once:
+    // GTK stores the text with the clipboard manager when its main loop ends. Why not at once:
     // gtk_clipboard_store() waits in a nested main loop, and another copy made inside that loop
     // would leave it running for ever.
     gtk_clipboard_set_can_store(clipboard, nullptr, 0);

@@ -21,7 +21,7 @@ constexpr const char* kBus = "org.freedesktop.DBus";
 constexpr const char* kShowAction = "show";
 constexpr int kCallTimeout = 3000;  // milliseconds
 
-// WHY GtkApplication and not GApplication: it passes the startup notification id from the second
+// Why GtkApplication and not GApplication: it passes the startup notification id from the second
 // process to the first, without which the window manager may refuse to raise the window.
 GtkApplication* makeApplication(GApplicationFlags flags) {
   return gtk_application_new(kApplicationId, flags);
@@ -80,7 +80,7 @@ bool activate() {
   return found;
 }
 
-// Tries to take the name and returns whether this process owns it now. WHY the owner is looked up
+// Tries to take the name and returns whether this process owns it now. Why the owner is looked up
 // first: registering would wait half a minute for an owner that hangs.
 bool takeName(GApplication* application) {
   GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
@@ -91,7 +91,7 @@ bool takeName(GApplication* application) {
   return held;
 }
 
-// WHY: the library releases the name only with the last reference to the application object.
+// Why: the library releases the name only with the last reference to the application object.
 void releaseName(GDBusConnection* bus) {
   if (bus != nullptr) {
     g_dbus_connection_call(bus, kBus, "/org/freedesktop/DBus", kBus, "ReleaseName",
@@ -101,7 +101,7 @@ void releaseName(GDBusConnection* bus) {
   }
 }
 
-// The connection that the whole program shares, or null. WHY: by default GLib ends the process when
+// The connection that the whole program shares, or null. Why: by default GLib ends the process when
 // the session bus closes. The end of a session is announced separately (session_end.cpp), so a lost
 // bus must not end the program.
 GDBusConnection* busWithoutExit() {
@@ -194,7 +194,7 @@ bool SessionApplication::wanted() {
 void SessionApplication::show(const Notification& notification) {
   GNotification* message = g_notification_new(notification.title.c_str());
   g_notification_set_body(message, notification.text.c_str());
-  // WHY: without a default action some desktops do nothing when the notification is clicked.
+  // Why: without a default action some desktops do nothing when the notification is clicked.
   g_notification_set_default_action(message, "app.show");
   g_notification_set_priority(message, G_NOTIFICATION_PRIORITY_HIGH);
   GIcon* icon = g_themed_icon_new(kApplicationId);

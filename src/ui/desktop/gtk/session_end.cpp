@@ -91,7 +91,7 @@ class SessionEnd::Client {
     }
   }
 
-  // The start-up id stays empty. WHY: GTK removes DESKTOP_AUTOSTART_ID from the environment before
+  // The start-up id stays empty. Why: GTK removes DESKTOP_AUTOSTART_ID from the environment before
   // main() runs, and the session manager needs the id only to restart programs in the next session.
   void registerWithNextManager() {
     if (nextManager_ == kManagers.size()) {

@@ -61,7 +61,7 @@ void unlabelTexts(wxWindow& window) {
   }
 }
 
-// Names the controls of the options dialog. WHY by position: the toolkit creates all labels first
+// Names the controls of the options dialog. Why by position: the toolkit creates all labels first
 // and then the controls in the same order, without any link between them.
 void nameOptions(wxWindow& options) {
   setAccessibleRole(options, AccessibleRole::kDialog);
@@ -140,7 +140,7 @@ int widthOfTopics(wxTreeCtrl& contents) {
          std::max(0, wxSystemSettings::GetMetric(wxSYS_VSCROLL_X, &contents));
 }
 
-// WHY: the toolkit lays a tab out when it is first shown. Until then its lists are too small for
+// Why: the toolkit lays a tab out when it is first shown. Until then its lists are too small for
 // their scroll bars, and GTK prints warnings.
 void layOutTabs(const wxBookCtrlBase& tabs, const wxSize& size) {
   for (std::size_t tab = 0; tab < tabs.GetPageCount(); ++tab) {
@@ -170,7 +170,7 @@ void giveRoom(wxFrame& frame, wxHtmlHelpWindow& help) {
   }
 }
 
-// Ignores size events for sizes too small for the tool bar. WHY: when wxGTK learns the width of the
+// Ignores size events for sizes too small for the tool bar. Why: when wxGTK learns the width of the
 // window manager's borders late, it makes the window one pixel high for a moment. Laying out parts
 // in that height makes GTK print warnings.
 void ignoreTinySizes(wxHtmlHelpWindow& help) {
@@ -228,7 +228,7 @@ void search(wxHtmlHelpWindow& help, wxTextCtrl& words, wxListBox& hits, wxStatic
   outcome.SetLabel(count);
   outcome.Show();
   outcome.GetParent()->Layout();
-  // WHY: the toolkit's progress window took the focus. Screen readers announce changes only of the
+  // Why: the toolkit's progress window took the focus. Screen readers announce changes only of the
   // focused control, so the result is set as the description of the search field.
   words.SetFocus();
   words.SelectAll();

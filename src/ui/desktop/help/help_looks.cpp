@@ -6,7 +6,7 @@
 
 #include <wx/html/helpwnd.h>
 #include <wx/object.h>
-// WHY here: wx/html/htmlproc.h does not include the headers that it needs.
+// Why here: wx/html/htmlproc.h does not include the headers that it needs.
 #include <wx/html/htmlproc.h>
 #include <wx/html/htmlwin.h>
 #include <wx/settings.h>
@@ -100,7 +100,7 @@ void followTheme(wxHtmlWindow& page) {
   reloadPage(page);
   page.Bind(wxEVT_SYS_COLOUR_CHANGED, [&page](wxSysColourChangedEvent& event) {
     event.Skip();
-    // WHY later: the system colours change only after this event.
+    // Why later: the system colours change only after this event.
     page.CallAfter([&page] { reloadPage(page); });
   });
 }

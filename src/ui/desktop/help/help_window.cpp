@@ -46,7 +46,7 @@ void addFile(const std::string& name, std::string_view bytes) {
   }
 }
 
-// WHY: if another window was shown before, wxGTK asks the window manager for the width of its
+// Why: if another window was shown before, wxGTK asks the window manager for the width of its
 // borders before it shows this one, and loses the position that was set. So it is set again when
 // the window appears.
 void restorePositionOnShow(wxFrame& frame) {
@@ -123,13 +123,13 @@ Result<void> HelpWindow::load(const std::string& file) {
   controller_->SetShouldPreventAppExit(false);
   if (!controller_->AddBook(wxString("memory:") + kProject)) {
     unload();
-    return Error{0, "The help file " + file + " contains no manual."};
+    return Error{0, "The help file " + file + " holds no manual."};
   }
   loaded_ = file;
   return {};
 }
 
-// Closes the window as the user would. WHY: wxHtmlHelpController::Quit() destroys the window later,
+// Closes the window as the user would. Why: wxHtmlHelpController::Quit() destroys the window later,
 // when its pointer to the controller may already dangle.
 void HelpWindow::close() {
   if (wxHtmlHelpFrame* frame = controller_ ? controller_->GetFrame() : nullptr) {

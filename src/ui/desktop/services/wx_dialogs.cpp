@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Message boxes, questions and file dialogs. Message boxes are dialogs of our own. WHY not
+// Message boxes, questions and file dialogs. Message boxes are dialogs of our own. Why not
 // wxMessageDialog: it does not scroll a text that is higher than the screen, its buttons cannot be
 // chosen freely, and it offers no way to close it when the session ends.
 #include "ui/desktop/services/wx_dialogs.h"

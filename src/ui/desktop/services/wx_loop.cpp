@@ -113,7 +113,7 @@ std::unique_ptr<Timer> WxLoop::makeTimer(std::chrono::milliseconds interval,
   return std::make_unique<WxTimer>(interval, std::move(tick));
 }
 
-// WHY not wxApp::ExitMainLoop(): it does nothing while the loop of a modal box is active.
+// Why not wxApp::ExitMainLoop(): it does nothing while the loop of a modal box is active.
 void endMainLoop() {
   if (wxEventLoopBase* const loop = wxAppConsole::GetInstance()->GetMainLoop()) {
     loop->ScheduleExit();

@@ -66,7 +66,7 @@ class LinkView : public WidgetView {
       link_->SetURL(toWx(control_.text()));
     }
   }
-  // WHY: some themes have a link colour for a light background only.
+  // Why: some themes have a link colour for a light background only.
   void showColours() override {
     setLinkColour(*link_, readable(wxSystemSettings::GetColour(wxSYS_COLOUR_HOTLIGHT),
                                    toWx(kButtonText), {toWx(kButtonFace)}));
@@ -76,7 +76,7 @@ class LinkView : public WidgetView {
   wxHyperlinkCtrl* link_;
 };
 
-// WHY two classes: the toolkit has a class of its own for buttons that show a picture only.
+// Why two classes: the toolkit has a class of its own for buttons that show a picture only.
 wxButton* makePictureButton(wxWindow* parent, const Control& control, const ViewStyle& style) {
   if (style.caption.empty()) {
     return new wxBitmapButton(parent, wxID_ANY, artBitmap(*parent, control.picture()));
@@ -177,7 +177,7 @@ bool noneOfGroupIsChosen(const Control& control) {
   });
 }
 
-// Shows a group of options without a choice. WHY: in the toolkit one button of a group is always
+// Shows a group of options without a choice. Why: in the toolkit one button of a group is always
 // chosen, so a hidden button is added and chosen. Created last, it joins the group of the buttons
 // before it.
 void chooseNone(wxWindow& parent, const wxString& group) {

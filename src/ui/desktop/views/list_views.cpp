@@ -2,7 +2,7 @@
 // The views of list boxes (the log) and of combo boxes.
 //
 // The log may have a million lines. The list is virtual: the toolkit asks for the text of the
-// visible lines only, and the selection is collected from the widget once per burst of events. WHY
+// visible lines only, and the selection is collected from the widget once per burst of events. Why
 // collected at all: selecting a range raises no event with its positions.
 //
 // Accessibility: wxGTK draws this list itself and exposes no lines to assistive tools. The current
@@ -104,7 +104,7 @@ class ListView : public WidgetView {
            event.GetKeyCode() < WXK_DELETE;
   }
 
-  // WHY: the toolkit draws the lines itself, so assistive tools know of no line but by this text.
+  // Why: the toolkit draws the lines itself, so assistive tools know of no line but by this text.
   void describeLine(long position) {
     const auto line = static_cast<std::size_t>(position);
     if (position >= 0 && line < control_.list().size()) {
@@ -134,7 +134,7 @@ class ListView : public WidgetView {
     }
   }
 
-  // Schedules one update of the form's selection. WHY not at once: selecting a range raises no
+  // Schedules one update of the form's selection. Why not at once: selecting a range raises no
   // event of its own, and collecting a million positions takes a while, so it is done once, after
   // the pending input.
   void selectionMayChange() {

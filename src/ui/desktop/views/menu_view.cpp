@@ -21,7 +21,7 @@ MenuView::MenuView(wxFrame& window, wxMenu& menu, Control& control)
     : control_(control),
       entry_(menu.Append(wxID_ANY, captionOf(control), wxEmptyString,
                          control.kind() == ControlKind::kCheckBox ? wxITEM_CHECK : wxITEM_NORMAL)) {
-  // WHY inputLater: an assistive tool picks an entry by a synchronous call. If the entry opened a
+  // Why inputLater: an assistive tool picks an entry by a synchronous call. If the entry opened a
   // box within that call, the call would not return before the box is answered, and the tool cannot
   // read the box before the call returns.
   window.Bind(

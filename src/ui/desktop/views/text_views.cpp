@@ -57,7 +57,7 @@ class TextView : public WidgetView {
   TextView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style),
         field_(new wxTextCtrl(parent, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
-                              // WHY word wrap: otherwise the toolkit breaks words with a hyphen,
+                              // Why word wrap: otherwise the toolkit breaks words with a hyphen,
                               // which is not part of the address.
                               (style.multiline ? wxTE_MULTILINE | wxTE_WORDWRAP : 0) |
                                   (control.locked() ? wxTE_READONLY : 0))) {
@@ -113,7 +113,7 @@ class TextView : public WidgetView {
     }
     editing_ = true;
     const wxString text = field_->GetValue();
-    // The caret, counted from the end of the text. WHY: on some platforms a position counts a line
+    // The caret, counted from the end of the text. Why: on some platforms a position counts a line
     // end as two characters and GetValue() as one; behind the caret there is seldom a line end.
     const auto behind =
         static_cast<std::size_t>(field_->GetLastPosition() - field_->GetInsertionPoint());

@@ -53,7 +53,7 @@ void doByUser(wxEvtHandler& handler, bool asks, const std::function<void()>& act
 /// Runs a click by the user, deferred in the same way.
 void clickByUser(wxEvtHandler& handler, Control& control);
 
-/// The same, after the current event. WHY: an assistive tool presses a button by a synchronous
+/// The same, after the current event. Why: an assistive tool presses a button by a synchronous
 /// call. A box opened within that call would block it, and the tool cannot read the box before the
 /// call returns.
 void clickLater(wxEvtHandler& handler, Control& control);

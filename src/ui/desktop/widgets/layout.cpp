@@ -49,7 +49,7 @@ wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns) {
   return grid;
 }
 
-// WHY: the toolkit measures a field before the theme has styled it. With a large font the field
+// Why: the toolkit measures a field before the theme has styled it. With a large font the field
 // would be too low for its text.
 void leaveRoomForText(wxTextCtrl& field) {
   constexpr int kAroundText = 12;  // above and below, borders included

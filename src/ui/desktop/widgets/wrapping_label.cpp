@@ -28,7 +28,7 @@ void WrappingLabel::show(const wxString& content) {
   GetParent()->Layout();
 }
 
-// WHY: wxStaticText::Wrap() breaks lines at spaces only. Inserts line breaks into longer words.
+// Why: wxStaticText::Wrap() breaks lines at spaces only. Inserts line breaks into longer words.
 wxString WrappingLabel::withBreaksInWords(const wxString& text, int limit) const {
   wxString result;
   wxStringTokenizer words(text, " \n", wxTOKEN_RET_DELIMS);

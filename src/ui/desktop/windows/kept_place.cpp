@@ -78,7 +78,7 @@ bool restorePlace(wxTopLevelWindow& window, WindowPlaces& places) {
 }
 
 void followPlace(wxTopLevelWindow& window, WindowPlaces& places) {
-  // WHY later: the toolkit reports the maximised state only after this event.
+  // Why later: the toolkit reports the maximised state only after this event.
   const auto moved = [&window, &places](auto& event) {
     event.Skip();
     later(window, [&window, &places] { keepPlace(window, places); });

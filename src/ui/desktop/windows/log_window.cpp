@@ -93,7 +93,7 @@ bool LogWindow::handleKey(const wxKeyEvent& event) {
   return true;
 }
 
-// WHY: screen readers announce changes only of the control that has the focus.
+// Why: screen readers announce changes only of the control that has the focus.
 void LogWindow::controlChanged(const Control& control, Change what) {
   FormView::controlChanged(control, what);
   if (&control == &frm_.lblFound && field_ != nullptr) {

@@ -125,7 +125,7 @@ wxSizer* MainWindow::pictures(wxWindow* parent) {
 wxSizer* MainWindow::status(wxWindow* parent) {
   auto* frame = addFrame(wxVERTICAL, parent, frm_.frmStatus);
   wxWindow* box = frame->GetStaticBox();
-  setLabelFor(*box, box);  // WHY: otherwise the title would name the first field in the frame
+  setLabelFor(*box, box);  // Why: otherwise the title would name the first field in the frame
   auto* grid = fieldGrid(*this, 4);
   const auto pair = [&](Control& label, Control& field, int characters) {
     grid->Add(add(box, label), wxSizerFlags().CentreVertical());
@@ -179,7 +179,7 @@ void MainWindow::controlChanged(const Control& control, Change what) {
   }
 }
 
-// WHY: when a button is pressed by the keyboard and then disabled, GTK leaves the window without a
+// Why: when a button is pressed by the keyboard and then disabled, GTK leaves the window without a
 // focused control.
 void MainWindow::keepFocus() {
   if (IsActive() && FindFocus() == nullptr) {

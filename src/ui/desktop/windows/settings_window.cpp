@@ -71,7 +71,7 @@ SettingsWindow::SettingsWindow(MainWindow& owner, frmPrefs& form)
   all->Add(book_, wxSizerFlags(1).Expand().Border(wxALL, scaled(*this, kGap)));
   all->Add(buttons(), wxSizerFlags().Right().Border(wxALL, scaled(*this, kGap)));
   SetSizerAndFit(all);
-  // WHY: the toolkit sizes a page when it is first shown. Before that a field in it is too small
+  // Why: the toolkit sizes a page when it is first shown. Before that a field in it is too small
   // for its scroll bar, and GTK prints warnings.
   for (wxWindow* page : pages) {
     page->SetSize(page->GetBestSize());
@@ -94,7 +94,7 @@ SettingsWindow::SettingsWindow(MainWindow& owner, frmPrefs& form)
   });
 }
 
-// Shows the next or previous page, whatever has the focus. WHY the focus is set: the toolkit moves
+// Shows the next or previous page, whatever has the focus. Why the focus is set: the toolkit moves
 // it to the page, where it belongs only if it was on a page before; otherwise it returns to the
 // control that had it.
 void SettingsWindow::turnPage(bool forward) {
@@ -153,7 +153,7 @@ wxWindow* SettingsWindow::senderTab(wxWindow* book) {
   page->heading(add(page, frm_.lblReceivedFrom, {.emphasised = true}));
   auto* frame = addFrame(wxVERTICAL, page, frm_.frmReceivedFrom);
   wxWindow* box = frame->GetStaticBox();
-  setLabelFor(*box, box);  // WHY: otherwise the title would name the first option in the frame
+  setLabelFor(*box, box);  // Why: otherwise the title would name the first option in the frame
   const wxSizerFlags part = wxSizerFlags().Expand().Border(wxALL, scaled(*this, kGap));
   frame->Add(add(box, frm_.opbFwdAll), part);
   frame->Add(add(box, frm_.opbFwdAllBut), part);

@@ -46,7 +46,7 @@ class frmLog : public Form, public ActivityLog {
   Control chkVerboseLog{*this, ControlKind::kCheckBox, "chkVerboseLog", "Verbose log"};
   Control cmdCopyToClip{*this, ControlKind::kButton, "cmdCopyToClip", "&Copy to Clipboard"};
   Control cmdSaveAs{*this, ControlKind::kButton, "cmdSaveAs", "&Save As..."};
-  /// Hides the window, always.
+  /// Hides the window.
   Control cmdClose{*this, ControlKind::kButton, "cmdClose", "C&lose"};
   /// The context menu of the list.
   Control mnuLog{*this, ControlKind::kMenu, "mnuLog", "Log"};

@@ -36,7 +36,8 @@ std::string outcomeOf(const OutgoingState& before, const OutgoingState& after, s
 /// The Outbox menu and the outbox line of the main window.
 class OutboxMenu {
  public:
-  /// All must outlive it. The store's OutgoingMail does not call back once it is destroyed.
+  /// All must outlive the menu. A callback of the store that comes after the menu is gone does
+  /// nothing.
   OutboxMenu(MainControls& window, const ProgramWorld& world, ActivityLog& log,
              Attention& attention);
 

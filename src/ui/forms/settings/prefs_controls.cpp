@@ -5,6 +5,7 @@
 #include "ui/forms/settings/prefs_controls.h"
 
 #include <algorithm>
+#include <cassert>
 #include <string_view>
 
 namespace relaybird {
@@ -149,6 +150,7 @@ void PrefsControls::placeOnTabs() {
   const auto place = [this](PrefsTab tab, const Control& first, const Control& last) {
     const auto begin = std::find(controls().begin(), controls().end(), &first);
     const auto end = std::find(begin, controls().end(), &last);
+    assert(end != controls().end());
     std::for_each(begin, end + 1, [&](Control* control) { control->setTab(tab); });
   };
   place(kGeneralTab, lblEmail, chkForwardStart);
