@@ -284,8 +284,8 @@ void MaildirMailbox::deliver(std::function<void()> done) {
 }
 
 std::string MaildirMailbox::place() const {
-  auto resolved = world_.files.resolve(settings_.maildir);
-  return resolved ? std::move(*resolved) : settings_.maildir;
+  const auto resolved = world_.files.resolve(settings_.maildir);
+  return resolved ? *resolved : settings_.maildir;
 }
 
 std::string MaildirMailbox::outboxFolder() const {
