@@ -4,12 +4,11 @@
 #include "mail/mail_store.h"
 #include "platform/text/number_text.h"
 #include "platform/text/utf8_text.h"
+#include "prefs/preference_fields.h"
 
 namespace relaybird {
 
 namespace {
-
-constexpr double kBytesPerMegabyte = 1000000;
 
 std::int32_t size32(double size) {
   const std::optional<std::int32_t> whole = toInt32(size);

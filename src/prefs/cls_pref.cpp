@@ -115,7 +115,6 @@ int clsPref::GetFwdConfirmMessage(std::string& message, bool once) const {
 
 namespace {
 
-constexpr double kBytesPerMegabyte = 1000000;
 constexpr const char* kNoTextFilter = "Could not apply the text filter";
 
 MailItem& present(const std::shared_ptr<MailItem>& item) {

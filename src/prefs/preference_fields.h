@@ -37,6 +37,9 @@ inline constexpr std::int16_t kMatchAny = 201;
 /// smaller number in a hand-edited preference file is raised to it.
 inline constexpr std::int32_t kFewestMinutes = 2;
 
+/// The unit of mdblMaxFwdSize.
+inline constexpr double kBytesPerMegabyte = 1'000'000;
+
 /// The members are named like their keys in the preference file. They are zero and empty until a
 /// file has been read; reading a missing file gives the defaults.
 struct PreferenceFields {

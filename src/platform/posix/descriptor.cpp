@@ -10,13 +10,6 @@ namespace relaybird {
 
 namespace {
 
-Descriptor aboveStandardStreams(Descriptor descriptor) {
-  if (descriptor.get() > STDERR_FILENO) {
-    return descriptor;
-  }
-  return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-}
-
 // MFD_NOEXEC_SEAL of Linux 6.3; older headers do not define it.
 constexpr unsigned kNoExecSeal = 0x8;
 
@@ -32,6 +25,13 @@ Descriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
 }
 
 }  // namespace
+
+Descriptor aboveStandardStreams(Descriptor descriptor) {
+  if (!descriptor || descriptor.get() > STDERR_FILENO) {
+    return descriptor;
+  }
+  return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
 
 std::optional<Pipe> makePipe() {
   int ends[2];

@@ -49,6 +49,11 @@ inline Error systemError(const std::string& what, int code) {
   return {code, "Cannot " + what + ": " + std::system_category().message(code)};
 }
 
+/// The descriptor, or a duplicate of it where it is one of the standard streams: a program that was
+/// started without them gets their numbers for its next files. No descriptor when none is left, or
+/// none was given; errno stays as it is then, or says why.
+Descriptor aboveStandardStreams(Descriptor descriptor);
+
 struct Pipe {
   Descriptor read;
   Descriptor write;

@@ -242,11 +242,6 @@ struct Plan {
   int report;  // where an error number goes; closed by a program that starts
 };
 
-// A duplicate above the standard streams, which the new program replaces.
-Descriptor aboveStandard(int descriptor) {
-  return Descriptor(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-}
-
 std::vector<char*> pointers(const std::string& program, const std::vector<std::string>& arguments) {
   std::vector<char*> result{const_cast<char*>(program.c_str())};
   for (const std::string& argument : arguments) {
@@ -326,21 +321,17 @@ Result<void> startProgram(const std::string& program, const std::vector<std::str
   if (holdsNul(program) || std::any_of(arguments.begin(), arguments.end(), holdsNul)) {
     return systemError(what, EINVAL);
   }
-  std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+  std::optional<Pipe> report = makePipe();
+  if (!report) {
     return systemError(what, errno);
   }
-  const Descriptor reader(ends[0]);
-  Descriptor lowWriter(ends[1]);
-  const Descriptor lowNull(::open("/dev/null", O_RDWR | O_CLOEXEC));
-  Descriptor writer = aboveStandard(lowWriter.get());
-  const Descriptor null = aboveStandard(lowNull.get());
-  if (!writer || !null) {
+  // Above the standard streams, which the new program replaces.
+  const Descriptor null = aboveStandardStreams(Descriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)));
+  if (!null) {
     return systemError(what, errno);
   }
-  (void)lowWriter.close();
 
-  const Plan plan{program.c_str(), pointers(program, arguments), null.get(), writer.get()};
+  const Plan plan{program.c_str(), pointers(program, arguments), null.get(), report->write.get()};
   const pid_t process = ::fork();
   if (process < 0) {
     return systemError(what, errno);
@@ -348,9 +339,9 @@ Result<void> startProgram(const std::string& program, const std::vector<std::str
   if (process == 0) {
     startInSession(plan);
   }
-  (void)writer.close();
+  (void)report->write.close();
   waitForEnd(process);
-  const int code = readReport(reader.get());
+  const int code = readReport(report->read.get());
   if (code != 0) {
     return systemError(what, code);
   }
