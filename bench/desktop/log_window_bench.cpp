@@ -3,7 +3,6 @@
 // windows. Needs a display of its own with a window manager.
 #include <wx/app.h>
 #include <wx/evtloop.h>
-#include <wx/frame.h>
 #include <wx/listctrl.h>
 
 #include <algorithm>
@@ -18,10 +17,12 @@
 #include <vector>
 
 #include "ratios.h"
-#include "support/fake_clock.h"
-#include "support/scripted_dialogs.h"
 #include "ui/desktop/services/wx_loop.h"
 #include "ui/desktop/windows/log_window.h"
+#include "ui/desktop/windows/main_window.h"
+#include "ui/forms/fake_world.h"
+#include "ui/forms/program_forms.h"
+#include "ui/forms/window_places.h"
 
 namespace relaybird::bench {
 namespace {
@@ -64,8 +65,8 @@ Seconds timed(const std::function<void()>& action) {
 class ShownLog {
  public:
   explicit ShownLog(std::size_t lines)
-      : form_({clock_, screen_, clipboard_, dialogs_}),
-        owner_(new wxFrame(nullptr, wxID_ANY, "owner")),
+      : forms_(world_.worldOn(screen_, clipboard_, {})),
+        owner_(new desktop::MainWindow(forms_.main(), places_)),
         window_(new desktop::LogWindow(*owner_, form_)) {
     for (std::size_t i = 0; i < lines; ++i) {
       add();
@@ -176,12 +177,13 @@ class ShownLog {
   int count() const { return list_->GetItemCount(); }
 
  private:
-  FakeClock clock_;
+  FakeWorld world_;
   desktop::WxScreen screen_{[] {}};
   desktop::WxClipboard clipboard_;
-  ScriptedDialogs dialogs_;
-  frmLog form_;
-  wxFrame* owner_;
+  ProgramForms forms_;
+  frmLog& form_ = forms_.log();
+  WindowPlaces places_{world_.profiles_, "/state/windows.ini"};
+  desktop::MainWindow* owner_;
   desktop::LogWindow* window_;
   wxListCtrl* list_ = nullptr;
 };
@@ -234,6 +236,8 @@ bool measure() {
   return printRatios(claims, medians);
 }
 
+}  // namespace
+
 class BenchApplication : public wxApp {
  public:
   bool OnInit() override { return true; }
@@ -252,7 +256,9 @@ class BenchApplication : public wxApp {
   }
 };
 
-}  // namespace
 }  // namespace relaybird::bench
 
-wxIMPLEMENT_APP(relaybird::bench::BenchApplication);
+int main(int argc, char** argv) {
+  wxApp::SetInstance(new relaybird::bench::BenchApplication);
+  return wxEntry(argc, argv);
+}

@@ -189,6 +189,10 @@ class FakeWorld {
  public:
   /// Refers to the members below.
   ProgramWorld world(ProgramVersion version = {3, 1, 2}) {
+    return worldOn(screen_, clipboard_, version);
+  }
+  /// The same on a desktop that is real in part.
+  ProgramWorld worldOn(Screen& screen, Clipboard& clipboard, ProgramVersion version) {
     return {.objects = store_.factory(),
             .outgoing = outgoing_,
             .files = files_,
@@ -201,8 +205,8 @@ class FakeWorld {
             .events = events_,
             .trace = trace_,
             .dialogs = dialogs_,
-            .screen = screen_,
-            .clipboard = clipboard_,
+            .screen = screen,
+            .clipboard = clipboard,
             .helpViewer = helpViewer_,
             .folderViewer = folderViewer_,
             .systemInformation = systemInformation_,
