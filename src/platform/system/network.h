@@ -75,7 +75,13 @@ struct ConnectFailure {
 };
 
 /// A connection that is being opened, is open, or has ended. Destroying it closes it without a
-/// farewell.
+/// farewell. It must not outlive its Network.
+///
+/// For a protocol on it: what the server said up to the end of the sign-in is not received here,
+/// the greeting and the capabilities included, and neither are bytes that arrived together with the
+/// last answer to the sign-in; their loss can begin in the middle of a line. So a client asks for
+/// the capabilities itself and, until its first own answer arrives, skips lines that it does not
+/// understand.
 class Connection {
  public:
   enum class State { kOpening, kOpen, kEnded };
@@ -88,11 +94,13 @@ class Connection {
   virtual const std::optional<ConnectFailure>& failure() const = 0;
 
   /// Sends as much as is accepted without waiting, and returns how many bytes that was: 0 if none,
-  /// or if the connection is not open.
+  /// or if the connection is not open. Bytes that were not accepted must be offered again before
+  /// others.
   virtual std::size_t send(std::string_view bytes) = 0;
   /// Appends what has arrived, at most `most` bytes, and returns how many: 0 if nothing has
-  /// arrived, or if the connection is not open. Bytes that arrived before the end are delivered
-  /// before the state becomes kEnded.
+  /// arrived, or if the connection is not open. The end of an open connection is found here: bytes
+  /// that arrived before it are delivered first, and the state becomes kEnded in a call that finds
+  /// no more. So call this after each wait() until it returns 0, also while only sending.
   virtual std::size_t receive(std::string& to, std::size_t most) = 0;
   /// Whether Network::wait() also ends when this connection accepts output; false at first.
   virtual void wantToSend(bool want) = 0;
@@ -115,8 +123,9 @@ class Network {
                                               const std::optional<SignIn>& signIn,
                                               std::chrono::milliseconds limit,
                                               std::function<void(ProtocolLine)> trace) = 0;
-  /// Returns once a connection has changed its state or step, has input or has ended, once one that
-  /// wants to send accepts output, after wake(), or when the time is over.
+  /// Returns once a connection has changed its state or step, as long as one has input or an end
+  /// that receive() has not taken yet, or wants to send and accepts output, after wake(), or when
+  /// the time is over. It may return without any of these.
   virtual void wait(std::chrono::milliseconds limit) = 0;
   /// Ends a wait() under way, or else the next one, at once. Any thread.
   virtual void wake() = 0;
