@@ -3,8 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/text/coded_domain.h"
-#include "platform/text/text_case.h"
+#include "platform/text/matching_text.h"
 
 namespace relaybird {
 

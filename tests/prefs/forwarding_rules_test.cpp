@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "mail/shared_components.h"
-#include "platform/text/text_case.h"
+#include "platform/text/matching_text.h"
 #include "prefs/pref_bench.h"
 
 namespace relaybird {

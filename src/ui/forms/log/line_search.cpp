@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "platform/text/text_case.h"
+#include "platform/text/matching_text.h"
 
 namespace relaybird {
 

@@ -1,20 +1,56 @@
 // SPDX-License-Identifier: MIT
-// Finds the "xn--" labels of a text and decodes each with Punycode (RFC 3492). A label that is not
-// valid Punycode is left as it is.
-#include "platform/text/coded_domain.h"
+// Letter case and internationalised domains for matching.
+//
+// Letter case: a table of ranges, made from the Unicode data, is searched for a character; the
+// scripts of nearly all text with letter case have a direct table, computed by the compiler.
+// Domains: finds the "xn--" labels of a text and decodes each with Punycode (RFC 3492). A label
+// that is not valid Punycode is left as it is.
+#include "platform/text/matching_text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <optional>
 
 #include "platform/text/ascii_text.h"
+#include "platform/text/case_folding_table.h"
 #include "platform/text/utf8_text.h"
 
 namespace relaybird {
-
 namespace {
+
+constexpr bool isOrdered() {
+  for (std::size_t i = 1; i < std::size(kFoldedRanges); ++i) {
+    if (kFoldedRanges[i].first <= kFoldedRanges[i - 1].last) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(isOrdered());
+
+constexpr char32_t moved(char32_t code, const FoldedRange& range) {
+  const bool inStep = (code - range.first) % static_cast<char32_t>(range.step) == 0;
+  return inStep ? static_cast<char32_t>(static_cast<std::int32_t>(code) + range.distance) : code;
+}
+
+// A direct table for Latin, Greek, Cyrillic and Armenian, which is nearly all text that has letter
+// case: no search in the list of ranges.
+constexpr auto kNear = [] {
+  std::array<std::uint16_t, 0x590> near{};
+  for (std::size_t code = 0; code < near.size(); ++code) {
+    near[code] = static_cast<std::uint16_t>(code);
+  }
+  for (const FoldedRange& range : kFoldedRanges) {
+    for (char32_t code = range.first; code <= range.last && code < near.size(); ++code) {
+      near[code] = static_cast<std::uint16_t>(moved(code, range));
+    }
+  }
+  return near;
+}();
 
 // The parameters of Punycode (RFC 3492 section 5).
 constexpr std::uint32_t kBase = 36;
@@ -124,6 +160,36 @@ bool isLabelCharacter(char c) {
 }
 
 }  // namespace
+
+char32_t foldCase(char32_t code) {
+  if (code < kNear.size()) {
+    return kNear[code];
+  }
+  const FoldedRange* const range = std::lower_bound(
+      std::begin(kFoldedRanges), std::end(kFoldedRanges), code,
+      [](const FoldedRange& entry, char32_t sought) { return entry.last < sought; });
+  const bool within = range != std::end(kFoldedRanges) && code >= range->first;
+  return within ? moved(code, *range) : code;
+}
+
+std::string foldCase(std::string_view text) {
+  std::string folded;
+  folded.reserve(text.size());
+  while (!text.empty()) {
+    const Utf8Character first = firstCharacter(text);
+    const std::size_t length = std::max<std::size_t>(first.length, 1);
+    const char32_t code = first.length == 0 ? first.code : foldCase(first.code);
+    if (length == 1) {
+      folded += first.length == 0 ? text.front() : static_cast<char>(code);
+    } else if (code == first.code) {
+      folded += text.substr(0, length);
+    } else {
+      appendCharacter(folded, static_cast<std::int32_t>(code));
+    }
+    text.remove_prefix(length);
+  }
+  return folded;
+}
 
 std::string withDecodedLabels(std::string_view text) {
   std::string out;
