@@ -7,14 +7,24 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "platform/result.h"
 #include "ui/forms/form_world.h"
 
 class wxHtmlHelpController;
 
 namespace relaybird::desktop {
+
+/// Takes a file of a compiled help file.
+using TakeFile = std::function<void(const std::string& path, std::string_view bytes)>;
+
+/// Reads a compiled help file and calls `take` with each file in it; the paths have no leading
+/// slash. An error is a sentence for the user. Use it for the program's own help file only: the
+/// library (chmlib) is not safe against malicious files.
+Result<void> readChm(const std::string& file, const TakeFile& take);
 
 /// The manual in a window of its own, with contents, index and search. The whole file is read when
 /// it is first shown.

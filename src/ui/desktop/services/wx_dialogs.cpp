@@ -25,7 +25,6 @@
 #include "ui/desktop/widgets/art.h"
 #include "ui/desktop/widgets/layout.h"
 #include "ui/desktop/widgets/text.h"
-#include "ui/desktop/widgets/wrapping_label.h"
 #include "ui/forms/model/dialogs.h"
 #include "ui/forms/model/form.h"
 

@@ -14,7 +14,6 @@
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/layout.h"
-#include "ui/desktop/widgets/wrapping_label.h"
 
 namespace relaybird::desktop {
 namespace {

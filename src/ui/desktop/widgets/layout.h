@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Layout helpers, so that all windows use the same distances.
+// Layout: the distances that all windows use, columns and rows, and a label that wraps its lines.
 #pragma once
 
 #include <wx/sizer.h>
+#include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/window.h>
 
@@ -32,5 +33,21 @@ wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns);
 
 /// Sets the minimum height of a single-line field, so that its text fits.
 void leaveRoomForText(wxTextCtrl& field);
+
+/// A text with its lines wrapped at a comfortable length; longer words are broken anywhere. The
+/// widget is as wide as its longest line, so nothing is cut off.
+class WrappingLabel : public wxStaticText {
+ public:
+  /// Lines have up to `longestLine` average letters of the label's font, and at most 60 % of the
+  /// screen's width.
+  explicit WrappingLabel(wxWindow* parent, int longestLine = 64);
+  /// Shows a plain text: "&" does not mark an access key. Lines may end in CR LF.
+  void show(const wxString& text);
+
+ private:
+  wxString withBreaksInWords(const wxString& text, int limit) const;
+
+  int longestLine_;
+};
 
 }  // namespace relaybird::desktop
