@@ -9,7 +9,6 @@
 #include <memory>
 #include <string>
 
-#include "engine/engine_state.h"
 #include "engine/engine_world.h"
 #include "engine/mail_session.h"
 #include "engine/status_display.h"

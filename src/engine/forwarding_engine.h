@@ -4,7 +4,6 @@
 #pragma once
 
 #include "engine/check_schedule.h"
-#include "engine/engine_state.h"
 #include "engine/engine_world.h"
 #include "engine/inbox_pass.h"
 #include "engine/mail_session.h"

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "compose/cls_security.h"
-#include "engine/engine_state.h"
 #include "engine/engine_world.h"
 #include "engine/mail_session.h"
 #include "engine/status_display.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "engine/engine_state.h"
+#include "engine/engine_world.h"
 #include "engine/status_display.h"
 #include "mail/mail_store.h"
 

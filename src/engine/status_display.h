@@ -8,7 +8,6 @@
 #include <string>
 #include <string_view>
 
-#include "engine/engine_state.h"
 #include "engine/engine_world.h"
 #include "platform/event_queue.h"
 
