@@ -11,12 +11,21 @@
 #include <exception>
 
 #include "platform/text/ascii_text.h"
+#include "platform/text/number_text.h"
 #include "platform/text/utf8_text.h"
 #include "prefs/cls_pref.h"
 
 namespace relaybird {
 
 namespace {
+
+std::int32_t size32(double size) {
+  const std::optional<std::int32_t> whole = toInt32(size);
+  if (!whole) {
+    throw MailStoreError("Overflow");
+  }
+  return *whole;
+}
 
 // Nobody could reply to a shorter sender address.
 constexpr std::size_t kShortestReplyAddress = 4;
@@ -52,6 +61,24 @@ bool isSafeItem(const SafeItem* item) {
 }
 
 }  // namespace
+
+// Doubles hold every sum of two of these sizes exactly.
+std::int32_t textSizeOf(std::string_view subject, std::string_view body) {
+  return size32(static_cast<double>(characterCount(subject)) +
+                static_cast<double>(characterCount(body)));
+}
+
+std::int32_t addedSizes(std::int32_t left, std::int32_t right) {
+  return size32(static_cast<double>(left) + right);
+}
+
+bool keepsLimit(std::int32_t size, const SizeLimit& limit) {
+  return !limit.applies || size <= size32(limit.megabytes * kBytesPerMegabyte);
+}
+
+bool keepsWholeMegabytes(std::int32_t size, const SizeLimit& limit) {
+  return !limit.applies || size <= size32(size32(limit.megabytes) * kBytesPerMegabyte);
+}
 
 clsSecurity::clsSecurity(ObjectFactory& objects, Purpose purpose)
     : objects_(objects), purpose_(purpose) {}

@@ -5,7 +5,7 @@
 #include <limits>
 #include <string>
 
-#include "compose/size_rule.h"
+#include "compose/cls_security.h"
 #include "compose/store_bench.h"
 
 namespace relaybird {
