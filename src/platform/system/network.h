@@ -64,6 +64,7 @@ struct ConnectFailure {
     kCertificate,    ///< expired, for another host, or from an unknown issuer
     kTls,            ///< any other failure of the encryption
     kSignInRefused,  ///< the server does not accept this user, secret or method
+    kBusy,           ///< the server turns everybody away for now, or this user (421, BYE and alike)
     kProtocol,       ///< the server said what this protocol does not allow
     kTimedOut,
     kClosed,  ///< the server has ended the connection
