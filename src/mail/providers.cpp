@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+// Looks the domain of an address up in the table and puts the remarks into words. What stops a
+// person comes first: no IMAP, no password accepted, an app password, access that is switched off.
+#include "mail/providers.h"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/text/ascii_text.h"
+
+namespace relaybird {
+
+namespace {
+
+// The part after the last "@", in small letters; empty if the text is not an address yet.
+std::string domainOf(std::string_view address) {
+  const std::size_t at = address.rfind('@');
+  if (at == std::string_view::npos || at == 0) {
+    return {};
+  }
+  std::string domain = asciiLower(trimmed(address.substr(at + 1)));
+  if (domain.ends_with('.')) {
+    domain.pop_back();
+  }
+  const bool whole = domain.find('.') != std::string::npos && !domain.starts_with('.');
+  return whole && domain.find_first_of(kWhiteSpace) == std::string::npos ? domain : std::string();
+}
+
+bool matches(std::string_view pattern, std::string_view domain) {
+  if (!pattern.starts_with("*.")) {
+    return pattern == domain;
+  }
+  return domain.size() >= pattern.size() && domain.ends_with(pattern.substr(1));
+}
+
+bool lists(std::string_view domains, std::string_view domain) {
+  while (!domains.empty()) {
+    const std::size_t end = std::min(domains.find(' '), domains.size());
+    if (matches(domains.substr(0, end), domain)) {
+      return true;
+    }
+    domains.remove_prefix(std::min(end + 1, domains.size()));
+  }
+  return false;
+}
+
+std::string userName(UserNameForm form, std::string_view address) {
+  return std::string(form == UserNameForm::kAddress ? address
+                                                    : address.substr(0, address.rfind('@')));
+}
+
+MailServer serverOf(const ProviderServer& server, MailProtocol protocol) {
+  return {protocol, std::string(server.host), server.port, server.security, {}};
+}
+
+// "May 2026", "2026".
+std::string dateInWords(std::string_view date) {
+  static constexpr std::array<const char*, 12> kMonths = {
+      "January", "February", "March",     "April",   "May",      "June",
+      "July",    "August",   "September", "October", "November", "December"};
+  if (date.size() != 7) {
+    return std::string(date);
+  }
+  const auto month = static_cast<std::size_t>((date[5] - '0') * 10 + (date[6] - '0') - 1);
+  return std::string(kMonths[month % kMonths.size()]) + " " + std::string(date.substr(0, 4));
+}
+
+std::string atPage(std::string_view page) {
+  return page.empty() ? "." : ": " + std::string(page);
+}
+
+// How the sign-in works, for those providers where the account's password is not enough.
+void addSignIn(const MailProvider& provider, std::vector<std::string>& remarks) {
+  const std::string name(provider.name);
+  switch (provider.signIn) {
+    case ProviderSignIn::kOauthOnly:
+      remarks.push_back(
+          name +
+          " accepts no password from mail programs. You can sign in with an account of the "
+          "desktop's online accounts, or with a command that prints an OAuth 2 token; or let the "
+          "provider send your mail on to a mailbox elsewhere.");
+      return;
+    case ProviderSignIn::kAppPassword:
+      remarks.push_back(name + " needs an app password, not the account's own. Make one" +
+                        (provider.note.page.empty() ? " in the account's security settings."
+                                                    : " at " + std::string(provider.note.page)));
+      return;
+    case ProviderSignIn::kBridge:
+      remarks.push_back(name +
+                        " can be read only through the provider's own program on this "
+                        "computer" +
+                        atPage(provider.note.page));
+      return;
+    case ProviderSignIn::kPassword:
+      break;
+  }
+  if ((provider.traits & kAppIfTwoStep) != 0) {
+    remarks.push_back(
+        "With two-step sign-in switched on, an app password is needed instead of the account's "
+        "own" +
+        atPage(provider.note.page));
+  } else if (!provider.note.page.empty()) {
+    remarks.push_back("About the password for mail programs: " + std::string(provider.note.page));
+  }
+}
+
+void addTraits(const MailProvider& provider, std::vector<std::string>& remarks) {
+  if ((provider.traits & kImapOff) != 0) {
+    remarks.emplace_back("Switch IMAP on first, in the settings of the provider's web site.");
+  }
+  if ((provider.traits & kProgramsOff) != 0) {
+    remarks.emplace_back(
+        "Allow access by mail programs first, in the account's settings on the web site.");
+  }
+  if ((provider.traits & kMailboxPassword) != 0) {
+    remarks.emplace_back("Use the mailbox's password, not that of the customer account.");
+  }
+  if (!provider.note.remark.empty()) {
+    const std::string date = dateInWords(provider.note.date);
+    remarks.push_back(std::string(provider.note.remark) + (date.empty() ? "" : " (" + date + ")"));
+  }
+  if ((provider.traits & kUncertain) != 0) {
+    remarks.emplace_back("These settings come from an old or a single source and may be wrong.");
+  }
+}
+
+Proposal unusable(const UnusableProvider& provider) {
+  Proposal result;
+  result.kind = Proposal::Kind::kNoImap;
+  result.provider = provider.name;
+  result.remarks.push_back(result.provider + " " + std::string(provider.why) +
+                           ", so no mail program can read this mailbox. You can let the provider "
+                           "send your mail on to a mailbox elsewhere, if it offers that.");
+  return result;
+}
+
+Proposal guess(std::string_view address, const std::string& domain) {
+  Proposal result;
+  result.kind = Proposal::Kind::kGuess;
+  result.imap = {MailProtocol::kImap, "imap." + domain, 993, Security::kTls, {}};
+  result.smtp = {MailProtocol::kSmtp, "smtp." + domain, 465, Security::kTls, {}};
+  result.imapUser = std::string(address);
+  result.smtpUser = std::string(address);
+  result.remarks.push_back("The provider of " + domain +
+                           " is not in the list. Its web site names the servers; a guess is " +
+                           result.imap.host + " and " + result.smtp.host + ".");
+  return result;
+}
+
+}  // namespace
+
+Proposal proposalFrom(const MailProvider& provider, std::string_view address) {
+  const std::string_view whole = trimmed(address);
+  Proposal result;
+  result.kind = Proposal::Kind::kFound;
+  result.provider = provider.name;
+  result.imap = serverOf(provider.imap, MailProtocol::kImap);
+  result.smtp = serverOf(provider.smtp, MailProtocol::kSmtp);
+  result.imapUser = userName(provider.imap.user, whole);
+  result.smtpUser = userName(provider.smtp.user, whole);
+  result.signIn = provider.signIn;
+  result.page = provider.note.page;
+  result.codesInGroups = (provider.traits & kCodesInGroups) != 0;
+  addSignIn(provider, result.remarks);
+  addTraits(provider, result.remarks);
+  return result;
+}
+
+// Whole names come before patterns, whatever the order of the table.
+Proposal proposalFor(std::string_view address) {
+  const std::string domain = domainOf(address);
+  if (domain.empty()) {
+    return {};
+  }
+  for (const UnusableProvider& provider : unusableProviders()) {
+    if (lists(provider.domains, domain)) {
+      return unusable(provider);
+    }
+  }
+  for (const MailProvider& provider : mailProviders()) {
+    if (lists(provider.domains, domain)) {
+      return proposalFrom(provider, address);
+    }
+  }
+  return guess(trimmed(address), domain);
+}
+
+Secret withoutGroups(const Secret& password, const Proposal& proposal) {
+  constexpr std::size_t kLetters = 16;
+  constexpr std::size_t kGroup = 4;
+  // The non-breaking space is what a browser may copy instead of a blank.
+  constexpr std::string_view kHardSpace = "\xc2\xa0";
+  const std::string_view typed = trimmed(password.bytes());
+  if (!proposal.codesInGroups) {
+    return password;
+  }
+  std::array<char, kLetters> letters{};
+  std::size_t count = 0;
+  bool fits = true;
+  for (std::size_t i = 0; i < typed.size() && fits; ++i) {
+    const bool hard = typed.substr(i).starts_with(kHardSpace);
+    if (typed[i] == ' ' || hard) {
+      fits = count > 0 && count % kGroup == 0;
+      i += hard ? 1 : 0;
+    } else {
+      fits = isLetterOrDigit(typed[i]) && count < kLetters;
+      letters[std::min(count, kLetters - 1)] = typed[i];
+      ++count;
+    }
+  }
+  Secret result = fits && count == kLetters ? Secret({letters.data(), kLetters}) : password;
+  // The Secret overwrites its own copy; this one is overwritten by hand, the same way.
+  volatile char* const bytes = letters.data();
+  for (std::size_t i = 0; i < kLetters; ++i) {
+    bytes[i] = 0;
+  }
+  return result;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+// What is proposed for an address, and that the table keeps its own rules.
+#include "mail/providers.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "platform/text/ascii_text.h"
+
+namespace relaybird {
+namespace {
+
+using Kind = Proposal::Kind;
+
+std::vector<std::string> words(std::string_view text) {
+  std::istringstream in{std::string(text)};
+  return {std::istream_iterator<std::string>(in), {}};
+}
+
+std::string allRemarks(const Proposal& proposal) {
+  std::string text;
+  for (const std::string& remark : proposal.remarks) {
+    text += remark + "\n";
+  }
+  return text;
+}
+
+bool says(const Proposal& proposal, const std::string& part) {
+  return allRemarks(proposal).find(part) != std::string::npos;
+}
+
+TEST(Providers, AKnownAddressHasBothServers) {
+  const Proposal gmail = proposalFor("ann@gmail.com");
+  EXPECT_EQ(gmail.kind, Kind::kFound);
+  EXPECT_EQ(gmail.provider, "Gmail");
+  EXPECT_EQ(gmail.imap.protocol, MailProtocol::kImap);
+  EXPECT_EQ(gmail.imap.host, "imap.gmail.com");
+  EXPECT_EQ(gmail.imap.port, 993);
+  EXPECT_EQ(gmail.imap.security, Security::kTls);
+  EXPECT_EQ(gmail.smtp.protocol, MailProtocol::kSmtp);
+  EXPECT_EQ(gmail.smtp.host, "smtp.gmail.com");
+  EXPECT_EQ(gmail.smtp.port, 465);
+  EXPECT_EQ(gmail.imapUser, "ann@gmail.com");
+  EXPECT_EQ(gmail.signIn, ProviderSignIn::kAppPassword);
+  EXPECT_EQ(gmail.page, "https://myaccount.google.com/apppasswords");
+  EXPECT_EQ(gmail.remarks.front(),
+            "Gmail needs an app password, not the account's own. Make one at "
+            "https://myaccount.google.com/apppasswords");
+  EXPECT_TRUE(says(gmail, "(May 2026)"));
+}
+
+TEST(Providers, TheLetterCaseAndBlanksOfADomainDoNotMatter) {
+  EXPECT_EQ(proposalFor(" Ann@GMail.Com ").provider, "Gmail");
+  EXPECT_EQ(proposalFor(" Ann@GMail.Com ").imapUser, "Ann@GMail.Com");
+  EXPECT_EQ(proposalFor("ann@gmail.com.").provider, "Gmail");
+  EXPECT_EQ(proposalFor("\"odd@name\"@gmail.com").provider, "Gmail");
+}
+
+TEST(Providers, UserNamesOfTheTwoServersMayDiffer) {
+  const Proposal icloud = proposalFor("ann@icloud.com");
+  EXPECT_EQ(icloud.imapUser, "ann");
+  EXPECT_EQ(icloud.smtpUser, "ann@icloud.com");
+  EXPECT_EQ(icloud.smtp.security, Security::kStartTls);
+  EXPECT_EQ(icloud.smtp.port, 587);
+}
+
+TEST(Providers, APatternStandsForAnyNameBeforeIt) {
+  const Proposal tenant = proposalFor("ann@firm.onmicrosoft.com");
+  EXPECT_EQ(tenant.provider, "Microsoft 365 (work or school)");
+  EXPECT_EQ(proposalFor("ann@some.where.rr.com").provider, "Spectrum Road Runner (TWC)");
+  EXPECT_EQ(proposalFor("ann@notrr.com").kind, Kind::kGuess);
+  EXPECT_EQ(proposalFor("ann@mail.gmail.com").kind, Kind::kGuess);
+}
+
+TEST(Providers, AProviderWithoutPasswordsIsSaidBeforeOneIsAskedFor) {
+  const Proposal outlook = proposalFor("ann@outlook.com");
+  EXPECT_EQ(outlook.signIn, ProviderSignIn::kOauthOnly);
+  EXPECT_NE(outlook.remarks.front().find("accepts no password from mail programs"),
+            std::string::npos);
+  EXPECT_NE(outlook.remarks.front().find("online accounts"), std::string::npos);
+  EXPECT_TRUE(says(outlook, "(September 2026)"));
+}
+
+TEST(Providers, AMailboxThatNoProgramReadsIsSaid) {
+  const Proposal tuta = proposalFor("ann@tutanota.com");
+  EXPECT_EQ(tuta.kind, Kind::kNoImap);
+  EXPECT_EQ(tuta.provider, "Tuta");
+  EXPECT_EQ(tuta.imap.host, "");
+  EXPECT_TRUE(says(tuta, "Tuta offers no IMAP"));
+}
+
+TEST(Providers, AnUnknownDomainGetsAGuessThatIsCalledOne) {
+  const Proposal guess = proposalFor("ann@firm.example");
+  EXPECT_EQ(guess.kind, Kind::kGuess);
+  EXPECT_EQ(guess.provider, "");
+  EXPECT_EQ(guess.imap.host, "imap.firm.example");
+  EXPECT_EQ(guess.smtp.host, "smtp.firm.example");
+  EXPECT_TRUE(says(guess, "a guess is"));
+}
+
+TEST(Providers, WhatIsNoAddressYetGetsNothing) {
+  for (const char* text : {"", "ann", "ann@", "@gmail.com", "ann@gmail", "ann@.com", "a@b c.com"}) {
+    EXPECT_EQ(proposalFor(text).kind, Kind::kNoAddress) << text;
+  }
+}
+
+TEST(Providers, AnOwnDomainIsSetUpFromTheProviderThatRunsIt) {
+  const auto all = mailProviders();
+  const auto fastmail = std::find_if(all.begin(), all.end(),
+                                     [](const MailProvider& p) { return p.id == "fastmail"; });
+  ASSERT_NE(fastmail, all.end());
+  EXPECT_NE(fastmail->traits & kOwnDomains, 0);
+  const Proposal proposal = proposalFrom(*fastmail, "ann@firm.example");
+  EXPECT_EQ(proposal.imap.host, "imap.fastmail.com");
+  EXPECT_EQ(proposal.imapUser, "ann@firm.example");
+}
+
+TEST(Providers, AccessThatIsOffIsSaid) {
+  EXPECT_TRUE(says(proposalFor("a@gmx.de"), "Switch IMAP on first"));
+  EXPECT_TRUE(says(proposalFor("a@gmx.de"), "With two-step sign-in switched on"));
+  EXPECT_TRUE(says(proposalFor("a@inbox.lv"), "Allow access by mail programs first"));
+  EXPECT_TRUE(says(proposalFor("a@centrum.cz"), "may be wrong"));
+}
+
+std::string typed(const std::string& password, const std::string& address) {
+  return std::string(withoutGroups(Secret(password), proposalFor(address)).bytes());
+}
+
+TEST(Providers, BlanksGoOutOfAnAppPasswordInGroupsAlone) {
+  EXPECT_EQ(typed("abcd efgh ijkl mnop", "a@gmail.com"), "abcdefghijklmnop");
+  EXPECT_EQ(typed(" abcd efgh ijkl mnop ", "a@gmail.com"), "abcdefghijklmnop");
+  EXPECT_EQ(typed("abcd\xc2\xa0"
+                  "efgh ijkl mnop",
+                  "a@gmail.com"),
+            "abcdefghijklmnop");
+  EXPECT_EQ(typed("abcdefghijklmnop", "a@gmail.com"), "abcdefghijklmnop");
+  for (const char* other : {"abcd efgh ijkl mno", "abc defg hijk lmnop", "abcd efgh ijkl mnopq",
+                            "my own password", "abcd efgh ijkl mno!", " secret ", ""}) {
+    EXPECT_EQ(typed(other, "a@gmail.com"), other);
+  }
+  EXPECT_EQ(typed("abcd efgh ijkl mnop", "a@gmx.de"), "abcd efgh ijkl mnop");
+}
+
+// The table's own rules: a mistake here would be a wrong server for somebody.
+TEST(ProviderTable, EveryRowIsWhole) {
+  std::string before;
+  for (const MailProvider& provider : mailProviders()) {
+    const std::string id(provider.id);
+    EXPECT_LT(before, id) << "not in order";
+    before = id;
+    EXPECT_FALSE(provider.name.empty()) << id;
+    EXPECT_FALSE(words(provider.domains).empty()) << id;
+    for (const ProviderServer& server : {provider.imap, provider.smtp}) {
+      EXPECT_EQ(server.host, asciiLower(server.host)) << id;
+      EXPECT_EQ(server.host.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789.-"),
+                std::string_view::npos)
+          << id;
+      EXPECT_NE(server.host.find('.'), std::string_view::npos) << id;
+      EXPECT_NE(server.security, Security::kNone) << id;
+    }
+    EXPECT_TRUE(provider.imap.port == 993 || provider.imap.port == 143 ||
+                provider.imap.port == 1143)
+        << id;
+    EXPECT_EQ(provider.imap.port == 993, provider.imap.security == Security::kTls) << id;
+    const ProviderNote& note = provider.note;
+    EXPECT_TRUE(note.page.empty() || note.page.starts_with("http")) << id;
+    EXPECT_TRUE(note.remark.empty() || note.remark.ends_with('.')) << id;
+    EXPECT_TRUE(note.date.empty() || !note.remark.empty()) << id;
+    EXPECT_TRUE(note.date.empty() || note.date.size() == 4 || note.date.size() == 7) << id;
+  }
+}
+
+TEST(ProviderTable, ADomainBelongsToOneProvider) {
+  std::map<std::string, std::string> owners;
+  const auto take = [&](std::string_view domains, std::string_view owner) {
+    for (const std::string& domain : words(domains)) {
+      EXPECT_EQ(domain, asciiLower(domain));
+      EXPECT_NE(domain.find('.'), std::string::npos) << domain;
+      const auto [at, isNew] = owners.try_emplace(domain, owner);
+      EXPECT_TRUE(isNew || at->second == owner)
+          << domain << " is of " << owner << " and " << at->second;
+    }
+  };
+  for (const MailProvider& provider : mailProviders()) {
+    take(provider.domains, provider.id);
+  }
+  for (const UnusableProvider& provider : unusableProviders()) {
+    take(provider.domains, provider.name);
+  }
+  EXPECT_GT(owners.size(), 1000u);
+}
+
+// No whole name is hidden behind a pattern of another provider.
+TEST(ProviderTable, EveryDomainIsFoundAtItsOwnProvider) {
+  for (const MailProvider& provider : mailProviders()) {
+    for (std::string domain : words(provider.domains)) {
+      if (domain.starts_with("*")) {
+        domain.replace(0, 1, "any");
+      }
+      EXPECT_EQ(proposalFor("a@" + domain).provider, provider.name) << domain;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace relaybird
