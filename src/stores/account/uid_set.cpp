@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+#include "stores/account/uid_set.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <utility>
+
+namespace relaybird {
+namespace {
+
+// Takes a number from 1 on off the text.
+std::optional<std::uint32_t> takeNumber(std::string_view& text) {
+  std::uint32_t number = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (read.ec != std::errc() || number == 0) {
+    return std::nullopt;
+  }
+  text.remove_prefix(static_cast<std::size_t>(read.ptr - text.data()));
+  return number;
+}
+
+// The first range that does not end before `uid`.
+template <class Ranges>
+auto rangeAt(Ranges& ranges, std::uint32_t uid) {
+  return std::lower_bound(
+      ranges.begin(), ranges.end(), uid,
+      [](const UidSet::Range& range, std::uint32_t wanted) { return range.last < wanted; });
+}
+
+}  // namespace
+
+UidSet::UidSet(std::vector<std::uint32_t> uids) {
+  std::sort(uids.begin(), uids.end());
+  for (const std::uint32_t uid : uids) {
+    add(uid);
+  }
+}
+
+std::optional<UidSet> UidSet::parse(std::string_view text) {
+  UidSet result;
+  std::vector<Range> ranges;
+  while (true) {
+    const auto first = takeNumber(text);
+    auto last = first;
+    if (first && text.starts_with(':')) {
+      text.remove_prefix(1);
+      last = takeNumber(text);
+    }
+    if (!first || !last) {
+      return std::nullopt;
+    }
+    ranges.push_back({std::min(*first, *last), std::max(*first, *last)});
+    if (text.empty()) {
+      break;
+    }
+    if (text.front() != ',') {
+      return std::nullopt;
+    }
+    text.remove_prefix(1);
+  }
+  result.ranges_ = std::move(ranges);
+  result.merge();
+  return result;
+}
+
+void UidSet::add(std::uint32_t first, std::uint32_t last) {
+  if (first > last) {
+    std::swap(first, last);
+  }
+  if (ranges_.empty() || first > ranges_.back().last) {
+    if (!ranges_.empty() && first == ranges_.back().last + 1) {
+      ranges_.back().last = last;
+    } else {
+      ranges_.push_back({first, last});
+    }
+    return;
+  }
+  if (contains(first) && contains(last) && rangeAt(ranges_, first) == rangeAt(ranges_, last)) {
+    return;
+  }
+  ranges_.insert(rangeAt(ranges_, first), {first, last});
+  merge();
+}
+
+void UidSet::remove(std::uint32_t uid) {
+  const auto range = rangeAt(ranges_, uid);
+  if (range == ranges_.end() || range->first > uid) {
+    return;
+  }
+  const Range whole = *range;
+  if (whole.first == whole.last) {
+    ranges_.erase(range);
+  } else if (uid == whole.first) {
+    ++range->first;
+  } else if (uid == whole.last) {
+    --range->last;
+  } else {
+    range->last = uid - 1;
+    ranges_.insert(std::next(range), {uid + 1, whole.last});
+  }
+}
+
+bool UidSet::contains(std::uint32_t uid) const {
+  const auto range = rangeAt(ranges_, uid);
+  return range != ranges_.end() && range->first <= uid;
+}
+
+std::uint64_t UidSet::count() const {
+  std::uint64_t total = 0;
+  for (const Range& range : ranges_) {
+    total += std::uint64_t{range.last} - range.first + 1;
+  }
+  return total;
+}
+
+std::vector<std::uint32_t> UidSet::uids(std::size_t most) const {
+  std::vector<std::uint32_t> result;
+  for (const Range& range : ranges_) {
+    for (std::uint64_t uid = range.first; uid <= range.last; ++uid) {
+      if (result.size() == most) {
+        return result;
+      }
+      result.push_back(static_cast<std::uint32_t>(uid));
+    }
+  }
+  return result;
+}
+
+std::string UidSet::text() const {
+  std::string result;
+  for (const Range& range : ranges_) {
+    result += result.empty() ? "" : ",";
+    result += std::to_string(range.first);
+    if (range.last != range.first) {
+      result += ':' + std::to_string(range.last);
+    }
+  }
+  return result;
+}
+
+// Sorts, and joins what overlaps or adjoins.
+void UidSet::merge() {
+  std::sort(ranges_.begin(), ranges_.end(),
+            [](const Range& a, const Range& b) { return a.first < b.first; });
+  std::vector<Range> merged;
+  for (const Range& range : ranges_) {
+    if (!merged.empty() && range.first <= std::uint64_t{merged.back().last} + 1) {
+      merged.back().last = std::max(merged.back().last, range.last);
+    } else {
+      merged.push_back(range);
+    }
+  }
+  ranges_ = std::move(merged);
+}
+
+}  // namespace relaybird

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// Sets of message numbers as IMAP writes them ("1:4,7,9:12", RFC 9051 section 9, sequence-set), in
+// the memory of their ranges: a server may name four thousand million messages in a few bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace relaybird {
+
+class UidSet {
+ public:
+  struct Range {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;  ///< not below `first`
+    bool operator==(const Range&) const = default;
+  };
+
+  UidSet() = default;
+  /// In any order.
+  explicit UidSet(std::vector<std::uint32_t> uids);
+  /// Nothing if the text is not a set of numbers from 1 on. "*" is not accepted: no server sends
+  /// it.
+  static std::optional<UidSet> parse(std::string_view text);
+
+  /// Adds first..last in either order. Amortised constant time if the numbers rise.
+  void add(std::uint32_t first, std::uint32_t last);
+  void add(std::uint32_t uid) { add(uid, uid); }
+  void remove(std::uint32_t uid);
+  bool contains(std::uint32_t uid) const;
+
+  bool empty() const { return ranges_.empty(); }
+  std::uint64_t count() const;
+  /// Rising, neither overlapping nor adjoining.
+  const std::vector<Range>& ranges() const { return ranges_; }
+  /// The members from the lowest on, at most `most` of them.
+  std::vector<std::uint32_t> uids(std::size_t most) const;
+  /// In the shortest form; empty for the empty set, which IMAP cannot express.
+  std::string text() const;
+
+  bool operator==(const UidSet&) const = default;
+
+ private:
+  void merge();
+
+  std::vector<Range> ranges_;
+};
+
+}  // namespace relaybird

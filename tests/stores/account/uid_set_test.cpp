@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#include "stores/account/uid_set.h"
+
+#include <gtest/gtest.h>
+
+namespace relaybird {
+namespace {
+
+TEST(UidSet, IsWrittenInRanges) {
+  EXPECT_EQ(UidSet({1, 2, 3, 4, 7, 9, 10}).text(), "1:4,7,9:10");
+  EXPECT_EQ(UidSet({5}).text(), "5");
+  EXPECT_EQ(UidSet().text(), "");
+}
+
+TEST(UidSet, TakesNumbersInAnyOrder) {
+  UidSet set({9, 1, 2, 10, 2, 3});
+  EXPECT_EQ(set.text(), "1:3,9:10");
+  set.add(8, 4);
+  EXPECT_EQ(set.text(), "1:10");
+  set.add(20);
+  set.add(12, 30);
+  EXPECT_EQ(set.text(), "1:10,12:30");
+  set.add(2);
+  EXPECT_EQ(set.count(), 29U);
+}
+
+TEST(UidSet, ReadsWhatServersSend) {
+  EXPECT_EQ(UidSet::parse("3")->text(), "3");
+  EXPECT_EQ(UidSet::parse("300:310,405,411")->text(), "300:310,405,411");
+  EXPECT_EQ(UidSet::parse("9:7,1,8")->text(), "1,7:9");
+  EXPECT_EQ(UidSet::parse("1:4294967295")->count(), 4294967295U);
+}
+
+TEST(UidSet, RefusesWhatIsNotASet) {
+  for (const char* text : {"", "0", "1,", ",1", "1:", ":2", "*", "1:*", "1 2", "4294967296", "-1",
+                           "1,,2", "0:3", "a"}) {
+    EXPECT_FALSE(UidSet::parse(text)) << text;
+  }
+}
+
+TEST(UidSet, RemovesMembers) {
+  UidSet set({1, 2, 3, 4, 5, 8});
+  set.remove(3);
+  EXPECT_EQ(set.text(), "1:2,4:5,8");
+  set.remove(1);
+  set.remove(5);
+  set.remove(8);
+  set.remove(7);
+  EXPECT_EQ(set.text(), "2,4");
+  EXPECT_TRUE(set.contains(4));
+  EXPECT_FALSE(set.contains(3));
+}
+
+TEST(UidSet, ListsItsFirstMembersAndNoMore) {
+  EXPECT_EQ(UidSet::parse("5:4294967295")->uids(3), (std::vector<std::uint32_t>{5, 6, 7}));
+  EXPECT_EQ(UidSet::parse("4294967294:4294967295")->uids(9).size(), 2U);
+}
+
+}  // namespace
+}  // namespace relaybird
