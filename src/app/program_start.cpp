@@ -18,6 +18,7 @@
 
 #include "message/text/libraries.h"
 #include "platform/file_system.h"
+#include "platform/posix/secret_pages.h"
 
 namespace relaybird {
 namespace {
@@ -42,6 +43,8 @@ void prepareProcess() {
   // Where the parent ignored SIGCHLD, waitpid() would find no exit status.
   std::signal(SIGCHLD, SIG_DFL);
   std::signal(SIGPIPE, SIG_IGN);
+  static auto* const secretPages = new SecretPages;  // never destroyed: statics may hold secrets
+  keepSecretsIn(*secretPages);
   prepareLibraries();
 }
 
@@ -84,6 +87,11 @@ LocalIdentity localIdentity() {
     identity.homeFolder = home;
   }
   return identity;
+}
+
+std::string credentialFolder() {
+  const char* const folder = std::getenv("CREDENTIALS_DIRECTORY");
+  return folder != nullptr && *folder == '/' ? folder : "";
 }
 
 std::string programFolder() {

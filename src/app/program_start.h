@@ -16,8 +16,8 @@ namespace relaybird {
 /// The first call in main, before any thread. Repairs what the parent process may have handed down:
 /// standard streams that are closed become the null device, so that no file of the program ever
 /// gets their numbers; a broken pipe becomes an error instead of ending the process; and the exit
-/// status of a delivery command, which tells whether a message was taken, is not lost. Then makes
-/// the libraries ready that threads share.
+/// status of a delivery command, which tells whether a message was taken, is not lost. Then chooses
+/// the memory of secrets, and makes the libraries ready that threads share.
 void prepareProcess();
 
 /// The identity of a program of this release.
@@ -30,6 +30,10 @@ std::optional<int> answerArguments(const ProgramIdentity& identity, std::string_
 
 /// The user who runs the program.
 LocalIdentity localIdentity();
+
+/// Where the service manager puts the credentials of the service that the program is
+/// ($CREDENTIALS_DIRECTORY, systemd.exec (5)); empty where it has given none.
+std::string credentialFolder();
 
 /// The folder of the running program, links resolved; empty where the system does not tell.
 std::string programFolder();

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace relaybird {
 namespace {
@@ -35,6 +37,72 @@ TEST(Secret, IsEmptyOnceItHasMoved) {
   third = std::move(other);
   EXPECT_TRUE(other.empty());  // NOLINT(bugprone-use-after-move)
   EXPECT_EQ(third.bytes(), "open sesame");
+}
+
+TEST(Secret, CanBeFilledInPlaceAndCut) {
+  Secret secret = Secret::ofSize(6);
+  EXPECT_EQ(secret.bytes(), std::string_view("\0\0\0\0\0\0", 6));
+  std::ranges::copy(std::string_view("sesame"), secret.writable().data());
+  secret.cut(3);
+  EXPECT_EQ(secret.bytes(), "ses");
+  secret.cut(4);
+  EXPECT_EQ(secret.bytes(), "ses");
+  EXPECT_TRUE(Secret::ofSize(0).empty());
+}
+
+// Memory that keeps a picture of what it is given back.
+class WatchedMemory : public SecretMemory {
+ public:
+  char* take(std::size_t size) override {
+    taken += size;
+    return new char[size];
+  }
+  void giveBack(char* bytes, std::size_t size) override {
+    returned.emplace_back(bytes, size);
+    taken -= size;
+    delete[] bytes;
+  }
+  std::size_t taken = 0;
+  std::vector<std::string> returned;
+};
+
+class SecretMemoryTest : public testing::Test {
+ protected:
+  SecretMemoryTest() { keepSecretsIn(memory_); }
+  ~SecretMemoryTest() override { keepSecretsIn(ordinary_); }
+
+  // Other tests of this process go on with memory of an ordinary kind.
+  static WatchedMemory& ordinary() {
+    static auto* const memory = new WatchedMemory;
+    return *memory;
+  }
+  WatchedMemory memory_;
+
+ private:
+  WatchedMemory& ordinary_ = ordinary();
+};
+
+TEST_F(SecretMemoryTest, GetsItBackOverwrittenHoweverTheSecretEnds) {
+  {
+    Secret secret("open sesame");
+    Secret copy = secret;
+    copy = Secret("another");
+    copy.cut(2);
+    Secret moved = std::move(secret);
+    moved = std::move(copy);
+  }
+  EXPECT_EQ(memory_.taken, 0U);
+  EXPECT_EQ(memory_.returned.size(), 3U);
+  for (const std::string& bytes : memory_.returned) {
+    EXPECT_EQ(bytes, std::string(bytes.size(), '\0'));
+  }
+}
+
+TEST_F(SecretMemoryTest, CuttingOverwritesTheRestAtOnce) {
+  Secret secret("open sesame");
+  const char* const bytes = secret.bytes().data();
+  secret.cut(4);
+  EXPECT_EQ(std::string(bytes, 11), std::string("open\0\0\0\0\0\0\0", 11));
 }
 
 }  // namespace

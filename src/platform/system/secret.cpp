@@ -2,13 +2,48 @@
 #include "platform/system/secret.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 namespace relaybird {
 
-Secret::Secret(std::string_view bytes)
-    : bytes_(std::make_unique<char[]>(bytes.size())), size_(bytes.size()) {
-  std::copy(bytes.begin(), bytes.end(), bytes_.get());
+namespace {
+
+class OrdinaryMemory : public SecretMemory {
+ public:
+  char* take(std::size_t size) override { return new char[size]; }
+  void giveBack(char* bytes, std::size_t) override { delete[] bytes; }
+};
+
+// Never destroyed: a secret may be the last thing that ends.
+SecretMemory& ordinaryMemory() {
+  static SecretMemory* const memory = new OrdinaryMemory;
+  return *memory;
+}
+
+std::atomic<SecretMemory*> chosen = nullptr;
+
+}  // namespace
+
+void keepSecretsIn(SecretMemory& memory) {
+  chosen = &memory;
+}
+
+Secret Secret::ofSize(std::size_t size) {
+  Secret secret;
+  if (size > 0) {
+    SecretMemory* const memory = chosen;
+    secret.memory_ = memory != nullptr ? memory : &ordinaryMemory();
+    secret.bytes_ = secret.memory_->take(size);
+    secret.size_ = size;
+    secret.taken_ = size;
+    std::ranges::fill(secret.writable(), '\0');
+  }
+  return secret;
+}
+
+Secret::Secret(std::string_view bytes) : Secret(ofSize(bytes.size())) {
+  std::ranges::copy(bytes, bytes_);
 }
 
 Secret::~Secret() {
@@ -25,24 +60,44 @@ Secret& Secret::operator=(const Secret& other) {
 }
 
 Secret::Secret(Secret&& other) noexcept
-    : bytes_(std::move(other.bytes_)), size_(std::exchange(other.size_, 0)) {}
+    : bytes_(std::exchange(other.bytes_, nullptr)),
+      size_(std::exchange(other.size_, 0)),
+      taken_(std::exchange(other.taken_, 0)),
+      memory_(other.memory_) {}
 
 Secret& Secret::operator=(Secret&& other) noexcept {
-  wipe();
-  bytes_ = std::move(other.bytes_);
-  size_ = std::exchange(other.size_, 0);
+  if (this != &other) {
+    wipe();
+    bytes_ = std::exchange(other.bytes_, nullptr);
+    size_ = std::exchange(other.size_, 0);
+    taken_ = std::exchange(other.taken_, 0);
+    memory_ = other.memory_;
+  }
   return *this;
+}
+
+void Secret::cut(std::size_t size) {
+  if (size < size_) {
+    overwrite(writable().subspan(size));
+    size_ = size;
+  }
+}
+
+void Secret::wipe() {
+  if (bytes_ != nullptr) {
+    overwrite({bytes_, taken_});
+    memory_->giveBack(std::exchange(bytes_, nullptr), std::exchange(taken_, 0));
+  }
+  size_ = 0;
 }
 
 // Written through a volatile pointer, because a compiler leaves out writes to memory that is about
 // to be freed.
-void Secret::wipe() {
-  volatile char* at = bytes_.get();
-  for (std::size_t i = 0; i < size_; ++i) {
+void overwrite(std::span<char> bytes) {
+  volatile char* const at = bytes.data();
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
     at[i] = 0;
   }
-  bytes_.reset();
-  size_ = 0;
 }
 
 }  // namespace relaybird
