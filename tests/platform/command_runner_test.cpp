@@ -251,6 +251,43 @@ TEST_F(CommandRunnerTest, ButNotForEver) {
   EXPECT_EQ(result.end, End::kCancelled);
 }
 
+TEST_F(CommandRunnerTest, ASecretIsItsOutputAloneAndTheErrorsAreKeptApart) {
+  const auto result =
+      runner.runForSecret({script("echo warning >&2; echo sesame; cat")}, kLong, {});
+  EXPECT_EQ(result.command.end, End::kExited);
+  EXPECT_EQ(result.command.code, 0);
+  EXPECT_EQ(result.secret.bytes(), "sesame\n");
+  EXPECT_EQ(result.command.output, "warning\n");
+}
+
+TEST_F(CommandRunnerTest, MuchSecretOutputIsReadAndTheRestDropped) {
+  const auto result = runner.runForSecret(
+      {script("yes | head -c 1000000; yes no | head -c 1000000 >&2; exit 3")}, kLong, {});
+  EXPECT_EQ(result.command.code, 3);
+  EXPECT_THAT(result.secret.bytes(), SizeIs(kSecretOutputLimit));
+  EXPECT_THAT(result.command.output, SizeIs(kOutputLimit));
+}
+
+TEST_F(CommandRunnerTest, ASecretCommandThatClosesItsOutputEarlyIsWaitedFor) {
+  const auto result =
+      runner.runForSecret({script("echo sesame; exec >&- 2>&-; sleep 0.02; exit 7")}, kLong, {});
+  EXPECT_EQ(result.command.code, 7);
+  EXPECT_EQ(result.secret.bytes(), "sesame\n");
+}
+
+TEST_F(CommandRunnerTest, AStopEndsASecretCommandAtOnce) {
+  std::stop_source stop;
+  stop.request_stop();
+  const auto result = runner.runForSecret({script("sleep 1000")}, kLong, stop.get_token());
+  EXPECT_EQ(result.command.end, End::kCancelled);
+}
+
+TEST_F(CommandRunnerTest, ASecretCommandThatIsMissingIsNotStarted) {
+  const auto result = runner.runForSecret({temp.path("missing")}, kLong, {});
+  EXPECT_EQ(result.command.end, End::kNotStarted);
+  EXPECT_EQ(result.command.code, ENOENT);
+}
+
 TEST_F(CommandRunnerTest, TheCommandInheritsNoOpenFilesAndNoBlockedSignals) {
   const int open = ::open("/dev/null", O_RDONLY);  // without O_CLOEXEC, as some library might
   ASSERT_GT(open, 2);

@@ -84,12 +84,7 @@ Outcome outcomeOfStartFailure(const CommandResult& result, const std::string& pr
 }  // namespace
 
 Result<std::vector<std::string>> splitCommand(std::string_view command) {
-  std::vector<std::string> parts;
-  for (std::size_t begin = command.find_first_not_of(kWhiteSpace); begin != command.npos;) {
-    const std::size_t end = std::min(command.find_first_of(kWhiteSpace, begin), command.size());
-    parts.emplace_back(command.substr(begin, end - begin));
-    begin = command.find_first_not_of(kWhiteSpace, end);
-  }
+  std::vector<std::string> parts = commandWords(command);
   if (parts.empty()) {
     return Error{0, "The delivery command is empty"};
   }

@@ -35,11 +35,11 @@ constexpr milliseconds kLookAgain{100};
 // The streams, signals and process group of a new process.
 class SpawnPlan {
  public:
-  SpawnPlan(int input, int output) {
+  SpawnPlan(int input, int output, int errors) {
     posix_spawn_file_actions_init(&actions_);
     posix_spawn_file_actions_adddup2(&actions_, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions_, output, STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions_, errors, STDERR_FILENO);
 #if defined(__GLIBC__) && defined(__GLIBC_PREREQ)
 #if __GLIBC_PREREQ(2, 34)
     // Our own descriptors are close-on-exec; those of libraries may not be.
@@ -81,14 +81,58 @@ class SpawnPlan {
   posix_spawnattr_t attributes_;
 };
 
-// A command while it runs.
+// What a command writes. The beginning is kept, the rest is read and dropped. All of it is
+// overwritten at the end, as it may be a password.
+class Stream {
+ public:
+  Stream(Descriptor from, std::size_t limit)
+      : from_(std::move(from)), limit_(limit), bytes_(Secret::ofSize(limit + kRest)) {}
+
+  bool open() const { return static_cast<bool>(from_); }
+  pollfd toPoll() const { return {from_.get(), POLLIN, 0}; }
+
+  void listen() {
+    // Bounded, so that a background process that writes without end cannot keep us here.
+    for (int round = 0; round < 64 && from_; ++round) {
+      const auto room = bytes_.writable().subspan(size_);
+      const ssize_t count = read(from_.get(), room.data(), room.size());
+      if (count < 0 && errno == EINTR) {
+        continue;
+      }
+      if (count < 0 && errno == EAGAIN) {
+        return;
+      }
+      if (count <= 0) {
+        (void)from_.close();
+        return;
+      }
+      size_ = std::min(limit_, size_ + static_cast<std::size_t>(count));
+    }
+  }
+
+  Secret take() {
+    bytes_.cut(size_);
+    return std::move(bytes_);
+  }
+
+ private:
+  static constexpr std::size_t kRest = 4096;  // where bytes beyond the limit are read to
+
+  Descriptor from_;
+  std::size_t limit_;
+  Secret bytes_;
+  std::size_t size_ = 0;
+};
+
+// A command while it runs. Its two outputs may be one stream, `output`.
 class Run {
  public:
-  Run(pid_t process, Descriptor input, Descriptor output, std::size_t inputSize)
+  Run(pid_t process, Descriptor input, std::size_t inputSize, Stream output, Stream secrets)
       : process_(process),
         input_(std::move(input)),
+        inputSize_(inputSize),
         output_(std::move(output)),
-        inputSize_(inputSize) {}
+        secrets_(std::move(secrets)) {}
 
   // The command and this program share the file position. A command that opens its input anew as
   // /dev/stdin counts as having read nothing.
@@ -100,10 +144,11 @@ class Run {
   // Reads the output until `wakeUp` is readable (-1: none) or the time is over, then checks whether
   // the command has ended.
   void step(milliseconds longest, int wakeUp) {
-    const milliseconds look = output_ ? kLookAgain : std::exchange(look_, nextLook());
-    std::array<pollfd, 2> waits = {pollfd{output_.get(), POLLIN, 0}, {wakeUp, POLLIN, 0}};
+    const bool silent = !output_.open() && !secrets_.open();
+    const milliseconds look = silent ? std::exchange(look_, nextLook()) : kLookAgain;
+    std::array<pollfd, 3> waits = {output_.toPoll(), secrets_.toPoll(), {wakeUp, POLLIN, 0}};
     const int timeout = static_cast<int>(std::min(longest, look).count());
-    if (poll(waits.data(), waits.size(), timeout) > 0 && waits[0].revents != 0) {
+    if (poll(waits.data(), waits.size(), timeout) > 0) {
       listen();
     }
     reap(WNOHANG);
@@ -117,36 +162,21 @@ class Run {
     reap(0);
   }
 
-  CommandResult result() {
+  SecretCommandResult result() {
     CommandResult result;
     const bool exited = WIFEXITED(*status_);
     result.end = exited ? CommandResult::End::kExited : CommandResult::End::kKilled;
     result.code = exited ? WEXITSTATUS(*status_) : WTERMSIG(*status_);
-    result.output = std::move(heard_);
-    return result;
+    result.output = std::string(output_.take().bytes());
+    return {std::move(result), secrets_.take()};
   }
 
  private:
   milliseconds nextLook() const { return std::min(kLookAgain, 2 * look_); }
 
   void listen() {
-    std::array<char, 4096> buffer;
-    // Bounded, so that a background process that writes without end cannot keep us here.
-    for (int round = 0; round < 64 && output_; ++round) {
-      const ssize_t count = read(output_.get(), buffer.data(), buffer.size());
-      if (count < 0 && errno == EINTR) {
-        continue;
-      }
-      if (count < 0 && errno == EAGAIN) {
-        return;
-      }
-      if (count <= 0) {
-        (void)output_.close();
-        return;
-      }
-      const std::size_t room = kOutputLimit - heard_.size();
-      heard_.append(buffer.data(), std::min(room, static_cast<std::size_t>(count)));
-    }
+    output_.listen();
+    secrets_.listen();
   }
 
   void reap(int flags) {
@@ -166,59 +196,68 @@ class Run {
 
   pid_t process_;
   Descriptor input_;
-  Descriptor output_;
   std::size_t inputSize_;
-  std::string heard_;
+  Stream output_;
+  Stream secrets_;
   milliseconds look_ = kFirstLook;
   std::optional<int> status_;
 };
 
-CommandResult endedBy(Run& run, CommandResult::End end) {
+SecretCommandResult endedBy(Run& run, CommandResult::End end) {
   run.end();
-  CommandResult result = run.result();
-  result.end = end;
+  SecretCommandResult result = run.result();
+  result.command.end = end;
   return result;
 }
 
-CommandResult notStarted(int code) {
-  return {CommandResult::End::kNotStarted, code, {}};
+SecretCommandResult notStarted(int code) {
+  return {{CommandResult::End::kNotStarted, code, {}}, {}};
 }
 
-}  // namespace
+struct Limits {
+  milliseconds time;
+  milliseconds patience;  // after a stop was requested
+};
 
-CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
-                                      std::string_view input, milliseconds timeLimit,
-                                      std::stop_token stop) {
+// `secrets` tells whether the two outputs are kept apart.
+SecretCommandResult runCommand(const std::vector<std::string>& arguments, std::string_view input,
+                               bool secrets, Limits limits, std::stop_token stop,
+                               const std::function<milliseconds()>& steadyTime) {
   auto in = makeInput(input);
   if (!in) {
     return notStarted(errno);
   }
   auto out = makePipe();
+  auto secretOut = secrets ? makePipe() : Pipe{};
   auto wakeUp = makePipe();
-  if (!out || !wakeUp) {
+  if (!out || !secretOut || !wakeUp) {
     return notStarted(EMFILE);
   }
   setNonBlocking(out->read);
+  setNonBlocking(secretOut->read);
 
   pid_t process = 0;
-  const int failure = SpawnPlan(in.get(), out->write.get()).start(arguments, process);
-  if (failure != 0) {
+  const Pipe& first = secrets ? *secretOut : *out;
+  const SpawnPlan plan(in.get(), first.write.get(), out->write.get());
+  if (const int failure = plan.start(arguments, process)) {
     return notStarted(failure);
   }
   (void)out->write.close();
-  Run run(process, std::move(in), std::move(out->read), input.size());
+  (void)secretOut->write.close();
+  Run run(process, std::move(in), input.size(), Stream(std::move(out->read), kOutputLimit),
+          Stream(std::move(secretOut->read), kSecretOutputLimit));
 
   const std::stop_callback onStop(stop, [&wakeUp] {
     const char sign = 0;
     (void)!write(wakeUp->write.get(), &sign, 1);
   });
-  milliseconds deadline = steadyTime_() + timeLimit;
+  milliseconds deadline = steadyTime() + limits.time;
   bool stopping = false;
   while (!run.ended()) {
-    const milliseconds now = steadyTime_();
+    const milliseconds now = steadyTime();
     if (!stopping && stop.stop_requested()) {
       stopping = true;
-      deadline = run.hasAllInput() ? std::min(deadline, now + kStopPatience) : now;
+      deadline = run.hasAllInput() ? std::min(deadline, now + limits.patience) : now;
     }
     if (now >= deadline) {
       return endedBy(run,
@@ -227,6 +266,22 @@ CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
     run.step(deadline - now, stopping ? -1 : wakeUp->read.get());
   }
   return run.result();
+}
+
+}  // namespace
+
+CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
+                                      std::string_view input, milliseconds timeLimit,
+                                      std::stop_token stop) {
+  return runCommand(arguments, input, false, {timeLimit, kStopPatience}, std::move(stop),
+                    steadyTime_)
+      .command;
+}
+
+SecretCommandResult PosixCommandRunner::runForSecret(const std::vector<std::string>& arguments,
+                                                     milliseconds timeLimit, std::stop_token stop) {
+  return runCommand(arguments, {}, true, {timeLimit, milliseconds{0}}, std::move(stop),
+                    steadyTime_);
 }
 
 // Programs that are left alone.

@@ -20,13 +20,16 @@ inline constexpr std::chrono::milliseconds kStopPatience{5000};
 /// Starts commands by posix_spawn, each in its own process group, so that its children end with it
 /// when it is killed. A command inherits only the environment, the working folder and the three
 /// standard streams. Any thread.
-class PosixCommandRunner : public CommandRunner {
+class PosixCommandRunner : public CommandRunner, public SecretCommandRunner {
  public:
   /// `steadyTime` counts from any fixed moment and never jumps.
   explicit PosixCommandRunner(std::function<std::chrono::milliseconds()> steadyTime)
       : steadyTime_(std::move(steadyTime)) {}
   CommandResult run(const std::vector<std::string>& arguments, std::string_view input,
                     std::chrono::milliseconds timeLimit, std::stop_token stop) override;
+  SecretCommandResult runForSecret(const std::vector<std::string>& arguments,
+                                   std::chrono::milliseconds timeLimit,
+                                   std::stop_token stop) override;
 
  private:
   std::function<std::chrono::milliseconds()> steadyTime_;

@@ -8,7 +8,12 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/system/secret.h"
+
 namespace relaybird {
+
+/// The words of a command line, which blanks separate. There is no quoting.
+std::vector<std::string> commandWords(std::string_view command);
 
 struct CommandResult {
   enum class End {
@@ -35,6 +40,25 @@ class CommandRunner {
   /// read all its input gets a moment to finish before it is killed.
   virtual CommandResult run(const std::vector<std::string>& arguments, std::string_view input,
                             std::chrono::milliseconds timeLimit, std::stop_token stop) = 0;
+};
+
+struct SecretCommandResult {
+  CommandResult command;  ///< its output is the beginning of the error stream alone
+  Secret secret;          ///< the beginning of the output stream, at most kSecretOutputLimit bytes
+};
+
+/// Access tokens of some services have several kilobytes.
+inline constexpr std::size_t kSecretOutputLimit = 16384;
+
+/// Runs commands that print a password or an access token.
+class SecretCommandRunner {
+ public:
+  virtual ~SecretCommandRunner() = default;
+  /// Like CommandRunner::run, with empty input. The output is kept nowhere but in the result's
+  /// secret. The command is killed at once when `stop` is requested.
+  virtual SecretCommandResult runForSecret(const std::vector<std::string>& arguments,
+                                           std::chrono::milliseconds timeLimit,
+                                           std::stop_token stop) = 0;
 };
 
 }  // namespace relaybird
