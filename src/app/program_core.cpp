@@ -31,23 +31,34 @@ std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait
   return lockMailbox(wait);
 }
 
+SecretWorld ProgramCore::secretWorld() {
+  return {.keyring = nullptr,
+          .accounts = nullptr,
+          .commands = &commands_,
+          .credentialFolder = credentialFolder(),
+          .steadyTime = posixMainLoopSystem().steadyTime};
+}
+
 std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
   const std::string file = locatePreferenceFile(files, profiles, folders, osVersion);
   const auto reader = profiles.read(file);
   mailbox_.store = mailStoreName(*reader);
-  auto store = openStore(mailbox_.store, *reader, file,
-                         StoreWorld{.files = files,
-                                    .clock = clock,
-                                    .events = events_,
-                                    .executor = executor_,
-                                    .commands = commands_,
-                                    .random = systemRandomBytes,
-                                    .user = localIdentity(),
-                                    .stateFolder = folders.stateFolder(),
-                                    .notice = notice_,
-                                    .lockFolder = [this](const std::string& folder) {
-                                      return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
-                                    }});
+  auto store =
+      openStore(mailbox_.store, *reader, file,
+                StoreWorld{.files = files,
+                           .clock = clock,
+                           .events = events_,
+                           .executor = executor_,
+                           .commands = commands_,
+                           .random = systemRandomBytes,
+                           .user = localIdentity(),
+                           .stateFolder = folders.stateFolder(),
+                           .notice = notice_,
+                           .lockFolder =
+                               [this](const std::string& folder) {
+                                 return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
+                               },
+                           .secrets = secretWorld()});
   if (!store) {
     return Refusal{kSettingsForbid, store.error().text};
   }

@@ -53,6 +53,8 @@ class ProgramCore {
   const ProgramIdentity& identity() const { return identity_; }
   const Mailbox& mailbox() const { return mailbox_; }
   MailStore& store() { return *store_; }
+  /// Where passwords and access tokens come from. What it refers to lives as long as this object.
+  SecretWorld secretWorld();
   /// To be called before anything that the store reports to is destroyed.
   void closeStore() { store_.reset(); }
   /// The path of a file of the program in the state folder.

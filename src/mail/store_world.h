@@ -2,6 +2,7 @@
 // What a mail store needs of the program that opens it.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -13,7 +14,9 @@
 #include "platform/result.h"
 #include "platform/system/command_runner.h"
 #include "platform/system/executor.h"
+#include "platform/system/online_accounts.h"
 #include "platform/system/random_bytes.h"
+#include "platform/system/secret_store.h"
 
 namespace relaybird {
 
@@ -25,6 +28,17 @@ struct LocalIdentity {
   std::string homeFolder;  ///< $HOME, or the home folder in the user database
   std::string userAtHost;  ///< "ann@host"
   std::string fullName;    ///< the first GECOS field of the user database
+};
+
+/// Where passwords and access tokens come from. What is missing here is missing on this computer.
+struct SecretWorld {
+  SecretStore* keyring = nullptr;
+  OnlineAccounts* accounts = nullptr;
+  SecretCommandRunner* commands = nullptr;
+  /// Where the service manager puts the program's credentials; empty where it gave none.
+  std::string credentialFolder = {};
+  /// A time that never jumps, counted from any moment; not set: nothing expires.
+  std::function<std::chrono::milliseconds()> steadyTime = {};
 };
 
 /// All that is referred to must outlive the store and the objects taken from it.
@@ -45,6 +59,7 @@ struct StoreWorld {
   std::function<Result<void>(const std::string& folder)> lockFolder = [](const std::string&) {
     return Result<void>();
   };
+  SecretWorld secrets = {};
 };
 
 }  // namespace relaybird

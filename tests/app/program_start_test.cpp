@@ -2,6 +2,7 @@
 #include "app/program_start.h"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include "platform/posix/posix_file_system.h"
 #include "support/fake_clock.h"
@@ -27,6 +28,16 @@ TEST(ProgramStart, TheHelpFileIsWhereItIsInstalledElseBesideTheProgram) {
 
 TEST(ProgramStart, TheProgramKnowsItsFolder) {
   EXPECT_TRUE(std::filesystem::is_regular_file(programFolder() + "/app_test"));
+}
+
+TEST(ProgramStart, CredentialsAreInTheFolderThatTheServiceManagerNames) {
+  ::unsetenv("CREDENTIALS_DIRECTORY");
+  EXPECT_EQ(credentialFolder(), "");
+  ::setenv("CREDENTIALS_DIRECTORY", "/run/user/1000/credentials/relaybird-console.service", 1);
+  EXPECT_EQ(credentialFolder(), "/run/user/1000/credentials/relaybird-console.service");
+  ::setenv("CREDENTIALS_DIRECTORY", "here", 1);
+  EXPECT_EQ(credentialFolder(), "");
+  ::unsetenv("CREDENTIALS_DIRECTORY");
 }
 
 }  // namespace
