@@ -19,7 +19,7 @@
 namespace relaybird::bench {
 
 /// Takes every message and forgets it.
-class DiscardingTransport : public Transport {
+class DiscardingTransport : public SingleTransport {
  public:
   Outcome deliver(const OutgoingMessage&, std::stop_token) override {
     ++taken;

@@ -28,6 +28,7 @@ constexpr std::string_view kDone = "done";
 constexpr std::string_view kVoid = "void";
 constexpr std::string_view kSettled = "settled";
 constexpr std::string_view kDelivered = "delivered";
+constexpr std::string_view kDeliveredTo = "delivered-to";
 constexpr std::string_view kRemoved = "removed";
 
 std::int64_t secondsOf(DateTime moment) {
@@ -205,6 +206,8 @@ void Journal::replay(const std::vector<std::string>& fields) {
     records_[fields[2]] = {fields[3], fields[4], ForwardRecord::State::kIntended,
                            parseSeconds(fields[1])};
     entryOfFile_[fields[4]] = fields[2];
+  } else if (event == kDeliveredTo && fields.size() > 2) {
+    settledFor_[fields[1]].insert(fields.begin() + 2, fields.end());
   } else if (fields.size() != 2) {
     ++damagedLines_;
   } else if (event == kSettled) {
@@ -218,6 +221,7 @@ void Journal::replay(const std::vector<std::string>& fields) {
   } else if (event == kDelivered) {
     setState(fields[1], ForwardRecord::State::kSent);
     delivered_.insert(fields[1]);
+    settledFor_.erase(fields[1]);
   } else {
     ++damagedLines_;
   }
@@ -268,8 +272,26 @@ Result<void> Journal::annul(const std::string& file) {
   return change(kVoid, file, false);
 }
 
-Result<void> Journal::deliver(const std::string& file) {
-  return change(kDelivered, file, true);
+Result<void> Journal::deliver(const std::vector<std::string>& files) {
+  std::string lines;
+  for (const std::string& file : files) {
+    replay({std::string(kDelivered), file});
+    lines += encodeJournalLine({kDelivered, file});
+  }
+  return append(lines, true);
+}
+
+Result<void> Journal::deliverTo(const std::string& file,
+                                const std::vector<std::string>& recipients) {
+  std::vector<std::string> event = {std::string(kDeliveredTo), file};
+  event.insert(event.end(), recipients.begin(), recipients.end());
+  replay(event);
+  return append(encodeJournalLine({event.begin(), event.end()}), true);
+}
+
+std::set<std::string> Journal::settledFor(const std::string& file) const {
+  const auto found = settledFor_.find(file);
+  return found == settledFor_.end() ? std::set<std::string>() : found->second;
 }
 
 Result<void> Journal::settle(const std::string& entryId) {
@@ -358,6 +380,11 @@ std::string Journal::snapshot() {
     }
     const bool sent = record.state == ForwardRecord::State::kSent;
     bytes += encodeJournalLine({sent ? kDone : kVoid, record.file});
+  }
+  for (const auto& [file, recipients] : settledFor_) {
+    std::vector<std::string_view> fields = {kDeliveredTo, file};
+    fields.insert(fields.end(), recipients.begin(), recipients.end());
+    bytes += encodeJournalLine(fields);
   }
   for (const std::string& file : delivered_) {
     bytes += encodeJournalLine({kDelivered, file});

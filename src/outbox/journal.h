@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -68,6 +69,9 @@ class Journal {
   const std::unordered_map<std::string, ForwardRecord>& records() const { return records_; }
   /// Files that were handed over and whose removal may not be durable yet.
   const std::set<std::string>& delivered() const { return delivered_; }
+  /// The recipients that need no further try for a file that still waits for others: those who have
+  /// the message, and those for whom a copy is in failed/.
+  std::set<std::string> settledFor(const std::string& file) const;
   /// Files that were recorded as sent, but not as handed over, when the journal was opened. Their
   /// entries may be settled already.
   const std::set<std::string>& calledDone() const { return calledDone_; }
@@ -83,8 +87,10 @@ class Journal {
   Result<void> annul(const std::string& file);
   /// The entry's read mark is on disk, or no mark is wanted: drops its record.
   Result<void> settle(const std::string& entryId);
-  /// Returns once the hand-over of the file is on disk.
-  Result<void> deliver(const std::string& file);
+  /// Returns once the hand-over of the files is on disk, after one wait for it.
+  Result<void> deliver(const std::vector<std::string>& files);
+  /// The same for some recipients of a file, which the file keeps waiting for the others.
+  Result<void> deliverTo(const std::string& file, const std::vector<std::string>& recipients);
   /// The removal of the files is durable.
   Result<void> removed(const std::vector<std::string>& files);
 
@@ -123,6 +129,7 @@ class Journal {
   std::unordered_map<std::string, std::string> entryOfFile_;
   std::set<std::string> delivered_;
   std::set<std::string> calledDone_;
+  std::map<std::string, std::set<std::string>> settledFor_;  ///< recipients by file
 };
 
 }  // namespace relaybird

@@ -19,6 +19,8 @@ namespace {
 constexpr std::size_t kArrivalLimit = 4096;
 
 constexpr std::size_t kSessionBytes = 8;
+// Leaves room for what is appended to the name of a copy in failed/; a file's name has 255 bytes.
+constexpr std::size_t kLongestOwnName = 200;
 
 Error mayStillGoOut(const Error& why) {
   return {why.code, why.text + "; it may still go out"};
@@ -438,17 +440,32 @@ std::string Outbox::pathOf(const Claim& claim) const {
   return disk_.pathOf("new", claim.name());
 }
 
-Result<void> Outbox::delivered(const Claim& claim) {
+Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
   const std::lock_guard lock(mutex_);
-  auto noted = journal_->deliver(claim.name());
-  auto gone = files_.remove(pathOf(claim));
-  if (!gone && gone.error().code == ENOENT) {
-    gone = {};
+  std::vector<std::string> names;
+  for (const Claim* claim : claims) {
+    names.push_back(claim->name());
   }
-  if (gone) {
-    removed_.push_back(claim.name());
+  auto outcome = journal_->deliver(names);
+  for (const std::string& name : names) {
+    const auto gone = files_.remove(disk_.pathOf("new", name));
+    if (gone || gone.error().code == ENOENT) {
+      removed_.push_back(name);
+    } else if (outcome) {
+      outcome = gone;
+    }
   }
-  return noted ? gone : noted;
+  return outcome;
+}
+
+Result<void> Outbox::deliveredTo(const Claim& claim, const std::vector<std::string>& recipients) {
+  const std::lock_guard lock(mutex_);
+  return journal_->deliverTo(claim.name(), recipients);
+}
+
+std::set<std::string> Outbox::settledFor(const Claim& claim) const {
+  const std::lock_guard lock(mutex_);
+  return journal_->settledFor(claim.name());
 }
 
 Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
@@ -462,6 +479,38 @@ Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
   if (files_.syncFolder(disk_.path() + "/failed")) {
     (void)files_.syncFolder(disk_.path() + "/new");
   }
+  return {};
+}
+
+Result<void> Outbox::refuseFor(const Claim& claim, const std::vector<std::string>& recipients,
+                               std::size_t number, std::string_view copy,
+                               const std::string& words) {
+  const std::string target = disk_.pathOf("failed", claim.name().substr(0, kLongestOwnName)) +
+                             ".for-" + std::to_string(number);
+  (void)replaceFile(files_, target + ".txt", words + "\n");
+  std::string name;
+  auto file = createTmp(name);
+  if (!file) {
+    return file.error();
+  }
+  auto written = (*file)->write(copy);
+  if (written) {
+    written = finish(**file);
+  }
+  file->reset();
+  if (written) {
+    written = files_.rename(disk_.pathOf("tmp", name), target);
+  }
+  if (!written) {
+    (void)files_.remove(disk_.pathOf("tmp", name));
+    return written;
+  }
+  if (auto synced = files_.syncFolder(disk_.path() + "/failed"); !synced) {
+    return synced;
+  }
+  const std::lock_guard lock(mutex_);
+  // If this line is lost, they are tried once more, and a second refusal replaces the copy.
+  (void)journal_->deliverTo(claim.name(), recipients);
   return {};
 }
 

@@ -123,12 +123,23 @@ class Outbox {
   /// Nothing for a message that is claimed, being sent, or handed over already.
   std::optional<Claim> claim(const std::string& name);
   std::string pathOf(const Claim& claim) const;
-  /// The message was handed over: records that durably, then removes it. Even on failure this
-  /// object does not hand it out again.
-  Result<void> delivered(const Claim& claim);
+  /// The messages were handed over: records that durably, with one wait for the disk, then removes
+  /// them. Even on failure this object does not hand them out again.
+  Result<void> delivered(const std::vector<const Claim*>& claims);
+  /// The message was handed over for these recipients, and stays for the others. Returns once that
+  /// is durable. Even on failure settledFor() names them as long as this object lives.
+  Result<void> deliveredTo(const Claim& claim, const std::vector<std::string>& recipients);
+  /// The recipients of a waiting message that it must not be sent to any more.
+  std::set<std::string> settledFor(const Claim& claim) const;
   /// The message was refused for good: moves it to failed/, with the reason in FILE.txt beside it
   /// if the disk allows. Fails if the message is still in new/.
   Result<void> refuse(const Claim& claim, const std::string& words);
+  /// The same for some recipients of a message that others have or still wait for: puts `copy`, the
+  /// message addressed to these alone, into failed/, and then settles them. The name of the copy is
+  /// made of `number`, which is the same when the call is repeated after a crash. On failure they
+  /// are not settled, and the copy may be in failed/ already.
+  Result<void> refuseFor(const Claim& claim, const std::vector<std::string>& recipients,
+                         std::size_t number, std::string_view copy, const std::string& words);
   /// Makes the removals since the last call durable. Called once after a series, as it waits for
   /// the disk.
   Result<void> finishDeliveries();

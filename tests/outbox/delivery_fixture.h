@@ -24,7 +24,7 @@ inline std::string mail(const std::string& subject) {
 }
 
 /// Answers as the test says, and keeps the subjects in the order in which they came.
-struct ScriptedTransport : Transport {
+struct ScriptedTransport : SingleTransport {
   Outcome deliver(const OutgoingMessage& message, std::stop_token stop) override {
     subjects.push_back(message.subject);
     if (onDeliver) {

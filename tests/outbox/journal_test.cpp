@@ -72,8 +72,8 @@ TEST_F(JournalTest, RemembersEachRecordAcrossRuns) {
     ASSERT_TRUE(journal->intend("three", "id3", "file3"));
     ASSERT_TRUE(journal->intend("four", "id4", "file4"));
     ASSERT_TRUE(journal->settle("four"));
-    ASSERT_TRUE(journal->deliver("file 1"));
-    ASSERT_TRUE(journal->deliver("other"));
+    ASSERT_TRUE(journal->deliver({"file 1"}));
+    ASSERT_TRUE(journal->deliver({"other"}));
     ASSERT_TRUE(journal->removed({"other", "unheard of"}));
   }
   const auto journal = open();
@@ -114,7 +114,7 @@ TEST_F(JournalTest, AnOrderlyEndSyncsOnceWhatWasWrittenWithoutASync) {
   files.reset();
   {
     const auto journal = open();
-    ASSERT_TRUE(journal->deliver("file2"));
+    ASSERT_TRUE(journal->deliver({"file2"}));
     files.reset();
   }
   EXPECT_THAT(files.record(), IsEmpty()) << "all was on the medium";

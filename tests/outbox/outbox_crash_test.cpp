@@ -101,7 +101,7 @@ TEST(OutboxCrash, AtAnyStepOfADeliveryNothingThatIsKnownToBeDeliveredComesBack) 
     const std::string name = world.names("new")[0];
     crashes(world.files, step, true, [&] {
       const auto claim = outbox->claim(name);
-      (void)outbox->delivered(*claim);
+      (void)outbox->delivered({&*claim});
       (void)outbox->finishDeliveries();
     });
     outbox.reset();
@@ -230,7 +230,7 @@ TEST(OutboxRecovery, WhatWasHandedOverIsClearedAwayWithTmp) {
     auto journal = std::move(Journal::open(world.disk, world.clock, world.journal).value());
     const std::string name = world.names("tmp")[0];
     ASSERT_TRUE(journal->done(name));
-    ASSERT_TRUE(journal->deliver(name));
+    ASSERT_TRUE(journal->deliver({name}));
     ASSERT_TRUE(journal->removed({name}));
   }
   const auto outbox = world.open();

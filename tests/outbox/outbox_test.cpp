@@ -146,7 +146,7 @@ TEST_F(OutboxTest, ADeliveryIsOnTheMediumBeforeTheFileGoes) {
   const std::string name = world.names("new")[0];
   world.files.reset();
   const auto claim = outbox->claim(name);
-  ASSERT_TRUE(outbox->delivered(*claim));
+  ASSERT_TRUE(outbox->delivered({&*claim}));
   EXPECT_THAT(world.files.record(),
               ElementsAre(StartsWith("write " + world.journal), "sync " + world.journal,
                           "remove " + world.folder + "/new/" + name));
@@ -166,7 +166,7 @@ TEST_F(OutboxTest, WhatWasDeliveredIsNotHandedOutAgainWhateverFails) {
     fresh.files.failFromStep(step, EIO);
     {
       const auto claim = outbox->claim(name);
-      EXPECT_FALSE(outbox->delivered(*claim));
+      EXPECT_FALSE(outbox->delivered({&*claim}));
     }
     fresh.files.reset();
     EXPECT_FALSE(outbox->claim(name));

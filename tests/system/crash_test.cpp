@@ -60,7 +60,7 @@ struct Machine {
 };
 
 // Records the delivered messages in a way that survives a crash of the program.
-class RecordingTransport : public Transport {
+class RecordingTransport : public SingleTransport {
  public:
   explicit RecordingTransport(std::string file) : file_(std::move(file)) {}
   Outcome deliver(const OutgoingMessage& message, std::stop_token) override {

@@ -59,7 +59,7 @@ DiskImage fullInbox() {
 }
 
 // Accepts every message but one, and records the disk's step at that time.
-class NotingTransport : public Transport {
+class NotingTransport : public SingleTransport {
  public:
   struct Taken {
     std::string subject;

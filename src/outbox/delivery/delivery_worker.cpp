@@ -123,6 +123,271 @@ void DeliveryWorker::startAfresh() {
   limit_.lift();
 }
 
+// A message that the transport has, and whose verdict is awaited.
+struct DeliveryWorker::UnderWay {
+  Outbox::Claim claim;
+  std::size_t place;  // in known_
+  WaitingMessage message;
+  std::string title;
+  std::vector<std::string> named;       // all recipients that the message names
+  std::vector<std::string> recipients;  // those that it is sent to now
+};
+
+// One walk over the messages that wait, which the transport drives. Messages that arrive on the
+// way join it, so that one connection takes them all.
+class DeliveryWorker::Series : public MessageFeed {
+ public:
+  explicit Series(DeliveryWorker& worker) : worker_(worker) {}
+
+  std::optional<FedMessage> next() override;
+  void report(std::vector<Verdict> verdicts) override;
+  std::size_t waiting() const override { return worker_.known_.size() - next_; }
+  // What stays in the outbox, once the transport has returned.
+  std::vector<WaitingMessage> whatIsLeft();
+
+ private:
+  enum class Fate { kGone, kKept, kLeaves, kNotYet };
+
+  bool moreArrived();
+  Fate prepare(const WaitingMessage& message, FedMessage& fed);
+  Fate prepare(Outbox::Claim claim, const WaitingMessage& message, std::string bytes,
+               FedMessage& fed);
+  bool arrivedBefore(const UnderWay& one, const OutgoingMessage& message);
+  void settle(const UnderWay& one, const std::vector<std::string>& recipients,
+              const Outcome& outcome);
+  void settleEach(const UnderWay& one, const Outcome& outcome);
+  void refuse(const UnderWay& one, const std::vector<std::string>& recipients,
+              const std::string& words);
+  void removeFor(const UnderWay& one);
+
+  DeliveryWorker& worker_;
+  std::size_t next_ = 0;        // in known_
+  std::set<std::size_t> gone_;  // places in known_
+  std::uint64_t lastNumber_ = 0;
+  std::map<std::uint64_t, UnderWay> underWay_;
+};
+
+std::optional<FedMessage> DeliveryWorker::Series::next() {
+  FedMessage fed;
+  while (!worker_.seriesEnded_ && !worker_.stop_.stop_requested()) {
+    if (next_ == worker_.known_.size() && !moreArrived()) {
+      break;
+    }
+    const WaitingMessage message = worker_.known_[next_];
+    const Fate fate = prepare(message, fed);
+    if (fate == Fate::kNotYet) {
+      break;
+    }
+    if (fate == Fate::kGone) {
+      gone_.insert(next_);
+    }
+    ++next_;
+    if (fate == Fate::kLeaves) {
+      return fed;
+    }
+  }
+  return std::nullopt;
+}
+
+bool DeliveryWorker::Series::moreArrived() {
+  auto arrivals = worker_.setting_.outbox.takeArrivals();
+  if (!arrivals || arrivals->empty()) {
+    return false;
+  }
+  std::move(arrivals->begin(), arrivals->end(), std::back_inserter(worker_.known_));
+  return true;
+}
+
+DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(const WaitingMessage& message,
+                                                             FedMessage& fed) {
+  const auto retry = worker_.retries_.find(message.name);
+  if (retry != worker_.retries_.end() && !worker_.isDue(retry->second)) {
+    return Fate::kKept;
+  }
+  if (worker_.held_.contains(message.name)) {
+    return Fate::kKept;
+  }
+  Setting& setting = worker_.setting_;
+  auto claim = setting.outbox.claim(message.name);
+  if (!claim) {
+    return Fate::kGone;  // another delivery has it, or had it
+  }
+  auto bytes = readFile(setting.files, setting.outbox.pathOf(*claim), kMessageLimit + 1);
+  if (bytes) {
+    return prepare(std::move(*claim), message, std::move(*bytes), fed);
+  }
+  if (bytes.error().code == ENOENT) {
+    worker_.retries_.erase(message.name);
+    return Fate::kGone;
+  }
+  worker_.kept(message, message.name, {Outcome::Kind::kTemporary, bytes.error().text, false});
+  return Fate::kKept;
+}
+
+DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(Outbox::Claim claim,
+                                                             const WaitingMessage& message,
+                                                             std::string bytes, FedMessage& fed) {
+  UnderWay one{std::move(claim), next_, message, messageSubject(bytes), {}, {}};
+  if (bytes.size() > kMessageLimit) {
+    refuse(one, {}, "The message is too large");
+    return Fate::kKept;
+  }
+  auto outgoing = prepareMessage(std::move(bytes));
+  if (!outgoing) {
+    refuse(one, {}, outgoing.error().text);
+    return Fate::kKept;
+  }
+  std::vector<std::string>& recipients = outgoing->envelope.recipients;
+  one.named = recipients;
+  const std::set<std::string> settled = worker_.setting_.outbox.settledFor(one.claim);
+  std::erase_if(recipients, [&](const std::string& address) { return settled.contains(address); });
+  if (recipients.empty() || arrivedBefore(one, *outgoing)) {
+    removeFor(one);
+    return Fate::kGone;
+  }
+  if (!underWay_.empty() && worker_.limit_.mayStopAfter(recipients, underWay_.size())) {
+    return Fate::kNotYet;
+  }
+  if (worker_.mustWait(message, *outgoing)) {
+    return Fate::kKept;
+  }
+  one.recipients = recipients;
+  fed = {++lastNumber_, std::move(*outgoing)};
+  underWay_.emplace(lastNumber_, std::move(one));
+  return Fate::kLeaves;
+}
+
+bool DeliveryWorker::Series::arrivedBefore(const UnderWay& one, const OutgoingMessage& message) {
+  const auto retry = worker_.retries_.find(one.message.name);
+  const bool found = retry != worker_.retries_.end() && retry->second.noAnswer &&
+                     worker_.setting_.hasArrived &&
+                     worker_.setting_.hasArrived(message, worker_.stop_.get_token());
+  if (found) {
+    worker_.say("Has arrived already, so it is not sent again: \"" + one.title + "\"");
+  }
+  return found;
+}
+
+// What was delivered is recorded before anything else is done with the verdicts: a crash meanwhile
+// would send it a second time.
+void DeliveryWorker::Series::report(std::vector<Verdict> verdicts) {
+  std::vector<const Outbox::Claim*> delivered;
+  for (const Verdict& verdict : verdicts) {
+    if (verdict.outcome.kind == Outcome::Kind::kDelivered && verdict.outcome.refused.empty()) {
+      delivered.push_back(&underWay_.at(verdict.number).claim);
+    }
+  }
+  Result<void> noted;
+  if (!delivered.empty()) {
+    noted = worker_.setting_.outbox.delivered(delivered);
+  }
+  for (const Verdict& verdict : verdicts) {
+    const auto found = underWay_.find(verdict.number);
+    if (verdict.outcome.refused.empty()) {
+      settle(found->second, found->second.recipients, verdict.outcome);
+    } else {
+      settleEach(found->second, verdict.outcome);
+    }
+    underWay_.erase(found);
+  }
+  if (!noted) {
+    worker_.say("What was handed over could not be taken out of the outbox: " + noted.error().text);
+  }
+}
+
+// `recipients` are those whom the outcome concerns.
+void DeliveryWorker::Series::settle(const UnderWay& one, const std::vector<std::string>& recipients,
+                                    const Outcome& outcome) {
+  switch (outcome.kind) {
+    case Outcome::Kind::kDelivered:
+      gone_.insert(one.place);
+      worker_.retries_.erase(one.message.name);
+      return worker_.taken(one, recipients);
+    case Outcome::Kind::kCancelled:
+      return;
+    case Outcome::Kind::kPermanent:
+      return refuse(one, recipients, outcome.words);
+    case Outcome::Kind::kTemporary:
+    case Outcome::Kind::kUnknown:
+      break;
+  }
+  const bool young = worker_.setting_.clock.now() - one.message.modified < kGiveUpAfter;
+  if (young || outcome.untilAsked) {
+    return worker_.kept(one.message, one.title, outcome);
+  }
+  refuse(one, recipients, outcome.words + "\nGiven up after five days.");
+}
+
+// Without recipients, the message as it is.
+void DeliveryWorker::Series::refuse(const UnderWay& one, const std::vector<std::string>& recipients,
+                                    const std::string& words) {
+  const auto moved = worker_.putAside(one, recipients, words);
+  if (!moved) {
+    return worker_.kept(one.message, one.title,
+                        {Outcome::Kind::kTemporary, words + "; " + moved.error().text, false});
+  }
+  if (worker_.isWhole(one, recipients)) {
+    gone_.insert(one.place);
+    worker_.retries_.erase(one.message.name);
+  } else {
+    removeFor(one);
+  }
+  worker_.refused(one, recipients, words);
+}
+
+// Nobody is left to whom the message is to be sent.
+void DeliveryWorker::Series::removeFor(const UnderWay& one) {
+  gone_.insert(one.place);
+  worker_.retries_.erase(one.message.name);
+  (void)worker_.setting_.outbox.delivered({&one.claim});
+}
+
+// The order of the steps decides what a crash leaves. Those who have the message are recorded
+// first, so that nobody gets it twice. A recipient who was refused for good is settled after the
+// copy for failed/ is on disk. The message leaves the outbox last, when nobody is left to be tried.
+void DeliveryWorker::Series::settleEach(const UnderWay& one, const Outcome& outcome) {
+  std::vector<std::string> others = one.recipients;
+  for (const RefusedRecipient& refused : outcome.refused) {
+    std::erase(others, refused.address);
+  }
+  Outcome later = outcome;
+  std::vector<std::string> left;
+  if (outcome.kind == Outcome::Kind::kDelivered) {
+    if (auto noted = worker_.setting_.outbox.deliveredTo(one.claim, others); !noted) {
+      worker_.say("The delivery could not be recorded: " + noted.error().text);
+    }
+    worker_.retries_.erase(one.message.name);
+    worker_.taken(one, others);
+    later.kind = Outcome::Kind::kTemporary;
+    later.words.clear();
+  } else {
+    left = others;
+  }
+  for (const RefusedRecipient& refused : outcome.refused) {
+    if (refused.permanent && worker_.putAside(one, {refused.address}, refused.words)) {
+      worker_.refused(one, {refused.address}, refused.words);
+      continue;
+    }
+    left.push_back(refused.address);
+    later.words += (later.words.empty() ? "" : "; ") + refused.address + ": " + refused.words;
+  }
+  if (left.empty()) {
+    removeFor(one);
+  } else {
+    settle(one, left, later);
+  }
+}
+
+std::vector<WaitingMessage> DeliveryWorker::Series::whatIsLeft() {
+  std::vector<WaitingMessage> left;
+  for (std::size_t place = 0; place < worker_.known_.size(); ++place) {
+    if (!gone_.contains(place)) {
+      left.push_back(std::move(worker_.known_[place]));
+    }
+  }
+  return left;
+}
+
 void DeliveryWorker::deliverWaiting() {
   collect();
   seriesEnded_ = !isDue(pause_);
@@ -131,14 +396,11 @@ void DeliveryWorker::deliverWaiting() {
       return !retries_.contains(message.name);
     });
   }
-  std::vector<WaitingMessage> left;
-  for (WaitingMessage& message : known_) {
-    const bool tried = !seriesEnded_ && !stop_.stop_requested();
-    if (!tried || deliverOne(message) == Fate::kKept) {
-      left.push_back(std::move(message));
-    }
+  if (!seriesEnded_) {
+    Series series(*this);
+    setting_.transport->deliverAll(series, stop_.get_token());
+    known_ = series.whatIsLeft();
   }
-  known_ = std::move(left);
   if (auto finished = setting_.outbox.finishDeliveries(); !finished) {
     say("The outbox could not be brought up to date: " + finished.error().text);
   }
@@ -173,61 +435,6 @@ void DeliveryWorker::collect() {
   std::erase_if(held_, [&](const std::string& name) { return !names.contains(name); });
 }
 
-DeliveryWorker::Fate DeliveryWorker::deliverOne(const WaitingMessage& message) {
-  const auto retry = retries_.find(message.name);
-  if (retry != retries_.end() && !isDue(retry->second)) {
-    return Fate::kKept;
-  }
-  if (held_.contains(message.name)) {
-    return Fate::kKept;
-  }
-  const auto claim = setting_.outbox.claim(message.name);
-  if (!claim) {
-    return Fate::kGone;  // another delivery has it, or had it
-  }
-  auto bytes = readFile(setting_.files, setting_.outbox.pathOf(*claim), kMessageLimit + 1);
-  if (bytes) {
-    return handOver(*claim, message, std::move(*bytes));
-  }
-  if (bytes.error().code == ENOENT) {
-    retries_.erase(message.name);
-    return Fate::kGone;
-  }
-  return kept(message, message.name, {Outcome::Kind::kTemporary, bytes.error().text, false});
-}
-
-DeliveryWorker::Fate DeliveryWorker::handOver(const Outbox::Claim& claim,
-                                              const WaitingMessage& message, std::string bytes) {
-  const std::string title = messageSubject(bytes);
-  if (bytes.size() > kMessageLimit) {
-    return refused(claim, message, title, "The message is too large");
-  }
-  const auto outgoing = prepareMessage(std::move(bytes));
-  if (!outgoing) {
-    return refused(claim, message, title, outgoing.error().text);
-  }
-  if (mustWait(message, *outgoing)) {
-    return Fate::kKept;
-  }
-  const Outcome outcome = setting_.transport->deliver(*outgoing, stop_.get_token());
-  if (outcome.kind == Outcome::Kind::kDelivered) {
-    // The hand-over is recorded first: the count may get lost, that record may not.
-    const Fate fate = taken(claim, title);
-    limit_.count(outgoing->envelope.recipients);
-    return fate;
-  }
-  if (outcome.kind == Outcome::Kind::kCancelled) {
-    return Fate::kKept;
-  }
-  if (outcome.kind == Outcome::Kind::kPermanent) {
-    return refused(claim, message, title, outcome.words);
-  }
-  if (setting_.clock.now() - message.modified < kGiveUpAfter) {
-    return kept(message, title, outcome);
-  }
-  return refused(claim, message, title, outcome.words + "\nGiven up after five days.");
-}
-
 bool DeliveryWorker::mustWait(const WaitingMessage& message, const OutgoingMessage& outgoing) {
   const HourlyLimit::Verdict verdict = limit_.ask(outgoing.envelope.recipients);
   for (const std::string& address : verdict.stoppedNow) {
@@ -250,8 +457,7 @@ void DeliveryWorker::tellStopped(const std::string& address) {
        StoreNotice::Kind::kStopped});
 }
 
-DeliveryWorker::Fate DeliveryWorker::taken(const Outbox::Claim& claim, const std::string& title) {
-  retries_.erase(claim.name());
+void DeliveryWorker::taken(const UnderWay& one, const std::vector<std::string>& recipients) {
   pause_ = {};
   refusalsInRow_ = 0;
   {
@@ -259,54 +465,98 @@ DeliveryWorker::Fate DeliveryWorker::taken(const Outbox::Claim& claim, const std
     ++counts_.left;
     counts_.kept = retries_.size();
   }
-  say("Handed over for delivery: \"" + title + "\"");
-  if (auto noted = setting_.outbox.delivered(claim); !noted) {
-    say("It could not be taken out of the outbox: " + noted.error().text);
-  }
-  return Fate::kGone;
+  const std::string who = recipients.size() == one.named.size()
+                              ? ""
+                              : " to " + std::to_string(recipients.size()) + " of " +
+                                    std::to_string(one.named.size()) + " recipients";
+  say("Handed over for delivery" + who + ": \"" + one.title + "\"");
+  limit_.count(recipients);
 }
 
-DeliveryWorker::Fate DeliveryWorker::refused(const Outbox::Claim& claim,
-                                             const WaitingMessage& message,
-                                             const std::string& title, const std::string& words) {
-  refusalsInRow_ = 0;
-  auto moved = setting_.outbox.refuse(claim, linesWithCodes(words));
-  if (!moved) {
-    return kept(message, title,
-                {Outcome::Kind::kTemporary, words + "; " + moved.error().text, false});
+// Whether a refusal for these concerns the message as a whole: nobody else has it.
+bool DeliveryWorker::isWhole(const UnderWay& one,
+                             const std::vector<std::string>& recipients) const {
+  return recipients.empty() || (recipients.size() == one.recipients.size() &&
+                                setting_.outbox.settledFor(one.claim).empty());
+}
+
+// Moves the message to failed/, or a copy for these recipients.
+Result<void> DeliveryWorker::putAside(const UnderWay& one,
+                                      const std::vector<std::string>& recipients,
+                                      const std::string& words) {
+  if (isWhole(one, recipients)) {
+    return setting_.outbox.refuse(one.claim, linesWithCodes(words));
   }
-  retries_.erase(claim.name());
+  auto bytes = readFile(setting_.files, setting_.outbox.pathOf(one.claim), kMessageLimit);
+  if (!bytes) {
+    return bytes.error();
+  }
+  const auto copy = addressedOnlyTo(std::move(*bytes), recipients);
+  if (!copy) {
+    return copy.error();
+  }
+  const auto first = std::find(one.named.begin(), one.named.end(), recipients.front());
+  return setting_.outbox.refuseFor(one.claim, recipients,
+                                   static_cast<std::size_t>(first - one.named.begin()) + 1, *copy,
+                                   linesWithCodes(words));
+}
+
+void DeliveryWorker::refused(const UnderWay& one, const std::vector<std::string>& recipients,
+                             const std::string& words) {
+  refusalsInRow_ = 0;
   {
     const std::lock_guard lock(mutex_);
     ++counts_.refused;
     counts_.kept = retries_.size();
   }
-  say({"Refused for good: \"" + title + "\": " + oneLine(words) + ". It is now in " +
-           setting_.outbox.folder() + "/failed",
+  std::string whom;
+  if (recipients.size() < one.named.size()) {
+    for (const std::string& address : recipients) {
+      whom += (whom.empty() ? " for " : ", ") + address;
+    }
+  }
+  say({"Refused for good" + whom + ": \"" + one.title + "\": " + oneLine(words) +
+           ". It is now in " + setting_.outbox.folder() + "/failed",
        StoreNotice::Kind::kRefused});
-  return Fate::kGone;
 }
 
-DeliveryWorker::Fate DeliveryWorker::kept(const WaitingMessage& message, const std::string& title,
-                                          const Outcome& outcome) {
-  postpone(retries_[message.name]);
-  if (outcome.everything || ++refusalsInRow_ >= kEnoughRefusals) {
-    // Otherwise the same messages would end every series before the later ones are tried.
-    untriedFirst_ = !outcome.everything;
-    postpone(pause_);
-    refusalsInRow_ = 0;
-    seriesEnded_ = true;
-  }
+void DeliveryWorker::kept(const WaitingMessage& message, const std::string& title,
+                          const Outcome& outcome) {
+  putOff(message, outcome);
   {
     const std::lock_guard lock(mutex_);
     counts_.kept = retries_.size();
   }
-  say("Kept for a later try: \"" + oneLine(title) + "\": " + oneLine(outcome.words));
-  return Fate::kKept;
+  const bool unknown = outcome.kind == Outcome::Kind::kUnknown;
+  say((unknown ? "Sent, but no answer came, so it may have arrived; kept for a later try under the "
+                 "same Message-ID: \""
+               : "Kept for a later try: \"") +
+      oneLine(title) + "\": " + oneLine(outcome.words));
+}
+
+void DeliveryWorker::putOff(const WaitingMessage& message, const Outcome& outcome) {
+  Retry& retry = retries_[message.name];
+  postpone(retry);
+  if (outcome.kind == Outcome::Kind::kUnknown) {
+    retry.noAnswer = true;
+    retry.wait = std::max(retry.wait, kRetryAfterNoAnswer);
+  }
+  if (!outcome.everything && ++refusalsInRow_ < kEnoughRefusals) {
+    return;
+  }
+  // Otherwise the same messages would end every series before the later ones are tried.
+  untriedFirst_ = !outcome.everything;
+  postpone(pause_);
+  pause_.untilAsked = outcome.everything && outcome.untilAsked;
+  refusalsInRow_ = 0;
+  seriesEnded_ = true;
 }
 
 // A clock that was set back must not prolong the waiting time.
 bool DeliveryWorker::isDue(const Retry& retry) const {
+  if (retry.untilAsked) {
+    return false;
+  }
   const DateTime now = setting_.clock.now();
   return retry.wait.count() == 0 || now >= retry.due() || now < retry.refused;
 }
@@ -328,6 +578,9 @@ void DeliveryWorker::publish() {
   }
   if (!next && listingFailed_) {
     next = setting_.clock.now() + kListAgain;
+  }
+  if (pause_.untilAsked) {
+    next.reset();
   }
   const std::lock_guard lock(mutex_);
   nextAttempt_ = next;

@@ -6,11 +6,18 @@
 // 4.5.4.1) a further refusal counts as final. One that was refused for good moves to failed/. The
 // waiting times are kept in this object only: after a new start everything is tried at once.
 //
+// A server may take a message for some of its recipients only. That they have it is recorded first;
+// recipients refused for good then get a copy of the message in failed/ that is addressed to them
+// alone, and the message stays for those who are to be tried again.
+//
+// When the whole message was sent but its answer got lost, it may have arrived. It is tried again
+// after ten minutes at the earliest, with the same Message-ID, by which mail programs and servers
+// recognise the second one.
+//
 // An address that exceeds its limit of messages an hour is stopped (hourly_limit.h): its messages
 // stay, after new starts too, until tryAgain(). A message with several recipients waits as a whole
-// while one of them is stopped. A transport takes a message for all recipients or for none, so
-// splitting it would require a durable record of who has received it. Forwards of one user all go
-// to the same addresses, which reach the limit together.
+// while one of them is stopped. Forwards of one user all go to the same addresses, which reach the
+// limit together.
 #pragma once
 
 #include <chrono>
@@ -39,6 +46,8 @@ namespace relaybird {
 inline constexpr std::chrono::minutes kFirstRetry{1};
 inline constexpr std::chrono::minutes kLongestRetry{60};
 inline constexpr std::chrono::days kGiveUpAfter{5};
+/// Longer than servers and their checks take to pass on what they have accepted.
+inline constexpr std::chrono::minutes kRetryAfterNoAnswer{10};
 
 /// Made, used and destroyed on the user-interface thread; the work is done on the executor's.
 class DeliveryWorker {
@@ -54,6 +63,10 @@ class DeliveryWorker {
     /// Told, on the user-interface thread, what became of each message.
     std::function<void(StoreNotice)> notice;
     std::size_t mostPerHour = kMostPerHour;  ///< messages to one address
+    /// Whether a message whose answer got lost has arrived, by another way to find out, such as a
+    /// search of the Sent folder. Asked on the executor's thread before the message is tried again;
+    /// may wait for a server. May be empty.
+    std::function<bool(const OutgoingMessage&, std::stop_token)> hasArrived = {};
   };
 
   struct Counts {
@@ -88,11 +101,13 @@ class DeliveryWorker {
   struct Retry {
     DateTime refused = kNoDate;
     std::chrono::minutes wait{0};
+    bool untilAsked = false;  ///< waits for tryAgain(), whatever the time
+    bool noAnswer = false;    ///< may have arrived
     DateTime due() const { return refused + wait; }
   };
   struct CallBacks;
-
-  enum class Fate { kGone, kKept };
+  class Series;
+  struct UnderWay;
 
   void begin(std::function<void()> done, bool afresh);
   void work();
@@ -100,13 +115,15 @@ class DeliveryWorker {
   void startAfresh();
   void deliverWaiting();
   void collect();
-  Fate deliverOne(const WaitingMessage& message);
   bool mustWait(const WaitingMessage& message, const OutgoingMessage& outgoing);
-  Fate handOver(const Outbox::Claim& claim, const WaitingMessage& message, std::string bytes);
-  Fate taken(const Outbox::Claim& claim, const std::string& title);
-  Fate refused(const Outbox::Claim& claim, const WaitingMessage& message, const std::string& title,
+  void taken(const UnderWay& one, const std::vector<std::string>& recipients);
+  bool isWhole(const UnderWay& one, const std::vector<std::string>& recipients) const;
+  void refused(const UnderWay& one, const std::vector<std::string>& recipients,
                const std::string& words);
-  Fate kept(const WaitingMessage& message, const std::string& title, const Outcome& outcome);
+  void kept(const WaitingMessage& message, const std::string& title, const Outcome& outcome);
+  void putOff(const WaitingMessage& message, const Outcome& outcome);
+  Result<void> putAside(const UnderWay& one, const std::vector<std::string>& recipients,
+                        const std::string& words);
   bool isDue(const Retry& retry) const;
   void postpone(Retry& retry) const;
   void say(StoreNotice notice);

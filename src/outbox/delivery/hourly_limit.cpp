@@ -3,6 +3,7 @@
 // the start and rewritten after every few thousand.
 #include "outbox/delivery/hourly_limit.h"
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -78,6 +79,14 @@ HourlyLimit::Verdict HourlyLimit::ask(const std::vector<std::string>& recipients
     }
   }
   return verdict;
+}
+
+bool HourlyLimit::mayStopAfter(const std::vector<std::string>& recipients, std::size_t underWay) {
+  forgetOld();
+  const std::set<std::string> keys = keysOf(recipients);
+  return std::any_of(keys.begin(), keys.end(), [&](const std::string& address) {
+    return !stopped_.contains(address) && lastHour(address) + underWay >= most_;
+  });
 }
 
 void HourlyLimit::count(const std::vector<std::string>& recipients) {

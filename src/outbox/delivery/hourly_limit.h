@@ -45,6 +45,8 @@ class HourlyLimit {
   };
   /// Whether one more message may leave for these.
   Verdict ask(const std::vector<std::string>& recipients);
+  /// Whether ask() might stop one of these once `underWay` more messages have left.
+  bool mayStopAfter(const std::vector<std::string>& recipients, std::size_t underWay);
   /// A message has left for these.
   void count(const std::vector<std::string>& recipients);
   /// Resumes all stopped addresses, at the request of the user; their counts start at zero.

@@ -103,6 +103,33 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
   return message;
 }
 
+Result<std::string> addressedOnlyTo(std::string file, const std::vector<std::string>& recipients) {
+  std::string head;
+  std::string_view section = file;
+  while (const auto field = takeField(section)) {
+    if (!equalsAsciiCase(field->name, "Bcc") && !equalsAsciiCase(field->name, "To")) {
+      head += field->whole;
+      continue;
+    }
+    const auto addresses = readWrittenField(field->value);
+    if (!addresses) {
+      return Error{0,
+                   "The recipient \"" + oneLine(addresses.error().text) + "\" is no mail address"};
+    }
+    std::string kept;
+    for (const std::string& address : *addresses) {
+      if (std::find(recipients.begin(), recipients.end(), address) != recipients.end()) {
+        kept += (kept.empty() ? "" : ",\n ") + address;
+      }
+    }
+    if (!kept.empty()) {
+      head += std::string(field->name) + ": " + kept + '\n';
+    }
+  }
+  file.replace(0, file.size() - section.size(), head);
+  return file;
+}
+
 std::string oneLine(std::string_view text) {
   std::string line;
   std::size_t fits = 0;  // the longest beginning that leaves room for the ellipsis

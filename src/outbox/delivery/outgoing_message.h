@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "outbox/delivery/transport.h"
 #include "platform/result.h"
@@ -15,6 +16,10 @@ namespace relaybird {
 /// something else (readWrittenField). Linear time; any thread. The message is changed in the place
 /// where it is, so that a large one is in memory once.
 Result<OutgoingMessage> prepareMessage(std::string file);
+
+/// The message addressed to none but these, each of whom its To or Bcc fields name: the others are
+/// taken out of these fields, and nothing else changes. Fails as prepareMessage() does.
+Result<std::string> addressedOnlyTo(std::string file, const std::vector<std::string>& recipients);
 
 /// Any bytes as part of a log line: as withCodes() writes them, but each run of blanks and line
 /// breaks becomes one blank, without blanks at the ends. Cut to 300 bytes, never within a character

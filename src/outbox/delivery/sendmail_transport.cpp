@@ -115,6 +115,12 @@ Outcome outcomeOf(const CommandResult& result, const std::string& program) {
   return outcomeOfStartFailure(result, program);
 }
 
+void SingleTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
+  while (const auto fed = feed.next()) {
+    feed.report({{fed->number, deliver(fed->message, stop)}});
+  }
+}
+
 Outcome SendmailTransport::deliver(const OutgoingMessage& message, std::stop_token stop) {
   std::vector<std::string> arguments = command_;
   const Envelope& envelope = message.envelope;

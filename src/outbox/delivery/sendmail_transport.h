@@ -28,7 +28,7 @@ Result<std::vector<std::string>> splitCommand(std::string_view command);
 /// after some days otherwise.
 Outcome outcomeOf(const CommandResult& result, const std::string& program);
 
-class SendmailTransport : public Transport {
+class SendmailTransport : public SingleTransport {
  public:
   /// `command` as splitCommand() gives it.
   SendmailTransport(CommandRunner& runner, std::vector<std::string> command,

@@ -1,7 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The interface that the delivery of the outbox needs: it takes messages off this machine.
+// The interface that the delivery of the outbox needs: it takes messages off this machine, a whole
+// series of them at a time. The transport asks a feed for one message after another and reports
+// what became of each. So one connection serves the series, and while the answer for one message
+// is awaited the next one can be on its way.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -21,25 +27,73 @@ struct OutgoingMessage {
   std::string bytes;    ///< the whole message, lines ended by LF, without Bcc
 };
 
+/// A recipient that a server did not take a message for.
+struct RefusedRecipient {
+  std::string address;  ///< as in the envelope
+  std::string words;    ///< the server's
+  bool permanent = false;
+};
+
+/// What became of a message.
 struct Outcome {
   enum class Kind {
     kDelivered,
     kTemporary,  ///< worth another try later
     kPermanent,  ///< this message will never be taken
     kCancelled,  ///< stopped on request before the message was taken
+    kUnknown,    ///< the whole message was sent, but no answer came: it may have been taken
   };
 
   Kind kind = Kind::kDelivered;
   std::string words;  ///< the reason, in the words of the command or server
   /// With kTemporary: no other message would be accepted now either, so the rest is not tried.
   bool everything = false;
+  /// With `everything`: trying again by itself could do harm, as a refused sign-in may lock the
+  /// user's account. Nothing is tried until the user asks for it or the program is started again.
+  bool untilAsked = false;
+  /// Recipients refused one by one, where some others have another fate, which is `kind`:
+  /// kDelivered, kTemporary or kUnknown.
+  std::vector<RefusedRecipient> refused = {};
+};
+
+/// A message as a feed hands it out.
+struct FedMessage {
+  std::uint64_t number = 0;  ///< names it in its verdict
+  OutgoingMessage message;
+};
+
+struct Verdict {
+  std::uint64_t number = 0;
+  Outcome outcome;
+};
+
+/// The messages of one series. Used by the transport's thread, during Transport::deliver().
+class MessageFeed {
+ public:
+  virtual ~MessageFeed() = default;
+  /// The next message that may leave now; nothing if there is none. Reads the disk. As verdicts
+  /// decide what may leave, a transport asks again after each report.
+  virtual std::optional<FedMessage> next() = 0;
+  /// Records durably what became of these messages, with one wait for the disk for all that were
+  /// delivered. A message that was handed out and never reported counts as cancelled.
+  virtual void report(std::vector<Verdict> verdicts) = 0;
+  /// About how many messages next() has not handed out yet.
+  virtual std::size_t waiting() const = 0;
 };
 
 class Transport {
  public:
   virtual ~Transport() = default;
-  /// Hands the message over to all its recipients or to none. Blocks; ends soon after `stop` was
-  /// requested. Never throws. Called on the delivery's own thread.
+  /// Hands over messages until the feed has none and all are reported. Blocks; ends soon after
+  /// `stop` was requested. Never throws. Called on the delivery's own thread.
+  virtual void deliverAll(MessageFeed& feed, std::stop_token stop) = 0;
+};
+
+/// A transport that takes one message after another.
+class SingleTransport : public Transport {
+ public:
+  void deliverAll(MessageFeed& feed, std::stop_token stop) final;
+  /// As deliverAll(), for one message.
   virtual Outcome deliver(const OutgoingMessage& message, std::stop_token stop) = 0;
 };
 

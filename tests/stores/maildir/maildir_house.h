@@ -23,7 +23,7 @@ inline std::shared_ptr<Transport> borrowed(Transport* transport) {
 }
 
 /// Takes everything, or what `answer` says.
-class FakeTransport : public Transport {
+class FakeTransport : public SingleTransport {
  public:
   Outcome deliver(const OutgoingMessage& message, std::stop_token) override {
     taken.push_back(message);
