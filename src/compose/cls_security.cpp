@@ -19,6 +19,7 @@ namespace relaybird {
 
 namespace {
 
+// Sizes have 32 bits in the mail application. An overflow is its error, and ends the item.
 std::int32_t size32(double size) {
   const std::optional<std::int32_t> whole = toInt32(size);
   if (!whole) {
@@ -116,6 +117,7 @@ void clsSecurity::drop() {
 }
 
 clsSecurity::Settings clsSecurity::readSettings() const {
+  // Purpose::kRead neither measures nor addresses.
   Settings settings;
   if (prefs_ == nullptr || purpose_ == Purpose::kRead) {
     return settings;
@@ -147,6 +149,7 @@ bool clsSecurity::build(const std::shared_ptr<MailItem>& item) {
     case KindGroup::kTask:
       built = buildFromCopy(settings, "task");
       break;
+    // Not a kind that is forwarded; errorText() stays empty.
     case KindGroup::kOther:
       break;
   }
@@ -167,6 +170,7 @@ bool clsSecurity::buildFromMail(const Settings& settings) {
   senderName();
   const std::string sender = senderAddress();
   if (cellPhone_) {
+    // A telephone shows the beginning of a message, so the sender stands in front of the text.
     required(mobjSafe_->Item(), "forward")->Body("[From:" + sender + "] " + body);
   }
   applySizeRule(settings);
@@ -204,6 +208,7 @@ bool clsSecurity::buildFromCopy(const Settings& settings, const char* sender) {
   const std::string body = inboxItem_->Body();
   mobjSafe_->Body(body);
   textSize_ = textSizeOf(subject, body);
+  // These kinds round the limit to whole megabytes.
   sizeWithinLimit_ = keepsWholeMegabytes(textSize_, settings.limit);
   return true;
 }
@@ -230,6 +235,8 @@ void clsSecurity::applySizeRule(const Settings& settings) {
   }
   sizeWithinLimit_ = keepsLimit(textSize_, settings.limit);
   const auto attachments = required(mobjSafe_->Attachments(), "attachments");
+  // The others move up when the first one is deleted. A store that deletes nothing would be asked
+  // forever.
   for (std::int32_t left = attachments->Count(); left > 0;) {
     required(attachments->Item(1), "attachment")->Delete();
     const std::int32_t count = attachments->Count();
@@ -252,6 +259,7 @@ void clsSecurity::setReplyTo(const std::string& sender) {
     session->MAPIOBJECT(required(application->Session(), "session")->MAPIOBJECT());
     const auto replyTo = required(mobjSafe_->ReplyRecipients(), "reply recipients");
     replyTo->Add(sender);
+    // An address that cannot be resolved is no reason not to send.
     static_cast<void>(replyTo->ResolveAll());
   } catch (const std::exception&) {
   }
@@ -275,6 +283,7 @@ bool clsSecurity::send() {
       errorText_ = "Outlook could not resolve all forwarding recipients";
       return false;
     }
+    // Sends, and asks the application to deliver now and not at its next interval.
     forward.send();
     createAs<UtilityObject>(objects_, prog_id::kUtility)->DeliverNow();
     return true;

@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kMinute{60000};
 constexpr std::chrono::milliseconds kSyncWatch{10000};
+// How long a synchronisation may take before its check runs without it.
 constexpr std::chrono::seconds kSyncGivenUpAfter{900};
 
 }  // namespace
@@ -42,8 +43,11 @@ void CheckSchedule::stopCountdown() {
   tmrMinute_->setEnabled(false);
   checkDropped_ = state_.syncBusy;
 }
+// The check of a synchronisation that still runs is dropped at its end, in checkAfterSync().
 
 void CheckSchedule::resetMinutesLeft() {
+  // A number of minutes that does not fit waits as long as possible. It must never turn into a
+  // short wait.
   const auto minutes = toInt32(roundHalfEven(world_.prefs.GetMinLeft()));
   state_.minutesLeft =
       std::max(minutes.value_or(std::numeric_limits<std::int32_t>::max()), kFewestMinutes);
@@ -59,6 +63,7 @@ void CheckSchedule::tmrMinuteTick() {
     --state_.minutesLeft;
     showMinutesLeft();
   }
+  // While anything else runs, the count stays at 0: the check comes with the first minute after it.
   if (state_.minutesLeft == 0 && !state_.m_bBusyFwd && !state_.passRunning && !state_.syncBusy) {
     ForwardTrigger();
     // The user may have switched off during the check.
@@ -68,6 +73,7 @@ void CheckSchedule::tmrMinuteTick() {
   }
 }
 
+// All refusals end a test cycle, which waits for exactly this check.
 void CheckSchedule::ForwardTrigger() {
   if (state_.ending) {
     return;
@@ -82,6 +88,8 @@ void CheckSchedule::ForwardTrigger() {
   } else if (state_.syncBusy) {
     refuse("Could not check emails because currently busy synchronizing inbox");
   } else if (!session_.IsOutlookOpen()) {
+    // The application does not answer. A synchronisation starts it and fetches mail; the pass
+    // follows at its end.
     session_.dropIfGone();
     SyncStart();
   } else {
@@ -90,6 +98,8 @@ void CheckSchedule::ForwardTrigger() {
 }
 
 void CheckSchedule::SyncStart(bool sendSync) {
+  // The pass at the end of an inbox synchronisation has sent something. That synchronisation still
+  // counts as running, so this one starts after it.
   if (insideSyncEnd_ && sendSync) {
     sendSyncWaits_ = true;
     return;
@@ -105,6 +115,7 @@ void CheckSchedule::SyncStart(bool sendSync) {
   checkDropped_ = false;
   tmrSync_->setInterval(kSyncWatch);
   tmrSync_->setEnabled(true);
+  // Held here too, because events may release the session.
   const std::shared_ptr<SyncObject> sync = session_.syncObject();
   status_.showSynchronizing();
   try {
@@ -189,6 +200,7 @@ void CheckSchedule::checkAfterSync() {
   }
 }
 
+// Notices only a synchronisation whose end is never reported.
 void CheckSchedule::tmrSyncTick() {
   world_.trace.trace("TmrSync Entered");
   if (world_.clock.now() - state_.syncStartTime >= kSyncGivenUpAfter) {
@@ -200,6 +212,7 @@ void CheckSchedule::giveUpSync() {
   state_.syncBusy = false;
   tmrSync_->setEnabled(false);
   const std::string now = world_.clock.toText(world_.clock.now());
+  // The check of a send synchronisation is over already, so nothing follows.
   if (state_.sendSync) {
     world_.log.AddToLog(now + "--> Send/receive synchronization timed out.");
     world_.trace.trace("TmrSync timed out for a send sync");
@@ -209,6 +222,7 @@ void CheckSchedule::giveUpSync() {
   world_.log.AddToLog(now + "--> Inbox synchronization timed out.");
   world_.trace.trace("TmrSync timed out for an inbox sync");
   world_.trace.trace("TmrSync To Trigger Fwd now");
+  // What has arrived so far is forwarded even if the synchronisation never ended.
   checkAfterSync();
 }
 

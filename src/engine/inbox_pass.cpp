@@ -49,11 +49,14 @@ std::int16_t toForwardedCount(double count) {
                  "to count from 0.");
 }
 
+// A kind of item and the date that decides whether it is new. Reports and task requests do not have
+// the time of their reception.
 struct Kind {
   std::string_view upperName;
   DateTime (MailItem::*date)();
 };
 
+// Compared without letter case, in which the stores differ.
 constexpr std::array<Kind, 7> kAcceptedKinds{{
     {"TASKREQUESTACCEPTITEM", &MailItem::LastModificationDate},
     {"TASKREQUESTDECLINEITEM", &MailItem::LastModificationDate},
@@ -155,6 +158,7 @@ void InboxPass::endTestCycle() {
   }
 }
 
+// Only while a pass runs: a flag left set would stop the next one at its first item.
 void InboxPass::stopAfterItem() {
   state_.stopPass = state_.passRunning;
 }
@@ -178,6 +182,7 @@ void InboxPass::beginCounts() {
 
 void InboxPass::pass(bool withinAnother) {
   world_.trace.trace("Forward Entered");
+  // A pass that finds another one running is refused below, and leaves the other's counts alone.
   if (!withinAnother) {
     beginCounts();
   }
@@ -222,6 +227,7 @@ bool InboxPass::sessionReady(bool withinAnother) {
     status_.SetStatusLabel("Last email check aborted: & m_sErr");
     return false;
   }
+  // Checked only now, because opening the session lets events run.
   if (state_.m_bBusyFwd || withinAnother) {
     world_.log.AddToLog(nowText() + "--> Email check aborted: Didn't finish prev. check yet");
     return false;
@@ -232,6 +238,7 @@ bool InboxPass::sessionReady(bool withinAnother) {
 std::shared_ptr<ItemCollection> InboxPass::unreadItems() {
   trace("Set vItems to unread _pre");
   const auto all = required(session_.inbox()->Items(), "items of the inbox");
+  // Listed once: mail that arrives during the pass waits for the next one.
   auto items = required(all->Restrict(std::string(kUnreadFilter)), "unread items");
   trace("Set vItems to unread _post");
   return items;
@@ -246,12 +253,16 @@ bool InboxPass::walkItems(Walk& walk) {
     world_.log.AddToLogV("ForwardMail->EnteringItemLoop (" + std::to_string(walk.count) +
                          " items)");
   }
+  // From the last to the first: items that are marked as read may leave the list, and the numbers
+  // of those before them stay valid. A 32-bit index, because the count may be the largest 16-bit
+  // number.
   for (std::int32_t i = walk.count; i >= 1; --i) {
     if (maximumReached()) {
       status_.SetStatusToPreset(kStatusMaximumReached);
       world_.log.AddToLog("Stopped - already forwarded maximum number of emails allowed.");
       world_.alerts.checkCompleted();
       world_.alerts.maximumReached();
+      // Not finish(): nothing more may be sent in this pass.
       state_.m_bBusyFwd = false;
       return false;
     }
@@ -279,6 +290,8 @@ bool InboxPass::stopWanted(std::int32_t itemsLeft) {
   return true;
 }
 
+// The field of the window is the counter itself. It is read as a number from its beginning, since a
+// user or a script may have written into it.
 bool InboxPass::maximumReached() const {
   return numericPrefix(world_.display.txtNumberForwarded()) >= world_.prefs.GetMaxNumToForward();
 }
@@ -311,6 +324,7 @@ bool InboxPass::decide(Walk& walk, const std::shared_ptr<MailItem>& item,
 }
 
 bool InboxPass::arrivedBeforeActivation(MailItem& item) const {
+  // An item of the very second of the activation counts as old.
   return GetRelevantDate(item) <= state_.activationTime;
 }
 
@@ -319,6 +333,8 @@ bool InboxPass::rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item,
   bool allowed = false;
   walk.built = false;
   int status = world_.prefs.intShouldForward(item, allowed, walk.reason);
+  // The rules have read the item alone. Some of them reject an item that cannot be forwarded, so
+  // its forward is built before they are believed.
   if (status >= 1 && allowed && world_.prefs.bolRulesNeedForward() && !build(walk, item)) {
     status = world_.prefs.intWithoutForward(walk.builder.errorText(), allowed, walk.reason);
   }
@@ -336,12 +352,15 @@ bool InboxPass::rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item,
 void InboxPass::forward(Walk& walk, const std::shared_ptr<MailItem>& item,
                         const std::string& entryId) {
   const Attempt outcome = attempt(walk, item);
+  // Once more: building and sending the forward may have touched the item.
   item->UnRead(false);
   if (outcome.failure) {
     ++state_.failedThisPass;
     world_.log.AddToLog("Tried but failed to forward " + item->Subject() + " at " + nowText() +
                         "; Problem was: " + *outcome.failure);
     world_.alerts.forwardRefused("\"" + item->Subject() + "\": " + *outcome.failure);
+    // Ignored until forwarding is switched on anew: a message that fails once would fail, and be
+    // logged, at every check.
     ignore(entryId);
   } else if (outcome.sent) {
     world_.log.AddToLog("forwarded " + item->Subject() + " at " + nowText());
@@ -359,6 +378,7 @@ bool InboxPass::build(Walk& walk, const std::shared_ptr<MailItem>& item) {
 }
 
 InboxPass::Attempt InboxPass::attempt(Walk& walk, const std::shared_ptr<MailItem>& item) {
+  // The forward may have been built for the rules.
   clsSecurity& builder = walk.builder;
   if (!walk.built && !build(walk, item)) {
     return {false, builder.errorText()};
@@ -381,6 +401,7 @@ void InboxPass::countForward() {
 void InboxPass::finish() {
   world_.log.AddToLog("Completed Email Check at " + nowText());
   status_.SetStatusToPreset(kStatusCompleted);
+  // The pause runs events; at the end of the program nobody waits for them.
   if (!state_.ending) {
     world_.sleeper.sleep(kPauseAfterPass);
   }
@@ -403,6 +424,7 @@ void InboxPass::fault(const std::string& description) {
 }
 
 bool InboxPass::isIgnored(const std::string& entryId) const {
+  // Items without an identifier cannot be remembered. They are decided anew at each check.
   return !entryId.empty() && dicEmailsToIgnore_->Exists(entryId);
 }
 
@@ -412,6 +434,7 @@ void InboxPass::ignore(const std::string& entryId) {
   }
 }
 
+// The same with trace lines, which users know at this place.
 void InboxPass::ignoreTraced(const std::string& entryId) {
   if (entryId.empty()) {
     return;

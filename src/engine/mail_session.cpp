@@ -59,6 +59,8 @@ std::int16_t MailSession::ResetOlkObj(bool getInbox, bool getSync, bool showStat
     const Opening opening(*this);
     result = open(getInbox, getSync, showStatus);
   }
+  // An event has released the session meanwhile. What the steps have opened is not usable, whatever
+  // their result.
   if (releaseWaits_ && opening_ == 0) {
     release();
     errorText_ = kNoApplicationText;
@@ -75,6 +77,7 @@ std::int16_t MailSession::open(bool getInbox, bool getSync, bool showStatus) {
     if (newApplication) {
       openApplication(showStatus);
     }
+    // Each object is obtained from the one before it, so a new one makes those behind it useless.
     const bool newNamespace = newApplication || !namespace_;
     if (newNamespace) {
       openNamespace(showStatus);
@@ -83,6 +86,7 @@ std::int16_t MailSession::open(bool getInbox, bool getSync, bool showStatus) {
       openInbox(showStatus);
     }
     if (getSync) {
+      // Its object belongs to the running synchronisation.
       if (state_.syncBusy) {
         return kSessionSyncRunning;
       }
@@ -144,6 +148,7 @@ void MailSession::openSync() {
     auto sync =
         required(required(namespace_->SyncObjects(), "synchronisation objects")->Item(kDefaultSync),
                  "synchronisation object");
+    // The store may return the same object each time; its handler is set once.
     if (sync != sync_) {
       sync->onSyncEnd(onSyncEnd_);
       sync_ = std::move(sync);
@@ -158,6 +163,7 @@ bool MailSession::IsOutlookOpen() const {
     return false;
   }
   try {
+    // The cheapest question to an application that may be gone.
     (void)application_->Version();
     return true;
   } catch (const MailStoreError&) {
@@ -178,6 +184,7 @@ void MailSession::release() {
   }
   if (sync_) {
     try {
+      // No end may be reported to a session that is released.
       sync_->onSyncEnd({});
     } catch (const MailStoreError&) {
       // A store that has gone away raises no more events, so there is nothing to take back.
@@ -190,6 +197,7 @@ void MailSession::release() {
 }
 
 bool CheckOlkVer(std::string_view version) {
+  // The first two characters: 10 is Outlook 2002.
   return version.size() > 2 && numericPrefix(version.substr(0, 2)) > 9;
 }
 

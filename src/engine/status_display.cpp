@@ -48,6 +48,7 @@ StatusDisplay::StatusDisplay(EngineDisplay& display, const EngineState& state, c
       tmrForLabel_(timers.makeTimer(kLabelInterval, [this] { tmrForLabelTick(); })) {}
 
 void StatusDisplay::SetStatusLabel(const std::string& text) {
+  // Set before events run, so that the timer cannot replace the new text as if it were the old one.
   shown_ = Shown::kOther;
   tmrForLabel_->setEnabled(false);
   display_.lblCurrentActions(text);
@@ -81,9 +82,11 @@ void StatusDisplay::watch(Shown shown) {
 }
 
 void StatusDisplay::tmrForLabelTick() {
+  // While something runs its text stays.
   if (state_.m_bBusyFwd || state_.syncBusy) {
     return;
   }
+  // The end of a synchronisation sets no text itself, so the timer notices it.
   if (shown_ == Shown::kSynchronizing) {
     SetStatusToPreset(kStatusCompleted);
   } else if (clock_.now() - shownAt_ >= kCompletedStands) {

@@ -16,7 +16,9 @@
 namespace relaybird {
 namespace {
 
-// Unfolded content lines (RFC 5545 section 3.1), one at a time.
+// Unfolded content lines (RFC 5545 section 3.1), one at a time. Both CR LF and a lone LF end a
+// line, since mail is stored either way. A folded line may be as long as the calendar, which
+// kCalendarBytes bounds.
 class ContentLines {
  public:
   explicit ContentLines(std::string_view text) : rest_(text) {}
@@ -40,6 +42,8 @@ class ContentLines {
   }
 
  private:
+  // RFC 5545 section 3.1: a line break and one blank are a fold; further blanks belong to the
+  // value.
   bool continues() {
     if (rest_.empty() || !isBlank(rest_.front())) {
       return false;
@@ -57,6 +61,8 @@ struct Property {
   std::string_view value;
 };
 
+// "NAME;PARAM=value:VALUE". A quoted parameter value may contain ":" and ";", so the colon is
+// searched outside of quotes. A line without a colon is not a property and is skipped.
 std::optional<Property> splitLine(std::string_view line) {
   const std::size_t nameEnd = line.find_first_of(":;");
   const std::size_t colon =
@@ -98,6 +104,8 @@ std::string unescaped(std::string_view value) {
   return result;
 }
 
+// 0 for a text that is not a number or does not fit: a missing SEQUENCE means 0 too (RFC 5545
+// section 3.8.7.4).
 std::int64_t wholeNumber(std::string_view text) {
   std::int64_t number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
@@ -108,6 +116,8 @@ std::int64_t wholeNumber(std::string_view text) {
 // have a SUMMARY and DESCRIPTION too, so properties count at one depth only.
 class CalendarReader {
  public:
+  // Only BEGIN and END are counted, whatever they name: unbalanced lines in a hostile calendar can
+  // hide properties, but cannot make the depth negative.
   void onProperty(const Property& property) {
     if (property.name == "BEGIN") {
       begin(asciiUpper(unfolded(property.value)));
@@ -115,6 +125,8 @@ class CalendarReader {
       depth_ -= depth_ > 0 ? 1 : 0;
       within_ = within_ && depth_ >= kComponentDepth;
     } else if (depth_ == 1 && property.name == "METHOD" && object_.method.empty()) {
+      // The first METHOD and the first component count. RFC 5546 allows several components in one
+      // object, but they are instances of the same event or task.
       object_.method = asciiUpper(unfolded(property.value));
     } else if (within_ && depth_ == kComponentDepth) {
       onComponentProperty(property);
@@ -139,6 +151,8 @@ class CalendarReader {
     if (property.name == "SEQUENCE") {
       object_.sequence = wholeNumber(property.value);
     } else if (property.name == "ATTENDEE" && object_.partStat.empty()) {
+      // The reply of one attendee has one ATTENDEE line. A request lists all of them; its PARTSTAT
+      // is not used.
       object_.partStat = parameter(property.parameters, "PARTSTAT");
     } else if (property.name == "SUMMARY" && object_.summary.empty()) {
       object_.summary = unescaped(property.value);
@@ -152,10 +166,12 @@ class CalendarReader {
   bool within_ = false;
 };
 
-// RFC 5546 section 1.4, without PUBLISH, which expects no answer.
+// RFC 5546 section 1.4, without PUBLISH, which expects no answer. A published calendar is ordinary
+// mail with a file.
 constexpr std::array<std::string_view, 7> kSchedulingMethods = {
     "REQUEST", "REPLY", "CANCEL", "ADD", "REFRESH", "COUNTER", "DECLINECOUNTER"};
 
+// A request with a SEQUENCE above 0 changes an earlier one (RFC 5546 section 2.1.4).
 MessageKind taskKind(const CalendarObject& task, std::string_view method) {
   if (method == "REQUEST") {
     return task.sequence > 0 ? MessageKind::kTaskUpdate : MessageKind::kTaskRequest;
@@ -169,6 +185,7 @@ MessageKind taskKind(const CalendarObject& task, std::string_view method) {
       return MessageKind::kTaskDecline;
     }
   }
+  // Every other method or answer (CANCEL, COUNTER, DELEGATED, ...) changes a task that is known.
   return MessageKind::kTaskUpdate;
 }
 
@@ -188,6 +205,8 @@ CalendarObject readCalendar(std::string_view calendar) {
 
 MessageKind calendarKind(const CalendarObject& calendar, std::string_view methodParameter) {
   const std::string method =
+      // Some mail programs write METHOD only as a parameter of the Content-Type (RFC 6047 section
+      // 2.4).
       calendar.method.empty() ? asciiUpper(methodParameter) : calendar.method;
   if (std::find(kSchedulingMethods.begin(), kSchedulingMethods.end(), method) ==
       kSchedulingMethods.end()) {

@@ -15,12 +15,16 @@ namespace {
 // Only this many identifiers of a list are compared, from its end: each comparison computes a seal.
 constexpr std::size_t kIdsLookedAt = 200;
 
+// A comma and a NUL separate too: gateways join or damage trace fields, and that must not join two
+// marks into one unknown mark.
 constexpr std::string_view kSeparators(" \t\r\n,\0", 6);
 
 bool isMarkChar(char c) {
   return isLetterOrDigit(c) || c == '.' || c == '-' || c == '_';
 }
 
+// Words that cannot be marks are skipped instead of ending the list, so that text which a relay
+// adds in front does not hide the marks behind it.
 bool isMark(std::string_view word) {
   return word.size() <= kLongestMark && std::all_of(word.begin(), word.end(), isMarkChar);
 }
@@ -31,6 +35,9 @@ struct Named {
   bool atAll = false;
 };
 
+// In-Reply-To names the message that is answered. References lists the whole thread with that
+// message last (RFC 5322 section 3.6.4), so only its last identifier is a direct answer. A long
+// list is read from its end, where the recent messages are.
 Named namedForwards(const HeaderBlock& headers, const OwnMarks& own) {
   Named named;
   const auto look = [&](std::string_view field, bool allDirect) {
@@ -48,7 +55,8 @@ Named namedForwards(const HeaderBlock& headers, const OwnMarks& own) {
   return named;
 }
 
-// The keyword of an Auto-Submitted value in lower case, without comments and parameters.
+// The keyword of an Auto-Submitted value (RFC 3834 section 5) in lower case, without comments and
+// parameters. An unclosed comment hides the rest of the value: the field counts as absent then.
 std::string keywordOf(std::string_view value) {
   std::size_t depth = 0;
   std::string word;
@@ -85,6 +93,7 @@ bool isMarkedAsAnswer(const HeaderBlock& headers) {
 
 }  // namespace
 
+// Views into `value`; nothing is copied, because a listing asks for the marks of every message.
 std::vector<std::string_view> marksIn(std::string_view value) {
   std::vector<std::string_view> marks;
   for (std::size_t pos = value.find_first_not_of(kSeparators); pos != std::string_view::npos;) {
@@ -101,6 +110,7 @@ std::vector<std::string> traceMarks(const HeaderBlock& headers) {
   std::vector<std::string> all;
   for (const std::string_view value : headers.allRaw(kTraceHeader)) {
     for (const std::string_view mark : marksIn(value)) {
+      // Further marks change nothing, since the message is not forwarded.
       if (all.size() == kHopLimit) {
         return all;
       }
@@ -124,6 +134,9 @@ bool hasNullReturnPath(const HeaderBlock& headers) {
   return path == "<>";
 }
 
+// With a sign of an automatic answer, a reference anywhere in the thread is enough. Without one,
+// auto-generated mail counts only if it answers a forward directly; otherwise a ticket system in a
+// long thread would be silenced.
 bool isAutomaticAnswer(const HeaderBlock& headers, const OwnMarks& own) {
   const Named named = namedForwards(headers, own);
   return (named.atAll && isMarkedAsAnswer(headers)) ||

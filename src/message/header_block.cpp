@@ -16,6 +16,8 @@ namespace {
 // The size of the first read: one system call is enough for nearly every message.
 constexpr std::size_t kFirstBlock = 8192;
 
+// The fields for which scan() notes the place: every listing or every forward asks for them, so one
+// pass is cheaper than a search for each.
 constexpr std::array<std::string_view, 17> kWantedNames = {"Subject",
                                                            "From",
                                                            "Sender",
@@ -43,12 +45,16 @@ std::optional<std::size_t> wantedIndex(std::string_view name) {
   return std::nullopt;
 }
 
+// An mbox separator in front of the first field, as some delivery programs leave it in a file. It
+// is not a field and has no colon rule.
 bool isMboxLine(std::string_view message) {
   return message.starts_with("From ") || message.starts_with(">From ");
 }
 
 std::string_view fieldName(std::string_view line) {
   const auto field = takeField(line);
+  // The name is empty where the line is not a field: no colon, or a name with characters that RFC
+  // 5322 section 3.6.8 does not allow.
   return field ? field->name : std::string_view();
 }
 
@@ -91,6 +97,8 @@ Ahead lookAhead(std::string_view text, std::size_t pos, bool isAll) {
     if (isKnownField(line)) {
       return Ahead::kFields;
     }
+    // Continuations have a limit of their own: a long folded field between must not use up the few
+    // lines, and a text of indented lines must not be searched to its end.
     ++(isBlank(line[0]) ? continuations : lines);
     pos = end;
   }
@@ -114,6 +122,8 @@ std::string firstCharset(std::string_view start) {
 
 // Names the character set of raw 8-bit bytes in the section, if it has such bytes and they are not
 // UTF-8. `start` is the beginning of the message.
+// The section has no charset of its own: raw 8-bit bytes are not allowed in it (RFC 5322). The
+// first text of the message is the best guess, since the same program wrote both.
 void nameRawCharset(HeaderBlock& block, std::string_view start) {
   const std::string_view bytes = block.bytes();
   if (!isAscii(bytes) && !isValidUtf8(bytes)) {
@@ -127,6 +137,8 @@ HeaderBlock::HeaderBlock(std::string_view message, bool isAll) {
   bytes_ = message.substr(0, scan(message, isAll));
 }
 
+// Returns the length of the section. Without a decision at the end of `message` (!isAll), ended_
+// stays false and the caller reads more.
 std::size_t HeaderBlock::scan(std::string_view message, bool isAll) {
   static_assert(kWantedNames.size() == kWantedFields);
   std::size_t pos = isMboxLine(message) ? lineEnd(message, 0) : 0;
@@ -145,6 +157,8 @@ std::size_t HeaderBlock::scan(std::string_view message, bool isAll) {
         open->end = static_cast<std::uint32_t>(end);
       }
     } else {
+      // A message that begins with a line that is not a field has no header section at all:
+      // everything is body. Its first line must not be lost.
       const std::string_view name = fieldName(line);
       if (name.empty() && pos == first) {
         return first;
@@ -160,6 +174,8 @@ std::size_t HeaderBlock::scan(std::string_view message, bool isAll) {
   return message.size();
 }
 
+// Only the first field of a name counts, so that everything that asks gets the same one, whatever a
+// relay or an attacker has added below.
 HeaderBlock::Span* HeaderBlock::note(std::string_view name, std::size_t begin, std::size_t end) {
   const auto index = wantedIndex(name);
   if (!index || wanted_[*index].end != 0) {
@@ -183,6 +199,7 @@ std::optional<std::string_view> HeaderBlock::raw(std::string_view name) const {
 
 std::vector<std::string_view> HeaderBlock::allRaw(std::string_view name) const {
   std::vector<std::string_view> values;
+  // Avoids a walk over the whole section where scan() has seen that the field is absent.
   if (wantedIndex(name) && !raw(name)) {
     return values;
   }
@@ -208,6 +225,8 @@ std::vector<Mailbox> HeaderBlock::mailboxes(std::string_view name) const {
   return found ? parseAddressList(*found, rawCharset_) : std::vector<Mailbox>();
 }
 
+// From with an address; else Sender, then Return-Path. Without any address, the text of From is the
+// name, so that the log still shows who may have written.
 Mailbox HeaderBlock::senderMailbox() const {
   const auto first = [this](std::string_view name) {
     const auto found = raw(name);
@@ -242,6 +261,8 @@ Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit) {
     return read.error();
   }
   const std::string_view start(first.data(), *read);
+  // A short read means the end of the file. A section that ends before the block does, without
+  // ended(), is the header-less message of scan().
   HeaderBlock block(start, *read < wanted);
   if (block.ended() || *read < wanted || block.bytes().size() < *read) {
     nameRawCharset(block, start);
@@ -251,6 +272,8 @@ Result<HeaderBlock> readHeaderBlock(InputFile& file, std::size_t limit) {
   bool atEnd = false;
   while (!block.ended() && !atEnd && more.size() < limit) {
     const std::size_t known = more.size();
+    // Doubled each time and scanned anew: the work stays linear in the size of the section, and
+    // only unusual messages come here.
     more.resize(std::min(limit, known * 2));
     const auto next = file.readAt(known, more.data() + known, more.size() - known);
     if (!next) {

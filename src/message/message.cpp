@@ -25,6 +25,7 @@ namespace {
 constexpr std::int64_t kFirstSecond = -62'135'596'800;
 constexpr std::int64_t kLastSecond = 253'402'300'799;
 
+// A name for an attachment without one, with the file ending of its type where that is known.
 std::string madeUpName(const Part& part) {
   const std::string& type = part.type.value;
   static constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kNames = {{
@@ -66,6 +67,8 @@ AttachmentInfo describe(InputFile& file, const Part& part, const Shown& shown) {
   info.name = part.fileName.empty() ? madeUpName(part) : part.fileName;
   info.contentType = part.type.value;
   const auto size = decodedSize(file, part);
+  // A listing does not fail because of one part: a part that cannot be decoded is listed with its
+  // stored size.
   info.size = size ? *size : static_cast<std::int64_t>(part.end - part.body);
   info.contentId = part.contentId;
   info.isInline = isShown(part, shown);
@@ -84,6 +87,8 @@ Result<std::unique_ptr<Message>> Message::read(std::shared_ptr<InputFile> file) 
   if (!headers) {
     return headers.error();
   }
+  // No limit here: readPartTree() itself bounds depth, parts and headers. The rest of the file is
+  // read once, a block at a time.
   auto tree = readPartTree(*file, std::move(*headers), std::numeric_limits<std::int64_t>::max());
   if (!tree) {
     return tree.error();
@@ -133,6 +138,7 @@ std::optional<DateTime> Message::date() const {
 const std::string& Message::bodyText() const {
   if (!text_) {
     text_ = plainTextOf(*file_, layout_->plainText, kMessageTextBytes);
+    // Invitations often have no text but the calendar's own.
     if (layout_->calendar != nullptr && isBlankText(*text_)) {
       const CalendarObject calendar = calendarOf(*file_, *layout_);
       text_ = calendar.description.empty() ? calendar.summary : calendar.description;
@@ -168,6 +174,8 @@ const std::vector<AttachmentInfo>& Message::attachments() const {
                          [member](const Part* part) { return !(part->*member).empty(); });
     };
     Shown shown;
+    // The HTML is decoded and searched only if some part could be referred to. Most attachments
+    // have neither identifier nor location.
     if (any(&Part::contentId) && htmlBody()) {
       shown.contentIds = contentIdsUsed(*htmlBody());
     }
@@ -182,6 +190,9 @@ const std::vector<AttachmentInfo>& Message::attachments() const {
   return *attachments_;
 }
 
+// A signed or encrypted message must stay byte for byte, or its signature breaks. A message that
+// was not read to its end cannot be taken apart without loss. In both cases the forward carries the
+// message as one attachment.
 bool Message::isOpaque() const {
   return layout_->sealed || layout_->tree.truncated ||
          storedSize(layout_->plainText) > kMessageTextBytes ||

@@ -23,6 +23,7 @@ std::string typeOf(const HeaderBlock& headers) {
   return raw ? bareContentType(*raw) : std::string();
 }
 
+// The message/global types are those of internationalised mail (RFC 6533).
 bool isReportPart(const Part& part) {
   const std::string& type = part.type.value;
   return type == "message/delivery-status" || type == "message/global-delivery-status" ||
@@ -36,6 +37,7 @@ bool isReturnedMessage(const Part& part) {
          type == "message/global-headers";
 }
 
+// Depth first, in the order of the message. The recursion is at most kPartDepth deep.
 template <class Predicate>
 const Part* findPart(const Part& part, const Predicate& wanted) {
   if (wanted(part)) {
@@ -49,6 +51,8 @@ const Part* findPart(const Part& part, const Predicate& wanted) {
   return nullptr;
 }
 
+// RFC 6522 asks for a report-type; some servers leave it out, so the parts decide then. Feedback
+// and other reports are ordinary mail.
 bool isReport(const Part& root) {
   if (root.type.value != "multipart/report") {
     return false;
@@ -77,6 +81,7 @@ class OwnFinder {
  public:
   explicit OwnFinder(const OwnMarks& own) : own_(own) {}
 
+  // `line` may be a piece of a long line; it is judged like a line.
   bool foundIn(std::string_view line) {
     line.remove_prefix(std::min(line.find_first_not_of("> \t"), line.size()));
     const std::size_t colon = line.find(':');
@@ -87,6 +92,8 @@ class OwnFinder {
                equalsAsciiCase(name, "Original-Message-ID")) {
       field_ = Field::kMessageId;
     } else if (colon != std::string_view::npos || isBlankLine(line)) {
+      // Another field ends the one before it: identifiers in its value are those of another
+      // message.
       field_ = Field::kOther;
     } else {
       return isOwn(line);  // may continue a quoted field, whose indentation the quoting has lost
@@ -130,7 +137,7 @@ Result<bool> quotesOwn(InputFile& file, const HeaderBlock& headers, const OwnMar
 }
 
 // The containers in which a calendar part is an invitation. Anywhere else it is an attachment,
-// which only a person opens.
+// which only a person opens: in an embedded message, for example, it was addressed to someone else.
 bool holdsInvitations(const Part& part) {
   return part.type.value == "multipart/mixed" || part.type.value == "multipart/alternative" ||
          part.type.value == "multipart/related";
@@ -155,6 +162,8 @@ Result<MessageKind> invitationKind(InputFile& file, const Part& root) {
   if (invitation == nullptr) {
     return MessageKind::kMail;
   }
+  // Bounded, because a hostile part may be as large as the message. The method and the first
+  // component stand at the beginning of what real programs write.
   const auto content = decodedContent(file, *invitation, kCalendarBytes);
   if (!content) {
     return content.error();
@@ -204,6 +213,8 @@ std::string whyNotForwarded(MessageKind kind) {
   }
 }
 
+// The order matters. Marks come first: a forward that came back is not forwarded whatever else it
+// looks like. No value means that the body has to be read.
 std::optional<MessageKind> kindFromHeaders(const HeaderBlock& headers, const OwnMarks& own) {
   if (isOwnForward(headers, own)) {
     return MessageKind::kOwnForward;
@@ -214,10 +225,13 @@ std::optional<MessageKind> kindFromHeaders(const HeaderBlock& headers, const Own
   if (isAutomaticAnswer(headers, own)) {
     return MessageKind::kOwnAnswer;
   }
+  // Reports have an empty return path (RFC 5321 section 4.5.5), but so has some ordinary mail.
   if (hasNullReturnPath(headers)) {
     return std::nullopt;
   }
   const std::string type = typeOf(headers);
+  // Sealed containers are not opened: an invitation in them is not recognised (holdsInvitations()),
+  // so their kind is known.
   const bool sealed = type == "multipart/signed" || type == "multipart/encrypted";
   if ((type.starts_with("multipart/") && !sealed) || type == "text/calendar") {
     return std::nullopt;
@@ -230,6 +244,8 @@ Result<MessageKind> readMessageKind(const HeaderBlock& headers, InputFile& file,
   if (const auto known = kindFromHeaders(headers, own)) {
     return *known;
   }
+  // Up to kKindBytes: an invitation or a report that begins later is not recognised, and the
+  // message counts as ordinary mail. The limit keeps a pass over a full inbox fast.
   const auto tree = readPartTree(file, headers, kKindBytes);
   if (!tree) {
     return tree.error();
@@ -237,6 +253,7 @@ Result<MessageKind> readMessageKind(const HeaderBlock& headers, InputFile& file,
   const Part& root = *tree->root;
   const bool report = isReport(root);
   if (hasNullReturnPath(headers) || root.type.value == "multipart/report") {
+    // Both are asked: a report may return the message as a part, or only quote it as text.
     const auto returned = returnsOwn(file, root, own);
     const auto quoted = quotesOwn(file, headers, own);
     if (!returned || !quoted) {

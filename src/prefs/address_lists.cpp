@@ -9,6 +9,7 @@ namespace relaybird {
 
 namespace {
 
+// Explicit length, as the NUL is one of the characters.
 constexpr std::string_view kCleaned("\t\n\r;\0 ", 6);
 constexpr std::string_view kLineBreak = "\r\n";
 constexpr std::size_t kMostEntries = std::numeric_limits<std::int16_t>::max();
@@ -42,11 +43,13 @@ int FormTextToArray(std::string_view text, StringList& list) {
     if (!entry.empty()) {
       entries.push_back(std::move(entry));
     }
+    // Entries are counted in 16 bits in the file. A longer list changes nothing.
     if (entries.size() > kMostEntries) {
       return -1;
     }
     text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
   }
+  // The stored form of an empty list.
   if (entries.empty()) {
     entries.emplace_back();
   }

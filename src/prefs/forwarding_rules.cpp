@@ -9,6 +9,7 @@ namespace relaybird {
 
 namespace {
 
+// An empty entry is part of every text but an empty one, so it matches every item with a text.
 bool occurs(const std::string& part, const std::string& text) {
   return !text.empty() && text.find(part) != std::string::npos;
 }
@@ -16,6 +17,7 @@ bool occurs(const std::string& part, const std::string& text) {
 }  // namespace
 
 const StringList& FoldedList::of(const StringList& list) {
+  // Comparing the lists is much cheaper than folding them, and a pass asks for every item.
   if (list != list_) {
     StringList folded;
     folded.reserve(list.size());

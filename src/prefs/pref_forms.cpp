@@ -40,6 +40,7 @@ bool FormCheck::minutesAccepted() {
     return refuse("Invalid value for how often to forward mail.");
   }
   if (*minutes < kFewestMinutes) {
+    // The field shows the smallest number allowed, so that the user sees what to enter.
     forms_.setText("txtMinutes", shortestText(kFewestMinutes));
     return refuse("Not allowed to check mail more often than 2 minutes.");
   }

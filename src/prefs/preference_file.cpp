@@ -18,18 +18,21 @@ namespace relaybird {
 
 namespace {
 
+// Part of the file format: how far shifted() moves each character.
 constexpr int kShift = 17;
 
 std::string shiftedBy(int by, std::string_view text) {
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) {
+    // A file with other characters may hold codes below the shift.
     const std::int32_t code = takeCharacter(text) + by;
     appendCharacter(result, code < 0 ? 0 : code);
   }
   return result;
 }
 
+// What an entry reads as that the count promises but the file does not have.
 constexpr std::string_view kMissingEntry = "0";
 
 std::string entryKey(std::string_view name, std::size_t number) {
@@ -78,6 +81,7 @@ class FieldReader {
     const std::string key = countKey(name);
     const std::int16_t count = number(key, wholeFromText16(value(key, "0")));
     StringList entries;
+    // Up to the count, not to the first gap: an entry may have been emptied by hand.
     for (int i = 1; i <= count; ++i) {
       std::string entry = value(entryKey(name, static_cast<std::size_t>(i)), kMissingEntry);
       if (!entry.empty()) {
@@ -91,6 +95,7 @@ class FieldReader {
   }
 
   std::string value(std::string_view key, std::string_view fallback) const {
+    // Longer values are cut, as the Windows profile calls cut them.
     return file_.get(section_, key, fallback, kProfileBufferSize);
   }
 

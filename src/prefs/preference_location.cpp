@@ -177,6 +177,7 @@ std::string locatePreferenceFile(FileSystem& files, ProfileStrings& profiles,
   std::string former = formerPreferenceFile(folders, osVersion);
   std::string current = currentPreferenceFile(folders);
   if (current.empty() || !MakeFolderPath(files, current, kSeparator)) {
+    // Without a folder of its own the former place is still better than none.
     return former;
   }
   if (!FileExists(files, former) || isHelpFileMemory(profiles, folders, former)) {

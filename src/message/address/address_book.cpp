@@ -31,6 +31,7 @@ std::string folded(std::string_view name) {
   if (!normal) {
     return text;
   }
+  // Tidied once more, because compatibility composition turns other blanks into spaces.
   const GText lower(g_utf8_casefold(normal.get(), -1));
   return tidyLine(lower.get());
 }
@@ -42,9 +43,11 @@ int preference(const VcardProperty& email) {
   if (const auto rank = email.parameter("PREF")) {
     int value = kNoPreference;
     std::from_chars(rank->data(), rank->data() + rank->size(), value);
+    // A rank that is not a number leaves the value as it is.
     return std::clamp(value, 1, kNoPreference);
   }
   for (const std::string& parameter : email.parameters) {
+    // Version 3.0 writes TYPE=pref, version 2.1 PREF alone; both may stand in a list.
     const bool types = parameter.starts_with("TYPE=");
     const auto list = vcardParts(types ? parameter.substr(5) : parameter, ',');
     if (std::find(list.begin(), list.end(), "PREF") != list.end()) {
@@ -54,8 +57,8 @@ int preference(const VcardProperty& email) {
   return kNoPreference;
 }
 
-// The value of EMAIL without escapes, without the scheme of a URI, and trimmed. Empty for a URI
-// that contains more than an address or has escapes of its own.
+// The value of EMAIL without escapes (RFC 6350 section 3.4), without the scheme of a URI, and
+// trimmed. Empty for a URI that contains more than an address or has escapes of its own.
 std::string addressText(std::string_view value) {
   constexpr std::string_view kScheme = "mailto:";
   value = trimmed(value, " \t");
@@ -105,7 +108,7 @@ struct Card {
     }
   }
 
-  // The parts are: family name; given name; further names; prefixes; suffixes.
+  // RFC 6350 section 6.2.2: family name; given name; further names; prefixes; suffixes.
   void takeNameParts(const VcardProperty& property) {
     auto parts = vcardParts(property.value, ';');
     parts.resize(2);
@@ -120,6 +123,7 @@ struct Card {
   // Mail is sent there, so a value that is not exactly one address is ignored.
   void takeAddress(const VcardProperty& property) {
     const std::string text = addressText(property.value);
+    // readRecipient() alone would also accept a name in front of the address.
     const auto mailbox = isRfc5322Address(text) ? readRecipient(text) : std::nullopt;
     const int its = preference(property);
     if (!mailbox || (!address.empty() && its >= rank)) {
@@ -168,6 +172,7 @@ void forEachCard(std::string_view contents, Take take) {
     } else if (card && inner == 0) {
       card->take(*property);
     }
+    // AGENT without a value is followed by the agent's own card.
     agent = card && property->name == "AGENT" && tidyLine(property->value).empty();
   }
 }
@@ -177,6 +182,7 @@ void forEachCard(std::string_view contents, Take take) {
 AddressBook AddressBook::parse(std::string_view contents) {
   AddressBook book;
   std::string converted;
+  // Programs on Windows export UTF-16, or UTF-8 with a byte order mark.
   if (contents.starts_with("\xFF\xFE") || contents.starts_with("\xFE\xFF")) {
     converted = toUtf8(contents, "utf-16");
     contents = converted;
@@ -202,6 +208,7 @@ void AddressBook::add(std::string_view name, const Mailbox& mailbox) {
     return;
   }
   const auto [entry, isNew] = names_.try_emplace(std::move(key), Entry{mailbox});
+  // The same address in two cards is no ambiguity; families share one.
   if (!isNew && !equalsAsciiCase(entry->second.mailbox.address, mailbox.address)) {
     entry->second.ambiguous = true;
   }
@@ -216,6 +223,7 @@ std::optional<Mailbox> AddressBook::find(std::string_view name) const {
 }
 
 Result<AddressBook> AddressBook::read(FileSystem& files, const std::string& path) {
+  // One byte more than allowed, so that a longer file is noticed without being read.
   auto contents = readFile(files, path, kMaxAddressBookSize + 1);
   if (!contents) {
     return contents.error();
@@ -241,6 +249,8 @@ Result<const AddressBook*> AddressBookFile::current() {
   if (!info) {
     return info.error();
   }
+  // Any of these differs if the file was written or replaced since. Its contents are not compared:
+  // every look-up comes here.
   const bool same = seen_ && seen_->size == info->size && seen_->modified == info->modified &&
                     seen_->device == info->device && seen_->inode == info->inode;
   if (same) {

@@ -21,6 +21,7 @@
 namespace relaybird {
 namespace {
 
+// RFC 1035 section 2.3.4.
 constexpr std::size_t kLongestDomain = 255;
 constexpr std::size_t kLongestLabel = 63;
 
@@ -58,6 +59,8 @@ std::optional<std::string> wireLabel(std::string_view label) {
     return isLabel(label) ? std::optional(std::string(label)) : std::nullopt;
   }
   char* ascii = nullptr;
+  // UTS 46 non-transitional: "ß" and the final sigma stay themselves, as registries and browsers
+  // treat them today. The transitional mapping would send mail to another domain.
   constexpr int kFlags = IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL;
   if (idn2_to_ascii_8z(std::string(label).c_str(), &ascii, kFlags) != IDN2_OK) {
     return std::nullopt;
@@ -101,6 +104,7 @@ bool labelMixesScripts(std::string_view label) {
   for (const char* at = label.data(); at < label.data() + label.size(); at = g_utf8_next_char(at)) {
     scripts.insert(g_unichar_get_script(g_utf8_get_char(at)));
   }
+  // Digits and punctuation are common to all scripts, and marks inherit the script of their letter.
   scripts.erase(G_UNICODE_SCRIPT_COMMON);
   scripts.erase(G_UNICODE_SCRIPT_INHERITED);
   return scripts.size() > 1 &&
@@ -129,6 +133,7 @@ bool isUnseen(gunichar character) {
   }
 }
 
+// The characters of RFC 6532 count as letters here; isVisibleText() has judged them.
 bool isDotAtom(std::string_view text) {
   if (text.empty() || text.front() == '.' || text.back() == '.') {
     return false;
@@ -140,6 +145,8 @@ bool isDotAtom(std::string_view text) {
                      [](char c) { return c == '.' || !isAscii(c) || isAtomCharacter(c); });
 }
 
+// RFC 5322 section 3.2.4. A quote inside must be escaped, and a backslash must not escape the
+// closing quote.
 bool isQuotedString(std::string_view text) {
   if (text.size() < 2 || text.front() != '"' || text.back() != '"') {
     return false;
@@ -172,6 +179,7 @@ bool isAddressLiteral(std::string_view text) {
     inside.erase(0, kIpv6.size());
   }
   const bool colons = inside.find(':') != std::string::npos;
+  // GLib accepts both families; the tag decides which one it must be.
   return six == colons && g_hostname_is_ip_address(inside.c_str());
 }
 
@@ -236,6 +244,7 @@ bool isRfc5322Address(std::string_view text) {
   if (!isVisibleText(text)) {
     return false;
   }
+  // The last "@": a quoted local part may contain others.
   const auto at = text.rfind('@');
   if (at == std::string_view::npos) {
     return false;

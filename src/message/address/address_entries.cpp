@@ -32,6 +32,7 @@ std::string withoutOurs(std::string_view text) {
   return out;
 }
 
+// In any letter case and at any place: the parser looks into every label.
 bool isCodedLabel(std::string_view text) {
   return text.size() >= 4 && (text[0] == 'x' || text[0] == 'X') &&
          (text[1] == 'n' || text[1] == 'N') && text[2] == '-' && text[3] == '-';
@@ -55,7 +56,8 @@ bool contains(std::string_view text, char c) {
   return text.find(c) != std::string_view::npos;
 }
 
-// The state of a scan through an address list: inside a comment, a quoted string, angle brackets.
+// The state of a scan through an address list (RFC 5322 section 3.2): inside a comment, a quoted
+// string, angle brackets. A backslash hides the next character everywhere.
 class Nesting {
  public:
   // Takes the next character; true where it is outside of all of these.
@@ -68,6 +70,7 @@ class Nesting {
       escaped_ = true;
       return false;
     }
+    // Comments nest.
     if (comments_ > 0) {
       comments_ += c == '(' ? 1 : c == ')' ? -1 : 0;
       return false;
@@ -126,6 +129,7 @@ HiddenWords::HiddenWords(std::string_view value) : value_(withoutOurs(value)) {
 }
 
 std::string HiddenWords::restored(std::string_view text) const {
+  // An atom is short, so its end is searched nearby: a value of many beginnings stays linear.
   constexpr std::size_t kLongestAtom = 32;
   std::string out;
   while (!text.empty()) {
@@ -138,6 +142,7 @@ std::string HiddenWords::restored(std::string_view text) const {
       out += wordOf(text.substr(kAtomStart.size(), end - kAtomStart.size()));
       text.remove_prefix(end + kAtomEnd.size());
     } else {
+      // Others of this block of private-use characters are the writer's own.
       const bool ours = text.starts_with(kLabelMark) || text.starts_with(kAtomStart) ||
                         text.starts_with(kAtomEnd);
       if (!ours) {
@@ -150,6 +155,7 @@ std::string HiddenWords::restored(std::string_view text) const {
 }
 
 std::string_view HiddenWords::wordOf(std::string_view number) const {
+  // The parser may have cut or joined atoms, so the number is checked before it is used.
   std::size_t index = 0;
   for (const char c : number) {
     if (c < '0' || c > '9' || index > words_.size()) {
@@ -169,6 +175,7 @@ std::optional<std::string> AddressEntries::next() {
     if (found.text.empty()) {
       continue;
     }
+    // Perhaps the family name of the next entry.
     if (found.end == ',' && !contains(found.text, '@')) {
       ahead_ = piece();
       if (contains(ahead_->text, '<') && contains(ahead_->text, '@')) {
@@ -191,6 +198,8 @@ AddressEntries::Piece AddressEntries::piece() {
         found.end = c;
         break;
       }
+      // A colon in front of any address ends the name of a group (RFC 5322 section 3.4). Behind an
+      // "@" it is part of a route or of an address literal.
       if (c == ':' && !sawAt) {
         found.text.clear();  // the name of a group
         continue;

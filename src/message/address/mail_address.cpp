@@ -48,6 +48,7 @@ std::optional<Mailbox> plainEntry(std::string_view entry) {
   if (!entry.ends_with('>')) {
     return std::nullopt;
   }
+  // Only the end of the entry can be the address, so an entry of many "<" is not checked from each.
   const std::size_t first = entry.size() - std::min(entry.size(), kLongestAddress);
   for (std::size_t open = entry.find('<', first); open != std::string_view::npos;
        open = entry.find('<', open + 1)) {
@@ -73,6 +74,7 @@ std::optional<Mailbox> salvaged(std::string_view entry) {
   if (address.starts_with(kScheme)) {
     address.remove_prefix(kScheme.size());
   }
+  // Characters that would make it something else than one bare address.
   const bool usable = address.find('@') != std::string_view::npos &&
                       address.find_first_of(" \t\"(),;") == std::string_view::npos;
   if (!usable) {
@@ -171,6 +173,7 @@ bool isNameChar(char c) {
   return isLetterOrDigit(c) || std::string_view(".-_+'& ").find(c) != std::string_view::npos;
 }
 
+// Runs for every message of a listing: one pass over the text, no allocation, no library.
 bool isSimpleAddress(std::string_view text) {
   const std::size_t at = text.find('@');
   return at != std::string_view::npos && at > 0 && at + 1 < text.size() &&
@@ -204,6 +207,7 @@ std::optional<Mailbox> simpleMailbox(std::string_view text) {
   return Mailbox{std::string(name), std::string(text.substr(open + 1, text.size() - open - 2))};
 }
 
+// RFC 5322 section 3.2.3, "specials". Dots are only allowed there by the obsolete syntax.
 bool needsQuotes(std::string_view name) {
   constexpr std::string_view kSpecials = "()<>[]:;@\\,.\"";
   return name.find_first_of(kSpecials) != std::string_view::npos;
@@ -230,6 +234,8 @@ std::vector<Mailbox> parseAddressList(std::string_view raw, std::string_view raw
       }
       continue;
     }
+    // The strict readers get the entry with its encoded words, as it will be shown; only GMime
+    // needs them hidden.
     const auto plain = plainMailbox(words.restored(*entry));
     const auto guessed = plain ? std::vector<Mailbox>{*plain} : guessedMailboxes(*entry);
     // GMime makes several mailboxes of addresses with only blanks between them.

@@ -58,7 +58,7 @@ std::string unfold(std::string_view value) {
 }
 
 // Takes the text before the next comma outside of quotes, or all of it; empty where `rest` is used
-// up.
+// up. A quote without an end takes all the rest, which is invalid then.
 std::optional<std::string_view> takeEntry(std::optional<std::string_view>& rest) {
   if (!rest) {
     return std::nullopt;
@@ -74,6 +74,7 @@ std::optional<std::string_view> takeEntry(std::optional<std::string_view>& rest)
 }
 
 // Whether a reader could take the address for another one.
+// The local part too: a person recognises an address by both.
 bool looksLikeAnother(std::string_view address) {
   const auto at = address.rfind('@');
   return mixesScripts(address.substr(0, at)) || mixesScripts(address.substr(at + 1));
@@ -155,6 +156,7 @@ Result<std::vector<std::string>> readWrittenField(std::string_view value) {
     return addresses;
   }
   std::optional<std::string_view> rest = line;
+  // A missing entry between two commas is invalid as well: what this system writes has none.
   while (const auto entry = takeEntry(rest)) {
     const auto mailbox = readMailbox(*entry);
     if (!mailbox) {

@@ -31,6 +31,7 @@ std::size_t findColon(std::string_view line) {
 }
 
 std::vector<std::string> parametersOf(std::string_view head) {
+  // A quoted value may contain ";" (RFC 6350 section 3.3).
   std::vector<std::string> out;
   while (!head.empty()) {
     const auto end = std::min(findUnquoted(head, ';'), head.size());
@@ -48,6 +49,7 @@ VcardProperty propertyHead(std::string_view line) {
   VcardProperty property;
   const auto nameEnd = std::min(line.find(';'), line.size());
   auto name = line.substr(0, nameEnd);
+  // A group in front of the name ("item1.EMAIL") only ties properties together for display.
   if (const auto dot = name.rfind('.'); dot != kNone) {
     name.remove_prefix(dot + 1);
   }
@@ -81,6 +83,7 @@ bool VcardProperty::has(std::string_view bareParameter) const {
 }
 
 std::string_view VcardReader::physicalLine() {
+  // CR LF, LF and CR: cards come from every kind of device.
   const auto end = std::min(rest_.find_first_of("\r\n"), rest_.size());
   const auto line = rest_.substr(0, end);
   rest_.remove_prefix(end);
@@ -100,6 +103,7 @@ std::optional<VcardProperty> VcardReader::next() {
   while (!rest_.empty()) {
     std::string line(physicalLine().substr(0, kLongestLine));
     while (foldFollows()) {
+      // RFC 6350 section 3.2: the line break and one blank are the fold.
       appendLimited(line, physicalLine().substr(1));
     }
     const auto colon = findColon(line);
@@ -109,6 +113,7 @@ std::optional<VcardProperty> VcardReader::next() {
     VcardProperty property = propertyHead(std::string_view(line).substr(0, colon));
     std::string value = line.substr(colon + 1);
     const bool encoded = isQuotedPrintable(property);
+    // The soft line breaks of quoted-printable, which version 2.1 uses in place of folds.
     while (encoded && value.ends_with('=') && !rest_.empty()) {
       value.pop_back();
       appendLimited(value, physicalLine());
@@ -160,6 +165,7 @@ std::vector<std::string> vcardParts(std::string_view value, char separator) {
 }
 
 std::string vcardText(std::string_view value) {
+  // Up to a NUL, which no real value contains.
   return vcardParts(value, '\0').front();
 }
 

@@ -33,6 +33,8 @@ Result<std::optional<LineReader::Line>> LineReader::next() {
   }
 }
 
+// The next line within the pending bytes, or the piece of a line that fills the buffer. A CR at the
+// end of such a piece stays for the next one, so that CR LF is never split.
 std::optional<std::string_view> LineReader::take(std::string_view pending) {
   const std::size_t feed = pending.find('\n');
   if (feed != std::string_view::npos) {
@@ -47,6 +49,8 @@ std::optional<std::string_view> LineReader::take(std::string_view pending) {
   return pending.substr(0, pending.size() - (pending.back() == '\r' ? 1 : 0));
 }
 
+// Moves what is pending to the front and reads behind it. A pending line shorter than the buffer
+// always leaves room, so every call reads at least one byte or reaches the end.
 Result<bool> LineReader::fill() {
   std::memmove(buffer_.data(), buffer_.data() + begin_, filled_ - begin_);
   filled_ -= begin_;
@@ -59,6 +63,7 @@ Result<bool> LineReader::fill() {
     return read.error();
   }
   filled_ += *read;
+  // A short read is the end of the file, which may be before end_ if the file was truncated.
   atEnd_ = *read < wanted || from + *read >= end_;
   return true;
 }

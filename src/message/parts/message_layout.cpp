@@ -9,6 +9,7 @@
 namespace relaybird {
 namespace {
 
+// Signed and encrypted parts, also S/MIME without a multipart (RFC 8551 section 3.2).
 bool isSealed(const Part& part) {
   const std::string& type = part.type.value;
   return type == "multipart/signed" || type == "multipart/encrypted" ||
@@ -28,6 +29,8 @@ bool isBodyText(const Part& part, bool isRoot) {
   return part.isText() && part.fileName.empty();
 }
 
+// A text without a Content-ID cannot be what the root refers to; one with a disposition says itself
+// that it is shown.
 // Whether text beside the root of a related group is shown, because the root cannot refer to it.
 bool isReadInPlace(const Part& part) {
   return isBodyText(part, false) &&
@@ -59,6 +62,7 @@ class PartSorter {
   PartSorter(MessageLayout& layout, const std::function<bool(const Part&)>& isBlank)
       : layout_(layout), isBlank_(isBlank) {}
 
+  // The recursion is as deep as the tree, at most kPartDepth.
   Share visit(const Part& part, bool isRoot) {
     layout_.sealed = layout_.sealed || isSealed(part);
     if (!part.multipart) {
@@ -85,6 +89,7 @@ class PartSorter {
     return {};
   }
 
+  // multipart/mixed and every type that is not known (RFC 2046 section 5.1.3): all parts in order.
   Share sequence(const Part& part) {
     Share all;
     for (const auto& child : part.children) {
@@ -93,6 +98,8 @@ class PartSorter {
     return all;
   }
 
+  // RFC 2046 section 5.1.4: the versions are in order of increasing faithfulness, so the last HTML
+  // is the best one. Every version is visited, because one that is not taken may hold attachments.
   Share alternative(const Part& part) {
     Share plain;
     Share html;
@@ -111,6 +118,8 @@ class PartSorter {
       return plain;
     }
     // True also where there is no plain text at all.
+    // Some programs send a blank plain text beside HTML. Readers of plain text then get the HTML's
+    // text instead of nothing.
     const bool isBlank = std::all_of(plain.plain.begin(), plain.plain.end(),
                                      [this](const Part* each) { return isBlank_(*each); });
     return {isBlank ? html.plain : plain.plain, html.html};
@@ -118,6 +127,8 @@ class PartSorter {
 
   // The root of a related group (RFC 2387) is text; everything that it refers to is attached.
   Share related(const Part& part) {
+    // Content-IDs are stored without brackets; the parameter has them (RFC 2387 section 3.2). An
+    // unknown identifier means the first part, as without the parameter.
     std::string start(part.type.parameter("start"));
     std::erase_if(start, [](char c) { return c == '<' || c == '>'; });
     const auto named = [&](const auto& child) { return child->contentId == start; };

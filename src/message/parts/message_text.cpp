@@ -19,7 +19,8 @@ namespace {
 // A longer reference cannot be the address of a part.
 constexpr std::size_t kLongestReference = 2000;
 
-// Calls `append` with each part and its text, until the limit is used up.
+// Calls `append` with each part and its text, until the limit is used up. It counts stored bytes,
+// as storedSize() does.
 template <class Append>
 void forEachText(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit,
                  const Append& append) {
@@ -51,6 +52,8 @@ std::string textOf(InputFile& file, const Part& part, std::size_t limit) {
   if (!content) {
     return {};
   }
+  // HTML may name its charset itself (a meta element); the label of the part comes first, as in
+  // browsers.
   std::string charset(part.type.parameter("charset"));
   if (charset.empty() && part.isHtml()) {
     charset = sniffHtmlCharset(*content);
@@ -75,12 +78,15 @@ std::string plainTextOf(InputFile& file, const std::vector<const Part*>& parts, 
 std::string htmlTextOf(InputFile& file, const std::vector<const Part*>& parts, std::size_t limit) {
   std::string all;
   forEachText(file, parts, limit, [&](const Part& part, std::string text) {
+    // Plain text among HTML keeps its lines and blanks, but wraps in a narrow window.
     all += part.isHtml() ? std::move(text)
                          : "<pre style=\"white-space: pre-wrap\">" + escapeHtml(text) + "</pre>\n";
   });
   return all;
 }
 
+// A look at the first line decides for nearly every plain text. HTML is always read whole: its
+// visible text may begin after a long style sheet.
 bool isBlankPart(InputFile& file, const Part& part, std::size_t limit) {
   constexpr std::size_t kFirstLine = 256;
   const auto isBlankUpTo = [&](std::size_t bytes) {
@@ -90,6 +96,7 @@ bool isBlankPart(InputFile& file, const Part& part, std::size_t limit) {
   return (part.isHtml() || isBlankUpTo(std::min(limit, kFirstLine))) && isBlankUpTo(limit);
 }
 
+// The single quote too, because the result may stand in an attribute with either quotes.
 std::string escapeHtml(std::string_view text) {
   std::string result;
   result.reserve(text.size() + text.size() / 16);
@@ -123,6 +130,8 @@ std::set<std::string, std::less<>> contentIdsUsed(std::string_view html) {
   std::set<std::string, std::less<>> used;
   for (std::size_t colon = html.find(':'); colon != std::string_view::npos;) {
     std::size_t next = colon + 1;
+    // "cid" in any letter case, wherever it stands: an attribute, a style, even text. A wrong hit
+    // only shows a part inline.
     if (colon >= 3 && equalsAsciiCase(html.substr(colon - 3, 3), "cid")) {
       const std::string_view rest = html.substr(next, kLongestReference);
       const std::size_t end = std::min(rest.find_first_of("\"'<> \t\r\n)"), rest.size());
@@ -148,6 +157,7 @@ std::set<std::string, std::less<>> referencesUsed(std::string_view html) {
     const std::string_view rest = html.substr(first, kLongestReference);
     const std::size_t end = std::min(
         isQuoted ? rest.find(html[begin]) : rest.find_first_of(" \t\r\n>()\"'"), rest.size());
+    // A reference of the full length was cut, and cannot be compared.
     if (end > 0 && end < kLongestReference) {
       used.insert(percentDecoded(rest.substr(0, end)));
     }

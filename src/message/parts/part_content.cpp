@@ -14,7 +14,8 @@ namespace {
 constexpr std::size_t kBlock = 65536;
 
 // Whether bytes are base64, perhaps damaged. Text has blanks between its words and punctuation, far
-// more foreign characters than damaged base64.
+// more foreign characters than damaged base64; the limit is one in twenty. Empty content counts as
+// base64.
 bool looksLikeBase64(std::string_view bytes) {
   std::size_t foreign = 0;
   std::size_t all = 0;
@@ -30,6 +31,7 @@ bool looksLikeBase64(std::string_view bytes) {
 
 }  // namespace
 
+// Only text is checked: its nature can be told from its characters, that of other content cannot.
 Result<TransferEncoding> encodingInUse(InputFile& file, const Part& part) {
   constexpr std::size_t kLooked = 4096;
   if (part.encoding != TransferEncoding::kBase64 || !part.type.value.starts_with("text/")) {
@@ -58,6 +60,7 @@ Result<void> readBlocks(InputFile& file, std::uint64_t begin, std::uint64_t end,
     if (!read) {
       return read.error();
     }
+    // A file that became shorter ends early without an error; what was there has been delivered.
     if (*read == 0 || !sink(std::string_view(buffer.data(), *read))) {
       break;
     }
@@ -94,6 +97,7 @@ Result<void> decodeContent(InputFile& file, const Part& part, const BlockSink& s
 Result<std::string> decodedContent(InputFile& file, const Part& part, std::size_t limit) {
   std::string content;
   const auto read = decodeContent(file, part, [&](std::string_view block) {
+    // `limit - content.size()` cannot wrap: reading ends as soon as the limit is reached.
     content += block.substr(0, limit - content.size());
     return content.size() < limit;
   });
@@ -103,6 +107,8 @@ Result<std::string> decodedContent(InputFile& file, const Part& part, std::size_
   return content;
 }
 
+// Decoded and counted, not estimated from the stored size: line ends and foreign characters differ
+// between senders, and the size decides whether an attachment may be forwarded.
 Result<std::int64_t> decodedSize(InputFile& file, const Part& part) {
   if (part.encoding == TransferEncoding::kIdentity) {
     return static_cast<std::int64_t>(part.end - part.body);

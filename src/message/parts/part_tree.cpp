@@ -26,10 +26,12 @@ TransferEncoding encodingOf(const HeaderBlock& headers) {
   if (name == "quoted-printable") {
     return TransferEncoding::kQuotedPrintable;
   }
+  // Not a standard encoding, but old programs still send it. An unknown encoding is read as it is.
   const bool uuencode = name == "x-uuencode" || name == "uuencode" || name == "x-uue";
   return uuencode ? TransferEncoding::kUuencode : TransferEncoding::kIdentity;
 }
 
+// Folding white space inside an identifier is no part of it.
 std::string withoutBrackets(std::string id) {
   std::erase_if(id, [](char c) { return c == '<' || c == '>' || isBlank(c); });
   return id;
@@ -41,6 +43,8 @@ void describe(Part& part, const Part* parent) {
     part.type = parseContentType(*type);
   }
   if (part.type.value.find('/') == std::string::npos) {
+    // Parts of a digest are messages by default (RFC 2046 section 5.1.5). An invalid type reads as
+    // text, so nothing is hidden.
     const bool digest = parent != nullptr && parent->type.value == "multipart/digest";
     part.type.value = digest ? std::string_view("message/rfc822") : kDefaultType;
   }
@@ -49,6 +53,7 @@ void describe(Part& part, const Part* parent) {
   }
   part.encoding = encodingOf(part.headers);
   part.fileName = part.disposition.parameter("filename");
+  // "name" is the parameter of before Content-Disposition (RFC 2183), and still common.
   if (part.fileName.empty()) {
     part.fileName = part.type.parameter("name");
   }
@@ -80,6 +85,8 @@ class OpenBoundaries {
     bool closes = false;
   };
 
+  // A stack kept in two forms: open_ for the order, innermost_ for the look-up. `shadowed`
+  // remembers the level that had the same boundary before, so that pop() can restore it.
   void push(Part& part, std::string boundary) {
     const auto [entry, isNew] = innermost_.try_emplace(boundary, open_.size());
     const std::size_t shadowed = isNew ? kNone : entry->second;
@@ -97,6 +104,8 @@ class OpenBoundaries {
     open_.pop_back();
   }
 
+  // RFC 2046 section 5.1.1: "--" and the boundary, perhaps with blanks behind it; "--" behind the
+  // boundary closes. The exact text is tried first, because a boundary may itself end in "--".
   std::optional<Match> match(std::string_view line) const {
     if (open_.empty() || !line.starts_with("--")) {
       return std::nullopt;
@@ -169,6 +178,7 @@ Result<PartTree> TreeScanner::scan() {
   root.end = std::max(root.body, std::min(limit_, file_.info().size));
   open(root);
   LineReader lines(file_, root.body, root.end);
+  // Without an open boundary nothing more can be found, so the rest of the message is not read.
   while (!boundaries_.empty() && parts_ < kPartCount) {
     const auto line = lines.next();
     if (!line) {
@@ -180,7 +190,8 @@ Result<PartTree> TreeScanner::scan() {
     onLine(**line);
   }
   tree_.truncated = tree_.truncated || parts_ >= kPartCount;
-  // The file may have become shorter since it was opened.
+  // The file may have become shorter since it was opened. Parts end where it ends now, so that
+  // nobody reads beyond it.
   if (lines.offset() < root.end && !boundaries_.empty() && !tree_.truncated) {
     root.end = lines.offset();
   }
@@ -211,7 +222,10 @@ void TreeScanner::onBoundary(const OpenBoundaries::Match& match, const LineReade
   if (inHeaders_ != nullptr) {
     endHeaders(line.offset);
   }
+  // The boundary of an outer multipart ends all inner ones, as RFC 2046 section 5.1.2 demands:
+  // their closing boundaries may be missing.
   Part& multipart = boundaries_.part(match.level);
+  // The line end in front of the boundary belongs to the boundary (RFC 2046 section 5.1.1).
   endParts(multipart, line.offset - lastLineEnd_);
   while (boundaries_.size() > match.level + (match.closes ? 0 : 1)) {
     boundaries_.pop();
@@ -226,6 +240,7 @@ void TreeScanner::beginPart(Part& parent, std::uint64_t offset) {
   ++parts_;
   inHeaders_ = parent.children.back().get();
   inHeaders_->begin = inHeaders_->body = offset;
+  // The end is unknown until the next boundary, or the end of the message, in endParts().
   inHeaders_->end = kOpenEnd;
   headersParent_ = &parent;
   header_.clear();
@@ -233,10 +248,14 @@ void TreeScanner::beginPart(Part& parent, std::uint64_t offset) {
 
 void TreeScanner::onHeaderLine(const LineReader::Line& line) {
   const bool isFirst = line.offset == inHeaders_->begin;
+  // A part without header section and without the empty line in front of its content: the line is
+  // content already.
   if (isFirst && HeaderBlock(line.text).bytes().empty()) {
     endHeaders(line.offset);
     return;
   }
+  // Longer sections are cut here, but read to their end, so that the body begins at the right
+  // place.
   if (header_.size() < kPartHeaderBytes) {
     header_ += line.text;
   }
@@ -249,6 +268,8 @@ void TreeScanner::endHeaders(std::uint64_t body) {
   Part& part = *inHeaders_;
   inHeaders_ = nullptr;
   part.headers = HeaderBlock(header_);
+  // HeaderBlock has the better judgement of where odd sections end. It cannot tell where a cut
+  // section ends; the caller's position counts then.
   part.body = part.headers.ended() ? part.begin + part.headers.bodyOffset() : body;
   describe(part, headersParent_);
   open(part);
@@ -258,6 +279,8 @@ void TreeScanner::open(Part& part) {
   if (!part.type.value.starts_with("multipart/")) {
     return;
   }
+  // RFC 2046 section 5.1.1: blanks at the end of a boundary are not part of it. A multipart without
+  // a boundary is a leaf, shown as it is.
   const std::string_view boundary = trimmedEnd(part.type.parameter("boundary"));
   if (boundary.empty()) {
     return;

@@ -39,6 +39,7 @@ std::size_t firstBad(std::string_view bytes, std::size_t from) {
   return from;
 }
 
+// One iconv descriptor for one text: it keeps the shift state of the character set between calls.
 class Converter {
  public:
   explicit Converter(const char* from) : descriptor_(iconv_open("UTF-8", from)) {}
@@ -59,6 +60,7 @@ class Converter {
     std::size_t left = input.size();
     while (left > 0 && step(&from, &left, output) == E2BIG) {
     }
+    // EILSEQ and EINVAL (a sequence cut off at the end of the text) both end the loop.
     input.remove_prefix(input.size() - left);
   }
 
@@ -79,6 +81,9 @@ class Converter {
   iconv_t descriptor_;
 };
 
+// How many bytes at the front of the input belong to the invalid sequence. In sets of two bytes a
+// lead byte with an eighth-bit trail is a character that the set does not have. An ASCII byte
+// behind a lead byte is kept, because a stray lead byte must not swallow a "<" or a quote.
 std::size_t skipLength(std::string_view input, SkipBy skip) {
   std::size_t length = 1;
   if (skip == SkipBy::kUnit2) {
@@ -133,6 +138,8 @@ bool isSurelyUtf8(std::string_view bytes) {
 
 std::string fromIso2022Jp(std::string_view bytes);
 
+// For text without a usable label. ISO-2022-JP has ASCII bytes only, so it would pass as UTF-8 and
+// is asked for first. Every byte is something in windows-1252, so that comes last.
 std::string guess(std::string_view bytes) {
   const bool shiftsIntoJapanese = bytes.find("\x1B$B") != std::string_view::npos ||
                                   bytes.find("\x1B$@") != std::string_view::npos;
@@ -146,6 +153,8 @@ std::string guess(std::string_view bytes) {
   return result ? std::move(result->text) : scrubUtf8(bytes);
 }
 
+// Without a byte order mark the text is little-endian, as the WHATWG Encoding Standard decides it
+// for the label "utf-16": such mail is from Windows.
 std::string fromUtf16(std::string_view bytes) {
   const bool bigEndian = bytes.starts_with("\xFE\xFF");
   // UTF-16 text has a byte order mark, or NULs in its line ends and blanks.
@@ -213,6 +222,8 @@ class Iso2022JpToShiftJis {
     return 1;
   }
 
+  // JIS X 0208 in Shift_JIS: two rows of 94 cells share a lead byte. Lead bytes leave out 0xA0 to
+  // 0xDF (half-width katakana), and trail bytes leave out 0x7F.
   static void appendPair(int row, int cell, std::string& out) {
     const int lead = (row - 0x21) / 2 + (row < 0x5F ? 0x81 : 0xC1);
     const int trail = row % 2 == 0 ? cell + 0x7E : cell + (cell < 0x60 ? 0x1F : 0x20);
@@ -223,6 +234,8 @@ class Iso2022JpToShiftJis {
   Set set_ = Set::kAscii;
 };
 
+// In three steps: as labelled; as another Japanese set under the wrong label; and last with the
+// extensions of Windows, where every pair that is still unknown becomes U+FFFD.
 std::string fromIso2022Jp(std::string_view bytes) {
   auto strict = convert(bytes, "ISO-2022-JP-2", SkipBy::kByte);
   if (strict && strict->clean) {
@@ -257,6 +270,7 @@ std::string decode(std::string_view bytes, const Charset& charset) {
       return fromIso2022Jp(bytes);
     case CharsetKind::kOther:
       if (auto result = convert(bytes, charset.iconvName, charset.skip)) {
+        // A label is wrong more often than text is valid UTF-8 by accident.
         return !result->clean && isSurelyUtf8(bytes) ? std::string(bytes) : result->text;
       }
       break;

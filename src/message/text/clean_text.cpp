@@ -53,6 +53,7 @@ std::size_t escapeLength(std::string_view text) {
     const std::size_t end = skip(text, skip(text, 2, '0', '?'), ' ', '/');
     return end < text.size() && isWithin(text[end], '@', '~') ? end + 1 : end;
   }
+  // A control string (OSC, DCS, SOS, PM, APC) ends with ESC \, or with BEL as in xterm.
   if (std::string_view("]PX^_").find(text[1]) != kNone) {
     // A control string without an end must not swallow more than its line.
     const std::size_t end = std::min(text.find_first_of("\x07\x1b\n", 2), text.size());
@@ -75,6 +76,8 @@ bool mayBeJoined(std::int32_t code) {
          code >= 0x10A00;
 }
 
+// Variation selectors change the character before them. The other two joiners, U+200C and U+200D,
+// also concern the character behind.
 bool isSelector(std::int32_t code) {
   return code != 0x200C && code != 0x200D;
 }
@@ -101,6 +104,8 @@ class FillerFilter {
         }
         isFilled_ = true;
         return;
+      // Whether a joiner is needed shows only with the next character, so it is held back. A
+      // selector is kept behind the character that it changes, once.
       case CharacterKind::kJoiner:
         if (!isSelector(code)) {
           joiner_ = code;
@@ -134,6 +139,8 @@ class FillerFilter {
     if (blankCount_ == 0) {
       return;
     }
+    // Newsletters fill the line that mail programs show in a listing with rows of fillers and odd
+    // blanks, to hide the text behind. One blank is left of such a row.
     const bool isRow = isFilled_ || (hasOddBlank_ && blankCount_ > 1);
     out_ += isRow ? " " : blanks_;
     last_ = ' ';
@@ -151,7 +158,9 @@ class FillerFilter {
   std::int32_t last_ = ' ';
 };
 
-// One line of format=flowed: its quoting depth, its text, and whether it continues.
+// One line of format=flowed (RFC 3676): its quoting depth (section 4.5), its text without the
+// stuffed blank (section 4.4), and whether it continues. A signature separator "-- " never does
+// (section 4.3).
 struct FlowedLine {
   std::size_t depth = 0;
   std::string_view text;
@@ -193,6 +202,7 @@ std::string withoutControls(std::string_view text) {
     const std::string_view bytes = takeBytes(rest, first);
     if (first.length == 0 || first.code == '\n' || first.code == '\t' ||
         kindOf(first.code) != CharacterKind::kControl) {
+      // These separate lines or pages; without a replacement, words would run together.
       out += bytes;
     } else if (first.code == '\f' || first.code == '\v' || first.code == kNextLine) {
       out += '\n';
@@ -212,6 +222,7 @@ std::string withPlainLineEnds(std::string_view text) {
     if (text[i] != '\r') {
       result += text[i];
     } else if (i + 1 == text.size() || text[i + 1] != '\n') {
+      // A lone CR is a line end too, as some old systems write it.
       result += '\n';
     }
   }
@@ -219,6 +230,7 @@ std::string withPlainLineEnds(std::string_view text) {
 }
 
 std::string onOneLine(std::string text) {
+  // Hardly any text has an escape sequence, so the usual case is not copied twice.
   if (text.find('\x1b') != std::string::npos) {
     text = withoutEscapes(text);
   }
@@ -249,6 +261,8 @@ std::string tidyLine(std::string_view text) {
   return out;
 }
 
+// A paragraph is a run of lines that end with a blank, all of one quoting depth (RFC 3676 section
+// 4.2). With DelSp=yes the blank at the end is not part of the text (section 4.1).
 std::string unflowed(std::string_view text, bool delSp) {
   const bool ends = text.ends_with('\n');
   std::string out;
@@ -277,6 +291,7 @@ std::string unflowed(std::string_view text, bool delSp) {
       open.reset();
     }
   }
+  // The result ends with a line end exactly where the text did.
   if (out.ends_with('\n') != ends) {
     ends ? out.push_back('\n') : out.pop_back();
   }

@@ -27,6 +27,8 @@ std::string decodedDigits(std::string digits) {
 }
 
 // Whether the last group continues in the next word: no encoder ends a text within a byte.
+// Two digits carry 12 bits, one byte and four bits more; three carry 18, two bytes and two bits
+// more. The bits left over are 0 where a text really ends.
 bool endsWithinByte(std::string_view digits) {
   const std::size_t extra = digits.size() % 4;
   if (extra < 2) {
@@ -35,6 +37,7 @@ bool endsWithinByte(std::string_view digits) {
   return (base64Value(digits.back()) & (extra == 2 ? 0x0F : 0x03)) != 0;
 }
 
+// RFC 2047 section 4.2: quoted-printable, and "_" for a blank whatever the character set.
 std::string decodedQ(std::string_view text) {
   std::string escaped;
   for (const char c : text) {
@@ -66,6 +69,9 @@ class WordFinder {
 
   // The word that begins with the "=?" at `start`.
   std::optional<Word> wordAt(std::size_t start) {
+    // "=?charset*language?encoding?text?=" (RFC 2047 section 2, RFC 2231 section 5). The beginning
+    // must be complete within a bounded length, so that a value of many "=?" is not searched again
+    // for each.
     constexpr std::size_t kLongestCharset = 64;
     const auto head = value_.substr(start + 2, kLongestCharset + 3);
     const auto mark = head.find_first_of("? \t");
@@ -93,6 +99,7 @@ class WordFinder {
     if (end == std::string_view::npos) {
       return end;
     }
+    // Base64 never contains "?". The Q encoding must not either, but some senders leave it.
     if (base64 && value_.find('?', start) != end) {
       return std::string_view::npos;
     }
@@ -116,9 +123,11 @@ class WordFinder {
 // Neighbouring encoded words of one character set, decoded together.
 class WordRun {
  public:
+  // RFC 2231 section 5 allows different languages for parts of one text; they do not divide a run.
   bool takes(const Word& word) const { return open_ && equalsAsciiCase(charset_, word.charset); }
 
   void add(const Word& word) {
+    // Digits of an incomplete group wait for the next word only if that is base64 too.
     if (!word.base64 || !open_) {
       finishGroup();
     }
@@ -184,6 +193,7 @@ class HeaderDecoder {
 
  private:
   void addWord(const Word& word, std::size_t at) {
+    // Blanks between two encoded words are not part of the text (RFC 2047 section 6.2).
     const auto between = value_.substr(done_, at - done_);
     const bool blank = between.find_first_not_of(" \t") == std::string_view::npos;
     if (!afterWord_ || !blank) {
@@ -229,6 +239,8 @@ std::string rawHeaderToUtf8(std::string_view bytes, std::string_view rawCharset)
   return fits ? text.substr(kAscii.size()) : toUtf8(bytes, "");
 }
 
+// RFC 5322 section 2.2.3. A fold becomes one blank, whatever blank it had. A line break without a
+// blank behind it, which only a damaged or hostile value has, becomes a blank too.
 std::string unfoldHeader(std::string_view raw) {
   std::string out;
   out.reserve(raw.size());
@@ -265,6 +277,7 @@ std::vector<Span> encodedWords(std::string_view value) {
   return spans;
 }
 
+// Unfolded first: RFC 2047 section 2 forbids folds within a word, but some senders fold there.
 std::string decodeHeaderText(std::string_view raw, std::string_view rawCharset) {
   const std::string value = unfoldHeader(raw);
   return HeaderDecoder(value, rawCharset).run();

@@ -68,6 +68,7 @@ std::string cut(std::string_view raw) {
 
 // The length of the field name before the colon at `colon`; 0 where that is not a field name (RFC
 // 5322 section 2.2; blanks before the colon as in section 4.5).
+// No colon, or a name with other characters: the caller sees a line that is not a field.
 std::size_t fieldNameLength(std::string_view line, std::size_t colon) {
   const std::string_view name = trimmedEnd(line.substr(0, colon), " \t");
   return std::all_of(name.begin(), name.end(), isPrintable) ? name.size() : 0;
@@ -91,6 +92,7 @@ bool isBlankLine(std::string_view line) {
 std::optional<HeaderField> takeField(std::string_view& section) {
   std::size_t end = lineEnd(section, 0);
   const std::string_view line = section.substr(0, end);
+  // The empty line ends the section.
   if (line.empty() || isEmptyLine(line)) {
     return std::nullopt;
   }
@@ -110,6 +112,7 @@ std::optional<HeaderField> takeField(std::string_view& section) {
 
 std::string unfolded(std::string_view raw) {
   std::string result(trimmed(raw));
+  // A NUL would end the value for the C libraries that read it further.
   std::erase_if(result, [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
   return result;
 }
@@ -119,6 +122,8 @@ std::string headerText(std::string_view raw, std::string_view rawCharset) {
   return isPlain(text) ? std::string(text) : onOneLine(decodeHeaderText(raw, rawCharset));
 }
 
+// RFC 5322 section 3.6.4. A "<" before the ">" begins a new identifier, so an unclosed one does not
+// hide those behind it. Comments and other text between identifiers are skipped.
 std::vector<std::string> messageIds(std::string_view value) {
   std::vector<std::string> ids;
   for (std::size_t pos = value.find('<'); pos != std::string_view::npos;) {
@@ -149,6 +154,7 @@ FieldWithParameters parseContentType(std::string_view raw) {
   if (!type) {
     return {};
   }
+  // The type is read by bareContentType(), so that a listing and a full reading never disagree.
   return {bareContentType(raw), parametersOf(g_mime_content_type_get_parameters(type.get()))};
 }
 

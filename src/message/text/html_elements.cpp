@@ -13,6 +13,7 @@
 namespace relaybird {
 namespace {
 
+// Deeper lists are not indented further, so that a hostile nesting makes no long lines.
 constexpr std::size_t kDeepestIndent = 4;
 
 template <std::size_t N>
@@ -40,6 +41,8 @@ int linesAround(std::string_view name) {
   return isOneOf(name, kSetApart) ? 2 : isOneOf(name, kOwnLine) ? 1 : 0;
 }
 
+// libxml2's list of names and values, ended by a null name. An attribute without a value has a null
+// value.
 std::string_view attribute(const char* const* attributes, std::string_view name) {
   for (; attributes != nullptr && *attributes != nullptr; attributes += 2) {
     if (*attributes == name) {
@@ -80,6 +83,8 @@ std::string essence(std::string_view link) {
   return out;
 }
 
+// Targets with other schemes, such as "cid:" or "javascript:", mean nothing to a reader of plain
+// text.
 bool isShownScheme(std::string_view target) {
   const std::string scheme = asciiLower(target.substr(0, 8));
   return scheme.starts_with("http://") || scheme.starts_with("https://") ||
@@ -129,6 +134,7 @@ void HtmlElements::begin(std::string_view name, const char* const* attributes) {
 }
 
 void HtmlElements::end(std::string_view name) {
+  // A hidden element ends the hiding only after its end tag, which therefore counts as hidden too.
   const bool seen = hidden_ == 0;
   if (isHidden(name) && hidden_ > 0) {
     --hidden_;
@@ -176,6 +182,7 @@ std::string HtmlElements::take() {
 
 void HtmlElements::beginList(bool ordered, std::string_view start) {
   List list{ordered, 1};
+  // A list may count from any number. The limit keeps a hostile one from overflowing.
   std::from_chars(start.data(), start.data() + start.size(), list.next);
   list.next = std::clamp(list.next, -1'000'000L, 1'000'000L);
   lists_.push_back(list);
@@ -193,6 +200,7 @@ void HtmlElements::beginItem() {
 }
 
 void HtmlElements::beginLink(std::string_view target) {
+  // Links do not nest: a new one ends the one before, as in browsers.
   endLink();
   linkStart_ = layout_.size();
   target_ = shownTarget(target);
@@ -205,6 +213,7 @@ void HtmlElements::endLink() {
   if (target_.empty()) {
     return;
   }
+  // The target is added only if the link's text does not say it already.
   if (essence(layout_.since(linkStart_)) != essence(target_)) {
     layout_.annotate("<" + target_ + ">");
   }

@@ -54,6 +54,8 @@ bool beginsTag(std::string_view rest) {
 class DocumentCleaner {
  public:
   explicit DocumentCleaner(std::string_view html)
+      // The last ends are found once. Behind them no comment or tag can end, so a document of many
+      // openings without an end is not searched again for each.
       : html_(html), lastTagEnd_(html.rfind('>')), lastCommentEnd_(html.rfind("-->")) {
     out_.reserve(html.size());
   }
@@ -67,6 +69,7 @@ class DocumentCleaner {
         at_ = html_.find('>', at_) + 1;
       } else if (startsWithoutCase(rest, "</body") || startsWithoutCase(rest, "</html")) {
         at_ = std::min(html_.find('>', at_), html_.size() - 1) + 1;
+        // A paragraph in its place, because the footer behind it is a text of its own.
         out_ += "<p>";
       } else if (beginsTag(rest)) {
         copyTag();
@@ -87,6 +90,7 @@ class DocumentCleaner {
   static bool isBefore(std::size_t at, std::size_t end) { return end != kNone && at < end; }
 
   void skipComment(std::string_view rest) {
+    // Both are whole comments, as browsers read them.
     for (const std::string_view empty : {"<!-->", "<!--->"}) {
       if (rest.starts_with(empty)) {
         at_ += empty.size();
@@ -164,6 +168,8 @@ std::size_t chunkLength(std::string_view html) {
   return length;
 }
 
+// The parser calls back for each element and text, and builds no tree, so memory does not grow with
+// the document.
 class HtmlReader {
  public:
   explicit HtmlReader(std::string_view html) : html_(html) {
@@ -202,6 +208,7 @@ class HtmlReader {
     if (!parser_) {
       throw std::bad_alloc();
     }
+    // No network access; the document is UTF-8 already, so its own charset label must not count.
     htmlCtxtUseOptions(parser_.get(), HTML_PARSE_RECOVER | HTML_PARSE_NONET |
                                           HTML_PARSE_IGNORE_ENC | HTML_PARSE_NOERROR |
                                           HTML_PARSE_NOWARNING);
@@ -222,6 +229,7 @@ class HtmlReader {
            !elements_.inRawText();
   }
 
+  // What the old parser has not consumed goes to the new one.
   void startOver() {
     const xmlParserInput* input = parser_->input;
     const std::string rest(reinterpret_cast<const char*>(input->cur),
@@ -279,7 +287,8 @@ bool isLabelCharacter(char c) {
   return isLetterOrDigit(c) || c == '-' || c == '_' || c == '.' || c == ':' || c == '+';
 }
 
-// The value of "charset=" in the text of a tag, quoted or not; empty where there is none.
+// The value of "charset=" in the text of a tag, quoted or not; empty where there is none. Both
+// <meta charset="x"> and <meta content="text/html; charset=x"> have it.
 std::string_view charsetIn(std::string_view tag) {
   constexpr std::string_view kKey = "charset";
   for (auto at = tag.find(kKey); at != std::string_view::npos; at = tag.find(kKey, at)) {
@@ -309,6 +318,7 @@ std::string htmlToText(std::string_view utf8Html) {
 }
 
 std::string sniffHtmlCharset(std::string_view bytes) {
+  // The bytes in which browsers look for the label too.
   constexpr std::size_t kLooked = 1024;
   const std::string head = asciiLower(bytes.substr(0, kLooked));
   const std::string_view view = head;

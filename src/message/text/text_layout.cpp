@@ -11,6 +11,7 @@
 namespace relaybird {
 namespace {
 
+// Two empty lines at most. Pages are full of <br> rows that only make room on a screen.
 constexpr std::size_t kMostForcedLineEnds = 3;
 
 // Soft hyphen, zero-width space and byte order mark, which pages contain as break hints. The other
@@ -21,10 +22,13 @@ bool isBreakHint(std::string_view rest) {
          rest.starts_with("\xEF\xBB\xBF");
 }
 
+// The white space of HTML, which collapses.
 bool isSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
 }
 
+// C1 control characters, in UTF-8. In pages they come from bytes or references (&#150;) of
+// windows-1252, and browsers read them so.
 bool isC1(std::string_view rest) {
   return rest.size() > 1 && rest[0] == '\xC2' && static_cast<unsigned char>(rest[1]) < 0xA0;
 }
@@ -62,6 +66,7 @@ std::size_t TextLayout::special(std::string_view text) {
   if (isBreakHint(text)) {
     return text[0] == '\xC2' ? 2 : 3;
   }
+  // A no-break space is a blank that neither collapses nor is dropped at the beginning of a line.
   if (text.starts_with("\xC2\xA0")) {
     blank(false);
     return 2;
@@ -90,6 +95,7 @@ void TextLayout::preformattedSpace(char c) {
   if (c != '\n') {
     return;
   }
+  // Line ends of preformatted text count one by one; blanks before them do not.
   if (!swallowLineEnd_) {
     ++dueLines_;
   }
@@ -103,6 +109,7 @@ void TextLayout::blank(bool collapses) {
     collapsed_ = false;
     return;
   }
+  // Collapsing white space is dropped at the beginning of a line, a cell or an item.
   const bool atLineStart = out_.empty() || dueLines_ > 0 || dueTabs_ > 0 || !marker_.empty();
   if (!collapsed_ && (!atLineStart || dueBlanks_ > 0)) {
     ++dueBlanks_;
@@ -133,6 +140,7 @@ void TextLayout::writeDue() {
 }
 
 void TextLayout::endBlock(int lines) {
+  // <td><p>text</p></td> begins no new line within the cell.
   if (atCellStart()) {
     return;
   }
@@ -142,6 +150,7 @@ void TextLayout::endBlock(int lines) {
 }
 
 void TextLayout::endLine() {
+  // Forced line ends add up, unlike those of blocks, of which the largest counts.
   const std::size_t lines = dueLines_ + 1;
   endBlock(1);
   dueLines_ = std::max(dueLines_, std::min(lines, kMostForcedLineEnds));
@@ -175,6 +184,7 @@ void TextLayout::endTable() {
 }
 
 void TextLayout::beginRow() {
+  // Rows and cells without a table around them occur in damaged pages; they get one.
   if (tables_.empty()) {
     tables_.emplace_back();
   }
@@ -187,11 +197,14 @@ void TextLayout::beginCell() {
     tables_.emplace_back();
   }
   Table& table = tables_.back();
+  // A cell of several lines cannot stand beside another one: the next cell begins on a new line.
   const bool tookLines = table.inCell && lines_ > table.linesAtStart;
   if (tookLines) {
     table.inCell = false;
     endBlock(1);
   } else if (table.cells > 0) {
+    // Lines due at the end of the cell before are the end of its paragraph, and would part the
+    // cells.
     if (out_.size() > table.start) {
       dueLines_ = 0;
     }
@@ -212,6 +225,7 @@ void TextLayout::endRow() {
 }
 
 void TextLayout::annotate(std::string_view note) {
+  // What is due belongs behind the note: it was caused by the text behind the link.
   const auto lines = std::exchange(dueLines_, 0);
   const auto tabs = std::exchange(dueTabs_, 0);
   const auto blanks = std::exchange(dueBlanks_, 0);
@@ -239,6 +253,7 @@ void TextLayout::forgetNesting() {
 }
 
 std::string_view TextLayout::windows1252(unsigned char c1) {
+  // Made once, with the converter: five of the 32 places have no character in windows-1252.
   if (!haveC1_) {
     for (std::size_t i = 0; i < c1_.size(); ++i) {
       c1_[i] = toUtf8(std::string(1, static_cast<char>(0x80 + i)), "windows-1252");

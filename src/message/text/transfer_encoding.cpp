@@ -57,6 +57,7 @@ std::string decodeTransfer(std::string_view text, TransferEncoding encoding) {
 std::string encodeBase64(std::string_view bytes) {
   Transcoder encoder(TransferEncoding::kBase64, true);
   std::string result;
+  // In blocks, so that the encoder's buffer stays small beside a large file.
   for (std::size_t pos = 0; pos < bytes.size(); pos += kBlock) {
     result += encoder.step(bytes.substr(pos, kBlock));
   }
@@ -70,6 +71,7 @@ std::string base64Word(std::string_view bytes) {
   return text.get();
 }
 
+// The alphabet of RFC 2045 section 6.8.
 int base64Value(char c) {
   if (c >= 'A' && c <= 'Z') {
     return c - 'A';
@@ -83,6 +85,7 @@ int base64Value(char c) {
   return c == '+' ? 62 : c == '/' ? 63 : -1;
 }
 
+// In capitals, as RFC 2045 section 6.7 demands.
 void appendEscapedByte(std::string& out, char byte) {
   constexpr std::string_view kHex = "0123456789ABCDEF";
   const auto value = static_cast<std::uint8_t>(byte);

@@ -22,7 +22,8 @@
 namespace relaybird {
 namespace {
 
-// RFC 5322 section 2.1.1.
+// RFC 5322 section 2.1.1; the next two are from RFC 2047 section 2. The last three are bounds of
+// ours, far above what senders write.
 constexpr std::size_t kLongestLine = 998;
 constexpr std::size_t kLongestEncodedWord = 75;
 constexpr std::size_t kLongestLineWithEncodedWord = 76;
@@ -97,6 +98,7 @@ bool isRightHeader(const HeaderBlock& headers) {
     const std::size_t end = lineEnd(bytes, pos);
     const std::string_view line = bytes.substr(pos, end - pos);
     const bool isEmpty = isEmptyLine(line);
+    // The empty line has to be there, and nothing behind it.
     if (isEmpty != (end == bytes.size())) {
       return false;
     }
@@ -109,6 +111,8 @@ bool isRightHeader(const HeaderBlock& headers) {
     if (hasLongEncodedWords(line.substr(0, line.find_last_not_of("\r\n") + 1))) {
       return false;
     }
+    // Readers disagree which of two equal fields counts, so a checked attachment could be shown as
+    // another one. Written anew, each field is there once.
     if (isField && !isMore && !names.insert(asciiLower(name)).second) {
       return false;
     }
@@ -117,6 +121,8 @@ bool isRightHeader(const HeaderBlock& headers) {
   return !bytes.empty();
 }
 
+// Whether the stored label says what the bytes are. A wrong label may make a server on the way
+// convert the content.
 bool isRightLabel(const CarriedPart& carried) {
   const std::string label = encodingLabel(*carried.part);
   switch (carried.carriage) {
@@ -156,6 +162,7 @@ bool isWritableParameter(const std::string& name) {
 std::string contentTypeField(std::string_view type,
                              const std::vector<std::pair<std::string, std::string>>& parameters) {
   prepareLibraries();
+  // An invalid type means unknown content.
   const std::string_view written = isTypeName(type) ? type : "application/octet-stream";
   const std::string main(written.substr(0, written.find('/')));
   const std::string sub(written.substr(main.size() + 1));
@@ -165,6 +172,7 @@ std::string contentTypeField(std::string_view type,
       g_mime_content_type_set_parameter(value.get(), name.c_str(), text.c_str());
     }
   }
+  // GMime folds the value, with a blank in front and a line end behind.
   const GText text(g_mime_content_type_encode(value.get(), nullptr));
   return "Content-Type:" + std::string(text.get());
 }
@@ -203,6 +211,8 @@ void writeNewFields(ForwardOutput& out, const CarriedPart& carried) {
 
 }  // namespace
 
+// Blocks are cut anywhere, so a CR at the end and the length of the last line are kept for the next
+// block.
 void ByteFacts::add(std::string_view block) {
   if (block.empty()) {
     return;
@@ -251,6 +261,8 @@ Result<CarriedPart> planCarriage(InputFile& file, const Part& part) {
   if (!encoding) {
     return encoding.error();
   }
+  // Encoded content is not decoded and encoded again: apart from line ends and damage, the sender's
+  // bytes stay.
   if (*encoding == TransferEncoding::kBase64 && !isComposite(part)) {
     return CarriedPart{&part, Carriage::kRewrapBase64};
   }
@@ -268,6 +280,7 @@ Result<CarriedPart> planCarriage(InputFile& file, const Part& part) {
     return CarriedPart{&part, stays ? Carriage::kAsIs : Carriage::kFile,
                        stays && facts->isEightBit()};
   }
+  // Binary content need not be lines, even if these bytes happen to look so (RFC 2045 section 2.9).
   const bool isBinary = encodingLabel(part) == "binary";
   if (facts->isLines() && !facts->isEightBit() && !isBinary) {
     return CarriedPart{&part, Carriage::kAsIs};
@@ -285,6 +298,8 @@ void writePartHeader(ForwardOutput& out, const CarriedPart& carried, bool isRoot
   if (part.isText() && part.fileName.empty() && !part.headers.raw("Content-Disposition")) {
     out.add("Content-Disposition: attachment\n");
   }
+  // The root is the message itself: its header section has From, To and all the rest, which must
+  // not stand in a part.
   if (isRoot || !isRightHeader(part.headers) || !isRightLabel(carried) || !isRightType(part)) {
     writeNewFields(out, carried);
     out.add("\n");
@@ -309,6 +324,8 @@ std::string locationField(const Part& part) {
     return {};
   }
   const std::string field = wordField("Content-Location", {part.location});
+  // A location that looks like an encoded word and does not fit cannot be folded, so it is left
+  // out.
   return hasLongEncodedWords(std::string_view(field).substr(0, field.size() - 1)) ? std::string()
                                                                                   : field;
 }

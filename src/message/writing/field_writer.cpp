@@ -59,7 +59,8 @@ class FoldedField {
   bool hasToken_ = false;
 };
 
-// Restricted to the characters of RFC 2047 section 5 (3), which are allowed in every kind of field.
+// The Q encoding, restricted to the characters of RFC 2047 section 5 (3), which are allowed in
+// every kind of field.
 std::string encodedQ(std::string_view bytes) {
   constexpr std::string_view kPlain = "!*+-/";
   std::string out;
@@ -75,15 +76,18 @@ std::string encodedQ(std::string_view bytes) {
   return out;
 }
 
-// Whether base64 is the shorter form of the text.
+// Whether to use base64. It is shorter from one byte in six beyond ASCII on; up to one in three,
+// the Q encoding is preferred all the same, because people and filters can still read it.
 bool prefersB(std::string_view text) {
   const auto high = std::count_if(text.begin(), text.end(), [](char c) { return c < 0; });
   return static_cast<std::size_t>(high) * 3 > text.size();
 }
 
+// Words are cut between characters (RFC 2047 section 5): each must be decodable by itself.
 void FoldedField::addEncoded(std::string_view utf8) {
   const bool base64 = prefersB(utf8);
   while (!utf8.empty()) {
+    // A word is begun on this line only if it has room for 24 characters.
     if (hasToken_ && column_ + 1 + kEncodedWordFrame + 24 > kLine) {
       fold();
     }
@@ -94,6 +98,7 @@ void FoldedField::addEncoded(std::string_view utf8) {
       const std::size_t length = firstCharacters(utf8.substr(used), 1).size();
       const auto taken = utf8.substr(0, used + length);
       std::string longer = base64 ? base64Word(taken) : word + encodedQ(taken.substr(used));
+      // At least one character to a word, or the loop would never end.
       if (longer.size() > room && used > 0) {
         break;
       }
@@ -126,6 +131,7 @@ std::vector<Word> wordsOf(std::string_view text) {
 // Whether a word can be written unchanged.
 bool isPlainWord(std::string_view text, const Word& word) {
   const auto bytes = text.substr(word.begin, word.end - word.begin);
+  // A row of blanks longer than a line could not be folded as it is.
   return !bytes.empty() && bytes.size() <= kLongestWord && word.begin - word.from < kLongestWord &&
          bytes.find("=?") == std::string_view::npos &&
          std::all_of(bytes.begin(), bytes.end(), isPrintable);
@@ -140,9 +146,9 @@ bool isPrintableAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c == ' ' || isPrintable(c); });
 }
 
-// The text in encoded words of whole characters. Each has at most 75 bytes (RFC 2047 section 2) and
-// fits on the first line beside the field's name.
-// The text is valid UTF-8.
+// The text, which is valid UTF-8, in encoded words of whole characters. 39 bytes are 52 digits of
+// base64: 64 characters with the frame, within the 75 of RFC 2047 section 2, and short enough for
+// the first line beside the field's name.
 Tokens encodedName(std::string_view text) {
   constexpr std::size_t kBytesOfAWord = 39;
   Tokens words;

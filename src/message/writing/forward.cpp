@@ -36,7 +36,8 @@ struct ForwardPlan {
   std::string boundary;
 };
 
-// A container must be labelled 8bit where anything within it is (RFC 2045 section 6.4).
+// A container must be labelled 8bit where anything within it is (RFC 2045 section 6.4). A source
+// that is not lines cannot be a part of type message/rfc822, and goes as a file in base64.
 Result<void> planWhole(ForwardPlan& plan) {
   InputFile& file = plan.source->file();
   const auto facts = readByteFacts(file, 0, file.info().size);
@@ -71,6 +72,7 @@ Result<void> chooseAttachments(const ForwardDraft& draft, ForwardPlan& plan) {
   auto kept = draft.keptAttachments;
   std::sort(kept.begin(), kept.end());
   kept.erase(std::unique(kept.begin(), kept.end()), kept.end());
+  // An index out of range would mean that the caller decided on another message.
   if (kept.back() >= count) {
     return Error{EINVAL, "The forward names an attachment that its source does not have"};
   }
@@ -100,6 +102,8 @@ Result<ForwardPlan> planForward(const ForwardDraft& draft) {
   plan.boundary = boundaryFor(draft.messageId);
   if (draft.body || draft.source == nullptr) {
     plan.text =
+        // Line ends first: a CR that stands alone is a line end, and otherwise would be removed as
+        // a control character.
         withoutFillers(withoutControls(withPlainLineEnds(scrubUtf8(draft.body.value_or("")))));
   } else {
     plan.text = forwardText(*draft.source, draft.sentText);
@@ -128,6 +132,8 @@ bool isPlainAscii(std::string_view text) {
   return true;
 }
 
+// Quoted-printable adds two bytes for each byte beyond ASCII, base64 a third to all. Up to one in
+// five both have about the same length, and quoted-printable stays readable.
 bool isMostlyAscii(std::string_view text) {
   const auto high = std::count_if(text.begin(), text.end(), [](char c) { return !isAscii(c); });
   return static_cast<std::size_t>(high) * 5 < text.size();
@@ -173,6 +179,8 @@ class BodyWriter {
  public:
   BodyWriter(const ForwardPlan& plan, ForwardOutput& out) : plan_(plan), out_(out) {}
 
+  // mixed(alternative(plain, related(html, pictures)), attachments): the nesting that all mail
+  // programs understand. Each container is left out where it would have one part.
   void write() {
     if (!plan_.whole && plan_.attached.empty()) {
       return writeText();
@@ -240,6 +248,7 @@ class BodyWriter {
     return boundary;
   }
 
+  // The line end in front of a boundary belongs to it (RFC 2046 section 5.1.1).
   void beginPart(const std::string& boundary) { out_.add("\n--" + boundary + "\n"); }
   void endMultipart(const std::string& boundary) { out_.add("\n--" + boundary + "--\n"); }
 
@@ -280,6 +289,7 @@ class BodyWriter {
     const auto filter = filterFor(carried.carriage, out_);
     const bool decodes =
         carried.carriage == Carriage::kEncodeBase64 || carried.carriage == Carriage::kFile;
+    // The filters for rewrapping work on the encoded bytes.
     if (!decodes || part.encoding == TransferEncoding::kIdentity) {
       return copy(part.body, part.end, *filter);
     }
@@ -294,6 +304,7 @@ class BodyWriter {
   }
 
   void copy(std::uint64_t begin, std::uint64_t end, ContentFilter& filter) {
+    // Stops as soon as the disk fails: reading on would be for nothing.
     const auto read = readBlocks(plan_.source->file(), begin, end, [&](std::string_view block) {
       filter.put(block);
       begin += block.size();
@@ -303,6 +314,7 @@ class BodyWriter {
     if (!read) {
       out_.fail(read.error());
     } else if (begin != end) {
+      // Half an attachment must not go out as a whole one.
       out_.fail({EIO, "The message became shorter while it was being forwarded"});
     }
   }
@@ -314,6 +326,7 @@ class BodyWriter {
 }  // namespace
 
 Result<void> writeForward(const ForwardDraft& draft, OutputFile& out) {
+  // All checks are made here and in the plan, before the first byte is written.
   const auto header = forwardHeader(draft);
   if (!header) {
     return header.error();

@@ -26,6 +26,7 @@ void ForwardOutput::add(std::string_view bytes) {
   }
   pending_ += bytes;
   if (pending_.size() >= kBlock) {
+    // After a failure nothing more is written, but the writers need not know.
     if (result_) {
       result_ = file_.write(pending_);
     }
@@ -36,6 +37,7 @@ void ForwardOutput::add(std::string_view bytes) {
 void ForwardOutput::addWithPlainLineEnds(std::string_view block) {
   std::size_t copied = 0;
   for (std::size_t i = 0; i < block.size(); ++i) {
+    // A CR waits for the next byte, which may come with the next block.
     if (carriageReturn_ && block[i] != '\n') {
       add("\r");
     }
@@ -78,6 +80,7 @@ Result<void> ForwardOutput::finish() {
 void Base64Rewrapper::put(std::string_view block) {
   for (const char c : block) {
     const bool belongs = isBase64(c);
+    // Lines keep their length where they are short enough, so correct content stays byte for byte.
     if (!line_.empty() && (c == '\n' || (belongs && line_.size() == kLine))) {
       line_ += '\n';
       out().add(line_);
@@ -96,6 +99,7 @@ void Base64Rewrapper::end() {
 
 void QuotedPrintableEncoder::put(std::string_view block) {
   for (const char c : block) {
+    // A CR alone is content, not a line end, and must be escaped (RFC 2045 section 6.7 (4)).
     if (carriageReturn_ && c != '\n') {
       escaped('\r');
     }
@@ -118,6 +122,8 @@ void QuotedPrintableEncoder::end() {
 
 void QuotedPrintableEncoder::literal(char c) {
   if (c == ' ' || c == '\t') {
+    // A blank at the end of a line must be escaped (RFC 2045 section 6.7 (3)); whether this is one
+    // shows with the next byte.
     token({});
     blank_ = c;
   } else if (c > ' ' && c < '\x7f' && c != '=') {
@@ -136,6 +142,7 @@ void QuotedPrintableEncoder::escaped(char c) {
 // Writes the waiting blank and then `text`.
 void QuotedPrintableEncoder::token(std::string_view text) {
   const auto add = [this](std::string_view what) {
+    // ">=" leaves room for the "=" of the soft line end.
     if (line_.size() + what.size() >= kLine) {
       line_ += "=\n";
       out().add(line_);
@@ -180,6 +187,8 @@ void QuotedPrintableRewrapper::put(std::string_view block) {
   }
 }
 
+// escape_ is empty, "=", "=" with one digit, or "=" with blanks. Everything that cannot become an
+// escape or a soft line end is damage, and is written as the text that readers show for it.
 void QuotedPrintableRewrapper::next(char c) {
   if (carriageReturn_) {
     carriageReturn_ = false;

@@ -80,6 +80,8 @@ class TagFinder {
 
  private:
   bool isTagName(std::size_t at) const {
+    // Sets the bit that makes an ASCII letter lower-case; no other character becomes a letter by
+    // it.
     const char lower = at < html_.size() ? static_cast<char>(html_[at] | 0x20) : ' ';
     return lower >= 'a' && lower <= 'z';
   }
@@ -152,6 +154,7 @@ std::string bracketed(std::string_view id) {
   const auto ids = messageIds(whole);
   return ids.size() == 1 && ids.front() == whole ? whole : std::string();
 }
+// Exactly one identifier and nothing else.
 
 // The source's own identifier, also from a field without brackets or with a fold inside: replies to
 // it will most likely name that. Empty where it cannot be written.
@@ -168,6 +171,7 @@ std::string ownId(const HeaderBlock& source) {
 std::vector<std::string> references(const HeaderBlock& source) {
   auto ids = messageIds(source.value("References"));
   if (const std::string own = ownId(source); !own.empty()) {
+    // Last, because readers take the last one for the message that this one follows.
     std::erase(ids, own);
     ids.push_back(own);
   }
@@ -186,6 +190,8 @@ std::string traceField(const std::vector<std::string>& marks) {
   return field;
 }
 
+// Recipients are checked again here, whatever the callers have done: this is the last place before
+// the bytes are written.
 Result<void> check(const ForwardDraft& draft) {
   const auto refuse = [](const std::string& text) { return Error{EINVAL, text}; };
   if (!isRfc5322Address(draft.from.address)) {
@@ -224,6 +230,7 @@ std::string mailDate(DateTime moment) {
   const year_month_day date(day);
   const hh_mm_ss time(floor<seconds>(moment - day));
   std::array<char, 64> text{};
+  // snprintf, not strftime: names of days and months must not depend on the locale.
   const int length = std::snprintf(
       text.data(), text.size(), "%s, %02u %s %04d %02d:%02d:%02d +0000",
       kDays[weekday(day).c_encoding()], static_cast<unsigned>(date.day()),
@@ -255,6 +262,8 @@ std::string forwardHtml(const Message& source, std::string_view sentText) {
   TagFinder tags(html);
   for (std::string_view tag = tags.next(); !tag.empty(); tag = tags.next()) {
     const auto end = static_cast<std::size_t>(tag.data() - html.data()) + tag.size();
+    // Meta elements stand in front of the body; the search ends there. Behind it, the document is
+    // copied unread.
     if (isTag(tag, "meta")) {
       head += html.substr(copied, end - tag.size() - copied) + withUtf8(tag);
       copied = end;
@@ -277,6 +286,7 @@ Result<std::string> forwardHeader(const ForwardDraft& draft) {
   if (draft.source != nullptr) {
     header += wordField("References", references(draft.source->headers()));
   }
+  // Asks vacation programs and the like not to answer (RFC 3834 section 5).
   header += "Auto-Submitted: auto-generated\nMIME-Version: 1.0\n";
   return header + traceField(draft.traces);
 }
