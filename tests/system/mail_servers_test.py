@@ -235,6 +235,31 @@ class MailServersTest(unittest.TestCase):
                 client.sendall(command)
                 self.assertTrue(client.recv(4096).endswith(injected))
 
+    def test_proxy_cuts_and_holds_connections(self):
+        way = self.servers.ask(f"proxy {self.servers.port('plain', 'imap')}")
+
+        def connect():
+            client = socket.create_connection(("127.0.0.1", int(way["port"])), timeout=PATIENCE)
+            self.addCleanup(client.close)
+            return client
+
+        first = connect()
+        self.assertTrue(first.recv(4096).startswith(b"* OK"))
+        self.servers.ask(f"gate {way['name']} stuck")
+        first.sendall(b"a NOOP\r\n")
+        first.settimeout(0.2)
+        with self.assertRaises(TimeoutError):
+            first.recv(4096)
+        self.servers.ask(f"gate {way['name']} open")
+        first.settimeout(PATIENCE)
+        self.assertIn(b"a ", first.recv(4096))
+        self.servers.ask(f"gate {way['name']} closed")
+        for client in (first, connect()):
+            try:
+                self.assertEqual(client.recv(4096), b"")
+            except ConnectionResetError:
+                pass  # an end too
+
     def test_wrong_command_is_an_error_and_no_end(self):
         with self.assertRaises(RuntimeError):
             self.servers.ask("dance")

@@ -14,6 +14,7 @@ it has started, at the end of its input, so also when the program that started i
     rules NAME [RULE; RULE...]    how that sink fails from now on; smtp_sink.py has the language
     proxy PORT [delay=MILLISECONDS] [edit=strip|refuse|inject]
                                   a way to that port; name=, port=
+    gate NAME open|closed|stuck   whether that proxy lets anything through
     counts NAME                   what the sink or proxy of that name has counted
 """
 
@@ -71,12 +72,16 @@ class Servers:
         self.named[name] = Proxy(int(port), float(delay) / 1000, edit)
         return {"name": name, "port": await self.named[name].start()}
 
+    async def gate(self, name, gate):
+        self.named[name].set_gate(gate)
+        return {}
+
     async def counts(self, name):
         return self.named[name].counts()
 
     async def obey(self, line):
         command, *words = line.split()
-        if command not in ("servers", "sink", "rules", "proxy", "counts"):
+        if command not in ("servers", "sink", "rules", "proxy", "gate", "counts"):
             raise ValueError(f"no command {command}")
         # A rule may have "=" in its text.
         options = {} if command == "rules" else dict(word.split("=", 1) for word in words if "=" in word)

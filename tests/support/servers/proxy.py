@@ -4,7 +4,8 @@
 It passes on to a port of this machine, holds each piece back for half of a round trip, and counts the
 bytes of each direction and the turns: how often the client spoke after it had heard something. That is
 the number of round trips of a client that waits for answers. As an enemy in between it can take the offer
-of STARTTLS out ("strip"), refuse it ("refuse"), or add lines in plain text to the answer ("inject").
+of STARTTLS out ("strip"), refuse it ("refuse"), or add lines in plain text to the answer ("inject"). While
+its gate is "closed" all connections are cut, new ones at once; while it is "stuck" they live and carry nothing.
 """
 
 import asyncio
@@ -17,12 +18,23 @@ class Proxy:
         """`delay` is the time of a round trip in seconds."""
         self.port, self.delay, self.edit = port, delay / 2, edit
         self.turns = self.up = self.down = self.connections = 0
+        self.gate = "open"
+        self.clients = set()
 
     async def start(self):
         """Returns its port."""
         loop = asyncio.get_running_loop()
         self.server = await loop.create_server(lambda: _Client(self), "127.0.0.1", 0, backlog=128)
         return self.server.sockets[0].getsockname()[1]
+
+    def set_gate(self, gate):
+        self.gate = gate
+        for client in list(self.clients):
+            if gate == "closed":
+                client.cut()
+            else:
+                client.up.hold(gate == "stuck")
+                client.down.hold(gate == "stuck")
 
     def counts(self):
         return {"turns": self.turns, "up": self.up, "down": self.down, "connections": self.connections}
@@ -34,6 +46,7 @@ class _Line:
     def __init__(self, delay):
         self.loop = asyncio.get_running_loop()
         self.delay, self.pieces, self.to, self.timer = delay, collections.deque(), None, None
+        self.held = False
 
     def put(self, piece):
         self.pieces.append((self.loop.time() + self.delay, piece))
@@ -43,8 +56,12 @@ class _Line:
         self.to = transport
         self._pump()
 
+    def hold(self, held):
+        self.held = held
+        self._pump()
+
     def _pump(self):
-        while self.to is not None and self.timer is None and self.pieces:
+        while self.to is not None and self.timer is None and self.pieces and not self.held:
             due, piece = self.pieces[0]
             if self.delay and due > self.loop.time():
                 self.timer = self.loop.call_at(due, self._due)
@@ -70,6 +87,13 @@ class _Client(asyncio.Protocol):
 
     def connection_made(self, transport):
         self.proxy.connections += 1
+        self.transport = transport
+        if self.proxy.gate == "closed":
+            transport.abort()
+            return
+        self.proxy.clients.add(self)
+        self.up.hold(self.proxy.gate == "stuck")
+        self.down.hold(self.proxy.gate == "stuck")
         self.down.open(transport)
         self.opening = asyncio.ensure_future(self._open())
 
@@ -92,7 +116,13 @@ class _Client(asyncio.Protocol):
             self.up.put(data)
 
     def connection_lost(self, reason):
+        self.proxy.clients.discard(self)
         self.up.put(None)
+
+    def cut(self):
+        self.transport.abort()
+        if self.up.to:
+            self.up.to.abort()
 
     def answered(self, data):
         self.proxy.down += len(data)
