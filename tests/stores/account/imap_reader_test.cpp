@@ -6,7 +6,6 @@
 namespace relaybird {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 

@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: MIT
+// Data that the server sends belongs to no command by itself: what a response contains decides
+// where it goes, so that commands sent ahead may be answered in any order.
+#include "stores/account/imap_client.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace relaybird {
+namespace {
+
+// Long words of a server are cut for the log and the status line.
+constexpr std::size_t kWordsBytes = 300;
+
+std::string wordsOf(const ImapCondition& reply) {
+  std::string words(std::string_view(reply.words).substr(0, kWordsBytes));
+  if (words.empty()) {
+    words = reply.status == ImapStatus::kBad ? "BAD" : "NO";
+  }
+  if (!reply.code.name.empty()) {
+    words += " [" + reply.code.name + "]";
+  }
+  return words;
+}
+
+}  // namespace
+
+std::string_view imapHeadFields() {
+  return "SUBJECT FROM SENDER DATE MESSAGE-ID IN-REPLY-TO REFERENCES RETURN-PATH CONTENT-TYPE TO "
+         "CC REPLY-TO AUTO-SUBMITTED X-RELAYBIRD-TRACE CONTENT-TRANSFER-ENCODING "
+         "CONTENT-DISPOSITION CONTENT-ID PRECEDENCE X-AUTOREPLY X-AUTORESPOND";
+}
+
+ImapClient::ImapClient(Events events, std::function<void(ProtocolLine)> trace, ImapLimits limits)
+    : events_(std::move(events)),
+      dialogue_([this](ImapResponse response) { onData(std::move(response)); }, std::move(trace),
+                limits) {}
+
+Result<void> ImapClient::outcome(const ImapCondition& reply) {
+  if (reply.status == ImapStatus::kOk) {
+    return {};
+  }
+  return Error{0, wordsOf(reply)};
+}
+
+void ImapClient::capability(Done done) {
+  dialogue_.send(ImapCommand("CAPABILITY"),
+                 [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
+}
+
+void ImapClient::identify(std::string_view version) {
+  if (can("ID")) {
+    dialogue_.send(
+        ImapCommand("ID (\"name\" \"Relaybird\" \"version\" \"" + std::string(version) + "\")"),
+        [](const ImapCondition&) {});
+  }
+}
+
+void ImapClient::select(std::string_view folder,
+                        std::function<void(const Result<ImapOpened>&)> done) {
+  selecting_ = true;
+  opened_ = {};
+  dialogue_.send(ImapCommand("SELECT", literals()).text(imapMailboxName(folder)),
+                 [this, done = std::move(done)](const ImapCondition& reply) {
+                   selecting_ = false;
+                   opened_.readOnly = reply.code.name == "READ-ONLY";
+                   if (reply.status != ImapStatus::kOk) {
+                     done(Error{0, wordsOf(reply)});
+                   } else if (opened_.uidValidity == 0) {
+                     done(Error{0, "it gives its messages no lasting numbers (UIDVALIDITY)"});
+                   } else {
+                     done(opened_);
+                   }
+                 });
+}
+
+void ImapClient::searchUnseen(std::function<void(const Result<UidSet>&)> done) {
+  const bool extended = can("ESEARCH");
+  const std::string_view returned = extended ? "UID SEARCH RETURN (ALL) " : "UID SEARCH ";
+  dialogue_.send(ImapCommand(std::string(returned) + "UNSEEN UNDELETED"),
+                 [this, done = std::move(done)](const ImapCondition& reply) {
+                   UidSet found = std::exchange(found_, std::nullopt).value_or(UidSet());
+                   const bool all = std::exchange(foundAll_, true);
+                   if (reply.status != ImapStatus::kOk) {
+                     done(Error{0, wordsOf(reply)});
+                   } else if (!all) {
+                     done(Error{0, "its list of unread messages cannot be read"});
+                   } else {
+                     done(std::move(found));
+                   }
+                 });
+}
+
+void ImapClient::fetchHeads(const std::vector<std::uint32_t>& uids, bool structure,
+                            const Done& done) {
+  for (std::size_t begin = 0; begin < uids.size(); begin += kHeadsInCommand) {
+    const std::size_t end = std::min(uids.size(), begin + kHeadsInCommand);
+    const UidSet group({uids.begin() + static_cast<std::ptrdiff_t>(begin),
+                        uids.begin() + static_cast<std::ptrdiff_t>(end)});
+    ImapCommand command("UID FETCH " + group.text() + " (UID FLAGS INTERNALDATE RFC822.SIZE");
+    if (structure) {
+      command.words("BODYSTRUCTURE");
+    }
+    command.words("BODY.PEEK[HEADER.FIELDS (" + std::string(imapHeadFields()) + ")])");
+    dialogue_.send(command, [done](const ImapCondition& reply) { done(outcome(reply)); });
+  }
+}
+
+void ImapClient::fetchBodies(const UidSet& uids, Done done) {
+  dialogue_.send(ImapCommand("UID FETCH " + uids.text() + " (UID BODY.PEEK[])"),
+                 [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
+}
+
+void ImapClient::fetchPiece(std::uint32_t uid, std::uint64_t origin, std::uint64_t count,
+                            Done done) {
+  dialogue_.send(ImapCommand("UID FETCH " + std::to_string(uid) + " (UID BODY.PEEK[]<" +
+                             std::to_string(origin) + '.' + std::to_string(count) + ">)"),
+                 [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
+}
+
+void ImapClient::store(const UidSet& uids, bool seen, Done done) {
+  dialogue_.send(ImapCommand("UID STORE " + uids.text() +
+                             (seen ? " +FLAGS.SILENT (\\Seen)" : " -FLAGS.SILENT (\\Seen)")),
+                 [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
+}
+
+void ImapClient::noop(Done done) {
+  dialogue_.send(ImapCommand("NOOP"),
+                 [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
+}
+
+void ImapClient::idle() {
+  if (can("IDLE") && !idleRefused_ && !dialogue_.idling()) {
+    dialogue_.idle([this](const ImapCondition& reply) {
+      idleRefused_ = idleRefused_ || reply.status != ImapStatus::kOk;
+    });
+  }
+}
+
+void ImapClient::logout() {
+  dialogue_.send(ImapCommand("LOGOUT"), [](const ImapCondition&) {});
+}
+
+ImapLiterals ImapClient::literals() const {
+  if (can("LITERAL+")) {
+    return ImapLiterals::kAny;
+  }
+  return can("LITERAL-") ? ImapLiterals::kShort : ImapLiterals::kWaiting;
+}
+
+void ImapClient::learn(const std::vector<std::string>& names) {
+  capabilities_ = {names.begin(), names.end()};
+}
+
+void ImapClient::onData(ImapResponse response) {
+  if (auto* fetch = std::get_if<ImapFetch>(&response)) {
+    onFetch(std::move(*fetch));
+  } else if (const auto* condition = std::get_if<ImapCondition>(&response)) {
+    onCondition(*condition);
+  } else if (const auto* words = std::get_if<ImapWords>(&response)) {
+    if (words->kind == ImapWords::Kind::kCapability) {
+      learn(words->words);
+    }
+  } else if (const auto* exists = std::get_if<ImapExists>(&response)) {
+    const bool isNews = !selecting_ && exists->count != exists_;
+    exists_ = exists->count;
+    if (isNews) {
+      events_.changed();
+    }
+  } else if (std::holds_alternative<ImapExpunge>(response)) {
+    exists_ -= exists_ > 0 ? 1 : 0;
+    events_.changed();
+  } else if (std::holds_alternative<ImapVanished>(response)) {
+    events_.changed();
+  } else if (auto* search = std::get_if<ImapSearch>(&response)) {
+    foundAll_ = foundAll_ && search->whole;
+    if (!found_) {
+      found_ = std::move(search->numbers);
+    } else {
+      for (const UidSet::Range& range : search->numbers.ranges()) {
+        found_->add(range.first, range.last);
+      }
+    }
+  }
+}
+
+void ImapClient::onFetch(ImapFetch fetch) {
+  bool answers = false;
+  for (ImapSection& section : fetch.sections) {
+    if (!fetch.uid) {
+      continue;
+    }
+    if (section.name == "HEADER.FIELDS" && fetch.flags) {
+      answers = true;
+      events_.head({*fetch.uid, fetch.hasFlag("\\Seen"), fetch.internalDate.value_or(kNoDate),
+                    fetch.size, std::move(section.bytes), std::move(fetch.structure)});
+    } else if (section.name.empty()) {
+      answers = true;
+      events_.body({*fetch.uid, section.origin.value_or(0), std::move(section.bytes), section.cut});
+    }
+  }
+  if (fetch.flags && !answers) {
+    events_.changed();
+  }
+}
+
+void ImapClient::onCondition(const ImapCondition& condition) {
+  if (condition.code.name == "UIDVALIDITY") {
+    const std::uint64_t number = condition.code.number().value_or(0);
+    opened_.uidValidity = number <= std::numeric_limits<std::uint32_t>::max()
+                              ? static_cast<std::uint32_t>(number)
+                              : 0;
+  }
+}
+
+}  // namespace relaybird

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: MIT
+#include "stores/account/imap_client.h"
+
+#include <gmock/gmock.h>
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+class ImapClientTest : public testing::Test {
+ protected:
+  std::string sent() { return std::exchange(client_.dialogue().output(), {}); }
+  void receive(std::string_view bytes) { client_.dialogue().received(bytes); }
+  ImapClient::Done noted() {
+    return [this](const Result<void>& result) {
+      results_.push_back(result ? "ok" : result.error().text);
+    };
+  }
+  void offer(const std::string& capabilities) {
+    client_.capability(noted());
+    EXPECT_EQ(sent(), "r1 CAPABILITY\r\n");
+    receive("* CAPABILITY " + capabilities + "\r\nr1 OK\r\n");
+    results_.clear();
+  }
+  // Opens a folder of three messages.
+  void select() {
+    client_.select("INBOX", [this](const Result<ImapOpened>& opened) {
+      results_.push_back(opened ? "open " + std::to_string(opened->uidValidity) +
+                                      (opened->readOnly ? " read-only" : "")
+                                : opened.error().text);
+    });
+  }
+  void search() {
+    client_.searchUnseen([this](const Result<UidSet>& found) {
+      results_.push_back(found ? "found " + found->text() : found.error().text);
+    });
+  }
+
+  std::vector<std::string> results_;
+  std::vector<ImapHead> heads_;
+  std::vector<ImapBody> bodies_;
+  int changes_ = 0;
+  ImapClient client_{
+      {[this](ImapHead head) { heads_.push_back(std::move(head)); },
+       [this](ImapBody body) { bodies_.push_back(std::move(body)); }, [this] { ++changes_; }},
+      {}};
+};
+
+TEST_F(ImapClientTest, IdentifiesItselfOnlyWhereThatIsOffered) {
+  client_.identify("1.2");
+  EXPECT_EQ(sent(), "");
+  offer("IMAP4rev1 id");
+  client_.identify("1.2");
+  EXPECT_EQ(sent(), "r2 ID (\"name\" \"Relaybird\" \"version\" \"1.2\")\r\n");
+}
+
+TEST_F(ImapClientTest, OpensAFolder) {
+  client_.select("Entw\u00FCrfe", [](const Result<ImapOpened>&) {});
+  EXPECT_EQ(sent(), "r1 SELECT \"Entw&APw-rfe\"\r\n");
+  select();
+  EXPECT_EQ(sent(), "r2 SELECT \"INBOX\"\r\n");
+  receive("* 3 EXISTS\r\n* OK [UIDVALIDITY 17] x\r\nr2 OK [READ-WRITE] done\r\n");
+  EXPECT_THAT(results_, ElementsAre("open 17"));
+  EXPECT_EQ(changes_, 0);
+}
+
+TEST_F(ImapClientTest, NoticesAFolderThatMayOnlyBeRead) {
+  select();
+  receive("* OK [UIDVALIDITY 17] x\r\nr1 OK [READ-ONLY] done\r\n");
+  EXPECT_THAT(results_, ElementsAre("open 17 read-only"));
+}
+
+TEST_F(ImapClientTest, DoesNotOpenAFolderWithoutLastingNumbers) {
+  select();
+  receive("r1 OK [READ-WRITE] done\r\n");
+  select();
+  receive("* OK [UIDVALIDITY 99999999999] x\r\nr2 OK done\r\n");
+  EXPECT_THAT(results_, testing::Each(HasSubstr("no lasting numbers")));
+}
+
+TEST_F(ImapClientTest, TellsWhyAFolderIsRefused) {
+  select();
+  receive("r1 NO [NONEXISTENT] There is no such folder\r\n");
+  EXPECT_THAT(results_, ElementsAre("There is no such folder [NONEXISTENT]"));
+}
+
+TEST_F(ImapClientTest, FindsTheUnreadMessages) {
+  search();
+  EXPECT_EQ(sent(), "r1 UID SEARCH UNSEEN UNDELETED\r\n");
+  receive("* SEARCH 5 6 9\r\n* SEARCH 12\r\nr1 OK\r\n");
+  search();
+  receive("r2 OK\r\n");
+  EXPECT_THAT(results_, ElementsAre("found 5:6,9,12", "found "));
+}
+
+TEST_F(ImapClientTest, FindsThemInRangesWhereThatIsOffered) {
+  offer("IMAP4rev1 ESEARCH");
+  search();
+  EXPECT_EQ(sent(), "r2 UID SEARCH RETURN (ALL) UNSEEN UNDELETED\r\n");
+  receive("* ESEARCH (TAG \"r2\") UID ALL 1:10000\r\nr2 OK\r\n");
+  EXPECT_THAT(results_, ElementsAre("found 1:10000"));
+}
+
+TEST_F(ImapClientTest, DoesNotTakeABrokenSearchForAnEmptyInbox) {
+  search();
+  receive("* SEARCH 5 x\r\nr1 OK\r\n");
+  search();
+  receive("r2 NO busy\r\n");
+  EXPECT_THAT(results_, ElementsAre(HasSubstr("cannot be read"), "busy"));
+}
+
+TEST_F(ImapClientTest, AsksForHeadsInGroups) {
+  std::vector<std::uint32_t> uids;
+  for (std::uint32_t uid = 250; uid > 0; --uid) {
+    uids.push_back(uid);
+  }
+  client_.fetchHeads(uids, true, noted());
+  const std::string commands = sent();
+  EXPECT_THAT(commands, HasSubstr("r1 UID FETCH 151:250 (UID FLAGS INTERNALDATE RFC822.SIZE "
+                                  "BODYSTRUCTURE BODY.PEEK[HEADER.FIELDS (SUBJECT FROM "));
+  EXPECT_THAT(commands, HasSubstr("r2 UID FETCH 51:150 ("));
+  EXPECT_THAT(commands, HasSubstr("r3 UID FETCH 1:50 ("));
+  receive("r1 OK\r\nr2 NO some are gone\r\nr3 OK\r\n");
+  EXPECT_THAT(results_, ElementsAre("ok", "some are gone", "ok"));
+}
+
+TEST_F(ImapClientTest, TellsHeadsFromNews) {
+  client_.fetchHeads({7, 8}, false, noted());
+  EXPECT_THAT(sent(), testing::Not(HasSubstr("BODYSTRUCTURE")));
+  receive(
+      "* 2 FETCH (FLAGS (\\Seen))\r\n"
+      "* 4 FETCH (UID 7 FLAGS () INTERNALDATE \"01-Jan-1970 00:00:01 +0000\" RFC822.SIZE 9 "
+      "BODY[HEADER.FIELDS (SUBJECT)] {14}\r\nSubject: a\r\n\r\n)\r\n"
+      "* 4 FETCH (UID 8 MODSEQ (5))\r\nr1 OK\r\n");
+  ASSERT_THAT(heads_, SizeIs(1));
+  EXPECT_EQ(heads_[0].uid, 7U);
+  EXPECT_EQ(heads_[0].size, 9U);
+  EXPECT_EQ(heads_[0].received, DateTime(std::chrono::seconds(1)));
+  EXPECT_FALSE(heads_[0].seen);
+  EXPECT_EQ(heads_[0].header, "Subject: a\r\n\r\n");
+  EXPECT_EQ(changes_, 1);
+}
+
+TEST_F(ImapClientTest, FetchesBodiesWhole) {
+  client_.fetchBodies(UidSet({3, 4, 9}), noted());
+  EXPECT_EQ(sent(), "r1 UID FETCH 3:4,9 (UID BODY.PEEK[])\r\n");
+  receive("* 1 FETCH (BODY[] {2}\r\nab UID 4)\r\n* 2 FETCH (UID 3 BODY[] NIL)\r\nr1 OK\r\n");
+  ASSERT_THAT(bodies_, SizeIs(1));
+  EXPECT_EQ(bodies_[0].uid, 4U);
+  EXPECT_EQ(bodies_[0].bytes, "ab");
+}
+
+TEST_F(ImapClientTest, FetchesBodiesInPieces) {
+  client_.fetchPiece(3, 1024, 512, noted());
+  EXPECT_EQ(sent(), "r1 UID FETCH 3 (UID BODY.PEEK[]<1024.512>)\r\n");
+  receive("* 1 FETCH (UID 3 BODY[]<1024> \"xy\")\r\nr1 OK\r\n");
+  ASSERT_THAT(bodies_, SizeIs(1));
+  EXPECT_EQ(bodies_[0].origin, 1024U);
+  EXPECT_EQ(bodies_[0].bytes, "xy");
+}
+
+TEST_F(ImapClientTest, SetsReadMarks) {
+  client_.store(UidSet({3, 4}), true, noted());
+  client_.store(UidSet({5}), false, noted());
+  EXPECT_EQ(sent(),
+            "r1 UID STORE 3:4 +FLAGS.SILENT (\\Seen)\r\nr2 UID STORE 5 -FLAGS.SILENT (\\Seen)\r\n");
+  receive("r1 OK\r\nr2 NO [OVERQUOTA] full\r\n");
+  EXPECT_THAT(results_, ElementsAre("ok", "full [OVERQUOTA]"));
+}
+
+TEST_F(ImapClientTest, HearsOfChanges) {
+  select();
+  receive("* 3 EXISTS\r\n* OK [UIDVALIDITY 17] x\r\nr1 OK\r\n");
+  receive("* 3 EXISTS\r\n");
+  EXPECT_EQ(changes_, 0);
+  receive("* 4 EXISTS\r\n");
+  EXPECT_EQ(changes_, 1);
+  receive("* 2 EXPUNGE\r\n");
+  EXPECT_EQ(changes_, 2);
+  receive("* 3 EXISTS\r\n");
+  EXPECT_EQ(changes_, 2);
+  receive("* VANISHED 41\r\n* 1 FETCH (FLAGS ())\r\n");
+  EXPECT_EQ(changes_, 4);
+}
+
+TEST_F(ImapClientTest, DoesNotIdleAgainWhereThatIsRefused) {
+  client_.idle();
+  EXPECT_EQ(sent(), "");
+  offer("IMAP4rev1 IDLE");
+  client_.idle();
+  client_.idle();
+  EXPECT_EQ(sent(), "r2 IDLE\r\n");
+  receive("r2 NO not today\r\n");
+  client_.idle();
+  EXPECT_EQ(sent(), "");
+}
+
+}  // namespace
+}  // namespace relaybird
