@@ -403,11 +403,15 @@ class ServerCheck {
     }
   }
 
+  // An online account gives what it has, a password or a token.
   void checkMethod(SecretSource source) {
+    if (source == SecretSource::kOnlineAccount) {
+      return;
+    }
     if (takesToken(account_.signIn) && !givesToken(source)) {
       errors_.push_back(key("sign_in") + " needs an access token, so " + key("secret") +
                         " has to be token-command or online-account.");
-    } else if (!takesToken(account_.signIn) && givesToken(source)) {
+    } else if (!takesToken(account_.signIn) && source == SecretSource::kTokenCommand) {
       errors_.push_back(key("sign_in") +
                         " needs a password, but the secret is an access token; "
                         "leave " +

@@ -12,6 +12,9 @@ namespace relaybird {
 
 namespace {
 
+// Of ProviderTrait kCodesInGroups.
+constexpr std::size_t kCodeLength = 16;
+
 // The part after the last "@", in small letters; empty if the text is not an address yet.
 std::string domainOf(std::string_view address) {
   const std::size_t at = address.rfind('@');
@@ -160,7 +163,7 @@ Proposal proposalFrom(const MailProvider& provider, std::string_view address) {
   result.smtpUser = userName(provider.smtp.user, whole);
   result.signIn = provider.signIn;
   result.page = provider.note.page;
-  result.codesInGroups = (provider.traits & kCodesInGroups) != 0;
+  result.appPasswordLength = (provider.traits & kCodesInGroups) != 0 ? kCodeLength : 0;
   addSignIn(provider, result.remarks);
   addTraits(provider, result.remarks);
   return result;
@@ -183,38 +186,6 @@ Proposal proposalFor(std::string_view address) {
     }
   }
   return guess(trimmed(address), domain);
-}
-
-Secret withoutGroups(const Secret& password, const Proposal& proposal) {
-  constexpr std::size_t kLetters = 16;
-  constexpr std::size_t kGroup = 4;
-  // The non-breaking space is what a browser may copy instead of a blank.
-  constexpr std::string_view kHardSpace = "\xc2\xa0";
-  const std::string_view typed = trimmed(password.bytes());
-  if (!proposal.codesInGroups) {
-    return password;
-  }
-  std::array<char, kLetters> letters{};
-  std::size_t count = 0;
-  bool fits = true;
-  for (std::size_t i = 0; i < typed.size() && fits; ++i) {
-    const bool hard = typed.substr(i).starts_with(kHardSpace);
-    if (typed[i] == ' ' || hard) {
-      fits = count > 0 && count % kGroup == 0;
-      i += hard ? 1 : 0;
-    } else {
-      fits = isLetterOrDigit(typed[i]) && count < kLetters;
-      letters[std::min(count, kLetters - 1)] = typed[i];
-      ++count;
-    }
-  }
-  Secret result = fits && count == kLetters ? Secret({letters.data(), kLetters}) : password;
-  // The Secret overwrites its own copy; this one is overwritten by hand, the same way.
-  volatile char* const bytes = letters.data();
-  for (std::size_t i = 0; i < kLetters; ++i) {
-    bytes[i] = 0;
-  }
-  return result;
 }
 
 }  // namespace relaybird

@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "platform/system/network.h"
-#include "platform/system/secret.h"
 
 namespace relaybird {
 
@@ -94,7 +93,9 @@ struct Proposal {
   std::string smtpUser;
   ProviderSignIn signIn = ProviderSignIn::kPassword;
   std::string page;
-  bool codesInGroups = false;
+  /// The length of its app passwords, where it shows them with blanks that do not belong to them;
+  /// else 0.
+  std::size_t appPasswordLength = 0;
   /// Sentences for the user, the most important first.
   std::vector<std::string> remarks;
 };
@@ -103,9 +104,5 @@ struct Proposal {
 Proposal proposalFor(std::string_view address);
 /// For an address of the user's own domain at this provider.
 Proposal proposalFrom(const MailProvider& provider, std::string_view address);
-
-/// An app password without the blanks between its groups, if the provider shows such groups and
-/// the rest has the right length; any other password unchanged.
-Secret withoutGroups(const Secret& password, const Proposal& proposal);
 
 }  // namespace relaybird

@@ -213,10 +213,13 @@ TEST_F(MailSettingsFile, AHostIsANameOrAnAddress) {
 TEST_F(MailSettingsFile, ATokenAndAPasswordAreNotMixed) {
   EXPECT_NE(firstError(kAccount + "imap_sign_in=xoauth2\n").find("needs an access token"),
             std::string::npos);
-  EXPECT_NE(
-      firstError(kAccount + "imap_secret=online-account\nimap_secret_name=1\nimap_sign_in=login\n")
-          .find("needs a password"),
-      std::string::npos);
+  EXPECT_NE(firstError(kAccount +
+                       "imap_secret=token-command\nimap_secret_command=t\nimap_sign_in=login\n")
+                .find("needs a password"),
+            std::string::npos);
+  EXPECT_EQ(
+      firstError(kAccount + "imap_secret=online-account\nimap_secret_name=1\nimap_sign_in=login\n"),
+      "");
   EXPECT_NE(firstError(kSmtp + "smtp_sign_in=oauthbearer\n").find("needs an access token"),
             std::string::npos);
 }

@@ -84,7 +84,7 @@ std::vector<std::string> valueWords(std::string_view name, const std::vector<For
     case ControlKind::kOptionButton:
       return {"on"};
     case ControlKind::kTextBox:
-      return {inQuotes(control->text())};
+      return {control->hidesText() ? "" : inQuotes(control->text())};
     case ControlKind::kListBox:
       return {"all", "none"};
     default:

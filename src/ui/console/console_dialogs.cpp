@@ -78,7 +78,8 @@ BoxAnswer ConsoleDialogs::messageBox(const MessageBox& box) {
 }
 
 std::string ConsoleDialogs::inputBox(const InputBox& box) {
-  return ask({{BoxView::Kind::kInput, box.title, box.prompt, BoxIcon::kNone, {}}, "", {}});
+  return ask(
+      {{BoxView::Kind::kInput, box.title, box.prompt, BoxIcon::kNone, {}, box.secret}, "", {}});
 }
 
 std::optional<std::string> ConsoleDialogs::openFile(const OpenFileBox& box) {
@@ -153,7 +154,8 @@ std::optional<std::string> ConsoleDialogs::fromQueue(const Question& question) {
 }
 
 void ConsoleDialogs::printAnswer(const Question& question, const std::string& answer) {
-  parts_.out.boxAnswered(question.view, answer);
+  const bool hide = question.view.secret && !answer.empty();
+  parts_.out.boxAnswered(question.view, hide ? "(hidden)" : answer);
 }
 
 // The box's own spelling of an answer, which may differ in letter case or be abbreviated; empty if

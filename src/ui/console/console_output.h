@@ -54,6 +54,7 @@ struct BoxView {
   std::string text;  ///< lines end in CR LF
   BoxIcon icon = BoxIcon::kNone;
   std::vector<std::string> choices;  ///< buttons or menu entries; empty if the box asks for text
+  bool secret = false;               ///< the answer is a password
 };
 
 /// "message", "input", "file", "menu".

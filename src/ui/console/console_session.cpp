@@ -108,9 +108,12 @@ void ConsoleSession::end() {
 void ConsoleSession::setPrompt() {
   const BoxView* box = parts_.dialogs.question();
   if (box == nullptr) {
-    parts_.lines.setPrompt(kPrompt, false);
+    parts_.lines.setPrompt(kPrompt, LineSource::Typing::kCommand);
+  } else if (box->secret) {
+    parts_.lines.setPrompt("password> ", LineSource::Typing::kPassword);
   } else {
-    parts_.lines.setPrompt(box->choices.empty() ? "answer> " : joined(box->choices) + "> ", true);
+    parts_.lines.setPrompt(box->choices.empty() ? "answer> " : joined(box->choices) + "> ",
+                           LineSource::Typing::kAnswer);
   }
 }
 

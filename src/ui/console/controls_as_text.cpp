@@ -95,6 +95,10 @@ std::string kindWord(ControlKind kind) {
   return word;
 }
 
+std::string shownText(const Control& control) {
+  return control.hidesText() && !control.text().empty() ? "(hidden)" : control.text();
+}
+
 std::string formFields(const Form& form) {
   return form.name() + (form.visible() ? " open " : " closed ") + inQuotes(form.caption());
 }
@@ -106,14 +110,14 @@ std::string controlFields(const Control& control) {
   if (control.locked()) {
     fields += ",locked";
   }
-  return fields + " " + std::to_string(control.value()) + " " + inQuotes(control.text());
+  return fields + " " + std::to_string(control.value()) + " " + inQuotes(shownText(control));
 }
 
 Properties controlProperties(const Control& control) {
   const std::string why = whyNoInput(control);
   Properties all{{"name", control.name()},
                  {"kind", kindWord(control.kind())},
-                 {"text", inQuotes(control.text())},
+                 {"text", inQuotes(shownText(control))},
                  {"value", std::to_string(control.value())},
                  {"visible", yesNo(control.visible())},
                  {"enabled", yesNo(control.enabled())},

@@ -19,6 +19,9 @@ std::string kindWord(ControlKind kind);
 /// "NAME open|closed "CAPTION"".
 std::string formFields(const Form& form);
 
+/// The text of a control as it may be printed: "(hidden)" for a password.
+std::string shownText(const Control& control);
+
 /// "NAME KIND STATE VALUE "TEXT"". STATE is a list with commas: visible or hidden, enabled or
 /// disabled, and locked if so. VALUE is an integer.
 std::string controlFields(const Control& control);

@@ -18,6 +18,7 @@
 #include <deque>
 #include <utility>
 
+#include "platform/text/ascii_text.h"
 #include "ui/console/line_source.h"
 #include "ui/console/terminal_lines.h"
 
@@ -59,6 +60,13 @@ int widthOf(std::string_view text) {
   return width;
 }
 
+// Whether a command line may have a password in it, so that the history must not keep it.
+bool mayHoldPassword(std::string_view line) {
+  const std::string words = asciiLower(trimmed(line));
+  return words.starts_with("answer") ||
+         (words.starts_with("set") && words.find("password") != std::string::npos);
+}
+
 class EditedLines : public TerminalLines {
  public:
   explicit EditedLines(TerminalParts parts);
@@ -66,7 +74,7 @@ class EditedLines : public TerminalLines {
 
   void listen(std::function<void()> onLines) override;
   std::optional<InputLine> next() override;
-  void setPrompt(const std::string& prompt, bool question) override;
+  void setPrompt(const std::string& prompt, Typing typing) override;
   void hide() override;
   void showSoon() override;
 
@@ -78,6 +86,7 @@ class EditedLines : public TerminalLines {
   void show();
   void readKeys();
   void edit();
+  void takePasswordKey();
   void lineDone(std::string line);
   void listCandidates(const std::vector<std::string>& words);
   int columns() const;
@@ -92,7 +101,8 @@ class EditedLines : public TerminalLines {
   std::deque<char> keys_;  // read but not used yet
   LineSplitter lines_;
   std::string prompt_;
-  bool question_ = false;
+  Typing typing_ = Typing::kCommand;
+  std::string password_;  // typed so far
   bool editing_ = false;  // the terminal is in the editor's mode
   bool shown_ = false;
   bool waits_ = false;  // showing it is posted
@@ -169,10 +179,10 @@ std::optional<InputLine> EditedLines::next() {
   return lines_.take();
 }
 
-void EditedLines::setPrompt(const std::string& prompt, bool question) {
+void EditedLines::setPrompt(const std::string& prompt, Typing typing) {
   hide();
   prompt_ = prompt;
-  question_ = question;
+  typing_ = typing;
   showSoon();
 }
 
@@ -244,6 +254,10 @@ void EditedLines::readKeys() {
 void EditedLines::edit() {
   while (!keys_.empty() && !ended_) {
     show();
+    if (typing_ == Typing::kPassword) {
+      takePasswordKey();
+      continue;
+    }
     int count = 0;
     const char* text = ::el_gets(editor_.get(), &count);
     if (text == nullptr || count <= 0) {
@@ -262,16 +276,44 @@ void EditedLines::edit() {
   }
 }
 
+// The editor would show what is typed, so a password does not go through it. The terminal is in the
+// editor's mode meanwhile, which shows nothing by itself.
+void EditedLines::takePasswordKey() {
+  constexpr char kEraseLine = '\x15';  // Ctrl-U
+  const char key = keys_.front();
+  keys_.pop_front();
+  if (key == '\n' || key == '\r') {
+    parts_.sink.write("\n");
+    lineDone(std::exchange(password_, {}));
+  } else if (key == kEndKey && password_.empty()) {
+    lineDone({});
+    ended_ = true;
+    lines_.end();
+  } else if (key == '\b' || key == '\x7f') {
+    while (!password_.empty() && (static_cast<unsigned char>(password_.back()) & 0xC0U) == 0x80U) {
+      password_.pop_back();
+    }
+    if (!password_.empty()) {
+      password_.pop_back();
+    }
+  } else if (key == kEraseLine) {
+    password_.clear();
+  } else {
+    password_ += key;
+  }
+}
+
 // Leaving the unbuffered mode restores the terminal's own mode until the next line begins.
 void EditedLines::lineDone(std::string line) {
   ::el_set(editor_.get(), EL_UNBUFFERED, 0);
   editing_ = false;
   shown_ = false;
-  if (!question_ && line.find_first_not_of(" \t") != std::string::npos) {
+  if (typing_ == Typing::kCommand && !mayHoldPassword(line) &&
+      line.find_first_not_of(" \t") != std::string::npos) {
     HistEvent event;
     ::history(history_.get(), &event, H_ENTER, line.c_str());
   }
-  if (!line.empty() || question_) {
+  if (!line.empty() || typing_ != Typing::kCommand) {
     lines_.feed(line + "\n");
   }
   showSoon();

@@ -36,9 +36,14 @@ class LineSource {
   virtual void listen(std::function<void()> onLines) = 0;
   /// The next line; empty while there is none, and after the end of the input.
   virtual std::optional<InputLine> next() = 0;
-  /// Sets the prompt; `question` says that the line is an answer, which the history does not keep.
-  /// Does nothing for sources without a user.
-  virtual void setPrompt(const std::string& /*prompt*/, bool /*question*/) {}
+  /// What the next line is.
+  enum class Typing {
+    kCommand,
+    kAnswer,    ///< the history does not keep it
+    kPassword,  ///< nor does the terminal show it
+  };
+  /// Sets the prompt. Does nothing for sources without a user.
+  virtual void setPrompt(const std::string& /*prompt*/, Typing /*typing*/) {}
 };
 
 /// Splits bytes into lines as they arrive. A line ends in LF or CR LF, the last one also at the end

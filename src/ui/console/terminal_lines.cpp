@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A terminal that edits its lines itself. Only the terminal knows what has been typed so far, so
 // output can only be printed after it; the typed text is still there when the user presses Enter.
+#include <termios.h>
+
 #include <utility>
 
 #include "ui/console/line_source.h"
@@ -26,9 +28,12 @@ class PlainTerminalLines : public TerminalLines {
     }
     return line;
   }
-  void setPrompt(const std::string& prompt, bool) override {
+  ~PlainTerminalLines() override { showTyping(true); }
+
+  void setPrompt(const std::string& prompt, Typing typing) override {
     hide();
     prompt_ = prompt;
+    showTyping(typing != Typing::kPassword);
     showSoon();
   }
   void hide() override {
@@ -52,9 +57,19 @@ class PlainTerminalLines : public TerminalLines {
   }
 
  private:
+  void showTyping(bool shown) {
+    termios mode{};
+    if (std::exchange(typingShown_, shown) == shown || ::tcgetattr(parts_.input, &mode) != 0) {
+      return;
+    }
+    mode.c_lflag = shown ? mode.c_lflag | ECHO : mode.c_lflag & ~static_cast<tcflag_t>(ECHO);
+    (void)::tcsetattr(parts_.input, TCSANOW, &mode);
+  }
+
   TerminalParts parts_;
   StreamLines lines_;
   std::string prompt_;
+  bool typingShown_ = true;
   bool shown_ = false;
   bool waits_ = false;  // showing it is posted
   std::shared_ptr<int> alive_ = std::make_shared<int>();

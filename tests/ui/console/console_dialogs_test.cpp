@@ -107,6 +107,15 @@ TEST_F(ConsoleDialogsTest, TextAndFilesAreTakenAsTheyAre) {
   EXPECT_FALSE(dialogs.openFile({"t", "f"}));
 }
 
+TEST_F(ConsoleDialogsTest, APasswordIsAnsweredButNotPrinted) {
+  dialogs.queue({"my secret", ""});
+  const InputBox box{"Password for ann:", "Sign in", "", true};
+  EXPECT_EQ(dialogs.inputBox(box), "my secret");
+  EXPECT_EQ(dialogs.inputBox(box), "");
+  EXPECT_EQ(transcript.text.find("my secret"), std::string::npos);
+  EXPECT_NE(transcript.text.find("(hidden)"), std::string::npos);
+}
+
 TEST_F(ConsoleDialogsTest, AMenuClicksTheEntryThatIsNamed) {
   SmallProgram program;
   int restored = 0;

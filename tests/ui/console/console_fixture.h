@@ -46,7 +46,10 @@ class TypedLines : public LineSource {
     lines_.pop_front();
     return line;
   }
-  void setPrompt(const std::string& prompt, bool) override { shownPrompt = prompt; }
+  void setPrompt(const std::string& prompt, Typing typing) override {
+    shownPrompt = prompt;
+    shownTyping = typing;
+  }
 
   void put(InputLine line) {
     lines_.push_back(std::move(line));
@@ -59,6 +62,7 @@ class TypedLines : public LineSource {
   std::size_t waiting() const { return lines_.size(); }
 
   std::string shownPrompt;
+  Typing shownTyping = Typing::kCommand;
 
  private:
   EventQueue& events_;

@@ -50,6 +50,16 @@ TEST_F(FormCommandsTest, ShowsAFormAControlToALine) {
             "control: tmrTick timer visible,enabled 0 \"\"\n");
 }
 
+TEST_F(FormCommandsTest, APasswordIsSetButNotShown) {
+  window.txtName.hideText();
+  EXPECT_EQ(why(commands.set("frmMain.txtName \"my secret\"")), "");
+  EXPECT_EQ(window.txtName.text(), "my secret");
+  EXPECT_EQ(why(commands.show("frmMain")), "");
+  EXPECT_EQ(why(commands.show("frmMain.txtName")), "");
+  EXPECT_EQ(transcript.text.find("my secret"), std::string::npos);
+  EXPECT_NE(transcript.text.find("(hidden)"), std::string::npos);
+}
+
 TEST_F(FormCommandsTest, ShowsAControlAPropertyToALine) {
   window.lstLog.addItem("one\r\ntwo");
   window.lstLog.addItem("three");

@@ -176,7 +176,7 @@ InputDialog::InputDialog(wxWindow* owner, const InputBox& box)
   setAccessibleRole(*this, AccessibleRole::kDialog);
   wxWindow* prompt = makeBoxText(*this, box.prompt);
   field_ = new wxTextCtrl(this, wxID_ANY, toWx(box.entry), wxDefaultPosition, wxDefaultSize,
-                          wxTE_PROCESS_ENTER);
+                          wxTE_PROCESS_ENTER | (box.secret ? wxTE_PASSWORD : 0));
   field_->SetMinSize({kFieldWidth * GetCharWidth(), -1});
   leaveRoomForText(*field_);
   field_->Bind(wxEVT_TEXT_ENTER, [this](wxCommandEvent&) { EndModal(0); });

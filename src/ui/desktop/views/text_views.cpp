@@ -59,6 +59,7 @@ class TextView : public WidgetView {
                               // Why word wrap: otherwise the toolkit breaks words with a hyphen,
                               // which is not part of the address.
                               (style.multiline ? wxTE_MULTILINE | wxTE_WORDWRAP : 0) |
+                                  (control.hidesText() ? wxTE_PASSWORD : 0) |
                                   (control.locked() ? wxTE_READONLY : 0))) {
     if (style.widthInCharacters > 0) {
       field_->SetInitialSize(field_->GetSizeFromTextSize(

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/event_queue.h"
+#include "platform/system/secret.h"
 #include "ui/forms/model/form.h"
 
 namespace relaybird {
@@ -57,6 +58,9 @@ void Control::changed(Change what) {
 // The reaction runs even if the text is the same: filling the dialog has to mark its addresses as
 // unchecked.
 void Control::setText(std::string text) {
+  if (hidesText_) {
+    overwrite(text_);
+  }
   text_ = std::move(text);
   changed(Change::kText);
   if (onChange_) {

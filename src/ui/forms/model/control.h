@@ -159,6 +159,10 @@ class Control {
   /// The text cannot be edited by the user.
   bool locked() const { return locked_; }
   void lock() { locked_ = true; }
+  /// The text is a password: front ends show it as dots, keep it out of histories, and never print
+  /// it.
+  bool hidesText() const { return hidesText_; }
+  void hideText() { hidesText_ = true; }
   /// The position of the control's tab; empty if it is not on a tab.
   std::optional<int> tab() const { return tab_; }
   void setTab(int tab) { tab_ = tab; }
@@ -222,6 +226,7 @@ class Control {
   bool enabled_ = true;
   bool visible_ = true;
   bool locked_ = false;
+  bool hidesText_ = false;
   Colour foreColor_;
   Colour backColor_;
   std::string toolTip_;

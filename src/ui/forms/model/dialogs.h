@@ -41,6 +41,7 @@ struct InputBox {
   std::string prompt;
   std::string title;
   std::string entry{};  ///< initial text of the field, if there is one
+  bool secret = false;  ///< the answer is a password, which is shown nowhere
 };
 
 struct OpenFileBox {
