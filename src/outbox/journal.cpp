@@ -23,6 +23,9 @@ constexpr std::size_t kSizeLimit = std::size_t{256} << 20;
 // How long the Message-ID of a failed forward is kept for the next try.
 constexpr std::int64_t kVoidSeconds = std::int64_t{30} * 24 * 60 * 60;
 
+// A line is SUM EVENT SUBJECT. The subject of an intent is SECONDS ENTRY MESSAGE-ID FILE, that of
+// "delivered-to" a file and recipients. An older program counts an event that it does not know as a
+// damaged line.
 constexpr std::string_view kIntent = "intent";
 constexpr std::string_view kDone = "done";
 constexpr std::string_view kVoid = "void";
@@ -43,7 +46,8 @@ std::int64_t parseSeconds(const std::string& text) {
 
 constexpr std::size_t kSumDigits = 16;
 
-// FNV-1a, 64 bits: only tells a torn line from a complete one.
+// FNV-1a, 64 bits: only tells a torn line from a complete one. A program that can write the file
+// can also compute the sum.
 std::string checkSum(std::string_view text) {
   std::uint64_t sum = 0xcbf29ce484222325u;
   for (const char byte : text) {
@@ -60,6 +64,8 @@ bool isPlain(char byte) {
   return byte > ' ' && byte < '\x7f' && byte != '%';
 }
 
+// Blanks, control characters, "%" and bytes beyond ASCII are written as "%" and two digits: an
+// entry may be named by any bytes but must stay within its field and line.
 void appendField(std::string& text, std::string_view field) {
   if (field.empty()) {
     text += '%';  // marks an empty field, so that every field has characters
@@ -111,6 +117,7 @@ std::string encodeJournalLine(const std::vector<std::string_view>& fields) {
   return checkSum(text) + text + '\n';
 }
 
+// Empty for a line that was torn, damaged, or not written by encodeJournalLine().
 std::optional<std::vector<std::string>> decodeJournalLine(std::string_view line) {
   if (line.size() <= kSumDigits) {
     return std::nullopt;
@@ -151,6 +158,8 @@ Journal::~Journal() {
   }
 }
 
+// Lines are replayed in their order. A damaged line is counted and left out: the others are still
+// worth more than no journal.
 Result<void> Journal::load() {
   const auto info = files_.inspect(path_);
   if (!info && info.error().code == ENOENT) {
@@ -192,6 +201,8 @@ void Journal::apply(std::string_view line) {
     return;
   }
   if (fields->front() == kDone) {
+    // Needed by the recovery: after a power cut, a line may say "done" for a file that is still in
+    // tmp/. A delivered file was in new/, so for it there is no doubt.
     calledDone_.insert(fields->back());
   }
   if (fields->front() == kDelivered) {
@@ -202,6 +213,7 @@ void Journal::apply(std::string_view line) {
 void Journal::replay(const std::vector<std::string>& fields) {
   const std::string& event = fields[0];
   if (event == kIntent && fields.size() == 5) {
+    // A new intent for an entry replaces the record of its earlier try.
     forget(fields[2]);
     records_[fields[2]] = {fields[3], fields[4], ForwardRecord::State::kIntended,
                            parseSeconds(fields[1])};
@@ -232,6 +244,7 @@ const ForwardRecord* Journal::find(const std::string& entryId) const {
   return found == records_.end() ? nullptr : &found->second;
 }
 
+// An event about a file without a record is not an error: its entry may be settled already.
 void Journal::setState(const std::string& file, ForwardRecord::State state) {
   const auto entry = entryOfFile_.find(file);
   if (entry != entryOfFile_.end()) {
@@ -253,6 +266,7 @@ Result<void> Journal::intend(const std::string& entryId, const std::string& mess
   const std::string time = std::to_string(secondsOf(clock_.now()));
   replay({std::string(kIntent), time, entryId, messageId, file});
   auto written = append(encodeJournalLine({kIntent, time, entryId, messageId, file}), true);
+  // The caller takes its message back now. The Message-ID is kept for the next try.
   if (!written) {
     replay({std::string(kVoid), file});
   }
@@ -301,6 +315,7 @@ Result<void> Journal::settle(const std::string& entryId) {
   return change(kSettled, entryId, false);
 }
 
+// One write for all files of a delivery run.
 Result<void> Journal::removed(const std::vector<std::string>& files) {
   std::string lines;
   for (const std::string& file : files) {
@@ -318,11 +333,14 @@ Result<void> Journal::mend() {
   return failed_ ? append({}, true) : Result<void>();
 }
 
+// After any failure, or when the file has grown, the whole file is written anew from the records.
+// So one success makes good all that failed before it.
 Result<void> Journal::append(std::string_view lines, bool sync) {
   const bool grown = size_ > kGrowth + 2 * compactedSize_;
   auto written = intact_ && !grown ? write(lines, sync) : rewrite();
   intact_ = static_cast<bool>(written);
   failed_ = !intact_;
+  // An unfinished line may be at the end of this file.
   if (failed_) {
     file_.reset();
   }
@@ -363,6 +381,8 @@ Result<void> Journal::rewrite() {
 
 std::string Journal::snapshot() {
   const std::int64_t oldest = secondsOf(clock_.now()) - kVoidSeconds;
+  // The Message-ID of a failed forward serves a next try. One that has not been tried for so long
+  // will hardly be.
   std::erase_if(records_, [&](const auto& item) {
     const ForwardRecord& record = item.second;
     const bool stale = record.state == ForwardRecord::State::kVoid && record.time < oldest;

@@ -18,6 +18,8 @@ namespace {
 // Above this number of arrivals, listing the folder is as cheap as remembering them.
 constexpr std::size_t kArrivalLimit = 4096;
 
+// Random, so that two runs within the same second, or after the clock was set back, use different
+// names.
 constexpr std::size_t kSessionBytes = 8;
 // Leaves room for what is appended to the name of a copy in failed/; a file's name has 255 bytes.
 constexpr std::size_t kLongestOwnName = 200;
@@ -86,6 +88,8 @@ Result<void> Outbox::prepare(const std::string& journal) {
   if (auto made = disk_.make(parentFolder(journal)); !made) {
     return made;
   }
+  // For the life of this object. Another program on the same outbox would deliver its messages
+  // twice.
   auto lock = files_.lockFolder(disk_.path());
   if (!lock) {
     return lock.error();
@@ -116,6 +120,7 @@ Result<void> Outbox::recover() {
   if (auto recovered = recoverForwards(*inTmp); !recovered) {
     return recovered;
   }
+  // After the recovery: what is still in tmp/ belongs to no forward.
   disk_.clearTmp(*inTmp, clock_.now());
   removeDelivered();
   return {};
@@ -130,6 +135,7 @@ Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
       open.push_back(record.file);
     }
   }
+  // Recorded as done, but still in tmp/: the disk has lost the rename and kept the line.
   for (const std::string& file : inTmp) {
     if (journal_->calledDone().contains(file)) {
       open.push_back(file);
@@ -169,6 +175,7 @@ Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
 }
 
 void Outbox::removeDelivered() {
+  // The hand-over is on record, so these must not be delivered again, whatever became of the file.
   for (const std::string& file : journal_->delivered()) {
     const auto removed = files_.remove(disk_.pathOf("new", file));
     if (removed || removed.error().code == ENOENT) {
@@ -182,6 +189,7 @@ Result<void> Outbox::send(const std::string& entryId, const std::string& message
                           const Writer& write) {
   Attempt attempt;
   auto sent = trySend(entryId, messageId, write, attempt);
+  // A message that is too large, or cannot be read, says nothing about the disk.
   const bool disk = !sent && !attempt.messageToBlame && sent.error().code != EFBIG;
   const std::lock_guard lock(mutex_);
   refusedSize_ = disk ? std::optional(attempt.size) : std::nullopt;
@@ -268,6 +276,7 @@ Result<void> Outbox::tryTmp(std::uint64_t size) {
 
 // A try that could not be taken back leaves an intent without an outcome.
 Result<void> Outbox::resolveDoubt(const std::string& entryId) {
+  // Runs before each try of an entry, so that a doubt never leads to a second copy.
   const std::lock_guard lock(mutex_);
   const ForwardRecord* record = journal_->find(entryId);
   if (!record || record->state != ForwardRecord::State::kIntended) {
@@ -299,6 +308,7 @@ Result<std::unique_ptr<OutputFile>> Outbox::createTmp(std::string& name) {
 Result<void> Outbox::place(const std::string& name) {
   {
     const std::lock_guard lock(mutex_);
+    // A delivery must not claim the file before its rename is known to be durable.
     busy_.insert(name);
   }
   auto placed = files_.rename(disk_.pathOf("tmp", name), disk_.pathOf("new", name));
@@ -378,7 +388,8 @@ Outbox::Claim::~Claim() {
 
 Result<std::vector<WaitingMessage>> Outbox::waiting() {
   {
-    // Messages that arrive from here on are reported by takeArrivals, at worst a second time.
+    // Reset first: messages that arrive from here on are reported by takeArrivals, at worst a
+    // second time.
     const std::lock_guard lock(mutex_);
     arrivals_.clear();
     arrivalsLost_ = false;
@@ -446,6 +457,8 @@ Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
   for (const Claim* claim : claims) {
     names.push_back(claim->name());
   }
+  // In this order: the hand-over is on disk before a file goes, or a crash between the two would
+  // deliver it again. If the record fails, the files are removed all the same, for that reason.
   auto outcome = journal_->deliver(names);
   for (const std::string& name : names) {
     const auto gone = files_.remove(disk_.pathOf("new", name));
@@ -514,6 +527,7 @@ Result<void> Outbox::refuseFor(const Claim& claim, const std::vector<std::string
   return {};
 }
 
+// The removals are synced once for a whole run. Only then may the journal forget the files.
 Result<void> Outbox::finishDeliveries() {
   const std::lock_guard lock(mutex_);
   if (removed_.empty()) {

@@ -21,6 +21,7 @@ constexpr std::size_t kTrialBlock = std::size_t{64} << 10;
 constexpr const char* kTrialName = ".trial";
 
 // Whether the call failed because the name does not exist.
+// ENOTDIR: a part of the path is not a folder, so the name does not exist either.
 template <class T>
 bool isAbsent(const Result<T>& outcome) {
   return !outcome && (outcome.error().code == ENOENT || outcome.error().code == ENOTDIR);
@@ -67,6 +68,8 @@ Result<void> addNames(FileSystem& files, const std::string& folder, std::set<std
 
 }  // namespace
 
+// A Maildir name: the seconds, then what makes it unique within them (microseconds, a counter and
+// the run). The counter has ten digits, so that names sort in the order of sending.
 std::string makeOutboxName(DateTime now, std::uint64_t counter, std::string_view session) {
   const auto whole = std::chrono::floor<std::chrono::seconds>(now);
   char stamp[80];
@@ -77,6 +80,7 @@ std::string makeOutboxName(DateTime now, std::uint64_t counter, std::string_view
   return std::string(stamp) + 'R' + std::string(session) + std::string(kSuffix);
 }
 
+// Only for names in tmp/: decides what may be removed without asking for its age.
 bool isOutboxName(std::string_view name) {
   const std::size_t dot = name.find('.');
   return dot > 0 && dot != name.npos && name.ends_with(kSuffix) &&
@@ -113,6 +117,8 @@ Result<std::set<std::string>> OutboxFolder::namesInTmp() {
   return names;
 }
 
+// In all three places a message counts as sent. A mail program may have moved it from new/ to cur/
+// and added flags.
 Result<std::set<std::string>> OutboxFolder::placedNames() {
   std::set<std::string> names;
   for (const char* part : {"/new", "/cur", "/failed"}) {
@@ -155,6 +161,7 @@ bool OutboxFolder::withdraw(const std::string& name) {
          (isAbsent(cleared) || isAbsent(files_.inspect(inTmp)));
 }
 
+// As large as the message that failed: a disk may have room for a small file only.
 Result<void> OutboxFolder::tryFile(OutputFile& file, std::uint64_t size) {
   const std::string block(kTrialBlock, '\0');
   Result<void> outcome;
@@ -169,6 +176,7 @@ Result<void> OutboxFolder::tryFile(OutputFile& file, std::uint64_t size) {
 Result<void> OutboxFolder::tryNew() {
   const std::string trial = pathOf("new", kTrialName);
   (void)files_.remove(trial);  // left by a crash during an earlier trial
+  // Only a name is made, which fails where the folder is read-only or has no room for names.
   if (auto file = files_.create(trial); !file) {
     return file.error();
   }

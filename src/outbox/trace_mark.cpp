@@ -43,10 +43,13 @@ bool sameSecret(std::string_view one, std::string_view other) {
 
 Result<TraceMark> TraceMark::open(FileSystem& files, RandomBytes random, const std::string& keyFile,
                                   std::string mailbox) {
+  // One byte more, so that a longer file is not taken for a key.
   auto key = readFile(files, keyFile, kKeyBytes + 1);
   if (!key && key.error().code != ENOENT) {
     return key.error();
   }
+  // A key of another length is damaged. Marks made with a lost key are not recognised any more; the
+  // hop limit still ends such circles.
   if (!key || key->size() != kKeyBytes) {
     key = random(kKeyBytes);
     if (!key) {
@@ -65,6 +68,7 @@ std::string TraceMark::seal(std::string_view purpose, std::string_view nonce) co
   };
   const std::unique_ptr<GHmac, decltype(&g_hmac_unref)> hmac(
       g_hmac_new(G_CHECKSUM_SHA256, bytesOf(key_), key_.size()), &g_hmac_unref);
+  // The parts need no separators: the purpose is one of two, and the nonce has a fixed length.
   g_hmac_update(hmac.get(), bytesOf(purpose), static_cast<gssize>(purpose.size()));
   g_hmac_update(hmac.get(), bytesOf(nonce), static_cast<gssize>(nonce.size()));
   g_hmac_update(hmac.get(), bytesOf(mailbox_), static_cast<gssize>(mailbox_.size()));
@@ -99,6 +103,7 @@ bool TraceMark::isOurs(std::string_view mark) const {
 }
 
 Result<std::string> TraceMark::makeMessageId(std::string_view senderAddress) const {
+  // Without angle brackets; the writer of the forward adds them.
   const auto number = sealedNumber(kIdPurpose, kIdSealDigits);
   if (!number) {
     return number;
@@ -108,6 +113,7 @@ Result<std::string> TraceMark::makeMessageId(std::string_view senderAddress) con
   if (at != senderAddress.npos) {
     domain = senderAddress.substr(at + 1);
   }
+  // Only a host name: an identifier has to be ASCII.
   if (!isHostName(domain)) {
     domain = kFallbackDomain;
   }

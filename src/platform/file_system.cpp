@@ -29,6 +29,8 @@ Result<TemporaryFile> createBeside(FileSystem& files, const std::string& path) {
       temporary.file = std::move(*file);
       return temporary;
     }
+    // Beside the file and not in a folder for temporary files: a rename works within one file
+    // system.
     if (file.error().code != EEXIST || number == kTemporaryNames) {
       return file.error();
     }
@@ -57,6 +59,8 @@ std::string_view folderPart(std::string_view path, char separator) {
 
 enum class Presence { kFolder, kMissing, kObstacle };
 
+// What stands at the path. Anything but a missing name is an obstacle, also a name that may not be
+// looked at.
 Presence look(FileSystem& files, const std::string& path, char separator) {
   auto info = files.inspect(path);
   // "link/." is the link's target.
@@ -96,6 +100,8 @@ Result<std::string> readFile(FileSystem& files, const std::string& path, std::si
   return bytes;
 }
 
+// Write beside, sync, rename, sync the folder: at every moment, also after a power cut, the path
+// has the old bytes or the new ones, and no mixture.
 Result<void> replaceFile(FileSystem& files, const std::string& path, std::string_view bytes) {
   auto temporary = createBeside(files, path);
   if (!temporary) {
@@ -118,6 +124,7 @@ std::string temporaryName(const std::string& path, int number) {
   return path + '.' + std::to_string(number) + ".tmp";
 }
 
+// Separators at the end and repeated ones do not count: the parent of "a//b/" is "a".
 std::string parentFolder(std::string_view path) {
   const auto lastOfName = path.find_last_not_of('/');
   if (lastOfName == std::string_view::npos) {
@@ -146,6 +153,8 @@ bool FileExists(FileSystem& files, const std::string& path) {
   return info && info->type == FileType::kRegular;
 }
 
+// From the longest existing folder down. Each name is synced, because files in the folder are
+// useless after a power cut if its name is lost.
 bool MakeFolderPath(FileSystem& files, std::string_view filePath, char separator) {
   const std::string_view folder = folderPart(filePath, separator);
   if (folder.empty()) {

@@ -26,6 +26,8 @@ Descriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
 
 }  // namespace
 
+// A process started without standard streams gets the numbers 0 to 2 for its own files. Redirecting
+// the streams of a child would then close them, or hand them over.
 Descriptor aboveStandardStreams(Descriptor descriptor) {
   if (!descriptor || descriptor.get() > STDERR_FILENO) {
     return descriptor;
@@ -47,6 +49,8 @@ std::optional<Pipe> makePipe() {
   return pipe;
 }
 
+// A file in memory, not a pipe: the reader finds all of it or, if this program dies while writing,
+// nothing. The seals keep the reader from changing what another try would send.
 Descriptor makeInput(std::string_view bytes, int (*create)(const char*, unsigned)) {
   Descriptor file = aboveStandardStreams(makeMemoryFile(create));
   while (file && !bytes.empty()) {

@@ -85,7 +85,8 @@ std::string stringOf(const std::string& value) {
   return text;
 }
 
-// The program in a command line of the Exec key.
+// The program in a command line of the Exec key: a word, or a quoted string in which a backslash
+// escapes. "%%" stands for "%".
 std::string programOf(const std::string& line) {
   const bool quoted = line.starts_with('"');
   const std::string ends = quoted ? "\"" : " \t";
@@ -131,6 +132,7 @@ bool DesktopEntryAutostart::enabled() {
 }
 
 Result<void> DesktopEntryAutostart::setEnabled(bool enabled) {
+  // Without an entry the program is not started, so a missing one is a success.
   if (!enabled) {
     Result<void> removed = files_.remove(file_);
     return !removed && removed.error().code == ENOENT ? Result<void>() : removed;

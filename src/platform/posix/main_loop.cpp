@@ -46,6 +46,8 @@ struct WatchState {
 
 }  // namespace
 
+// Shared with timers and watches, which may outlive the loop; they hold it weakly. Only `posted`
+// and the eventfd are touched by other threads.
 struct MainLoop::State {
   explicit State(MainLoopSystem with)
       : system(std::move(with)), wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
@@ -92,6 +94,7 @@ bool MainLoop::State::runPosted() {
     event = std::move(posted.front());
     posted.pop_front();
   }
+  // Outside the lock: the event may post others, or run a loop of its own.
   event();
   return true;
 }
@@ -115,6 +118,8 @@ bool MainLoop::State::runTimer(milliseconds now) {
   if (!timer) {
     return false;
   }
+  // Ticks that were missed are dropped, and the next one keeps the timer's rhythm. Set before the
+  // call, because the tick may change the interval or destroy the timer.
   const auto late = (system.steadyTime() - timer->due) / timer->interval;
   timer->due += timer->interval * (late + 1);
   timer->tick();
@@ -140,6 +145,7 @@ int MainLoop::State::pollTimeout(bool mayWait) {
 
 std::vector<std::shared_ptr<WatchState>> MainLoop::State::readyWatches(int timeout) {
   std::vector<pollfd> descriptors{{wake.get(), POLLIN, 0}};
+  // A copy, because the callbacks that follow may add and remove watches.
   const std::vector<std::shared_ptr<WatchState>> polled(watches.begin(), watches.end());
   for (const auto& watch : polled) {
     descriptors.push_back({watch->descriptor, POLLIN, 0});
@@ -153,6 +159,7 @@ std::vector<std::shared_ptr<WatchState>> MainLoop::State::readyWatches(int timeo
   }
   std::vector<std::shared_ptr<WatchState>> ready;
   for (std::size_t i = 0; i < polled.size(); ++i) {
+    // Also an error or the end of a stream: its reader learns that from its read.
     const short events = descriptors[i + 1].revents;
     if (events == 0) {
       continue;
@@ -209,6 +216,7 @@ class LoopTimer : public Timer {
     restart();
   }
   void setEnabled(bool enabled) override {
+    // Enabling a running timer again must not postpone its tick.
     if (enabled == state_->enabled) {
       return;
     }
@@ -247,7 +255,8 @@ class DescriptorWatch : public MainLoop::Watch {
   std::shared_ptr<WatchState> state_;
 };
 
-// Counts nested loops, also when an event throws.
+// Counts nested loops, also when an event throws. quit() ends all of them; the outermost takes the
+// request back.
 class Depth {
  public:
   explicit Depth(MainLoop::State& state) : state_(state) { ++state_.depth; }
@@ -320,6 +329,7 @@ void MainLoop::run() {
 }
 
 bool MainLoop::runUntil(const std::function<bool()>& done) {
+  // Keeps the state alive if an event destroys the loop.
   const auto state = state_;
   const Depth depth(*state);
   const auto enough = [&] { return state->quitting || done(); };

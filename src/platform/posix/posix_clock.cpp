@@ -34,6 +34,7 @@ std::string asciiOnly(std::string_view text) {
 }
 
 // `category`: LC_TIME_MASK or its like.
+// LC_CTYPE always with it, because it names the encoding of the texts.
 locale_t userLocale(int category) {
   const int categories = category | LC_CTYPE_MASK;
   const locale_t users = ::newlocale(categories, "", nullptr);
@@ -72,6 +73,8 @@ std::string utf8FromEncoding(std::string_view text, const char* encoding) {
     const std::size_t converted = ::iconv(converter, &from, &left, &to, &space);
     const int code = errno;
     result.append(part.data(), part.size() - space);
+    // The buffer is full, or everything is converted. Any other error is a byte that the encoding
+    // does not have.
     if (converted != static_cast<std::size_t>(-1) || code == E2BIG) {
       continue;
     }

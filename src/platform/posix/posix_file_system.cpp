@@ -73,6 +73,8 @@ int syncAgain(int descriptor) {
 }
 
 // Refuses an open file that is not a regular file.
+// Asked of the open file, not of its name: the name could mean another file by the time it is
+// opened.
 Result<FileInfo> regularFile(const Descriptor& file, const std::string& what) {
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) {
@@ -95,9 +97,11 @@ class PosixInputFile : public InputFile {
   const FileInfo& info() const override { return info_; }
 
   Result<std::size_t> readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+    // pread has no shared position, so several readers may use one file.
     std::size_t done = 0;
     while (done < size) {
       const std::uint64_t at = offset + done;
+      // No file has bytes there.
       if (at < offset || at > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) {
         break;
       }
@@ -201,6 +205,7 @@ Result<void> outcome(int returned, const std::string& what) {
 // The type given by the folder, or by the entry itself if the folder does not know it.
 FileType typeOf(int folder, const dirent& entry) {
   switch (entry.d_type) {
+    // The folder knows the types on most file systems, which saves a call for each entry.
     case DT_REG:
       return FileType::kRegular;
     case DT_DIR:
@@ -223,6 +228,7 @@ Result<Descriptor> openFolder(const std::string& folder, int extraFlags, const s
   if (holdsNul(folder)) {
     return systemError(what, EINVAL);
   }
+  // A folder under the name of a file, or the reverse, is refused by the open itself.
   Descriptor opened(openAgain(folder, O_RDONLY | O_DIRECTORY | extraFlags));
   if (!opened) {
     return systemError(what, errno);
@@ -252,6 +258,8 @@ Result<std::unique_ptr<OutputFile>> createPosixOutput(const std::string& path) {
 }
 
 Result<std::unique_ptr<OutputFile>> appendPosixOutput(const std::string& path) {
+  // Opens the file that is there, or creates it exclusively, so that only a new file gets its mode
+  // set.
   const std::string what = "append to " + path;
   for (int tries = 0; tries < kAppendTries; ++tries) {
     Descriptor file(openAgain(path, O_WRONLY | O_APPEND | kCareful));
@@ -280,6 +288,7 @@ Result<std::unique_ptr<OutputFile>> appendPosixOutput(const std::string& path) {
 
 Result<FileInfo> PosixFileSystem::inspect(const std::string& path) {
   struct stat status {};
+  // The system would use the name up to the NUL, which is another file.
   if (holdsNul(path)) {
     return systemError("look at " + path, EINVAL);
   }
@@ -298,6 +307,7 @@ Result<std::string> PosixFileSystem::resolve(const std::string& path) {
   if (real) {
     return std::string(real.get());
   }
+  // A name that does not exist yet stands for itself.
   if (errno == ENOENT) {
     return path;
   }
@@ -313,6 +323,8 @@ Result<void> PosixFileSystem::mayWrite(const std::string& file) {
   if (::stat(file.c_str(), &status) != 0) {
     return systemError(what, errno);
   }
+  // The bits first: the superuser may write to every file, but a read-only file is meant to stay as
+  // it is.
   if ((status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
     return systemError(what, EACCES);
   }
@@ -341,6 +353,7 @@ Result<std::vector<FolderEntry>> PosixFileSystem::list(const std::string& folder
   }
   std::vector<FolderEntry> entries;
   for (;;) {
+    // readdir() returns null at the end and on errors; only errno tells them apart.
     errno = 0;
     const dirent* const entry = ::readdir(stream.get());
     if (!entry) {
@@ -442,6 +455,7 @@ Result<std::unique_ptr<FolderLock>> PosixFileSystem::lockWithin(
     return opened.error();
   }
   std::chrono::milliseconds waited{0};
+  // flock() has no time limit, so it is polled.
   while (::flock(opened->get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) {
       continue;

@@ -46,6 +46,8 @@ class SpawnPlan {
     posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
 #endif
 #endif
+    // A child inherits the signals that are blocked and ignored here. Ignoring SIGPIPE is unusual,
+    // and a command that does not expect it could write to a closed pipe forever.
     posix_spawnattr_init(&attributes_);
     sigset_t none;
     sigemptyset(&none);
@@ -66,6 +68,7 @@ class SpawnPlan {
   SpawnPlan& operator=(const SpawnPlan&) = delete;
 
   // 0, or an error number.
+  // No shell: arguments reach the command as they are, whatever an address contains.
   int start(const std::vector<std::string>& arguments, pid_t& process) const {
     std::vector<char*> pointers;
     pointers.reserve(arguments.size() + 1);
@@ -152,11 +155,13 @@ class Run {
       listen();
     }
     reap(WNOHANG);
+    // What the command wrote just before its end is still in the pipe.
     if (ended()) {
       listen();
     }
   }
 
+  // The whole group, so that a helper of the command does not go on alone.
   void end() {
     kill(-process_, SIGKILL);
     reap(0);
@@ -242,11 +247,13 @@ SecretCommandResult runCommand(const std::vector<std::string>& arguments, std::s
   if (const int failure = plan.start(arguments, process)) {
     return notStarted(failure);
   }
+  // Only the command holds this end now; otherwise its output would never end.
   (void)out->write.close();
   (void)secretOut->write.close();
   Run run(process, std::move(in), input.size(), Stream(std::move(out->read), kOutputLimit),
           Stream(std::move(secretOut->read), kSecretOutputLimit));
 
+  // Runs on the thread that requests the stop, so it only wakes the loop below.
   const std::stop_callback onStop(stop, [&wakeUp] {
     const char sign = 0;
     (void)!write(wakeUp->write.get(), &sign, 1);
@@ -257,6 +264,8 @@ SecretCommandResult runCommand(const std::vector<std::string>& arguments, std::s
     const milliseconds now = steadyTime();
     if (!stopping && stop.stop_requested()) {
       stopping = true;
+      // A command without all its input cannot have sent the message, and is ended at once. One
+      // with all of it may be sending, and gets time to finish.
       deadline = run.hasAllInput() ? std::min(deadline, now + limits.patience) : now;
     }
     if (now >= deadline) {
@@ -386,6 +395,7 @@ Result<void> startProgram(const std::string& program, const std::vector<std::str
     return systemError(what, errno);
   }
 
+  // Everything that a child needs is made here.
   const Plan plan{program.c_str(), pointers(program, arguments), null.get(), report->write.get()};
   const pid_t process = ::fork();
   if (process < 0) {

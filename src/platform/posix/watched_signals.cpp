@@ -31,6 +31,7 @@ extern "C" void relaybirdOnSignal(int signal) {
 
 WatchedSignals::WatchedSignals(const std::vector<WatchedSignal>& signals) {
   int ends[2];
+  // Non-blocking, because a handler must never wait.
   if (::pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0) {
     throw std::system_error(errno, std::system_category(), "pipe2");
   }
@@ -49,6 +50,7 @@ WatchedSignals::WatchedSignals(const std::vector<WatchedSignal>& signals) {
 void WatchedSignals::watch(const WatchedSignal& signal) {
   int nobody = 0;
   auto& listener = listeners.at(static_cast<std::size_t>(signal.number));
+  // One signal has one listener, since the handler finds it by the number alone.
   if (!listener.compare_exchange_strong(nobody, writing_.get() + 1)) {
     throw std::logic_error("signal " + std::to_string(signal.number) + " is watched already");
   }
@@ -60,7 +62,10 @@ void WatchedSignals::watch(const WatchedSignal& signal) {
   }
   struct sigaction action {};
   action.sa_handler = relaybirdOnSignal;
+  // Interrupted system calls go on, as if there had been no signal.
   action.sa_flags = SA_RESTART;
+  // The second signal of the kind has its default effect then: an impatient user can end a program
+  // that does not react.
   if (signal.once) {
     action.sa_flags |= static_cast<int>(SA_RESETHAND);
   }

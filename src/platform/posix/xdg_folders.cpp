@@ -15,6 +15,8 @@
 namespace relaybird {
 namespace {
 
+// Files and records of this size are not written by any desktop; the limits keep a mistake from
+// filling memory.
 constexpr std::size_t kUserDirsLimit = std::size_t{1} << 20;
 constexpr std::size_t kLargestUserRecord = std::size_t{1} << 20;
 
@@ -91,6 +93,7 @@ Environment processEnvironment() {
 
 std::string homeFromUserDatabase() {
   std::vector<char> space(1024);
+  // The record's size is not known in advance; the call says when the space is too small.
   for (;;) {
     passwd record{};
     passwd* found = nullptr;
@@ -137,6 +140,7 @@ std::string XdgFolders::templatesFolder() const {
     }
     rest.remove_prefix(end + 1);
   }
+  // The home folder itself means that the user has no such folder, by the rules of that file.
   return result == userHome ? std::string() : result;
 }
 

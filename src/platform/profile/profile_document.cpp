@@ -13,12 +13,14 @@
 namespace relaybird {
 namespace {
 
+// U+001A is the end-of-file mark of old editors, which profile calls skip.
 constexpr std::string_view kBlanks = " \t\v\f\x1A";
 
 std::uint32_t narrow(std::size_t place) {
   return static_cast<std::uint32_t>(place);
 }
 
+// As the profile calls of Windows do: one pair of equal quotes around a value is not part of it.
 std::string_view withoutOneQuotePair(std::string_view value) {
   if (value.size() < 2 || value.front() != value.back()) {
     return value;
@@ -84,6 +86,8 @@ class ProfileDocument::Edits {
   std::vector<Edit> edits_;
 };
 
+// A copy in capitals, so that names are compared without folding them for each look-up. Only ASCII
+// is folded, so both texts have the same places.
 ProfileDocument::ProfileDocument(std::string text)
     : text_(std::move(text)), folded_(asciiUpper(text_)) {
   parse();
@@ -115,6 +119,7 @@ void ProfileDocument::parseLine(Span line, std::uint32_t next) {
     return;
   }
   if (trimmed.front() == '[') {
+    // The last "]" of the line, because a name may contain one.
     const auto close = trimmed.rfind(']');
     if (close == std::string_view::npos) {
       return;  // neither a section nor a key
@@ -128,6 +133,8 @@ void ProfileDocument::parseLine(Span line, std::uint32_t next) {
     return;
   }
   Section& section = sections_.back();
+  // New keys follow the last key of the section, before blank lines and comments that belong to the
+  // next one.
   section.newKeysAt = next;
   keys_.push_back({section.order, spanOf(trimProfileBlanks(whole.substr(0, equals))),
                    spanOf(whole.substr(equals + 1))});
@@ -149,6 +156,7 @@ void ProfileDocument::index() {
   for (const Section& section : sections_) {
     counts[section.order] = true;
   }
+  // Keys of a second section of the same name are never found, as with the profile calls.
   std::erase_if(keys_, [&](const Key& key) { return !counts[key.section]; });
   std::stable_sort(keys_.begin(), keys_.end(), [this](const Key& left, const Key& right) {
     return std::pair(left.section, folded(left.name)) <
@@ -199,6 +207,7 @@ std::optional<std::string> ProfileDocument::value(std::string_view section,
   }
   std::string_view value =
       std::string_view(text_).substr(found->value.begin, found->value.end - found->value.begin);
+  // A NUL ends the value for every program that reads it through a C call.
   value = value.substr(0, value.find('\0'));
   return std::string(withoutOneQuotePair(trimProfileBlanks(value)));
 }
@@ -218,12 +227,14 @@ std::string_view ProfileDocument::usualLineEnd() const {
       ++returns;
     }
   }
+  // The more frequent one; CR LF for an empty file and in a tie, as the format comes from Windows.
   if (feeds > pairs) {
     return "\n";
   }
   return pairs == 0 && returns > 0 ? "\r" : "\r\n";
 }
 
+// A setting that was set twice is written once, in its first place with its last value.
 std::vector<ProfileDocument::Setting> ProfileDocument::lastOfEach(
     const std::vector<Setting>& settings) {
   std::map<std::pair<std::string, std::string>, std::size_t> seen;
@@ -245,6 +256,7 @@ std::vector<ProfileDocument::Setting> ProfileDocument::lastOfEach(
 void ProfileDocument::replaceValue(Edits& edits, const Key& key, std::string_view by) const {
   const auto old = std::string_view(text_).substr(key.value.begin, key.value.end - key.value.begin);
   const auto trimmed = trimProfileBlanks(old);
+  // An unchanged value keeps its bytes, blanks included.
   if (trimmed == trimProfileBlanks(by)) {
     return;
   }

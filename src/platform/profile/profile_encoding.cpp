@@ -29,6 +29,7 @@ char32_t unitAt(std::string_view bytes, std::size_t at) {
          static_cast<char32_t>(static_cast<unsigned char>(bytes[at + 1])) << 8;
 }
 
+// Also halves of surrogate pairs, which strict UTF-8 excludes: see above.
 void appendUtf8(std::string& text, char32_t character) {
   if (character < 0x80) {
     text += byteOf(character);
@@ -66,6 +67,8 @@ std::string utf8FromUtf16Le(std::string_view bytes) {
 // Removes the next character of the text; none where it is not in its only valid form.
 std::optional<char32_t> takeUtf8(std::string_view& text) {
   const auto lead = static_cast<unsigned char>(text.front());
+  // The shortest form only, and nothing above U+10FFFF: another form would come back as other
+  // bytes.
   const std::size_t length = lead < 0x80   ? 1
                              : lead < 0xC0 ? 0
                              : lead < 0xE0 ? 2
@@ -141,6 +144,7 @@ std::optional<std::string> encodeProfile(const ProfileText& source, std::string_
   if (source.encoding == ProfileEncoding::kUtf8Bom) {
     return std::string(kUtf8Mark) + std::string(text);
   }
+  // A new value that is not UTF-8 has no form in UTF-16; nothing is written then.
   const auto units = utf16LeFromUtf8(text);
   if (!units) {
     return std::nullopt;

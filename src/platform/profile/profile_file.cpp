@@ -41,6 +41,8 @@ class SnapshotReader : public ProfileReader {
   std::string get(std::string_view section, std::string_view key, std::string_view fallback,
                   std::size_t bufferSize) const override {
     if (bufferSize == 0) {
+      // The buffer of the profile calls has room for the closing NUL, so a value has one character
+      // less.
       return {};
     }
     auto value = document_.value(section, key);
@@ -55,6 +57,7 @@ class SnapshotReader : public ProfileReader {
 
 // Why these cannot be a section, a key and a value in a file of lines; empty if they can.
 std::string objection(std::string_view section, std::string_view key, std::string_view value) {
+  // A line break would begin another key, and so let a value set any setting.
   for (const auto part : {section, key, value}) {
     if (part.find_first_of(kLineBreakers) != std::string_view::npos) {
       return "a setting must not contain a line break or a NUL";
@@ -112,6 +115,7 @@ class CollectingWriter : public ProfileWriter {
 
  private:
   Result<void> store() {
+    // The folder, not the file: the file is replaced, so a lock on it would be lost.
     const std::string folder = parentFolder(file_);
     const auto lock = files_.lockFolder(folder);
     if (!lock) {
@@ -161,6 +165,7 @@ class CollectingWriter : public ProfileWriter {
 }  // namespace
 
 std::unique_ptr<ProfileReader> ProfileFile::read(const std::string& file) {
+  // A file that cannot be read is an empty one: every key then has its default.
   auto bytes = loadProfile(files_, target(files_, file));
   if (!bytes) {
     return std::make_unique<SnapshotReader>(std::string());

@@ -5,6 +5,7 @@
 
 namespace relaybird {
 
+// The thread ends after the jobs that wait already, so each job given to run() is done.
 ThreadExecutor::~ThreadExecutor() {
   {
     const std::lock_guard lock(mutex_);
@@ -19,6 +20,7 @@ ThreadExecutor::~ThreadExecutor() {
 void ThreadExecutor::run(std::function<void()> job) {
   const std::lock_guard lock(mutex_);
   jobs_.push_back(std::move(job));
+  // Started with the first job: most programs never have one.
   if (!thread_.joinable()) {
     thread_ = std::thread([this] { work(); });
   }
@@ -34,6 +36,8 @@ void ThreadExecutor::work() {
     }
     auto job = std::move(jobs_.front());
     jobs_.pop_front();
+    // Unlocked, as a job may call run(). It is destroyed here too, since its destructor may do the
+    // same.
     lock.unlock();
     job();
     job = nullptr;

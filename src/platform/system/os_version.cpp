@@ -19,6 +19,7 @@ std::optional<std::uint32_t> minorOfWindows95Family(const OsVersion& system) {
 
 }  // namespace
 
+// Windows 95, 98 and ME call themselves 4.0, 4.10 and 4.90.
 bool IsWin95(const OsVersion& system) {
   const auto minor = minorOfWindows95Family(system);
   return minor && *minor < 10;
@@ -41,6 +42,7 @@ bool IsPreWin95(const OsVersion& system) {
   }
   const auto major = static_cast<float>(*version & 0xFFu);
   const auto minor = static_cast<float>((*version >> 8) & 0xFFu);
+  // Windows 95 reports 3.95 to programs of the time before it.
   return major + minor * 0.01f < 3.95f;
 }
 
@@ -50,6 +52,7 @@ std::optional<OsVersionInfo> QueriedOsVersion::GetOSVersionInfo() const {
     return std::nullopt;
   }
   const bool extended = record.majorVersion > kLastReleaseWithPlainRecordOnly;
+  // The extended query would fail on old releases, so the plain answer decides first.
   if (extended && !calls_.query(kExtendedVersionRecordSize, record)) {
     return std::nullopt;
   }

@@ -60,6 +60,7 @@ constexpr Range kRanges[] = {
     {0xE01F0, 0xE0FFF, kFiller},
 };
 
+// The search needs it, and a table edited by hand is easily out of order.
 constexpr bool isOrdered() {
   for (std::size_t i = 1; i < std::size(kRanges); ++i) {
     if (kRanges[i].first <= kRanges[i - 1].last) {
@@ -73,6 +74,7 @@ static_assert(isOrdered());
 constexpr std::string_view kLowerDigits = "0123456789abcdef";
 constexpr std::string_view kUpperDigits = "0123456789ABCDEF";
 
+// At least four digits, as Unicode writes codes.
 void appendCode(std::string& out, char32_t code) {
   constexpr int kFewestDigits = 4;
   int digits = kFewestDigits;
@@ -96,6 +98,7 @@ void appendByte(std::string& out, char byte) {
 }  // namespace
 
 CharacterKind kindOf(char32_t code) {
+  // Nearly all characters of mail are these.
   if (code > 0x20 && code < 0x7F) {
     return kOrdinary;
   }
@@ -127,6 +130,7 @@ void takeWithCode(std::string_view& text, std::string& out) {
   if (first.length == 0) {
     appendByte(out, bytes.front());
   } else if (first.code != '\t' && isHidden(first.code)) {
+    // A tab moves nothing but itself, and is common in text.
     appendCode(out, first.code);
   } else {
     out += bytes;

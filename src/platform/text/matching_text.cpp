@@ -22,6 +22,7 @@
 namespace relaybird {
 namespace {
 
+// The search needs it.
 constexpr bool isOrdered() {
   for (std::size_t i = 1; i < std::size(kFoldedRanges); ++i) {
     if (kFoldedRanges[i].first <= kFoldedRanges[i - 1].last) {
@@ -32,6 +33,8 @@ constexpr bool isOrdered() {
 }
 static_assert(isOrdered());
 
+// Capital and small letters alternate in many scripts: such a range has the step 2, and only every
+// second character has a partner.
 constexpr char32_t moved(char32_t code, const FoldedRange& range) {
   const bool inStep = (code - range.first) % static_cast<char32_t>(range.step) == 0;
   return inStep ? static_cast<char32_t>(static_cast<std::int32_t>(code) + range.distance) : code;
@@ -69,6 +72,7 @@ bool isSurrogate(std::uint32_t code) {
   return code >= 0xD800 && code <= 0xDFFF;
 }
 
+// "a" to "z" and then the digits, in any letter case (RFC 3492 section 5).
 std::optional<std::uint32_t> digitOf(char c) {
   if (c >= 'a' && c <= 'z') {
     return static_cast<std::uint32_t>(c - 'a');
@@ -121,6 +125,9 @@ std::optional<std::uint32_t> takeNumber(std::string_view& digits, std::uint32_t 
   }
 }
 
+// RFC 3492 section 6.2. The characters before the last hyphen are literal; the rest are numbers,
+// each of which says how far to go and where to insert. Inserting is quadratic, in a label of at
+// most 63.
 std::optional<std::u32string> decoded(std::string_view label) {
   std::u32string text;
   const std::size_t hyphen = label.rfind('-');
@@ -197,6 +204,7 @@ std::string withDecodedLabels(std::string_view text) {
     const auto end = static_cast<std::size_t>(
         std::find_if_not(text.begin(), text.end(), isLabelCharacter) - text.begin());
     const std::string_view label = text.substr(0, std::max<std::size_t>(end, 1));
+    // A longer label is not one (RFC 1035 section 2.3.4), and would be expensive.
     const bool coded = label.size() > kPrefix.size() && label.size() <= kLongestLabel &&
                        asciiLower(label.substr(0, kPrefix.size())) == kPrefix;
     if (const auto letters = coded ? decoded(label.substr(kPrefix.size())) : std::nullopt) {

@@ -20,6 +20,7 @@ constexpr double kLargestPlain = 1e15;
 // More characters than any finite double needs, with sign and point.
 constexpr std::size_t kNumberSpace = 64;
 
+// The blanks of isspace() in the "C" locale.
 bool isSpace(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -100,6 +101,7 @@ Number leadingNumber(std::string_view text) {
   result.length = sign + number.size();
   const auto read = std::from_chars(number.data(), number.data() + number.size(), result.value);
   if (read.ec == std::errc::result_out_of_range) {
+    // The library does not say in which direction.
     result.value = 0;
     result.tooLarge = atLeastOne(number);
   }
@@ -147,6 +149,7 @@ std::optional<double> readPrefix(std::string_view text) {
 std::string withPoint(std::string_view text, std::string_view separator) {
   std::string read(text);
   const std::size_t at = separator.empty() ? text.npos : text.find(separator);
+  // npos is larger than every place, so a missing point or separator compares as it should.
   if (at < text.find('.')) {
     read.replace(at, separator.size(), ".");
   }
@@ -177,6 +180,7 @@ std::string shortestText(double value) {
 
 double roundHalfEven(double value) {
   const double rounded = std::round(value);  // halves away from zero
+  // The difference is exact for every double that has a fraction.
   if (std::abs(value - std::trunc(value)) != 0.5) {
     return rounded;
   }

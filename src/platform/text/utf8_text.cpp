@@ -22,6 +22,8 @@ std::size_t announcedLength(char lead) {
 }
 
 // The length in bytes of the first character of the text.
+// Judged by the lead byte and the bytes that must follow, not by the code: texts of older releases
+// may contain codes that UTF-8 forbids, and each of them counts as one character.
 std::size_t firstLength(std::string_view text) {
   const std::size_t length = announcedLength(text.front());
   if (length > text.size()) {
@@ -54,6 +56,7 @@ std::string_view firstCharacters(std::string_view text, std::size_t most) {
 }
 
 Utf8Character firstCharacter(std::string_view text) {
+  // The smallest code that needs so many bytes: a smaller one would be an overlong form.
   constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
   constexpr char32_t kGreatest = 0x10FFFF;
   const auto lead = static_cast<unsigned char>(text.front());
@@ -75,6 +78,7 @@ Utf8Character firstCharacter(std::string_view text) {
   return {code, length};
 }
 
+// Accepts every form that appendCharacter() writes.
 std::int32_t takeCharacter(std::string_view& text) {
   const std::size_t length = firstLength(text);
   std::int32_t code = static_cast<unsigned char>(text.front());
@@ -97,6 +101,7 @@ void appendCharacter(std::string& text, std::int32_t code) {
   }
 }
 
+// Only the last character can be incomplete. Bytes that are not UTF-8 anyway are kept.
 std::string_view withoutBrokenEnd(std::string_view text) {
   std::size_t lead = text.size();
   while (lead > 0 && isContinuation(text[lead - 1])) {
