@@ -60,6 +60,11 @@ struct StoreWorld {
     return Result<void>();
   };
   SecretWorld secrets = {};
+  /// Keeps the windows alive while a call of the store waits for a server: runs the events that are
+  /// due and returns soon. To be called every 50 ms or more often, on the user-interface thread.
+  /// False: the call is to give up at once, because the user does not want the check any more or
+  /// the program ends.
+  std::function<bool()> keepAlive = [] { return true; };
 };
 
 }  // namespace relaybird

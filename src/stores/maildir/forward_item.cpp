@@ -13,7 +13,7 @@ namespace relaybird {
 
 ForwardItem::ForwardItem(std::shared_ptr<MaildirMailbox> mailbox,
                          std::shared_ptr<MaildirItem> source)
-    : mailbox_(std::move(mailbox)), source_(std::move(source)), answers_(source_->place()) {}
+    : mailbox_(std::move(mailbox)), source_(std::move(source)), answers_(source_->entry()) {}
 
 ForwardItem::ForwardItem(std::shared_ptr<MaildirMailbox> mailbox)
     : mailbox_(std::move(mailbox)), answers_(mailbox_->beingForwarded()) {}
@@ -129,7 +129,14 @@ std::vector<std::string> ForwardItem::carriedTraces() {
   if (source_) {
     return traceMarks(source_->message()->headers());
   }
-  return answers_ ? traceMarks(mailbox_->headersOf(*answers_)) : std::vector<std::string>();
+  if (!answers_) {
+    return {};
+  }
+  const InboxHead head = mailbox_->headOf(*answers_);
+  if (head.failure) {
+    throw MailStoreError(head.failure->text, head.failure->code);
+  }
+  return traceMarks(head.headers);
 }
 
 // An invalid reply address is left out: a forward that cannot be answered is better than none.

@@ -55,7 +55,7 @@ class ForwardItem : public MailItem {
 
   std::shared_ptr<MaildirMailbox> mailbox_;
   std::shared_ptr<MaildirItem> source_;  ///< null for a new item
-  std::optional<MaildirPlace> answers_;  ///< the received item whose forward this is
+  std::optional<InboxEntry> answers_;    ///< the received item whose forward this is
   std::optional<std::string> subject_;   ///< nothing until set or first read
   std::optional<std::string> body_;
   std::shared_ptr<AttachmentList> attachments_;  ///< null until asked for

@@ -25,68 +25,53 @@ bool isTaskKind(MessageKind kind) {
 
 }  // namespace
 
-MaildirItem::MaildirItem(std::shared_ptr<MaildirMailbox> mailbox, MaildirPlace place)
-    : mailbox_(std::move(mailbox)), place_(std::move(place)) {}
+MaildirItem::MaildirItem(std::shared_ptr<MaildirMailbox> mailbox, InboxEntry entry)
+    : mailbox_(std::move(mailbox)), entry_(std::move(entry)) {}
 
 MaildirItem::~MaildirItem() = default;
 
-MaildirItem::Head MaildirItem::readHead() const {
-  Head result;
-  const auto fail = [&](const MailStoreError& error) {
-    result.failure = error;
-    if (error.code() != ENOENT) {
-      mailbox_->complain(place_, error.what());
+// A message that has vanished is nothing to complain about. The pass does not log items of a kind
+// that it does not forward, so the store does, in the same words as for the rules.
+void MaildirItem::tellAbout(const InboxHead& head) const {
+  if (head.failure) {
+    if (head.failure->code != ENOENT) {
+      mailbox_->complain(entry_, head.failure->text);
     }
-    return std::move(result);
-  };
-  try {
-    const auto file = mailbox_->openMessage(place_);
-    result.modified = file->info().modified;
-    auto headers = readHeaderBlock(*file);
-    if (!headers) {
-      return fail(MailStoreError(headers.error().text, headers.error().code));
-    }
-    result.headers = std::move(*headers);
-    const auto kind = readMessageKind(result.headers, *file, mailbox_->ownMarks());
-    if (!kind) {
-      return fail(MailStoreError(kind.error().text, kind.error().code));
-    }
-    result.kind = *kind;
-    tellWhyNotForwarded(result);
-  } catch (const MailStoreError& error) {
-    return fail(error);
+    return;
   }
-  return result;
-}
-
-// The pass does not log items of a kind that it does not forward, so the store does, in the same
-// words as for the rules.
-void MaildirItem::tellWhyNotForwarded(const Head& head) const {
   const std::string why = whyNotForwarded(head.kind);
   if (!why.empty()) {
-    mailbox_->complain(place_, head.headers.subject() + " at " +
+    mailbox_->complain(entry_, head.headers.subject() + " at " +
                                    mailbox_->clock().toText(mailbox_->clock().now()) +
                                    " not forwarded because " + why);
   }
 }
 
-const MaildirItem::Head& MaildirItem::head() const {
+// Read once, also where that fails: the subject of a message that cannot be read is asked for too.
+const InboxHead& MaildirItem::head() const {
   if (!head_) {
-    head_ = std::make_unique<const Head>(readHead());
+    InboxHead head;
+    try {
+      head = mailbox_->headOf(entry_);
+    } catch (const MailStoreError& error) {
+      head.failure = Error{error.code(), error.what()};
+    }
+    tellAbout(head);
+    head_ = std::make_unique<const InboxHead>(std::move(head));
   }
   return *head_;
 }
 
-const MaildirItem::Head& MaildirItem::readableHead() const {
-  if (head().failure) {
-    throw *head().failure;
+const InboxHead& MaildirItem::readableHead() const {
+  if (const auto& failure = head().failure) {
+    throw MailStoreError(failure->text, failure->code);
   }
   return head();
 }
 
 const std::shared_ptr<const Message>& MaildirItem::message() {
   if (!message_) {
-    auto parsed = Message::read(mailbox_->openMessage(place_));
+    auto parsed = Message::read(mailbox_->openMessage(entry_));
     if (!parsed) {
       throw MailStoreError(parsed.error().text, parsed.error().code);
     }
@@ -104,11 +89,11 @@ std::string MaildirItem::ClassName() const {
 }
 
 bool MaildirItem::UnRead() {
-  return mailbox_->unread(place_);
+  return mailbox_->unread(entry_);
 }
 
 void MaildirItem::UnRead(bool unread) {
-  mailbox_->setUnread(place_, unread);
+  mailbox_->setUnread(entry_, unread);
 }
 
 std::string MaildirItem::Subject() {
@@ -128,7 +113,7 @@ void MaildirItem::Body(const std::string&) {
 }
 
 DateTime MaildirItem::ReceivedTime() {
-  return readableHead().modified;
+  return readableHead().received;
 }
 
 std::string MaildirItem::SenderName() {
@@ -182,7 +167,7 @@ std::shared_ptr<MailItem> MaildirItem::GetAssociatedTask() {
   if (!isTaskKind(readableHead().kind)) {
     throw MailStoreError("The item is not a task request");
   }
-  return std::make_shared<MaildirTaskItem>(mailbox_, place_);
+  return std::make_shared<MaildirTaskItem>(mailbox_, entry_);
 }
 
 std::string MaildirTaskItem::Subject() {

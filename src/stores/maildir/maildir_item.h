@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A received message as the engine sees it.
 //
-// Identifier, read mark and order come with the listing. The header section is read once, on the
-// first access to a text, the kind or a date. The message is parsed on the first access to its
+// Identifier, read mark and order come with the listing. The head is read once, on the first access
+// to a text, the kind or a date. The message is parsed on the first access to its
 // body, its attachments, or those of its forward.
 //
 // For a message that cannot be read, because it has vanished or permission is missing, the members
@@ -17,7 +17,6 @@
 
 #include "mail/mail_store.h"
 #include "message/message.h"
-#include "message/message_kind.h"
 #include "stores/maildir/read_marks.h"
 
 namespace relaybird {
@@ -26,24 +25,24 @@ class MaildirMailbox;
 
 class MaildirItem : public MailItem, public std::enable_shared_from_this<MaildirItem> {
  public:
-  MaildirItem(std::shared_ptr<MaildirMailbox> mailbox, MaildirPlace place);
+  MaildirItem(std::shared_ptr<MaildirMailbox> mailbox, InboxEntry entry);
   ~MaildirItem() override;
 
-  const MaildirPlace& place() const { return place_; }
+  const InboxEntry& entry() const { return entry_; }
   /// The parsed message, shared with the item's forwards.
   const std::shared_ptr<const Message>& message();
   /// When the message was written, as people read it.
   std::string sentText();
 
   std::string ClassName() const override;
-  std::string EntryID() override { return std::string(place_.entryId()); }
+  std::string EntryID() override { return std::string(entry_.entryId()); }
   bool UnRead() override;
   void UnRead(bool unread) override;
   std::string Subject() override;
   void Subject(const std::string& subject) override;
   std::string Body() override;
   void Body(const std::string& body) override;
-  /// When the file was written, which is when the message was delivered.
+  /// When the message came into the mailbox.
   DateTime ReceivedTime() override;
   DateTime LastModificationDate() override { return ReceivedTime(); }
   std::string SenderName() override;
@@ -59,25 +58,18 @@ class MaildirItem : public MailItem, public std::enable_shared_from_this<Maildir
   std::shared_ptr<MailItem> GetAssociatedTask() override;
 
  protected:
-  /// The result of reading the beginning of the file.
-  struct Head {
-    HeaderBlock headers;
-    MessageKind kind = MessageKind::kMail;
-    DateTime modified = kNoDate;
-    std::optional<MailStoreError> failure;
-  };
-  const Head& head() const;
-  const Head& readableHead() const;
+  const InboxHead& head() const;
+  /// Throws where something of it could not be read.
+  const InboxHead& readableHead() const;
 
   std::shared_ptr<MaildirMailbox> mailbox_;
 
  private:
-  Head readHead() const;
-  void tellWhyNotForwarded(const Head& head) const;
+  void tellAbout(const InboxHead& head) const;
   std::shared_ptr<class Recipients> addresseesOf(std::initializer_list<std::string_view> fields);
 
-  MaildirPlace place_;
-  mutable std::unique_ptr<const Head> head_;
+  InboxEntry entry_;
+  mutable std::unique_ptr<const InboxHead> head_;
   std::shared_ptr<const Message> message_;
 };
 

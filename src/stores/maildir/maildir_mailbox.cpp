@@ -18,17 +18,24 @@ namespace relaybird {
 
 namespace {
 
+[[noreturn]] void raise(const Error& error) {
+  if (error.code == kLogonRefused) {
+    throw MailLogonError(error.text, error.code);
+  }
+  throw MailStoreError(error.text, error.code);
+}
+
 template <class T>
 T orThrow(Result<T> result) {
   if (!result) {
-    throw MailStoreError(result.error().text, result.error().code);
+    raise(result.error());
   }
   return std::move(*result);
 }
 
 void orThrow(const Result<void>& result) {
   if (!result) {
-    throw MailStoreError(result.error().text, result.error().code);
+    raise(result.error());
   }
 }
 
@@ -42,12 +49,12 @@ bool hasControls(const std::string& text) {
 
 }  // namespace
 
-MaildirMailbox::MaildirMailbox(MaildirSettings settings, StoreWorld world,
-                               std::shared_ptr<Transport> transport)
+MaildirMailbox::MaildirMailbox(std::unique_ptr<Inbox> inbox, MaildirSettings settings,
+                               StoreWorld world, std::shared_ptr<Transport> transport)
     : settings_(std::move(settings)),
       world_(std::move(world)),
       transport_(std::move(transport)),
-      folder_(world_.files, settings_.maildir),
+      inbox_(std::move(inbox)),
       addressBook_(world_.files, settings_.addressBook) {}
 
 MaildirMailbox::~MaildirMailbox() {
@@ -55,19 +62,38 @@ MaildirMailbox::~MaildirMailbox() {
 }
 
 void MaildirMailbox::check() {
-  orThrow(folder_.check());
+  use(&Inbox::check);
+}
+
+void MaildirMailbox::requireAlive() {
+  use(&Inbox::alive);
+}
+
+void MaildirMailbox::signIn() {
+  use(&Inbox::signIn);
+}
+
+void MaildirMailbox::use(Result<void> (Inbox::*usable)()) {
+  requireNotClosed();
+  orThrow((*inbox_.*usable)());
   requireAlone();
   requireOpen();
 }
 
 void MaildirMailbox::requireAlone() {
-  orThrow(world_.lockFolder(settings_.maildir));
+  if (const std::string folder = inbox_->folder(); !folder.empty()) {
+    orThrow(world_.lockFolder(folder));
+  }
 }
 
-void MaildirMailbox::requireOpen() {
+void MaildirMailbox::requireNotClosed() const {
   if (closed_) {
     throw MailStoreError("The mail store has been closed");
   }
+}
+
+void MaildirMailbox::requireOpen() {
+  requireNotClosed();
   if (!outbox_) {
     openOutbox();
   }
@@ -82,21 +108,21 @@ void MaildirMailbox::openOutbox() {
   }
   requireAlone();
   settings_.address = wireAddress(settings_.address);
-  const std::string maildir = orThrow(world_.files.resolve(settings_.maildir));
-  OutboxPlace place(world_.files, maildir, settings_.stateFolder, settings_.outbox);
+  const std::string identity = orThrow(inbox_->identity());
+  OutboxPlace place(world_.files, identity, settings_.stateFolder, settings_.outbox);
   auto outbox = orThrow(place.open(world_.clock, world_.random));
   const std::string keyFile = settings_.stateFolder + "/trace-key";
   if (!MakeFolderPath(world_.files, keyFile)) {
     throw MailStoreError("The folder " + settings_.stateFolder + " cannot be made");
   }
-  trace_ = orThrow(TraceMark::open(world_.files, world_.random, keyFile, maildir));
+  trace_ = orThrow(TraceMark::open(world_.files, world_.random, keyFile, identity));
   for (const std::string& finding : outbox->findings()) {
     world_.notice(finding);
   }
   for (const std::string& left : place.leftIn(outbox->folder())) {
     world_.notice(left);
   }
-  marks_ = std::make_unique<ReadMarks>(world_.files, world_.clock, folder_, *outbox, world_.notice);
+  marks_ = std::make_unique<ReadMarks>(*inbox_, *outbox, world_.notice);
   delivery_ = std::make_unique<DeliveryWorker>(DeliveryWorker::Setting{
       world_.files, world_.clock, *outbox, transport_.get(), world_.executor, world_.events,
       world_.notice, settings_.mostPerHour});
@@ -104,9 +130,16 @@ void MaildirMailbox::openOutbox() {
   delivery_->flush({});  // messages left waiting by an earlier run
 }
 
+// The marks are settled last, so that those count that the inbox could still send.
 void MaildirMailbox::close() {
+  if (closed_) {
+    return;
+  }
   if (marks_) {
     marks_->writeHeldBack();
+  }
+  inbox_->close();
+  if (marks_) {
     marks_->settle();
   }
   closed_ = true;
@@ -115,11 +148,9 @@ void MaildirMailbox::close() {
   outbox_.reset();
 }
 
-// Another Maildir may have replaced the one that was locked.
-std::shared_ptr<MaildirView> MaildirMailbox::list() {
-  orThrow(folder_.check());
-  requireAlone();
-  requireOpen();
+// Another folder may have replaced the one that was locked.
+std::shared_ptr<InboxView> MaildirMailbox::list() {
+  check();
   if (outlet_ == Outlet::kRefused) {
     outlet_ = Outlet::kToBeTried;
   }
@@ -135,46 +166,38 @@ void MaildirMailbox::deliverAgain() {
   }
 }
 
-bool MaildirMailbox::unread(const MaildirPlace& place) {
+bool MaildirMailbox::unread(const InboxEntry& entry) {
   requireOpen();
-  return marks_->unread(place);
+  return marks_->unread(entry);
 }
 
-void MaildirMailbox::setUnread(const MaildirPlace& place, bool unread) {
+void MaildirMailbox::setUnread(const InboxEntry& entry, bool unread) {
   requireOpen();
-  orThrow(marks_->setUnread(place, unread));
+  orThrow(marks_->setUnread(entry, unread));
 }
 
-std::optional<MaildirPlace> MaildirMailbox::beingForwarded() const {
+std::optional<InboxEntry> MaildirMailbox::beingForwarded() const {
   return marks_ ? marks_->heldBack() : std::nullopt;
 }
 
-std::unique_ptr<InputFile> MaildirMailbox::openMessage(const MaildirPlace& place) {
+std::unique_ptr<InputFile> MaildirMailbox::openMessage(const InboxEntry& entry) {
   requireOpen();
-  std::unique_ptr<InputFile> file;
-  orThrow(folder_.withFile(place.view->messages, place.index,
-                           [&](const std::string& path) -> Result<void> {
-                             auto opened = world_.files.open(path);
-                             if (!opened) {
-                               return opened.error();
-                             }
-                             file = std::move(*opened);
-                             return {};
-                           }));
-  return file;
+  return orThrow(entry.view->listing->open(entry.index));
 }
 
-HeaderBlock MaildirMailbox::headersOf(const MaildirPlace& place) {
-  return orThrow(readHeaderBlock(*openMessage(place)));
+InboxHead MaildirMailbox::headOf(const InboxEntry& entry) {
+  requireOpen();
+  return entry.view->listing->head(entry.index, ownMarks());
 }
 
+// Recognises nothing as ours before the outbox has been opened.
 OwnMarks MaildirMailbox::ownMarks() const {
   return {[this](std::string_view mark) { return trace_ && trace_->isOurs(mark); },
           [this](std::string_view id) { return trace_ && trace_->isOurMessageId(id); }};
 }
 
-void MaildirMailbox::complain(const MaildirPlace& place, const std::string& text) {
-  if (!closed_ && complained_.insert(std::string(place.entryId())).second) {
+void MaildirMailbox::complain(const InboxEntry& entry, const std::string& text) {
+  if (!closed_ && complained_.insert(std::string(entry.entryId())).second) {
     world_.notice(text);
   }
 }
@@ -242,7 +265,7 @@ Result<void> MaildirMailbox::putIntoOutbox(const std::string& entryId, ForwardDr
   return sent;
 }
 
-void MaildirMailbox::send(const std::optional<MaildirPlace>& answers, ForwardDraft draft) {
+void MaildirMailbox::send(const std::optional<InboxEntry>& answers, ForwardDraft draft) {
   requireOpen();
   const std::string entryId = answers ? std::string(answers->entryId()) : std::string();
   if (answers) {
@@ -277,15 +300,28 @@ void MaildirMailbox::requireOutlet() {
       "The outbox takes no messages, so the rest stays unread for the next check: " + refusal_);
 }
 
-void MaildirMailbox::deliver(std::function<void()> done) {
+void MaildirMailbox::deliver() {
   requireOpen();
   marks_->writeHeldBack();
-  delivery_->flush(std::move(done));
+  delivery_->flush({});
+}
+
+void MaildirMailbox::synchronise(std::function<void()> done) {
+  requireOpen();
+  marks_->writeHeldBack();
+  const auto running = std::make_shared<int>(2);
+  const auto oneIsOver = [running, done = std::move(done)] {
+    if (--*running == 0) {
+      done();
+    }
+  };
+  inbox_->synchronise(oneIsOver);
+  delivery_->flush(oneIsOver);
 }
 
 std::string MaildirMailbox::place() const {
-  const auto resolved = world_.files.resolve(settings_.maildir);
-  return resolved ? *resolved : settings_.maildir;
+  const auto identity = inbox_->identity();
+  return identity ? *identity : inbox_->folder();
 }
 
 std::string MaildirMailbox::outboxFolder() const {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The state that the objects of the Maildir store share: the inbox, the outbox, the address book
-// and the user's own identity. Private to this folder.
+// The state that the objects of a store share: the inbox, the outbox, the address book and the
+// user's own identity. Private to this folder.
 #pragma once
 
 #include <functional>
@@ -19,7 +19,7 @@
 #include "outbox/delivery/delivery_worker.h"
 #include "outbox/outbox.h"
 #include "outbox/trace_mark.h"
-#include "stores/maildir/maildir_folder.h"
+#include "stores/maildir/inbox.h"
 #include "stores/maildir/maildir_settings.h"
 #include "stores/maildir/read_marks.h"
 
@@ -30,29 +30,35 @@ namespace relaybird {
 class MaildirMailbox {
  public:
   /// `transport` may be null: forwards then stay in the outbox.
-  MaildirMailbox(MaildirSettings settings, StoreWorld world, std::shared_ptr<Transport> transport);
+  MaildirMailbox(std::unique_ptr<Inbox> inbox, MaildirSettings settings, StoreWorld world,
+                 std::shared_ptr<Transport> transport);
   ~MaildirMailbox();
   MaildirMailbox(const MaildirMailbox&) = delete;
   MaildirMailbox& operator=(const MaildirMailbox&) = delete;
 
-  /// Opens what is not open yet. Throws when the Maildir or the outbox cannot be used; a later call
-  /// tries again.
+  // Each opens what is not open yet, and throws if the inbox or the outbox cannot be used; a later
+  // call tries again.
   void check();
+  /// Whether the inbox can be used now.
+  void requireAlive();
+  /// May wait for a server. Throws MailLogonError where that refuses the user.
+  void signIn();
   /// Writes the mark that is held back, ends a delivery under way, and makes every later call
   /// throw.
   void close();
 
-  /// The Maildir's folder with links resolved, or as the settings name it where that fails.
+  /// Identifies the mailbox; the folder as the settings name it where the identity is unknown.
   std::string place() const;
+  std::string folder() const { return inbox_->folder(); }
   const MaildirSettings& settings() const { return settings_; }
   const Clock& clock() const { return world_.clock; }
   /// An object that only identifies the session.
   const std::shared_ptr<void>& mapiObject() const { return mapiObject_; }
 
   /// Also retries kept messages of the outbox that are due.
-  std::shared_ptr<MaildirView> list();
-  bool unread(const MaildirPlace& place);
-  void setUnread(const MaildirPlace& place, bool unread);
+  std::shared_ptr<InboxView> list();
+  bool unread(const InboxEntry& entry);
+  void setUnread(const InboxEntry& entry, bool unread);
   void writeHeldBack() {
     if (marks_) {
       marks_->writeHeldBack();
@@ -68,16 +74,14 @@ class MaildirMailbox {
     }
   }
   /// The item that is being forwarded: the one whose read mark is held back.
-  std::optional<MaildirPlace> beingForwarded() const;
+  std::optional<InboxEntry> beingForwarded() const;
 
-  /// Throws where the message has vanished or cannot be read.
-  std::unique_ptr<InputFile> openMessage(const MaildirPlace& place);
-  /// Throws as openMessage does.
-  HeaderBlock headersOf(const MaildirPlace& place);
-  /// Valid as long as the mailbox. Recognises nothing as ours before the outbox has been opened.
-  OwnMarks ownMarks() const;
+  /// Throws where the message has vanished or cannot be read. May wait for a server.
+  std::unique_ptr<InputFile> openMessage(const InboxEntry& entry);
+  /// Throws only if the outbox cannot be opened. May wait for a server.
+  InboxHead headOf(const InboxEntry& entry);
   /// Writes a sentence about one message to the log, once for each message.
-  void complain(const MaildirPlace& place, const std::string& text);
+  void complain(const InboxEntry& entry, const std::string& text);
 
   /// Resolves a recipient: an address or "Name <address>" as a whole (readRecipient()), or a name
   /// in the address book. Nothing if it is none of these. A notice reports once a recipient that
@@ -86,9 +90,12 @@ class MaildirMailbox {
 
   /// Puts a forward into the outbox, durably, under a Message-ID and with a trace mark of this
   /// mailbox. `answers` is the item that it forwards, if there is one.
-  void send(const std::optional<MaildirPlace>& answers, ForwardDraft draft);
-  /// Starts the delivery of the outbox. `done`, which may be empty, is called later.
-  void deliver(std::function<void()> done);
+  void send(const std::optional<InboxEntry>& answers, ForwardDraft draft);
+  /// Starts the delivery of the outbox.
+  void deliver();
+  /// Starts to refresh the inbox and to deliver the outbox. `done` is called later, once both are
+  /// over.
+  void synchronise(std::function<void()> done);
 
   // As in OutgoingMail; also before the outbox is open.
   OutgoingState outgoing();
@@ -96,11 +103,14 @@ class MaildirMailbox {
   void tryAgain(std::function<void()> done);
 
  private:
+  void use(Result<void> (Inbox::*usable)());
+  void requireNotClosed() const;
   void requireAlone();
   void requireOpen();
   void openOutbox();
   std::string outboxFolder() const;
   void deliverAgain();
+  OwnMarks ownMarks() const;
   std::optional<Mailbox> fromAddressBook(const std::string& name);
   void tellAbout(const std::string& recipient, const std::optional<Mailbox>& found);
   void requireOutlet();
@@ -110,7 +120,7 @@ class MaildirMailbox {
   MaildirSettings settings_;
   StoreWorld world_;
   std::shared_ptr<Transport> transport_;
-  MaildirFolder folder_;
+  std::unique_ptr<Inbox> inbox_;
   AddressBookFile addressBook_;
   std::shared_ptr<void> mapiObject_ = std::make_shared<char>();
   bool closed_ = false;

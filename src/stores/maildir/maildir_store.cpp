@@ -15,6 +15,7 @@
 #include "message/text/libraries.h"
 #include "outbox/delivery/sendmail_transport.h"
 #include "stores/maildir/forward_item.h"
+#include "stores/maildir/maildir_inbox.h"
 #include "stores/maildir/maildir_item.h"
 #include "stores/maildir/maildir_mailbox.h"
 
@@ -37,7 +38,7 @@ std::int32_t toCount(std::size_t size) {
 // Some messages of one listing.
 class MaildirSelection : public ItemCollection {
  public:
-  MaildirSelection(MailboxRef mailbox, std::shared_ptr<MaildirView> view,
+  MaildirSelection(MailboxRef mailbox, std::shared_ptr<InboxView> view,
                    std::vector<std::size_t> chosen)
       : mailbox_(std::move(mailbox)), view_(std::move(view)), chosen_(std::move(chosen)) {}
 
@@ -47,7 +48,7 @@ class MaildirSelection : public ItemCollection {
     requireIndex(index, Count());
     mailbox_->itemTaken();
     return std::make_shared<MaildirItem>(
-        mailbox_, MaildirPlace{view_, chosen_[static_cast<std::size_t>(index - 1)]});
+        mailbox_, InboxEntry{view_, chosen_[static_cast<std::size_t>(index - 1)]});
   }
 
   std::shared_ptr<ItemCollection> Restrict(const std::string& filter) override {
@@ -67,7 +68,7 @@ class MaildirSelection : public ItemCollection {
 
  private:
   MailboxRef mailbox_;
-  std::shared_ptr<MaildirView> view_;
+  std::shared_ptr<InboxView> view_;
   std::vector<std::size_t> chosen_;
 };
 
@@ -96,7 +97,7 @@ class MaildirItems : public ItemCollection {
  private:
   void list() {
     auto view = mailbox_->list();
-    std::vector<std::size_t> every(view->messages.size());
+    std::vector<std::size_t> every(view->listing->size());
     for (std::size_t i = 0; i < every.size(); ++i) {
       every[i] = i;
     }
@@ -107,9 +108,9 @@ class MaildirItems : public ItemCollection {
   std::shared_ptr<MaildirSelection> all_;  // of the last listing
 };
 
-class MaildirInbox : public Folder {
+class MaildirInboxFolder : public Folder {
  public:
-  explicit MaildirInbox(MailboxRef mailbox) : mailbox_(std::move(mailbox)) {}
+  explicit MaildirInboxFolder(MailboxRef mailbox) : mailbox_(std::move(mailbox)) {}
   std::shared_ptr<ItemCollection> Items() override {
     return std::make_shared<MaildirItems>(mailbox_);
   }
@@ -118,7 +119,7 @@ class MaildirInbox : public Folder {
   MailboxRef mailbox_;
 };
 
-// Mail arrives by itself, so all that there is to synchronise is the outbox.
+// Refreshes the inbox and delivers the outbox, side by side.
 class MaildirSync : public SyncObject {
  public:
   explicit MaildirSync(MailboxRef mailbox) : mailbox_(std::move(mailbox)) {}
@@ -127,7 +128,7 @@ class MaildirSync : public SyncObject {
     if (state_->running) {
       return;
     }
-    mailbox_->deliver([weak = std::weak_ptr<State>(state_)] {
+    mailbox_->synchronise([weak = std::weak_ptr<State>(state_)] {
       if (const auto state = weak.lock()) {
         state->running = false;
         // A copy: the handler may set another one.
@@ -170,7 +171,7 @@ class MaildirNamespace : public Namespace {
       : mailbox_(mailbox), sync_(std::make_shared<MaildirSync>(std::move(mailbox))) {}
 
   std::shared_ptr<Folder> GetDefaultInbox() override {
-    return std::make_shared<MaildirInbox>(mailbox_);
+    return std::make_shared<MaildirInboxFolder>(mailbox_);
   }
   std::shared_ptr<class SyncObjects> SyncObjects() override {
     return std::make_shared<MaildirSyncObjects>(sync_);
@@ -196,14 +197,14 @@ class MaildirApplication : public Application {
 
   std::string ClassName() const override { return "Application"; }
   std::string Version() override {
-    mailbox_->check();
+    mailbox_->requireAlive();
     return kVersion;
   }
   std::shared_ptr<Namespace> GetNamespace(const std::string& name) override {
     if (name != "MAPI") {
       throw MailStoreError("There is no namespace of the name " + name);
     }
-    mailbox_->check();
+    mailbox_->signIn();
     return std::make_shared<MaildirNamespace>(mailbox_);
   }
   std::shared_ptr<class Session> Session() override {
@@ -224,7 +225,7 @@ class MaildirUtility : public UtilityObject {
  public:
   explicit MaildirUtility(MailboxRef mailbox) : mailbox_(std::move(mailbox)) {}
   std::string ClassName() const override { return "MAPIUtils"; }
-  void DeliverNow() override { mailbox_->deliver({}); }
+  void DeliverNow() override { mailbox_->deliver(); }
 
  private:
   MailboxRef mailbox_;
@@ -269,10 +270,11 @@ void addMaildirComponents(ObjectRegistry& registry, const MailboxRef& mailbox) {
 
 }  // namespace
 
-MaildirStore::MaildirStore(MaildirSettings settings, StoreWorld world,
+MaildirStore::MaildirStore(const MaildirSettings& settings, const StoreWorld& world,
                            std::shared_ptr<Transport> transport)
-    : mailbox_(std::make_shared<MaildirMailbox>(std::move(settings), std::move(world),
-                                                std::move(transport))),
+    : mailbox_(std::make_shared<MaildirMailbox>(
+          std::make_unique<MaildirInbox>(world.files, world.clock, world.events, settings.maildir),
+          settings, world, std::move(transport))),
       outgoing_(std::make_unique<MaildirOutgoing>(mailbox_)) {
   prepareLibraries();
   addMaildirComponents(registry_, mailbox_);

@@ -29,7 +29,7 @@ class MaildirStore : public MailStore {
  public:
   /// `transport` takes forwards off this computer and is used on the executor's thread. Null:
   /// forwards stay in the outbox.
-  MaildirStore(MaildirSettings settings, StoreWorld world,
+  MaildirStore(const MaildirSettings& settings, const StoreWorld& world,
                std::shared_ptr<Transport> transport = nullptr);
   ~MaildirStore() override;
 

@@ -1,26 +1,18 @@
 // SPDX-License-Identifier: MIT
 // The order of the steps is part of the promise that no forward gets lost or goes out twice:
-// the journal first, then the mark, then the sync of the folders, then the journal's settling.
+// the journal first, then the mark, then the mark's durability, then the journal's settling.
 #include "stores/maildir/read_marks.h"
 
 #include <cerrno>
+#include <unordered_map>
 #include <utility>
 
 namespace relaybird {
 
-namespace {
+ReadMarks::ReadMarks(Inbox& inbox, Outbox& outbox, std::function<void(std::string)> notice)
+    : inbox_(inbox), outbox_(outbox), notice_(std::move(notice)) {}
 
-// Folders report the time of their last change in ticks of up to a second, depending on the file
-// system. A change older than this cannot have the same time as a later one that a listing missed.
-constexpr std::chrono::seconds kTickOfFolders{5};
-
-}  // namespace
-
-ReadMarks::ReadMarks(FileSystem& files, const Clock& clock, MaildirFolder& folder, Outbox& outbox,
-                     std::function<void(std::string)> notice)
-    : files_(files), clock_(clock), folder_(folder), outbox_(outbox), notice_(std::move(notice)) {}
-
-Result<std::shared_ptr<MaildirView>> ReadMarks::list() {
+Result<std::shared_ptr<InboxView>> ReadMarks::list() {
   writeHeldBack();
   settle();
   auto view = currentView();
@@ -30,62 +22,55 @@ Result<std::shared_ptr<MaildirView>> ReadMarks::list() {
   return view;
 }
 
-Result<std::shared_ptr<MaildirView>> ReadMarks::currentView() {
-  const auto stamp = folder_.stamp();
-  if (!stamp) {
-    return stamp.error();
+Result<std::shared_ptr<InboxView>> ReadMarks::currentView() {
+  auto listing = inbox_.list();
+  if (!listing) {
+    return listing.error();
   }
-  if (view_ && *stamp == stamp_) {
-    return view_;
+  if (!view_ || view_->listing != *listing) {
+    view_ = std::make_shared<InboxView>();
+    view_->listing = std::move(*listing);
+    view_->forwarded.resize(view_->listing->size());
   }
-  const bool settled = clock_.now() - stamp->changed() > kTickOfFolders;
-  auto messages = folder_.list();
-  if (!messages) {
-    return messages.error();
-  }
-  auto view = std::make_shared<MaildirView>();
-  view->messages = std::move(*messages);
-  view->forwarded.resize(view->messages.size());
-  view_ = settled ? view : nullptr;
-  stamp_ = *stamp;
-  return view;
+  return view_;
 }
 
-bool ReadMarks::unread(const MaildirPlace& place) const {
-  return !place.message().seen && !place.view->forwarded[place.index] && !isHeldBack(place);
+bool ReadMarks::unread(const InboxEntry& entry) const {
+  return !entry.seen() && !entry.view->forwarded[entry.index] && !isHeldBack(entry);
 }
 
-Result<void> ReadMarks::setUnread(const MaildirPlace& place, bool unread) {
+Result<void> ReadMarks::setUnread(const InboxEntry& entry, bool unread) {
   if (unread) {
-    return markUnread(place);
+    return markUnread(entry);
   }
-  if (isHeldBack(place)) {
+  if (isHeldBack(entry)) {
     heldBack_.reset();
-    return write(place, true);
+    return write(entry, true);
   }
-  if (this->unread(place)) {
+  if (this->unread(entry)) {
     writeHeldBack();
-    heldBack_ = place;
+    heldBack_ = entry;
   }
   return {};
 }
 
 // A user who marks a forwarded message unread wants it to be processed again.
-Result<void> ReadMarks::markUnread(const MaildirPlace& place) {
-  if (isHeldBack(place)) {
+Result<void> ReadMarks::markUnread(const InboxEntry& entry) {
+  if (isHeldBack(entry)) {
     heldBack_.reset();
   }
-  if (place.view->forwarded[place.index]) {
-    if (const auto settled = outbox_.settle(std::string(place.entryId())); !settled) {
+  const std::string entryId(entry.entryId());
+  if (marked_.erase(entryId) != 0 || entry.view->forwarded[entry.index]) {
+    if (const auto settled = outbox_.settle(entryId); !settled) {
       return settled;
     }
-    place.view->forwarded[place.index] = false;
+    entry.view->forwarded[entry.index] = false;
   }
-  return write(place, false);
+  return write(entry, false);
 }
 
-Result<void> ReadMarks::write(const MaildirPlace& place, bool seen) {
-  const auto written = folder_.setSeen(place.view->messages, place.index, seen);
+Result<void> ReadMarks::write(const InboxEntry& entry, bool seen) {
+  const auto written = entry.view->listing->setSeen(entry.index, seen);
   if (!written && written.error().code == ENOENT) {
     return {};  // the message is gone, and needs no mark
   }
@@ -93,82 +78,88 @@ Result<void> ReadMarks::write(const MaildirPlace& place, bool seen) {
 }
 
 void ReadMarks::writeHeldBackNow() {
-  const MaildirPlace place = *std::exchange(heldBack_, std::nullopt);
-  if (const auto written = write(place, true); !written) {
-    complain(place, written.error());
+  const InboxEntry entry = *std::exchange(heldBack_, std::nullopt);
+  if (const auto written = write(entry, true); !written) {
+    complain(entry, written.error());
   }
 }
 
-void ReadMarks::forwardAnew(const MaildirPlace& place) {
-  const std::string entryId(place.entryId());
-  if (written_.erase(entryId) != 0) {
+void ReadMarks::forwardAnew(const InboxEntry& entry) {
+  const std::string entryId(entry.entryId());
+  if (marked_.erase(entryId) != 0) {
     (void)outbox_.settle(entryId);
   }
 }
 
-void ReadMarks::forwardSent(const MaildirPlace& place) {
-  if (isHeldBack(place)) {
+void ReadMarks::forwardSent(const InboxEntry& entry) {
+  if (isHeldBack(entry)) {
     heldBack_.reset();
   }
-  writeForwarded(place);
+  writeForwarded(entry);
 }
 
-void ReadMarks::writeForwarded(const MaildirPlace& place) {
-  const auto written = folder_.setSeen(place.view->messages, place.index, true);
-  place.view->forwarded[place.index] = !written;
+void ReadMarks::writeForwarded(const InboxEntry& entry) {
+  const auto written = entry.view->listing->setSeen(entry.index, true);
+  entry.view->forwarded[entry.index] = !written;
   if (written) {
-    written_.insert(std::string(place.entryId()));
+    marked_.insert(std::string(entry.entryId()));
   } else if (written.error().code != ENOENT) {
-    complain(place, written.error());
+    complain(entry, written.error());
   }
 }
 
+// A mark that is neither durable nor refused stays in marked_; until it is, the journal replaces
+// it. One that was refused is set again by the next catchUp().
 void ReadMarks::settle() {
-  if (written_.empty()) {
+  if (marked_.empty()) {
     return;
   }
-  // A mark may have moved its message out of new/. The new name is synced first: a crash between
-  // the two leaves a message with two names rather than with none.
-  for (const char* part : {"/cur", "/new"}) {
-    if (!files_.syncFolder(folder_.path() + part)) {
-      return;  // settled after a later sync; until then the journal replaces the mark
-    }
-  }
-  for (const std::string& entryId : std::exchange(written_, {})) {
+  const MarkReport report = inbox_.syncMarks(marked_);
+  for (const std::string& entryId : report.durable) {
+    marked_.erase(entryId);
     // A failure counts in this run alone; a later run finds the mark and settles again.
     (void)outbox_.settle(entryId);
   }
+  for (const std::string& entryId : report.refused) {
+    marked_.erase(entryId);
+  }
 }
 
-// There are few forwarded messages whose mark is not written yet, usually none. The index over the
+// There are few forwarded messages whose mark is not durable yet, usually none. The index over the
 // listing is made only if there is one.
-void ReadMarks::catchUp(const std::shared_ptr<MaildirView>& view) {
-  std::vector<std::string> open;
-  for (std::string& entryId : outbox_.alreadySent()) {
-    if (written_.count(entryId) == 0) {
-      open.push_back(std::move(entryId));
-    }
-  }
+void ReadMarks::catchUp(const std::shared_ptr<InboxView>& view) {
+  const std::vector<std::string> open = outbox_.alreadySent();
   if (open.empty()) {
     missing_.clear();
     return;
   }
   std::unordered_map<std::string_view, std::size_t> indexOf;
-  indexOf.reserve(view->messages.size());
-  for (std::size_t i = 0; i < view->messages.size(); ++i) {
-    indexOf.emplace(view->messages[i].entryId(), i);
+  indexOf.reserve(view->listing->size());
+  for (std::size_t i = 0; i < view->listing->size(); ++i) {
+    indexOf.emplace(view->listing->entryId(i), i);
   }
-  std::vector<MaildirPlace> found;
+  std::vector<InboxEntry> found;
   for (const std::string& entryId : open) {
     if (const auto at = indexOf.find(entryId); at != indexOf.end()) {
       found.push_back({view, at->second});
-    } else {
+    } else if (marked_.count(entryId) == 0) {
       noteMissing(entryId);
     }
   }
-  for (const MaildirPlace& place : found) {
-    missing_.erase(std::string(place.entryId()));
-    writeForwarded(place);
+  for (const InboxEntry& entry : found) {
+    bridge(entry);
+  }
+}
+
+// A mark that is on its way is not set again: the message counts as read, even if the mailbox shows
+// it unread.
+void ReadMarks::bridge(const InboxEntry& entry) {
+  const std::string entryId(entry.entryId());
+  missing_.erase(entryId);
+  if (marked_.count(entryId) == 0) {
+    writeForwarded(entry);
+  } else {
+    entry.view->forwarded[entry.index] = !entry.seen();
   }
 }
 
@@ -182,9 +173,9 @@ void ReadMarks::noteMissing(const std::string& entryId) {
   (void)outbox_.settle(entryId);
 }
 
-void ReadMarks::complain(const MaildirPlace& place, const Error& error) {
-  if (complained_.insert(std::string(place.entryId())).second) {
-    notice_("The message " + std::string(place.entryId()) +
+void ReadMarks::complain(const InboxEntry& entry, const Error& error) {
+  if (complained_.insert(std::string(entry.entryId())).second) {
+    notice_("The message " + std::string(entry.entryId()) +
             " could not be marked read: " + error.text);
   }
 }
