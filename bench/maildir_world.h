@@ -72,8 +72,10 @@ struct MaildirBench {
   FakeEventQueue events;
   InlineExecutor executor;
   NoCommands commands;
-  MaildirStore store{{inbox(), folder.path() + "/state/rbx/outbox", folder.path() + "/state",
-                      /*sendmail=*/{}, "ann@example.org", "Ann Example", /*addressBook=*/{}},
+  MaildirStore store{{{folder.path() + "/state/rbx/outbox", folder.path() + "/state",
+                       "ann@example.org", "Ann Example", /*addressBook=*/{}},
+                      inbox(),
+                      /*sendmail=*/{}},
                      {files, clock, events, executor, commands, systemRandomBytes},
                      std::shared_ptr<Transport>(std::shared_ptr<void>(), transport)};
   BenchWorld world{files, store.factory()};

@@ -81,15 +81,16 @@ struct User {
   RecordingAlerts alerts;
   RecordingTrace trace;
   UnsyncedDisk disk{sleeper};
-  MaildirStore store{{temp.path("Maildir"), temp.path("outbox"), stateFolder, "", address, "", ""},
-                     {.files = disk,
-                      .clock = clock,
-                      .events = events,
-                      .executor = executor,
-                      .commands = commands,
-                      .random = countingRandom(std::hash<std::string>()(address)),
-                      .notice = [this](const StoreNotice& notice) { log.AddToLog(notice.line); }},
-                     borrowed(&transport)};
+  MaildirStore store{
+      {{temp.path("outbox"), stateFolder, address, "", ""}, temp.path("Maildir"), ""},
+      {.files = disk,
+       .clock = clock,
+       .events = events,
+       .executor = executor,
+       .commands = commands,
+       .random = countingRandom(std::hash<std::string>()(address)),
+       .notice = [this](const StoreNotice& notice) { log.AddToLog(notice.line); }},
+      borrowed(&transport)};
   NoFolders folders;
   NotWindows osVersion;
   ProfileFile profiles{disk};

@@ -80,8 +80,9 @@ class RecordingTransport : public SingleTransport {
 struct Program {
   Program(const Machine& machine, FileSystem& files, std::uint64_t run, bool delivering)
       : transport(machine.handedOver),
-        inner({machine.maildir, machine.outbox, machine.temp.path("state/rbx"), "",
-               "ann@example.org", "Ann", ""},
+        inner({{machine.outbox, machine.temp.path("state/rbx"), "ann@example.org", "Ann", ""},
+               machine.maildir,
+               ""},
               files, run, delivering ? &transport : nullptr) {}
 
   void pass() { inner.pass(); }

@@ -11,7 +11,7 @@
 #include "platform/clock.h"
 #include "platform/event_queue.h"
 #include "platform/file_system.h"
-#include "stores/maildir/inbox.h"
+#include "stores/mailbox/inbox.h"
 #include "stores/maildir/maildir_folder.h"
 
 namespace relaybird {

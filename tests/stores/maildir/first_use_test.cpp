@@ -85,7 +85,7 @@ bool deliverAndRead(const Machine& machine) {
     NoCommands commands;
     ThreadExecutor executor;
     MaildirStore store(
-        {machine.maildir, machine.outbox, machine.state, "", "ann@example.org", "Ann", ""},
+        {{machine.outbox, machine.state, "ann@example.org", "Ann", ""}, machine.maildir, ""},
         {disk, clock, events, executor, commands, countingRandom()}, borrowed(&transport));
     const auto application = createAs<Application>(store.factory(), prog_id::kApplication);
     const auto inbox = application->GetNamespace("MAPI")->GetDefaultInbox();

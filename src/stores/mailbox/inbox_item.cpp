@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Reading is lazy and in two stages, because a pass looks at the head of every unread message but
 // at the whole of only those that it forwards.
-#include "stores/maildir/maildir_item.h"
+#include "stores/mailbox/inbox_item.h"
 
 #include <cerrno>
 #include <utility>
 
-#include "stores/maildir/forward_item.h"
-#include "stores/maildir/item_lists.h"
-#include "stores/maildir/maildir_mailbox.h"
+#include "stores/mailbox/forward_item.h"
+#include "stores/mailbox/item_lists.h"
+#include "stores/mailbox/mailbox_session.h"
 
 namespace relaybird {
 
@@ -25,34 +25,34 @@ bool isTaskKind(MessageKind kind) {
 
 }  // namespace
 
-MaildirItem::MaildirItem(std::shared_ptr<MaildirMailbox> mailbox, InboxEntry entry)
-    : mailbox_(std::move(mailbox)), entry_(std::move(entry)) {}
+InboxItem::InboxItem(std::shared_ptr<MailboxSession> session, InboxEntry entry)
+    : session_(std::move(session)), entry_(std::move(entry)) {}
 
-MaildirItem::~MaildirItem() = default;
+InboxItem::~InboxItem() = default;
 
 // A message that has vanished is nothing to complain about. The pass does not log items of a kind
 // that it does not forward, so the store does, in the same words as for the rules.
-void MaildirItem::tellAbout(const InboxHead& head) const {
+void InboxItem::tellAbout(const InboxHead& head) const {
   if (head.failure) {
     if (head.failure->code != ENOENT) {
-      mailbox_->complain(entry_, head.failure->text);
+      session_->complain(entry_, head.failure->text);
     }
     return;
   }
   const std::string why = whyNotForwarded(head.kind);
   if (!why.empty()) {
-    mailbox_->complain(entry_, head.headers.subject() + " at " +
-                                   mailbox_->clock().toText(mailbox_->clock().now()) +
+    session_->complain(entry_, head.headers.subject() + " at " +
+                                   session_->clock().toText(session_->clock().now()) +
                                    " not forwarded because " + why);
   }
 }
 
 // Read once, also where that fails: the subject of a message that cannot be read is asked for too.
-const InboxHead& MaildirItem::head() const {
+const InboxHead& InboxItem::head() const {
   if (!head_) {
     InboxHead head;
     try {
-      head = mailbox_->headOf(entry_);
+      head = session_->headOf(entry_);
     } catch (const MailStoreError& error) {
       head.failure = Error{error.code(), error.what()};
     }
@@ -62,16 +62,16 @@ const InboxHead& MaildirItem::head() const {
   return *head_;
 }
 
-const InboxHead& MaildirItem::readableHead() const {
+const InboxHead& InboxItem::readableHead() const {
   if (const auto& failure = head().failure) {
     throw MailStoreError(failure->text, failure->code);
   }
   return head();
 }
 
-const std::shared_ptr<const Message>& MaildirItem::message() {
+const std::shared_ptr<const Message>& InboxItem::message() {
   if (!message_) {
-    auto parsed = Message::read(mailbox_->openMessage(entry_));
+    auto parsed = Message::read(session_->openMessage(entry_));
     if (!parsed) {
       throw MailStoreError(parsed.error().text, parsed.error().code);
     }
@@ -80,47 +80,47 @@ const std::shared_ptr<const Message>& MaildirItem::message() {
   return message_;
 }
 
-std::string MaildirItem::sentText() {
-  return mailbox_->clock().toText(message()->date().value_or(ReceivedTime()));
+std::string InboxItem::sentText() {
+  return session_->clock().toText(message()->date().value_or(ReceivedTime()));
 }
 
-std::string MaildirItem::ClassName() const {
+std::string InboxItem::ClassName() const {
   return std::string(className(readableHead().kind));
 }
 
-bool MaildirItem::UnRead() {
-  return mailbox_->unread(entry_);
+bool InboxItem::UnRead() {
+  return session_->unread(entry_);
 }
 
-void MaildirItem::UnRead(bool unread) {
-  mailbox_->setUnread(entry_, unread);
+void InboxItem::UnRead(bool unread) {
+  session_->setUnread(entry_, unread);
 }
 
-std::string MaildirItem::Subject() {
+std::string InboxItem::Subject() {
   return head().headers.subject();
 }
 
-void MaildirItem::Subject(const std::string&) {
+void InboxItem::Subject(const std::string&) {
   refuseChange();
 }
 
-std::string MaildirItem::Body() {
+std::string InboxItem::Body() {
   return message()->bodyText();
 }
 
-void MaildirItem::Body(const std::string&) {
+void InboxItem::Body(const std::string&) {
   refuseChange();
 }
 
-DateTime MaildirItem::ReceivedTime() {
+DateTime InboxItem::ReceivedTime() {
   return readableHead().received;
 }
 
-std::string MaildirItem::SenderName() {
+std::string InboxItem::SenderName() {
   return head().headers.senderMailbox().name;
 }
 
-std::string MaildirItem::Fields(std::uint32_t tag) {
+std::string InboxItem::Fields(std::uint32_t tag) {
   if (tag == kPrSenderName) {
     return SenderName();
   }
@@ -130,15 +130,15 @@ std::string MaildirItem::Fields(std::uint32_t tag) {
   throw MailStoreError("The property is unknown or cannot be found");
 }
 
-std::shared_ptr<MailItem> MaildirItem::Forward() {
-  return std::make_shared<ForwardItem>(mailbox_, shared_from_this());
+std::shared_ptr<MailItem> InboxItem::Forward() {
+  return std::make_shared<ForwardItem>(session_, shared_from_this());
 }
 
-std::shared_ptr<Attachments> MaildirItem::Attachments() {
+std::shared_ptr<Attachments> InboxItem::Attachments() {
   return makeAttachments(allAttachments(message(), true));
 }
 
-std::shared_ptr<Recipients> MaildirItem::addresseesOf(
+std::shared_ptr<Recipients> InboxItem::addresseesOf(
     std::initializer_list<std::string_view> fields) {
   auto list = std::make_shared<Addressees>();
   for (const std::string_view field : fields) {
@@ -151,36 +151,36 @@ std::shared_ptr<Recipients> MaildirItem::addresseesOf(
   return makeRecipients(asAddress, std::move(list));
 }
 
-std::shared_ptr<Recipients> MaildirItem::Recipients() {
+std::shared_ptr<Recipients> InboxItem::Recipients() {
   return addresseesOf({"To", "Cc"});
 }
 
-std::shared_ptr<Recipients> MaildirItem::ReplyRecipients() {
+std::shared_ptr<Recipients> InboxItem::ReplyRecipients() {
   return addresseesOf({"Reply-To"});
 }
 
-void MaildirItem::send() {
+void InboxItem::send() {
   throw MailStoreError("A received item cannot be sent");
 }
 
-std::shared_ptr<MailItem> MaildirItem::GetAssociatedTask() {
+std::shared_ptr<MailItem> InboxItem::GetAssociatedTask() {
   if (!isTaskKind(readableHead().kind)) {
     throw MailStoreError("The item is not a task request");
   }
-  return std::make_shared<MaildirTaskItem>(mailbox_, entry_);
+  return std::make_shared<InboxTaskItem>(session_, entry_);
 }
 
-std::string MaildirTaskItem::Subject() {
+std::string InboxTaskItem::Subject() {
   const auto task = message()->task();
-  return task && !task->subject.empty() ? task->subject : MaildirItem::Subject();
+  return task && !task->subject.empty() ? task->subject : InboxItem::Subject();
 }
 
-std::string MaildirTaskItem::Body() {
+std::string InboxTaskItem::Body() {
   const auto task = message()->task();
-  return task ? task->body : MaildirItem::Body();
+  return task ? task->body : InboxItem::Body();
 }
 
-std::shared_ptr<MailItem> MaildirTaskItem::GetAssociatedTask() {
+std::shared_ptr<MailItem> InboxTaskItem::GetAssociatedTask() {
   throw MailStoreError("The item is not a task request");
 }
 

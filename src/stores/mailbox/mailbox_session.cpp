@@ -2,7 +2,7 @@
 // Everything that needs more than one of inbox, outbox, read marks and delivery is here. A send
 // that fails because of the disk stops the pass (itemTaken) instead of marking one message after
 // the other as read without a forward.
-#include "stores/maildir/maildir_mailbox.h"
+#include "stores/mailbox/mailbox_session.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,7 +12,7 @@
 #include "outbox/delivery/outgoing_message.h"
 #include "platform/file_system.h"
 #include "platform/text/ascii_text.h"
-#include "stores/maildir/outbox_place.h"
+#include "stores/mailbox/outbox_place.h"
 
 namespace relaybird {
 
@@ -49,7 +49,7 @@ bool hasControls(const std::string& text) {
 
 }  // namespace
 
-MaildirMailbox::MaildirMailbox(std::unique_ptr<Inbox> inbox, MaildirSettings settings,
+MailboxSession::MailboxSession(std::unique_ptr<Inbox> inbox, MailboxSettings settings,
                                StoreWorld world, std::shared_ptr<Transport> transport)
     : settings_(std::move(settings)),
       world_(std::move(world)),
@@ -57,42 +57,42 @@ MaildirMailbox::MaildirMailbox(std::unique_ptr<Inbox> inbox, MaildirSettings set
       inbox_(std::move(inbox)),
       addressBook_(world_.files, settings_.addressBook) {}
 
-MaildirMailbox::~MaildirMailbox() {
+MailboxSession::~MailboxSession() {
   close();
 }
 
-void MaildirMailbox::check() {
+void MailboxSession::check() {
   use(&Inbox::check);
 }
 
-void MaildirMailbox::requireAlive() {
+void MailboxSession::requireAlive() {
   use(&Inbox::alive);
 }
 
-void MaildirMailbox::signIn() {
+void MailboxSession::signIn() {
   use(&Inbox::signIn);
 }
 
-void MaildirMailbox::use(Result<void> (Inbox::*usable)()) {
+void MailboxSession::use(Result<void> (Inbox::*usable)()) {
   requireNotClosed();
   orThrow((*inbox_.*usable)());
   requireAlone();
   requireOpen();
 }
 
-void MaildirMailbox::requireAlone() {
+void MailboxSession::requireAlone() {
   if (const std::string folder = inbox_->folder(); !folder.empty()) {
     orThrow(world_.lockFolder(folder));
   }
 }
 
-void MaildirMailbox::requireNotClosed() const {
+void MailboxSession::requireNotClosed() const {
   if (closed_) {
     throw MailStoreError("The mail store has been closed");
   }
 }
 
-void MaildirMailbox::requireOpen() {
+void MailboxSession::requireOpen() {
   requireNotClosed();
   if (!outbox_) {
     openOutbox();
@@ -101,7 +101,7 @@ void MaildirMailbox::requireOpen() {
 
 // outbox_ is set last, so that a failure half-way leaves the mailbox closed and the next try starts
 // from the beginning.
-void MaildirMailbox::openOutbox() {
+void MailboxSession::openOutbox() {
   if (!isRfc5322Address(settings_.address)) {
     throw MailStoreError("Your own address \"" + settings_.address +
                          "\" is not a mail address: set the key address in section [mail]");
@@ -131,7 +131,7 @@ void MaildirMailbox::openOutbox() {
 }
 
 // The marks are settled last, so that those count that the inbox could still send.
-void MaildirMailbox::close() {
+void MailboxSession::close() {
   if (closed_) {
     return;
   }
@@ -149,7 +149,7 @@ void MaildirMailbox::close() {
 }
 
 // Another folder may have replaced the one that was locked.
-std::shared_ptr<InboxView> MaildirMailbox::list() {
+std::shared_ptr<InboxView> MailboxSession::list() {
   check();
   if (outlet_ == Outlet::kRefused) {
     outlet_ = Outlet::kToBeTried;
@@ -159,50 +159,50 @@ std::shared_ptr<InboxView> MaildirMailbox::list() {
 }
 
 // Needed because synchronisations, which deliver the outbox too, may never happen.
-void MaildirMailbox::deliverAgain() {
+void MailboxSession::deliverAgain() {
   const auto due = delivery_->nextAttempt();
   if (due && *due <= world_.clock.now()) {
     delivery_->flush({});
   }
 }
 
-bool MaildirMailbox::unread(const InboxEntry& entry) {
+bool MailboxSession::unread(const InboxEntry& entry) {
   requireOpen();
   return marks_->unread(entry);
 }
 
-void MaildirMailbox::setUnread(const InboxEntry& entry, bool unread) {
+void MailboxSession::setUnread(const InboxEntry& entry, bool unread) {
   requireOpen();
   orThrow(marks_->setUnread(entry, unread));
 }
 
-std::optional<InboxEntry> MaildirMailbox::beingForwarded() const {
+std::optional<InboxEntry> MailboxSession::beingForwarded() const {
   return marks_ ? marks_->heldBack() : std::nullopt;
 }
 
-std::unique_ptr<InputFile> MaildirMailbox::openMessage(const InboxEntry& entry) {
+std::unique_ptr<InputFile> MailboxSession::openMessage(const InboxEntry& entry) {
   requireOpen();
   return orThrow(entry.view->listing->open(entry.index));
 }
 
-InboxHead MaildirMailbox::headOf(const InboxEntry& entry) {
+InboxHead MailboxSession::headOf(const InboxEntry& entry) {
   requireOpen();
   return entry.view->listing->head(entry.index, ownMarks());
 }
 
 // Recognises nothing as ours before the outbox has been opened.
-OwnMarks MaildirMailbox::ownMarks() const {
+OwnMarks MailboxSession::ownMarks() const {
   return {[this](std::string_view mark) { return trace_ && trace_->isOurs(mark); },
           [this](std::string_view id) { return trace_ && trace_->isOurMessageId(id); }};
 }
 
-void MaildirMailbox::complain(const InboxEntry& entry, const std::string& text) {
+void MailboxSession::complain(const InboxEntry& entry, const std::string& text) {
   if (!closed_ && complained_.insert(std::string(entry.entryId())).second) {
     world_.notice(text);
   }
 }
 
-std::optional<Mailbox> MaildirMailbox::resolve(const std::string& recipient) {
+std::optional<Mailbox> MailboxSession::resolve(const std::string& recipient) {
   requireOpen();
   const std::string text = trimBlanks(recipient);
   auto found = readRecipient(text);
@@ -213,7 +213,7 @@ std::optional<Mailbox> MaildirMailbox::resolve(const std::string& recipient) {
   return found;
 }
 
-std::optional<Mailbox> MaildirMailbox::fromAddressBook(const std::string& name) {
+std::optional<Mailbox> MailboxSession::fromAddressBook(const std::string& name) {
   const auto book = addressBook_.current();
   const std::string trouble = book ? "" : "The address book cannot be used: " + book.error().text;
   if (trouble != std::exchange(addressBookTrouble_, trouble) && !trouble.empty()) {
@@ -223,7 +223,7 @@ std::optional<Mailbox> MaildirMailbox::fromAddressBook(const std::string& name) 
 }
 
 // Reports each text once, and again when its resolution changes.
-void MaildirMailbox::tellAbout(const std::string& recipient, const std::optional<Mailbox>& found) {
+void MailboxSession::tellAbout(const std::string& recipient, const std::optional<Mailbox>& found) {
   std::string line;
   if (!found) {
     line = "No mail goes to \"" + oneLine(recipient) +
@@ -239,14 +239,14 @@ void MaildirMailbox::tellAbout(const std::string& recipient, const std::optional
 
 // A repeated try uses the Message-ID of the earlier one, which failed or was cut short by a crash:
 // if that one is delivered after all, the receiving side can recognise the duplicate.
-Result<std::string> MaildirMailbox::messageIdFor(const std::string& entryId) {
+Result<std::string> MailboxSession::messageIdFor(const std::string& entryId) {
   if (auto earlier = entryId.empty() ? std::nullopt : outbox_->intendedMessageId(entryId)) {
     return *std::move(earlier);
   }
   return trace_->makeMessageId(settings_.address);
 }
 
-Result<void> MaildirMailbox::putIntoOutbox(const std::string& entryId, ForwardDraft draft) {
+Result<void> MailboxSession::putIntoOutbox(const std::string& entryId, ForwardDraft draft) {
   auto messageId = messageIdFor(entryId);
   if (!messageId) {
     return messageId.error();
@@ -265,7 +265,7 @@ Result<void> MaildirMailbox::putIntoOutbox(const std::string& entryId, ForwardDr
   return sent;
 }
 
-void MaildirMailbox::send(const std::optional<InboxEntry>& answers, ForwardDraft draft) {
+void MailboxSession::send(const std::optional<InboxEntry>& answers, ForwardDraft draft) {
   requireOpen();
   const std::string entryId = answers ? std::string(answers->entryId()) : std::string();
   if (answers) {
@@ -287,7 +287,7 @@ void MaildirMailbox::send(const std::optional<InboxEntry>& answers, ForwardDraft
 
 // Every message would fail in the same way, and the pass marks failed messages read. So the pass
 // must end, and the next one tests the disk before it sends a message.
-void MaildirMailbox::requireOutlet() {
+void MailboxSession::requireOutlet() {
   if (outlet_ == Outlet::kToBeTried) {
     const auto tried = outbox_ ? outbox_->tryDisk() : Result<void>();
     if (tried) {
@@ -300,13 +300,13 @@ void MaildirMailbox::requireOutlet() {
       "The outbox takes no messages, so the rest stays unread for the next check: " + refusal_);
 }
 
-void MaildirMailbox::deliver() {
+void MailboxSession::deliver() {
   requireOpen();
   marks_->writeHeldBack();
   delivery_->flush({});
 }
 
-void MaildirMailbox::synchronise(std::function<void()> done) {
+void MailboxSession::synchronise(std::function<void()> done) {
   requireOpen();
   marks_->writeHeldBack();
   const auto running = std::make_shared<int>(2);
@@ -319,19 +319,19 @@ void MaildirMailbox::synchronise(std::function<void()> done) {
   delivery_->flush(oneIsOver);
 }
 
-std::string MaildirMailbox::place() const {
+std::string MailboxSession::place() const {
   const auto identity = inbox_->identity();
   return identity ? *identity : inbox_->folder();
 }
 
-std::string MaildirMailbox::outboxFolder() const {
+std::string MailboxSession::outboxFolder() const {
   if (outbox_) {
     return outbox_->folder();
   }
   return OutboxPlace(world_.files, place(), settings_.stateFolder, settings_.outbox).where();
 }
 
-OutgoingState MaildirMailbox::outgoing() {
+OutgoingState MailboxSession::outgoing() {
   OutgoingState state;
   state.outbox = outboxFolder();
   state.waitingFolder = state.outbox + "/new";
@@ -351,11 +351,11 @@ OutgoingState MaildirMailbox::outgoing() {
   return state;
 }
 
-std::size_t MaildirMailbox::waiting() {
+std::size_t MailboxSession::waiting() {
   return outbox_ ? outbox_->countWaiting() : Outbox::countWaiting(world_.files, outboxFolder());
 }
 
-void MaildirMailbox::tryAgain(std::function<void()> done) {
+void MailboxSession::tryAgain(std::function<void()> done) {
   requireOpen();
   marks_->writeHeldBack();
   delivery_->tryAgain(std::move(done));

@@ -16,7 +16,7 @@
 
 namespace relaybird {
 
-class MaildirMailbox;
+class MailboxSession;
 
 struct Addressee {
   std::string text;  ///< as it was added
@@ -30,7 +30,7 @@ using Addressees = std::vector<std::shared_ptr<Addressee>>;
 using Resolve = std::function<std::optional<Mailbox>(const std::string& text)>;
 
 /// Resolves what the user wrote: an address, or a name in the address book.
-Resolve asRecipient(std::shared_ptr<MaildirMailbox> mailbox);
+Resolve asRecipient(std::shared_ptr<MailboxSession> session);
 
 /// Resolves what a stranger wrote: addresses only, as strangers do not know the names in the user's
 /// address book. Writes nothing to the log.

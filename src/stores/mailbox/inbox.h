@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The interface between a kind of mailbox (a Maildir, an account on a server) and everything that
 // the stores share: items, forwards, read marks, outbox, delivery. A store implements Inbox and
-// InboxListing; the rest of this folder makes a mail store of them.
+// InboxListing; MailboxStore (mailbox_store.h) makes a mail store of them.
 //
 // Threads: all calls come from the user-interface thread, and `done` of synchronise() is called on
 // it. An implementation may work on threads of its own, but shows their results only there.
@@ -10,8 +10,8 @@
 // entryId(), seen() and setSeen() answer from what is known, without waiting for a server.
 // signIn(), list(), head() and open() may wait for one, each no longer than kLongestInboxWait.
 // While it waits an implementation calls StoreWorld::keepAlive at least every 50 ms, and fails at
-// once when that returns false. keepAlive runs events, so other calls of the same inbox, except its
-// destruction, can come in between.
+// once when that returns false. keepAlive runs events, so other calls of the same inbox can come in
+// between, except close() and its destruction.
 //
 // Failures: an Error has a sentence for the user (server, step, and the server's words) and a code.
 // The caller turns it into a MailStoreError. Codes that the caller tells apart: kLogonRefused, and

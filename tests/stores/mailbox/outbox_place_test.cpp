@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "stores/maildir/outbox_place.h"
+#include "stores/mailbox/outbox_place.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -10,22 +10,22 @@
 
 #include "mail/mail_store.h"
 #include "message/writing/forward.h"
-#include "stores/maildir/item_lists.h"
-#include "stores/maildir/read_marks.h"
+#include "stores/mailbox/item_lists.h"
+#include "stores/mailbox/read_marks.h"
 
 namespace relaybird {
 
-class MaildirItem;
-class MaildirMailbox;
+class InboxItem;
+class MailboxSession;
 
 /// Every member throws once the item has been sent.
 class ForwardItem : public MailItem {
  public:
   /// The forward of `source`.
-  ForwardItem(std::shared_ptr<MaildirMailbox> mailbox, std::shared_ptr<MaildirItem> source);
+  ForwardItem(std::shared_ptr<MailboxSession> session, std::shared_ptr<InboxItem> source);
   /// A new item. If a received item's read mark is held back, the new item counts as the forward of
   /// that item (reports and task requests go out as new items), so that it is not sent twice.
-  explicit ForwardItem(std::shared_ptr<MaildirMailbox> mailbox);
+  explicit ForwardItem(std::shared_ptr<MailboxSession> session);
 
   std::string ClassName() const override;
   std::string EntryID() override;
@@ -53,10 +53,10 @@ class ForwardItem : public MailItem {
   std::vector<std::string> carriedTraces();
   ForwardDraft draft();
 
-  std::shared_ptr<MaildirMailbox> mailbox_;
-  std::shared_ptr<MaildirItem> source_;  ///< null for a new item
-  std::optional<InboxEntry> answers_;    ///< the received item whose forward this is
-  std::optional<std::string> subject_;   ///< nothing until set or first read
+  std::shared_ptr<MailboxSession> session_;
+  std::shared_ptr<InboxItem> source_;   ///< null for a new item
+  std::optional<InboxEntry> answers_;   ///< the received item whose forward this is
+  std::optional<std::string> subject_;  ///< nothing until set or first read
   std::optional<std::string> body_;
   std::shared_ptr<AttachmentList> attachments_;  ///< null until asked for
   std::shared_ptr<Addressees> recipients_ = std::make_shared<Addressees>();

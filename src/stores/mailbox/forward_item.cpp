@@ -1,22 +1,21 @@
 // SPDX-License-Identifier: MIT
 // Collects what the forward's builder sets, and on send() hands it to the mailbox as one draft.
-#include "stores/maildir/forward_item.h"
+#include "stores/mailbox/forward_item.h"
 
 #include <utility>
 
 #include "mail/shared_components.h"
 #include "message/writing/forward_text.h"
-#include "stores/maildir/maildir_item.h"
-#include "stores/maildir/maildir_mailbox.h"
+#include "stores/mailbox/inbox_item.h"
+#include "stores/mailbox/mailbox_session.h"
 
 namespace relaybird {
 
-ForwardItem::ForwardItem(std::shared_ptr<MaildirMailbox> mailbox,
-                         std::shared_ptr<MaildirItem> source)
-    : mailbox_(std::move(mailbox)), source_(std::move(source)), answers_(source_->entry()) {}
+ForwardItem::ForwardItem(std::shared_ptr<MailboxSession> session, std::shared_ptr<InboxItem> source)
+    : session_(std::move(session)), source_(std::move(source)), answers_(source_->entry()) {}
 
-ForwardItem::ForwardItem(std::shared_ptr<MaildirMailbox> mailbox)
-    : mailbox_(std::move(mailbox)), answers_(mailbox_->beingForwarded()) {}
+ForwardItem::ForwardItem(std::shared_ptr<MailboxSession> session)
+    : session_(std::move(session)), answers_(session_->beingForwarded()) {}
 
 void ForwardItem::requireUnsent() const {
   if (sent_) {
@@ -111,7 +110,7 @@ std::shared_ptr<Attachments> ForwardItem::Attachments() {
 
 std::shared_ptr<Recipients> ForwardItem::Recipients() {
   requireUnsent();
-  return makeRecipients(asRecipient(mailbox_), recipients_);
+  return makeRecipients(asRecipient(session_), recipients_);
 }
 
 std::shared_ptr<Recipients> ForwardItem::ReplyRecipients() {
@@ -132,7 +131,7 @@ std::vector<std::string> ForwardItem::carriedTraces() {
   if (!answers_) {
     return {};
   }
-  const InboxHead head = mailbox_->headOf(*answers_);
+  const InboxHead head = session_->headOf(*answers_);
   if (head.failure) {
     throw MailStoreError(head.failure->text, head.failure->code);
   }
@@ -142,7 +141,7 @@ std::vector<std::string> ForwardItem::carriedTraces() {
 // An invalid reply address is left out: a forward that cannot be answered is better than none.
 ForwardDraft ForwardItem::draft() {
   ForwardDraft draft;
-  draft.from = {mailbox_->settings().name, mailbox_->settings().address};
+  draft.from = {session_->settings().name, session_->settings().address};
   for (const auto& addressee : *recipients_) {
     auto& list = addressee->type == RecipientType::kBlindCopy ? draft.bcc : draft.to;
     list.push_back(*addressee->mailbox);
@@ -154,7 +153,7 @@ ForwardDraft ForwardItem::draft() {
   }
   draft.subject = Subject();
   draft.body = body_;
-  draft.date = mailbox_->clock().now();
+  draft.date = session_->clock().now();
   draft.traces = carriedTraces();
   if (source_) {
     draft.source = source_->message().get();
@@ -171,10 +170,10 @@ void ForwardItem::send() {
   if (recipients_->empty()) {
     throw MailStoreError("The message has no recipients");
   }
-  if (!resolveAll(asRecipient(mailbox_), *recipients_)) {
+  if (!resolveAll(asRecipient(session_), *recipients_)) {
     throw MailStoreError("One or more recipients could not be resolved");
   }
-  mailbox_->send(answers_, draft());
+  session_->send(answers_, draft());
   sent_ = true;
 }
 

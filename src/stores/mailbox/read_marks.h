@@ -22,7 +22,7 @@
 
 #include "outbox/outbox.h"
 #include "platform/result.h"
-#include "stores/maildir/inbox.h"
+#include "stores/mailbox/inbox.h"
 
 namespace relaybird {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Several programs may choose at the same moment, so a choice counts only once the outbox is locked
 // and its note has been read again.
-#include "stores/maildir/outbox_place.h"
+#include "stores/mailbox/outbox_place.h"
 
 #include <algorithm>
 #include <cerrno>

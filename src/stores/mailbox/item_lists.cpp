@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Recipients and attachments of the Maildir store's items. The list objects share the item's list
+// Recipients and attachments of a store's items. The list objects share the item's list
 // and may outlive each other; a recipient or attachment that was handed out still refers to its
 // entry after others were removed.
-#include "stores/maildir/item_lists.h"
+#include "stores/mailbox/item_lists.h"
 
 #include <algorithm>
 #include <limits>
@@ -11,16 +11,15 @@
 
 #include "mail/shared_components.h"
 #include "message/address/address_check.h"
-#include "stores/maildir/maildir_mailbox.h"
+#include "stores/mailbox/mailbox_session.h"
 
 namespace relaybird {
 
 namespace {
 
-class MaildirRecipient : public Recipient {
+class ItemRecipient : public Recipient {
  public:
-  explicit MaildirRecipient(std::shared_ptr<Addressee> addressee)
-      : addressee_(std::move(addressee)) {}
+  explicit ItemRecipient(std::shared_ptr<Addressee> addressee) : addressee_(std::move(addressee)) {}
 
   RecipientType Type() override { return addressee_->type; }
   void Type(RecipientType type) override { addressee_->type = type; }
@@ -29,22 +28,22 @@ class MaildirRecipient : public Recipient {
   std::shared_ptr<Addressee> addressee_;
 };
 
-class MaildirRecipients : public Recipients {
+class ItemRecipients : public Recipients {
  public:
-  MaildirRecipients(Resolve resolve, std::shared_ptr<Addressees> list)
+  ItemRecipients(Resolve resolve, std::shared_ptr<Addressees> list)
       : resolve_(std::move(resolve)), list_(std::move(list)) {}
 
   std::shared_ptr<Recipient> Add(const std::string& address) override {
     list_->push_back(std::make_shared<Addressee>());
     list_->back()->text = address;
-    return std::make_shared<MaildirRecipient>(list_->back());
+    return std::make_shared<ItemRecipient>(list_->back());
   }
 
   std::int32_t Count() override { return static_cast<std::int32_t>(list_->size()); }
 
   std::shared_ptr<Recipient> Item(std::int32_t index) override {
     requireIndex(index, Count());
-    return std::make_shared<MaildirRecipient>((*list_)[static_cast<std::size_t>(index - 1)]);
+    return std::make_shared<ItemRecipient>((*list_)[static_cast<std::size_t>(index - 1)]);
   }
 
   void Remove(std::int32_t index) override {
@@ -59,9 +58,9 @@ class MaildirRecipients : public Recipients {
   std::shared_ptr<Addressees> list_;
 };
 
-class MaildirAttachment : public Attachment {
+class ItemAttachment : public Attachment {
  public:
-  MaildirAttachment(std::shared_ptr<AttachmentList> list, std::size_t which)
+  ItemAttachment(std::shared_ptr<AttachmentList> list, std::size_t which)
       : list_(std::move(list)), which_(which) {}
 
   std::int32_t Size() override {
@@ -90,16 +89,16 @@ class MaildirAttachment : public Attachment {
   std::size_t which_;
 };
 
-class MaildirAttachments : public Attachments {
+class ItemAttachments : public Attachments {
  public:
-  explicit MaildirAttachments(std::shared_ptr<AttachmentList> list) : list_(std::move(list)) {}
+  explicit ItemAttachments(std::shared_ptr<AttachmentList> list) : list_(std::move(list)) {}
 
   std::int32_t Count() override { return static_cast<std::int32_t>(list_->kept.size()); }
 
   std::shared_ptr<Attachment> Item(std::int32_t index) override {
     requireIndex(index, Count());
-    return std::make_shared<MaildirAttachment>(list_,
-                                               list_->kept[static_cast<std::size_t>(index - 1)]);
+    return std::make_shared<ItemAttachment>(list_,
+                                            list_->kept[static_cast<std::size_t>(index - 1)]);
   }
 
  private:
@@ -108,8 +107,8 @@ class MaildirAttachments : public Attachments {
 
 }  // namespace
 
-Resolve asRecipient(std::shared_ptr<MaildirMailbox> mailbox) {
-  return [mailbox = std::move(mailbox)](const std::string& text) { return mailbox->resolve(text); };
+Resolve asRecipient(std::shared_ptr<MailboxSession> session) {
+  return [session = std::move(session)](const std::string& text) { return session->resolve(text); };
 }
 
 std::optional<Mailbox> asAddress(const std::string& text) {
@@ -127,7 +126,7 @@ bool resolveAll(const Resolve& resolve, const Addressees& addressees) {
 
 std::shared_ptr<Recipients> makeRecipients(Resolve resolve,
                                            std::shared_ptr<Addressees> addressees) {
-  return std::make_shared<MaildirRecipients>(std::move(resolve), std::move(addressees));
+  return std::make_shared<ItemRecipients>(std::move(resolve), std::move(addressees));
 }
 
 std::shared_ptr<AttachmentList> allAttachments(std::shared_ptr<const Message> message, bool fixed) {
@@ -142,7 +141,7 @@ std::shared_ptr<AttachmentList> allAttachments(std::shared_ptr<const Message> me
 }
 
 std::shared_ptr<Attachments> makeAttachments(std::shared_ptr<AttachmentList> list) {
-  return std::make_shared<MaildirAttachments>(std::move(list));
+  return std::make_shared<ItemAttachments>(std::move(list));
 }
 
 }  // namespace relaybird

@@ -17,16 +17,16 @@
 
 #include "mail/mail_store.h"
 #include "message/message.h"
-#include "stores/maildir/read_marks.h"
+#include "stores/mailbox/read_marks.h"
 
 namespace relaybird {
 
-class MaildirMailbox;
+class MailboxSession;
 
-class MaildirItem : public MailItem, public std::enable_shared_from_this<MaildirItem> {
+class InboxItem : public MailItem, public std::enable_shared_from_this<InboxItem> {
  public:
-  MaildirItem(std::shared_ptr<MaildirMailbox> mailbox, InboxEntry entry);
-  ~MaildirItem() override;
+  InboxItem(std::shared_ptr<MailboxSession> session, InboxEntry entry);
+  ~InboxItem() override;
 
   const InboxEntry& entry() const { return entry_; }
   /// The parsed message, shared with the item's forwards.
@@ -62,7 +62,7 @@ class MaildirItem : public MailItem, public std::enable_shared_from_this<Maildir
   /// Throws where something of it could not be read.
   const InboxHead& readableHead() const;
 
-  std::shared_ptr<MaildirMailbox> mailbox_;
+  std::shared_ptr<MailboxSession> session_;
 
  private:
   void tellAbout(const InboxHead& head) const;
@@ -74,15 +74,15 @@ class MaildirItem : public MailItem, public std::enable_shared_from_this<Maildir
 };
 
 /// The task in a task request. Its sender is the sender of the request.
-class MaildirTaskItem : public MaildirItem {
+class InboxTaskItem : public InboxItem {
  public:
-  using MaildirItem::MaildirItem;
+  using InboxItem::InboxItem;
 
   std::string ClassName() const override { return "TaskItem"; }
   std::string Subject() override;
-  using MaildirItem::Subject;
+  using InboxItem::Subject;
   std::string Body() override;
-  using MaildirItem::Body;
+  using InboxItem::Body;
   std::shared_ptr<MailItem> GetAssociatedTask() override;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The order of the steps is part of the promise that no forward gets lost or goes out twice:
 // the journal first, then the mark, then the mark's durability, then the journal's settling.
-#include "stores/maildir/read_marks.h"
+#include "stores/mailbox/read_marks.h"
 
 #include <cerrno>
 #include <unordered_map>

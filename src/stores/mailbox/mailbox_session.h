@@ -19,22 +19,22 @@
 #include "outbox/delivery/delivery_worker.h"
 #include "outbox/outbox.h"
 #include "outbox/trace_mark.h"
-#include "stores/maildir/inbox.h"
-#include "stores/maildir/maildir_settings.h"
-#include "stores/maildir/read_marks.h"
+#include "stores/mailbox/inbox.h"
+#include "stores/mailbox/mailbox_settings.h"
+#include "stores/mailbox/read_marks.h"
 
 namespace relaybird {
 
 /// Calls that need the outbox open it first. Throws MailStoreError only. User-interface thread
 /// only.
-class MaildirMailbox {
+class MailboxSession {
  public:
   /// `transport` may be null: forwards then stay in the outbox.
-  MaildirMailbox(std::unique_ptr<Inbox> inbox, MaildirSettings settings, StoreWorld world,
+  MailboxSession(std::unique_ptr<Inbox> inbox, MailboxSettings settings, StoreWorld world,
                  std::shared_ptr<Transport> transport);
-  ~MaildirMailbox();
-  MaildirMailbox(const MaildirMailbox&) = delete;
-  MaildirMailbox& operator=(const MaildirMailbox&) = delete;
+  ~MailboxSession();
+  MailboxSession(const MailboxSession&) = delete;
+  MailboxSession& operator=(const MailboxSession&) = delete;
 
   // Each opens what is not open yet, and throws if the inbox or the outbox cannot be used; a later
   // call tries again.
@@ -50,7 +50,7 @@ class MaildirMailbox {
   /// Identifies the mailbox; the folder as the settings name it where the identity is unknown.
   std::string place() const;
   std::string folder() const { return inbox_->folder(); }
-  const MaildirSettings& settings() const { return settings_; }
+  const MailboxSettings& settings() const { return settings_; }
   const Clock& clock() const { return world_.clock; }
   /// An object that only identifies the session.
   const std::shared_ptr<void>& mapiObject() const { return mapiObject_; }
@@ -117,7 +117,7 @@ class MaildirMailbox {
   Result<void> putIntoOutbox(const std::string& entryId, ForwardDraft draft);
   Result<std::string> messageIdFor(const std::string& entryId);
 
-  MaildirSettings settings_;
+  MailboxSettings settings_;
   StoreWorld world_;
   std::shared_ptr<Transport> transport_;
   std::unique_ptr<Inbox> inbox_;
