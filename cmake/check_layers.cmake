@@ -15,6 +15,7 @@ endmacro()
 
 layer(platform)
 layer(platform/posix platform)
+layer(platform/freedesktop platform)
 layer(message platform)
 layer(mail platform)
 layer(outbox platform message mail)
@@ -33,7 +34,7 @@ layer(ui/desktop/views platform ui/forms ui/desktop/widgets ui/desktop/native ui
 layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views)
 layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
 layer(ui/desktop/gtk platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
-layer(app platform platform/posix message mail outbox prefs stores compose engine ui/forms ui/help
+layer(app platform platform/posix platform/freedesktop message mail outbox prefs stores compose engine ui/forms ui/help
       ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)
 

@@ -7,6 +7,10 @@
 #include <utility>
 
 #include "app/program_start.h"
+#ifdef RELAYBIRD_KEYRING
+#include "platform/freedesktop/desktop_keyring.h"
+#include "platform/freedesktop/desktop_online_accounts.h"
+#endif
 #include "platform/posix/main_loop.h"
 #include "prefs/preference_location.h"
 
@@ -18,7 +22,12 @@ ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
       identity_(std::move(identity)),
       events_(events),
       notice_(std::move(notice)),
-      commands_(posixMainLoopSystem().steadyTime) {}
+      commands_(posixMainLoopSystem().steadyTime) {
+#ifdef RELAYBIRD_KEYRING
+  keyring_ = std::make_unique<DesktopKeyring>();
+  accounts_ = std::make_unique<DesktopOnlineAccounts>();
+#endif
+}
 
 std::string ProgramCore::stateFile(const std::string& name) const {
   return folders.stateFolder() + "/rbx/" + name;
@@ -32,8 +41,8 @@ std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait
 }
 
 SecretWorld ProgramCore::secretWorld() {
-  return {.keyring = nullptr,
-          .accounts = nullptr,
+  return {.keyring = keyring_.get(),
+          .accounts = accounts_.get(),
           .commands = &commands_,
           .credentialFolder = credentialFolder(),
           .steadyTime = posixMainLoopSystem().steadyTime};

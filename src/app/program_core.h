@@ -78,6 +78,8 @@ class ProgramCore {
   Mailbox mailbox_;
   std::unique_ptr<InstanceLock> lock_;  ///< outlives the store, which writes when it is closed
   PosixCommandRunner commands_;
+  std::unique_ptr<SecretStore> keyring_;      ///< null in a build without it
+  std::unique_ptr<OnlineAccounts> accounts_;  ///< null in a build without it
   ThreadExecutor executor_;
   std::unique_ptr<MailStore> store_;
 };
