@@ -11,6 +11,8 @@
 namespace relaybird {
 namespace {
 
+// Where Windows registers its System Information tool: the tool's path, or the folder that it is
+// in.
 constexpr const char* kToolKey = R"(SOFTWARE\Microsoft\Shared Tools\MSINFO)";
 constexpr const char* kToolValue = "PATH";
 constexpr const char* kFolderKey = R"(SOFTWARE\Microsoft\Shared Tools Location)";
@@ -18,6 +20,7 @@ constexpr const char* kFolderValue = "MSINFO";
 constexpr const char* kToolFile = R"(\MSINFO32.EXE)";
 
 struct ValueText {
+  // A registry text contains its closing NUL.
   std::string operator()(const std::string& text) const { return text.substr(0, text.find('\0')); }
   // Equal to the number written in hexadecimal digits behind "&h" and read again.
   std::string operator()(std::uint32_t number) const { return std::to_string(number); }
@@ -25,6 +28,8 @@ struct ValueText {
 
 }  // namespace
 
+// The desktops' own tools first. Absolute paths, so that a search path cannot put another program
+// in their place.
 std::vector<ListedProgram> freeDesktopInformationTools() {
   return {{"/usr/bin/gnome-control-center", {"info-overview"}},
           {"/usr/bin/kinfocenter", {}},
@@ -67,6 +72,7 @@ Result<void> ListedFolderViewer::startWith(const std::string& last, const char* 
     if (!FileExists(files_, program.path)) {
       continue;
     }
+    // What is to be shown comes last, behind the program's own arguments.
     std::vector<std::string> arguments = program.arguments;
     arguments.push_back(last);
     return starter_(program.path, arguments);

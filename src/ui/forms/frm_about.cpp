@@ -39,6 +39,7 @@ frmAbout::frmAbout(const ProgramWorld& world) : Form("frmAbout", "About Relaybir
   setDefaultButton(cmdOk);
   cmdOk.setShortcut("Ctrl+W");
   cmdOk.onClick([this] { hide(); });
+  // Both open a box if nothing can be started.
   cmdSysInfo.setAsks();
   lnkHomepage.setAsks();
   cmdSysInfo.onClick([this] { StartSysInfo(); });

@@ -53,6 +53,7 @@ void modSystray::hook() {
     return;
   }
   window_ = platform_.mainWindow();
+  // The former procedure gets all messages that are not ours, and is put back by unhook().
   previous_ = platform_.replaceProcedure(
       window_, [this](const WindowMessage& message) { return replacementProcedure(message); });
   platform_.onIconLost([this] { lost(); });
@@ -93,6 +94,7 @@ namespace {
 using std::chrono::minutes;
 using std::chrono::seconds;
 
+// A panel that restarts is back sooner.
 constexpr int kLongestAbsence = 10;  // seconds
 
 }  // namespace
@@ -116,6 +118,7 @@ void IconAbsence::seen(IconArea area) {
       lost();  // may have destroyed this object
     }
   } else if (other) {
+    // An icon that is held back (the screen is locked) is no loss, and is looked at rarely.
     lookAgainIn(area == IconArea::kGone ? seconds{1} : minutes{1});
   }
 }

@@ -68,6 +68,7 @@ bool ProgramForms::start() {
   if (!main_.load()) {
     return false;
   }
+  // A box during the load has ended the program.
   if (main_.engine().state().ending) {
     return true;
   }

@@ -52,6 +52,7 @@ WindowPlaces::WindowPlaces(ProfileStrings& profiles, std::string file)
 
 // A place that was read counts as written, so that a run without changes does not touch the file.
 std::optional<WindowPlace> WindowPlaces::find(const std::string& window) {
+  // A place kept in this run is newer than the file.
   if (const auto kept = kept_.find(window); kept != kept_.end()) {
     return kept->second;
   }
@@ -88,6 +89,7 @@ bool isLargeEnough(const WindowPlace& place, int leastWidth, int leastHeight) {
   return place.width >= leastWidth && place.height >= leastHeight;
 }
 
+// The middle of the title bar must be on a screen, or the user could not grab the window.
 bool isInSight(const WindowPlace& place, const std::vector<ScreenArea>& screens) {
   const int middle = place.left + place.width / 2;
   return std::any_of(screens.begin(), screens.end(), [&](const ScreenArea& screen) {

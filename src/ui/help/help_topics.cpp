@@ -75,6 +75,7 @@ const HelpTopic* findHelpTopic(std::string_view words) {
   return nullptr;
 }
 
+// Titles first: a word that is the subject of a page occurs in many others too.
 std::vector<const HelpTopic*> searchHelpTopics(std::string_view words) {
   const std::vector<std::string> wanted = lowerWords(words);
   std::vector<const HelpTopic*> inTitles;

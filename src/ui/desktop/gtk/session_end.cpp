@@ -130,6 +130,7 @@ class SessionEnd::Client {
 
   static gboolean onUnixSignal(gpointer self) {
     guarded([&] { static_cast<Client*>(self)->onEnd_(); });
+    // Stays: without the handler, a second signal would kill the program while it ends.
     return G_SOURCE_CONTINUE;
   }
 
@@ -142,6 +143,7 @@ class SessionEnd::Client {
     if (signal == "QueryEndSession") {
       agree();
     } else if (signal == "EndSession" || signal == "Stop") {
+      // "Stop" ends this client alone, and expects no response.
       responseDue_ = signal == "EndSession";
       onEnd_();
     }

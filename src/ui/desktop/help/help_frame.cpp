@@ -140,6 +140,7 @@ int widthOfTabs(const wxBookCtrlBase& tabs) {
 }
 
 int widthOfTopics(wxTreeCtrl& contents) {
+  // All topics count; the quick way looks at the first and the last one only.
   contents.SetQuickBestSize(false);
   contents.InvalidateBestSize();
   return contents.GetBestSize().x + contents.FromDIP(kListMargin) +
@@ -334,6 +335,7 @@ void showTopics(wxTreeCtrl& contents) {
 
 // Shows the pages in the colours of the theme, also after the theme changes.
 void followTheme(wxHtmlWindow& page) {
+  // The toolkit owns the processor.
   page.AddProcessor(new ThemeColours);
   reloadPage(page);
   page.Bind(wxEVT_SYS_COLOUR_CHANGED, [&page](wxSysColourChangedEvent& event) {

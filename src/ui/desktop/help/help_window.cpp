@@ -162,6 +162,7 @@ Result<void> HelpWindow::load(const std::string& file) {
   pages_.emplace_back(kProject);
   controller_ = std::make_unique<Controller>(
       wxHF_TOOLBAR | wxHF_CONTENTS | wxHF_INDEX | wxHF_SEARCH | wxHF_PRINT, owner_(), onMade_);
+  // Otherwise an open manual would keep the program running.
   controller_->SetShouldPreventAppExit(false);
   if (!controller_->AddBook(wxString("memory:") + kProject)) {
     unload();
@@ -179,6 +180,7 @@ void HelpWindow::close() {
   }
 }
 
+// The toolkit's files in memory are shared by the whole program, and a name can be added only once.
 void HelpWindow::unload() {
   controller_.reset();
   for (const std::string& page : pages_) {

@@ -98,6 +98,7 @@ wxSizer* makeBoxButtons(wxDialog& box, const std::vector<BoxAnswer>& answers) {
   auto* sizer = new wxBoxSizer(wxHORIZONTAL);
   int position = 0;
   for (const BoxAnswer answer : answers) {
+    // "&" makes the first letter the access key.
     auto* button = new wxButton(&box, wxID_ANY, "&" + toWx(answerText(answer)));
     button->Bind(wxEVT_BUTTON, [&box, position](wxCommandEvent&) { box.EndModal(position); });
     sizer->Add(button, wxSizerFlags().Border(position == 0 ? 0 : wxLEFT, scaled(box, kGap)));
@@ -197,6 +198,7 @@ std::string InputDialog::entry() const {
 WxDialogs::WxDialogs(std::function<wxWindow*()> owner) : owner_(std::move(owner)) {}
 
 int WxDialogs::showModal(wxDialog& dialog) {
+  // The program is ending: a box opened now would wait for an answer that nobody gives.
   return closed_ ? kNoAnswer : dialog.ShowModal();
 }
 
@@ -213,6 +215,7 @@ std::string WxDialogs::inputBox(const InputBox& box) {
   InputDialog dialog(owner_(), box);
   return showModal(dialog) == 0 ? dialog.entry() : std::string();
 }
+// Empty for Cancel, as for an empty entry.
 
 std::optional<std::string> WxDialogs::openFile(const OpenFileBox& box) {
   wxFileDialog dialog(owner_(), toWx(box.title), wxEmptyString, wxEmptyString, toWx(box.filter),
@@ -252,6 +255,7 @@ void WxDialogs::closeAll() {
   closed_ = true;
   cancelNativeDialogs();
   const std::vector<wxWindow*> windows(wxTopLevelWindows.begin(), wxTopLevelWindows.end());
+  // The latest first, because each one runs inside the loop of the one before it.
   for (auto each = windows.rbegin(); each != windows.rend(); ++each) {
     auto* dialog = dynamic_cast<wxDialog*>(*each);
     if (dialog != nullptr && dialog->IsModal()) {

@@ -73,8 +73,10 @@ class WxLoop::Queue : public std::enable_shared_from_this<Queue> {
       const std::lock_guard lock(mutex_);
       events_.push_back(std::move(event));
     }
+    // One call for each event, so that other events of the toolkit run between two of ours.
     wxAppConsole::GetInstance()->CallAfter([queue = shared_from_this()] { queue->runOne(); });
   }
+  // The pending calls find nothing afterwards. Called on the user-interface thread, as they are.
   void close() {
     const std::lock_guard lock(mutex_);
     events_.clear();

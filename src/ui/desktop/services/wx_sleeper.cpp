@@ -97,6 +97,7 @@ void WxSleeper::sleep(std::chrono::milliseconds duration) {
   using Clock = std::chrono::steady_clock;
   const SleepScope scope(*this);
   const auto end = Clock::now() + duration;
+  // Asked before every round: the program may end during the pause.
   while (!interrupted_() && Clock::now() < end) {
     runEvents();
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());

@@ -197,6 +197,7 @@ class OptionView : public WidgetView {
       : WidgetView(control, style),
         option_(new wxRadioButton(parent, wxID_ANY, toWx(control.text()), wxDefaultPosition,
                                   wxDefaultSize, isFirstOfGroup(control) ? wxRB_GROUP : 0)) {
+    // An option opens no box, so its click needs no delay.
     option_->Bind(wxEVT_RADIOBUTTON,
                   [this](wxCommandEvent&) { byUser(control_, &Control::click); });
   }

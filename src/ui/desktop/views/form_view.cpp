@@ -59,6 +59,7 @@ void FormView::controlChanged(const Control& control, Change what) {
   if (found != views_.end()) {
     found->second->update(what);
   }
+  // The text of this control is the name or the description of others.
   if (what == Change::kText) {
     for (const auto* told : {&named_, &described_}) {
       const auto [first, last] = told->equal_range(&control);
@@ -135,6 +136,7 @@ bool FormView::shortcut(wxTopLevelWindow& window, const wxKeyEvent& event) {
 
 void FormView::leaveClosingToForm(wxTopLevelWindow& window) {
   window.Bind(wxEVT_CLOSE_WINDOW, [this](wxCloseEvent& event) {
+    // The form decides whether its window closes, hides or asks.
     if (event.CanVeto()) {
       event.Veto();
     }
@@ -158,6 +160,7 @@ TabsView::TabsView(wxNotebook& book, Control& control) : book_(book), control_(c
 void TabsView::update(Change what) {
   const int tab = control_.value();
   if (what == Change::kValue && tab >= 0 && tab < static_cast<int>(book_.GetPageCount())) {
+    // ChangeSelection() raises no event, so the form is not told of its own change.
     book_.ChangeSelection(static_cast<std::size_t>(tab));
   }
 }

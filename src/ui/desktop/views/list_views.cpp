@@ -162,6 +162,7 @@ class ListView : public WidgetView {
   void showSelection() {
     selectionStale_ = false;
     lines_->SetItemState(-1, 0, wxLIST_STATE_SELECTED);
+    // One by one: the toolkit has no call for a set of lines.
     for (const std::size_t position : control_.selection()) {
       lines_->SetItemState(static_cast<long>(position), wxLIST_STATE_SELECTED,
                            wxLIST_STATE_SELECTED);

@@ -54,6 +54,7 @@ void openMenu(wxWindow& over, Control& menu, const wxPoint& at) {
   Control* picked = nullptr;
   for (Control* entry : menu.form().controls()) {
     if (entry->parent() == &menu && entry->visible()) {
+      // Chosen entries are only noted here, because a box must not open inside PopupMenu().
       wxMenuItem* item = entries.Append(wxID_ANY, captionOf(*entry));
       item->Enable(entry->enabled());
       entries.Bind(

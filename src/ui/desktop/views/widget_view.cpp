@@ -130,6 +130,8 @@ wxColour readable(const wxColour& colour, const wxColour& text,
   // WCAG 2.1 requires 4.5. Anti-aliased edges reduce the contrast a little.
   constexpr double kReadable = 5;
   constexpr int kSteps = 16;
+  // From the wanted colour towards the text colour, which the theme has made readable, in as few
+  // steps as are needed.
   for (int step = 0; step < kSteps; ++step) {
     const auto mixed = [step](unsigned char from, unsigned char to) {
       return static_cast<unsigned char>(from + (to - from) * step / kSteps);
@@ -218,6 +220,7 @@ std::string WidgetView::accessibleName() const {
 }
 
 void byUser(Control& control, const std::function<void(Control&)>& action) {
+  // A click on a control that takes none now, by an assistive tool for example, only beeps.
   if (whyNoInput(control).empty()) {
     action(control);
   } else {

@@ -32,6 +32,7 @@ int scaled(const wxWindow& window, int pixels) {
 wxBoxSizer* column(const wxWindow& in, std::initializer_list<wxWindow*> windows) {
   auto* sizer = new wxBoxSizer(wxVERTICAL);
   bool first = true;
+  // Expanded, so that windows of different widths line up at both sides.
   for (wxWindow* window : windows) {
     sizer->Add(window, wxSizerFlags().Expand().Border(first ? 0 : wxTOP, scaled(in, kGap)));
     first = false;

@@ -31,6 +31,7 @@ std::int32_t widthInPixels(const Screen& screen, const std::string& text) {
 frmLog::frmLog(const ProgramWorld& world) : Form("frmLog", "Activity Log"), world_(world) {
   chkVerboseLog.setVisible(false);
   lstLog.onKeyDown([this](int keyCode, int shift) {
+    // The switch for the verbose log is for support and stays out of the way of other users.
     if (keyCode == kVerboseKey && shift == kVerboseShift) {
       chkVerboseLog.setVisible(true);
     }
@@ -91,6 +92,7 @@ void frmLog::AddToLogV(const std::string& text) {
 void frmLog::AddLine(const std::string& text) {
   const std::string line = trimBlanks(text);
   lstLog.addItem(line);
+  // Measured with a margin that scales with the font.
   const std::int32_t width = widthInPixels(world_.screen, kMargin + line);
   if (width > widest_) {
     widest_ = width;
@@ -124,6 +126,7 @@ void frmLog::showHit(const std::optional<LineSearch::Hit>& hit) {
     showFound(txtFind.text().empty() ? "" : "Nothing found");
     return;
   }
+  // Before the selection moves: going back, the hit lies behind the line that was current.
   const bool back = hit->line > currentLine();
   lstLog.setSelection({hit->line});
   showFound("Line " + std::to_string(hit->line + 1) + " of " +
@@ -136,6 +139,7 @@ void frmLog::showFound(const std::string& words) {
   lblFound.setVisible(!words.empty());
 }
 
+// Without a selection, everything: a user who only presses Copy expects the log.
 std::string frmLog::copyText() const {
   if (lstLog.selection().empty()) {
     return allLines();

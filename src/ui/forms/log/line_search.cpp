@@ -65,6 +65,8 @@ std::optional<LineSearch::Hit> LineSearch::type(std::string_view text, std::size
     return std::nullopt;
   }
   if (text_.empty() || !folded.starts_with(text_)) {
+    // If the current line is the hit of the former text, the new search starts where that one did.
+    // Otherwise each correction of a letter would move on through the log.
     begin(isHit(from) ? origin_ : from);
   }
   text_ = std::move(folded);
@@ -98,6 +100,7 @@ std::optional<LineSearch::Hit> LineSearch::previous(std::size_t from) {
     return Hit{line, line >= from};
   }
   begin(0);
+  // All lines are examined now, and none contains the text.
   misses_ = size_;
   return std::nullopt;
 }

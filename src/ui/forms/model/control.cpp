@@ -73,6 +73,7 @@ void Control::setValue(int value) {
     return;
   }
   value_ = value;
+  // The others first, so that a reaction never sees two options selected.
   if (isOption(kind_) && value == 1) {
     selectInGroup();
   }
@@ -116,6 +117,7 @@ void Control::setEnabled(bool enabled) {
   }
   changed(Change::kEnabled);
   for (Control* alias : aliases_) {
+    // An alias is enabled like its original but is drawn by a view of its own.
     alias->changed(Change::kEnabled);
   }
 }
@@ -144,6 +146,7 @@ void Control::setToolTip(std::string toolTip) {
 }
 
 const std::string& Control::tip() const {
+  // A disabled control says why, which is the question of a user who points at it.
   return enabled() || whyDisabled_.empty() ? toolTip_ : whyDisabled_;
 }
 
@@ -213,6 +216,7 @@ bool Control::takesClicks() const {
          onClick_ != nullptr || aliasOf_ != nullptr;
 }
 
+// Access keys are marked by "&" in captions; "&&" stands for a "&".
 std::string plainCaption(std::string_view caption) {
   std::string plain;
   for (std::size_t i = 0; i < caption.size(); ++i) {

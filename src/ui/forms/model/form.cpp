@@ -23,6 +23,7 @@ void Form::setCaption(std::string caption) {
 }
 
 Control* Form::find(std::string_view name) const {
+  // Scripts name controls in any letter case.
   const std::string wanted = asciiLower(name);
   const auto found = std::find_if(controls_.begin(), controls_.end(), [&](const Control* control) {
     return asciiLower(control->name()) == wanted;

@@ -11,6 +11,8 @@
 
 namespace relaybird {
 
+// A glance at the form only. What looks like an address is not given to the mail application, which
+// could take long to look it up.
 bool bolCheckEmailAddress(ActivityLog& log, std::string_view address) {
   log.AddToLogV("bolCheckEmailAddress - (Entered)");
   constexpr std::size_t kShortest = 3;

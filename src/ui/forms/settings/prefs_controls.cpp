@@ -40,6 +40,7 @@ std::string_view lastEntry(std::string_view text) {
   return separator == text.npos ? text : text.substr(separator + 1);
 }
 
+// A comma inside a quoted name is part of it. The quotes are those of RFC 5322 section 3.2.4.
 bool endsInQuotes(std::string_view entry) {
   bool quoted = false;
   for (std::size_t position = 0; position < entry.size(); ++position) {
@@ -52,6 +53,8 @@ bool endsInQuotes(std::string_view entry) {
   return quoted;
 }
 
+// In the list of senders names may contain commas ("Doe, John"), so a comma ends only an entry that
+// is an address.
 bool commaEndsEntry(ListOf list, std::string_view entry) {
   return list != ListOf::kPhrases && !endsInQuotes(entry) &&
          (list == ListOf::kAddresses || entry.find('@') != entry.npos);
