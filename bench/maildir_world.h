@@ -38,6 +38,14 @@ struct MaildirBench {
 
   std::string inbox() const { return folder.path() + "/Maildir"; }
 
+  MailSettings settings() const {
+    MailSettings settings;
+    settings.maildir = inbox();
+    settings.address = "ann@example.org";
+    settings.name = "Ann Example";
+    return settings;
+  }
+
   /// Puts `count` messages into new/, numbered from 1.
   void fill(int count, const std::function<std::string(int)>& message) {
     for (int i = 1; i <= count; ++i) {
@@ -72,12 +80,10 @@ struct MaildirBench {
   FakeEventQueue events;
   InlineExecutor executor;
   NoCommands commands;
-  MaildirStore store{{{folder.path() + "/state/rbx/outbox", folder.path() + "/state",
-                       "ann@example.org", "Ann Example", /*addressBook=*/{}},
-                      inbox(),
-                      /*sendmail=*/{}},
-                     {files, clock, events, executor, commands, systemRandomBytes},
-                     std::shared_ptr<Transport>(std::shared_ptr<void>(), transport)};
+  MaildirStore store{
+      settings(),
+      {files, clock, events, executor, commands, systemRandomBytes, {}, folder.path() + "/state"},
+      std::shared_ptr<Transport>(std::shared_ptr<void>(), transport)};
   BenchWorld world{files, store.factory()};
 };
 

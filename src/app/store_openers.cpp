@@ -2,8 +2,11 @@
 #include "app/store_openers.h"
 
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "mail/mail_settings.h"
+#include "outbox/delivery/make_transport.h"
 #include "platform/text/ascii_text.h"
 #include "stores/maildir/maildir_store.h"
 
@@ -12,7 +15,8 @@ namespace {
 
 struct StoreEntry {
   std::string_view name;
-  Result<std::unique_ptr<MailStore>> (*open)(const ProfileReader& file, const StoreWorld& world);
+  Result<std::unique_ptr<MailStore>> (*open)(const MailSettings& settings, const StoreWorld& world,
+                                             std::shared_ptr<Transport> transport);
 };
 
 // One line for each store; src/stores/CMakeLists.txt defines the macro of a store that is built.
@@ -21,6 +25,24 @@ const std::vector<StoreEntry> kStores = {
     {"maildir", openMaildirStore},
 #endif
 };
+
+// The way off this computer does not depend on the store, so it is made here.
+Result<std::unique_ptr<MailStore>> openWith(const StoreEntry& store, const ProfileReader& file,
+                                            const std::string& fileName, const StoreWorld& world) {
+  const auto read = readMailSettings(file, world.user);
+  if (!read.errors.empty()) {
+    std::string text = "Section [mail] of " + fileName + " cannot be used:";
+    for (const std::string& error : read.errors) {
+      text += " " + error;
+    }
+    return Error{0, text};
+  }
+  auto transport = makeTransport(read.settings, world);
+  if (!transport) {
+    return transport.error();
+  }
+  return store.open(read.settings, world, std::move(*transport));
+}
 
 }  // namespace
 
@@ -34,7 +56,7 @@ Result<std::unique_ptr<MailStore>> openStore(const std::string& name, const Prof
   std::string known;
   for (const StoreEntry& store : kStores) {
     if (store.name == name) {
-      return store.open(file, world);
+      return openWith(store, file, fileName, world);
     }
     known += (known.empty() ? "" : ", ") + std::string(store.name);
   }

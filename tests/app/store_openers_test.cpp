@@ -87,6 +87,25 @@ TEST_F(StoreOpenersTest, AnUnknownStoreIsAnErrorThatNamesTheFileAndTheKnownOnes)
                                     " names is not known; there is maildir");
 }
 
+TEST_F(StoreOpenersTest, ASettingThatCannotBeUsedIsAnErrorThatNamesTheFile) {
+  const auto store = open("maildir", "delivery=pigeon\naddress=me@here.example\n");
+  ASSERT_FALSE(store);
+  EXPECT_EQ(store.error().text, "Section [mail] of " + temp.path("rbx_prefs.ini") +
+                                    " cannot be used: delivery=pigeon is not known; it has to be "
+                                    "one of none, sendmail, smtp.");
+}
+
+TEST_F(StoreOpenersTest, TheWayOutIsTheOneThatTheSettingsName) {
+  const auto delivers = [&](const std::string& lines) {
+    auto store = open("maildir", lines + "address=me@here.example\n");
+    EXPECT_TRUE(store) << lines;
+    return store && (*store)->outgoing().state().delivers;
+  };
+  EXPECT_FALSE(delivers(""));
+  EXPECT_TRUE(delivers("sendmail=/usr/sbin/sendmail\n"));
+  EXPECT_FALSE(delivers("sendmail=/usr/sbin/sendmail\ndelivery=none\n"));
+}
+
 TEST_F(StoreOpenersTest, ADeliveryCommandWithoutItsWholePathIsAnError) {
   const auto store = open("maildir", "sendmail=sendmail -t\naddress=me@here.example\n");
   ASSERT_FALSE(store);

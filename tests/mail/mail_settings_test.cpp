@@ -130,6 +130,26 @@ TEST_F(MailSettingsFile, PathsBeginInTheHomeFolder) {
   EXPECT_EQ(s.settings.imap.server.caFile, "/home/ann/ca.pem");
 }
 
+TEST_F(MailSettingsFile, ATildeInsideAPathIsAnOrdinaryLetter) {
+  const auto s = read("maildir=/x/~/y\noutbox=~bob/o\n");
+  EXPECT_EQ(s.settings.maildir, "/x/~/y");
+  EXPECT_EQ(s.settings.outbox, "/home/ann/~bob/o");
+  EXPECT_EQ(read("maildir=~\n").settings.maildir, "/home/ann");
+  EXPECT_EQ(read("maildir=/\n").settings.maildir, "/");
+}
+
+TEST_F(MailSettingsFile, ABlankedKeyCountsAsAbsent) {
+  const auto s = read("maildir=\naddress=\nsendmail=\n");
+  EXPECT_EQ(s.settings.maildir, "/home/ann/Maildir");
+  EXPECT_EQ(s.settings.address, "ann@host");
+  EXPECT_EQ(s.settings.delivery, DeliveryKind::kNone);
+}
+
+TEST_F(MailSettingsFile, ALongPathIsNotCut) {
+  const std::string path = "/" + std::string(1000, 'p');
+  EXPECT_EQ(read("maildir=" + path + "\n").settings.maildir, path);
+}
+
 TEST_F(MailSettingsFile, ATypingErrorDoesNotSwitchTheHourlyLimitOff) {
   EXPECT_EQ(read("max_per_hour=7\n").settings.mostPerHour, 7u);
   for (const std::string wrong : {"0", "-1", "7x", "none"}) {

@@ -28,7 +28,7 @@ struct User {
        const std::string& state)
       : address(name + "@" + name + ".example"),
         clock(time),
-        stateFolder(state.empty() ? temp.path("state/rbx") : state) {
+        stateFolder(state.empty() ? temp.path("state") : state) {
     for (const char* part : {"", "/new", "/cur", "/tmp"}) {
       std::filesystem::create_directory(temp.path("Maildir") + part);
     }
@@ -81,16 +81,16 @@ struct User {
   RecordingAlerts alerts;
   RecordingTrace trace;
   UnsyncedDisk disk{sleeper};
-  MaildirStore store{
-      {{temp.path("outbox"), stateFolder, address, "", ""}, temp.path("Maildir"), ""},
-      {.files = disk,
-       .clock = clock,
-       .events = events,
-       .executor = executor,
-       .commands = commands,
-       .random = countingRandom(std::hash<std::string>()(address)),
-       .notice = [this](const StoreNotice& notice) { log.AddToLog(notice.line); }},
-      borrowed(&transport)};
+  MaildirStore store{maildirSettings(temp.path("Maildir"), temp.path("outbox"), address),
+                     {.files = disk,
+                      .clock = clock,
+                      .events = events,
+                      .executor = executor,
+                      .commands = commands,
+                      .random = countingRandom(std::hash<std::string>()(address)),
+                      .stateFolder = stateFolder,
+                      .notice = [this](const StoreNotice& notice) { log.AddToLog(notice.line); }},
+                     borrowed(&transport)};
   NoFolders folders;
   NotWindows osVersion;
   ProfileFile profiles{disk};

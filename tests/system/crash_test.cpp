@@ -80,10 +80,8 @@ class RecordingTransport : public SingleTransport {
 struct Program {
   Program(const Machine& machine, FileSystem& files, std::uint64_t run, bool delivering)
       : transport(machine.handedOver),
-        inner({{machine.outbox, machine.temp.path("state/rbx"), "ann@example.org", "Ann", ""},
-               machine.maildir,
-               ""},
-              files, run, delivering ? &transport : nullptr) {}
+        inner(maildirSettings(machine.maildir, machine.outbox, "ann@example.org", "Ann"),
+              machine.temp.path("state"), files, run, delivering ? &transport : nullptr) {}
 
   void pass() { inner.pass(); }
 

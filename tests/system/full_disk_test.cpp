@@ -15,16 +15,12 @@ namespace {
 
 constexpr int kItems = 5;
 const std::string kMaildir = "/home/ann/Maildir";
-const std::string kState = "/home/ann/.local/state/rbx";
+const std::string kStateFolder = "/home/ann/.local/state";
+const std::string kState = kStateFolder + "/rbx";
 const std::string kOutbox = kState + "/outbox";
 
-MaildirSettings annsSettings() {
-  MaildirSettings settings;
-  settings.maildir = kMaildir;
-  settings.outbox = kOutbox;
-  settings.stateFolder = kState;
-  settings.address = "ann@example.org";
-  return settings;
+MailSettings annsSettings() {
+  return maildirSettings(kMaildir, kOutbox, "ann@example.org");
 }
 
 DiskImage fullInbox() {
@@ -46,7 +42,7 @@ class FullDisk : public testing::Test {
     program.reset();  // before its disk
     disk = std::make_unique<CutDisk>(clock, fullInbox());
     files = std::make_unique<FaultyFileSystem>(*disk);
-    program = std::make_unique<PassProgram>(annsSettings(), *files, 1, nullptr);
+    program = std::make_unique<PassProgram>(annsSettings(), kStateFolder, *files, 1, nullptr);
   }
   std::size_t linesWith(const std::string& words) const {
     std::size_t count = 0;

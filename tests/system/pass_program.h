@@ -19,8 +19,8 @@ namespace relaybird {
 
 struct PassProgram {
   /// `run` tells the random numbers and the time of this run from those of others.
-  PassProgram(const MaildirSettings& settings, FileSystem& files, std::uint64_t run,
-              Transport* transport)
+  PassProgram(const MailSettings& settings, const std::string& stateFolder, FileSystem& files,
+              std::uint64_t run, Transport* transport)
       : clock(makeTime(2026, 11, 20, 15, 4, 5) + std::chrono::minutes{run}),
         store(settings,
               {.files = files,
@@ -29,6 +29,7 @@ struct PassProgram {
                .executor = executor,
                .commands = commands,
                .random = countingRandom(run),
+               .stateFolder = stateFolder,
                .notice = [this](const StoreNotice& told) { log.AddToLog(told.line); }},
               borrowed(transport)) {
     prefs.ReadIniPref();

@@ -20,7 +20,8 @@ namespace relaybird {
 namespace {
 
 const std::string kMaildir = "/home/ann/Maildir";
-const std::string kState = "/home/ann/.local/state/rbx";
+const std::string kStateFolder = "/home/ann/.local/state";
+const std::string kState = kStateFolder + "/rbx";
 const std::string kOutbox = kState + "/outbox";
 
 // A hand-over is on the medium after the first of these steps: the journal got a line, it was
@@ -29,14 +30,8 @@ const std::vector<std::string> kNotes = {"sync of file " + kOutbox + "/journal",
                                          "sync of folder " + kOutbox,
                                          "remove " + kOutbox + "/new/"};
 
-MaildirSettings annsSettings() {
-  MaildirSettings settings;
-  settings.maildir = kMaildir;
-  settings.outbox = kOutbox;
-  settings.stateFolder = kState;
-  settings.address = "ann@example.org";
-  settings.name = "Ann";
-  return settings;
+MailSettings annsSettings() {
+  return maildirSettings(kMaildir, kOutbox, "ann@example.org", "Ann");
 }
 
 void put(DiskImage& image, const std::string& name, const std::string& kind,
@@ -85,7 +80,7 @@ class NotingTransport : public SingleTransport {
 std::vector<NotingTransport::Taken> runOn(CutDisk& disk, std::uint64_t run,
                                           std::size_t passes = 2) {
   NotingTransport transport(disk);
-  PassProgram program(annsSettings(), disk, run, &transport);
+  PassProgram program(annsSettings(), kStateFolder, disk, run, &transport);
   for (std::size_t i = 0; i < passes; ++i) {
     program.pass();
   }
@@ -246,7 +241,7 @@ TEST_F(PowerCut, AfterEveryStepOfAPassWithDeliveryNothingIsLostAndNothingGoesTwi
 
 TEST_F(PowerCut, AfterEveryStepOfAPassThatOnlyFillsTheOutboxNothingIsLostAndNothingGoesTwice) {
   CutDisk disk(clock, fullInbox());
-  PassProgram(annsSettings(), disk, 1, nullptr).pass();
+  PassProgram(annsSettings(), kStateFolder, disk, 1, nullptr).pass();
   ASSERT_GT(disk.steps(), 40u);
   tryEveryCut(disk, {});
   report(disk);

@@ -49,7 +49,7 @@ bool hasControls(const std::string& text) {
 
 }  // namespace
 
-MailboxSession::MailboxSession(std::unique_ptr<Inbox> inbox, MailboxSettings settings,
+MailboxSession::MailboxSession(std::unique_ptr<Inbox> inbox, MailSettings settings,
                                StoreWorld world, std::shared_ptr<Transport> transport)
     : settings_(std::move(settings)),
       world_(std::move(world)),
@@ -109,11 +109,11 @@ void MailboxSession::openOutbox() {
   requireAlone();
   settings_.address = wireAddress(settings_.address);
   const std::string identity = orThrow(inbox_->identity());
-  OutboxPlace place(world_.files, identity, settings_.stateFolder, settings_.outbox);
+  OutboxPlace place(world_.files, identity, stateFolder(), settings_.outbox);
   auto outbox = orThrow(place.open(world_.clock, world_.random));
-  const std::string keyFile = settings_.stateFolder + "/trace-key";
+  const std::string keyFile = stateFolder() + "/trace-key";
   if (!MakeFolderPath(world_.files, keyFile)) {
-    throw MailStoreError("The folder " + settings_.stateFolder + " cannot be made");
+    throw MailStoreError("The folder " + stateFolder() + " cannot be made");
   }
   trace_ = orThrow(TraceMark::open(world_.files, world_.random, keyFile, identity));
   for (const std::string& finding : outbox->findings()) {
@@ -123,9 +123,9 @@ void MailboxSession::openOutbox() {
     world_.notice(left);
   }
   marks_ = std::make_unique<ReadMarks>(*inbox_, *outbox, world_.notice);
-  delivery_ = std::make_unique<DeliveryWorker>(DeliveryWorker::Setting{
-      world_.files, world_.clock, *outbox, transport_.get(), world_.executor, world_.events,
-      world_.notice, settings_.mostPerHour});
+  delivery_ = std::make_unique<DeliveryWorker>(
+      DeliveryWorker::Setting{world_.files, world_.clock, *outbox, transport_.get(),
+                              world_.executor, world_.events, world_.notice, mostPerHour()});
   outbox_ = std::move(outbox);
   delivery_->flush({});  // messages left waiting by an earlier run
 }
@@ -328,7 +328,7 @@ std::string MailboxSession::outboxFolder() const {
   if (outbox_) {
     return outbox_->folder();
   }
-  return OutboxPlace(world_.files, place(), settings_.stateFolder, settings_.outbox).where();
+  return OutboxPlace(world_.files, place(), stateFolder(), settings_.outbox).where();
 }
 
 OutgoingState MailboxSession::outgoing() {
@@ -345,7 +345,7 @@ OutgoingState MailboxSession::outgoing() {
     state.stopped = std::move(counts.stopped);
   } else if (state.delivers) {
     const HourlyLimit limit(world_.files, world_.clock, DeliveryWorker::limitFile(state.outbox),
-                            settings_.mostPerHour);
+                            mostPerHour());
     state.stopped.assign(limit.stopped().begin(), limit.stopped().end());
   }
   return state;

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "mail/mail_settings.h"
 #include "mail/mail_store.h"
 #include "mail/store_world.h"
 #include "message/address/address_book.h"
@@ -20,7 +21,6 @@
 #include "outbox/outbox.h"
 #include "outbox/trace_mark.h"
 #include "stores/mailbox/inbox.h"
-#include "stores/mailbox/mailbox_settings.h"
 #include "stores/mailbox/read_marks.h"
 
 namespace relaybird {
@@ -30,7 +30,7 @@ namespace relaybird {
 class MailboxSession {
  public:
   /// `transport` may be null: forwards then stay in the outbox.
-  MailboxSession(std::unique_ptr<Inbox> inbox, MailboxSettings settings, StoreWorld world,
+  MailboxSession(std::unique_ptr<Inbox> inbox, MailSettings settings, StoreWorld world,
                  std::shared_ptr<Transport> transport);
   ~MailboxSession();
   MailboxSession(const MailboxSession&) = delete;
@@ -50,7 +50,7 @@ class MailboxSession {
   /// Identifies the mailbox; the folder as the settings name it where the identity is unknown.
   std::string place() const;
   std::string folder() const { return inbox_->folder(); }
-  const MailboxSettings& settings() const { return settings_; }
+  const MailSettings& settings() const { return settings_; }
   const Clock& clock() const { return world_.clock; }
   /// An object that only identifies the session.
   const std::shared_ptr<void>& mapiObject() const { return mapiObject_; }
@@ -109,6 +109,8 @@ class MailboxSession {
   void requireOpen();
   void openOutbox();
   std::string outboxFolder() const;
+  std::string stateFolder() const { return world_.stateFolder + "/rbx"; }
+  std::size_t mostPerHour() const { return settings_.mostPerHour.value_or(kMostPerHour); }
   void deliverAgain();
   OwnMarks ownMarks() const;
   std::optional<Mailbox> fromAddressBook(const std::string& name);
@@ -117,7 +119,7 @@ class MailboxSession {
   Result<void> putIntoOutbox(const std::string& entryId, ForwardDraft draft);
   Result<std::string> messageIdFor(const std::string& entryId);
 
-  MailboxSettings settings_;
+  MailSettings settings_;
   StoreWorld world_;
   std::shared_ptr<Transport> transport_;
   std::unique_ptr<Inbox> inbox_;

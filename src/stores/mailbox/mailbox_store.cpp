@@ -267,7 +267,7 @@ void addComponents(ObjectRegistry& registry, const SessionRef& session) {
 
 }  // namespace
 
-MailboxStore::MailboxStore(std::unique_ptr<Inbox> inbox, MailboxSettings settings, StoreWorld world,
+MailboxStore::MailboxStore(std::unique_ptr<Inbox> inbox, MailSettings settings, StoreWorld world,
                            std::shared_ptr<Transport> transport)
     : session_(std::make_shared<MailboxSession>(std::move(inbox), std::move(settings),
                                                 std::move(world), std::move(transport))),

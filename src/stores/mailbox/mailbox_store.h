@@ -6,12 +6,12 @@
 #include <memory>
 #include <string>
 
+#include "mail/mail_settings.h"
 #include "mail/mail_store.h"
 #include "mail/shared_components.h"
 #include "mail/store_world.h"
 #include "outbox/delivery/transport.h"
 #include "stores/mailbox/inbox.h"
-#include "stores/mailbox/mailbox_settings.h"
 
 namespace relaybird {
 
@@ -25,9 +25,10 @@ class MailboxSession;
 /// the inbox, waits for the delivery under way to stop, and makes all objects taken from it fail.
 class MailboxStore : public MailStore {
  public:
-  /// `transport` takes forwards off this computer and is used on the executor's thread. Null:
-  /// forwards stay in the outbox.
-  MailboxStore(std::unique_ptr<Inbox> inbox, MailboxSettings settings, StoreWorld world,
+  /// The outbox, unless the settings name one, and the key of the trace marks are in "rbx" below
+  /// the world's state folder. `transport` takes forwards off this computer and is used on the
+  /// executor's thread. Null: forwards stay in the outbox.
+  MailboxStore(std::unique_ptr<Inbox> inbox, MailSettings settings, StoreWorld world,
                std::shared_ptr<Transport> transport);
   ~MailboxStore() override;
 

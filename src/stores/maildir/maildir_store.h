@@ -7,19 +7,18 @@
 
 #include "platform/result.h"
 #include "stores/mailbox/mailbox_store.h"
-#include "stores/maildir/maildir_settings.h"
 
 namespace relaybird {
 
 class MaildirStore : public MailboxStore {
  public:
-  explicit MaildirStore(const MaildirSettings& settings, const StoreWorld& world,
+  explicit MaildirStore(const MailSettings& settings, const StoreWorld& world,
                         std::shared_ptr<Transport> transport = nullptr);
 };
 
-/// Opens the store that the preference file describes. An error is a sentence about a setting that
-/// cannot be used.
-Result<std::unique_ptr<MailStore>> openMaildirStore(const ProfileReader& file,
-                                                    const StoreWorld& world);
+/// Opens the store that the settings describe. Nothing of the Maildir is touched yet.
+Result<std::unique_ptr<MailStore>> openMaildirStore(const MailSettings& settings,
+                                                    const StoreWorld& world,
+                                                    std::shared_ptr<Transport> transport);
 
 }  // namespace relaybird

@@ -65,8 +65,8 @@ struct Machine {
 
   TempFolder temp;
   std::string maildir = temp.path("Maildir");
-  std::string state = temp.path("state/rbx");
-  std::string outbox = state + "/outbox";
+  std::string state = temp.path("state");
+  std::string outbox = state + "/rbx/outbox";
 };
 
 // Opens the store, which begins to deliver what waits, and reads the new message meanwhile.
@@ -85,8 +85,9 @@ bool deliverAndRead(const Machine& machine) {
     NoCommands commands;
     ThreadExecutor executor;
     MaildirStore store(
-        {{machine.outbox, machine.state, "ann@example.org", "Ann", ""}, machine.maildir, ""},
-        {disk, clock, events, executor, commands, countingRandom()}, borrowed(&transport));
+        maildirSettings(machine.maildir, machine.outbox, "ann@example.org", "Ann"),
+        {disk, clock, events, executor, commands, countingRandom(), {}, machine.state},
+        borrowed(&transport));
     const auto application = createAs<Application>(store.factory(), prog_id::kApplication);
     const auto inbox = application->GetNamespace("MAPI")->GetDefaultInbox();
     body = inbox->Items()->Item(1)->Body();

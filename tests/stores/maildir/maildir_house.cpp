@@ -17,6 +17,16 @@ RandomBytes countingRandom(std::uint64_t seed) {
   };
 }
 
+MailSettings maildirSettings(const std::string& maildir, const std::string& outbox,
+                             const std::string& address, const std::string& name) {
+  MailSettings settings;
+  settings.maildir = maildir;
+  settings.outbox = outbox;
+  settings.address = address;
+  settings.name = name;
+  return settings;
+}
+
 std::vector<OutboxFile> outboxFiles(const std::string& folder) {
   std::vector<OutboxFile> files;
   const std::string waiting = folder + "/new";
@@ -41,11 +51,8 @@ std::string fieldOf(std::string_view message, const std::string& name) {
 }
 
 MaildirHouse::MaildirHouse() {
-  settings.maildir = maildir;
-  settings.stateFolder = temp.path("state/rbx");
-  settings.outbox = settings.stateFolder + "/outbox";
-  settings.address = "ann@example.org";
-  settings.name = "Ann Example";
+  settings =
+      maildirSettings(maildir, stateFolder + "/rbx/outbox", "ann@example.org", "Ann Example");
   open();
 }
 
@@ -59,6 +66,7 @@ void MaildirHouse::open() {
                  .executor = executor,
                  .commands = commands,
                  .random = countingRandom(++opened),
+                 .stateFolder = stateFolder,
                  .notice = [this](const StoreNotice& told) { notices.push_back(told.line); },
                  .lockFolder = [this](const std::string& folder) { return lock(folder); }},
       delivering ? borrowed(&transport) : nullptr);

@@ -37,6 +37,10 @@ class FakeTransport : public SingleTransport {
 /// Different bytes at every call, the same in every run with the same seed.
 RandomBytes countingRandom(std::uint64_t seed = 1);
 
+/// Settings of a Maildir store from which nothing leaves.
+MailSettings maildirSettings(const std::string& maildir, const std::string& outbox,
+                             const std::string& address, const std::string& name = "");
+
 /// The outbox as a reader of the disk sees it.
 struct OutboxFile {
   std::string name;
@@ -70,7 +74,8 @@ struct MaildirHouse : MaildirDisk {
   NoCommands commands;
   FakeTransport transport;
   std::vector<std::string> notices;
-  MaildirSettings settings;
+  MailSettings settings;
+  std::string stateFolder = temp.path("state");
   /// The lock on the Maildir; an error means that another program has it.
   std::function<Result<void>(const std::string& maildir)> lock = [](const std::string&) {
     return Result<void>();

@@ -149,8 +149,14 @@ TEST_F(MaildirStoreTest, AnAddressOfOnesOwnThatIsNoneIsRefused) {
 
 TEST_F(MaildirStoreTest, AnOutboxInUseByAnotherProgramIsRefused) {
   house.application();
-  MaildirStore second(house.settings, {house.disk, house.clock, house.events, house.executor,
-                                       house.commands, countingRandom(9)});
+  MaildirStore second(house.settings, {house.disk,
+                                       house.clock,
+                                       house.events,
+                                       house.executor,
+                                       house.commands,
+                                       countingRandom(9),
+                                       {},
+                                       house.stateFolder});
   EXPECT_THROW(second.factory().CreateObject(prog_id::kApplication), MailStoreError);
   house.close();
   EXPECT_NO_THROW(second.factory().CreateObject(prog_id::kApplication));
