@@ -16,6 +16,7 @@ endmacro()
 layer(platform)
 layer(platform/posix platform)
 layer(platform/freedesktop platform)
+layer(platform/curl platform)
 layer(message platform)
 layer(mail platform)
 layer(outbox platform message mail)
@@ -34,8 +35,8 @@ layer(ui/desktop/views platform ui/forms ui/desktop/widgets ui/desktop/native ui
 layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views)
 layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
 layer(ui/desktop/gtk platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
-layer(app platform platform/posix platform/freedesktop message mail outbox prefs stores compose engine ui/forms ui/help
-      ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
+layer(app platform platform/posix platform/freedesktop platform/curl message mail outbox prefs stores compose engine
+      ui/forms ui/help ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)
 
 set(core platform mail prefs compose engine ui/forms)
