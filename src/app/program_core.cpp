@@ -11,6 +11,7 @@
 #include "platform/freedesktop/desktop_keyring.h"
 #include "platform/freedesktop/desktop_online_accounts.h"
 #endif
+#include "platform/curl/curl_network.h"
 #include "platform/posix/main_loop.h"
 #include "prefs/preference_location.h"
 
@@ -67,7 +68,8 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
                                [this](const std::string& folder) {
                                  return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
                                },
-                           .secrets = secretWorld()});
+                           .secrets = secretWorld(),
+                           .network = [] { return std::make_unique<CurlNetwork>(); }});
   if (!store) {
     return Refusal{kSettingsForbid, store.error().text};
   }

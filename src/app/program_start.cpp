@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "message/text/libraries.h"
+#include "platform/curl/curl_network.h"
 #include "platform/file_system.h"
 #include "platform/posix/secret_pages.h"
 
@@ -46,6 +47,7 @@ void prepareProcess() {
   static auto* const secretPages = new SecretPages;  // never destroyed: statics may hold secrets
   keepSecretsIn(*secretPages);
   prepareLibraries();
+  prepareCurl();
 }
 
 ProgramIdentity programIdentity(std::string name) {

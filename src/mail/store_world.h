@@ -14,6 +14,7 @@
 #include "platform/result.h"
 #include "platform/system/command_runner.h"
 #include "platform/system/executor.h"
+#include "platform/system/network.h"
 #include "platform/system/online_accounts.h"
 #include "platform/system/random_bytes.h"
 #include "platform/system/secret_store.h"
@@ -60,6 +61,8 @@ struct StoreWorld {
     return Result<void>();
   };
   SecretWorld secrets = {};
+  /// Makes the network of a thread that reaches mail servers; not set: there are none.
+  NetworkMaker network = {};
   /// Keeps the windows alive while a call of the store waits for a server: runs the events that are
   /// due and returns soon. To be called every 50 ms or more often, on the user-interface thread.
   /// False: the call is to give up at once, because the user does not want the check any more or
