@@ -133,6 +133,7 @@ SignInMaterial SignInSource::get(std::stop_token stop) {
     return refusal();
   }
   Found found = ask(std::move(stop));
+  overwriteStack();
   if (found.failure) {
     return {std::nullopt, *std::move(found.failure)};
   }
@@ -170,6 +171,7 @@ SignInMaterial SignInSource::refusal() const {
 }
 
 void SignInSource::refused() {
+  overwriteStack();
   if (kept_) {
     refused_ = std::move(kept_->secret);
     kept_.reset();
@@ -180,6 +182,7 @@ void SignInSource::refused() {
 }
 
 void SignInSource::accepted() {
+  overwriteStack();
   tryAgain();
 }
 

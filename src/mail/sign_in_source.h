@@ -57,6 +57,8 @@ class SignInSource {
   /// temporary. The next get() asks the place anew. If that has nothing new, or if the second
   /// secret was refused too, get() fails for an hour, and longer until there is something new.
   void refused();
+  /// The server has accepted them. This and refused() also clear the calling thread's stack of what
+  /// the sign-in left there.
   void accepted();
   /// The user has asked for another try: what was refused may be tried again.
   void tryAgain();

@@ -2,7 +2,9 @@
 #include "platform/system/secret.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstring>
 #include <utility>
 
 namespace relaybird {
@@ -89,6 +91,19 @@ void Secret::wipe() {
     memory_->giveBack(std::exchange(bytes_, nullptr), std::exchange(taken_, 0));
   }
   size_ = 0;
+}
+
+// The array is as deep as the calls of libcurl, libsecret and OpenSSL go. Copying uses other
+// registers for other sizes, and leaves the last bytes that it copied in them, so zeros are copied
+// in each size. The copying function is called through a volatile pointer, so that the compiler
+// does not replace the calls.
+void overwriteStack() {
+  std::array<char, std::size_t{64} * 1024> stack;
+  overwrite(stack);
+  void* (*volatile copy)(void*, const void*, std::size_t) = std::memmove;
+  for (std::size_t size = 16; size <= 1024; size *= 2) {
+    copy(stack.data(), stack.data() + 2 * size, size + 1);
+  }
 }
 
 // Written through a volatile pointer, because a compiler leaves out writes to memory that is about

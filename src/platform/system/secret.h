@@ -55,6 +55,12 @@ class Secret {
   SecretMemory* memory_ = nullptr;
 };
 
+/// Overwrites what earlier calls of this thread have left on its stack and in the processor's
+/// registers. To be called after work with a secret, from where that work was called: copying
+/// leaves pieces of it in registers, which are saved on the stack when a function of a library is
+/// called for the first time.
+void overwriteStack();
+
 /// Overwrites bytes, also where the compiler sees that nobody reads them any more.
 void overwrite(std::span<char> bytes);
 

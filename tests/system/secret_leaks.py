@@ -1,0 +1,275 @@
+#!/usr/bin/python3
+"""Looks for a password or token where it must not be.
+
+A unique secret is put into each place that the program takes secrets from. A process gets it from
+there and signs in to a server of this test, over TLS. Then the test searches for the secret in what a
+core dump of that process would hold, its command line and those of its commands, its log, its output,
+and every file in its home.
+
+secret_leaks.py KEEPER DOUBLES [CLASS.test]
+"""
+import base64
+import os
+import pathlib
+import secrets
+import socket
+import ssl
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+KEEPER = os.path.abspath(sys.argv.pop(1))
+DOUBLES = os.path.abspath(sys.argv.pop(1))
+PIECE = 12  # bytes: what a secret may leave behind is often without its beginning
+
+
+def forms(secret):
+    """What to search for: pieces of the secret, as they are and in base64 at each alignment."""
+    found = {}
+    for start in range(0, len(secret) - PIECE + 1, PIECE):
+        piece = secret[start:start + PIECE]
+        found[piece] = f"bytes {start} to {start + PIECE}"
+        for shift in range(3):
+            # The characters at both ends depend on the neighbours.
+            code = base64.b64encode(b"\0" * shift + piece)
+            found[code[4 if shift else 0:len(piece) * 4 // 3 // 4 * 4]] = f"base64 of bytes from {start}"
+    return found
+
+
+def in_core_dump(process):
+    """The memory of a process, without what the kernel leaves out of core dumps (flag "dd")."""
+    regions, flags = [], None
+    with open(f"/proc/{process}/smaps", encoding="ascii", errors="replace") as maps:
+        for line in maps:
+            words = line.split()
+            if words[0] == "VmFlags:":
+                flags = words[1:]
+                if "dd" not in flags and "rd" in flags and "io" not in flags:
+                    regions.append((start, end, name))
+            elif not words[0].endswith(":"):
+                start, end = (int(number, 16) for number in words[0].split("-"))
+                name = words[5] if len(words) > 5 else "anonymous"
+    assert flags is not None
+    with open(f"/proc/{process}/mem", "rb", 0) as memory:
+        for start, end, name in regions:
+            memory.seek(start)
+            try:
+                yield name, memory.read(end - start)
+            except OSError:
+                assert name in ("[vvar]", "[vsyscall]"), name
+
+
+class Server(threading.Thread):
+    """An IMAP server over TLS for one connection; accepts the sign-in or refuses it."""
+
+    def __init__(self, folder, accepts=True):
+        super().__init__(daemon=True)
+        self.accepts, self.seen = accepts, b""
+        self.certificate = str(folder / "certificate.pem")
+        key = str(folder / "key.pem")
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+                        "-nodes", "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost",
+                        "-keyout", key, "-out", self.certificate], check=True, capture_output=True)
+        self.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        self.context.load_cert_chain(self.certificate, key)
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listener.getsockname()[1]
+        self.start()
+
+    def run(self):
+        with self.listener:
+            connection, _ = self.listener.accept()
+        with self.context.wrap_socket(connection, server_side=True) as stream:
+            lines = stream.makefile("rwb", 0)
+            lines.write(b"* OK [CAPABILITY IMAP4rev1 SASL-IR AUTH=PLAIN AUTH=XOAUTH2] ready\r\n")
+            waiting = b""
+            for line in lines:
+                self.seen += line
+                tag, _, rest = line.strip().partition(b" ")
+                if waiting:
+                    tag, rest = waiting, b"AUTHENTICATED"
+                if rest.upper().startswith(b"CAPABILITY"):
+                    lines.write(b"* CAPABILITY IMAP4rev1 SASL-IR AUTH=PLAIN AUTH=XOAUTH2\r\n" + tag + b" OK\r\n")
+                elif rest.upper().startswith(b"AUTHENTICATE") and len(rest.split()) < 3:
+                    waiting = tag
+                    lines.write(b"+ \r\n")
+                elif rest.upper().startswith(b"AUTHENTICATE") and not self.accepts:
+                    lines.write(tag + b" NO [AUTHENTICATIONFAILED] wrong\r\n")
+                else:
+                    waiting = b""
+                    lines.write(tag + b" OK done\r\n")
+
+    def was_given(self, secret):
+        seen = [self.seen] + [base64.b64decode(word) for word in self.seen.split() if len(word) % 4 == 0
+                              and len(word) > 20]
+        return any(secret in text for text in seen)
+
+
+class SecretLeaks(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.home = self.folder / "home"
+        self.outside = self.folder / "outside"  # where the secret may be
+        self.home.mkdir()
+        self.outside.mkdir()
+        self.log = self.home / "log"
+        self.preferences = self.home / "rbx_prefs.ini"
+        self.secret = secrets.token_hex(30).encode()
+        self.environment = dict(os.environ, HOME=str(self.home), XDG_RUNTIME_DIR=str(self.folder))
+        for name in ("DISPLAY", "XDG_DATA_HOME", "DBUS_SESSION_BUS_ADDRESS"):
+            self.environment.pop(name, None)
+        self.output = b""
+
+    # The programs.
+
+    def start(self, *arguments, **more):
+        program = subprocess.Popen(arguments, env=self.environment, stdout=subprocess.PIPE, **more)
+        self.addCleanup(lambda: (program.kill(), program.communicate()))
+        return program
+
+    def start_bus(self):
+        bus = self.start("dbus-daemon", "--session", "--nofork", "--print-address", f"--address=unix:path={self.folder}/bus",
+                         stderr=subprocess.DEVNULL)
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().decode().strip()
+
+    def start_keyring(self):
+        self.start_bus()
+        keyring = self.start("gnome-keyring-daemon", "--unlock", "--components=secrets", "--foreground",
+                             stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        keyring.stdin.write(b"passphrase\n")
+        keyring.stdin.close()
+        keyring.stdin = None
+        subprocess.run(["/usr/bin/python3", "-c", """
+from gi.repository import Gio, GLib
+loop = GLib.MainLoop()
+Gio.bus_watch_name(Gio.BusType.SESSION, 'org.freedesktop.secrets', 0, lambda *_: loop.quit(), None)
+loop.run()"""], env=self.environment, check=True)
+
+    def write_preferences(self, server, **more):
+        values = {"store": "account", "address": "ann@example.org", "imap_host": "localhost",
+                  "imap_port": server.port, "imap_security": "tls", "imap_ca_file": server.certificate,
+                  "imap_user": "ann", **more}
+        self.preferences.write_text("[mail]\n" + "".join(f"{key}={value}\n" for key, value in values.items()))
+
+    def keeper(self, what):
+        return self.start(KEEPER, what, str(self.preferences), str(self.log), stdin=subprocess.PIPE)
+
+    def expect(self, keeper, words):
+        line = keeper.stdout.readline()
+        self.output += line
+        self.assertTrue(line.decode().startswith(words), f"{line} instead of {words}")
+
+    def go_on(self, keeper):
+        keeper.stdin.write(b"\n")
+        keeper.stdin.flush()
+
+    # The search.
+
+    def leaks(self, keeper):
+        wanted = forms(self.secret)
+        places = [("memory " + name, text) for name, text in in_core_dump(keeper.pid)]
+        self.assertGreater(len(places), 20)
+        places.append(("command line", pathlib.Path(f"/proc/{keeper.pid}/cmdline").read_bytes()))
+        places.append(("environment", pathlib.Path(f"/proc/{keeper.pid}/environ").read_bytes()))
+        places.append(("output", self.output))
+        for file in self.home.rglob("*"):
+            if file.is_file():
+                places.append((str(file.relative_to(self.home)), file.read_bytes()))
+        return sorted({f"{form} in {place}" for place, text in places
+                       for needle, form in wanted.items() if needle in text})
+
+    def check(self, server, what="sign-in", result="signed in"):
+        keeper = self.keeper(what)
+        self.expect(keeper, result)
+        self.assertTrue(server.was_given(self.secret), "the server was given another secret")
+        self.assertEqual(self.leaks(keeper), [], "while the connection is open")
+        self.go_on(keeper)
+        self.expect(keeper, "closed")
+        self.assertEqual(self.leaks(keeper), [], "after it has closed")
+        self.assertIn(b"AUTHENTICATE", self.log.read_bytes().upper())
+
+    def password_command(self, extra=""):
+        (self.outside / "password").write_bytes(self.secret + b"\nmore\n")
+        command = self.outside / "print-password"
+        command.write_text(f"#!/bin/sh\ntr '\\0' ' ' < /proc/$$/cmdline > {self.home}/children\n{extra}\n"
+                           f"cat {self.outside}/password\n")
+        command.chmod(0o700)
+        return command
+
+    # The places.
+
+    def test_command(self):
+        server = Server(self.folder)
+        self.write_preferences(server, imap_secret="command", imap_secret_command=self.password_command())
+        self.check(server)
+        self.assertIn(b"print-password", (self.home / "children").read_bytes())
+
+    def test_token_command(self):
+        server = Server(self.folder)
+        self.write_preferences(server, imap_secret="token-command", imap_secret_command=self.password_command())
+        self.check(server)
+
+    def test_refused_password(self):
+        server = Server(self.folder, accepts=False)
+        self.write_preferences(server, imap_secret="command", imap_secret_command=self.password_command())
+        self.check(server, "refused", "refused: ")
+
+    def test_credential(self):
+        server = Server(self.folder)
+        (self.outside / "imap").write_bytes(self.secret + b"\n")
+        self.environment["CREDENTIALS_DIRECTORY"] = str(self.outside)
+        self.write_preferences(server, imap_secret="credential", imap_secret_name="imap")
+        self.check(server)
+
+    def test_online_account(self):
+        server = Server(self.folder)
+        self.start_bus()
+        double = self.start("/usr/bin/python3", DOUBLES, "accounts", "good", self.secret)
+        self.assertEqual(double.stdout.readline(), b"ready\n")
+        self.write_preferences(server, imap_secret="online-account", imap_secret_name="account_1")
+        self.check(server)
+
+    def test_keyring(self):
+        server = Server(self.folder)
+        self.start_keyring()
+        self.write_preferences(server, imap_secret="keyring")
+        storing = self.keeper("store")
+        storing.stdin.write(self.secret + b"\n")
+        storing.stdin.flush()
+        self.expect(storing, "stored")
+        self.assertEqual(self.leaks(storing), [], "after it was stored")
+        self.check(server)
+
+    # What the search itself finds.
+
+    def test_a_copy_in_ordinary_memory_would_be_found(self):
+        server = Server(self.folder)
+        self.write_preferences(server, imap_secret="command", imap_secret_command=self.password_command())
+        keeper = self.keeper("leak")
+        self.expect(keeper, "signed in")
+        self.assertIn("bytes 0 to 12 in memory [heap]", self.leaks(keeper))
+
+    def test_every_alignment_of_base64_would_be_found(self):
+        for before in range(3):
+            code = base64.b64encode(b"x" * before + self.secret + b"yz")
+            found = [needle for needle in forms(self.secret) if needle in code]
+            self.assertGreaterEqual(len(found), 5, before)
+        self.assertTrue(all(len(needle) >= 10 for needle in forms(self.secret)))
+
+    def test_a_secret_in_a_file_of_the_home_would_be_found(self):
+        server = Server(self.folder)
+        self.write_preferences(server, imap_secret="command", imap_secret_command=self.password_command())
+        keeper = self.keeper("sign-in")
+        self.expect(keeper, "signed in")
+        (self.home / "deep").mkdir()
+        (self.home / "deep" / "note").write_bytes(base64.b64encode(self.secret))
+        self.assertTrue(all(leak.endswith("in deep/note") for leak in self.leaks(keeper)))
+        self.assertTrue(self.leaks(keeper))
+
+
+if __name__ == "__main__":
+    unittest.main()
