@@ -7,15 +7,9 @@
 #include <iostream>
 #include <map>
 
-#include "compose/cls_security.h"
-#include "engine/forwarding_engine.h"
 #include "message/circles.h"
-#include "platform/profile/profile_file.h"
-#include "platform/system/os_version.h"
-#include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
-#include "support/no_disk.h"
-#include "support/recording_reports.h"
+#include "system/pass_program.h"
 
 namespace relaybird {
 namespace {
@@ -27,17 +21,17 @@ struct User {
   User(FakeClock& time, const std::string& name, std::vector<std::string> addresses,
        const std::string& state)
       : address(name + "@" + name + ".example"),
-        clock(time),
-        stateFolder(state.empty() ? temp.path("state") : state) {
+        stateFolder(state.empty() ? temp.path("state") : state),
+        sleeper(time),
+        program(maildirSettings(temp.path("Maildir"), temp.path("outbox"), address), stateFolder,
+                disk, std::hash<std::string>()(address), &transport, &time) {
     for (const char* part : {"", "/new", "/cur", "/tmp"}) {
       std::filesystem::create_directory(temp.path("Maildir") + part);
     }
-    prefs.ReadIniPref();
-    prefs.fields().mstrFwdToAddress = std::move(addresses);
-    prefs.fields().mlngMaxToForward = 10000;
-    prefs.fields().mbolIgnoreExistingUnread = false;
-    prefs.fields().mbolIncludeAttachments = true;
-    prefs.fields().mbolFormatForCellPhone = false;
+    PreferenceFields& fields = program.prefs.fields();
+    fields.mstrFwdToAddress = std::move(addresses);
+    fields.mlngMaxToForward = 10000;
+    fields.mbolFormatForCellPhone = false;
   }
 
   void receive(const std::string& bytes) {
@@ -46,69 +40,33 @@ struct User {
   }
   // One check; the sent messages are taken from the transport.
   std::vector<OutgoingMessage> check() {
-    engine.pass().ForwardMail();
-    events.runUntilIdle();
+    program.pass();
     return std::exchange(transport.taken, {});
   }
-  // The reasons in the log that came from the store.
+  // How many lines of the log have these words.
   std::size_t told(const std::string& words) const {
     return static_cast<std::size_t>(std::count_if(
-        log.lines.begin(), log.lines.end(),
+        program.log.lines.begin(), program.log.lines.end(),
         [&](const std::string& line) { return line.find(words) != std::string::npos; }));
   }
   std::size_t unread() {
-    return static_cast<std::size_t>(createAs<Application>(store.factory(), prog_id::kApplication)
-                                        ->GetNamespace("MAPI")
-                                        ->GetDefaultInbox()
-                                        ->Items()
-                                        ->Restrict("[Unread]=true")
-                                        ->Count());
+    return static_cast<std::size_t>(
+        createAs<Application>(program.store.factory(), prog_id::kApplication)
+            ->GetNamespace("MAPI")
+            ->GetDefaultInbox()
+            ->Items()
+            ->Restrict("[Unread]=true")
+            ->Count());
   }
 
   std::string address;
-  FakeClock& clock;
   TempFolder temp;
   std::string stateFolder;
   int received = 0;
   FakeTransport transport;
-  FakeTimers timers{clock};
-  FakeEventQueue events;
-  InlineExecutor executor;
-  NoCommands commands;
-  RecordingSleeper sleeper{clock};
-  RecordingDisplay display;
-  RecordingLog log{&clock};
-  RecordingAlerts alerts;
-  RecordingTrace trace;
+  RecordingSleeper sleeper;
   UnsyncedDisk disk{sleeper};
-  MaildirStore store{maildirSettings(temp.path("Maildir"), temp.path("outbox"), address),
-                     {.files = disk,
-                      .clock = clock,
-                      .events = events,
-                      .executor = executor,
-                      .commands = commands,
-                      .random = countingRandom(std::hash<std::string>()(address)),
-                      .stateFolder = stateFolder,
-                      .notice = [this](const StoreNotice& notice) { log.AddToLog(notice.line); }},
-                     borrowed(&transport)};
-  NoFolders folders;
-  NotWindows osVersion;
-  ProfileFile profiles{disk};
-  clsPref prefs{{.files = disk,
-                 .profiles = profiles,
-                 .folders = folders,
-                 .osVersion = osVersion,
-                 .objects = store.factory(),
-                 .makeReader = itemReaders(store.factory())}};
-  ForwardingEngine engine{{.objects = store.factory(),
-                           .prefs = prefs,
-                           .display = display,
-                           .log = log,
-                           .alerts = alerts,
-                           .trace = trace,
-                           .clock = clock,
-                           .sleeper = sleeper,
-                           .timers = timers}};
+  PassProgram program;
 };
 
 // The messages that one message caused.

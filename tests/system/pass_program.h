@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One run of the program without a screen: the engine over a Maildir store on any disk.
+// One run of the program without a screen: the engine over a Maildir store on any disk. Everything
+// in the inbox is forwarded to one address, up to 100 messages; a test may change `prefs`.
 #pragma once
 
 #include <cstdint>
@@ -18,10 +19,12 @@
 namespace relaybird {
 
 struct PassProgram {
-  /// `run` tells the random numbers and the time of this run from those of others.
+  /// `run` distinguishes the random numbers of this run from those of others, and its time unless
+  /// several programs share a clock.
   PassProgram(const MailSettings& settings, const std::string& stateFolder, FileSystem& files,
-              std::uint64_t run, Transport* transport)
-      : clock(makeTime(2026, 11, 20, 15, 4, 5) + std::chrono::minutes{run}),
+              std::uint64_t run, Transport* transport, FakeClock* shared = nullptr)
+      : ownClock(makeTime(2026, 11, 20, 15, 4, 5) + std::chrono::minutes{run}),
+        clock(shared != nullptr ? *shared : ownClock),
         store(settings,
               {.files = files,
                .clock = clock,
@@ -44,7 +47,8 @@ struct PassProgram {
     events.runUntilIdle();
   }
 
-  FakeClock clock;
+  FakeClock ownClock;
+  FakeClock& clock;
   FakeTimers timers{clock};
   FakeEventQueue events;
   InlineExecutor executor;
