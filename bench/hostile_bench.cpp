@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Inputs made to defeat whoever reads them: sixteen times as much of one may cost a few times
-// sixteen times as much, but not sixteen times sixteen.
+// Inputs made to exhaust their readers, in two sizes. The larger one is sixteen times the smaller
+// one and may take a few times sixteen times as long, but not sixteen times sixteen: that would be
+// quadratic.
 #include <functional>
 #include <string>
 #include <string_view>

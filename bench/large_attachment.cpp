@@ -31,7 +31,7 @@ void writeLargeMessage(const std::string& path) {
   out << "--b--\n";
 }
 
-// In the child: forwards the message that lies in the inbox and delivers it. 0 when that was done.
+// In the child process: forwards and delivers the message in the inbox. 0 on success.
 int forwardIt(MaildirBench& maildir, const DiscardingTransport& transport) {
   maildir.world.timePass();
   return transport.taken == 1 && maildir.waiting() == 0 ? 0 : 1;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a line costs a log that has been growing for months.
+// The cost of one more line in a log that has grown for months.
 #include <chrono>
 #include <string>
 

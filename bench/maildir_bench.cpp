@@ -37,7 +37,7 @@ std::string sampleMessage(int number) {
   return message;
 }
 
-// Bytes up to and with the blank line, as a reader of headers that knows their size would read.
+// The size of the header section, empty line included: what a reader that knew it would read.
 std::size_t headerSize() {
   return sampleMessage(kListed).find("\n\n") + 2;
 }

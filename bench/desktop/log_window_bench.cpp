@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What the log window costs its user once a million lines are in it, against a thousand, in real
-// windows. Needs a display of its own with a window manager.
+// The log window with a million lines against one with a thousand, in real windows: the time from a
+// key press or a new line until its effect is on the screen. If the times are alike, no operation
+// walks through the whole list. Needs a display of its own with a window manager.
 #include <wx/app.h>
 #include <wx/evtloop.h>
 #include <wx/listctrl.h>
@@ -44,7 +45,7 @@ void runEvents() {
   wxTheApp->ProcessPendingEvents();
 }
 
-// Lets events run until the condition holds; a window that never gets there is an error.
+// Lets events run until the condition holds. Throws if it takes too long.
 void waitFor(const char* what, const std::function<bool()>& holds) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
   while (!holds()) {
@@ -61,7 +62,7 @@ Seconds timed(const std::function<void()>& action) {
   return std::chrono::steady_clock::now() - begin;
 }
 
-// A log of so many lines in its window.
+// A log window with that many lines.
 class ShownLog {
  public:
   explicit ShownLog(std::size_t lines)
@@ -99,7 +100,7 @@ class ShownLog {
                   std::to_string(form_.lstLog.list().size()));
   }
 
-  // A key that the list gets, until what it changes is on the screen.
+  // The time from a key press in the list until its effect is on the screen.
   Seconds key(int code, int modifiers, const std::function<bool()>& done) {
     return timed([&] {
       if (!press(wxEVT_CHAR_HOOK, code, modifiers)) {
@@ -121,7 +122,7 @@ class ShownLog {
     return keys->ProcessWindowEvent(event);
   }
 
-  // Lines that come while the user looks, each drawn as it comes.
+  // Per line: lines that are added one by one, each drawn before the next.
   double lineAdded() {
     const Seconds took = timed([this] {
       for (int i = 0; i < kAdded; ++i) {
@@ -145,7 +146,7 @@ class ShownLog {
     return nanoseconds(key(WXK_END, wxMOD_NONE, [this] { return list_->GetTopItem() > 0; }));
   }
 
-  // From the key that selects all to all of it on the clipboard, for each line.
+  // Per line: from the key that selects all until the text is on the clipboard.
   double allCopied() {
     const Seconds took =
         key('A', wxMOD_CONTROL, [this] { return list_->GetSelectedItemCount() == count(); }) +
@@ -154,7 +155,7 @@ class ShownLog {
     return nanoseconds(took) / count();
   }
 
-  // A line less in a selection that holds all others, for each of them.
+  // Per line: taking one line out of a selection of all.
   double selectionChanged() {
     toTop();
     key(WXK_END, wxMOD_SHIFT, [this] { return list_->GetSelectedItemCount() == count(); });
@@ -162,7 +163,7 @@ class ShownLog {
     return nanoseconds(key(WXK_SPACE, wxMOD_CONTROL, less)) / count();
   }
 
-  // With the first line selected and no other.
+  // Goes to the first line and selects it alone.
   void toTop() {
     key(WXK_HOME, wxMOD_NONE,
         [this] { return list_->GetTopItem() == 0 && list_->GetSelectedItemCount() == 1; });
@@ -251,7 +252,7 @@ class BenchApplication : public wxApp {
       std::fprintf(stderr, "relaybird_log_window_bench: %s\n", error.what());
     }
     std::fflush(stdout);
-    // The toolkit would first wait for a clipboard manager that is not there to take a copy.
+    // An orderly end would wait for a clipboard manager, and none runs here.
     std::_Exit(holds ? 0 : 1);
   }
 };

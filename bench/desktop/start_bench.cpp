@@ -54,8 +54,8 @@ pid_t start(const std::string& command) {
   return process;
 }
 
-// VmRSS: every page of the process that is in memory, shared ones too. What is shared weighs the
-// same on all, for they run one at a time on the same libraries.
+// VmRSS: all pages of the process that are in memory, shared ones too. Shared pages count the same
+// for all programs, because these run one at a time and use the same libraries.
 double residentMegabytes(pid_t process) {
   std::ifstream status("/proc/" + std::to_string(process) + "/status");
   for (std::string word; status >> word;) {
@@ -131,7 +131,7 @@ bool holds(const char* what, const std::vector<Program>& programs,
 
 bool compare(double limit, int rounds, std::vector<Program> programs) {
   WindowWatch watch;
-  // The first round is for the disk cache and for what a program does once for a new user.
+  // The first round is not counted: it fills the disk cache, and programs set up a new user.
   for (int round = 0; round <= rounds; ++round) {
     for (Program& program : programs) {
       measure(watch, program, round > 0);

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Watches another program's window through the X server: waits for its events with a deadline,
+// reads its properties, and looks at its pixels. A window may vanish at any time, so errors of the
+// server are ignored and count as "not there".
 #include "window_watch.h"
 
 #include <X11/Xatom.h>
@@ -12,10 +15,10 @@ namespace relaybird::bench {
 namespace {
 
 constexpr std::chrono::milliseconds kLook{1};
-// One line of pixels in so many is looked at.
+// One in so many lines of pixels is examined.
 constexpr int kEachLine = 8;
 
-// A window may go while it is looked at.
+// The default handler would end the program when a window vanishes.
 int ignoreError(Display*, XErrorEvent*) {
   return 0;
 }

@@ -9,8 +9,8 @@
 
 namespace relaybird::bench {
 
-/// A connection to the display of the environment. The calls wait, and end the wait at the
-/// deadline.
+/// A connection to the display of the environment. Each call waits until its condition holds, at
+/// most until the deadline.
 class WindowWatch {
  public:
   using Deadline = std::chrono::steady_clock::time_point;

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// One mailbox is used by one program at a time, whatever names, links and state folders lead to it.
+// Several locks of this process play the programs, over real folders; for the end of a program that
+// was killed, a child process takes the lock and dies.
 #include "app/instance_lock.h"
 
 #include <gtest/gtest.h>
@@ -125,7 +128,7 @@ TEST_F(InstanceLockTest, AnEndedOneLeavesTheFolderFreeAndClean) {
 }
 
 TEST_F(InstanceLockTest, AFolderThatCannotBeWrittenToIsLockedAllTheSame) {
-  // In the place of the note, since no permission stops the superuser.
+  // A folder in the place of the note: permissions would not stop the superuser.
   fs::create_directory(note);
   const auto first = program();
   ASSERT_TRUE(first->takeFolder(mailbox));

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The content of a forward, and the calls that build it.
+// The content of a forward, and the calls that build it. Over the mailbox in memory (StoreBench),
+// whose hook records every call: what is read and written through safe items is part of what is
+// checked.
 #include <gtest/gtest.h>
 
 #include <algorithm>

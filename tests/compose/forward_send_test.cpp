@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Sending forwards, and faults of the mail store while building and sending.
+// Sending forwards, and faults of the mail store while building and sending. Each call of the store
+// that building and sending make fails once, by the hook of the mailbox in memory (StoreBench).
 #include <gtest/gtest.h>
 
 #include <set>

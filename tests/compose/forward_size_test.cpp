@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Measuring forwards and applying the size limit.
+// Measuring forwards and applying the size limit. First the rule by itself, then whole forwards
+// over the mailbox in memory (StoreBench), whose attachments may claim sizes of gigabytes.
 #include <gtest/gtest.h>
 
 #include <limits>

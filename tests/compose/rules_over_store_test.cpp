@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The forwarding rules with the program's own reader, over a whole mailbox.
+// The forwarding rules with the program's own reader, over a whole mailbox. It shows that the rules
+// read no more of an item than they need, and what they decide when the mailbox fails.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// When a check runs: the countdown, checks that are refused because something runs, and the
+// synchronisations before and after a pass. The whole engine over the mailbox in memory
+// (EngineTest); its synchronisations end only when a test says so, and minutes pass by the fake
+// clock.
 #include "engine/check_schedule.h"
 
 #include <algorithm>

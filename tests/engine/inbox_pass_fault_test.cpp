@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A pass in which the mail store fails. The hook of the mailbox in memory refuses chosen calls, at
+// last each call that a pass makes, one at a time: the pass ends, leaves no flag behind, and the
+// next one goes on.
 #include <algorithm>
 #include <set>
 

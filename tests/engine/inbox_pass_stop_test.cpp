@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A pass that ends early: the user switches off, or the program ends.
+// A pass that ends early: the user switches off, or the program ends. Events that run while the
+// status line is updated play the user: they stop the pass, end the program, or start another pass
+// within it.
 #include <gmock/gmock.h>
 
 #include <utility>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// What one pass over the inbox does with each item, and what the log, the status line and the
+// counters show. The whole engine over the mailbox in memory (EngineTest), so that decision,
+// forward and sending are checked together.
 #include "engine/inbox_pass.h"
 
 #include <algorithm>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// How the session obtains the mail application's objects step by step, what it reports when a step
+// fails, and how it lets go of an application that has ended. The mailbox in memory refuses the
+// steps by its hook.
 #include "engine/mail_session.h"
 
 #include "engine/engine_fixture.h"

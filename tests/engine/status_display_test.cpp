@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The texts of the status line, and how long each stays. Time passes by the fake clock and its
+// timers.
 #include "engine/status_display.h"
 
 #include <gtest/gtest.h>

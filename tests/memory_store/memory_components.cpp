@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What stands beside the mail application: safe items, utility object, library session, dictionary.
+// The objects beside the mail application: safe items, utility object, library session, dictionary.
 #include <utility>
 
 #include "mail/shared_components.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Items of the memory store: reading and writing their properties, and the life of a message from
+// its making over saving to sending. Each access is announced to the store's hook first.
 #include "memory_store/memory_item.h"
 
 #include <algorithm>
@@ -28,7 +30,7 @@ bool isTaskRequest(std::string_view className) {
 }
 
 void dropDraft(MemoryState& state, const RecordRef& record) {
-  // From the end: what is sent was as a rule saved last.
+  // From the end: the message that is sent is usually the one saved last.
   const auto found = std::find(state.drafts.rbegin(), state.drafts.rend(), record);
   if (found != state.drafts.rend()) {
     state.drafts.erase(std::next(found).base());

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The state behind all objects of the memory store: records, names that resolve, synchronisations,
+// and the announcement of every operation to the hook.
 #include "memory_store/memory_state.h"
 
 #include <algorithm>

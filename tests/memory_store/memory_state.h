@@ -33,7 +33,7 @@ struct MemoryAddressee {
 
 using MemoryAddressees = std::vector<std::shared_ptr<MemoryAddressee>>;
 
-/// Where an item is in its life.
+/// Where an item is.
 enum class MemoryPlace { kUnstored, kInbox, kDrafts, kSent, kGone };
 
 struct MemoryRecord {
@@ -59,7 +59,7 @@ struct MemoryRecord {
 
 using RecordRef = std::shared_ptr<MemoryRecord>;
 
-/// One synchronisation object's part that its event needs.
+/// The part of a synchronisation object that its event needs.
 struct MemorySync {
   std::uint64_t era = 0;
   bool running = false;
@@ -101,7 +101,8 @@ struct MemoryState : std::enable_shared_from_this<MemoryState> {
   std::size_t attachedSessions = 0;
 };
 
-/// An object's tie to the store: every object holds one, made from the one it was obtained from.
+/// The connection of an object to the store. Every object holds one, made from the one of the
+/// object that it was obtained from.
 class MemoryLink {
  public:
   explicit MemoryLink(std::shared_ptr<MemoryState> state)

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The test's side of the memory store: fills the inbox, sets names and failures, and reads what was
+// sent. The engine's side is in the other sources of this folder.
 #include "memory_store/memory_store.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The attachments that a forward carries: files, pictures, embedded and signed messages.
+// The attachments that a forward carries: files, pictures, embedded and signed messages. Each
+// forward is written, parsed again, and its parts compared with the source's.
 #include <gtest/gtest.h>
 
 #include "message/forward_samples.h"

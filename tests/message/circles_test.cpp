@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Which messages are our own forwards, answers to them, or have been forwarded too often, judged by
+// their header fields. The marks are stand-ins that the test recognises by their text
+// (sampleMarks()).
 #include "message/circles.h"
 
 #include <gmock/gmock.h>

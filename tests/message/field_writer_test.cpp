@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The address fields of a forward. Each field that is written is read back with the program's
+// strict reader, and its lines keep the limits of RFC 5322 and RFC 2047.
 #include "message/writing/field_writer.h"
 
 #include <gtest/gtest.h>

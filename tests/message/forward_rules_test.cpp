@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Forwards obey the rules for mail, whatever message comes in.
+// Forwards obey the rules for mail, whatever message comes in. Forwards of the samples, of the
+// fuzzers' corpus and of thousands of generated messages (mail_maker.h) go through the independent
+// checker of message_rules.h.
 #include <gtest/gtest.h>
 
 #include <filesystem>

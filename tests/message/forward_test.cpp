@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The bytes of a forward: its header section, its text and HTML, and what is refused before a byte
+// is written. The sources are the samples of tests/data/mail and messages written in the test.
 #include "message/writing/forward.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Where the header section of a message ends, and what its fields say, for correct messages and for
+// all the ways in which mail breaks the rules. Files in memory record how much of a message is
+// read.
 #include "message/header_block.h"
 
 #include <gtest/gtest.h>

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
-// Messages made to break a reader. Each must be read and forwarded in reasonable time.
+// Messages made to break a reader. Each must be read and forwarded in reasonable time. Nesting,
+// numbers of parts, endless lines, noise: a reader with quadratic cost or deep recursion would
+// exceed the time limit or the stack here.
 #include <gtest/gtest.h>
 
 #include <numeric>
 
 #include "message/mail_samples.h"
 #include "message/text/charset.h"
+#include "message/text/repeated.h"
 #include "message/writing/forward.h"
 
 namespace relaybird {
@@ -31,14 +34,6 @@ std::string useUp(const std::string& bytes) {
   MemoryOutput out;
   EXPECT_TRUE(writeForward(draft, out));
   return messageOf(out.written)->bodyText();
-}
-
-std::string repeated(std::string_view text, std::size_t times) {
-  std::string all;
-  for (std::size_t i = 0; i < times; ++i) {
-    all += text;
-  }
-  return all;
 }
 
 TEST(HostileMail, EverySampleCanBeForwarded) {

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The kind of each sample message of tests/data/mail, and of messages written in the test:
+// meetings, tasks, reports, own forwards. Checks too that ordinary mail is judged without reading
+// its body.
 #include "message/message_kind.h"
 
 #include <gtest/gtest.h>

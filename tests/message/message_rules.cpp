@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A checker of messages that are to be sent. It parses by itself, with regular expressions, so that
+// an error in the program's reader cannot hide the same error in its writer.
 #include "message/message_rules.h"
 
 #include <algorithm>

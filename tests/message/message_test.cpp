@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A stored message as the mail store's items use it: texts, attachments, date, and when it is
+// opaque. The messages are the samples of tests/data/mail or written in the test; a file in memory
+// shows what was read of them.
 #include "message/message.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The structure of a message: which parts it has, and where their bytes begin and end. Boundaries
+// that are missing, nested, repeated or hidden in long lines; then the reading of lines and of
+// encoded content.
 #include "message/parts/part_tree.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The journal of the outbox: its lines, what is read back after any damage, what is on the disk
+// when a call returns, and rewriting. A real file on a disk whose steps can be made to fail.
 #include "outbox/journal.h"
 
 #include <gmock/gmock.h>

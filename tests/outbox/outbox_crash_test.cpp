@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The process ends at any step, or a run leaves any state behind: the next start sets it right.
+// Crashes. A process ends at any step, in the middle of a write too, or a run leaves any state of
+// files and journal behind: the next start recovers, and every message goes out exactly once. A
+// step of the disk throws in place of a crash; power cuts are tried on CutDisk.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -18,10 +20,10 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// Thrown out of a step: what follows it never happens, as in a process that ended there.
+// Thrown by a step of the disk, so that no later step happens, as in a process that ended there.
 struct Crash {};
 
-// Runs `action` up to step `step`; false when it came to its end before.
+// Runs `action` up to step `step`; false when it ended before that step.
 template <class Action>
 bool crashes(FaultyFileSystem& files, std::size_t step, bool tear, Action action) {
   files.reset();
@@ -107,12 +109,12 @@ TEST(OutboxCrash, AtAnyStepOfADeliveryNothingThatIsKnownToBeDeliveredComesBack) 
     outbox.reset();
     outbox = world.open();
     EXPECT_TRUE(outbox->alreadySent("entry"));
-    // Until the line is whole nobody can know of the delivery.
+    // A line that is not whole does not count, so the message is delivered again.
     EXPECT_THAT(world.names("new"), SizeIs(step == 1 ? 1 : 0));
   }
 }
 
-// Opens the outbox and sends one message, both again where they fail, and cuts the power.
+// Opens the outbox and sends one message, tries each again if it fails, and then cuts the power.
 void sendAndCut(std::size_t failing, std::size_t& steps) {
   const FakeClock clock;
   CutDisk disk(clock, {{"/", "/home"}, {}});
@@ -152,7 +154,7 @@ TEST(OutboxCrash, WhatWasReportedSentSurvivesAPowerCutWhateverStepFailedOnceBefo
   EXPECT_GT(steps, 25u);
 }
 
-// A journal that knows one intent, and a file of that name in `part`.
+// Leaves a journal with one intent behind, and a file of its name in `part` unless that is empty.
 void leave(OutboxWorld& world, const std::string& part, const std::string& suffix = {}) {
   const std::string name = makeOutboxName(world.clock.now(), 1, "beef");
   (void)world.open();

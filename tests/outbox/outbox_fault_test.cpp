@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What a send, an opening and a trial of the disk come to where any of their steps fails: nothing
-// is lost, nothing goes out twice, and what is said of it is true.
+// Disk errors. Every step of a send, of opening the outbox and of a trial of the disk fails, alone
+// and with all that follow it: nothing is lost, nothing goes out twice, and the reported result is
+// true.
 #include "outbox/outbox.h"
 
 #include <gmock/gmock.h>
@@ -92,7 +93,8 @@ TEST_F(OutboxFaultTest, ADiskThatStaysBrokenSendsNothingAndRecoversWithTheNextSt
     if (sent) {
       EXPECT_TRUE(outbox->alreadySent("entry"));
     }
-    // What stayed in tmp/ with its intent counts as sent from now on: the next try adds nothing.
+    // A file that stayed in tmp/ with its intent counts as sent after the start: the next try adds
+    // nothing.
     ASSERT_TRUE(outbox->send("entry", "id1", writes("x")));
     EXPECT_THAT(fresh.names("new"), SizeIs(3));
     EXPECT_THAT(fresh.names("tmp"), IsEmpty());
@@ -102,9 +104,9 @@ TEST_F(OutboxFaultTest, ADiskThatStaysBrokenSendsNothingAndRecoversWithTheNextSt
 // The steps of a send to an outbox that was used before: 7 renames into new/, 8 syncs new/.
 constexpr std::size_t kRenameStep = 7;
 
-// What became of the entry must be true: sent means that its one message waits in new/; failed
-// means that it does not, or that the error says so. A start later, and after one more try, there
-// is exactly one.
+// The reported result must be true: sent means that the one message of the entry waits in new/;
+// failed means that it does not, unless the error says that it still may. After the next start and
+// one more try, there is exactly one message.
 void expectNothingLostAndNothingTwice(OutboxWorld& fresh, std::unique_ptr<Outbox>& outbox,
                                       const Result<void>& sent) {
   fresh.files.reset();
@@ -131,7 +133,8 @@ void expectNothingLostAndNothingTwice(OutboxWorld& fresh, std::unique_ptr<Outbox
   EXPECT_THAT(fresh.names("new"), SizeIs(3));
 }
 
-// Whether the recorded step begins as `refused` has it: an operation, and a name in the outbox.
+// Whether a recorded step is one that `refused` names: an operation, perhaps with a path in the
+// outbox.
 bool isRefused(const std::string& step, const std::string& refused, const std::string& folder) {
   const std::size_t blank = refused.find(' ');
   if (blank == refused.npos) {
@@ -140,8 +143,9 @@ bool isRefused(const std::string& step, const std::string& refused, const std::s
   return step.starts_with(refused.substr(0, blank + 1) + folder + '/' + refused.substr(blank + 1));
 }
 
-// Sends one forward whose rename into new/ is answered with an error, after `rename` was called
-// with both names. Does so for every choice of the steps that are refused from then on.
+// Sends one forward whose rename into new/ fails, after `rename` was called with both names: it may
+// have happened all the same. Repeats that for every combination of `others`, the steps that fail
+// from then on.
 void expectAFailedSendFor(
     const std::vector<std::string>& others,
     const std::function<void(const std::string& from, const std::string& to)>& rename) {
@@ -308,7 +312,7 @@ TEST_F(OutboxFaultTest, ATrialFailsWithAnyOfItsStepsAndSucceedsWhenAllDo) {
   std::size_t failed = 0;
   for (std::size_t step = 1;; ++step) {
     world.files.reset();
-    // The journal cannot be written, which leaves it something to make up for.
+    // The journal cannot be written, so it has a change to write later.
     world.files.refused = [&](const std::string& what) {
       return what.find(world.journal) != std::string::npos;
     };

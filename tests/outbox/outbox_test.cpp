@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The outbox while everything works: folders, the order of the steps of a send, waiting messages,
+// claims, deliveries and refusals. outbox_fault_test.cpp and outbox_crash_test.cpp have the
+// failures.
 #include "outbox/outbox.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The kinds of invisible characters, compared with the Unicode data where those are installed, and
+// the forms in which lines show them.
 #include "platform/text/character_kind.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Real commands: tiny shell scripts.
+// Commands that are fed, listened to and waited for: input, output, exit, time limits and
+// cancelling. The commands are small shell scripts; the limits count on a clock that the test
+// moves.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The calls that consist of several steps of a disk: making the folders of a path, and whether a
+// file exists. Over real folders, some of them read-only, linked or changed by another process
+// meanwhile.
 #include "platform/file_system.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Folding of letter case, compared with the Unicode data where those are installed, and decoding of
+// "xn--" labels.
 #include "platform/text/matching_text.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Numbers as people and files write them: reading, writing and rounding, in every locale.
 #include "platform/text/number_text.h"
 #include "platform/text/ascii_text.h"
 

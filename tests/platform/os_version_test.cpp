@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The families of Windows by their version numbers, and the two queries by which they are learnt.
+// Both the versions and the system's calls are fakes, as this runs on other systems.
 #include "platform/system/os_version.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Date, time and decimal separator in the user's locale and time zone. Each test sets the
+// environment variables and restores them; the locales are made by the build.
 #include "platform/posix/posix_clock.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The disk by system calls, over real files: types, permissions, links, pipes, locks, a full disk
+// (/dev/full). The end of the file replaces files while single steps fail.
 #include "platform/posix/posix_file_system.h"
 
 #include <fcntl.h>

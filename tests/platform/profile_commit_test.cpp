@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The file after a commit that fails, and two writers at the same time.
+// The file after a commit that fails, and two writers at the same time. Real files: every step of a
+// commit fails or is the last one before a kill, and child processes are the second writer.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>

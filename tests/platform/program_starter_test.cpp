@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Starting programs that are left alone. Small shell scripts play the programs and answer through a
+// named pipe.
 #include "platform/posix/posix_processes.h"
 
 #include <fcntl.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The folders for settings, state and templates, by environment variables that the test sets in a
+// map and a file user-dirs.dirs in a scratch folder.
 #include "platform/posix/xdg_folders.h"
 
 #include <gtest/gtest.h>

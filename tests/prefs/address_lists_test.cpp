@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Lists as users type them and as they are stored, and the question that confirms the addresses.
 #include "prefs/address_lists.h"
 
 #include <gtest/gtest.h>

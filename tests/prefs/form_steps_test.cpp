@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The transfer to and from the settings dialog, step by step.
+// The transfer to and from the settings dialog, step by step. The dialog consists of values only
+// and records every access (RecordingForms), so that the order of reading and writing is checked
+// too.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The text rule and the sender rule, and what is decided when an item cannot be read. A scripted
+// reader stands for the items; its record shows that nothing is read without need.
 #include "prefs/forwarding_rules.h"
 
 #include <gtest/gtest.h>

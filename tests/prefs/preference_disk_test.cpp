@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The preference file as bytes on a disk: what is written, and how bad files are read.
+// The preference file as bytes on a disk: what is written, and how bad files are read. The disk is
+// in memory and can fail.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Where the preference file is, and how an older release's file is moved there. On a disk in
+// memory, on which every step can fail: whatever fails, the settings in use are complete.
 #include "prefs/preference_location.h"
 
 #include <gtest/gtest.h>

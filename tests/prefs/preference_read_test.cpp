@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Reading the preference file through recorded profile strings.
+// Reading the preference file through recorded profile strings. Every key with good, missing, empty
+// and bad values, and the order in which they are asked for.
 #include <gtest/gtest.h>
 
 #include <algorithm>

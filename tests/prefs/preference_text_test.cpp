@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The text forms of settings in the file, and counting and cutting UTF-8 text.
 #include "prefs/preference_file.h"
 
 #include <gtest/gtest.h>

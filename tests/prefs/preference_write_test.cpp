@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Writing the preference file through recorded profile strings.
+// Writing the preference file through recorded profile strings. Every key and its text, their
+// order, and what happens when one is refused.
 #include <gtest/gtest.h>
 
 #include <string>

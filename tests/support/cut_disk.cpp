@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The disk keeps a log of steps, and the names and inodes as programs see them now. A state after a
+// power cut is made by choosing a fate for each unsynced step and replaying the log (imageOf()).
+// Which combinations are tried is described at eachStateAfter().
 #include "support/cut_disk.h"
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Ticks run inside advance(), each at its own time on the fake clock. Timers and events are looked
+// up anew after every call, because a tick may make, stop or destroy any of them.
 #include "support/fake_timers.h"
 
 #include <algorithm>

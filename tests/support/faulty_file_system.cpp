@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Each call passes step(), which counts it, runs the hooks, and says whether it fails. Only then it
+// reaches the real disk.
 #include "support/faulty_file_system.h"
 
 #include <cerrno>

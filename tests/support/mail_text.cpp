@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Builds messages from text, with a base64 encoder and nothing else of its own: what reads them in
+// the tests must not be what wrote them.
 #include "support/mail_text.h"
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Starts the program with its streams on pipes or on a pseudo-terminal. Waiting is by poll() with a
+// long limit, so that a program that hangs fails its test, and a slow machine does not.
 #include "system/console_process.h"
 
 #include <fcntl.h>

@@ -14,7 +14,7 @@
 
 namespace relaybird {
 
-/// A user's home: a Maildir, and where his program keeps its things.
+/// A user's home: a Maildir and the folders of the program.
 class ConsoleHome {
  public:
   ConsoleHome();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The program as a service manager runs it, and its reaction to signals.
+// The program as a service manager runs it, and its reaction to signals. The real program runs as a
+// process with a Maildir of its own (console_process.h).
 #include <gtest/gtest.h>
 #include <signal.h>
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The program at a pseudo-terminal, as a person uses it.
+// The program at a pseudo-terminal, as a person uses it. The real program runs as a process on the
+// other side (console_process.h); the tests type and read the screen.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>

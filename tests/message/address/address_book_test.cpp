@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Names of the address book and the addresses that they lead to. Most tests parse a book from a
+// text; those of the file write it to a scratch folder and count how often it is opened.
 #include "message/address/address_book.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Which texts are addresses that mail may be sent to: tables of good and bad ones, by the rules of
+// RFC 5321, RFC 5322 and IDNA.
 #include <gtest/gtest.h>
 
 #include "message/address/address_check.h"

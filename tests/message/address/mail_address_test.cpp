@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The reader of address fields that strangers wrote: tables of field values and the mailboxes in
+// them, in all the forms that mail has, and values made to exhaust the reader.
 #include "message/address/mail_address.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The reader of addresses that mail is sent to: whatever is not exactly one address is refused. A
+// long table of texts that other readers repair or misread, and random texts in which every
+// accepted address must be read back as the same one.
 #include "message/address/strict_mailbox.h"
 
 #include <gtest/gtest.h>

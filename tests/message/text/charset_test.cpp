@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Conversion of every character set that mail uses to UTF-8: tables of labels, bytes and text,
+// wrong labels, and damage, behind which the text must stay readable.
 #include "message/text/charset.h"
 
 #include <gtest/gtest.h>

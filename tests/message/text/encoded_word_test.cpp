@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Encoded words (RFC 2047) in header values: tables of raw values and their text, correct ones and
+// those that senders get wrong, and values made to exhaust the decoder.
 #include "message/text/encoded_word.h"
 
 #include <gtest/gtest.h>

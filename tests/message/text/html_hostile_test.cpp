@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// HTML that tries to take long, exhaust the stack or hide the text.
+// HTML that tries to take long, exhaust the stack or hide the text. The documents are so large that
+// a reader with quadratic cost would exceed the time limit.
 #include <gtest/gtest.h>
 
 #include <algorithm>

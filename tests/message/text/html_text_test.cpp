@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Plain text made of HTML: tables of documents and the text that a reader gets.
+// html_hostile_test.cpp has the documents that try to break it.
 #include "message/text/html_text.h"
 
 #include <gtest/gtest.h>

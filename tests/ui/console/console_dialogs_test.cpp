@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Boxes at the console: how they are printed, and which answers they take. A script of events
+// stands for the loop that runs while a box waits.
 #include "ui/console/console_dialogs.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The commands of a whole session, for a script, a service and a person at a terminal, over the
+// small program of console_fixture.h in virtual time.
 #include "ui/console/console_session.h"
 
 #include <gtest/gtest.h>

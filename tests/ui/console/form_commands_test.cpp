@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The console's commands for windows and controls, over the two windows of console_fixture.h.
 #include "ui/console/form_commands.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The two forms of output, a line for each item for scripts and a screen for people, and a reader
+// of the output that is slow, gone, or a full disk.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The console's commands over the whole program: each replies with its real result.
+// The console's commands over the whole program: each replies with its real result. The forms run
+// over the world in memory; its queue of answers plays the user at the boxes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Lines from a stream: line ends, lines that are too long, noise, and a pipe that is read no faster
+// than its lines are taken.
 #include "ui/console/line_source.h"
 
 #include <fcntl.h>

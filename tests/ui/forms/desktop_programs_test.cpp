@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The programs of the desktop that are started: by a list of paths, over a disk in memory, and by
+// the registry of Windows, which is a fake.
 #include <gtest/gtest.h>
 
 #include <map>

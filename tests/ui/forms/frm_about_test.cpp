@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The About window over the world in memory (fake_world.h): its texts, its link and its button.
 #include "ui/forms/frm_about.h"
 
 #include <gtest/gtest.h>

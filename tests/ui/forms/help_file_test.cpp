@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Finding, choosing and remembering the help file, over the world in memory (fake_world.h). The
+// viewer records what it is asked to show, and can refuse it.
 #include "ui/forms/help_file.h"
 
 #include <gtest/gtest.h>

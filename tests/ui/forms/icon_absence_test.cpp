@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// When the notification area counts as lost: the desktop's answers come from the test, seconds pass
+// by the fake clock.
 #include "ui/forms/mod_systray.h"
 
 #include <gtest/gtest.h>

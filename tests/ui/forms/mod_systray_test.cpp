@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The icon in the notification area and the window procedure that it replaces. FakeTray is the
+// window and the area; some tests change them from within a call.
 #include "ui/forms/mod_systray.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The file that keeps the places of windows, over a disk in memory: kept, read again, broken, full.
 #include "ui/forms/window_places.h"
 
 #include <gtest/gtest.h>

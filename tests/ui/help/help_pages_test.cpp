@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The manual as a whole: every page can be reached, and every link leads somewhere.
+// The manual as a whole: every page can be reached, and every link leads somewhere. Reads the files
+// of the folder help, and compares them with the pages that are built into the program.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

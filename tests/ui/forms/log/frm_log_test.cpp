@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The log window's form: lines and their widths, copying, searching, and failures of screen and
+// clipboard, which must not disturb the program. log_saving_test.cpp has the file.
 #include "ui/forms/log/frm_log.h"
 
 #include "ui/forms/log/frm_log_fixture.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The search in a list of lines: which line is the next hit, and how many lines it examines for it.
 #include "ui/forms/log/line_search.h"
 
 #include <gtest/gtest.h>

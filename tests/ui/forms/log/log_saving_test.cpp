@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The menu over the log's list, and saving the log to a file.
+// The menu over the log's list, and saving the log to a file. Over a disk in memory, on which files
+// may be in the way, read-only, or the disk full.
 #include <cerrno>
 
 #include "ui/forms/log/frm_log.h"

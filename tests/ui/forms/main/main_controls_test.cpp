@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The main window's controls as they are at first: order, kinds, texts and states, which users'
+// scripts rely on.
 #include "ui/forms/main/main_controls.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A control's values and reactions: what an observer is told, and which changes by program or user
+// run a reaction.
 #include "ui/forms/model/control.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Forms: finding controls, showing and hiding, which of them take input; and the answers of boxes.
 #include "ui/forms/model/form.h"
 
 #include <gmock/gmock.h>

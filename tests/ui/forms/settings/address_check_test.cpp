@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The check of the forward-to addresses.
+// The check of the forward-to addresses. The whole program over the world in memory; the mailbox
+// decides which names it can resolve, and may fail on the way.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

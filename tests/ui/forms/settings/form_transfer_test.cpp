@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Settings between the preference object and the dialog.
+// Settings between the preference object and the dialog. The whole program over the world in
+// memory, with its real dialog: what is refused, what is stored, and what a filled dialog shows.
 #include <gmock/gmock.h>
 
 #include <limits>

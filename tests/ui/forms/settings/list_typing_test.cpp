@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// How typed and pasted text changes in the fields that hold lists.
+// How typed and pasted text changes in the fields that hold lists. A text with "|" stands for a
+// field and its caret before and after a key or a paste.
 #include "ui/forms/settings/prefs_controls.h"
 
 #include <gtest/gtest.h>

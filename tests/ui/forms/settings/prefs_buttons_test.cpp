@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Apply, OK and Cancel of the settings dialog.
+// Apply, OK and Cancel of the settings dialog. The whole program over the world in memory; the
+// preference file is on a disk that can be full.
 #include <gmock/gmock.h>
 
 #include "prefs/pref_forms.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The settings dialog's controls as they are at first: tabs, kinds, texts, groups and lists, which
+// users' scripts rely on.
 #include "ui/forms/settings/prefs_controls.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// How the settings dialog's controls react when the user or the program changes them.
+// How the settings dialog's controls react when the user or the program changes them. The whole
+// program over the world in memory.
 #include <gmock/gmock.h>
 
 #include "ui/forms/main/program_fixture.h"
