@@ -333,26 +333,43 @@ TEST_F(PartialDeliveryTest, AMessageThatIsFoundToHaveArrivedIsNotSentAgain) {
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 
-TEST_F(PartialDeliveryTest, WhatWaitsForTheUserIsNotTriedByTheClock) {
+TEST_F(PartialDeliveryTest, WhatKeepsEverythingBackIsToldOnce) {
   use(transport);
   transport.answer = [](const std::string&) {
-    return Outcome{Kind::kTemporary, "535 wrong password", true, true};
+    return Outcome{Kind::kTemporary, "535 wrong password", true};
   };
   send("one");
+  for (int i = 0; i < 5; ++i) {
+    flush();
+    world.clock.advance(minutes{60});
+  }
+  EXPECT_THAT(take(), SizeIs(5));
+  EXPECT_THAT(notices, ElementsAre("Kept for a later try: \"one\": 535 wrong password"));
+  worker->tryAgain(nullptr);
+  events.runUntilIdle();
+  EXPECT_THAT(notices, SizeIs(2)) << "the user asked";
+}
+
+TEST_F(PartialDeliveryTest, AMessageThatIsPutBackComesAgainInTheSameSeries) {
+  struct Hesitant : Transport {
+    void deliverAll(MessageFeed& feed, std::stop_token) override {
+      while (auto fed = feed.next()) {
+        subjects.push_back(fed->message.subject);
+        if (subjects.size() == 2) {
+          feed.putBack(fed->number);
+        } else {
+          feed.report({{fed->number, {}}});
+        }
+      }
+    }
+    std::vector<std::string> subjects;
+  } hesitant;
+  use(hesitant);
+  send("one");
   send("two");
+  send("three");
   flush();
-  EXPECT_THAT(take(), SizeIs(1));
-  EXPECT_EQ(worker->nextAttempt(), std::nullopt);
-  world.clock.advance(std::chrono::hours{24 * 6});
-  flush();
-  EXPECT_THAT(take(), IsEmpty());
-  worker->tryAgain(nullptr);
-  events.runUntilIdle();
-  EXPECT_THAT(take(), SizeIs(1)) << "the user asked";
-  EXPECT_THAT(world.names("failed"), IsEmpty()) << "the messages are not to blame";
-  transport.answer = nullptr;
-  worker->tryAgain(nullptr);
-  events.runUntilIdle();
+  EXPECT_THAT(hesitant.subjects, ElementsAre("one", "two", "two", "three"));
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 

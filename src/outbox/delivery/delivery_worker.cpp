@@ -112,6 +112,8 @@ bool DeliveryWorker::nextTask(std::vector<std::function<void()>>& waiters) {
 
 // Also reads the folder again: the user may just have put a message back.
 void DeliveryWorker::startAfresh() {
+  setting_.transport->tryAgain();
+  toldOfAll_.clear();
   retries_.clear();
   pause_ = {};
   refusalsInRow_ = 0;
@@ -141,7 +143,8 @@ class DeliveryWorker::Series : public MessageFeed {
 
   std::optional<FedMessage> next() override;
   void report(std::vector<Verdict> verdicts) override;
-  std::size_t waiting() const override { return worker_.known_.size() - next_; }
+  void putBack(std::uint64_t number) override;
+  std::size_t waiting() const override { return worker_.known_.size() - next_ + again_.size(); }
   // What stays in the outbox, once the transport has returned.
   std::vector<WaitingMessage> whatIsLeft();
 
@@ -149,9 +152,8 @@ class DeliveryWorker::Series : public MessageFeed {
   enum class Fate { kGone, kKept, kLeaves, kNotYet };
 
   bool moreArrived();
-  Fate prepare(const WaitingMessage& message, FedMessage& fed);
-  Fate prepare(Outbox::Claim claim, const WaitingMessage& message, std::string bytes,
-               FedMessage& fed);
+  Fate prepare(std::size_t place, FedMessage& fed);
+  Fate prepare(UnderWay one, std::string bytes, FedMessage& fed);
   bool arrivedBefore(const UnderWay& one, const OutgoingMessage& message);
   void settle(const UnderWay& one, const std::vector<std::string>& recipients,
               const Outcome& outcome);
@@ -161,8 +163,9 @@ class DeliveryWorker::Series : public MessageFeed {
   void removeFor(const UnderWay& one);
 
   DeliveryWorker& worker_;
-  std::size_t next_ = 0;        // in known_
-  std::set<std::size_t> gone_;  // places in known_
+  std::size_t next_ = 0;         // in known_
+  std::set<std::size_t> again_;  // places in known_ that were put back
+  std::set<std::size_t> gone_;   // places in known_
   std::uint64_t lastNumber_ = 0;
   std::map<std::uint64_t, UnderWay> underWay_;
 };
@@ -170,23 +173,31 @@ class DeliveryWorker::Series : public MessageFeed {
 std::optional<FedMessage> DeliveryWorker::Series::next() {
   FedMessage fed;
   while (!worker_.seriesEnded_ && !worker_.stop_.stop_requested()) {
-    if (next_ == worker_.known_.size() && !moreArrived()) {
+    if (again_.empty() && next_ == worker_.known_.size() && !moreArrived()) {
       break;
     }
-    const WaitingMessage message = worker_.known_[next_];
-    const Fate fate = prepare(message, fed);
+    const std::size_t place = again_.empty() ? next_ : *again_.begin();
+    const Fate fate = prepare(place, fed);
     if (fate == Fate::kNotYet) {
       break;
     }
     if (fate == Fate::kGone) {
-      gone_.insert(next_);
+      gone_.insert(place);
     }
-    ++next_;
+    if (again_.erase(place) == 0) {
+      ++next_;
+    }
     if (fate == Fate::kLeaves) {
       return fed;
     }
   }
   return std::nullopt;
+}
+
+void DeliveryWorker::Series::putBack(std::uint64_t number) {
+  const auto found = underWay_.find(number);
+  again_.insert(found->second.place);
+  underWay_.erase(found);
 }
 
 bool DeliveryWorker::Series::moreArrived() {
@@ -198,8 +209,8 @@ bool DeliveryWorker::Series::moreArrived() {
   return true;
 }
 
-DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(const WaitingMessage& message,
-                                                             FedMessage& fed) {
+DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(std::size_t place, FedMessage& fed) {
+  const WaitingMessage message = worker_.known_[place];
   const auto retry = worker_.retries_.find(message.name);
   if (retry != worker_.retries_.end() && !worker_.isDue(retry->second)) {
     return Fate::kKept;
@@ -214,7 +225,8 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(const WaitingMessag
   }
   auto bytes = readFile(setting.files, setting.outbox.pathOf(*claim), kMessageLimit + 1);
   if (bytes) {
-    return prepare(std::move(*claim), message, std::move(*bytes), fed);
+    UnderWay one{std::move(*claim), place, message, messageSubject(*bytes), {}, {}};
+    return prepare(std::move(one), std::move(*bytes), fed);
   }
   if (bytes.error().code == ENOENT) {
     worker_.retries_.erase(message.name);
@@ -224,10 +236,8 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(const WaitingMessag
   return Fate::kKept;
 }
 
-DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(Outbox::Claim claim,
-                                                             const WaitingMessage& message,
-                                                             std::string bytes, FedMessage& fed) {
-  UnderWay one{std::move(claim), next_, message, messageSubject(bytes), {}, {}};
+DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(UnderWay one, std::string bytes,
+                                                             FedMessage& fed) {
   if (bytes.size() > kMessageLimit) {
     refuse(one, {}, "The message is too large");
     return Fate::kKept;
@@ -248,7 +258,7 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(Outbox::Claim claim
   if (!underWay_.empty() && worker_.limit_.mayStopAfter(recipients, underWay_.size())) {
     return Fate::kNotYet;
   }
-  if (worker_.mustWait(message, *outgoing)) {
+  if (worker_.mustWait(one.message, *outgoing)) {
     return Fate::kKept;
   }
   one.recipients = recipients;
@@ -311,8 +321,7 @@ void DeliveryWorker::Series::settle(const UnderWay& one, const std::vector<std::
     case Outcome::Kind::kUnknown:
       break;
   }
-  const bool young = worker_.setting_.clock.now() - one.message.modified < kGiveUpAfter;
-  if (young || outcome.untilAsked) {
+  if (worker_.setting_.clock.now() - one.message.modified < kGiveUpAfter) {
     return worker_.kept(one.message, one.title, outcome);
   }
   refuse(one, recipients, outcome.words + "\nGiven up after five days.");
@@ -460,6 +469,7 @@ void DeliveryWorker::tellStopped(const std::string& address) {
 void DeliveryWorker::taken(const UnderWay& one, const std::vector<std::string>& recipients) {
   pause_ = {};
   refusalsInRow_ = 0;
+  toldOfAll_.clear();
   {
     const std::lock_guard lock(mutex_);
     ++counts_.left;
@@ -527,6 +537,10 @@ void DeliveryWorker::kept(const WaitingMessage& message, const std::string& titl
     const std::lock_guard lock(mutex_);
     counts_.kept = retries_.size();
   }
+  // What keeps everything back is told once, not at every try of the following months.
+  if (outcome.everything && std::exchange(toldOfAll_, outcome.words) == outcome.words) {
+    return;
+  }
   const bool unknown = outcome.kind == Outcome::Kind::kUnknown;
   say((unknown ? "Sent, but no answer came, so it may have arrived; kept for a later try under the "
                  "same Message-ID: \""
@@ -547,16 +561,12 @@ void DeliveryWorker::putOff(const WaitingMessage& message, const Outcome& outcom
   // Otherwise the same messages would end every series before the later ones are tried.
   untriedFirst_ = !outcome.everything;
   postpone(pause_);
-  pause_.untilAsked = outcome.everything && outcome.untilAsked;
   refusalsInRow_ = 0;
   seriesEnded_ = true;
 }
 
 // A clock that was set back must not prolong the waiting time.
 bool DeliveryWorker::isDue(const Retry& retry) const {
-  if (retry.untilAsked) {
-    return false;
-  }
   const DateTime now = setting_.clock.now();
   return retry.wait.count() == 0 || now >= retry.due() || now < retry.refused;
 }
@@ -578,9 +588,6 @@ void DeliveryWorker::publish() {
   }
   if (!next && listingFailed_) {
     next = setting_.clock.now() + kListAgain;
-  }
-  if (pause_.untilAsked) {
-    next.reset();
   }
   const std::lock_guard lock(mutex_);
   nextAttempt_ = next;

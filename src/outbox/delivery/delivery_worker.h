@@ -101,8 +101,7 @@ class DeliveryWorker {
   struct Retry {
     DateTime refused = kNoDate;
     std::chrono::minutes wait{0};
-    bool untilAsked = false;  ///< waits for tryAgain(), whatever the time
-    bool noAnswer = false;    ///< may have arrived
+    bool noAnswer = false;  ///< may have arrived
     DateTime due() const { return refused + wait; }
   };
   struct CallBacks;
@@ -147,6 +146,7 @@ class DeliveryWorker {
   bool listingFailed_ = false;  ///< and is to be tried again
   bool untriedFirst_ = false;   ///< the last series was ended by single messages
   bool seriesEnded_ = false;
+  std::string toldOfAll_;      ///< why nothing can leave, in the words that were told last
   DateTime listed_ = kNoDate;  ///< when the folder was last read
 
   mutable std::mutex mutex_;  ///< for all below

@@ -48,9 +48,6 @@ struct Outcome {
   std::string words;  ///< the reason, in the words of the command or server
   /// With kTemporary: no other message would be accepted now either, so the rest is not tried.
   bool everything = false;
-  /// With `everything`: trying again by itself could do harm, as a refused sign-in may lock the
-  /// user's account. Nothing is tried until the user asks for it or the program is started again.
-  bool untilAsked = false;
   /// Recipients refused one by one, where some others have another fate, which is `kind`:
   /// kDelivered, kTemporary or kUnknown.
   std::vector<RefusedRecipient> refused = {};
@@ -77,6 +74,9 @@ class MessageFeed {
   /// Records durably what became of these messages, with one wait for the disk for all that were
   /// delivered. A message that was handed out and never reported counts as cancelled.
   virtual void report(std::vector<Verdict> verdicts) = 0;
+  /// The message was not sent, because the connection that it was meant for had ended: next() hands
+  /// it out again, under another number.
+  virtual void putBack(std::uint64_t number) = 0;
   /// About how many messages next() has not handed out yet.
   virtual std::size_t waiting() const = 0;
 };
@@ -87,6 +87,9 @@ class Transport {
   /// Hands over messages until the feed has none and all are reported. Blocks; ends soon after
   /// `stop` was requested. Never throws. Called on the delivery's own thread.
   virtual void deliverAll(MessageFeed& feed, std::stop_token stop) = 0;
+  /// The user wants that all is tried again, also what a server has refused. Called on the same
+  /// thread, before a series.
+  virtual void tryAgain() {}
 };
 
 /// A transport that takes one message after another.

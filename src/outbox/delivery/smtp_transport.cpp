@@ -1,0 +1,435 @@
+// SPDX-License-Identifier: MIT
+// One loop serves all connections of a series: it receives, reports the verdicts that have arrived
+// together, gives messages to the connections that want one, sends, and waits. Reporting comes
+// before sending, so that what a server has taken is on record before the next text leaves.
+//
+// Memory: a message is read when a connection wants it, and only while little of other messages'
+// text waits to be sent. So a large message is in memory alone.
+#include "outbox/delivery/smtp_transport.h"
+
+#include <algorithm>
+#include <list>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "outbox/delivery/smtp_words.h"
+
+namespace relaybird {
+
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+// No further message is read while more than this waits to be sent.
+constexpr std::size_t kMostHeld = std::size_t{1} << 20;
+constexpr std::size_t kReceiveAtOnce = std::size_t{64} << 10;
+// Another connection is worth its opening, some six round trips, for this many messages.
+constexpr std::size_t kMessagesPerConnection = 8;
+constexpr Milliseconds kLongestWait = std::chrono::minutes{10};
+
+Milliseconds limitOf(SmtpStep step) {
+  switch (step) {
+    case SmtpStep::kHello:
+    case SmtpStep::kReset:
+    case SmtpStep::kSender:
+    case SmtpStep::kRecipient:
+      return kSmtpEnvelopeLimit;
+    case SmtpStep::kData:
+      return kSmtpDataLimit;
+    case SmtpStep::kText:
+      return kSmtpTextLimit;
+    case SmtpStep::kEnd:
+      return kSmtpEndLimit;
+    case SmtpStep::kQuit:
+      return kSmtpQuitLimit;
+    case SmtpStep::kNothing:
+      break;
+  }
+  return kLongestWait;
+}
+
+std::string_view nameOf(SmtpStep step) {
+  switch (step) {
+    case SmtpStep::kHello:
+      return "the greeting";
+    case SmtpStep::kReset:
+    case SmtpStep::kSender:
+      return "the sender";
+    case SmtpStep::kRecipient:
+      return "a recipient";
+    case SmtpStep::kData:
+      return "the announced message";
+    case SmtpStep::kText:
+    case SmtpStep::kEnd:
+      return "the message";
+    case SmtpStep::kQuit:
+    case SmtpStep::kNothing:
+      break;
+  }
+  return "the farewell";
+}
+
+}  // namespace
+
+class SmtpTransport::Series {
+ public:
+  Series(SmtpTransport& transport, MessageFeed& feed, std::stop_token stop)
+      : transport_(transport),
+        feed_(feed),
+        stop_(std::move(stop)),
+        network_(transport.setting_.network()) {}
+  void run();
+
+ private:
+  struct Line {
+    std::unique_ptr<Connection> connection;
+    std::optional<SmtpDialogue> dialogue;  // once it is open
+    Milliseconds since{0};                 // of the last progress
+    std::uint64_t progress = 0;
+    SmtpStep step = SmtpStep::kNothing;
+  };
+
+  bool work();
+  bool fetch();
+  bool mayFetch() const;
+  void openLines();
+  bool open();
+  void receive(Line& line);
+  void lookAfter(Line& line);
+  void connectionFailed(Line& line);
+  void settle();
+  void settleTrouble(Line& line);
+  void giveMessages();
+  void send();
+  void wait(Milliseconds most);
+  void expire();
+  void dropEnded();
+  void leave();
+  void holdEverythingBack(const std::string& words, std::vector<std::uint64_t> unsent);
+  int othersThatWork(const Line& line) const;
+  bool anyUnderWay() const;
+
+  SmtpTransport& transport_;
+  MessageFeed& feed_;
+  std::stop_token stop_;
+  std::unique_ptr<Network> network_;
+  std::list<Line> lines_;
+  std::optional<FedMessage> spare_;  // fetched, and for the first connection that wants one
+  std::optional<SignIn> signIn_;
+  bool triedAnotherSecret_ = false;
+};
+
+void SmtpTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
+  mostConnections_ = std::min(mostConnections_ + 1, kSmtpMostConnections);
+  Series(*this, feed, std::move(stop)).run();
+}
+
+void SmtpTransport::tryAgain() {
+  if (setting_.signIn && setting_.signIn->tryAgain) {
+    setting_.signIn->tryAgain();
+  }
+}
+
+void SmtpTransport::Series::run() {
+  const std::stop_callback wake(stop_, [this] { network_->wake(); });
+  while (!stop_.stop_requested() && work()) {
+    wait(kLongestWait);
+  }
+  leave();
+}
+
+// One round of the loop; false when there is nothing more to do.
+bool SmtpTransport::Series::work() {
+  expire();
+  for (Line& line : lines_) {
+    receive(line);
+  }
+  settle();
+  dropEnded();
+  openLines();
+  giveMessages();
+  send();
+  settle();
+  dropEnded();
+  if (lines_.empty()) {
+    openLines();
+  }
+  return !lines_.empty();
+}
+
+bool SmtpTransport::Series::mayFetch() const {
+  std::size_t held = 0;
+  for (const Line& line : lines_) {
+    held += line.dialogue ? line.dialogue->held() : 0;
+  }
+  return held <= kMostHeld;
+}
+
+bool SmtpTransport::Series::fetch() {
+  if (!spare_ && mayFetch()) {
+    spare_ = feed_.next();
+  }
+  return spare_.has_value();
+}
+
+// Further connections are opened once the first one has shown that the server takes mail.
+void SmtpTransport::Series::openLines() {
+  if (lines_.empty()) {
+    if (fetch()) {
+      open();
+    }
+    return;
+  }
+  const bool works = std::any_of(lines_.begin(), lines_.end(), [](const Line& line) {
+    return line.dialogue && line.dialogue->awaited() != SmtpStep::kHello;
+  });
+  const std::size_t useful = 1 + feed_.waiting() / kMessagesPerConnection;
+  while (works && lines_.size() < useful &&
+         lines_.size() < static_cast<std::size_t>(transport_.mostConnections_) && open()) {
+  }
+}
+
+bool SmtpTransport::Series::open() {
+  const auto& calls = transport_.setting_.signIn;
+  if (calls && !signIn_) {
+    auto got = calls->get(stop_);
+    if (!got) {
+      if (!stop_.stop_requested()) {
+        holdEverythingBack(got.error().text, {});
+      }
+      return false;
+    }
+    signIn_ = std::move(*got);
+  }
+  Line& line = lines_.emplace_back();
+  line.connection = network_->connect(transport_.setting_.server, signIn_, kSmtpOpenLimit,
+                                      transport_.setting_.trace);
+  line.since = network_->steadyTime();
+  return true;
+}
+
+void SmtpTransport::Series::receive(Line& line) {
+  if (!line.dialogue && line.connection->state() == Connection::State::kOpen) {
+    if (transport_.setting_.signIn && transport_.setting_.signIn->accepted) {
+      transport_.setting_.signIn->accepted();
+    }
+    line.dialogue.emplace(
+        SmtpDialogue::Setting{transport_.setting_.server.host, transport_.setting_.trace});
+  }
+  if (line.dialogue) {
+    std::string bytes;
+    while (!line.dialogue->over() && line.connection->receive(bytes, kReceiveAtOnce) > 0) {
+      line.dialogue->receive(bytes);
+      bytes.clear();
+    }
+  }
+  if (line.connection->state() == Connection::State::kEnded) {
+    if (!line.dialogue) {
+      connectionFailed(line);
+    } else {
+      const auto& failure = line.connection->failure();
+      line.dialogue->lost(failure ? failure->words : "The connection was lost");
+    }
+  }
+  lookAfter(line);
+}
+
+// Notes when something was last achieved.
+void SmtpTransport::Series::lookAfter(Line& line) {
+  if (!line.dialogue) {
+    return;
+  }
+  const SmtpStep step = line.dialogue->awaited();
+  if (line.dialogue->progress() != line.progress || step != line.step) {
+    line.progress = line.dialogue->progress();
+    line.step = step;
+    line.since = network_->steadyTime();
+  }
+}
+
+int SmtpTransport::Series::othersThatWork(const Line& line) const {
+  return static_cast<int>(std::count_if(lines_.begin(), lines_.end(), [&](const Line& other) {
+    return &other != &line && other.dialogue && !other.dialogue->over();
+  }));
+}
+
+void SmtpTransport::Series::connectionFailed(Line& line) {
+  const ConnectFailure failure = line.connection->failure().value_or(ConnectFailure{});
+  if (const int others = othersThatWork(line); others > 0) {
+    transport_.mostConnections_ = others;
+    return;
+  }
+  const auto& calls = transport_.setting_.signIn;
+  if (failure.cause == ConnectFailure::Cause::kSignInRefused && calls) {
+    signIn_.reset();
+    if (calls->refused) {
+      calls->refused();
+    }
+    if (!std::exchange(triedAnotherSecret_, true)) {
+      // A token may have expired, or a password may have been changed.
+      if (auto fresh = calls->get(stop_)) {
+        signIn_ = std::move(*fresh);
+        return;
+      }
+    }
+  }
+  holdEverythingBack(connectWords(transport_.setting_.server, failure), {});
+}
+
+// Reports the verdicts that have come, all of them together, and puts back what was not sent.
+void SmtpTransport::Series::settle() {
+  std::vector<Verdict> verdicts;
+  for (Line& line : lines_) {
+    if (line.dialogue) {
+      auto come = line.dialogue->takeVerdicts();
+      std::move(come.begin(), come.end(), std::back_inserter(verdicts));
+    }
+  }
+  if (!verdicts.empty()) {
+    feed_.report(std::move(verdicts));
+  }
+  for (Line& line : lines_) {
+    if (line.dialogue) {
+      settleTrouble(line);
+    }
+  }
+}
+
+// A server that ends a connection after some messages has its reasons, and is asked again. One that
+// does so at once is left alone for a while, unless there are other connections: then it may be one
+// too many.
+void SmtpTransport::Series::settleTrouble(Line& line) {
+  std::vector<std::uint64_t> unsent = line.dialogue->takeUnsent();
+  const auto trouble = line.dialogue->takeTrouble();
+  if (trouble && line.dialogue->accepted() == 0) {
+    const int others = othersThatWork(line);
+    if (others == 0) {
+      return holdEverythingBack(trouble->words, std::move(unsent));
+    }
+    transport_.mostConnections_ = others;
+  }
+  for (const std::uint64_t number : unsent) {
+    feed_.putBack(number);
+  }
+}
+
+// Makes everything wait: one message stands for all, and no other is handed out after it.
+void SmtpTransport::Series::holdEverythingBack(const std::string& words,
+                                               std::vector<std::uint64_t> unsent) {
+  if (unsent.empty() && fetch()) {
+    unsent.push_back(std::exchange(spare_, {})->number);
+  }
+  if (!unsent.empty()) {
+    feed_.report({{unsent.front(), {Outcome::Kind::kTemporary, words, true}}});
+  }
+  for (std::size_t i = 1; i < unsent.size(); ++i) {
+    feed_.putBack(unsent[i]);
+  }
+}
+
+bool SmtpTransport::Series::anyUnderWay() const {
+  return std::any_of(lines_.begin(), lines_.end(),
+                     [](const Line& line) { return line.dialogue && !line.dialogue->idle(); });
+}
+
+void SmtpTransport::Series::giveMessages() {
+  for (Line& line : lines_) {
+    while (line.dialogue && line.dialogue->wantsMessage()) {
+      if (fetch()) {
+        line.dialogue->give(*std::exchange(spare_, {}));
+      } else if (!line.dialogue->idle()) {
+        line.dialogue->noMessage();
+      } else {
+        // Verdicts that are awaited may bring messages back, or let others leave.
+        if (!anyUnderWay()) {
+          line.dialogue->quit();
+        }
+        break;
+      }
+    }
+  }
+}
+
+void SmtpTransport::Series::send() {
+  for (Line& line : lines_) {
+    if (!line.dialogue) {
+      continue;
+    }
+    while (!line.dialogue->over() && !line.dialogue->output().empty()) {
+      const std::size_t sent = line.connection->send(line.dialogue->output());
+      if (sent == 0) {
+        break;
+      }
+      line.dialogue->sent(sent);
+    }
+    line.connection->wantToSend(!line.dialogue->over() && !line.dialogue->output().empty());
+    lookAfter(line);
+  }
+}
+
+void SmtpTransport::Series::wait(Milliseconds most) {
+  Milliseconds limit = most;
+  const Milliseconds now = network_->steadyTime();
+  bool ready = false;
+  for (const Line& line : lines_) {
+    if (line.dialogue) {
+      limit = std::min(limit, line.since + limitOf(line.step) - now);
+      ready = ready || (line.dialogue->wantsMessage() && !line.dialogue->idle());
+    }
+  }
+  if (!ready) {
+    network_->wait(std::max(limit, Milliseconds{0}));
+  }
+}
+
+void SmtpTransport::Series::expire() {
+  const Milliseconds now = network_->steadyTime();
+  for (Line& line : lines_) {
+    if (line.dialogue && now - line.since >= limitOf(line.step)) {
+      line.dialogue->lost("It did not answer in time to " + std::string(nameOf(line.step)));
+    }
+  }
+}
+
+void SmtpTransport::Series::dropEnded() {
+  lines_.remove_if([](const Line& line) {
+    return line.dialogue ? line.dialogue->over()
+                         : line.connection->state() == Connection::State::kEnded;
+  });
+}
+
+// The program ends, or there is nothing more to do.
+void SmtpTransport::Series::leave() {
+  const auto awaitsEnd = [](const Line& line) {
+    return line.dialogue && line.dialogue->awaited() == SmtpStep::kEnd &&
+           line.dialogue->output().empty();
+  };
+  const Milliseconds until = network_->steadyTime() + kSmtpStopLimit;
+  while (std::any_of(lines_.begin(), lines_.end(), awaitsEnd) && network_->steadyTime() < until) {
+    network_->wait(until - network_->steadyTime());
+    std::vector<Verdict> verdicts;
+    for (Line& line : lines_) {
+      receive(line);
+    }
+    lines_.remove_if([&](Line& line) {
+      if (!line.dialogue) {
+        return true;
+      }
+      auto come = line.dialogue->takeVerdicts();
+      std::move(come.begin(), come.end(), std::back_inserter(verdicts));
+      return !awaitsEnd(line);
+    });
+    if (!verdicts.empty()) {
+      feed_.report(std::move(verdicts));
+    }
+  }
+  for (Line& line : lines_) {
+    if (awaitsEnd(line)) {
+      line.dialogue->lost("The program was stopped before the answer");
+      feed_.report(line.dialogue->takeVerdicts());
+    }
+  }
+}
+
+}  // namespace relaybird

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// Delivery to an SMTP server: runs SmtpDialogue on connections of a Network.
+//
+// One connection serves a series; while many messages wait it is up to three, fewer if the server
+// refuses more. A connection that the server ends after some messages is replaced, and the messages
+// whose text it had not yet got go out on the next one. An answer that asks for less mail, a
+// refused sign-in and a server that cannot be reached end the series.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <stop_token>
+#include <string>
+
+#include "outbox/delivery/smtp_dialogue.h"
+#include "outbox/delivery/transport.h"
+#include "platform/result.h"
+#include "platform/system/network.h"
+
+namespace relaybird {
+
+// How long a server may take, by RFC 5321, 4.5.3.2.
+inline constexpr std::chrono::minutes kSmtpOpenLimit{5};  ///< up to the end of the sign-in
+inline constexpr std::chrono::minutes kSmtpEnvelopeLimit{5};
+inline constexpr std::chrono::minutes kSmtpDataLimit{2};
+inline constexpr std::chrono::minutes kSmtpTextLimit{3};  ///< without accepting any of it
+inline constexpr std::chrono::minutes kSmtpEndLimit{10};
+/// For an answer to QUIT, which changes nothing.
+inline constexpr std::chrono::seconds kSmtpQuitLimit{2};
+/// For an answer that is due when the program ends: without it the message may go out twice.
+inline constexpr std::chrono::milliseconds kSmtpStopLimit{100};
+
+inline constexpr int kSmtpMostConnections = 3;
+
+class SmtpTransport : public Transport {
+ public:
+  /// How the user signs in. The calls come from the delivery's thread.
+  struct SignInCalls {
+    /// What to sign in with; may wait. On failure a sentence for the user.
+    std::function<Result<SignIn>(std::stop_token)> get;
+    /// What became of the sign-in. After refused(), get() must not give the same again.
+    std::function<void()> refused;
+    std::function<void()> accepted;
+    /// The user wants what was refused to be tried again.
+    std::function<void()> tryAgain;
+  };
+  struct Setting {
+    MailServer server;
+    std::optional<SignInCalls> signIn;  ///< nothing: without signing in
+    NetworkMaker network;
+    /// Gets each line of the protocol; may be empty.
+    std::function<void(const ProtocolLine&)> trace = {};
+  };
+
+  explicit SmtpTransport(Setting setting) : setting_(std::move(setting)) {}
+
+  void deliverAll(MessageFeed& feed, std::stop_token stop) override;
+  void tryAgain() override;
+
+ private:
+  class Series;
+
+  Setting setting_;
+  int mostConnections_ = kSmtpMostConnections;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: MIT
+// Tables of known answers. The enhanced code (RFC 3463) decides where there is one, since servers
+// give the same three digits for many things; some answers are only known by their words.
+#include "outbox/delivery/smtp_words.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "platform/text/ascii_text.h"
+
+namespace relaybird {
+
+namespace {
+
+struct Hint {
+  std::string_view code;   // an enhanced code, or three digits
+  std::string_view words;  // in the reply too, in lower case; empty: any
+  std::string_view text;
+};
+
+constexpr std::string_view kThrottled =
+    "The provider limits how much mail may leave in a time. It is tried again later by itself.";
+constexpr std::string_view kWrongSecret =
+    "The provider does not accept the user name and password. Many providers want an app password "
+    "here instead of the usual one: see the manual's page on your provider, then enter it under "
+    "Set "
+    "up mail.";
+constexpr std::string_view kTooLarge =
+    "The message is larger than the server takes. A size limit in the settings leaves large "
+    "attachments out.";
+
+// The first that fits is given.
+constexpr std::array kHints = {
+    Hint{"5.7.520", "",
+         "Your organisation does not allow mail to be forwarded outside automatically. Only its "
+         "administrator can permit that, in the policy for outgoing spam."},
+    Hint{"5.7.60", "",
+         "The account may not send under this address. Set your own address in the settings to the "
+         "account's, or let the provider add this one as a sender."},
+    Hint{"5.7.30", "",
+         "The provider has switched off signing in with a password. Choose a way to sign in with a "
+         "token, such as the desktop's online accounts, or another server for sending."},
+    Hint{"5.7.139", "",
+         "The provider has switched off signing in with a password for this account. Choose a way "
+         "to "
+         "sign in with a token, or ask the administrator."},
+    Hint{"5.7.14", "",
+         "The provider wants you to sign in with a web browser first, or to use an app password."},
+    Hint{"5.7.9", "", "The provider wants an app password here."},
+    Hint{"5.7.8", "", kWrongSecret},
+    Hint{"535", "", kWrongSecret},
+    Hint{"534", "", "The provider wants an app password here, or a sign-in with a web browser."},
+    Hint{"530", "", "The server wants you to sign in before it takes mail: see Set up mail."},
+    Hint{"5.3.4", "", kTooLarge},
+    Hint{"5.2.3", "", kTooLarge},
+    Hint{"552", "size", kTooLarge},
+    Hint{"552", "too large", kTooLarge},
+    Hint{"552", "too big", kTooLarge},
+    Hint{"5.2.2", "", "The recipient's mailbox is full."},
+    Hint{"4.2.2", "", "The recipient's mailbox is full."},
+    Hint{"552", "", "The recipient's mailbox is full, or the message is too large for it."},
+    Hint{"5.5.4", "",
+         "The server refused a part of the command, which often is a limit of its own."},
+    Hint{"5.4.5", "",
+         "The account has sent as much as it may in a day. Put the message back from the folder "
+         "failed later."},
+    Hint{"5.1.1", "", "The address does not exist. Check it in the settings."},
+    Hint{"5.1.10", "", "The address does not exist. Check it in the settings."},
+    Hint{"4.7.0", "", kThrottled},
+    Hint{"4.7.28", "", kThrottled},
+};
+
+constexpr std::array<std::string_view, 9> kRateWords = {
+    "too many",  "too fast",       "too much mail", "rate limit",  "throttl",
+    "ratelimit", "limit exceeded", "sending limit", "unusual rate"};
+
+bool contains(std::string_view text, std::string_view part) {
+  return text.find(part) != text.npos;
+}
+
+std::string whereIn(const MailServer& server) {
+  return server.host + ", port " + std::to_string(server.port);
+}
+
+std::string stepOf(ConnectStep step) {
+  switch (step) {
+    case ConnectStep::kResolve:
+      return "while its name was looked up";
+    case ConnectStep::kConnect:
+      return "while connecting";
+    case ConnectStep::kEncrypt:
+      return "while encrypting the connection";
+    case ConnectStep::kSignIn:
+      return "while signing in";
+    case ConnectStep::kReady:
+      break;
+  }
+  return "after the connection was open";
+}
+
+// The server's answer as far as it is a reply.
+SmtpReply replyOf(const std::string& answer) {
+  SmtpReplyReader reader;
+  reader.add(answer + "\n");
+  return reader.take().value_or(SmtpReply{});
+}
+
+std::string adviceFor(const ConnectFailure& failure) {
+  switch (failure.cause) {
+    case ConnectFailure::Cause::kNoSuchHost:
+      return "There is no server of this name. Check the server for sending in the settings, and "
+             "whether this computer is connected.";
+    case ConnectFailure::Cause::kNotReached:
+      return "The server cannot be reached. Check the port, and whether this computer is "
+             "connected.";
+    case ConnectFailure::Cause::kNoEncryption:
+      return "The server does not offer the encryption that the settings demand, or something "
+             "between takes it away. Nothing was sent. Check port and security in the settings.";
+    case ConnectFailure::Cause::kCertificate:
+      return "The server's certificate cannot be trusted: it is out of date, for another name, or "
+             "from an unknown issuer. Nothing was sent. Check the server's name in the settings; "
+             "for a server of your own, name its certificate file there.";
+    case ConnectFailure::Cause::kTls:
+      return "The connection could not be encrypted. Nothing was sent. Check port and security in "
+             "the settings.";
+    case ConnectFailure::Cause::kSignInRefused: {
+      const std::string hint = smtpHint(replyOf(failure.answer));
+      return (hint.empty() ? std::string(kWrongSecret) : hint) +
+             " Nothing is tried again until you choose Try Again Now (in the console: retry).";
+    }
+    case ConnectFailure::Cause::kBusy:
+      return "The server turns connections away for now. It is tried again later by itself.";
+    case ConnectFailure::Cause::kProtocol:
+      return "What answers there does not speak as a server for sending mail does. Check server "
+             "and port in the settings.";
+    case ConnectFailure::Cause::kTimedOut:
+      return "The server did not answer in time. It is tried again later by itself.";
+    case ConnectFailure::Cause::kClosed:
+      return "The server ended the connection. It is tried again later by itself.";
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string smtpHint(const SmtpReply& reply) {
+  const std::string words = asciiLower(reply.words());
+  const std::string digits = std::to_string(reply.code);
+  for (const Hint& hint : kHints) {
+    if ((hint.code == reply.enhanced || hint.code == digits) && contains(words, hint.words)) {
+      return std::string(hint.text);
+    }
+  }
+  return asksToSlowDown(reply) ? std::string(kThrottled) : std::string();
+}
+
+bool asksToSlowDown(const SmtpReply& reply) {
+  if (!reply.temporary()) {
+    return false;
+  }
+  const std::string words = asciiLower(reply.words());
+  if (contains(words, "greylist") || contains(words, "graylist")) {
+    return false;  // each message is taken after a while, whatever else is sent
+  }
+  return reply.enhanced.starts_with("4.7.") ||
+         std::any_of(kRateWords.begin(), kRateWords.end(),
+                     [&](std::string_view rate) { return contains(words, rate); });
+}
+
+bool refusesSignIn(const SmtpReply& reply) {
+  constexpr std::array<std::string_view, 5> kCodes = {"5.7.8", "5.7.9", "5.7.14", "5.7.30",
+                                                      "5.7.139"};
+  return reply.code == 530 || reply.code == 534 || reply.code == 535 || reply.code == 538 ||
+         std::find(kCodes.begin(), kCodes.end(), reply.enhanced) != kCodes.end();
+}
+
+std::string connectWords(const MailServer& server, const ConnectFailure& failure) {
+  std::string text = whereIn(server) + ", " + stepOf(failure.step) + ": ";
+  text += failure.answer.empty() ? failure.words : failure.answer;
+  if (!failure.answer.empty() && !failure.words.empty()) {
+    text += " (" + failure.words + ")";
+  }
+  return text + "\n" + adviceFor(failure);
+}
+
+}  // namespace relaybird

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// What the refusals of mail servers mean: for the delivery, and in plain words for the user.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "outbox/delivery/smtp_reply.h"
+#include "platform/system/network.h"
+
+namespace relaybird {
+
+/// What to do about a refusal, as a sentence; empty for one that explains itself or is not known.
+std::string smtpHint(const SmtpReply& reply);
+
+/// Whether the server wants less mail for now, from this user or from everybody.
+bool asksToSlowDown(const SmtpReply& reply);
+
+/// Whether the server does not accept who the user is.
+bool refusesSignIn(const SmtpReply& reply);
+
+/// Why there is no connection, as sentences for the log: server, step, the server's own words, and
+/// what to do.
+std::string connectWords(const MailServer& server, const ConnectFailure& failure);
+
+}  // namespace relaybird
