@@ -83,8 +83,8 @@ std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait 
       files, LockHolder{identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())});
   auto taken = lock_->takeName(folders.stateFolder(), mailbox_, wait);
   // A mailbox that is missing or cannot be read is reported by the store, at every check.
-  if (taken && !mailbox_.place.empty()) {
-    auto folder = lock_->takeFolder(mailbox_.place, wait);
+  if (const std::string place = store_->folder(); taken && !place.empty()) {
+    auto folder = lock_->takeFolder(place, wait);
     if (!folder && folder.error().code == EWOULDBLOCK) {
       taken = folder.error();
     }

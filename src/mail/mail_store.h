@@ -294,6 +294,9 @@ class MailStore {
   /// Identifies the mailbox: the same text for every way of naming it. Two programs must not work
   /// on the same place at once.
   virtual std::string place() const = 0;
+  /// The folder on this disk that holds the mailbox, to be locked against programs with another
+  /// state folder; empty for a mailbox on a server.
+  virtual std::string folder() const { return {}; }
 };
 
 }  // namespace relaybird

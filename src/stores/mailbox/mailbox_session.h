@@ -49,7 +49,7 @@ class MailboxSession {
 
   /// Identifies the mailbox; the folder as the settings name it where the identity is unknown.
   std::string place() const;
-  std::string folder() const { return inbox_->folder(); }
+  bool isFolder() const { return !inbox_->folder().empty(); }
   const MailSettings& settings() const { return settings_; }
   const Clock& clock() const { return world_.clock; }
   /// An object that only identifies the session.

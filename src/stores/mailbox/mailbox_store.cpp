@@ -284,4 +284,8 @@ std::string MailboxStore::place() const {
   return session_->place();
 }
 
+std::string MailboxStore::folder() const {
+  return session_->isFolder() ? session_->place() : std::string();
+}
+
 }  // namespace relaybird

@@ -36,6 +36,8 @@ class MailboxStore : public MailStore {
   OutgoingMail& outgoing() override { return *outgoing_; }
   /// The inbox's identity; its folder as the settings name it where the identity is unknown.
   std::string place() const override;
+  /// The place if it is a folder.
+  std::string folder() const override;
 
  private:
   std::shared_ptr<MailboxSession> session_;

@@ -10,6 +10,10 @@
 namespace relaybird {
 namespace {
 
+bool isFolder(const std::string& mailbox) {
+  return mailbox.starts_with('/');
+}
+
 constexpr const char* kNote = "/mailbox";
 // Begins the last line of a note, after the line break that ends the path.
 constexpr std::string_view kIdentity = "\nfolder ";
@@ -99,6 +103,9 @@ std::string OutboxPlace::ownerOf(const std::string& folder) {
 }
 
 std::string OutboxPlace::identity() {
+  if (!isFolder(mailbox_)) {
+    return "";
+  }
   const auto info = files_.inspect(mailbox_);
   if (!info) {
     return "";
@@ -136,8 +143,11 @@ bool OutboxPlace::mayOpen(const std::string& folder) {
   return note && (!*note || isMine(**note));
 }
 
-// When in doubt, the mailbox exists.
+// When in doubt, the mailbox exists. Whether an account still does, only its server knows.
 bool OutboxPlace::isThere(const std::string& mailbox) {
+  if (!isFolder(mailbox)) {
+    return true;
+  }
   const auto inbox = files_.inspect(mailbox + "/new");
   return inbox || (inbox.error().code != ENOENT && inbox.error().code != ENOTDIR);
 }

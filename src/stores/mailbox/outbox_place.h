@@ -3,9 +3,9 @@
 //
 // Unless the user names one, a mailbox has its own outbox in the state folder: "outbox" for the
 // first mailbox, "outbox-2", "outbox-3" for further ones. A note in each, the file "mailbox", names
-// the owner: the Maildir's path, and its device and inode, by which a Maildir that was moved is
-// recognised. An outbox without a note, from a release that wrote none, belongs to the first
-// mailbox that asks.
+// the owner: the mailbox's identity, and for a folder its device and inode, by which a folder that
+// was moved is recognised. An outbox without a note, from a release that wrote none, belongs to the
+// first mailbox that asks.
 //
 // An outbox is never taken from another mailbox, even if that mailbox does not exist: it may be on
 // a disk that is not mounted, and its journal keeps mail from being forwarded twice. An outbox
@@ -25,7 +25,8 @@ namespace relaybird {
 /// Used by one thread only.
 class OutboxPlace {
  public:
-  /// `mailbox` is the Maildir's path with links resolved. `named` is the folder that the user chose
+  /// `mailbox` is the identity of the mailbox: a folder's path with links resolved, or a text that
+  /// does not begin with '/' for a mailbox on a server. `named` is the folder that the user chose
   /// for the outbox; empty: the mailbox's own.
   OutboxPlace(FileSystem& files, std::string mailbox, std::string stateFolder, std::string named)
       : files_(files),
@@ -57,7 +58,8 @@ class OutboxPlace {
   /// Nothing if there is no note.
   Result<std::optional<Note>> noteOf(const std::string& folder);
   std::string ownerOf(const std::string& folder);
-  /// The device and inode of this mailbox; empty where they cannot be read.
+  /// The device and inode of this mailbox; empty where they cannot be read, or where there are
+  /// none.
   std::string identity();
   Result<void> writeNote(const std::string& folder);
   bool isMine(const Note& note);

@@ -122,6 +122,29 @@ TEST_F(OutboxPlaceTest, AMailboxThatIsOnlyNotMountedKeepsItsOutbox) {
   EXPECT_EQ(folderOf(ann), state + "/outbox");
 }
 
+TEST_F(OutboxPlaceTest, AnAccountKeepsItsOutboxBesideAFolder) {
+  const std::string account = "imap:ann@imap.example.org/INBOX";
+  EXPECT_EQ(folderOf(account), state + "/outbox");
+  EXPECT_EQ(readBytes(state + "/outbox/mailbox"), account + "\n");
+  EXPECT_EQ(folderOf(work), state + "/outbox-2");
+  EXPECT_EQ(folderOf("imap:bob@imap.example.org/INBOX"), state + "/outbox-3");
+  EXPECT_EQ(folderOf(account), state + "/outbox");
+}
+
+// No file of the account's name is on this disk, which says nothing about the account.
+TEST_F(OutboxPlaceTest, AnAccountIsNeverSaidToBeGone) {
+  folderOf("imap:ann@imap.example.org/INBOX");
+  leaveWaiting(state + "/outbox");
+  const auto other = open(work);
+  EXPECT_THAT(place(work).leftIn(other->folder()),
+              ElementsAre("Forwards (1) wait in the outbox " + state +
+                          "/outbox, and nobody delivers them: no program works on the mailbox "
+                          "imap:ann@imap.example.org/INBOX"));
+  EXPECT_THAT(whyNot(ann, state + "/outbox"),
+              testing::HasSubstr("belongs to the mailbox imap:ann@imap.example.org/INBOX. Two "
+                                 "mailboxes cannot share an outbox"));
+}
+
 TEST_F(OutboxPlaceTest, ACopyOfAMailboxHasAnOutboxOfItsOwn) {
   folderOf(ann);
   const std::string copy = temp.path("Copy");
