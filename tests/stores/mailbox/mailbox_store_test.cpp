@@ -1,0 +1,247 @@
+// SPDX-License-Identifier: MIT
+// A mail store over an account's inbox: what a server does that a folder on this disk never does.
+#include "stores/mailbox/mailbox_store.h"
+
+#include <gmock/gmock.h>
+
+#include "stores/mailbox/fake_inbox.h"
+#include "stores/maildir/maildir_house.h"
+#include "support/mail_text.h"
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class MailboxStoreTest : public testing::Test {
+ protected:
+  MailboxStoreTest() { open(); }
+
+  void open() {
+    store.reset();
+    auto made = std::make_unique<FakeInbox>(server);
+    inbox = made.get();
+    MailSettings settings;
+    settings.address = "ann@example.org";
+    store = std::make_unique<MailboxStore>(
+        std::move(made), settings,
+        StoreWorld{.files = disk,
+                   .clock = clock,
+                   .events = events,
+                   .executor = executor,
+                   .commands = commands,
+                   .random = countingRandom(++opened),
+                   .stateFolder = temp.path("state"),
+                   .notice = [this](const StoreNotice& told) { notices.push_back(told.line); },
+                   .lockFolder = [this](const std::string& folder) -> Result<void> {
+                     locked.push_back(folder);
+                     return {};
+                   }},
+        borrowed(&transport));
+  }
+
+  std::shared_ptr<Application> application() {
+    return createAs<Application>(store->factory(), prog_id::kApplication);
+  }
+  std::shared_ptr<ItemCollection> unread() {
+    return application()->GetNamespace("MAPI")->GetDefaultInbox()->Items()->Restrict(
+        "[Unread]=true");
+  }
+  std::shared_ptr<SyncObject> sync() {
+    return application()->GetNamespace("MAPI")->SyncObjects()->Item(1);
+  }
+  void forward(const std::shared_ptr<MailItem>& item) {
+    item->UnRead(false);
+    const auto forward = item->Forward();
+    forward->Recipients()->Add("cell@phone.example");
+    forward->send();
+    item->UnRead(false);
+  }
+  std::string outbox() const { return temp.path("state/rbx/outbox"); }
+
+  TempFolder temp;
+  FakeClock clock;
+  RecordingSleeper sleeper{clock};
+  UnsyncedDisk disk{sleeper};
+  FakeEventQueue events;
+  InlineExecutor executor;
+  NoCommands commands;
+  FakeTransport transport;
+  FakeServer server;
+  FakeInbox* inbox = nullptr;
+  std::vector<std::string> notices;
+  std::vector<std::string> locked;
+  std::uint64_t opened = 0;
+  std::unique_ptr<MailboxStore> store;
+};
+
+template <class Call>
+std::string errorOf(Call call) {
+  try {
+    call();
+  } catch (const MailStoreError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST_F(MailboxStoreTest, ARefusedSignInIsALogonError) {
+  server.signIn = Error{kLogonRefused, "imap.example.org refuses the password"};
+  const auto app = application();
+  try {
+    (void)app->GetNamespace("MAPI");
+    ADD_FAILURE() << "signed in";
+  } catch (const MailLogonError& error) {
+    EXPECT_STREQ(error.what(), "imap.example.org refuses the password");
+    EXPECT_EQ(error.code(), kLogonRefused);
+  }
+}
+
+TEST_F(MailboxStoreTest, AServerThatCannotBeReachedIsNoLogonError) {
+  server.signIn = Error{ETIMEDOUT, "imap.example.org does not answer"};
+  const auto app = application();
+  try {
+    (void)app->GetNamespace("MAPI");
+    ADD_FAILURE() << "signed in";
+  } catch (const MailLogonError&) {
+    ADD_FAILURE() << "taken for a refusal";
+  } catch (const MailStoreError& error) {
+    EXPECT_STREQ(error.what(), "imap.example.org does not answer");
+  }
+}
+
+// The synchronisation that connects again needs the application.
+TEST_F(MailboxStoreTest, WithoutAConnectionTheApplicationIsThereButDoesNotAnswer) {
+  server.alive = Error{ENOTCONN, "not connected"};
+  const auto app = application();
+  EXPECT_EQ(errorOf([&] { (void)app->Version(); }), "not connected");
+  EXPECT_NO_THROW(app->GetNamespace("MAPI")->SyncObjects()->Item(1)->Start());
+  server.alive = {};
+  EXPECT_EQ(app->Version(), "16.0");
+}
+
+TEST_F(MailboxStoreTest, AnAccountIsNamedByItsIdentityAndHasNoFolder) {
+  application();
+  EXPECT_EQ(store->place(), "imap:ann@imap.example.org/INBOX");
+  EXPECT_EQ(store->folder(), "");
+  EXPECT_THAT(locked, IsEmpty());
+  EXPECT_EQ(readBytes(outbox() + "/mailbox"), "imap:ann@imap.example.org/INBOX\n");
+}
+
+TEST_F(MailboxStoreTest, ASynchronisationEndsWhenInboxAndOutboxAreOver) {
+  int ends = 0;
+  const auto object = sync();
+  object->onSyncEnd([&] { ++ends; });
+  object->Start();
+  events.runUntilIdle();
+  EXPECT_EQ(ends, 0) << "the inbox is not refreshed yet";
+  object->Start();
+  inbox->endSynchronisation();
+  events.runUntilIdle();
+  EXPECT_EQ(ends, 1) << "the second start has joined the first";
+  object->Start();
+  inbox->endSynchronisation();
+  EXPECT_EQ(ends, 1) << "the outbox is not over yet";
+  events.runUntilIdle();
+  EXPECT_EQ(ends, 2);
+}
+
+TEST_F(MailboxStoreTest, ClosingTheStoreEndsASynchronisationWithoutAReport) {
+  int ends = 0;
+  const auto object = sync();
+  object->onSyncEnd([&] { ++ends; });
+  object->Start();
+  store.reset();
+  events.runUntilIdle();
+  EXPECT_EQ(ends, 0);
+}
+
+TEST_F(MailboxStoreTest, AForwardLeavesAndItsMarkFollows) {
+  const std::string id = server.deliver(mailText({}));
+  forward(unread()->Item(1));
+  events.runUntilIdle();
+  sync()->Start();
+  events.runUntilIdle();
+  ASSERT_THAT(transport.taken, SizeIs(1));
+  EXPECT_EQ(unread()->Count(), 0) << "although the mark is still on its way";
+  inbox->confirmMarks();
+  EXPECT_TRUE(server.seen(id));
+}
+
+TEST_F(MailboxStoreTest, WhatWasForwardedBeforeACrashIsNotForwardedAgain) {
+  server.deliver(mailText({}));
+  forward(unread()->Item(1));
+  // The new store cannot open an outbox that is locked, so the old one is closed, but nothing of
+  // its queue reaches the server.
+  open();
+  EXPECT_EQ(unread()->Count(), 0);
+  EXPECT_EQ(inbox->marksOnTheirWay(), 1U);
+}
+
+TEST_F(MailboxStoreTest, MarksThatTheInboxSendsAtTheEndAreSettledInTheJournal) {
+  server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  forward(item);
+  server.asked.clear();
+  inbox->whileClosing = [this] { inbox->confirmMarks(); };
+  store.reset();
+  EXPECT_THAT(server.asked, ElementsAre("close", "sync"));
+}
+
+TEST_F(MailboxStoreTest, AMarkThatIsHeldBackIsSetBeforeTheInboxIsClosed) {
+  server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  item->UnRead(false);
+  store.reset();
+  EXPECT_THAT(server.asked, ElementsAre("seen 7.1", "close"));
+}
+
+TEST_F(MailboxStoreTest, AMessageThatVanishesUnderTheWalkIsAnErrorOfItsOwnOnly) {
+  const std::string first = server.deliver("Subject: first\n\ntext\n");
+  server.deliver("Subject: second\n\ntext\n");
+  const auto walk = unread();
+  server.remove(first);
+  EXPECT_EQ(walk->Item(2)->Subject(), "second");
+  const auto gone = walk->Item(1);
+  EXPECT_EQ(gone->EntryID(), first);
+  EXPECT_EQ(gone->Subject(), "");
+  EXPECT_EQ(errorOf([&] { (void)gone->ClassName(); }), "The message is no longer there");
+  EXPECT_THAT(notices, IsEmpty());
+  EXPECT_EQ(unread()->Count(), 1);
+}
+
+TEST_F(MailboxStoreTest, AMessageThatCannotBeFetchedIsMentionedOnce) {
+  server.deliver(mailText({}));
+  const auto walk = unread();
+  server.opening = Error{ETIMEDOUT, "imap.example.org does not answer"};
+  const auto item = walk->Item(1);
+  EXPECT_EQ(errorOf([&] { (void)item->ClassName(); }), "imap.example.org does not answer");
+  EXPECT_EQ(errorOf([&] { (void)item->Body(); }), "imap.example.org does not answer");
+  EXPECT_NE(errorOf([&] { item->Forward()->Attachments()->Count(); }), "");
+  EXPECT_THAT(notices, ElementsAre("imap.example.org does not answer"));
+}
+
+TEST_F(MailboxStoreTest, AnInboxThatCannotBeListedIsAnError) {
+  const auto items = application()->GetNamespace("MAPI")->GetDefaultInbox()->Items();
+  server.listing = Error{ETIMEDOUT, "imap.example.org does not answer"};
+  EXPECT_EQ(errorOf([&] { (void)items->Count(); }), "imap.example.org does not answer");
+}
+
+TEST_F(MailboxStoreTest, AForwardThatComesBackToTheAccountIsOfAKindThatNoListAccepts) {
+  server.deliver(mailText({}));
+  forward(unread()->Item(1));
+  sync()->Start();
+  events.runUntilIdle();
+  ASSERT_THAT(transport.taken, SizeIs(1));
+  server.deliver(transport.taken[0].bytes);
+  const auto back = unread();
+  ASSERT_EQ(back->Count(), 1);
+  EXPECT_EQ(back->Item(1)->ClassName(), className(MessageKind::kOwnForward));
+  EXPECT_THAT(notices, testing::Contains(HasSubstr("not forwarded because")));
+}
+
+}  // namespace
+}  // namespace relaybird
