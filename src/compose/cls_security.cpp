@@ -33,6 +33,7 @@ constexpr std::size_t kShortestReplyAddress = 4;
 
 enum class KindGroup { kMail, kMeeting, kReport, kTask, kOther };
 
+// Class names are compared without letter case, in which the stores differ.
 KindGroup groupOf(const MailItem& item) {
   const std::string kind = asciiUpper(item.ClassName());
   if (kind == "MAILITEM") {
@@ -169,6 +170,7 @@ bool clsSecurity::buildFromMail(const Settings& settings) {
   }
   senderName();
   const std::string sender = senderAddress();
+  // Measured before: the size limit is about the message, not about the tag in front of it.
   if (cellPhone_) {
     // A telephone shows the beginning of a message, so the sender stands in front of the text.
     required(mobjSafe_->Item(), "forward")->Body("[From:" + sender + "] " + body);
@@ -233,6 +235,7 @@ void clsSecurity::applySizeRule(const Settings& settings) {
                        keepsLimit(addedSizes(textSize_, attachmentsSize_), settings.limit);
     return;
   }
+  // Attachments that are left out do not count.
   sizeWithinLimit_ = keepsLimit(textSize_, settings.limit);
   const auto attachments = required(mobjSafe_->Attachments(), "attachments");
   // The others move up when the first one is deleted. A store that deletes nothing would be asked
@@ -279,6 +282,7 @@ bool clsSecurity::send() {
   errorText_.clear();
   try {
     SafeItem& forward = madeForward();
+    // All or nothing: the forward goes to nobody if one address cannot be resolved.
     if (!required(forward.Recipients(), "recipients")->ResolveAll()) {
       errorText_ = "Outlook could not resolve all forwarding recipients";
       return false;
@@ -301,6 +305,7 @@ bool clsSecurity::GetSafeItemSizes() {
     }
     const std::string subject = mobjSafe_->Subject();
     textSize_ = textSizeOf(subject, mobjSafe_->Body());
+    // The sizes are those that the store reports; no attachment is read for them.
     attachmentsSize_ = 0;
     const auto attachments = required(mobjSafe_->Attachments(), "attachments");
     const std::int32_t count = attachments->Count();

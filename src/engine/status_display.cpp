@@ -14,6 +14,7 @@ bool isCompletedCheck(std::int16_t code) {
 
 }  // namespace
 
+// Users and their scripts know these texts; they do not change.
 std::string_view statusPresetText(std::int16_t code) {
   switch (code) {
     case kStatusIdle:

@@ -169,6 +169,7 @@ Result<void> Journal::load() {
   if (!info) {
     return info.error();
   }
+  // Refused rather than emptied: messages would be sent twice without it.
   if (info->size > kSizeLimit) {
     return Error{EFBIG, "The outbox journal " + path_ + " is too large"};
   }
@@ -392,6 +393,7 @@ std::string Journal::snapshot() {
     return stale;
   });
   std::string bytes;
+  // For each record the lines that make it again: its intent, and its outcome if that is known.
   for (const auto& [entry, record] : records_) {
     bytes += encodeJournalLine(
         {kIntent, std::to_string(record.time), entry, record.messageId, record.file});

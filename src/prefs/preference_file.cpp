@@ -72,6 +72,7 @@ class FieldReader {
     fields_.*member = list(field.name);
   }
 
+  // An absent key and a key without a value have a default each, in the table of fields.
   std::string scalar(const PreferenceField& field) const {
     std::string text = value(field.name, field.absentText);
     return text.empty() ? std::string(field.emptyText) : text;
@@ -118,6 +119,7 @@ class FieldWriter {
   FieldWriter(ProfileWriter& file, std::string_view section, const PreferenceFields& fields)
       : file_(file), section_(section), fields_(fields) {}
 
+  // False if the file refuses the key or one of its entries.
   bool write(const PreferenceField& field) {
     return std::visit([&](auto member) { return put(field.name, member); }, field.member);
   }

@@ -28,6 +28,7 @@ GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
 
 }  // namespace
 
+// The state keeps incomplete groups and escapes from one block to the next.
 Transcoder::Transcoder(TransferEncoding encoding, bool encode) {
   prepareLibraries();
   const auto init = encode ? g_mime_encoding_init_encode : g_mime_encoding_init_decode;
@@ -65,6 +66,7 @@ std::string encodeBase64(std::string_view bytes) {
   return result;
 }
 
+// GLib's encoder, because GMime's breaks lines.
 std::string base64Word(std::string_view bytes) {
   const GText text(
       g_base64_encode(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));

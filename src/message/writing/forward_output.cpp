@@ -120,6 +120,7 @@ void QuotedPrintableEncoder::end() {
   endLine({});
 }
 
+// A character as itself where quoted-printable allows that: visible ASCII except "=".
 void QuotedPrintableEncoder::literal(char c) {
   if (c == ' ' || c == '\t') {
     // A blank at the end of a line must be escaped (RFC 2045 section 6.7 (3)); whether this is one

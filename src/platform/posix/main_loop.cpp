@@ -155,6 +155,7 @@ std::vector<std::shared_ptr<WatchState>> MainLoop::State::readyWatches(int timeo
   }
   if (descriptors.front().revents != 0) {
     std::uint64_t count = 0;
+    // Reading resets the counter; otherwise every later poll would return at once.
     [[maybe_unused]] const auto got = ::read(wake.get(), &count, sizeof count);
   }
   std::vector<std::shared_ptr<WatchState>> ready;
@@ -188,6 +189,7 @@ void MainLoop::State::runRound(bool mayWait, const std::function<bool()>& enough
     }
   }
   for (const auto& watch : readyWatches(pollTimeout(mayWait))) {
+    // Destroyed by the callback of another one in this round.
     if (!watch->active) {
       continue;
     }
@@ -205,6 +207,8 @@ class LoopTimer : public Timer {
   LoopTimer(const std::shared_ptr<MainLoop::State>& loop, std::shared_ptr<TimerState> state)
       : loop_(loop), state_(std::move(state)) {}
   ~LoopTimer() override {
+    // A tick of this timer may be running. It holds the state, which is marked so that it never
+    // ticks again.
     state_->enabled = false;
     if (const auto loop = loop_.lock()) {
       loop->timers.remove(state_);

@@ -20,6 +20,7 @@
 namespace relaybird {
 namespace {
 
+// Mail, and settings about it: nobody else may read what is written.
 constexpr mode_t kOwnerFile = 0600;
 // A link, a pipe or a device under the name of a mail or settings file is a mistake or a trap:
 // never follow it, never wait for a peer, never make it the controlling terminal.
@@ -179,6 +180,7 @@ Result<std::unique_ptr<OutputFile>> newFile(Descriptor file, const std::string& 
   return std::unique_ptr<OutputFile>(std::make_unique<PosixOutputFile>(std::move(file), path));
 }
 
+// Exclusive: never opens a file that somebody else has put there.
 Descriptor makeFile(const std::string& path, int extraFlags) {
   return Descriptor(openAgain(path, O_WRONLY | O_CREAT | O_EXCL | kCareful | extraFlags));
 }

@@ -96,6 +96,7 @@ ProfileDocument::ProfileDocument(std::string text)
 
 void ProfileDocument::parse() {
   sections_.push_back({});  // the lines above the first section
+  // CR LF, LF and CR end a line, in any mixture: files are edited on all systems.
   for (std::size_t begin = 0; begin < text_.size();) {
     const std::size_t end = std::min(text_.find_first_of("\r\n", begin), text_.size());
     std::size_t next = std::min(end + 1, text_.size());
@@ -272,6 +273,8 @@ std::string ProfileDocument::with(const std::vector<Setting>& settings) const {
   for (const Setting& setting : lastOfEach(settings)) {
     const std::string sectionName = asciiUpper(setting.section);
     const Section* const section = findSection(sectionName);
+    // A key that is there gets its new value in place, a new key stands behind the last one of its
+    // section, and a new section at the end of the file.
     const Key* const key = section ? findKey(*section, asciiUpper(setting.key)) : nullptr;
     std::string line = setting.key + '=' + setting.value;
     if (key) {

@@ -24,6 +24,7 @@ char byteOf(char32_t bits) {
   return static_cast<char>(static_cast<unsigned char>(bits));
 }
 
+// A UTF-16 code unit, low byte first.
 char32_t unitAt(std::string_view bytes, std::size_t at) {
   return static_cast<unsigned char>(bytes[at]) |
          static_cast<char32_t>(static_cast<unsigned char>(bytes[at + 1])) << 8;
@@ -124,6 +125,8 @@ std::optional<std::string> utf16LeFromUtf8(std::string_view text) {
 
 }  // namespace
 
+// The mark at the beginning decides. Without one the bytes are passed on as they are, whatever
+// their encoding.
 ProfileText decodeProfile(std::string bytes) {
   const std::string_view all = bytes;
   if (all.starts_with(kUtf8Mark)) {

@@ -26,38 +26,38 @@ constexpr Range kRanges[] = {
     {0x20, 0x20, kBlank},
     {0x7F, 0x9F, kControl},
     {0xA0, 0xA0, kBlank},
-    {0xAD, 0xAD, kFiller},
-    {0x34F, 0x34F, kFiller},
+    {0xAD, 0xAD, kFiller},    // soft hyphen
+    {0x34F, 0x34F, kFiller},  // combining grapheme joiner
     {0x61C, 0x61C, kDirectionMark},
-    {0x115F, 0x1160, kFiller},
+    {0x115F, 0x1160, kFiller},  // Hangul fillers, also U+3164 and U+FFA0
     {0x1680, 0x1680, kBlank},
-    {0x17B4, 0x17B5, kFiller},
-    {0x180B, 0x180D, kJoiner},
-    {0x180E, 0x180E, kFiller},
+    {0x17B4, 0x17B5, kFiller},  // Khmer inherent vowels
+    {0x180B, 0x180D, kJoiner},  // Mongolian variation selectors, also U+180F
+    {0x180E, 0x180E, kFiller},  // Mongolian vowel separator
     {0x180F, 0x180F, kJoiner},
     {0x2000, 0x200A, kBlank},
-    {0x200B, 0x200B, kFiller},
+    {0x200B, 0x200B, kFiller},  // zero-width space
     {0x200C, 0x200D, kJoiner},
     {0x200E, 0x200F, kDirectionMark},
     {0x2028, 0x2029, kLineBreak},
     {0x202A, 0x202E, kDirection},
     {0x202F, 0x202F, kBlank},
     {0x205F, 0x205F, kBlank},
-    {0x2060, 0x2065, kFiller},
+    {0x2060, 0x2065, kFiller},  // word joiner, invisible operators
     {0x2066, 0x2069, kDirection},
-    {0x206A, 0x206F, kFiller},
-    {0x2800, 0x2800, kBlank},
+    {0x206A, 0x206F, kFiller},  // deprecated format characters
+    {0x2800, 0x2800, kBlank},   // Braille pattern without dots
     {0x3000, 0x3000, kBlank},
     {0x3164, 0x3164, kFiller},
-    {0xFE00, 0xFE0F, kJoiner},
-    {0xFEFF, 0xFEFF, kFiller},
+    {0xFE00, 0xFE0F, kJoiner},  // variation selectors
+    {0xFEFF, 0xFEFF, kFiller},  // byte order mark
     {0xFFA0, 0xFFA0, kFiller},
-    {0xFFF0, 0xFFFB, kFiller},
-    {0x1BCA0, 0x1BCA3, kFiller},
-    {0x1D173, 0x1D17A, kFiller},
-    {0xE0000, 0xE00FF, kFiller},
-    {0xE0100, 0xE01EF, kJoiner},
-    {0xE01F0, 0xE0FFF, kFiller},
+    {0xFFF0, 0xFFFB, kFiller},    // interlinear annotation, and codes before it without a meaning
+    {0x1BCA0, 0x1BCA3, kFiller},  // shorthand format controls
+    {0x1D173, 0x1D17A, kFiller},  // musical format controls
+    {0xE0000, 0xE00FF, kFiller},  // tags
+    {0xE0100, 0xE01EF, kJoiner},  // further variation selectors
+    {0xE01F0, 0xE0FFF, kFiller},  // reserved for characters without ink
 };
 
 // The search needs it, and a table edited by hand is easily out of order.

@@ -36,6 +36,7 @@ class ProgramForms::Bridge : public PrefForms {
  private:
   Control& at(std::string_view name) const {
     Control* control = settings_.find(name);
+    // A name that the preference object asks for and the dialog does not have is a mistake of ours.
     if (control == nullptr) {
       throw std::logic_error("frmPrefs has no control " + std::string(name));
     }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The places of the windows, a section for each in a file of their own. They are kept in memory
+// while the program runs and written at its end. A broken file means no places.
 #include "ui/forms/window_places.h"
 
 #include <algorithm>

@@ -50,6 +50,7 @@ void scrollByKeys(wxDialog& box, wxScrolledWindow& text) {
       {WXK_UP, wxEVT_SCROLLWIN_LINEUP},     {WXK_DOWN, wxEVT_SCROLLWIN_LINEDOWN},
       {WXK_PAGEUP, wxEVT_SCROLLWIN_PAGEUP}, {WXK_PAGEDOWN, wxEVT_SCROLLWIN_PAGEDOWN},
       {WXK_HOME, wxEVT_SCROLLWIN_TOP},      {WXK_END, wxEVT_SCROLLWIN_BOTTOM}};
+  // Before the focused button sees the key, which would move the focus to the next button.
   box.Bind(wxEVT_CHAR_HOOK, [&text](wxKeyEvent& event) {
     const auto key = kKeys.find(event.GetKeyCode());
     if (key == kKeys.end()) {
@@ -78,6 +79,7 @@ wxWindow* makeBoxText(wxDialog& box, const std::string& text) {
   if (size.GetHeight() <= highest) {
     return label;
   }
+  // Made anew inside the scrolled window: a widget keeps its parent.
   label->Destroy();
   auto* frame = new wxScrolledWindow(&box, wxID_ANY, wxDefaultPosition, wxDefaultSize,
                                      wxVSCROLL | wxBORDER_THEME);

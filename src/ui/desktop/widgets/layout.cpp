@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// All lengths scale with the font, not only with the resolution: users who need large letters need
+// large pictures and distances too. The wrapping label breaks words that are longer than a line by
+// itself, since the toolkit breaks lines at blanks only.
 #include "ui/desktop/widgets/layout.h"
 
 #include <wx/display.h>
