@@ -260,6 +260,21 @@ class MailServersTest(unittest.TestCase):
             except ConnectionResetError:
                 pass  # an end too
 
+    def test_proxy_gets_stuck_at_a_piece(self):
+        for holding, taken in (("request", "0"), ("answer", "1")):
+            sink = self.servers.ask("sink")
+            way = self.servers.ask(f"proxy {sink['port']} stuck_at=3 holding={holding}")
+            with socket.create_connection(("127.0.0.1", int(way["port"])), timeout=PATIENCE) as client:
+                for piece in (b"EHLO x\r\n", b"MAIL FROM:<a@x>\r\nRCPT TO:<b@x>\r\nDATA\r\n", b"hi\r\n.\r\n"):
+                    client.recv(4096)
+                    client.sendall(piece)
+                client.settimeout(0.2)
+                with self.assertRaises(TimeoutError):
+                    while True:
+                        client.recv(4096)
+            self.assertEqual(self.servers.ask(f"counts {way['name']}")["gate"], "stuck")
+            self.assertEqual(self.servers.ask(f"counts {sink['name']}")["messages"], taken)
+
     def test_wrong_command_is_an_error_and_no_end(self):
         with self.assertRaises(RuntimeError):
             self.servers.ask("dance")

@@ -12,7 +12,7 @@ it has started, at the end of its input, so also when the program that started i
     sink [tls=starttls|tls] [certificate=KIND] [pipelining=no] [keep=no] [auth=yes] [size=BYTES]
                                   starts one more sink; name=, port=, folder=
     rules NAME [RULE; RULE...]    how that sink fails from now on; smtp_sink.py has the language
-    proxy PORT [delay=MILLISECONDS] [edit=strip|refuse|inject]
+    proxy PORT [delay=MILLISECONDS] [edit=strip|refuse|inject] [stuck_at=PIECE [holding=request|answer]]
                                   a way to that port; name=, port=
     gate NAME open|closed|stuck   whether that proxy lets anything through
     counts NAME                   what the sink or proxy of that name has counted
@@ -67,9 +67,9 @@ class Servers:
         self.named[name].rules = [Rule(each) for each in " ".join(words).split(";") if each.strip()]
         return {}
 
-    async def proxy(self, port, delay="0", edit=""):
+    async def proxy(self, port, delay="0", edit="", stuck_at="0", holding="request"):
         name = f"proxy{len(self.named) + 1}"
-        self.named[name] = Proxy(int(port), float(delay) / 1000, edit)
+        self.named[name] = Proxy(int(port), float(delay) / 1000, edit, int(stuck_at), holding)
         return {"name": name, "port": await self.named[name].start()}
 
     async def gate(self, name, gate):

@@ -6,6 +6,8 @@ bytes of each direction and the turns: how often the client spoke after it had h
 the number of round trips of a client that waits for answers. As an enemy in between it can take the offer
 of STARTTLS out ("strip"), refuse it ("refuse"), or add lines in plain text to the answer ("inject"). While
 its gate is "closed" all connections are cut, new ones at once; while it is "stuck" they live and carry nothing.
+It can get stuck by itself at the piece of that number which a client sends: with "request" that piece is held
+back, with "answer" it is passed on, and what the server answers is held back.
 """
 
 import asyncio
@@ -14,9 +16,11 @@ import re
 
 
 class Proxy:
-    def __init__(self, port, delay=0.0, edit=""):
+    def __init__(self, port, delay=0.0, edit="", stuck_at=0, holding="request"):
         """`delay` is the time of a round trip in seconds."""
         self.port, self.delay, self.edit = port, delay / 2, edit
+        self.stuck_at, self.holding = stuck_at, holding
+        self.pieces = 0
         self.turns = self.up = self.down = self.connections = 0
         self.gate = "open"
         self.clients = set()
@@ -37,7 +41,8 @@ class Proxy:
                 client.down.hold(gate == "stuck")
 
     def counts(self):
-        return {"turns": self.turns, "up": self.up, "down": self.down, "connections": self.connections}
+        return {"turns": self.turns, "up": self.up, "down": self.down, "connections": self.connections,
+                "gate": self.gate}
 
 
 class _Line:
@@ -110,10 +115,15 @@ class _Client(asyncio.Protocol):
             self.heard = False
         command = re.fullmatch(rb"(?:(\S+) )?STARTTLS\r\n", data, re.IGNORECASE)
         self.asked = bool(command)
+        self.proxy.pieces += 1
+        if self.proxy.pieces == self.proxy.stuck_at and self.proxy.holding == "request":
+            self.proxy.set_gate("stuck")
         if command and self.proxy.edit == "refuse":
             self.down.put(command[1] + b" NO Not now\r\n" if command[1] else b"454 4.7.0 Not now\r\n")
         else:
             self.up.put(data)
+        if self.proxy.pieces == self.proxy.stuck_at and self.proxy.holding == "answer":
+            self.proxy.set_gate("stuck")
 
     def connection_lost(self, reason):
         self.proxy.clients.discard(self)
