@@ -101,6 +101,9 @@ class ImapClient {
   void idle();
   void logout();
 
+  /// Of the folder that is open, as the server has said it last.
+  std::uint32_t uidValidity() const { return opened_.uidValidity; }
+
   ImapDialogue& dialogue() { return dialogue_; }
   const ImapDialogue& dialogue() const { return dialogue_; }
 

@@ -1,0 +1,383 @@
+// SPDX-License-Identifier: MIT
+// step() waits for an event or for the next moment at which there is something to do, and then
+// advances everything once: it takes what has arrived, looks whether a limit has passed, and lets
+// ImapWork send what is wanted.
+//
+// A connection that is lost in the middle of work is replaced at once, once; after that with
+// growing pauses, varied at random so that many programs do not return to a server at the same
+// moment. What the user waits for fails as soon as a try to connect has failed.
+#include "stores/account/imap_session.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "stores/mailbox/inbox.h"
+
+namespace relaybird {
+namespace {
+
+// The most that is received before what it led to is sent.
+constexpr std::size_t kReceivedAtOnce = std::size_t{256} << 10;
+
+// After a failed try, requests fail at once with its failure for so long.
+constexpr std::chrono::seconds kTryAgainAfter{5};
+
+constexpr std::chrono::hours kLongWait{1};
+
+std::string_view stepWords(ConnectStep step) {
+  switch (step) {
+    case ConnectStep::kResolve:
+      return "looking up its address";
+    case ConnectStep::kConnect:
+      return "connecting";
+    case ConnectStep::kEncrypt:
+      return "encrypting the connection";
+    case ConnectStep::kSignIn:
+      return "signing in";
+    case ConnectStep::kReady:
+      break;
+  }
+  return "reading the mailbox";
+}
+
+bool isSignInMatter(SignInFailure::Cause cause) {
+  return cause == SignInFailure::Cause::kMissing || cause == SignInFailure::Cause::kDeclined ||
+         cause == SignInFailure::Cause::kRefused;
+}
+
+}  // namespace
+
+std::string connectFailureText(const MailServer& server, const ConnectFailure& failure) {
+  std::string text = "Mail server " + server.host + ", " + std::string(stepWords(failure.step)) +
+                     ": " + failure.words;
+  if (!failure.answer.empty()) {
+    text += ". The server said: " + failure.answer;
+  }
+  return text;
+}
+
+ImapSession::ImapSession(ImapSessionWorld world)
+    : world_(std::move(world)),
+      spool_(world_.files, world_.spoolFolder),
+      work_(spool_, [this](const std::string& words) {
+        world_.complain("Mail server " + world_.server.host + ": " + words);
+      }) {
+  spool_.clear();
+}
+
+ImapSession::~ImapSession() = default;
+
+ImapSession::Status ImapSession::status() const {
+  const std::lock_guard lock(mutex_);
+  return status_;
+}
+
+void ImapSession::waitForNews(std::uint64_t seen, std::chrono::milliseconds limit) const {
+  std::unique_lock lock(mutex_);
+  changed_.wait_for(lock, limit, [&] { return status_.news > seen; });
+}
+
+void ImapSession::close() {
+  stop_.request_stop();
+  {
+    const std::lock_guard lock(mutex_);
+    leaving_ = true;
+  }
+  world_.network.wake();
+}
+
+bool ImapSession::step() {
+  world_.network.wait(wait_);
+  std::unique_lock lock(mutex_);
+  const std::uint64_t before = status_.news;
+  now_ = world_.network.steadyTime();
+  advance(lock);
+  const bool news = status_.news != before;
+  const bool ended = ended_;
+  wait_ = std::max(nextMoment() - now_, Time(0));
+  lock.unlock();
+  if (news) {
+    changed_.notify_all();
+    world_.news();
+  }
+  return !ended;
+}
+
+void ImapSession::advance(std::unique_lock<std::mutex>& lock) {
+  if (leaving_ && !leaveUntil_) {
+    leaveUntil_ = now_ + kFarewellLimit;
+  }
+  if (!connection_ && leaving_) {
+    ended_ = true;
+    changedSomething();
+  } else if (!connection_ && mayConnect(now_)) {
+    connect(lock);
+  }
+  if (connection_) {
+    converse();
+  }
+}
+
+bool ImapSession::mayConnect(Time now) {
+  if (work_.wantsAnything()) {
+    if (now >= std::min(nextTry_, mayAskAgain_)) {
+      return true;
+    }
+    work_.giveUp(status_.failure.value_or(Error{0, "There is no connection"}));
+    changedSomething();
+  }
+  const bool refused = status_.failure && status_.failure->code == kLogonRefused;
+  return (stay_ || work_.marksWaiting() > 0) && !refused && now >= nextTry_;
+}
+
+// The lock is not held while the user may be asked for the keyring's password.
+void ImapSession::connect(std::unique_lock<std::mutex>& lock) {
+  lock.unlock();
+  SignInMaterial material = world_.signIn.get(stop_.get_token());
+  lock.lock();
+  now_ = world_.network.steadyTime();
+  if (!material.signIn) {
+    lose({isSignInMatter(material.failure.cause) ? kLogonRefused : 0,
+          "Mail server " + world_.server.host + ": " + material.failure.words});
+    return;
+  }
+  lastInput_ = now_;
+  connection_ = world_.network.connect(world_.server, material.signIn, kConnectLimit, world_.trace);
+}
+
+void ImapSession::converse() {
+  if (!client_ && connection_->state() == Connection::State::kOpen) {
+    open();
+  }
+  if (client_) {
+    receive();
+  }
+  checkLife();
+  if (!connection_ || !client_) {
+    return;
+  }
+  if (status_.up) {
+    keepFresh();
+  }
+  transmit();
+  if (leaving_) {
+    leave();
+  }
+}
+
+void ImapSession::open() {
+  world_.signIn.accepted();
+  client_ = std::make_unique<ImapClient>(work_.events(), world_.trace);
+  loss_.reset();
+  lastInput_ = lastReply_ = now_;
+  unanswered_ = 0;
+  client_->capability([this](const Result<void>& result) {
+    if (result) {
+      select();
+    } else {
+      loss_ = Error{0, "it does not say what it can do: " + result.error().text};
+    }
+  });
+}
+
+void ImapSession::select() {
+  client_->identify(world_.version);
+  client_->select(world_.folder, [this](const Result<ImapOpened>& opened) {
+    if (!opened) {
+      loss_ = Error{0, "the folder " + world_.folder + " cannot be opened: " + opened.error().text};
+      return;
+    }
+    work_.attach(*client_, *opened);
+    work_.wantRefresh();
+    status_.up = true;
+    status_.everTried = true;
+    status_.failure.reset();
+    stay_ = true;
+    upSince_ = idleSince_ = now_;
+    changedSomething();
+  });
+}
+
+void ImapSession::receive() {
+  input_.clear();
+  while (input_.size() < kReceivedAtOnce &&
+         connection_->receive(input_, kReceivedAtOnce - input_.size()) > 0) {
+  }
+  if (!input_.empty()) {
+    lastInput_ = now_;
+    client_->dialogue().received(input_);
+    changedSomething();
+  }
+}
+
+// Ends a connection that is of no use any more.
+void ImapSession::checkLife() {
+  const auto failed = [this](const std::string& words) {
+    lose({0, "Mail server " + world_.server.host + ": " + words});
+  };
+  if (client_) {
+    ImapDialogue& dialogue = client_->dialogue();
+    const bool owes = dialogue.owesReply();
+    if (!owes || dialogue.unanswered() < unanswered_) {
+      lastReply_ = now_;
+    }
+    if (!owes && dialogue.output().empty()) {
+      lastInput_ = now_;
+    }
+    unanswered_ = dialogue.unanswered();
+    if (loss_) {
+      failed(std::exchange(loss_, std::nullopt)->text);
+    } else if (!dialogue.fault().empty()) {
+      failed(dialogue.fault());
+    } else if (dialogue.bye() && !saidGoodbye_) {
+      failed("it has ended the connection: " + *dialogue.bye());
+    } else if (status_.up && client_->uidValidity() != work_.uidValidity()) {
+      failed("the folder was numbered anew");
+    } else if (now_ - lastInput_ >= kSilenceLimit || now_ - lastReply_ >= kReplyLimit) {
+      failed("it does not answer any more");
+    }
+  }
+  if (connection_ && connection_->state() == Connection::State::kEnded) {
+    const ConnectFailure failure = connection_->failure().value_or(ConnectFailure());
+    const bool refused = failure.cause == ConnectFailure::Cause::kSignInRefused;
+    if (refused) {
+      world_.signIn.refused();
+    }
+    lose({refused ? kLogonRefused : 0, connectFailureText(world_.server, failure)});
+  }
+}
+
+// Sends what is wanted; if that is nothing, lets the server report changes.
+void ImapSession::keepFresh() {
+  if (work_.marksWaiting() == 0) {
+    markSince_.reset();
+  } else if (!markSince_) {
+    markSince_ = now_;
+  }
+  if (leaving_ || (markSince_ && now_ - *markSince_ >= kMarkDelay)) {
+    work_.flushMarks();
+  }
+  const std::size_t before = client_->dialogue().unanswered();
+  work_.pump();
+  if (work_.marksWaiting() == 0) {
+    markSince_.reset();
+  }
+  if (now_ - upSince_ >= kStableAfter) {
+    failures_ = 0;
+  }
+  ImapDialogue& dialogue = client_->dialogue();
+  if (dialogue.unanswered() != before) {
+    idleSince_ = now_;
+  }
+  status_.idles = dialogue.idling() || status_.idles;
+  if (leaving_ || dialogue.owesReply()) {
+    return;
+  }
+  if (dialogue.idling() && now_ - idleSince_ >= kIdleRenewal) {
+    dialogue.endIdle();
+    idleSince_ = now_;
+  } else if (!dialogue.idling()) {
+    client_->idle();
+    status_.idles = dialogue.idling();
+    if (!dialogue.idling() && now_ - idleSince_ >= kNoopInterval) {
+      client_->noop([](const Result<void>&) {});
+      idleSince_ = now_;
+    }
+  }
+}
+
+void ImapSession::transmit() {
+  std::string& output = client_->dialogue().output();
+  while (!output.empty()) {
+    const std::size_t sent = connection_->send(output);
+    if (sent == 0) {
+      break;
+    }
+    output.erase(0, sent);
+  }
+  connection_->wantToSend(!output.empty());
+}
+
+void ImapSession::leave() {
+  const bool late = now_ >= *leaveUntil_;
+  if (!late && status_.up && work_.marksUnconfirmed() > 0) {
+    return;
+  }
+  if (!late && status_.up && !saidGoodbye_) {
+    saidGoodbye_ = true;
+    client_->logout();
+    transmit();
+  }
+  if (!late && status_.up && client_->dialogue().unanswered() > 0) {
+    return;
+  }
+  lose({0, "The mailbox has been closed"});
+  ended_ = true;
+}
+
+void ImapSession::lose(Error why) {
+  const bool wasUp = std::exchange(status_.up, false);
+  status_.everTried = true;
+  status_.idles = false;
+  status_.failure = why;
+  client_.reset();
+  connection_.reset();
+  work_.detach();
+  ++failures_;
+  const bool again = wasUp && failures_ == 1 && !leaving_;
+  if (!again) {
+    work_.giveUp(why);
+  }
+  mayAskAgain_ = again ? now_ : now_ + kTryAgainAfter;
+  pause();
+  changedSomething();
+}
+
+// The time of the next try to connect.
+void ImapSession::pause() {
+  if (failures_ == 1 && work_.wantsAnything()) {
+    nextTry_ = now_;
+    return;
+  }
+  Time length = kFirstPause;
+  for (int i = 1; i < failures_ && length < kLongestPause; ++i) {
+    length *= 2;
+  }
+  length = std::min<Time>(length, kLongestPause);
+  const auto bytes = world_.random(1);
+  const int chance = bytes && !bytes->empty() ? static_cast<unsigned char>(bytes->front()) : 128;
+  nextTry_ = now_ + length * 3 / 4 + length * chance / 512;
+}
+
+ImapSession::Time ImapSession::nextMoment() const {
+  Time next = now_ + kLongWait;
+  const auto atMost = [&](Time moment) { next = std::min(next, moment); };
+  if (leaveUntil_) {
+    atMost(*leaveUntil_);
+  }
+  if (!connection_) {
+    const bool refused = status_.failure && status_.failure->code == kLogonRefused;
+    if (leaving_) {
+      atMost(now_);
+    } else if (work_.wantsAnything() || ((stay_ || work_.marksWaiting() > 0) && !refused)) {
+      atMost(nextTry_);
+    }
+    return next;
+  }
+  if (!client_) {
+    return next;  // the network measures the limit of opening
+  }
+  if (client_->dialogue().owesReply() || !client_->dialogue().output().empty()) {
+    atMost(lastInput_ + kSilenceLimit);
+    atMost(lastReply_ + kReplyLimit);
+  } else if (status_.up) {
+    atMost(idleSince_ + (client_->dialogue().idling() ? Time(kIdleRenewal) : Time(kNoopInterval)));
+  }
+  if (markSince_) {
+    atMost(*markSince_ + kMarkDelay);
+  }
+  return next;
+}
+
+}  // namespace relaybird

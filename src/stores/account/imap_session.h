@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+// A lasting connection to one folder of an account: opens it and opens it again, does the work that
+// ImapWork wants, idles in between, and notices when it has died. It runs on a thread of its own,
+// which calls step() until that returns false.
+//
+// All state is guarded by one lock, which is held except while the thread waits, so that the
+// user-interface thread never waits for a server when it looks at what is there. All waits have
+// limits, measured by Network::steadyTime().
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <utility>
+
+#include "mail/sign_in_source.h"
+#include "platform/file_system.h"
+#include "platform/result.h"
+#include "platform/system/network.h"
+#include "platform/system/random_bytes.h"
+#include "stores/account/fetched_body.h"
+#include "stores/account/imap_client.h"
+#include "stores/account/imap_work.h"
+
+namespace relaybird {
+
+/// From the first packet to the end of the sign-in.
+inline constexpr std::chrono::seconds kConnectLimit{30};
+/// How long the server may send nothing while it owes a reply.
+inline constexpr std::chrono::seconds kSilenceLimit{30};
+/// How long it may take for one reply, although it sends something.
+inline constexpr std::chrono::minutes kReplyLimit{5};
+/// IDLE is repeated so often. Servers end a connection after 30 minutes (RFC 2177), and many
+/// routers forget one after ten.
+inline constexpr std::chrono::minutes kIdleRenewal{9};
+/// Where IDLE is not offered, the connection is kept by a NOOP so often.
+inline constexpr std::chrono::minutes kNoopInterval{4};
+/// Read marks are sent so long after the first of them, together.
+inline constexpr std::chrono::milliseconds kMarkDelay{500};
+/// The pause before the second try to connect; it doubles up to the longest.
+inline constexpr std::chrono::seconds kFirstPause{5};
+inline constexpr std::chrono::minutes kLongestPause{10};
+/// A connection that has lived so long is not counted with those that failed before.
+inline constexpr std::chrono::minutes kStableAfter{1};
+/// What is left for marks under way when the store is closed.
+inline constexpr std::chrono::seconds kFarewellLimit{3};
+
+/// What signing in needs; all are called on the session's thread.
+struct SessionSignIn {
+  std::function<SignInMaterial(std::stop_token)> get;
+  std::function<void()> accepted = [] {};
+  std::function<void()> refused = [] {};
+};
+
+struct ImapSessionWorld {
+  Network& network;
+  MailServer server;
+  std::string folder;   ///< as people write it
+  std::string version;  ///< of this program, for the server
+  SessionSignIn signIn;
+  RandomBytes random;
+  FileSystem& files;
+  std::string spoolFolder;  ///< for messages that are too large for memory
+  /// Both are called on the session's thread, `news` without the lock, and may be called often.
+  std::function<void(ProtocolLine)> trace = {};
+  std::function<void()> news = [] {};
+  /// A sentence for the user's log.
+  std::function<void(std::string)> complain = [](const std::string&) {};
+};
+
+/// A sentence about a connection that could not be opened or has ended: server, step, what
+/// happened, and the server's words.
+std::string connectFailureText(const MailServer& server, const ConnectFailure& failure);
+
+class ImapSession {
+ public:
+  explicit ImapSession(ImapSessionWorld world);
+  ~ImapSession();
+  ImapSession(const ImapSession&) = delete;
+  ImapSession& operator=(const ImapSession&) = delete;
+
+  // Any thread.
+  struct Status {
+    bool up = false;         ///< the folder is open
+    bool everTried = false;  ///< a try to connect has ended, well or badly
+    bool idles = false;      ///< the server reports changes by itself
+    /// Why the last try to connect failed, or the connection ended, since it was last up.
+    /// kLogonRefused if user or secret is not accepted.
+    std::optional<Error> failure;
+    std::uint64_t news = 0;  ///< rises whenever anything has changed
+  };
+  Status status() const;
+  /// Calls `act` with the ImapWork, under the lock, and lets the session see to what it wants. A
+  /// try to connect is made at once, unless one has just failed.
+  template <class Act>
+  auto work(Act&& act) {
+    struct Wake {
+      Network& network;
+      ~Wake() { network.wake(); }
+    } wake{world_.network};
+    const std::lock_guard lock(mutex_);
+    return act(work_);
+  }
+  /// The same where nothing new is wanted.
+  template <class Act>
+  auto look(Act&& act) const {
+    const std::lock_guard lock(mutex_);
+    return act(work_);
+  }
+  /// Returns once Status::news is above `seen`, or after `limit`, in real time.
+  void waitForNews(std::uint64_t seen, std::chrono::milliseconds limit) const;
+  /// Sends the marks that wait, says goodbye and ends, within kFarewellLimit; step() returns false
+  /// then.
+  void close();
+
+  /// Waits until there is something to do, and does it. False: the session has ended. One thread.
+  bool step();
+
+ private:
+  using Time = std::chrono::milliseconds;
+
+  void advance(std::unique_lock<std::mutex>& lock);
+  bool mayConnect(Time now);
+  void connect(std::unique_lock<std::mutex>& lock);
+  void converse();
+  void open();
+  void select();
+  void receive();
+  void checkLife();
+  void keepFresh();
+  void transmit();
+  void leave();
+  void lose(Error why);
+  void pause();
+  Time nextMoment() const;
+  void changedSomething() { ++status_.news; }
+
+  ImapSessionWorld world_;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  std::stop_source stop_;
+
+  BodySpool spool_;
+  ImapWork work_;
+  Status status_;
+  std::unique_ptr<Connection> connection_;
+  std::unique_ptr<ImapClient> client_;
+  std::optional<Error> loss_;  // found within a call of the client; the connection ends after it
+  std::string input_;
+
+  Time wait_{0};  // of the next step
+  Time now_{0};
+  Time nextTry_{0};      // by itself
+  Time mayAskAgain_{0};  // because something is wanted
+  int failures_ = 0;
+  bool stay_ = false;  // it was up once, and is to be up again
+  Time upSince_{0};
+  Time lastInput_{0};
+  Time lastReply_{0};
+  std::size_t unanswered_ = 0;
+  Time idleSince_{0};
+  std::optional<Time> markSince_;
+  bool leaving_ = false;
+  bool saidGoodbye_ = false;
+  std::optional<Time> leaveUntil_;
+  bool ended_ = false;
+};
+
+}  // namespace relaybird

@@ -1,0 +1,624 @@
+// SPDX-License-Identifier: MIT
+// Every thing that is wanted has a slot with its state, and a place in a queue until it is asked
+// for. pump() turns queues into commands. The reply to a command decides about what it asked for
+// and did not get: data comes before the reply.
+//
+// One message must not block the others, whatever a server does with it. A group of heads that is
+// refused, or in which some are missing, is asked for once more without the structures, which
+// servers make badly of bad mail. After a connection was lost over heads, they are asked for one by
+// one for a while, so that a message over which a server fails is found and given up. A body over
+// which two connections were lost is given up too.
+#include "stores/account/imap_work.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <unordered_set>
+#include <utility>
+
+namespace relaybird {
+namespace {
+
+// Larger mailboxes are worked off in parts: the oldest unread messages first.
+constexpr std::size_t kMostUnseen = 500'000;
+
+// Heads that were asked for ahead and never taken are dropped beyond this number.
+constexpr std::size_t kHeadsKept = 1000;
+
+// After a connection was lost over heads, so many are asked for one by one.
+constexpr std::size_t kCarefulHeads = 2 * kHeadsInCommand;
+
+// Bodies in one command.
+constexpr std::size_t kBodiesInCommand = 50;
+
+constexpr int kLossesPerBody = 2;
+
+}  // namespace
+
+ImapWork::ImapWork(BodySpool& spool, std::function<void(std::string)> complain)
+    : spool_(spool), complain_(std::move(complain)) {}
+
+ImapClient::Events ImapWork::events() {
+  return {[this](ImapHead head) { onHead(std::move(head)); },
+          [this](ImapBody body) { onBody(std::move(body)); }, [this] { changed_ = true; }};
+}
+
+void ImapWork::attach(ImapClient& client, const ImapOpened& opened) {
+  if (opened.uidValidity != opened_.uidValidity) {
+    forgetMailbox();
+  }
+  client_ = &client;
+  opened_ = opened;
+  changed_ = true;
+}
+
+void ImapWork::detach() {
+  client_ = nullptr;
+  refreshSent_ = refreshDone_;
+  headCommands_ = 0;
+  bool lostHeads = false;
+  for (auto& [uid, slot] : heads_) {
+    if (slot.state == Wanted::kComing && slot.asked) {
+      lostHeads = true;
+      if (careful_ > 0) {
+        slot.state = Wanted::kFailed;
+        slot.words = "the connection is lost whenever this message is asked for";
+      } else {
+        slot.asked = false;
+        headQueue_.push_front(uid);
+      }
+    }
+  }
+  careful_ = lostHeads ? kCarefulHeads : careful_;
+  for (auto at = bodies_.begin(); at != bodies_.end();) {
+    BodySlot& slot = at->second;
+    const auto next = std::next(at);
+    if (slot.state == Wanted::kComing && slot.asked) {
+      if (slot.ahead) {
+        eraseBody(at);
+      } else if (++slot.losses == kLossesPerBody) {
+        slot.state = Wanted::kFailed;
+        slot.words = "the connection is lost whenever this message is fetched";
+      } else {
+        resetBody(slot);
+        bodyQueue_.push_back(at->first);
+      }
+    }
+    at = next;
+  }
+  std::vector<std::uint32_t> again;
+  for (auto& [uid, slot] : marks_) {
+    if (slot.state == Mark::kOnItsWay && slot.command != 0) {
+      slot.command = 0;
+      again.push_back(uid);
+    }
+  }
+  std::sort(again.begin(), again.end());
+  queue_.insert(queue_.begin(), again.begin(), again.end());
+  marksSent_ = 0;
+}
+
+void ImapWork::forgetMailbox() {
+  ++generation_;
+  unseen_.reset();
+  known_.clear();
+  heads_.clear();
+  headQueue_.clear();
+  bodies_.clear();
+  bodyQueue_.clear();
+  aheadQueue_.clear();
+  aheadBytes_ = 0;
+  marks_.clear();
+  queue_.clear();
+  marksSent_ = 0;
+}
+
+void ImapWork::pump() {
+  if (client_ == nullptr) {
+    return;
+  }
+  pumpMarks();
+  pumpRefresh();
+  pumpBodies();
+  pumpHeads();
+}
+
+bool ImapWork::wantsAnything() const {
+  const auto coming = [](const auto& entry) { return entry.second.state == Wanted::kComing; };
+  return refreshed(refreshWanted_) == Wanted::kComing ||
+         std::any_of(heads_.begin(), heads_.end(), coming) ||
+         std::any_of(bodies_.begin(), bodies_.end(), coming);
+}
+
+void ImapWork::giveUp(const Error& why) {
+  if (refreshed(refreshWanted_) == Wanted::kComing) {
+    refreshFailed_ = refreshWanted_;
+    refreshFailure_ = why;
+  }
+  headQueue_.clear();
+  bodyQueue_.clear();
+  aheadQueue_.clear();
+  for (auto& [uid, slot] : heads_) {
+    if (slot.state == Wanted::kComing) {
+      slot.state = Wanted::kFailed;
+      slot.words = why.text;
+    }
+  }
+  for (auto& [uid, slot] : bodies_) {
+    if (slot.state == Wanted::kComing) {
+      slot.state = Wanted::kFailed;
+      slot.words = why.text;
+    }
+  }
+}
+
+// The unread messages.
+
+std::uint64_t ImapWork::wantRefresh() {
+  flush_ = true;
+  // One that was sent already may have missed what made the caller ask.
+  if (refreshWanted_ == std::max({refreshSent_, refreshDone_, refreshFailed_})) {
+    ++refreshWanted_;
+  }
+  return refreshWanted_;
+}
+
+Wanted ImapWork::refreshed(std::uint64_t number) const {
+  if (refreshDone_ >= number) {
+    return Wanted::kThere;
+  }
+  return refreshFailed_ >= number ? Wanted::kFailed : Wanted::kComing;
+}
+
+void ImapWork::pumpRefresh() {
+  if (refreshWanted_ <= std::max(refreshSent_, refreshFailed_)) {
+    return;
+  }
+  const std::uint64_t number = refreshWanted_;
+  refreshSent_ = number;
+  changed_ = false;
+  client_->searchUnseen([this, number, marks = lastCommand_](const Result<UidSet>& found) {
+    onSearched(number, marks, found);
+  });
+}
+
+void ImapWork::onSearched(std::uint64_t number, std::uint64_t marksBefore,
+                          const Result<UidSet>& found) {
+  if (!found) {
+    refreshFailed_ = std::max(refreshFailed_, number);
+    refreshFailure_ = found.error();
+    changed_ = true;
+    return;
+  }
+  refreshDone_ = std::max(refreshDone_, number);
+  auto uids = found->uids(kMostUnseen);
+  std::erase_if(uids, [&](std::uint32_t uid) {
+    const auto slot = marks_.find(uid);
+    if (slot == marks_.end() || !slot->second.seen || slot->second.state == Mark::kRefused) {
+      return false;
+    }
+    if (slot->second.state == Mark::kOnItsWay || slot->second.command > marksBefore) {
+      return true;
+    }
+    marks_.erase(slot);  // the search saw the mark set: another program has cleared it since
+    return false;
+  });
+  std::erase_if(marks_, [&](const auto& entry) {
+    return entry.second.state == Mark::kDurable && entry.second.command <= marksBefore &&
+           !found->contains(entry.first);
+  });
+  std::erase_if(known_, [&](const auto& entry) { return !found->contains(entry.first); });
+  if (!unseen_ || *unseen_ != uids) {
+    unseen_ = std::make_shared<const std::vector<std::uint32_t>>(std::move(uids));
+  }
+}
+
+// Heads.
+
+void ImapWork::wantHeads(const std::vector<std::uint32_t>& uids) {
+  if (heads_.size() > kHeadsKept) {
+    const std::unordered_set<std::uint32_t> wanted(uids.begin(), uids.end());
+    std::erase_if(heads_, [&](const auto& entry) {
+      return entry.second.state != Wanted::kComing && !wanted.contains(entry.first);
+    });
+  }
+  for (const std::uint32_t uid : uids) {
+    if (heads_.try_emplace(uid).second) {
+      headQueue_.push_back(uid);
+    }
+  }
+}
+
+Wanted ImapWork::head(std::uint32_t uid) const {
+  const auto slot = heads_.find(uid);
+  return slot == heads_.end() ? Wanted::kNot : slot->second.state;
+}
+
+ImapHead ImapWork::takeHead(std::uint32_t uid) {
+  const auto slot = heads_.find(uid);
+  ImapHead head = std::move(slot->second.head);
+  heads_.erase(slot);
+  return head;
+}
+
+Error ImapWork::takeHeadFailure(std::uint32_t uid) {
+  const auto slot = heads_.find(uid);
+  Error error{0, std::move(slot->second.words)};
+  heads_.erase(slot);
+  return error;
+}
+
+void ImapWork::pumpHeads() {
+  const std::size_t most = careful_ > 0 ? 1 : kHeadCommandsAhead;
+  while (!headQueue_.empty() && headCommands_ < most) {
+    std::vector<std::uint32_t> uids;
+    bool plain = careful_ > 0;
+    while (!headQueue_.empty() && uids.size() < (careful_ > 0 ? 1 : kHeadsInCommand)) {
+      const auto slot = heads_.find(headQueue_.front());
+      const bool isWanted = slot != heads_.end() && slot->second.state == Wanted::kComing;
+      if (isWanted && !uids.empty() && slot->second.plain != plain) {
+        break;
+      }
+      headQueue_.pop_front();
+      if (isWanted && !slot->second.asked) {
+        plain = plain || slot->second.plain;
+        uids.push_back(slot->first);
+      }
+    }
+    if (!uids.empty()) {
+      askHeads(std::move(uids), plain);
+    }
+  }
+}
+
+void ImapWork::askHeads(std::vector<std::uint32_t> uids, bool plain) {
+  for (const std::uint32_t uid : uids) {
+    HeadSlot& slot = heads_[uid];
+    slot.asked = true;
+    slot.plain = plain;
+  }
+  ++headCommands_;
+  client_->fetchHeads(uids, !plain,
+                      [this, uids](const Result<void>& result) { onHeadsAnswered(uids, result); });
+}
+
+void ImapWork::onHead(ImapHead head) {
+  const std::uint32_t uid = head.uid;
+  const auto slot = heads_.find(uid);
+  if (slot == heads_.end() || slot->second.state != Wanted::kComing) {
+    return;
+  }
+  known_[uid] = {head.size.value_or(0), head.received};
+  slot->second.head = std::move(head);
+  slot->second.state = Wanted::kThere;
+}
+
+void ImapWork::onHeadsAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result) {
+  --headCommands_;
+  careful_ -= careful_ > 0 ? 1 : 0;
+  for (const std::uint32_t uid : uids) {
+    const auto found = heads_.find(uid);
+    if (found == heads_.end() || found->second.state != Wanted::kComing || !found->second.asked) {
+      continue;
+    }
+    HeadSlot& slot = found->second;
+    if (!slot.plain) {
+      slot.plain = true;
+      slot.asked = false;
+      headQueue_.push_front(uid);
+    } else if (result) {
+      slot.state = Wanted::kGone;
+    } else {
+      slot.state = Wanted::kFailed;
+      slot.words = result.error().text;
+    }
+  }
+}
+
+// Bodies.
+
+ImapWork::BodySlot& ImapWork::newBody(std::uint32_t uid) {
+  BodySlot& slot = bodies_[uid];
+  if (const auto known = known_.find(uid); known != known_.end()) {
+    slot.expected = known->second.size;
+    slot.received = known->second.received;
+  }
+  resetBody(slot);
+  slot.id = ++lastBody_;
+  return slot;
+}
+
+void ImapWork::resetBody(BodySlot& slot) const {
+  slot.asked = false;
+  slot.pieces = slot.pieces || slot.expected == 0 || slot.expected > kPieceBytes;
+  slot.nextPiece = 0;
+  slot.piecesAsked = 0;
+  slot.end.reset();
+  slot.early.clear();
+  slot.body = std::make_unique<FetchedBody>(spool_);
+}
+
+void ImapWork::wantBody(std::uint32_t uid) {
+  const auto found = bodies_.find(uid);
+  if (found == bodies_.end()) {
+    newBody(uid);
+    bodyQueue_.push_back(uid);
+  } else if (std::exchange(found->second.ahead, false) && !found->second.asked) {
+    bodyQueue_.push_back(uid);
+  }
+}
+
+void ImapWork::wantBodiesAhead(const std::vector<std::uint32_t>& uids) {
+  for (const std::uint32_t uid : uids) {
+    const auto known = known_.find(uid);
+    if (bodies_.contains(uid) || known == known_.end() || known->second.size == 0 ||
+        known->second.size > kBodyAheadBytes) {
+      continue;
+    }
+    if (aheadBytes_ + known->second.size > kBodiesAheadBytes) {
+      break;
+    }
+    BodySlot& slot = newBody(uid);
+    slot.ahead = true;
+    slot.reserved = slot.expected;
+    aheadBytes_ += slot.reserved;
+    aheadQueue_.push_back(uid);
+  }
+}
+
+Wanted ImapWork::body(std::uint32_t uid) const {
+  const auto slot = bodies_.find(uid);
+  return slot == bodies_.end() ? Wanted::kNot : slot->second.state;
+}
+
+Result<std::unique_ptr<InputFile>> ImapWork::takeBody(std::uint32_t uid) {
+  const auto at = bodies_.find(uid);
+  BodySlot slot = std::move(at->second);
+  eraseBody(at);
+  if (slot.state == Wanted::kGone) {
+    return Error{ENOENT, "The message is no longer there"};
+  }
+  if (slot.state == Wanted::kFailed) {
+    return Error{0, slot.words};
+  }
+  return slot.body->finish(slot.received);
+}
+
+void ImapWork::dropBodiesBehind(std::uint32_t uid) {
+  for (auto at = bodies_.upper_bound(uid); at != bodies_.end();) {
+    const auto next = std::next(at);
+    if (at->second.ahead && (at->second.state != Wanted::kComing || !at->second.asked)) {
+      eraseBody(at);
+    }
+    at = next;
+  }
+}
+
+void ImapWork::eraseBody(std::map<std::uint32_t, BodySlot>::iterator at) {
+  aheadBytes_ -= at->second.reserved;
+  bodies_.erase(at);
+}
+
+void ImapWork::pumpBodies() {
+  while (!bodyQueue_.empty()) {
+    const std::uint32_t uid = bodyQueue_.front();
+    bodyQueue_.pop_front();
+    const auto found = bodies_.find(uid);
+    if (found == bodies_.end() || found->second.state != Wanted::kComing || found->second.asked) {
+      continue;
+    }
+    found->second.asked = true;
+    if (found->second.pieces) {
+      askPieces(uid, found->second);
+    } else {
+      askWhole({uid});
+    }
+  }
+  while (!aheadQueue_.empty()) {
+    std::vector<std::uint32_t> uids;
+    while (!aheadQueue_.empty() && uids.size() < kBodiesInCommand) {
+      const auto found = bodies_.find(aheadQueue_.front());
+      if (found != bodies_.end() && found->second.state == Wanted::kComing &&
+          !found->second.asked && !found->second.pieces) {
+        found->second.asked = true;
+        uids.push_back(found->first);
+      }
+      aheadQueue_.pop_front();
+    }
+    if (!uids.empty()) {
+      askWhole(uids);
+    }
+  }
+}
+
+void ImapWork::askWhole(const std::vector<std::uint32_t>& uids) {
+  client_->fetchBodies(UidSet(uids),
+                       [this, uids](const Result<void>& result) { onWholeAnswered(uids, result); });
+}
+
+void ImapWork::onBody(ImapBody body) {
+  const auto found = bodies_.find(body.uid);
+  if (found == bodies_.end() || found->second.state != Wanted::kComing || !found->second.asked) {
+    return;
+  }
+  BodySlot& slot = found->second;
+  if (slot.pieces) {
+    if (!body.cut) {
+      addPiece(slot, body.origin, std::move(body.bytes));
+    }
+  } else if (body.cut) {
+    // Larger than the server said.
+    slot.pieces = true;
+    slot.asked = false;
+    bodyQueue_.push_back(body.uid);
+  } else {
+    slot.end = body.bytes.size();
+    append(slot, std::move(body.bytes));
+  }
+}
+
+void ImapWork::onWholeAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result) {
+  for (const std::uint32_t uid : uids) {
+    const auto found = bodies_.find(uid);
+    if (found == bodies_.end() || found->second.state != Wanted::kComing || !found->second.asked ||
+        found->second.pieces) {
+      continue;
+    }
+    BodySlot& slot = found->second;
+    if (result) {
+      slot.state = Wanted::kGone;
+    } else if (uids.size() > 1) {
+      slot.asked = false;
+      bodyQueue_.push_back(uid);
+    } else {
+      slot.state = Wanted::kFailed;
+      slot.words = result.error().text;
+    }
+  }
+}
+
+void ImapWork::askPieces(std::uint32_t uid, BodySlot& slot) {
+  while (slot.state == Wanted::kComing && !slot.end && slot.piecesAsked < kPiecesAhead &&
+         (slot.nextPiece == 0 || slot.nextPiece < slot.expected ||
+          (slot.piecesAsked == 0 && slot.body->size() == slot.nextPiece))) {
+    const std::uint64_t origin = slot.nextPiece;
+    slot.nextPiece += kPieceBytes;
+    ++slot.piecesAsked;
+    client_->fetchPiece(uid, origin, kPieceBytes,
+                        [this, uid, id = slot.id, origin](const Result<void>& result) {
+                          onPieceAnswered(uid, id, origin, result);
+                        });
+  }
+}
+
+void ImapWork::addPiece(BodySlot& slot, std::uint64_t origin, std::string bytes) {
+  if (bytes.size() > kPieceBytes || origin % kPieceBytes != 0 || origin >= slot.nextPiece ||
+      origin < slot.body->size()) {
+    return;  // not asked for; if it was meant as an answer, the piece is found missing
+  }
+  if (bytes.size() < kPieceBytes) {
+    slot.end = std::min(slot.end.value_or(origin + bytes.size()), origin + bytes.size());
+  }
+  slot.early[origin] = std::move(bytes);
+  while (slot.state == Wanted::kComing && !slot.early.empty() &&
+         slot.early.begin()->first == slot.body->size()) {
+    append(slot, std::move(slot.early.begin()->second));
+    slot.early.erase(slot.early.begin());
+  }
+}
+
+void ImapWork::append(BodySlot& slot, std::string bytes) {
+  if (const auto appended = slot.body->append(std::move(bytes)); !appended) {
+    slot.state = Wanted::kFailed;
+    slot.words = appended.error().text;
+  } else if (slot.end && slot.body->size() >= *slot.end) {
+    slot.state = Wanted::kThere;
+  }
+}
+
+void ImapWork::onPieceAnswered(std::uint32_t uid, std::uint64_t id, std::uint64_t origin,
+                               const Result<void>& result) {
+  const auto found = bodies_.find(uid);
+  if (found == bodies_.end() || found->second.id != id) {
+    return;
+  }
+  BodySlot& slot = found->second;
+  --slot.piecesAsked;
+  if (slot.state != Wanted::kComing) {
+    return;
+  }
+  const bool came = slot.body->size() > origin || slot.early.contains(origin);
+  if (!result) {
+    slot.state = Wanted::kFailed;
+    slot.words = result.error().text;
+  } else if (!came && origin == 0) {
+    slot.state = Wanted::kGone;
+  } else if (!came && slot.body->size() == origin) {
+    slot.state = Wanted::kThere;  // some servers send nothing behind the end
+  } else if (!came) {
+    slot.state = Wanted::kFailed;
+    slot.words = "the server has left out a part of the message";
+  }
+  askPieces(uid, slot);
+}
+
+// Read marks.
+
+void ImapWork::setSeen(std::uint32_t uid, bool seen) {
+  MarkSlot& slot = marks_[uid];
+  const bool waits = slot.state == Mark::kOnItsWay && slot.command == 0 &&
+                     std::find(queue_.begin(), queue_.end(), uid) != queue_.end();
+  slot = {seen, Mark::kOnItsWay, 0, false};
+  if (!waits) {
+    queue_.push_back(uid);
+  }
+}
+
+ImapWork::Mark ImapWork::mark(std::uint32_t uid) const {
+  const auto slot = marks_.find(uid);
+  return slot == marks_.end() ? Mark::kNone : slot->second.state;
+}
+
+void ImapWork::dropMark(std::uint32_t uid) {
+  if (mark(uid) == Mark::kRefused) {
+    marks_.erase(uid);
+  }
+}
+
+void ImapWork::pumpMarks() {
+  if (!flush_ && queue_.size() < kMarksAtOnce) {
+    return;
+  }
+  flush_ = false;
+  while (!queue_.empty()) {
+    sendMarks(kMarksInCommand);
+  }
+}
+
+// Sends marks of one kind from the front of the queue.
+void ImapWork::sendMarks(std::size_t count) {
+  std::vector<std::uint32_t> uids;
+  const MarkSlot first = marks_[queue_.front()];
+  const std::uint64_t command = ++lastCommand_;
+  while (!queue_.empty() && uids.size() < (first.alone ? 1 : count)) {
+    MarkSlot& slot = marks_[queue_.front()];
+    if (!uids.empty() && (slot.seen != first.seen || slot.alone)) {
+      break;
+    }
+    slot.command = command;
+    uids.push_back(queue_.front());
+    queue_.pop_front();
+  }
+  marksSent_ += uids.size();
+  client_->store(UidSet(uids), first.seen, [this, command, uids](const Result<void>& result) {
+    onMarked(command, uids, result);
+  });
+}
+
+void ImapWork::onMarked(std::uint64_t command, const std::vector<std::uint32_t>& uids,
+                        const Result<void>& result) {
+  marksSent_ -= uids.size();
+  for (const std::uint32_t uid : uids) {
+    const auto found = marks_.find(uid);
+    if (found == marks_.end() || found->second.command != command) {
+      continue;  // set once more in the meantime
+    }
+    MarkSlot& slot = found->second;
+    if (result && slot.seen) {
+      slot.state = Mark::kDurable;
+    } else if (result) {
+      marks_.erase(found);
+    } else if (uids.size() > 1) {
+      slot.alone = true;
+      slot.command = 0;
+      queue_.push_back(uid);
+      flush_ = true;
+    } else {
+      slot.state = Mark::kRefused;
+      complain_("The server does not mark a message as " +
+                std::string(slot.seen ? "read: " : "unread: ") + result.error().text);
+    }
+  }
+}
+
+}  // namespace relaybird

@@ -1,0 +1,553 @@
+// SPDX-License-Identifier: MIT
+#include "stores/account/imap_session.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/posix/posix_file_system.h"
+#include "stores/account/imap_server_script.h"
+#include "stores/mailbox/inbox.h"
+#include "support/fake_clock.h"
+#include "support/scripted_network.h"
+#include "support/temp_folder.h"
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using namespace std::chrono_literals;
+
+class ImapSessionTest : public testing::Test {
+ protected:
+  ImapSessionTest() {
+    network_.serve([this](ServerEnd& end) {
+      if (arrange_) {
+        arrange_(end);
+      }
+      return imapServer(account_);
+    });
+    for (std::uint32_t uid = 1; uid <= 5; ++uid) {
+      account_.add(uid, simpleMail("m" + std::to_string(uid)));
+    }
+    session_ = std::make_unique<ImapSession>(world());
+  }
+
+  ImapSessionWorld world() {
+    return {network_,
+            {MailProtocol::kImap, "imap.example.org", 993, Security::kTls, ""},
+            "INBOX",
+            "1.0",
+            {[this](std::stop_token) {
+               ++signIns_;
+               return SignInMaterial{SignIn{"ann", SignInMethod::kPassword, Secret("x")}, {}};
+             },
+             [this] { ++accepted_; }, [this] { ++refused_; }},
+            [](std::size_t count) { return std::string(count, '\x80'); },
+            files_,
+            folder_.path() + "/spool",
+            {},
+            [] {},
+            [this](const std::string& words) { complaints_.push_back(words); }};
+  }
+
+  // Runs the session until `reached`; false if that takes more than `limit` of the network's time.
+  template <class Reached>
+  bool runUntil(const Reached& reached, std::chrono::milliseconds limit = 10min) {
+    const auto until = network_.steadyTime() + limit;
+    // Ends the last wait at the limit.
+    network_.after(limit, [] {});
+    while (!reached()) {
+      if (network_.steadyTime() >= until || !session_->step()) {
+        return reached();
+      }
+    }
+    return true;
+  }
+
+  Wanted refresh() {
+    const auto number = session_->work([](ImapWork& work) { return work.wantRefresh(); });
+    Wanted state = Wanted::kComing;
+    runUntil([&] {
+      state = session_->look([&](const ImapWork& work) { return work.refreshed(number); });
+      return state != Wanted::kComing;
+    });
+    return state;
+  }
+  std::vector<std::uint32_t> unseen() {
+    return session_->look([](const ImapWork& work) {
+      return work.unseen() ? *work.unseen() : std::vector<std::uint32_t>();
+    });
+  }
+  std::string failure() {
+    const auto status = session_->status();
+    return status.failure ? status.failure->text : "";
+  }
+  std::string subject(std::uint32_t uid) {
+    session_->work([&](ImapWork& work) { work.wantHeads({uid}); });
+    runUntil([&] { return head(uid) != Wanted::kComing; });
+    if (head(uid) != Wanted::kThere) {
+      return head(uid) == Wanted::kGone
+                 ? "gone"
+                 : session_->work([&](ImapWork& work) { return work.takeHeadFailure(uid); }).text;
+    }
+    return HeaderBlock(session_->work([&](ImapWork& work) { return work.takeHead(uid); }).header)
+        .subject();
+  }
+  Wanted head(std::uint32_t uid) {
+    return session_->look([&](const ImapWork& work) { return work.head(uid); });
+  }
+  std::string body(std::uint32_t uid) {
+    session_->work([&](ImapWork& work) { work.wantBody(uid); });
+    runUntil([&] {
+      return session_->look([&](const ImapWork& work) { return work.body(uid); }) !=
+             Wanted::kComing;
+    });
+    auto file = session_->work([&](ImapWork& work) { return work.takeBody(uid); });
+    if (!file) {
+      return file.error().text;
+    }
+    std::string bytes((*file)->info().size, '\0');
+    EXPECT_EQ((*file)->readAt(0, bytes.data(), bytes.size()).value(), bytes.size());
+    return bytes;
+  }
+  void mark(std::uint32_t uid, bool seen = true) {
+    session_->work([&](ImapWork& work) { work.setSeen(uid, seen); });
+  }
+  bool runUntilMarked(std::uint32_t uid) {
+    return runUntil([&] {
+      return session_->look([&](const ImapWork& work) { return work.mark(uid); }) !=
+             ImapWork::Mark::kOnItsWay;
+    });
+  }
+
+  ScriptedNetwork network_;
+  FakeClock clock_;
+  RecordingSleeper sleeper_{clock_};
+  PosixFileSystem files_{sleeper_};
+  TempFolder folder_;
+  ServerAccount account_;
+  std::function<void(ServerEnd&)> arrange_;
+  int signIns_ = 0;
+  int accepted_ = 0;
+  int refused_ = 0;
+  std::vector<std::string> complaints_;
+  std::unique_ptr<ImapSession> session_;
+};
+
+TEST_F(ImapSessionTest, DoesNotConnectBeforeAnythingIsWanted) {
+  session_->close();
+  EXPECT_FALSE(runUntil([] { return false; }));
+  EXPECT_EQ(network_.connections(), 0U);
+}
+
+TEST_F(ImapSessionTest, FindsTheUnreadMessages) {
+  account_.find(3)->seen = true;
+  EXPECT_EQ(refresh(), Wanted::kThere);
+  EXPECT_THAT(unseen(), ElementsAre(1, 2, 4, 5));
+  EXPECT_TRUE(session_->status().up);
+  EXPECT_EQ(accepted_, 1);
+  EXPECT_THAT(account_.commands,
+              ElementsAre("CAPABILITY", "ID (\"name\" \"Relaybird\" \"version\" \"1.0\")",
+                          "SELECT \"INBOX\"", HasSubstr("UID SEARCH")));
+}
+
+TEST_F(ImapSessionTest, AsksOnceForEachFurtherRefreshAndIdlesInBetween) {
+  refresh();
+  runUntil([&] { return account_.count("IDLE") == 1; });
+  account_.add(9, simpleMail("new"));
+  account_.commands.clear();
+  EXPECT_EQ(refresh(), Wanted::kThere);
+  EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5, 9));
+  EXPECT_THAT(account_.commands, ElementsAre("DONE", HasSubstr("UID SEARCH")));
+}
+
+TEST_F(ImapSessionTest, HearsOfChangesWhileItIdles) {
+  refresh();
+  EXPECT_TRUE(runUntil([&] { return session_->status().idles; }));
+  EXPECT_FALSE(session_->look([](const ImapWork& work) { return work.changed(); }));
+  network_.end(0).say("* 6 EXISTS\r\n");
+  EXPECT_TRUE(runUntil(
+      [&] { return session_->look([](const ImapWork& work) { return work.changed(); }); }));
+}
+
+TEST_F(ImapSessionTest, RenewsIdleBeforeServersTireOfIt) {
+  refresh();
+  const auto begin = network_.steadyTime();
+  EXPECT_TRUE(runUntil([&] { return account_.count("IDLE") == 3; }, 60min));
+  EXPECT_LE(network_.steadyTime() - begin, 2 * 29min);
+  EXPECT_EQ(network_.connections(), 1U);
+}
+
+TEST_F(ImapSessionTest, SendsNoopWhereIdleIsNotOffered) {
+  account_.capabilities = "IMAP4rev1";
+  refresh();
+  EXPECT_TRUE(runUntil([&] { return account_.count("NOOP") == 2; }, 20min));
+  EXPECT_FALSE(session_->status().idles);
+}
+
+TEST_F(ImapSessionTest, FetchesHeadsAndBodies) {
+  refresh();
+  EXPECT_EQ(subject(4), "m4");
+  EXPECT_EQ(body(4), simpleMail("m4"));
+  EXPECT_EQ(account_.count("UID FETCH 4 (UID BODY.PEEK[])"), 1U);
+}
+
+TEST_F(ImapSessionTest, FetchesALargeMessageInPieces) {
+  for (const std::size_t size : {kPieceBytes + 1, 3 * kPieceBytes, 7 * kPieceBytes + 5}) {
+    std::string large = simpleMail("large");
+    while (large.size() < size) {
+      large += std::string(70, static_cast<char>('a' + large.size() % 23)) + "\r\n";
+    }
+    large.resize(size);
+    account_.remove(9);
+    account_.add(9, large);
+    refresh();
+    EXPECT_EQ(subject(9), "large");
+    EXPECT_TRUE(body(9) == large) << size;
+    EXPECT_EQ(account_.count("UID FETCH 9 (UID BODY.PEEK[])"), 0U);
+  }
+  const auto left = files_.list(folder_.path() + "/spool");
+  EXPECT_TRUE(!left || left->empty());
+}
+
+TEST_F(ImapSessionTest, FetchesAMessageThatIsLargerThanTheServerSays) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    std::optional<std::string> answer;
+    if (command.find("RFC822.SIZE") != std::string::npos) {
+      answer = "* 1 FETCH (UID 1 FLAGS () RFC822.SIZE 10 BODY[HEADER.FIELDS (X)] {0}\r\n)\r\n" +
+               tag + " OK\r\n";
+    }
+    return answer;
+  };
+  account_.find(1)->bytes = simpleMail("m1") + std::string(9 << 20, 'x');
+  refresh();
+  subject(1);
+  EXPECT_TRUE(body(1) == account_.find(1)->bytes);
+}
+
+TEST_F(ImapSessionTest, ReportsAMessageThatHasVanished) {
+  refresh();
+  account_.remove(4);
+  EXPECT_EQ(subject(4), "gone");
+  EXPECT_EQ(body(4), "The message is no longer there");
+  EXPECT_EQ(subject(3), "m3");
+}
+
+TEST_F(ImapSessionTest, AsksAgainWithoutStructureForHeadsThatARefusedGroupLeftOut) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.find("BODYSTRUCTURE") != std::string::npos
+               ? std::optional<std::string>(tag + " NO [SERVERBUG] broken\r\n")
+               : std::nullopt;
+  };
+  refresh();
+  EXPECT_EQ(subject(4), "m4");
+}
+
+TEST_F(ImapSessionTest, ReportsAHeadThatTheServerRefuses) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID FETCH") ? std::optional<std::string>(tag + " NO broken\r\n")
+                                            : std::nullopt;
+  };
+  refresh();
+  EXPECT_EQ(subject(4), "broken");
+  EXPECT_EQ(body(4), "broken");
+}
+
+TEST_F(ImapSessionTest, SendsMarksTogetherALittleLater) {
+  refresh();
+  mark(1);
+  mark(2);
+  mark(4);
+  EXPECT_TRUE(runUntilMarked(4));
+  EXPECT_TRUE(account_.find(1)->seen && account_.find(2)->seen && account_.find(4)->seen);
+  EXPECT_EQ(account_.count("UID STORE 1:2,4 +FLAGS.SILENT (\\Seen)"), 1U);
+  EXPECT_EQ(account_.count("UID STORE"), 1U);
+}
+
+TEST_F(ImapSessionTest, SendsMarksBeforeItRefreshes) {
+  refresh();
+  mark(1);
+  EXPECT_EQ(refresh(), Wanted::kThere);
+  EXPECT_TRUE(account_.find(1)->seen);
+  EXPECT_THAT(unseen(), ElementsAre(2, 3, 4, 5));
+  mark(1, false);
+  refresh();
+  EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5));
+}
+
+TEST_F(ImapSessionTest, LeavesOutMessagesWhoseMarksAreOnTheirWay) {
+  refresh();
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID STORE")
+               ? std::optional<std::string>("* OK slow " + tag + "\r\n")
+               : std::nullopt;
+  };
+  mark(2);
+  refresh();
+  EXPECT_THAT(unseen(), ElementsAre(1, 3, 4, 5));
+}
+
+TEST_F(ImapSessionTest, FindsTheOneMarkThatTheServerRefuses) {
+  refresh();
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    const bool hits = command.starts_with("UID STORE") &&
+                      UidSet::parse(command.substr(10, command.find(' ', 10) - 10))->contains(2);
+    return hits ? std::optional<std::string>(tag + " NO [OVERQUOTA] full\r\n") : std::nullopt;
+  };
+  mark(1);
+  mark(2);
+  mark(3);
+  EXPECT_TRUE(runUntilMarked(2));
+  EXPECT_TRUE(runUntilMarked(3));
+  const auto state = [&](std::uint32_t uid) {
+    return session_->look([&](const ImapWork& work) { return work.mark(uid); });
+  };
+  EXPECT_EQ(state(1), ImapWork::Mark::kDurable);
+  EXPECT_EQ(state(2), ImapWork::Mark::kRefused);
+  EXPECT_EQ(state(3), ImapWork::Mark::kDurable);
+  EXPECT_THAT(complaints_, ElementsAre("Mail server imap.example.org: The server does not mark a "
+                                       "message as read: full [OVERQUOTA]"));
+  refresh();
+  EXPECT_THAT(unseen(), ElementsAre(2, 4, 5));
+}
+
+TEST_F(ImapSessionTest, ListsAMessageAgainThatAnotherProgramMarksUnread) {
+  refresh();
+  mark(2);
+  runUntilMarked(2);
+  refresh();
+  account_.find(2)->seen = false;
+  refresh();
+  EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5));
+}
+
+TEST_F(ImapSessionTest, KeepsMarksOverALostConnection) {
+  refresh();
+  mark(2);
+  network_.end(0).close();
+  EXPECT_TRUE(runUntilMarked(2));
+  EXPECT_EQ(network_.connections(), 2U);
+  EXPECT_TRUE(account_.find(2)->seen);
+}
+
+TEST_F(ImapSessionTest, ConnectsAgainByItself) {
+  refresh();
+  network_.end(0).close();
+  EXPECT_TRUE(runUntil([&] { return network_.connections() == 2 && session_->status().up; }));
+}
+
+TEST_F(ImapSessionTest, PausesLongerAfterEachFailure) {
+  refresh();
+  arrange_ = [](ServerEnd& end) { end.dropAfterSaying(0); };
+  network_.end(0).close();
+  std::vector<std::chrono::milliseconds> times;
+  runUntil(
+      [&] {
+        if (times.size() + 1 < network_.connections()) {
+          times.push_back(network_.steadyTime());
+        }
+        return network_.connections() == 12;
+      },
+      300min);
+  ASSERT_THAT(times, SizeIs(11));
+  for (std::size_t i = 2; i < times.size(); ++i) {
+    const auto length = times[i] - times[i - 1];
+    EXPECT_GE(length, 5s);
+    EXPECT_LE(length, kLongestPause + kConnectLimit + 3min);
+    if (i < 7) {
+      EXPECT_GT(length, times[i - 1] - times[i - 2]);
+    }
+  }
+}
+
+TEST_F(ImapSessionTest, TellsWhyItCannotConnect) {
+  network_.serve({});
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_THAT(failure(), HasSubstr("imap.example.org"));
+  // A request soon after fails at once, with the same words.
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_EQ(network_.connections(), 1U);
+}
+
+TEST_F(ImapSessionTest, DoesNotRepeatARefusedSignIn) {
+  arrange_ = [](ServerEnd& end) {
+    end.fail({ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn,
+              "the server refused the user name or password", "NO [AUTHENTICATIONFAILED] no"});
+  };
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_EQ(refused_, 1);
+  EXPECT_EQ(session_->status().failure->code, kLogonRefused);
+  EXPECT_THAT(failure(), HasSubstr("signing in"));
+  EXPECT_THAT(failure(), HasSubstr("The server said: NO [AUTHENTICATIONFAILED] no"));
+  mark(1);
+  EXPECT_FALSE(runUntil([&] { return network_.connections() > 1; }, 120min));
+}
+
+TEST_F(ImapSessionTest, FailsWhereTheFolderIsRefused) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.starts_with("SELECT") ? std::optional<std::string>(tag + " NO not yours\r\n")
+                                         : std::nullopt;
+  };
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_THAT(failure(), HasSubstr("the folder INBOX cannot be opened: not yours"));
+}
+
+TEST_F(ImapSessionTest, GivesUpAServerThatDoesNotAnswer) {
+  for (const char* command : {"CAPABILITY", "SELECT", "UID SEARCH"}) {
+    account_.instead = [command](const std::string&, const std::string& heard) {
+      return heard.starts_with(command) ? std::optional<std::string>("") : std::nullopt;
+    };
+    session_ = std::make_unique<ImapSession>(world());
+    const auto begin = network_.steadyTime();
+    EXPECT_EQ(refresh(), Wanted::kFailed) << command;
+    EXPECT_THAT(failure(), HasSubstr("does not answer")) << command;
+    EXPECT_LE(network_.steadyTime() - begin, 3 * kSilenceLimit) << command;
+  }
+}
+
+TEST_F(ImapSessionTest, GivesUpAServerThatTrickles) {
+  arrange_ = [](ServerEnd& end) { end.trickle(1, 20s); };
+  const auto begin = network_.steadyTime();
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_LE(network_.steadyTime() - begin, kReplyLimit + kConnectLimit);
+}
+
+TEST_F(ImapSessionTest, EndsOnByeAndConnectsAgain) {
+  refresh();
+  network_.end(0).say("* BYE shutting down\r\n");
+  EXPECT_TRUE(runUntil([&] { return !session_->status().up; }));
+  EXPECT_THAT(failure(), HasSubstr("it has ended the connection: shutting down"));
+  EXPECT_TRUE(runUntil([&] { return session_->status().up; }));
+}
+
+TEST_F(ImapSessionTest, EndsOnWhatCannotBeRead) {
+  refresh();
+  network_.end(0).say("* 1 FETCH (BODY[] {99999999999}\r\n");
+  EXPECT_TRUE(runUntil([&] { return !session_->status().up; }));
+  EXPECT_THAT(failure(), HasSubstr("impossible size"));
+}
+
+TEST_F(ImapSessionTest, BearsOddDataAtAnyTime) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    network_.end(network_.connections() - 1)
+        .say(
+            "* 2 EXPUNGE\r\n* VANISHED 77\r\n* 5 EXISTS\r\n* 3 FETCH (FLAGS (\\Seen))\r\nx9 OK\r\n"
+            "* THREAD (1)(2)\r\n* OK [ALERT] look\r\nrubbish\r\n+ what\r\n* 1 FETCH (" +
+            std::string(1000, '(') + "\r\n* FETCH\r\n");
+    (void)tag;
+    (void)command;
+    return std::optional<std::string>();
+  };
+  EXPECT_EQ(refresh(), Wanted::kThere);
+  EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5));
+  EXPECT_EQ(subject(2), "m2");
+  EXPECT_EQ(body(2), simpleMail("m2"));
+  mark(2);
+  EXPECT_TRUE(runUntilMarked(2));
+  EXPECT_TRUE(account_.find(2)->seen);
+  EXPECT_EQ(network_.connections(), 1U);
+}
+
+TEST_F(ImapSessionTest, ForgetsEverythingWhenTheFolderIsNumberedAnew) {
+  refresh();
+  const auto before = session_->look([](const ImapWork& work) { return work.generation(); });
+  mark(1);
+  account_.uidValidity = 8;
+  network_.end(0).close();
+  EXPECT_TRUE(runUntil([&] {
+    return session_->look([](const ImapWork& work) { return work.generation(); }) != before;
+  }));
+  runUntil([&] { return session_->status().idles; });
+  EXPECT_FALSE(account_.find(1)->seen);
+}
+
+TEST_F(ImapSessionTest, ConnectsAgainWhenTheNumbersChangeUnderIt) {
+  refresh();
+  account_.uidValidity = 8;
+  network_.end(0).say("* OK [UIDVALIDITY 8] changed\r\n");
+  EXPECT_TRUE(runUntil([&] {
+    return session_->status().up &&
+           session_->look([](const ImapWork& work) { return work.uidValidity(); }) == 8;
+  }));
+}
+
+TEST_F(ImapSessionTest, FindsAMessageOverWhichTheServerDrops) {
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.starts_with("UID FETCH") &&
+        UidSet::parse(command.substr(10, command.find(' ', 10) - 10))->contains(3)) {
+      network_.end(network_.connections() - 1).close();
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  refresh();
+  session_->work([](ImapWork& work) { work.wantHeads({5, 4, 3, 2, 1}); });
+  runUntil([&] { return !session_->look([](const ImapWork& w) { return w.wantsAnything(); }); });
+  // The others can be had, though not all of them in the first try.
+  for (const std::uint32_t uid : {5U, 4U, 2U, 1U}) {
+    if (head(uid) == Wanted::kFailed) {
+      session_->work([&](ImapWork& work) { return work.takeHeadFailure(uid); });
+      runUntil([] { return false; }, 1min);
+    }
+    EXPECT_EQ(subject(uid), "m" + std::to_string(uid));
+  }
+}
+
+TEST_F(ImapSessionTest, SaysGoodbyeAfterTheLastMarks) {
+  refresh();
+  mark(3);
+  session_->close();
+  EXPECT_FALSE(runUntil([] { return false; }));
+  EXPECT_TRUE(account_.find(3)->seen);
+  EXPECT_EQ(account_.commands.back(), "LOGOUT");
+}
+
+TEST_F(ImapSessionTest, ClosesInTimeWhereTheServerHangs) {
+  refresh();
+  network_.end(0).hang();
+  mark(3);
+  const auto begin = network_.steadyTime();
+  session_->close();
+  EXPECT_FALSE(runUntil([] { return false; }));
+  EXPECT_LE(network_.steadyTime() - begin, kFarewellLimit + 1s);
+}
+
+TEST_F(ImapSessionTest, SurvivesADropAtEveryByte) {
+  std::size_t said = 1;
+  int sessions = 0;
+  for (std::size_t drop = 0; drop < said; ++drop) {
+    for (ServerMail& mail : account_.mails) {
+      mail.seen = false;
+    }
+    const std::size_t first = network_.connections();
+    arrange_ = [&, dropped = false](ServerEnd& end) mutable {
+      if (!std::exchange(dropped, true)) {
+        end.dropAfterSaying(drop);
+      }
+    };
+    session_ = std::make_unique<ImapSession>(world());
+    int tries = 0;
+    while (refresh() != Wanted::kThere && ++tries < 5) {
+      runUntil([] { return false; }, 10s);
+    }
+    ASSERT_LT(tries, 5) << "drop after " << drop;
+    ASSERT_EQ(unseen().size(), 5U) << "drop after " << drop;
+    ASSERT_EQ(subject(4), "m4") << "drop after " << drop;
+    ASSERT_EQ(body(4), simpleMail("m4")) << "drop after " << drop;
+    mark(4);
+    ASSERT_TRUE(runUntilMarked(4)) << "drop after " << drop;
+    ASSERT_TRUE(account_.find(4)->seen) << "drop after " << drop;
+    ++sessions;
+    if (network_.connections() == first + 1) {
+      break;  // so much was not said on the first connection
+    }
+    said = drop + 2;
+  }
+  EXPECT_GT(sessions, 500);
+}
+
+}  // namespace
+}  // namespace relaybird
