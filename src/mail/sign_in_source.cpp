@@ -162,12 +162,14 @@ SignInMaterial SignInSource::material() const {
 }
 
 SignInMaterial SignInSource::refusal() const {
-  return {std::nullopt,
-          {Cause::kRefused, "The server has refused the sign-in of " + account_.user + " at " +
-                                account_.server.host +
-                                ", and there is nothing new to sign in with. It is not tried again "
-                                "by itself before the password or token changes. Correct it, and "
-                                "test the account."}};
+  std::string words = "The server has refused the sign-in of " + account_.user + " at " +
+                      account_.server.host +
+                      ", and there is nothing new to sign in with. It is not tried again by itself "
+                      "before the password or token changes. Correct it, and test the account.";
+  if (refused_ && hasSpaceAtAnEnd(*refused_)) {
+    words += " It begins or ends with a space, which may have slipped in when it was copied.";
+  }
+  return {std::nullopt, {Cause::kRefused, std::move(words)}};
 }
 
 void SignInSource::refused() {
@@ -331,12 +333,20 @@ SignInSource::Found SignInSource::askOnlineAccount(std::stop_token stop) const {
   return failed(Cause::kFailed, std::move(answer.failure->words));
 }
 
+// A browser may copy a blank as a space that does not break.
 Secret withoutGroups(const Secret& password, std::size_t length) {
+  constexpr std::string_view kHardSpace = "\xc2\xa0";
   Secret rest = password;
-  const auto bytes = rest.writable();
-  const auto removed = std::ranges::remove(bytes, ' ');
-  rest.cut(bytes.size() - removed.size());
-  return length > 0 && rest.bytes().size() == length ? rest : password;
+  std::size_t size = 0;
+  for (std::size_t i = 0; i < password.bytes().size(); ++i) {
+    if (password.bytes().substr(i).starts_with(kHardSpace)) {
+      ++i;
+    } else if (password.bytes()[i] != ' ') {
+      rest.writable()[size++] = password.bytes()[i];
+    }
+  }
+  rest.cut(size);
+  return length > 0 && size == length ? rest : password;
 }
 
 SecretKey secretKeyOf(const AccountSettings& account) {

@@ -231,6 +231,17 @@ TEST_F(SignInSourceTest, ARefusedPasswordIsNotTriedAgainByTimer) {
   EXPECT_LE(commands.ran.size(), 26U);
 }
 
+TEST_F(SignInSourceTest, ASpaceAtAnEndOfARefusedPasswordIsMentioned) {
+  for (const auto& [password, mentioned] :
+       {std::pair("sesame ", true), {" sesame", true}, {"open sesame", false}}) {
+    commands.prints(password);
+    SignInSource source = commandSource();
+    ASSERT_EQ(secretIn(source.get({})), password) << "it is sent as it is";
+    source.refused();
+    EXPECT_EQ(wordsOf(source.get({})).find("ends with a space") != std::string::npos, mentioned);
+  }
+}
+
 TEST_F(SignInSourceTest, ACorrectedPasswordIsFoundAfterARefusal) {
   commands.prints("wrong");
   SignInSource source = commandSource();
@@ -297,6 +308,10 @@ TEST(AppPasswords, LoseTheirSpacesOnlyWhereTheRestHasTheRightLength) {
   };
   EXPECT_EQ(without("abcd efgh ijkl mnop", 16), "abcdefghijklmnop");
   EXPECT_EQ(without(" abcd efgh ijkl mnop ", 16), "abcdefghijklmnop");
+  EXPECT_EQ(without("abcd\xc2\xa0"
+                    "efgh\xc2\xa0ijkl\xc2\xa0mnop",
+                    16),
+            "abcdefghijklmnop");
   EXPECT_EQ(without("abcdefghijklmnop", 16), "abcdefghijklmnop");
   EXPECT_EQ(without("correct horse battery", 16), "correct horse battery");
   EXPECT_EQ(without("abcd efgh ijkl mnop", 0), "abcd efgh ijkl mnop");
