@@ -62,12 +62,14 @@ TerminalManner standardTerminalManner() {
 ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, std::ostream& err)
     : manual_(std::move(manual)),
       err_(err),
-      core_(std::move(identity), loop_,
-            [this](const StoreNotice& notice) {
-              if (forms_) {
-                forms_->handleNotice(notice);
-              }
-            }),
+      core_(
+          std::move(identity), loop_,
+          [this](const StoreNotice& notice) {
+            if (forms_) {
+              forms_->handleNotice(notice);
+            }
+          },
+          [this] { return keepAlive(); }),
       input_(standardInputKind()),
       sink_(STDOUT_FILENO, signals_.descriptor(), [this] { outputBroken(); }) {}
 
@@ -224,6 +226,12 @@ void ConsoleApplication::hungUp() {
     forms_->readPreferencesAgain();
     output_->event("note", "the preferences have been read again");
   }
+}
+
+// A person can type `stop` meanwhile; a script's commands wait, as during any other command.
+bool ConsoleApplication::keepAlive() {
+  loop_.processPending();
+  return !forms_ || !forms_->main().engine().state().stopWanted();
 }
 
 // A pass that is running ends after the current item; then the loops return.

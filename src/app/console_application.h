@@ -39,6 +39,7 @@ class ConsoleApplication {
   void terminated();
   void hungUp();
   void end();
+  bool keepAlive();
 
   Manual manual_;
   std::ostream& err_;

@@ -72,11 +72,14 @@ bool DesktopApplication::OnInit() {
   SetAppDisplayName("Relaybird");
   wxImage::AddHandler(new wxPNGHandler);
   loop_ = std::make_unique<desktop::WxLoop>();
-  core_ = std::make_unique<ProgramCore>(identity_, *loop_, [this](const StoreNotice& notice) {
-    if (forms_) {
-      forms_->handleNotice(notice);
-    }
-  });
+  core_ = std::make_unique<ProgramCore>(
+      identity_, *loop_,
+      [this](const StoreNotice& notice) {
+        if (forms_) {
+          forms_->handleNotice(notice);
+        }
+      },
+      [this] { return keepAlive(); });
   prepare();
   if (refusal_) {
     // Reported in OnRun: if OnInit fails, the program cannot choose its exit status.
@@ -84,6 +87,12 @@ bool DesktopApplication::OnInit() {
   }
   makeForms();
   return true;
+}
+
+// As in a pause of a check, clicks that may open a box are deferred.
+bool DesktopApplication::keepAlive() {
+  pause_.runPendingEvents();
+  return !forms_ || !forms_->main().engine().state().stopWanted();
 }
 
 // The instance holding the mailbox may be exiting or starting, so the second try waits a moment.

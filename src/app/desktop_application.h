@@ -42,6 +42,7 @@ class DesktopApplication : public wxApp {
   void raise();
   void act(const std::string& action);
   bool ending() const { return forms_ && forms_->main().engine().state().ending; }
+  bool keepAlive();
   bool checkRuns() const { return forms_ && forms_->main().engine().state().passRunning; }
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
 

@@ -18,11 +18,13 @@
 namespace relaybird {
 
 ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
-                         std::function<void(const StoreNotice&)> notice)
+                         std::function<void(const StoreNotice&)> notice,
+                         std::function<bool()> keepAlive)
     : trace(files, clock, stateFile("rbxdb.txt"), stateFile("rbxkey/db")),
       identity_(std::move(identity)),
       events_(events),
       notice_(std::move(notice)),
+      keepAlive_(std::move(keepAlive)),
       commands_(posixMainLoopSystem().steadyTime) {
 #ifdef RELAYBIRD_KEYRING
   keyring_ = std::make_unique<DesktopKeyring>();
@@ -69,7 +71,8 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
                                  return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
                                },
                            .secrets = secretWorld(),
-                           .network = [] { return std::make_unique<CurlNetwork>(); }});
+                           .network = [] { return std::make_unique<CurlNetwork>(); },
+                           .keepAlive = keepAlive_});
   if (!store) {
     return Refusal{kSettingsForbid, store.error().text};
   }

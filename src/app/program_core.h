@@ -35,10 +35,10 @@ inline constexpr int kSettingsForbid = 2;
 
 class ProgramCore {
  public:
-  /// The store posts its events to `events`; its notices go to `notice`. Both must outlive the
-  /// store.
+  /// The store posts its events to `events`; its notices go to `notice`, and `keepAlive` is
+  /// StoreWorld's. All must outlive the store.
   ProgramCore(ProgramIdentity identity, EventQueue& events,
-              std::function<void(const StoreNotice&)> notice);
+              std::function<void(const StoreNotice&)> notice, std::function<bool()> keepAlive);
 
   /// Why the program cannot start, and its exit status.
   struct Refusal {
@@ -75,6 +75,7 @@ class ProgramCore {
   ProgramIdentity identity_;
   EventQueue& events_;
   std::function<void(const StoreNotice&)> notice_;
+  std::function<bool()> keepAlive_;
   Mailbox mailbox_;
   std::unique_ptr<InstanceLock> lock_;  ///< outlives the store, which writes when it is closed
   PosixCommandRunner commands_;

@@ -105,6 +105,9 @@ struct EngineState {
   bool passRunning = false;  ///< a pass is on the stack; m_bBusyFwd is also cleared from outside
   bool stopPass = false;     ///< the pass ends after the current item
   bool ending = false;       ///< the program ends: a pass ends as above, nothing else starts
+
+  /// Whether a pass that is running is to end.
+  bool stopWanted() const { return ending || stopPass; }
 };
 
 }  // namespace relaybird

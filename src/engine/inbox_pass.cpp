@@ -281,7 +281,7 @@ bool InboxPass::walkItems(Walk& walk) {
 
 // Events have run: the user may have switched off, or the program may be ending.
 bool InboxPass::stopWanted(std::int32_t itemsLeft) {
-  if (!state_.ending && !state_.stopPass) {
+  if (!state_.stopWanted()) {
     return false;
   }
   world_.log.AddToLog(

@@ -170,6 +170,30 @@ class DeferredInputTest : public WxLoopTest {
   bool delivered_ = false;
 };
 
+// A store that waits for its server calls this again and again, with the check on the stack.
+TEST_F(DeferredInputTest, EventsThatRunWhileAStoreWaitsDeferClicksToo) {
+  ASSERT_TRUE(started_);
+  WxLoop loop;
+  WxSleeper sleeper([] { return false; }, [this] { return checkRuns_(); });
+  bool ran = false;
+  bool called = false;
+  loop.post([&] {
+    loop.post([&] {
+      ran = WxSleeper::sleeping();
+      WxSleeper::afterCheck(*app_, [this] { delivered_ = true; });
+    });
+    sleeper.runPendingEvents();
+    EXPECT_TRUE(ran);
+    EXPECT_FALSE(WxSleeper::sleeping());
+    called = true;
+  });
+  runUntil([&] { return called; });
+  runAWhile();
+  EXPECT_FALSE(delivered_);
+  checkRuns_ = [] { return false; };
+  runUntil([this] { return delivered_; });
+}
+
 // After the pause the synchronisation updates the status line, which runs events. A box that opened
 // there blocked the check.
 TEST_F(DeferredInputTest, ADeferredClickWaitsForTheEndOfTheCheck) {

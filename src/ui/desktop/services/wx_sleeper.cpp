@@ -105,6 +105,11 @@ void WxSleeper::sleep(std::chrono::milliseconds duration) {
   }
 }
 
+void WxSleeper::runPendingEvents() {
+  const SleepScope scope(*this);
+  runEvents();
+}
+
 bool WxSleeper::sleeping() {
   return innermostSleep != nullptr;
 }

@@ -21,6 +21,9 @@ class WxSleeper : public Sleeper {
   WxSleeper(std::function<bool()> interrupted, std::function<bool()> checkRuns);
   ~WxSleeper() override;
   void sleep(std::chrono::milliseconds duration) override;
+  /// Runs the events that are due, as in a sleep, and returns. For a caller that waits for
+  /// something else than time.
+  void runPendingEvents();
 
   /// Whether this is called within a sleep, that is, by an event that the sleep runs.
   static bool sleeping();
