@@ -12,6 +12,8 @@
 namespace relaybird {
 namespace {
 
+// What only shows something may run while a box waits. What acts on the program may not, because a
+// user cannot reach the windows behind a box either.
 constexpr auto kCommands = std::to_array<CommandInfo>({
     {"start", "", "switch forwarding on", false},
     {"stop", "", "switch forwarding off", false},
@@ -84,6 +86,7 @@ std::vector<std::string> valueWords(std::string_view name, const std::vector<For
     case ControlKind::kOptionButton:
       return {"on"};
     case ControlKind::kTextBox:
+      // A password is not offered, since completing it would print it.
       return {control->hidesText() ? "" : inQuotes(control->text())};
     case ControlKind::kListBox:
       return {"all", "none"};
@@ -131,6 +134,7 @@ std::string commandList() {
   constexpr std::size_t kSummaryColumn = 32;
   std::string text;
   for (const CommandInfo& info : kCommands) {
+    // Two blanks at least part a long entry from its summary.
     std::string line(info.name);
     if (!info.arguments.empty()) {
       line += " " + std::string(info.arguments);
@@ -158,6 +162,7 @@ Completion completions(std::string_view line, const std::vector<Form*>& forms) {
   }
   word.remove_prefix(std::min(word.find_first_not_of(" \t"), word.size()));
   Completion found;
+  // The word is compared without the blanks before it, and only the word is replaced.
   found.from = line.size() - word.size();
   found.whole = before.size() != 1 || !takesControl(asciiLower(before.front())) ||
                 word.find('.') != std::string_view::npos;

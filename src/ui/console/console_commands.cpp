@@ -54,6 +54,7 @@ Result<void> ConsoleCommands::run(std::string_view name, std::string_view rest) 
   if (name == "close") {
     return forms_.close(rest);
   }
+  // All commands from here on take nothing.
   if (auto plain = takesNothing(rest); !plain) {
     return plain;
   }
@@ -75,6 +76,8 @@ Result<void> ConsoleCommands::run(std::string_view name, std::string_view rest) 
   if (name == "refused") {
     return program_.refused();
   }
+  // The session has refused unknown names and runs the commands about itself (wait, answer, quit),
+  // so one name is left.
   status();
   return {};
 }

@@ -26,6 +26,8 @@ std::string base64(std::string_view bytes) {
     for (std::size_t j = i; j < i + 3; ++j) {
       group = group << 8 | (j < bytes.size() ? static_cast<unsigned char>(bytes[j]) : 0U);
     }
+    // Three bytes give four digits of 6 bits. A last group of one byte has two digits, of two bytes
+    // three.
     for (unsigned digit = 0; digit < 4; ++digit) {
       const bool padding = i + digit > bytes.size();
       text += padding ? '=' : kDigits[group >> (18 - 6 * digit) & 0x3F];
@@ -77,6 +79,7 @@ ConsoleObserver::ConsoleObserver(std::vector<Form*> forms, News news, ConsoleOut
   }
 }
 
+// A form has a single observer; one that came later stays.
 ConsoleObserver::~ConsoleObserver() {
   for (Form* form : forms_) {
     if (form->observer() == this) {

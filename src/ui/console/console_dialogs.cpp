@@ -109,6 +109,7 @@ void ConsoleDialogs::popupMenu(Control& menu) {
   const std::string said = ask(std::move(question));
   for (Control* entry : entries) {
     if (!said.empty() && said == plainCaption(entry->text())) {
+      // The box has returned, so the entry's command may open boxes of its own.
       entry->click();
       return;
     }
@@ -127,6 +128,7 @@ std::string ConsoleDialogs::ask(Question question) {
     const WaitingQuestion onStack(waiting_, question);
     parts_.out.boxWaits(question.view);
     onAsking_();
+    // Without an answer, because the program ends, the safe one is taken below.
     (void)parts_.runUntil([&] { return question.answer.has_value(); });
   }
   if (!question.answer) {
@@ -180,9 +182,12 @@ std::optional<std::string> ConsoleDialogs::match(const Question& question,
       begun.push_back(choice);
     }
   }
+  // A script has to write the whole answer: a beginning might fit another box after a change of the
+  // program.
   if (!parts_.forPeople) {
     return std::nullopt;
   }
+  // The Enter key alone answers a box with one button.
   if (wanted.empty()) {
     begun = view.choices;
   }

@@ -32,6 +32,7 @@ bool DescriptorSink::mayWrite() {
       return false;
     }
   }
+  // An error or a hang-up counts as well: the write that follows reports it.
   return both[0].revents != 0;
 }
 
@@ -46,6 +47,7 @@ void DescriptorSink::write(std::string_view bytes) {
     if (written >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(written));
     } else if (errno == EPIPE || errno == EIO || errno == EBADF) {
+      // EPIPE: the reader has closed the pipe. EIO: the terminal has hung up.
       broken_ = true;
       onBroken_();
     } else if (errno != EINTR && errno != EAGAIN) {
@@ -95,6 +97,7 @@ void ScriptOutput::event(std::string_view kind, const std::string& text) {
   replyFields(kind, escaped(text));
 }
 
+// The whole line is passed in one call: a box or event in between would break it in two.
 void ScriptOutput::replyFields(std::string_view kind, const std::string& fields) {
   std::string line(kind);
   line += fields.empty() ? ":" : ": ";

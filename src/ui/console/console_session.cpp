@@ -123,6 +123,7 @@ bool ConsoleSession::holdsCommands() const {
   return starting_ || (parts_.input != InputKind::kPerson && (depth_ > 0 || wait_ != nullptr));
 }
 
+// While a box waits, every line is looked at, since it may be the answer.
 bool ConsoleSession::takesLines() const {
   return !ended_ && !answered_ && (parts_.dialogs.asking() || !holdsCommands());
 }
@@ -182,6 +183,8 @@ void ConsoleSession::handleText(std::string_view text) {
 
 // Uses a line as the answer to the waiting box; false if it is not one.
 bool ConsoleSession::answerBox(std::string_view text) {
+  // A script answers with the full name of a button, or with `answer` for any text: a line meant as
+  // a command must not be taken for a typed text.
   const bool person = parts_.input == InputKind::kPerson;
   const std::string value = trimBlanks(text);
   const bool freeText = person && parts_.dialogs.question()->choices.empty();
@@ -282,6 +285,7 @@ Result<void> ConsoleSession::beginWait(std::string_view rest) {
   const std::string what = asciiLower(takeWord(rest));
   const bool forIdle = what == "idle";
   const auto time = readSeconds(forIdle ? rest : std::string_view(what));
+  // After `idle` a time may follow; without it, a time is required and nothing may follow.
   if (forIdle ? !rest.empty() && !time : !time || !rest.empty()) {
     return Error{0, "wait takes idle, idle SECONDS, or SECONDS"};
   }

@@ -95,6 +95,7 @@ std::string kindWord(ControlKind kind) {
   return word;
 }
 
+// "(hidden)" also tells that a password is set; an empty field stays empty.
 std::string shownText(const Control& control) {
   return control.hidesText() && !control.text().empty() ? "(hidden)" : control.text();
 }
@@ -270,6 +271,7 @@ constexpr std::size_t kFunctionKeys = 24;
 
 std::optional<int> keyCode(std::string_view key) {
   const std::string name = asciiLower(key);
+  // The codes of letters and digits are their ASCII codes; letters have those of the capitals.
   if (name.size() == 1 && ((name[0] >= 'a' && name[0] <= 'z') || readPosition(name))) {
     return asciiUpper(name).front();
   }

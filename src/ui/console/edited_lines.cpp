@@ -61,6 +61,7 @@ int widthOf(std::string_view text) {
 }
 
 // Whether a command line may have a password in it, so that the history must not keep it.
+// Every `answer` counts, since its box may ask for a password.
 bool mayHoldPassword(std::string_view line) {
   const std::string words = asciiLower(trimmed(line));
   return words.starts_with("answer") ||
@@ -130,6 +131,7 @@ unsigned char giveCompletion(EditLine* editor, int) {
 
 EditedLines::EditedLines(TerminalParts parts)
     : parts_(std::move(parts)),
+      // Duplicates, because closing a FILE closes its descriptor, and the caller keeps these.
       in_(::fdopen(::dup(parts_.input), "r")),
       out_(::fdopen(::dup(parts_.output), "w")),
       history_(::history_init()),
@@ -142,6 +144,7 @@ EditedLines::EditedLines(TerminalParts parts)
     ::history(history_.get(), &event, H_LOAD, parts_.historyFile.c_str());
   }
   ::el_set(editor, EL_CLIENTDATA, static_cast<void*>(this));
+  // The program handles signals itself.
   ::el_set(editor, EL_SIGNAL, 0);
   ::el_set(editor, EL_EDITOR, "emacs");
   ::el_set(editor, EL_PROMPT, giveKeyPrompt);
@@ -209,6 +212,7 @@ void EditedLines::show() {
   if (ended_ || !onLines_ || std::exchange(shown_, true)) {
     return;
   }
+  // Without signal handlers of its own, libedit does not notice that the window's size has changed.
   ::el_resize(editor_.get());
   if (!std::exchange(editing_, true)) {
     ::el_set(editor_.get(), EL_UNBUFFERED, 1);  // begins a line: shows the prompt
@@ -258,6 +262,8 @@ void EditedLines::edit() {
       takePasswordKey();
       continue;
     }
+    // In unbuffered mode el_gets() returns after each key, with the line so far; the line is
+    // complete when it ends in a line end.
     int count = 0;
     const char* text = ::el_gets(editor_.get(), &count);
     if (text == nullptr || count <= 0) {
@@ -290,6 +296,7 @@ void EditedLines::takePasswordKey() {
     ended_ = true;
     lines_.end();
   } else if (key == '\b' || key == '\x7f') {
+    // Removes a character: the continuation bytes of UTF-8 first (RFC 3629, section 3).
     while (!password_.empty() && (static_cast<unsigned char>(password_.back()) & 0xC0U) == 0x80U) {
       password_.pop_back();
     }
@@ -313,6 +320,8 @@ void EditedLines::lineDone(std::string line) {
     HistEvent event;
     ::history(history_.get(), &event, H_ENTER, line.c_str());
   }
+  // An empty line is an answer to a box but no command. The splitter checks typed lines like those
+  // of a script.
   if (!line.empty() || typing_ != Typing::kCommand) {
     lines_.feed(line + "\n");
   }
@@ -335,6 +344,7 @@ int EditedLines::readKey(wchar_t* key) {
     bytes[length++] = keys_.front();
     keys_.pop_front();
     std::mbstate_t state{};
+    // The result -2 means that the character needs more bytes.
     const std::size_t used = std::mbrtowc(key, bytes.data(), length, &state);
     if (used == 0) {
       *key = L'\0';
@@ -372,6 +382,7 @@ unsigned char EditedLines::complete() {
   if (found.words.empty()) {
     return CC_ERROR;
   }
+  // The longest common beginning of all candidates is what can be completed for certain.
   std::string common = found.words.front();
   for (const std::string& word : found.words) {
     const auto differ = std::mismatch(common.begin(), common.end(), word.begin(), word.end()).first;

@@ -38,6 +38,7 @@ Result<Form*> FormCommands::form(std::string_view name) const {
 }
 
 Result<Control*> FormCommands::control(std::string_view name) const {
+  // Names of forms hold no point, so the first one ends the form's name.
   const std::size_t point = name.find('.');
   if (point == std::string_view::npos) {
     return Error{0, inQuotes(name) + " names no control; one is written FORM.CONTROL"};
@@ -82,6 +83,7 @@ Result<void> FormCommands::show(std::string_view rest) {
   if (!found) {
     return found.error();
   }
+  // The form itself first, then its controls in the order of declaration.
   out_.replyFields("listed", formFields(**found));
   for (const Control* each : (*found)->controls()) {
     out_.replyFields("control", controlFields(*each));

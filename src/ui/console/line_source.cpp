@@ -87,7 +87,9 @@ void StreamLines::read() {
   if (got > 0) {
     lines_.feed({buffer.data(), static_cast<std::size_t>(got)});
   } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
-    // An unreadable input, such as a terminal that hung up, has ended.
+    // An unreadable input, such as a terminal that hung up, has ended. Reading can also fail for
+    // now although the loop reported data: another process with the same terminal may have taken
+    // it.
     ended_ = true;
     lines_.end();
   }
@@ -103,6 +105,7 @@ std::optional<InputLine> StreamLines::next() {
     return std::nullopt;
   }
   InputLine line = lines_.take();
+  // Reading goes on after the last line has been taken.
   if (onLines_) {
     watch();
   }

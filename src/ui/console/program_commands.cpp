@@ -39,6 +39,7 @@ std::string asList(const std::string& text) {
   return FormTextToArray(text, entries) < 0 ? text : MakeStringFromArray(entries);
 }
 
+// The dialog stores numbers and lists in its own notation, which differs from what was typed.
 bool sameText(const std::string& one, const std::string& other, std::string_view separator) {
   const auto number = readNumber(withPoint(one, separator));
   return one == other || (number && number == readNumber(withPoint(other, separator))) ||
@@ -87,6 +88,7 @@ std::vector<Setting> settingsOf(const Form& form, const Control& tabs) {
       settings.push_back({tabCaption(tabs, *control->tab()), control->name(), valueOf(*control),
                           hasOwnCaption(*control) ? caption : before});
     }
+    // A field is described by the label or check box declared before it.
     if (hasOwnCaption(*control) || control->kind() == ControlKind::kLabel) {
       before = caption;
     }
@@ -103,6 +105,7 @@ ProgramCommands::ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
       manual_(std::move(manual)),
       decimalSeparator_(std::move(decimalSeparator)) {}
 
+// A user cannot reach the main window behind a modal one, so a command cannot either.
 Result<void> ProgramCommands::mainWindowTakesInput() {
   const Form* before = forms_.main().modal();
   if (before == nullptr) {
@@ -124,6 +127,7 @@ Result<void> ProgramCommands::start() {
     return Error{0, "a check is under way"};
   }
   forms_.main().StartForwarding();
+  // A start during a check takes effect at its end, and counts as success.
   if (forwardingOn() || forms_.main().startWaits()) {
     return {};
   }
@@ -171,6 +175,7 @@ Result<void> ProgramCommands::test() {
   return {};
 }
 
+// These three act through the menu, which refuses them with a reason while they are disabled.
 Result<void> ProgramCommands::retry() {
   return clickControl(forms_.main().mnuTryAgain);
 }

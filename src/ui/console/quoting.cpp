@@ -180,6 +180,8 @@ Result<std::vector<std::string>> splitWords(std::string_view line) {
   return words;
 }
 
+// Only a value that begins with a quote is read as a quoted one, so that other texts may hold
+// quotes and backslashes.
 Result<std::string> readValue(std::string_view rest) {
   skipBlanks(rest);
   if (rest.empty() || rest.front() != '"') {

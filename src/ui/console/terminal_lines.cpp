@@ -11,6 +11,7 @@
 namespace relaybird {
 namespace {
 
+// The terminal's own line discipline collects the line, and StreamLines receives it complete.
 class PlainTerminalLines : public TerminalLines {
  public:
   explicit PlainTerminalLines(TerminalParts parts)
@@ -23,6 +24,7 @@ class PlainTerminalLines : public TerminalLines {
   std::optional<InputLine> next() override {
     auto line = lines_.next();
     if (line) {
+      // Enter has moved the cursor below the prompt.
       shown_ = false;
       showSoon();
     }
@@ -38,6 +40,7 @@ class PlainTerminalLines : public TerminalLines {
   }
   void hide() override {
     if (std::exchange(shown_, false)) {
+      // A terminal that cannot clear the line keeps the prompt, and output begins below it.
       parts_.sink.write(parts_.movesCursor ? "\r\x1b[K" : "\n");
     }
   }
@@ -57,6 +60,7 @@ class PlainTerminalLines : public TerminalLines {
   }
 
  private:
+  // Without ECHO the terminal still edits the line, so a mistyped password can be corrected.
   void showTyping(bool shown) {
     termios mode{};
     if (std::exchange(typingShown_, shown) == shown || ::tcgetattr(parts_.input, &mode) != 0) {

@@ -25,6 +25,7 @@ std::string withoutDigits(std::string text) {
   return text;
 }
 
+// Texts that differ in their digits only, such as "message 3 of 17", replace each other in place.
 bool tellsProgress(const std::string& before, const std::string& now) {
   return std::any_of(now.begin(), now.end(), isDigit) &&
          withoutDigits(before) == withoutDigits(now);
@@ -102,6 +103,7 @@ void TerminalOutput::print(const std::string& lines) {
 std::string TerminalOutput::cutToScreen(const std::string& text) const {
   std::string_view left = text;
   std::string cut;
+  // The last column stays free, since some terminals wrap as soon as it is filled.
   for (int room = std::max(manner_.columns() - 1, 10); room > 0 && !left.empty(); --room) {
     const std::string_view before = left;
     takeCharacter(left);
