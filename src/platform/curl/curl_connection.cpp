@@ -5,9 +5,7 @@
 
 #include <arpa/inet.h>
 #include <idn2.h>
-#include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <utility>
@@ -98,8 +96,8 @@ CurlConnection::~CurlConnection() {
 void CurlConnection::start() {
   lines_ = std::make_unique<OpeningLines>(server_.protocol, signIn_ ? signIn_->secret : Secret(),
                                           trace_);
-  // A cache of connections of its own: in a common one, libcurl may close open connections of
-  // others that it takes for unused.
+  // A cache of connections of its own: when libcurl opens a connection, it closes those in the
+  // cache that look dead, and to later versions unread input is a sign of that.
   share_.reset(curl_share_init());
   easy_.reset(curl_easy_init());
   if (!share_ || !easy_) {
@@ -210,12 +208,8 @@ void CurlConnection::setCallbacks() {
   set(CURLOPT_DEBUGDATA, static_cast<void*>(this));
   set(CURLOPT_OPENSOCKETFUNCTION, onSocket);
   set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
-  set(CURLOPT_CLOSESOCKETFUNCTION, onClose);
-  set(CURLOPT_CLOSESOCKETDATA, static_cast<void*>(this));
 }
 
-// After a refusal libcurl says goodbye and waits for the answer, which can take as long as the
-// server likes and holds up all connections. Nobody needs it.
 int CurlConnection::onDebug(CURL*, curl_infotype kind, char* data, std::size_t size, void* self) {
   auto& connection = *static_cast<CurlConnection*>(self);
   if (!connection.lines_) {
@@ -223,11 +217,6 @@ int CurlConnection::onDebug(CURL*, curl_infotype kind, char* data, std::size_t s
   }
   if (kind == CURLINFO_HEADER_OUT) {
     connection.lines_->sent({data, size});
-    if (connection.lines_->farewellSent()) {
-      for (const curl_socket_t socket : connection.sockets_) {
-        ::shutdown(socket, SHUT_RDWR);
-      }
-    }
   } else if (kind == CURLINFO_HEADER_IN) {
     connection.lines_->received({data, size});
   } else if (kind == CURLINFO_SSL_DATA_OUT) {
@@ -240,14 +229,9 @@ int CurlConnection::onDebug(CURL*, curl_infotype kind, char* data, std::size_t s
 curl_socket_t CurlConnection::onSocket(void* self, curlsocktype, curl_sockaddr* address) {
   const int socket = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
   if (socket >= 0) {
-    static_cast<CurlConnection*>(self)->sockets_.push_back(socket);
+    static_cast<CurlConnection*>(self)->connecting_ = true;
   }
   return socket;
-}
-
-int CurlConnection::onClose(void* self, curl_socket_t socket) {
-  std::erase(static_cast<CurlConnection*>(self)->sockets_, socket);
-  return ::close(socket);
 }
 
 curl_off_t CurlConnection::timeOf(CURLINFO moment) const {
@@ -269,7 +253,7 @@ void CurlConnection::noteStep() {
     now = ConnectStep::kSignIn;
   } else if (connected() && server_.security != Security::kNone) {
     now = ConnectStep::kEncrypt;
-  } else if (!sockets_.empty()) {
+  } else if (connecting_) {
     now = ConnectStep::kConnect;
   }
   if (now > step_) {

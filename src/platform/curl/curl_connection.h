@@ -12,7 +12,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/curl/curl_network.h"
 #include "platform/curl/opening_lines.h"
@@ -77,7 +76,6 @@ class CurlConnection : public Connection {
 
   static int onDebug(CURL* easy, curl_infotype kind, char* data, std::size_t size, void* self);
   static curl_socket_t onSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
-  static int onClose(void* self, curl_socket_t socket);
 
   CurlNetwork& network_;
   MailServer server_;
@@ -85,13 +83,13 @@ class CurlConnection : public Connection {
   std::chrono::milliseconds openUntil_;
   std::function<void(ProtocolLine)> trace_;
   std::unique_ptr<OpeningLines> lines_;
+  bool connecting_ = false;
   bool tlsBegun_ = false;
   bool anyMethod_ = false;  // the second attempt; see setSignIn()
 
   std::unique_ptr<CURLSH, EndShare> share_;
   std::unique_ptr<CURL, EndEasy> easy_;
   std::array<char, CURL_ERROR_SIZE> errorText_{};
-  std::vector<curl_socket_t> sockets_;  // those that libcurl has opened and not closed
 
   State state_ = State::kOpening;
   ConnectStep step_ = ConnectStep::kResolve;

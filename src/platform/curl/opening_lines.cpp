@@ -114,7 +114,6 @@ std::string OpeningLines::shownCommand(std::string_view line) {
   const std::string command = exchanging_ ? "" : asciiUpper(takeWord(rest));
   if (std::find(kHarmless.begin(), kHarmless.end(), command) != kHarmless.end()) {
     lastCommand_ = command;
-    farewellSent_ = farewellSent_ || command == "QUIT" || command == "LOGOUT";
     return printable(line);
   }
   std::string shown;
@@ -140,12 +139,10 @@ std::string OpeningLines::shownCommand(std::string_view line) {
 void OpeningLines::received(std::string_view text) {
   forEachLine(text, [this](std::string_view line) {
     greeted_ = true;
-    if (!farewellSent_) {
-      if (protocol_ == MailProtocol::kSmtp) {
-        noteSmtpReply(line);
-      } else {
-        noteImapResponse(line);
-      }
+    if (protocol_ == MailProtocol::kSmtp) {
+      noteSmtpReply(line);
+    } else {
+      noteImapResponse(line);
     }
     show(false, withoutSecrets(line));
   });

@@ -28,7 +28,6 @@ class OpeningLines {
   /// The last answer of the server in one line, without secrets and control characters, at most a
   /// few hundred characters: a whole reply of SMTP ("535 5.7.8 ..."), the last status of IMAP
   /// without its tag ("NO [AUTHENTICATIONFAILED] ..."), or the reason that a refused token got.
-  /// Answers to the farewell are not counted.
   const std::string& answer() const { return answer_; }
   /// Whether the last answer means that the server turns clients away for now.
   bool busy() const;
@@ -38,8 +37,6 @@ class OpeningLines {
   bool startTlsSent() const { return lastCommand_ == "STARTTLS"; }
   /// Whether a command of the sign-in has been sent.
   bool signInSent() const { return signInSent_; }
-  /// Whether the client has said goodbye.
-  bool farewellSent() const { return farewellSent_; }
 
  private:
   std::string shownCommand(std::string_view line);
@@ -60,7 +57,6 @@ class OpeningLines {
   bool greeted_ = false;
   bool exchanging_ = false;  // the sign-in has begun and is not answered yet
   bool signInSent_ = false;
-  bool farewellSent_ = false;
 };
 
 }  // namespace relaybird

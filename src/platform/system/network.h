@@ -119,7 +119,7 @@ class Network {
   /// Starts to open a connection and returns at once; progress happens in wait(). Without `signIn`
   /// the connection is open once it is encrypted and greeted. `limit` bounds the time until it is
   /// open. `trace`, which may be empty, gets the lines of the greeting and the sign-in, during
-  /// wait().
+  /// wait(); it must not use the network.
   virtual std::unique_ptr<Connection> connect(const MailServer& server,
                                               const std::optional<SignIn>& signIn,
                                               std::chrono::milliseconds limit,
