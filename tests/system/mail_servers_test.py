@@ -11,17 +11,16 @@ import shutil
 import smtplib
 import socket
 import ssl
-import subprocess
 import sys
 import tempfile
 import time
 import unittest
 
-PROGRAM = pathlib.Path(__file__).parent.parent / "support/servers/mail_servers.py"
-sys.path.insert(0, str(PROGRAM.parent))
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support/servers"))
+import client  # noqa: E402
 import dovecot  # noqa: E402
+from client import PATIENCE  # noqa: E402
 
-PATIENCE = 20  # seconds
 MESSAGE = "Subject: Hello\r\n\r\n.A dot.\r\n..Two.\r\n"
 
 
@@ -29,24 +28,17 @@ def xoauth2(user, token):
     return lambda _: f"user={user}\1auth=Bearer {token}\1\1".encode()
 
 
-class Servers:
-    def __init__(self, user=None):
-        self.folder = tempfile.mkdtemp(prefix="relaybird-")
-        command = ["/usr/bin/python3", "-B", str(PROGRAM), self.folder]
-        if user:
-            shutil.chown(self.folder, user, user)
-            command = ["setpriv", f"--reuid={user}", f"--regid={user}", "--clear-groups", *command]
-        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        self.places = self.ask("servers")
-        self.trust = ssl.create_default_context(cafile=self.places["ca"])
+class Servers(client.Servers):
+    """Watched from outside."""
 
-    def ask(self, command):
-        self.process.stdin.write(command + "\n")
-        self.process.stdin.flush()
-        verdict, *values = self.process.stdout.readline().rstrip("\n").split("\t")
-        if verdict != "ok":
-            raise RuntimeError(f"{command}: {values}")
-        return dict(value.split("=", 1) for value in values)
+    def __init__(self, user=None):
+        folder = tempfile.mkdtemp(prefix="relaybird-")
+        before = []
+        if user:
+            shutil.chown(folder, user, user)
+            before = ["setpriv", f"--reuid={user}", f"--regid={user}", "--clear-groups"]
+        super().__init__(folder, before)
+        self.trust = ssl.create_default_context(cafile=self.places["ca"])
 
     def port(self, address, service):
         return int(self.places[f"{address}.{service}"])
@@ -63,16 +55,9 @@ class Servers:
                 rows.append((process.name, parent, state, (process / "cmdline").read_bytes().decode()))
             except (FileNotFoundError, ProcessLookupError):
                 pass  # has ended meanwhile
-        own = {number for number, _, _, words in rows if self.folder in words and int(number) != os.getpid()}
+        own = {number for number, _, _, words in rows if str(self.folder) in words and int(number) != os.getpid()}
         return [words for number, parent, state, words in rows
                 if (number in own or parent in own) and state != "Z"]
-
-    def end(self, signal=None):
-        if signal:
-            self.process.send_signal(signal)
-        self.process.stdin.close()
-        self.process.wait(PATIENCE)
-        self.process.stdout.close()
 
     def await_end(self):
         end = time.monotonic() + PATIENCE
@@ -93,7 +78,7 @@ class MailServersTest(unittest.TestCase):
     @classmethod
     def tearDownClass(cls):
         assert len(cls.servers.running()) > 4
-        cls.servers.end()
+        cls.servers.close()
         left = cls.servers.await_end()
         assert not left, left
 
@@ -137,8 +122,7 @@ class MailServersTest(unittest.TestCase):
             imaplib.IMAP4_SSL("localhost", port, ssl_context=ssl.create_default_context())
 
     def test_read_only_and_full_mailboxes_refuse_changes(self):
-        folder = pathlib.Path(self.servers.places["mail"])
-        (folder / "readonly/new/1800000000.M1P1.host").write_text(MESSAGE, encoding="ascii")
+        self.servers.deliver("readonly", 1, MESSAGE.encode())
         imap = self.servers.imap()
         imap.login("readonly", "secret")
         self.assertEqual(imap.select(readonly=True), ("OK", [b"1"]))
@@ -154,7 +138,7 @@ class MailServersTest(unittest.TestCase):
             smtp.starttls(context=self.servers.trust)
             smtp.login("box1", "secret")
             smtp.sendmail("me@here.example", ["one@there.example", "two@there.example"], MESSAGE)
-        sink = pathlib.Path(self.servers.folder) / "sink1"
+        sink = self.servers.folder / "sink1"
         self.assertTrue((sink / "000001.eml").read_bytes().endswith(MESSAGE.encode()))
         self.assertEqual((sink / "000001.envelope").read_text().splitlines()[:3],
                          ["from me@here.example", "to one@there.example", "to two@there.example"])
@@ -286,12 +270,23 @@ class AsOrdinaryUserTest(MailServersTest):
     user = "games"
 
 
+class ListenersTest(unittest.TestCase):
+    def test_no_port_is_given_twice_though_addresses_differ(self):
+        # So many that equal ports are certain if nobody prevents them.
+        made = dovecot.listeners({f"at{number}": f"127.0.1.{number}" for number in range(1, 201)})
+        ports = [each.getsockname()[1] for each in made.values()]
+        for each in made.values():
+            each.close()
+        self.assertEqual(len(set(ports)), len(ports))
+
+
 class EndTest(unittest.TestCase):
     def test_nothing_is_left_when_the_servers_are_killed(self):
         servers = Servers()
         servers.imap()  # greets when it is all up
         self.assertGreater(len(servers.running()), 4)
-        servers.end(signal=9)
+        servers.process.kill()
+        servers.close()
         self.assertEqual(servers.await_end(), [])
 
     def test_missing_program_is_told(self):

@@ -130,14 +130,21 @@ def program(name):
     return path
 
 
-def listeners():
-    """Sockets that listen, one for each service at each address, by both names."""
-    made = {}
-    for address in ADDRESSES:
+def listeners(addresses):
+    """Sockets that listen, one for each service at each address, by both names. Dovecot knows a socket that
+    it is given by the port alone, so no two have the same port, not even at different addresses."""
+    made, ports = {}, set()
+    for name, address in addresses.items():
         for service in SERVICES:
-            made[address, service] = socket.socket()
-            made[address, service].bind((ADDRESSES[address], 0))
-            made[address, service].listen(128)
+            while True:
+                each = socket.socket()
+                each.bind((address, 0))
+                if each.getsockname()[1] not in ports:
+                    break
+                each.close()
+            each.listen(128)
+            ports.add(each.getsockname()[1])
+            made[name, service] = each
     return made
 
 
@@ -178,7 +185,7 @@ class Dovecot:
             account = pwd.getpwnam("nobody")
             command += ["--reuid", str(account.pw_uid), "--regid", str(account.pw_gid), "--clear-groups"]
         command += [program("dovecot"), "-F", "-c", str(self.folder / "dovecot.conf")]
-        sockets = listeners()
+        sockets = listeners(ADDRESSES)
         self.ports = {names: each.getsockname()[1] for names, each in sockets.items()}
         self._write_files(account, relay, token_port)
         self.process = self._spawn(command, list(sockets.values()))
