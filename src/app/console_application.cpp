@@ -152,7 +152,8 @@ void ConsoleApplication::makeForms() {
                    .autostart = autostart_,
                    .version = core_.identity().version,
                    .defaultHelpFile = defaultHelpFile(core_.files, programFolder()),
-                   .decimalSeparator = userDecimalSeparator()});
+                   .decimalSeparator = userDecimalSeparator(),
+                   .verbose = core_.verbose});
   frmRelaybird& main = forms_->main();
   observer_ = std::make_unique<ConsoleObserver>(
       forms_->forms(),

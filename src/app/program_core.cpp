@@ -72,6 +72,7 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
                                },
                            .secrets = secretWorld(),
                            .network = [] { return std::make_unique<CurlNetwork>(); },
+                           .verbose = verbose,
                            .keepAlive = keepAlive_});
   if (!store) {
     return Refusal{kSettingsForbid, store.error().text};

@@ -3,6 +3,7 @@
 // the mail store, and the lock on the mailbox.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -67,6 +68,8 @@ class ProgramCore {
   NotWindows osVersion;
   ProfileFile profiles{files};
   TraceFile trace;
+  /// Whether the verbose log is on: set by the forms, read by the store's threads.
+  std::shared_ptr<std::atomic<bool>> verbose = std::make_shared<std::atomic<bool>>(false);
 
  private:
   std::optional<Refusal> openStoreOfPreferences();

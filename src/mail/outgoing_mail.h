@@ -20,6 +20,7 @@ struct StoreNotice {
     kNote,
     kRefused,  ///< a message was refused for good
     kStopped,  ///< deliveries to an address are stopped until the user resumes them
+    kVerbose,  ///< a line of a protocol, for the verbose log alone
   };
 
   /// Most notices are a line and nothing else.

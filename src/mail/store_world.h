@@ -2,8 +2,10 @@
 // What a mail store needs of the program that opens it.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -63,6 +65,8 @@ struct StoreWorld {
   SecretWorld secrets = {};
   /// Makes the network of a thread that reaches mail servers; not set: there are none.
   NetworkMaker network = {};
+  /// Whether the verbose log is on, which wants notices of kind kVerbose. Any thread; may be null.
+  std::shared_ptr<const std::atomic<bool>> verbose = {};
   /// Keeps the windows alive while a call of the store waits for a server: runs the events that are
   /// due and returns soon. To be called every 50 ms or more often, on the user-interface thread.
   /// False: the call is to give up at once, because the user does not want the check any more or

@@ -426,7 +426,7 @@ void SmtpDialogue::lost(const std::string& words) {
     return;
   }
   over_ = true;
-  const std::string text = setting_.server + ": " + words;
+  const std::string text = withServer(setting_.server, words);
   if (transactions_.empty()) {
     if (accepted_ == 0 && !quitSaid_) {
       trouble_ = Trouble{text};

@@ -261,7 +261,9 @@ void SmtpTransport::Series::connectionFailed(Line& line) {
     return;
   }
   const auto& calls = transport_.setting_.signIn;
-  if (failure.cause == ConnectFailure::Cause::kSignInRefused && calls) {
+  // Without an answer the secret was not sent: the server does not know this way to sign in.
+  const bool refused = failure.cause == ConnectFailure::Cause::kSignInRefused;
+  if (refused && !failure.answer.empty() && calls) {
     signIn_.reset();
     if (calls->refused) {
       calls->refused();

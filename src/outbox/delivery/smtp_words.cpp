@@ -79,26 +79,6 @@ bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != text.npos;
 }
 
-std::string whereIn(const MailServer& server) {
-  return server.host + ", port " + std::to_string(server.port);
-}
-
-std::string stepOf(ConnectStep step) {
-  switch (step) {
-    case ConnectStep::kResolve:
-      return "while its name was looked up";
-    case ConnectStep::kConnect:
-      return "while connecting";
-    case ConnectStep::kEncrypt:
-      return "while encrypting the connection";
-    case ConnectStep::kSignIn:
-      return "while signing in";
-    case ConnectStep::kReady:
-      break;
-  }
-  return "after the connection was open";
-}
-
 // The server's answer as far as it is a reply.
 SmtpReply replyOf(const std::string& answer) {
   SmtpReplyReader reader;
@@ -127,7 +107,9 @@ std::string adviceFor(const ConnectFailure& failure) {
     case ConnectFailure::Cause::kSignInRefused: {
       const std::string hint = smtpHint(replyOf(failure.answer));
       return (hint.empty() ? std::string(kWrongSecret) : hint) +
-             " Nothing is tried again until you choose Try Again Now (in the console: retry).";
+             " It is not tried again before the password or token changes, or you choose Try Again "
+             "Now "
+             "(in the console: retry).";
     }
     case ConnectFailure::Cause::kBusy:
       return "The server turns connections away for now. It is tried again later by itself.";
@@ -176,12 +158,15 @@ bool refusesSignIn(const SmtpReply& reply) {
 }
 
 std::string connectWords(const MailServer& server, const ConnectFailure& failure) {
-  std::string text = whereIn(server) + ", " + stepOf(failure.step) + ": ";
-  text += failure.answer.empty() ? failure.words : failure.answer;
-  if (!failure.answer.empty() && !failure.words.empty()) {
-    text += " (" + failure.words + ")";
+  std::string text = withServer(server.host, failure.words);
+  if (!failure.answer.empty()) {
+    text += ": " + failure.answer;
   }
   return text + "\n" + adviceFor(failure);
+}
+
+std::string withServer(const std::string& server, const std::string& words) {
+  return contains(words, server) ? words : server + ": " + words;
 }
 
 }  // namespace relaybird

@@ -19,8 +19,11 @@ bool asksToSlowDown(const SmtpReply& reply);
 /// Whether the server does not accept who the user is.
 bool refusesSignIn(const SmtpReply& reply);
 
-/// Why there is no connection, as sentences for the log: server, step, the server's own words, and
-/// what to do.
+/// Why there is no connection, as sentences for the log: what was found, which names the server,
+/// the server's own words, and what to do.
 std::string connectWords(const MailServer& server, const ConnectFailure& failure);
+
+/// The words, with the server's name before them if they do not name it.
+std::string withServer(const std::string& server, const std::string& words);
 
 }  // namespace relaybird

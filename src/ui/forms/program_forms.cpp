@@ -99,6 +99,9 @@ void ProgramForms::readPreferencesAgain() {
 
 // A notice may be about something earlier; it then has its own time.
 void ProgramForms::handleNotice(const StoreNotice& notice) {
+  if (notice.kind == StoreNotice::Kind::kVerbose) {
+    return log_.AddToLogV(notice.line);
+  }
   const DateTime when = notice.time == kNoDate ? world_.clock.now() : notice.time;
   log_.AddToLog(world_.clock.toText(when) + "--> " + notice.line);
   if (notice.kind == StoreNotice::Kind::kRefused) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
+#include <memory>
 #include <string>
 
 #include "mail/mail_store.h"
@@ -53,6 +55,8 @@ struct ProgramWorld {
   std::string defaultHelpFile;
   /// The decimal separator of the user's locale, accepted beside the point.
   std::string decimalSeparator = ".";
+  /// Set while the verbose log is on; other threads read it.
+  std::shared_ptr<std::atomic<bool>> verbose = std::make_shared<std::atomic<bool>>(false);
 };
 
 }  // namespace relaybird

@@ -177,6 +177,17 @@ TEST_F(AttentionTest, ALineOfADeliveryHasTheTimeOfTheDeliveryNotThatOfItsTelling
   EXPECT_THAT(log(), testing::Contains("2026-11-20 09:00:00--> Handed over for delivery: \"one\""));
 }
 
+TEST_F(AttentionTest, ALineOfAProtocolIsListedOnlyWhileTheVerboseLogIsOn) {
+  program();
+  const StoreNotice line("SMTP > QUIT", StoreNotice::Kind::kVerbose);
+  const std::size_t before = log().size();
+  program().handleNotice(line);
+  EXPECT_EQ(log().size(), before);
+  program().log().chkVerboseLog.setValue(1);
+  program().handleNotice(line);
+  EXPECT_EQ(log().back(), "2026-11-20 09:00:00 [v]-->SMTP > QUIT");
+}
+
 TEST_F(AttentionTest, AnAddressThatIsStoppedStandsInTheLogAndMakesOneNotification) {
   program();
   for (int i = 0; i < 2; ++i) {
