@@ -57,6 +57,7 @@ std::optional<LockHolder> readNote(const std::string& text) {
 InstanceLock::InstanceLock(FileSystem& files, LockHolder self)
     : files_(files), self_(std::move(self)) {}
 
+// The lock that was taken first is given back last: who waits for it finds the folder free, too.
 InstanceLock::~InstanceLock() {
   giveBack(folder_);
   giveBack(name_);
@@ -82,6 +83,7 @@ Result<void> InstanceLock::takeFolder(const std::string& folder, Wait wait) {
     return info.error();
   }
   const bool same = folder_.device == info->device && folder_.inode == info->inode;
+  // The same path can have become another folder, which is told by its device and inode.
   if (folder_.lock && same) {
     return {};
   }

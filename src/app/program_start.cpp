@@ -26,6 +26,7 @@ namespace {
 
 std::string hostName() {
   std::array<char, 256> name{};
+  // A name that is cut off need not end in a zero byte, so the last one is left alone.
   if (gethostname(name.data(), name.size() - 1) != 0 || name.front() == '\0') {
     return "localhost";
   }
@@ -83,8 +84,10 @@ LocalIdentity localIdentity() {
     identity.homeFolder = found->pw_dir;
     identity.userAtHost = std::string(found->pw_name) + "@" + hostName();
     const std::string gecos = found->pw_gecos == nullptr ? "" : found->pw_gecos;
+    // The first of its fields, divided by commas, is the name.
     identity.fullName = gecos.substr(0, gecos.find(','));
   }
+  // As in a shell, HOME counts more than the list of users.
   if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') {
     identity.homeFolder = home;
   }

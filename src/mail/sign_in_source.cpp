@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A password is kept while it works, a token until shortly before it expires. After a refusal the
+// place is asked once more. If it gives the same, or something that is refused too, it is left
+// alone for an hour, because servers lock accounts after some refused sign-ins.
 #include "mail/sign_in_source.h"
 
 #include <algorithm>

@@ -139,6 +139,7 @@ ConnectFailure openingFailure(const OpeningError& error, const MailServer& serve
                               SignInMethod method, const OpeningLines& lines) {
   switch (error.code) {
     case CURLE_COULDNT_RESOLVE_HOST:
+    // The server's name is the only part of the URL that is not made here.
     case CURLE_URL_MALFORMAT:
       return unsaid(Cause::kNoSuchHost, error,
                     "No address was found for the server " + server.host);
@@ -154,6 +155,7 @@ ConnectFailure openingFailure(const OpeningError& error, const MailServer& serve
     case CURLE_SSL_CACERT_BADFILE:
       return unsaid(Cause::kCertificate, error,
                     "The file of trusted certificates cannot be used: " + server.caFile);
+    // Either the server did not offer STARTTLS, or it has answered the command with a refusal.
     case CURLE_USE_SSL_FAILED:
       return lines.startTlsSent()
                  ? said(Cause::kNoEncryption, error, server.host + " refuses encryption", lines)

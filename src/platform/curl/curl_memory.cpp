@@ -56,6 +56,7 @@ class SmallBlocks {
     return new (block) Header{.size = 0, .sizeName = sizeName};
   }
 
+  // The link to the next free block takes the header's place; a free block needs no size.
   void giveBack(Header* header) {
     const std::lock_guard lock(mutex_);
     Free*& first = free_[header->sizeName];
@@ -70,6 +71,7 @@ class SmallBlocks {
   bool cutChunk(std::size_t sizeName) {
     const std::size_t step = sizeof(Header) + kSizes[sizeName];
     if (left_ < step) {
+      // What is left of the former chunk, less than a block, stays unused.
       if (!addChunk()) {
         return false;
       }
@@ -150,6 +152,8 @@ void* allocateZeroed(std::size_t count, std::size_t size) {
   return memory;
 }
 
+// Always moves, so that the old bytes are overwritten and the block is of a size that its list has.
+// Without memory for the move the old block stays, as realloc() demands.
 void* reallocate(void* memory, std::size_t size) {
   void* moved = allocate(size);
   if (memory != nullptr && moved != nullptr) {

@@ -64,6 +64,7 @@ void CurlNetwork::wait(std::chrono::milliseconds limit) {
     if (something || woken) {
       return;
     }
+    // wake() ends the poll without an event; the next round finds its flag.
     if (poll(left) || left.count() == 0) {
       // What the poll has found for libcurl is taken along.
       progress();

@@ -109,6 +109,7 @@ std::string OpeningLines::shownCommand(std::string_view line) {
   std::string_view rest = line;
   std::string_view tag;
   if (protocol_ == MailProtocol::kImap && !exchanging_) {
+    // Each command of IMAP begins with a tag (RFC 9051, 2.2.1).
     tag = takeWord(rest);
   }
   const std::string command = exchanging_ ? "" : asciiUpper(takeWord(rest));
@@ -123,6 +124,7 @@ std::string OpeningLines::shownCommand(std::string_view line) {
     exchanging_ = true;
     shown = tag.empty() ? command : std::string(tag) + ' ' + command;
     if (command != "LOGIN") {
+      // The mechanism is no secret; the initial response behind it is.
       shown += ' ' + printable(takeWord(rest));
     }
     shown += rest.empty() ? "" : " ";
@@ -130,6 +132,7 @@ std::string OpeningLines::shownCommand(std::string_view line) {
     rest = line;
   }
   if (!rest.empty()) {
+    // The server may repeat the line in its answer, and it may be base64 of the password.
     hide(rest);
     shown += kHidden;
   }
@@ -152,6 +155,7 @@ void OpeningLines::received(std::string_view text) {
 void OpeningLines::noteSmtpReply(std::string_view line) {
   const bool coded = line.size() >= 3 &&
                      std::all_of(line.begin(), line.begin() + 3, [](char c) { return isDigit(c); });
+  // A challenge of the sign-in (RFC 4954, 4).
   if (coded && line.starts_with("334")) {
     noteChallenge(line.substr(std::min<std::size_t>(line.size(), 4)));
     return;
@@ -164,6 +168,7 @@ void OpeningLines::noteSmtpReply(std::string_view line) {
       answer_ += (coded ? ' ' : line[3]) + withoutSecrets(line.substr(4));
     }
   }
+  // Cut between characters, not within one.
   answer_.resize(withoutBrokenEnd(std::string_view(answer_).substr(0, kMostBytes)).size());
   replyContinues_ = coded && line.size() > 3 && line[3] == '-';
   exchanging_ = exchanging_ && replyContinues_;
@@ -184,6 +189,8 @@ void OpeningLines::noteImapResponse(std::string_view line) {
     exchanging_ = false;
     answer_ = withoutSecrets(isStatus ? rest : line);
   } else if (word == "BYE" || (isStatus && !signInSent_)) {
+    // Before the sign-in the greeting counts, after it only the farewell: untagged OK lines can
+    // come at any time.
     answer_ = withoutSecrets(rest);
   }
 }
@@ -199,6 +206,7 @@ void OpeningLines::noteChallenge(std::string_view encoded) {
 bool OpeningLines::busy() const {
   if (protocol_ == MailProtocol::kSmtp) {
     // 432 asks the user to change the password (RFC 4954, 6).
+    // A greeting of 554 turns every client away (RFC 5321, 3.1).
     const bool never = answer_.starts_with('5') && lastCommand_.empty();
     return never || (answer_.starts_with('4') && !answer_.starts_with("432"));
   }

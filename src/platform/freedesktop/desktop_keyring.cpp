@@ -16,6 +16,8 @@ namespace {
 
 using End = SecretAnswer::End;
 
+// Without flags libsecret compares the schema's name as well, so that a like entry of another
+// program is not taken.
 const SecretSchema* schema() {
   static const SecretSchema kSchema = {"org.relaybird.Relaybird.MailServer",
                                        SECRET_SCHEMA_NONE,
@@ -121,9 +123,11 @@ SecretAnswer DesktopKeyring::lookUp(const SecretKey& key, std::stop_token stop) 
   if (found.items == nullptr) {
     return notThere();
   }
+  // Without SECRET_SEARCH_ALL there is one at most.
   auto* const item = static_cast<SecretItem*>(found.items->data);
   const std::unique_ptr<SecretValue, Release<secret_value_unref>> value(
       secret_item_get_secret(item));
+  // An item that stays locked comes without its secret.
   if (!value) {
     return declined();
   }

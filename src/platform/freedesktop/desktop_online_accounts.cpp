@@ -75,6 +75,7 @@ std::optional<OnlineAccount::Place> place(const Properties& mail, MailProtocol p
   }
   OnlineAccount::Place result;
   result.server.protocol = protocol;
+  // The ports are the usual ones (RFC 8314), unless the host's name carries one.
   if (mail.flag(name("UseSsl").c_str())) {
     result.server.security = Security::kTls;
     result.server.port = imap ? 993 : 465;
@@ -84,6 +85,8 @@ std::optional<OnlineAccount::Place> place(const Properties& mail, MailProtocol p
     result.server.port = imap ? 143 : startTls ? 587 : 25;
   }
   setHost(result.server, host);
+  // IMAP has no use without a sign-in; a server for sending may take mail from its own network
+  // without one.
   if (imap || mail.flag("SmtpUseAuth")) {
     result.user = mail.text(name("UserName").c_str());
   }
@@ -235,6 +238,7 @@ OnlineAccountSecret DesktopOnlineAccounts::secret(const std::string& id, MailPro
     const bool asksUser = accounts.isRefused() || found->account.needsAttention;
     return failed(asksUser && !cancelled ? attention(found->account) : *std::move(failure));
   }
+  // An empty answer signs nobody in, and only the user can mend that.
   if (reply.secret.empty()) {
     return failed(attention(found->account));
   }

@@ -17,7 +17,9 @@ namespace relaybird {
 namespace {
 
 constexpr unsigned kTimeLimit = 60;  // seconds
+// Byte order, type, flags, version, size of the body, serial number, size of the header's fields.
 constexpr std::size_t kFixedHeader = 16;
+// D-Bus allows messages of 128 MiB. A token has a few thousand bytes.
 constexpr std::size_t kMostBytes = 1 << 20;
 
 constexpr char kMethodReturn = 2;
@@ -69,6 +71,7 @@ class BusStream {
     return blob && write(reinterpret_cast<const char*>(blob.get()), size);
   }
 
+  // Signals come in between: the bus itself sends one after Hello.
   // The next message that is a reply; empty after a failure.
   Secret readReply() {
     for (;;) {
@@ -88,6 +91,7 @@ class BusStream {
       user += kHex[static_cast<unsigned char>(digit) >> 4U];
       user += kHex[static_cast<unsigned char>(digit) & 15U];
     }
+    // D-Bus wants a zero byte first, and the user's number as the hexadecimal codes of its digits.
     const std::string hello = std::string(1, '\0') + "AUTH EXTERNAL " + user + "\r\n";
     if (!write(hello.data(), hello.size())) {
       return false;
@@ -124,6 +128,7 @@ class BusStream {
     if (!read(header, sizeof header)) {
       return {};
     }
+    // A message is in the byte order of its sender, and both are on this computer.
     constexpr char kOwnOrder = std::endian::native == std::endian::little ? 'l' : 'B';
     std::uint32_t body = 0;
     std::uint32_t fields = 0;
@@ -133,6 +138,7 @@ class BusStream {
       complain(error_, "the session bus sent a message that cannot be read");
       return {};
     }
+    // The fields are filled up to a multiple of 8, so that the body begins at one.
     Secret message = Secret::ofSize(kFixedHeader + aligned(fields, 8) + body);
     const auto bytes = message.writable();
     std::ranges::copy(header, bytes.data());
@@ -174,6 +180,7 @@ SecretReply readBody(const Secret& message, BusError& error) {
   }
   SecretReply reply{Secret(body.substr(kLength, size))};
   std::int32_t number = 0;
+  // The body begins at a multiple of 8, so alignment can be counted from there.
   const std::size_t at = aligned(kLength + size + 1, sizeof number);
   if (at + sizeof number <= body.size()) {
     std::memcpy(&number, body.data() + at, sizeof number);

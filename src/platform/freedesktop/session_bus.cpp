@@ -9,6 +9,7 @@ bool BusError::isMissingService() const {
   if (error_ == nullptr) {
     return false;
   }
+  // The service is not installed, could not be started, or has gone with its bus.
   if (error_->domain == G_DBUS_ERROR) {
     constexpr int kMissing[] = {G_DBUS_ERROR_SERVICE_UNKNOWN,
                                 G_DBUS_ERROR_NAME_HAS_NO_OWNER,

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// The bytes of a secret are in memory of a SecretMemory, which a program chooses once at its start.
+// They are overwritten before that memory is given back, and a move hands the memory on, so that no
+// copy stays behind. Copies outside of such objects, on the stack and in registers, are what
+// overwriteStack() is for.
 #include "platform/system/secret.h"
 
 #include <algorithm>
@@ -23,6 +27,7 @@ SecretMemory& ordinaryMemory() {
   return *memory;
 }
 
+// Null: nobody has chosen, as in most tests.
 std::atomic<SecretMemory*> chosen = nullptr;
 
 }  // namespace
@@ -35,6 +40,7 @@ Secret Secret::ofSize(std::size_t size) {
   Secret secret;
   if (size > 0) {
     SecretMemory* const memory = chosen;
+    // Each secret keeps its memory, so that it is given back there after another one was chosen.
     secret.memory_ = memory != nullptr ? memory : &ordinaryMemory();
     secret.bytes_ = secret.memory_->take(size);
     secret.size_ = size;

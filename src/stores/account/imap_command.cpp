@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A text goes in quotes where its characters allow that, and as a literal otherwise: its length,
+// and then its bytes. Where the server knows no literals of RFC 7888, a literal divides the command
+// into pieces, each of which waits for the server's leave.
 #include "stores/account/imap_command.h"
 
 #include <algorithm>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A failure moves to the end of the text, where every further step finds nothing: so a caller's
+// loop ends, whatever a server sends. The bytes of literals are not in the text but beside it, in
+// the order of their announcements, because they may hold line ends and quotes.
 #include "stores/account/imap_scanner.h"
 
 #include <algorithm>

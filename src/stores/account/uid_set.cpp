@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The ranges are kept in order, without overlapping or touching each other, so that a search is
+// binary and the text is as short as it can be. Sets of servers come in any order, with ranges
+// written backwards (RFC 9051, section 9); merge() sorts them.
 #include "stores/account/uid_set.h"
 
 #include <algorithm>

@@ -12,6 +12,7 @@ DesktopWindows::DesktopWindows(ProgramForms& forms, WindowPlaces& places)
 // The other windows are children of the main window and are destroyed with it.
 void DesktopWindows::destroy() {
   main_->SetEvtHandlerEnabled(false);
+  // Destroy() would leave the deletion to an event loop, and the last one has ended.
   delete main_;
   main_ = nullptr;
 }
@@ -29,6 +30,7 @@ wxWindow* DesktopWindows::front() {
       return window;
     }
   }
+  // None has the focus: the settings are modal, so they come before the main window.
   wxTopLevelWindow* settings = settings_.window();
   return settings != nullptr && settings->IsShown() ? static_cast<wxWindow*>(settings) : main_;
 }

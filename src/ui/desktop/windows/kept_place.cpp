@@ -60,12 +60,15 @@ bool restorePlace(wxTopLevelWindow& window, WindowPlaces& places) {
   const auto place = places.find(nameOf(window));
   wxSize least = window.GetMinClientSize();
   least.IncTo(window.FromDIP(wxSize(kLeastWidth, kLeastHeight)));
+  // A place can be too small for the window: the file can be edited, and a later version of the
+  // window may have more in it.
   if (!place || !isLargeEnough(*place, least.x, least.y)) {
     return false;
   }
   if (!programsPlaceWindows()) {
     window.SetClientSize(place->width, place->height);
   } else if (isInSight(*place, screens())) {
+    // A screen may have been removed since the place was stored.
     window.SetClientSize(place->width, place->height);
     window.Move(place->left, place->top);
   } else {

@@ -53,6 +53,7 @@ LogWindow::LogWindow(MainWindow& owner, frmLog& form)
   followPlace(*this, places_);
   leaveClosingToForm(*this);
   takeShortcuts(*this);
+  // This event comes before the focused control gets the key.
   Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) { event.Skip(!handleKey(event)); });
 }
 

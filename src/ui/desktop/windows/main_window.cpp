@@ -230,6 +230,7 @@ void MainWindow::showProgress() {
       gauge_->SetValue(std::min(progress.done, progress.total));
       break;
     case Progress::Kind::kUnknown:
+      // Moves the bar by one step; the timer keeps it moving.
       gauge_->Pulse();
       break;
     case Progress::Kind::kNone:

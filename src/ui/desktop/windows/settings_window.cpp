@@ -79,6 +79,7 @@ SettingsWindow::SettingsWindow(MainWindow& owner, frmPrefs& form)
   followPlace(*this, owner_.places());
   leaveClosingToForm(*this);
   takeShortcuts(*this);
+  // This event comes before the focused control gets the key.
   Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
     const int key = event.GetKeyCode();
     if (event.GetModifiers() == wxMOD_CONTROL && (key == WXK_PAGEDOWN || key == WXK_PAGEUP)) {
