@@ -60,6 +60,7 @@ void DeliveryWorker::tryAgain(std::function<void()> done) {
 
 void DeliveryWorker::begin(std::function<void()> done, bool afresh) {
   if (!setting_.transport) {
+    // Nothing leaves this program, so there is nothing to wait for.
     postDone({std::move(done)});
     return;
   }
@@ -68,6 +69,7 @@ void DeliveryWorker::begin(std::function<void()> done, bool afresh) {
     waiters_.push_back(std::move(done));
     wanted_ = true;
     afreshWanted_ = afreshWanted_ || afresh;
+    // A run that is under way takes the request as its next round.
     if (std::exchange(working_, true)) {
       return;
     }
@@ -93,6 +95,7 @@ void DeliveryWorker::work() {
     }
     deliverWaiting();
     publish();
+    // After publish(), so that those who are called see the new counts.
     postDone(std::exchange(waiters, {}));
   }
 }
@@ -176,8 +179,10 @@ std::optional<FedMessage> DeliveryWorker::Series::next() {
     if (again_.empty() && next_ == worker_.known_.size() && !moreArrived()) {
       break;
     }
+    // What was put back is older than the rest, so it goes first.
     const std::size_t place = again_.empty() ? next_ : *again_.begin();
     const Fate fate = prepare(place, fed);
+    // The same message is asked for again when a verdict has come.
     if (fate == Fate::kNotYet) {
       break;
     }
@@ -223,11 +228,13 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(std::size_t place, 
   if (!claim) {
     return Fate::kGone;  // another delivery has it, or had it
   }
+  // A byte more than allowed shows that the message is too large.
   auto bytes = readFile(setting.files, setting.outbox.pathOf(*claim), kMessageLimit + 1);
   if (bytes) {
     UnderWay one{std::move(*claim), place, message, messageSubject(*bytes), {}, {}};
     return prepare(std::move(one), std::move(*bytes), fed);
   }
+  // Somebody has removed it since the folder was read.
   if (bytes.error().code == ENOENT) {
     worker_.retries_.erase(message.name);
     return Fate::kGone;
@@ -251,10 +258,13 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(UnderWay one, std::
   one.named = recipients;
   const std::set<std::string> settled = worker_.setting_.outbox.settledFor(one.claim);
   std::erase_if(recipients, [&](const std::string& address) { return settled.contains(address); });
+  // Without recipients: all of them were settled, and a crash came before the message was removed.
   if (recipients.empty() || arrivedBefore(one, *outgoing)) {
     removeFor(one);
     return Fate::kGone;
   }
+  // Messages under way are not counted yet. Together with them this one could exceed the limit of
+  // an address, so it waits for their verdicts.
   if (!underWay_.empty() && worker_.limit_.mayStopAfter(recipients, underWay_.size())) {
     return Fate::kNotYet;
   }
@@ -313,6 +323,7 @@ void DeliveryWorker::Series::settle(const UnderWay& one, const std::vector<std::
       gone_.insert(one.place);
       worker_.retries_.erase(one.message.name);
       return worker_.taken(one, recipients);
+    // The program ends. The message stays for the next start.
     case Outcome::Kind::kCancelled:
       return;
     case Outcome::Kind::kPermanent:
@@ -418,6 +429,7 @@ void DeliveryWorker::deliverWaiting() {
 void DeliveryWorker::collect() {
   auto arrivals = setting_.outbox.takeArrivals();
   const DateTime now = setting_.clock.now();
+  // A clock that was set back does not make the last reading recent.
   const bool recent = listed_ <= now && now < listed_ + kListAgain;
   if (arrivals && recent) {
     std::move(arrivals->begin(), arrivals->end(), std::back_inserter(known_));
@@ -440,6 +452,7 @@ void DeliveryWorker::collect() {
   for (const WaitingMessage& message : known_) {
     names.insert(message.name);
   }
+  // Forgets what others have removed, so that neither grows for ever.
   std::erase_if(retries_, [&](const auto& item) { return !names.contains(item.first); });
   std::erase_if(held_, [&](const std::string& name) { return !names.contains(name); });
 }

@@ -25,6 +25,7 @@ constexpr std::string_view kLeft = "left";
 constexpr std::string_view kStopped = "stopped";
 constexpr std::string_view kLifted = "lifted";
 
+// Only the local part may depend on letter case (RFC 5321, 2.4).
 std::string keyOf(const std::string& address) {
   const std::size_t at = address.rfind('@');
   if (at == std::string::npos) {
@@ -72,6 +73,8 @@ HourlyLimit::Verdict HourlyLimit::ask(const std::vector<std::string>& recipients
       }
       stopped_.insert(address);
       verdict.stoppedNow.push_back(address);
+      // A stop must survive a crash. Counts are not synced: those of the last seconds matter
+      // little.
       note({kStopped, address}, true);
     }
     if (verdict.waitsFor.empty()) {
@@ -102,6 +105,7 @@ void HourlyLimit::lift() {
     return;
   }
   for (const std::string& address : std::exchange(stopped_, {})) {
+    // With its counts the address would be stopped again at once.
     left_.erase(address);
   }
   note({kLifted}, true);

@@ -119,6 +119,7 @@ Result<std::string> addressedOnlyTo(std::string file, const std::vector<std::str
     std::string kept;
     for (const std::string& address : *addresses) {
       if (std::find(recipients.begin(), recipients.end(), address) != recipients.end()) {
+        // A line for each address, so that none gets too long.
         kept += (kept.empty() ? "" : ",\n ") + address;
       }
     }

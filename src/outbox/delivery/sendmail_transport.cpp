@@ -56,6 +56,7 @@ Outcome outcomeOfStatus(const CommandResult& result, const std::string& program)
     return {};
   }
   Outcome outcome;
+  // Also for a status that is not in the table: a needless try costs less than a lost message.
   outcome.kind = Outcome::Kind::kTemporary;
   std::string ending = program + " ended with status " + std::to_string(result.code);
   for (const Status& status : kStatuses) {
@@ -75,6 +76,7 @@ Outcome outcomeOfStatus(const CommandResult& result, const std::string& program)
 Outcome outcomeOfStartFailure(const CommandResult& result, const std::string& program) {
   const std::string words =
       program + " cannot be started: " + std::generic_category().message(result.code);
+  // The recipients are more than the system takes for one command, at every try.
   if (result.code == E2BIG) {
     return {Outcome::Kind::kPermanent, words, false};
   }
@@ -124,6 +126,7 @@ void SingleTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
 Outcome SendmailTransport::deliver(const OutgoingMessage& message, std::stop_token stop) {
   std::vector<std::string> arguments = command_;
   const Envelope& envelope = message.envelope;
+  // "-f" names the sender to whom failures are reported.
   arguments.insert(arguments.end(), {"-i", "-f", envelope.sender, "--"});
   arguments.insert(arguments.end(), envelope.recipients.begin(), envelope.recipients.end());
   return outcomeOf(runner_.run(arguments, message.bytes, timeLimit_, std::move(stop)),

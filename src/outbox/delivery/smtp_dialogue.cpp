@@ -60,6 +60,7 @@ TextTraits traitsOf(std::string_view text) {
     traits.longest = std::max(traits.longest, end - begin);
     begin = end + 1;
   }
+  // A CR for each line, and the LF that the last line may lack.
   traits.size = text.size() + lines + (text.empty() || text.ends_with('\n') ? 0 : 1);
   return traits;
 }
@@ -82,6 +83,7 @@ void SmtpDialogue::say(SmtpStep step, const std::string& line) {
 void SmtpDialogue::sent(std::size_t bytes) {
   outAt_ += bytes;
   sentInAll_ += bytes;
+  // While no answer is awaited, only the bytes that it takes show that the server is alive.
   if (awaited_.empty()) {
     ++progress_;
   }
@@ -89,6 +91,7 @@ void SmtpDialogue::sent(std::size_t bytes) {
     out_.clear();
     outAt_ = 0;
   } else if (outAt_ > kBuffer) {
+    // What was sent is dropped in large pieces, since the rest is moved each time.
     out_.erase(0, outAt_);
     outAt_ = 0;
   }
@@ -122,6 +125,7 @@ void SmtpDialogue::handle(const SmtpReply& reply) {
   if (reply.code == 421 && step != SmtpStep::kQuit) {
     return handleClosing(reply, step);
   }
+  // DATA alone is answered by 354, and never by a 2xx code.
   const bool proceeds = step == SmtpStep::kData && reply.code == 354;
   const bool understood = step == SmtpStep::kData ? !reply.positive() : reply.positive();
   if (!proceeds && !understood && !reply.temporary() && !reply.permanent()) {
@@ -191,6 +195,7 @@ bool SmtpDialogue::wantsMessage() const {
   if (transactions_.empty()) {
     return awaited_.empty();
   }
+  // The text is in the buffer: the next envelope can go out together with its end.
   return pipelining_ && transactions_.size() == 1 &&
          transactions_.front().phase == Transaction::Phase::kTextDone;
 }
@@ -361,6 +366,8 @@ void SmtpDialogue::handleRecipient(const SmtpReply& reply) {
 
 void SmtpDialogue::handleData(const SmtpReply& reply) {
   Transaction& transaction = transactions_.front();
+  // With pipelining DATA is sent before the answers of the envelope are known, so a server can ask
+  // for a text that nobody is to get (RFC 2920, 3.1).
   const bool wanted = !transaction.refusal && anyAccepted(transaction);
   if (reply.code == 354) {
     if (!wanted) {
@@ -379,6 +386,7 @@ void SmtpDialogue::handleData(const SmtpReply& reply) {
 void SmtpDialogue::handleEnd(const SmtpReply& reply) {
   needsReset_ = false;
   const Transaction& transaction = transactions_.front();
+  // The answer to a lone dot: the envelope has decided already.
   if (transaction.refusal || !anyAccepted(transaction)) {
     return finishFirst();
   }
@@ -445,6 +453,8 @@ void SmtpDialogue::lost(const std::string& words) {
     outcome.words = text;
     verdicts_.push_back({first.number, std::move(outcome)});
   } else if (accepted_ > 0) {
+    // Not sent whole: another connection can have it at once. Where this one took nothing it waits
+    // instead, or it would go from one connection to the next without end.
     unsent_.push_back(first.number);
   } else {
     verdicts_.push_back({first.number, {Outcome::Kind::kTemporary, text, false}});
@@ -457,6 +467,7 @@ void SmtpDialogue::lost(const std::string& words) {
 
 // Ends the first transaction by what was refused in its envelope.
 void SmtpDialogue::finishFirst() {
+  // Without pipelining the rest of the envelope has not been sent yet.
   commands_.clear();
   const Transaction& first = transactions_.front();
   const SmtpReply* worst = first.refusal ? &*first.refusal : nullptr;
@@ -556,6 +567,7 @@ Outcome SmtpDialogue::summary(std::vector<RefusedRecipient> never,
     std::move(later.begin(), later.end(), std::back_inserter(outcome.refused));
     return outcome;
   }
+  // Nobody has got it, and nobody may get it later: the message is refused as a whole.
   const bool nobodyLeft = later.empty() && !anyTaken;
   outcome.kind = nobodyLeft ? Outcome::Kind::kPermanent : Outcome::Kind::kTemporary;
   if (anyTaken && text) {

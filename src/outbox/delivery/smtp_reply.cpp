@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// Bytes become lines, and lines replies: a reply ends with the line that has no "-" after its code
+// (RFC 5321, 4.2.1). After a line that is none, or one beyond the limits, nothing more is read,
+// because what follows could not be attributed to a command. Only before the first reply a few such
+// lines are skipped.
 #include "outbox/delivery/smtp_reply.h"
 
 #include <algorithm>
@@ -19,6 +23,7 @@ struct ReplyLine {
 };
 
 std::optional<ReplyLine> parse(std::string_view line) {
+  // Servers may leave out the blank and the text (RFC 5321, 4.2).
   if (line.size() < 3 || !isDigit(line[0]) || !isDigit(line[1]) || !isDigit(line[2]) ||
       line[0] < '2' || line[0] > '5') {
     return std::nullopt;
@@ -49,6 +54,7 @@ std::size_t numberBefore(std::string_view text, std::string_view ends) {
 }
 
 std::string enhancedCode(std::string_view text, int code) {
+  // Its class is that of the reply (RFC 2034, 4).
   if (text.size() < 5 || text[0] != "0123456"[code / 100] || text[1] != '.') {
     return {};
   }
@@ -137,6 +143,7 @@ std::optional<SmtpReply> SmtpReplyReader::take() {
 }
 
 std::optional<std::string> SmtpReplyReader::nonsense() const {
+  // Replies that came before it count first.
   return complete_.empty() ? nonsense_ : std::nullopt;
 }
 

@@ -121,6 +121,7 @@ class SmtpTransport::Series {
 };
 
 void SmtpTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
+  // What a server refused in an earlier series it may permit now, so each series tries one more.
   mostConnections_ = std::min(mostConnections_ + 1, kSmtpMostConnections);
   Series(*this, feed, std::move(stop)).run();
 }
@@ -152,6 +153,7 @@ bool SmtpTransport::Series::work() {
   send();
   settle();
   dropEnded();
+  // A connection may have ended and brought messages back.
   if (lines_.empty()) {
     openLines();
   }
@@ -211,6 +213,7 @@ bool SmtpTransport::Series::open() {
 
 void SmtpTransport::Series::receive(Line& line) {
   if (!line.dialogue && line.connection->state() == Connection::State::kOpen) {
+    // An open connection is signed in.
     if (transport_.setting_.signIn && transport_.setting_.signIn->accepted) {
       transport_.setting_.signIn->accepted();
     }
@@ -256,6 +259,7 @@ int SmtpTransport::Series::othersThatWork(const Line& line) const {
 
 void SmtpTransport::Series::connectionFailed(Line& line) {
   const ConnectFailure failure = line.connection->failure().value_or(ConnectFailure{});
+  // The likely cause is the server's limit of connections.
   if (const int others = othersThatWork(line); others > 0) {
     transport_.mostConnections_ = others;
     return;
@@ -271,6 +275,7 @@ void SmtpTransport::Series::connectionFailed(Line& line) {
     if (!std::exchange(triedAnotherSecret_, true)) {
       // A token may have expired, or a password may have been changed.
       if (auto fresh = calls->get(stop_)) {
+        // The next round opens a connection with it.
         signIn_ = std::move(*fresh);
         return;
       }
@@ -377,6 +382,8 @@ void SmtpTransport::Series::wait(Milliseconds most) {
   for (const Line& line : lines_) {
     if (line.dialogue) {
       limit = std::min(limit, line.since + limitOf(line.step) - now);
+      // Its text is in the buffer: the next round gives it a message to go on with, or ends the
+      // text.
       ready = ready || (line.dialogue->wantsMessage() && !line.dialogue->idle());
     }
   }
@@ -401,7 +408,9 @@ void SmtpTransport::Series::dropEnded() {
   });
 }
 
-// The program ends, or there is nothing more to do.
+// The program ends, or there is nothing more to do. Only connections whose server owes the answer
+// for a whole message are waited for, a short time: otherwise nobody would know whether it was
+// taken.
 void SmtpTransport::Series::leave() {
   const auto awaitsEnd = [](const Line& line) {
     return line.dialogue && line.dialogue->awaited() == SmtpStep::kEnd &&
