@@ -11,8 +11,6 @@ namespace relaybird {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 struct Shown {
   explicit Shown(MailProtocol protocol, std::string_view secret = "hunter22")
