@@ -142,6 +142,8 @@ std::string usualSecretName(const AccountSettings& account, std::string_view cre
   return account.secret == SecretSource::kCredential ? std::string(credential) : std::string();
 }
 
+// A command wins, so that settings of earlier releases, which knew nothing else, keep their
+// meaning.
 std::string usualDelivery(const S& s, const LocalIdentity& /*user*/) {
   if (!s.sendmail.empty()) {
     return "sendmail";
@@ -432,6 +434,7 @@ std::string inQuotesIfNeeded(const std::string& text) {
 
 }  // namespace
 
+// RFC 8314 for TLS from the beginning, RFC 9051 and RFC 6409 for STARTTLS.
 std::uint16_t usualPort(MailProtocol protocol, Security security) {
   const bool imap = protocol == MailProtocol::kImap;
   switch (security) {
@@ -445,6 +448,7 @@ std::uint16_t usualPort(MailProtocol protocol, Security security) {
   return imap ? 143 : 25;
 }
 
+// Names below localhost never leave the computer either (RFC 6761, 6.3).
 bool isLocalHost(std::string_view host) {
   const std::string name = asciiLower(host);
   if (name == "localhost" || name.ends_with(".localhost") || name == "::1") {
@@ -529,6 +533,7 @@ bool writeMailSettings(const ProfileReader& before, ProfileWriter& file,
     std::visit(Taking(asRead, wanted, user.homeFolder), row.place);
     S other = settings;
     const std::string old = valueIn(before, row.key);
+    // An absent key stands for its default, and stays absent while that is what is wanted.
     const std::string stands = old.empty() ? row.absent(settings, user) : old;
     const bool known = std::visit(Taking(other, stands, user.homeFolder), row.place);
     if (known && textOf(row, other) == textOf(row, asRead)) {

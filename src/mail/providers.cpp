@@ -33,6 +33,7 @@ bool matches(std::string_view pattern, std::string_view domain) {
   if (!pattern.starts_with("*.")) {
     return pattern == domain;
   }
+  // The star stands for one character at least.
   return domain.size() >= pattern.size() && domain.ends_with(pattern.substr(1));
 }
 
@@ -57,6 +58,7 @@ MailServer serverOf(const ProviderServer& server, MailProtocol protocol) {
 }
 
 // "May 2026", "2026".
+// A date of the table is a year, or a year and a month: "2026-05".
 std::string dateInWords(std::string_view date) {
   static constexpr std::array<const char*, 12> kMonths = {
       "January", "February", "March",     "April",   "May",      "June",
@@ -169,7 +171,8 @@ Proposal proposalFrom(const MailProvider& provider, std::string_view address) {
   return result;
 }
 
-// Whole names come before patterns, whatever the order of the table.
+// The first provider that lists the domain. A test of the table sees to it that no whole name is
+// hidden behind the pattern of another provider.
 Proposal proposalFor(std::string_view address) {
   const std::string domain = domainOf(address);
   if (domain.empty()) {

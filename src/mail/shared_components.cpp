@@ -138,6 +138,7 @@ void requireIndex(std::int32_t index, std::int32_t count) {
                        std::to_string(count));
 }
 
+// A message that is forwarded again keeps the mark that it has.
 std::string forwardSubject(std::string_view subject) {
   const std::string mark = asciiLower(subject.substr(0, 4));
   if (mark.starts_with("fw:") || mark == "fwd:") {

@@ -92,6 +92,7 @@ Result<Secret> readSecret(FileSystem& files, const std::string& path) {
   if (!file) {
     return file.error();
   }
+  // Read straight into the memory of a secret, so that there is no other copy.
   Secret secret = Secret::ofSize(kCredentialLimit);
   std::size_t size = 0;
   while (size < kCredentialLimit) {
@@ -140,6 +141,7 @@ SignInMaterial SignInSource::get(std::stop_token stop) {
   if (found.failure) {
     return {std::nullopt, *std::move(found.failure)};
   }
+  // Only passwords are shown in groups.
   if (!found.token) {
     found.secret = withoutGroups(found.secret, appPasswordLength_);
   }
@@ -247,6 +249,7 @@ SignInSource::Found SignInSource::askKeyring(std::stop_token stop) const {
                 "The keyring did not give the password of " + whose() + ": " + answer.words);
 }
 
+// get() takes the margin off every lifetime, so it is added to one that is only assumed.
 SignInSource::Found SignInSource::askCommand(std::stop_token stop) const {
   const bool token = owner_.secret == SecretSource::kTokenCommand;
   const std::string what = token ? "an access token" : "the password";
@@ -261,6 +264,7 @@ SignInSource::Found SignInSource::askCommand(std::stop_token stop) const {
   if (result.command.end == CommandResult::End::kCancelled) {
     return failed(Cause::kCancelled, "The command that prints " + what + " was stopped.");
   }
+  // Output that fills the limit may have been cut.
   const bool tooLong = result.secret.bytes().size() == kSecretOutputLimit;
   keepFirstLine(result.secret);
   const bool good = result.command.end == CommandResult::End::kExited && result.command.code == 0;

@@ -76,6 +76,7 @@ void ImapClient::select(std::string_view folder,
 }
 
 void ImapClient::searchUnseen(std::function<void(const Result<UidSet>&)> done) {
+  // ESEARCH answers in ranges (RFC 4731), which is shorter for a full inbox.
   const bool extended = can("ESEARCH");
   const std::string_view returned = extended ? "UID SEARCH RETURN (ALL) " : "UID SEARCH ";
   dialogue_.send(ImapCommand(std::string(returned) + "UNSEEN UNDELETED"),
@@ -102,6 +103,7 @@ void ImapClient::fetchHeads(const std::vector<std::uint32_t>& uids, bool structu
     if (structure) {
       command.words("BODYSTRUCTURE");
     }
+    // PEEK leaves the mark \Seen as it is (RFC 9051, 6.4.5).
     command.words("BODY.PEEK[HEADER.FIELDS (" + std::string(imapHeadFields()) + ")])");
     dialogue_.send(command, [done](const ImapCondition& reply) { done(outcome(reply)); });
   }
@@ -119,6 +121,7 @@ void ImapClient::fetchPiece(std::uint32_t uid, std::uint64_t origin, std::uint64
                  [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
 }
 
+// SILENT: the server need not send back the new flags, which would look like a change by others.
 void ImapClient::store(const UidSet& uids, bool seen, Done done) {
   dialogue_.send(ImapCommand("UID STORE " + uids.text() +
                              (seen ? " +FLAGS.SILENT (\\Seen)" : " -FLAGS.SILENT (\\Seen)")),
@@ -163,6 +166,7 @@ void ImapClient::onData(ImapResponse response) {
       learn(words->words);
     }
   } else if (const auto* exists = std::get_if<ImapExists>(&response)) {
+    // The first count belongs to the answer to SELECT.
     const bool isNews = !selecting_ && exists->count != exists_;
     exists_ = exists->count;
     if (isNews) {
@@ -200,6 +204,7 @@ void ImapClient::onFetch(ImapFetch fetch) {
       events_.body({*fetch.uid, section.origin.value_or(0), std::move(section.bytes), section.cut});
     }
   }
+  // Flags that nobody has asked for: another program has changed them.
   if (fetch.flags && !answers) {
     events_.changed();
   }

@@ -151,6 +151,7 @@ void ImapDialogue::onReply(const ImapCondition& reply) {
     endIdleWhenOn_ = false;
     flush();
   }
+  // Last, because it may send the next command.
   ended.done(reply);
 }
 

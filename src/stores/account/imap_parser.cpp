@@ -61,6 +61,7 @@ std::size_t codeEnd(std::string_view text) {
       return i;
     }
   }
+  // A quote without its other half: the first bracket has to do.
   return text.find(']');
 }
 
@@ -212,6 +213,7 @@ class StructureReader {
         result.children.push_back(part(depth + 1));
         in_.skipBlanks();
       }
+      // Parts in parentheses, and then the subtype: (...)(...) "mixed".
       result.type = "multipart/" + lowerText();
       extension(result, true);
     } else {
@@ -525,6 +527,7 @@ ImapResponse parseImapResponse(ImapLines lines) {
 
 std::optional<DateTime> parseInternalDate(std::string_view text) {
   text = trimmed(text);
+  // " 7-Jul-2026 02:44:25 +0200" or "17-Jul-..." (RFC 9051 section 9, "date-time").
   const auto day = takeDigits(text, text.find('-') == 1 ? 1 : 2);
   if (!takeChar(text, '-') || text.size() < 3) {
     return std::nullopt;

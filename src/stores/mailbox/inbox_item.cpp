@@ -80,6 +80,7 @@ const std::shared_ptr<const Message>& InboxItem::message() {
   return message_;
 }
 
+// Without a date of its sender, a message counts as sent when it was received.
 std::string InboxItem::sentText() {
   return session_->clock().toText(message()->date().value_or(ReceivedTime()));
 }

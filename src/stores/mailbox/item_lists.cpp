@@ -42,6 +42,7 @@ class ItemRecipients : public Recipients {
   std::int32_t Count() override { return static_cast<std::int32_t>(list_->size()); }
 
   std::shared_ptr<Recipient> Item(std::int32_t index) override {
+    // Positions count from 1, as in the mail application whose part the store plays.
     requireIndex(index, Count());
     return std::make_shared<ItemRecipient>((*list_)[static_cast<std::size_t>(index - 1)]);
   }

@@ -125,6 +125,7 @@ class StoreSync : public SyncObject {
     if (state_->running) {
       return;
     }
+    // The end is reported later, never inside this call, and this object may be gone by then.
     session_->synchronise([weak = std::weak_ptr<State>(state_)] {
       if (const auto state = weak.lock()) {
         state->running = false;

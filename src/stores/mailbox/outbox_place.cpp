@@ -123,6 +123,8 @@ Result<void> OutboxPlace::writeNote(const std::string& folder) {
     return {};
   }
   const auto written = replaceFile(files_, folder + kNote, mailbox_ + "\n" + self);
+  // With an old identity a later change of the mailbox's path goes unnoticed, which is no reason to
+  // stop.
   if (written || named) {
     return {};
   }
@@ -135,6 +137,7 @@ bool OutboxPlace::isMine(const Note& note) {
   if (note.mailbox == mailbox_) {
     return true;
   }
+  // A mailbox that was renamed: it is the same folder, and nothing is at the old path.
   return !note.identity.empty() && note.identity == identity() && !isThere(note.mailbox);
 }
 
@@ -178,6 +181,7 @@ OutboxPlace::Choice OutboxPlace::choose() {
 OutboxPlace::Choice OutboxPlace::chooseOwn() {
   const auto folders = known();
   for (const std::string& folder : folders) {
+    // The path decides first; a renamed mailbox is recognised below.
     if (ownerOf(folder) == mailbox_) {
       return {folder, std::nullopt};
     }
