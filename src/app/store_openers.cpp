@@ -8,6 +8,7 @@
 #include "mail/mail_settings.h"
 #include "outbox/delivery/make_transport.h"
 #include "platform/text/ascii_text.h"
+#include "stores/account/account_store.h"
 #include "stores/maildir/maildir_store.h"
 
 namespace relaybird {
@@ -23,6 +24,9 @@ struct StoreEntry {
 const std::vector<StoreEntry> kStores = {
 #ifdef RELAYBIRD_STORE_MAILDIR
     {"maildir", openMaildirStore},
+#endif
+#ifdef RELAYBIRD_STORE_ACCOUNT
+    {"account", openAccountStore},
 #endif
 };
 

@@ -62,9 +62,7 @@ ImapSession::ImapSession(ImapSessionWorld world)
       spool_(world_.files, world_.spoolFolder),
       work_(spool_, [this](const std::string& words) {
         world_.complain("Mail server " + world_.server.host + ": " + words);
-      }) {
-  spool_.clear();
-}
+      }) {}
 
 ImapSession::~ImapSession() = default;
 
@@ -133,6 +131,9 @@ bool ImapSession::mayConnect(Time now) {
 
 // The lock is not held while the user may be asked for the keyring's password.
 void ImapSession::connect(std::unique_lock<std::mutex>& lock) {
+  if (!status_.everTried) {
+    spool_.clear();
+  }
   lock.unlock();
   SignInMaterial material = world_.signIn.get(stop_.get_token());
   lock.lock();

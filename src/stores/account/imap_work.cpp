@@ -348,15 +348,16 @@ void ImapWork::wantBody(std::uint32_t uid) {
   }
 }
 
-void ImapWork::wantBodiesAhead(const std::vector<std::uint32_t>& uids) {
+std::size_t ImapWork::wantBodiesAhead(const std::vector<std::uint32_t>& uids) {
+  std::size_t done = 0;
   for (const std::uint32_t uid : uids) {
     const auto known = known_.find(uid);
-    if (bodies_.contains(uid) || known == known_.end() || known->second.size == 0 ||
-        known->second.size > kBodyAheadBytes) {
-      continue;
-    }
-    if (aheadBytes_ + known->second.size > kBodiesAheadBytes) {
+    if (known == known_.end() || aheadBytes_ + kBodyAheadBytes > kBodiesAheadBytes) {
       break;
+    }
+    ++done;
+    if (bodies_.contains(uid) || known->second.size == 0 || known->second.size > kBodyAheadBytes) {
+      continue;
     }
     BodySlot& slot = newBody(uid);
     slot.ahead = true;
@@ -364,6 +365,7 @@ void ImapWork::wantBodiesAhead(const std::vector<std::uint32_t>& uids) {
     aheadBytes_ += slot.reserved;
     aheadQueue_.push_back(uid);
   }
+  return done;
 }
 
 Wanted ImapWork::body(std::uint32_t uid) const {

@@ -99,8 +99,9 @@ class ImapWork {
   Error takeHeadFailure(std::uint32_t uid);
   /// Asks for the message before all that is only fetched ahead.
   void wantBody(std::uint32_t uid);
-  /// Asks for messages whose heads were taken, as far as they are small and there is room.
-  void wantBodiesAhead(const std::vector<std::uint32_t>& uids);
+  /// Asks for these messages in this order, as far as their heads have come and there is room, but
+  /// for large ones. Returns how many of them were gone through.
+  std::size_t wantBodiesAhead(const std::vector<std::uint32_t>& uids);
   Wanted body(std::uint32_t uid) const;
   Result<std::unique_ptr<InputFile>> takeBody(std::uint32_t uid);
   /// Drops the bodies fetched ahead whose messages come behind this one.

@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: MIT
+#include "stores/account/account_inbox.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+
+#include "message/mail_samples.h"
+#include "stores/account/account_house.h"
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
+using namespace std::chrono_literals;
+
+class AccountInboxTest : public testing::Test {
+ protected:
+  AccountInboxTest() {
+    for (std::uint32_t uid = 1; uid <= 4; ++uid) {
+      house_.account.add(uid, simpleMail("m" + std::to_string(uid)));
+    }
+  }
+
+  std::shared_ptr<InboxListing> list() {
+    auto listing = inbox_->list();
+    EXPECT_TRUE(listing) << listing.error().text;
+    return listing ? *listing : nullptr;
+  }
+  static std::vector<std::string> ids(const InboxListing& listing) {
+    std::vector<std::string> ids;
+    for (std::size_t i = 0; i < listing.size(); ++i) {
+      ids.emplace_back(listing.entryId(i));
+    }
+    return ids;
+  }
+  // Walks over the listing as a pass does; opens every `each`th message.
+  int walk(InboxListing& listing, std::size_t each) {
+    int wrong = 0;
+    for (std::size_t i = listing.size(); i-- > 0;) {
+      const InboxHead head = listing.head(i, sampleMarks());
+      wrong += head.failure || !head.headers.subject().starts_with("m") ? 1 : 0;
+      if (each != 0 && i % each == 0) {
+        wrong += listing.open(i) ? 0 : 1;
+        wrong += listing.setSeen(i, true) ? 0 : 1;
+      }
+    }
+    return wrong;
+  }
+  void serve(int steps) {
+    for (int i = 0; i < steps; ++i) {
+      inbox_->step();
+    }
+  }
+
+  AccountHouse house_;
+  std::unique_ptr<AccountInbox> inbox_ = house_.makeInbox();
+};
+
+TEST_F(AccountInboxTest, IsNamedByUserServerAndFolder) {
+  EXPECT_EQ(*inbox_->identity(), "imap:ann@example.org@imap.example.org/INBOX");
+  EXPECT_EQ(inbox_->folder(), "");
+}
+
+TEST_F(AccountInboxTest, ConnectsWhenItIsFirstAsked) {
+  EXPECT_TRUE(inbox_->check());
+  EXPECT_FALSE(inbox_->alive());
+  EXPECT_EQ(house_.network.connections(), 0U);
+  EXPECT_TRUE(inbox_->signIn());
+  EXPECT_TRUE(inbox_->alive());
+  EXPECT_EQ(house_.network.end(0).signIn()->secret.bytes(), "hidden");
+}
+
+TEST_F(AccountInboxTest, ListsUnreadMessagesOldestFirst) {
+  house_.account.find(2)->seen = true;
+  const auto listing = list();
+  EXPECT_THAT(ids(*listing), ElementsAre("imap-7-1", "imap-7-3", "imap-7-4"));
+  EXPECT_FALSE(listing->seen(0));
+}
+
+TEST_F(AccountInboxTest, ReturnsTheSameListingUntilTheServerReportsAChange) {
+  const auto first = list();
+  serve(3);
+  house_.account.commands.clear();
+  EXPECT_EQ(list(), first);
+  EXPECT_THAT(house_.account.commands, IsEmpty());
+  house_.account.add(9, simpleMail("m9"));
+  house_.network.end(0).say("* 5 EXISTS\r\n");
+  serve(2);
+  EXPECT_THAT(ids(*list()),
+              ElementsAre("imap-7-1", "imap-7-2", "imap-7-3", "imap-7-4", "imap-7-9"));
+  EXPECT_EQ(house_.account.count("UID SEARCH"), 1U);
+}
+
+TEST_F(AccountInboxTest, ReadsHeadsAndMessages) {
+  const auto listing = list();
+  const InboxHead head = listing->head(3, sampleMarks());
+  EXPECT_FALSE(head.failure);
+  EXPECT_EQ(head.headers.subject(), "m4");
+  EXPECT_EQ(head.kind, MessageKind::kMail);
+  EXPECT_EQ(head.received,
+            DateTime(std::chrono::sys_days(std::chrono::year(2026) / 7 / 17) + 2h + 44min + 25s));
+  const auto file = listing->open(3);
+  ASSERT_TRUE(file);
+  EXPECT_EQ((*file)->info().size, simpleMail("m4").size());
+  EXPECT_EQ((*file)->info().modified, head.received);
+}
+
+TEST_F(AccountInboxTest, ReadsTheMessageWhereItsHeadDoesNotTellTheKind) {
+  const std::string mail = sample("meeting-request.eml");
+  house_.account.add(9, mail).structure =
+      "((\"text\" \"plain\" NIL NIL NIL \"7bit\" 5 1)(\"text\" \"calendar\" NIL NIL NIL \"7bit\" 5 "
+      "1) \"alternative\")";
+  const auto listing = list();
+  EXPECT_EQ(listing->head(4, sampleMarks()).kind, MessageKind::kMeeting);
+  EXPECT_EQ(listing->head(3, sampleMarks()).kind, MessageKind::kMail);
+  EXPECT_EQ(house_.account.count("UID FETCH 9 (UID BODY.PEEK"), 1U);
+}
+
+TEST_F(AccountInboxTest, FetchesAMessageOnceThatWasReadForItsKind) {
+  house_.account.add(9, sample("meeting-request.eml")).structure =
+      "((\"text\" \"calendar\" NIL NIL NIL \"7bit\" 5 1) \"alternative\")";
+  const auto listing = list();
+  listing->head(4, sampleMarks());
+  EXPECT_TRUE(listing->open(4));
+  EXPECT_TRUE(listing->open(4));
+  EXPECT_EQ(house_.account.count("UID FETCH 9 (UID BODY.PEEK"), 2U);
+}
+
+TEST_F(AccountInboxTest, ReportsMessagesThatHaveVanished) {
+  const auto listing = list();
+  house_.account.remove(3);
+  EXPECT_EQ(listing->head(2, sampleMarks()).failure->code, ENOENT);
+  EXPECT_EQ(listing->open(2).error().code, ENOENT);
+  EXPECT_FALSE(listing->head(1, sampleMarks()).failure);
+}
+
+TEST_F(AccountInboxTest, AsksForHeadsAheadOfTheWalkInGroups) {
+  for (std::uint32_t uid = 5; uid <= 1000; ++uid) {
+    house_.account.add(uid, simpleMail("m" + std::to_string(uid)));
+  }
+  EXPECT_EQ(walk(*list(), 0), 0);
+  EXPECT_LE(house_.account.count("UID FETCH"), 13U);
+  EXPECT_EQ(house_.account.count("UID FETCH 901:1000 "), 1U);
+}
+
+TEST_F(AccountInboxTest, FetchesFewMessagesAheadIfNoneIsWanted) {
+  for (std::uint32_t uid = 5; uid <= 300; ++uid) {
+    house_.account.add(uid, simpleMail("m" + std::to_string(uid)));
+  }
+  EXPECT_EQ(walk(*list(), 0), 0);
+  for (const std::string& command : house_.account.commands) {
+    EXPECT_THAT(command, testing::Not(HasSubstr("BODY.PEEK[])")));
+  }
+}
+
+TEST_F(AccountInboxTest, FetchesMessagesAheadInGroupsAndMarksThemTogether) {
+  for (std::uint32_t uid = 5; uid <= 1000; ++uid) {
+    house_.account.add(uid, simpleMail("m" + std::to_string(uid)));
+  }
+  EXPECT_EQ(walk(*list(), 2), 0);
+  inbox_->close();
+  std::size_t bodies = 0;
+  for (const std::string& command : house_.account.commands) {
+    bodies += command.ends_with("(UID BODY.PEEK[])") ? 1 : 0;
+  }
+  // 500 were opened.
+  EXPECT_LE(bodies, 45U);
+  EXPECT_LE(house_.account.count("UID STORE"), 10U);
+  for (const ServerMail& mail : house_.account.mails) {
+    EXPECT_EQ(mail.seen, mail.uid % 2 == 1) << mail.uid;
+  }
+}
+
+TEST_F(AccountInboxTest, AsksForNothingAheadThatWasWalkedOver) {
+  for (std::uint32_t uid = 5; uid <= 500; ++uid) {
+    house_.account.add(uid, simpleMail("m" + std::to_string(uid)));
+  }
+  EXPECT_EQ(walk(*list(), 0), 0);
+  house_.account.add(600, simpleMail("m600"));
+  house_.account.commands.clear();
+  EXPECT_TRUE(inbox_->signIn());
+  house_.network.end(0).say("* 501 EXISTS\r\n");
+  serve(2);
+  const auto listing = list();
+  EXPECT_EQ(listing->head(listing->size() - 1, sampleMarks()).headers.subject(), "m600");
+  EXPECT_EQ(house_.account.count("UID FETCH 600 "), 1U);
+  EXPECT_EQ(house_.account.count("UID FETCH"), 1U);
+}
+
+TEST_F(AccountInboxTest, MarksMessagesAndReportsWhatTheServerHasConfirmed) {
+  const auto listing = list();
+  EXPECT_TRUE(listing->setSeen(1, true));
+  EXPECT_TRUE(listing->seen(1));
+  EXPECT_THAT(inbox_->syncMarks({"imap-7-2"}).durable, IsEmpty());
+  inbox_->synchronise([] {});
+  serve(8);
+  EXPECT_THAT(inbox_->syncMarks({"imap-7-2"}).durable, ElementsAre("imap-7-2"));
+  EXPECT_THAT(ids(*list()), ElementsAre("imap-7-1", "imap-7-3", "imap-7-4"));
+}
+
+TEST_F(AccountInboxTest, ShowsTheServersStateAfterARefusedMark) {
+  house_.account.instead = [](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID STORE") ? std::optional<std::string>(tag + " NO full\r\n")
+                                            : std::nullopt;
+  };
+  const auto listing = list();
+  EXPECT_TRUE(listing->setSeen(1, true));
+  inbox_->synchronise([] {});
+  serve(10);
+  house_.events.runUntilIdle();
+  EXPECT_FALSE(listing->seen(1));
+  EXPECT_THAT(house_.notices, ElementsAre(HasSubstr("does not mark a message as read: full")));
+  const MarkReport report = inbox_->syncMarks({"imap-7-2", "imap-7-3"});
+  EXPECT_THAT(report.refused, ElementsAre("imap-7-2"));
+  EXPECT_THAT(report.durable, ElementsAre("imap-7-3"));
+}
+
+TEST_F(AccountInboxTest, RefusesMarksWhereTheFolderMayOnlyBeRead) {
+  house_.account.readOnly = true;
+  const auto marked = list()->setSeen(0, true);
+  ASSERT_FALSE(marked);
+  EXPECT_THAT(marked.error().text, HasSubstr("not mark messages"));
+}
+
+TEST_F(AccountInboxTest, TellsARefusedSignInFromAServerThatCannotBeReached) {
+  house_.arrange = [](ServerEnd& end) {
+    end.fail({ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "refused", "NO no"});
+  };
+  EXPECT_EQ(inbox_->signIn().error().code, kLogonRefused);
+  inbox_ = house_.makeInbox();
+  house_.reachable = false;
+  const auto unreachable = inbox_->signIn();
+  EXPECT_NE(unreachable.error().code, kLogonRefused);
+  EXPECT_THAT(unreachable.error().text, HasSubstr("connection refused"));
+  EXPECT_EQ(inbox_->alive().error().text, unreachable.error().text);
+}
+
+TEST_F(AccountInboxTest, SynchronisesAndReportsTheEndLater) {
+  int ends = 0;
+  inbox_->synchronise([&] { ++ends; });
+  inbox_->synchronise([&] { ++ends; });
+  serve(12);
+  EXPECT_EQ(ends, 0);
+  house_.events.runUntilIdle();
+  EXPECT_EQ(ends, 2);
+  EXPECT_TRUE(inbox_->alive());
+}
+
+TEST_F(AccountInboxTest, ReportsAFailedSynchronisationOnce) {
+  house_.reachable = false;
+  int ends = 0;
+  for (int i = 0; i < 3; ++i) {
+    inbox_->synchronise([&] { ++ends; });
+    serve(3);
+    house_.events.runUntilIdle();
+  }
+  EXPECT_EQ(ends, 3);
+  EXPECT_THAT(house_.notices, SizeIs(1));
+}
+
+TEST_F(AccountInboxTest, GivesUpAtOnceWhenTheUserStopsTheCheck) {
+  house_.account.instead = [](const std::string&, const std::string& command) {
+    return command.starts_with("SELECT") ? std::optional<std::string>("") : std::nullopt;
+  };
+  house_.keepAlive = [] { return false; };
+  EXPECT_EQ(inbox_->list().error().code, ECANCELED);
+}
+
+TEST_F(AccountInboxTest, IsOfNoUseAfterItWasClosed) {
+  const auto listing = list();
+  EXPECT_TRUE(listing->setSeen(0, true));
+  inbox_->close();
+  EXPECT_TRUE(house_.account.find(1)->seen);
+  EXPECT_FALSE(inbox_->list());
+  EXPECT_THAT(inbox_->syncMarks({"imap-7-1"}).durable, ElementsAre("imap-7-1"));
+}
+
+}  // namespace
+}  // namespace relaybird
