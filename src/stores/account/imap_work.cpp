@@ -50,6 +50,7 @@ void ImapWork::attach(ImapClient& client, const ImapOpened& opened) {
   client_ = &client;
   opened_ = opened;
   changed_ = true;
+  justOpened_ = true;
 }
 
 void ImapWork::detach() {
@@ -171,11 +172,22 @@ Wanted ImapWork::refreshed(std::uint64_t number) const {
 }
 
 void ImapWork::pumpRefresh() {
+  const bool justOpened = std::exchange(justOpened_, false);
   if (refreshWanted_ <= std::max(refreshSent_, refreshFailed_)) {
     return;
   }
   const std::uint64_t number = refreshWanted_;
   refreshSent_ = number;
+  if (justOpened) {
+    search(number);
+    return;
+  }
+  // A server may answer a search from what this session has seen so far, and not even tell that
+  // there is more. What had happened before it answers a NOOP, it has seen.
+  client_->noop([this, number](const Result<void>&) { search(number); });
+}
+
+void ImapWork::search(std::uint64_t number) {
   changed_ = false;
   client_->searchUnseen([this, number, marks = lastCommand_](const Result<UidSet>& found) {
     onSearched(number, marks, found);

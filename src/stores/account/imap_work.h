@@ -157,6 +157,7 @@ class ImapWork {
   void onHead(ImapHead head);
   void onBody(ImapBody body);
   void pumpRefresh();
+  void search(std::uint64_t number);
   void onSearched(std::uint64_t number, std::uint64_t marksBefore, const Result<UidSet>& found);
   void pumpHeads();
   void askHeads(std::vector<std::uint32_t> uids, bool plain);
@@ -190,6 +191,7 @@ class ImapWork {
   std::uint64_t refreshFailed_ = 0;
   Error refreshFailure_;
   bool changed_ = false;
+  bool justOpened_ = false;  // nothing can have happened in the folder unseen
   std::shared_ptr<const std::vector<std::uint32_t>> unseen_;
   std::unordered_map<std::uint32_t, Known> known_;  // of the unread messages whose heads came
 

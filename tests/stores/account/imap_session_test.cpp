@@ -159,7 +159,7 @@ TEST_F(ImapSessionTest, AsksOnceForEachFurtherRefreshAndIdlesInBetween) {
   account_.commands.clear();
   EXPECT_EQ(refresh(), Wanted::kThere);
   EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5, 9));
-  EXPECT_THAT(account_.commands, ElementsAre("DONE", HasSubstr("UID SEARCH")));
+  EXPECT_THAT(account_.commands, ElementsAre("DONE", "NOOP", HasSubstr("UID SEARCH")));
 }
 
 TEST_F(ImapSessionTest, HearsOfChangesWhileItIdles) {
