@@ -350,6 +350,24 @@ TEST_F(PartialDeliveryTest, WhatKeepsEverythingBackIsToldOnce) {
   EXPECT_THAT(notices, SizeIs(2)) << "the user asked";
 }
 
+TEST_F(PartialDeliveryTest, AServerThatIsOutOfReachForAWeekMovesNothingToFailed) {
+  use(transport);
+  transport.answer = [](const std::string&) { return temporary(true); };
+  send("one");
+  send("two");
+  for (int i = 0; i < 7 * 24; ++i) {
+    world.clock.advance(minutes{60});
+    flush();
+  }
+  EXPECT_THAT(world.names("failed"), IsEmpty());
+  EXPECT_THAT(world.names("new"), SizeIs(2));
+  take();
+  transport.answer = nullptr;
+  world.clock.advance(minutes{60});
+  flush();
+  EXPECT_THAT(take(), ElementsAre("one", "two"));
+}
+
 TEST_F(PartialDeliveryTest, AMessageThatIsPutBackComesAgainInTheSameSeries) {
   struct Hesitant : Transport {
     void deliverAll(MessageFeed& feed, std::stop_token) override {

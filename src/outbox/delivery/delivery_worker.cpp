@@ -332,7 +332,9 @@ void DeliveryWorker::Series::settle(const UnderWay& one, const std::vector<std::
     case Outcome::Kind::kUnknown:
       break;
   }
-  if (worker_.setting_.clock.now() - one.message.modified < kGiveUpAfter) {
+  // A message is not to blame for what keeps everything back, however long that takes.
+  const bool young = worker_.setting_.clock.now() - one.message.modified < kGiveUpAfter;
+  if (young || outcome.everything) {
     return worker_.kept(one.message, one.title, outcome);
   }
   refuse(one, recipients, outcome.words + "\nGiven up after five days.");

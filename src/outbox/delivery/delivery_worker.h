@@ -3,8 +3,9 @@
 //
 // A message that was accepted is removed. One that was refused temporarily stays and is tried again
 // after a minute, then after twice that, up to an hour; five days after it was written (RFC 5321,
-// 4.5.4.1) a further refusal counts as final. One that was refused for good moves to failed/. The
-// waiting times are kept in this object only: after a new start everything is tried at once.
+// 4.5.4.1) a further refusal counts as final, unless it concerns everything that waits. One that
+// was refused for good moves to failed/. The waiting times are kept in this object only: after a
+// new start everything is tried at once.
 //
 // A server may take a message for some of its recipients only. That they have it is recorded first;
 // recipients refused for good then get a copy of the message in failed/ that is addressed to them

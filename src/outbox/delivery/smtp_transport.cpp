@@ -217,6 +217,7 @@ void SmtpTransport::Series::receive(Line& line) {
     if (transport_.setting_.signIn && transport_.setting_.signIn->accepted) {
       transport_.setting_.signIn->accepted();
     }
+    triedAnotherSecret_ = false;
     line.dialogue.emplace(
         SmtpDialogue::Setting{transport_.setting_.server.host, transport_.setting_.trace});
   }
