@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Each test writes a settings file into a temporary folder and opens the store that the file names.
+// Opening must not touch a mailbox yet, and what cannot be used is refused in words that name the
+// file.
 #include "app/store_openers.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Runs the contract's tests of all stores for the Maildir: the store works on a temporary folder,
+// to which messages are delivered as files. PartialStore leaves components out, as a machine does
+// on which they are not installed.
 #include <fcntl.h>
 #include <sys/stat.h>
 

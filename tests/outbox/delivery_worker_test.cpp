@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+// What becomes of each message that waits, with a transport whose answers the test chooses and a
+// clock that only the test moves. Most tests run the tasks of the worker on the calling thread;
+// those about threads have a real one. Several make the disk fail: no fault may deliver a message
+// twice or lose it.
 #include "outbox/delivery/delivery_worker.h"
 
 #include <gmock/gmock.h>

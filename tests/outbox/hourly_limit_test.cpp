@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The limit of messages per address and hour, on a disk that can fail and with a clock that the
+// test moves. Restarts are new objects over the same file.
 #include "outbox/delivery/hourly_limit.h"
 
 #include <gmock/gmock.h>

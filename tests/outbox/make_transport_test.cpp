@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The transport that belongs to each kind of settings. Sending goes to a scripted SMTP server,
+// which shows where a message was sent and how the program has signed in.
 #include "outbox/delivery/make_transport.h"
 
 #include <gmock/gmock.h>

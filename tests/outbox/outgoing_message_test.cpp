@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The envelope and the text that leave for a file of the outbox, and texts of strangers as parts of
+// a log line. The files are written out in the tests.
 #include "outbox/delivery/outgoing_message.h"
 
 #include <gmock/gmock.h>

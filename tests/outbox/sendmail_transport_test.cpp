@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The arguments that the delivery command gets, and the meaning of each of its exit statuses. No
+// command is run: a runner notes the arguments and gives the result that the test wants.
 #include "outbox/delivery/sendmail_transport.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Answers by RFC 5321, or with the fault that the test wants at a step. What no client may do is
+// noted as a violation: a line end that is not CR LF, a command that does not wait for the answer
+// before it where PIPELINING is not offered, an unknown command.
 #include "outbox/smtp_server.h"
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// What a secret keeps and when its bytes are overwritten. WatchedMemory shows what the memory held
+// when it was given back.
 #include "platform/system/secret.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Speaks with the tool mail_servers.py by two pipes: a command is a line, and so is its answer,
+// "ok" with values or words about what failed. The servers end with the tool, and the tool with the
+// end of its input, so nothing is left running when a test crashes.
 #include "support/mail_servers.h"
 
 #include <gtest/gtest.h>

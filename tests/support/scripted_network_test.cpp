@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The network without sockets that other tests rely on: it must do what a real one may do (full
+// buffers, a few bytes at a time, a loss at any byte) and nothing that a real one cannot. Time
+// passes only in wait().
 #include "support/scripted_network.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Bytes stay in memory up to a limit; beyond it they move to a file of the spool, and all that
+// follow are appended there. The readers of messages see no difference: FetchedInput answers like
+// an open file of a mailbox.
 #include "stores/account/fetched_body.h"
 
 #include <algorithm>

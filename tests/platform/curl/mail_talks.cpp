@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Plays the server's side of the greeting, STARTTLS, the capabilities and the sign-in, as IMAP and
+// SMTP spell them. What the Talk names replaces the usual answers.
 #include "mail_talks.h"
 
 #include <iterator>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// What may be shown of the lines that open a connection, and what they tell about the server. The
+// lines are given as text; no connection is made. A secret must not be shown in any form, whoever
+// sends it.
 #include "platform/curl/opening_lines.h"
 
 #include <gmock/gmock.h>

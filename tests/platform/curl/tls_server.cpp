@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The certificates, the server's socket and the conversations. Each client is served by a thread of
+// its own, which ends when its client goes or when the destructor shuts the sockets.
 #include "tls_server.h"
 
 #include <arpa/inet.h>

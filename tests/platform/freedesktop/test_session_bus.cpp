@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A bus of the test's own is a dbus-daemon with an address in a temporary folder, put into the
+// environment of this process. So tests neither see nor disturb the bus of the desktop they run on.
 #include "platform/freedesktop/test_session_bus.h"
 
 #include <gio/gio.h>

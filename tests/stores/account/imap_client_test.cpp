@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The commands that the client sends and what it makes of the answers. The test plays the server:
+// it reads what the client would send and gives the responses as text.
 #include "stores/account/imap_client.h"
 
 #include <gmock/gmock.h>

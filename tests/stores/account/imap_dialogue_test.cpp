@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The order of commands, literals, IDLE and replies. The commands are letters, each of which notes
+// its end; the test gives the server's responses as text.
 #include "stores/account/imap_dialogue.h"
 
 #include <gmock/gmock.h>

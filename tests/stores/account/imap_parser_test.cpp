@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Responses as text, and what is understood of them: examples of the standards, the oddities of
+// real servers, and what a hostile one might send, such as a million parentheses or a number that
+// was cut.
 #include "stores/account/imap_parser.h"
 
 #include <gmock/gmock.h>

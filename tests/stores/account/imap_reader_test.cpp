@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// How bytes become responses, and what is dropped at each limit. The limits are small here, and
+// nearly every input is read as a whole and in pieces of 1 to 39 bytes: the result must be the
+// same.
 #include "stores/account/imap_reader.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Knows the commands that the store sends and calls any other bad. It answers them from the
+// messages of the account, in the simplest form that the standard allows.
 #include "stores/account/imap_server_script.h"
 
 #include <algorithm>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The kind of a message as its header and its structure alone tell it has to be the one that
+// reading it whole gives, or unknown. The structures are those that a Dovecot has sent for the
+// samples of the message tests.
 #include "stores/account/structure_kind.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Which folder is the outbox of a mailbox, when there are several mailboxes, releases and programs.
+// Two mailboxes must never share a journal, and no mailbox may leave its own journal behind. The
+// folders are real ones below a temporary state folder.
 #include "stores/mailbox/outbox_place.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Listing, marking and finding messages while other programs move them. The mailbox is a temporary
+// folder on a disk that counts how often it is read, refuses what the test wants, and lets the test
+// act between two steps.
 #include "stores/maildir/maildir_folder.h"
 
 #include <gmock/gmock.h>

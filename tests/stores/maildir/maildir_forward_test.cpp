@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Forwards of a Maildir from the item to the file in the outbox: whom they go to, what they carry
+// on, and that each goes out once, whatever the disk refuses. MaildirHouse has the mailbox, the
+// outbox and the clock.
 #include <gmock/gmock.h>
 
 #include <cerrno>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// An item of a Maildir: when its file is read, what it tells, and when its read mark is written.
+// The disk counts what is read, because a pass over thousands of items must not open their files.
 #include <gmock/gmock.h>
 
 #include <cerrno>

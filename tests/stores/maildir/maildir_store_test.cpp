@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The store as the program uses it: opening, listing, delivering, synchronising and closing, each
+// with the faults that the disk or another program can bring. MaildirHouse keeps the store in a
+// temporary folder.
 #include "stores/maildir/maildir_store.h"
 
 #include <gmock/gmock.h>
