@@ -27,7 +27,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_set>
 #include <vector>
 
@@ -67,9 +66,8 @@ class InboxListing {
   /// Identifies the message in the mailbox: the same in every listing and every run as long as the
   /// message is there, never empty, no line breaks, and never used for another message. An
   /// account's contains the UIDVALIDITY and the UID: when the server changes the UIDVALIDITY, the
-  /// old identifiers are absent from later listings. Valid until the next setSeen(), head(), open()
-  /// or list().
-  virtual std::string_view entryId(std::size_t index) const = 0;
+  /// old identifiers are absent from later listings.
+  virtual std::string entryId(std::size_t index) const = 0;
   /// Whether the message is read. True as soon as setSeen() has accepted that mark.
   virtual bool seen(std::size_t index) const = 0;
 

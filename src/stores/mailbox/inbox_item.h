@@ -35,7 +35,7 @@ class InboxItem : public MailItem, public std::enable_shared_from_this<InboxItem
   std::string sentText();
 
   std::string ClassName() const override;
-  std::string EntryID() override { return std::string(entry_.entryId()); }
+  std::string EntryID() override { return entry_.entryId(); }
   bool UnRead() override;
   void UnRead(bool unread) override;
   std::string Subject() override;

@@ -197,7 +197,7 @@ OwnMarks MailboxSession::ownMarks() const {
 }
 
 void MailboxSession::complain(const InboxEntry& entry, const std::string& text) {
-  if (!closed_ && complained_.insert(std::string(entry.entryId())).second) {
+  if (!closed_ && complained_.insert(entry.entryId()).second) {
     world_.notice(text);
   }
 }
@@ -267,7 +267,7 @@ Result<void> MailboxSession::putIntoOutbox(const std::string& entryId, ForwardDr
 
 void MailboxSession::send(const std::optional<InboxEntry>& answers, ForwardDraft draft) {
   requireOpen();
-  const std::string entryId = answers ? std::string(answers->entryId()) : std::string();
+  const std::string entryId = answers ? answers->entryId() : std::string();
   if (answers) {
     marks_->forwardAnew(*answers);
   }

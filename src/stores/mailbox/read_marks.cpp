@@ -4,7 +4,6 @@
 #include "stores/mailbox/read_marks.h"
 
 #include <cerrno>
-#include <unordered_map>
 #include <utility>
 
 namespace relaybird {
@@ -59,7 +58,7 @@ Result<void> ReadMarks::markUnread(const InboxEntry& entry) {
   if (isHeldBack(entry)) {
     heldBack_.reset();
   }
-  const std::string entryId(entry.entryId());
+  const std::string entryId = entry.entryId();
   if (marked_.erase(entryId) != 0 || entry.view->forwarded[entry.index]) {
     if (const auto settled = outbox_.settle(entryId); !settled) {
       return settled;
@@ -85,7 +84,7 @@ void ReadMarks::writeHeldBackNow() {
 }
 
 void ReadMarks::forwardAnew(const InboxEntry& entry) {
-  const std::string entryId(entry.entryId());
+  const std::string entryId = entry.entryId();
   if (marked_.erase(entryId) != 0) {
     (void)outbox_.settle(entryId);
   }
@@ -102,7 +101,7 @@ void ReadMarks::writeForwarded(const InboxEntry& entry) {
   const auto written = entry.view->listing->setSeen(entry.index, true);
   entry.view->forwarded[entry.index] = !written;
   if (written) {
-    marked_.insert(std::string(entry.entryId()));
+    marked_.insert(entry.entryId());
   } else if (written.error().code != ENOENT) {
     complain(entry, written.error());
   }
@@ -125,36 +124,31 @@ void ReadMarks::settle() {
   }
 }
 
-// There are few forwarded messages whose mark is not durable yet, usually none. The index over the
-// listing is made only if there is one.
+// There are few forwarded messages whose mark is not durable yet, usually none. The listing is
+// searched only if there is one.
 void ReadMarks::catchUp(const std::shared_ptr<InboxView>& view) {
-  const std::vector<std::string> open = outbox_.alreadySent();
-  if (open.empty()) {
+  const std::vector<std::string> sent = outbox_.alreadySent();
+  if (sent.empty()) {
     missing_.clear();
     return;
   }
-  std::unordered_map<std::string_view, std::size_t> indexOf;
-  indexOf.reserve(view->listing->size());
-  for (std::size_t i = 0; i < view->listing->size(); ++i) {
-    indexOf.emplace(view->listing->entryId(i), i);
-  }
-  std::vector<InboxEntry> found;
-  for (const std::string& entryId : open) {
-    if (const auto at = indexOf.find(entryId); at != indexOf.end()) {
-      found.push_back({view, at->second});
-    } else if (marked_.count(entryId) == 0) {
-      noteMissing(entryId);
+  std::unordered_set<std::string> open(sent.begin(), sent.end());
+  for (std::size_t i = 0; i < view->listing->size() && !open.empty(); ++i) {
+    if (open.erase(view->listing->entryId(i)) != 0) {
+      bridge({view, i});
     }
   }
-  for (const InboxEntry& entry : found) {
-    bridge(entry);
+  for (const std::string& entryId : open) {
+    if (marked_.count(entryId) == 0) {
+      noteMissing(entryId);
+    }
   }
 }
 
 // A mark that is on its way is not set again: the message counts as read, even if the mailbox shows
 // it unread.
 void ReadMarks::bridge(const InboxEntry& entry) {
-  const std::string entryId(entry.entryId());
+  const std::string entryId = entry.entryId();
   missing_.erase(entryId);
   if (marked_.count(entryId) == 0) {
     writeForwarded(entry);
@@ -174,9 +168,8 @@ void ReadMarks::noteMissing(const std::string& entryId) {
 }
 
 void ReadMarks::complain(const InboxEntry& entry, const Error& error) {
-  if (complained_.insert(std::string(entry.entryId())).second) {
-    notice_("The message " + std::string(entry.entryId()) +
-            " could not be marked read: " + error.text);
+  if (complained_.insert(entry.entryId()).second) {
+    notice_("The message " + entry.entryId() + " could not be marked read: " + error.text);
   }
 }
 

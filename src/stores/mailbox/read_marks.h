@@ -16,7 +16,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_set>
 #include <vector>
 
@@ -37,7 +36,7 @@ struct InboxEntry {
   std::shared_ptr<InboxView> view;
   std::size_t index = 0;
 
-  std::string_view entryId() const { return view->listing->entryId(index); }
+  std::string entryId() const { return view->listing->entryId(index); }
   bool seen() const { return view->listing->seen(index); }
 };
 

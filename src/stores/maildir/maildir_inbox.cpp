@@ -20,7 +20,9 @@ class FolderListing : public InboxListing {
       : files_(files), folder_(folder), messages_(std::move(messages)) {}
 
   std::size_t size() const override { return messages_.size(); }
-  std::string_view entryId(std::size_t index) const override { return messages_[index].entryId(); }
+  std::string entryId(std::size_t index) const override {
+    return std::string(messages_[index].entryId());
+  }
   bool seen(std::size_t index) const override { return messages_[index].seen; }
   Result<void> setSeen(std::size_t index, bool seen) override {
     return folder_.setSeen(messages_, index, seen);

@@ -158,7 +158,7 @@ class FakeInbox::Listing : public InboxListing {
   }
 
   std::size_t size() const override { return ids_.size(); }
-  std::string_view entryId(std::size_t index) const override { return ids_[index]; }
+  std::string entryId(std::size_t index) const override { return ids_[index]; }
   bool seen(std::size_t index) const override { return seen_[index]; }
 
   Result<void> setSeen(std::size_t index, bool seen) override {

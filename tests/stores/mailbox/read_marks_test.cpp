@@ -49,7 +49,7 @@ class ReadMarksTest : public testing::Test {
   }
   void journalForward(const InboxEntry& entry) {
     const std::string id = std::to_string(++sent) + "@example.org";
-    EXPECT_TRUE(session->outbox->send(std::string(entry.entryId()), id, writes("forward\n")));
+    EXPECT_TRUE(session->outbox->send(entry.entryId(), id, writes("forward\n")));
   }
 
   OutboxWorld world;
