@@ -36,7 +36,7 @@ frmLog::frmLog(const ProgramWorld& world) : Form("frmLog", "Activity Log"), worl
       chkVerboseLog.setVisible(true);
     }
   });
-  chkVerboseLog.onChange([this] { world_.verbose->store(chkVerboseLog.checked()); });
+  chkVerboseLog.onClick([this] { world_.verbose->store(chkVerboseLog.checked()); });
   cmdClose.setShortcut("Ctrl+W");
   cmdClose.onClick([this] { hide(); });
   wireFind();

@@ -134,6 +134,14 @@ TEST_F(FrmLog, VerboseLinesCarryTheTimeAndTheirMark) {
   EXPECT_EQ(lines().size(), 1u);
 }
 
+TEST_F(FrmLog, TheSwitchIsPassedOnToThoseWhoReportAProtocol) {
+  reveal();
+  log_.chkVerboseLog.click();
+  EXPECT_TRUE(world_.verbose->load());
+  log_.chkVerboseLog.click();
+  EXPECT_FALSE(world_.verbose->load());
+}
+
 TEST_F(FrmLog, AGrayedSwitchIsNotOn) {
   log_.chkVerboseLog.setValue(2);
   log_.AddToLogV("step");
