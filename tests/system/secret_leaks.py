@@ -6,9 +6,12 @@ there and signs in to a server of this test, over TLS. Then the test searches fo
 core dump of that process would hold, its command line and those of its commands, its log, its output,
 and every file in its home.
 
-secret_leaks.py KEEPER DOUBLES [CLASS.test]
+The same is done with the program itself, which delivers a forward over SMTP.
+
+secret_leaks.py KEEPER CONSOLE DOUBLES [CLASS.test]
 """
 import base64
+import binascii
 import os
 import pathlib
 import secrets
@@ -21,6 +24,7 @@ import threading
 import unittest
 
 KEEPER = os.path.abspath(sys.argv.pop(1))
+CONSOLE = os.path.abspath(sys.argv.pop(1))
 DOUBLES = os.path.abspath(sys.argv.pop(1))
 PIECE = 12  # bytes: what a secret may leave behind is often without its beginning
 
@@ -62,11 +66,12 @@ def in_core_dump(process):
 
 
 class Server(threading.Thread):
-    """An IMAP server over TLS for one connection; accepts the sign-in or refuses it."""
+    """A server over TLS for one connection, which accepts the sign-in or refuses it."""
 
     def __init__(self, folder, accepts=True):
         super().__init__(daemon=True)
         self.accepts, self.seen = accepts, b""
+        self.done = threading.Event()  # a message was taken
         self.certificate = str(folder / "certificate.pem")
         key = str(folder / "key.pem")
         subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
@@ -83,31 +88,71 @@ class Server(threading.Thread):
             connection, _ = self.listener.accept()
         with self.context.wrap_socket(connection, server_side=True) as stream:
             lines = stream.makefile("rwb", 0)
-            lines.write(b"* OK [CAPABILITY IMAP4rev1 SASL-IR AUTH=PLAIN AUTH=XOAUTH2] ready\r\n")
-            waiting = b""
+            lines.write(self.GREETING)
             for line in lines:
                 self.seen += line
-                tag, _, rest = line.strip().partition(b" ")
-                if waiting:
-                    tag, rest = waiting, b"AUTHENTICATED"
-                if rest.upper().startswith(b"CAPABILITY"):
-                    lines.write(b"* CAPABILITY IMAP4rev1 SASL-IR AUTH=PLAIN AUTH=XOAUTH2\r\n" + tag + b" OK\r\n")
-                elif rest.upper().startswith(b"AUTHENTICATE") and len(rest.split()) < 3:
-                    waiting = tag
-                    lines.write(b"+ \r\n")
-                elif rest.upper().startswith(b"AUTHENTICATE") and not self.accepts:
-                    lines.write(tag + b" NO [AUTHENTICATIONFAILED] wrong\r\n")
-                else:
-                    waiting = b""
-                    lines.write(tag + b" OK done\r\n")
+                lines.write(self.answer(line.strip()))
 
     def was_given(self, secret):
-        seen = [self.seen] + [base64.b64decode(word) for word in self.seen.split() if len(word) % 4 == 0
-                              and len(word) > 20]
+        """Whether it has seen the secret, alone or within one word in base64."""
+        seen = [self.seen]
+        for word in self.seen.split():
+            try:
+                seen.append(base64.b64decode(word, validate=True))
+            except binascii.Error:
+                pass
         return any(secret in text for text in seen)
 
 
-class SecretLeaks(unittest.TestCase):
+class ImapServer(Server):
+    GREETING = b"* OK [CAPABILITY IMAP4rev1 SASL-IR AUTH=PLAIN AUTH=XOAUTH2] ready\r\n"
+    waiting = b""  # the tag of a sign-in under way
+
+    def answer(self, line):
+        tag, _, rest = line.partition(b" ")
+        if self.waiting:
+            tag, rest, self.waiting = self.waiting, b"AUTHENTICATED", b""
+        words = rest.upper().split()
+        if words[0] == b"CAPABILITY":
+            return b"* CAPABILITY IMAP4rev1 SASL-IR AUTH=PLAIN AUTH=XOAUTH2\r\n" + tag + b" OK\r\n"
+        if words[0] == b"AUTHENTICATE" and len(words) < 3:
+            self.waiting = tag
+            return b"+ \r\n"
+        if words[0].startswith(b"AUTHENTICATE") and not self.accepts:
+            return tag + b" NO [AUTHENTICATIONFAILED] wrong\r\n"
+        return tag + b" OK done\r\n"
+
+
+class SmtpServer(Server):
+    GREETING = b"220 ready\r\n"
+    in_text = signing_in = False
+
+    def answer(self, line):
+        if self.signing_in:
+            self.signing_in = False
+            return self.verdict()
+        if self.in_text:
+            if line != b".":
+                return b""
+            self.in_text = False
+            self.done.set()
+            return b"250 taken\r\n"
+        verb = line.upper().split(b" ")[0]
+        if verb == b"EHLO":
+            return b"250-localhost\r\n250 AUTH PLAIN XOAUTH2\r\n"
+        if verb == b"AUTH":
+            self.signing_in = len(line.split()) < 3
+            return b"334 \r\n" if self.signing_in else self.verdict()
+        if verb == b"DATA":
+            self.in_text = True
+            return b"354 go on\r\n"
+        return b"250 fine\r\n"
+
+    def verdict(self):
+        return b"235 welcome\r\n" if self.accepts else b"535 5.7.8 wrong\r\n"
+
+
+class LeakTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -149,15 +194,6 @@ loop = GLib.MainLoop()
 Gio.bus_watch_name(Gio.BusType.SESSION, 'org.freedesktop.secrets', 0, lambda *_: loop.quit(), None)
 loop.run()"""], env=self.environment, check=True)
 
-    def write_preferences(self, server, **more):
-        values = {"store": "account", "address": "ann@example.org", "imap_host": "localhost",
-                  "imap_port": server.port, "imap_security": "tls", "imap_ca_file": server.certificate,
-                  "imap_user": "ann", **more}
-        self.preferences.write_text("[mail]\n" + "".join(f"{key}={value}\n" for key, value in values.items()))
-
-    def keeper(self, what):
-        return self.start(KEEPER, what, str(self.preferences), str(self.log), stdin=subprocess.PIPE)
-
     def expect(self, keeper, words):
         line = keeper.stdout.readline()
         self.output += line
@@ -169,18 +205,45 @@ loop.run()"""], env=self.environment, check=True)
 
     # The search.
 
-    def leaks(self, keeper):
-        wanted = forms(self.secret)
-        places = [("memory " + name, text) for name, text in in_core_dump(keeper.pid)]
+    def leaks(self, program):
+        places = [("memory " + name, text) for name, text in in_core_dump(program.pid)]
         self.assertGreater(len(places), 20)
-        places.append(("command line", pathlib.Path(f"/proc/{keeper.pid}/cmdline").read_bytes()))
-        places.append(("environment", pathlib.Path(f"/proc/{keeper.pid}/environ").read_bytes()))
-        places.append(("output", self.output))
+        places.append(("command line", pathlib.Path(f"/proc/{program.pid}/cmdline").read_bytes()))
+        places.append(("environment", pathlib.Path(f"/proc/{program.pid}/environ").read_bytes()))
+        return self.leaks_in(places) + self.leaks_on_disk()
+
+    def leaks_on_disk(self):
+        places = [("output", self.output)]
         for file in self.home.rglob("*"):
             if file.is_file():
                 places.append((str(file.relative_to(self.home)), file.read_bytes()))
+        return self.leaks_in(places)
+
+    def leaks_in(self, places):
+        wanted = forms(self.secret)
         return sorted({f"{form} in {place}" for place, text in places
                        for needle, form in wanted.items() if needle in text})
+
+    def password_command(self, extra=""):
+        (self.outside / "password").write_bytes(self.secret + b"\nmore\n")
+        command = self.outside / "print-password"
+        command.write_text(f"#!/bin/sh\ntr '\\0' ' ' < /proc/$$/cmdline > {self.home}/children\n{extra}\n"
+                           f"cat {self.outside}/password\n")
+        command.chmod(0o700)
+        return command
+
+
+class SignInLeaks(LeakTest):
+    """The parts of the programs that find a secret and sign in with it."""
+
+    def write_preferences(self, server, **more):
+        values = {"store": "account", "address": "ann@example.org", "imap_host": "localhost",
+                  "imap_port": server.port, "imap_security": "tls", "imap_ca_file": server.certificate,
+                  "imap_user": "ann", **more}
+        self.preferences.write_text("[mail]\n" + "".join(f"{key}={value}\n" for key, value in values.items()))
+
+    def keeper(self, what):
+        return self.start(KEEPER, what, str(self.preferences), str(self.log), stdin=subprocess.PIPE)
 
     def check(self, server, what="sign-in", result="signed in"):
         keeper = self.keeper(what)
@@ -192,41 +255,33 @@ loop.run()"""], env=self.environment, check=True)
         self.assertEqual(self.leaks(keeper), [], "after it has closed")
         self.assertIn(b"AUTHENTICATE", self.log.read_bytes().upper())
 
-    def password_command(self, extra=""):
-        (self.outside / "password").write_bytes(self.secret + b"\nmore\n")
-        command = self.outside / "print-password"
-        command.write_text(f"#!/bin/sh\ntr '\\0' ' ' < /proc/$$/cmdline > {self.home}/children\n{extra}\n"
-                           f"cat {self.outside}/password\n")
-        command.chmod(0o700)
-        return command
-
     # The places.
 
     def test_command(self):
-        server = Server(self.folder)
+        server = ImapServer(self.folder)
         self.write_preferences(server, imap_secret="command", imap_secret_command=self.password_command())
         self.check(server)
         self.assertIn(b"print-password", (self.home / "children").read_bytes())
 
     def test_token_command(self):
-        server = Server(self.folder)
+        server = ImapServer(self.folder)
         self.write_preferences(server, imap_secret="token-command", imap_secret_command=self.password_command())
         self.check(server)
 
     def test_refused_password(self):
-        server = Server(self.folder, accepts=False)
+        server = ImapServer(self.folder, accepts=False)
         self.write_preferences(server, imap_secret="command", imap_secret_command=self.password_command())
         self.check(server, "refused", "refused: ")
 
     def test_credential(self):
-        server = Server(self.folder)
+        server = ImapServer(self.folder)
         (self.outside / "imap").write_bytes(self.secret + b"\n")
         self.environment["CREDENTIALS_DIRECTORY"] = str(self.outside)
         self.write_preferences(server, imap_secret="credential", imap_secret_name="imap")
         self.check(server)
 
     def test_online_account(self):
-        server = Server(self.folder)
+        server = ImapServer(self.folder)
         self.start_bus()
         double = self.start("/usr/bin/python3", DOUBLES, "accounts", "good", self.secret)
         self.assertEqual(double.stdout.readline(), b"ready\n")
@@ -234,7 +289,7 @@ loop.run()"""], env=self.environment, check=True)
         self.check(server)
 
     def test_keyring(self):
-        server = Server(self.folder)
+        server = ImapServer(self.folder)
         self.start_keyring()
         self.write_preferences(server, imap_secret="keyring")
         storing = self.keeper("store")
@@ -247,7 +302,7 @@ loop.run()"""], env=self.environment, check=True)
     # What the search itself finds.
 
     def test_a_copy_in_ordinary_memory_would_be_found(self):
-        server = Server(self.folder)
+        server = ImapServer(self.folder)
         self.write_preferences(server, imap_secret="command", imap_secret_command=self.password_command())
         keeper = self.keeper("leak")
         self.expect(keeper, "signed in")
@@ -261,7 +316,7 @@ loop.run()"""], env=self.environment, check=True)
         self.assertTrue(all(len(needle) >= 10 for needle in forms(self.secret)))
 
     def test_a_secret_in_a_file_of_the_home_would_be_found(self):
-        server = Server(self.folder)
+        server = ImapServer(self.folder)
         self.write_preferences(server, imap_secret="command", imap_secret_command=self.password_command())
         keeper = self.keeper("sign-in")
         self.expect(keeper, "signed in")
@@ -269,6 +324,60 @@ loop.run()"""], env=self.environment, check=True)
         (self.home / "deep" / "note").write_bytes(base64.b64encode(self.secret))
         self.assertTrue(all(leak.endswith("in deep/note") for leak in self.leaks(keeper)))
         self.assertTrue(self.leaks(keeper))
+
+
+class ProgramLeaks(LeakTest):
+    """The program at a terminal, while it delivers a forward over SMTP."""
+
+    def setUp(self):
+        super().setUp()
+        self.environment.update(XDG_CONFIG_HOME=str(self.home / "config"), XDG_STATE_HOME=str(self.home / "state"))
+        for folder in ("new", "cur", "tmp"):
+            (self.home / "Maildir" / folder).mkdir(parents=True)
+        (self.home / "Maildir/new/1795000001.test.example").write_text(
+            "From: Bob <bob@example.com>\nTo: ann@example.org\nSubject: Hello\n\ntext\n")
+        # The trace of each step.
+        (self.home / "state/rbx/rbxkey").mkdir(parents=True)
+        (self.home / "state/rbx/rbxkey/db").touch()
+
+    def deliver(self, server, **secret):
+        preferences = self.home / "config/rbx/rbx_prefs.ini"
+        preferences.parent.mkdir(parents=True)
+        values = {"address": "ann@example.org", "delivery": "smtp", "smtp_host": "localhost",
+                  "smtp_port": server.port, "smtp_security": "tls", "smtp_ca_file": server.certificate,
+                  "smtp_user": "ann", **{f"smtp_{key}": value for key, value in secret.items()}}
+        preferences.write_text("[mail]\n" + "".join(f"{key}={value}\n" for key, value in values.items()))
+        program = self.start(CONSOLE, stdin=subprocess.PIPE)
+        program.stdin.write(b"settings txtAddress 5550100@sms.example.net\nclick frmRelaybird.cmdViewLog\n"
+                            b"key frmLog.lstLog Ctrl+Shift+Alt+V\nset frmLog.chkVerboseLog on\n"
+                            b"answer OK Yes OK\ntest\nwait idle 60\n")
+        program.stdin.flush()
+        return program
+
+    def check(self, server, **secret):
+        program = self.deliver(server, **secret)
+        while b"box: Test Complete" not in self.output:
+            line = program.stdout.readline()
+            self.assertTrue(line, "the program has ended early")
+            self.output += line
+        self.assertEqual(server.done.is_set(), server.accepts)
+        self.assertTrue(server.was_given(self.secret), "the server was given another secret")
+        self.assertEqual(self.leaks(program), [], "while it runs")
+        self.output += program.communicate(b"log 100\nquit\n", 60)[0]
+        self.assertEqual(program.returncode, 0)
+        self.assertIn(b"AUTH", self.output, "the protocol was not logged")
+        self.assertEqual(self.leaks_on_disk(), [], "after its end")
+
+    def test_password_by_command(self):
+        self.check(SmtpServer(self.folder), secret="command", secret_command=self.password_command())
+
+    def test_refused_password(self):
+        self.check(SmtpServer(self.folder, accepts=False), secret="command",
+                   secret_command=self.password_command())
+        self.assertIn(b"535 5.7.8 wrong", self.output)
+
+    def test_token_by_command(self):
+        self.check(SmtpServer(self.folder), secret="token-command", secret_command=self.password_command())
 
 
 if __name__ == "__main__":
