@@ -167,6 +167,9 @@ void Peer::untilEnd() {
 
 TlsServer::TlsServer(std::function<void(Peer&)> talk)
     : talk_(std::move(talk)), listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  // Otherwise the system might keep all that a test sends.
+  constexpr int kReceiveBuffer = 65536;
+  ::setsockopt(listener_, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
