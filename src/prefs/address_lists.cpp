@@ -57,6 +57,7 @@ int FormTextToArray(std::string_view text, StringList& list) {
   return static_cast<int>(list.size());
 }
 
+// The form in which the settings dialog shows a list, and FormTextToArray() reads it.
 std::string MakeStringFromArray(const StringList& list) {
   std::string text;
   if (holdsNothing(list)) {

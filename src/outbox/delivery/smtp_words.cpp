@@ -32,6 +32,7 @@ constexpr std::string_view kTooLarge =
 
 // The first that fits is given.
 constexpr std::array kHints = {
+    // Microsoft's services.
     Hint{"5.7.520", "",
          "Your organisation does not allow mail to be forwarded outside automatically. Only its "
          "administrator can permit that, in the policy for outgoing spam."},
@@ -45,13 +46,16 @@ constexpr std::array kHints = {
          "The provider has switched off signing in with a password for this account. Choose a way "
          "to "
          "sign in with a token, or ask the administrator."},
+    // Google's.
     Hint{"5.7.14", "",
          "The provider wants you to sign in with a web browser first, or to use an app password."},
     Hint{"5.7.9", "", "The provider wants an app password here."},
+    // RFC 4954, section 6.
     Hint{"5.7.8", "", kWrongSecret},
     Hint{"535", "", kWrongSecret},
     Hint{"534", "", "The provider wants an app password here, or a sign-in with a web browser."},
     Hint{"530", "", "The server wants you to sign in before it takes mail: see Set up mail."},
+    // RFC 3463, and the 552 of servers without enhanced codes, which has several meanings.
     Hint{"5.3.4", "", kTooLarge},
     Hint{"5.2.3", "", kTooLarge},
     Hint{"552", "size", kTooLarge},
@@ -62,6 +66,7 @@ constexpr std::array kHints = {
     Hint{"552", "", "The recipient's mailbox is full, or the message is too large for it."},
     Hint{"5.5.4", "",
          "The server refused a part of the command, which often is a limit of its own."},
+    // Google's limit of a day.
     Hint{"5.4.5", "",
          "The account has sent as much as it may in a day. Put the message back from the folder "
          "failed later."},
@@ -71,6 +76,7 @@ constexpr std::array kHints = {
     Hint{"4.7.28", "", kThrottled},
 };
 
+// Words of those providers that limit the rate without a code of their own.
 constexpr std::array<std::string_view, 9> kRateWords = {
     "too many",  "too fast",       "too much mail", "rate limit",  "throttl",
     "ratelimit", "limit exceeded", "sending limit", "unusual rate"};

@@ -133,6 +133,7 @@ void CurlConnection::setAddress() {
   set(CURLOPT_CONNECT_ONLY, 1L);
   set(CURLOPT_PROXY, "");  // whatever the environment says
   set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+  // Commands are short, and the next one often waits for the answer.
   set(CURLOPT_TCP_NODELAY, 1L);
   // Routers at home forget a connection in silence after some minutes.
   set(CURLOPT_TCP_KEEPALIVE, 1L);
@@ -143,9 +144,11 @@ void CurlConnection::setAddress() {
 void CurlConnection::setEncryption() {
   set(CURLOPT_USE_SSL,
       static_cast<long>(server_.security == Security::kNone ? CURLUSESSL_NONE : CURLUSESSL_ALL));
+  // Older versions are not to be used any more (RFC 8996).
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
+  // This file alone counts then, not the authorities that the system trusts.
   if (!server_.caFile.empty()) {
     set(CURLOPT_CAINFO, server_.caFile.c_str());
     set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
@@ -256,6 +259,7 @@ void CurlConnection::noteStep() {
   } else if (connecting_) {
     now = ConnectStep::kConnect;
   }
+  // A second attempt goes through the steps again, and tells none of them twice.
   if (now > step_) {
     step_ = now;
     changed_ = true;
@@ -271,6 +275,7 @@ void CurlConnection::openingDone(CURLcode code) {
   }
 }
 
+// Only before a secret was sent: a refused password is never sent again.
 bool CurlConnection::signInAgain(CURLcode code) {
   if (code != CURLE_LOGIN_DENIED || !signIn_ || signIn_->method != SignInMethod::kPassword ||
       anyMethod_ || lines_->signInSent()) {
@@ -293,6 +298,8 @@ void CurlConnection::opened() {
   state_ = State::kOpen;
   step_ = ConnectStep::kReady;
   changed_ = true;
+  // What has come with the last answer is in libcurl's memory already, so the socket may never tell
+  // of it.
   mayHaveInput_ = true;
 }
 
@@ -411,6 +418,7 @@ std::size_t CurlConnection::receive(std::string& to, std::size_t most) {
       drained = true;
     }
   }
+  // The end is told after everything that came before it has been read.
   if (total == 0 && most > 0 && coming_) {
     end(*coming_);
   }

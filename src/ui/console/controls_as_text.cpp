@@ -58,6 +58,7 @@ std::string positions(const std::set<std::size_t>& selection) {
   return text.empty() ? "none" : text;
 }
 
+// Where a control is: its page, its frame or menu, and the options that exclude each other.
 void addPlace(Properties& all, const Control& control) {
   if (control.tab()) {
     all.emplace_back("tab", std::to_string(*control.tab()));
@@ -242,6 +243,7 @@ Result<void> selectEntries(Control& control, const std::string& value) {
   return {};
 }
 
+// Before every action: a disabled, hidden or covered control takes no input from a user either.
 Result<void> takesInput(const Control& control) {
   if (std::string why = whyNoInput(control); !why.empty()) {
     return Error{0, std::move(why)};
