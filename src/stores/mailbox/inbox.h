@@ -11,7 +11,7 @@
 // signIn(), list(), head() and open() may wait for one, each no longer than kLongestInboxWait.
 // While it waits an implementation calls StoreWorld::keepAlive at least every 50 ms, and fails at
 // once when that returns false. keepAlive runs events, so other calls of the same inbox can come in
-// between, except close() and its destruction.
+// between, also close(), after which the waiting call fails at once; but not its destruction.
 //
 // Failures: an Error has a sentence for the user (server, step, and the server's words) and a code.
 // The caller turns it into a MailStoreError. Codes that the caller tells apart: kLogonRefused, and

@@ -76,6 +76,7 @@ void MailboxSession::signIn() {
 void MailboxSession::use(Result<void> (Inbox::*usable)()) {
   requireNotClosed();
   orThrow((*inbox_.*usable)());
+  requireNotClosed();
   requireAlone();
   requireOpen();
 }
@@ -122,7 +123,7 @@ void MailboxSession::openOutbox() {
   for (const std::string& left : place.leftIn(outbox->folder())) {
     world_.notice(left);
   }
-  marks_ = std::make_unique<ReadMarks>(*inbox_, *outbox, world_.notice);
+  marks_ = std::make_shared<ReadMarks>(*inbox_, *outbox, world_.notice);
   delivery_ = std::make_unique<DeliveryWorker>(
       DeliveryWorker::Setting{world_.files, world_.clock, *outbox, transport_.get(),
                               world_.executor, world_.events, world_.notice, mostPerHour()});
@@ -155,7 +156,11 @@ std::shared_ptr<InboxView> MailboxSession::list() {
     outlet_ = Outlet::kToBeTried;
   }
   deliverAgain();
-  return orThrow(marks_->list());
+  const auto outbox = outbox_;
+  const auto marks = marks_;
+  auto view = marks->list();
+  requireNotClosed();
+  return orThrow(std::move(view));
 }
 
 // Needed because synchronisations, which deliver the outbox too, may never happen.

@@ -134,10 +134,11 @@ class MailboxSession {
   std::string addressBookTrouble_;                                 ///< what was last reported of it
   std::unordered_map<std::string, std::string> toldOfRecipients_;  ///< last report, by recipient
 
-  // In the order in which they are opened; either all are set or none.
-  std::unique_ptr<Outbox> outbox_;
+  // In the order in which they are opened; either all are set or none. A call that waits shares
+  // those that it uses, as the session may be closed meanwhile.
+  std::shared_ptr<Outbox> outbox_;
   std::optional<TraceMark> trace_;
-  std::unique_ptr<ReadMarks> marks_;
+  std::shared_ptr<ReadMarks> marks_;
   std::unique_ptr<DeliveryWorker> delivery_;
 };
 

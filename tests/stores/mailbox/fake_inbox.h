@@ -103,6 +103,8 @@ class FakeInbox : public Inbox {
   }
   /// A listing as the server has it, without the marks that are on their way.
   bool forgetsQueueInListings = false;
+  /// What happens while a call waits for the server.
+  std::function<void()> whileWaiting;
   /// Called by close(), before it ends.
   std::function<void()> whileClosing;
 
@@ -114,7 +116,10 @@ class FakeInbox : public Inbox {
   std::string folder() const override { return folder_; }
   Result<void> check() override { return server_.check; }
   Result<void> alive() override { return server_.alive; }
-  Result<void> signIn() override { return server_.signIn; }
+  Result<void> signIn() override {
+    wait();
+    return server_.signIn;
+  }
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override { waiting_.push_back(std::move(done)); }
@@ -128,6 +133,12 @@ class FakeInbox : public Inbox {
 
  private:
   class Listing;
+
+  void wait() {
+    if (const auto event = std::exchange(whileWaiting, nullptr)) {
+      event();
+    }
+  }
 
   FakeServer& server_;
   std::string folder_;
@@ -190,6 +201,7 @@ class FakeInbox::Listing : public InboxListing {
   }
 
   Result<std::unique_ptr<InputFile>> open(std::size_t index) override {
+    inbox_.wait();
     if (!inbox_.server_.opening) {
       return inbox_.server_.opening.error();
     }
@@ -209,6 +221,7 @@ class FakeInbox::Listing : public InboxListing {
 };
 
 inline Result<std::shared_ptr<InboxListing>> FakeInbox::list() {
+  wait();
   if (!server_.listing) {
     return server_.listing.error();
   }

@@ -230,6 +230,26 @@ TEST_F(MailboxStoreTest, AnInboxThatCannotBeListedIsAnError) {
   EXPECT_EQ(errorOf([&] { (void)items->Count(); }), "imap.example.org does not answer");
 }
 
+// The user changes the mailbox in the settings while a check waits for the server.
+TEST_F(MailboxStoreTest, AStoreThatIsClosedWhileACallWaitsFailsThatCallAlone) {
+  server.deliver(mailText({}));
+  const auto closing = [this] { store.reset(); };
+  const auto app = application();
+  inbox->whileWaiting = closing;
+  EXPECT_EQ(errorOf([&] { (void)app->GetNamespace("MAPI"); }), "The mail store has been closed");
+  open();
+  const auto all = application()->GetNamespace("MAPI")->GetDefaultInbox()->Items();
+  inbox->whileWaiting = closing;
+  EXPECT_EQ(errorOf([&] { (void)all->Count(); }), "The mail store has been closed");
+  open();
+  const auto fresh = unread()->Item(1);
+  inbox->whileWaiting = closing;
+  EXPECT_EQ(fresh->Subject(), "Subject");
+  EXPECT_EQ(errorOf([&] { (void)fresh->Body(); }), "The mail store has been closed");
+  open();
+  EXPECT_EQ(unread()->Count(), 1);
+}
+
 TEST_F(MailboxStoreTest, AForwardThatComesBackToTheAccountIsOfAKindThatNoListAccepts) {
   server.deliver(mailText({}));
   forward(unread()->Item(1));
