@@ -156,6 +156,41 @@ class SmtpScript : public ServerScript {
 
 }  // namespace
 
+namespace {
+
+class WatchedConnection : public Connection {
+ public:
+  WatchedConnection(std::unique_ptr<Connection> real, BorrowedNetwork::OnSend onSend)
+      : real_(std::move(real)), onSend_(std::move(onSend)) {}
+  State state() const override { return real_->state(); }
+  ConnectStep step() const override { return real_->step(); }
+  const std::optional<ConnectFailure>& failure() const override { return real_->failure(); }
+  std::size_t send(std::string_view bytes) override {
+    if (onSend_) {
+      onSend_(bytes);
+    }
+    return real_->send(bytes);
+  }
+  std::size_t receive(std::string& to, std::size_t most) override {
+    return real_->receive(to, most);
+  }
+  void wantToSend(bool want) override { real_->wantToSend(want); }
+
+ private:
+  std::unique_ptr<Connection> real_;
+  BorrowedNetwork::OnSend onSend_;
+};
+
+}  // namespace
+
+std::unique_ptr<Connection> BorrowedNetwork::connect(const MailServer& server,
+                                                     const std::optional<SignIn>& signIn,
+                                                     std::chrono::milliseconds limit,
+                                                     std::function<void(ProtocolLine)> trace) {
+  return std::make_unique<WatchedConnection>(
+      network_.connect(server, signIn, limit, std::move(trace)), onSend_);
+}
+
 std::size_t SmtpServer::count(const std::string& sender) const {
   return static_cast<std::size_t>(
       std::count_if(taken.begin(), taken.end(),

@@ -59,18 +59,20 @@ struct SmtpServer {
 /// A network that somebody else owns.
 class BorrowedNetwork : public Network {
  public:
-  explicit BorrowedNetwork(Network& network) : network_(network) {}
+  using OnSend = std::function<void(std::string_view bytes)>;
+  /// `onSend`, which may be empty, is called before bytes are sent.
+  explicit BorrowedNetwork(Network& network, OnSend onSend = {})
+      : network_(network), onSend_(std::move(onSend)) {}
   std::unique_ptr<Connection> connect(const MailServer& server, const std::optional<SignIn>& signIn,
                                       std::chrono::milliseconds limit,
-                                      std::function<void(ProtocolLine)> trace) override {
-    return network_.connect(server, signIn, limit, std::move(trace));
-  }
+                                      std::function<void(ProtocolLine)> trace) override;
   void wait(std::chrono::milliseconds limit) override { network_.wait(limit); }
   void wake() override { network_.wake(); }
   std::chrono::milliseconds steadyTime() const override { return network_.steadyTime(); }
 
  private:
   Network& network_;
+  OnSend onSend_;
 };
 
 }  // namespace relaybird

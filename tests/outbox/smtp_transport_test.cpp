@@ -42,13 +42,13 @@ struct SmtpWorld {
   }
   void restart() {
     worker.reset();
-    transport = std::make_unique<SmtpTransport>(
-        SmtpTransport::Setting{{MailProtocol::kSmtp, "smtp.example.org", 465, Security::kTls, ""},
-                               signIn,
-                               [this] { return std::make_unique<BorrowedNetwork>(network); },
-                               [this](const ProtocolLine& line) {
-                                 trace.push_back((line.sent ? "> " : "< ") + line.text);
-                               }});
+    transport = std::make_unique<SmtpTransport>(SmtpTransport::Setting{
+        {MailProtocol::kSmtp, "smtp.example.org", 465, Security::kTls, ""},
+        signIn,
+        [this] { return std::make_unique<BorrowedNetwork>(network, onSend); },
+        [this](const ProtocolLine& line) {
+          trace.push_back((line.sent ? "> " : "< ") + line.text);
+        }});
     worker.emplace(
         DeliveryWorker::Setting{disk.disk, disk.clock, *outbox, transport.get(), executor, events,
                                 [this](const StoreNotice& told) { notices.push_back(told.line); }});
@@ -89,6 +89,7 @@ struct SmtpWorld {
   SmtpServer server;
   std::function<std::unique_ptr<ServerScript>(std::size_t)> onConnect;
   std::function<void(ServerEnd&, std::size_t)> prepare;
+  BorrowedNetwork::OnSend onSend;
   std::optional<SmtpTransport::SignInCalls> signIn;
   std::vector<std::string> notices;
   std::vector<std::string> trace;
@@ -114,6 +115,21 @@ TEST(SmtpTransport, SendsASeriesOnOneConnectionByteForByte) {
     EXPECT_EQ(std::count(world.server.commands.begin(), world.server.commands.end(), "RSET"),
               pipelining ? 2 : 0);
     EXPECT_EQ(world.waiting(), 0u);
+  }
+}
+
+TEST(SmtpTransport, WhatTheServerHasTakenIsOnRecordBeforeTheNextTextLeaves) {
+  for (const bool pipelining : {true, false}) {
+    SmtpWorld world(pipelining);
+    std::vector<std::size_t> waiting;
+    world.onSend = [&](std::string_view bytes) {
+      if (bytes.find("Subject: message") != bytes.npos) {
+        waiting.push_back(world.waiting());
+      }
+    };
+    world.sendMany(4);
+    world.flush();
+    EXPECT_THAT(waiting, ElementsAre(4, 3, 2, 1));
   }
 }
 
