@@ -20,7 +20,7 @@ TEST_P(MailStoreContract, AnInboxOfReadItemsHasNothingUnread) {
   SampleMail mail;
   mail.unread = false;
   outside->deliver(mail);
-  EXPECT_EQ(items()->Count(), 1);
+  EXPECT_EQ(items()->Count(), outside->listsReadItems() ? 1 : 0);
   EXPECT_EQ(unread()->Count(), 0);
 }
 
@@ -140,10 +140,15 @@ TEST_P(MailStoreContract, EntryIdentifiersAreAllDifferentAndStay) {
 
   collection->Item(2)->UnRead(false);
   deliverSubjects({"four"});
-  const auto after = items();
   for (std::int32_t i = 1; i <= 3; ++i) {
-    EXPECT_EQ(after->Item(i)->EntryID(), before[static_cast<std::size_t>(i - 1)]);
     EXPECT_EQ(collection->Item(i)->EntryID(), before[static_cast<std::size_t>(i - 1)]);
+  }
+  if (!outside->listsReadItems()) {
+    before.erase(before.begin() + 1);
+  }
+  const auto after = items();
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    EXPECT_EQ(after->Item(static_cast<std::int32_t>(i + 1))->EntryID(), before[i]);
   }
 }
 

@@ -83,6 +83,9 @@ class StoreUnderTest {
   /// A name without "@" that resolves, and its address; none where the store knows no names.
   virtual std::optional<std::pair<std::string, std::string>> knownName() = 0;
 
+  /// Whether the inbox lists items that are read. One on a server may list the unread ones alone.
+  virtual bool listsReadItems() { return true; }
+
   /// Begins the trouble; false if this store cannot be made to have it.
   virtual bool begin(Trouble trouble) = 0;
   virtual void end(Trouble trouble) = 0;

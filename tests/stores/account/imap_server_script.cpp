@@ -7,6 +7,8 @@
 #include <stdexcept>
 
 #include "message/header_block.h"
+#include "message/memory_files.h"
+#include "message/parts/part_tree.h"
 #include "stores/account/uid_set.h"
 
 namespace relaybird {
@@ -31,13 +33,57 @@ std::string literal(std::string_view bytes) {
   return '{' + std::to_string(bytes.size()) + "}\r\n" + std::string(bytes);
 }
 
+std::string quoted(std::string_view text) {
+  std::string result = "\"";
+  for (const char c : text) {
+    result += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+  }
+  return result + '"';
+}
+
+std::string parameterList(const FieldWithParameters& field) {
+  std::string result;
+  for (const auto& [name, value] : field.parameters) {
+    result += (result.empty() ? "" : " ") + quoted(name) + ' ' + quoted(value);
+  }
+  return result.empty() ? "NIL" : '(' + result + ')';
+}
+
+std::string structureOf(const Part& part) {
+  const std::size_t slash = part.type.value.find('/');
+  const std::string subtype = quoted(std::string_view(part.type.value).substr(slash + 1));
+  const std::string disposition =
+      part.disposition.value.empty()
+          ? "NIL"
+          : '(' + quoted(part.disposition.value) + ' ' + parameterList(part.disposition) + ')';
+  std::string result = "(";
+  if (part.multipart) {
+    for (const auto& child : part.children) {
+      result += structureOf(*child);
+    }
+    result += ' ' + subtype + ' ' + parameterList(part.type);
+  } else {
+    result += quoted(std::string_view(part.type.value).substr(0, slash)) + ' ' + subtype + ' ' +
+              parameterList(part.type) + " NIL NIL \"7bit\" " +
+              std::to_string(part.end - part.body) +
+              (part.type.value.starts_with("text/") ? " 1" : "") + " NIL";
+  }
+  return result + ' ' + disposition + " NIL NIL)";
+}
+
+std::string structureOf(const std::string& mail) {
+  MemoryInput file(mail);
+  return structureOf(*readPartTree(file, *readHeaderBlock(file), mail.size())->root);
+}
+
 std::string fetched(const ServerMail& mail, const std::string& items) {
   std::string data = "UID " + std::to_string(mail.uid);
   if (items.find("FLAGS") != std::string::npos) {
     data += std::string(" FLAGS (") + (mail.seen ? "\\Seen" : "") + ") INTERNALDATE \"" +
             mail.date + "\" RFC822.SIZE " + std::to_string(mail.bytes.size());
     if (items.find("BODYSTRUCTURE") != std::string::npos) {
-      data += " BODYSTRUCTURE " + mail.structure;
+      data +=
+          " BODYSTRUCTURE " + (mail.structure.empty() ? structureOf(mail.bytes) : mail.structure);
     }
     data += " BODY[HEADER.FIELDS (SUBJECT)] " + literal(HeaderBlock(mail.bytes).bytes());
   }

@@ -19,7 +19,7 @@ struct ServerMail {
   std::uint32_t uid = 0;
   std::string bytes;
   bool seen = false;
-  std::string structure = R"(("text" "plain" NIL NIL NIL "7bit" 5 1))";
+  std::string structure = {};  ///< its BODYSTRUCTURE; empty: made from the bytes
   std::string date = "17-Jul-2026 02:44:25 +0000";
 };
 
