@@ -103,9 +103,8 @@ class AccountListing : public InboxListing {
         bodiesFrom_(uids_->size()) {}
 
   std::size_t size() const override { return uids_->size(); }
-  std::string_view entryId(std::size_t index) const override {
-    entryId_ = entryIdOf(uidValidity_, (*uids_)[index]);
-    return entryId_;
+  std::string entryId(std::size_t index) const override {
+    return entryIdOf(uidValidity_, (*uids_)[index]);
   }
   bool seen(std::size_t index) const override {
     return seen_[index] && mark(index) != ImapWork::Mark::kRefused;
@@ -133,7 +132,6 @@ class AccountListing : public InboxListing {
   std::uint32_t uidValidity_;
   std::shared_ptr<const std::vector<std::uint32_t>> uids_;
   std::vector<bool> seen_;
-  mutable std::string entryId_;
   std::size_t headsFrom_;  // heads were asked for from here upwards
   std::size_t headsAhead_ = kFirstHeadsAhead;
   bool walkedToo_ = false;  // ask ahead for messages that were walked over before
