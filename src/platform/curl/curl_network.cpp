@@ -8,8 +8,8 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <limits>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "platform/curl/curl_connection.h"

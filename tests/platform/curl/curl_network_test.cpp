@@ -8,12 +8,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -24,6 +25,7 @@
 #include <vector>
 
 #include "mail_talks.h"
+#include "platform/curl/curl_connection.h"
 #include "support/temp_folder.h"
 #include "tls_server.h"
 
@@ -73,7 +75,16 @@ constexpr std::size_t kAny = 1U << 20U;
 
 class CurlNetworkTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() { std::signal(SIGPIPE, SIG_IGN); }
+  static void SetUpTestSuite() {
+    std::signal(SIGPIPE, SIG_IGN);
+    // Before libcurl is initialised.
+    ::setenv("SSLKEYLOGFILE", keyFile().c_str(), 1);
+  }
+  static void TearDownTestSuite() { std::filesystem::remove(keyFile()); }
+  static std::string keyFile() {
+    return std::filesystem::temp_directory_path() /
+           ("relaybird-keys-" + std::to_string(::getpid()));
+  }
 
   void SetUp() override { std::ofstream(folder.path() + "/ca.pem") << authority.pem(); }
 
@@ -294,6 +305,17 @@ TEST_F(CurlNetworkTest, ProxiesOfTheEnvironmentAreNotAsked) {
   for (const char* name : {"http_proxy", "all_proxy", "ALL_PROXY", "imaps_proxy"}) {
     ::unsetenv(name);
   }
+}
+
+TEST_F(CurlNetworkTest, KeysOfConnectionsAreNotWrittenToAFileOfTheEnvironment) {
+  EXPECT_EQ(opened(serve(imapTls()))->state(), State::kOpen);
+  EXPECT_FALSE(std::filesystem::exists(keyFile()));
+}
+
+TEST_F(CurlNetworkTest, AnAddressOfIpVersion6GetsTheBracketsOfAUrl) {
+  EXPECT_EQ(urlHost("2001:db8::1"), "[2001:db8::1]");
+  EXPECT_EQ(urlHost("[2001:db8::1]"), std::nullopt);
+  EXPECT_EQ(urlHost("192.0.2.1"), "192.0.2.1");
 }
 
 // A look-up that does not end, while the object lives.
