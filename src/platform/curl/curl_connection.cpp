@@ -67,7 +67,6 @@ CurlConnection::CurlConnection(CurlNetwork& network, const MailServer& server,
       signIn_(signIn),
       openUntil_(network.steadyTime() + limit),
       trace_(std::move(trace)) {
-  network_.connections_.push_back(this);
   if (!urlHost(server_.host) || server_.port == 0) {
     end({.cause = ConnectFailure::Cause::kNoSuchHost,
          .step = ConnectStep::kResolve,
@@ -86,6 +85,7 @@ CurlConnection::CurlConnection(CurlNetwork& network, const MailServer& server,
   } else {
     start();
   }
+  network_.connections_.push_back(this);  // the last step, because the others may throw
 }
 
 CurlConnection::~CurlConnection() {
@@ -110,7 +110,9 @@ void CurlConnection::start() {
   setSignIn();
   setLimits();
   setCallbacks();
-  curl_multi_add_handle(network_.multi_, easy_.get());
+  if (curl_multi_add_handle(network_.multi_, easy_.get()) != CURLM_OK) {
+    throw std::bad_alloc();
+  }
 }
 
 // A failure to set an option can only be a lack of memory, or a libcurl without what is needed.

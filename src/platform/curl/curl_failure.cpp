@@ -96,8 +96,12 @@ std::string timeOutWords(const OpeningError& error, const MailServer& server,
 }
 
 std::string signInWords(const MailServer& server, SignInMethod method, const OpeningLines& lines) {
-  return lines.signInSent() ? server.host + " does not accept the user name or the password"
-                            : server.host + " offers no sign-in with " + methodName(method);
+  if (!lines.signInSent()) {
+    return server.host + " offers no sign-in with " + methodName(method);
+  }
+  const bool token = method == SignInMethod::kXoauth2 || method == SignInMethod::kOauthBearer;
+  return server.host + " does not accept the user name or the " +
+         (token ? "access token" : "password");
 }
 
 // What the server said is part of the failure only where it is about the failure.

@@ -58,7 +58,7 @@ enum class ConnectStep { kResolve, kConnect, kEncrypt, kSignIn, kReady };
 /// Why a connection could not be opened or has ended.
 struct ConnectFailure {
   enum class Cause {
-    kNoSuchHost,
+    kNoSuchHost,     ///< unknown, or names cannot be looked up for now
     kNotReached,     ///< refused, unreachable, or lost
     kNoEncryption,   ///< the server does not offer or refuses what `security` demands
     kCertificate,    ///< expired, for another host, or from an unknown issuer

@@ -625,6 +625,7 @@ TEST_P(Mechanisms, ARefusedTokenGivesTheReasonInTheChallenge) {
   made.refusal = GetParam() == MailProtocol::kImap ? "NO failed" : "535 failed";
   const auto failure = failureOf(serve(made), ann(SignInMethod::kXoauth2));
   EXPECT_EQ(failure.cause, Cause::kSignInRefused);
+  EXPECT_THAT(failure.words, HasSubstr("access token"));
   EXPECT_THAT(failure.answer, HasSubstr("\"status\":\"400\""));
 }
 
