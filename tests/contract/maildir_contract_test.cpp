@@ -7,37 +7,15 @@
 
 #include <cerrno>
 #include <map>
-#include <set>
 
 #include "contract/mail_store_contract.h"
+#include "contract/partial_store.h"
 #include "contract/sent_message.h"
-#include "platform/text/ascii_text.h"
 #include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
 
 namespace relaybird {
 namespace {
-
-// A store whose components can be taken out of the machine.
-class PartialStore : public MailStore, private ObjectFactory {
- public:
-  explicit PartialStore(MaildirHouse& house) : house_(house) {}
-  ObjectFactory& factory() override { return *this; }
-  OutgoingMail& outgoing() override { return house_.store->outgoing(); }
-  std::string place() const override { return house_.store->place(); }
-  void remove(std::string_view progId) { missing_.insert(asciiLower(progId)); }
-
- private:
-  std::shared_ptr<AutomationObject> CreateObject(std::string_view progId) override {
-    if (missing_.count(asciiLower(progId)) != 0) {
-      throw MailStoreError("not installed");
-    }
-    return house_.factory().CreateObject(progId);
-  }
-
-  MaildirHouse& house_;
-  std::set<std::string> missing_;
-};
 
 class MaildirUnderTest : public StoreUnderTest {
  public:
@@ -112,7 +90,7 @@ class MaildirUnderTest : public StoreUnderTest {
 
  private:
   MaildirHouse house_;
-  PartialStore partial_{house_};
+  PartialStore partial_{[this]() -> MailStore& { return *house_.store; }};
   std::map<std::string, std::string> names_;  // unique names by subject
   int count_ = 0;
 };

@@ -26,11 +26,12 @@ struct FakeServer {
     std::uint32_t uid = 0;
     std::string bytes;
     bool seen = false;
+    DateTime received = kNoDate;
   };
 
   /// The identifier of the new message.
   std::string deliver(const std::string& bytes = "Subject: x\n\ny\n") {
-    messages.push_back({nextUid++, bytes, false});
+    messages.push_back({nextUid++, bytes, false, kNoDate});
     ++changes;
     return idOf(messages.back());
   }
@@ -96,6 +97,7 @@ class FakeInbox : public Inbox {
     ++server_.changes;
   }
   std::size_t marksOnTheirWay() const { return queue_.size(); }
+  bool synchronising() const { return !waiting_.empty(); }
   void endSynchronisation() {
     for (const auto& done : std::exchange(waiting_, {})) {
       done();
@@ -195,6 +197,7 @@ class FakeInbox::Listing : public InboxListing {
       head.failure = file.error();
       return head;
     }
+    head.received = inbox_.server_.find(ids_[index])->received;
     head.headers = std::move(readHeaderBlock(**file).value());
     head.kind = readMessageKind(head.headers, **file, own).value();
     return head;

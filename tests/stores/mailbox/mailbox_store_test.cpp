@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A mail store over an account's inbox: what a server does that a folder on this disk never does.
-#include "stores/mailbox/mailbox_store.h"
-
 #include <gmock/gmock.h>
 
-#include "stores/mailbox/fake_inbox.h"
-#include "stores/maildir/maildir_house.h"
+#include "stores/mailbox/mailbox_house.h"
 #include "support/mail_text.h"
 
 namespace relaybird {
@@ -16,66 +13,15 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class MailboxStoreTest : public testing::Test {
+class MailboxStoreTest : public testing::Test, protected MailboxHouse {
  protected:
-  MailboxStoreTest() { open(); }
-
-  void open() {
-    store.reset();
-    auto made = std::make_unique<FakeInbox>(server);
-    inbox = made.get();
-    MailSettings settings;
-    settings.address = "ann@example.org";
-    store = std::make_unique<MailboxStore>(
-        std::move(made), settings,
-        StoreWorld{.files = disk,
-                   .clock = clock,
-                   .events = events,
-                   .executor = executor,
-                   .commands = commands,
-                   .random = countingRandom(++opened),
-                   .stateFolder = temp.path("state"),
-                   .notice = [this](const StoreNotice& told) { notices.push_back(told.line); },
-                   .lockFolder = [this](const std::string& folder) -> Result<void> {
-                     locked.push_back(folder);
-                     return {};
-                   }},
-        borrowed(&transport));
-  }
-
-  std::shared_ptr<Application> application() {
-    return createAs<Application>(store->factory(), prog_id::kApplication);
-  }
-  std::shared_ptr<ItemCollection> unread() {
-    return application()->GetNamespace("MAPI")->GetDefaultInbox()->Items()->Restrict(
-        "[Unread]=true");
-  }
-  std::shared_ptr<SyncObject> sync() {
-    return application()->GetNamespace("MAPI")->SyncObjects()->Item(1);
-  }
-  void forward(const std::shared_ptr<MailItem>& item) {
+  static void forward(const std::shared_ptr<MailItem>& item) {
     item->UnRead(false);
     const auto forward = item->Forward();
     forward->Recipients()->Add("cell@phone.example");
     forward->send();
     item->UnRead(false);
   }
-  std::string outbox() const { return temp.path("state/rbx/outbox"); }
-
-  TempFolder temp;
-  FakeClock clock;
-  RecordingSleeper sleeper{clock};
-  UnsyncedDisk disk{sleeper};
-  FakeEventQueue events;
-  InlineExecutor executor;
-  NoCommands commands;
-  FakeTransport transport;
-  FakeServer server;
-  FakeInbox* inbox = nullptr;
-  std::vector<std::string> notices;
-  std::vector<std::string> locked;
-  std::uint64_t opened = 0;
-  std::unique_ptr<MailboxStore> store;
 };
 
 template <class Call>
@@ -225,9 +171,9 @@ TEST_F(MailboxStoreTest, AMessageThatCannotBeFetchedIsMentionedOnce) {
 }
 
 TEST_F(MailboxStoreTest, AnInboxThatCannotBeListedIsAnError) {
-  const auto items = application()->GetNamespace("MAPI")->GetDefaultInbox()->Items();
+  const auto all = items();
   server.listing = Error{ETIMEDOUT, "imap.example.org does not answer"};
-  EXPECT_EQ(errorOf([&] { (void)items->Count(); }), "imap.example.org does not answer");
+  EXPECT_EQ(errorOf([&] { (void)all->Count(); }), "imap.example.org does not answer");
 }
 
 // The user changes the mailbox in the settings while a check waits for the server.
@@ -238,7 +184,7 @@ TEST_F(MailboxStoreTest, AStoreThatIsClosedWhileACallWaitsFailsThatCallAlone) {
   inbox->whileWaiting = closing;
   EXPECT_EQ(errorOf([&] { (void)app->GetNamespace("MAPI"); }), "The mail store has been closed");
   open();
-  const auto all = application()->GetNamespace("MAPI")->GetDefaultInbox()->Items();
+  const auto all = items();
   inbox->whileWaiting = closing;
   EXPECT_EQ(errorOf([&] { (void)all->Count(); }), "The mail store has been closed");
   open();
