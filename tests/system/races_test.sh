@@ -4,7 +4,9 @@
 # Fails at any race that helgrind sees, in the program or in a library that it calls. ThreadSanitizer
 # cannot stand in for it, as Debian's libraries are not built with it.
 #
-# There is no list of races to overlook but the one that valgrind brings along for the C library.
+# No race is overlooked but those on the list that valgrind brings along for the C library. One complaint
+# that is none of a race is: p11-kit, which libcurl's libraries need, destroys mutexes when the process ends
+# that it initialises only when it is used.
 set -euo pipefail
 valgrind=$1
 program=$2
@@ -47,6 +49,15 @@ The text of it
 END
 done
 
+cat >"$home/overlooked" <<'END'
+{
+  p11-kit's end without a beginning
+  Helgrind:Misc
+  obj:*vgpreload_helgrind*
+  obj:*/libp11-kit.so*
+}
+END
+
 fail() {
   echo "$1" >&2
   cat "$home/output" "$home/races" >&2
@@ -57,7 +68,7 @@ status=0
 printf '%s\n' 'answer OK Yes OK' test 'wait idle 100' quit |
   env -i HOME="$home" XDG_CONFIG_HOME="$home/config" XDG_STATE_HOME="$home/state" LC_ALL=C.UTF-8 \
     PATH="$PATH" "$valgrind" --tool=helgrind --error-exitcode=9 --child-silent-after-fork=yes \
-    --log-file="$home/races" "$program" >"$home/output" 2>&1 || status=$?
+    --suppressions="$home/overlooked" --log-file="$home/races" "$program" >"$home/output" 2>&1 || status=$?
 [ "$status" -eq 0 ] || fail "the program ended with status $status under helgrind (9: it saw races)"
 delivered=$(grep -c '^Message-ID: ' "$home/delivered")
 [ "$delivered" -eq $((2 * messages)) ] || fail "$delivered messages were delivered, not $((2 * messages))"
