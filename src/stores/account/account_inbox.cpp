@@ -171,7 +171,11 @@ void AccountListing::wantHeads(ImapWork& work, std::size_t index) {
   std::vector<std::uint32_t> uids;
   if (work.head(uid) == Wanted::kNot) {
     uids.push_back(uid);
-    headsFrom_ = std::min(headsFrom_, index);
+    if (index >= headsFrom_) {  // it was there and was taken: a new walk over the same messages
+      headsAhead_ = kFirstHeadsAhead;
+      bodiesFrom_ = index + 1;
+    }
+    headsFrom_ = index;
   }
   if (index < headsFrom_ + headsAhead_ / 2) {
     while (headsFrom_ > 0 && uids.size() < headsAhead_) {

@@ -145,6 +145,16 @@ TEST_F(AccountInboxTest, AsksForHeadsAheadOfTheWalkInGroups) {
   EXPECT_EQ(house_.account.count("UID FETCH 901:1000 "), 1U);
 }
 
+TEST_F(AccountInboxTest, AsksForHeadsInGroupsOnASecondWalkOverTheSameMessagesToo) {
+  for (std::uint32_t uid = 5; uid <= 1000; ++uid) {
+    house_.account.add(uid, simpleMail("m" + std::to_string(uid)));
+  }
+  EXPECT_EQ(walk(*list(), 0), 0);
+  house_.account.commands.clear();
+  EXPECT_EQ(walk(*list(), 0), 0);
+  EXPECT_LE(house_.account.count("UID FETCH"), 13U);
+}
+
 TEST_F(AccountInboxTest, FetchesFewMessagesAheadIfNoneIsWanted) {
   for (std::uint32_t uid = 5; uid <= 300; ++uid) {
     house_.account.add(uid, simpleMail("m" + std::to_string(uid)));
