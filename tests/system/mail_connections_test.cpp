@@ -30,7 +30,7 @@ MailServer serverAt(const std::string& address, MailProtocol protocol, Security 
   return {protocol, MailServers::host(name), servers.port(name), security, servers.caFile()};
 }
 
-constexpr const char* kKeptBack = "box64";  // a user who signs in nowhere
+constexpr const char* kKeptBack = "box200";  // a user who signs in nowhere
 
 SignIn withPassword(const std::string& user, const std::string& password = MailServers::kPassword) {
   return {user, SignInMethod::kPassword, Secret(password)};

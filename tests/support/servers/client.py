@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: MIT
 """The private mail servers of a Python program: starts mail_servers.py, asks it, and ends it."""
 
+import itertools
 import pathlib
 import subprocess
+import threading
 
 TOOL = pathlib.Path(__file__).with_name("mail_servers.py")
 PATIENCE = 20  # seconds
@@ -12,24 +14,25 @@ class Servers:
     def __init__(self, folder, before=()):
         """In an empty folder that all users can reach. `before` are words before the command."""
         self.folder = pathlib.Path(folder)
+        self.lock = threading.Lock()
         self.process = subprocess.Popen([*before, "/usr/bin/python3", "-B", TOOL, folder], text=True,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.places = self.ask("servers")
-        self.users = 0
+        self.numbers = itertools.count(1)
 
     def ask(self, command):
-        """The values of the answer by name."""
-        self.process.stdin.write(command + "\n")
-        self.process.stdin.flush()
-        verdict, *values = self.process.stdout.readline().rstrip("\n").split("\t")
+        """The values of the answer by name. Any thread."""
+        with self.lock:
+            self.process.stdin.write(command + "\n")
+            self.process.stdin.flush()
+            verdict, *values = self.process.stdout.readline().rstrip("\n").split("\t")
         if verdict != "ok":
             raise RuntimeError(f"mail servers: {command}: {' '.join(values)}")
         return dict(value.split("=", 1) for value in values)
 
     def fresh_user(self):
-        """A user with an empty mailbox; the password is "secret"."""
-        self.users += 1
-        return f"box{self.users}"
+        """A user with an empty mailbox; the password is "secret". Any thread."""
+        return f"box{next(self.numbers)}"
 
     def maildir(self, user):
         return pathlib.Path(self.places["mail"]) / user

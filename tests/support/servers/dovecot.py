@@ -159,7 +159,7 @@ BOXES = {
     "ann": PASSWORD,
     "readonly": PLAIN_PASSWORD,  # nobody may change this mailbox through the server
     "full": PLAIN_PASSWORD,  # over its quota with the first message
-    **{f"box{number}": PLAIN_PASSWORD for number in range(1, 65)},
+    **{f"box{number}": PLAIN_PASSWORD for number in range(1, 201)},
 }
 
 

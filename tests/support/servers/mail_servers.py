@@ -8,7 +8,7 @@ it has started, at the end of its input, so also when the program that started i
 
     servers                       ADDRESS.SERVICE=PORT for each of Dovecot's; sink=, its port; and the paths
                                   ca=, log=, mail= (a Maildir for each user, ann, readonly, full, and
-                                  box1 to box64; their passwords are in dovecot.py)
+                                  box1 to box200; their passwords are in dovecot.py)
     sink [tls=starttls|tls] [certificate=KIND] [pipelining=no] [keep=no] [auth=yes] [size=BYTES]
                                   starts one more sink; name=, port=, folder=
     rules NAME [RULE; RULE...]    how that sink fails from now on; smtp_sink.py has the language

@@ -42,7 +42,7 @@ class Proxy:
 
     def counts(self):
         return {"turns": self.turns, "up": self.up, "down": self.down, "connections": self.connections,
-                "gate": self.gate}
+                "pieces": self.pieces, "gate": self.gate}
 
 
 class _Line:

@@ -1,0 +1,259 @@
+# SPDX-License-Identifier: MIT
+"""account_program_test.py CONSOLE: the real program over a real account, seen from the servers.
+
+relaybird-console forwards what lies in a Dovecot to a sink, in every combination of mailbox and delivery,
+and is killed at every step of both protocols. What counts is what the sink has, and what is marked as read
+on the server.
+"""
+
+import collections
+import concurrent.futures
+import email
+import itertools
+import os
+import pathlib
+import re
+import selectors
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support/servers"))
+import client  # noqa: E402
+import dovecot  # noqa: E402
+
+PATIENCE = 60  # seconds
+KILLED_MESSAGES = 3
+TRIALS_AT_ONCE = 4  # they mostly wait
+CHECK = "answers clear\nanswer OK Yes OK\ntest\n"
+
+DEFAULTS = {"address": "me@here.example", "name": "Me", "max_per_hour": "100000"}
+FORWARDING = """[default]
+mstrFwdToAddress_num=1
+mstrFwdToAddress_1=cell@phone.example
+mlngMaxToForward=30000
+mintSenderFilter=501
+mcolSenderList_num=1
+mcolSenderList_1=@wanted.example
+"""
+
+
+def message(number, side="wanted"):
+    return (f"From: Ann <ann@{side}.example>\nTo: me@here.example\nSubject: number {number}\n"
+            f"Message-ID: <{number}@{side}.example>\n\nThe text of number {number}.\n").encode()
+
+
+class Home:
+    """Where the program has its settings and its state."""
+
+    def __init__(self, folder, program):
+        self.folder, self.program = folder, program
+        (folder / "config/rbx").mkdir(parents=True)
+        self.output = b""
+
+    def settings(self, **mail):
+        lines = [f"{key}={value}" for key, value in {**DEFAULTS, **mail}.items()]
+        (self.folder / "config/rbx/rbx_prefs.ini").write_text(
+            FORWARDING + "[mail]\n" + "\n".join(lines) + "\n", encoding="utf-8")
+
+    def start(self):
+        return subprocess.Popen(
+            [self.program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0,
+            env={"HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder / "config"),
+                 "XDG_STATE_HOME": str(self.folder / "state"), "LC_ALL": "C.UTF-8", "TZ": "UTC",
+                 "PATH": "/usr/bin:/bin"})
+
+    def run_until(self, reached):
+        """Starts the program and has it check the mailbox, until `reached` returns true; then it quits."""
+        with self.start() as process:
+            process.stdin.write(CHECK.encode())
+            self.watch(process, reached)
+            process.stdin.write(b"quit\n")
+            process.stdin.close()
+            self.output += process.stdout.read()
+            process.wait(PATIENCE)
+
+    def kill_when(self, reached):
+        """The same, but it is killed."""
+        with self.start() as process:
+            process.stdin.write(CHECK.encode())
+            try:
+                self.watch(process, reached)
+            finally:
+                process.kill()
+
+    def watch(self, process, reached):
+        end = time.monotonic() + PATIENCE
+        with selectors.DefaultSelector() as selector:
+            selector.register(process.stdout, selectors.EVENT_READ)
+            while not reached():
+                if selector.select(0.02):
+                    piece = os.read(process.stdout.fileno(), 65536)
+                    self.output += piece
+                    if not piece:
+                        raise AssertionError(f"the program has ended:\n{self.text()}")
+                if time.monotonic() > end:
+                    raise AssertionError(f"the program does not get on:\n{self.text()}")
+
+    def text(self):
+        return self.output.decode("utf-8", "replace")
+
+
+def taken(sink):
+    """The messages that a sink has, parsed, in order."""
+    files = sorted(pathlib.Path(sink["folder"]).glob("*.envelope"))  # written after the text
+    return [email.message_from_bytes(file.with_suffix(".eml").read_bytes()) for file in files]
+
+
+def subjects(messages):
+    return sorted(str(each["Subject"]).removeprefix("FW: ") for each in messages)
+
+
+Trial = collections.namedtuple("Trial", "place killed pieces lost copies identifiers")
+
+
+class AccountProgramTest(unittest.TestCase):
+    program = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = tempfile.TemporaryDirectory(prefix="relaybird-")
+        cls.folder = pathlib.Path(cls.scratch.name)
+        cls.folder.chmod(0o711)
+        (cls.folder / "servers").mkdir()
+        cls.servers = client.Servers(cls.folder / "servers")
+        cls.numbers = itertools.count(1)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.servers.close()
+        cls.scratch.cleanup()
+
+    def home(self):
+        return Home(self.folder / f"home{next(self.numbers)}", self.program)
+
+    def account(self, user, port=None, **more):
+        return {"store": "account", "imap_host": "localhost", "imap_security": "none", "imap_user": user,
+                "imap_port": port or self.servers.places["plain.imap"], "imap_secret": "command",
+                "imap_secret_command": "/bin/echo secret", **more}
+
+    @staticmethod
+    def smtp(port, **more):
+        return {"delivery": "smtp", "smtp_host": "localhost", "smtp_port": port, "smtp_security": "none",
+                "smtp_sign_in": "none", **more}
+
+    def unread(self, user):
+        folder = self.servers.maildir(user)
+        return sorted(re.search(r"\.M(\d+)P", file.name)[1] for part in ("new", "cur")
+                      for file in (folder / part).iterdir() if "S" not in file.name.partition(":2,")[2])
+
+    def counts(self, name):
+        return {key: value if key == "gate" else float(value)
+                for key, value in self.servers.ask(f"counts {name}").items()}
+
+    def test_forwards_from_an_account_and_submits_to_it_encrypted(self):
+        for number in range(20):
+            self.servers.deliver("ann", number, message(number, "wanted" if number % 2 else "other"))
+        home = self.home()
+        secret = home.folder / "print-secret"
+        secret.write_text(f"#!/bin/sh\ncat <<'END'\n{dovecot.PASSWORD}\nEND\n", encoding="utf-8")
+        secret.chmod(0o700)
+        ca = self.servers.places["ca"]
+        home.settings(**self.account("ann", imap_security="starttls", imap_ca_file=ca, imap_secret_command=secret),
+                      **self.smtp(self.servers.places["plain.submissions"], smtp_security="tls", smtp_ca_file=ca,
+                                  smtp_user="ann", smtp_secret="same", smtp_sign_in="password"))
+        sink = {"folder": self.servers.folder / "sink1"}
+        odd = [f"number {number}" for number in range(1, 20, 2)]
+        home.run_until(lambda: len(taken(sink)) == 10)
+        self.assertEqual(subjects(taken(sink)), sorted(odd))
+        self.assertEqual(self.unread("ann"), sorted(str(number) for number in range(0, 20, 2)))
+        for each in taken(sink):
+            self.assertIn("cell@phone.example", each["To"])
+            self.assertIn("The text of number", each.get_payload())
+
+        # Nothing is forwarded twice, and the secret is nowhere.
+        home.run_until(lambda: "Completed check of inbox" in home.text().partition("quit")[2] or
+                       home.text().count("Completed check of inbox") == 2)
+        self.assertEqual(len(taken(sink)), 10)
+        secret.unlink()
+        needle = dovecot.PASSWORD.encode()
+        for file in home.folder.rglob("*"):
+            if file.is_file():
+                self.assertNotIn(needle, file.read_bytes(), file)
+        self.assertNotIn(needle, home.output)
+
+    def test_mailbox_and_delivery_are_independent(self):
+        home = self.home()
+        maildir = home.folder / "Maildir"
+        for part in ("new", "cur", "tmp"):
+            (maildir / part).mkdir(parents=True)
+        for number in range(5):
+            (maildir / "new" / f"{1800000000 + number}.M{number}P1.host").write_bytes(message(number))
+        sink = self.servers.ask("sink")
+        home.settings(store="maildir", maildir=maildir, **self.smtp(sink["port"]))
+        home.run_until(lambda: len(taken(sink)) == 5)
+        self.assertEqual(subjects(taken(sink)), [f"number {number}" for number in range(5)])
+
+        home, user = self.home(), self.servers.fresh_user()
+        for number in range(5):
+            self.servers.deliver(user, number, message(number))
+        delivered = home.folder / "delivered"
+        delivered.mkdir()
+        command = home.folder / "sendmail"
+        command.write_text(f"#!/bin/sh\nfile=$(mktemp {delivered}/.XXXXXX) && cat >$file && mv $file {delivered}/$$\n",
+                           encoding="ascii")
+        command.chmod(0o755)
+        home.settings(**self.account(user), delivery="sendmail", sendmail=command)
+        home.run_until(lambda: sum(not file.name.startswith(".") for file in delivered.iterdir()) == 5)
+        self.assertEqual(subjects(email.message_from_bytes(file.read_bytes()) for file in delivered.iterdir()),
+                         [f"number {number}" for number in range(5)])
+
+    def test_killed_at_any_step_of_a_protocol_loses_nothing(self):
+        steps = []
+        for protocol in ("smtp", "imap"):
+            pieces = self.kill_at(protocol, "answer", 0).pieces
+            self.assertGreater(pieces, 3)
+            steps += [(protocol, holding, step) for holding in ("request", "answer") for step in range(1, pieces + 1)]
+        with concurrent.futures.ThreadPoolExecutor(TRIALS_AT_ONCE) as pool:
+            trials = list(pool.map(lambda step: self.kill_at(*step), steps))
+        for trial in trials:
+            with self.subTest(trial=trial):
+                self.assertEqual(trial.lost, [])
+                # Only a message whose acceptance the program did not hear of goes out again.
+                self.assertLessEqual(trial.copies, 1 if trial.place[:2] == ("smtp", "answer") else 0)
+                self.assertEqual(trial.identifiers, KILLED_MESSAGES, "a copy has another Message-ID")
+        killed = sum(trial.killed for trial in trials)
+        print(f"killed {killed} times; {sum(trial.copies for trial in trials)} messages arrived twice with the same "
+              "Message-ID, as the server's acceptance was lost")
+        self.assertGreater(killed, len(steps) * 3 / 4)
+
+    def kill_at(self, protocol, holding, step):
+        """Kills the program at that piece of the protocol, starts it again and lets it do its work."""
+        home, user, sink = self.home(), self.servers.fresh_user(), self.servers.ask("sink")
+        for number in range(KILLED_MESSAGES):
+            self.servers.deliver(user, number, message(number))
+        target = sink["port"] if protocol == "smtp" else self.servers.places["plain.imap"]
+        way = self.servers.ask(f"proxy {target} stuck_at={step} holding={holding}")
+
+        def done():
+            outbox = home.folder / "state/rbx/outbox/new"
+            return (len(set(subjects(taken(sink)))) == KILLED_MESSAGES and not self.unread(user)
+                    and not (outbox.is_dir() and any(outbox.iterdir())))
+
+        home.settings(**self.account(user, way["port"] if protocol == "imap" else None),
+                      **self.smtp(way["port"] if protocol == "smtp" else sink["port"]))
+        home.kill_when(lambda: self.counts(way["name"])["gate"] == "stuck" or done())
+        counts = self.counts(way["name"])
+        home.settings(**self.account(user), **self.smtp(sink["port"]))
+        home.kill_when(done)
+        arrived = taken(sink)
+        return Trial((protocol, holding, step), counts["gate"] == "stuck", int(counts["pieces"]),
+                     sorted({f"number {number}" for number in range(KILLED_MESSAGES)} - set(subjects(arrived))),
+                     len(arrived) - KILLED_MESSAGES, len({each["Message-ID"] for each in arrived}))
+
+
+if __name__ == "__main__":
+    AccountProgramTest.program = sys.argv.pop(1)
+    unittest.main()
