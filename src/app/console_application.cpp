@@ -130,8 +130,8 @@ void ConsoleApplication::makeConsole() {
 
 void ConsoleApplication::makeForms() {
   forms_ = std::make_unique<ProgramForms>(
-      ProgramWorld{.objects = core_.store().factory(),
-                   .outgoing = core_.store().outgoing(),
+      ProgramWorld{.objects = core_.objects(),
+                   .outgoing = core_.outgoing(),
                    .files = core_.files,
                    .profiles = core_.profiles,
                    .folders = core_.folders,
@@ -150,6 +150,7 @@ void ConsoleApplication::makeForms() {
                    .tray = tray_,
                    .notifications = notifications_,
                    .autostart = autostart_,
+                   .setup = core_.setup(),
                    .version = core_.identity().version,
                    .defaultHelpFile = defaultHelpFile(core_.files, programFolder()),
                    .decimalSeparator = userDecimalSeparator(),
@@ -158,12 +159,15 @@ void ConsoleApplication::makeForms() {
   observer_ = std::make_unique<ConsoleObserver>(
       forms_->forms(),
       ConsoleObserver::News{&main.lblCurrentActions, &main.txtStatus, &main.txtNumberForwarded,
-                            &forms_->log().lstLog},
+                            &forms_->log().lstLog, &forms_->setup().txtTest},
       *output_);
   program_ = std::make_unique<ProgramCommands>(
-      *forms_, core_.store().outgoing(),
-      std::vector<Fact>{{"version", core_.identity().versionText},
-                        {"mail-store", core_.mailbox().store + " " + core_.mailbox().place}},
+      *forms_, core_.outgoing(),
+      [this] {
+        return std::vector<Fact>{
+            {"version", core_.identity().versionText},
+            {"mail-store", core_.mailbox().store + " " + core_.mailbox().place}};
+      },
       std::move(manual_), userDecimalSeparator());
   session_ = std::make_unique<ConsoleSession>(SessionParts{.events = loop_,
                                                            .timers = loop_,
@@ -202,6 +206,9 @@ void ConsoleApplication::startUp() {
 void ConsoleApplication::greet() {
   for (const auto& [kind, text] : program_->status()) {
     output_->reply(kind, text);
+  }
+  if (forms_->main().mailbox().noMailbox()) {
+    output_->event("note", "there is no mailbox yet; one is set up by: setup");
   }
   if (forms_->main().prf().GetForwardAddress().empty()) {
     output_->event("note",

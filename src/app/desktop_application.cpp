@@ -114,8 +114,8 @@ void DesktopApplication::prepare() {
 }
 
 ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
-  return {.objects = core_->store().factory(),
-          .outgoing = core_->store().outgoing(),
+  return {.objects = core_->objects(),
+          .outgoing = core_->outgoing(),
           .files = core_->files,
           .profiles = core_->profiles,
           .folders = core_->folders,
@@ -134,6 +134,7 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
           .tray = tray,
           .notifications = *session_,
           .autostart = *autostart_,
+          .setup = core_->setup(),
           .version = identity_.version,
           .defaultHelpFile = defaultHelpFile(core_->files, programFolder()),
           .decimalSeparator = userDecimalSeparator()};

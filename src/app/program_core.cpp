@@ -30,6 +30,10 @@ ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
   keyring_ = std::make_unique<DesktopKeyring>();
   accounts_ = std::make_unique<DesktopOnlineAccounts>();
 #endif
+  setup_ = std::make_unique<ProgramMailSetup>(
+      AccountTestWorld{files, secretWorld(), [] { return std::make_unique<CurlNetwork>(); },
+                       identity_.versionText},
+      events_, localIdentity(), [this] { return reopen(); });
 }
 
 std::string ProgramCore::stateFile(const std::string& name) const {
@@ -41,6 +45,18 @@ std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait
     return refusal;
   }
   return lockMailbox(wait);
+}
+
+// The lock is given up before the new one is taken: it may be on the same mailbox.
+Result<void> ProgramCore::reopen() {
+  slot_.close("No mailbox is open");
+  lock_.reset();
+  const auto refusal = prepare(InstanceLock::Wait::kNone);
+  if (!refusal) {
+    return {};
+  }
+  slot_.close(refusal->text);
+  return Error{0, refusal->text};
 }
 
 SecretWorld ProgramCore::secretWorld() {
@@ -77,8 +93,8 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
   if (!store) {
     return Refusal{kSettingsForbid, store.error().text};
   }
-  store_ = std::move(*store);
-  mailbox_.place = store_->place();
+  mailbox_.place = (*store)->place();
+  slot_.put(std::move(*store));
   return std::nullopt;
 }
 
@@ -87,7 +103,7 @@ std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait 
       files, LockHolder{identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())});
   auto taken = lock_->takeName(folders.stateFolder(), mailbox_, wait);
   // A mailbox that is missing or cannot be read is reported by the store, at every check.
-  if (const std::string place = store_->folder(); taken && !place.empty()) {
+  if (const std::string place = slot_.store()->folder(); taken && !place.empty()) {
     auto folder = lock_->takeFolder(place, wait);
     if (!folder && folder.error().code == EWOULDBLOCK) {
       taken = folder.error();

@@ -10,7 +10,9 @@
 #include <string>
 
 #include "app/instance_lock.h"
+#include "app/program_mail_setup.h"
 #include "app/store_openers.h"
+#include "app/store_slot.h"
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
 #include "platform/posix/posix_processes.h"
@@ -53,11 +55,17 @@ class ProgramCore {
 
   const ProgramIdentity& identity() const { return identity_; }
   const Mailbox& mailbox() const { return mailbox_; }
-  MailStore& store() { return *store_; }
+  /// The objects of the mailbox that is open now.
+  ObjectFactory& objects() { return slot_; }
+  OutgoingMail& outgoing() { return slot_; }
+  MailSetup& setup() { return *setup_; }
+  /// Closes the mailbox and opens the one that the preferences name now. Nothing of the old one may
+  /// be in use. The error is a sentence for the user; every use of the mailbox fails with it then.
+  Result<void> reopen();
   /// Where passwords and access tokens come from. What it refers to lives as long as this object.
   SecretWorld secretWorld();
   /// To be called before anything that the store reports to is destroyed.
-  void closeStore() { store_.reset(); }
+  void closeStore() { slot_.close("The program ends"); }
   /// The path of a file of the program in the state folder.
   std::string stateFile(const std::string& name) const;
 
@@ -85,7 +93,8 @@ class ProgramCore {
   std::unique_ptr<SecretStore> keyring_;      ///< null in a build without it
   std::unique_ptr<OnlineAccounts> accounts_;  ///< null in a build without it
   ThreadExecutor executor_;
-  std::unique_ptr<MailStore> store_;
+  StoreSlot slot_;
+  std::unique_ptr<ProgramMailSetup> setup_;
 };
 
 }  // namespace relaybird

@@ -21,6 +21,8 @@ constexpr auto kCommands = std::to_array<CommandInfo>({
     {"retry", "", "try at once what waits in the outbox, and let stopped addresses go on", false},
     {"waiting", "", "show the folder of the messages that wait", false},
     {"refused", "", "show the folder of the messages that were refused", false},
+    {"setup", "[test|message]", "set up mail by questions; test the account; send a test message",
+     false},
     {"status", "", "show how things stand", true},
     {"log", "[N]", "show the last N lines of the activity log (20)", true},
     {"settings", "[NAME VALUE]", "show all settings, or change one", false},
@@ -111,6 +113,8 @@ std::vector<std::string> candidates(const std::vector<std::string>& before, std:
     for (const Form* form : forms) {
       words.push_back(form->name());
     }
+  } else if (before.size() == 1 && command == "setup") {
+    words = {"test", "message"};
   } else if (before.size() == 1 && command == "wait") {
     words = {"idle"};
   }

@@ -54,9 +54,18 @@ Result<void> ConsoleCommands::run(std::string_view name, std::string_view rest) 
   if (name == "close") {
     return forms_.close(rest);
   }
+  if (name == "setup" && !rest.empty()) {
+    if (rest != "test" && rest != "message") {
+      return Error{0, "setup takes test, message, or nothing"};
+    }
+    return rest == "test" ? program_.testSetup() : program_.sendTestMessage();
+  }
   // All commands from here on take nothing.
   if (auto plain = takesNothing(rest); !plain) {
     return plain;
+  }
+  if (name == "setup") {
+    return program_.setUp();
   }
   if (name == "start") {
     return program_.start();

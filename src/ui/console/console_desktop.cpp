@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <string_view>
 #include <utility>
 
+#include "platform/text/ascii_text.h"
 #include "platform/text/utf8_text.h"
 
 namespace relaybird {
@@ -93,6 +95,19 @@ bool ConsoleObserver::isNew(std::string& last, const Control& control) const {
   return std::exchange(last, control.text()) != control.text();
 }
 
+// The text grows by a line at a time, or is cleared.
+void ConsoleObserver::printTest(const std::string& text) {
+  std::string_view added = text;
+  if (text.starts_with(lastTest_)) {
+    added.remove_prefix(lastTest_.size());
+  }
+  lastTest_ = text;
+  added = trimmed(added);
+  if (!added.empty()) {
+    out_.event("test", std::string(added));
+  }
+}
+
 void ConsoleObserver::controlChanged(const Control& control, Change what) {
   if (&control == news_.log && what == Change::kListEntryAdded) {
     out_.logLine(control.list().back());
@@ -100,7 +115,9 @@ void ConsoleObserver::controlChanged(const Control& control, Change what) {
   if (what != Change::kText) {
     return;
   }
-  if (&control == news_.action && isNew(lastAction_, control)) {
+  if (&control == news_.test) {
+    printTest(control.text());
+  } else if (&control == news_.action && isNew(lastAction_, control)) {
     out_.status(control.text());
   } else if (&control == news_.state && isNew(lastState_, control)) {
     out_.event("state", control.text());

@@ -104,6 +104,7 @@ class ConsoleObserver : public FormObserver {
     const Control* state = nullptr;
     const Control* forwarded = nullptr;
     const Control* log = nullptr;
+    const Control* test = nullptr;  ///< the lines of an account's test
   };
 
   /// Observes the forms until it is destroyed. All must outlive it.
@@ -116,6 +117,7 @@ class ConsoleObserver : public FormObserver {
   void formChanged(const Form& form, FormChange what) override;
 
  private:
+  void printTest(const std::string& text);
   bool isNew(std::string& last, const Control& control) const;
 
   std::vector<Form*> forms_;
@@ -124,6 +126,7 @@ class ConsoleObserver : public FormObserver {
   std::string lastAction_;
   std::string lastState_;
   std::string lastForwarded_;
+  std::string lastTest_;
 };
 
 }  // namespace relaybird

@@ -41,6 +41,12 @@ class ConsoleProgram {
   /// Show the folders of the waiting and of the refused messages.
   virtual Result<void> waiting() = 0;
   virtual Result<void> refused() = 0;
+  /// Sets up mail, question by question.
+  virtual Result<void> setUp() = 0;
+  /// Tests the account that is set up; the result is printed line by line.
+  virtual Result<void> testSetup() = 0;
+  /// Sends a test message to the addresses that mail is forwarded to.
+  virtual Result<void> sendTestMessage() = 0;
   /// The state of the program.
   virtual std::vector<Fact> status() = 0;
   virtual std::vector<Setting> settings() = 0;

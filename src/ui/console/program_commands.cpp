@@ -12,6 +12,7 @@
 #include "prefs/address_lists.h"
 #include "ui/console/controls_as_text.h"
 #include "ui/console/quoting.h"
+#include "ui/console/setup_questions.h"
 #include "ui/forms/main/outbox_menu.h"
 
 namespace relaybird {
@@ -97,7 +98,7 @@ std::vector<Setting> settingsOf(const Form& form, const Control& tabs) {
 }
 
 ProgramCommands::ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
-                                 std::vector<Fact> facts, Manual manual,
+                                 std::function<std::vector<Fact>()> facts, Manual manual,
                                  std::string decimalSeparator)
     : forms_(forms),
       outgoing_(outgoing),
@@ -188,12 +189,41 @@ Result<void> ProgramCommands::refused() {
   return clickControl(forms_.main().mnuOpenRefused);
 }
 
+Result<void> ProgramCommands::setUp() {
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  forms_.main().openSetup();
+  return askForSetup(forms_.setup(), forms_.dialogs());
+}
+
+Result<void> ProgramCommands::testSetup() {
+  return withSetupOpen(forms_.setup().cmdTestAccount);
+}
+
+Result<void> ProgramCommands::sendTestMessage() {
+  return withSetupOpen(forms_.setup().cmdSendTest);
+}
+
+// The dialog closes by itself when the button's work is over.
+Result<void> ProgramCommands::withSetupOpen(Control& button) {
+  if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  if (forms_.main().mailbox().noMailbox()) {
+    return Error{0, "there is no mailbox yet; one is set up by: setup"};
+  }
+  forms_.setup().openFor(forms_.main(), button);
+  return {};
+}
+
 void ProgramCommands::addOutbox(std::vector<Fact>& facts) {
   const OutgoingState state = outgoing_.state();
   if (state.outbox.empty()) {
     return;
   }
-  facts.insert(facts.end(), {{"outbox", state.outbox},
+  facts.insert(facts.end(), {{"left-since", forms_.main().mailbox().since()},
+                             {"outbox", state.outbox},
                              {"waiting", std::to_string(outgoing_.waiting())},
                              {"left", std::to_string(state.left)},
                              {"refused", std::to_string(state.refused)}});
@@ -204,10 +234,12 @@ void ProgramCommands::addOutbox(std::vector<Fact>& facts) {
 
 std::vector<Fact> ProgramCommands::status() {
   frmRelaybird& main = forms_.main();
-  std::vector<Fact> facts = facts_;
+  std::vector<Fact> facts = facts_();
   const std::string& words = main.engine().session().storeWords();
   facts.insert(facts.end(),
-               {{"preferences", main.prf().GetPrefIniFname()},
+               {{"mailbox", main.mailbox().watched()},
+                {"delivery", main.mailbox().delivery() + "."},
+                {"preferences", main.prf().GetPrefIniFname()},
                 {"addresses", main.txtStatusFwdTo.text()},
                 {"format", main.picDestCellPhone.visible() ? "cell phone" : "standard e-mail"},
                 {"automation", main.txtStatus.text()},

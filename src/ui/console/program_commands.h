@@ -39,10 +39,11 @@ struct Manual {
 /// are refused while another window is in front of the main window.
 class ProgramCommands : public ConsoleProgram {
  public:
-  /// status() begins with `facts`. Numbers may be written with `decimalSeparator` in place of the
-  /// point. `forms` and `outgoing` must outlive it.
-  ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing, std::vector<Fact> facts,
-                  Manual manual, std::string decimalSeparator);
+  /// status() begins with what `facts` returns. Numbers may be written with `decimalSeparator` in
+  /// place of the point. `forms` and `outgoing` must outlive it.
+  ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
+                  std::function<std::vector<Fact>()> facts, Manual manual,
+                  std::string decimalSeparator);
 
   std::vector<Form*> forms() override { return forms_.forms(); }
   Result<void> start() override;
@@ -52,6 +53,9 @@ class ProgramCommands : public ConsoleProgram {
   Result<void> retry() override;
   Result<void> waiting() override;
   Result<void> refused() override;
+  Result<void> setUp() override;
+  Result<void> testSetup() override;
+  Result<void> sendTestMessage() override;
   std::vector<Fact> status() override;
   std::vector<Setting> settings() override;
   Result<void> changeSetting(std::string_view name, const std::string& value) override;
@@ -65,12 +69,13 @@ class ProgramCommands : public ConsoleProgram {
 
  private:
   Result<void> mainWindowTakesInput();
+  Result<void> withSetupOpen(Control& button);
   void addOutbox(std::vector<Fact>& facts);
   Result<void> storeSetting(const Control& control, const std::string& value);
 
   ProgramForms& forms_;
   OutgoingMail& outgoing_;
-  std::vector<Fact> facts_;
+  std::function<std::vector<Fact>()> facts_;
   Manual manual_;
   std::string decimalSeparator_;
 };

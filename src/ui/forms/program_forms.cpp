@@ -54,9 +54,11 @@ ProgramForms::ProgramForms(const ProgramWorld& world)
       main_(world_, log_),
       settings_(world_, main_.prf(), main_.engine().session(), log_),
       about_(world_),
+      setup_(world_, main_.prf(), log_),
       tray_(world_.tray, [this] { main_.SysTrayMouseEventHandler(); }),
       bridge_(std::make_unique<Bridge>(main_, settings_, world_.dialogs)) {
-  main_.connect({log_, settings_, about_, tray_});
+  main_.connect({log_, settings_, about_, tray_, setup_});
+  setup_.onStored([this] { return reopenMailbox(); });
   main_.prf().connectForms(*bridge_);
   for (Form* form : forms()) {
     form->onHelp([this](const std::string& topic) { main_.help().show(topic); });
@@ -97,6 +99,31 @@ void ProgramForms::readPreferencesAgain() {
   prf.UpdateEmailAddrOnMainForm();
 }
 
+// Forwarding goes on with another mailbox only when the user says so: what counts as existing mail
+// depends on when it was switched on.
+Result<void> ProgramForms::reopenMailbox() {
+  const EngineState& state = main_.engine().state();
+  if (state.m_bBusyFwd || state.syncBusy || state.passRunning || main_.owesResult() ||
+      main_.startWaits()) {
+    return Error{0,
+                 "A check or a synchronisation is running. The settings take effect when "
+                 "Relaybird is started again, or when you press OK again after the check."};
+  }
+  const bool wasOn = state.forwardingOn;
+  if (wasOn) {
+    main_.StopForwarding();
+  }
+  main_.releaseStore();
+  const Result<void> opened = world_.setup.reopen();
+  main_.storeOpened();
+  if (opened && wasOn) {
+    world_.dialogs.messageBox(
+        {"Forwarding has been switched off, because the mail settings have changed. Press Start to "
+         "switch it on again."});
+  }
+  return opened;
+}
+
 // A notice may be about something earlier; it then has its own time.
 void ProgramForms::handleNotice(const StoreNotice& notice) {
   if (notice.kind == StoreNotice::Kind::kVerbose) {
@@ -133,11 +160,11 @@ void ProgramForms::shutDown() {
 bool ProgramForms::idle() {
   const EngineState& state = main_.engine().state();
   return !state.m_bBusyFwd && !state.syncBusy && !state.passRunning && !main_.owesResult() &&
-         !main_.startWaits();
+         !main_.startWaits() && !(setup_.visible() && setup_.busy());
 }
 
 std::vector<Form*> ProgramForms::forms() {
-  return {&main_, &settings_, &log_, &about_};
+  return {&main_, &settings_, &log_, &about_, &setup_};
 }
 
 Form* ProgramForms::find(std::string_view name) {

@@ -15,6 +15,7 @@
 #include "ui/forms/mod_systray.h"
 #include "ui/forms/program_world.h"
 #include "ui/forms/settings/frm_prefs.h"
+#include "ui/forms/setup/frm_setup.h"
 
 namespace relaybird {
 
@@ -41,7 +42,7 @@ class ProgramForms {
   /// Whether nothing runs or waits to run: no check, no synchronisation, no start.
   bool idle();
 
-  /// frmRelaybird, frmPrefs, frmLog, frmAbout.
+  /// frmRelaybird, frmPrefs, frmLog, frmAbout, frmSetup.
   std::vector<Form*> forms();
   /// Finds a form by name, ignoring letter case; null if there is none.
   Form* find(std::string_view name);
@@ -50,10 +51,13 @@ class ProgramForms {
   frmRelaybird& main() { return main_; }
   frmPrefs& settings() { return settings_; }
   frmAbout& about() { return about_; }
+  frmSetup& setup() { return setup_; }
+  Dialogs& dialogs() { return world_.dialogs; }
   modSystray& tray() { return tray_; }
 
  private:
   class Bridge;
+  Result<void> reopenMailbox();
 
   const ProgramWorld world_;
   bool reportedUnexpected_ = false;
@@ -62,6 +66,7 @@ class ProgramForms {
   frmRelaybird main_;
   frmPrefs settings_;
   frmAbout about_;
+  frmSetup setup_;
   modSystray tray_;
   std::unique_ptr<Bridge> bridge_;
 };

@@ -17,6 +17,7 @@
 #include "ui/forms/form_world.h"
 #include "ui/forms/mod_systray.h"
 #include "ui/forms/model/dialogs.h"
+#include "ui/forms/setup/mail_setup.h"
 
 namespace relaybird {
 
@@ -50,6 +51,7 @@ struct ProgramWorld {
   TrayPlatform& tray;
   Notifications& notifications;
   Autostart& autostart;
+  MailSetup& setup;
   ProgramVersion version;
   /// The place of the help file until the preferences or the user name another one.
   std::string defaultHelpFile;

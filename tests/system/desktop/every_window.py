@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Opens every window and tab, one after the other."""
 
+SETUP_TABS = ("Your Mail", "Servers", "Sending", "Test")
 TABS = ("General", "Size", "Sender", "Text", "Cell Phone")
 
 
@@ -17,6 +18,15 @@ def every_window(case):
         yield "settings, " + tab, settings
     case.desktop.keys("Escape")
     settings.wait_gone()
+    main.choose("Edit", "Set Up Mail...")
+    setup = case.program.window("Set Up Mail")
+    for tab in SETUP_TABS:
+        page = setup.find(tab, "page tab")
+        page.click()
+        page.wait_for_state("selected")
+        yield "set-up, " + tab, setup
+    case.desktop.keys("Escape")
+    setup.wait_gone()
     yield from _closed(case, "log", case.open_log())
     main.choose("Help", "About...")
     yield from _closed(case, "about", case.program.window("About Relaybird"))

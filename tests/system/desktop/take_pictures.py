@@ -36,6 +36,7 @@ MAIL = (
     ("Only today", "Shop <shop@offers.example>"),
 )
 FORWARDED = 3
+SETUP_TABS = ("Your Mail", "Servers", "Sending", "Test")
 TABS = ("General", "Size", "Sender", "Text", "Cell Phone")
 
 
@@ -88,6 +89,19 @@ def settings(program, camera):
     window.wait_gone()
 
 
+def set_up(program, camera):
+    program.window(MAIN).choose("Edit", "Set Up Mail...")
+    window = program.window("Set Up Mail")
+    camera.take(window, "set-up-maildir")
+    window.find("An account at a mail provider", "radio button").click()
+    window.find("Your e-mail address:", "text").enter("ann@gmail.com")
+    for tab in SETUP_TABS:
+        show_tab(window, tab)
+        camera.take(window, "set-up-" + tab.lower().replace(" ", "-"))
+    window.find("Cancel", "push button").click()
+    window.wait_gone()
+
+
 def others(program, camera):
     main = program.window(MAIN)
     main.find("View Log ", "push button").click()
@@ -114,7 +128,7 @@ def take_all(program_file, help_file, folder, suffix, environment):
             home.deliver(subject, sender)
         program = desktop.run([program_file], home, environment)
         camera = Camera(desktop, folder, suffix)
-        for part in (main_window, settings, others):
+        for part in (main_window, settings, set_up, others):
             part(program, camera)
         program.leave()
 

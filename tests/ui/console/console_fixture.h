@@ -122,6 +122,9 @@ class SmallProgram : public ConsoleProgram {
   Result<void> retry() override { return Error{0, "a try is under way"}; }
   Result<void> waiting() override { return {}; }
   Result<void> refused() override { return {}; }
+  Result<void> setUp() override { return {}; }
+  Result<void> testSetup() override { return Error{0, "tested"}; }
+  Result<void> sendTestMessage() override { return Error{0, "sent"}; }
   std::vector<Fact> status() override { return {{"automation", "Stopped"}}; }
   std::vector<Setting> settings() override {
     return {{"General", "txtName", window.txtName.text(), "Name:"}};

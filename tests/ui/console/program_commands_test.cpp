@@ -19,8 +19,8 @@ class ProgramCommandsTest : public ProgramTest {
  protected:
   ProgramCommands& commands() {
     if (!commands_) {
-      commands_ = std::make_unique<ProgramCommands>(program(), outgoing_, std::vector<Fact>{},
-                                                    Manual{}, decimalSeparator_);
+      commands_ = std::make_unique<ProgramCommands>(
+          program(), outgoing_, [] { return std::vector<Fact>{}; }, Manual{}, decimalSeparator_);
     }
     return *commands_;
   }

@@ -18,6 +18,7 @@
 #include "support/fake_timers.h"
 #include "support/recording_reports.h"
 #include "support/scripted_dialogs.h"
+#include "ui/forms/fake_mail_setup.h"
 #include "ui/forms/program_world.h"
 
 namespace relaybird {
@@ -213,6 +214,7 @@ class FakeWorld {
             .tray = tray_,
             .notifications = notifications_,
             .autostart = autostart_,
+            .setup = setup_,
             .version = version,
             .defaultHelpFile = helpFile_,
             .decimalSeparator = decimalSeparator_};
@@ -238,6 +240,7 @@ class FakeWorld {
   FakeTray tray_;
   FakeNotifications notifications_;
   FakeAutostart autostart_;
+  FakeMailSetup setup_;
   std::string helpFile_ = "/opt/rbx.chm";
   std::string decimalSeparator_ = ".";
 };

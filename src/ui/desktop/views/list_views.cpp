@@ -275,14 +275,19 @@ class ComboView : public WidgetView {
       for (const std::string& entry : control_.list()) {
         choice_->Append(toWx(entry));
       }
+      showChoice();
     } else if (what == Change::kValue) {
-      const bool known = control_.value() >= 0 &&
-                         static_cast<std::size_t>(control_.value()) < control_.list().size();
-      choice_->SetSelection(known ? control_.value() : wxNOT_FOUND);
+      showChoice();
     }
   }
 
  private:
+  void showChoice() {
+    const bool known = control_.value() >= 0 &&
+                       static_cast<std::size_t>(control_.value()) < control_.list().size();
+    choice_->SetSelection(known ? control_.value() : wxNOT_FOUND);
+  }
+
   wxChoice* choice_;
 };
 

@@ -7,7 +7,8 @@ DesktopWindows::DesktopWindows(ProgramForms& forms, WindowPlaces& places)
     : main_(new MainWindow(forms.main(), places)),
       settings_(*main_, forms.settings()),
       log_(*main_, forms.log()),
-      about_(*main_, forms.about()) {}
+      about_(*main_, forms.about()),
+      setup_(*main_, forms.setup()) {}
 
 // The other windows are children of the main window and are destroyed with it.
 void DesktopWindows::destroy() {
@@ -25,14 +26,19 @@ void DesktopWindows::bringToFront() {
 }
 
 wxWindow* DesktopWindows::front() {
-  for (wxTopLevelWindow* window : {settings_.window(), about_.window(), log_.window()}) {
+  for (wxTopLevelWindow* window :
+       {settings_.window(), setup_.window(), about_.window(), log_.window()}) {
     if (window != nullptr && window->IsShown() && window->IsActive()) {
       return window;
     }
   }
-  // None has the focus: the settings are modal, so they come before the main window.
-  wxTopLevelWindow* settings = settings_.window();
-  return settings != nullptr && settings->IsShown() ? static_cast<wxWindow*>(settings) : main_;
+  // None has the focus: these are modal, so they come before the main window.
+  for (wxTopLevelWindow* dialog : {settings_.window(), setup_.window()}) {
+    if (dialog != nullptr && dialog->IsShown()) {
+      return dialog;
+    }
+  }
+  return main_;
 }
 
 }  // namespace relaybird::desktop

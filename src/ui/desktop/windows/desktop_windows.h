@@ -8,6 +8,7 @@
 #include "ui/desktop/windows/log_window.h"
 #include "ui/desktop/windows/main_window.h"
 #include "ui/desktop/windows/settings_window.h"
+#include "ui/desktop/windows/setup_window.h"
 #include "ui/forms/model/form.h"
 #include "ui/forms/program_forms.h"
 
@@ -60,7 +61,8 @@ class DesktopWindows {
   void bringToFront();
   /// Destroys all windows.
   void destroy();
-  /// The parent for a new box: the active window, else the settings if open, else the main window.
+  /// The parent for a new box: the active window, else the settings or the set-up if open, else the
+  /// main window.
   wxWindow* front();
 
  private:
@@ -68,6 +70,7 @@ class DesktopWindows {
   LazyWindow<SettingsWindow, frmPrefs> settings_;
   LazyWindow<LogWindow, frmLog> log_;
   LazyWindow<AboutWindow, frmAbout> about_;
+  LazyWindow<SetupWindow, frmSetup> setup_;
 };
 
 }  // namespace relaybird::desktop

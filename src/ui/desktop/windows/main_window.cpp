@@ -38,6 +38,10 @@ MainWindow::MainWindow(frmRelaybird& form, WindowPlaces& places)
   SetIcons(programIcons());
   SetMenuBar(menuBar());
   auto* panel = panel_ = new wxPanel(this);
+  auto* mailbox = new wxBoxSizer(wxHORIZONTAL);
+  mailbox->Add(add(panel, form.lblMailbox), wxSizerFlags(1).CentreVertical());
+  mailbox->Add(add(panel, form.cmdSetUpMail),
+               wxSizerFlags().CentreVertical().Border(wxLEFT, scaled(*this, kMargin)));
   auto* top = new wxBoxSizer(wxHORIZONTAL);
   top->Add(commands(panel), wxSizerFlags().CentreVertical());
   top->AddStretchSpacer();
@@ -53,6 +57,7 @@ MainWindow::MainWindow(frmRelaybird& form, WindowPlaces& places)
   auto* all = new wxBoxSizer(wxVERTICAL);
   const wxSizerFlags part =
       wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxTOP, scaled(*this, kMargin));
+  all->Add(mailbox, part);
   all->Add(top, part);
   all->Add(middle, wxSizerFlags(part).Proportion(1));
   all->Add(bottom, part);
@@ -170,7 +175,8 @@ void MainWindow::controlChanged(const Control& control, Change what) {
   } else if (&control == &frm_.lblCheckFailure) {
     reportFailure();
   }
-  const bool note = &control == &frm_.lblCheckFailure || &control == &frm_.lblOutbox;
+  const bool note = &control == &frm_.lblCheckFailure || &control == &frm_.lblOutbox ||
+                    &control == &frm_.lblMailbox || &control == &frm_.cmdSetUpMail;
   if (note && (what == Change::kVisible || what == Change::kText)) {
     makeRoom();
   }

@@ -13,6 +13,7 @@
 #include "ui/forms/frm_about.h"
 #include "ui/forms/mod_systray.h"
 #include "ui/forms/settings/frm_prefs.h"
+#include "ui/forms/setup/frm_setup.h"
 
 namespace relaybird {
 namespace {
@@ -71,13 +72,15 @@ std::shared_ptr<AutomationObject> tryCreate(ObjectFactory& objects, std::string_
 frmRelaybird::frmRelaybird(const ProgramWorld& world, ActivityLog& log)
     : world_(world),
       log_(log),
-      display_(*this, world.screen, [this] { test_.checkEnded(); }),
+      display_(
+          *this, world.screen, [this] { test_.checkEnded(); }, [this] { mailbox_.show(); }),
       attention_(world.notifications, world.clock, [this] { showFailure(); }),
       help_(world),
       prf_(prefWorld()),
       engine_(engineWorld()),
       steps_(world, log, prf_, engine_),
       outbox_(*this, world, log, attention_),
+      mailbox_(*this, world, prf_),
       test_(*this, world, log, steps_, outbox_),
       startTimer_(world.timers.makeTimer(kStartLook, [this] { startTimerTick(); })) {
   tmrSync.follow(engine_.schedule().tmrSync());
@@ -128,8 +131,11 @@ void frmRelaybird::connect(OtherForms forms) {
 }
 
 void frmRelaybird::wireCommands() {
+  outbox_.onShow([this] { mailbox_.show(); });
   cmdClose.onClick([this] { unload(); });
   mnuExit.onClick([this] { unload(); });
+  cmdSetUpMail.onClick([this] { openSetup(); });
+  mnuSetUpMail.onClick([this] { openSetup(); });
   cmdPrefs.onClick([this] { showprefs(); });
   mnuPreferences.onClick([this] { showprefs(); });
   cmdStart.onClick([this] { StartForwarding(); });
@@ -194,6 +200,35 @@ void frmRelaybird::showprefs() {
   settings().showModal(*this);
 }
 
+void frmRelaybird::openSetup() {
+  forms_->setup.open(*this);
+}
+
+void frmRelaybird::offerSetup() {
+  const bool wanted =
+      mailbox_.noMailbox() && modal() == nullptr && !state().ending &&
+      world_.dialogs.messageBox({"No mailbox has been set up yet, so there is nothing to check."
+                                 "\r\n\r\nDo you want to set up mail now?",
+                                 "Set Up Mail", BoxButtons::kYesNo}) == BoxAnswer::kYes;
+  if (wanted && modal() == nullptr) {
+    openSetup();
+  }
+}
+
+void frmRelaybird::releaseStore() {
+  engine_.session().release();
+  utility_.reset();
+}
+
+// A try to send again that waited for the former store never ends.
+void frmRelaybird::storeOpened() {
+  utility_ = tryCreate(world_.objects, prog_id::kUtility);
+  mnuTryAgain.setEnabled(true);
+  mnuOutbox.setVisible(!world_.outgoing.state().outbox.empty());
+  outbox_.show();
+  mailbox_.read();
+}
+
 // The dialog is filled at start-up already, because switching forwarding on reads the settings from
 // it.
 bool frmRelaybird::load() {
@@ -220,6 +255,7 @@ bool frmRelaybird::probeComponents() {
   }
   prf_.UpdateEmailAddrOnMainForm();
   outbox_.show();
+  mailbox_.read();
   if (!tryCreate(world_.objects, prog_id::kDictionary)) {
     steps_.say(
         "You are missing a necessary component on your PC.  You need to have the Microsoft "
@@ -287,8 +323,11 @@ void frmRelaybird::StartForwarding(bool bAutoStart) {
     return;
   }
   startTimer_->setEnabled(false);  // this call replaces a start that waits
-  const bool ready =
-      openSession() && askForAddress() && storeSettings() && confirmAddresses(bAutoStart);
+  const bool session = openSession();
+  if (!session && !bAutoStart) {
+    offerSetup();
+  }
+  const bool ready = session && askForAddress() && storeSettings() && confirmAddresses(bAutoStart);
   if (ready && !state().ending) {
     switchOn(bAutoStart);
   } else {

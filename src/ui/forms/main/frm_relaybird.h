@@ -14,6 +14,7 @@
 #include "ui/forms/help_file.h"
 #include "ui/forms/main/attention.h"
 #include "ui/forms/main/forwarding_steps.h"
+#include "ui/forms/main/mailbox_line.h"
 #include "ui/forms/main/main_controls.h"
 #include "ui/forms/main/outbox_menu.h"
 #include "ui/forms/main/test_cycle.h"
@@ -23,6 +24,7 @@ namespace relaybird {
 
 class frmAbout;
 class frmPrefs;
+class frmSetup;
 class modSystray;
 
 /// How far long work has come.
@@ -44,6 +46,7 @@ struct OtherForms {
   frmPrefs& settings;
   frmAbout& about;
   modSystray& tray;
+  frmSetup& setup;
 };
 
 class frmRelaybird : public MainControls {
@@ -59,6 +62,7 @@ class frmRelaybird : public MainControls {
   HelpFile& help() { return help_; }
   Alerts& alerts() { return attention_; }
   OutboxMenu& outbox() { return outbox_; }
+  MailboxLine& mailbox() { return mailbox_; }
   frmPrefs& settings();
   /// Since when checks have failed, and why; empty after a check that succeeded.
   const std::optional<Attention::Failure>& checkFailure() const { return attention_.failure(); }
@@ -83,6 +87,14 @@ class frmRelaybird : public MainControls {
   void StopForwarding();
   /// Makes one check while forwarding is off (TestCycle::run).
   bool testCycle() { return test_.run(); }
+  /// Opens the dialog that sets up mail.
+  void openSetup();
+  /// Offers to open it if there is no mailbox yet.
+  void offerSetup();
+  /// Drops all objects of the mail store, before another one is opened. Nothing may be running.
+  void releaseStore();
+  /// Another store has been opened, or none could be.
+  void storeOpened();
   /// Opens the settings dialog with the stored values.
   void showprefs();
   /// The same at one of its tabs (PrefsTab).
@@ -138,6 +150,7 @@ class frmRelaybird : public MainControls {
   ForwardingEngine engine_;
   ForwardingSteps steps_;
   OutboxMenu outbox_;
+  MailboxLine mailbox_;
   TestCycle test_;
   /// Held for as long as the window lives, so that the safe-item library stays loaded.
   std::shared_ptr<AutomationObject> utility_;

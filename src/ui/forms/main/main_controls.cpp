@@ -53,6 +53,7 @@ MainControls::MainControls() : Form("frmRelaybird", std::string(kProgramTitle)) 
   lblOutbox.setVisible(false);
   lblCheckFailure.setForeColor(kStoppedRed);
   lblCheckFailure.setVisible(false);
+  cmdSetUpMail.setVisible(false);
 }
 
 void MainControls::placeInFrames() {
@@ -74,7 +75,7 @@ void MainControls::giveShortcuts() {
 
 void MainControls::placeInMenus() {
   putInto(mnuFile, {&mnuStart, &mnuStop, &mnuAutostart, &mnuExit});
-  putInto(mnuEdit, {&mnuPreferences});
+  putInto(mnuEdit, {&mnuPreferences, &mnuSetUpMail});
   putInto(mnuOutbox, {&mnuTryAgain, &mnuOpenWaiting, &mnuOpenRefused});
   putInto(mnuDiagnostics, {&mnuTest, &mnuViewLog});
   mnuTest.makeAliasOf(cmdForwardNow);
@@ -84,8 +85,12 @@ void MainControls::placeInMenus() {
   RcPopup.setVisible(false);
 }
 
-MainDisplay::MainDisplay(MainControls& window, Screen& screen, std::function<void()> onTestOver)
-    : window_(window), screen_(screen), onTestOver_(std::move(onTestOver)) {}
+MainDisplay::MainDisplay(MainControls& window, Screen& screen, std::function<void()> onTestOver,
+                         std::function<void()> onMinute)
+    : window_(window),
+      screen_(screen),
+      onTestOver_(std::move(onTestOver)),
+      onMinute_(std::move(onMinute)) {}
 
 void MainDisplay::lblCurrentActions(const std::string& text) {
   window_.lblCurrentActions.setText(text);
@@ -101,6 +106,7 @@ void MainDisplay::txtNumberForwarded(const std::string& text) {
 
 void MainDisplay::txtMinToNextFwd(const std::string& text) {
   window_.txtMinToNextFwd.setText(text);
+  onMinute_();
 }
 
 // The engine enables the command only when a test cycle has ended.

@@ -76,6 +76,11 @@ class MainControls : public Form {
   Control mnuRestore{*this, ControlKind::kMenu, "mnuRestore", "Restore"};
   /// Shown from a failed check until the next one that succeeds.
   Control lblCheckFailure{*this, ControlKind::kLabel, "lblCheckFailure"};
+  /// Which mailbox is watched and how forwards leave.
+  Control lblMailbox{*this, ControlKind::kLabel, "lblMailbox"};
+  /// Shown while there is no mailbox.
+  Control cmdSetUpMail{*this, ControlKind::kButton, "cmdSetUpMail", "Set &up mail..."};
+  Control mnuSetUpMail{*this, ControlKind::kMenu, "mnuSetUpMail", "Set &Up Mail..."};
 
  private:
   void placeInFrames();
@@ -86,8 +91,10 @@ class MainControls : public Form {
 /// Implements the engine's reports with the main window's controls.
 class MainDisplay : public EngineDisplay {
  public:
-  /// Both must outlive it. `onTestOver` is called when the engine has ended a test cycle.
-  MainDisplay(MainControls& window, Screen& screen, std::function<void()> onTestOver);
+  /// Both must outlive it. `onTestOver` is called when the engine has ended a test cycle,
+  /// `onMinute` when the minutes to the next check have changed.
+  MainDisplay(MainControls& window, Screen& screen, std::function<void()> onTestOver,
+              std::function<void()> onMinute);
 
   void lblCurrentActions(const std::string& text) override;
   std::string txtNumberForwarded() const override;
@@ -101,6 +108,7 @@ class MainDisplay : public EngineDisplay {
   MainControls& window_;
   Screen& screen_;
   std::function<void()> onTestOver_;
+  std::function<void()> onMinute_;
 };
 
 }  // namespace relaybird

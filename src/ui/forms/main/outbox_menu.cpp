@@ -70,6 +70,7 @@ OutboxMenu::OutboxMenu(MainControls& window, const ProgramWorld& world, Activity
 void OutboxMenu::showText(const std::string& text) {
   window_.lblOutbox.setText(text);
   window_.lblOutbox.setVisible(!text.empty());
+  onShow_();
 }
 
 void OutboxMenu::show() {

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/engine_world.h"
@@ -41,6 +43,8 @@ class OutboxMenu {
   OutboxMenu(MainControls& window, const ProgramWorld& world, ActivityLog& log,
              Attention& attention);
 
+  /// Called each time when the state of the outbox is shown.
+  void onShow(std::function<void()> reaction) { onShow_ = std::move(reaction); }
   /// Shows in the window what keeps mail from leaving now.
   void show();
   /// Also writes it to the log, and notifies the user of addresses that were stopped.
@@ -62,6 +66,7 @@ class OutboxMenu {
   const ProgramWorld& world_;
   ActivityLog& log_;
   Attention& attention_;
+  std::function<void()> onShow_ = [] {};
   std::shared_ptr<int> alive_ = std::make_shared<int>();  ///< expires with this object
 };
 

@@ -187,6 +187,7 @@ bool TestCycle::opensSession() {
                      bracketed("CheckOlkVer", [this] { return steps_.checkVersion(); });
   if (!opens) {
     engine_.status().SetStatusToPreset();
+    window_.offerSetup();
   }
   return opens;
 }

@@ -75,17 +75,19 @@ TEST_F(AskingTest, TheControlsThatMayAskAreThese) {
   makeBrokenProgram();
   EXPECT_THAT(
       namesWhere([](const Control& each) { return each.asks(); }),
-      ElementsAre(
-          "frmRelaybird.cmdToSysTray", "frmRelaybird.picTextToEmail", "frmRelaybird.cmdForwardNow",
-          "frmRelaybird.picDestPc", "frmRelaybird.cmdPrefs", "frmRelaybird.picTextFwdToCell",
-          "frmRelaybird.picDestCellPhone", "frmRelaybird.txtStatusFwdTo", "frmRelaybird.cmdStart",
-          "frmRelaybird.mnuStart", "frmRelaybird.mnuAutostart", "frmRelaybird.mnuPreferences",
-          "frmRelaybird.mnuTryAgain", "frmRelaybird.mnuOpenWaiting", "frmRelaybird.mnuOpenRefused",
-          "frmRelaybird.mnuTest", "frmRelaybird.mnuIndex", "frmPrefs.cmdValidateAd",
-          "frmPrefs.chkForwardingOnAtStartup", "frmPrefs.chkForwardStart",
-          "frmPrefs.cmdGetSenderName", "frmPrefs.cmdOK", "frmPrefs.cmdApply",
-          "frmLog.cmdCopyToClip", "frmLog.cmdSaveAs", "frmLog.mnuCopy", "frmLog.mnuCopyAll",
-          "frmLog.mnuSaveAs", "frmAbout.cmdSysInfo", "frmAbout.lnkHomepage"));
+      ElementsAre("frmRelaybird.cmdToSysTray", "frmRelaybird.picTextToEmail",
+                  "frmRelaybird.cmdForwardNow", "frmRelaybird.picDestPc", "frmRelaybird.cmdPrefs",
+                  "frmRelaybird.picTextFwdToCell", "frmRelaybird.picDestCellPhone",
+                  "frmRelaybird.txtStatusFwdTo", "frmRelaybird.cmdStart", "frmRelaybird.mnuStart",
+                  "frmRelaybird.mnuAutostart", "frmRelaybird.mnuPreferences",
+                  "frmRelaybird.mnuTryAgain", "frmRelaybird.mnuOpenWaiting",
+                  "frmRelaybird.mnuOpenRefused", "frmRelaybird.mnuTest", "frmRelaybird.mnuIndex",
+                  "frmPrefs.cmdValidateAd", "frmPrefs.chkForwardingOnAtStartup",
+                  "frmPrefs.chkForwardStart", "frmPrefs.cmdGetSenderName", "frmPrefs.cmdOK",
+                  "frmPrefs.cmdApply", "frmLog.cmdCopyToClip", "frmLog.cmdSaveAs", "frmLog.mnuCopy",
+                  "frmLog.mnuCopyAll", "frmLog.mnuSaveAs", "frmAbout.cmdSysInfo",
+                  "frmAbout.lnkHomepage", "frmSetup.lnkProviderPage", "frmSetup.cmdTestAccount",
+                  "frmSetup.cmdSendTest", "frmSetup.cmdOK"));
 }
 
 TEST_F(AskingTest, TheSettingsOpenDuringAPauseWhereNothingContradicts) {

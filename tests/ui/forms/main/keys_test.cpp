@@ -65,6 +65,7 @@ TEST_F(KeysTest, EveryWindowHasItsShortcutsEachOnce) {
                                    Pair("Shift+F3", "cmdFindPrevious")));
   EXPECT_THAT(shortcutsOf(program().settings()), ElementsAre(Pair("Ctrl+W", "cmdCancel")));
   EXPECT_THAT(shortcutsOf(program().about()), ElementsAre(Pair("Ctrl+W", "cmdOk")));
+  EXPECT_THAT(shortcutsOf(program().setup()), ElementsAre(Pair("Ctrl+W", "cmdCancel")));
 }
 
 TEST_F(KeysTest, NoShortcutSendsWithoutAQuestion) {

@@ -75,6 +75,9 @@ const std::vector<Row>& rows() {
       {"RcPopup", Kind::kMenu, "RcPopup", true, false},
       {"mnuRestore", Kind::kMenu, "Restore", true, true, "RcPopup"},
       {"lblCheckFailure", Kind::kLabel, "", true, false, "frmStatus"},
+      {"lblMailbox", Kind::kLabel, ""},
+      {"cmdSetUpMail", Kind::kButton, "Set &up mail...", true, false},
+      {"mnuSetUpMail", Kind::kMenu, "Set &Up Mail...", true, true, "mnuEdit"},
   };
   return kRows;
 }

@@ -1,0 +1,335 @@
+// SPDX-License-Identifier: MIT
+// Opens each connection as the store and the delivery do, then goes one step further: the inbox is
+// opened and its unread messages are counted, and the server for sending is asked whether it would
+// take mail from this address. That question (MAIL) is taken back at once (RSET), so nothing is
+// sent.
+#include "app/account_test.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "mail/sign_in_source.h"
+#include "outbox/delivery/smtp_reply.h"
+#include "outbox/delivery/smtp_words.h"
+#include "stores/account/imap_client.h"
+
+namespace relaybird {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// For opening a connection, and for the answers after that.
+constexpr milliseconds kLimit{30'000};
+// How soon a request to stop is noticed.
+constexpr milliseconds kSlice{100};
+constexpr std::size_t kReadAtOnce = 16384;
+
+using Kind = TestLine::Kind;
+
+class AccountTest {
+ public:
+  AccountTest(const AccountTestWorld& world, const MailSettings& settings,
+              const TypedSecrets& secrets, std::stop_token stop,
+              const std::function<void(const TestLine&)>& line)
+      : world_(world),
+        settings_(settings),
+        secrets_(secrets),
+        stop_(std::move(stop)),
+        line_(line) {}
+
+  // Reading and sending are independent, so the second is tested whatever the first gave.
+  bool run() {
+    network_ = world_.network();
+    const bool reads = settings_.mailbox == MailboxKind::kMaildir ? maildir() : inbox();
+    const bool sends = !stopped() && sending();
+    if (stopped()) {
+      say(Kind::kNote, "The test was stopped.");
+    }
+    return reads && sends && !stopped();
+  }
+
+ private:
+  bool stopped() const { return stop_.stop_requested(); }
+  void say(Kind kind, std::string text) const { line_({kind, std::move(text)}); }
+
+  bool problem(std::string text, std::string advice = {}) const {
+    if (!stopped()) {
+      say(Kind::kProblem, std::move(text));
+      if (!advice.empty()) {
+        say(Kind::kAdvice, std::move(advice));
+      }
+    }
+    return false;
+  }
+
+  bool maildir() const {
+    std::size_t messages = 0;
+    for (const char* part : {"/new", "/cur"}) {
+      const auto found = world_.files.list(settings_.maildir + part);
+      if (!found) {
+        return problem(
+            settings_.maildir + " is not a Maildir that can be read: " + found.error().text,
+            "Choose a folder that has the folders new and cur.");
+      }
+      messages += found->size();
+    }
+    say(Kind::kGood, "The Maildir " + settings_.maildir + " was opened; it has " +
+                         counted(messages, "message") + ".");
+    return true;
+  }
+
+  bool inbox() {
+    say(Kind::kNote, "Reading mail:");
+    const auto connection = connect(settings_.imap, settings_.imap, secrets_.imap);
+    return connection && openInbox(*connection);
+  }
+
+  bool sending() {
+    switch (settings_.delivery) {
+      case DeliveryKind::kNone:
+        say(Kind::kNote,
+            "Forwards stay in the outbox on this computer, so there is nothing to test "
+            "about sending.");
+        return true;
+      case DeliveryKind::kSendmail:
+        return sendmail();
+      case DeliveryKind::kSmtp:
+        break;
+    }
+    say(Kind::kNote, "Sending mail:");
+    const bool shared = settings_.smtp.secret == SecretSource::kSameAsImap;
+    const auto connection = connect(settings_.smtp, settings_.smtpSecretOwner(),
+                                    shared ? secrets_.imap : secrets_.smtp);
+    return connection && askToSend(*connection);
+  }
+
+  bool sendmail() const {
+    const std::string program = settings_.sendmail.substr(0, settings_.sendmail.find(' '));
+    const auto resolved = world_.files.resolve(program);
+    const auto found = world_.files.inspect(resolved ? *resolved : program);
+    if (!found || found->type != FileType::kRegular) {
+      return problem("The command " + program + " does not exist.",
+                     "Choose another command, by its full path.");
+    }
+    say(Kind::kGood,
+        "The command " + program + " exists. Whether it delivers, a test message shows.");
+    return true;
+  }
+
+  std::optional<SignIn> signInOf(const AccountSettings& account, const AccountSettings& owner,
+                                 const Secret& typed) {
+    if (!typed.empty()) {
+      return SignIn{account.user, account.signIn.value_or(SignInMethod::kPassword), typed};
+    }
+    SignInSource source(world_.secrets, world_.files, account, owner);
+    SignInMaterial material = source.get(stop_);
+    if (!material.signIn) {
+      problem("There is no password for " + account.server.host + ": " + material.failure.words);
+    }
+    return std::move(material.signIn);
+  }
+
+  std::unique_ptr<Connection> connect(const AccountSettings& account, const AccountSettings& owner,
+                                      const Secret& typed) {
+    std::optional<SignIn> signIn;
+    if (account.signIn) {
+      signIn = signInOf(account, owner, typed);
+      if (!signIn) {
+        return nullptr;
+      }
+    }
+    auto connection = network_->connect(account.server, signIn, kLimit, {});
+    ConnectStep done = ConnectStep::kResolve;
+    while (connection->state() == Connection::State::kOpening && !stopped()) {
+      network_->wait(kSlice);
+      sayStepsUpTo(connection->failure() ? connection->failure()->step : connection->step(), done,
+                   account);
+    }
+    if (connection->state() == Connection::State::kOpen) {
+      return connection;
+    }
+    if (connection->failure()) {
+      failed(account.server, *connection->failure());
+    }
+    return nullptr;
+  }
+
+  // Each step that was reached means that those before it have succeeded.
+  void sayStepsUpTo(ConnectStep reached, ConnectStep& done, const AccountSettings& account) const {
+    const MailServer& server = account.server;
+    while (done < reached) {
+      switch (done) {
+        case ConnectStep::kResolve:
+          say(Kind::kGood, "The server " + server.host + " was found.");
+          break;
+        case ConnectStep::kConnect:
+          say(Kind::kGood, "It answers at port " + std::to_string(server.port) + ".");
+          break;
+        case ConnectStep::kEncrypt:
+          say(Kind::kGood, server.security == Security::kNone
+                               ? "The connection is not encrypted, as the settings say."
+                               : "The connection is encrypted, and the certificate is valid.");
+          break;
+        case ConnectStep::kSignIn:
+          if (account.signIn) {
+            say(Kind::kGood, "Signed in as " + account.user + ".");
+          }
+          break;
+        case ConnectStep::kReady:
+          return;
+      }
+      done = static_cast<ConnectStep>(static_cast<int>(done) + 1);
+    }
+  }
+
+  void failed(const MailServer& server, const ConnectFailure& failure) const {
+    const std::string words = connectWords(server, failure);
+    const std::size_t line = words.find('\n');
+    problem(words.substr(0, line),
+            line == std::string::npos ? std::string() : words.substr(line + 1));
+  }
+
+  // Sends `output` and hands in what arrives, until `over`; false on the end of the connection, a
+  // stop, or silence.
+  bool converse(Connection& connection, std::string& output,
+                const std::function<void(std::string_view)>& received,
+                const std::function<bool()>& over, const MailServer& server) {
+    milliseconds until = network_->steadyTime() + kLimit;
+    while (!over()) {
+      output.erase(0, connection.send(output));
+      connection.wantToSend(!output.empty());
+      std::string bytes;
+      if (connection.receive(bytes, kReadAtOnce) > 0) {
+        received(bytes);
+        until = network_->steadyTime() + kLimit;
+        continue;
+      }
+      if (connection.state() == Connection::State::kEnded) {
+        failed(server, connection.failure().value_or(ConnectFailure{}));
+        return false;
+      }
+      if (stopped()) {
+        return false;
+      }
+      if (network_->steadyTime() >= until) {
+        return problem(server.host + " does not answer any more.", "Try again later.");
+      }
+      network_->wait(kSlice);
+    }
+    return true;
+  }
+
+  bool openInbox(Connection& connection) {
+    ImapClient client({[](ImapHead) {}, [](ImapBody) {}, [] {}}, {});
+    std::optional<Result<ImapOpened>> opened;
+    std::optional<Result<UidSet>> unread;
+    client.capability([&](const Result<void>&) {
+      client.identify(world_.version);
+      client.select(settings_.folder, [&](const Result<ImapOpened>& result) {
+        opened = result;
+        if (result) {
+          client.searchUnseen([&](const Result<UidSet>& found) { unread = found; });
+        }
+      });
+    });
+    const auto over = [&] {
+      return unread || (opened && !*opened) || !client.dialogue().fault().empty() ||
+             client.dialogue().bye();
+    };
+    if (!converse(
+            connection, client.dialogue().output(),
+            [&](std::string_view bytes) { client.dialogue().received(bytes); }, over,
+            settings_.imap.server)) {
+      return false;
+    }
+    return sayInbox(client, opened, unread);
+  }
+
+  bool sayInbox(const ImapClient& client, const std::optional<Result<ImapOpened>>& opened,
+                const std::optional<Result<UidSet>>& unread) const {
+    if (const auto& bye = client.dialogue().bye()) {
+      return problem("The server has ended the connection: " + *bye, "Try again later.");
+    }
+    if (!client.dialogue().fault().empty()) {
+      return problem("The server says what no mail server says: " + client.dialogue().fault(),
+                     "Check server and port.");
+    }
+    if (opened && !*opened) {
+      return problem(
+          "The folder " + settings_.folder + " could not be opened: " + opened->error().text,
+          "Check that access by mail programs (IMAP) is switched on in the settings of "
+          "the provider's web site, and the name of the folder.");
+    }
+    if (!*unread) {
+      return problem("The unread messages could not be listed: " + unread->error().text);
+    }
+    say(Kind::kGood, "The folder " + settings_.folder + " was opened; it has " +
+                         counted(static_cast<std::size_t>((*unread)->count()), "unread message") +
+                         ".");
+    if ((*opened)->readOnly) {
+      return problem("The folder can only be read, so messages cannot be marked as read there.",
+                     "Ask the owner of the folder for the right to change it.");
+    }
+    return true;
+  }
+
+  bool askToSend(Connection& connection) {
+    SmtpReplyReader reader;
+    std::optional<SmtpReply> reply;
+    // A reply is awaited before the next command, which every server takes.
+    const auto ask = [&](std::string output) {
+      reply.reset();
+      return converse(
+                 connection, output,
+                 [&](std::string_view bytes) {
+                   reader.add(bytes);
+                   if (!reply) {
+                     reply = reader.take();
+                   }
+                 },
+                 [&] { return reply || reader.nonsense(); }, settings_.smtp.server) &&
+             reply;
+    };
+    if (!ask("MAIL FROM:<" + settings_.address + ">\r\n")) {
+      return reader.nonsense()
+                 ? problem("The server says what no mail server says: " + *reader.nonsense())
+                 : false;
+    }
+    if (!reply->positive()) {
+      return problem("The server for sending does not take mail from " + settings_.address + ": " +
+                         reply->words(),
+                     smtpHint(*reply));
+    }
+    (void)ask("RSET\r\n");
+    say(Kind::kGood, "The server for sending takes mail from " + settings_.address + ".");
+    return true;
+  }
+
+  static std::string counted(std::size_t count, const char* what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+  }
+
+  const AccountTestWorld& world_;
+  const MailSettings& settings_;
+  const TypedSecrets& secrets_;
+  std::stop_token stop_;
+  const std::function<void(const TestLine&)>& line_;
+  std::unique_ptr<Network> network_;
+};
+
+}  // namespace
+
+bool testAccount(const AccountTestWorld& world, const MailSettings& settings,
+                 const TypedSecrets& secrets, std::stop_token stop,
+                 const std::function<void(const TestLine&)>& line) {
+  return AccountTest(world, settings, secrets, std::move(stop), line).run();
+}
+
+}  // namespace relaybird

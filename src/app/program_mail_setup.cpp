@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+#include "app/program_mail_setup.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "mail/sign_in_source.h"
+#include "platform/text/ascii_text.h"
+
+namespace relaybird {
+
+namespace {
+
+// A configuration file that is larger is not one.
+constexpr std::size_t kConfigurationLimit = 65536;
+
+std::string contentsOf(FileSystem& files, const std::string& path) {
+  const auto resolved = files.resolve(path);
+  const auto file = files.open(resolved ? *resolved : path);
+  if (!file) {
+    return {};
+  }
+  std::string text(kConfigurationLimit, '\0');
+  const auto size = (*file)->readAt(0, text.data(), text.size());
+  text.resize(size ? *size : 0);
+  return text;
+}
+
+// The value of a line "KEY VALUE", without quotes; empty for another key.
+std::string valueOf(std::string_view line, std::string_view key) {
+  line = trimmed(line);
+  if (!equalsAsciiCase(line.substr(0, key.size()), key) || line.size() <= key.size() ||
+      !isBlank(line[key.size()])) {
+    return {};
+  }
+  return std::string(trimmed(line.substr(key.size()), " \t\""));
+}
+
+}  // namespace
+
+ProgramMailSetup::ProgramMailSetup(AccountTestWorld world, EventQueue& events, LocalIdentity user,
+                                   std::function<Result<void>()> reopen)
+    : world_(std::move(world)),
+      events_(events),
+      user_(std::move(user)),
+      reopen_(std::move(reopen)) {}
+
+ProgramMailSetup::~ProgramMailSetup() {
+  stop_.request_stop();
+  testStop_.request_stop();
+}
+
+bool ProgramMailSetup::isMaildir(const std::string& folder) const {
+  const auto has = [&](const char* part) {
+    const auto resolved = world_.files.resolve(folder);
+    const auto found = world_.files.inspect((resolved ? *resolved : folder) + part);
+    return found && found->type == FileType::kFolder;
+  };
+  return has("/new") && has("/cur");
+}
+
+// The inboxes of mbsync's Maildir stores: the line "Inbox", or INBOX below the line "Path".
+std::vector<std::string> ProgramMailSetup::foldersOfMbsync() const {
+  std::vector<std::string> folders;
+  const std::string text = contentsOf(world_.files, user_.homeFolder + "/.mbsyncrc");
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    const std::string_view line = rest.substr(0, end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    std::string folder = valueOf(line, "Inbox");
+    if (const std::string path = valueOf(line, "Path"); folder.empty() && !path.empty()) {
+      folder = path + (path.ends_with('/') ? "" : "/") + "INBOX";
+    }
+    if (folder.starts_with("~/")) {
+      folder.replace(0, 1, user_.homeFolder);
+    }
+    while (folder.size() > 1 && folder.ends_with('/')) {
+      folder.pop_back();
+    }
+    if (folder.starts_with('/')) {
+      folders.push_back(std::move(folder));
+    }
+  }
+  return folders;
+}
+
+std::vector<std::string> ProgramMailSetup::foundMaildirs() {
+  std::vector<std::string> candidates = {user_.homeFolder + "/Maildir",
+                                         user_.homeFolder + "/Maildir/INBOX"};
+  const std::vector<std::string> more = foldersOfMbsync();
+  candidates.insert(candidates.end(), more.begin(), more.end());
+  std::vector<std::string> found;
+  for (const std::string& folder : candidates) {
+    if (isMaildir(folder) && std::find(found.begin(), found.end(), folder) == found.end()) {
+      found.push_back(folder);
+    }
+  }
+  return found;
+}
+
+std::vector<std::string> ProgramMailSetup::foundCommands() {
+  std::vector<std::string> found;
+  for (const char* command : {"/usr/sbin/sendmail", "/usr/lib/sendmail", "/usr/bin/msmtp"}) {
+    if (world_.files.inspect(command)) {
+      found.emplace_back(command);
+    }
+  }
+  return found;
+}
+
+// The round is that of the request, so that a report made for a dialog that was closed meanwhile
+// does not reach the one that is open now.
+void ProgramMailSetup::post(std::uint64_t round, std::function<void()> report) {
+  events_.post([this, round, report = std::move(report), alive = std::weak_ptr(alive_)] {
+    if (!alive.expired() && round == round_) {
+      report();
+    }
+  });
+}
+
+void ProgramMailSetup::listOnlineAccounts(std::function<void(const OnlineAccountList&)> report) {
+  executor_.run([this, report = std::move(report), round = round_] {
+    OnlineAccountList list;
+    if (world_.secrets.accounts == nullptr) {
+      list.failure = {OnlineAccountsFailure::Cause::kNoService,
+                      "This program was built without the desktop's online accounts."};
+    } else {
+      list = world_.secrets.accounts->list(stop_.get_token());
+    }
+    post(round, [report, list] { report(list); });
+  });
+}
+
+void ProgramMailSetup::keepPassword(const AccountSettings& account, const Secret& password,
+                                    std::function<void(const Result<void>&)> report) {
+  executor_.run([this, account, password, report = std::move(report), round = round_] {
+    Result<void> kept;
+    if (world_.secrets.keyring == nullptr) {
+      kept = Error{0, "this program was built without a keyring."};
+    } else {
+      const SecretAnswer answer =
+          world_.secrets.keyring->store(secretKeyOf(account), password, stop_.get_token());
+      if (answer.end != SecretAnswer::End::kDone) {
+        kept = Error{0, answer.words};
+      }
+    }
+    post(round, [report, kept] { report(kept); });
+  });
+}
+
+void ProgramMailSetup::test(const MailSettings& settings, const TypedSecrets& secrets,
+                            std::function<void(const TestLine&)> line,
+                            std::function<void(bool good)> end) {
+  testStop_ = std::stop_source();
+  executor_.run([this, settings, secrets, line = std::move(line), end = std::move(end),
+                 round = round_, stop = testStop_.get_token()] {
+    const bool good = testAccount(world_, settings, secrets, stop, [&](const TestLine& each) {
+      post(round, [line, each] { line(each); });
+    });
+    post(round, [end, good] { end(good); });
+  });
+}
+
+void ProgramMailSetup::stopTest() {
+  testStop_.request_stop();
+}
+
+void ProgramMailSetup::forgetReports() {
+  ++round_;
+}
+
+}  // namespace relaybird

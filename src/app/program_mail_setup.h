@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+// What setting up mail needs, with the real disk, keyring and network. What may wait is done on a
+// thread of its own, and its reports are posted to the user-interface thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "app/account_test.h"
+#include "platform/event_queue.h"
+#include "platform/system/executor.h"
+#include "ui/forms/setup/mail_setup.h"
+
+namespace relaybird {
+
+class ProgramMailSetup : public MailSetup {
+ public:
+  /// `reopen` closes the mailbox and opens the one that the preferences name. What `world` and
+  /// `events` refer to must outlive this object.
+  ProgramMailSetup(AccountTestWorld world, EventQueue& events, LocalIdentity user,
+                   std::function<Result<void>()> reopen);
+  ~ProgramMailSetup() override;
+
+  LocalIdentity user() const override { return user_; }
+  std::vector<std::string> foundMaildirs() override;
+  std::vector<std::string> foundCommands() override;
+  void listOnlineAccounts(std::function<void(const OnlineAccountList&)> report) override;
+  void keepPassword(const AccountSettings& account, const Secret& password,
+                    std::function<void(const Result<void>&)> report) override;
+  void test(const MailSettings& settings, const TypedSecrets& secrets,
+            std::function<void(const TestLine&)> line, std::function<void(bool good)> end) override;
+  void stopTest() override;
+  void forgetReports() override;
+  Result<void> reopen() override { return reopen_(); }
+
+ private:
+  bool isMaildir(const std::string& folder) const;
+  std::vector<std::string> foldersOfMbsync() const;
+  void post(std::uint64_t round, std::function<void()> report);
+
+  AccountTestWorld world_;
+  EventQueue& events_;
+  LocalIdentity user_;
+  std::function<Result<void>()> reopen_;
+  std::uint64_t round_ = 0;  ///< reports of an earlier round are forgotten
+  std::shared_ptr<int> alive_ = std::make_shared<int>();
+  std::stop_source stop_;
+  std::stop_source testStop_;
+  ThreadExecutor executor_;  ///< last: its thread uses the others
+};
+
+}  // namespace relaybird

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// The line at the top of the main window: which mailbox is watched and how forwards leave, or that
+// there is no mailbox yet.
+#pragma once
+
+#include <string>
+
+#include "mail/mail_settings.h"
+#include "prefs/cls_pref.h"
+#include "ui/forms/main/main_controls.h"
+#include "ui/forms/program_world.h"
+
+namespace relaybird {
+
+/// "Watches the inbox of ann@example.org at imap.example.org."
+std::string watchedText(const MailSettings& settings);
+/// "Forwards leave by smtp.example.org"
+std::string deliveryText(const MailSettings& settings);
+
+class MailboxLine {
+ public:
+  /// All must outlive it.
+  MailboxLine(MainControls& window, const ProgramWorld& world, clsPref& prf);
+
+  /// Reads the settings and shows them.
+  void read();
+  /// Shows how much waits and how much has left now.
+  void show();
+  /// No mailbox is set up, and there is none where one is looked for.
+  bool noMailbox() const { return noMailbox_; }
+  const std::string& watched() const { return watched_; }
+  const std::string& delivery() const { return delivery_; }
+  /// Since when the numbers of messages are counted.
+  std::string since() const { return since_; }
+
+ private:
+  MainControls& window_;
+  const ProgramWorld& world_;
+  clsPref& prf_;
+  bool noMailbox_ = false;
+  std::string watched_;
+  std::string delivery_;
+  std::string since_;
+};
+
+}  // namespace relaybird

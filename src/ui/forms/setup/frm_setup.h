@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+// frmSetup: the dialog that sets up mail: where it is, how to sign in, how forwards leave. It asks
+// no server anything before the user presses Test Account, and keeps no password after it is
+// closed.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/engine_world.h"
+#include "prefs/cls_pref.h"
+#include "ui/forms/program_world.h"
+#include "ui/forms/setup/mail_setup.h"
+#include "ui/forms/setup/setup_controls.h"
+#include "ui/forms/setup/setup_transfer.h"
+
+namespace relaybird {
+
+class frmSetup : public SetupControls {
+ public:
+  /// All must outlive it.
+  frmSetup(const ProgramWorld& world, clsPref& prf, ActivityLog& log);
+  ~frmSetup() override;
+
+  /// Called after the settings were stored: makes the program work with them. The error is a
+  /// sentence for the user.
+  void onStored(std::function<Result<void>()> reaction) { onStored_ = std::move(reaction); }
+
+  /// Shows the stored settings in front of the owner.
+  void open(Form& owner);
+  /// The same for the work of one button, Test Account or Send a Test Message, which is pressed at
+  /// once: the dialog closes by itself when that is over.
+  void openFor(Form& owner, Control& button);
+  /// OK, but the dialog closes even if something is refused.
+  void acceptAndClose();
+  /// Same as Cancel.
+  void closeBox() override { cancel(); }
+  /// Whether the last OK stored everything.
+  bool stored() const { return stored_; }
+  /// Whether the keyring or a test is at work.
+  bool busy() const { return !cmdOK.enabled(); }
+
+ protected:
+  std::string helpTopic() const override;
+
+ private:
+  using Step = std::function<void()>;
+
+  void wire();
+  void fillFound();
+  void fillProviders();
+  void propose();
+  void showProvider(const Proposal& proposal);
+  void showWhatApplies();
+  void showServers();
+  void showOnlineAccounts();
+  void setBusy(bool busy);
+  bool checked();
+  bool passwordsChecked(const MailSettings& settings);
+  TypedSecrets typedSecrets() const;
+  void accept(Step then);
+  void keepPasswords(std::vector<std::pair<AccountSettings, Secret>> passwords, Step then);
+  void store(const Step& then);
+  void testAccount();
+  void addLine(const TestLine& line);
+  void sendTest();
+  void sendTestTo(const std::vector<std::string>& addresses);
+  void workIsOver();
+  void cancel();
+  void forgetPasswords();
+  void fail(const std::string& text);
+
+  const ProgramWorld& world_;
+  clsPref& prf_;
+  ActivityLog& log_;
+  SetupTransfer transfer_;
+  Proposal proposal_;
+  std::string onlineNote_;  ///< why there are no online accounts
+  bool filling_ = false;
+  bool closesAfterWork_ = false;
+  bool working_ = false;  ///< a test is running, or a test message is on its way
+  bool stored_ = false;
+  MailSettings before_;  ///< the stored settings
+  bool opened_ = true;   ///< the mailbox of the stored settings could be opened
+  bool known_ = false;   ///< whether mail was set up before
+  std::function<Result<void>()> onStored_ = [] { return Result<void>(); };
+  std::shared_ptr<int> alive_ = std::make_shared<int>();
+};
+
+}  // namespace relaybird
