@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <optional>
 #include <utility>
 
@@ -50,22 +49,6 @@ Error vanished() {
   return {ENOENT, "The message is no longer there"};
 }
 
-std::string entryIdOf(std::uint32_t uidValidity, std::uint32_t uid) {
-  return "imap-" + std::to_string(uidValidity) + '-' + std::to_string(uid);
-}
-
-// The UID of an identifier of that mailbox; 0 for any other text.
-std::uint32_t uidOf(const std::string& entryId, std::uint32_t uidValidity) {
-  const std::string beginning = "imap-" + std::to_string(uidValidity) + '-';
-  if (!entryId.starts_with(beginning)) {
-    return 0;
-  }
-  std::uint32_t uid = 0;
-  const char* end = entryId.data() + entryId.size();
-  const auto read = std::from_chars(entryId.data() + beginning.size(), end, uid);
-  return read.ec == std::errc() && read.ptr == end ? uid : 0;
-}
-
 std::size_t appPasswordLength(const MailSettings& settings) {
   const Proposal known = proposalFor(settings.address);
   return equalsAsciiCase(known.imap.host, settings.imap.server.host) ? known.appPasswordLength : 0;
@@ -93,18 +76,20 @@ HeaderBlock headersOf(const ImapHead& head) {
 class AccountListing : public InboxListing {
  public:
   AccountListing(AccountInbox& inbox, std::uint64_t generation, std::uint32_t uidValidity,
-                 std::shared_ptr<const std::vector<std::uint32_t>> uids)
+                 std::shared_ptr<const std::vector<std::uint32_t>> uids,
+                 std::shared_ptr<const MessageIdentities::Aliases> aliases)
       : inbox_(inbox),
         generation_(generation),
         uidValidity_(uidValidity),
         uids_(std::move(uids)),
+        aliases_(std::move(aliases)),
         seen_(uids_->size()),
         headsFrom_(uids_->size()),
         bodiesFrom_(uids_->size()) {}
 
   std::size_t size() const override { return uids_->size(); }
   std::string entryId(std::size_t index) const override {
-    return entryIdOf(uidValidity_, (*uids_)[index]);
+    return MessageIdentities::entryId(uidValidity_, (*uids_)[index], *aliases_);
   }
   bool seen(std::size_t index) const override {
     return seen_[index] && mark(index) != ImapWork::Mark::kRefused;
@@ -131,6 +116,7 @@ class AccountListing : public InboxListing {
   std::uint64_t generation_;
   std::uint32_t uidValidity_;
   std::shared_ptr<const std::vector<std::uint32_t>> uids_;
+  std::shared_ptr<const MessageIdentities::Aliases> aliases_;
   std::vector<bool> seen_;
   std::size_t headsFrom_;  // heads were asked for from here upwards
   std::size_t headsAhead_ = kFirstHeadsAhead;
@@ -331,7 +317,7 @@ AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading th
                         [this] { secret_->accepted(); }, [this] { secret_->refused(); }},
                        world_.random,
                        world_.files,
-                       spoolFolder(),
+                       folderOnDisk(),
                        {},
                        [this] { onNews(); },
                        complain});
@@ -347,9 +333,13 @@ Result<std::string> AccountInbox::identity() const {
 }
 
 // Of this account alone: another program may work on another account with the same state folder.
-std::string AccountInbox::spoolFolder() const {
-  const std::size_t number = std::hash<std::string>()(*identity());
-  return world_.stateFolder + "/rbx/fetched-" + std::to_string(number);
+std::string AccountInbox::folderOnDisk() const {
+  std::string name = *identity();
+  for (char& c : name) {
+    c = isLetterOrDigit(c) || c == '.' || c == '-' || c == '@' ? c : '_';
+  }
+  constexpr std::size_t kLongestName = 200;
+  return world_.stateFolder + "/rbx/" + name.substr(0, kLongestName);
 }
 
 Result<void> AccountInbox::alive() {
@@ -447,7 +437,9 @@ std::shared_ptr<InboxListing> AccountInbox::currentListing() {
   std::shared_ptr<const std::vector<std::uint32_t>> uids;
   std::uint64_t generation = 0;
   std::uint32_t uidValidity = 0;
+  std::shared_ptr<const MessageIdentities::Aliases> aliases;
   session_->look([&](const ImapWork& work) {
+    aliases = work.identities().aliases();
     uids = work.unseen();
     generation = work.generation();
     uidValidity = work.uidValidity();
@@ -458,24 +450,34 @@ std::shared_ptr<InboxListing> AccountInbox::currentListing() {
     walkedOf_ = generation;
   }
   if (uids != nullptr && uids != lastUids_) {
-    last_ = std::make_shared<AccountListing>(*this, generation, uidValidity, uids);
+    last_ = std::make_shared<AccountListing>(*this, generation, uidValidity, uids, aliases);
     lastUids_ = uids;
   }
   return uids == nullptr ? nullptr : last_;
 }
 
+// A message that is unread, although its mark was accepted and is not on its way, has lost the mark
+// to a renumbering or to another program.
+void AccountInbox::sortMark(ImapWork& work, const std::string& entryId, MarkReport& report) {
+  const std::uint32_t uid = work.identities().uidOf(entryId);
+  const auto mark = uid == 0 ? ImapWork::Mark::kNone : work.mark(uid);
+  const auto unseen = uid == 0 ? std::optional(false) : work.isUnseen(uid);
+  if (mark == ImapWork::Mark::kOnItsWay || (mark == ImapWork::Mark::kNone && !unseen)) {
+    return;
+  }
+  if (mark == ImapWork::Mark::kRefused || (mark == ImapWork::Mark::kNone && *unseen)) {
+    work.dropMark(uid);
+    report.refused.push_back(entryId);
+  } else {
+    report.durable.push_back(entryId);
+  }
+}
+
 MarkReport AccountInbox::syncMarks(const std::unordered_set<std::string>& entryIds) {
-  const auto sort = [&](auto& work) {
+  const auto sort = [&](ImapWork& work) {
     MarkReport report;
     for (const std::string& entryId : entryIds) {
-      const std::uint32_t uid = uidOf(entryId, work.uidValidity());
-      const auto mark = uid == 0 ? ImapWork::Mark::kNone : work.mark(uid);
-      if (mark == ImapWork::Mark::kRefused) {
-        work.dropMark(uid);
-        report.refused.push_back(entryId);
-      } else if (mark != ImapWork::Mark::kOnItsWay) {
-        report.durable.push_back(entryId);
-      }
+      sortMark(work, entryId, report);
     }
     return report;
   };

@@ -54,7 +54,8 @@ class AccountInbox : public Inbox {
  private:
   friend class AccountListing;
 
-  std::string spoolFolder() const;
+  std::string folderOnDisk() const;
+  static void sortMark(ImapWork& work, const std::string& entryId, MarkReport& report);
   Result<void> refresh();
   template <class Reached>
   Result<void> waitUntil(const Reached& reached);

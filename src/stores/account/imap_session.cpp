@@ -59,8 +59,9 @@ std::string connectFailureText(const MailServer& server, const ConnectFailure& f
 
 ImapSession::ImapSession(ImapSessionWorld world)
     : world_(std::move(world)),
-      spool_(world_.files, world_.spoolFolder),
-      work_(spool_, [this](const std::string& words) {
+      spool_(world_.files, world_.folderOnDisk),
+      identities_(world_.files, world_.folderOnDisk + "/messages"),
+      work_(spool_, identities_, [this](const std::string& words) {
         world_.complain("Mail server " + world_.server.host + ": " + words);
       }) {}
 
@@ -133,6 +134,7 @@ bool ImapSession::mayConnect(Time now) {
 void ImapSession::connect(std::unique_lock<std::mutex>& lock) {
   if (!status_.everTried) {
     spool_.clear();
+    identities_.load();
   }
   lock.unlock();
   SignInMaterial material = world_.signIn.get(stop_.get_token());
@@ -264,6 +266,9 @@ void ImapSession::keepFresh() {
   if (work_.marksWaiting() == 0) {
     markSince_.reset();
   }
+  if (now_ - savedAt_ >= kSaveInterval) {
+    saveIdentities();
+  }
   if (now_ - upSince_ >= kStableAfter) {
     failures_ = 0;
   }
@@ -325,6 +330,7 @@ void ImapSession::lose(Error why) {
   client_.reset();
   connection_.reset();
   work_.detach();
+  saveIdentities();
   ++failures_;
   const bool again = wasUp && failures_ == 1 && !leaving_;
   if (!again) {
@@ -333,6 +339,13 @@ void ImapSession::lose(Error why) {
   mayAskAgain_ = again ? now_ : now_ + kTryAgainAfter;
   pause();
   changedSomething();
+}
+
+void ImapSession::saveIdentities() {
+  savedAt_ = now_;
+  if (const auto saved = identities_.save(); !saved) {
+    world_.complain(saved.error().text);
+  }
 }
 
 // The time of the next try to connect.
@@ -377,6 +390,9 @@ ImapSession::Time ImapSession::nextMoment() const {
   }
   if (markSince_) {
     atMost(*markSince_ + kMarkDelay);
+  }
+  if (identities_.changed()) {
+    atMost(savedAt_ + kSaveInterval);
   }
   return next;
 }

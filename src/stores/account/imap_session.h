@@ -48,6 +48,8 @@ inline constexpr std::chrono::seconds kFirstPause{5};
 inline constexpr std::chrono::minutes kLongestPause{10};
 /// A connection that has lived so long is not counted with those that failed before.
 inline constexpr std::chrono::minutes kStableAfter{1};
+/// What is needed to recognise messages again is written to disk so often.
+inline constexpr std::chrono::minutes kSaveInterval{1};
 /// What is left for marks under way when the store is closed.
 inline constexpr std::chrono::seconds kFarewellLimit{3};
 
@@ -66,7 +68,7 @@ struct ImapSessionWorld {
   SessionSignIn signIn;
   RandomBytes random;
   FileSystem& files;
-  std::string spoolFolder;  ///< for messages that are too large for memory
+  std::string folderOnDisk;  ///< of this account alone, made when it is needed
   /// Both are called on the session's thread, `news` without the lock, and may be called often.
   std::function<void(ProtocolLine)> trace = {};
   std::function<void()> news = [] {};
@@ -137,6 +139,7 @@ class ImapSession {
   void transmit();
   void leave();
   void lose(Error why);
+  void saveIdentities();
   void pause();
   Time nextMoment() const;
   void changedSomething() { ++status_.news; }
@@ -147,6 +150,7 @@ class ImapSession {
   std::stop_source stop_;
 
   BodySpool spool_;
+  MessageIdentities identities_;
   ImapWork work_;
   Status status_;
   std::unique_ptr<Connection> connection_;
@@ -165,6 +169,7 @@ class ImapSession {
   Time lastReply_{0};
   std::size_t unanswered_ = 0;
   Time idleSince_{0};
+  Time savedAt_{0};
   std::optional<Time> markSince_;
   bool leaving_ = false;
   bool saidGoodbye_ = false;

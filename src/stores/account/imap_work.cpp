@@ -16,6 +16,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "message/message.h"
+
 namespace relaybird {
 namespace {
 
@@ -33,10 +35,25 @@ constexpr std::size_t kBodiesInCommand = 50;
 
 constexpr int kLossesPerBody = 2;
 
+// When the message came or was written, whichever is earlier: a move to another server may set the
+// former anew.
+DateTime earliestTime(BodySpool& spool, const ImapHead& head) {
+  FetchedBody fields(spool);
+  auto file = fields.append(head.header) ? fields.finish(head.received)
+                                         : Result<std::unique_ptr<InputFile>>(Error{});
+  if (!file) {
+    return head.received;
+  }
+  const auto message = Message::read(std::move(*file));
+  return message ? std::min(head.received, (*message)->date().value_or(head.received))
+                 : head.received;
+}
+
 }  // namespace
 
-ImapWork::ImapWork(BodySpool& spool, std::function<void(std::string)> complain)
-    : spool_(spool), complain_(std::move(complain)) {}
+ImapWork::ImapWork(BodySpool& spool, MessageIdentities& identities,
+                   std::function<void(std::string)> complain)
+    : spool_(spool), identities_(identities), complain_(std::move(complain)) {}
 
 ImapClient::Events ImapWork::events() {
   return {[this](ImapHead head) { onHead(std::move(head)); },
@@ -47,6 +64,9 @@ void ImapWork::attach(ImapClient& client, const ImapOpened& opened) {
   if (opened.uidValidity != opened_.uidValidity) {
     forgetMailbox();
   }
+  if (identities_.uidValidity() == 0) {
+    identities_.begin(opened.uidValidity);
+  }
   client_ = &client;
   opened_ = opened;
   changed_ = true;
@@ -55,6 +75,7 @@ void ImapWork::attach(ImapClient& client, const ImapOpened& opened) {
 
 void ImapWork::detach() {
   client_ = nullptr;
+  renumbering_.reset();
   refreshSent_ = refreshDone_;
   headCommands_ = 0;
   bool lostHeads = false;
@@ -202,8 +223,12 @@ void ImapWork::onSearched(std::uint64_t number, std::uint64_t marksBefore,
     changed_ = true;
     return;
   }
-  refreshDone_ = std::max(refreshDone_, number);
   auto uids = found->uids(kMostUnseen);
+  if (identities_.uidValidity() != opened_.uidValidity) {
+    recognise(number, std::move(uids));
+    return;
+  }
+  refreshDone_ = std::max(refreshDone_, number);
   std::erase_if(uids, [&](std::uint32_t uid) {
     const auto slot = marks_.find(uid);
     if (slot == marks_.end() || !slot->second.seen || slot->second.state == Mark::kRefused) {
@@ -220,9 +245,58 @@ void ImapWork::onSearched(std::uint64_t number, std::uint64_t marksBefore,
            !found->contains(entry.first);
   });
   std::erase_if(known_, [&](const auto& entry) { return !found->contains(entry.first); });
+  identities_.keepOnly(*found);
+  publish(std::move(uids));
+}
+
+void ImapWork::publish(std::vector<std::uint32_t> uids) {
+  std::erase_if(uids, [this](std::uint32_t uid) { return identities_.isLeftOut(uid); });
   if (!unseen_ || *unseen_ != uids) {
     unseen_ = std::make_shared<const std::vector<std::uint32_t>>(std::move(uids));
   }
+}
+
+std::optional<bool> ImapWork::isUnseen(std::uint32_t uid) const {
+  if (!unseen_) {
+    return std::nullopt;
+  }
+  return std::binary_search(unseen_->begin(), unseen_->end(), uid);
+}
+
+// Asks for the heads of all unread messages of a folder that was numbered anew.
+void ImapWork::recognise(std::uint64_t number, std::vector<std::uint32_t> uids) {
+  renumbering_ = Renumbering{number, std::move(uids), {}, 0};
+  renumbering_->commands = (renumbering_->uids.size() + kHeadsInCommand - 1) / kHeadsInCommand;
+  if (renumbering_->commands == 0) {
+    onRecognised();
+    return;
+  }
+  client_->fetchHeads(renumbering_->uids, false, [this](const Result<void>&) {
+    if (--renumbering_->commands == 0) {
+      onRecognised();
+    }
+  });
+}
+
+void ImapWork::onRecognised() {
+  Renumbering all = std::move(*renumbering_);
+  renumbering_.reset();
+  std::vector<MessageIdentities::Found> found;
+  for (const std::uint32_t uid : all.uids) {
+    const auto head = all.found.find(uid);
+    found.push_back(head == all.found.end() ? MessageIdentities::Found{uid, 0, kNoDate}
+                                            : head->second);
+  }
+  const std::size_t leftOut = identities_.renumber(opened_.uidValidity, found);
+  if (const auto saved = identities_.save(); !saved) {
+    complain_(saved.error().text);
+  }
+  complain_(
+      "The server has numbered the messages of the folder anew. Unread messages that cannot "
+      "be recognised and are not forwarded: " +
+      std::to_string(leftOut));
+  refreshDone_ = std::max(refreshDone_, all.number);
+  publish(std::move(all.uids));
 }
 
 // Heads.
@@ -296,11 +370,17 @@ void ImapWork::askHeads(std::vector<std::uint32_t> uids, bool plain) {
 
 void ImapWork::onHead(ImapHead head) {
   const std::uint32_t uid = head.uid;
+  if (renumbering_) {
+    const std::uint64_t fingerprint = MessageIdentities::fingerprintOf(head);
+    renumbering_->found[uid] = {uid, fingerprint, earliestTime(spool_, head)};
+    return;
+  }
   const auto slot = heads_.find(uid);
   if (slot == heads_.end() || slot->second.state != Wanted::kComing) {
     return;
   }
   known_[uid] = {head.size.value_or(0), head.received};
+  identities_.note(head);
   slot->second.head = std::move(head);
   slot->second.state = Wanted::kThere;
 }

@@ -7,7 +7,8 @@
 // they are taken, and few are asked for ahead.
 //
 // A message is named by its UID. UIDs are worth nothing once the UIDVALIDITY changes; generation()
-// changes then, and everything that was wanted or there is gone.
+// changes then, and everything that was wanted or there is gone. Before anything is listed under
+// new numbers, all heads are read once, to recognise the messages (message_identities.h).
 #pragma once
 
 #include <cstddef>
@@ -24,6 +25,7 @@
 #include "platform/result.h"
 #include "stores/account/fetched_body.h"
 #include "stores/account/imap_client.h"
+#include "stores/account/message_identities.h"
 #include "stores/account/uid_set.h"
 
 namespace relaybird {
@@ -55,9 +57,10 @@ enum class Wanted {
 
 class ImapWork {
  public:
-  /// `spool` must outlive this object. `complain` gets a sentence about a mark that the server
-  /// refuses.
-  ImapWork(BodySpool& spool, std::function<void(std::string)> complain);
+  /// `spool` and `identities` must outlive this object. `complain` gets a sentence about a mark
+  /// that the server refuses, and about messages that are left out after a renumbering.
+  ImapWork(BodySpool& spool, MessageIdentities& identities,
+           std::function<void(std::string)> complain);
 
   // The connection.
   /// The events that the client has to call.
@@ -76,6 +79,7 @@ class ImapWork {
   bool attached() const { return client_ != nullptr; }
   bool readOnly() const { return opened_.readOnly; }
   std::uint32_t uidValidity() const { return opened_.uidValidity; }
+  const MessageIdentities& identities() const { return identities_; }
 
   // The unread messages.
   /// Asks for the unread messages anew, after the marks that wait. Returns a number for
@@ -87,6 +91,8 @@ class ImapWork {
   /// Rising; those that were marked as read here are left out. Null before the first refresh; the
   /// same object as long as it is the same set.
   const std::shared_ptr<const std::vector<std::uint32_t>>& unseen() const { return unseen_; }
+  /// Whether the message was unread at the last refresh; nothing before the first one.
+  std::optional<bool> isUnseen(std::uint32_t uid) const;
   /// Whether the server has reported changes since the last refresh was asked for.
   bool changed() const { return changed_; }
 
@@ -149,6 +155,13 @@ class ImapWork {
     std::uint64_t command = 0;  // the one in which it was sent; 0: waits
     bool alone = false;         // a command with others was refused
   };
+  // The renumbering under way.
+  struct Renumbering {
+    std::uint64_t number = 0;  // of the refresh
+    std::vector<std::uint32_t> uids;
+    std::unordered_map<std::uint32_t, MessageIdentities::Found> found;
+    std::size_t commands = 0;  // unanswered
+  };
   struct Known {
     std::uint64_t size = 0;
     DateTime received = kNoDate;
@@ -159,6 +172,9 @@ class ImapWork {
   void pumpRefresh();
   void search(std::uint64_t number);
   void onSearched(std::uint64_t number, std::uint64_t marksBefore, const Result<UidSet>& found);
+  void publish(std::vector<std::uint32_t> uids);
+  void recognise(std::uint64_t number, std::vector<std::uint32_t> uids);
+  void onRecognised();
   void pumpHeads();
   void askHeads(std::vector<std::uint32_t> uids, bool plain);
   void onHeadsAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result);
@@ -180,6 +196,8 @@ class ImapWork {
   void forgetMailbox();
 
   BodySpool& spool_;
+  MessageIdentities& identities_;
+  std::optional<Renumbering> renumbering_;
   std::function<void(std::string)> complain_;
   ImapClient* client_ = nullptr;
   ImapOpened opened_;

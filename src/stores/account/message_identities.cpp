@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include "stores/account/message_identities.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "message/header_block.h"
+#include "platform/text/ascii_text.h"
+
+namespace relaybird {
+namespace {
+
+constexpr std::string_view kFirstLine = "relaybird-messages 1";
+
+// Enough for 200,000 unread messages.
+constexpr std::size_t kLongestFile = std::size_t{16} << 20;
+
+// FNV-1a: any hash would do, but it has to be the same in every build, as it is kept in a file.
+class Hash {
+ public:
+  void add(std::string_view text) {
+    for (const char c : text) {
+      value_ = (value_ ^ static_cast<unsigned char>(c)) * 1099511628211U;
+    }
+    value_ = (value_ ^ 0xFFU) * 1099511628211U;
+  }
+  std::uint64_t value() const { return value_; }
+
+ private:
+  std::uint64_t value_ = 14695981039346656037U;
+};
+
+template <class Number>
+bool readNumber(std::string_view text, Number& number, int base = 10) {
+  const char* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, number, base);
+  return read.ec == std::errc() && read.ptr == end;
+}
+
+std::string_view takeWord(std::string_view& text, char end) {
+  const std::string_view word = text.substr(0, std::min(text.find(end), text.size()));
+  text.remove_prefix(std::min(text.size(), word.size() + 1));
+  return word;
+}
+
+std::string hexOf(std::uint64_t number) {
+  char text[16];
+  const auto written = std::to_chars(text, text + sizeof text, number, 16);
+  return {text, written.ptr};
+}
+
+}  // namespace
+
+std::uint64_t MessageIdentities::fingerprintOf(const ImapHead& head) {
+  const HeaderBlock headers(head.header);
+  Hash hash;
+  hash.add(headers.messageId());
+  hash.add(headers.value("Date"));
+  hash.add(headers.value("Subject"));
+  hash.add(headers.messageId().empty() ? headers.value("From") : std::string());
+  return std::max<std::uint64_t>(hash.value(), 1);
+}
+
+std::string MessageIdentities::entryId(std::uint32_t uidValidity, std::uint32_t uid,
+                                       const Aliases& aliases) {
+  const auto alias = aliases.find(uid);
+  return alias != aliases.end() ? alias->second
+                                : "imap-" + std::to_string(uidValidity) + '-' + std::to_string(uid);
+}
+
+std::uint32_t MessageIdentities::uidOf(std::string_view entryId) const {
+  if (const auto alias = uidOfAlias_.find(std::string(entryId)); alias != uidOfAlias_.end()) {
+    return alias->second;
+  }
+  const std::string beginning = "imap-" + std::to_string(uidValidity_) + '-';
+  std::uint32_t uid = 0;
+  return entryId.starts_with(beginning) && readNumber(entryId.substr(beginning.size()), uid) ? uid
+                                                                                             : 0;
+}
+
+void MessageIdentities::begin(std::uint32_t uidValidity) {
+  uidValidity_ = uidValidity;
+  changed_ = true;
+}
+
+void MessageIdentities::note(const ImapHead& head) {
+  latest_ = std::max(latest_, head.received);
+  std::uint64_t& known = known_[head.uid];
+  const std::uint64_t fingerprint = fingerprintOf(head);
+  changed_ = changed_ || known != fingerprint;
+  known = fingerprint;
+}
+
+void MessageIdentities::keepOnly(const UidSet& unseen) {
+  const auto count =
+      std::erase_if(known_, [&](const auto& entry) { return !unseen.contains(entry.first); });
+  changed_ = changed_ || count > 0;
+}
+
+std::size_t MessageIdentities::renumber(std::uint32_t uidValidity,
+                                        const std::vector<Found>& found) {
+  // Equal fingerprints, of a message that came twice, are given out one by one.
+  std::unordered_multimap<std::uint64_t, std::uint32_t> old;
+  for (const auto& [uid, fingerprint] : known_) {
+    old.emplace(fingerprint, uid);
+  }
+  Aliases aliases;
+  std::unordered_map<std::uint32_t, std::uint64_t> known;
+  UidSet leftOut;
+  for (const Found& each : found) {
+    const auto same = each.fingerprint == 0 ? old.end() : old.find(each.fingerprint);
+    if (same != old.end()) {
+      aliases[each.uid] = entryId(uidValidity_, same->second, *aliases_);
+      known[each.uid] = each.fingerprint;
+      old.erase(same);
+    } else if (each.fingerprint == 0 || each.time <= latest_) {
+      leftOut.add(each.uid);
+    }
+  }
+  uidValidity_ = uidValidity;
+  known_ = std::move(known);
+  leftOut_ = std::move(leftOut);
+  setAliases(std::move(aliases));
+  changed_ = true;
+  return static_cast<std::size_t>(leftOut_.count());
+}
+
+void MessageIdentities::setAliases(Aliases aliases) {
+  uidOfAlias_.clear();
+  for (const auto& [uid, alias] : aliases) {
+    uidOfAlias_[alias] = uid;
+  }
+  aliases_ = std::make_shared<const Aliases>(std::move(aliases));
+}
+
+void MessageIdentities::load() {
+  const auto text = readFile(files_, path_, kLongestFile);
+  if (text && !read(*text)) {
+    uidValidity_ = 0;
+    latest_ = kNoDate;
+    known_.clear();
+    leftOut_ = {};
+    setAliases({});
+  }
+}
+
+// The first line, the numbering, the time of the youngest message, what is left out; then a line
+// for each message: number, fingerprint, and the identifier if it is of an earlier numbering.
+bool MessageIdentities::read(std::string_view text) {
+  std::int64_t seconds = 0;
+  const bool known = takeWord(text, '\n') == kFirstLine;
+  const bool numbers =
+      readNumber(takeWord(text, '\n'), uidValidity_) && readNumber(takeWord(text, '\n'), seconds);
+  const std::string_view leftOut = takeWord(text, '\n');
+  const auto set = leftOut == "-" ? std::optional(UidSet()) : UidSet::parse(leftOut);
+  if (!known || !numbers || !set) {
+    return false;
+  }
+  latest_ = DateTime(std::chrono::seconds(seconds));
+  leftOut_ = *set;
+  Aliases aliases;
+  while (!text.empty()) {
+    std::string_view line = takeWord(text, '\n');
+    std::uint32_t uid = 0;
+    std::uint64_t fingerprint = 0;
+    if (!readNumber(takeWord(line, ' '), uid) ||
+        !readNumber(takeWord(line, ' '), fingerprint, 16)) {
+      return false;
+    }
+    known_[uid] = fingerprint;
+    if (!line.empty()) {
+      aliases[uid] = line;
+    }
+  }
+  setAliases(std::move(aliases));
+  return true;
+}
+
+Result<void> MessageIdentities::save() {
+  if (!changed_) {
+    return {};
+  }
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(latest_).time_since_epoch().count();
+  std::string text = std::string(kFirstLine) + '\n' + std::to_string(uidValidity_) + '\n' +
+                     std::to_string(seconds) + '\n' +
+                     (leftOut_.empty() ? std::string("-") : leftOut_.text()) + '\n';
+  for (const auto& [uid, fingerprint] : known_) {
+    text += std::to_string(uid) + ' ' + hexOf(fingerprint);
+    if (const auto alias = aliases_->find(uid); alias != aliases_->end()) {
+      text += ' ' + alias->second;
+    }
+    text += '\n';
+  }
+  if (!MakeFolderPath(files_, path_)) {
+    return Error{0, "The folder of " + path_ + " cannot be made"};
+  }
+  const auto written = replaceFile(files_, path_, text);
+  changed_ = changed_ && !written;
+  return written;
+}
+
+}  // namespace relaybird

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+// What keeps messages recognisable when a server numbers a folder anew, that is changes its
+// UIDVALIDITY (RFC 9051 section 2.3.1.1), as after a move to another server.
+//
+// Of each unread message whose head was read, a fingerprint is kept: of its Message-ID, Date and
+// Subject, which survive such a move. When the numbers change, a message with a known fingerprint
+// keeps its old entry identifier, so that everything that was decided about it still counts. An
+// unread message that is not recognised is taken for a new one only if it is younger than all that
+// were seen before. The others are left out of every listing: among them may be messages that were
+// forwarded, and whose read marks the move has lost.
+//
+// The file is replaced as a whole, at times; a fingerprint that is missing after a crash means at
+// worst that one more message is left out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/clock.h"
+#include "platform/file_system.h"
+#include "platform/result.h"
+#include "stores/account/imap_client.h"
+#include "stores/account/uid_set.h"
+
+namespace relaybird {
+
+class MessageIdentities {
+ public:
+  /// Nothing is read before load(). `files` must outlive the object.
+  MessageIdentities(FileSystem& files, std::string path) : files_(files), path_(std::move(path)) {}
+
+  /// Reads the file. One that is missing or damaged counts as empty.
+  void load();
+  /// Writes the file if anything has changed.
+  Result<void> save();
+  bool changed() const { return changed_; }
+
+  /// The numbering that the identifiers belong to; 0 before the first.
+  std::uint32_t uidValidity() const { return uidValidity_; }
+  /// The first numbering of a folder that was not known.
+  void begin(std::uint32_t uidValidity);
+  /// Remembers a message of the present numbering.
+  void note(const ImapHead& head);
+  /// Forgets messages that are not unread any more.
+  void keepOnly(const UidSet& unseen);
+  /// Whether a message is left out of listings.
+  bool isLeftOut(std::uint32_t uid) const { return leftOut_.contains(uid); }
+
+  /// An unread message of a new numbering.
+  struct Found {
+    std::uint32_t uid = 0;
+    std::uint64_t fingerprint = 0;  ///< 0: its head cannot be read
+    /// The earlier of the times when it came into the folder and when it was written.
+    DateTime time = kNoDate;
+  };
+  /// Replaces the numbering. Returns how many messages are left out.
+  std::size_t renumber(std::uint32_t uidValidity, const std::vector<Found>& found);
+
+  using Aliases = std::unordered_map<std::uint32_t, std::string>;
+  /// Identifiers of messages that had another one in an earlier numbering. Never null.
+  const std::shared_ptr<const Aliases>& aliases() const { return aliases_; }
+  static std::string entryId(std::uint32_t uidValidity, std::uint32_t uid, const Aliases& aliases);
+  /// The message of an identifier; 0 where it is not of this folder any more.
+  std::uint32_t uidOf(std::string_view entryId) const;
+
+  static std::uint64_t fingerprintOf(const ImapHead& head);
+
+ private:
+  bool read(std::string_view text);
+  void setAliases(Aliases aliases);
+
+  FileSystem& files_;
+  std::string path_;
+  std::uint32_t uidValidity_ = 0;
+  DateTime latest_ = kNoDate;  // when the youngest message came whose head was read
+  std::unordered_map<std::uint32_t, std::uint64_t> known_;  // fingerprints by UID
+  UidSet leftOut_;
+  std::shared_ptr<const Aliases> aliases_ = std::make_shared<const Aliases>();
+  std::unordered_map<std::string, std::uint32_t> uidOfAlias_;
+  bool changed_ = false;
+};
+
+}  // namespace relaybird
