@@ -221,8 +221,9 @@ class AccountProgramTest(unittest.TestCase):
         for trial in trials:
             with self.subTest(trial=trial):
                 self.assertEqual(trial.lost, [])
-                # Only a message whose acceptance the program did not hear of goes out again.
-                self.assertLessEqual(trial.copies, 1 if trial.place[:2] == ("smtp", "answer") else 0)
+                # Only a message goes out again that was on its way: delivery and inbox work side by side,
+                # so one can be at any step of the other.
+                self.assertLessEqual(trial.copies, 1)
                 self.assertEqual(trial.identifiers, KILLED_MESSAGES, "a copy has another Message-ID")
         killed = sum(trial.killed for trial in trials)
         print(f"killed {killed} times; {sum(trial.copies for trial in trials)} messages arrived twice with the same "
