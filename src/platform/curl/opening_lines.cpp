@@ -102,7 +102,8 @@ void OpeningLines::show(bool sent, std::string text) {
 }
 
 void OpeningLines::sent(std::string_view text) {
-  forEachLine(text, [this](std::string_view line) { show(true, shownCommand(line)); });
+  forEachLine(text,
+              [this](std::string_view line) { show(true, withoutSecrets(shownCommand(line))); });
 }
 
 std::string OpeningLines::shownCommand(std::string_view line) {
@@ -115,7 +116,7 @@ std::string OpeningLines::shownCommand(std::string_view line) {
   const std::string command = exchanging_ ? "" : asciiUpper(takeWord(rest));
   if (std::find(kHarmless.begin(), kHarmless.end(), command) != kHarmless.end()) {
     lastCommand_ = command;
-    return printable(line);
+    return std::string(line);
   }
   std::string shown;
   if (command == "AUTH" || command == "AUTHENTICATE" || command == "LOGIN") {
@@ -125,7 +126,8 @@ std::string OpeningLines::shownCommand(std::string_view line) {
     shown = tag.empty() ? command : std::string(tag) + ' ' + command;
     if (command != "LOGIN") {
       // The mechanism is no secret; the initial response behind it is.
-      shown += ' ' + printable(takeWord(rest));
+      shown += ' ';
+      shown += takeWord(rest);
     }
     shown += rest.empty() ? "" : " ";
   } else {
@@ -160,15 +162,14 @@ void OpeningLines::noteSmtpReply(std::string_view line) {
     noteChallenge(line.substr(std::min<std::size_t>(line.size(), 4)));
     return;
   }
-  if (replyContinues_ && coded) {
-    answer_ += ' ' + withoutSecrets(line.substr(std::min<std::size_t>(line.size(), 4)));
+  const std::string text = withoutSecrets(line.substr(std::min<std::size_t>(line.size(), 4)));
+  if (!coded) {
+    answer_ = withoutSecrets(line);
+  } else if (replyContinues_) {
+    answer_ += ' ' + text;
   } else {
-    answer_ = withoutSecrets(line.substr(0, std::min<std::size_t>(line.size(), 3)));
-    if (line.size() > 3) {
-      answer_ += (coded ? ' ' : line[3]) + withoutSecrets(line.substr(4));
-    }
+    answer_ = std::string(line.substr(0, 3)) + (line.size() > 3 ? ' ' + text : "");
   }
-  // Cut between characters, not within one.
   answer_.resize(withoutBrokenEnd(std::string_view(answer_).substr(0, kMostBytes)).size());
   replyContinues_ = coded && line.size() > 3 && line[3] == '-';
   exchanging_ = exchanging_ && replyContinues_;

@@ -61,6 +61,12 @@ TEST(OpeningLines, HideWhateverIsNotKnownToBeHarmless) {
   EXPECT_THAT(shown.all, ElementsAre("> ***"));
 }
 
+TEST(OpeningLines, HideASecretInAHarmlessCommandToo) {
+  Shown shown(MailProtocol::kSmtp);
+  shown.lines.sent("EHLO hunter22\r\n");
+  EXPECT_THAT(shown.all, ElementsAre("> EHLO ***"));
+}
+
 TEST(OpeningLines, DoNotBreakAnswersForTheSakeOfAVeryShortPassword) {
   Shown shown(MailProtocol::kSmtp, "5");
   shown.lines.received("535 5.7.8 no\r\n");
@@ -74,8 +80,8 @@ TEST(OpeningLines, JoinTheLinesOfAReplyOfSmtp) {
   shown.lines.received("535-5.7.8 Not accepted, see\r\n");
   shown.lines.received("535\r\n");
   EXPECT_EQ(shown.lines.answer(), "535 5.7.8 Not accepted, see ");
-  shown.lines.received("xyz\r\n");
-  EXPECT_EQ(shown.lines.answer(), "xyz");
+  shown.lines.received("xyz\x01 abc\r\n");
+  EXPECT_EQ(shown.lines.answer(), "xyz? abc");
 }
 
 TEST(OpeningLines, AnswersAreOneLineOfTextOfModestLength) {
