@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "mail/sign_in_source.h"
 #include "outbox/delivery/smtp_reply.h"
@@ -72,7 +73,10 @@ class AccountTest {
   bool maildir() const {
     std::size_t messages = 0;
     for (const char* part : {"/new", "/cur"}) {
-      const auto found = world_.files.list(settings_.maildir + part);
+      const std::string folder = settings_.maildir + part;
+      const auto there = world_.files.inspect(folder);
+      const auto found =
+          there ? world_.files.list(folder) : Result<std::vector<FolderEntry>>(there.error());
       if (!found) {
         return problem(
             settings_.maildir + " is not a Maildir that can be read: " + found.error().text,

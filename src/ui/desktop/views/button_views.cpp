@@ -51,7 +51,7 @@ class LinkView : public WidgetView {
  public:
   LinkView(wxWindow* parent, Control& control, const ViewStyle& style)
       : WidgetView(control, style),
-        link_(new wxHyperlinkCtrl(parent, wxID_ANY, toWx(control.text()), toWx(control.text()),
+        link_(new wxHyperlinkCtrl(parent, wxID_ANY, shown(control), shown(control),
                                   wxDefaultPosition, wxDefaultSize,
                                   wxHL_DEFAULT_STYLE & ~wxHL_CONTEXTMENU)) {
     setAccessibleRole(*link_, AccessibleRole::kLink);
@@ -62,9 +62,13 @@ class LinkView : public WidgetView {
  protected:
   void showContent(Change what) override {
     if (what == Change::kText) {
-      link_->SetLabel(toWx(control_.text()));
-      link_->SetURL(toWx(control_.text()));
+      link_->SetLabel(shown(control_));
+      link_->SetURL(shown(control_));
     }
+  }
+  // Why: the toolkit accepts no link without a text. Such a link is hidden.
+  static wxString shown(const Control& control) {
+    return control.text().empty() ? wxString("-") : toWx(control.text());
   }
   // Why: some themes have a link colour for a light background only.
   void showColours() override {

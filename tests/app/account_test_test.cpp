@@ -1,0 +1,275 @@
+// SPDX-License-Identifier: MIT
+// The test of an account as the user reads it, against servers that a test plays.
+#include "app/account_test.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "prefs/fake_files.h"
+#include "support/fake_secrets.h"
+#include "support/scripted_network.h"
+
+namespace relaybird {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+
+using Answer = std::function<std::string(const std::string& command)>;
+
+// An IMAP server in lines: answers each command by its words without the tag.
+std::unique_ptr<ServerScript> imapServer(const Answer& instead) {
+  return answerLines([instead](ServerEnd& end, std::string_view line) {
+    const std::size_t blank = line.find(' ');
+    const std::string tag(line.substr(0, blank));
+    const std::string command(line.substr(blank + 1));
+    if (const std::string own = instead(command); !own.empty()) {
+      end.say(own.starts_with("*") ? own : tag + " " + own);
+      return;
+    }
+    if (command == "CAPABILITY") {
+      end.say("* CAPABILITY IMAP4rev1 ID\r\n");
+    } else if (command.starts_with("ID")) {
+      end.say("* ID NIL\r\n");
+    } else if (command.starts_with("SELECT")) {
+      end.say("* 5 EXISTS\r\n* OK [UIDVALIDITY 7] here\r\n");
+      end.say(tag + " OK [READ-WRITE] done\r\n");
+      return;
+    } else if (command.starts_with("UID SEARCH")) {
+      end.say("* SEARCH 3 4\r\n");
+    }
+    end.say(tag + " OK done\r\n");
+  });
+}
+
+std::unique_ptr<ServerScript> smtpServer(const std::string& toMail) {
+  return answerLines([toMail](ServerEnd& end, std::string_view line) {
+    end.say(line.starts_with("MAIL") ? toMail : "250 ok\r\n");
+  });
+}
+
+class AccountTestRun : public testing::Test {
+ protected:
+  AccountTestRun() {
+    settings.mailbox = MailboxKind::kAccount;
+    settings.address = "ann@example.org";
+    settings.imap.server = {MailProtocol::kImap, "imap.example.org", 993, Security::kTls, {}};
+    settings.imap.user = "ann";
+    settings.delivery = DeliveryKind::kSmtp;
+    settings.smtp.server = {MailProtocol::kSmtp, "smtp.example.org", 465, Security::kTls, {}};
+    settings.smtp.user = "ann";
+    settings.smtp.secret = SecretSource::kSameAsImap;
+    secrets.imap = Secret("pass word");
+  }
+
+  // Runs the test; `lines` then has what the user reads.
+  bool run() {
+    auto network = std::make_unique<ScriptedNetwork>();
+    net = network.get();
+    network->serve([this](ServerEnd& end) -> std::unique_ptr<ServerScript> {
+      if (end.server().protocol == MailProtocol::kImap) {
+        return imap ? imap() : imapServer(imapSays);
+      }
+      return smtp ? smtp() : smtpServer(toMail);
+    });
+    if (prepare) {
+      prepare(*network);
+    }
+    world.network = [&] { return std::move(network); };
+    return testAccount(world, settings, secrets, stop.get_token(), [this](const TestLine& line) {
+      static constexpr const char* kMarks[] = {"", "OK: ", "Problem: ", "Do: "};
+      lines.push_back(kMarks[static_cast<int>(line.kind)] + line.text);
+      EXPECT_EQ(line.text.find("pass word"), std::string::npos);
+    });
+  }
+  // Opening a connection fails like this.
+  std::function<std::unique_ptr<ServerScript>()> failing(ConnectFailure::Cause cause,
+                                                         ConnectStep step, std::string answer) {
+    class Failing : public ServerScript {
+     public:
+      explicit Failing(ConnectFailure failure) : failure_(std::move(failure)) {}
+      void connecting(ServerEnd& end) override {
+        end.reach(failure_.step);
+        end.fail(failure_);
+      }
+      void heard(ServerEnd&, std::string_view) override {}
+
+     private:
+      ConnectFailure failure_;
+    };
+    return [failure = ConnectFailure{cause, step, "the words of the library", std::move(answer)}] {
+      return std::make_unique<Failing>(failure);
+    };
+  }
+
+  FakeFiles files;
+  AccountTestWorld world{files, {}, {}, "1.2.3"};
+  MailSettings settings;
+  TypedSecrets secrets;
+  std::stop_source stop;
+  Answer imapSays = [](const std::string&) { return std::string(); };
+  std::string toMail = "250 ok\r\n";
+  std::function<std::unique_ptr<ServerScript>()> imap;
+  std::function<std::unique_ptr<ServerScript>()> smtp;
+  std::function<void(ScriptedNetwork&)> prepare;
+  ScriptedNetwork* net = nullptr;
+  std::vector<std::string> lines;
+};
+
+TEST_F(AccountTestRun, EveryStepThatSucceedsHasALine) {
+  EXPECT_TRUE(run());
+  EXPECT_THAT(
+      lines,
+      testing::ElementsAre(
+          "Reading mail:", "OK: The server imap.example.org was found.",
+          "OK: It answers at port 993.",
+          "OK: The connection is encrypted, and the certificate is valid.", "OK: Signed in as ann.",
+          "OK: The folder INBOX was opened; it has 2 unread messages.", "Sending mail:",
+          "OK: The server smtp.example.org was found.", "OK: It answers at port 465.",
+          "OK: The connection is encrypted, and the certificate is valid.", "OK: Signed in as ann.",
+          "OK: The server for sending takes mail from ann@example.org."));
+}
+
+TEST_F(AccountTestRun, TheProgramSaysWhoItIsBeforeItOpensTheInbox) {
+  std::vector<std::string> heard;
+  imapSays = [&](const std::string& command) {
+    heard.push_back(command.substr(0, command.find(' ')));
+    return std::string();
+  };
+  EXPECT_TRUE(run());
+  EXPECT_THAT(heard, testing::ElementsAre("CAPABILITY", "ID", "SELECT", "UID"));
+}
+
+TEST_F(AccountTestRun, NoMailIsSent) {
+  std::string heard;
+  smtp = [&heard] {
+    return answerLines([&heard](ServerEnd& end, std::string_view line) {
+      heard += std::string(line) + "\n";
+      end.say("250 ok\r\n");
+    });
+  };
+  EXPECT_TRUE(run());
+  EXPECT_EQ(heard, "MAIL FROM:<ann@example.org>\nRSET\n");
+}
+
+TEST_F(AccountTestRun, AWrongPasswordHasTheServersWordsAndIsNotTriedAgain) {
+  int connections = 0;
+  imap = [&, fail = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn,
+                            "NO [AUTHENTICATIONFAILED] Invalid credentials")] {
+    ++connections;
+    return fail();
+  };
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains("OK: It answers at port 993."));
+  EXPECT_THAT(lines, Contains(HasSubstr("Invalid credentials")));
+  EXPECT_THAT(lines, Contains(testing::StartsWith("Do: ")));
+  EXPECT_EQ(connections, 1);
+  EXPECT_THAT(lines, Contains("OK: The server for sending takes mail from ann@example.org."))
+      << "sending is tested all the same";
+}
+
+TEST_F(AccountTestRun, EveryCauseHasItsOwnWordsAndAdvice) {
+  using Cause = ConnectFailure::Cause;
+  std::set<std::string> advice;
+  const std::vector<std::pair<Cause, ConnectStep>> causes = {
+      {Cause::kNoSuchHost, ConnectStep::kResolve},
+      {Cause::kNotReached, ConnectStep::kConnect},
+      {Cause::kNoEncryption, ConnectStep::kEncrypt},
+      {Cause::kCertificate, ConnectStep::kEncrypt},
+      {Cause::kSignInRefused, ConnectStep::kSignIn}};
+  for (const auto& [cause, step] : causes) {
+    lines.clear();
+    imap = failing(cause, step, "");
+    EXPECT_FALSE(run());
+    for (const std::string& line : lines) {
+      if (line.starts_with("Do: ")) {
+        advice.insert(line);
+      }
+    }
+  }
+  EXPECT_EQ(advice.size(), causes.size());
+}
+
+TEST_F(AccountTestRun, AnInboxThatIsRefusedLeadsToTheProvidersSettings) {
+  imapSays = [](const std::string& command) {
+    return command.starts_with("SELECT") ? std::string("NO [ALERT] IMAP access is disabled\r\n")
+                                         : std::string();
+  };
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(HasSubstr("IMAP access is disabled")));
+  EXPECT_THAT(lines, Contains(HasSubstr("switched on in the settings")));
+}
+
+TEST_F(AccountTestRun, AServerThatFallsSilentIsToldAfterTheLimit) {
+  imap = [] { return answerLines([](ServerEnd&, std::string_view) {}); };
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains("Problem: imap.example.org does not answer any more."));
+}
+
+TEST_F(AccountTestRun, AServerThatSaysNonsenseIsTold) {
+  smtp = [] {
+    return answerLines([](ServerEnd& end, std::string_view) {
+      for (int i = 0; i < 20; ++i) {
+        end.say("hello there\r\n");
+      }
+    });
+  };
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(HasSubstr("what no mail server says")));
+}
+
+TEST_F(AccountTestRun, ARefusedSenderHasTheServersWords) {
+  toMail = "550 5.7.60 Client does not have permissions to send as this sender\r\n";
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(HasSubstr("does not take mail from ann@example.org: 550")));
+}
+
+TEST_F(AccountTestRun, ItStopsAtOnce) {
+  imap = [] { return answerLines([](ServerEnd&, std::string_view) {}); };
+  prepare = [this](ScriptedNetwork& network) {
+    network.after(std::chrono::seconds(2), [this] { stop.request_stop(); });
+  };
+  EXPECT_FALSE(run());
+  EXPECT_EQ(lines.back(), "The test was stopped.");
+  EXPECT_THAT(lines, Not(Contains("Sending mail:")));
+}
+
+TEST_F(AccountTestRun, APasswordThatIsNowhereIsTold) {
+  secrets.imap = Secret();
+  FakeSecretStore keyring;
+  world.secrets.keyring = &keyring;
+  EXPECT_FALSE(run());
+  EXPECT_EQ(net->connections(), 0u) << "no server is asked without a password";
+  EXPECT_THAT(lines, Contains(HasSubstr("There is no password for imap.example.org")));
+}
+
+TEST_F(AccountTestRun, AMaildirIsCountedAndACommandIsLookedFor) {
+  settings.mailbox = MailboxKind::kMaildir;
+  settings.maildir = "/mail";
+  settings.delivery = DeliveryKind::kSendmail;
+  settings.sendmail = "/usr/sbin/sendmail -v";
+  for (const char* folder : {"/mail", "/mail/new", "/mail/cur", "/usr", "/usr/sbin"}) {
+    files.addFolder(folder);
+  }
+  files.addFile("/mail/new/1", "mail");
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains("OK: The Maildir /mail was opened; it has 1 message."));
+  EXPECT_THAT(lines, Contains("Problem: The command /usr/sbin/sendmail does not exist."));
+  files.addFile("/usr/sbin/sendmail", "program");
+  lines.clear();
+  EXPECT_TRUE(run());
+  settings.maildir = "/other";
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(HasSubstr("/other is not a Maildir that can be read")));
+}
+
+}  // namespace
+}  // namespace relaybird

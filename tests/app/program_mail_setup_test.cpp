@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+// What the set-up finds on this computer, and when its reports arrive.
+#include "app/program_mail_setup.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <mutex>
+
+#include "prefs/fake_files.h"
+#include "support/fake_secrets.h"
+
+namespace relaybird {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// Keeps what other threads post until the test runs it.
+class KeptEvents : public EventQueue {
+ public:
+  void post(std::function<void()> event) override {
+    const std::scoped_lock lock(mutex_);
+    events_.push_back(std::move(event));
+  }
+  void run() {
+    std::vector<std::function<void()>> events;
+    {
+      const std::scoped_lock lock(mutex_);
+      events.swap(events_);
+    }
+    for (const auto& event : events) {
+      event();
+    }
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::function<void()>> events_;
+};
+
+class MailSetupOnDisk : public testing::Test {
+ protected:
+  void addMaildir(const std::string& folder) {
+    files.addFolder(folder);
+    files.addFolder(folder + "/new");
+    files.addFolder(folder + "/cur");
+  }
+  void make() {
+    setup = std::make_unique<ProgramMailSetup>(
+        AccountTestWorld{files, secrets, {}, "1.2.3"}, events,
+        LocalIdentity{"/home/ann", "ann@host", "Ann"}, [] { return Result<void>(); });
+  }
+  FakeFiles files;
+  FakeSecretStore keyring;
+  SecretWorld secrets;
+  KeptEvents events;
+  std::unique_ptr<ProgramMailSetup> setup;
+};
+
+TEST_F(MailSetupOnDisk, FindsTheUsualMaildirsAndThoseOfMbsync) {
+  for (const char* folder : {"/home", "/home/ann", "/home/ann/Mail"}) {
+    files.addFolder(folder);
+  }
+  make();
+  EXPECT_THAT(setup->foundMaildirs(), IsEmpty());
+  addMaildir("/home/ann/Maildir");
+  addMaildir("/home/ann/Mail/INBOX");
+  addMaildir("/home/ann/Other Mail");
+  files.addFile("/home/ann/.mbsyncrc",
+                "# mine\nMaildirStore local\nSubFolders Verbatim\nPath ~/Mail/\n\n"
+                "MaildirStore other\nInbox \"~/Other Mail\"\nPathDelim x\n");
+  EXPECT_THAT(setup->foundMaildirs(),
+              ElementsAre("/home/ann/Maildir", "/home/ann/Mail/INBOX", "/home/ann/Other Mail"));
+}
+
+TEST_F(MailSetupOnDisk, FindsCommandsThatTakeMessages) {
+  make();
+  EXPECT_THAT(setup->foundCommands(), IsEmpty());
+  for (const char* folder : {"/usr", "/usr/bin"}) {
+    files.addFolder(folder);
+  }
+  files.addFile("/usr/bin/msmtp", "program");
+  EXPECT_THAT(setup->foundCommands(), ElementsAre("/usr/bin/msmtp"));
+}
+
+TEST_F(MailSetupOnDisk, KeepsAPasswordUnderTheNameThatTheAccountLooksFor) {
+  secrets.keyring = &keyring;
+  make();
+  AccountSettings account;
+  account.server = {MailProtocol::kImap, "imap.example.org", 993, Security::kTls, {}};
+  account.user = "ann";
+  bool reported = false;
+  setup->keepPassword(account, Secret("pass word"), [&](const Result<void>& kept) {
+    reported = true;
+    EXPECT_TRUE(kept);
+  });
+  while (!reported) {
+    events.run();
+  }
+  const SecretAnswer kept =
+      keyring.lookUp({MailProtocol::kImap, "ann", "imap.example.org", 993}, {});
+  EXPECT_EQ(kept.secret.bytes(), "pass word");
+}
+
+TEST_F(MailSetupOnDisk, ReportsComeLaterAndNotAfterTheyWereForgotten) {
+  make();
+  int reports = 0;
+  std::string words;
+  const auto keep = [&] {
+    setup->keepPassword({}, Secret("x"), [&](const Result<void>& kept) {
+      ++reports;
+      words = kept ? "" : kept.error().text;
+    });
+  };
+  keep();
+  EXPECT_EQ(reports, 0);
+  while (reports == 0) {
+    events.run();
+  }
+  EXPECT_THAT(words, HasSubstr("built without a keyring"));
+  keep();
+  setup->forgetReports();
+  bool listed = false;
+  setup->listOnlineAccounts([&](const OnlineAccountList& list) {
+    listed = true;
+    EXPECT_TRUE(list.failure);
+  });
+  while (!listed) {
+    events.run();
+  }
+  EXPECT_EQ(reports, 1);
+}
+
+}  // namespace
+}  // namespace relaybird
