@@ -318,7 +318,7 @@ AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading th
                        world_.random,
                        world_.files,
                        folderOnDisk(),
-                       {},
+                       [this](const ProtocolLine& line) { trace(line); },
                        [this] { onNews(); },
                        complain});
 }
@@ -491,6 +491,16 @@ void AccountInbox::synchronise(std::function<void()> done) {
   waiting_.push_back(std::move(done));
   synchronising_ = session_->work([](ImapWork& work) { return work.wantRefresh(); });
   (void)waitUntil([] { return true; });  // starts the thread
+}
+
+// On the session's thread.
+void AccountInbox::trace(const ProtocolLine& line) const {
+  if (world_.verbose && *world_.verbose) {
+    world_.events.post([notice = world_.notice, text = (line.sent ? "IMAP > " : "IMAP < ") +
+                                                       std::string(trimmed(line.text))] {
+      notice({text, StoreNotice::Kind::kVerbose});
+    });
+  }
 }
 
 // On the session's thread.

@@ -61,6 +61,7 @@ class AccountInbox : public Inbox {
   Result<void> waitUntil(const Reached& reached);
   bool isCurrent() const;
   std::shared_ptr<InboxListing> currentListing();
+  void trace(const ProtocolLine& line) const;
   void onNews();
   void endSynchronisation();
   void report(const std::string& line);

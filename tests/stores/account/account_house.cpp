@@ -66,6 +66,7 @@ StoreWorld AccountHouse::world() {
   world.secrets.credentialFolder = temp.path("");
   world.secrets.credentialFolder.pop_back();
   world.network = [this] { return std::make_unique<BorrowedNetwork>(network); };
+  world.verbose = verbose;
   world.keepAlive = [this] { return keepAlive(); };
   return world;
 }

@@ -3,6 +3,7 @@
 // queue. Nothing runs on a thread: whatever waits serves the connection itself.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,6 +41,7 @@ struct AccountHouse {
   ServerAccount account;
   MailSettings settings;
   std::vector<std::string> notices;
+  std::shared_ptr<std::atomic<bool>> verbose = std::make_shared<std::atomic<bool>>(false);
   bool reachable = true;
   std::function<void(ServerEnd&)> arrange;  ///< called for each new connection
   std::function<bool()> keepAlive = [] { return true; };

@@ -16,7 +16,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using testing::UnorderedElementsAre;
 using namespace std::chrono_literals;
 
 class AccountInboxTest : public testing::Test {
@@ -269,6 +268,18 @@ TEST_F(AccountInboxTest, ReportsAFailedSynchronisationOnce) {
   }
   EXPECT_EQ(ends, 3);
   EXPECT_THAT(house_.notices, SizeIs(1));
+}
+
+TEST_F(AccountInboxTest, ShowsTheProtocolWhileTheVerboseLogIsOn) {
+  list();
+  house_.events.runUntilIdle();
+  EXPECT_THAT(house_.notices, IsEmpty());
+  *house_.verbose = true;
+  EXPECT_TRUE(list()->open(3));
+  house_.events.runUntilIdle();
+  EXPECT_THAT(house_.notices, testing::Contains(HasSubstr("IMAP > r")));
+  EXPECT_THAT(house_.notices, testing::Contains(HasSubstr("IMAP < ")));
+  EXPECT_THAT(house_.notices, testing::Not(testing::Contains(HasSubstr("Text of m4"))));
 }
 
 TEST_F(AccountInboxTest, GivesUpAtOnceWhenTheUserStopsTheCheck) {
