@@ -14,9 +14,8 @@ namespace relaybird {
 ForwardItem::ForwardItem(std::shared_ptr<MailboxSession> session, std::shared_ptr<InboxItem> source)
     : session_(std::move(session)), source_(std::move(source)), answers_(source_->entry()) {}
 
-// An item that is made from nothing answers the message that the pass has just marked as read.
-ForwardItem::ForwardItem(std::shared_ptr<MailboxSession> session)
-    : session_(std::move(session)), answers_(session_->beingForwarded()) {}
+ForwardItem::ForwardItem(std::shared_ptr<MailboxSession> session, std::optional<InboxEntry> answers)
+    : session_(std::move(session)), answers_(std::move(answers)) {}
 
 void ForwardItem::requireUnsent() const {
   if (sent_) {

@@ -23,9 +23,9 @@ class ForwardItem : public MailItem {
  public:
   /// The forward of `source`.
   ForwardItem(std::shared_ptr<MailboxSession> session, std::shared_ptr<InboxItem> source);
-  /// A new item. If a received item's read mark is held back, the new item counts as the forward of
-  /// that item (reports and task requests go out as new items), so that it is not sent twice.
-  explicit ForwardItem(std::shared_ptr<MailboxSession> session);
+  /// A new item, which counts as the forward of `answers`, if there is one, so that this is not
+  /// sent twice: reports and task requests go out as new items.
+  ForwardItem(std::shared_ptr<MailboxSession> session, std::optional<InboxEntry> answers);
 
   std::string ClassName() const override;
   std::string EntryID() override;

@@ -136,7 +136,8 @@ void MailboxSession::close() {
   if (closed_) {
     return;
   }
-  if (marks_) {
+  // The forward of a message that is being read is not in the outbox yet, so it stays unread.
+  if (marks_ && reading_ == 0) {
     marks_->writeHeldBack();
   }
   inbox_->close();
@@ -185,13 +186,27 @@ std::optional<InboxEntry> MailboxSession::beingForwarded() const {
   return marks_ ? marks_->heldBack() : std::nullopt;
 }
 
+// Events run while a call waits, and one of them may close the session.
+class MailboxSession::Reading {
+ public:
+  explicit Reading(MailboxSession& session) : session_(session) { ++session_.reading_; }
+  ~Reading() { --session_.reading_; }
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+
+ private:
+  MailboxSession& session_;
+};
+
 std::unique_ptr<InputFile> MailboxSession::openMessage(const InboxEntry& entry) {
   requireOpen();
+  const Reading reading(*this);
   return orThrow(entry.view->listing->open(entry.index));
 }
 
 InboxHead MailboxSession::headOf(const InboxEntry& entry) {
   requireOpen();
+  const Reading reading(*this);
   return entry.view->listing->head(entry.index, ownMarks());
 }
 
@@ -360,9 +375,9 @@ std::size_t MailboxSession::waiting() {
   return outbox_ ? outbox_->countWaiting() : Outbox::countWaiting(world_.files, outboxFolder());
 }
 
+// The user may ask for this while a pass forwards a message, so the mark that is held back stays.
 void MailboxSession::tryAgain(std::function<void()> done) {
   requireOpen();
-  marks_->writeHeldBack();
   delivery_->tryAgain(std::move(done));
 }
 

@@ -43,8 +43,8 @@ class MailboxSession {
   void requireAlive();
   /// May wait for a server. Throws MailLogonError where that refuses the user.
   void signIn();
-  /// Writes the mark that is held back, ends a delivery under way, and makes every later call
-  /// throw.
+  /// Writes the mark that is held back, unless its message is just being read, ends a delivery
+  /// under way, and makes every later call throw.
   void close();
 
   /// Identifies the mailbox; the folder as the settings name it where the identity is unknown.
@@ -73,7 +73,7 @@ class MailboxSession {
       requireOutlet();
     }
   }
-  /// The item that is being forwarded: the one whose read mark is held back.
+  /// The item that the pass is forwarding: the one whose read mark is held back.
   std::optional<InboxEntry> beingForwarded() const;
 
   /// Throws where the message has vanished or cannot be read. May wait for a server.
@@ -103,6 +103,8 @@ class MailboxSession {
   void tryAgain(std::function<void()> done);
 
  private:
+  class Reading;
+
   void use(Result<void> (Inbox::*usable)());
   void requireNotClosed() const;
   void requireAlone();
@@ -126,6 +128,7 @@ class MailboxSession {
   AddressBookFile addressBook_;
   std::shared_ptr<void> mapiObject_ = std::make_shared<char>();
   bool closed_ = false;
+  int reading_ = 0;  ///< calls on the stack that read a message and may wait for it
   /// Whether the disk takes messages: yes; no, in this pass; to be tested before the next message.
   enum class Outlet { kOpen, kRefused, kToBeTried };
   Outlet outlet_ = Outlet::kOpen;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -208,11 +209,13 @@ class StoreApplication : public Application {
   std::shared_ptr<class Session> Session() override {
     return std::make_shared<StoreSession>(session_);
   }
+  // The user's own message, a test message for example. It may be written while a pass forwards
+  // another one, since events run then, and has nothing to do with that.
   std::shared_ptr<MailItem> CreateItem(int kind) override {
     if (kind != kMailItemKind) {
       throw MailStoreError("Items of this kind cannot be created");
     }
-    return std::make_shared<ForwardItem>(session_);
+    return std::make_shared<ForwardItem>(session_, std::nullopt);
   }
 
  private:
@@ -260,7 +263,11 @@ void addComponents(ObjectRegistry& registry, const SessionRef& session) {
     session->check();
     return std::make_shared<StoreApplication>(session);
   });
-  registry.add(prog_id::kMailItem, [session] { return std::make_shared<ForwardItem>(session); });
+  // A pass makes such an item of a message that cannot be forwarded as it is, and has just marked
+  // that message as read.
+  registry.add(prog_id::kMailItem, [session] {
+    return std::make_shared<ForwardItem>(session, session->beingForwarded());
+  });
   registry.add(prog_id::kUtility, [session] { return std::make_shared<StoreUtility>(session); });
   registry.add(prog_id::kLibrarySession,
                [session] { return std::make_shared<StoreLibrarySession>(session); });

@@ -176,6 +176,56 @@ TEST_F(MailboxStoreTest, AnInboxThatCannotBeListedIsAnError) {
   EXPECT_EQ(errorOf([&] { (void)all->Count(); }), "imap.example.org does not answer");
 }
 
+// The mark was set before the forward was in the outbox: a crash then lost the forward.
+TEST_F(MailboxStoreTest, TryingAgainDuringAForwardLeavesItsMarkHeldBack) {
+  server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  item->UnRead(false);
+  inbox->whileWaiting = [this] { store->outgoing().tryAgain({}); };
+  (void)item->Body();
+  EXPECT_EQ(inbox->whileWaiting, nullptr);
+  EXPECT_THAT(server.asked, IsEmpty());
+}
+
+TEST_F(MailboxStoreTest, AStoreThatIsClosedWhileAMessageIsFetchedForItsForwardLeavesItUnread) {
+  server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  item->UnRead(false);
+  const auto forward = item->Forward();
+  forward->Recipients()->Add("cell@phone.example");
+  inbox->whileWaiting = [this] { store.reset(); };
+  EXPECT_EQ(errorOf([&] { forward->send(); }), "The mail store has been closed");
+  EXPECT_THAT(server.asked, ElementsAre("close"));
+  EXPECT_THAT(outboxFiles(outbox()), IsEmpty());
+}
+
+// The journal took it for the forward and the mark was set, so a crash then lost the forward.
+TEST_F(MailboxStoreTest, ATestMessageSentDuringAForwardIsNotTakenForIt) {
+  server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  item->UnRead(false);
+  const auto test = application()->CreateItem(kMailItemKind);
+  test->Subject("Test message");
+  test->Recipients()->Add("cell@phone.example");
+  test->send();
+  EXPECT_THAT(server.asked, IsEmpty());
+  forward(item);
+  events.runUntilIdle();
+  sync()->Start();
+  events.runUntilIdle();
+  EXPECT_THAT(transport.taken, SizeIs(2));
+}
+
+TEST_F(MailboxStoreTest, AFreshItemOfThePassStandsForTheMessageThatItForwards) {
+  const std::string id = server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  item->UnRead(false);
+  const auto report = createAs<MailItem>(store->factory(), prog_id::kMailItem);
+  report->Recipients()->Add("cell@phone.example");
+  report->send();
+  EXPECT_THAT(server.asked, ElementsAre("seen " + id));
+}
+
 // The user changes the mailbox in the settings while a check waits for the server.
 TEST_F(MailboxStoreTest, AStoreThatIsClosedWhileACallWaitsFailsThatCallAlone) {
   server.deliver(mailText({}));
