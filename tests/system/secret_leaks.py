@@ -6,9 +6,9 @@ there and signs in to a server of this test, over TLS. Then the test searches fo
 core dump of that process would hold, its command line and those of its commands, its log, its output,
 and every file in its home.
 
-The same is done with the program itself, which delivers a forward over SMTP.
+The same is done with the program itself, which reads an account and delivers a forward over SMTP.
 
-secret_leaks.py KEEPER CONSOLE DOUBLES [CLASS.test]
+secret_leaks.py KEEPER CONSOLE DOUBLES SERVERS [CLASS.test]
 """
 import base64
 import binascii
@@ -26,6 +26,7 @@ import unittest
 KEEPER = os.path.abspath(sys.argv.pop(1))
 CONSOLE = os.path.abspath(sys.argv.pop(1))
 DOUBLES = os.path.abspath(sys.argv.pop(1))
+SERVERS = os.path.abspath(sys.argv.pop(1))
 PIECE = 12  # bytes: what a secret may leave behind is often without its beginning
 
 
@@ -172,7 +173,7 @@ class LeakTest(unittest.TestCase):
     # The programs.
 
     def start(self, *arguments, **more):
-        program = subprocess.Popen(arguments, env=self.environment, stdout=subprocess.PIPE, **more)
+        program = subprocess.Popen(arguments, env=self.environment, stdout=subprocess.PIPE, bufsize=0, **more)
         self.addCleanup(lambda: (program.kill(), program.communicate()))
         return program
 
@@ -224,10 +225,10 @@ loop.run()"""], env=self.environment, check=True)
         return sorted({f"{form} in {place}" for place, text in places
                        for needle, form in wanted.items() if needle in text})
 
-    def password_command(self, extra=""):
+    def password_command(self):
         (self.outside / "password").write_bytes(self.secret + b"\nmore\n")
         command = self.outside / "print-password"
-        command.write_text(f"#!/bin/sh\ntr '\\0' ' ' < /proc/$$/cmdline > {self.home}/children\n{extra}\n"
+        command.write_text(f"#!/bin/sh\ntr '\\0' ' ' < /proc/$$/cmdline > {self.home}/children\n"
                            f"cat {self.outside}/password\n")
         command.chmod(0o700)
         return command
@@ -327,57 +328,93 @@ class SignInLeaks(LeakTest):
 
 
 class ProgramLeaks(LeakTest):
-    """The program at a terminal, while it delivers a forward over SMTP."""
+    """The program at a terminal, while it checks its mailbox and delivers a forward."""
+
+    MESSAGE = "From: Bob <bob@example.com>\nTo: ann@example.org\nSubject: Hello\n\ntext\n"
 
     def setUp(self):
         super().setUp()
         self.environment.update(XDG_CONFIG_HOME=str(self.home / "config"), XDG_STATE_HOME=str(self.home / "state"))
-        for folder in ("new", "cur", "tmp"):
-            (self.home / "Maildir" / folder).mkdir(parents=True)
-        (self.home / "Maildir/new/1795000001.test.example").write_text(
-            "From: Bob <bob@example.com>\nTo: ann@example.org\nSubject: Hello\n\ntext\n")
+        self.preferences = self.home / "config/rbx/rbx_prefs.ini"
+        self.preferences.parent.mkdir(parents=True)
         # The trace of each step.
         (self.home / "state/rbx/rbxkey").mkdir(parents=True)
         (self.home / "state/rbx/rbxkey/db").touch()
 
-    def deliver(self, server, **secret):
-        preferences = self.home / "config/rbx/rbx_prefs.ini"
-        preferences.parent.mkdir(parents=True)
-        values = {"address": "ann@example.org", "delivery": "smtp", "smtp_host": "localhost",
-                  "smtp_port": server.port, "smtp_security": "tls", "smtp_ca_file": server.certificate,
-                  "smtp_user": "ann", **{f"smtp_{key}": value for key, value in secret.items()}}
-        preferences.write_text("[mail]\n" + "".join(f"{key}={value}\n" for key, value in values.items()))
+    def check(self, settings, words):
+        """One test cycle, with everything logged; `words` have to be in the log."""
+        self.preferences.write_text("[mail]\naddress=ann@example.org\n" + "".join(
+            f"{key}={value}\n" for key, value in settings.items()))
         program = self.start(CONSOLE, stdin=subprocess.PIPE)
         program.stdin.write(b"settings txtAddress 5550100@sms.example.net\nclick frmRelaybird.cmdViewLog\n"
                             b"key frmLog.lstLog Ctrl+Shift+Alt+V\nset frmLog.chkVerboseLog on\n"
-                            b"answer OK Yes OK\ntest\nwait idle 60\n")
-        program.stdin.flush()
-        return program
-
-    def check(self, server, **secret):
-        program = self.deliver(server, **secret)
-        while b"box: Test Complete" not in self.output:
+                            b"answer OK Yes OK OK\ntest\nwait idle 60\nlog 500\nshow the-end\n")
+        while b"the-end" not in self.output:
             line = program.stdout.readline()
-            self.assertTrue(line, "the program has ended early")
+            self.assertTrue(line, f"the program has ended early: {self.output}")
             self.output += line
-        self.assertEqual(server.done.is_set(), server.accepts)
-        self.assertTrue(server.was_given(self.secret), "the server was given another secret")
         self.assertEqual(self.leaks(program), [], "while it runs")
-        self.output += program.communicate(b"log 100\nquit\n", 60)[0]
+        self.output += program.communicate(b"quit\n", 60)[0]
         self.assertEqual(program.returncode, 0)
-        self.assertIn(b"AUTH", self.output, "the protocol was not logged")
+        for word in words:
+            self.assertIn(word, self.output)
         self.assertEqual(self.leaks_on_disk(), [], "after its end")
 
-    def test_password_by_command(self):
-        self.check(SmtpServer(self.folder), secret="command", secret_command=self.password_command())
+    # A Maildir, and a server of this test for delivery.
 
-    def test_refused_password(self):
-        self.check(SmtpServer(self.folder, accepts=False), secret="command",
-                   secret_command=self.password_command())
-        self.assertIn(b"535 5.7.8 wrong", self.output)
+    def check_delivery(self, server, words, **secret):
+        for folder in ("new", "cur", "tmp"):
+            (self.home / "Maildir" / folder).mkdir(parents=True)
+        (self.home / "Maildir/new/1795000001.test.example").write_text(self.MESSAGE)
+        self.check({"delivery": "smtp", "smtp_host": "localhost", "smtp_port": server.port, "smtp_security": "tls",
+                    "smtp_ca_file": server.certificate, "smtp_user": "ann", **secret}, [b"SMTP > AUTH", *words])
+        self.assertTrue(server.was_given(self.secret), "the server was given another secret")
 
-    def test_token_by_command(self):
-        self.check(SmtpServer(self.folder), secret="token-command", secret_command=self.password_command())
+    def test_delivery_by_password(self):
+        self.check_delivery(SmtpServer(self.folder), [b"1 message has left this computer"],
+                            smtp_secret="command", smtp_secret_command=self.password_command())
+
+    def test_delivery_by_token(self):
+        self.check_delivery(SmtpServer(self.folder), [b"1 message has left this computer"],
+                            smtp_secret="token-command", smtp_secret_command=self.password_command())
+
+    def test_refused_delivery(self):
+        self.check_delivery(SmtpServer(self.folder, accepts=False), [b"535 5.7.8 wrong"],
+                            smtp_secret="command", smtp_secret_command=self.password_command())
+
+    # An account at a real server, which also delivers.
+
+    def check_account(self, words, accepts, **secret):
+        self.folder.chmod(0o711)  # root's server runs as another user
+        folder = self.folder / "servers"
+        folder.mkdir()
+        servers = self.start("/usr/bin/python3", SERVERS, str(folder), stdin=subprocess.PIPE)
+        self.addCleanup(servers.communicate)  # the end of its input ends it with all that it has started
+        servers.stdin.write(b"servers\n")
+        servers.stdin.flush()
+        found = dict(word.split("=", 1) for word in servers.stdout.readline().decode().strip().split("\t")[1:])
+        users = folder / "users"
+        if accepts:
+            users.write_text(users.read_text().replace("box1:{PLAIN}secret", f"box1:{{PLAIN}}{self.secret.decode()}"))
+        message = pathlib.Path(found["mail"]) / "box1/new/1795000001.test.example"
+        message.write_text(self.MESSAGE)
+        if os.geteuid() == 0:
+            owner = message.parent.stat()
+            os.chown(message, owner.st_uid, owner.st_gid)
+        settings = {"store": "account", "imap_host": "localhost", "imap_port": found["plain.imaps"],
+                    "imap_security": "tls", "imap_ca_file": found["ca"], "imap_user": "box1", "delivery": "smtp",
+                    "smtp_host": "localhost", "smtp_port": found["plain.submissions"], "smtp_security": "tls",
+                    "smtp_ca_file": found["ca"], "smtp_user": "box1", "smtp_secret": "same", **secret}
+        self.check(settings, [b"AUTHENTICATE", *words])
+        self.assertEqual(any(folder.glob("sink1/*")), accepts)
+
+    def test_account_by_command(self):
+        self.check_account([b"1 message has left this computer"], True,
+                           imap_secret="command", imap_secret_command=self.password_command())
+
+    def test_refused_account(self):
+        self.check_account([b"AUTHENTICATIONFAILED"], False,
+                           imap_secret="command", imap_secret_command=self.password_command())
 
 
 if __name__ == "__main__":
