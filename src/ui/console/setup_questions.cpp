@@ -140,9 +140,6 @@ class Questions {
     field(setup_.lblMaildir, setup_.txtMaildir);
     field(setup_.lblAddress, setup_.txtMailAddress);
     field(setup_.lblName, setup_.txtMailName);
-    if (setup_.cmbDelivery.value() == kByAccount) {
-      setup_.cmbDelivery.setValue(setup_.txtSendmail.text().empty() ? kByNothing : kByLocalCommand);
-    }
   }
 
   void sending() {

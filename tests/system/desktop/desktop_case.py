@@ -80,6 +80,24 @@ class DesktopCase(unittest.TestCase):
         box.wait_gone()
         return words
 
+    def choose_in_list(self, settings, name, entry):
+        box = settings.find(name, "combo box")
+        box.click()
+        self.wait_until("the list to drop down", lambda: self.list_entry(entry)).click()
+        self.wait_until(f"'{entry}' to be chosen", lambda: self.chosen(box) == entry)
+
+    def list_entry(self, name):
+        for window in self.desktop.accessibility.application(self.program.process.pid).children():
+            if window.role() == "window":
+                entries = self.program.wrap(window).find_all(name, "menu item")
+                if entries:
+                    return entries[0]
+        return None
+
+    def chosen(self, box):
+        entry = box.accessible.selected()
+        return entry.name() if entry else None
+
     def wait_until(self, what, look):
         return wait_for(what, look, otherwise=self.program.describe if self.program else None)
 

@@ -73,7 +73,10 @@ std::string frmSetup::helpTopic() const {
 
 void frmSetup::wire() {
   for (Control* option : {&opbAccount, &opbMaildir}) {
-    option->onClick([this] { showWhatApplies(); });
+    option->onClick([this] {
+      followMailbox();
+      showWhatApplies();
+    });
   }
   txtMailAddress.onChange([this] { propose(); });
   cmbHostedBy.onClick([this] { propose(); });
@@ -82,7 +85,10 @@ void frmSetup::wire() {
     showOnlineAccounts();
   });
   cmbOnlineAccount.onClick([this] { transfer_.proposeOnlineAccount(); });
-  cmbDelivery.onClick([this] { showWhatApplies(); });
+  cmbDelivery.onClick([this] {
+    deliveryFollows_ = deliveryFollows_ && filling_;
+    showWhatApplies();
+  });
   cmbSmtpSignIn.onClick([this] { showWhatApplies(); });
   cmbImapSecurity.onClick([this] {
     transfer_.securityChosen(cmbImapSecurity, txtImapPort, MailProtocol::kImap);
@@ -120,6 +126,21 @@ void frmSetup::wire() {
   cmdCancel.onClick([this] { cancel(); });
 }
 
+// Until the user has chosen how forwards leave, the usual way of the mailbox is proposed. A Maildir
+// has no server of its own in any case.
+void frmSetup::followMailbox() {
+  if (filling_) {
+    return;
+  }
+  filling_ = true;
+  if (opbMaildir.checked() && cmbDelivery.value() == kByAccount) {
+    cmbDelivery.setValue(txtSendmail.text().empty() ? kByNothing : kByLocalCommand);
+  } else if (opbAccount.checked() && deliveryFollows_) {
+    cmbDelivery.setValue(kByAccount);
+  }
+  filling_ = false;
+}
+
 void frmSetup::fillProviders() {
   cmbHostedBy.addItem("As the address says");
   for (const MailProvider* provider : hosts()) {
@@ -140,6 +161,7 @@ void frmSetup::open(Form& owner) {
   txtTest.setText("");
   tabSetup.setValue(kYourMailTab);
   closesAfterWork_ = false;
+  deliveryFollows_ = !known_;
   filling_ = true;
   cmbHostedBy.setValue(0);
   transfer_.setOnlineAccounts({});

@@ -50,6 +50,7 @@ class frmSetup : public SetupControls {
 
   void wire();
   void fillFound();
+  void followMailbox();
   void fillProviders();
   void propose();
   void showProvider(const Proposal& proposal);
@@ -79,6 +80,7 @@ class frmSetup : public SetupControls {
   Proposal proposal_;
   std::string onlineNote_;  ///< why there are no online accounts
   bool filling_ = false;
+  bool deliveryFollows_ = false;  ///< the user has not chosen how forwards leave
   bool closesAfterWork_ = false;
   bool working_ = false;  ///< a test is running, or a test message is on its way
   bool stored_ = false;

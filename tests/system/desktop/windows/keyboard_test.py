@@ -248,7 +248,7 @@ class TabOrder(DesktopCase):
         if widget.role == "radio button":
             return widget.has("checked")
         return widget.role in ("check box", "combo box", "link", "list", "page tab list",
-                               "push button", "text")
+                               "password text", "push button", "text")
 
     def test_it_is_the_reading_order(self):
         self.start()

@@ -6,7 +6,7 @@ import re
 
 import desktop_case
 from desktop_case import DesktopCase, show_tab
-from every_window import TABS, every_window
+from every_window import SETUP_TABS, TABS, every_window
 
 # Containers are listed only if they have a name.
 STRUCTURE = ("filler", "menu bar", "page tab list", "panel", "scroll bar", "scroll pane",
@@ -59,6 +59,18 @@ def settings(tab, *page):
     here = TABS.index(tab) + 1
     return ["dialog 'Settings'", *tabs[:here], *page, *tabs[here:],
             "push button 'OK'", "push button 'Cancel'", "push button 'Apply'"]
+
+
+def set_up(tab, *page):
+    tabs = [f"page tab '{name}'" for name in SETUP_TABS]
+    here = SETUP_TABS.index(tab) + 1
+    return ["dialog 'Set Up Mail'", *tabs[:here], *page, *tabs[here:],
+            "push button 'OK'", "push button 'Cancel'"]
+
+
+def field(label, role="text"):
+    """A field beside its label."""
+    return [f"label '{label}' for '{label}'", f"{role} '{label}' by '{label}'"]
 
 
 def lines(label):
@@ -137,6 +149,43 @@ WINDOWS = {
         "label 'Emails to be forwarded using standard formatting'",
         "radio button 'Cell phone format'",
         "radio button 'Standard format'"),
+    "set-up, Your Mail": set_up(
+        "Your Mail",
+        "label 'Where is your mail?'",
+        "radio button 'An account at a mail provider'",
+        "radio button 'A Maildir on this computer'",
+        *field("Your e-mail address:"),
+        *field("Your name:"),
+        *field("Sign in with:", "combo box"),
+        *field("Password:", "password text"),
+        "label 'The server for reading mail is not known yet: enter it...'"),
+    "set-up, Servers": set_up(
+        "Servers",
+        "label 'Reading mail (IMAP)'",
+        *field("Server:"),
+        *field("Port:"),
+        *field("Encryption:", "combo box"),
+        *field("User name:"),
+        *field("Folder to watch:"),
+        *field("Provider of an address with a domain of your own:", "combo box"),
+        *field("Certificate file (only for a server with a certificate...")),
+    "set-up, Sending": set_up(
+        "Sending",
+        *field("Forwards leave by:", "combo box"),
+        *field("Server:"),
+        *field("Port:"),
+        *field("Encryption:", "combo box"),
+        *field("User name:"),
+        "check box 'Keep a copy of each forward in the account's Sent folder'",
+        *field("Address book (a vCard file, optional):")),
+    "set-up, Test": set_up(
+        "Test",
+        "label 'The server for reading mail is not known yet: enter it...'",
+        "push button 'Test Account'",
+        "push button 'Stop': No test is running. disabled",
+        *lines("Result:"),
+        "label 'A test message goes to the addresses that mail is...'",
+        "push button 'Send a Test Message'"),
     "log": ["frame 'Activity Log'",
             "label 'Find:' for 'Find:'",
             "text 'Find:' by 'Find:'",

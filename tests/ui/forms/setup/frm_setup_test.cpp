@@ -291,8 +291,21 @@ TEST_F(Setup, AMaildirThatWasFoundIsOffered) {
 TEST_F(Setup, AMaildirHasNoServerOfItsOwnToSendBy) {
   open();
   at("opbMaildir").click();
+  EXPECT_EQ(at("cmbDelivery").value(), kByLocalCommand);
+  at("opbAccount").click();
+  EXPECT_EQ(at("cmbDelivery").value(), kByAccount);
+  at("opbMaildir").click();
+  at("cmbDelivery").setValue(kByAccount);
   press("cmdOK");
   EXPECT_THAT(lastBox(), HasSubstr("A Maildir has no server of its own"));
+}
+
+TEST_F(Setup, TheWayOutThatWasChosenStays) {
+  open();
+  at("cmbDelivery").setValue(kByNothing);
+  at("opbMaildir").click();
+  at("opbAccount").click();
+  EXPECT_EQ(at("cmbDelivery").value(), kByNothing);
 }
 
 TEST_F(Setup, StoredSettingsAreShownAndStayAsTheyAre) {

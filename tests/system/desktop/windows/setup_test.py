@@ -1,0 +1,98 @@
+# SPDX-License-Identifier: MIT
+"""Setting up mail, from the first start to the line at the top of the main window."""
+
+import configparser
+import shutil
+
+import desktop_case
+from desktop_case import MAIN, DesktopCase, show_tab
+
+
+class SetUp(DesktopCase):
+    def mail_section(self):
+        parser = configparser.RawConfigParser(delimiters=("=",), strict=False)
+        parser.read(self.home.preference_file, encoding="utf-8")
+        return dict(parser["mail"]) if parser.has_section("mail") else {}
+
+    def open(self):
+        self.program.window(MAIN).choose("Edit", "Set Up Mail...")
+        return self.program.window("Set Up Mail")
+
+    def wait_for_line(self, text):
+        """The window wraps the line."""
+        main = self.program.window(MAIN)
+        self.wait_until(f"the line '{text}'",
+                        lambda: any(" ".join(each.name.split()).startswith(text)
+                                    for each in main.find_all(role="label")))
+
+    def test_the_first_start_leads_to_a_mailbox(self):
+        shutil.move(self.home.maildir, self.home.folder / "Mail")
+        main = self.start()
+        self.wait_for_line("No mailbox yet.")
+        main.find("Set up mail...", "push button").click()
+        setup = self.program.window("Set Up Mail")
+        setup.find("A Maildir on this computer", "radio button").click()
+        setup.find("Folder:", "text").enter("~/Mail")
+        show_tab(setup, "Sending")
+        self.choose_in_list(setup, "Forwards leave by:", "Nothing: they stay in the outbox")
+        setup.find("OK", "push button").click()
+        setup.wait_gone()
+        self.assertEqual({"store": "maildir", "maildir": "~/Mail"}, self.mail_section())
+        self.wait_for_line(f"Watches the Maildir {self.home.folder}/Mail. Forwards stay in the outbox")
+        self.assertEqual([], self.program.window(MAIN).find_all("Set up mail...", "push button"))
+        self.leave()
+
+    def test_a_start_without_a_mailbox_offers_it(self):
+        shutil.move(self.home.maildir, self.home.folder / "Mail")
+        main = self.start()
+        main.choose("File", "Start")
+        self.answer("Error", "OK")
+        self.answer("Set Up Mail", "Yes")
+        self.program.window("Set Up Mail").find("Cancel", "push button").click()
+        self.leave()
+
+    def test_an_address_brings_its_servers_and_what_to_do(self):
+        self.start()
+        setup = self.open()
+        setup.find("Your e-mail address:", "text").enter("ann@icloud.com")
+        self.wait_until("the remark", lambda: "needs an app password" in setup.tree())
+        self.assertTrue(setup.find("App password:", "password text"))
+        show_tab(setup, "Servers")
+        self.assertEqual("imap.mail.me.com", setup.find("Server:", "text").text)
+        self.assertEqual("ann", setup.find("User name:", "text").text)
+        show_tab(setup, "Sending")
+        self.assertEqual("ann@icloud.com", setup.find("User name:", "text").text)
+        setup.find("Cancel", "push button").click()
+        setup.wait_gone()
+        self.assertEqual({}, self.mail_section())
+        self.leave()
+
+    def test_what_is_missing_is_said_and_its_page_shown(self):
+        self.start()
+        setup = self.open()
+        setup.find("Your e-mail address:", "text").enter("ann@firm.example")
+        setup.find("OK", "push button").click()
+        self.answer("Set Up Mail", "OK")
+        setup = self.program.window("Set Up Mail")
+        setup.find("Servers", "page tab").wait_for_state("selected")
+        setup.find("Cancel", "push button").click()
+        self.leave()
+
+    def test_a_test_shows_its_lines(self):
+        self.start()
+        setup = self.open()
+        setup.find("A Maildir on this computer", "radio button").click()
+        show_tab(setup, "Sending")
+        self.choose_in_list(setup, "Forwards leave by:", "Nothing: they stay in the outbox")
+        show_tab(setup, "Test")
+        setup.find("Test Account", "push button").click()
+        self.wait_until("the end of the test",
+                        lambda: "The test is over: all is well." in setup.find("Result:", "text").text)
+        self.assertIn("was opened; it has 0 messages.", setup.find("Result:", "text").text)
+        setup.find("Cancel", "push button").click()
+        setup.wait_gone()
+        self.leave()
+
+
+if __name__ == "__main__":
+    desktop_case.main()
