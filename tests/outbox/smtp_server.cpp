@@ -114,7 +114,7 @@ class SmtpScript : public ServerScript {
     if (!server_.fault) {
       return std::nullopt;
     }
-    return server_.fault({verb, argument, sender_, connection_, taken_});
+    return server_.fault({verb, argument, sender_, connection_, taken_, !in_.empty()});
   }
 
   void answer(ServerEnd& end, const std::optional<SmtpFault>& fault, const std::string& usual) {

@@ -29,6 +29,7 @@ struct SmtpMoment {
   std::string sender;          ///< of the transaction; with MAIL the new one
   std::size_t connection = 0;  ///< from 0
   std::size_t taken = 0;       ///< messages taken on this connection so far
+  bool more = false;           ///< further bytes have come with it
 };
 
 struct TakenMessage {

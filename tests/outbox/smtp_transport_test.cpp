@@ -442,6 +442,20 @@ TEST(SmtpTransport, GreylistingConcernsOneMessage) {
   EXPECT_EQ(world.network.connections(), 1u);
 }
 
+TEST(SmtpTransport, AServerThatBreaksDownAtGroupsDoublesOneMessageAndNoMore) {
+  SmtpWorld world;
+  world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+    const bool breaks = moment.verb == "END" && moment.more;
+    return breaks ? std::optional(SmtpFault{.drop = true}) : std::nullopt;
+  };
+  world.sendMany(6);
+  world.flush();
+  world.flushForADay();
+  EXPECT_EQ(world.waiting(), 0u);
+  EXPECT_THAT(world.server.taken, SizeIs(7));
+  EXPECT_EQ(world.server.count(SmtpWorld::sender(1)), 2u);
+}
+
 TEST(SmtpTransport, EachRecipientKeepsItsOwnAnswer) {
   for (const bool pipelining : {true, false}) {
     SmtpWorld world(pipelining);

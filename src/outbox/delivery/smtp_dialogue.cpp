@@ -176,7 +176,7 @@ void SmtpDialogue::readCapabilities(const SmtpReply& reply) {
   for (std::size_t i = 1; i < reply.lines.size(); ++i) {
     const std::string line = asciiUpper(reply.lines[i]);
     const std::string name = line.substr(0, line.find_first_of(" ="));
-    pipelining_ = pipelining_ || name == "PIPELINING";
+    pipelining_ = pipelining_ || (setting_.mayPipeline && name == "PIPELINING");
     eightBitMime_ = eightBitMime_ || name == "8BITMIME";
     smtpUtf8_ = smtpUtf8_ || name == "SMTPUTF8";
     if (name == "SIZE") {

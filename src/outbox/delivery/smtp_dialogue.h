@@ -45,7 +45,8 @@ enum class SmtpStep {
 class SmtpDialogue {
  public:
   struct Setting {
-    std::string server;  ///< its name, for people
+    std::string server;       ///< its name, for people
+    bool mayPipeline = true;  ///< where the server offers it
     /// Gets each line, where the program shows them; texts of messages are left out. May be empty.
     std::function<void(const ProtocolLine&)> trace = {};
   };
@@ -86,6 +87,8 @@ class SmtpDialogue {
   bool over() const { return over_; }
   /// Why the server takes nothing at all, if it is so. Told once.
   std::optional<Trouble> takeTrouble() { return std::exchange(trouble_, {}); }
+  /// Whether commands are sent before the answers for those before them have come.
+  bool pipelining() const { return pipelining_; }
   /// Messages that the server has taken on this connection.
   std::size_t accepted() const { return accepted_; }
   /// Bytes of messages that are held here.

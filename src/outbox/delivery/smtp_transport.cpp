@@ -22,7 +22,7 @@ namespace {
 using Milliseconds = std::chrono::milliseconds;
 
 // No further message is read while more than this waits to be sent.
-constexpr std::size_t kMostHeld = std::size_t{1} << 20;
+constexpr std::size_t kMostHeld = std::size_t{2} << 20;
 constexpr std::size_t kReceiveAtOnce = std::size_t{64} << 10;
 // Another connection is worth its opening, some six round trips, for this many messages.
 constexpr std::size_t kMessagesPerConnection = 8;
@@ -47,6 +47,12 @@ Milliseconds limitOf(SmtpStep step) {
       break;
   }
   return kLongestWait;
+}
+
+bool anyUnknown(const std::vector<Verdict>& verdicts) {
+  return std::any_of(verdicts.begin(), verdicts.end(), [](const Verdict& verdict) {
+    return verdict.outcome.kind == Outcome::Kind::kUnknown;
+  });
 }
 
 std::string_view nameOf(SmtpStep step) {
@@ -127,6 +133,7 @@ void SmtpTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
 }
 
 void SmtpTransport::tryAgain() {
+  mayPipeline_ = true;
   if (setting_.signIn && setting_.signIn->tryAgain) {
     setting_.signIn->tryAgain();
   }
@@ -218,8 +225,8 @@ void SmtpTransport::Series::receive(Line& line) {
       transport_.setting_.signIn->accepted();
     }
     triedAnotherSecret_ = false;
-    line.dialogue.emplace(
-        SmtpDialogue::Setting{transport_.setting_.server.host, transport_.setting_.trace});
+    line.dialogue.emplace(SmtpDialogue::Setting{
+        transport_.setting_.server.host, transport_.mayPipeline_, transport_.setting_.trace});
   }
   if (line.dialogue) {
     std::string bytes;
@@ -291,6 +298,9 @@ void SmtpTransport::Series::settle() {
   for (Line& line : lines_) {
     if (line.dialogue) {
       auto come = line.dialogue->takeVerdicts();
+      if (line.dialogue->pipelining() && anyUnknown(come)) {
+        transport_.mayPipeline_ = false;
+      }
       std::move(come.begin(), come.end(), std::back_inserter(verdicts));
     }
   }

@@ -63,6 +63,9 @@ class SmtpTransport : public Transport {
 
   Setting setting_;
   int mostConnections_ = kSmtpMostConnections;
+  /// Cleared when an answer got lost. A server that breaks down at commands which come together
+  /// would otherwise take the same message at every try.
+  bool mayPipeline_ = true;
 };
 
 }  // namespace relaybird
