@@ -103,6 +103,11 @@ bool looksLikeAddress(const std::string& text) {
          text.find_first_of(kWhiteSpace) == std::string::npos;
 }
 
+// The preference file may name an online account in any of these ways.
+bool names(const std::string& name, const OnlineAccount& account) {
+  return name == account.id || name == account.address || name == account.identity;
+}
+
 bool looksLikeHost(const std::string& text) {
   return !text.empty() && text.find_first_of(" \t/@") == std::string::npos;
 }
@@ -183,7 +188,9 @@ void SetupTransfer::readImapSecret(AccountSettings& imap) const {
   bool token = imap.secret == SecretSource::kTokenCommand;
   if (imap.secret == SecretSource::kOnlineAccount) {
     if (const OnlineAccount* account = onlineAccount()) {
-      imap.secretName = account->id;
+      if (!names(imap.secretName, *account)) {
+        imap.secretName = account->id;
+      }
       token = account->token;
     } else {
       token = true;  // as the settings are; nothing is known about the account yet
@@ -370,7 +377,7 @@ void SetupTransfer::setOnlineAccounts(std::vector<OnlineAccount> accounts) {
   std::vector<std::string> entries;
   int chosen = accounts_.size() == 1 ? 0 : -1;
   for (const OnlineAccount& account : accounts_) {
-    if (account.id == former_.imap.secretName) {
+    if (names(former_.imap.secretName, account)) {
       chosen = static_cast<int>(entries.size());
     }
     entries.push_back(account.identity + " (" + account.provider + ")" +
