@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -450,10 +451,23 @@ std::shared_ptr<InboxListing> AccountInbox::currentListing() {
     walkedOf_ = generation;
   }
   if (uids != nullptr && uids != lastUids_) {
-    last_ = std::make_shared<AccountListing>(*this, generation, uidValidity, uids, aliases);
+    last_ = std::make_shared<AccountListing>(*this, generation, uidValidity, withoutMarked(uids),
+                                             aliases);
     lastUids_ = uids;
   }
   return uids == nullptr ? nullptr : last_;
+}
+
+// Messages may have been marked by an older listing after the server was asked.
+std::shared_ptr<const std::vector<std::uint32_t>> AccountInbox::withoutMarked(
+    const std::shared_ptr<const std::vector<std::uint32_t>>& uids) const {
+  auto unmarked = std::make_shared<std::vector<std::uint32_t>>();
+  session_->look([&](const ImapWork& work) {
+    std::copy_if(uids->begin(), uids->end(), std::back_inserter(*unmarked),
+                 [&](std::uint32_t uid) { return !work.isMarkedSeen(uid); });
+    return 0;
+  });
+  return unmarked->size() == uids->size() ? uids : unmarked;
 }
 
 // A message that is unread, although its mark was accepted and is not on its way, has lost the mark

@@ -61,6 +61,8 @@ class AccountInbox : public Inbox {
   Result<void> waitUntil(const Reached& reached);
   bool isCurrent() const;
   std::shared_ptr<InboxListing> currentListing();
+  std::shared_ptr<const std::vector<std::uint32_t>> withoutMarked(
+      const std::shared_ptr<const std::vector<std::uint32_t>>& uids) const;
   void trace(const ProtocolLine& line) const;
   void onNews();
   void endSynchronisation();

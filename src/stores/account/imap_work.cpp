@@ -653,6 +653,11 @@ ImapWork::Mark ImapWork::mark(std::uint32_t uid) const {
   return slot == marks_.end() ? Mark::kNone : slot->second.state;
 }
 
+bool ImapWork::isMarkedSeen(std::uint32_t uid) const {
+  const auto slot = marks_.find(uid);
+  return slot != marks_.end() && slot->second.seen && slot->second.state != Mark::kRefused;
+}
+
 void ImapWork::dropMark(std::uint32_t uid) {
   if (mark(uid) == Mark::kRefused) {
     marks_.erase(uid);

@@ -117,6 +117,8 @@ class ImapWork {
   void setSeen(std::uint32_t uid, bool seen);
   enum class Mark { kNone, kOnItsWay, kDurable, kRefused };
   Mark mark(std::uint32_t uid) const;
+  /// Whether it was marked as read here, and the server has not refused that.
+  bool isMarkedSeen(std::uint32_t uid) const;
   /// Forgets a mark that was refused.
   void dropMark(std::uint32_t uid);
   std::size_t marksWaiting() const { return queue_.size(); }

@@ -210,6 +210,17 @@ TEST_F(AccountInboxTest, MarksMessagesAndReportsWhatTheServerHasConfirmed) {
   EXPECT_THAT(ids(*list()), ElementsAre("imap-7-1", "imap-7-3", "imap-7-4"));
 }
 
+TEST_F(AccountInboxTest, MarkOfAnOlderListingIsInALaterOneToo) {
+  const auto older = list();
+  house_.account.add(9, simpleMail("m9"));
+  house_.network.end(0).say("* 5 EXISTS\r\n");
+  // The server is asked now, and the message is marked after that.
+  inbox_->synchronise([] {});
+  serve(8);
+  EXPECT_TRUE(older->setSeen(1, true));
+  EXPECT_THAT(ids(*list()), ElementsAre("imap-7-1", "imap-7-3", "imap-7-4", "imap-7-9"));
+}
+
 TEST_F(AccountInboxTest, ShowsTheServersStateAfterARefusedMark) {
   house_.account.instead = [](const std::string& tag, const std::string& command) {
     return command.starts_with("UID STORE") ? std::optional<std::string>(tag + " NO full\r\n")
