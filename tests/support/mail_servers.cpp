@@ -100,13 +100,17 @@ std::string MailServers::freshUser() {
   return "box" + std::to_string(++users_);
 }
 
-std::string MailServers::deliver(const std::string& user, std::string_view message) {
+std::string MailServers::deliver(const std::string& user, std::string_view message,
+                                 const std::function<void(const std::string& path)>& prepare) {
   const std::string name =
       std::to_string(1800000000 + delivered_) + ".M" + std::to_string(delivered_) + "P1.host";
   ++delivered_;
   const std::string made = maildir(user) + "/tmp/" + name;
   writeBytes(made, message);
   ::chmod(made.c_str(), 0644);  // the servers may run as another user
+  if (prepare) {
+    prepare(made);
+  }
   std::filesystem::rename(made, maildir(user) + "/new/" + name);
   return name;
 }

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -50,8 +51,10 @@ class MailServers {
   /// The user's Maildir. What is put there arrives.
   std::string maildir(const std::string& user) const { return places_.at("mail") + "/" + user; }
   /// Puts an unread message into the inbox and returns the unique part of its file name. The
-  /// messages of one program sort by the order of their delivery.
-  std::string deliver(const std::string& user, std::string_view message);
+  /// messages of one program sort by the order of their delivery. `prepare` may change the file
+  /// before it is in the inbox.
+  std::string deliver(const std::string& user, std::string_view message,
+                      const std::function<void(const std::string& path)>& prepare = {});
 
   /// What Dovecot has logged since the program began; waits until the text is in it behind the
   /// position `from`, or fails the test after ten seconds.

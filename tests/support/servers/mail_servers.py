@@ -15,10 +15,12 @@ it has started, at the end of its input, so also when the program that started i
     proxy PORT [delay=MILLISECONDS] [edit=strip|refuse|inject] [stuck_at=PIECE [holding=request|answer]]
                                   a way to that port; name=, port=
     gate NAME open|closed|stuck   whether that proxy lets anything through
+    delete USER SUBJECT           another mail program deletes the messages with that word in the subject
     counts NAME                   what the sink or proxy of that name has counted
 """
 
 import asyncio
+import imaplib
 import pathlib
 import signal
 import ssl
@@ -76,12 +78,25 @@ class Servers:
         self.named[name].set_gate(gate)
         return {}
 
+    async def delete(self, user, subject):
+        def run():
+            with imaplib.IMAP4("127.0.0.1", self.dovecot.ports["plain", "imap"]) as imap:
+                imap.login(user, dovecot.BOXES[user])
+                imap.select()
+                for number in imap.search(None, "SUBJECT", f'"{subject}"')[1][0].split():
+                    imap.store(number, "+FLAGS", r"(\Deleted)")
+                imap.expunge()
+
+        # In a thread, as the connection may need the token server and proxies of this one.
+        await asyncio.to_thread(run)
+        return {}
+
     async def counts(self, name):
         return self.named[name].counts()
 
     async def obey(self, line):
         command, *words = line.split()
-        if command not in ("servers", "sink", "rules", "proxy", "gate", "counts"):
+        if command not in ("servers", "sink", "rules", "proxy", "gate", "delete", "counts"):
             raise ValueError(f"no command {command}")
         # A rule may have "=" in its text.
         options = {} if command == "rules" else dict(word.split("=", 1) for word in words if "=" in word)
