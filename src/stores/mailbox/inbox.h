@@ -45,6 +45,13 @@ inline constexpr std::chrono::seconds kLongestInboxWait{60};
 /// MAPI_E_LOGON_FAILED.
 inline constexpr int kLogonRefused = static_cast<int>(0x80040111);
 
+/// A message could not be read because of its server and not because of itself: the connection is
+/// lost, the disk for fetched messages is full. The value is MAPI_E_NETWORK_ERROR. ECANCELED,
+/// ETIMEDOUT and kLogonRefused mean the same for the message, and so does any failure but ENOENT
+/// while alive() fails. Such a message stays unread, and the pass ends. Any other failure of head()
+/// or open() counts as the message's own: it is logged, and the message is not tried again.
+inline constexpr int kInboxLost = static_cast<int>(0x80040115);
+
 /// The beginning of a message.
 struct InboxHead {
   HeaderBlock headers;

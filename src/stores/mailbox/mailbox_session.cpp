@@ -5,6 +5,7 @@
 #include "stores/mailbox/mailbox_session.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "message/address/address_check.h"
@@ -157,6 +158,7 @@ std::shared_ptr<InboxView> MailboxSession::list() {
     outlet_ = Outlet::kToBeTried;
   }
   deliverAgain();
+  lost_.reset();
   const auto outbox = outbox_;
   const auto marks = marks_;
   auto view = marks->list();
@@ -174,11 +176,13 @@ void MailboxSession::deliverAgain() {
 
 bool MailboxSession::unread(const InboxEntry& entry) {
   requireOpen();
+  requireInbox();
   return marks_->unread(entry);
 }
 
 void MailboxSession::setUnread(const InboxEntry& entry, bool unread) {
   requireOpen();
+  requireInbox();
   orThrow(marks_->setUnread(entry, unread));
 }
 
@@ -201,13 +205,52 @@ class MailboxSession::Reading {
 std::unique_ptr<InputFile> MailboxSession::openMessage(const InboxEntry& entry) {
   requireOpen();
   const Reading reading(*this);
-  return orThrow(entry.view->listing->open(entry.index));
+  auto file = entry.view->listing->open(entry.index);
+  if (!file) {
+    noteFailure(entry, file.error());
+  }
+  return orThrow(std::move(file));
 }
 
 InboxHead MailboxSession::headOf(const InboxEntry& entry) {
   requireOpen();
   const Reading reading(*this);
-  return entry.view->listing->head(entry.index, ownMarks());
+  InboxHead head = entry.view->listing->head(entry.index, ownMarks());
+  if (head.failure) {
+    noteFailure(entry, *head.failure);
+  }
+  return head;
+}
+
+bool MailboxSession::isLost(const Error& error) {
+  switch (error.code) {
+    case ENOENT:
+      return false;
+    case kInboxLost:
+    case kLogonRefused:
+    case ECANCELED:
+    case ETIMEDOUT:
+      return true;
+    default:
+      return closed_ || !inbox_->alive();
+  }
+}
+
+// A pass marks read what it failed to forward. Without this, a connection that is lost during a
+// pass would have all the messages marked that are left in it.
+void MailboxSession::noteFailure(const InboxEntry& entry, const Error& error) {
+  if (isLost(error)) {
+    lost_ = error;
+    if (marks_) {
+      marks_->release(entry);
+    }
+  }
+}
+
+void MailboxSession::requireInbox() const {
+  if (lost_) {
+    raise(*lost_);
+  }
 }
 
 // Recognises nothing as ours before the outbox has been opened.

@@ -57,6 +57,8 @@ class MailboxSession {
 
   /// Also retries kept messages of the outbox that are due.
   std::shared_ptr<InboxView> list();
+  /// This and the next throw after a message could not be read because of its server, until the
+  /// next list(). A pass that would take the failure for the message's ends thereby.
   bool unread(const InboxEntry& entry);
   void setUnread(const InboxEntry& entry, bool unread);
   void writeHeldBack() {
@@ -68,6 +70,7 @@ class MailboxSession {
   /// the disk, so that the pass ends and the remaining items stay as they are. After the next
   /// list() it throws only while the disk still refuses messages.
   void itemTaken() {
+    requireInbox();
     writeHeldBack();
     if (outlet_ != Outlet::kOpen) {
       requireOutlet();
@@ -76,7 +79,8 @@ class MailboxSession {
   /// The item that the pass is forwarding: the one whose read mark is held back.
   std::optional<InboxEntry> beingForwarded() const;
 
-  /// Throws where the message has vanished or cannot be read. May wait for a server.
+  /// Throws where the message has vanished or cannot be read. May wait for a server. If the reason
+  /// is the server, the mark of this message is not held back any more: it stays unread.
   std::unique_ptr<InputFile> openMessage(const InboxEntry& entry);
   /// Throws only if the outbox cannot be opened. May wait for a server.
   InboxHead headOf(const InboxEntry& entry);
@@ -115,6 +119,9 @@ class MailboxSession {
   std::size_t mostPerHour() const { return settings_.mostPerHour.value_or(kMostPerHour); }
   void deliverAgain();
   OwnMarks ownMarks() const;
+  bool isLost(const Error& error);
+  void noteFailure(const InboxEntry& entry, const Error& error);
+  void requireInbox() const;
   std::optional<Mailbox> fromAddressBook(const std::string& name);
   void tellAbout(const std::string& recipient, const std::optional<Mailbox>& found);
   void requireOutlet();
@@ -132,7 +139,8 @@ class MailboxSession {
   /// Whether the disk takes messages: yes; no, in this pass; to be tested before the next message.
   enum class Outlet { kOpen, kRefused, kToBeTried };
   Outlet outlet_ = Outlet::kOpen;
-  std::string refusal_;  ///< the error of the disk
+  std::string refusal_;        ///< the error of the disk
+  std::optional<Error> lost_;  ///< why no message of the last listing can be read any more
   std::unordered_set<std::string> complained_;
   std::string addressBookTrouble_;                                 ///< what was last reported of it
   std::unordered_map<std::string, std::string> toldOfRecipients_;  ///< last report, by recipient

@@ -57,6 +57,13 @@ class ReadMarks {
   /// is held back the first time and written when it is repeated.
   Result<void> setUnread(const InboxEntry& entry, bool unread);
 
+  /// Leaves the message unread if its mark is held back.
+  void release(const InboxEntry& entry) {
+    if (isHeldBack(entry)) {
+      heldBack_.reset();
+    }
+  }
+
   /// The message is about to be forwarded once more on purpose: settles an earlier forward of it
   /// whose mark is set, so that the outbox does not take the new one for a repetition.
   void forwardAnew(const InboxEntry& entry);

@@ -226,6 +226,55 @@ TEST_F(MailboxStoreTest, AFreshItemOfThePassStandsForTheMessageThatItForwards) {
   EXPECT_THAT(server.asked, ElementsAre("seen " + id));
 }
 
+class LostServerTest : public MailboxStoreTest {
+ protected:
+  // What the pass does with a message whose forward cannot be built.
+  static void failToForward(const std::shared_ptr<MailItem>& item) {
+    item->UnRead(false);
+    const auto forward = item->Forward();
+    forward->Recipients()->Add("cell@phone.example");
+    EXPECT_THROW(forward->send(), MailStoreError);
+    item->UnRead(false);
+  }
+};
+
+// The pass took the failure for the message's and marked it read, and so all that were left.
+TEST_F(LostServerTest, AMessageThatCannotBeFetchedBecauseOfItsServerStaysUnreadAndThePassEnds) {
+  for (const int code : {kInboxLost, kLogonRefused, ECANCELED, ETIMEDOUT}) {
+    server.deliver(mailText({}));
+    const auto walk = unread();
+    const auto item = walk->Item(1);
+    EXPECT_EQ(item->ClassName(), "MailItem");
+    server.opening = Error{code, "the connection is lost"};
+    EXPECT_EQ(errorOf([&] { failToForward(item); }), "the connection is lost") << code;
+    EXPECT_EQ(errorOf([&] { (void)item->UnRead(); }), "the connection is lost") << code;
+    EXPECT_EQ(errorOf([&] { (void)walk->Item(1); }), "the connection is lost") << code;
+    server.opening = {};
+    EXPECT_THAT(server.asked, IsEmpty()) << code;
+    EXPECT_TRUE(unread()->Item(1)->UnRead()) << code;
+    server.messages.clear();
+    ++server.changes;
+  }
+}
+
+TEST_F(LostServerTest, AnyFailureWhileTheConnectionIsDownIsTheServers) {
+  server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  server.opening = Error{0, "no words"};
+  server.alive = Error{0, "not connected"};
+  EXPECT_EQ(errorOf([&] { failToForward(item); }), "no words");
+  EXPECT_THAT(server.asked, IsEmpty());
+}
+
+TEST_F(LostServerTest, AMessageThatTheServerDoesNotGiveOutIsNotTriedAgain) {
+  server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  server.opening = Error{0, "the server says: this message is damaged"};
+  failToForward(item);
+  EXPECT_FALSE(item->UnRead());
+  EXPECT_THAT(server.asked, ElementsAre("seen 7.1"));
+}
+
 // The user changes the mailbox in the settings while a check waits for the server.
 TEST_F(MailboxStoreTest, AStoreThatIsClosedWhileACallWaitsFailsThatCallAlone) {
   server.deliver(mailText({}));
