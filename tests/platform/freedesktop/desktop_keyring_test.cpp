@@ -115,6 +115,7 @@ TEST_F(DesktopKeyringTest, NothingIsAskedAfterAStop) {
 TEST_F(DesktopKeyringTest, SeveralThreadsMayAskAtATime) {
   start("open");
   std::vector<std::thread> threads;
+  threads.reserve(4);
   std::atomic<int> found = 0;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] { found += keyring.lookUp(kPlanted, {}).end == End::kDone ? 1 : 0; });

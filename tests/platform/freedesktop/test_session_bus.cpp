@@ -27,6 +27,7 @@ TestProgram::TestProgram(std::vector<std::string> arguments, const std::string& 
   posix_spawn_file_actions_adddup2(&actions, in.get(), STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, out->write.get(), STDOUT_FILENO);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     pointers.push_back(argument.data());
   }
