@@ -308,28 +308,28 @@ TEST_F(PartialDeliveryTest, ALostAnswerIsWaitedForBeforeTheMessageIsSentAgain) {
 }
 
 TEST_F(PartialDeliveryTest, AMessageThatIsFoundToHaveArrivedIsNotSentAgain) {
-  std::vector<std::string> asked;
-  auto with = setting(&transport, executor);
-  with.hasArrived = [&](const OutgoingMessage& message, std::stop_token) {
-    asked.push_back(message.subject);
-    return message.subject == "one";
-  };
-  worker.reset();
-  worker.emplace(std::move(with));
-  transport.answer = [](const std::string& subject) {
+  struct Searching : ScriptedTransport {
+    bool hasArrived(const OutgoingMessage& message, std::stop_token) override {
+      asked.push_back(message.subject);
+      return message.subject == "one";
+    }
+    std::vector<std::string> asked;
+  } searching;
+  use(searching);
+  searching.answer = [](const std::string& subject) {
     return subject == "three" ? temporary() : Outcome{Kind::kUnknown, "lost", false};
   };
   send("one");
   send("two");
   send("three");
   flush();
-  EXPECT_THAT(asked, IsEmpty());
-  take();
-  transport.answer = nullptr;
+  EXPECT_THAT(searching.asked, IsEmpty());
+  std::exchange(searching.subjects, {});
+  searching.answer = nullptr;
   world.clock.advance(minutes{10});
   flush();
-  EXPECT_THAT(asked, ElementsAre("one", "two"));
-  EXPECT_THAT(take(), ElementsAre("two", "three"));
+  EXPECT_THAT(searching.asked, ElementsAre("one", "two"));
+  EXPECT_THAT(std::exchange(searching.subjects, {}), ElementsAre("two", "three"));
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 

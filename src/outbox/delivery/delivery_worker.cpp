@@ -280,8 +280,7 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(UnderWay one, std::
 bool DeliveryWorker::Series::arrivedBefore(const UnderWay& one, const OutgoingMessage& message) {
   const auto retry = worker_.retries_.find(one.message.name);
   const bool found = retry != worker_.retries_.end() && retry->second.noAnswer &&
-                     worker_.setting_.hasArrived &&
-                     worker_.setting_.hasArrived(message, worker_.stop_.get_token());
+                     worker_.setting_.transport->hasArrived(message, worker_.stop_.get_token());
   if (found) {
     worker_.say("Has arrived already, so it is not sent again: \"" + one.title + "\"");
   }

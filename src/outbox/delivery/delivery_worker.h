@@ -13,7 +13,7 @@
 //
 // When the whole message was sent but its answer got lost, it may have arrived. It is tried again
 // after ten minutes at the earliest, with the same Message-ID, by which mail programs and servers
-// recognise the second one.
+// recognise the second one, unless the transport finds out that it has arrived.
 //
 // An address that exceeds its limit of messages an hour is stopped (hourly_limit.h): its messages
 // stay, after new starts too, until tryAgain(). A message with several recipients waits as a whole
@@ -64,10 +64,6 @@ class DeliveryWorker {
     /// Told, on the user-interface thread, what became of each message.
     std::function<void(StoreNotice)> notice;
     std::size_t mostPerHour = kMostPerHour;  ///< messages to one address
-    /// Whether a message whose answer got lost has arrived, by another way to find out, such as a
-    /// search of the Sent folder. Asked on the executor's thread before the message is tried again;
-    /// may wait for a server. May be empty.
-    std::function<bool(const OutgoingMessage&, std::stop_token)> hasArrived = {};
   };
 
   struct Counts {

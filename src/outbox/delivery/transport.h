@@ -90,6 +90,14 @@ class Transport {
   /// The user wants that all is tried again, also what a server has refused. Called on the same
   /// thread, before a series.
   virtual void tryAgain() {}
+  /// Whether a message whose answer got lost has arrived, found out in another way, such as by a
+  /// search of the Sent folder. Asked on the same thread before the message is tried again; may
+  /// wait for a server.
+  virtual bool hasArrived(const OutgoingMessage& message, std::stop_token stop) {
+    static_cast<void>(message);
+    static_cast<void>(stop);
+    return false;
+  }
 };
 
 /// A transport that takes one message after another.

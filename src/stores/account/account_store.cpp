@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "stores/account/account_inbox.h"
+#include "stores/account/sent_folder.h"
 #include "stores/mailbox/mailbox_store.h"
 
 namespace relaybird {
@@ -17,8 +18,9 @@ Result<std::unique_ptr<MailStore>> openAccountStore(const MailSettings& settings
   if (settings.imap.server.host.empty()) {
     return Error{0, "The settings name no mail server: set up mail first"};
   }
-  return std::unique_ptr<MailStore>(std::make_unique<MailboxStore>(
-      std::make_unique<AccountInbox>(settings, world), settings, world, std::move(transport)));
+  return std::unique_ptr<MailStore>(
+      std::make_unique<MailboxStore>(std::make_unique<AccountInbox>(settings, world), settings,
+                                     world, withSentFolder(std::move(transport), settings, world)));
 }
 
 }  // namespace relaybird
