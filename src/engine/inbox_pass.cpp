@@ -335,8 +335,15 @@ bool InboxPass::rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item,
   int status = world_.prefs.intShouldForward(item, allowed, walk.reason);
   // The rules have read the item alone. Some of them reject an item that cannot be forwarded, so
   // its forward is built before they are believed.
+  bool unbuilt = false;
   if (status >= 1 && allowed && world_.prefs.bolRulesNeedForward() && !build(walk, item)) {
     status = world_.prefs.intWithoutForward(walk.builder.errorText(), allowed, walk.reason);
+    unbuilt = true;
+  }
+  if (status < 1 || unbuilt) {
+    // Throws where the store has lost its server: then the item is not to blame, and the next pass
+    // has to look at it again.
+    (void)item->UnRead();
   }
   if (status < 1) {
     walk.reason = world_.prefs.lastReason();
@@ -413,12 +420,19 @@ void InboxPass::finish() {
   }
 }
 
+// A store that waits for its server gives up when the user stops the pass, which is no failure.
 void InboxPass::fault(const std::string& description) {
-  world_.log.AddToLog("An Error occured at " + nowText() + " --> " + description);
+  const bool stopped = state_.stopWanted();
+  world_.log.AddToLog(stopped ? nowText() + "--> Email check stopped before its end: " + description
+                              : "An Error occured at " + nowText() + " --> " + description);
   state_.m_bBusyFwd = false;
   session_.dropIfGone();
-  world_.alerts.checkFailed(description);
-  status_.SetStatusToPreset(kStatusError);
+  if (stopped) {
+    status_.SetStatusToPreset();
+  } else {
+    world_.alerts.checkFailed(description);
+    status_.SetStatusToPreset(kStatusError);
+  }
   // Last, because the status line lets events run and the end of a test cycle opens a box.
   endTestCycle();
 }

@@ -223,6 +223,29 @@ TEST_F(UnbuiltForwardTest, AForwardIsNeverThatOfTheItemBefore) {
   EXPECT_TRUE(store_.isUnread(1));
 }
 
+// The server of an account is lost while an item is read for a rule: every later call for the item
+// fails until the next listing.
+TEST_F(UnbuiltForwardTest, AnItemThatTheStoreHasLostIsNotIgnored) {
+  textRule("text");
+  for (const char* operation : {"MailItem.Save", "MailItem.Body"}) {
+    deliver(operation);
+    bool lost = false;
+    store_.setHook([&](std::string_view at) {
+      lost = lost || at == operation;
+      if (lost && at.starts_with("MailItem.")) {
+        throw MailStoreError("no connection");
+      }
+    });
+    check();
+    EXPECT_TRUE(lost) << operation;
+    EXPECT_TRUE(log_.lines.back().starts_with("An Error occured at ")) << log_.lines.back();
+    EXPECT_TRUE(log_.lines.back().ends_with(" --> no connection")) << log_.lines.back();
+    store_.setHook({});
+    check();
+    EXPECT_EQ(sentSubjects().back(), "FW: " + std::string(operation));
+  }
+}
+
 // Runs a pass over items of every kind once for each operation that it uses, which fails at its
 // first use. Whatever fails, the pass ends by itself, leaves no flag behind, and the next one,
 // with the store in order again, forwards what is still unread and undecided exactly once.

@@ -53,6 +53,29 @@ TEST_F(StopPassTest, StoppingLeavesTheItemsToComeUntouched) {
   EXPECT_FALSE(engine_.state().passRunning);
 }
 
+// The store waits for its server, and events run meanwhile.
+TEST_F(StopPassTest, AWaitThatIsGivenUpBecauseTheUserStopsIsNoFailedCheck) {
+  deliverThree();
+  bool lost = false;
+  store_.setHook([&](std::string_view at) {
+    if (at == "MailItem.ClassName") {
+      engine_.pass().stopAfterItem();
+      lost = true;
+    }
+    if (lost && at.starts_with("MailItem.")) {
+      throw MailStoreError("Stopped");
+    }
+  });
+  check();
+  EXPECT_THAT(log_.lines, Contains(EndsWith("--> Email check stopped before its end: Stopped")));
+  EXPECT_THAT(alerts_.lines, IsEmpty());
+  EXPECT_NE(display_.status, "Error occurred");
+  EXPECT_FALSE(engine_.state().m_bBusyFwd);
+  store_.setHook({});
+  check();
+  EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
+}
+
 TEST_F(StopPassTest, TheNextPassGoesOnWithThem) {
   deliverThree();
   atItem(2, [this] { engine_.pass().stopAfterItem(); });
