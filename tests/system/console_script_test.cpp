@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The program over pipes, as a script drives it. The real program runs as a process with a Maildir
 // of its own (console_process.h); the tests send lines and wait for its output.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
