@@ -242,6 +242,7 @@ TEST_F(UnbuiltForwardTest, AnItemThatTheStoreHasLostIsNotIgnored) {
     EXPECT_TRUE(log_.lines.back().ends_with(" --> no connection")) << log_.lines.back();
     store_.setHook({});
     check();
+    ASSERT_FALSE(sentSubjects().empty()) << operation;
     EXPECT_EQ(sentSubjects().back(), "FW: " + std::string(operation));
   }
 }
