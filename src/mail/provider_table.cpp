@@ -493,7 +493,7 @@ constexpr MailProvider kTable[] = {
     {"otenet", "OTE (Greece)", "otenet.gr", kPassword, kUncertain,
      {"imap.otenet.gr", 993, kTls, kAddress}, {"mailgate.otenet.gr", 587, kStartTls, kAddress},
      {}},
-    {"outlook", "Outlook.com, Hotmail, Live, MSN",
+    {"outlook", "Outlook.com (Hotmail, Live, MSN)",
      "hotmail.be hotmail.ca hotmail.cl hotmail.co.id hotmail.co.il hotmail.co.in "
      "hotmail.co.jp hotmail.co.kr hotmail.co.th hotmail.co.uk hotmail.co.za hotmail.com "
      "hotmail.com.ar hotmail.com.au hotmail.com.br hotmail.com.hk hotmail.com.mx "

@@ -88,6 +88,51 @@ TEST_F(ConsoleTerminal, RemembersTypedLinesForItsOwnerAlone) {
   EXPECT_EQ(program.wait(), 0);
 }
 
+TEST_F(ConsoleTerminal, APasswordIsNeitherShownNorRemembered) {
+  {
+    ConsoleProcess program(home, Streams::kTerminal);
+    program.expect(kPrompt);
+    program.send("setup\r");
+    program.expect("Where is your mail?");
+    program.expect("answer> ");
+    program.send("1\r");
+    program.expect("Your e-mail address:");
+    program.expect("answer> ");
+    program.send("ann@firm.example\r");
+    program.expect("Your name:");
+    program.expect("answer> ");
+    program.send("\r");
+    program.expect("Sign in with:");
+    program.expect("answer> ");
+    program.send("1\r");
+    for (const char* question : {"domain of your own", "Server for reading mail", "Encryption:",
+                                 "Port:", "User name:", "Folder to watch:", "Certificate file"}) {
+      program.expect(question);
+      program.expect("answer> ");
+      program.send(std::string(question) == "Server for reading mail" ? "mail.firm.example\r"
+                                                                      : "\r");
+    }
+    program.expect("password> ");
+    program.send(
+        "topsxx\x7f\x7f"
+        "ecret\r");
+    const std::string shown = program.expect("answer> ");
+    EXPECT_EQ(shown.find("tops"), std::string::npos) << shown;
+    EXPECT_EQ(shown.find("ecret"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("(hidden)"), std::string::npos) << shown;
+    program.send(".\r");
+    program.expect("nothing was changed");
+    program.expect(kPrompt);
+    program.send("show frmSetup.txtPassword\r");
+    program.expect("text \"\"");
+    program.send("quit\r");
+    EXPECT_EQ(program.wait(), 0);
+  }
+  const std::string history = readBytes(home.folder().path("state/rbx/console-history"));
+  EXPECT_EQ(history.find("ecret"), std::string::npos);
+  EXPECT_NE(history.find("setup"), std::string::npos);
+}
+
 TEST_F(ConsoleTerminal, ACheckRewritesOneLineAndLeavesWhatIsBeingTyped) {
   home.deliver(3);
   ConsoleProcess program(home, Streams::kTerminal);

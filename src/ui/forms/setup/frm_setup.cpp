@@ -81,6 +81,7 @@ void frmSetup::wire() {
   txtMailAddress.onChange([this] { propose(); });
   cmbHostedBy.onClick([this] { propose(); });
   cmbSignIn.onClick([this] {
+    showProvider(proposal_);
     showWhatApplies();
     showOnlineAccounts();
   });
@@ -256,7 +257,7 @@ void frmSetup::showProvider(const Proposal& proposal) {
   for (const std::string& remark : proposal.remarks) {
     text += (text.empty() ? "" : "\r\n") + remark;
   }
-  if (!onlineNote_.empty()) {
+  if (!onlineNote_.empty() && cmbSignIn.value() == kByOnlineAccount) {
     text += (text.empty() ? "" : "\r\n") + onlineNote_;
   }
   lblProvider.setText(text);

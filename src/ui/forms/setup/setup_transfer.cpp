@@ -159,6 +159,11 @@ void SetupTransfer::fill(const MailSettings& settings, const LocalIdentity& user
     delivery = kByLocalCommand;
   }
   w.cmbDelivery.setValue(delivery);
+  if (!known) {
+    for (const Control* list : {&w.cmbSignIn, &w.cmbImapSecurity, &w.cmbSmtpSecurity}) {
+      chosen_[list] = list->value();
+    }
+  }
 }
 
 void SetupTransfer::fillServer(const AccountSettings& account) {
@@ -333,10 +338,11 @@ void SetupTransfer::offer(Control& field, const std::string& text) {
   }
 }
 
-// A list always has a value, so it follows proposals until the user has chosen another one.
+// A list always has a value. It follows proposals while it shows the last one; a stored choice that
+// differs from the first proposal stays.
 void SetupTransfer::choose(Control& list, int position) {
   const auto last = chosen_.find(&list);
-  if (last == chosen_.end() || list.value() == last->second) {
+  if (last == chosen_.end() ? list.value() == position : list.value() == last->second) {
     chosen_[&list] = position;
     list.setValue(position);
   }
@@ -369,6 +375,7 @@ void SetupTransfer::propose(const Proposal& proposal) {
     // The servers of the address that was typed before are not those of this one.
     offerServer({MailProtocol::kImap, {}, 0, Security::kTls, {}}, proposal.imapUser);
     offerServer({MailProtocol::kSmtp, {}, 0, Security::kTls, {}}, proposal.smtpUser);
+    choose(window_.cmbSignIn, kByKeyring);
   }
 }
 

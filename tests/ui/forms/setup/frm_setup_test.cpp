@@ -125,6 +125,35 @@ TEST_F(Setup, AProviderWithoutPasswordsLeadsToTheOnlineAccounts) {
   EXPECT_THAT(setup_.kept, IsEmpty());
 }
 
+TEST_F(Setup, AnotherAddressLeavesTheOnlineAccountsAgain) {
+  open();
+  type("txtMailAddress", "ann@outlook.com");
+  setup_.onAccounts({{}, {}});
+  type("txtMailAddress", "ann@firm.example");
+  EXPECT_EQ(at("cmbSignIn").value(), kByKeyring);
+  EXPECT_TRUE(at("txtPassword").visible());
+  EXPECT_EQ(in("lblProvider").find("online account"), std::string::npos);
+}
+
+TEST_F(Setup, AStoredWayToSignInStaysWhateverTheAddress) {
+  mail(
+      "store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n"
+      "imap_secret=command\nimap_secret_command=pass mail\ndelivery=none\n");
+  open();
+  EXPECT_EQ(at("cmbSignIn").value(), kByCommand);
+  type("txtMailAddress", "ann@gmail.com");
+  EXPECT_EQ(at("cmbSignIn").value(), kByCommand);
+}
+
+TEST_F(Setup, AStoredEncryptionStaysAtAKnownServer) {
+  mail(
+      "store=account\naddress=ann@gmail.com\nimap_host=imap.gmail.com\n"
+      "imap_security=starttls\ndelivery=none\n");
+  open();
+  EXPECT_EQ(at("cmbImapSecurity").value(), kSecureStartTls);
+  EXPECT_EQ(in("txtImapPort"), "143");
+}
+
 TEST_F(Setup, AnOnlineAccountFillsAddressAndServers) {
   open();
   at("cmbSignIn").setValue(kByOnlineAccount);
