@@ -428,6 +428,54 @@ TEST(SmtpTransport, ThrottlingHoldsEverythingBackInsteadOfTryingEachMessage) {
   }
 }
 
+TEST(SmtpTransport, OneMessageThatIsAlwaysToldToSlowDownBlocksNoOther) {
+  for (const std::string reply : {"450 4.7.28 unusual rate of mail", "421 4.7.0 slow down"}) {
+    for (const std::string verb : {"RCPT", "DATA", "END"}) {
+      SCOPED_TRACE(verb + " " + reply);
+      SmtpWorld world;
+      world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+        const bool meant = moment.verb == verb && moment.sender == SmtpWorld::sender(1);
+        return meant ? std::optional(SmtpFault{.reply = reply}) : std::nullopt;
+      };
+      world.sendMany(4);
+      world.flush();
+      world.disk.clock.advance(minutes{1});
+      world.flush();
+      EXPECT_THAT(world.server.taken, SizeIs(3));
+      // Neither does it hold up what comes when it has been refused for long.
+      for (int hour = 0; hour < 10; ++hour) {
+        world.disk.clock.advance(minutes{60});
+        world.flush();
+      }
+      world.send(5);
+      world.flush();
+      world.disk.clock.advance(minutes{1});
+      world.flush();
+      EXPECT_THAT(world.server.taken, SizeIs(4));
+      world.disk.clock.advance(kGiveUpAfter);
+      world.flush();
+      EXPECT_EQ(world.failed(), 1u);
+    }
+  }
+}
+
+TEST(SmtpTransport, NoMessageIsGivenUpWhileTheAccountIsToldToSlowDown) {
+  SmtpWorld world;
+  world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+    const bool meant = moment.verb == "END";
+    return meant ? std::optional(SmtpFault{.reply = "450 4.7.28 unusual rate"}) : std::nullopt;
+  };
+  world.sendMany(3);
+  for (int day = 0; day < 8; ++day) {
+    world.flushForADay();
+  }
+  EXPECT_EQ(world.waiting(), 3u);
+  EXPECT_EQ(world.failed(), 0u);
+  world.server.fault = nullptr;
+  world.flushForADay();
+  EXPECT_THAT(world.server.taken, SizeIs(3));
+}
+
 TEST(SmtpTransport, GreylistingConcernsOneMessage) {
   SmtpWorld world;
   world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {

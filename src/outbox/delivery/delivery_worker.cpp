@@ -117,9 +117,12 @@ bool DeliveryWorker::nextTask(std::vector<std::function<void()>>& waiters) {
 void DeliveryWorker::startAfresh() {
   setting_.transport->tryAgain();
   toldOfAll_.clear();
+  suspect_.clear();
+  accountHeld_ = false;
   retries_.clear();
   pause_ = {};
   refusalsInRow_ = 0;
+  othersFirst_ = false;
   held_.clear();
   listed_ = kNoDate;
   for (const std::string& address : limit_.stopped()) {
@@ -332,8 +335,9 @@ void DeliveryWorker::Series::settle(const UnderWay& one, const std::vector<std::
       break;
   }
   // A message is not to blame for what keeps everything back, however long that takes.
+  const bool blameless = worker_.concernsAll(one.message, outcome);
   const bool young = worker_.setting_.clock.now() - one.message.modified < kGiveUpAfter;
-  if (young || outcome.everything) {
+  if (young || blameless) {
     return worker_.kept(one.message, one.title, outcome);
   }
   refuse(one, recipients, outcome.words + "\nGiven up after five days.");
@@ -412,10 +416,8 @@ std::vector<WaitingMessage> DeliveryWorker::Series::whatIsLeft() {
 void DeliveryWorker::deliverWaiting() {
   collect();
   seriesEnded_ = !isDue(pause_);
-  if (untriedFirst_) {
-    std::stable_partition(known_.begin(), known_.end(), [this](const WaitingMessage& message) {
-      return !retries_.contains(message.name);
-    });
+  if (othersFirst_) {
+    putTriedLast();
   }
   if (!seriesEnded_) {
     Series series(*this);
@@ -484,6 +486,8 @@ void DeliveryWorker::taken(const UnderWay& one, const std::vector<std::string>& 
   pause_ = {};
   refusalsInRow_ = 0;
   toldOfAll_.clear();
+  suspect_.clear();
+  accountHeld_ = false;
   {
     const std::lock_guard lock(mutex_);
     ++counts_.left;
@@ -528,6 +532,9 @@ Result<void> DeliveryWorker::putAside(const UnderWay& one,
 void DeliveryWorker::refused(const UnderWay& one, const std::vector<std::string>& recipients,
                              const std::string& words) {
   refusalsInRow_ = 0;
+  if (suspect_ == one.message.name) {
+    suspect_.clear();
+  }
   {
     const std::lock_guard lock(mutex_);
     ++counts_.refused;
@@ -573,10 +580,39 @@ void DeliveryWorker::putOff(const WaitingMessage& message, const Outcome& outcom
     return;
   }
   // Otherwise the same messages would end every series before the later ones are tried.
-  untriedFirst_ = !outcome.everything;
+  const bool ofMessage = outcome.everything && outcome.cause == Outcome::Cause::kMessage;
+  othersFirst_ = othersFirst_ || !outcome.everything || ofMessage;
+  if (ofMessage && !accountHeld_) {
+    pause_ = {};  // soon the next message shows whether the account is meant
+  }
   postpone(pause_);
   refusalsInRow_ = 0;
   seriesEnded_ = true;
+}
+
+// Whether nobody would be served now. A limit of the account shows in the answers for two messages
+// with no success between them; one alone may have another meaning.
+bool DeliveryWorker::concernsAll(const WaitingMessage& message, const Outcome& outcome) {
+  if (!outcome.everything || outcome.cause != Outcome::Cause::kMessage) {
+    return outcome.everything;
+  }
+  if (suspect_.empty()) {
+    suspect_ = message.name;
+  }
+  accountHeld_ = accountHeld_ || suspect_ != message.name;
+  return accountHeld_;
+}
+
+// What was not tried yet goes first, then what was tried longest ago.
+void DeliveryWorker::putTriedLast() {
+  const auto tried = [this](const WaitingMessage& message) {
+    const auto retry = retries_.find(message.name);
+    return retry == retries_.end() ? std::optional<DateTime>() : retry->second.refused;
+  };
+  std::stable_sort(known_.begin(), known_.end(),
+                   [&](const WaitingMessage& one, const WaitingMessage& other) {
+                     return tried(one) < tried(other);
+                   });
 }
 
 // A clock that was set back must not prolong the waiting time.

@@ -7,6 +7,11 @@
 // was refused for good moves to failed/. The waiting times are kept in this object only: after a
 // new start everything is tried at once.
 //
+// An answer to one message can make everything wait, because it reads like a limit of the account.
+// The next series then begins with another message. If that one gets such an answer too, the
+// account is to blame, and no message is given up for it. Otherwise the first message alone is, and
+// waits by itself.
+//
 // A server may take a message for some of its recipients only. That they have it is recorded first;
 // recipients refused for good then get a copy of the message in failed/ that is addressed to them
 // alone, and the message stays for those who are to be tried again.
@@ -118,6 +123,8 @@ class DeliveryWorker {
                const std::string& words);
   void kept(const WaitingMessage& message, const std::string& title, const Outcome& outcome);
   void putOff(const WaitingMessage& message, const Outcome& outcome);
+  bool concernsAll(const WaitingMessage& message, const Outcome& outcome);
+  void putTriedLast();
   Result<void> putAside(const UnderWay& one, const std::vector<std::string>& recipients,
                         const std::string& words);
   bool isDue(const Retry& retry) const;
@@ -141,7 +148,9 @@ class DeliveryWorker {
   bool afresh_ = false;
   int refusalsInRow_ = 0;
   bool listingFailed_ = false;  ///< and is to be tried again
-  bool untriedFirst_ = false;   ///< the last series was ended by single messages
+  bool othersFirst_ = false;    ///< single messages have ended a series before the others' turn
+  std::string suspect_;         ///< the file whose answer held everything back
+  bool accountHeld_ = false;    ///< another message got such an answer too
   bool seriesEnded_ = false;
   std::string toldOfAll_;      ///< why nothing can leave, in the words that were told last
   DateTime listed_ = kNoDate;  ///< when the folder was last read

@@ -400,7 +400,8 @@ void SmtpDialogue::handleEnd(const SmtpReply& reply) {
 void SmtpDialogue::handleClosing(const SmtpReply& reply, SmtpStep step) {
   const std::string hint = smtpHint(reply);
   trouble_ = Trouble{setting_.server + " ends the connection: " + reply.words() +
-                     (hint.empty() ? "" : "\n" + hint)};
+                         (hint.empty() ? "" : "\n" + hint),
+                     transactions_.empty() ? Outcome::Cause::kServer : Outcome::Cause::kMessage};
   if (step == SmtpStep::kEnd && accepted_ == 0 && !asksToSlowDown(reply)) {
     // It may be this message that it cannot stand: the others must not wait for it.
     trouble_.reset();
@@ -480,7 +481,7 @@ void SmtpDialogue::finishFirst() {
   if (worst && refusesSignIn(*worst)) {
     trouble_ = Trouble{wordsOf(*worst, "the sender")};
   } else if (worst && asksToSlowDown(*worst)) {
-    trouble_ = Trouble{wordsOf(*worst, "the message")};
+    trouble_ = Trouble{wordsOf(*worst, "the message"), Outcome::Cause::kMessage};
   }
   if (trouble_ || (worst && ofAll && worst->temporary() && accepted_ > 0)) {
     // A limit of this connection perhaps: another one gives the server's real answer.
@@ -496,7 +497,7 @@ void SmtpDialogue::finishFirst() {
 void SmtpDialogue::finish(const SmtpReply& reply) {
   const Transaction& first = transactions_.front();
   if (asksToSlowDown(reply)) {
-    trouble_ = Trouble{wordsOf(reply, "the message")};
+    trouble_ = Trouble{wordsOf(reply, "the message"), Outcome::Cause::kMessage};
     unsent_.push_back(first.number);
     leaving_ = true;
   } else {

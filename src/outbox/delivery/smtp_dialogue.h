@@ -50,9 +50,10 @@ class SmtpDialogue {
     /// Gets each line, where the program shows them; texts of messages are left out. May be empty.
     std::function<void(const ProtocolLine&)> trace = {};
   };
-  /// Why the connection is over, where the server is to blame and not a message.
+  /// Why the connection is over, where the server seems to be to blame and not a message.
   struct Trouble {
     std::string words;
+    Outcome::Cause cause = Outcome::Cause::kServer;
   };
 
   explicit SmtpDialogue(Setting setting);

@@ -112,7 +112,7 @@ class SmtpTransport::Series {
   void expire();
   void dropEnded();
   void leave();
-  void holdEverythingBack(const std::string& words, std::vector<std::uint64_t> unsent);
+  void holdEverythingBack(const SmtpDialogue::Trouble& trouble, std::vector<std::uint64_t> unsent);
   int othersThatWork(const Line& line) const;
   bool anyUnderWay() const;
 
@@ -205,7 +205,7 @@ bool SmtpTransport::Series::open() {
     auto got = calls->get(stop_);
     if (!got) {
       if (!stop_.stop_requested()) {
-        holdEverythingBack(got.error().text, {});
+        holdEverythingBack({got.error().text}, {});
       }
       return false;
     }
@@ -289,7 +289,7 @@ void SmtpTransport::Series::connectionFailed(Line& line) {
       }
     }
   }
-  holdEverythingBack(connectWords(transport_.setting_.server, failure), {});
+  holdEverythingBack({connectWords(transport_.setting_.server, failure)}, {});
 }
 
 // Reports the verdicts that have come, all of them together, and puts back what was not sent.
@@ -323,7 +323,7 @@ void SmtpTransport::Series::settleTrouble(Line& line) {
   if (trouble && line.dialogue->accepted() == 0) {
     const int others = othersThatWork(line);
     if (others == 0) {
-      return holdEverythingBack(trouble->words, std::move(unsent));
+      return holdEverythingBack(*trouble, std::move(unsent));
     }
     transport_.mostConnections_ = others;
   }
@@ -332,14 +332,16 @@ void SmtpTransport::Series::settleTrouble(Line& line) {
   }
 }
 
-// Makes everything wait: one message stands for all, and no other is handed out after it.
-void SmtpTransport::Series::holdEverythingBack(const std::string& words,
+// Makes everything wait: one message stands for all, the one that the answer was for if there is
+// one, and no other is handed out after it.
+void SmtpTransport::Series::holdEverythingBack(const SmtpDialogue::Trouble& trouble,
                                                std::vector<std::uint64_t> unsent) {
   if (unsent.empty() && fetch()) {
     unsent.push_back(std::exchange(spare_, {})->number);
   }
   if (!unsent.empty()) {
-    feed_.report({{unsent.front(), {Outcome::Kind::kTemporary, words, true}}});
+    feed_.report(
+        {{unsent.front(), {Outcome::Kind::kTemporary, trouble.words, true, {}, trouble.cause}}});
   }
   for (std::size_t i = 1; i < unsent.size(); ++i) {
     feed_.putBack(unsent[i]);

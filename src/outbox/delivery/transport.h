@@ -51,6 +51,13 @@ struct Outcome {
   /// Recipients refused one by one, where some others have another fate, which is `kind`:
   /// kDelivered, kTemporary or kUnknown.
   std::vector<RefusedRecipient> refused = {};
+
+  /// Where `everything` comes from.
+  enum class Cause {
+    kServer,   ///< the command or the server as a whole
+    kMessage,  ///< the server's answer to this message, which may mean this message alone
+  };
+  Cause cause = Cause::kServer;
 };
 
 /// A message as a feed hands it out.
