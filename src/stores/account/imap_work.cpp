@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "message/message.h"
+#include "stores/mailbox/inbox.h"
 
 namespace relaybird {
 namespace {
@@ -170,6 +171,7 @@ void ImapWork::giveUp(const Error& why) {
     if (slot.state == Wanted::kComing) {
       slot.state = Wanted::kFailed;
       slot.words = why.text;
+      slot.lost = true;
     }
   }
 }
@@ -473,7 +475,7 @@ Result<std::unique_ptr<InputFile>> ImapWork::takeBody(std::uint32_t uid) {
     return Error{ENOENT, "The message is no longer there"};
   }
   if (slot.state == Wanted::kFailed) {
-    return Error{0, slot.words};
+    return Error{slot.lost ? kInboxLost : 0, slot.words};
   }
   return slot.body->finish(slot.received);
 }
@@ -605,6 +607,7 @@ void ImapWork::append(BodySlot& slot, std::string bytes) {
   if (const auto appended = slot.body->append(std::move(bytes)); !appended) {
     slot.state = Wanted::kFailed;
     slot.words = appended.error().text;
+    slot.lost = true;  // the disk is full or broken
   } else if (slot.end && slot.body->size() >= *slot.end) {
     slot.state = Wanted::kThere;
   }

@@ -150,6 +150,7 @@ class ImapWork {
     DateTime received = kNoDate;
     std::unique_ptr<FetchedBody> body;
     std::string words;
+    bool lost = false;  // the failure is not the message's own
   };
   struct MarkSlot {
     bool seen = true;

@@ -214,6 +214,24 @@ TEST_F(ImapSessionTest, FetchesALargeMessageInPieces) {
   }
 }
 
+// The pass took it for the message's own failure, and marked the message read.
+TEST_F(ImapSessionTest, ADiskThatTakesNoFetchedMessagesIsNotBlamedOnTheMessage) {
+  writeBytes(folder_.path("spool"), "no folder");
+  account_.add(9, simpleMail("large") + std::string(kBodyInMemory + 1, 'x'));
+  refresh();
+  subject(9);
+  session_->work([](ImapWork& work) {
+    work.wantBody(9);
+    return 0;
+  });
+  EXPECT_TRUE(runUntil([&] {
+    return session_->look([](const ImapWork& work) { return work.body(9) == Wanted::kFailed; });
+  }));
+  const auto file = session_->work([](ImapWork& work) { return work.takeBody(9); });
+  ASSERT_FALSE(file);
+  EXPECT_EQ(file.error().code, kInboxLost) << file.error().text;
+}
+
 TEST_F(ImapSessionTest, FetchesAMessageThatIsLargerThanTheServerSays) {
   account_.instead = [&](const std::string& tag, const std::string& command) {
     std::optional<std::string> answer;
