@@ -31,9 +31,6 @@ using SteadyClock = std::chrono::steady_clock;
 // Events are run at least so often while a call waits.
 constexpr std::chrono::milliseconds kEventPause{40};
 
-// The number of this program that servers are told.
-constexpr const char* kVersion = "1.0";
-
 // Heads are asked for ahead in groups of this size, at first and while the walk goes on.
 constexpr std::size_t kFirstHeadsAhead = 100;
 constexpr std::size_t kMostHeadsAhead = 400;
@@ -313,7 +310,7 @@ AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading th
       ImapSessionWorld{*network_,
                        settings_.imap.server,
                        settings_.folder,
-                       kVersion,
+                       std::string(kImapProgramVersion),
                        {[this](std::stop_token stop) { return secret_->get(std::move(stop)); },
                         [this] { secret_->accepted(); }, [this] { secret_->refused(); }},
                        world_.random,

@@ -4,8 +4,11 @@
 #include "stores/account/imap_client.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <utility>
+
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -22,6 +25,38 @@ std::string wordsOf(const ImapCondition& reply) {
     words += " [" + reply.code.name + "]";
   }
   return words;
+}
+
+bool hasAttribute(const ImapMailbox& mailbox, std::string_view wanted) {
+  return std::any_of(
+      mailbox.attributes.begin(), mailbox.attributes.end(),
+      [wanted](const std::string& attribute) { return equalsAsciiCase(attribute, wanted); });
+}
+
+// Whether the last part of the name, whatever separates it, is a usual one.
+bool isUsualSentName(std::string_view name) {
+  constexpr std::array<std::string_view, 4> kNames = {"Sent", "Sent Items", "Sent Messages",
+                                                      "Sent Mail"};
+  const std::size_t separator = name.find_last_of("/.");
+  name.remove_prefix(separator == std::string_view::npos ? 0 : separator + 1);
+  return std::any_of(kNames.begin(), kNames.end(),
+                     [name](std::string_view each) { return equalsAsciiCase(each, name); });
+}
+
+std::string sentAmong(const std::vector<ImapMailbox>& mailboxes) {
+  std::string usual;
+  for (const ImapMailbox& mailbox : mailboxes) {
+    if (hasAttribute(mailbox, "\\Noselect") || hasAttribute(mailbox, "\\NonExistent")) {
+      continue;
+    }
+    if (hasAttribute(mailbox, "\\Sent")) {
+      return mailbox.name;
+    }
+    if (usual.empty() && isUsualSentName(mailbox.name)) {
+      usual = mailbox.name;
+    }
+  }
+  return usual;
 }
 
 }  // namespace
@@ -76,7 +111,6 @@ void ImapClient::select(std::string_view folder,
 }
 
 void ImapClient::searchUnseen(std::function<void(const Result<UidSet>&)> done) {
-  // ESEARCH answers in ranges (RFC 4731), which is shorter for a full inbox.
   const bool extended = can("ESEARCH");
   const std::string_view returned = extended ? "UID SEARCH RETURN (ALL) " : "UID SEARCH ";
   dialogue_.send(ImapCommand(std::string(returned) + "UNSEEN UNDELETED"),
@@ -91,6 +125,25 @@ void ImapClient::searchUnseen(std::function<void(const Result<UidSet>&)> done) {
                      done(std::move(found));
                    }
                  });
+}
+
+void ImapClient::findSent(std::function<void(const Result<std::string>&)> done) {
+  mailboxes_.clear();
+  const bool select = can("SPECIAL-USE") && can("LIST-EXTENDED");
+  dialogue_.send(ImapCommand(select ? "LIST (SPECIAL-USE) \"\" \"*\"" : "LIST \"\" \"*\""),
+                 [this, done = std::move(done)](const ImapCondition& reply) {
+                   const auto mailboxes = std::exchange(mailboxes_, {});
+                   if (reply.status != ImapStatus::kOk) {
+                     done(Error{0, wordsOf(reply)});
+                   } else {
+                     done(sentAmong(mailboxes));
+                   }
+                 });
+}
+
+void ImapClient::append(std::string_view name, std::string_view message, Done done) {
+  dialogue_.send(ImapCommand("APPEND", literals()).text(name).words("(\\Seen)").literal(message),
+                 [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
 }
 
 void ImapClient::fetchHeads(const std::vector<std::uint32_t>& uids, bool structure,
@@ -177,12 +230,14 @@ void ImapClient::onData(ImapResponse response) {
     events_.changed();
   } else if (std::holds_alternative<ImapVanished>(response)) {
     events_.changed();
-  } else if (auto* search = std::get_if<ImapSearch>(&response)) {
-    foundAll_ = foundAll_ && search->whole;
+  } else if (auto* mailbox = std::get_if<ImapMailbox>(&response)) {
+    mailboxes_.push_back(std::move(*mailbox));
+  } else if (auto* result = std::get_if<ImapSearch>(&response)) {
+    foundAll_ = foundAll_ && result->whole;
     if (!found_) {
-      found_ = std::move(search->numbers);
+      found_ = std::move(result->numbers);
     } else {
-      for (const UidSet::Range& range : search->numbers.ranges()) {
+      for (const UidSet::Range& range : result->numbers.ranges()) {
         found_->add(range.first, range.last);
       }
     }

@@ -30,6 +30,9 @@ inline constexpr std::size_t kHeadsInCommand = 100;
 /// server accepts (RFC 7162 section 4), even if no two numbers adjoin.
 inline constexpr std::size_t kMarksInCommand = 500;
 
+/// The number of this program that servers are told.
+inline constexpr std::string_view kImapProgramVersion = "1.0";
+
 /// The header fields of a head: those that HeaderBlock looks up, circles.h, and the message kind
 /// reads. Not the whole section, because its other fields (Received, signatures) are most of its
 /// bytes, and because servers keep single fields in an index but read whole sections from disk.
@@ -95,6 +98,11 @@ class ImapClient {
   void fetchPiece(std::uint32_t uid, std::uint64_t origin, std::uint64_t count, Done done);
   /// Sets or clears the read mark of at most kMarksInCommand messages.
   void store(const UidSet& uids, bool seen, Done done);
+  /// The name of the folder of sent messages as the server has it, by its attribute (RFC 6154),
+  /// else by one of its usual names; empty if there is none.
+  void findSent(std::function<void(const Result<std::string>&)> done);
+  /// Puts a message into a folder, as read. Lines of `message` end with CR LF.
+  void append(std::string_view name, std::string_view message, Done done);
   /// Asks for news where IDLE is not offered.
   void noop(Done done);
   /// Lets the server report changes by itself until the next command; a refusal is not an error.
@@ -122,6 +130,7 @@ class ImapClient {
   ImapOpened opened_;
   std::optional<UidSet> found_;  // by the search under way
   bool foundAll_ = true;
+  std::vector<ImapMailbox> mailboxes_;  // of the LIST under way
   bool idleRefused_ = false;
   ImapDialogue dialogue_;  // last, as its calls use the other members
 };

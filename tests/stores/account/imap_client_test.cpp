@@ -173,6 +173,42 @@ TEST_F(ImapClientTest, SetsReadMarks) {
   EXPECT_THAT(results_, ElementsAre("ok", "full [OVERQUOTA]"));
 }
 
+TEST_F(ImapClientTest, FindsTheFolderOfSentMessages) {
+  const auto found = [this] {
+    client_.findSent([this](const Result<std::string>& name) {
+      results_.push_back(name ? *name : name.error().text);
+    });
+  };
+  found();
+  EXPECT_EQ(sent(), "r1 LIST \"\" \"*\"\r\n");
+  receive(
+      "* LIST () \".\" INBOX.Sent\r\n* LIST (\\HasNoChildren \\Sent) \"/\" \"Gesendet\"\r\nr1 "
+      "OK\r\n");
+  found();
+  receive(
+      "* LIST (\\Noselect \\Sent) \"/\" X\r\n* LIST () \"/\" \"[Mail]/Sent Items\"\r\nr2 OK\r\n");
+  found();
+  receive("* LIST () \"/\" Presented\r\nr3 OK\r\n");
+  found();
+  receive("r4 NO busy\r\n");
+  EXPECT_THAT(results_, ElementsAre("Gesendet", "[Mail]/Sent Items", "", "busy"));
+}
+
+TEST_F(ImapClientTest, AsksForSpecialFoldersAloneWhereThatIsOffered) {
+  offer("IMAP4rev1 SPECIAL-USE LIST-EXTENDED");
+  client_.findSent([](const Result<std::string>&) {});
+  EXPECT_EQ(sent(), "r2 LIST (SPECIAL-USE) \"\" \"*\"\r\n");
+}
+
+TEST_F(ImapClientTest, PutsAMessageIntoAFolder) {
+  client_.append("Sent", "A: b\r\n\r\nc\r\n", noted());
+  EXPECT_EQ(sent(), "r1 APPEND \"Sent\" (\\Seen) {11}\r\n");
+  receive("+ go\r\n");
+  EXPECT_EQ(sent(), "A: b\r\n\r\nc\r\n\r\n");
+  receive("r1 NO [OVERQUOTA] full\r\n");
+  EXPECT_THAT(results_, ElementsAre("full [OVERQUOTA]"));
+}
+
 TEST_F(ImapClientTest, HearsOfChanges) {
   select();
   receive("* 3 EXISTS\r\n* OK [UIDVALIDITY 17] x\r\nr1 OK\r\n");
