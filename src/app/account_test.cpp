@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +19,7 @@
 #include "mail/sign_in_source.h"
 #include "outbox/delivery/smtp_reply.h"
 #include "outbox/delivery/smtp_words.h"
+#include "platform/text/ascii_text.h"
 #ifdef RELAYBIRD_STORE_ACCOUNT
 #include "stores/account/imap_client.h"
 #endif
@@ -35,6 +37,59 @@ constexpr milliseconds kSlice{100};
 constexpr std::size_t kReadAtOnce = 16384;
 
 using Kind = TestLine::Kind;
+
+bool mentions(const std::string& answer, std::initializer_list<std::string_view> words) {
+  const std::string lower = asciiLower(answer);
+  return std::any_of(words.begin(), words.end(),
+                     [&](std::string_view word) { return lower.find(word) != std::string::npos; });
+}
+
+// A server says in its own words whether the password is wrong, or none is taken, or the access is
+// off. People who read only "wrong password" go in circles.
+std::string adviceAfterRefusal(const ConnectFailure& failure) {
+  if (mentions(failure.answer, {"application-specific", "app password", "app-specific"})) {
+    return "The provider wants an app password, not the account's own. Make one on its web site.";
+  }
+  if (mentions(failure.answer, {"basic authentication is disabled", "basicauthblocked", "oauth"})) {
+    return "The provider accepts no password. Sign in with the desktop's online accounts, or with "
+           "a "
+           "command that prints a token.";
+  }
+  if (mentions(failure.answer, {"imap access is disabled", "not enabled for imap", "enable imap",
+                                "imap is disabled"})) {
+    return "Switch access by mail programs (IMAP) on in the settings of the provider's web site.";
+  }
+  return "Check user name and password. Many providers want an app password, or access by mail "
+         "programs to be switched on first: the tab Your Mail says what is known.";
+}
+
+std::string adviceFor(const ConnectFailure& failure) {
+  using Cause = ConnectFailure::Cause;
+  switch (failure.cause) {
+    case Cause::kNoSuchHost:
+      return "Check the name of the server, and whether this computer is connected.";
+    case Cause::kNotReached:
+      return "Check the port, and whether this computer is connected.";
+    case Cause::kNoEncryption:
+      return "Choose the other kind of encryption, with its port. No password was sent.";
+    case Cause::kCertificate:
+      return "Check the name of the server. For a server with a certificate authority of its own, "
+             "name the certificate file under Servers. No password was sent.";
+    case Cause::kTls:
+      return "Check port and encryption. No password was sent.";
+    case Cause::kSignInRefused:
+      return adviceAfterRefusal(failure);
+    case Cause::kBusy:
+      return "The server turns connections away for now. Try again in a while.";
+    case Cause::kProtocol:
+      return "What answers there is not a mail server of this kind. Check server and port.";
+    case Cause::kTimedOut:
+      return "Check the port. A firewall may be in between, or the server is slow now.";
+    case Cause::kClosed:
+      break;
+  }
+  return "The server has ended the connection. Try again later.";
+}
 
 class AccountTest {
  public:
@@ -196,10 +251,9 @@ class AccountTest {
   }
 
   void failed(const MailServer& server, const ConnectFailure& failure) const {
+    // The second line is advice for the log of a program that tries again by itself.
     const std::string words = connectWords(server, failure);
-    const std::size_t line = words.find('\n');
-    problem(words.substr(0, line),
-            line == std::string::npos ? std::string() : words.substr(line + 1));
+    problem(words.substr(0, words.find('\n')), adviceFor(failure));
   }
 
   // Sends `output` and hands in what arrives, until `over`; false on the end of the connection, a

@@ -198,6 +198,22 @@ TEST_F(AccountTestRun, EveryCauseHasItsOwnWordsAndAdvice) {
   EXPECT_EQ(advice.size(), causes.size());
 }
 
+TEST_F(AccountTestRun, ARefusalSaysWhetherAPasswordHelpsAtAll) {
+  const std::vector<std::pair<std::string, std::string>> answers = {
+      {"NO [ALERT] Application-specific password required", "wants an app password"},
+      {"NO Basic authentication is disabled.", "accepts no password"},
+      {"NO [ALERT] IMAP access is disabled for your account", "Switch access by mail programs"},
+      {"NO [AUTHENTICATIONFAILED] Invalid credentials", "Check user name and password"}};
+  for (const auto& [answer, advice] : answers) {
+    lines.clear();
+    imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, answer);
+    EXPECT_FALSE(run());
+    EXPECT_THAT(lines, Contains(HasSubstr("Do: ")).Times(1));
+    EXPECT_THAT(lines, Contains(HasSubstr(advice)));
+    EXPECT_THAT(lines, Contains(HasSubstr(answer))) << "the server's own words";
+  }
+}
+
 TEST_F(AccountTestRun, AnInboxThatIsRefusedLeadsToTheProvidersSettings) {
   imapSays = [](const std::string& command) {
     return command.starts_with("SELECT") ? std::string("NO [ALERT] IMAP access is disabled\r\n")
