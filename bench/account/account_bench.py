@@ -1,0 +1,350 @@
+# SPDX-License-Identifier: MIT
+"""account_bench.py CONSOLE RAW_CLIENT [forward] [send] [quiet]: an account, measured against other ways.
+
+"forward": 500 of 1,000 unread messages go from a Dovecot to a server that takes everything at once, by
+the program, by a raw client that does the same network work and the same syncs, by a careful script over
+imaplib and smtplib, and by imapfilter and fetchmail driving a command for each message. "send": 500
+messages of an outbox over SMTP, by the program and by the raw client on one connection, at three distances.
+"quiet": a check that finds nothing new among 10,000 decided messages. The clients take turns, and each
+figure is the median of its runs, from the client's start to the last accepted message; that of the program
+begins with its command, when it has started. Ends with status 1 if a limit is exceeded.
+"""
+
+import base64
+import imaplib
+import os
+import pathlib
+import random
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parent.parent / "tests/support/servers"))
+import client  # noqa: E402
+
+ROUNDS = 3
+UNREAD = 1000
+WANTED = UNREAD // 2
+PASSWORD = "secret"
+
+LINE = "0123456789 " * 7 + "\n"
+HEAD = """From: Some Body <some@{side}.example>
+To: me@here.example
+Subject: Message {number}
+Date: Sat, 21 Nov 2026 10:00:00 +0000
+Message-ID: <{number}@{side}.example>
+MIME-Version: 1.0
+"""
+LARGE = """Content-Type: multipart/mixed; boundary=parts
+
+--parts
+Content-Type: text/plain
+
+{text}
+--parts
+Content-Type: application/octet-stream; name=large.bin
+Content-Disposition: attachment; filename=large.bin
+Content-Transfer-Encoding: base64
+
+{large}
+--parts--
+"""
+ATTACHMENT = base64.encodebytes(random.Random(1).randbytes(1 << 20)).decode()
+
+
+def message(number, side):
+    """4 KB; one in twenty of each side has an attachment of 1 MB."""
+    head = HEAD.format(number=number, side=side)
+    text = LINE * 49
+    if number // 2 % 20 == 0:
+        return head + LARGE.format(text=text, large=ATTACHMENT)
+    return head + "Content-Type: text/plain\n\n" + text
+
+
+def fill(servers):
+    """A user with UNREAD messages, every other one from wanted.example, which Dovecot has indexed."""
+    user = servers.fresh_user()
+    for number in range(UNREAD):
+        servers.deliver(user, number, message(number, "wanted" if number % 2 else "other").encode())
+    imap = imaplib.IMAP4("127.0.0.1", int(servers.places["plain.imap"]))
+    imap.login(user, PASSWORD)
+    imap.select()
+    imap.fetch("1:*", "(BODYSTRUCTURE RFC822.SIZE)")
+    imap.logout()
+    return user
+
+
+class Run:
+    """One client against a sink of its own."""
+
+    def __init__(self, servers, folder, delay=0, pipelining=True):
+        self.servers, self.folder = servers, folder
+        sink = servers.ask(f"sink keep=no pipelining={'yes' if pipelining else 'no'}")
+        self.sink, self.port = sink["name"], sink["port"]
+        if delay:
+            self.port = servers.ask(f"proxy {self.port} delay={delay}")["port"]
+        folder.mkdir()
+        self.begun = 0.0
+
+    def run(self, *command, **more):
+        self.begun = time.monotonic()
+        subprocess.run([str(word) for word in command], check=True, cwd=self.folder, **more)
+
+    def taken(self):
+        return int(self.servers.ask(f"counts {self.sink}")["messages"])
+
+    def seconds(self, expected):
+        """From the start of the client to the last message."""
+        counts = self.servers.ask(f"counts {self.sink}")
+        if int(counts["messages"]) != expected:
+            raise RuntimeError(f"{counts['messages']} messages of {expected} have arrived")
+        return float(counts["last"]) - self.begun
+
+
+def raw_forward(run, imap_port, user, raw):
+    run.run(raw, "forward", imap_port, run.port, user, PASSWORD, "@wanted.example", run.folder / "outbox")
+
+
+def script_forward(run, imap_port, user, _):
+    run.run("/usr/bin/python3", HERE / "script_client.py", imap_port, run.port, user, PASSWORD, "@wanted.example")
+
+
+# The command of the two classic programs: sends what it gets, if the sender is wanted.
+def delivery_script(run):
+    script = run.folder / "deliver"
+    script.write_text(
+        "#!/bin/sh\nmessage=$(mktemp)\ncat >$message\n"
+        "if sed '/^\\r*$/q' $message | grep -q '^From:.*@wanted.example'; then\n"
+        f"  msmtp --host=127.0.0.1 --port={run.port} --auth=off --tls=off --from=me@here.example "
+        "cell@phone.example <$message\nfi\nrm $message\n", encoding="ascii")
+    script.chmod(0o755)
+    return script
+
+
+def imapfilter_forward(run, imap_port, user, _):
+    (run.folder / "config.lua").write_text(f"""
+options.timeout = 120
+options.starttls = false
+account = IMAP {{ server = '127.0.0.1', port = {imap_port}, username = '{user}', password = '{PASSWORD}' }}
+wanted = account.INBOX:is_unseen() * account.INBOX:contain_from('@wanted.example')
+for _, message in ipairs(wanted) do
+  mailbox, uid = table.unpack(message)
+  pipe_to('{delivery_script(run)}', mailbox[uid]:fetch_message())
+end
+wanted:mark_seen()
+""", encoding="ascii")
+    run.run("imapfilter", "-c", run.folder / "config.lua", stdout=subprocess.DEVNULL,
+            env={**os.environ, "HOME": str(run.folder)})
+
+
+def fetchmail_forward(run, imap_port, user, _):
+    settings = run.folder / "fetchmailrc"
+    settings.write_text(f"poll 127.0.0.1 service {imap_port} protocol imap auth password username {user} "
+                        f"password {PASSWORD} sslproto '' keep mda {delivery_script(run)}\n", encoding="ascii")
+    settings.chmod(0o600)
+    run.run("fetchmail", "-f", settings, "--pidfile", run.folder / "pid", "--silent",
+            env={**os.environ, "FETCHMAILHOME": str(run.folder)})
+
+
+# What the program is told: forward everything from wanted.example to one address.
+PREFERENCES = """[default]
+mstrFwdToAddress_num=1
+mstrFwdToAddress_1=cell@phone.example
+mlngMaxToForward=30000
+mdblFwdToFrequency=2
+mbolFwdUponStart=1
+mintSenderFilter=501
+mcolSenderList_num=1
+mcolSenderList_1=@wanted.example
+[mail]
+address=me@here.example
+name=Me
+max_per_hour=1000000
+delivery=smtp
+smtp_host=127.0.0.1
+smtp_security=none
+smtp_sign_in=none
+smtp_port={port}
+{mailbox}
+"""
+ACCOUNT = """store=account
+imap_host=127.0.0.1
+imap_security=none
+imap_port={port}
+imap_user={user}
+imap_secret=command
+imap_secret_command=/bin/echo secret
+"""
+
+
+class Program:
+    """The console with a home in the run's folder."""
+
+    def __init__(self, console, run, mailbox):
+        self.run = run
+        settings = run.folder / "config/rbx"
+        settings.mkdir(parents=True)
+        (settings / "rbx_prefs.ini").write_text(PREFERENCES.format(port=run.port, mailbox=mailbox), encoding="ascii")
+        self.output = run.folder / "output"
+        self.process = subprocess.Popen(
+            [console], stdin=subprocess.PIPE, stdout=open(self.output, "wb"), bufsize=0,
+            env={"HOME": str(run.folder), "XDG_CONFIG_HOME": str(run.folder / "config"), "LC_ALL": "C.UTF-8",
+                 "XDG_STATE_HOME": str(run.folder / "state"), "PATH": "/usr/bin:/bin"})
+        self.wait_for(lambda: b"refused: 0" in self.output.read_bytes())
+
+    def command(self, text):
+        self.run.begun = time.monotonic()
+        self.process.stdin.write(text.encode())
+
+    def wait_for(self, reached, patience=300):
+        end = time.monotonic() + patience
+        while not reached():
+            if time.monotonic() > end or self.process.poll() is not None:
+                raise RuntimeError(f"the program does not get on:\n{self.output.read_text()[-2000:]}")
+            time.sleep(0.005)
+
+    def close(self):
+        """Its peak memory in MB."""
+        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text(encoding="ascii")
+        self.process.kill()
+        self.process.wait()
+        self.process.stdin.close()
+        return int(status.partition("VmHWM:")[2].split()[0]) / 1000
+
+
+TEST = "answer OK Yes OK\ntest\n"
+
+
+def program_forward(run, imap_port, user, console):
+    program = Program(console, run, ACCOUNT.format(port=imap_port, user=user))
+    program.command(TEST)
+    program.wait_for(lambda: run.taken() >= WANTED)
+    run.memory = program.close()
+
+
+class Bench:
+    def __init__(self, servers, folder, console, raw):
+        self.servers, self.folder, self.console, self.raw = servers, folder, console, raw
+        self.runs = 0
+        self.failed = False
+
+    def new_run(self, **options):
+        self.runs += 1
+        return Run(self.servers, self.folder / f"run{self.runs}", **options)
+
+    def claim(self, what, figure, limit, at_least=False):
+        holds = figure >= limit if at_least else figure <= limit
+        self.failed |= not holds
+        print(f"{what:72} {figure:8.2f} {'at least' if at_least else 'at most'} {limit:g}"
+              f"{'' if holds else '   EXCEEDED'}", flush=True)
+
+    def forward(self):
+        clients = {"program": (program_forward, self.console, ROUNDS), "raw": (raw_forward, self.raw, ROUNDS),
+                   "script": (script_forward, None, ROUNDS), "imapfilter": (imapfilter_forward, None, 1),
+                   "fetchmail": (fetchmail_forward, None, 1)}
+        times = {name: [] for name in clients}
+        turns, memory = [], []
+        for number in range(ROUNDS):
+            for name, (forward, helper, rounds) in clients.items():
+                if number >= rounds:
+                    continue
+                user, run = fill(self.servers), self.new_run()
+                way = self.servers.ask(f"proxy {self.servers.places['plain.imap']}")
+                forward(run, way["port"], user, helper)
+                times[name].append(run.seconds(WANTED))
+                if name == "program":
+                    turns.append(float(self.servers.ask(f"counts {way['name']}")["turns"]))
+                    memory.append(run.memory)
+        medians = {name: statistics.median(each) for name, each in times.items()}
+        for name, seconds in medians.items():
+            print(f"forwarding {WANTED} of {UNREAD}: {name:12} {seconds:8.3f} s")
+        self.claim("forwarding against the raw client", medians["program"] / medians["raw"], 2)
+        self.claim("the script against forwarding", medians["script"] / medians["program"], 4, True)
+        for name in ("imapfilter", "fetchmail"):
+            self.claim(f"{name} against forwarding", medians[name] / medians["program"], 20, True)
+        self.claim("IMAP round trips a forwarded message", statistics.median(turns) / WANTED, 0.2)
+        self.claim("peak memory in MB", max(memory), 64)
+
+    def waiting_outbox(self, run):
+        """Forwards of the wanted messages as they wait in an outbox, for the raw client."""
+        folder = run.folder / "messages"
+        folder.mkdir()
+        for number in range(1, UNREAD, 2):
+            (folder / f"{number:05}").write_bytes(message(number, "wanted").replace("\n", "\r\n").encode())
+        return folder
+
+    def send(self):
+        """The program's messages wait already, as it was told to forward while no server answered."""
+        for delay, pipelining, limit in ((0, True, 1.5), (20, True, 0.4), (20, False, 1.45), (80, True, 0.4)):
+            times = {"program": [], "raw": []}
+            for _ in range(ROUNDS if delay == 0 else 1):
+                run = self.new_run(delay=delay, pipelining=pipelining)
+                maildir = run.folder / "Maildir"
+                for part in ("new", "cur", "tmp"):
+                    (maildir / part).mkdir(parents=True)
+                for number in range(1, UNREAD, 2):
+                    (maildir / "new" / f"{1800000000 + number}.M{number}P1.host").write_text(
+                        message(number, "wanted"), encoding="ascii")
+                gate = self.servers.ask(f"proxy {run.port}")
+                self.servers.ask(f"gate {gate['name']} closed")
+                run.port, direct = gate["port"], run.port
+                program = Program(self.console, run, f"store=maildir\nmaildir={maildir}")
+                program.command(TEST + "wait idle 300\n")
+                program.wait_for(lambda: b"Test Complete" in program.output.read_bytes())
+                self.servers.ask(f"gate {gate['name']} open")
+                program.command("retry\n")
+                program.wait_for(lambda: run.taken() >= WANTED)
+                times["program"].append(run.seconds(WANTED))
+                program.close()
+
+                run = self.new_run(delay=delay, pipelining=pipelining)
+                run.run(self.raw, "send", run.port, self.waiting_outbox(run), *([] if pipelining else ["lockstep"]))
+                times["raw"].append(run.seconds(WANTED))
+            program, raw = (statistics.median(times[name]) for name in ("program", "raw"))
+            words = f"sending at {delay} ms {'with' if pipelining else 'without'} PIPELINING"
+            print(f"{words}: program {program:.3f} s, raw client {raw:.3f} s")
+            self.claim(words + " against the raw client", program / raw, limit)
+
+    def quiet(self):
+        """The checks are two minutes apart, the shortest time that can be set."""
+        user, many = self.servers.fresh_user(), 10000
+        for number in range(many):
+            self.servers.deliver(user, number, message(2 * number + 3, "other").encode()[:600])
+        run = self.new_run()
+        way = self.servers.ask(f"proxy {self.servers.places['plain.imap']}")
+        program = Program(self.console, run, ACCOUNT.format(port=way["port"], user=user))
+        program.command("answer Yes OK OK\nstart\n")
+        figures = []
+        for checks in (1, 2):
+            program.wait_for(lambda: program.output.read_bytes().count(b"Completed Email Check") == checks)
+            time.sleep(5)  # what follows a check
+            figures.append(self.servers.ask(f"counts {way['name']}"))
+        memory = program.close()
+        turns, octets = (sum(float(figures[1][key]) - float(figures[0][key]) for key in keys)
+                         for keys in (("turns",), ("up", "down")))
+        self.claim(f"a check of {many} decided messages: round trips", turns, 3)
+        self.claim("the same: bytes", octets, 2048)
+        self.claim("the same: peak memory in MB", memory, 64)
+
+
+def main():
+    console, raw, *parts = sys.argv[1:]
+    with tempfile.TemporaryDirectory(prefix="relaybird-") as folder:
+        folder = pathlib.Path(folder)
+        folder.chmod(0o711)
+        (folder / "servers").mkdir()
+        servers = client.Servers(folder / "servers")
+        bench = Bench(servers, folder, pathlib.Path(console).resolve(), pathlib.Path(raw).resolve())
+        try:
+            for part in parts or ("forward", "send", "quiet"):
+                getattr(bench, part)()
+        finally:
+            servers.close()
+    return 1 if bench.failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
