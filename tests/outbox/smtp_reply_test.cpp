@@ -100,7 +100,7 @@ TEST(SmtpWords, KnownRefusalsAreExplained) {
         Row{"552 Message size exceeds fixed limit", "larger than the server takes"},
         Row{"552 5.3.4 Message too big", "larger than the server takes"},
         Row{"550 5.5.4 too many recipients", "limit of its own"},
-        Row{"550 5.4.5 Daily user sending quota exceeded", "in a day"},
+        Row{"550 5.4.5 Daily user sending quota exceeded", "in a day. What waits leaves later"},
         Row{"421 4.7.28 Our system has detected an unusual rate", "how much mail may leave"},
         Row{"421 4.7.0 Try again later, closing connection", "how much mail may leave"},
         Row{"421 Too many concurrent connections", "how much mail may leave"},

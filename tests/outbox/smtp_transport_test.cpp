@@ -476,6 +476,52 @@ TEST(SmtpTransport, NoMessageIsGivenUpWhileTheAccountIsToldToSlowDown) {
   EXPECT_THAT(world.server.taken, SizeIs(3));
 }
 
+TEST(SmtpTransport, AQuotaOfTheAccountPutsNoMessageIntoFailed) {
+  for (const std::string reply : {"550 5.4.5 Daily user sending quota exceeded",
+                                  "550 5.7.233 tenant external recipient rate limit exceeded",
+                                  "554 5.2.0 STOREDRV.Submission.SubmissionQuotaExceeded",
+                                  "550 5.7.705 Access denied, tenant has exceeded threshold",
+                                  "554 You have reached your daily limit"}) {
+    for (const std::string verb : {"MAIL", "RCPT", "DATA", "END"}) {
+      SCOPED_TRACE(verb + " " + reply);
+      SmtpWorld world;
+      world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+        return moment.verb == verb ? std::optional(SmtpFault{.reply = reply}) : std::nullopt;
+      };
+      world.sendMany(4);
+      for (int minute = 0; minute < 120; ++minute) {
+        world.flush();
+        world.disk.clock.advance(minutes{1});
+      }
+      EXPECT_EQ(world.waiting(), 4u);
+      EXPECT_EQ(world.failed(), 0u);
+      EXPECT_LE(world.network.connections(), 3u);
+      ASSERT_THAT(world.notices, SizeIs(1));
+      EXPECT_THAT(world.notices[0], HasSubstr("later by itself"));
+      world.server.fault = nullptr;
+      world.disk.clock.advance(kRetryAfterLimit);
+      world.flush();
+      EXPECT_THAT(world.server.taken, SizeIs(4));
+    }
+  }
+}
+
+TEST(SmtpTransport, ARecipientThatMeetsTheAccountsQuotaIsTriedAgainAndNotGivenUp) {
+  SmtpWorld world;
+  world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+    const bool outside = moment.verb == "RCPT" && moment.argument.find("cid") != std::string::npos;
+    return outside ? std::optional(SmtpFault{.reply = "550 5.7.233 external limit"}) : std::nullopt;
+  };
+  world.send(1, "bob@example.org, cid@example.net");
+  world.flush();
+  EXPECT_EQ(world.failed(), 0u);
+  EXPECT_EQ(world.waiting(), 1u);
+  world.server.fault = nullptr;
+  world.flushForADay();
+  ASSERT_THAT(world.server.taken, SizeIs(2));
+  EXPECT_THAT(world.server.taken[1].recipients, ElementsAre("cid@example.net"));
+}
+
 TEST(SmtpTransport, GreylistingConcernsOneMessage) {
   SmtpWorld world;
   world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {

@@ -25,6 +25,11 @@ constexpr std::chrono::minutes kListAgain{1};
 // After so many refusals in a row the transport is to blame, not the messages.
 constexpr int kEnoughRefusals = 10;
 
+// Whether the server has answered so to one message, and may answer others in another way.
+bool cameFromOne(const Outcome& outcome) {
+  return outcome.everything && outcome.cause != Outcome::Cause::kServer;
+}
+
 }  // namespace
 
 struct DeliveryWorker::CallBacks {
@@ -580,12 +585,17 @@ void DeliveryWorker::putOff(const WaitingMessage& message, const Outcome& outcom
     return;
   }
   // Otherwise the same messages would end every series before the later ones are tried.
-  const bool ofMessage = outcome.everything && outcome.cause == Outcome::Cause::kMessage;
-  othersFirst_ = othersFirst_ || !outcome.everything || ofMessage;
-  if (ofMessage && !accountHeld_) {
-    pause_ = {};  // soon the next message shows whether the account is meant
+  othersFirst_ = othersFirst_ || !outcome.everything || cameFromOne(outcome);
+  const bool limit = outcome.everything && outcome.cause == Outcome::Cause::kLimit;
+  if (cameFromOne(outcome) && !accountHeld_) {
+    // Soon the next message shows whether the account is meant.
+    pause_ = {};
+    postpone(pause_);
+    retry.wait = limit ? kLongestRetry : retry.wait;
+  } else {
+    postpone(pause_);
+    pause_.wait = limit ? kRetryAfterLimit : pause_.wait;
   }
-  postpone(pause_);
   refusalsInRow_ = 0;
   seriesEnded_ = true;
 }
@@ -593,7 +603,7 @@ void DeliveryWorker::putOff(const WaitingMessage& message, const Outcome& outcom
 // Whether nobody would be served now. A limit of the account shows in the answers for two messages
 // with no success between them; one alone may have another meaning.
 bool DeliveryWorker::concernsAll(const WaitingMessage& message, const Outcome& outcome) {
-  if (!outcome.everything || outcome.cause != Outcome::Cause::kMessage) {
+  if (!cameFromOne(outcome)) {
     return outcome.everything;
   }
   if (suspect_.empty()) {

@@ -52,6 +52,8 @@ namespace relaybird {
 inline constexpr std::chrono::minutes kFirstRetry{1};
 inline constexpr std::chrono::minutes kLongestRetry{60};
 inline constexpr std::chrono::days kGiveUpAfter{5};
+/// Quotas of a day and blocks of an account last for hours.
+inline constexpr std::chrono::hours kRetryAfterLimit{4};
 /// Longer than servers and their checks take to pass on what they have accepted.
 inline constexpr std::chrono::minutes kRetryAfterNoAnswer{10};
 

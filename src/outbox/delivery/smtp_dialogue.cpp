@@ -425,8 +425,7 @@ void SmtpDialogue::handleUnasked(const SmtpReply& reply) {
   if (!inText) {
     return lost("It spoke without being asked: " + reply.words());
   }
-  verdicts_.push_back({transactions_.front().number, outcomeOf(transactions_.front(), &reply)});
-  transactions_.pop_front();
+  finish(reply);
   over_ = true;
 }
 
@@ -466,6 +465,16 @@ void SmtpDialogue::lost(const std::string& words) {
   transactions_.clear();
 }
 
+// Whether other messages probably get the same answer; then it is the connection's trouble.
+bool SmtpDialogue::holdsBack(const SmtpReply& reply) {
+  if (limitsAccount(reply)) {
+    trouble_ = Trouble{wordsOf(reply, "the message"), Outcome::Cause::kLimit};
+  } else if (asksToSlowDown(reply)) {
+    trouble_ = Trouble{wordsOf(reply, "the message"), Outcome::Cause::kMessage};
+  }
+  return trouble_.has_value();
+}
+
 // Ends the first transaction by what was refused in its envelope.
 void SmtpDialogue::finishFirst() {
   // Without pipelining the rest of the envelope has not been sent yet.
@@ -473,15 +482,16 @@ void SmtpDialogue::finishFirst() {
   const Transaction& first = transactions_.front();
   const SmtpReply* worst = first.refusal ? &*first.refusal : nullptr;
   for (const Recipient& recipient : first.recipients) {
-    if (!worst && recipient.refusal && asksToSlowDown(*recipient.refusal)) {
+    if (!worst && recipient.refusal &&
+        (asksToSlowDown(*recipient.refusal) || limitsAccount(*recipient.refusal))) {
       worst = &*recipient.refusal;
     }
   }
   const bool ofAll = first.refusal.has_value();
   if (worst && refusesSignIn(*worst)) {
     trouble_ = Trouble{wordsOf(*worst, "the sender")};
-  } else if (worst && asksToSlowDown(*worst)) {
-    trouble_ = Trouble{wordsOf(*worst, "the message"), Outcome::Cause::kMessage};
+  } else if (worst) {
+    holdsBack(*worst);
   }
   if (trouble_ || (worst && ofAll && worst->temporary() && accepted_ > 0)) {
     // A limit of this connection perhaps: another one gives the server's real answer.
@@ -496,8 +506,7 @@ void SmtpDialogue::finishFirst() {
 // Ends the first transaction by the answer for its text.
 void SmtpDialogue::finish(const SmtpReply& reply) {
   const Transaction& first = transactions_.front();
-  if (asksToSlowDown(reply)) {
-    trouble_ = Trouble{wordsOf(reply, "the message"), Outcome::Cause::kMessage};
+  if (holdsBack(reply)) {
     unsent_.push_back(first.number);
     leaving_ = true;
   } else {
@@ -542,7 +551,8 @@ Outcome SmtpDialogue::outcomeOf(const Transaction& transaction, const SmtpReply*
     // RFC 5321, 4.5.3.1.10: a 552 that follows accepted recipients says that they are enough.
     const bool enough = recipient.refusal->code == 552 && !taken.empty() &&
                         !recipient.refusal->enhanced.starts_with("5.2.");
-    const bool permanent = recipient.refusal->permanent() && !enough;
+    const bool permanent =
+        recipient.refusal->permanent() && !enough && !limitsAccount(*recipient.refusal);
     RefusedRecipient refused{recipient.address,
                              wordsOf(*recipient.refusal, "the recipient " + recipient.address),
                              permanent};

@@ -142,6 +142,7 @@ class SmtpDialogue {
   std::optional<std::string> objection(const OutgoingMessage& message, Transaction& to) const;
   void beginTransaction(const Transaction& transaction);
   void endText(Transaction& transaction);
+  bool holdsBack(const SmtpReply& reply);
   void finishFirst();
   void finish(const SmtpReply& reply);
   Outcome outcomeOf(const Transaction& transaction, const SmtpReply* verdict) const;

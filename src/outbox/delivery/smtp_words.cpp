@@ -30,6 +30,36 @@ constexpr std::string_view kTooLarge =
     "The message is larger than the server takes. A size limit in the settings leaves large "
     "attachments out.";
 
+// Refusals "for good" that last as long as a quota or a block of the account. Words are in lower
+// case, as in Hint.
+constexpr std::string_view kQuota =
+    "The account has sent as much as it may for now, often in a day. What waits leaves later by "
+    "itself. If this happens often, let the rules forward less.";
+constexpr std::string_view kTenant =
+    "Your organisation has sent as much to the outside as its provider permits. What waits leaves "
+    "later by itself. Ask its administrator if this lasts.";
+constexpr std::string_view kBlocked =
+    "The provider has stopped the account from sending. Sign in on its web site, or ask the "
+    "administrator, to have it opened again. What waits is then sent by itself.";
+constexpr std::array kAccountLimits = {
+    Hint{"5.4.5", "", kQuota},     // Google, and RFC 3463's congestion
+    Hint{"5.7.232", "", kTenant},  // Microsoft
+    Hint{"5.7.233", "", kTenant},
+    Hint{"5.7.705", "", kTenant},
+    Hint{"5.7.708", "", kTenant},
+    Hint{"5.7.750", "", kTenant},
+    Hint{"5.1.8", "outbound", kBlocked},
+    Hint{"5.1.90", "", kQuota},
+    Hint{"", "tenant has exceeded", kTenant},
+    Hint{"", "submissionquotaexceeded", kQuota},
+    Hint{"", "sending quota", kQuota},
+    Hint{"", "sending limit", kQuota},
+    Hint{"", "daily message quota", kQuota},
+    Hint{"", "daily limit", kQuota},
+    Hint{"", "hourly limit", kQuota},
+    Hint{"", "recipient rate limit", kQuota},
+};
+
 // The first that fits is given.
 constexpr std::array kHints = {
     // Microsoft's services.
@@ -66,10 +96,6 @@ constexpr std::array kHints = {
     Hint{"552", "", "The recipient's mailbox is full, or the message is too large for it."},
     Hint{"5.5.4", "",
          "The server refused a part of the command, which often is a limit of its own."},
-    // Google's limit of a day.
-    Hint{"5.4.5", "",
-         "The account has sent as much as it may in a day. Put the message back from the folder "
-         "failed later."},
     Hint{"5.1.1", "", "The address does not exist. Check it in the settings."},
     Hint{"5.1.10", "", "The address does not exist. Check it in the settings."},
     Hint{"4.7.0", "", kThrottled},
@@ -83,6 +109,19 @@ constexpr std::array<std::string_view, 9> kRateWords = {
 
 bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != text.npos;
+}
+
+// Null for any other answer.
+const Hint* accountLimit(const SmtpReply& reply) {
+  if (!reply.permanent() || reply.enhanced == "5.2.2") {
+    return nullptr;  // a full mailbox has a quota too
+  }
+  const std::string words = asciiLower(reply.words());
+  const auto* const found =
+      std::find_if(kAccountLimits.begin(), kAccountLimits.end(), [&](const Hint& limit) {
+        return (limit.code.empty() || limit.code == reply.enhanced) && contains(words, limit.words);
+      });
+  return found == kAccountLimits.end() ? nullptr : found;
 }
 
 // The server's answer as far as it is a reply.
@@ -133,6 +172,9 @@ std::string adviceFor(const ConnectFailure& failure) {
 }  // namespace
 
 std::string smtpHint(const SmtpReply& reply) {
+  if (const Hint* limit = accountLimit(reply)) {
+    return std::string(limit->text);
+  }
   const std::string words = asciiLower(reply.words());
   const std::string digits = std::to_string(reply.code);
   for (const Hint& hint : kHints) {
@@ -154,6 +196,10 @@ bool asksToSlowDown(const SmtpReply& reply) {
   return reply.enhanced.starts_with("4.7.") ||
          std::any_of(kRateWords.begin(), kRateWords.end(),
                      [&](std::string_view rate) { return contains(words, rate); });
+}
+
+bool limitsAccount(const SmtpReply& reply) {
+  return accountLimit(reply) != nullptr;
 }
 
 bool refusesSignIn(const SmtpReply& reply) {

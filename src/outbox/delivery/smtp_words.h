@@ -16,6 +16,10 @@ std::string smtpHint(const SmtpReply& reply);
 /// Whether the server wants less mail for now, from this user or from everybody.
 bool asksToSlowDown(const SmtpReply& reply);
 
+/// Whether the server takes no more from this account for a while, whatever the message, although
+/// it says so with a code that means "for good".
+bool limitsAccount(const SmtpReply& reply);
+
 /// Whether the server does not accept who the user is.
 bool refusesSignIn(const SmtpReply& reply);
 

@@ -56,6 +56,7 @@ struct Outcome {
   enum class Cause {
     kServer,   ///< the command or the server as a whole
     kMessage,  ///< the server's answer to this message, which may mean this message alone
+    kLimit,    ///< the same, if it tells of a quota or block that lasts for hours
   };
   Cause cause = Cause::kServer;
 };
