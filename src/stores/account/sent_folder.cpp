@@ -1,16 +1,25 @@
 // SPDX-License-Identifier: MIT
-// A connection that asks one question: capabilities, the folders, EXAMINE (which marks nothing as
-// read), UID SEARCH. A lost answer is rare, so nothing is kept open for it.
+// A connection of its own for each task: capabilities, the folders, then EXAMINE (which marks
+// nothing as read) and UID SEARCH, or APPEND for each copy.
+//
+// Copies wait on the disk, in a folder of the account's: NAME.part while the server has not taken
+// the message, NAME.copy afterwards. So they take no memory while messages are sent, and one that
+// could not be stored is tried again after the next series, also by the next run, unless the server
+// refuses it. A crash at the wrong moment loses a copy, never a message.
 #include "stores/account/sent_folder.h"
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
 #include <set>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "message/text/header_text.h"
+#include "outbox/delivery/outgoing_message.h"
 #include "platform/text/ascii_text.h"
 #include "stores/account/imap_command.h"
 #include "stores/account/imap_dialogue.h"
@@ -25,18 +34,20 @@ constexpr std::size_t kReceiveAtOnce = std::size_t{64} << 10;
 constexpr std::array<std::string_view, 5> kUsualNames = {"Sent", "INBOX.Sent", "Sent Items",
                                                          "Sent Messages", "[Gmail]/Sent Mail"};
 
-// The question, without input and output.
-class Question {
+// What is said, without input and output: finds the folder and leaves the rest to a task.
+class Talk {
  public:
-  explicit Question(std::string messageId)
-      : messageId_(std::move(messageId)),
+  using Task = std::function<void(Talk&, const std::string& folder)>;
+  explicit Talk(Task task)
+      : task_(std::move(task)),
         dialogue_([this](ImapResponse response) { take(std::move(response)); }, {}) {
     dialogue_.send(ImapCommand("CAPABILITY"), [this](const ImapCondition&) { identify(); });
   }
-  Question(const Question&) = delete;
-  Question& operator=(const Question&) = delete;
+  Talk(const Talk&) = delete;
+  Talk& operator=(const Talk&) = delete;
 
   ImapDialogue& dialogue() { return dialogue_; }
+  void end() { over_ = true; }
   bool over() const { return over_ || dialogue_.bye() || !dialogue_.fault().empty(); }
   bool found() const { return found_; }
 
@@ -46,31 +57,18 @@ class Question {
     if (capabilities_.contains("ID")) {
       dialogue_.send(ImapCommand("ID (\"name\" \"Relaybird\")"), [](const ImapCondition&) {});
     }
-    dialogue_.send(ImapCommand("LIST \"\" \"*\""), [this](const ImapCondition&) { open(); });
+    dialogue_.send(ImapCommand("LIST \"\" \"*\""), [this](const ImapCondition&) { begin(); });
   }
-  void open() {
-    if (folder_.empty()) {
-      for (const std::string_view name : kUsualNames) {
-        if (folder_.empty() && names_.contains(std::string(name))) {
-          folder_ = name;
-        }
+  void begin() {
+    for (const std::string_view name : kUsualNames) {
+      if (folder_.empty() && names_.contains(std::string(name))) {
+        folder_ = name;
       }
     }
     if (folder_.empty()) {
-      over_ = true;
-      return;
+      return end();
     }
-    dialogue_.send(ImapCommand("EXAMINE").text(folder_), [this](const ImapCondition& reply) {
-      over_ = reply.status != ImapStatus::kOk;
-      if (!over_) {
-        search();
-      }
-    });
-  }
-  void search() {
-    searching_ = true;
-    dialogue_.send(ImapCommand("UID SEARCH HEADER Message-ID").text(messageId_),
-                   [this](const ImapCondition&) { over_ = true; });
+    task_(*this, folder_);
   }
   void take(ImapResponse response) {
     if (const auto* words = std::get_if<ImapWords>(&response)) {
@@ -87,16 +85,15 @@ class Question {
       }
       names_.insert(std::move(folder->name));
     } else if (const auto* result = std::get_if<ImapSearch>(&response)) {
-      found_ = found_ || (searching_ && !result->numbers.empty());
+      found_ = found_ || !result->numbers.empty();
     }
   }
 
-  std::string messageId_;
+  Task task_;
   std::set<std::string> capabilities_;
   std::set<std::string> names_;
   std::string folder_;
-  bool searching_ = false;
-  bool found_ = false;
+  bool found_ = false;  // by a search, of which there is one at most
   bool over_ = false;
   ImapDialogue dialogue_;  // last, as its calls use the other members
 };
@@ -110,13 +107,175 @@ std::string messageIdOf(std::string_view message) {
   return {};
 }
 
+std::string withCrLf(std::string_view text) {
+  std::string made;
+  made.reserve(text.size() + text.size() / 32);
+  for (const char c : text) {
+    made += c == '\n' ? "\r\n" : std::string_view(&c, 1);
+  }
+  return made;
+}
+
+// The copies on the disk. What fails here loses a copy and nothing else.
+class WaitingCopies {
+ public:
+  WaitingCopies(const StoreWorld& world, std::string folder)
+      : files_(world.files), random_(world.random), folder_(std::move(folder)) {}
+
+  // The name of the copy; empty if it could not be written.
+  std::string begin(std::string_view bytes) {
+    const auto number = random_(16);
+    std::string name = number ? toHex(*number) : std::string();
+    if (name.empty() || !MakeFolderPath(files_, path(name + kPart))) {
+      return {};
+    }
+    auto file = files_.create(path(name + kPart));
+    if (!file || !(*file)->write(bytes) || !(*file)->close()) {
+      drop(name);
+      return {};
+    }
+    return name;
+  }
+  void complete(const std::string& name) {
+    (void)files_.rename(path(name + kPart), path(name + kCopy));
+  }
+  void drop(const std::string& name) { (void)files_.remove(path(name + kPart)); }
+  void remove(const std::string& name) { (void)files_.remove(path(name)); }
+  // The files of complete copies.
+  std::vector<std::string> complete() { return named(kCopy); }
+  // What a crash has left: no other program uses the account at the same time.
+  void dropLeftovers() {
+    for (const std::string& name : named(kPart)) {
+      remove(name);
+    }
+  }
+  Result<std::string> read(const std::string& name) {
+    return readFile(files_, path(name), kLargestSentCopy);
+  }
+
+ private:
+  static constexpr const char* kPart = ".part";
+  static constexpr const char* kCopy = ".copy";
+  std::string path(const std::string& name) const { return folder_ + '/' + name; }
+  std::vector<std::string> named(std::string_view ending) {
+    std::vector<std::string> names;
+    if (const auto entries = files_.list(folder_)) {
+      for (const FolderEntry& entry : *entries) {
+        if (entry.name.ends_with(ending)) {
+          names.push_back(entry.name);
+        }
+      }
+    }
+    return names;
+  }
+
+  FileSystem& files_;
+  RandomBytes random_;
+  std::string folder_;
+};
+
+// Keeps a copy of each message that is taken.
+class CopyingFeed : public MessageFeed {
+ public:
+  CopyingFeed(MessageFeed& real, WaitingCopies& copies) : real_(real), copies_(copies) {}
+  ~CopyingFeed() override {
+    for (const auto& [number, name] : names_) {
+      copies_.drop(name);
+    }
+  }
+  CopyingFeed(const CopyingFeed&) = delete;
+  CopyingFeed& operator=(const CopyingFeed&) = delete;
+
+  std::optional<FedMessage> next() override {
+    auto fed = real_.next();
+    if (fed && fed->message.bytes.size() <= kLargestSentCopy) {
+      if (std::string name = copies_.begin(fed->message.bytes); !name.empty()) {
+        names_[fed->number] = std::move(name);
+      }
+    }
+    return fed;
+  }
+  void report(std::vector<Verdict> verdicts) override {
+    std::vector<std::uint64_t> taken;
+    std::vector<std::uint64_t> others;
+    for (const Verdict& verdict : verdicts) {
+      const bool delivered = verdict.outcome.kind == Outcome::Kind::kDelivered;
+      (delivered ? taken : others).push_back(verdict.number);
+    }
+    real_.report(std::move(verdicts));
+    for (const std::uint64_t number : taken) {
+      if (const auto name = names_.extract(number)) {
+        copies_.complete(name.mapped());
+      }
+    }
+    for (const std::uint64_t number : others) {
+      forget(number);
+    }
+  }
+  void putBack(std::uint64_t number) override {
+    forget(number);
+    real_.putBack(number);
+  }
+  std::size_t waiting() const override { return real_.waiting(); }
+
+ private:
+  void forget(std::uint64_t number) {
+    if (const auto name = names_.extract(number)) {
+      copies_.drop(name.mapped());
+    }
+  }
+
+  MessageFeed& real_;
+  WaitingCopies& copies_;
+  std::map<std::uint64_t, std::string> names_;
+};
+
 class SentFolderTransport : public Transport {
  public:
   SentFolderTransport(std::shared_ptr<Transport> real, const MailSettings& settings,
                       const StoreWorld& world)
-      : real_(std::move(real)), sent_(settings, world) {}
+      : real_(std::move(real)),
+        sent_(settings, world),
+        events_(world.events),
+        notice_(world.notice) {
+    if (settings.keepSentCopy) {
+      copies_.emplace(world, world.stateFolder + "/rbx/sent-copies/" +
+                                 toHex(settings.imap.user + '@' + settings.imap.server.host));
+    }
+  }
   void deliverAll(MessageFeed& feed, std::stop_token stop) override {
-    real_->deliverAll(feed, std::move(stop));
+    if (!copies_) {
+      return real_->deliverAll(feed, std::move(stop));
+    }
+    {
+      copies_->dropLeftovers();
+      CopyingFeed copying(feed, *copies_);
+      real_->deliverAll(copying, stop);
+    }
+    std::vector<std::string> names = copies_->complete();
+    const auto next = [&]() -> std::optional<std::string> {
+      while (!names.empty()) {
+        if (auto bytes = copies_->read(names.back())) {
+          return withCrLf(*bytes);
+        }
+        names.pop_back();
+      }
+      return std::nullopt;
+    };
+    std::string why;
+    const auto ended = [&](const std::string& refusal) {
+      copies_->remove(names.back());
+      names.pop_back();
+      why = refusal.empty() ? why : refusal;
+    };
+    if (!names.empty()) {
+      sent_.store(next, ended, stop);
+    }
+    if (!why.empty()) {
+      events_.post([notice = notice_, line = "The server does not store copies of forwards in the "
+                                             "folder of sent mail: " +
+                                             oneLine(why)] { notice({line}); });
+    }
   }
   void tryAgain() override { real_->tryAgain(); }
   bool hasArrived(const OutgoingMessage& message, std::stop_token stop) override {
@@ -127,6 +286,9 @@ class SentFolderTransport : public Transport {
  private:
   std::shared_ptr<Transport> real_;
   SentFolder sent_;
+  EventQueue& events_;
+  std::function<void(StoreNotice)> notice_;
+  std::optional<WaitingCopies> copies_;
 };
 
 }  // namespace
@@ -137,23 +299,59 @@ SentFolder::SentFolder(const MailSettings& settings, const StoreWorld& world)
       secret_(world.secrets, world.files, settings.imap, settings.imap) {}
 
 bool SentFolder::has(const std::string& messageId, std::stop_token stop) {
+  Talk talk([&](Talk& self, const std::string& folder) {
+    self.dialogue().send(ImapCommand("EXAMINE").text(folder), [&](const ImapCondition& reply) {
+      if (reply.status != ImapStatus::kOk) {
+        return self.end();
+      }
+      self.dialogue().send(ImapCommand("UID SEARCH HEADER Message-ID").text(messageId),
+                           [&self](const ImapCondition&) { self.end(); });
+    });
+  });
+  converse(
+      talk.dialogue(), [&] { return talk.over(); }, kSentSearchLimit, std::move(stop));
+  return talk.found();
+}
+
+void SentFolder::store(const std::function<std::optional<std::string>()>& next,
+                       const std::function<void(const std::string& refusal)>& ended,
+                       std::stop_token stop) {
+  std::function<void(Talk&, const std::string&)> storeOne;
+  storeOne = [&](Talk& self, const std::string& folder) {
+    const auto message = next();
+    if (!message) {
+      return self.end();
+    }
+    self.dialogue().send(ImapCommand("APPEND").text(folder).words("(\\Seen)").literal(*message),
+                         [&, folder](const ImapCondition& reply) {
+                           const bool stored = reply.status == ImapStatus::kOk;
+                           ended(stored ? std::string() : reply.words + ' ');
+                           storeOne(self, folder);
+                         });
+  };
+  Talk talk(storeOne);
+  converse(
+      talk.dialogue(), [&] { return talk.over(); }, kSentStoreLimit, std::move(stop));
+}
+
+void SentFolder::converse(ImapDialogue& dialogue, const std::function<bool()>& over,
+                          std::chrono::seconds limit, std::stop_token stop) {
   SignInMaterial material = secret_.get(stop);
   if (!material.signIn || stop.stop_requested()) {
-    return false;
+    return;
   }
   const std::unique_ptr<Network> network = network_();
   const std::stop_callback wake(stop, [&network] { network->wake(); });
-  const auto until = network->steadyTime() + kSentSearchLimit;
-  const auto connection = network->connect(server_, material.signIn, kSentSearchLimit, {});
-  Question question(messageId);
-  while (!question.over() && !stop.stop_requested() && network->steadyTime() < until) {
+  const auto until = network->steadyTime() + limit;
+  const auto connection = network->connect(server_, material.signIn, limit, {});
+  while (!over() && !stop.stop_requested() && network->steadyTime() < until) {
     if (connection->state() == Connection::State::kOpen) {
       std::string bytes;
       while (connection->receive(bytes, kReceiveAtOnce) > 0) {
-        question.dialogue().received(bytes);
+        dialogue.received(bytes);
         bytes.clear();
       }
-      std::string& output = question.dialogue().output();
+      std::string& output = dialogue.output();
       output.erase(0, connection->send(output));
       connection->wantToSend(!output.empty());
     }
@@ -163,13 +361,12 @@ bool SentFolder::has(const std::string& messageId, std::stop_token stop) {
           !failure->answer.empty()) {
         secret_.refused();
       }
-      break;
+      return;
     }
-    if (!question.over()) {
+    if (!over()) {
       network->wait(until - network->steadyTime());
     }
   }
-  return question.found();
 }
 
 std::shared_ptr<Transport> withSentFolder(std::shared_ptr<Transport> transport,

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The folder in which the provider keeps what the account has sent. When the answer for a message
 // got lost, it tells whether the message has arrived, at providers that put sent mail there by
-// themselves.
+// themselves. At others the user can have a copy of each forward stored there.
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <string>
 
@@ -13,11 +16,16 @@
 #include "mail/sign_in_source.h"
 #include "mail/store_world.h"
 #include "outbox/delivery/transport.h"
+#include "stores/account/imap_dialogue.h"
 
 namespace relaybird {
 
-/// How long one search may take in all.
+/// How long one search, or storing the copies of a series, may take in all.
 inline constexpr std::chrono::seconds kSentSearchLimit{60};
+inline constexpr std::chrono::seconds kSentStoreLimit{600};
+
+/// No copy is kept of a larger message, in bytes: a copy is in memory several times on its way.
+inline constexpr std::size_t kLargestSentCopy = std::size_t{4} << 20;
 
 /// One thread at a time, which is not the user-interface thread.
 class SentFolder {
@@ -29,15 +37,23 @@ class SentFolder {
   /// too when that cannot be found out: the server is out of reach, has no such folder, or does not
   /// answer in time.
   bool has(const std::string& messageId, std::stop_token stop);
+  /// Stores what `next` gives, with CR LF at the line ends, as read messages, one after the other.
+  /// `ended` is called for each that the server has stored, with an empty text, or has refused,
+  /// with its words. Ends early when the connection does.
+  void store(const std::function<std::optional<std::string>()>& next,
+             const std::function<void(const std::string& refusal)>& ended, std::stop_token stop);
 
  private:
+  void converse(ImapDialogue& dialogue, const std::function<bool()>& over,
+                std::chrono::seconds limit, std::stop_token stop);
+
   MailServer server_;
   NetworkMaker network_;
   SignInSource secret_;
 };
 
 /// The same transport, which asks the account's folder before a message whose answer got lost is
-/// sent again. Null for null.
+/// sent again, and stores copies there if the settings say so. Null for null.
 std::shared_ptr<Transport> withSentFolder(std::shared_ptr<Transport> transport,
                                           const MailSettings& settings, const StoreWorld& world);
 

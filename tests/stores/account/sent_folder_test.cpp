@@ -4,10 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
+#include <filesystem>
 
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
+#include "platform/system/random_bytes.h"
 #include "support/fake_timers.h"
 #include "support/scripted_network.h"
 #include "support/store_fakes.h"
@@ -50,12 +51,21 @@ class SentFolderTest : public testing::Test {
     });
   }
   void answer(ServerEnd& end, std::string_view line) {
+    if (!appending_.empty()) {
+      return appended(end, line);
+    }
     const std::string tag(line.substr(0, line.find(' ')));
     const std::string command(line.substr(tag.size() + 1));
     commands_.push_back(command);
     const std::string verb = command.substr(0, command.find_first_of(" \""));
     if (hangsAt_ == verb) {
       return end.hang();
+    }
+    if (verb == "APPEND" && refusedVerb_ != verb) {
+      appending_ = tag;
+      literal_.clear();
+      expected_ = std::stoul(command.substr(command.rfind('{') + 1));
+      return end.say("+ go on\r\n");
     }
     if (verb == "CAPABILITY") {
       end.say("* CAPABILITY IMAP4rev1 ID\r\n");
@@ -66,8 +76,56 @@ class SentFolderTest : public testing::Test {
     }
     end.say(tag + (refusedVerb_ == verb ? " NO not here\r\n" : " OK done\r\n"));
   }
+  void appended(ServerEnd& end, std::string_view line) {
+    if (literal_.size() < expected_) {
+      literal_ += std::string(line) + "\r\n";
+      return;
+    }
+    stored_.push_back(literal_);
+    end.say(std::exchange(appending_, {}) + " OK stored\r\n");
+  }
+  // Takes each message as the outcome says.
+  struct Taking : SingleTransport {
+    Outcome deliver(const OutgoingMessage& message, std::stop_token) override {
+      return message.subject == "bad" ? Outcome{Outcome::Kind::kPermanent, "550 no"} : Outcome{};
+    }
+  };
+  struct Messages : MessageFeed {
+    std::optional<FedMessage> next() override {
+      if (subjects.empty()) {
+        return std::nullopt;
+      }
+      const std::string subject = subjects.back();
+      subjects.pop_back();
+      return FedMessage{++last, {{}, subject, "Subject: " + subject + "\n\ntext\n"}};
+    }
+    void report(std::vector<Verdict> verdicts) override { reported += verdicts.size(); }
+    void putBack(std::uint64_t) override {}
+    std::size_t waiting() const override { return subjects.size(); }
+    std::vector<std::string> subjects;
+    std::uint64_t last = 0;
+    std::size_t reported = 0;
+  };
+  void deliver(std::vector<std::string> subjects) {
+    Messages feed;
+    feed.subjects = std::move(subjects);
+    const std::size_t count = feed.subjects.size();
+    withSentFolder(std::make_shared<Taking>(), settings_, world())->deliverAll(feed, {});
+    EXPECT_EQ(feed.reported, count);
+  }
+  std::size_t copiesWaiting() {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(temp_.path(""))) {
+      count += entry.path().string().find("sent-copies/") != std::string::npos &&
+               entry.is_regular_file();
+    }
+    return count;
+  }
   StoreWorld world() {
-    StoreWorld made{files_, clock_, events_, executor_, commandRunner_, {}};
+    StoreWorld made{files_, clock_, events_, executor_, commandRunner_, systemRandomBytes};
+    made.notice = [this](const StoreNotice& notice) { told_.push_back(notice.line); };
+    made.stateFolder = temp_.path("state");
+    std::filesystem::create_directory(made.stateFolder);
     made.secrets.credentialFolder = temp_.path("");
     made.network = [this] { return std::make_unique<Lent>(network_); };
     return made;
@@ -93,6 +151,11 @@ class SentFolderTest : public testing::Test {
   std::string refusedVerb_;
   std::string hangsAt_;
   std::vector<std::string> commands_;
+  std::string appending_;  // the tag of the command whose message is being received
+  std::string literal_;
+  std::size_t expected_ = 0;
+  std::vector<std::string> stored_;
+  std::vector<std::string> told_;
 };
 
 TEST_F(SentFolderTest, AMessageIsLookedForInTheFolderThatTheServerMarks) {
@@ -158,6 +221,39 @@ TEST_F(SentFolderTest, TheTransportAsksForTheIdentifierOfTheMessage) {
   transport->tryAgain();
   EXPECT_EQ(plain->tries, 1);
   EXPECT_EQ(withSentFolder(nullptr, settings_, world()), nullptr);
+}
+
+TEST_F(SentFolderTest, CopiesOfWhatWasTakenAreStoredIfTheSettingsSaySo) {
+  deliver({"one"});
+  EXPECT_THAT(stored_, IsEmpty());
+  settings_.keepSentCopy = true;
+  deliver({"one", "bad", "two"});
+  EXPECT_THAT(stored_, testing::UnorderedElementsAre("Subject: one\r\n\r\ntext\r\n",
+                                                     "Subject: two\r\n\r\ntext\r\n"));
+  EXPECT_THAT(commands_, Contains(StartsWith("APPEND \"Gesendet\" (\\Seen) {")));
+  EXPECT_EQ(copiesWaiting(), 0u);
+}
+
+TEST_F(SentFolderTest, ACopyThatIsNotStoredWaitsForTheNextSeries) {
+  settings_.keepSentCopy = true;
+  hangsAt_ = "APPEND";
+  deliver({"one", "two"});
+  EXPECT_THAT(stored_, IsEmpty());
+  EXPECT_EQ(copiesWaiting(), 2u);
+  hangsAt_.clear();
+  deliver({});
+  EXPECT_EQ(stored_.size(), 2u);
+  EXPECT_EQ(copiesWaiting(), 0u);
+}
+
+TEST_F(SentFolderTest, ACopyThatTheServerRefusesIsGivenUpAndTold) {
+  settings_.keepSentCopy = true;
+  refusedVerb_ = "APPEND";
+  deliver({"one", "two"});
+  EXPECT_EQ(copiesWaiting(), 0u);
+  events_.runUntilIdle();
+  EXPECT_THAT(told_, testing::ElementsAre("The server does not store copies of forwards in the "
+                                          "folder of sent mail: not here"));
 }
 
 }  // namespace
