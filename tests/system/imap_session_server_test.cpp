@@ -36,12 +36,15 @@ class Session {
                   folder_.path("spool"),
                   {},
                   [] {},
-                  [](const std::string& words) { ADD_FAILURE() << words; }}) {}
+                  [this](const std::string& words) { complaints.push_back(words); }}) {}
   ~Session() {
     session_.close();
     while (session_.step()) {
     }
+    EXPECT_THAT(complaints, testing::IsEmpty());
   }
+
+  std::vector<std::string> complaints;
 
   template <typename Act>
   auto look(const Act& act) const {
@@ -186,6 +189,8 @@ TEST_F(ImapSessionServer, MailboxMadeAnewBeginsAnew) {
   EXPECT_NE(session.look([](auto& work) { return work.uidValidity(); }), before);
   EXPECT_NE(session.look([](auto& work) { return work.generation(); }), generation);
   EXPECT_EQ(session.subjects(uids), subjects);
+  EXPECT_THAT(std::exchange(session.complaints, {}),
+              testing::ElementsAre(testing::HasSubstr("numbered the messages of the folder anew")));
 }
 
 TEST_F(ImapSessionServer, MessagesThatVanishAreGoneAndTheOthersStay) {
