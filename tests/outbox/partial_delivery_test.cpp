@@ -164,7 +164,7 @@ class CutDelivery {
     return made;
   }
   CutDisk disk;
-  std::size_t begin = 0;  ///< the step at which the message was known to wait
+  std::size_t begin = 0;  // the step at which the message was known to wait
 
  private:
   const FakeClock& clock_;

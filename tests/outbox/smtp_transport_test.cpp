@@ -72,7 +72,7 @@ struct SmtpWorld {
     worker->flush(nullptr);
     events.runUntilIdle();
   }
-  /// Flushes until all has had its chance.
+  // Flushes until all has had its chance.
   void flushForADay() {
     for (int i = 0; i < 30 && waiting() > 0; ++i) {
       disk.clock.advance(minutes{60});

@@ -45,7 +45,7 @@ std::unique_ptr<ServerScript> answerLines(
   return std::make_unique<LineScript>(std::move(answer));
 }
 
-/// The client's end.
+// The client's end.
 class ServerEnd::ClientEnd : public Connection {
  public:
   explicit ClientEnd(std::shared_ptr<ServerEnd> end) : end_(std::move(end)) {}

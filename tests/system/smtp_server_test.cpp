@@ -56,7 +56,7 @@ class Series : public MessageFeed {
                       [](const auto& outcome) { return outcome.second.kind == Kind::kDelivered; }));
   }
 
-  std::map<std::size_t, Outcome> outcomes;  ///< by the index of the message
+  std::map<std::size_t, Outcome> outcomes;  // by the index of the message
 
  private:
   std::vector<OutgoingMessage> messages_;
