@@ -47,6 +47,11 @@ Error vanished() {
   return {ENOENT, "The message is no longer there"};
 }
 
+// The message may still be there, under another number.
+Error interrupted() {
+  return {kInboxLost, "The connection to the mail server was opened anew during the check"};
+}
+
 std::size_t appPasswordLength(const MailSettings& settings) {
   const Proposal known = proposalFor(settings.address);
   return equalsAsciiCase(known.imap.host, settings.imap.server.host) ? known.appPasswordLength : 0;
@@ -207,7 +212,7 @@ Result<ImapHead> AccountListing::fetchHead(std::size_t index) {
     return waited.error();
   }
   if (!same || state == Wanted::kNot) {
-    return vanished();
+    return interrupted();
   }
   inbox_.walked_.add(uid);
   return session().work([&](ImapWork& work) -> Result<ImapHead> {
@@ -286,7 +291,7 @@ Result<std::unique_ptr<InputFile>> AccountListing::fetch(std::size_t index) {
     return waited.error();
   }
   if (!same) {
-    return vanished();
+    return interrupted();
   }
   return session().work([&](ImapWork& work) { return work.takeBody(uid); });
 }
@@ -353,7 +358,20 @@ Result<void> AccountInbox::signIn() {
   return session_->status().up ? Result<void>() : refresh();
 }
 
-// Waits, in real time, until `reached`, and lets events run meanwhile.
+std::chrono::milliseconds AccountInbox::now() const {
+  return threading_ == Threading::kCaller ? network_->steadyTime()
+                                          : std::chrono::duration_cast<std::chrono::milliseconds>(
+                                                SteadyClock::now().time_since_epoch());
+}
+
+Error AccountInbox::silence() const {
+  return {ETIMEDOUT,
+          "Mail server " + settings_.imap.server.host + ": nothing has come from it for a minute"};
+}
+
+// Waits until `reached`, and lets events run meanwhile. What counts is how long nothing has come
+// from the server: a large message may take long. The session ends a connection on which things
+// come, but no answer.
 template <class Reached>
 Result<void> AccountInbox::waitUntil(const Reached& reached) {
   if (threading_ == Threading::kOwn && !thread_.joinable() && !closed_) {
@@ -362,22 +380,25 @@ Result<void> AccountInbox::waitUntil(const Reached& reached) {
       }
     });
   }
-  const auto until = SteadyClock::now() + kLongestInboxWait;
+  auto heard = now();
+  std::uint64_t news = 0;
   while (true) {
-    const std::uint64_t news = session_->status().news;
+    if (const std::uint64_t latest = session_->status().news; latest != news) {
+      news = latest;
+      heard = now();
+    }
     if (reached()) {
       return {};
     }
     if (closed_) {
       return Error{ECANCELED, "The mailbox has been closed"};
     }
-    const auto now = SteadyClock::now();
-    if (now >= until) {
-      return Error{ETIMEDOUT, "Mail server " + settings_.imap.server.host +
-                                  ": it has not answered within a minute"};
+    const auto time = now();
+    if (time - heard >= kLongestInboxWait) {
+      return silence();
     }
-    if (now - eventsRun_ >= kEventPause) {
-      eventsRun_ = now;
+    if (time - eventsRun_ >= kEventPause) {
+      eventsRun_ = time;
       if (!world_.keepAlive()) {
         return Error{ECANCELED, "Stopped"};
       }

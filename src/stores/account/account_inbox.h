@@ -48,7 +48,8 @@ class AccountInbox : public Inbox {
   void synchronise(std::function<void()> done) override;
   void close() override;
 
-  /// With Threading::kCaller: serves the connection once, as ImapSession::step() does.
+  /// With Threading::kCaller: serves the connection once, as ImapSession::step() does. Waits are
+  /// measured in the network's time then.
   bool step() { return session_->step(); }
 
  private:
@@ -57,6 +58,8 @@ class AccountInbox : public Inbox {
   std::string folderOnDisk() const;
   static void sortMark(ImapWork& work, const std::string& entryId, MarkReport& report);
   Result<void> refresh();
+  std::chrono::milliseconds now() const;
+  Error silence() const;
   template <class Reached>
   Result<void> waitUntil(const Reached& reached);
   bool isCurrent() const;
@@ -76,7 +79,7 @@ class AccountInbox : public Inbox {
   std::unique_ptr<ImapSession> session_;
   std::thread thread_;
   bool closed_ = false;
-  std::chrono::steady_clock::time_point eventsRun_;
+  std::chrono::milliseconds eventsRun_{0};
   std::chrono::steady_clock::time_point refreshed_;
 
   std::shared_ptr<InboxListing> last_;

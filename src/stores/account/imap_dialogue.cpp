@@ -84,7 +84,6 @@ void ImapDialogue::put(const std::string& bytes) {
 void ImapDialogue::received(std::string_view bytes) {
   reader_.feed(bytes);
   while (auto lines = reader_.next()) {
-    ++responses_;
     take(std::move(*lines));
   }
 }
@@ -129,6 +128,7 @@ void ImapDialogue::onContinuation() {
 }
 
 void ImapDialogue::onReply(const ImapCondition& reply) {
+  ++replies_;
   // A server may refuse a command before it has got all of it.
   if (holding_ && queued_.front().tag == reply.tag) {
     const Done done = std::move(queued_.front().done);

@@ -54,8 +54,8 @@ class ImapDialogue {
   std::size_t unanswered() const { return sent_.size() + queued_.size(); }
   /// Whether the server has to answer something: it may be silent for long only while it idles.
   bool owesReply() const { return unanswered() > (idle_ == Idle::kOn ? 1U : 0U); }
-  /// Changes with every response received.
-  std::uint64_t responses() const { return responses_; }
+  /// How many replies have come.
+  std::uint64_t replies() const { return replies_; }
   /// The words of a BYE; nothing as long as the server has not said it.
   const std::optional<std::string>& bye() const { return bye_; }
   /// Why the bytes of the server cannot be understood any further; empty as long as they can.
@@ -90,7 +90,7 @@ class ImapDialogue {
   std::deque<Queued> queued_;  // the first one may be sent in part
   std::deque<Sent> sent_;
   std::uint64_t lastTag_ = 0;
-  std::uint64_t responses_ = 0;
+  std::uint64_t replies_ = 0;
   bool holding_ = false;  // the first of `queued_` waits for a continuation request
   Idle idle_ = Idle::kOff;
   bool endIdleWhenOn_ = false;

@@ -174,7 +174,7 @@ void ImapSession::open() {
   client_ = std::make_unique<ImapClient>(work_.events(), world_.trace);
   loss_.reset();
   lastInput_ = lastReply_ = now_;
-  unanswered_ = 0;
+  replies_ = 0;
   client_->capability([this](const Result<void>& result) {
     if (result) {
       select();
@@ -222,13 +222,14 @@ void ImapSession::checkLife() {
   if (client_) {
     ImapDialogue& dialogue = client_->dialogue();
     const bool owes = dialogue.owesReply();
-    if (!owes || dialogue.unanswered() < unanswered_) {
+    // Not the number of commands without one: a reply may make the next command be sent at once.
+    if (!owes || dialogue.replies() != replies_) {
       lastReply_ = now_;
     }
     if (!owes && dialogue.output().empty()) {
       lastInput_ = now_;
     }
-    unanswered_ = dialogue.unanswered();
+    replies_ = dialogue.replies();
     if (loss_) {
       failed(std::exchange(loss_, std::nullopt)->text);
     } else if (!dialogue.fault().empty()) {

@@ -167,7 +167,7 @@ class ImapSession {
   Time upSince_{0};
   Time lastInput_{0};
   Time lastReply_{0};
-  std::size_t unanswered_ = 0;
+  std::uint64_t replies_ = 0;  // when it was last looked at
   Time idleSince_{0};
   Time savedAt_{0};
   std::optional<Time> markSince_;

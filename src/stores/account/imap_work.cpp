@@ -68,6 +68,7 @@ void ImapWork::attach(ImapClient& client, const ImapOpened& opened) {
   if (identities_.uidValidity() == 0) {
     identities_.begin(opened.uidValidity);
   }
+  forgetLost();
   client_ = &client;
   opened_ = opened;
   changed_ = true;
@@ -121,6 +122,18 @@ void ImapWork::detach() {
   marksSent_ = 0;
 }
 
+// What was asked for ahead and was not waited for any more is asked for again when it is needed.
+void ImapWork::forgetLost() {
+  std::erase_if(heads_, [](const auto& entry) { return entry.second.lost; });
+  for (auto at = bodies_.begin(); at != bodies_.end();) {
+    const auto next = std::next(at);
+    if (at->second.lost) {
+      eraseBody(at);
+    }
+    at = next;
+  }
+}
+
 void ImapWork::forgetMailbox() {
   ++generation_;
   unseen_.reset();
@@ -165,6 +178,7 @@ void ImapWork::giveUp(const Error& why) {
     if (slot.state == Wanted::kComing) {
       slot.state = Wanted::kFailed;
       slot.words = why.text;
+      slot.lost = true;
     }
   }
   for (auto& [uid, slot] : bodies_) {
@@ -331,7 +345,7 @@ ImapHead ImapWork::takeHead(std::uint32_t uid) {
 
 Error ImapWork::takeHeadFailure(std::uint32_t uid) {
   const auto slot = heads_.find(uid);
-  Error error{0, std::move(slot->second.words)};
+  Error error{slot->second.lost ? kInboxLost : 0, std::move(slot->second.words)};
   heads_.erase(slot);
   return error;
 }

@@ -133,6 +133,7 @@ class ImapWork {
     bool plain = false;  // ask, or was asked, without the structure
     ImapHead head;
     std::string words;
+    bool lost = false;  // the failure is not the message's own
   };
   struct BodySlot {
     Wanted state = Wanted::kComing;
@@ -196,6 +197,7 @@ class ImapWork {
                 const Result<void>& result);
   BodySlot& newBody(std::uint32_t uid);
   void resetBody(BodySlot& slot) const;
+  void forgetLost();
   void forgetMailbox();
 
   BodySpool& spool_;

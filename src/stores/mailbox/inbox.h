@@ -8,10 +8,11 @@
 //
 // Waiting: identity(), folder(), check(), alive(), synchronise(), and of a listing size(),
 // entryId(), seen() and setSeen() answer from what is known, without waiting for a server.
-// signIn(), list(), head() and open() may wait for one, each no longer than kLongestInboxWait.
-// While it waits an implementation calls StoreWorld::keepAlive at least every 50 ms, and fails at
-// once when that returns false. keepAlive runs events, so other calls of the same inbox can come in
-// between, also close(), after which the waiting call fails at once; but not its destruction.
+// signIn(), list(), head() and open() may wait for one, and give up once nothing has come from it
+// for kLongestInboxWait. While it waits an implementation calls StoreWorld::keepAlive at least
+// every 50 ms, and fails at once when that returns false. keepAlive runs events, so other calls of
+// the same inbox can come in between, also close(), after which the waiting call fails at once; but
+// not its destruction.
 //
 // Failures: an Error has a sentence for the user (server, step, and the server's words) and a code.
 // The caller turns it into a MailStoreError. Codes that the caller tells apart: kLogonRefused, and

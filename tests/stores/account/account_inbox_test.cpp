@@ -399,11 +399,12 @@ TEST_F(RenumberedInboxTest, SetsMarksAgainThatTheMoveHasLost) {
   EXPECT_TRUE(house_.account.find(102)->seen);
 }
 
-TEST_F(RenumberedInboxTest, TellsMessagesOfTheOldNumberingAsVanished) {
+TEST_F(RenumberedInboxTest, DoesNotTakeMessagesOfTheOldNumberingForVanishedOnes) {
   const auto listing = list();
   renumber();
   EXPECT_NE(list(), listing);
-  EXPECT_EQ(listing->open(1).error().code, ENOENT);
+  EXPECT_EQ(listing->open(1).error().code, kInboxLost);
+  EXPECT_EQ(listing->head(1, sampleMarks()).failure->code, kInboxLost);
   EXPECT_EQ(listing->setSeen(1, true).error().code, ENOENT);
   EXPECT_EQ(listing->entryId(1), "imap-7-2");
 }

@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: MIT
+// Whole checks over an account: the engine, the store and the IMAP session, with a server that the
+// test plays. What happens to a message when its server is lost, slow, or refuses things: it must
+// neither be marked read without a forward nor be left out later.
+#include <gmock/gmock.h>
+
+#include "compose/cls_security.h"
+#include "engine/forwarding_engine.h"
+#include "platform/profile/profile_file.h"
+#include "platform/system/os_version.h"
+#include "stores/account/account_house.h"
+#include "stores/mailbox/mailbox_store.h"
+#include "stores/maildir/maildir_house.h"
+#include "support/no_disk.h"
+#include "support/recording_reports.h"
+
+namespace relaybird {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+class AccountPassTest : public testing::Test {
+ protected:
+  AccountPassTest() {
+    house_.keepAlive = [this] {
+      house_.events.runUntilIdle();
+      if (whileWaiting_) {
+        whileWaiting_();
+      }
+      return !engine_.state().stopWanted();
+    };
+    prefs_.ReadIniPref();
+    prefs_.fields().mstrFwdToAddress = {"cell@phone.example"};
+    prefs_.fields().mlngMaxToForward = 100;
+    prefs_.fields().mbolIgnoreExistingUnread = false;
+    prefs_.fields().mbolIncludeAttachments = true;
+  }
+
+  void add(std::uint32_t uid, std::size_t bytes = 0) {
+    house_.account.add(uid,
+                       simpleMail("m" + std::to_string(uid)) + std::string(bytes, 'x') + "\r\n");
+  }
+  ServerEnd& line() { return house_.network.end(house_.network.connections() - 1); }
+  void check() {
+    engine_.pass().ForwardMail();
+    house_.events.runUntilIdle();
+  }
+  std::vector<std::string> forwarded() const {
+    std::vector<std::string> subjects;
+    for (const OutgoingMessage& message : transport_.taken) {
+      subjects.push_back(fieldOf(message.bytes, "Subject"));
+    }
+    return subjects;
+  }
+  void serveUntilConnected() {
+    for (int i = 0; i < 100 && !inbox_->alive(); ++i) {
+      inbox_->step();
+    }
+    EXPECT_TRUE(inbox_->alive());
+  }
+  // Lets the marks reach the server.
+  void settle() {
+    int ends = 0;
+    inbox_->synchronise([&] { ++ends; });
+    for (int i = 0; i < 100 && ends == 0; ++i) {
+      inbox_->step();
+      house_.events.runUntilIdle();
+    }
+    EXPECT_EQ(ends, 1);
+  }
+  bool seen(std::uint32_t uid) { return house_.account.find(uid)->seen; }
+
+  AccountHouse house_;
+  FakeTransport transport_;
+  AccountInbox* inbox_ = nullptr;
+  std::function<void()> whileWaiting_;
+  std::unique_ptr<AccountInbox> made_ = house_.makeInbox();
+  MailboxStore store_{(inbox_ = made_.get(), std::move(made_)), house_.settings, house_.world(),
+                      borrowed(&transport_)};
+  FakeTimers timers_{house_.clock};
+  RecordingDisplay display_;
+  RecordingLog log_{&house_.clock};
+  RecordingAlerts alerts_;
+  RecordingTrace trace_;
+  NoFiles files_;
+  NoFolders folders_;
+  NotWindows osVersion_;
+  ProfileFile profiles_{files_};
+  clsPref prefs_{{.files = files_,
+                  .profiles = profiles_,
+                  .folders = folders_,
+                  .osVersion = osVersion_,
+                  .objects = store_.factory(),
+                  .makeReader = itemReaders(store_.factory())}};
+  ForwardingEngine engine_{{.objects = store_.factory(),
+                            .prefs = prefs_,
+                            .display = display_,
+                            .log = log_,
+                            .alerts = alerts_,
+                            .trace = trace_,
+                            .clock = house_.clock,
+                            .sleeper = house_.sleeper,
+                            .timers = timers_}};
+};
+
+// The attachment takes ten minutes, and something comes every second. Until then the wait was given
+// up after a minute, and the message was marked read without a forward.
+TEST_F(AccountPassTest, ALargeMessageOverASlowLineIsForwarded) {
+  add(1, std::size_t{6} << 20);
+  house_.arrange = [](ServerEnd& end) { end.trickle(std::size_t{10} << 10, 1s); };
+  check();
+  EXPECT_THAT(forwarded(), ElementsAre("FW: m1")) << testing::PrintToString(log_.lines);
+}
+
+// Its message is not taken for one that has vanished, since it keeps its identifier.
+TEST_F(AccountPassTest, ARenumberingDuringAWalkKeepsNothingFromBeingForwarded) {
+  add(1);
+  add(2);
+  bool done = false;
+  house_.account.instead = [&](const std::string&, const std::string& command) {
+    if (command.find("BODY.PEEK[]") == std::string::npos || std::exchange(done, true)) {
+      return std::optional<std::string>();
+    }
+    house_.account.uidValidity = 8;
+    for (ServerMail& mail : house_.account.mails) {
+      mail.uid += 100;
+    }
+    line().close();
+    return std::optional<std::string>("");
+  };
+  check();
+  EXPECT_TRUE(done);
+  check();
+  settle();
+  EXPECT_THAT(forwarded(), ElementsAre("FW: m2", "FW: m1"));
+  EXPECT_TRUE(seen(101));
+  EXPECT_TRUE(seen(102));
+}
+
+class LostLineTest : public AccountPassTest {
+ protected:
+  LostLineTest() {
+    for (std::uint32_t uid = 1; uid <= 4; ++uid) {
+      add(uid);
+    }
+  }
+  // From now on `act` is all that a command for a whole message leads to.
+  void atBody(std::function<void()> act) {
+    house_.account.instead = [act = std::move(act)](
+                                 const std::string&,
+                                 const std::string& command) -> std::optional<std::string> {
+      if (command.find("BODY.PEEK[]") == std::string::npos) {
+        return std::nullopt;
+      }
+      act();
+      return "";
+    };
+  }
+  void expectAllForwardedOnceLater() {
+    house_.account.instead = {};
+    house_.reachable = true;
+    whileWaiting_ = {};
+    serveUntilConnected();
+    check();
+    settle();
+    EXPECT_THAT(forwarded(), ElementsAre("FW: m4", "FW: m3", "FW: m2", "FW: m1"));
+    for (std::uint32_t uid = 1; uid <= 4; ++uid) {
+      EXPECT_TRUE(seen(uid)) << uid;
+    }
+  }
+};
+
+// A forward that could not be built counted as one that failed: the message was marked read.
+TEST_F(LostLineTest, StopDuringAFetchMarksNothingReadWithoutAForward) {
+  atBody([this] { whileWaiting_ = [this] { engine_.pass().stopAfterItem(); }; });
+  check();
+  EXPECT_THAT(forwarded(), IsEmpty());
+  EXPECT_THAT(log_.lines, Contains(HasSubstr("stopped before its end")));
+  line().close();
+  EXPECT_EQ(house_.account.count("UID STORE"), 0U);
+  expectAllForwardedOnceLater();
+}
+
+TEST_F(LostLineTest, AConnectionThatIsLostDuringAFetchMarksNothingReadWithoutAForward) {
+  atBody([this] {
+    house_.reachable = false;
+    line().close();
+  });
+  check();
+  EXPECT_THAT(forwarded(), IsEmpty());
+  EXPECT_EQ(house_.account.count("UID STORE"), 0U);
+  EXPECT_THAT(log_.lines, Contains(HasSubstr("An Error occured at ")));
+  expectAllForwardedOnceLater();
+}
+
+TEST_F(LostLineTest, AServerThatFallsSilentDuringAFetchMarksNothingReadWithoutAForward) {
+  atBody([this] { house_.reachable = false; });
+  check();
+  EXPECT_EQ(house_.account.count("UID STORE"), 0U);
+  expectAllForwardedOnceLater();
+}
+
+// The rest of the inbox was put on the ignore list, thousands of items in a second, and stayed
+// there until forwarding was switched on anew.
+TEST_F(LostLineTest, AConnectionThatIsLostInTheMiddleOfTheWalkLeavesTheRestForTheNextCheck) {
+  house_.account.instead = [this](const std::string&, const std::string& command) {
+    if (command.starts_with("UID FETCH") && command.find("BODY.PEEK[]") == std::string::npos) {
+      house_.reachable = false;
+      line().close();
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  check();
+  EXPECT_THAT(log_.lines, Contains(HasSubstr("An Error occured at ")));
+  EXPECT_EQ(engine_.state().itemsVisited, 1);
+  expectAllForwardedOnceLater();
+}
+
+// The rule takes what it cannot read for a reason to reject.
+class LostUnderARuleTest : public LostLineTest, public testing::WithParamInterface<int> {};
+
+TEST_P(LostUnderARuleTest, LeavesTheRestForTheNextCheck) {
+  prefs_.fields().mintSenderFilter = static_cast<std::int16_t>(GetParam());
+  prefs_.fields().mcolSenderList = {GetParam() == kForwardOnlyListed ? "ann" : "nobody"};
+  if (GetParam() == 0) {
+    prefs_.fields().mbolFilterText = true;
+    prefs_.fields().mstrTextToMatch = {"text"};
+    prefs_.fields().mintTextToCheck = kCheckBody;
+  }
+  atBody([this] {
+    house_.reachable = false;
+    line().close();
+  });
+  check();
+  EXPECT_EQ(engine_.state().itemsVisited, 1);
+  expectAllForwardedOnceLater();
+}
+
+INSTANTIATE_TEST_SUITE_P(Rules, LostUnderARuleTest,
+                         testing::Values(0, kForwardOnlyListed, kForwardAllButListed));
+
+}  // namespace
+}  // namespace relaybird
