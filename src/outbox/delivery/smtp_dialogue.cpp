@@ -444,10 +444,9 @@ void SmtpDialogue::lost(const std::string& words) {
   const Transaction& first = transactions_.front();
   const bool decided =
       first.refusal || (first.answered == first.recipients.size() && !anyAccepted(first));
-  const bool ended = first.phase == Transaction::Phase::kEnding && sentInAll_ >= first.endAt;
   if (decided) {
     verdicts_.push_back({first.number, outcomeOf(first, nullptr)});
-  } else if (ended) {
+  } else if (endWasSent(first)) {
     Outcome outcome = outcomeOf(first, nullptr);
     outcome.kind = Outcome::Kind::kUnknown;
     outcome.words = text;
@@ -603,6 +602,14 @@ std::size_t SmtpDialogue::held() const {
     bytes += transaction.text.size();
   }
   return bytes;
+}
+
+bool SmtpDialogue::endWasSent(const Transaction& transaction) const {
+  return transaction.phase == Transaction::Phase::kEnding && sentInAll_ >= transaction.endAt;
+}
+
+bool SmtpDialogue::awaitsVerdict() const {
+  return !over_ && !transactions_.empty() && endWasSent(transactions_.front());
 }
 
 SmtpStep SmtpDialogue::awaited() const {

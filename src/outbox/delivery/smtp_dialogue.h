@@ -95,6 +95,9 @@ class SmtpDialogue {
   /// Bytes of messages that are held here.
   std::size_t held() const;
   SmtpStep awaited() const;
+  /// Whether a whole message has been sent, so that the server may take it, and its answer has not
+  /// come. Bytes for the next message may still wait to be sent.
+  bool awaitsVerdict() const;
   /// Changes whenever something was achieved: an answer has come, or text was accepted.
   std::uint64_t progress() const { return progress_; }
 
@@ -149,6 +152,7 @@ class SmtpDialogue {
   Outcome summary(std::vector<RefusedRecipient> never, std::vector<RefusedRecipient> later,
                   bool anyTaken, const SmtpReply* text) const;
   std::string wordsOf(const SmtpReply& reply, const std::string& what) const;
+  bool endWasSent(const Transaction& transaction) const;
   static bool anyAccepted(const Transaction& transaction);
   void say(SmtpStep step, const std::string& line);
   void pump();

@@ -422,36 +422,34 @@ void SmtpTransport::Series::dropEnded() {
 }
 
 // The program ends, or there is nothing more to do. Only connections whose server owes the answer
-// for a whole message are waited for, a short time: otherwise nobody would know whether it was
-// taken.
+// for a whole message are waited for: otherwise nobody would know whether it was taken. What has
+// arrived is read in any case.
 void SmtpTransport::Series::leave() {
-  const auto awaitsEnd = [](const Line& line) {
-    return line.dialogue && line.dialogue->awaited() == SmtpStep::kEnd &&
-           line.dialogue->output().empty();
+  const auto awaitsVerdict = [](const Line& line) {
+    return line.dialogue && line.dialogue->awaitsVerdict();
   };
+  lines_.remove_if([&](const Line& line) { return !awaitsVerdict(line); });
+  for (Line& line : lines_) {
+    line.connection->wantToSend(false);  // what still waits to be sent must not end the waits
+  }
   const Milliseconds until = network_->steadyTime() + kSmtpStopLimit;
-  while (std::any_of(lines_.begin(), lines_.end(), awaitsEnd) && network_->steadyTime() < until) {
-    network_->wait(until - network_->steadyTime());
+  while (!lines_.empty()) {
+    const bool late = network_->steadyTime() >= until;
     std::vector<Verdict> verdicts;
     for (Line& line : lines_) {
       receive(line);
-    }
-    lines_.remove_if([&](Line& line) {
-      if (!line.dialogue) {
-        return true;
+      if (late && awaitsVerdict(line)) {
+        line.dialogue->lost("The program was stopped before the answer");
       }
       auto come = line.dialogue->takeVerdicts();
       std::move(come.begin(), come.end(), std::back_inserter(verdicts));
-      return !awaitsEnd(line);
-    });
+    }
     if (!verdicts.empty()) {
       feed_.report(std::move(verdicts));
     }
-  }
-  for (Line& line : lines_) {
-    if (awaitsEnd(line)) {
-      line.dialogue->lost("The program was stopped before the answer");
-      feed_.report(line.dialogue->takeVerdicts());
+    lines_.remove_if([&](const Line& line) { return !awaitsVerdict(line); });
+    if (!lines_.empty()) {
+      network_->wait(until - network_->steadyTime());
     }
   }
 }

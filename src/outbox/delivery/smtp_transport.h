@@ -28,8 +28,9 @@ inline constexpr std::chrono::minutes kSmtpTextLimit{3};  ///< without accepting
 inline constexpr std::chrono::minutes kSmtpEndLimit{10};
 /// For an answer to QUIT, which changes nothing.
 inline constexpr std::chrono::seconds kSmtpQuitLimit{2};
-/// For an answer that is due when the program ends: without it the message may go out twice.
-inline constexpr std::chrono::milliseconds kSmtpStopLimit{100};
+/// For an answer that is due when the program ends: without it the message may go out twice. Many
+/// providers examine a message for some seconds before they answer.
+inline constexpr std::chrono::seconds kSmtpStopLimit{5};
 
 inline constexpr int kSmtpMostConnections = 3;
 
