@@ -30,8 +30,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// For opening a connection, and for the answers after that.
+// For opening a connection, and for the silence of a server that is asked something.
 constexpr milliseconds kLimit{30'000};
+// For one step in all, so that a server that says a little from time to time ends too. Searching a
+// large inbox takes a while.
+constexpr milliseconds kStepLimit{120'000};
+// What a server may say in one step. A million unread messages are about half of it.
+constexpr std::size_t kMostBytes = std::size_t{16} * 1024 * 1024;
 // How soon a request to stop is noticed.
 constexpr milliseconds kSlice{100};
 constexpr std::size_t kReadAtOnce = 16384;
@@ -257,25 +262,33 @@ class AccountTest {
   }
 
   // Sends `output` and hands in what arrives, until `over`; false on the end of the connection, a
-  // stop, or silence.
+  // stop, silence, or a server that goes on without an answer. A stop is looked for in each round,
+  // also while bytes arrive.
   bool converse(Connection& connection, std::string& output,
                 const std::function<void(std::string_view)>& received,
                 const std::function<bool()>& over, const MailServer& server) {
+    const milliseconds end = network_->steadyTime() + kStepLimit;
     milliseconds until = network_->steadyTime() + kLimit;
+    std::size_t total = 0;
     while (!over()) {
+      if (stopped()) {
+        return false;
+      }
+      if (total > kMostBytes || network_->steadyTime() >= end) {
+        return problem(server.host + " sends on and on, but not the answer to the question.",
+                       "Check server and port, or try again later.");
+      }
       output.erase(0, connection.send(output));
       connection.wantToSend(!output.empty());
       std::string bytes;
-      if (connection.receive(bytes, kReadAtOnce) > 0) {
+      if (const std::size_t size = connection.receive(bytes, kReadAtOnce); size > 0) {
         received(bytes);
+        total += size;
         until = network_->steadyTime() + kLimit;
         continue;
       }
       if (connection.state() == Connection::State::kEnded) {
         failed(server, connection.failure().value_or(ConnectFailure{}));
-        return false;
-      }
-      if (stopped()) {
         return false;
       }
       if (network_->steadyTime() >= until) {

@@ -74,6 +74,8 @@ class AccountTestRun : public testing::Test {
   bool run() {
     auto network = std::make_unique<ScriptedNetwork>();
     net = network.get();
+    connected = 0;
+    const auto begin = network->steadyTime();
     network->serve([this](ServerEnd& end) -> std::unique_ptr<ServerScript> {
       if (end.server().protocol == MailProtocol::kImap) {
         return imap ? imap() : imapServer(imapSays);
@@ -84,11 +86,14 @@ class AccountTestRun : public testing::Test {
       prepare(*network);
     }
     world.network = [&] { return std::move(network); };
-    return testAccount(world, settings, secrets, stop.get_token(), [this](const TestLine& line) {
-      static constexpr const char* kMarks[] = {"", "OK: ", "Problem: ", "Do: "};
-      lines.push_back(kMarks[static_cast<int>(line.kind)] + line.text);
-      EXPECT_EQ(line.text.find("pass word"), std::string::npos);
-    });
+    return testAccount(world, settings, secrets, stop.get_token(),
+                       [this, begin](const TestLine& line) {
+                         static constexpr const char* kMarks[] = {"", "OK: ", "Problem: ", "Do: "};
+                         lines.push_back(kMarks[static_cast<int>(line.kind)] + line.text);
+                         connected = net->connections();
+                         lasted = net->steadyTime() - begin;
+                         EXPECT_EQ(line.text.find("pass word"), std::string::npos);
+                       });
   }
   // Opening a connection fails like this.
   std::function<std::unique_ptr<ServerScript>()> failing(ConnectFailure::Cause cause,
@@ -120,7 +125,9 @@ class AccountTestRun : public testing::Test {
   std::function<std::unique_ptr<ServerScript>()> imap;
   std::function<std::unique_ptr<ServerScript>()> smtp;
   std::function<void(ScriptedNetwork&)> prepare;
-  ScriptedNetwork* net = nullptr;
+  ScriptedNetwork* net = nullptr;  // while the test runs
+  std::size_t connected = 0;       // until the last line
+  std::chrono::milliseconds lasted{0};
   std::vector<std::string> lines;
 };
 
@@ -258,12 +265,92 @@ TEST_F(AccountTestRun, ItStopsAtOnce) {
   EXPECT_THAT(lines, Not(Contains("Sending mail:")));
 }
 
+// A server that answers everything with lines that answer nothing.
+std::unique_ptr<ServerScript> talker(std::string line, std::size_t lines,
+                                     std::chrono::milliseconds every) {
+  return answerLines([=](ServerEnd& end, std::string_view) {
+    if (every.count() > 0) {
+      end.trickle(line.size(), every);
+    }
+    for (std::size_t i = 0; i < lines; ++i) {
+      end.say(line);
+    }
+  });
+}
+
+TEST_F(AccountTestRun, AServerThatTricklesForEverIsNotWaitedForForEver) {
+  imap = [] { return talker("* OK still here\r\n", 5000, std::chrono::seconds(10)); };
+  smtp = [] { return talker("250-still here\r\n", 5000, std::chrono::seconds(10)); };
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(HasSubstr("Problem: imap.example.org sends on and on")));
+  EXPECT_LT(lasted, std::chrono::minutes(5));
+}
+
+TEST_F(AccountTestRun, AServerThatFloodsIsNotReadForEver) {
+  const std::string line = "* OK " + std::string(8000, 'x') + "\r\n";
+  imap = [line] { return talker(line, 3000, {}); };
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(HasSubstr("Problem: imap.example.org sends on and on")));
+}
+
+// Always has more input, so that nobody ever waits. The user stops the test in between; the end of
+// the connection only ends a test that fails.
+class Flood : public Network {
+ public:
+  explicit Flood(std::stop_source& stop, int& reads) : stop_(stop), reads_(reads) {}
+  std::unique_ptr<Connection> connect(const MailServer&, const std::optional<SignIn>&,
+                                      std::chrono::milliseconds,
+                                      std::function<void(ProtocolLine)>) override {
+    return std::make_unique<End>(*this);
+  }
+  void wait(std::chrono::milliseconds) override {}
+  void wake() override {}
+  std::chrono::milliseconds steadyTime() const override { return {}; }
+
+ private:
+  class End : public Connection {
+   public:
+    explicit End(Flood& flood) : flood_(flood) {}
+    State state() const override { return flood_.reads_ < 500 ? State::kOpen : State::kEnded; }
+    ConnectStep step() const override { return ConnectStep::kReady; }
+    const std::optional<ConnectFailure>& failure() const override { return failure_; }
+    std::size_t send(std::string_view bytes) override { return bytes.size(); }
+    std::size_t receive(std::string& to, std::size_t) override {
+      if (state() == State::kEnded) {
+        return 0;
+      }
+      if (++flood_.reads_ == 10) {
+        flood_.stop_.request_stop();
+      }
+      to += "* OK still here\r\n";
+      return 17;
+    }
+    void wantToSend(bool) override {}
+
+   private:
+    Flood& flood_;
+    std::optional<ConnectFailure> failure_;
+  };
+  std::stop_source& stop_;
+  int& reads_;
+};
+
+TEST_F(AccountTestRun, ItStopsAlsoWhileAServerFloods) {
+  int reads = 0;
+  world.network = [&] { return std::make_unique<Flood>(stop, reads); };
+  std::string last;
+  EXPECT_FALSE(testAccount(world, settings, secrets, stop.get_token(),
+                           [&](const TestLine& line) { last = line.text; }));
+  EXPECT_EQ(last, "The test was stopped.");
+  EXPECT_EQ(reads, 10);
+}
+
 TEST_F(AccountTestRun, APasswordThatIsNowhereIsTold) {
   secrets.imap = Secret();
   FakeSecretStore keyring;
   world.secrets.keyring = &keyring;
   EXPECT_FALSE(run());
-  EXPECT_EQ(net->connections(), 0u) << "no server is asked without a password";
+  EXPECT_EQ(connected, 0u) << "no server is asked without a password";
   EXPECT_THAT(lines, Contains(HasSubstr("There is no password for imap.example.org")));
 }
 
