@@ -46,8 +46,7 @@ ProgramMailSetup::ProgramMailSetup(AccountTestWorld world, EventQueue& events, L
       reopen_(std::move(reopen)) {}
 
 ProgramMailSetup::~ProgramMailSetup() {
-  stop_.request_stop();
-  testStop_.request_stop();
+  forgetReports();
 }
 
 bool ProgramMailSetup::isMaildir(const std::string& folder) const {
@@ -120,13 +119,13 @@ void ProgramMailSetup::post(std::uint64_t round, std::function<void()> report) {
 }
 
 void ProgramMailSetup::listOnlineAccounts(std::function<void(const OnlineAccountList&)> report) {
-  executor_.run([this, report = std::move(report), round = round_] {
+  executor_.run([this, report = std::move(report), round = round_, stop = stop_.get_token()] {
     OnlineAccountList list;
     if (world_.secrets.accounts == nullptr) {
       list.failure = {OnlineAccountsFailure::Cause::kNoService,
                       "This program was built without the desktop's online accounts."};
     } else {
-      list = world_.secrets.accounts->list(stop_.get_token());
+      list = world_.secrets.accounts->list(stop);
     }
     post(round, [report, list] { report(list); });
   });
@@ -134,13 +133,14 @@ void ProgramMailSetup::listOnlineAccounts(std::function<void(const OnlineAccount
 
 void ProgramMailSetup::keepPassword(const AccountSettings& account, const Secret& password,
                                     std::function<void(const Result<void>&)> report) {
-  executor_.run([this, account, password, report = std::move(report), round = round_] {
+  executor_.run([this, account, password, report = std::move(report), round = round_,
+                 stop = stop_.get_token()] {
     Result<void> kept;
     if (world_.secrets.keyring == nullptr) {
       kept = Error{0, "this program was built without a keyring."};
     } else {
       const SecretAnswer answer =
-          world_.secrets.keyring->store(secretKeyOf(account), password, stop_.get_token());
+          world_.secrets.keyring->store(secretKeyOf(account), password, stop);
       if (answer.end != SecretAnswer::End::kDone) {
         kept = Error{0, answer.words};
       }
@@ -166,8 +166,13 @@ void ProgramMailSetup::stopTest() {
   testStop_.request_stop();
 }
 
+// All requests share one thread. One whose dialog is gone, such as a keyring that waits for the
+// user to unlock it, must not keep the requests of the next dialog waiting.
 void ProgramMailSetup::forgetReports() {
   ++round_;
+  stop_.request_stop();
+  testStop_.request_stop();
+  stop_ = std::stop_source();
 }
 
 }  // namespace relaybird

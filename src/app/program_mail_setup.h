@@ -48,7 +48,7 @@ class ProgramMailSetup : public MailSetup {
   std::function<Result<void>()> reopen_;
   std::uint64_t round_ = 0;  ///< reports of an earlier round are forgotten
   std::shared_ptr<int> alive_ = std::make_shared<int>();
-  std::stop_source stop_;
+  std::stop_source stop_;  ///< of this round's requests but the test
   std::stop_source testStop_;
   ThreadExecutor executor_;  ///< last: its thread uses the others
 };

@@ -5,6 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 
 #include "prefs/fake_files.h"
@@ -131,6 +134,45 @@ TEST_F(MailSetupOnDisk, ReportsComeLaterAndNotAfterTheyWereForgotten) {
     events.run();
   }
   EXPECT_EQ(reports, 1);
+}
+
+// A keyring that asks the user, who does not answer.
+class UnansweredKeyring : public FakeSecretStore {
+ public:
+  SecretAnswer store(const SecretKey&, const Secret&, std::stop_token stop) override {
+    std::unique_lock lock(mutex_);
+    asked_ = true;
+    changed_.notify_all();
+    // The limit only ends a test that fails.
+    changed_.wait_for(lock, stop, std::chrono::seconds(20), [] { return false; });
+    stopped = stop.stop_requested();
+    return {SecretAnswer::End::kCancelled, {}, "cancelled"};
+  }
+  void waitUntilAsked() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return asked_; });
+  }
+  std::atomic<bool> stopped = false;
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable_any changed_;
+  bool asked_ = false;
+};
+
+TEST_F(MailSetupOnDisk, AnUnansweredKeyringOfAClosedDialogDoesNotBlockTheNextOne) {
+  UnansweredKeyring unanswered;
+  secrets.keyring = &unanswered;
+  make();
+  setup->keepPassword({}, Secret("x"), [](const Result<void>&) { FAIL() << "it was forgotten"; });
+  unanswered.waitUntilAsked();
+  setup->forgetReports();
+  bool listed = false;
+  setup->listOnlineAccounts([&](const OnlineAccountList&) { listed = true; });
+  while (!listed) {
+    events.run();
+  }
+  EXPECT_TRUE(unanswered.stopped);
 }
 
 }  // namespace
