@@ -158,7 +158,7 @@ void AccountListing::wantHeads(ImapWork& work, std::size_t index) {
   const std::uint32_t uid = (*uids_)[index];
   walkedToo_ = walkedToo_ || inbox_.walked_.contains(uid);
   std::vector<std::uint32_t> uids;
-  if (work.head(uid) == Wanted::kNot) {
+  if (work.head(uid) == Wanted::kNot || work.head(uid) == Wanted::kLost) {
     uids.push_back(uid);
     if (index >= headsFrom_) {  // it was there and was taken: a new walk over the same messages
       headsAhead_ = kFirstHeadsAhead;
@@ -193,32 +193,31 @@ void AccountListing::wantBodies(ImapWork& work, std::size_t index) {
 
 Result<ImapHead> AccountListing::fetchHead(std::size_t index) {
   const std::uint32_t uid = (*uids_)[index];
-  Wanted state = Wanted::kNot;
-  bool same = session().work([&](ImapWork& work) {
+  session().work([&](ImapWork& work) {
     if (isOf(work)) {
       wantHeads(work, index);
     }
-    return isOf(work);
   });
   const auto waited = inbox_.waitUntil([&] {
-    session().look([&](const ImapWork& work) {
-      same = isOf(work);
-      state = same ? work.head(uid) : Wanted::kGone;
-      return 0;
-    });
-    return state != Wanted::kComing;
+    return session().look(
+        [&](const ImapWork& work) { return !isOf(work) || work.head(uid) != Wanted::kComing; });
   });
   if (!waited) {
     return waited.error();
   }
-  if (!same || state == Wanted::kNot) {
-    return interrupted();
-  }
   inbox_.walked_.add(uid);
   return session().work([&](ImapWork& work) -> Result<ImapHead> {
+    // Looked at anew: the session may have gone on meanwhile.
+    if (!isOf(work)) {
+      return interrupted();
+    }
+    const Wanted state = work.head(uid);
     if (state == Wanted::kThere) {
       wantBodies(work, index);
       return work.takeHead(uid);
+    }
+    if (state == Wanted::kNot || state == Wanted::kComing) {
+      return interrupted();
     }
     const Error error = work.takeHeadFailure(uid);
     return state == Wanted::kGone ? vanished() : error;
@@ -275,25 +274,29 @@ Result<std::unique_ptr<InputFile>> AccountListing::open(std::size_t index) {
 
 Result<std::unique_ptr<InputFile>> AccountListing::fetch(std::size_t index) {
   const std::uint32_t uid = (*uids_)[index];
-  bool same = session().work([&](ImapWork& work) {
+  session().work([&](ImapWork& work) {
     if (isOf(work)) {
       work.wantBody(uid);
     }
-    return isOf(work);
   });
   const auto waited = inbox_.waitUntil([&] {
-    return session().look([&](const ImapWork& work) {
-      same = isOf(work) && work.body(uid) != Wanted::kNot;
-      return !same || work.body(uid) != Wanted::kComing;
-    });
+    return session().look(
+        [&](const ImapWork& work) { return !isOf(work) || work.body(uid) != Wanted::kComing; });
   });
-  if (!waited) {
-    return waited.error();
-  }
-  if (!same) {
-    return interrupted();
-  }
-  return session().work([&](ImapWork& work) { return work.takeBody(uid); });
+  return session().work([&](ImapWork& work) -> Result<std::unique_ptr<InputFile>> {
+    if (!isOf(work)) {
+      return interrupted();
+    }
+    if (!waited) {
+      work.leaveBody(uid);
+      return waited.error();
+    }
+    const Wanted state = work.body(uid);
+    if (state == Wanted::kNot || state == Wanted::kComing) {
+      return interrupted();
+    }
+    return work.takeBody(uid);
+  });
 }
 
 AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading threading)

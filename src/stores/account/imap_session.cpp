@@ -216,8 +216,11 @@ void ImapSession::receive() {
 
 // Ends a connection that is of no use any more.
 void ImapSession::checkLife() {
-  const auto failed = [this](const std::string& words) {
-    lose({0, "Mail server " + world_.server.host + ": " + words});
+  const auto failed = [this](const std::string& words, Loss how = Loss::kOther) {
+    lose({0, "Mail server " + world_.server.host + ": " + words}, how);
+  };
+  const auto whenClosed = [this](Loss loss = Loss::kClosedAtOnce) {
+    return now_ - lastReply_ < kClosedAtOnceWithin ? loss : Loss::kOther;
   };
   if (client_) {
     ImapDialogue& dialogue = client_->dialogue();
@@ -233,13 +236,13 @@ void ImapSession::checkLife() {
     if (loss_) {
       failed(std::exchange(loss_, std::nullopt)->text);
     } else if (!dialogue.fault().empty()) {
-      failed(dialogue.fault());
+      failed(dialogue.fault(), whenClosed());
     } else if (dialogue.bye() && !saidGoodbye_) {
-      failed("it has ended the connection: " + *dialogue.bye());
+      failed("it has ended the connection: " + *dialogue.bye(), whenClosed());
     } else if (status_.up && client_->uidValidity() != work_.uidValidity()) {
       failed("the folder was numbered anew");
     } else if (now_ - lastInput_ >= kSilenceLimit || now_ - lastReply_ >= kReplyLimit) {
-      failed("it does not answer any more");
+      failed("it does not answer any more", Loss::kBroken);
     }
   }
   if (connection_ && connection_->state() == Connection::State::kEnded) {
@@ -248,7 +251,9 @@ void ImapSession::checkLife() {
     if (refused) {
       world_.signIn.refused();
     }
-    lose({refused ? kLogonRefused : 0, connectFailureText(world_.server, failure)});
+    const bool byServer = failure.cause == ConnectFailure::Cause::kClosed;
+    lose({refused ? kLogonRefused : 0, connectFailureText(world_.server, failure)},
+         whenClosed(byServer ? Loss::kClosedAtOnce : Loss::kBroken));
   }
 }
 
@@ -323,14 +328,14 @@ void ImapSession::leave() {
   ended_ = true;
 }
 
-void ImapSession::lose(Error why) {
+void ImapSession::lose(Error why, Loss how) {
   const bool wasUp = std::exchange(status_.up, false);
   status_.everTried = true;
   status_.idles = false;
   status_.failure = why;
   client_.reset();
   connection_.reset();
-  work_.detach();
+  work_.detach(how);
   saveIdentities();
   ++failures_;
   const bool again = wasUp && failures_ == 1 && !leaving_;

@@ -36,6 +36,8 @@ inline constexpr std::chrono::seconds kConnectLimit{30};
 inline constexpr std::chrono::seconds kSilenceLimit{30};
 /// How long it may take for one reply, although it sends something.
 inline constexpr std::chrono::minutes kReplyLimit{5};
+/// A connection that ends so soon after the server had to answer was probably ended over that.
+inline constexpr std::chrono::seconds kClosedAtOnceWithin{5};
 /// IDLE is repeated so often. Servers end a connection after 30 minutes (RFC 2177), and many
 /// routers forget one after ten.
 inline constexpr std::chrono::minutes kIdleRenewal{9};
@@ -138,7 +140,7 @@ class ImapSession {
   void keepFresh();
   void transmit();
   void leave();
-  void lose(Error why);
+  void lose(Error why, Loss how = Loss::kOther);
   void saveIdentities();
   void pause();
   Time nextMoment() const;

@@ -5,9 +5,11 @@
 //
 // One message must not block the others, whatever a server does with it. A group of heads that is
 // refused, or in which some are missing, is asked for once more without the structures, which
-// servers make badly of bad mail. After a connection was lost over heads, they are asked for one by
-// one for a while, so that a message over which a server fails is found and given up. A body over
-// which two connections were lost is given up too.
+// servers make badly of bad mail. After a server has closed the connection instead of sending
+// heads, they are asked for one by one for a while, so that a message over which a server fails is
+// found and given up. A body over which it closes repeatedly is given up too. Connections are also
+// lost for reasons of the network, and no message must be given up for those: only a connection
+// that ends as soon as the server has to answer counts fully.
 #include "stores/account/imap_work.h"
 
 #include <algorithm>
@@ -34,7 +36,20 @@ constexpr std::size_t kCarefulHeads = 2 * kHeadsInCommand;
 // Bodies in one command.
 constexpr std::size_t kBodiesInCommand = 50;
 
-constexpr int kLossesPerBody = 2;
+// A message is given up when its blame reaches the limit.
+constexpr int kMostBlame = 4;
+
+constexpr int blameFor(Loss how) {
+  switch (how) {
+    case Loss::kClosedAtOnce:
+      return 2;
+    case Loss::kBroken:
+      return 1;
+    case Loss::kOther:
+      break;
+  }
+  return 0;
+}
 
 // When the message came or was written, whichever is earlier: a move to another server may set the
 // former anew.
@@ -68,48 +83,29 @@ void ImapWork::attach(ImapClient& client, const ImapOpened& opened) {
   if (identities_.uidValidity() == 0) {
     identities_.begin(opened.uidValidity);
   }
-  forgetLost();
+  // What could not be had on an earlier connection may be had on this one.
+  std::erase_if(heads_, [](const auto& entry) { return entry.second.state == Wanted::kLost; });
+  for (auto at = bodies_.begin(); at != bodies_.end();) {
+    const auto next = std::next(at);
+    if (at->second.state == Wanted::kLost) {
+      keepBeginning(at->first, at->second);
+      eraseBody(at);
+    }
+    at = next;
+  }
   client_ = &client;
   opened_ = opened;
   changed_ = true;
   justOpened_ = true;
 }
 
-void ImapWork::detach() {
+void ImapWork::detach(Loss how) {
   client_ = nullptr;
   renumbering_.reset();
   refreshSent_ = refreshDone_;
   headCommands_ = 0;
-  bool lostHeads = false;
-  for (auto& [uid, slot] : heads_) {
-    if (slot.state == Wanted::kComing && slot.asked) {
-      lostHeads = true;
-      if (careful_ > 0) {
-        slot.state = Wanted::kFailed;
-        slot.words = "the connection is lost whenever this message is asked for";
-      } else {
-        slot.asked = false;
-        headQueue_.push_front(uid);
-      }
-    }
-  }
-  careful_ = lostHeads ? kCarefulHeads : careful_;
-  for (auto at = bodies_.begin(); at != bodies_.end();) {
-    BodySlot& slot = at->second;
-    const auto next = std::next(at);
-    if (slot.state == Wanted::kComing && slot.asked) {
-      if (slot.ahead) {
-        eraseBody(at);
-      } else if (++slot.losses == kLossesPerBody) {
-        slot.state = Wanted::kFailed;
-        slot.words = "the connection is lost whenever this message is fetched";
-      } else {
-        resetBody(slot);
-        bodyQueue_.push_back(at->first);
-      }
-    }
-    at = next;
-  }
+  detachHeads(how);
+  detachBodies(how);
   std::vector<std::uint32_t> again;
   for (auto& [uid, slot] : marks_) {
     if (slot.state == Mark::kOnItsWay && slot.command != 0) {
@@ -122,16 +118,55 @@ void ImapWork::detach() {
   marksSent_ = 0;
 }
 
-// What was asked for ahead and was not waited for any more is asked for again when it is needed.
-void ImapWork::forgetLost() {
-  std::erase_if(heads_, [](const auto& entry) { return entry.second.lost; });
+void ImapWork::detachHeads(Loss how) {
+  bool lostHeads = false;
+  for (auto& [uid, slot] : heads_) {
+    if (slot.state == Wanted::kComing && slot.asked) {
+      lostHeads = true;
+      if (careful_ > 0 && isToBlame(uid, how)) {
+        slot.state = Wanted::kFailed;
+        slot.words = "the connection is lost whenever this message is asked for";
+      } else {
+        slot.asked = false;
+        headQueue_.push_front(uid);
+      }
+    }
+  }
+  careful_ = lostHeads && blameFor(how) > 0 ? kCarefulHeads : careful_;
+}
+
+void ImapWork::detachBodies(Loss how) {
   for (auto at = bodies_.begin(); at != bodies_.end();) {
+    BodySlot& slot = at->second;
     const auto next = std::next(at);
-    if (at->second.lost) {
-      eraseBody(at);
+    if (slot.state == Wanted::kComing && slot.asked) {
+      const bool goesOn = slot.body->size() > slot.begun;
+      if (slot.ahead) {
+        eraseBody(at);
+      } else if (!goesOn && isToBlame(at->first, how)) {
+        slot.state = Wanted::kFailed;
+        slot.words = "the connection is lost whenever this message is fetched";
+      } else {
+        resetBody(slot);
+        bodyQueue_.push_back(at->first);
+      }
     }
     at = next;
   }
+}
+
+// Notes that a connection was lost over the message.
+bool ImapWork::isToBlame(std::uint32_t uid, Loss how) {
+  if (blameFor(how) == 0) {
+    return false;
+  }
+  int& blame = blame_[uid];
+  blame += blameFor(how);
+  if (blame < kMostBlame) {
+    return false;
+  }
+  blame_.erase(uid);
+  return true;
 }
 
 void ImapWork::forgetMailbox() {
@@ -141,6 +176,9 @@ void ImapWork::forgetMailbox() {
   heads_.clear();
   headQueue_.clear();
   bodies_.clear();
+  leftBody_.reset();
+  beginning_.reset();
+  blame_.clear();
   bodyQueue_.clear();
   aheadQueue_.clear();
   aheadBytes_ = 0;
@@ -176,16 +214,14 @@ void ImapWork::giveUp(const Error& why) {
   aheadQueue_.clear();
   for (auto& [uid, slot] : heads_) {
     if (slot.state == Wanted::kComing) {
-      slot.state = Wanted::kFailed;
+      slot.state = Wanted::kLost;
       slot.words = why.text;
-      slot.lost = true;
     }
   }
   for (auto& [uid, slot] : bodies_) {
     if (slot.state == Wanted::kComing) {
-      slot.state = Wanted::kFailed;
+      slot.state = Wanted::kLost;
       slot.words = why.text;
-      slot.lost = true;
     }
   }
 }
@@ -261,6 +297,10 @@ void ImapWork::onSearched(std::uint64_t number, std::uint64_t marksBefore,
            !found->contains(entry.first);
   });
   std::erase_if(known_, [&](const auto& entry) { return !found->contains(entry.first); });
+  std::erase_if(blame_, [&](const auto& entry) { return !found->contains(entry.first); });
+  if (beginning_ && !found->contains(beginning_->uid)) {
+    beginning_.reset();
+  }
   identities_.keepOnly(*found);
   publish(std::move(uids));
 }
@@ -325,7 +365,10 @@ void ImapWork::wantHeads(const std::vector<std::uint32_t>& uids) {
     });
   }
   for (const std::uint32_t uid : uids) {
-    if (heads_.try_emplace(uid).second) {
+    HeadSlot& slot = heads_[uid];
+    if (slot.state == Wanted::kNot || slot.state == Wanted::kLost) {
+      slot = HeadSlot();
+      slot.state = Wanted::kComing;
       headQueue_.push_back(uid);
     }
   }
@@ -345,7 +388,7 @@ ImapHead ImapWork::takeHead(std::uint32_t uid) {
 
 Error ImapWork::takeHeadFailure(std::uint32_t uid) {
   const auto slot = heads_.find(uid);
-  Error error{slot->second.lost ? kInboxLost : 0, std::move(slot->second.words)};
+  Error error{slot->second.state == Wanted::kLost ? kInboxLost : 0, std::move(slot->second.words)};
   heads_.erase(slot);
   return error;
 }
@@ -395,6 +438,7 @@ void ImapWork::onHead(ImapHead head) {
   if (slot == heads_.end() || slot->second.state != Wanted::kComing) {
     return;
   }
+  blame_.erase(uid);
   known_[uid] = {head.size.value_or(0), head.received};
   identities_.note(head);
   slot->second.head = std::move(head);
@@ -431,29 +475,60 @@ ImapWork::BodySlot& ImapWork::newBody(std::uint32_t uid) {
     slot.expected = known->second.size;
     slot.received = known->second.received;
   }
+  if (beginning_ && beginning_->uid == uid) {
+    slot.body = std::move(beginning_->bytes);
+    slot.pieces = true;
+    beginning_.reset();
+  }
   resetBody(slot);
   slot.id = ++lastBody_;
   return slot;
 }
 
+// To be asked for from the start, or from the end of what has come in pieces.
 void ImapWork::resetBody(BodySlot& slot) const {
+  slot.state = Wanted::kComing;
   slot.asked = false;
   slot.pieces = slot.pieces || slot.expected == 0 || slot.expected > kPieceBytes;
-  slot.nextPiece = 0;
   slot.piecesAsked = 0;
   slot.end.reset();
   slot.early.clear();
-  slot.body = std::make_unique<FetchedBody>(spool_);
+  if (!slot.body || !slot.pieces) {
+    slot.body = std::make_unique<FetchedBody>(spool_);
+  }
+  slot.begun = slot.nextPiece = slot.body->size();
+}
+
+// A large message may need several connections, and even several passes.
+void ImapWork::keepBeginning(std::uint32_t uid, BodySlot& slot) {
+  if (slot.pieces && slot.body && slot.body->size() > 0 && slot.body->size() % kPieceBytes == 0) {
+    beginning_ = Beginning{uid, std::move(slot.body)};
+  }
 }
 
 void ImapWork::wantBody(std::uint32_t uid) {
+  if (leftBody_ == uid) {
+    leftBody_.reset();
+  }
   const auto found = bodies_.find(uid);
-  if (found == bodies_.end()) {
+  if (found != bodies_.end() && found->second.state == Wanted::kLost) {
+    keepBeginning(uid, found->second);
+    eraseBody(found);
+    wantBody(uid);
+  } else if (found == bodies_.end()) {
     newBody(uid);
     bodyQueue_.push_back(uid);
   } else if (std::exchange(found->second.ahead, false) && !found->second.asked) {
     bodyQueue_.push_back(uid);
   }
+}
+
+void ImapWork::leaveBody(std::uint32_t uid) {
+  const auto earlier = leftBody_ && *leftBody_ != uid ? bodies_.find(*leftBody_) : bodies_.end();
+  if (earlier != bodies_.end()) {
+    eraseBody(earlier);
+  }
+  leftBody_ = uid;
 }
 
 std::size_t ImapWork::wantBodiesAhead(const std::vector<std::uint32_t>& uids) {
@@ -488,9 +563,14 @@ Result<std::unique_ptr<InputFile>> ImapWork::takeBody(std::uint32_t uid) {
   if (slot.state == Wanted::kGone) {
     return Error{ENOENT, "The message is no longer there"};
   }
-  if (slot.state == Wanted::kFailed) {
-    return Error{slot.lost ? kInboxLost : 0, slot.words};
+  if (slot.state == Wanted::kLost) {
+    keepBeginning(uid, slot);
+    return Error{kInboxLost, slot.words};
   }
+  if (slot.state == Wanted::kFailed) {
+    return Error{0, slot.words};
+  }
+  blame_.erase(uid);
   return slot.body->finish(slot.received);
 }
 
@@ -619,9 +699,9 @@ void ImapWork::addPiece(BodySlot& slot, std::uint64_t origin, std::string bytes)
 
 void ImapWork::append(BodySlot& slot, std::string bytes) {
   if (const auto appended = slot.body->append(std::move(bytes)); !appended) {
-    slot.state = Wanted::kFailed;
+    slot.state = Wanted::kLost;  // the disk is full or broken
     slot.words = appended.error().text;
-    slot.lost = true;  // the disk is full or broken
+    slot.body.reset();
   } else if (slot.end && slot.body->size() >= *slot.end) {
     slot.state = Wanted::kThere;
   }

@@ -51,8 +51,16 @@ enum class Wanted {
   kNot,  ///< never wanted, or taken already
   kComing,
   kThere,
-  kGone,  ///< the server has no such message any more
-  kFailed,
+  kGone,    ///< the server has no such message any more
+  kFailed,  ///< the message cannot be had
+  kLost,    ///< it did not come, for a reason outside of the message; a later want asks again
+};
+
+/// How a connection ended, for the messages that were asked for on it.
+enum class Loss {
+  kOther,         ///< says nothing about them
+  kBroken,        ///< no answer any more, or the network lost it instead of one: hardly over them
+  kClosedAtOnce,  ///< the server ended it as soon as it had to answer
 };
 
 class ImapWork {
@@ -68,12 +76,12 @@ class ImapWork {
   /// From now on the commands go to `client`, in which the folder is open.
   void attach(ImapClient& client, const ImapOpened& opened);
   /// The connection is lost.
-  void detach();
+  void detach(Loss how);
   /// Sends the commands for what is wanted. To be called whenever something may have changed.
   void pump();
   /// Whether anything is wanted but marks.
   bool wantsAnything() const;
-  /// Gives up everything that is wanted but marks.
+  /// Everything that is wanted but marks becomes kFailed or kLost, until the next attach().
   void giveUp(const Error& why);
   std::uint64_t generation() const { return generation_; }
   bool attached() const { return client_ != nullptr; }
@@ -101,7 +109,8 @@ class ImapWork {
   void wantHeads(const std::vector<std::uint32_t>& uids);
   Wanted head(std::uint32_t uid) const;
   ImapHead takeHead(std::uint32_t uid);
-  /// For Wanted::kFailed, which is forgotten by this call.
+  /// For Wanted::kFailed and kLost, which are forgotten by this call. The code is kInboxLost for
+  /// the latter.
   Error takeHeadFailure(std::uint32_t uid);
   /// Asks for the message before all that is only fetched ahead.
   void wantBody(std::uint32_t uid);
@@ -110,6 +119,9 @@ class ImapWork {
   std::size_t wantBodiesAhead(const std::vector<std::uint32_t>& uids);
   Wanted body(std::uint32_t uid) const;
   Result<std::unique_ptr<InputFile>> takeBody(std::uint32_t uid);
+  /// Nobody waits for this body any more. It is still fetched, as it will probably be wanted again,
+  /// but only one such is kept.
+  void leaveBody(std::uint32_t uid);
   /// Drops the bodies fetched ahead whose messages come behind this one.
   void dropBodiesBehind(std::uint32_t uid);
 
@@ -128,12 +140,11 @@ class ImapWork {
 
  private:
   struct HeadSlot {
-    Wanted state = Wanted::kComing;
+    Wanted state = Wanted::kNot;
     bool asked = false;
     bool plain = false;  // ask, or was asked, without the structure
     ImapHead head;
     std::string words;
-    bool lost = false;  // the failure is not the message's own
   };
   struct BodySlot {
     Wanted state = Wanted::kComing;
@@ -142,8 +153,8 @@ class ImapWork {
     bool pieces = false;
     std::uint64_t id = 0;         // tells the commands of this slot from those of an earlier one
     std::uint64_t reserved = 0;   // its part of aheadBytes_
-    int losses = 0;               // connections that were lost while it was asked for
     std::uint64_t expected = 0;   // bytes, as far as known
+    std::uint64_t begun = 0;      // bytes that had come when it was last asked for
     std::uint64_t nextPiece = 0;  // offset of the next piece to be asked for
     std::size_t piecesAsked = 0;  // and not answered
     std::optional<std::uint64_t> end;
@@ -151,7 +162,11 @@ class ImapWork {
     DateTime received = kNoDate;
     std::unique_ptr<FetchedBody> body;
     std::string words;
-    bool lost = false;  // the failure is not the message's own
+  };
+  // The beginning of a large message.
+  struct Beginning {
+    std::uint32_t uid = 0;
+    std::unique_ptr<FetchedBody> bytes;
   };
   struct MarkSlot {
     bool seen = true;
@@ -171,6 +186,8 @@ class ImapWork {
     DateTime received = kNoDate;
   };
 
+  void detachHeads(Loss how);
+  void detachBodies(Loss how);
   void onHead(ImapHead head);
   void onBody(ImapBody body);
   void pumpRefresh();
@@ -197,7 +214,8 @@ class ImapWork {
                 const Result<void>& result);
   BodySlot& newBody(std::uint32_t uid);
   void resetBody(BodySlot& slot) const;
-  void forgetLost();
+  void keepBeginning(std::uint32_t uid, BodySlot& slot);
+  bool isToBlame(std::uint32_t uid, Loss how);
   void forgetMailbox();
 
   BodySpool& spool_;
@@ -228,6 +246,10 @@ class ImapWork {
   std::deque<std::uint32_t> aheadQueue_;
   std::uint64_t aheadBytes_ = 0;
   std::uint64_t lastBody_ = 0;
+  std::optional<std::uint32_t> leftBody_;
+  std::optional<Beginning> beginning_;
+
+  std::unordered_map<std::uint32_t, int> blame_;  // of messages over which connections were lost
 
   std::unordered_map<std::uint32_t, MarkSlot> marks_;
   std::deque<std::uint32_t> queue_;

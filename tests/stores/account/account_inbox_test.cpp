@@ -136,6 +136,25 @@ TEST_F(AccountInboxTest, ReportsMessagesThatHaveVanished) {
   EXPECT_FALSE(listing->head(1, sampleMarks()).failure);
 }
 
+// A pass after an outage took the failures of the one before for those of the messages.
+TEST_F(AccountInboxTest, AMessageReadsWellAfterAnOutage) {
+  const auto before = list();
+  EXPECT_FALSE(before->head(3, sampleMarks()).failure);
+  house_.account.instead = [](const std::string&, const std::string& command) {
+    return command.starts_with("UID FETCH") ? std::optional<std::string>("") : std::nullopt;
+  };
+  EXPECT_EQ(before->open(3).error().code, kInboxLost);
+  EXPECT_EQ(before->open(2).error().code, kInboxLost);
+  house_.account.instead = {};
+  for (int i = 0; i < 30 && !inbox_->alive(); ++i) {
+    house_.network.after(10s, [] {});
+    serve(3);
+  }
+  EXPECT_TRUE(inbox_->alive());
+  const auto after = list();
+  EXPECT_EQ(walk(*after, 1), 0);
+}
+
 TEST_F(AccountInboxTest, AsksForHeadsAheadOfTheWalkInGroups) {
   for (std::uint32_t uid = 5; uid <= 1000; ++uid) {
     house_.account.add(uid, simpleMail("m" + std::to_string(uid)));

@@ -225,7 +225,7 @@ TEST_F(ImapSessionTest, ADiskThatTakesNoFetchedMessagesIsNotBlamedOnTheMessage) 
     return 0;
   });
   EXPECT_TRUE(runUntil([&] {
-    return session_->look([](const ImapWork& work) { return work.body(9) == Wanted::kFailed; });
+    return session_->look([](const ImapWork& work) { return work.body(9) == Wanted::kLost; });
   }));
   const auto file = session_->work([](ImapWork& work) { return work.takeBody(9); });
   ASSERT_FALSE(file);
@@ -507,12 +507,140 @@ TEST_F(ImapSessionTest, FindsAMessageOverWhichTheServerDrops) {
   runUntil([&] { return !session_->look([](const ImapWork& w) { return w.wantsAnything(); }); });
   // The others can be had, though not all of them in the first try.
   for (const std::uint32_t uid : {5U, 4U, 2U, 1U}) {
-    if (head(uid) == Wanted::kFailed) {
-      session_->work([&](ImapWork& work) { return work.takeHeadFailure(uid); });
+    if (head(uid) != Wanted::kThere) {
       runUntil([] { return false; }, 1min);
     }
     EXPECT_EQ(subject(uid), "m" + std::to_string(uid));
   }
+  std::string words;
+  for (int i = 0; i < 5 && words.find("lost whenever") == std::string::npos; ++i) {
+    words = subject(3);
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(words, "the connection is lost whenever this message is asked for");
+}
+
+TEST_F(ImapSessionTest, FindsABodyOverWhichTheServerDrops) {
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.starts_with("UID FETCH 3 ") && command.ends_with("BODY.PEEK[])")) {
+      network_.end(network_.connections() - 1).close();
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  refresh();
+  subject(3);
+  std::string words;
+  for (int i = 0; i < 5 && words.find("lost whenever") == std::string::npos; ++i) {
+    words = body(3);
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(words, "the connection is lost whenever this message is fetched");
+  EXPECT_EQ(body(2), simpleMail("m2"));
+}
+
+// Two drops of the network at the same message, days apart, made it a failed one.
+TEST_F(ImapSessionTest, DoesNotBlameAMessageForDropsOfTheNetwork) {
+  int drops = 0;
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.starts_with("UID FETCH 3 ") && ++drops <= 3) {
+      network_.after(10s, [this] { network_.end(network_.connections() - 1).close(); });
+      return std::optional<std::string>("* 3 FETCH (UID 3 ");
+    }
+    return std::optional<std::string>();
+  };
+  refresh();
+  for (int i = 0; i < 3 && drops < 3; ++i) {
+    EXPECT_THAT(subject(3), testing::Not(HasSubstr("whenever")));
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(subject(3), "m3");
+  drops = 0;
+  for (int i = 0; i < 3 && drops < 3; ++i) {
+    EXPECT_THAT(body(3), testing::Not(HasSubstr("whenever")));
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(body(3), simpleMail("m3"));
+}
+
+// The failure of the outage was the answer to the first question after it.
+TEST_F(ImapSessionTest, AFailureDoesNotOutliveItsOutage) {
+  refresh();
+  subject(4);
+  arrange_ = [](ServerEnd& end) { end.dropAfterSaying(0); };
+  network_.end(0).hang();
+  session_->work([](ImapWork& work) {
+    work.wantHeads({5, 3, 2});
+    work.wantBody(4);
+  });
+  EXPECT_TRUE(runUntil([&] { return head(2) == Wanted::kLost; }));
+  EXPECT_EQ(session_->look([](const ImapWork& work) { return work.body(4); }), Wanted::kLost);
+  arrange_ = {};
+  EXPECT_TRUE(runUntil([&] { return session_->status().up; }, 30min));
+  EXPECT_EQ(subject(2), "m2");
+  EXPECT_EQ(body(4), simpleMail("m4"));
+  EXPECT_EQ(head(5), Wanted::kNot);
+}
+
+TEST_F(ImapSessionTest, WhatIsWantedAgainDuringAnOutageIsAskedForAgain) {
+  refresh();
+  arrange_ = [](ServerEnd& end) { end.dropAfterSaying(0); };
+  network_.end(0).hang();
+  session_->work([](ImapWork& work) {
+    work.wantHeads({5});
+    work.wantBody(4);
+  });
+  EXPECT_TRUE(runUntil([&] { return head(5) == Wanted::kLost; }));
+  session_->work([](ImapWork& work) {
+    work.wantHeads({5});
+    work.wantBody(4);
+  });
+  EXPECT_EQ(head(5), Wanted::kComing);
+  EXPECT_EQ(session_->look([](const ImapWork& work) { return work.body(4); }), Wanted::kComing);
+}
+
+TEST_F(ImapSessionTest, GoesOnWithALargeMessageWhereTheConnectionWasLost) {
+  account_.add(9, simpleMail("large") + std::string(12 * kPieceBytes, 'x'));
+  refresh();
+  subject(9);
+  std::size_t connections = 0;
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.find(".PEEK[]<" + std::to_string(6 * kPieceBytes) + '.') != std::string::npos &&
+        connections < 5) {
+      connections = network_.connections();
+      network_.end(connections - 1).close();
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  std::string bytes;
+  for (int i = 0; i < 9 && bytes.size() < kPieceBytes; ++i) {
+    bytes = body(9);
+    if (bytes.size() < kPieceBytes) {
+      EXPECT_THAT(bytes, testing::Not(HasSubstr("whenever"))) << i;
+      connections = 5;
+      runUntil([] { return false; }, 20min);
+    }
+  }
+  EXPECT_TRUE(bytes == account_.find(9)->bytes);
+  EXPECT_GT(network_.connections(), 1U);
+  EXPECT_EQ(account_.count("UID FETCH 9 (UID BODY.PEEK[]<0."), 1U);
+}
+
+TEST_F(ImapSessionTest, KeepsOneMessageForWhichNobodyWaits) {
+  refresh();
+  for (const std::uint32_t uid : {5U, 4U}) {
+    session_->work([&](ImapWork& work) {
+      work.wantBody(uid);
+      work.leaveBody(uid);
+    });
+    EXPECT_TRUE(runUntil([&] {
+      return session_->look([&](const ImapWork& w) { return w.body(uid) == Wanted::kThere; });
+    }));
+  }
+  EXPECT_EQ(session_->look([](const ImapWork& work) { return work.body(5); }), Wanted::kNot);
+  EXPECT_EQ(body(4), simpleMail("m4"));
+  EXPECT_EQ(account_.count("UID FETCH 4"), 1U);
 }
 
 TEST_F(ImapSessionTest, SaysGoodbyeAfterTheLastMarks) {
