@@ -27,6 +27,12 @@ std::string wordsOf(const ImapCondition& reply) {
   return words;
 }
 
+// Whether a list of flags in parentheses contains \Seen.
+bool namesSeen(std::string_view flags) {
+  const std::string upper = ' ' + asciiUpper(trimmed(flags, " ()")) + ' ';
+  return upper.find(" \\SEEN ") != std::string::npos;
+}
+
 bool hasAttribute(const ImapMailbox& mailbox, std::string_view wanted) {
   return std::any_of(
       mailbox.attributes.begin(), mailbox.attributes.end(),
@@ -99,7 +105,7 @@ void ImapClient::select(std::string_view folder,
   dialogue_.send(ImapCommand("SELECT", literals()).text(imapMailboxName(folder)),
                  [this, done = std::move(done)](const ImapCondition& reply) {
                    selecting_ = false;
-                   opened_.readOnly = reply.code.name == "READ-ONLY";
+                   opened_.readOnly = opened_.readOnly || reply.code.name == "READ-ONLY";
                    if (reply.status != ImapStatus::kOk) {
                      done(Error{0, wordsOf(reply)});
                    } else if (opened_.uidValidity == 0) {
@@ -266,6 +272,9 @@ void ImapClient::onFetch(ImapFetch fetch) {
 }
 
 void ImapClient::onCondition(const ImapCondition& condition) {
+  if (condition.code.name == "PERMANENTFLAGS" && selecting_) {
+    opened_.readOnly = opened_.readOnly || !namesSeen(condition.code.arguments);
+  }
   if (condition.code.name == "UIDVALIDITY") {
     const std::uint64_t number = condition.code.number().value_or(0);
     opened_.uidValidity = number <= std::numeric_limits<std::uint32_t>::max()

@@ -59,6 +59,8 @@ struct ImapBody {
 /// A mailbox that was opened.
 struct ImapOpened {
   std::uint32_t uidValidity = 0;
+  /// Read marks cannot be set, or do not last: the folder may only be read, or \Seen is not among
+  /// its PERMANENTFLAGS (RFC 9051 section 7.1).
   bool readOnly = false;
 };
 

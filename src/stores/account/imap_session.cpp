@@ -113,7 +113,10 @@ void ImapSession::advance(std::unique_lock<std::mutex>& lock) {
   } else if (!connection_ && mayConnect(now_)) {
     connect(lock);
   }
-  if (connection_) {
+  if (connection_ && leaving_ && !client_) {
+    lose({0, "The mailbox has been closed"});  // while it was being opened
+    ended_ = true;
+  } else if (connection_) {
     converse();
   }
 }

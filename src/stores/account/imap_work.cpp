@@ -766,9 +766,27 @@ void ImapWork::pumpMarks() {
     return;
   }
   flush_ = false;
+  if (opened_.readOnly) {
+    refuseMarks();
+  }
   while (!queue_.empty()) {
     sendMarks(kMarksInCommand);
   }
+}
+
+// A server may accept marks in such a folder, and forget them.
+void ImapWork::refuseMarks() {
+  for (const std::uint32_t uid : std::exchange(queue_, {})) {
+    refuse(marks_[uid], "the folder may only be read");
+  }
+}
+
+// The message is listed again, as it is on the server.
+void ImapWork::refuse(MarkSlot& slot, const std::string& words) {
+  slot.state = Mark::kRefused;
+  changed_ = true;
+  complain_("The server does not mark a message as " +
+            std::string(slot.seen ? "read: " : "unread: ") + words);
 }
 
 // Sends marks of one kind from the front of the queue.
@@ -810,9 +828,7 @@ void ImapWork::onMarked(std::uint64_t command, const std::vector<std::uint32_t>&
       queue_.push_back(uid);
       flush_ = true;
     } else {
-      slot.state = Mark::kRefused;
-      complain_("The server does not mark a message as " +
-                std::string(slot.seen ? "read: " : "unread: ") + result.error().text);
+      refuse(slot, result.error().text);
     }
   }
 }

@@ -209,6 +209,8 @@ class ImapWork {
   static void append(BodySlot& slot, std::string bytes);
   void eraseBody(std::map<std::uint32_t, BodySlot>::iterator at);
   void pumpMarks();
+  void refuseMarks();
+  void refuse(MarkSlot& slot, const std::string& words);
   void sendMarks(std::size_t count);
   void onMarked(std::uint64_t command, const std::vector<std::uint32_t>& uids,
                 const Result<void>& result);

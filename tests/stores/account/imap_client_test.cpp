@@ -75,6 +75,21 @@ TEST_F(ImapClientTest, NoticesAFolderThatMayOnlyBeRead) {
   EXPECT_THAT(results_, ElementsAre("open 17 read-only"));
 }
 
+TEST_F(ImapClientTest, AFolderThatForgetsReadMarksCountsAsReadOnly) {
+  const std::vector<std::pair<std::string, std::string>> folders = {
+      {"(\\Answered \\Seen \\*)", "open 17"},
+      {"(\\seen)", "open 17"},
+      {"(\\Answered \\Seenish \\*)", "open 17 read-only"},
+      {"()", "open 17 read-only"}};
+  int tag = 0;
+  for (const auto& [flags, expected] : folders) {
+    select();
+    receive("* OK [PERMANENTFLAGS " + flags + "] x\r\n* OK [UIDVALIDITY 17] x\r\nr" +
+            std::to_string(++tag) + " OK [READ-WRITE] done\r\n");
+    EXPECT_EQ(results_.back(), expected) << flags;
+  }
+}
+
 TEST_F(ImapClientTest, DoesNotOpenAFolderWithoutLastingNumbers) {
   select();
   receive("r1 OK [READ-WRITE] done\r\n");

@@ -109,8 +109,11 @@ std::string answer(ServerAccount& account, const std::string& tag, const std::st
   }
   if (words[0] == "SELECT") {
     return "* " + std::to_string(account.mails.size()) + " EXISTS\r\n* OK [UIDVALIDITY " +
-           std::to_string(account.uidValidity) + "] x\r\n" + tag +
-           (account.readOnly ? " OK [READ-ONLY]" : " OK [READ-WRITE]") + " open\r\n";
+           std::to_string(account.uidValidity) + "] x\r\n" +
+           (account.permanentFlags.empty()
+                ? ""
+                : "* OK [PERMANENTFLAGS " + account.permanentFlags + "] x\r\n") +
+           tag + (account.readOnly ? " OK [READ-ONLY]" : " OK [READ-WRITE]") + " open\r\n";
   }
   if (words[0] == "ID" || words[0] == "NOOP" || words[0] == "DONE") {
     return done;

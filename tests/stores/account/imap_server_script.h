@@ -29,6 +29,7 @@ struct ServerAccount {
   std::uint32_t uidValidity = 7;
   std::string capabilities = "IMAP4rev1 IDLE ESEARCH ID";
   bool readOnly = false;
+  std::string permanentFlags = {};  ///< "(\Seen)"; empty: not told
   /// Answers a command instead of the account ("UID SEARCH ..."), all of it, tagged reply included.
   /// Nothing: the account answers.
   std::function<std::optional<std::string>(const std::string& tag, const std::string& command)>

@@ -352,6 +352,41 @@ TEST_F(ImapSessionTest, KeepsMarksOverALostConnection) {
   EXPECT_TRUE(account_.find(2)->seen);
 }
 
+// The server answered OK and forgot, so the mail was forwarded at every check.
+TEST_F(ImapSessionTest, RefusesMarksWhereTheServerWouldForgetThem) {
+  refresh();
+  mark(2);
+  account_.permanentFlags = "(\\Answered \\*)";
+  network_.end(0).close();
+  EXPECT_TRUE(runUntilMarked(2));
+  EXPECT_EQ(session_->look([](const ImapWork& work) { return work.mark(2); }),
+            ImapWork::Mark::kRefused);
+  EXPECT_EQ(account_.count("UID STORE"), 0U);
+  EXPECT_THAT(complaints_, ElementsAre(HasSubstr("may only be read")));
+}
+
+// The message stayed hidden, so its journal entry was settled as that of a message that is gone.
+TEST_F(ImapSessionTest, ARefusedMarkAsksForANewListing) {
+  refresh();
+  std::string tag;
+  account_.instead = [&](const std::string& heard, const std::string& command) {
+    if (command.starts_with("UID STORE")) {
+      tag = heard;
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  mark(2);
+  refresh();
+  EXPECT_THAT(unseen(), ElementsAre(1, 3, 4, 5));
+  EXPECT_FALSE(session_->look([](const ImapWork& work) { return work.changed(); }));
+  network_.end(0).say(tag + " NO full\r\n");
+  EXPECT_TRUE(runUntilMarked(2));
+  EXPECT_TRUE(session_->look([](const ImapWork& work) { return work.changed(); }));
+  refresh();
+  EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5));
+}
+
 TEST_F(ImapSessionTest, ConnectsAgainByItself) {
   refresh();
   network_.end(0).close();
@@ -660,6 +695,28 @@ TEST_F(ImapSessionTest, ClosesInTimeWhereTheServerHangs) {
   session_->close();
   EXPECT_FALSE(runUntil([] { return false; }));
   EXPECT_LE(network_.steadyTime() - begin, kFarewellLimit + 1s);
+}
+
+// The window froze for half a minute.
+TEST_F(ImapSessionTest, ClosesAtOnceWhileItIsConnecting) {
+  class Silent : public ServerScript {
+   public:
+    void connecting(ServerEnd&) override {}
+    void heard(ServerEnd&, std::string_view) override {}
+  };
+  network_.serve([](ServerEnd&) { return std::make_unique<Silent>(); });
+  session_->work([](ImapWork& work) { work.wantRefresh(); });
+  session_->step();
+  ASSERT_EQ(network_.connections(), 1U);
+  const auto begin = network_.steadyTime();
+  session_->close();
+  int steps = 0;
+  while (session_->step() && steps < 100) {
+    ++steps;
+  }
+  EXPECT_LT(steps, 3);
+  EXPECT_EQ(network_.steadyTime(), begin);
+  EXPECT_TRUE(network_.end(0).abandoned());
 }
 
 TEST_F(ImapSessionTest, SurvivesADropAtEveryByte) {
