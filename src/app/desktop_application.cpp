@@ -98,7 +98,7 @@ bool DesktopApplication::keepAlive() {
 // The instance holding the mailbox may be exiting or starting, so the second try waits a moment.
 void DesktopApplication::prepare() {
   for (const auto wait : {InstanceLock::Wait::kNone, InstanceLock::Wait::kMoment}) {
-    refusal_ = core_->prepare(wait);
+    refusal_ = core_->prepare(wait, ProgramCore::WrongSettings::kStartWithoutMailbox);
     if (!refusal_ || !refusal_->mailboxTaken) {
       return;
     }

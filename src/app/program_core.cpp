@@ -33,16 +33,21 @@ ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
   setup_ = std::make_unique<ProgramMailSetup>(
       AccountTestWorld{files, secretWorld(), [] { return std::make_unique<CurlNetwork>(); },
                        identity_.versionText},
-      events_, localIdentity(), [this] { return reopen(); });
+      events_, localIdentity(), [this] { return reopen(); }, [this] { return slot_.why(); });
 }
 
 std::string ProgramCore::stateFile(const std::string& name) const {
   return folders.stateFolder() + "/rbx/" + name;
 }
 
-std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait) {
+std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait,
+                                                         WrongSettings wrong) {
   if (auto refusal = openStoreOfPreferences()) {
-    return refusal;
+    if (wrong == WrongSettings::kRefuse) {
+      return refusal;
+    }
+    slot_.close(std::move(refusal->text));
+    mailbox_ = {"none", locatePreferenceFile(files, profiles, folders, osVersion)};
   }
   return lockMailbox(wait);
 }
@@ -103,7 +108,8 @@ std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait 
       files, LockHolder{identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())});
   auto taken = lock_->takeName(folders.stateFolder(), mailbox_, wait);
   // A mailbox that is missing or cannot be read is reported by the store, at every check.
-  if (const std::string place = slot_.store()->folder(); taken && !place.empty()) {
+  const std::string place = slot_.store() != nullptr ? slot_.store()->folder() : "";
+  if (taken && !place.empty()) {
     auto folder = lock_->takeFolder(place, wait);
     if (!folder && folder.error().code == EWOULDBLOCK) {
       taken = folder.error();

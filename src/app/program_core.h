@@ -50,8 +50,13 @@ class ProgramCore {
     bool mailboxTaken = false;  ///< another instance has the mailbox
     long holder = 0;            ///< the process that has it; 0 where unknown
   };
-  /// Opens the store that the preferences name, and takes the lock on its mailbox.
-  std::optional<Refusal> prepare(InstanceLock::Wait wait = InstanceLock::Wait::kMoment);
+  /// What settings that name no usable mailbox mean: the program is refused, or it starts so that
+  /// the user can correct them, and each use of the mailbox fails with the reason.
+  enum class WrongSettings { kRefuse, kStartWithoutMailbox };
+  /// Opens the store that the preferences name, and takes the lock on its mailbox. Without a
+  /// mailbox the lock is on the preference file's name.
+  std::optional<Refusal> prepare(InstanceLock::Wait wait = InstanceLock::Wait::kMoment,
+                                 WrongSettings wrong = WrongSettings::kRefuse);
 
   const ProgramIdentity& identity() const { return identity_; }
   const Mailbox& mailbox() const { return mailbox_; }

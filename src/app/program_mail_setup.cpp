@@ -39,11 +39,13 @@ std::string valueOf(std::string_view line, std::string_view key) {
 }  // namespace
 
 ProgramMailSetup::ProgramMailSetup(AccountTestWorld world, EventQueue& events, LocalIdentity user,
-                                   std::function<Result<void>()> reopen)
+                                   std::function<Result<void>()> reopen,
+                                   std::function<std::string()> whyClosed)
     : world_(std::move(world)),
       events_(events),
       user_(std::move(user)),
-      reopen_(std::move(reopen)) {}
+      reopen_(std::move(reopen)),
+      whyClosed_(std::move(whyClosed)) {}
 
 ProgramMailSetup::~ProgramMailSetup() {
   forgetReports();

@@ -21,6 +21,8 @@ class StoreSlot : public ObjectFactory, public OutgoingMail {
     why_ = std::move(why);
   }
   MailStore* store() const { return store_.get(); }
+  /// Why there is no store; empty while there is one.
+  std::string why() const { return store_ ? std::string() : why_; }
 
   std::shared_ptr<AutomationObject> CreateObject(std::string_view progId) override {
     return theStore().factory().CreateObject(progId);

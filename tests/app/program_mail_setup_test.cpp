@@ -53,7 +53,8 @@ class MailSetupOnDisk : public testing::Test {
   void make() {
     setup = std::make_unique<ProgramMailSetup>(
         AccountTestWorld{files, secrets, {}, "1.2.3"}, events,
-        LocalIdentity{"/home/ann", "ann@host", "Ann"}, [] { return Result<void>(); });
+        LocalIdentity{"/home/ann", "ann@host", "Ann"}, [] { return Result<void>(); },
+        [] { return std::string(); });
   }
   FakeFiles files;
   FakeSecretStore keyring;

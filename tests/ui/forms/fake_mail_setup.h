@@ -43,6 +43,7 @@ class FakeMailSetup : public MailSetup {
   }
   Result<void> reopen() override {
     ++reopened;
+    closed = failure;
     return failure.empty() ? Result<void>() : Error{0, failure};
   }
 
@@ -52,7 +53,9 @@ class FakeMailSetup : public MailSetup {
   int tests = 0;
   int stops = 0;
   int reopened = 0;
+  std::string whyClosed() const override { return closed; }
   std::string failure;  ///< of reopen()
+  std::string closed;   ///< why no mailbox is open
   MailSettings tested;
   std::string testedPassword;
   std::function<void(const OnlineAccountList&)> onAccounts;

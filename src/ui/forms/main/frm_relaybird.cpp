@@ -249,6 +249,14 @@ bool frmRelaybird::load() {
 // Without the utility object forwarding may still work, so its absence is only reported. Without
 // the dictionary the program ends.
 bool frmRelaybird::probeComponents() {
+  if (!world_.setup.whyClosed().empty()) {
+    // There is no store that could have components. The line at the top says why, and leads to the
+    // set-up.
+    prf_.UpdateEmailAddrOnMainForm();
+    outbox_.show();
+    mailbox_.read();
+    return true;
+  }
   utility_ = tryCreate(world_.objects, prog_id::kUtility);
   if (!utility_) {
     world_.dialogs.messageBox({"Could not create MAPIUtils object..."});

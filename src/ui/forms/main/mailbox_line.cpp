@@ -42,8 +42,12 @@ void MailboxLine::read() {
                std::find(found.begin(), found.end(), read.settings.maildir) == found.end();
   watched_ = noMailbox_ ? "No mailbox yet." : watchedText(read.settings);
   delivery_ = deliveryText(read.settings);
+  const std::string closed = world_.setup.whyClosed();
+  mistaken_ = !read.errors.empty() || !closed.empty();
   if (!read.errors.empty()) {
     watched_ = "The mail settings have a mistake: " + read.errors.front();
+  } else if (!closed.empty()) {
+    watched_ = closed;
   }
   since_ = world_.clock.toText(world_.clock.now());
   show();
@@ -54,7 +58,7 @@ void MailboxLine::show() {
     return;  // not read yet
   }
   std::string text = watched_;
-  if (!noMailbox_) {
+  if (!noMailbox_ && !mistaken_) {
     text += " " + delivery_;
     const OutgoingState state = world_.outgoing.state();
     if (!state.outbox.empty()) {
@@ -68,7 +72,7 @@ void MailboxLine::show() {
   if (window_.lblMailbox.text() != text) {
     window_.lblMailbox.setText(text);
   }
-  window_.cmdSetUpMail.setVisible(noMailbox_);
+  window_.cmdSetUpMail.setVisible(noMailbox_ || mistaken_);
 }
 
 }  // namespace relaybird

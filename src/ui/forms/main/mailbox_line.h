@@ -38,6 +38,7 @@ class MailboxLine {
   const ProgramWorld& world_;
   clsPref& prf_;
   bool noMailbox_ = false;
+  bool mistaken_ = false;  ///< the settings are wrong, or their mailbox could not be opened
   std::string watched_;
   std::string delivery_;
   std::string since_;

@@ -155,7 +155,10 @@ void frmSetup::open(Form& owner) {
   }
   const auto file = world_.profiles.read(prf_.GetPrefIniFname());
   const LocalIdentity user = world_.setup.user();
-  before_ = readMailSettings(*file, user).settings;
+  MailSettingsRead read = readMailSettings(*file, user);
+  before_ = std::move(read.settings);
+  // OK has to store and open then, even if nothing is changed: mistakes are shown as defaults.
+  opened_ = opened_ && read.errors.empty() && world_.setup.whyClosed().empty();
   known_ = namesMailbox(*file);
   stored_ = false;
   onlineNote_.clear();

@@ -65,6 +65,8 @@ class MailSetup {
   /// Nothing may be in use of the old one. The error is a sentence for the user; no mailbox is open
   /// then, and each use of it fails with the same sentence.
   virtual Result<void> reopen() = 0;
+  /// Why no mailbox is open, a sentence for the user; empty while one is.
+  virtual std::string whyClosed() const = 0;
 };
 
 }  // namespace relaybird

@@ -51,6 +51,26 @@ class SetUp(DesktopCase):
         self.program.window("Set Up Mail").find("Cancel", "push button").click()
         self.leave()
 
+    def test_a_wrong_setting_leads_to_the_dialog_instead_of_ending_the_program(self):
+        with open(self.home.preference_file, "a", encoding="utf-8") as file:
+            file.write("[mail]\nstore=account\naddress=ann@firm.example\n"
+                       "imap_host=mail.firm.example\nimap_port=many\n")
+        main = self.start()
+        self.wait_for_line("The mail settings have a mistake: imap_port=many is not known")
+        main.find("Set up mail...", "push button").click()
+        setup = self.program.window("Set Up Mail")
+        show_tab(setup, "Servers")
+        self.assertEqual("mail.firm.example", setup.find("Server:", "text").text)
+        show_tab(setup, "Your Mail")
+        setup.find("A Maildir on this computer", "radio button").click()
+        show_tab(setup, "Sending")
+        self.choose_in_list(setup, "Forwards leave by:", "Nothing: they stay in the outbox")
+        setup.find("OK", "push button").click()
+        setup.wait_gone()
+        self.wait_for_line(f"Watches the Maildir {self.home.maildir}. Forwards stay in the outbox")
+        self.assertEqual("993", self.mail_section()["imap_port"])
+        self.leave()
+
     def test_an_address_brings_its_servers_and_what_to_do(self):
         self.start()
         setup = self.open()

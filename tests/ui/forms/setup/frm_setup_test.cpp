@@ -471,6 +471,38 @@ TEST_F(Setup, TheLineSaysWhatWaitsAndHasLeft) {
   EXPECT_FALSE(control("frmRelaybird", "cmdSetUpMail").visible());
 }
 
+// The store was not opened: it has no components at all.
+TEST_F(Setup, AMistakeInTheFileLeadsToTheDialogInsteadOfEndingTheProgram) {
+  mail(
+      "store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n"
+      "imap_port=many\nimap_secret=command\nimap_secret_command=/usr/bin/pass\n");
+  setup_.closed = "Section [mail] cannot be used: imap_port=many is not known";
+  for (const auto component : {prog_id::kApplication, prog_id::kUtility, prog_id::kDictionary}) {
+    store_.removeComponent(component);
+  }
+  main();
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
+  EXPECT_THAT(text("lblMailbox"), HasSubstr("imap_port=many is not known"));
+  EXPECT_TRUE(control("frmRelaybird", "cmdSetUpMail").visible());
+  click("frmRelaybird", "cmdSetUpMail");
+  EXPECT_TRUE(setup().visible());
+  EXPECT_EQ(in("txtImapHost"), "mail.firm.example");
+  EXPECT_EQ(in("txtImapPort"), "993");
+  press("cmdOK");
+  EXPECT_EQ(lastBox(), "");
+  EXPECT_EQ(setup_.reopened, 1) << "OK stores and opens, even if nothing was changed";
+  EXPECT_TRUE(readMailSettings(*profiles_.read(kPrefFile), setup_.user()).errors.empty());
+  EXPECT_THAT(text("lblMailbox"), HasSubstr("Watches the inbox of ann@firm.example"));
+  EXPECT_FALSE(control("frmRelaybird", "cmdSetUpMail").visible());
+}
+
+TEST_F(Setup, WhyTheMailboxIsNotOpenIsSaidAtTheTop) {
+  mail("maildir=/mail\n");
+  setup_.closed = "The command cannot be read.";
+  main();
+  EXPECT_EQ(text("lblMailbox"), "The command cannot be read.");
+}
+
 TEST_F(Setup, AMistakeInTheFileIsSaidAtTheTop) {
   mail("store=account\n");
   main();
