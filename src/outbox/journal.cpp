@@ -24,14 +24,15 @@ constexpr std::size_t kSizeLimit = std::size_t{256} << 20;
 constexpr std::int64_t kVoidSeconds = std::int64_t{30} * 24 * 60 * 60;
 
 // A line is SUM EVENT SUBJECT. The subject of an intent is SECONDS ENTRY MESSAGE-ID FILE, that of
-// "delivered-to" a file and recipients. An older program counts an event that it does not know as a
-// damaged line.
+// "delivered-to" a file and recipients, that of "unknown" a file and SECONDS. An older program
+// counts an event that it does not know as a damaged line.
 constexpr std::string_view kIntent = "intent";
 constexpr std::string_view kDone = "done";
 constexpr std::string_view kVoid = "void";
 constexpr std::string_view kSettled = "settled";
 constexpr std::string_view kDelivered = "delivered";
 constexpr std::string_view kDeliveredTo = "delivered-to";
+constexpr std::string_view kUnknown = "unknown";
 constexpr std::string_view kRemoved = "removed";
 
 std::int64_t secondsOf(DateTime moment) {
@@ -221,6 +222,8 @@ void Journal::replay(const std::vector<std::string>& fields) {
     entryOfFile_[fields[4]] = fields[2];
   } else if (event == kDeliveredTo && fields.size() > 2) {
     settledFor_[fields[1]].insert(fields.begin() + 2, fields.end());
+  } else if (event == kUnknown && fields.size() == 3) {
+    unanswered_[fields[1]] = parseSeconds(fields[2]);
   } else if (fields.size() != 2) {
     ++damagedLines_;
   } else if (event == kSettled) {
@@ -234,7 +237,7 @@ void Journal::replay(const std::vector<std::string>& fields) {
   } else if (event == kDelivered) {
     setState(fields[1], ForwardRecord::State::kSent);
     delivered_.insert(fields[1]);
-    settledFor_.erase(fields[1]);
+    dropUnderWay(fields[1]);
   } else {
     ++damagedLines_;
   }
@@ -307,6 +310,33 @@ Result<void> Journal::deliverTo(const std::string& file,
 std::set<std::string> Journal::settledFor(const std::string& file) const {
   const auto found = settledFor_.find(file);
   return found == settledFor_.end() ? std::set<std::string>() : found->second;
+}
+
+Result<void> Journal::unanswered(const std::string& file) {
+  const std::string time = std::to_string(secondsOf(clock_.now()));
+  replay({std::string(kUnknown), file, time});
+  return append(encodeJournalLine({kUnknown, file, time}), true);
+}
+
+std::optional<std::int64_t> Journal::unansweredSince(const std::string& file) const {
+  const auto found = unanswered_.find(file);
+  return found == unanswered_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::set<std::string> Journal::filesUnderWay() const {
+  std::set<std::string> files;
+  for (const auto& [file, recipients] : settledFor_) {
+    files.insert(file);
+  }
+  for (const auto& [file, time] : unanswered_) {
+    files.insert(file);
+  }
+  return files;
+}
+
+void Journal::dropUnderWay(const std::string& file) {
+  settledFor_.erase(file);
+  unanswered_.erase(file);
 }
 
 Result<void> Journal::settle(const std::string& entryId) {
@@ -407,6 +437,9 @@ std::string Journal::snapshot() {
     std::vector<std::string_view> fields = {kDeliveredTo, file};
     fields.insert(fields.end(), recipients.begin(), recipients.end());
     bytes += encodeJournalLine(fields);
+  }
+  for (const auto& [file, time] : unanswered_) {
+    bytes += encodeJournalLine({kUnknown, file, std::to_string(time)});
   }
   for (const std::string& file : delivered_) {
     bytes += encodeJournalLine({kDelivered, file});

@@ -72,6 +72,13 @@ class Journal {
   /// The recipients that need no further try for a file that still waits for others: those who have
   /// the message, and those for whom a copy is in failed/.
   std::set<std::string> settledFor(const std::string& file) const;
+  /// When a file was sent to a server that gave no answer, in seconds since 1970.
+  std::optional<std::int64_t> unansweredSince(const std::string& file) const;
+  /// Files that a record of recipients or of a missing answer exists for.
+  std::set<std::string> filesUnderWay() const;
+  /// Drops these records of a file that is no longer in the outbox, which the next rewrite leaves
+  /// out.
+  void dropUnderWay(const std::string& file);
   /// Files that were recorded as sent, but not as handed over, when the journal was opened. Their
   /// entries may be settled already.
   const std::set<std::string>& calledDone() const { return calledDone_; }
@@ -91,6 +98,8 @@ class Journal {
   Result<void> deliver(const std::vector<std::string>& files);
   /// The same for some recipients of a file, which the file keeps waiting for the others.
   Result<void> deliverTo(const std::string& file, const std::vector<std::string>& recipients);
+  /// The file was sent whole, and no answer came. Returns once that is on disk.
+  Result<void> unanswered(const std::string& file);
   /// The removal of the files is durable.
   Result<void> removed(const std::vector<std::string>& files);
 
@@ -130,6 +139,7 @@ class Journal {
   std::set<std::string> delivered_;
   std::set<std::string> calledDone_;
   std::map<std::string, std::set<std::string>> settledFor_;  ///< recipients by file
+  std::map<std::string, std::int64_t> unanswered_;           ///< seconds since 1970 by file
 };
 
 }  // namespace relaybird

@@ -123,6 +123,7 @@ Result<void> Outbox::recover() {
   // After the recovery: what is still in tmp/ belongs to no forward.
   disk_.clearTmp(*inTmp, clock_.now());
   removeDelivered();
+  forgetWhatIsGone();
   return {};
 }
 
@@ -183,6 +184,17 @@ void Outbox::removeDelivered() {
     }
   }
   (void)finishDeliveries();
+}
+
+// Messages leave the outbox without a word to the journal too: into failed/, or by the user's hand.
+void Outbox::forgetWhatIsGone() {
+  const std::set<std::string> files = journal_->filesUnderWay();
+  for (const std::string& file : files) {
+    const auto info = files_.inspect(disk_.pathOf("new", file));
+    if (!info && info.error().code == ENOENT) {
+      journal_->dropUnderWay(file);
+    }
+  }
 }
 
 Result<void> Outbox::send(const std::string& entryId, const std::string& messageId,
@@ -479,6 +491,17 @@ Result<void> Outbox::deliveredTo(const Claim& claim, const std::vector<std::stri
 std::set<std::string> Outbox::settledFor(const Claim& claim) const {
   const std::lock_guard lock(mutex_);
   return journal_->settledFor(claim.name());
+}
+
+Result<void> Outbox::unanswered(const Claim& claim) {
+  const std::lock_guard lock(mutex_);
+  return journal_->unanswered(claim.name());
+}
+
+std::optional<DateTime> Outbox::unansweredSince(const std::string& name) const {
+  const std::lock_guard lock(mutex_);
+  const auto seconds = journal_->unansweredSince(name);
+  return seconds ? std::optional<DateTime>(DateTime(std::chrono::seconds(*seconds))) : std::nullopt;
 }
 
 Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {

@@ -131,6 +131,11 @@ class Outbox {
   Result<void> deliveredTo(const Claim& claim, const std::vector<std::string>& recipients);
   /// The recipients of a waiting message that it must not be sent to any more.
   std::set<std::string> settledFor(const Claim& claim) const;
+  /// The message was sent whole, and no answer came, so it may have arrived. Returns once that is
+  /// durable. Even on failure unansweredSince() tells it as long as this object lives.
+  Result<void> unanswered(const Claim& claim);
+  /// When that was, last; nothing if every try had its answer.
+  std::optional<DateTime> unansweredSince(const std::string& name) const;
   /// The message was refused for good: moves it to failed/, with the reason in FILE.txt beside it
   /// if the disk allows. Fails if the message is still in new/.
   Result<void> refuse(const Claim& claim, const std::string& words);
@@ -152,6 +157,7 @@ class Outbox {
   Result<void> recoverForwards(std::set<std::string>& inTmp);
   Result<void> resolveDoubt(const std::string& entryId);
   void removeDelivered();
+  void forgetWhatIsGone();
 
   struct Attempt;
   Result<void> trySend(const std::string& entryId, const std::string& messageId,

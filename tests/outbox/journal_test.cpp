@@ -265,6 +265,19 @@ TEST_F(JournalTest, TheMessageIdOfAFailedForwardIsForgottenAfterAMonth) {
   EXPECT_TRUE(again->find("sent"));
 }
 
+TEST_F(JournalTest, AMissingAnswerIsKnownAcrossRunsAndRewritesUntilTheFileIsGone) {
+  const auto now = std::chrono::floor<std::chrono::seconds>(clock.now()).time_since_epoch().count();
+  ASSERT_TRUE(open()->unanswered("file 1"));
+  files.refused = [](const std::string& step) { return step.starts_with("append "); };
+  const auto journal = open();
+  (void)journal->deliverTo("file2", {"bob@example.org"});
+  files.refused = nullptr;
+  ASSERT_TRUE(journal->mend());  // rewrites the file
+  EXPECT_EQ(open()->unansweredSince("file 1"), now);
+  ASSERT_TRUE(journal->deliver({"file 1"}));
+  EXPECT_EQ(open()->unansweredSince("file 1"), std::nullopt);
+}
+
 TEST_F(JournalTest, ARewriteThatFailsAtAnyStepLosesNothing) {
   for (std::size_t step = 1; step <= 6; ++step) {
     writeBytes(path, "");

@@ -177,6 +177,26 @@ TEST_F(OutboxTest, WhatWasDeliveredIsNotHandedOutAgainWhateverFails) {
   }
 }
 
+TEST_F(OutboxTest, WhatIsRecordedOfAMessageIsForgottenWhenItsFileHasGone) {
+  auto outbox = world.open();
+  for (const std::string entry : {"one", "two"}) {
+    ASSERT_TRUE(outbox->send(entry, entry + "@id", writes("text")));
+  }
+  const auto waiting = outbox->waiting().value();
+  for (const WaitingMessage& message : waiting) {
+    const auto claim = outbox->claim(message.name);
+    ASSERT_TRUE(outbox->unanswered(*claim));
+    ASSERT_TRUE(outbox->deliveredTo(*claim, {"bob@example.org"}));
+  }
+  outbox.reset();
+  ASSERT_TRUE(world.disk.remove(world.folder + "/new/" + waiting[0].name));
+  outbox = world.open();
+  EXPECT_FALSE(outbox->unansweredSince(waiting[0].name));
+  EXPECT_THAT(outbox->settledFor(*outbox->claim(waiting[0].name)), IsEmpty());
+  EXPECT_TRUE(outbox->unansweredSince(waiting[1].name));
+  EXPECT_THAT(outbox->settledFor(*outbox->claim(waiting[1].name)), SizeIs(1));
+}
+
 TEST_F(OutboxTest, ARefusedMessageMovesAsideWithTheWordsBesideIt) {
   const auto outbox = world.open();
   ASSERT_TRUE(outbox->send("a", "id1", writes("message")));

@@ -307,6 +307,45 @@ TEST_F(PartialDeliveryTest, ALostAnswerIsWaitedForBeforeTheMessageIsSentAgain) {
   EXPECT_THAT(take(), ElementsAre("one"));
 }
 
+TEST_F(PartialDeliveryTest, ANewStartOrARequestDoesNotForgetThatAMessageMayHaveArrived) {
+  for (const bool anew : {true, false}) {
+    SCOPED_TRACE(anew);
+    struct Searching : ScriptedTransport {
+      bool hasArrived(const OutgoingMessage&, std::stop_token) override { return ++asked > 0; }
+      int asked = 0;
+    } searching;
+    use(searching);
+    searching.answer = [](const std::string&) { return Outcome{Kind::kUnknown, "lost", false}; };
+    send(anew ? "one" : "two");
+    flush();
+    world.clock.advance(minutes{4});
+    notices.clear();
+    if (anew) {
+      worker.reset();
+      outbox.reset();
+      outbox = world.open();
+      use(searching);
+      flush();
+    } else {
+      worker->tryAgain(nullptr);
+      events.runUntilIdle();
+    }
+    EXPECT_THAT(searching.subjects, SizeIs(1));
+    ASSERT_THAT(notices, SizeIs(1));
+    EXPECT_THAT(notices[0], HasSubstr("may have arrived"));
+    // The journal counts whole seconds.
+    EXPECT_LE(*worker->nextAttempt(), world.clock.now() + minutes{6});
+    world.clock.advance(minutes{5});
+    flush();
+    EXPECT_EQ(searching.asked, 0);
+    world.clock.advance(minutes{1});
+    flush();
+    EXPECT_EQ(searching.asked, 1);
+    EXPECT_THAT(searching.subjects, SizeIs(1));
+    EXPECT_THAT(world.names("new"), IsEmpty());
+  }
+}
+
 TEST_F(PartialDeliveryTest, AMessageThatIsFoundToHaveArrivedIsNotSentAgain) {
   struct Searching : ScriptedTransport {
     bool hasArrived(const OutgoingMessage& message, std::stop_token) override {

@@ -165,6 +165,7 @@ class DeliveryWorker::Series : public MessageFeed {
   bool moreArrived();
   Fate prepare(std::size_t place, FedMessage& fed);
   Fate prepare(UnderWay one, std::string bytes, FedMessage& fed);
+  bool mayHaveArrived(const WaitingMessage& message);
   bool arrivedBefore(const UnderWay& one, const OutgoingMessage& message);
   void settle(const UnderWay& one, const std::vector<std::string>& recipients,
               const Outcome& outcome);
@@ -228,7 +229,7 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(std::size_t place, 
   if (retry != worker_.retries_.end() && !worker_.isDue(retry->second)) {
     return Fate::kKept;
   }
-  if (worker_.held_.contains(message.name)) {
+  if (worker_.held_.contains(message.name) || mayHaveArrived(message)) {
     return Fate::kKept;
   }
   Setting& setting = worker_.setting_;
@@ -285,9 +286,27 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(UnderWay one, std::
   return Fate::kLeaves;
 }
 
+// An earlier run of the program, or one before the user's request, has sent the message and got no
+// answer. Such a message waits as if it had just been kept.
+bool DeliveryWorker::Series::mayHaveArrived(const WaitingMessage& message) {
+  if (worker_.retries_.contains(message.name)) {
+    return false;
+  }
+  const auto since = worker_.setting_.outbox.unansweredSince(message.name);
+  const Retry retry{since.value_or(kNoDate), kRetryAfterNoAnswer};
+  if (!since || worker_.isDue(retry)) {
+    return false;
+  }
+  worker_.retries_.emplace(message.name, retry);
+  worker_.say(
+      "Was sent before, but no answer came, so it may have arrived; the next try comes ten minutes "
+      "after that one: " +
+      oneLine(message.name));
+  return true;
+}
+
 bool DeliveryWorker::Series::arrivedBefore(const UnderWay& one, const OutgoingMessage& message) {
-  const auto retry = worker_.retries_.find(one.message.name);
-  const bool found = retry != worker_.retries_.end() && retry->second.noAnswer &&
+  const bool found = worker_.setting_.outbox.unansweredSince(one.message.name) &&
                      worker_.setting_.transport->hasArrived(message, worker_.stop_.get_token());
   if (found) {
     worker_.say("Has arrived already, so it is not sent again: \"" + one.title + "\"");
@@ -310,6 +329,11 @@ void DeliveryWorker::Series::report(std::vector<Verdict> verdicts) {
   }
   for (const Verdict& verdict : verdicts) {
     const auto found = underWay_.find(verdict.number);
+    if (verdict.outcome.kind == Outcome::Kind::kUnknown) {
+      if (auto kept = worker_.setting_.outbox.unanswered(found->second.claim); !kept) {
+        worker_.say("The missing answer could not be recorded: " + kept.error().text);
+      }
+    }
     if (verdict.outcome.refused.empty()) {
       settle(found->second, found->second.recipients, verdict.outcome);
     } else {
@@ -578,7 +602,6 @@ void DeliveryWorker::putOff(const WaitingMessage& message, const Outcome& outcom
   Retry& retry = retries_[message.name];
   postpone(retry);
   if (outcome.kind == Outcome::Kind::kUnknown) {
-    retry.noAnswer = true;
     retry.wait = std::max(retry.wait, kRetryAfterNoAnswer);
   }
   if (!outcome.everything && ++refusalsInRow_ < kEnoughRefusals) {

@@ -4,7 +4,7 @@
 // A message that was accepted is removed. One that was refused temporarily stays and is tried again
 // after a minute, then after twice that, up to an hour; five days after it was written (RFC 5321,
 // 4.5.4.1) a further refusal counts as final, unless it concerns everything that waits. One that
-// was refused for good moves to failed/. The waiting times are kept in this object only: after a
+// was refused for good moves to failed/. These waiting times are kept in this object only: after a
 // new start everything is tried at once.
 //
 // An answer to one message can make everything wait, because it reads like a limit of the account.
@@ -90,8 +90,8 @@ class DeliveryWorker {
   /// user-interface thread, never inside this call, once everything that waits now has been tried.
   void flush(std::function<void()> done);
 
-  /// At the request of the user: as flush(), but ends all waiting times and resumes stopped
-  /// addresses.
+  /// At the request of the user: as flush(), but ends all waiting times, except of messages that
+  /// may have arrived, and resumes stopped addresses.
   void tryAgain(std::function<void()> done);
 
   Counts counts() const;
@@ -105,7 +105,6 @@ class DeliveryWorker {
   struct Retry {
     DateTime refused = kNoDate;
     std::chrono::minutes wait{0};
-    bool noAnswer = false;  ///< may have arrived
     DateTime due() const { return refused + wait; }
   };
   struct CallBacks;
