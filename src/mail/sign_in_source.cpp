@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A password is kept while it works, a token until shortly before it expires. After a refusal the
 // place is asked once more. If it gives the same, or something that is refused too, it is left
-// alone for an hour, because servers lock accounts after some refused sign-ins.
+// alone for an hour, because servers lock accounts after some refused sign-ins. So is a keyring
+// that the user did not unlock.
 #include "mail/sign_in_source.h"
 
 #include <algorithm>
@@ -133,12 +134,21 @@ SignInMaterial SignInSource::get(std::stop_token stop) {
     return material();
   }
   kept_.reset();
+  if (declined_ && now() < quietUntil_) {
+    return {std::nullopt, *declined_};
+  }
   if (now() < quietUntil_) {
     return refusal();
   }
+  declined_.reset();
   Found found = ask(std::move(stop));
   overwriteStack();
   if (found.failure) {
+    // Whoever has closed the question does not want to see it again at each try of a timer.
+    if (found.failure->cause == Cause::kDeclined) {
+      declined_ = found.failure;
+      quietUntil_ = now() + kQuiet;
+    }
     return {std::nullopt, *std::move(found.failure)};
   }
   // Only passwords are shown in groups.
@@ -194,6 +204,7 @@ void SignInSource::accepted() {
 }
 
 void SignInSource::tryAgain() {
+  declined_.reset();
   refused_.reset();
   refusals_ = 0;
   quietUntil_ = milliseconds{0};

@@ -51,7 +51,8 @@ class SignInSource {
                const AccountSettings& secretOwner, std::size_t appPasswordLength = 0);
 
   /// What to sign in with. May wait for the user or for a command, two minutes at most for the
-  /// latter; ends soon after `stop` was requested.
+  /// latter; ends soon after `stop` was requested. When the user did not unlock the keyring, the
+  /// question is not put again for an hour or until tryAgain().
   SignInMaterial get(std::stop_token stop);
   /// The server has refused user or secret; not to be called for a refusal that the server calls
   /// temporary. The next get() asks the place anew. If that has nothing new, or if the second
@@ -90,6 +91,7 @@ class SignInSource {
   std::chrono::milliseconds keptUntil_{0};
   std::optional<Secret> refused_;
   int refusals_ = 0;
+  std::optional<SignInFailure> declined_;  ///< by the user, and not asked again before quietUntil_
   std::chrono::milliseconds quietUntil_{0};
 };
 

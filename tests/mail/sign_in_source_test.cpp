@@ -107,6 +107,20 @@ TEST_F(SignInSourceTest, EachFailureOfTheKeyringHasWordsThatSayWhatToDo) {
   EXPECT_EQ(source().get({}).failure.cause, Cause::kCancelled);
 }
 
+TEST_F(SignInSourceTest, AKeyringThatStaysLockedIsNotAskedAgainByTimer) {
+  keyring.end = SecretAnswer::End::kDeclined;
+  SignInSource source = this->source();
+  for (now = minutes{0}; now < minutes{60}; now += minutes{1}) {
+    EXPECT_EQ(source.get({}).failure.cause, Cause::kDeclined);
+  }
+  EXPECT_EQ(keyring.lookUps, 1);
+  (void)source.get({});
+  EXPECT_EQ(keyring.lookUps, 2);
+  source.tryAgain();
+  (void)source.get({});
+  EXPECT_EQ(keyring.lookUps, 3);
+}
+
 TEST_F(SignInSourceTest, WithoutAKeyringTheAlternativesAreNamed) {
   const auto both = AllOf(HasSubstr("Let a command print it"), HasSubstr("systemd credential"));
   keyring.end = SecretAnswer::End::kNoService;
