@@ -148,7 +148,7 @@ std::string usualDelivery(const S& s, const LocalIdentity& /*user*/) {
   if (!s.sendmail.empty()) {
     return "sendmail";
   }
-  return s.mailbox == MailboxKind::kAccount && !s.smtp.server.host.empty() ? "smtp" : "none";
+  return s.smtp.server.host.empty() ? "none" : "smtp";
 }
 
 const std::vector<Row>& rows() {

@@ -93,6 +93,14 @@ TEST_F(MailSettingsFile, AnAccountWithAServerForSendingSendsBySmtp) {
   EXPECT_EQ(&result.settings.smtpSecretOwner(), &result.settings.imap);
 }
 
+TEST_F(MailSettingsFile, AMaildirWithAServerForSendingSendsBySmtpToo) {
+  const auto result = read("smtp_host=smtp.example.org\nsmtp_user=ann\nsmtp_secret=keyring\n");
+  EXPECT_TRUE(result.errors.empty());
+  EXPECT_EQ(result.settings.delivery, DeliveryKind::kSmtp);
+  EXPECT_EQ(read("smtp_host=smtp.example.org\nsendmail=msmtp\n").settings.delivery,
+            DeliveryKind::kSendmail);
+}
+
 TEST_F(MailSettingsFile, ACommandIsTheWayOutWhereThereIsOne) {
   EXPECT_EQ(read("sendmail=~/bin/send -t\n").settings.delivery, DeliveryKind::kSendmail);
   EXPECT_EQ(read("sendmail=~/bin/send -t\n").settings.sendmail, "/home/ann/bin/send -t");
