@@ -91,7 +91,7 @@ TEST(SmtpWords, KnownRefusalsAreExplained) {
         Row{"534 5.7.14 Please log in via your web browser", "web browser"},
         Row{"534 5.7.9 Application-specific password required", "app password"},
         Row{"535 Authentication failed", "app password"},
-        Row{"550 5.7.30 Basic authentication is not supported", "switched off signing in"},
+        Row{"535 5.7.30 Basic authentication is not supported", "switched off signing in"},
         Row{"535 5.7.139 Authentication unsuccessful, basic authentication is disabled",
             "switched off signing in"},
         Row{"530 5.7.0 Authentication Required", "sign in before"},
@@ -112,8 +112,26 @@ TEST(SmtpWords, KnownRefusalsAreExplained) {
   EXPECT_THAT(smtpHint(one("421 shutting down")), IsEmpty());
 }
 
+TEST(SmtpWords, ARefusedMessageIsNotTakenForARefusedSignIn) {
+  for (const char* code : {"5.7.9", "5.7.14", "5.7.30", "5.7.139", "5.7.8"}) {
+    const std::string text = "550 " + std::string(code) + " the message is not wanted";
+    EXPECT_THAT(smtpHint(one(text)), Not(HasSubstr("provider"))) << code;
+    EXPECT_FALSE(refusesSignIn(one(text))) << code;
+  }
+}
+
+TEST(SmtpWords, TheMailboxOfOneRecipientIsNotTakenForALimitOfAll) {
+  const SmtpReply full = one("452 4.2.2 mailbox size limit exceeded");
+  EXPECT_FALSE(asksToSlowDown(full));
+  EXPECT_THAT(smtpHint(full), HasSubstr("mailbox is full"));
+  EXPECT_FALSE(limitsAccount(one("552 5.2.2 over the sending limit of the mailbox")));
+  const SmtpReply unexplained = one("450 4.7.1 Try again");
+  EXPECT_FALSE(asksToSlowDown(unexplained));
+  EXPECT_THAT(smtpHint(unexplained), IsEmpty());
+}
+
 TEST(SmtpWords, OnlyTemporaryAnswersAskToSlowDown) {
-  EXPECT_TRUE(asksToSlowDown(one("450 4.7.1 slow")));
+  EXPECT_TRUE(asksToSlowDown(one("450 4.7.28 slow")));
   EXPECT_TRUE(asksToSlowDown(one("452 too many messages")));
   EXPECT_FALSE(asksToSlowDown(one("550 too many messages")));
   EXPECT_FALSE(asksToSlowDown(one("450 4.2.1 mailbox busy")));

@@ -17,6 +17,7 @@ struct Hint {
   std::string_view code;   // an enhanced code, or three digits
   std::string_view words;  // in the reply too, in lower case; empty: any
   std::string_view text;
+  bool signIn = false;  // only with a code by which a server refuses to sign in
 };
 
 constexpr std::string_view kThrottled =
@@ -71,17 +72,20 @@ constexpr std::array kHints = {
          "account's, or let the provider add this one as a sender."},
     Hint{"5.7.30", "",
          "The provider has switched off signing in with a password. Choose a way to sign in with a "
-         "token, such as the desktop's online accounts, or another server for sending."},
+         "token, such as the desktop's online accounts, or another server for sending.",
+         true},
     Hint{"5.7.139", "",
          "The provider has switched off signing in with a password for this account. Choose a way "
          "to "
-         "sign in with a token, or ask the administrator."},
+         "sign in with a token, or ask the administrator.",
+         true},
     // Google's.
     Hint{"5.7.14", "",
-         "The provider wants you to sign in with a web browser first, or to use an app password."},
-    Hint{"5.7.9", "", "The provider wants an app password here."},
+         "The provider wants you to sign in with a web browser first, or to use an app password.",
+         true},
+    Hint{"5.7.9", "", "The provider wants an app password here.", true},
     // RFC 4954, section 6.
-    Hint{"5.7.8", "", kWrongSecret},
+    Hint{"5.7.8", "", kWrongSecret, true},
     Hint{"535", "", kWrongSecret},
     Hint{"534", "", "The provider wants an app password here, or a sign-in with a web browser."},
     Hint{"530", "", "The server wants you to sign in before it takes mail: see Set up mail."},
@@ -98,17 +102,20 @@ constexpr std::array kHints = {
          "The server refused a part of the command, which often is a limit of its own."},
     Hint{"5.1.1", "", "The address does not exist. Check it in the settings."},
     Hint{"5.1.10", "", "The address does not exist. Check it in the settings."},
-    Hint{"4.7.0", "", kThrottled},
-    Hint{"4.7.28", "", kThrottled},
 };
 
 // Words of those providers that limit the rate without a code of their own.
-constexpr std::array<std::string_view, 9> kRateWords = {
-    "too many",  "too fast",       "too much mail", "rate limit",  "throttl",
-    "ratelimit", "limit exceeded", "sending limit", "unusual rate"};
+constexpr std::array<std::string_view, 10> kRateWords = {
+    "server busy", "too many",  "too fast",       "too much mail", "rate limit",
+    "throttl",     "ratelimit", "limit exceeded", "sending limit", "unusual rate"};
 
 bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != text.npos;
+}
+
+// RFC 4954: a sign-in is missing, too weak or refused.
+bool concernsSignIn(int code) {
+  return code == 530 || code == 534 || code == 535 || code == 538;
 }
 
 // Null for any other answer.
@@ -178,7 +185,8 @@ std::string smtpHint(const SmtpReply& reply) {
   const std::string words = asciiLower(reply.words());
   const std::string digits = std::to_string(reply.code);
   for (const Hint& hint : kHints) {
-    if ((hint.code == reply.enhanced || hint.code == digits) && contains(words, hint.words)) {
+    if ((hint.code == reply.enhanced || hint.code == digits) && contains(words, hint.words) &&
+        (!hint.signIn || concernsSignIn(reply.code))) {
       return std::string(hint.text);
     }
   }
@@ -186,14 +194,15 @@ std::string smtpHint(const SmtpReply& reply) {
 }
 
 bool asksToSlowDown(const SmtpReply& reply) {
-  if (!reply.temporary()) {
+  // A mailbox of the recipient can be full or busy, with words that fit a limit of the rate.
+  if (!reply.temporary() || reply.enhanced.starts_with("4.2.")) {
     return false;
   }
   const std::string words = asciiLower(reply.words());
   if (contains(words, "greylist") || contains(words, "graylist")) {
     return false;  // each message is taken after a while, whatever else is sent
   }
-  return reply.enhanced.starts_with("4.7.") ||
+  return reply.enhanced == "4.7.28" || (reply.code == 421 && reply.enhanced == "4.7.0") ||
          std::any_of(kRateWords.begin(), kRateWords.end(),
                      [&](std::string_view rate) { return contains(words, rate); });
 }
@@ -203,10 +212,7 @@ bool limitsAccount(const SmtpReply& reply) {
 }
 
 bool refusesSignIn(const SmtpReply& reply) {
-  constexpr std::array<std::string_view, 5> kCodes = {"5.7.8", "5.7.9", "5.7.14", "5.7.30",
-                                                      "5.7.139"};
-  return reply.code == 530 || reply.code == 534 || reply.code == 535 || reply.code == 538 ||
-         std::find(kCodes.begin(), kCodes.end(), reply.enhanced) != kCodes.end();
+  return concernsSignIn(reply.code);
 }
 
 std::string connectWords(const MailServer& server, const ConnectFailure& failure) {
