@@ -790,6 +790,47 @@ TEST(SmtpTransport, ARefusedSignInIsTriedOnceMoreWithAFreshSecretAndThenEverythi
   EXPECT_EQ(world.waiting(), 0u);
 }
 
+// Keeps the client waiting for its sign-in.
+class SlowToOpen : public ServerScript {
+ public:
+  explicit SlowToOpen(std::vector<ServerEnd*>& ends) : ends_(ends) {}
+  void connecting(ServerEnd& end) override { ends_.push_back(&end); }
+  void heard(ServerEnd&, std::string_view) override {}
+
+ private:
+  std::vector<ServerEnd*>& ends_;
+};
+
+TEST(SmtpTransport, AGoodSecretIsNotTakenForTheOldOneThatTwoConnectionsWereRefusedFor) {
+  SmtpWorld world;
+  SignInDesk desk(world);
+  desk.secrets = {"expired", "right", "never needed"};
+  std::vector<ServerEnd*> slow;
+  world.onConnect = [&](std::size_t connection) -> std::unique_ptr<ServerScript> {
+    if (connection == 1 || connection == 2) {
+      return std::make_unique<SlowToOpen>(slow);
+    }
+    return world.server.script(connection);
+  };
+  world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+    if (moment.verb != "END" || moment.connection > 0 || slow.size() < 2) {
+      return std::nullopt;
+    }
+    for (ServerEnd* end : slow) {
+      end->fail({.cause = ConnectFailure::Cause::kSignInRefused,
+                 .step = ConnectStep::kSignIn,
+                 .words = "It was refused",
+                 .answer = "535 no"});
+    }
+    return SmtpFault{.drop = true};
+  };
+  world.sendMany(30);
+  world.flush();
+  EXPECT_THAT(slow, SizeIs(2));
+  EXPECT_EQ(desk.refused, 1);
+  EXPECT_EQ(world.waiting(), 1u) << "the message whose answer got lost";
+}
+
 TEST(SmtpTransport, AnExpiredTokenIsReplacedWithoutAWord) {
   SmtpWorld world;
   SignInDesk desk(world);
@@ -798,6 +839,67 @@ TEST(SmtpTransport, AnExpiredTokenIsReplacedWithoutAWord) {
   world.flush();
   EXPECT_THAT(world.server.taken, SizeIs(3));
   EXPECT_THAT(world.notices, Not(Contains(StartsWith("Kept"))));
+}
+
+TEST(SmtpTransport, AfterALongOutageMailLeavesWithinMinutes) {
+  SmtpWorld world;
+  bool reached = false;
+  world.onConnect = [&](std::size_t connection) -> std::unique_ptr<ServerScript> {
+    return reached ? world.server.script(connection)
+                   : std::make_unique<NeverOpen>("greeting", "drop");
+  };
+  world.send(1);
+  for (int minute = 0; minute < 300; ++minute) {
+    world.flush();
+    world.disk.clock.advance(minutes{1});
+  }
+  EXPECT_THAT(world.notices, SizeIs(1));
+  reached = true;
+  world.disk.clock.advance(kLongestRetryOfConnection);
+  world.flush();
+  EXPECT_EQ(world.waiting(), 0u);
+}
+
+TEST(SmtpTransport, AReasonIsToldOnceThoughTheServerNumbersItsAnswers) {
+  SmtpWorld world;
+  int number = 0;
+  world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+    return moment.verb == "END" ? std::optional(SmtpFault{.reply = "450 4.7.28 unusual rate id" +
+                                                                   std::to_string(++number)})
+                                : std::nullopt;
+  };
+  world.sendMany(3);
+  world.flushForADay();
+  EXPECT_GT(number, 10);
+  EXPECT_THAT(world.notices, SizeIs(1));
+}
+
+TEST(SmtpTransport, MessagesThatWaitForTheirTimeOpenNoConnectionsForOne) {
+  SmtpWorld world;
+  std::string verb = "END";
+  std::string reply = "450 4.7.28 unusual rate";
+  world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+    return moment.verb == verb && (verb == "END" || moment.sender != SmtpWorld::sender(1))
+               ? std::optional(SmtpFault{.reply = reply})
+               : std::nullopt;
+  };
+  // From now on what was tried comes last.
+  world.send(1);
+  world.flush();
+  world.disk.clock.advance(minutes{1});
+  verb = "RCPT";
+  reply = "450 4.2.1 busy";
+  for (int number = 2; number <= 10; ++number) {
+    world.send(number);
+  }
+  world.flush();
+  ASSERT_EQ(world.waiting(), 9u);
+  world.server.fault = nullptr;
+  const std::size_t before = world.network.connections();
+  world.send(11);
+  world.flush();
+  EXPECT_EQ(world.waiting(), 9u);
+  EXPECT_EQ(world.network.connections(), before + 1);
 }
 
 TEST(SmtpTransport, FailuresToConnectNameServerAndStepAndSayWhatToDo) {

@@ -27,7 +27,8 @@ constexpr int kEnoughRefusals = 10;
 
 // Whether the server has answered so to one message, and may answer others in another way.
 bool cameFromOne(const Outcome& outcome) {
-  return outcome.everything && outcome.cause != Outcome::Cause::kServer;
+  return outcome.everything &&
+         (outcome.cause == Outcome::Cause::kMessage || outcome.cause == Outcome::Cause::kLimit);
 }
 
 }  // namespace
@@ -150,12 +151,12 @@ struct DeliveryWorker::UnderWay {
 // way join it, so that one connection takes them all.
 class DeliveryWorker::Series : public MessageFeed {
  public:
-  explicit Series(DeliveryWorker& worker) : worker_(worker) {}
+  explicit Series(DeliveryWorker& worker) : worker_(worker) { countDue(0); }
 
   std::optional<FedMessage> next() override;
   void report(std::vector<Verdict> verdicts) override;
   void putBack(std::uint64_t number) override;
-  std::size_t waiting() const override { return worker_.known_.size() - next_ + again_.size(); }
+  std::size_t waiting() const override { return due_ + again_.size(); }
   // What stays in the outbox, once the transport has returned.
   std::vector<WaitingMessage> whatIsLeft();
 
@@ -163,6 +164,7 @@ class DeliveryWorker::Series : public MessageFeed {
   enum class Fate { kGone, kKept, kLeaves, kNotYet };
 
   bool moreArrived();
+  void countDue(std::size_t from);
   Fate prepare(std::size_t place, FedMessage& fed);
   Fate prepare(UnderWay one, std::string bytes, FedMessage& fed);
   bool mayHaveArrived(const WaitingMessage& message);
@@ -176,6 +178,7 @@ class DeliveryWorker::Series : public MessageFeed {
 
   DeliveryWorker& worker_;
   std::size_t next_ = 0;         // in known_
+  std::size_t due_ = 0;          // from next_ on, not kept or held when they were counted
   std::set<std::size_t> again_;  // places in known_ that were put back
   std::set<std::size_t> gone_;   // places in known_
   std::uint64_t lastNumber_ = 0;
@@ -190,6 +193,7 @@ std::optional<FedMessage> DeliveryWorker::Series::next() {
     }
     // What was put back is older than the rest, so it goes first.
     const std::size_t place = again_.empty() ? next_ : *again_.begin();
+    const bool heldBack = worker_.isHeldBack(worker_.known_[place]);
     const Fate fate = prepare(place, fed);
     // The same message is asked for again when a verdict has come.
     if (fate == Fate::kNotYet) {
@@ -200,6 +204,7 @@ std::optional<FedMessage> DeliveryWorker::Series::next() {
     }
     if (again_.erase(place) == 0) {
       ++next_;
+      due_ -= heldBack || due_ == 0 ? 0 : 1;
     }
     if (fate == Fate::kLeaves) {
       return fed;
@@ -219,17 +224,22 @@ bool DeliveryWorker::Series::moreArrived() {
   if (!arrivals || arrivals->empty()) {
     return false;
   }
+  const std::size_t before = worker_.known_.size();
   std::move(arrivals->begin(), arrivals->end(), std::back_inserter(worker_.known_));
+  countDue(before);
   return true;
+}
+
+void DeliveryWorker::Series::countDue(std::size_t from) {
+  const auto& known = worker_.known_;
+  due_ += static_cast<std::size_t>(
+      std::count_if(known.begin() + static_cast<std::ptrdiff_t>(from), known.end(),
+                    [this](const WaitingMessage& one) { return !worker_.isHeldBack(one); }));
 }
 
 DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(std::size_t place, FedMessage& fed) {
   const WaitingMessage message = worker_.known_[place];
-  const auto retry = worker_.retries_.find(message.name);
-  if (retry != worker_.retries_.end() && !worker_.isDue(retry->second)) {
-    return Fate::kKept;
-  }
-  if (worker_.held_.contains(message.name) || mayHaveArrived(message)) {
+  if (worker_.isHeldBack(message) || mayHaveArrived(message)) {
     return Fate::kKept;
   }
   Setting& setting = worker_.setting_;
@@ -588,7 +598,8 @@ void DeliveryWorker::kept(const WaitingMessage& message, const std::string& titl
     counts_.kept = retries_.size();
   }
   // What keeps everything back is told once, not at every try of the following months.
-  if (outcome.everything && std::exchange(toldOfAll_, outcome.words) == outcome.words) {
+  const std::string& reason = outcome.code.empty() ? outcome.words : outcome.code;
+  if (outcome.everything && std::exchange(toldOfAll_, reason) == reason) {
     return;
   }
   const bool unknown = outcome.kind == Outcome::Kind::kUnknown;
@@ -600,7 +611,9 @@ void DeliveryWorker::kept(const WaitingMessage& message, const std::string& titl
 
 void DeliveryWorker::putOff(const WaitingMessage& message, const Outcome& outcome) {
   Retry& retry = retries_[message.name];
-  postpone(retry);
+  const bool cut = outcome.everything && outcome.cause == Outcome::Cause::kConnection;
+  const std::chrono::minutes most = cut ? kLongestRetryOfConnection : kLongestRetry;
+  postpone(retry, most);
   if (outcome.kind == Outcome::Kind::kUnknown) {
     retry.wait = std::max(retry.wait, kRetryAfterNoAnswer);
   }
@@ -613,10 +626,10 @@ void DeliveryWorker::putOff(const WaitingMessage& message, const Outcome& outcom
   if (cameFromOne(outcome) && !accountHeld_) {
     // Soon the next message shows whether the account is meant.
     pause_ = {};
-    postpone(pause_);
+    postpone(pause_, most);
     retry.wait = limit ? kLongestRetry : retry.wait;
   } else {
-    postpone(pause_);
+    postpone(pause_, most);
     pause_.wait = limit ? kRetryAfterLimit : pause_.wait;
   }
   refusalsInRow_ = 0;
@@ -654,9 +667,15 @@ bool DeliveryWorker::isDue(const Retry& retry) const {
   return retry.wait.count() == 0 || now >= retry.due() || now < retry.refused;
 }
 
-void DeliveryWorker::postpone(Retry& retry) const {
+// Whether it is not its turn: it was kept and is not due yet, or an address of it is stopped.
+bool DeliveryWorker::isHeldBack(const WaitingMessage& message) const {
+  const auto retry = retries_.find(message.name);
+  return (retry != retries_.end() && !isDue(retry->second)) || held_.contains(message.name);
+}
+
+void DeliveryWorker::postpone(Retry& retry, std::chrono::minutes most) const {
   retry.refused = setting_.clock.now();
-  retry.wait = std::clamp(2 * retry.wait, kFirstRetry, kLongestRetry);
+  retry.wait = std::clamp(2 * retry.wait, kFirstRetry, most);
 }
 
 void DeliveryWorker::publish() {

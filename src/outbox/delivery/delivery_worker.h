@@ -51,6 +51,8 @@ namespace relaybird {
 
 inline constexpr std::chrono::minutes kFirstRetry{1};
 inline constexpr std::chrono::minutes kLongestRetry{60};
+/// While there is no connection: short, so that little is late when there is one again.
+inline constexpr std::chrono::minutes kLongestRetryOfConnection{5};
 inline constexpr std::chrono::days kGiveUpAfter{5};
 /// Quotas of a day and blocks of an account last for hours.
 inline constexpr std::chrono::hours kRetryAfterLimit{4};
@@ -129,7 +131,8 @@ class DeliveryWorker {
   Result<void> putAside(const UnderWay& one, const std::vector<std::string>& recipients,
                         const std::string& words);
   bool isDue(const Retry& retry) const;
-  void postpone(Retry& retry) const;
+  bool isHeldBack(const WaitingMessage& message) const;
+  void postpone(Retry& retry, std::chrono::minutes most) const;
   void say(StoreNotice notice);
   void postDone(std::vector<std::function<void()>> waiters);
   void tellStopped(const std::string& address);
@@ -153,7 +156,7 @@ class DeliveryWorker {
   std::string suspect_;         ///< the file whose answer held everything back
   bool accountHeld_ = false;    ///< another message got such an answer too
   bool seriesEnded_ = false;
-  std::string toldOfAll_;      ///< why nothing can leave, in the words that were told last
+  std::string toldOfAll_;      ///< the code or words of why nothing can leave, as told last
   DateTime listed_ = kNoDate;  ///< when the folder was last read
 
   mutable std::mutex mutex_;  ///< for all below

@@ -38,6 +38,10 @@ bool isSafe(std::string_view address) {
          });
 }
 
+std::string codeOf(const SmtpReply& reply) {
+  return std::to_string(reply.code) + " " + reply.enhanced;
+}
+
 std::string megabytes(std::uint64_t bytes) {
   return std::to_string((bytes + 999'999) / 1'000'000) + " MB";
 }
@@ -167,7 +171,7 @@ void SmtpDialogue::handleHello(const SmtpReply& reply) {
     oldHello_ = true;
     say(SmtpStep::kHello, std::string("HELO ") + kHelloName);
   } else {
-    trouble_ = Trouble{wordsOf(reply, "the greeting")};
+    trouble_ = Trouble{wordsOf(reply, "the greeting"), Outcome::Cause::kServer, codeOf(reply)};
     over_ = true;
   }
 }
@@ -335,7 +339,9 @@ void SmtpDialogue::pumpText(Transaction& transaction) {
 void SmtpDialogue::endText(Transaction& transaction) {
   transaction.phase = Transaction::Phase::kEnding;
   if (setting_.trace) {
-    setting_.trace({true, "(the message, " + std::to_string(transaction.size) + " bytes)"});
+    const bool empty = transaction.at == 0;
+    setting_.trace({true, empty ? "(no message)"
+                                : "(the message, " + std::to_string(transaction.size) + " bytes)"});
   }
   say(SmtpStep::kEnd, ".");
   transaction.endAt = sentInAll_ + output().size();
@@ -401,7 +407,8 @@ void SmtpDialogue::handleClosing(const SmtpReply& reply, SmtpStep step) {
   const std::string hint = smtpHint(reply);
   trouble_ = Trouble{setting_.server + " ends the connection: " + reply.words() +
                          (hint.empty() ? "" : "\n" + hint),
-                     transactions_.empty() ? Outcome::Cause::kServer : Outcome::Cause::kMessage};
+                     transactions_.empty() ? Outcome::Cause::kServer : Outcome::Cause::kMessage,
+                     codeOf(reply)};
   if (step == SmtpStep::kEnd && accepted_ == 0 && !asksToSlowDown(reply)) {
     // It may be this message that it cannot stand: the others must not wait for it.
     trouble_.reset();
@@ -437,7 +444,7 @@ void SmtpDialogue::lost(const std::string& words) {
   const std::string text = withServer(setting_.server, words);
   if (transactions_.empty()) {
     if (accepted_ == 0 && !quitSaid_) {
-      trouble_ = Trouble{text};
+      trouble_ = Trouble{text, Outcome::Cause::kConnection};
     }
     return;
   }
@@ -467,9 +474,9 @@ void SmtpDialogue::lost(const std::string& words) {
 // Whether other messages probably get the same answer; then it is the connection's trouble.
 bool SmtpDialogue::holdsBack(const SmtpReply& reply) {
   if (limitsAccount(reply)) {
-    trouble_ = Trouble{wordsOf(reply, "the message"), Outcome::Cause::kLimit};
+    trouble_ = Trouble{wordsOf(reply, "the message"), Outcome::Cause::kLimit, codeOf(reply)};
   } else if (asksToSlowDown(reply)) {
-    trouble_ = Trouble{wordsOf(reply, "the message"), Outcome::Cause::kMessage};
+    trouble_ = Trouble{wordsOf(reply, "the message"), Outcome::Cause::kMessage, codeOf(reply)};
   }
   return trouble_.has_value();
 }
@@ -488,7 +495,7 @@ void SmtpDialogue::finishFirst() {
   }
   const bool ofAll = first.refusal.has_value();
   if (worst && refusesSignIn(*worst)) {
-    trouble_ = Trouble{wordsOf(*worst, "the sender")};
+    trouble_ = Trouble{wordsOf(*worst, "the sender"), Outcome::Cause::kServer, codeOf(*worst)};
   } else if (worst) {
     holdsBack(*worst);
   }

@@ -54,6 +54,7 @@ class SmtpDialogue {
   struct Trouble {
     std::string words;
     Outcome::Cause cause = Outcome::Cause::kServer;
+    std::string code = {};  ///< as in Outcome
   };
 
   explicit SmtpDialogue(Setting setting);

@@ -55,6 +55,19 @@ bool anyUnknown(const std::vector<Verdict>& verdicts) {
   });
 }
 
+Outcome::Cause causeOf(ConnectFailure::Cause cause) {
+  using Cause = ConnectFailure::Cause;
+  const bool connection = cause == Cause::kNoSuchHost || cause == Cause::kNotReached ||
+                          cause == Cause::kTimedOut || cause == Cause::kClosed;
+  return connection ? Outcome::Cause::kConnection : Outcome::Cause::kServer;
+}
+
+// The cause, and what is no number of the session in the server's answer.
+std::string codeOf(const ConnectFailure& failure) {
+  return "connect " + std::to_string(static_cast<int>(failure.cause)) + " " +
+         failure.answer.substr(0, failure.answer.find(' '));
+}
+
 std::string_view nameOf(SmtpStep step) {
   switch (step) {
     case SmtpStep::kHello:
@@ -90,6 +103,7 @@ class SmtpTransport::Series {
  private:
   struct Line {
     std::unique_ptr<Connection> connection;
+    int secret = 0;                        // which of the secrets it was opened with
     std::optional<SmtpDialogue> dialogue;  // once it is open
     Milliseconds since{0};                 // of the last progress
     std::uint64_t progress = 0;
@@ -123,6 +137,7 @@ class SmtpTransport::Series {
   std::list<Line> lines_;
   std::optional<FedMessage> spare_;  // fetched, and for the first connection that wants one
   std::optional<SignIn> signIn_;
+  int secret_ = 0;  // counts those that were refused
   bool triedAnotherSecret_ = false;
 };
 
@@ -214,6 +229,7 @@ bool SmtpTransport::Series::open() {
   Line& line = lines_.emplace_back();
   line.connection = network_->connect(transport_.setting_.server, signIn_, kSmtpOpenLimit,
                                       transport_.setting_.trace);
+  line.secret = secret_;
   line.since = network_->steadyTime();
   return true;
 }
@@ -276,6 +292,11 @@ void SmtpTransport::Series::connectionFailed(Line& line) {
   // Without an answer the secret was not sent: the server does not know this way to sign in.
   const bool refused = failure.cause == ConnectFailure::Cause::kSignInRefused;
   if (refused && !failure.answer.empty() && calls) {
+    // Connections that were opened together are refused together; there is a newer secret now.
+    if (line.secret != secret_) {
+      return;
+    }
+    ++secret_;
     signIn_.reset();
     if (calls->refused) {
       calls->refused();
@@ -289,7 +310,9 @@ void SmtpTransport::Series::connectionFailed(Line& line) {
       }
     }
   }
-  holdEverythingBack({connectWords(transport_.setting_.server, failure)}, {});
+  holdEverythingBack(
+      {connectWords(transport_.setting_.server, failure), causeOf(failure.cause), codeOf(failure)},
+      {});
 }
 
 // Reports the verdicts that have come, all of them together, and puts back what was not sent.
@@ -341,7 +364,8 @@ void SmtpTransport::Series::holdEverythingBack(const SmtpDialogue::Trouble& trou
   }
   if (!unsent.empty()) {
     feed_.report(
-        {{unsent.front(), {Outcome::Kind::kTemporary, trouble.words, true, {}, trouble.cause}}});
+        {{unsent.front(),
+          {Outcome::Kind::kTemporary, trouble.words, true, {}, trouble.cause, trouble.code}}});
   }
   for (std::size_t i = 1; i < unsent.size(); ++i) {
     feed_.putBack(unsent[i]);

@@ -54,11 +54,15 @@ struct Outcome {
 
   /// Where `everything` comes from.
   enum class Cause {
-    kServer,   ///< the command or the server as a whole
-    kMessage,  ///< the server's answer to this message, which may mean this message alone
-    kLimit,    ///< the same, if it tells of a quota or block that lasts for hours
+    kServer,      ///< the command or the server as a whole
+    kConnection,  ///< the server is not reached, or does not answer
+    kMessage,     ///< the server's answer to this message, which may mean this message alone
+    kLimit,       ///< the same, if it tells of a quota or block that lasts for hours
   };
   Cause cause = Cause::kServer;
+  /// With `everything`: the same whenever the reason is the same, where `words` can differ in
+  /// numbers that servers give each answer; empty where the words are the same then.
+  std::string code = {};
 };
 
 /// A message as a feed hands it out.
@@ -72,7 +76,7 @@ struct Verdict {
   Outcome outcome;
 };
 
-/// The messages of one series. Used by the transport's thread, during Transport::deliver().
+/// The messages of one series. Used by the transport's thread, during Transport::deliverAll().
 class MessageFeed {
  public:
   virtual ~MessageFeed() = default;
