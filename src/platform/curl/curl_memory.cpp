@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 // A connection keeps its password as long as it lives, because libcurl compares it when it looks
 // for a connection to use again. It cannot be told to forget it, so the memory is guarded instead:
-// small blocks come from the memory of secrets, which is left out of core dumps, and every block is
-// overwritten before it is given back.
+// every block comes from the memory of secrets, which is left out of core dumps, and is overwritten
+// before it is given back. An access token may have some kilobytes, and it is encoded and put into
+// a command, so large blocks are no exception.
 //
-// A secret has pages of its own, which is too much for each of some hundred blocks. So they are cut
-// from large chunks, in a few sizes, and kept in one list per size. Chunks are never given back. A
-// sanitizer knows nothing of blocks within a chunk, so under one all blocks come from malloc().
+// A secret has pages of its own, which is too much for each of some hundred blocks. So blocks are
+// cut from large chunks, in a few sizes, and kept in one list per size. Chunks are never given
+// back. The few blocks that are larger than these sizes are secrets of their own. A sanitizer knows
+// nothing of blocks within a chunk, so under one all blocks come from malloc().
 #include "platform/curl/curl_memory.h"
 
 #include <curl/curl.h>
@@ -20,6 +22,7 @@
 #include <mutex>
 #include <new>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "platform/system/secret.h"
@@ -36,11 +39,13 @@ namespace {
 // Before every block, at the alignment that malloc() promises.
 struct alignas(std::max_align_t) Header {
   std::size_t size;      // without the header
-  std::size_t sizeName;  // the list that it belongs to; kLarge: none
+  std::size_t sizeName;  // the list that it belongs to; kLarge: none, kPlain: malloc()
 };
 
-constexpr std::array<std::size_t, 8> kSizes{32, 64, 128, 256, 512, 1024, 2048, 4096};
+constexpr std::array<std::size_t, 11> kSizes{32,   64,   128,  256,   512,  1024,
+                                             2048, 4096, 8192, 16384, 32768};
 constexpr std::size_t kLarge = kSizes.size();
+constexpr std::size_t kPlain = kLarge + 1;
 constexpr std::size_t kChunk = std::size_t{256} * 1024;
 
 class SmallBlocks {
@@ -106,6 +111,33 @@ SmallBlocks& smallBlocks() {
   return *blocks;
 }
 
+// A large block begins with the secret that owns it, then comes the header.
+struct alignas(std::max_align_t) Owner {
+  Secret pages;
+};
+
+Header* takeLarge(std::size_t size) {
+  constexpr std::size_t kBefore = sizeof(Owner) + sizeof(Header);
+  if (size > SIZE_MAX - kBefore) {
+    return nullptr;
+  }
+  try {
+    Secret pages = Secret::ofSize(kBefore + size);
+    char* const begin = pages.writable().data();
+    new (begin) Owner{std::move(pages)};
+    return new (begin + sizeof(Owner)) Header{.size = 0, .sizeName = kLarge};
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+void giveBackLarge(Header* header) {
+  auto* const owner = reinterpret_cast<Owner*>(reinterpret_cast<char*>(header) - sizeof(Owner));
+  // Out of its own memory, which goes with it.
+  const Secret pages = std::move(owner->pages);
+  owner->~Owner();
+}
+
 Header* headerOf(void* memory) {
   return static_cast<Header*>(memory) - 1;
 }
@@ -116,10 +148,14 @@ void* allocate(std::size_t size) {
   }
   Header* header = nullptr;
   const auto fitting = std::lower_bound(kSizes.begin(), kSizes.end(), size);
-  if (!RELAYBIRD_PLAIN_MALLOC && fitting != kSizes.end()) {
+  if (RELAYBIRD_PLAIN_MALLOC) {
+    if (void* memory = std::malloc(sizeof(Header) + size); memory != nullptr) {
+      header = new (memory) Header{.size = 0, .sizeName = kPlain};
+    }
+  } else if (fitting != kSizes.end()) {
     header = smallBlocks().take(static_cast<std::size_t>(fitting - kSizes.begin()));
-  } else if (void* memory = std::malloc(sizeof(Header) + size); memory != nullptr) {
-    header = new (memory) Header{.size = 0, .sizeName = kLarge};
+  } else {
+    header = takeLarge(size);
   }
   if (header == nullptr) {
     return nullptr;
@@ -134,8 +170,10 @@ void release(void* memory) {
   }
   Header* header = headerOf(memory);
   overwrite({static_cast<char*>(memory), header->size});
-  if (header->sizeName == kLarge) {
+  if (header->sizeName == kPlain) {
     std::free(header);
+  } else if (header->sizeName == kLarge) {
+    giveBackLarge(header);
   } else {
     smallBlocks().giveBack(header);
   }
