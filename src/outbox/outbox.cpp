@@ -466,6 +466,7 @@ std::string Outbox::pathOf(const Claim& claim) const {
 Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
   const std::lock_guard lock(mutex_);
   std::vector<std::string> names;
+  names.reserve(claims.size());
   for (const Claim* claim : claims) {
     names.push_back(claim->name());
   }
