@@ -124,6 +124,7 @@ void ReadMarks::settle() {
   }
 }
 
+// What is missing is counted once for each listing: an inbox may return the same one for long.
 // There are few forwarded messages whose mark is not durable yet, usually none. The listing is
 // searched only if there is one.
 void ReadMarks::catchUp(const std::shared_ptr<InboxView>& view) {
@@ -137,6 +138,9 @@ void ReadMarks::catchUp(const std::shared_ptr<InboxView>& view) {
     if (open.erase(view->listing->entryId(i)) != 0) {
       bridge({view, i});
     }
+  }
+  if (std::exchange(searched_, view->listing) == view->listing) {
+    return;
   }
   for (const std::string& entryId : open) {
     if (marked_.count(entryId) == 0) {

@@ -109,6 +109,7 @@ class ReadMarks {
   std::optional<InboxEntry> heldBack_;
   std::unordered_set<std::string> marked_;   ///< forwarded and marked, not known to be durable
   std::unordered_set<std::string> missing_;  ///< forwarded and absent from the last listing
+  std::shared_ptr<InboxListing> searched_;   ///< the last one in which they were looked for
   std::unordered_set<std::string> complained_;
 };
 

@@ -153,8 +153,26 @@ TEST_F(ReadMarksTest, AfterACrashAMessageThatIsNotListedAnyMoreIsSettledByTheSec
   server.remove(id);
   list();
   EXPECT_TRUE(journaled(id));
+  ++server.changes;
   list();
   EXPECT_FALSE(journaled(id));
+}
+
+// A refused mark hid its message from the listing, and two calls that returned this one listing
+// settled the journal: the message was forwarded again.
+TEST_F(ReadMarksTest, AMessageMissingTwiceFromTheSameListingIsNotSettled) {
+  const std::string id = server.deliver();
+  forward(entry());
+  inbox().refuseMarks();
+  const FakeServer::Message hidden = *server.find(id);
+  server.remove(id);
+  EXPECT_EQ(list(), list());
+  list();
+  EXPECT_TRUE(journaled(id));
+  server.messages.push_back(hidden);
+  ++server.changes;
+  EXPECT_FALSE(marks().unread(entry()));
+  EXPECT_TRUE(journaled(id));
 }
 
 TEST_F(ReadMarksTest, AMessageMissingFromOneListingIsNotSettled) {
@@ -245,6 +263,7 @@ TEST_F(ReadMarksTest, AMessageThatVanishesWhileItIsForwardedIsSettledByTheSecond
   EXPECT_THAT(notices, IsEmpty());
   list();
   EXPECT_TRUE(journaled(id));
+  ++server.changes;
   list();
   EXPECT_FALSE(journaled(id));
 }
@@ -256,6 +275,7 @@ TEST_F(ReadMarksTest, NewNumbersOfTheServerLeaveNothingInTheJournal) {
   server.renumber();
   inbox().refuseMarks();
   list();
+  ++server.changes;
   list();
   EXPECT_FALSE(journaled(id));
   const InboxEntry renumbered = entry();
