@@ -205,7 +205,7 @@ Result<ImapHead> AccountListing::fetchHead(std::size_t index) {
   if (!waited) {
     return waited.error();
   }
-  inbox_.walked_.add(uid);
+  inbox_.walked_.insert(uid);
   return session().work([&](ImapWork& work) -> Result<ImapHead> {
     // Looked at anew: the session may have gone on meanwhile.
     if (!isOf(work)) {
@@ -326,7 +326,8 @@ AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading th
                        folderOnDisk(),
                        [this](const ProtocolLine& line) { trace(line); },
                        [this] { onNews(); },
-                       complain});
+                       complain,
+                       [this] { return world_.clock.now(); }});
 }
 
 AccountInbox::~AccountInbox() {
@@ -334,18 +335,23 @@ AccountInbox::~AccountInbox() {
 }
 
 Result<std::string> AccountInbox::identity() const {
-  return "imap:" + asciiLower(settings_.imap.user) + '@' + asciiLower(settings_.imap.server.host) +
-         '/' + settings_.folder;
+  const MailServer& server = settings_.imap.server;
+  // The name of the inbox alone is the same in any case (RFC 9051 section 5.1).
+  const bool inbox = equalsAsciiCase(settings_.folder, "INBOX");
+  return "imap:" + asciiLower(settings_.imap.user) + '@' + asciiLower(server.host) + ':' +
+         std::to_string(server.port) + '/' + (inbox ? "INBOX" : settings_.folder);
 }
 
 // Of this account alone: another program may work on another account with the same state folder.
+// The beginning of the name is for people, the hash tells accounts apart.
 std::string AccountInbox::folderOnDisk() const {
-  std::string name = *identity();
+  const std::string whole = *identity();
+  constexpr std::size_t kReadableBytes = 100;
+  std::string name = whole.substr(0, kReadableBytes);
   for (char& c : name) {
     c = isLetterOrDigit(c) || c == '.' || c == '-' || c == '@' ? c : '_';
   }
-  constexpr std::size_t kLongestName = 200;
-  return world_.stateFolder + "/rbx/" + name.substr(0, kLongestName);
+  return world_.stateFolder + "/rbx/" + name + '-' + lastingHash(whole);
 }
 
 Result<void> AccountInbox::alive() {

@@ -18,7 +18,6 @@
 #include "mail/sign_in_source.h"
 #include "mail/store_world.h"
 #include "stores/account/imap_session.h"
-#include "stores/account/uid_set.h"
 #include "stores/mailbox/inbox.h"
 
 namespace relaybird {
@@ -84,7 +83,8 @@ class AccountInbox : public Inbox {
 
   std::shared_ptr<InboxListing> last_;
   std::shared_ptr<const std::vector<std::uint32_t>> lastUids_;
-  UidSet walked_;               ///< messages whose heads were asked for since the start
+  std::unordered_set<std::uint32_t>
+      walked_;                  ///< messages whose heads were asked for since the start
   std::uint64_t walkedOf_ = 0;  ///< the generation of these numbers
   /// How many of the last heads were followed by the whole message, between 0 and 1.
   double opened_ = 0.2;

@@ -117,10 +117,12 @@ void ImapClient::select(std::string_view folder,
 }
 
 void ImapClient::searchUnseen(std::function<void(const Result<UidSet>&)> done) {
+  ++searches_;
   const bool extended = can("ESEARCH");
   const std::string_view returned = extended ? "UID SEARCH RETURN (ALL) " : "UID SEARCH ";
   dialogue_.send(ImapCommand(std::string(returned) + "UNSEEN UNDELETED"),
                  [this, done = std::move(done)](const ImapCondition& reply) {
+                   --searches_;
                    UidSet found = std::exchange(found_, std::nullopt).value_or(UidSet());
                    const bool all = std::exchange(foundAll_, true);
                    if (reply.status != ImapStatus::kOk) {

@@ -91,6 +91,9 @@ class ImapClient {
   void select(std::string_view folder, std::function<void(const Result<ImapOpened>&)> done);
   /// The unread messages that are not being deleted.
   void searchUnseen(std::function<void(const Result<UidSet>&)> done);
+  /// Whether a reply is due for which servers may need minutes, where a folder is large: to SELECT
+  /// or SEARCH.
+  bool awaitsSlowReply() const { return selecting_ || searches_ > 0; }
   /// Asks for the heads; Events::head gets each. Messages that have vanished have none.
   /// `structure`: with BODYSTRUCTURE. `done` is called once for each command of kHeadsInCommand.
   void fetchHeads(const std::vector<std::uint32_t>& uids, bool structure, const Done& done);
@@ -132,6 +135,7 @@ class ImapClient {
   ImapOpened opened_;
   std::optional<UidSet> found_;  // by the search under way
   bool foundAll_ = true;
+  int searches_ = 0;                    // unanswered
   std::vector<ImapMailbox> mailboxes_;  // of the LIST under way
   bool idleRefused_ = false;
   ImapDialogue dialogue_;  // last, as its calls use the other members

@@ -61,9 +61,12 @@ ImapSession::ImapSession(ImapSessionWorld world)
     : world_(std::move(world)),
       spool_(world_.files, world_.folderOnDisk),
       identities_(world_.files, world_.folderOnDisk + "/messages"),
-      work_(spool_, identities_, [this](const std::string& words) {
-        world_.complain("Mail server " + world_.server.host + ": " + words);
-      }) {}
+      work_(
+          spool_, identities_,
+          [this](const std::string& words) {
+            world_.complain("Mail server " + world_.server.host + ": " + words);
+          },
+          world_.now) {}
 
 ImapSession::~ImapSession() = default;
 
@@ -244,7 +247,7 @@ void ImapSession::checkLife() {
       failed("it has ended the connection: " + *dialogue.bye(), whenClosed());
     } else if (status_.up && client_->uidValidity() != work_.uidValidity()) {
       failed("the folder was numbered anew");
-    } else if (now_ - lastInput_ >= kSilenceLimit || now_ - lastReply_ >= kReplyLimit) {
+    } else if (now_ - lastInput_ >= silenceLimit() || now_ - lastReply_ >= kReplyLimit) {
       failed("it does not answer any more", Loss::kBroken);
     }
   }
@@ -373,6 +376,10 @@ void ImapSession::pause() {
   nextTry_ = now_ + length * 3 / 4 + length * chance / 512;
 }
 
+ImapSession::Time ImapSession::silenceLimit() const {
+  return client_->awaitsSlowReply() ? Time(kSearchSilenceLimit) : Time(kSilenceLimit);
+}
+
 ImapSession::Time ImapSession::nextMoment() const {
   Time next = now_ + kLongWait;
   const auto atMost = [&](Time moment) { next = std::min(next, moment); };
@@ -392,7 +399,7 @@ ImapSession::Time ImapSession::nextMoment() const {
     return next;  // the network measures the limit of opening
   }
   if (client_->dialogue().owesReply() || !client_->dialogue().output().empty()) {
-    atMost(lastInput_ + kSilenceLimit);
+    atMost(lastInput_ + silenceLimit());
     atMost(lastReply_ + kReplyLimit);
   } else if (status_.up) {
     atMost(idleSince_ + (client_->dialogue().idling() ? Time(kIdleRenewal) : Time(kNoopInterval)));

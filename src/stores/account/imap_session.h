@@ -34,6 +34,8 @@ namespace relaybird {
 inline constexpr std::chrono::seconds kConnectLimit{30};
 /// How long the server may send nothing while it owes a reply.
 inline constexpr std::chrono::seconds kSilenceLimit{30};
+/// The same while it opens or searches the folder, which takes minutes where that is large.
+inline constexpr std::chrono::minutes kSearchSilenceLimit{4};
 /// How long it may take for one reply, although it sends something.
 inline constexpr std::chrono::minutes kReplyLimit{5};
 /// A connection that ends so soon after the server had to answer was probably ended over that.
@@ -76,6 +78,8 @@ struct ImapSessionWorld {
   std::function<void()> news = [] {};
   /// A sentence for the user's log.
   std::function<void(std::string)> complain = [](const std::string&) {};
+  /// The time of day, for messages without one.
+  std::function<DateTime()> now = [] { return kNoDate; };
 };
 
 /// A sentence about a connection that could not be opened or has ended: server, step, what
@@ -144,6 +148,7 @@ class ImapSession {
   void saveIdentities();
   void pause();
   Time nextMoment() const;
+  Time silenceLimit() const;
   void changedSomething() { ++status_.news; }
 
   ImapSessionWorld world_;

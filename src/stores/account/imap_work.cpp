@@ -51,25 +51,37 @@ constexpr int blameFor(Loss how) {
   return 0;
 }
 
-// When the message came or was written, whichever is earlier: a move to another server may set the
-// former anew.
-DateTime earliestTime(BodySpool& spool, const ImapHead& head) {
+// After so many refusals the heads of a folder numbered anew are asked for one by one.
+constexpr int kRefusalsOfGroups = 2;
+
+// So many messages are named in one sentence.
+constexpr std::size_t kNamedMessages = 5;
+
+std::optional<DateTime> timeOfWriting(BodySpool& spool, const ImapHead& head) {
   FetchedBody fields(spool);
   auto file = fields.append(head.header) ? fields.finish(head.received)
                                          : Result<std::unique_ptr<InputFile>>(Error{});
   if (!file) {
-    return head.received;
+    return std::nullopt;
   }
   const auto message = Message::read(std::move(*file));
-  return message ? std::min(head.received, (*message)->date().value_or(head.received))
-                 : head.received;
+  return message ? (*message)->date() : std::nullopt;
+}
+
+// When the message came or was written, whichever is earlier: a move to another server may set the
+// former anew.
+DateTime earliestTime(BodySpool& spool, const ImapHead& head) {
+  return std::min(head.received, timeOfWriting(spool, head).value_or(head.received));
 }
 
 }  // namespace
 
 ImapWork::ImapWork(BodySpool& spool, MessageIdentities& identities,
-                   std::function<void(std::string)> complain)
-    : spool_(spool), identities_(identities), complain_(std::move(complain)) {}
+                   std::function<void(std::string)> complain, std::function<DateTime()> now)
+    : spool_(spool),
+      identities_(identities),
+      complain_(std::move(complain)),
+      now_(std::move(now)) {}
 
 ImapClient::Events ImapWork::events() {
   return {[this](ImapHead head) { onHead(std::move(head)); },
@@ -246,7 +258,9 @@ Wanted ImapWork::refreshed(std::uint64_t number) const {
 
 void ImapWork::pumpRefresh() {
   const bool justOpened = std::exchange(justOpened_, false);
-  if (refreshWanted_ <= std::max(refreshSent_, refreshFailed_)) {
+  // One at a time: a search of a large folder may take the server minutes.
+  if (refreshWanted_ <= std::max(refreshSent_, refreshFailed_) ||
+      refreshSent_ > std::max(refreshDone_, refreshFailed_)) {
     return;
   }
   const std::uint64_t number = refreshWanted_;
@@ -319,24 +333,56 @@ std::optional<bool> ImapWork::isUnseen(std::uint32_t uid) const {
   return std::binary_search(unseen_->begin(), unseen_->end(), uid);
 }
 
-// Asks for the heads of all unread messages of a folder that was numbered anew.
+// Asks for the heads of all unread messages of a folder that was numbered anew. A server that
+// refuses them for now must not make all messages strangers, and one message that it always refuses
+// must not keep the others from being recognised.
 void ImapWork::recognise(std::uint64_t number, std::vector<std::uint32_t> uids) {
-  renumbering_ = Renumbering{number, std::move(uids), {}, 0};
-  renumbering_->commands = (renumbering_->uids.size() + kHeadsInCommand - 1) / kHeadsInCommand;
-  if (renumbering_->commands == 0) {
+  renumbering_ = Renumbering{};
+  renumbering_->number = number;
+  renumbering_->uids = std::move(uids);
+  renumbering_->singly = refusedRenumberings_ >= kRefusalsOfGroups;
+  const std::size_t size = renumbering_->singly ? 1 : kHeadsInCommand;
+  const auto& all = renumbering_->uids;
+  renumbering_->commands = (all.size() + size - 1) / size;
+  if (all.empty()) {
     onRecognised();
     return;
   }
-  client_->fetchHeads(renumbering_->uids, false, [this](const Result<void>&) {
-    if (--renumbering_->commands == 0) {
-      onRecognised();
-    }
-  });
+  for (std::size_t begin = 0; begin < all.size(); begin += size) {
+    const std::size_t end = std::min(all.size(), begin + size);
+    client_->fetchHeads(
+        {all.begin() + static_cast<std::ptrdiff_t>(begin),
+         all.begin() + static_cast<std::ptrdiff_t>(end)},
+        false, [this, number](const Result<void>& result) { onHeadsToRecognise(number, result); });
+  }
+}
+
+void ImapWork::onHeadsToRecognise(std::uint64_t number, const Result<void>& result) {
+  if (!renumbering_ || renumbering_->number != number) {
+    return;
+  }
+  if (!result) {
+    renumbering_->refusal = result.error().text;
+  }
+  if (--renumbering_->commands == 0) {
+    onRecognised();
+  }
 }
 
 void ImapWork::onRecognised() {
   Renumbering all = std::move(*renumbering_);
   renumbering_.reset();
+  if (!all.refusal.empty() && (!all.singly || all.found.empty())) {
+    ++refusedRenumberings_;
+    refreshFailed_ = std::max(refreshFailed_, all.number);
+    refreshFailure_ = {0,
+                       "The mail server has numbered the messages of the folder anew, and does "
+                       "not let them be recognised yet: " +
+                           all.refusal};
+    changed_ = true;
+    return;
+  }
+  refusedRenumberings_ = 0;
   std::vector<MessageIdentities::Found> found;
   for (const std::uint32_t uid : all.uids) {
     const auto head = all.found.find(uid);
@@ -350,9 +396,28 @@ void ImapWork::onRecognised() {
   complain_(
       "The server has numbered the messages of the folder anew. Unread messages that cannot "
       "be recognised and are not forwarded: " +
-      std::to_string(leftOut));
+      std::to_string(leftOut) + namesOfLeftOut(all));
   refreshDone_ = std::max(refreshDone_, all.number);
   publish(std::move(all.uids));
+}
+
+// Their subjects in parentheses.
+std::string ImapWork::namesOfLeftOut(const Renumbering& all) const {
+  std::string names;
+  std::size_t count = 0;
+  for (const std::uint32_t uid : all.uids) {
+    if (!identities_.isLeftOut(uid)) {
+      continue;
+    }
+    if (++count > kNamedMessages) {
+      names += ", ...";
+      break;
+    }
+    const auto subject = all.subjects.find(uid);
+    names += (count > 1 ? ", \"" : "\"") +
+             (subject == all.subjects.end() ? std::string() : subject->second) + '"';
+  }
+  return names.empty() ? names : " (" + names + ')';
 }
 
 // Heads.
@@ -429,7 +494,11 @@ void ImapWork::askHeads(std::vector<std::uint32_t> uids, bool plain) {
 
 void ImapWork::onHead(ImapHead head) {
   const std::uint32_t uid = head.uid;
+  if (head.received == kNoDate) {
+    head.received = timeOfWriting(spool_, head).value_or(now_());
+  }
   if (renumbering_) {
+    renumbering_->subjects[uid] = HeaderBlock(head.header).subject();
     const std::uint64_t fingerprint = MessageIdentities::fingerprintOf(head);
     renumbering_->found[uid] = {uid, fingerprint, earliestTime(spool_, head)};
     return;

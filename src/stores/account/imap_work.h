@@ -66,9 +66,10 @@ enum class Loss {
 class ImapWork {
  public:
   /// `spool` and `identities` must outlive this object. `complain` gets a sentence about a mark
-  /// that the server refuses, and about messages that are left out after a renumbering.
+  /// that the server refuses, and about messages that are left out after a renumbering. `now` is
+  /// the time of receipt of a message of which neither server nor writer tells one.
   ImapWork(BodySpool& spool, MessageIdentities& identities,
-           std::function<void(std::string)> complain);
+           std::function<void(std::string)> complain, std::function<DateTime()> now);
 
   // The connection.
   /// The events that the client has to call.
@@ -179,7 +180,10 @@ class ImapWork {
     std::uint64_t number = 0;  // of the refresh
     std::vector<std::uint32_t> uids;
     std::unordered_map<std::uint32_t, MessageIdentities::Found> found;
+    std::unordered_map<std::uint32_t, std::string> subjects;
     std::size_t commands = 0;  // unanswered
+    bool singly = false;
+    std::string refusal;  // the server's words
   };
   struct Known {
     std::uint64_t size = 0;
@@ -195,7 +199,9 @@ class ImapWork {
   void onSearched(std::uint64_t number, std::uint64_t marksBefore, const Result<UidSet>& found);
   void publish(std::vector<std::uint32_t> uids);
   void recognise(std::uint64_t number, std::vector<std::uint32_t> uids);
+  void onHeadsToRecognise(std::uint64_t number, const Result<void>& result);
   void onRecognised();
+  std::string namesOfLeftOut(const Renumbering& all) const;
   void pumpHeads();
   void askHeads(std::vector<std::uint32_t> uids, bool plain);
   void onHeadsAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result);
@@ -223,7 +229,9 @@ class ImapWork {
   BodySpool& spool_;
   MessageIdentities& identities_;
   std::optional<Renumbering> renumbering_;
+  int refusedRenumberings_ = 0;
   std::function<void(std::string)> complain_;
+  std::function<DateTime()> now_;
   ImapClient* client_ = nullptr;
   ImapOpened opened_;
   std::uint64_t generation_ = 0;

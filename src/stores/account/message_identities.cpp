@@ -52,6 +52,12 @@ std::string hexOf(std::uint64_t number) {
 
 }  // namespace
 
+std::string lastingHash(std::string_view text) {
+  Hash hash;
+  hash.add(text);
+  return hexOf(hash.value());
+}
+
 std::uint64_t MessageIdentities::fingerprintOf(const ImapHead& head) {
   const HeaderBlock headers(head.header);
   Hash hash;

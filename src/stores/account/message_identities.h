@@ -30,6 +30,9 @@
 
 namespace relaybird {
 
+/// A hash of the text in hexadecimal digits, the same in every build. Not against attackers.
+std::string lastingHash(std::string_view text);
+
 class MessageIdentities {
  public:
   /// Nothing is read before load(). `files` must outlive the object.

@@ -71,19 +71,19 @@ void UidSet::add(std::uint32_t first, std::uint32_t last) {
   if (first > last) {
     std::swap(first, last);
   }
-  if (ranges_.empty() || first > ranges_.back().last) {
-    if (!ranges_.empty() && first == ranges_.back().last + 1) {
-      ranges_.back().last = last;
-    } else {
-      ranges_.push_back({first, last});
-    }
-    return;
+  // The ranges that it overlaps or adjoins become one with it.
+  const auto begin = rangeAt(ranges_, first == 0 ? 0 : first - 1);
+  auto end = begin;
+  for (; end != ranges_.end() && end->first <= std::uint64_t{last} + 1; ++end) {
+    first = std::min(first, end->first);
+    last = std::max(last, end->last);
   }
-  if (contains(first) && contains(last) && rangeAt(ranges_, first) == rangeAt(ranges_, last)) {
-    return;
+  if (begin == end) {
+    ranges_.insert(begin, {first, last});
+  } else {
+    *begin = {first, last};
+    ranges_.erase(std::next(begin), end);
   }
-  ranges_.insert(rangeAt(ranges_, first), {first, last});
-  merge();
 }
 
 void UidSet::remove(std::uint32_t uid) {

@@ -27,7 +27,7 @@ class UidSet {
   /// it.
   static std::optional<UidSet> parse(std::string_view text);
 
-  /// Adds first..last in either order. Amortised constant time if the numbers rise.
+  /// Adds first..last in either order. Costs a search, and moving the ranges behind it.
   void add(std::uint32_t first, std::uint32_t last);
   void add(std::uint32_t uid) { add(uid, uid); }
   void remove(std::uint32_t uid);

@@ -62,8 +62,43 @@ class AccountInboxTest : public testing::Test {
 };
 
 TEST_F(AccountInboxTest, IsNamedByUserServerAndFolder) {
-  EXPECT_EQ(*inbox_->identity(), "imap:ann@example.org@imap.example.org/INBOX");
+  EXPECT_EQ(*inbox_->identity(), "imap:ann@example.org@imap.example.org:993/INBOX");
   EXPECT_EQ(inbox_->folder(), "");
+}
+
+TEST_F(AccountInboxTest, HasOneNameHoweverTheInboxIsWritten) {
+  house_.settings.folder = "inbox";
+  EXPECT_EQ(*house_.makeInbox()->identity(), *inbox_->identity());
+  house_.settings.folder = "Inboxes";
+  EXPECT_NE(*house_.makeInbox()->identity(), *inbox_->identity());
+}
+
+// Two accounts shared the file of messages that were seen, and the spool.
+TEST_F(AccountInboxTest, AccountsThatDifferLittleShareNothingOnDisk) {
+  const std::string longName(300, 'x');
+  std::size_t accounts = 0;
+  for (const std::string& folder : std::vector<std::string>{"a+b", "a/b", "a_b", "\u00E4", "\u00F6",
+                                                            longName + "1", longName + "2"}) {
+    house_.settings.folder = folder;
+    inbox_ = house_.makeInbox();
+    EXPECT_EQ(walk(*list(), 0), 0);
+    inbox_->close();
+    EXPECT_EQ(house_.disk.list(house_.temp.path("state/rbx"))->size(), ++accounts) << folder;
+  }
+  house_.settings.imap.server.port = 1993;
+  inbox_ = house_.makeInbox();
+  EXPECT_EQ(walk(*list(), 0), 0);
+  inbox_->close();
+  EXPECT_EQ(house_.disk.list(house_.temp.path("state/rbx"))->size(), ++accounts);
+}
+
+TEST_F(AccountInboxTest, AMessageWithoutATimeOfReceiptHasThatOfItsWriting) {
+  house_.account.add(8, "Date: Fri, 10 Jul 2026 10:00:00 +0000\r\n" + simpleMail("m8")).date = "";
+  house_.account.add(9, simpleMail("m9")).date = "yesterday";
+  const auto listing = list();
+  EXPECT_EQ(listing->head(4, sampleMarks()).received,
+            DateTime(std::chrono::sys_days(std::chrono::year(2026) / 7 / 10) + 10h));
+  EXPECT_EQ(listing->head(5, sampleMarks()).received, house_.clock.now());
 }
 
 TEST_F(AccountInboxTest, ConnectsWhenItIsFirstAsked) {
@@ -375,6 +410,39 @@ TEST_F(RenumberedInboxTest, RecognisesMessagesOverSeveralRenumberings) {
   EXPECT_EQ(std::vector<std::string>(after.rbegin(), after.rend()), before);
 }
 
+// All messages of a group that the server refused counted as strangers, and were left out for good.
+TEST_F(RenumberedInboxTest, TriesAgainWhereTheServerRefusesTheHeads) {
+  EXPECT_EQ(walk(*list(), 0), 0);
+  const auto before = ids(*list());
+  int refusals = 2;
+  house_.account.instead = [&](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID FETCH") && refusals-- > 0
+               ? std::optional<std::string>(tag + " NO [UNAVAILABLE] later\r\n")
+               : std::nullopt;
+  };
+  renumber();
+  for (int i = 0; i < 2; ++i) {
+    const auto refused = inbox_->list();
+    ASSERT_FALSE(refused);
+    EXPECT_THAT(refused.error().text, HasSubstr("later [UNAVAILABLE]"));
+  }
+  EXPECT_EQ(ids(*list()), before);
+}
+
+TEST_F(RenumberedInboxTest, RecognisesTheOthersWhereOneMessageIsAlwaysRefused) {
+  EXPECT_EQ(walk(*list(), 0), 0);
+  const auto before = ids(*list());
+  house_.account.instead = [&](const std::string& tag, const std::string& command) {
+    const bool hits = command.starts_with("UID FETCH") &&
+                      UidSet::parse(command.substr(10, command.find(' ', 10) - 10))->contains(102);
+    return hits ? std::optional<std::string>(tag + " NO broken\r\n") : std::nullopt;
+  };
+  renumber();
+  EXPECT_FALSE(inbox_->list());
+  EXPECT_FALSE(inbox_->list());
+  EXPECT_THAT(ids(*list()), ElementsAre(before[0], before[2], before[3]));
+}
+
 TEST_F(RenumberedInboxTest, LeavesOutOldMessagesThatItDoesNotRecognise) {
   EXPECT_EQ(walk(*list(), 0), 0);
   // A message that was forwarded once: the move has lost its read mark.
@@ -384,7 +452,7 @@ TEST_F(RenumberedInboxTest, LeavesOutOldMessagesThatItDoesNotRecognise) {
   EXPECT_THAT(ids(*list()),
               ElementsAre("imap-7-1", "imap-7-2", "imap-7-3", "imap-7-4", "imap-8-160"));
   house_.events.runUntilIdle();
-  EXPECT_THAT(house_.notices, ElementsAre(HasSubstr("not forwarded: 1")));
+  EXPECT_THAT(house_.notices, ElementsAre(HasSubstr("not forwarded: 1 (\"old\")")));
   startAgain();
   EXPECT_THAT(ids(*list()), SizeIs(5));
   // Messages that come later are new.
@@ -454,8 +522,10 @@ TEST_F(RenumberedInboxTest, StartsAgainWhereTheConnectionIsLostMeanwhile) {
 TEST_F(RenumberedInboxTest, BeginsAnewWhereItsFileIsDamaged) {
   EXPECT_EQ(walk(*list(), 0), 0);
   inbox_->close();
-  const std::string file =
-      house_.temp.path("state/rbx/imap_ann@example.org@imap.example.org_INBOX/messages");
+  const auto folders = house_.disk.list(house_.temp.path("state/rbx"));
+  ASSERT_TRUE(folders);
+  ASSERT_THAT(*folders, SizeIs(1));
+  const std::string file = house_.temp.path("state/rbx/" + folders->front().name) + "/messages";
   const std::string bytes = readBytes(file);
   EXPECT_THAT(bytes, HasSubstr("relaybird-messages 1\n7\n"));
   for (const std::string& damaged : {std::string("rubbish"), bytes.substr(0, bytes.size() - 3),

@@ -458,8 +458,43 @@ TEST_F(ImapSessionTest, GivesUpAServerThatDoesNotAnswer) {
     const auto begin = network_.steadyTime();
     EXPECT_EQ(refresh(), Wanted::kFailed) << command;
     EXPECT_THAT(failure(), HasSubstr("does not answer")) << command;
-    EXPECT_LE(network_.steadyTime() - begin, 3 * kSilenceLimit) << command;
+    EXPECT_LE(network_.steadyTime() - begin, 2 * kSearchSilenceLimit + kSilenceLimit) << command;
   }
+}
+
+// A large folder could never be read: the connection was dropped while the server searched.
+TEST_F(ImapSessionTest, WaitsForAServerThatOpensAndSearchesSlowly) {
+  account_.capabilities = "IMAP4rev1";
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    std::string answer;
+    if (command.starts_with("SELECT")) {
+      answer = "* 1 EXISTS\r\n* OK [UIDVALIDITY 7] x\r\n";
+    } else if (command.starts_with("UID SEARCH")) {
+      answer = "* SEARCH 4\r\n";
+    } else {
+      return std::optional<std::string>();
+    }
+    network_.after(2min,
+                   [this, answer = answer + tag + " OK\r\n"] { network_.end(0).say(answer); });
+    return std::optional<std::string>("");
+  };
+  EXPECT_EQ(refresh(), Wanted::kThere) << failure();
+  EXPECT_THAT(unseen(), ElementsAre(4));
+  EXPECT_EQ(network_.connections(), 1U);
+}
+
+TEST_F(ImapSessionTest, AsksOneSearchAtATime) {
+  refresh();
+  account_.instead = [&](const std::string&, const std::string& command) {
+    return command.starts_with("UID SEARCH") ? std::optional<std::string>("") : std::nullopt;
+  };
+  account_.commands.clear();
+  for (int i = 0; i < 20; ++i) {
+    session_->work([](ImapWork& work) { work.wantRefresh(); });
+    session_->step();
+  }
+  EXPECT_EQ(network_.connections(), 1U);
+  EXPECT_EQ(account_.count("UID SEARCH"), 1U);
 }
 
 TEST_F(ImapSessionTest, GivesUpAServerThatTrickles) {
