@@ -849,7 +849,7 @@ TEST(SmtpTransport, AfterALongOutageMailLeavesWithinMinutes) {
                    : std::make_unique<NeverOpen>("greeting", "drop");
   };
   world.send(1);
-  for (int minute = 0; minute < 300; ++minute) {
+  for (int minute = 0; minute < 250; ++minute) {
     world.flush();
     world.disk.clock.advance(minutes{1});
   }
