@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "mail/providers.h"
 #include "mail/sign_in_source.h"
 #include "outbox/delivery/smtp_reply.h"
 #include "outbox/delivery/smtp_words.h"
@@ -194,7 +195,8 @@ class AccountTest {
     if (!typed.empty()) {
       return SignIn{account.user, account.signIn.value_or(SignInMethod::kPassword), typed};
     }
-    SignInSource source(world_.secrets, world_.files, account, owner);
+    SignInSource source(world_.secrets, world_.files, account, owner,
+                        appPasswordLengthAt(account.server, settings_.address));
     SignInMaterial material = source.get(stop_);
     if (!material.signIn) {
       problem("There is no password for " + account.server.host + ": " + material.failure.words);

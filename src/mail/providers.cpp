@@ -191,4 +191,10 @@ Proposal proposalFor(std::string_view address) {
   return guess(trimmed(address), domain);
 }
 
+std::size_t appPasswordLengthAt(const MailServer& server, std::string_view address) {
+  const Proposal known = proposalFor(address);
+  const MailServer& own = server.protocol == MailProtocol::kImap ? known.imap : known.smtp;
+  return equalsAsciiCase(own.host, server.host) ? known.appPasswordLength : 0;
+}
+
 }  // namespace relaybird

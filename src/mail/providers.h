@@ -102,6 +102,9 @@ struct Proposal {
 
 /// By the domain of the address, in any letter case.
 Proposal proposalFor(std::string_view address);
+/// Proposal::appPasswordLength of the address for a sign-in at `server`; 0 at a server that is not
+/// the provider's own, where blanks may belong to the password.
+std::size_t appPasswordLengthAt(const MailServer& server, std::string_view address);
 /// For an address of the user's own domain at this provider.
 Proposal proposalFrom(const MailProvider& provider, std::string_view address);
 

@@ -354,6 +354,29 @@ TEST_F(AccountTestRun, APasswordThatIsNowhereIsTold) {
   EXPECT_THAT(lines, Contains(HasSubstr("There is no password for imap.example.org")));
 }
 
+// The test refused what the store and the delivery sign in with.
+TEST_F(AccountTestRun, AKeptAppPasswordInGroupsIsTestedAsItIsUsed) {
+  secrets.imap = Secret();
+  settings.address = "ann@gmail.com";
+  settings.imap.server.host = "imap.gmail.com";
+  FakeSecretCommands commands;
+  commands.prints("abcd efgh ijkl mnop\n");
+  world.secrets.commands = &commands;
+  settings.imap.secret = SecretSource::kCommand;
+  settings.imap.secretCommand = "/usr/bin/pass";
+  std::vector<std::string> used;
+  prepare = [&](ScriptedNetwork& network) {
+    network.serve([&](ServerEnd& end) {
+      used.emplace_back(end.signIn()->secret.bytes());
+      return end.server().protocol == MailProtocol::kImap ? imapServer(imapSays)
+                                                          : smtpServer(toMail);
+    });
+  };
+  EXPECT_TRUE(run());
+  EXPECT_THAT(used, testing::ElementsAre("abcdefghijklmnop", "abcd efgh ijkl mnop"))
+      << "the server for sending is another one";
+}
+
 TEST_F(AccountTestRun, AMaildirIsCountedAndACommandIsLookedFor) {
   settings.mailbox = MailboxKind::kMaildir;
   settings.maildir = "/mail";

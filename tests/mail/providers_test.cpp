@@ -132,6 +132,16 @@ TEST(Providers, TheLengthOfAppPasswordsShownInGroupsIsKnown) {
 }
 
 // The table's own rules: a mistake here would be a wrong server for somebody.
+TEST(Providers, BlanksStayInAPasswordForAnotherServerThanTheProviders) {
+  MailServer server{MailProtocol::kSmtp, "SMTP.gmail.com", 465, Security::kTls, {}};
+  EXPECT_EQ(appPasswordLengthAt(server, "ann@gmail.com"), 16u);
+  server.host = "smtp.firm.example";
+  EXPECT_EQ(appPasswordLengthAt(server, "ann@gmail.com"), 0u);
+  server = {MailProtocol::kImap, "imap.gmail.com", 993, Security::kTls, {}};
+  EXPECT_EQ(appPasswordLengthAt(server, "ann@gmail.com"), 16u);
+  EXPECT_EQ(appPasswordLengthAt(server, "ann@firm.example"), 0u);
+}
+
 TEST(ProviderTable, EveryRowIsWhole) {
   std::string before;
   for (const MailProvider& provider : mailProviders()) {

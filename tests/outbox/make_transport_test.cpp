@@ -127,6 +127,13 @@ TEST_F(MakeTransportTest, TheSecretOfTheMailboxServesForSendingToo) {
   EXPECT_EQ(network.end(0).signIn()->secret.bytes(), "pass word");
 }
 
+TEST_F(MakeTransportTest, BlanksOfAPasswordForAnotherServerThanTheProvidersStay) {
+  settings.address = "ann@gmail.com";
+  writeBytes(disk.temp.path("smtp-password"), "abcd efgh ijkl mnop\n");
+  (void)deliver();
+  EXPECT_EQ(network.end(0).signIn()->secret.bytes(), "abcd efgh ijkl mnop");
+}
+
 TEST_F(MakeTransportTest, TheProtocolIsToldWhileTheVerboseLogIsOn) {
   (void)deliver();
   EXPECT_THAT(notices, IsEmpty());

@@ -47,7 +47,7 @@ Result<std::shared_ptr<Transport>> makeSmtp(const MailSettings& settings, const 
   if (settings.smtp.signIn) {
     setting.signIn = callsOf(std::make_shared<SignInSource>(
         world.secrets, world.files, settings.smtp, settings.smtpSecretOwner(),
-        proposalFor(settings.address).appPasswordLength));
+        appPasswordLengthAt(settings.smtp.server, settings.address)));
   }
   setting.trace = [verbose = world.verbose, &events = world.events,
                    notice = world.notice](const ProtocolLine& line) {

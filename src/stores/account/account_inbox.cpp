@@ -52,11 +52,6 @@ Error interrupted() {
   return {kInboxLost, "The connection to the mail server was opened anew during the check"};
 }
 
-std::size_t appPasswordLength(const MailSettings& settings) {
-  const Proposal known = proposalFor(settings.address);
-  return equalsAsciiCase(known.imap.host, settings.imap.server.host) ? known.appPasswordLength : 0;
-}
-
 HeaderBlock headersOf(const ImapHead& head) {
   HeaderBlock headers(head.header);
   if (isAscii(headers.bytes()) || isValidUtf8(headers.bytes())) {
@@ -304,8 +299,9 @@ AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading th
       world_(std::move(world)),
       threading_(threading),
       network_(world_.network()),
-      secret_(std::make_unique<SignInSource>(world_.secrets, world_.files, settings_.imap,
-                                             settings_.imap, appPasswordLength(settings_))) {
+      secret_(std::make_unique<SignInSource>(
+          world_.secrets, world_.files, settings_.imap, settings_.imap,
+          appPasswordLengthAt(settings_.imap.server, settings_.address))) {
   const std::weak_ptr<char> alive = alive_;
   const auto complain = [this, alive](const std::string& words) {
     world_.events.post([this, alive, words] {

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "mail/providers.h"
-#include "platform/text/ascii_text.h"
 #include "stores/account/imap_session.h"
 
 namespace relaybird {
@@ -96,10 +95,9 @@ struct SentCopies::Link {
 
 SentCopies::SentCopies(const MailSettings& settings, const StoreWorld& world)
     : server_(settings.imap.server), world_(world) {
-  const Proposal known = proposalFor(settings.address);
-  const bool same = equalsAsciiCase(known.imap.host, server_.host);
-  secret_ = std::make_unique<SignInSource>(world_.secrets, world_.files, settings.imap,
-                                           settings.imap, same ? known.appPasswordLength : 0);
+  secret_ =
+      std::make_unique<SignInSource>(world_.secrets, world_.files, settings.imap, settings.imap,
+                                     appPasswordLengthAt(server_, settings.address));
 }
 
 SentCopies::~SentCopies() = default;

@@ -420,11 +420,13 @@ bool frmSetup::passwordsChecked(const MailSettings& settings) {
   return true;
 }
 
-// App passwords are shown with blanks that do not belong to them.
+// App passwords of the provider are shown with blanks that do not belong to them. The provider may
+// be the one that runs the user's own domain, so it is taken from the proposal.
 TypedSecrets frmSetup::typedSecrets() const {
   TypedSecrets typed;
   if (cmbSignIn.value() == kByKeyring && opbAccount.checked()) {
-    typed.imap = withoutGroups(Secret(txtPassword.text()), proposal_.appPasswordLength);
+    const bool own = equalsAsciiCase(trimmed(txtImapHost.text()), proposal_.imap.host);
+    typed.imap = withoutGroups(Secret(txtPassword.text()), own ? proposal_.appPasswordLength : 0);
   }
   if (cmbDelivery.value() == kByOtherServer && cmbSmtpSignIn.value() == kByKeyring) {
     typed.smtp = Secret(txtSmtpPassword.text());

@@ -300,6 +300,16 @@ TEST_F(Setup, BlanksOfAnAppPasswordInGroupsAreLeftOut) {
   EXPECT_EQ(setup_.kept[0].second, "abcdefghijklmnop");
 }
 
+TEST_F(Setup, BlanksOfAPasswordForAnotherServerStay) {
+  open();
+  type("txtMailAddress", "ann@gmail.com");
+  type("txtImapHost", "mail.firm.example");
+  type("txtPassword", "abcd efgh ijkl mnop");
+  press("cmdOK");
+  ASSERT_EQ(setup_.kept.size(), 1u);
+  EXPECT_EQ(setup_.kept[0].second, "abcd efgh ijkl mnop");
+}
+
 TEST_F(Setup, AMaildirThatWasFoundIsOffered) {
   setup_.maildirs = {"/home/ann/Mail/INBOX", "/home/ann/Maildir"};
   open();
