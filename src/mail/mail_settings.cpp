@@ -24,6 +24,10 @@ using S = MailSettings;
 // The forwarding settings are cut at 254 characters; a path may be longer (PATH_MAX).
 constexpr std::size_t kValueSize = 4096;
 
+// An empty value counts as absent, so "nothing" is written like this where the default is
+// something.
+constexpr std::string_view kNothing = "-";
+
 // The places of values, by the form that they have in the file.
 struct Text {
   std::string& (*at)(S&);
@@ -151,6 +155,11 @@ std::string usualDelivery(const S& s, const LocalIdentity& /*user*/) {
   return s.smtp.server.host.empty() ? "none" : "smtp";
 }
 
+// The authority of one server is no reason to believe it about another one.
+std::string caFileOfSameHost(const S& s) {
+  return equalsAsciiCase(s.imap.server.host, s.smtp.server.host) ? s.imap.server.caFile : "";
+}
+
 const std::vector<Row>& rows() {
   using U = LocalIdentity;
   static const std::vector<Row> table = {
@@ -193,7 +202,7 @@ const std::vector<Row>& rows() {
        [](const S& s, const U&) { return usualPortText(s.smtp.server); }},
       {"smtp_unencrypted", Text{[](S& s) -> auto& { return s.smtp.unencryptedHost; }}},
       {"smtp_ca_file", Path{[](S& s) -> auto& { return s.smtp.server.caFile; }},
-       [](const S& s, const U&) { return s.imap.server.caFile; }},
+       [](const S& s, const U&) { return caFileOfSameHost(s); }},
       {"smtp_user", Text{[](S& s) -> auto& { return s.smtp.user; }},
        [](const S& s, const U&) { return s.imap.user; }},
       {"smtp_secret", Choice<SecretSource>{[](S& s) -> auto& { return s.smtp.secret; }},
@@ -247,11 +256,11 @@ class Taking {
       : settings_(settings), text_(text), home_(home) {}
 
   bool operator()(Text place) const {
-    place.at(settings_) = text_;
+    place.at(settings_) = text_ == kNothing ? "" : text_;
     return true;
   }
   bool operator()(Path place) const {
-    place.at(settings_) = asPath(text_, home_);
+    place.at(settings_) = text_ == kNothing ? "" : asPath(text_, home_);
     return true;
   }
   bool operator()(Command place) const {
@@ -432,6 +441,14 @@ std::string inQuotesIfNeeded(const std::string& text) {
   return !text.empty() && (edge(text.front()) || edge(text.back())) ? '"' + text + '"' : text;
 }
 
+// Without this an emptied name would come back as the full name of the login.
+std::string asWritten(const Row& row, const std::string& wanted, const std::string& absent) {
+  const bool text =
+      std::holds_alternative<Text>(row.place) || std::holds_alternative<Path>(row.place);
+  return text && wanted.empty() && !absent.empty() ? std::string(kNothing)
+                                                   : inQuotesIfNeeded(wanted);
+}
+
 }  // namespace
 
 // RFC 8314 for TLS from the beginning, RFC 9051 and RFC 6409 for STARTTLS.
@@ -534,12 +551,13 @@ bool writeMailSettings(const ProfileReader& before, ProfileWriter& file,
     S other = settings;
     const std::string old = valueIn(before, row.key);
     // An absent key stands for its default, and stays absent while that is what is wanted.
-    const std::string stands = old.empty() ? row.absent(settings, user) : old;
+    const std::string absent = row.absent(settings, user);
+    const std::string& stands = old.empty() ? absent : old;
     const bool known = std::visit(Taking(other, stands, user.homeFolder), row.place);
     if (known && textOf(row, other) == textOf(row, asRead)) {
       continue;
     }
-    if (!file.set(kMailSection, row.key, inQuotesIfNeeded(wanted))) {
+    if (!file.set(kMailSection, row.key, asWritten(row, wanted, absent))) {
       return false;
     }
   }

@@ -101,8 +101,9 @@ struct MailSettingsRead {
 };
 
 /// Reads the section. A key with an empty value counts as absent: the user has cleared the line.
-/// max_per_hour that is no number counts as absent too, so that a typing error does not switch the
-/// limit off. Any thread.
+/// The value "-" of a text or a path is nothing, also where the default is something. max_per_hour
+/// that is no number counts as absent too, so that a typing error does not switch the limit off.
+/// Any thread.
 MailSettingsRead readMailSettings(const ProfileReader& file, const LocalIdentity& user);
 
 /// Whether the section names a mailbox or a way out at all; if not, nobody has set up mail yet.

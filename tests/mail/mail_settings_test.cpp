@@ -350,6 +350,35 @@ TEST_F(MailSettingsFile, AWrongValueIsReplaced) {
             "[mail]\n" + kAccount + "imap_port=993\n");
 }
 
+TEST_F(MailSettingsFile, AnEmptiedNameDoesNotComeBackAsTheLogins) {
+  MailSettings settings = read("name=Ann\n").settings;
+  settings.name = "";
+  EXPECT_EQ(written("[mail]\nname=Ann\n", settings), "[mail]\nname=-\n");
+  const MailSettings again = readMailSettings(*profiles.read(kFile), kUser).settings;
+  EXPECT_EQ(again.name, "");
+  EXPECT_EQ(written("[mail]\nname=-\n", again), "[mail]\nname=-\n");
+}
+
+TEST_F(MailSettingsFile, AnEmptiedPathWithoutADefaultIsJustEmpty) {
+  MailSettings settings = read("address_book=/b.vcf\n").settings;
+  settings.addressBook = "";
+  EXPECT_EQ(written("[mail]\naddress_book=/b.vcf\n", settings), "[mail]\naddress_book=\n");
+}
+
+TEST_F(MailSettingsFile, AnEmptiedCertificateFileDoesNotComeBackFromTheOtherServer) {
+  const std::string lines =
+      "imap_host=mail.example.org\nsmtp_host=mail.example.org\nimap_ca_file=/ca\n";
+  MailSettings settings = read(lines).settings;
+  EXPECT_EQ(settings.smtp.server.caFile, "/ca");
+  settings.smtp.server.caFile = "";
+  written("[mail]\n" + lines, settings);
+  EXPECT_EQ(readMailSettings(*profiles.read(kFile), kUser).settings.smtp.server.caFile, "");
+}
+
+TEST_F(MailSettingsFile, ACertificateFileIsNotTrustedForAnotherServer) {
+  EXPECT_EQ(read(kSmtp + "imap_ca_file=/ca\n").settings.smtp.server.caFile, "");
+}
+
 TEST_F(MailSettingsFile, QuotesAndBlanksOfACommandStay) {
   for (const std::string command : {"\"/my pass\" \"show\"", " x ", "'a'"}) {
     MailSettings settings = read("").settings;

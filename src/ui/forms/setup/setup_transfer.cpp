@@ -182,7 +182,13 @@ void SetupTransfer::readServer(AccountSettings& account) const {
   account.server.host = textIn(imap ? w.txtImapHost : w.txtSmtpHost);
   account.server.security = securityAt((imap ? w.cmbImapSecurity : w.cmbSmtpSecurity).value());
   account.server.port = portOf((imap ? w.txtImapPort : w.txtSmtpPort).text());
-  account.server.caFile = textIn(w.txtCaFile);
+  // The field shows the file of the server for reading. One of its own for sending stays until the
+  // field is changed.
+  const std::string caFile = textIn(w.txtCaFile);
+  if (imap || account.server.host.empty() || former_.smtp.server.host.empty() ||
+      caFile != former_.imap.server.caFile) {
+    account.server.caFile = caFile;
+  }
   account.user = textIn(imap ? w.txtImapUser : w.txtSmtpUser);
 }
 

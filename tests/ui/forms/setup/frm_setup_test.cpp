@@ -481,6 +481,19 @@ TEST_F(Setup, TheLineSaysWhatWaitsAndHasLeft) {
   EXPECT_FALSE(control("frmRelaybird", "cmdSetUpMail").visible());
 }
 
+TEST_F(Setup, TheCertificateFileForReadingDoesNotReplaceTheOneForSending) {
+  mail(
+      "store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n"
+      "imap_ca_file=/ca\nimap_secret=command\nimap_secret_command=/usr/bin/pass\n"
+      "smtp_host=out.firm.example\n");
+  main();
+  open();
+  type("txtMailName", "Another Name");
+  press("cmdOK");
+  EXPECT_EQ(stored().smtp.server.caFile, "");
+  EXPECT_EQ(stored().imap.server.caFile, "/ca");
+}
+
 // The store was not opened: it has no components at all.
 TEST_F(Setup, AMistakeInTheFileLeadsToTheDialogInsteadOfEndingTheProgram) {
   mail(
