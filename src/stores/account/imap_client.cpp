@@ -160,7 +160,7 @@ void ImapClient::fetchHeads(const std::vector<std::uint32_t>& uids, bool structu
     const std::size_t end = std::min(uids.size(), begin + kHeadsInCommand);
     const UidSet group({uids.begin() + static_cast<std::ptrdiff_t>(begin),
                         uids.begin() + static_cast<std::ptrdiff_t>(end)});
-    ImapCommand command("UID FETCH " + group.text() + " (UID FLAGS INTERNALDATE RFC822.SIZE");
+    ImapCommand command("UID FETCH " + group.text() + " (UID INTERNALDATE RFC822.SIZE");
     if (structure) {
       command.words("BODYSTRUCTURE");
     }
@@ -194,10 +194,12 @@ void ImapClient::noop(Done done) {
                  [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
 }
 
-void ImapClient::idle() {
-  if (can("IDLE") && !idleRefused_ && !dialogue_.idling()) {
-    dialogue_.idle([this](const ImapCondition& reply) {
-      idleRefused_ = idleRefused_ || reply.status != ImapStatus::kOk;
+void ImapClient::idle(std::function<void()> refused) {
+  if (can("IDLE") && !dialogue_.idling()) {
+    dialogue_.idle([refused = std::move(refused)](const ImapCondition& reply) {
+      if (reply.status != ImapStatus::kOk) {
+        refused();
+      }
     });
   }
 }
@@ -258,13 +260,14 @@ void ImapClient::onFetch(ImapFetch fetch) {
     if (!fetch.uid) {
       continue;
     }
-    if (section.name == "HEADER.FIELDS" && fetch.flags) {
+    if (section.name == "HEADER.FIELDS" && !section.nil) {
       answers = true;
-      events_.head({*fetch.uid, fetch.hasFlag("\\Seen"), fetch.internalDate.value_or(kNoDate),
-                    fetch.size, std::move(section.bytes), std::move(fetch.structure)});
+      events_.head({*fetch.uid, fetch.internalDate.value_or(kNoDate), fetch.size,
+                    std::move(section.bytes), std::move(fetch.structure)});
     } else if (section.name.empty()) {
       answers = true;
-      events_.body({*fetch.uid, section.origin.value_or(0), std::move(section.bytes), section.cut});
+      events_.body({*fetch.uid, section.origin.value_or(0), std::move(section.bytes), section.cut,
+                    section.nil});
     }
   }
   // Flags that nobody has asked for: another program has changed them.

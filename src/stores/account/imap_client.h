@@ -41,7 +41,6 @@ std::string_view imapHeadFields();
 /// What is known of a message without its body.
 struct ImapHead {
   std::uint32_t uid = 0;
-  bool seen = false;
   DateTime received = kNoDate;        ///< INTERNALDATE
   std::optional<std::uint64_t> size;  ///< RFC822.SIZE, in bytes
   std::string header;                 ///< the fields of imapHeadFields(), as stored
@@ -53,7 +52,8 @@ struct ImapBody {
   std::uint32_t uid = 0;
   std::uint64_t origin = 0;
   std::string bytes;
-  bool cut = false;  ///< more than the limit: `bytes` is empty
+  bool cut = false;      ///< more than the limit: `bytes` is empty
+  bool missing = false;  ///< the server has the message, but not its bytes
 };
 
 /// A mailbox that was opened.
@@ -110,8 +110,9 @@ class ImapClient {
   void append(std::string_view name, std::string_view message, Done done);
   /// Asks for news where IDLE is not offered.
   void noop(Done done);
-  /// Lets the server report changes by itself until the next command; a refusal is not an error.
-  void idle();
+  /// Lets the server report changes by itself until the next command. `refused` is called where it
+  /// does not want to. Does nothing where IDLE is not offered.
+  void idle(std::function<void()> refused);
   void logout();
 
   /// Of the folder that is open, as the server has said it last.
@@ -137,8 +138,7 @@ class ImapClient {
   bool foundAll_ = true;
   int searches_ = 0;                    // unanswered
   std::vector<ImapMailbox> mailboxes_;  // of the LIST under way
-  bool idleRefused_ = false;
-  ImapDialogue dialogue_;  // last, as its calls use the other members
+  ImapDialogue dialogue_;               // last, as its calls use the other members
 };
 
 }  // namespace relaybird

@@ -147,6 +147,7 @@ void ImapDialogue::onReply(const ImapCondition& reply) {
   sent_.erase(found);
   if (ended.isIdle &&
       !std::any_of(sent_.begin(), sent_.end(), [](const Sent& each) { return each.isIdle; })) {
+    idleCut_ = idle_ != Idle::kEnding;
     idle_ = Idle::kOff;
     endIdleWhenOn_ = false;
     flush();

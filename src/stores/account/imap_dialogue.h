@@ -45,6 +45,11 @@ class ImapDialogue {
   /// From idle() until endIdle() or the next command.
   bool idling() const { return idle_ != Idle::kOff && idle_ != Idle::kEnding; }
 
+  /// Whether IDLE was sent, and the server has not agreed.
+  bool idleAsked() const { return idle_ == Idle::kAsked; }
+  /// Whether the server itself ended the last IDLE.
+  bool idleCut() const { return idleCut_; }
+
   /// Takes what the server has sent. Ignored after the end.
   void received(std::string_view bytes);
   /// The bytes to be sent now; the caller removes what the connection has accepted.
@@ -94,6 +99,7 @@ class ImapDialogue {
   bool holding_ = false;  // the first of `queued_` waits for a continuation request
   Idle idle_ = Idle::kOff;
   bool endIdleWhenOn_ = false;
+  bool idleCut_ = false;
   std::optional<std::string> bye_;
 };
 

@@ -334,8 +334,9 @@ void readSection(ImapScanner& in, ImapFetch& fetch) {
   }
   in.skipBlanks();
   auto bytes = in.text(&result.cut);
-  if (bytes && !in.failed() && !in.atEnd()) {
-    result.bytes = std::move(*bytes);
+  if (!in.failed() && !in.atEnd()) {
+    result.nil = !bytes;
+    result.bytes = std::move(bytes).value_or("");
     fetch.sections.push_back(std::move(result));
   }
 }

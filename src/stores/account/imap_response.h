@@ -106,6 +106,7 @@ struct ImapSection {
   std::optional<std::uint64_t> origin;  ///< of a partial fetch: offset of the first byte
   std::string bytes;
   bool cut = false;  ///< too long to be kept: `bytes` is empty
+  bool nil = false;  ///< the server has no such bytes
   bool operator==(const ImapSection&) const = default;
 };
 

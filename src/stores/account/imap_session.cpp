@@ -248,6 +248,9 @@ void ImapSession::checkLife() {
     } else if (status_.up && client_->uidValidity() != work_.uidValidity()) {
       failed("the folder was numbered anew");
     } else if (now_ - lastInput_ >= silenceLimit() || now_ - lastReply_ >= kReplyLimit) {
+      if (dialogue.idleAsked()) {
+        noIdleUntil_ = now_ + kIdleRefusalLife;
+      }
       failed("it does not answer any more", Loss::kBroken);
     }
   }
@@ -296,7 +299,12 @@ void ImapSession::keepFresh() {
     dialogue.endIdle();
     idleSince_ = now_;
   } else if (!dialogue.idling()) {
-    client_->idle();
+    // One that ends IDLE at once must not be asked over and over.
+    const bool paused = dialogue.idleCut() && now_ - idleSince_ < kNoopInterval;
+    if (now_ >= noIdleUntil_ && !paused) {
+      client_->idle([this] { noIdleUntil_ = now_ + kIdleRefusalLife; });
+      idleSince_ = dialogue.idling() ? now_ : idleSince_;
+    }
     status_.idles = dialogue.idling();
     if (!dialogue.idling() && now_ - idleSince_ >= kNoopInterval) {
       client_->noop([](const Result<void>&) {});

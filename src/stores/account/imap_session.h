@@ -43,6 +43,8 @@ inline constexpr std::chrono::seconds kClosedAtOnceWithin{5};
 /// IDLE is repeated so often. Servers end a connection after 30 minutes (RFC 2177), and many
 /// routers forget one after ten.
 inline constexpr std::chrono::minutes kIdleRenewal{9};
+/// A server that has refused IDLE, or has not answered it, is not asked again for so long.
+inline constexpr std::chrono::hours kIdleRefusalLife{24};
 /// Where IDLE is not offered, the connection is kept by a NOOP so often.
 inline constexpr std::chrono::minutes kNoopInterval{4};
 /// Read marks are sent so long after the first of them, together.
@@ -176,6 +178,7 @@ class ImapSession {
   Time lastReply_{0};
   std::uint64_t replies_ = 0;  // when it was last looked at
   Time idleSince_{0};
+  Time noIdleUntil_{0};
   Time savedAt_{0};
   std::optional<Time> markSince_;
   bool leaving_ = false;

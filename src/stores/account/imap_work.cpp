@@ -701,7 +701,10 @@ void ImapWork::onBody(ImapBody body) {
     return;
   }
   BodySlot& slot = found->second;
-  if (slot.pieces) {
+  if (body.missing) {
+    slot.state = Wanted::kFailed;
+    slot.words = "the mail server has the message, but does not give its text";
+  } else if (slot.pieces) {
     if (!body.cut) {
       addPiece(slot, body.origin, std::move(body.bytes));
     }
@@ -713,6 +716,21 @@ void ImapWork::onBody(ImapBody body) {
   } else {
     slot.end = body.bytes.size();
     append(slot, std::move(body.bytes));
+    accountForAhead(found);
+  }
+}
+
+// The sizes that a server tells may be wrong.
+void ImapWork::accountForAhead(std::map<std::uint32_t, BodySlot>::iterator at) {
+  BodySlot& slot = at->second;
+  if (!slot.ahead || slot.state != Wanted::kThere) {
+    return;
+  }
+  const std::uint64_t size = slot.body->size();
+  aheadBytes_ = aheadBytes_ - slot.reserved + size;
+  slot.reserved = size;
+  if (size > kBodyAheadBytes || aheadBytes_ > kBodiesAheadBytes) {
+    eraseBody(at);
   }
 }
 
@@ -759,10 +777,22 @@ void ImapWork::addPiece(BodySlot& slot, std::uint64_t origin, std::string bytes)
     slot.end = std::min(slot.end.value_or(origin + bytes.size()), origin + bytes.size());
   }
   slot.early[origin] = std::move(bytes);
+  checkPieces(slot);
   while (slot.state == Wanted::kComing && !slot.early.empty() &&
          slot.early.begin()->first == slot.body->size()) {
     append(slot, std::move(slot.early.begin()->second));
     slot.early.erase(slot.early.begin());
+  }
+}
+
+// A short piece is the last one. Where bytes come behind it nevertheless, some are missing.
+void ImapWork::checkPieces(BodySlot& slot) {
+  const auto behind = [&](const auto& piece) {
+    return piece.first >= *slot.end && !piece.second.empty();
+  };
+  if (slot.end && std::any_of(slot.early.begin(), slot.early.end(), behind)) {
+    slot.state = Wanted::kFailed;
+    slot.words = "the server has left out a part of the message";
   }
 }
 
@@ -771,7 +801,7 @@ void ImapWork::append(BodySlot& slot, std::string bytes) {
     slot.state = Wanted::kLost;  // the disk is full or broken
     slot.words = appended.error().text;
     slot.body.reset();
-  } else if (slot.end && slot.body->size() >= *slot.end) {
+  } else if (!slot.pieces) {
     slot.state = Wanted::kThere;
   }
 }
@@ -788,16 +818,25 @@ void ImapWork::onPieceAnswered(std::uint32_t uid, std::uint64_t id, std::uint64_
     return;
   }
   const bool came = slot.body->size() > origin || slot.early.contains(origin);
-  if (!result) {
+  const bool behindEnd = slot.end && origin >= *slot.end;
+  if (behindEnd) {
+    // whatever the server answers
+  } else if (!result) {
     slot.state = Wanted::kFailed;
     slot.words = result.error().text;
   } else if (!came && origin == 0) {
     slot.state = Wanted::kGone;
   } else if (!came && slot.body->size() == origin) {
-    slot.state = Wanted::kThere;  // some servers send nothing behind the end
+    slot.end = origin;  // some servers send nothing behind the end
+    checkPieces(slot);
   } else if (!came) {
     slot.state = Wanted::kFailed;
     slot.words = "the server has left out a part of the message";
+  }
+  // Not before all pieces are answered, as one of them may contradict.
+  if (slot.state == Wanted::kComing && slot.end && slot.piecesAsked == 0 &&
+      slot.body->size() >= *slot.end) {
+    slot.state = Wanted::kThere;
   }
   askPieces(uid, slot);
 }

@@ -85,7 +85,6 @@ class ImapWork {
   /// Everything that is wanted but marks becomes kFailed or kLost, until the next attach().
   void giveUp(const Error& why);
   std::uint64_t generation() const { return generation_; }
-  bool attached() const { return client_ != nullptr; }
   bool readOnly() const { return opened_.readOnly; }
   std::uint32_t uidValidity() const { return opened_.uidValidity; }
   const MessageIdentities& identities() const { return identities_; }
@@ -213,6 +212,8 @@ class ImapWork {
                        const Result<void>& result);
   static void addPiece(BodySlot& slot, std::uint64_t origin, std::string bytes);
   static void append(BodySlot& slot, std::string bytes);
+  static void checkPieces(BodySlot& slot);
+  void accountForAhead(std::map<std::uint32_t, BodySlot>::iterator at);
   void eraseBody(std::map<std::uint32_t, BodySlot>::iterator at);
   void pumpMarks();
   void refuseMarks();

@@ -136,7 +136,7 @@ TEST_F(ImapClientTest, AsksForHeadsInGroups) {
   }
   client_.fetchHeads(uids, true, noted());
   const std::string commands = sent();
-  EXPECT_THAT(commands, HasSubstr("r1 UID FETCH 151:250 (UID FLAGS INTERNALDATE RFC822.SIZE "
+  EXPECT_THAT(commands, HasSubstr("r1 UID FETCH 151:250 (UID INTERNALDATE RFC822.SIZE "
                                   "BODYSTRUCTURE BODY.PEEK[HEADER.FIELDS (SUBJECT FROM "));
   EXPECT_THAT(commands, HasSubstr("r2 UID FETCH 51:150 ("));
   EXPECT_THAT(commands, HasSubstr("r3 UID FETCH 1:50 ("));
@@ -156,18 +156,28 @@ TEST_F(ImapClientTest, TellsHeadsFromNews) {
   EXPECT_EQ(heads_[0].uid, 7U);
   EXPECT_EQ(heads_[0].size, 9U);
   EXPECT_EQ(heads_[0].received, DateTime(std::chrono::seconds(1)));
-  EXPECT_FALSE(heads_[0].seen);
   EXPECT_EQ(heads_[0].header, "Subject: a\r\n\r\n");
   EXPECT_EQ(changes_, 1);
+}
+
+// Heads of a server that sends flags in a response of their own were ignored.
+TEST_F(ImapClientTest, AcceptsAHeadWithoutFlags) {
+  client_.fetchHeads({7}, false, noted());
+  EXPECT_THAT(sent(), testing::Not(HasSubstr("FLAGS")));
+  receive("* 4 FETCH (UID 7 BODY[HEADER.FIELDS (SUBJECT)] {14}\r\nSubject: a\r\n\r\n)\r\n");
+  EXPECT_THAT(heads_, SizeIs(1));
+  EXPECT_EQ(changes_, 0);
 }
 
 TEST_F(ImapClientTest, FetchesBodiesWhole) {
   client_.fetchBodies(UidSet({3, 4, 9}), noted());
   EXPECT_EQ(sent(), "r1 UID FETCH 3:4,9 (UID BODY.PEEK[])\r\n");
   receive("* 1 FETCH (BODY[] {2}\r\nab UID 4)\r\n* 2 FETCH (UID 3 BODY[] NIL)\r\nr1 OK\r\n");
-  ASSERT_THAT(bodies_, SizeIs(1));
+  ASSERT_THAT(bodies_, SizeIs(2));
   EXPECT_EQ(bodies_[0].uid, 4U);
   EXPECT_EQ(bodies_[0].bytes, "ab");
+  EXPECT_FALSE(bodies_[0].missing);
+  EXPECT_TRUE(bodies_[1].missing);
 }
 
 TEST_F(ImapClientTest, FetchesBodiesInPieces) {
@@ -239,16 +249,26 @@ TEST_F(ImapClientTest, HearsOfChanges) {
   EXPECT_EQ(changes_, 4);
 }
 
-TEST_F(ImapClientTest, DoesNotIdleAgainWhereThatIsRefused) {
-  client_.idle();
+TEST_F(ImapClientTest, IdlesWhereThatIsOfferedAndTellsARefusal) {
+  int refusals = 0;
+  const auto refused = [&] { ++refusals; };
+  client_.idle(refused);
   EXPECT_EQ(sent(), "");
-  offer("IMAP4rev1 IDLE");
-  client_.idle();
-  client_.idle();
+  offer("IDLE");
+  client_.idle(refused);
+  client_.idle(refused);
   EXPECT_EQ(sent(), "r2 IDLE\r\n");
-  receive("r2 NO not today\r\n");
-  client_.idle();
-  EXPECT_EQ(sent(), "");
+  EXPECT_TRUE(client_.dialogue().idleAsked());
+  receive("r2 BAD unknown\r\n");
+  EXPECT_EQ(refusals, 1);
+  EXPECT_TRUE(client_.dialogue().idleCut());
+  client_.idle(refused);
+  receive("+ go on\r\n");
+  EXPECT_FALSE(client_.dialogue().idleAsked());
+  client_.noop(noted());
+  receive("r3 OK\r\n");
+  EXPECT_FALSE(client_.dialogue().idleCut());
+  EXPECT_EQ(refusals, 1);
 }
 
 }  // namespace

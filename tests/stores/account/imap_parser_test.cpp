@@ -131,7 +131,8 @@ TEST(ImapParser, ReadsAFetchInAnyOrder) {
   EXPECT_FALSE(fetch.hasFlag("\\Deleted"));
   EXPECT_EQ(fetch.internalDate,
             std::chrono::sys_days(std::chrono::year(1996) / 7 / 17) + 9h + 44min + 25s);
-  ASSERT_THAT(fetch.sections, SizeIs(2));
+  ASSERT_THAT(fetch.sections, SizeIs(3));
+  EXPECT_TRUE(fetch.sections[2].nil);
   ASSERT_NE(fetch.section("HEADER.FIELDS"), nullptr);
   EXPECT_EQ(fetch.section("HEADER.FIELDS")->bytes, "From: a\r\n");
   EXPECT_EQ(fetch.section("")->bytes, "abc\"");

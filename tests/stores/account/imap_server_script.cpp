@@ -78,7 +78,7 @@ std::string structureOf(const std::string& mail) {
 
 std::string fetched(const ServerMail& mail, const std::string& items) {
   std::string data = "UID " + std::to_string(mail.uid);
-  if (items.find("FLAGS") != std::string::npos) {
+  if (items.find("INTERNALDATE") != std::string::npos) {
     data += std::string(" FLAGS (") + (mail.seen ? "\\Seen" : "") + ") INTERNALDATE \"" +
             mail.date + "\" RFC822.SIZE " + std::to_string(mail.bytes.size());
     if (items.find("BODYSTRUCTURE") != std::string::npos) {

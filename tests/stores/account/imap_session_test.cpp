@@ -179,6 +179,30 @@ TEST_F(ImapSessionTest, RenewsIdleBeforeServersTireOfIt) {
   EXPECT_EQ(network_.connections(), 1U);
 }
 
+// It was asked again without a pause, thousands of times in a second.
+TEST_F(ImapSessionTest, DoesNotRepeatIdleThatTheServerEndsAtOnce) {
+  account_.instead = [](const std::string& tag, const std::string& command) {
+    return command == "IDLE" ? std::optional<std::string>(tag + " OK done\r\n") : std::nullopt;
+  };
+  refresh();
+  runUntil([] { return false; }, 20min);
+  EXPECT_GE(account_.count("IDLE"), 2U);
+  EXPECT_LE(account_.count("IDLE"), 7U);
+  EXPECT_EQ(network_.connections(), 1U);
+}
+
+// Each connection was lost after half a minute.
+TEST_F(ImapSessionTest, DoesNotAskForIdleAgainWhereTheServerDoesNotAnswerIt) {
+  account_.instead = [](const std::string&, const std::string& command) {
+    return command == "IDLE" ? std::optional<std::string>("") : std::nullopt;
+  };
+  refresh();
+  runUntil([] { return false; }, 3h);
+  EXPECT_EQ(account_.count("IDLE"), 1U);
+  EXPECT_EQ(network_.connections(), 2U);
+  EXPECT_TRUE(session_->status().up);
+}
+
 TEST_F(ImapSessionTest, SendsNoopWhereIdleIsNotOffered) {
   account_.capabilities = "IMAP4rev1";
   refresh();
@@ -273,6 +297,54 @@ TEST_F(ImapSessionTest, ReportsAHeadThatTheServerRefuses) {
   refresh();
   EXPECT_EQ(subject(4), "broken");
   EXPECT_EQ(body(4), "broken");
+}
+
+// It counted as vanished, and was marked read.
+TEST_F(ImapSessionTest, AMessageWhoseTextTheServerDoesNotGiveHasNotVanished) {
+  account_.instead = [](const std::string& tag, const std::string& command) {
+    return command.ends_with("BODY.PEEK[])")
+               ? std::optional<std::string>("* 4 FETCH (UID 4 BODY[] NIL)\r\n" + tag + " OK\r\n")
+               : std::nullopt;
+  };
+  refresh();
+  subject(4);
+  EXPECT_EQ(body(4), "the mail server has the message, but does not give its text");
+}
+
+// A short piece counted as the last one, and half a message was forwarded.
+TEST_F(ImapSessionTest, AShortPieceInTheMiddleIsAContradiction) {
+  account_.add(9, simpleMail("large") + std::string(3 * kPieceBytes, 'x'));
+  refresh();
+  subject(9);
+  const std::string range = "<" + std::to_string(kPieceBytes);
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.find(".PEEK[]" + range + '.') != std::string::npos
+               ? std::optional<std::string>("* 6 FETCH (UID 9 BODY[]" + range +
+                                            "> {3}\r\nabc)\r\n" + tag + " OK\r\n")
+               : std::nullopt;
+  };
+  EXPECT_EQ(body(9), "the server has left out a part of the message");
+}
+
+TEST_F(ImapSessionTest, KeepsNoMoreAheadThanThereIsRoomForWhateverTheServerSaysOfSizes) {
+  for (ServerMail& mail : account_.mails) {
+    mail.bytes += std::string(kBodyAheadBytes + 1, 'x');
+  }
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    if (command.find("RFC822.SIZE") == std::string::npos) {
+      return std::optional<std::string>();
+    }
+    return std::optional<std::string>(
+        "* 1 FETCH (UID 1 RFC822.SIZE 10 BODY[HEADER.FIELDS (X)] {0}\r\n)\r\n" + tag + " OK\r\n");
+  };
+  refresh();
+  subject(1);
+  session_->work([](ImapWork& work) { work.wantBodiesAhead({1}); });
+  EXPECT_TRUE(runUntil([&] { return account_.count("UID FETCH 1 (UID BODY.PEEK[])") == 1; }));
+  EXPECT_TRUE(runUntil([&] {
+    return session_->look([](const ImapWork& work) { return work.body(1) == Wanted::kNot; });
+  }));
+  EXPECT_TRUE(body(1) == account_.find(1)->bytes);
 }
 
 TEST_F(ImapSessionTest, SendsMarksTogetherALittleLater) {
