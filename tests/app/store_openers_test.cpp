@@ -60,11 +60,20 @@ TEST_F(StoreOpenersTest, TheMaildirIsTheStoreWhereNoneIsNamed) {
 }
 
 #ifndef RELAYBIRD_STORE_MAILDIR
+#ifdef RELAYBIRD_STORE_ACCOUNT
+TEST_F(StoreOpenersTest, AStoreThatWasNotBuiltIsNotKnown) {
+  const auto store = open("maildir", "");
+  ASSERT_FALSE(store);
+  EXPECT_TRUE(store.error().text.ends_with(" names is not known; there is account"))
+      << store.error().text;
+}
+#else
 TEST_F(StoreOpenersTest, AProgramWithoutAStoreSaysSo) {
   const auto store = open("maildir", "");
   ASSERT_FALSE(store);
   EXPECT_EQ(store.error().text, "This program was built without a mail store");
 }
+#endif
 #else
 TEST_F(StoreOpenersTest, OpensAMaildirWithoutTouchingIt) {
   auto store = open("maildir", "maildir=" + temp.path("Mail") + "\naddress=me@here.example\n");
