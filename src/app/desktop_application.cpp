@@ -137,7 +137,8 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
           .setup = core_->setup(),
           .version = identity_.version,
           .defaultHelpFile = defaultHelpFile(core_->files, programFolder()),
-          .decimalSeparator = userDecimalSeparator()};
+          .decimalSeparator = userDecimalSeparator(),
+          .verbose = core_->verbose};
 }
 
 void DesktopApplication::makeForms() {
