@@ -265,6 +265,14 @@ void MailboxSession::complain(const InboxEntry& entry, const std::string& text) 
   }
 }
 
+void MailboxSession::tellOfTooMany(std::size_t unread, std::size_t most) {
+  if (!std::exchange(toldOfTooMany_, true)) {
+    world_.notice("The inbox holds " + std::to_string(unread) +
+                  " unread messages. A check looks at the newest " + std::to_string(most) +
+                  "; mark others as read, or move them to another folder");
+  }
+}
+
 std::optional<Mailbox> MailboxSession::resolve(const std::string& recipient) {
   requireOpen();
   const std::string text = trimBlanks(recipient);

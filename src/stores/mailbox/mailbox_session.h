@@ -86,6 +86,8 @@ class MailboxSession {
   InboxHead headOf(const InboxEntry& entry);
   /// Writes a sentence about one message to the log, once for each message.
   void complain(const InboxEntry& entry, const std::string& text);
+  /// Tells the user, once, that not all unread messages are looked at.
+  void tellOfTooMany(std::size_t unread, std::size_t most);
 
   /// Resolves a recipient: an address or "Name <address>" as a whole (readRecipient()), or a name
   /// in the address book. Nothing if it is none of these. A notice reports once a recipient that
@@ -142,6 +144,7 @@ class MailboxSession {
   std::string refusal_;        ///< the error of the disk
   std::optional<Error> lost_;  ///< why no message of the last listing can be read any more
   std::unordered_set<std::string> complained_;
+  bool toldOfTooMany_ = false;
   std::string addressBookTrouble_;                                 ///< what was last reported of it
   std::unordered_map<std::string, std::string> toldOfRecipients_;  ///< last report, by recipient
 

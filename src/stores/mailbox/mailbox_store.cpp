@@ -4,6 +4,7 @@
 // MailboxSession and passes its calls on.
 #include "stores/mailbox/mailbox_store.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -25,6 +26,10 @@ using SessionRef = std::shared_ptr<MailboxSession>;
 
 // The version of the mail application whose part the store plays.
 constexpr const char* kVersion = "16.0";
+
+// A check counts items in 16 bits, and would fail with more. The newest ones are what a user waits
+// for.
+constexpr std::size_t kMostUnread = 32767;
 
 std::int32_t toCount(std::size_t size) {
   if (size > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
@@ -60,6 +65,10 @@ class InboxSelection : public ItemCollection {
       if (session_->unread({view_, index})) {
         unread.push_back(index);
       }
+    }
+    if (unread.size() > kMostUnread) {
+      session_->tellOfTooMany(unread.size(), kMostUnread);
+      unread.erase(unread.begin(), unread.end() - static_cast<std::ptrdiff_t>(kMostUnread));
     }
     return std::make_shared<InboxSelection>(session_, view_, std::move(unread));
   }
