@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
-#include <unordered_set>
 #include <utility>
 
 #include "message/message.h"
@@ -196,6 +195,7 @@ void ImapWork::forgetMailbox() {
   aheadBytes_ = 0;
   marks_.clear();
   queue_.clear();
+  toldOfMarks_.clear();
   marksSent_ = 0;
 }
 
@@ -885,16 +885,20 @@ void ImapWork::pumpMarks() {
 // A server may accept marks in such a folder, and forget them.
 void ImapWork::refuseMarks() {
   for (const std::uint32_t uid : std::exchange(queue_, {})) {
-    refuse(marks_[uid], "the folder may only be read");
+    refuse(uid, "the folder may only be read");
   }
 }
 
 // The message is listed again, as it is on the server.
-void ImapWork::refuse(MarkSlot& slot, const std::string& words) {
+void ImapWork::refuse(std::uint32_t uid, const std::string& words) {
+  MarkSlot& slot = marks_[uid];
   slot.state = Mark::kRefused;
   changed_ = true;
-  complain_("The server does not mark a message as " +
-            std::string(slot.seen ? "read: " : "unread: ") + words);
+  if (toldOfMarks_.insert(uid).second) {
+    complain_("The server does not mark the message " +
+              MessageIdentities::entryId(opened_.uidValidity, uid, *identities_.aliases()) +
+              " as " + (slot.seen ? "read: " : "unread: ") + words);
+  }
 }
 
 // Sends marks of one kind from the front of the queue.
@@ -936,7 +940,7 @@ void ImapWork::onMarked(std::uint64_t command, const std::vector<std::uint32_t>&
       queue_.push_back(uid);
       flush_ = true;
     } else {
-      refuse(slot, result.error().text);
+      refuse(uid, result.error().text);
     }
   }
 }

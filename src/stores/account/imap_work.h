@@ -20,6 +20,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/result.h"
@@ -217,7 +218,7 @@ class ImapWork {
   void eraseBody(std::map<std::uint32_t, BodySlot>::iterator at);
   void pumpMarks();
   void refuseMarks();
-  void refuse(MarkSlot& slot, const std::string& words);
+  void refuse(std::uint32_t uid, const std::string& words);
   void sendMarks(std::size_t count);
   void onMarked(std::uint64_t command, const std::vector<std::uint32_t>& uids,
                 const Result<void>& result);
@@ -264,7 +265,8 @@ class ImapWork {
 
   std::unordered_map<std::uint32_t, MarkSlot> marks_;
   std::deque<std::uint32_t> queue_;
-  std::size_t marksSent_ = 0;  // and not answered
+  std::size_t marksSent_ = 0;                      // and not answered
+  std::unordered_set<std::uint32_t> toldOfMarks_;  // refused, and the user was told
   std::uint64_t lastCommand_ = 0;
   bool flush_ = false;
 };

@@ -3,10 +3,18 @@
 // the journal first, then the mark, then the mark's durability, then the journal's settling.
 #include "stores/mailbox/read_marks.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 namespace relaybird {
+
+namespace {
+
+// In listings, of which a check makes one or two.
+constexpr int kLongestPause = 63;
+
+}  // namespace
 
 ReadMarks::ReadMarks(Inbox& inbox, Outbox& outbox, std::function<void(std::string)> notice)
     : inbox_(inbox), outbox_(outbox), notice_(std::move(notice)) {}
@@ -108,7 +116,7 @@ void ReadMarks::writeForwarded(const InboxEntry& entry) {
 }
 
 // A mark that is neither durable nor refused stays in marked_; until it is, the journal replaces
-// it. One that was refused is set again by the next catchUp().
+// it. One that was refused is set again by the next catchUp(), then after growing pauses.
 void ReadMarks::settle() {
   if (marked_.empty()) {
     return;
@@ -116,11 +124,15 @@ void ReadMarks::settle() {
   const MarkReport report = inbox_.syncMarks(marked_);
   for (const std::string& entryId : report.durable) {
     marked_.erase(entryId);
+    refused_.erase(entryId);
     // A failure counts in this run alone; a later run finds the mark and settles again.
     (void)outbox_.settle(entryId);
   }
   for (const std::string& entryId : report.refused) {
     marked_.erase(entryId);
+    Refused& mark = refused_[entryId];
+    mark.listings = mark.pause;
+    mark.pause = std::min(mark.pause * 2 + 1, kLongestPause);
   }
 }
 
@@ -154,10 +166,14 @@ void ReadMarks::catchUp(const std::shared_ptr<InboxView>& view) {
 void ReadMarks::bridge(const InboxEntry& entry) {
   const std::string entryId = entry.entryId();
   missing_.erase(entryId);
-  if (marked_.count(entryId) == 0) {
-    writeForwarded(entry);
-  } else {
+  const auto refused = refused_.find(entryId);
+  if (marked_.count(entryId) != 0) {
     entry.view->forwarded[entry.index] = !entry.seen();
+  } else if (refused != refused_.end() && refused->second.listings > 0) {
+    --refused->second.listings;
+    entry.view->forwarded[entry.index] = true;
+  } else {
+    writeForwarded(entry);
   }
 }
 

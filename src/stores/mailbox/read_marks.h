@@ -16,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -91,6 +92,12 @@ class ReadMarks {
   bool isHeldBack(const InboxEntry& entry) const {
     return heldBack_ && heldBack_->entryId() == entry.entryId();
   }
+  // A mark that the server has refused: how many listings pass by before the next try, and how many
+  // it will be after another refusal.
+  struct Refused {
+    int listings = 0;
+    int pause = 0;
+  };
   void writeHeldBackNow();
   Result<void> markUnread(const InboxEntry& entry);
   Result<void> write(const InboxEntry& entry, bool seen);
@@ -107,7 +114,8 @@ class ReadMarks {
   std::function<void(std::string)> notice_;
   std::shared_ptr<InboxView> view_;  ///< the last one
   std::optional<InboxEntry> heldBack_;
-  std::unordered_set<std::string> marked_;   ///< forwarded and marked, not known to be durable
+  std::unordered_set<std::string> marked_;  ///< forwarded and marked, not known to be durable
+  std::unordered_map<std::string, Refused> refused_;
   std::unordered_set<std::string> missing_;  ///< forwarded and absent from the last listing
   std::shared_ptr<InboxListing> searched_;   ///< the last one in which they were looked for
   std::unordered_set<std::string> complained_;

@@ -399,8 +399,8 @@ TEST_F(ImapSessionTest, FindsTheOneMarkThatTheServerRefuses) {
   EXPECT_EQ(state(1), ImapWork::Mark::kDurable);
   EXPECT_EQ(state(2), ImapWork::Mark::kRefused);
   EXPECT_EQ(state(3), ImapWork::Mark::kDurable);
-  EXPECT_THAT(complaints_, ElementsAre("Mail server imap.example.org: The server does not mark a "
-                                       "message as read: full [OVERQUOTA]"));
+  EXPECT_THAT(complaints_, ElementsAre("Mail server imap.example.org: The server does not mark the "
+                                       "message imap-7-2 as read: full [OVERQUOTA]"));
   refresh();
   EXPECT_THAT(unseen(), ElementsAre(2, 4, 5));
 }
