@@ -21,6 +21,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using namespace std::chrono_literals;
 
 class AccountPassTest : public testing::Test {
@@ -139,6 +140,62 @@ TEST_F(AccountPassTest, ARenumberingDuringAWalkKeepsNothingFromBeingForwarded) {
   EXPECT_THAT(forwarded(), ElementsAre("FW: m2", "FW: m1"));
   EXPECT_TRUE(seen(101));
   EXPECT_TRUE(seen(102));
+}
+
+// Each check ended at this message, because it could not be marked.
+TEST_F(AccountPassTest, AMessageThatIsTooLargeBlocksNoOtherInAFolderThatMayOnlyBeRead) {
+  house_.account.readOnly = true;
+  prefs_.fields().mbolMaxFwdSize = true;
+  prefs_.fields().mdblMaxFwdSize = 1;
+  add(1);
+  add(2, 2500000);
+  add(3);
+  for (int i = 0; i < 3; ++i) {
+    check();
+  }
+  EXPECT_THAT(forwarded(), ElementsAre("FW: m3", "FW: m1"));
+  EXPECT_THAT(log_.lines, Not(Contains(HasSubstr("An Error occured"))));
+  EXPECT_EQ(house_.account.count("UID STORE"), 0U);
+}
+
+// Every check failed.
+TEST_F(AccountPassTest, MoreUnreadMessagesThanCanBeCountedAreLookedAtFromTheNewestOn) {
+  prefs_.fields().mlngMaxToForward = 2;
+  for (std::uint32_t uid = 1; uid <= 32769; ++uid) {
+    house_.account.mails.push_back({uid, {}});
+  }
+  house_.account.mails[32768].bytes = simpleMail("newest");
+  house_.account.mails[32767].bytes = simpleMail("before");
+  check();
+  check();
+  EXPECT_EQ(engine_.state().itemsInPass, 32767);
+  EXPECT_THAT(forwarded(), ElementsAre("FW: newest", "FW: before"));
+  std::size_t told = 0;
+  for (const std::string& notice : house_.notices) {
+    told += notice.find("32769 unread") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_EQ(told, 1U);
+}
+
+// Two lines in the log for each message at every check, and none said which message it was.
+TEST_F(AccountPassTest, ARefusedMarkIsToldOnceWithItsMessageAndTriedRarely) {
+  add(1);
+  house_.account.instead = [](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID STORE") ? std::optional<std::string>(tag + " NO full\r\n")
+                                            : std::nullopt;
+  };
+  for (int i = 0; i < 30; ++i) {
+    check();
+    settle();
+  }
+  EXPECT_THAT(forwarded(), ElementsAre("FW: m1"));
+  EXPECT_LE(house_.account.count("UID STORE"), 7U);
+  std::size_t told = 0;
+  for (const std::string& notice : house_.notices) {
+    told += notice.find("mark") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_EQ(told, 1U);
+  EXPECT_THAT(house_.notices, Contains(HasSubstr("the message imap-7-1 as read: full")));
 }
 
 class LostLineTest : public AccountPassTest {

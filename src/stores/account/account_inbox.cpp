@@ -131,17 +131,20 @@ Result<void> AccountListing::setSeen(std::size_t index, bool seen) {
     return {};
   }
   const std::uint32_t uid = (*uids_)[index];
+  bool readOnly = false;
   const auto result = session().work([&](ImapWork& work) -> Result<void> {
     if (!isOf(work)) {
       return vanished();
     }
-    if (work.readOnly()) {
-      return Error{EROFS, "The server lets this program read the folder " +
-                              inbox_.settings_.folder + ", but not mark messages in it"};
+    readOnly = work.readOnly();
+    if (!readOnly) {
+      work.setSeen(uid, seen);
     }
-    work.setSeen(uid, seen);
     return {};
   });
+  if (readOnly) {
+    inbox_.markHere(entryId(index), seen);
+  }
   if (result) {
     seen_[index] = seen;
   }
@@ -481,13 +484,32 @@ std::shared_ptr<InboxListing> AccountInbox::currentListing() {
   return uids == nullptr ? nullptr : last_;
 }
 
+// A refusal would end each check at the first message that is not to be looked at again.
+void AccountInbox::markHere(const std::string& entryId, bool seen) {
+  if (!seen) {
+    readHere_.erase(entryId);
+    return;
+  }
+  readHere_.insert(entryId);
+  if (!std::exchange(toldOfReadOnly_, true)) {
+    report("The server lets this program read the folder " + settings_.folder +
+           ", but not mark messages in it. Which ones are done is remembered until the program "
+           "ends; which ones were forwarded, also after that.");
+  }
+}
+
 // Messages may have been marked by an older listing after the server was asked.
 std::shared_ptr<const std::vector<std::uint32_t>> AccountInbox::withoutMarked(
     const std::shared_ptr<const std::vector<std::uint32_t>>& uids) const {
   auto unmarked = std::make_shared<std::vector<std::uint32_t>>();
   session_->look([&](const ImapWork& work) {
+    const auto aliases = work.identities().aliases();
+    const auto isReadHere = [&](std::uint32_t uid) {
+      return !readHere_.empty() &&
+             readHere_.contains(MessageIdentities::entryId(work.uidValidity(), uid, *aliases));
+    };
     std::copy_if(uids->begin(), uids->end(), std::back_inserter(*unmarked),
-                 [&](std::uint32_t uid) { return !work.isMarkedSeen(uid); });
+                 [&](std::uint32_t uid) { return !work.isMarkedSeen(uid) && !isReadHere(uid); });
     return 0;
   });
   return unmarked->size() == uids->size() ? uids : unmarked;
@@ -495,7 +517,10 @@ std::shared_ptr<const std::vector<std::uint32_t>> AccountInbox::withoutMarked(
 
 // A message that is unread, although its mark was accepted and is not on its way, has lost the mark
 // to a renumbering or to another program.
-void AccountInbox::sortMark(ImapWork& work, const std::string& entryId, MarkReport& report) {
+void AccountInbox::sortMark(ImapWork& work, const std::string& entryId, MarkReport& report) const {
+  if (readHere_.contains(entryId)) {
+    return;  // never durable: the journal has to keep the message from being forwarded again
+  }
   const std::uint32_t uid = work.identities().uidOf(entryId);
   const auto mark = uid == 0 ? ImapWork::Mark::kNone : work.mark(uid);
   const auto unseen = uid == 0 ? std::optional(false) : work.isUnseen(uid);

@@ -55,7 +55,8 @@ class AccountInbox : public Inbox {
   friend class AccountListing;
 
   std::string folderOnDisk() const;
-  static void sortMark(ImapWork& work, const std::string& entryId, MarkReport& report);
+  void sortMark(ImapWork& work, const std::string& entryId, MarkReport& report) const;
+  void markHere(const std::string& entryId, bool seen);
   Result<void> refresh();
   std::chrono::milliseconds now() const;
   Error silence() const;
@@ -86,6 +87,9 @@ class AccountInbox : public Inbox {
   std::unordered_set<std::uint32_t>
       walked_;                  ///< messages whose heads were asked for since the start
   std::uint64_t walkedOf_ = 0;  ///< the generation of these numbers
+  /// Messages that were marked as read where the folder may only be read.
+  std::unordered_set<std::string> readHere_;
+  bool toldOfReadOnly_ = false;
   /// How many of the last heads were followed by the whole message, between 0 and 1.
   double opened_ = 0.2;
 

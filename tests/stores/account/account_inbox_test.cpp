@@ -286,17 +286,29 @@ TEST_F(AccountInboxTest, ShowsTheServersStateAfterARefusedMark) {
   serve(10);
   house_.events.runUntilIdle();
   EXPECT_FALSE(listing->seen(1));
-  EXPECT_THAT(house_.notices, ElementsAre(HasSubstr("does not mark a message as read: full")));
+  EXPECT_THAT(house_.notices,
+              ElementsAre(HasSubstr("does not mark the message imap-7-2 as read: full")));
   const MarkReport report = inbox_->syncMarks({"imap-7-2", "imap-7-99"});
   EXPECT_THAT(report.refused, ElementsAre("imap-7-2"));
   EXPECT_THAT(report.durable, ElementsAre("imap-7-99"));
 }
 
-TEST_F(AccountInboxTest, RefusesMarksWhereTheFolderMayOnlyBeRead) {
+TEST_F(AccountInboxTest, RemembersMarksWhereTheFolderMayOnlyBeRead) {
   house_.account.readOnly = true;
-  const auto marked = list()->setSeen(0, true);
-  ASSERT_FALSE(marked);
-  EXPECT_THAT(marked.error().text, HasSubstr("not mark messages"));
+  const auto first = list();
+  EXPECT_TRUE(first->setSeen(0, true));
+  EXPECT_TRUE(first->setSeen(1, true));
+  EXPECT_TRUE(first->setSeen(1, false));
+  EXPECT_TRUE(first->seen(0));
+  EXPECT_THAT(house_.notices, ElementsAre(HasSubstr("not mark messages")));
+  house_.account.add(9, simpleMail("m9"));
+  house_.network.end(0).say("* 5 EXISTS\r\n");
+  serve(2);
+  EXPECT_THAT(ids(*list()), ElementsAre("imap-7-2", "imap-7-3", "imap-7-4", "imap-7-9"));
+  const MarkReport report = inbox_->syncMarks({"imap-7-1"});
+  EXPECT_THAT(report.durable, IsEmpty());
+  EXPECT_THAT(report.refused, IsEmpty());
+  EXPECT_EQ(house_.account.count("UID STORE"), 0U);
 }
 
 TEST_F(AccountInboxTest, TellsARefusedSignInFromAServerThatCannotBeReached) {
