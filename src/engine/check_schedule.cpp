@@ -41,7 +41,7 @@ void CheckSchedule::startCountdown() {
 
 void CheckSchedule::stopCountdown() {
   tmrMinute_->setEnabled(false);
-  checkDropped_ = state_.syncBusy;
+  checkDropped_ = state_.syncBusy || state_.syncStarting;
 }
 // The check of a synchronisation that still runs is dropped at its end, in checkAfterSync().
 
@@ -64,7 +64,8 @@ void CheckSchedule::tmrMinuteTick() {
     showMinutesLeft();
   }
   // While anything else runs, the count stays at 0: the check comes with the first minute after it.
-  if (state_.minutesLeft == 0 && !state_.m_bBusyFwd && !state_.passRunning && !state_.syncBusy) {
+  const bool syncs = state_.syncBusy || state_.syncStarting;
+  if (state_.minutesLeft == 0 && !state_.m_bBusyFwd && !state_.passRunning && !syncs) {
     ForwardTrigger();
     // The user may have switched off during the check.
     if (tmrMinute_->enabled()) {
@@ -85,7 +86,7 @@ void CheckSchedule::ForwardTrigger() {
   };
   if (state_.m_bBusyFwd || state_.passRunning) {
     refuse("Could not check emails because still busy from previous check");
-  } else if (state_.syncBusy) {
+  } else if (state_.syncBusy || state_.syncStarting) {
     refuse("Could not check emails because currently busy synchronizing inbox");
   } else if (!session_.IsOutlookOpen()) {
     // The application does not answer. A synchronisation starts it and fetches mail; the pass
@@ -105,8 +106,7 @@ void CheckSchedule::SyncStart(bool sendSync) {
     return;
   }
   world_.trace.trace("SyncStart Entered");
-  if (session_.ResetOlkObj(true, true, false) < kSessionReady) {
-    failSync(sendSync, session_.errorText(), session_.storeWords());
+  if (!openForSync(sendSync)) {
     return;
   }
   state_.syncStartTime = world_.clock.now();
@@ -133,6 +133,32 @@ void CheckSchedule::SyncStart(bool sendSync) {
     // Last, because the status line lets events run and the end of a test cycle opens a box.
     failSync(forwards, error.what(), {});
   }
+}
+
+// False: there is nothing to synchronise, which has been logged. To open the session can take as
+// long as a server lets wait, and the user may switch off meanwhile.
+bool CheckSchedule::openForSync(bool sendSync) {
+  // The send synchronisation of a pass is not what the user stops.
+  const bool forCheck = !sendSync && !state_.passRunning;
+  if (forCheck) {
+    state_.syncStarting = true;
+    state_.stopPass = false;
+    checkDropped_ = false;
+  }
+  const bool opened = session_.ResetOlkObj(true, true, false) >= kSessionReady;
+  if (forCheck) {
+    state_.syncStarting = false;
+    state_.stopPass = false;
+  }
+  if (forCheck && checkDropped_) {
+    status_.SetStatusToPreset();
+    dropCheck();
+    return false;
+  }
+  if (!opened) {
+    failSync(sendSync, session_.errorText(), session_.storeWords());
+  }
+  return opened;
 }
 
 // A failed send synchronisation raises no alert: its check has done its work.
@@ -192,12 +218,30 @@ void CheckSchedule::checkAfterSync() {
     return;
   }
   if (checkDropped_) {
-    world_.log.AddToLog(world_.clock.toText(world_.clock.now()) +
-                        "--> Email check dropped: forwarding was switched off");
-    pass_.endTestCycle();
+    dropCheck();
   } else {
     pass_.ForwardMail();
   }
+}
+
+void CheckSchedule::dropCheck() {
+  world_.log.AddToLog(world_.clock.toText(world_.clock.now()) +
+                      "--> Email check dropped: forwarding was switched off");
+  pass_.endTestCycle();
+}
+
+// Otherwise every check would be refused until the synchronisation is given up.
+void CheckSchedule::sessionReleased() {
+  if (!state_.syncBusy || insideSyncEnd_) {
+    return;
+  }
+  tmrSync_->setEnabled(false);
+  state_.syncBusy = false;
+  state_.sendSync = false;
+  world_.log.AddToLog(world_.clock.toText(world_.clock.now()) +
+                      "--> Synchronization ended early: the mailbox was closed or its connection "
+                      "lost");
+  pass_.endTestCycle();
 }
 
 // Notices only a synchronisation whose end is never reported.

@@ -33,6 +33,9 @@ class CheckSchedule {
   void SyncStart(bool sendSync = false);
   /// Handles the end of a synchronisation, ours or the user's.
   void m_sync_SyncEnd();
+  /// The session has dropped its objects: the end of a synchronisation that runs is not reported
+  /// any more.
+  void sessionReleased();
 
   /// Sets the minutes to the next check from the preferences, shows them and starts counting. A
   /// check that stopCountdown() dropped takes place after all if its synchronisation still runs.
@@ -51,6 +54,8 @@ class CheckSchedule {
   void showMinutesLeft();
   void finishInboxSync();
   void checkAfterSync();
+  bool openForSync(bool sendSync);
+  void dropCheck();
   void giveUpSync();
   void failSync(bool sendSync, const std::string& text, const std::string& storeWords);
 

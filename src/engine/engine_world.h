@@ -102,11 +102,12 @@ struct EngineState {
   std::int16_t failedThisPass = 0;  ///< items that should have been forwarded but failed
   bool lastPassCompleted = false;   ///< the last pass ran without a fault
 
-  bool passRunning = false;  ///< a pass is on the stack; m_bBusyFwd is also cleared from outside
-  bool stopPass = false;     ///< the pass ends after the current item
-  bool ending = false;       ///< the program ends: a pass ends as above, nothing else starts
+  bool passRunning = false;   ///< a pass is on the stack; m_bBusyFwd is also cleared from outside
+  bool syncStarting = false;  ///< a check opens the session, to synchronise before its pass
+  bool stopPass = false;  ///< the pass ends after the current item; the check above ends at once
+  bool ending = false;    ///< the program ends: a pass ends as above, nothing else starts
 
-  /// Whether a pass that is running is to end.
+  /// Whether a check that is running is to end, also where it waits for the store.
   bool stopWanted() const { return ending || stopPass; }
 };
 

@@ -17,7 +17,9 @@ class ForwardingEngine {
   /// once the engine runs.
   explicit ForwardingEngine(const EngineWorld& world)
       : status_(world.display, state_, world.clock, world.timers),
-        session_(world.objects, state_, status_, [this] { schedule_.m_sync_SyncEnd(); }),
+        session_(
+            world.objects, state_, status_, [this] { schedule_.m_sync_SyncEnd(); },
+            [this] { schedule_.sessionReleased(); }),
         pass_(world, state_, status_, session_, [this] { schedule_.SyncStart(true); }),
         schedule_(world, state_, status_, session_, pass_) {}
 

@@ -74,6 +74,12 @@ const Kind* acceptedKind(MailItem& item) {
   return found == kAcceptedKinds.end() ? nullptr : found;
 }
 
+// An item may be rejected because it could not be read. Throws where the store has lost its server:
+// then the item is not to blame, and the next pass has to look at it again.
+void requireStore(MailItem& item) {
+  (void)item.UnRead();
+}
+
 }  // namespace
 
 bool ValidateInboxType(MailItem& item) {
@@ -158,9 +164,9 @@ void InboxPass::endTestCycle() {
   }
 }
 
-// Only while a pass runs: a flag left set would stop the next one at its first item.
+// Only while a check runs: a flag left set would stop the next one at its first item.
 void InboxPass::stopAfterItem() {
-  state_.stopPass = state_.passRunning;
+  state_.stopPass = state_.passRunning || state_.syncStarting;
 }
 
 void InboxPass::ForwardMail() {
@@ -217,6 +223,12 @@ bool InboxPass::sessionReady(bool withinAnother) {
   trace("ResetOlkObj_pre");
   const std::int16_t result = session_.ResetOlkObj(true, false, true);
   trace("ResetOlkObj_post");
+  if (result < kSessionReady && state_.stopWanted()) {
+    world_.log.AddToLog(nowText() +
+                        "--> Email check stopped before its end: " + session_.lastWords());
+    status_.SetStatusToPreset();
+    return false;
+  }
   if (result < kSessionReady) {
     world_.log.AddToLog(nowText() + "--> Email check aborted: " + session_.errorText());
     if (!session_.storeWords().empty()) {
@@ -316,6 +328,7 @@ bool InboxPass::decide(Walk& walk, const std::shared_ptr<MailItem>& item,
     return false;
   }
   if (world_.prefs.bolIgnoreExistingMsg() && arrivedBeforeActivation(*item)) {
+    requireStore(*item);
     ignore(entryId);
     walk.reason = "message received before Relaybird activated";
     return false;
@@ -335,15 +348,11 @@ bool InboxPass::rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item,
   int status = world_.prefs.intShouldForward(item, allowed, walk.reason);
   // The rules have read the item alone. Some of them reject an item that cannot be forwarded, so
   // its forward is built before they are believed.
-  bool unbuilt = false;
   if (status >= 1 && allowed && world_.prefs.bolRulesNeedForward() && !build(walk, item)) {
     status = world_.prefs.intWithoutForward(walk.builder.errorText(), allowed, walk.reason);
-    unbuilt = true;
   }
-  if (status < 1 || unbuilt) {
-    // Throws where the store has lost its server: then the item is not to blame, and the next pass
-    // has to look at it again.
-    (void)item->UnRead();
+  if (status < 1 || !allowed) {
+    requireStore(*item);
   }
   if (status < 1) {
     walk.reason = world_.prefs.lastReason();

@@ -46,11 +46,15 @@ class MailSession::Opening {
 };
 
 MailSession::MailSession(ObjectFactory& objects, const EngineState& state, StatusDisplay& status,
-                         std::function<void()> onSyncEnd)
-    : objects_(objects), state_(state), status_(status), onSyncEnd_(std::move(onSyncEnd)) {}
+                         std::function<void()> onSyncEnd, std::function<void()> onRelease)
+    : objects_(objects),
+      state_(state),
+      status_(status),
+      onSyncEnd_(std::move(onSyncEnd)),
+      onRelease_(std::move(onRelease)) {}
 
 MailSession::~MailSession() {
-  release();
+  drop();
 }
 
 std::int16_t MailSession::ResetOlkObj(bool getInbox, bool getSync, bool showStatus) {
@@ -179,9 +183,13 @@ void MailSession::dropIfGone() {
 
 void MailSession::release() {
   releaseWaits_ = opening_ > 0;
-  if (releaseWaits_) {
-    return;
+  if (!releaseWaits_) {
+    drop();
+    onRelease_();
   }
+}
+
+void MailSession::drop() {
   if (sync_) {
     try {
       // No end may be reported to a session that is released.

@@ -28,8 +28,9 @@ enum SessionResult : std::int16_t {
 class MailSession {
  public:
   /// `onSyncEnd` handles the end of every synchronisation, also of one that the user started.
+  /// `onRelease` is called when the objects were dropped, but not by the destructor.
   MailSession(ObjectFactory& objects, const EngineState& state, StatusDisplay& status,
-              std::function<void()> onSyncEnd);
+              std::function<void()> onSyncEnd, std::function<void()> onRelease);
   ~MailSession();
   MailSession(const MailSession&) = delete;
   MailSession& operator=(const MailSession&) = delete;
@@ -68,11 +69,13 @@ class MailSession {
   void openNamespace(bool showStatus);
   void openInbox(bool showStatus);
   void openSync();
+  void drop();
 
   ObjectFactory& objects_;
   const EngineState& state_;
   StatusDisplay& status_;
   std::function<void()> onSyncEnd_;
+  std::function<void()> onRelease_;
 
   std::shared_ptr<Application> application_;
   std::shared_ptr<Namespace> namespace_;

@@ -189,6 +189,79 @@ TEST_F(CheckScheduleTest, ATestWhoseCheckIsDroppedEnds) {
                               "off"});
 }
 
+// Opening a session can take as long as the server of an account lets wait; events run meanwhile.
+class SlowSessionTest : public CheckScheduleTest {
+ protected:
+  void whileItOpens(std::function<void()> act) {
+    store_.setHook([act = std::move(act)](std::string_view at) {
+      if (at == "Application.GetNamespace") {
+        act();
+      }
+    });
+  }
+  void switchOff() {
+    engine_.pass().stopAfterItem();
+    schedule().stopCountdown();
+  }
+};
+
+// The check ran and forwarded after the user had stopped it.
+TEST_F(SlowSessionTest, AStopWhileTheSessionOpensDropsTheCheck) {
+  deliver("one");
+  schedule().startCountdown();
+  whileItOpens([this] {
+    switchOff();
+    EXPECT_TRUE(state().stopWanted());
+  });
+  schedule().ForwardTrigger();
+  endSync();
+  EXPECT_EQ(store_.syncStarts(), 0u);
+  EXPECT_EQ(sentSubjects(), Lines{});
+  EXPECT_FALSE(state().stopWanted());
+  EXPECT_FALSE(state().syncStarting);
+  EXPECT_EQ(log_.lines.back(),
+            "2026-11-20 15:00:00--> Email check dropped: forwarding was switched off");
+  store_.setHook({});
+  schedule().ForwardTrigger();
+  EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
+}
+
+TEST_F(SlowSessionTest, ASessionThatGivesUpBecauseOfAStopIsNoFailedCheck) {
+  schedule().startCountdown();
+  whileItOpens([this] {
+    switchOff();
+    throw MailStoreError("Stopped");
+  });
+  schedule().ForwardTrigger();
+  EXPECT_EQ(alerts_.lines, Lines{});
+  EXPECT_EQ(log_.lines,
+            Lines{"2026-11-20 15:00:00--> Email check dropped: forwarding was switched off"});
+}
+
+TEST_F(SlowSessionTest, NoSecondCheckStartsWhileTheSessionOpens) {
+  schedule().startCountdown();
+  whileItOpens([this] { schedule().ForwardTrigger(); });
+  schedule().ForwardTrigger();
+  EXPECT_EQ(store_.syncStarts(), 1u);
+  EXPECT_EQ(log_.lines, Lines{"2026-11-20 15:00:00-->Could not check emails because currently busy "
+                              "synchronizing inbox"});
+}
+
+// No check ran until the synchronisation was given up, a quarter of an hour later.
+TEST_F(CheckScheduleTest, ASynchronisationWhoseSessionIsReleasedIsOver) {
+  deliver("one");
+  schedule().ForwardTrigger();
+  state().testCycle = true;
+  engine_.session().release();
+  EXPECT_FALSE(state().syncBusy);
+  EXPECT_FALSE(state().testCycle);
+  EXPECT_FALSE(schedule().tmrSync().enabled());
+  schedule().ForwardTrigger();
+  EXPECT_EQ(store_.syncStarts(), 2u);
+  endSync();
+  EXPECT_EQ(sentSubjects(), Lines{"FW: one"});
+}
+
 TEST_F(CheckScheduleTest, WhatAPassSentIsFollowedByASendSynchronisation) {
   openSession();
   deliver("one");

@@ -247,6 +247,30 @@ TEST_F(UnbuiltForwardTest, AnItemThatTheStoreHasLostIsNotIgnored) {
   }
 }
 
+// The sender or the date could not be read, because the server was lost.
+TEST_F(InboxPassFaultTest, AnItemWhoseRuleHasNotSeenItIsNotIgnored) {
+  prefs_.fields().mbolIgnoreExistingUnread = true;
+  prefs_.fields().mintSenderFilter = kForwardOnlyListed;
+  prefs_.fields().mcolSenderList = {"bob"};
+  for (const std::string operation : {"MailItem.ReceivedTime", "MailItem.Fields"}) {
+    deliver(operation);
+    bool lost = false;
+    store_.setHook([&](std::string_view at) {
+      lost = lost || at == operation;
+      if (lost && at.starts_with("MailItem.")) {
+        throw MailStoreError("no connection");
+      }
+    });
+    check();
+    EXPECT_TRUE(lost) << operation;
+    EXPECT_TRUE(log_.lines.back().ends_with(" --> no connection")) << log_.lines.back();
+    store_.setHook({});
+    check();
+    ASSERT_FALSE(sentSubjects().empty()) << operation;
+    EXPECT_EQ(sentSubjects().back(), "FW: " + operation);
+  }
+}
+
 // Runs a pass over items of every kind once for each operation that it uses, which fails at its
 // first use. Whatever fails, the pass ends by itself, leaves no flag behind, and the next one,
 // with the store in order again, forwards what is still unread and undecided exactly once.

@@ -76,6 +76,18 @@ TEST_F(StopPassTest, AWaitThatIsGivenUpBecauseTheUserStopsIsNoFailedCheck) {
   EXPECT_THAT(sentSubjects(), ElementsAre("FW: three", "FW: two", "FW: one"));
 }
 
+TEST_F(StopPassTest, ASessionThatGivesUpBecauseTheUserStopsIsNoFailedCheck) {
+  store_.setHook([&](std::string_view at) {
+    if (at == "Application.GetNamespace") {
+      engine_.pass().stopAfterItem();
+      throw MailStoreError("Stopped");
+    }
+  });
+  check();
+  EXPECT_THAT(log_.lines, Contains(EndsWith("--> Email check stopped before its end: Stopped")));
+  EXPECT_THAT(alerts_.lines, IsEmpty());
+}
+
 TEST_F(StopPassTest, TheNextPassGoesOnWithThem) {
   deliverThree();
   atItem(2, [this] { engine_.pass().stopAfterItem(); });

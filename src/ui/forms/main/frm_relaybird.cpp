@@ -326,7 +326,7 @@ void frmRelaybird::StartForwarding(bool bAutoStart) {
   if (state().m_bBusyFwd) {
     return;
   }
-  if (state().passRunning) {
+  if (state().passRunning || state().syncStarting) {
     startLater();
     return;
   }
@@ -355,7 +355,8 @@ void frmRelaybird::startTimerTick() {
     startTimer_->setEnabled(false);
     return;
   }
-  const bool free = !state().passRunning && !state().m_bBusyFwd && cmdForwardNow.enabled();
+  const bool free = !state().passRunning && !state().syncStarting && !state().m_bBusyFwd &&
+                    cmdForwardNow.enabled();
   if (free && modal() == nullptr) {
     startTimer_->setEnabled(false);
     StartForwarding();
