@@ -52,10 +52,11 @@ class SetUp(DesktopCase):
         self.leave()
 
     def test_a_wrong_setting_leads_to_the_dialog_instead_of_ending_the_program(self):
+        self.home.write_preferences()
         with open(self.home.preference_file, "a", encoding="utf-8") as file:
             file.write("[mail]\nstore=account\naddress=ann@firm.example\n"
                        "imap_host=mail.firm.example\nimap_port=many\n")
-        main = self.start()
+        main = self.start_again()
         self.wait_for_line("The mail settings have a mistake: imap_port=many is not known")
         main.find("Set up mail...", "push button").click()
         setup = self.program.window("Set Up Mail")
