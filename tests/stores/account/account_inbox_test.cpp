@@ -62,8 +62,21 @@ class AccountInboxTest : public testing::Test {
 };
 
 TEST_F(AccountInboxTest, IsNamedByUserServerAndFolder) {
-  EXPECT_EQ(*inbox_->identity(), "imap:ann@example.org@imap.example.org:993/INBOX");
+  EXPECT_EQ(*inbox_->identity(), "imap:ann@example.org@imap.example.org/INBOX");
   EXPECT_EQ(inbox_->folder(), "");
+}
+
+// With the port in every name, mail that waited was left behind when the port changed.
+TEST_F(AccountInboxTest, KeepsItsNameWhenItsServerIsReachedThroughAnotherPort) {
+  house_.settings.imap.server.port = 143;
+  EXPECT_EQ(*house_.makeInbox()->identity(), *inbox_->identity());
+}
+
+TEST_F(AccountInboxTest, PortsOfThisComputerAreDifferentAccounts) {
+  house_.settings.imap.server.host = "127.0.0.1";
+  const std::string first = *house_.makeInbox()->identity();
+  ++house_.settings.imap.server.port;
+  EXPECT_NE(*house_.makeInbox()->identity(), first);
 }
 
 TEST_F(AccountInboxTest, HasOneNameHoweverTheInboxIsWritten) {
@@ -85,7 +98,7 @@ TEST_F(AccountInboxTest, AccountsThatDifferLittleShareNothingOnDisk) {
     inbox_->close();
     EXPECT_EQ(house_.disk.list(house_.temp.path("state/rbx"))->size(), ++accounts) << folder;
   }
-  house_.settings.imap.server.port = 1993;
+  house_.settings.imap.server.host = "localhost";
   inbox_ = house_.makeInbox();
   EXPECT_EQ(walk(*list(), 0), 0);
   inbox_->close();
