@@ -23,7 +23,8 @@ struct PassProgram {
   /// several programs share a clock.
   PassProgram(const MailSettings& settings, const std::string& stateFolder, FileSystem& files,
               std::uint64_t run, Transport* transport, FakeClock* shared = nullptr)
-      : ownClock(makeTime(2026, 11, 20, 15, 4, 5) + std::chrono::minutes{run}),
+      : ownClock(makeTime(2026, 11, 20, 15, 4, 5) +
+                 std::chrono::minutes{shared == nullptr ? run : 0}),
         clock(shared != nullptr ? *shared : ownClock),
         store(settings,
               {.files = files,
