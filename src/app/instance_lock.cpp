@@ -30,7 +30,7 @@ std::string hashText(const std::string& text) {
   return digits.str();
 }
 
-std::string lockFolderOf(const std::string& stateFolder, const Mailbox& mailbox) {
+std::string lockFolderOf(const std::string& stateFolder, const WatchedMailbox& mailbox) {
   return stateFolder + "/rbx/locks/" + mailbox.store + "-" +
          hashText(mailbox.store + "\n" + mailbox.place);
 }
@@ -63,7 +63,7 @@ InstanceLock::~InstanceLock() {
   giveBack(name_);
 }
 
-Result<void> InstanceLock::takeName(const std::string& stateFolder, const Mailbox& mailbox,
+Result<void> InstanceLock::takeName(const std::string& stateFolder, const WatchedMailbox& mailbox,
                                     Wait wait) {
   const std::string folder = lockFolderOf(stateFolder, mailbox);
   const std::string noteFile = folder + "/holder";

@@ -11,8 +11,8 @@
 
 namespace relaybird {
 
-/// A mailbox: the name of its store, and where it is.
-struct Mailbox {
+/// The mailbox that a program works on: the name of its store, and where it is.
+struct WatchedMailbox {
   std::string store;
   std::string place;
 };
@@ -47,7 +47,7 @@ class InstanceLock {
   /// Takes the lock below rbx/ in the state folder. `wait` says whether to wait a moment for a
   /// holder that may be exiting. An error is a sentence for the user; with EWOULDBLOCK it names the
   /// holder.
-  Result<void> takeName(const std::string& stateFolder, const Mailbox& mailbox,
+  Result<void> takeName(const std::string& stateFolder, const WatchedMailbox& mailbox,
                         Wait wait = Wait::kMoment);
 
   /// Takes the lock on the mailbox's folder. To be called again before each use of the folder: does

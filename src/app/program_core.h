@@ -59,7 +59,7 @@ class ProgramCore {
                                  WrongSettings wrong = WrongSettings::kRefuse);
 
   const ProgramIdentity& identity() const { return identity_; }
-  const Mailbox& mailbox() const { return mailbox_; }
+  const WatchedMailbox& mailbox() const { return mailbox_; }
   /// The objects of the mailbox that is open now.
   ObjectFactory& objects() { return slot_; }
   OutgoingMail& outgoing() { return slot_; }
@@ -92,7 +92,7 @@ class ProgramCore {
   EventQueue& events_;
   std::function<void(const StoreNotice&)> notice_;
   std::function<bool()> keepAlive_;
-  Mailbox mailbox_;
+  WatchedMailbox mailbox_;
   std::unique_ptr<InstanceLock> lock_;  ///< outlives the store, which writes when it is closed
   PosixCommandRunner commands_;
   std::unique_ptr<SecretStore> keyring_;      ///< null in a build without it

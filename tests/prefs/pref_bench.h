@@ -16,7 +16,7 @@
 
 namespace relaybird {
 
-struct FakeFolders : SpecialFolders {
+struct HomeFolders : SpecialFolders {
   std::string appData = "/home/ann/.config";
   std::string templates = "/home/ann/Templates";
   std::string windows = "/home/ann/.config";
@@ -64,7 +64,7 @@ struct PrefBench {
 
   FakeFiles files;
   FakeProfiles profiles;
-  FakeFolders folders;
+  HomeFolders folders;
   FakeOsVersion osVersion;
   NoObjects noObjects;
   std::vector<std::string> helpFiles;

@@ -26,7 +26,7 @@ struct DiskBench {
 
   FakeFiles files;
   ProfileFile profiles{files};
-  FakeFolders folders;
+  HomeFolders folders;
   FakeOsVersion osVersion;
   NoObjects noObjects;
   std::vector<std::string> verbose;

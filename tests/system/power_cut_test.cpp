@@ -263,7 +263,7 @@ struct Settings {
                .objects = noObjects}) {}
 
   ProfileFile profiles;
-  FakeFolders folders;
+  HomeFolders folders;
   FakeOsVersion osVersion;
   NoObjects noObjects;
   clsPref prefs;
