@@ -20,6 +20,7 @@
 #include "mail/sign_in_source.h"
 #include "outbox/delivery/smtp_reply.h"
 #include "outbox/delivery/smtp_words.h"
+#include "platform/paths.h"
 #include "platform/text/ascii_text.h"
 #ifdef RELAYBIRD_STORE_ACCOUNT
 #include "stores/account/imap_client.h"
@@ -135,8 +136,8 @@ class AccountTest {
 
   bool maildir() const {
     std::size_t messages = 0;
-    for (const char* part : {"/new", "/cur"}) {
-      const std::string folder = settings_.maildir + part;
+    for (const char* part : {"new", "cur"}) {
+      const std::string folder = joinPath(settings_.maildir, part);
       const auto there = world_.files.inspect(folder);
       const auto found =
           there ? world_.files.list(folder) : Result<std::vector<FolderEntry>>(there.error());

@@ -148,7 +148,7 @@ void DesktopApplication::makeForms() {
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
                                                                  core_->files, startProgram);
   autostart_ = std::make_unique<DesktopEntryAutostart>(
-      core_->files, core_->folders.GetAppDataFolder(), programFolder() + "/" + identity_.name);
+      core_->files, core_->folders.GetAppDataFolder(), joinPath(programFolder(), identity_.name));
   session_ = std::make_unique<desktop::SessionApplication>(
       desktop::SessionApplication::Listener{[this] { raise(); }, looksOn,
                                             [this](const std::string& action) { act(action); }},

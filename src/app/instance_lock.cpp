@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kLargestNote = 4096;
 
 // Mail programs do not take files or hidden names beside new/ and cur/ for mail.
-constexpr const char* kNoteInMailbox = "/.relaybird-holder";
+constexpr const char* kNoteInMailbox = ".relaybird-holder";
 
 // FNV-1a, 64 bits: the folder's name must be short and the same in every release.
 std::string hashText(const std::string& text) {
@@ -31,8 +31,8 @@ std::string hashText(const std::string& text) {
 }
 
 std::string lockFolderOf(const std::string& stateFolder, const WatchedMailbox& mailbox) {
-  return stateFolder + "/rbx/locks/" + mailbox.store + "-" +
-         hashText(mailbox.store + "\n" + mailbox.place);
+  return joinPath(stateFolder, "rbx/locks/" + mailbox.store + "-" +
+                                   hashText(mailbox.store + "\n" + mailbox.place));
 }
 
 std::string noteText(const LockHolder& holder, const std::string& place) {
@@ -66,7 +66,7 @@ InstanceLock::~InstanceLock() {
 Result<void> InstanceLock::takeName(const std::string& stateFolder, const WatchedMailbox& mailbox,
                                     Wait wait) {
   const std::string folder = lockFolderOf(stateFolder, mailbox);
-  const std::string noteFile = folder + "/holder";
+  const std::string noteFile = joinPath(folder, "holder");
   if (!MakeFolderPath(files_, noteFile)) {
     return Error{0, "Cannot make the folder " + folder + " for the lock of the mailbox"};
   }
@@ -88,7 +88,7 @@ Result<void> InstanceLock::takeFolder(const std::string& folder, Wait wait) {
     return {};
   }
   giveBack(folder_);
-  if (auto taken = take(folder_, *real, *real + kNoteInMailbox, folder, wait); !taken) {
+  if (auto taken = take(folder_, *real, joinPath(*real, kNoteInMailbox), folder, wait); !taken) {
     return taken;
   }
   folder_.device = info->device;

@@ -37,7 +37,7 @@ ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
 }
 
 std::string ProgramCore::stateFile(const std::string& name) const {
-  return folders.stateFolder() + "/rbx/" + name;
+  return joinPath(folders.stateFolder(), "rbx/" + name);
 }
 
 std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait,

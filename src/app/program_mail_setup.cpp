@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "mail/sign_in_source.h"
+#include "platform/paths.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -54,16 +55,16 @@ ProgramMailSetup::~ProgramMailSetup() {
 bool ProgramMailSetup::isMaildir(const std::string& folder) const {
   const auto has = [&](const char* part) {
     const auto resolved = world_.files.resolve(folder);
-    const auto found = world_.files.inspect((resolved ? *resolved : folder) + part);
+    const auto found = world_.files.inspect(joinPath(resolved ? *resolved : folder, part));
     return found && found->type == FileType::kFolder;
   };
-  return has("/new") && has("/cur");
+  return has("new") && has("cur");
 }
 
 // The inboxes of mbsync's Maildir stores: the line "Inbox", or INBOX below the line "Path".
 std::vector<std::string> ProgramMailSetup::foldersOfMbsync() const {
   std::vector<std::string> folders;
-  const std::string text = contentsOf(world_.files, user_.homeFolder + "/.mbsyncrc");
+  const std::string text = contentsOf(world_.files, joinPath(user_.homeFolder, ".mbsyncrc"));
   std::string_view rest = text;
   while (!rest.empty()) {
     const std::size_t end = std::min(rest.find('\n'), rest.size());
@@ -71,24 +72,21 @@ std::vector<std::string> ProgramMailSetup::foldersOfMbsync() const {
     rest.remove_prefix(std::min(end + 1, rest.size()));
     std::string folder = valueOf(line, "Inbox");
     if (const std::string path = valueOf(line, "Path"); folder.empty() && !path.empty()) {
-      folder = path + (path.ends_with('/') ? "" : "/") + "INBOX";
+      folder = joinPath(path, "INBOX");
     }
     if (folder.starts_with("~/")) {
       folder.replace(0, 1, user_.homeFolder);
     }
-    while (folder.size() > 1 && folder.ends_with('/')) {
-      folder.pop_back();
-    }
-    if (folder.starts_with('/')) {
-      folders.push_back(std::move(folder));
+    if (isAbsolutePath(folder)) {
+      folders.emplace_back(withoutClosingSeparators(folder));
     }
   }
   return folders;
 }
 
 std::vector<std::string> ProgramMailSetup::foundMaildirs() {
-  std::vector<std::string> candidates = {user_.homeFolder + "/Maildir",
-                                         user_.homeFolder + "/Maildir/INBOX"};
+  std::vector<std::string> candidates = {joinPath(user_.homeFolder, "Maildir"),
+                                         joinPath(user_.homeFolder, "Maildir/INBOX")};
   const std::vector<std::string> more = foldersOfMbsync();
   candidates.insert(candidates.end(), more.begin(), more.end());
   std::vector<std::string> found;

@@ -109,8 +109,8 @@ std::string programFolder() {
 }
 
 std::string defaultHelpFile(FileSystem& files, const std::string& folder) {
-  const std::string installed = parentFolder(folder) + "/share/relaybird/rbx.chm";
-  const std::string beside = folder + "/rbx.chm";
+  const std::string installed = joinPath(parentFolder(folder), "share/relaybird/rbx.chm");
+  const std::string beside = joinPath(folder, "rbx.chm");
   return !FileExists(files, installed) && FileExists(files, beside) ? beside : installed;
 }
 

@@ -13,6 +13,7 @@
 #include <utility>
 #include <variant>
 
+#include "platform/paths.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -166,7 +167,7 @@ const std::vector<Row>& rows() {
       {"store", Choice<MailboxKind>{[](S& s) -> auto& { return s.mailbox; }},
        [](const S&, const U&) -> std::string { return "maildir"; }},
       {"maildir", Path{[](S& s) -> auto& { return s.maildir; }},
-       [](const S&, const U& user) { return user.homeFolder + "/Maildir"; }},
+       [](const S&, const U& user) { return joinPath(user.homeFolder, "Maildir"); }},
       {"outbox", Path{[](S& s) -> auto& { return s.outbox; }}},
       {"address", Text{[](S& s) -> auto& { return s.address; }},
        [](const S&, const U& user) { return user.userAtHost; }},
@@ -225,18 +226,13 @@ std::string expandHome(std::string_view text, const std::string& home) {
   if (text == "~") {
     return home;
   }
-  return text.starts_with("~/") ? home + std::string(text.substr(1)) : std::string(text);
+  const bool below = text.size() > 1 && text.front() == '~' && isSeparator(text[1]);
+  return below ? home + std::string(text.substr(1)) : std::string(text);
 }
 
 std::string asPath(std::string_view text, const std::string& home) {
-  std::string path = expandHome(text, home);
-  if (!path.empty() && path.front() != '/') {
-    path = home + "/" + path;
-  }
-  while (path.size() > 1 && path.back() == '/') {
-    path.pop_back();
-  }
-  return path;
+  const std::string path = expandHome(text, home);
+  return path.empty() ? path : std::string(withoutClosingSeparators(pathFrom(home, path)));
 }
 
 // A whole number without sign or blanks; nothing if the text is not one or it does not fit.

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/paths.h"
 #include "platform/text/utf8_text.h"
 
 namespace relaybird {
@@ -84,7 +85,7 @@ std::string howItEnded(const CommandResult& command) {
 }
 
 bool isFileName(const std::string& name) {
-  return !name.empty() && name != "." && name != ".." && name.find('/') == name.npos &&
+  return !name.empty() && name != "." && name != ".." && fileNameOf(name) == name &&
          name.find('\0') == name.npos;
 }
 
@@ -265,7 +266,7 @@ SignInSource::Found SignInSource::askCommand(std::stop_token stop) const {
   const bool token = owner_.secret == SecretSource::kTokenCommand;
   const std::string what = token ? "an access token" : "the password";
   const std::vector<std::string> command = commandWords(owner_.secretCommand);
-  if (world_.commands == nullptr || command.empty() || !command.front().starts_with('/')) {
+  if (world_.commands == nullptr || command.empty() || !isAbsolutePath(command.front())) {
     return failed(Cause::kMissing,
                   "The command that prints " + what + " of " + whose() +
                       " has to be named by its whole path, such as /usr/bin/pass.");
@@ -308,7 +309,7 @@ SignInSource::Found SignInSource::askCredential() const {
                                        ", but the program was not started as a service that has "
                                        "one. The manual says how to give it one.");
   }
-  auto secret = readSecret(files_, world_.credentialFolder + "/" + name);
+  auto secret = readSecret(files_, joinPath(world_.credentialFolder, name));
   if (!secret) {
     return failed(Cause::kMissing,
                   "The service has no credential " + name + ": " + secret.error().text);

@@ -48,24 +48,15 @@ Result<void> fill(OutputFile& file, std::string_view bytes) {
   return file.close();
 }
 
-// The part before the last separator; empty without one, or when it is the first character.
-std::string_view folderPart(std::string_view path, char separator) {
-  const auto last = path.rfind(separator);
-  if (last == std::string_view::npos || last == 0) {
-    return {};
-  }
-  return path.substr(0, last);
-}
-
 enum class Presence { kFolder, kMissing, kObstacle };
 
 // What stands at the path. Anything but a missing name is an obstacle, also a name that may not be
 // looked at.
-Presence look(FileSystem& files, const std::string& path, char separator) {
+Presence look(FileSystem& files, const std::string& path, PathStyle style) {
   auto info = files.inspect(path);
   // "link/." is the link's target.
   if (info && info->type == FileType::kLink) {
-    info = files.inspect(path + separator + '.');
+    info = files.inspect(joinPath(path, ".", style));
   }
   if (info) {
     return info->type == FileType::kFolder ? Presence::kFolder : Presence::kObstacle;
@@ -124,23 +115,6 @@ std::string temporaryName(const std::string& path, int number) {
   return path + '.' + std::to_string(number) + ".tmp";
 }
 
-// Separators at the end and repeated ones do not count: the parent of "a//b/" is "a".
-std::string parentFolder(std::string_view path) {
-  const auto lastOfName = path.find_last_not_of('/');
-  if (lastOfName == std::string_view::npos) {
-    return path.empty() ? "." : "/";
-  }
-  const auto separator = path.find_last_of('/', lastOfName);
-  if (separator == std::string_view::npos) {
-    return ".";
-  }
-  const auto lastOfParent = path.find_last_not_of('/', separator);
-  if (lastOfParent == std::string_view::npos) {
-    return "/";
-  }
-  return std::string(path.substr(0, lastOfParent + 1));
-}
-
 bool FileExists(FileSystem& files, const std::string& path) {
   if (path.empty()) {
     return false;
@@ -155,18 +129,18 @@ bool FileExists(FileSystem& files, const std::string& path) {
 
 // From the longest existing folder down. Each name is synced, because files in the folder are
 // useless after a power cut if its name is lost.
-bool MakeFolderPath(FileSystem& files, std::string_view filePath, char separator) {
-  const std::string_view folder = folderPart(filePath, separator);
+bool MakeFolderPath(FileSystem& files, std::string_view filePath, PathStyle style) {
+  const std::string_view folder = folderPart(filePath, style);
   if (folder.empty()) {
     return false;
   }
 
   std::vector<std::string> missing;
-  for (std::string_view level = folder; !level.empty(); level = folderPart(level, separator)) {
-    if (level.back() == separator) {
+  for (std::string_view level = folder; !level.empty(); level = folderPart(level, style)) {
+    if (isSeparator(level.back(), style)) {
       continue;  // an empty component between two separators
     }
-    const Presence presence = look(files, std::string(level), separator);
+    const Presence presence = look(files, std::string(level), style);
     if (presence == Presence::kFolder) {
       break;
     }
@@ -183,12 +157,12 @@ bool MakeFolderPath(FileSystem& files, std::string_view filePath, char separator
     }
     // Without this, a power cut could lose the folder's name, and all synced files in it. Best
     // effort: the folder exists even if this fails.
-    const std::string_view parent = folderPart(*level, separator);
+    const std::string_view parent = folderPart(*level, style);
     if (!parent.empty()) {
       (void)files.syncFolder(std::string(parent));
     }
   }
-  return missing.empty() || look(files, missing.front(), separator) == Presence::kFolder;
+  return missing.empty() || look(files, missing.front(), style) == Presence::kFolder;
 }
 
 }  // namespace relaybird

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/paths.h"
 #include "platform/result.h"
 
 namespace relaybird {
@@ -115,9 +116,6 @@ Result<void> replaceFile(FileSystem& files, const std::string& path, std::string
 /// writing was left by a crash.
 std::string temporaryName(const std::string& path, int number);
 
-/// Removes a name's last component ("/a/b" -> "/a", "/a" -> "/", "a" -> ".").
-std::string parentFolder(std::string_view path);
-
 /// Whether the path, with every link followed, is a regular file. False for a folder, for a
 /// dangling link, and after an error.
 bool FileExists(FileSystem& files, const std::string& path);
@@ -126,6 +124,7 @@ bool FileExists(FileSystem& files, const std::string& path);
 /// outermost down, but not the last component itself. True when the folder exists at the end.
 /// A path without a separator after its first character is false, and nothing is created. Links to
 /// folders on the way count as folders.
-bool MakeFolderPath(FileSystem& files, std::string_view filePath, char separator = '/');
+bool MakeFolderPath(FileSystem& files, std::string_view filePath,
+                    PathStyle style = nativePathStyle());
 
 }  // namespace relaybird

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -23,16 +22,10 @@ namespace {
 constexpr std::size_t kLargestFile = 16 << 20;
 
 constexpr std::string_view kFormerName = "rbx.ini";
-constexpr char kSeparator = static_cast<char>(std::filesystem::path::preferred_separator);
 
-std::string joined(std::string folder, std::string_view name) {
-  if (folder.empty()) {
-    return folder;
-  }
-  if (folder.back() != kSeparator) {
-    folder += kSeparator;
-  }
-  return folder.append(name);
+// Without the folder there is no file either.
+std::string fileIn(const std::string& folder, std::string_view name) {
+  return folder.empty() ? std::string() : joinPath(folder, name);
 }
 
 bool isFile(FileSystem& files, const std::string& path) {
@@ -155,7 +148,7 @@ bool isHelpFileMemory(ProfileStrings& profiles, const SpecialFolders& folders,
 }  // namespace
 
 std::string currentPreferenceFile(const SpecialFolders& folders) {
-  return joined(joined(folders.GetAppDataFolder(), "rbx"), "rbx_prefs.ini");
+  return fileIn(fileIn(folders.GetAppDataFolder(), "rbx"), "rbx_prefs.ini");
 }
 
 std::string formerPreferenceFile(const SpecialFolders& folders, const OsVersion& osVersion) {
@@ -165,18 +158,18 @@ std::string formerPreferenceFile(const SpecialFolders& folders, const OsVersion&
   if (folder.empty()) {
     folder = folders.windowsFolder();
   }
-  return joined(std::move(folder), kFormerName);
+  return fileIn(folder, kFormerName);
 }
 
 std::string helpMemoryFile(const SpecialFolders& folders) {
-  return joined(folders.windowsFolder(), kFormerName);
+  return fileIn(folders.windowsFolder(), kFormerName);
 }
 
 std::string locatePreferenceFile(FileSystem& files, ProfileStrings& profiles,
                                  const SpecialFolders& folders, const OsVersion& osVersion) {
   std::string former = formerPreferenceFile(folders, osVersion);
   std::string current = currentPreferenceFile(folders);
-  if (current.empty() || !MakeFolderPath(files, current, kSeparator)) {
+  if (current.empty() || !MakeFolderPath(files, current)) {
     // Without a folder of its own the former place is still better than none.
     return former;
   }

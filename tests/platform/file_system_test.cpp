@@ -50,8 +50,8 @@ TEST_F(FolderCheck, APathWithoutASeparatorAfterItsFirstCharacterIsFalse) {
   for (const char* path : {"", "file.ini", "/", "/file.ini", "c:\\file.ini"}) {
     EXPECT_FALSE(MakeFolderPath(files, path)) << path;
   }
-  EXPECT_FALSE(MakeFolderPath(files, "\\file.ini", '\\'));
-  EXPECT_FALSE(MakeFolderPath(files, "a/b", '\\'));
+  EXPECT_FALSE(MakeFolderPath(files, "\\file.ini", PathStyle::kWindows));
+  EXPECT_FALSE(MakeFolderPath(files, "c:file.ini", PathStyle::kWindows));
   EXPECT_EQ(files.steps(), 0u);
 }
 

@@ -317,15 +317,5 @@ TEST_F(PosixFiles, ReplaceFileCleansUpAfterEveryFailure) {
   EXPECT_EQ(fs::exists(temp.path() + ".1.tmp"), false);
 }
 
-TEST(ParentFolder, IsThePathWithoutItsLastName) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"/a/b", "/a"}, {"/a", "/"},     {"/", "/"}, {"//", "/"},  {"a", "."},
-      {"a/b", "a"},   {"/a/b/", "/a"}, {"", "."},  {"//a", "/"}, {"/a//b", "/a"},
-  };
-  for (const auto& [path, parent] : cases) {
-    EXPECT_EQ(parentFolder(path), parent) << path;
-  }
-}
-
 }  // namespace
 }  // namespace relaybird

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/paths.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -90,7 +91,7 @@ Result<std::vector<std::string>> splitCommand(std::string_view command) {
   if (parts.empty()) {
     return Error{0, "The delivery command is empty"};
   }
-  if (parts[0][0] != '/' || command.find('\0') != command.npos) {
+  if (!isAbsolutePath(parts[0]) || command.find('\0') != command.npos) {
     return Error{0,
                  "The delivery command must begin with a full path, such as "
                  "/usr/sbin/sendmail: " +

@@ -7,11 +7,13 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/paths.h"
+
 namespace relaybird {
 namespace {
 
 bool isFolder(const std::string& mailbox) {
-  return mailbox.starts_with('/');
+  return isAbsolutePath(mailbox);
 }
 
 constexpr const char* kNote = "/mailbox";

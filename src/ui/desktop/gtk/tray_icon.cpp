@@ -16,6 +16,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/paths.h"
 #include "platform/system/application_id.h"
 #include "ui/desktop/gtk/icon_area.h"
 #include "ui/desktop/services/guarded.h"
@@ -55,7 +56,7 @@ bool updatePicture(FileSystem& files, const std::string& path, std::string_view 
 bool updatePictures(FileSystem& files, const std::string& folder) {
   makeFolder(files, folder);
   return std::ranges::all_of(artImages(), [&](const ArtImage& image) {
-    const std::string name = folder + "/" + std::string(image.name);
+    const std::string name = joinPath(folder, image.name);
     return !isStateIcon(image) ||
            updatePicture(files, name + (image.drawing ? ".svg" : ".png"),
                          {reinterpret_cast<const char*>(image.bytes.data()), image.bytes.size()});
