@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Tokens are read straight into the result, without a tree of values between them: a line of
-// parentheses would need many times its size as a tree. The only recursion is that of multiparts,
-// down to kImapPartDepth; everything else that nests is skipped by counting.
+// parentheses would need many times its size as a tree. What nests is skipped by counting, but for
+// message structures (imap_structure.h).
 //
 // A structure that cannot be read is skipped, and the rest of its response still counts. Real
 // servers send malformed ones for malformed mail.
@@ -10,12 +10,13 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <limits>
 #include <utility>
 
 #include "platform/text/ascii_text.h"
+#include "stores/account/imap_date.h"
 #include "stores/account/imap_scanner.h"
+#include "stores/account/imap_structure.h"
 
 namespace relaybird {
 namespace {
@@ -190,134 +191,6 @@ std::optional<ImapMailbox> readMailbox(ImapScanner& in) {
   return result;
 }
 
-// Reads a BODYSTRUCTURE (RFC 9051 section 7.5.2, "body").
-class StructureReader {
- public:
-  explicit StructureReader(ImapScanner& in) : in_(in) {}
-
-  std::optional<ImapPart> read() {
-    ImapPart root = part(1);
-    return in_.failed() ? std::nullopt : std::optional(std::move(root));
-  }
-
- private:
-  ImapPart part(int depth) {
-    ImapPart result;
-    if (depth > kImapPartDepth || ++count_ > kImapPartCount) {
-      in_.fail();
-      return result;
-    }
-    in_.expect('(');
-    if (in_.at('(')) {
-      while (!in_.failed() && in_.at('(')) {
-        result.children.push_back(part(depth + 1));
-        in_.skipBlanks();
-      }
-      // Parts in parentheses, and then the subtype: (...)(...) "mixed".
-      result.type = "multipart/" + lowerText();
-      extension(result, true);
-    } else {
-      leaf(result);
-    }
-    return result;
-  }
-
-  void leaf(ImapPart& result) {
-    result.type = lowerText() + '/';
-    blank();
-    result.type += lowerText();
-    blank();
-    result.parameters = parameters();
-    blank();
-    in_.skipValue();  // Content-ID
-    blank();
-    in_.skipValue();  // Content-Description
-    blank();
-    result.encoding = lowerText();
-    blank();
-    result.size = in_.number();
-    if (result.type == "message/rfc822" || result.type == "message/global") {
-      embedded();
-    } else if (result.type.starts_with("text/") && more()) {
-      in_.number();  // lines
-    }
-    extension(result, false);
-  }
-
-  // The envelope, structure and number of lines of an embedded message. Some servers leave them out
-  // for one that they could not read, and go on with a text (the MD5) or NIL.
-  void embedded() {
-    if (!more() || !in_.at('(')) {
-      return;
-    }
-    in_.skipValue();
-    blank();
-    in_.skipValue();
-    blank();
-    in_.number();
-  }
-
-  // The extension data: all of it may be missing from the end (RFC 9051, "body-ext-1part").
-  void extension(ImapPart& result, bool multipart) {
-    if (more()) {
-      if (multipart) {
-        result.parameters = parameters();
-      } else {
-        in_.skipValue();  // MD5
-      }
-    }
-    if (more()) {
-      disposition(result);
-    }
-    while (more()) {
-      in_.skipValue();  // language, location, and what the future brings
-    }
-    in_.expect(')');
-  }
-
-  void disposition(ImapPart& result) {
-    if (!in_.take('(')) {
-      in_.skipValue();  // NIL
-      return;
-    }
-    result.disposition = lowerText();
-    blank();
-    in_.skipValue();
-    in_.expect(')');
-  }
-
-  ImapPart::Parameters parameters() {
-    ImapPart::Parameters result;
-    if (!in_.take('(')) {
-      in_.skipValue();  // NIL
-      return result;
-    }
-    in_.skipBlanks();
-    while (!in_.failed() && !in_.take(')')) {
-      std::string name = lowerText();
-      blank();
-      result.emplace_back(std::move(name), in_.text().value_or(""));
-      in_.skipBlanks();
-    }
-    return result;
-  }
-
-  bool more() {
-    in_.skipBlanks();
-    return !in_.failed() && !in_.at(')');
-  }
-
-  void blank() {
-    in_.expect(' ');
-    in_.skipBlanks();
-  }
-
-  std::string lowerText() { return asciiLower(in_.text().value_or("")); }
-
-  ImapScanner& in_;
-  std::size_t count_ = 0;
-};
-
 void readSection(ImapScanner& in, ImapFetch& fetch) {
   ImapSection result;
   result.name = asciiUpper(in.section());
@@ -343,7 +216,7 @@ void readSection(ImapScanner& in, ImapFetch& fetch) {
 
 void readStructure(ImapScanner& in, ImapFetch& fetch) {
   const auto begin = in.position();
-  fetch.structure = StructureReader(in).read();
+  fetch.structure = readImapStructure(in);
   if (!fetch.structure) {
     in.rewind(begin);
     in.skipValue();
@@ -476,33 +349,6 @@ ImapResponse readUntagged(ImapLines& lines) {
   return name == "LIST" ? orUnknown(readMailbox(in)) : ImapResponse();
 }
 
-constexpr std::array<std::string_view, 12> kMonths = {"jan", "feb", "mar", "apr", "may", "jun",
-                                                      "jul", "aug", "sep", "oct", "nov", "dec"};
-
-// Takes that many digits, which must be there, off the text.
-std::optional<int> takeDigits(std::string_view& text, std::size_t count) {
-  int value = 0;
-  if (text.size() < count) {
-    return std::nullopt;
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    if (!isDigit(text[i])) {
-      return std::nullopt;
-    }
-    value = value * 10 + (text[i] - '0');
-  }
-  text.remove_prefix(count);
-  return value;
-}
-
-bool takeChar(std::string_view& text, char c) {
-  if (!text.starts_with(c)) {
-    return false;
-  }
-  text.remove_prefix(1);
-  return true;
-}
-
 }  // namespace
 
 ImapResponse parseImapResponse(ImapLines lines) {
@@ -524,50 +370,6 @@ ImapResponse parseImapResponse(ImapLines lines) {
     result = unknown(lines.text);
   }
   return result;
-}
-
-std::optional<DateTime> parseInternalDate(std::string_view text) {
-  text = trimmed(text);
-  // " 7-Jul-2026 02:44:25 +0200" or "17-Jul-..." (RFC 9051 section 9, "date-time").
-  const auto day = takeDigits(text, text.find('-') == 1 ? 1 : 2);
-  if (!takeChar(text, '-') || text.size() < 3) {
-    return std::nullopt;
-  }
-  const std::string name = asciiLower(text.substr(0, 3));
-  const auto month = std::find(kMonths.begin(), kMonths.end(), name);
-  text.remove_prefix(3);
-  const bool dashed = takeChar(text, '-');
-  const auto year = takeDigits(text, 4);
-  const bool spaced = takeChar(text, ' ');
-  const auto hour = takeDigits(text, 2);
-  const bool colon = takeChar(text, ':');
-  const auto minute = takeDigits(text, 2);
-  const bool secondColon = takeChar(text, ':');
-  const auto second = takeDigits(text, 2);
-  const bool thirdBlank = takeChar(text, ' ');
-  const bool west = text.starts_with('-');
-  if (!west && !text.starts_with('+')) {
-    return std::nullopt;
-  }
-  text.remove_prefix(1);
-  const auto zoneHours = takeDigits(text, 2);
-  const auto zoneMinutes = takeDigits(text, 2);
-  if (!day || month == kMonths.end() || !dashed || !year || !spaced || !hour || !colon || !minute ||
-      !secondColon || !second || !thirdBlank || !zoneHours || !zoneMinutes || !text.empty() ||
-      *hour > 23 || *minute > 59 || *second > 60) {
-    return std::nullopt;
-  }
-  const std::chrono::year_month_day date(
-      std::chrono::year(*year),
-      std::chrono::month(static_cast<unsigned>(month - kMonths.begin()) + 1),
-      std::chrono::day(static_cast<unsigned>(*day)));
-  if (!date.ok()) {
-    return std::nullopt;
-  }
-  const auto zone = std::chrono::hours(*zoneHours) + std::chrono::minutes(*zoneMinutes);
-  const auto local = std::chrono::sys_days(date) + std::chrono::hours(*hour) +
-                     std::chrono::minutes(*minute) + std::chrono::seconds(*second);
-  return DateTime(west ? local + zone : local - zone);
 }
 
 std::optional<std::uint64_t> ImapCode::number() const {

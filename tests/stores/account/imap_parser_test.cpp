@@ -6,6 +6,9 @@
 
 #include <gmock/gmock.h>
 
+#include "stores/account/imap_date.h"
+#include "stores/account/imap_structure.h"
+
 namespace relaybird {
 namespace {
 
