@@ -1,68 +1,37 @@
 // SPDX-License-Identifier: MIT
 // What is wanted of a mailbox on a server, and what of it is there: the unread messages, heads,
 // bodies, read marks. It outlives connections: what was asked on one that was lost is asked again
-// on the next. Without input and output, threads and clocks, like the ImapClient that it uses.
+// on the next. Without threads and clocks, like the ImapClient that it uses.
 //
-// Memory is bounded whatever the mailbox: heads and bodies are kept only from their arrival until
-// they are taken, and few are asked for ahead.
+// This class keeps the set of unread messages fresh and is the one place that session and inbox
+// talk to; heads, bodies, marks and the recognition after a renumbering are classes of their own.
 //
 // A message is named by its UID. UIDs are worth nothing once the UIDVALIDITY changes; generation()
 // changes then, and everything that was wanted or there is gone. Before anything is listed under
-// new numbers, all heads are read once, to recognise the messages (message_identities.h).
+// new numbers, all heads are read once, to recognise the messages (renumbering.h).
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
-#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "platform/result.h"
 #include "stores/account/fetched_body.h"
+#include "stores/account/imap_bodies.h"
 #include "stores/account/imap_client.h"
+#include "stores/account/imap_heads.h"
+#include "stores/account/imap_marks.h"
 #include "stores/account/message_identities.h"
+#include "stores/account/renumbering.h"
 #include "stores/account/uid_set.h"
+#include "stores/account/wanted.h"
 
 namespace relaybird {
-
-/// A message is fetched in pieces of this size, unless it is known to be smaller.
-inline constexpr std::uint64_t kPieceBytes = std::uint64_t{1} << 20;
-/// So many pieces of one message are asked for ahead.
-inline constexpr std::size_t kPiecesAhead = 4;
-
-/// So many commands for heads are unanswered at a time.
-inline constexpr std::size_t kHeadCommandsAhead = 4;
-
-/// What bodies fetched ahead may take in memory together, and how large one of them may be. The
-/// others are fetched when they are needed.
-inline constexpr std::uint64_t kBodiesAheadBytes = std::uint64_t{8} << 20;
-inline constexpr std::uint64_t kBodyAheadBytes = std::uint64_t{256} << 10;
-
-/// So many marks are sent at once even if more may follow soon.
-inline constexpr std::size_t kMarksAtOnce = 200;
-
-/// Whether a thing that was wanted is there.
-enum class Wanted {
-  kNot,  ///< never wanted, or taken already
-  kComing,
-  kThere,
-  kGone,    ///< the server has no such message any more
-  kFailed,  ///< the message cannot be had
-  kLost,    ///< it did not come, for a reason outside of the message; a later want asks again
-};
-
-/// How a connection ended, for the messages that were asked for on it.
-enum class Loss {
-  kOther,         ///< says nothing about them
-  kBroken,        ///< no answer any more, or the network lost it instead of one: hardly over them
-  kClosedAtOnce,  ///< the server ended it as soon as it had to answer
-};
 
 class ImapWork {
  public:
@@ -105,133 +74,42 @@ class ImapWork {
   /// Whether the server has reported changes since the last refresh was asked for.
   bool changed() const { return changed_; }
 
-  // Heads and bodies.
-  /// Asks for heads that are neither wanted nor there, in this order.
-  void wantHeads(const std::vector<std::uint32_t>& uids);
-  Wanted head(std::uint32_t uid) const;
-  ImapHead takeHead(std::uint32_t uid);
-  /// For Wanted::kFailed and kLost, which are forgotten by this call. The code is kInboxLost for
-  /// the latter.
-  Error takeHeadFailure(std::uint32_t uid);
-  /// Asks for the message before all that is only fetched ahead.
-  void wantBody(std::uint32_t uid);
-  /// Asks for these messages in this order, as far as their heads have come and there is room, but
-  /// for large ones. Returns how many of them were gone through.
-  std::size_t wantBodiesAhead(const std::vector<std::uint32_t>& uids);
-  Wanted body(std::uint32_t uid) const;
-  Result<std::unique_ptr<InputFile>> takeBody(std::uint32_t uid);
-  /// Nobody waits for this body any more. It is still fetched, as it will probably be wanted again,
-  /// but only one such is kept.
-  void leaveBody(std::uint32_t uid);
-  /// Drops the bodies fetched ahead whose messages come behind this one.
-  void dropBodiesBehind(std::uint32_t uid);
+  // Heads and bodies: see ImapHeads and ImapBodies.
+  void wantHeads(const std::vector<std::uint32_t>& uids) { heads_.want(uids); }
+  Wanted head(std::uint32_t uid) const { return heads_.state(uid); }
+  ImapHead takeHead(std::uint32_t uid) { return heads_.take(uid); }
+  Error takeHeadFailure(std::uint32_t uid) { return heads_.takeFailure(uid); }
+  void wantBody(std::uint32_t uid) { bodies_.want(uid); }
+  std::size_t wantBodiesAhead(const std::vector<std::uint32_t>& uids) {
+    return bodies_.wantAhead(uids);
+  }
+  Wanted body(std::uint32_t uid) const { return bodies_.state(uid); }
+  Result<std::unique_ptr<InputFile>> takeBody(std::uint32_t uid) { return bodies_.take(uid); }
+  void leaveBody(std::uint32_t uid) { bodies_.leave(uid); }
+  void dropBodiesBehind(std::uint32_t uid) { bodies_.dropBehind(uid); }
 
-  // Read marks.
-  void setSeen(std::uint32_t uid, bool seen);
-  enum class Mark { kNone, kOnItsWay, kDurable, kRefused };
-  Mark mark(std::uint32_t uid) const;
-  /// Whether it was marked as read here, and the server has not refused that.
-  bool isMarkedSeen(std::uint32_t uid) const;
-  /// Forgets a mark that was refused.
-  void dropMark(std::uint32_t uid);
-  std::size_t marksWaiting() const { return queue_.size(); }
-  std::size_t marksUnconfirmed() const { return queue_.size() + marksSent_; }
-  /// Sends the waiting marks at the next pump(), however few they are.
-  void flushMarks() { flush_ = true; }
+  // Read marks: see ImapMarks.
+  using Mark = ImapMarks::Mark;
+  void setSeen(std::uint32_t uid, bool seen) { marks_.set(uid, seen); }
+  Mark mark(std::uint32_t uid) const { return marks_.state(uid); }
+  bool isMarkedSeen(std::uint32_t uid) const { return marks_.isSeen(uid); }
+  void dropMark(std::uint32_t uid) { marks_.dropRefused(uid); }
+  std::size_t marksWaiting() const { return marks_.waiting(); }
+  std::size_t marksUnconfirmed() const { return marks_.unconfirmed(); }
+  void flushMarks() { marks_.flush(); }
 
  private:
-  struct HeadSlot {
-    Wanted state = Wanted::kNot;
-    bool asked = false;
-    bool plain = false;  // ask, or was asked, without the structure
-    ImapHead head;
-    std::string words;
-  };
-  struct BodySlot {
-    Wanted state = Wanted::kComing;
-    bool asked = false;
-    bool ahead = false;
-    bool pieces = false;
-    std::uint64_t id = 0;         // tells the commands of this slot from those of an earlier one
-    std::uint64_t reserved = 0;   // its part of aheadBytes_
-    std::uint64_t expected = 0;   // bytes, as far as known
-    std::uint64_t begun = 0;      // bytes that had come when it was last asked for
-    std::uint64_t nextPiece = 0;  // offset of the next piece to be asked for
-    std::size_t piecesAsked = 0;  // and not answered
-    std::optional<std::uint64_t> end;
-    std::map<std::uint64_t, std::string> early;  // pieces that came before the one in front of them
-    DateTime received = kNoDate;
-    std::unique_ptr<FetchedBody> body;
-    std::string words;
-  };
-  // The beginning of a large message.
-  struct Beginning {
-    std::uint32_t uid = 0;
-    std::unique_ptr<FetchedBody> bytes;
-  };
-  struct MarkSlot {
-    bool seen = true;
-    Mark state = Mark::kOnItsWay;
-    std::uint64_t command = 0;  // the one in which it was sent; 0: waits
-    bool alone = false;         // a command with others was refused
-  };
-  // The renumbering under way.
-  struct Renumbering {
-    std::uint64_t number = 0;  // of the refresh
-    std::vector<std::uint32_t> uids;
-    std::unordered_map<std::uint32_t, MessageIdentities::Found> found;
-    std::unordered_map<std::uint32_t, std::string> subjects;
-    std::size_t commands = 0;  // unanswered
-    bool singly = false;
-    std::string refusal;  // the server's words
-  };
-  struct Known {
-    std::uint64_t size = 0;
-    DateTime received = kNoDate;
-  };
-
-  void detachHeads(Loss how);
-  void detachBodies(Loss how);
   void onHead(ImapHead head);
-  void onBody(ImapBody body);
+  void onMarkRefused(std::uint32_t uid, bool seen, const std::string& words, bool first);
   void pumpRefresh();
   void search(std::uint64_t number);
   void onSearched(std::uint64_t number, std::uint64_t marksBefore, const Result<UidSet>& found);
-  void publish(std::vector<std::uint32_t> uids);
-  void recognise(std::uint64_t number, std::vector<std::uint32_t> uids);
-  void onHeadsToRecognise(std::uint64_t number, const Result<void>& result);
-  void onRecognised();
-  std::string namesOfLeftOut(const Renumbering& all) const;
-  void pumpHeads();
-  void askHeads(std::vector<std::uint32_t> uids, bool plain);
-  void onHeadsAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result);
-  void pumpBodies();
-  void askWhole(const std::vector<std::uint32_t>& uids);
-  void askPieces(std::uint32_t uid, BodySlot& slot);
-  void onWholeAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result);
-  void onPieceAnswered(std::uint32_t uid, std::uint64_t id, std::uint64_t origin,
-                       const Result<void>& result);
-  static void addPiece(BodySlot& slot, std::uint64_t origin, std::string bytes);
-  static void append(BodySlot& slot, std::string bytes);
-  static void checkPieces(BodySlot& slot);
-  void accountForAhead(std::map<std::uint32_t, BodySlot>::iterator at);
-  void eraseBody(std::map<std::uint32_t, BodySlot>::iterator at);
-  void pumpMarks();
-  void refuseMarks();
-  void refuse(std::uint32_t uid, const std::string& words);
-  void sendMarks(std::size_t count);
-  void onMarked(std::uint64_t command, const std::vector<std::uint32_t>& uids,
-                const Result<void>& result);
-  BodySlot& newBody(std::uint32_t uid);
-  void resetBody(BodySlot& slot) const;
-  void keepBeginning(std::uint32_t uid, BodySlot& slot);
-  bool isToBlame(std::uint32_t uid, Loss how);
+  void failRefresh(std::uint64_t number, const Error& why);
+  void publish(std::uint64_t number, std::vector<std::uint32_t> uids);
   void forgetMailbox();
 
   BodySpool& spool_;
   MessageIdentities& identities_;
-  std::optional<Renumbering> renumbering_;
-  int refusedRenumberings_ = 0;
   std::function<void(std::string)> complain_;
   std::function<DateTime()> now_;
   ImapClient* client_ = nullptr;
@@ -246,29 +124,12 @@ class ImapWork {
   bool changed_ = false;
   bool justOpened_ = false;  // nothing can have happened in the folder unseen
   std::shared_ptr<const std::vector<std::uint32_t>> unseen_;
-  std::unordered_map<std::uint32_t, Known> known_;  // of the unread messages whose heads came
 
-  std::unordered_map<std::uint32_t, HeadSlot> heads_;
-  std::deque<std::uint32_t> headQueue_;
-  std::size_t headCommands_ = 0;  // unanswered
-  std::size_t careful_ = 0;       // so many heads are asked for one by one
-
-  std::map<std::uint32_t, BodySlot> bodies_;
-  std::deque<std::uint32_t> bodyQueue_;
-  std::deque<std::uint32_t> aheadQueue_;
-  std::uint64_t aheadBytes_ = 0;
-  std::uint64_t lastBody_ = 0;
-  std::optional<std::uint32_t> leftBody_;
-  std::optional<Beginning> beginning_;
-
-  std::unordered_map<std::uint32_t, int> blame_;  // of messages over which connections were lost
-
-  std::unordered_map<std::uint32_t, MarkSlot> marks_;
-  std::deque<std::uint32_t> queue_;
-  std::size_t marksSent_ = 0;                      // and not answered
-  std::unordered_set<std::uint32_t> toldOfMarks_;  // refused, and the user was told
-  std::uint64_t lastCommand_ = 0;
-  bool flush_ = false;
+  MessageBlame blame_;
+  ImapHeads heads_{blame_, identities_};
+  ImapBodies bodies_{spool_, blame_, heads_};
+  ImapMarks marks_;
+  Renumbering renumbering_;
 };
 
 }  // namespace relaybird

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+// The heads of messages that are wanted: asked for in groups, kept from their arrival until they
+// are taken. Without input and output, threads and clocks.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/result.h"
+#include "stores/account/fetched_body.h"
+#include "stores/account/imap_client.h"
+#include "stores/account/message_identities.h"
+#include "stores/account/wanted.h"
+
+namespace relaybird {
+
+/// So many commands for heads are unanswered at a time.
+inline constexpr std::size_t kHeadCommandsAhead = 4;
+
+/// What the writer says of the time; nothing where the head has no usable one.
+std::optional<DateTime> timeOfWriting(BodySpool& spool, const ImapHead& head);
+
+class ImapHeads {
+ public:
+  /// Both must outlive this object. `identities` is told of each head that comes.
+  ImapHeads(MessageBlame& blame, MessageIdentities& identities)
+      : blame_(blame), identities_(identities) {}
+
+  /// Asks for heads that are neither wanted nor there, in this order.
+  void want(const std::vector<std::uint32_t>& uids);
+  Wanted state(std::uint32_t uid) const;
+  /// Whether any head is on its way.
+  bool wantsAny() const;
+  /// For Wanted::kThere.
+  ImapHead take(std::uint32_t uid);
+  /// For Wanted::kFailed and kLost, which are forgotten by this call. The code is kInboxLost for
+  /// the latter.
+  Error takeFailure(std::uint32_t uid);
+
+  /// What a head has told that its body needs; kept as long as the message is unread.
+  struct Known {
+    std::uint64_t size = 0;  ///< bytes; 0 where the server does not say
+    DateTime received = kNoDate;
+  };
+  /// Null before the head has come.
+  const Known* known(std::uint32_t uid) const;
+
+  /// Sends the commands for what is wanted.
+  void pump(ImapClient& client);
+  /// A head has come, with its time of receipt.
+  void arrived(ImapHead head);
+  /// A connection begins: what could not be had on an earlier one may be had on this one.
+  void attach();
+  /// The connection is lost.
+  void detach(Loss how);
+  /// All that is on its way becomes kLost.
+  void giveUp(const std::string& why);
+  /// Only these messages are unread.
+  void keepOnly(const UidSet& unseen);
+  /// The folder was numbered anew.
+  void forget();
+
+ private:
+  struct Slot {
+    Wanted state = Wanted::kNot;
+    bool asked = false;
+    bool plain = false;  // ask, or was asked, without the structure
+    ImapHead head;
+    std::string words;
+  };
+
+  void ask(ImapClient& client, std::vector<std::uint32_t> uids, bool plain);
+  void onAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result);
+
+  MessageBlame& blame_;
+  MessageIdentities& identities_;
+  std::unordered_map<std::uint32_t, Slot> slots_;
+  std::unordered_map<std::uint32_t, Known> known_;
+  std::deque<std::uint32_t> queue_;
+  std::size_t commands_ = 0;  // unanswered
+  std::size_t careful_ = 0;   // so many heads are asked for one by one
+};
+
+}  // namespace relaybird

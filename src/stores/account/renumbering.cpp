@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+// A server that refuses the heads for now must not make all messages strangers, and one message
+// that it always refuses must not keep the others from being recognised. So a refusal ends the
+// attempt, and after some of them the heads are asked for one by one: then only the messages whose
+// own heads are refused stay strangers.
+#include "stores/account/renumbering.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "message/header_block.h"
+#include "stores/account/imap_heads.h"
+
+namespace relaybird {
+namespace {
+
+// After so many refusals the heads are asked for one by one.
+constexpr int kRefusalsOfGroups = 2;
+
+// So many messages are named in one sentence.
+constexpr std::size_t kNamedMessages = 5;
+
+// When the message came or was written, whichever is earlier: a move to another server may set the
+// former anew.
+DateTime earliestTime(BodySpool& spool, const ImapHead& head) {
+  return std::min(head.received, timeOfWriting(spool, head).value_or(head.received));
+}
+
+}  // namespace
+
+void Renumbering::begin(ImapClient& client, std::uint32_t uidValidity,
+                        std::vector<std::uint32_t> uids, Done done) {
+  attempt_ = Attempt{};
+  attempt_->uidValidity = uidValidity;
+  attempt_->uids = std::move(uids);
+  attempt_->done = std::move(done);
+  attempt_->singly = refusals_ >= kRefusalsOfGroups;
+  const std::size_t size = attempt_->singly ? 1 : kHeadsInCommand;
+  const auto& all = attempt_->uids;
+  attempt_->commands = (all.size() + size - 1) / size;
+  if (all.empty()) {
+    end();
+    return;
+  }
+  for (std::size_t begin = 0; begin < all.size(); begin += size) {
+    const std::size_t end = std::min(all.size(), begin + size);
+    client.fetchHeads({all.begin() + static_cast<std::ptrdiff_t>(begin),
+                       all.begin() + static_cast<std::ptrdiff_t>(end)},
+                      false, [this](const Result<void>& result) { onAnswered(result); });
+  }
+}
+
+void Renumbering::arrived(const ImapHead& head) {
+  attempt_->subjects[head.uid] = HeaderBlock(head.header).subject();
+  attempt_->found[head.uid] = {head.uid, MessageIdentities::fingerprintOf(head),
+                               earliestTime(spool_, head)};
+}
+
+void Renumbering::onAnswered(const Result<void>& result) {
+  if (!attempt_) {
+    return;
+  }
+  if (!result) {
+    attempt_->refusal = result.error().text;
+  }
+  if (--attempt_->commands == 0) {
+    end();
+  }
+}
+
+void Renumbering::end() {
+  Attempt all = std::move(*attempt_);
+  attempt_.reset();
+  if (!all.refusal.empty() && (!all.singly || all.found.empty())) {
+    ++refusals_;
+    all.done(Error{0,
+                   "The mail server has numbered the messages of the folder anew, and does not let "
+                   "them be recognised yet: " +
+                       all.refusal});
+    return;
+  }
+  refusals_ = 0;
+  renumber(all);
+  all.done(std::move(all.uids));
+}
+
+void Renumbering::renumber(const Attempt& all) {
+  std::vector<MessageIdentities::Found> found;
+  for (const std::uint32_t uid : all.uids) {
+    const auto head = all.found.find(uid);
+    found.push_back(head == all.found.end() ? MessageIdentities::Found{uid, 0, kNoDate}
+                                            : head->second);
+  }
+  const std::size_t leftOut = identities_.renumber(all.uidValidity, found);
+  if (const auto saved = identities_.save(); !saved) {
+    complain_(saved.error().text);
+  }
+  complain_(
+      "The server has numbered the messages of the folder anew. Unread messages that cannot "
+      "be recognised and are not forwarded: " +
+      std::to_string(leftOut) + namesOfLeftOut(all));
+}
+
+// Their subjects in parentheses.
+std::string Renumbering::namesOfLeftOut(const Attempt& all) const {
+  std::string names;
+  std::size_t count = 0;
+  for (const std::uint32_t uid : all.uids) {
+    if (!identities_.isLeftOut(uid)) {
+      continue;
+    }
+    if (++count > kNamedMessages) {
+      names += ", ...";
+      break;
+    }
+    const auto subject = all.subjects.find(uid);
+    names += (count > 1 ? ", \"" : "\"") +
+             (subject == all.subjects.end() ? std::string() : subject->second) + '"';
+  }
+  return names.empty() ? names : " (" + names + ')';
+}
+
+}  // namespace relaybird

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// A folder was numbered anew: before anything is listed under the new numbers, the heads of all
+// unread messages are read once, to recognise the messages (message_identities.h). Without threads
+// and clocks.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/result.h"
+#include "stores/account/fetched_body.h"
+#include "stores/account/imap_client.h"
+#include "stores/account/message_identities.h"
+
+namespace relaybird {
+
+class Renumbering {
+ public:
+  /// All must outlive this object. `complain` gets a sentence about the messages that are left out.
+  Renumbering(BodySpool& spool, MessageIdentities& identities,
+              std::function<void(std::string)> complain)
+      : spool_(spool), identities_(identities), complain_(std::move(complain)) {}
+
+  /// The messages that were handed to begin(); a failure where the server does not let them be
+  /// recognised for now.
+  using Done = std::function<void(Result<std::vector<std::uint32_t>>)>;
+  /// Asks for the heads of the unread messages `uids` of the numbering `uidValidity`, and gives the
+  /// identities their new numbers when all have come. May call `done` at once. The connection must
+  /// not be used with another one before abandon().
+  void begin(ImapClient& client, std::uint32_t uidValidity, std::vector<std::uint32_t> uids,
+             Done done);
+  /// Whether heads that come are those that begin() has asked for.
+  bool underWay() const { return attempt_.has_value(); }
+  void arrived(const ImapHead& head);
+  /// The connection is lost.
+  void abandon() { attempt_.reset(); }
+
+ private:
+  struct Attempt {
+    std::uint32_t uidValidity = 0;
+    std::vector<std::uint32_t> uids;
+    Done done;
+    std::unordered_map<std::uint32_t, MessageIdentities::Found> found;
+    std::unordered_map<std::uint32_t, std::string> subjects;
+    std::size_t commands = 0;  // unanswered
+    bool singly = false;
+    std::string refusal;  // the server's words
+  };
+
+  void onAnswered(const Result<void>& result);
+  void end();
+  void renumber(const Attempt& all);
+  std::string namesOfLeftOut(const Attempt& all) const;
+
+  BodySpool& spool_;
+  MessageIdentities& identities_;
+  std::function<void(std::string)> complain_;
+  std::optional<Attempt> attempt_;
+  int refusals_ = 0;  // of attempts, one after another
+};
+
+}  // namespace relaybird
