@@ -6,6 +6,7 @@
 #include "message/forward_samples.h"
 #include "message/message_rules.h"
 #include "message/parts/part_content.h"
+#include "message/writing/forward_output.h"
 
 namespace relaybird {
 namespace {
@@ -208,6 +209,27 @@ TEST(CarriedParts, Base64InLinesTooLongIsWrappedAnew) {
                      encodeBase64("A") + " \r" + std::string(200'000, 'B') + "\xE9==");
   EXPECT_EQ(carriedContent(*source),
             *decodedContent(source->file(), *source->layout().attached[0], 8'000'000));
+}
+
+TEST(CarriedParts, WrapsBase64TheSameWhereverItIsCutIntoBlocks) {
+  const auto rewrapped = [](std::string_view content, std::size_t blockSize) {
+    MemoryOutput file;
+    ForwardOutput out(file);
+    Base64Rewrapper filter(out);
+    for (; !content.empty(); content.remove_prefix(std::min(blockSize, content.size()))) {
+      filter.put(content.substr(0, blockSize));
+    }
+    filter.end();
+    EXPECT_TRUE(out.finish());
+    return file.written;
+  };
+  const std::string right = std::string(76, 'A') + "\r\n" + std::string(76, '/') + "\nz+9=\n";
+  const std::string damaged = "\n\r\nA B\rC\r\n" + std::string(77, 'D') + "\n-\nE\xE9@`{[:F\r";
+  const std::string wanted = std::string(76, 'A') + '\n' + std::string(76, '/') + "\nz+9=\nABC\n" +
+                             std::string(76, 'D') + "\nD\nEF";
+  for (std::size_t blockSize = 1; blockSize < 300; ++blockSize) {
+    ASSERT_EQ(rewrapped(right + damaged, blockSize), wanted) << blockSize;
+  }
 }
 
 TEST(CarriedParts, QuotedPrintableInLinesTooLongIsWrappedAnew) {

@@ -86,7 +86,10 @@ class Base64Rewrapper : public ContentFilter {
   void end() override;
 
  private:
-  std::string line_;
+  void putSingly(std::string_view line);
+  void endLine();
+
+  std::string line_;  ///< what does not make a whole line yet
 };
 
 /// Puts text into quoted-printable; a line end is LF or CR LF.
