@@ -85,6 +85,7 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
                            .commands = commands_,
                            .random = systemRandomBytes,
                            .user = localIdentity(),
+                           .version = identity_.versionText,
                            .stateFolder = folders.stateFolder(),
                            .notice = notice_,
                            .lockFolder =

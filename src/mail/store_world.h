@@ -53,6 +53,7 @@ struct StoreWorld {
   CommandRunner& commands;
   RandomBytes random;
   LocalIdentity user = {};
+  std::string version = {};      ///< of the program, which mail servers are told: "1.2.3"
   std::string stateFolder = {};  ///< SpecialFolders::stateFolder()
   /// Told what the user should read, on the user-interface thread.
   std::function<void(StoreNotice)> notice = [](const StoreNotice&) {};

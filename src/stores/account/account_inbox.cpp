@@ -317,7 +317,7 @@ AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading th
       ImapSessionWorld{*network_,
                        settings_.imap.server,
                        settings_.folder,
-                       std::string(kImapProgramVersion),
+                       world_.version,
                        {[this](std::stop_token stop) { return secret_->get(std::move(stop)); },
                         [this] { secret_->accepted(); }, [this] { secret_->refused(); }},
                        world_.random,

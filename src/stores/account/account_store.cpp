@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "stores/account/account_inbox.h"
-#include "stores/account/sent_copies.h"
 #include "stores/account/sent_folder.h"
 #include "stores/mailbox/mailbox_store.h"
 
@@ -18,13 +17,6 @@ Result<std::unique_ptr<MailStore>> openAccountStore(const MailSettings& settings
   }
   if (settings.imap.server.host.empty()) {
     return Error{0, "The settings name no mail server: set up mail first"};
-  }
-  if (settings.keepSentCopy && transport) {
-    transport =
-        keepingSentCopies(std::move(transport), std::make_shared<SentCopies>(settings, world),
-                          [&events = world.events, notice = world.notice](const std::string& text) {
-                            events.post([notice, text] { notice(StoreNotice(text)); });
-                          });
   }
   return std::unique_ptr<MailStore>(
       std::make_unique<MailboxStore>(std::make_unique<AccountInbox>(settings, world), settings,

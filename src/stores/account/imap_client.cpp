@@ -117,28 +117,41 @@ void ImapClient::select(std::string_view folder,
 }
 
 void ImapClient::searchUnseen(std::function<void(const Result<UidSet>&)> done) {
-  ++searches_;
   const bool extended = can("ESEARCH");
   const std::string_view returned = extended ? "UID SEARCH RETURN (ALL) " : "UID SEARCH ";
-  dialogue_.send(ImapCommand(std::string(returned) + "UNSEEN UNDELETED"),
-                 [this, done = std::move(done)](const ImapCondition& reply) {
-                   --searches_;
-                   UidSet found = std::exchange(found_, std::nullopt).value_or(UidSet());
-                   const bool all = std::exchange(foundAll_, true);
-                   if (reply.status != ImapStatus::kOk) {
-                     done(Error{0, wordsOf(reply)});
-                   } else if (!all) {
-                     done(Error{0, "its list of unread messages cannot be read"});
-                   } else {
-                     done(std::move(found));
-                   }
-                 });
+  search(ImapCommand(std::string(returned) + "UNSEEN UNDELETED"), std::move(done));
+}
+
+void ImapClient::search(ImapCommand command, std::function<void(const Result<UidSet>&)> done) {
+  ++searches_;
+  dialogue_.send(command, [this, done = std::move(done)](const ImapCondition& reply) {
+    --searches_;
+    UidSet found = std::exchange(found_, std::nullopt).value_or(UidSet());
+    const bool all = std::exchange(foundAll_, true);
+    if (reply.status != ImapStatus::kOk) {
+      done(Error{0, wordsOf(reply)});
+    } else if (!all) {
+      done(Error{0, "its list of messages cannot be read"});
+    } else {
+      done(std::move(found));
+    }
+  });
+}
+
+void ImapClient::examine(std::string_view name, Done done) {
+  dialogue_.send(ImapCommand("EXAMINE", literals()).text(name),
+                 [done = std::move(done)](const ImapCondition& reply) { done(outcome(reply)); });
+}
+
+void ImapClient::searchMessageId(std::string_view id,
+                                 std::function<void(const Result<UidSet>&)> done) {
+  search(ImapCommand("UID SEARCH HEADER Message-ID", literals()).text(id), std::move(done));
 }
 
 void ImapClient::findSent(std::function<void(const Result<std::string>&)> done) {
   mailboxes_.clear();
-  const bool select = can("SPECIAL-USE") && can("LIST-EXTENDED");
-  dialogue_.send(ImapCommand(select ? "LIST (SPECIAL-USE) \"\" \"*\"" : "LIST \"\" \"*\""),
+  const bool extended = can("SPECIAL-USE") && can("LIST-EXTENDED");
+  dialogue_.send(ImapCommand(extended ? "LIST \"\" \"*\" RETURN (SPECIAL-USE)" : "LIST \"\" \"*\""),
                  [this, done = std::move(done)](const ImapCondition& reply) {
                    const auto mailboxes = std::exchange(mailboxes_, {});
                    if (reply.status != ImapStatus::kOk) {

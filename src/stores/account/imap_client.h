@@ -30,9 +30,6 @@ inline constexpr std::size_t kHeadsInCommand = 100;
 /// server accepts (RFC 7162 section 4), even if no two numbers adjoin.
 inline constexpr std::size_t kMarksInCommand = 500;
 
-/// The number of this program that servers are told.
-inline constexpr std::string_view kImapProgramVersion = "1.0";
-
 /// The header fields of a head: those that HeaderBlock looks up, circles.h, and the message kind
 /// reads. Not the whole section, because its other fields (Received, signatures) are most of its
 /// bytes, and because servers keep single fields in an index but read whole sections from disk.
@@ -103,6 +100,10 @@ class ImapClient {
   void fetchPiece(std::uint32_t uid, std::uint64_t origin, std::uint64_t count, Done done);
   /// Sets or clears the read mark of at most kMarksInCommand messages.
   void store(const UidSet& uids, bool seen, Done done);
+  /// Opens the folder, named as the server has it, so that nothing in it changes.
+  void examine(std::string_view name, Done done);
+  /// The messages with this Message-ID ("<...>") in the folder that is open.
+  void searchMessageId(std::string_view id, std::function<void(const Result<UidSet>&)> done);
   /// The name of the folder of sent messages as the server has it, by its attribute (RFC 6154),
   /// else by one of its usual names; empty if there is none.
   void findSent(std::function<void(const Result<std::string>&)> done);
@@ -124,6 +125,7 @@ class ImapClient {
  private:
   void onData(ImapResponse response);
   void onFetch(ImapFetch fetch);
+  void search(ImapCommand command, std::function<void(const Result<UidSet>&)> done);
   void onCondition(const ImapCondition& condition);
   void learn(const std::vector<std::string>& names);
   static Result<void> outcome(const ImapCondition& reply);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A connection of its own for each task: capabilities, the folders, then EXAMINE (which marks
-// nothing as read) and UID SEARCH, or APPEND for each copy.
+// A connection of its own for each task: capabilities, the folders, then EXAMINE and UID SEARCH, or
+// APPEND for each copy.
 //
 // Copies wait on the disk, in a folder of the account's: NAME.part while the server has not taken
 // the message, NAME.copy afterwards. So they take no memory while messages are sent, and one that
@@ -8,21 +8,17 @@
 // refuses it. A crash at the wrong moment loses a copy, never a message.
 #include "stores/account/sent_folder.h"
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <utility>
-#include <variant>
 #include <vector>
 
+#include "mail/providers.h"
 #include "message/text/header_text.h"
 #include "outbox/delivery/outgoing_message.h"
 #include "platform/text/ascii_text.h"
-#include "stores/account/imap_command.h"
-#include "stores/account/imap_dialogue.h"
+#include "stores/account/imap_client.h"
 
 namespace relaybird {
 
@@ -30,72 +26,36 @@ namespace {
 
 constexpr std::size_t kReceiveAtOnce = std::size_t{64} << 10;
 
-// Names of such folders where the server does not say which one it is (RFC 6154).
-constexpr std::array<std::string_view, 5> kUsualNames = {"Sent", "INBOX.Sent", "Sent Items",
-                                                         "Sent Messages", "[Gmail]/Sent Mail"};
-
 // What is said, without input and output: finds the folder and leaves the rest to a task.
 class Talk {
  public:
+  /// `folder` is empty if there is no such folder.
   using Task = std::function<void(Talk&, const std::string& folder)>;
-  explicit Talk(Task task)
-      : task_(std::move(task)),
-        dialogue_([this](ImapResponse response) { take(std::move(response)); }, {}) {
-    dialogue_.send(ImapCommand("CAPABILITY"), [this](const ImapCondition&) { identify(); });
+  Talk(std::string version, Task task)
+      : task_(std::move(task)), client_({[](ImapHead) {}, [](ImapBody) {}, [] {}}, {}) {
+    client_.capability([this, version = std::move(version)](const Result<void>&) {
+      client_.identify(version);
+      client_.findSent([this](const Result<std::string>& folder) {
+        if (folder) {
+          task_(*this, *folder);
+        } else {
+          end();
+        }
+      });
+    });
   }
   Talk(const Talk&) = delete;
   Talk& operator=(const Talk&) = delete;
 
-  ImapDialogue& dialogue() { return dialogue_; }
+  ImapClient& client() { return client_; }
+  ImapDialogue& dialogue() { return client_.dialogue(); }
   void end() { over_ = true; }
-  bool over() const { return over_ || dialogue_.bye() || !dialogue_.fault().empty(); }
-  bool found() const { return found_; }
+  bool over() { return over_ || dialogue().bye() || !dialogue().fault().empty(); }
 
  private:
-  // Some providers refuse all folders to programs that do not say which they are.
-  void identify() {
-    if (capabilities_.contains("ID")) {
-      dialogue_.send(ImapCommand("ID (\"name\" \"Relaybird\")"), [](const ImapCondition&) {});
-    }
-    dialogue_.send(ImapCommand("LIST \"\" \"*\""), [this](const ImapCondition&) { begin(); });
-  }
-  void begin() {
-    for (const std::string_view name : kUsualNames) {
-      if (folder_.empty() && names_.contains(std::string(name))) {
-        folder_ = name;
-      }
-    }
-    if (folder_.empty()) {
-      return end();
-    }
-    task_(*this, folder_);
-  }
-  void take(ImapResponse response) {
-    if (const auto* words = std::get_if<ImapWords>(&response)) {
-      if (words->kind == ImapWords::Kind::kCapability) {
-        capabilities_.insert(words->words.begin(), words->words.end());
-      }
-    } else if (auto* folder = std::get_if<ImapMailbox>(&response)) {
-      const auto& marks = folder->attributes;
-      const bool sent = std::any_of(marks.begin(), marks.end(), [](const std::string& mark) {
-        return equalsAsciiCase(mark, "\\Sent");
-      });
-      if (sent && folder_.empty()) {
-        folder_ = folder->name;
-      }
-      names_.insert(std::move(folder->name));
-    } else if (const auto* result = std::get_if<ImapSearch>(&response)) {
-      found_ = found_ || !result->numbers.empty();
-    }
-  }
-
   Task task_;
-  std::set<std::string> capabilities_;
-  std::set<std::string> names_;
-  std::string folder_;
-  bool found_ = false;  // by a search, of which there is one at most
   bool over_ = false;
-  ImapDialogue dialogue_;  // last, as its calls use the other members
+  ImapClient client_;  // last, as its calls use the other members
 };
 
 std::string messageIdOf(std::string_view message) {
@@ -295,22 +255,30 @@ class SentFolderTransport : public Transport {
 
 SentFolder::SentFolder(const MailSettings& settings, const StoreWorld& world)
     : server_(settings.imap.server),
+      version_(world.version),
       network_(world.network),
-      secret_(world.secrets, world.files, settings.imap, settings.imap) {}
+      secret_(world.secrets, world.files, settings.imap, settings.imap,
+              appPasswordLengthAt(settings.imap.server, settings.address)) {}
 
 bool SentFolder::has(const std::string& messageId, std::stop_token stop) {
-  Talk talk([&](Talk& self, const std::string& folder) {
-    self.dialogue().send(ImapCommand("EXAMINE").text(folder), [&](const ImapCondition& reply) {
-      if (reply.status != ImapStatus::kOk) {
+  bool there = false;
+  Talk talk(version_, [&](Talk& self, const std::string& folder) {
+    if (folder.empty()) {
+      return self.end();
+    }
+    self.client().examine(folder, [&](const Result<void>& opened) {
+      if (!opened) {
         return self.end();
       }
-      self.dialogue().send(ImapCommand("UID SEARCH HEADER Message-ID").text(messageId),
-                           [&self](const ImapCondition&) { self.end(); });
+      self.client().searchMessageId(messageId, [&](const Result<UidSet>& found) {
+        there = found && !found->empty();
+        self.end();
+      });
     });
   });
   converse(
       talk.dialogue(), [&] { return talk.over(); }, kSentSearchLimit, std::move(stop));
-  return talk.found();
+  return there;
 }
 
 void SentFolder::store(const std::function<std::optional<std::string>()>& next,
@@ -318,18 +286,19 @@ void SentFolder::store(const std::function<std::optional<std::string>()>& next,
                        std::stop_token stop) {
   std::function<void(Talk&, const std::string&)> storeOne;
   storeOne = [&](Talk& self, const std::string& folder) {
-    const auto message = next();
+    auto message = next();
+    for (; message && folder.empty(); message = next()) {
+      ended("the account has none");
+    }
     if (!message) {
       return self.end();
     }
-    self.dialogue().send(ImapCommand("APPEND").text(folder).words("(\\Seen)").literal(*message),
-                         [&, folder](const ImapCondition& reply) {
-                           const bool stored = reply.status == ImapStatus::kOk;
-                           ended(stored ? std::string() : reply.words + ' ');
-                           storeOne(self, folder);
-                         });
+    self.client().append(folder, *message, [&, folder](const Result<void>& stored) {
+      ended(stored ? std::string() : stored.error().text + ' ');
+      storeOne(self, folder);
+    });
   };
-  Talk talk(storeOne);
+  Talk talk(version_, storeOne);
   converse(
       talk.dialogue(), [&] { return talk.over(); }, kSentStoreLimit, std::move(stop));
 }

@@ -48,6 +48,7 @@ class SentFolder {
                 std::chrono::seconds limit, std::stop_token stop);
 
   MailServer server_;
+  std::string version_;
   NetworkMaker network_;
   SignInSource secret_;
 };

@@ -219,10 +219,10 @@ TEST_F(ImapClientTest, FindsTheFolderOfSentMessages) {
   EXPECT_THAT(results_, ElementsAre("Gesendet", "[Mail]/Sent Items", "", "busy"));
 }
 
-TEST_F(ImapClientTest, AsksForSpecialFoldersAloneWhereThatIsOffered) {
+TEST_F(ImapClientTest, AsksForTheMarksOfFoldersWhereThatIsOffered) {
   offer("IMAP4rev1 SPECIAL-USE LIST-EXTENDED");
   client_.findSent([](const Result<std::string>&) {});
-  EXPECT_EQ(sent(), "r2 LIST (SPECIAL-USE) \"\" \"*\"\r\n");
+  EXPECT_EQ(sent(), "r2 LIST \"\" \"*\" RETURN (SPECIAL-USE)\r\n");
 }
 
 TEST_F(ImapClientTest, PutsAMessageIntoAFolder) {

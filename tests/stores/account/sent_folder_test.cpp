@@ -9,6 +9,7 @@
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
 #include "platform/system/random_bytes.h"
+#include "stores/account/account_store.h"
 #include "support/fake_timers.h"
 #include "support/scripted_network.h"
 #include "support/store_fakes.h"
@@ -124,6 +125,7 @@ class SentFolderTest : public testing::Test {
   StoreWorld world() {
     StoreWorld made{files_, clock_, events_, executor_, commandRunner_, systemRandomBytes};
     made.notice = [this](const StoreNotice& notice) { told_.push_back(notice.line); };
+    made.version = "2.3.4";
     made.stateFolder = temp_.path("state");
     std::filesystem::create_directory(made.stateFolder);
     made.secrets.credentialFolder = temp_.path("");
@@ -162,7 +164,7 @@ TEST_F(SentFolderTest, AMessageIsLookedForInTheFolderThatTheServerMarks) {
   EXPECT_TRUE(has());
   EXPECT_THAT(commands_, Contains("EXAMINE \"Gesendet\""));
   EXPECT_THAT(commands_, Contains("UID SEARCH HEADER Message-ID \"<1@id>\""));
-  EXPECT_THAT(commands_, Contains(StartsWith("ID ")));
+  EXPECT_THAT(commands_, Contains("ID (\"name\" \"Relaybird\" \"version\" \"2.3.4\")"));
   ASSERT_TRUE(network_.end(0).signIn());
   EXPECT_EQ(network_.end(0).signIn()->secret.bytes(), "secret");
   found_ = "* SEARCH\r\n";
@@ -232,6 +234,31 @@ TEST_F(SentFolderTest, CopiesOfWhatWasTakenAreStoredIfTheSettingsSaySo) {
                                                      "Subject: two\r\n\r\ntext\r\n"));
   EXPECT_THAT(commands_, Contains(StartsWith("APPEND \"Gesendet\" (\\Seen) {")));
   EXPECT_EQ(copiesWaiting(), 0u);
+}
+
+TEST_F(SentFolderTest, AStoreKeepsOneCopyOfAForwardNotTwo) {
+  settings_.keepSentCopy = true;
+  settings_.address = "ann@example.org";
+  const auto opened = openAccountStore(settings_, world(), std::make_shared<Taking>());
+  ASSERT_TRUE(opened);
+  OutgoingMail& outgoing = (*opened)->outgoing();
+  outgoing.tryAgain({});  // opens the outbox
+  writeBytes(outgoing.state().outbox + "/new/1.a.b",
+             "From: ann@example.org\nTo: b@example.net\nSubject: s\n\ntext\n");
+  outgoing.tryAgain({});
+  EXPECT_EQ(outgoing.state().left, 1);
+  EXPECT_EQ(stored_.size(), 1u);
+}
+
+TEST_F(SentFolderTest, WithoutAFolderCopiesDoNotPileUpOnTheDisk) {
+  settings_.keepSentCopy = true;
+  folders_ = "* LIST () \"/\" INBOX\r\n";
+  deliver({"one", "two"});
+  EXPECT_THAT(stored_, IsEmpty());
+  EXPECT_EQ(copiesWaiting(), 0u);
+  events_.runUntilIdle();
+  EXPECT_THAT(told_, testing::ElementsAre("The server does not store copies of forwards in the "
+                                          "folder of sent mail: the account has none"));
 }
 
 TEST_F(SentFolderTest, ACopyThatIsNotStoredWaitsForTheNextSeries) {
