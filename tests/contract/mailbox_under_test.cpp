@@ -1,11 +1,21 @@
 // SPDX-License-Identifier: MIT
-#include "contract/sent_message.h"
+// The messages of the outbox are read as their recipient's mail program would read them: with
+// GMime, and not with the code that wrote them.
+#include "contract/mailbox_under_test.h"
 
+#include <fcntl.h>
 #include <gmime/gmime.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
 #include <memory>
 
 #include "message/text/libraries.h"
+#include "platform/text/ascii_text.h"
+#include "support/mail_text.h"
 
 namespace relaybird {
 
@@ -55,8 +65,6 @@ void readPart(GMimeObject*, GMimeObject* object, void* into) {
   }
 }
 
-}  // namespace
-
 SentMail readSentMessage(std::string_view bytes) {
   prepareLibraries();
   const auto stream = own(g_mime_stream_mem_new_with_buffer(bytes.data(), bytes.size()));
@@ -82,6 +90,80 @@ SentMail readSentMessage(std::string_view bytes) {
     }
   }
   return mail;
+}
+
+}  // namespace
+
+std::vector<SentMail> MailboxUnderTest::outbox() {
+  std::set<std::string> files;
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(outboxFolder() + "/new", none)) {
+    files.insert(entry.path().string());
+  }
+  std::vector<SentMail> sent;
+  for (const std::string& file : files) {
+    sent.push_back(readSentMessage(readBytes(file)));
+  }
+  return sent;
+}
+
+void MailboxUnderTest::removeComponent(std::string_view progId) {
+  partial_.missing.insert(asciiLower(progId));
+}
+
+std::shared_ptr<AutomationObject> MailboxUnderTest::Partial::CreateObject(std::string_view progId) {
+  if (missing.contains(asciiLower(progId))) {
+    throw MailStoreError("not installed");
+  }
+  return test_.whole().factory().CreateObject(progId);
+}
+
+std::optional<std::pair<std::string, std::string>> MailboxUnderTest::knownName() {
+  return std::pair("Ann Example", "ann@example.org");
+}
+
+std::string MailboxUnderTest::makeAddressBook(const TempFolder& temp) {
+  std::string file = temp.path("book.vcf");
+  writeBytes(file,
+             "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:Ann Example\r\nEMAIL:ann@example.org\r\n"
+             "END:VCARD\r\n");
+  return file;
+}
+
+std::string MailboxUnderTest::textOf(const SampleMail& mail) {
+  MailText text;
+  text.from = mail.senderAddress.empty() ? "" : mail.senderName + " <" + mail.senderAddress + ">";
+  text.subject = mail.subject;
+  text.body = mail.body;
+  text.html = mail.html;
+  for (const auto& [name, bytes] : mail.attachments) {
+    text.attachments.emplace_back(name, bytes);
+  }
+  return mailTextOfKind(mail.kind, text);
+}
+
+void MailboxUnderTest::setReceived(const std::string& path, DateTime received) {
+  const auto seconds =
+      std::chrono::floor<std::chrono::seconds>(received).time_since_epoch().count();
+  const timespec times[2] = {{seconds, 0}, {seconds, 0}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+bool MailboxUnderTest::begin(Trouble trouble) {
+  if (trouble == Trouble::kOutboxRefuses) {
+    disk().failFromStep(disk().steps() + 1, ENOSPC);
+  } else {
+    loseInbox();
+  }
+  return true;
+}
+
+void MailboxUnderTest::end(Trouble trouble) {
+  if (trouble == Trouble::kOutboxRefuses) {
+    disk().reset();
+  } else {
+    findInbox();
+  }
 }
 
 }  // namespace relaybird
