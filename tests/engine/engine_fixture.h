@@ -9,22 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "compose/cls_security.h"
-#include "engine/forwarding_engine.h"
+#include "engine/engine_house.h"
 #include "memory_store/memory_store.h"
-#include "platform/profile/profile_file.h"
-#include "platform/system/os_version.h"
-#include "support/fake_clock.h"
-#include "support/fake_timers.h"
-#include "support/no_disk.h"
-#include "support/recording_reports.h"
 
 namespace relaybird {
 
 class EngineTest : public testing::Test {
  protected:
   EngineTest() {
-    prefs_.ReadIniPref();
     prefs_.fields().mstrFwdToAddress = {"5550100@sms.example.net"};
     clock_.set(kStart);
     engine_.state().activationTime = kStart;
@@ -71,33 +63,17 @@ class EngineTest : public testing::Test {
   }
 
   FakeClock clock_;
-  FakeTimers timers_{clock_};
   FakeEventQueue events_;
   RecordingSleeper sleeper_{clock_};
-  RecordingDisplay display_;
   RecordingLog log_{&clock_};
-  RecordingAlerts alerts_;
-  RecordingTrace trace_;
   MemoryStore store_{events_};
-  NoFiles files_;
-  NoFolders folders_;
-  NotWindows osVersion_;
-  ProfileFile profiles_{files_};
-  clsPref prefs_{{.files = files_,
-                  .profiles = profiles_,
-                  .folders = folders_,
-                  .osVersion = osVersion_,
-                  .objects = store_.factory(),
-                  .makeReader = itemReaders(store_.factory())}};
-  ForwardingEngine engine_{{.objects = store_.factory(),
-                            .prefs = prefs_,
-                            .display = display_,
-                            .log = log_,
-                            .alerts = alerts_,
-                            .trace = trace_,
-                            .clock = clock_,
-                            .sleeper = sleeper_,
-                            .timers = timers_}};
+  EngineHouse house_{store_.factory(), clock_, sleeper_, log_};
+  FakeTimers& timers_ = house_.timers;
+  RecordingDisplay& display_ = house_.display;
+  RecordingAlerts& alerts_ = house_.alerts;
+  RecordingTrace& trace_ = house_.trace;
+  clsPref& prefs_ = house_.prefs;
+  ForwardingEngine& engine_ = house_.engine;
 };
 
 }  // namespace relaybird

@@ -21,6 +21,28 @@ class InboxPassFaultTest : public EngineTest {
       }
     });
   }
+
+  // From this operation on every call for the item fails, as where its server is lost, until the
+  // next listing.
+  void expectForwardedAfterALoss(const std::string& operation) {
+    SCOPED_TRACE(operation);
+    deliver(operation);
+    bool lost = false;
+    store_.setHook([&](std::string_view at) {
+      lost = lost || at == operation;
+      if (lost && at.starts_with("MailItem.")) {
+        throw MailStoreError("no connection");
+      }
+    });
+    check();
+    EXPECT_TRUE(lost);
+    EXPECT_TRUE(log_.lines.back().starts_with("An Error occured at ")) << log_.lines.back();
+    EXPECT_TRUE(log_.lines.back().ends_with(" --> no connection")) << log_.lines.back();
+    store_.setHook({});
+    check();
+    ASSERT_FALSE(sentSubjects().empty());
+    EXPECT_EQ(sentSubjects().back(), "FW: " + operation);
+  }
 };
 
 TEST_F(InboxPassFaultTest, AFaultEndsThePassWithOneLineAndNothingElse) {
@@ -223,27 +245,11 @@ TEST_F(UnbuiltForwardTest, AForwardIsNeverThatOfTheItemBefore) {
   EXPECT_TRUE(store_.isUnread(1));
 }
 
-// The server of an account is lost while an item is read for a rule: every later call for the item
-// fails until the next listing.
+// The server of an account is lost while an item is read for a rule.
 TEST_F(UnbuiltForwardTest, AnItemThatTheStoreHasLostIsNotIgnored) {
   textRule("text");
   for (const char* operation : {"MailItem.Save", "MailItem.Body"}) {
-    deliver(operation);
-    bool lost = false;
-    store_.setHook([&](std::string_view at) {
-      lost = lost || at == operation;
-      if (lost && at.starts_with("MailItem.")) {
-        throw MailStoreError("no connection");
-      }
-    });
-    check();
-    EXPECT_TRUE(lost) << operation;
-    EXPECT_TRUE(log_.lines.back().starts_with("An Error occured at ")) << log_.lines.back();
-    EXPECT_TRUE(log_.lines.back().ends_with(" --> no connection")) << log_.lines.back();
-    store_.setHook({});
-    check();
-    ASSERT_FALSE(sentSubjects().empty()) << operation;
-    EXPECT_EQ(sentSubjects().back(), "FW: " + std::string(operation));
+    expectForwardedAfterALoss(operation);
   }
 }
 
@@ -252,22 +258,8 @@ TEST_F(InboxPassFaultTest, AnItemWhoseRuleHasNotSeenItIsNotIgnored) {
   prefs_.fields().mbolIgnoreExistingUnread = true;
   prefs_.fields().mintSenderFilter = kForwardOnlyListed;
   prefs_.fields().mcolSenderList = {"bob"};
-  for (const std::string operation : {"MailItem.ReceivedTime", "MailItem.Fields"}) {
-    deliver(operation);
-    bool lost = false;
-    store_.setHook([&](std::string_view at) {
-      lost = lost || at == operation;
-      if (lost && at.starts_with("MailItem.")) {
-        throw MailStoreError("no connection");
-      }
-    });
-    check();
-    EXPECT_TRUE(lost) << operation;
-    EXPECT_TRUE(log_.lines.back().ends_with(" --> no connection")) << log_.lines.back();
-    store_.setHook({});
-    check();
-    ASSERT_FALSE(sentSubjects().empty()) << operation;
-    EXPECT_EQ(sentSubjects().back(), "FW: " + operation);
+  for (const char* operation : {"MailItem.ReceivedTime", "MailItem.Fields"}) {
+    expectForwardedAfterALoss(operation);
   }
 }
 
@@ -302,22 +294,9 @@ TEST_F(InboxPassFaultTest, WhicheverOperationFailsThePassEndsAndTheNextOneGoesOn
     MemoryStore store(events_);
     fill(store);
     RecordingLog log(&clock_);
-    clsPref prefs{{.files = files_,
-                   .profiles = profiles_,
-                   .folders = folders_,
-                   .osVersion = osVersion_,
-                   .objects = store.factory(),
-                   .makeReader = itemReaders(store.factory())}};
-    prefs.fields() = prefs_.fields();
-    ForwardingEngine engine{{.objects = store.factory(),
-                             .prefs = prefs,
-                             .display = display_,
-                             .log = log,
-                             .alerts = alerts_,
-                             .trace = trace_,
-                             .clock = clock_,
-                             .sleeper = sleeper_,
-                             .timers = timers_}};
+    EngineHouse house(store.factory(), clock_, sleeper_, log);
+    house.prefs.fields() = prefs_.fields();
+    ForwardingEngine& engine = house.engine;
     engine.state().activationTime = kStart;
     bool failed = false;
     store.setHook([&](std::string_view at) {

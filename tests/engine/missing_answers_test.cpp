@@ -178,7 +178,7 @@ class HollowFactory : public ObjectFactory {
 class MissingAnswersTest : public EngineTest {
  protected:
   MissingAnswersTest() {
-    hollowPrefs_.fields() = prefs_.fields();
+    hollowHouse_.prefs.fields() = prefs_.fields();
     MemoryItem item = mail("one");
     item.attachments.push_back({"a.txt", "attached", {}});
     store_.deliver(item);
@@ -187,21 +187,8 @@ class MissingAnswersTest : public EngineTest {
   std::int16_t open() { return hollow_.session().ResetOlkObj(true, true, false); }
 
   HollowFactory factory_{store_.factory()};
-  clsPref hollowPrefs_{{.files = files_,
-                        .profiles = profiles_,
-                        .folders = folders_,
-                        .osVersion = osVersion_,
-                        .objects = factory_,
-                        .makeReader = itemReaders(factory_)}};
-  ForwardingEngine hollow_{{.objects = factory_,
-                            .prefs = hollowPrefs_,
-                            .display = display_,
-                            .log = log_,
-                            .alerts = alerts_,
-                            .trace = trace_,
-                            .clock = clock_,
-                            .sleeper = sleeper_,
-                            .timers = timers_}};
+  EngineHouse hollowHouse_{factory_, clock_, sleeper_, log_};
+  ForwardingEngine& hollow_ = hollowHouse_.engine;
 };
 
 // The missing synchronisation was used, and the program crashed.
@@ -245,7 +232,7 @@ TEST_F(MissingAnswersTest, AnInboxThatAnswersNothingEndsThePass) {
 }
 
 TEST_F(MissingAnswersTest, AnItemThatAnswersNothingIsNotForwarded) {
-  hollowPrefs_.fields().mbolIncludeAttachments = false;
+  hollowHouse_.prefs.fields().mbolIncludeAttachments = false;
   for (const char* member :
        {"Forward", "Attachments", "Attachments.Item", "Recipients", "Recipients.Add"}) {
     SCOPED_TRACE(member);
@@ -269,8 +256,8 @@ TEST_F(MissingAnswersTest, AForwardWithoutReplyRecipientsStillGoesOut) {
 }
 
 TEST_F(MissingAnswersTest, ATaskRequestWithoutItsTaskHasNoSender) {
-  hollowPrefs_.fields().mintSenderFilter = 501;
-  hollowPrefs_.fields().mcolSenderList = {""};
+  hollowHouse_.prefs.fields().mintSenderFilter = 501;
+  hollowHouse_.prefs.fields().mcolSenderList = {""};
   factory_.hole.member = "GetAssociatedTask";
   MemoryItem item = mail("do this");
   item.kind = "TaskRequestItem";

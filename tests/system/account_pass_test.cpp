@@ -4,15 +4,10 @@
 // neither be marked read without a forward nor be left out later.
 #include <gmock/gmock.h>
 
-#include "compose/cls_security.h"
-#include "engine/forwarding_engine.h"
-#include "platform/profile/profile_file.h"
-#include "platform/system/os_version.h"
+#include "engine/engine_house.h"
 #include "stores/account/account_house.h"
 #include "stores/mailbox/mailbox_store.h"
 #include "stores/maildir/maildir_house.h"
-#include "support/no_disk.h"
-#include "support/recording_reports.h"
 
 namespace relaybird {
 namespace {
@@ -34,11 +29,7 @@ class AccountPassTest : public testing::Test {
       }
       return !engine_.state().stopWanted();
     };
-    prefs_.ReadIniPref();
-    prefs_.fields().mstrFwdToAddress = {"cell@phone.example"};
-    prefs_.fields().mlngMaxToForward = 100;
-    prefs_.fields().mbolIgnoreExistingUnread = false;
-    prefs_.fields().mbolIncludeAttachments = true;
+    program_.forwardEverything();
   }
 
   void add(std::uint32_t uid, std::size_t bytes = 0) {
@@ -82,30 +73,10 @@ class AccountPassTest : public testing::Test {
   std::unique_ptr<AccountInbox> made_ = house_.makeInbox();
   MailboxStore store_{(inbox_ = made_.get(), std::move(made_)), house_.settings, house_.world(),
                       borrowed(&transport_)};
-  FakeTimers timers_{house_.clock};
-  RecordingDisplay display_;
   RecordingLog log_{&house_.clock};
-  RecordingAlerts alerts_;
-  RecordingTrace trace_;
-  NoFiles files_;
-  NoFolders folders_;
-  NotWindows osVersion_;
-  ProfileFile profiles_{files_};
-  clsPref prefs_{{.files = files_,
-                  .profiles = profiles_,
-                  .folders = folders_,
-                  .osVersion = osVersion_,
-                  .objects = store_.factory(),
-                  .makeReader = itemReaders(store_.factory())}};
-  ForwardingEngine engine_{{.objects = store_.factory(),
-                            .prefs = prefs_,
-                            .display = display_,
-                            .log = log_,
-                            .alerts = alerts_,
-                            .trace = trace_,
-                            .clock = house_.clock,
-                            .sleeper = house_.sleeper,
-                            .timers = timers_}};
+  EngineHouse program_{store_.factory(), house_.clock, house_.sleeper, log_};
+  clsPref& prefs_ = program_.prefs;
+  ForwardingEngine& engine_ = program_.engine;
 };
 
 // The attachment takes ten minutes, and something comes every second. Until then the wait was given

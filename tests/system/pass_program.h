@@ -7,14 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "compose/cls_security.h"
-#include "engine/forwarding_engine.h"
-#include "platform/profile/profile_file.h"
-#include "platform/system/os_version.h"
+#include "engine/engine_house.h"
 #include "stores/maildir/maildir_house.h"
-#include "support/fake_timers.h"
-#include "support/no_disk.h"
-#include "support/recording_reports.h"
 
 namespace relaybird {
 
@@ -36,49 +30,24 @@ struct PassProgram {
                .stateFolder = stateFolder,
                .notice = [this](const StoreNotice& told) { log.AddToLog(told.line); }},
               borrowed(transport)) {
-    prefs.ReadIniPref();
-    prefs.fields().mstrFwdToAddress = {"cell@phone.example"};
-    prefs.fields().mlngMaxToForward = 100;
-    prefs.fields().mbolIgnoreExistingUnread = false;
-    prefs.fields().mbolIncludeAttachments = true;
+    house.forwardEverything();
   }
 
   void pass() {
-    engine.pass().ForwardMail();
+    house.engine.pass().ForwardMail();
     events.runUntilIdle();
   }
 
   FakeClock ownClock;
   FakeClock& clock;
-  FakeTimers timers{clock};
   FakeEventQueue events;
   InlineExecutor executor;
   NoCommands commands;
   RecordingSleeper sleeper{clock};
-  RecordingDisplay display;
   RecordingLog log{&clock};
-  RecordingAlerts alerts;
-  RecordingTrace trace;
   MaildirStore store;
-  NoFolders folders;
-  NotWindows osVersion;
-  PosixFileSystem prefFiles{sleeper};
-  ProfileFile profiles{prefFiles};
-  clsPref prefs{{.files = prefFiles,
-                 .profiles = profiles,
-                 .folders = folders,
-                 .osVersion = osVersion,
-                 .objects = store.factory(),
-                 .makeReader = itemReaders(store.factory())}};
-  ForwardingEngine engine{{.objects = store.factory(),
-                           .prefs = prefs,
-                           .display = display,
-                           .log = log,
-                           .alerts = alerts,
-                           .trace = trace,
-                           .clock = clock,
-                           .sleeper = sleeper,
-                           .timers = timers}};
+  EngineHouse house{store.factory(), clock, sleeper, log};
+  clsPref& prefs = house.prefs;
 };
 
 }  // namespace relaybird
