@@ -52,6 +52,9 @@ class Home:
         self.folder, self.program = folder, program
         (folder / "config/rbx").mkdir(parents=True)
         self.output = b""
+        self.environment = {"HOME": str(folder), "XDG_CONFIG_HOME": str(folder / "config"),
+                            "XDG_STATE_HOME": str(folder / "state"), "LC_ALL": "C.UTF-8", "TZ": "UTC",
+                            "PATH": "/usr/bin:/bin"}
 
     def settings(self, **mail):
         lines = [f"{key}={value}" for key, value in {**DEFAULTS, **mail}.items()]
@@ -61,9 +64,7 @@ class Home:
     def start(self):
         return subprocess.Popen(
             [self.program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0,
-            env={"HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder / "config"),
-                 "XDG_STATE_HOME": str(self.folder / "state"), "LC_ALL": "C.UTF-8", "TZ": "UTC",
-                 "PATH": "/usr/bin:/bin"})
+            env=self.environment)
 
     def run_until(self, reached):
         """Starts the program and has it check the mailbox, until `reached` returns true; then it quits."""
@@ -183,6 +184,17 @@ class AccountProgramTest(unittest.TestCase):
             if file.is_file():
                 self.assertNotIn(needle, file.read_bytes(), file)
         self.assertNotIn(needle, home.output)
+
+    def test_a_service_signs_in_with_the_credential_that_it_was_given(self):
+        home, user = self.home(), self.servers.fresh_user()
+        self.servers.deliver(user, 1, message(1))
+        given = home.folder / "given"
+        given.mkdir()
+        (given / "relaybird.imap").write_text("secret\n", encoding="utf-8")
+        (given / "relaybird.imap").chmod(0o400)  # as systemd gives it
+        home.environment["CREDENTIALS_DIRECTORY"] = str(given)
+        home.settings(**self.account(user, imap_secret="credential", imap_secret_command=""))
+        home.kill_when(lambda: "log: forwarded number 1 at" in home.text() and not self.unread(user))
 
     def test_mailbox_and_delivery_are_independent(self):
         home = self.home()
