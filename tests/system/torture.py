@@ -30,7 +30,7 @@ import time
 
 ROUND = 25  # seconds of trouble
 LAST_RUNS = 15  # after the trouble, until nothing is left to do
-PATIENCE = 180  # seconds for one of those runs
+PATIENCE = 180  # seconds without a line of a program's
 
 # Each takes a message from its input and puts it into the folder beside it. PLAN says what goes wrong.
 COMMAND = """#!/bin/sh
@@ -135,13 +135,18 @@ class Home:
         return process
 
     def ended(self, process, may_refuse=False):
-        """Waits for its end. A death that nobody ordered is counted."""
-        try:
-            status = process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            kill(process)
-            self.counts["crashed"] += 1
-            return
+        """Waits for its end. A death that nobody ordered is counted, and so is a program that has nothing
+        to say for long. As long as it says something it is slow, as programs are on a busy machine."""
+        status = None
+        while status is None:
+            said = process.output.stat().st_size
+            try:
+                status = process.wait(PATIENCE)
+            except subprocess.TimeoutExpired:
+                if process.output.stat().st_size == said:
+                    kill(process)
+                    self.counts["crashed"] += 1
+                    return
         text = process.output.read_text(encoding="utf-8", errors="replace")
         refused = status == 1 and "is in use by" in text
         if not (status == 0 or (may_refuse and refused)):
