@@ -179,6 +179,7 @@ Result<void> Journal::load() {
     return bytes.error();
   }
   size_ = bytes->size();
+  dirty_ = size_ > 0;  // the program may have been killed before it waited for the disk
   std::string_view rest = *bytes;
   while (!rest.empty()) {
     const std::size_t end = rest.find('\n');
@@ -296,7 +297,7 @@ Result<void> Journal::deliver(const std::vector<std::string>& files) {
     replay({std::string(kDelivered), file});
     lines += encodeJournalLine({kDelivered, file});
   }
-  return append(lines, true);
+  return append(lines, false);
 }
 
 Result<void> Journal::deliverTo(const std::string& file,
@@ -360,8 +361,8 @@ Result<void> Journal::removed(const std::vector<std::string>& files) {
   return append(lines, false);
 }
 
-Result<void> Journal::mend() {
-  return failed_ ? append({}, true) : Result<void>();
+Result<void> Journal::sync() {
+  return failed_ || dirty_ ? append({}, true) : Result<void>();
 }
 
 // After any failure, or when the file has grown, the whole file is written anew from the records.
@@ -386,11 +387,13 @@ Result<void> Journal::write(std::string_view lines, bool sync) {
     }
     file_ = std::move(*file);
   }
-  if (auto written = file_->write(lines); !written) {
-    return written;
+  if (!lines.empty()) {
+    if (auto written = file_->write(lines); !written) {
+      return written;
+    }
+    size_ += lines.size();
+    dirty_ = true;
   }
-  size_ += lines.size();
-  dirty_ = true;
   if (!sync) {
     return {};
   }

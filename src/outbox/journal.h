@@ -94,7 +94,8 @@ class Journal {
   Result<void> annul(const std::string& file);
   /// The entry's read mark is on disk, or no mark is wanted: drops its record.
   Result<void> settle(const std::string& entryId);
-  /// Returns once the hand-over of the files is on disk, after one wait for it.
+  /// The files were handed over. The end of this program cannot undo that any more; a power cut
+  /// can, until sync().
   Result<void> deliver(const std::vector<std::string>& files);
   /// The same for some recipients of a file, which the file keeps waiting for the others.
   Result<void> deliverTo(const std::string& file, const std::vector<std::string>& recipients);
@@ -103,8 +104,9 @@ class Journal {
   /// The removal of the files is durable.
   Result<void> removed(const std::vector<std::string>& files);
 
-  /// Writes the changes that could not be written so far, if there are any.
-  Result<void> mend();
+  /// Returns once all changes are on disk, also those that could not be written so far. Does
+  /// nothing if they are.
+  Result<void> sync();
 
   // A change that could not be written still counts until the program ends, and is written with the
   // next one.

@@ -24,6 +24,10 @@ constexpr std::size_t kSessionBytes = 8;
 // Leaves room for what is appended to the name of a copy in failed/; a file's name has 255 bytes.
 constexpr std::size_t kLongestOwnName = 200;
 
+// The number that waits is asked for at each line of the log, and listing thousands of files each
+// time would take longer than sending them.
+constexpr std::chrono::seconds kCountAgain{1};
+
 Error mayStillGoOut(const Error& why) {
   return {why.code, why.text + "; it may still go out"};
 }
@@ -122,7 +126,10 @@ Result<void> Outbox::recover() {
   }
   // After the recovery: what is still in tmp/ belongs to no forward.
   disk_.clearTmp(*inTmp, clock_.now());
-  removeDelivered();
+  // Their hand-over is on record, so these must not be delivered again, whatever became of the
+  // files.
+  handedOver_.assign(journal_->delivered().begin(), journal_->delivered().end());
+  (void)finishDeliveries();
   forgetWhatIsGone();
   return {};
 }
@@ -173,17 +180,6 @@ Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
     (void)journal_->done(file);
   }
   return {};
-}
-
-void Outbox::removeDelivered() {
-  // The hand-over is on record, so these must not be delivered again, whatever became of the file.
-  for (const std::string& file : journal_->delivered()) {
-    const auto removed = files_.remove(disk_.pathOf("new", file));
-    if (removed || removed.error().code == ENOENT) {
-      removed_.push_back(file);
-    }
-  }
-  (void)finishDeliveries();
 }
 
 // Messages leave the outbox without a word to the journal too: into failed/, or by the user's hand.
@@ -264,7 +260,7 @@ Result<void> Outbox::tryDisk() {
     return tried;
   }
   const std::lock_guard lock(mutex_);
-  auto mended = journal_->mend();
+  auto mended = journal_->sync();
   if (mended) {
     refusedSize_.reset();
   }
@@ -295,6 +291,7 @@ Result<void> Outbox::resolveDoubt(const std::string& entryId) {
     return {};
   }
   arrivalsLost_ = true;
+  counted_.reset();
   auto inTmp = disk_.namesInTmp();
   if (!inTmp) {
     return inTmp.error();
@@ -322,6 +319,7 @@ Result<void> Outbox::place(const std::string& name) {
     const std::lock_guard lock(mutex_);
     // A delivery must not claim the file before its rename is known to be durable.
     busy_.insert(name);
+    ++placing_;
   }
   auto placed = files_.rename(disk_.pathOf("tmp", name), disk_.pathOf("new", name));
   if (placed) {
@@ -330,12 +328,15 @@ Result<void> Outbox::place(const std::string& name) {
   const bool takenBack = !placed && disk_.withdraw(name);
   const std::lock_guard lock(mutex_);
   busy_.erase(name);
+  --placing_;
   if (placed) {
+    counted_ = counted_ ? std::optional(*counted_ + 1) : std::nullopt;
     // If this line is lost, the next start finds the file in new/ and draws the same conclusion.
     (void)journal_->done(name);
     noteArrival(name);
     return {};
   }
+  counted_.reset();
   if (takenBack) {
     (void)journal_->annul(name);
     return placed;
@@ -431,12 +432,19 @@ Result<std::vector<WaitingMessage>> Outbox::waiting() {
 }
 
 std::size_t Outbox::countWaiting() const {
-  std::set<std::string> gone;
-  {
-    const std::lock_guard lock(mutex_);
-    gone = journal_->delivered();
+  const std::lock_guard lock(mutex_);
+  const DateTime now = clock_.now();
+  // A clock that was set back does not make the last count recent.
+  if (counted_ && countedAt_ <= now && now < countedAt_ + kCountAgain) {
+    return *counted_;
   }
-  return disk_.countWaiting(gone);
+  const std::size_t count = disk_.countWaiting(journal_->delivered());
+  // A message that is just moved may be in the count already, and will be added when it is there.
+  if (placing_ == 0) {
+    counted_ = count;
+    countedAt_ = now;
+  }
+  return count;
 }
 
 std::size_t Outbox::countWaiting(FileSystem& files, const std::string& folder) {
@@ -470,10 +478,26 @@ Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
   for (const Claim* claim : claims) {
     names.push_back(claim->name());
   }
-  // In this order: the hand-over is on disk before a file goes, or a crash between the two would
-  // deliver it again. If the record fails, the files are removed all the same, for that reason.
-  auto outcome = journal_->deliver(names);
-  for (const std::string& name : names) {
+  handedOver_.insert(handedOver_.end(), names.begin(), names.end());
+  counted_ =
+      counted_ && *counted_ > names.size() ? std::optional(*counted_ - names.size()) : std::nullopt;
+  return journal_->deliver(names);
+}
+
+Result<void> Outbox::removeDelivered() {
+  const std::lock_guard lock(mutex_);
+  return removeHandedOver();
+}
+
+// In this order: the hand-over is on disk before a file goes. Otherwise a power cut between the two
+// could leave neither file nor record, and the item would be forwarded anew. If the record fails,
+// the files are removed all the same: they must not be delivered again.
+Result<void> Outbox::removeHandedOver() {
+  if (handedOver_.empty()) {
+    return {};
+  }
+  auto outcome = journal_->sync();
+  for (const std::string& name : std::exchange(handedOver_, {})) {
     const auto gone = files_.remove(disk_.pathOf("new", name));
     if (gone || gone.error().code == ENOENT) {
       removed_.push_back(name);
@@ -510,6 +534,10 @@ Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
   (void)replaceFile(files_, target + ".txt", words + "\n");
   if (auto moved = files_.rename(pathOf(claim), target); !moved) {
     return moved;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    counted_.reset();
   }
   // The new name is synced first, so that a power cut leaves the file with two names rather than
   // with none. If the old name comes back, the message is refused once more.
@@ -554,13 +582,15 @@ Result<void> Outbox::refuseFor(const Claim& claim, const std::vector<std::string
 // The removals are synced once for a whole run. Only then may the journal forget the files.
 Result<void> Outbox::finishDeliveries() {
   const std::lock_guard lock(mutex_);
+  auto outcome = removeHandedOver();
   if (removed_.empty()) {
-    return {};
+    return outcome;
   }
   if (auto synced = files_.syncFolder(disk_.path() + "/new"); !synced) {
     return synced;
   }
-  return journal_->removed(std::exchange(removed_, {}));
+  const auto noted = journal_->removed(std::exchange(removed_, {}));
+  return outcome ? noted : outcome;
 }
 
 }  // namespace relaybird

@@ -92,7 +92,8 @@ class Outbox {
   /// Problems that open() found, as sentences for the log.
   const std::vector<std::string>& findings() const { return findings_; }
 
-  /// How many messages wait in new/; 0 where it cannot be read.
+  /// How many messages wait in new/; 0 where it cannot be read. What others do there is noticed
+  /// within a second.
   std::size_t countWaiting() const;
   /// The same for an outbox that is not open.
   static std::size_t countWaiting(FileSystem& files, const std::string& folder);
@@ -123,9 +124,12 @@ class Outbox {
   /// Nothing for a message that is claimed, being sent, or handed over already.
   std::optional<Claim> claim(const std::string& name);
   std::string pathOf(const Claim& claim) const;
-  /// The messages were handed over: records that durably, with one wait for the disk, then removes
-  /// them. Even on failure this object does not hand them out again.
+  /// The messages were handed over: writes that down, without waiting for the disk. Whatever
+  /// becomes of this program, they are not handed out again, except after a power cut before
+  /// removeDelivered(). Even on failure this object does not hand them out again.
   Result<void> delivered(const std::vector<const Claim*>& claims);
+  /// Makes durable what delivered() wrote, with one wait for the disk, then removes these messages.
+  Result<void> removeDelivered();
   /// The message was handed over for these recipients, and stays for the others. Returns once that
   /// is durable. Even on failure settledFor() names them as long as this object lives.
   Result<void> deliveredTo(const Claim& claim, const std::vector<std::string>& recipients);
@@ -145,8 +149,8 @@ class Outbox {
   /// are not settled, and the copy may be in failed/ already.
   Result<void> refuseFor(const Claim& claim, const std::vector<std::string>& recipients,
                          std::size_t number, std::string_view copy, const std::string& words);
-  /// Makes the removals since the last call durable. Called once after a series, as it waits for
-  /// the disk.
+  /// As removeDelivered(), and makes the removals since the last call durable. Called once after a
+  /// series, as it waits for the disk.
   Result<void> finishDeliveries();
 
  private:
@@ -156,7 +160,7 @@ class Outbox {
   Result<void> recover();
   Result<void> recoverForwards(std::set<std::string>& inTmp);
   Result<void> resolveDoubt(const std::string& entryId);
-  void removeDelivered();
+  Result<void> removeHandedOver();
   void forgetWhatIsGone();
 
   struct Attempt;
@@ -183,8 +187,12 @@ class Outbox {
   std::optional<std::uint64_t> refusedSize_;  ///< bytes of the message that the disk refused
   std::set<std::string> busy_;                ///< being sent, or claimed
   std::vector<WaitingMessage> arrivals_;
-  bool arrivalsLost_ = true;  ///< the folder was never listed
-  std::vector<std::string> removed_;
+  bool arrivalsLost_ = true;                    ///< the folder was never listed
+  int placing_ = 0;                             ///< messages that are being moved into new/
+  mutable std::optional<std::size_t> counted_;  ///< how many wait, as far as it is known
+  mutable DateTime countedAt_ = kNoDate;
+  std::vector<std::string> handedOver_;  ///< files whose record may not be durable yet
+  std::vector<std::string> removed_;     ///< files whose removal may not be durable yet
 };
 
 }  // namespace relaybird

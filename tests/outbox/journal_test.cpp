@@ -117,6 +117,7 @@ TEST_F(JournalTest, AnOrderlyEndSyncsOnceWhatWasWrittenWithoutASync) {
   {
     const auto journal = open();
     ASSERT_TRUE(journal->deliver({"file2"}));
+    ASSERT_TRUE(journal->sync());
     files.reset();
   }
   EXPECT_THAT(files.record(), IsEmpty()) << "all was on the medium";
@@ -202,17 +203,17 @@ TEST_F(JournalTest, AFailedWriteIsMadeUpForByTheNextOne) {
   }
 }
 
-TEST_F(JournalTest, WhatCouldNotBeWrittenIsWrittenWhenItIsMended) {
+TEST_F(JournalTest, WhatCouldNotBeWrittenIsWrittenByTheNextSync) {
   const auto journal = open();
   ASSERT_TRUE(journal->intend("entry", "id", "file"));
   files.reset();
-  ASSERT_TRUE(journal->mend());
-  EXPECT_EQ(files.steps(), 0u) << "there is nothing to mend";
+  ASSERT_TRUE(journal->sync());
+  EXPECT_EQ(files.steps(), 0u) << "all is on the disk";
   files.failFromStep(1, ENOSPC);
   EXPECT_FALSE(journal->done("file"));
-  EXPECT_FALSE(journal->mend());
+  EXPECT_FALSE(journal->sync());
   files.reset();
-  ASSERT_TRUE(journal->mend());
+  ASSERT_TRUE(journal->sync());
   EXPECT_EQ(open()->find("entry")->state, State::kSent);
 }
 
@@ -272,7 +273,7 @@ TEST_F(JournalTest, AMissingAnswerIsKnownAcrossRunsAndRewritesUntilTheFileIsGone
   const auto journal = open();
   (void)journal->deliverTo("file2", {"bob@example.org"});
   files.refused = nullptr;
-  ASSERT_TRUE(journal->mend());  // rewrites the file
+  ASSERT_TRUE(journal->sync());  // rewrites the file
   EXPECT_EQ(open()->unansweredSince("file 1"), now);
   ASSERT_TRUE(journal->deliver({"file 1"}));
   EXPECT_EQ(open()->unansweredSince("file 1"), std::nullopt);

@@ -34,6 +34,7 @@ struct OneMessage : MessageFeed {
       told.push_back(std::move(verdict.outcome));
     }
   }
+  void makeDurable() override {}
   void putBack(std::uint64_t) override { given = false; }
   std::size_t waiting() const override { return given ? 0 : 1; }
   bool given = false;

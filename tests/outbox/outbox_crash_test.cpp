@@ -104,6 +104,7 @@ TEST(OutboxCrash, AtAnyStepOfADeliveryNothingThatIsKnownToBeDeliveredComesBack) 
     crashes(world.files, step, true, [&] {
       const auto claim = outbox->claim(name);
       (void)outbox->delivered({&*claim});
+      (void)outbox->removeDelivered();
       (void)outbox->finishDeliveries();
     });
     outbox.reset();
@@ -152,6 +153,36 @@ TEST(OutboxCrash, WhatWasReportedSentSurvivesAPowerCutWhateverStepFailedOnceBefo
     sendAndCut(failing, steps);
   }
   EXPECT_GT(steps, 25u);
+}
+
+TEST(OutboxCrash, APowerCutAtAnyStepOfADeliveryNeverForwardsTheItemAnew) {
+  const FakeClock clock;
+  const RandomBytes random = countingBytes();
+  const auto open = [&](CutDisk& disk) {
+    return std::move(
+        Outbox::open(disk, clock, random, "/home/state/outbox", "/home/state/journal").value());
+  };
+  CutDisk disk(clock, {{"/", "/home"}, {}});
+  auto outbox = open(disk);
+  for (const std::string entry : {"before", "entry"}) {
+    ASSERT_TRUE(outbox->send(entry, entry + "@id", writes("message")));
+  }
+  const std::size_t begin = disk.steps();
+  const std::string name = outbox->waiting()->back().name;
+  const auto claim = outbox->claim(name);
+  ASSERT_TRUE(outbox->delivered({&*claim}));
+  ASSERT_TRUE(outbox->removeDelivered());
+  const std::size_t durable = disk.steps();
+  ASSERT_TRUE(outbox->finishDeliveries());
+  for (std::size_t step = begin; step <= disk.steps(); ++step) {
+    disk.eachStateAfter(step, [&](const DiskImage& image, const std::string& how) {
+      CutDisk later(clock, image);
+      const auto again = open(later);
+      EXPECT_TRUE(again->alreadySent("entry")) << step << ' ' << how;
+      EXPECT_THAT(*again->waiting(), SizeIs(testing::Le(step >= durable ? 1u : 2u)))
+          << step << ' ' << how;
+    });
+  }
 }
 
 // Leaves a journal with one intent behind, and a file of its name in `part` unless that is empty.

@@ -47,6 +47,7 @@ class Series : public MessageFeed {
           << "two verdicts for message " << index;
     }
   }
+  void makeDurable() override {}
   void putBack(std::uint64_t number) override { waiting_.push_front(given_.at(number)); }
   std::size_t waiting() const override { return waiting_.size(); }
 

@@ -155,6 +155,7 @@ class DeliveryWorker::Series : public MessageFeed {
 
   std::optional<FedMessage> next() override;
   void report(std::vector<Verdict> verdicts) override;
+  void makeDurable() override;
   void putBack(std::uint64_t number) override;
   std::size_t waiting() const override { return due_ + again_.size(); }
   // What stays in the outbox, once the transport has returned.
@@ -324,8 +325,8 @@ bool DeliveryWorker::Series::arrivedBefore(const UnderWay& one, const OutgoingMe
   return found;
 }
 
-// What was delivered is recorded before anything else is done with the verdicts: a crash meanwhile
-// would send it a second time.
+// What was delivered is recorded before anything else is done with the verdicts: if the program
+// ended meanwhile, it would be sent a second time.
 void DeliveryWorker::Series::report(std::vector<Verdict> verdicts) {
   std::vector<const Outbox::Claim*> delivered;
   for (const Verdict& verdict : verdicts) {
@@ -352,7 +353,13 @@ void DeliveryWorker::Series::report(std::vector<Verdict> verdicts) {
     underWay_.erase(found);
   }
   if (!noted) {
-    worker_.say("What was handed over could not be taken out of the outbox: " + noted.error().text);
+    worker_.sayNotRemoved(noted.error());
+  }
+}
+
+void DeliveryWorker::Series::makeDurable() {
+  if (auto removed = worker_.setting_.outbox.removeDelivered(); !removed) {
+    worker_.sayNotRemoved(removed.error());
   }
 }
 
@@ -705,6 +712,10 @@ void DeliveryWorker::say(StoreNotice notice) {
       callBacks->notice(notice);
     }
   });
+}
+
+void DeliveryWorker::sayNotRemoved(const Error& why) {
+  say("What was handed over could not be taken out of the outbox: " + why.text);
 }
 
 void DeliveryWorker::postDone(std::vector<std::function<void()>> waiters) {

@@ -121,6 +121,7 @@ Outcome outcomeOf(const CommandResult& result, const std::string& program) {
 void SingleTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
   while (const auto fed = feed.next()) {
     feed.report({{fed->number, deliver(fed->message, stop)}});
+    feed.makeDurable();
   }
 }
 

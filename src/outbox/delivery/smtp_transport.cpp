@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 // One loop serves all connections of a series: it receives, reports the verdicts that have arrived
 // together, gives messages to the connections that want one, sends, and waits. Reporting comes
-// before sending, so that what a server has taken is on record before the next text leaves.
+// before sending, so that what a server has taken is on record before the next text leaves. What
+// takes time and need not come before sending is done while the servers work on what was sent: the
+// wait for the disk, one for all connections, and reading the messages that are wanted next.
 //
-// Memory: a message is read when a connection wants it, and only while little of other messages'
-// text waits to be sent. So a large message is in memory alone.
+// Memory: a message is read only while little of other messages' text waits to be sent. So a large
+// message is in memory alone.
 #include "outbox/delivery/smtp_transport.h"
 
 #include <algorithm>
+#include <deque>
 #include <list>
 #include <memory>
 #include <utility>
@@ -113,6 +116,8 @@ class SmtpTransport::Series {
   bool work();
   bool fetch();
   bool mayFetch() const;
+  void fetchAhead();
+  FedMessage takeSpare();
   void openLines();
   bool open();
   void receive(Line& line);
@@ -120,6 +125,7 @@ class SmtpTransport::Series {
   void connectionFailed(Line& line);
   void settle();
   void settleTrouble(Line& line);
+  void putBack(const std::vector<std::uint64_t>& unsent);
   void giveMessages();
   void send();
   void wait(Milliseconds most);
@@ -135,7 +141,7 @@ class SmtpTransport::Series {
   std::stop_token stop_;
   std::unique_ptr<Network> network_;
   std::list<Line> lines_;
-  std::optional<FedMessage> spare_;  // fetched, and for the first connection that wants one
+  std::deque<FedMessage> spare_;  // fetched, and for the first connections that want one
   std::optional<SignIn> signIn_;
   int secret_ = 0;  // counts those that were refused
   bool triedAnotherSecret_ = false;
@@ -157,9 +163,12 @@ void SmtpTransport::tryAgain() {
 void SmtpTransport::Series::run() {
   const std::stop_callback wake(stop_, [this] { network_->wake(); });
   while (!stop_.stop_requested() && work()) {
+    feed_.makeDurable();
+    fetchAhead();
     wait(kLongestWait);
   }
   leave();
+  feed_.makeDurable();
 }
 
 // One round of the loop; false when there is nothing more to do.
@@ -187,14 +196,37 @@ bool SmtpTransport::Series::mayFetch() const {
   for (const Line& line : lines_) {
     held += line.dialogue ? line.dialogue->held() : 0;
   }
+  for (const FedMessage& one : spare_) {
+    held += one.message.bytes.size();
+  }
   return held <= kMostHeld;
 }
 
+// Whether a message is there to be given.
 bool SmtpTransport::Series::fetch() {
-  if (!spare_ && mayFetch()) {
-    spare_ = feed_.next();
+  if (spare_.empty() && mayFetch()) {
+    if (auto fed = feed_.next()) {
+      spare_.push_back(std::move(*fed));
+    }
   }
-  return spare_.has_value();
+  return !spare_.empty();
+}
+
+// One for each connection: answers often come together.
+void SmtpTransport::Series::fetchAhead() {
+  while (spare_.size() < lines_.size() && mayFetch()) {
+    auto fed = feed_.next();
+    if (!fed) {
+      return;
+    }
+    spare_.push_back(std::move(*fed));
+  }
+}
+
+FedMessage SmtpTransport::Series::takeSpare() {
+  FedMessage first = std::move(spare_.front());
+  spare_.pop_front();
+  return first;
 }
 
 // Further connections are opened once the first one has shown that the server takes mail.
@@ -208,7 +240,7 @@ void SmtpTransport::Series::openLines() {
   const bool works = std::any_of(lines_.begin(), lines_.end(), [](const Line& line) {
     return line.dialogue && line.dialogue->awaited() != SmtpStep::kHello;
   });
-  const std::size_t useful = 1 + feed_.waiting() / kMessagesPerConnection;
+  const std::size_t useful = 1 + (feed_.waiting() + spare_.size()) / kMessagesPerConnection;
   while (works && lines_.size() < useful &&
          lines_.size() < static_cast<std::size_t>(transport_.mostConnections_) && open()) {
   }
@@ -350,8 +382,18 @@ void SmtpTransport::Series::settleTrouble(Line& line) {
     }
     transport_.mostConnections_ = others;
   }
+  if (!unsent.empty()) {
+    putBack(unsent);
+  }
+}
+
+// What was read ahead goes back too, because the feed hands out the oldest first.
+void SmtpTransport::Series::putBack(const std::vector<std::uint64_t>& unsent) {
   for (const std::uint64_t number : unsent) {
     feed_.putBack(number);
+  }
+  while (!spare_.empty()) {
+    feed_.putBack(takeSpare().number);
   }
 }
 
@@ -360,16 +402,17 @@ void SmtpTransport::Series::settleTrouble(Line& line) {
 void SmtpTransport::Series::holdEverythingBack(const SmtpDialogue::Trouble& trouble,
                                                std::vector<std::uint64_t> unsent) {
   if (unsent.empty() && fetch()) {
-    unsent.push_back(std::exchange(spare_, {})->number);
+    unsent.push_back(takeSpare().number);
   }
   if (!unsent.empty()) {
     feed_.report(
         {{unsent.front(),
           {Outcome::Kind::kTemporary, trouble.words, true, {}, trouble.cause, trouble.code}}});
   }
-  for (std::size_t i = 1; i < unsent.size(); ++i) {
-    feed_.putBack(unsent[i]);
+  if (!unsent.empty()) {
+    unsent.erase(unsent.begin());
   }
+  putBack(unsent);
 }
 
 bool SmtpTransport::Series::anyUnderWay() const {
@@ -381,7 +424,7 @@ void SmtpTransport::Series::giveMessages() {
   for (Line& line : lines_) {
     while (line.dialogue && line.dialogue->wantsMessage()) {
       if (fetch()) {
-        line.dialogue->give(*std::exchange(spare_, {}));
+        line.dialogue->give(takeSpare());
       } else if (!line.dialogue->idle()) {
         line.dialogue->noMessage();
       } else {

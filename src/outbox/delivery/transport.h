@@ -83,9 +83,13 @@ class MessageFeed {
   /// The next message that may leave now; nothing if there is none. Reads the disk. As verdicts
   /// decide what may leave, a transport asks again after each report.
   virtual std::optional<FedMessage> next() = 0;
-  /// Records durably what became of these messages, with one wait for the disk for all that were
-  /// delivered. A message that was handed out and never reported counts as cancelled.
+  /// Records what became of these messages, so that the end of this program cannot undo it. A
+  /// message that was handed out and never reported counts as cancelled.
   virtual void report(std::vector<Verdict> verdicts) = 0;
+  /// Waits for the disk, once for all that was reported since the last call, so that a power cut
+  /// cannot undo it either. Called after each report, at the latest before the message after the
+  /// next one of a connection is completed.
+  virtual void makeDurable() = 0;
   /// The message was not sent, because the connection that it was meant for had ended: next() hands
   /// it out again, under another number.
   virtual void putBack(std::uint64_t number) = 0;

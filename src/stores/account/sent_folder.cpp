@@ -176,6 +176,7 @@ class CopyingFeed : public MessageFeed {
     forget(number);
     real_.putBack(number);
   }
+  void makeDurable() override { real_.makeDurable(); }
   std::size_t waiting() const override { return real_.waiting(); }
 
  private:

@@ -101,6 +101,7 @@ class SentFolderTest : public testing::Test {
       return FedMessage{++last, {{}, subject, "Subject: " + subject + "\n\ntext\n"}};
     }
     void report(std::vector<Verdict> verdicts) override { reported += verdicts.size(); }
+    void makeDurable() override {}
     void putBack(std::uint64_t) override {}
     std::size_t waiting() const override { return subjects.size(); }
     std::vector<std::string> subjects;
