@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <limits.h>
+#include <malloc.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -23,6 +24,10 @@
 
 namespace relaybird {
 namespace {
+
+// From this size on, freed memory goes back to the system at once. By itself the C library raises
+// the limit to that of the largest block so far, and then keeps what one large message has needed.
+constexpr int kLargeBlock = 256 << 10;
 
 std::string hostName() {
   std::array<char, 256> name{};
@@ -42,6 +47,9 @@ void prepareProcess() {
       (void)::open("/dev/null", O_RDWR);
     }
   }
+#ifdef M_MMAP_THRESHOLD
+  (void)::mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+#endif
   // Where the parent ignored SIGCHLD, waitpid() would find no exit status.
   std::signal(SIGCHLD, SIG_DFL);
   std::signal(SIGPIPE, SIG_IGN);
