@@ -14,7 +14,7 @@
 namespace relaybird {
 
 /// A message with more bytes goes to a file.
-inline constexpr std::size_t kBodyInMemory = std::size_t{4} << 20;
+inline constexpr std::size_t kBodyInMemory = std::size_t{2} << 20;
 
 /// The folder for messages that are too large for memory. A file is removed as soon as it is open
 /// for reading, so that nothing is left behind; what a crash has left is removed at the start.
