@@ -32,6 +32,11 @@ class StoreSlot : public ObjectFactory, public OutgoingMail {
   void tryAgain(std::function<void()> done) override {
     theStore().outgoing().tryAgain(std::move(done));
   }
+  void userAsks() override {
+    if (store_) {
+      store_->outgoing().userAsks();
+    }
+  }
 
  private:
   MailStore& theStore() const {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What a store reports apart from its answers to calls: the state of mail that it has accepted but
-// that may not have left this computer yet, and notices for the activity log. Kept apart from the
-// mail store's own objects, because no mail application offers it.
+// What a store has apart from its objects, because no mail application offers it: the state of mail
+// that it has accepted but that may not have left this computer yet, notices for the activity log,
+// and what the user wants at once.
 #pragma once
 
 #include <cstddef>
@@ -58,6 +58,10 @@ class OutgoingMail {
   /// is never called when the store is closed before. Throws MailStoreError where the outbox cannot
   /// be used.
   virtual void tryAgain(std::function<void()> done) = 0;
+  /// The user asks for a check that follows: the store forgets the pauses after failed connections,
+  /// and may ask again for a password that was refused. Not to be called for a check of the
+  /// schedule: a wrong password that is repeated locks the account at many providers. Never fails.
+  virtual void userAsks() {}
 };
 
 }  // namespace relaybird

@@ -30,6 +30,8 @@ constexpr minutes kTokenMargin{2};
 // nearly each sign-in, and keeps the token itself.
 constexpr minutes kUnknownLifetime{5};
 constexpr hours kQuiet{1};
+// The same, where the user asks.
+constexpr seconds kUsersQuiet{30};
 constexpr std::size_t kCredentialLimit = 16384;
 constexpr std::size_t kWordsLimit = 200;
 
@@ -181,7 +183,7 @@ SignInMaterial SignInSource::refusal() const {
   std::string words = "The server has refused the sign-in of " + account_.user + " at " +
                       account_.server.host +
                       ", and there is nothing new to sign in with. It is not tried again by itself "
-                      "before the password or token changes. Correct it, and test the account.";
+                      "before the password or token changes. Correct it, and start forwarding again.";
   if (refused_ && hasSpaceAtAnEnd(*refused_)) {
     words += " It begins or ends with a space, which may have slipped in when it was copied.";
   }
@@ -192,6 +194,7 @@ void SignInSource::refused() {
   overwriteStack();
   if (kept_) {
     refused_ = std::move(kept_->secret);
+    refusedAt_ = now();
     kept_.reset();
   }
   if (++refusals_ > 1) {
@@ -201,12 +204,15 @@ void SignInSource::refused() {
 
 void SignInSource::accepted() {
   overwriteStack();
+  refused_.reset();
   tryAgain();
 }
 
 void SignInSource::tryAgain() {
   declined_.reset();
-  refused_.reset();
+  if (now() - refusedAt_ >= kUsersQuiet) {
+    refused_.reset();
+  }
   refusals_ = 0;
   quietUntil_ = milliseconds{0};
 }

@@ -61,7 +61,9 @@ class SignInSource {
   /// The server has accepted them. This and refused() also clear the calling thread's stack of what
   /// the sign-in left there.
   void accepted();
-  /// The user has asked for another try: what was refused may be tried again.
+  /// The user has asked for another try: the place is asked again, and something new is tried at
+  /// once. What was refused is tried again half a minute after the refusal at the earliest, because
+  /// a user who clicks and clicks would lock the account.
   void tryAgain();
 
  private:
@@ -90,6 +92,7 @@ class SignInSource {
   std::optional<Found> kept_;
   std::chrono::milliseconds keptUntil_{0};
   std::optional<Secret> refused_;
+  std::chrono::milliseconds refusedAt_{0};
   int refusals_ = 0;
   std::optional<SignInFailure> declined_;  ///< by the user, and not asked again before quietUntil_
   std::chrono::milliseconds quietUntil_{0};

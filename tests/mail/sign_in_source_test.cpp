@@ -310,8 +310,27 @@ TEST_F(SignInSourceTest, TheUserMayTryTheSamePasswordAgain) {
   (void)source.get({});
   source.refused();
   ASSERT_EQ(source.get({}).failure.cause, Cause::kRefused);
+  now += std::chrono::seconds{30};
   source.tryAgain();
   EXPECT_EQ(secretIn(source.get({})), "right after all");
+}
+
+// Ten clicks a second would lock the account.
+TEST_F(SignInSourceTest, AnImpatientUserTriesTheSamePasswordTwiceAMinute) {
+  commands.prints("wrong");
+  SignInSource source = commandSource();
+  int tries = 0;
+  for (; now < minutes{1}; now += std::chrono::milliseconds{100}) {
+    source.tryAgain();
+    if (source.get({}).signIn) {
+      ++tries;
+      source.refused();
+    }
+  }
+  EXPECT_EQ(tries, 2);
+  commands.prints("right");
+  source.tryAgain();
+  EXPECT_EQ(secretIn(source.get({})), "right");
 }
 
 // Spaces in passwords.

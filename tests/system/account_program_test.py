@@ -196,6 +196,22 @@ class AccountProgramTest(unittest.TestCase):
         home.settings(**self.account(user, imap_secret="credential", imap_secret_command=""))
         home.kill_when(lambda: "log: forwarded number 1 at" in home.text() and not self.unread(user))
 
+    def test_a_corrected_password_is_tried_as_soon_as_the_user_asks(self):
+        home, user, sink = self.home(), self.servers.fresh_user(), self.servers.ask("sink")
+        self.servers.deliver(user, 1, message(1))
+        password = home.folder / "password"
+        password.write_text("wrong\n", encoding="ascii")
+        home.settings(**self.account(user, imap_secret_command=f"/bin/cat {password}"), **self.smtp(sink["port"]))
+        with home.start() as process:
+            for refused in (1, 2):  # the second time the same password is not sent to the server
+                process.stdin.write(CHECK.encode())
+                home.watch(process, lambda times=refused: home.text().count("the test was not run") == times)
+            password.write_text("secret\n", encoding="ascii")
+            process.stdin.write(CHECK.encode())
+            home.watch(process, lambda: len(taken(sink)) == 1)
+            process.kill()
+        self.assertIn("refused", home.text())
+
     def test_mailbox_and_delivery_are_independent(self):
         home = self.home()
         maildir = home.folder / "Maildir"

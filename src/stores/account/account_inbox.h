@@ -42,6 +42,7 @@ class AccountInbox : public Inbox {
   Result<void> check() override { return {}; }
   Result<void> alive() override;
   Result<void> signIn() override;
+  void userAsks() override { session_->tryAgain(); }
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override;

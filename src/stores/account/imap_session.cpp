@@ -89,6 +89,14 @@ void ImapSession::close() {
   world_.network.wake();
 }
 
+void ImapSession::tryAgain() {
+  {
+    const std::lock_guard lock(mutex_);
+    userAsks_ = !connection_;
+  }
+  world_.network.wake();
+}
+
 bool ImapSession::step() {
   world_.network.wait(wait_);
   std::unique_lock lock(mutex_);
@@ -125,12 +133,19 @@ void ImapSession::advance(std::unique_lock<std::mutex>& lock) {
 }
 
 bool ImapSession::mayConnect(Time now) {
+  if (userAsks_) {
+    failures_ = 0;
+    nextTry_ = mayAskAgain_ = lostAt_ + Time(kUsersPause);
+  }
   if (work_.wantsAnything()) {
     if (now >= std::min(nextTry_, mayAskAgain_)) {
       return true;
     }
-    work_.giveUp(status_.failure.value_or(Error{0, "There is no connection"}));
-    changedSomething();
+    // What the user asks for waits for its try.
+    if (!userAsks_) {
+      work_.giveUp(status_.failure.value_or(Error{0, "There is no connection"}));
+      changedSomething();
+    }
   }
   const bool refused = status_.failure && status_.failure->code == kLogonRefused;
   return (stay_ || work_.marksWaiting() > 0) && !refused && now >= nextTry_;
@@ -142,9 +157,14 @@ void ImapSession::connect(std::unique_lock<std::mutex>& lock) {
     spool_.clear();
     identities_.load();
   }
+  const bool again = userAsks_;
   lock.unlock();
+  if (again) {
+    world_.signIn.tryAgain();
+  }
   SignInMaterial material = world_.signIn.get(stop_.get_token());
   lock.lock();
+  userAsks_ = false;  // also what was asked meanwhile has this try for an answer
   now_ = world_.network.steadyTime();
   if (!material.signIn) {
     lose({isSignInMatter(material.failure.cause) ? kLogonRefused : 0,
@@ -351,6 +371,7 @@ void ImapSession::lose(Error why, Loss how) {
   connection_.reset();
   work_.detach(how);
   saveIdentities();
+  lostAt_ = now_;
   ++failures_;
   const bool again = wasUp && failures_ == 1 && !leaving_;
   if (!again) {

@@ -52,6 +52,8 @@ inline constexpr std::chrono::milliseconds kMarkDelay{500};
 /// The pause before the second try to connect; it doubles up to the longest.
 inline constexpr std::chrono::seconds kFirstPause{5};
 inline constexpr std::chrono::minutes kLongestPause{10};
+/// The pause before a try that the user asks for.
+inline constexpr std::chrono::seconds kUsersPause{2};
 /// A connection that has lived so long is not counted with those that failed before.
 inline constexpr std::chrono::minutes kStableAfter{1};
 /// What is needed to recognise messages again is written to disk so often.
@@ -64,6 +66,7 @@ struct SessionSignIn {
   std::function<SignInMaterial(std::stop_token)> get;
   std::function<void()> accepted = [] {};
   std::function<void()> refused = [] {};
+  std::function<void()> tryAgain = [] {};  ///< before get(), where the user has asked
 };
 
 struct ImapSessionWorld {
@@ -117,7 +120,12 @@ class ImapSession {
     const std::lock_guard lock(mutex_);
     return act(work_);
   }
-  /// The same where nothing new is wanted.
+  /// The user asks for what is wanted next: the pauses of failed tries end, and what a server or
+  /// the user has refused for the sign-in may be tried again. The try is made at once, but
+  /// kUsersPause after the last failure at the earliest. Does nothing while a connection is there
+  /// or being opened.
+  void tryAgain();
+  /// As work(), where nothing new is wanted.
   template <class Act>
   auto look(Act&& act) const {
     const std::lock_guard lock(mutex_);
@@ -171,6 +179,8 @@ class ImapSession {
   Time now_{0};
   Time nextTry_{0};      // by itself
   Time mayAskAgain_{0};  // because something is wanted
+  Time lostAt_{0};       // when the last try failed, or the connection was lost
+  bool userAsks_ = false;
   int failures_ = 0;
   bool stay_ = false;  // it was up once, and is to be up again
   Time upSince_{0};

@@ -6,8 +6,8 @@
 // Threads: all calls come from the user-interface thread, and `done` of synchronise() is called on
 // it. An implementation may work on threads of its own, but shows their results only there.
 //
-// Waiting: identity(), folder(), check(), alive(), synchronise(), and of a listing size(),
-// entryId(), seen() and setSeen() answer from what is known, without waiting for a server.
+// Waiting: identity(), folder(), check(), alive(), userAsks(), synchronise(), and of a listing
+// size(), entryId(), seen() and setSeen() answer from what is known, without waiting for a server.
 // signIn(), list(), head() and open() may wait for one, and give up once nothing has come from it
 // for kLongestInboxWait. While it waits an implementation calls StoreWorld::keepAlive at least
 // every 50 ms, and fails at once when that returns false. keepAlive runs events, so other calls of
@@ -127,6 +127,11 @@ class Inbox {
   /// Waits until the user is signed in. kLogonRefused where the server refuses that. An
   /// implementation does not repeat a refused sign-in with the same secret by itself.
   virtual Result<void> signIn() { return check(); }
+  /// The user asks for a check that follows, and has perhaps just corrected a password: tries that
+  /// are put off after failures are made at once when they are needed next, and what was refused
+  /// may be tried again. Never called for a check of the schedule. An implementation keeps a floor,
+  /// so that a user who asks ten times a second does not do so to the server.
+  virtual void userAsks() {}
 
   /// The listing of the moment, complete or not at all: a message that is missing from it has left
   /// the mailbox, or is being moved within it. An account may leave out messages that are read.

@@ -74,6 +74,12 @@ void MailboxSession::signIn() {
   use(&Inbox::signIn);
 }
 
+void MailboxSession::userAsks() {
+  if (!closed_) {
+    inbox_->userAsks();
+  }
+}
+
 void MailboxSession::use(Result<void> (Inbox::*usable)()) {
   requireNotClosed();
   orThrow((*inbox_.*usable)());

@@ -261,6 +261,7 @@ class StoreOutgoing : public OutgoingMail {
   OutgoingState state() override { return session_->outgoing(); }
   std::size_t waiting() override { return session_->waiting(); }
   void tryAgain(std::function<void()> done) override { session_->tryAgain(std::move(done)); }
+  void userAsks() override { session_->userAsks(); }
 
  private:
   SessionRef session_;

@@ -65,6 +65,7 @@ StoreWorld AccountHouse::world() {
                    .notice = [this](const StoreNotice& told) { notices.push_back(told.line); }};
   world.secrets.credentialFolder = temp.path("");
   world.secrets.credentialFolder.pop_back();
+  world.secrets.steadyTime = [this] { return network.steadyTime(); };
   world.network = [this] { return std::make_unique<BorrowedNetwork>(network); };
   world.verbose = verbose;
   world.keepAlive = [this] { return keepAlive(); };

@@ -337,6 +337,123 @@ TEST_F(AccountInboxTest, TellsARefusedSignInFromAServerThatCannotBeReached) {
   EXPECT_EQ(inbox_->alive().error().text, unreachable.error().text);
 }
 
+// The server accepts one password alone. As a program does, the test waits for each answer.
+class RefusedSignInTest : public AccountInboxTest {
+ protected:
+  RefusedSignInTest() {
+    house_.arrange = [this](ServerEnd& end) {
+      if (end.signIn()->secret.bytes() != right_) {
+        ++refused_;
+        end.fail({ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "refused", "NO no"});
+      }
+    };
+  }
+  // What a check of the schedule does at its begin.
+  Result<void> check() {
+    if (inbox_->alive()) {
+      return {};
+    }
+    return inbox_->signIn();
+  }
+  Result<void> usersCheck() {
+    inbox_->userAsks();
+    return check();
+  }
+  void pass(std::chrono::milliseconds time) {
+    const auto until = house_.network.steadyTime() + time;
+    house_.network.after(time, [this] { house_.network.wake(); });
+    while (house_.network.steadyTime() < until) {
+      serve(1);
+    }
+  }
+  void changePassword(const std::string& password) {
+    right_ = password;
+    writeBytes(house_.temp.path("password"), password);
+  }
+
+  std::string right_ = "new";
+  int refused_ = 0;
+};
+
+// The user had to wait for up to an hour, or to start the program again.
+TEST_F(RefusedSignInTest, AChangedPasswordIsTriedAtOnceWhenTheUserAsks) {
+  EXPECT_EQ(check().error().code, kLogonRefused);
+  pass(1min);
+  EXPECT_EQ(check().error().code, kLogonRefused);
+  EXPECT_EQ(refused_, 1);
+  changePassword("new");
+  pass(10s);
+  EXPECT_FALSE(check()) << "the schedule has to leave it alone for an hour";
+  pass(10s);
+  const auto before = house_.network.steadyTime();
+  EXPECT_TRUE(usersCheck());
+  EXPECT_EQ(house_.network.steadyTime(), before);
+  EXPECT_EQ(refused_, 1);
+}
+
+TEST_F(RefusedSignInTest, ThePasswordChangedAtTheServerIsTriedWhenTheUserAsks) {
+  EXPECT_FALSE(check());
+  pass(1min);
+  EXPECT_FALSE(check());
+  right_ = "hidden";
+  EXPECT_TRUE(usersCheck());
+}
+
+TEST_F(RefusedSignInTest, TheScheduleAloneDoesNotRepeatAWrongPassword) {
+  for (int i = 0; i < 12 * 60; ++i) {
+    EXPECT_FALSE(check());
+    pass(1min);
+  }
+  EXPECT_EQ(refused_, 1);
+  EXPECT_FALSE(usersCheck());
+  for (int i = 0; i < 12 * 60; ++i) {
+    EXPECT_FALSE(check());
+    pass(1min);
+  }
+  EXPECT_EQ(refused_, 2);
+}
+
+TEST_F(RefusedSignInTest, AUserWhoClicksTenTimesASecondDoesNotHammerTheServer) {
+  const auto until = house_.network.steadyTime() + 1min;
+  while (house_.network.steadyTime() < until) {
+    EXPECT_FALSE(usersCheck());
+    pass(100ms);
+  }
+  EXPECT_LE(refused_, 3);
+  house_.reachable = false;
+  const std::size_t before = house_.network.connections();
+  const auto end = house_.network.steadyTime() + 1min;
+  while (house_.network.steadyTime() < end) {
+    EXPECT_FALSE(usersCheck());
+    pass(100ms);
+  }
+  EXPECT_LE(house_.network.connections() - before, 30U);
+}
+
+// After some failures the next try by itself was ten minutes away.
+TEST_F(AccountInboxTest, AServerThatIsBackIsReachedAtOnceWhenTheUserAsks) {
+  house_.reachable = false;
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_FALSE(inbox_->signIn());
+    house_.network.after(10min, [] {});
+    serve(4);
+  }
+  EXPECT_FALSE(inbox_->signIn());
+  house_.reachable = true;
+  EXPECT_FALSE(inbox_->signIn()) << "within the pause";
+  const auto before = house_.network.steadyTime();
+  inbox_->userAsks();
+  EXPECT_TRUE(inbox_->signIn());
+  EXPECT_LE(house_.network.steadyTime() - before, kUsersPause);
+}
+
+TEST_F(AccountInboxTest, AUserWhoAsksOverALivingConnectionChangesNothing) {
+  EXPECT_TRUE(inbox_->signIn());
+  inbox_->userAsks();
+  EXPECT_TRUE(list());
+  EXPECT_EQ(house_.network.connections(), 1U);
+}
+
 TEST_F(AccountInboxTest, SynchronisesAndReportsTheEndLater) {
   int ends = 0;
   inbox_->synchronise([&] { ++ends; });

@@ -70,7 +70,7 @@ struct FakeServer {
   Result<void> marking;
   Result<void> opening;
 
-  /// What was asked, in order: "seen ID", "unseen ID", "close", "sync".
+  /// What was asked, in order: "seen ID", "unseen ID", "close", "sync", "user asks".
   std::vector<std::string> asked;
 };
 
@@ -122,6 +122,7 @@ class FakeInbox : public Inbox {
     wait();
     return server_.signIn;
   }
+  void userAsks() override { server_.asked.emplace_back("user asks"); }
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override { waiting_.push_back(std::move(done)); }

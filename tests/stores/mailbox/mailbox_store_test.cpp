@@ -176,6 +176,11 @@ TEST_F(MailboxStoreTest, AnInboxThatCannotBeListedIsAnError) {
   EXPECT_EQ(errorOf([&] { (void)all->Count(); }), "imap.example.org does not answer");
 }
 
+TEST_F(MailboxStoreTest, TheInboxLearnsThatTheUserAsks) {
+  store->outgoing().userAsks();
+  EXPECT_THAT(server.asked, ElementsAre("user asks"));
+}
+
 // The mark was set before the forward was in the outbox: a crash then lost the forward.
 TEST_F(MailboxStoreTest, TryingAgainDuringAForwardLeavesItsMarkHeldBack) {
   server.deliver(mailText({}));

@@ -116,11 +116,13 @@ class FakeOutgoing : public OutgoingMail {
     ++tries;
     tried = std::move(done);
   }
+  void userAsks() override { ++asks; }
 
   OutgoingState now;
   std::size_t waits = 0;
   bool broken = false;
   int tries = 0;
+  int asks = 0;
   std::function<void()> tried;
 };
 

@@ -331,6 +331,9 @@ void frmRelaybird::StartForwarding(bool bAutoStart) {
     return;
   }
   startTimer_->setEnabled(false);  // this call replaces a start that waits
+  if (!bAutoStart) {
+    world_.outgoing.userAsks();
+  }
   const bool session = openSession();
   if (!session && !bAutoStart) {
     offerSetup();

@@ -182,6 +182,7 @@ bool TestCycle::opensSession() {
     return false;
   }
   const BusyMark busy(state());
+  world_.outgoing.userAsks();
   const bool opens = bracketed("ResetOlkObj(False, False, True)",
                                [this] { return steps_.openSession(false, false, true); }) &&
                      bracketed("CheckOlkVer", [this] { return steps_.checkVersion(); });

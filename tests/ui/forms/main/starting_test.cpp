@@ -120,6 +120,29 @@ TEST_F(StartingTest, CanBeTriedAgainAfterAFailure) {
   EXPECT_EQ(text("txtStatus"), "Running");
 }
 
+// A password that was corrected was not tried before an hour had passed.
+TEST_F(StartingTest, TheStoreLearnsThatTheUserAsksBeforeItIsOpened) {
+  oneAddress();
+  (void)program();
+  int asksAtFirst = -1;
+  store_.setHook(
+      [&](std::string_view) { asksAtFirst = asksAtFirst < 0 ? outgoing_.asks : asksAtFirst; });
+  switchOn();
+  EXPECT_EQ(asksAtFirst, 1);
+  EXPECT_EQ(outgoing_.asks, 1);
+}
+
+// A wrong password that is repeated at each check locks the account.
+TEST_F(StartingTest, NeitherAStartWithTheDesktopNorACheckOfTheScheduleIsTheUsersWish) {
+  oneAddress();
+  (void)program();
+  main().StartForwarding(true);
+  EXPECT_EQ(text("txtStatus"), "Running");
+  letPass(std::chrono::minutes(16));
+  EXPECT_THAT(log(), Contains(StartsWith("Completed Email Check")));
+  EXPECT_EQ(outgoing_.asks, 0);
+}
+
 TEST_F(StartingTest, AnOldMailApplicationIsRefused) {
   oneAddress();
   store_.setVersion("9.0.0.1");

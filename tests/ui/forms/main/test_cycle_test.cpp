@@ -79,6 +79,17 @@ TEST_F(TestCycleTest, ExplainsConfirmsForwardsAndSaysWhenItIsOver) {
   EXPECT_THAT(log(), Not(Contains(HasSubstr("cmdFordardNow"))));
 }
 
+TEST_F(TestCycleTest, TheStoreLearnsThatTheUserAsksBeforeItIsOpened) {
+  oneAddress();
+  (void)program();
+  agree();
+  int asksAtFirst = -1;
+  store_.setHook(
+      [&](std::string_view) { asksAtFirst = asksAtFirst < 0 ? outgoing_.asks : asksAtFirst; });
+  runTest();
+  EXPECT_EQ(asksAtFirst, 1);
+}
+
 TEST_F(TestCycleTest, TheVerboseLogBracketsEveryStep) {
   oneAddress();
   (void)program();
