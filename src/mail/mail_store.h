@@ -8,7 +8,14 @@
 // automation objects are; a holder may drop its reference at any time and in any order.
 //
 // Failure: every call but the destructors may throw MailStoreError with the mail application's own
-// text, and nothing else. Only ResolveAll answers failure by its result.
+// text, and nothing else. Only ResolveAll answers failure by its result. A call that throws has
+// changed nothing, unless its comment says otherwise.
+//
+// A server that is lost while a collection is walked: the call that needed it throws. From then on
+// UnRead(), in both forms, of all received items throws with the reason, and so does
+// ItemCollection::Item, until the items of the folder are listed anew. So a walk cannot take the
+// server's failure for that of the items: a caller that is about to reject an item because it could
+// not be read asks UnRead() first.
 //
 // Threads: all calls come from the user-interface thread. A store may work on threads of its own,
 // but raises its events on that thread.
@@ -80,7 +87,8 @@ class AutomationObject {
 class Attachment {
  public:
   virtual ~Attachment() = default;
-  /// Bytes of the attached file itself, not of its transfer encoding. May read the message.
+  /// Bytes of the attached file itself, not of its transfer encoding. May read the message, and
+  /// throws where it cannot.
   virtual std::int32_t Size() = 0;
   /// Takes the attachment off its item; the following ones move down by one.
   virtual void Delete() = 0;
@@ -118,12 +126,19 @@ class Recipients {
   virtual bool ResolveAll() = 0;
 };
 
-/// An item of the mail store, received or not sent yet.
+/// An item of the mail store, received or not sent yet. A received item that has vanished, that
+/// cannot be read, or whose server is lost: ClassName and the dates throw; Subject, SenderName,
+/// Fields and the recipients hold what could be read, perhaps nothing; Body, Attachments and
+/// GetAssociatedTask throw, and of its Forward() everything that needs the message. An item that
+/// was sent throws at every call.
 class MailItem : public AutomationObject {
  public:
   /// The store's opaque identifier, stable while the item stays in its folder; empty for an item
-  /// that was never stored. Must not read the message.
+  /// that was never stored. Must not read the message, so it does not fail for a received item.
   virtual std::string EntryID() = 0;
+  /// Both throw once the server is lost (see above). Setting the flag throws too where the item has
+  /// vanished or the mark cannot be written; the flag is as before then.
+  ///
   /// Setting the flag to the value that it has does nothing and does not fail. A store whose flags
   /// survive a crash may hold back marking an item as read until the item's forward has been sent,
   /// the flag is set again, another item is taken from a collection, or the store is asked to list,
@@ -132,9 +147,10 @@ class MailItem : public AutomationObject {
   virtual void UnRead(bool unread) = 0;
   virtual std::string Subject() = 0;
   virtual void Subject(const std::string& subject) = 0;
-  /// Plain text. May read the whole message.
+  /// Plain text. May read the whole message, and wait for a server for that.
   virtual std::string Body() = 0;
-  /// Replaces the text; an HTML form of it is dropped.
+  /// Replaces the text; an HTML form of it is dropped. Throws for a received item, as setting its
+  /// subject does.
   virtual void Body(const std::string& body) = 0;
   virtual DateTime ReceivedTime() = 0;
   virtual DateTime LastModificationDate() = 0;
@@ -142,7 +158,8 @@ class MailItem : public AutomationObject {
   /// The value of a MAPI property. Throws for a tag that the store does not know.
   virtual std::string Fields(std::uint32_t tag) = 0;
   /// A new item that forwards this one, not addressed or stored yet. Cheap: a store that has to
-  /// read the message for it does so on the first access to the forward.
+  /// read the message for it does so on the first access to the forward, which throws where that
+  /// fails. Throws for an item that is itself not sent yet.
   virtual std::shared_ptr<MailItem> Forward() = 0;
   virtual std::shared_ptr<class Attachments> Attachments() = 0;
   virtual std::shared_ptr<class Recipients> Recipients() = 0;
@@ -168,9 +185,12 @@ class SafeItem : public MailItem {
 class ItemCollection {
  public:
   virtual ~ItemCollection() = default;
+  /// Lists the folder, unless the collection was made by Restrict, which has its items. Throws
+  /// where that fails.
   virtual std::int32_t Count() = 0;
   /// 1-based; an index outside 1..Count() throws. Items of a collection made by Restrict keep their
-  /// index while their flags change.
+  /// index while their flags change. Does not read the message. Throws once the server is lost (see
+  /// above).
   ///
   /// After a send that the outbox refused for a reason that affects every message (a full,
   /// read-only or broken disk) this throws, so that the pass over the collection ends and the
@@ -178,7 +198,8 @@ class ItemCollection {
   /// outbox takes messages again.
   virtual std::shared_ptr<MailItem> Item(std::int32_t index) = 0;
   /// The members that match the filter, in the same order, as a new collection that later changes
-  /// do not affect. Throws for a filter other than kUnreadFilter (any case, blanks ignored). One
+  /// do not affect. Throws for a filter other than kUnreadFilter (any case, blanks ignored), and
+  /// where the folder cannot be listed. May wait for a server. One
   /// listing serves the whole collection: EntryID, UnRead and the order come from it.
   virtual std::shared_ptr<ItemCollection> Restrict(const std::string& filter) = 0;
 };
@@ -186,7 +207,7 @@ class ItemCollection {
 class Folder {
  public:
   virtual ~Folder() = default;
-  /// The folder's items, oldest first.
+  /// The folder's items, oldest first. They are listed on the first access.
   virtual std::shared_ptr<ItemCollection> Items() = 0;
 };
 
@@ -195,7 +216,9 @@ class SyncObject {
  public:
   virtual ~SyncObject() = default;
   /// Starts a synchronisation and returns. Its end is reported by the SyncEnd handler, on the
-  /// user-interface thread and never inside this call. A start during a synchronisation joins it.
+  /// user-interface thread and never inside this call, also where the server cannot be reached,
+  /// which a notice tells. A start during a synchronisation joins it. Throws where nothing could be
+  /// started; no end is reported then.
   virtual void Start() = 0;
   /// Sets the handler of the SyncEnd event; replaces any earlier one.
   virtual void onSyncEnd(std::function<void()> handler) = 0;
@@ -228,8 +251,8 @@ class Application : public AutomationObject {
   /// For example "16.0.0.1". Throws when the application has ended; callers read the version to
   /// test that.
   virtual std::string Version() = 0;
-  /// Logs on with the current profile. Throws for a name other than "MAPI", and MailLogonError when
-  /// the profile refuses the logon.
+  /// Logs on with the current profile. Throws for a name other than "MAPI" and where the server
+  /// cannot be reached, and MailLogonError when the profile refuses the logon.
   virtual std::shared_ptr<Namespace> GetNamespace(const std::string& name) = 0;
   virtual std::shared_ptr<class Session> Session() = 0;
   /// A new, empty, unstored item; only kMailItemKind is known.
@@ -239,6 +262,7 @@ class Application : public AutomationObject {
 class UtilityObject : public AutomationObject {
  public:
   /// Asks the store to deliver the messages in the outbox. Returns without waiting for a server.
+  /// Throws where the outbox cannot be opened; what happens to a message is told by notices.
   virtual void DeliverNow() = 0;
 };
 
