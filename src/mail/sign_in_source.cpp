@@ -180,10 +180,10 @@ SignInMaterial SignInSource::material() const {
 }
 
 SignInMaterial SignInSource::refusal() const {
-  std::string words = "The server has refused the sign-in of " + account_.user + " at " +
-                      account_.server.host +
-                      ", and there is nothing new to sign in with. It is not tried again by itself "
-                      "before the password or token changes. Correct it, and start forwarding again.";
+  std::string words =
+      "The server has refused the sign-in of " + account_.user + " at " + account_.server.host +
+      ", and there is nothing new to sign in with. It is not tried again by itself "
+      "before the password or token changes. Correct it, and start forwarding again.";
   if (refused_ && hasSpaceAtAnEnd(*refused_)) {
     words += " It begins or ends with a space, which may have slipped in when it was copied.";
   }
