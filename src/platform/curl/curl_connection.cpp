@@ -194,13 +194,15 @@ void CurlConnection::setSignIn() {
   set(CURLOPT_PASSWORD, secret.bytes().data());
 }
 
+// One limit holds for the whole attempt, including a second try to sign in. libcurl's own limits
+// are set too, because they may be shorter: five minutes to connect, two for each answer.
 void CurlConnection::setLimits() {
   const auto left =
       std::max(openUntil_ - network_.steadyTime(), std::chrono::milliseconds(1)).count();
   set(CURLOPT_TIMEOUT_MS, static_cast<long>(left));
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(left));
   set(CURLOPT_SERVER_RESPONSE_TIMEOUT, static_cast<long>(left / 1000 + 1));
-  set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_NOSIGNAL, 1L);  // several threads have connections
   // Otherwise a look-up of a name that does not end would hold up everything at the limit.
   set(CURLOPT_QUICK_EXIT, 1L);
 }
@@ -215,6 +217,8 @@ void CurlConnection::setCallbacks() {
   set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
 }
 
+// The verbose output is the only way to the conversation of the opening: the log shows it, and
+// failures are judged by it. Neither sees bytes before OpeningLines has hidden the secrets in them.
 int CurlConnection::onDebug(CURL*, curl_infotype kind, char* data, std::size_t size, void* self) {
   auto& connection = *static_cast<CurlConnection*>(self);
   if (!connection.lines_) {
@@ -250,6 +254,7 @@ bool CurlConnection::connected() const {
   return tlsBegun_ || lines_->greeted() || timeOf(CURLINFO_CONNECT_TIME_T) > 0;
 }
 
+// libcurl does not say which step it is at, but leaves the time of each that is over.
 void CurlConnection::noteStep() {
   const bool encrypted = timeOf(CURLINFO_APPCONNECT_TIME_T) > 0;
   ConnectStep now = ConnectStep::kResolve;
@@ -289,6 +294,8 @@ bool CurlConnection::signInAgain(CURLcode code) {
   return true;
 }
 
+// From here on the connection lives for hours, so nothing of the secret stays: libcurl's copies are
+// overwritten when they are freed (curl_memory.h). The caller logs what is said now.
 void CurlConnection::opened() {
   set(CURLOPT_VERBOSE, 0L);
   set(CURLOPT_PASSWORD, static_cast<char*>(nullptr));
@@ -331,6 +338,8 @@ void CurlConnection::closeHandle() {
   }
 }
 
+// What was found stays something to report until receive() has taken it, so a caller that takes
+// only part of it is not put to sleep over the rest.
 bool CurlConnection::progress() {
   if (state_ == State::kOpening) {
     noteStep();
@@ -386,6 +395,7 @@ bool CurlConnection::flush() {
   return pending_.empty();
 }
 
+// In portions, so that what is kept for a repetition is small, whatever the caller has.
 std::size_t CurlConnection::send(std::string_view bytes) {
   std::size_t accepted = 0;
   while (state_ == State::kOpen && !coming_ && accepted < bytes.size() && flush()) {
@@ -396,6 +406,8 @@ std::size_t CurlConnection::send(std::string_view bytes) {
   return accepted;
 }
 
+// mayHaveInput_ stays set until there is no more: input that is left in the memory of the
+// encryption would not wake a poll.
 std::size_t CurlConnection::receive(std::string& to, std::size_t most) {
   if (state_ != State::kOpen) {
     return 0;

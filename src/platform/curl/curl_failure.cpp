@@ -44,6 +44,7 @@ std::string inBrackets(const std::string& words) {
   return words.empty() ? words : " (" + words + ")";
 }
 
+// libcurl gives 0 where no system call has failed, as for a server that ends in an orderly way.
 std::string systemWords(long systemError) {
   return systemError == 0
              ? ""
@@ -72,6 +73,8 @@ std::string certificateWords(const OpeningError& error, const MailServer& server
   }
 }
 
+// How far the attempt came tells the user what to look at: the name, the network, or the port. At a
+// port for TLS a client without it waits for the greeting, and the server for the handshake.
 std::string timeOutWords(const OpeningError& error, const MailServer& server,
                          const OpeningLines& lines) {
   switch (error.step) {
@@ -95,6 +98,8 @@ std::string timeOutWords(const OpeningError& error, const MailServer& server,
                                             : ", accepted the connection but said nothing in time");
 }
 
+// libcurl has one code for "the server offers no method that I may use" and "the server has refused
+// the password". Only the second is a reason to look for another password.
 std::string signInWords(const MailServer& server, SignInMethod method, const OpeningLines& lines) {
   if (!lines.signInSent()) {
     return server.host + " offers no sign-in with " + methodName(method);
@@ -110,6 +115,7 @@ ConnectFailure said(Cause cause, const OpeningError& error, std::string words,
   return {.cause = cause, .step = error.step, .words = std::move(words), .answer = lines.answer()};
 }
 
+// The server's last line is about an earlier step, or there is none.
 ConnectFailure unsaid(Cause cause, const OpeningError& error, std::string words) {
   return {.cause = cause, .step = error.step, .words = std::move(words), .answer = {}};
 }
@@ -129,6 +135,7 @@ ConnectFailure brokenOff(const OpeningError& error, const MailServer& server,
                 server.host + " gave an answer that is not allowed" + inBrackets(error.text),
                 lines);
   }
+  // An orderly end is the server's decision, a reset mostly the network's.
   const bool closed = error.systemError == 0;
   return said(closed ? Cause::kClosed : Cause::kNotReached, error,
               closed ? server.host + " ended the connection before it was ready"
@@ -139,6 +146,8 @@ ConnectFailure brokenOff(const OpeningError& error, const MailServer& server,
 
 }  // namespace
 
+// libcurl's code decides, but for the last cases: where a server says something unexpected, the
+// code depends on the moment, so what the server has said is looked at.
 ConnectFailure openingFailure(const OpeningError& error, const MailServer& server,
                               SignInMethod method, const OpeningLines& lines) {
   switch (error.code) {
@@ -183,6 +192,7 @@ ConnectFailure openingFailure(const OpeningError& error, const MailServer& serve
   }
 }
 
+// An open connection whose reading ends without an error was closed by the server.
 ConnectFailure lossOf(const MailServer& server, CURLcode code, long systemError) {
   if (code == CURLE_OK) {
     return {.cause = Cause::kClosed,

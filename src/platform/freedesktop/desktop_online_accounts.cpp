@@ -30,7 +30,8 @@ struct Described {
   std::string path;
 };
 
-// The properties of one interface of an object.
+// The properties of one interface of an object. A property that is missing, or of another type,
+// reads as empty: versions of the service differ.
 class Properties {
  public:
   explicit Properties(GVariant* interfaces, const char* name)
@@ -93,6 +94,7 @@ std::optional<OnlineAccount::Place> place(const Properties& mail, MailProtocol p
   return result;
 }
 
+// Nothing for an account without mail, or whose mail the user has switched off in the desktop.
 std::optional<OnlineAccount> describe(GVariant* interfaces) {
   const Properties account(interfaces, kAccount);
   const Properties mail(interfaces, kMail);
@@ -118,6 +120,7 @@ OnlineAccountsFailure attention(const OnlineAccount& account) {
                                       "Online Accounts."};
 }
 
+// A session without a bus, or without the service, is usual on other desktops and on servers.
 OnlineAccountsFailure failureOf(const BusError& error, const CancelOnStop& cancel, bool noBus) {
   if (g_cancellable_is_cancelled(cancel.get()) != FALSE || error.isCancelled()) {
     return {Cause::kCancelled, "The online accounts were not asked to the end."};
@@ -128,7 +131,7 @@ OnlineAccountsFailure failureOf(const BusError& error, const CancelOnStop& cance
   return {Cause::kFailed, "The desktop's online accounts did not answer: " + error.words()};
 }
 
-// One conversation with the service.
+// One conversation with the service, on the calling thread; each call may take up to kTimeLimit.
 class Accounts {
  public:
   explicit Accounts(std::stop_token stop)
@@ -162,6 +165,7 @@ class Accounts {
     return call(account.path, kAccount, "EnsureCredentials", G_VARIANT_TYPE("(i)")) != nullptr;
   }
 
+  // Not through GLib's connection, which keeps copies of what it reads.
   SecretReply secret(const Described& account, MailProtocol protocol) {
     const char* const which = protocol == MailProtocol::kImap ? "imap-password" : "smtp-password";
     return account.account.token ? callForSecret(kService, account.path, kToken, "GetAccessToken",
@@ -219,6 +223,7 @@ OnlineAccountSecret DesktopOnlineAccounts::secret(const std::string& id, MailPro
   if (auto failure = accounts.failure()) {
     return failed(*std::move(failure));
   }
+  // The set-up stores the identifier. People who write the settings by hand know the address.
   const auto found = std::ranges::find_if(all, [&](const Described& each) {
     return each.account.id == id || each.account.address == id || each.account.identity == id;
   });
@@ -242,6 +247,7 @@ OnlineAccountSecret DesktopOnlineAccounts::secret(const std::string& id, MailPro
   if (reply.secret.empty()) {
     return failed(attention(found->account));
   }
+  // A number of 0 means that the service does not know how long the token holds.
   OnlineAccountSecret result{std::move(reply.secret), found->account.token, std::nullopt,
                              std::nullopt};
   if (result.token && reply.number > 0) {

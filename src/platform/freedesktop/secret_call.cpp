@@ -16,6 +16,7 @@ namespace relaybird {
 
 namespace {
 
+// For each wait. Services ask a server, or the user, before they answer.
 constexpr unsigned kTimeLimit = 60;  // seconds
 // Byte order, type, flags, version, size of the body, serial number, size of the header's fields.
 constexpr std::size_t kFixedHeader = 16;
@@ -35,6 +36,8 @@ void complain(BusError& error, const char* words) {
   }
 }
 
+// A connection to the session bus of its own. The one that GLib shares within a program reads every
+// message into memory that nobody overwrites.
 class BusStream {
  public:
   BusStream(GCancellable* cancellable, BusError& error)
@@ -71,8 +74,8 @@ class BusStream {
     return blob && write(reinterpret_cast<const char*>(blob.get()), size);
   }
 
-  // Signals come in between: the bus itself sends one after Hello.
-  // The next message that is a reply; empty after a failure.
+  // The next message that is a reply; empty after a failure. Signals come in between: the bus
+  // itself sends one after Hello.
   Secret readReply() {
     for (;;) {
       Secret message = readMessage();
@@ -96,6 +99,7 @@ class BusStream {
     if (!write(hello.data(), hello.size())) {
       return false;
     }
+    // Byte by byte: what follows the line belongs to the next message.
     std::string line;
     while (!line.ends_with("\r\n") && line.size() < 1000) {
       char c = 0;
@@ -163,7 +167,8 @@ void readError(const Secret& reply, BusError& error) {
   complain(error, "the call has failed");
 }
 
-// The string and the integer at the beginning of the body.
+// The string and the integer at the beginning of the body. Read by hand, because a GDBusMessage
+// would hold copies of the secret. Nothing is believed of the sizes in the message.
 SecretReply readBody(const Secret& message, BusError& error) {
   const std::string_view bytes = message.bytes();
   std::uint32_t fields = 0;
@@ -201,6 +206,7 @@ SecretReply callForSecret(const char* destination, const std::string& path, cons
   if (argument != nullptr) {
     g_dbus_message_set_body(call.get(), g_variant_new("(s)", argument));
   }
+  // The bus answers no call before Hello, which gives the connection its name.
   BusStream bus(cancellable, error);
   Secret reply;
   if (bus.open() && bus.send(hello.get(), 1)) {
