@@ -14,6 +14,8 @@ import os
 import pathlib
 import re
 import selectors
+import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -27,6 +29,7 @@ import dovecot  # noqa: E402
 PATIENCE = 60  # seconds
 KILLED_MESSAGES = 3
 TRIALS_AT_ONCE = 4  # they mostly wait
+CALLS = ("fsync", "rename", "unlink", "mkdir")
 CHECK = "answers clear\nanswer OK Yes OK\ntest\n"
 
 DEFAULTS = {"address": "me@here.example", "name": "Me", "max_per_hour": "100000"}
@@ -52,6 +55,7 @@ class Home:
         self.folder, self.program = folder, program
         (folder / "config/rbx").mkdir(parents=True)
         self.output = b""
+        self.prefix = []
         self.environment = {"HOME": str(folder), "XDG_CONFIG_HOME": str(folder / "config"),
                             "XDG_STATE_HOME": str(folder / "state"), "LC_ALL": "C.UTF-8", "TZ": "UTC",
                             "PATH": "/usr/bin:/bin"}
@@ -63,7 +67,7 @@ class Home:
 
     def start(self):
         return subprocess.Popen(
-            [self.program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0,
+            [*self.prefix, self.program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0,
             env=self.environment)
 
     def run_until(self, reached):
@@ -84,6 +88,22 @@ class Home:
                 self.watch(process, reached)
             finally:
                 process.kill()
+
+    def is_killed_before(self, reached):
+        """The same with a program that may be killed by somebody else; whether it was. Otherwise it quits."""
+        with self.start() as process:
+            try:
+                process.stdin.write(CHECK.encode())
+                self.watch(process, reached)
+                process.stdin.write(b"quit\n")
+            except (AssertionError, BrokenPipeError):
+                if process.wait(PATIENCE) != -signal.SIGKILL:
+                    raise
+                return True
+            process.stdin.close()
+            process.stdout.read()
+            process.wait(PATIENCE)
+            return False
 
     def watch(self, process, reached):
         end = time.monotonic() + PATIENCE
@@ -258,6 +278,44 @@ class AccountProgramTest(unittest.TestCase):
               "Message-ID, as the server's acceptance was lost")
         # How many pieces a conversation has depends on the load of the machine.
         self.assertGreater(killed, len(steps) / 2)
+
+    @unittest.skipUnless(shutil.which("strace"), "strace is missing")
+    def test_killed_at_a_call_that_changes_the_disk_loses_nothing(self):
+        # Counted for each thread, so that the same number is another moment in each run.
+        points = [(call, number) for call in CALLS for number in (1, 2, 4, 7)]
+        with concurrent.futures.ThreadPoolExecutor(TRIALS_AT_ONCE) as pool:
+            trials = list(pool.map(lambda point: self.kill_at_call(*point), points))
+        for trial in trials:
+            with self.subTest(trial=trial):
+                self.assertEqual(trial.lost, [])
+                self.assertLessEqual(trial.copies, 1)
+                self.assertEqual(trial.identifiers, KILLED_MESSAGES, "a copy has another Message-ID")
+        killed = sum(trial.killed for trial in trials)
+        print(f"killed {killed} times at a call for the disk; {sum(trial.copies for trial in trials)} messages "
+              "arrived twice with the same Message-ID")
+        self.assertGreater(killed, len(points) / 2)
+
+    def kill_at_call(self, call, number):
+        """Kills the program before a thread of it makes such a call for that time, and starts it again."""
+        home, user, sink = self.home(), self.servers.fresh_user(), self.servers.ask("sink")
+        for each in range(KILLED_MESSAGES):
+            self.servers.deliver(user, each, message(each))
+        home.settings(**self.account(user), **self.smtp(sink["port"]))
+
+        def done():
+            outbox = home.folder / "state/rbx/outbox/new"
+            return (len(set(subjects(taken(sink)))) == KILLED_MESSAGES and not self.unread(user)
+                    and not (outbox.is_dir() and any(outbox.iterdir())))
+
+        home.prefix = ["strace", "-f", "-qq", "-o", "/dev/null", "-e", f"trace=/^({call})",
+                       "-e", f"inject=/^({call}):signal=SIGKILL:when={number}"]
+        killed = home.is_killed_before(done)
+        home.prefix = []
+        home.kill_when(done)
+        arrived = taken(sink)
+        return Trial((call, number), killed, 0,
+                     sorted({f"number {each}" for each in range(KILLED_MESSAGES)} - set(subjects(arrived))),
+                     len(arrived) - KILLED_MESSAGES, len({each["Message-ID"] for each in arrived}))
 
     def kill_at(self, protocol, holding, step):
         """Kills the program at that piece of the protocol, starts it again and lets it do its work."""
