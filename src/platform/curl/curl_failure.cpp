@@ -99,7 +99,7 @@ std::string timeOutWords(const OpeningError& error, const MailServer& server,
 }
 
 // libcurl has one code for "the server offers no method that I may use" and "the server has refused
-// the password". Only the second is a reason to look for another password.
+// the password". People have to do something else about each.
 std::string signInWords(const MailServer& server, SignInMethod method, const OpeningLines& lines) {
   if (!lines.signInSent()) {
     return server.host + " offers no sign-in with " + methodName(method);
