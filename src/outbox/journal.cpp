@@ -141,12 +141,12 @@ std::optional<std::vector<std::string>> decodeJournalLine(std::string_view line)
   return fields;
 }
 
-Journal::Journal(FileSystem& files, const Clock& clock, std::string path)
-    : files_(files), clock_(clock), path_(std::move(path)) {}
+Journal::Journal(FileSystem& files, const Clock& clock, std::string path, std::mutex* held)
+    : files_(files), clock_(clock), path_(std::move(path)), held_(held) {}
 
 Result<std::unique_ptr<Journal>> Journal::open(FileSystem& files, const Clock& clock,
-                                               std::string path) {
-  std::unique_ptr<Journal> journal(new Journal(files, clock, std::move(path)));
+                                               std::string path, std::mutex* held) {
+  std::unique_ptr<Journal> journal(new Journal(files, clock, std::move(path), held));
   if (auto loaded = journal->load(); !loaded) {
     return loaded.error();
   }
@@ -154,7 +154,7 @@ Result<std::unique_ptr<Journal>> Journal::open(FileSystem& files, const Clock& c
 }
 
 Journal::~Journal() {
-  if (file_ && dirty_) {
+  if (file_ && durable_ < written_) {
     (void)file_->sync();
   }
 }
@@ -179,7 +179,7 @@ Result<void> Journal::load() {
     return bytes.error();
   }
   size_ = bytes->size();
-  dirty_ = size_ > 0;  // the program may have been killed before it waited for the disk
+  written_ = size_ > 0 ? 1 : 0;  // the program may have been killed before it waited for the disk
   std::string_view rest = *bytes;
   while (!rest.empty()) {
     const std::size_t end = rest.find('\n');
@@ -362,24 +362,24 @@ Result<void> Journal::removed(const std::vector<std::string>& files) {
 }
 
 Result<void> Journal::sync() {
-  return failed_ || dirty_ ? append({}, true) : Result<void>();
+  return failed_ || durable_ < written_ ? append({}, true) : Result<void>();
 }
 
 // After any failure, or when the file has grown, the whole file is written anew from the records.
 // So one success makes good all that failed before it.
 Result<void> Journal::append(std::string_view lines, bool sync) {
   const bool grown = size_ > kGrowth + 2 * compactedSize_;
-  auto written = intact_ && !grown ? write(lines, sync) : rewrite();
+  auto written = intact_ && !grown ? write(lines) : rewrite();
   intact_ = static_cast<bool>(written);
   failed_ = !intact_;
   // An unfinished line may be at the end of this file.
   if (failed_) {
     file_.reset();
   }
-  return written;
+  return written && sync ? makeDurable() : written;
 }
 
-Result<void> Journal::write(std::string_view lines, bool sync) {
+Result<void> Journal::write(std::string_view lines) {
   if (!file_) {
     auto file = files_.append(path_);
     if (!file) {
@@ -392,23 +392,67 @@ Result<void> Journal::write(std::string_view lines, bool sync) {
       return written;
     }
     size_ += lines.size();
-    dirty_ = true;
+    ++written_;
   }
-  if (!sync) {
-    return {};
+  return {};
+}
+
+// Returns once the last write is on disk, after one wait of this thread or of another one. A wait
+// that began before the write does not count: nobody knows whether it covers it.
+Result<void> Journal::makeDurable() {
+  const std::uint64_t mine = written_;
+  while (durable_ < mine) {
+    if (mine <= lost_) {
+      return lossReason_;
+    }
+    if (syncing_) {
+      synced_.wait(*held_);
+    } else if (!file_) {
+      return append({}, false);  // another thread has failed to write, and so ended the file
+    } else {
+      syncFile();
+    }
   }
-  dirty_ = false;
-  return file_->sync();
+  return {};
+}
+
+// Meanwhile another thread may have failed to write or written the file anew; then file_ is another
+// one, and what happens to this one is of no importance unless it is the only one.
+void Journal::syncFile() {
+  const std::shared_ptr<OutputFile> file = file_;
+  const std::uint64_t covered = written_;
+  syncing_ = true;
+  if (held_) {
+    held_->unlock();
+  }
+  const auto outcome = file->sync();
+  if (held_) {
+    held_->lock();
+  }
+  syncing_ = false;
+  if (outcome) {
+    durable_ = std::max(durable_, covered);
+  } else {
+    lost_ = covered;
+    lossReason_ = outcome.error();
+    if (file == file_) {
+      // The system may have dropped what it could not write.
+      intact_ = false;
+      failed_ = true;
+      file_.reset();
+    }
+  }
+  synced_.notify_all();
 }
 
 // The change to be written is in the records already (replay()), so a rewrite contains it.
 Result<void> Journal::rewrite() {
   const std::string bytes = snapshot();
   file_.reset();
-  dirty_ = false;
   auto replaced = replaceFile(files_, path_, bytes);
   if (replaced) {
     size_ = compactedSize_ = bytes.size();
+    durable_ = ++written_;
   }
   return replaced;
 }

@@ -9,13 +9,17 @@
 // dropped data that it reported as failed. The file is rewritten in the same atomic way when it has
 // grown far beyond the size of its records.
 //
-// One thread at a time; Outbox sees to that.
+// One thread at a time; Outbox sees to that by a mutex, which the journal releases while it waits
+// for the disk. So other threads can write meanwhile, and one wait serves all that have written
+// before it began.
 #pragma once
 
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -55,9 +59,11 @@ struct ForwardRecord {
 class Journal {
  public:
   /// Reads the file. A missing file is an empty journal, which the first event writes. The folder
-  /// must exist. Fails when the file cannot be read.
+  /// must exist. Fails when the file cannot be read. `held`, if there is one, is held by the caller
+  /// of every other function; those that return once something is on disk release it meanwhile, so
+  /// other calls can come in between.
   static Result<std::unique_ptr<Journal>> open(FileSystem& files, const Clock& clock,
-                                               std::string path);
+                                               std::string path, std::mutex* held = nullptr);
   /// Best-effort sync of what was written without one.
   ~Journal();
   Journal(const Journal&) = delete;
@@ -112,7 +118,7 @@ class Journal {
   // next one.
 
  private:
-  Journal(FileSystem& files, const Clock& clock, std::string path);
+  Journal(FileSystem& files, const Clock& clock, std::string path, std::mutex* held);
 
   Result<void> load();
   void apply(std::string_view line);
@@ -121,20 +127,30 @@ class Journal {
   void forget(const std::string& entryId);
   Result<void> change(std::string_view event, const std::string& subject, bool sync);
   Result<void> append(std::string_view lines, bool sync);
-  Result<void> write(std::string_view lines, bool sync);
+  Result<void> write(std::string_view lines);
+  Result<void> makeDurable();
+  void syncFile();
   Result<void> rewrite();
   std::string snapshot();
 
   FileSystem& files_;
   const Clock& clock_;
   std::string path_;
-  std::unique_ptr<OutputFile> file_;  ///< kept open between events
+  std::mutex* held_;
+  std::shared_ptr<OutputFile> file_;  ///< kept open between events
   bool intact_ = true;                ///< the file has all records
   bool failed_ = false;               ///< the last change could not be written
-  bool dirty_ = false;                ///< something was written since the last sync
   std::size_t size_ = 0;              ///< bytes of the file
   std::size_t compactedSize_ = 0;     ///< bytes after it was last rewritten
   std::size_t damagedLines_ = 0;
+
+  // Writes are counted from the start.
+  std::uint64_t written_ = 0;
+  std::uint64_t durable_ = 0;  ///< all up to this one are on disk
+  std::uint64_t lost_ = 0;     ///< those up to this one that are not durable failed
+  Error lossReason_;           ///< why
+  bool syncing_ = false;       ///< a thread waits for the disk
+  std::condition_variable_any synced_;
 
   std::unordered_map<std::string, ForwardRecord> records_;  ///< by entry identifier
   std::unordered_map<std::string, std::string> entryOfFile_;

@@ -2,8 +2,8 @@
 // Sending, delivering, and recovery after a crash. The promise of outbox.h rests on the order of
 // the steps: none may be moved before another. A failure is reported as final only when it is
 // certain that the message cannot go out any more. Locking: mutex_ guards the journal and the
-// records in memory. A send writes and renames its message without it, so that a delivery does not
-// wait for that.
+// records in memory. It is not held during waits for the disk, so that sending and delivering do
+// not wait for each other.
 #include "outbox/outbox.h"
 
 #include <algorithm>
@@ -104,7 +104,7 @@ Result<void> Outbox::prepare(const std::string& journal) {
     return session.error();
   }
   session_ = toHex(*session);
-  auto opened = Journal::open(files_, clock_, journal);
+  auto opened = Journal::open(files_, clock_, journal, &mutex_);
   if (!opened) {
     return opened.error();
   }
@@ -485,26 +485,31 @@ Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
 }
 
 Result<void> Outbox::removeDelivered() {
-  const std::lock_guard lock(mutex_);
-  return removeHandedOver();
+  std::unique_lock lock(mutex_);
+  return removeHandedOver(lock);
 }
 
 // In this order: the hand-over is on disk before a file goes. Otherwise a power cut between the two
 // could leave neither file nor record, and the item would be forwarded anew. If the record fails,
 // the files are removed all the same: they must not be delivered again.
-Result<void> Outbox::removeHandedOver() {
-  if (handedOver_.empty()) {
+Result<void> Outbox::removeHandedOver(std::unique_lock<std::mutex>& lock) {
+  const std::vector<std::string> names = std::exchange(handedOver_, {});
+  if (names.empty()) {
     return {};
   }
   auto outcome = journal_->sync();
-  for (const std::string& name : std::exchange(handedOver_, {})) {
+  lock.unlock();
+  std::vector<std::string> removed;
+  for (const std::string& name : names) {
     const auto gone = files_.remove(disk_.pathOf("new", name));
     if (gone || gone.error().code == ENOENT) {
-      removed_.push_back(name);
+      removed.push_back(name);
     } else if (outcome) {
       outcome = gone;
     }
   }
+  lock.lock();
+  removed_.insert(removed_.end(), removed.begin(), removed.end());
   return outcome;
 }
 
@@ -581,15 +586,20 @@ Result<void> Outbox::refuseFor(const Claim& claim, const std::vector<std::string
 
 // The removals are synced once for a whole run. Only then may the journal forget the files.
 Result<void> Outbox::finishDeliveries() {
-  const std::lock_guard lock(mutex_);
-  auto outcome = removeHandedOver();
-  if (removed_.empty()) {
+  std::unique_lock lock(mutex_);
+  auto outcome = removeHandedOver(lock);
+  const std::vector<std::string> names = std::exchange(removed_, {});
+  if (names.empty()) {
     return outcome;
   }
-  if (auto synced = files_.syncFolder(disk_.path() + "/new"); !synced) {
+  lock.unlock();
+  const auto synced = files_.syncFolder(disk_.path() + "/new");
+  lock.lock();
+  if (!synced) {
+    removed_.insert(removed_.end(), names.begin(), names.end());
     return synced;
   }
-  const auto noted = journal_->removed(std::exchange(removed_, {}));
+  const auto noted = journal_->removed(names);
   return outcome ? noted : outcome;
 }
 

@@ -160,7 +160,7 @@ class Outbox {
   Result<void> recover();
   Result<void> recoverForwards(std::set<std::string>& inTmp);
   Result<void> resolveDoubt(const std::string& entryId);
-  Result<void> removeHandedOver();
+  Result<void> removeHandedOver(std::unique_lock<std::mutex>& lock);
   void forgetWhatIsGone();
 
   struct Attempt;

@@ -6,7 +6,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 #include "platform/posix/posix_file_system.h"
 #include "support/fake_clock.h"
@@ -34,6 +40,108 @@ class JournalTest : public testing::Test {
   FaultyFileSystem files{disk};
   std::string path = temp.path("journal");
 };
+
+// A disk on which a wait can last until other threads have done something.
+class SlowDisk : public PosixFileSystem {
+ public:
+  using PosixFileSystem::PosixFileSystem;
+  Result<std::unique_ptr<OutputFile>> append(const std::string& path) override {
+    auto real = PosixFileSystem::append(path);
+    if (!real) {
+      return real;
+    }
+    return std::unique_ptr<OutputFile>(std::make_unique<File>(*this, std::move(*real)));
+  }
+
+  std::function<Result<void>(int number)> whileWaiting;  // instead of the wait of that number
+  std::atomic<int> writes{0};
+  std::atomic<int> waits{0};
+
+ private:
+  class File : public OutputFile {
+   public:
+    File(SlowDisk& disk, std::unique_ptr<OutputFile> real) : disk_(disk), real_(std::move(real)) {}
+    Result<void> write(std::string_view bytes) override {
+      auto written = real_->write(bytes);
+      ++disk_.writes;
+      return written;
+    }
+    Result<void> sync() override { return disk_.whileWaiting(++disk_.waits); }
+    Result<void> close() override { return real_->close(); }
+
+   private:
+    SlowDisk& disk_;
+    std::unique_ptr<OutputFile> real_;
+  };
+};
+
+// Several threads with one journal, of which the first waits for the disk until all have written.
+class SharedJournalTest : public testing::Test {
+ protected:
+  // The outcomes of intents of that many threads. The wait of the number `failing` fails.
+  std::vector<bool> intendAtOnce(int count, int failing) {
+    journal_ = std::move(Journal::open(disk_, clock_, path_, &mutex_).value());
+    EXPECT_TRUE(intend("before"));  // makes the file
+    std::vector<std::thread> others;
+    std::vector<char> outcomes(static_cast<std::size_t>(count));
+    disk_.whileWaiting = [&](int number) -> Result<void> {
+      for (int i = 1; number == 1 && i < count; ++i) {
+        others.emplace_back([&, i] { outcomes[static_cast<std::size_t>(i)] = intend(name(i)); });
+      }
+      // The limit ends a test that fails.
+      const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+      while (number == 1 && disk_.writes < count && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+      }
+      return number == failing ? Result<void>(Error{EIO, "the disk is gone"}) : Result<void>();
+    };
+    outcomes[0] = intend(name(0));
+    for (std::thread& other : others) {
+      other.join();
+    }
+    return {outcomes.begin(), outcomes.end()};
+  }
+  bool intend(const std::string& entry) {
+    const std::lock_guard lock(mutex_);
+    return static_cast<bool>(journal_->intend(entry, "id of " + entry, "file of " + entry));
+  }
+  static std::string name(int number) { return "entry " + std::to_string(number); }
+
+  TempFolder temp_;
+  FakeClock clock_;
+  RecordingSleeper sleeper_{clock_};
+  SlowDisk disk_{sleeper_};
+  std::string path_ = temp_.path("journal");
+  std::mutex mutex_;
+  std::unique_ptr<Journal> journal_;
+};
+
+TEST_F(SharedJournalTest, AWaitForTheDiskHoldsUpNobodyAndServesAllThatWroteBeforeIt) {
+  EXPECT_EQ(intendAtOnce(4, 0), std::vector<bool>(4, true));
+  EXPECT_EQ(disk_.waits, 2) << "the second one is for three threads";
+  const auto again = std::move(Journal::open(disk_, clock_, path_).value());
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_TRUE(again->find(name(i))) << i;
+  }
+}
+
+TEST_F(SharedJournalTest, AWaitThatFailsFailsForAllThatItWasFor) {
+  EXPECT_EQ(intendAtOnce(4, 2), (std::vector<bool>{true, false, false, false}));
+  EXPECT_EQ(journal_->find(name(0))->state, State::kIntended);
+  EXPECT_EQ(journal_->find(name(3))->state, State::kVoid);
+  const std::lock_guard lock(mutex_);
+  ASSERT_TRUE(journal_->sync());  // writes the file anew
+  const auto again = std::move(Journal::open(disk_, clock_, path_).value());
+  EXPECT_EQ(again->find(name(0))->state, State::kIntended);
+  EXPECT_EQ(again->find(name(3))->state, State::kVoid);
+}
+
+TEST_F(SharedJournalTest, AWaitThatFailsIsNoFailureForThoseWhoWroteAfterItBegan) {
+  EXPECT_EQ(intendAtOnce(3, 1), (std::vector<bool>{false, true, true}));
+  const auto again = std::move(Journal::open(disk_, clock_, path_).value());
+  EXPECT_EQ(again->find(name(1))->state, State::kIntended);
+  EXPECT_EQ(again->find(name(2))->state, State::kIntended);
+}
 
 TEST(JournalLine, EveryByteComesBack) {
   std::string all;
