@@ -484,6 +484,11 @@ Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
   return journal_->deliver(names);
 }
 
+Result<void> Outbox::makeDurable() {
+  const std::lock_guard lock(mutex_);
+  return journal_->sync();
+}
+
 Result<void> Outbox::removeDelivered() {
   std::unique_lock lock(mutex_);
   return removeHandedOver(lock);

@@ -126,9 +126,11 @@ class Outbox {
   std::string pathOf(const Claim& claim) const;
   /// The messages were handed over: writes that down, without waiting for the disk. Whatever
   /// becomes of this program, they are not handed out again, except after a power cut before
-  /// removeDelivered(). Even on failure this object does not hand them out again.
+  /// makeDurable(). Even on failure this object does not hand them out again.
   Result<void> delivered(const std::vector<const Claim*>& claims);
-  /// Makes durable what delivered() wrote, with one wait for the disk, then removes these messages.
+  /// Makes durable what delivered() wrote, with one wait for the disk.
+  Result<void> makeDurable();
+  /// As makeDurable(), then removes these messages.
   Result<void> removeDelivered();
   /// The message was handed over for these recipients, and stays for the others. Returns once that
   /// is durable. Even on failure settledFor() names them as long as this object lives.

@@ -22,6 +22,10 @@ namespace {
 constexpr std::size_t kMessageLimit = std::size_t{256} << 20;
 // How often the folder is read for messages that others put there.
 constexpr std::chrono::minutes kListAgain{1};
+// Files of messages that have left are removed together, as some disks take longer for that than
+// the server for a message. This bounds the space that they take.
+constexpr std::size_t kMostFilesLeft = 1000;
+constexpr std::size_t kMostBytesLeft = std::size_t{64} << 20;
 // After so many refusals in a row the transport is to blame, not the messages.
 constexpr int kEnoughRefusals = 10;
 
@@ -145,6 +149,7 @@ struct DeliveryWorker::UnderWay {
   std::string title;
   std::vector<std::string> named;       // all recipients that the message names
   std::vector<std::string> recipients;  // those that it is sent to now
+  std::size_t size = 0;                 // of the message, in bytes
 };
 
 // One walk over the messages that wait, which the transport drives. Messages that arrive on the
@@ -182,6 +187,9 @@ class DeliveryWorker::Series : public MessageFeed {
   std::size_t due_ = 0;          // from next_ on, not kept or held when they were counted
   std::set<std::size_t> again_;  // places in known_ that were put back
   std::set<std::size_t> gone_;   // places in known_
+  bool unsynced_ = false;        // something was reported since makeDurable()
+  std::size_t filesLeft_ = 0;    // of messages that have left
+  std::size_t bytesLeft_ = 0;    // the same in bytes
   std::uint64_t lastNumber_ = 0;
   std::map<std::uint64_t, UnderWay> underWay_;
 };
@@ -292,6 +300,7 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(UnderWay one, std::
     return Fate::kKept;
   }
   one.recipients = recipients;
+  one.size = outgoing->bytes.size();
   fed = {++lastNumber_, std::move(*outgoing)};
   underWay_.emplace(lastNumber_, std::move(one));
   return Fate::kLeaves;
@@ -331,12 +340,16 @@ void DeliveryWorker::Series::report(std::vector<Verdict> verdicts) {
   std::vector<const Outbox::Claim*> delivered;
   for (const Verdict& verdict : verdicts) {
     if (verdict.outcome.kind == Outcome::Kind::kDelivered && verdict.outcome.refused.empty()) {
-      delivered.push_back(&underWay_.at(verdict.number).claim);
+      const UnderWay& one = underWay_.at(verdict.number);
+      delivered.push_back(&one.claim);
+      ++filesLeft_;
+      bytesLeft_ += one.size;
     }
   }
   Result<void> noted;
   if (!delivered.empty()) {
     noted = worker_.setting_.outbox.delivered(delivered);
+    unsynced_ = true;
   }
   for (const Verdict& verdict : verdicts) {
     const auto found = underWay_.find(verdict.number);
@@ -352,15 +365,19 @@ void DeliveryWorker::Series::report(std::vector<Verdict> verdicts) {
     }
     underWay_.erase(found);
   }
-  if (!noted) {
-    worker_.sayNotRemoved(noted.error());
-  }
+  worker_.sayIfFailed(noted);
 }
 
 void DeliveryWorker::Series::makeDurable() {
-  if (auto removed = worker_.setting_.outbox.removeDelivered(); !removed) {
-    worker_.sayNotRemoved(removed.error());
+  if (!std::exchange(unsynced_, false)) {
+    return;
   }
+  if (filesLeft_ < kMostFilesLeft && bytesLeft_ < kMostBytesLeft) {
+    return worker_.sayIfFailed(worker_.setting_.outbox.makeDurable());
+  }
+  filesLeft_ = 0;
+  bytesLeft_ = 0;
+  worker_.sayIfFailed(worker_.setting_.outbox.removeDelivered());
 }
 
 // `recipients` are those whom the outcome concerns.
@@ -411,6 +428,7 @@ void DeliveryWorker::Series::removeFor(const UnderWay& one) {
   gone_.insert(one.place);
   worker_.retries_.erase(one.message.name);
   (void)worker_.setting_.outbox.delivered({&one.claim});
+  unsynced_ = true;
 }
 
 // The order of the steps decides what a crash leaves. Those who have the message are recorded
@@ -714,8 +732,10 @@ void DeliveryWorker::say(StoreNotice notice) {
   });
 }
 
-void DeliveryWorker::sayNotRemoved(const Error& why) {
-  say("What was handed over could not be taken out of the outbox: " + why.text);
+void DeliveryWorker::sayIfFailed(const Result<void>& recorded) {
+  if (!recorded) {
+    say("What was handed over could not be taken out of the outbox: " + recorded.error().text);
+  }
 }
 
 void DeliveryWorker::postDone(std::vector<std::function<void()>> waiters) {

@@ -134,7 +134,7 @@ class DeliveryWorker {
   bool isHeldBack(const WaitingMessage& message) const;
   void postpone(Retry& retry, std::chrono::minutes most) const;
   void say(StoreNotice notice);
-  void sayNotRemoved(const Error& why);
+  void sayIfFailed(const Result<void>& recorded);
   void postDone(std::vector<std::function<void()>> waiters);
   void tellStopped(const std::string& address);
   void publish();
