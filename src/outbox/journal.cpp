@@ -34,6 +34,8 @@ constexpr std::string_view kDelivered = "delivered";
 constexpr std::string_view kDeliveredTo = "delivered-to";
 constexpr std::string_view kUnknown = "unknown";
 constexpr std::string_view kRemoved = "removed";
+constexpr std::string_view kBegun = "begun";
+constexpr std::string_view kEnded = "ended";
 
 std::int64_t secondsOf(DateTime moment) {
   return std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch().count();
@@ -231,6 +233,10 @@ void Journal::replay(const std::vector<std::string>& fields) {
     forget(fields[1]);
   } else if (event == kRemoved) {
     delivered_.erase(fields[1]);
+  } else if (event == kBegun) {
+    begun_.insert(fields[1]);
+  } else if (event == kEnded) {
+    begun_.erase(fields[1]);
   } else if (event == kVoid) {
     setState(fields[1], ForwardRecord::State::kVoid);
   } else if (event == kDone) {
@@ -332,12 +338,22 @@ std::set<std::string> Journal::filesUnderWay() const {
   for (const auto& [file, time] : unanswered_) {
     files.insert(file);
   }
+  files.insert(begun_.begin(), begun_.end());
   return files;
 }
 
 void Journal::dropUnderWay(const std::string& file) {
   settledFor_.erase(file);
   unanswered_.erase(file);
+  begun_.erase(file);
+}
+
+Result<void> Journal::begin(const std::string& file) {
+  return change(kBegun, file, false);
+}
+
+Result<void> Journal::ended(const std::string& file) {
+  return change(kEnded, file, false);
 }
 
 Result<void> Journal::settle(const std::string& entryId) {
@@ -487,6 +503,9 @@ std::string Journal::snapshot() {
   }
   for (const auto& [file, time] : unanswered_) {
     bytes += encodeJournalLine({kUnknown, file, std::to_string(time)});
+  }
+  for (const std::string& file : begun_) {
+    bytes += encodeJournalLine({kBegun, file});
   }
   for (const std::string& file : delivered_) {
     bytes += encodeJournalLine({kDelivered, file});

@@ -80,7 +80,9 @@ class Journal {
   std::set<std::string> settledFor(const std::string& file) const;
   /// When a file was sent to a server that gave no answer, in seconds since 1970.
   std::optional<std::int64_t> unansweredSince(const std::string& file) const;
-  /// Files that a record of recipients or of a missing answer exists for.
+  /// Whether a file was begun, and nothing that ends this came since.
+  bool begun(const std::string& file) const { return begun_.contains(file); }
+  /// Files that a record of recipients, of a missing answer or of a beginning exists for.
   std::set<std::string> filesUnderWay() const;
   /// Drops these records of a file that is no longer in the outbox, which the next rewrite leaves
   /// out.
@@ -107,6 +109,10 @@ class Journal {
   Result<void> deliverTo(const std::string& file, const std::vector<std::string>& recipients);
   /// The file was sent whole, and no answer came. Returns once that is on disk.
   Result<void> unanswered(const std::string& file);
+  /// The file is about to be sent whole; ended by ended(), deliver() or dropUnderWay(). A power cut
+  /// can undo both lines until sync().
+  Result<void> begin(const std::string& file);
+  Result<void> ended(const std::string& file);
   /// The removal of the files is durable.
   Result<void> removed(const std::vector<std::string>& files);
 
@@ -158,6 +164,7 @@ class Journal {
   std::set<std::string> calledDone_;
   std::map<std::string, std::set<std::string>> settledFor_;  ///< recipients by file
   std::map<std::string, std::int64_t> unanswered_;           ///< seconds since 1970 by file
+  std::set<std::string> begun_;
 };
 
 }  // namespace relaybird

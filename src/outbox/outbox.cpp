@@ -484,6 +484,21 @@ Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
   return journal_->deliver(names);
 }
 
+Result<void> Outbox::begin(const Claim& claim) {
+  const std::lock_guard lock(mutex_);
+  return journal_->begin(claim.name());
+}
+
+Result<void> Outbox::ended(const Claim& claim) {
+  const std::lock_guard lock(mutex_);
+  return journal_->ended(claim.name());
+}
+
+bool Outbox::begun(const Claim& claim) const {
+  const std::lock_guard lock(mutex_);
+  return journal_->begun(claim.name());
+}
+
 Result<void> Outbox::makeDurable() {
   const std::lock_guard lock(mutex_);
   return journal_->sync();

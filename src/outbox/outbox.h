@@ -128,7 +128,13 @@ class Outbox {
   /// becomes of this program, they are not handed out again, except after a power cut before
   /// makeDurable(). Even on failure this object does not hand them out again.
   Result<void> delivered(const std::vector<const Claim*>& claims);
-  /// Makes durable what delivered() wrote, with one wait for the disk.
+  /// The message is about to be sent whole. Written down like delivered(), so that after a crash
+  /// begun() tells that the message may have arrived.
+  Result<void> begin(const Claim& claim);
+  /// It was not sent whole, or the answer has come.
+  Result<void> ended(const Claim& claim);
+  bool begun(const Claim& claim) const;
+  /// Makes durable what delivered(), begin() and ended() wrote, with one wait for the disk.
   Result<void> makeDurable();
   /// As makeDurable(), then removes these messages.
   Result<void> removeDelivered();

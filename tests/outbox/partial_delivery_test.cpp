@@ -17,6 +17,7 @@ namespace {
 using Kind = Outcome::Kind;
 using std::chrono::minutes;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -344,6 +345,91 @@ TEST_F(PartialDeliveryTest, ANewStartOrARequestDoesNotForgetThatAMessageMayHaveA
     EXPECT_THAT(searching.subjects, SizeIs(1));
     EXPECT_THAT(world.names("new"), IsEmpty());
   }
+}
+
+struct SearchingTransport : ScriptedTransport {
+  bool searches() const override { return true; }
+  bool hasArrived(const OutgoingMessage& message, std::stop_token) override {
+    asked.push_back(message.subject);
+    return message.subject == arrived;
+  }
+  std::string arrived;
+  std::vector<std::string> asked;
+};
+
+TEST_F(PartialDeliveryTest, AfterACrashDuringATryTheSentFolderIsSearchedBeforeTheNextOne) {
+  for (const std::string arrived : {"one", ""}) {
+    SCOPED_TRACE(arrived);
+    const TempFolder copy;
+    OutboxWorld later;
+    later.folder = copy.path("mail/outbox");
+    later.journal = copy.path("state/rbx/journal");
+    SearchingTransport searching;
+    // What a kill leaves while the answer for "one" is awaited.
+    searching.onDeliver = [&](std::stop_token) {
+      if (!std::filesystem::exists(copy.path("mail"))) {
+        std::filesystem::copy(world.temp.path(""), copy.path(""),
+                              std::filesystem::copy_options::recursive);
+      }
+    };
+    use(searching);
+    send("one");
+    send("two");
+    flush();
+    EXPECT_THAT(std::exchange(searching.subjects, {}), ElementsAre("one", "two"));
+    EXPECT_THAT(searching.asked, IsEmpty());
+
+    worker.reset();
+    outbox = later.open();
+    searching.arrived = arrived;
+    use(searching);
+    flush();
+    EXPECT_THAT(searching.asked, ElementsAre("one")) << "the other one was not begun";
+    EXPECT_THAT(searching.subjects,
+                arrived.empty() ? ElementsAreArray({"one", "two"}) : ElementsAreArray({"two"}));
+    EXPECT_THAT(later.names("new"), IsEmpty());
+    worker.reset();
+    outbox.reset();
+    outbox = world.open();
+    for (const std::string& entry : outbox->alreadySent()) {
+      ASSERT_TRUE(outbox->settle(entry));
+    }
+  }
+}
+
+TEST_F(PartialDeliveryTest, AnAnswerThatRefusesEndsTheDoubtWhetherTheMessageHasArrived) {
+  SearchingTransport searching;
+  searching.answer = [](const std::string&) { return temporary(); };
+  use(searching);
+  send("one");
+  flush();
+  worker.reset();
+  outbox.reset();
+  outbox = world.open();
+  searching.answer = nullptr;
+  use(searching);
+  flush();
+  EXPECT_THAT(searching.asked, IsEmpty());
+  EXPECT_THAT(searching.subjects, ElementsAre("one", "one"));
+}
+
+TEST_F(PartialDeliveryTest, ABeginningIsDurableBeforeTheMessageLeavesWithOneSyncForEach) {
+  SearchingTransport searching;
+  std::vector<std::size_t> syncs;
+  const auto count = [&] {
+    const auto record = world.files.record();
+    return static_cast<std::size_t>(
+        std::count(record.begin(), record.end(), "sync " + world.journal));
+  };
+  searching.onDeliver = [&](std::stop_token) { syncs.push_back(count()); };
+  use(searching);
+  send("one");
+  send("two");
+  send("three");
+  world.files.reset();
+  flush();
+  EXPECT_THAT(syncs, ElementsAre(1, 2, 3));
+  EXPECT_EQ(count(), 4u);
 }
 
 TEST_F(PartialDeliveryTest, AMessageThatIsFoundToHaveArrivedIsNotSentAgain) {

@@ -969,6 +969,25 @@ struct FewMessages : MessageFeed {
   std::vector<Verdict> told;
 };
 
+TEST(SmtpTransport, WhatIsHandedOutIsRecordedDurablyBeforeItsTextIsComplete) {
+  struct Watched : FewMessages {
+    void makeDurable() override { durable = given; }
+    std::uint64_t durable = 0;
+  } feed;
+  feed.most = 40;
+  for (const bool pipelining : {true, false}) {
+    SmtpWorld world(pipelining);
+    std::uint64_t texts = 0;
+    world.onSend = [&](std::string_view bytes) {
+      texts += bytes.find("text\r\n") != bytes.npos ? 1 : 0;
+      EXPECT_LE(texts, feed.durable);
+    };
+    feed.given = feed.durable = 0;
+    world.transport->deliverAll(feed, {});
+    EXPECT_EQ(texts, feed.most);
+  }
+}
+
 TEST(SmtpTransport, AStopWaitsForAServerThatExaminesTheMessageForSomeSeconds) {
   SmtpWorld world;
   std::stop_source stop;

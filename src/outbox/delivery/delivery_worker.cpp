@@ -150,6 +150,7 @@ struct DeliveryWorker::UnderWay {
   std::vector<std::string> named;       // all recipients that the message names
   std::vector<std::string> recipients;  // those that it is sent to now
   std::size_t size = 0;                 // of the message, in bytes
+  bool begun = false;                   // recorded as begun for this try
 };
 
 // One walk over the messages that wait, which the transport drives. Messages that arrive on the
@@ -157,6 +158,9 @@ struct DeliveryWorker::UnderWay {
 class DeliveryWorker::Series : public MessageFeed {
  public:
   explicit Series(DeliveryWorker& worker) : worker_(worker) { countDue(0); }
+  ~Series() override;
+  Series(const Series&) = delete;
+  Series& operator=(const Series&) = delete;
 
   std::optional<FedMessage> next() override;
   void report(std::vector<Verdict> verdicts) override;
@@ -175,6 +179,8 @@ class DeliveryWorker::Series : public MessageFeed {
   Fate prepare(UnderWay one, std::string bytes, FedMessage& fed);
   bool mayHaveArrived(const WaitingMessage& message);
   bool arrivedBefore(const UnderWay& one, const OutgoingMessage& message);
+  void begin(UnderWay& one);
+  void end(UnderWay& one);
   void settle(const UnderWay& one, const std::vector<std::string>& recipients,
               const Outcome& outcome);
   void settleEach(const UnderWay& one, const Outcome& outcome);
@@ -224,8 +230,16 @@ std::optional<FedMessage> DeliveryWorker::Series::next() {
 
 void DeliveryWorker::Series::putBack(std::uint64_t number) {
   const auto found = underWay_.find(number);
+  end(found->second);
   again_.insert(found->second.place);
   underWay_.erase(found);
+}
+
+// What was handed out and not reported was not sent.
+DeliveryWorker::Series::~Series() {
+  for (auto& [number, one] : underWay_) {
+    end(one);
+  }
 }
 
 bool DeliveryWorker::Series::moreArrived() {
@@ -301,6 +315,7 @@ DeliveryWorker::Series::Fate DeliveryWorker::Series::prepare(UnderWay one, std::
   }
   one.recipients = recipients;
   one.size = outgoing->bytes.size();
+  begin(one);
   fed = {++lastNumber_, std::move(*outgoing)};
   underWay_.emplace(lastNumber_, std::move(one));
   return Fate::kLeaves;
@@ -325,13 +340,34 @@ bool DeliveryWorker::Series::mayHaveArrived(const WaitingMessage& message) {
   return true;
 }
 
+// Asked if the last try had no answer, or if the program or the machine has failed during it.
 bool DeliveryWorker::Series::arrivedBefore(const UnderWay& one, const OutgoingMessage& message) {
-  const bool found = worker_.setting_.outbox.unansweredSince(one.message.name) &&
-                     worker_.setting_.transport->hasArrived(message, worker_.stop_.get_token());
+  const Outbox& outbox = worker_.setting_.outbox;
+  const bool doubtful = outbox.begun(one.claim) || outbox.unansweredSince(one.message.name);
+  const bool found =
+      doubtful && worker_.setting_.transport->hasArrived(message, worker_.stop_.get_token());
   if (found) {
     worker_.say("Has arrived already, so it is not sent again: \"" + one.title + "\"");
   }
   return found;
+}
+
+// makeDurable() comes between this and the end of the text, so a crash during a try leaves the
+// record.
+void DeliveryWorker::Series::begin(UnderWay& one) {
+  if (worker_.setting_.transport->searches() && !worker_.setting_.outbox.begun(one.claim)) {
+    one.begun = true;
+    unsynced_ = true;
+    (void)worker_.setting_.outbox.begin(one.claim);
+  }
+}
+
+// If this line is lost, the next try asks without need. A beginning that an earlier run has
+// recorded stays until the message leaves: that copy can arrive at any time.
+void DeliveryWorker::Series::end(UnderWay& one) {
+  if (std::exchange(one.begun, false)) {
+    (void)worker_.setting_.outbox.ended(one.claim);
+  }
 }
 
 // What was delivered is recorded before anything else is done with the verdicts: if the program
@@ -353,6 +389,11 @@ void DeliveryWorker::Series::report(std::vector<Verdict> verdicts) {
   }
   for (const Verdict& verdict : verdicts) {
     const auto found = underWay_.find(verdict.number);
+    const bool gone = verdict.outcome.kind == Outcome::Kind::kDelivered &&
+                      verdict.outcome.refused.empty();  // and every record of it
+    if (!gone && verdict.outcome.kind != Outcome::Kind::kUnknown) {
+      end(found->second);
+    }
     if (verdict.outcome.kind == Outcome::Kind::kUnknown) {
       if (auto kept = worker_.setting_.outbox.unanswered(found->second.claim); !kept) {
         worker_.say("The missing answer could not be recorded: " + kept.error().text);

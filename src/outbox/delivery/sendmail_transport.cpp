@@ -120,9 +120,11 @@ Outcome outcomeOf(const CommandResult& result, const std::string& program) {
 
 void SingleTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
   while (const auto fed = feed.next()) {
-    feed.report({{fed->number, deliver(fed->message, stop)}});
+    // For this message and the one before.
     feed.makeDurable();
+    feed.report({{fed->number, deliver(fed->message, stop)}});
   }
+  feed.makeDurable();
 }
 
 Outcome SendmailTransport::deliver(const OutgoingMessage& message, std::stop_token stop) {

@@ -86,9 +86,9 @@ class MessageFeed {
   /// Records what became of these messages, so that the end of this program cannot undo it. A
   /// message that was handed out and never reported counts as cancelled.
   virtual void report(std::vector<Verdict> verdicts) = 0;
-  /// Waits for the disk, once for all that was reported since the last call, so that a power cut
-  /// cannot undo it either. Called after each report, at the latest before the message after the
-  /// next one of a connection is completed.
+  /// Waits for the disk, once for all that was handed out and reported since the last call, so that
+  /// a power cut cannot undo the records either. Called before a message that was handed out is
+  /// completed, and after a report before the message after the next one of that connection is.
   virtual void makeDurable() = 0;
   /// The message was not sent, because the connection that it was meant for had ended: next() hands
   /// it out again, under another number.
@@ -106,6 +106,9 @@ class Transport {
   /// The user wants that all is tried again, also what a server has refused. Called on the same
   /// thread, before a series.
   virtual void tryAgain() {}
+  /// Whether hasArrived() can find out anything. Then it is recorded which messages are about to be
+  /// sent, so that it is asked for these after a crash.
+  virtual bool searches() const { return false; }
   /// Whether a message whose answer got lost has arrived, found out in another way, such as by a
   /// search of the Sent folder. Asked on the same thread before the message is tried again; may
   /// wait for a server.

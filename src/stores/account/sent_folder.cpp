@@ -239,6 +239,7 @@ class SentFolderTransport : public Transport {
     }
   }
   void tryAgain() override { real_->tryAgain(); }
+  bool searches() const override { return true; }
   bool hasArrived(const OutgoingMessage& message, std::stop_token stop) override {
     const std::string id = messageIdOf(message.bytes);
     return !id.empty() && sent_.has(id, std::move(stop));
