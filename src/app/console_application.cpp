@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Chooses between terminal and script by the kinds of standard input and output, makes the forms
-// over the store, and translates signals: SIGTERM and SIGINT end the program, SIGHUP makes a
-// script's console read the preferences again.
+// over the store, and serves the system's requests: to end, and, where no person is there, to read
+// the preferences again. The session decides when the program ends; everything else asks it to, so
+// that boxes are answered and a check that runs comes to its end.
 #include "app/console_application.h"
 
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <string_view>
 #include <utility>
 
 #include "app/program_start.h"
@@ -24,44 +19,14 @@ namespace {
 // The version of the lines that scripts read and write; docs/console.md.
 constexpr int kProtocol = 1;
 
-bool isNullDevice(int descriptor) {
-  struct stat own {};
-  struct stat null {};
-  return ::fstat(descriptor, &own) == 0 && ::stat("/dev/null", &null) == 0 &&
-         S_ISCHR(own.st_mode) && own.st_rdev == null.st_rdev;
-}
-
-std::string_view variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string_view{} : value;
-}
-
-int terminalColumns() {
-  winsize size{};
-  const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return known ? size.ws_col : 80;
-}
-
-// A person only where both streams are terminals.
-InputKind standardInputKind() {
-  if (::isatty(STDIN_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 1) {
-    return InputKind::kPerson;
-  }
-  return isNullDevice(STDIN_FILENO) ? InputKind::kNothing : InputKind::kScript;
-}
-
-// What the terminal on standard output can do, by TERM and NO_COLOR (no-color.org).
-TerminalManner standardTerminalManner() {
-  const std::string_view terminal = variable("TERM");
-  const bool able = !terminal.empty() && terminal != "dumb";
-  return {able && variable("NO_COLOR").empty(), able, terminalColumns};
-}
-
 }  // namespace
 
-ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, std::ostream& err)
+ConsoleApplication::ConsoleApplication(ProgramIdentity identity, ConsoleSystem& system,
+                                       Manual manual, std::ostream& err)
     : manual_(std::move(manual)),
       err_(err),
+      system_(system),
+      loop_(system.loop()),
       core_(
           std::move(identity), loop_,
           [this](const StoreNotice& notice) {
@@ -70,12 +35,14 @@ ConsoleApplication::ConsoleApplication(ProgramIdentity identity, Manual manual, 
             }
           },
           [this] { return keepAlive(); }),
-      input_(standardInputKind()),
-      sink_(STDOUT_FILENO, signals_.descriptor(), [this] { outputBroken(); }) {}
+      input_(system.inputKind()) {
+  system_.watchOutput([this] { outputBroken(); });
+}
 
 // The store is closed last, and its last notices may find the log gone.
 ConsoleApplication::~ConsoleApplication() {
-  signalWatch_.reset();
+  system_.listen({});
+  system_.watchOutput([] {});
   session_.reset();
   program_.reset();
   observer_.reset();
@@ -90,7 +57,8 @@ int ConsoleApplication::run() {
   }
   makeConsole();
   makeForms();
-  listenToSignals();
+  // Not earlier: the requests are served by the session.
+  system_.listen({.end = [this] { terminated(); }, .hangUp = [this] { hungUp(); }});
   session_->begin([this] { startUp(); });
   loop_.runUntil([this] { return session_->ended(); });
   forms_->shutDown();
@@ -100,28 +68,22 @@ int ConsoleApplication::run() {
 void ConsoleApplication::makeConsole() {
   const bool person = input_ == InputKind::kPerson;
   if (person) {
-    const TerminalManner manner = standardTerminalManner();
-    auto output = std::make_unique<TerminalOutput>(sink_, manner);
-    auto lines = makeTerminalLines(
-        {.loop = loop_,
-         .sink = sink_,
-         .input = STDIN_FILENO,
-         .output = STDOUT_FILENO,
-         .movesCursor = manner.movesCursor,
-         .historyFile = core_.stateFile("console-history"),
+    auto output = std::make_unique<TerminalOutput>(system_.output(), system_.terminalManner());
+    auto lines = system_.terminalLines(
+        {.historyFile = core_.stateFile("console-history"),
          .complete = [this](std::string_view line) { return completions(line, forms_->forms()); }});
     output->setPrompt(lines.get());
     output_ = std::move(output);
     lines_ = std::move(lines);
   } else {
-    output_ = std::make_unique<ScriptOutput>(sink_);
-    lines_ = std::make_unique<StreamLines>(loop_, STDIN_FILENO);
+    output_ = std::make_unique<ScriptOutput>(system_.output());
+    lines_ = std::make_unique<StreamLines>(system_.input());
   }
   dialogs_ = std::make_unique<ConsoleDialogs>(
       DialogsParts{.out = *output_,
                    .runUntil = [this](const auto& done) { return loop_.runUntil(done); },
                    .forPeople = person});
-  clipboard_ = std::make_unique<ConsoleClipboard>(person ? &sink_ : nullptr, *output_);
+  clipboard_ = std::make_unique<ConsoleClipboard>(person ? &system_.output() : nullptr, *output_);
   helpViewer_ = std::make_unique<ConsoleHelpViewer>(*output_, manual_.topics);
   folderViewer_ = std::make_unique<ConsoleFolderViewer>(*output_);
   systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
@@ -180,16 +142,6 @@ void ConsoleApplication::makeForms() {
   screen_.onEnd([this] { session_->end(); });
 }
 
-void ConsoleApplication::listenToSignals() {
-  signalWatch_ = loop_.watchReadable(signals_.descriptor(), [this] {
-    if (signals_.take() == SIGHUP) {
-      hungUp();
-    } else {
-      terminated();
-    }
-  });
-}
-
 void ConsoleApplication::startUp() {
   output_->event("program", core_.identity().name + " " + core_.identity().versionText +
                                 ", protocol " + std::to_string(kProtocol));
@@ -223,7 +175,7 @@ void ConsoleApplication::outputBroken() {
 }
 
 void ConsoleApplication::terminated() {
-  sink_.hurry();
+  system_.hurry();
   session_->end();
 }
 

@@ -8,20 +8,19 @@
 #include <string>
 
 #include "app/program_core.h"
-#include "platform/posix/main_loop.h"
-#include "platform/posix/watched_signals.h"
 #include "ui/console/console_desktop.h"
 #include "ui/console/console_dialogs.h"
 #include "ui/console/console_session.h"
+#include "ui/console/console_system.h"
 #include "ui/console/program_commands.h"
-#include "ui/console/terminal_lines.h"
 
 namespace relaybird {
 
 class ConsoleApplication {
  public:
-  /// Writes the reason why the program cannot start to `err`, which must outlive it.
-  ConsoleApplication(ProgramIdentity identity, Manual manual, std::ostream& err);
+  /// Writes the reason why the program cannot start to `err`. `system` and `err` must outlive it.
+  ConsoleApplication(ProgramIdentity identity, ConsoleSystem& system, Manual manual,
+                     std::ostream& err);
   ~ConsoleApplication();
 
   /// Runs until the user, a signal or the end of the input ends it. Returns the exit status: 0 for
@@ -32,7 +31,6 @@ class ConsoleApplication {
  private:
   void makeConsole();
   void makeForms();
-  void listenToSignals();
   void startUp();
   void greet();
   void outputBroken();
@@ -45,12 +43,11 @@ class ConsoleApplication {
   std::ostream& err_;
   int status_ = 0;
 
-  MainLoop loop_;
+  ConsoleSystem& system_;
+  MainLoop& loop_;
   ProgramCore core_;
 
   InputKind input_;
-  WatchedSignals signals_{{{SIGTERM, true}, {SIGINT, true}, {SIGHUP, false}}};
-  DescriptorSink sink_;
   std::unique_ptr<ConsoleOutput> output_;
   std::unique_ptr<LineSource> lines_;
   std::unique_ptr<ConsoleDialogs> dialogs_;
@@ -67,7 +64,6 @@ class ConsoleApplication {
   std::unique_ptr<ConsoleObserver> observer_;
   std::unique_ptr<ProgramCommands> program_;
   std::unique_ptr<ConsoleSession> session_;
-  std::unique_ptr<MainLoop::Watch> signalWatch_;
 };
 
 }  // namespace relaybird

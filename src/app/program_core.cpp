@@ -12,7 +12,6 @@
 #include "platform/freedesktop/desktop_online_accounts.h"
 #endif
 #include "platform/curl/curl_network.h"
-#include "platform/posix/main_loop.h"
 #include "prefs/preference_location.h"
 
 namespace relaybird {
@@ -25,7 +24,7 @@ ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
       events_(events),
       notice_(std::move(notice)),
       keepAlive_(std::move(keepAlive)),
-      commands_(posixMainLoopSystem().steadyTime) {
+      commands_(steadyTime) {
 #ifdef RELAYBIRD_KEYRING
   keyring_ = std::make_unique<DesktopKeyring>();
   accounts_ = std::make_unique<DesktopOnlineAccounts>();
@@ -69,7 +68,7 @@ SecretWorld ProgramCore::secretWorld() {
           .accounts = accounts_.get(),
           .commands = &commands_,
           .credentialFolder = credentialFolder(),
-          .steadyTime = posixMainLoopSystem().steadyTime};
+          .steadyTime = steadyTime};
 }
 
 std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {

@@ -2,9 +2,6 @@
 // relaybird-console: the program at a terminal, for servers, for people without a screen, and for
 // scripts. Turns the manual's pages into text and hands it to the console, which neither knows HTML
 // nor the topics that are built in.
-#include <langinfo.h>
-
-#include <clocale>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -16,6 +13,7 @@
 #include "app/console_application.h"
 #include "app/program_start.h"
 #include "message/text/html_text.h"
+#include "ui/console/console_system.h"
 #include "ui/help/help_topics.h"
 
 namespace relaybird {
@@ -66,15 +64,6 @@ Manual consoleManual() {
   return manual;
 }
 
-// Makes the C library's character functions read text as the user's terminal sends it: by the
-// user's locale, or as UTF-8 where that locale knows ASCII only.
-void useTerminalCharacters() {
-  const char* chosen = std::setlocale(LC_CTYPE, "");
-  if (chosen == nullptr || std::string_view(::nl_langinfo(CODESET)) == "ANSI_X3.4-1968") {
-    std::setlocale(LC_CTYPE, "C.UTF-8");
-  }
-}
-
 }  // namespace
 }  // namespace relaybird
 
@@ -85,9 +74,10 @@ int main(int argc, char** argv) {
           relaybird::answerArguments(identity, relaybird::kHelp, {argv + 1, argv + argc})) {
     return *status;
   }
-  relaybird::useTerminalCharacters();
   try {
-    relaybird::ConsoleApplication application(identity, relaybird::consoleManual(), std::cerr);
+    const auto system = relaybird::openSystemConsole();
+    relaybird::ConsoleApplication application(identity, *system, relaybird::consoleManual(),
+                                              std::cerr);
     return application.run();
   } catch (const std::exception& error) {
     std::cerr << identity.name << ": " << error.what() << '\n';

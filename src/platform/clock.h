@@ -15,6 +15,12 @@ using DateTime = std::chrono::sys_time<std::chrono::microseconds>;
 /// before every real date, so that an item without a date counts as old.
 inline constexpr DateTime kNoDate = std::chrono::sys_days{std::chrono::year{1899} / 12 / 30};
 
+/// The time since some fixed moment, for limits and deadlines: never jumps. Any thread.
+inline std::chrono::milliseconds steadyTime() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+      std::chrono::steady_clock::now().time_since_epoch());
+}
+
 class Clock {
  public:
   virtual ~Clock() = default;

@@ -6,11 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/posix/main_loop.h"
+#include "platform/main_loop.h"
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
 #include "platform/profile/profile_file.h"
 #include "support/fake_clock.h"
+#include "support/fake_waiter.h"
 #include "support/store_fakes.h"
 #include "support/temp_folder.h"
 
@@ -44,7 +45,7 @@ class StoreOpenersTest : public testing::Test {
   RecordingSleeper sleeper{fakeClock};
   PosixFileSystem files{sleeper};
   PosixClock clock;
-  MainLoop loop;
+  MainLoop loop{std::make_shared<FakeWaiter>()};
   InlineExecutor executor;
   NoCommands commands;
   ProfileFile profiles{files};

@@ -1,73 +1,27 @@
 // SPDX-License-Identifier: MIT
-// Time is virtual: a poll that would wait moves the clock instead, and one that would wait forever
-// is counted and ends the loop.
-#include "platform/posix/main_loop.h"
+// The loop in virtual time, apart from the system that it sleeps in.
+#include "platform/main_loop.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "platform/posix/watched_signals.h"
+#include "support/fake_waiter.h"
 
 namespace relaybird {
 namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
-
-// Watches signals through the loop, as a program does.
-class SignalWatch {
- public:
-  SignalWatch(MainLoop& loop, const std::vector<WatchedSignal>& signals,
-              std::function<void(int)> onSignal)
-      : signals_(signals),
-        watch_(loop.watchReadable(signals_.descriptor(), [this, onSignal = std::move(onSignal)] {
-          // The callback may end this watch, so nothing of it is touched afterwards.
-          if (const int signal = signals_.take()) {
-            onSignal(signal);
-          }
-        })) {}
-
- private:
-  WatchedSignals signals_;
-  std::unique_ptr<MainLoop::Watch> watch_;
-};
+using Limits = std::vector<FakeWaiter::Limit>;
 
 class MainLoopTest : public testing::Test {
  protected:
-  std::unique_ptr<SignalWatch> watchSignals(const std::vector<WatchedSignal>& signals,
-                                            std::function<void(int)> onSignal) {
-    return std::make_unique<SignalWatch>(*loop, signals, std::move(onSignal));
-  }
-  std::unique_ptr<SignalWatch> watchTermination(std::function<void(int)> onSignal) {
-    return watchSignals({{SIGTERM, true}, {SIGINT, true}}, std::move(onSignal));
-  }
-  MainLoopSystem virtualSystem() {
-    return {[this] { return now; },
-            [this](pollfd* descriptors, nfds_t count, int timeout) {
-              timeouts.push_back(timeout);
-              const int ready = ::poll(descriptors, count, 0);
-              if (ready != 0) {
-                return ready;
-              }
-              if (timeout > 0) {
-                now += milliseconds(timeout);
-              }
-              if (timeout < 0) {
-                ++endlessWaits;
-                loop->quit();
-              }
-              return 0;
-            }};
+  MainLoopTest() {
+    waiter->onEndlessWait = [this] { loop->quit(); };
   }
   // Runs until the loop would wait forever.
   void runToIdle() { loop->run(); }
@@ -78,11 +32,10 @@ class MainLoopTest : public testing::Test {
     return timer;
   }
 
-  milliseconds now{0};
-  std::vector<int> timeouts;
-  int endlessWaits = 0;
+  std::shared_ptr<FakeWaiter> waiter = std::make_shared<FakeWaiter>();
+  milliseconds& now = waiter->now;
   std::string log;
-  std::optional<MainLoop> loop{std::in_place, virtualSystem()};
+  std::optional<MainLoop> loop{std::in_place, waiter};
 };
 
 TEST_F(MainLoopTest, RunsEventsInTheOrderOfPostingAndNeverInsidePost) {
@@ -100,7 +53,7 @@ TEST_F(MainLoopTest, RunsEventsInTheOrderOfPostingAndNeverInsidePost) {
 TEST_F(MainLoopTest, SleepsWithoutEndWhileNothingIsToBeDone) {
   const auto timer = loop->makeTimer(10ms, [&] { log += 't'; });  // made, not enabled
   runToIdle();
-  EXPECT_EQ(timeouts, std::vector{-1});
+  EXPECT_EQ(waiter->limits, Limits{std::nullopt});
   EXPECT_EQ(log, "");
 }
 
@@ -109,7 +62,7 @@ TEST_F(MainLoopTest, SleepsUntilTheNextTickAndNotLess) {
   const auto fast = ticking(25000ms, "s");
   loop->runUntil([&] { return now >= 60000ms && log.find('m') != std::string::npos; });
   EXPECT_EQ(log, "s25000 s50000 m60000 ");
-  EXPECT_EQ(timeouts, (std::vector{25000, 25000, 10000}));
+  EXPECT_EQ(waiter->limits, (Limits{25000ms, 25000ms, 10000ms}));
 }
 
 TEST_F(MainLoopTest, TimersDueTogetherTickInTheOrderOfEnabling) {
@@ -155,14 +108,14 @@ TEST_F(MainLoopTest, ATickMayDestroyItselfAndOthers) {
   self->setEnabled(true);
   runToIdle();
   EXPECT_EQ(log, "x");
-  EXPECT_EQ(endlessWaits, 1);
+  EXPECT_EQ(waiter->endlessWaits, 1);
 }
 
 TEST_F(MainLoopTest, AnIntervalOfNothingNeverTicks) {
   const auto timer = ticking(0ms, "t");
   runToIdle();
   EXPECT_EQ(log, "");
-  EXPECT_EQ(timeouts, std::vector{-1});
+  EXPECT_EQ(waiter->limits, Limits{std::nullopt});
 }
 
 TEST_F(MainLoopTest, EventsThatPostThemselvesKeepNobodyOut) {
@@ -178,7 +131,7 @@ TEST_F(MainLoopTest, EventsThatPostThemselvesKeepNobodyOut) {
 
 TEST_F(MainLoopTest, RunUntilAsksFirstAndAfterEveryEvent) {
   EXPECT_TRUE(loop->runUntil([] { return true; }));
-  EXPECT_TRUE(timeouts.empty());
+  EXPECT_TRUE(waiter->limits.empty());
   int ran = 0;
   for (int i = 0; i < 5; ++i) {
     loop->post([&] { ++ran; });
@@ -210,7 +163,7 @@ TEST_F(MainLoopTest, ProcessPendingRunsWhatIsDueWithoutWaiting) {
   EXPECT_EQ(log, "t10 ");
   loop->processPending();
   EXPECT_EQ(log, "t10 later ");
-  EXPECT_EQ(timeouts, (std::vector{0, 0}));
+  EXPECT_EQ(waiter->limits, (Limits{0ms, 0ms}));
 }
 
 TEST_F(MainLoopTest, QuitEndsAllLoopsThatRunAndNoLaterOne) {
@@ -243,168 +196,31 @@ TEST_F(MainLoopTest, AnEventThatThrowsLeavesTheLoopUsable) {
   EXPECT_EQ(log, "x");
 }
 
+TEST_F(MainLoopTest, WhatTheSystemHasComesAfterEventsAndTimersThatAreDue) {
+  const auto timer = ticking(10ms, "t");
+  now = 10ms;
+  loop->post([&] { log += "event "; });
+  waiter->fromSystem = {[&] { log += "first "; }, [&] { log += "second "; }};
+  loop->runUntil([&] { return log.find("second") != std::string::npos; });
+  EXPECT_EQ(log, "event t10 first second ");
+}
+
+// The rest is the waiter's to offer again.
+TEST_F(MainLoopTest, NothingMoreOfTheSystemIsServedOnceTheLoopIsDone) {
+  waiter->fromSystem = {[&] { log += "first "; }, [&] { log += "second "; }};
+  loop->runUntil([&] { return !log.empty(); });
+  EXPECT_EQ(log, "first ");
+}
+
 TEST_F(MainLoopTest, TimersMayOutliveTheLoop) {
   auto timer = ticking(10ms, "t");
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
-  auto watch = loop->watchReadable(ends[0], [] {});
   loop->post([&] { log += "dropped"; });
   loop.reset();
   timer->setInterval(5ms);
   timer->setEnabled(false);
   timer->setEnabled(true);
   timer.reset();
-  watch.reset();
   EXPECT_EQ(log, "");
-  ::close(ends[0]);
-  ::close(ends[1]);
-}
-
-TEST_F(MainLoopTest, WatchesDescriptorsUntilTheWatchEnds) {
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
-  ASSERT_EQ(::write(ends[1], "abc", 3), 3);
-  std::unique_ptr<MainLoop::Watch> watch;
-  watch = loop->watchReadable(ends[0], [&] {
-    char c = 0;
-    const ssize_t got = ::read(ends[0], &c, 1);
-    if (got == 1) {
-      log += c;
-    } else {
-      log += "end";
-      watch.reset();
-    }
-  });
-  loop->runUntil([&] { return log == "abc"; });
-  EXPECT_EQ(log, "abc");
-  ::close(ends[1]);
-  runToIdle();
-  EXPECT_EQ(log, "abcend");
-  EXPECT_EQ(endlessWaits, 1);
-  ::close(ends[0]);
-}
-
-TEST_F(MainLoopTest, ADescriptorThatIsClosedIsToldOnce) {
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
-  const auto watch = loop->watchReadable(ends[0], [&] { log += 'x'; });
-  ::close(ends[0]);
-  ::close(ends[1]);
-  runToIdle();
-  EXPECT_EQ(log, "x");
-}
-
-TEST_F(MainLoopTest, TerminationSignalsBecomeCalls) {
-  struct sigaction before {};
-  ::sigaction(SIGTERM, nullptr, &before);
-  {
-    const auto watch =
-        watchTermination([&](int signal) { log += signal == SIGTERM ? "term " : "int "; });
-    EXPECT_THROW((void)watchTermination([](int) {}), std::logic_error);
-    ::raise(SIGTERM);
-    ::raise(SIGINT);
-    EXPECT_EQ(log, "");
-    runToIdle();
-    EXPECT_EQ(log, "term int ");
-  }
-  struct sigaction after {};
-  ::sigaction(SIGTERM, nullptr, &after);
-  EXPECT_EQ(after.sa_handler, before.sa_handler);
-  EXPECT_NO_THROW((void)watchTermination([](int) {}));
-}
-
-TEST_F(MainLoopTest, ASecondTerminationSignalDoesWhatItDidBefore) {
-  const auto watch = watchTermination([&](int) { log += "asked "; });
-  ::raise(SIGTERM);
-  struct sigaction after {};
-  ::sigaction(SIGTERM, nullptr, &after);
-  EXPECT_EQ(after.sa_handler, SIG_DFL);
-  ::sigaction(SIGINT, nullptr, &after);
-  EXPECT_NE(after.sa_handler, SIG_DFL);
-  runToIdle();
-  EXPECT_EQ(log, "asked ");
-}
-
-TEST_F(MainLoopTest, AnotherSignalIsHeardAgainAndAgainBesideTheTerminationSignals) {
-  const auto end = watchTermination([&](int) { log += "end "; });
-  const auto watch = watchSignals({{SIGHUP, false}},
-                                  [&](int signal) { log += signal == SIGHUP ? "hangup " : "? "; });
-  EXPECT_THROW((void)watchSignals({{SIGUSR2, false}, {SIGHUP, false}}, [](int) {}),
-               std::logic_error);
-  struct sigaction other {};
-  ::sigaction(SIGUSR2, nullptr, &other);
-  EXPECT_EQ(other.sa_handler, SIG_DFL);
-  ::raise(SIGHUP);
-  ::raise(SIGHUP);
-  ::raise(SIGTERM);
-  loop->runUntil([&] { return log.size() == 18; });
-  EXPECT_EQ(std::count(log.begin(), log.end(), ' '), 3);
-  EXPECT_NE(log.find("end "), std::string::npos);
-}
-
-TEST_F(MainLoopTest, ASignalThatWasIgnoredStaysIgnored) {
-  struct sigaction ignore {};
-  struct sigaction before {};
-  ignore.sa_handler = SIG_IGN;
-  ::sigaction(SIGINT, &ignore, &before);
-  const auto watch = watchTermination([&](int) { log += "called"; });
-  ::raise(SIGINT);
-  runToIdle();
-  EXPECT_EQ(log, "");
-  ::sigaction(SIGINT, &before, nullptr);
-}
-
-TEST_F(MainLoopTest, ACallbackMayEndItsTerminationWatch) {
-  std::unique_ptr<SignalWatch> watch;
-  watch = watchTermination([&](int) {
-    watch.reset();
-    log += "ended";
-  });
-  ::raise(SIGTERM);
-  runToIdle();
-  EXPECT_EQ(log, "ended");
-}
-
-TEST(MainLoopThreads, PostWakesASleepingLoopFromAnotherThread) {
-  MainLoop loop;
-  int ran = 0;
-  std::thread poster([&] {
-    for (int i = 0; i < 1000; ++i) {
-      loop.post([&] { ++ran; });
-    }
-    loop.post([&] { loop.quit(); });
-  });
-  loop.run();
-  poster.join();
-  EXPECT_EQ(ran, 1000);
-}
-
-TEST(MainLoopThreads, QuitWakesASleepingLoopFromAnotherThread) {
-  std::atomic<bool> asleep{false};
-  MainLoopSystem system = posixMainLoopSystem();
-  const auto realPoll = system.poll;
-  system.poll = [&](pollfd* descriptors, nfds_t count, int timeout) {
-    asleep = timeout == -1;
-    return realPoll(descriptors, count, timeout);
-  };
-  MainLoop loop(system);
-  std::thread quitter([&] {
-    while (!asleep) {
-      std::this_thread::yield();
-    }
-    loop.quit();
-  });
-  loop.run();
-  quitter.join();
-  EXPECT_TRUE(asleep);
-}
-
-TEST(MainLoopThreads, TicksByTheRealClock) {
-  MainLoop loop;
-  int ticks = 0;
-  const auto timer = loop.makeTimer(1ms, [&] { ++ticks; });
-  timer->setEnabled(true);
-  EXPECT_TRUE(loop.runUntil([&] { return ticks == 3; }));
 }
 
 }  // namespace

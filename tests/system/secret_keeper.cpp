@@ -19,7 +19,6 @@
 #include "platform/curl/curl_network.h"
 #include "platform/freedesktop/desktop_keyring.h"
 #include "platform/freedesktop/desktop_online_accounts.h"
-#include "platform/posix/main_loop.h"
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
 #include "platform/posix/posix_processes.h"
@@ -70,9 +69,8 @@ class Keeper {
 
   void signIn(bool leak) {
     CurlNetwork network;
-    SignInSource source(
-        {&keyring_, &accounts_, &commands_, credentialFolder(), posixMainLoopSystem().steadyTime},
-        files_, account_, account_);
+    SignInSource source({&keyring_, &accounts_, &commands_, credentialFolder(), steadyTime}, files_,
+                        account_, account_);
     const SignInMaterial material = source.get({});
     if (!material.signIn) {
       show(material.failure.words);
@@ -114,7 +112,7 @@ class Keeper {
   TraceFile trace_;
   DesktopKeyring keyring_;
   DesktopOnlineAccounts accounts_;
-  PosixCommandRunner commands_{posixMainLoopSystem().steadyTime};
+  PosixCommandRunner commands_{steadyTime};
   AccountSettings account_;
   std::string leaked_;
 };

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/posix/main_loop.h"
+#include "platform/main_loop.h"
 #include "ui/console/console_output.h"
 #include "ui/forms/form_world.h"
 #include "ui/forms/mod_systray.h"

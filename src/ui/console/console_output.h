@@ -5,7 +5,6 @@
 // (TerminalOutput) it is laid out.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,29 +20,6 @@ class TextSink {
   virtual ~TextSink() = default;
   /// Writes everything, or nothing after the reader has gone.
   virtual void write(std::string_view bytes) = 0;
-};
-
-/// Writes to a file descriptor, which the caller keeps. Waits for a slow reader, and the program
-/// waits with it, until `interrupt`, another descriptor, becomes readable: output that cannot be
-/// written at once is dropped from then on, so that a program that is told to end can end.
-class DescriptorSink : public TextSink {
- public:
-  /// `onBroken` is called once, from within write(), when the reader has gone: a closed pipe, a
-  /// terminal that hung up. `interrupt` may be -1 for none.
-  DescriptorSink(int descriptor, int interrupt, std::function<void()> onBroken);
-  /// A line that a full disk refuses is lost; later lines are tried again.
-  void write(std::string_view bytes) override;
-  /// From now on, drops what cannot be written at once.
-  void hurry() { hurry_ = true; }
-
- private:
-  bool mayWrite();
-
-  int descriptor_;
-  int interrupt_;
-  std::function<void()> onBroken_;
-  bool broken_ = false;
-  bool hurry_ = false;
 };
 
 /// A box as it is printed.

@@ -17,13 +17,6 @@
 
 namespace relaybird {
 
-/// The origin of the lines.
-enum class InputKind {
-  kPerson,   ///< a terminal; its end ends the program
-  kScript,   ///< a pipe or file; its end ends the program after the last command
-  kNothing,  ///< the null device, as under a service manager: the program runs on
-};
-
 /// What a session needs. All must outlive it.
 struct SessionParts {
   EventQueue& events;

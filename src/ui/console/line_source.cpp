@@ -3,11 +3,7 @@
 // pipe, and a fast writer is held up instead of filling memory.
 #include "ui/console/line_source.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <utility>
 
 #include "ui/console/quoting.h"
@@ -66,37 +62,38 @@ InputLine LineSplitter::take() {
   return line;
 }
 
-StreamLines::StreamLines(MainLoop& loop, int descriptor) : loop_(loop), descriptor_(descriptor) {}
+StreamLines::~StreamLines() {
+  stream_.pause();
+}
 
 void StreamLines::listen(std::function<void()> onLines) {
   onLines_ = std::move(onLines);
-  watch();
+  readOrPause();
 }
 
-void StreamLines::watch() {
-  if (ended_ || !lines_.empty()) {
-    watch_.reset();
-  } else if (!watch_) {
-    watch_ = loop_.watchReadable(descriptor_, [this] { read(); });
+void StreamLines::readOrPause() {
+  const bool wanted = !ended_ && lines_.empty();
+  if (std::exchange(reading_, wanted) == wanted) {
+    return;
+  }
+  if (wanted) {
+    stream_.read([this](std::string_view bytes) { take(bytes); });
+  } else {
+    stream_.pause();
   }
 }
 
-void StreamLines::read() {
-  std::array<char, 16384> buffer;
-  const ssize_t got = ::read(descriptor_, buffer.data(), buffer.size());
-  if (got > 0) {
-    lines_.feed({buffer.data(), static_cast<std::size_t>(got)});
-  } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
-    // An unreadable input, such as a terminal that hung up, has ended. Reading can also fail for
-    // now although the loop reported data: another process with the same terminal may have taken
-    // it.
+void StreamLines::take(std::string_view bytes) {
+  if (bytes.empty()) {
     ended_ = true;
     lines_.end();
+  } else {
+    lines_.feed(bytes);
   }
   if (lines_.empty()) {
     return;
   }
-  watch();
+  readOrPause();
   onLines_();
 }
 
@@ -107,7 +104,7 @@ std::optional<InputLine> StreamLines::next() {
   InputLine line = lines_.take();
   // Reading goes on after the last line has been taken.
   if (onLines_) {
-    watch();
+    readOrPause();
   }
   return line;
 }

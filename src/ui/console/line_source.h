@@ -5,14 +5,32 @@
 
 #include <deque>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "platform/posix/main_loop.h"
-
 namespace relaybird {
+
+/// The origin of the lines.
+enum class InputKind {
+  kPerson,   ///< a terminal; its end ends the program
+  kScript,   ///< a pipe or file; its end ends the program after the last command
+  kNothing,  ///< the null device, as under a service manager: the program runs on
+};
+
+/// Bytes that arrive by events, such as those of standard input. All calls are made on the
+/// user-interface thread, whatever thread reads them.
+class ByteStream {
+ public:
+  virtual ~ByteStream() = default;
+  /// Calls `onBytes` from the loop with what arrives, some kilobytes at a time, and once with
+  /// nothing when the input has ended or cannot be read any more. Until pause(), which the call may
+  /// make.
+  virtual void read(std::function<void(std::string_view bytes)> onBytes) = 0;
+  /// No call comes from now on. What has not been read stays where it is, and its writer waits; a
+  /// piece that a thread has read meanwhile is kept for the next read().
+  virtual void pause() = 0;
+};
 
 struct InputLine {
   enum class Kind {
@@ -67,27 +85,28 @@ class LineSplitter {
   bool ended_ = false;
 };
 
-/// Lines of a pipe, a file, a device, or a terminal without line editing. Reads when data is
-/// available and never blocks; the descriptor's flags, which other processes may share, are not
-/// changed. Reading pauses while lines wait to be used.
+/// Lines of a pipe, a file, a device, or a terminal without line editing. Reading pauses while
+/// lines wait to be used.
 class StreamLines : public LineSource {
  public:
-  /// The caller keeps the descriptor. All must outlive it.
-  StreamLines(MainLoop& loop, int descriptor);
+  /// The stream must outlive it.
+  explicit StreamLines(ByteStream& stream) : stream_(stream) {}
+  ~StreamLines() override;
+  StreamLines(const StreamLines&) = delete;
+  StreamLines& operator=(const StreamLines&) = delete;
 
   void listen(std::function<void()> onLines) override;
   std::optional<InputLine> next() override;
 
  private:
-  void watch();
-  void read();
+  void readOrPause();
+  void take(std::string_view bytes);
 
-  MainLoop& loop_;
-  int descriptor_;
+  ByteStream& stream_;
   std::function<void()> onLines_;
   LineSplitter lines_;
   bool ended_ = false;
-  std::unique_ptr<MainLoop::Watch> watch_;
+  bool reading_ = false;
 };
 
 }  // namespace relaybird

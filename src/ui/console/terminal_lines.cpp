@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A terminal that edits its lines itself. Only the terminal knows what has been typed so far, so
 // output can only be printed after it; the typed text is still there when the user presses Enter.
-#include <termios.h>
-
 #include <utility>
 
 #include "ui/console/line_source.h"
@@ -15,7 +13,7 @@ namespace {
 class PlainTerminalLines : public TerminalLines {
  public:
   explicit PlainTerminalLines(TerminalParts parts)
-      : parts_(std::move(parts)), lines_(parts_.loop, parts_.input) {}
+      : parts_(std::move(parts)), lines_(parts_.input) {}
 
   void listen(std::function<void()> onLines) override {
     lines_.listen(std::move(onLines));
@@ -48,7 +46,7 @@ class PlainTerminalLines : public TerminalLines {
     if (std::exchange(waits_, true)) {
       return;
     }
-    parts_.loop.post([this, alive = std::weak_ptr(alive_)] {
+    parts_.events.post([this, alive = std::weak_ptr(alive_)] {
       if (alive.expired()) {
         return;
       }
@@ -60,14 +58,10 @@ class PlainTerminalLines : public TerminalLines {
   }
 
  private:
-  // Without ECHO the terminal still edits the line, so a mistyped password can be corrected.
   void showTyping(bool shown) {
-    termios mode{};
-    if (std::exchange(typingShown_, shown) == shown || ::tcgetattr(parts_.input, &mode) != 0) {
-      return;
+    if (std::exchange(typingShown_, shown) != shown) {
+      parts_.showTyping(shown);
     }
-    mode.c_lflag = shown ? mode.c_lflag | ECHO : mode.c_lflag & ~static_cast<tcflag_t>(ECHO);
-    (void)::tcsetattr(parts_.input, TCSANOW, &mode);
   }
 
   TerminalParts parts_;

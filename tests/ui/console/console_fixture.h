@@ -3,8 +3,6 @@
 // advances the clock instead, and one that would sleep for ever ends.
 #pragma once
 
-#include <poll.h>
-
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -13,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/main_loop.h"
+#include "support/fake_waiter.h"
 #include "ui/console/console_desktop.h"
 #include "ui/console/console_dialogs.h"
 #include "ui/console/console_output.h"
@@ -169,7 +167,9 @@ class ConsoleBench {
         session({loop, loop, lines, output(), dialogs, program, kind, [this] {
                    ++endings;
                    loop.quit();
-                 }}) {}
+                 }}) {
+    waiter->onEndlessWait = [this] { loop.quit(); };
+  }
 
   ConsoleOutput& output() {
     if (input == InputKind::kPerson) {
@@ -198,21 +198,9 @@ class ConsoleBench {
     return dialogs.messageBox({"A question\r\nof two lines", title, buttons, BoxIcon::kCritical});
   }
 
-  std::chrono::milliseconds now{0};
-  MainLoop loop{MainLoopSystem{[this] { return now; },
-                               [this](pollfd* descriptors, nfds_t count, int timeout) {
-                                 const int ready = ::poll(descriptors, count, 0);
-                                 if (ready != 0) {
-                                   return ready;
-                                 }
-                                 if (timeout > 0) {
-                                   now += std::chrono::milliseconds(timeout);
-                                 }
-                                 if (timeout < 0) {
-                                   loop.quit();
-                                 }
-                                 return 0;
-                               }}};
+  std::shared_ptr<FakeWaiter> waiter = std::make_shared<FakeWaiter>();
+  std::chrono::milliseconds& now = waiter->now;
+  MainLoop loop{waiter};
   InputKind input;
   int endings = 0;
   Transcript transcript;

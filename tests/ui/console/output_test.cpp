@@ -1,12 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The two forms of output, a line for each item for scripts and a screen for people, and a reader
-// of the output that is slow, gone, or a full disk.
-#include <fcntl.h>
+// The two forms of output, a line for each item for scripts and a screen for people.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
 
-#include "platform/posix/descriptor.h"
 #include "ui/console/console_fixture.h"
 #include "ui/console/console_output.h"
 #include "ui/console/terminal_output.h"
@@ -102,60 +97,6 @@ TEST_F(TerminalOutputTest, ColoursAreThereOnlyWhereTheyAreWanted) {
   plain.error("no");
   EXPECT_EQ(transcript.take(), "error: no\n");
 }
-
-class DescriptorSinkTest : public testing::Test {
- protected:
-  DescriptorSinkTest() {
-    int ends[2];
-    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-    reading = Descriptor(ends[0]);
-    writing = Descriptor(ends[1]);
-    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-    stopReading = Descriptor(ends[0]);
-    stopWriting = Descriptor(ends[1]);
-    former = ::signal(SIGPIPE, SIG_IGN);
-  }
-  ~DescriptorSinkTest() override { ::signal(SIGPIPE, former); }
-
-  Descriptor reading;
-  Descriptor writing;
-  Descriptor stopReading;
-  Descriptor stopWriting;
-  int broken = 0;
-  void (*former)(int) = SIG_DFL;
-};
-
-TEST_F(DescriptorSinkTest, AReaderThatHasGoneIsToldOnce) {
-  DescriptorSink out(writing.get(), stopReading.get(), [this] { ++broken; });
-  reading.close();
-  out.write("one\n");
-  out.write("two\n");
-  EXPECT_EQ(broken, 1);
-}
-
-TEST_F(DescriptorSinkTest, AReaderThatDoesNotReadCannotHoldUpAProgramThatIsToEnd) {
-  DescriptorSink out(writing.get(), stopReading.get(), [this] { ++broken; });
-  ASSERT_EQ(::write(stopWriting.get(), "x", 1), 1);
-  out.write(std::string(10 << 20, 'x'));
-  out.hurry();
-  out.write("more\n");
-  EXPECT_EQ(broken, 0);
-}
-
-TEST_F(DescriptorSinkTest, WhatAFullDiskRefusesIsLostAndTheRestGoesOn) {
-  const Descriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
-  if (!full) {
-    GTEST_SKIP() << "this system has no /dev/full";
-  }
-  DescriptorSink out(full.get(), -1, [this] { ++broken; });
-  out.write("one\n");
-  out.write("two\n");
-  EXPECT_EQ(broken, 0);
-}
-
-}  // namespace
-
-namespace {
 
 TEST(WordWrap, LeavesAlineThatFitsAsItIs) {
   EXPECT_EQ(wrapped("short line", 20, ""), "short line\n");

@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Lines from a stream: line ends, lines that are too long, noise, and a pipe that is read no faster
-// than its lines are taken.
+// Lines from a stream: line ends, lines that are too long, noise, and a stream that is read no
+// faster than its lines are taken.
 #include "ui/console/line_source.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <thread>
-
-#include "platform/posix/descriptor.h"
+#include <functional>
 
 namespace relaybird {
 namespace {
@@ -74,89 +70,72 @@ TEST(LineSplitter, NoiseIsOneErrorALine) {
   EXPECT_EQ(lines.front().substr(0, 2), "! ");
 }
 
-class StreamLinesTest : public testing::Test {
- protected:
-  StreamLinesTest() {
-    int ends[2];
-    EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-    reading = Descriptor(ends[0]);
-    writing = Descriptor(ends[1]);
+// A stream whose bytes the test brings.
+class BroughtBytes : public ByteStream {
+ public:
+  void read(std::function<void(std::string_view)> onBytes) override {
+    onBytes_ = std::move(onBytes);
   }
-  void write(std::string_view bytes) const {
-    EXPECT_EQ(::write(writing.get(), bytes.data(), bytes.size()),
-              static_cast<ssize_t>(bytes.size()));
+  void pause() override { onBytes_ = nullptr; }
+  bool reading() const { return onBytes_ != nullptr; }
+  void bring(std::string_view bytes) const {
+    const auto onBytes = onBytes_;
+    onBytes(bytes);
   }
 
-  MainLoop loop;
-  Descriptor reading;
-  Descriptor writing;
+ private:
+  std::function<void(std::string_view)> onBytes_;
 };
 
-TEST_F(StreamLinesTest, SaysWhenThereAreLines) {
-  StreamLines lines(loop, reading.get());
+TEST(StreamLines, ReadsOnlyWhileNoLineWaits) {
+  BroughtBytes stream;
   int told = 0;
-  lines.listen([&] { ++told; });
-  write("sta");
-  loop.processPending();
-  EXPECT_EQ(told, 0);
-  write("tus\nlog\n");
-  loop.runUntil([&] { return told > 0; });
-  EXPECT_EQ(lines.next()->text, "status");
-  EXPECT_EQ(lines.next()->text, "log");
-  EXPECT_FALSE(lines.next());
-  writing.close();
-  loop.runUntil([&] { return told > 1; });
-  EXPECT_EQ(lines.next()->kind, InputLine::Kind::kEnd);
-  loop.processPending();
-  EXPECT_EQ(told, 2);
-  EXPECT_FALSE(lines.next());
-}
-
-TEST_F(StreamLinesTest, DoesNotReadAheadOfLinesThatNobodyTakes) {
-  StreamLines lines(loop, reading.get());
-  int told = 0;
-  lines.listen([&] { ++told; });
-  write("one\n");
-  loop.runUntil([&] { return told == 1; });
-  write("two\n");
-  for (int i = 0; i < 10; ++i) {
-    loop.processPending();
+  {
+    StreamLines lines(stream);
+    EXPECT_FALSE(stream.reading());
+    lines.listen([&] { ++told; });
+    stream.bring("sta");
+    EXPECT_EQ(told, 0);
+    EXPECT_TRUE(stream.reading());
+    stream.bring("tus\nlog\nhe");
+    EXPECT_EQ(told, 1);
+    EXPECT_FALSE(stream.reading());
+    EXPECT_EQ(lines.next()->text, "status");
+    EXPECT_FALSE(stream.reading());
+    EXPECT_EQ(lines.next()->text, "log");
+    EXPECT_TRUE(stream.reading());
+    EXPECT_FALSE(lines.next());
+    stream.bring("lp\n");
+    EXPECT_EQ(lines.next()->text, "help");
   }
-  EXPECT_EQ(told, 1);
-  char byte = 0;
-  ASSERT_EQ(::fcntl(reading.get(), F_SETFL, O_NONBLOCK), 0);
-  EXPECT_EQ(::read(reading.get(), &byte, 1), 1) << "what nobody takes stays in the pipe";
+  EXPECT_FALSE(stream.reading()) << "nobody is there to take what it brings";
 }
 
-TEST_F(StreamLinesTest, TenMegabytesThroughAPipeAreOneErrorLine) {
-  StreamLines lines(loop, reading.get());
-  std::vector<InputLine> got;
+TEST(StreamLines, TheEndOfTheStreamIsTheLastLine) {
+  BroughtBytes stream;
+  StreamLines lines(stream);
+  lines.listen([] {});
+  stream.bring("quit");
+  stream.bring("");
+  EXPECT_EQ(lines.next()->text, "quit");
+  EXPECT_EQ(lines.next()->kind, InputLine::Kind::kEnd);
+  EXPECT_FALSE(lines.next());
+  EXPECT_FALSE(stream.reading());
+}
+
+TEST(StreamLines, LinesMayBeTakenInsideTheCallThatBringsThem) {
+  BroughtBytes stream;
+  StreamLines lines(stream);
+  Lines got;
   lines.listen([&] {
-    while (auto line = lines.next()) {
-      got.push_back(std::move(*line));
+    while (const auto line = lines.next()) {
+      got.push_back(line->text);
     }
   });
-  std::thread writer([&] {
-    const std::string piece(100000, '\x01');
-    for (int i = 0; i < 100; ++i) {
-      write(piece);
-    }
-    write("\nstatus\n");
-    writing.close();
-  });
-  loop.runUntil([&] { return !got.empty() && got.back().kind == InputLine::Kind::kEnd; });
-  writer.join();
-  ASSERT_EQ(got.size(), 3U);
-  EXPECT_EQ(got[0].kind, InputLine::Kind::kUnusable);
-  EXPECT_EQ(got[1].text, "status");
-}
-
-TEST_F(StreamLinesTest, WhatCannotBeReadHasEnded) {
-  const Descriptor folder(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  StreamLines lines(loop, folder.get());
-  bool ended = false;
-  lines.listen([&] { ended = lines.next()->kind == InputLine::Kind::kEnd; });
-  EXPECT_TRUE(loop.runUntil([&] { return ended; }));
+  stream.bring("one\ntwo\n");
+  EXPECT_TRUE(stream.reading());
+  stream.bring("three\n");
+  EXPECT_EQ(got, (Lines{"one", "two", "three"}));
 }
 
 }  // namespace

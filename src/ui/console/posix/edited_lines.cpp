@@ -3,6 +3,8 @@
 // here it is only called when bytes have arrived, and reads them from this class, so that the
 // program never blocks inside it. Output of the program takes the typed line off the screen
 // (hide()) and puts it back afterwards (showSoon()).
+#include "ui/console/posix/edited_lines.h"
+
 #include <histedit.h>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -20,7 +22,6 @@
 
 #include "platform/text/ascii_text.h"
 #include "ui/console/line_source.h"
-#include "ui/console/terminal_lines.h"
 
 namespace relaybird {
 namespace {
@@ -70,7 +71,7 @@ bool mayHoldPassword(std::string_view line) {
 
 class EditedLines : public TerminalLines {
  public:
-  explicit EditedLines(TerminalParts parts);
+  explicit EditedLines(EditedParts parts);
   ~EditedLines() override;
 
   void listen(std::function<void()> onLines) override;
@@ -92,13 +93,13 @@ class EditedLines : public TerminalLines {
   void listCandidates(const std::vector<std::string>& words);
   int columns() const;
 
-  TerminalParts parts_;
+  EditedParts parts_;
   File in_;
   File out_;
   std::unique_ptr<History, EndHistory> history_;
   std::unique_ptr<EditLine, EndEditing> editor_;
   std::function<void()> onLines_;
-  std::unique_ptr<MainLoop::Watch> watch_;
+  std::unique_ptr<PollWaiter::Watch> watch_;
   std::deque<char> keys_;  // read but not used yet
   LineSplitter lines_;
   std::string prompt_;
@@ -129,7 +130,7 @@ unsigned char giveCompletion(EditLine* editor, int) {
   return ownerOf(editor)->complete();
 }
 
-EditedLines::EditedLines(TerminalParts parts)
+EditedLines::EditedLines(EditedParts parts)
     : parts_(std::move(parts)),
       // Duplicates, because closing a FILE closes its descriptor, and the caller keeps these.
       in_(::fdopen(::dup(parts_.input), "r")),
@@ -140,8 +141,8 @@ EditedLines::EditedLines(TerminalParts parts)
   HistEvent event;
   ::history(history_.get(), &event, H_SETSIZE, kHistorySize);
   ::history(history_.get(), &event, H_SETUNIQUE, 1);
-  if (!parts_.historyFile.empty()) {
-    ::history(history_.get(), &event, H_LOAD, parts_.historyFile.c_str());
+  if (!parts_.help.historyFile.empty()) {
+    ::history(history_.get(), &event, H_LOAD, parts_.help.historyFile.c_str());
   }
   ::el_set(editor, EL_CLIENTDATA, static_cast<void*>(this));
   // The program handles signals itself.
@@ -163,15 +164,15 @@ EditedLines::~EditedLines() {
   if (editing_) {
     ::el_set(editor_.get(), EL_UNBUFFERED, 0);
   }
-  if (!parts_.historyFile.empty()) {
+  if (!parts_.help.historyFile.empty()) {
     HistEvent event;
-    ::history(history_.get(), &event, H_SAVE, parts_.historyFile.c_str());
+    ::history(history_.get(), &event, H_SAVE, parts_.help.historyFile.c_str());
   }
 }
 
 void EditedLines::listen(std::function<void()> onLines) {
   onLines_ = std::move(onLines);
-  watch_ = parts_.loop.watchReadable(parts_.input, [this] { readKeys(); });
+  watch_ = parts_.waiter.watchReadable(parts_.input, [this] { readKeys(); });
   showSoon();
 }
 
@@ -378,7 +379,7 @@ void EditedLines::listCandidates(const std::vector<std::string>& words) {
 unsigned char EditedLines::complete() {
   const LineInfo* line = ::el_line(editor_.get());
   const std::string before(line->buffer, line->cursor);
-  const Completion found = parts_.complete(before);
+  const Completion found = parts_.help.complete(before);
   if (found.words.empty()) {
     return CC_ERROR;
   }
@@ -407,10 +408,7 @@ unsigned char EditedLines::complete() {
 
 }  // namespace
 
-std::unique_ptr<TerminalLines> makeTerminalLines(TerminalParts parts) {
-  if (!parts.movesCursor) {
-    return makePlainTerminalLines(std::move(parts));
-  }
+std::unique_ptr<TerminalLines> makeEditedLines(EditedParts parts) {
   return std::make_unique<EditedLines>(std::move(parts));
 }
 

@@ -1,26 +1,16 @@
 // SPDX-License-Identifier: MIT
-// One round serves everything that waits once: posted events, due timers, readable descriptors;
-// then the loop sleeps in poll until the next timer is due. An eventfd among the descriptors wakes
-// it when another thread posts. Callbacks may destroy timers and watches and run loops of their
-// own, so state is shared and looked up again after every call.
-#include "platform/posix/main_loop.h"
-
-#include <fcntl.h>
-#include <sys/eventfd.h>
+// One round serves everything that waits once: posted events, due timers, what the system has; then
+// the loop sleeps until the next timer is due or something comes. Callbacks may destroy timers and
+// run loops of their own, so state is shared and looked up again after every call.
+#include "platform/main_loop.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstdint>
 #include <deque>
-#include <limits>
 #include <list>
 #include <mutex>
-#include <system_error>
 #include <utility>
-#include <vector>
-
-#include "platform/posix/descriptor.h"
 
 namespace relaybird {
 namespace {
@@ -38,29 +28,13 @@ struct TimerState {
   bool running() const { return enabled && interval.count() > 0; }
 };
 
-struct WatchState {
-  int descriptor = -1;
-  std::function<void()> onReadable;
-  bool active = true;
-};
-
 }  // namespace
 
-// Shared with timers and watches, which may outlive the loop; they hold it weakly. Only `posted`
-// and the eventfd are touched by other threads.
+// Shared with the timers, which may outlive the loop; they hold it weakly. Other threads touch
+// `posted`, `quitting` and the waiter's wake() alone.
 struct MainLoop::State {
-  explicit State(MainLoopSystem with)
-      : system(std::move(with)), wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-    if (!wake) {
-      throw std::system_error(errno, std::system_category(), "eventfd");
-    }
-  }
+  explicit State(std::shared_ptr<EventWaiter> with) : waiter(std::move(with)) {}
 
-  void wakeUp() {
-    const std::uint64_t one = 1;
-    // Fails only when the counter is full, and then the loop wakes anyway.
-    [[maybe_unused]] const auto written = ::write(wake.get(), &one, sizeof one);
-  }
   std::size_t waiting() {
     const std::lock_guard lock(mutex);
     return posted.size();
@@ -68,16 +42,13 @@ struct MainLoop::State {
   bool runPosted();
   std::shared_ptr<TimerState> firstDue(milliseconds now) const;
   bool runTimer(milliseconds now);
-  int pollTimeout(bool mayWait);
-  std::vector<std::shared_ptr<WatchState>> readyWatches(int timeout);
+  std::optional<milliseconds> untilNext(bool mayWait);
   void runRound(bool mayWait, const std::function<bool()>& enough);
 
-  MainLoopSystem system;
-  Descriptor wake;
+  const std::shared_ptr<EventWaiter> waiter;
   std::mutex mutex;
   std::deque<std::function<void()>> posted;  // guarded by the mutex
   std::list<std::shared_ptr<TimerState>> timers;
-  std::list<std::shared_ptr<WatchState>> watches;
   std::uint64_t nextTurn = 0;
   int depth = 0;  // how many run() and runUntil() are inside one another
   std::atomic<bool> quitting{false};
@@ -120,15 +91,16 @@ bool MainLoop::State::runTimer(milliseconds now) {
   }
   // Ticks that were missed are dropped, and the next one keeps the timer's rhythm. Set before the
   // call, because the tick may change the interval or destroy the timer.
-  const auto late = (system.steadyTime() - timer->due) / timer->interval;
+  const auto late = (waiter->steadyTime() - timer->due) / timer->interval;
   timer->due += timer->interval * (late + 1);
   timer->tick();
   return true;
 }
 
-int MainLoop::State::pollTimeout(bool mayWait) {
+// How long the loop may sleep; none for without end.
+std::optional<milliseconds> MainLoop::State::untilNext(bool mayWait) {
   if (!mayWait || quitting || waiting() > 0) {
-    return 0;
+    return milliseconds(0);
   }
   auto next = milliseconds::max();
   for (const auto& timer : timers) {
@@ -137,44 +109,12 @@ int MainLoop::State::pollTimeout(bool mayWait) {
     }
   }
   if (next == milliseconds::max()) {
-    return -1;
+    return std::nullopt;
   }
-  const auto left = (next - system.steadyTime()).count();
-  return static_cast<int>(std::clamp<std::int64_t>(left, 0, std::numeric_limits<int>::max()));
+  return std::max(next - waiter->steadyTime(), milliseconds(0));
 }
 
-std::vector<std::shared_ptr<WatchState>> MainLoop::State::readyWatches(int timeout) {
-  std::vector<pollfd> descriptors{{wake.get(), POLLIN, 0}};
-  // A copy, because the callbacks that follow may add and remove watches.
-  const std::vector<std::shared_ptr<WatchState>> polled(watches.begin(), watches.end());
-  for (const auto& watch : polled) {
-    descriptors.push_back({watch->descriptor, POLLIN, 0});
-  }
-  if (system.poll(descriptors.data(), descriptors.size(), timeout) <= 0) {
-    return {};
-  }
-  if (descriptors.front().revents != 0) {
-    std::uint64_t count = 0;
-    // Reading resets the counter; otherwise every later poll would return at once.
-    [[maybe_unused]] const auto got = ::read(wake.get(), &count, sizeof count);
-  }
-  std::vector<std::shared_ptr<WatchState>> ready;
-  for (std::size_t i = 0; i < polled.size(); ++i) {
-    // Also an error or the end of a stream: its reader learns that from its read.
-    const short events = descriptors[i + 1].revents;
-    if (events == 0) {
-      continue;
-    }
-    ready.push_back(polled[i]);
-    // A descriptor that its owner has closed would spin the loop; reported once, then dropped.
-    if ((events & POLLNVAL) != 0) {
-      watches.remove(polled[i]);
-    }
-  }
-  return ready;
-}
-
-// Everything gets its turn once: the events that wait now, due timers, descriptors. What an event
+// Everything gets its turn once: the events that wait now, due timers, the system. What an event
 // adds waits for the next round, so that no source can starve the others.
 void MainLoop::State::runRound(bool mayWait, const std::function<bool()>& enough) {
   for (std::size_t left = waiting(); left > 0 && runPosted(); --left) {
@@ -182,18 +122,14 @@ void MainLoop::State::runRound(bool mayWait, const std::function<bool()>& enough
       return;
     }
   }
-  const milliseconds now = system.steadyTime();
+  const milliseconds now = waiter->steadyTime();
   while (runTimer(now)) {
     if (enough()) {
       return;
     }
   }
-  for (const auto& watch : readyWatches(pollTimeout(mayWait))) {
-    // Destroyed by the callback of another one in this round.
-    if (!watch->active) {
-      continue;
-    }
-    watch->onReadable();
+  for (const auto& serve : waiter->wait(untilNext(mayWait))) {
+    serve();
     if (enough()) {
       return;
     }
@@ -235,28 +171,12 @@ class LoopTimer : public Timer {
     if (!loop) {
       return;
     }
-    state_->due = loop->system.steadyTime() + state_->interval;
+    state_->due = loop->waiter->steadyTime() + state_->interval;
     state_->turn = loop->nextTurn++;
   }
 
   std::weak_ptr<MainLoop::State> loop_;
   std::shared_ptr<TimerState> state_;
-};
-
-class DescriptorWatch : public MainLoop::Watch {
- public:
-  DescriptorWatch(const std::shared_ptr<MainLoop::State>& loop, std::shared_ptr<WatchState> state)
-      : loop_(loop), state_(std::move(state)) {}
-  ~DescriptorWatch() override {
-    state_->active = false;
-    if (const auto loop = loop_.lock()) {
-      loop->watches.remove(state_);
-    }
-  }
-
- private:
-  std::weak_ptr<MainLoop::State> loop_;
-  std::shared_ptr<WatchState> state_;
 };
 
 // Counts nested loops, also when an event throws. quit() ends all of them; the outermost takes the
@@ -278,17 +198,8 @@ class Depth {
 
 }  // namespace
 
-MainLoopSystem posixMainLoopSystem() {
-  return {[] {
-            return std::chrono::duration_cast<milliseconds>(
-                std::chrono::steady_clock::now().time_since_epoch());
-          },
-          [](pollfd* descriptors, nfds_t count, int timeout) {
-            return ::poll(descriptors, count, timeout);
-          }};
-}
-
-MainLoop::MainLoop(MainLoopSystem system) : state_(std::make_shared<State>(std::move(system))) {}
+MainLoop::MainLoop(std::shared_ptr<EventWaiter> waiter)
+    : state_(std::make_shared<State>(std::move(waiter))) {}
 
 MainLoop::~MainLoop() {
   // Destroying an event may post another one: so it happens outside the lock, and that one is
@@ -307,7 +218,7 @@ void MainLoop::post(std::function<void()> event) {
   }
   // The loop checks the queue before it sleeps, so only the first event can find it asleep.
   if (first) {
-    state_->wakeUp();
+    state_->waiter->wake();
   }
 }
 
@@ -317,15 +228,6 @@ std::unique_ptr<Timer> MainLoop::makeTimer(milliseconds interval, std::function<
   timer->tick = std::move(tick);
   state_->timers.push_back(timer);
   return std::make_unique<LoopTimer>(state_, std::move(timer));
-}
-
-std::unique_ptr<MainLoop::Watch> MainLoop::watchReadable(int descriptor,
-                                                         std::function<void()> onReadable) {
-  auto watch = std::make_shared<WatchState>();
-  watch->descriptor = descriptor;
-  watch->onReadable = std::move(onReadable);
-  state_->watches.push_back(watch);
-  return std::make_unique<DescriptorWatch>(state_, std::move(watch));
 }
 
 void MainLoop::run() {
@@ -352,7 +254,7 @@ void MainLoop::processPending() {
 
 void MainLoop::quit() {
   state_->quitting = true;
-  state_->wakeUp();
+  state_->waiter->wake();
 }
 
 }  // namespace relaybird
