@@ -36,14 +36,18 @@ layer(ui/desktop/views platform ui/forms ui/desktop/widgets ui/desktop/native ui
 layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views)
 layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
 layer(ui/desktop/gtk platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
-layer(app platform platform/posix platform/freedesktop platform/curl message mail outbox prefs stores compose engine
+layer(app platform message mail outbox prefs stores compose engine
       ui/forms ui/help ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)
+layer(app/posix platform platform/posix platform/freedesktop platform/curl mail ui/forms app)
 
 set(core platform mail prefs compose engine ui/forms)
 set(windows ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
             ui/desktop/help)
 set(also_ui/desktop/help chm_lib.h)
+# What is the same on every system without being core: no system headers, and no branches but those of the
+# build's own options.
+set(portable ui/console app)
 
 set(std_headers
     algorithm any array atomic bit bitset cassert cctype cerrno cfloat charconv chrono climits clocale cmath
@@ -79,6 +83,8 @@ function(check_system_header file layer header)
     complain("${file}: the core uses the standard library alone, not <${header}>")
   elseif(layer IN_LIST windows AND NOT header MATCHES "^wx/")
     complain("${file}: the windows use the toolkit alone, not <${header}>")
+  elseif(layer IN_LIST portable AND NOT header MATCHES "^wx/")
+    complain("${file}: ${layer} leaves the system to its folder for each system, not <${header}>")
   endif()
 endfunction()
 
@@ -122,6 +128,8 @@ foreach(file IN LISTS SOURCES)
     elseif(line MATCHES "\"([^\"]+)\"")
       check_own_header("${file}" ${layer} "${CMAKE_MATCH_1}")
     elseif(layer IN_LIST core OR layer IN_LIST windows)
+      complain("${file}: no platform branches in ${layer}: ${line}")
+    elseif(layer IN_LIST portable AND NOT line MATCHES "RELAYBIRD_")
       complain("${file}: no platform branches in ${layer}: ${line}")
     endif()
   endforeach()

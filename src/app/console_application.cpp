@@ -8,10 +8,8 @@
 #include <utility>
 
 #include "app/program_start.h"
-#include "platform/posix/posix_processes.h"
 #include "ui/console/console_output.h"
 #include "ui/console/line_source.h"
-#include "ui/forms/desktop_programs.h"
 
 namespace relaybird {
 namespace {
@@ -21,14 +19,14 @@ constexpr int kProtocol = 1;
 
 }  // namespace
 
-ConsoleApplication::ConsoleApplication(ProgramIdentity identity, ConsoleSystem& system,
-                                       Manual manual, std::ostream& err)
+ConsoleApplication::ConsoleApplication(ProgramIdentity identity, ProgramPlatform platform,
+                                       ConsoleSystem& system, Manual manual, std::ostream& err)
     : manual_(std::move(manual)),
       err_(err),
       system_(system),
       loop_(system.loop()),
       core_(
-          std::move(identity), loop_,
+          std::move(platform), std::move(identity), loop_,
           [this](const StoreNotice& notice) {
             if (forms_) {
               forms_->handleNotice(notice);
@@ -86,8 +84,6 @@ void ConsoleApplication::makeConsole() {
   clipboard_ = std::make_unique<ConsoleClipboard>(person ? &system_.output() : nullptr, *output_);
   helpViewer_ = std::make_unique<ConsoleHelpViewer>(*output_, manual_.topics);
   folderViewer_ = std::make_unique<ConsoleFolderViewer>(*output_);
-  systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
-                                                                 core_.files, startProgram);
 }
 
 void ConsoleApplication::makeForms() {
@@ -96,10 +92,10 @@ void ConsoleApplication::makeForms() {
                    .outgoing = core_.outgoing(),
                    .files = core_.files,
                    .profiles = core_.profiles,
-                   .folders = core_.folders,
-                   .osVersion = core_.osVersion,
-                   .clock = core_.clock,
-                   .sleeper = core_.sleeper,
+                   .folders = *core_.platform.folders,
+                   .osVersion = *core_.platform.osVersion,
+                   .clock = *core_.platform.clock,
+                   .sleeper = *core_.platform.sleeper,
                    .timers = loop_,
                    .events = loop_,
                    .trace = core_.trace,
@@ -108,14 +104,14 @@ void ConsoleApplication::makeForms() {
                    .clipboard = *clipboard_,
                    .helpViewer = *helpViewer_,
                    .folderViewer = *folderViewer_,
-                   .systemInformation = *systemInformation_,
+                   .systemInformation = *core_.platform.systemInformation,
                    .tray = tray_,
                    .notifications = notifications_,
                    .autostart = autostart_,
                    .setup = core_.setup(),
                    .version = core_.identity().version,
-                   .defaultHelpFile = defaultHelpFile(core_.files, programFolder()),
-                   .decimalSeparator = userDecimalSeparator(),
+                   .defaultHelpFile = defaultHelpFile(core_.files, core_.platform.programFolder),
+                   .decimalSeparator = core_.platform.decimalSeparator,
                    .verbose = core_.verbose});
   frmRelaybird& main = forms_->main();
   observer_ = std::make_unique<ConsoleObserver>(
@@ -130,7 +126,7 @@ void ConsoleApplication::makeForms() {
             {"version", core_.identity().versionText},
             {"mail-store", core_.mailbox().store + " " + core_.mailbox().place}};
       },
-      std::move(manual_), userDecimalSeparator());
+      std::move(manual_), core_.platform.decimalSeparator);
   session_ = std::make_unique<ConsoleSession>(SessionParts{.events = loop_,
                                                            .timers = loop_,
                                                            .lines = *lines_,

@@ -19,8 +19,8 @@ namespace relaybird {
 class ConsoleApplication {
  public:
   /// Writes the reason why the program cannot start to `err`. `system` and `err` must outlive it.
-  ConsoleApplication(ProgramIdentity identity, ConsoleSystem& system, Manual manual,
-                     std::ostream& err);
+  ConsoleApplication(ProgramIdentity identity, ProgramPlatform platform, ConsoleSystem& system,
+                     Manual manual, std::ostream& err);
   ~ConsoleApplication();
 
   /// Runs until the user, a signal or the end of the input ends it. Returns the exit status: 0 for
@@ -58,7 +58,6 @@ class ConsoleApplication {
   std::unique_ptr<ConsoleClipboard> clipboard_;
   std::unique_ptr<ConsoleHelpViewer> helpViewer_;
   std::unique_ptr<ConsoleFolderViewer> folderViewer_;
-  std::unique_ptr<SystemInformation> systemInformation_;
 
   std::unique_ptr<ProgramForms> forms_;
   std::unique_ptr<ConsoleObserver> observer_;

@@ -16,12 +16,9 @@
 #include <utility>
 
 #include "app/program_start.h"
-#include "platform/posix/desktop_entry_autostart.h"
-#include "platform/posix/posix_processes.h"
 #include "ui/desktop/native/tray_icon.h"
 #include "ui/desktop/widgets/text.h"
 #include "ui/desktop/windows/kept_place.h"
-#include "ui/forms/desktop_programs.h"
 
 namespace relaybird {
 namespace {
@@ -61,7 +58,8 @@ Control& controlOf(const std::string& name, MainControls& window) {
 
 }  // namespace
 
-DesktopApplication::DesktopApplication(ProgramIdentity identity) : identity_(std::move(identity)) {
+DesktopApplication::DesktopApplication(ProgramIdentity identity, PlatformMaker platform)
+    : identity_(std::move(identity)), makePlatform_(std::move(platform)) {
   desktop::takeApplicationName();
 }
 
@@ -73,7 +71,7 @@ bool DesktopApplication::OnInit() {
   wxImage::AddHandler(new wxPNGHandler);
   loop_ = std::make_unique<desktop::WxLoop>();
   core_ = std::make_unique<ProgramCore>(
-      identity_, *loop_,
+      makePlatform_(), identity_, *loop_,
       [this](const StoreNotice& notice) {
         if (forms_) {
           forms_->handleNotice(notice);
@@ -118,9 +116,9 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
           .outgoing = core_->outgoing(),
           .files = core_->files,
           .profiles = core_->profiles,
-          .folders = core_->folders,
-          .osVersion = core_->osVersion,
-          .clock = core_->clock,
+          .folders = *core_->platform.folders,
+          .osVersion = *core_->platform.osVersion,
+          .clock = *core_->platform.clock,
           .sleeper = pause_,
           .timers = *loop_,
           .events = *loop_,
@@ -129,26 +127,22 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
           .screen = screen_,
           .clipboard = clipboard_,
           .helpViewer = help_,
-          .folderViewer = *folderViewer_,
-          .systemInformation = *systemInformation_,
+          .folderViewer = *core_->platform.folderViewer,
+          .systemInformation = *core_->platform.systemInformation,
           .tray = tray,
           .notifications = *session_,
           .autostart = *autostart_,
           .setup = core_->setup(),
           .version = identity_.version,
-          .defaultHelpFile = defaultHelpFile(core_->files, programFolder()),
-          .decimalSeparator = userDecimalSeparator(),
+          .defaultHelpFile = defaultHelpFile(core_->files, core_->platform.programFolder),
+          .decimalSeparator = core_->platform.decimalSeparator,
           .verbose = core_->verbose};
 }
 
 void DesktopApplication::makeForms() {
   auto tray = std::make_unique<desktop::TrayIcon>(core_->files, *loop_, core_->stateFile("icons"));
-  folderViewer_ =
-      std::make_unique<ListedFolderViewer>(freeDesktopFolderOpeners(), core_->files, startProgram);
-  systemInformation_ = std::make_unique<ListedSystemInformation>(freeDesktopInformationTools(),
-                                                                 core_->files, startProgram);
-  autostart_ = std::make_unique<DesktopEntryAutostart>(
-      core_->files, core_->folders.GetAppDataFolder(), joinPath(programFolder(), identity_.name));
+  autostart_ =
+      core_->platform.makeAutostart(joinPath(core_->platform.programFolder, identity_.name));
   session_ = std::make_unique<desktop::SessionApplication>(
       desktop::SessionApplication::Listener{[this] { raise(); }, looksOn,
                                             [this](const std::string& action) { act(action); }},

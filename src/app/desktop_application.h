@@ -4,6 +4,7 @@
 
 #include <wx/app.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,7 +24,9 @@ namespace relaybird {
 
 class DesktopApplication : public wxApp {
  public:
-  explicit DesktopApplication(ProgramIdentity identity);
+  /// Makes the platform once the toolkit is ready.
+  using PlatformMaker = std::function<ProgramPlatform()>;
+  DesktopApplication(ProgramIdentity identity, PlatformMaker platform);
   ~DesktopApplication() override;
 
   bool OnInit() override;
@@ -47,6 +50,7 @@ class DesktopApplication : public wxApp {
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
 
   ProgramIdentity identity_;
+  PlatformMaker makePlatform_;
   int status_ = 0;
   bool started_ = false;
   std::vector<std::string> asked_;  ///< actions requested before the start
@@ -62,8 +66,6 @@ class DesktopApplication : public wxApp {
   desktop::WxSleeper pause_{[this] { return ending(); }, [this] { return checkRuns(); }};
   desktop::WxClipboard clipboard_;
   desktop::HelpWindow help_{[this] { return windows_ ? &windows_->main() : nullptr; }};
-  std::unique_ptr<SystemInformation> systemInformation_;
-  std::unique_ptr<FolderViewer> folderViewer_;
   std::unique_ptr<TrayPlatform> tray_;
   std::unique_ptr<ProgramForms> forms_;
   std::unique_ptr<WindowPlaces> places_;

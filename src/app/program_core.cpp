@@ -1,44 +1,44 @@
 // SPDX-License-Identifier: MIT
+// What a program is before it shows anything. The preference file names the store; the store names
+// the place of its mailbox; and the lock is taken on that place, in that order, because only the
+// store knows which place its settings mean. Everything goes through the slot that the forms refer
+// to, so that the mailbox can be closed and another one opened while they live.
 #include "app/program_core.h"
-
-#include <unistd.h>
 
 #include <cerrno>
 #include <utility>
 
 #include "app/program_start.h"
-#ifdef RELAYBIRD_KEYRING
-#include "platform/freedesktop/desktop_keyring.h"
-#include "platform/freedesktop/desktop_online_accounts.h"
-#endif
-#include "platform/curl/curl_network.h"
+#include "platform/paths.h"
 #include "prefs/preference_location.h"
 
 namespace relaybird {
 
-ProgramCore::ProgramCore(ProgramIdentity identity, EventQueue& events,
+ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQueue& events,
                          std::function<void(const StoreNotice&)> notice,
                          std::function<bool()> keepAlive)
-    : trace(files, clock, stateFile("rbxdb.txt"), stateFile("rbxkey/db")),
+    : platform(std::move(with)),
+      trace(files, *platform.clock, stateFile("rbxdb.txt"), stateFile("rbxkey/db")),
       identity_(std::move(identity)),
       events_(events),
       notice_(std::move(notice)),
-      keepAlive_(std::move(keepAlive)),
-      commands_(steadyTime) {
-#ifdef RELAYBIRD_KEYRING
-  keyring_ = std::make_unique<DesktopKeyring>();
-  accounts_ = std::make_unique<DesktopOnlineAccounts>();
-#endif
+      keepAlive_(std::move(keepAlive)) {
   setup_ = std::make_unique<ProgramMailSetup>(
-      AccountTestWorld{files, secretWorld(), [] { return std::make_unique<CurlNetwork>(); },
-                       identity_.versionText},
-      events_, localIdentity(), [this] { return reopen(); }, [this] { return slot_.why(); });
+      AccountTestWorld{files, secretWorld(), platform.network, identity_.versionText}, events_,
+      platform.user, [this] { return reopen(); }, [this] { return slot_.why(); });
 }
 
 std::string ProgramCore::stateFile(const std::string& name) const {
-  return joinPath(folders.stateFolder(), "rbx/" + name);
+  return joinPath(platform.folders->stateFolder(), "rbx/" + name);
 }
 
+// Asked for again each time: what an older release left elsewhere may have been moved meanwhile.
+std::string ProgramCore::preferenceFile() {
+  return locatePreferenceFile(files, profiles, *platform.folders, *platform.osVersion);
+}
+
+// Settings that cannot be used do not keep the windows from starting, for the user has to correct
+// them there; the console's user corrects the file.
 std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait,
                                                          WrongSettings wrong) {
   if (auto refusal = openStoreOfPreferences()) {
@@ -46,7 +46,7 @@ std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait
       return refusal;
     }
     slot_.close(std::move(refusal->text));
-    mailbox_ = {"none", locatePreferenceFile(files, profiles, folders, osVersion)};
+    mailbox_ = {"none", preferenceFile()};
   }
   return lockMailbox(wait);
 }
@@ -64,35 +64,35 @@ Result<void> ProgramCore::reopen() {
 }
 
 SecretWorld ProgramCore::secretWorld() {
-  return {.keyring = keyring_.get(),
-          .accounts = accounts_.get(),
-          .commands = &commands_,
-          .credentialFolder = credentialFolder(),
-          .steadyTime = steadyTime};
+  return {.keyring = platform.keyring.get(),
+          .accounts = platform.accounts.get(),
+          .commands = platform.secretCommands.get(),
+          .credentialFolder = platform.credentialFolder,
+          .steadyTime = platform.steadyTime};
 }
 
 std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
-  const std::string file = locatePreferenceFile(files, profiles, folders, osVersion);
+  const std::string file = preferenceFile();
   const auto reader = profiles.read(file);
   mailbox_.store = mailStoreName(*reader);
   auto store =
-      openStore(mailbox_.store, *reader, file,
+      openStore(mailbox_.store, {*reader, file},
                 StoreWorld{.files = files,
-                           .clock = clock,
+                           .clock = *platform.clock,
                            .events = events_,
                            .executor = executor_,
-                           .commands = commands_,
-                           .random = systemRandomBytes,
-                           .user = localIdentity(),
+                           .commands = *platform.commands,
+                           .random = platform.random,
+                           .user = platform.user,
                            .version = identity_.versionText,
-                           .stateFolder = folders.stateFolder(),
+                           .stateFolder = platform.folders->stateFolder(),
                            .notice = notice_,
                            .lockFolder =
                                [this](const std::string& folder) {
                                  return lock_->takeFolder(folder, InstanceLock::Wait::kNone);
                                },
                            .secrets = secretWorld(),
-                           .network = [] { return std::make_unique<CurlNetwork>(); },
+                           .network = platform.network,
                            .verbose = verbose,
                            .keepAlive = keepAlive_});
   if (!store) {
@@ -105,8 +105,9 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
 
 std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait wait) {
   lock_ = std::make_unique<InstanceLock>(
-      files, LockHolder{identity_.name, static_cast<long>(::getpid()), clock.toText(clock.now())});
-  auto taken = lock_->takeName(folders.stateFolder(), mailbox_, wait);
+      files,
+      LockHolder{identity_.name, platform.process, platform.clock->toText(platform.clock->now())});
+  auto taken = lock_->takeName(platform.folders->stateFolder(), mailbox_, wait);
   // A mailbox that is missing or cannot be read is reported by the store, at every check.
   const std::string place = slot_.store() != nullptr ? slot_.store()->folder() : "";
   if (taken && !place.empty()) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The parts that both programs have before they show anything: disk, clock, folders, preferences,
-// the mail store, and the lock on the mailbox.
+// The parts that both programs have before they show anything: the preferences, the mail store, and
+// the lock on the mailbox, over the platform that the program is given.
 #pragma once
 
 #include <atomic>
@@ -11,15 +11,11 @@
 
 #include "app/instance_lock.h"
 #include "app/program_mail_setup.h"
+#include "app/program_platform.h"
 #include "app/store_openers.h"
 #include "app/store_slot.h"
-#include "platform/posix/posix_clock.h"
-#include "platform/posix/posix_file_system.h"
-#include "platform/posix/posix_processes.h"
-#include "platform/posix/xdg_folders.h"
 #include "platform/profile/profile_file.h"
 #include "platform/system/executor.h"
-#include "platform/system/os_version.h"
 #include "platform/system/trace_log.h"
 #include "ui/forms/program_world.h"
 
@@ -40,7 +36,7 @@ class ProgramCore {
  public:
   /// The store posts its events to `events`; its notices go to `notice`, and `keepAlive` is
   /// StoreWorld's. All must outlive the store.
-  ProgramCore(ProgramIdentity identity, EventQueue& events,
+  ProgramCore(ProgramPlatform platform, ProgramIdentity identity, EventQueue& events,
               std::function<void(const StoreNotice&)> notice, std::function<bool()> keepAlive);
 
   /// Why the program cannot start, and its exit status.
@@ -74,17 +70,15 @@ class ProgramCore {
   /// The path of a file of the program in the state folder.
   std::string stateFile(const std::string& name) const;
 
-  PosixSleeper sleeper;
-  PosixFileSystem files{sleeper};
-  PosixClock clock;
-  XdgFolders folders{files};
-  NotWindows osVersion;
+  const ProgramPlatform platform;
+  FileSystem& files = *platform.files;
   ProfileFile profiles{files};
   TraceFile trace;
   /// Whether the verbose log is on: set by the forms, read by the store's threads.
   std::shared_ptr<std::atomic<bool>> verbose = std::make_shared<std::atomic<bool>>(false);
 
  private:
+  std::string preferenceFile();
   std::optional<Refusal> openStoreOfPreferences();
   std::optional<Refusal> lockMailbox(InstanceLock::Wait wait);
 
@@ -94,9 +88,6 @@ class ProgramCore {
   std::function<bool()> keepAlive_;
   WatchedMailbox mailbox_;
   std::unique_ptr<InstanceLock> lock_;  ///< outlives the store, which writes when it is closed
-  PosixCommandRunner commands_;
-  std::unique_ptr<SecretStore> keyring_;      ///< null in a build without it
-  std::unique_ptr<OnlineAccounts> accounts_;  ///< null in a build without it
   ThreadExecutor executor_;
   StoreSlot slot_;
   std::unique_ptr<ProgramMailSetup> setup_;

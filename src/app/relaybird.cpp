@@ -19,6 +19,6 @@ int main(int argc, char** argv) {
   if (const auto status = relaybird::answerArguments(identity, kHelp, {argv + 1, argv + argc})) {
     return *status;
   }
-  wxApp::SetInstance(new relaybird::DesktopApplication(identity));
+  wxApp::SetInstance(new relaybird::DesktopApplication(identity, relaybird::systemPlatform));
   return wxEntry(argc, argv);
 }

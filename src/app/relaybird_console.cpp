@@ -76,8 +76,8 @@ int main(int argc, char** argv) {
   }
   try {
     const auto system = relaybird::openSystemConsole();
-    relaybird::ConsoleApplication application(identity, *system, relaybird::consoleManual(),
-                                              std::cerr);
+    relaybird::ConsoleApplication application(identity, relaybird::systemPlatform(), *system,
+                                              relaybird::consoleManual(), std::cerr);
     return application.run();
   } catch (const std::exception& error) {
     std::cerr << identity.name << ": " << error.what() << '\n';

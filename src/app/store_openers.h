@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The mail stores of this build, by the name that section [mail] of the preference file gives.
+// The mail stores of a build, by the name that section [mail] of the preference file gives.
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "mail/mail_store.h"
 #include "mail/store_world.h"
@@ -12,14 +14,32 @@
 
 namespace relaybird {
 
-/// The value of key "store": the mail store that the user chose, in lower case; "maildir" by
-/// default.
-std::string mailStoreName(const ProfileReader& file);
+/// What a store is opened with.
+struct StoreSettings {
+  const ProfileReader& file;
+  std::string fileName;  ///< for texts
+};
 
-/// Opens the store of that name with the settings of the preference file. Nothing of the mailbox is
-/// touched yet. An error is a sentence for the user about a setting that cannot be used;
-/// `fileName` is for its text.
-Result<std::unique_ptr<MailStore>> openStore(const std::string& name, const ProfileReader& file,
-                                             const std::string& fileName, const StoreWorld& world);
+/// A mail store that a build has.
+struct StoreEntry {
+  std::string_view name;  ///< in lower case
+  /// Nothing of the mailbox is touched yet. An error is a sentence for the user about a setting
+  /// that cannot be used.
+  Result<std::unique_ptr<MailStore>> (*open)(const StoreSettings& settings,
+                                             const StoreWorld& world);
+};
+
+/// The stores of this build; the first one is opened where the user has chosen none.
+std::span<const StoreEntry> builtStores();
+
+/// The value of key "store": the mail store that the user chose, in lower case, or the first of the
+/// table; empty where there is neither.
+std::string mailStoreName(const ProfileReader& file,
+                          std::span<const StoreEntry> stores = builtStores());
+
+/// Opens the store of that name. An error is StoreEntry::open's, or says which stores there are.
+Result<std::unique_ptr<MailStore>> openStore(const std::string& name, const StoreSettings& settings,
+                                             const StoreWorld& world,
+                                             std::span<const StoreEntry> stores = builtStores());
 
 }  // namespace relaybird

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include "app/posix/posix_platform.h"
 #include "platform/posix/posix_file_system.h"
 #include "support/fake_clock.h"
 #include "support/temp_folder.h"
@@ -27,7 +28,7 @@ TEST(ProgramStart, TheHelpFileIsWhereItIsInstalledElseBesideTheProgram) {
 }
 
 TEST(ProgramStart, TheProgramKnowsItsFolder) {
-  EXPECT_TRUE(std::filesystem::is_regular_file(programFolder() + "/app_test"));
+  EXPECT_TRUE(std::filesystem::is_regular_file(programFolder() + "/app_posix_test"));
 }
 
 TEST(ProgramStart, CredentialsAreInTheFolderThatTheServiceManagerNames) {

@@ -30,7 +30,7 @@ class StoreOpenersTest : public testing::Test {
     const std::string file = temp.path("rbx_prefs.ini");
     writeBytes(file, "[mail]\n" + section);
     const auto reader = profiles.read(file);
-    return openStore(name, *reader, file,
+    return openStore(name, {*reader, file},
                      {.files = files,
                       .clock = clock,
                       .events = loop,
@@ -58,6 +58,19 @@ TEST_F(StoreOpenersTest, TheStoresNameIsReadInAnyCase) {
 TEST_F(StoreOpenersTest, TheMaildirIsTheStoreWhereNoneIsNamed) {
   EXPECT_EQ(nameIn(""), "maildir");
   EXPECT_EQ(nameIn("[mail]\nstore=\n"), "maildir");
+}
+
+Result<std::unique_ptr<MailStore>> openNothing(const StoreSettings&, const StoreWorld&) {
+  return Error{0, "opened nothing"};
+}
+
+TEST_F(StoreOpenersTest, TheFirstStoreOfTheBuildIsTheUsualOne) {
+  const StoreEntry stores[] = {{"pigeon", openNothing}, {"maildir", openNothing}};
+  const std::string file = temp.path("rbx_prefs.ini");
+  writeBytes(file, "");
+  const auto reader = profiles.read(file);
+  EXPECT_EQ(mailStoreName(*reader, stores), "pigeon");
+  EXPECT_EQ(mailStoreName(*reader, {}), "");
 }
 
 #ifndef RELAYBIRD_STORE_MAILDIR

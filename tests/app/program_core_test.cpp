@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+// A program over a platform of the test's own: a disk in memory, a clock that stands still, no
+// keyring, no network.
+#include "app/program_core.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <memory>
+#include <string>
+
+#include "platform/main_loop.h"
+#include "prefs/fake_files.h"
+#include "prefs/pref_bench.h"
+#include "support/fake_clock.h"
+#include "support/fake_waiter.h"
+#include "support/store_fakes.h"
+
+namespace relaybird {
+namespace {
+
+class ProgramCoreTest : public testing::Test {
+ protected:
+  ProgramPlatform platform() {
+    ProgramPlatform system;
+    auto disk = std::make_unique<FakeFiles>();
+    files = disk.get();
+    for (const char* folder : {"/home", "/home/ann", "/home/ann/.config", "/home/ann/.config/rbx",
+                               "/home/ann/.local", "/home/ann/.local/state"}) {
+      files->addFolder(folder);
+    }
+    system.files = std::move(disk);
+    auto fakeClock = std::make_unique<FakeClock>();
+    system.sleeper = std::make_unique<RecordingSleeper>(*fakeClock);
+    system.clock = std::move(fakeClock);
+    system.folders = std::make_unique<HomeFolders>();
+    system.osVersion = std::make_unique<FakeOsVersion>();
+    system.commands = std::make_unique<NoCommands>();
+    system.user = {"/home/ann", "ann@here.example", "Ann"};
+    system.process = 4711;
+    return system;
+  }
+  void writePreferences(const std::string& text) { files->addFile(kCurrentFile, text); }
+  std::string whyNoStore() {
+    try {
+      (void)core.objects().CreateObject("outlook.application");
+    } catch (const MailStoreError& error) {
+      return error.what();
+    }
+    return {};
+  }
+
+  FakeFiles* files = nullptr;
+  MainLoop loop{std::make_shared<FakeWaiter>()};
+  ProgramCore core{platform(),
+                   {"relaybird-console", "1.2.3", {1, 2, 3}},
+                   loop,
+                   [](const StoreNotice&) {},
+                   [] { return true; }};
+};
+
+TEST_F(ProgramCoreTest, SettingsThatCannotBeUsedRefuseTheConsole) {
+  writePreferences("[mail]\nstore=pigeon\n");
+  const auto refusal = core.prepare();
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->status, kSettingsForbid);
+  EXPECT_FALSE(refusal->mailboxTaken);
+  EXPECT_TRUE(refusal->text.starts_with("The mail store \"pigeon\"")) << refusal->text;
+}
+
+TEST_F(ProgramCoreTest, TheWindowsStartWithoutAMailboxAndEachUseOfItSaysWhy) {
+  writePreferences("[mail]\nstore=pigeon\n");
+  EXPECT_FALSE(
+      core.prepare(InstanceLock::Wait::kNone, ProgramCore::WrongSettings::kStartWithoutMailbox));
+  EXPECT_EQ(core.mailbox().store, "none");
+  EXPECT_EQ(core.mailbox().place, kCurrentFile);
+  EXPECT_TRUE(whyNoStore().starts_with("The mail store \"pigeon\"")) << whyNoStore();
+}
+
+TEST_F(ProgramCoreTest, AMailboxThatAnotherProgramHasRefusesTheStart) {
+  files->failCallsWith("lockFolder", EWOULDBLOCK);
+  const auto refusal = core.prepare();
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(refusal->status, kCannotStart);
+  EXPECT_TRUE(refusal->mailboxTaken);
+}
+
+TEST_F(ProgramCoreTest, TheNoteOfTheLockNamesTheProcessAndTheTimeOfThePlatform) {
+  ASSERT_FALSE(core.prepare());
+  std::string note;
+  for (const auto& [path, entry] : files->entries) {
+    if (path.ends_with("/holder")) {
+      note = entry.bytes;
+    }
+  }
+  EXPECT_TRUE(note.starts_with("relaybird-console\n4711\n2026-11-20 15:04:05\n")) << note;
+}
+
+TEST_F(ProgramCoreTest, WhatThePlatformDoesNotHaveNobodyIsAskedFor) {
+  const SecretWorld secrets = core.secretWorld();
+  EXPECT_EQ(secrets.keyring, nullptr);
+  EXPECT_EQ(secrets.accounts, nullptr);
+  EXPECT_EQ(secrets.commands, nullptr);
+}
+
+TEST_F(ProgramCoreTest, AFailedReopeningLeavesTheReasonAndAGoodOneTakesItAway) {
+  ASSERT_FALSE(core.prepare());
+  writePreferences("[mail]\nstore=pigeon\n");
+  const auto failed = core.reopen();
+  ASSERT_FALSE(failed);
+  EXPECT_EQ(whyNoStore(), failed.error().text);
+  EXPECT_EQ(core.setup().whyClosed(), failed.error().text);
+  writePreferences("");
+  EXPECT_TRUE(core.reopen());
+  EXPECT_EQ(core.setup().whyClosed(), "");
+}
+
+}  // namespace
+}  // namespace relaybird
