@@ -45,6 +45,7 @@ constexpr std::size_t kReadAtOnce = 16384;
 
 using Kind = TestLine::Kind;
 
+// Providers word the same refusal differently, so that a few of their usual words are looked for.
 bool mentions(const std::string& answer, std::initializer_list<std::string_view> words) {
   const std::string lower = asciiLower(answer);
   return std::any_of(words.begin(), words.end(),
@@ -70,6 +71,8 @@ std::string adviceAfterRefusal(const ConnectFailure& failure) {
          "programs to be switched on first: the tab Your Mail says what is known.";
 }
 
+// Where encryption failed the advice says that no password was sent: whoever reads it must know
+// whether to change the password.
 std::string adviceFor(const ConnectFailure& failure) {
   using Cause = ConnectFailure::Cause;
   switch (failure.cause) {
@@ -124,6 +127,8 @@ class AccountTest {
   bool stopped() const { return stop_.stop_requested(); }
   void say(Kind kind, std::string text) const { line_({kind, std::move(text)}); }
 
+  // Returns false, for the caller to return. After a stop nothing more is said: what fails then
+  // fails because of it.
   bool problem(std::string text, std::string advice = {}) const {
     if (!stopped()) {
       say(Kind::kProblem, std::move(text));
@@ -134,6 +139,7 @@ class AccountTest {
     return false;
   }
 
+  // Both folders have to be there; tmp/ does not, because mail is only read here.
   bool maildir() const {
     std::size_t messages = 0;
     for (const char* part : {"new", "cur"}) {
@@ -172,6 +178,7 @@ class AccountTest {
         break;
     }
     say(Kind::kNote, "Sending mail:");
+    // What the user has typed and not kept yet counts more than what the keyring has.
     const bool shared = settings_.smtp.secret == SecretSource::kSameAsImap;
     const auto connection = connect(settings_.smtp, settings_.smtpSecretOwner(),
                                     shared ? secrets_.imap : secrets_.smtp);
@@ -179,6 +186,7 @@ class AccountTest {
   }
 
   bool sendmail() const {
+    // The command is not run: it would take the test for a message.
     const std::string program = settings_.sendmail.substr(0, settings_.sendmail.find(' '));
     const auto resolved = world_.files.resolve(program);
     const auto found = world_.files.inspect(resolved ? *resolved : program);
@@ -214,6 +222,7 @@ class AccountTest {
         return nullptr;
       }
     }
+    // In slices, because a stop has to end it while the server is silent.
     auto connection = network_->connect(account.server, signIn, kLimit, {});
     ConnectStep done = ConnectStep::kResolve;
     while (connection->state() == Connection::State::kOpening && !stopped()) {
@@ -287,7 +296,7 @@ class AccountTest {
       if (const std::size_t size = connection.receive(bytes, kReadAtOnce); size > 0) {
         received(bytes);
         total += size;
-        until = network_->steadyTime() + kLimit;
+        until = network_->steadyTime() + kLimit;  // it was not silent
         continue;
       }
       if (connection.state() == Connection::State::kEnded) {
@@ -307,6 +316,8 @@ class AccountTest {
     ImapClient client({[](ImapHead) {}, [](ImapBody) {}, [] {}}, {});
     std::optional<Result<ImapOpened>> opened;
     std::optional<Result<UidSet>> unread;
+    // Some providers let nobody in who has not said which program it is (RFC 2971), so that comes
+    // before the folder is opened.
     client.capability([&](const Result<void>&) {
       client.identify(world_.version);
       client.select(settings_.folder, [&](const Result<ImapOpened>& result) {
@@ -350,6 +361,7 @@ class AccountTest {
     say(Kind::kGood, "The folder " + settings_.folder + " was opened; it has " +
                          counted(static_cast<std::size_t>((*unread)->count()), "unread message") +
                          ".");
+    // Every check would forward the same messages again if none could be marked as read.
     if ((*opened)->readOnly) {
       return problem("The folder can only be read, so messages cannot be marked as read there.",
                      "Ask the owner of the folder for the right to change it.");
@@ -390,6 +402,7 @@ class AccountTest {
                          reply->words(),
                      smtpHint(*reply));
     }
+    // Takes the question back. Whatever the answer, no message was begun.
     (void)ask("RSET\r\n");
     say(Kind::kGood, "The server for sending takes mail from " + settings_.address + ".");
     return true;

@@ -48,6 +48,8 @@ ConsoleApplication::~ConsoleApplication() {
   core_.closeStore();
 }
 
+// The mailbox comes first: a program that is refused must not have printed anything to its output,
+// where a script reads the protocol.
 int ConsoleApplication::run() {
   if (const auto refusal = core_.prepare()) {
     err_ << core_.identity().name << ": " << refusal->text << '\n';
@@ -63,6 +65,8 @@ int ConsoleApplication::run() {
   return status_ != 0 ? status_ : session_->exitStatus();
 }
 
+// A person gets prompts, colours and abbreviations, a script the line protocol. The clipboard is
+// the terminal's, so that a script has none.
 void ConsoleApplication::makeConsole() {
   const bool person = input_ == InputKind::kPerson;
   if (person) {
@@ -114,6 +118,7 @@ void ConsoleApplication::makeForms() {
                    .decimalSeparator = core_.platform.decimalSeparator,
                    .verbose = core_.verbose});
   frmRelaybird& main = forms_->main();
+  // Made after the forms are whole: what they set up themselves is no news.
   observer_ = std::make_unique<ConsoleObserver>(
       forms_->forms(),
       ConsoleObserver::News{&main.lblCurrentActions, &main.txtStatus, &main.txtNumberForwarded,
@@ -138,6 +143,7 @@ void ConsoleApplication::makeForms() {
   screen_.onEnd([this] { session_->end(); });
 }
 
+// Run by the session, so that boxes at the start can be answered already.
 void ConsoleApplication::startUp() {
   output_->event("program", core_.identity().name + " " + core_.identity().versionText +
                                 ", protocol " + std::to_string(kProtocol));
@@ -170,11 +176,14 @@ void ConsoleApplication::outputBroken() {
   loop_.post([this] { session_->end(); });
 }
 
+// Whoever asked for the end may not read the output any more.
 void ConsoleApplication::terminated() {
   system_.hurry();
   session_->end();
 }
 
+// A person's terminal has gone. A service has none, and is asked by the same signal to look at its
+// settings again.
 void ConsoleApplication::hungUp() {
   if (input_ == InputKind::kPerson) {
     session_->end();

@@ -111,6 +111,7 @@ void DesktopApplication::prepare() {
   }
 }
 
+// The sleeper is the windows' own: it runs events, so that they stay alive during a check's pause.
 ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
   return {.objects = core_->objects(),
           .outgoing = core_->outgoing(),
@@ -139,6 +140,8 @@ ProgramWorld DesktopApplication::world(TrayPlatform& tray) {
           .verbose = core_->verbose};
 }
 
+// The order is that of use: the forms refer to everything that is made before them, and the windows
+// to the forms. Listeners that may be called early look for `forms_` first.
 void DesktopApplication::makeForms() {
   auto tray = std::make_unique<desktop::TrayIcon>(core_->files, *loop_, core_->stateFile("icons"));
   autostart_ =
@@ -197,6 +200,7 @@ void DesktopApplication::act(const std::string& action) {
   }
 }
 
+// A program that has raised the running one ends well, without a word.
 int DesktopApplication::OnRun() {
   if (handedOver_) {
     return 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The locks on a mailbox and the notes that name their holders. The locks decide; a note is only
-// for the message to the user and for raising the window of the program that has the mailbox.
+// for the message to the user and for raising the window of the program that has the mailbox. A
+// note may be old, missing or another user's, and nothing but words depends on it.
 #include "app/instance_lock.h"
 
 #include <cerrno>
@@ -13,7 +14,7 @@
 namespace relaybird {
 namespace {
 
-constexpr std::size_t kLargestNote = 4096;
+constexpr std::size_t kLargestNote = 4096;  // what is longer was not written by us
 
 // Mail programs do not take files or hidden names beside new/ and cur/ for mail.
 constexpr const char* kNoteInMailbox = ".relaybird-holder";
@@ -35,6 +36,7 @@ std::string lockFolderOf(const std::string& stateFolder, const WatchedMailbox& m
                                    hashText(mailbox.store + "\n" + mailbox.place));
 }
 
+// A line for each part, and the place last: it alone may be long. readNote() does without it.
 std::string noteText(const LockHolder& holder, const std::string& place) {
   return holder.program + "\n" + std::to_string(holder.process) + "\n" + holder.since + "\n" +
          place + "\n";
@@ -98,6 +100,7 @@ Result<void> InstanceLock::takeFolder(const std::string& folder, Wait wait) {
 
 Result<void> InstanceLock::take(Held& held, const std::string& folder, const std::string& noteFile,
                                 const std::string& place, Wait wait) {
+  // The disk waits a moment by itself; a program that asks again and again must not wait each time.
   auto lock = wait == Wait::kNone ? files_.tryLockFolder(folder) : files_.lockFolder(folder);
   if (!lock && lock.error().code == EWOULDBLOCK) {
     return Error{EWOULDBLOCK, "The mailbox " + place + " is in use by " + whoHas(noteFile)};

@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: MIT
+// What is found on this computer is looked for at once: a few files, which the dialog waits for.
+// The keyring, the online accounts and the test of an account may each wait for the user or a
+// server, so they run on a thread, one after the other, and report by events. A dialog that closes
+// begins a new round: what is still on its way for the old one is stopped, and its reports are
+// dropped.
 #include "app/program_mail_setup.h"
 
 #include <algorithm>
@@ -52,6 +57,7 @@ ProgramMailSetup::~ProgramMailSetup() {
   forgetReports();
 }
 
+// tmp/ is not asked for, because this program delivers nothing there.
 bool ProgramMailSetup::isMaildir(const std::string& folder) const {
   const auto has = [&](const char* part) {
     const auto resolved = world_.files.resolve(folder);
@@ -84,6 +90,7 @@ std::vector<std::string> ProgramMailSetup::foldersOfMbsync() const {
   return folders;
 }
 
+// Where mail programs put a Maildir by themselves, and where the configuration of mbsync says.
 std::vector<std::string> ProgramMailSetup::foundMaildirs() {
   std::vector<std::string> candidates = {joinPath(user_.homeFolder, "Maildir"),
                                          joinPath(user_.homeFolder, "Maildir/INBOX")};
@@ -98,6 +105,8 @@ std::vector<std::string> ProgramMailSetup::foundMaildirs() {
   return found;
 }
 
+// The two usual places of the system's own command (Filesystem Hierarchy Standard), then msmtp,
+// which some systems have alone.
 std::vector<std::string> ProgramMailSetup::foundCommands() {
   std::vector<std::string> found;
   for (const char* command : {"/usr/sbin/sendmail", "/usr/lib/sendmail", "/usr/bin/msmtp"}) {
@@ -131,6 +140,7 @@ void ProgramMailSetup::listOnlineAccounts(std::function<void(const OnlineAccount
   });
 }
 
+// The password is copied into the job: the dialog forgets its own when it closes.
 void ProgramMailSetup::keepPassword(const AccountSettings& account, const Secret& password,
                                     std::function<void(const Result<void>&)> report) {
   executor_.run([this, account, password, report = std::move(report), round = round_,
@@ -149,6 +159,7 @@ void ProgramMailSetup::keepPassword(const AccountSettings& account, const Secret
   });
 }
 
+// A stop source of its own, for the user stops the test without closing the dialog.
 void ProgramMailSetup::test(const MailSettings& settings, const TypedSecrets& secrets,
                             std::function<void(const TestLine&)> line,
                             std::function<void(bool good)> end) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The choice among the stores of a build, which built_stores.cpp lists. An unknown name is refused,
+// and never replaced by the usual store: mail would be taken from a mailbox that nobody named.
 #include "app/store_openers.h"
 
 #include <algorithm>

@@ -4,6 +4,7 @@
 #include "ui/console/quoting.h"
 
 namespace relaybird {
+// The words are part of the protocol of docs/console.md, and stay as they are.
 std::string_view boxKindWord(BoxView::Kind kind) {
   switch (kind) {
     case BoxView::Kind::kInput:
@@ -41,6 +42,7 @@ std::string joined(const std::vector<std::string>& words) {
   return line;
 }
 
+// Escaping makes one line of any text, so that no message can pass for a reply.
 void ScriptOutput::event(std::string_view kind, const std::string& text) {
   replyFields(kind, escaped(text));
 }
@@ -58,6 +60,7 @@ void ScriptOutput::form(const Form& form, bool open) {
   replyFields("form", form.name() + (open ? " open " : " closed ") + inQuotes(form.caption()));
 }
 
+// The kind and the icon tell a script what a box is without its texts, which may change.
 void ScriptOutput::box(const BoxView& box) {
   event("box", box.title);
   event("box-kind", std::string(boxKindWord(box.kind)));

@@ -21,6 +21,8 @@ class Questions {
  public:
   Questions(frmSetup& setup, Dialogs& dialogs) : setup_(setup), dialogs_(dialogs) {}
 
+  // The order of the dialog, from top to bottom. What the answers until then have hidden is left
+  // out.
   void run() {
     choose(setup_.lblWhere.text(), {&setup_.opbAccount, &setup_.opbMaildir});
     if (setup_.opbAccount.checked()) {
@@ -49,6 +51,7 @@ class Questions {
     }
   }
 
+  // Neither shown nor offered: an empty answer keeps what the keyring has.
   void password(const Control& label, Control& text, const std::string& notes = {}) {
     if (!text.visible()) {
       return;
@@ -60,6 +63,7 @@ class Questions {
          true}));
   }
 
+  // What is no number of the list is asked for again, and never taken for the proposed one.
   std::size_t number(const std::string& question, const std::vector<std::string>& choices,
                      std::size_t otherwise) {
     std::string text = question;
