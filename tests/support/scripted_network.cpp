@@ -289,7 +289,17 @@ std::chrono::milliseconds ScriptedNetwork::nextEvent(std::chrono::milliseconds l
   return std::max(latest, now_);
 }
 
+// A client that goes round and round would hang its test.
+void ScriptedNetwork::requireProgress() {
+  constexpr int kManyWaits = 1'000'000;
+  waitsAtThisTime_ = std::exchange(timeOfLastWait_, now_) == now_ ? waitsAtThisTime_ + 1 : 0;
+  if (waitsAtThisTime_ > kManyWaits) {
+    throw std::logic_error("ScriptedNetwork: the client waits over and over, and no time passes");
+  }
+}
+
 void ScriptedNetwork::wait(std::chrono::milliseconds limit) {
+  requireProgress();
   constexpr std::chrono::milliseconds kForever = std::chrono::hours(24 * 365);
   const auto latest = now_ + std::clamp(limit, std::chrono::milliseconds(0), kForever);
   bool idleCalled = false;

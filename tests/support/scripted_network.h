@@ -166,7 +166,7 @@ class ScriptedNetwork : public Network {
                                       std::chrono::milliseconds limit,
                                       std::function<void(ProtocolLine)> trace) override;
   /// Throws std::logic_error when it would wait for ever: a limit of over a year and nothing that
-  /// could end it.
+  /// could end it, or a client that waits a million times in which no time passes.
   void wait(std::chrono::milliseconds limit) override;
   void wake() override { woken_ = true; }
   std::chrono::milliseconds steadyTime() const override { return now_; }
@@ -179,6 +179,7 @@ class ScriptedNetwork : public Network {
 
   bool somethingToReport();
   void runDueActions();
+  void requireProgress();
   std::chrono::milliseconds nextEvent(std::chrono::milliseconds latest) const;
 
   std::function<std::unique_ptr<ServerScript>(ServerEnd&)> maker_;
@@ -187,6 +188,8 @@ class ScriptedNetwork : public Network {
   std::vector<Action> actions_;
   std::atomic<bool> woken_{false};
   std::chrono::milliseconds now_ = std::chrono::hours(77);  // not 0, as on a real machine
+  std::chrono::milliseconds timeOfLastWait_{0};
+  int waitsAtThisTime_ = 0;
 };
 
 }  // namespace relaybird
