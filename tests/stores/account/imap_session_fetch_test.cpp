@@ -1,0 +1,304 @@
+// SPDX-License-Identifier: MIT
+// Heads and bodies over a connection: pieces, what is fetched ahead, messages that cannot be had,
+// and which of them is to blame when connections are lost.
+#include <gmock/gmock.h>
+
+#include "stores/account/imap_session_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using testing::HasSubstr;
+using namespace std::chrono_literals;
+
+class ImapFetchTest : public ImapSessionFixture {};
+
+TEST_F(ImapFetchTest, FetchesHeadsAndBodies) {
+  refresh();
+  EXPECT_EQ(subject(4), "m4");
+  EXPECT_EQ(body(4), simpleMail("m4"));
+  EXPECT_EQ(account_.count("UID FETCH 4 (UID BODY.PEEK[])"), 1U);
+}
+
+TEST_F(ImapFetchTest, FetchesALargeMessageInPieces) {
+  for (const std::size_t size : {kPieceBytes + 1, 3 * kPieceBytes, 7 * kPieceBytes + 5}) {
+    std::string large = simpleMail("large");
+    while (large.size() < size) {
+      large += std::string(70, static_cast<char>('a' + large.size() % 23)) + "\r\n";
+    }
+    large.resize(size);
+    account_.remove(9);
+    account_.add(9, large);
+    refresh();
+    EXPECT_EQ(subject(9), "large");
+    EXPECT_TRUE(body(9) == large) << size;
+    EXPECT_EQ(account_.count("UID FETCH 9 (UID BODY.PEEK[])"), 0U);
+  }
+  const auto left = files_.list(folder_.path("spool"));
+  ASSERT_TRUE(left);
+  for (const FolderEntry& entry : *left) {
+    EXPECT_EQ(entry.name, "messages");
+  }
+}
+
+// The pass took it for the message's own failure, and marked the message read.
+TEST_F(ImapFetchTest, ADiskThatTakesNoFetchedMessagesIsNotBlamedOnTheMessage) {
+  writeBytes(folder_.path("spool"), "no folder");
+  account_.add(9, simpleMail("large") + std::string(kBodyInMemory + 1, 'x'));
+  refresh();
+  subject(9);
+  session_->work([](ImapWork& work) {
+    work.wantBody(9);
+    return 0;
+  });
+  EXPECT_TRUE(runUntil([&] {
+    return session_->look([](const ImapWork& work) { return work.body(9) == Wanted::kLost; });
+  }));
+  const auto file = session_->work([](ImapWork& work) { return work.takeBody(9); });
+  ASSERT_FALSE(file);
+  EXPECT_EQ(file.error().code, kInboxLost) << file.error().text;
+}
+
+TEST_F(ImapFetchTest, FetchesAMessageThatIsLargerThanTheServerSays) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    std::optional<std::string> answer;
+    if (command.find("RFC822.SIZE") != std::string::npos) {
+      answer = "* 1 FETCH (UID 1 FLAGS () RFC822.SIZE 10 BODY[HEADER.FIELDS (X)] {0}\r\n)\r\n" +
+               tag + " OK\r\n";
+    }
+    return answer;
+  };
+  account_.find(1)->bytes = simpleMail("m1") + std::string(9 << 20, 'x');
+  refresh();
+  subject(1);
+  EXPECT_TRUE(body(1) == account_.find(1)->bytes);
+}
+
+TEST_F(ImapFetchTest, ReportsAMessageThatHasVanished) {
+  refresh();
+  account_.remove(4);
+  EXPECT_EQ(subject(4), "gone");
+  EXPECT_EQ(body(4), "The message is no longer there");
+  EXPECT_EQ(subject(3), "m3");
+}
+
+TEST_F(ImapFetchTest, AsksAgainWithoutStructureForHeadsThatARefusedGroupLeftOut) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.find("BODYSTRUCTURE") != std::string::npos
+               ? std::optional<std::string>(tag + " NO [SERVERBUG] broken\r\n")
+               : std::nullopt;
+  };
+  refresh();
+  EXPECT_EQ(subject(4), "m4");
+}
+
+TEST_F(ImapFetchTest, ReportsAHeadThatTheServerRefuses) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID FETCH") ? std::optional<std::string>(tag + " NO broken\r\n")
+                                            : std::nullopt;
+  };
+  refresh();
+  EXPECT_EQ(subject(4), "broken");
+  EXPECT_EQ(body(4), "broken");
+}
+
+// It counted as vanished, and was marked read.
+TEST_F(ImapFetchTest, AMessageWhoseTextTheServerDoesNotGiveHasNotVanished) {
+  account_.instead = [](const std::string& tag, const std::string& command) {
+    return command.ends_with("BODY.PEEK[])")
+               ? std::optional<std::string>("* 4 FETCH (UID 4 BODY[] NIL)\r\n" + tag + " OK\r\n")
+               : std::nullopt;
+  };
+  refresh();
+  subject(4);
+  EXPECT_EQ(body(4), "the mail server has the message, but does not give its text");
+}
+
+// A short piece counted as the last one, and half a message was forwarded.
+TEST_F(ImapFetchTest, AShortPieceInTheMiddleIsAContradiction) {
+  account_.add(9, simpleMail("large") + std::string(3 * kPieceBytes, 'x'));
+  refresh();
+  subject(9);
+  const std::string range = "<" + std::to_string(kPieceBytes);
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.find(".PEEK[]" + range + '.') != std::string::npos
+               ? std::optional<std::string>("* 6 FETCH (UID 9 BODY[]" + range +
+                                            "> {3}\r\nabc)\r\n" + tag + " OK\r\n")
+               : std::nullopt;
+  };
+  EXPECT_EQ(body(9), "the server has left out a part of the message");
+}
+
+TEST_F(ImapFetchTest, KeepsNoMoreAheadThanThereIsRoomForWhateverTheServerSaysOfSizes) {
+  for (ServerMail& mail : account_.mails) {
+    mail.bytes += std::string(kBodyAheadBytes + 1, 'x');
+  }
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    if (command.find("RFC822.SIZE") == std::string::npos) {
+      return std::optional<std::string>();
+    }
+    return std::optional<std::string>(
+        "* 1 FETCH (UID 1 RFC822.SIZE 10 BODY[HEADER.FIELDS (X)] {0}\r\n)\r\n" + tag + " OK\r\n");
+  };
+  refresh();
+  subject(1);
+  session_->work([](ImapWork& work) { work.wantBodiesAhead({1}); });
+  EXPECT_TRUE(runUntil([&] { return account_.count("UID FETCH 1 (UID BODY.PEEK[])") == 1; }));
+  EXPECT_TRUE(runUntil([&] {
+    return session_->look([](const ImapWork& work) { return work.body(1) == Wanted::kNot; });
+  }));
+  EXPECT_TRUE(body(1) == account_.find(1)->bytes);
+}
+
+TEST_F(ImapFetchTest, FindsAMessageOverWhichTheServerDrops) {
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.starts_with("UID FETCH") &&
+        UidSet::parse(command.substr(10, command.find(' ', 10) - 10))->contains(3)) {
+      network_.end(network_.connections() - 1).close();
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  refresh();
+  session_->work([](ImapWork& work) { work.wantHeads({5, 4, 3, 2, 1}); });
+  runUntil([&] { return !session_->look([](const ImapWork& w) { return w.wantsAnything(); }); });
+  // The others can be had, though not all of them in the first try.
+  for (const std::uint32_t uid : {5U, 4U, 2U, 1U}) {
+    if (head(uid) != Wanted::kThere) {
+      runUntil([] { return false; }, 1min);
+    }
+    EXPECT_EQ(subject(uid), "m" + std::to_string(uid));
+  }
+  std::string words;
+  for (int i = 0; i < 5 && words.find("lost whenever") == std::string::npos; ++i) {
+    words = subject(3);
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(words, "the connection is lost whenever this message is asked for");
+}
+
+TEST_F(ImapFetchTest, FindsABodyOverWhichTheServerDrops) {
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.starts_with("UID FETCH 3 ") && command.ends_with("BODY.PEEK[])")) {
+      network_.end(network_.connections() - 1).close();
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  refresh();
+  subject(3);
+  std::string words;
+  for (int i = 0; i < 5 && words.find("lost whenever") == std::string::npos; ++i) {
+    words = body(3);
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(words, "the connection is lost whenever this message is fetched");
+  EXPECT_EQ(body(2), simpleMail("m2"));
+}
+
+// Two drops of the network at the same message, days apart, made it a failed one.
+TEST_F(ImapFetchTest, DoesNotBlameAMessageForDropsOfTheNetwork) {
+  int drops = 0;
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.starts_with("UID FETCH 3 ") && ++drops <= 3) {
+      network_.after(10s, [this] { network_.end(network_.connections() - 1).close(); });
+      return std::optional<std::string>("* 3 FETCH (UID 3 ");
+    }
+    return std::optional<std::string>();
+  };
+  refresh();
+  for (int i = 0; i < 3 && drops < 3; ++i) {
+    EXPECT_THAT(subject(3), testing::Not(HasSubstr("whenever")));
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(subject(3), "m3");
+  drops = 0;
+  for (int i = 0; i < 3 && drops < 3; ++i) {
+    EXPECT_THAT(body(3), testing::Not(HasSubstr("whenever")));
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(body(3), simpleMail("m3"));
+}
+
+// The failure of the outage was the answer to the first question after it.
+TEST_F(ImapFetchTest, AFailureDoesNotOutliveItsOutage) {
+  refresh();
+  subject(4);
+  arrange_ = [](ServerEnd& end) { end.dropAfterSaying(0); };
+  network_.end(0).hang();
+  session_->work([](ImapWork& work) {
+    work.wantHeads({5, 3, 2});
+    work.wantBody(4);
+  });
+  EXPECT_TRUE(runUntil([&] { return head(2) == Wanted::kLost; }));
+  EXPECT_EQ(session_->look([](const ImapWork& work) { return work.body(4); }), Wanted::kLost);
+  arrange_ = {};
+  EXPECT_TRUE(runUntil([&] { return session_->status().up; }, 30min));
+  EXPECT_EQ(subject(2), "m2");
+  EXPECT_EQ(body(4), simpleMail("m4"));
+  EXPECT_EQ(head(5), Wanted::kNot);
+}
+
+TEST_F(ImapFetchTest, WhatIsWantedAgainDuringAnOutageIsAskedForAgain) {
+  refresh();
+  arrange_ = [](ServerEnd& end) { end.dropAfterSaying(0); };
+  network_.end(0).hang();
+  session_->work([](ImapWork& work) {
+    work.wantHeads({5});
+    work.wantBody(4);
+  });
+  EXPECT_TRUE(runUntil([&] { return head(5) == Wanted::kLost; }));
+  session_->work([](ImapWork& work) {
+    work.wantHeads({5});
+    work.wantBody(4);
+  });
+  EXPECT_EQ(head(5), Wanted::kComing);
+  EXPECT_EQ(session_->look([](const ImapWork& work) { return work.body(4); }), Wanted::kComing);
+}
+
+TEST_F(ImapFetchTest, GoesOnWithALargeMessageWhereTheConnectionWasLost) {
+  account_.add(9, simpleMail("large") + std::string(12 * kPieceBytes, 'x'));
+  refresh();
+  subject(9);
+  std::size_t connections = 0;
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.find(".PEEK[]<" + std::to_string(6 * kPieceBytes) + '.') != std::string::npos &&
+        connections < 5) {
+      connections = network_.connections();
+      network_.end(connections - 1).close();
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  std::string bytes;
+  for (int i = 0; i < 9 && bytes.size() < kPieceBytes; ++i) {
+    bytes = body(9);
+    if (bytes.size() < kPieceBytes) {
+      EXPECT_THAT(bytes, testing::Not(HasSubstr("whenever"))) << i;
+      connections = 5;
+      runUntil([] { return false; }, 20min);
+    }
+  }
+  EXPECT_TRUE(bytes == account_.find(9)->bytes);
+  EXPECT_GT(network_.connections(), 1U);
+  EXPECT_EQ(account_.count("UID FETCH 9 (UID BODY.PEEK[]<0."), 1U);
+}
+
+TEST_F(ImapFetchTest, KeepsOneMessageForWhichNobodyWaits) {
+  refresh();
+  for (const std::uint32_t uid : {5U, 4U}) {
+    session_->work([&](ImapWork& work) {
+      work.wantBody(uid);
+      work.leaveBody(uid);
+    });
+    EXPECT_TRUE(runUntil([&] {
+      return session_->look([&](const ImapWork& w) { return w.body(uid) == Wanted::kThere; });
+    }));
+  }
+  EXPECT_EQ(session_->look([](const ImapWork& work) { return work.body(5); }), Wanted::kNot);
+  EXPECT_EQ(body(4), simpleMail("m4"));
+  EXPECT_EQ(account_.count("UID FETCH 4"), 1U);
+}
+
+}  // namespace
+}  // namespace relaybird
