@@ -547,7 +547,11 @@ MarkReport AccountInbox::syncMarks(const std::unordered_set<std::string>& entryI
     }
     return report;
   };
-  return session_->work(sort);
+  const MarkReport report = session_->work(sort);
+  if (!report.refused.empty()) {
+    lastUids_.reset();  // the last listing takes these messages for marked, and would mark no more
+  }
+  return report;
 }
 
 void AccountInbox::synchronise(std::function<void()> done) {
