@@ -304,9 +304,6 @@ void ImapSession::keepFresh() {
   if (now_ - savedAt_ >= kSaveInterval) {
     saveIdentities();
   }
-  if (now_ - upSince_ >= kStableAfter) {
-    failures_ = 0;
-  }
   ImapDialogue& dialogue = client_->dialogue();
   if (dialogue.unanswered() != before) {
     idleSince_ = now_;
@@ -372,6 +369,10 @@ void ImapSession::lose(Error why, Loss how) {
   work_.detach(how);
   saveIdentities();
   lostAt_ = now_;
+  // Time in which it owed a reply does not count: a server that never answers has not lasted.
+  if (wasUp && lastReply_ - upSince_ >= kStableAfter) {
+    failures_ = 0;
+  }
   ++failures_;
   const bool again = wasUp && failures_ == 1 && !leaving_;
   if (!again) {

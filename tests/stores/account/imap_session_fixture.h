@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,12 +44,18 @@ class ImapSessionFixture : public testing::Test {
             {MailProtocol::kImap, "imap.example.org", 993, Security::kTls, ""},
             "INBOX",
             "1.0",
-            {[this](std::stop_token) {
+            {[this](std::stop_token stop) {
                ++signIns_;
+               if (whileSigningIn_) {
+                 whileSigningIn_(stop);
+               }
+               if (missing_) {
+                 return SignInMaterial{std::nullopt, *missing_};
+               }
                return SignInMaterial{SignIn{"ann", SignInMethod::kPassword, Secret("x")}, {}};
              },
              [this] { ++accepted_; }, [this] { ++refused_; }},
-            [](std::size_t count) { return std::string(count, '\x80'); },
+            [this](std::size_t count) { return std::string(count, chance_); },
             files_,
             folder_.path("spool"),
             {},
@@ -62,7 +69,7 @@ class ImapSessionFixture : public testing::Test {
                 std::chrono::milliseconds limit = std::chrono::minutes(10)) {
     const auto until = network_.steadyTime() + limit;
     // Ends the last wait at the limit.
-    network_.after(limit, [] {});
+    network_.after(limit, [this] { network_.wake(); });
     while (!reached()) {
       if (network_.steadyTime() >= until || !session_->step()) {
         return reached();
@@ -134,6 +141,9 @@ class ImapSessionFixture : public testing::Test {
   TempFolder folder_;
   ServerAccount account_;
   std::function<void(ServerEnd&)> arrange_;
+  std::function<void(const std::stop_token&)> whileSigningIn_;
+  std::optional<SignInFailure> missing_;  // instead of a password
+  char chance_ = '\x80';                  // the middle of what is possible
   int signIns_ = 0;
   int accepted_ = 0;
   int refused_ = 0;

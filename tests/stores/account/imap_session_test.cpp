@@ -4,6 +4,9 @@
 // imap_session_marks_test.cpp.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <utility>
+
 #include "stores/account/imap_session_fixture.h"
 
 namespace relaybird {
@@ -11,7 +14,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::SizeIs;
 using namespace std::chrono_literals;
 
 class ImapSessionTest : public ImapSessionFixture {};
@@ -72,6 +74,17 @@ TEST_F(ImapSessionTest, DoesNotRepeatIdleThatTheServerEndsAtOnce) {
   EXPECT_EQ(network_.connections(), 1U);
 }
 
+TEST_F(ImapSessionTest, DoesNotAskForIdleAgainWhereItIsRefused) {
+  account_.instead = [](const std::string& tag, const std::string& command) {
+    return command == "IDLE" ? std::optional<std::string>(tag + " NO not here\r\n") : std::nullopt;
+  };
+  refresh();
+  runUntil([] { return false; }, 3h);
+  EXPECT_EQ(account_.count("IDLE"), 1U);
+  EXPECT_GE(account_.count("NOOP"), 180U / 5);
+  EXPECT_FALSE(session_->status().idles);
+}
+
 // Each connection was lost after half a minute.
 TEST_F(ImapSessionTest, DoesNotAskForIdleAgainWhereTheServerDoesNotAnswerIt) {
   account_.instead = [](const std::string&, const std::string& command) {
@@ -95,30 +108,56 @@ TEST_F(ImapSessionTest, ConnectsAgainByItself) {
   refresh();
   network_.end(0).close();
   EXPECT_TRUE(runUntil([&] { return network_.connections() == 2 && session_->status().up; }));
+  EXPECT_EQ(failure(), "");
 }
 
-TEST_F(ImapSessionTest, PausesLongerAfterEachFailure) {
-  refresh();
-  arrange_ = [](ServerEnd& end) { end.dropAfterSaying(0); };
-  network_.end(0).close();
-  std::vector<std::chrono::milliseconds> times;
-  runUntil(
-      [&] {
-        if (times.size() + 1 < network_.connections()) {
-          times.push_back(network_.steadyTime());
-        }
-        return network_.connections() == 12;
-      },
-      300min);
-  ASSERT_THAT(times, SizeIs(11));
-  for (std::size_t i = 2; i < times.size(); ++i) {
-    const auto length = times[i] - times[i - 1];
-    EXPECT_GE(length, 5s);
-    EXPECT_LE(length, kLongestPause + kConnectLimit + 3min);
-    if (i < 7) {
-      EXPECT_GT(length, times[i - 1] - times[i - 2]);
+// Connections that end at once, and the pauses between them.
+class FailingServerTest : public ImapSessionTest {
+ protected:
+  std::vector<std::chrono::milliseconds> pauses(std::size_t count) {
+    arrange_ = [](ServerEnd& end) { end.dropAfterSaying(0); };
+    const std::size_t before = network_.connections();
+    auto last = network_.steadyTime();
+    network_.end(before - 1).close();
+    std::vector<std::chrono::milliseconds> found;
+    for (std::size_t i = 1; i <= count; ++i) {
+      EXPECT_TRUE(runUntil([&] { return network_.connections() == before + i; }, 30min));
+      found.push_back(network_.steadyTime() - std::exchange(last, network_.steadyTime()));
     }
+    return found;
   }
+};
+
+TEST_F(FailingServerTest, PausesDoubleUpToTenMinutes) {
+  refresh();
+  EXPECT_THAT(pauses(11),
+              ElementsAre(5s, 10s, 20s, 40s, 80s, 160s, 320s, 10min, 10min, 10min, 10min));
+}
+
+// Many programs must not return to a server at the same moment.
+TEST_F(FailingServerTest, PausesVaryByAQuarter) {
+  refresh();
+  chance_ = '\0';
+  EXPECT_THAT(pauses(3), ElementsAre(3750ms, 7500ms, 15s));
+  arrange_ = {};
+  ASSERT_TRUE(runUntil([&] { return session_->status().up; }, 30min));
+  runUntil([] { return false; }, 2min);
+  chance_ = '\xff';
+  EXPECT_THAT(pauses(2), ElementsAre(6240ms, 12480ms));
+}
+
+// A connection that lasted for hours without a word counted with those that failed before it, so
+// the next one was opened after minutes.
+TEST_F(FailingServerTest, AConnectionThatLastedEndsTheGrowthOfThePauses) {
+  refresh();
+  pauses(5);
+  arrange_ = {};
+  ASSERT_TRUE(runUntil([&] { return session_->status().idles; }, 30min));
+  const auto until = network_.steadyTime() + 2min;
+  network_.after(2min,
+                 [this] { network_.end(network_.connections() - 1).say("* OK still here\r\n"); });
+  ASSERT_TRUE(runUntil([&] { return network_.steadyTime() >= until; }));
+  EXPECT_EQ(pauses(1).front(), 5s);
 }
 
 TEST_F(ImapSessionTest, TellsWhyItCannotConnect) {
@@ -128,6 +167,30 @@ TEST_F(ImapSessionTest, TellsWhyItCannotConnect) {
   // A request soon after fails at once, with the same words.
   EXPECT_EQ(refresh(), Wanted::kFailed);
   EXPECT_EQ(network_.connections(), 1U);
+}
+
+// The next try by itself may be minutes away.
+TEST_F(FailingServerTest, ARequestIsTriedAtOnceUnlessATryHasJustFailed) {
+  refresh();
+  pauses(7);
+  runUntil([] { return false; }, 1min);
+  arrange_ = {};
+  const auto begin = network_.steadyTime();
+  EXPECT_EQ(refresh(), Wanted::kThere);
+  EXPECT_EQ(network_.steadyTime(), begin);
+}
+
+TEST_F(ImapSessionTest, WithoutAPasswordTheSignInCountsAsRefused) {
+  missing_ = SignInFailure{SignInFailure::Cause::kMissing, "there is no password"};
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_EQ(session_->status().failure->code, kLogonRefused);
+  EXPECT_THAT(failure(), HasSubstr("there is no password"));
+  EXPECT_EQ(network_.connections(), 0U);
+  // One that may be there at the next try does not.
+  missing_->cause = SignInFailure::Cause::kFailed;
+  runUntil([] { return false; }, 1min);
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_EQ(session_->status().failure->code, 0);
 }
 
 TEST_F(ImapSessionTest, DoesNotRepeatARefusedSignIn) {
@@ -166,6 +229,15 @@ TEST_F(ImapSessionTest, GivesUpAServerThatDoesNotAnswer) {
   }
 }
 
+// Each connection that was opened to it counted as one that had lasted.
+TEST_F(ImapSessionTest, GivesUpAServerThatNeverAnswersASearch) {
+  account_.instead = [](const std::string&, const std::string& command) {
+    return command.starts_with("UID SEARCH") ? std::optional<std::string>("") : std::nullopt;
+  };
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_EQ(network_.connections(), 2U);
+}
+
 // A large folder could never be read: the connection was dropped while the server searched.
 TEST_F(ImapSessionTest, WaitsForAServerThatOpensAndSearchesSlowly) {
   account_.capabilities = "IMAP4rev1";
@@ -189,6 +261,9 @@ TEST_F(ImapSessionTest, WaitsForAServerThatOpensAndSearchesSlowly) {
 
 TEST_F(ImapSessionTest, AsksOneSearchAtATime) {
   refresh();
+  const auto ask = [](ImapWork& work) { return work.wantRefresh(); };
+  EXPECT_EQ(session_->work(ask), session_->work(ask)) << "none was sent since the first request";
+  refresh();
   account_.instead = [&](const std::string&, const std::string& command) {
     return command.starts_with("UID SEARCH") ? std::optional<std::string>("") : std::nullopt;
   };
@@ -210,9 +285,11 @@ TEST_F(ImapSessionTest, GivesUpAServerThatTrickles) {
 
 TEST_F(ImapSessionTest, EndsOnByeAndConnectsAgain) {
   refresh();
+  EXPECT_TRUE(runUntil([&] { return session_->status().idles; }));
   network_.end(0).say("* BYE shutting down\r\n");
   EXPECT_TRUE(runUntil([&] { return !session_->status().up; }));
   EXPECT_THAT(failure(), HasSubstr("it has ended the connection: shutting down"));
+  EXPECT_FALSE(session_->status().idles);
   EXPECT_TRUE(runUntil([&] { return session_->status().up; }));
 }
 
@@ -270,10 +347,40 @@ TEST_F(ImapSessionTest, ConnectsAgainWhenTheNumbersChangeUnderIt) {
 TEST_F(ImapSessionTest, SaysGoodbyeAfterTheLastMarks) {
   refresh();
   mark(3);
+  const auto begin = network_.steadyTime();
   session_->close();
   EXPECT_FALSE(runUntil([] { return false; }));
   EXPECT_TRUE(account_.find(3)->seen);
   EXPECT_EQ(account_.commands.back(), "LOGOUT");
+  EXPECT_EQ(network_.steadyTime(), begin) << "marks wait for others only while there is time";
+}
+
+TEST_F(ImapSessionTest, TriesRefusedMarksOneByOneBeforeItSaysGoodbye) {
+  refresh();
+  account_.instead = [](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID STORE 1:3 ") ? std::optional<std::string>(tag + " NO full\r\n")
+                                                 : std::nullopt;
+  };
+  for (const std::uint32_t uid : {1U, 2U, 3U}) {
+    mark(uid);
+  }
+  session_->close();
+  EXPECT_FALSE(runUntil([] { return false; }));
+  EXPECT_TRUE(account_.find(1)->seen && account_.find(2)->seen && account_.find(3)->seen);
+  EXPECT_EQ(account_.commands.back(), "LOGOUT");
+}
+
+// The keyring may be asking the user for its password.
+TEST_F(ImapSessionTest, WhatIsAskedForTheSignInHearsOfTheEnd) {
+  bool told = false;
+  whileSigningIn_ = [&](const std::stop_token& stop) {
+    EXPECT_FALSE(stop.stop_requested());
+    session_->close();
+    told = stop.stop_requested();
+  };
+  session_->work([](ImapWork& work) { work.wantRefresh(); });
+  EXPECT_FALSE(runUntil([] { return false; }));
+  EXPECT_TRUE(told);
 }
 
 TEST_F(ImapSessionTest, ClosesInTimeWhereTheServerHangs) {
@@ -306,6 +413,23 @@ TEST_F(ImapSessionTest, ClosesAtOnceWhileItIsConnecting) {
   EXPECT_LT(steps, 3);
   EXPECT_EQ(network_.steadyTime(), begin);
   EXPECT_TRUE(network_.end(0).abandoned());
+}
+
+// A program that is killed says no goodbye.
+TEST_F(ImapSessionTest, WhatRecognisesMessagesIsOnDiskWithinAMinute) {
+  refresh();
+  subject(4);
+  runUntil([] { return false; }, kSaveInterval + 1s);
+  EXPECT_THAT(readBytes(folder_.path("spool/messages")), HasSubstr("\n4 "));
+}
+
+TEST_F(ImapSessionTest, WhatAKilledProgramHadFetchedIsRemoved) {
+  std::filesystem::create_directory(folder_.path("spool"));
+  writeBytes(folder_.path("spool/fetched-1"), "text");
+  writeBytes(folder_.path("spool/other"), "text");
+  refresh();
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("spool/fetched-1")));
+  EXPECT_TRUE(std::filesystem::exists(folder_.path("spool/other")));
 }
 
 TEST_F(ImapSessionTest, SurvivesADropAtEveryByte) {
