@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The inbox over a session whose server the test plays: its name, its listings, what it asks for
+// ahead of a walk, read marks, and messages that get other numbers.
 #include "stores/account/account_inbox.h"
 
 #include <gmock/gmock.h>
@@ -174,6 +176,15 @@ TEST_F(AccountInboxTest, FetchesAMessageOnceThatWasReadForItsKind) {
   EXPECT_TRUE(listing->open(4));
   EXPECT_TRUE(listing->open(4));
   EXPECT_EQ(house_.account.count("UID FETCH 9 (UID BODY.PEEK"), 2U);
+}
+
+TEST_F(AccountInboxTest, AMessageThatWasReadForItsKindIsNotTakenForAnother) {
+  house_.account.add(9, sample("meeting-request.eml"));
+  const auto listing = list();
+  listing->head(4, sampleMarks());
+  const auto file = listing->open(3);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(readHeaderBlock(**file)->subject(), "m4");
 }
 
 TEST_F(AccountInboxTest, ReportsMessagesThatHaveVanished) {
@@ -454,6 +465,21 @@ TEST_F(AccountInboxTest, AUserWhoAsksOverALivingConnectionChangesNothing) {
   EXPECT_EQ(house_.network.connections(), 1U);
 }
 
+// The session waits longer than that where the server may be searching a large folder.
+TEST_F(AccountInboxTest, ACallFailsAfterAMinuteInWhichNothingCame) {
+  house_.account.instead = [](const std::string&, const std::string& command) {
+    return command.starts_with("UID SEARCH") ? std::optional<std::string>("") : std::nullopt;
+  };
+  for (int i = 1; i < 10; ++i) {
+    house_.network.after(i * 20s, [this] { house_.network.wake(); });
+  }
+  const auto begin = house_.network.steadyTime();
+  const auto listing = inbox_->list();
+  ASSERT_FALSE(listing);
+  EXPECT_EQ(listing.error().code, ETIMEDOUT);
+  EXPECT_LE(house_.network.steadyTime() - begin, kLongestInboxWait + 1s);
+}
+
 TEST_F(AccountInboxTest, SynchronisesAndReportsTheEndLater) {
   int ends = 0;
   inbox_->synchronise([&] { ++ends; });
@@ -533,6 +559,16 @@ TEST_F(RenumberedInboxTest, RecognisesMessagesInALaterRun) {
   inbox_ = house_.makeInbox();
   EXPECT_EQ(ids(*list()), before);
   startAgain();
+  EXPECT_EQ(ids(*list()), before);
+}
+
+// What a walk forwards is journaled under the identifiers, so they must be on the disk before it.
+TEST_F(RenumberedInboxTest, RecognisesMessagesAfterACrash) {
+  EXPECT_EQ(walk(*list(), 0), 0);
+  const auto before = ids(*list());
+  renumber();
+  EXPECT_EQ(ids(*list()), before);
+  const auto crashed = std::exchange(inbox_, house_.makeInbox());
   EXPECT_EQ(ids(*list()), before);
 }
 
@@ -626,6 +662,20 @@ TEST_F(RenumberedInboxTest, SetsMarksAgainThatTheMoveHasLost) {
   EXPECT_TRUE(after->setSeen(1, true));
   inbox_->close();
   EXPECT_TRUE(house_.account.find(102)->seen);
+}
+
+TEST_F(RenumberedInboxTest, SaysNothingOfMarksBeforeItKnowsWhatIsUnread) {
+  EXPECT_EQ(walk(*list(), 0), 0);
+  house_.account.instead = [](const std::string&, const std::string& command) {
+    return command.starts_with("UID SEARCH") ? std::optional<std::string>("") : std::nullopt;
+  };
+  renumber();
+  for (int i = 0; i < 20 && house_.account.count("UID SEARCH") < 2; ++i) {
+    inbox_->step();
+  }
+  const MarkReport report = inbox_->syncMarks({"imap-7-1"});
+  EXPECT_THAT(report.durable, IsEmpty());
+  EXPECT_THAT(report.refused, IsEmpty());
 }
 
 TEST_F(RenumberedInboxTest, DoesNotTakeMessagesOfTheOldNumberingForVanishedOnes) {

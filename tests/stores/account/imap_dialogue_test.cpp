@@ -119,6 +119,10 @@ TEST_F(ImapDialogueTest, TracesLinesWithoutLiterals) {
                      "\r\n");
   EXPECT_THAT(traced_, ElementsAre("> r1 A {7+}", "< * 1 FETCH (BODY[] {3}", testing::_));
   EXPECT_EQ(traced_.back().size(), 305U);
+  traced_.clear();
+  dialogue_.send(ImapCommand("B", ImapLiterals::kWaiting).literal("content"), ended("B"));
+  dialogue_.received("+ go on\r\n");
+  EXPECT_THAT(traced_, ElementsAre("> r2 B {7}", "< + go on"));
 }
 
 }  // namespace

@@ -300,5 +300,99 @@ TEST_F(ImapFetchTest, KeepsOneMessageForWhichNobodyWaits) {
   EXPECT_EQ(account_.count("UID FETCH 4"), 1U);
 }
 
+// What was fetched ahead is asked for anew when it is wanted.
+TEST_F(ImapFetchTest, ABodyAheadThatWasLostWithItsConnectionCanBeHad) {
+  refresh();
+  subject(4);
+  account_.instead = [this](const std::string&, const std::string& command) {
+    if (!command.ends_with("BODY.PEEK[])")) {
+      return std::optional<std::string>();
+    }
+    network_.end(network_.connections() - 1).close();
+    account_.instead = {};
+    return std::optional<std::string>("");
+  };
+  session_->work([](ImapWork& work) { work.wantBodiesAhead({4}); });
+  EXPECT_TRUE(runUntil([&] { return network_.connections() == 2 && session_->status().up; }));
+  EXPECT_EQ(body(4), simpleMail("m4"));
+}
+
+TEST_F(ImapFetchTest, LargeBodiesAreNotFetchedAheadAndOthersOnlyWhileThereIsRoom) {
+  std::vector<std::uint32_t> uids;
+  for (std::uint32_t uid = 10; uid < 50; ++uid) {
+    account_.add(uid, simpleMail("m") + std::string(kBodyAheadBytes - 200, 'x'));
+    uids.push_back(uid);
+  }
+  account_.add(50, simpleMail("large") + std::string(kBodyAheadBytes, 'x'));
+  refresh();
+  session_->work([&](ImapWork& work) { work.wantHeads(uids); });
+  subject(50);
+  EXPECT_TRUE(runUntil([&] { return head(49) == Wanted::kThere; }));
+  EXPECT_EQ(session_->work([](ImapWork& work) { return work.wantBodiesAhead({50}); }), 1U);
+  const std::size_t asked =
+      session_->work([&](ImapWork& work) { return work.wantBodiesAhead(uids); });
+  EXPECT_GE(asked, kBodiesAheadBytes / kBodyAheadBytes - 1);
+  EXPECT_LE(asked, kBodiesAheadBytes / kBodyAheadBytes + 1);
+  EXPECT_TRUE(runUntil(
+      [&] { return !session_->look([](const ImapWork& work) { return work.wantsAnything(); }); }));
+  EXPECT_EQ(account_.count("UID FETCH 50 (UID BODY.PEEK[])"), 0U);
+  EXPECT_EQ(session_->look([](const ImapWork& work) { return work.body(50); }), Wanted::kNot);
+}
+
+TEST_F(ImapFetchTest, DropsWhatWasFetchedAheadOfTheWalkOnceItHasPassed) {
+  refresh();
+  subject(2);
+  subject(4);
+  session_->work([](ImapWork& work) { work.wantBodiesAhead({2, 4}); });
+  const auto state = [&](std::uint32_t uid) {
+    return session_->look([uid](const ImapWork& work) { return work.body(uid); });
+  };
+  EXPECT_TRUE(runUntil([&] { return state(2) == Wanted::kThere && state(4) == Wanted::kThere; }));
+  session_->work([](ImapWork& work) { work.dropBodiesBehind(3); });
+  EXPECT_EQ(state(4), Wanted::kNot);
+  EXPECT_EQ(state(2), Wanted::kThere);
+}
+
+TEST_F(ImapFetchTest, KeepsAThousandHeadsThatNobodyTakes) {
+  std::vector<std::uint32_t> uids;
+  for (std::uint32_t uid = 10; uid < 1210; ++uid) {
+    account_.mails.push_back({uid, simpleMail("m")});
+    uids.push_back(uid);
+  }
+  refresh();
+  session_->work([&](ImapWork& work) { work.wantHeads(uids); });
+  EXPECT_TRUE(runUntil([&] { return head(1209) == Wanted::kThere; }));
+  EXPECT_EQ(head(10), Wanted::kThere);
+  session_->work([](ImapWork& work) { work.wantHeads({1, 1209}); });
+  EXPECT_EQ(head(10), Wanted::kNot);
+  EXPECT_EQ(head(1209), Wanted::kThere);
+  EXPECT_EQ(head(1), Wanted::kComing);
+}
+
+// Drops over its head and, later, over its body added up.
+TEST_F(ImapFetchTest, AMessageThatCouldBeHadIsCleared) {
+  int drops = 0;
+  account_.instead = [&](const std::string&, const std::string& command) {
+    if (command.starts_with("UID FETCH 3 ") && ++drops <= 3) {
+      network_.end(network_.connections() - 1)
+          .fail({ConnectFailure::Cause::kNotReached, ConnectStep::kReady, "lost", ""});
+      return std::optional<std::string>("");
+    }
+    return std::optional<std::string>();
+  };
+  refresh();
+  for (int i = 0; i < 4 && drops < 3; ++i) {
+    subject(3);
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(subject(3), "m3");
+  drops = 0;
+  for (int i = 0; i < 4 && drops < 3; ++i) {
+    EXPECT_THAT(body(3), testing::Not(HasSubstr("whenever")));
+    runUntil([] { return false; }, 20min);
+  }
+  EXPECT_EQ(body(3), simpleMail("m3"));
+}
+
 }  // namespace
 }  // namespace relaybird

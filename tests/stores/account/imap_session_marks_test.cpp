@@ -24,6 +24,26 @@ TEST_F(ImapMarksTest, SendsMarksTogetherALittleLater) {
   EXPECT_EQ(account_.count("UID STORE"), 1U);
 }
 
+TEST_F(ImapMarksTest, AMarkDoesNotWaitForOthersForLong) {
+  refresh();
+  runUntil([] { return false; }, 1min);
+  const auto begin = network_.steadyTime();
+  mark(2);
+  EXPECT_TRUE(runUntilMarked(2));
+  EXPECT_EQ(network_.steadyTime() - begin, kMarkDelay);
+}
+
+TEST_F(ImapMarksTest, MarksOfBothKindsGoTheirOwnWays) {
+  account_.find(2)->seen = true;
+  refresh();
+  mark(1);
+  mark(2, false);
+  mark(3);
+  EXPECT_TRUE(runUntilMarked(3));
+  EXPECT_TRUE(account_.find(1)->seen && account_.find(3)->seen);
+  EXPECT_FALSE(account_.find(2)->seen);
+}
+
 TEST_F(ImapMarksTest, SendsMarksBeforeItRefreshes) {
   refresh();
   mark(1);
@@ -79,6 +99,28 @@ TEST_F(ImapMarksTest, ListsAMessageAgainThatAnotherProgramMarksUnread) {
   account_.find(2)->seen = false;
   refresh();
   EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5));
+  // The same before a search has seen the mark.
+  mark(3);
+  runUntilMarked(3);
+  account_.find(3)->seen = false;
+  refresh();
+  EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5));
+}
+
+TEST_F(ImapMarksTest, AMarkThatWasSentAndNotConfirmedIsSentAgain) {
+  refresh();
+  account_.instead = [this](const std::string&, const std::string& command) {
+    if (!command.starts_with("UID STORE")) {
+      return std::optional<std::string>();
+    }
+    network_.end(network_.connections() - 1).close();
+    account_.instead = {};
+    return std::optional<std::string>("");
+  };
+  mark(2);
+  EXPECT_TRUE(runUntilMarked(2));
+  EXPECT_EQ(network_.connections(), 2U);
+  EXPECT_TRUE(account_.find(2)->seen);
 }
 
 TEST_F(ImapMarksTest, KeepsMarksOverALostConnection) {

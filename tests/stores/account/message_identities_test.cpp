@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// What is known of messages when a server numbers them anew. The way over a session is in
+// account_inbox_test.cpp.
+#include "stores/account/message_identities.h"
+
+#include <gmock/gmock.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/posix/posix_file_system.h"
+#include "support/fake_clock.h"
+#include "support/temp_folder.h"
+
+namespace relaybird {
+namespace {
+
+using Found = MessageIdentities::Found;
+
+class MessageIdentitiesTest : public testing::Test {
+ protected:
+  MessageIdentitiesTest() { identities_.begin(7); }
+
+  static ImapHead head(std::uint32_t uid, const std::string& name, DateTime received) {
+    ImapHead made;
+    made.uid = uid;
+    made.received = received;
+    made.header = "Message-ID: <" + name + "@example.org>\r\nSubject: " + name + "\r\n\r\n";
+    return made;
+  }
+  static Found found(const ImapHead& head) {
+    return {head.uid, MessageIdentities::fingerprintOf(head), head.received};
+  }
+  std::string nameOf(std::uint32_t uid) const {
+    return MessageIdentities::entryId(8, uid, *identities_.aliases());
+  }
+
+  const DateTime noon_ = makeTime(2026, 11, 20, 12, 0, 0);
+  FakeClock clock_;
+  RecordingSleeper sleeper_{clock_};
+  PosixFileSystem files_{sleeper_};
+  TempFolder folder_;
+  MessageIdentities identities_{files_, folder_.path("account/messages")};
+};
+
+// It may be one that was forwarded and that another program has marked unread since.
+TEST_F(MessageIdentitiesTest, OnlyWhatIsYoungerThanAllThatWasSeenIsNew) {
+  identities_.note(head(1, "known", noon_));
+  const std::vector<Found> all = {found(head(11, "older", noon_ - std::chrono::seconds(1))),
+                                  found(head(12, "as old", noon_)),
+                                  found(head(13, "younger", noon_ + std::chrono::seconds(1)))};
+  EXPECT_EQ(identities_.renumber(8, all), 2U);
+  EXPECT_TRUE(identities_.isLeftOut(11));
+  EXPECT_TRUE(identities_.isLeftOut(12));
+  EXPECT_FALSE(identities_.isLeftOut(13));
+  EXPECT_EQ(nameOf(13), "imap-8-13");
+}
+
+TEST_F(MessageIdentitiesTest, AMessageThatCameTwiceIsRecognisedAsOftenAsItWasSeen) {
+  identities_.note(head(1, "twin", noon_));
+  identities_.note(head(2, "twin", noon_));
+  EXPECT_EQ(identities_.renumber(8, {found(head(11, "twin", noon_)), found(head(12, "twin", noon_)),
+                                     found(head(13, "twin", noon_))}),
+            1U);
+  const std::set<std::string> names = {nameOf(11), nameOf(12)};
+  EXPECT_EQ(names, (std::set<std::string>{"imap-7-1", "imap-7-2"}));
+  EXPECT_TRUE(identities_.isLeftOut(13));
+}
+
+// Copies of a circular have the same Message-ID at some senders.
+TEST_F(MessageIdentitiesTest, TheSubjectTellsMessagesOfOneIdentifierApart) {
+  ImapHead one = head(1, "circular", noon_);
+  ImapHead other = one;
+  other.header.replace(other.header.find("Subject: circular"), 17, "Subject: another!");
+  EXPECT_NE(MessageIdentities::fingerprintOf(one), MessageIdentities::fingerprintOf(other));
+}
+
+TEST_F(MessageIdentitiesTest, WhatIsReadIsForgotten) {
+  identities_.note(head(1, "read", noon_));
+  identities_.note(head(2, "unread", noon_));
+  UidSet unread;
+  unread.add(2);
+  identities_.keepOnly(unread);
+  ASSERT_TRUE(identities_.save());
+  MessageIdentities later(files_, folder_.path("account/messages"));
+  later.load();
+  EXPECT_EQ(later.uidValidity(), 7U);
+  EXPECT_EQ(later.renumber(8, {found(head(11, "read", noon_)), found(head(12, "unread", noon_))}),
+            1U);
+  EXPECT_TRUE(later.isLeftOut(11));
+}
+
+TEST_F(MessageIdentitiesTest, NothingIsTakenFromADamagedFile) {
+  identities_.note(head(1, "one", noon_));
+  identities_.note(head(2, "two", noon_));
+  ASSERT_TRUE(identities_.save());
+  const std::string path = folder_.path("account/messages");
+  writeBytes(path, readBytes(path) + "rubbish\n");
+  MessageIdentities later(files_, path);
+  later.load();
+  EXPECT_EQ(later.uidValidity(), 0U);
+  later.begin(7);
+  EXPECT_EQ(later.renumber(8, {found(head(11, "one", noon_))}), 0U) << "nothing was seen before";
+  EXPECT_EQ(MessageIdentities::entryId(8, 11, *later.aliases()), "imap-8-11");
+}
+
+}  // namespace
+}  // namespace relaybird
