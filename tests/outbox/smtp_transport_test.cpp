@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <map>
 
+#include "outbox/delivery/delivery_settlement.h"
 #include "outbox/delivery/smtp_words.h"
 #include "outbox/delivery_fixture.h"
 #include "outbox/smtp_server.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +10,9 @@
 #include "platform/result.h"
 
 namespace relaybird {
+
+/// In bytes. A larger file in the outbox is no message of ours.
+inline constexpr std::size_t kLargestOutgoing = std::size_t{256} << 20;
 
 /// Makes a message ready to leave: the envelope is read from its From, To and Bcc fields, Bcc is
 /// taken out of it, and CR LF becomes LF. Fails for a message that can never leave: without a
