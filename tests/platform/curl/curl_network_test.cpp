@@ -1,33 +1,18 @@
 // SPDX-License-Identifier: MIT
-// Over real sockets and real TLS on this machine. Names are looked up by the getaddrinfo() below,
-// which stands in front of the system's, so that no test asks the network: names that end in
-// ".test" are this machine, and a look-up of "slow.test" ends when the test allows it.
-#include "platform/curl/curl_network.h"
-
+// Opening and using connections: names and addresses, every protocol with every kind of encryption,
+// limits of time, and what happens after the sign-in. Encryption and sign-in have files of their
+// own beside this one.
+//
+// A look-up of "slow.test" ends when the test allows it.
 #include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netdb.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <condition_variable>
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
-#include "mail_talks.h"
+#include "curl_network_fixture.h"
 #include "platform/curl/curl_connection.h"
-#include "support/temp_folder.h"
-#include "tls_server.h"
 
 namespace {
 
@@ -63,117 +48,10 @@ namespace relaybird {
 namespace {
 
 using namespace std::chrono_literals;
-using Cause = ConnectFailure::Cause;
-using State = Connection::State;
 using testing::AllOf;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
-
-constexpr std::size_t kAny = 1U << 20U;
-
-class CurlNetworkTest : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    std::signal(SIGPIPE, SIG_IGN);
-    // Before libcurl is initialised.
-    ::setenv("SSLKEYLOGFILE", keyFile().c_str(), 1);
-  }
-  static void TearDownTestSuite() { std::filesystem::remove(keyFile()); }
-  static std::string keyFile() {
-    return std::filesystem::temp_directory_path() /
-           ("relaybird-keys-" + std::to_string(::getpid()));
-  }
-
-  void SetUp() override { std::ofstream(folder.path() + "/ca.pem") << authority.pem(); }
-
-  std::string caFile() const { return folder.path() + "/ca.pem"; }
-
-  Talk talk(MailProtocol protocol, Security security) {
-    Talk made;
-    made.protocol = protocol;
-    made.security = security;
-    made.tls = tls.get();
-    return made;
-  }
-  Talk imapTls() { return talk(MailProtocol::kImap, Security::kTls); }
-  Talk smtpStartTls() { return talk(MailProtocol::kSmtp, Security::kStartTls); }
-
-  // The server of the test's talk, and what the user has entered about it.
-  MailServer serve(const Talk& made, bool signsIn = true) {
-    return serveBy(made, [made, signsIn](Peer& peer) {
-      openTalk(peer, made, signsIn);
-      while (true) {
-        peer.say("echo " + peer.line() + "\r\n");
-      }
-    });
-  }
-  MailServer serveBy(const Talk& made, std::function<void(Peer&)> conversation) {
-    server = std::make_unique<TlsServer>(std::move(conversation));
-    return {.protocol = made.protocol,
-            .host = "mail.test",
-            .port = server->port(),
-            .security = made.security,
-            .caFile = caFile()};
-  }
-
-  static SignIn ann(SignInMethod method = SignInMethod::kPassword,
-                    const std::string& secret = "s3cret-word") {
-    return {.user = "ann@mail.test", .method = method, .secret = Secret(secret)};
-  }
-
-  std::unique_ptr<Connection> connect(const MailServer& to,
-                                      const std::optional<SignIn>& signIn = ann(),
-                                      std::chrono::milliseconds limit = 20s) {
-    return network.connect(to, signIn, limit, [this](const ProtocolLine& line) {
-      trace.push_back((line.sent ? "> " : "< ") + line.text);
-    });
-  }
-  // Waits until it is open or has failed.
-  std::unique_ptr<Connection> opened(const MailServer& to,
-                                     const std::optional<SignIn>& signIn = ann(),
-                                     std::chrono::milliseconds limit = 20s) {
-    auto connection = connect(to, signIn, limit);
-    waitWhile([&] { return connection->state() == State::kOpening; });
-    return connection;
-  }
-  // The condition is asked once after each wait, because it may take input.
-  template <class Condition>
-  void waitWhile(Condition condition) {
-    const auto end = network.steadyTime() + 60s;
-    while (condition()) {
-      ASSERT_LT(network.steadyTime(), end) << "nothing happened for a minute";
-      network.wait(10s);
-    }
-  }
-  ConnectFailure failureOf(const MailServer& to, const std::optional<SignIn>& signIn = ann(),
-                           std::chrono::milliseconds limit = 20s) {
-    const auto connection = opened(to, signIn, limit);
-    EXPECT_EQ(connection->state(), State::kEnded);
-    return connection->failure().value_or(ConnectFailure{});
-  }
-  // The next line, or what came until the end.
-  std::string lineOf(Connection& connection) {
-    std::string line;
-    waitWhile([&] {
-      connection.receive(line, kAny);
-      return !line.ends_with('\n') && connection.state() == State::kOpen;
-    });
-    return line;
-  }
-  static bool failed(const std::unique_ptr<Connection>& connection) {
-    return connection->state() == State::kEnded;
-  }
-
-  TempFolder folder;
-  Identity authority = makeIdentity({.name = "authority", .authority = true}, nullptr);
-  Identity identity = makeIdentity({}, &authority);
-  ContextPtr tls = makeServerTls(identity);
-  std::unique_ptr<TlsServer> server;
-  CurlNetwork network;
-  std::vector<std::string> trace;
-};
 
 // --- Every protocol with every kind of encryption ---
 
@@ -347,126 +225,6 @@ TEST_F(CurlNetworkTest, ALookUpThatDoesNotEndHoldsNothingUp) {
   EXPECT_LT(network.steadyTime() - before, 10s);
 }
 
-// --- Certificates ---
-
-TEST_F(CurlNetworkTest, BadCertificatesAreRefusedBeforeAnythingIsSaid) {
-  const Identity other = makeIdentity({.name = "other", .authority = true}, nullptr);
-  struct Case {
-    Identity identity;
-    std::string words;
-  };
-  std::vector<Case> cases;
-  cases.push_back({makeIdentity({.fromDays = -9, .toDays = -1}, &authority), "has expired"});
-  cases.push_back({makeIdentity({.fromDays = 2}, &authority), "not valid yet"});
-  cases.push_back({makeIdentity({.name = "other.test"}, &authority), "for another server"});
-  cases.push_back({makeIdentity({}, nullptr), "signed by the server itself"});
-  cases.push_back({makeIdentity({}, &other), "authority that is not trusted"});
-  for (const MailProtocol protocol : {MailProtocol::kImap, MailProtocol::kSmtp}) {
-    for (const Security security : {Security::kTls, Security::kStartTls}) {
-      for (const auto& bad : cases) {
-        tls = makeServerTls(bad.identity);
-        const auto failure = failureOf(serve(talk(protocol, security)));
-        EXPECT_EQ(failure.cause, Cause::kCertificate) << failure.words;
-        EXPECT_EQ(failure.step, ConnectStep::kEncrypt);
-        EXPECT_THAT(failure.words, HasSubstr(bad.words));
-        for (const auto& line : server->seen()) {
-          EXPECT_THAT(line, Not(HasSubstr("AUTH")));
-        }
-      }
-    }
-  }
-}
-
-TEST_F(CurlNetworkTest, AForgedCertificateInTheNameOfTheAuthorityIsRefused) {
-  const Identity forger = makeIdentity({.name = "authority", .authority = true}, nullptr);
-  tls = makeServerTls(makeIdentity({}, &forger));
-  const auto failure = failureOf(serve(imapTls()));
-  EXPECT_THAT(failure.cause, testing::AnyOf(Cause::kCertificate, Cause::kTls));
-  EXPECT_TRUE(server->seen().empty());
-}
-
-TEST_F(CurlNetworkTest, AnAuthorityOfTheUsersOwnIsTrustedOnlyWhereItsFileIsNamed) {
-  auto to = serve(imapTls());
-  to.caFile.clear();
-  const auto failure = failureOf(to);
-  EXPECT_EQ(failure.cause, Cause::kCertificate);
-  EXPECT_THAT(failure.words, HasSubstr("authority that is not trusted"));
-  to.caFile = folder.path() + "/absent.pem";
-  const auto absent = failureOf(to);
-  EXPECT_EQ(absent.cause, Cause::kCertificate);
-  EXPECT_THAT(absent.words, HasSubstr("absent.pem"));
-  to.caFile = caFile();
-  EXPECT_EQ(opened(to)->state(), State::kOpen);
-}
-
-// --- Encryption ---
-
-TEST_F(CurlNetworkTest, AServerThatKnowsOnlyOldTlsIsRefused) {
-  tls = makeServerTls(identity, TLS1_1_VERSION);
-  EXPECT_EQ(failureOf(serve(imapTls())).cause, Cause::kTls);
-  tls = makeServerTls(identity, TLS1_2_VERSION);
-  EXPECT_EQ(opened(serve(imapTls()))->state(), State::kOpen);
-}
-
-TEST_F(CurlNetworkTest, AServerThatSpeaksNoTlsOnItsPortIsATlsFailure) {
-  auto to = serve(talk(MailProtocol::kImap, Security::kNone));
-  to.security = Security::kTls;
-  const auto failure = failureOf(to);
-  EXPECT_EQ(failure.cause, Cause::kTls);
-  EXPECT_EQ(failure.step, ConnectStep::kEncrypt);
-}
-
-class StartTls : public CurlNetworkTest, public testing::WithParamInterface<MailProtocol> {
- protected:
-  // Nothing but the question for STARTTLS may have been said without encryption.
-  void expectNoSignIn() {
-    server->finish();
-    for (const auto& line : server->seen()) {
-      EXPECT_THAT(line, AllOf(Not(HasSubstr("AUTH")), Not(HasSubstr("LOGIN"))));
-    }
-  }
-  bool imap() const { return GetParam() == MailProtocol::kImap; }
-};
-
-TEST_P(StartTls, NotOfferedEndsTheAttempt) {
-  auto plain = talk(GetParam(), Security::kStartTls);
-  plain.offersStartTls = false;
-  const auto failure = failureOf(serve(plain));
-  EXPECT_EQ(failure.cause, Cause::kNoEncryption);
-  EXPECT_EQ(failure.step, ConnectStep::kEncrypt);
-  EXPECT_EQ(failure.answer, "");
-  expectNoSignIn();
-}
-
-TEST_P(StartTls, RefusedEndsTheAttemptWithTheServersWords) {
-  auto refusing = talk(GetParam(), Security::kStartTls);
-  refusing.startTlsAnswer = imap() ? "NO not today\r\n" : "454 4.7.0 not today\r\n";
-  const auto failure = failureOf(serve(refusing));
-  EXPECT_EQ(failure.cause, Cause::kNoEncryption);
-  EXPECT_THAT(failure.answer, HasSubstr("not today"));
-  expectNoSignIn();
-}
-
-TEST_P(StartTls, FollowedByInjectedTextEndsTheAttempt) {
-  auto injecting = talk(GetParam(), Security::kStartTls);
-  injecting.startTlsAnswer =
-      imap() ? "OK go\r\n* PREAUTH in\r\n" : "220 go\r\n250-AUTH PLAIN\r\n250 fine\r\n";
-  const auto failure = failureOf(serve(injecting));
-  EXPECT_EQ(failure.cause, Cause::kProtocol);
-  expectNoSignIn();
-}
-
-INSTANTIATE_TEST_SUITE_P(, StartTls, testing::Values(MailProtocol::kImap, MailProtocol::kSmtp),
-                         [](const auto& each) {
-                           return each.param == MailProtocol::kImap ? "Imap" : "Smtp";
-                         });
-
-TEST_F(CurlNetworkTest, AnImapServerThatClaimsToBeSignedInCannotAvoidTheEncryption) {
-  auto preauth = talk(MailProtocol::kImap, Security::kStartTls);
-  preauth.greeting = "* PREAUTH welcome\r\n";
-  EXPECT_EQ(failureOf(serve(preauth)).cause, Cause::kNoEncryption);
-}
-
 // --- Time ---
 
 TEST_F(CurlNetworkTest, AServerThatNeverGreetsEndsAtTheLimit) {
@@ -539,126 +297,6 @@ TEST_F(CurlNetworkTest, WakingEndsAWaitFromAnotherThreadAndTheNextOne) {
   network.wait(1min);
   other.join();
   EXPECT_LT(network.steadyTime() - before, 30s);
-}
-
-// --- Sign-in ---
-
-class Mechanisms : public CurlNetworkTest, public testing::WithParamInterface<MailProtocol> {
- protected:
-  // What the server saw of the sign-in.
-  std::vector<std::string> signInLines(const SignIn& signIn, const std::string& methods) {
-    auto made = talk(GetParam(), Security::kTls);
-    made.methods = methods;
-    const auto connection = opened(serve(made), signIn);
-    EXPECT_EQ(connection->state(), State::kOpen)
-        << (connection->failure() ? connection->failure()->words : "");
-    std::vector<std::string> lines;
-    for (const auto& line : server->seen()) {
-      const auto at = std::min(line.find("AUTH"), line.find("LOGIN"));
-      if (at != std::string::npos) {
-        lines.push_back(line.substr(at));
-      } else if (!lines.empty()) {
-        lines.push_back(line);
-      }
-    }
-    return lines;
-  }
-  std::string command(const std::string& method) const {
-    return (GetParam() == MailProtocol::kImap ? "AUTHENTICATE " : "AUTH ") + method;
-  }
-};
-
-TEST_P(Mechanisms, PlainSendsUserAndPasswordByteForByte) {
-  const std::string password = "\"q\\ \xC3\xA4\xFF{3}";
-  const auto lines = signInLines(ann(SignInMethod::kPlain, password), "LOGIN PLAIN XOAUTH2");
-  const std::string zero(1, '\0');
-  EXPECT_THAT(lines,
-              ElementsAre(command("PLAIN"), toBase64(zero + "ann@mail.test" + zero + password)));
-}
-
-TEST_P(Mechanisms, LoginSendsUserAndPasswordByteForByte) {
-  const std::string password = "\"q\\ \xC3\xA4\xFF{3}";
-  const auto lines = signInLines(ann(SignInMethod::kLogin, password), "LOGIN PLAIN XOAUTH2");
-  EXPECT_THAT(lines, ElementsAre(command("LOGIN"), toBase64("ann@mail.test"), toBase64(password)));
-}
-
-TEST_P(Mechanisms, Xoauth2SendsTheToken) {
-  const auto lines =
-      signInLines(ann(SignInMethod::kXoauth2, "tok.en-1"), "PLAIN XOAUTH2 OAUTHBEARER");
-  EXPECT_THAT(lines, ElementsAre(command("XOAUTH2"),
-                                 toBase64("user=ann@mail.test\1auth=Bearer tok.en-1\1\1")));
-}
-
-TEST_P(Mechanisms, OauthBearerSendsTheToken) {
-  const auto lines =
-      signInLines(ann(SignInMethod::kOauthBearer, "tok.en-1"), "PLAIN XOAUTH2 OAUTHBEARER");
-  ASSERT_EQ(lines.size(), 2U);
-  EXPECT_EQ(lines[0], command("OAUTHBEARER"));
-  EXPECT_EQ(lines[1], toBase64("n,a=ann@mail.test,\1host=mail.test\1port=" +
-                               std::to_string(server->port()) + "\1auth=Bearer tok.en-1\1\1"));
-}
-
-TEST_P(Mechanisms, APasswordGoesByPlainWhereTheServerOffersKerberosAndNtlmToo) {
-  const auto lines = signInLines(ann(), "GSSAPI NTLM CRAM-MD5 DIGEST-MD5 LOGIN PLAIN");
-  ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(lines[0], command("PLAIN"));
-}
-
-TEST_P(Mechanisms, AServerThatOffersOnlyAChallengeGetsAPasswordAllTheSame) {
-  const auto lines = signInLines(ann(), "CRAM-MD5");
-  ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(lines[0], command("CRAM-MD5"));
-}
-
-TEST_P(Mechanisms, AMethodThatTheServerDoesNotOfferIsRefusedWithoutAnything) {
-  auto made = talk(GetParam(), Security::kTls);
-  made.methods = "PLAIN";
-  const auto failure = failureOf(serve(made), ann(SignInMethod::kXoauth2));
-  EXPECT_EQ(failure.cause, Cause::kSignInRefused);
-  EXPECT_THAT(failure.words, HasSubstr("XOAUTH2"));
-  EXPECT_EQ(failure.answer, "");
-}
-
-TEST_P(Mechanisms, ARefusedTokenGivesTheReasonInTheChallenge) {
-  auto made = talk(GetParam(), Security::kTls);
-  made.challenge = R"({"status":"400","schemes":"Bearer"})";
-  made.refusal = GetParam() == MailProtocol::kImap ? "NO failed" : "535 failed";
-  const auto failure = failureOf(serve(made), ann(SignInMethod::kXoauth2));
-  EXPECT_EQ(failure.cause, Cause::kSignInRefused);
-  EXPECT_THAT(failure.words, HasSubstr("access token"));
-  EXPECT_THAT(failure.answer, HasSubstr("\"status\":\"400\""));
-}
-
-TEST_P(Mechanisms, AServerThatCannotSignInAnybodyForNowIsBusy) {
-  auto made = talk(GetParam(), Security::kTls);
-  made.refusal =
-      GetParam() == MailProtocol::kImap ? "NO [UNAVAILABLE] later" : "454 4.7.0 Temporary failure";
-  const auto failure = failureOf(serve(made));
-  EXPECT_EQ(failure.cause, Cause::kBusy);
-  EXPECT_EQ(failure.answer, made.refusal);
-}
-
-TEST_P(Mechanisms, AServerThatTurnsClientsAwayIsBusy) {
-  auto made = talk(GetParam(), Security::kTls);
-  made.greeting =
-      GetParam() == MailProtocol::kImap ? "* BYE too many\r\n" : "421 4.7.0 too many\r\n";
-  const auto failure = failureOf(serve(made));
-  EXPECT_EQ(failure.cause, Cause::kBusy);
-  EXPECT_THAT(failure.answer, HasSubstr("too many"));
-}
-
-INSTANTIATE_TEST_SUITE_P(, Mechanisms, testing::Values(MailProtocol::kImap, MailProtocol::kSmtp),
-                         [](const auto& each) {
-                           return each.param == MailProtocol::kImap ? "Imap" : "Smtp";
-                         });
-
-TEST_F(CurlNetworkTest, AnImapServerWithoutMechanismsGetsAQuotedLoginCommand) {
-  auto made = imapTls();
-  made.methods = "";
-  const auto connection = opened(serve(made), ann(SignInMethod::kPassword, "a\"b\\c \xC3\xA4"));
-  ASSERT_EQ(connection->state(), State::kOpen) << connection->failure()->words;
-  EXPECT_THAT(server->seen(), Contains(HasSubstr("LOGIN ann@mail.test \"a\\\"b\\\\c \xC3\xA4\"")));
-  EXPECT_THAT(trace, Contains("> A002 LOGIN ***"));
 }
 
 // --- After the sign-in ---
