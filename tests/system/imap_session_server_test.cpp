@@ -34,7 +34,7 @@ class Session {
                   [](std::size_t count) { return std::string(count, 'x'); },
                   files_,
                   folder_.path("spool"),
-                  {},
+                  [this](const ProtocolLine& line) { said.push_back(line.text); },
                   [] {},
                   [this](const std::string& words) { complaints.push_back(words); }}) {}
   ~Session() {
@@ -45,6 +45,7 @@ class Session {
   }
 
   std::vector<std::string> complaints;
+  std::vector<std::string> said;  // by both sides
 
   template <typename Act>
   auto look(const Act& act) const {
@@ -241,6 +242,38 @@ TEST_F(ImapSessionServer, ReadMarksGoBothWays) {
   EXPECT_EQ(other.refresh().size(), 50U);
   other.mark({uids.begin(), uids.begin() + 100}, false);
   EXPECT_EQ(session.refresh().size(), 150U);
+}
+
+// Marks of others, mail, deletions and a lost connection; the other session lists all each time.
+TEST_F(ImapSessionServer, ChangesOfOthersAreWhatAListWouldSay) {
+  using testing::Contains;
+  using testing::HasSubstr;
+  deliver(20);
+  const MailServers::Values proxy = servers_.ask("proxy " + std::to_string(directPort()));
+  Session session(user_, static_cast<std::uint16_t>(std::stoi(proxy.at("port"))));
+  const Uids first = session.refresh();
+  session.said.clear();
+  for (std::size_t step = 0; step < 8; ++step) {
+    Session other(user_, directPort());
+    other.refresh();
+    other.mark({first[step], first[step + 8]}, step % 2 == 0);
+    session.mark({first[step + 4]}, step % 3 != 0);
+    deliver(static_cast<int>(step % 3));
+    const auto files = fs::directory_iterator(servers_.maildir(user_) + "/cur");
+    if (step % 4 == 1 && files != fs::directory_iterator()) {
+      fs::remove(files->path());
+    }
+    if (step == 3) {
+      servers_.ask("gate " + proxy.at("name") + " closed");
+      servers_.ask("gate " + proxy.at("name") + " open");
+    }
+    const Uids known = session.refresh();
+    EXPECT_EQ(known, Session(user_, directPort()).refresh()) << step;
+    EXPECT_THAT(session.said, testing::Not(Contains(HasSubstr("UID SEARCH")))) << step;
+  }
+  EXPECT_THAT(session.said, Contains(HasSubstr("(QRESYNC (")));
+  EXPECT_THAT(session.said, Contains(HasSubstr("(CHANGEDSINCE ")));
+  EXPECT_THAT(session.said, Contains(HasSubstr("VANISHED")));
 }
 
 TEST_F(ImapSessionServer, LargeMessageIsFetchedWhole) {

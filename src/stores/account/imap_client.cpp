@@ -33,6 +33,13 @@ bool namesSeen(std::string_view flags) {
   return upper.find(" \\SEEN ") != std::string::npos;
 }
 
+// Whether a response that cannot be understood may be one that tells a change. Others belong to
+// every SELECT, such as RECENT.
+bool mayTellChange(std::string_view line) {
+  const std::string upper = asciiUpper(line);
+  return upper.find("FETCH") != std::string::npos || upper.find("VANISHED") != std::string::npos;
+}
+
 bool hasAttribute(const ImapMailbox& mailbox, std::string_view wanted) {
   return std::any_of(
       mailbox.attributes.begin(), mailbox.attributes.end(),
@@ -98,25 +105,73 @@ void ImapClient::identify(std::string_view version) {
   }
 }
 
-void ImapClient::select(std::string_view folder,
-                        std::function<void(const Result<ImapOpened>&)> done) {
+void ImapClient::select(std::string_view folder, Opened done) {
   selecting_ = true;
   opened_ = {};
-  dialogue_.send(ImapCommand("SELECT", literals()).text(imapMailboxName(folder)),
-                 [this, done = std::move(done)](const ImapCondition& reply) {
-                   selecting_ = false;
-                   opened_.readOnly = opened_.readOnly || reply.code.name == "READ-ONLY";
-                   if (reply.status != ImapStatus::kOk) {
-                     done(Error{0, wordsOf(reply)});
-                   } else if (opened_.uidValidity == 0) {
-                     done(Error{0, "it gives its messages no lasting numbers (UIDVALIDITY)"});
-                   } else {
-                     done(opened_);
-                   }
-                 });
+  modSeq_ = 0;
+  dialogue_.send(
+      ImapCommand("SELECT", literals()).text(imapMailboxName(folder)),
+      [this, done = std::move(done)](const ImapCondition& reply) { endSelect(reply, done); });
+}
+
+void ImapClient::selectSince(std::string_view folder, const ImapMoment& known, Opened done) {
+  if (can("QRESYNC") && can("ENABLE")) {
+    // Its answer is awaited: a server that has not enabled QRESYNC yet calls the parameter bad.
+    selecting_ = true;
+    dialogue_.send(
+        ImapCommand("ENABLE QRESYNC"),
+        [this, folder = std::string(folder), known, done = std::move(done)](
+            const ImapCondition&) mutable { sendSelect(folder, known, std::move(done)); });
+  } else if (can("CONDSTORE") || can("QRESYNC")) {
+    sendSelect(std::string(folder), known, std::move(done));
+  } else {
+    select(folder, std::move(done));
+  }
+}
+
+void ImapClient::sendSelect(const std::string& folder, const ImapMoment& known, Opened done) {
+  selecting_ = true;
+  opened_ = {};
+  const bool since = tellsVanished_ && known.modSeq != 0;
+  if (since) {
+    gatherer_.begin();
+  }
+  ImapCommand command("SELECT", literals());
+  command.text(imapMailboxName(folder));
+  command.words(since ? "(QRESYNC (" + std::to_string(known.uidValidity) + ' ' +
+                            std::to_string(known.modSeq) + "))"
+                      : "(CONDSTORE)");
+  dialogue_.send(command, [this, folder, since,
+                           done = std::move(done)](const ImapCondition& reply) mutable {
+    ImapChanges changes = gatherer_.take();
+    if (reply.status != ImapStatus::kOk) {
+      select(folder, std::move(done));  // the words of a refusal are those for the plain command
+      return;
+    }
+    if (since) {
+      opened_.changes = std::move(changes);
+    }
+    modSeq_ = opened_.modSeq;
+    endSelect(reply, done);
+  });
+}
+
+void ImapClient::endSelect(const ImapCondition& reply, const Opened& done) {
+  selecting_ = false;
+  opened_.readOnly = opened_.readOnly || reply.code.name == "READ-ONLY";
+  opened_.messages = exists_;
+  opened_.modSeq = modSeq_;
+  if (reply.status != ImapStatus::kOk) {
+    done(Error{0, wordsOf(reply)});
+  } else if (opened_.uidValidity == 0) {
+    done(Error{0, "it gives its messages no lasting numbers (UIDVALIDITY)"});
+  } else {
+    done(opened_);
+  }
 }
 
 void ImapClient::searchUnseen(std::function<void(const Result<UidSet>&)> done) {
+  gatherer_.forget();
   const bool extended = can("ESEARCH");
   const std::string_view returned = extended ? "UID SEARCH RETURN (ALL) " : "UID SEARCH ";
   search(ImapCommand(std::string(returned) + "UNSEEN UNDELETED"), std::move(done));
@@ -146,6 +201,22 @@ void ImapClient::examine(std::string_view name, Done done) {
 void ImapClient::searchMessageId(std::string_view id,
                                  std::function<void(const Result<UidSet>&)> done) {
   search(ImapCommand("UID SEARCH HEADER Message-ID", literals()).text(id), std::move(done));
+}
+
+void ImapClient::fetchChanges(std::uint64_t since, std::function<void(Result<ImapChanges>)> done) {
+  ++searches_;
+  gatherer_.begin();
+  dialogue_.send(ImapCommand("UID FETCH 1:* (UID FLAGS) (CHANGEDSINCE " + std::to_string(since) +
+                             (tellsVanished_ ? " VANISHED)" : ")")),
+                 [this, done = std::move(done)](const ImapCondition& reply) {
+                   --searches_;
+                   ImapChanges changes = gatherer_.take();
+                   if (reply.status == ImapStatus::kOk) {
+                     done(std::move(changes));
+                   } else {
+                     done(Error{0, wordsOf(reply)});
+                   }
+                 });
 }
 
 void ImapClient::findSent(std::function<void(const Result<std::string>&)> done) {
@@ -240,6 +311,9 @@ void ImapClient::onData(ImapResponse response) {
   } else if (const auto* words = std::get_if<ImapWords>(&response)) {
     if (words->kind == ImapWords::Kind::kCapability) {
       learn(words->words);
+    } else if (words->kind == ImapWords::Kind::kEnabled) {
+      tellsVanished_ = tellsVanished_ || std::find(words->words.begin(), words->words.end(),
+                                                   "QRESYNC") != words->words.end();
     }
   } else if (const auto* exists = std::get_if<ImapExists>(&response)) {
     // The first count belongs to the answer to SELECT.
@@ -250,9 +324,14 @@ void ImapClient::onData(ImapResponse response) {
     }
   } else if (std::holds_alternative<ImapExpunge>(response)) {
     exists_ -= exists_ > 0 ? 1 : 0;
+    gatherer_.miss();  // which message that was is not known
     events_.changed();
-  } else if (std::holds_alternative<ImapVanished>(response)) {
-    events_.changed();
+  } else if (const auto* vanished = std::get_if<ImapVanished>(&response)) {
+    onVanished(*vanished);
+  } else if (const auto* unknown = std::get_if<ImapUnknown>(&response)) {
+    if (gatherer_.active() && mayTellChange(unknown->line)) {
+      gatherer_.miss();
+    }
   } else if (auto* mailbox = std::get_if<ImapMailbox>(&response)) {
     mailboxes_.push_back(std::move(*mailbox));
   } else if (auto* result = std::get_if<ImapSearch>(&response)) {
@@ -267,7 +346,16 @@ void ImapClient::onData(ImapResponse response) {
   }
 }
 
+void ImapClient::onVanished(const ImapVanished& vanished) {
+  gatherer_.vanished(vanished.uids);
+  if (!vanished.earlier) {
+    exists_ -= static_cast<std::uint32_t>(std::min<std::uint64_t>(exists_, vanished.uids.count()));
+    events_.changed();
+  }
+}
+
 void ImapClient::onFetch(ImapFetch fetch) {
+  modSeq_ = std::max(modSeq_, selecting_ ? 0 : fetch.modSeq.value_or(0));
   bool answers = false;
   for (ImapSection& section : fetch.sections) {
     if (!fetch.uid) {
@@ -283,15 +371,22 @@ void ImapClient::onFetch(ImapFetch fetch) {
                     section.nil});
     }
   }
-  // Flags that nobody has asked for: another program has changed them.
-  if (fetch.flags && !answers) {
-    events_.changed();
+  if (answers) {
+    return;
+  }
+  if (gatherer_.active()) {
+    gatherer_.flags(fetch);
+  } else if (fetch.flags) {
+    events_.changed();  // nobody has asked for them: another program has changed them
   }
 }
 
 void ImapClient::onCondition(const ImapCondition& condition) {
   if (condition.code.name == "PERMANENTFLAGS" && selecting_) {
     opened_.readOnly = opened_.readOnly || !namesSeen(condition.code.arguments);
+  }
+  if (condition.code.name == "HIGHESTMODSEQ" && selecting_) {
+    opened_.modSeq = condition.code.number().value_or(0);
   }
   if (condition.code.name == "UIDVALIDITY") {
     const std::uint64_t number = condition.code.number().value_or(0);

@@ -17,6 +17,7 @@
 
 #include "platform/clock.h"
 #include "platform/result.h"
+#include "stores/account/imap_changes.h"
 #include "stores/account/imap_dialogue.h"
 #include "stores/account/uid_set.h"
 
@@ -59,6 +60,11 @@ struct ImapOpened {
   /// Read marks cannot be set, or do not last: the folder may only be read, or \Seen is not among
   /// its PERMANENTFLAGS (RFC 9051 section 7.1).
   bool readOnly = false;
+  std::uint32_t messages = 0;
+  /// The server's number of the present moment (RFC 7162); 0 where it has none.
+  std::uint64_t modSeq = 0;
+  /// What has happened since the moment that select() was given, where the server told it.
+  std::optional<ImapChanges> changes;
 };
 
 class ImapClient {
@@ -83,13 +89,27 @@ class ImapClient {
   /// Says which program this is (RFC 2971), where the server offers that: some providers refuse the
   /// inbox to programs that do not. Sends name and version only (digits and dots). Never fails.
   void identify(std::string_view version);
+  using Opened = std::function<void(const Result<ImapOpened>&)>;
   /// Opens the folder, named as people write it. Fails where the server refuses, or does not
   /// number messages lastingly.
-  void select(std::string_view folder, std::function<void(const Result<ImapOpened>&)> done);
+  void select(std::string_view folder, Opened done);
+  /// The same; from now on the server numbers its changes, where it offers that, and tells at once
+  /// what has happened since the moment `known`. A server that refuses this is asked plainly.
+  void selectSince(std::string_view folder, const ImapMoment& known, Opened done);
   /// The unread messages that are not being deleted.
   void searchUnseen(std::function<void(const Result<UidSet>&)> done);
-  /// Whether a reply is due for which servers may need minutes, where a folder is large: to SELECT
-  /// or SEARCH.
+  /// What has happened since the moment with that number, which must be one of this numbering. Only
+  /// after ImapOpened::modSeq was not 0.
+  void fetchChanges(std::uint64_t since, std::function<void(Result<ImapChanges>)> done);
+  /// The highest number of a moment that the server has told; 0 for none.
+  std::uint64_t modSeq() const { return modSeq_; }
+  /// Whether the server has told of changes that fetchChanges() will not tell, since the last
+  /// searchUnseen() was sent.
+  bool missedChanges() const { return gatherer_.missed(); }
+  /// The messages in the folder, as far as the server has told.
+  std::uint32_t messages() const { return exists_; }
+  /// Whether a reply is due for which servers may need minutes, where a folder is large: to SELECT,
+  /// SEARCH or fetchChanges().
   bool awaitsSlowReply() const { return selecting_ || searches_ > 0; }
   /// Asks for the heads; Events::head gets each. Messages that have vanished have none.
   /// `structure`: with BODYSTRUCTURE. `done` is called once for each command of kHeadsInCommand.
@@ -127,18 +147,24 @@ class ImapClient {
   void onFetch(ImapFetch fetch);
   void search(ImapCommand command, std::function<void(const Result<UidSet>&)> done);
   void onCondition(const ImapCondition& condition);
+  void onVanished(const ImapVanished& vanished);
+  void sendSelect(const std::string& folder, const ImapMoment& known, Opened done);
+  void endSelect(const ImapCondition& reply, const Opened& done);
   void learn(const std::vector<std::string>& names);
   static Result<void> outcome(const ImapCondition& reply);
   ImapLiterals literals() const;
 
   Events events_;
   std::unordered_set<std::string> capabilities_;
+  bool tellsVanished_ = false;  // QRESYNC is on
   std::uint32_t exists_ = 0;
   bool selecting_ = false;
   ImapOpened opened_;
+  std::uint64_t modSeq_ = 0;
+  ImapChangeGatherer gatherer_;
   std::optional<UidSet> found_;  // by the search under way
   bool foundAll_ = true;
-  int searches_ = 0;                    // unanswered
+  int searches_ = 0;                    // and requests for changes; unanswered
   std::vector<ImapMailbox> mailboxes_;  // of the LIST under way
   ImapDialogue dialogue_;               // last, as its calls use the other members
 };

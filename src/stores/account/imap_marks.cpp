@@ -103,6 +103,16 @@ void ImapMarks::onAnswered(std::uint64_t command, const std::vector<std::uint32_
   }
 }
 
+UidSet ImapMarks::confirmedSeen() const {
+  std::vector<std::uint32_t> uids;
+  for (const auto& [uid, slot] : slots_) {
+    if (slot.state == Mark::kDurable) {
+      uids.push_back(uid);
+    }
+  }
+  return UidSet(std::move(uids));
+}
+
 void ImapMarks::settle(const UidSet& found, std::uint64_t before,
                        std::vector<std::uint32_t>& uids) {
   std::erase_if(uids, [&](std::uint32_t uid) {

@@ -44,6 +44,9 @@ class ImapMarks {
 
   /// Sends what waits, if it is enough. In a folder that may only be read all are refused.
   void pump(ImapClient& client, bool readOnly);
+  /// The messages that the server has confirmed as read, and that no search has been settled with
+  /// since.
+  UidSet confirmedSeen() const;
   /// The number of the last command; for settle().
   std::uint64_t lastCommand() const { return lastCommand_; }
   /// A search that was sent after the command `before` has found these messages unread. Removes

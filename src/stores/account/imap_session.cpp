@@ -212,20 +212,28 @@ void ImapSession::open() {
 
 void ImapSession::select() {
   client_->identify(world_.version);
-  client_->select(world_.folder, [this](const Result<ImapOpened>& opened) {
-    if (!opened) {
-      loss_ = Error{0, "the folder " + world_.folder + " cannot be opened: " + opened.error().text};
-      return;
+  const auto opened = [this](const Result<ImapOpened>& result) {
+    if (result) {
+      onOpened(*result);
+    } else {
+      loss_ = Error{0, "the folder " + world_.folder + " cannot be opened: " + result.error().text};
     }
-    work_.attach(*client_, *opened);
-    work_.wantRefresh();
-    status_.up = true;
-    status_.everTried = true;
-    status_.failure.reset();
-    stay_ = true;
-    upSince_ = idleSince_ = now_;
-    changedSomething();
-  });
+  };
+  if (const auto moment = work_.openingMoment()) {
+    client_->selectSince(world_.folder, *moment, opened);
+  } else {
+    client_->select(world_.folder, opened);
+  }
+}
+
+void ImapSession::onOpened(const ImapOpened& opened) {
+  work_.attach(*client_, opened);
+  status_.up = true;
+  status_.everTried = true;
+  status_.failure.reset();
+  stay_ = true;
+  upSince_ = idleSince_ = now_;
+  changedSomething();
 }
 
 void ImapSession::receive() {

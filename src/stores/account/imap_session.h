@@ -149,6 +149,7 @@ class ImapSession {
   void converse();
   void open();
   void select();
+  void onOpened(const ImapOpened& opened);
   void receive();
   void checkLife();
   void keepFresh();

@@ -42,12 +42,27 @@ void ImapWork::attach(ImapClient& client, const ImapOpened& opened) {
   client_ = &client;
   opened_ = opened;
   changed_ = true;
-  justOpened_ = true;
+  const std::uint64_t asked = std::exchange(refreshSent_, refreshDone_);
+  justOpened_ = asked == refreshWanted_;
+  if (server_.attach(opened, marks_.confirmedSeen())) {
+    changed_ = false;
+    refreshSent_ = asked;
+    settle(asked);
+  }
+}
+
+std::optional<ImapMoment> ImapWork::openingMoment() {
+  // Counts as sent, so that what is wanted from now on is asked for again: the server may tell the
+  // state of this moment.
+  refreshSent_ = wantRefresh();
+  marksBefore_ = marks_.lastCommand();
+  return server_.openingMoment();
 }
 
 void ImapWork::detach(Loss how) {
   client_ = nullptr;
   renumbering_.abandon();
+  server_.detach(how);
   refreshSent_ = refreshDone_;
   heads_.detach(how);
   bodies_.detach(how);
@@ -134,29 +149,28 @@ void ImapWork::pumpRefresh() {
   }
   const std::uint64_t number = refreshWanted_;
   refreshSent_ = number;
-  if (justOpened) {
-    search(number);
-    return;
-  }
-  // A server may answer a search from what this session has seen so far, and not even tell that
-  // there is more. What had happened before it answers a NOOP, it has seen.
-  client_->noop([this, number](const Result<void>&) { search(number); });
+  server_.refresh(
+      *client_, justOpened,
+      [this] {
+        changed_ = false;
+        marksBefore_ = marks_.lastCommand();
+        return marks_.confirmedSeen();
+      },
+      [this, number](const Result<void>& result) { onRefreshed(number, result); });
 }
 
-void ImapWork::search(std::uint64_t number) {
-  changed_ = false;
-  client_->searchUnseen([this, number, marks = marks_.lastCommand()](const Result<UidSet>& found) {
-    onSearched(number, marks, found);
-  });
+void ImapWork::onRefreshed(std::uint64_t number, const Result<void>& result) {
+  if (result) {
+    settle(number);
+  } else {
+    failRefresh(number, result.error());
+  }
 }
 
-void ImapWork::onSearched(std::uint64_t number, std::uint64_t marksBefore,
-                          const Result<UidSet>& found) {
-  if (!found) {
-    failRefresh(number, found.error());
-    return;
-  }
-  auto uids = found->uids(kMostUnseen);
+// The set of the server is up to date.
+void ImapWork::settle(std::uint64_t number) {
+  const UidSet& found = server_.uids();
+  auto uids = found.uids(kMostUnseen);
   if (identities_.uidValidity() != opened_.uidValidity) {
     renumbering_.begin(*client_, opened_.uidValidity, std::move(uids),
                        [this, number](Result<std::vector<std::uint32_t>> recognised) {
@@ -168,11 +182,11 @@ void ImapWork::onSearched(std::uint64_t number, std::uint64_t marksBefore,
                        });
     return;
   }
-  marks_.settle(*found, marksBefore, uids);
-  heads_.keepOnly(*found);
-  bodies_.keepOnly(*found);
-  blame_.keepOnly(*found);
-  identities_.keepOnly(*found);
+  marks_.settle(found, marksBefore_, uids);
+  heads_.keepOnly(found);
+  bodies_.keepOnly(found);
+  blame_.keepOnly(found);
+  identities_.keepOnly(found);
   publish(number, std::move(uids));
 }
 

@@ -3,8 +3,9 @@
 // bodies, read marks. It outlives connections: what was asked on one that was lost is asked again
 // on the next. Without threads and clocks, like the ImapClient that it uses.
 //
-// This class keeps the set of unread messages fresh and is the one place that session and inbox
-// talk to; heads, bodies, marks and the recognition after a renumbering are classes of their own.
+// This class decides when the unread messages are asked for, and is the one place that session and
+// inbox talk to. What the server says of them, heads, bodies, marks and the recognition after a
+// renumbering are classes of their own.
 //
 // A message is named by its UID. UIDs are worth nothing once the UIDVALIDITY changes; generation()
 // changes then, and everything that was wanted or there is gone. Before anything is listed under
@@ -28,7 +29,7 @@
 #include "stores/account/imap_marks.h"
 #include "stores/account/message_identities.h"
 #include "stores/account/renumbering.h"
-#include "stores/account/uid_set.h"
+#include "stores/account/unseen_set.h"
 #include "stores/account/wanted.h"
 
 namespace relaybird {
@@ -44,6 +45,9 @@ class ImapWork {
   // The connection.
   /// The events that the client has to call.
   ImapClient::Events events();
+  /// The folder is about to be opened: what ImapClient::selectSince() is to be given; nothing where
+  /// it is to be opened plainly. The unread messages are asked for in any case.
+  std::optional<ImapMoment> openingMoment();
   /// From now on the commands go to `client`, in which the folder is open.
   void attach(ImapClient& client, const ImapOpened& opened);
   /// The connection is lost.
@@ -102,8 +106,8 @@ class ImapWork {
   void onHead(ImapHead head);
   void onMarkRefused(std::uint32_t uid, bool seen, const std::string& words, bool first);
   void pumpRefresh();
-  void search(std::uint64_t number);
-  void onSearched(std::uint64_t number, std::uint64_t marksBefore, const Result<UidSet>& found);
+  void onRefreshed(std::uint64_t number, const Result<void>& result);
+  void settle(std::uint64_t number);
   void failRefresh(std::uint64_t number, const Error& why);
   void publish(std::uint64_t number, std::vector<std::uint32_t> uids);
   void forgetMailbox();
@@ -120,9 +124,11 @@ class ImapWork {
   std::uint64_t refreshSent_ = 0;
   std::uint64_t refreshDone_ = 0;
   std::uint64_t refreshFailed_ = 0;
+  std::uint64_t marksBefore_ = 0;  // the last command for marks before the one under way
   Error refreshFailure_;
   bool changed_ = false;
-  bool justOpened_ = false;  // nothing can have happened in the folder unseen
+  bool justOpened_ = false;  // what is wanted was wanted before the folder was opened
+  UnseenSet server_;
   std::shared_ptr<const std::vector<std::uint32_t>> unseen_;
 
   MessageBlame blame_;

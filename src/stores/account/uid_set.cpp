@@ -86,22 +86,32 @@ void UidSet::add(std::uint32_t first, std::uint32_t last) {
   }
 }
 
-void UidSet::remove(std::uint32_t uid) {
-  const auto range = rangeAt(ranges_, uid);
-  if (range == ranges_.end() || range->first > uid) {
-    return;
+void UidSet::add(const UidSet& other) {
+  ranges_.insert(ranges_.end(), other.ranges_.begin(), other.ranges_.end());
+  merge();
+}
+
+void UidSet::remove(const UidSet& other) {
+  std::vector<Range> left;
+  auto cut = other.ranges_.begin();
+  for (const Range& range : ranges_) {
+    std::uint64_t from = range.first;  // what is not looked at yet; behind 2^32 - 1 at last
+    while (cut != other.ranges_.end() && cut->last < range.first) {
+      ++cut;
+    }
+    // The last range that is cut out may reach into the next one of ours, so it is kept.
+    for (auto next = cut; next != other.ranges_.end() && next->first <= range.last; ++next) {
+      cut = next;
+      if (next->first > from) {
+        left.push_back({static_cast<std::uint32_t>(from), next->first - 1});
+      }
+      from = std::uint64_t{next->last} + 1;
+    }
+    if (from <= range.last) {
+      left.push_back({static_cast<std::uint32_t>(from), range.last});
+    }
   }
-  const Range whole = *range;
-  if (whole.first == whole.last) {
-    ranges_.erase(range);
-  } else if (uid == whole.first) {
-    ++range->first;
-  } else if (uid == whole.last) {
-    --range->last;
-  } else {
-    range->last = uid - 1;
-    ranges_.insert(std::next(range), {uid + 1, whole.last});
-  }
+  ranges_ = std::move(left);
 }
 
 bool UidSet::contains(std::uint32_t uid) const {

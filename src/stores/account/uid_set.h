@@ -30,7 +30,9 @@ class UidSet {
   /// Adds first..last in either order. Costs a search, and moving the ranges behind it.
   void add(std::uint32_t first, std::uint32_t last);
   void add(std::uint32_t uid) { add(uid, uid); }
-  void remove(std::uint32_t uid);
+  /// Linear in the ranges of both.
+  void add(const UidSet& other);
+  void remove(const UidSet& other);
   bool contains(std::uint32_t uid) const;
 
   bool empty() const { return ranges_.empty(); }

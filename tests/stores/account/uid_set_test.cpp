@@ -66,15 +66,28 @@ TEST(UidSet, RefusesWhatIsNotASet) {
 
 TEST(UidSet, RemovesMembers) {
   UidSet set({1, 2, 3, 4, 5, 8});
-  set.remove(3);
+  set.remove(UidSet({3}));
   EXPECT_EQ(set.text(), "1:2,4:5,8");
-  set.remove(1);
-  set.remove(5);
-  set.remove(8);
-  set.remove(7);
+  set.remove(UidSet({1}));
+  set.remove(UidSet({5}));
+  set.remove(UidSet({8}));
+  set.remove(UidSet({7}));
   EXPECT_EQ(set.text(), "2,4");
   EXPECT_TRUE(set.contains(4));
   EXPECT_FALSE(set.contains(3));
+}
+
+TEST(UidSet, AddsAndRemovesWholeSets) {
+  UidSet set = *UidSet::parse("1:10,20:30,4294967290:4294967295");
+  set.remove(*UidSet::parse("3:4,8:22,30,40,4294967295"));
+  EXPECT_EQ(set.text(), "1:2,5:7,23:29,4294967290:4294967294");
+  set.add(*UidSet::parse("3,8:24,4294967295"));
+  EXPECT_EQ(set.text(), "1:3,5:29,4294967290:4294967295");
+  set.remove(*UidSet::parse("1:4294967295"));
+  EXPECT_TRUE(set.empty());
+  set.add(UidSet());
+  set.remove(UidSet({7}));
+  EXPECT_TRUE(set.empty());
 }
 
 TEST(UidSet, ListsItsFirstMembersAndNoMore) {
