@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "outbox/delivery/smtp_reply.h"
+#include "outbox/delivery/smtp_transaction.h"
 #include "outbox/delivery/transport.h"
 #include "platform/system/network.h"
 
@@ -103,31 +104,6 @@ class SmtpDialogue {
   std::uint64_t progress() const { return progress_; }
 
  private:
-  struct Recipient {
-    std::string address;
-    std::optional<SmtpReply> refusal;
-  };
-  struct Transaction {
-    enum class Phase {
-      kEnvelope,
-      kText,
-      kTextDone,  ///< all of it is in the buffer, without the dot that ends it
-      kEnding,    ///< the dot too
-    };
-    std::uint64_t number = 0;
-    std::string sender;
-    std::vector<Recipient> recipients;
-    std::size_t answered = 0;          ///< recipients, from the first
-    std::optional<SmtpReply> refusal;  ///< of the sender, or of DATA
-    bool refusedData = false;
-    std::string text;      ///< empty once it is in the buffer
-    std::size_t size = 0;  ///< of the text, as the server counts it
-    std::size_t at = 0;    ///< how much of it is in the buffer
-    bool eightBit = false;
-    bool utf8 = false;
-    Phase phase = Phase::kEnvelope;
-    std::uint64_t endAt = 0;  ///< the text is complete after so many bytes of the connection
-  };
   struct Command {
     SmtpStep step;
     std::string line;
@@ -141,23 +117,16 @@ class SmtpDialogue {
   void handleEnd(const SmtpReply& reply);
   void handleClosing(const SmtpReply& reply, SmtpStep step);
   void handleUnasked(const SmtpReply& reply);
-  void readCapabilities(const SmtpReply& reply);
 
-  std::optional<std::string> objection(const OutgoingMessage& message, Transaction& to) const;
-  void beginTransaction(const Transaction& transaction);
-  void endText(Transaction& transaction);
+  void beginTransaction(const SmtpTransaction& transaction);
+  void endText(SmtpTransaction& transaction);
   bool holdsBack(const SmtpReply& reply);
   void finishFirst();
   void finish(const SmtpReply& reply);
-  Outcome outcomeOf(const Transaction& transaction, const SmtpReply* verdict) const;
-  Outcome summary(std::vector<RefusedRecipient> never, std::vector<RefusedRecipient> later,
-                  bool anyTaken, const SmtpReply* text) const;
-  std::string wordsOf(const SmtpReply& reply, const std::string& what) const;
-  bool endWasSent(const Transaction& transaction) const;
-  static bool anyAccepted(const Transaction& transaction);
+  bool endWasSent(const SmtpTransaction& transaction) const;
   void say(SmtpStep step, const std::string& line);
   void pump();
-  void pumpText(Transaction& transaction);
+  void pumpText(SmtpTransaction& transaction);
 
   Setting setting_;
   SmtpReplyReader reader_;
@@ -165,8 +134,8 @@ class SmtpDialogue {
   std::size_t outAt_ = 0;
   std::uint64_t sentInAll_ = 0;
   std::deque<SmtpStep> awaited_;
-  std::deque<Command> commands_;          ///< not in the buffer yet
-  std::deque<Transaction> transactions_;  ///< two at most: the second's envelope is on its way
+  std::deque<Command> commands_;              ///< not in the buffer yet
+  std::deque<SmtpTransaction> transactions_;  ///< two at most: the second's envelope is on its way
   std::vector<Verdict> verdicts_;
   std::vector<std::uint64_t> unsent_;
   std::optional<Trouble> trouble_;
@@ -181,10 +150,7 @@ class SmtpDialogue {
   bool over_ = false;
 
   bool pipelining_ = false;
-  bool eightBitMime_ = false;
-  bool smtpUtf8_ = false;
-  bool sizeOffered_ = false;
-  std::uint64_t sizeLimit_ = 0;  ///< bytes; 0: none is known
+  SmtpOffer offer_;
 };
 
 }  // namespace relaybird
