@@ -59,7 +59,7 @@ TEST(SmtpTransport, ARefusedSignInIsTriedOnceMoreWithAFreshSecretAndThenEverythi
   EXPECT_EQ(world.network.connections(), 2u);
   EXPECT_EQ(desk.refused, 2);
   ASSERT_THAT(world.notices, SizeIs(1));
-  EXPECT_THAT(world.notices[0], HasSubstr("smtp.example.org: It failed: 535 no The provider"));
+  EXPECT_THAT(world.notices[0], HasSubstr("smtp.example.org: It failed: 535 no The server"));
   EXPECT_THAT(world.notices[0], HasSubstr("app password"));
   desk.secrets.clear();
   world.flushForADay();

@@ -196,7 +196,7 @@ TEST(SmtpTransport, AQuotaOfTheAccountPutsNoMessageIntoFailed) {
       EXPECT_EQ(world.failed(), 0u);
       EXPECT_LE(world.network.connections(), 3u);
       ASSERT_THAT(world.notices, SizeIs(1));
-      EXPECT_THAT(world.notices[0], HasSubstr("later by itself"));
+      EXPECT_THAT(world.notices[0], HasSubstr("tried again in some hours"));
       world.server.fault = nullptr;
       world.disk.clock.advance(kRetryAfterLimit);
       world.flush();

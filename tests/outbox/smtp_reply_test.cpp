@@ -91,16 +91,16 @@ TEST(SmtpWords, KnownRefusalsAreExplained) {
         Row{"534 5.7.14 Please log in via your web browser", "web browser"},
         Row{"534 5.7.9 Application-specific password required", "app password"},
         Row{"535 Authentication failed", "app password"},
-        Row{"535 5.7.30 Basic authentication is not supported", "switched off signing in"},
+        Row{"535 5.7.30 Basic authentication is not supported", "does not take passwords"},
         Row{"535 5.7.139 Authentication unsuccessful, basic authentication is disabled",
-            "switched off signing in"},
+            "does not take passwords"},
         Row{"530 5.7.0 Authentication Required", "sign in before"},
         Row{"552 5.2.2 Mailbox full", "mailbox is full"},
         Row{"452 4.2.2 The email account that you tried to reach is over quota", "is full"},
         Row{"552 Message size exceeds fixed limit", "larger than the server takes"},
         Row{"552 5.3.4 Message too big", "larger than the server takes"},
         Row{"550 5.5.4 too many recipients", "limit of its own"},
-        Row{"550 5.4.5 Daily user sending quota exceeded", "in a day. What waits leaves later"},
+        Row{"550 5.4.5 Daily user sending quota exceeded", "tried again in some hours"},
         Row{"421 4.7.28 Our system has detected an unusual rate", "how much mail may leave"},
         Row{"421 4.7.0 Try again later, closing connection", "how much mail may leave"},
         Row{"421 Too many concurrent connections", "how much mail may leave"},
@@ -110,6 +110,8 @@ TEST(SmtpWords, KnownRefusalsAreExplained) {
   }
   EXPECT_THAT(smtpHint(one("550 no")), IsEmpty());
   EXPECT_THAT(smtpHint(one("421 shutting down")), IsEmpty());
+  // Only its words tell what this provider means by the code.
+  EXPECT_THAT(smtpHint(one("535 5.7.139 The tenant is locked")), HasSubstr("user name"));
 }
 
 TEST(SmtpWords, ARefusedMessageIsNotTakenForARefusedSignIn) {

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Tables of known answers. The enhanced code (RFC 3463) decides where there is one, since servers
 // give the same three digits for many things; some answers are only known by their words.
+//
+// The log has the server's own words in any case. A hint adds what a standard gives as the meaning
+// of the code, or what the words themselves say, and what the user can do. It does not guess: a
+// wrong explanation sends people to the wrong place. Where an answer only may mean the account,
+// what waits is tried again, which costs little if that is wrong.
 #include "outbox/delivery/smtp_words.h"
 
 #include <algorithm>
@@ -23,42 +28,45 @@ struct Hint {
 constexpr std::string_view kThrottled =
     "The provider limits how much mail may leave in a time. It is tried again later by itself.";
 constexpr std::string_view kWrongSecret =
-    "The provider does not accept the user name and password. Many providers want an app password "
+    "The server does not accept the user name and password. Many providers want an app password "
     "here instead of the usual one: see the manual's page on your provider, then enter it under "
-    "Set "
-    "up mail.";
+    "Set up mail.";
+constexpr std::string_view kAnotherWay =
+    "The server wants another way to sign in. Many providers want an app password here, or that "
+    "you "
+    "sign in with a web browser first.";
+constexpr std::string_view kNoPasswords =
+    "The server does not take passwords any more. Choose a way to sign in with a token, such as "
+    "the "
+    "desktop's online accounts, or another server for sending.";
 constexpr std::string_view kTooLarge =
     "The message is larger than the server takes. A size limit in the settings leaves large "
     "attachments out.";
 
 // Refusals "for good" that last as long as a quota or a block of the account. Words are in lower
 // case, as in Hint.
-constexpr std::string_view kQuota =
-    "The account has sent as much as it may for now, often in a day. What waits leaves later by "
-    "itself. If this happens often, let the rules forward less.";
-constexpr std::string_view kTenant =
-    "Your organisation has sent as much to the outside as its provider permits. What waits leaves "
-    "later by itself. Ask its administrator if this lasts.";
-constexpr std::string_view kBlocked =
-    "The provider has stopped the account from sending. Sign in on its web site, or ask the "
-    "administrator, to have it opened again. What waits is then sent by itself.";
+constexpr std::string_view kAccount =
+    "This may concern the whole account and not this message alone, so what waits is tried again "
+    "in "
+    "some hours. If it lasts, look at the account on the provider's web site, ask its "
+    "administrator, or let the rules forward less.";
 constexpr std::array kAccountLimits = {
-    Hint{"5.4.5", "", kQuota},     // Google, and RFC 3463's congestion
-    Hint{"5.7.232", "", kTenant},  // Microsoft
-    Hint{"5.7.233", "", kTenant},
-    Hint{"5.7.705", "", kTenant},
-    Hint{"5.7.708", "", kTenant},
-    Hint{"5.7.750", "", kTenant},
-    Hint{"5.1.8", "outbound", kBlocked},
-    Hint{"5.1.90", "", kQuota},
-    Hint{"", "tenant has exceeded", kTenant},
-    Hint{"", "submissionquotaexceeded", kQuota},
-    Hint{"", "sending quota", kQuota},
-    Hint{"", "sending limit", kQuota},
-    Hint{"", "daily message quota", kQuota},
-    Hint{"", "daily limit", kQuota},
-    Hint{"", "hourly limit", kQuota},
-    Hint{"", "recipient rate limit", kQuota},
+    Hint{"5.4.5", "", kAccount},  // congestion, says RFC 3463; Google gives it for the daily quota
+    Hint{"5.7.232", "", kAccount},
+    Hint{"5.7.233", "", kAccount},
+    Hint{"5.7.705", "", kAccount},
+    Hint{"5.7.708", "", kAccount},
+    Hint{"5.7.750", "", kAccount},
+    Hint{"5.1.8", "outbound", kAccount},
+    Hint{"5.1.90", "", kAccount},
+    Hint{"", "tenant has exceeded", kAccount},
+    Hint{"", "submissionquotaexceeded", kAccount},
+    Hint{"", "sending quota", kAccount},
+    Hint{"", "sending limit", kAccount},
+    Hint{"", "daily message quota", kAccount},
+    Hint{"", "daily limit", kAccount},
+    Hint{"", "hourly limit", kAccount},
+    Hint{"", "recipient rate limit", kAccount},
 };
 
 // The first that fits is given.
@@ -70,24 +78,15 @@ constexpr std::array kHints = {
     Hint{"5.7.60", "",
          "The account may not send under this address. Set your own address in the settings to the "
          "account's, or let the provider add this one as a sender."},
-    Hint{"5.7.30", "",
-         "The provider has switched off signing in with a password. Choose a way to sign in with a "
-         "token, such as the desktop's online accounts, or another server for sending.",
-         true},
-    Hint{"5.7.139", "",
-         "The provider has switched off signing in with a password for this account. Choose a way "
-         "to "
-         "sign in with a token, or ask the administrator.",
-         true},
+    Hint{"5.7.30", "basic authentication", kNoPasswords, true},
+    Hint{"5.7.139", "basic authentication", kNoPasswords, true},
     // Google's.
-    Hint{"5.7.14", "",
-         "The provider wants you to sign in with a web browser first, or to use an app password.",
-         true},
-    Hint{"5.7.9", "", "The provider wants an app password here.", true},
+    Hint{"5.7.14", "", kAnotherWay, true},
     // RFC 4954, section 6.
     Hint{"5.7.8", "", kWrongSecret, true},
     Hint{"535", "", kWrongSecret},
-    Hint{"534", "", "The provider wants an app password here, or a sign-in with a web browser."},
+    Hint{"5.7.9", "", kAnotherWay, true},  // this way to sign in is too weak
+    Hint{"534", "", kAnotherWay},
     Hint{"530", "", "The server wants you to sign in before it takes mail: see Set up mail."},
     // RFC 3463, and the 552 of servers without enhanced codes, which has several meanings.
     Hint{"5.3.4", "", kTooLarge},
@@ -99,9 +98,9 @@ constexpr std::array kHints = {
     Hint{"4.2.2", "", "The recipient's mailbox is full."},
     Hint{"552", "", "The recipient's mailbox is full, or the message is too large for it."},
     Hint{"5.5.4", "",
-         "The server refused a part of the command, which often is a limit of its own."},
+         "The server refused a part of the command. Its words may name a limit of its own."},
     Hint{"5.1.1", "", "The address does not exist. Check it in the settings."},
-    Hint{"5.1.10", "", "The address does not exist. Check it in the settings."},
+    Hint{"5.1.10", "", "The address, or its domain, takes no mail. Check it in the settings."},
 };
 
 // Words of those providers that limit the rate without a code of their own.
@@ -160,8 +159,7 @@ std::string adviceFor(const ConnectFailure& failure) {
       const std::string hint = smtpHint(replyOf(failure.answer));
       return (hint.empty() ? std::string(kWrongSecret) : hint) +
              " It is not tried again before the password or token changes, or you choose Try Again "
-             "Now "
-             "(in the console: retry).";
+             "Now (in the console: retry).";
     }
     case ConnectFailure::Cause::kBusy:
       return "The server turns connections away for now. It is tried again later by itself.";
