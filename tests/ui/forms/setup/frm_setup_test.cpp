@@ -371,10 +371,45 @@ TEST_F(Setup, AKeptPasswordNeedNotBeTypedAgain) {
   press("cmdOK");
   EXPECT_FALSE(setup().visible()) << lastBox();
   EXPECT_THAT(setup_.kept, IsEmpty());
+  EXPECT_EQ(setup_.reopened, 1);
+  open();
+  press("cmdOK");
+  EXPECT_EQ(setup_.reopened, 1) << "nothing was changed, so a check under way goes on";
   open();
   type("txtImapHost", "other.firm.example");
   press("cmdOK");
   EXPECT_THAT(lastBox(), HasSubstr("Enter the password."));
+}
+
+// It would have been sent the password of another user.
+TEST_F(Setup, AKeptPasswordIsThatOfItsUserAlone) {
+  mail("store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n");
+  open();
+  type("txtImapUser", "bob@firm.example");
+  press("cmdOK");
+  EXPECT_THAT(lastBox(), HasSubstr("Enter the password."));
+  EXPECT_TRUE(setup().visible());
+}
+
+TEST_F(Setup, AServerOfItsOwnForSendingWantsItsPassword) {
+  open();
+  fillAccount();
+  at("cmbDelivery").setValue(kByOtherServer);
+  type("txtSmtpHost", "out.other.example");
+  type("txtSmtpUser", "ann");
+  press("cmdOK");
+  EXPECT_THAT(lastBox(), HasSubstr("Enter the password of the server for sending."));
+  EXPECT_EQ(at("tabSetup").value(), kSendingTab);
+  EXPECT_THAT(setup_.kept, IsEmpty());
+}
+
+TEST_F(Setup, NothingIsReportedToADialogThatWasCancelled) {
+  open();
+  fillAccount();
+  press("cmdTestAccount");
+  press("cmdCancel");
+  EXPECT_EQ(setup_.stops, 1);
+  EXPECT_FALSE(setup_.onLine) << "the reports of the test were not taken back";
 }
 
 TEST_F(Setup, TheTestShowsEachStepAndCanBeStopped) {
