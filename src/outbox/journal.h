@@ -33,15 +33,6 @@
 
 namespace relaybird {
 
-// The text of one line: a check sum, then fields separated by blanks. Percent-encoding keeps blanks
-// and line ends out of the fields.
-
-/// The line with its LF. Fields are arbitrary bytes, empty ones included.
-std::string encodeJournalLine(const std::vector<std::string_view>& fields);
-
-/// The fields of a line without its LF; nothing when the line is damaged.
-std::optional<std::vector<std::string>> decodeJournalLine(std::string_view line);
-
 /// The forward of one inbox item.
 struct ForwardRecord {
   enum class State {

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "outbox/outbox_recovery.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -21,53 +22,12 @@ constexpr std::size_t kArrivalLimit = 4096;
 // Random, so that two runs within the same second, or after the clock was set back, use different
 // names.
 constexpr std::size_t kSessionBytes = 8;
-// Leaves room for what is appended to the name of a copy in failed/; a file's name has 255 bytes.
-constexpr std::size_t kLongestOwnName = 200;
-
 // The number that waits is asked for at each line of the log, and listing thousands of files each
 // time would take longer than sending them.
 constexpr std::chrono::seconds kCountAgain{1};
 
 Error mayStillGoOut(const Error& why) {
   return {why.code, why.text + "; it may still go out"};
-}
-
-}  // namespace
-
-// What a send learns on its way, to tell a failing disk from a failing message.
-struct Outbox::Attempt {
-  std::uint64_t size = 0;       // bytes that the writer gave so far
-  bool writeFailed = false;     // by the file, not by the source that the writer reads
-  bool messageToBlame = false;  // the writer failed although the file took all bytes
-};
-
-namespace {
-
-// Records whether the disk refused bytes, so that other failures are known to be the writer's.
-class WatchedFile : public OutputFile {
- public:
-  WatchedFile(OutputFile& file, std::uint64_t& size, bool& failed)
-      : file_(file), size_(size), failed_(failed) {}
-  Result<void> write(std::string_view bytes) override {
-    size_ += bytes.size();
-    auto written = file_.write(bytes);
-    failed_ = failed_ || !written;
-    return written;
-  }
-  Result<void> sync() override { return file_.sync(); }
-  Result<void> close() override { return file_.close(); }
-
- private:
-  OutputFile& file_;
-  std::uint64_t& size_;
-  bool& failed_;
-};
-
-Result<void> finish(OutputFile& file) {
-  if (auto synced = file.sync(); !synced) {
-    return synced;
-  }
-  return file.close();
 }
 
 }  // namespace
@@ -121,7 +81,7 @@ Result<void> Outbox::recover() {
   if (!inTmp) {
     return inTmp.error();
   }
-  if (auto recovered = recoverForwards(*inTmp); !recovered) {
+  if (auto recovered = recoverForwards(files_, disk_, *journal_, *inTmp); !recovered) {
     return recovered;
   }
   // After the recovery: what is still in tmp/ belongs to no forward.
@@ -130,72 +90,13 @@ Result<void> Outbox::recover() {
   // files.
   handedOver_.assign(journal_->delivered().begin(), journal_->delivered().end());
   (void)finishDeliveries();
-  forgetWhatIsGone();
+  forgetWhatIsGone(files_, disk_, *journal_);
   return {};
-}
-
-// Decides every intent whose outcome is not on record, and moves messages that are recorded as sent
-// but are still in tmp/ into new/. Erases the moved names from `inTmp`.
-Result<void> Outbox::recoverForwards(std::set<std::string>& inTmp) {
-  std::vector<std::string> open;
-  for (const auto& [entry, record] : journal_->records()) {
-    if (record.state == ForwardRecord::State::kIntended) {
-      open.push_back(record.file);
-    }
-  }
-  // Recorded as done, but still in tmp/: the disk has lost the rename and kept the line.
-  for (const std::string& file : inTmp) {
-    if (journal_->calledDone().contains(file)) {
-      open.push_back(file);
-    }
-  }
-  if (open.empty()) {
-    return {};
-  }
-  auto placed = disk_.placedNames();
-  if (!placed) {
-    return placed.error();
-  }
-  std::vector<std::string> sent;
-  std::vector<std::string> gone;
-  for (const std::string& file : open) {
-    if (!placed->contains(file) && inTmp.contains(file)) {
-      if (auto moved = files_.rename(disk_.pathOf("tmp", file), disk_.pathOf("new", file));
-          !moved) {
-        return moved;
-      }
-      inTmp.erase(file);
-      placed->insert(file);
-    }
-    (placed->contains(file) ? sent : gone).push_back(file);
-  }
-  // Needed for missing files too: one may have been removed from new/ without a sync.
-  if (auto synced = files_.syncFolder(disk_.path() + "/new"); !synced) {
-    return synced;
-  }
-  for (const std::string& file : gone) {
-    (void)journal_->annul(file);
-  }
-  for (const std::string& file : sent) {
-    (void)journal_->done(file);
-  }
-  return {};
-}
-
-// Messages leave the outbox without a word to the journal too: into failed/, or by the user's hand.
-void Outbox::forgetWhatIsGone() {
-  const std::set<std::string> files = journal_->filesUnderWay();
-  for (const std::string& file : files) {
-    const auto info = files_.inspect(disk_.pathOf("new", file));
-    if (!info && info.error().code == ENOENT) {
-      journal_->dropUnderWay(file);
-    }
-  }
 }
 
 Result<void> Outbox::send(const std::string& entryId, const std::string& messageId,
                           const Writer& write) {
-  Attempt attempt;
+  WriteAttempt attempt;
   auto sent = trySend(entryId, messageId, write, attempt);
   // A message that is too large, or cannot be read, says nothing about the disk.
   const bool disk = !sent && !attempt.messageToBlame && sent.error().code != EFBIG;
@@ -205,7 +106,7 @@ Result<void> Outbox::send(const std::string& entryId, const std::string& message
 }
 
 Result<void> Outbox::trySend(const std::string& entryId, const std::string& messageId,
-                             const Writer& write, Attempt& attempt) {
+                             const Writer& write, WriteAttempt& attempt) {
   if (!entryId.empty()) {
     if (auto found = resolveDoubt(entryId); !found) {
       return found;
@@ -219,12 +120,7 @@ Result<void> Outbox::trySend(const std::string& entryId, const std::string& mess
   if (!file) {
     return file.error();
   }
-  WatchedFile watched(**file, attempt.size, attempt.writeFailed);
-  auto outcome = write(watched);
-  attempt.messageToBlame = !outcome && !attempt.writeFailed;
-  if (outcome) {
-    outcome = finish(**file);
-  }
+  auto outcome = writeMessage(**file, write, attempt);
   file->reset();
   const bool intended = outcome && !entryId.empty();
   if (intended) {
@@ -273,10 +169,7 @@ Result<void> Outbox::tryTmp(std::uint64_t size) {
   if (!file) {
     return file.error();
   }
-  auto outcome = disk_.tryFile(**file, size);
-  if (outcome) {
-    outcome = finish(**file);
-  }
+  const auto outcome = disk_.tryFile(**file, size);
   file->reset();
   const auto removed = files_.remove(disk_.pathOf("tmp", name));
   return outcome ? removed : outcome;
@@ -296,7 +189,7 @@ Result<void> Outbox::resolveDoubt(const std::string& entryId) {
   if (!inTmp) {
     return inTmp.error();
   }
-  return recoverForwards(*inTmp);
+  return recoverForwards(files_, disk_, *journal_, *inTmp);
 }
 
 std::string Outbox::nextName() {
@@ -555,48 +448,31 @@ std::optional<DateTime> Outbox::unansweredSince(const std::string& name) const {
 }
 
 Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
-  const std::string target = disk_.pathOf("failed", claim.name());
-  (void)replaceFile(files_, target + ".txt", words + "\n");
-  if (auto moved = files_.rename(pathOf(claim), target); !moved) {
-    return moved;
-  }
-  {
-    const std::lock_guard lock(mutex_);
-    counted_.reset();
-  }
-  // The new name is synced first, so that a power cut leaves the file with two names rather than
-  // with none. If the old name comes back, the message is refused once more.
-  if (files_.syncFolder(disk_.path() + "/failed")) {
-    (void)files_.syncFolder(disk_.path() + "/new");
-  }
-  return {};
+  auto moved = disk_.moveToFailed(claim.name(), words);
+  const std::lock_guard lock(mutex_);
+  counted_.reset();
+  return moved;
 }
 
 Result<void> Outbox::refuseFor(const Claim& claim, const std::vector<std::string>& recipients,
                                std::size_t number, std::string_view copy,
                                const std::string& words) {
-  const std::string target = disk_.pathOf("failed", claim.name().substr(0, kLongestOwnName)) +
-                             ".for-" + std::to_string(number);
-  (void)replaceFile(files_, target + ".txt", words + "\n");
   std::string name;
   auto file = createTmp(name);
   if (!file) {
     return file.error();
   }
-  auto written = (*file)->write(copy);
-  if (written) {
-    written = finish(**file);
-  }
+  WriteAttempt attempt;
+  auto written = writeMessage(
+      **file, [&](OutputFile& to) { return to.write(copy); }, attempt);
   file->reset();
   if (written) {
-    written = files_.rename(disk_.pathOf("tmp", name), target);
+    written = disk_.putCopyIntoFailed(name, claim.name(), number, words);
+  } else {
+    (void)files_.remove(disk_.pathOf("tmp", name));
   }
   if (!written) {
-    (void)files_.remove(disk_.pathOf("tmp", name));
     return written;
-  }
-  if (auto synced = files_.syncFolder(disk_.path() + "/failed"); !synced) {
-    return synced;
   }
   const std::lock_guard lock(mutex_);
   // If this line is lost, they are tried once more, and a second refusal replaces the copy.

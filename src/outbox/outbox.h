@@ -47,8 +47,7 @@ inline bool olderFirst(const WaitingMessage& one, const WaitingMessage& other) {
 
 class Outbox {
  public:
-  /// Writes the message to the file that it is given, without syncing or closing it.
-  using Writer = std::function<Result<void>(OutputFile&)>;
+  using Writer = MessageWriter;
 
   /// Opens the outbox, makes missing folders and their parents, and recovers from a crash.
   /// `journal` is a file's path; its folder is made too. The outbox is locked against other
@@ -166,14 +165,11 @@ class Outbox {
 
   Result<void> prepare(const std::string& journal);
   Result<void> recover();
-  Result<void> recoverForwards(std::set<std::string>& inTmp);
   Result<void> resolveDoubt(const std::string& entryId);
   Result<void> removeHandedOver(std::unique_lock<std::mutex>& lock);
-  void forgetWhatIsGone();
 
-  struct Attempt;
   Result<void> trySend(const std::string& entryId, const std::string& messageId,
-                       const Writer& write, Attempt& attempt);
+                       const Writer& write, WriteAttempt& attempt);
   Result<void> tryTmp(std::uint64_t size);
 
   std::string nextName();

@@ -20,6 +20,9 @@ constexpr std::size_t kTrialBlock = std::size_t{64} << 10;
 // Made in new/ for a moment; a leading dot says that it is no message.
 constexpr const char* kTrialName = ".trial";
 
+// Leaves room for what is appended to the name of a copy in failed/; a file's name has 255 bytes.
+constexpr std::size_t kLongestOwnName = 200;
+
 // Whether the call failed because the name does not exist.
 // ENOTDIR: a part of the path is not a folder, so the name does not exist either.
 template <class T>
@@ -64,6 +67,33 @@ Result<void> addNames(FileSystem& files, const std::string& folder, std::set<std
     names.insert(entry.name.substr(0, entry.name.rfind(":2,")));
   }
   return {};
+}
+
+// Records whether the disk refused bytes, so that other failures are known to be the writer's.
+class WatchedFile : public OutputFile {
+ public:
+  WatchedFile(OutputFile& file, std::uint64_t& size, bool& failed)
+      : file_(file), size_(size), failed_(failed) {}
+  Result<void> write(std::string_view bytes) override {
+    size_ += bytes.size();
+    auto written = file_.write(bytes);
+    failed_ = failed_ || !written;
+    return written;
+  }
+  Result<void> sync() override { return file_.sync(); }
+  Result<void> close() override { return file_.close(); }
+
+ private:
+  OutputFile& file_;
+  std::uint64_t& size_;
+  bool& failed_;
+};
+
+Result<void> finish(OutputFile& file) {
+  if (auto synced = file.sync(); !synced) {
+    return synced;
+  }
+  return file.close();
 }
 
 }  // namespace
@@ -162,6 +192,39 @@ bool OutboxFolder::withdraw(const std::string& name) {
 }
 
 // As large as the message that failed: a disk may have room for a small file only.
+Result<void> writeMessage(OutputFile& file, const MessageWriter& write, WriteAttempt& attempt) {
+  WatchedFile watched(file, attempt.size, attempt.writeFailed);
+  const auto written = write(watched);
+  attempt.messageToBlame = !written && !attempt.writeFailed;
+  return written ? finish(file) : written;
+}
+
+Result<void> OutboxFolder::moveToFailed(const std::string& name, const std::string& words) {
+  const std::string target = pathOf("failed", name);
+  (void)replaceFile(files_, target + ".txt", words + "\n");
+  if (auto moved = files_.rename(pathOf("new", name), target); !moved) {
+    return moved;
+  }
+  // The new name is synced first, so that a power cut leaves the file with two names rather than
+  // with none. If the old name comes back, the message is refused once more.
+  if (files_.syncFolder(path_ + "/failed")) {
+    (void)files_.syncFolder(path_ + "/new");
+  }
+  return {};
+}
+
+Result<void> OutboxFolder::putCopyIntoFailed(const std::string& name, const std::string& of,
+                                             std::size_t number, const std::string& words) {
+  const std::string target =
+      pathOf("failed", of.substr(0, kLongestOwnName)) + ".for-" + std::to_string(number);
+  (void)replaceFile(files_, target + ".txt", words + "\n");
+  if (auto moved = files_.rename(pathOf("tmp", name), target); !moved) {
+    (void)files_.remove(pathOf("tmp", name));
+    return moved;
+  }
+  return files_.syncFolder(path_ + "/failed");
+}
+
 Result<void> OutboxFolder::tryFile(OutputFile& file, std::uint64_t size) {
   const std::string block(kTrialBlock, '\0');
   Result<void> outcome;
@@ -170,7 +233,7 @@ Result<void> OutboxFolder::tryFile(OutputFile& file, std::uint64_t size) {
     outcome = file.write(std::string_view(block).substr(0, now));
     left -= now;
   }
-  return outcome;
+  return outcome ? finish(file) : outcome;
 }
 
 Result<void> OutboxFolder::tryNew() {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -21,6 +22,19 @@ std::string makeOutboxName(DateTime now, std::uint64_t counter, std::string_view
 
 /// Whether the name may have been made by makeOutboxName, in this or another run.
 bool isOutboxName(std::string_view name);
+
+/// Writes a message to the file that it is given, without syncing or closing it.
+using MessageWriter = std::function<Result<void>(OutputFile&)>;
+
+/// What is learnt while a message is written, to tell a failing disk from a failing message.
+struct WriteAttempt {
+  std::uint64_t size = 0;       ///< bytes that the writer gave so far
+  bool writeFailed = false;     ///< by the file, not by the source that the writer reads
+  bool messageToBlame = false;  ///< the writer failed although the file took all bytes
+};
+
+/// Writes, syncs and closes the file.
+Result<void> writeMessage(OutputFile& file, const MessageWriter& write, WriteAttempt& attempt);
 
 /// Any thread.
 class OutboxFolder {
@@ -48,8 +62,16 @@ class OutboxFolder {
   /// nothing of it is left in tmp/ and new/.
   bool withdraw(const std::string& name);
 
-  /// Whether the disk takes a message of that size: fills the file with as many bytes. Does not
-  /// sync or close.
+  /// Moves a message from new/ to failed/, with the reason in FILE.txt beside it if the disk
+  /// allows. Fails if the message is still in new/.
+  Result<void> moveToFailed(const std::string& name, const std::string& words);
+  /// Moves a file of tmp/ into failed/, durably, as the copy with that number of the message `of`.
+  /// On failure it is not in tmp/, and may be in failed/.
+  Result<void> putCopyIntoFailed(const std::string& name, const std::string& of, std::size_t number,
+                                 const std::string& words);
+
+  /// Whether the disk takes a message of that size: fills the file with as many bytes, syncs and
+  /// closes it.
   Result<void> tryFile(OutputFile& file, std::uint64_t size);
   /// Whether names can be made in new/.
   Result<void> tryNew();

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "outbox/journal_line.h"
 #include "platform/posix/posix_file_system.h"
 #include "support/fake_clock.h"
 #include "support/faulty_file_system.h"

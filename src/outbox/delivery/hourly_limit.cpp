@@ -7,7 +7,7 @@
 #include <charconv>
 #include <utility>
 
-#include "outbox/journal.h"
+#include "outbox/journal_line.h"
 #include "platform/text/ascii_text.h"
 #include "platform/text/number_text.h"
 
