@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "outbox/delivery/smtp_line.h"
 #include "outbox/delivery/smtp_words.h"
 
 namespace relaybird {
@@ -26,31 +27,8 @@ using Milliseconds = std::chrono::milliseconds;
 
 // No further message is read while more than this waits to be sent.
 constexpr std::size_t kMostHeld = std::size_t{2} << 20;
-constexpr std::size_t kReceiveAtOnce = std::size_t{64} << 10;
 // Another connection is worth its opening, some six round trips, for this many messages.
 constexpr std::size_t kMessagesPerConnection = 8;
-constexpr Milliseconds kLongestWait = std::chrono::minutes{10};
-
-Milliseconds limitOf(SmtpStep step) {
-  switch (step) {
-    case SmtpStep::kHello:
-    case SmtpStep::kReset:
-    case SmtpStep::kSender:
-    case SmtpStep::kRecipient:
-      return kSmtpEnvelopeLimit;
-    case SmtpStep::kData:
-      return kSmtpDataLimit;
-    case SmtpStep::kText:
-      return kSmtpTextLimit;
-    case SmtpStep::kEnd:
-      return kSmtpEndLimit;
-    case SmtpStep::kQuit:
-      return kSmtpQuitLimit;
-    case SmtpStep::kNothing:
-      break;
-  }
-  return kLongestWait;
-}
 
 bool anyUnknown(const std::vector<Verdict>& verdicts) {
   return std::any_of(verdicts.begin(), verdicts.end(), [](const Verdict& verdict) {
@@ -71,27 +49,6 @@ std::string codeOf(const ConnectFailure& failure) {
          failure.answer.substr(0, failure.answer.find(' '));
 }
 
-std::string_view nameOf(SmtpStep step) {
-  switch (step) {
-    case SmtpStep::kHello:
-      return "the greeting";
-    case SmtpStep::kReset:
-    case SmtpStep::kSender:
-      return "the sender";
-    case SmtpStep::kRecipient:
-      return "a recipient";
-    case SmtpStep::kData:
-      return "the announced message";
-    case SmtpStep::kText:
-    case SmtpStep::kEnd:
-      return "the message";
-    case SmtpStep::kQuit:
-    case SmtpStep::kNothing:
-      break;
-  }
-  return "the farewell";
-}
-
 }  // namespace
 
 class SmtpTransport::Series {
@@ -104,15 +61,6 @@ class SmtpTransport::Series {
   void run();
 
  private:
-  struct Line {
-    std::unique_ptr<Connection> connection;
-    int secret = 0;                        // which of the secrets it was opened with
-    std::optional<SmtpDialogue> dialogue;  // once it is open
-    Milliseconds since{0};                 // of the last progress
-    std::uint64_t progress = 0;
-    SmtpStep step = SmtpStep::kNothing;
-  };
-
   bool work();
   bool fetch();
   bool mayFetch() const;
@@ -120,27 +68,26 @@ class SmtpTransport::Series {
   FedMessage takeSpare();
   void openLines();
   bool open();
-  void receive(Line& line);
-  void lookAfter(Line& line);
-  void connectionFailed(Line& line);
+  void receive(SmtpLine& line);
+  void connectionFailed(SmtpLine& line);
   void settle();
-  void settleTrouble(Line& line);
+  void settleTrouble(SmtpLine& line);
   void putBack(const std::vector<std::uint64_t>& unsent);
   void giveMessages();
   void send();
-  void wait(Milliseconds most);
+  void wait();
   void expire();
   void dropEnded();
   void leave();
   void holdEverythingBack(const SmtpDialogue::Trouble& trouble, std::vector<std::uint64_t> unsent);
-  int othersThatWork(const Line& line) const;
+  int othersThatWork(const SmtpLine& line) const;
   bool anyUnderWay() const;
 
   SmtpTransport& transport_;
   MessageFeed& feed_;
   std::stop_token stop_;
   std::unique_ptr<Network> network_;
-  std::list<Line> lines_;
+  std::list<SmtpLine> lines_;
   std::deque<FedMessage> spare_;  // fetched, and for the first connections that want one
   std::optional<SignIn> signIn_;
   int secret_ = 0;  // counts those that were refused
@@ -165,7 +112,7 @@ void SmtpTransport::Series::run() {
   while (!stop_.stop_requested() && work()) {
     feed_.makeDurable();
     fetchAhead();
-    wait(kLongestWait);
+    wait();
   }
   leave();
   feed_.makeDurable();
@@ -174,7 +121,7 @@ void SmtpTransport::Series::run() {
 // One round of the loop; false when there is nothing more to do.
 bool SmtpTransport::Series::work() {
   expire();
-  for (Line& line : lines_) {
+  for (SmtpLine& line : lines_) {
     receive(line);
   }
   settle();
@@ -193,7 +140,7 @@ bool SmtpTransport::Series::work() {
 
 bool SmtpTransport::Series::mayFetch() const {
   std::size_t held = 0;
-  for (const Line& line : lines_) {
+  for (const SmtpLine& line : lines_) {
     held += line.dialogue ? line.dialogue->held() : 0;
   }
   for (const FedMessage& one : spare_) {
@@ -237,7 +184,7 @@ void SmtpTransport::Series::openLines() {
     }
     return;
   }
-  const bool works = std::any_of(lines_.begin(), lines_.end(), [](const Line& line) {
+  const bool works = std::any_of(lines_.begin(), lines_.end(), [](const SmtpLine& line) {
     return line.dialogue && line.dialogue->awaited() != SmtpStep::kHello;
   });
   const std::size_t useful = 1 + (feed_.waiting() + spare_.size()) / kMessagesPerConnection;
@@ -258,62 +205,35 @@ bool SmtpTransport::Series::open() {
     }
     signIn_ = std::move(*got);
   }
-  Line& line = lines_.emplace_back();
-  line.connection = network_->connect(transport_.setting_.server, signIn_, kSmtpOpenLimit,
-                                      transport_.setting_.trace);
-  line.secret = secret_;
-  line.since = network_->steadyTime();
+  lines_.emplace_back(network_->connect(transport_.setting_.server, signIn_, kSmtpOpenLimit,
+                                        transport_.setting_.trace),
+                      secret_, network_->steadyTime());
   return true;
 }
 
-void SmtpTransport::Series::receive(Line& line) {
-  if (!line.dialogue && line.connection->state() == Connection::State::kOpen) {
+void SmtpTransport::Series::receive(SmtpLine& line) {
+  const auto& setting = transport_.setting_;
+  const bool opened = line.receive({setting.server.host, transport_.mayPipeline_, setting.trace},
+                                   network_->steadyTime());
+  if (opened) {
     // An open connection is signed in.
-    if (transport_.setting_.signIn && transport_.setting_.signIn->accepted) {
-      transport_.setting_.signIn->accepted();
+    if (setting.signIn && setting.signIn->accepted) {
+      setting.signIn->accepted();
     }
     triedAnotherSecret_ = false;
-    line.dialogue.emplace(SmtpDialogue::Setting{
-        transport_.setting_.server.host, transport_.mayPipeline_, transport_.setting_.trace});
   }
-  if (line.dialogue) {
-    std::string bytes;
-    while (!line.dialogue->over() && line.connection->receive(bytes, kReceiveAtOnce) > 0) {
-      line.dialogue->receive(bytes);
-      bytes.clear();
-    }
-  }
-  if (line.connection->state() == Connection::State::kEnded) {
-    if (!line.dialogue) {
-      connectionFailed(line);
-    } else {
-      const auto& failure = line.connection->failure();
-      line.dialogue->lost(failure ? failure->words : "The connection was lost");
-    }
-  }
-  lookAfter(line);
-}
-
-// Notes when something was last achieved.
-void SmtpTransport::Series::lookAfter(Line& line) {
-  if (!line.dialogue) {
-    return;
-  }
-  const SmtpStep step = line.dialogue->awaited();
-  if (line.dialogue->progress() != line.progress || step != line.step) {
-    line.progress = line.dialogue->progress();
-    line.step = step;
-    line.since = network_->steadyTime();
+  if (!line.dialogue && line.over()) {
+    connectionFailed(line);
   }
 }
 
-int SmtpTransport::Series::othersThatWork(const Line& line) const {
-  return static_cast<int>(std::count_if(lines_.begin(), lines_.end(), [&](const Line& other) {
+int SmtpTransport::Series::othersThatWork(const SmtpLine& line) const {
+  return static_cast<int>(std::count_if(lines_.begin(), lines_.end(), [&](const SmtpLine& other) {
     return &other != &line && other.dialogue && !other.dialogue->over();
   }));
 }
 
-void SmtpTransport::Series::connectionFailed(Line& line) {
+void SmtpTransport::Series::connectionFailed(SmtpLine& line) {
   const ConnectFailure failure = line.connection->failure().value_or(ConnectFailure{});
   // The likely cause is the server's limit of connections.
   if (const int others = othersThatWork(line); others > 0) {
@@ -350,7 +270,7 @@ void SmtpTransport::Series::connectionFailed(Line& line) {
 // Reports the verdicts that have come, all of them together, and puts back what was not sent.
 void SmtpTransport::Series::settle() {
   std::vector<Verdict> verdicts;
-  for (Line& line : lines_) {
+  for (SmtpLine& line : lines_) {
     if (line.dialogue) {
       auto come = line.dialogue->takeVerdicts();
       if (line.dialogue->pipelining() && anyUnknown(come)) {
@@ -362,7 +282,7 @@ void SmtpTransport::Series::settle() {
   if (!verdicts.empty()) {
     feed_.report(std::move(verdicts));
   }
-  for (Line& line : lines_) {
+  for (SmtpLine& line : lines_) {
     if (line.dialogue) {
       settleTrouble(line);
     }
@@ -372,7 +292,7 @@ void SmtpTransport::Series::settle() {
 // A server that ends a connection after some messages has its reasons, and is asked again. One that
 // does so at once is left alone for a while, unless there are other connections: then it may be one
 // too many.
-void SmtpTransport::Series::settleTrouble(Line& line) {
+void SmtpTransport::Series::settleTrouble(SmtpLine& line) {
   std::vector<std::uint64_t> unsent = line.dialogue->takeUnsent();
   const auto trouble = line.dialogue->takeTrouble();
   if (trouble && line.dialogue->accepted() == 0) {
@@ -417,11 +337,11 @@ void SmtpTransport::Series::holdEverythingBack(const SmtpDialogue::Trouble& trou
 
 bool SmtpTransport::Series::anyUnderWay() const {
   return std::any_of(lines_.begin(), lines_.end(),
-                     [](const Line& line) { return line.dialogue && !line.dialogue->idle(); });
+                     [](const SmtpLine& line) { return line.dialogue && !line.dialogue->idle(); });
 }
 
 void SmtpTransport::Series::giveMessages() {
-  for (Line& line : lines_) {
+  for (SmtpLine& line : lines_) {
     while (line.dialogue && line.dialogue->wantsMessage()) {
       if (fetch()) {
         line.dialogue->give(takeSpare());
@@ -439,33 +359,19 @@ void SmtpTransport::Series::giveMessages() {
 }
 
 void SmtpTransport::Series::send() {
-  for (Line& line : lines_) {
-    if (!line.dialogue) {
-      continue;
-    }
-    while (!line.dialogue->over() && !line.dialogue->output().empty()) {
-      const std::size_t sent = line.connection->send(line.dialogue->output());
-      if (sent == 0) {
-        break;
-      }
-      line.dialogue->sent(sent);
-    }
-    line.connection->wantToSend(!line.dialogue->over() && !line.dialogue->output().empty());
-    lookAfter(line);
+  for (SmtpLine& line : lines_) {
+    line.send(network_->steadyTime());
   }
 }
 
-void SmtpTransport::Series::wait(Milliseconds most) {
-  Milliseconds limit = most;
+void SmtpTransport::Series::wait() {
   const Milliseconds now = network_->steadyTime();
+  Milliseconds limit = kSmtpEndLimit;
   bool ready = false;
-  for (const Line& line : lines_) {
-    if (line.dialogue) {
-      limit = std::min(limit, line.since + limitOf(line.step) - now);
-      // Its text is in the buffer: the next round gives it a message to go on with, or ends the
-      // text.
-      ready = ready || (line.dialogue->wantsMessage() && !line.dialogue->idle());
-    }
+  for (const SmtpLine& line : lines_) {
+    limit = std::min(limit, line.timeLeft(now));
+    // Its text is in the buffer: the next round gives it a message to go on with, or ends the text.
+    ready = ready || (line.dialogue && line.dialogue->wantsMessage() && !line.dialogue->idle());
   }
   if (!ready) {
     network_->wait(std::max(limit, Milliseconds{0}));
@@ -473,37 +379,31 @@ void SmtpTransport::Series::wait(Milliseconds most) {
 }
 
 void SmtpTransport::Series::expire() {
-  const Milliseconds now = network_->steadyTime();
-  for (Line& line : lines_) {
-    if (line.dialogue && now - line.since >= limitOf(line.step)) {
-      line.dialogue->lost("It did not answer in time to " + std::string(nameOf(line.step)));
-    }
+  for (SmtpLine& line : lines_) {
+    line.expire(network_->steadyTime());
   }
 }
 
 void SmtpTransport::Series::dropEnded() {
-  lines_.remove_if([](const Line& line) {
-    return line.dialogue ? line.dialogue->over()
-                         : line.connection->state() == Connection::State::kEnded;
-  });
+  lines_.remove_if([](const SmtpLine& line) { return line.over(); });
 }
 
 // The program ends, or there is nothing more to do. Only connections whose server owes the answer
 // for a whole message are waited for: otherwise nobody would know whether it was taken. What has
 // arrived is read in any case.
 void SmtpTransport::Series::leave() {
-  const auto awaitsVerdict = [](const Line& line) {
+  const auto awaitsVerdict = [](const SmtpLine& line) {
     return line.dialogue && line.dialogue->awaitsVerdict();
   };
-  lines_.remove_if([&](const Line& line) { return !awaitsVerdict(line); });
-  for (Line& line : lines_) {
+  lines_.remove_if([&](const SmtpLine& line) { return !awaitsVerdict(line); });
+  for (SmtpLine& line : lines_) {
     line.connection->wantToSend(false);  // what still waits to be sent must not end the waits
   }
   const Milliseconds until = network_->steadyTime() + kSmtpStopLimit;
   while (!lines_.empty()) {
     const bool late = network_->steadyTime() >= until;
     std::vector<Verdict> verdicts;
-    for (Line& line : lines_) {
+    for (SmtpLine& line : lines_) {
       receive(line);
       if (late && awaitsVerdict(line)) {
         line.dialogue->lost("The program was stopped before the answer");
@@ -514,7 +414,7 @@ void SmtpTransport::Series::leave() {
     if (!verdicts.empty()) {
       feed_.report(std::move(verdicts));
     }
-    lines_.remove_if([&](const Line& line) { return !awaitsVerdict(line); });
+    lines_.remove_if([&](const SmtpLine& line) { return !awaitsVerdict(line); });
     if (!lines_.empty()) {
       network_->wait(until - network_->steadyTime());
     }

@@ -13,21 +13,13 @@
 #include <stop_token>
 #include <string>
 
-#include "outbox/delivery/smtp_dialogue.h"
+#include "outbox/delivery/smtp_line.h"
 #include "outbox/delivery/transport.h"
 #include "platform/result.h"
 #include "platform/system/network.h"
 
 namespace relaybird {
 
-// How long a server may take, by RFC 5321, 4.5.3.2.
-inline constexpr std::chrono::minutes kSmtpOpenLimit{5};  ///< up to the end of the sign-in
-inline constexpr std::chrono::minutes kSmtpEnvelopeLimit{5};
-inline constexpr std::chrono::minutes kSmtpDataLimit{2};
-inline constexpr std::chrono::minutes kSmtpTextLimit{3};  ///< without accepting any of it
-inline constexpr std::chrono::minutes kSmtpEndLimit{10};
-/// For an answer to QUIT, which changes nothing.
-inline constexpr std::chrono::seconds kSmtpQuitLimit{2};
 /// For an answer that is due when the program ends: without it the message may go out twice. Many
 /// providers examine a message for some seconds before they answer.
 inline constexpr std::chrono::seconds kSmtpStopLimit{5};
