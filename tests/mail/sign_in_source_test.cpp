@@ -9,6 +9,7 @@
 
 #include "prefs/fake_files.h"
 #include "support/fake_secrets.h"
+#include "support/whole_path.h"
 
 namespace relaybird {
 namespace {
@@ -33,7 +34,7 @@ class SignInSourceTest : public testing::Test {
   SignInSource source() { return SignInSource(world, files, account, account, appPasswordLength); }
   SignInSource commandSource(SecretSource kind = SecretSource::kCommand) {
     account.secret = kind;
-    account.secretCommand = "/usr/bin/pass show mail";
+    account.secretCommand = wholePath("/usr/bin/pass") + " show mail";
     if (kind == SecretSource::kTokenCommand) {
       account.signIn = SignInMethod::kOauthBearer;
     }
@@ -134,7 +135,7 @@ TEST_F(SignInSourceTest, TheFirstLineOfACommandIsThePassword) {
     commands.prints(output);
     EXPECT_EQ(secretIn(commandSource().get({})), "sesame") << output;
   }
-  EXPECT_THAT(commands.ran[0], ElementsAre("/usr/bin/pass", "show", "mail"));
+  EXPECT_THAT(commands.ran[0], ElementsAre(wholePath("/usr/bin/pass"), "show", "mail"));
 }
 
 TEST_F(SignInSourceTest, ACommandThatFailsIsQuotedByItsErrorsAndNeverByItsOutput) {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -17,11 +17,14 @@ namespace relaybird {
 class TempFolder {
  public:
   TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "relaybird-XXXXXX").string();
-    if (!::mkdtemp(name.data())) {
-      throw std::runtime_error("cannot make " + name);
-    }
-    path_ = name;
+    namespace fs = std::filesystem;
+    std::random_device random;
+    fs::path folder;
+    do {
+      folder = fs::temp_directory_path() / ("relaybird-" + std::to_string(random()));
+    } while (!fs::create_directory(folder));  // false where another test has the name
+    fs::permissions(folder, fs::perms::owner_all);
+    path_ = folder.string();
   }
   ~TempFolder() {
     namespace fs = std::filesystem;

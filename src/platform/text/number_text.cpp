@@ -179,12 +179,15 @@ std::string shortestText(double value) {
 }
 
 double roundHalfEven(double value) {
-  const double rounded = std::round(value);  // halves away from zero
-  // The difference is exact for every double that has a fraction.
-  if (std::abs(value - std::trunc(value)) != 0.5) {
-    return rounded;
+  // Not by std::round: the C library of MinGW-w64 adds a half and cuts, which makes 1 of the number
+  // just below a half.
+  const double whole = std::trunc(value);
+  const double rest = std::abs(value - whole);  // exact for every double that has a fraction
+  if (rest < 0.5) {
+    return whole;
   }
-  return 2 * std::round(value / 2);
+  const bool toEven = rest == 0.5 && std::fmod(whole, 2) == 0;
+  return toEven ? whole : whole + std::copysign(1.0, value);
 }
 
 std::optional<std::int16_t> toInt16(double value) {
