@@ -216,7 +216,7 @@ Result<void> Outbox::place(const std::string& name) {
   }
   auto placed = files_.rename(disk_.pathOf("tmp", name), disk_.pathOf("new", name));
   if (placed) {
-    placed = files_.syncFolder(disk_.path() + "/new");
+    placed = files_.syncFolder(joinPath(disk_.path(), "new"));
   }
   const bool takenBack = !placed && disk_.withdraw(name);
   const std::lock_guard lock(mutex_);
@@ -300,7 +300,7 @@ Result<std::vector<WaitingMessage>> Outbox::waiting() {
     arrivals_.clear();
     arrivalsLost_ = false;
   }
-  auto entries = files_.list(disk_.path() + "/new");
+  auto entries = files_.list(joinPath(disk_.path(), "new"));
   if (!entries) {
     return entries.error();
   }
@@ -489,7 +489,7 @@ Result<void> Outbox::finishDeliveries() {
     return outcome;
   }
   lock.unlock();
-  const auto synced = files_.syncFolder(disk_.path() + "/new");
+  const auto synced = files_.syncFolder(joinPath(disk_.path(), "new"));
   lock.lock();
   if (!synced) {
     removed_.insert(removed_.end(), names.begin(), names.end());

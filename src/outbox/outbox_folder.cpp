@@ -120,21 +120,23 @@ bool isOutboxName(std::string_view name) {
 }
 
 Result<void> OutboxFolder::make(const std::string& journalFolder) {
-  for (const char* part : {"", "/tmp", "/new", "/cur", "/failed"}) {
-    if (auto made = makeFolder(files_, path_ + part); !made) {
+  std::vector<std::string> folders = {path_};
+  for (const char* part : {"tmp", "new", "cur", "failed"}) {
+    folders.push_back(joinPath(path_, part));
+  }
+  folders.push_back(journalFolder);
+  for (const std::string& folder : folders) {
+    if (auto made = makeFolder(files_, folder); !made) {
       return made;
     }
   }
-  if (auto made = makeFolder(files_, journalFolder); !made) {
-    return made;
-  }
-  syncNamesOf(files_, path_ + "/new");
+  syncNamesOf(files_, joinPath(path_, "new"));
   syncNamesOf(files_, journalFolder);
   return {};
 }
 
 Result<std::set<std::string>> OutboxFolder::namesInTmp() {
-  const auto entries = files_.list(path_ + "/tmp");
+  const auto entries = files_.list(joinPath(path_, "tmp"));
   if (!entries) {
     return entries.error();
   }
@@ -151,8 +153,8 @@ Result<std::set<std::string>> OutboxFolder::namesInTmp() {
 // and added flags.
 Result<std::set<std::string>> OutboxFolder::placedNames() {
   std::set<std::string> names;
-  for (const char* part : {"/new", "/cur", "/failed"}) {
-    if (auto listed = addNames(files_, path_ + part, names); !listed) {
+  for (const char* part : {"new", "cur", "failed"}) {
+    if (auto listed = addNames(files_, joinPath(path_, part), names); !listed) {
       return listed.error();
     }
   }
@@ -182,7 +184,7 @@ bool OutboxFolder::withdraw(const std::string& name) {
   const std::string inNew = pathOf("new", name);
   const auto taken = files_.remove(inNew);
   const bool neverThere = isAbsent(taken);
-  const bool synced = neverThere || files_.syncFolder(path_ + "/new");
+  const bool synced = neverThere || files_.syncFolder(joinPath(path_, "new"));
   const auto cleared = files_.remove(inTmp);
   if (cleared) {
     return true;  // a rename leaves one name: a file still in tmp/ never reached new/
@@ -246,11 +248,11 @@ Result<void> OutboxFolder::tryNew() {
   if (auto removed = files_.remove(trial); !removed) {
     return removed;
   }
-  return files_.syncFolder(path_ + "/new");
+  return files_.syncFolder(joinPath(path_, "new"));
 }
 
 std::size_t OutboxFolder::countWaiting(const std::set<std::string>& except) const {
-  const auto entries = files_.list(path_ + "/new");
+  const auto entries = files_.list(joinPath(path_, "new"));
   if (!entries) {
     return 0;
   }

@@ -43,7 +43,7 @@ class OutboxFolder {
 
   const std::string& path() const { return path_; }
   std::string pathOf(const char* subfolder, const std::string& name) const {
-    return path_ + '/' + subfolder + '/' + name;
+    return joinPath(path_, std::string(subfolder) + "/" + name);
   }
 
   /// Makes this folder, its subfolders, `journalFolder` and their parents where they are missing,

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "outbox/delivery/outgoing_message.h"
+#include "platform/paths.h"
 
 namespace relaybird {
 
@@ -66,7 +67,7 @@ void DeliveryReports::refused(const std::string& title, const std::vector<std::s
     whom += (whom.empty() ? " for " : ", ") + address;
   }
   say({"Refused for good" + whom + ": \"" + title + "\": " + oneLine(words) + ". It is now in " +
-           folder_ + "/failed",
+           joinPath(folder_, "failed"),
        StoreNotice::Kind::kRefused});
 }
 

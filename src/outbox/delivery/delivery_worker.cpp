@@ -32,7 +32,7 @@ DeliveryWorker::DeliveryWorker(Setting setting)
 }
 
 std::string DeliveryWorker::limitFile(const std::string& outboxFolder) {
-  return outboxFolder + "/recent-deliveries";
+  return joinPath(outboxFolder, "recent-deliveries");
 }
 
 DeliveryWorker::~DeliveryWorker() {

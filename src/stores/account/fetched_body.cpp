@@ -51,14 +51,14 @@ void BodySpool::clear() {
   if (const auto entries = files_.list(folder_)) {
     for (const FolderEntry& entry : *entries) {
       if (entry.name.starts_with(kSpoolName)) {
-        remove(folder_ + '/' + entry.name);
+        remove(joinPath(folder_, entry.name));
       }
     }
   }
 }
 
 Result<std::unique_ptr<OutputFile>> BodySpool::create(std::string& path) {
-  path = folder_ + '/' + std::string(kSpoolName) + std::to_string(++last_);
+  path = joinPath(folder_, std::string(kSpoolName) + std::to_string(++last_));
   if (!MakeFolderPath(files_, path)) {
     return Error{0, "The folder " + folder_ + " cannot be created"};
   }

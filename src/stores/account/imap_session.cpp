@@ -60,7 +60,7 @@ std::string connectFailureText(const MailServer& server, const ConnectFailure& f
 ImapSession::ImapSession(ImapSessionWorld world)
     : world_(std::move(world)),
       spool_(world_.files, world_.folderOnDisk),
-      identities_(world_.files, world_.folderOnDisk + "/messages"),
+      identities_(world_.files, joinPath(world_.folderOnDisk, "messages")),
       work_(
           spool_, identities_,
           [this](const std::string& words) {

@@ -119,7 +119,7 @@ void MailboxSession::openOutbox() {
   const std::string identity = orThrow(inbox_->identity());
   OutboxPlace place(world_.files, identity, stateFolder(), settings_.outbox);
   auto outbox = orThrow(place.open(world_.clock, world_.random));
-  const std::string keyFile = stateFolder() + "/trace-key";
+  const std::string keyFile = joinPath(stateFolder(), "trace-key");
   if (!MakeFolderPath(world_.files, keyFile)) {
     throw MailStoreError("The folder " + stateFolder() + " cannot be made");
   }
@@ -411,8 +411,8 @@ std::string MailboxSession::outboxFolder() const {
 OutgoingState MailboxSession::outgoing() {
   OutgoingState state;
   state.outbox = outboxFolder();
-  state.waitingFolder = state.outbox + "/new";
-  state.refusedFolder = state.outbox + "/failed";
+  state.waitingFolder = joinPath(state.outbox, "new");
+  state.refusedFolder = joinPath(state.outbox, "failed");
   state.delivers = transport_ != nullptr;
   if (delivery_) {
     DeliveryWorker::Counts counts = delivery_->counts();

@@ -119,7 +119,7 @@ class MailboxSession {
   void requireOpen();
   void openOutbox();
   std::string outboxFolder() const;
-  std::string stateFolder() const { return world_.stateFolder + "/rbx"; }
+  std::string stateFolder() const { return joinPath(world_.stateFolder, "rbx"); }
   std::size_t mostPerHour() const { return settings_.mostPerHour.value_or(kMostPerHour); }
   void deliverAgain();
   OwnMarks ownMarks() const;

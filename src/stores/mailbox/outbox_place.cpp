@@ -40,7 +40,7 @@ Result<std::unique_ptr<Outbox>> OutboxPlace::open(const Clock& clock, const Rand
     if (refusal) {
       return *refusal;
     }
-    auto outbox = Outbox::open(files_, clock, random, folder, folder + "/journal");
+    auto outbox = Outbox::open(files_, clock, random, folder, joinPath(folder, "journal"));
     // The note is read again under the lock: another mailbox may have taken the outbox meanwhile.
     if (mayOpen(folder)) {
       if (!outbox) {
@@ -153,7 +153,7 @@ bool OutboxPlace::isThere(const std::string& mailbox) {
   if (!isFolder(mailbox)) {
     return true;
   }
-  const auto inbox = files_.inspect(mailbox + "/new");
+  const auto inbox = files_.inspect(joinPath(mailbox, "new"));
   return inbox || (inbox.error().code != ENOENT && inbox.error().code != ENOTDIR);
 }
 
@@ -170,7 +170,7 @@ std::vector<std::string> OutboxPlace::known() {
       return entry.name == nameOf(number) && entry.type != FileType::kRegular;
     });
     if (there) {
-      folders.push_back(stateFolder_ + "/" + nameOf(number));
+      folders.push_back(joinPath(stateFolder_, nameOf(number)));
     }
   }
   return folders;
@@ -207,10 +207,10 @@ OutboxPlace::Choice OutboxPlace::chooseOwn() {
     return {withoutNote, std::nullopt};
   }
   std::size_t number = 1;
-  while (std::count(folders.begin(), folders.end(), stateFolder_ + "/" + nameOf(number)) > 0) {
+  while (std::count(folders.begin(), folders.end(), joinPath(stateFolder_, nameOf(number))) > 0) {
     ++number;
   }
-  return {stateFolder_ + "/" + nameOf(number), std::nullopt};
+  return {joinPath(stateFolder_, nameOf(number)), std::nullopt};
 }
 
 // Why the outbox belongs to another mailbox; nothing if it is ours or has no owner.
@@ -265,11 +265,11 @@ std::string OutboxPlace::sentence(const std::string& folder, const std::string& 
   return what + "the mailbox " + owner +
          " is not there now. To have them sent from here, move the "
          "files of " +
-         folder + "/new to " + ownFolder + "/new";
+         joinPath(folder, "new") + " to " + joinPath(ownFolder, "new");
 }
 
 std::size_t OutboxPlace::waitingIn(const std::string& folder) {
-  const auto entries = files_.list(folder + "/new");
+  const auto entries = files_.list(joinPath(folder, "new"));
   if (!entries) {
     return 0;
   }

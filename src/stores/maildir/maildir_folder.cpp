@@ -121,13 +121,14 @@ std::uint64_t maildirTimeStamp(std::string_view name) {
 }
 
 Result<void> MaildirFolder::check() {
-  for (const char* part : {"/new", "/cur"}) {
-    const auto info = files_.inspect(path_ + part);
+  for (const char* part : {"new", "cur"}) {
+    const std::string folder = joinPath(path_, part);
+    const auto info = files_.inspect(folder);
     if (info && info->type == FileType::kFolder) {
       continue;
     }
     if (info) {
-      return Error{ENOTDIR, path_ + " is not a Maildir: " + path_ + part + " is not a folder"};
+      return Error{ENOTDIR, path_ + " is not a Maildir: " + folder + " is not a folder"};
     }
     if (info.error().code != ENOENT && info.error().code != ENOTDIR) {
       return Error{info.error().code,
@@ -136,7 +137,7 @@ Result<void> MaildirFolder::check() {
     if (!files_.inspect(path_)) {
       return Error{ENOENT, "The Maildir " + path_ + " does not exist"};
     }
-    return Error{info.error().code, path_ + " is not a Maildir: it has no folder " + (part + 1)};
+    return Error{info.error().code, path_ + " is not a Maildir: it has no folder " + part};
   }
   return {};
 }
@@ -152,8 +153,8 @@ Result<MaildirStamp> MaildirFolder::stamp() {
   if (const auto checked = check(); !checked) {
     return checked.error();
   }
-  const auto inNew = files_.inspect(path_ + "/new");
-  const auto inCur = files_.inspect(path_ + "/cur");
+  const auto inNew = files_.inspect(joinPath(path_, "new"));
+  const auto inCur = files_.inspect(joinPath(path_, "cur"));
   if (!inNew || !inCur) {
     return inNew ? inCur.error() : inNew.error();
   }
@@ -161,7 +162,7 @@ Result<MaildirStamp> MaildirFolder::stamp() {
 }
 
 Result<void> MaildirFolder::readSubfolder(const char* name, MaildirListing& found) {
-  auto entries = files_.list(path_ + "/" + name);
+  auto entries = files_.list(joinPath(path_, name));
   if (!entries) {
     return entries.error();
   }
@@ -198,7 +199,7 @@ Result<MaildirListing> MaildirFolder::list() {
 }
 
 std::string MaildirFolder::pathOf(const MaildirMessage& message) const {
-  return path_ + (message.inNew ? "/new/" : "/cur/") + message.name;
+  return joinPath(path_, (message.inNew ? "new/" : "cur/") + message.name);
 }
 
 Error MaildirFolder::vanished(const MaildirMessage& message) const {
@@ -254,7 +255,7 @@ Result<void> MaildirFolder::setSeen(MaildirListing& listing, std::size_t index, 
       return {};  // the program that moved it has set the mark too
     }
     std::string name = withMaildirFlag(message.name, kSeenFlag, seen);
-    if (const auto renamed = files_.rename(path, path_ + "/cur/" + name); !renamed) {
+    if (const auto renamed = files_.rename(path, joinPath(path_, "cur/" + name)); !renamed) {
       return renamed;
     }
     message.name = std::move(name);

@@ -104,8 +104,8 @@ Result<std::shared_ptr<InboxListing>> MaildirInbox::list() {
 MarkReport MaildirInbox::syncMarks(const std::unordered_set<std::string>& entryIds) {
   // A mark may have moved its message out of new/. The new name is synced first: a crash between
   // the two leaves a message with two names rather than with none.
-  for (const char* part : {"/cur", "/new"}) {
-    if (!files_.syncFolder(folder_.path() + part)) {
+  for (const char* part : {"cur", "new"}) {
+    if (!files_.syncFolder(joinPath(folder_.path(), part))) {
       return {};
     }
   }
