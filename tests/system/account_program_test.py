@@ -67,8 +67,8 @@ class Home:
 
     def start(self):
         return subprocess.Popen(
-            [*self.prefix, self.program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0,
-            env=self.environment)
+            [*self.prefix, self.program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT, bufsize=0, env=self.environment)
 
     def run_until(self, reached):
         """Starts the program and has it check the mailbox, until `reached` returns true; then it quits."""
