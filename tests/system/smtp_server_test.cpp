@@ -7,6 +7,8 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <deque>
 #include <map>
 #include <set>
@@ -219,20 +221,63 @@ TEST_F(SmtpServer, LimitsOfAServerLoseAndDoubleNothing) {
   }
 }
 
+// An answer of the server, or a failure, as the sink is told to give it.
+struct Answer {
+  const char* shown;
+  const char* action;
+};
+constexpr std::array kAnswers = {Answer{"421", "421 4.3.2 Closing !close"},
+                                 Answer{"450", "450 4.2.1 Busy"},
+                                 Answer{"451", "451 4.3.0 Trouble"},
+                                 Answer{"452", "452 4.3.1 Full"},
+                                 Answer{"454", "454 4.7.0 No TLS"},
+                                 Answer{"550", "550 5.1.1 No such user"},
+                                 Answer{"552", "552 5.3.4 Too big"},
+                                 Answer{"554", "554 5.7.1 No"},
+                                 Answer{"drop", "drop"},
+                                 Answer{"taken", "taken drop"}};
+
+char letterOf(const Series& series, std::size_t index) {
+  const auto outcome = series.outcomes.find(index);
+  if (outcome == series.outcomes.end()) {
+    return 'w';
+  }
+  switch (outcome->second.kind) {
+    case Kind::kDelivered:
+      return 'd';
+    case Kind::kTemporary:
+      return 'k';
+    case Kind::kPermanent:
+      return 'f';
+    case Kind::kUnknown:
+      return 'u';
+    case Kind::kCancelled:
+      return 'c';
+  }
+  return '?';
+}
+
 // Whatever the server says at whatever moment: what it has taken is known as delivered, or as
 // unknown if its answer was lost, and the rest is not.
 TEST_F(SmtpServer, VerdictsAgreeWithWhatTheServerHas) {
+  std::printf(
+      "The fates of two messages for which a real server gives the answer on every connection:\n"
+      "d delivered, k kept, f failed, u unknown, w waits untried\n\n%-19s",
+      "");
+  for (const Answer& answer : kAnswers) {
+    std::printf(" %-5s", answer.shown);
+  }
   for (const char* options : {"pipelining=yes", "pipelining=no"}) {
-    for (const char* verb : {"CONNECT", "EHLO", "MAIL", "RCPT", "DATA", "END"}) {
-      for (const char* action : {"421 4.3.2 Closing !close", "450 4.2.1 Busy", "451 4.3.0 Trouble",
-                                 "452 4.3.1 Full", "454 4.7.0 No TLS", "550 5.1.1 No such user",
-                                 "552 5.3.4 Too big", "554 5.7.1 No", "drop", "taken drop"}) {
-        if (std::string(action) == "taken drop" && std::string(verb) != "END") {
+    for (const std::string verb : {"CONNECT", "EHLO", "MAIL", "RCPT", "DATA", "END"}) {
+      std::printf("\n%-8s %-10s", verb.c_str(),
+                  std::string(options).ends_with("yes") ? "pipelining" : "lockstep");
+      for (const auto& [shown, action] : kAnswers) {
+        const bool takes = std::string(action) == "taken drop";
+        if (takes && verb != "END") {
           continue;
         }
         SCOPED_TRACE(std::string(options) + " " + verb + " " + action);
         const MailServers::Values sink = newSink(options);
-        // On every connection, so that another one does not help.
         servers_.ask("rules " + sink.at("name") + " " + verb + " * " + action);
         Series series({numbered(1), numbered(2)});
         deliver(series, settingFor(plainServer(portOf(sink))));
@@ -242,16 +287,17 @@ TEST_F(SmtpServer, VerdictsAgreeWithWhatTheServerHas) {
           EXPECT_NE(outcome.kind, Kind::kDelivered);
           EXPECT_NE(outcome.words, "");
           unknown += outcome.kind == Kind::kUnknown ? 1 : 0;
-          const bool permanent =
-              action[0] == '5' && std::string(verb) != "CONNECT" && std::string(verb) != "EHLO";
+          const bool permanent = action[0] == '5' && verb != "CONNECT" && verb != "EHLO";
           EXPECT_EQ(outcome.kind == Kind::kPermanent, permanent) << outcome.words;
         }
         EXPECT_FALSE(series.outcomes.empty());
         EXPECT_GE(unknown, taken) << "what the server has taken would be sent again as new";
-        EXPECT_EQ(taken != 0, std::string(action) == "taken drop");
+        EXPECT_EQ(taken != 0, takes);
+        std::printf(" %c%-4c", letterOf(series, 0), letterOf(series, 1));
       }
     }
   }
+  std::printf("\n");
 }
 
 TEST_F(SmtpServer, OneRefusedAddressOfThreeFailsAlone) {
