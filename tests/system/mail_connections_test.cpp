@@ -3,9 +3,14 @@
 // kept out before a secret is sent.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <signal.h>
+#include <sys/socket.h>
+
+#include <vector>
 
 #include "platform/curl/curl_network.h"
+#include "platform/posix/descriptor.h"
 #include "support/mail_servers.h"
 
 namespace relaybird {
@@ -175,6 +180,71 @@ TEST_F(MailConnections, ServerThatTakesNoPlainPasswordsGetsNone) {
   for (const MailProtocol protocol : kProtocols) {
     expectKeptOut(serverAt("demanding", protocol, Security::kNone), Cause::kSignInRefused);
   }
+}
+
+// A port of [::1] that does not answer, as behind a router that drops packets: the system drops
+// what comes while the queue of connections is full.
+class SilentPort {
+ public:
+  explicit SilentPort(std::uint16_t port) {
+    const int on = 1;
+    address_.sin6_family = AF_INET6;
+    address_.sin6_addr = in6addr_loopback;
+    address_.sin6_port = htons(port);
+    server_ = Descriptor(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ::setsockopt(server_.get(), IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
+    works_ =
+        ::bind(server_.get(), whole(), sizeof address_) == 0 && ::listen(server_.get(), 0) == 0;
+    for (int i = 0; works_ && i < 8; ++i) {
+      waiting_.emplace_back(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+      (void)::connect(waiting_.back().get(), whole(), sizeof address_);
+    }
+  }
+  /// False: this computer has no IPv6, or the port is taken.
+  bool works() const { return works_; }
+
+ private:
+  const sockaddr* whole() const { return reinterpret_cast<const sockaddr*>(&address_); }
+
+  sockaddr_in6 address_{};
+  Descriptor server_;
+  std::vector<Descriptor> waiting_;
+  bool works_ = false;
+};
+
+TEST_F(MailConnections, AServerIsReachedOverIpv6AndPastAnAddressThatDoesNotAnswer) {
+  MailServers& servers = MailServers::get();
+  const auto sinkAt = [&](const char* host, const char* address) {
+    return MailServer{MailProtocol::kSmtp,
+                      host,
+                      servers.portOf(std::string("sink address=") + address),
+                      Security::kNone,
+                      {}};
+  };
+  const MailServer old = sinkAt("localhost", "127.0.0.1");
+  const SilentPort silent(old.port);
+  if (!silent.works()) {
+    GTEST_SKIP() << "no IPv6 here";
+  }
+  MailServer firstAlone = old;
+  firstAlone.host = "::1";
+  const auto unanswered = open(firstAlone, std::nullopt, 100ms);
+  ASSERT_EQ(unanswered->state(), Connection::State::kEnded);
+  ASSERT_EQ(unanswered->failure()->cause, Cause::kTimedOut) << "that address should be silent";
+  // The first address does not answer.
+  const auto begin = network_->steadyTime();
+  auto connection = open(old, std::nullopt);
+  ASSERT_EQ(connection->state(), Connection::State::kOpen) << connection->failure()->words;
+  EXPECT_LT(network_->steadyTime() - begin, 5s);
+  // The server is at the first address, or at the second, alone.
+  for (const char* host : {"::1", "localhost"}) {
+    connection = open(sinkAt(host, "::1"), std::nullopt);
+    ASSERT_EQ(connection->state(), Connection::State::kOpen)
+        << host << ": " << connection->failure()->words;
+    EXPECT_THAT(talk(*connection, "NOOP\r\n", "\r\n"), HasSubstr("250 "));
+  }
+  EXPECT_EQ(open(sinkAt("localhost", "127.0.0.1"), std::nullopt)->state(),
+            Connection::State::kOpen);
 }
 
 TEST_F(MailConnections, ServersThatSayNothingOrHangUpAreGivenUp) {

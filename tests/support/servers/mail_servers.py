@@ -9,7 +9,7 @@ it has started, at the end of its input, so also when the program that started i
     servers                       ADDRESS.SERVICE=PORT for each of Dovecot's; sink=, its port; and the paths
                                   ca=, log=, mail= (a Maildir for each user, ann, readonly, full, and
                                   box1 to box200; their passwords are in dovecot.py)
-    sink [tls=starttls|tls] [certificate=KIND] [pipelining=no] [keep=no] [auth=yes] [size=BYTES]
+    sink [tls=starttls|tls] [certificate=KIND] [pipelining=no] [keep=no] [auth=yes] [size=BYTES] [address=ADDRESS]
                                   starts one more sink; name=, port=, folder=
     rules NAME [RULE; RULE...]    how that sink fails from now on; smtp_sink.py has the language
     proxy PORT [delay=MILLISECONDS] [edit=strip|refuse|inject] [stuck_at=PIECE [holding=request|answer]]
@@ -54,14 +54,15 @@ class Servers:
         return {**ports, "sink": self.sink_port, "ca": self.folder / "ca.pem", "log": self.dovecot.log,
                 "mail": self.dovecot.mail}
 
-    async def sink(self, tls="", certificate="good", pipelining="yes", keep="yes", auth="no", size="30000000"):
+    async def sink(self, tls="", certificate="good", pipelining="yes", keep="yes", auth="no", size="30000000",
+                   address="127.0.0.1"):
         context = None
         if tls:
             context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             context.load_cert_chain(self.folder / f"{certificate}.pem", self.folder / "key.pem")
         name = f"sink{len(self.named) + 1}"
         sink = SmtpSink(self.folder / name, context, implicit_tls=tls == "tls", pipelining=pipelining == "yes",
-                        keep=keep == "yes", auth=auth == "yes", size=int(size))
+                        keep=keep == "yes", auth=auth == "yes", size=int(size), address=address)
         self.named[name] = sink
         return {"name": name, "port": await sink.start(), "folder": sink.folder}
 

@@ -35,10 +35,11 @@ class Rule:
 
 class SmtpSink:
     def __init__(self, folder, context=None, implicit_tls=False, pipelining=True, keep=True, auth=False,
-                 size=30000000):
+                 size=30000000, address="127.0.0.1"):
         self.folder = pathlib.Path(folder)
         self.context, self.implicit_tls = context, implicit_tls
         self.pipelining, self.keep, self.auth, self.size = pipelining, keep, auth, size
+        self.address = address
         self.rules = []
         self.messages = self.connections = self.open = self.most_open = 0
         self.last = 0.0  # when the last message was taken, on the monotonic clock
@@ -47,7 +48,7 @@ class SmtpSink:
     async def start(self):
         """Returns its port."""
         loop = asyncio.get_running_loop()
-        self.server = await loop.create_server(lambda: _Dialogue(self), "127.0.0.1", 0, backlog=128,
+        self.server = await loop.create_server(lambda: _Dialogue(self), self.address, 0, backlog=128,
                                                ssl=self.context if self.implicit_tls else None)
         return self.server.sockets[0].getsockname()[1]
 
