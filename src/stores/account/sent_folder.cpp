@@ -238,7 +238,10 @@ class SentFolderTransport : public Transport {
                                              oneLine(why)] { notice({line}); });
     }
   }
-  void tryAgain() override { real_->tryAgain(); }
+  void tryAgain() override {
+    real_->tryAgain();
+    sent_.tryAgain();
+  }
   bool searches() const override { return true; }
   bool hasArrived(const OutgoingMessage& message, std::stop_token stop) override {
     const std::string id = messageIdOf(message.bytes);
@@ -315,8 +318,12 @@ void SentFolder::converse(ImapDialogue& dialogue, const std::function<bool()>& o
   const std::stop_callback wake(stop, [&network] { network->wake(); });
   const auto until = network->steadyTime() + limit;
   const auto connection = network->connect(server_, material.signIn, limit, {});
+  bool accepted = false;
   while (!over() && !stop.stop_requested() && network->steadyTime() < until) {
     if (connection->state() == Connection::State::kOpen) {
+      if (!std::exchange(accepted, true)) {
+        secret_.accepted();
+      }
       std::string bytes;
       while (connection->receive(bytes, kReceiveAtOnce) > 0) {
         dialogue.received(bytes);

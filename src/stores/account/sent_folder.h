@@ -42,6 +42,8 @@ class SentFolder {
   /// with its words. Ends early when the connection does.
   void store(const std::function<std::optional<std::string>()>& next,
              const std::function<void(const std::string& refusal)>& ended, std::stop_token stop);
+  /// The user has asked for another try: a password that was refused may be tried again.
+  void tryAgain() { secret_.tryAgain(); }
 
  private:
   void converse(ImapDialogue& dialogue, const std::function<bool()>& over,

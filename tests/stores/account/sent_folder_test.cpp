@@ -200,6 +200,25 @@ TEST_F(SentFolderTest, WhatCannotBeFoundOutCountsAsNotThere) {
   EXPECT_THAT(commands_, IsEmpty());
 }
 
+// From the second change on, a password or token that had expired was replaced only after an hour.
+TEST_F(SentFolderTest, APasswordThatChangesAgainAndAgainIsReplacedEachTime) {
+  std::string right = "secret";
+  network_.serve([&](ServerEnd& end) {
+    if (end.signIn()->secret.bytes() != right) {
+      end.fail({ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "refused", "NO no"});
+    }
+    return answerLines([this](ServerEnd& from, std::string_view line) { answer(from, line); });
+  });
+  SentFolder folder(settings_, world());
+  EXPECT_TRUE(folder.has("<1@id>", {}));
+  for (const char* password : {"second", "third", "fourth"}) {
+    right = password;
+    EXPECT_FALSE(folder.has("<1@id>", {}));
+    writeBytes(temp_.path("imap-password"), right);
+    EXPECT_TRUE(folder.has("<1@id>", {})) << password;
+  }
+}
+
 TEST_F(SentFolderTest, AStopEndsTheSearchAtOnce) {
   hangsAt_ = "LIST";
   std::stop_source stop;
