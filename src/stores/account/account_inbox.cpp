@@ -559,6 +559,7 @@ void AccountInbox::synchronise(std::function<void()> done) {
     return;
   }
   waiting_.push_back(std::move(done));
+  endWanted_ = true;
   synchronising_ = session_->work([](ImapWork& work) { return work.wantRefresh(); });
   (void)waitUntil([] { return true; });  // starts the thread
 }
@@ -573,9 +574,10 @@ void AccountInbox::trace(const ProtocolLine& line) const {
   }
 }
 
-// On the session's thread.
+// On the session's thread. Nobody else is woken: a server that says every two minutes that it is
+// still there would wake the user-interface thread too.
 void AccountInbox::onNews() {
-  if (!posted_.exchange(true)) {
+  if (endWanted_ && !posted_.exchange(true)) {
     world_.events.post([this, alive = std::weak_ptr<char>(alive_)] {
       if (alive.lock()) {
         posted_ = false;
@@ -603,6 +605,7 @@ void AccountInbox::endSynchronisation() {
   if (std::exchange(reported_, failure) != failure && !failure.empty()) {
     report(failure);
   }
+  endWanted_ = false;
   for (const auto& done : std::exchange(waiting_, {})) {
     done();
   }

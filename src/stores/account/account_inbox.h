@@ -97,6 +97,7 @@ class AccountInbox : public Inbox {
   std::vector<std::function<void()>> waiting_;  ///< for the end of the synchronisation
   std::uint64_t synchronising_ = 0;             ///< the refresh that ends it
   std::string reported_;                        ///< the last failure told
+  std::atomic<bool> endWanted_{false};          ///< somebody waits for that end
   std::atomic<bool> posted_{false};
   std::shared_ptr<char> alive_ = std::make_shared<char>();
 };

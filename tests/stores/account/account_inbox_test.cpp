@@ -443,6 +443,18 @@ TEST_F(AccountInboxTest, SynchronisesAndReportsTheEndLater) {
   EXPECT_TRUE(inbox_->alive());
 }
 
+// Each line of an idle server woke two threads.
+TEST_F(AccountInboxTest, WhatAnIdleServerSaysLeavesTheUserInterfaceAsleep) {
+  inbox_->synchronise([] {});
+  serve(12);
+  house_.events.runUntilIdle();
+  house_.network.end(0).say("* OK Still here\r\n");
+  serve(3);
+  house_.network.end(0).say("* 5 EXISTS\r\n");
+  serve(3);
+  EXPECT_EQ(house_.events.waiting(), 0U);
+}
+
 TEST_F(AccountInboxTest, ReportsAFailedSynchronisationOnce) {
   house_.reachable = false;
   int ends = 0;
