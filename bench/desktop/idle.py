@@ -5,18 +5,34 @@ limit is exceeded."""
 
 import pathlib
 import sys
+import tempfile
 
 from gi.repository import GLib
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tests/system/desktop"))
+TESTS = pathlib.Path(__file__).resolve().parents[2] / "tests"
+sys.path[:0] = [str(TESTS / "system/desktop"), str(TESTS / "support/servers")]
 
 # pylint: disable=wrong-import-position
+import client
 from driver import Desktop, Home, wait_for
 from tray_case import Watcher
 
 MAIN = "Relaybird v..."
-# The toolkit keeps threads that have nothing to do for fifteen seconds.
-QUIET_SECONDS = 20
+# The toolkit keeps threads that have nothing to do for fifteen seconds, and what is known about the messages
+# of an account is written a minute after the check.
+QUIET_SECONDS = 75
+
+ACCOUNT = """[mail]
+store=account
+address=me@here.example
+imap_host=localhost
+imap_port={port}
+imap_security=none
+imap_user={user}
+imap_secret=command
+imap_secret_command=/bin/echo secret
+delivery=none
+"""
 
 
 def switches(process):
@@ -57,18 +73,29 @@ def running(_desktop, main):
              otherwise=main.program.describe)
 
 
+def running_hidden(desktop, main):
+    running(desktop, main)
+    hidden(desktop, main)
+
+
+# The limits are for a second. Between two checks the program wakes once a minute, to count it down; the server
+# of the account says every two minutes that it is still there.
 STATES = (
-    ("stopped, on the screen", None, 1),
-    ("stopped, minimised", minimised, 0),
-    ("stopped, in the notification area", hidden, 0),
-    ("running, between two checks", running, 1),
+    ("stopped, on the screen", None, 1, False),
+    ("stopped, minimised", minimised, 0, False),
+    ("stopped, in the notification area", hidden, 0, False),
+    ("running, between two checks", running, 1, False),
+    ("account with IDLE, notification area", running_hidden, 2 / 60, True),
 )
 
 
-def start(desktop, command, prepare):
+def start(desktop, command, prepare, servers):
     home = Home(desktop.new_folder())
     home.write_preferences(mstrFwdToAddress_num=1, mstrFwdToAddress_1="5550100@sms.example.net",
                            mbolFwdUponStart=True)
+    if servers:
+        with home.preference_file.open("a", encoding="utf-8") as file:
+            file.write(ACCOUNT.format(port=servers.places["plain.imap"], user=servers.fresh_user()))
     program = desktop.run([command], home)
     window = program.window(MAIN)
     if prepare:
@@ -88,14 +115,18 @@ def wakes(processes, seconds):
 
 def main():
     command = sys.argv[1]
-    seconds = int(sys.argv[2]) if len(sys.argv) > 2 else 30
+    seconds = int(sys.argv[2]) if len(sys.argv) > 2 else 120
     good = True
-    with Desktop() as desktop, Watcher(desktop):
-        processes = [start(desktop, command, prepare) for _, prepare, _ in STATES]
-        for (state, _, limit), count in zip(STATES, wakes(processes, seconds)):
+    with tempfile.TemporaryDirectory(prefix="relaybird-idle-") as folder, Desktop() as desktop, Watcher(desktop):
+        pathlib.Path(folder).chmod(0o711)
+        servers = client.Servers(pathlib.Path(folder))
+        processes = [start(desktop, command, prepare, servers if account else None)
+                     for _, prepare, _, account in STATES]
+        for (state, _, limit, _), count in zip(STATES, wakes(processes, seconds)):
             good = good and count <= limit
             words = "" if count <= limit else "  EXCEEDED"
-            print(f"wake-ups a second, {state:<36} {count:6.2f}  limit {limit}{words}", flush=True)
+            print(f"wake-ups a second, {state:<36} {count:7.3f}  limit {limit:.3f}{words}", flush=True)
+        servers.close()
     return 0 if good else 1
 
 

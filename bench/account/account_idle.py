@@ -1,0 +1,97 @@
+# SPDX-License-Identifier: MIT
+"""account_idle.py CONSOLE [SECONDS]: how often the program wakes while an account is quiet.
+
+The console forwards from a Dovecot that reports new mail by itself (IDLE), between two checks. Counted is
+each time that one of its threads goes to sleep again (voluntary context switches). It wakes once a minute, to
+count it down, and for each line of the server: this one says every two minutes that it is still there. Exit
+status 1 if the limit is exceeded.
+"""
+
+import pathlib
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parent.parent / "tests/support/servers"))
+import client  # noqa: E402
+
+LIMIT = 2  # a minute
+SECONDS = 120
+# Until then the text about the check has gone, and what is known about the messages is on the disk.
+QUIET = 75
+SETTINGS = """[default]
+mstrFwdToAddress_num=1
+mstrFwdToAddress_1=cell@phone.example
+mbolFwdUponStart=1
+mlngMaxToForward=1000
+[mail]
+store=account
+address=me@here.example
+imap_host=localhost
+imap_port={port}
+imap_security=none
+imap_user={user}
+imap_secret=command
+imap_secret_command=/bin/echo secret
+delivery=none
+"""
+
+
+def switches(process):
+    """How often each of its threads has gone to sleep until now, by number and name."""
+    counts = {}
+    for status in pathlib.Path(f"/proc/{process}/task").glob("*/status"):
+        fields = dict(line.split(":", 1) for line in status.read_text(encoding="ascii").splitlines())
+        counts[f"{fields['Name'].strip()} {status.parent.name}"] = int(fields["voluntary_ctxt_switches"])
+    return counts
+
+
+def measure(servers, folder, command, seconds):
+    user = servers.fresh_user()
+    servers.deliver(user, 1, b"From: Ann <ann@x.example>\nSubject: one\n\nText\n")
+    (folder / "config/rbx").mkdir(parents=True)
+    (folder / "config/rbx/rbx_prefs.ini").write_text(
+        SETTINGS.format(port=servers.places["plain.imap"], user=user), encoding="utf-8")
+    with subprocess.Popen(
+            [command], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+            env={"HOME": str(folder), "XDG_CONFIG_HOME": str(folder / "config"),
+                 "XDG_STATE_HOME": str(folder / "state"), "LC_ALL": "C.UTF-8", "TZ": "UTC",
+                 "PATH": "/usr/bin:/bin"}) as process:
+        try:
+            process.stdin.write(b"answers clear\nanswer Yes\nstart\n")
+            process.stdin.flush()
+            time.sleep(QUIET)
+            before = switches(process.pid)
+            time.sleep(seconds)
+            after = switches(process.pid)
+        finally:
+            process.kill()
+    log = next((folder / "state").rglob("outbox"), None)
+    if log is None:
+        raise AssertionError("the program did not start forwarding")
+    return {thread: count - before.get(thread, 0) for thread, count in after.items()}
+
+
+def main():
+    seconds = int(sys.argv[2]) if len(sys.argv) > 2 else SECONDS
+    with tempfile.TemporaryDirectory(prefix="relaybird-idle-") as name:
+        folder = pathlib.Path(name)
+        folder.chmod(0o711)
+        (folder / "servers").mkdir()
+        servers = client.Servers(folder / "servers")
+        try:
+            counts = measure(servers, folder / "home", sys.argv[1], seconds)
+        finally:
+            servers.close()
+    total = sum(counts.values()) * 60 / seconds
+    for thread, count in counts.items():
+        print(f"  {thread:<30} {count}")
+    words = "" if total <= LIMIT else "  EXCEEDED"
+    print(f"wake-ups a minute, account with IDLE, between two checks {total:6.2f}  limit {LIMIT}{words}", flush=True)
+    return 0 if total <= LIMIT else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
