@@ -195,6 +195,7 @@ Result<void> Journal::change(std::string_view event, const std::string& subject,
   return append(encodeJournalLine({event, subject}), sync);
 }
 
+// Not synced: if the line is lost, the file in new/ tells the same.
 Result<void> Journal::done(const std::string& file) {
   return change(kDone, file, false);
 }
@@ -203,6 +204,8 @@ Result<void> Journal::annul(const std::string& file) {
   return change(kVoid, file, false);
 }
 
+// All in one write: a crash leaves the first lines of it whole, and the check sum finds the one
+// that is cut.
 Result<void> Journal::deliver(const std::vector<std::string>& files) {
   std::string lines;
   for (const std::string& file : files) {
@@ -262,6 +265,7 @@ Result<void> Journal::ended(const std::string& file) {
   return change(kEnded, file, false);
 }
 
+// Not synced: if the line is lost, the read mark in the mailbox tells the same.
 Result<void> Journal::settle(const std::string& entryId) {
   if (!find(entryId)) {
     return {};

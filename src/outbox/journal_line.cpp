@@ -76,6 +76,7 @@ std::optional<std::string> decodeField(std::string_view text) {
 
 }  // namespace
 
+// The sum comes first, so that a line which was cut short cannot have the right one by accident.
 std::string encodeJournalLine(const std::vector<std::string_view>& fields) {
   std::string text;
   for (const std::string_view field : fields) {

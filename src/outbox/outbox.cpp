@@ -48,6 +48,8 @@ Result<std::unique_ptr<Outbox>> Outbox::open(FileSystem& files, const Clock& clo
   return outbox;
 }
 
+// In this order: the folder is locked before the journal is read, since the program that has the
+// lock may be changing both.
 Result<void> Outbox::prepare(const std::string& journal) {
   if (auto made = disk_.make(parentFolder(journal)); !made) {
     return made;
@@ -76,6 +78,8 @@ Result<void> Outbox::prepare(const std::string& journal) {
   return {};
 }
 
+// A failure here ends the opening. Without knowing what was sent, the outbox could only guess, and
+// would lose a forward or send it twice.
 Result<void> Outbox::recover() {
   auto inTmp = disk_.namesInTmp();
   if (!inTmp) {
@@ -94,6 +98,8 @@ Result<void> Outbox::recover() {
   return {};
 }
 
+// The store asks after a failure whether to wait for the disk or to give the message up, so the
+// reason is kept until the next send.
 Result<void> Outbox::send(const std::string& entryId, const std::string& messageId,
                           const Writer& write) {
   WriteAttempt attempt;
@@ -130,6 +136,8 @@ Result<void> Outbox::trySend(const std::string& entryId, const std::string& mess
   if (outcome) {
     return place(name);
   }
+  // A file without an intent is no danger: the next start clears it away. With one it would be
+  // moved into new/ and sent.
   const auto cleared = files_.remove(disk_.pathOf("tmp", name));
   if (cleared || !intended) {
     return outcome;
@@ -143,6 +151,8 @@ bool Outbox::refusedByDisk() const {
   return refusedSize_.has_value();
 }
 
+// Each of the steps can be refused by itself: bytes by a full disk, names by a folder without
+// permission, the journal by another disk.
 Result<void> Outbox::tryDisk() {
   std::uint64_t size = 0;
   {
@@ -199,6 +209,7 @@ std::string Outbox::nextName() {
 
 Result<std::unique_ptr<OutputFile>> Outbox::createTmp(std::string& name) {
   for (int tries = 0;; ++tries) {
+    // The name can be taken only by an accident, which the next number avoids.
     name = nextName();
     auto file = files_.create(disk_.pathOf("tmp", name));
     if (file || file.error().code != EEXIST || tries == 3) {
@@ -241,6 +252,8 @@ Result<void> Outbox::place(const std::string& name) {
   return mayStillGoOut(placed.error());
 }
 
+// A delivery that is behind lists the folder instead, so that this list does not grow without end
+// while no server can be reached.
 void Outbox::noteArrival(const std::string& name) {
   if (arrivalsLost_) {
     return;
@@ -292,6 +305,8 @@ Outbox::Claim::~Claim() {
   outbox_->busy_.erase(name_);
 }
 
+// What is being moved into new/ or is claimed is left out here and reported as an arrival, or tried
+// already. What cannot be inspected has just been removed by somebody.
 Result<std::vector<WaitingMessage>> Outbox::waiting() {
   {
     // Reset first: messages that arrive from here on are reported by takeArrivals, at worst a
@@ -352,6 +367,8 @@ std::optional<std::vector<WaitingMessage>> Outbox::takeArrivals() {
   return std::exchange(arrivals_, {});
 }
 
+// The record of deliveries outlasts the file: it keeps a message from going out again when its file
+// could not be removed.
 std::optional<Outbox::Claim> Outbox::claim(const std::string& name) {
   const std::lock_guard lock(mutex_);
   if (journal_->delivered().contains(name) || !busy_.insert(name).second) {

@@ -32,6 +32,7 @@ Result<void> recoverForwards(FileSystem& files, OutboxFolder& disk, Journal& jou
   std::vector<std::string> sent;
   std::vector<std::string> gone;
   for (const std::string& file : open) {
+    // Complete: the intent was written after the file was synced.
     if (!placed->contains(file) && inTmp.contains(file)) {
       if (auto moved = files.rename(disk.pathOf("tmp", file), disk.pathOf("new", file)); !moved) {
         return moved;

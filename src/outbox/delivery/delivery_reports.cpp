@@ -8,6 +8,8 @@
 
 namespace relaybird {
 
+// Shared with the posted events, which may run after this object has gone: the queue belongs to the
+// program, and a store can be closed while it is full.
 struct DeliveryReports::CallBacks {
   std::function<void(StoreNotice)> notice;
 };
@@ -45,6 +47,7 @@ void DeliveryReports::post(std::vector<std::function<void()>> calls) {
 }
 
 void DeliveryReports::left(const std::string& title, std::size_t taken, std::size_t named) {
+  // The server works again: the next outage is news, even if its reason is the same.
   toldOfAll_.clear();
   {
     const std::lock_guard lock(mutex_);
@@ -56,6 +59,7 @@ void DeliveryReports::left(const std::string& title, std::size_t taken, std::siz
   say("Handed over for delivery" + who + ": \"" + title + "\"");
 }
 
+// The place is named, as what was refused is not sent by anybody else: the user has to look at it.
 void DeliveryReports::refused(const std::string& title, const std::vector<std::string>& recipients,
                               const std::string& words) {
   {
@@ -72,11 +76,13 @@ void DeliveryReports::refused(const std::string& title, const std::vector<std::s
 }
 
 void DeliveryReports::kept(const std::string& title, const Outcome& outcome) {
+  // Servers put numbers of the session into their words, so these differ at every try.
   const std::string& reason = outcome.code.empty() ? outcome.words : outcome.code;
   if (outcome.everything && std::exchange(toldOfAll_, reason) == reason) {
     return;
   }
   const bool unknown = outcome.kind == Outcome::Kind::kUnknown;
+  // A title can be a file name, which anybody may have chosen.
   say((unknown ? "Sent, but no answer came, so it may have arrived; kept for a later try under the "
                  "same Message-ID: \""
                : "Kept for a later try: \"") +

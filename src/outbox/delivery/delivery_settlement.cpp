@@ -111,6 +111,7 @@ void DeliverySettlement::keep(const WaitingMessage& message, const std::string& 
 
 void DeliverySettlement::remove(const MessageUnderWay& one) {
   parts_.retries.drop(one.message.name);
+  // Even if the record fails, this run does not hand the message out again.
   (void)parts_.outbox.delivered({&one.claim});
 }
 
@@ -128,6 +129,8 @@ Result<void> DeliverySettlement::putAside(const MessageUnderWay& one,
   if (isWhole(one, recipients)) {
     return parts_.outbox.refuse(one.claim, linesWithCodes(words));
   }
+  // The transport has the text no more: it is read again for this rare case, rather than kept in
+  // memory for every message.
   auto bytes = readFile(parts_.files, parts_.outbox.pathOf(one.claim), kLargestOutgoing);
   if (!bytes) {
     return bytes.error();

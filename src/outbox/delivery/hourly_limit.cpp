@@ -63,6 +63,8 @@ HourlyLimit::HourlyLimit(FileSystem& files, const Clock& clock, std::string path
 
 HourlyLimit::~HourlyLimit() = default;
 
+// Every address is asked, not only the first that is stopped, so that all that have reached the
+// limit are told at once.
 HourlyLimit::Verdict HourlyLimit::ask(const std::vector<std::string>& recipients) {
   forgetOld();
   Verdict verdict;
@@ -100,6 +102,7 @@ void HourlyLimit::count(const std::vector<std::string>& recipients) {
   }
 }
 
+// The user has seen that mail goes in circles, or that there is much of it, and wants it to go on.
 void HourlyLimit::lift() {
   if (stopped_.empty()) {
     return;
@@ -187,6 +190,8 @@ void HourlyLimit::apply(std::string_view line) {
   }
 }
 
+// A failure is not reported: the limit is a guard against accidents, and mail must not wait for its
+// file. The counts in memory still hold, and the next change writes the file anew.
 void HourlyLimit::note(const std::vector<std::string_view>& fields, bool sync) {
   if (!intact_ || lines_ >= kLinesBeforeRewrite) {
     rewrite();
@@ -208,6 +213,7 @@ void HourlyLimit::note(const std::vector<std::string_view>& fields, bool sync) {
   ++lines_;
 }
 
+// Counts of one minute become one line, so the file stays small however much mail there is.
 void HourlyLimit::rewrite() {
   forgetOld();
   file_.reset();

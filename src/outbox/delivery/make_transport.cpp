@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// The transport is made when the mailbox is opened and outlives connections, so that it remembers
+// what a server has refused. No secret is fetched here: the keyring may ask the user, at a time
+// when there is nothing to send.
 #include "outbox/delivery/make_transport.h"
 
 #include <utility>
@@ -49,6 +52,8 @@ Result<std::shared_ptr<Transport>> makeSmtp(const MailSettings& settings, const 
         world.secrets, world.files, settings.smtp, settings.smtpSecretOwner(),
         appPasswordLengthAt(settings.smtp.server, settings.address)));
   }
+  // Posted, since the protocol is spoken on the delivery's thread and the log belongs to the user
+  // interface's. Lines are cut: a server can make them long.
   setting.trace = [verbose = world.verbose, &events = world.events,
                    notice = world.notice](const ProtocolLine& line) {
     if (verbose && *verbose) {

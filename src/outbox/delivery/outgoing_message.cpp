@@ -92,9 +92,11 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
       head += field->whole;
     }
   }
+  // In place: a copy would double the memory that the largest message takes.
   file.replace(0, file.size() - section.size(), head);
   endLinesWithLf(file);
   message.bytes = std::move(file);
+  // Servers check the sender against the account, and failures are reported to it.
   const auto senders = readWrittenField(from);
   if (!senders || senders->size() != 1) {
     return Error{0, "The message has no sender's address that can be used"};
@@ -136,6 +138,8 @@ Result<std::string> addressedOnlyTo(std::string file, const std::vector<std::str
   return file;
 }
 
+// What strangers write reaches the log through this: without line ends and control characters,
+// which could forge further lines, and not longer than a line may be.
 std::string oneLine(std::string_view text) {
   std::string line;
   std::size_t fits = 0;  // the longest beginning that leaves room for the ellipsis

@@ -52,6 +52,7 @@ std::string wordsOf(const CommandResult& result, const std::string& ending) {
   return printed.empty() ? ending : printed + " (" + ending + ")";
 }
 
+// The output is the only place where the command tells which address it refused.
 Outcome outcomeOfStatus(const CommandResult& result, const std::string& program) {
   if (result.code == 0) {
     return {};
@@ -86,6 +87,7 @@ Outcome outcomeOfStartFailure(const CommandResult& result, const std::string& pr
 
 }  // namespace
 
+// A full path: the search path of an unattended program can differ from the user's.
 Result<std::vector<std::string>> splitCommand(std::string_view command) {
   std::vector<std::string> parts = commandWords(command);
   if (parts.empty()) {
@@ -127,6 +129,8 @@ void SingleTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
   feed.makeDurable();
 }
 
+// The recipients are arguments and "-t" is not used: the command would read addresses out of the
+// header by rules of its own.
 Outcome SendmailTransport::deliver(const OutgoingMessage& message, std::stop_token stop) {
   std::vector<std::string> arguments = command_;
   const Envelope& envelope = message.envelope;

@@ -72,6 +72,7 @@ void SmtpDialogue::receive(std::string_view bytes) {
 
 void SmtpDialogue::handle(const SmtpReply& reply) {
   ++progress_;
+  // Shown as it came, also when it makes no sense: then it is what the user needs to see.
   for (std::size_t i = 0; setting_.trace && i < reply.lines.size(); ++i) {
     const char* mark = i + 1 < reply.lines.size() ? "-" : " ";
     setting_.trace({false, std::to_string(reply.code) + mark + reply.lines[i]});
@@ -79,6 +80,7 @@ void SmtpDialogue::handle(const SmtpReply& reply) {
   if (awaited_.empty()) {
     return handleUnasked(reply);
   }
+  // 421 may come in place of any answer, and means the connection (RFC 5321, 4.2.3).
   const SmtpStep step = awaited_.front();
   if (reply.code == 421 && step != SmtpStep::kQuit) {
     return handleClosing(reply, step);
@@ -123,6 +125,7 @@ void SmtpDialogue::handleHello(const SmtpReply& reply) {
     offer_ = readSmtpOffer(reply);
     pipelining_ = setting_.mayPipeline && offer_.pipelining;
   } else if (reply.permanent() && !oldHello_) {
+    // An old server, which must be spoken to without extensions (RFC 5321, 3.2).
     oldHello_ = true;
     say(SmtpStep::kHello, std::string("HELO ") + kHelloName);
   } else {
@@ -159,6 +162,8 @@ void SmtpDialogue::give(FedMessage message) {
 }
 
 void SmtpDialogue::beginTransaction(const SmtpTransaction& transaction) {
+  // The server still has the sender of a message that came to no end, or it may end when another
+  // MAIL follows a text directly.
   if (needsReset_ || (pipelining_ && begun_)) {
     commands_.push_back({SmtpStep::kReset, "RSET"});
   }
@@ -177,6 +182,7 @@ void SmtpDialogue::noMessage() {
   }
 }
 
+// Not in the middle of something: the goodbye is said when the last answer has come.
 void SmtpDialogue::quit() {
   leaving_ = true;
   if (!greeted_) {
@@ -189,6 +195,7 @@ void SmtpDialogue::pump() {
   if (over_) {
     return;
   }
+  // RFC 2920 lets these go out together: none of them but DATA, the last, changes what comes next.
   while (!commands_.empty() && (pipelining_ || awaited_.empty())) {
     say(commands_.front().step, commands_.front().line);
     commands_.pop_front();
@@ -233,9 +240,12 @@ void SmtpDialogue::endText(SmtpTransaction& transaction) {
                                 : "(the message, " + std::to_string(transaction.size) + " bytes)"});
   }
   say(SmtpStep::kEnd, ".");
+  // Whether the server can have taken the message depends on whether this last byte was sent.
   transaction.endAt = sentInAll_ + output().size();
 }
 
+// With pipelining the recipients and DATA are on their way already: their answers are awaited, and
+// say nothing then.
 void SmtpDialogue::handleSender(const SmtpReply& reply) {
   if (reply.positive()) {
     needsReset_ = true;
@@ -285,6 +295,7 @@ void SmtpDialogue::handleEnd(const SmtpReply& reply) {
   if (transaction.refusal || !transaction.anyAccepted()) {
     return finishFirst();
   }
+  // A server that has taken something is not refusing the account as a whole.
   if (reply.positive()) {
     ++accepted_;
   }

@@ -58,6 +58,8 @@ std::string_view nameOf(SmtpStep step) {
 
 }  // namespace
 
+// What has arrived counts before the end of the connection: many servers answer and hang up at
+// once.
 bool SmtpLine::receive(const SmtpDialogue::Setting& setting, Milliseconds now) {
   const bool opened = !dialogue && connection->state() == Connection::State::kOpen;
   if (opened) {
@@ -79,6 +81,8 @@ bool SmtpLine::receive(const SmtpDialogue::Setting& setting, Milliseconds now) {
   return opened;
 }
 
+// Until the system takes no more. Only then is it asked to tell when there is room again, as it
+// would otherwise end each wait at once.
 void SmtpLine::send(Milliseconds now) {
   if (!dialogue) {
     return;

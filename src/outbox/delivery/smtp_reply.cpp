@@ -22,6 +22,8 @@ struct ReplyLine {
   std::string_view text;
 };
 
+// Strict in what decides the meaning, the digits and the mark that more follows, and lenient in the
+// rest.
 std::optional<ReplyLine> parse(std::string_view line) {
   // Servers may leave out the blank and the text (RFC 5321, 4.2).
   if (line.size() < 3 || !isDigit(line[0]) || !isDigit(line[1]) || !isDigit(line[2]) ||
@@ -83,6 +85,7 @@ std::string SmtpReply::words() const {
   return text;
 }
 
+// The limits keep a server that never ends a line or a reply from filling the memory.
 void SmtpReplyReader::add(std::string_view bytes) {
   while (!bytes.empty() && !nonsense_) {
     const std::size_t end = bytes.find('\n');
@@ -117,6 +120,7 @@ void SmtpReplyReader::readLine(std::string_view line) {
   if (size_ > kLongestReply) {
     return fail("a reply of more than " + std::to_string(kLongestReply) + " bytes");
   }
+  // Servers repeat the enhanced code on each line, or give it on the first one alone.
   if (reply_.lines.empty()) {
     reply_.code = parsed->code;
     reply_.enhanced = enhancedCode(parsed->text, parsed->code);

@@ -87,6 +87,7 @@ Outcome summary(const std::string& server, std::vector<RefusedRecipient> never,
 
 }  // namespace
 
+// The first line is the server's name. Some old servers write "AUTH=" and the like, hence the "=".
 SmtpOffer readSmtpOffer(const SmtpReply& reply) {
   SmtpOffer offer;
   for (std::size_t i = 1; i < reply.lines.size(); ++i) {
@@ -134,10 +135,13 @@ std::optional<std::string> SmtpTransaction::objection(const SmtpOffer& offer,
            " does not take addresses with letters outside of ASCII (it does not offer SMTPUTF8). "
            "Another server for sending may do so";
   }
+  // Not mended here: the forward was made by rules that exclude this, so the file was put here by
+  // another program or has been damaged.
   if (unfit) {
     return "The message has characters or lines that mail must not have (RFC 5321), so servers "
            "would change or split it";
   }
+  // Said before megabytes are sent for nothing; the server would refuse them with the same code.
   if (offer.sizeLimit > 0 && size > offer.sizeLimit) {
     return "5.3.4 " + server + " takes messages of up to " + megabytes(offer.sizeLimit) +
            ", and this one has " + megabytes(size) +

@@ -138,6 +138,7 @@ bool SmtpTransport::Series::work() {
   return !lines_.empty();
 }
 
+// Bytes that wait to be sent, here or in a connection.
 bool SmtpTransport::Series::mayFetch() const {
   std::size_t held = 0;
   for (const SmtpLine& line : lines_) {
@@ -178,6 +179,7 @@ FedMessage SmtpTransport::Series::takeSpare() {
 
 // Further connections are opened once the first one has shown that the server takes mail.
 void SmtpTransport::Series::openLines() {
+  // Not before there is a message: a connection for nothing is a sign-in for nothing.
   if (lines_.empty()) {
     if (fetch()) {
       open();
