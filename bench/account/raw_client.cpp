@@ -6,7 +6,7 @@
 // text alone.
 //
 //   raw_client forward IMAP_PORT SMTP_PORT USER PASSWORD SENDER FOLDER
-//   raw_client send SMTP_PORT FOLDER [lockstep]      sends the files of a folder, without a mailbox
+//   raw_client send SMTP_PORT FOLDER      sends the files of a folder, without a mailbox
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -125,30 +125,20 @@ class SafeFolder {
 // One connection, and one round trip a message: the end of a text goes out with the next envelope.
 class Sender {
  public:
-  Sender(int port, bool lockstep) : line_(port), lockstep_(lockstep) {
+  explicit Sender(int port) : line_(port) {
     expect('2');
     line_.say("EHLO raw.example\r\n");
     expect('2');
   }
   void send(std::string_view message) {
-    if (lockstep_) {
-      for (const char* each : {kMail, kRcpt, kData}) {
-        line_.say(each);
-        expect(each == kData ? '3' : '2');
-      }
-    } else {
-      line_.say(open_ ? std::string(".\r\n") + kMail + kRcpt + kData
-                      : std::string(kMail) + kRcpt + kData);
-      for (int answers = open_ ? 3 : 2; answers > 0; --answers) {
-        expect('2');
-      }
-      expect('3');
+    line_.say(open_ ? std::string(".\r\n") + kMail + kRcpt + kData
+                    : std::string(kMail) + kRcpt + kData);
+    for (int answers = open_ ? 3 : 2; answers > 0; --answers) {
+      expect('2');
     }
+    expect('3');
     line_.say(stuffed(message));
     open_ = true;
-    if (lockstep_) {
-      end();
-    }
   }
   void end() {
     if (open_) {
@@ -186,7 +176,6 @@ class Sender {
   }
 
   Line line_;
-  bool lockstep_;
   bool open_ = false;
 };
 
@@ -250,7 +239,7 @@ void forward(int imapPort, int smtpPort, const std::string& user, const std::str
   });
   imap.say("e UID FETCH " + joined(wanted) + " BODY.PEEK[]\r\nf UID STORE " + joined(wanted) +
            " +FLAGS.SILENT (\\Seen)\r\n");
-  Sender smtp(smtpPort, false);
+  Sender smtp(smtpPort);
   SafeFolder outbox(folder);
   readUntil(imap, "e", [&](const std::string&, const std::string& literal) {
     if (!literal.empty()) {
@@ -263,13 +252,13 @@ void forward(int imapPort, int smtpPort, const std::string& user, const std::str
   readUntil(imap, "f", [](const std::string&, const std::string&) {});
 }
 
-void sendFiles(int port, const std::string& folder, bool lockstep) {
+void sendFiles(int port, const std::string& folder) {
   std::vector<std::filesystem::path> files;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
-  Sender smtp(port, lockstep);
+  Sender smtp(port);
   for (const auto& file : files) {
     std::ifstream in(file, std::ios::binary);
     smtp.send(std::string{std::istreambuf_iterator<char>(in), {}});
@@ -284,8 +273,8 @@ int main(int count, char** words) {
     const std::vector<std::string> given(words + 1, words + count);
     if (given.size() == 7 && given[0] == "forward") {
       forward(std::stoi(given[1]), std::stoi(given[2]), given[3], given[4], given[5], given[6]);
-    } else if (given.size() >= 3 && given[0] == "send") {
-      sendFiles(std::stoi(given[1]), given[2], given.size() > 3);
+    } else if (given.size() == 3 && given[0] == "send") {
+      sendFiles(std::stoi(given[1]), given[2]);
     } else {
       throw std::runtime_error("usage: forward ... | send ...");
     }
