@@ -55,11 +55,6 @@ TEST_F(StoreOpenersTest, TheStoresNameIsReadInAnyCase) {
   EXPECT_EQ(nameIn("[mail]\nstore=Account\n"), "account");
 }
 
-TEST_F(StoreOpenersTest, TheMaildirIsTheStoreWhereNoneIsNamed) {
-  EXPECT_EQ(nameIn(""), "maildir");
-  EXPECT_EQ(nameIn("[mail]\nstore=\n"), "maildir");
-}
-
 Result<std::unique_ptr<MailStore>> openNothing(const StoreSettings&, const StoreWorld&) {
   return Error{0, "opened nothing"};
 }
@@ -89,6 +84,11 @@ TEST_F(StoreOpenersTest, AProgramWithoutAStoreSaysSo) {
 }
 #endif
 #else
+TEST_F(StoreOpenersTest, TheMaildirIsTheStoreWhereNoneIsNamed) {
+  EXPECT_EQ(nameIn(""), "maildir");
+  EXPECT_EQ(nameIn("[mail]\nstore=\n"), "maildir");
+}
+
 TEST_F(StoreOpenersTest, OpensAMaildirWithoutTouchingIt) {
   auto store = open("maildir", "maildir=" + temp.path("Mail") + "\naddress=me@here.example\n");
   ASSERT_TRUE(store) << store.error().text;
