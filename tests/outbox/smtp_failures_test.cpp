@@ -193,7 +193,7 @@ TEST(SmtpTransport, EveryWaitHasItsLimit) {
   };
   for (const Row& row : {Row{"EHLO", kSmtpEnvelopeLimit}, Row{"MAIL", kSmtpEnvelopeLimit},
                          Row{"RCPT", kSmtpEnvelopeLimit}, Row{"DATA", kSmtpDataLimit},
-                         Row{"END", kSmtpEndLimit}, Row{"QUIT", kSmtpQuitLimit}}) {
+                         Row{"END", kSmtpEndLimit}, Row{"QUIT", kSmtpLinger + kSmtpQuitLimit}}) {
     SCOPED_TRACE(row.verb);
     SmtpWorld world(false);
     world.server.fault = [&](const SmtpMoment& moment) -> std::optional<SmtpFault> {

@@ -254,5 +254,60 @@ TEST(SmtpTransport, TheTraceShowsTheProtocolAndNotTheMessage) {
   }
 }
 
+// There is a message more each time that a series rests.
+struct LaterMessages : FewMessages {
+  Rest rest() override {
+    most += most < 4 ? 1 : 0;
+    return given < most ? Rest::kAskAgain : Rest::kWait;
+  }
+};
+
+TEST(SmtpTransport, MessagesThatComeSoonAfterOthersNeedNoConnectionOfTheirOwn) {
+  for (const bool pipelining : {true, false}) {
+    SmtpWorld world(pipelining);
+    LaterMessages feed;
+    const auto begin = world.network.steadyTime();
+    world.transport->deliverAll(feed, {});
+    EXPECT_THAT(feed.told, SizeIs(4));
+    EXPECT_EQ(world.network.connections(), 1u);
+    EXPECT_EQ(world.server.commands.back(), "QUIT");
+    EXPECT_EQ(world.network.steadyTime() - begin, kSmtpLinger);
+  }
+}
+
+TEST(SmtpTransport, AConnectionOnWhichNothingWasTakenIsNotKept) {
+  SmtpWorld world;
+  world.server.fault = [](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+    return moment.verb == "END" ? std::optional(SmtpFault{.reply = "550 no"}) : std::nullopt;
+  };
+  LaterMessages feed;
+  const auto begin = world.network.steadyTime();
+  world.transport->deliverAll(feed, {});
+  EXPECT_LT(world.network.steadyTime() - begin, kSmtpLinger);
+}
+
+TEST(SmtpTransport, AMessageThatComesWhileTheConnectionRestsLeavesAtOnce) {
+  SmtpWorld world;
+  bool firstDone = false;
+  bool secondDone = false;
+  std::size_t taken = 0;
+  world.network.after(std::chrono::seconds{1}, [&] {
+    world.events.runUntilIdle();
+    EXPECT_TRUE(firstDone) << "nobody waits for a connection that rests";
+    world.send(2);
+    world.worker->flush([&] { secondDone = true; });
+  });
+  world.network.after(std::chrono::milliseconds{1100}, [&] {
+    world.events.runUntilIdle();
+    EXPECT_TRUE(secondDone);
+    taken = world.server.taken.size();
+    EXPECT_EQ(world.waiting(), 0u);
+  });
+  world.send(1);
+  world.worker->flush([&] { firstDone = true; });
+  EXPECT_EQ(taken, 2u);
+  EXPECT_EQ(world.network.connections(), 1u);
+}
+
 }  // namespace
 }  // namespace relaybird

@@ -26,12 +26,13 @@ bool hasLeft(const Outcome& outcome) {
 }  // namespace
 
 DeliverySeries::DeliverySeries(DeliveryParts parts, Transport& transport, std::stop_token stop,
-                               std::vector<WaitingMessage> waiting)
+                               std::vector<WaitingMessage> waiting, std::function<Rest()> rest)
     : parts_(parts),
       settlement_(parts),
       transport_(transport),
       stop_(std::move(stop)),
-      known_(std::move(waiting)) {
+      known_(std::move(waiting)),
+      rest_(std::move(rest)) {
   countDue(0);
 }
 
@@ -75,6 +76,12 @@ void DeliverySeries::putBack(std::uint64_t number) {
   end(found->second);
   again_.insert(found->second.place);
   underWay_.erase(found);
+}
+
+// Messages that were kept are for another series, which goes over all of them again.
+MessageFeed::Rest DeliverySeries::rest() {
+  const bool mayRest = !parts_.retries.seriesEnded() && parts_.retries.count() == 0;
+  return mayRest ? rest_() : Rest::kEnd;
 }
 
 bool DeliverySeries::moreArrived() {

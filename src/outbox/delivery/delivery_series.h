@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -22,8 +23,9 @@ class DeliverySeries : public MessageFeed {
  public:
   /// `waiting` is tried in its order. What the parts refer to and the transport must outlive this
   /// object.
+  /// `rest` decides what rest() says while the series could go on.
   DeliverySeries(DeliveryParts parts, Transport& transport, std::stop_token stop,
-                 std::vector<WaitingMessage> waiting);
+                 std::vector<WaitingMessage> waiting, std::function<Rest()> rest);
   ~DeliverySeries() override;
   DeliverySeries(const DeliverySeries&) = delete;
   DeliverySeries& operator=(const DeliverySeries&) = delete;
@@ -32,6 +34,7 @@ class DeliverySeries : public MessageFeed {
   void report(std::vector<Verdict> verdicts) override;
   void makeDurable() override;
   void putBack(std::uint64_t number) override;
+  Rest rest() override;
   std::size_t waiting() const override { return due_ + again_.size(); }
 
   /// What stays in the outbox, once the transport has returned.
@@ -55,6 +58,7 @@ class DeliverySeries : public MessageFeed {
   Transport& transport_;
   std::stop_token stop_;
   std::vector<WaitingMessage> known_;
+  std::function<Rest()> rest_;
   std::size_t next_ = 0;         ///< in known_
   std::size_t due_ = 0;          ///< from next_ on, not held back when they were counted
   std::set<std::size_t> again_;  ///< places in known_ that were put back

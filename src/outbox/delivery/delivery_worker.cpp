@@ -62,6 +62,7 @@ void DeliveryWorker::begin(std::function<void()> done, bool afresh) {
     afreshWanted_ = afreshWanted_ || afresh;
     // A run that is under way takes the request as its next round.
     if (std::exchange(working_, true)) {
+      setting_.transport->wake();
       return;
     }
   }
@@ -74,29 +75,50 @@ std::optional<DateTime> DeliveryWorker::nextAttempt() const {
 }
 
 void DeliveryWorker::work() {
-  std::vector<std::function<void()>> waiters;
-  while (nextTask(waiters)) {
+  while (nextTask()) {
     if (std::exchange(afresh_, false)) {
       startAfresh();
     }
     deliverWaiting();
     publish();
     // After publish(), so that those who are called see the new counts.
-    reports_.post(std::exchange(waiters, {}));
+    reports_.post(std::exchange(served_, {}));
   }
 }
 
-bool DeliveryWorker::nextTask(std::vector<std::function<void()>>& waiters) {
+bool DeliveryWorker::nextTask() {
   const std::lock_guard lock(mutex_);
   if (wanted_ && !stop_.stop_requested()) {
     wanted_ = false;
     afresh_ = std::exchange(afreshWanted_, false);
-    waiters = std::exchange(waiters_, {});
+    served_ = std::exchange(waiters_, {});
     return true;
   }
   working_ = false;
   idle_.notify_all();  // under the lock: the object may be destroyed once it is released
   return false;
+}
+
+// The series has tried everything that it knows. Those who asked for that before it looked for
+// messages the last time have what they asked for. It takes over who has asked since then, and
+// looks once more.
+MessageFeed::Rest DeliveryWorker::rest() {
+  const auto waits = [](const std::function<void()>& done) { return static_cast<bool>(done); };
+  if (std::any_of(served_.begin(), served_.end(), waits)) {
+    finishDeliveries();
+    publish();
+    reports_.post(std::exchange(served_, {}));
+  }
+  served_.clear();
+  const std::lock_guard lock(mutex_);
+  if (afreshWanted_ || stop_.stop_requested() || !listedLately()) {
+    return MessageFeed::Rest::kEnd;
+  }
+  if (!std::exchange(wanted_, false)) {
+    return MessageFeed::Rest::kWait;
+  }
+  served_ = std::exchange(waiters_, {});
+  return MessageFeed::Rest::kAskAgain;
 }
 
 // Also reads the folder again: the user may just have put a message back.
@@ -118,21 +140,30 @@ void DeliveryWorker::deliverWaiting() {
   if (!retries_.seriesEnded()) {
     const DeliveryParts parts{setting_.files, setting_.clock, setting_.outbox,
                               retries_,       limit_,         reports_};
-    DeliverySeries series(parts, *setting_.transport, stop_.get_token(), std::move(known_));
+    DeliverySeries series(parts, *setting_.transport, stop_.get_token(), std::move(known_),
+                          [this] { return rest(); });
     setting_.transport->deliverAll(series, stop_.get_token());
     known_ = series.whatIsLeft();
   }
+  finishDeliveries();
+}
+
+void DeliveryWorker::finishDeliveries() {
   if (auto finished = setting_.outbox.finishDeliveries(); !finished) {
     reports_.say("The outbox could not be brought up to date: " + finished.error().text);
   }
 }
 
+bool DeliveryWorker::listedLately() const {
+  const DateTime now = setting_.clock.now();
+  // A clock that was set back does not make the last reading recent.
+  return listed_ <= now && now < listed_ + kListAgain;
+}
+
 void DeliveryWorker::collect() {
   auto arrivals = setting_.outbox.takeArrivals();
   const DateTime now = setting_.clock.now();
-  // A clock that was set back does not make the last reading recent.
-  const bool recent = listed_ <= now && now < listed_ + kListAgain;
-  if (arrivals && recent) {
+  if (arrivals && listedLately()) {
     std::move(arrivals->begin(), arrivals->end(), std::back_inserter(known_));
     return;
   }

@@ -80,7 +80,10 @@ class DeliveryWorker {
  private:
   void begin(std::function<void()> done, bool afresh);
   void work();
-  bool nextTask(std::vector<std::function<void()>>& waiters);
+  bool nextTask();
+  MessageFeed::Rest rest();
+  void finishDeliveries();
+  bool listedLately() const;
   void startAfresh();
   void deliverWaiting();
   void collect();
@@ -90,7 +93,8 @@ class DeliveryWorker {
   std::stop_source stop_;
 
   // Used by the executor's thread only, but for the counts in the reports.
-  std::vector<WaitingMessage> known_;  ///< what waits, oldest first
+  std::vector<std::function<void()>> served_;  ///< for those who wait for the series under way
+  std::vector<WaitingMessage> known_;          ///< what waits, oldest first
   DeliveryRetries retries_;
   HourlyLimit limit_;
   DeliveryReports reports_;

@@ -59,6 +59,7 @@ class SmtpTransport::Series {
         stop_(std::move(stop)),
         network_(transport.setting_.network()) {}
   void run();
+  Network& network() { return *network_; }
 
  private:
   bool work();
@@ -74,6 +75,7 @@ class SmtpTransport::Series {
   void settleTrouble(SmtpLine& line);
   void putBack(const std::vector<std::uint64_t>& unsent);
   void giveMessages();
+  bool stays(const SmtpLine& line);
   void send();
   void wait();
   void expire();
@@ -88,7 +90,10 @@ class SmtpTransport::Series {
   std::stop_token stop_;
   std::unique_ptr<Network> network_;
   std::list<SmtpLine> lines_;
-  std::deque<FedMessage> spare_;  // fetched, and for the first connections that want one
+  std::deque<FedMessage> spare_;     // fetched, and for the first connections that want one
+  std::optional<Milliseconds> dry_;  // since when there has been no message to send
+  bool gave_ = false;                // a message was given in this round
+  bool askAgain_ = false;            // without a wait before the next round
   std::optional<SignIn> signIn_;
   int secret_ = 0;  // counts those that were refused
   bool triedAnotherSecret_ = false;
@@ -97,7 +102,21 @@ class SmtpTransport::Series {
 void SmtpTransport::deliverAll(MessageFeed& feed, std::stop_token stop) {
   // What a server refused in an earlier series it may permit now, so each series tries one more.
   mostConnections_ = std::min(mostConnections_ + 1, kSmtpMostConnections);
-  Series(*this, feed, std::move(stop)).run();
+  Series series(*this, feed, std::move(stop));
+  const auto serve = [this](Network* network) {
+    const std::lock_guard lock(mutex_);
+    serving_ = network;
+  };
+  serve(&series.network());
+  series.run();
+  serve(nullptr);
+}
+
+void SmtpTransport::wake() {
+  const std::lock_guard lock(mutex_);
+  if (serving_ != nullptr) {
+    serving_->wake();
+  }
 }
 
 void SmtpTransport::tryAgain() {
@@ -155,6 +174,7 @@ bool SmtpTransport::Series::fetch() {
   if (spare_.empty() && mayFetch()) {
     if (auto fed = feed_.next()) {
       spare_.push_back(std::move(*fed));
+      dry_.reset();
     }
   }
   return !spare_.empty();
@@ -168,6 +188,7 @@ void SmtpTransport::Series::fetchAhead() {
       return;
     }
     spare_.push_back(std::move(*fed));
+    dry_.reset();
   }
 }
 
@@ -343,21 +364,40 @@ bool SmtpTransport::Series::anyUnderWay() const {
 }
 
 void SmtpTransport::Series::giveMessages() {
+  gave_ = false;
   for (SmtpLine& line : lines_) {
     while (line.dialogue && line.dialogue->wantsMessage()) {
       if (fetch()) {
         line.dialogue->give(takeSpare());
+        gave_ = true;
       } else if (!line.dialogue->idle()) {
         line.dialogue->noMessage();
       } else {
         // Verdicts that are awaited may bring messages back, or let others leave.
-        if (!anyUnderWay()) {
+        if (!anyUnderWay() && !stays(line)) {
           line.dialogue->quit();
         }
         break;
       }
     }
   }
+}
+
+// Whether the connection, which has nothing to do, is kept for messages that may come. One that has
+// taken nothing is not: its server may have reasons.
+bool SmtpTransport::Series::stays(const SmtpLine& line) {
+  if (line.dialogue->accepted() == 0) {
+    return false;
+  }
+  // One that was given and had its verdict at once is not reported yet.
+  const auto rest = gave_ ? MessageFeed::Rest::kAskAgain : feed_.rest();
+  if (rest == MessageFeed::Rest::kAskAgain) {
+    askAgain_ = true;
+    return true;
+  }
+  const Milliseconds now = network_->steadyTime();
+  dry_ = dry_.value_or(now);
+  return rest == MessageFeed::Rest::kWait && now - *dry_ < kSmtpLinger;
 }
 
 void SmtpTransport::Series::send() {
@@ -369,7 +409,10 @@ void SmtpTransport::Series::send() {
 void SmtpTransport::Series::wait() {
   const Milliseconds now = network_->steadyTime();
   Milliseconds limit = kSmtpEndLimit;
-  bool ready = false;
+  bool ready = std::exchange(askAgain_, false);
+  if (dry_ && now < *dry_ + kSmtpLinger) {
+    limit = std::min(limit, *dry_ + kSmtpLinger - now);
+  }
   for (const SmtpLine& line : lines_) {
     limit = std::min(limit, line.timeLeft(now));
     // Its text is in the buffer: the next round gives it a message to go on with, or ends the text.

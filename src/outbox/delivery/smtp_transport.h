@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -23,6 +24,10 @@ namespace relaybird {
 /// For an answer that is due when the program ends: without it the message may go out twice. Many
 /// providers examine a message for some seconds before they answer.
 inline constexpr std::chrono::seconds kSmtpStopLimit{5};
+
+/// How long a connection is kept for messages that may still come: a pass over the inbox may take
+/// longer for a message than the server, and each connection costs a sign-in.
+inline constexpr std::chrono::seconds kSmtpLinger{3};
 
 inline constexpr int kSmtpMostConnections = 3;
 
@@ -49,6 +54,7 @@ class SmtpTransport : public Transport {
   explicit SmtpTransport(Setting setting) : setting_(std::move(setting)) {}
 
   void deliverAll(MessageFeed& feed, std::stop_token stop) override;
+  void wake() override;
   void tryAgain() override;
 
  private:
@@ -59,6 +65,9 @@ class SmtpTransport : public Transport {
   /// Cleared when an answer got lost. A server that breaks down at commands which come together
   /// would otherwise take the same message at every try.
   bool mayPipeline_ = true;
+
+  std::mutex mutex_;            ///< for the next one
+  Network* serving_ = nullptr;  ///< of the series under way
 };
 
 }  // namespace relaybird

@@ -93,6 +93,11 @@ class MessageFeed {
   /// The message was not sent, because the connection that it was meant for had ended: next() hands
   /// it out again, under another number.
   virtual void putBack(std::uint64_t number) = 0;
+  enum class Rest { kEnd, kAskAgain, kWait };
+  /// Asked when next() has nothing and all that it handed out is reported: whether to end, to ask
+  /// next() again, or to keep the connections for a while, since more messages will probably come.
+  /// Transport::wake() tells of them.
+  virtual Rest rest() { return Rest::kEnd; }
   /// About how many messages next() has not handed out yet.
   virtual std::size_t waiting() const = 0;
 };
@@ -103,6 +108,8 @@ class Transport {
   /// Hands over messages until the feed has none and all are reported. Blocks; ends soon after
   /// `stop` was requested. Never throws. Called on the delivery's own thread.
   virtual void deliverAll(MessageFeed& feed, std::stop_token stop) = 0;
+  /// A series that waits for more messages shall ask for them. Called on any thread.
+  virtual void wake() {}
   /// The user wants that all is tried again, also what a server has refused. Called on the same
   /// thread, before a series.
   virtual void tryAgain() {}

@@ -238,6 +238,7 @@ class SentFolderTransport : public Transport {
                                              oneLine(why)] { notice({line}); });
     }
   }
+  void wake() override { real_->wake(); }
   void tryAgain() override {
     real_->tryAgain();
     sent_.tryAgain();

@@ -232,7 +232,9 @@ TEST_F(SentFolderTest, TheTransportAsksForTheIdentifierOfTheMessage) {
   struct Plain : Transport {
     void deliverAll(MessageFeed&, std::stop_token) override { ++series; }
     void tryAgain() override { ++tries; }
+    void wake() override { ++wakes; }
     int series = 0;
+    int wakes = 0;
     int tries = 0;
   };
   const auto plain = std::make_shared<Plain>();
@@ -242,6 +244,8 @@ TEST_F(SentFolderTest, TheTransportAsksForTheIdentifierOfTheMessage) {
   EXPECT_FALSE(transport->hasArrived({{}, "s", "Subject: s\n\nMessage-ID: <1@id>\n"}, {}));
   transport->tryAgain();
   EXPECT_EQ(plain->tries, 1);
+  transport->wake();
+  EXPECT_EQ(plain->wakes, 1);
   EXPECT_EQ(withSentFolder(nullptr, settings_, world()), nullptr);
 }
 
