@@ -209,8 +209,8 @@ Result<void> OutboxFolder::moveToFailed(const std::string& name, const std::stri
   }
   // The new name is synced first, so that a power cut leaves the file with two names rather than
   // with none. If the old name comes back, the message is refused once more.
-  if (files_.syncFolder(path_ + "/failed")) {
-    (void)files_.syncFolder(path_ + "/new");
+  if (files_.syncFolder(joinPath(path_, "failed"))) {
+    (void)files_.syncFolder(joinPath(path_, "new"));
   }
   return {};
 }
@@ -224,7 +224,7 @@ Result<void> OutboxFolder::putCopyIntoFailed(const std::string& name, const std:
     (void)files_.remove(pathOf("tmp", name));
     return moved;
   }
-  return files_.syncFolder(path_ + "/failed");
+  return files_.syncFolder(joinPath(path_, "failed"));
 }
 
 Result<void> OutboxFolder::tryFile(OutputFile& file, std::uint64_t size) {
