@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "mail/mail_in_words.h"
 #include "mail/providers.h"
 #include "mail/sign_in_source.h"
 #include "outbox/delivery/smtp_reply.h"
@@ -141,6 +142,7 @@ class AccountTest {
 
   // Both folders have to be there; tmp/ does not, because mail is only read here.
   bool maildir() const {
+    const std::string shown = shownPath(settings_.maildir, world_.home);
     std::size_t messages = 0;
     for (const char* part : {"new", "cur"}) {
       const std::string folder = joinPath(settings_.maildir, part);
@@ -148,14 +150,13 @@ class AccountTest {
       const auto found =
           there ? world_.files.list(folder) : Result<std::vector<FolderEntry>>(there.error());
       if (!found) {
-        return problem(
-            settings_.maildir + " is not a Maildir that can be read: " + found.error().text,
-            "Choose a folder that has the folders new and cur.");
+        return problem(shown + " is not a Maildir that can be read: " + found.error().text,
+                       "Choose a folder that has the folders new and cur.");
       }
       messages += found->size();
     }
-    say(Kind::kGood, "The Maildir " + settings_.maildir + " was opened; it has " +
-                         counted(messages, "message") + ".");
+    say(Kind::kGood,
+        "The Maildir " + shown + " was opened; it has " + counted(messages, "message") + ".");
     return true;
   }
 
@@ -190,12 +191,13 @@ class AccountTest {
     const std::string program = settings_.sendmail.substr(0, settings_.sendmail.find(' '));
     const auto resolved = world_.files.resolve(program);
     const auto found = world_.files.inspect(resolved ? *resolved : program);
+    const std::string shown = shownPath(program, world_.home);
     if (!found || found->type != FileType::kRegular) {
-      return problem("The command " + program + " does not exist.",
+      return problem("The command " + shown + " does not exist.",
                      "Choose another command, by its full path.");
     }
     say(Kind::kGood,
-        "The command " + program + " exists. Whether it delivers, a test message shows.");
+        "The command " + shown + " exists. Whether it delivers, a test message shows.");
     return true;
   }
 

@@ -19,7 +19,8 @@ struct AccountTestWorld {
   FileSystem& files;
   SecretWorld secrets;
   NetworkMaker network;
-  std::string version;  ///< of the program, which some providers ask for: "1.2.3"
+  std::string version;    ///< of the program, which some providers ask for: "1.2.3"
+  std::string home = {};  ///< the user's home folder: paths in it are shown short
 };
 
 /// Returns whether all is well; `line` gets a line for each step. May take minutes, so it is not

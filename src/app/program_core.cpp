@@ -24,8 +24,9 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
       notice_(std::move(notice)),
       keepAlive_(std::move(keepAlive)) {
   setup_ = std::make_unique<ProgramMailSetup>(
-      AccountTestWorld{files, secretWorld(), platform.network, identity_.versionText}, events_,
-      platform.user, [this] { return reopen(); }, [this] { return slot_.why(); });
+      AccountTestWorld{files, secretWorld(), platform.network, identity_.versionText,
+                       platform.user.homeFolder},
+      events_, platform.user, [this] { return reopen(); }, [this] { return slot_.why(); });
 }
 
 std::string ProgramCore::stateFile(const std::string& name) const {

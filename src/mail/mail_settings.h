@@ -78,6 +78,12 @@ struct MailSettings {
   }
 };
 
+/// A path as the user writes it: "~", or one that is relative to the home folder, without closing
+/// separators. Empty stays empty.
+std::string absolutePath(std::string_view text, const std::string& home);
+/// A command as the user writes it; "~/" at its beginning is the home folder.
+std::string expandedCommand(std::string_view text, const std::string& home);
+
 /// The port that such servers have by default (RFC 8314).
 std::uint16_t usualPort(MailProtocol protocol, Security security);
 
@@ -108,9 +114,6 @@ MailSettingsRead readMailSettings(const ProfileReader& file, const LocalIdentity
 
 /// Whether the section names a mailbox or a way out at all; if not, nobody has set up mail yet.
 bool namesMailbox(const ProfileReader& file);
-
-/// The errors of settings that are put together elsewhere; empty if a mailbox can be opened.
-std::vector<std::string> mailSettingsErrors(const MailSettings& settings);
 
 /// Sets the keys whose values differ from those in `before`, the file as it is; other lines keep
 /// their spelling, and a default is not written where the key is absent. A path or command may

@@ -37,6 +37,8 @@ bool matches(std::string_view pattern, std::string_view domain) {
   return domain.size() >= pattern.size() && domain.ends_with(pattern.substr(1));
 }
 
+// The table has the domains of a row in one text, which is easy to edit. A look-up for each typed
+// letter is fast enough over it.
 bool lists(std::string_view domains, std::string_view domain) {
   while (!domains.empty()) {
     const std::size_t end = std::min(domains.find(' '), domains.size());
@@ -48,11 +50,14 @@ bool lists(std::string_view domains, std::string_view domain) {
   return false;
 }
 
+// Some servers know only the part before the @, and others only the whole. A wrong form looks like
+// a wrong password to the user, so the list has it for each server.
 std::string userName(UserNameForm form, std::string_view address) {
   return std::string(form == UserNameForm::kAddress ? address
                                                     : address.substr(0, address.rfind('@')));
 }
 
+// No certificate file: a provider in the list has a certificate that every computer trusts.
 MailServer serverOf(const ProviderServer& server, MailProtocol protocol) {
   return {protocol, std::string(server.host), server.port, server.security, {}};
 }
@@ -70,8 +75,9 @@ std::string dateInWords(std::string_view date) {
   return std::string(kMonths[month % kMonths.size()]) + " " + std::string(date.substr(0, 4));
 }
 
-std::string atPage(std::string_view page) {
-  return page.empty() ? "." : ": " + std::string(page);
+// A remark that has a page ends with a colon: the page is shown behind it.
+std::string endBeforePage(std::string_view page) {
+  return page.empty() ? "." : ":";
 }
 
 // How the sign-in works, for those providers where the account's password is not enough.
@@ -86,15 +92,15 @@ void addSignIn(const MailProvider& provider, std::vector<std::string>& remarks) 
           "provider send your mail on to a mailbox elsewhere.");
       return;
     case ProviderSignIn::kAppPassword:
-      remarks.push_back(name + " needs an app password, not the account's own. Make one" +
-                        (provider.note.page.empty() ? " in the account's security settings."
-                                                    : " at " + std::string(provider.note.page)));
+      remarks.push_back(
+          name + " needs an app password, not the account's own. Make one " +
+          (provider.note.page.empty() ? "in the account's security settings." : "here:"));
       return;
     case ProviderSignIn::kBridge:
       remarks.push_back(name +
                         " can be read only through the provider's own program on this "
                         "computer" +
-                        atPage(provider.note.page));
+                        endBeforePage(provider.note.page));
       return;
     case ProviderSignIn::kPassword:
       break;
@@ -103,12 +109,13 @@ void addSignIn(const MailProvider& provider, std::vector<std::string>& remarks) 
     remarks.push_back(
         "With two-step sign-in switched on, an app password is needed instead of the account's "
         "own" +
-        atPage(provider.note.page));
+        endBeforePage(provider.note.page));
   } else if (!provider.note.page.empty()) {
-    remarks.push_back("About the password for mail programs: " + std::string(provider.note.page));
+    remarks.emplace_back("About the password for mail programs:");
   }
 }
 
+// After the sign-in, because these stop fewer people.
 void addTraits(const MailProvider& provider, std::vector<std::string>& remarks) {
   if ((provider.traits & kImapOff) != 0) {
     remarks.emplace_back("Switch IMAP on first, in the settings of the provider's web site.");
@@ -129,6 +136,7 @@ void addTraits(const MailProvider& provider, std::vector<std::string>& remarks) 
   }
 }
 
+// No servers at all, so that nobody tries a password at a server that has no use for it.
 Proposal unusable(const UnusableProvider& provider) {
   Proposal result;
   result.kind = Proposal::Kind::kNoImap;
@@ -139,6 +147,8 @@ Proposal unusable(const UnusableProvider& provider) {
   return result;
 }
 
+// These two names are right for many small providers. Nothing is asked to find out whether they
+// are: a look-up would tell others which domain is being set up.
 Proposal guess(std::string_view address, const std::string& domain) {
   Proposal result;
   result.kind = Proposal::Kind::kGuess;
@@ -147,13 +157,16 @@ Proposal guess(std::string_view address, const std::string& domain) {
   result.imapUser = std::string(address);
   result.smtpUser = std::string(address);
   result.remarks.push_back("The provider of " + domain +
-                           " is not in the list. Its web site names the servers; a guess is " +
+                           " is not in the built-in list. If you know who it is, choose it here. "
+                           "If not, enter the servers that its web site or your administrator "
+                           "names. The usual names are " +
                            result.imap.host + " and " + result.smtp.host + ".");
   return result;
 }
 
 }  // namespace
 
+// The remarks about the sign-in come first: the dialog shows the first one above all others.
 Proposal proposalFrom(const MailProvider& provider, std::string_view address) {
   const std::string_view whole = trimmed(address);
   Proposal result;
@@ -191,6 +204,7 @@ Proposal proposalFor(std::string_view address) {
   return guess(trimmed(address), domain);
 }
 
+// A password for the user's own server may have blanks that belong to it.
 std::size_t appPasswordLengthAt(const MailServer& server, std::string_view address) {
   const Proposal known = proposalFor(address);
   const MailServer& own = server.protocol == MailProtocol::kImap ? known.imap : known.smtp;

@@ -92,6 +92,7 @@ struct Proposal {
   std::string imapUser;
   std::string smtpUser;
   ProviderSignIn signIn = ProviderSignIn::kPassword;
+  /// Continues the first remark, which then ends with a colon or speaks of it.
   std::string page;
   /// The length of its app passwords, where it shows them with blanks that do not belong to them;
   /// else 0.

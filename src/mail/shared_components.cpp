@@ -21,6 +21,8 @@ std::shared_ptr<AutomationObject> ObjectRegistry::CreateObject(std::string_view 
   return found->second();
 }
 
+// A safe item without an item is a mistake of the caller, which automation reports as an error
+// of the operation that was tried.
 MailItem& PassThroughSafeItem::wrapped(std::string_view operation) const {
   if (!item_) {
     throw MailStoreError(std::string(operation) + ": the Item property is not set");
@@ -28,6 +30,8 @@ MailItem& PassThroughSafeItem::wrapped(std::string_view operation) const {
   return *item_;
 }
 
+// The safe items exist because some mail applications put a question before each access to
+// addresses and texts. Our stores ask nothing, so every operation is handed on.
 std::string PassThroughSafeItem::EntryID() {
   return wrapped("SafeItem.EntryID").EntryID();
 }
@@ -100,6 +104,8 @@ std::shared_ptr<MailItem> PassThroughSafeItem::GetAssociatedTask() {
   return wrapped("SafeItem.GetAssociatedTask").GetAssociatedTask();
 }
 
+// The engine adds a key only after it has asked for it. The error of a second one is that of the
+// component whose place this class takes, so that nobody relies on overwriting.
 bool TextDictionary::Exists(const std::string& key) const {
   return items_.count(key) != 0;
 }
@@ -114,6 +120,7 @@ std::int32_t TextDictionary::Count() const {
   return static_cast<std::int32_t>(items_.size());
 }
 
+// One class serves all three kinds: what differs between them is decided by the item inside.
 void addSharedComponents(ObjectRegistry& registry) {
   const auto addSafe = [&registry](std::string_view progId, const char* className) {
     registry.add(progId, [className] { return std::make_shared<PassThroughSafeItem>(className); });
@@ -124,12 +131,14 @@ void addSharedComponents(ObjectRegistry& registry) {
   registry.add(prog_id::kDictionary, [] { return std::make_shared<TextDictionary>(); });
 }
 
+// The only filter that a store has to know. Clients write it with and without blanks.
 bool isUnreadFilter(std::string_view filter) {
   std::string given = asciiLower(filter);
   given.erase(std::remove(given.begin(), given.end(), ' '), given.end());
   return given == asciiLower(kUnreadFilter);
 }
 
+// Collections count from 1, as automation does. An index of 0 must not become the last item.
 void requireIndex(std::int32_t index, std::int32_t count) {
   if (index >= 1 && index <= count) {
     return;

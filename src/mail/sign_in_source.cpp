@@ -29,10 +29,14 @@ constexpr minutes kTokenMargin{2};
 // A token whose lifetime nobody tells. Services give an hour as a rule; its command is asked at
 // nearly each sign-in, and keeps the token itself.
 constexpr minutes kUnknownLifetime{5};
+// Few enough tries a day not to lock an account; a password that was corrected is found the same
+// day.
 constexpr hours kQuiet{1};
 // The same, where the user asks.
 constexpr seconds kUsersQuiet{30};
+// A token of a large provider has some 2,500 characters; a file that fills this is something else.
 constexpr std::size_t kCredentialLimit = 16384;
+// A command may print a whole help text when it fails, and the log has one line for it.
 constexpr std::size_t kWordsLimit = 200;
 
 constexpr std::string_view kAlternatives =
@@ -70,6 +74,8 @@ std::string wordsOf(std::string text, const Secret& secret) {
   return std::string(firstCharacters(std::string_view(text).substr(begin), kWordsLimit));
 }
 
+// In words that lead to the cause: a status is the command's own, a signal often means
+// that memory ran out.
 std::string howItEnded(const CommandResult& command) {
   switch (command.end) {
     case CommandResult::End::kExited:
@@ -86,6 +92,8 @@ std::string howItEnded(const CommandResult& command) {
   return {};
 }
 
+// The name comes from a file that other programs may write. It must not lead out of the folder of
+// the credentials.
 bool isFileName(const std::string& name) {
   return !name.empty() && name != "." && name != ".." && fileNameOf(name) == name &&
          name.find('\0') == name.npos;
@@ -124,14 +132,18 @@ SignInSource::SignInSource(SecretWorld world, FileSystem& files, const AccountSe
       owner_(secretOwner),
       appPasswordLength_(appPasswordLength) {}
 
+// Steady time: a clock that is set back must not keep an expired token alive.
 milliseconds SignInSource::now() const {
   return world_.steadyTime ? world_.steadyTime() : milliseconds{0};
 }
 
+// A person may have several accounts at one server, so the user name is said too.
 std::string SignInSource::whose() const {
   return owner_.user + " at " + owner_.server.host;
 }
 
+// The order matters: what works is used without asking anybody, then the two reasons for silence
+// are looked at, and only then a place is asked, which may put a question on the user's screen.
 SignInMaterial SignInSource::get(std::stop_token stop) {
   if (kept_ && (!kept_->lifetime || now() < keptUntil_)) {
     return material();
@@ -179,6 +191,7 @@ SignInMaterial SignInSource::material() const {
   return {SignIn{account_.user, method, kept_->secret}, {}};
 }
 
+// The secret itself is not shown, but a space at its end can be told without giving it away.
 SignInMaterial SignInSource::refusal() const {
   std::string words =
       "The server has refused the sign-in of " + account_.user + " at " + account_.server.host +
@@ -190,6 +203,8 @@ SignInMaterial SignInSource::refusal() const {
   return {std::nullopt, {Cause::kRefused, std::move(words)}};
 }
 
+// The first refusal costs nothing: the password may have been changed in the keyring meanwhile, so
+// the place is asked once more at once. From the second one on it is quiet.
 void SignInSource::refused() {
   overwriteStack();
   if (kept_) {
@@ -202,6 +217,7 @@ void SignInSource::refused() {
   }
 }
 
+// A server that is out of order may refuse a good password for a while. One success clears that.
 void SignInSource::accepted() {
   overwriteStack();
   refused_.reset();
@@ -221,6 +237,7 @@ SignInSource::Found SignInSource::failed(Cause cause, std::string words) const {
   return {{}, false, std::nullopt, SignInFailure{cause, std::move(words)}};
 }
 
+// Without a default branch, so that the compiler finds a source that is forgotten here.
 SignInSource::Found SignInSource::ask(std::stop_token stop) const {
   switch (owner_.secret) {
     case SecretSource::kKeyring:
@@ -239,6 +256,8 @@ SignInSource::Found SignInSource::ask(std::stop_token stop) const {
                 "The settings do not say where the password of " + whose() + " is.");
 }
 
+// Each way to fail has its own sentence, because what the user can do about it differs: enter the
+// password, unlock the keyring, or choose another place.
 SignInSource::Found SignInSource::askKeyring(std::stop_token stop) const {
   using End = SecretAnswer::End;
   const std::string noKeyring = "There is no keyring here with the password of " + whose() + ". ";
@@ -304,6 +323,8 @@ SignInSource::Found SignInSource::askCommand(std::stop_token stop) const {
   return failed(Cause::kFailed, std::move(words));
 }
 
+// The folder is the service manager's and exists only in a service. Somebody who starts the program
+// by hand with the same settings gets told why it has no password then.
 SignInSource::Found SignInSource::askCredential() const {
   const std::string& name = owner_.secretName;
   if (!isFileName(name)) {
@@ -330,6 +351,8 @@ SignInSource::Found SignInSource::askCredential() const {
   return {*std::move(secret), false, std::nullopt, std::nullopt};
 }
 
+// The desktop renews tokens by itself, so what it gives is asked for again shortly before it
+// expires. A lifetime that it does not tell is assumed to be short.
 SignInSource::Found SignInSource::askOnlineAccount(std::stop_token stop) const {
   using Why = OnlineAccountsFailure::Cause;
   if (world_.accounts == nullptr) {
@@ -374,10 +397,12 @@ Secret withoutGroups(const Secret& password, std::size_t length) {
   return length > 0 && size == length ? rest : password;
 }
 
+// Port and protocol are part of it: one host may have different passwords for reading and sending.
 SecretKey secretKeyOf(const AccountSettings& account) {
   return {account.server.protocol, account.user, account.server.host, account.server.port};
 }
 
+// A space inside may belong to a password; one at an end nearly always comes from copying.
 bool hasSpaceAtAnEnd(const Secret& password) {
   const std::string_view bytes = password.bytes();
   return bytes.starts_with(' ') || bytes.ends_with(' ');

@@ -21,6 +21,8 @@ std::string spacedNumber(std::size_t number) {
 
 }  // namespace
 
+// People paste lists from mails and tables, with line breaks and tabs between the addresses. Inside
+// an entry these become blanks, so that a pasted line break cannot end a line of the file.
 std::string cleanStringEnds(std::string_view text) {
   const std::size_t first = text.find_first_not_of(kCleaned);
   if (first == std::string_view::npos) {
@@ -69,10 +71,12 @@ std::string MakeStringFromArray(const StringList& list) {
   return text;
 }
 
+// Both forms occur: the file's list is never empty, one that was just made is.
 bool holdsNothing(const StringList& list) {
   return list.empty() || (list.size() == 1 && list.front().empty());
 }
 
+// Every address is named: mail goes to nobody whom the user has not seen here.
 std::string confirmMessage(const StringList& addresses, bool once) {
   std::string message;
   if (holdsNothing(addresses)) {

@@ -28,6 +28,7 @@ namespace {
 
 constexpr std::string_view kHelpEnding = "CHM";
 
+// Only the ending is checked, in any case: people have moved and renamed the file.
 bool namesHelpFile(std::string_view path) {
   return path.size() >= kHelpEnding.size() &&
          asciiUpper(path.substr(path.size() - kHelpEnding.size())) == kHelpEnding;
@@ -37,6 +38,7 @@ bool namesHelpFile(std::string_view path) {
 
 clsPref::clsPref(PrefWorld world) : world_(std::move(world)) {}
 
+// Told once: the place is looked up at every reading and writing.
 std::string clsPref::GetPrefIniFname() {
   std::string file =
       locatePreferenceFile(world_.files, world_.profiles, world_.folders, world_.osVersion);
@@ -117,6 +119,8 @@ namespace {
 
 constexpr const char* kNoTextFilter = "Could not apply the text filter";
 
+// A rule is about an item; a null pointer is a fault of the store and ends in a status as any
+// other.
 MailItem& present(const std::shared_ptr<MailItem>& item) {
   if (!item) {
     throw MailStoreError("There is no item");
@@ -144,6 +148,7 @@ std::string textOf(ItemReader& reader, std::int16_t place) {
   }
 }
 
+// Characters, not bytes, for the texts: the size of an attachment is all that is known in bytes.
 double sizeOf(MailItem& item) {
   double size = static_cast<double>(characterCount(item.Body()));
   size += static_cast<double>(characterCount(item.Subject()));
@@ -157,6 +162,8 @@ double sizeOf(MailItem& item) {
 
 }  // namespace
 
+// The text rule first. A fault in it is reported, because the item might be what the user waits
+// for; a sender that cannot be read is decided by the sender rule itself.
 int clsPref::intShouldForward(const std::shared_ptr<MailItem>& item, bool& forward,
                               std::string& reason) {
   std::string_view rejection;
@@ -182,10 +189,12 @@ int clsPref::textRuleFailed(std::string_view problem) {
   return -1;
 }
 
+// A list of excluded senders does not: a sender that cannot be read is not on it.
 bool clsPref::bolRulesNeedForward() const {
   return fields_.mbolFilterText || fields_.mintSenderFilter == kForwardOnlyListed;
 }
 
+// What the rules would have said if they had failed to read the item, as the forward did.
 int clsPref::intWithoutForward(const std::string& problem, bool& forward, std::string& reason) {
   if (fields_.mbolFilterText) {
     return textRuleFailed(problem);
@@ -207,6 +216,8 @@ bool clsPref::textRuleAllows(const std::shared_ptr<MailItem>& item) {
   }
 }
 
+// The two rules fail towards opposite sides: only listed senders means that in doubt nothing goes
+// out, and all but listed ones that in doubt everything does.
 std::string_view clsPref::senderRuleRejection(const std::shared_ptr<MailItem>& item) {
   const bool onlyListed = fields_.mintSenderFilter == kForwardOnlyListed;
   const bool allButListed = fields_.mintSenderFilter == kForwardAllButListed;
@@ -228,6 +239,8 @@ std::string_view clsPref::senderRuleRejection(const std::shared_ptr<MailItem>& i
   }
 }
 
+// Each kind of item has its sender in another place. A report comes from the mail system itself,
+// which users know as the administrator.
 bool clsPref::senderInList(const std::shared_ptr<MailItem>& item) {
   const std::unique_ptr<ItemReader> reader = readerOf(item);
   const std::string kind = kindOf(present(item));
@@ -245,6 +258,7 @@ bool clsPref::senderInList(const std::shared_ptr<MailItem>& item) {
   return senderIsListed(address, name, senders_.of(fields_.mcolSenderList));
 }
 
+// A new reader for each look: one that failed for an item would keep its fault for the next.
 std::unique_ptr<ItemReader> clsPref::readerOf(const std::shared_ptr<MailItem>& item) const {
   std::unique_ptr<ItemReader> reader = world_.makeReader();
   if (!reader->SetPref(*this) || !reader->MakeSafeInboxItem(item)) {
@@ -267,6 +281,7 @@ std::string clsPref::taskProperty(const std::shared_ptr<MailItem>& item, std::ui
   return task->Fields(tag);
 }
 
+// Not asked without a limit: the size means opening every attachment.
 int clsPref::intCheckSize(const std::shared_ptr<MailItem>& item, bool& withinLimit) const {
   try {
     withinLimit = !fields_.mbolMaxFwdSize ||
@@ -307,6 +322,7 @@ std::int16_t senderFilter(const PrefForms& forms, std::int16_t stored) {
   return isSet(forms, "opbFwdAllBut") || hasOption(stored) ? kForwardAllButListed : stored;
 }
 
+// No position at all counts as the widest choice.
 std::int16_t textToCheck(int position) {
   switch (position) {
     case 0:
@@ -418,6 +434,7 @@ PrefForms& connected(PrefForms* forms) {
 
 }  // namespace
 
+// A fault of the form becomes a status, because a button of the dialog called this.
 int clsPref::FormToClass() {
   mbolDontExit = false;
   try {
@@ -441,6 +458,7 @@ int clsPref::FormToClass() {
   }
 }
 
+// In the table's order: the switch of the size limit is stored before the size that depends on it.
 void clsPref::store(const PreferenceFields& accepted) {
   for (const PreferenceField* field : preferenceFieldsBy(&PreferenceField::storedAs)) {
     std::visit(StoredField(*forms_, accepted, *field, fields_), field->member);
@@ -468,6 +486,8 @@ void clsPref::fillForm(PrefForms& form) const {
   }
 }
 
+// Filling goes into a comparison instead of the form, so the answer cannot differ from what filling
+// would really show.
 bool clsPref::formShowsStored() const {
   try {
     FormComparison comparison(connected(forms_));

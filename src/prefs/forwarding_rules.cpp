@@ -30,6 +30,7 @@ const StringList& FoldedList::of(const StringList& list) {
   return folded_;
 }
 
+// No words hold everything back: the user has switched the rule on and must notice.
 bool wordsMatch(std::string_view text, const StringList& foldedWords, std::int16_t matchType) {
   if (foldedWords.empty()) {
     return false;
@@ -42,6 +43,8 @@ bool wordsMatch(std::string_view text, const StringList& foldedWords, std::int16
 
 bool senderIsListed(std::string_view address, std::string_view name,
                     const StringList& foldedEntries) {
+  // A sender inside an organisation may have an address of another system there, which must not
+  // match by chance.
   if (address.find('@') == std::string_view::npos) {
     address = {};
   }

@@ -11,6 +11,8 @@ namespace relaybird {
 FormCheck::FormCheck(PrefForms& forms, bool addressesAreBad, std::string_view decimalSeparator)
     : forms_(forms), addressesAreBad_(addressesAreBad), decimalSeparator_(decimalSeparator) {}
 
+// The order is part of what users see: a refusal is shown alone, and the question about the
+// addresses comes only where nothing before it was refused.
 FormCheck::Verdict FormCheck::run() {
   if (!minutesAccepted() || !sizeAccepted() || !listsAccepted()) {
     return Verdict::kRefused;
@@ -30,6 +32,7 @@ bool FormCheck::refuse(std::string_view message) {
   return false;
 }
 
+// A number with the separator of the user's country is a number, too.
 std::optional<double> FormCheck::number(std::string_view control) const {
   return readPrefix(withPoint(forms_.text(control), decimalSeparator_));
 }
@@ -61,6 +64,7 @@ bool FormCheck::sizeAccepted() {
   return (megabytes && *megabytes != 0) || refuse("Invalid maximum message size entered.");
 }
 
+// The lists can only be too long; whether addresses are good is the user's decision below.
 bool FormCheck::listsAccepted() {
   if (FormTextToArray(forms_.text("txtAddress"), values_.mstrFwdToAddress) < 0) {
     return refuse("Error parsing out forwarding Email addresses from form.");
@@ -90,6 +94,7 @@ bool FormCheck::sizeRead() {
   return true;
 }
 
+// Zero would look like "no limit" to some and like "nothing" to others, so it is no value.
 bool FormCheck::maximumAccepted() {
   const std::optional<double> entered = number("txtMaxToForward");
   const std::optional<std::int32_t> maximum = entered ? toInt32(*entered) : std::nullopt;

@@ -56,6 +56,7 @@ class FieldReader {
   void take(const PreferenceField& field, double PreferenceFields::*member) {
     fields_.*member = numericPrefix(scalar(field));
   }
+  // A number out of range becomes 0 and is told, instead of being cut into another number.
   void take(const PreferenceField& field, std::int16_t PreferenceFields::*member) {
     fields_.*member = number(field.name, wholeFromText16(scalar(field)));
   }
@@ -100,6 +101,7 @@ class FieldReader {
     return file_.get(section_, key, fallback, kProfileBufferSize);
   }
 
+  // The verbose log alone: a file of another program version may have many of these.
   template <class Number>
   Number number(std::string_view key, std::optional<Number> read) const {
     if (!read) {
@@ -125,6 +127,7 @@ class FieldWriter {
   }
 
  private:
+  // Each form is the one that the reader above takes back unchanged, also on another locale.
   bool put(std::string_view key, bool PreferenceFields::*member) {
     return set(key, textFromBoolean(fields_.*member));
   }
@@ -174,6 +177,8 @@ std::string countKey(std::string_view name) {
   return std::string(name) + "_num";
 }
 
+// The keys for the user name and the password stay known, so that a file that has them is read
+// without a complaint.
 PreferenceFields readPreferences(const ProfileReader& file, std::string_view section,
                                  const LineSink& logVerbose) {
   PreferenceFields fields;
@@ -188,6 +193,7 @@ PreferenceFields readPreferences(const ProfileReader& file, std::string_view sec
   return fields;
 }
 
+// In the table's order of writing, which is the order of the lines in a new file.
 bool writePreferences(ProfileWriter& file, std::string_view section,
                       const PreferenceFields& fields) {
   FieldWriter writer(file, section, fields);
@@ -197,6 +203,7 @@ bool writePreferences(ProfileWriter& file, std::string_view section,
                      [&](const PreferenceField* field) { return writer.write(*field); });
 }
 
+// Files of all ages have both spellings; anything else is off.
 bool booleanFromText(std::string_view text) {
   const std::string trimmed = trimBlanks(text);
   return trimmed == "1" || asciiLower(trimmed) == "true";
@@ -206,6 +213,7 @@ std::string textFromBoolean(bool value) {
   return value ? "1" : "0";
 }
 
+// The beginning of the text counts, as files may have a remark behind a number.
 std::optional<std::int16_t> wholeFromText16(std::string_view text) {
   return toInt16(numericPrefix(text));
 }

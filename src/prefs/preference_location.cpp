@@ -39,11 +39,13 @@ bool isLink(FileSystem& files, const std::string& path) {
 }
 
 // The target of a link; any other path unchanged.
+// A link that leads nowhere is used as it is, so that the failure is about the name the user knows.
 std::string target(FileSystem& files, const std::string& path) {
   Result<std::string> resolved = files.resolve(path);
   return resolved ? *resolved : path;
 }
 
+// A file that is not there yet can be written: its folder decides about that later.
 bool isReadOnly(FileSystem& files, const std::string& path) {
   const Result<void> allowed = files.mayWrite(path);
   return !allowed && allowed.error().code != ENOENT;
@@ -129,6 +131,7 @@ bool holdsKey(const ProfileReader& file, const std::string& key) {
   return file.get(kHelpSection, key, kMissing) != kMissing;
 }
 
+// Asked key by key, because the file may also belong to the memory of the help file.
 bool holdsSettings(const ProfileReader& file) {
   return std::any_of(
       kPreferenceFields.begin(), kPreferenceFields.end(), [&](const PreferenceField& field) {
@@ -136,6 +139,7 @@ bool holdsSettings(const ProfileReader& file) {
       });
 }
 
+// Both had the same name and place once. One that has settings is moved, whatever else it has.
 bool isHelpFileMemory(ProfileStrings& profiles, const SpecialFolders& folders,
                       const std::string& former) {
   if (former != helpMemoryFile(folders)) {
@@ -151,6 +155,7 @@ std::string currentPreferenceFile(const SpecialFolders& folders) {
   return fileIn(fileIn(folders.GetAppDataFolder(), "rbx"), "rbx_prefs.ini");
 }
 
+// Where the settings were depended on the system, and still does for those who come from there.
 std::string formerPreferenceFile(const SpecialFolders& folders, const OsVersion& osVersion) {
   const bool oldest =
       IsPreWin95(osVersion) || IsWin95(osVersion) || IsWin98(osVersion) || IsWinME(osVersion);

@@ -48,8 +48,7 @@ TEST(Providers, AKnownAddressHasBothServers) {
   EXPECT_EQ(gmail.signIn, ProviderSignIn::kAppPassword);
   EXPECT_EQ(gmail.page, "https://myaccount.google.com/apppasswords");
   EXPECT_EQ(gmail.remarks.front(),
-            "Gmail needs an app password, not the account's own. Make one at "
-            "https://myaccount.google.com/apppasswords");
+            "Gmail needs an app password, not the account's own. Make one here:");
   EXPECT_TRUE(says(gmail, "(May 2026)"));
 }
 
@@ -99,7 +98,7 @@ TEST(Providers, AnUnknownDomainGetsAGuessThatIsCalledOne) {
   EXPECT_EQ(guess.provider, "");
   EXPECT_EQ(guess.imap.host, "imap.firm.example");
   EXPECT_EQ(guess.smtp.host, "smtp.firm.example");
-  EXPECT_TRUE(says(guess, "a guess is"));
+  EXPECT_TRUE(says(guess, "The usual names are"));
 }
 
 TEST(Providers, WhatIsNoAddressYetGetsNothing) {

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: MIT
-// Each question shows what an empty answer means. A single point ends the questions; so does the
-// end of the input, after which every further question would get an empty answer for ever.
+// The questions are steps of a list, so that "back" can return to the one that was asked before.
+// Each step looks at the controls when its turn comes: earlier answers decide whether it applies
+// and what an empty answer means. Whoever has an account at a known provider is asked for address,
+// name and password only; the rest is one question, whether the servers are right.
 #include "ui/console/setup_questions.h"
 
 #include <charconv>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace relaybird {
@@ -13,157 +18,259 @@ namespace relaybird {
 namespace {
 
 constexpr const char* kTitle = "Set Up Mail";
+constexpr const char* kHowTo =
+    "The Enter key alone takes what is in brackets; \"back\" returns to the question before; a "
+    "point ends without a change.\r\n\r\n";
 
-// Thrown inside this file alone, to leave the questions from any depth.
+// Thrown inside this file alone, to leave the questions from any depth. Also at the end of the
+// input, after which every further question would get an empty answer for ever.
 struct Ended {};
 
 class Questions {
  public:
-  Questions(frmSetup& setup, Dialogs& dialogs) : setup_(setup), dialogs_(dialogs) {}
-
-  // The order of the dialog, from top to bottom. What the answers until then have hidden is left
-  // out.
-  void run() {
-    choose(setup_.lblWhere.text(), {&setup_.opbAccount, &setup_.opbMaildir});
-    if (setup_.opbAccount.checked()) {
-      account();
-    } else {
-      maildir();
-    }
+  Questions(frmSetup& setup, Dialogs& dialogs) : setup_(setup), dialogs_(dialogs) {
+    where();
+    account();
+    maildir();
     sending();
-    field(setup_.lblAddressBook, setup_.txtAddressBook);
+    end();
+  }
+
+  /// Whether the settings are to be stored.
+  bool run() {
+    std::vector<std::size_t> asked;
+    for (std::size_t now = 0; now < steps_.size();) {
+      if (!steps_[now].applies()) {
+        ++now;
+      } else if (steps_[now].ask()) {
+        asked.push_back(now++);
+      } else if (!asked.empty()) {
+        now = asked.back();
+        asked.pop_back();
+      }
+    }
+    return store_;
   }
 
  private:
-  std::string ask(const std::string& question, const std::string& otherwise) {
-    const std::string prompt =
-        question + (otherwise.empty() ? "" : " [" + otherwise + "]") + " (a point ends)";
-    const std::string answer = dialogs_.inputBox({prompt, kTitle, otherwise});
+  using Condition = std::function<bool()>;
+  struct Step {
+    Condition applies;
+    std::function<bool()> ask;  ///< false: back
+  };
+
+  // Nothing: back.
+  std::optional<std::string> ask(const std::string& question, const std::string& otherwise) {
+    const std::string prompt = question + (otherwise.empty() ? "" : " [" + otherwise + "]");
+    const std::string answer =
+        dialogs_.inputBox({std::exchange(howTo_, "") + prompt, kTitle, otherwise});
     if (answer == "." || !setup_.visible()) {
       throw Ended{};
+    }
+    if (answer == "back") {
+      return std::nullopt;
     }
     return answer.empty() ? otherwise : answer;
   }
 
-  void field(const Control& label, Control& text) {
-    if (text.visible() && text.enabled()) {
-      text.setText(ask(label.text(), text.text()));
-    }
-  }
-
-  // Neither shown nor offered: an empty answer keeps what the keyring has.
-  void password(const Control& label, Control& text, const std::string& notes = {}) {
-    if (!text.visible()) {
-      return;
-    }
-    text.setText(dialogs_.inputBox(
-        {notes + label.text() + " (it is not shown; empty: the one that is kept already)",
-         kTitle,
-         {},
-         true}));
-  }
-
-  // What is no number of the list is asked for again, and never taken for the proposed one.
-  std::size_t number(const std::string& question, const std::vector<std::string>& choices,
-                     std::size_t otherwise) {
+  // The position of the chosen entry. Nothing: back.
+  std::optional<std::size_t> number(const std::string& question,
+                                    const std::vector<std::string>& choices,
+                                    std::size_t otherwise) {
     std::string text = question;
     for (std::size_t i = 0; i < choices.size(); ++i) {
       text += "\r\n  " + std::to_string(i + 1) + "  " + choices[i];
     }
     while (true) {
-      const std::string answer =
+      const auto answer =
           ask(text, otherwise < choices.size() ? std::to_string(otherwise + 1) : "");
+      if (!answer) {
+        return std::nullopt;
+      }
       std::size_t chosen = 0;
-      const auto read = std::from_chars(answer.data(), answer.data() + answer.size(), chosen);
-      if (read.ec == std::errc{} && read.ptr == answer.data() + answer.size() && chosen >= 1 &&
+      const auto read = std::from_chars(answer->data(), answer->data() + answer->size(), chosen);
+      if (read.ec == std::errc{} && read.ptr == answer->data() + answer->size() && chosen >= 1 &&
           chosen <= choices.size()) {
         return chosen - 1;
       }
-      if (answer.empty()) {
+      if (answer->empty()) {
         throw Ended{};  // nobody answers any more
       }
     }
   }
 
-  void choose(const std::string& question, const std::vector<Control*>& options) {
-    std::vector<std::string> choices;
-    std::size_t chosen = 0;
-    for (std::size_t i = 0; i < options.size(); ++i) {
-      choices.push_back(plainCaption(options[i]->text()));
-      chosen = options[i]->checked() ? i : chosen;
-    }
-    options[number(question, choices, chosen)]->setValue(1);
+  void field(Condition applies, Control& text, std::function<std::string()> question) {
+    steps_.push_back({[applies = std::move(applies), &text] {
+                        return applies() && text.visible() && text.enabled();
+                      },
+                      [this, &text, question = std::move(question)] {
+                        const auto answer = ask(question(), text.text());
+                        if (answer) {
+                          text.setText(*answer);
+                        }
+                        return answer.has_value();
+                      }});
+  }
+  void field(Condition applies, const Control& label, Control& text) {
+    field(std::move(applies), text, [&label] { return label.text(); });
   }
 
-  void choose(const Control& label, Control& list) {
-    if (list.visible() && list.enabled() && !list.list().empty()) {
-      const auto now =
-          list.value() < 0 ? list.list().size() : static_cast<std::size_t>(list.value());
-      list.setValue(static_cast<int>(number(label.text(), list.list(), now)));
-    }
+  void list(Condition applies, Control& entries, std::function<std::string()> question) {
+    steps_.push_back({[applies = std::move(applies), &entries] {
+                        return applies() && entries.visible() && entries.enabled() &&
+                               !entries.list().empty();
+                      },
+                      [this, &entries, question = std::move(question)] {
+                        const auto& all = entries.list();
+                        const auto now = entries.value() < 0
+                                             ? all.size()
+                                             : static_cast<std::size_t>(entries.value());
+                        const auto chosen = number(question(), all, now);
+                        if (chosen) {
+                          entries.setValue(static_cast<int>(*chosen));
+                        }
+                        return chosen.has_value();
+                      }});
+  }
+  void list(Condition applies, const Control& label, Control& entries) {
+    list(std::move(applies), entries, [&label] { return label.text(); });
+  }
+
+  // What is typed here is taken as it is: a password may well be "back".
+  void password(Condition applies, const Control& label, Control& text) {
+    steps_.push_back(
+        {[applies = std::move(applies), &text] { return applies() && text.visible(); },
+         [this, &label, &text] {
+           text.setText(dialogs_.inputBox(
+               {label.text() + " (it is not shown; empty: the one that is kept already)",
+                kTitle,
+                {},
+                true}));
+           return true;
+         }});
+  }
+
+  // The chosen entry goes to `take`.
+  void choice(Condition applies, std::function<std::string()> question,
+              std::vector<std::string> choices, std::function<std::size_t()> otherwise,
+              std::function<void(std::size_t)> take) {
+    steps_.push_back(
+        {std::move(applies), [this, question = std::move(question), choices = std::move(choices),
+                              otherwise = std::move(otherwise), take = std::move(take)] {
+           const auto chosen = number(question(), choices, otherwise());
+           if (chosen) {
+             take(*chosen);
+           }
+           return chosen.has_value();
+         }});
+  }
+
+  bool hasAccount() const { return setup_.opbAccount.checked(); }
+
+  void where() {
+    choice([] { return true; }, [this] { return setup_.lblWhere.text(); },
+           {plainCaption(setup_.opbAccount.text()), plainCaption(setup_.opbMaildir.text())},
+           [this] { return hasAccount() ? 0U : 1U; },
+           [this](std::size_t chosen) {
+             (chosen == 0 ? setup_.opbAccount : setup_.opbMaildir).setValue(1);
+           });
   }
 
   void account() {
-    field(setup_.lblAddress, setup_.txtMailAddress);
-    const std::string known = setup_.lblProvider.text();
-    setup_.txtMailName.setText(
-        ask((known.empty() ? "" : known + "\r\n\r\n") + setup_.lblName.text(),
-            setup_.txtMailName.text()));
-    choose(setup_.lblSignIn, setup_.cmbSignIn);
-    if (!serversAreRight()) {
-      choose(setup_.lblHostedBy, setup_.cmbHostedBy);
-      field("Server for reading mail (IMAP):", setup_.txtImapHost);
-      choose(setup_.lblImapSecurity, setup_.cmbImapSecurity);
-      field(setup_.lblImapPort, setup_.txtImapPort);
-      field(setup_.lblImapUser, setup_.txtImapUser);
-      field(setup_.lblImapFolder, setup_.txtImapFolder);
-      field(setup_.lblCaFile, setup_.txtCaFile);
-    }
-    password(setup_.lblPassword, setup_.txtPassword, setup_.lblServers.text() + "\r\n\r\n");
-    field(setup_.lblSecretCommand, setup_.txtSecretCommand);
-    choose(setup_.lblOnlineAccount, setup_.cmbOnlineAccount);
-    field(setup_.lblCredential, setup_.txtCredential);
-  }
-
-  void field(const std::string& question, Control& text) {
-    text.setText(ask(question, text.text()));
-  }
-
-  bool serversAreRight() {
-    const bool known = !setup_.txtImapHost.text().empty() && !setup_.txtSmtpHost.text().empty();
-    return known &&
-           dialogs_.messageBox({setup_.lblServers.text() + "\r\n\r\nAre these the servers?", kTitle,
-                                BoxButtons::kYesNo}) == BoxAnswer::kYes;
+    const auto applies = [this] { return hasAccount(); };
+    field(applies, setup_.lblAddress, setup_.txtMailAddress);
+    // What is known about the provider is said once, before the next question.
+    list(applies, setup_.cmbHostedBy, [this] { return advice() + setup_.lblHostedBy.text(); });
+    field(applies, setup_.txtMailName, [this] {
+      return (setup_.cmbHostedBy.visible() ? "" : advice()) + setup_.lblName.text();
+    });
+    list(applies, setup_.lblSignIn, setup_.cmbSignIn);
+    list(applies, setup_.lblOnlineAccount, setup_.cmbOnlineAccount);
+    choice(
+        [this] {
+          const bool known =
+              !setup_.txtImapHost.text().empty() && !setup_.txtSmtpHost.text().empty();
+          serversRight_ = serversRight_ && known;
+          return hasAccount() && known;
+        },
+        [this] { return setup_.lblServers.text() + "\r\n\r\nAre these the servers?"; },
+        {"Yes", "No: ask me for each"}, [] { return 0U; },
+        [this](std::size_t chosen) { serversRight_ = chosen == 0; });
+    const auto details = [this] { return hasAccount() && !serversRight_; };
+    field(details, setup_.txtImapHost, [] { return "Server for reading mail (IMAP):"; });
+    list(details, setup_.lblImapSecurity, setup_.cmbImapSecurity);
+    field(details, setup_.lblImapPort, setup_.txtImapPort);
+    field(details, setup_.lblImapUser, setup_.txtImapUser);
+    field(details, setup_.lblImapFolder, setup_.txtImapFolder);
+    field(details, setup_.lblCaFile, setup_.txtCaFile);
+    password(applies, setup_.lblPassword, setup_.txtPassword);
+    field(applies, setup_.lblSecretCommand, setup_.txtSecretCommand);
+    field(applies, setup_.lblCredential, setup_.txtCredential);
   }
 
   void maildir() {
-    if (!setup_.cmbFoundMaildir.list().empty() && setup_.cmbFoundMaildir.value() < 0) {
-      setup_.cmbFoundMaildir.setValue(0);
-    }
-    choose(setup_.lblFoundMaildir, setup_.cmbFoundMaildir);
-    field(setup_.lblMaildir, setup_.txtMaildir);
-    field(setup_.lblAddress, setup_.txtMailAddress);
-    field(setup_.lblName, setup_.txtMailName);
+    const auto applies = [this] { return !hasAccount(); };
+    list(applies, setup_.lblFoundMaildir, setup_.cmbFoundMaildir);
+    field([this] { return !hasAccount() && isAnother(setup_.cmbFoundMaildir); }, setup_.lblMaildir,
+          setup_.txtMaildir);
+    field(applies, setup_.lblAddress, setup_.txtMailAddress);
+    field(applies, setup_.lblName, setup_.txtMailName);
   }
 
   void sending() {
-    choose(setup_.lblDelivery, setup_.cmbDelivery);
-    const bool other = setup_.cmbDelivery.value() == kByOtherServer;
-    if (other || (setup_.cmbDelivery.value() == kByAccount && setup_.txtSmtpHost.text().empty())) {
-      field("Server for sending mail (SMTP):", setup_.txtSmtpHost);
-      choose(setup_.lblSmtpSecurity, setup_.cmbSmtpSecurity);
-      field(setup_.lblSmtpPort, setup_.txtSmtpPort);
-      field(setup_.lblSmtpUser, setup_.txtSmtpUser);
-      choose(setup_.lblSmtpSignIn, setup_.cmbSmtpSignIn);
-      password(setup_.lblSmtpPassword, setup_.txtSmtpPassword);
-      field(setup_.lblSmtpSecret, setup_.txtSmtpSecret);
+    const auto applies = [this] { return !hasAccount() || !serversRight_; };
+    const auto server = [this, applies] {
+      const int way = setup_.cmbDelivery.value();
+      return applies() && (way == kByOtherServer || way == kByAccount);
+    };
+    list(applies, setup_.lblDelivery, setup_.cmbDelivery);
+    field(server, setup_.txtSmtpHost, [] { return "Server for sending mail (SMTP):"; });
+    list(server, setup_.lblSmtpSecurity, setup_.cmbSmtpSecurity);
+    field(server, setup_.lblSmtpPort, setup_.txtSmtpPort);
+    field(server, setup_.lblSmtpUser, setup_.txtSmtpUser);
+    list(server, setup_.lblSmtpSignIn, setup_.cmbSmtpSignIn);
+    password(server, setup_.lblSmtpPassword, setup_.txtSmtpPassword);
+    field(server, setup_.lblSmtpSecret, setup_.txtSmtpSecret);
+    list(applies, setup_.lblFoundCommand, setup_.cmbFoundCommand);
+    field([this, applies] { return applies() && isAnother(setup_.cmbFoundCommand); },
+          setup_.lblSendmail, setup_.txtSendmail);
+    field(applies, setup_.lblAddressBook, setup_.txtAddressBook);
+  }
+
+  // Without an answer in brackets, so that the end of the input stores nothing.
+  void end() {
+    choice([] { return true; },
+           [this] {
+             return setup_.lblServers.text() +
+                    "\r\n\r\nStore these settings? The command \"setup test\" tries them then, and "
+                    "\"setup message\" sends a test message.";
+           },
+           {"Yes", "No: change nothing"}, [] { return 2U; },
+           [this](std::size_t chosen) { store_ = chosen == 0; });
+  }
+
+  // The last entry of a list of found ones stands for another one.
+  static bool isAnother(const Control& found) {
+    return found.value() < 0 || found.value() + 1 == static_cast<int>(found.list().size());
+  }
+
+  std::string advice() const {
+    std::string text;
+    for (const Control* part :
+         {&setup_.lblProvider, &setup_.lnkProviderPage, &setup_.lblProviderMore}) {
+      if (part->visible()) {
+        text += part->text() + "\r\n";
+      }
     }
-    choose(setup_.lblFoundCommand, setup_.cmbFoundCommand);
-    field(setup_.lblSendmail, setup_.txtSendmail);
+    return text.empty() ? text : text + "\r\n";
   }
 
   frmSetup& setup_;
   Dialogs& dialogs_;
+  std::vector<Step> steps_;
+  std::string howTo_ = kHowTo;
+  bool serversRight_ = false;
+  bool store_ = false;
 };
 
 }  // namespace
@@ -171,9 +278,7 @@ class Questions {
 Result<void> askForSetup(frmSetup& setup, Dialogs& dialogs) {
   bool store = false;
   try {
-    Questions(setup, dialogs).run();
-    store = dialogs.messageBox({setup.lblServers.text() + "\r\n\r\nStore these settings?", kTitle,
-                                BoxButtons::kYesNo}) == BoxAnswer::kYes;
+    store = Questions(setup, dialogs).run();
   } catch (const Ended&) {
     store = false;
   }

@@ -59,6 +59,7 @@ ProgramForms::ProgramForms(const ProgramWorld& world)
       bridge_(std::make_unique<Bridge>(main_, settings_, world_.dialogs)) {
   main_.connect({log_, settings_, about_, tray_, setup_});
   setup_.onStored([this] { return reopenMailbox(); });
+  setup_.onAddressMissing([this] { return main_.addForwardAddress(); });
   main_.prf().connectForms(*bridge_);
   for (Form* form : forms()) {
     form->onHelp([this](const std::string& topic) { main_.help().show(topic); });

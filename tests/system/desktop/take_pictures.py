@@ -36,6 +36,7 @@ MAIL = (
     ("Only today", "Shop <shop@offers.example>"),
 )
 FORWARDED = 3
+COMMAND = "~/bin/send-mail"
 SETUP_TABS = ("Your Mail", "Servers", "Sending", "Test")
 TABS = ("General", "Size", "Sender", "Text", "Cell Phone")
 
@@ -89,15 +90,39 @@ def settings(program, camera):
     window.wait_gone()
 
 
-def set_up(program, camera):
-    program.window(MAIN).choose("Edit", "Set Up Mail...")
+def set_up_account(program, camera):
+    """The tabs for an account. Nothing is asked of its servers."""
+    main = program.window(MAIN)
+    camera.take(main, "main-new")
+    main.find("Set up mail...", "push button").click()
     window = program.window("Set Up Mail")
-    camera.take(window, "set-up-maildir")
-    window.find("An account at a mail provider", "radio button").click()
     window.find("Your e-mail address:", "text").enter("ann@gmail.com")
     for tab in SETUP_TABS:
         show_tab(window, tab)
         camera.take(window, "set-up-" + tab.lower().replace(" ", "-"))
+    show_tab(window, SETUP_TABS[0])
+    window.find("Your e-mail address:", "text").enter("ann@anns-bakery.example")
+    camera.take(window, "set-up-own-domain")
+    window.find("Cancel", "push button").click()
+    window.wait_gone()
+
+
+def set_up_maildir(program, camera):
+    """The same for a Maildir and a command, and a test of both."""
+    program.window(MAIN).choose("Edit", "Set Up Mail...")
+    window = program.window("Set Up Mail")
+    window.find("A Maildir on this computer", "radio button").click()
+    window.find("Your e-mail address:", "text").enter("ann@example.org")
+    camera.take(window, "set-up-maildir")
+    show_tab(window, "Sending")
+    window.find("Command:", "text").enter(COMMAND)
+    camera.take(window, "set-up-command")
+    show_tab(window, "Test")
+    window.find("Test Account", "push button").click()
+    result = window.find("Result:", "text")
+    wait_for("the end of the test", lambda: "The test is over" in result.text,
+             otherwise=program.describe)
+    camera.take(window, "set-up-tested")
     window.find("Cancel", "push button").click()
     window.wait_gone()
 
@@ -116,20 +141,47 @@ def others(program, camera):
     camera.take(program.window("Help: ..."), "help")
 
 
+class Household:
+    """Homes of a person named Ann, whose forwards are taken by a command of hers. The window shows
+    paths in the home folder from there on, so it shows none of a scratch folder."""
+
+    def __init__(self, desktop, help_file):
+        self._desktop = desktop
+        self._help_file = help_file
+
+    def home(self, **mail):
+        home = Home(self._desktop.new_folder())
+        home.write_remembered_help(self._help_file)
+        home.write_preferences(**PREFERENCES)
+        with open(home.preference_file, "a", encoding="utf-8") as file:
+            file.write("[mail]\nname=Ann Example\n")
+            file.writelines(f"{key}={value}\n" for key, value in mail.items())
+        command = home.folder / COMMAND.removeprefix("~/")
+        command.parent.mkdir()
+        command.write_text("#!/bin/sh\nexec cat >/dev/null\n", encoding="ascii")
+        command.chmod(0o700)
+        return home
+
+
 def take_all(program_file, help_file, folder, suffix, environment):
     with Desktop("1280x1024") as desktop:
-        home = Home(desktop.new_folder())
-        home.write_remembered_help(help_file)
-        home.write_preferences(**PREFERENCES)
-        # Forwards are delivered at once; otherwise the window would show the path of a scratch outbox.
-        with open(home.preference_file, "a", encoding="utf-8") as file:
-            file.write("[mail]\nsendmail=/bin/true\n")
+        household = Household(desktop, help_file)
+        camera = Camera(desktop, folder, suffix)
+
+        home = household.home(sendmail=COMMAND)
         for subject, sender in MAIL:
             home.deliver(subject, sender)
         program = desktop.run([program_file], home, environment)
-        camera = Camera(desktop, folder, suffix)
-        for part in (main_window, settings, set_up, others):
+        for part in (main_window, settings, others):
             part(program, camera)
+        program.leave()
+
+        home = household.home()
+        home.maildir.rename(home.folder / "later")
+        program = desktop.run([program_file], home, environment)
+        set_up_account(program, camera)
+        (home.folder / "later").rename(home.maildir)
+        set_up_maildir(program, camera)
         program.leave()
 
 

@@ -17,7 +17,7 @@ namespace relaybird::desktop {
 struct ViewStyle {
   bool multiline = false;     ///< for a text field
   bool emphasised = false;    ///< bold text
-  int widthInCharacters = 0;  ///< of a text field; 0: as wide as the layout allows
+  int widthInCharacters = 0;  ///< of a text field, at most of a label; 0: as the layout allows
   /// The text beside the picture of a picture button, with "&" before its access key.
   std::string caption = {};
   /// The control whose text is the accessible name of this one.

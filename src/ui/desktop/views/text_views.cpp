@@ -27,7 +27,9 @@ constexpr int kLeastLines = 4;
 class LabelView : public WidgetView {
  public:
   LabelView(wxWindow* parent, Control& control, const ViewStyle& style)
-      : WidgetView(control, style), label_(new WrappingLabel(parent)) {
+      : WidgetView(control, style),
+        label_(style.widthInCharacters > 0 ? new WrappingLabel(parent, style.widthInCharacters)
+                                           : new WrappingLabel(parent)) {
     // No accessible label of anything until a control is named by it.
     setLabelFor(*label_, nullptr);
     if (style.emphasised) {

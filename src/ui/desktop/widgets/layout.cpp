@@ -62,6 +62,21 @@ wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns) {
   return grid;
 }
 
+// Why: a sizer leaves hidden windows out, so that the fields would move when a row appears.
+void alignFields(std::initializer_list<wxFlexGridSizer*> grids) {
+  const auto eachLabel = [&](const auto& act) {
+    for (wxFlexGridSizer* grid : grids) {
+      const auto columns = static_cast<std::size_t>(grid->GetCols());
+      for (std::size_t place = 0; place < grid->GetItemCount(); place += columns) {
+        act(*grid->GetItem(place)->GetWindow());
+      }
+    }
+  };
+  int widest = 0;
+  eachLabel([&](wxWindow& label) { widest = std::max(widest, label.GetBestSize().GetWidth()); });
+  eachLabel([&](wxWindow& label) { label.SetMinSize({widest, -1}); });
+}
+
 // Why: the toolkit measures a field before the theme has styled it. With a large font the field
 // would be too low for its text.
 void leaveRoomForText(wxTextCtrl& field) {

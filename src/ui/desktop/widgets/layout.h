@@ -31,6 +31,10 @@ wxBoxSizer* row(const wxWindow& in, std::initializer_list<wxWindow*> windows);
 /// width.
 wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns);
 
+/// Lets the fields of several such grids begin at the same place, whichever of their rows are
+/// visible: all labels of the first column become as wide as the widest.
+void alignFields(std::initializer_list<wxFlexGridSizer*> grids);
+
 /// Sets the minimum height of a single-line field, so that its text fits.
 void leaveRoomForText(wxTextCtrl& field);
 

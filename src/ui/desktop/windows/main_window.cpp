@@ -23,6 +23,8 @@ namespace relaybird::desktop {
 namespace {
 
 constexpr int kPulse = 250;  // milliseconds
+// About as wide as the window's narrowest size.
+constexpr int kMailboxCharacters = 76;
 constexpr int kCountCharacters = 12;
 // Enough for the long date and time formats among the world's locales.
 constexpr int kDateCharacters = 22;
@@ -39,7 +41,8 @@ MainWindow::MainWindow(frmRelaybird& form, WindowPlaces& places)
   SetMenuBar(menuBar());
   auto* panel = panel_ = new wxPanel(this);
   auto* mailbox = new wxBoxSizer(wxHORIZONTAL);
-  mailbox->Add(add(panel, form.lblMailbox), wxSizerFlags(1).CentreVertical());
+  mailbox->Add(add(panel, form.lblMailbox, {.widthInCharacters = kMailboxCharacters}),
+               wxSizerFlags(1).CentreVertical());
   mailbox->Add(add(panel, form.cmdSetUpMail),
                wxSizerFlags().CentreVertical().Border(wxLEFT, scaled(*this, kMargin)));
   auto* top = new wxBoxSizer(wxHORIZONTAL);

@@ -11,6 +11,8 @@ namespace {
 // In average letters: enough for most addresses and names of servers.
 constexpr int kFieldWidth = 36;
 constexpr int kPortWidth = 8;
+// A test of an account that succeeds has 13 lines, and the last one is what the user waits for.
+constexpr int kTestLines = 15;
 
 }  // namespace
 
@@ -40,7 +42,9 @@ wxWindow* SetupWindow::yourMailTab() {
   page->part(grid);
   page->part(add(page, frm_.lblProvider));
   page->narrow(add(page, frm_.lnkProviderPage));
+  page->part(add(page, frm_.lblProviderMore));
   auto* signIn = fieldGrid(*this, 2);
+  pair(signIn, frm_.lblHostedBy, frm_.cmbHostedBy);
   pair(signIn, frm_.lblSignIn, frm_.cmbSignIn);
   pair(signIn, frm_.lblPassword, frm_.txtPassword);
   pair(signIn, frm_.lblSecretCommand, frm_.txtSecretCommand);
@@ -49,6 +53,7 @@ wxWindow* SetupWindow::yourMailTab() {
   pair(signIn, frm_.lblFoundMaildir, frm_.cmbFoundMaildir);
   pair(signIn, frm_.lblMaildir, frm_.txtMaildir);
   page->part(signIn);
+  alignFields({grid, signIn});
   page->part(add(page, frm_.lblServers));
   return page;
 }
@@ -68,8 +73,6 @@ wxWindow* SetupWindow::serversTab() {
   pair(frm_.lblImapUser, frm_.txtImapUser, kFieldWidth);
   pair(frm_.lblImapFolder, frm_.txtImapFolder, kFieldWidth);
   page->part(grid);
-  page->heading(add(page, frm_.lblHostedBy));
-  page->part(add(page, frm_.cmbHostedBy, {.namedBy = &frm_.lblHostedBy}));
   page->heading(add(page, frm_.lblCaFile));
   page->part(add(page, frm_.txtCaFile, {.namedBy = &frm_.lblCaFile}));
   return page;
@@ -95,6 +98,7 @@ wxWindow* SetupWindow::sendingTab() {
   pair(frm_.lblFoundCommand, frm_.cmbFoundCommand, 0);
   pair(frm_.lblSendmail, frm_.txtSendmail, kFieldWidth);
   page->part(grid);
+  alignFields({grid});
   page->part(add(page, frm_.chkKeepSentCopy));
   page->heading(add(page, frm_.lblAddressBook));
   page->part(add(page, frm_.txtAddressBook, {.namedBy = &frm_.lblAddressBook}));
@@ -106,7 +110,9 @@ wxWindow* SetupWindow::testTab() {
   page->heading(add(page, frm_.lblTest));
   page->part(row(*this, {add(page, frm_.cmdTestAccount), add(page, frm_.cmdStopTest)}));
   page->heading(add(page, frm_.lblTestLines));
-  page->part(add(page, frm_.txtTest, {.multiline = true, .namedBy = &frm_.lblTestLines}), 1);
+  wxWindow* lines = add(page, frm_.txtTest, {.multiline = true, .namedBy = &frm_.lblTestLines});
+  lines->SetMinSize({lines->GetMinSize().GetWidth(), kTestLines * lines->GetCharHeight()});
+  page->part(lines, 1);
   page->part(add(page, frm_.lblSendTest));
   page->narrow(add(page, frm_.cmdSendTest));
   return page;

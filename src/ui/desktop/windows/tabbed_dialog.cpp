@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The form decides which tab is shown and which controls; the window follows, and grows when what
+// it shows needs more room. It never shrinks by itself, so that buttons stay where they were.
 #include "ui/desktop/windows/tabbed_dialog.h"
 
 #include <utility>
@@ -64,6 +66,12 @@ void TabbedDialog::finish(std::initializer_list<wxWindow*> pages, wxSizer* butto
   // for its scroll bar, and GTK prints warnings.
   for (wxWindow* page : pages) {
     page->SetSize(page->GetBestSize());
+    // The same for what is hidden, which a sizer leaves out: it is shown before it is laid out.
+    for (wxWindow* part : page->GetChildren()) {
+      if (!part->IsShown()) {
+        part->SetSize(part->GetBestSize());
+      }
+    }
   }
   followPlace(*this, owner_.places());
   leaveClosingToForm(*this);

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The main window in four sections: wiring and loading, what it shows, switching forwarding on and
-// off, and the way into the notification area and back. The test cycle, the Outbox menu and the
-// steps before a check are classes of their own. Every box lets events run, so that a command may
+// The main window in three sections: wiring and loading, what it shows, and the way into the
+// notification area and back. Switching forwarding on and off, the test cycle, the Outbox menu and
+// the line at the top are classes of their own. Every box lets events run, so that a command may
 // arrive while another one waits for its answer: flags are read again after a box.
 #include "ui/forms/main/frm_relaybird.h"
 
-#include <chrono>
 #include <utility>
 
 #include "compose/cls_security.h"
@@ -18,17 +17,11 @@
 namespace relaybird {
 namespace {
 
-// How often a start that waits looks whether the pass has ended.
-constexpr std::chrono::milliseconds kStartLook{200};
-
 // The revision follows the minor number without a separator, as in all former versions.
 std::string captionOf(const ProgramVersion& version) {
   return "Relaybird v" + std::to_string(version.major) + "." + std::to_string(version.minor) +
          std::to_string(version.revision);
 }
-
-// Results of the preference object at or below this have been shown to the user already.
-constexpr int kToldAlready = -100;
 
 constexpr const char* kTrayTitle = "Minimize to System Tray";
 
@@ -82,7 +75,7 @@ frmRelaybird::frmRelaybird(const ProgramWorld& world, ActivityLog& log)
       outbox_(*this, world, log, attention_),
       mailbox_(*this, world, prf_),
       test_(*this, world, log, steps_, outbox_),
-      startTimer_(world.timers.makeTimer(kStartLook, [this] { startTimerTick(); })) {
+      switch_(*this, world, log, prf_, engine_, steps_, attention_, outbox_) {
   tmrSync.follow(engine_.schedule().tmrSync());
   tmrMinute.follow(engine_.schedule().tmrMinute());
   tmrForLabel.follow(engine_.status().tmrForLabel());
@@ -128,6 +121,8 @@ frmPrefs& frmRelaybird::settings() {
 // The other forms are made after the main window, because they need its preferences and session.
 void frmRelaybird::connect(OtherForms forms) {
   forms_ = std::make_unique<OtherForms>(forms);
+  switch_.connect(forms.settings);
+  switch_.onNoSession([this] { offerSetup(); });
 }
 
 void frmRelaybird::wireCommands() {
@@ -317,165 +312,6 @@ void frmRelaybird::SetMainFrmCellPref(bool cell) {
   picDestCellPhone.setVisible(cell);
   picTextToEmail.setVisible(!cell);
   picDestPc.setVisible(!cell);
-}
-
-// Every step may open a box, and the user may end the program while it waits: `ending` is checked
-// before forwarding is switched on.
-void frmRelaybird::StartForwarding(bool bAutoStart) {
-  world_.trace.trace("StartForwarding Entered");
-  if (state().m_bBusyFwd) {
-    return;
-  }
-  if (state().passRunning || state().syncStarting) {
-    startLater();
-    return;
-  }
-  startTimer_->setEnabled(false);  // this call replaces a start that waits
-  if (!bAutoStart) {
-    world_.outgoing.userAsks();
-  }
-  const bool session = openSession();
-  if (!session && !bAutoStart) {
-    offerSetup();
-  }
-  const bool ready = session && askForAddress() && storeSettings() && confirmAddresses(bAutoStart);
-  if (ready && !state().ending) {
-    switchOn(bAutoStart);
-  } else {
-    engine_.status().SetStatusToPreset();
-  }
-}
-
-// A pass on the stack without the busy flag is one that was stopped.
-void frmRelaybird::startLater() {
-  startTimer_->setEnabled(true);
-  engine_.status().SetStatusLabel("Forwarding will be started when the running check has ended...");
-}
-
-// A start that waited asks questions: it must not come up over another window or a test.
-void frmRelaybird::startTimerTick() {
-  if (state().forwardingOn || state().ending) {
-    startTimer_->setEnabled(false);
-    return;
-  }
-  const bool free = !state().passRunning && !state().syncStarting && !state().m_bBusyFwd &&
-                    cmdForwardNow.enabled();
-  if (free && modal() == nullptr) {
-    startTimer_->setEnabled(false);
-    StartForwarding();
-  }
-}
-
-// The busy flag keeps the minute timer from starting a check while the session is being opened:
-// status texts and boxes let events run.
-bool frmRelaybird::openSession() {
-  const BusyMark busy(state());
-  return steps_.openSession(true, false, true) && steps_.checkVersion();
-}
-
-bool frmRelaybird::askForAddress() {
-  std::string address = prf_.GetForwardAddress();
-  if (!address.empty()) {
-    return true;
-  }
-  if (steps_.GetValidEmail(address) < 0) {
-    return false;
-  }
-  settings().txtAddress.setText(address);
-  return true;
-}
-
-// The settings are stored and read back even if nothing was edited: what forwarding uses is then
-// exactly what is on disk.
-bool frmRelaybird::storeSettings() {
-  const bool stored =
-      judge(prf_.FormToClass()) && judge(prf_.WriteTofile()) && judge(prf_.ReadIniPref());
-  if (stored) {
-    prf_.UpdateEmailAddrOnMainForm();
-  }
-  return stored;
-}
-
-// Shows the error of a preference operation, unless the operation itself has shown it.
-bool frmRelaybird::judge(int result) {
-  if (result < 0 && result > kToldAlready) {
-    world_.dialogs.messageBox({"Error occured:\r\n" + prf_.mstrErrDesc});
-  }
-  return result >= 0;
-}
-
-bool frmRelaybird::confirmAddresses(bool bAutoStart) {
-  std::string question;
-  if (!steps_.addressesListed(prf_.GetFwdConfirmMessage(question), "Settings")) {
-    return false;
-  }
-  return bAutoStart || steps_.userConfirms(question, false);
-}
-
-// The activation time decides which messages count as existing, so it is set before any check can
-// begin. The count of forwards starts at zero, as the text that the engine reads.
-void frmRelaybird::switchOn(bool bAutoStart) {
-  engine_.pass().ResetIgnoreList();
-  attention_.startAnew();
-  state().activationTime = world_.clock.now();
-  const std::string since = world_.clock.toText(state().activationTime);
-  log_.AddToLog("--- Forwarding turned ON at " + since + " ---");
-  outbox_.showAndLog();
-  state().forwardingOn = true;
-  txtRunningSince.setText(since);
-  showRunning(true);
-  engine_.schedule().startCountdown();
-  txtNumberForwarded.setText("0");
-  if (prf_.bolFwdOnActivateForwarding() && !bAutoStart) {
-    checkAtOnce();
-  } else {
-    engine_.status().SetStatusToPreset();
-  }
-}
-
-// A refused check does not touch the status line, so the former text would stay there.
-void frmRelaybird::checkAtOnce() {
-  const DateTime lastPass = state().passStartTime;
-  const bool synchronizing = state().syncBusy;
-  engine_.schedule().ForwardTrigger();
-  if (synchronizing) {
-    engine_.status().showSynchronizing();
-  } else if (!state().syncBusy && state().passStartTime == lastPass) {
-    engine_.status().SetStatusToPreset();
-  }
-}
-
-void frmRelaybird::showRunning(bool running) {
-  cmdStop.setEnabled(running);
-  cmdStart.setEnabled(!running);
-  cmdForwardNow.setEnabled(!running && !state().testCycle);
-  mnuStop.setEnabled(running);
-  mnuStart.setEnabled(!running);
-  txtStatus.setText(running ? "Running" : "Stopped");
-  txtStatus.setBackColor(running ? kRunningGreen : kStoppedRed);
-  const Colour counters = running ? kLightGreen : kButtonFace;
-  txtMinToNextFwd.setBackColor(counters);
-  txtNumberForwarded.setBackColor(counters);
-}
-
-// The busy flag is cleared at once: a pass that is on the stack without it is a stopped one, and
-// ends after its current item.
-void frmRelaybird::StopForwarding() {
-  // The trace names the starting routine. Readers of traces know these lines; they stay.
-  world_.trace.trace("StartForwarding Entered before busy check");
-  state().m_bBusyFwd = false;
-  world_.trace.trace("StartForwarding Entered after busy check");
-  engine_.pass().stopAfterItem();
-  startTimer_->setEnabled(false);
-  state().forwardingOn = false;
-  txtRunningSince.setText("-");
-  engine_.schedule().stopCountdown();
-  showRunning(false);
-  engine_.status().ResetMinUntilCheckText();
-  // The time is that of switching on, or of the last test cycle.
-  log_.AddToLog("--- Forwarding turned OFF at " + world_.clock.toText(state().activationTime) +
-                " ---");
-  engine_.status().SetStatusToPreset();
 }
 
 bool frmRelaybird::confirmToSysTray() {

@@ -14,6 +14,7 @@
 #include "ui/forms/help_file.h"
 #include "ui/forms/main/attention.h"
 #include "ui/forms/main/forwarding_steps.h"
+#include "ui/forms/main/forwarding_switch.h"
 #include "ui/forms/main/mailbox_line.h"
 #include "ui/forms/main/main_controls.h"
 #include "ui/forms/main/outbox_menu.h"
@@ -23,7 +24,6 @@
 namespace relaybird {
 
 class frmAbout;
-class frmPrefs;
 class frmSetup;
 class modSystray;
 
@@ -80,17 +80,20 @@ class frmRelaybird : public MainControls {
   /// Switches forwarding on when all parts work and the user confirms the addresses. At start-up
   /// (`bAutoStart`) it asks nothing and makes no first check. While a stopped pass still runs, the
   /// start waits for its end.
-  void StartForwarding(bool bAutoStart = false);
+  void StartForwarding(bool bAutoStart = false) { switch_.start(bAutoStart); }
   /// Whether a start waits for the end of a pass.
-  bool startWaits() const { return startTimer_->enabled(); }
+  bool startWaits() const { return switch_.startWaits(); }
   /// Switches forwarding off, also when it is off. Cancels a start that waits.
-  void StopForwarding();
+  void StopForwarding() { switch_.stop(); }
   /// Makes one check while forwarding is off (TestCycle::run).
   bool testCycle() { return test_.run(); }
   /// Opens the dialog that sets up mail.
   void openSetup();
   /// Offers to open it if there is no mailbox yet.
   void offerSetup();
+  /// Asks for an address to forward to if there is none, and stores it. False if there is none
+  /// then.
+  bool addForwardAddress() { return switch_.addAddress(); }
   /// Drops all objects of the mail store, before another one is opened. Nothing may be running.
   void releaseStore();
   /// Another store has been opened, or none could be.
@@ -128,18 +131,6 @@ class frmRelaybird : public MainControls {
   bool probeComponents();
   void showFailure();
 
-  // Steps of switching on. One that fails has told the user why.
-  void startLater();
-  void startTimerTick();
-  bool openSession();
-  bool askForAddress();
-  bool storeSettings();
-  bool judge(int result);
-  bool confirmAddresses(bool bAutoStart);
-  void switchOn(bool bAutoStart);
-  void checkAtOnce();
-  void showRunning(bool running);
-
   const ProgramWorld& world_;
   ActivityLog& log_;
   std::unique_ptr<OtherForms> forms_;
@@ -154,7 +145,7 @@ class frmRelaybird : public MainControls {
   TestCycle test_;
   /// Held for as long as the window lives, so that the safe-item library stays loaded.
   std::shared_ptr<AutomationObject> utility_;
-  std::unique_ptr<Timer> startTimer_;  ///< runs while a start waits for the end of a pass
+  ForwardingSwitch switch_;
 };
 
 }  // namespace relaybird

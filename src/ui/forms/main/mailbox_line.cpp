@@ -4,31 +4,11 @@
 #include <algorithm>
 #include <vector>
 
+#include "mail/mail_in_words.h"
 #include "ui/forms/main/outbox_menu.h"
 #include "ui/forms/setup/mail_setup.h"
 
 namespace relaybird {
-
-std::string watchedText(const MailSettings& settings) {
-  if (settings.mailbox == MailboxKind::kMaildir) {
-    return "Watches the Maildir " + settings.maildir + ".";
-  }
-  const std::string folder =
-      settings.folder == "INBOX" ? "the inbox" : "the folder " + settings.folder;
-  return "Watches " + folder + " of " + settings.address + " at " + settings.imap.server.host + ".";
-}
-
-std::string deliveryText(const MailSettings& settings) {
-  switch (settings.delivery) {
-    case DeliveryKind::kSmtp:
-      return "Forwards leave by " + settings.smtp.server.host;
-    case DeliveryKind::kSendmail:
-      return "Forwards leave by the command " + settings.sendmail;
-    case DeliveryKind::kNone:
-      break;
-  }
-  return "Forwards stay in the outbox on this computer";
-}
 
 MailboxLine::MailboxLine(MainControls& window, const ProgramWorld& world, clsPref& prf)
     : window_(window), world_(world), prf_(prf) {}
@@ -36,12 +16,13 @@ MailboxLine::MailboxLine(MainControls& window, const ProgramWorld& world, clsPre
 // A Maildir in the usual place is watched even if nobody has set it up.
 void MailboxLine::read() {
   const auto file = world_.profiles.read(prf_.GetPrefIniFname());
-  const MailSettingsRead read = readMailSettings(*file, world_.setup.user());
+  const LocalIdentity user = world_.setup.user();
+  const MailSettingsRead read = readMailSettings(*file, user);
   const std::vector<std::string> found = world_.setup.foundMaildirs();
   noMailbox_ = !namesMailbox(*file) &&
                std::find(found.begin(), found.end(), read.settings.maildir) == found.end();
-  watched_ = noMailbox_ ? "No mailbox yet." : watchedText(read.settings);
-  delivery_ = deliveryText(read.settings);
+  watched_ = noMailbox_ ? "No mailbox yet." : watchedText(read.settings, user.homeFolder);
+  delivery_ = deliveryText(read.settings, user.homeFolder);
   const std::string closed = world_.setup.whyClosed();
   mistaken_ = !read.errors.empty() || !closed.empty();
   if (!read.errors.empty()) {
@@ -73,6 +54,10 @@ void MailboxLine::show() {
     window_.lblMailbox.setText(text);
   }
   window_.cmdSetUpMail.setVisible(noMailbox_ || mistaken_);
+  // Where forwards would wait is of no use to somebody who has no mail yet.
+  if (noMailbox_) {
+    window_.lblOutbox.setVisible(false);
+  }
 }
 
 }  // namespace relaybird

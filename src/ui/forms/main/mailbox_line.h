@@ -5,17 +5,11 @@
 
 #include <string>
 
-#include "mail/mail_settings.h"
 #include "prefs/cls_pref.h"
 #include "ui/forms/main/main_controls.h"
 #include "ui/forms/program_world.h"
 
 namespace relaybird {
-
-/// "Watches the inbox of ann@example.org at imap.example.org."
-std::string watchedText(const MailSettings& settings);
-/// "Forwards leave by smtp.example.org"
-std::string deliveryText(const MailSettings& settings);
 
 class MailboxLine {
  public:

@@ -1,41 +1,23 @@
 // SPDX-License-Identifier: MIT
-// Reactions of the set-up dialog. What its controls mean is in setup_transfer.h; here is when a
-// proposal is made, which controls apply, and the way of OK: check, keep the passwords, store the
-// settings, open the mailbox. The keyring and the test report later, so these ways are cut into
-// steps; Cancel forgets the reports that are still to come.
+// Reactions of the set-up dialog. What its controls mean is in setup_transfer.h, which of them
+// apply in setup_controls.h; here is when a proposal is made, and the way of OK: check, keep the
+// passwords, store the settings, open the mailbox. The keyring and the test report later, so these
+// ways are cut into steps; Cancel forgets the reports that are still to come.
 #include "ui/forms/setup/frm_setup.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
 
-#include "mail/mail_store.h"
-#include "mail/sign_in_source.h"
+#include "mail/mail_in_words.h"
 #include "platform/text/ascii_text.h"
-#include "ui/forms/main/outbox_menu.h"
+#include "ui/forms/setup/setup_secrets.h"
 
 namespace relaybird {
 
 namespace {
 
 constexpr const char* kTitle = "Set Up Mail";
-
-std::string nameOf(Security security) {
-  return security == Security::kTls        ? "TLS"
-         : security == Security::kStartTls ? "STARTTLS"
-                                           : "no encryption";
-}
-
-std::string serverText(const MailServer& server) {
-  return server.host + ", port " + std::to_string(server.port) + " (" + nameOf(server.security) +
-         ")";
-}
-
-// The secret is filed under these, so a kept password serves as long as they stay.
-bool sameSecretKey(const AccountSettings& a, const AccountSettings& b) {
-  return a.server.host == b.server.host && a.server.port == b.server.port && a.user == b.user &&
-         a.secret == b.secret;
-}
 
 bool sameSettings(const MailSettings& a, const MailSettings& b) {
   const auto all = mailSettingTexts(a);
@@ -46,22 +28,20 @@ bool sameSettings(const MailSettings& a, const MailSettings& b) {
                     });
 }
 
-// The providers that run mailboxes of other domains, by their names.
-std::vector<const MailProvider*> hosts() {
-  std::vector<const MailProvider*> found;
-  for (const MailProvider& provider : mailProviders()) {
-    if ((provider.traits & kOwnDomains) != 0) {
-      found.push_back(&provider);
-    }
-  }
-  return found;
+// Shows which entry of the list the field has: the last one stands for a text of the user's own.
+void followField(Control& list, const Control& field) {
+  const auto& all = list.list();
+  const auto at = std::find(all.begin(), all.end() - 1, std::string(trimmed(field.text())));
+  list.setValue(static_cast<int>(at - all.begin()));
 }
 
 }  // namespace
 
 frmSetup::frmSetup(const ProgramWorld& world, clsPref& prf, ActivityLog& log)
-    : world_(world), prf_(prf), log_(log), transfer_(*this) {
-  fillProviders();
+    : world_(world), prf_(prf), testMessage_(world, log), transfer_(*this) {
+  for (const std::string& entry : providers_.entries()) {
+    cmbHostedBy.addItem(entry);
+  }
   wire();
 }
 
@@ -75,13 +55,14 @@ void frmSetup::wire() {
   for (Control* option : {&opbAccount, &opbMaildir}) {
     option->onClick([this] {
       followMailbox();
+      showProvider();
       showWhatApplies();
     });
   }
   txtMailAddress.onChange([this] { propose(); });
   cmbHostedBy.onClick([this] { propose(); });
   cmbSignIn.onClick([this] {
-    showProvider(proposal_);
+    showProvider();
     showWhatApplies();
     showOnlineAccounts();
   });
@@ -99,22 +80,12 @@ void frmSetup::wire() {
     transfer_.securityChosen(cmbSmtpSecurity, txtSmtpPort, MailProtocol::kSmtp);
     showServers();
   });
-  for (Control* field : {&txtImapHost, &txtImapPort, &txtImapUser, &txtSmtpHost, &txtSmtpPort,
-                         &txtSmtpUser, &txtSendmail, &txtMaildir}) {
+  for (Control* field :
+       {&txtImapHost, &txtImapPort, &txtImapUser, &txtSmtpHost, &txtSmtpPort, &txtSmtpUser}) {
     field->onChange([this] { showServers(); });
   }
-  cmbFoundMaildir.onClick([this] {
-    const auto position = static_cast<std::size_t>(cmbFoundMaildir.value());
-    if (!filling_ && position < cmbFoundMaildir.list().size()) {
-      txtMaildir.setText(cmbFoundMaildir.list()[position]);
-    }
-  });
-  cmbFoundCommand.onClick([this] {
-    const auto position = static_cast<std::size_t>(cmbFoundCommand.value());
-    if (!filling_ && position < cmbFoundCommand.list().size()) {
-      txtSendmail.setText(cmbFoundCommand.list()[position]);
-    }
-  });
+  wireFound(cmbFoundMaildir, txtMaildir);
+  wireFound(cmbFoundCommand, txtSendmail);
   lnkProviderPage.onClick([this] {
     if (const auto shown = world_.folderViewer.browse(lnkProviderPage.text()); !shown) {
       fail("Could not open the page " + lnkProviderPage.text() + ":\r\n" + shown.error().text);
@@ -125,6 +96,24 @@ void frmSetup::wire() {
   cmdSendTest.onClick([this] { accept([this] { sendTest(); }); });
   cmdOK.onClick([this] { accept([this] { hide(); }); });
   cmdCancel.onClick([this] { cancel(); });
+}
+
+// Field and list follow each other, so that what is watched or run is always in the field.
+void frmSetup::wireFound(Control& list, Control& field) {
+  list.onClick([this, &list, &field] {
+    const auto position = static_cast<std::size_t>(list.value());
+    if (!filling_ && position + 1 < list.list().size()) {
+      field.setText(list.list()[position]);
+    }
+  });
+  field.onChange([this, &list, &field] {
+    if (!filling_) {
+      filling_ = true;
+      followField(list, field);
+      filling_ = false;
+    }
+    showServers();
+  });
 }
 
 // Until the user has chosen how forwards leave, the usual way of the mailbox is proposed. A Maildir
@@ -142,20 +131,14 @@ void frmSetup::followMailbox() {
   filling_ = false;
 }
 
-void frmSetup::fillProviders() {
-  cmbHostedBy.addItem("As the address says");
-  for (const MailProvider* provider : hosts()) {
-    cmbHostedBy.addItem(std::string(provider->name));
-  }
-}
-
+// What the file has counts, not what the program uses: an editor may have changed it since.
 void frmSetup::open(Form& owner) {
   if (visible()) {
     return;
   }
   const auto file = world_.profiles.read(prf_.GetPrefIniFname());
-  const LocalIdentity user = world_.setup.user();
-  MailSettingsRead read = readMailSettings(*file, user);
+  user_ = world_.setup.user();
+  MailSettingsRead read = readMailSettings(*file, user_);
   before_ = std::move(read.settings);
   // OK has to store and open then, even if nothing is changed: mistakes are shown as defaults.
   opened_ = opened_ && read.errors.empty() && world_.setup.whyClosed().empty();
@@ -169,7 +152,7 @@ void frmSetup::open(Form& owner) {
   filling_ = true;
   cmbHostedBy.setValue(0);
   transfer_.setOnlineAccounts({});
-  transfer_.fill(before_, user, known_);
+  transfer_.fill(before_, user_, known_);
   fillFound();
   forgetPasswords();
   filling_ = false;
@@ -180,6 +163,7 @@ void frmSetup::open(Form& owner) {
   showModal(owner);
 }
 
+// For a caller without a window, such as a script: a dialog that stayed open would block it.
 void frmSetup::acceptAndClose() {
   closesAfterWork_ = true;
   cmdOK.click();
@@ -207,135 +191,75 @@ void frmSetup::workIsOver() {
 
 // The first one that was found is proposed where none is set.
 void frmSetup::fillFound() {
-  const auto fill = [](Control& list, const std::vector<std::string>& found) {
+  const auto fill = [this](Control& list, const std::vector<std::string>& found,
+                           const char* other) {
     list.clearList();
     for (const std::string& each : found) {
-      list.addItem(each);
+      list.addItem(shownPath(each, user_.homeFolder));
     }
+    list.addItem(other);
   };
-  const auto choose = [](Control& list, const Control& field) {
-    const auto& all = list.list();
-    const auto at = std::find(all.begin(), all.end(), field.text());
-    list.setValue(at == all.end() ? -1 : static_cast<int>(at - all.begin()));
-  };
-  const std::vector<std::string> maildirs = world_.setup.foundMaildirs();
-  const std::vector<std::string> commands = world_.setup.foundCommands();
-  fill(cmbFoundMaildir, maildirs);
-  fill(cmbFoundCommand, commands);
-  if (!known_ && !maildirs.empty()) {
-    txtMaildir.setText(maildirs.front());
+  fill(cmbFoundMaildir, world_.setup.foundMaildirs(), "Another folder");
+  fill(cmbFoundCommand, world_.setup.foundCommands(), "Another command");
+  if (!known_ && cmbFoundMaildir.list().size() > 1) {
+    txtMaildir.setText(cmbFoundMaildir.list().front());
   }
-  if (txtSendmail.text().empty() && !commands.empty()) {
-    txtSendmail.setText(commands.front());
+  if (txtSendmail.text().empty() && cmbFoundCommand.list().size() > 1) {
+    txtSendmail.setText(cmbFoundCommand.list().front());
   }
-  choose(cmbFoundMaildir, txtMaildir);
-  choose(cmbFoundCommand, txtSendmail);
+  followField(cmbFoundMaildir, txtMaildir);
+  followField(cmbFoundCommand, txtSendmail);
 }
 
 void frmSetup::propose() {
   if (filling_) {
     return;
   }
-  const std::string address(trimmed(txtMailAddress.text()));
-  const std::vector<const MailProvider*> all = hosts();
-  const auto host = static_cast<std::size_t>(cmbHostedBy.value() - 1);
-  const Proposal byAddress = proposalFor(address);
-  proposal_ = host < all.size() && byAddress.kind != Proposal::Kind::kNoAddress
-                  ? proposalFrom(*all[host], address)
-                  : byAddress;
+  proposal_ = providers_.proposal(txtMailAddress.text(), cmbHostedBy.value());
   filling_ = true;
   transfer_.propose(proposal_);
   filling_ = false;
-  showProvider(proposal_);
+  showProvider();
   showWhatApplies();
   showOnlineAccounts();
 }
 
-void frmSetup::showProvider(const Proposal& proposal) {
-  std::string text;
-  if (proposal.kind == Proposal::Kind::kFound) {
-    text = proposal.provider + ": settings from the built-in list of " +
-           std::string(kProviderListDate) + ".";
-  }
-  for (const std::string& remark : proposal.remarks) {
-    text += (text.empty() ? "" : "\r\n") + remark;
-  }
+void frmSetup::showProvider() {
+  ProviderAdvice advice = ProviderChoice::advice(proposal_);
   if (!onlineNote_.empty() && cmbSignIn.value() == kByOnlineAccount) {
-    text += (text.empty() ? "" : "\r\n") + onlineNote_;
+    advice.more += (advice.more.empty() ? "" : "\r\n") + onlineNote_;
   }
-  lblProvider.setText(text);
-  lnkProviderPage.setText(proposal.page);
-  lblPassword.setText(proposal.signIn == ProviderSignIn::kAppPassword ? "App password:"
-                                                                      : "Password:");
+  if (opbMaildir.checked()) {
+    advice = {};
+    // Many servers refuse mail from an address that does not exist.
+    if (trimmed(txtMailAddress.text()).empty()) {
+      advice.first = "Without your address, forwards come from " + user_.userAtHost +
+                     ", which many servers refuse.";
+    }
+  }
+  lblProvider.setText(advice.first);
+  lnkProviderPage.setText(advice.page);
+  lblProviderMore.setText(advice.more);
+  lblPassword.setText(proposal_.signIn == ProviderSignIn::kAppPassword ? "App password:"
+                                                                       : "Password:");
 }
 
 void frmSetup::showWhatApplies() {
-  const bool account = opbAccount.checked();
-  const auto show = [](std::initializer_list<Control*> controls, bool visible) {
-    for (Control* control : controls) {
-      control->setVisible(visible);
-    }
-  };
-  const int signIn = cmbSignIn.value();
-  show({&lblSignIn, &cmbSignIn, &lblServers}, account);
-  show({&lblProvider}, account && !lblProvider.text().empty());
-  show({&lnkProviderPage}, account && !lnkProviderPage.text().empty());
-  show({&lblPassword, &txtPassword}, account && signIn == kByKeyring);
-  show({&lblSecretCommand, &txtSecretCommand},
-       account && (signIn == kByCommand || signIn == kByTokenCommand));
-  show({&lblOnlineAccount, &cmbOnlineAccount}, account && signIn == kByOnlineAccount);
-  show({&lblCredential, &txtCredential}, account && signIn == kByCredential);
-  show({&lblFoundMaildir, &cmbFoundMaildir}, !account && !cmbFoundMaildir.list().empty());
-  show({&lblMaildir, &txtMaildir}, !account);
-  for (Control* field :
-       {&cmbHostedBy, &txtImapHost, &txtImapPort, &cmbImapSecurity, &txtImapUser, &txtImapFolder}) {
-    field->setWhyDisabled("A Maildir on this computer needs no server.");
-    field->setEnabled(account);
-  }
-  const int delivery = cmbDelivery.value();
-  const bool smtp = delivery == kByAccount || delivery == kByOtherServer;
-  const bool ownSecret = delivery == kByOtherServer;
-  const int smtpSignIn = cmbSmtpSignIn.value();
-  show({&lblSmtpHost, &txtSmtpHost, &lblSmtpPort, &txtSmtpPort, &lblSmtpSecurity, &cmbSmtpSecurity,
-        &lblSmtpUser, &txtSmtpUser},
-       smtp);
-  show({&lblSmtpSignIn, &cmbSmtpSignIn}, ownSecret);
-  show({&lblSmtpPassword, &txtSmtpPassword}, ownSecret && smtpSignIn == kByKeyring);
-  show({&lblSmtpSecret, &txtSmtpSecret},
-       ownSecret && (smtpSignIn == kByCommand || smtpSignIn == kByTokenCommand));
-  show({&lblFoundCommand, &cmbFoundCommand},
-       delivery == kByLocalCommand && !cmbFoundCommand.list().empty());
-  show({&lblSendmail, &txtSendmail}, delivery == kByLocalCommand);
-  show({&chkKeepSentCopy}, account && smtp);
+  showApplying(ProviderChoice::offered(txtMailAddress.text()));
   showServers();
 }
 
 // Everybody who will be asked something is named before it is asked.
 void frmSetup::showServers() {
   const MailSettings settings = transfer_.settings();
-  const bool account = settings.mailbox == MailboxKind::kAccount;
-  std::string reading = "Mail is read from the Maildir " + settings.maildir;
-  if (account) {
-    reading = settings.imap.server.host.empty()
-                  ? "The server for reading mail is not known yet: enter it under Servers"
-                  : "Mail is read from " + serverText(settings.imap.server);
-  }
-  std::string sending = "forwards stay in the outbox on this computer";
-  if (settings.delivery == DeliveryKind::kSmtp) {
-    sending = settings.smtp.server.host.empty()
-                  ? "the server for sending is not known yet: enter it under Sending"
-                  : "forwards leave by " + serverText(settings.smtp.server);
-  } else if (settings.delivery == DeliveryKind::kSendmail) {
-    sending = "forwards leave by the command " + settings.sendmail;
-  }
-  const std::string text = reading + "; " + sending + ".";
-  lblServers.setText(text);
+  const std::string text = serversText(settings, user_.homeFolder);
+  const bool whole =
+      (settings.mailbox == MailboxKind::kMaildir || !settings.imap.server.host.empty()) &&
+      (settings.delivery != DeliveryKind::kSmtp || !settings.smtp.server.host.empty());
+  lblServers.setText(text + (whole ? " Test Account, under Test, tries both." : ""));
   lblTest.setText(text +
                   " Nothing is sent there before you press Test Account, Send a Test "
                   "Message or OK.");
-  lblSendTest.setText(
-      "A test message goes to the addresses that mail is forwarded to. The settings are stored "
-      "first.");
 }
 
 void frmSetup::showOnlineAccounts() {
@@ -354,11 +278,12 @@ void frmSetup::showOnlineAccounts() {
     }
     transfer_.setOnlineAccounts(list.accounts);
     transfer_.proposeOnlineAccount();
-    showProvider(proposal_);
+    showProvider();
     showWhatApplies();
   });
 }
 
+// Cancel stays enabled: a keyring may wait for a password that the user does not know.
 void frmSetup::setBusy(bool busy) {
   for (Control* button : {&cmdOK, &cmdTestAccount, &cmdSendTest}) {
     button->setWhyDisabled("Something is still going on.");
@@ -379,59 +304,23 @@ bool frmSetup::checked() {
     fail(mistakes.front().text);
     return false;
   }
-  return passwordsChecked(transfer_.settings());
+  return passwordsChecked();
 }
 
-bool frmSetup::passwordsChecked(const MailSettings& settings) {
-  const bool byPassword = settings.imap.secret != SecretSource::kTokenCommand &&
-                          settings.imap.secret != SecretSource::kOnlineAccount;
-  if (settings.mailbox == MailboxKind::kAccount && byPassword &&
-      proposal_.signIn == ProviderSignIn::kOauthOnly &&
-      settings.imap.server.host == proposal_.imap.host) {
-    tabSetup.setValue(kYourMailTab);
-    fail(proposal_.remarks.front());
+bool frmSetup::passwordsChecked() {
+  const TypedSecrets typed = typedSecrets(*this, proposal_);
+  const auto mistake =
+      secretMistake(transfer_.settings(), typed, proposal_, known_ ? &before_ : nullptr);
+  if (mistake) {
+    tabSetup.setValue(mistake->tab);
+    fail(mistake->text);
     return false;
   }
-  if (settings.mailbox == MailboxKind::kAccount && settings.imap.secret == SecretSource::kKeyring &&
-      txtPassword.text().empty() && !(known_ && sameSecretKey(settings.imap, before_.imap))) {
-    tabSetup.setValue(kYourMailTab);
-    fail("Enter the password. It is kept in the keyring, not in a file.");
-    return false;
-  }
-  const bool ownSmtpPassword = settings.delivery == DeliveryKind::kSmtp && settings.smtp.signIn &&
-                               settings.smtp.secret == SecretSource::kKeyring;
-  if (ownSmtpPassword && txtSmtpPassword.text().empty() &&
-      !(known_ && sameSecretKey(settings.smtp, before_.smtp))) {
-    tabSetup.setValue(kSendingTab);
-    fail("Enter the password of the server for sending. It is kept in the keyring, not in a file.");
-    return false;
-  }
-  const TypedSecrets typed = typedSecrets();
-  for (const Secret* each : {&typed.imap, &typed.smtp}) {
-    const std::string_view bytes = each->bytes();
-    if (!bytes.empty() && trimmed(bytes).size() != bytes.size() &&
-        world_.dialogs.messageBox(
-            {"The password begins or ends with a blank, which often is a slip in copying. Is it "
-             "meant so?",
-             kTitle, BoxButtons::kYesNo}) != BoxAnswer::kYes) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// App passwords of the provider are shown with blanks that do not belong to them. The provider may
-// be the one that runs the user's own domain, so it is taken from the proposal.
-TypedSecrets frmSetup::typedSecrets() const {
-  TypedSecrets typed;
-  if (cmbSignIn.value() == kByKeyring && opbAccount.checked()) {
-    const bool own = equalsAsciiCase(trimmed(txtImapHost.text()), proposal_.imap.host);
-    typed.imap = withoutGroups(Secret(txtPassword.text()), own ? proposal_.appPasswordLength : 0);
-  }
-  if (cmbDelivery.value() == kByOtherServer && cmbSmtpSignIn.value() == kByKeyring) {
-    typed.smtp = Secret(txtSmtpPassword.text());
-  }
-  return typed;
+  return !hasBlanksAround(typed) ||
+         world_.dialogs.messageBox(
+             {"The password begins or ends with a blank, which often is a slip in copying. Is it "
+              "meant so?",
+              kTitle, BoxButtons::kYesNo}) == BoxAnswer::kYes;
 }
 
 void frmSetup::accept(Step then) {
@@ -440,14 +329,7 @@ void frmSetup::accept(Step then) {
     return;
   }
   const MailSettings settings = transfer_.settings();
-  const TypedSecrets typed = typedSecrets();
-  std::vector<std::pair<AccountSettings, Secret>> passwords;
-  if (!typed.imap.empty()) {
-    passwords.emplace_back(settings.imap, typed.imap);
-  }
-  if (!typed.smtp.empty()) {
-    passwords.emplace_back(settings.smtp, typed.smtp);
-  }
+  auto passwords = passwordsToKeep(settings, typedSecrets(*this, proposal_));
   if (passwords.empty() && known_ && opened_ && sameSettings(settings, before_)) {
     stored_ = true;
     then();
@@ -483,12 +365,11 @@ void frmSetup::store(const Step& then) {
   const auto before = world_.profiles.read(name);
   const auto writer = world_.profiles.write(name);
   MailSettings settings = transfer_.settings();
-  const LocalIdentity user = world_.setup.user();
   // Whether mail is set up is read from the file, so the kind of the mailbox is always written.
   const bool written =
       writer->set(kMailSection, "store",
                   settings.mailbox == MailboxKind::kAccount ? "account" : "maildir") &&
-      writeMailSettings(*before, *writer, settings, user) && writer->commit();
+      writeMailSettings(*before, *writer, settings, user_) && writer->commit();
   if (!written) {
     fail("The settings could not be stored in " + name + ":\r\n" + writer->error());
     return;
@@ -506,6 +387,7 @@ void frmSetup::store(const Step& then) {
   then();
 }
 
+// Tests what the dialog shows, so that a mistake is found before it replaces settings that work.
 void frmSetup::testAccount() {
   if (!checked()) {
     return;
@@ -516,7 +398,8 @@ void frmSetup::testAccount() {
   working_ = true;
   cmdStopTest.setEnabled(true);
   world_.setup.test(
-      transfer_.settings(), typedSecrets(), [this](const TestLine& line) { addLine(line); },
+      transfer_.settings(), typedSecrets(*this, proposal_),
+      [this](const TestLine& line) { addLine(line); },
       [this](bool good) {
         setBusy(false);
         cmdStopTest.setEnabled(false);
@@ -534,14 +417,18 @@ void frmSetup::addLine(const TestLine& line) {
                   kMarks[static_cast<std::size_t>(line.kind)] + line.text);
 }
 
+std::vector<std::string> frmSetup::forwardAddresses() const {
+  std::vector<std::string> addresses = prf_.fields().mstrFwdToAddress;
+  std::erase(addresses, "");
+  return addresses;
+}
+
 // Mail goes to no address that the user has not confirmed.
 void frmSetup::sendTest() {
   tabSetup.setValue(kTestTab);
-  std::vector<std::string> addresses;
-  for (const std::string& address : prf_.fields().mstrFwdToAddress) {
-    if (!address.empty()) {
-      addresses.push_back(address);
-    }
+  std::vector<std::string> addresses = forwardAddresses();
+  if (addresses.empty() && onAddressMissing_()) {
+    addresses = forwardAddresses();
   }
   if (addresses.empty()) {
     fail("There is no address to forward to yet. Enter one in the settings (Edit, Settings...).");
@@ -551,69 +438,27 @@ void frmSetup::sendTest() {
   for (const std::string& address : addresses) {
     question += "\r\n" + address;
   }
-  if (world_.dialogs.messageBox({question + "\r\n\r\nSend it now?", kTitle, BoxButtons::kYesNo}) ==
+  if (world_.dialogs.messageBox({question + "\r\n\r\nSend it now?", kTitle, BoxButtons::kYesNo}) !=
       BoxAnswer::kYes) {
-    sendTestTo(addresses);
+    return;
   }
+  working_ = testMessage_.send(
+      addresses, [this](const TestLine& line) { addLine(line); },
+      [this] {
+        setBusy(false);
+        workIsOver();
+      });
+  setBusy(working_);
 }
 
-// The message takes the way of every forward: through the outbox.
-void frmSetup::sendTestTo(const std::vector<std::string>& addresses) {
-  try {
-    const auto application = createAs<Application>(world_.objects, prog_id::kApplication);
-    const auto item = required(application->CreateItem(kMailItemKind), "message");
-    item->Subject("Test message from Relaybird");
-    item->Body(
-        "This message shows that Relaybird can send mail to this address.\r\n"
-        "Mail that passes your rules will come the same way.\r\n");
-    const auto recipients = required(item->Recipients(), "recipients");
-    for (const std::string& address : addresses) {
-      recipients->Add(address);
-    }
-    if (!recipients->ResolveAll()) {
-      addLine({TestLine::Kind::kProblem,
-               "An address to forward to is not a valid one. Correct it "
-               "in the settings."});
-      return;
-    }
-    const OutgoingState before = world_.outgoing.state();
-    item->send();
-    log_.AddToLog(world_.clock.toText(world_.clock.now()) + "--> Test message stored for " +
-                  std::to_string(addresses.size()) +
-                  (addresses.size() == 1 ? " address." : " addresses."));
-    addLine({TestLine::Kind::kGood, "The test message is in the outbox."});
-    if (!before.delivers) {
-      addLine({TestLine::Kind::kProblem, joinSentences(holdReasons(before))});
-      return;
-    }
-    working_ = true;
-    setBusy(true);
-    world_.outgoing.tryAgain([this, before, alive = std::weak_ptr(alive_)] {
-      if (alive.expired()) {
-        return;
-      }
-      setBusy(false);
-      const OutgoingState after = world_.outgoing.state();
-      const bool good = !hasProblem(before, after) && world_.outgoing.waiting() == 0;
-      addLine(
-          {good ? TestLine::Kind::kGood : TestLine::Kind::kProblem,
-           outcomeOf(before, after, world_.outgoing.waiting()) +
-               (good ? " Look at the phone or the mailbox that it went to." : " See the log.")});
-      workIsOver();
-    });
-  } catch (const MailStoreError& error) {
-    working_ = false;
-    setBusy(false);
-    addLine({TestLine::Kind::kProblem,
-             std::string("The test message could not be sent: ") + error.what()});
-  }
-}
-
+// A form lives as long as the program, so its fields would keep them.
 void frmSetup::forgetPasswords() {
   txtPassword.setText("");
   txtSmtpPassword.setText("");
 }
 
+// A test or a question of the keyring may still be going on; its report must not reach the next
+// dialog.
 void frmSetup::cancel() {
   world_.setup.forgetReports();
   world_.setup.stopTest();

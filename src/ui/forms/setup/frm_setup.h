@@ -5,7 +5,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,8 +12,10 @@
 #include "prefs/cls_pref.h"
 #include "ui/forms/program_world.h"
 #include "ui/forms/setup/mail_setup.h"
+#include "ui/forms/setup/provider_choice.h"
 #include "ui/forms/setup/setup_controls.h"
 #include "ui/forms/setup/setup_transfer.h"
+#include "ui/forms/setup/test_message.h"
 
 namespace relaybird {
 
@@ -27,6 +28,10 @@ class frmSetup : public SetupControls {
   /// Called after the settings were stored: makes the program work with them. The error is a
   /// sentence for the user.
   void onStored(std::function<Result<void>()> reaction) { onStored_ = std::move(reaction); }
+
+  /// Called when a test message has nobody to go to: asks the user for an address to forward to and
+  /// stores it. False if there is none afterwards.
+  void onAddressMissing(std::function<bool()> reaction) { onAddressMissing_ = std::move(reaction); }
 
   /// Shows the stored settings in front of the owner.
   void open(Form& owner);
@@ -49,25 +54,24 @@ class frmSetup : public SetupControls {
   using Step = std::function<void()>;
 
   void wire();
+  void wireFound(Control& list, Control& field);
   void fillFound();
   void followMailbox();
-  void fillProviders();
   void propose();
-  void showProvider(const Proposal& proposal);
+  void showProvider();
   void showWhatApplies();
   void showServers();
   void showOnlineAccounts();
   void setBusy(bool busy);
   bool checked();
-  bool passwordsChecked(const MailSettings& settings);
-  TypedSecrets typedSecrets() const;
+  bool passwordsChecked();
   void accept(Step then);
   void keepPasswords(std::vector<std::pair<AccountSettings, Secret>> passwords, Step then);
   void store(const Step& then);
   void testAccount();
   void addLine(const TestLine& line);
+  std::vector<std::string> forwardAddresses() const;
   void sendTest();
-  void sendTestTo(const std::vector<std::string>& addresses);
   void workIsOver();
   void cancel();
   void forgetPasswords();
@@ -75,8 +79,10 @@ class frmSetup : public SetupControls {
 
   const ProgramWorld& world_;
   clsPref& prf_;
-  ActivityLog& log_;
+  TestMessage testMessage_;
+  ProviderChoice providers_;
   SetupTransfer transfer_;
+  LocalIdentity user_;
   Proposal proposal_;
   std::string onlineNote_;  ///< why there are no online accounts
   bool filling_ = false;
@@ -88,7 +94,7 @@ class frmSetup : public SetupControls {
   bool opened_ = true;   ///< the mailbox of the stored settings could be opened
   bool known_ = false;   ///< whether mail was set up before
   std::function<Result<void>()> onStored_ = [] { return Result<void>(); };
-  std::shared_ptr<int> alive_ = std::make_shared<int>();
+  std::function<bool()> onAddressMissing_ = [] { return false; };
 };
 
 }  // namespace relaybird

@@ -1,9 +1,22 @@
 // SPDX-License-Identifier: MIT
+// Which controls apply follows from what the controls show, and from nothing else: the function can
+// be called after any change, and console and window hide the same.
 #include "ui/forms/setup/setup_controls.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 namespace relaybird {
+
+namespace {
+
+void showAll(std::initializer_list<Control*> controls, bool visible) {
+  for (Control* control : controls) {
+    control->setVisible(visible);
+  }
+}
+
+}  // namespace
 
 SetupControls::SetupControls() : Form("frmSetup", "Set Up Mail") {
   placeOnTabs();
@@ -19,6 +32,7 @@ SetupControls::SetupControls() : Form("frmSetup", "Set Up Mail") {
     asking->setAsks();
   }
   setDefaultButton(cmdOK);
+  // Escape closes the dialog everywhere; users of many programs expect this one too.
   cmdCancel.setShortcut("Ctrl+W");
   cmdStopTest.setEnabled(false);
   cmdStopTest.setWhyDisabled("No test is running.");
@@ -36,7 +50,7 @@ void SetupControls::placeOnTabs() {
     }
   };
   placeFrom(lblWhere, kYourMailTab);
-  placeFrom(lblHostedBy, kServersTab);
+  placeFrom(lblImapServer, kServersTab);
   placeFrom(lblDelivery, kSendingTab);
   placeFrom(lblTest, kTestTab);
 }
@@ -55,6 +69,7 @@ void SetupControls::fillLists() {
                           "A command that prints an OAuth 2 token", "Nothing: no sign-in"}) {
     cmbSmtpSignIn.addItem(way);
   }
+  // The account first: it needs no further answer.
   for (const char* way :
        {"The account's own server (SMTP)", "Another server (SMTP)",
         "A command on this computer, like sendmail", "Nothing: they stay in the outbox"}) {
@@ -64,6 +79,53 @@ void SetupControls::fillLists() {
     list->addItem("TLS");
     list->addItem("STARTTLS");
   }
+}
+
+void SetupControls::showApplying(bool choosesProvider) {
+  showSignIn(choosesProvider);
+  showDelivery();
+}
+
+// Controls that do not apply are hidden, except for a whole tab: an empty one looks broken.
+void SetupControls::showSignIn(bool choosesProvider) {
+  const bool account = opbAccount.checked();
+  const int signIn = cmbSignIn.value();
+  showAll({&lblSignIn, &cmbSignIn}, account);
+  showAll({&lblProvider}, !lblProvider.text().empty());
+  showAll({&lnkProviderPage}, !lnkProviderPage.text().empty());
+  showAll({&lblProviderMore}, !lblProviderMore.text().empty());
+  showAll({&lblHostedBy, &cmbHostedBy}, account && choosesProvider);
+  showAll({&lblPassword, &txtPassword}, account && signIn == kByKeyring);
+  showAll({&lblSecretCommand, &txtSecretCommand},
+          account && (signIn == kByCommand || signIn == kByTokenCommand));
+  showAll({&lblOnlineAccount, &cmbOnlineAccount}, account && signIn == kByOnlineAccount);
+  showAll({&lblCredential, &txtCredential}, account && signIn == kByCredential);
+  // The last entry stands for one that was not found.
+  showAll({&lblFoundMaildir, &cmbFoundMaildir}, !account && cmbFoundMaildir.list().size() > 1);
+  showAll({&lblMaildir, &txtMaildir}, !account);
+  for (Control* field :
+       {&txtImapHost, &txtImapPort, &cmbImapSecurity, &txtImapUser, &txtImapFolder}) {
+    field->setWhyDisabled("A Maildir on this computer needs no server.");
+    field->setEnabled(account);
+  }
+}
+
+void SetupControls::showDelivery() {
+  const int delivery = cmbDelivery.value();
+  const bool smtp = delivery == kByAccount || delivery == kByOtherServer;
+  const bool ownSecret = delivery == kByOtherServer;
+  const int signIn = cmbSmtpSignIn.value();
+  showAll({&lblSmtpHost, &txtSmtpHost, &lblSmtpPort, &txtSmtpPort, &lblSmtpSecurity,
+           &cmbSmtpSecurity, &lblSmtpUser, &txtSmtpUser},
+          smtp);
+  showAll({&lblSmtpSignIn, &cmbSmtpSignIn}, ownSecret);
+  showAll({&lblSmtpPassword, &txtSmtpPassword}, ownSecret && signIn == kByKeyring);
+  showAll({&lblSmtpSecret, &txtSmtpSecret},
+          ownSecret && (signIn == kByCommand || signIn == kByTokenCommand));
+  showAll({&lblFoundCommand, &cmbFoundCommand},
+          delivery == kByLocalCommand && cmbFoundCommand.list().size() > 1);
+  showAll({&lblSendmail, &txtSendmail}, delivery == kByLocalCommand);
+  showAll({&chkKeepSentCopy}, opbAccount.checked() && smtp);
 }
 
 }  // namespace relaybird

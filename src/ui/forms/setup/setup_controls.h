@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The controls of the set-up dialog, in the order of the window.
+// The controls of the set-up dialog, in the order of the window, and which of them apply.
 #pragma once
 
 #include "ui/forms/model/form.h"
@@ -39,9 +39,14 @@ class SetupControls : public Form {
   Control txtMailAddress{*this, ControlKind::kTextBox, "txtMailAddress"};
   Control lblName{*this, ControlKind::kLabel, "lblName", "Your name:"};
   Control txtMailName{*this, ControlKind::kTextBox, "txtMailName"};
-  /// What is known about the provider, and what to do first.
+  /// What to do first for mail at this provider; it continues with the page.
   Control lblProvider{*this, ControlKind::kLabel, "lblProvider"};
   Control lnkProviderPage{*this, ControlKind::kLink, "lnkProviderPage"};
+  /// What else is known about the provider.
+  Control lblProviderMore{*this, ControlKind::kLabel, "lblProviderMore"};
+  /// Only for an address whose provider is not known.
+  Control lblHostedBy{*this, ControlKind::kLabel, "lblHostedBy", "Provider:"};
+  Control cmbHostedBy{*this, ControlKind::kComboBox, "cmbHostedBy"};
   Control lblSignIn{*this, ControlKind::kLabel, "lblSignIn", "Sign in with:"};
   Control cmbSignIn{*this, ControlKind::kComboBox, "cmbSignIn"};
   Control lblPassword{*this, ControlKind::kLabel, "lblPassword", "Password:"};
@@ -60,9 +65,6 @@ class SetupControls : public Form {
   Control lblServers{*this, ControlKind::kLabel, "lblServers"};
 
   // Servers.
-  Control lblHostedBy{*this, ControlKind::kLabel, "lblHostedBy",
-                      "Provider of an address with a domain of your own:"};
-  Control cmbHostedBy{*this, ControlKind::kComboBox, "cmbHostedBy"};
   Control lblImapServer{*this, ControlKind::kLabel, "lblImapServer", "Reading mail (IMAP)"};
   Control lblImapHost{*this, ControlKind::kLabel, "lblImapHost", "Server:"};
   Control txtImapHost{*this, ControlKind::kTextBox, "txtImapHost"};
@@ -113,13 +115,22 @@ class SetupControls : public Form {
   Control lblTestLines{*this, ControlKind::kLabel, "lblTestLines", "Result:"};
   /// A line for each step.
   Control txtTest{*this, ControlKind::kTextBox, "txtTest"};
-  Control lblSendTest{*this, ControlKind::kLabel, "lblSendTest"};
+  Control lblSendTest{
+      *this, ControlKind::kLabel, "lblSendTest",
+      "A test message goes to the addresses that mail is forwarded to. The settings "
+      "are stored first."};
   Control cmdSendTest{*this, ControlKind::kButton, "cmdSendTest", "&Send a Test Message"};
 
   Control cmdOK{*this, ControlKind::kButton, "cmdOK", "OK"};
   Control cmdCancel{*this, ControlKind::kButton, "cmdCancel", "Cancel"};
 
+  /// Shows the controls that apply to what is chosen now, and hides the others. `choosesProvider`
+  /// says whether the user can name the provider of the address.
+  void showApplying(bool choosesProvider);
+
  private:
+  void showSignIn(bool choosesProvider);
+  void showDelivery();
   void placeOnTabs();
   void fillLists();
 };

@@ -6,6 +6,8 @@
 #include <charconv>
 #include <utility>
 
+#include "mail/mail_in_words.h"
+#include "mail/mail_settings_check.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -125,13 +127,13 @@ void SetupTransfer::fill(const MailSettings& settings, const LocalIdentity& user
   // The address that stands for "none" is that of the user on this computer.
   w.txtMailAddress.setText(settings.address == user.userAtHost ? "" : settings.address);
   w.txtMailName.setText(settings.name);
-  w.txtMaildir.setText(settings.maildir);
-  w.txtAddressBook.setText(settings.addressBook);
+  w.txtMaildir.setText(shownPath(settings.maildir, user.homeFolder));
+  w.txtAddressBook.setText(shownPath(settings.addressBook, user.homeFolder));
   fillServer(settings.imap);
   w.txtImapFolder.setText(settings.folder);
-  w.txtCaFile.setText(settings.imap.server.caFile);
+  w.txtCaFile.setText(shownPath(settings.imap.server.caFile, user.homeFolder));
   w.cmbSignIn.setValue(positionOf(settings.imap.secret));
-  w.txtSecretCommand.setText(settings.imap.secretCommand);
+  w.txtSecretCommand.setText(shownPath(settings.imap.secretCommand, user.homeFolder));
   w.txtCredential.setText(settings.imap.secret == SecretSource::kCredential
                               ? settings.imap.secretName
                               : "relaybird.imap");
@@ -147,8 +149,8 @@ void SetupTransfer::fill(const MailSettings& settings, const LocalIdentity& user
              : foreign             ? kSmtpAsInFile
              : own                 ? positionOf(settings.smtp.secret)
                                    : static_cast<int>(kByKeyring));
-  w.txtSmtpSecret.setText(settings.smtp.secretCommand);
-  w.txtSendmail.setText(settings.sendmail);
+  w.txtSmtpSecret.setText(shownPath(settings.smtp.secretCommand, user.homeFolder));
+  w.txtSendmail.setText(shownPath(settings.sendmail, user.homeFolder));
   w.chkKeepSentCopy.setValue(settings.keepSentCopy ? 1 : 0);
   int delivery = kByNothing;
   if (!known || (settings.delivery == DeliveryKind::kSmtp && account && !own)) {
@@ -176,6 +178,11 @@ void SetupTransfer::fillServer(const AccountSettings& account) {
   (imap ? w.txtImapUser : w.txtSmtpUser).setText(known ? account.user : "");
 }
 
+// What the test and the store are given is absolute, as in settings that were read from the file.
+std::string SetupTransfer::pathIn(const Control& field) const {
+  return absolutePath(textIn(field), user_.homeFolder);
+}
+
 void SetupTransfer::readServer(AccountSettings& account) const {
   const SetupControls& w = window_;
   const bool imap = account.server.protocol == MailProtocol::kImap;
@@ -184,7 +191,7 @@ void SetupTransfer::readServer(AccountSettings& account) const {
   account.server.port = portOf((imap ? w.txtImapPort : w.txtSmtpPort).text());
   // The field shows the file of the server for reading. One of its own for sending stays until the
   // field is changed.
-  const std::string caFile = textIn(w.txtCaFile);
+  const std::string caFile = pathIn(w.txtCaFile);
   if (imap || account.server.host.empty() || former_.smtp.server.host.empty() ||
       caFile != former_.imap.server.caFile) {
     account.server.caFile = caFile;
@@ -192,10 +199,12 @@ void SetupTransfer::readServer(AccountSettings& account) const {
   account.user = textIn(imap ? w.txtImapUser : w.txtSmtpUser);
 }
 
+// The file may name an online account by its address, which people can read. A choice of the same
+// account keeps that.
 void SetupTransfer::readImapSecret(AccountSettings& imap) const {
   const SetupControls& w = window_;
   imap.secret = secretAt(w.cmbSignIn.value());
-  imap.secretCommand = textIn(w.txtSecretCommand);
+  imap.secretCommand = expandedCommand(textIn(w.txtSecretCommand), user_.homeFolder);
   bool token = imap.secret == SecretSource::kTokenCommand;
   if (imap.secret == SecretSource::kOnlineAccount) {
     if (const OnlineAccount* account = onlineAccount()) {
@@ -213,6 +222,7 @@ void SetupTransfer::readImapSecret(AccountSettings& imap) const {
   imap.signIn = methodFor(token, imap.signIn);
 }
 
+// With the account's own server, the sign-in is that of the account in every respect but the name.
 void SetupTransfer::readSmtpSecret(MailSettings& result) const {
   const SetupControls& w = window_;
   AccountSettings& smtp = result.smtp;
@@ -227,7 +237,7 @@ void SetupTransfer::readSmtpSecret(MailSettings& result) const {
     smtp.signIn.reset();
   } else if (way != kSmtpAsInFile) {
     smtp.secret = secretAt(way);
-    smtp.secretCommand = textIn(w.txtSmtpSecret);
+    smtp.secretCommand = expandedCommand(textIn(w.txtSmtpSecret), user_.homeFolder);
     smtp.secretName.clear();
     smtp.signIn = methodFor(smtp.secret == SecretSource::kTokenCommand, smtp.signIn);
   }
@@ -237,7 +247,9 @@ void SetupTransfer::readDelivery(MailSettings& result) const {
   const SetupControls& w = window_;
   const int way = w.cmbDelivery.value();
   // A command that was only found is not stored.
-  result.sendmail = way == kByLocalCommand ? textIn(w.txtSendmail) : former_.sendmail;
+  result.sendmail = way == kByLocalCommand
+                        ? expandedCommand(textIn(w.txtSendmail), user_.homeFolder)
+                        : former_.sendmail;
   result.delivery = way == kByLocalCommand ? DeliveryKind::kSendmail
                     : way == kByNothing    ? DeliveryKind::kNone
                                            : DeliveryKind::kSmtp;
@@ -255,9 +267,9 @@ MailSettings SetupTransfer::settings() const {
   const std::string address = textIn(w.txtMailAddress);
   result.address = address.empty() ? user_.userAtHost : address;
   result.name = textIn(w.txtMailName);
-  result.addressBook = textIn(w.txtAddressBook);
+  result.addressBook = pathIn(w.txtAddressBook);
   if (result.mailbox == MailboxKind::kMaildir) {
-    result.maildir = textIn(w.txtMaildir);
+    result.maildir = pathIn(w.txtMaildir);
   } else {
     readServer(result.imap);
     readImapSecret(result.imap);
@@ -268,6 +280,8 @@ MailSettings SetupTransfer::settings() const {
   return result;
 }
 
+// In the order of the tabs, so that the first one is where a reader would begin. The checks of the
+// file come last: their sentences name keys, which the dialog does not show.
 std::vector<SetupMistake> SetupTransfer::mistakes() const {
   const MailSettings s = settings();
   std::vector<SetupMistake> found;
@@ -385,6 +399,7 @@ void SetupTransfer::propose(const Proposal& proposal) {
   }
 }
 
+// The only one there is, is chosen; of several none, because each is another mailbox.
 void SetupTransfer::setOnlineAccounts(std::vector<OnlineAccount> accounts) {
   accounts_ = std::move(accounts);
   std::vector<std::string> entries;
@@ -404,6 +419,7 @@ const OnlineAccount* SetupTransfer::onlineAccount() const {
   return position < accounts_.size() ? &accounts_[position] : nullptr;
 }
 
+// The desktop knows address and servers of its accounts, and these win over the built-in list.
 void SetupTransfer::proposeOnlineAccount() {
   const OnlineAccount* account = onlineAccount();
   if (account == nullptr) {

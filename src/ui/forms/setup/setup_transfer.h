@@ -50,6 +50,7 @@ class SetupTransfer {
   void choose(Control& list, int position);
   void offerServer(const MailServer& server, const std::string& user);
   void fillServer(const AccountSettings& account);
+  std::string pathIn(const Control& field) const;
   void readServer(AccountSettings& account) const;
   void readImapSecret(AccountSettings& imap) const;
   void readDelivery(MailSettings& result) const;

@@ -171,6 +171,11 @@ class HelpKey(DesktopCase):
         self.help_from(main, "Welcome to Relaybird")
         self.help_from(self.open_log(), "The activity log")
         main.activate()
+        main.choose("Edit", "Set Up Mail...")
+        setup = self.program.window("Set Up Mail")
+        self.help_from(setup, "Setting up mail")
+        self.desktop.keys("Escape")
+        setup.wait_gone()
         main.choose("Help", "About...")
         self.help_from(self.program.window("About Relaybird"), "About and licence")
 

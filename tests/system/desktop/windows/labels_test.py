@@ -167,7 +167,6 @@ WINDOWS = {
         *field("Encryption:", "combo box"),
         *field("User name:"),
         *field("Folder to watch:"),
-        *field("Provider of an address with a domain of your own:", "combo box"),
         *field("Certificate file (only for a server with a certificate...")),
     "set-up, Sending": set_up(
         "Sending",

@@ -37,9 +37,38 @@ class SetUp(DesktopCase):
         self.choose_in_list(setup, "Forwards leave by:", "Nothing: they stay in the outbox")
         setup.find("OK", "push button").click()
         setup.wait_gone()
-        self.assertEqual({"store": "maildir", "maildir": "~/Mail"}, self.mail_section())
-        self.wait_for_line(f"Watches the Maildir {self.home.folder}/Mail. Forwards stay in the outbox")
+        self.assertEqual({"store": "maildir", "maildir": f"{self.home.folder}/Mail"},
+                         self.mail_section())
+        self.wait_for_line("Watches the Maildir ~/Mail. Forwards stay in the outbox")
         self.assertEqual([], self.program.window(MAIN).find_all("Set up mail...", "push button"))
+        self.leave()
+
+    def test_a_maildir_is_set_up_without_a_mouse(self):
+        shutil.move(self.home.maildir, self.home.folder / "Mail")
+        self.start()
+        self.desktop.keys("alt+u")
+        setup = self.program.window("Set Up Mail")
+        self.desktop.keys("alt+m")
+        setup.find("A Maildir on this computer", "radio button").wait_for_state("checked")
+        for name, text in (("Your e-mail address:", "ann@example.org"), ("Your name:", "Ann"),
+                           ("Folder:", "~/Mail")):
+            self.desktop.keys("Tab")
+            field = setup.find(name, "text")
+            field.wait_for_state("focused")
+            self.desktop.keys("ctrl+a")
+            self.desktop.type(text)
+            field.wait_for_text(text)
+        for tab in ("Servers", "Sending", "Test"):
+            self.desktop.keys("ctrl+Next")
+            setup.find(tab, "page tab").wait_for_state("selected")
+        self.desktop.keys("alt+t")
+        self.wait_until("the step of the Maildir",
+                        lambda: "~/Mail was opened" in setup.find("Result:", "text").text)
+        self.wait_until("OK", lambda: setup.find("OK", "push button").has("sensitive"))
+        self.desktop.keys("Return")
+        setup.wait_gone()
+        self.assertEqual(f"{self.home.folder}/Mail", self.mail_section()["maildir"])
+        self.assertEqual("ann@example.org", self.mail_section()["address"])
         self.leave()
 
     def test_a_start_without_a_mailbox_offers_it(self):
@@ -68,7 +97,7 @@ class SetUp(DesktopCase):
         self.choose_in_list(setup, "Forwards leave by:", "Nothing: they stay in the outbox")
         setup.find("OK", "push button").click()
         setup.wait_gone()
-        self.wait_for_line(f"Watches the Maildir {self.home.maildir}. Forwards stay in the outbox")
+        self.wait_for_line("Watches the Maildir ~/Maildir. Forwards stay in the outbox")
         self.assertEqual("993", self.mail_section()["imap_port"])
         self.leave()
 

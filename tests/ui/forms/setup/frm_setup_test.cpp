@@ -106,7 +106,7 @@ TEST_F(Setup, AGuessIsSaidButNotFilledIn) {
   type("txtMailAddress", "ann@firm.example");
   EXPECT_EQ(in("txtImapHost"), "");
   EXPECT_EQ(in("txtSmtpHost"), "");
-  EXPECT_THAT(in("lblProvider"), HasSubstr("a guess is imap.firm.example"));
+  EXPECT_THAT(in("lblProvider"), HasSubstr("usual names are imap.firm.example"));
 }
 
 TEST_F(Setup, AProviderWithoutPasswordsLeadsToTheOnlineAccounts) {
@@ -117,7 +117,7 @@ TEST_F(Setup, AProviderWithoutPasswordsLeadsToTheOnlineAccounts) {
   EXPECT_THAT(in("lblProvider"), HasSubstr("accepts no password"));
   ASSERT_TRUE(setup_.onAccounts);
   setup_.onAccounts({{}, {}});
-  EXPECT_THAT(in("lblProvider"), HasSubstr("The desktop has no online account with mail"));
+  EXPECT_THAT(in("lblProviderMore"), HasSubstr("The desktop has no online account with mail"));
   at("cmbSignIn").setValue(kByKeyring);
   type("txtPassword", "secret");
   press("cmdOK");
@@ -132,7 +132,7 @@ TEST_F(Setup, AnotherAddressLeavesTheOnlineAccountsAgain) {
   type("txtMailAddress", "ann@firm.example");
   EXPECT_EQ(at("cmbSignIn").value(), kByKeyring);
   EXPECT_TRUE(at("txtPassword").visible());
-  EXPECT_EQ(in("lblProvider").find("online account"), std::string::npos);
+  EXPECT_EQ((in("lblProvider") + in("lblProviderMore")).find("online account"), std::string::npos);
 }
 
 TEST_F(Setup, AStoredWayToSignInStaysWhateverTheAddress) {
@@ -179,6 +179,58 @@ TEST_F(Setup, AnOwnDomainTakesTheServersOfTheProviderThatIsChosen) {
   at("cmbHostedBy").setValue(static_cast<int>(fastmail - list.begin()));
   EXPECT_EQ(in("txtImapHost"), "imap.fastmail.com");
   EXPECT_EQ(in("txtImapUser"), "ann@firm.example");
+}
+
+TEST_F(Setup, TheProviderIsAskedForOnlyWhereItIsNotKnown) {
+  open();
+  EXPECT_FALSE(at("cmbHostedBy").visible());
+  type("txtMailAddress", "ann@firm.example");
+  EXPECT_TRUE(at("cmbHostedBy").visible());
+  type("txtMailAddress", "ann@gmail.com");
+  EXPECT_FALSE(at("cmbHostedBy").visible());
+  EXPECT_EQ(in("txtImapHost"), "imap.gmail.com");
+}
+
+TEST_F(Setup, TheUsualNamesOfServersAreTakenWhenTheUserSaysSo) {
+  open();
+  type("txtMailAddress", "ann@firm.example");
+  at("cmbHostedBy").setValue(1);
+  EXPECT_EQ(in("txtImapHost"), "imap.firm.example");
+  EXPECT_EQ(in("txtSmtpHost"), "smtp.firm.example");
+  EXPECT_THAT(in("lblProvider"), HasSubstr("are a guess"));
+  EXPECT_THAT(in("lblServers"), HasSubstr("imap.firm.example, port 993 (TLS)"));
+  type("txtMailAddress", "ann@gmx.de");
+  EXPECT_EQ(in("txtImapHost"), "imap.gmx.net") << "the choice was for another address";
+}
+
+// The test of the account gets what the file would say.
+TEST_F(Setup, AFolderThatIsTypedWithATildeIsTestedByItsWholePath) {
+  open();
+  at("opbMaildir").click();
+  type("txtMaildir", "~/Mail/");
+  type("txtAddressBook", "~/people.vcf");
+  at("cmbDelivery").setValue(kByLocalCommand);
+  type("txtSendmail", "~/bin/send --now");
+  press("cmdTestAccount");
+  EXPECT_EQ(setup_.tested.maildir, "/home/ann/Mail");
+  EXPECT_EQ(setup_.tested.addressBook, "/home/ann/people.vcf");
+  EXPECT_EQ(setup_.tested.sendmail, "/home/ann/bin/send --now");
+  EXPECT_THAT(in("lblTest"),
+              HasSubstr("the Maildir ~/Mail; forwards leave by the command ~/bin/send"));
+}
+
+TEST_F(Setup, PathsInTheHomeFolderAreShownShort) {
+  mail("maildir=/home/ann/Mail\nsendmail=~/bin/send\naddress_book=/home/anna/people.vcf\n");
+  main();
+  EXPECT_THAT(text("lblMailbox"),
+              HasSubstr("Watches the Maildir ~/Mail. Forwards leave by the command ~/bin/send"));
+  open();
+  EXPECT_EQ(in("txtMaildir"), "~/Mail");
+  EXPECT_EQ(in("txtSendmail"), "~/bin/send");
+  EXPECT_EQ(in("txtAddressBook"), "/home/anna/people.vcf") << "another user's home folder";
+  press("cmdOK");
+  EXPECT_EQ(setup_.reopened, 0) << "nothing has changed";
+  EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("maildir=/home/ann/Mail\nsendmail=~/bin/send\n"));
 }
 
 TEST_F(Setup, ThereIsNoConnectionWithoutEncryptionToChoose) {
@@ -315,14 +367,20 @@ TEST_F(Setup, AMaildirThatWasFoundIsOffered) {
   open();
   at("opbMaildir").click();
   EXPECT_FALSE(at("txtPassword").visible());
-  EXPECT_EQ(in("txtMaildir"), "/home/ann/Mail/INBOX");
+  EXPECT_EQ(in("txtMaildir"), "~/Mail/INBOX");
   at("cmbFoundMaildir").setValue(1);
-  EXPECT_EQ(in("txtMaildir"), "/home/ann/Maildir");
+  EXPECT_EQ(in("txtMaildir"), "~/Maildir");
+  type("txtMaildir", "~/Other");
+  EXPECT_EQ(at("cmbFoundMaildir").list().back(), "Another folder");
+  EXPECT_EQ(at("cmbFoundMaildir").value(), 2);
+  type("txtMaildir", "~/Maildir");
+  EXPECT_EQ(at("cmbFoundMaildir").value(), 1);
   at("cmbDelivery").setValue(kByLocalCommand);
   EXPECT_EQ(in("txtSendmail"), "/usr/sbin/sendmail");
   press("cmdOK");
   EXPECT_FALSE(setup().visible()) << lastBox();
   EXPECT_EQ(stored().mailbox, MailboxKind::kMaildir);
+  EXPECT_EQ(stored().maildir, "/home/ann/Maildir");
   EXPECT_EQ(stored().delivery, DeliveryKind::kSendmail);
   EXPECT_EQ(stored().address, "ann@host");
 }
@@ -412,6 +470,19 @@ TEST_F(Setup, NothingIsReportedToADialogThatWasCancelled) {
   EXPECT_FALSE(setup_.onLine) << "the reports of the test were not taken back";
 }
 
+TEST_F(Setup, AMaildirWithoutAnAddressIsToldWhereForwardsComeFrom) {
+  open();
+  type("txtMailAddress", "ann@gmail.com");
+  at("opbMaildir").click();
+  EXPECT_FALSE(at("lblProvider").visible()) << "Gmail's servers are not asked";
+  EXPECT_FALSE(at("lnkProviderPage").visible());
+  type("txtMailAddress", "");
+  EXPECT_TRUE(at("lblProvider").visible());
+  EXPECT_THAT(in("lblProvider"), HasSubstr("forwards come from ann@host"));
+  at("opbAccount").click();
+  EXPECT_FALSE(at("lblProvider").visible());
+}
+
 TEST_F(Setup, TheTestShowsEachStepAndCanBeStopped) {
   open();
   fillAccount();
@@ -452,11 +523,26 @@ TEST_F(Setup, ATestMessageGoesToTheForwardAddressesAfterAQuestion) {
 }
 
 TEST_F(Setup, ATestMessageNeedsAnAddress) {
+  main();
   open();
   fillAccount();
   press("cmdSendTest");
   setup_.onKept({});
   EXPECT_THAT(lastBox(), HasSubstr("There is no address to forward to yet."));
+  EXPECT_TRUE(at("cmdSendTest").enabled());
+}
+
+TEST_F(Setup, ATestMessageAsksForTheFirstAddressInsteadOfSendingTheUserAway) {
+  main();
+  open();
+  fillAccount();
+  dialogs_.enter("5550100@sms.example.net");
+  dialogs_.answer(BoxAnswer::kYes);
+  press("cmdSendTest");
+  setup_.onKept({});
+  EXPECT_THAT(lastBox(), HasSubstr("5550100@sms.example.net"));
+  EXPECT_EQ(sentSubjects(), std::vector<std::string>{"Test message from Relaybird"});
+  EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("mstrFwdToAddress_1=5550100@sms.example.net"));
 }
 
 TEST_F(Setup, AMailboxThatCannotBeOpenedIsTold) {
@@ -495,10 +581,13 @@ TEST_F(Setup, ForwardingIsSwitchedOffWhenTheMailboxChanges) {
 
 TEST_F(Setup, TheFirstStartLeadsHere) {
   setup_.maildirs = {};
+  outgoing_.now.outbox = "/outbox";
+  outgoing_.now.delivers = false;
   store_.removeComponent(prog_id::kApplication);
   main();
   EXPECT_EQ(text("lblMailbox"), "No mailbox yet.");
   EXPECT_TRUE(control("frmRelaybird", "cmdSetUpMail").visible());
+  EXPECT_FALSE(control("frmRelaybird", "lblOutbox").visible()) << "there is no mail to wait";
   dialogs_.answer(BoxAnswer::kYes);
   click("frmRelaybird", "cmdStart");
   EXPECT_THAT(lastBox(), HasSubstr("No mailbox has been set up yet"));

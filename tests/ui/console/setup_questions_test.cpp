@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+// Setting up mail by questions, as a person at a terminal answers them.
+#include "ui/console/setup_questions.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ui/forms/main/program_fixture.h"
+
+namespace relaybird {
+namespace {
+
+using testing::HasSubstr;
+
+class SetupQuestions : public ProgramTest {
+ protected:
+  // Asks everything with these answers; "" is the Enter key alone.
+  Result<void> ask(const std::vector<std::string>& answers) {
+    click("frmRelaybird", "mnuSetUpMail");
+    for (const std::string& answer : answers) {
+      dialogs_.enter(answer);
+    }
+    return askForSetup(program().setup(), dialogs_);
+  }
+  // The beginnings of the questions, without the help before the first one.
+  std::vector<std::string> asked() {
+    std::vector<std::string> questions;
+    for (const InputBox& box : dialogs_.inputs) {
+      const std::size_t last = box.prompt.rfind("\r\n\r\n");
+      const std::string text = box.prompt.substr(last == std::string::npos ? 0 : last + 4);
+      questions.push_back(text.substr(0, text.find_first_of(":?")));
+    }
+    return questions;
+  }
+  MailSettings stored() {
+    return readMailSettings(*profiles_.read(kPrefFile), setup_.user()).settings;
+  }
+};
+
+TEST_F(SetupQuestions, AnAccountAtAKnownProviderNeedsAddressAndPasswordOnly) {
+  EXPECT_TRUE(ask({"", "ann@gmail.com", "", "", "", "abcd efgh ijkl mnop", "1"}));
+  EXPECT_THAT(asked(), testing::ElementsAre("Where is your mail", "Your e-mail address",
+                                            "Your name", "Sign in with", "Are these the servers",
+                                            "App password", "Store these settings"));
+  EXPECT_THAT(dialogs_.inputs[0].prompt, HasSubstr("\"back\" returns"));
+  EXPECT_THAT(dialogs_.inputs[2].prompt, HasSubstr("https://myaccount.google.com/apppasswords"));
+  EXPECT_THAT(dialogs_.inputs[4].prompt, HasSubstr("imap.gmail.com, port 993 (TLS)"));
+  ASSERT_EQ(setup_.kept.size(), 1u);
+  EXPECT_EQ(setup_.kept[0].second, "abcdefghijklmnop");
+  setup_.onKept({});
+  EXPECT_EQ(stored().imap.server.host, "imap.gmail.com");
+}
+
+TEST_F(SetupQuestions, BackReturnsToTheQuestionBefore) {
+  EXPECT_TRUE(ask({"", "ann@gmial.com", "back", "ann@gmail.com", "", "", "", "abcdefghijklmnop",
+                   "back", "abcdefghijklmnop", "1"}));
+  setup_.onKept({});
+  EXPECT_EQ(stored().address, "ann@gmail.com");
+}
+
+TEST_F(SetupQuestions, BackAtTheFirstQuestionAsksItAgain) {
+  EXPECT_FALSE(ask({"back", "back", "."}));
+  EXPECT_THAT(asked(), testing::Each("Where is your mail"));
+  EXPECT_EQ(dialogs_.inputs.size(), 3u);
+}
+
+TEST_F(SetupQuestions, APointEndsThemAnywhereWithoutAChange) {
+  EXPECT_FALSE(ask({"", "ann@gmail.com", "."}));
+  EXPECT_FALSE(program().setup().visible());
+  EXPECT_FALSE(files_.has(kPrefFile));
+}
+
+TEST_F(SetupQuestions, AnUnknownDomainIsAskedForItsServers) {
+  EXPECT_TRUE(ask({"", "ann@firm.example", "", "", "", "mail.firm.example", "", "993", "", "", "",
+                   "pw", "", "out.firm.example", "", "465", "", "", "1"}));
+  setup_.onKept({});
+  EXPECT_EQ(stored().imap.server.host, "mail.firm.example");
+  EXPECT_EQ(stored().smtp.server.host, "out.firm.example");
+  EXPECT_EQ(stored().imap.user, "ann@firm.example");
+}
+
+TEST_F(SetupQuestions, AMaildirThatWasFoundIsOneNumber) {
+  EXPECT_TRUE(ask({"2", "1", "ann@firm.example", "", "", "", "", "1"}));
+  EXPECT_THAT(asked(), testing::ElementsAre("Where is your mail", "Found here",
+                                            "Your e-mail address", "Your name", "Forwards leave by",
+                                            "Found here", "Address book (a vCard file, optional)",
+                                            "Store these settings"));
+  EXPECT_EQ(stored().maildir, "/home/ann/Maildir");
+  EXPECT_EQ(stored().sendmail, "/usr/sbin/sendmail");
+}
+
+TEST_F(SetupQuestions, AnotherFolderIsAskedFor) {
+  EXPECT_TRUE(ask({"2", "2", "~/Mail", "ann@firm.example", "", "4", "", "1"}));
+  EXPECT_EQ(stored().maildir, "/home/ann/Mail");
+  EXPECT_EQ(stored().delivery, DeliveryKind::kNone);
+}
+
+TEST_F(SetupQuestions, TheEndOfTheInputEndsThem) {
+  EXPECT_FALSE(ask({"2"})) << "then nothing but empty answers, for ever";
+  EXPECT_THAT(asked().back(), "Store these settings");
+  EXPECT_FALSE(files_.has(kPrefFile));
+}
+
+}  // namespace
+}  // namespace relaybird
