@@ -36,7 +36,7 @@ constexpr std::size_t kFirstHeadsAhead = 100;
 constexpr std::size_t kMostHeadsAhead = 400;
 
 // Bodies are asked for ahead in groups of this size, once fewer than half of it are left.
-constexpr std::size_t kBodiesAhead = 50;
+constexpr std::size_t kBodiesAhead = 100;
 
 // The share of heads followed by a body from which bodies are fetched ahead, and the weight of one
 // message in it.
