@@ -106,7 +106,11 @@ bool ImapSession::step() {
   const bool news = status_.news != before;
   const bool ended = ended_;
   wait_ = std::max(nextMoment() - now_, Time(0));
+  const std::string unsaved = std::exchange(saveDue_, false) ? identities_.takeUnsaved() : "";
   lock.unlock();
+  if (!unsaved.empty()) {
+    save(unsaved);
+  }
   if (news) {
     changed_.notify_all();
     world_.news();
@@ -151,19 +155,23 @@ bool ImapSession::mayConnect(Time now) {
   return (stay_ || work_.marksWaiting() > 0) && !refused && now >= nextTry_;
 }
 
-// The lock is not held while the user may be asked for the keyring's password.
+// The lock is not held while a slow disk is read, nor while the user may be asked for the keyring's
+// password. Nothing was fetched before the first try, so that nobody else uses the spool.
 void ImapSession::connect(std::unique_lock<std::mutex>& lock) {
-  if (!status_.everTried) {
-    spool_.clear();
-    identities_.load();
-  }
+  const bool first = !status_.everTried;
   const bool again = userAsks_;
   lock.unlock();
+  std::string remembered;
+  if (first) {
+    spool_.clear();
+    remembered = identities_.readFromDisk();
+  }
   if (again) {
     world_.signIn.tryAgain();
   }
   SignInMaterial material = world_.signIn.get(stop_.get_token());
   lock.lock();
+  identities_.restore(remembered);
   userAsks_ = false;  // also what was asked meanwhile has this try for an answer
   now_ = world_.network.steadyTime();
   if (!material.signIn) {
@@ -309,8 +317,8 @@ void ImapSession::keepFresh() {
   if (work_.marksWaiting() == 0) {
     markSince_.reset();
   }
-  if (now_ - savedAt_ >= kSaveInterval) {
-    saveIdentities();
+  if (now_ - savedAt_ >= kSaveInterval || identities_.isUrgent()) {
+    wantSave();
   }
   ImapDialogue& dialogue = client_->dialogue();
   if (dialogue.unanswered() != before) {
@@ -375,7 +383,7 @@ void ImapSession::lose(Error why, Loss how) {
   client_.reset();
   connection_.reset();
   work_.detach(how);
-  saveIdentities();
+  wantSave();
   lostAt_ = now_;
   // Time in which it owed a reply does not count: a server that never answers has not lasted.
   if (wasUp && lastReply_ - upSince_ >= kStableAfter) {
@@ -391,9 +399,16 @@ void ImapSession::lose(Error why, Loss how) {
   changedSomething();
 }
 
-void ImapSession::saveIdentities() {
+// At the end of the step, without the lock.
+void ImapSession::wantSave() {
   savedAt_ = now_;
-  if (const auto saved = identities_.save(); !saved) {
+  saveDue_ = true;
+}
+
+void ImapSession::save(const std::string& unsaved) {
+  if (const auto saved = identities_.writeToDisk(unsaved); !saved) {
+    const std::lock_guard lock(mutex_);
+    identities_.keepUnsaved();
     world_.complain(saved.error().text);
   }
 }

@@ -3,8 +3,9 @@
 // ImapWork wants, idles in between, and notices when it has died. It runs on a thread of its own,
 // which calls step() until that returns false.
 //
-// All state is guarded by one lock, which is held except while the thread waits, so that the
-// user-interface thread never waits for a server when it looks at what is there. All waits have
+// All state is guarded by one lock, which is held except while the thread waits or works on what is
+// remembered on disk, so that the user-interface thread waits for neither when it looks at what is
+// there. All waits have
 // limits, measured by Network::steadyTime().
 #pragma once
 
@@ -156,7 +157,8 @@ class ImapSession {
   void transmit();
   void leave();
   void lose(Error why, Loss how = Loss::kOther);
-  void saveIdentities();
+  void wantSave();
+  void save(const std::string& unsaved);
   void pause();
   Time nextMoment() const;
   Time silenceLimit() const;
@@ -191,6 +193,7 @@ class ImapSession {
   Time idleSince_{0};
   Time noIdleUntil_{0};
   Time savedAt_{0};
+  bool saveDue_ = false;
   std::optional<Time> markSince_;
   bool leaving_ = false;
   bool saidGoodbye_ = false;

@@ -128,7 +128,7 @@ std::size_t MessageIdentities::renumber(std::uint32_t uidValidity,
   known_ = std::move(known);
   leftOut_ = std::move(leftOut);
   setAliases(std::move(aliases));
-  changed_ = true;
+  changed_ = urgent_ = true;
   return static_cast<std::size_t>(leftOut_.count());
 }
 
@@ -140,9 +140,13 @@ void MessageIdentities::setAliases(Aliases aliases) {
   aliases_ = std::make_shared<const Aliases>(std::move(aliases));
 }
 
-void MessageIdentities::load() {
-  const auto text = readFile(files_, path_, kLongestFile);
-  if (text && !read(*text)) {
+std::string MessageIdentities::readFromDisk() const {
+  auto text = readFile(files_, path_, kLongestFile);
+  return text ? std::move(*text) : std::string();
+}
+
+void MessageIdentities::restore(std::string_view text) {
+  if (!text.empty() && !read(text)) {
     uidValidity_ = 0;
     latest_ = kNoDate;
     known_.clear();
@@ -183,7 +187,7 @@ bool MessageIdentities::read(std::string_view text) {
   return true;
 }
 
-Result<void> MessageIdentities::save() {
+std::string MessageIdentities::takeUnsaved() {
   if (!changed_) {
     return {};
   }
@@ -198,12 +202,15 @@ Result<void> MessageIdentities::save() {
     }
     text += '\n';
   }
+  changed_ = urgent_ = false;
+  return text;
+}
+
+Result<void> MessageIdentities::writeToDisk(const std::string& text) const {
   if (!MakeFolderPath(files_, path_)) {
     return Error{0, "The folder of " + path_ + " cannot be made"};
   }
-  const auto written = replaceFile(files_, path_, text);
-  changed_ = changed_ && !written;
-  return written;
+  return replaceFile(files_, path_, text);
 }
 
 }  // namespace relaybird

@@ -35,14 +35,23 @@ std::string lastingHash(std::string_view text);
 
 class MessageIdentities {
  public:
-  /// Nothing is read before load(). `files` must outlive the object.
+  /// Nothing is read before restore(). `files` must outlive the object.
   MessageIdentities(FileSystem& files, std::string path) : files_(files), path_(std::move(path)) {}
 
-  /// Reads the file. One that is missing or damaged counts as empty.
-  void load();
-  /// Writes the file if anything has changed.
-  Result<void> save();
+  // The disk. What touches it uses nothing else of this object, so that it needs no lock that
+  // guards the rest, and a slow disk holds nobody up.
+  /// The text of the file; empty if there is none.
+  std::string readFromDisk() const;
+  Result<void> writeToDisk(const std::string& text) const;
+  /// Takes over what readFromDisk() has returned. A damaged text counts as empty.
+  void restore(std::string_view text);
+  /// The text to be written; empty if nothing has changed since the last call.
+  std::string takeUnsaved();
+  /// What takeUnsaved() has returned could not be written.
+  void keepUnsaved() { changed_ = true; }
   bool changed() const { return changed_; }
+  /// Whether it should be written at once: all numbers are new.
+  bool isUrgent() const { return changed_ && urgent_; }
 
   /// The numbering that the identifiers belong to; 0 before the first.
   std::uint32_t uidValidity() const { return uidValidity_; }
@@ -87,6 +96,7 @@ class MessageIdentities {
   std::shared_ptr<const Aliases> aliases_ = std::make_shared<const Aliases>();
   std::unordered_map<std::string, std::uint32_t> uidOfAlias_;
   bool changed_ = false;
+  bool urgent_ = false;
 };
 
 }  // namespace relaybird

@@ -92,9 +92,6 @@ void Renumbering::renumber(const Attempt& all) {
                                             : head->second);
   }
   const std::size_t leftOut = identities_.renumber(all.uidValidity, found);
-  if (const auto saved = identities_.save(); !saved) {
-    complain_(saved.error().text);
-  }
   complain_(
       "The server has numbered the messages of the folder anew. Unread messages that cannot "
       "be recognised and are not forwarded: " +

@@ -5,9 +5,12 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <future>
 #include <utility>
+#include <vector>
 
 #include "stores/account/imap_session_fixture.h"
+#include "support/faulty_file_system.h"
 
 namespace relaybird {
 namespace {
@@ -465,6 +468,42 @@ TEST_F(ImapSessionTest, SurvivesADropAtEveryByte) {
     said = drop + 2;
   }
   EXPECT_GT(sessions, 500);
+}
+
+// The window stood still for as long as a slow disk took.
+TEST_F(ImapSessionTest, NobodyWaitsForTheDiskWhereMessagesAreRemembered) {
+  FaultyFileSystem disk(files_);
+  int steps = 0;
+  std::vector<std::future<void>> others;
+  disk.refused = [&](const std::string& step) {
+    ++steps;
+    others.push_back(std::async(std::launch::async, [this] { (void)session_->status(); }));
+    // The limit is only reached where the session keeps its lock.
+    EXPECT_EQ(others.back().wait_for(2s), std::future_status::ready) << step;
+    return false;
+  };
+  ImapSessionWorld with = world();
+  session_ = std::make_unique<ImapSession>(ImapSessionWorld{with.network,
+                                                            with.server,
+                                                            with.folder,
+                                                            with.version,
+                                                            with.signIn,
+                                                            with.random,
+                                                            disk,
+                                                            with.folderOnDisk,
+                                                            {},
+                                                            [] {},
+                                                            with.complain});
+  refresh();
+  const int opening = steps;
+  EXPECT_GE(opening, 2) << "the spool was not cleared, or nothing was read";
+  subject(4);
+  runUntil([] { return false; }, 2 * kSaveInterval);
+  EXPECT_GT(steps, opening) << "nothing was saved";
+  const int saved = steps;
+  account_.uidValidity = 8;
+  network_.end(0).close();
+  EXPECT_TRUE(runUntil([&] { return steps > saved; }));
 }
 
 }  // namespace

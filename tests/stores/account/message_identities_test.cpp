@@ -82,9 +82,9 @@ TEST_F(MessageIdentitiesTest, WhatIsReadIsForgotten) {
   UidSet unread;
   unread.add(2);
   identities_.keepOnly(unread);
-  ASSERT_TRUE(identities_.save());
+  ASSERT_TRUE(identities_.writeToDisk(identities_.takeUnsaved()));
   MessageIdentities later(files_, folder_.path("account/messages"));
-  later.load();
+  later.restore(later.readFromDisk());
   EXPECT_EQ(later.uidValidity(), 7U);
   EXPECT_EQ(later.renumber(8, {found(head(11, "read", noon_)), found(head(12, "unread", noon_))}),
             1U);
@@ -94,11 +94,11 @@ TEST_F(MessageIdentitiesTest, WhatIsReadIsForgotten) {
 TEST_F(MessageIdentitiesTest, NothingIsTakenFromADamagedFile) {
   identities_.note(head(1, "one", noon_));
   identities_.note(head(2, "two", noon_));
-  ASSERT_TRUE(identities_.save());
+  ASSERT_TRUE(identities_.writeToDisk(identities_.takeUnsaved()));
   const std::string path = folder_.path("account/messages");
   writeBytes(path, readBytes(path) + "rubbish\n");
   MessageIdentities later(files_, path);
-  later.load();
+  later.restore(later.readFromDisk());
   EXPECT_EQ(later.uidValidity(), 0U);
   later.begin(7);
   EXPECT_EQ(later.renumber(8, {found(head(11, "one", noon_))}), 0U) << "nothing was seen before";
