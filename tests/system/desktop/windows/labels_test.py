@@ -36,7 +36,7 @@ def main_window(status, test, *buttons):
     return ["frame 'Relaybird v...'",
             *(f"menu '{menu}'" for menu in ("File", "Edit", "Outbox", "Diagnostics",
                                            "Help")),
-            "label 'Watches the Maildir...'",
+            "label 'Watches the Maildir ~/Maildir. Forwards stay in the...'",
             *buttons,
             "push button 'Settings'",
             "push button 'Minimize to System Tray'",
