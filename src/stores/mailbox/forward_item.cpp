@@ -17,6 +17,7 @@ ForwardItem::ForwardItem(std::shared_ptr<MailboxSession> session, std::shared_pt
 ForwardItem::ForwardItem(std::shared_ptr<MailboxSession> session, std::optional<InboxEntry> answers)
     : session_(std::move(session)), answers_(std::move(answers)) {}
 
+// A sent item is moved by a mail application, so scripts expect that it cannot be used any more.
 void ForwardItem::requireUnsent() const {
   if (sent_) {
     throw MailStoreError("The item has been moved or deleted");
@@ -28,6 +29,7 @@ std::string ForwardItem::ClassName() const {
   return source_ ? source_->ClassName() : "MailItem";
 }
 
+// Nothing is stored before it is sent, so there is nothing to identify.
 std::string ForwardItem::EntryID() {
   requireUnsent();
   return {};
@@ -55,6 +57,7 @@ void ForwardItem::Subject(const std::string& subject) {
   subject_ = subject;
 }
 
+// A text that nobody has set is not kept: the draft makes it anew, together with its HTML.
 std::string ForwardItem::Body() {
   requireUnsent();
   if (body_) {
@@ -96,6 +99,7 @@ std::shared_ptr<MailItem> ForwardItem::Forward() {
   throw MailStoreError("An item that was not sent yet cannot be forwarded");
 }
 
+// Made late: to list attachments means to parse the whole message, and some rules never need that.
 const std::shared_ptr<AttachmentList>& ForwardItem::attachmentList() {
   if (!attachments_) {
     attachments_ = allAttachments(source_ ? source_->message() : nullptr, false);
@@ -165,6 +169,7 @@ ForwardDraft ForwardItem::draft() {
   return draft;
 }
 
+// All checks come before the first step on the disk: a send that fails here has left no trace.
 void ForwardItem::send() {
   requireUnsent();
   if (recipients_->empty()) {

@@ -69,6 +69,7 @@ const InboxHead& InboxItem::readableHead() const {
   return head();
 }
 
+// Shared with the forwards of the item, so that a message is parsed once however often it is built.
 const std::shared_ptr<const Message>& InboxItem::message() {
   if (!message_) {
     auto parsed = Message::read(session_->openMessage(entry_));
@@ -89,6 +90,7 @@ std::string InboxItem::ClassName() const {
   return std::string(className(readableHead().kind));
 }
 
+// Asked anew each time, as another program may change the mark.
 bool InboxItem::UnRead() {
   return session_->unread(entry_);
 }
@@ -139,6 +141,7 @@ std::shared_ptr<Attachments> InboxItem::Attachments() {
   return makeAttachments(allAttachments(message(), true));
 }
 
+// Addresses that strangers wrote are shown and compared; no mail is ever sent to them.
 std::shared_ptr<Recipients> InboxItem::addresseesOf(
     std::initializer_list<std::string_view> fields) {
   auto list = std::make_shared<Addressees>();
@@ -171,6 +174,7 @@ std::shared_ptr<MailItem> InboxItem::GetAssociatedTask() {
   return std::make_shared<InboxTaskItem>(session_, entry_);
 }
 
+// A task without a subject of its own is named by the message that brought it.
 std::string InboxTaskItem::Subject() {
   const auto task = message()->task();
   return task && !task->subject.empty() ? task->subject : InboxItem::Subject();

@@ -80,6 +80,7 @@ void MailboxSession::userAsks() {
   }
 }
 
+// The inbox comes first: where it cannot be used, no outbox is made and no lock is taken.
 void MailboxSession::use(Result<void> (Inbox::*usable)()) {
   requireNotClosed();
   orThrow((*inbox_.*usable)());
@@ -228,6 +229,7 @@ InboxHead MailboxSession::headOf(const InboxEntry& entry) {
   return head;
 }
 
+// When in doubt the server is to blame: a message that is tried once more does no harm.
 bool MailboxSession::isLost(const Error& error) {
   switch (error.code) {
     case ENOENT:
@@ -265,6 +267,7 @@ OwnMarks MailboxSession::ownMarks() const {
           [this](std::string_view id) { return trace_ && trace_->isOurMessageId(id); }};
 }
 
+// Once for each message, as it is looked at in every check.
 void MailboxSession::complain(const InboxEntry& entry, const std::string& text) {
   if (!closed_ && complained_.insert(entry.entryId()).second) {
     world_.notice(text);
@@ -377,6 +380,7 @@ void MailboxSession::requireOutlet() {
       "The outbox takes no messages, so the rest stays unread for the next check: " + refusal_);
 }
 
+// The mark first: the user sees a message as read when its forward is on its way.
 void MailboxSession::deliver() {
   requireOpen();
   marks_->writeHeldBack();
@@ -428,6 +432,7 @@ OutgoingState MailboxSession::outgoing() {
   return state;
 }
 
+// Also answered for a mailbox that cannot be opened: its forwards wait all the same.
 std::size_t MailboxSession::waiting() {
   return outbox_ ? outbox_->countWaiting() : Outbox::countWaiting(world_.files, outboxFolder());
 }
