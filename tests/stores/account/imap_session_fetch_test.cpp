@@ -329,13 +329,13 @@ TEST_F(ImapFetchTest, LargeBodiesAreNotFetchedAheadAndOthersOnlyWhileThereIsRoom
   subject(50);
   EXPECT_TRUE(runUntil([&] { return head(49) == Wanted::kThere; }));
   EXPECT_EQ(session_->work([](ImapWork& work) { return work.wantBodiesAhead({50}); }), 1U);
+  EXPECT_FALSE(session_->look([](const ImapWork& work) { return work.wantsAnything(); }));
   const std::size_t asked =
       session_->work([&](ImapWork& work) { return work.wantBodiesAhead(uids); });
   EXPECT_GE(asked, kBodiesAheadBytes / kBodyAheadBytes - 1);
   EXPECT_LE(asked, kBodiesAheadBytes / kBodyAheadBytes + 1);
   EXPECT_TRUE(runUntil(
       [&] { return !session_->look([](const ImapWork& work) { return work.wantsAnything(); }); }));
-  EXPECT_EQ(account_.count("UID FETCH 50 (UID BODY.PEEK[])"), 0U);
   EXPECT_EQ(session_->look([](const ImapWork& work) { return work.body(50); }), Wanted::kNot);
 }
 
