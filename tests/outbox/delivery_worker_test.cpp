@@ -81,6 +81,31 @@ TEST_F(DeliveryWorkerTest, ATemporaryRefusalWaitsTwiceAsLongEachTimeUpToAnHour) 
   EXPECT_EQ(notices[0], "Kept for a later try: \"one\": 451 later");
 }
 
+// One message alone may be meant, so others are tried soon. If they get the same answer, all wait.
+TEST_F(DeliveryWorkerTest, AQuotaHoldsOneMessageForAnHourAndAllForFour) {
+  transport.answer = [](const std::string&) {
+    return Outcome{
+        Outcome::Kind::kTemporary, "5.4.5 enough for today", true, {}, Outcome::Cause::kLimit};
+  };
+  send("one");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("one"));
+  world.clock.advance(minutes{59});
+  flush();
+  EXPECT_THAT(take(), IsEmpty());
+  send("two");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("two"));
+  EXPECT_EQ(worker->nextAttempt(), world.clock.now() + kRetryAfterLimit);
+  world.clock.advance(kRetryAfterLimit - minutes{1});
+  flush();
+  EXPECT_THAT(take(), IsEmpty());
+  world.clock.advance(minutes{1});
+  transport.answer = {};
+  flush();
+  EXPECT_THAT(take(), SizeIs(2));
+}
+
 TEST_F(DeliveryWorkerTest, MessagesThatAreRefusedForTheTimeBeingDoNotBlockThoseBehindThem) {
   transport.answer = [](const std::string& subject) {
     return subject.starts_with("stuck") ? temporary() : Outcome{};
