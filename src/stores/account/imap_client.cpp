@@ -361,10 +361,12 @@ void ImapClient::onFetch(ImapFetch fetch) {
     if (!fetch.uid) {
       continue;
     }
-    if (section.name == "HEADER.FIELDS" && !section.nil) {
+    if (section.name == "HEADER.FIELDS") {
+      // NIL, or too long to be kept: an empty head would be judged as if it were the message's.
       answers = true;
       events_.head({*fetch.uid, fetch.internalDate.value_or(kNoDate), fetch.size,
-                    std::move(section.bytes), std::move(fetch.structure)});
+                    std::move(section.bytes), std::move(fetch.structure),
+                    section.nil || section.cut});
     } else if (section.name.empty()) {
       answers = true;
       events_.body({*fetch.uid, section.origin.value_or(0), std::move(section.bytes), section.cut,

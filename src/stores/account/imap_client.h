@@ -43,6 +43,7 @@ struct ImapHead {
   std::optional<std::uint64_t> size;  ///< RFC822.SIZE, in bytes
   std::string header;                 ///< the fields of imapHeadFields(), as stored
   std::optional<ImapPart> structure;  ///< not set where the server's is unusable
+  bool missing = false;               ///< the server has the message, but its header cannot be had
 };
 
 /// Bytes of a message. `origin` is the offset of the first one.

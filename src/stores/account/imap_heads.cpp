@@ -126,6 +126,11 @@ void ImapHeads::arrived(ImapHead head) {
     return;
   }
   blame_.clear(uid);
+  if (head.missing) {
+    slot->second.state = Wanted::kFailed;
+    slot->second.words = "the mail server has the message, but its header cannot be had";
+    return;
+  }
   known_[uid] = {head.size.value_or(0), head.received};
   identities_.note(head);
   slot->second.head = std::move(head);

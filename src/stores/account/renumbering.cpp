@@ -51,6 +51,9 @@ void Renumbering::begin(ImapClient& client, std::uint32_t uidValidity,
 }
 
 void Renumbering::arrived(const ImapHead& head) {
+  if (head.missing) {
+    return;  // a stranger
+  }
   attempt_->subjects[head.uid] = HeaderBlock(head.header).subject();
   attempt_->found[head.uid] = {head.uid, MessageIdentities::fingerprintOf(head),
                                earliestTime(spool_, head)};

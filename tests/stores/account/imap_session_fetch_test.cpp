@@ -114,6 +114,21 @@ TEST_F(ImapFetchTest, AMessageWhoseTextTheServerDoesNotGiveHasNotVanished) {
   EXPECT_EQ(body(4), "the mail server has the message, but does not give its text");
 }
 
+// It counted as vanished; one that is too long counted as empty, and was judged by the rules.
+TEST_F(ImapFetchTest, AMessageWhoseHeaderTheServerDoesNotGiveHasNotVanished) {
+  for (const std::string& header :
+       {std::string("NIL"), "{9000000}\r\n" + std::string(9000000, 'x')}) {
+    account_.instead = [&](const std::string& tag, const std::string& command) {
+      return command.find("HEADER.FIELDS") != std::string::npos
+                 ? std::optional<std::string>("* 4 FETCH (UID 4 BODY[HEADER.FIELDS (X)] " + header +
+                                              ")\r\n" + tag + " OK\r\n")
+                 : std::nullopt;
+    };
+    refresh();
+    EXPECT_EQ(subject(4), "the mail server has the message, but its header cannot be had");
+  }
+}
+
 // A short piece counted as the last one, and half a message was forwarded.
 TEST_F(ImapFetchTest, AShortPieceInTheMiddleIsAContradiction) {
   account_.add(9, simpleMail("large") + std::string(3 * kPieceBytes, 'x'));
