@@ -29,6 +29,9 @@ class StoreSlot : public ObjectFactory, public OutgoingMail {
   }
   OutgoingState state() override { return store_ ? store_->outgoing().state() : OutgoingState{}; }
   std::size_t waiting() override { return store_ ? store_->outgoing().waiting() : 0; }
+  std::size_t recentlyWaiting() override {
+    return store_ ? store_->outgoing().recentlyWaiting() : 0;
+  }
   void tryAgain(std::function<void()> done) override {
     theStore().outgoing().tryAgain(std::move(done));
   }

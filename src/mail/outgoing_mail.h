@@ -53,6 +53,8 @@ class OutgoingMail {
   virtual OutgoingState state() = 0;
   /// How many messages wait. Reads the disk; 0 where it cannot be read.
   virtual std::size_t waiting() = 0;
+  /// The same as of a second ago at most, for what is shown after every message.
+  virtual std::size_t recentlyWaiting() { return waiting(); }
   /// Tries all waiting messages now, even those that are not due yet, and resumes stopped
   /// addresses. `done` is called later, never inside this call, once everything has been tried. It
   /// is never called when the store is closed before. Throws MailStoreError where the outbox cannot

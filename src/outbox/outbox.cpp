@@ -339,13 +339,21 @@ Result<std::vector<WaitingMessage>> Outbox::waiting() {
   return messages;
 }
 
+std::size_t Outbox::recentlyWaiting() const {
+  {
+    const std::lock_guard lock(mutex_);
+    const DateTime now = clock_.now();
+    // A clock that was set back does not make the last count recent.
+    if (counted_ && countedAt_ <= now && now < countedAt_ + kCountAgain) {
+      return *counted_;
+    }
+  }
+  return countWaiting();
+}
+
 std::size_t Outbox::countWaiting() const {
   const std::lock_guard lock(mutex_);
   const DateTime now = clock_.now();
-  // A clock that was set back does not make the last count recent.
-  if (counted_ && countedAt_ <= now && now < countedAt_ + kCountAgain) {
-    return *counted_;
-  }
   const std::size_t count = disk_.countWaiting(journal_->delivered());
   // A message that is just moved may be in the count already, and will be added when it is there.
   if (placing_ == 0) {

@@ -91,9 +91,11 @@ class Outbox {
   /// Problems that open() found, as sentences for the log.
   const std::vector<std::string>& findings() const { return findings_; }
 
-  /// How many messages wait in new/; 0 where it cannot be read. What others do there is noticed
-  /// within a second.
+  /// How many messages wait in new/; 0 where it cannot be read. Lists the folder.
   std::size_t countWaiting() const;
+  /// The same, but what others do in new/ is noticed within a second only: the folder is listed at
+  /// most once a second.
+  std::size_t recentlyWaiting() const;
   /// The same for an outbox that is not open.
   static std::size_t countWaiting(FileSystem& files, const std::string& folder);
 

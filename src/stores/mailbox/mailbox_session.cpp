@@ -437,6 +437,10 @@ std::size_t MailboxSession::waiting() {
   return outbox_ ? outbox_->countWaiting() : Outbox::countWaiting(world_.files, outboxFolder());
 }
 
+std::size_t MailboxSession::recentlyWaiting() {
+  return outbox_ ? outbox_->recentlyWaiting() : waiting();
+}
+
 // The user may ask for this while a pass forwards a message, so the mark that is held back stays.
 void MailboxSession::tryAgain(std::function<void()> done) {
   requireOpen();

@@ -108,6 +108,7 @@ class MailboxSession {
   // As in OutgoingMail; also before the outbox is open.
   OutgoingState outgoing();
   std::size_t waiting();
+  std::size_t recentlyWaiting();
   void tryAgain(std::function<void()> done);
 
  private:

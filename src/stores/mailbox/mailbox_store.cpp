@@ -260,6 +260,7 @@ class StoreOutgoing : public OutgoingMail {
   explicit StoreOutgoing(SessionRef session) : session_(std::move(session)) {}
   OutgoingState state() override { return session_->outgoing(); }
   std::size_t waiting() override { return session_->waiting(); }
+  std::size_t recentlyWaiting() override { return session_->recentlyWaiting(); }
   void tryAgain(std::function<void()> done) override { session_->tryAgain(std::move(done)); }
   void userAsks() override { session_->userAsks(); }
 

@@ -43,7 +43,7 @@ void MailboxLine::show() {
     text += " " + delivery_;
     const OutgoingState state = world_.outgoing.state();
     if (!state.outbox.empty()) {
-      const std::size_t waiting = world_.outgoing.waiting();
+      const std::size_t waiting = world_.outgoing.recentlyWaiting();
       text += ": " + std::to_string(waiting) + (waiting == 1 ? " waits, " : " wait, ") +
               std::to_string(state.left) + (state.left == 1 ? " has" : " have") + " left since " +
               since_;
