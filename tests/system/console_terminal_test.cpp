@@ -99,14 +99,17 @@ TEST_F(ConsoleTerminal, APasswordIsNeitherShownNorRemembered) {
     program.expect("Your e-mail address:");
     program.expect("answer> ");
     program.send("ann@firm.example\r");
+    program.expect("None of these: try the usual names");
+    program.expect("answer> ");
+    program.send("1\r");
     program.expect("Your name:");
     program.expect("answer> ");
     program.send("\r");
     program.expect("Sign in with:");
     program.expect("answer> ");
     program.send("1\r");
-    for (const char* question : {"domain of your own", "Server for reading mail", "Encryption:",
-                                 "Port:", "User name:", "Folder to watch:", "Certificate file"}) {
+    for (const char* question : {"Server for reading mail", "Encryption:", "Port:", "User name:",
+                                 "Folder to watch:", "Certificate file"}) {
       program.expect(question);
       program.expect("answer> ");
       program.send(std::string(question) == "Server for reading mail" ? "mail.firm.example\r"
