@@ -295,7 +295,8 @@ std::string CutDisk::describe(std::size_t step) const {
 std::size_t CutDisk::nextStep(std::string_view words, std::size_t from) const {
   for (std::size_t at = from; at < log_.size(); ++at) {
     const std::string text = describe(at);
-    if (text == words || (words.ends_with('/') && text.starts_with(words))) {
+    if (text == words ||
+        ((words.ends_with('/') || words.ends_with('.')) && text.starts_with(words))) {
       return at;
     }
   }

@@ -46,8 +46,8 @@ class CutDisk : public FileSystem {
   /// In words, counted from 0: "create PATH", "write to PATH", "rename FROM to PATH", "remove
   /// PATH", "mkdir PATH", "sync of file PATH", "sync of folder PATH".
   std::string describe(std::size_t step) const;
-  /// The first step from `from` on with those words, or that begins with them where they end in
-  /// '/'; steps() where there is none.
+  /// The first step from `from` on with those words, or that begins with them where they end in '/'
+  /// or '.'; steps() where there is none.
   std::size_t nextStep(std::string_view words, std::size_t from) const;
 
   /// Calls `use` with states that a power cut after the first `count` steps may leave, and a

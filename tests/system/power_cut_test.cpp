@@ -24,11 +24,15 @@ const std::string kStateFolder = "/home/ann/.local/state";
 const std::string kState = kStateFolder + "/rbx";
 const std::string kOutbox = kState + "/outbox";
 
-// A hand-over is on the medium after the first of these steps: the journal got a line, it was
-// rewritten, or the file was removed.
-const std::vector<std::string> kNotes = {"sync of file " + kOutbox + "/journal",
-                                         "sync of folder " + kOutbox,
-                                         "remove " + kOutbox + "/new/"};
+// The step after which a hand-over of step `taken` is on the medium: the journal's line was synced,
+// the journal was rewritten, or the file was removed.
+std::size_t notedAt(const CutDisk& disk, std::size_t taken) {
+  const std::string journal = kOutbox + "/journal";
+  const std::size_t rewritten = disk.nextStep("rename " + journal + ".", taken);
+  return std::min({disk.nextStep("sync of file " + journal, taken),
+                   disk.nextStep("sync of folder " + kOutbox, rewritten),
+                   disk.nextStep("remove " + kOutbox + "/new/", taken)});
+}
 
 MailSettings annsSettings() {
   return maildirSettings(kMaildir, kOutbox, "ann@example.org", "Ann");
@@ -107,9 +111,7 @@ class PowerCut : public testing::Test {
       if (message.step > count) {
         continue;
       }
-      const bool noted = std::any_of(kNotes.begin(), kNotes.end(), [&](const std::string& words) {
-        return disk.nextStep(words, message.step) < count;
-      });
+      const bool noted = notedAt(disk, message.step) < count;
       before.push_back({message.subject, message.id, noted});
     }
     return before;
