@@ -200,7 +200,7 @@ class SilentPort {
       (void)::connect(waiting_.back().get(), whole(), sizeof address_);
     }
   }
-  /// False: this computer has no IPv6, or the port is taken.
+  // False: this computer has no IPv6, or the port is taken.
   bool works() const { return works_; }
 
  private:

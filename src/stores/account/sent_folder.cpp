@@ -29,7 +29,7 @@ constexpr std::size_t kReceiveAtOnce = std::size_t{64} << 10;
 // What is said, without input and output: finds the folder and leaves the rest to a task.
 class Talk {
  public:
-  /// `folder` is empty if there is no such folder.
+  // `folder` is empty if there is no such folder.
   using Task = std::function<void(Talk&, const std::string& folder)>;
   Talk(std::string version, Task task)
       : task_(std::move(task)), client_({[](ImapHead) {}, [](ImapBody) {}, [] {}}, {}) {

@@ -36,7 +36,7 @@ class Questions {
     end();
   }
 
-  /// Whether the settings are to be stored.
+  // Whether the settings are to be stored.
   bool run() {
     std::vector<std::size_t> asked;
     for (std::size_t now = 0; now < steps_.size();) {
@@ -56,7 +56,7 @@ class Questions {
   using Condition = std::function<bool()>;
   struct Step {
     Condition applies;
-    std::function<bool()> ask;  ///< false: back
+    std::function<bool()> ask;  // false: back
   };
 
   // Nothing: back.
