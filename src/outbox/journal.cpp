@@ -47,6 +47,26 @@ std::int64_t parseSeconds(const std::string& text) {
   return value;
 }
 
+// The mutex is held again at the end, also where an exception ends the wait: its holder expects so.
+class Released {
+ public:
+  explicit Released(std::mutex* held) : held_(held) {
+    if (held_) {
+      held_->unlock();
+    }
+  }
+  ~Released() {
+    if (held_) {
+      held_->lock();
+    }
+  }
+  Released(const Released&) = delete;
+  Released& operator=(const Released&) = delete;
+
+ private:
+  std::mutex* held_;
+};
+
 }  // namespace
 
 Journal::Journal(FileSystem& files, const Clock& clock, std::string path, std::mutex* held)
@@ -348,13 +368,10 @@ void Journal::syncFile() {
   const std::shared_ptr<OutputFile> file = file_;
   const std::uint64_t covered = written_;
   syncing_ = true;
-  if (held_) {
-    held_->unlock();
-  }
-  const auto outcome = file->sync();
-  if (held_) {
-    held_->lock();
-  }
+  const auto outcome = [&] {
+    const Released meanwhile(held_);
+    return file->sync();
+  }();
   syncing_ = false;
   if (outcome) {
     durable_ = std::max(durable_, covered);
