@@ -15,6 +15,7 @@ endmacro()
 
 layer(platform)
 layer(platform/posix platform)
+layer(platform/win32 platform)
 layer(platform/freedesktop platform)
 layer(platform/curl platform)
 layer(message platform)
@@ -29,6 +30,7 @@ layer(ui/forms platform mail prefs compose engine)
 layer(ui/help platform)
 layer(ui/console platform prefs ui/forms)
 layer(ui/console/posix platform platform/posix ui/forms ui/console)
+layer(ui/console/win32 platform platform/win32 ui/forms ui/console)
 layer(ui/desktop/widgets platform)
 layer(ui/desktop/native platform ui/forms)
 layer(ui/desktop/services platform ui/forms ui/desktop/widgets ui/desktop/native)
@@ -40,6 +42,7 @@ layer(app platform message mail outbox prefs stores compose engine
       ui/forms ui/help ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)
 layer(app/posix platform platform/posix platform/freedesktop platform/curl mail ui/forms app)
+layer(app/win32 platform platform/win32 mail ui/forms app)
 
 set(core platform mail prefs compose engine ui/forms)
 set(windows ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows

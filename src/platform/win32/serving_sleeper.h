@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <windows.h>
+
+#include <chrono>
+
+#include "platform/clock.h"
+#include "platform/win32/message_waiter.h"
+
+namespace relaybird {
+
+/// Waits until the object is signalled or the time is over; true when it is signalled. On a thread
+/// with a COM apartment of its own the calls that others make to its objects are served meanwhile,
+/// which may run events of the mail application. Other messages, such as the user's clicks, wait.
+bool waitServingCalls(HANDLE object, std::chrono::milliseconds limit);
+
+/// Sleeps in waitServingCalls(): an application whose event is not taken stands still itself.
+/// Nothing for a negative duration. Any thread.
+class ServingSleeper : public Sleeper {
+ public:
+  void sleep(std::chrono::milliseconds duration) override;
+};
+
+}  // namespace relaybird
