@@ -78,8 +78,11 @@ BoxAnswer ConsoleDialogs::messageBox(const MessageBox& box) {
 }
 
 std::string ConsoleDialogs::inputBox(const InputBox& box) {
-  return ask(
-      {{BoxView::Kind::kInput, box.title, box.prompt, BoxIcon::kNone, {}, box.secret}, "", {}});
+  Question question{{BoxView::Kind::kInput, box.title, box.prompt, BoxIcon::kNone, {}}, "", {}};
+  question.view.secret = box.secret;
+  question.view.emptyCancels = box.emptyCancels;
+  question.view.entry = box.entry;
+  return ask(std::move(question));
 }
 
 std::optional<std::string> ConsoleDialogs::openFile(const OpenFileBox& box) {

@@ -31,6 +31,8 @@ struct BoxView {
   BoxIcon icon = BoxIcon::kNone;
   std::vector<std::string> choices;  ///< buttons or menu entries; empty if the box asks for text
   bool secret = false;               ///< the answer is a password
+  bool emptyCancels = true;          ///< of a box that asks for text: as in InputBox
+  std::string entry{};               ///< what an empty answer stands for if it does not cancel
 };
 
 /// "message", "input", "file", "menu".

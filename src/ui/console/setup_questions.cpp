@@ -59,11 +59,14 @@ class Questions {
     std::function<bool()> ask;  // false: back
   };
 
-  // Nothing: back.
-  std::optional<std::string> ask(const std::string& question, const std::string& otherwise) {
-    const std::string prompt = question + (otherwise.empty() ? "" : " [" + otherwise + "]");
-    const std::string answer =
-        dialogs_.inputBox({std::exchange(howTo_, "") + prompt, kTitle, otherwise});
+  // Nothing: back. The value in brackets belongs to the question: behind the last of the choices it
+  // would look like a part of that choice.
+  std::optional<std::string> ask(const std::string& question, const std::string& choices,
+                                 const std::string& otherwise, bool emptyCancels) {
+    const std::string prompt =
+        question + (otherwise.empty() ? "" : " [" + otherwise + "]") + choices;
+    const std::string answer = dialogs_.inputBox(
+        {std::exchange(howTo_, "") + prompt, kTitle, otherwise, false, emptyCancels});
     if (answer == "." || !setup_.visible()) {
       throw Ended{};
     }
@@ -77,13 +80,14 @@ class Questions {
   std::optional<std::size_t> number(const std::string& question,
                                     const std::vector<std::string>& choices,
                                     std::size_t otherwise) {
-    std::string text = question;
+    std::string text;
     for (std::size_t i = 0; i < choices.size(); ++i) {
       text += "\r\n  " + std::to_string(i + 1) + "  " + choices[i];
     }
+    const bool proposes = otherwise < choices.size();
     while (true) {
       const auto answer =
-          ask(text, otherwise < choices.size() ? std::to_string(otherwise + 1) : "");
+          ask(question, text, proposes ? std::to_string(otherwise + 1) : "", !proposes);
       if (!answer) {
         return std::nullopt;
       }
@@ -104,7 +108,7 @@ class Questions {
                         return applies() && text.visible() && text.enabled();
                       },
                       [this, &text, question = std::move(question)] {
-                        const auto answer = ask(question(), text.text());
+                        const auto answer = ask(question(), "", text.text(), false);
                         if (answer) {
                           text.setText(*answer);
                         }
@@ -145,7 +149,8 @@ class Questions {
                {label.text() + " (it is not shown; empty: the one that is kept already)",
                 kTitle,
                 {},
-                true}));
+                true,
+                false}));
            return true;
          }});
   }

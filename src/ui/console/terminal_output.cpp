@@ -62,7 +62,12 @@ std::string label(std::string_view kind) {
 std::string howToAnswer(const BoxView& box) {
   switch (box.kind) {
     case BoxView::Kind::kInput:
-      return "Type the answer; an empty line cancels.";
+      if (box.emptyCancels) {
+        return "Type the answer; an empty line cancels.";
+      }
+      return box.entry.empty()
+                 ? "Type the answer."
+                 : "Type the answer, or press Enter for " + printable(box.entry) + ".";
     case BoxView::Kind::kFile:
       return "Type the file's path; an empty line cancels.";
     case BoxView::Kind::kMenu:

@@ -91,6 +91,20 @@ TEST_F(TerminalOutputTest, ABoxKeepsItsLines) {
             "\n(!) Problem\n  one\n\n  two\nPress Enter for OK.\nAnswer: Yes, No?\n");
 }
 
+TEST_F(TerminalOutputTest, AnEmptyLineIsSaidToCancelOnlyWhereItDoes) {
+  BoxView box{BoxView::Kind::kInput, "Invalid Email Address", "Address:", BoxIcon::kNone, {}};
+  box.entry = "ann@exampel";
+  plain.boxWaits(box);
+  box.emptyCancels = false;
+  plain.boxWaits(box);
+  box.entry.clear();
+  plain.boxWaits(box);
+  EXPECT_EQ(transcript.text,
+            "Type the answer; an empty line cancels.\n"
+            "Type the answer, or press Enter for ann@exampel.\n"
+            "Type the answer.\n");
+}
+
 TEST_F(TerminalOutputTest, ColoursAreThereOnlyWhereTheyAreWanted) {
   coloured.error("no");
   EXPECT_EQ(transcript.take(), "\x1b[31merror: no\x1b[0m\n");

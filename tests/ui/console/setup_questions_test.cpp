@@ -64,6 +64,24 @@ TEST_F(SetupQuestions, BackAtTheFirstQuestionAsksItAgain) {
   EXPECT_EQ(dialogs_.inputs.size(), 3u);
 }
 
+TEST_F(SetupQuestions, TheProposalStandsBehindTheQuestionNotBehindTheLastChoice) {
+  EXPECT_FALSE(ask({"", "ann@gmail.com", "."}));
+  EXPECT_THAT(dialogs_.inputs[0].prompt, HasSubstr("Where is your mail? [1]\r\n  1  "));
+  EXPECT_THAT(dialogs_.inputs[0].prompt, testing::Not(testing::EndsWith("]")));
+}
+
+TEST_F(SetupQuestions, AnEmptyLineCancelsOnlyWhereNothingIsProposed) {
+  EXPECT_TRUE(ask({"", "ann@gmail.com", "", "", "", "abcdefghijklmnop", "1"}));
+  std::vector<std::size_t> cancels;
+  for (std::size_t i = 0; i < dialogs_.inputs.size(); ++i) {
+    if (dialogs_.inputs[i].emptyCancels) {
+      cancels.push_back(i);
+    }
+  }
+  EXPECT_THAT(cancels, testing::ElementsAre(dialogs_.inputs.size() - 1))
+      << "only \"Store these settings?\"";
+}
+
 TEST_F(SetupQuestions, APointEndsThemAnywhereWithoutAChange) {
   EXPECT_FALSE(ask({"", "ann@gmail.com", "."}));
   EXPECT_FALSE(program().setup().visible());

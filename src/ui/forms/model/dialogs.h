@@ -42,6 +42,9 @@ struct InputBox {
   std::string title;
   std::string entry{};  ///< initial text of the field, if there is one
   bool secret = false;  ///< the answer is a password, which is shown nowhere
+  /// What an empty answer means to the one who asks: false if it stands for `entry`, or for the
+  /// password that is kept already. A terminal has to say so, because it has no button Cancel.
+  bool emptyCancels = true;
 };
 
 struct OpenFileBox {
