@@ -3,6 +3,10 @@
 // opened and its unread messages are counted, and the server for sending is asked whether it would
 // take mail from this address. That question (MAIL) is taken back at once (RSET), so nothing is
 // sent.
+//
+// What the inbox's server has refused is not sent to the provider's other server: both count wrong
+// passwords for one account, and some lock it after the second. The way to that server is tested
+// without signing in then.
 #include "app/account_test.h"
 
 #include <algorithm>
@@ -100,6 +104,19 @@ std::string adviceFor(const ConnectFailure& failure) {
       break;
   }
   return "The server has ended the connection. Try again later.";
+}
+
+// Whether both are servers of one provider: the same host, or hosts with the same last two labels,
+// as imap.example.org and smtp.example.org.
+bool sameProvider(const MailServer& a, const MailServer& b) {
+  const auto domain = [](const MailServer& server) {
+    const std::string host = asciiLower(server.host);
+    const std::size_t last = host.rfind('.');
+    const std::size_t before =
+        last == std::string::npos || last == 0 ? last : host.rfind('.', last - 1);
+    return before == std::string::npos ? host : host.substr(before + 1);
+  };
+  return domain(a) == domain(b);
 }
 
 class AccountTest {
@@ -224,26 +241,49 @@ class AccountTest {
         return nullptr;
       }
     }
+    const bool refusedAlready = signIn && wasRefused(*signIn, account.server);
+    auto connection = open(account, refusedAlready ? std::nullopt : signIn);
+    if (connection && refusedAlready) {
+      // The advice after the refusal is the advice for this too.
+      problem("Signing in was not tried: " + settings_.imap.server.host +
+              " has just refused the same user name and password, and a second wrong try can lock "
+              "the account.");
+      return nullptr;
+    }
+    return connection;
+  }
+
+  bool wasRefused(const SignIn& signIn, const MailServer& server) const {
+    return refused_ && refused_->user == signIn.user && refused_->secret == signIn.secret &&
+           sameProvider(server, settings_.imap.server);
+  }
+
+  // Null after a failure, which has been told, and after a stop.
+  std::unique_ptr<Connection> open(const AccountSettings& account,
+                                   const std::optional<SignIn>& signIn) {
     // In slices, because a stop has to end it while the server is silent.
     auto connection = network_->connect(account.server, signIn, kLimit, {});
     ConnectStep done = ConnectStep::kResolve;
     while (connection->state() == Connection::State::kOpening && !stopped()) {
       network_->wait(kSlice);
       sayStepsUpTo(connection->failure() ? connection->failure()->step : connection->step(), done,
-                   account);
+                   account.server, signIn);
     }
     if (connection->state() == Connection::State::kOpen) {
       return connection;
     }
     if (connection->failure()) {
       failed(account.server, *connection->failure());
+      if (connection->failure()->cause == ConnectFailure::Cause::kSignInRefused) {
+        refused_ = signIn;
+      }
     }
     return nullptr;
   }
 
   // Each step that was reached means that those before it have succeeded.
-  void sayStepsUpTo(ConnectStep reached, ConnectStep& done, const AccountSettings& account) const {
-    const MailServer& server = account.server;
+  void sayStepsUpTo(ConnectStep reached, ConnectStep& done, const MailServer& server,
+                    const std::optional<SignIn>& signIn) const {
     while (done < reached) {
       switch (done) {
         case ConnectStep::kResolve:
@@ -258,8 +298,8 @@ class AccountTest {
                                : "The connection is encrypted, and the certificate is valid.");
           break;
         case ConnectStep::kSignIn:
-          if (account.signIn) {
-            say(Kind::kGood, "Signed in as " + account.user + ".");
+          if (signIn) {
+            say(Kind::kGood, "Signed in as " + signIn->user + ".");
           }
           break;
         case ConnectStep::kReady:
@@ -420,6 +460,7 @@ class AccountTest {
   std::stop_token stop_;
   const std::function<void(const TestLine&)>& line_;
   std::unique_ptr<Network> network_;
+  std::optional<SignIn> refused_;  // by the inbox's server
 };
 
 }  // namespace

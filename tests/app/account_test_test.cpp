@@ -75,11 +75,13 @@ class AccountTestRun : public testing::Test {
     auto network = std::make_unique<ScriptedNetwork>();
     net = network.get();
     connected = 0;
+    signInsToSend = 0;
     const auto begin = network->steadyTime();
     network->serve([this](ServerEnd& end) -> std::unique_ptr<ServerScript> {
       if (end.server().protocol == MailProtocol::kImap) {
         return imap ? imap() : imapServer(imapSays);
       }
+      signInsToSend += end.signIn() ? 1 : 0;
       return smtp ? smtp() : smtpServer(toMail);
     });
     if (prepare) {
@@ -127,6 +129,7 @@ class AccountTestRun : public testing::Test {
   std::function<void(ScriptedNetwork&)> prepare;
   ScriptedNetwork* net = nullptr;  // while the test runs
   std::size_t connected = 0;       // until the last line
+  int signInsToSend = 0;
   std::chrono::milliseconds lasted{0};
   std::vector<std::string> lines;
 };
@@ -179,8 +182,43 @@ TEST_F(AccountTestRun, AWrongPasswordHasTheServersWordsAndIsNotTriedAgain) {
   EXPECT_THAT(lines, Contains(HasSubstr("Invalid credentials")));
   EXPECT_THAT(lines, Contains(testing::StartsWith("Do: ")));
   EXPECT_EQ(connections, 1);
-  EXPECT_THAT(lines, Contains("OK: The server for sending takes mail from ann@example.org."))
-      << "sending is tested all the same";
+}
+
+TEST_F(AccountTestRun, ARefusedPasswordIsNotTriedAtTheProvidersOtherServerToo) {
+  imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "NO wrong");
+  EXPECT_FALSE(run());
+  EXPECT_EQ(signInsToSend, 0) << "a second wrong try can lock the account";
+  EXPECT_THAT(lines, Contains("OK: The server smtp.example.org was found."))
+      << "the way there is tested all the same";
+  EXPECT_THAT(lines,
+              Contains("Problem: Signing in was not tried: imap.example.org has just refused "
+                       "the same user name and password, and a second wrong try can lock the "
+                       "account."));
+}
+
+TEST_F(AccountTestRun, AfterARefusalAnotherSignInIsTriedForSending) {
+  const std::vector<std::function<void()>> differences = {
+      [this] { settings.smtp.user = "ann@example.org"; },
+      [this] { settings.smtp.server.host = "smtp.another.example"; },
+      [this] {
+        settings.smtp.secret = SecretSource::kKeyring;
+        secrets.smtp = Secret("another word");
+      }};
+  for (const auto& differ : differences) {
+    const MailSettings before = settings;
+    differ();
+    imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "NO wrong");
+    lines.clear();
+    EXPECT_FALSE(run());
+    EXPECT_THAT(lines, Contains("OK: The server for sending takes mail from ann@example.org."));
+    settings = before;
+  }
+}
+
+TEST_F(AccountTestRun, AServerThatWasNotReachedHasRefusedNothing) {
+  imap = failing(ConnectFailure::Cause::kNotReached, ConnectStep::kConnect, "");
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains("OK: The server for sending takes mail from ann@example.org."));
 }
 
 TEST_F(AccountTestRun, EveryCauseHasItsOwnWordsAndAdvice) {
