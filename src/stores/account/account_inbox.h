@@ -3,7 +3,6 @@
 // will probably need next is fetched ahead of it, and read marks are sent behind it.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +16,8 @@
 #include "mail/mail_settings.h"
 #include "mail/sign_in_source.h"
 #include "mail/store_world.h"
+#include "stores/account/account_listing.h"
+#include "stores/account/account_synchronisation.h"
 #include "stores/account/imap_session.h"
 #include "stores/mailbox/inbox.h"
 
@@ -53,23 +54,19 @@ class AccountInbox : public Inbox {
   bool step() { return session_->step(); }
 
  private:
-  friend class AccountListing;
-
   std::string folderOnDisk() const;
   void sortMark(ImapWork& work, const std::string& entryId, MarkReport& report) const;
   void markHere(const std::string& entryId, bool seen);
   Result<void> refresh();
   std::chrono::milliseconds now() const;
   Error silence() const;
-  template <class Reached>
-  Result<void> waitUntil(const Reached& reached);
+  Result<void> waitUntil(const std::function<bool()>& reached);
   bool isCurrent() const;
+  AccountListingWorld listingWorld();
   std::shared_ptr<InboxListing> currentListing();
   std::shared_ptr<const std::vector<std::uint32_t>> withoutMarked(
       const std::shared_ptr<const std::vector<std::uint32_t>>& uids) const;
   void trace(const ProtocolLine& line) const;
-  void onNews();
-  void endSynchronisation();
   void report(const std::string& line);
 
   MailSettings settings_;
@@ -77,6 +74,7 @@ class AccountInbox : public Inbox {
   Threading threading_;
   std::unique_ptr<Network> network_;
   std::unique_ptr<SignInSource> secret_;
+  AccountSynchronisation synchronisation_;  ///< before the session, which calls it
   std::unique_ptr<ImapSession> session_;
   std::thread thread_;
   bool closed_ = false;
@@ -85,20 +83,11 @@ class AccountInbox : public Inbox {
 
   std::shared_ptr<InboxListing> last_;
   std::shared_ptr<const std::vector<std::uint32_t>> lastUids_;
-  std::unordered_set<std::uint32_t>
-      walked_;                  ///< messages whose heads were asked for since the start
-  std::uint64_t walkedOf_ = 0;  ///< the generation of these numbers
+  WalkMemory memory_;
+  std::uint64_t walkedOf_ = 0;  ///< the generation of memory_.walked
   /// Messages that were marked as read where the folder may only be read.
   std::unordered_set<std::string> readHere_;
   bool toldOfReadOnly_ = false;
-  /// How many of the last heads were followed by the whole message, between 0 and 1.
-  double opened_ = 0.2;
-
-  std::vector<std::function<void()>> waiting_;  ///< for the end of the synchronisation
-  std::uint64_t synchronising_ = 0;             ///< the refresh that ends it
-  std::string reported_;                        ///< the last failure told
-  std::atomic<bool> endWanted_{false};          ///< somebody waits for that end
-  std::atomic<bool> posted_{false};
   std::shared_ptr<char> alive_ = std::make_shared<char>();
 };
 
