@@ -109,13 +109,11 @@ std::size_t ImapBodies::wantAhead(const std::vector<std::uint32_t>& uids) {
 }
 
 Wanted ImapBodies::state(std::uint32_t uid) const {
-  const auto slot = slots_.find(uid);
-  return slot == slots_.end() ? Wanted::kNot : slot->second.state;
+  return stateIn(slots_, uid);
 }
 
 bool ImapBodies::wantsAny() const {
-  return std::any_of(slots_.begin(), slots_.end(),
-                     [](const auto& entry) { return entry.second.state == Wanted::kComing; });
+  return anyComing(slots_);
 }
 
 Result<std::unique_ptr<InputFile>> ImapBodies::take(std::uint32_t uid) {
@@ -386,12 +384,7 @@ void ImapBodies::detach(Loss how) {
 void ImapBodies::giveUp(const std::string& why) {
   queue_.clear();
   aheadQueue_.clear();
-  for (auto& [uid, slot] : slots_) {
-    if (slot.state == Wanted::kComing) {
-      slot.state = Wanted::kLost;
-      slot.words = why;
-    }
-  }
+  loseComing(slots_, why);
 }
 
 void ImapBodies::keepOnly(const UidSet& unseen) {

@@ -10,7 +10,6 @@
 // found and given up.
 #include "stores/account/imap_heads.h"
 
-#include <algorithm>
 #include <unordered_set>
 #include <utility>
 
@@ -57,13 +56,11 @@ void ImapHeads::want(const std::vector<std::uint32_t>& uids) {
 }
 
 Wanted ImapHeads::state(std::uint32_t uid) const {
-  const auto slot = slots_.find(uid);
-  return slot == slots_.end() ? Wanted::kNot : slot->second.state;
+  return stateIn(slots_, uid);
 }
 
 bool ImapHeads::wantsAny() const {
-  return std::any_of(slots_.begin(), slots_.end(),
-                     [](const auto& entry) { return entry.second.state == Wanted::kComing; });
+  return anyComing(slots_);
 }
 
 ImapHead ImapHeads::take(std::uint32_t uid) {
@@ -184,12 +181,7 @@ void ImapHeads::detach(Loss how) {
 
 void ImapHeads::giveUp(const std::string& why) {
   queue_.clear();
-  for (auto& [uid, slot] : slots_) {
-    if (slot.state == Wanted::kComing) {
-      slot.state = Wanted::kLost;
-      slot.words = why;
-    }
-  }
+  loseComing(slots_, why);
 }
 
 void ImapHeads::keepOnly(const UidSet& unseen) {

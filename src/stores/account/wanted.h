@@ -3,7 +3,9 @@
 // connection is lost instead.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <string>
 #include <unordered_map>
 
 #include "stores/account/uid_set.h"
@@ -19,6 +21,33 @@ enum class Wanted {
   kFailed,  ///< the message cannot be had
   kLost,    ///< it did not come, for a reason outside of the message; a later want asks again
 };
+
+// Heads and bodies are each kept in a map from the number of a message to a slot, which has at
+// least a `state` and the `words` of a failure.
+
+template <class Slots>
+Wanted stateIn(const Slots& slots, std::uint32_t uid) {
+  const auto slot = slots.find(uid);
+  return slot == slots.end() ? Wanted::kNot : slot->second.state;
+}
+
+/// Whether anything is on its way.
+template <class Slots>
+bool anyComing(const Slots& slots) {
+  return std::any_of(slots.begin(), slots.end(),
+                     [](const auto& entry) { return entry.second.state == Wanted::kComing; });
+}
+
+/// All that is on its way becomes kLost, for this reason.
+template <class Slots>
+void loseComing(Slots& slots, const std::string& why) {
+  for (auto& [uid, slot] : slots) {
+    if (slot.state == Wanted::kComing) {
+      slot.state = Wanted::kLost;
+      slot.words = why;
+    }
+  }
+}
 
 /// How a connection ended, for the messages that were asked for on it.
 enum class Loss {
