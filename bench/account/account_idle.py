@@ -14,8 +14,9 @@ import tempfile
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parent.parent / "tests/support/servers"))
+sys.path[:0] = [str(HERE.parent.parent / "tests/support/servers"), str(HERE.parent)]
 import client  # noqa: E402
+from wake_ups import ACCOUNT, slept, switches  # noqa: E402
 
 LIMIT = 2  # a minute
 SECONDS = 120
@@ -26,26 +27,7 @@ mstrFwdToAddress_num=1
 mstrFwdToAddress_1=cell@phone.example
 mbolFwdUponStart=1
 mlngMaxToForward=1000
-[mail]
-store=account
-address=me@here.example
-imap_host=localhost
-imap_port={port}
-imap_security=none
-imap_user={user}
-imap_secret=command
-imap_secret_command=/bin/echo secret
-delivery=none
 """
-
-
-def switches(process):
-    """How often each of its threads has gone to sleep until now, by number and name."""
-    counts = {}
-    for status in pathlib.Path(f"/proc/{process}/task").glob("*/status"):
-        fields = dict(line.split(":", 1) for line in status.read_text(encoding="ascii").splitlines())
-        counts[f"{fields['Name'].strip()} {status.parent.name}"] = int(fields["voluntary_ctxt_switches"])
-    return counts
 
 
 def measure(servers, folder, command, seconds):
@@ -53,7 +35,7 @@ def measure(servers, folder, command, seconds):
     servers.deliver(user, 1, b"From: Ann <ann@x.example>\nSubject: one\n\nText\n")
     (folder / "config/rbx").mkdir(parents=True)
     (folder / "config/rbx/rbx_prefs.ini").write_text(
-        SETTINGS.format(port=servers.places["plain.imap"], user=user), encoding="utf-8")
+        SETTINGS + ACCOUNT.format(port=servers.places["plain.imap"], user=user), encoding="utf-8")
     with subprocess.Popen(
             [command], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
             env={"HOME": str(folder), "XDG_CONFIG_HOME": str(folder / "config"),
@@ -71,7 +53,7 @@ def measure(servers, folder, command, seconds):
     log = next((folder / "state").rglob("outbox"), None)
     if log is None:
         raise AssertionError("the program did not start forwarding")
-    return {thread: count - before.get(thread, 0) for thread, count in after.items()}
+    return slept(before, after)
 
 
 def main():

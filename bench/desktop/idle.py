@@ -9,40 +9,20 @@ import tempfile
 
 from gi.repository import GLib
 
-TESTS = pathlib.Path(__file__).resolve().parents[2] / "tests"
-sys.path[:0] = [str(TESTS / "system/desktop"), str(TESTS / "support/servers")]
+BENCH = pathlib.Path(__file__).resolve().parents[1]
+TESTS = BENCH.parent / "tests"
+sys.path[:0] = [str(TESTS / "system/desktop"), str(TESTS / "support/servers"), str(BENCH)]
 
 # pylint: disable=wrong-import-position
 import client
 from driver import Desktop, Home, wait_for
 from tray_case import Watcher
+from wake_ups import ACCOUNT, slept, switches
 
 MAIN = "Relaybird v..."
 # The toolkit keeps threads that have nothing to do for fifteen seconds, and what is known about the messages
 # of an account is written a minute after the check.
 QUIET_SECONDS = 75
-
-ACCOUNT = """[mail]
-store=account
-address=me@here.example
-imap_host=localhost
-imap_port={port}
-imap_security=none
-imap_user={user}
-imap_secret=command
-imap_secret_command=/bin/echo secret
-delivery=none
-"""
-
-
-def switches(process):
-    """How often each of its threads has gone to sleep until now."""
-    counts = {}
-    for status in pathlib.Path(f"/proc/{process}/task").glob("*/status"):
-        lines = status.read_text(encoding="ascii").splitlines()
-        counts[status.parent.name] = next(
-            int(line.split()[1]) for line in lines if line.startswith("voluntary_ctxt"))
-    return counts
 
 
 def rest(seconds):
@@ -109,8 +89,7 @@ def wakes(processes, seconds):
     before = [switches(process) for process in processes]
     rest(seconds)
     after = [switches(process) for process in processes]
-    return [sum(count - earlier.get(thread, 0) for thread, count in later.items()) / seconds
-            for earlier, later in zip(before, after)]
+    return [sum(slept(earlier, later).values()) / seconds for earlier, later in zip(before, after)]
 
 
 def main():
