@@ -5,7 +5,6 @@
 #include "app/desktop_application.h"
 
 #include <wx/evtloop.h>
-#include <wx/image.h>
 #include <wx/toplevel.h>
 #include <wx/utils.h>
 
@@ -68,7 +67,6 @@ DesktopApplication::~DesktopApplication() = default;
 bool DesktopApplication::OnInit() {
   SetAppName("relaybird");
   SetAppDisplayName("Relaybird");
-  wxImage::AddHandler(new wxPNGHandler);
   loop_ = std::make_unique<desktop::WxLoop>();
   core_ = std::make_unique<ProgramCore>(
       makePlatform_(), identity_, *loop_,

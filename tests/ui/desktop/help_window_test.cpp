@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/desktop/help/help_window.h"
+#include "ui/desktop/help/chm_book.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -85,9 +85,8 @@ GtkMenu* makeMenu(const Control& menu) {
   return entries;
 }
 
-}  // namespace
-
-struct TrayIcon::Icon {
+// The indicator and the watch over its area.
+struct Icon {
   Icon(AppIndicator* shown, TimerMaker& timers, std::function<void()> onLost)
       : indicator(shown),
         absence(
@@ -104,80 +103,124 @@ struct TrayIcon::Icon {
   IconAreaWatch watch{[this](IconArea area) { absence.seen(area); }};
 };
 
+}  // namespace
+
+struct TrayIcon::Area {
+  Area(FileSystem& writer, TimerMaker& maker, std::string folder)
+      : files(writer), timers(maker), iconFolder(std::move(folder)) {}
+
+  FileSystem& files;
+  TimerMaker& timers;
+  std::string iconFolder;
+  bool picturesWritten = false;
+  Control* menu = nullptr;
+  bool running = false;
+  std::string warning;
+  std::unique_ptr<Icon> icon;
+  WindowProcedure procedure;
+  std::function<void()> onLost;
+
+  bool ensurePictures();
+  const char* pictureName() const;
+  void showState() const;
+  void lost() const;
+};
+
 TrayIcon::TrayIcon(FileSystem& files, TimerMaker& timers, std::string iconFolder)
-    : files_(files), timers_(timers), iconFolder_(std::move(iconFolder)) {}
+    : area_(std::make_unique<Area>(files, timers, std::move(iconFolder))) {}
 
 TrayIcon::~TrayIcon() = default;
 
+void TrayIcon::setMenu(Control& menu) {
+  area_->menu = &menu;
+}
+
 bool TrayIcon::available() {
-  return iconsAreShown() && (ensurePictures() || programIconIsInstalled());
+  return iconsAreShown() && (area_->ensurePictures() || programIconIsInstalled());
 }
 
-// Written once for each run; not checked again afterwards.
-bool TrayIcon::ensurePictures() {
-  picturesWritten_ = picturesWritten_ || updatePictures(files_, iconFolder_);
-  return picturesWritten_;
+// The library has no handles.
+WindowHandle TrayIcon::mainWindow() {
+  return 1;
 }
 
-const char* TrayIcon::pictureName() const {
-  if (!picturesWritten_) {
-    return kApplicationId;
-  }
-  return running_ ? kRunningIcon : kStoppedIcon;
+IconHandle TrayIcon::mainIcon() {
+  return 1;
 }
 
 void TrayIcon::addIcon(const NotifyIconRecord& record) {
-  if (menu_ == nullptr) {
+  if (area_->menu == nullptr) {
     return;
   }
   // Without a folder the panel searches the icon theme only.
-  const char* folder = ensurePictures() ? iconFolder_.c_str() : nullptr;
+  const char* folder = area_->ensurePictures() ? area_->iconFolder.c_str() : nullptr;
   const std::string tip(record.tipText());
   AppIndicator* indicator = app_indicator_new_with_path(
-      "relaybird", pictureName(), APP_INDICATOR_CATEGORY_COMMUNICATIONS, folder);
-  icon_.reset(new Icon(indicator, timers_, [this] { lost(); }));
+      "relaybird", area_->pictureName(), APP_INDICATOR_CATEGORY_COMMUNICATIONS, folder);
+  area_->icon =
+      std::make_unique<Icon>(indicator, area_->timers, [area = area_.get()] { area->lost(); });
   app_indicator_set_title(indicator, tip.c_str());
-  app_indicator_set_menu(indicator, makeMenu(*menu_));
-  showState();
+  app_indicator_set_menu(indicator, makeMenu(*area_->menu));
+  area_->showState();
 }
 
 void TrayIcon::deleteIcon(const NotifyIconRecord&) {
-  icon_.reset();
+  area_->icon.reset();
 }
 
-void TrayIcon::lost() {
+WindowProcedure TrayIcon::replaceProcedure(WindowHandle, WindowProcedure procedure) {
+  return std::exchange(area_->procedure, std::move(procedure));
+}
+
+// The desktop shows the menu by itself, over whatever window is in front.
+void TrayIcon::setForegroundWindow(WindowHandle) {}
+
+void TrayIcon::onIconLost(std::function<void()> listener) {
+  area_->onLost = std::move(listener);
+}
+
+void TrayIcon::setRunning(bool running) {
+  area_->running = running;
+  area_->showState();
+}
+
+void TrayIcon::setWarning(std::string text) {
+  area_->warning = std::move(text);
+  area_->showState();
+}
+
+// Written once for each run; not checked again afterwards.
+bool TrayIcon::Area::ensurePictures() {
+  picturesWritten = picturesWritten || updatePictures(files, iconFolder);
+  return picturesWritten;
+}
+
+const char* TrayIcon::Area::pictureName() const {
+  if (!picturesWritten) {
+    return kApplicationId;
+  }
+  return running ? kRunningIcon : kStoppedIcon;
+}
+
+void TrayIcon::Area::lost() const {
   // A copy, because the listener may replace itself.
-  if (const std::function<void()> listener = onLost_) {
+  if (const std::function<void()> listener = onLost) {
     listener();
   }
 }
 
-WindowProcedure TrayIcon::replaceProcedure(WindowHandle, WindowProcedure procedure) {
-  return std::exchange(procedure_, std::move(procedure));
-}
-
-void TrayIcon::setRunning(bool running) {
-  running_ = running;
-  showState();
-}
-
-void TrayIcon::setWarning(std::string text) {
-  warning_ = std::move(text);
-  showState();
-}
-
-void TrayIcon::showState() {
-  if (!icon_) {
+void TrayIcon::Area::showState() const {
+  if (!icon) {
     return;
   }
-  AppIndicator* const indicator = icon_->indicator;
+  AppIndicator* const indicator = icon->indicator;
   app_indicator_set_icon_full(indicator, pictureName(),
-                              running_ ? "Relaybird is forwarding" : "Relaybird is stopped");
-  if (!warning_.empty()) {
-    app_indicator_set_attention_icon_full(indicator, kWarningIcon, warning_.c_str());
+                              running ? "Relaybird is forwarding" : "Relaybird is stopped");
+  if (!warning.empty()) {
+    app_indicator_set_attention_icon_full(indicator, kWarningIcon, warning.c_str());
   }
   app_indicator_set_status(
-      indicator, warning_.empty() ? APP_INDICATOR_STATUS_ACTIVE : APP_INDICATOR_STATUS_ATTENTION);
+      indicator, warning.empty() ? APP_INDICATOR_STATUS_ACTIVE : APP_INDICATOR_STATUS_ATTENTION);
 }
 
 }  // namespace relaybird::desktop

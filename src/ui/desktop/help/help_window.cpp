@@ -4,47 +4,23 @@
 // toolkit's memory file system, with a small project file of ours beside them.
 #include "ui/desktop/help/help_window.h"
 
-#include <chm_lib.h>
 #include <wx/filesys.h>
 #include <wx/fs_mem.h>
 #include <wx/html/helpctrl.h>
 #include <wx/html/helpfrm.h>
 #include <wx/html/helpwnd.h>
+#include <wx/image.h>
 
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
+#include "ui/desktop/help/chm_book.h"
 #include "ui/desktop/help/help_frame.h"
 
 namespace relaybird::desktop {
 namespace {
-
-// A limit far above the size of any page of a manual.
-constexpr LONGUINT64 kLargestPage = 16U << 20U;
-
-struct Reading {
-  const TakeFile& take;
-  bool complete = true;
-};
-
-int takeEntry(chmFile* book, chmUnitInfo* entry, void* context) {
-  auto& reading = *static_cast<Reading*>(context);
-  if (entry->length > kLargestPage) {
-    reading.complete = false;
-    return CHM_ENUMERATOR_CONTINUE;
-  }
-  std::string bytes(entry->length, '\0');
-  const LONGINT64 got =
-      ::chm_retrieve_object(book, entry, reinterpret_cast<unsigned char*>(bytes.data()), 0,
-                            static_cast<LONGINT64>(entry->length));
-  if (got != static_cast<LONGINT64>(entry->length)) {
-    reading.complete = false;
-    return CHM_ENUMERATOR_CONTINUE;
-  }
-  std::string path = entry->path;
-  path.erase(0, path.find_first_not_of('/'));
-  reading.take(path, bytes);
-  return CHM_ENUMERATOR_CONTINUE;
-}
 
 constexpr const char* kProject = "relaybird-help.hhp";
 
@@ -57,11 +33,13 @@ constexpr std::string_view kProjectText =
     "Title=Relaybird Help\n"
     "Default topic=welcome.html\n";
 
-// The toolkit owns the handler until the program ends, which the analyser cannot see.
+// The manual's pictures are PNG. The toolkit owns the handlers until the program ends, which the
+// analyser cannot see.
 void serveFromMemory() {
   static bool added = false;
   if (!std::exchange(added, true)) {
     wxFileSystem::AddHandler(new wxMemoryFSHandler);
+    wxImage::AddHandler(new wxPNGHandler);
   }
 }  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
 
@@ -111,83 +89,85 @@ class Controller : public wxHtmlHelpController {
 
 }  // namespace
 
-Result<void> readChm(const std::string& file, const TakeFile& take) {
-  const std::unique_ptr<chmFile, void (*)(chmFile*)> book(::chm_open(file.c_str()), ::chm_close);
-  if (!book) {
-    return Error{0, "The help file " + file + " cannot be opened."};
-  }
-  Reading reading{take};
-  const int walked =
-      ::chm_enumerate(book.get(), CHM_ENUMERATE_NORMAL | CHM_ENUMERATE_FILES, takeEntry, &reading);
-  if (walked == 0 || !reading.complete) {
-    return Error{0, "The help file " + file + " is damaged."};
-  }
-  return {};
-}
+struct HelpWindow::Book {
+  std::unique_ptr<wxHtmlHelpController> controller;
+  std::string loaded;              // the help file; empty if none
+  std::vector<std::string> pages;  // names in the toolkit's memory
 
-HelpWindow::HelpWindow(std::function<wxWindow*()> owner) : owner_(std::move(owner)) {}
+  Result<void> load(const std::string& file, wxWindow* owner, const Controller::Made& onMade);
+  void close();
+  void unload();
+};
+
+HelpWindow::HelpWindow(std::function<wxWindow*()> owner)
+    : owner_(std::move(owner)), book_(std::make_unique<Book>()) {}
 
 HelpWindow::~HelpWindow() {
   close();
-  unload();
+  book_->unload();
 }
 
 Result<void> HelpWindow::show(const std::string& file, const std::string& topic) {
-  if (loaded_ != file) {
-    if (auto loaded = load(file); !loaded) {
+  if (book_->loaded != file) {
+    if (auto loaded = book_->load(file, owner_(), onMade_); !loaded) {
       return loaded;
     }
   }
   if (topic.empty()) {
-    controller_->DisplayContents();
+    book_->controller->DisplayContents();
   } else {
-    controller_->Display(wxString::FromUTF8(topic + ".html"));
+    book_->controller->Display(wxString::FromUTF8(topic + ".html"));
   }
   return {};
 }
 
-Result<void> HelpWindow::load(const std::string& file) {
+void HelpWindow::close() {
+  book_->close();
+}
+
+Result<void> HelpWindow::Book::load(const std::string& file, wxWindow* owner,
+                                    const Controller::Made& onMade) {
   serveFromMemory();
   close();
   unload();
   const auto read = readChm(file, [this](const std::string& path, std::string_view bytes) {
     addFile(path, bytes);
-    pages_.push_back(path);
+    pages.push_back(path);
   });
   if (!read) {
     unload();
     return read;
   }
   addFile(kProject, kProjectText);
-  pages_.emplace_back(kProject);
-  controller_ = std::make_unique<Controller>(
-      wxHF_TOOLBAR | wxHF_CONTENTS | wxHF_INDEX | wxHF_SEARCH | wxHF_PRINT, owner_(), onMade_);
+  pages.emplace_back(kProject);
+  controller = std::make_unique<Controller>(
+      wxHF_TOOLBAR | wxHF_CONTENTS | wxHF_INDEX | wxHF_SEARCH | wxHF_PRINT, owner, onMade);
   // Otherwise an open manual would keep the program running.
-  controller_->SetShouldPreventAppExit(false);
-  if (!controller_->AddBook(wxString("memory:") + kProject)) {
+  controller->SetShouldPreventAppExit(false);
+  if (!controller->AddBook(wxString("memory:") + kProject)) {
     unload();
     return Error{0, "The help file " + file + " holds no manual."};
   }
-  loaded_ = file;
+  loaded = file;
   return {};
 }
 
 // Closes the window as the user would. Why: wxHtmlHelpController::Quit() destroys the window later,
 // when its pointer to the controller may already dangle.
-void HelpWindow::close() {
-  if (wxHtmlHelpFrame* frame = controller_ ? controller_->GetFrame() : nullptr) {
+void HelpWindow::Book::close() {
+  if (wxHtmlHelpFrame* frame = controller ? controller->GetFrame() : nullptr) {
     frame->Close(true);
   }
 }
 
 // The toolkit's files in memory are shared by the whole program, and a name can be added only once.
-void HelpWindow::unload() {
-  controller_.reset();
-  for (const std::string& page : pages_) {
+void HelpWindow::Book::unload() {
+  controller.reset();
+  for (const std::string& page : pages) {
     wxMemoryFSHandler::RemoveFile(wxString::FromUTF8(page));
   }
-  pages_.clear();
-  loaded_.clear();
+  pages.clear();
+  loaded.clear();
 }
 
 }  // namespace relaybird::desktop

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The icon in the desktop's notification area. The desktop shows the icon's menu itself.
+// The icon in the desktop's notification area.
 #pragma once
 
 #include <functional>
@@ -15,13 +15,15 @@ namespace relaybird::desktop {
 
 class TrayIcon : public TrayPlatform {
  public:
-  /// `iconFolder` is the folder from which the desktop loads the icon's pictures. It is created and
-  /// filled when the icon is first needed. `files` and `timers` must outlive this object.
+  /// Where the desktop loads the icon's pictures from files, `iconFolder` is the folder for them.
+  /// It is created and filled when the icon is first needed. `files` and `timers` must outlive this
+  /// object.
   TrayIcon(FileSystem& files, TimerMaker& timers, std::string iconFolder);
   ~TrayIcon() override;
 
-  /// Sets the icon's menu, which must outlive the icon.
-  void setMenu(Control& menu) { menu_ = &menu; }
+  /// Sets the icon's menu, which must outlive the icon, for a desktop that shows the menu itself.
+  /// Elsewhere the form shows it, when the icon reports the right button.
+  void setMenu(Control& menu);
   /// Selects which of its two pictures the icon shows.
   void setRunning(bool running);
   /// Shows a warning sign in place of the picture, with this text for assistive tools. An empty
@@ -31,32 +33,17 @@ class TrayIcon : public TrayPlatform {
   /// Whether an icon would be visible: the desktop shows icons, and can load one of our pictures.
   /// Blocks for up to one second if the panel does not answer.
   bool available() override;
-  WindowHandle mainWindow() override { return 1; }
-  IconHandle mainIcon() override { return 1; }
+  WindowHandle mainWindow() override;
+  IconHandle mainIcon() override;
   void addIcon(const NotifyIconRecord& record) override;
   void deleteIcon(const NotifyIconRecord& record) override;
   WindowProcedure replaceProcedure(WindowHandle window, WindowProcedure procedure) override;
-  void setForegroundWindow(WindowHandle) override {}
-  void onIconLost(std::function<void()> listener) override { onLost_ = std::move(listener); }
+  void setForegroundWindow(WindowHandle window) override;
+  void onIconLost(std::function<void()> listener) override;
 
  private:
-  struct Icon;
-
-  bool ensurePictures();
-  const char* pictureName() const;
-  void showState();
-  void lost();
-
-  FileSystem& files_;
-  TimerMaker& timers_;
-  std::string iconFolder_;
-  bool picturesWritten_ = false;
-  Control* menu_ = nullptr;
-  bool running_ = false;
-  std::string warning_;
-  std::unique_ptr<Icon> icon_;
-  WindowProcedure procedure_;
-  std::function<void()> onLost_;
+  struct Area;
+  std::unique_ptr<Area> area_;
 };
 
 }  // namespace relaybird::desktop
