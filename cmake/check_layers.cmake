@@ -24,6 +24,7 @@ layer(outbox platform message mail)
 layer(prefs platform mail)
 layer(stores/mailbox platform message mail outbox)
 layer(stores platform message mail outbox stores/mailbox)
+layer(stores/outlook platform platform/win32 mail)
 layer(compose platform mail prefs)
 layer(engine platform mail prefs compose)
 layer(ui/forms platform mail prefs compose engine)
@@ -38,7 +39,7 @@ layer(ui/desktop/views platform ui/forms ui/desktop/widgets ui/desktop/native ui
 layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views)
 layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
 layer(ui/desktop/gtk platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
-layer(app platform message mail outbox prefs stores compose engine
+layer(app platform message mail outbox prefs stores stores/outlook compose engine
       ui/forms ui/help ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)
 layer(app/posix platform platform/posix platform/freedesktop platform/curl mail ui/forms app)

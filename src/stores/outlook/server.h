@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+// What all objects of one mail application share: what is known of their classes, and whether the
+// application is still there.
+#pragma once
+
+#include <windows.h>
+
+#include <oaidl.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "stores/outlook/com_pointer.h"
+
+namespace relaybird::outlook {
+
+/// Whether a call's result says that the application has ended or cannot be reached any more.
+bool meansGone(HRESULT result);
+/// Whether it says that the application has refused the call for the moment.
+bool meansBusy(HRESULT result);
+/// A plain sentence for a result without a text of its own. `member` is the name that was called,
+/// or a few words for another step.
+std::string sentenceFor(HRESULT result, std::string_view member);
+
+/// The member names of one class of objects.
+struct ClassMembers {
+  std::string name;  ///< "MailItem"; "Object" where the class does not tell
+  /// DISPID_UNKNOWN for a name that the class does not have.
+  std::map<std::wstring, DISPID, std::less<>> identifiers;
+  /// By member: the other way of putting an object is taken, because the usual one is not known.
+  std::map<std::wstring, bool, std::less<>> putPlainly;
+  /// Whether other objects use this record too.
+  bool shared = true;
+};
+
+/// User-interface thread only. Objects hold it, so it outlives them.
+class Server {
+ public:
+  using Pause = std::function<void(std::chrono::milliseconds)>;
+
+  /// `pause` waits a little before a call is made again that a busy application has refused.
+  explicit Server(Pause pause) : pause_(std::move(pause)) {}
+
+  /// Makes the call, and makes it again for some seconds while the application is busy. Returns the
+  /// last result. A result that means that the application is gone is remembered.
+  HRESULT call(const std::function<HRESULT()>& attempt);
+  /// Throws MailStoreError where the application is known to be gone: a call would only wait for
+  /// what does not come.
+  void requireAlive() const;
+  /// Remembers that the application is gone.
+  void lose(HRESULT result);
+  bool gone() const { return goneWith_.has_value(); }
+  /// Throws MailStoreError with the text of `info`, which it frees, or a sentence for `result`.
+  [[noreturn]] void fail(HRESULT result, EXCEPINFO& info, std::string_view member);
+  [[noreturn]] void fail(HRESULT result, std::string_view member);
+
+  /// The record of the class of that name, made at first use. The caller knows that all objects
+  /// that it uses the name for are of one class.
+  std::shared_ptr<ClassMembers> classNamed(const std::string& name);
+  /// The record of the object's class, by its type information; one of its own for an object
+  /// without. This is the dearest call of all.
+  std::shared_ptr<ClassMembers> classOf(IDispatch& object);
+
+ private:
+  struct KnownType {
+    ComPtr<ITypeInfo> type;
+    std::shared_ptr<ClassMembers> members;
+  };
+
+  std::string nameOf(ITypeInfo& type);
+
+  Pause pause_;
+  std::optional<HRESULT> goneWith_;
+  std::map<std::string, std::shared_ptr<ClassMembers>, std::less<>> classes_;
+  std::vector<KnownType> types_;
+};
+
+}  // namespace relaybird::outlook

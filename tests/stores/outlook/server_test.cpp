@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#include "stores/outlook/server.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "mail/mail_store.h"
+
+namespace relaybird::outlook {
+namespace {
+
+TEST(ServerTest, EveryResultOfAnApplicationThatWentAwayIsKnown) {
+  for (const unsigned long code :
+       {0x800706BEul, 0x800706BAul, 0x800706BFul, 0x80010108ul, 0x80010007ul, 0x80010012ul}) {
+    EXPECT_TRUE(meansGone(static_cast<HRESULT>(code))) << std::hex << code;
+    EXPECT_FALSE(meansBusy(static_cast<HRESULT>(code))) << std::hex << code;
+  }
+  EXPECT_FALSE(meansGone(S_OK));
+  EXPECT_FALSE(meansGone(DISP_E_EXCEPTION));
+}
+
+TEST(ServerTest, ABusyApplicationIsNotTakenForOneThatWentAway) {
+  EXPECT_TRUE(meansBusy(static_cast<HRESULT>(0x8001010A)));
+  EXPECT_TRUE(meansBusy(static_cast<HRESULT>(0x80010001)));
+  EXPECT_FALSE(meansGone(static_cast<HRESULT>(0x8001010A)));
+}
+
+TEST(ServerTest, AResultWithoutATextGetsASentenceWithMemberAndCode) {
+  EXPECT_EQ(sentenceFor(REGDB_E_CLASSNOTREG, "outlook.application"),
+            "It is not installed on this computer (outlook.application, error 80040154)");
+  EXPECT_EQ(sentenceFor(E_FAIL, "Save"),
+            "The mail application reported an error without a text (Save, error 80004005)");
+}
+
+TEST(ServerTest, AnErrorTextThatMeansGoneIsNoticedInARaisedErrorToo) {
+  Server server([](std::chrono::milliseconds) {});
+  EXCEPINFO info{};
+  info.scode = HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE);
+  EXPECT_THROW(server.fail(DISP_E_EXCEPTION, info, "Save"), MailStoreError);
+  EXPECT_TRUE(server.gone());
+  EXPECT_THROW(server.requireAlive(), MailStoreError);
+}
+
+}  // namespace
+}  // namespace relaybird::outlook
