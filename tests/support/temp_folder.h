@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/paths.h"
+
 namespace relaybird {
 
 /// An empty folder for one test, removed with its content at the end of the scope. Permissions that
@@ -42,7 +44,7 @@ class TempFolder {
   /// Absolute, without a closing separator.
   const std::string& path() const { return path_; }
   /// The path of a name in the folder; nothing is created.
-  std::string path(std::string_view name) const { return path_ + '/' + std::string(name); }
+  std::string path(std::string_view name) const { return joinPath(path_, name); }
 
  private:
   std::string path_;

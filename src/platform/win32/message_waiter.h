@@ -5,20 +5,13 @@
 
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <vector>
 
 #include "platform/main_loop.h"
+#include "platform/win32/object_handle.h"
 
 namespace relaybird {
-
-/// Owns an open kernel object; null stands for none.
-struct CloseObject {
-  using pointer = HANDLE;
-  void operator()(HANDLE object) const { ::CloseHandle(object); }
-};
-using ObjectHandle = std::unique_ptr<HANDLE, CloseObject>;
 
 /// The system calls of a waiter, so that a test can make hours pass in no time.
 struct MessageWaitCalls {

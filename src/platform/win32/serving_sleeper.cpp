@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "platform/win32/object_handle.h"
+
 namespace relaybird {
 namespace {
 

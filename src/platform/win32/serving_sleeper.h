@@ -6,7 +6,6 @@
 #include <chrono>
 
 #include "platform/clock.h"
-#include "platform/win32/message_waiter.h"
 
 namespace relaybird {
 

@@ -10,6 +10,8 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/win32/object_handle.h"
+
 namespace relaybird {
 namespace {
 
