@@ -1,0 +1,312 @@
+; The installer for Windows: for one user, without an administrator. script/windows-package compiles it with
+;   VERSION    the version, as in 1.2.3
+;   OUTPUT     the file to write
+;   ICON       the icon of the installer and the uninstaller
+;   RUN_VALUE  the name of the program's value in the user's Run key
+;   SIZE_KB    what is installed, in kilobytes
+;   FILES      a folder with install.nsh, which has a File instruction for every file; keep.nsh, which jumps
+;              to "next" if $0 is one of them; and installed-files.txt, which lists them
+;
+; Nothing is changed before the programs are known not to run. The files of an earlier version are replaced
+; first; those that this version does not have any more are deleted at the end, by the list that the earlier
+; version left. So an upgrade that is cut short leaves a program that can be started or installed again.
+;
+; Switches, beside those of every such installer (/S: no questions, /D=FOLDER):
+;   relaybird-setup.exe /autostart, /noautostart   otherwise the start with the log-in stays as it is
+;   uninstall.exe /settings                        deletes the settings too
+; The exit code is 0 for success, 1 if the user has cancelled, 2 for a failure. A silent upgrade ends the
+; program if it runs, and starts it again.
+
+; First, since other instructions would choose a target too. Its programs are for 64 bits, as ours are.
+Target amd64-unicode
+Name "Relaybird"
+OutFile "${OUTPUT}"
+RequestExecutionLevel user
+SetCompressor /SOLID lzma
+ManifestDPIAware true
+AllowSkipFiles off
+BrandingText "Relaybird ${VERSION}"
+
+!define UNINSTALL_KEYS "Software\Microsoft\Windows\CurrentVersion\Uninstall"
+!define UNINSTALL_KEY "${UNINSTALL_KEYS}\Relaybird"
+!define RUN_KEY "Software\Microsoft\Windows\CurrentVersion\Run"
+; Where the system notes which of them the user has switched off in the Task Manager.
+!define APPROVED_KEY "Software\Microsoft\Windows\CurrentVersion\Explorer\StartupApproved\Run"
+; How long a program may take to end, in steps of 200 ms.
+!define PATIENCE 100
+
+InstallDir "$LOCALAPPDATA\Programs\Relaybird"
+InstallDirRegKey HKCU "${UNINSTALL_KEY}" "InstallLocation"
+
+VIProductVersion "${VERSION}.0"
+VIAddVersionKey ProductName "Relaybird"
+VIAddVersionKey ProductVersion "${VERSION}"
+VIAddVersionKey FileVersion "${VERSION}"
+VIAddVersionKey FileDescription "Relaybird installer"
+VIAddVersionKey CompanyName "The Relaybird maintainers"
+VIAddVersionKey LegalCopyright "The Relaybird maintainers, MIT licence"
+
+!include MUI2.nsh
+!include LogicLib.nsh
+!include FileFunc.nsh
+!include TextFunc.nsh
+!include Sections.nsh
+
+!define MUI_ICON "${ICON}"
+!define MUI_UNICON "${ICON}"
+!define MUI_COMPONENTSPAGE_SMALLDESC
+!define MUI_FINISHPAGE_NOAUTOCLOSE
+!define MUI_FINISHPAGE_RUN "$INSTDIR\relaybird.exe"
+!define MUI_FINISHPAGE_RUN_TEXT "Start Relaybird"
+!insertmacro MUI_PAGE_COMPONENTS
+!insertmacro MUI_PAGE_INSTFILES
+!insertmacro MUI_PAGE_FINISH
+!insertmacro MUI_UNPAGE_COMPONENTS
+!insertmacro MUI_UNPAGE_INSTFILES
+!insertmacro MUI_LANGUAGE English
+
+Var closed  ; 1 if the program ran and was asked to end
+
+; Deletes what a list of files names, apart from what keep.nsh knows if KEEP is there. A line with a
+; backslash at its end is a folder, which is removed if it is empty.
+!macro RemoveListed LIST KEEP
+  ClearErrors
+  FileOpen $1 "${LIST}" r
+  ${IfNot} ${Errors}
+    ${Do}
+      ClearErrors
+      FileRead $1 $0
+      ${If} ${Errors}
+        ${ExitDo}
+      ${EndIf}
+      ${TrimNewLines} $0 $0
+      !if "${KEEP}" != ""
+        !include "${KEEP}"
+      !endif
+      StrCpy $2 $0 1 -1
+      ${If} $2 == "\"
+        RMDir "$INSTDIR\$0"
+      ${ElseIf} $0 != ""
+        Delete "$INSTDIR\$0"
+      ${EndIf}
+      !if "${KEEP}" != ""
+        next:
+      !endif
+    ${Loop}
+    FileClose $1
+  ${EndIf}
+  ClearErrors
+!macroend
+
+; What installer and uninstaller share; the functions of an uninstaller have to begin with "un.".
+!macro ClosingFunctions UN
+
+; $0 becomes the name of a program in $INSTDIR that cannot be written to, as it runs; empty if there is none.
+Function ${UN}FindRunning
+  ClearErrors
+  ${For} $1 1 2
+    StrCpy $0 "relaybird.exe"
+    ${If} $1 = 2
+      StrCpy $0 "relaybird-console.exe"
+    ${EndIf}
+    ${If} ${FileExists} "$INSTDIR\$0"
+      SetFileAttributes "$INSTDIR\$0" NORMAL
+      ClearErrors
+      FileOpen $2 "$INSTDIR\$0" a
+      ${If} ${Errors}
+        Return
+      ${EndIf}
+      FileClose $2
+    ${EndIf}
+  ${Next}
+  StrCpy $0 ""
+FunctionEnd
+
+; Asks the program of this folder to end, as the close button of its window does. Copies elsewhere go on.
+Function ${UN}AskToEnd
+  StrCpy $1 0
+  ${Do}
+    System::Call 'user32::FindWindowExW(p 0, p r1, p 0, p 0) p .r1'
+    ${If} $1 P= 0
+      ${ExitDo}
+    ${EndIf}
+    System::Call 'user32::GetWindowTextW(p r1, w .r2, i ${NSIS_MAX_STRLEN})'
+    ; Its main window alone has a version in its title; other windows of the process are helpers.
+    StrCpy $2 $2 11
+    ${If} $2 == "Relaybird v"
+      System::Call 'user32::GetWindowThreadProcessId(p r1, *i .r3)'
+      System::Call 'kernel32::OpenProcess(i 0x1000, i 0, i r3) p .r4'  ; to query limited information
+      StrCpy $5 ""
+      System::Call 'kernel32::QueryFullProcessImageNameW(p r4, i 0, w .r5, *i ${NSIS_MAX_STRLEN})'
+      System::Call 'kernel32::CloseHandle(p r4)'
+      ${If} $5 == "$INSTDIR\relaybird.exe"
+        System::Call 'user32::PostMessageW(p r1, i ${WM_CLOSE}, p 0, p 0)'
+        StrCpy $closed 1
+      ${EndIf}
+    ${EndIf}
+  ${Loop}
+FunctionEnd
+
+; Returns when no program of this folder runs; ends everything if the user cancels, or if a program goes on
+; and nobody can be asked. A console is not ended: it may do a script's work.
+Function ${UN}EndPrograms
+  Call ${UN}FindRunning
+  ${If} $0 == ""
+    Return
+  ${EndIf}
+  MessageBox MB_OKCANCEL|MB_ICONEXCLAMATION \
+    "Relaybird is running ($0). It has to end first, which stops forwarding. OK ends it." \
+    /SD IDOK IDOK +2
+  Call ${UN}GiveUp
+  ${Do}
+    Call ${UN}AskToEnd
+    ${For} $9 1 ${PATIENCE}
+      Call ${UN}FindRunning
+      ${If} $0 == ""
+        Return
+      ${EndIf}
+      Sleep 200
+    ${Next}
+    MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION \
+      "$INSTDIR\$0 is still running, or cannot be replaced. End it, then press Retry." \
+      /SD IDCANCEL IDRETRY +2
+    Call ${UN}GiveUp
+  ${Loop}
+FunctionEnd
+
+Function ${UN}GiveUp
+  SetErrorLevel 2
+  Quit
+FunctionEnd
+!macroend
+!insertmacro ClosingFunctions ""
+!insertmacro ClosingFunctions "un."
+
+Section "Relaybird" sectionPrograms
+  SectionIn RO
+  Call EndPrograms
+  SetOutPath $INSTDIR
+  Delete "$PLUGINSDIR\before.txt"
+  CopyFiles /SILENT "$INSTDIR\installed-files.txt" "$PLUGINSDIR\before.txt"
+  ClearErrors
+  !include "${FILES}/install.nsh"
+  SetOutPath $INSTDIR
+  File "${FILES}/installed-files.txt"
+  WriteUninstaller "$INSTDIR\uninstall.exe"
+  ${If} ${Errors}
+    MessageBox MB_OK|MB_ICONSTOP "Relaybird could not be written to $INSTDIR." /SD IDOK
+    Call GiveUp
+  ${EndIf}
+  !insertmacro RemoveListed "$PLUGINSDIR\before.txt" "${FILES}/keep.nsh"
+
+  ; The links start in $INSTDIR, as the folder for output is.
+  CreateDirectory "$SMPROGRAMS\Relaybird"
+  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird.lnk" "$INSTDIR\relaybird.exe"
+  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird Console.lnk" "$INSTDIR\relaybird-console.exe"
+  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird Manual.lnk" "$INSTDIR\rbx.chm"
+
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayName" "Relaybird"
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "Publisher" "The Relaybird maintainers"
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "URLInfoAbout" "https://relaybird.org/"
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayIcon" "$INSTDIR\relaybird.exe"
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "InstallLocation" "$INSTDIR"
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "UninstallString" '"$INSTDIR\uninstall.exe"'
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "QuietUninstallString" '"$INSTDIR\uninstall.exe" /S'
+  WriteRegDWORD HKCU "${UNINSTALL_KEY}" "EstimatedSize" ${SIZE_KB}
+  WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoModify" 1
+  WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoRepair" 1
+SectionEnd
+
+; What is not selected has no section of its own that would run.
+Section /o "Start when I log in" sectionAutostart
+SectionEnd
+
+Section "-last"
+  ${If} ${SectionIsSelected} ${sectionAutostart}
+    WriteRegStr HKCU "${RUN_KEY}" "${RUN_VALUE}" '"$INSTDIR\relaybird.exe"'
+    DeleteRegValue HKCU "${APPROVED_KEY}" "${RUN_VALUE}"
+  ${Else}
+    DeleteRegValue HKCU "${RUN_KEY}" "${RUN_VALUE}"
+  ${EndIf}
+  ${If} ${Silent}
+  ${AndIf} $closed = 1
+    Exec '"$INSTDIR\relaybird.exe"'
+  ${EndIf}
+SectionEnd
+
+Function .onInit
+  SetRegView 64
+  StrCpy $closed 0
+  InitPluginsDir
+  ReadRegStr $0 HKCU "${RUN_KEY}" "${RUN_VALUE}"
+  ${If} $0 != ""
+    !insertmacro SelectSection ${sectionAutostart}
+  ${EndIf}
+  ${GetParameters} $0
+  ClearErrors
+  ${GetOptions} $0 "/autostart" $1
+  ${IfNot} ${Errors}
+    !insertmacro SelectSection ${sectionAutostart}
+  ${EndIf}
+  ClearErrors
+  ${GetOptions} $0 "/noautostart" $1
+  ${IfNot} ${Errors}
+    !insertmacro UnselectSection ${sectionAutostart}
+  ${EndIf}
+  ClearErrors
+FunctionEnd
+
+LangString aboutPrograms ${LANG_ENGLISH} "The program, the console and the manual, for you alone."
+LangString aboutAutostart ${LANG_ENGLISH} "You can change this later in the settings of the program."
+!insertmacro MUI_FUNCTION_DESCRIPTION_BEGIN
+  !insertmacro MUI_DESCRIPTION_TEXT ${sectionPrograms} $(aboutPrograms)
+  !insertmacro MUI_DESCRIPTION_TEXT ${sectionAutostart} $(aboutAutostart)
+!insertmacro MUI_FUNCTION_DESCRIPTION_END
+
+Section "un.Relaybird" unPrograms
+  SectionIn RO
+  Call un.EndPrograms
+  !insertmacro RemoveListed "$INSTDIR\installed-files.txt" ""
+  Delete "$INSTDIR\installed-files.txt"
+  Delete "$INSTDIR\uninstall.exe"
+  ; Files that others have put there stay, and so does the folder then.
+  RMDir "$INSTDIR"
+  Delete "$SMPROGRAMS\Relaybird\Relaybird.lnk"
+  Delete "$SMPROGRAMS\Relaybird\Relaybird Console.lnk"
+  Delete "$SMPROGRAMS\Relaybird\Relaybird Manual.lnk"
+  RMDir "$SMPROGRAMS\Relaybird"
+  DeleteRegKey HKCU "${UNINSTALL_KEY}"
+  DeleteRegKey /ifempty HKCU "${UNINSTALL_KEYS}"
+  ; The value may start another copy of the program, which goes on.
+  ReadRegStr $0 HKCU "${RUN_KEY}" "${RUN_VALUE}"
+  ${If} $0 == '"$INSTDIR\relaybird.exe"'
+  ${OrIf} $0 == "$INSTDIR\relaybird.exe"
+    DeleteRegValue HKCU "${RUN_KEY}" "${RUN_VALUE}"
+    DeleteRegValue HKCU "${APPROVED_KEY}" "${RUN_VALUE}"
+  ${EndIf}
+SectionEnd
+
+Section /o "un.My settings and the state of my mail" unSettings
+  RMDir /r "$APPDATA\rbx"
+  RMDir /r "$LOCALAPPDATA\rbx"
+  Delete "$TEMPLATES\rbx.ini"
+SectionEnd
+
+Function un.onInit
+  SetRegView 64
+  ${GetParameters} $0
+  ClearErrors
+  ${GetOptions} $0 "/settings" $1
+  ${IfNot} ${Errors}
+    !insertmacro SelectSection ${unSettings}
+  ${EndIf}
+  ClearErrors
+FunctionEnd
+
+LangString unAboutPrograms ${LANG_ENGLISH} "The program, the console, the manual and their entries in the Start menu."
+LangString unAboutSettings ${LANG_ENGLISH} "Addresses, rules and everything else that Relaybird keeps. This cannot be undone."
+!insertmacro MUI_UNFUNCTION_DESCRIPTION_BEGIN
+  !insertmacro MUI_DESCRIPTION_TEXT ${unPrograms} $(unAboutPrograms)
+  !insertmacro MUI_DESCRIPTION_TEXT ${unSettings} $(unAboutSettings)
+!insertmacro MUI_UNFUNCTION_DESCRIPTION_END
