@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+#include "outlook_double/class_objects.h"
+
+#include <algorithm>
+
+#include "outlook_double/objects.h"
+
+namespace relaybird::outlook_double {
+
+namespace {
+
+long locks = 0;
+
+constexpr CLSID numbered(unsigned char number) {
+  return {0x6e31c0a2, 0x4b7d, 0x4f19, {0xa8, 0x53, 0x0c, 0x9e, 0x71, 0xd2, 0x35, number}};
+}
+
+std::wstring textOf(REFCLSID clsid) {
+  wchar_t text[40];
+  StringFromGUID2(clsid, text, 40);
+  return text;
+}
+
+// Machine-wide: the user's own classes are not looked at by every version of COM.
+const std::wstring kClasses = L"Software\\Classes\\";
+
+bool writeKey(const std::wstring& key, const wchar_t* name, const std::wstring& value,
+              bool lasting) {
+  HKEY opened = nullptr;
+  const DWORD options = lasting ? REG_OPTION_NON_VOLATILE : REG_OPTION_VOLATILE;
+  if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, (kClasses + key).c_str(), 0, nullptr, options, KEY_WRITE,
+                      nullptr, &opened, nullptr) != ERROR_SUCCESS) {
+    return false;
+  }
+  const auto size = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
+  const auto result =
+      RegSetValueExW(opened, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), size);
+  RegCloseKey(opened);
+  return result == ERROR_SUCCESS;
+}
+
+bool writeIdentifier(const DoubleClass& one, bool lasting) {
+  return writeKey(toWide(one.progId), nullptr, toWide(one.progId), lasting) &&
+         writeKey(toWide(one.progId) + L"\\CLSID", nullptr, textOf(one.clsid), lasting);
+}
+
+class Factory : public IClassFactory {
+ public:
+  explicit Factory(std::string_view progId) : progId_(progId) {}
+  Factory(const Factory&) = delete;
+  Factory& operator=(const Factory&) = delete;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+    const bool known = iid == IID_IUnknown || iid == IID_IClassFactory;
+    *object = known ? this : nullptr;
+    if (known) {
+      AddRef();
+    }
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references_;
+    if (left == 0) {
+      delete this;
+    }
+    return left;
+  }
+
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+    *object = nullptr;
+    if (outer != nullptr) {
+      return CLASS_E_NOAGGREGATION;
+    }
+    try {
+      const auto made = progId_ == kControl ? makeControl() : makeComponent(progId_);
+      return made->QueryInterface(iid, object);
+    } catch (const Returned& code) {
+      return code.code;
+    } catch (const Raised& error) {
+      return error.code;
+    } catch (const MailStoreError& error) {
+      return error.code() != 0 ? error.code() : E_FAIL;
+    }
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
+    locks += lock ? 1 : -1;
+    return S_OK;
+  }
+
+ private:
+  ~Factory() = default;
+
+  std::string progId_;
+  ULONG references_ = 1;
+};
+
+}  // namespace
+
+const std::vector<DoubleClass>& doubleClasses() {
+  static const std::vector<DoubleClass> classes = {
+      {prog_id::kApplication, numbered(1)},    {prog_id::kMailItem, numbered(2)},
+      {prog_id::kSafeMailItem, numbered(3)},   {prog_id::kSafeMeetingItem, numbered(4)},
+      {prog_id::kSafeTaskItem, numbered(5)},   {prog_id::kUtility, numbered(6)},
+      {prog_id::kLibrarySession, numbered(7)}, {kControl, numbered(8)},
+  };
+  return classes;
+}
+
+ComRef<IClassFactory> factoryOf(REFCLSID clsid) {
+  for (const auto& one : doubleClasses()) {
+    if (one.clsid == clsid) {
+      return ComRef<IClassFactory>(new Factory(one.progId));
+    }
+  }
+  CLSID dictionary{};
+  const auto name = toWide(prog_id::kDictionary);
+  if (SUCCEEDED(CLSIDFromProgID(name.c_str(), &dictionary)) && dictionary == clsid) {
+    return ComRef<IClassFactory>(new Factory(prog_id::kDictionary));
+  }
+  return {};
+}
+
+long factoryLocks() {
+  return locks;
+}
+
+bool registerClasses(ServerKind kind, const std::wstring& command, bool lasting) {
+  const wchar_t* const server =
+      kind == ServerKind::kLibrary ? L"\\InprocServer32" : L"\\LocalServer32";
+  return std::all_of(doubleClasses().begin(), doubleClasses().end(), [&](const DoubleClass& one) {
+    const std::wstring key = L"CLSID\\" + textOf(one.clsid);
+    return writeIdentifier(one, lasting) && writeKey(key, nullptr, toWide(one.progId), lasting) &&
+           writeKey(key + server, nullptr, command, lasting) &&
+           (kind == ServerKind::kProgram ||
+            writeKey(key + server, L"ThreadingModel", L"Apartment", lasting));
+  });
+}
+
+void unregisterClasses() {
+  for (const auto& one : doubleClasses()) {
+    unregisterIdentifier(one.progId);
+    const auto key = kClasses + L"CLSID\\" + textOf(one.clsid);
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
+  }
+}
+
+void unregisterIdentifier(std::string_view progId) {
+  RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kClasses + toWide(progId)).c_str());
+}
+
+ClassObjects::ClassObjects(DWORD context) {
+  std::vector<CLSID> all;
+  for (const auto& one : doubleClasses()) {
+    CLSID known{};
+    if (FAILED(CLSIDFromProgID(toWide(one.progId).c_str(), &known))) {
+      complete_ = complete_ && writeIdentifier(one, false);
+    }
+    all.push_back(one.clsid);
+  }
+  CLSID dictionary{};
+  if (context == CLSCTX_INPROC_SERVER &&
+      SUCCEEDED(CLSIDFromProgID(toWide(prog_id::kDictionary).c_str(), &dictionary))) {
+    all.push_back(dictionary);
+  }
+  for (const auto& clsid : all) {
+    DWORD cookie = 0;
+    const auto result =
+        CoRegisterClassObject(clsid, factoryOf(clsid).get(), context, REGCLS_MULTIPLEUSE, &cookie);
+    complete_ = complete_ && SUCCEEDED(result);
+    registered_.push_back(cookie);
+  }
+}
+
+ClassObjects::~ClassObjects() {
+  for (const auto cookie : registered_) {
+    CoRevokeClassObject(cookie);
+  }
+}
+
+}  // namespace relaybird::outlook_double

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// The double's classes, as COM finds them: by identifiers in the registry, or registered with the
+// process.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "outlook_double/com_values.h"
+
+namespace relaybird::outlook_double {
+
+/// Identifier of the object that takes a test's commands (commands.h).
+inline constexpr std::string_view kControl = "MailDouble.Control";
+
+struct DoubleClass {
+  std::string_view progId;
+  CLSID clsid;
+};
+
+/// Every class but the scripting runtime's dictionary, which the system itself has.
+const std::vector<DoubleClass>& doubleClasses();
+
+/// The factory of a class; null for a class that is not the double's. The dictionary's class,
+/// whatever the system calls it, has one too.
+ComRef<IClassFactory> factoryOf(REFCLSID clsid);
+
+/// References that clients hold on factories, with LockServer, beside those on objects.
+long factoryLocks();
+
+/// How the registry says where the classes are.
+enum class ServerKind { kLibrary, kProgram };
+
+/// Registers all classes for the machine: `command` is the library's file, or the program's command
+/// line. False where the registry cannot be written. `lasting` keys stay when the session ends.
+bool registerClasses(ServerKind kind, const std::wstring& command, bool lasting = true);
+void unregisterClasses();
+/// Takes away the one identifier, as if its component had not been installed.
+void unregisterIdentifier(std::string_view progId);
+
+/// While one lives, this process makes the double's objects itself, also the dictionary. COM must
+/// have been initialised on this thread. The registry then needs the identifiers alone, which this
+/// writes too where they are missing.
+class ClassObjects {
+ public:
+  explicit ClassObjects(DWORD context = CLSCTX_INPROC_SERVER);
+  ClassObjects(const ClassObjects&) = delete;
+  ClassObjects& operator=(const ClassObjects&) = delete;
+  ~ClassObjects();
+  /// Whether every class could be registered.
+  bool complete() const { return complete_; }
+
+ private:
+  std::vector<DWORD> registered_;
+  bool complete_ = true;
+};
+
+}  // namespace relaybird::outlook_double
