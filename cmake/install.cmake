@@ -1,5 +1,28 @@
 # The rules of cmake --install. They work with any prefix and with DESTDIR. Parts that are not built are
 # not installed.
+
+# On Windows everything is in one folder, which script/windows-package makes an installer and an archive of. The
+# programs contain the libraries that they need, whose licences demand that they are handed on.
+if(WIN32)
+  foreach(program relaybird relaybird-console)
+    if(TARGET ${program})
+      install(TARGETS ${program} DESTINATION .)
+    endif()
+  endforeach()
+  if(TARGET rbx_help)
+    install(FILES ${PROJECT_BINARY_DIR}/help/rbx.chm DESTINATION .)
+  endif()
+  install(FILES packaging/windows/libraries.txt DESTINATION licences)
+  install(FILES packaging/debian/copyright DESTINATION licences RENAME relaybird.txt)
+  foreach(package g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev nsis wx3.2-headers)
+    install(FILES /usr/share/doc/${package}/copyright DESTINATION licences RENAME ${package}.txt)
+  endforeach()
+  foreach(licence GPL-2 GPL-3 LGPL-2)
+    install(FILES /usr/share/common-licenses/${licence} DESTINATION licences RENAME ${licence}.txt)
+  endforeach()
+  return()
+endif()
+
 include(GNUInstallDirs)
 set(application_header ${PROJECT_SOURCE_DIR}/src/platform/system/application_id.h)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${application_header})

@@ -25,6 +25,7 @@ RequestExecutionLevel user
 SetCompressor /SOLID lzma
 ManifestDPIAware true
 AllowSkipFiles off
+SpaceTexts none
 BrandingText "Relaybird ${VERSION}"
 
 !define UNINSTALL_KEYS "Software\Microsoft\Windows\CurrentVersion\Uninstall"
@@ -55,17 +56,22 @@ VIAddVersionKey LegalCopyright "The Relaybird maintainers, MIT licence"
 !define MUI_ICON "${ICON}"
 !define MUI_UNICON "${ICON}"
 !define MUI_COMPONENTSPAGE_SMALLDESC
-!define MUI_FINISHPAGE_NOAUTOCLOSE
-!define MUI_FINISHPAGE_RUN "$INSTDIR\relaybird.exe"
-!define MUI_FINISHPAGE_RUN_TEXT "Start Relaybird"
+!define MUI_PAGE_HEADER_TEXT "Install Relaybird ${VERSION}"
+!define MUI_PAGE_HEADER_SUBTEXT "For you alone, into your own folder for programs."
+!define MUI_COMPONENTSPAGE_TEXT_TOP "Relaybird forwards newly arrived mail that passes your rules."
+!define MUI_COMPONENTSPAGE_TEXT_COMPLIST "What to do:"
 !insertmacro MUI_PAGE_COMPONENTS
 !insertmacro MUI_PAGE_INSTFILES
-!insertmacro MUI_PAGE_FINISH
+!define MUI_PAGE_HEADER_TEXT "Remove Relaybird ${VERSION}"
+!define MUI_PAGE_HEADER_SUBTEXT "Keep the settings if you may install it again."
+!define MUI_COMPONENTSPAGE_TEXT_TOP "Your mail stays where it is."
+!define MUI_COMPONENTSPAGE_TEXT_COMPLIST "What to remove:"
 !insertmacro MUI_UNPAGE_COMPONENTS
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE English
 
-Var closed  ; 1 if the program ran and was asked to end
+Var closed    ; 1 if the program ran and was asked to end
+Var autostart ; 1 if it started with the log-in before
 
 ; Deletes what a list of files names, apart from what keep.nsh knows if KEEP is there. A line with a
 ; backslash at its end is a folder, which is removed if it is empty.
@@ -156,8 +162,9 @@ Function ${UN}EndPrograms
   ${EndIf}
   MessageBox MB_OKCANCEL|MB_ICONEXCLAMATION \
     "Relaybird is running ($0). It has to end first, which stops forwarding. OK ends it." \
-    /SD IDOK IDOK +2
-  Call ${UN}GiveUp
+    /SD IDOK IDOK +3
+  SetErrorLevel 1
+  Quit
   ${Do}
     Call ${UN}AskToEnd
     ${For} $9 1 ${PATIENCE}
@@ -169,14 +176,10 @@ Function ${UN}EndPrograms
     ${Next}
     MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION \
       "$INSTDIR\$0 is still running, or cannot be replaced. End it, then press Retry." \
-      /SD IDCANCEL IDRETRY +2
-    Call ${UN}GiveUp
+      /SD IDCANCEL IDRETRY +3
+    SetErrorLevel 2
+    Quit
   ${Loop}
-FunctionEnd
-
-Function ${UN}GiveUp
-  SetErrorLevel 2
-  Quit
 FunctionEnd
 !macroend
 !insertmacro ClosingFunctions ""
@@ -195,7 +198,8 @@ Section "Relaybird" sectionPrograms
   WriteUninstaller "$INSTDIR\uninstall.exe"
   ${If} ${Errors}
     MessageBox MB_OK|MB_ICONSTOP "Relaybird could not be written to $INSTDIR." /SD IDOK
-    Call GiveUp
+    SetErrorLevel 2
+    Quit
   ${EndIf}
   !insertmacro RemoveListed "$PLUGINSDIR\before.txt" "${FILES}/keep.nsh"
 
@@ -218,30 +222,62 @@ Section "Relaybird" sectionPrograms
   WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoRepair" 1
 SectionEnd
 
-; What is not selected has no section of its own that would run.
-Section /o "Start when I log in" sectionAutostart
+; The section at the end looks whether these are selected.
+Section /o "Start with the desktop" sectionAutostart
+SectionEnd
+Section "Start now" sectionStart
 SectionEnd
 
 Section "-last"
+  ; What is to stay as it was is not touched: the value may start another copy.
   ${If} ${SectionIsSelected} ${sectionAutostart}
-    WriteRegStr HKCU "${RUN_KEY}" "${RUN_VALUE}" '"$INSTDIR\relaybird.exe"'
-    DeleteRegValue HKCU "${APPROVED_KEY}" "${RUN_VALUE}"
-  ${Else}
+    ${If} $autostart = 0
+      WriteRegStr HKCU "${RUN_KEY}" "${RUN_VALUE}" '"$INSTDIR\relaybird.exe"'
+      DeleteRegValue HKCU "${APPROVED_KEY}" "${RUN_VALUE}"
+    ${EndIf}
+  ${ElseIf} $autostart = 1
     DeleteRegValue HKCU "${RUN_KEY}" "${RUN_VALUE}"
   ${EndIf}
-  ${If} ${Silent}
-  ${AndIf} $closed = 1
+  ${If} ${SectionIsSelected} ${sectionStart}
+  ${OrIf} $closed = 1
     Exec '"$INSTDIR\relaybird.exe"'
   ${EndIf}
 SectionEnd
+
+; $autostart becomes 1 if the program starts with the log-in. The system's settings switch it off by a note, whose
+; first byte is odd then.
+Function ReadAutostart
+  StrCpy $autostart 0
+  ReadRegStr $0 HKCU "${RUN_KEY}" "${RUN_VALUE}"
+  ${If} $0 == ""
+    Return
+  ${EndIf}
+  StrCpy $autostart 1
+  System::Alloc 64
+  Pop $1
+  ; HKEY_CURRENT_USER, and bytes only
+  System::Call 'advapi32::RegGetValueW(p -2147483647, w "${APPROVED_KEY}", w "${RUN_VALUE}", i 8, p 0, p r1, *i 64) i .r2'
+  ${If} $2 = 0
+    System::Call '*$1(&i1 .r3)'
+    IntOp $3 $3 & 1
+    ${If} $3 = 1
+      StrCpy $autostart 0
+    ${EndIf}
+  ${EndIf}
+  System::Free $1
+FunctionEnd
 
 Function .onInit
   SetRegView 64
   StrCpy $closed 0
   InitPluginsDir
-  ReadRegStr $0 HKCU "${RUN_KEY}" "${RUN_VALUE}"
-  ${If} $0 != ""
+  Call ReadAutostart
+  ${If} $autostart = 1
     !insertmacro SelectSection ${sectionAutostart}
+  ${EndIf}
+  ; Without a person only what ran before is started.
+  ${If} ${Silent}
+    !insertmacro UnselectSection ${sectionStart}
   ${EndIf}
   ${GetParameters} $0
   ClearErrors
@@ -257,11 +293,13 @@ Function .onInit
   ClearErrors
 FunctionEnd
 
-LangString aboutPrograms ${LANG_ENGLISH} "The program, the console and the manual, for you alone."
-LangString aboutAutostart ${LANG_ENGLISH} "You can change this later in the settings of the program."
+LangString aboutPrograms ${LANG_ENGLISH} "The program, the console and the manual, with entries in the Start menu."
+LangString aboutAutostart ${LANG_ENGLISH} "Whenever you log in. You can change this later in the program: File, Start with the desktop."
+LangString aboutStart ${LANG_ENGLISH} "Opens the window when everything is installed."
 !insertmacro MUI_FUNCTION_DESCRIPTION_BEGIN
   !insertmacro MUI_DESCRIPTION_TEXT ${sectionPrograms} $(aboutPrograms)
   !insertmacro MUI_DESCRIPTION_TEXT ${sectionAutostart} $(aboutAutostart)
+  !insertmacro MUI_DESCRIPTION_TEXT ${sectionStart} $(aboutStart)
 !insertmacro MUI_FUNCTION_DESCRIPTION_END
 
 Section "un.Relaybird" unPrograms
@@ -287,10 +325,12 @@ Section "un.Relaybird" unPrograms
   ${EndIf}
 SectionEnd
 
-Section /o "un.My settings and the state of my mail" unSettings
+Section /o "un.My settings, and all else that it keeps" unSettings
   RMDir /r "$APPDATA\rbx"
   RMDir /r "$LOCALAPPDATA\rbx"
+  ; The file of earlier releases, and the note of a help file that was moved.
   Delete "$TEMPLATES\rbx.ini"
+  Delete "$WINDIR\rbx.ini"
 SectionEnd
 
 Function un.onInit
@@ -305,7 +345,7 @@ Function un.onInit
 FunctionEnd
 
 LangString unAboutPrograms ${LANG_ENGLISH} "The program, the console, the manual and their entries in the Start menu."
-LangString unAboutSettings ${LANG_ENGLISH} "Addresses, rules and everything else that Relaybird keeps. This cannot be undone."
+LangString unAboutSettings ${LANG_ENGLISH} "Addresses, rules, and which mail was forwarded. This cannot be undone."
 !insertmacro MUI_UNFUNCTION_DESCRIPTION_BEGIN
   !insertmacro MUI_DESCRIPTION_TEXT ${unPrograms} $(unAboutPrograms)
   !insertmacro MUI_DESCRIPTION_TEXT ${unSettings} $(unAboutSettings)

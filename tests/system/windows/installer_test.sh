@@ -74,13 +74,21 @@ status() {
   run "$@" || result=$?
   [ "$result" -eq "$expected" ] || fail "$* returned $result, not $expected: $(cat "$scratch/run.log")"
 }
-# await TEXT: the stand-in has written this.
-await() {
+# until_true COMMAND...: it succeeds within half a minute.
+until_true() {
   for _ in $(seq 300); do
-    [ "$(cat "$scratch/state" 2>/dev/null || true)" != "$1" ] || return 0
+    ! "$@" >/dev/null 2>&1 || return 0
     sleep 0.1
   done
-  fail "the program is not $1, but: $(cat "$scratch/state" 2>/dev/null || true)"
+  fail "this does not come true: $*; windows: $(xdotool search --onlyvisible --name '.' getwindowname %@ || true)"
+}
+# press TITLE KEY...: in the window, once it is there and takes them.
+press() {
+  local title=$1
+  shift
+  until_true xdotool search --onlyvisible --name "$title"
+  xdotool search --onlyvisible --name "$title" windowactivate --sync
+  xdotool key --delay 300 "$@"
 }
 # stage FOLDER VERSION: the files of a release; without a real one, of stand-ins.
 stage() {
@@ -124,6 +132,7 @@ settle
 user=$WINEPREFIX/drive_c/users/$(id -un)
 folder=$user/AppData/Local/Programs/Relaybird
 menu="$user/AppData/Roaming/Microsoft/Windows/Start Menu/Programs/Relaybird"
+approved_key='Software\Microsoft\Windows\CurrentVersion\Explorer\StartupApproved\Run'
 run_key='Software\Microsoft\Windows\CurrentVersion\Run'
 uninstall_key='Software\Microsoft\Windows\CurrentVersion\Uninstall\Relaybird'
 native="C:\\users\\$(id -un)\\AppData\\Local\\Programs\\Relaybird"
@@ -186,18 +195,20 @@ if [ -z "$real" ]; then
   export RELAYBIRD_STAND_IN="Z:$scratch/state"
   say "a silent upgrade ends the program that runs, and starts it again"
   wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
-  await running
+  until_true grep -q running "$scratch/state"
+  rm "$scratch/state"
   status 0 "$scratch/old/relaybird-setup.exe" /S
   wait
-  await running
+  until_true grep -q running "$scratch/state"
   there "$folder/dropped.txt"
+  rm "$scratch/state"
   status 0 "$scratch/new/relaybird-setup.exe" /S
   gone "$folder/dropped.txt"
-  await running
+  until_true grep -q running "$scratch/state"
 
   say "the uninstaller ends it too"
   status 0 "$folder/uninstall.exe" /S
-  await closed
+  until_true grep -q closed "$scratch/state"
   settle
   gone "$folder" "$menu"
   status 0 "$scratch/new/relaybird-setup.exe" /S /autostart
@@ -206,7 +217,7 @@ if [ -z "$real" ]; then
   say "a program that stays prevents an upgrade, and nothing is changed"
   rm "$scratch/state"
   RELAYBIRD_STAND_IN_STAYS=1 wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
-  await running
+  until_true grep -q running "$scratch/state"
   status 2 "$scratch/old/relaybird-setup.exe" /S
   gone "$folder/dropped.txt"
   cmp "$scratch/new-stage/rbx.chm" "$folder/rbx.chm" || fail "the manual was replaced beside a running program"
@@ -238,5 +249,43 @@ status 0 "$folder/uninstall.exe" /S
 settle
 gone "$folder"
 [ "$(value "$run_key" Relaybird)" = 'D:\portable\relaybird.exe' ] || fail "another copy does not start any more"
+status 0 reg.exe delete "HKCU\\$run_key" /v Relaybird /f
+
+say "an upgrade leaves the start off that the user has switched off in the Task Manager"
+status 0 "$scratch/old/relaybird-setup.exe" /S /autostart
+status 0 reg.exe add "HKCU\\$approved_key" /v Relaybird /t REG_BINARY /d 030000000000000000000000 /f
+status 0 "$scratch/new/relaybird-setup.exe" /S
+settle
+[ -n "$(value "$approved_key" Relaybird)" ] || fail "the upgrade has switched the start on again"
+status 0 "$scratch/new/relaybird-setup.exe" /S /autostart
+settle
+[ -z "$(value "$approved_key" Relaybird)" ] || fail "the start cannot be switched on again"
+status 0 "$scratch/new/relaybird-setup.exe" /S /noautostart
+settle
+[ -z "$(value "$run_key" Relaybird)" ] || fail "the start cannot be switched off"
+status 0 "$folder/uninstall.exe" /S
+settle
+gone "$folder"
+
+say "a person chooses in the pages: the start with the log-in, not to start now, and later to delete the settings"
+mkdir -p "$user/AppData/Roaming/rbx"
+openbox >/dev/null 2>&1 &
+manager=$!
+wine "$scratch/new/relaybird-setup.exe" >/dev/null 2>&1 </dev/null &
+press 'Relaybird Setup' Down space Down space Return
+until_true test -e "$folder/uninstall.exe"
+press 'Relaybird Setup' Return
+wait $!
+# The program would not let the prefix settle.
+settle
+there "$folder/uninstall.exe" "$menu/Relaybird.lnk"
+[ -n "$(value "$run_key" Relaybird)" ] || fail "the start with the log-in was not switched on"
+wine "$folder/uninstall.exe" >/dev/null 2>&1 </dev/null
+press 'Relaybird Uninstall' Down space Return
+until_true test ! -e "$user/AppData/Roaming/rbx"
+press 'Relaybird Uninstall' Return
+settle
+gone "$folder" "$menu" "$user/AppData/Roaming/rbx"
+kill $manager
 
 echo "installer_test: $steps steps passed"
