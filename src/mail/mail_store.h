@@ -239,11 +239,17 @@ class Namespace {
   virtual std::shared_ptr<class SyncObjects> SyncObjects() = 0;
 };
 
-/// The application's session, whose MAPIOBJECT ties a library session to it.
+/// What ties a library session to the application's session. Only the store that gives it knows
+/// what it is; the same session may give the same one or another each time.
+class MapiObject {
+ public:
+  virtual ~MapiObject() = default;
+};
+
 class Session {
  public:
   virtual ~Session() = default;
-  virtual std::shared_ptr<void> MAPIOBJECT() = 0;
+  virtual std::shared_ptr<MapiObject> MAPIOBJECT() = 0;
 };
 
 class Application : public AutomationObject {
@@ -268,7 +274,8 @@ class UtilityObject : public AutomationObject {
 
 class LibrarySession : public AutomationObject {
  public:
-  virtual void MAPIOBJECT(std::shared_ptr<void> object) = 0;
+  /// Throws for an object that is not of a session of the same store.
+  virtual void MAPIOBJECT(std::shared_ptr<MapiObject> object) = 0;
 };
 
 /// A set of texts with values, compared byte for byte.

@@ -349,7 +349,7 @@ TEST_F(MemoryStoreTest, NoSyncEndComesFromAnApplicationThatHasGone) {
 
 TEST_F(MemoryStoreTest, ALibrarySessionTakesThisStoresSessionAlone) {
   const auto library = createAs<LibrarySession>(store.factory(), prog_id::kLibrarySession);
-  EXPECT_THROW(library->MAPIOBJECT(std::make_shared<int>(1)), MailStoreError);
+  EXPECT_THROW(library->MAPIOBJECT(std::make_shared<MapiObject>()), MailStoreError);
   EXPECT_THROW(library->MAPIOBJECT(nullptr), MailStoreError);
   EXPECT_EQ(store.attachedSessions(), 0u);
 }

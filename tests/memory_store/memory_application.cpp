@@ -139,7 +139,7 @@ class MemoryNamespace : public Namespace {
 class MemorySession : public Session {
  public:
   explicit MemorySession(MemoryLink link) : link_(std::move(link)) {}
-  std::shared_ptr<void> MAPIOBJECT() override {
+  std::shared_ptr<MapiObject> MAPIOBJECT() override {
     link_.begin("Session.MAPIOBJECT");
     return link_->mapiObject;
   }

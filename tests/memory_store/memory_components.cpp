@@ -61,7 +61,7 @@ class MemoryLibrarySession : public LibrarySession {
     link_.begin("LibrarySession.ClassName");
     return "RDOSession";
   }
-  void MAPIOBJECT(std::shared_ptr<void> object) override {
+  void MAPIOBJECT(std::shared_ptr<MapiObject> object) override {
     link_.begin("LibrarySession.MAPIOBJECT=");
     if (object != link_->mapiObject) {
       throw MailStoreError("The object is not a MAPI session");

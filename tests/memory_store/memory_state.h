@@ -97,7 +97,7 @@ struct MemoryState : std::enable_shared_from_this<MemoryState> {
   std::size_t syncStarts = 0;
   std::size_t syncRuns = 0;
   std::size_t deliveries = 0;
-  std::shared_ptr<void> mapiObject = std::make_shared<char>();
+  std::shared_ptr<MapiObject> mapiObject = std::make_shared<MapiObject>();
   std::size_t attachedSessions = 0;
 };
 

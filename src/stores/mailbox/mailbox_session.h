@@ -55,7 +55,7 @@ class MailboxSession {
   const MailSettings& settings() const { return settings_; }
   const Clock& clock() const { return world_.clock; }
   /// An object that only identifies the session.
-  const std::shared_ptr<void>& mapiObject() const { return mapiObject_; }
+  const std::shared_ptr<MapiObject>& mapiObject() const { return mapiObject_; }
 
   /// Also retries kept messages of the outbox that are due.
   std::shared_ptr<InboxView> list();
@@ -138,7 +138,7 @@ class MailboxSession {
   std::shared_ptr<Transport> transport_;
   std::unique_ptr<Inbox> inbox_;
   AddressBookFile addressBook_;
-  std::shared_ptr<void> mapiObject_ = std::make_shared<char>();
+  std::shared_ptr<MapiObject> mapiObject_ = std::make_shared<MapiObject>();
   bool closed_ = false;
   int reading_ = 0;  ///< calls on the stack that read a message and may wait for it
   /// Whether the disk takes messages: yes; no, in this pass; to be tested before the next message.

@@ -193,7 +193,7 @@ class StoreNamespace : public Namespace {
 class StoreSession : public Session {
  public:
   explicit StoreSession(SessionRef session) : session_(std::move(session)) {}
-  std::shared_ptr<void> MAPIOBJECT() override { return session_->mapiObject(); }
+  std::shared_ptr<MapiObject> MAPIOBJECT() override { return session_->mapiObject(); }
 
  private:
   SessionRef session_;
@@ -245,7 +245,7 @@ class StoreLibrarySession : public LibrarySession {
  public:
   explicit StoreLibrarySession(SessionRef session) : session_(std::move(session)) {}
   std::string ClassName() const override { return "RDOSession"; }
-  void MAPIOBJECT(std::shared_ptr<void> object) override {
+  void MAPIOBJECT(std::shared_ptr<MapiObject> object) override {
     if (object != session_->mapiObject()) {
       throw MailStoreError("The object is not a MAPI session");
     }

@@ -279,7 +279,7 @@ TEST_F(MaildirStoreTest, ADeliveryThatWasPutOffIsTriedAgainByALaterCheck) {
 
 TEST_F(MaildirStoreTest, AMapiObjectOfSomebodyElseIsRefused) {
   const auto session = createAs<LibrarySession>(house.factory(), prog_id::kLibrarySession);
-  EXPECT_THROW(session->MAPIOBJECT(std::make_shared<int>(1)), MailStoreError);
+  EXPECT_THROW(session->MAPIOBJECT(std::make_shared<MapiObject>()), MailStoreError);
 }
 
 }  // namespace
