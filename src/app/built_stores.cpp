@@ -7,15 +7,25 @@
 
 #include "app/store_openers.h"
 #include "mail/mail_settings.h"
+#if defined(RELAYBIRD_STORE_MAILDIR) || defined(RELAYBIRD_STORE_ACCOUNT)
 #include "outbox/delivery/make_transport.h"
+#endif
+#ifdef RELAYBIRD_STORE_ACCOUNT
 #include "stores/account/account_store.h"
+#endif
+#ifdef RELAYBIRD_STORE_MAILDIR
 #include "stores/maildir/maildir_store.h"
+#endif
+#ifdef RELAYBIRD_STORE_OUTLOOK
+#include "stores/outlook/outlook_store.h"
+#endif
 
 namespace relaybird {
 namespace {
 
 using Opened = Result<std::unique_ptr<MailStore>>;
 
+#if defined(RELAYBIRD_STORE_MAILDIR) || defined(RELAYBIRD_STORE_ACCOUNT)
 // Opens a store whose forwards wait in an outbox on this disk. The way off this computer does not
 // depend on the store, so it is made here.
 template <Opened (*open)(const MailSettings& settings, const StoreWorld& world,
@@ -35,6 +45,7 @@ Opened withOutbox(const StoreSettings& from, const StoreWorld& world) {
   }
   return open(read.settings, world, std::move(*transport));
 }
+#endif
 
 }  // namespace
 
@@ -42,6 +53,10 @@ std::span<const StoreEntry> builtStores() {
   // One line for each store. A store that needs neither section [mail] nor an outbox is named
   // without withOutbox.
   static const std::vector<StoreEntry> stores = {
+#ifdef RELAYBIRD_STORE_OUTLOOK
+      {"outlook",
+       [](const StoreSettings&, const StoreWorld& world) { return openOutlookStore(world); }},
+#endif
 #ifdef RELAYBIRD_STORE_MAILDIR
       {"maildir", withOutbox<openMaildirStore>},
 #endif

@@ -95,7 +95,8 @@ std::optional<ProgramCore::Refusal> ProgramCore::openStoreOfPreferences() {
                            .secrets = secretWorld(),
                            .network = platform.network,
                            .verbose = verbose,
-                           .keepAlive = keepAlive_});
+                           .keepAlive = keepAlive_,
+                           .sleeper = platform.sleeper.get()});
   if (!store) {
     return Refusal{kSettingsForbid, store.error().text};
   }

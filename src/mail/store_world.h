@@ -73,6 +73,8 @@ struct StoreWorld {
   /// False: the call is to give up at once, because the user does not want the check any more or
   /// the program ends.
   std::function<bool()> keepAlive = [] { return true; };
+  /// For a short pause before something is tried again; null: it is tried again at once.
+  Sleeper* sleeper = nullptr;
 };
 
 }  // namespace relaybird

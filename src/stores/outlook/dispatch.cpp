@@ -5,6 +5,7 @@
 // nothing; that of an item is asked for.
 #include "stores/outlook/dispatch.h"
 
+#include <array>
 #include <utility>
 
 #include "mail/mail_store.h"
@@ -14,6 +15,11 @@ namespace relaybird::outlook {
 namespace {
 
 constexpr WORD kRead = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
+constexpr std::size_t kMostArguments = 2;
+
+std::span<const Value> one(const Value& argument) {
+  return {&argument, 1};
+}
 
 }  // namespace
 
@@ -51,16 +57,16 @@ bool Object::has(std::wstring_view member) const {
   return identifier(member) != DISPID_UNKNOWN;
 }
 
-HRESULT Object::tryInvoke(DISPID identifier, WORD flags, Value* argument, Value* result,
-                          EXCEPINFO& info) const {
+HRESULT Object::tryInvoke(DISPID identifier, WORD flags, std::span<const Value> arguments,
+                          Value* result, EXCEPINFO& info) const {
   DISPID put = DISPID_PROPERTYPUT;
-  VARIANT passed{};
+  // From the last to the first. Copies of the records without copies of what they refer to: the
+  // callee frees nothing.
+  std::array<VARIANT, kMostArguments> passed{};
   DISPPARAMS parameters{};
-  if (argument != nullptr) {
-    // A copy of the record without a copy of what it refers to; the callee frees nothing.
-    passed = argument->variant();
-    parameters.rgvarg = &passed;
-    parameters.cArgs = 1;
+  parameters.rgvarg = passed.data();
+  for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
+    passed[parameters.cArgs++] = argument->variant();
   }
   if ((flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0) {
     parameters.rgdispidNamedArgs = &put;
@@ -75,7 +81,7 @@ HRESULT Object::tryInvoke(DISPID identifier, WORD flags, Value* argument, Value*
 }
 
 Value Object::invoke(std::wstring_view member, DISPID identifier, WORD flags,
-                     Value* argument) const {
+                     std::span<const Value> arguments) const {
   server_->requireAlive();
   if (identifier == DISPID_UNKNOWN) {
     server_->fail(DISP_E_UNKNOWNNAME, fromWide(member));
@@ -83,7 +89,7 @@ Value Object::invoke(std::wstring_view member, DISPID identifier, WORD flags,
   Value result;
   EXCEPINFO info{};
   const HRESULT outcome =
-      tryInvoke(identifier, flags, argument, (flags & kRead) != 0 ? &result : nullptr, info);
+      tryInvoke(identifier, flags, arguments, (flags & kRead) != 0 ? &result : nullptr, info);
   if (FAILED(outcome)) {
     server_->fail(outcome, info, fromWide(member));
   }
@@ -91,31 +97,35 @@ Value Object::invoke(std::wstring_view member, DISPID identifier, WORD flags,
 }
 
 Value Object::get(std::wstring_view member) const {
-  return invoke(member, identifier(member), kRead, nullptr);
+  return invoke(member, identifier(member), kRead, {});
 }
 
 Value Object::get(std::wstring_view member, Value argument) const {
-  return invoke(member, identifier(member), kRead, &argument);
+  return invoke(member, identifier(member), kRead, one(argument));
 }
 
 Value Object::at(std::int32_t index) const {
   if (nothing()) {
     throw MailStoreError("The mail application gave no object");
   }
-  Value argument = Value::ofNumber(index);
-  return invoke(L"default member", DISPID_VALUE, kRead, &argument);
+  return invoke(L"default member", DISPID_VALUE, kRead, one(Value::ofNumber(index)));
 }
 
 void Object::call(std::wstring_view member) const {
-  invoke(member, identifier(member), DISPATCH_METHOD, nullptr);
+  invoke(member, identifier(member), DISPATCH_METHOD, {});
 }
 
 void Object::call(std::wstring_view member, Value argument) const {
-  invoke(member, identifier(member), DISPATCH_METHOD, &argument);
+  invoke(member, identifier(member), DISPATCH_METHOD, one(argument));
+}
+
+void Object::call(std::wstring_view member, Value first, Value second) const {
+  const std::array<Value, 2> both{std::move(first), std::move(second)};
+  invoke(member, identifier(member), DISPATCH_METHOD, both);
 }
 
 void Object::put(std::wstring_view member, Value value) const {
-  invoke(member, identifier(member), DISPATCH_PROPERTYPUT, &value);
+  invoke(member, identifier(member), DISPATCH_PROPERTYPUT, one(value));
 }
 
 void Object::putReference(std::wstring_view member, Value object) const {
@@ -126,7 +136,7 @@ void Object::putReference(std::wstring_view member, Value object) const {
   auto& plainly = members().putPlainly;
   if (plainly.find(member) == plainly.end()) {
     EXCEPINFO info{};
-    const HRESULT result = tryInvoke(id, DISPATCH_PROPERTYPUTREF, &object, nullptr, info);
+    const HRESULT result = tryInvoke(id, DISPATCH_PROPERTYPUTREF, one(object), nullptr, info);
     if (SUCCEEDED(result)) {
       return;
     }
@@ -158,6 +168,10 @@ Object Object::child(std::wstring_view member) const {
 
 Object Object::child(std::wstring_view member, Value argument) const {
   return {objectFrom(get(member, std::move(argument)), member), server_, classOfChild(member)};
+}
+
+Object Object::item(std::int32_t index) const {
+  return {objectFrom(at(index), L"default member"), server_};
 }
 
 Object Object::item(std::wstring_view member) const {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -24,7 +25,7 @@ class Object {
   /// `members` null: the class is asked for when it is needed.
   Object(ComPtr<IDispatch> dispatch, std::shared_ptr<Server> server,
          std::shared_ptr<ClassMembers> members = nullptr)
-      : dispatch_(std::move(dispatch)), server_(std::move(server)), members_(std::move(members)) {}
+      : server_(std::move(server)), dispatch_(std::move(dispatch)), members_(std::move(members)) {}
 
   bool nothing() const { return !dispatch_; }
   IDispatch* dispatch() const { return dispatch_.get(); }
@@ -46,12 +47,15 @@ class Object {
   /// An object that the member gives, which is always of the same class. Throws for "Nothing".
   Object child(std::wstring_view member) const;
   Object child(std::wstring_view member, Value argument) const;
+  /// The object that the default member gives for an index; of any class.
+  Object item(std::int32_t index) const;
   /// The same for a member that gives objects of several classes, such as the items of a folder.
   Object item(std::wstring_view member) const;
   Object item(std::wstring_view member, Value argument) const;
   /// Calls a method whose result is not used.
   void call(std::wstring_view member) const;
   void call(std::wstring_view member, Value argument) const;
+  void call(std::wstring_view member, Value first, Value second) const;
   /// Sets a property.
   void put(std::wstring_view member, Value value) const;
   /// Sets a property to an object itself and not to its default value ("Set a.b = c").
@@ -60,14 +64,15 @@ class Object {
  private:
   ClassMembers& members() const;
   DISPID identifier(std::wstring_view member) const;
-  Value invoke(std::wstring_view member, DISPID identifier, WORD flags, Value* argument) const;
-  HRESULT tryInvoke(DISPID identifier, WORD flags, Value* argument, Value* result,
+  Value invoke(std::wstring_view member, DISPID identifier, WORD flags,
+               std::span<const Value> arguments) const;
+  HRESULT tryInvoke(DISPID identifier, WORD flags, std::span<const Value> arguments, Value* result,
                     EXCEPINFO& info) const;
   ComPtr<IDispatch> objectFrom(const Value& value, std::wstring_view member) const;
   std::shared_ptr<ClassMembers> classOfChild(std::wstring_view member) const;
 
+  std::shared_ptr<Server> server_;  ///< above the reference, which it outlives
   ComPtr<IDispatch> dispatch_;
-  std::shared_ptr<Server> server_;
   mutable std::shared_ptr<ClassMembers> members_;
 };
 

@@ -46,7 +46,9 @@ class Server {
   using Pause = std::function<void(std::chrono::milliseconds)>;
 
   /// `pause` waits a little before a call is made again that a busy application has refused.
-  explicit Server(Pause pause) : pause_(std::move(pause)) {}
+  /// `lasting` is held until the last object is gone.
+  explicit Server(Pause pause, std::shared_ptr<void> lasting = {})
+      : lasting_(std::move(lasting)), pause_(std::move(pause)) {}
 
   /// Makes the call, and makes it again for some seconds while the application is busy. Returns the
   /// last result. A result that means that the application is gone is remembered.
@@ -76,6 +78,7 @@ class Server {
 
   std::string nameOf(ITypeInfo& type);
 
+  std::shared_ptr<void> lasting_;  ///< above what it must outlive
   Pause pause_;
   std::optional<HRESULT> goneWith_;
   std::map<std::string, std::shared_ptr<ClassMembers>, std::less<>> classes_;

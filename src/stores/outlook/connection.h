@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+// The store's connection to the mail application and to the components beside it: makes objects by
+// program identifier, tells the user what to do about a component that is not there, and keeps what
+// one pass over the inbox uses again and again.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "mail/mail_store.h"
+#include "mail/store_world.h"
+#include "stores/outlook/dispatch.h"
+
+namespace relaybird::outlook {
+
+/// Makes an object by its program identifier; a result like that of CoCreateInstance.
+using ObjectMaker = std::function<HRESULT(std::string_view progId, ComPtr<IDispatch>& object)>;
+
+/// By the registry of this computer. COM must be in use on this thread.
+HRESULT createRegistered(std::string_view progId, ComPtr<IDispatch>& object);
+
+/// What MAPIOBJECT gives: an interface that the safe-item library understands.
+class AutomationMapiObject : public MapiObject {
+ public:
+  explicit AutomationMapiObject(Value value) : value_(std::move(value)) {}
+  const Value& value() const { return value_; }
+
+ private:
+  Value value_;
+};
+
+class Connection : public std::enable_shared_from_this<Connection> {
+ public:
+  Connection(const StoreWorld& world, ObjectMaker make);
+
+  /// The application: the one that somebody holds, or a new one. Throws where it cannot be started.
+  std::shared_ptr<Application> application();
+  /// A new object. `progId` is one of prog_id. Throws, and tells the user once what to do where the
+  /// component is missing. The application is made by application() alone.
+  Object create(std::string_view progId);
+  /// A new mail item.
+  std::shared_ptr<MailItem> newItem();
+
+  const StoreWorld& world() const { return world_; }
+
+  /// A pass over the inbox begins: drops what the former one has kept.
+  void beginPass();
+  /// Kept for the pass: making them costs several calls for each forward, and they do not change.
+  struct PassParts {
+    std::shared_ptr<Session> session;  ///< of the application
+    Object attachedLibrary;            ///< the library's session
+    std::shared_ptr<MapiObject> libraryAttachedTo;
+  };
+  PassParts& pass() { return pass_; }
+
+  /// The outbox refused a message for a reason that every other message would meet too: no item is
+  /// handed out until the next pass.
+  void outboxRefused(std::string why) { outboxRefused_ = std::move(why); }
+  /// Throws after outboxRefused().
+  void requireOutbox() const;
+
+ private:
+  void explain(std::string_view progId, HRESULT result);
+
+  StoreWorld world_;
+  ObjectMaker make_;
+  std::shared_ptr<Server> server_;
+  std::weak_ptr<Application> application_;
+  PassParts pass_;
+  std::string outboxRefused_;
+  std::set<std::string, std::less<>> explained_;
+};
+
+using ConnectionRef = std::shared_ptr<Connection>;
+
+/// The application's own object, over `object`.
+std::shared_ptr<Application> makeApplication(const ConnectionRef& connection, Object object);
+
+}  // namespace relaybird::outlook
