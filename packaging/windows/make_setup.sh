@@ -54,7 +54,7 @@ done
 touch --date="@$epoch" "$lists/installed-files.txt"
 
 "$root/art/windows_icon.sh" "$lists/relaybird.ico"
-run_value=$(sed -n 's/.*kRunValue = "\(.*\)";/\1/p' "$root/src/platform/system/application_id.h")
+run_value=$(sed -n 's/.*kRunValue = "\(.*\)";/\1/p' "$root/src/platform/win32/run_key_autostart.h")
 size=$(find "$stage" -type f -printf '%s\n' | awk '{ sum += $1 } END { print int((sum + 1023) / 1024) }')
 rm -f "$folder/relaybird-setup.exe" "$folder/relaybird-portable.zip"
 makensis -WX -V2 -INPUTCHARSET UTF8 "-DVERSION=$version" "-DOUTPUT=$folder/relaybird-setup.exe" \

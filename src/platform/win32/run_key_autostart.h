@@ -13,7 +13,7 @@ inline constexpr const char* kRunKey = "Software\\Microsoft\\Windows\\CurrentVer
 /// Where the system's own settings note which of them the user has switched off.
 inline constexpr const char* kRunApprovalKey =
     "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\StartupApproved\\Run";
-/// The name of the program's value in both.
+/// The name of the program's value in both. The installer reads it from this line.
 inline constexpr const char* kRunValue = "Relaybird";
 
 /// Autostart by the user's Run key of the registry.
