@@ -195,7 +195,8 @@ class ItemCollection {
   /// After a send that the outbox refused for a reason that affects every message (a full,
   /// read-only or broken disk) this throws, so that the pass over the collection ends and the
   /// remaining items stay as they are. Collections of later Items() calls throw too until the
-  /// outbox takes messages again.
+  /// outbox takes messages again, where the store sees that by itself; one that hands its messages
+  /// to another program learns it from the next send.
   virtual std::shared_ptr<MailItem> Item(std::int32_t index) = 0;
   /// The members that match the filter, in the same order, as a new collection that later changes
   /// do not affect. Throws for a filter other than kUnreadFilter (any case, blanks ignored), and
@@ -291,7 +292,8 @@ class Dictionary : public AutomationObject {
 class ObjectFactory {
  public:
   virtual ~ObjectFactory() = default;
-  /// Throws for an identifier that is unknown or whose component is not installed.
+  /// Throws for an identifier that is unknown or whose component is not installed, unless the store
+  /// makes such objects in another way.
   virtual std::shared_ptr<AutomationObject> CreateObject(std::string_view progId) = 0;
 };
 

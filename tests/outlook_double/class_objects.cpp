@@ -95,6 +95,18 @@ class Factory : public IClassFactory {
   ULONG references_ = 1;
 };
 
+// The identifier that the system has given the dictionary; none where it has none.
+CLSID dictionaryClass() {
+  CLSID clsid{};
+  CLSIDFromProgID(toWide(prog_id::kDictionary).c_str(), &clsid);
+  return clsid;
+}
+
+std::vector<DoubleClass> withDictionary(std::vector<DoubleClass> classes) {
+  classes.push_back({prog_id::kDictionary, dictionaryClass()});
+  return classes;
+}
+
 }  // namespace
 
 const std::vector<DoubleClass>& doubleClasses() {
@@ -113,12 +125,8 @@ ComRef<IClassFactory> factoryOf(REFCLSID clsid) {
       return ComRef<IClassFactory>(new Factory(one.progId));
     }
   }
-  CLSID dictionary{};
-  const auto name = toWide(prog_id::kDictionary);
-  if (SUCCEEDED(CLSIDFromProgID(name.c_str(), &dictionary)) && dictionary == clsid) {
-    return ComRef<IClassFactory>(new Factory(prog_id::kDictionary));
-  }
-  return {};
+  const bool dictionary = dictionaryClass() == clsid;
+  return ComRef<IClassFactory>(dictionary ? new Factory(prog_id::kDictionary) : nullptr);
 }
 
 long factoryLocks() {
@@ -149,24 +157,22 @@ void unregisterIdentifier(std::string_view progId) {
   RegDeleteTreeW(HKEY_LOCAL_MACHINE, (kClasses + toWide(progId)).c_str());
 }
 
-ClassObjects::ClassObjects(DWORD context) {
-  std::vector<CLSID> all;
-  for (const auto& one : doubleClasses()) {
+ClassObjects::ClassObjects()
+    : ClassObjects(withDictionary(doubleClasses()), CLSCTX_INPROC_SERVER) {}
+
+ClassObjects ClassObjects::dictionary() {
+  return {withDictionary({}), CLSCTX_INPROC_SERVER};
+}
+
+ClassObjects::ClassObjects(const std::vector<DoubleClass>& classes, DWORD context) {
+  for (const auto& one : classes) {
     CLSID known{};
     if (FAILED(CLSIDFromProgID(toWide(one.progId).c_str(), &known))) {
       complete_ = complete_ && writeIdentifier(one, false);
     }
-    all.push_back(one.clsid);
-  }
-  CLSID dictionary{};
-  if (context == CLSCTX_INPROC_SERVER &&
-      SUCCEEDED(CLSIDFromProgID(toWide(prog_id::kDictionary).c_str(), &dictionary))) {
-    all.push_back(dictionary);
-  }
-  for (const auto& clsid : all) {
     DWORD cookie = 0;
-    const auto result =
-        CoRegisterClassObject(clsid, factoryOf(clsid).get(), context, REGCLS_MULTIPLEUSE, &cookie);
+    const auto result = CoRegisterClassObject(one.clsid, factoryOf(one.clsid).get(), context,
+                                              REGCLS_MULTIPLEUSE, &cookie);
     complete_ = complete_ && SUCCEEDED(result);
     registered_.push_back(cookie);
   }

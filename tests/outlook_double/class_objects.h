@@ -41,12 +41,17 @@ void unregisterClasses();
 /// Takes away the one identifier, as if its component had not been installed.
 void unregisterIdentifier(std::string_view progId);
 
-/// While one lives, this process makes the double's objects itself, also the dictionary. COM must
+/// While one lives, this process makes the double's objects itself. COM must
 /// have been initialised on this thread. The registry then needs the identifiers alone, which this
 /// writes too where they are missing.
 class ClassObjects {
  public:
-  explicit ClassObjects(DWORD context = CLSCTX_INPROC_SERVER);
+  /// All classes for clients of this process, the dictionary included.
+  ClassObjects();
+  /// All classes but the dictionary for clients of other processes.
+  static ClassObjects forOthers() { return {doubleClasses(), CLSCTX_LOCAL_SERVER}; }
+  /// The dictionary alone, for clients of this process.
+  static ClassObjects dictionary();
   ClassObjects(const ClassObjects&) = delete;
   ClassObjects& operator=(const ClassObjects&) = delete;
   ~ClassObjects();
@@ -54,6 +59,8 @@ class ClassObjects {
   bool complete() const { return complete_; }
 
  private:
+  ClassObjects(const std::vector<DoubleClass>& classes, DWORD context);
+
   std::vector<DWORD> registered_;
   bool complete_ = true;
 };

@@ -152,8 +152,12 @@ std::string show(const CommandLine& command) {
   if (command.has("types")) {
     behaviour.typeNames = types.at(command.value("types"));
   }
-  behaviour.newestFirst = command.value("order", "oldest") == "newest";
-  behaviour.filterIsLive = command.value("filter", "fixed") == "live";
+  if (command.has("order")) {
+    behaviour.newestFirst = command.value("order") == "newest";
+  }
+  if (command.has("filter")) {
+    behaviour.filterIsLive = command.value("filter") == "live";
+  }
   return {};
 }
 
@@ -174,6 +178,7 @@ std::string state(const CommandLine&) {
          field("runs", std::to_string(store.syncRuns())) +
          field("deliveries", std::to_string(store.deliveries())) +
          field("sessions", std::to_string(store.attachedSessions())) +
+         field("running", std::to_string(world().running()->sync->waiting())) +
          field("objects", std::to_string(liveObjects())) + "\n";
 }
 
@@ -258,7 +263,7 @@ std::string field(std::string_view name, std::string_view value) {
   std::string text = "\t" + std::string(name) + "=";
   for (const char letter : value) {
     const auto byte = static_cast<unsigned char>(letter);
-    if (byte < 0x20 || letter == '%') {
+    if (byte < 0x20 || byte > 0x7E || letter == '%') {
       text += '%';
       text += digits[byte >> 4];
       text += digits[byte & 15];

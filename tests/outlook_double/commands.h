@@ -31,7 +31,8 @@
 //   everything planned show       dates=time|date|both  types=underscore|class|none
 //   order=oldest|newest  filter=live|fixed counts     clear                  lists call= count=;
 //   clear=1 starts anew state                             answers starts= runs= deliveries=
-//   sessions= objects= quit                              the application ends as its user ends it
+//   sessions= running= objects= quit                              the application ends as its user
+//   ends it
 #pragma once
 
 #include <string>

@@ -190,29 +190,27 @@ std::string DoubleWorld::deliver(MemoryItem item) {
   return ids_.back();
 }
 
-std::size_t DoubleWorld::positionOf(const std::string& entryId) const {
+std::optional<std::size_t> DoubleWorld::positionOf(const std::string& entryId) const {
   const auto found = std::find(ids_.begin(), ids_.end(), entryId);
-  if (found == ids_.end()) {
-    throw std::invalid_argument("there is no item " + entryId);
-  }
-  return static_cast<std::size_t>(found - ids_.begin());
+  return found == ids_.end() ? std::nullopt
+                             : std::optional(static_cast<std::size_t>(found - ids_.begin()));
 }
 
 void DoubleWorld::takeAway(const std::string& entryId) {
-  const auto position = positionOf(entryId);
+  const auto position = positionOf(entryId).value();
   store_->takeAway(position);
   ids_.erase(ids_.begin() + static_cast<std::ptrdiff_t>(position));
   write("take" + field("id", entryId));
 }
 
 void DoubleWorld::mark(const std::string& entryId, bool unread) {
-  store_->setUnread(positionOf(entryId), unread);
+  store_->setUnread(positionOf(entryId).value(), unread);
   write("mark" + field("id", entryId) + field("unread", unread ? "1" : "0"));
 }
 
 void DoubleWorld::marked(const std::string& entryId, bool unread) {
   // A draft has an identifier too.
-  if (std::find(ids_.begin(), ids_.end(), entryId) != ids_.end()) {
+  if (!journal_.empty() && positionOf(entryId)) {
     write("mark" + field("id", entryId) + field("unread", unread ? "1" : "0"));
   }
 }

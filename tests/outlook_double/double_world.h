@@ -7,6 +7,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -79,6 +80,8 @@ class DoubleWorld {
   /// Returns the identifier of the item, made up where it has none. An empty one is possible, too.
   std::string deliver(MemoryItem item);
   void takeAway(const std::string& entryId);
+  /// The item's place in the inbox, from 0.
+  std::optional<std::size_t> positionOf(const std::string& entryId) const;
   /// Sets an item's mark, as another program does.
   void mark(const std::string& entryId, bool unread);
   /// An item's mark was changed, or a message was sent, by a client.
@@ -92,7 +95,6 @@ class DoubleWorld {
   ~DoubleWorld();
   void write(const std::string& line);
   void readBack(const std::string& line);
-  std::size_t positionOf(const std::string& entryId) const;
 
   std::unique_ptr<WindowQueue> events_;
   std::unique_ptr<MemoryStore> store_;

@@ -145,6 +145,15 @@ class NamespaceObject : public DispatchObject {
     return table;
   }
 
+  Value item(const std::string& entryId) {
+    const auto position = DoubleWorld::only().positionOf(entryId);
+    if (!position) {
+      throw Raised{static_cast<HRESULT>(0x8004010F), "Mail application",
+                   "An object could not be found."};
+    }
+    const auto items = running_->mapi->GetDefaultInbox()->Items();
+    return Value::object(makeItem(items->Item(static_cast<std::int32_t>(*position) + 1)));
+  }
   Value folder(std::int32_t kind) {
     if (kind != kInboxFolder) {
       throw Raised{E_INVALIDARG, "Mail application", "There is no such folder."};

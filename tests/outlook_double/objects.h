@@ -22,6 +22,8 @@ class SyncPoint {
   /// The event goes to every listener. One whose process has ended is forgotten.
   virtual void fire(SyncEvent event, std::int32_t code = 0, const std::string& text = {}) = 0;
   virtual std::size_t listeners() const = 0;
+  /// Ends that have not been told yet.
+  virtual std::size_t waiting() const = 0;
 };
 
 std::shared_ptr<SyncPoint> makeSyncPoint(const std::shared_ptr<SyncObject>& sync);

@@ -53,6 +53,8 @@ int serve(bool stay, const std::wstring& folder) {
   }
   // In the middle of a call: nothing is answered, released or written.
   world.calls().die = [] { ExitProcess(3); };
+  // Not watched: it does not keep the program running.
+  const auto application = makeComponent(relaybird::prog_id::kApplication);
   watchObjects([stay](bool made) {
     if (made) {
       CoAddRefServerProcess();
@@ -60,10 +62,8 @@ int serve(bool stay, const std::wstring& folder) {
       PostQuitMessage(0);
     }
   });
-  const ClassObjects classes(CLSCTX_LOCAL_SERVER);
-  const auto application = makeComponent(relaybird::prog_id::kApplication);
+  const auto classes = ClassObjects::forOthers();
   DWORD active = 0;
-  // Weak: it does not keep the program running.
   RegisterActiveObject(application.get(), doubleClasses().front().clsid, ACTIVEOBJECT_WEAK,
                        &active);
   world.calls().clearCounts();
@@ -71,6 +71,7 @@ int serve(bool stay, const std::wstring& folder) {
     DispatchMessageW(&message);
   }
   RevokeActiveObject(active, nullptr);
+  watchObjects(nullptr);
   return classes.complete() ? 0 : 1;
 }
 

@@ -48,6 +48,7 @@ class EventSource : public SyncPoint, public std::enable_shared_from_this<EventS
   void fire(SyncEvent event) { fire(event, 0, {}); }
 
   std::size_t listeners() const override { return sinks_.size(); }
+  std::size_t waiting() const override { return waiting_; }
 
   DWORD add(ComRef<IDispatch> sink) {
     sinks_.emplace(++lastCookie_, std::move(sink));
@@ -57,8 +58,10 @@ class EventSource : public SyncPoint, public std::enable_shared_from_this<EventS
 
  private:
   void ended() {
-    for (auto left = std::exchange(waiting_, 0U); left > 0; --left) {
+    // Waiting until they are told: telling serves other calls.
+    for (auto left = waiting_; left > 0; --left) {
       fire(kSyncEndEvent);
+      waiting_ -= waiting_ > 0 ? 1 : 0;
     }
   }
 
@@ -78,7 +81,7 @@ class EventSource : public SyncPoint, public std::enable_shared_from_this<EventS
   std::shared_ptr<SyncObject> sync_;
   std::map<DWORD, ComRef<IDispatch>> sinks_;
   DWORD lastCookie_ = 0;
-  unsigned waiting_ = 0;
+  std::size_t waiting_ = 0;
 };
 
 // Counting of references for the small objects below.

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # script_client_test.sh BUILD: calls the double of the mail application by the scripting host, a late-bound client of
-# another maker; in one process with it, and in a process of its own. Needs the variables of Wine from its caller.
+# another maker; in one process with it, and in a process of its own. Its caller sets the variables of Wine.
 set -euo pipefail
+: "${WINEPREFIX:?}"
 build=$(cd "$1" && pwd)
 root=$(realpath "$(dirname "$0")/../../..")
 double=$build/tests/outlook_double

@@ -1,0 +1,261 @@
+// SPDX-License-Identifier: MIT
+// The store over the desktop mail application, with the double as that application: in this
+// process, and in a process of its own. The suite runs over either.
+#include <windows.h>
+
+#include <objbase.h>
+
+#include "contract/mail_store_contract.h"
+#include "outlook_double/class_objects.h"
+#include "outlook_double/com_client.h"
+#include "outlook_double/commands.h"
+#include "outlook_double/double_server.h"
+#include "outlook_double/double_world.h"
+#include "stores/outlook/outlook_store.h"
+#include "support/fake_clock.h"
+#include "support/fake_timers.h"
+#include "support/no_disk.h"
+#include "support/store_fakes.h"
+
+namespace relaybird {
+namespace {
+
+namespace od = outlook_double;
+
+struct ComApartment {
+  ComApartment() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+  ~ComApartment() { CoUninitialize(); }
+  ComApartment(const ComApartment&) = delete;
+  ComApartment& operator=(const ComApartment&) = delete;
+};
+
+void serveMessages() {
+  for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE;) {
+    DispatchMessageW(&message);
+  }
+}
+
+std::string deliverLine(const SampleMail& mail) {
+  const auto received = std::to_string(mail.received.time_since_epoch().count());
+  std::string line = "deliver" + od::field("kind", mail.kind) + od::field("subject", mail.subject) +
+                     od::field("body", mail.body) +
+                     od::field("html", mail.html.empty() ? "0" : "1") +
+                     od::field("sender", mail.senderName) +
+                     od::field("address", mail.senderAddress) + od::field("received", received) +
+                     od::field("modified", received) + od::field("unread", mail.unread ? "1" : "0");
+  for (const auto& [name, bytes] : mail.attachments) {
+    line += od::field("file", name + ":" + bytes);
+  }
+  return line;
+}
+
+SentMail sentMail(const od::CommandLine& line) {
+  SentMail mail;
+  mail.subject = line.value("subject");
+  mail.body = line.value("body");
+  mail.html = line.flag("html", false);
+  mail.replyTo = line.all("reply");
+  for (const auto& one : line.all("recipient")) {
+    mail.recipients.emplace_back(one.substr(2), static_cast<RecipientType>(one[0] - '0'));
+  }
+  for (const auto& one : line.all("file")) {
+    const auto colon = one.find(':');
+    mail.attachments.push_back({one.substr(0, colon), one.substr(colon + 1)});
+  }
+  return mail;
+}
+
+class OutlookUnderTest : public StoreUnderTest {
+ public:
+  OutlookUnderTest() = default;
+
+  MailStore& store() override {
+    if (!store_) {
+      auto opened = openOutlookStore({.files = disk_,
+                                      .clock = clock_,
+                                      .events = events_,
+                                      .executor = executor_,
+                                      .commands = commands_,
+                                      .random = [](std::size_t) {
+                                        return Error{0, "not used"};
+                                      }});
+      if (!opened) {
+        throw std::runtime_error(opened.error().text);
+      }
+      store_ = std::move(*opened);
+    }
+    return *store_;
+  }
+
+  void deliver(const SampleMail& mail) override { tell(deliverLine(mail)); }
+  void takeAway(const std::string& subject) override {
+    tell("take" + od::field("subject", subject));
+  }
+  std::vector<SentMail> outbox() override {
+    std::vector<SentMail> all;
+    const std::string lines = tell("sent");
+    for (std::size_t begin = 0; begin < lines.size();) {
+      const auto end = lines.find('\n', begin);
+      all.push_back(sentMail(od::CommandLine(std::string_view(lines).substr(begin, end - begin))));
+      begin = end + 1;
+    }
+    return all;
+  }
+  void runPendingEvents() override {
+    do {
+      serveMessages();
+      events_.runUntilIdle();
+    } while (od::CommandLine(tell("state")).number("running", 0) > 0 || events_.waiting() > 0);
+  }
+  std::optional<std::pair<std::string, std::string>> knownName() override {
+    return std::pair("Ann Example", "ann@example.org");
+  }
+
+  bool seesItsOutbox() override { return false; }
+  // The application makes a mail item too.
+  bool makesWithout(std::string_view progId) override { return progId == prog_id::kMailItem; }
+
+  bool begin(Trouble trouble) override {
+    if (trouble == Trouble::kApplicationGone) {
+      endApplication();
+    } else if (trouble == Trouble::kInboxUnreachable) {
+      tell("raise\tcall=Items.Restrict\tcode=80040115\ttext=The server is not available.");
+    } else {
+      // The codes of a mailbox that is full.
+      tell("raise\tcall=SafeItem.Send\tcode=8004060C\ttext=The mailbox is full.");
+      tell("raise\tcall=MailItem.Send\tcode=8004060C\ttext=The mailbox is full.");
+    }
+    return true;
+  }
+  void end(Trouble) override { tell("calm"); }
+
+ protected:
+  virtual od::ComRef<IDispatch>& control() = 0;
+  virtual void endApplication() = 0;
+
+  std::string tell(const std::string& command) { return od::tell(*control().get(), command); }
+  void startAnew() {
+    tell("reset");
+    tell("name\tname=Ann Example\taddress=ann@example.org");
+  }
+
+  ComApartment com_;
+
+ private:
+  NoFiles disk_;
+  FakeClock clock_;
+  FakeEventQueue events_;
+  InlineExecutor executor_;
+  NoCommands commands_;
+  std::unique_ptr<MailStore> store_;
+};
+
+// COM takes a class once only, and a new test's store may be made before the former one's is gone.
+std::shared_ptr<od::ClassObjects> classesHere() {
+  static std::weak_ptr<od::ClassObjects> held;
+  auto classes = held.lock();
+  if (!classes) {
+    classes = std::make_shared<od::ClassObjects>();
+    held = classes;
+  }
+  EXPECT_TRUE(classes->complete());
+  return classes;
+}
+
+class InProcess : public OutlookUnderTest {
+ public:
+  InProcess() { startAnew(); }
+
+  void removeComponent(std::string_view progId) override {
+    tell("missing" + od::field("component", progId));
+  }
+
+ protected:
+  od::ComRef<IDispatch>& control() override { return control_; }
+  void endApplication() override { tell("quit"); }
+
+ private:
+  std::shared_ptr<od::ClassObjects> here_ = classesHere();
+  od::ComRef<IDispatch> control_ = od::create(od::kControl, CLSCTX_INPROC_SERVER);
+};
+
+// As other versions and settings of the application are: what its filter has let through changes
+// under the reader, the newest item comes first, and the date of a change has its other name.
+class InProcessOtherwise : public InProcess {
+ public:
+  InProcessOtherwise() { tell("show\tfilter=live\torder=newest\tdates=date"); }
+};
+
+// One server serves all tests of the program: starting one takes a second.
+class OtherProcess {
+ public:
+  static OtherProcess& only() {
+    static OtherProcess server;
+    return server;
+  }
+  OtherProcess(const OtherProcess&) = delete;
+  OtherProcess& operator=(const OtherProcess&) = delete;
+  ~OtherProcess() { end(); }
+
+  od::ComRef<IDispatch>& control() {
+    if (!control_) {
+      control_ = od::create(od::kControl, CLSCTX_LOCAL_SERVER);
+    }
+    return control_;
+  }
+  /// In the middle of a call. The next use starts another.
+  void end() {
+    if (control_) {
+      try {
+        od::tell(*control_.get(), "die");
+      } catch (const od::CallFailed&) {
+        control_ = {};
+      }
+    }
+  }
+
+ private:
+  OtherProcess() = default;
+
+  ComApartment com_;
+  od::DoubleServer registered_;
+  od::ComRef<IDispatch> control_;
+};
+
+class OutOfProcess : public OutlookUnderTest {
+ public:
+  OutOfProcess() { startAnew(); }
+
+  void removeComponent(std::string_view progId) override {
+    if (progId != prog_id::kDictionary) {
+      tell("missing" + od::field("component", progId));
+      return;
+    }
+    // The system's own, which runs in this process.
+    dictionaryHere_.reset(new od::ClassObjects(od::ClassObjects::dictionary()));
+    od::carryOut(od::CommandLine("reset"));
+    od::carryOut(od::CommandLine("missing" + od::field("component", progId)));
+  }
+
+ protected:
+  od::ComRef<IDispatch>& control() override { return OtherProcess::only().control(); }
+  void endApplication() override { OtherProcess::only().end(); }
+
+ private:
+  std::unique_ptr<od::ClassObjects> dictionaryHere_;
+};
+
+template <class T>
+std::unique_ptr<StoreUnderTest> make() {
+  return std::make_unique<T>();
+}
+
+INSTANTIATE_TEST_SUITE_P(Outlook, MailStoreContract,
+                         testing::Values(StoreMaker{"in_process", make<InProcess>},
+                                         StoreMaker{"in_process_otherwise",
+                                                    make<InProcessOtherwise>},
+                                         StoreMaker{"out_of_process", make<OutOfProcess>}),
+                         storeMakerName);
+
+}  // namespace
+}  // namespace relaybird
