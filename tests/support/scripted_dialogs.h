@@ -23,7 +23,7 @@ class ScriptedDialogs : public Dialogs {
   void enter(std::string text) { texts_.push_back(std::move(text)); }
   void choose(std::optional<std::string> path) { paths_.push_back(std::move(path)); }
 
-  BoxAnswer messageBox(const MessageBox& box) override {
+  BoxAnswer messageBox(const AnswerBox& box) override {
     boxes.push_back(box);
     if (onBox) {
       onBox(box);
@@ -59,7 +59,7 @@ class ScriptedDialogs : public Dialogs {
     }
   }
 
-  std::vector<MessageBox> boxes;
+  std::vector<AnswerBox> boxes;
   std::vector<InputBox> inputs;
   std::vector<OpenFileBox> files;
   std::vector<SaveFileBox> saved;
@@ -67,7 +67,7 @@ class ScriptedDialogs : public Dialogs {
   std::size_t unexpected = 0;  ///< questions without an answer in the script
 
   /// What the user does while a box is open.
-  std::function<void(const MessageBox&)> onBox;
+  std::function<void(const AnswerBox&)> onBox;
   std::function<void(Control&)> onMenu;
 
  private:
@@ -88,7 +88,7 @@ class ScriptedDialogs : public Dialogs {
 };
 
 /// A box in one line: "title|text|icon|buttons", for comparing whole boxes at once.
-inline std::string boxLine(const MessageBox& box) {
+inline std::string boxLine(const AnswerBox& box) {
   static const char* const kIcons[] = {"none", "exclamation", "critical"};
   static const char* const kButtons[] = {"OK", "OK Cancel", "Yes No", "Yes No Cancel"};
   return box.title + "|" + box.text + "|" + kIcons[static_cast<std::size_t>(box.icon)] + "|" +

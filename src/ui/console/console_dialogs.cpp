@@ -61,7 +61,7 @@ void ConsoleDialogs::setObserver(std::function<void()> onAsking, std::function<v
   onAnswered_ = std::move(onAnswered);
 }
 
-BoxAnswer ConsoleDialogs::messageBox(const MessageBox& box) {
+BoxAnswer ConsoleDialogs::messageBox(const AnswerBox& box) {
   Question question{{BoxView::Kind::kMessage, box.title, box.text, box.icon, {}},
                     std::string(answerText(safeAnswer(box.buttons))),
                     {}};

@@ -30,7 +30,7 @@ class ConsoleDialogs : public Dialogs {
  public:
   explicit ConsoleDialogs(DialogsParts parts);
 
-  BoxAnswer messageBox(const MessageBox& box) override;
+  BoxAnswer messageBox(const AnswerBox& box) override;
   std::string inputBox(const InputBox& box) override;
   std::optional<std::string> openFile(const OpenFileBox& box) override;
   std::optional<std::string> saveFile(const SaveFileBox& box) override;

@@ -16,8 +16,8 @@ namespace {
 // Longer than the buffer for settings: the longest path of any supported system, and its NUL.
 constexpr std::size_t kPathBufferSize = 32768;
 
-const MessageBox& notFoundBox() {
-  static const MessageBox kBox{
+const AnswerBox& notFoundBox() {
+  static const AnswerBox kBox{
       "The help file could not be found.  This could be caused by the Relaybird program .exe file "
       "being copied or moved away from the location where it was initially installed.  If you "
       "would like to view the help file then please specify its location.  The name of the file is "
@@ -28,7 +28,7 @@ const MessageBox& notFoundBox() {
 }
 
 // The file exists, so only the user can decide whether to use another one.
-MessageBox unreadableBox(const std::string& why) {
+AnswerBox unreadableBox(const std::string& why) {
   return {why + "\r\n\r\nPress OK to look for another help file.", "Error", BoxButtons::kOkCancel,
           BoxIcon::kExclamation};
 }
@@ -69,7 +69,7 @@ std::string HelpFile::rememberedFile() const {
   return world_.profiles.read(memory)->get(kHelpSection, kHelpKey, "", kPathBufferSize);
 }
 
-bool HelpFile::confirms(const MessageBox& box) {
+bool HelpFile::confirms(const AnswerBox& box) {
   return world_.dialogs.messageBox(box) == BoxAnswer::kOk;
 }
 

@@ -28,7 +28,7 @@ class HelpFile {
  private:
   bool exists(const std::string& file) const;
   std::string rememberedFile() const;
-  bool confirms(const MessageBox& box);
+  bool confirms(const AnswerBox& box);
   bool chooseFile();
   Result<void> remember();
   void reportNotRemembered();

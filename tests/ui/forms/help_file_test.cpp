@@ -50,7 +50,7 @@ class HelpFileTest : public testing::Test, protected FakeWorld {
   }
   std::vector<std::string> boxes() const {
     std::vector<std::string> lines;
-    for (const MessageBox& box : dialogs_.boxes) {
+    for (const AnswerBox& box : dialogs_.boxes) {
       lines.push_back(boxLine(box));
     }
     return lines;
@@ -216,7 +216,7 @@ TEST_F(HelpFileTest, AnotherFileCanBeChosenForOneThatCannotBeShown) {
   files_.addFile("/app/rbx.chm", "damaged");
   files_.addFile("/moved/rbx.chm", "help");
   helpViewer_.failure = "/app/rbx.chm is no help file.";
-  dialogs_.onBox = [this](const MessageBox&) { helpViewer_.failure.clear(); };
+  dialogs_.onBox = [this](const AnswerBox&) { helpViewer_.failure.clear(); };
   HelpFile help = program();
   showAndChoose(help, "/moved/rbx.chm");
   EXPECT_EQ(helpViewer_.shown, (std::vector<std::string>{"/app/rbx.chm", "/moved/rbx.chm"}));

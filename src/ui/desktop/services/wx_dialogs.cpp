@@ -135,20 +135,20 @@ void finishBox(wxDialog& box, wxSizer* content, wxSizer* buttons) {
 // A message box. Ends with the position of the chosen answer in answersOf(), or kNoAnswer.
 class BoxDialog : public wxDialog {
  public:
-  BoxDialog(wxWindow* owner, const MessageBox& box);
+  BoxDialog(wxWindow* owner, const AnswerBox& box);
 
  private:
-  wxSizer* content(const MessageBox& box);
+  wxSizer* content(const AnswerBox& box);
 };
 
-BoxDialog::BoxDialog(wxWindow* owner, const MessageBox& box)
+BoxDialog::BoxDialog(wxWindow* owner, const AnswerBox& box)
     : wxDialog(owner, wxID_ANY, toWx(box.title)) {
   setAccessibleRole(*this, AccessibleRole::kAlert);
   wxSizer* words = content(box);
   finishBox(*this, words, makeBoxButtons(*this, answersOf(box.buttons)));
 }
 
-wxSizer* BoxDialog::content(const MessageBox& box) {
+wxSizer* BoxDialog::content(const AnswerBox& box) {
   auto* sizer = new wxBoxSizer(wxHORIZONTAL);
   if (box.icon != BoxIcon::kNone) {
     const wxArtID icon = box.icon == BoxIcon::kCritical ? wxART_ERROR : wxART_WARNING;
@@ -204,7 +204,7 @@ int WxDialogs::showModal(wxDialog& dialog) {
   return closed_ ? kNoAnswer : dialog.ShowModal();
 }
 
-BoxAnswer WxDialogs::messageBox(const MessageBox& box) {
+BoxAnswer WxDialogs::messageBox(const AnswerBox& box) {
   BoxDialog dialog(owner_(), box);
   const std::vector<BoxAnswer> answers = answersOf(box.buttons);
   const int chosen = showModal(dialog);

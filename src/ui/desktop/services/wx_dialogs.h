@@ -18,7 +18,7 @@ class WxDialogs : public Dialogs {
   /// `owner` returns the parent for the next box; may return null.
   explicit WxDialogs(std::function<wxWindow*()> owner);
 
-  BoxAnswer messageBox(const MessageBox& box) override;
+  BoxAnswer messageBox(const AnswerBox& box) override;
   std::string inputBox(const InputBox& box) override;
   std::optional<std::string> openFile(const OpenFileBox& box) override;
   std::optional<std::string> saveFile(const SaveFileBox& box) override;

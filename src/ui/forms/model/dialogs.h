@@ -22,8 +22,9 @@ enum class BoxButtons { kOk, kOkCancel, kYesNo, kYesNoCancel };
 enum class BoxIcon { kNone, kExclamation, kCritical };
 enum class BoxAnswer { kOk, kCancel, kYes, kNo };
 
-/// A box with buttons. Lines of the text end in CR LF.
-struct MessageBox {
+/// A box with buttons. Lines of the text end in CR LF. (Not MessageBox, which is a macro of
+/// Windows.)
+struct AnswerBox {
   std::string text;
   std::string title{kProgramTitle};
   BoxButtons buttons = BoxButtons::kOk;
@@ -61,7 +62,7 @@ struct SaveFileBox {
 class Dialogs {
  public:
   virtual ~Dialogs() = default;
-  virtual BoxAnswer messageBox(const MessageBox& box) = 0;
+  virtual BoxAnswer messageBox(const AnswerBox& box) = 0;
   /// Returns the entered line; empty if the user cancelled or entered nothing.
   virtual std::string inputBox(const InputBox& box) = 0;
   /// Returns the path of the chosen file; empty if the user cancelled.

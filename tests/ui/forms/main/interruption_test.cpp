@@ -247,7 +247,7 @@ TEST_F(InterruptionTest, ATestThatEndsWhileForwardingIsOnLeavesItsCommandOff) {
 TEST_F(InterruptionTest, AddressesThatChangeUnderTheQuestionAreAskedForAgain) {
   oneAddress();
   (void)program();
-  dialogs_.onBox = [this](const MessageBox& box) {
+  dialogs_.onBox = [this](const AnswerBox& box) {
     if (box.title == "Please Confirm:" && !std::exchange(happened_, true)) {
       preferences("mstrFwdToAddress_num=1\nmstrFwdToAddress_1=other@b.example\n");
       program().readPreferencesAgain();

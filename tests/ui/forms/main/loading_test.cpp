@@ -87,7 +87,7 @@ TEST_F(LoadingTest, BothStartUpOptionsInTheFileAreToldOnceForwardingIsOn) {
   oneAddress("mbolTurnOnFwdOnStartup=1\nmbolFwdUponStart=1\n");
   deliver("early");
   std::string statusAtTheBox;
-  dialogs_.onBox = [&](const MessageBox&) { statusAtTheBox = text("txtStatus"); };
+  dialogs_.onBox = [&](const AnswerBox&) { statusAtTheBox = text("txtStatus"); };
   (void)program();
   EXPECT_THAT(dialogs_.boxes, IsEmpty());
   EXPECT_EQ(text("txtStatus"), "Running");

@@ -38,7 +38,7 @@ class OutboxTest : public ProgramTest {
     return closingBox();
   }
   std::string closingBox() const {
-    const MessageBox& last = dialogs_.boxes.back();
+    const AnswerBox& last = dialogs_.boxes.back();
     return last.title == "Test Complete" ? last.text : "";
   }
   void stopAnAddress() {

@@ -30,7 +30,7 @@ class StartingTest : public ProgramTest {
   }
   std::vector<std::string> boxLines() const {
     std::vector<std::string> lines;
-    for (const MessageBox& box : dialogs_.boxes) {
+    for (const AnswerBox& box : dialogs_.boxes) {
       lines.push_back(boxLine(box));
     }
     return lines;
@@ -100,7 +100,7 @@ TEST_F(StartingTest, TellsWhyTheMailApplicationCannotBeOpened) {
       throw MailStoreError("the folder /home/ann/Maildir does not exist");
     }
   });
-  dialogs_.onBox = [&](const MessageBox&) { statuses.push_back(status()); };
+  dialogs_.onBox = [&](const AnswerBox&) { statuses.push_back(status()); };
   start();
   EXPECT_THAT(boxLines(), ElementsAre("Error|Could not retrieve Outlook inbox|critical|OK"));
   EXPECT_THAT(statuses, ElementsAre("Error activating Outlook"));

@@ -37,7 +37,7 @@ class TestCycleTest : public ProgramTest {
   void verbose() { control("frmLog", "chkVerboseLog").setValue(1); }
   std::vector<std::string> boxLines() const {
     std::vector<std::string> lines;
-    for (const MessageBox& box : dialogs_.boxes) {
+    for (const AnswerBox& box : dialogs_.boxes) {
       lines.push_back(boxLine(box));
     }
     return lines;
@@ -172,7 +172,7 @@ TEST_F(TestCycleTest, TheSettingsOpenWithTheTypedAddressForItToBeStored) {
   dialogs_.answer(BoxAnswer::kOk);
   dialogs_.enter("me@home.example");
   bool openAtTheBox = true;
-  dialogs_.onBox = [&](const MessageBox& box) {
+  dialogs_.onBox = [&](const AnswerBox& box) {
     if (box.title == "Problem") {
       openAtTheBox = program().settings().visible();
     }
@@ -270,7 +270,7 @@ TEST_F(TestCycleTest, AnApplicationThatCannotBeOpenedIsTold) {
   (void)program();
   store_.removeComponent(prog_id::kApplication);
   std::string shown;
-  dialogs_.onBox = [&](const MessageBox& box) {
+  dialogs_.onBox = [&](const AnswerBox& box) {
     if (box.title == "Error") {
       shown = status();
     }

@@ -127,7 +127,7 @@ TEST_F(AddressCheckTest, TheButtonSaysThatTheCheckRuns) {
 
 TEST_F(AddressCheckTest, TheCaptionIsSetBeforeAnythingElse) {
   std::string captionAtTheBox;
-  dialogs_.onBox = [&](const MessageBox&) { captionAtTheBox = button().text(); };
+  dialogs_.onBox = [&](const AnswerBox&) { captionAtTheBox = button().text(); };
   check("");
   EXPECT_EQ(captionAtTheBox, kWaiting);
   expectWaiting();
