@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# windows_icon.sh OUTPUT: draws the program's icon for Windows, in all sizes that its screens use.
+# windows_icon.sh OUTPUT [NAME]: draws the program's icon for Windows, or the one of that name, in all sizes that its
+# screens use.
 set -euo pipefail
-drawing=$(dirname "$0")/relaybird.svg
+drawing=$(dirname "$0")/${2:-relaybird}.svg
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/relaybird-icon.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 images=()

@@ -1,7 +1,7 @@
 # cmake -DSOURCES="a;b" -P check_layers.cmake: fails if a source file includes a header that its layer may
 # not include. The table below is the complete rule: a layer includes its own headers and those of the
 # layers listed beside it, which are all below it. There are no exceptions. The core uses the standard
-# library alone. The windows (ui/desktop except gtk/) use the toolkit and have no platform branches.
+# library alone. The windows (ui/desktop except gtk/ and msw/) use the toolkit and have no platform branches.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -39,6 +39,7 @@ layer(ui/desktop/views platform ui/forms ui/desktop/widgets ui/desktop/native ui
 layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views)
 layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
 layer(ui/desktop/gtk platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
+layer(ui/desktop/msw platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/help)
 layer(app platform message mail outbox prefs stores stores/outlook compose engine
       ui/forms ui/help ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)

@@ -11,6 +11,7 @@ foreach(kind LIBRARY INCLUDE PACKAGE)
   set(CMAKE_FIND_ROOT_PATH_MODE_${kind} ONLY)
 endforeach()
 # The compiler's own libraries go into the programs, which need nothing but what Windows has.
-set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
+# The time of the link is left out, so that the same sources give the same program.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -Wl,--no-insert-timestamp")
 # Wine runs what is built.
 set(CMAKE_CROSSCOMPILING_EMULATOR wine)

@@ -6,6 +6,7 @@
 // appearance and modality of widgets, and the clipboard.
 #include <gdk/gdkx.h>
 #include <gtk/gtk.h>
+#include <wx/utils.h>
 
 #include <memory>
 
@@ -236,6 +237,11 @@ bool windowsCanBeMinimised() {
   return screen != nullptr && GDK_IS_X11_SCREEN(screen) &&
          gdk_x11_screen_supports_net_wm_hint(
              screen, gdk_atom_intern_static_string("_NET_WM_ACTION_MINIMIZE")) == TRUE;
+}
+
+// On Wayland only the compositor can.
+bool programsPlaceWindows() {
+  return wxGetDisplayInfo().type != wxDisplayWayland;
 }
 
 void cancelNativeDialogs() {

@@ -60,6 +60,9 @@ void exemptFromModality(wxTopLevelWindow& window);
 /// Whether the window manager announces that it can minimise windows.
 bool windowsCanBeMinimised();
 
+/// Whether a program can set the position of its windows.
+bool programsPlaceWindows();
+
 /// Closes the dialogs that the platform runs itself (file dialogs), as their Cancel button would.
 void cancelNativeDialogs();
 

@@ -2,11 +2,11 @@
 #include "ui/desktop/windows/kept_place.h"
 
 #include <wx/display.h>
-#include <wx/utils.h>
 
 #include <string>
 #include <vector>
 
+#include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/text.h"
 
@@ -16,11 +16,6 @@ namespace {
 // The minimum size of windows that have no larger one of their own.
 constexpr int kLeastWidth = 200;
 constexpr int kLeastHeight = 100;
-
-// Whether a program can set the position of its windows. On Wayland only the compositor can.
-bool programsPlaceWindows() {
-  return wxGetDisplayInfo().type != wxDisplayWayland;
-}
 
 std::vector<ScreenArea> screens() {
   std::vector<ScreenArea> areas;
