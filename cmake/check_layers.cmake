@@ -43,7 +43,7 @@ layer(ui/desktop/msw platform ui/forms ui/desktop/widgets ui/desktop/native ui/d
 layer(app platform message mail outbox prefs stores stores/outlook compose engine
       ui/forms ui/help ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)
-layer(app/posix platform platform/posix platform/freedesktop platform/curl mail ui/forms app)
+layer(app/posix platform platform/posix platform/freedesktop platform/curl message mail ui/forms app)
 layer(app/win32 platform platform/win32 mail ui/forms app)
 
 set(core platform mail prefs compose engine ui/forms)

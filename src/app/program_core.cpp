@@ -18,7 +18,10 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
                          std::function<void(const StoreNotice&)> notice,
                          std::function<bool()> keepAlive)
     : platform(std::move(with)),
-      trace(files, *platform.clock, stateFile("rbxdb.txt"), stateFile("rbxkey/db")),
+      trace(files, *platform.clock,
+            platform.traceFile.empty() ? stateFile("rbxdb.txt") : platform.traceFile,
+            platform.traceMarker.empty() ? stateFile("rbxkey/db") : platform.traceMarker,
+            platform.lineEnd),
       identity_(std::move(identity)),
       events_(events),
       notice_(std::move(notice)),

@@ -40,6 +40,12 @@ struct ProgramPlatform {
   RandomBytes random;
   std::function<std::chrono::milliseconds()> steadyTime = relaybird::steadyTime;
 
+  /// Where the diagnostic trace goes, and the file whose existence switches it on; empty: files in
+  /// the program's state folder.
+  std::string traceFile;
+  std::string traceMarker;
+  std::string lineEnd = "\n";  ///< of texts for the user's other programs
+
   LocalIdentity user;
   long process = 0;  ///< the number of this process
   /// Where the service manager puts the credentials of the service that the program is; empty where
@@ -59,8 +65,8 @@ struct ProgramPlatform {
 /// That of the system that the program was built for.
 ProgramPlatform systemPlatform();
 
-/// Repairs what the parent process may have handed down, and chooses the memory of secrets. The
-/// part of prepareProcess() that differs between systems.
+/// The first call in main, before any thread: repairs what the parent process may have handed down,
+/// chooses the memory of secrets, and makes the libraries ready that threads share.
 void prepareSystemProcess();
 
 }  // namespace relaybird

@@ -7,16 +7,9 @@
 #include <iostream>
 #include <utility>
 
-#include "app/program_platform.h"
-#include "message/text/libraries.h"
 #include "platform/paths.h"
 
 namespace relaybird {
-
-void prepareProcess() {
-  prepareSystemProcess();
-  prepareLibraries();
-}
 
 ProgramIdentity programIdentity(std::string name) {
   return {std::move(name),

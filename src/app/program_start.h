@@ -12,10 +12,6 @@
 
 namespace relaybird {
 
-/// The first call in main, before any thread: prepareSystemProcess(), and the libraries that
-/// threads share.
-void prepareProcess();
-
 /// The identity of a program of this release.
 ProgramIdentity programIdentity(std::string name);
 

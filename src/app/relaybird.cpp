@@ -14,7 +14,7 @@ constexpr const char* kHelp =
 }  // namespace
 
 int main(int argc, char** argv) {
-  relaybird::prepareProcess();
+  relaybird::prepareSystemProcess();
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird");
   if (const auto status = relaybird::answerArguments(identity, kHelp, {argv + 1, argv + argc})) {
     return *status;

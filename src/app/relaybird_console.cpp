@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "app/console_application.h"
+#include "app/manual_text.h"
 #include "app/program_start.h"
-#include "message/text/html_text.h"
 #include "ui/console/console_system.h"
 #include "ui/help/help_topics.h"
 
@@ -23,7 +23,7 @@ constexpr const char* kHelp =
     "relaybird-console watches an inbox and forwards what passes your rules.\n"
     "It reads commands from standard input, a line each: help lists them, quit ends it.\n"
     "It takes no options: what it does is set in the preference file, rbx/rbx_prefs.ini in\n"
-    "$XDG_CONFIG_HOME or ~/.config, which the command settings changes.\n"
+    "$XDG_CONFIG_HOME or ~/.config, on Windows in %APPDATA%, which the command settings changes.\n"
     "Exit status: 0 a clean end; 1 it could not start, or nobody reads what it prints; 2 the\n"
     "settings do not allow a start.\n";
 
@@ -41,7 +41,7 @@ std::string asLines(std::string text) {
 
 std::optional<std::string> find(std::string_view words) {
   if (const HelpTopic* topic = findHelpTopic(words)) {
-    return asLines(htmlToText(topic->html));
+    return asLines(manualText(topic->html));
   }
   const std::vector<const HelpTopic*> mentioning = searchHelpTopics(words);
   if (mentioning.empty()) {
@@ -68,7 +68,7 @@ Manual consoleManual() {
 }  // namespace relaybird
 
 int main(int argc, char** argv) {
-  relaybird::prepareProcess();
+  relaybird::prepareSystemProcess();
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird-console");
   if (const auto status =
           relaybird::answerArguments(identity, relaybird::kHelp, {argv + 1, argv + argc})) {

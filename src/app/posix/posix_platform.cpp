@@ -21,6 +21,7 @@
 #include "platform/freedesktop/desktop_keyring.h"
 #include "platform/freedesktop/desktop_online_accounts.h"
 #endif
+#include "message/text/libraries.h"
 #include "platform/curl/curl_network.h"
 #include "platform/paths.h"
 #include "platform/posix/desktop_entry_autostart.h"
@@ -67,8 +68,9 @@ void prepareSystemProcess() {
   std::signal(SIGPIPE, SIG_IGN);
   static auto* const secretPages = new SecretPages;  // never destroyed: statics may hold secrets
   keepSecretsIn(*secretPages);
-  // Threads share libcurl, so that it is made ready before there are any.
+  // Threads share these libraries, so that they are made ready before there are any.
   prepareCurl();
+  prepareLibraries();
 }
 
 LocalIdentity localIdentity() {

@@ -5,11 +5,17 @@
 #include "message/text/text_layout.h"
 
 #include <algorithm>
-
-#include "message/text/charset.h"
+#include <array>
 
 namespace relaybird {
 namespace {
+
+// The characters of windows-1252 from 0x80 on. Five of the 32 places have none.
+constexpr std::array<std::string_view, 32> kWindows1252 = {
+    "\u20ac", "",       "\u201a", "\u0192", "\u201e", "\u2026", "\u2020", "\u2021",
+    "\u02c6", "\u2030", "\u0160", "\u2039", "\u0152", "",       "\u017d", "",
+    "",       "\u2018", "\u2019", "\u201c", "\u201d", "\u2022", "\u2013", "\u2014",
+    "\u02dc", "\u2122", "\u0161", "\u203a", "\u0153", "",       "\u017e", "\u0178"};
 
 // Two empty lines at most. Pages are full of <br> rows that only make room on a screen.
 constexpr std::size_t kMostForcedLineEnds = 3;
@@ -72,7 +78,7 @@ std::size_t TextLayout::special(std::string_view text) {
     return 2;
   }
   if (isC1(text)) {
-    visible(windows1252(static_cast<unsigned char>(text[1])));
+    visible(kWindows1252[static_cast<unsigned char>(text[1]) - 0x80u]);
     return 2;
   }
   if (static_cast<unsigned char>(text[0]) >= 0x80) {
@@ -250,20 +256,6 @@ std::string_view TextLayout::since(std::size_t start) const {
 void TextLayout::forgetNesting() {
   tables_.clear();
   preformatted_ = 0;
-}
-
-std::string_view TextLayout::windows1252(unsigned char c1) {
-  // Made once, with the converter: five of the 32 places have no character in windows-1252.
-  if (!haveC1_) {
-    for (std::size_t i = 0; i < c1_.size(); ++i) {
-      c1_[i] = toUtf8(std::string(1, static_cast<char>(0x80 + i)), "windows-1252");
-      if (c1_[i] == kReplacementCharacter) {
-        c1_[i].clear();
-      }
-    }
-    haveC1_ = true;
-  }
-  return c1_[c1 - 0x80u];
 }
 
 }  // namespace relaybird

@@ -3,7 +3,6 @@
 // treated as in a browser whose page is as wide as necessary. Internal to this folder.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -61,7 +60,6 @@ class TextLayout {
   void preformattedSpace(char c);
   void visible(std::string_view characters);
   void writeDue();
-  std::string_view windows1252(unsigned char c1);
 
   std::string out_;
   std::size_t lines_ = 0;  // line ends in out_
@@ -73,8 +71,6 @@ class TextLayout {
   std::size_t preformatted_ = 0;
   bool swallowLineEnd_ = false;  // directly behind <pre> a line end is not part of the text
   std::vector<Table> tables_;
-  std::array<std::string, 32> c1_;  // filled at the first C1 character
-  bool haveC1_ = false;
 };
 
 }  // namespace relaybird

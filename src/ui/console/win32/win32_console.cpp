@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+// The console of Windows: threads that read and write the standard streams, and the events of the
+// console window (Ctrl+C, its close button), which the system brings on a thread of its own.
+#include <windows.h>
+
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "platform/win32/message_waiter.h"
+#include "platform/win32/object_handle.h"
+#include "ui/console/console_system.h"
+#include "ui/console/win32/handle_input.h"
+#include "ui/console/win32/handle_output.h"
+
+namespace relaybird {
+namespace {
+
+bool isConsole(HANDLE stream) {
+  DWORD mode = 0;
+  return ::GetConsoleMode(stream, &mode) != 0;
+}
+
+// Devices that are no console: the null device, which service managers hand over; or no stream at
+// all, as of a program that was started without a console.
+bool isNothing(HANDLE stream) {
+  return stream == nullptr || stream == INVALID_HANDLE_VALUE ||
+         (::GetFileType(stream) == FILE_TYPE_CHAR && !isConsole(stream));
+}
+
+ObjectHandle newEvent() {
+  ObjectHandle event(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  if (!event) {
+    throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(),
+                            "CreateEvent");
+  }
+  return event;
+}
+
+// The events of the console window. The second Ctrl+C ends a program that does not react. The
+// system ends the process as soon as the handler of the other events returns, or after a few
+// seconds, so that handler waits for the program to end by itself.
+class ConsoleEvents {
+ public:
+  explicit ConsoleEvents(EventQueue& loop) : loop_(loop), asked_(newEvent()) {
+    const std::lock_guard lock(mutex_);
+    current_ = this;
+    ::SetConsoleCtrlHandler(take, TRUE);
+  }
+  ~ConsoleEvents() {
+    ::SetConsoleCtrlHandler(take, FALSE);
+    const std::lock_guard lock(mutex_);
+    current_ = nullptr;
+  }
+  ConsoleEvents(const ConsoleEvents&) = delete;
+  ConsoleEvents& operator=(const ConsoleEvents&) = delete;
+
+  /// Set since the program was asked to end.
+  HANDLE asked() const { return asked_.get(); }
+
+  void listen(std::function<void()> onEnd) {
+    onEnd_ = std::move(onEnd);
+    if (onEnd_ && ::WaitForSingleObject(asked_.get(), 0) == WAIT_OBJECT_0) {
+      post();
+    }
+  }
+
+ private:
+  static BOOL WINAPI take(DWORD event) {
+    {
+      const std::lock_guard lock(mutex_);
+      const bool again =
+          current_ == nullptr || ::WaitForSingleObject(current_->asked_.get(), 0) == WAIT_OBJECT_0;
+      if (again && (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT)) {
+        return FALSE;
+      }
+      if (!again) {
+        ::SetEvent(current_->asked_.get());
+        current_->post();
+      }
+    }
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
+      ::Sleep(INFINITE);
+    }
+    return TRUE;
+  }
+
+  // Only the loop's thread may ask whether somebody listens.
+  void post() {
+    loop_.post([this] {
+      if (onEnd_) {
+        onEnd_();
+      }
+    });
+  }
+
+  // The handler has no other data.
+  static inline std::mutex mutex_;
+  static inline ConsoleEvents* current_ = nullptr;
+
+  EventQueue& loop_;
+  ObjectHandle asked_;
+  std::function<void()> onEnd_;
+};
+
+// A console's mode while the program runs; the former one is for the shell afterwards.
+class ConsoleMode {
+ public:
+  explicit ConsoleMode(HANDLE stream) : stream_(stream) {
+    known_ = ::GetConsoleMode(stream, &former_) != 0;
+  }
+  ~ConsoleMode() {
+    if (known_) {
+      ::SetConsoleMode(stream_, former_);
+    }
+  }
+  ConsoleMode(const ConsoleMode&) = delete;
+  ConsoleMode& operator=(const ConsoleMode&) = delete;
+
+  bool change(DWORD add, DWORD remove) {
+    return known_ && ::SetConsoleMode(stream_, (former_ | add) & ~remove) != 0;
+  }
+
+ private:
+  HANDLE stream_;
+  DWORD former_ = 0;
+  bool known_ = false;
+};
+
+// What other parts of the program write to the console, such as the reason why it cannot start, is
+// UTF-8 as well.
+class ConsoleCodePage {
+ public:
+  ConsoleCodePage() : former_(::GetConsoleOutputCP()) { ::SetConsoleOutputCP(CP_UTF8); }
+  ~ConsoleCodePage() {
+    if (former_ != 0) {
+      ::SetConsoleOutputCP(former_);
+    }
+  }
+  ConsoleCodePage(const ConsoleCodePage&) = delete;
+  ConsoleCodePage& operator=(const ConsoleCodePage&) = delete;
+
+ private:
+  UINT former_;
+};
+
+bool isSet(const wchar_t* variable) {
+  return ::GetEnvironmentVariableW(variable, nullptr, 0) > 1;
+}
+
+class Win32Console : public ConsoleSystem {
+ public:
+  MainLoop& loop() override { return loop_; }
+
+  InputKind inputKind() const override {
+    if (isConsole(inputHandle_) && isConsole(outputHandle_)) {
+      return InputKind::kPerson;
+    }
+    return isNothing(inputHandle_) ? InputKind::kNothing : InputKind::kScript;
+  }
+
+  // Consoles before Windows 10 do not know the sequences. NO_COLOR: no-color.org.
+  TerminalManner terminalManner() const override {
+    return {movesCursor_ && !isSet(L"NO_COLOR"), movesCursor_, [this] { return columns(); }};
+  }
+
+  ByteStream& input() override { return input_; }
+
+  // The console itself edits the line, and keeps a history of its own.
+  std::unique_ptr<TerminalLines> terminalLines(LineHelp) override {
+    return makePlainTerminalLines({loop_, input_, output_, movesCursor_, [this](bool shown) {
+                                     inputMode_.change(shown ? ENABLE_ECHO_INPUT : 0,
+                                                       shown ? 0 : ENABLE_ECHO_INPUT);
+                                   }});
+  }
+
+  TextSink& output() override { return output_; }
+  void watchOutput(std::function<void()> onBroken) override { onBroken_ = std::move(onBroken); }
+  void hurry() override { output_.hurry(); }
+  void listen(SystemRequests requests) override { events_.listen(std::move(requests.end)); }
+
+ private:
+  int columns() const {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    const bool known = ::GetConsoleScreenBufferInfo(outputHandle_, &info) != 0;
+    const int width = info.srWindow.Right - info.srWindow.Left + 1;
+    return known && width > 1 ? width : 80;
+  }
+
+  const HANDLE inputHandle_ = ::GetStdHandle(STD_INPUT_HANDLE);
+  const HANDLE outputHandle_ = ::GetStdHandle(STD_OUTPUT_HANDLE);
+  ConsoleCodePage codePage_;
+  ConsoleMode inputMode_{inputHandle_};
+  ConsoleMode outputMode_{outputHandle_};
+  const bool movesCursor_ =
+      outputMode_.change(ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING, 0);
+  MainLoop loop_{std::make_shared<MessageWaiter>()};
+  ConsoleEvents events_{loop_};
+  std::function<void()> onBroken_ = [] {};
+  HandleOutput output_{writerOf(outputHandle_), events_.asked(), [this] { onBroken_(); }};
+  HandleInput input_{loop_, readerOf(inputHandle_)};
+};
+
+}  // namespace
+
+std::unique_ptr<ConsoleSystem> openSystemConsole() {
+  return std::make_unique<Win32Console>();
+}
+
+}  // namespace relaybird
