@@ -212,6 +212,17 @@ TEST_F(ImapSessionTest, DoesNotRepeatARefusedSignIn) {
   EXPECT_FALSE(runUntil([&] { return network_.connections() > 1; }, 120min));
 }
 
+// A server that offers other ways to sign in has not seen the secret.
+TEST_F(ImapSessionTest, ASecretThatWasNotSentIsNotSpent) {
+  arrange_ = [](ServerEnd& end) {
+    end.fail({ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn,
+              "imap.example.org does not offer to sign in with a password", ""});
+  };
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_EQ(refused_, 0);
+  EXPECT_EQ(session_->status().failure->code, kLogonRefused);
+}
+
 TEST_F(ImapSessionTest, FailsWhereTheFolderIsRefused) {
   account_.instead = [&](const std::string& tag, const std::string& command) {
     return command.starts_with("SELECT") ? std::optional<std::string>(tag + " NO not yours\r\n")
