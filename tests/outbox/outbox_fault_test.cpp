@@ -233,7 +233,10 @@ TEST_F(OutboxFaultTest, AForwardTakenBackIsNotCalledGoneBeforeItsFolderCouldBeSy
 
 TEST_F(OutboxFaultTest, AForwardThatWasTakenBackLeavesNoDoubtToTheNextTry) {
   auto outbox = world.open();
-  world.files.refused = [](const std::string& step) { return step.starts_with("rename "); };
+  const std::string intoNew = ' ' + world.folder + "/new/";
+  world.files.refused = [&](const std::string& step) {
+    return step.starts_with("rename ") && step.find(intoNew) != std::string::npos;
+  };
   ASSERT_FALSE(outbox->send("entry", "id1", writes("first")));
   world.files.refused = [](const std::string& step) { return step.starts_with("list "); };
   EXPECT_TRUE(outbox->send("entry", "id1", writes("again"))) << "only finding out needs a list";
