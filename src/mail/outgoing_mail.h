@@ -36,12 +36,12 @@ struct OutgoingState {
   /// Where messages wait. Empty for a store without an outbox folder; the other members then mean
   /// nothing.
   std::string outbox;
-  std::string waitingFolder;         ///< has a file for each message that waits
-  std::string refusedFolder;         ///< has the messages that were refused for good
-  bool delivers = true;              ///< false: nothing takes waiting messages off this computer
-  std::size_t left = 0;              ///< messages delivered since the program was started
-  std::size_t refused = 0;           ///< messages refused for good since then
-  std::size_t kept = 0;              ///< messages that wait after a temporary refusal
+  std::string waitingFolder;  ///< has a file for each message that waits longer than a moment
+  std::string refusedFolder;  ///< has the messages that were refused for good
+  bool delivers = true;       ///< false: nothing takes waiting messages off this computer
+  std::size_t left = 0;       ///< messages delivered since the program was started
+  std::size_t refused = 0;    ///< messages refused for good since then
+  std::size_t kept = 0;       ///< messages that wait after a temporary refusal
   std::vector<std::string> stopped;  ///< addresses whose mail waits until the user resumes it
 };
 

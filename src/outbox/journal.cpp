@@ -18,15 +18,23 @@ namespace {
 
 // The file is rewritten when it exceeds twice its size after the last rewrite plus this much.
 constexpr std::size_t kGrowth = std::size_t{256} << 10;
+// The same for the messages in it.
+constexpr std::size_t kTextGrowth = std::size_t{4} << 20;
 // A larger file was not written by us.
 constexpr std::size_t kSizeLimit = std::size_t{256} << 20;
 // How long the Message-ID of a failed forward is kept for the next try.
 constexpr std::int64_t kVoidSeconds = std::int64_t{30} * 24 * 60 * 60;
 
 // A line is SUM EVENT SUBJECT. The subject of an intent is SECONDS ENTRY MESSAGE-ID FILE, that of
-// "delivered-to" a file and recipients, that of "unknown" a file and SECONDS. An older program
+// "delivered-to" a file and recipients, that of "unknown" a file and SECONDS, that of "held" is
+// SECONDS ENTRY MESSAGE-ID FILE TEXT, and that of "text" FILE TEXT, for a message that is held and
+// whose entry is settled. A text is a field like others: strangers wrote it, and in its encoding it
+// cannot pass for a line of its own, whatever is damaged around it. An older program
 // counts an event that it does not know as a damaged line.
 constexpr std::string_view kIntent = "intent";
+constexpr std::string_view kHeld = "held";
+constexpr std::string_view kText = "text";
+constexpr std::string_view kStored = "stored";
 constexpr std::string_view kDone = "done";
 constexpr std::string_view kVoid = "void";
 constexpr std::string_view kSettled = "settled";
@@ -81,6 +89,22 @@ Result<std::unique_ptr<Journal>> Journal::open(FileSystem& files, const Clock& c
   return journal;
 }
 
+std::set<std::string> Journal::namesHeldIn(FileSystem& files, const std::string& path) {
+  class StoppedClock : public Clock {
+   public:
+    DateTime now() const override { return kNoDate; }
+    std::string toText(DateTime) const override { return {}; }
+  };
+  const StoppedClock clock;  // nothing is written that needs the time
+  std::set<std::string> names;
+  if (const auto journal = open(files, clock, path)) {
+    for (const auto& [name, text] : (*journal)->texts()) {
+      names.insert(name);
+    }
+  }
+  return names;
+}
+
 Journal::~Journal() {
   if (file_ && durable_ < written_) {
     (void)file_->sync();
@@ -128,6 +152,9 @@ void Journal::apply(std::string_view line) {
     return;
   }
   replay(*fields);
+  if (fields->front() == kHeld || fields->front() == kText) {
+    textSize_ += line.size();
+  }
   if (fields->size() != 2) {
     return;
   }
@@ -149,6 +176,14 @@ void Journal::replay(const std::vector<std::string>& fields) {
     records_[fields[2]] = {fields[3], fields[4], ForwardRecord::State::kIntended,
                            parseSeconds(fields[1])};
     entryOfFile_[fields[4]] = fields[2];
+  } else if (event == kHeld && fields.size() == 6) {
+    forget(fields[2]);
+    records_[fields[2]] = {fields[3], fields[4], ForwardRecord::State::kSent,
+                           parseSeconds(fields[1])};
+    entryOfFile_[fields[4]] = fields[2];
+    keepText(fields[4], fields[5]);
+  } else if (event == kText && fields.size() == 3) {
+    keepText(fields[1], fields[2]);
   } else if (event == kDeliveredTo && fields.size() > 2) {
     settledFor_[fields[1]].insert(fields.begin() + 2, fields.end());
   } else if (event == kUnknown && fields.size() == 3) {
@@ -163,13 +198,17 @@ void Journal::replay(const std::vector<std::string>& fields) {
     begun_.insert(fields[1]);
   } else if (event == kEnded) {
     begun_.erase(fields[1]);
+  } else if (event == kStored) {
+    dropText(fields[1]);
   } else if (event == kVoid) {
+    dropText(fields[1]);
     setState(fields[1], ForwardRecord::State::kVoid);
   } else if (event == kDone) {
     setState(fields[1], ForwardRecord::State::kSent);
   } else if (event == kDelivered) {
     setState(fields[1], ForwardRecord::State::kSent);
     delivered_.insert(fields[1]);
+    dropText(fields[1]);
     dropUnderWay(fields[1]);
   } else {
     ++damagedLines_;
@@ -208,6 +247,53 @@ Result<void> Journal::intend(const std::string& entryId, const std::string& mess
     replay({std::string(kVoid), file});
   }
   return written;
+}
+
+void Journal::keepText(const std::string& file, std::string text) {
+  dropText(file);
+  textBytes_ += text.size();
+  texts_[file] = std::move(text);
+}
+
+void Journal::dropText(const std::string& file) {
+  if (const auto found = texts_.find(file); found != texts_.end()) {
+    textBytes_ -= found->second.size();
+    texts_.erase(found);
+  }
+}
+
+Result<void> Journal::hold(const std::string& entryId, const std::string& messageId,
+                           const std::string& file, std::string text, bool& certain) {
+  const std::string time = std::to_string(secondsOf(clock_.now()));
+  const std::string line = encodeJournalLine({kHeld, time, entryId, messageId, file, text});
+  replay({std::string(kHeld), time, entryId, messageId, file, std::move(text)});
+  const bool appended = mayAppend();
+  auto outcome = append(line, false);
+  // A part of a line that could not be appended does not count.
+  certain = appended && !outcome;
+  if (outcome) {
+    textSize_ += appended ? line.size() : 0;
+    outcome = makeDurable();
+  }
+  if (!outcome) {
+    replay({std::string(kVoid), file});
+    // Written anew, the file does not have it.
+    certain = certain || sync();
+  }
+  return outcome;
+}
+
+Result<void> Journal::stored(const std::vector<std::string>& files) {
+  std::string lines;
+  for (const std::string& file : files) {
+    replay({std::string(kStored), file});
+    lines += encodeJournalLine({kStored, file});
+  }
+  return lines.empty() ? Result<void>() : append(lines, true);
+}
+
+Result<void> Journal::dropTexts() {
+  return textSize_ > 0 && texts_.empty() ? noteWritten(rewrite()) : Result<void>();
 }
 
 Result<void> Journal::change(std::string_view event, const std::string& subject, bool sync) {
@@ -314,15 +400,23 @@ Result<void> Journal::sync() {
 // After any failure, or when the file has grown, the whole file is written anew from the records.
 // So one success makes good all that failed before it.
 Result<void> Journal::append(std::string_view lines, bool sync) {
-  const bool grown = size_ > kGrowth + 2 * compactedSize_;
-  auto written = intact_ && !grown ? write(lines) : rewrite();
+  auto written = noteWritten(mayAppend() ? write(lines) : rewrite());
+  return written && sync ? makeDurable() : written;
+}
+
+bool Journal::mayAppend() const {
+  return intact_ && size_ - textSize_ <= kGrowth + 2 * compactedSize_ &&
+         textSize_ <= kTextGrowth + 2 * compactedTextSize_;
+}
+
+Result<void> Journal::noteWritten(Result<void> written) {
   intact_ = static_cast<bool>(written);
   failed_ = !intact_;
   // An unfinished line may be at the end of this file.
   if (failed_) {
     file_.reset();
   }
-  return written && sync ? makeDurable() : written;
+  return written;
 }
 
 Result<void> Journal::write(std::string_view lines) {
@@ -390,17 +484,21 @@ void Journal::syncFile() {
 
 // The change to be written is in the records already (replay()), so a rewrite contains it.
 Result<void> Journal::rewrite() {
-  const std::string bytes = snapshot();
+  std::size_t textSize = 0;
+  const std::string bytes = snapshot(textSize);
   file_.reset();
   auto replaced = replaceFile(files_, path_, bytes);
   if (replaced) {
-    size_ = compactedSize_ = bytes.size();
+    size_ = bytes.size();
+    textSize_ = compactedTextSize_ = textSize;
+    compactedSize_ = size_ - textSize_;
     durable_ = ++written_;
   }
   return replaced;
 }
 
-std::string Journal::snapshot() {
+// `textSize` is increased by the size of the lines that have messages.
+std::string Journal::snapshot(std::size_t& textSize) {
   const std::int64_t oldest = secondsOf(clock_.now()) - kVoidSeconds;
   // The Message-ID of a failed forward serves a next try. One that has not been tried for so long
   // will hardly be.
@@ -415,13 +513,27 @@ std::string Journal::snapshot() {
   std::string bytes;
   // For each record the lines that make it again: its intent, and its outcome if that is known.
   for (const auto& [entry, record] : records_) {
-    bytes += encodeJournalLine(
-        {kIntent, std::to_string(record.time), entry, record.messageId, record.file});
+    const std::string time = std::to_string(record.time);
+    if (const auto text = texts_.find(record.file); text != texts_.end()) {
+      const std::string line =
+          encodeJournalLine({kHeld, time, entry, record.messageId, record.file, text->second});
+      textSize += line.size();
+      bytes += line;
+      continue;
+    }
+    bytes += encodeJournalLine({kIntent, time, entry, record.messageId, record.file});
     if (record.state == ForwardRecord::State::kIntended) {
       continue;
     }
     const bool sent = record.state == ForwardRecord::State::kSent;
     bytes += encodeJournalLine({sent ? kDone : kVoid, record.file});
+  }
+  for (const auto& [file, text] : texts_) {
+    if (!entryOfFile_.contains(file)) {
+      const std::string line = encodeJournalLine({kText, file, text});
+      textSize += line.size();
+      bytes += line;
+    }
   }
   for (const auto& [file, recipients] : settledFor_) {
     std::vector<std::string_view> fields = {kDeliveredTo, file};

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What the outbox must remember across a crash, so that no forward gets lost and none goes out
 // twice: which inbox item a message belongs to, how far its forward came, and which messages were
-// handed over although their files may still exist.
+// handed over although their files may still exist. It also holds whole messages: those that are
+// about to be delivered and have no file (hold()). They are in memory too; the outbox bounds them.
 //
 // An append-only text file with one line for each event. Every line has a check sum. A line that a
 // crash or a full disk cut short fails the check and counts as never written. After a failure to
@@ -55,6 +56,9 @@ class Journal {
   /// other calls can come in between.
   static Result<std::unique_ptr<Journal>> open(FileSystem& files, const Clock& clock,
                                                std::string path, std::mutex* held = nullptr);
+  /// The names of the messages that the journal of an outbox that is not open holds. None where it
+  /// cannot be read.
+  static std::set<std::string> namesHeldIn(FileSystem& files, const std::string& path);
   /// Best-effort sync of what was written without one.
   ~Journal();
   Journal(const Journal&) = delete;
@@ -81,12 +85,27 @@ class Journal {
   /// Files that were recorded as sent, but not as handed over, when the journal was opened. Their
   /// entries may be settled already.
   const std::set<std::string>& calledDone() const { return calledDone_; }
+  /// The messages that the journal holds, by the names that their files would have.
+  const std::map<std::string, std::string>& texts() const { return texts_; }
+  std::size_t textBytes() const { return textBytes_; }
   /// Complete lines that failed their check sum when the file was read.
   std::size_t damagedLines() const { return damagedLines_; }
 
   /// Returns once the intent is on disk. On failure the record reads as void.
   Result<void> intend(const std::string& entryId, const std::string& messageId,
                       const std::string& file);
+  /// The forward is sent: the journal itself holds the message, under the name `file`, until
+  /// deliver(), annul() or stored(). Returns once that is on disk. On failure the record reads as
+  /// void, and `certain` tells whether the message is certainly not on disk; else the next change
+  /// that succeeds takes it back.
+  Result<void> hold(const std::string& entryId, const std::string& messageId,
+                    const std::string& file, std::string text, bool& certain);
+  /// These messages have files now, so the journal need not hold them. Returns once that is on
+  /// disk.
+  Result<void> stored(const std::vector<std::string>& files);
+  /// Rewrites the file if it has messages and none of them is held any more, so that no text stays
+  /// on the disk for long after its message has left.
+  Result<void> dropTexts();
   /// The file is in the outbox for good.
   Result<void> done(const std::string& file);
   /// The forward failed and its file is not in the outbox.
@@ -122,13 +141,17 @@ class Journal {
   void replay(const std::vector<std::string>& fields);
   void setState(const std::string& file, ForwardRecord::State state);
   void forget(const std::string& entryId);
+  void keepText(const std::string& file, std::string text);
+  void dropText(const std::string& file);
   Result<void> change(std::string_view event, const std::string& subject, bool sync);
+  bool mayAppend() const;
   Result<void> append(std::string_view lines, bool sync);
+  Result<void> noteWritten(Result<void> written);
   Result<void> write(std::string_view lines);
   Result<void> makeDurable();
   void syncFile();
   Result<void> rewrite();
-  std::string snapshot();
+  std::string snapshot(std::size_t& textSize);
 
   FileSystem& files_;
   const Clock& clock_;
@@ -139,6 +162,8 @@ class Journal {
   bool failed_ = false;               ///< the last change could not be written
   std::size_t size_ = 0;              ///< bytes of the file
   std::size_t compactedSize_ = 0;     ///< bytes after it was last rewritten
+  std::size_t textSize_ = 0;          ///< how much of the file are messages
+  std::size_t compactedTextSize_ = 0;
   std::size_t damagedLines_ = 0;
 
   // Writes are counted from the start.
@@ -156,6 +181,8 @@ class Journal {
   std::map<std::string, std::set<std::string>> settledFor_;  ///< recipients by file
   std::map<std::string, std::int64_t> unanswered_;           ///< seconds since 1970 by file
   std::set<std::string> begun_;
+  std::map<std::string, std::string> texts_;  ///< messages by file
+  std::size_t textBytes_ = 0;
 };
 
 }  // namespace relaybird

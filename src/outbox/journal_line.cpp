@@ -38,11 +38,15 @@ void appendField(std::string& text, std::string_view field) {
   if (field.empty()) {
     text += '%';  // marks an empty field, so that every field has characters
   }
+  constexpr std::string_view kDigits = "0123456789abcdef";
   for (const char byte : field) {
     if (isPlain(byte)) {
       text += byte;
     } else {
-      text += '%' + toHex({&byte, 1});
+      const auto value = static_cast<unsigned char>(byte);
+      text += '%';
+      text += kDigits[value >> 4];
+      text += kDigits[value & 15];
     }
   }
 }
@@ -80,6 +84,8 @@ std::optional<std::string> decodeField(std::string_view text) {
 std::string encodeJournalLine(const std::vector<std::string_view>& fields) {
   std::string text;
   for (const std::string_view field : fields) {
+    // Most of a message is plain, which is the only large field.
+    text.reserve(text.size() + field.size() + field.size() / 2);
     text += ' ';
     appendField(text, field);
   }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Sending, delivering, and recovery after a crash. The promise of outbox.h rests on the order of
-// the steps: none may be moved before another. A failure is reported as final only when it is
-// certain that the message cannot go out any more. Locking: mutex_ guards the journal and the
-// records in memory. It is not held during waits for the disk, so that sending and delivering do
-// not wait for each other.
+// Opening, sending, and recovery after a crash; outbox_waiting.cpp has the side of the delivery.
+// The promise of outbox.h rests on the order of the steps: none may be moved before another. A
+// failure is reported as final only when it is certain that the message cannot go out any more.
+// Locking: mutex_ guards the journal and the records in memory. It is not held during waits for the
+// disk, so that sending and delivering do not wait for each other.
 #include "outbox/outbox.h"
 
 #include <algorithm>
@@ -16,15 +16,17 @@ namespace relaybird {
 
 namespace {
 
+// A message that the journal holds is written twice if it cannot leave soon, and is encoded; a
+// larger one is better written once.
+constexpr std::size_t kLargestHeld = std::size_t{64} << 10;
+// Held messages are in memory too.
+constexpr std::size_t kMostHeld = std::size_t{4} << 20;
 // Above this number of arrivals, listing the folder is as cheap as remembering them.
 constexpr std::size_t kArrivalLimit = 4096;
 
 // Random, so that two runs within the same second, or after the clock was set back, use different
 // names.
 constexpr std::size_t kSessionBytes = 8;
-// The number that waits is asked for at each line of the log, and listing thousands of files each
-// time would take longer than sending them.
-constexpr std::chrono::seconds kCountAgain{1};
 
 Error mayStillGoOut(const Error& why) {
   return {why.code, why.text + "; it may still go out"};
@@ -90,11 +92,38 @@ Result<void> Outbox::recover() {
   }
   // After the recovery: what is still in tmp/ belongs to no forward.
   disk_.clearTmp(*inTmp, clock_.now());
+  if (auto recovered = recoverHeld(); !recovered) {
+    return recovered;
+  }
   // Their hand-over is on record, so these must not be delivered again, whatever became of the
   // files.
   handedOver_.assign(journal_->delivered().begin(), journal_->delivered().end());
   (void)finishDeliveries();
   forgetWhatIsGone(files_, disk_, *journal_);
+  return {};
+}
+
+// A crash may have come after the file was made. The others get theirs from finishDeliveries(), or
+// stay held where the disk does not allow that.
+Result<void> Outbox::recoverHeld() {
+  if (journal_->texts().empty()) {
+    return {};
+  }
+  const auto placed = disk_.placedNames();
+  if (!placed) {
+    return placed.error();
+  }
+  if (auto synced = files_.syncFolder(joinPath(disk_.path(), "new")); !synced) {
+    return synced;
+  }
+  const std::lock_guard lock(mutex_);
+  std::vector<std::string> have;
+  for (const auto& [name, text] : journal_->texts()) {
+    if (placed->contains(name)) {
+      have.push_back(name);
+    }
+  }
+  (void)journal_->stored(have);
   return {};
 }
 
@@ -121,6 +150,13 @@ Result<void> Outbox::trySend(const std::string& entryId, const std::string& mess
       return {};
     }
   }
+  // Messages that forward no inbox item are not in the journal.
+  return entryId.empty() || roomToHold() == 0 ? sendFile(entryId, messageId, write, attempt)
+                                              : sendHeld(entryId, messageId, write, attempt);
+}
+
+Result<void> Outbox::sendFile(const std::string& entryId, const std::string& messageId,
+                              const Writer& write, WriteAttempt& attempt) {
   std::string name;
   auto file = createTmp(name);
   if (!file) {
@@ -128,6 +164,61 @@ Result<void> Outbox::trySend(const std::string& entryId, const std::string& mess
   }
   auto outcome = writeMessage(**file, write, attempt);
   file->reset();
+  return finishFile(entryId, messageId, name, std::move(outcome));
+}
+
+Result<void> Outbox::sendHeld(const std::string& entryId, const std::string& messageId,
+                              const Writer& write, WriteAttempt& attempt) {
+  std::string name;
+  SpillingFile file(roomToHold(), [&] { return createTmp(name); });
+  auto outcome = writeMessage(file, write, attempt);
+  if (file.spilled()) {
+    return finishFile(entryId, messageId, name, std::move(outcome));
+  }
+  if (!outcome) {
+    return outcome;
+  }
+  const std::string text = file.takeText();
+  bool certain = true;
+  outcome = hold(entryId, messageId, text, certain);
+  if (outcome) {
+    return outcome;
+  }
+  if (!certain) {
+    return mayStillGoOut(outcome.error());
+  }
+  // The journal may be on another disk than the files, with less room.
+  attempt = {};
+  return sendFile(
+      entryId, messageId, [&](OutputFile& to) { return to.write(text); }, attempt);
+}
+
+// How large a message the journal may hold now.
+std::size_t Outbox::roomToHold() const {
+  const std::lock_guard lock(mutex_);
+  const std::size_t held = journal_->textBytes();
+  return !holds_ || held >= kMostHeld ? 0 : std::min(kLargestHeld, kMostHeld - held);
+}
+
+Result<void> Outbox::hold(const std::string& entryId, const std::string& messageId,
+                          const std::string& text, bool& certain) {
+  const std::string name = nextName();
+  const std::lock_guard lock(mutex_);
+  // A delivery must not claim the message before it is durable.
+  busy_.insert(name);
+  ++placing_;
+  auto held = journal_->hold(entryId, messageId, name, text, certain);
+  --placing_;
+  busy_.erase(name);
+  if (held) {
+    counted_ = counted_ ? std::optional(*counted_ + 1) : std::nullopt;
+    noteArrival(name);
+  }
+  return held;
+}
+
+Result<void> Outbox::finishFile(const std::string& entryId, const std::string& messageId,
+                                const std::string& name, Result<void> outcome) {
   const bool intended = outcome && !entryId.empty();
   if (intended) {
     const std::lock_guard lock(mutex_);
@@ -295,233 +386,6 @@ std::vector<std::string> Outbox::alreadySent() const {
 Result<void> Outbox::settle(const std::string& entryId) {
   const std::lock_guard lock(mutex_);
   return journal_->settle(entryId);
-}
-
-Outbox::Claim::~Claim() {
-  if (!outbox_) {
-    return;
-  }
-  const std::lock_guard lock(outbox_->mutex_);
-  outbox_->busy_.erase(name_);
-}
-
-// What is being moved into new/ or is claimed is left out here and reported as an arrival, or tried
-// already. What cannot be inspected has just been removed by somebody.
-Result<std::vector<WaitingMessage>> Outbox::waiting() {
-  {
-    // Reset first: messages that arrive from here on are reported by takeArrivals, at worst a
-    // second time.
-    const std::lock_guard lock(mutex_);
-    arrivals_.clear();
-    arrivalsLost_ = false;
-  }
-  auto entries = files_.list(joinPath(disk_.path(), "new"));
-  if (!entries) {
-    return entries.error();
-  }
-  std::vector<WaitingMessage> messages;
-  for (FolderEntry& entry : *entries) {
-    if (entry.type != FileType::kRegular || entry.name.starts_with('.')) {
-      continue;
-    }
-    {
-      const std::lock_guard lock(mutex_);
-      if (busy_.contains(entry.name) || journal_->delivered().contains(entry.name)) {
-        continue;
-      }
-    }
-    const auto info = files_.inspect(disk_.pathOf("new", entry.name));
-    if (info) {
-      messages.push_back({std::move(entry.name), info->modified});
-    }
-  }
-  std::sort(messages.begin(), messages.end(), olderFirst);
-  return messages;
-}
-
-std::size_t Outbox::recentlyWaiting() const {
-  {
-    const std::lock_guard lock(mutex_);
-    const DateTime now = clock_.now();
-    // A clock that was set back does not make the last count recent.
-    if (counted_ && countedAt_ <= now && now < countedAt_ + kCountAgain) {
-      return *counted_;
-    }
-  }
-  return countWaiting();
-}
-
-std::size_t Outbox::countWaiting() const {
-  const std::lock_guard lock(mutex_);
-  const DateTime now = clock_.now();
-  const std::size_t count = disk_.countWaiting(journal_->delivered());
-  // A message that is just moved may be in the count already, and will be added when it is there.
-  if (placing_ == 0) {
-    counted_ = count;
-    countedAt_ = now;
-  }
-  return count;
-}
-
-std::size_t Outbox::countWaiting(FileSystem& files, const std::string& folder) {
-  return OutboxFolder(files, folder).countWaiting({});
-}
-
-std::optional<std::vector<WaitingMessage>> Outbox::takeArrivals() {
-  const std::lock_guard lock(mutex_);
-  if (arrivalsLost_) {
-    return std::nullopt;
-  }
-  return std::exchange(arrivals_, {});
-}
-
-// The record of deliveries outlasts the file: it keeps a message from going out again when its file
-// could not be removed.
-std::optional<Outbox::Claim> Outbox::claim(const std::string& name) {
-  const std::lock_guard lock(mutex_);
-  if (journal_->delivered().contains(name) || !busy_.insert(name).second) {
-    return std::nullopt;
-  }
-  return Claim(*this, name);
-}
-
-std::string Outbox::pathOf(const Claim& claim) const {
-  return disk_.pathOf("new", claim.name());
-}
-
-Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
-  const std::lock_guard lock(mutex_);
-  std::vector<std::string> names;
-  names.reserve(claims.size());
-  for (const Claim* claim : claims) {
-    names.push_back(claim->name());
-  }
-  handedOver_.insert(handedOver_.end(), names.begin(), names.end());
-  counted_ =
-      counted_ && *counted_ > names.size() ? std::optional(*counted_ - names.size()) : std::nullopt;
-  return journal_->deliver(names);
-}
-
-Result<void> Outbox::begin(const Claim& claim) {
-  const std::lock_guard lock(mutex_);
-  return journal_->begin(claim.name());
-}
-
-Result<void> Outbox::ended(const Claim& claim) {
-  const std::lock_guard lock(mutex_);
-  return journal_->ended(claim.name());
-}
-
-bool Outbox::begun(const Claim& claim) const {
-  const std::lock_guard lock(mutex_);
-  return journal_->begun(claim.name());
-}
-
-Result<void> Outbox::makeDurable() {
-  const std::lock_guard lock(mutex_);
-  return journal_->sync();
-}
-
-Result<void> Outbox::removeDelivered() {
-  std::unique_lock lock(mutex_);
-  return removeHandedOver(lock);
-}
-
-// In this order: the hand-over is on disk before a file goes. Otherwise a power cut between the two
-// could leave neither file nor record, and the item would be forwarded anew. If the record fails,
-// the files are removed all the same: they must not be delivered again.
-Result<void> Outbox::removeHandedOver(std::unique_lock<std::mutex>& lock) {
-  const std::vector<std::string> names = std::exchange(handedOver_, {});
-  if (names.empty()) {
-    return {};
-  }
-  auto outcome = journal_->sync();
-  lock.unlock();
-  std::vector<std::string> removed;
-  for (const std::string& name : names) {
-    const auto gone = files_.remove(disk_.pathOf("new", name));
-    if (gone || gone.error().code == ENOENT) {
-      removed.push_back(name);
-    } else if (outcome) {
-      outcome = gone;
-    }
-  }
-  lock.lock();
-  removed_.insert(removed_.end(), removed.begin(), removed.end());
-  return outcome;
-}
-
-Result<void> Outbox::deliveredTo(const Claim& claim, const std::vector<std::string>& recipients) {
-  const std::lock_guard lock(mutex_);
-  return journal_->deliverTo(claim.name(), recipients);
-}
-
-std::set<std::string> Outbox::settledFor(const Claim& claim) const {
-  const std::lock_guard lock(mutex_);
-  return journal_->settledFor(claim.name());
-}
-
-Result<void> Outbox::unanswered(const Claim& claim) {
-  const std::lock_guard lock(mutex_);
-  return journal_->unanswered(claim.name());
-}
-
-std::optional<DateTime> Outbox::unansweredSince(const std::string& name) const {
-  const std::lock_guard lock(mutex_);
-  const auto seconds = journal_->unansweredSince(name);
-  return seconds ? std::optional<DateTime>(DateTime(std::chrono::seconds(*seconds))) : std::nullopt;
-}
-
-Result<void> Outbox::refuse(const Claim& claim, const std::string& words) {
-  auto moved = disk_.moveToFailed(claim.name(), words);
-  const std::lock_guard lock(mutex_);
-  counted_.reset();
-  return moved;
-}
-
-Result<void> Outbox::refuseFor(const Claim& claim, const std::vector<std::string>& recipients,
-                               std::size_t number, std::string_view copy,
-                               const std::string& words) {
-  std::string name;
-  auto file = createTmp(name);
-  if (!file) {
-    return file.error();
-  }
-  WriteAttempt attempt;
-  auto written = writeMessage(
-      **file, [&](OutputFile& to) { return to.write(copy); }, attempt);
-  file->reset();
-  if (written) {
-    written = disk_.putCopyIntoFailed(name, claim.name(), number, words);
-  } else {
-    (void)files_.remove(disk_.pathOf("tmp", name));
-  }
-  if (!written) {
-    return written;
-  }
-  const std::lock_guard lock(mutex_);
-  // If this line is lost, they are tried once more, and a second refusal replaces the copy.
-  (void)journal_->deliverTo(claim.name(), recipients);
-  return {};
-}
-
-// The removals are synced once for a whole run. Only then may the journal forget the files.
-Result<void> Outbox::finishDeliveries() {
-  std::unique_lock lock(mutex_);
-  auto outcome = removeHandedOver(lock);
-  const std::vector<std::string> names = std::exchange(removed_, {});
-  if (names.empty()) {
-    return outcome;
-  }
-  lock.unlock();
-  const auto synced = files_.syncFolder(joinPath(disk_.path(), "new"));
-  lock.lock();
-  if (!synced) {
-    removed_.insert(removed_.end(), names.begin(), names.end());
-    return synced;
-  }
-  const auto noted = journal_->removed(names);
-  return outcome ? noted : outcome;
 }
 
 }  // namespace relaybird

@@ -2,13 +2,18 @@
 // The folder that forwards wait in for delivery: a Maildir (tmp/, new/, cur/) with a further folder
 // failed/, and a journal beside it (journal.h).
 //
-// A forward is written and synced in tmp/, then its intent is written to the journal and synced,
-// and only then is the file renamed into new/ and new/ synced. After a crash at any moment the next
-// open() finds out whether the forward was made: it was, if its file is in new/, cur/ or failed/; a
-// file in tmp/ that an intent names is complete and is moved into new/; otherwise it was not, and
-// the next try uses the same Message-ID. A file in new/ is always complete. A message counts as
-// sent once it is in new/ and new/ is synced. A message that the journal records as sent is never
-// removed before it was handed over.
+// A forward of ordinary size that is about to be delivered has no file at first: the journal holds
+// it, which costs one wait for the disk (Journal::hold). Most leave this way. What could not leave
+// gets its file when a series of deliveries ends (storeHeld()). In between a crash may leave both;
+// the file counts then.
+//
+// Other messages get their files at once. A forward is written and synced in tmp/, then its intent
+// is written to the journal and synced, and only then is the file renamed into new/ and new/
+// synced. After a crash at any moment the next open() finds out whether the forward was made: it
+// was, if its file is in new/, cur/ or failed/; a file in tmp/ that an intent names is complete and
+// is moved into new/; otherwise it was not, and the next try uses the same Message-ID. A file in
+// new/ is always complete. A message counts as sent once it is in new/ and new/ is synced. A
+// message that the journal records as sent is never removed before it was handed over.
 //
 // Calls may come from any thread, so that one thread can send while another delivers.
 #pragma once
@@ -56,6 +61,11 @@ class Outbox {
                                               RandomBytes random, std::string folder,
                                               std::string journal);
 
+  /// Whether messages are delivered from here and nobody else takes files out of new/. Then the
+  /// journal may hold a message for a while before it has a file. When it is switched off, what is
+  /// held gets files if the disk allows; else it stays held.
+  void holdForDelivery(bool hold);
+
   /// Puts a message into the outbox. On success the message is durable, and alreadySent() of its
   /// entry is true until settle(). On failure the call may be repeated at once. The message of a
   /// failed send is not delivered, with one exception: if the disk allowed neither to put it into
@@ -91,13 +101,15 @@ class Outbox {
   /// Problems that open() found, as sentences for the log.
   const std::vector<std::string>& findings() const { return findings_; }
 
-  /// How many messages wait in new/; 0 where it cannot be read. Lists the folder.
+  /// How many messages wait, in new/ and held by the journal; of new/ 0 where it cannot be read.
+  /// Lists the folder.
   std::size_t countWaiting() const;
   /// The same, but what others do in new/ is noticed within a second only: the folder is listed at
   /// most once a second.
   std::size_t recentlyWaiting() const;
   /// The same for an outbox that is not open.
-  static std::size_t countWaiting(FileSystem& files, const std::string& folder);
+  static std::size_t countWaiting(FileSystem& files, const std::string& folder,
+                                  const std::string& journal);
 
   // For the delivery of what waits.
 
@@ -124,7 +136,8 @@ class Outbox {
   std::optional<std::vector<WaitingMessage>> takeArrivals();
   /// Nothing for a message that is claimed, being sent, or handed over already.
   std::optional<Claim> claim(const std::string& name);
-  std::string pathOf(const Claim& claim) const;
+  /// The message, at most `limit` bytes of it. ENOENT if somebody has removed it.
+  Result<std::string> read(const Claim& claim, std::size_t limit) const;
   /// The messages were handed over: writes that down, without waiting for the disk. Whatever
   /// becomes of this program, they are not handed out again, except after a power cut before
   /// makeDurable(). Even on failure this object does not hand them out again.
@@ -158,8 +171,9 @@ class Outbox {
   /// are not settled, and the copy may be in failed/ already.
   Result<void> refuseFor(const Claim& claim, const std::vector<std::string>& recipients,
                          std::size_t number, std::string_view copy, const std::string& words);
-  /// As removeDelivered(), and makes the removals since the last call durable. Called once after a
-  /// series, as it waits for the disk.
+  /// As removeDelivered(), makes the removals since the last call durable, and gives files to the
+  /// messages that the journal holds. Called once after a series, as it waits for the disk, and
+  /// while nothing is claimed.
   Result<void> finishDeliveries();
 
  private:
@@ -167,11 +181,24 @@ class Outbox {
 
   Result<void> prepare(const std::string& journal);
   Result<void> recover();
+  Result<void> recoverHeld();
   Result<void> resolveDoubt(const std::string& entryId);
   Result<void> removeHandedOver(std::unique_lock<std::mutex>& lock);
 
   Result<void> trySend(const std::string& entryId, const std::string& messageId,
                        const Writer& write, WriteAttempt& attempt);
+  Result<void> sendFile(const std::string& entryId, const std::string& messageId,
+                        const Writer& write, WriteAttempt& attempt);
+  Result<void> sendHeld(const std::string& entryId, const std::string& messageId,
+                        const Writer& write, WriteAttempt& attempt);
+  Result<void> finishFile(const std::string& entryId, const std::string& messageId,
+                          const std::string& name, Result<void> outcome);
+  Result<void> hold(const std::string& entryId, const std::string& messageId,
+                    const std::string& text, bool& certain);
+  std::size_t roomToHold() const;
+  Result<void> storeHeld(std::unique_lock<std::mutex>& lock);
+  Result<void> store(const std::vector<std::string>& names);
+  Result<void> noteRemoved(std::unique_lock<std::mutex>& lock);
   Result<void> tryTmp(std::uint64_t size);
 
   std::string nextName();
@@ -189,16 +216,19 @@ class Outbox {
 
   mutable std::mutex mutex_;  ///< for all below
   std::unique_ptr<Journal> journal_;
+  bool holds_ = false;  ///< messages may be held by the journal
   std::uint64_t counter_ = 0;
   std::optional<std::uint64_t> refusedSize_;  ///< bytes of the message that the disk refused
   std::set<std::string> busy_;                ///< being sent, or claimed
   std::vector<WaitingMessage> arrivals_;
   bool arrivalsLost_ = true;                    ///< the folder was never listed
-  int placing_ = 0;                             ///< messages that are being moved into new/
+  int placing_ = 0;                             ///< messages that are just put into new/ or held
   mutable std::optional<std::size_t> counted_;  ///< how many wait, as far as it is known
   mutable DateTime countedAt_ = kNoDate;
   std::vector<std::string> handedOver_;  ///< files whose record may not be durable yet
   std::vector<std::string> removed_;     ///< files whose removal may not be durable yet
+  std::vector<std::string> fileless_;    ///< handed over, and never had a file
+  std::set<std::string> copied_;         ///< held, and may have a file in new/ too
 };
 
 }  // namespace relaybird

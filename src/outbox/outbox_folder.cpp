@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 
@@ -110,6 +111,12 @@ std::string makeOutboxName(DateTime now, std::uint64_t counter, std::string_view
   return std::string(stamp) + 'R' + std::string(session) + std::string(kSuffix);
 }
 
+DateTime outboxNameTime(std::string_view name) {
+  long long seconds = 0;
+  std::from_chars(name.data(), name.data() + name.size(), seconds);
+  return DateTime(std::chrono::seconds(seconds));
+}
+
 // Only for names in tmp/: decides what may be removed without asking for its age.
 bool isOutboxName(std::string_view name) {
   const std::size_t dot = name.find('.');
@@ -199,6 +206,53 @@ Result<void> writeMessage(OutputFile& file, const MessageWriter& write, WriteAtt
   const auto written = write(watched);
   attempt.messageToBlame = !written && !attempt.writeFailed;
   return written ? finish(file) : written;
+}
+
+Result<void> SpillingFile::write(std::string_view bytes) {
+  if (!file_ && text_.size() + bytes.size() <= most_) {
+    text_ += bytes;
+    return {};
+  }
+  if (!file_) {
+    auto file = make_();
+    if (!file) {
+      return file.error();
+    }
+    file_ = std::move(*file);
+    if (auto moved = file_->write(std::exchange(text_, {})); !moved) {
+      return moved;
+    }
+  }
+  return file_->write(bytes);
+}
+
+Result<void> SpillingFile::sync() {
+  return file_ ? file_->sync() : Result<void>();
+}
+
+Result<void> SpillingFile::close() {
+  return file_ ? file_->close() : Result<void>();
+}
+
+Result<void> OutboxFolder::store(const std::string& name, const std::string& inTmp,
+                                 std::string_view text) {
+  const std::string path = pathOf("tmp", inTmp);
+  auto file = files_.create(path);
+  if (!file) {
+    return file.error();
+  }
+  auto outcome = (*file)->write(text);
+  if (outcome) {
+    outcome = finish(**file);
+  }
+  file->reset();
+  if (outcome) {
+    outcome = files_.rename(path, pathOf("new", name));
+  }
+  if (!outcome) {
+    (void)files_.remove(path);
+  }
+  return outcome;
 }
 
 Result<void> OutboxFolder::moveToFailed(const std::string& name, const std::string& words) {

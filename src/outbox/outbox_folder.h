@@ -36,6 +36,31 @@ struct WriteAttempt {
 /// Writes, syncs and closes the file.
 Result<void> writeMessage(OutputFile& file, const MessageWriter& write, WriteAttempt& attempt);
 
+/// A message while it is written: in memory up to `most` bytes, and in a file that `make` makes
+/// from then on. In memory, sync() and close() do nothing.
+class SpillingFile : public OutputFile {
+ public:
+  using Maker = std::function<Result<std::unique_ptr<OutputFile>>()>;
+
+  SpillingFile(std::size_t most, Maker make) : most_(most), make_(std::move(make)) {}
+  Result<void> write(std::string_view bytes) override;
+  Result<void> sync() override;
+  Result<void> close() override;
+
+  bool spilled() const { return file_ != nullptr; }
+  /// What was written, unless it has spilled.
+  std::string takeText() { return std::move(text_); }
+
+ private:
+  std::size_t most_;
+  Maker make_;
+  std::string text_;
+  std::unique_ptr<OutputFile> file_;
+};
+
+/// When a message with a name of makeOutboxName was made.
+DateTime outboxNameTime(std::string_view name);
+
 /// Any thread.
 class OutboxFolder {
  public:
@@ -58,6 +83,9 @@ class OutboxFolder {
   /// while the outbox is locked.
   void clearTmp(const std::set<std::string>& names, DateTime now);
 
+  /// Puts a message into new/ under that name by way of `inTmp`, a free name in tmp/. The file is
+  /// durable, but its name is not before new/ is synced. A file that has the name is replaced.
+  Result<void> store(const std::string& name, const std::string& inTmp, std::string_view text);
   /// Removes a message that could not be put into new/ durably. True when it is certain that
   /// nothing of it is left in tmp/ and new/.
   bool withdraw(const std::string& name);

@@ -58,7 +58,7 @@ Result<void> recoverForwards(FileSystem& files, OutboxFolder& disk, Journal& jou
 void forgetWhatIsGone(FileSystem& files, const OutboxFolder& disk, Journal& journal) {
   for (const std::string& file : journal.filesUnderWay()) {
     const auto info = files.inspect(disk.pathOf("new", file));
-    if (!info && info.error().code == ENOENT) {
+    if (!journal.texts().contains(file) && !info && info.error().code == ENOENT) {
       journal.dropUnderWay(file);
     }
   }

@@ -111,7 +111,7 @@ DeliverySeries::Fate DeliverySeries::prepare(std::size_t place, FedMessage& fed)
     return Fate::kGone;  // another delivery has it, or had it
   }
   // A byte more than allowed shows that the message is too large.
-  auto bytes = readFile(parts_.files, parts_.outbox.pathOf(*claim), kLargestOutgoing + 1);
+  auto bytes = parts_.outbox.read(*claim, kLargestOutgoing + 1);
   if (bytes) {
     MessageUnderWay one{std::move(*claim), place, message, messageSubject(*bytes)};
     return prepare(std::move(one), std::move(*bytes), fed);

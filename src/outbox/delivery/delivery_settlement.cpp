@@ -131,7 +131,7 @@ Result<void> DeliverySettlement::putAside(const MessageUnderWay& one,
   }
   // The transport has the text no more: it is read again for this rare case, rather than kept in
   // memory for every message.
-  auto bytes = readFile(parts_.files, parts_.outbox.pathOf(one.claim), kLargestOutgoing);
+  auto bytes = parts_.outbox.read(one.claim, kLargestOutgoing);
   if (!bytes) {
     return bytes.error();
   }

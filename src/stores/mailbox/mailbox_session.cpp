@@ -135,6 +135,7 @@ void MailboxSession::openOutbox() {
   delivery_ = std::make_unique<DeliveryWorker>(
       DeliveryWorker::Setting{world_.files, world_.clock, *outbox, transport_.get(),
                               world_.executor, world_.events, world_.notice, mostPerHour()});
+  outbox->holdForDelivery(transport_ != nullptr);
   outbox_ = std::move(outbox);
   delivery_->flush({});  // messages left waiting by an earlier run
 }
@@ -154,6 +155,9 @@ void MailboxSession::close() {
   }
   closed_ = true;
   delivery_.reset();
+  if (outbox_) {
+    outbox_->holdForDelivery(false);
+  }
   marks_.reset();
   outbox_.reset();
 }
@@ -434,7 +438,11 @@ OutgoingState MailboxSession::outgoing() {
 
 // Also answered for a mailbox that cannot be opened: its forwards wait all the same.
 std::size_t MailboxSession::waiting() {
-  return outbox_ ? outbox_->countWaiting() : Outbox::countWaiting(world_.files, outboxFolder());
+  if (outbox_) {
+    return outbox_->countWaiting();
+  }
+  const std::string folder = outboxFolder();
+  return Outbox::countWaiting(world_.files, folder, OutboxPlace::journalOf(folder));
 }
 
 std::size_t MailboxSession::recentlyWaiting() {

@@ -40,7 +40,7 @@ Result<std::unique_ptr<Outbox>> OutboxPlace::open(const Clock& clock, const Rand
     if (refusal) {
       return *refusal;
     }
-    auto outbox = Outbox::open(files_, clock, random, folder, joinPath(folder, "journal"));
+    auto outbox = Outbox::open(files_, clock, random, folder, journalOf(folder));
     // The note is read again under the lock: another mailbox may have taken the outbox meanwhile.
     if (mayOpen(folder)) {
       if (!outbox) {
@@ -269,14 +269,7 @@ std::string OutboxPlace::sentence(const std::string& folder, const std::string& 
 }
 
 std::size_t OutboxPlace::waitingIn(const std::string& folder) {
-  const auto entries = files_.list(joinPath(folder, "new"));
-  if (!entries) {
-    return 0;
-  }
-  return static_cast<std::size_t>(
-      std::count_if(entries->begin(), entries->end(), [](const FolderEntry& entry) {
-        return entry.type == FileType::kRegular && !entry.name.starts_with('.');
-      }));
+  return Outbox::countWaiting(files_, folder, journalOf(folder));
 }
 
 }  // namespace relaybird

@@ -38,6 +38,7 @@ class OutboxPlace {
   /// sentence for the user; with EWOULDBLOCK another program uses the outbox.
   Result<std::unique_ptr<Outbox>> open(const Clock& clock, const RandomBytes& random);
 
+  static std::string journalOf(const std::string& outbox) { return joinPath(outbox, "journal"); }
   /// The folder that open() would choose now. Makes nothing.
   std::string where() { return choose().folder; }
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "outbox/journal.h"
+
 namespace relaybird {
 
 RandomBytes countingRandom(std::uint64_t seed) {
@@ -33,6 +35,14 @@ std::vector<OutboxFile> outboxFiles(const std::string& folder) {
   if (std::filesystem::exists(waiting)) {
     for (const auto& entry : std::filesystem::directory_iterator(waiting)) {
       files.push_back({entry.path().filename().string(), readBytes(entry.path().string())});
+    }
+  }
+  FakeClock clock;
+  RecordingSleeper sleeper{clock};
+  PosixFileSystem disk{sleeper};
+  if (const auto journal = Journal::open(disk, clock, folder + "/journal")) {
+    for (const auto& [name, text] : (*journal)->texts()) {
+      files.push_back({name, text});
     }
   }
   std::sort(files.begin(), files.end(),

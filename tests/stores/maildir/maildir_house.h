@@ -41,7 +41,7 @@ RandomBytes countingRandom(std::uint64_t seed = 1);
 MailSettings maildirSettings(const std::string& maildir, const std::string& outbox,
                              const std::string& address, const std::string& name = "");
 
-/// The outbox as a reader of the disk sees it.
+/// What waits in the outbox as a reader of the disk sees it, in files and in the journal.
 struct OutboxFile {
   std::string name;
   std::string bytes;
