@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,10 @@ int registerSelf(const std::wstring& folder) {
   return registerClasses(ServerKind::kProgram, command) ? 0 : 1;
 }
 
+// For how long a program that nobody holds goes on.
+constexpr UINT kLinger = 3000;
+UINT_PTR timer = 0;
+
 int serve(bool stay, const std::wstring& folder) {
   auto& world = DoubleWorld::only();
   if (!folder.empty()) {
@@ -55,11 +60,10 @@ int serve(bool stay, const std::wstring& folder) {
   world.calls().die = [] { ExitProcess(3); };
   // Not watched: it does not keep the program running.
   const auto application = makeComponent(relaybird::prog_id::kApplication);
-  watchObjects([stay](bool made) {
-    if (made) {
-      CoAddRefServerProcess();
-    } else if (CoReleaseServerProcess() == 0 && !stay) {
-      PostQuitMessage(0);
+  watchObjects([stay](bool) {
+    if (!stay) {
+      // Not at once: clients come and go in quick succession, and COM goes on sending them here.
+      timer = SetTimer(nullptr, timer, kLinger, nullptr);
     }
   });
   const auto classes = ClassObjects::forOthers();
@@ -67,7 +71,13 @@ int serve(bool stay, const std::wstring& folder) {
   RegisterActiveObject(application.get(), doubleClasses().front().clsid, ACTIVEOBJECT_WEAK,
                        &active);
   world.calls().clearCounts();
+  if (stay && !folder.empty()) {
+    std::ofstream(toUtf8(folder) + "\\ready");  // for whoever waits to talk to it
+  }
   for (MSG message; GetMessageW(&message, nullptr, 0, 0) > 0;) {
+    if (message.message == WM_TIMER && message.hwnd == nullptr && liveObjects() <= 1) {
+      break;  // only the application's own object is left
+    }
     DispatchMessageW(&message);
   }
   RevokeActiveObject(active, nullptr);

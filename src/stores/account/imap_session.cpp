@@ -293,8 +293,7 @@ void ImapSession::checkLife() {
   if (connection_ && connection_->state() == Connection::State::kEnded) {
     const ConnectFailure failure = connection_->failure().value_or(ConnectFailure());
     const bool refused = failure.cause == ConnectFailure::Cause::kSignInRefused;
-    // Without an answer the secret was not sent: the server does not know this way to sign in.
-    if (refused && !failure.answer.empty()) {
+    if (refused) {
       world_.signIn.refused();
     }
     const bool byServer = failure.cause == ConnectFailure::Cause::kClosed;

@@ -208,10 +208,10 @@ TEST_F(ReadMarksTest, AMarkOnItsWayIsNotSettledBecauseItsMessageIsNotListed) {
   const std::string id = server.deliver();
   forward(entry());
   server.messages.clear();
-  for (int listing = 0; listing < 3; ++listing) {
-    ++server.changes;  // another listing, each of which counts what is missing
-    list();
-  }
+  ++server.changes;
+  list();
+  list();
+  list();
   EXPECT_TRUE(journaled(id));
 }
 
