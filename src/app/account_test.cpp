@@ -272,9 +272,10 @@ class AccountTest {
     if (connection->state() == Connection::State::kOpen) {
       return connection;
     }
-    if (connection->failure()) {
-      failed(account.server, *connection->failure());
-      if (connection->failure()->cause == ConnectFailure::Cause::kSignInRefused) {
+    if (const auto& failure = connection->failure()) {
+      failed(account.server, *failure);
+      // Without an answer the secret was not sent: the server does not know this way to sign in.
+      if (failure->cause == ConnectFailure::Cause::kSignInRefused && !failure->answer.empty()) {
         refused_ = signIn;
       }
     }

@@ -215,10 +215,16 @@ TEST_F(AccountTestRun, AfterARefusalAnotherSignInIsTriedForSending) {
   }
 }
 
-TEST_F(AccountTestRun, AServerThatWasNotReachedHasRefusedNothing) {
-  imap = failing(ConnectFailure::Cause::kNotReached, ConnectStep::kConnect, "");
-  EXPECT_FALSE(run());
-  EXPECT_THAT(lines, Contains("OK: The server for sending takes mail from ann@example.org."));
+TEST_F(AccountTestRun, AServerThatHasNotSeenThePasswordHasNotRefusedIt) {
+  for (const auto& fail :
+       {failing(ConnectFailure::Cause::kNotReached, ConnectStep::kConnect, ""),
+        // It offers other ways to sign in.
+        failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "")}) {
+    imap = fail;
+    lines.clear();
+    EXPECT_FALSE(run());
+    EXPECT_THAT(lines, Contains("OK: The server for sending takes mail from ann@example.org."));
+  }
 }
 
 TEST_F(AccountTestRun, EveryCauseHasItsOwnWordsAndAdvice) {

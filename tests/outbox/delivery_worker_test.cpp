@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <latch>
 
+#include "outbox/delivery/outgoing_message.h"
 #include "outbox/delivery/sendmail_transport.h"
 #include "outbox/delivery_fixture.h"
 #include "platform/posix/posix_processes.h"
@@ -104,6 +105,50 @@ TEST_F(DeliveryWorkerTest, AQuotaHoldsOneMessageForAnHourAndAllForFour) {
   transport.answer = {};
   flush();
   EXPECT_THAT(take(), SizeIs(2));
+}
+
+// Two answers in a row mean the account. With a success between them, each is about its message.
+TEST_F(DeliveryWorkerTest, ASuccessClearsTheAccountOfASuspectedQuota) {
+  transport.answer = [](const std::string& subject) {
+    return subject.starts_with("limited") ? Outcome{Outcome::Kind::kTemporary,
+                                                    "5.4.5 enough for today",
+                                                    true,
+                                                    {},
+                                                    Outcome::Cause::kLimit}
+                                          : Outcome{};
+  };
+  send("limited one");
+  flush();
+  world.clock.advance(minutes{1});
+  send("fine");
+  flush();
+  send("limited two");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("limited one", "fine", "limited two"));
+  world.clock.advance(minutes{1});
+  send("fine too");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("fine too")) << "everything waits for four hours";
+}
+
+TEST_F(DeliveryWorkerTest, AMessageThatIsRefusedForGoodTakesItsSuspicionWithIt) {
+  const Outcome limit{
+      Outcome::Kind::kTemporary, "5.4.5 enough for today", true, {}, Outcome::Cause::kLimit};
+  transport.answer = [&](const std::string&) { return limit; };
+  send("bad");
+  flush();
+  world.clock.advance(minutes{60});
+  transport.answer = [](const std::string&) { return Outcome{Kind::kPermanent, "550", false}; };
+  flush();
+  transport.answer = [&](const std::string&) { return limit; };
+  send("limited");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("bad", "bad", "limited"));
+  world.clock.advance(minutes{1});
+  transport.answer = nullptr;
+  send("fine");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("fine")) << "everything waits for four hours";
 }
 
 TEST_F(DeliveryWorkerTest, MessagesThatAreRefusedForTheTimeBeingDoNotBlockThoseBehindThem) {
@@ -344,6 +389,63 @@ TEST_F(DeliveryWorkerTest, ADiskThatFailsAfterADeliveryDoesNotDeliverTwice) {
   }
 }
 
+// Tells how far files were read.
+class MeasuringDisk : public FaultyFileSystem {
+ public:
+  using FaultyFileSystem::FaultyFileSystem;
+  Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
+    class Measured : public InputFile {
+     public:
+      Measured(std::unique_ptr<InputFile> file, std::uint64_t& furthest)
+          : file_(std::move(file)), furthest_(furthest) {}
+      const FileInfo& info() const override { return file_->info(); }
+      Result<std::size_t> readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+        furthest_ = std::max(furthest_, offset + size);
+        return file_->readAt(offset, buffer, size);
+      }
+
+     private:
+      std::unique_ptr<InputFile> file_;
+      std::uint64_t& furthest_;
+    };
+    auto file = FaultyFileSystem::open(path);
+    if (!file) {
+      return file.error();
+    }
+    return std::unique_ptr<InputFile>(std::make_unique<Measured>(std::move(*file), furthest));
+  }
+  std::uint64_t furthest = 0;
+};
+
+class LargeFileTest : public DeliveryWorkerTest {
+ protected:
+  LargeFileTest() {
+    close();
+    world.through = &measuring;
+    outbox = world.open();
+    restart();
+  }
+  ~LargeFileTest() override { close(); }
+  void close() {
+    worker.reset();
+    outbox.reset();
+  }
+
+  MeasuringDisk measuring{world.disk};
+};
+
+TEST_F(LargeFileTest, AFileThatIsTooLargeMovesAsideAndIsNeverWholeInMemory) {
+  world.put("new", "huge", mail("huge"));
+  // A file with a hole takes no room on the disk.
+  std::filesystem::resize_file(world.folder + "/new/huge", kLargestOutgoing + (1U << 24));
+  flush();
+  EXPECT_THAT(transport.subjects, IsEmpty());
+  EXPECT_THAT(world.names("failed"), testing::Contains("huge"));
+  ASSERT_THAT(notices, SizeIs(1));
+  EXPECT_THAT(notices[0], HasSubstr("too large"));
+  EXPECT_LE(measuring.furthest, kLargestOutgoing + 1);
+}
+
 TEST_F(DeliveryWorkerTest, MessagesThatOthersPutBackAreFoundWithinAMinute) {
   flush();
   world.put("new", "by hand", mail("by hand"));
@@ -352,6 +454,15 @@ TEST_F(DeliveryWorkerTest, MessagesThatOthersPutBackAreFoundWithinAMinute) {
   world.clock.advance(minutes{1});
   flush();
   EXPECT_THAT(transport.subjects, ElementsAre("by hand"));
+}
+
+TEST_F(DeliveryWorkerTest, MessagesThatOthersPutBackAreFoundAfterTheClockWasSetBackToo) {
+  flush();
+  world.clock.set(world.clock.now() - std::chrono::hours{48});
+  world.put("new", "by hand", mail("by hand"));
+  flush();
+  EXPECT_THAT(transport.subjects, ElementsAre("by hand"))
+      << "the folder was read at a time that is still to come";
 }
 
 TEST_F(DeliveryWorkerTest, AThousandFlushesDoNotReadTheFolderAThousandTimes) {

@@ -228,6 +228,16 @@ TEST(OutboxRecovery, AnIntentWithoutAFileWasNotSentAndKeepsItsMessageId) {
   EXPECT_EQ(outbox->intendedMessageId("entry"), "id@example");
 }
 
+TEST(OutboxRecovery, AnIntentThatWasFoundUnsentIsNotLookedIntoAtEachStart) {
+  OutboxWorld world;
+  leave(world, "");
+  (void)world.open();
+  world.files.refused = [](const std::string& step) {
+    return step.starts_with("syncFolder ") && step.ends_with("/new");
+  };
+  EXPECT_TRUE(world.tryOpen()) << "only finding out needs that step";
+}
+
 TEST(OutboxRecovery, AFileBothInTmpAndInNewIsNotSentTwice) {
   OutboxWorld world;
   leave(world, "tmp");

@@ -231,6 +231,18 @@ TEST_F(OutboxFaultTest, AForwardTakenBackIsNotCalledGoneBeforeItsFolderCouldBeSy
   EXPECT_THAT(world.names("new"), SizeIs(1));
 }
 
+TEST_F(OutboxFaultTest, AForwardThatWasTakenBackLeavesNoDoubtToTheNextTry) {
+  auto outbox = world.open();
+  const std::string intoNew = ' ' + world.folder + "/new/";
+  world.files.refused = [&](const std::string& step) {
+    return step.starts_with("rename ") && step.find(intoNew) != std::string::npos;
+  };
+  ASSERT_FALSE(outbox->send("entry", "id1", writes("first")));
+  world.files.refused = [](const std::string& step) { return step.starts_with("list "); };
+  EXPECT_TRUE(outbox->send("entry", "id1", writes("again"))) << "only finding out needs a list";
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+}
+
 TEST_F(OutboxFaultTest, AnyOneAndAnyTwoFailingStepsOfASendLoseNothingAndDoubleNothing) {
   constexpr std::size_t kSteps = 14;
   std::size_t tried = 0;

@@ -61,6 +61,23 @@ TEST_F(OutboxTest, OneSendTakesThreeSyncsInAnOrderThatSurvivesACrash) {
                                  StartsWith("write " + world.journal)));
 }
 
+// A power cut could take the name back, and the retry would forward the message a second time.
+TEST_F(OutboxTest, AMessageIsNotClaimedBeforeItsPlaceIsDurable) {
+  const auto outbox = world.open();
+  int moments = 0;
+  world.files.onEveryStep([&](const std::string& step) {
+    if (step == "syncFolder " + world.folder + "/new") {
+      ++moments;
+      ASSERT_THAT(world.names("new"), SizeIs(1));
+      EXPECT_FALSE(outbox->claim(world.names("new")[0]));
+      EXPECT_THAT(outbox->waiting().value(), IsEmpty());
+    }
+  });
+  ASSERT_TRUE(outbox->send("entry", "id1", writes("x")));
+  EXPECT_EQ(moments, 1);
+  EXPECT_TRUE(outbox->claim(world.names("new")[0]));
+}
+
 TEST_F(OutboxTest, AnEntryIsSentOnceUntilItIsSettled) {
   const auto outbox = world.open();
   ASSERT_TRUE(outbox->send("entry", "id1", writes("x")));

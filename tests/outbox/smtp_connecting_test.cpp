@@ -74,6 +74,30 @@ TEST(SmtpTransport, ARefusedSignInIsTriedOnceMoreWithAFreshSecretAndThenEverythi
   EXPECT_EQ(world.waiting(), 0u);
 }
 
+// Knows no way to sign in that the client has, so that no secret is sent.
+class OtherWaysOnly : public ServerScript {
+ public:
+  void connecting(ServerEnd& end) override {
+    end.fail({.cause = ConnectFailure::Cause::kSignInRefused,
+              .step = ConnectStep::kSignIn,
+              .words = "smtp.example.org does not offer to sign in with a password",
+              .answer = {}});
+  }
+  void heard(ServerEnd&, std::string_view) override {}
+};
+
+TEST(SmtpTransport, ASecretThatWasNotSentIsNotSpent) {
+  SmtpWorld world;
+  SignInDesk desk(world);
+  desk.secrets = {"right"};
+  world.onConnect = [](std::size_t) { return std::make_unique<OtherWaysOnly>(); };
+  world.send(1);
+  world.flush();
+  EXPECT_EQ(desk.refused, 0);
+  EXPECT_EQ(world.waiting(), 1u);
+  EXPECT_THAT(world.notices, SizeIs(1));
+}
+
 // Keeps the client waiting for its sign-in.
 class SlowToOpen : public ServerScript {
  public:

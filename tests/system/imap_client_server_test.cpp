@@ -22,6 +22,7 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 constexpr int kMadeMessages = 300;
+constexpr std::size_t kSamplesOfTheDemonstration = 20;
 constexpr int kManyMessages = 10000;
 
 // A signed-in client of one user, and the loop that runs it.
@@ -150,8 +151,24 @@ std::string asServed(const std::string& text) {
   return made;
 }
 
+// The two messages of script/demo that are in no file.
+std::string largeArchive() {
+  std::string base64;
+  for (int line = 0; line < 1'200'000 / 57; ++line) {
+    base64 += std::string(76, 'A') + "\n";
+  }
+  return "From: Archive <archive@example.org>\nTo: ann@example.org\nSubject: The whole archive\n"
+         "MIME-Version: 1.0\nContent-Type: application/octet-stream; name=archive.bin\n"
+         "Content-Disposition: attachment; filename=archive.bin\n"
+         "Content-Transfer-Encoding: base64\n\n" +
+         base64;
+}
+constexpr const char* kOffer =
+    "From: Great Offers <news@offers.example>\nTo: ann@example.org\nSubject: Only today\n\nBuy!\n";
+
+// All of the demonstration, the other samples, and those that are made; no two are alike.
 std::vector<std::string> everyKindOfMessage() {
-  std::vector<std::string> messages;
+  std::vector<std::string> messages = {largeArchive(), kOffer};
   std::set<fs::path> files;
   for (const auto& entry : fs::directory_iterator(RB_MAIL_SAMPLES)) {
     if (entry.path().extension() == ".eml") {
@@ -164,6 +181,8 @@ std::vector<std::string> everyKindOfMessage() {
   for (int number = 0; number < kMadeMessages; ++number) {
     messages.push_back(MailMaker(static_cast<std::uint32_t>(number)).make());
   }
+  EXPECT_GE(files.size(), kSamplesOfTheDemonstration);
+  EXPECT_EQ(std::set<std::string>(messages.begin(), messages.end()).size(), messages.size());
   return messages;
 }
 

@@ -293,7 +293,8 @@ void ImapSession::checkLife() {
   if (connection_ && connection_->state() == Connection::State::kEnded) {
     const ConnectFailure failure = connection_->failure().value_or(ConnectFailure());
     const bool refused = failure.cause == ConnectFailure::Cause::kSignInRefused;
-    if (refused) {
+    // Without an answer the secret was not sent: the server does not know this way to sign in.
+    if (refused && !failure.answer.empty()) {
       world_.signIn.refused();
     }
     const bool byServer = failure.cause == ConnectFailure::Cause::kClosed;

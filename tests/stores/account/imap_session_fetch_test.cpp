@@ -211,6 +211,49 @@ TEST_F(ImapFetchTest, FindsABodyOverWhichTheServerDrops) {
   EXPECT_EQ(body(2), simpleMail("m2"));
 }
 
+TEST_F(ImapFetchTest, AMessageIsAskedForTwiceWhereTheServerEndsTheConnectionOverIt) {
+  struct Ending {
+    const char* name;
+    int most;  // times that the message is asked for
+    std::function<std::string(ServerEnd&)> end;
+  };
+  for (const Ending& ending :
+       {Ending{"closes", 2,
+               [](ServerEnd& end) {
+                 end.close();
+                 return std::string();
+               }},
+        Ending{"says goodbye", 2, [](ServerEnd&) { return std::string("* BYE sorry\r\n"); }},
+        Ending{
+            "talks nonsense", 2,
+            [](ServerEnd&) { return std::string("* 3 FETCH (BODY[] {99999999999999999999}\r\n"); }},
+        Ending{"is cut off by the network", 4, [](ServerEnd& end) {
+                 end.fail({ConnectFailure::Cause::kNotReached, ConnectStep::kReady, "reset", ""});
+                 return std::string();
+               }}}) {
+    SCOPED_TRACE(ending.name);
+    int asked = 0;
+    account_.instead = [&](const std::string&,
+                           const std::string& command) -> std::optional<std::string> {
+      if (!command.starts_with("UID FETCH 3 ") || !command.ends_with("BODY.PEEK[])")) {
+        return std::nullopt;
+      }
+      ++asked;
+      return ending.end(network_.end(network_.connections() - 1));
+    };
+    session_ = std::make_unique<ImapSession>(world());
+    refresh();
+    subject(3);
+    std::string words;
+    for (int i = 0; i < 5 && words.find("lost whenever") == std::string::npos; ++i) {
+      words = body(3);
+      runUntil([] { return false; }, 20min);
+    }
+    EXPECT_EQ(words, "the connection is lost whenever this message is fetched");
+    EXPECT_EQ(asked, ending.most);
+  }
+}
+
 // Two drops of the network at the same message, days apart, made it a failed one.
 TEST_F(ImapFetchTest, DoesNotBlameAMessageForDropsOfTheNetwork) {
   int drops = 0;

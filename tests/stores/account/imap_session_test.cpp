@@ -4,6 +4,7 @@
 // imap_session_marks_test.cpp.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <future>
 #include <utility>
@@ -209,6 +210,17 @@ TEST_F(ImapSessionTest, DoesNotRepeatARefusedSignIn) {
   EXPECT_THAT(failure(), HasSubstr("The server said: NO [AUTHENTICATIONFAILED] no"));
   mark(1);
   EXPECT_FALSE(runUntil([&] { return network_.connections() > 1; }, 120min));
+}
+
+// A server that offers other ways to sign in has not seen the secret.
+TEST_F(ImapSessionTest, ASecretThatWasNotSentIsNotSpent) {
+  arrange_ = [](ServerEnd& end) {
+    end.fail({ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn,
+              "imap.example.org does not offer to sign in with a password", ""});
+  };
+  EXPECT_EQ(refresh(), Wanted::kFailed);
+  EXPECT_EQ(refused_, 0);
+  EXPECT_EQ(session_->status().failure->code, kLogonRefused);
 }
 
 TEST_F(ImapSessionTest, FailsWhereTheFolderIsRefused) {
@@ -423,8 +435,41 @@ TEST_F(ImapSessionTest, ClosesAtOnceWhileItIsConnecting) {
 TEST_F(ImapSessionTest, WhatRecognisesMessagesIsOnDiskWithinAMinute) {
   refresh();
   subject(4);
-  runUntil([] { return false; }, kSaveInterval + 1s);
-  EXPECT_THAT(readBytes(folder_.path("spool/messages")), HasSubstr("\n4 "));
+  const std::string file = folder_.path("spool/messages");
+  const auto begin = network_.steadyTime();
+  EXPECT_TRUE(runUntil([&] {
+    return std::filesystem::exists(file) && readBytes(file).find("\n4 ") != std::string::npos;
+  }));
+  // Nothing else happens in this time: the session has to wake for this alone.
+  EXPECT_LE(network_.steadyTime() - begin, kSaveInterval);
+}
+
+TEST_F(ImapSessionTest, WhatRecognisesMessagesIsWrittenOnceAMinuteHoweverManyAreRead) {
+  FaultyFileSystem disk(files_);
+  const ImapSessionWorld with = world();
+  session_ = std::make_unique<ImapSession>(ImapSessionWorld{with.network,
+                                                            with.server,
+                                                            with.folder,
+                                                            with.version,
+                                                            with.signIn,
+                                                            with.random,
+                                                            disk,
+                                                            with.folderOnDisk,
+                                                            {},
+                                                            [] {},
+                                                            with.complain});
+  refresh();
+  for (std::uint32_t uid = 1; uid <= 5; ++uid) {
+    EXPECT_EQ(subject(uid), "m" + std::to_string(uid));
+  }
+  const auto renames = [&] {
+    return std::count_if(disk.record().begin(), disk.record().end(),
+                         [](const std::string& step) { return step.starts_with("rename "); });
+  };
+  EXPECT_LE(renames(), 1);
+  const auto before = renames();
+  runUntil([] { return false; }, 10 * kSaveInterval);
+  EXPECT_EQ(renames(), before + 1) << "nothing new was written";
 }
 
 TEST_F(ImapSessionTest, WhatAKilledProgramHadFetchedIsRemoved) {

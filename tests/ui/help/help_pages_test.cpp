@@ -94,6 +94,19 @@ TEST(HelpPages, LinksLeadToPagesThatExist) {
   }
 }
 
+TEST(HelpPages, EveryKnownRefusalOfAServerSaysWhatTheUserCanDo) {
+  const std::string page = readBytes(kHelp + "/pages/sending.html");
+  const std::size_t from = page.find("<h2>Known refusals</h2>");
+  const std::string table = page.substr(from, page.find("</table>", from) - from);
+  const auto rows = matches(table, "<tr>(<td><code>[^]*?)</tr>");
+  EXPECT_GE(rows.size(), 10u);
+  for (const std::string& row : rows) {
+    const auto cells = matches(row, "<td>([^]*?)</td>");
+    ASSERT_EQ(cells.size(), 3u) << row;
+    EXPECT_THAT(cells, testing::Each(Not(IsEmpty()))) << row;
+  }
+}
+
 TEST(HelpPages, HaveOneHeadingThatIsTheirTitle) {
   for (const HelpTopic& topic : helpTopics()) {
     const std::string html(topic.html);

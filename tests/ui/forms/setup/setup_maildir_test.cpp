@@ -72,6 +72,17 @@ TEST_F(Setup, AMaildirHasNoServerOfItsOwnToSendBy) {
   EXPECT_THAT(lastBox(), HasSubstr("A Maildir has no server of its own"));
 }
 
+TEST_F(Setup, ACommandThatWasOnlyFoundIsNotStored) {
+  open();
+  EXPECT_EQ(in("txtSendmail"), "/usr/sbin/sendmail");
+  fillAccount();
+  press("cmdOK");
+  setup_.onKept({});
+  EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("smtp_host=out.firm.example"));
+  EXPECT_THAT(files_.bytes(kPrefFile), testing::Not(HasSubstr("sendmail")));
+  EXPECT_EQ(setup_.reopened, 1);
+}
+
 TEST_F(Setup, TheWayOutThatWasChosenStays) {
   open();
   at("cmbDelivery").setValue(kByNothing);

@@ -54,6 +54,17 @@ TEST_F(Setup, WhatTheUserTypesWinsOverProposals) {
   EXPECT_EQ(in("txtSmtpHost"), "mail.gmx.net");
 }
 
+TEST_F(Setup, AServerOfTheUsersOwnDoesNotGetThePortOfAProposedOne) {
+  open();
+  type("txtImapHost", "mail.firm.example");
+  type("txtSmtpHost", "out.firm.example");
+  type("txtMailAddress", "ann@icloud.com");
+  EXPECT_EQ(in("txtImapHost"), "mail.firm.example");
+  EXPECT_EQ(in("txtImapPort"), "");
+  EXPECT_EQ(in("txtSmtpPort"), "") << "587 is the port of Apple's server";
+  EXPECT_EQ(at("cmbSmtpSecurity").value(), kSecureTls);
+}
+
 TEST_F(Setup, AGuessIsSaidButNotFilledIn) {
   open();
   type("txtMailAddress", "ann@gmail.com");
