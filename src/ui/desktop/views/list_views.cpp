@@ -228,9 +228,9 @@ class ListView : public WidgetView {
       lines_->SetItemState(-1, wxLIST_STATE_SELECTED, wxLIST_STATE_SELECTED);
       selectionMayChange();
     } else if (event.GetKeyCode() == WXK_LEFT && !event.HasAnyModifiers()) {
-      scrollSideways(wxEVT_SCROLLWIN_LINEUP);
+      scrollSideways(wxEVT_SCROLLWIN_LINEUP, -1);
     } else if (event.GetKeyCode() == WXK_RIGHT && !event.HasAnyModifiers()) {
-      scrollSideways(wxEVT_SCROLLWIN_LINEDOWN);
+      scrollSideways(wxEVT_SCROLLWIN_LINEDOWN, 1);
     } else {
       event.Skip();
       if (!isModifier(event.GetKeyCode())) {
@@ -243,10 +243,15 @@ class ListView : public WidgetView {
     return key == WXK_SHIFT || key == WXK_CONTROL || key == WXK_ALT || key == WXK_NONE;
   }
 
-  void scrollSideways(wxEventType direction) {
-    wxScrollWinEvent event(direction, 0, wxHORIZONTAL);
+  // A list that the toolkit draws itself scrolls by the event. A list of the system's own leaves
+  // the event alone, and is scrolled by some letters in that direction.
+  void scrollSideways(wxEventType line, int direction) {
+    constexpr int kLetters = 4;
+    wxScrollWinEvent event(line, 0, wxHORIZONTAL);
     event.SetEventObject(lines_);
-    lines_->ProcessWindowEvent(event);
+    if (!lines_->ProcessWindowEvent(event)) {
+      lines_->ScrollList(direction * kLetters * lines_->GetCharWidth(), 0);
+    }
   }
 
   VirtualLines* lines_;

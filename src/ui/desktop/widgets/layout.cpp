@@ -100,6 +100,12 @@ void WrappingLabel::show(const wxString& content) {
   GetParent()->Layout();
 }
 
+// Why: a letter may reach beyond its own width, and wxMSW would cut the end of the longest line.
+wxSize WrappingLabel::DoGetBestSize() const {
+  constexpr int kOverhang = 2;
+  return wxStaticText::DoGetBestSize() + FromDIP(wxSize(kOverhang, 0));
+}
+
 // Why: wxStaticText::Wrap() breaks lines at spaces only. Inserts line breaks into longer words.
 wxString WrappingLabel::withBreaksInWords(const wxString& text, int limit) const {
   wxString result;

@@ -48,6 +48,9 @@ class WrappingLabel : public wxStaticText {
   /// Shows a plain text: "&" does not mark an access key. Lines may end in CR LF.
   void show(const wxString& text);
 
+ protected:
+  wxSize DoGetBestSize() const override;
+
  private:
   wxString withBreaksInWords(const wxString& text, int limit) const;
 
