@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "ui/desktop/msw/program_icon.h"
+#include "ui/desktop/msw/title_bars.h"
 #include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/text.h"
 
@@ -168,6 +169,7 @@ struct SessionApplication::Name {
 
   Listener& listener;
   HWND window = nullptr;
+  TitleBars titleBars;
   std::string shown;  // the cause of the balloon that is shown; empty if none
 };
 
