@@ -1,0 +1,252 @@
+#!/usr/bin/env bash
+# desktop_test.sh BUILD SCRATCH: drives the windows of relaybird.exe, built in the folder BUILD, under Wine by keys and
+# clicks, as a person does, and judges what is on the screen: titles of windows, pixels, and what the program left on
+# the disk. The prefix and the pictures of each step are in the folder SCRATCH, which is made anew. Needs no display,
+# but it starts an X server of its own, with a window manager: without one a window that has lost the focus to a menu
+# never gets it back. Prints one line when all checks have passed.
+set -euo pipefail
+build=$(realpath "$1")
+if [ -z "${DESKTOP_TEST_INSIDE:-}" ]; then
+  export DESKTOP_TEST_INSIDE=1
+  rm -rf "$2"
+  mkdir -p "$2"
+  # Wine's services keep the output open, and a reader of a pipe would wait for them.
+  timeout --verbose 600 xvfb-run --auto-servernum --server-args='-screen 0 1280x1024x24' \
+    "$(realpath "$0")" "$@" >"$2/test.log" 2>&1 </dev/null || {
+    tail -n 30 "$2/test.log"
+    echo "desktop: FAILED; see $2"
+    exit 1
+  }
+  tail -n 1 "$2/test.log"
+  exit
+fi
+scratch=$(realpath "$2")
+export WINEPREFIX=$scratch/wine WINEDEBUG=-all LC_ALL=C.UTF-8 TZ=UTC
+export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d'
+trap 'wineserver --kill 2>/dev/null || true' EXIT
+checks=0
+
+picture() {
+  import -window root "$scratch/$1.png"
+}
+say() {
+  checks=$((checks + 1))
+  echo "== $*"
+}
+fail() {
+  picture failed
+  xdotool search --onlyvisible --name '.' getwindowname %@ || true
+  echo "desktop_test: $*" >&2
+  exit 1
+}
+# eventually WORDS COMMAND...: tries the command for half a minute.
+eventually() {
+  local words=$1 left=300
+  shift
+  until "$@" >/dev/null 2>&1; do
+    left=$((left - 1))
+    [ "$left" -gt 0 ] || fail "$words"
+    sleep 0.1
+  done
+}
+# visible TITLE: the visible window of that whole title.
+visible() {
+  xdotool search --onlyvisible --name "^$1\$" | tail -n 1 | grep .
+}
+hidden() {
+  ! visible "$1"
+}
+# shown TITLE: waits for the window, and gives it the focus.
+shown() {
+  eventually "the window '$1' does not appear" visible "$1"
+  xdotool windowactivate --sync "$(visible "$1")"
+  sleep 0.3
+}
+closed() {
+  eventually "the window '$1' does not go" hidden "$1"
+}
+# pixels TITLE: a sum of what the window shows, without blinking carets.
+pixels() {
+  import -window "$(visible "$1")" rgb:- | sha256sum
+}
+# settled TITLE: waits until the window has stopped changing, and prints its sum.
+settled() {
+  local before='' now left=50
+  now=$(pixels "$1")
+  until [ "$now" = "$before" ] || [ "$left" -eq 0 ]; do
+    left=$((left - 1))
+    sleep 0.2
+    before=$now
+    now=$(pixels "$1")
+  done
+  echo "$now"
+}
+keys() {
+  xdotool key --delay 60 "$@"
+  sleep 0.2
+}
+running() {
+  pgrep -f 'relaybird\.exe' >/dev/null
+}
+ended() {
+  ! running
+}
+
+wineboot --init >"$scratch/wineboot.log" 2>&1
+wineserver --wait
+openbox &
+cp "$build/src/app/relaybird.exe" "$build/help/rbx.chm" "$scratch/"
+cd "$scratch"
+
+main='Relaybird v[0-9.]+'
+start() {
+  wine relaybird.exe >"$scratch/relaybird.log" 2>&1 &
+  first=$!
+  # No mail application is installed here, which the program says first.
+  shown 'Relaybird'
+  keys Return
+  closed 'Relaybird'
+  shown "$main"
+}
+end() {
+  keys alt+f e
+  eventually "the program does not end" ended
+}
+
+say "nothing but Windows' own libraries is needed"
+for program in relaybird relaybird-console; do
+  imports=$(x86_64-w64-mingw32-objdump -p "$build/src/app/$program.exe" | sed -n 's/.*DLL Name: //p' | tr '[:upper:]' '[:lower:]')
+  [ -n "$imports" ] || fail "$program.exe imports nothing"
+  for library in $imports; do
+    [ -e "$WINEPREFIX/drive_c/windows/system32/$library" ] || fail "$program.exe needs $library"
+  done
+done
+
+say "the main window appears"
+start
+picture main
+import -window "$(visible "$main")" "$scratch/main-window.png"
+[ "$(identify -format '%k' "$scratch/main.png")" -gt 50 ] || fail "the main window is empty"
+
+say "the settings have five tabs, which turn by the keyboard"
+keys alt+g
+shown Settings
+declare -a seen=()
+for tab in 1 2 3 4 5; do
+  now=$(settled Settings)
+  picture "settings-$tab"
+  for before in "${seen[@]}"; do
+    [ "$before" != "$now" ] || fail "tab $tab looks like one before it"
+  done
+  seen+=("$now")
+  keys ctrl+Next
+done
+
+say "the main window takes no input behind the settings"
+before=$(xdotool search --onlyvisible --class relaybird | wc -l)
+# Its menu, the first word of which is in sight.
+xdotool mousemove --window "$(visible "$main")" 13 10 click 1
+sleep 1
+[ "$(xdotool search --onlyvisible --class relaybird | wc -l)" -eq "$before" ] || fail "a menu opened behind the settings"
+
+say "a setting is kept in the file"
+shown Settings
+keys Tab Tab ctrl+a 4 2
+keys Return
+closed Settings
+prefs=$(find "$WINEPREFIX/drive_c/users" -name rbx_prefs.ini)
+grep -q '^mdblFwdToFrequency=42' "$prefs" || fail "42 minutes are not in '$prefs'"
+
+say "the log has its chord, scrolls sideways and goes to the clipboard"
+shown "$main"
+keys alt+d v
+shown 'Activity Log'
+plain=$(settled 'Activity Log')
+keys ctrl+shift+alt+v
+chord=$(settled 'Activity Log')
+[ "$plain" != "$chord" ] || fail "the chord shows nothing"
+keys Right Right Right
+[ "$(settled 'Activity Log')" != "$chord" ] || fail "the list does not scroll sideways"
+picture log
+keys alt+c
+eventually "the log is not on the clipboard" sh -c "timeout 5 xclip -o -selection clipboard | grep -q 'Redemption'"
+keys Escape
+closed 'Activity Log'
+
+say "the program hides behind an icon, and comes back by its menu"
+shown "$main"
+keys alt+y
+shown 'Minimize to System Tray'
+keys alt+y
+closed "$main"
+tray='Wine System Tray'
+eventually "there is no icon" visible "$tray"
+[ "$(import -window "$(visible "$tray")" png:- | identify -format '%k' -)" -gt 8 ] || fail "the icon is empty"
+picture tray
+on_icon() {
+  xdotool mousemove --window "$(visible "$tray")" 8 10 click "$1"
+}
+# The only visible window of a hidden program is its menu.
+menu() {
+  xdotool search --onlyvisible --class relaybird | tail -n 1 | grep .
+}
+on_icon 1
+sleep 1
+hidden "$main" || fail "a left click brought the window back"
+! menu || fail "a left click opened the menu"
+on_icon 3
+eventually "the icon has no menu" menu
+picture tray-menu
+xdotool mousemove --window "$(menu)" 20 10
+sleep 0.3
+xdotool click 1
+eventually "Restore does not show the window" visible "$main"
+closed "$tray"
+
+say "a second start brings the first to the front"
+xdotool windowminimize "$(visible "$main")"
+closed "$main"
+timeout 60 wine relaybird.exe >"$scratch/second.log" 2>&1 || fail "the second start ends with status $?"
+shown "$main"
+kill -0 "$first" || fail "the first program has ended"
+
+say "the about box"
+keys alt+h a
+shown 'About Relaybird'
+picture about
+keys Escape
+closed 'About Relaybird'
+
+say "the manual"
+shown "$main"
+keys F1
+shown 'Relaybird Help'
+picture help
+keys alt+F4
+closed 'Relaybird Help'
+
+say "the program ends, and has kept where its window was"
+shown "$main"
+end
+wait "$first" || fail "the program ended with status $?"
+places=$(find "$WINEPREFIX/drive_c/users" -path '*rbx/windows.ini')
+grep -q frmRelaybird "$places" || fail "no place of the main window in '$places'"
+
+say "the program ends with the session"
+start
+timeout 60 wine wineboot --end-session >"$scratch/end.log" 2>&1 || fail "the session does not end"
+eventually "the program stays" ended
+timeout 60 wineserver --wait
+
+say "the windows grow with the resolution of the screen"
+rm "$places"
+wine reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d 144 /f >"$scratch/reg.log" 2>&1
+timeout 60 wineserver --wait
+before=$(identify -format '%w' "$scratch/main-window.png")
+start
+import -window "$(visible "$main")" "$scratch/main-144.png"
+after=$(identify -format '%w' "$scratch/main-144.png")
+[ "$((after * 100))" -gt "$((before * 130))" ] || fail "at 144 dots per inch the window has $after pixels, at 96 $before"
+end
+
+echo "desktop: $checks checks passed"
