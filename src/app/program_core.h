@@ -14,7 +14,6 @@
 #include "app/program_platform.h"
 #include "app/store_openers.h"
 #include "app/store_slot.h"
-#include "platform/profile/profile_file.h"
 #include "platform/system/executor.h"
 #include "platform/system/trace_log.h"
 #include "ui/forms/program_world.h"
@@ -72,7 +71,7 @@ class ProgramCore {
 
   const ProgramPlatform platform;
   FileSystem& files = *platform.files;
-  ProfileFile profiles{files};
+  ProfileStrings& profiles = *platform.profiles;
   TraceFile trace;
   /// Whether the verbose log is on: set by the forms, read by the store's threads.
   std::shared_ptr<std::atomic<bool>> verbose = std::make_shared<std::atomic<bool>>(false);

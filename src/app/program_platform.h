@@ -11,6 +11,7 @@
 #include "mail/store_world.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
+#include "platform/profile/profile_strings.h"
 #include "platform/system/autostart.h"
 #include "platform/system/command_runner.h"
 #include "platform/system/network.h"
@@ -27,6 +28,7 @@ namespace relaybird {
 struct ProgramPlatform {
   std::unique_ptr<Sleeper> sleeper;
   std::unique_ptr<FileSystem> files;
+  std::unique_ptr<ProfileStrings> profiles;  ///< the preference files
   std::unique_ptr<Clock> clock;
   std::unique_ptr<SpecialFolders> folders;
   std::unique_ptr<OsVersion> osVersion;

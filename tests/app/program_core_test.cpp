@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/main_loop.h"
+#include "platform/profile/profile_file.h"
 #include "prefs/fake_files.h"
 #include "prefs/pref_bench.h"
 #include "support/fake_clock.h"
@@ -30,6 +31,7 @@ class ProgramCoreTest : public testing::Test {
       files->addFolder(folder);
     }
     system.files = std::move(disk);
+    system.profiles = std::make_unique<ProfileFile>(*system.files);
     auto fakeClock = std::make_unique<FakeClock>();
     system.sleeper = std::make_unique<RecordingSleeper>(*fakeClock);
     system.clock = std::move(fakeClock);

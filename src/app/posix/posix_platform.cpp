@@ -30,6 +30,7 @@
 #include "platform/posix/posix_processes.h"
 #include "platform/posix/secret_pages.h"
 #include "platform/posix/xdg_folders.h"
+#include "platform/profile/profile_file.h"
 #include "ui/forms/desktop_programs.h"
 
 namespace relaybird {
@@ -111,6 +112,7 @@ ProgramPlatform systemPlatform() {
   system.sleeper = std::make_unique<PosixSleeper>();
   system.files = std::make_unique<PosixFileSystem>(*system.sleeper);
   FileSystem& files = *system.files;
+  system.profiles = std::make_unique<ProfileFile>(files);
   system.clock = std::make_unique<PosixClock>();
   system.folders = std::make_unique<XdgFolders>(files);
   system.osVersion = std::make_unique<NotWindows>();

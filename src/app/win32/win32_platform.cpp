@@ -23,6 +23,7 @@
 #include "platform/win32/shell_folders.h"
 #include "platform/win32/win32_clock.h"
 #include "platform/win32/win32_file_system.h"
+#include "platform/win32/win32_profile_strings.h"
 #include "platform/win32/win32_text.h"
 #include "platform/win32/win32_version.h"
 
@@ -97,6 +98,7 @@ ProgramPlatform systemPlatform() {
   system.sleeper = std::make_unique<ServingSleeper>();
   system.files = std::make_unique<Win32FileSystem>(*system.sleeper);
   FileSystem& files = *system.files;
+  system.profiles = std::make_unique<Win32ProfileStrings>(files);
   system.clock = std::make_unique<Win32Clock>();
   system.folders = std::make_unique<ShellFolders>();
   system.osVersion = std::make_unique<Win32OsVersion>();

@@ -16,6 +16,8 @@ namespace {
 // U+001A is the end-of-file mark of old editors, which profile calls skip.
 constexpr std::string_view kBlanks = " \t\v\f\x1A";
 
+constexpr std::string_view kLineBreakers{"\r\n\0", 3};
+
 std::uint32_t narrow(std::size_t place) {
   return static_cast<std::uint32_t>(place);
 }
@@ -43,6 +45,27 @@ std::string_view trimProfileBlanks(std::string_view text) {
     return text.substr(0, 0);
   }
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string whyNoSetting(std::string_view section, std::string_view key, std::string_view value) {
+  // A line break would begin another key, and so let a value set any setting.
+  for (const auto part : {section, key, value}) {
+    if (part.find_first_of(kLineBreakers) != std::string_view::npos) {
+      return "a setting must not contain a line break or a NUL";
+    }
+  }
+  section = trimProfileBlanks(section);
+  key = trimProfileBlanks(key);
+  if (section.empty() || key.empty()) {
+    return "a setting needs a section and a key";
+  }
+  if (key.front() == ';' || key.front() == '[') {
+    return "a key must not begin with ; or [";
+  }
+  if (key.find('=') != std::string_view::npos) {
+    return "a key must not contain =";
+  }
+  return {};
 }
 
 // Changes to a text, collected in any order and applied in one pass.

@@ -15,6 +15,9 @@ namespace relaybird {
 /// form feed and the end-of-file mark of old editors (0x1A).
 std::string_view trimProfileBlanks(std::string_view text);
 
+/// Why these cannot be a section, a key and a value in a file of lines; empty if they can.
+std::string whyNoSetting(std::string_view section, std::string_view key, std::string_view value);
+
 /// Knows the place of each key's value in the text, so that a value can be replaced without
 /// changing another byte. Look-ups take logarithmic time for any text. Lines end with CR LF, LF or
 /// a lone CR.

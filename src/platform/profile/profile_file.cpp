@@ -15,8 +15,6 @@
 namespace relaybird {
 namespace {
 
-constexpr std::string_view kLineBreakers{"\r\n\0", 3};
-
 // A missing file counts as empty.
 Result<std::string> loadProfile(FileSystem& files, const std::string& file) {
   auto bytes = readFile(files, file, kProfileFileLimit + 1);
@@ -55,28 +53,6 @@ class SnapshotReader : public ProfileReader {
   ProfileDocument document_;
 };
 
-// Why these cannot be a section, a key and a value in a file of lines; empty if they can.
-std::string objection(std::string_view section, std::string_view key, std::string_view value) {
-  // A line break would begin another key, and so let a value set any setting.
-  for (const auto part : {section, key, value}) {
-    if (part.find_first_of(kLineBreakers) != std::string_view::npos) {
-      return "a setting must not contain a line break or a NUL";
-    }
-  }
-  section = trimProfileBlanks(section);
-  key = trimProfileBlanks(key);
-  if (section.empty() || key.empty()) {
-    return "a setting needs a section and a key";
-  }
-  if (key.front() == ';' || key.front() == '[') {
-    return "a key must not begin with ; or [";
-  }
-  if (key.find('=') != std::string_view::npos) {
-    return "a key must not contain =";
-  }
-  return {};
-}
-
 // People keep settings under version control and link to them: the target of a link is read and
 // replaced.
 std::string target(FileSystem& files, const std::string& file) {
@@ -89,7 +65,7 @@ class CollectingWriter : public ProfileWriter {
   CollectingWriter(FileSystem& files, std::string file) : files_(files), file_(std::move(file)) {}
 
   bool set(std::string_view section, std::string_view key, std::string_view value) override {
-    const std::string why = objection(section, key, value);
+    const std::string why = whyNoSetting(section, key, value);
     if (!why.empty()) {
       error_ = "Cannot write to " + file_ + ": " + why;
       return false;
