@@ -7,9 +7,10 @@
 ;   FILES      a folder with install.nsh, which has a File instruction for every file; keep.nsh, which jumps
 ;              to "next" if $0 is one of them; and installed-files.txt, which lists them
 ;
-; Nothing is changed before the programs are known not to run. The files of an earlier version are replaced
-; first; those that this version does not have any more are deleted at the end, by the list that the earlier
-; version left. So an upgrade that is cut short leaves a program that can be started or installed again.
+; Nothing is changed before the programs are known not to run. Then the list of files becomes that of the earlier
+; version and this one, and the uninstaller is written, so that whatever is cut short can be removed. Files are
+; written over those of the earlier version before those are deleted that this version does not have any more, so
+; that an upgrade which fails leaves a program.
 ;
 ; Switches, beside those of every such installer (/S: no questions, /D=FOLDER):
 ;   relaybird-setup.exe /autostart, /noautostart   otherwise the start with the log-in stays as it is
@@ -188,38 +189,40 @@ FunctionEnd
 Section "Relaybird" sectionPrograms
   SectionIn RO
   Call EndPrograms
+  SetOutPath $PLUGINSDIR
+  File "${FILES}/installed-files.txt"
   SetOutPath $INSTDIR
   Delete "$PLUGINSDIR\before.txt"
   CopyFiles /SILENT "$INSTDIR\installed-files.txt" "$PLUGINSDIR\before.txt"
   ClearErrors
-  !include "${FILES}/install.nsh"
-  SetOutPath $INSTDIR
-  File "${FILES}/installed-files.txt"
+  Call AppendList
   WriteUninstaller "$INSTDIR\uninstall.exe"
-  ${If} ${Errors}
-    MessageBox MB_OK|MB_ICONSTOP "Relaybird could not be written to $INSTDIR." /SD IDOK
-    SetErrorLevel 2
-    Quit
-  ${EndIf}
-  !insertmacro RemoveListed "$PLUGINSDIR\before.txt" "${FILES}/keep.nsh"
-
-  ; The links start in $INSTDIR, as the folder for output is.
-  CreateDirectory "$SMPROGRAMS\Relaybird"
-  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird.lnk" "$INSTDIR\relaybird.exe"
-  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird Console.lnk" "$INSTDIR\relaybird-console.exe"
-  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird Manual.lnk" "$INSTDIR\rbx.chm"
-
   WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayName" "Relaybird"
-  WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
   WriteRegStr HKCU "${UNINSTALL_KEY}" "Publisher" "The Relaybird maintainers"
   WriteRegStr HKCU "${UNINSTALL_KEY}" "URLInfoAbout" "https://relaybird.org/"
   WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayIcon" "$INSTDIR\relaybird.exe"
   WriteRegStr HKCU "${UNINSTALL_KEY}" "InstallLocation" "$INSTDIR"
   WriteRegStr HKCU "${UNINSTALL_KEY}" "UninstallString" '"$INSTDIR\uninstall.exe"'
   WriteRegStr HKCU "${UNINSTALL_KEY}" "QuietUninstallString" '"$INSTDIR\uninstall.exe" /S'
-  WriteRegDWORD HKCU "${UNINSTALL_KEY}" "EstimatedSize" ${SIZE_KB}
   WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoModify" 1
   WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoRepair" 1
+  !include "${FILES}/install.nsh"
+  SetOutPath $INSTDIR
+  ${If} ${Errors}
+    MessageBox MB_OK|MB_ICONSTOP "Relaybird could not be written to $INSTDIR." /SD IDOK
+    SetErrorLevel 2
+    Quit
+  ${EndIf}
+  !insertmacro RemoveListed "$PLUGINSDIR\before.txt" "${FILES}/keep.nsh"
+  File "${FILES}/installed-files.txt"
+  WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
+  WriteRegDWORD HKCU "${UNINSTALL_KEY}" "EstimatedSize" ${SIZE_KB}
+
+  ; The links start in $INSTDIR, as the folder for output is.
+  CreateDirectory "$SMPROGRAMS\Relaybird"
+  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird.lnk" "$INSTDIR\relaybird.exe"
+  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird Console.lnk" "$INSTDIR\relaybird-console.exe"
+  CreateShortcut "$SMPROGRAMS\Relaybird\Relaybird Manual.lnk" "$INSTDIR\rbx.chm"
 SectionEnd
 
 ; The section at the end looks whether these are selected.
@@ -243,6 +246,26 @@ Section "-last"
     Exec '"$INSTDIR\relaybird.exe"'
   ${EndIf}
 SectionEnd
+
+; Appends the list of this version to the one in $INSTDIR; the error flag tells a failure.
+Function AppendList
+  FileOpen $1 "$PLUGINSDIR\installed-files.txt" r
+  FileOpen $2 "$INSTDIR\installed-files.txt" a
+  FileSeek $2 0 END
+  ${If} ${Errors}
+    Return
+  ${EndIf}
+  ${Do}
+    FileRead $1 $0
+    ${If} ${Errors}
+      ClearErrors
+      ${ExitDo}
+    ${EndIf}
+    FileWrite $2 $0
+  ${Loop}
+  FileClose $1
+  FileClose $2
+FunctionEnd
 
 ; $autostart becomes 1 if the program starts with the log-in. The system's settings switch it off by a note, whose
 ; first byte is odd then.

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # installer_test.sh SCRATCH [STAGE]: installs, upgrades and removes Relaybird under Wine, in a prefix of its own in the
-# folder SCRATCH, which is made anew. STAGE has the files that are shipped; without it stand-ins for the programs
-# are installed. Judged is what is in the prefix afterwards: Wine may return 0 for a program that did nothing.
-# Needs no display, but it starts an X server of its own, since the programs have windows.
+# folder SCRATCH, which is made anew. STAGE has the files that are shipped. Without it stand-ins for the programs are
+# installed, and more is tested: what the real ones do only by chance, and what does not depend on them. Judged is
+# what is in the prefix afterwards: Wine may return 0 for a program that did nothing. Starts an X server of its own.
 set -euo pipefail
 root=$(realpath "$(dirname "$0")/../../..")
 if [ -z "${INSTALLER_TEST_INSIDE:-}" ]; then
@@ -10,7 +10,7 @@ if [ -z "${INSTALLER_TEST_INSIDE:-}" ]; then
   rm -rf "$1"
   mkdir -p "$1"
   # Wine's services keep the output open, and a reader of a pipe would wait for them.
-  timeout --verbose 900 xvfb-run --auto-servernum --server-args='-screen 0 1024x768x24' \
+  timeout --verbose 600 xvfb-run --auto-servernum --server-args='-screen 0 1024x768x24' \
     "$(realpath "$0")" "$@" >"$1/test.log" 2>&1 </dev/null || {
     cat "$1/test.log"
     exit 1
@@ -28,15 +28,34 @@ steps=0
 
 say() {
   steps=$((steps + 1))
-  echo "== $*"
+  echo "== $* ($SECONDS s)"
 }
 fail() {
   echo "installer_test: $*" >&2
   exit 1
 }
-# Until all programs of the prefix have ended; an uninstaller goes on when its caller has returned.
+# until_true COMMAND...: it succeeds within half a minute.
+until_true() {
+  for _ in $(seq 300); do
+    ! "$@" >/dev/null 2>&1 || return 0
+    sleep 0.1
+  done
+  fail "this does not come true: $*; windows: $(xdotool search --onlyvisible --name '.' getwindowname %@ || true)"
+}
+# Wine starts its services with the first program and ends them with the last one, which takes seconds. So one
+# program runs all the time. It is a Relaybird elsewhere too, which no installer may end.
+keep_alive() {
+  rm -f "$scratch/elsewhere"
+  RELAYBIRD_STAND_IN="Z:$scratch/elsewhere" wine "$scratch/stand-in.exe" >/dev/null 2>&1 </dev/null &
+  keeper=$!
+  until_true grep -q running "$scratch/elsewhere"
+}
+# Until all programs of the prefix have ended, and all is written.
 settle() {
-  timeout 60 wineserver --wait || fail "a program does not end: $(pgrep -af '\.exe' || true)"
+  grep -q running "$scratch/elsewhere" || fail "the program elsewhere was ended"
+  kill $keeper
+  wait $keeper || true
+  timeout 60 wineserver --wait || fail "a program does not end"
 }
 # there and gone FILE...: in the prefix.
 there() {
@@ -49,11 +68,10 @@ gone() {
     [ ! -e "$file" ] || fail "$file is still there"
   done
 }
-# value KEY NAME: a registry value of the user, empty if there is none. Wine writes its registry when all have ended.
+# value KEY NAME: a registry value of the user, empty if there is none.
 value() {
-  local key=${1//\\/\\\\\\\\}
-  tr -d '\r' <"$WINEPREFIX/user.reg" |
-    sed -n "/^\[$key\]/,/^\$/s/^\"$2\"=//p" | sed -e 's/^"\(.*\)"$/\1/' -e 's/\\\(["\\]\)/\1/g'
+  { timeout 60 wine reg.exe query "HKCU\\$1" /v "$2" 2>/dev/null </dev/null || true; } | tr -d '\r' |
+    sed -n "s/^ *$2 *REG_[A-Z]* *//p"
 }
 # What a prefix holds: files, the user's registry, and what programs keep in the machine's. Without times, and
 # without the copy of itself that an uninstaller leaves in the folder for temporary files, which Windows deletes at
@@ -74,21 +92,38 @@ status() {
   run "$@" || result=$?
   [ "$result" -eq "$expected" ] || fail "$* returned $result, not $expected: $(cat "$scratch/run.log")"
 }
-# until_true COMMAND...: it succeeds within half a minute.
-until_true() {
-  for _ in $(seq 300); do
-    ! "$@" >/dev/null 2>&1 || return 0
-    sleep 0.1
+# The copy of the uninstaller has ended, in which it goes on when its caller has returned.
+no_uninstaller() {
+  local process
+  for process in /proc/[0-9]*; do
+    ! { grep -qF '~nsu' "$process/cmdline" && grep -qzxF "WINEPREFIX=$WINEPREFIX" "$process/environ"; } 2>/dev/null ||
+      return 1
   done
-  fail "this does not come true: $*; windows: $(xdotool search --onlyvisible --name '.' getwindowname %@ || true)"
 }
-# press TITLE KEY...: in the window, once it is there and takes them.
+# uninstall FOLDER [SWITCH]
+uninstall() {
+  status 0 "$1/uninstall.exe" /S "${@:2}"
+  until_true no_uninstaller
+}
+is_active() {
+  xdotool getactivewindow getwindowname | grep -q "$1"
+}
+# press TITLE KEY...: in the window, once it is there. Nothing tells when its page takes keys, which is soon after.
 press() {
-  local title=$1
-  shift
-  until_true xdotool search --onlyvisible --name "$title"
-  xdotool search --onlyvisible --name "$title" windowactivate --sync
-  xdotool key --delay 300 "$@"
+  until_true is_active "$1"
+  sleep 2
+  xdotool key --delay 300 "${@:2}"
+}
+# The window goes away by its button Close, which takes the key when everything is done.
+leave() {
+  if is_active "$1"; then
+    xdotool key Return
+    return 1
+  fi
+}
+stand_in() {
+  x86_64-w64-mingw32-g++-posix -std=c++20 -Wall -Wextra -O1 -static -s "-DRELAYBIRD_STAND_IN_VERSION=\"$1\"" \
+    "$root/tests/system/windows/stand_in.cpp" "${@:2}"
 }
 # stage FOLDER VERSION: the files of a release; without a real one, of stand-ins.
 stage() {
@@ -98,16 +133,15 @@ stage() {
     return
   fi
   mkdir -p "$1/licences"
-  local compile=(x86_64-w64-mingw32-g++-posix -std=c++20 -Wall -Wextra -O1 -static -s
-    "-DRELAYBIRD_STAND_IN_VERSION=\"$2\"" "$root/tests/system/windows/stand_in.cpp")
-  "${compile[@]}" -mwindows -o "$1/relaybird.exe"
-  "${compile[@]}" -mconsole -o "$1/relaybird-console.exe"
+  stand_in "$2" -mwindows -o "$1/relaybird.exe"
+  stand_in "$2" -mconsole -o "$1/relaybird-console.exe"
   echo "manual of $2" >"$1/rbx.chm"
   cp "$root/LICENSE" "$1/licences/relaybird.txt"
 }
 
 say "two versions are made, and the same files make the same installer"
 version=$(sed -n 's/^project(relaybird VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")
+stand_in 0 -mwindows -o "$scratch/stand-in.exe"
 stage "$scratch/old-stage" 0.0.9
 stage "$scratch/new-stage" "$version"
 mkdir -p "$scratch/old-stage/dropped/inner" "$scratch/new-stage/added"
@@ -128,7 +162,8 @@ diff -r "$scratch/new-stage" "$scratch/unpacked/Relaybird" || fail "the archive 
 
 say "a prefix with settings"
 wineboot --init >"$scratch/wineboot.log" 2>&1 </dev/null
-settle
+timeout 60 wineserver --wait
+keep_alive
 user=$WINEPREFIX/drive_c/users/$(id -un)
 folder=$user/AppData/Local/Programs/Relaybird
 menu="$user/AppData/Roaming/Microsoft/Windows/Start Menu/Programs/Relaybird"
@@ -143,10 +178,10 @@ echo 'windows' >"$user/AppData/Local/rbx/windows.ini"
 status 0 reg.exe add "HKCU\\$run_key" /v Other /d other.exe /f
 status 0 "$scratch/old-stage/relaybird-console.exe" --version
 picture >"$scratch/before"
+keep_alive
 
 say "the old version is installed"
 status 0 "$scratch/old/relaybird-setup.exe" /S
-settle
 there "$folder"/{relaybird.exe,relaybird-console.exe,rbx.chm,uninstall.exe,dropped.txt,dropped/inner/a.txt}
 there "$menu"/{Relaybird,"Relaybird Console","Relaybird Manual"}.lnk
 grep -aqF 'relaybird.exe' "$menu/Relaybird.lnk" || fail "the link in the Start menu starts something else"
@@ -161,7 +196,7 @@ done <"$scratch/installed"
 [ "$(value "$uninstall_key" UninstallString)" = "\"$native\\uninstall.exe\"" ] ||
   fail "the list of programs removes with $(value "$uninstall_key" UninstallString)"
 size=$(value "$uninstall_key" EstimatedSize)
-size=$((16#${size#dword:}))
+size=$((size))
 really=$(($(du --summarize --apparent-size --block-size=1 "$scratch/old-stage" | cut -f1) / 1024))
 if [ "$size" -eq 0 ] || [ "$size" -gt $((really + 1)) ]; then
   fail "$size KB are announced, $really KB are installed"
@@ -174,14 +209,12 @@ run "$folder/relaybird-console.exe" --version || true
 
 say "the start with the log-in can be chosen"
 status 0 "$scratch/old/relaybird-setup.exe" /S /autostart
-settle
 [ "$(value "$run_key" Relaybird)" = "\"$native\\relaybird.exe\"" ] ||
   fail "the log-in starts '$(value "$run_key" Relaybird)'"
 
 say "an upgrade replaces files, deletes those of the old version alone, and leaves what the user has"
 echo "mine" >"$folder/mine.txt"
 status 0 "$scratch/new/relaybird-setup.exe" /S
-settle
 gone "$folder"/{dropped.txt,dropped}
 there "$folder"/{relaybird.exe,relaybird-console.exe,rbx.chm,mine.txt,added/b.txt,licences}
 cmp "$scratch/new-stage/rbx.chm" "$folder/rbx.chm" || fail "the upgrade left the old manual"
@@ -195,10 +228,11 @@ if [ -z "$real" ]; then
   export RELAYBIRD_STAND_IN="Z:$scratch/state"
   say "a silent upgrade ends the program that runs, and starts it again"
   wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
+  program=$!
   until_true grep -q running "$scratch/state"
   rm "$scratch/state"
   status 0 "$scratch/old/relaybird-setup.exe" /S
-  wait
+  wait $program
   until_true grep -q running "$scratch/state"
   there "$folder/dropped.txt"
   rm "$scratch/state"
@@ -207,12 +241,10 @@ if [ -z "$real" ]; then
   until_true grep -q running "$scratch/state"
 
   say "the uninstaller ends it too"
-  status 0 "$folder/uninstall.exe" /S
+  uninstall "$folder"
   until_true grep -q closed "$scratch/state"
-  settle
   gone "$folder" "$menu"
   status 0 "$scratch/new/relaybird-setup.exe" /S /autostart
-  settle
 
   say "a program that stays prevents an upgrade, and nothing is changed"
   rm "$scratch/state"
@@ -222,31 +254,83 @@ if [ -z "$real" ]; then
   gone "$folder/dropped.txt"
   cmp "$scratch/new-stage/rbx.chm" "$folder/rbx.chm" || fail "the manual was replaced beside a running program"
   wineserver --kill
-  wait
-  settle
+  timeout 60 wineserver --wait
+  keep_alive
   [ "$(value "$uninstall_key" DisplayVersion)" = "$version" ] || fail "the version that was not installed is listed"
 fi
 
 say "removed, with the settings kept"
-status 0 "$folder/uninstall.exe" /S
+uninstall "$folder"
 picture >"$scratch/after"
 diff "$scratch/before" "$scratch/after" || fail "the prefix is not as it was before"
+keep_alive
 
 say "removed, with the settings deleted"
 status 0 "$scratch/new/relaybird-setup.exe" /S
-settle
 there "$folder/uninstall.exe"
-status 0 "$folder/uninstall.exe" /S /settings
-settle
+uninstall "$folder" /settings
 gone "$folder" "$menu" "$user"/AppData/{Roaming,Local}/rbx
 [ -z "$(value "$uninstall_key" DisplayName)" ] || fail "the list of programs still names it"
+
+if [ -n "$real" ]; then
+  say "a silent upgrade ends the program that runs, and starts it again"
+  status 0 "$scratch/old/relaybird-setup.exe" /S
+  wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
+  program=$!
+  until_true xdotool search --onlyvisible --name '^Relaybird'
+  status 0 "$scratch/new/relaybird-setup.exe" /S
+  wait $program || fail "the program ended with $?"
+  there "$folder/added/b.txt"
+  until_true xdotool search --onlyvisible --name '^Relaybird'
+  uninstall "$folder" /settings
+  gone "$folder" "$menu" "$user"/AppData/{Roaming,Local}/rbx
+  settle
+  echo "installer_test: $steps steps passed with the real programs"
+  exit
+fi
+
+say "an installation that fails can be removed"
+mkdir -p "$folder/rbx.chm"
+status 2 "$scratch/old/relaybird-setup.exe" /S
+there "$folder/uninstall.exe"
+[ "$(value "$uninstall_key" DisplayName)" = Relaybird ] || fail "what is there cannot be removed in the list of programs"
+rmdir "$folder/rbx.chm"
+uninstall "$folder"
+gone "$folder" "$menu"
+
+say "an upgrade that fails leaves the programs, and can be removed"
+status 0 "$scratch/old/relaybird-setup.exe" /S
+rm "$folder/rbx.chm"
+mkdir "$folder/rbx.chm"
+status 2 "$scratch/new/relaybird-setup.exe" /S
+there "$folder"/{relaybird.exe,relaybird-console.exe,dropped.txt,added/b.txt} "$menu/Relaybird.lnk"
+[ "$(value "$uninstall_key" DisplayVersion)" = 0.0.9 ] || fail "a version is listed that was not installed"
+rmdir "$folder/rbx.chm"
+uninstall "$folder"
+gone "$folder" "$menu"
+
+say "a folder with blanks and letters of other languages"
+# Installers take the rest of the line for the folder. Wine puts quotes around a word with blanks, so that the words
+# are handed over one by one.
+odd="$WINEPREFIX/drive_c/Programs of Zoë Ł"
+status 0 "$scratch/old/relaybird-setup.exe" /S '/D=C:\Programs' of Zoë Ł
+there "$odd/relaybird.exe"
+gone "$folder"
+[ "$(value "$uninstall_key" DisplayVersion)" = 0.0.9 ] || fail "it is not in the list of programs"
+rm "$scratch/state"
+wine "$odd/relaybird.exe" >/dev/null 2>&1 </dev/null &
+until_true grep -q running "$scratch/state"
+# An upgrade finds the folder by itself.
+status 0 "$scratch/new/relaybird-setup.exe" /S
+gone "$folder" "$odd/dropped.txt"
+there "$odd/added/b.txt"
+uninstall "$odd"
+gone "$odd" "$menu"
 
 say "the start of another copy with the log-in is left alone"
 status 0 "$scratch/new/relaybird-setup.exe" /S
 status 0 reg.exe add "HKCU\\$run_key" /v Relaybird /d 'D:\portable\relaybird.exe' /f
-settle
-status 0 "$folder/uninstall.exe" /S
-settle
+uninstall "$folder"
 gone "$folder"
 [ "$(value "$run_key" Relaybird)" = 'D:\portable\relaybird.exe' ] || fail "another copy does not start any more"
 status 0 reg.exe delete "HKCU\\$run_key" /v Relaybird /f
@@ -255,37 +339,33 @@ say "an upgrade leaves the start off that the user has switched off in the Task 
 status 0 "$scratch/old/relaybird-setup.exe" /S /autostart
 status 0 reg.exe add "HKCU\\$approved_key" /v Relaybird /t REG_BINARY /d 030000000000000000000000 /f
 status 0 "$scratch/new/relaybird-setup.exe" /S
-settle
 [ -n "$(value "$approved_key" Relaybird)" ] || fail "the upgrade has switched the start on again"
 status 0 "$scratch/new/relaybird-setup.exe" /S /autostart
-settle
 [ -z "$(value "$approved_key" Relaybird)" ] || fail "the start cannot be switched on again"
 status 0 "$scratch/new/relaybird-setup.exe" /S /noautostart
-settle
 [ -z "$(value "$run_key" Relaybird)" ] || fail "the start cannot be switched off"
-status 0 "$folder/uninstall.exe" /S
-settle
+uninstall "$folder"
 gone "$folder"
 
 say "a person chooses in the pages: the start with the log-in, not to start now, and later to delete the settings"
 mkdir -p "$user/AppData/Roaming/rbx"
 openbox >/dev/null 2>&1 &
 manager=$!
+until_true sh -c 'xprop -root _NET_SUPPORTED | grep -q _NET_ACTIVE_WINDOW'
 wine "$scratch/new/relaybird-setup.exe" >/dev/null 2>&1 </dev/null &
 press 'Relaybird Setup' Down space Down space Return
-until_true test -e "$folder/uninstall.exe"
-press 'Relaybird Setup' Return
-wait $!
-# The program would not let the prefix settle.
-settle
+until_true test -e "$menu/Relaybird.lnk"
+until_true leave 'Relaybird Setup'
 there "$folder/uninstall.exe" "$menu/Relaybird.lnk"
 [ -n "$(value "$run_key" Relaybird)" ] || fail "the start with the log-in was not switched on"
 wine "$folder/uninstall.exe" >/dev/null 2>&1 </dev/null
 press 'Relaybird Uninstall' Down space Return
 until_true test ! -e "$user/AppData/Roaming/rbx"
-press 'Relaybird Uninstall' Return
-settle
+until_true leave 'Relaybird Uninstall'
+until_true no_uninstaller
 gone "$folder" "$menu" "$user/AppData/Roaming/rbx"
 kill $manager
+# Nothing but the one program runs still.
+settle
 
 echo "installer_test: $steps steps passed"
