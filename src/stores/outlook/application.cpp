@@ -52,6 +52,7 @@ class OutlookSyncObject : public SyncObject {
 
   // A second start of the mail application's own would end, and be reported, a second time.
   void Start() override {
+    connection_->writeHeldMark();
     const DateTime now = connection_->world().clock.now();
     const bool recent = now >= state_->started && now - state_->started < kLongestSync;
     if (state_->running && recent) {

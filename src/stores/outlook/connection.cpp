@@ -111,6 +111,7 @@ std::shared_ptr<Application> Connection::application() {
     return held;
   }
   if (server_->gone()) {
+    dropMark();
     server_ = makeServer(world_);
   }
   beginPass();
@@ -132,7 +133,32 @@ std::shared_ptr<MailItem> Connection::newItem() {
   return application()->CreateItem(kMailItemKind);
 }
 
+void Connection::holdMark(HeldMark mark) {
+  writeHeldMark();
+  held_ = std::move(mark);
+}
+
+void Connection::dropMark() {
+  held_ = {};
+}
+
+void Connection::writeMark(bool forwarded) {
+  if (!held_.item) {
+    return;
+  }
+  const HeldMark mark = std::exchange(held_, {});
+  try {
+    mark.write();
+  } catch (const MailStoreError&) {
+    // The item may have vanished. Whoever marks it again learns of the failure.
+    if (forwarded && !mark.entryId.empty()) {
+      unmarked_.insert(mark.entryId);
+    }
+  }
+}
+
 void Connection::beginPass() {
+  writeHeldMark();
   pass_ = {};
   outboxRefused_.clear();
 }

@@ -58,6 +58,30 @@ class Connection : public std::enable_shared_from_this<Connection> {
   };
   PassParts& pass() { return pass_; }
 
+  // One mark as read may be held back, that of the item which is being forwarded: an application
+  // that ends meanwhile leaves the item unread, and the next check forwards it.
+
+  struct HeldMark {
+    std::shared_ptr<const void> item;
+    std::string entryId;
+    std::function<void()> write;
+  };
+  /// Another mark that is held is written first.
+  void holdMark(HeldMark mark);
+  bool holdsMarkOf(const std::shared_ptr<const void>& item) const {
+    return item != nullptr && held_.item == item;
+  }
+  /// The mark is not wanted any more, or is written by the caller.
+  void dropMark();
+  /// Writes the mark that is held, if there is one. Does not throw: an application that has gone is
+  /// met by the caller's next call.
+  void writeHeldMark() { writeMark(false); }
+  /// The forward of the item whose mark is held has been sent. Where the mark cannot be written any
+  /// more, the item is remembered, so that it is not forwarded a second time.
+  void forwardSent() { writeMark(true); }
+  /// The items whose marks are still to be written, by identifier.
+  std::set<std::string, std::less<>>& unmarked() { return unmarked_; }
+
   /// The outbox refused a message for a reason that every other message would meet too: no item is
   /// handed out until the next pass.
   void outboxRefused(std::string why) { outboxRefused_ = std::move(why); }
@@ -65,6 +89,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void requireOutbox() const;
 
  private:
+  void writeMark(bool forwarded);
   void explain(std::string_view progId, HRESULT result);
 
   StoreWorld world_;
@@ -72,6 +97,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   std::shared_ptr<Server> server_;
   std::weak_ptr<Application> application_;
   PassParts pass_;
+  HeldMark held_;
+  std::set<std::string, std::less<>> unmarked_;
   std::string outboxRefused_;
   std::set<std::string, std::less<>> explained_;
 };

@@ -76,6 +76,9 @@ class Listing {
     }
     auto entry = std::make_shared<ListedItem>();
     entry->entryId = item.get(L"EntryID").text();
+    if (markOfSent(entry->entryId, item)) {
+      return true;
+    }
     // Mail that came in meanwhile may have moved an item down to where it is met again.
     if (!entry->entryId.empty() && !seen_.insert(entry->entryId).second) {
       return true;
@@ -90,6 +93,22 @@ class Listing {
       };
     }
     entries_.push_back(std::move(entry));
+    return true;
+  }
+
+  // Whether the item was forwarded just before the application ended, and only its mark is missing.
+  bool markOfSent(const std::string& entryId, const Object& item) {
+    auto& unmarked = connection_->unmarked();
+    const auto found = unmarked.find(entryId);
+    if (found == unmarked.end()) {
+      return false;
+    }
+    try {
+      item.put(L"UnRead", Value::ofTruth(false));
+      unmarked.erase(found);
+    } catch (const MailStoreError&) {
+      items_.server().requireAlive();
+    }
     return true;
   }
 
@@ -121,6 +140,7 @@ class UnreadItems : public ItemCollection {
   }
 
   std::shared_ptr<MailItem> Item(std::int32_t index) override {
+    connection_->writeHeldMark();
     server_->requireAlive();
     requireIndex(index, Count());
     if (tooMany_ > 0) {
@@ -132,6 +152,7 @@ class UnreadItems : public ItemCollection {
 
   std::shared_ptr<ItemCollection> Restrict(const std::string& filter) override {
     requireUnreadFilter(filter);
+    connection_->writeHeldMark();
     std::vector<Entry> unread;
     for (const Entry& entry : entries_) {
       if (makeReceivedItem(connection_, entry)->UnRead()) {
@@ -157,6 +178,7 @@ class AllItems : public ItemCollection {
   std::int32_t Count() override { return items_.get(L"Count").number(); }
 
   std::shared_ptr<MailItem> Item(std::int32_t index) override {
+    connection_->writeHeldMark();
     connection_->requireOutbox();
     if (!sorted_) {
       sortByTime(items_);
@@ -171,6 +193,7 @@ class AllItems : public ItemCollection {
 
   std::shared_ptr<ItemCollection> Restrict(const std::string& filter) override {
     requireUnreadFilter(filter);
+    connection_->writeHeldMark();
     Listing listing(connection_,
                     items_.child(L"Restrict", Value::ofText(std::string(kUnreadFilter))), mapi_);
     const std::int32_t count = listing.count();

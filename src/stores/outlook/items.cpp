@@ -3,6 +3,10 @@
 // that cannot change while a pass looks at it: its identifier, its class, its collections. The mark
 // is written only where it changes. It is forgotten when the item is forwarded, because the
 // application may write the item then: the mark that follows is written for certain.
+//
+// Callers mark an item as read before they forward it. That mark is held back until the forward has
+// been sent: an application that is closed or crashes in between would leave an item that is read
+// and was never forwarded.
 #include "stores/outlook/items.h"
 
 #include <array>
@@ -45,16 +49,33 @@ class OutlookItem : public ItemOver<MailItem> {
   // Always asked for: this is how a caller learns that the application has gone.
   bool UnRead() override {
     const bool unread = target().get(L"UnRead").truth();
+    if (connection_->holdsMarkOf(listed_)) {
+      return false;
+    }
     know(unread);
     return unread;
   }
+  // The first mark as read is held back until the forward has been sent; a second one is written.
   void UnRead(bool unread) override {
+    const bool held = connection_->holdsMarkOf(listed_);
+    if (held) {
+      connection_->dropMark();
+      know(true);
+    }
     if (listed_ && listed_->unread == unread) {
       return listed_->server->requireAlive();
     }
-    know(std::nullopt);
+    if (listed_ && !held && !unread && listed_->unread == true) {
+      listed_->server->requireAlive();
+      know(false);
+      return connection_->holdMark(
+          {listed_, listed_->entryId,
+           [listed = listed_, object = target()] { writeMark(*listed, object, false); }});
+    }
+    if (listed_) {
+      return writeMark(*listed_, target(), unread);
+    }
     target().put(L"UnRead", Value::ofTruth(unread));
-    know(unread);
   }
   std::string Subject() override { return subjectThrough(target()); }
   void Subject(const std::string& subject) override { subjectThrough(writable(), subject); }
@@ -71,7 +92,9 @@ class OutlookItem : public ItemOver<MailItem> {
     if (!listed_) {
       throw MailStoreError("An item that has not been sent cannot be forwarded");
     }
-    know(std::nullopt);
+    if (!connection_->holdsMarkOf(listed_)) {
+      know(std::nullopt);
+    }
     return makeNewItem(connection_, target().item(L"Forward"));
   }
   void send() override {
@@ -111,7 +134,11 @@ class OutlookItem : public ItemOver<MailItem> {
     subject_.reset();
     writer.put(L"Subject", Value::ofText(subject));
   }
-  void markSent() { sent_ = true; }
+  // The forward is with the application: from here on its item must not be forwarded again.
+  void markSent() {
+    sent_ = true;
+    connection_->forwardSent();
+  }
   void noteRefusal(const MailStoreError& error) {
     if (meansOutboxUnusable(error.code())) {
       connection_->outboxRefused(error.what());
@@ -130,6 +157,11 @@ class OutlookItem : public ItemOver<MailItem> {
   }
 
  private:
+  static void writeMark(ListedItem& listed, const Object& object, bool unread) {
+    listed.unread.reset();
+    object.put(L"UnRead", Value::ofTruth(unread));
+    listed.unread = unread;
+  }
   void know(std::optional<bool> unread) {
     if (listed_) {
       listed_->unread = unread;

@@ -14,11 +14,16 @@ namespace {
 
 class OutlookUtility : public UtilityObject {
  public:
-  explicit OutlookUtility(Object utility) : utility_(std::move(utility)) {}
+  OutlookUtility(ConnectionRef connection, Object utility)
+      : connection_(std::move(connection)), utility_(std::move(utility)) {}
   std::string ClassName() const override { return "MAPIUtils"; }
-  void DeliverNow() override { utility_.call(L"DeliverNow"); }
+  void DeliverNow() override {
+    connection_->writeHeldMark();
+    utility_.call(L"DeliverNow");
+  }
 
  private:
+  ConnectionRef connection_;
   Object utility_;
 };
 
@@ -78,7 +83,7 @@ class OutlookOutgoing : public OutgoingMail {
   OutgoingState state() override { return {}; }
   std::size_t waiting() override { return 0; }
   void tryAgain(std::function<void()> done) override {
-    OutlookUtility(connection_->create(prog_id::kUtility)).DeliverNow();
+    OutlookUtility(connection_, connection_->create(prog_id::kUtility)).DeliverNow();
     connection_->world().events.post(std::move(done));
   }
 
@@ -104,7 +109,7 @@ class OutlookStore : public MailStore {
     addSafeItem(prog_id::kSafeMeetingItem, "SafeMeetingItem");
     addSafeItem(prog_id::kSafeTaskItem, "SafeTaskItem");
     add(prog_id::kUtility, [](const ConnectionRef& with, std::string_view id) {
-      return std::make_shared<OutlookUtility>(with->create(id));
+      return std::make_shared<OutlookUtility>(with, with->create(id));
     });
     add(prog_id::kLibrarySession, [](const ConnectionRef& with, std::string_view) {
       return std::make_shared<OutlookLibrarySession>(with);

@@ -84,7 +84,7 @@ TEST_F(AutomationCost, OfAForwardedItem) {
                      }),
                      "a forwarded item");
   EXPECT_EQ(house_.sent(), wanted);
-  EXPECT_LE(each["call"], 25u);
+  EXPECT_LE(each["call"], 24u);
   EXPECT_LE(each["create"], 3u);
   EXPECT_LE(each["type information"], 1u);
   EXPECT_EQ(each["name"], 0u);
