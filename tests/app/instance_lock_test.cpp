@@ -1,46 +1,19 @@
 // SPDX-License-Identifier: MIT
-// One mailbox is used by one program at a time, whatever names, links and state folders lead to it.
-// Several locks of this process play the programs, over real folders; for the end of a program that
-// was killed, a child process takes the lock and dies.
+// One mailbox is used by one program at a time, whatever names and state folders lead to it.
+// Several locks of this process play the programs, over real folders.
 #include "app/instance_lock.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 
-#include "platform/posix/posix_file_system.h"
-#include "support/fake_clock.h"
-#include "support/temp_folder.h"
+#include "app/instance_lock_fixture.h"
 
 namespace relaybird {
 namespace {
 
 namespace fs = std::filesystem;
-
-class InstanceLockTest : public testing::Test {
- protected:
-  InstanceLockTest() { fs::create_directory(mailbox); }
-
-  // A program of the given name.
-  std::unique_ptr<InstanceLock> program(const std::string& name = "relaybird-console") {
-    return std::make_unique<InstanceLock>(files, LockHolder{name, 42, "today"});
-  }
-  Result<void> takeName(InstanceLock& lock, const std::string& place,
-                        const std::string& store = "maildir") {
-    return lock.takeName(temp.path("state"), {store, place});
-  }
-
-  TempFolder temp;
-  std::string mailbox = temp.path("Maildir");
-  std::string note = mailbox + "/.relaybird-holder";
-  FakeClock clock;
-  RecordingSleeper sleeper{clock};
-  PosixFileSystem files{sleeper};
-};
 
 TEST_F(InstanceLockTest, ASecondOneIsToldWhoHoldsIt) {
   const auto first = program("relaybird");
@@ -70,49 +43,12 @@ TEST_F(InstanceLockTest, TwoStateFoldersDoNotMakeTwoMailboxesOfOne) {
   EXPECT_EQ(second->refusedBy()->process, 42);
 }
 
-TEST_F(InstanceLockTest, AFolderIsTheSameByEveryName) {
-  fs::create_directory_symlink(mailbox, temp.path("Link"));
-  const auto first = program();
-  ASSERT_TRUE(first->takeFolder(mailbox));
-  EXPECT_FALSE(program()->takeFolder(temp.path("Link")));
-  EXPECT_FALSE(program()->takeFolder(temp.path("./Maildir/../Maildir")));
-}
-
 TEST_F(InstanceLockTest, AFolderThatIsHeldCanBeAskedForAgain) {
   const auto lock = program();
   ASSERT_TRUE(lock->takeFolder(mailbox));
   EXPECT_TRUE(lock->takeFolder(mailbox));
   EXPECT_FALSE(program()->takeFolder(mailbox));
   EXPECT_TRUE(fs::exists(note));
-}
-
-TEST_F(InstanceLockTest, AFolderPutInThePlaceOfTheLockedOneIsTakenAnew) {
-  const auto first = program();
-  ASSERT_TRUE(first->takeFolder(mailbox));
-  fs::rename(mailbox, temp.path("Old"));
-  fs::create_directory(mailbox);
-  EXPECT_TRUE(first->takeFolder(mailbox));
-  EXPECT_FALSE(program()->takeFolder(mailbox));
-  EXPECT_TRUE(program()->takeFolder(temp.path("Old")));
-}
-
-// The program that had the old folder removed the note of the one that has the new one, and nobody
-// could be told who that is.
-TEST_F(InstanceLockTest, TheNoteOfAReplacedFoldersNewHolderStays) {
-  auto first = program("first");
-  ASSERT_TRUE(first->takeFolder(mailbox));
-  fs::rename(mailbox, temp.path("Old"));
-  fs::create_directory(mailbox);
-  const auto second = program("second");
-  ASSERT_TRUE(second->takeFolder(mailbox));
-  EXPECT_FALSE(first->takeFolder(mailbox));
-  ASSERT_TRUE(first->refusedBy());
-  EXPECT_EQ(first->refusedBy()->program, "second");
-  first.reset();
-  const auto third = program();
-  EXPECT_FALSE(third->takeFolder(mailbox));
-  ASSERT_TRUE(third->refusedBy());
-  EXPECT_EQ(third->refusedBy()->program, "second");
 }
 
 TEST_F(InstanceLockTest, AFolderThatIsMissingIsNotInUse) {
@@ -140,9 +76,9 @@ TEST_F(InstanceLockTest, AFolderThatCannotBeWrittenToIsLockedAllTheSame) {
 }
 
 // A disk on which the notes of others cannot be read.
-class NotesOfOthers : public PosixFileSystem {
+class NotesOfOthers : public SystemFiles {
  public:
-  using PosixFileSystem::PosixFileSystem;
+  using SystemFiles::SystemFiles;
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override {
     return Error{EACCES, "Cannot open " + path};
   }
@@ -181,35 +117,6 @@ TEST_F(InstanceLockTest, OtherMailboxesAreFree) {
 TEST_F(InstanceLockTest, AnEndedOneLeavesNothingInTheWay) {
   EXPECT_TRUE(takeName(*program(), "/a"));  // gone with its line
   EXPECT_TRUE(takeName(*program(), "/a"));
-}
-
-TEST_F(InstanceLockTest, AKilledOneBlocksNobody) {
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const auto lock = program("child");
-    const bool held = takeName(*lock, "/a") && lock->takeFolder(mailbox);
-    [[maybe_unused]] const auto told = ::write(ready[1], held ? "y" : "n", 1);
-    ::pause();
-    ::_exit(0);
-  }
-  char held = 0;
-  ASSERT_EQ(::read(ready[0], &held, 1), 1);
-  EXPECT_EQ(held, 'y');
-  const auto parent = program("parent");
-  EXPECT_FALSE(takeName(*parent, "/a"));
-  EXPECT_FALSE(parent->takeFolder(mailbox));
-  ::kill(child, SIGKILL);
-  ::waitpid(child, nullptr, 0);
-  EXPECT_TRUE(takeName(*parent, "/a"));
-  EXPECT_TRUE(parent->takeFolder(mailbox));
-  const auto third = program();
-  ASSERT_FALSE(third->takeFolder(mailbox));
-  ASSERT_TRUE(third->refusedBy());
-  EXPECT_EQ(third->refusedBy()->program, "parent") << "not whom the killed one's note names";
-  ::close(ready[0]);
-  ::close(ready[1]);
 }
 
 TEST_F(InstanceLockTest, AHolderWithoutANoteIsAnotherProgram) {

@@ -127,6 +127,44 @@ TEST_F(Win32Files, AFileThatALockLeftInAPowerCutIsInNobodysWay) {
   EXPECT_TRUE(std::filesystem::is_empty(temp.path()));
 }
 
+// The process of the next test: takes the lock, says so, and stays.
+TEST(Win32FolderLock, DISABLED_Holder) {
+  FakeClock clock;
+  RecordingSleeper sleeper(clock);
+  Win32FileSystem files(sleeper);
+  wchar_t folder[MAX_PATH] = {};
+  ASSERT_NE(::GetEnvironmentVariableW(L"RELAYBIRD_TEST_FOLDER", folder, MAX_PATH), 0u);
+  const auto lock = files.lockFolder(fromWide(folder));
+  ASSERT_TRUE(lock);
+  writeBytes(fromWide(folder) + "\\held", "");
+  ::Sleep(INFINITE);
+}
+
+TEST_F(Win32Files, AFolderLockExcludesOtherProcessesAndDiesWithThem) {
+  const HANDLE change = ::FindFirstChangeNotificationW(toWide(temp.path()).c_str(), FALSE,
+                                                       FILE_NOTIFY_CHANGE_FILE_NAME);
+  ::SetEnvironmentVariableW(L"RELAYBIRD_TEST_FOLDER", toWide(temp.path()).c_str());
+  wchar_t program[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, program, MAX_PATH);
+  std::wstring line = L"test --gtest_also_run_disabled_tests --gtest_filter=*DISABLED_Holder";
+  STARTUPINFOW start{};
+  start.cb = sizeof start;
+  PROCESS_INFORMATION child{};
+  ASSERT_TRUE(::CreateProcessW(program, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                               &start, &child));
+  while (!FileExists(files, temp.path("held"))) {
+    ASSERT_EQ(::WaitForSingleObject(change, 60000), WAIT_OBJECT_0);
+    ::FindNextChangeNotification(change);
+  }
+  ::FindCloseChangeNotification(change);
+  EXPECT_EQ(codeOf(files.lockFolder(temp.path())), EWOULDBLOCK);
+  ::TerminateProcess(child.hProcess, 1);
+  EXPECT_EQ(::WaitForSingleObject(child.hProcess, 60000), WAIT_OBJECT_0);
+  EXPECT_TRUE(files.lockFolder(temp.path()));
+  ::CloseHandle(child.hThread);
+  ::CloseHandle(child.hProcess);
+}
+
 TEST(Win32Error, FailuresHaveTheNumbersOfOtherSystemsAndTheSystemsWords) {
   EXPECT_EQ(win32Error("a", ERROR_PATH_NOT_FOUND).code, ENOENT);
   EXPECT_EQ(win32Error("a", ERROR_ALREADY_EXISTS).code, EEXIST);
