@@ -267,8 +267,15 @@ TEST_F(ImapSessionServer, ChangesOfOthersAreWhatAListWouldSay) {
       servers_.ask("gate " + proxy.at("name") + " closed");
       servers_.ask("gate " + proxy.at("name") + " open");
     }
-    const Uids known = session.refresh();
-    EXPECT_EQ(known, Session(user_, directPort()).refresh()) << step;
+    Uids known = session.refresh();
+    Uids listed = Session(user_, directPort()).refresh();
+    // On a busy machine Dovecot at times sees a change of the disk one question later. What a
+    // session still lacks then, it has lost.
+    if (known != listed) {
+      known = session.refresh();
+      listed = Session(user_, directPort()).refresh();
+    }
+    EXPECT_EQ(known, listed) << step;
     EXPECT_THAT(session.said, testing::Not(Contains(HasSubstr("UID SEARCH")))) << step;
   }
   EXPECT_THAT(session.said, Contains(HasSubstr("(QRESYNC (")));
