@@ -113,8 +113,9 @@ ProgramPlatform systemPlatform() {
   system.decimalSeparator = userDecimalSeparator();
   system.systemInformation = std::make_unique<Win32SystemInformation>(files);
   system.folderViewer = std::make_unique<ShellFolderViewer>();
+  // The caller names the program without an ending, as it is on other systems.
   system.makeAutostart = [&files](const std::string& program) -> std::unique_ptr<Autostart> {
-    return std::make_unique<RunKeyAutostart>(files, program);
+    return std::make_unique<RunKeyAutostart>(files, program + ".exe");
   };
   return system;
 }

@@ -85,6 +85,10 @@ keys() {
   xdotool key --delay 60 "$@"
   sleep 0.2
 }
+# latin FILE: the Latin text of a settings file, which Windows writes as UTF-16.
+latin() {
+  tr -d '\000\r\376\377' <"$1"
+}
 running() {
   pgrep -f 'relaybird\.exe' >/dev/null
 }
@@ -155,7 +159,22 @@ keys Tab Tab ctrl+a 4 2
 keys Return
 closed Settings
 prefs=$(find "$WINEPREFIX/drive_c/users" -name rbx_prefs.ini)
-grep -q '^mdblFwdToFrequency=42' "$prefs" || fail "42 minutes are not in '$prefs'"
+latin "$prefs" | grep -q '^mdblFwdToFrequency=42' || fail "42 minutes are not in '$prefs'"
+
+say "the start with the desktop names the program that is there"
+run_value() {
+  timeout 20 wine reg query 'HKCU\Software\Microsoft\Windows\CurrentVersion\Run' /v Relaybird >"$scratch/run.txt" 2>&1
+  grep -qF 'relaybird.exe"' "$scratch/run.txt"
+}
+no_run_value() {
+  ! run_value
+}
+shown "$main"
+keys alt+f d
+eventually "the Run key does not name relaybird.exe" run_value
+# The second choice takes it back, which shows that the first one is ticked.
+keys alt+f d
+eventually "the Run key still names relaybird.exe" no_run_value
 
 say "the log has its chord, scrolls sideways and goes to the clipboard"
 shown "$main"
@@ -230,12 +249,13 @@ shown "$main"
 end
 wait "$first" || fail "the program ended with status $?"
 places=$(find "$WINEPREFIX/drive_c/users" -path '*rbx/windows.ini')
-grep -q frmRelaybird "$places" || fail "no place of the main window in '$places'"
+latin "$places" | grep -q frmRelaybird || fail "no place of the main window in '$places'"
 
 say "the program ends with the session"
 start
 timeout 60 wine wineboot --end-session >"$scratch/end.log" 2>&1 || fail "the session does not end"
 eventually "the program stays" ended
+wait "$first" || fail "the program ended with status $?"
 timeout 60 wineserver --wait
 
 say "the windows grow with the resolution of the screen"
