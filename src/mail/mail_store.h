@@ -155,7 +155,8 @@ class MailItem : public AutomationObject {
   virtual DateTime ReceivedTime() = 0;
   virtual DateTime LastModificationDate() = 0;
   virtual std::string SenderName() = 0;
-  /// The value of a MAPI property. Throws for a tag that the store does not know.
+  /// The value of a MAPI property. Throws for a tag that the store does not know; the desktop mail
+  /// application's library may give an empty text instead.
   virtual std::string Fields(std::uint32_t tag) = 0;
   /// A new item that forwards this one, not addressed or stored yet. Cheap: a store that has to
   /// read the message for it does so on the first access to the forward, which throws where that
@@ -195,8 +196,8 @@ class ItemCollection {
   /// After a send that the outbox refused for a reason that affects every message (a full,
   /// read-only or broken disk) this throws, so that the pass over the collection ends and the
   /// remaining items stay as they are. Collections of later Items() calls throw too until the
-  /// outbox takes messages again, where the store sees that by itself; one that hands its messages
-  /// to another program learns it from the next send.
+  /// outbox takes messages again. A store that only learns this by sending tries it after an hour,
+  /// or after OutgoingMail::userAsks().
   virtual std::shared_ptr<MailItem> Item(std::int32_t index) = 0;
   /// The members that match the filter, in the same order, as a new collection that later changes
   /// do not affect. Throws for a filter other than kUnreadFilter (any case, blanks ignored), and
@@ -208,7 +209,8 @@ class ItemCollection {
 class Folder {
  public:
   virtual ~Folder() = default;
-  /// The folder's items, oldest first. They are listed on the first access.
+  /// The folder's items, oldest first. They are listed on the first access. Mail of the same second
+  /// may stand in any order.
   virtual std::shared_ptr<ItemCollection> Items() = 0;
 };
 
@@ -288,7 +290,8 @@ class Dictionary : public AutomationObject {
   virtual std::int32_t Count() const = 0;
 };
 
-/// Makes objects by program identifier.
+/// Makes objects by program identifier. A mail item may be made by the application where it has no
+/// identifier of its own.
 class ObjectFactory {
  public:
   virtual ~ObjectFactory() = default;

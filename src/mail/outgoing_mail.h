@@ -60,9 +60,10 @@ class OutgoingMail {
   /// is never called when the store is closed before. Throws MailStoreError where the outbox cannot
   /// be used.
   virtual void tryAgain(std::function<void()> done) = 0;
-  /// The user asks for a check that follows: the store forgets the pauses after failed connections,
-  /// and may ask again for a password that was refused. Not to be called for a check of the
-  /// schedule: a wrong password that is repeated locks the account at many providers. Never fails.
+  /// The user asks for a check that follows: the store forgets the pauses after failed connections
+  /// and refused messages, and may ask again for a password that was refused. Not to be called for
+  /// a check of the schedule: a wrong password that is repeated locks the account at many
+  /// providers. Never fails.
   virtual void userAsks() {}
 };
 

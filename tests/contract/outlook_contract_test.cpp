@@ -111,7 +111,6 @@ class OutlookUnderTest : public StoreUnderTest {
     return std::pair("Ann Example", "ann@example.org");
   }
 
-  bool seesItsOutbox() override { return false; }
   // The application makes a mail item too.
   bool makesWithout(std::string_view progId) override { return progId == prog_id::kMailItem; }
 

@@ -89,10 +89,6 @@ class StoreUnderTest {
   /// Whether the store makes this component's objects in another way where it is not installed.
   virtual bool makesWithout(std::string_view) { return false; }
 
-  /// Whether the store sees by itself when its outbox takes messages again. One that hands them to
-  /// another program learns it from the next send alone.
-  virtual bool seesItsOutbox() { return true; }
-
   /// Begins the trouble; false if this store cannot be made to have it.
   virtual bool begin(Trouble trouble) = 0;
   virtual void end(Trouble trouble) = 0;

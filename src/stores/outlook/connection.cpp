@@ -26,6 +26,8 @@ constexpr std::string_view kNoLibrary =
     "Outlook's security prompts do not stop unattended forwarding. Install the 64-bit version of "
     "Redemption for your user, and start Relaybird again.";
 
+constexpr std::chrono::hours kOutboxRest{1};
+
 bool meansMissing(HRESULT result) {
   return result == REGDB_E_CLASSNOTREG || result == CO_E_CLASSSTRING || result == E_NOINTERFACE;
 }
@@ -160,11 +162,18 @@ void Connection::writeMark(bool forwarded) {
 void Connection::beginPass() {
   writeHeldMark();
   pass_ = {};
-  outboxRefused_.clear();
 }
 
+void Connection::outboxRefused(std::string why) {
+  outboxRefused_ = std::move(why);
+  outboxRefusedAt_ = world_.clock.now();
+}
+
+// Only sending tells whether the outbox takes messages again, and a forward that fails is not tried
+// a second time. So one message an hour is risked for it.
 void Connection::requireOutbox() const {
-  if (!outboxRefused_.empty()) {
+  const auto since = world_.clock.now() - outboxRefusedAt_;
+  if (!outboxRefused_.empty() && since >= since.zero() && since < kOutboxRest) {
     throw MailStoreError(outboxRefused_);
   }
 }

@@ -82,10 +82,12 @@ class Connection : public std::enable_shared_from_this<Connection> {
   /// The items whose marks are still to be written, by identifier.
   std::set<std::string, std::less<>>& unmarked() { return unmarked_; }
 
-  /// The outbox refused a message for a reason that every other message would meet too: no item is
-  /// handed out until the next pass.
-  void outboxRefused(std::string why) { outboxRefused_ = std::move(why); }
-  /// Throws after outboxRefused().
+  /// The outbox refused a message for a reason that every other message would meet too. No item is
+  /// handed out for an hour, or until outboxMayTake().
+  void outboxRefused(std::string why);
+  /// The outbox has taken a message, or a person wants it to be tried.
+  void outboxMayTake() { outboxRefused_.clear(); }
+  /// Throws with the reason of outboxRefused().
   void requireOutbox() const;
 
  private:
@@ -100,6 +102,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   HeldMark held_;
   std::set<std::string, std::less<>> unmarked_;
   std::string outboxRefused_;
+  DateTime outboxRefusedAt_ = kNoDate;
   std::set<std::string, std::less<>> explained_;
 };
 

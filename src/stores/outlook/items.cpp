@@ -138,6 +138,7 @@ class OutlookItem : public ItemOver<MailItem> {
   void markSent() {
     sent_ = true;
     connection_->forwardSent();
+    connection_->outboxMayTake();
   }
   void noteRefusal(const MailStoreError& error) {
     if (meansOutboxUnusable(error.code())) {

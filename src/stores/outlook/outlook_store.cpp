@@ -86,6 +86,7 @@ class OutlookOutgoing : public OutgoingMail {
     OutlookUtility(connection_, connection_->create(prog_id::kUtility)).DeliverNow();
     connection_->world().events.post(std::move(done));
   }
+  void userAsks() override { connection_->outboxMayTake(); }
 
  private:
   ConnectionRef connection_;

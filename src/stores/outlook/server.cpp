@@ -4,6 +4,8 @@
 // dropped with the Server: the next application may be another version.
 #include "stores/outlook/server.h"
 
+#include <ocidl.h>
+
 #include <cstdio>
 #include <utility>
 
@@ -188,7 +190,7 @@ std::shared_ptr<ClassMembers> Server::classOf(IDispatch& object) {
         return known.members;
       }
     }
-    const std::string name = nameOf(*type.get());
+    const std::string name = nameOf(object, *type.get());
     if (!name.empty()) {
       auto members = classNamed(name);
       if (types_.size() < kMostTypes) {
@@ -204,7 +206,25 @@ std::shared_ptr<ClassMembers> Server::classOf(IDispatch& object) {
   return members;
 }
 
-std::string Server::nameOf(ITypeInfo& type) {
+std::string Server::nameOf(IDispatch& object, ITypeInfo& type) {
+  std::string name = documentedName(type);
+  // The type information is that of the default interface. Its name is that of the class with a "_"
+  // before it, or any other, and then the object may tell its class.
+  if (name.starts_with('_')) {
+    return name.substr(1);
+  }
+  ComPtr<ITypeInfo> classType;
+  const auto teller = ComPtr<IDispatch>(&object).as<IProvideClassInfo>(IID_IProvideClassInfo);
+  if (teller && SUCCEEDED(call([&] { return teller->GetClassInfo(classType.out()); })) &&
+      classType) {
+    if (std::string told = documentedName(*classType.get()); !told.empty()) {
+      return told;
+    }
+  }
+  return name;
+}
+
+std::string Server::documentedName(ITypeInfo& type) {
   BSTR text = nullptr;
   const HRESULT result =
       call([&] { return type.GetDocumentation(MEMBERID_NIL, &text, nullptr, nullptr, nullptr); });
@@ -213,11 +233,6 @@ std::string Server::nameOf(ITypeInfo& type) {
   }
   std::string name = fromAutomationText(text);
   SysFreeString(text);
-  // The type information is that of the default interface, whose name is that of the class with a
-  // "_" before it.
-  if (name.starts_with('_')) {
-    name.erase(0, 1);
-  }
   return name;
 }
 

@@ -66,8 +66,9 @@ class Server {
   /// The record of the class of that name, made at first use. The caller knows that all objects
   /// that it uses the name for are of one class.
   std::shared_ptr<ClassMembers> classNamed(const std::string& name);
-  /// The record of the object's class, by its type information; one of its own for an object
-  /// without. This is the dearest call of all.
+  /// The record of the object's class, by its type information, whose name loses one "_" at its
+  /// beginning, or by what the object itself tells; a record of its own for an object without. This
+  /// is the dearest call of all.
   std::shared_ptr<ClassMembers> classOf(IDispatch& object);
 
  private:
@@ -76,7 +77,8 @@ class Server {
     std::shared_ptr<ClassMembers> members;
   };
 
-  std::string nameOf(ITypeInfo& type);
+  std::string nameOf(IDispatch& object, ITypeInfo& type);
+  std::string documentedName(ITypeInfo& type);
 
   std::shared_ptr<void> lasting_;  ///< above what it must outlive
   Pause pause_;
