@@ -55,7 +55,8 @@ std::span<const StoreEntry> builtStores() {
   static const std::vector<StoreEntry> stores = {
 #ifdef RELAYBIRD_STORE_OUTLOOK
       {"outlook",
-       [](const StoreSettings&, const StoreWorld& world) { return openOutlookStore(world); }},
+       [](const StoreSettings&, const StoreWorld& world) { return openOutlookStore(world); },
+       "Outlook"},
 #endif
 #ifdef RELAYBIRD_STORE_MAILDIR
       {"maildir", withOutbox<openMaildirStore>},

@@ -29,7 +29,8 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
   setup_ = std::make_unique<ProgramMailSetup>(
       AccountTestWorld{files, secretWorld(), platform.network, identity_.versionText,
                        platform.user.homeFolder},
-      events_, platform.user, [this] { return reopen(); }, [this] { return slot_.why(); });
+      events_, platform.user, [this] { return reopen(); }, [this] { return slot_.why(); },
+      [this] { return std::string(givenMailbox(mailbox_.store)); });
 }
 
 std::string ProgramCore::stateFile(const std::string& name) const {

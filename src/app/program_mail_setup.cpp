@@ -46,12 +46,14 @@ std::string valueOf(std::string_view line, std::string_view key) {
 
 ProgramMailSetup::ProgramMailSetup(AccountTestWorld world, EventQueue& events, LocalIdentity user,
                                    std::function<Result<void>()> reopen,
-                                   std::function<std::string()> whyClosed)
+                                   std::function<std::string()> whyClosed,
+                                   std::function<std::string()> given)
     : world_(std::move(world)),
       events_(events),
       user_(std::move(user)),
       reopen_(std::move(reopen)),
-      whyClosed_(std::move(whyClosed)) {}
+      whyClosed_(std::move(whyClosed)),
+      given_(std::move(given)) {}
 
 ProgramMailSetup::~ProgramMailSetup() {
   forgetReports();

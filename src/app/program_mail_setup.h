@@ -20,9 +20,12 @@ namespace relaybird {
 class ProgramMailSetup : public MailSetup {
  public:
   /// `reopen` closes the mailbox and opens the one that the preferences name; `whyClosed` says why
-  /// none is open. What `world` and `events` refer to must outlive this object.
-  ProgramMailSetup(AccountTestWorld world, EventQueue& events, LocalIdentity user,
-                   std::function<Result<void>()> reopen, std::function<std::string()> whyClosed);
+  /// none is open; `given` answers givenMailbox(). What `world` and `events` refer to must outlive
+  /// this object.
+  ProgramMailSetup(
+      AccountTestWorld world, EventQueue& events, LocalIdentity user,
+      std::function<Result<void>()> reopen, std::function<std::string()> whyClosed,
+      std::function<std::string()> given = [] { return std::string(); });
   ~ProgramMailSetup() override;
 
   LocalIdentity user() const override { return user_; }
@@ -37,6 +40,7 @@ class ProgramMailSetup : public MailSetup {
   void forgetReports() override;
   Result<void> reopen() override { return reopen_(); }
   std::string whyClosed() const override { return whyClosed_(); }
+  std::string givenMailbox() const override { return given_(); }
 
  private:
   bool isMaildir(const std::string& folder) const;
@@ -48,6 +52,7 @@ class ProgramMailSetup : public MailSetup {
   LocalIdentity user_;
   std::function<Result<void>()> reopen_;
   std::function<std::string()> whyClosed_;
+  std::function<std::string()> given_;
   std::uint64_t round_ = 0;  ///< reports of an earlier round are forgotten
   std::shared_ptr<int> alive_ = std::make_shared<int>();
   std::stop_source stop_;  ///< of this round's requests but the test

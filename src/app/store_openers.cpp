@@ -14,6 +14,15 @@ std::string mailStoreName(const ProfileReader& file, std::span<const StoreEntry>
   return name.empty() && !stores.empty() ? std::string(stores.front().name) : name;
 }
 
+std::string_view givenMailbox(const std::string& name, std::span<const StoreEntry> stores) {
+  const auto found = std::find_if(stores.begin(), stores.end(),
+                                  [&](const StoreEntry& store) { return store.name == name; });
+  if (found != stores.end()) {
+    return found->givenMailbox;
+  }
+  return stores.empty() ? std::string_view() : stores.front().givenMailbox;
+}
+
 Result<std::unique_ptr<MailStore>> openStore(const std::string& name, const StoreSettings& settings,
                                              const StoreWorld& world,
                                              std::span<const StoreEntry> stores) {

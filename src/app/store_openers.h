@@ -27,6 +27,9 @@ struct StoreEntry {
   /// that cannot be used.
   Result<std::unique_ptr<MailStore>> (*open)(const StoreSettings& settings,
                                              const StoreWorld& world);
+  /// Of a store that takes the mailbox of another program, where there is nothing to set up: that
+  /// program's name. Empty for a store with settings.
+  std::string_view givenMailbox = {};
 };
 
 /// The stores of this build; the first one is opened where the user has chosen none.
@@ -36,6 +39,10 @@ std::span<const StoreEntry> builtStores();
 /// table; empty where there is neither.
 std::string mailStoreName(const ProfileReader& file,
                           std::span<const StoreEntry> stores = builtStores());
+
+/// StoreEntry::givenMailbox of the store of that name; of the usual store for an unknown name.
+std::string_view givenMailbox(const std::string& name,
+                              std::span<const StoreEntry> stores = builtStores());
 
 /// Opens the store of that name. An error is StoreEntry::open's, or says which stores there are.
 Result<std::unique_ptr<MailStore>> openStore(const std::string& name, const StoreSettings& settings,

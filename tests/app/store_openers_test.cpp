@@ -68,6 +68,14 @@ TEST_F(StoreOpenersTest, TheFirstStoreOfTheBuildIsTheUsualOne) {
   EXPECT_EQ(mailStoreName(*reader, {}), "");
 }
 
+TEST_F(StoreOpenersTest, TheProgramWhoseMailboxAStoreTakesIsTold) {
+  const StoreEntry stores[] = {{"bird", openNothing, "Bird Mail"}, {"maildir", openNothing}};
+  EXPECT_EQ(givenMailbox("bird", stores), "Bird Mail");
+  EXPECT_EQ(givenMailbox("maildir", stores), "");
+  EXPECT_EQ(givenMailbox("pigeon", stores), "Bird Mail") << "there is nothing to set up either";
+  EXPECT_EQ(givenMailbox("maildir", {}), "");
+}
+
 #ifndef RELAYBIRD_STORE_MAILDIR
 #ifdef RELAYBIRD_STORE_ACCOUNT
 TEST_F(StoreOpenersTest, AStoreThatWasNotBuiltIsNotKnown) {

@@ -189,8 +189,18 @@ Result<void> ProgramCommands::refused() {
   return clickControl(forms_.main().mnuOpenRefused);
 }
 
-Result<void> ProgramCommands::setUp() {
+Result<void> ProgramCommands::readyForSetup() {
   if (auto ready = mainWindowTakesInput(); !ready) {
+    return ready;
+  }
+  if (const MailboxLine& mailbox = forms_.main().mailbox(); mailbox.given()) {
+    return Error{0, "there is nothing to set up here: " + mailbox.watched()};
+  }
+  return {};
+}
+
+Result<void> ProgramCommands::setUp() {
+  if (auto ready = readyForSetup(); !ready) {
     return ready;
   }
   forms_.main().openSetup();
@@ -207,7 +217,7 @@ Result<void> ProgramCommands::sendTestMessage() {
 
 // The dialog closes by itself when the button's work is over.
 Result<void> ProgramCommands::withSetupOpen(Control& button) {
-  if (auto ready = mainWindowTakesInput(); !ready) {
+  if (auto ready = readyForSetup(); !ready) {
     return ready;
   }
   if (forms_.main().mailbox().noMailbox()) {

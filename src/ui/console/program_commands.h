@@ -69,6 +69,7 @@ class ProgramCommands : public ConsoleProgram {
 
  private:
   Result<void> mainWindowTakesInput();
+  Result<void> readyForSetup();
   Result<void> withSetupOpen(Control& button);
   void addOutbox(std::vector<Fact>& facts);
   Result<void> storeSetting(const Control& control, const std::string& value);

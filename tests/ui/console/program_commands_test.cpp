@@ -68,6 +68,16 @@ TEST_F(ProgramCommandsTest, StartIsNotRefusedByASynchronisation) {
   EXPECT_TRUE(state().forwardingOn);
 }
 
+TEST_F(ProgramCommandsTest, SetupOfAMailboxOfAnotherProgramIsRefused) {
+  setup_.given = "Outlook";
+  (void)program();
+  const std::string refused = "there is nothing to set up here: Watches the inbox of Outlook.";
+  EXPECT_EQ(said(commands().setUp()), refused);
+  EXPECT_EQ(said(commands().testSetup()), refused);
+  EXPECT_EQ(said(commands().sendTestMessage()), refused);
+  EXPECT_FALSE(program().setup().visible());
+}
+
 TEST_F(ProgramCommandsTest, StartDuringACheckIsRefused) {
   oneAddress();
   (void)program();

@@ -54,8 +54,10 @@ class FakeMailSetup : public MailSetup {
   int stops = 0;
   int reopened = 0;
   std::string whyClosed() const override { return closed; }
+  std::string givenMailbox() const override { return given; }
   std::string failure;  ///< of reopen()
   std::string closed;   ///< why no mailbox is open
+  std::string given;    ///< the program whose mailbox is watched
   MailSettings tested;
   std::string testedPassword;
   std::function<void(const OnlineAccountList&)> onAccounts;

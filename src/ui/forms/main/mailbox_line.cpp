@@ -13,8 +13,24 @@ namespace relaybird {
 MailboxLine::MailboxLine(MainControls& window, const ProgramWorld& world, clsPref& prf)
     : window_(window), world_(world), prf_(prf) {}
 
-// A Maildir in the usual place is watched even if nobody has set it up.
 void MailboxLine::read() {
+  since_ = world_.clock.toText(world_.clock.now());
+  const std::string program = world_.setup.givenMailbox();
+  given_ = !program.empty();
+  if (given_) {
+    const std::string closed = world_.setup.whyClosed();
+    mistaken_ = !closed.empty();
+    watched_ = mistaken_ ? closed : "Watches the inbox of " + program + ".";
+    delivery_ = "Forwards leave by " + program;
+    noMailbox_ = false;
+  } else {
+    readSettings();
+  }
+  show();
+}
+
+// A Maildir in the usual place is watched even if nobody has set it up.
+void MailboxLine::readSettings() {
   const auto file = world_.profiles.read(prf_.GetPrefIniFname());
   const LocalIdentity user = world_.setup.user();
   const MailSettingsRead read = readMailSettings(*file, user);
@@ -30,8 +46,6 @@ void MailboxLine::read() {
   } else if (!closed.empty()) {
     watched_ = closed;
   }
-  since_ = world_.clock.toText(world_.clock.now());
-  show();
 }
 
 void MailboxLine::show() {
@@ -53,7 +67,8 @@ void MailboxLine::show() {
   if (window_.lblMailbox.text() != text) {
     window_.lblMailbox.setText(text);
   }
-  window_.cmdSetUpMail.setVisible(noMailbox_ || mistaken_);
+  window_.cmdSetUpMail.setVisible(!given_ && (noMailbox_ || mistaken_));
+  window_.mnuSetUpMail.setVisible(!given_);
   // Where forwards would wait is of no use to somebody who has no mail yet.
   if (noMailbox_) {
     window_.lblOutbox.setVisible(false);

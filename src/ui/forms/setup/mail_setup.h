@@ -67,6 +67,9 @@ class MailSetup {
   virtual Result<void> reopen() = 0;
   /// Why no mailbox is open, a sentence for the user; empty while one is.
   virtual std::string whyClosed() const = 0;
+  /// The name of the program whose mailbox is watched, where there is nothing to set up; empty
+  /// where the user sets mail up.
+  virtual std::string givenMailbox() const { return {}; }
 };
 
 }  // namespace relaybird

@@ -34,6 +34,24 @@ TEST_F(Setup, TheLineSaysWhatWaitsAndHasLeft) {
   EXPECT_FALSE(control("frmRelaybird", "cmdSetUpMail").visible());
 }
 
+TEST_F(Setup, TheMailboxOfAnotherProgramOffersNothingToSetUp) {
+  setup_.maildirs = {};
+  setup_.given = "Outlook";
+  main();
+  EXPECT_EQ(text("lblMailbox"), "Watches the inbox of Outlook. Forwards leave by Outlook.");
+  EXPECT_FALSE(control("frmRelaybird", "cmdSetUpMail").visible());
+  EXPECT_FALSE(control("frmRelaybird", "mnuSetUpMail").visible());
+  EXPECT_FALSE(control("frmRelaybird", "mnuOutbox").visible()) << "its outbox is not ours";
+}
+
+TEST_F(Setup, TheMailboxOfAnotherProgramThatIsNotOpenSaysWhyAndOffersNothingToSetUp) {
+  setup_.given = "Outlook";
+  setup_.closed = "The mail store \"account\" is not known; there is outlook";
+  main();
+  EXPECT_EQ(text("lblMailbox"), "The mail store \"account\" is not known; there is outlook");
+  EXPECT_FALSE(control("frmRelaybird", "cmdSetUpMail").visible());
+}
+
 // The store was not opened: it has no components at all.
 TEST_F(Setup, AMistakeInTheFileLeadsToTheDialogInsteadOfEndingTheProgram) {
   mail(
