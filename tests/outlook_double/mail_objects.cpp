@@ -134,6 +134,8 @@ class NamespaceObject : public DispatchObject {
         MemberTable("NameSpace")
             .method("GetDefaultFolder", 1, 1,
                     on<NamespaceObject>([](auto& o, Arg a) { return o.folder(a.number(0)); }))
+            .method("GetItemFromID", 1, 2,
+                    on<NamespaceObject>([](auto& o, Arg a) { return o.item(a.text(0)); }))
             .get("SyncObjects", on<NamespaceObject>([](auto& o, Arg) {
                    return Value::object(ComRef<IDispatch>(
                        new SyncObjectsObject(o.running_, o.running_->mapi->SyncObjects())));

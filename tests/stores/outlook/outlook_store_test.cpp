@@ -1,0 +1,225 @@
+// SPDX-License-Identifier: MIT
+// What the store does beside the contract of all stores: over a mail application whose collections
+// change while they are read, that is busy, is not there, or goes away.
+#include "stores/outlook/outlook_store.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "mail/shared_components.h"
+#include "stores/outlook/outlook_house.h"
+
+namespace relaybird {
+namespace {
+
+using std::chrono::minutes;
+using testing::HasSubstr;
+
+class OutlookStoreTest : public testing::Test {
+ protected:
+  ObjectFactory& factory() { return house_.store->factory(); }
+  std::shared_ptr<Application> application() {
+    return createAs<Application>(factory(), prog_id::kApplication);
+  }
+  std::shared_ptr<ItemCollection> unread() {
+    return application_->GetNamespace("MAPI")->GetDefaultInbox()->Items()->Restrict(
+        std::string(kUnreadFilter));
+  }
+  void deliver(int from, int to) {
+    for (int number = from; number <= to; ++number) {
+      house_.deliver(number);
+      house_.clock.advance(minutes{1});
+    }
+  }
+  std::size_t count(const std::string& call) {
+    const auto& counts = outlook_double::DoubleWorld::only().calls().counts();
+    const auto found = counts.find(call);
+    return found == counts.end() ? 0 : found->second;
+  }
+
+  OutlookHouse house_;
+  std::shared_ptr<Application> application_ = application();
+};
+
+TEST_F(OutlookStoreTest, AWalkOverALiveCollectionMeetsEachItemOnceThoughItemsLeaveAndComeIn) {
+  house_.tell("show\tfilter=live\torder=newest");
+  deliver(1, 6);
+  const auto items = unread();
+  std::multiset<std::string> met;
+  for (std::int32_t i = items->Count(); i >= 1; --i) {
+    const auto item = items->Item(i);
+    met.insert(item->Subject());
+    item->UnRead(false);
+    deliver(100 + i, 100 + i);
+  }
+  EXPECT_EQ(met.size(), 6u);
+  EXPECT_EQ(std::set<std::string>(met.begin(), met.end()).size(), 6u);
+  EXPECT_EQ(unread()->Count(), 6) << "those that came in wait for the next pass";
+}
+
+TEST_F(OutlookStoreTest, ALongListIsOpenedByIdentifiersInItsOwnOrder) {
+  deliver(1, 250);
+  const auto items = unread();
+  ASSERT_EQ(items->Count(), 250);
+  EXPECT_EQ(items->Item(1)->Subject(), "Message number 1");
+  EXPECT_EQ(items->Item(250)->Subject(), "Message number 250");
+  EXPECT_EQ(count("NameSpace.GetItemFromID"), 1u) << "the last hundred are held";
+  const std::size_t taken = count("Items.Item");
+  EXPECT_EQ(items->Item(2)->EntryID(), items->Item(2)->EntryID());
+  EXPECT_EQ(count("Items.Item"), taken) << "an identifier is known without the item";
+}
+
+TEST_F(OutlookStoreTest, AnUnreadItemThatStaysUnreadIsNotMarkedAgain) {
+  deliver(1, 1);
+  const auto item = unread()->Item(1);
+  item->UnRead(true);
+  EXPECT_EQ(count("MailItem.UnRead="), 0u);
+  item->UnRead(false);
+  item->UnRead(false);
+  EXPECT_EQ(count("MailItem.UnRead="), 1u);
+}
+
+TEST_F(OutlookStoreTest, TheMarkAfterAForwardIsWrittenThoughItWasWrittenBefore) {
+  deliver(1, 1);
+  const auto item = unread()->Item(1);
+  item->UnRead(false);
+  (void)item->Forward();
+  item->UnRead(false);
+  EXPECT_EQ(count("MailItem.UnRead="), 2u);
+}
+
+TEST_F(OutlookStoreTest, TheDateOfChangeHasEitherNameAndIsDecidedOnceForAClass) {
+  for (const char* names : {"time", "date", "both"}) {
+    SCOPED_TRACE(names);
+    house_.tell(std::string("show\tdates=") + names);
+    deliver(1, 1);
+    application_.reset();
+    application_ = application();
+    const auto items = unread();
+    EXPECT_NE(items->Item(items->Count())->LastModificationDate(), kNoDate);
+  }
+}
+
+TEST_F(OutlookStoreTest, AnItemOfTheInboxCannotBeChangedOrSent) {
+  deliver(1, 1);
+  const auto item = unread()->Item(1);
+  EXPECT_THROW(item->Subject("changed"), MailStoreError);
+  EXPECT_THROW(item->Body("changed"), MailStoreError);
+  EXPECT_THROW(item->send(), MailStoreError);
+  const auto safe = createAs<SafeItem>(factory(), prog_id::kSafeMailItem);
+  safe->Item(item);
+  EXPECT_THROW(safe->Body("changed"), MailStoreError);
+  EXPECT_THROW(safe->send(), MailStoreError);
+  EXPECT_EQ(count("MailItem.Body=") + count("SafeItem.Body="), 0u);
+}
+
+TEST_F(OutlookStoreTest, ASubjectWrittenToTheItemIsSeenThroughItsSafeItem) {
+  const auto item = application_->CreateItem(kMailItemKind);
+  const auto safe = createAs<SafeItem>(factory(), prog_id::kSafeMailItem);
+  safe->Item(item);
+  safe->Subject("one");
+  EXPECT_EQ(safe->Subject(), "one");
+  item->Subject("two");
+  EXPECT_EQ(safe->Subject(), "two");
+}
+
+TEST_F(OutlookStoreTest, TheApplicationIsMadeOnceWhileSomebodyHoldsIt) {
+  const std::size_t made = count("create outlook.application");
+  EXPECT_EQ(application(), application_);
+  EXPECT_EQ(count("create outlook.application"), made);
+  application_.reset();
+  application_ = application();
+  EXPECT_EQ(count("create outlook.application"), made + 1);
+}
+
+TEST_F(OutlookStoreTest, AfterTheApplicationHasGoneEverythingOldFailsAndANewOneWorks) {
+  deliver(1, 2);
+  const auto items = unread();
+  const auto item = items->Item(2);
+  const auto sync = application_->GetNamespace("MAPI")->SyncObjects()->Item(1);
+  house_.tell("quit");
+  EXPECT_THROW(application_->Version(), MailStoreError);
+  EXPECT_THROW(item->UnRead(), MailStoreError);
+  EXPECT_THROW(item->UnRead(true), MailStoreError) << "also a mark that changes nothing";
+  EXPECT_THROW(items->Item(1), MailStoreError);
+  EXPECT_THROW(sync->Start(), MailStoreError);
+  application_ = application();
+  EXPECT_NO_THROW(application_->Version());
+  EXPECT_EQ(unread()->Count(), 2);
+  EXPECT_THROW(item->UnRead(), MailStoreError);
+}
+
+TEST_F(OutlookStoreTest, ABusyApplicationIsWaitedForWithTheSleeperOfTheProgram) {
+  const auto before = house_.clock.now();
+  house_.tell("return\tcall=Application.Version\tcode=8001010A\ttimes=3");
+  EXPECT_NO_THROW(application_->Version());
+  EXPECT_EQ(house_.clock.now() - before, std::chrono::milliseconds{750});
+}
+
+TEST_F(OutlookStoreTest, WithoutTheApplicationTheUserIsToldOnceWhatToDo) {
+  application_.reset();
+  house_.tell("missing\tcomponent=outlook.application");
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_THROW(application(), MailStoreError);
+  }
+  ASSERT_EQ(house_.notices.size(), 1u);
+  EXPECT_THAT(house_.notices[0], HasSubstr("classic desktop version of Outlook"));
+}
+
+TEST_F(OutlookStoreTest, WithoutTheSafeItemLibraryTheUserIsToldOnceWhatToDo) {
+  house_.tell("missing\tcomponent=redemption.safemailitem");
+  house_.tell("missing\tcomponent=redemption.mapiutils");
+  EXPECT_THROW(factory().CreateObject(prog_id::kSafeMailItem), MailStoreError);
+  EXPECT_THROW(factory().CreateObject(prog_id::kUtility), MailStoreError);
+  ASSERT_EQ(house_.notices.size(), 1u);
+  EXPECT_THAT(house_.notices[0], HasSubstr("Install the 64-bit version of Redemption"));
+}
+
+TEST_F(OutlookStoreTest, ASynchronisationWhoseEndIsNeverToldDoesNotSwallowLaterStarts) {
+  house_.tell("syncs\tend=told");
+  const auto sync = application_->GetNamespace("MAPI")->SyncObjects()->Item(1);
+  sync->Start();
+  sync->Start();
+  EXPECT_EQ(count("SyncObject.Start"), 1u);
+  house_.clock.advance(minutes{15});
+  sync->Start();
+  EXPECT_EQ(count("SyncObject.Start"), 2u);
+}
+
+TEST_F(OutlookStoreTest, AStartThatFailsIsNotTakenForARunningSynchronisation) {
+  const auto sync = application_->GetNamespace("MAPI")->SyncObjects()->Item(1);
+  house_.tell("raise\tcall=SyncObject.Start\tcode=80004005\ttext=Cannot start\ttimes=1");
+  EXPECT_THROW(sync->Start(), MailStoreError);
+  EXPECT_NO_THROW(sync->Start());
+  EXPECT_EQ(count("SyncObject.Start"), 2u);
+}
+
+TEST_F(OutlookStoreTest, AnOutboxThatRefusedRestsAnHourOrUntilAPersonAsks) {
+  deliver(1, 2);
+  const auto refuse = [this] {
+    const auto forward = unread()->Item(1)->Forward();
+    forward->Recipients()->Add("good@example.org");
+    house_.tell("raise\tcall=MailItem.Send\tcode=8004060C\ttext=The mailbox is full.\ttimes=1");
+    EXPECT_THROW(forward->send(), MailStoreError);
+  };
+  refuse();
+  house_.clock.advance(minutes{59});
+  EXPECT_THROW(unread()->Item(1), MailStoreError);
+  house_.clock.advance(minutes{1});
+  EXPECT_NO_THROW(unread()->Item(1));
+  refuse();
+  house_.store->outgoing().userAsks();
+  EXPECT_NO_THROW(unread()->Item(1));
+}
+
+TEST_F(OutlookStoreTest, TheOutboxOfTheMailApplicationIsNotCounted) {
+  EXPECT_EQ(house_.store->outgoing().state().outbox, "");
+  EXPECT_EQ(house_.store->outgoing().waiting(), 0u);
+  EXPECT_EQ(house_.store->place(), "outlook");
+}
+
+}  // namespace
+}  // namespace relaybird
