@@ -72,6 +72,18 @@ TEST_F(OutlookStoreTest, ALongListIsOpenedByIdentifiersInItsOwnOrder) {
   EXPECT_EQ(count("Items.Item"), taken) << "an identifier is known without the item";
 }
 
+TEST_F(OutlookStoreTest, AListThatIsTooLongForACheckIsCountedAndNotRead) {
+  MemoryItem item;
+  item.received = house_.clock.now();
+  for (int i = 0; i < 32768; ++i) {
+    outlook_double::DoubleWorld::only().store().deliver(item);
+  }
+  const auto items = unread();
+  EXPECT_EQ(items->Count(), 32768) << "the check says what to do";
+  EXPECT_EQ(count("Items.Item"), 0u);
+  EXPECT_THROW(items->Item(1), MailStoreError);
+}
+
 TEST_F(OutlookStoreTest, AnUnreadItemThatStaysUnreadIsNotMarkedAgain) {
   deliver(1, 1);
   const auto item = unread()->Item(1);
