@@ -107,6 +107,26 @@ TEST_F(DeliveryWorkerTest, AQuotaHoldsOneMessageForAnHourAndAllForFour) {
   EXPECT_THAT(take(), SizeIs(2));
 }
 
+TEST_F(DeliveryWorkerTest, TheNextAttemptIsThatOfTheMessagesBehindAQuotasOnePauseOfAMinute) {
+  transport.answer = [](const std::string& subject) {
+    return subject == "limited" ? Outcome{Outcome::Kind::kTemporary,
+                                          "5.4.5 enough for today",
+                                          true,
+                                          {},
+                                          Outcome::Cause::kLimit}
+                                : Outcome{};
+  };
+  send("limited");
+  send("fine");
+  flush();
+  EXPECT_THAT(take(), ElementsAre("limited"));
+  EXPECT_EQ(worker->nextAttempt(), world.clock.now() + minutes{1});
+  world.clock.advance(minutes{1});
+  flush();
+  EXPECT_THAT(take(), ElementsAre("fine"));
+  EXPECT_EQ(worker->nextAttempt(), world.clock.now() + minutes{59}) << "the limited one's";
+}
+
 // Two answers in a row mean the account. With a success between them, each is about its message.
 TEST_F(DeliveryWorkerTest, ASuccessClearsTheAccountOfASuspectedQuota) {
   transport.answer = [](const std::string& subject) {

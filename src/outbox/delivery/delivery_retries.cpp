@@ -118,7 +118,11 @@ void DeliveryRetries::clear() {
   othersFirst_ = false;
 }
 
-std::optional<DateTime> DeliveryRetries::next() const {
+std::optional<DateTime> DeliveryRetries::next(bool othersWait) const {
+  // One message may wait for an hour, while the pause for all others is a minute.
+  if (othersWait && pause_.wait.count() > 0) {
+    return pause_.due();
+  }
   std::optional<DateTime> next;
   for (const auto& [name, retry] : retries_) {
     if (!next || retry.due() < *next) {

@@ -77,8 +77,13 @@ class DeliveryRetries {
 
   /// How many messages were put off.
   std::size_t count() const { return retries_.size(); }
-  /// When the earliest of them is due again.
-  std::optional<DateTime> next() const;
+  /// When the earliest of them is due again. With `othersWait` there are messages that were not
+  /// put off: these are due as soon as the transport does not pause.
+  std::optional<DateTime> next(bool othersWait) const;
+  /// Whether the message is neither put off nor held.
+  bool isUntried(const std::string& name) const {
+    return !wasPutOff(name) && !held_.contains(name);
+  }
 
  private:
   struct Retry {

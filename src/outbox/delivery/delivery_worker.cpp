@@ -188,7 +188,10 @@ void DeliveryWorker::collect() {
 }
 
 void DeliveryWorker::publish() {
-  std::optional<DateTime> next = retries_.next();
+  const bool othersWait = std::any_of(
+      known_.begin(), known_.end(),
+      [this](const WaitingMessage& message) { return retries_.isUntried(message.name); });
+  std::optional<DateTime> next = retries_.next(othersWait);
   if (!next && listingFailed_) {
     next = setting_.clock.now() + kListAgain;
   }

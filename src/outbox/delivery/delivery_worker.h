@@ -74,7 +74,8 @@ class DeliveryWorker {
   /// The file that HourlyLimit keeps for an outbox.
   static std::string limitFile(const std::string& outboxFolder);
 
-  /// When the earliest message that was kept is due again; nothing if no message was kept.
+  /// When the earliest message that was kept, or that waits behind one, is due again; nothing if no
+  /// message was kept.
   std::optional<DateTime> nextAttempt() const;
 
  private:
