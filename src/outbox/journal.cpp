@@ -397,6 +397,10 @@ Result<void> Journal::sync() {
   return failed_ || durable_ < written_ ? append({}, true) : Result<void>();
 }
 
+Result<void> Journal::syncUpTo(std::uint64_t write) {
+  return failed_ || durable_ < write ? sync() : Result<void>();
+}
+
 // After any failure, or when the file has grown, the whole file is written anew from the records.
 // So one success makes good all that failed before it.
 Result<void> Journal::append(std::string_view lines, bool sync) {

@@ -129,6 +129,9 @@ class Journal {
   /// Returns once all changes are on disk, also those that could not be written so far. Does
   /// nothing if they are.
   Result<void> sync();
+  /// The same for the changes up to that number of writes().
+  Result<void> syncUpTo(std::uint64_t write);
+  std::uint64_t writes() const { return written_; }
 
   // A change that could not be written still counts until the program ends, and is written with the
   // next one.

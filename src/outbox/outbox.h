@@ -196,6 +196,7 @@ class Outbox {
   Result<void> hold(const std::string& entryId, const std::string& messageId,
                     const std::string& text, bool& certain);
   std::size_t roomToHold() const;
+  Result<void> noted(Result<void> written);
   Result<void> storeHeld(std::unique_lock<std::mutex>& lock);
   Result<void> store(const std::vector<std::string>& names);
   Result<void> noteRemoved(std::unique_lock<std::mutex>& lock);
@@ -225,6 +226,7 @@ class Outbox {
   int placing_ = 0;                             ///< messages that are just put into new/ or held
   mutable std::optional<std::size_t> counted_;  ///< how many wait, as far as it is known
   mutable DateTime countedAt_ = kNoDate;
+  std::uint64_t deliveryWrite_ = 0;      ///< the delivery's last write to the journal
   std::vector<std::string> handedOver_;  ///< files whose record may not be durable yet
   std::vector<std::string> removed_;     ///< files whose removal may not be durable yet
   std::vector<std::string> fileless_;    ///< handed over, and never had a file

@@ -144,17 +144,17 @@ Result<void> Outbox::delivered(const std::vector<const Claim*>& claims) {
   }
   counted_ =
       counted_ && *counted_ > names.size() ? std::optional(*counted_ - names.size()) : std::nullopt;
-  return journal_->deliver(names);
+  return noted(journal_->deliver(names));
 }
 
 Result<void> Outbox::begin(const Claim& claim) {
   const std::lock_guard lock(mutex_);
-  return journal_->begin(claim.name());
+  return noted(journal_->begin(claim.name()));
 }
 
 Result<void> Outbox::ended(const Claim& claim) {
   const std::lock_guard lock(mutex_);
-  return journal_->ended(claim.name());
+  return noted(journal_->ended(claim.name()));
 }
 
 bool Outbox::begun(const Claim& claim) const {
@@ -162,9 +162,15 @@ bool Outbox::begun(const Claim& claim) const {
   return journal_->begun(claim.name());
 }
 
+Result<void> Outbox::noted(Result<void> written) {
+  deliveryWrite_ = journal_->writes();
+  return written;
+}
+
+// A send may have waited for the disk since then, for its own line and so for these as well.
 Result<void> Outbox::makeDurable() {
   const std::lock_guard lock(mutex_);
-  return journal_->sync();
+  return journal_->syncUpTo(deliveryWrite_);
 }
 
 Result<void> Outbox::removeDelivered() {

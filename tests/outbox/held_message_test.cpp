@@ -98,6 +98,22 @@ TEST_F(HeldMessageTest, GetsAFileAtTheEndOfASeriesAndAtTheEndOfHolding) {
   EXPECT_THAT(readBytes(world.journal), Not(HasSubstr("two")));
 }
 
+TEST_F(HeldMessageTest, TheWaitOfASendServesTheDeliveryWhichWaitsForNoLinesOfOthers) {
+  const auto outbox = open();
+  ASSERT_TRUE(outbox->send("one", "id1", writes("one")));
+  const auto claim = outbox->claim(outbox->waiting().value().at(0).name);
+  ASSERT_TRUE(outbox->begin(*claim));
+  ASSERT_TRUE(outbox->send("two", "id2", writes("two")));
+  ASSERT_TRUE(outbox->settle("one"));
+  world.files.reset();
+  ASSERT_TRUE(outbox->makeDurable());
+  EXPECT_THAT(world.files.record(), IsEmpty());
+  ASSERT_TRUE(outbox->delivered({&*claim}));
+  world.files.reset();
+  ASSERT_TRUE(outbox->makeDurable());
+  EXPECT_THAT(world.files.record(), ElementsAre("sync " + world.journal));
+}
+
 // A user who removes a file from the outbox takes the message back.
 TEST_F(HeldMessageTest, IsNotMadeAgainWhenItsFileWasRemovedByHand) {
   auto outbox = open();

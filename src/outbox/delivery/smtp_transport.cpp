@@ -129,8 +129,8 @@ void SmtpTransport::tryAgain() {
 void SmtpTransport::Series::run() {
   const std::stop_callback wake(stop_, [this] { network_->wake(); });
   while (!stop_.stop_requested() && work()) {
+    fetchAhead();  // first, so that the wait for the disk is for the records of these messages too
     feed_.makeDurable();
-    fetchAhead();
     wait();
   }
   leave();
