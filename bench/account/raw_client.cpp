@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The least that forwarding needs, to compare the program with: fetches the unread messages that a
 // sender rule accepts from an IMAP server in pipelined commands, writes each forward to disk with
-// the three syncs that keep it safe, sends it by SMTP with one round trip a message, and marks the
+// the one sync that keeps it safe, sends it by SMTP with one round trip a message, and marks the
 // sources read in one command. It checks nothing, survives nothing, and trusts every server; plain
 // text alone.
 //
@@ -94,7 +94,8 @@ void write(int file, std::string_view bytes) {
   }
 }
 
-// Keeps a message as an outbox does: the file, a line in a journal, the folder.
+// Keeps a message as an outbox does: in a journal, or a large one as a file, with a line in the
+// journal and its name in the folder.
 class SafeFolder {
  public:
   explicit SafeFolder(const std::string& path) : path_(path) {
@@ -103,6 +104,12 @@ class SafeFolder {
     folder_ = ::open((path + "/new").c_str(), O_RDONLY | O_DIRECTORY);
   }
   void keep(std::string_view message) {
+    file_ = message.size() > kLargestInJournal;
+    if (!file_) {
+      write(journal_, message);
+      ::fsync(journal_);
+      return;
+    }
     const std::string name = std::to_string(++count_);
     const int file = ::open((path_ + "/" + name).c_str(), O_WRONLY | O_CREAT, 0600);
     write(file, message);
@@ -113,13 +120,20 @@ class SafeFolder {
     ::rename((path_ + "/" + name).c_str(), (path_ + "/new/" + name).c_str());
     ::fsync(folder_);
   }
-  void remove() const { ::unlink((path_ + "/new/" + std::to_string(count_)).c_str()); }
+  void remove() const {
+    if (file_) {
+      ::unlink((path_ + "/new/" + std::to_string(count_)).c_str());
+    }
+  }
 
  private:
+  static constexpr std::size_t kLargestInJournal = 65536;
+
   std::string path_;
   int journal_ = -1;
   int folder_ = -1;
   int count_ = 0;
+  bool file_ = false;  // the last message is in one
 };
 
 // One connection, and one round trip a message: the end of a text goes out with the next envelope.
