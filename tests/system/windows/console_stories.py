@@ -166,6 +166,13 @@ def preference_file():
 
 
 class Stories(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        # One that another test has left would answer in place of this one's.
+        folder = SCRATCH / "before"
+        folder.mkdir()
+        Double(folder).end()
+
     def setUp(self):
         name = self.id().split(".")[-1]
         folder = SCRATCH / name
