@@ -246,11 +246,14 @@ if [ -z "$real" ]; then
   gone "$folder" "$menu"
   status 0 "$scratch/new/relaybird-setup.exe" /S /autostart
 
-  say "a program that stays prevents an upgrade, and nothing is changed"
+  say "a program that stays prevents an upgrade, and nothing is changed; a console is not asked to end"
   rm "$scratch/state"
   RELAYBIRD_STAND_IN_STAYS=1 wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
+  RELAYBIRD_STAND_IN="Z:$scratch/console" wine "$folder/relaybird-console.exe" >/dev/null 2>&1 </dev/null &
   until_true grep -q running "$scratch/state"
+  until_true grep -q running "$scratch/console"
   status 2 "$scratch/old/relaybird-setup.exe" /S
+  grep -q running "$scratch/console" || fail "the console was ended"
   gone "$folder/dropped.txt"
   cmp "$scratch/new-stage/rbx.chm" "$folder/rbx.chm" || fail "the manual was replaced beside a running program"
   wineserver --kill
