@@ -397,6 +397,11 @@ Result<void> Journal::sync() {
   return failed_ || durable_ < written_ ? append({}, true) : Result<void>();
 }
 
+bool Journal::leaveToOthers(std::uint64_t write, std::chrono::milliseconds patience) {
+  const auto ends = [&] { return failed_ || durable_ >= write; };
+  return synced_.wait_for(*held_, patience, ends) && !failed_;
+}
+
 Result<void> Journal::syncUpTo(std::uint64_t write) {
   return failed_ || durable_ < write ? sync() : Result<void>();
 }

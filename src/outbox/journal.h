@@ -15,6 +15,7 @@
 // before it began.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -132,6 +133,9 @@ class Journal {
   /// The same for the changes up to that number of writes().
   Result<void> syncUpTo(std::uint64_t write);
   std::uint64_t writes() const { return written_; }
+  /// Waits until another thread has waited for the disk for the changes up to that number, at most
+  /// for that time. False if none has.
+  bool leaveToOthers(std::uint64_t write, std::chrono::milliseconds patience);
 
   // A change that could not be written still counts until the program ends, and is written with the
   // next one.

@@ -213,6 +213,8 @@ Result<void> Outbox::hold(const std::string& entryId, const std::string& message
   if (held) {
     counted_ = counted_ ? std::optional(*counted_ + 1) : std::nullopt;
     noteArrival(name);
+    sender_ = std::this_thread::get_id();
+    othersSend_ = true;
   }
   return held;
 }

@@ -26,6 +26,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -226,6 +227,8 @@ class Outbox {
   int placing_ = 0;                             ///< messages that are just put into new/ or held
   mutable std::optional<std::size_t> counted_;  ///< how many wait, as far as it is known
   mutable DateTime countedAt_ = kNoDate;
+  std::thread::id sender_;               ///< the last thread that has sent a held message
+  bool othersSend_ = false;              ///< and may soon send another one
   std::uint64_t deliveryWrite_ = 0;      ///< the delivery's last write to the journal
   std::vector<std::string> handedOver_;  ///< files whose record may not be durable yet
   std::vector<std::string> removed_;     ///< files whose removal may not be durable yet

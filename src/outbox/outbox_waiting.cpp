@@ -13,6 +13,8 @@ namespace {
 // The number that waits is asked for at each line of the log, and listing thousands of files each
 // time would take longer than sending them.
 constexpr std::chrono::seconds kCountAgain{1};
+// How long the next send of a pass is waited for.
+constexpr std::chrono::milliseconds kNextSend{3};
 
 }  // namespace
 
@@ -167,9 +169,15 @@ Result<void> Outbox::noted(Result<void> written) {
   return written;
 }
 
-// A send may have waited for the disk since then, for its own line and so for these as well.
+// A send may have waited for the disk since then, for its own line and so for these as well. A pass
+// sends one message after another, so the next send is worth a short wait: two threads that sync
+// one file hold each other up. After one such wait in vain there is no other until something is
+// sent.
 Result<void> Outbox::makeDurable() {
   const std::lock_guard lock(mutex_);
+  if (othersSend_ && sender_ != std::this_thread::get_id()) {
+    othersSend_ = journal_->leaveToOthers(deliveryWrite_, kNextSend);
+  }
   return journal_->syncUpTo(deliveryWrite_);
 }
 

@@ -144,6 +144,22 @@ TEST_F(SharedJournalTest, AWaitThatFailsIsNoFailureForThoseWhoWroteAfterItBegan)
   EXPECT_EQ(again->find(name(2))->state, State::kIntended);
 }
 
+TEST_F(SharedJournalTest, AWaitCanBeLeftToAnotherThread) {
+  disk_.whileWaiting = [](int) { return Result<void>(); };
+  journal_ = std::move(Journal::open(disk_, clock_, path_, &mutex_).value());
+  EXPECT_TRUE(intend("before"));
+  std::unique_lock lock(mutex_);
+  ASSERT_TRUE(journal_->begin("file"));
+  EXPECT_FALSE(journal_->leaveToOthers(journal_->writes(), std::chrono::milliseconds{1}));
+  std::thread other([&] { EXPECT_TRUE(intend("other")); });
+  EXPECT_TRUE(journal_->leaveToOthers(journal_->writes(), std::chrono::seconds{20}));
+  const int waits = disk_.waits;
+  EXPECT_TRUE(journal_->syncUpTo(journal_->writes()));
+  EXPECT_EQ(disk_.waits, waits);
+  lock.unlock();
+  other.join();
+}
+
 TEST(JournalLine, EveryByteComesBack) {
   std::string all;
   for (int byte = 0; byte < 256; ++byte) {
