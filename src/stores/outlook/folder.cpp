@@ -131,7 +131,7 @@ class UnreadItems : public ItemCollection {
       : connection_(std::move(connection)),
         server_(std::move(server)),
         entries_(std::move(entries)) {}
-  /// More than can be listed: knows its number alone.
+  // More than can be listed: knows its number alone.
   UnreadItems(ConnectionRef connection, std::shared_ptr<Server> server, std::int32_t count)
       : connection_(std::move(connection)), server_(std::move(server)), tooMany_(count) {}
 
