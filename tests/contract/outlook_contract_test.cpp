@@ -202,7 +202,7 @@ class OtherProcess {
     }
     return control_;
   }
-  /// In the middle of a call. The next use starts another.
+  // In the middle of a call. The next use starts another.
   void end() {
     if (control_) {
       try {

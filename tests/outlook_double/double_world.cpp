@@ -37,7 +37,7 @@ class WindowQueue : public EventQueue {
     PostMessageW(window_, WM_APP, 0, 0);
   }
 
-  /// Once, after that time; a second call starts the time anew.
+  // Once, after that time; a second call starts the time anew.
   void later(UINT milliseconds, std::function<void()> event) {
     late_ = std::move(event);
     SetTimer(window_, 1, milliseconds, nullptr);

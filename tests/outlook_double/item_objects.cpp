@@ -20,7 +20,7 @@ const IID kItemOfThisProcess = {
 class MailObject : public DispatchObject {
  public:
   using DispatchObject::DispatchObject;
-  /// Throws where a safe item wraps none.
+  // Throws where a safe item wraps none.
   virtual std::shared_ptr<MailItem> mail() = 0;
 };
 

@@ -37,7 +37,7 @@ void serveMessages() {
   }
 }
 
-/// A listener that notes what it is told.
+// A listener that notes what it is told.
 class Sink : public IDispatch {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -104,7 +104,7 @@ class OutlookDouble : public testing::TestWithParam<Place> {
     const auto objects = objectOf(get(*mapi().get(), "SyncObjects"));
     return objectOf(get(*objects.get(), "Item", with(Value::number(1))));
   }
-  /// The answer of a call that fails.
+  // The answer of a call that fails.
   template <class Work>
   CallFailed failure(Work work) {
     try {

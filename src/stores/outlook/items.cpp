@@ -170,7 +170,7 @@ class OutlookItem : public ItemOver<MailItem> {
   }
 
   ConnectionRef connection_;
-  std::shared_ptr<ListedItem> listed_;  ///< null for an item that has not been received
+  std::shared_ptr<ListedItem> listed_;  // null for an item that has not been received
   mutable Object object_;
   std::optional<std::string> subject_;
   bool sent_ = false;

@@ -32,7 +32,7 @@ class OutlookAttachments : public Attachments {
 
 class OutlookRecipient : public Recipient {
  public:
-  /// `type` is that of a recipient which was just added.
+  // `type` is that of a recipient which was just added.
   OutlookRecipient(Object object, std::optional<RecipientType> type)
       : object_(std::move(object)), type_(type) {}
 

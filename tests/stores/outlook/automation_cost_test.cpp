@@ -13,7 +13,7 @@
 namespace relaybird {
 namespace {
 
-/// Calls by kind, or by name.
+// Calls by kind, or by name.
 using Counts = std::map<std::string, std::size_t>;
 
 std::string kindOf(const std::string& call) {
@@ -27,14 +27,14 @@ std::string kindOf(const std::string& call) {
 
 class AutomationCost : public testing::Test {
  protected:
-  /// What one check calls, by name.
+  // What one check calls, by name.
   Counts callsOfCheck() {
     house_.tell("counts\tclear=1");
     house_.check();
     return outlook_double::DoubleWorld::only().calls().counts();
   }
 
-  /// What each further item of a check costs: a check of many less a check of few.
+  // What each further item of a check costs: a check of many less a check of few.
   template <class Prepare>
   Counts perItem(Prepare prepare) {
     prepare(kFew);

@@ -19,7 +19,7 @@ std::vector<std::string> sentSubjects() {
   return subjects;
 }
 
-/// Calls of members in a check of three items that goes well.
+// Calls of members in a check of three items that goes well.
 std::size_t callsOfCheck() {
   OutlookHouse house;
   for (int i = 1; i <= 3; ++i) {
@@ -44,7 +44,7 @@ void checkAgain(OutlookHouse& house) {
   }
 }
 
-/// What was sent in the end, sorted, where the application ends at that call of the first check.
+// What was sent in the end, sorted, where the application ends at that call of the first check.
 std::vector<std::string> sentWithEndAt(std::size_t call, const char* when) {
   OutlookHouse house;
   for (int i = 1; i <= 3; ++i) {

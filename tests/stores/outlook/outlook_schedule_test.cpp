@@ -18,7 +18,7 @@ class OutlookSchedule : public testing::Test {
   OutlookSchedule() { house_.tell("syncs\tend=told"); }
 
   void trigger() { house_.engine.engine.schedule().ForwardTrigger(); }
-  /// The application reports the end; the events that follow are run.
+  // The application reports the end; the events that follow are run.
   void endSynchronisation() {
     house_.tell("end");
     for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE;) {

@@ -85,12 +85,12 @@ struct HandleInput::State : std::enable_shared_from_this<State> {
 
   std::mutex mutex;
   std::condition_variable wake;
-  EventQueue* events;  ///< null: the input is gone
+  EventQueue* events;  // null: the input is gone
   bool wanted = false;
-  std::optional<std::string> piece;  ///< read and not yet delivered
+  std::optional<std::string> piece;  // read and not yet delivered
   bool started = false;
-  PieceReader reader;                             ///< the thread's
-  std::function<void(std::string_view)> onBytes;  ///< the loop's
+  PieceReader reader;                             // the thread's
+  std::function<void(std::string_view)> onBytes;  // the loop's
 };
 
 void HandleInput::State::work() {

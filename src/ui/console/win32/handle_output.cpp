@@ -73,11 +73,11 @@ struct HandleOutput::State {
 
   std::mutex mutex;
   std::condition_variable wake;
-  std::optional<std::string> piece;  ///< wanted or being written
+  std::optional<std::string> piece;  // wanted or being written
   bool closed = false;
   WriteOutcome outcome = WriteOutcome::kWritten;
-  PieceWriter writer;  ///< the thread's
-  /// Set while nothing is being written.
+  PieceWriter writer;  // the thread's
+  // Set while nothing is being written.
   const ObjectHandle idle{::CreateEventW(nullptr, TRUE, TRUE, nullptr)};
 };
 

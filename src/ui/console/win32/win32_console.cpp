@@ -58,7 +58,7 @@ class ConsoleEvents {
   ConsoleEvents(const ConsoleEvents&) = delete;
   ConsoleEvents& operator=(const ConsoleEvents&) = delete;
 
-  /// Set since the program was asked to end.
+  // Set since the program was asked to end.
   HANDLE asked() const { return asked_.get(); }
 
   void listen(std::function<void()> onEnd) {
