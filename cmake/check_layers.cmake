@@ -39,7 +39,7 @@ layer(ui/desktop/views platform ui/forms ui/desktop/widgets ui/desktop/native ui
 layer(ui/desktop/windows platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views)
 layer(ui/desktop/help platform ui/forms ui/desktop/widgets ui/desktop/native)
 layer(ui/desktop/gtk platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services)
-layer(ui/desktop/msw platform ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/help)
+layer(ui/desktop/msw platform platform/win32 ui/forms ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/help)
 layer(app platform message mail outbox prefs stores stores/outlook compose engine
       ui/forms ui/help ui/console ui/desktop/widgets ui/desktop/native ui/desktop/services ui/desktop/views ui/desktop/windows
       ui/desktop/help)

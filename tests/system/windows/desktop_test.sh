@@ -259,6 +259,22 @@ eventually "the program stays" ended
 wait "$first" || fail "the program ended with status $?"
 timeout 60 wineserver --wait
 
+say "the console ends with the session"
+mkfifo "$scratch/commands"
+wine "$build/src/app/relaybird-console.exe" <"$scratch/commands" >"$scratch/console.log" 2>&1 &
+console=$!
+exec 7>"$scratch/commands"
+echo status >&7
+eventually "the console does not start" grep -q '^automation: ' "$scratch/console.log"
+timeout 60 wine wineboot --end-session >"$scratch/end.log" 2>&1 || fail "the session does not end"
+console_ended() {
+  ! kill -0 "$console"
+}
+eventually "the console stays" console_ended
+wait "$console" || fail "the console ended with status $?"
+exec 7>&-
+timeout 60 wineserver --wait
+
 say "the windows grow with the resolution of the screen"
 rm "$places"
 wine reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d 144 /f >"$scratch/reg.log" 2>&1

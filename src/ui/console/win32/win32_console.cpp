@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The console of Windows: threads that read and write the standard streams, and the events of the
-// console window (Ctrl+C, its close button), which the system brings on a thread of its own.
+// The console of Windows: threads that read and write the standard streams, the events of the
+// console window (Ctrl+C, its close button), which the system brings on a thread of its own, and
+// the end of the session, of which only a window is told.
 #include <windows.h>
 
 #include <cstdlib>
@@ -12,6 +13,7 @@
 
 #include "platform/win32/message_waiter.h"
 #include "platform/win32/object_handle.h"
+#include "platform/win32/session_end_window.h"
 #include "ui/console/console_system.h"
 #include "ui/console/win32/handle_input.h"
 #include "ui/console/win32/handle_output.h"
@@ -61,6 +63,12 @@ class ConsoleEvents {
   // Set since the program was asked to end.
   HANDLE asked() const { return asked_.get(); }
 
+  // On any thread.
+  void ask() {
+    ::SetEvent(asked_.get());
+    post();
+  }
+
   void listen(std::function<void()> onEnd) {
     onEnd_ = std::move(onEnd);
     if (onEnd_ && ::WaitForSingleObject(asked_.get(), 0) == WAIT_OBJECT_0) {
@@ -78,8 +86,7 @@ class ConsoleEvents {
         return FALSE;
       }
       if (!again) {
-        ::SetEvent(current_->asked_.get());
-        current_->post();
+        current_->ask();
       }
     }
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
@@ -199,6 +206,8 @@ class Win32Console : public ConsoleSystem {
       outputMode_.change(ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING, 0);
   MainLoop loop_{std::make_shared<MessageWaiter>()};
   ConsoleEvents events_{loop_};
+  SessionEndWindow sessionEnd_{[this] { events_.ask(); },
+                               "A check of the inbox is brought to its end."};
   std::function<void()> onBroken_ = [] {};
   HandleOutput output_{writerOf(outputHandle_), events_.asked(), [this] { onBroken_(); }};
   HandleInput input_{loop_, readerOf(inputHandle_)};
