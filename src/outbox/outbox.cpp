@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Opening, sending, and recovery after a crash; outbox_waiting.cpp has the side of the delivery.
+// Opening, sending, and recovery after a crash.
 // The promise of outbox.h rests on the order of the steps: none may be moved before another. A
 // failure is reported as final only when it is certain that the message cannot go out any more.
 // Locking: mutex_ guards the journal and the records in memory. It is not held during waits for the
@@ -16,14 +16,6 @@ namespace relaybird {
 
 namespace {
 
-// A message that the journal holds is written twice if it cannot leave soon, and is encoded; a
-// larger one is better written once.
-constexpr std::size_t kLargestHeld = std::size_t{64} << 10;
-// Held messages are in memory too.
-constexpr std::size_t kMostHeld = std::size_t{4} << 20;
-// Above this number of arrivals, listing the folder is as cheap as remembering them.
-constexpr std::size_t kArrivalLimit = 4096;
-
 // Random, so that two runs within the same second, or after the clock was set back, use different
 // names.
 constexpr std::size_t kSessionBytes = 8;
@@ -34,14 +26,14 @@ Error mayStillGoOut(const Error& why) {
 
 }  // namespace
 
-Outbox::Outbox(FileSystem& files, const Clock& clock, RandomBytes random, std::string folder)
-    : files_(files), clock_(clock), random_(std::move(random)), disk_(files, std::move(folder)) {}
+Outbox::Outbox(FileSystem& files, const Clock& clock, std::string folder)
+    : files_(files), clock_(clock), disk_(files, std::move(folder)) {}
 
 Result<std::unique_ptr<Outbox>> Outbox::open(FileSystem& files, const Clock& clock,
-                                             RandomBytes random, std::string folder,
-                                             std::string journal) {
-  std::unique_ptr<Outbox> outbox(new Outbox(files, clock, std::move(random), std::move(folder)));
-  if (auto prepared = outbox->prepare(journal); !prepared) {
+                                             const RandomBytes& random, std::string folder,
+                                             const std::string& journal) {
+  std::unique_ptr<Outbox> outbox(new Outbox(files, clock, std::move(folder)));
+  if (auto prepared = outbox->prepare(random, journal); !prepared) {
     return prepared.error();
   }
   if (auto recovered = outbox->recover(); !recovered) {
@@ -52,7 +44,7 @@ Result<std::unique_ptr<Outbox>> Outbox::open(FileSystem& files, const Clock& clo
 
 // In this order: the folder is locked before the journal is read, since the program that has the
 // lock may be changing both.
-Result<void> Outbox::prepare(const std::string& journal) {
+Result<void> Outbox::prepare(const RandomBytes& random, const std::string& journal) {
   if (auto made = disk_.make(parentFolder(journal)); !made) {
     return made;
   }
@@ -63,16 +55,17 @@ Result<void> Outbox::prepare(const std::string& journal) {
     return lock.error();
   }
   lock_ = std::move(*lock);
-  auto session = random_(kSessionBytes);
+  auto session = random(kSessionBytes);
   if (!session) {
     return session.error();
   }
-  session_ = toHex(*session);
+  names_.emplace(clock_, toHex(*session));
   auto opened = Journal::open(files_, clock_, journal, &mutex_);
   if (!opened) {
     return opened.error();
   }
   journal_ = std::move(*opened);
+  queue_.emplace(OutboxParts{files_, clock_, disk_, *names_, *journal_, mutex_});
   if (journal_->damagedLines() > 0) {
     findings_.push_back("The outbox journal " + journal + " has damaged lines (" +
                         std::to_string(journal_->damagedLines()) + "), which were left out");
@@ -92,39 +85,7 @@ Result<void> Outbox::recover() {
   }
   // After the recovery: what is still in tmp/ belongs to no forward.
   disk_.clearTmp(*inTmp, clock_.now());
-  if (auto recovered = recoverHeld(); !recovered) {
-    return recovered;
-  }
-  // Their hand-over is on record, so these must not be delivered again, whatever became of the
-  // files.
-  handedOver_.assign(journal_->delivered().begin(), journal_->delivered().end());
-  (void)finishDeliveries();
-  forgetWhatIsGone(files_, disk_, *journal_);
-  return {};
-}
-
-// A crash may have come after the file was made. The others get theirs from finishDeliveries(), or
-// stay held where the disk does not allow that.
-Result<void> Outbox::recoverHeld() {
-  if (journal_->texts().empty()) {
-    return {};
-  }
-  const auto placed = disk_.placedNames();
-  if (!placed) {
-    return placed.error();
-  }
-  if (auto synced = files_.syncFolder(joinPath(disk_.path(), "new")); !synced) {
-    return synced;
-  }
-  const std::lock_guard lock(mutex_);
-  std::vector<std::string> have;
-  for (const auto& [name, text] : journal_->texts()) {
-    if (placed->contains(name)) {
-      have.push_back(name);
-    }
-  }
-  (void)journal_->stored(have);
-  return {};
+  return queue_->recover();
 }
 
 // The store asks after a failure whether to wait for the disk or to give the message up, so the
@@ -151,14 +112,15 @@ Result<void> Outbox::trySend(const std::string& entryId, const std::string& mess
     }
   }
   // Messages that forward no inbox item are not in the journal.
-  return entryId.empty() || roomToHold() == 0 ? sendFile(entryId, messageId, write, attempt)
-                                              : sendHeld(entryId, messageId, write, attempt);
+  const std::size_t room = entryId.empty() ? 0 : queue_->roomToHold();
+  return room == 0 ? sendFile(entryId, messageId, write, attempt)
+                   : sendHeld(entryId, messageId, room, write, attempt);
 }
 
 Result<void> Outbox::sendFile(const std::string& entryId, const std::string& messageId,
                               const Writer& write, WriteAttempt& attempt) {
   std::string name;
-  auto file = createTmp(name);
+  auto file = disk_.create(*names_, name);
   if (!file) {
     return file.error();
   }
@@ -168,9 +130,9 @@ Result<void> Outbox::sendFile(const std::string& entryId, const std::string& mes
 }
 
 Result<void> Outbox::sendHeld(const std::string& entryId, const std::string& messageId,
-                              const Writer& write, WriteAttempt& attempt) {
+                              std::size_t room, const Writer& write, WriteAttempt& attempt) {
   std::string name;
-  SpillingFile file(roomToHold(), [&] { return createTmp(name); });
+  SpillingFile file(room, [&] { return disk_.create(*names_, name); });
   auto outcome = writeMessage(file, write, attempt);
   if (file.spilled()) {
     return finishFile(entryId, messageId, name, std::move(outcome));
@@ -193,28 +155,18 @@ Result<void> Outbox::sendHeld(const std::string& entryId, const std::string& mes
       entryId, messageId, [&](OutputFile& to) { return to.write(text); }, attempt);
 }
 
-// How large a message the journal may hold now.
-std::size_t Outbox::roomToHold() const {
-  const std::lock_guard lock(mutex_);
-  const std::size_t held = journal_->textBytes();
-  return !holds_ || held >= kMostHeld ? 0 : std::min(kLargestHeld, kMostHeld - held);
-}
-
+// A delivery must not claim the message before it is durable.
 Result<void> Outbox::hold(const std::string& entryId, const std::string& messageId,
                           const std::string& text, bool& certain) {
-  const std::string name = nextName();
-  const std::lock_guard lock(mutex_);
-  // A delivery must not claim the message before it is durable.
-  busy_.insert(name);
-  ++placing_;
-  auto held = journal_->hold(entryId, messageId, name, text, certain);
-  --placing_;
-  busy_.erase(name);
+  const std::string name = names_->next();
+  DeliveryQueue::Arrival arrival(*queue_, name);
+  Result<void> held;
+  {
+    const std::lock_guard lock(mutex_);
+    held = journal_->hold(entryId, messageId, name, text, certain);
+  }
   if (held) {
-    counted_ = counted_ ? std::optional(*counted_ + 1) : std::nullopt;
-    noteArrival(name);
-    sender_ = std::this_thread::get_id();
-    othersSend_ = true;
+    arrival.arrived(DeliveryQueue::Place::kJournal);
   }
   return held;
 }
@@ -268,7 +220,7 @@ Result<void> Outbox::tryDisk() {
 
 Result<void> Outbox::tryTmp(std::uint64_t size) {
   std::string name;
-  auto file = createTmp(name);
+  auto file = disk_.create(*names_, name);
   if (!file) {
     return file.error();
   }
@@ -278,85 +230,52 @@ Result<void> Outbox::tryTmp(std::uint64_t size) {
   return outcome ? removed : outcome;
 }
 
-// A try that could not be taken back leaves an intent without an outcome.
+// A try that could not be taken back leaves an intent without an outcome. Runs before each try of
+// an entry, so that a doubt never leads to a second copy.
 Result<void> Outbox::resolveDoubt(const std::string& entryId) {
-  // Runs before each try of an entry, so that a doubt never leads to a second copy.
-  const std::lock_guard lock(mutex_);
-  const ForwardRecord* record = journal_->find(entryId);
-  if (!record || record->state != ForwardRecord::State::kIntended) {
-    return {};
-  }
-  arrivalsLost_ = true;
-  counted_.reset();
-  auto inTmp = disk_.namesInTmp();
-  if (!inTmp) {
-    return inTmp.error();
-  }
-  return recoverForwards(files_, disk_, *journal_, *inTmp);
-}
-
-std::string Outbox::nextName() {
-  const std::lock_guard lock(mutex_);
-  return makeOutboxName(clock_.now(), ++counter_, session_);
-}
-
-Result<std::unique_ptr<OutputFile>> Outbox::createTmp(std::string& name) {
-  for (int tries = 0;; ++tries) {
-    // The name can be taken only by an accident, which the next number avoids.
-    name = nextName();
-    auto file = files_.create(disk_.pathOf("tmp", name));
-    if (file || file.error().code != EEXIST || tries == 3) {
-      return file;
+  {
+    const std::lock_guard lock(mutex_);
+    const ForwardRecord* record = journal_->find(entryId);
+    if (!record || record->state != ForwardRecord::State::kIntended) {
+      return {};
     }
   }
+  auto resolved = resolveDoubts();
+  queue_->forgetWhatIsKnown();
+  return resolved;
+}
+
+Result<void> Outbox::resolveDoubts() {
+  const std::lock_guard lock(mutex_);
+  auto inTmp = disk_.namesInTmp();
+  return inTmp ? recoverForwards(files_, disk_, *journal_, *inTmp) : inTmp.error();
 }
 
 Result<void> Outbox::place(const std::string& name) {
-  {
-    const std::lock_guard lock(mutex_);
-    // A delivery must not claim the file before its rename is known to be durable.
-    busy_.insert(name);
-    ++placing_;
-  }
+  // A delivery must not claim the file before its rename is known to be durable.
+  DeliveryQueue::Arrival arrival(*queue_, name);
   auto placed = files_.rename(disk_.pathOf("tmp", name), disk_.pathOf("new", name));
   if (placed) {
-    placed = files_.syncFolder(joinPath(disk_.path(), "new"));
+    placed = disk_.syncNew();
   }
   const bool takenBack = !placed && disk_.withdraw(name);
-  const std::lock_guard lock(mutex_);
-  busy_.erase(name);
-  --placing_;
-  if (placed) {
-    counted_ = counted_ ? std::optional(*counted_ + 1) : std::nullopt;
-    // If this line is lost, the next start finds the file in new/ and draws the same conclusion.
-    (void)journal_->done(name);
-    noteArrival(name);
-    return {};
+  if (placed || takenBack) {
+    // If this line is lost, the next start finds the file in new/, or does not, and draws the same
+    // conclusion.
+    const std::lock_guard lock(mutex_);
+    (void)(placed ? journal_->done(name) : journal_->annul(name));
   }
-  counted_.reset();
-  if (takenBack) {
-    (void)journal_->annul(name);
+  if (placed) {
+    arrival.arrived(DeliveryQueue::Place::kNew);
+  }
+  if (placed || takenBack) {
     return placed;
   }
   // The file may be in new/, and is then delivered, or in tmp/, from where a repeated send or the
   // next start moves it into new/. Its intent stays on record until one of them has found out, so
   // that the file is neither removed nor written a second time.
-  arrivalsLost_ = true;
+  queue_->forgetWhatIsKnown();
   return mayStillGoOut(placed.error());
-}
-
-// A delivery that is behind lists the folder instead, so that this list does not grow without end
-// while no server can be reached.
-void Outbox::noteArrival(const std::string& name) {
-  if (arrivalsLost_) {
-    return;
-  }
-  if (arrivals_.size() >= kArrivalLimit) {
-    arrivals_.clear();
-    arrivalsLost_ = true;
-    return;
-  }
-  arrivals_.push_back({name, clock_.now()});
 }
 
 std::optional<std::string> Outbox::intendedMessageId(const std::string& entryId) const {

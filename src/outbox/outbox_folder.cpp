@@ -142,6 +142,17 @@ Result<void> OutboxFolder::make(const std::string& journalFolder) {
   return {};
 }
 
+Result<std::unique_ptr<OutputFile>> OutboxFolder::create(OutboxNames& names, std::string& name) {
+  for (int tries = 0;; ++tries) {
+    // The name can be taken only by an accident, which the next number avoids.
+    name = names.next();
+    auto file = files_.create(pathOf("tmp", name));
+    if (file || file.error().code != EEXIST || tries == 3) {
+      return file;
+    }
+  }
+}
+
 Result<std::set<std::string>> OutboxFolder::namesInTmp() {
   const auto entries = files_.list(joinPath(path_, "tmp"));
   if (!entries) {
@@ -191,7 +202,7 @@ bool OutboxFolder::withdraw(const std::string& name) {
   const std::string inNew = pathOf("new", name);
   const auto taken = files_.remove(inNew);
   const bool neverThere = isAbsent(taken);
-  const bool synced = neverThere || files_.syncFolder(joinPath(path_, "new"));
+  const bool synced = neverThere || syncNew();
   const auto cleared = files_.remove(inTmp);
   if (cleared) {
     return true;  // a rename leaves one name: a file still in tmp/ never reached new/
@@ -234,6 +245,10 @@ Result<void> SpillingFile::close() {
   return file_ ? file_->close() : Result<void>();
 }
 
+Result<void> OutboxFolder::syncNew() {
+  return files_.syncFolder(joinPath(path_, "new"));
+}
+
 Result<void> OutboxFolder::store(const std::string& name, const std::string& inTmp,
                                  std::string_view text) {
   const std::string path = pathOf("tmp", inTmp);
@@ -264,7 +279,7 @@ Result<void> OutboxFolder::moveToFailed(const std::string& name, const std::stri
   // The new name is synced first, so that a power cut leaves the file with two names rather than
   // with none. If the old name comes back, the message is refused once more.
   if (files_.syncFolder(joinPath(path_, "failed"))) {
-    (void)files_.syncFolder(joinPath(path_, "new"));
+    (void)syncNew();
   }
   return {};
 }
@@ -302,7 +317,7 @@ Result<void> OutboxFolder::tryNew() {
   if (auto removed = files_.remove(trial); !removed) {
     return removed;
   }
-  return files_.syncFolder(joinPath(path_, "new"));
+  return syncNew();
 }
 
 std::size_t OutboxFolder::countWaiting(const std::set<std::string>& except) const {

@@ -3,12 +3,15 @@
 // failed/. Outbox decides what these steps mean for the forward of an inbox item.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/clock.h"
 #include "platform/file_system.h"
@@ -22,6 +25,19 @@ std::string makeOutboxName(DateTime now, std::uint64_t counter, std::string_view
 
 /// Whether the name may have been made by makeOutboxName, in this or another run.
 bool isOutboxName(std::string_view name);
+
+/// Makes the names of one run. Any thread.
+class OutboxNames {
+ public:
+  OutboxNames(const Clock& clock, std::string session)
+      : clock_(clock), session_(std::move(session)) {}
+  std::string next() { return makeOutboxName(clock_.now(), ++counter_, session_); }
+
+ private:
+  const Clock& clock_;
+  std::string session_;  ///< makes the names of this run differ from those of other runs
+  std::atomic<std::uint64_t> counter_ = 0;
+};
 
 /// Writes a message to the file that it is given, without syncing or closing it.
 using MessageWriter = std::function<Result<void>(OutputFile&)>;
@@ -75,6 +91,8 @@ class OutboxFolder {
   /// with durable names.
   Result<void> make(const std::string& journalFolder);
 
+  /// Makes a file in tmp/ under a new name, which is returned in `name`.
+  Result<std::unique_ptr<OutputFile>> create(OutboxNames& names, std::string& name);
   /// The regular files in tmp/.
   Result<std::set<std::string>> namesInTmp();
   /// The unique names, without Maildir flags, of the messages in new/, cur/ and failed/.
@@ -83,6 +101,8 @@ class OutboxFolder {
   /// while the outbox is locked.
   void clearTmp(const std::set<std::string>& names, DateTime now);
 
+  /// Makes what was renamed or removed in new/ so far durable.
+  Result<void> syncNew();
   /// Puts a message into new/ under that name by way of `inTmp`, a free name in tmp/. The file is
   /// durable, but its name is not before new/ is synced. A file that has the name is replaced.
   Result<void> store(const std::string& name, const std::string& inTmp, std::string_view text);

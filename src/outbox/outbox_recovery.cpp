@@ -43,7 +43,7 @@ Result<void> recoverForwards(FileSystem& files, OutboxFolder& disk, Journal& jou
     (placed->contains(file) ? sent : gone).push_back(file);
   }
   // Needed for missing files too: one may have been removed from new/ without a sync.
-  if (auto synced = files.syncFolder(joinPath(disk.path(), "new")); !synced) {
+  if (auto synced = disk.syncNew(); !synced) {
     return synced;
   }
   for (const std::string& file : gone) {

@@ -26,7 +26,7 @@ class HeldMessageTest : public testing::Test {
  protected:
   std::unique_ptr<Outbox> open() {
     auto outbox = world.open();
-    outbox->holdForDelivery(true);
+    outbox->queue().holdForDelivery(true);
     return outbox;
   }
   std::unique_ptr<Outbox> openWithOneSent() {
@@ -38,16 +38,16 @@ class HeldMessageTest : public testing::Test {
   }
   // Everything that waits leaves.
   static Result<void> deliverAll(Outbox& outbox) {
-    for (const auto waiting = outbox.waiting(); const WaitingMessage& message : *waiting) {
-      const auto claim = outbox.claim(message.name);
-      EXPECT_TRUE(outbox.delivered({&*claim}));
+    for (const auto waiting = outbox.queue().waiting(); const WaitingMessage& message : *waiting) {
+      const auto claim = outbox.queue().claim(message.name);
+      EXPECT_TRUE(outbox.queue().delivered({&*claim}));
     }
-    return outbox.finishDeliveries();
+    return outbox.queue().finishDeliveries();
   }
   static std::vector<std::string> texts(Outbox& outbox) {
     std::vector<std::string> found;
-    for (const auto waiting = outbox.waiting(); const WaitingMessage& message : *waiting) {
-      found.push_back(outbox.read(*outbox.claim(message.name), 1 << 20).value());
+    for (const auto waiting = outbox.queue().waiting(); const WaitingMessage& message : *waiting) {
+      found.push_back(outbox.queue().read(*outbox.queue().claim(message.name), 1 << 20).value());
     }
     return found;
   }
@@ -63,7 +63,7 @@ TEST_F(HeldMessageTest, CostsOneWaitForTheDiskAndNoFile) {
             1);
   EXPECT_THAT(world.files.record(), Not(testing::Contains(HasSubstr(world.folder))));
   EXPECT_TRUE(outbox->alreadySent("entry"));
-  EXPECT_EQ(outbox->countWaiting(), 1U);
+  EXPECT_EQ(outbox->queue().countWaiting(), 1U);
 }
 
 TEST_F(HeldMessageTest, LeavesWithoutAFileAndItsTextLeavesTheJournalToo) {
@@ -74,43 +74,43 @@ TEST_F(HeldMessageTest, LeavesWithoutAFileAndItsTextLeavesTheJournalToo) {
   world.files.reset();
   ASSERT_TRUE(deliverAll(*outbox));
   EXPECT_THAT(world.files.record(), Not(testing::Contains(HasSubstr(world.folder))));
-  EXPECT_THAT(*outbox->waiting(), IsEmpty());
-  EXPECT_EQ(outbox->countWaiting(), 0U);
+  EXPECT_THAT(*outbox->queue().waiting(), IsEmpty());
+  EXPECT_EQ(outbox->queue().countWaiting(), 0U);
   EXPECT_THAT(readBytes(world.journal), Not(HasSubstr("private-text")));
   outbox.reset();
   outbox = open();
   EXPECT_TRUE(outbox->alreadySent("entry"));
-  EXPECT_THAT(*outbox->waiting(), IsEmpty());
+  EXPECT_THAT(*outbox->queue().waiting(), IsEmpty());
 }
 
 TEST_F(HeldMessageTest, GetsAFileAtTheEndOfASeriesAndAtTheEndOfHolding) {
   const auto outbox = open();
   ASSERT_TRUE(outbox->send("entry", "id", writes("one")));
   EXPECT_THAT(world.names("new"), IsEmpty());
-  ASSERT_TRUE(outbox->finishDeliveries());
+  ASSERT_TRUE(outbox->queue().finishDeliveries());
   ASSERT_THAT(world.names("new"), SizeIs(1));
   EXPECT_EQ(world.bytesOf("new", world.names("new")[0]), "one");
   ASSERT_TRUE(outbox->send("other", "id2", writes("two")));
-  EXPECT_EQ(outbox->countWaiting(), 2U);
-  outbox->holdForDelivery(false);
+  EXPECT_EQ(outbox->queue().countWaiting(), 2U);
+  outbox->queue().holdForDelivery(false);
   EXPECT_THAT(world.names("new"), SizeIs(2));
-  EXPECT_THAT(*outbox->waiting(), SizeIs(2));
+  EXPECT_THAT(*outbox->queue().waiting(), SizeIs(2));
   EXPECT_THAT(readBytes(world.journal), Not(HasSubstr("two")));
 }
 
 TEST_F(HeldMessageTest, TheWaitOfASendServesTheDeliveryWhichWaitsForNoLinesOfOthers) {
   const auto outbox = open();
   ASSERT_TRUE(outbox->send("one", "id1", writes("one")));
-  const auto claim = outbox->claim(outbox->waiting().value().at(0).name);
-  ASSERT_TRUE(outbox->begin(*claim));
+  const auto claim = outbox->queue().claim(outbox->queue().waiting().value().at(0).name);
+  ASSERT_TRUE(outbox->queue().begin(*claim));
   ASSERT_TRUE(outbox->send("two", "id2", writes("two")));
   ASSERT_TRUE(outbox->settle("one"));
   world.files.reset();
-  ASSERT_TRUE(outbox->makeDurable());
+  ASSERT_TRUE(outbox->queue().makeDurable());
   EXPECT_THAT(world.files.record(), IsEmpty());
-  ASSERT_TRUE(outbox->delivered({&*claim}));
+  ASSERT_TRUE(outbox->queue().delivered({&*claim}));
   world.files.reset();
-  ASSERT_TRUE(outbox->makeDurable());
+  ASSERT_TRUE(outbox->queue().makeDurable());
   EXPECT_THAT(world.files.record(), ElementsAre("sync " + world.journal));
 }
 
@@ -118,34 +118,34 @@ TEST_F(HeldMessageTest, TheWaitOfASendServesTheDeliveryWhichWaitsForNoLinesOfOth
 TEST_F(HeldMessageTest, IsNotMadeAgainWhenItsFileWasRemovedByHand) {
   auto outbox = open();
   ASSERT_TRUE(outbox->send("entry", "id", writes("text")));
-  ASSERT_TRUE(outbox->finishDeliveries());
+  ASSERT_TRUE(outbox->queue().finishDeliveries());
   ASSERT_TRUE(world.disk.remove(world.folder + "/new/" + world.names("new").at(0)));
   outbox.reset();
   outbox = open();
   EXPECT_TRUE(outbox->alreadySent("entry"));
-  EXPECT_THAT(*outbox->waiting(), IsEmpty());
+  EXPECT_THAT(*outbox->queue().waiting(), IsEmpty());
 }
 
 TEST_F(HeldMessageTest, WaitsAtTheNextStartWithItsTimeAlsoWhenItsEntryIsSettled) {
   for (const bool settled : {false, true}) {
     OutboxWorld other;
     auto outbox = other.open();
-    outbox->holdForDelivery(true);
+    outbox->queue().holdForDelivery(true);
     ASSERT_TRUE(outbox->send("entry", "id", writes("text")));
     if (settled) {
       // A failure makes the journal write its file anew.
       other.files.reset();
       other.files.failStep(1, EIO);
       EXPECT_FALSE(outbox->settle("entry"));
-      ASSERT_TRUE(outbox->makeDurable());
+      ASSERT_TRUE(outbox->queue().makeDurable());
       EXPECT_THAT(readBytes(other.journal), HasSubstr(" text "));
     }
-    EXPECT_EQ(outbox->waiting().value().at(0).modified,
+    EXPECT_EQ(outbox->queue().waiting().value().at(0).modified,
               std::chrono::floor<std::chrono::seconds>(other.clock.now()));
     outbox.reset();
-    EXPECT_EQ(Outbox::countWaiting(other.disk, other.folder, other.journal), 1U);
+    EXPECT_EQ(DeliveryQueue::countWaiting(other.disk, other.folder, other.journal), 1U);
     outbox = other.open();
-    EXPECT_EQ(Outbox::countWaiting(other.disk, other.folder, other.journal), 1U);
+    EXPECT_EQ(DeliveryQueue::countWaiting(other.disk, other.folder, other.journal), 1U);
     EXPECT_EQ(texts(*outbox).at(0), "text");
     EXPECT_THAT(other.names("new"), SizeIs(1));
     EXPECT_EQ(outbox->alreadySent("entry"), !settled);
@@ -170,12 +170,12 @@ TEST_F(HeldMessageTest, TheMemoryAndTheJournalStayBounded) {
     ASSERT_TRUE(outbox->send("entry " + std::to_string(i), "id", writes(text)));
   }
   EXPECT_THAT(world.names("new"), SizeIs(100 - (4 << 20) / 60000));
-  EXPECT_THAT(*outbox->waiting(), SizeIs(100));
+  EXPECT_THAT(*outbox->queue().waiting(), SizeIs(100));
   std::size_t largest = 0;
   for (int i = 0; i < 250; ++i) {
-    for (const auto waiting = outbox->waiting(); const WaitingMessage& message : *waiting) {
-      const auto claim = outbox->claim(message.name);
-      ASSERT_TRUE(outbox->delivered({&*claim}));
+    for (const auto waiting = outbox->queue().waiting(); const WaitingMessage& message : *waiting) {
+      const auto claim = outbox->queue().claim(message.name);
+      ASSERT_TRUE(outbox->queue().delivered({&*claim}));
     }
     ASSERT_TRUE(outbox->send("more " + std::to_string(i), "id", writes(text)));
     largest = std::max<std::size_t>(largest, world.disk.inspect(world.journal)->size);
@@ -211,14 +211,14 @@ TEST_F(HeldMessageTest, ARefusedOneMovesToFailed) {
   auto outbox = open();
   ASSERT_TRUE(outbox->send("entry", "id", writes("text")));
   {
-    const auto claim = outbox->claim(outbox->waiting().value().at(0).name);
-    ASSERT_TRUE(outbox->refuse(*claim, "no"));
+    const auto claim = outbox->queue().claim(outbox->queue().waiting().value().at(0).name);
+    ASSERT_TRUE(outbox->queue().refuse(*claim, "no"));
   }
   ASSERT_THAT(world.names("failed"), SizeIs(2));
   EXPECT_EQ(world.bytesOf("failed", world.names("failed")[0]), "text");
-  EXPECT_THAT(*outbox->waiting(), IsEmpty());
+  EXPECT_THAT(*outbox->queue().waiting(), IsEmpty());
   outbox.reset();
-  EXPECT_THAT(*world.open()->waiting(), IsEmpty());
+  EXPECT_THAT(*world.open()->queue().waiting(), IsEmpty());
 }
 
 TEST_F(HeldMessageTest, AFullJournalDiskLeavesItToTheFiles) {
@@ -244,12 +244,12 @@ TEST_F(HeldMessageTest, AFullDiskFailsTheSendAndLeavesNothing) {
   EXPECT_THAT(sent.error().text, Not(HasSubstr("may still go out")));
   EXPECT_TRUE(outbox->refusedByDisk());
   EXPECT_FALSE(outbox->alreadySent("entry"));
-  EXPECT_THAT(*outbox->waiting(), IsEmpty());
+  EXPECT_THAT(*outbox->queue().waiting(), IsEmpty());
   world.files.reset();
   outbox.reset();
   outbox = open();
   EXPECT_FALSE(outbox->alreadySent("entry"));
-  EXPECT_THAT(*outbox->waiting(), IsEmpty());
+  EXPECT_THAT(*outbox->queue().waiting(), IsEmpty());
 }
 
 // The line may be whole on the disk then.
@@ -257,7 +257,7 @@ TEST_F(HeldMessageTest, AWaitForTheDiskThatFailsIsTakenBackOrSaidToBeInDoubt) {
   for (const bool again : {false, true}) {
     OutboxWorld other;
     auto outbox = other.open();
-    outbox->holdForDelivery(true);
+    outbox->queue().holdForDelivery(true);
     ASSERT_TRUE(outbox->send("before", "id0", writes("first")));
     other.files.reset();
     int syncs = 0;
@@ -274,7 +274,7 @@ TEST_F(HeldMessageTest, AWaitForTheDiskThatFailsIsTakenBackOrSaidToBeInDoubt) {
     }
     // Taken back, it went the other way.
     EXPECT_TRUE(sent);
-    EXPECT_THAT(other.open()->waiting().value(), SizeIs(2));
+    EXPECT_THAT(other.open()->queue().waiting().value(), SizeIs(2));
   }
 }
 
@@ -293,14 +293,14 @@ TEST_F(HeldMessageTest, AtAnyStepOfSendingAndStoringACrashForwardsItExactlyOnce)
       SCOPED_TRACE(std::to_string(step) + (tear ? " torn" : ""));
       OutboxWorld other;
       auto outbox = other.open();
-      outbox->holdForDelivery(true);
+      outbox->queue().holdForDelivery(true);
       ASSERT_TRUE(outbox->send("before", "id0", writes("first")));
       other.files.reset();
       other.files.hookBefore(
           step, [] { throw Crash{}; }, tear);
       try {
         (void)outbox->send("entry", "one", writes("one"));
-        (void)outbox->finishDeliveries();
+        (void)outbox->queue().finishDeliveries();
       } catch (const Crash&) {
         ++crashes;
       }
@@ -310,7 +310,7 @@ TEST_F(HeldMessageTest, AtAnyStepOfSendingAndStoringACrashForwardsItExactlyOnce)
       EXPECT_THAT(other.names("tmp"), IsEmpty());
       forwardOnce(*outbox, "two");
       EXPECT_THAT(other.names("new"), SizeIs(2));
-      EXPECT_THAT(*outbox->waiting(), SizeIs(2));
+      EXPECT_THAT(*outbox->queue().waiting(), SizeIs(2));
     }
   }
   EXPECT_GE(crashes, 24U);
@@ -339,14 +339,14 @@ TEST_F(CutPower, AHeldMessageThatWasReportedSentSurvivesWhateverStepFailedOnceBe
       outbox = open(files);
     }
     ASSERT_TRUE(outbox);
-    outbox->holdForDelivery(true);
+    outbox->queue().holdForDelivery(true);
     bool sent = false;
     for (int tries = 0; !sent && tries < 3; ++tries) {
       sent = static_cast<bool>(outbox->send("entry", "id", writes("message")));
     }
     ASSERT_TRUE(sent);
     const std::size_t begin = disk.steps();
-    (void)outbox->finishDeliveries();
+    (void)outbox->queue().finishDeliveries();
     steps = files.steps();
     for (std::size_t step = begin; step <= disk.steps(); ++step) {
       disk.eachStateAfter(step, [&](const DiskImage& image, const std::string& how) {
@@ -354,9 +354,9 @@ TEST_F(CutPower, AHeldMessageThatWasReportedSentSurvivesWhateverStepFailedOnceBe
         const auto again = open(later);
         ASSERT_TRUE(again) << how;
         EXPECT_TRUE(again->alreadySent("entry")) << how;
-        ASSERT_THAT(again->waiting().value(), SizeIs(1)) << step << ' ' << how;
-        const auto claim = again->claim(again->waiting().value()[0].name);
-        EXPECT_EQ(again->read(*claim, 100).value(), "message") << how;
+        ASSERT_THAT(again->queue().waiting().value(), SizeIs(1)) << step << ' ' << how;
+        const auto claim = again->queue().claim(again->queue().waiting().value()[0].name);
+        EXPECT_EQ(again->queue().read(*claim, 100).value(), "message") << how;
       });
     }
   }
@@ -366,24 +366,24 @@ TEST_F(CutPower, AHeldMessageThatWasReportedSentSurvivesWhateverStepFailedOnceBe
 TEST_F(CutPower, AHeldMessageThatIsKnownToHaveLeftNeverComesBack) {
   CutDisk disk(clock, {{"/", "/home"}, {}});
   auto outbox = open(disk);
-  outbox->holdForDelivery(true);
+  outbox->queue().holdForDelivery(true);
   for (const std::string entry : {"before", "entry"}) {
     ASSERT_TRUE(outbox->send(entry, entry + "@id", writes("message")));
   }
   const std::size_t begin = disk.steps();
   {
-    const auto claim = outbox->claim(outbox->waiting()->back().name);
-    ASSERT_TRUE(outbox->delivered({&*claim}));
+    const auto claim = outbox->queue().claim(outbox->queue().waiting()->back().name);
+    ASSERT_TRUE(outbox->queue().delivered({&*claim}));
   }
-  ASSERT_TRUE(outbox->makeDurable());
+  ASSERT_TRUE(outbox->queue().makeDurable());
   const std::size_t durable = disk.steps();
-  ASSERT_TRUE(outbox->finishDeliveries());
+  ASSERT_TRUE(outbox->queue().finishDeliveries());
   for (std::size_t step = begin; step <= disk.steps(); ++step) {
     disk.eachStateAfter(step, [&](const DiskImage& image, const std::string& how) {
       CutDisk later(clock, image);
       const auto again = open(later);
       EXPECT_TRUE(again->alreadySent("entry")) << step << ' ' << how;
-      EXPECT_THAT(*again->waiting(),
+      EXPECT_THAT(*again->queue().waiting(),
                   SizeIs(AllOf(testing::Ge(1U), testing::Le(step >= durable ? 1U : 2U))))
           << step << ' ' << how;
     });
@@ -396,19 +396,19 @@ TEST_F(HeldMessageTest, AFileThatWasMadeAndNotRecordedLeavesWithTheMessage) {
     SCOPED_TRACE(failing);
     OutboxWorld other;
     auto outbox = other.open();
-    outbox->holdForDelivery(true);
+    outbox->queue().holdForDelivery(true);
     ASSERT_TRUE(outbox->send("entry", "id", writes("text")));
     other.files.refused = [&](const std::string& step) {
       return step.starts_with(failing) && step.find("outbox/") != step.npos;
     };
-    EXPECT_FALSE(outbox->finishDeliveries());
+    EXPECT_FALSE(outbox->queue().finishDeliveries());
     other.files.refused = nullptr;
-    EXPECT_THAT(*outbox->waiting(), SizeIs(1));
+    EXPECT_THAT(*outbox->queue().waiting(), SizeIs(1));
     ASSERT_TRUE(deliverAll(*outbox));
     EXPECT_THAT(other.names("new"), IsEmpty());
     EXPECT_THAT(other.names("tmp"), IsEmpty());
     outbox.reset();
-    EXPECT_THAT(*other.open()->waiting(), IsEmpty());
+    EXPECT_THAT(*other.open()->queue().waiting(), IsEmpty());
   }
 }
 

@@ -102,10 +102,10 @@ TEST(OutboxCrash, AtAnyStepOfADeliveryNothingThatIsKnownToBeDeliveredComesBack) 
     ASSERT_TRUE(outbox->send("entry", "id", writes("x")));
     const std::string name = world.names("new")[0];
     crashes(world.files, step, true, [&] {
-      const auto claim = outbox->claim(name);
-      (void)outbox->delivered({&*claim});
-      (void)outbox->removeDelivered();
-      (void)outbox->finishDeliveries();
+      const auto claim = outbox->queue().claim(name);
+      (void)outbox->queue().delivered({&*claim});
+      (void)outbox->queue().removeDelivered();
+      (void)outbox->queue().finishDeliveries();
     });
     outbox.reset();
     outbox = world.open();
@@ -142,7 +142,7 @@ void sendAndCut(std::size_t failing, std::size_t& steps) {
         Outbox::open(later, clock, random, "/home/state/outbox", "/home/state/journal");
     ASSERT_TRUE(again) << how;
     EXPECT_TRUE((*again)->alreadySent("entry")) << how;
-    EXPECT_THAT((*again)->waiting().value(), SizeIs(1)) << how;
+    EXPECT_THAT((*again)->queue().waiting().value(), SizeIs(1)) << how;
   });
 }
 
@@ -168,18 +168,18 @@ TEST(OutboxCrash, APowerCutAtAnyStepOfADeliveryNeverForwardsTheItemAnew) {
     ASSERT_TRUE(outbox->send(entry, entry + "@id", writes("message")));
   }
   const std::size_t begin = disk.steps();
-  const std::string name = outbox->waiting()->back().name;
-  const auto claim = outbox->claim(name);
-  ASSERT_TRUE(outbox->delivered({&*claim}));
-  ASSERT_TRUE(outbox->removeDelivered());
+  const std::string name = outbox->queue().waiting()->back().name;
+  const auto claim = outbox->queue().claim(name);
+  ASSERT_TRUE(outbox->queue().delivered({&*claim}));
+  ASSERT_TRUE(outbox->queue().removeDelivered());
   const std::size_t durable = disk.steps();
-  ASSERT_TRUE(outbox->finishDeliveries());
+  ASSERT_TRUE(outbox->queue().finishDeliveries());
   for (std::size_t step = begin; step <= disk.steps(); ++step) {
     disk.eachStateAfter(step, [&](const DiskImage& image, const std::string& how) {
       CutDisk later(clock, image);
       const auto again = open(later);
       EXPECT_TRUE(again->alreadySent("entry")) << step << ' ' << how;
-      EXPECT_THAT(*again->waiting(), SizeIs(testing::Le(step >= durable ? 1u : 2u)))
+      EXPECT_THAT(*again->queue().waiting(), SizeIs(testing::Le(step >= durable ? 1u : 2u)))
           << step << ' ' << how;
     });
   }

@@ -208,7 +208,7 @@ TEST_F(OutboxFaultTest, ASendThatWasLeftOpenIsLookedIntoBeforeItIsRepeated) {
     EXPECT_EQ(fresh.bytesOf("new", fresh.names("new")[0]), "first");
     EXPECT_THAT(fresh.names("tmp"), IsEmpty());
     EXPECT_TRUE(outbox->alreadySent("entry"));
-    EXPECT_EQ(outbox->waiting()->size(), 1u);
+    EXPECT_EQ(outbox->queue().waiting()->size(), 1u);
   }
 }
 

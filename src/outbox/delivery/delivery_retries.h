@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "outbox/delivery/transport.h"
-#include "outbox/outbox.h"
+#include "outbox/delivery_queue.h"
 #include "platform/clock.h"
 
 namespace relaybird {

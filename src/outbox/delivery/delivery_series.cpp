@@ -85,7 +85,7 @@ MessageFeed::Rest DeliverySeries::rest() {
 }
 
 bool DeliverySeries::moreArrived() {
-  auto arrivals = parts_.outbox.takeArrivals();
+  auto arrivals = parts_.queue.takeArrivals();
   if (!arrivals || arrivals->empty()) {
     return false;
   }
@@ -106,12 +106,12 @@ DeliverySeries::Fate DeliverySeries::prepare(std::size_t place, FedMessage& fed)
   if (parts_.retries.isHeldBack(message.name) || mayHaveArrived(message)) {
     return Fate::kKept;
   }
-  auto claim = parts_.outbox.claim(message.name);
+  auto claim = parts_.queue.claim(message.name);
   if (!claim) {
     return Fate::kGone;  // another delivery has it, or had it
   }
   // A byte more than allowed shows that the message is too large.
-  auto bytes = parts_.outbox.read(*claim, kLargestOutgoing + 1);
+  auto bytes = parts_.queue.read(*claim, kLargestOutgoing + 1);
   if (bytes) {
     MessageUnderWay one{std::move(*claim), place, message, messageSubject(*bytes)};
     return prepare(std::move(one), std::move(*bytes), fed);
@@ -136,7 +136,7 @@ DeliverySeries::Fate DeliverySeries::prepare(MessageUnderWay one, std::string by
   }
   std::vector<std::string>& recipients = outgoing->envelope.recipients;
   one.named = recipients;
-  const std::set<std::string> settled = parts_.outbox.settledFor(one.claim);
+  const std::set<std::string> settled = parts_.queue.settledFor(one.claim);
   std::erase_if(recipients, [&](const std::string& address) { return settled.contains(address); });
   // Without recipients: all of them were settled, and a crash came before the message was removed.
   if (recipients.empty() || arrivedBefore(one, *outgoing)) {
@@ -163,7 +163,7 @@ DeliverySeries::Fate DeliverySeries::prepare(MessageUnderWay one, std::string by
 // An earlier run of the program, or one before the user's request, has sent the message and got no
 // answer. Such a message waits as if it had just been kept.
 bool DeliverySeries::mayHaveArrived(const WaitingMessage& message) {
-  const auto since = parts_.outbox.unansweredSince(message.name);
+  const auto since = parts_.queue.unansweredSince(message.name);
   if (!since || parts_.retries.wasPutOff(message.name) ||
       !parts_.retries.waitForAnswer(message.name, *since)) {
     return false;
@@ -178,7 +178,7 @@ bool DeliverySeries::mayHaveArrived(const WaitingMessage& message) {
 // Asked if the last try had no answer, or if the program or the machine has failed during it.
 bool DeliverySeries::arrivedBefore(const MessageUnderWay& one, const OutgoingMessage& message) {
   const bool doubtful =
-      parts_.outbox.begun(one.claim) || parts_.outbox.unansweredSince(one.message.name);
+      parts_.queue.begun(one.claim) || parts_.queue.unansweredSince(one.message.name);
   const bool found = doubtful && transport_.hasArrived(message, stop_);
   if (found) {
     parts_.reports.say("Has arrived already, so it is not sent again: \"" + one.title + "\"");
@@ -205,10 +205,10 @@ bool DeliverySeries::addressStopped(const WaitingMessage& message,
 // makeDurable() comes between this and the end of the text, so a crash during a try leaves the
 // record.
 void DeliverySeries::begin(MessageUnderWay& one) {
-  if (transport_.searches() && !parts_.outbox.begun(one.claim)) {
+  if (transport_.searches() && !parts_.queue.begun(one.claim)) {
     one.begun = true;
     unsynced_ = true;
-    (void)parts_.outbox.begin(one.claim);
+    (void)parts_.queue.begin(one.claim);
   }
 }
 
@@ -216,14 +216,14 @@ void DeliverySeries::begin(MessageUnderWay& one) {
 // recorded stays until the message leaves: that copy can arrive at any time.
 void DeliverySeries::end(MessageUnderWay& one) {
   if (std::exchange(one.begun, false)) {
-    (void)parts_.outbox.ended(one.claim);
+    (void)parts_.queue.ended(one.claim);
   }
 }
 
 // What was delivered is recorded before anything else is done with the verdicts: if the program
 // ended meanwhile, it would be sent a second time.
 void DeliverySeries::report(std::vector<Verdict> verdicts) {
-  std::vector<const Outbox::Claim*> delivered;
+  std::vector<const DeliveryQueue::Claim*> delivered;
   for (const Verdict& verdict : verdicts) {
     if (hasLeft(verdict.outcome)) {
       const MessageUnderWay& one = underWay_.at(verdict.number);
@@ -232,13 +232,13 @@ void DeliverySeries::report(std::vector<Verdict> verdicts) {
       bytesLeft_ += one.size;
     }
   }
-  const auto noted = delivered.empty() ? Result<void>() : parts_.outbox.delivered(delivered);
+  const auto noted = delivered.empty() ? Result<void>() : parts_.queue.delivered(delivered);
   unsynced_ = true;
   for (const Verdict& verdict : verdicts) {
     const auto found = underWay_.find(verdict.number);
     MessageUnderWay& one = found->second;
     if (verdict.outcome.kind == Outcome::Kind::kUnknown) {
-      if (auto kept = parts_.outbox.unanswered(one.claim); !kept) {
+      if (auto kept = parts_.queue.unanswered(one.claim); !kept) {
         parts_.reports.say("The missing answer could not be recorded: " + kept.error().text);
       }
     } else if (!hasLeft(verdict.outcome)) {
@@ -257,11 +257,11 @@ void DeliverySeries::makeDurable() {
     return;
   }
   if (filesLeft_ < kMostFilesLeft && bytesLeft_ < kMostBytesLeft) {
-    return parts_.reports.sayIfFailed(parts_.outbox.makeDurable());
+    return parts_.reports.sayIfFailed(parts_.queue.makeDurable());
   }
   filesLeft_ = 0;
   bytesLeft_ = 0;
-  parts_.reports.sayIfFailed(parts_.outbox.removeDelivered());
+  parts_.reports.sayIfFailed(parts_.queue.removeDelivered());
 }
 
 std::vector<WaitingMessage> DeliverySeries::whatIsLeft() {

@@ -15,7 +15,7 @@
 
 #include "outbox/delivery/delivery_settlement.h"
 #include "outbox/delivery/transport.h"
-#include "outbox/outbox.h"
+#include "outbox/delivery_queue.h"
 
 namespace relaybird {
 

@@ -57,7 +57,7 @@ bool DeliverySettlement::settleEach(const MessageUnderWay& one, const Outcome& o
   Outcome later = outcome;
   std::vector<std::string> left;
   if (outcome.kind == Outcome::Kind::kDelivered) {
-    if (auto noted = parts_.outbox.deliveredTo(one.claim, others); !noted) {
+    if (auto noted = parts_.queue.deliveredTo(one.claim, others); !noted) {
       parts_.reports.say("The delivery could not be recorded: " + noted.error().text);
     }
     parts_.retries.drop(one.message.name);
@@ -112,14 +112,14 @@ void DeliverySettlement::keep(const WaitingMessage& message, const std::string& 
 void DeliverySettlement::remove(const MessageUnderWay& one) {
   parts_.retries.drop(one.message.name);
   // Even if the record fails, this run does not hand the message out again.
-  (void)parts_.outbox.delivered({&one.claim});
+  (void)parts_.queue.delivered({&one.claim});
 }
 
 // Whether a refusal for these concerns the message as a whole: nobody else has it.
 bool DeliverySettlement::isWhole(const MessageUnderWay& one,
                                  const std::vector<std::string>& recipients) const {
-  return recipients.empty() || (recipients.size() == one.recipients.size() &&
-                                parts_.outbox.settledFor(one.claim).empty());
+  return recipients.empty() ||
+         (recipients.size() == one.recipients.size() && parts_.queue.settledFor(one.claim).empty());
 }
 
 // Moves the message to failed/, or a copy for these recipients.
@@ -127,11 +127,11 @@ Result<void> DeliverySettlement::putAside(const MessageUnderWay& one,
                                           const std::vector<std::string>& recipients,
                                           const std::string& words) {
   if (isWhole(one, recipients)) {
-    return parts_.outbox.refuse(one.claim, linesWithCodes(words));
+    return parts_.queue.refuse(one.claim, linesWithCodes(words));
   }
   // The transport has the text no more: it is read again for this rare case, rather than kept in
   // memory for every message.
-  auto bytes = parts_.outbox.read(one.claim, kLargestOutgoing);
+  auto bytes = parts_.queue.read(one.claim, kLargestOutgoing);
   if (!bytes) {
     return bytes.error();
   }
@@ -141,9 +141,9 @@ Result<void> DeliverySettlement::putAside(const MessageUnderWay& one,
   }
   // The same number at every try, so that a copy which a crash left behind is replaced.
   const auto first = std::find(one.named.begin(), one.named.end(), recipients.front());
-  return parts_.outbox.refuseFor(one.claim, recipients,
-                                 static_cast<std::size_t>(first - one.named.begin()) + 1, *copy,
-                                 linesWithCodes(words));
+  return parts_.queue.refuseFor(one.claim, recipients,
+                                static_cast<std::size_t>(first - one.named.begin()) + 1, *copy,
+                                linesWithCodes(words));
 }
 
 void DeliverySettlement::taken(const MessageUnderWay& one,

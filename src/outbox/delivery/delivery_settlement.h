@@ -16,7 +16,7 @@
 #include "outbox/delivery/delivery_retries.h"
 #include "outbox/delivery/hourly_limit.h"
 #include "outbox/delivery/transport.h"
-#include "outbox/outbox.h"
+#include "outbox/delivery_queue.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
@@ -29,7 +29,7 @@ inline constexpr std::chrono::days kGiveUpAfter{5};
 
 /// A message that is being delivered.
 struct MessageUnderWay {
-  Outbox::Claim claim;
+  DeliveryQueue::Claim claim;
   std::size_t place;  ///< in its series
   WaitingMessage message;
   std::string title;
@@ -43,7 +43,7 @@ struct MessageUnderWay {
 struct DeliveryParts {
   FileSystem& files;
   const Clock& clock;
-  Outbox& outbox;
+  DeliveryQueue& queue;
   DeliveryRetries& retries;
   HourlyLimit& limit;
   DeliveryReports& reports;
@@ -54,7 +54,7 @@ class DeliverySettlement {
   explicit DeliverySettlement(DeliveryParts parts) : parts_(parts) {}
 
   /// Carries out the verdict. A message that all recipients have must be on record as delivered
-  /// (Outbox::delivered()) already. True if it has left the outbox.
+  /// (DeliveryQueue::delivered()) already. True if it has left the outbox.
   bool settle(const MessageUnderWay& one, const Outcome& outcome);
   /// The message as it is can never leave: moves it to failed/. True as above.
   bool refuse(const MessageUnderWay& one, const std::string& words);

@@ -138,7 +138,7 @@ void DeliveryWorker::deliverWaiting() {
   retries_.beginSeries();
   retries_.putTriedLast(known_);
   if (!retries_.seriesEnded()) {
-    const DeliveryParts parts{setting_.files, setting_.clock, setting_.outbox,
+    const DeliveryParts parts{setting_.files, setting_.clock, setting_.outbox.queue(),
                               retries_,       limit_,         reports_};
     DeliverySeries series(parts, *setting_.transport, stop_.get_token(), std::move(known_),
                           [this] { return rest(); });
@@ -149,7 +149,7 @@ void DeliveryWorker::deliverWaiting() {
 }
 
 void DeliveryWorker::finishDeliveries() {
-  if (auto finished = setting_.outbox.finishDeliveries(); !finished) {
+  if (auto finished = setting_.outbox.queue().finishDeliveries(); !finished) {
     reports_.say("The outbox could not be brought up to date: " + finished.error().text);
   }
 }
@@ -161,13 +161,13 @@ bool DeliveryWorker::listedLately() const {
 }
 
 void DeliveryWorker::collect() {
-  auto arrivals = setting_.outbox.takeArrivals();
+  auto arrivals = setting_.outbox.queue().takeArrivals();
   const DateTime now = setting_.clock.now();
   if (arrivals && listedLately()) {
     std::move(arrivals->begin(), arrivals->end(), std::back_inserter(known_));
     return;
   }
-  auto listed = setting_.outbox.waiting();
+  auto listed = setting_.outbox.queue().waiting();
   listingFailed_ = false;
   if (!listed) {
     reports_.say("The outbox cannot be read: " + listed.error().text);

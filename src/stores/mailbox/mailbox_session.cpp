@@ -135,7 +135,7 @@ void MailboxSession::openOutbox() {
   delivery_ = std::make_unique<DeliveryWorker>(
       DeliveryWorker::Setting{world_.files, world_.clock, *outbox, transport_.get(),
                               world_.executor, world_.events, world_.notice, mostPerHour()});
-  outbox->holdForDelivery(transport_ != nullptr);
+  outbox->queue().holdForDelivery(transport_ != nullptr);
   outbox_ = std::move(outbox);
   delivery_->flush({});  // messages left waiting by an earlier run
 }
@@ -156,7 +156,7 @@ void MailboxSession::close() {
   closed_ = true;
   delivery_.reset();
   if (outbox_) {
-    outbox_->holdForDelivery(false);
+    outbox_->queue().holdForDelivery(false);
   }
   marks_.reset();
   outbox_.reset();
@@ -439,14 +439,14 @@ OutgoingState MailboxSession::outgoing() {
 // Also answered for a mailbox that cannot be opened: its forwards wait all the same.
 std::size_t MailboxSession::waiting() {
   if (outbox_) {
-    return outbox_->countWaiting();
+    return outbox_->queue().countWaiting();
   }
   const std::string folder = outboxFolder();
-  return Outbox::countWaiting(world_.files, folder, OutboxPlace::journalOf(folder));
+  return DeliveryQueue::countWaiting(world_.files, folder, OutboxPlace::journalOf(folder));
 }
 
 std::size_t MailboxSession::recentlyWaiting() {
-  return outbox_ ? outbox_->recentlyWaiting() : waiting();
+  return outbox_ ? outbox_->queue().recentlyWaiting() : waiting();
 }
 
 // The user may ask for this while a pass forwards a message, so the mark that is held back stays.

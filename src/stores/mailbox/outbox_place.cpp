@@ -269,7 +269,7 @@ std::string OutboxPlace::sentence(const std::string& folder, const std::string& 
 }
 
 std::size_t OutboxPlace::waitingIn(const std::string& folder) {
-  return Outbox::countWaiting(files_, folder, journalOf(folder));
+  return DeliveryQueue::countWaiting(files_, folder, journalOf(folder));
 }
 
 }  // namespace relaybird

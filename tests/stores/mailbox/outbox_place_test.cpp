@@ -85,7 +85,7 @@ TEST_F(OutboxPlaceTest, AnOutboxOfAnEarlierReleaseGoesOnWithWhatWaitsInIt) {
   const auto outbox = open(work);
   ASSERT_TRUE(outbox);
   EXPECT_EQ(outbox->folder(), state + "/outbox");
-  EXPECT_EQ(outbox->waiting()->size(), 1U);
+  EXPECT_EQ(outbox->queue().waiting()->size(), 1U);
   EXPECT_EQ(folderOf(ann), state + "/outbox-2") << "once it has an owner";
 }
 
