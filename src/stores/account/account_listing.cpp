@@ -106,10 +106,9 @@ Result<void> AccountListing::setSeen(std::size_t index, bool seen) {
 void AccountListing::wantHeads(ImapWork& work, std::size_t index) {
   const std::uint32_t uid = (*uids_)[index];
   walkedToo_ = walkedToo_ || world_.memory.walked.contains(uid);
-  std::vector<std::uint32_t> uids;
+  std::vector<std::uint32_t> uids = {uid};
   if (work.head(uid) == Wanted::kNot || work.head(uid) == Wanted::kLost) {
-    uids.push_back(uid);
-    if (index >= headsFrom_) {  // it was there and was taken: a new walk over the same messages
+    if (index >= headsFrom_) {  // taken before, in a new walk now, or dropped for want of room
       headsAhead_ = kFirstHeadsAhead;
       bodiesFrom_ = index + 1;
     }

@@ -10,6 +10,8 @@
 // found and given up.
 #include "stores/account/imap_heads.h"
 
+#include <algorithm>
+#include <iterator>
 #include <unordered_set>
 #include <utility>
 
@@ -22,8 +24,27 @@ namespace {
 // Heads that were asked for ahead and never taken are dropped beyond this number.
 constexpr std::size_t kHeadsKept = 1000;
 
+// What a head takes besides the bytes of its header and of its structure's words.
+constexpr std::size_t kHeadCost = 512;
+
 // After a connection was lost over heads, so many are asked for one by one.
 constexpr std::size_t kCarefulHeads = 2 * kHeadsInCommand;
+
+std::size_t memoryOf(const ImapPart& part) {
+  std::size_t bytes =
+      sizeof part + part.type.size() + part.encoding.size() + part.disposition.size();
+  for (const auto& [name, value] : part.parameters) {
+    bytes += 2 * sizeof name + name.size() + value.size();
+  }
+  for (const ImapPart& child : part.children) {
+    bytes += memoryOf(child);
+  }
+  return bytes;
+}
+
+std::size_t memoryOf(const ImapHead& head) {
+  return kHeadCost + head.header.size() + (head.structure ? memoryOf(*head.structure) : 0);
+}
 
 }  // namespace
 
@@ -39,20 +60,34 @@ std::optional<DateTime> timeOfWriting(BodySpool& spool, const ImapHead& head) {
 }
 
 void ImapHeads::want(const std::vector<std::uint32_t>& uids) {
+  if (uids.empty()) {
+    return;
+  }
+  awaited_ = uids.front();
   if (slots_.size() > kHeadsKept) {
     const std::unordered_set<std::uint32_t> wanted(uids.begin(), uids.end());
-    std::erase_if(slots_, [&](const auto& entry) {
-      return entry.second.state != Wanted::kComing && !wanted.contains(entry.first);
-    });
+    dropKept([&](std::uint32_t uid) { return !wanted.contains(uid); });
+  }
+  if (keptBytes_ > kHeadsKeptBytes / 2) {
+    dropKept([&](std::uint32_t uid) { return uid > *awaited_; });  // the walk has passed them
   }
   for (const std::uint32_t uid : uids) {
     Slot& slot = slots_[uid];
     if (slot.state == Wanted::kNot || slot.state == Wanted::kLost) {
       slot = Slot();
       slot.state = Wanted::kComing;
-      queue_.push_back(uid);
+      queue_.insert(uid);
     }
   }
+}
+
+template <class Superfluous>
+void ImapHeads::dropKept(const Superfluous& superfluous) {
+  std::erase_if(slots_, [&](const auto& entry) {
+    const bool drop = entry.second.state != Wanted::kComing && superfluous(entry.first);
+    keptBytes_ -= drop ? entry.second.weight : 0;
+    return drop;
+  });
 }
 
 Wanted ImapHeads::state(std::uint32_t uid) const {
@@ -66,6 +101,7 @@ bool ImapHeads::wantsAny() const {
 ImapHead ImapHeads::take(std::uint32_t uid) {
   const auto slot = slots_.find(uid);
   ImapHead head = std::move(slot->second.head);
+  keptBytes_ -= slot->second.weight;
   slots_.erase(slot);
   return head;
 }
@@ -83,17 +119,18 @@ const ImapHeads::Known* ImapHeads::known(std::uint32_t uid) const {
 }
 
 void ImapHeads::pump(ImapClient& client) {
-  const std::size_t most = careful_ > 0 ? 1 : kHeadCommandsAhead;
-  while (!queue_.empty() && commands_ < most) {
+  const std::size_t mostCommands = careful_ > 0 ? 1 : kHeadCommandsAhead;
+  std::size_t most = 0;
+  while (!queue_.empty() && commands_ < mostCommands && (most = mayAsk()) > 0) {
     std::vector<std::uint32_t> uids;
     bool plain = careful_ > 0;
-    while (!queue_.empty() && uids.size() < (careful_ > 0 ? 1 : kHeadsInCommand)) {
-      const auto slot = slots_.find(queue_.front());
+    while (!queue_.empty() && uids.size() < most) {
+      const auto slot = slots_.find(nextInQueue());
       const bool isWanted = slot != slots_.end() && slot->second.state == Wanted::kComing;
       if (isWanted && !uids.empty() && slot->second.plain != plain) {
         break;
       }
-      queue_.pop_front();
+      queue_.erase(nextInQueue());
       if (isWanted && !slot->second.asked) {
         plain = plain || slot->second.plain;
         uids.push_back(slot->first);
@@ -105,6 +142,27 @@ void ImapHeads::pump(ImapClient& client) {
   }
 }
 
+// The one that the walk comes to first.
+std::uint32_t ImapHeads::nextInQueue() const {
+  const auto behind = awaited_ ? queue_.upper_bound(*awaited_) : queue_.end();
+  return behind == queue_.begin() ? *queue_.rbegin() : *std::prev(behind);
+}
+
+// How many heads the next command may ask for: those that there will be room for. As the walk makes
+// room one head at a time, it is waited for until there is room for a group.
+std::size_t ImapHeads::mayAsk() const {
+  if (careful_ > 0) {
+    return 1;
+  }
+  const std::size_t each = std::max(usualBytes_, kHeadCost);
+  const std::size_t taken = keptBytes_ + asked_ * each;
+  const std::size_t room = taken < kHeadsKeptBytes ? (kHeadsKeptBytes - taken) / each : 0;
+  const std::size_t group =
+      std::min({queue_.size(), kHeadsInCommand, kHeadsKeptBytes / each / 2 + 1});
+  const bool isAwaited = nextInQueue() == awaited_;
+  return isAwaited || room >= group ? std::clamp<std::size_t>(room, 1, kHeadsInCommand) : 0;
+}
+
 void ImapHeads::ask(ImapClient& client, std::vector<std::uint32_t> uids, bool plain) {
   for (const std::uint32_t uid : uids) {
     Slot& slot = slots_[uid];
@@ -112,6 +170,7 @@ void ImapHeads::ask(ImapClient& client, std::vector<std::uint32_t> uids, bool pl
     slot.plain = plain;
   }
   ++commands_;
+  asked_ += uids.size();
   client.fetchHeads(uids, !plain,
                     [this, uids](const Result<void>& result) { onAnswered(uids, result); });
 }
@@ -130,12 +189,36 @@ void ImapHeads::arrived(ImapHead head) {
   }
   known_[uid] = {head.size.value_or(0), head.received};
   identities_.note(head);
-  slot->second.head = std::move(head);
-  slot->second.state = Wanted::kThere;
+  Slot& kept = slot->second;
+  kept.head = std::move(head);
+  kept.state = Wanted::kThere;
+  kept.weight = memoryOf(kept.head);
+  keptBytes_ += kept.weight;
+  usualBytes_ = (usualBytes_ * 7 + kept.weight) / 8;
+  keepWithinBounds();
+}
+
+// Drops heads that the walk has passed, and then those that it comes to last.
+void ImapHeads::keepWithinBounds() {
+  while (keptBytes_ > kHeadsKeptBytes) {
+    const auto isKept = [](const auto& entry) { return entry.second.state == Wanted::kThere; };
+    const auto last = std::find_if(slots_.rbegin(), slots_.rend(), isKept);
+    const auto first = std::find_if(slots_.begin(), slots_.end(), [&](const auto& entry) {
+      return isKept(entry) && entry.first != awaited_;
+    });
+    const auto dropped =
+        last != slots_.rend() && last->first > awaited_ ? std::prev(last.base()) : first;
+    if (dropped == slots_.end()) {
+      break;
+    }
+    keptBytes_ -= dropped->second.weight;
+    slots_.erase(dropped);
+  }
 }
 
 void ImapHeads::onAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result) {
   --commands_;
+  asked_ -= uids.size();
   careful_ -= careful_ > 0 ? 1 : 0;
   for (const std::uint32_t uid : uids) {
     const auto found = slots_.find(uid);
@@ -146,7 +229,7 @@ void ImapHeads::onAnswered(const std::vector<std::uint32_t>& uids, const Result<
     if (!slot.plain) {
       slot.plain = true;
       slot.asked = false;
-      queue_.push_front(uid);
+      queue_.insert(uid);
     } else if (result) {
       slot.state = Wanted::kGone;
     } else {
@@ -161,7 +244,7 @@ void ImapHeads::attach() {
 }
 
 void ImapHeads::detach(Loss how) {
-  commands_ = 0;
+  commands_ = asked_ = 0;
   bool lostSome = false;
   for (auto& [uid, slot] : slots_) {
     if (slot.state == Wanted::kComing && slot.asked) {
@@ -172,7 +255,7 @@ void ImapHeads::detach(Loss how) {
         slot.words = "the connection is lost whenever this message is asked for";
       } else {
         slot.asked = false;
-        queue_.push_front(uid);
+        queue_.insert(uid);
       }
     }
   }
@@ -190,6 +273,8 @@ void ImapHeads::keepOnly(const UidSet& unseen) {
 
 void ImapHeads::forget() {
   slots_.clear();
+  awaited_.reset();
+  keptBytes_ = 0;
   known_.clear();
   queue_.clear();
 }

@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: MIT
 // The heads of messages that are wanted: asked for in groups, kept from their arrival until they
 // are taken. Without input and output, threads and clocks.
+//
+// Memory is bounded whatever the mailbox: strangers write the headers, and 100 KB of addressees is
+// nothing unusual. Besides the head that somebody waits for, those that are kept have
+// kHeadsKeptBytes together. One that finds no room is dropped, and counts as never wanted. What is
+// asked for at a time shrinks to what there is room for, so that few are fetched twice.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -22,6 +28,9 @@ namespace relaybird {
 /// So many commands for heads are unanswered at a time.
 inline constexpr std::size_t kHeadCommandsAhead = 4;
 
+/// What the heads that are kept may take in memory together.
+inline constexpr std::size_t kHeadsKeptBytes = std::size_t{8} << 20;
+
 /// What the writer says of the time; nothing where the head has no usable one.
 std::optional<DateTime> timeOfWriting(BodySpool& spool, const ImapHead& head);
 
@@ -31,11 +40,14 @@ class ImapHeads {
   ImapHeads(MessageBlame& blame, MessageIdentities& identities)
       : blame_(blame), identities_(identities) {}
 
-  /// Asks for heads that are neither wanted nor there, in this order.
+  /// Asks for heads that are neither wanted nor there. Somebody waits for the first of them, which
+  /// comes first; the others are for a walk down the numbers from there, and come in that order.
   void want(const std::vector<std::uint32_t>& uids);
   Wanted state(std::uint32_t uid) const;
   /// Whether any head is on its way.
   bool wantsAny() const;
+  /// What the heads that are kept take in memory.
+  std::size_t memory() const { return keptBytes_; }
   /// For Wanted::kThere.
   ImapHead take(std::uint32_t uid);
   /// For Wanted::kFailed and kLost, which are forgotten by this call. The code is kInboxLost for
@@ -69,21 +81,33 @@ class ImapHeads {
   struct Slot {
     Wanted state = Wanted::kNot;
     bool asked = false;
-    bool plain = false;  // ask, or was asked, without the structure
+    bool plain = false;      // ask, or was asked, without the structure
+    std::size_t weight = 0;  // its part of keptBytes_
     ImapHead head;
     std::string words;
   };
 
+  using Slots = std::map<std::uint32_t, Slot>;
+
+  std::uint32_t nextInQueue() const;
+  std::size_t mayAsk() const;
   void ask(ImapClient& client, std::vector<std::uint32_t> uids, bool plain);
+  template <class Superfluous>
+  void dropKept(const Superfluous& superfluous);
+  void keepWithinBounds();
   void onAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result);
 
   MessageBlame& blame_;
   MessageIdentities& identities_;
-  std::unordered_map<std::uint32_t, Slot> slots_;
+  Slots slots_;
+  std::optional<std::uint32_t> awaited_;  // somebody waits for this one
+  std::size_t keptBytes_ = 0;
+  std::size_t usualBytes_ = 0;  // of the last heads, on average
   std::unordered_map<std::uint32_t, Known> known_;
-  std::deque<std::uint32_t> queue_;
-  std::size_t commands_ = 0;  // unanswered
-  std::size_t careful_ = 0;   // so many heads are asked for one by one
+  std::set<std::uint32_t> queue_;  // to be asked for
+  std::size_t commands_ = 0;       // unanswered
+  std::size_t asked_ = 0;          // heads asked for in these
+  std::size_t careful_ = 0;        // so many heads are asked for one by one
 };
 
 }  // namespace relaybird

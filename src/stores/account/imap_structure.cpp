@@ -114,6 +114,10 @@ class StructureReader {
     }
     in_.skipBlanks();
     while (!in_.failed() && !in_.take(')')) {
+      if (++parameters_ > kImapParameterCount) {
+        in_.fail();
+        return result;
+      }
       std::string name = lowerText();
       blank();
       result.emplace_back(std::move(name), in_.text().value_or(""));
@@ -135,7 +139,8 @@ class StructureReader {
   std::string lowerText() { return asciiLower(in_.text().value_or("")); }
 
   ImapScanner& in_;
-  std::size_t count_ = 0;
+  std::size_t count_ = 0;  // of parts
+  std::size_t parameters_ = 0;
 };
 
 }  // namespace

@@ -13,6 +13,8 @@ namespace relaybird {
 /// Multiparts nested deeper, or with more parts, have no structure here: the message must be read.
 inline constexpr int kImapPartDepth = 50;
 inline constexpr std::size_t kImapPartCount = 2000;
+/// The same for the parameters of all parts together.
+inline constexpr std::size_t kImapParameterCount = 8000;
 
 /// Takes a structure off the response. Nothing, and a scanner that has failed, where it is
 /// malformed or too large.

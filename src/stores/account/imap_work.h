@@ -81,6 +81,7 @@ class ImapWork {
   // Heads and bodies: see ImapHeads and ImapBodies.
   void wantHeads(const std::vector<std::uint32_t>& uids) { heads_.want(uids); }
   Wanted head(std::uint32_t uid) const { return heads_.state(uid); }
+  std::size_t headsMemory() const { return heads_.memory(); }
   ImapHead takeHead(std::uint32_t uid) { return heads_.take(uid); }
   Error takeHeadFailure(std::uint32_t uid) { return heads_.takeFailure(uid); }
   void wantBody(std::uint32_t uid) { bodies_.want(uid); }

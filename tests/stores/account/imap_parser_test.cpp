@@ -236,6 +236,20 @@ TEST(ImapParser, LeavesOutAStructureOfTooManyParts) {
   EXPECT_EQ(fetch.uid, 5U);
 }
 
+// A megabyte of parameters of one part took thirty of memory.
+TEST(ImapParser, LeavesOutAStructureOfTooManyParameters) {
+  for (const std::size_t more : {0U, 1U}) {
+    std::string parameters = "\"a\" \"b\"";
+    for (std::size_t i = 1; i < kImapParameterCount + more; ++i) {
+      parameters += " \"a\" \"b\"";
+    }
+    const auto fetch = parsed<ImapFetch>("* 1 FETCH (BODYSTRUCTURE (\"text\" \"plain\" (" +
+                                         parameters + ") NIL NIL \"7bit\" 5 1) UID 5)");
+    EXPECT_EQ(fetch.structure.has_value(), more == 0);
+    EXPECT_EQ(fetch.uid, 5U);
+  }
+}
+
 TEST(ImapParser, SkipsAMalformedStructureAndReadsTheRest) {
   for (const char* structure :
        {"()", "(\"text\")", "(\"text\" \"plain\" NIL NIL NIL \"7bit\" x 1)", "NIL", "(NIL)",

@@ -411,22 +411,6 @@ TEST_F(ImapFetchTest, DropsWhatWasFetchedAheadOfTheWalkOnceItHasPassed) {
   EXPECT_EQ(state(2), Wanted::kThere);
 }
 
-TEST_F(ImapFetchTest, KeepsAThousandHeadsThatNobodyTakes) {
-  std::vector<std::uint32_t> uids;
-  for (std::uint32_t uid = 10; uid < 1210; ++uid) {
-    account_.mails.push_back({uid, simpleMail("m")});
-    uids.push_back(uid);
-  }
-  refresh();
-  session_->work([&](ImapWork& work) { work.wantHeads(uids); });
-  EXPECT_TRUE(runUntil([&] { return head(1209) == Wanted::kThere; }));
-  EXPECT_EQ(head(10), Wanted::kThere);
-  session_->work([](ImapWork& work) { work.wantHeads({1, 1209}); });
-  EXPECT_EQ(head(10), Wanted::kNot);
-  EXPECT_EQ(head(1209), Wanted::kThere);
-  EXPECT_EQ(head(1), Wanted::kComing);
-}
-
 // Drops over its head and, later, over its body added up.
 TEST_F(ImapFetchTest, AMessageThatCouldBeHadIsCleared) {
   int drops = 0;
