@@ -161,14 +161,13 @@ bool clsSecurity::build(const std::shared_ptr<MailItem>& item) {
 }
 
 bool clsSecurity::buildFromMail(const Settings& settings) {
-  const std::string body = wrapWithForward(prog_id::kSafeMailItem);
+  const std::string body = wrapWithForward(prog_id::kSafeMailItem, cellPhone_);
   if (purpose_ == Purpose::kRead) {
     return true;
   }
-  if (!GetSafeItemSizes()) {
+  if (!measure(settings.attachmentsCount())) {
     return false;
   }
-  senderName();
   const std::string sender = senderAddress();
   // Measured before: the size limit is about the message, not about the tag in front of it.
   if (cellPhone_) {
@@ -183,16 +182,14 @@ bool clsSecurity::buildFromMail(const Settings& settings) {
 }
 
 bool clsSecurity::buildFromMeeting(const Settings& settings) {
-  wrapWithForward(prog_id::kSafeMeetingItem);
+  wrapWithForward(prog_id::kSafeMeetingItem, false);
   if (purpose_ == Purpose::kRead) {
     return true;
   }
-  if (!GetSafeItemSizes()) {
+  if (!measure(settings.attachmentsCount())) {
     return false;
   }
   applySizeRule(settings);
-  senderName();
-  senderAddress();
   return true;
 }
 
@@ -215,14 +212,15 @@ bool clsSecurity::buildFromCopy(const Settings& settings, const char* sender) {
   return true;
 }
 
-// Wraps the inbox item for reading and its forward for writing. Returns the inbox item's body,
-// which is read only for a forward.
-std::string clsSecurity::wrapWithForward(std::string_view safeItem) {
+// Wraps the inbox item for reading and its forward for writing. Returns the inbox item's body where
+// the forward is to be made of it. An item whose body cannot be read fails all the same: measuring
+// the forward needs the body too.
+std::string clsSecurity::wrapWithForward(std::string_view safeItem, bool needsBody) {
   mobjSafe_ = createAs<SafeItem>(objects_, safeItem);
   reader_ = createAs<SafeItem>(objects_, safeItem);
   reader_->Item(inboxItem_);
   std::string body;
-  if (purpose_ == Purpose::kForward) {
+  if (needsBody && purpose_ == Purpose::kForward) {
     body = reader_->Body();
   }
   mobjSafe_->Item(required(inboxItem_->Forward(), "forward"));
@@ -298,6 +296,12 @@ bool clsSecurity::send() {
 }
 
 bool clsSecurity::GetSafeItemSizes() {
+  return measure(true);
+}
+
+// Each attachment costs two calls of the mail application, so they are measured only where their
+// sizes decide something.
+bool clsSecurity::measure(bool attachmentsToo) {
   try {
     if (!isSafeItem(mobjSafe_.get())) {
       errorText_ = "clsSecurity::GetSafeItemSizes Error - mobjSafe wrong type";
@@ -307,6 +311,9 @@ bool clsSecurity::GetSafeItemSizes() {
     textSize_ = textSizeOf(subject, mobjSafe_->Body());
     // The sizes are those that the store reports; no attachment is read for them.
     attachmentsSize_ = 0;
+    if (!attachmentsToo) {
+      return true;
+    }
     const auto attachments = required(mobjSafe_->Attachments(), "attachments");
     const std::int32_t count = attachments->Count();
     for (std::int32_t i = 1; i <= count; ++i) {

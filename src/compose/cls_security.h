@@ -68,8 +68,10 @@ class clsSecurity : public ItemReader {
   /// Measures the current forward. False, with an errorText(), when there is none or when it is of
   /// a wrong class.
   bool GetSafeItemSizes();
-  std::int32_t textSize() const { return textSize_; }                ///< characters
-  std::int32_t attachmentsSize() const { return attachmentsSize_; }  ///< bytes
+  std::int32_t textSize() const { return textSize_; }  ///< characters
+  /// Bytes. MakeSafeInboxItem measures attachments only where they count for the size limit, and
+  /// leaves 0 otherwise.
+  std::int32_t attachmentsSize() const { return attachmentsSize_; }
 
   /// Of the forward; empty when there is none and after a fault, which errorText() describes.
   std::string GetSafeItemSubject();
@@ -90,6 +92,9 @@ class clsSecurity : public ItemReader {
     bool includeAttachments = true;
     StringList addresses;
     RecipientType recipientType = RecipientType::kTo;
+
+    /// Whether the sizes of attachments count for the limit.
+    bool attachmentsCount() const { return limit.applies && includeAttachments; }
   };
 
   void drop();
@@ -98,7 +103,8 @@ class clsSecurity : public ItemReader {
   bool buildFromMail(const Settings& settings);
   bool buildFromMeeting(const Settings& settings);
   bool buildFromCopy(const Settings& settings, const char* sender);
-  std::string wrapWithForward(std::string_view safeItem);
+  std::string wrapWithForward(std::string_view safeItem, bool needsBody);
+  bool measure(bool attachmentsToo);
   void applySizeRule(const Settings& settings);
   void setReplyTo(const std::string& sender);
   void addRecipients(const Settings& settings);

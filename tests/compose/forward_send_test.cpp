@@ -141,6 +141,24 @@ INSTANTIATE_TEST_SUITE_P(Kinds, BuildingFaults,
                          testing::Values("MailItem", "meetingitem", "ReportItem",
                                          "TaskRequestItem"));
 
+// Also where the forward is not made of the body.
+TEST(Building, AnItemWhoseBodyCannotBeReadHasNoForwardInEitherFormat) {
+  for (const char* kind : {"MailItem", "meetingitem", "ReportItem", "TaskRequestItem"}) {
+    for (const bool cellPhone : {false, true}) {
+      StoreBench bench;
+      const auto delivered = bench.deliver(ofKind(kind));
+      bench.store.setHook([](std::string_view operation) {
+        if (operation == "MailItem.Body") {
+          throw MailStoreError("the body cannot be read");
+        }
+      });
+      Built made(bench, delivered, cellPhone);
+      EXPECT_FALSE(made.done) << kind;
+      EXPECT_EQ(made.builder.errorText(), "the body cannot be read") << kind;
+    }
+  }
+}
+
 TEST(Building, AMissingComponentIsAFault) {
   StoreBench bench;
   bench.store.removeComponent(prog_id::kSafeMailItem);

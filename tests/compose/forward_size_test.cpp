@@ -67,6 +67,7 @@ TEST(SizeRule, AddsSizesWithoutWrapping) {
 
 TEST(Sizes, AreThoseOfTheForward) {
   StoreBench bench;
+  bench.prefs.fields().mbolMaxFwdSize = true;
   MemoryItem item;
   item.subject = "x";  // FW: x
   item.attachments = {attachmentOf(10), attachmentOf(20), attachmentOf(30)};
@@ -90,9 +91,9 @@ TEST(Sizes, OfASubjectOfFiveABodyOfFortyFiveAndThreeAttachments) {
   EXPECT_EQ(made.builder.attachmentsSize(), 60);
 }
 
-TEST(Sizes, AreMeasuredBeforeTheSenderTagAndBeforeAttachmentsGo) {
+TEST(Sizes, AreMeasuredBeforeTheSenderTag) {
   StoreBench bench;
-  bench.prefs.fields().mbolIncludeAttachments = false;
+  bench.prefs.fields().mbolMaxFwdSize = true;
   MemoryItem item = letter();
   item.attachments = {attachmentOf(7)};
   const auto delivered = bench.deliver(item);
@@ -165,6 +166,7 @@ TEST(SizeLimit, ThatOverflowsIsAFaultOnlyWhenItIsOn) {
 
 TEST(SizeLimit, AttachmentsThatOverflowAreAFaultOfMeasuring) {
   StoreBench bench;
+  bench.prefs.fields().mbolMaxFwdSize = true;
   MemoryItem item = letter();
   item.attachments = {attachmentOf(2000000000), attachmentOf(2000000000)};
   Built made(bench, bench.deliver(item));

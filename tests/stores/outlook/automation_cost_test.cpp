@@ -84,10 +84,48 @@ TEST_F(AutomationCost, OfAForwardedItem) {
                      }),
                      "a forwarded item");
   EXPECT_EQ(house_.sent(), wanted);
-  EXPECT_LE(each["call"], 24u);
+  EXPECT_LE(each["call"], 20u);
   EXPECT_LE(each["create"], 3u);
   EXPECT_LE(each["type information"], 1u);
   EXPECT_EQ(each["name"], 0u);
+}
+
+TEST_F(AutomationCost, OfAForwardedItemWithEachSettingThatAddsCalls) {
+  struct Row {
+    const char* setting;
+    std::size_t calls;
+    std::size_t classes;
+    void (*change)(PreferenceFields& fields);
+  };
+  const Row rows[] = {
+      {"nothing", 20, 1, [](PreferenceFields&) {}},
+      {"another address", 21, 1,
+       [](PreferenceFields& fields) { fields.mstrFwdToAddress.push_back("b@phone.example"); }},
+      {"blind copy", 21, 1, [](PreferenceFields& fields) { fields.mbolBcc = true; }},
+      {"old items ignored", 21, 1,
+       [](PreferenceFields& fields) { fields.mbolIgnoreExistingUnread = true; }},
+      {"short format", 22, 2,
+       [](PreferenceFields& fields) { fields.mbolFormatForCellPhone = true; }},
+      {"size limit", 24, 1, [](PreferenceFields& fields) { fields.mbolMaxFwdSize = true; }},
+      {"without attachments", 25, 1,
+       [](PreferenceFields& fields) { fields.mbolIncludeAttachments = false; }},
+  };
+  auto& fields = house_.engine.prefs.fields();
+  const PreferenceFields before = fields;
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.setting);
+    fields = before;
+    fields.mlngMaxToForward = 10000;
+    row.change(fields);
+    auto each = byKind(perItem([&](std::size_t items) {
+                         for (std::size_t i = 0; i < items; ++i) {
+                           house_.deliver(static_cast<int>(i), {{"file", "content", 7}});
+                         }
+                       }),
+                       row.setting);
+    EXPECT_LE(each["call"], row.calls);
+    EXPECT_LE(each["type information"], row.classes);
+  }
 }
 
 TEST_F(AutomationCost, OfAnItemOnTheIgnoreList) {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/engine_house.h"
@@ -40,7 +41,7 @@ struct OutlookHouse {
     return outlook_double::carryOut(outlook_double::CommandLine(command));
   }
   /// Ordinary unread mail that came a minute after activation.
-  void deliver(int number) {
+  void deliver(int number, std::vector<MemoryAttachment> attachments = {}) {
     MemoryItem item;
     item.subject = "Message number " + std::to_string(number);
     item.body = std::string(2000, 'x');
@@ -48,6 +49,7 @@ struct OutlookHouse {
     item.senderAddress = "bob@example.com";
     item.received = clock.now() + std::chrono::minutes{1};
     item.modified = item.received;
+    item.attachments = std::move(attachments);
     outlook_double::DoubleWorld::only().deliver(item);
   }
   void check() { engine.engine.pass().ForwardMail(); }
