@@ -158,6 +158,7 @@ std::string show(const CommandLine& command) {
   if (command.has("filter")) {
     behaviour.filterIsLive = command.value("filter") == "live";
   }
+  behaviour.opensByIdentifier = command.flag("openers", behaviour.opensByIdentifier);
   return {};
 }
 

@@ -29,7 +29,8 @@
 //   without call wait       call milliseconds skip times missing    component              making
 //   the component fails as if it were not registered calm                              drops
 //   everything planned show       dates=time|date|both  types=underscore|class|none
-//   order=oldest|newest  filter=live|fixed counts     clear                  lists call= count=;
+//   order=oldest|newest  filter=live|fixed  openers=1|0 (whether the namespace opens items by
+//   identifiers) counts     clear                  lists call= count=;
 //   clear=1 starts anew state                             answers starts= runs= deliveries=
 //   sessions= running= objects= quit                              the application ends as its user
 //   ends it

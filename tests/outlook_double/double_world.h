@@ -39,6 +39,8 @@ struct Behaviour {
   bool newestFirst = false;
   /// A filtered collection loses an item that is marked as read, at once.
   bool filterIsLive = false;
+  /// The namespace knows how to open an item by its identifier.
+  bool opensByIdentifier = true;
 };
 
 class SyncPoint;

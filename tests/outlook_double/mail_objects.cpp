@@ -126,25 +126,29 @@ class SyncObjectsObject : public DispatchObject {
 class NamespaceObject : public DispatchObject {
  public:
   explicit NamespaceObject(Running running)
-      : DispatchObject(members(), "NameSpace"), running_(std::move(running)) {}
+      : DispatchObject(members(DoubleWorld::only().behaviour().opensByIdentifier), "NameSpace"),
+        running_(std::move(running)) {}
 
  private:
-  static const MemberTable& members() {
-    static const MemberTable table =
-        MemberTable("NameSpace")
-            .method("GetDefaultFolder", 1, 1,
-                    on<NamespaceObject>([](auto& o, Arg a) { return o.folder(a.number(0)); }))
-            .method("GetItemFromID", 1, 2,
-                    on<NamespaceObject>([](auto& o, Arg a) { return o.item(a.text(0)); }))
-            .get("SyncObjects", on<NamespaceObject>([](auto& o, Arg) {
-                   return Value::object(ComRef<IDispatch>(
-                       new SyncObjectsObject(o.running_, o.running_->mapi->SyncObjects())));
-                 }))
-            .get("MAPIOBJECT", on<NamespaceObject>([](auto& o, Arg) {
-                   o.running_->application->Session()->MAPIOBJECT();
-                   return Value::unknown(o.running_->mapiObject);
-                 }));
-    return table;
+  static const MemberTable& members(bool opensByIdentifier) {
+    static const MemberTable without = table();
+    static const MemberTable with =
+        table().method("GetItemFromID", 1, 2,
+                       on<NamespaceObject>([](auto& o, Arg a) { return o.item(a.text(0)); }));
+    return opensByIdentifier ? with : without;
+  }
+  static MemberTable table() {
+    return MemberTable("NameSpace")
+        .method("GetDefaultFolder", 1, 1,
+                on<NamespaceObject>([](auto& o, Arg a) { return o.folder(a.number(0)); }))
+        .get("SyncObjects", on<NamespaceObject>([](auto& o, Arg) {
+               return Value::object(ComRef<IDispatch>(
+                   new SyncObjectsObject(o.running_, o.running_->mapi->SyncObjects())));
+             }))
+        .get("MAPIOBJECT", on<NamespaceObject>([](auto& o, Arg) {
+               o.running_->application->Session()->MAPIOBJECT();
+               return Value::unknown(o.running_->mapiObject);
+             }));
   }
 
   Value item(const std::string& entryId) {

@@ -104,6 +104,14 @@ Value Object::get(std::wstring_view member, Value argument) const {
   return invoke(member, identifier(member), kRead, one(argument));
 }
 
+// Not as a method: of another class it may be one that deletes or sends.
+Value Object::guess(std::wstring_view member, DISPID identifier) const {
+  if (nothing()) {
+    throw MailStoreError("The mail application gave no object");
+  }
+  return invoke(member, identifier, DISPATCH_PROPERTYGET, {});
+}
+
 Value Object::at(std::int32_t index) const {
   if (nothing()) {
     throw MailStoreError("The mail application gave no object");
@@ -179,7 +187,12 @@ Object Object::item(std::wstring_view member) const {
 }
 
 Object Object::item(std::wstring_view member, Value argument) const {
-  return {objectFrom(get(member, std::move(argument)), member), server_};
+  return item(member, std::move(argument), nullptr);
+}
+
+Object Object::item(std::wstring_view member, Value argument,
+                    std::shared_ptr<ClassMembers> members) const {
+  return {objectFrom(get(member, std::move(argument)), member), server_, std::move(members)};
 }
 
 }  // namespace relaybird::outlook

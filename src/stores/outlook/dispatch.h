@@ -37,11 +37,19 @@ class Object {
   std::string className() const { return members().name; }
   /// Whether the class has a member of that name.
   bool has(std::wstring_view member) const;
+  /// The number of the member; DISPID_UNKNOWN where the class does not have it.
+  DISPID identifier(std::wstring_view member) const;
+  /// The record of the object's class, for another object of the same class; null where it has not
+  /// been asked for.
+  const std::shared_ptr<ClassMembers>& knownMembers() const { return members_; }
 
   /// The value of a property, or the result of a method: automation does not tell them apart when
   /// reading.
   Value get(std::wstring_view member) const;
   Value get(std::wstring_view member, Value argument) const;
+  /// The value of the property of that number. The class is not asked for, so the caller must find
+  /// out whether the number was that of `member`. Calls no method.
+  Value guess(std::wstring_view member, DISPID identifier) const;
   /// The default member with an index: what "object(index)" means.
   Value at(std::int32_t index) const;
   /// An object that the member gives, which is always of the same class. Throws for "Nothing".
@@ -52,6 +60,9 @@ class Object {
   /// The same for a member that gives objects of several classes, such as the items of a folder.
   Object item(std::wstring_view member) const;
   Object item(std::wstring_view member, Value argument) const;
+  /// The same where the class of the object is known.
+  Object item(std::wstring_view member, Value argument,
+              std::shared_ptr<ClassMembers> members) const;
   /// Calls a method whose result is not used.
   void call(std::wstring_view member) const;
   void call(std::wstring_view member, Value argument) const;
@@ -63,7 +74,6 @@ class Object {
 
  private:
   ClassMembers& members() const;
-  DISPID identifier(std::wstring_view member) const;
   Value invoke(std::wstring_view member, DISPID identifier, WORD flags,
                std::span<const Value> arguments) const;
   HRESULT tryInvoke(DISPID identifier, WORD flags, std::span<const Value> arguments, Value* result,

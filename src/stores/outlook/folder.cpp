@@ -4,10 +4,17 @@
 // could miss an item, or meet one twice and forward it twice. So the filtered collection is read
 // once, when it is made, as a list of identifiers, in the order in which the items were received.
 //
+// Most unread items of a check are those that an earlier one has left unread, and to ask an item
+// for its class costs more than everything else that a listing asks. So the identifier is read
+// first by the number that it had in the classes met before, and if it is that of an item which was
+// listed before, that is all. An item that is not known, or answers with anything else, is asked
+// for its class.
+//
 // Only so many items are held open at once: a mail server may refuse to open more than a few
 // hundred. The others are opened by their identifiers when they are looked at.
 #include "stores/outlook/folder.h"
 
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -26,6 +33,13 @@ constexpr std::int32_t kItemsBetweenEvents = 8;
 
 using Entry = std::shared_ptr<ListedItem>;
 
+// What earlier listings of the folder have learnt.
+struct KnownItems {
+  DISPID identifierNumber = DISPID_UNKNOWN;  ///< of EntryID
+  std::set<std::string, std::less<>> identifiers;
+};
+using KnownRef = std::shared_ptr<KnownItems>;
+
 // Oldest first. Items of a kind that knows no time of reception have no fixed place; where the
 // collection cannot be sorted at all it stays in its own order.
 void sortByTime(const Object& items) {
@@ -41,8 +55,11 @@ void sortByTime(const Object& items) {
 // The items of one filtered collection, read one after the other.
 class Listing {
  public:
-  Listing(ConnectionRef connection, Object items, Object mapi)
-      : connection_(std::move(connection)), items_(std::move(items)), mapi_(std::move(mapi)) {}
+  Listing(ConnectionRef connection, Object items, Object mapi, KnownRef known)
+      : connection_(std::move(connection)),
+        items_(std::move(items)),
+        mapi_(std::move(mapi)),
+        known_(std::move(known)) {}
 
   std::int32_t count() const { return items_.get(L"Count").number(); }
 
@@ -58,10 +75,43 @@ class Listing {
         break;
       }
     }
+    known_->identifiers = std::move(seen_);
     return std::move(entries_);
   }
 
  private:
+  std::string identifierOf(const Object& item) {
+    DISPID& number = known_->identifierNumber;
+    std::optional<std::string> guessed;
+    if (number != DISPID_UNKNOWN) {
+      guessed = guessedIdentifier(item, number);
+    }
+    if (guessed && known_->identifiers.contains(*guessed)) {
+      return *guessed;
+    }
+    const DISPID right = item.identifier(L"EntryID");
+    if (guessed && right == number) {
+      return *guessed;
+    }
+    const std::string identifier = item.get(L"EntryID").text();
+    number = right;
+    return identifier;
+  }
+
+  // Nothing where the item does not answer: it is asked once more in the usual way, which tells
+  // why.
+  static std::optional<std::string> guessedIdentifier(const Object& item, DISPID number) {
+    try {
+      return item.guess(L"EntryID", number).text();
+    } catch (const MailStoreError& error) {
+      item.server().requireAlive();
+      if (meansBusy(error.code())) {
+        throw;
+      }
+      return std::nullopt;
+    }
+  }
+
   // False: the collection has become shorter.
   bool readOne(std::int32_t index, bool hold) {
     Object item;
@@ -75,7 +125,7 @@ class Listing {
       throw;
     }
     auto entry = std::make_shared<ListedItem>();
-    entry->entryId = item.get(L"EntryID").text();
+    entry->entryId = identifierOf(item);
     if (markOfSent(entry->entryId, item)) {
       return true;
     }
@@ -88,8 +138,8 @@ class Listing {
     if (hold || entry->entryId.empty()) {
       entry->object = std::move(item);
     } else {
-      entry->open = [mapi = mapi_, id = entry->entryId] {
-        return mapi.item(L"GetItemFromID", Value::ofText(id));
+      entry->open = [mapi = mapi_, id = entry->entryId, members = item.knownMembers()] {
+        return mapi.item(L"GetItemFromID", Value::ofText(id), members);
       };
     }
     entries_.push_back(std::move(entry));
@@ -115,6 +165,7 @@ class Listing {
   ConnectionRef connection_;
   Object items_;
   Object mapi_;
+  KnownRef known_;
   std::vector<Entry> entries_;
   std::set<std::string, std::less<>> seen_;
 };
@@ -172,8 +223,11 @@ class UnreadItems : public ItemCollection {
 // All items of the folder, as they are at each call.
 class AllItems : public ItemCollection {
  public:
-  AllItems(ConnectionRef connection, Object items, Object mapi)
-      : connection_(std::move(connection)), items_(std::move(items)), mapi_(std::move(mapi)) {}
+  AllItems(ConnectionRef connection, Object items, Object mapi, KnownRef known)
+      : connection_(std::move(connection)),
+        items_(std::move(items)),
+        mapi_(std::move(mapi)),
+        known_(std::move(known)) {}
 
   std::int32_t Count() override { return items_.get(L"Count").number(); }
 
@@ -195,7 +249,8 @@ class AllItems : public ItemCollection {
     requireUnreadFilter(filter);
     connection_->writeHeldMark();
     Listing listing(connection_,
-                    items_.child(L"Restrict", Value::ofText(std::string(kUnreadFilter))), mapi_);
+                    items_.child(L"Restrict", Value::ofText(std::string(kUnreadFilter))), mapi_,
+                    known_);
     const std::int32_t count = listing.count();
     if (count > kLongestList) {
       return std::make_shared<UnreadItems>(connection_, items_.sharedServer(), count);
@@ -207,6 +262,7 @@ class AllItems : public ItemCollection {
   ConnectionRef connection_;
   Object items_;
   Object mapi_;
+  KnownRef known_;
   bool sorted_ = false;
 };
 
@@ -217,13 +273,14 @@ class OutlookFolder : public Folder {
 
   std::shared_ptr<ItemCollection> Items() override {
     connection_->beginPass();
-    return std::make_shared<AllItems>(connection_, folder_.child(L"Items"), mapi_);
+    return std::make_shared<AllItems>(connection_, folder_.child(L"Items"), mapi_, known_);
   }
 
  private:
   ConnectionRef connection_;
   Object folder_;
   Object mapi_;
+  KnownRef known_ = std::make_shared<KnownItems>();
 };
 
 }  // namespace

@@ -72,6 +72,40 @@ TEST_F(OutlookStoreTest, ALongListIsOpenedByIdentifiersInItsOwnOrder) {
   EXPECT_EQ(count("Items.Item"), taken) << "an identifier is known without the item";
 }
 
+TEST_F(OutlookStoreTest, AnItemThatIsOpenedAgainIsNotAskedForItsClassAgain) {
+  deliver(1, 101);
+  const auto items = unread();
+  const std::size_t asked = count("type information");
+  EXPECT_EQ(items->Item(1)->ClassName(), "MailItem");
+  EXPECT_EQ(count("NameSpace.GetItemFromID"), 1u);
+  EXPECT_EQ(count("type information"), asked);
+}
+
+TEST_F(OutlookStoreTest, WhereItemsCannotBeOpenedByIdentifiersAllOfThemAreHeld) {
+  house_.tell("show\topeners=0");
+  deliver(1, 250);
+  const auto items = unread();
+  ASSERT_EQ(items->Count(), 250);
+  const std::size_t taken = count("Items.Item");
+  for (std::int32_t i = 250; i >= 1; --i) {
+    EXPECT_EQ(items->Item(i)->Subject(), "Message number " + std::to_string(i));
+  }
+  EXPECT_EQ(count("Items.Item"), taken);
+  EXPECT_EQ(count("name NameSpace.GetItemFromID"), 1u) << "it was asked for, and is not known";
+  EXPECT_EQ(count("NameSpace.GetItemFromID"), 0u);
+}
+
+TEST_F(OutlookStoreTest, WhereItemsCannotBeOpenedByIdentifiersLongInboxesAreForwardedWhole) {
+  house_.tell("show\topeners=0");
+  house_.engine.prefs.fields().mlngMaxToForward = 1000;
+  application_.reset();
+  deliver(1, 130);
+  house_.engine.engine.state().activationTime = DateTime{};
+  house_.check();
+  EXPECT_EQ(house_.sent(), 130u);
+  EXPECT_EQ(outlook_double::DoubleWorld::only().store().unreadCount(), 0u);
+}
+
 TEST_F(OutlookStoreTest, AListThatIsTooLongForACheckIsCountedAndNotRead) {
   MemoryItem item;
   item.received = house_.clock.now();
