@@ -2,6 +2,7 @@
 #include "outlook_double/class_objects.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "outlook_double/objects.h"
 
@@ -136,6 +137,8 @@ long factoryLocks() {
 bool registerClasses(ServerKind kind, const std::wstring& command, bool lasting) {
   const wchar_t* const server =
       kind == ServerKind::kLibrary ? L"\\InprocServer32" : L"\\LocalServer32";
+  // What a test has left that was stopped: a lasting key cannot be made below one of the session.
+  unregisterClasses();
   return std::all_of(doubleClasses().begin(), doubleClasses().end(), [&](const DoubleClass& one) {
     const std::wstring key = L"CLSID\\" + textOf(one.clsid);
     return writeIdentifier(one, lasting) && writeKey(key, nullptr, toWide(one.progId), lasting) &&
@@ -178,8 +181,8 @@ ClassObjects::ClassObjects(const std::vector<DoubleClass>& classes, DWORD contex
   }
 }
 
-ClassObjects::~ClassObjects() {
-  for (const auto cookie : registered_) {
+void ClassObjects::revoke() {
+  for (const auto cookie : std::exchange(registered_, {})) {
     CoRevokeClassObject(cookie);
   }
 }

@@ -34,8 +34,9 @@ long factoryLocks();
 /// How the registry says where the classes are.
 enum class ServerKind { kLibrary, kProgram };
 
-/// Registers all classes for the machine: `command` is the library's file, or the program's command
-/// line. False where the registry cannot be written. `lasting` keys stay when the session ends.
+/// Registers all classes for the machine, in place of what was registered: `command` is the
+/// library's file, or the program's command line. False where the registry cannot be written.
+/// `lasting` keys stay when the session ends.
 bool registerClasses(ServerKind kind, const std::wstring& command, bool lasting = true);
 void unregisterClasses();
 /// Takes away the one identifier, as if its component had not been installed.
@@ -54,7 +55,9 @@ class ClassObjects {
   static ClassObjects dictionary();
   ClassObjects(const ClassObjects&) = delete;
   ClassObjects& operator=(const ClassObjects&) = delete;
-  ~ClassObjects();
+  ~ClassObjects() { revoke(); }
+  /// COM sends no further client here. Those that it has sent may still be on their way.
+  void revoke();
   /// Whether every class could be registered.
   bool complete() const { return complete_; }
 

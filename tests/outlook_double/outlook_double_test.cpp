@@ -12,6 +12,7 @@
 #include "outlook_double/com_client.h"
 #include "outlook_double/commands.h"
 #include "outlook_double/double_server.h"
+#include "outlook_double/lasting_stubs.h"
 #include "outlook_double/objects.h"
 
 namespace relaybird::outlook_double {
@@ -333,6 +334,18 @@ TEST_P(OutlookDouble, AnApplicationThatEndsInTheMiddleOfACallIsLost) {
   EXPECT_EQ(failure([&] { get(*held.get(), "Version"); }).code, kServerUnavailable);
   const auto next = application();
   EXPECT_EQ(textOf(get(*next.get(), "Version")), "16.0.0.1");
+}
+
+TEST(OutlookDoubleClasses, CanBeRegisteredAfterATestThatWasStoppedWithItsKeysOfTheSession) {
+  ASSERT_TRUE(registerClasses(ServerKind::kProgram, L"stopped.exe", false));
+  EXPECT_TRUE(registerClasses(ServerKind::kLibrary, L"next.dll"));
+  unregisterClasses();
+}
+
+TEST(OutlookDoubleStubs, StandForEveryInterfaceThatLeavesItsProcess) {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  EXPECT_TRUE(LastingStubs().complete());
+  CoUninitialize();
 }
 
 INSTANTIATE_TEST_SUITE_P(Places, OutlookDouble, testing::Values(Place::kHere, Place::kElsewhere),
