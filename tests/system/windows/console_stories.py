@@ -5,13 +5,15 @@ application, under Wine. The application is the double, in processes of its own,
 file: what was sent and marked is read from there, and not taken from anyone's word. The caller sets Wine's
 variables; everything else is written to the folder SCRATCH.
 
-Prints one line when all stories have passed."""
+Prints one line when all stories have passed. Returns 1 where one failed, and 2 where a program that is no part of a
+story did not end: Wine may hang, and then the stories have shown nothing."""
 
 import os
 import pathlib
 import subprocess
 import sys
 import time
+import traceback
 import unittest
 import urllib.parse
 
@@ -29,11 +31,35 @@ def windows_name(path):
     return "Z:" + str(path).replace("/", "\\")
 
 
+class Result(unittest.TextTestResult):
+    """Knows of a failure as soon as it has happened."""
+
+    any_failed = False
+
+    def addError(self, test, err):
+        Result.any_failed = True
+        super().addError(test, err)
+
+    def addFailure(self, test, err):
+        Result.any_failed = True
+        super().addFailure(test, err)
+
+
+def not_ended(what):
+    """Leaves at once: everything that comes later would wait too. A story that has failed before has failed."""
+    traceback.print_stack()
+    print(f"console_stories: this did not end: {what}", flush=True)
+    os._exit(1 if Result.any_failed else 2)
+
+
 def wine(*words, output="wine.log"):
     """Runs a program to its end. To a file: what COM starts inherits the output and keeps it open."""
-    with open(SCRATCH / output, "wb") as log:
-        done = subprocess.run(["wine", *map(str, words)], stdin=subprocess.DEVNULL, stdout=log,
-                              stderr=subprocess.STDOUT, timeout=DEADLINE, check=False)
+    try:
+        with open(SCRATCH / output, "wb") as log:
+            done = subprocess.run(["wine", *map(str, words)], stdin=subprocess.DEVNULL, stdout=log,
+                                  stderr=subprocess.STDOUT, timeout=DEADLINE, check=False)
+    except subprocess.TimeoutExpired:
+        not_ended(" ".join(map(str, words)))
     text = (SCRATCH / output).read_text(encoding="utf-8", errors="replace").replace("\r", "")
     return done.returncode, text
 
@@ -102,7 +128,10 @@ class Double:
         # Also one that COM has started: the next story must not meet it.
         self.tell("die")
         if self.process is not None:
-            self.process.wait(timeout=DEADLINE)
+            try:
+                self.process.wait(timeout=DEADLINE)
+            except subprocess.TimeoutExpired:
+                not_ended("the double")
             self.process = None
         wine(DOUBLE, "/unregserver")
 
@@ -279,7 +308,8 @@ class Stories(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    result = unittest.main(argv=[sys.argv[0], *sys.argv[1:]], exit=False).result
+    runner = unittest.TextTestRunner(verbosity=2, resultclass=Result)
+    result = unittest.main(argv=[sys.argv[0], *sys.argv[1:]], exit=False, testRunner=runner).result
     if not result.wasSuccessful() or result.testsRun == 0:
         sys.exit(1)
     print(f"console_stories: {result.testsRun} passed")
