@@ -17,7 +17,9 @@ namespace relaybird::outlook {
 namespace {
 
 // A dialog box of the mail application makes it refuse calls. It may stay open for hours, so the
-// call fails after some seconds, and the next check tries again.
+// call fails after some seconds, and the next check tries again. The windows take no input while
+// the store waits: events must not run inside any call. So only the first of the refused calls
+// waits; a step that fails is followed by others, and each would wait as long.
 constexpr int kAttempts = 40;
 constexpr std::chrono::milliseconds kPauseWhileBusy{250};
 // A server may make new type information for each object; only some are remembered.
@@ -116,10 +118,11 @@ HRESULT Server::call(const std::function<HRESULT()>& attempt) {
   requireAlive();
   HRESULT result = attempt();
   // The refused call was not begun, so it can be made again, whatever it does.
-  for (int tries = 1; meansBusy(result) && tries < kAttempts; ++tries) {
+  for (int tries = 1; meansBusy(result) && !waitedInVain_ && tries < kAttempts; ++tries) {
     pause_(kPauseWhileBusy);
     result = attempt();
   }
+  waitedInVain_ = meansBusy(result);
   if (meansGone(result)) {
     lose(result);
   }

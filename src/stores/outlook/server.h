@@ -50,8 +50,9 @@ class Server {
   explicit Server(Pause pause, std::shared_ptr<void> lasting = {})
       : lasting_(std::move(lasting)), pause_(std::move(pause)) {}
 
-  /// Makes the call, and makes it again for some seconds while the application is busy. Returns the
-  /// last result. A result that means that the application is gone is remembered.
+  /// Makes the call, and makes it again for some seconds while the application is busy; not where
+  /// an earlier call has waited in vain and none was taken since. Returns the last result. A result
+  /// that means that the application is gone is remembered.
   HRESULT call(const std::function<HRESULT()>& attempt);
   /// Throws MailStoreError where the application is known to be gone: a call would only wait for
   /// what does not come.
@@ -83,6 +84,7 @@ class Server {
   std::shared_ptr<void> lasting_;  ///< above what it must outlive
   Pause pause_;
   std::optional<HRESULT> goneWith_;
+  bool waitedInVain_ = false;
   std::map<std::string, std::shared_ptr<ClassMembers>, std::less<>> classes_;
   std::vector<KnownType> types_;
 };

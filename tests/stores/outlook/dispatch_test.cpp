@@ -250,6 +250,25 @@ TEST_F(DispatchTest, AServerThatStaysBusyIsToldWithinALimit) {
   EXPECT_FALSE(server->gone());
 }
 
+TEST_F(DispatchTest, AServerThatStaysBusyIsWaitedForOnceUntilItTakesACallAgain) {
+  FakeDispatch fake(&mailType);
+  fake.add(L"Subject", 7, answering(Value::ofText("text")));
+  const Object object = over(fake);
+  EXPECT_TRUE(object.has(L"Subject"));
+  fake.refusals.assign(1000, RPC_E_SERVERCALL_RETRYLATER);
+  EXPECT_THROW(object.get(L"Subject"), MailStoreError);
+  pauses.clear();
+  for (int call = 0; call < 3; ++call) {
+    EXPECT_THROW(object.get(L"Subject"), MailStoreError);
+  }
+  EXPECT_TRUE(pauses.empty());
+  fake.refusals.clear();
+  EXPECT_EQ(object.get(L"Subject").text(), "text");
+  fake.refusals = {RPC_E_SERVERCALL_RETRYLATER};
+  EXPECT_EQ(object.get(L"Subject").text(), "text");
+  EXPECT_EQ(pauses.size(), 1u);
+}
+
 TEST_F(DispatchTest, AServerThatWentAwayIsNotCalledAgain) {
   FakeDispatch fake(&mailType);
   fake.add(L"Subject", 7, answering(Value::ofText("text")));

@@ -206,6 +206,25 @@ TEST_F(OutlookStoreTest, ABusyApplicationIsWaitedForWithTheSleeperOfTheProgram) 
   EXPECT_EQ(house_.clock.now() - before, std::chrono::milliseconds{750});
 }
 
+// Each further call of the check waited ten seconds more, in which the windows took no input.
+TEST_F(OutlookStoreTest, ACheckWaitsOnceForAnApplicationThatBecomesBusyInTheMiddle) {
+  house_.engine.engine.state().activationTime = DateTime{};
+  deliver(1, 1);
+  house_.check();  // the names are known from now on
+  deliver(2, 4);
+  for (const char* call : {"SafeItem.Item=", "MailItem.UnRead=", "MailItem.UnRead"}) {
+    house_.tell(std::string("return\tcode=8001010A\tcall=") + call);
+  }
+  const auto before = house_.clock.now();
+  house_.check();
+  EXPECT_GT(house_.clock.now() - before, std::chrono::seconds{9});
+  EXPECT_LT(house_.clock.now() - before, std::chrono::seconds{11});
+  EXPECT_EQ(house_.sent(), 1u);
+  house_.tell("calm");
+  house_.check();
+  EXPECT_EQ(house_.sent(), 4u);
+}
+
 TEST_F(OutlookStoreTest, WithoutTheApplicationTheUserIsToldOnceWhatToDo) {
   application_.reset();
   house_.tell("missing\tcomponent=outlook.application");
