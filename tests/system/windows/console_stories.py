@@ -3,13 +3,14 @@
 """console_stories.py BUILD SCRATCH: what users live through with relaybird-console.exe and their mail
 application, under Wine. The application is the double, in processes of its own, whose mailbox is kept in a
 file: what was sent and marked is read from there, and not taken from anyone's word. The caller sets Wine's
-variables; everything else is written to the folder SCRATCH.
+variables, and ends its server afterwards; everything else is written to the folder SCRATCH.
 
 Prints one line when all stories have passed. Returns 1 where one failed, and 2 where a program that is no part of a
 story did not end: Wine may hang, and then the stories have shown nothing."""
 
 import os
 import pathlib
+import struct
 import subprocess
 import sys
 import time
@@ -22,9 +23,13 @@ SCRATCH = pathlib.Path(sys.argv.pop(1)).resolve()
 DOUBLE = BUILD / "tests/outlook_double/outlook_double.exe"
 CONTROL = BUILD / "tests/outlook_double/outlook_double_control.exe"
 CONSOLE = BUILD / "src/app/relaybird-console.exe"
+CLOCK = pathlib.Path(__file__).resolve().parent / "shifted_clock.cpp"
 DEADLINE = 60  # seconds; a loaded machine needs some
 
 ONE_ADDRESS = "[default]\r\nmstrFwdToAddress_num=1\r\nmstrFwdToAddress_1=cell@phone.example\r\n"
+
+
+WINE = dict(os.environ)  # the variables of what Wine runs
 
 
 def windows_name(path):
@@ -57,11 +62,49 @@ def wine(*words, output="wine.log"):
     try:
         with open(SCRATCH / output, "wb") as log:
             done = subprocess.run(["wine", *map(str, words)], stdin=subprocess.DEVNULL, stdout=log,
-                                  stderr=subprocess.STDOUT, timeout=DEADLINE, check=False)
+                                  stderr=subprocess.STDOUT, timeout=DEADLINE, check=False, env=WINE)
     except subprocess.TimeoutExpired:
         not_ended(" ".join(map(str, words)))
     text = (SCRATCH / output).read_text(encoding="utf-8", errors="replace").replace("\r", "")
     return done.returncode, text
+
+
+def start_wine(**variables):
+    """Ends all that Wine runs, and starts it anew, with these variables beside those of the caller."""
+    WINE.clear()
+    WINE.update(os.environ, **variables)
+    for option in ("--kill", "--wait", "--persistent"):
+        try:
+            subprocess.run(["wineserver", option], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                           stderr=subprocess.DEVNULL, timeout=DEADLINE, check=False, env=WINE)
+        except subprocess.TimeoutExpired:
+            not_ended("wineserver " + option)
+
+
+def eventually(what, condition):
+    end = time.monotonic() + DEADLINE
+    while not condition():
+        if time.monotonic() > end:
+            raise AssertionError(what + " did not come")
+        time.sleep(0.1)
+
+
+class ShiftedClock:
+    """The clock of everything that Wine runs from now on."""
+
+    def __init__(self):
+        self.minutes = 0
+        self.file = SCRATCH / "clock"
+        self.file.write_bytes(bytes(8))
+        library = SCRATCH / "shifted_clock.so"
+        subprocess.run(["g++", "-std=c++20", "-O1", "-shared", "-fPIC", "-o", library, CLOCK], check=True)
+        start_wine(LD_PRELOAD=str(library), SHIFTED_CLOCK=str(self.file))
+
+    def forward(self, minutes):
+        """Lets so many minutes pass at once."""
+        self.minutes += minutes
+        with open(self.file, "r+b") as file:
+            file.write(struct.pack("<q", self.minutes * 60 * 1_000_000_000))
 
 
 def fields(line):
@@ -89,7 +132,7 @@ class Double:
         """Starts it, to be told what to do and to stay."""
         with open(SCRATCH / "double.log", "wb") as log:
             self.process = subprocess.Popen(["wine", str(DOUBLE), "/stay", windows_name(self.folder)],
-                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log, env=WINE)
         # COM would start a second one while this one is still on its way.
         end = time.monotonic() + DEADLINE
         while not (self.folder / "ready").exists():
@@ -124,6 +167,9 @@ class Double:
                 marks[line["id"]] = line["unread"] == "1"
         return sorted(identifier for identifier, unread in marks.items() if unread)
 
+    def state(self):
+        return fields(self.tell("state").splitlines()[0])
+
     def end(self):
         # Also one that COM has started: the next story must not meet it.
         self.tell("die")
@@ -144,7 +190,7 @@ class Console:
         self.seen = 0
         with open(self.output, "wb") as output:
             self.process = subprocess.Popen(["wine", str(CONSOLE)], stdin=subprocess.PIPE, stdout=output,
-                                            stderr=subprocess.STDOUT)
+                                            stderr=subprocess.STDOUT, env=WINE)
 
     def send(self, *lines):
         self.process.stdin.write("".join(line + "\n" for line in lines).encode())
@@ -166,6 +212,19 @@ class Console:
             if time.monotonic() > end or self.process.poll() is not None:
                 raise AssertionError(f"{wanted!r} did not come after:\n{text}")
             time.sleep(0.05)
+
+    def start(self):
+        """Switches forwarding on."""
+        self.send("start")
+        self.expect("box: Please Confirm:\n")
+        self.send("Yes")
+        self.expect("log: --- Forwarding turned ON at ")
+
+    def fact(self, name):
+        """What the status says of it."""
+        self.send("status")
+        self.expect(f"\n{name}: ")
+        return self.expect("\n").strip()
 
     def test_cycle(self):
         """One test cycle with its questions answered; returns what was printed meanwhile."""
@@ -194,14 +253,7 @@ def preference_file():
     raise RuntimeError("the prefix has no user")
 
 
-class Stories(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        # One that another test has left would answer in place of this one's.
-        folder = SCRATCH / "before"
-        folder.mkdir()
-        Double(folder).end()
-
+class Story(unittest.TestCase):
     def setUp(self):
         name = self.id().split(".")[-1]
         folder = SCRATCH / name
@@ -221,14 +273,20 @@ class Stories(unittest.TestCase):
         self.addCleanup(console.kill)
         return console
 
+
+class Stories(Story):
+    @classmethod
+    def setUpClass(cls):
+        # One that another test has left would answer in place of this one's.
+        folder = SCRATCH / "before"
+        folder.mkdir()
+        Double(folder).end()
+
     def test_started_it_forwards_what_waits_and_stops(self):
         self.preferences(ONE_ADDRESS + "mbolFwdUponStart=1\r\n")
         self.double.deliver("one", "two", "three")
         console = self.start()
-        console.send("start")
-        console.expect("box: Please Confirm:\n")
-        console.send("Yes")
-        console.expect("log: --- Forwarding turned ON at ")
+        console.start()
         console.expect("log: Completed Email Check at ")
         console.send("wait idle 60", "status")
         self.assertIn("automation: Running\n", console.expect("number-forwarded: 3\n"))
@@ -245,7 +303,7 @@ class Stories(unittest.TestCase):
         console.test_cycle()
         console.send("wait idle 60", "status")
         console.expect("number-forwarded: ")
-        state = fields(self.double.tell("state").splitlines()[0])
+        state = self.double.state()
         self.assertEqual(state["running"], "0")
         self.assertEqual(state["starts"], "1")
         self.assertGreaterEqual(int(state["deliveries"]), 1)
@@ -305,6 +363,113 @@ class Stories(unittest.TestCase):
         console.send("answer OK OK Yes OK OK", "test", "wait idle 60", "log 50", "quit")
         console.expect("No Outlook was found that other programs can use.")
         console.expect("please verify that MS-Outlook is installed and configured correctly on this PC")
+
+
+class StoriesOfTime(Story):
+    """Minutes pass at once for Wine and all that it runs; the program has no part in it."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.clock = ShiftedClock()
+
+    @classmethod
+    def tearDownClass(cls):
+        start_wine()
+
+    def started(self):
+        """The program, with forwarding switched on: it checks every two minutes, the least that it takes."""
+        self.preferences(ONE_ADDRESS + "mdblFwdToFrequency=2\r\n")
+        self.double.stay()
+        console = self.start()
+        console.start()
+        return console
+
+    def until_the_check(self, console):
+        for left in ("2", "1"):
+            eventually(f"{left} minutes to the check",
+                       lambda left=left: console.fact("minutes-to-next-check") == left)
+            self.clock.forward(1)
+
+    def another_application(self):
+        """The application is closed, and opened again by its user."""
+        self.double.tell("die")
+        self.double.process.wait(timeout=DEADLINE)
+        self.double.stay()
+
+    def deliver(self, *subjects):
+        for subject in subjects:
+            self.double.tell("deliver", subject=subject, id=subject, address="bob@example.com")
+
+    def synchronisations(self, count):
+        eventually(f"synchronisation {count}", lambda: self.double.state()["starts"] == str(count))
+
+    def test_checks_come_when_their_minutes_are_over(self):
+        console = self.started()
+        for subject in ("one", "two"):
+            self.deliver(subject)
+            self.until_the_check(console)
+            console.expect("log: Completed Email Check at ")
+            self.assertIn("FW: " + subject, self.double.sent())
+        self.assertEqual(console.quit(), 0)
+        self.assertEqual(self.double.sent(), ["FW: one", "FW: two"])
+
+    def test_a_synchronisation_comes_before_the_check_and_one_after_it(self):
+        console = self.started()
+        self.another_application()
+        self.double.tell("syncs", end="told")
+        self.until_the_check(console)
+        self.synchronisations(1)
+        self.deliver("fetched")
+        self.assertEqual(console.fact("number-forwarded"), "0")
+        self.double.tell("end")
+        console.expect("log: Completed Email Check at ")
+        self.assertEqual(self.double.sent(), ["FW: fetched"])
+        self.synchronisations(2)
+        self.double.tell("end")
+        console.send("wait idle 60", "stop")
+        console.expect("log: --- Forwarding turned OFF at ")
+        self.assertEqual(self.double.state()["running"], "0")
+        self.assertEqual(console.quit(), 0)
+
+    def test_a_synchronisation_that_never_ends_is_given_up_after_15_minutes(self):
+        console = self.started()
+        self.another_application()
+        self.double.tell("syncs", end="told")
+        self.deliver("one")
+        self.until_the_check(console)
+        self.synchronisations(1)
+        self.clock.forward(14)
+        console.fact("action")
+        self.assertEqual(self.double.state()["running"], "1")
+        self.assertNotIn("timed out", console.text())
+        self.assertEqual(self.double.sent(), [])
+        self.clock.forward(1)
+        console.expect("--> Inbox synchronization timed out.\n")
+        console.expect("log: Completed Email Check at ")
+        self.assertEqual(self.double.sent(), ["FW: one"])
+        self.assertEqual(console.quit(), 0)
+
+    def test_a_check_that_is_stopped_in_the_middle_leaves_the_rest_for_the_next_one(self):
+        subjects = [f"item {number}" for number in range(5)]
+        console = self.started()
+        self.deliver(*subjects)
+        self.double.tell("wait", call="SafeItem.Send", milliseconds=2000)
+        self.until_the_check(console)
+        eventually("the first forward", lambda: self.double.sent())
+        console.send("stop")
+        console.expect("log: --- Forwarding turned OFF at ")
+        console.send("wait idle 60", "status")
+        console.expect("\nautomation: Stopped\n")
+        sent = self.double.sent()
+        self.assertLess(len(sent), len(subjects))
+        left = [subject for subject in subjects if f"FW: {subject}" not in sent]
+        self.assertEqual(self.double.unread(), left)
+        self.double.tell("calm")
+        console.start()
+        self.until_the_check(console)
+        console.expect("log: Completed Email Check at ")
+        self.assertEqual(console.quit(), 0)
+        self.assertEqual(sorted(self.double.sent()), [f"FW: {subject}" for subject in subjects])
 
 
 if __name__ == "__main__":
