@@ -168,7 +168,11 @@ class ScriptedNetwork : public Network {
   /// Throws std::logic_error when it would wait for ever: a limit of over a year and nothing that
   /// could end it, or a client that waits a million times in which no time passes.
   void wait(std::chrono::milliseconds limit) override;
-  void wake() override { woken_ = true; }
+  void wake() override {
+    woken_ = true;
+    ++wakes_;
+  }
+  int wakes() const { return wakes_; }
   std::chrono::milliseconds steadyTime() const override { return now_; }
 
  private:
@@ -187,6 +191,7 @@ class ScriptedNetwork : public Network {
   std::vector<std::shared_ptr<ServerEnd>> ends_;
   std::vector<Action> actions_;
   std::atomic<bool> woken_{false};
+  std::atomic<int> wakes_{0};
   std::chrono::milliseconds now_ = std::chrono::hours(77);  // not 0, as on a real machine
   std::chrono::milliseconds timeOfLastWait_{0};
   int waitsAtThisTime_ = 0;

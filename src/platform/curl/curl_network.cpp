@@ -48,9 +48,11 @@ std::chrono::milliseconds CurlNetwork::steadyTime() const {
       std::chrono::steady_clock::now().time_since_epoch());
 }
 
+// A flag that is set already has woken the thread, or will end its next wait before the poll.
 void CurlNetwork::wake() {
-  woken_ = true;
-  curl_multi_wakeup(multi_);
+  if (!woken_.exchange(true)) {
+    curl_multi_wakeup(multi_);
+  }
 }
 
 void CurlNetwork::wait(std::chrono::milliseconds limit) {

@@ -59,6 +59,8 @@ class ImapBodies {
 
   /// Sends the commands for what is wanted.
   void pump(ImapClient& client);
+  /// Whether pump() has something to do.
+  bool hasToSend() const { return !queue_.empty() || !aheadQueue_.empty(); }
   void arrived(ImapBody body);
   /// A connection begins: what could not be had on an earlier one may be had on this one.
   void attach();

@@ -119,9 +119,8 @@ const ImapHeads::Known* ImapHeads::known(std::uint32_t uid) const {
 }
 
 void ImapHeads::pump(ImapClient& client) {
-  const std::size_t mostCommands = careful_ > 0 ? 1 : kHeadCommandsAhead;
   std::size_t most = 0;
-  while (!queue_.empty() && commands_ < mostCommands && (most = mayAsk()) > 0) {
+  while (!queue_.empty() && commands_ < mostCommands() && (most = mayAsk()) > 0) {
     std::vector<std::uint32_t> uids;
     bool plain = careful_ > 0;
     while (!queue_.empty() && uids.size() < most) {

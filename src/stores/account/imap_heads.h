@@ -64,6 +64,8 @@ class ImapHeads {
 
   /// Sends the commands for what is wanted.
   void pump(ImapClient& client);
+  /// Whether pump() has something to do.
+  bool hasToSend() const { return !queue_.empty() && commands_ < mostCommands() && mayAsk() > 0; }
   /// A head has come, with its time of receipt.
   void arrived(ImapHead head);
   /// A connection begins: what could not be had on an earlier one may be had on this one.
@@ -91,6 +93,7 @@ class ImapHeads {
 
   std::uint32_t nextInQueue() const;
   std::size_t mayAsk() const;
+  std::size_t mostCommands() const { return careful_ > 0 ? 1 : kHeadCommandsAhead; }
   void ask(ImapClient& client, std::vector<std::uint32_t> uids, bool plain);
   template <class Superfluous>
   void dropKept(const Superfluous& superfluous);

@@ -41,6 +41,8 @@ class ImapMarks {
   std::size_t unconfirmed() const { return queue_.size() + sent_; }
   /// Sends what waits at the next pump(), however few they are.
   void flush() { flush_ = true; }
+  /// Whether the next pump() sends something.
+  bool due() const { return !queue_.empty() && (flush_ || queue_.size() >= kMarksAtOnce); }
 
   /// Sends what waits, if it is enough. In a folder that may only be read all are refused.
   void pump(ImapClient& client, bool readOnly);

@@ -136,6 +136,15 @@ void ImapSession::advance(std::unique_lock<std::mutex>& lock) {
   }
 }
 
+// Whether the thread must not sleep on. Until the folder is open, each step goes on by itself. A
+// mark that joins others is sent with them, and their moment is known already.
+bool ImapSession::hasToAct() const {
+  if (!connection_) {
+    return true;
+  }
+  return status_.up && (work_.hasToSend() || (work_.marksWaiting() > 0 && !markSince_));
+}
+
 bool ImapSession::mayConnect(Time now) {
   if (userAsks_) {
     failures_ = 0;

@@ -111,14 +111,21 @@ class ImapSession {
   };
   Status status() const;
   /// Calls `act` with the ImapWork, under the lock, and lets the session see to what it wants. A
-  /// try to connect is made at once, unless one has just failed.
+  /// try to connect is made at once, unless one has just failed. The session's thread is woken only
+  /// if there is something for it to do: most calls of a walk find what was fetched ahead.
   template <class Act>
   auto work(Act&& act) {
-    struct Wake {
-      Network& network;
-      ~Wake() { network.wake(); }
-    } wake{world_.network};
-    const std::lock_guard lock(mutex_);
+    struct Call {
+      ImapSession& session;
+      std::unique_lock<std::mutex> lock;
+      ~Call() {
+        const bool wake = session.hasToAct();
+        lock.unlock();  // first, or the thread would wait for it
+        if (wake) {
+          session.world_.network.wake();
+        }
+      }
+    } call{*this, std::unique_lock(mutex_)};
     return act(work_);
   }
   /// The user asks for what is wanted next: the pauses of failed tries end, and what a server or
@@ -145,6 +152,7 @@ class ImapSession {
   using Time = std::chrono::milliseconds;
 
   void advance(std::unique_lock<std::mutex>& lock);
+  bool hasToAct() const;
   bool mayConnect(Time now);
   void connect(std::unique_lock<std::mutex>& lock);
   void converse();

@@ -88,6 +88,10 @@ void ImapWork::pump() {
   heads_.pump(*client_);
 }
 
+bool ImapWork::hasToSend() const {
+  return mustRefresh() || marks_.due() || bodies_.hasToSend() || heads_.hasToSend();
+}
+
 bool ImapWork::wantsAnything() const {
   return refreshed(refreshWanted_) == Wanted::kComing || heads_.wantsAny() || bodies_.wantsAny();
 }
@@ -140,11 +144,15 @@ Wanted ImapWork::refreshed(std::uint64_t number) const {
   return refreshFailed_ >= number ? Wanted::kFailed : Wanted::kComing;
 }
 
+// One at a time: a search of a large folder may take the server minutes.
+bool ImapWork::mustRefresh() const {
+  return refreshWanted_ > std::max(refreshSent_, refreshFailed_) &&
+         refreshSent_ <= std::max(refreshDone_, refreshFailed_);
+}
+
 void ImapWork::pumpRefresh() {
   const bool justOpened = std::exchange(justOpened_, false);
-  // One at a time: a search of a large folder may take the server minutes.
-  if (refreshWanted_ <= std::max(refreshSent_, refreshFailed_) ||
-      refreshSent_ > std::max(refreshDone_, refreshFailed_)) {
+  if (!mustRefresh()) {
     return;
   }
   const std::uint64_t number = refreshWanted_;

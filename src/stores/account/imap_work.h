@@ -54,6 +54,8 @@ class ImapWork {
   void detach(Loss how);
   /// Sends the commands for what is wanted. To be called whenever something may have changed.
   void pump();
+  /// Whether pump() would send something at once.
+  bool hasToSend() const;
   /// Whether anything is wanted but marks.
   bool wantsAnything() const;
   /// Everything that is wanted but marks becomes kFailed or kLost, until the next attach().
@@ -106,6 +108,7 @@ class ImapWork {
  private:
   void onHead(ImapHead head);
   void onMarkRefused(std::uint32_t uid, bool seen, const std::string& words, bool first);
+  bool mustRefresh() const;
   void pumpRefresh();
   void onRefreshed(std::uint64_t number, const Result<void>& result);
   void settle(std::uint64_t number);

@@ -3,6 +3,8 @@
 // and which of them is to blame when connections are lost.
 #include <gmock/gmock.h>
 
+#include <functional>
+
 #include "stores/account/imap_session_fixture.h"
 
 namespace relaybird {
@@ -18,6 +20,36 @@ TEST_F(ImapFetchTest, FetchesHeadsAndBodies) {
   EXPECT_EQ(subject(4), "m4");
   EXPECT_EQ(body(4), simpleMail("m4"));
   EXPECT_EQ(account_.count("UID FETCH 4 (UID BODY.PEEK[])"), 1U);
+}
+
+// Each step of a walk woke the session's thread, two or three times a message.
+TEST_F(ImapFetchTest, TakingWhatWasFetchedAheadWakesNobody) {
+  refresh();
+  const auto wakesOf = [&](const std::function<void(ImapWork&)>& act) {
+    const int before = network_.wakes();
+    session_->work(act);
+    return network_.wakes() - before;
+  };
+  EXPECT_EQ(wakesOf([](ImapWork& work) { work.wantHeads({5, 4, 3}); }), 1);
+  runUntil([&] { return head(3) == Wanted::kThere; });
+  EXPECT_EQ(wakesOf([](ImapWork& work) { work.wantHeads({5, 4, 3}); }), 0);
+  EXPECT_EQ(wakesOf([](ImapWork& work) { work.wantBodiesAhead({5, 4}); }), 1);
+  runUntil([&] {
+    return session_->look([](const ImapWork& work) { return work.body(4) == Wanted::kThere; });
+  });
+  EXPECT_EQ(wakesOf([](ImapWork& work) {
+              (void)work.takeHead(5);
+              work.wantBody(5);
+              (void)work.takeBody(5);
+            }),
+            0);
+  EXPECT_EQ(wakesOf([](ImapWork& work) { work.wantBody(3); }), 1);
+  // The thread has to know when to send the first mark; the next one goes with it.
+  EXPECT_EQ(wakesOf([](ImapWork& work) { work.setSeen(5, true); }), 1);
+  session_->step();
+  EXPECT_EQ(wakesOf([](ImapWork& work) { work.setSeen(4, true); }), 0);
+  EXPECT_TRUE(runUntilMarked(4));
+  EXPECT_EQ(wakesOf([](ImapWork& work) { (void)work.wantRefresh(); }), 1);
 }
 
 TEST_F(ImapFetchTest, FetchesALargeMessageInPieces) {

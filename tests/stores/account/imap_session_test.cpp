@@ -286,6 +286,7 @@ TEST_F(ImapSessionTest, AsksOneSearchAtATime) {
   account_.commands.clear();
   for (int i = 0; i < 20; ++i) {
     session_->work([](ImapWork& work) { work.wantRefresh(); });
+    network_.wake();  // the step would wait for the answer
     session_->step();
   }
   EXPECT_EQ(network_.connections(), 1U);
