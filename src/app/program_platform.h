@@ -71,4 +71,9 @@ ProgramPlatform systemPlatform();
 /// chooses the memory of secrets, and makes the libraries ready that threads share.
 void prepareSystemProcess();
 
+/// Writes UTF-8 text to standard output, or to standard error if it is an error, for a program that
+/// shows windows. Where the system gives such a program no output, whoever has started it is shown
+/// a box, and the call waits for the answer.
+void tellStarter(const std::string& text, bool isError);
+
 }  // namespace relaybird

@@ -4,7 +4,6 @@
 #include "app/program_start.h"
 
 #include <cstdlib>
-#include <iostream>
 #include <utility>
 
 #include "platform/paths.h"
@@ -17,22 +16,21 @@ ProgramIdentity programIdentity(std::string name) {
           {RELAYBIRD_VERSION_MAJOR, RELAYBIRD_VERSION_MINOR, RELAYBIRD_VERSION_PATCH}};
 }
 
-std::optional<int> answerArguments(const ProgramIdentity& identity, std::string_view help,
-                                   const std::vector<std::string>& arguments) {
+std::optional<CommandLineAnswer> answerArguments(const ProgramIdentity& identity,
+                                                 std::string_view help,
+                                                 const std::vector<std::string>& arguments) {
   if (arguments.empty()) {
     return std::nullopt;
   }
   if (arguments == std::vector<std::string>{"--help"}) {
-    std::cout << help;
-    return EXIT_SUCCESS;
+    return CommandLineAnswer{EXIT_SUCCESS, std::string(help)};
   }
   if (arguments == std::vector<std::string>{"--version"}) {
-    std::cout << "Relaybird " << identity.versionText << '\n';
-    return EXIT_SUCCESS;
+    return CommandLineAnswer{EXIT_SUCCESS, "Relaybird " + identity.versionText + "\n"};
   }
-  std::cerr << identity.name << " takes no options but --help and --version, not \""
-            << arguments.front() << "\"\n";
-  return kSettingsForbid;
+  return CommandLineAnswer{kSettingsForbid,
+                           identity.name + " takes no options but --help and --version, not \"" +
+                               arguments.front() + "\"\n"};
 }
 
 std::string defaultHelpFile(FileSystem& files, const std::string& folder) {

@@ -15,10 +15,16 @@ namespace relaybird {
 /// The identity of a program of this release.
 ProgramIdentity programIdentity(std::string name);
 
-/// Answers the arguments of the command line. Returns the exit status to end with; nothing when
-/// there are no arguments and the program goes on. `help` is what --help prints.
-std::optional<int> answerArguments(const ProgramIdentity& identity, std::string_view help,
-                                   const std::vector<std::string>& arguments);
+/// What a program says to its command line, before it ends with `status`: 0, or that of an error.
+struct CommandLineAnswer {
+  int status;
+  std::string text;
+};
+/// Answers the arguments of the command line; nothing when there are none and the program goes on.
+/// `help` is what --help prints.
+std::optional<CommandLineAnswer> answerArguments(const ProgramIdentity& identity,
+                                                 std::string_view help,
+                                                 const std::vector<std::string>& arguments);
 
 /// Where rbx.chm is expected when the settings name no place: in share/relaybird beside the
 /// program's folder, as it is installed, else beside the program itself.

@@ -16,8 +16,9 @@ constexpr const char* kHelp =
 int main(int argc, char** argv) {
   relaybird::prepareSystemProcess();
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird");
-  if (const auto status = relaybird::answerArguments(identity, kHelp, {argv + 1, argv + argc})) {
-    return *status;
+  if (const auto answer = relaybird::answerArguments(identity, kHelp, {argv + 1, argv + argc})) {
+    relaybird::tellStarter(answer->text, answer->status != 0);
+    return answer->status;
   }
   wxApp::SetInstance(new relaybird::DesktopApplication(identity, relaybird::systemPlatform));
   return wxEntry(argc, argv);

@@ -70,9 +70,10 @@ Manual consoleManual() {
 int main(int argc, char** argv) {
   relaybird::prepareSystemProcess();
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird-console");
-  if (const auto status =
+  if (const auto answer =
           relaybird::answerArguments(identity, relaybird::kHelp, {argv + 1, argv + argc})) {
-    return *status;
+    (answer->status == 0 ? std::cout : std::cerr) << answer->text;
+    return answer->status;
   }
   try {
     const auto system = relaybird::openSystemConsole();

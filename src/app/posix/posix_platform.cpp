@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <initializer_list>
+#include <iostream>
 #include <vector>
 
 #include "app/program_platform.h"
@@ -72,6 +73,10 @@ void prepareSystemProcess() {
   // Threads share these libraries, so that they are made ready before there are any.
   prepareCurl();
   prepareLibraries();
+}
+
+void tellStarter(const std::string& text, bool isError) {
+  (isError ? std::cerr : std::cout) << text;
 }
 
 LocalIdentity localIdentity() {

@@ -21,6 +21,7 @@
 #include "platform/win32/run_key_autostart.h"
 #include "platform/win32/serving_sleeper.h"
 #include "platform/win32/shell_folders.h"
+#include "platform/win32/starter_output.h"
 #include "platform/win32/win32_clock.h"
 #include "platform/win32/win32_file_system.h"
 #include "platform/win32/win32_profile_strings.h"
@@ -64,6 +65,13 @@ void prepareSystemProcess() {
   ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
   static auto* const pages = new LockedPages;  // never destroyed: statics may hold secrets
   keepSecretsIn(*pages);
+}
+
+void tellStarter(const std::string& text, bool isError) {
+  if (!writeToStarter(isError ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE, text)) {
+    ::MessageBoxW(nullptr, toWide(text).c_str(), L"Relaybird",
+                  MB_SETFOREGROUND | (isError ? MB_ICONWARNING : MB_ICONINFORMATION));
+  }
 }
 
 LocalIdentity localIdentity() {

@@ -127,6 +127,21 @@ for program in relaybird relaybird-console; do
   done
 done
 
+say "the command line is answered where its user looks"
+wine relaybird.exe --version >"$scratch/version.txt" 2>"$scratch/version-errors.txt" || fail "--version ends with status $?"
+grep -q '^Relaybird [0-9.]*' "$scratch/version.txt" || fail "--version prints nothing"
+status=0
+wine relaybird.exe --wrong >"$scratch/wrong.txt" 2>"$scratch/wrong-errors.txt" || status=$?
+[ "$status" -eq 2 ] || fail "a wrong option ends with status $status"
+grep -q -e '--wrong' "$scratch/wrong-errors.txt" || fail "a wrong option is not named"
+[ ! -s "$scratch/wrong.txt" ] || fail "an error is printed to standard output"
+# Started so, it has neither a console nor an output.
+wine cmd /c start '' relaybird.exe --version >"$scratch/boxed.txt" 2>&1
+shown 'Relaybird'
+picture version
+keys Return
+closed 'Relaybird'
+
 say "the main window appears"
 start
 picture main
