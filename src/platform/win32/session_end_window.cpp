@@ -40,7 +40,10 @@ SessionEndWindow::SessionEndWindow(std::function<void()> onEnd, const std::strin
     throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(),
                             "CreateEvent");
   }
-  thread_ = std::thread([this] { serve(); });
+  std::promise<void> made;
+  auto isMade = made.get_future();
+  thread_ = std::thread(&SessionEndWindow::serve, this, std::move(made));
+  isMade.wait();
 }
 
 SessionEndWindow::~SessionEndWindow() {
@@ -48,16 +51,19 @@ SessionEndWindow::~SessionEndWindow() {
   thread_.join();
 }
 
-void SessionEndWindow::serve() {
+void SessionEndWindow::serve(std::promise<void> made) {
   static const ATOM kind = registerClass(take);
   HWND window = kind == 0
                     ? nullptr
                     : ::CreateWindowW(kWindowClass, L"", WS_OVERLAPPED, 0, 0, 0, 0, calls_.parent,
                                       nullptr, ::GetModuleHandleW(nullptr), nullptr);
+  if (window != nullptr) {
+    ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+  }
+  made.set_value();
   if (window == nullptr) {
     return;
   }
-  ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
   const HANDLE over = over_.get();
   while (::MsgWaitForMultipleObjectsEx(1, &over, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE) !=
          WAIT_OBJECT_0) {

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <functional>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -33,7 +34,8 @@ SessionEndCalls systemSessionEndCalls();
 /// nobody logs off there.
 class SessionEndWindow {
  public:
-  /// `onEnd` is called on the window's thread and must not wait for the destruction of this object.
+  /// Returns when the window is there. `onEnd` is called on the window's thread and must not wait
+  /// for the destruction of this object.
   SessionEndWindow(std::function<void()> onEnd, const std::string& reason,
                    SessionEndCalls calls = systemSessionEndCalls());
   /// Waits for the thread. Not from within `onEnd`.
@@ -43,7 +45,7 @@ class SessionEndWindow {
 
  private:
   static LRESULT CALLBACK take(HWND window, UINT message, WPARAM word, LPARAM value);
-  void serve();
+  void serve(std::promise<void> made);
   void ask();
   void hold(HWND window);
 

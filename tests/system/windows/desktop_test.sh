@@ -90,11 +90,9 @@ keys() {
 latin() {
   tr -d '\000\r\376\377' <"$1"
 }
-running() {
-  pgrep -f 'relaybird\.exe' >/dev/null
-}
+# ended PROCESS: programs of the same name may run elsewhere on the machine.
 ended() {
-  ! running
+  ! kill -0 "$1"
 }
 
 wineboot --init >"$scratch/wineboot.log" 2>&1
@@ -115,7 +113,7 @@ start() {
 }
 end() {
   keys alt+f e
-  eventually "the program does not end" ended
+  eventually "the program does not end" ended "$first"
 }
 
 say "nothing but Windows' own libraries is needed"
@@ -270,7 +268,7 @@ latin "$places" | grep -q frmRelaybird || fail "no place of the main window in '
 say "the program ends with the session"
 start
 timeout 60 wine wineboot --end-session >"$scratch/end.log" 2>&1 || fail "the session does not end"
-eventually "the program stays" ended
+eventually "the program stays" ended "$first"
 wait "$first" || fail "the program ended with status $?"
 timeout 60 wineserver --wait
 
@@ -282,10 +280,7 @@ exec 7>"$scratch/commands"
 echo status >&7
 eventually "the console does not start" grep -q '^automation: ' "$scratch/console.log"
 timeout 60 wine wineboot --end-session >"$scratch/end.log" 2>&1 || fail "the session does not end"
-console_ended() {
-  ! kill -0 "$console"
-}
-eventually "the console stays" console_ended
+eventually "the console stays" ended "$console"
 wait "$console" || fail "the console ended with status $?"
 exec 7>&-
 timeout 60 wineserver --wait
