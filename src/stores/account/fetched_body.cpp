@@ -47,83 +47,134 @@ constexpr std::string_view kSpoolName = "fetched-";
 
 }  // namespace
 
+BodySpool::~BodySpool() {
+  for (const auto& file : all_) {
+    discard(*file);
+  }
+}
+
+std::shared_ptr<SpoolFile> BodySpool::make() {
+  all_.push_back(std::make_shared<SpoolFile>());
+  return all_.back();
+}
+
+void BodySpool::append(const std::shared_ptr<SpoolFile>& file, std::string bytes, bool last) {
+  waiting_.steps_.push_back({file, std::move(bytes), last, nullptr, std::nullopt});
+}
+
+SpoolWork BodySpool::takeWork() {
+  // What is queued for them is not worth writing.
+  std::erase_if(waiting_.steps_,
+                [](const SpoolWork::Step& step) { return step.file.use_count() == 2; });
+  for (auto& file : all_) {
+    if (file.use_count() == 1) {
+      waiting_.abandoned_.push_back(std::move(file));
+    }
+  }
+  std::erase(all_, nullptr);
+  return std::exchange(waiting_, {});
+}
+
+void BodySpool::settle(SpoolWork work) {
+  for (SpoolWork::Step& step : work.steps_) {
+    if (step.failure && !step.file->failure) {
+      step.file->failure = std::move(step.failure);
+    }
+    if (step.last && !step.file->failure) {
+      step.file->input = std::move(step.input);
+    }
+  }
+}
+
 void BodySpool::clear() {
   if (const auto entries = files_.list(folder_)) {
     for (const FolderEntry& entry : *entries) {
       if (entry.name.starts_with(kSpoolName)) {
-        remove(joinPath(folder_, entry.name));
+        (void)files_.remove(joinPath(folder_, entry.name));
       }
     }
   }
 }
 
-Result<std::unique_ptr<OutputFile>> BodySpool::create(std::string& path) {
-  path = joinPath(folder_, std::string(kSpoolName) + std::to_string(++last_));
-  if (!MakeFolderPath(files_, path)) {
-    return Error{0, "The folder " + folder_ + " cannot be created"};
-  }
-  return files_.create(path);
-}
-
-Result<std::unique_ptr<InputFile>> BodySpool::open(const std::string& path) {
-  auto file = files_.open(path);
-  remove(path);
-  return file;
-}
-
-void BodySpool::remove(const std::string& path) {
-  (void)files_.remove(path);
-}
-
-FetchedBody::~FetchedBody() {
-  if (!path_.empty()) {
-    spool_.remove(path_);
-  }
-}
-
-Result<void> FetchedBody::append(std::string bytes) {
-  size_ += bytes.size();
-  if (!file_ && size_ > kBodyInMemory) {
-    if (const auto moved = toFile(); !moved) {
-      return moved;
+void BodySpool::perform(SpoolWork& work) {
+  for (SpoolWork::Step& step : work.steps_) {
+    if (const auto written = write(step); !written) {
+      step.failure = written.error();
+      discard(*step.file);
     }
   }
-  if (file_) {
-    return file_->write(bytes);
+  for (const auto& file : work.abandoned_) {
+    discard(*file);
   }
-  if (bytes_.empty()) {
+  work.abandoned_.clear();
+}
+
+Result<void> BodySpool::write(SpoolWork::Step& step) {
+  SpoolFile& file = *step.file;
+  if (file.path.empty()) {
+    std::string path = joinPath(folder_, std::string(kSpoolName) + std::to_string(++last_));
+    if (!MakeFolderPath(files_, path)) {
+      return Error{0, "The folder " + folder_ + " cannot be created"};
+    }
+    auto created = files_.create(path);
+    if (!created) {
+      return created.error();
+    }
+    file.path = std::move(path);
+    file.output = std::move(*created);
+  }
+  if (const auto written = file.output->write(step.bytes); !written || !step.last) {
+    return written;
+  }
+  if (const auto closed = file.output->close(); !closed) {
+    return closed;
+  }
+  file.output.reset();
+  auto opened = files_.open(file.path);
+  discard(file);
+  if (!opened) {
+    return opened.error();
+  }
+  step.input = std::move(*opened);
+  return {};
+}
+
+void BodySpool::discard(SpoolFile& file) {
+  file.output.reset();
+  if (!file.path.empty()) {
+    (void)files_.remove(std::exchange(file.path, {}));
+  }
+}
+
+void FetchedBody::append(std::string bytes) {
+  size_ += bytes.size();
+  if (!file_ && size_ > kBodyInMemory) {
+    file_ = spool_.make();
+    spool_.append(file_, std::exchange(bytes_, {}), false);
+  }
+  if (file_) {
+    spool_.append(file_, std::move(bytes), false);
+  } else if (bytes_.empty()) {
     bytes_ = std::move(bytes);
   } else {
     bytes_ += bytes;
   }
-  return {};
 }
 
-Result<void> FetchedBody::toFile() {
-  auto file = spool_.create(path_);
-  if (!file) {
-    return file.error();
-  }
-  file_ = std::move(*file);
-  return file_->write(std::exchange(bytes_, {}));
-}
-
-Result<std::unique_ptr<InputFile>> FetchedBody::finish(DateTime received) {
-  std::unique_ptr<InputFile> input;
+void FetchedBody::finish() {
+  finished_ = true;
   if (file_) {
-    const auto closed = file_->close();
-    file_.reset();
-    if (!closed) {
-      return closed.error();
-    }
-    auto opened = spool_.open(std::exchange(path_, {}));
-    if (!opened) {
-      return opened.error();
-    }
-    input = std::move(*opened);
+    spool_.append(file_, {}, true);
   }
-  return std::unique_ptr<InputFile>(
-      std::make_unique<FetchedInput>(std::move(input), std::move(bytes_), received));
+}
+
+std::unique_ptr<InputFile> FetchedBody::open(DateTime received) {
+  return std::make_unique<FetchedInput>(file_ ? std::move(file_->input) : nullptr,
+                                        std::move(bytes_), received);
+}
+
+std::unique_ptr<InputFile> fetchedMessage(std::string bytes, DateTime received) {
+  return std::make_unique<FetchedInput>(nullptr, std::move(bytes), received);
 }
 
 }  // namespace relaybird

@@ -46,6 +46,7 @@ ImapBodies::Slot& ImapBodies::newSlot(std::uint32_t uid) {
 void ImapBodies::reset(Slot& slot) const {
   slot.state = Wanted::kComing;
   slot.asked = false;
+  slot.whole = false;
   slot.pieces = slot.pieces || slot.expected == 0 || slot.expected > kPieceBytes;
   slot.piecesAsked = 0;
   slot.end.reset();
@@ -131,7 +132,7 @@ Result<std::unique_ptr<InputFile>> ImapBodies::take(std::uint32_t uid) {
     return Error{0, slot.words};
   }
   blame_.clear(uid);
-  return slot.body->finish(slot.received);
+  return slot.body->open(slot.received);
 }
 
 void ImapBodies::dropBehind(std::uint32_t uid) {
@@ -212,8 +213,8 @@ void ImapBodies::askPieces(ImapClient& client, std::uint32_t uid, Slot& slot) {
 // Null where nobody waits for such a message.
 ImapBodies::Slot* ImapBodies::awaited(std::uint32_t uid) {
   const auto found = slots_.find(uid);
-  const bool waits =
-      found != slots_.end() && found->second.state == Wanted::kComing && found->second.asked;
+  const bool waits = found != slots_.end() && found->second.state == Wanted::kComing &&
+                     found->second.asked && !found->second.whole;
   return waits ? &found->second : nullptr;
 }
 
@@ -234,8 +235,8 @@ void ImapBodies::arrived(ImapBody body) {
     slot->asked = false;
     queue_.push_back(body.uid);
   } else {
-    slot->end = body.bytes.size();
-    append(*slot, std::move(body.bytes));
+    slot->body->append(std::move(body.bytes));
+    complete(*slot);
     accountForAhead(slots_.find(body.uid));
   }
 }
@@ -254,13 +255,28 @@ void ImapBodies::accountForAhead(Slots::iterator at) {
   }
 }
 
-void ImapBodies::append(Slot& slot, std::string bytes) {
-  if (const auto appended = slot.body->append(std::move(bytes)); !appended) {
-    slot.state = Wanted::kLost;  // the disk is full or broken
-    slot.words = appended.error().text;
-    slot.body.reset();
-  } else if (!slot.pieces) {
-    slot.state = Wanted::kThere;
+void ImapBodies::complete(Slot& slot) {
+  slot.whole = true;
+  slot.body->finish();
+  slot.state = slot.body->ready() ? Wanted::kThere : Wanted::kComing;
+}
+
+void ImapBodies::onDisk() {
+  for (auto at = slots_.begin(); at != slots_.end();) {
+    const auto next = std::next(at);
+    Slot& slot = at->second;
+    if (const auto failure = slot.body ? slot.body->failure() : std::nullopt) {
+      slot.state = Wanted::kLost;  // the disk is full or broken
+      slot.words = failure->text;
+      slot.body.reset();
+    } else if (slot.state == Wanted::kComing && slot.whole && slot.body->ready()) {
+      slot.state = Wanted::kThere;
+      accountForAhead(at);
+    }
+    at = next;
+  }
+  if (beginning_ && beginning_->bytes->failure()) {
+    beginning_.reset();
   }
 }
 
@@ -276,7 +292,7 @@ void ImapBodies::addPiece(Slot& slot, std::uint64_t origin, std::string bytes) {
   checkPieces(slot);
   while (slot.state == Wanted::kComing && !slot.early.empty() &&
          slot.early.begin()->first == slot.body->size()) {
-    append(slot, std::move(slot.early.begin()->second));
+    slot.body->append(std::move(slot.early.begin()->second));
     slot.early.erase(slot.early.begin());
   }
 }
@@ -327,7 +343,8 @@ void ImapBodies::onPieceAnswered(ImapClient& client, std::uint32_t uid, std::uin
   // Not before all pieces are answered, as one of them may contradict.
   if (slot.state == Wanted::kComing && slot.end && slot.piecesAsked == 0 &&
       slot.body->size() >= *slot.end) {
-    slot.state = Wanted::kThere;
+    complete(slot);
+    return;
   }
   askPieces(client, uid, slot);
 }
@@ -366,7 +383,7 @@ void ImapBodies::detach(Loss how) {
   for (auto at = slots_.begin(); at != slots_.end();) {
     Slot& slot = at->second;
     const auto next = std::next(at);
-    if (slot.state == Wanted::kComing && slot.asked) {
+    if (slot.state == Wanted::kComing && slot.asked && !slot.whole) {
       const bool goesOn = slot.body->size() > slot.begun;
       if (slot.ahead) {
         erase(at);
@@ -384,7 +401,12 @@ void ImapBodies::detach(Loss how) {
 void ImapBodies::giveUp(const std::string& why) {
   queue_.clear();
   aheadQueue_.clear();
-  loseComing(slots_, why);
+  for (auto& [uid, slot] : slots_) {
+    if (slot.state == Wanted::kComing && !slot.whole) {
+      slot.state = Wanted::kLost;
+      slot.words = why;
+    }
+  }
 }
 
 void ImapBodies::keepOnly(const UidSet& unseen) {

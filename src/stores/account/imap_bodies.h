@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The bodies of messages that are wanted: at once, or ahead of the walk in bounded memory. Large
 // messages are fetched in pieces, and go on where the connection was lost. Without threads and
-// clocks; the spool is the only disk it touches.
+// clocks, and without touching the disk.
 //
 // Memory is bounded whatever the mailbox: bodies are kept only from their arrival until they are
 // taken, few are asked for ahead, and a large one is in a file (fetched_body.h).
@@ -62,6 +62,8 @@ class ImapBodies {
   /// Whether pump() has something to do.
   bool hasToSend() const { return !queue_.empty() || !aheadQueue_.empty(); }
   void arrived(ImapBody body);
+  /// What was queued in the spool was done, as well as the disk allows.
+  void onDisk();
   /// A connection begins: what could not be had on an earlier one may be had on this one.
   void attach();
   /// The connection is lost.
@@ -79,6 +81,7 @@ class ImapBodies {
     bool asked = false;
     bool ahead = false;
     bool pieces = false;
+    bool whole = false;           // all has come, and is on its way to the disk
     std::uint64_t id = 0;         // tells the commands of this slot from those of an earlier one
     std::uint64_t reserved = 0;   // its part of aheadBytes_
     std::uint64_t expected = 0;   // bytes, as far as known
@@ -118,7 +121,7 @@ class ImapBodies {
   static void judgePiece(Slot& slot, std::uint64_t origin, const Result<void>& result);
   static void addPiece(Slot& slot, std::uint64_t origin, std::string bytes);
   static void checkPieces(Slot& slot);
-  static void append(Slot& slot, std::string bytes);
+  static void complete(Slot& slot);
 
   BodySpool& spool_;
   MessageBlame& blame_;

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "message/message.h"
+#include "stores/account/fetched_body.h"
 #include "stores/mailbox/inbox.h"
 
 namespace relaybird {
@@ -48,14 +49,8 @@ std::size_t memoryOf(const ImapHead& head) {
 
 }  // namespace
 
-std::optional<DateTime> timeOfWriting(BodySpool& spool, const ImapHead& head) {
-  FetchedBody fields(spool);
-  auto file = fields.append(head.header) ? fields.finish(head.received)
-                                         : Result<std::unique_ptr<InputFile>>(Error{});
-  if (!file) {
-    return std::nullopt;
-  }
-  const auto message = Message::read(std::move(*file));
+std::optional<DateTime> timeOfWriting(const ImapHead& head) {
+  const auto message = Message::read(fetchedMessage(head.header, head.received));
   return message ? (*message)->date() : std::nullopt;
 }
 

@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "platform/result.h"
-#include "stores/account/fetched_body.h"
 #include "stores/account/imap_client.h"
 #include "stores/account/message_identities.h"
 #include "stores/account/wanted.h"
@@ -32,7 +31,7 @@ inline constexpr std::size_t kHeadCommandsAhead = 4;
 inline constexpr std::size_t kHeadsKeptBytes = std::size_t{8} << 20;
 
 /// What the writer says of the time; nothing where the head has no usable one.
-std::optional<DateTime> timeOfWriting(BodySpool& spool, const ImapHead& head);
+std::optional<DateTime> timeOfWriting(const ImapHead& head);
 
 class ImapHeads {
  public:

@@ -103,6 +103,7 @@ bool ImapSession::step() {
   const std::uint64_t before = status_.news;
   now_ = world_.network.steadyTime();
   advance(lock);
+  writeBodies(lock);
   const bool news = status_.news != before;
   const bool ended = ended_;
   wait_ = std::max(nextMoment() - now_, Time(0));
@@ -420,6 +421,18 @@ void ImapSession::save(const std::string& unsaved) {
     const std::lock_guard lock(mutex_);
     identities_.keepUnsaved();
     world_.complain(saved.error().text);
+  }
+}
+
+// Large messages. The lock is not held while the disk takes them.
+void ImapSession::writeBodies(std::unique_lock<std::mutex>& lock) {
+  for (SpoolWork work = spool_.takeWork(); !work.empty(); work = spool_.takeWork()) {
+    lock.unlock();
+    spool_.perform(work);
+    lock.lock();
+    BodySpool::settle(std::move(work));
+    work_.bodiesOnDisk();
+    changedSomething();
   }
 }
 

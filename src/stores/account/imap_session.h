@@ -3,10 +3,9 @@
 // ImapWork wants, idles in between, and notices when it has died. It runs on a thread of its own,
 // which calls step() until that returns false.
 //
-// All state is guarded by one lock, which is held except while the thread waits or works on what is
-// remembered on disk, so that the user-interface thread waits for neither when it looks at what is
-// there. All waits have
-// limits, measured by Network::steadyTime().
+// All state is guarded by one lock, which is held except while the thread waits or works on the
+// disk, so that the user-interface thread waits for neither when it looks at what is there. All
+// waits have limits, measured by Network::steadyTime().
 #pragma once
 
 #include <chrono>
@@ -167,6 +166,7 @@ class ImapSession {
   void lose(Error why, Loss how = Loss::kOther);
   void wantSave();
   void save(const std::string& unsaved);
+  void writeBodies(std::unique_lock<std::mutex>& lock);
   void pause();
   Time nextMoment() const;
   Time silenceLimit() const;

@@ -16,14 +16,14 @@ constexpr std::size_t kMostUnseen = 500'000;
 
 ImapWork::ImapWork(BodySpool& spool, MessageIdentities& identities,
                    std::function<void(std::string)> complain, std::function<DateTime()> now)
-    : spool_(spool),
-      identities_(identities),
+    : identities_(identities),
       complain_(std::move(complain)),
       now_(std::move(now)),
+      bodies_(spool, blame_, heads_),
       marks_([this](std::uint32_t uid, bool seen, const std::string& words, bool first) {
         onMarkRefused(uid, seen, words, first);
       }),
-      renumbering_(spool, identities, [this](const std::string& words) { complain_(words); }) {}
+      renumbering_(identities, [this](const std::string& words) { complain_(words); }) {}
 
 ImapClient::Events ImapWork::events() {
   return {[this](ImapHead head) { onHead(std::move(head)); },
@@ -107,7 +107,7 @@ void ImapWork::giveUp(const Error& why) {
 
 void ImapWork::onHead(ImapHead head) {
   if (head.received == kNoDate) {
-    head.received = timeOfWriting(spool_, head).value_or(now_());
+    head.received = timeOfWriting(head).value_or(now_());
   }
   if (renumbering_.underWay()) {
     renumbering_.arrived(head);

@@ -94,6 +94,7 @@ class ImapWork {
   Result<std::unique_ptr<InputFile>> takeBody(std::uint32_t uid) { return bodies_.take(uid); }
   void leaveBody(std::uint32_t uid) { bodies_.leave(uid); }
   void dropBodiesBehind(std::uint32_t uid) { bodies_.dropBehind(uid); }
+  void bodiesOnDisk() { bodies_.onDisk(); }
 
   // Read marks: see ImapMarks.
   using Mark = ImapMarks::Mark;
@@ -116,7 +117,6 @@ class ImapWork {
   void publish(std::uint64_t number, std::vector<std::uint32_t> uids);
   void forgetMailbox();
 
-  BodySpool& spool_;
   MessageIdentities& identities_;
   std::function<void(std::string)> complain_;
   std::function<DateTime()> now_;
@@ -137,7 +137,7 @@ class ImapWork {
 
   MessageBlame blame_;
   ImapHeads heads_{blame_, identities_};
-  ImapBodies bodies_{spool_, blame_, heads_};
+  ImapBodies bodies_;
   ImapMarks marks_;
   Renumbering renumbering_;
 };

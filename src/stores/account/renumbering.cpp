@@ -22,8 +22,8 @@ constexpr std::size_t kNamedMessages = 5;
 
 // When the message came or was written, whichever is earlier: a move to another server may set the
 // former anew.
-DateTime earliestTime(BodySpool& spool, const ImapHead& head) {
-  return std::min(head.received, timeOfWriting(spool, head).value_or(head.received));
+DateTime earliestTime(const ImapHead& head) {
+  return std::min(head.received, timeOfWriting(head).value_or(head.received));
 }
 
 }  // namespace
@@ -56,7 +56,7 @@ void Renumbering::arrived(const ImapHead& head) {
   }
   attempt_->subjects[head.uid] = HeaderBlock(head.header).subject();
   attempt_->found[head.uid] = {head.uid, MessageIdentities::fingerprintOf(head),
-                               earliestTime(spool_, head)};
+                               earliestTime(head)};
 }
 
 void Renumbering::onAnswered(const Result<void>& result) {

@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "platform/result.h"
-#include "stores/account/fetched_body.h"
 #include "stores/account/imap_client.h"
 #include "stores/account/message_identities.h"
 
@@ -21,10 +20,10 @@ namespace relaybird {
 
 class Renumbering {
  public:
-  /// All must outlive this object. `complain` gets a sentence about the messages that are left out.
-  Renumbering(BodySpool& spool, MessageIdentities& identities,
-              std::function<void(std::string)> complain)
-      : spool_(spool), identities_(identities), complain_(std::move(complain)) {}
+  /// `identities` must outlive this object. `complain` gets a sentence about the messages that are
+  /// left out.
+  Renumbering(MessageIdentities& identities, std::function<void(std::string)> complain)
+      : identities_(identities), complain_(std::move(complain)) {}
 
   /// The messages that were handed to begin(); a failure where the server does not let them be
   /// recognised for now.
@@ -57,7 +56,6 @@ class Renumbering {
   void renumber(const Attempt& all);
   std::string namesOfLeftOut(const Attempt& all) const;
 
-  BodySpool& spool_;
   MessageIdentities& identities_;
   std::function<void(std::string)> complain_;
   std::optional<Attempt> attempt_;

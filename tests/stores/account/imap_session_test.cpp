@@ -5,13 +5,10 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <future>
 #include <utility>
 #include <vector>
 
 #include "stores/account/imap_session_fixture.h"
-#include "support/faulty_file_system.h"
 
 namespace relaybird {
 namespace {
@@ -432,56 +429,6 @@ TEST_F(ImapSessionTest, ClosesAtOnceWhileItIsConnecting) {
   EXPECT_TRUE(network_.end(0).abandoned());
 }
 
-// A program that is killed says no goodbye.
-TEST_F(ImapSessionTest, WhatRecognisesMessagesIsOnDiskWithinAMinute) {
-  refresh();
-  subject(4);
-  const std::string file = folder_.path("spool/messages");
-  const auto begin = network_.steadyTime();
-  EXPECT_TRUE(runUntil([&] {
-    return std::filesystem::exists(file) && readBytes(file).find("\n4 ") != std::string::npos;
-  }));
-  // Nothing else happens in this time: the session has to wake for this alone.
-  EXPECT_LE(network_.steadyTime() - begin, kSaveInterval);
-}
-
-TEST_F(ImapSessionTest, WhatRecognisesMessagesIsWrittenOnceAMinuteHoweverManyAreRead) {
-  FaultyFileSystem disk(files_);
-  const ImapSessionWorld with = world();
-  session_ = std::make_unique<ImapSession>(ImapSessionWorld{with.network,
-                                                            with.server,
-                                                            with.folder,
-                                                            with.version,
-                                                            with.signIn,
-                                                            with.random,
-                                                            disk,
-                                                            with.folderOnDisk,
-                                                            {},
-                                                            [] {},
-                                                            with.complain});
-  refresh();
-  for (std::uint32_t uid = 1; uid <= 5; ++uid) {
-    EXPECT_EQ(subject(uid), "m" + std::to_string(uid));
-  }
-  const auto renames = [&] {
-    return std::count_if(disk.record().begin(), disk.record().end(),
-                         [](const std::string& step) { return step.starts_with("rename "); });
-  };
-  EXPECT_LE(renames(), 1);
-  const auto before = renames();
-  runUntil([] { return false; }, 10 * kSaveInterval);
-  EXPECT_EQ(renames(), before + 1) << "nothing new was written";
-}
-
-TEST_F(ImapSessionTest, WhatAKilledProgramHadFetchedIsRemoved) {
-  std::filesystem::create_directory(folder_.path("spool"));
-  writeBytes(folder_.path("spool/fetched-1"), "text");
-  writeBytes(folder_.path("spool/other"), "text");
-  refresh();
-  EXPECT_FALSE(std::filesystem::exists(folder_.path("spool/fetched-1")));
-  EXPECT_TRUE(std::filesystem::exists(folder_.path("spool/other")));
-}
-
 TEST_F(ImapSessionTest, SurvivesADropAtEveryByte) {
   std::size_t said = 1;
   int sessions = 0;
@@ -514,42 +461,6 @@ TEST_F(ImapSessionTest, SurvivesADropAtEveryByte) {
     said = drop + 2;
   }
   EXPECT_GT(sessions, 500);
-}
-
-// The window stood still for as long as a slow disk took.
-TEST_F(ImapSessionTest, NobodyWaitsForTheDiskWhereMessagesAreRemembered) {
-  FaultyFileSystem disk(files_);
-  int steps = 0;
-  std::vector<std::future<void>> others;
-  disk.refused = [&](const std::string& step) {
-    ++steps;
-    others.push_back(std::async(std::launch::async, [this] { (void)session_->status(); }));
-    // The limit is only reached where the session keeps its lock.
-    EXPECT_EQ(others.back().wait_for(2s), std::future_status::ready) << step;
-    return false;
-  };
-  ImapSessionWorld with = world();
-  session_ = std::make_unique<ImapSession>(ImapSessionWorld{with.network,
-                                                            with.server,
-                                                            with.folder,
-                                                            with.version,
-                                                            with.signIn,
-                                                            with.random,
-                                                            disk,
-                                                            with.folderOnDisk,
-                                                            {},
-                                                            [] {},
-                                                            with.complain});
-  refresh();
-  const int opening = steps;
-  EXPECT_GE(opening, 2) << "the spool was not cleared, or nothing was read";
-  subject(4);
-  runUntil([] { return false; }, 2 * kSaveInterval);
-  EXPECT_GT(steps, opening) << "nothing was saved";
-  const int saved = steps;
-  account_.uidValidity = 8;
-  network_.end(0).close();
-  EXPECT_TRUE(runUntil([&] { return steps > saved; }));
 }
 
 }  // namespace
