@@ -40,6 +40,14 @@ bool writeKey(const std::wstring& key, const wchar_t* name, const std::wstring& 
   return result == ERROR_SUCCESS;
 }
 
+std::wstring classKey(const DoubleClass& one) {
+  return L"CLSID\\" + textOf(one.clsid);
+}
+
+std::wstring serverKey(const DoubleClass& one, ServerKind kind) {
+  return classKey(one) + (kind == ServerKind::kLibrary ? L"\\InprocServer32" : L"\\LocalServer32");
+}
+
 bool writeIdentifier(const DoubleClass& one, bool lasting) {
   return writeKey(toWide(one.progId), nullptr, toWide(one.progId), lasting) &&
          writeKey(toWide(one.progId) + L"\\CLSID", nullptr, textOf(one.clsid), lasting);
@@ -134,24 +142,35 @@ long factoryLocks() {
   return locks;
 }
 
+bool addServer(const DoubleClass& one, ServerKind kind, const std::wstring& command, bool lasting) {
+  const std::wstring key = serverKey(one, kind);
+  return writeKey(key, nullptr, command, lasting) &&
+         (kind == ServerKind::kProgram || writeKey(key, L"ThreadingModel", L"Apartment", lasting));
+}
+
+bool hasServer(const DoubleClass& one, ServerKind kind) {
+  HKEY opened = nullptr;
+  const auto key = kClasses + serverKey(one, kind);
+  const bool there =
+      RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &opened) == ERROR_SUCCESS;
+  RegCloseKey(opened);
+  return there;
+}
+
 bool registerClasses(ServerKind kind, const std::wstring& command, bool lasting) {
-  const wchar_t* const server =
-      kind == ServerKind::kLibrary ? L"\\InprocServer32" : L"\\LocalServer32";
   // What a test has left that was stopped: a lasting key cannot be made below one of the session.
   unregisterClasses();
   return std::all_of(doubleClasses().begin(), doubleClasses().end(), [&](const DoubleClass& one) {
-    const std::wstring key = L"CLSID\\" + textOf(one.clsid);
-    return writeIdentifier(one, lasting) && writeKey(key, nullptr, toWide(one.progId), lasting) &&
-           writeKey(key + server, nullptr, command, lasting) &&
-           (kind == ServerKind::kProgram ||
-            writeKey(key + server, L"ThreadingModel", L"Apartment", lasting));
+    return writeIdentifier(one, lasting) &&
+           writeKey(classKey(one), nullptr, toWide(one.progId), lasting) &&
+           addServer(one, kind, command, lasting);
   });
 }
 
 void unregisterClasses() {
   for (const auto& one : doubleClasses()) {
     unregisterIdentifier(one.progId);
-    const auto key = kClasses + L"CLSID\\" + textOf(one.clsid);
+    const auto key = kClasses + classKey(one);
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
   }
 }

@@ -39,6 +39,10 @@ enum class ServerKind { kLibrary, kProgram };
 /// `lasting` keys stay when the session ends.
 bool registerClasses(ServerKind kind, const std::wstring& command, bool lasting = true);
 void unregisterClasses();
+/// The same for one class that is registered already, beside what is there.
+bool addServer(const DoubleClass& one, ServerKind kind, const std::wstring& command,
+               bool lasting = true);
+bool hasServer(const DoubleClass& one, ServerKind kind);
 /// Takes away the one identifier, as if its component had not been installed.
 void unregisterIdentifier(std::string_view progId);
 

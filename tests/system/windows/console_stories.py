@@ -21,6 +21,7 @@ import urllib.parse
 BUILD = pathlib.Path(sys.argv.pop(1)).resolve()
 SCRATCH = pathlib.Path(sys.argv.pop(1)).resolve()
 DOUBLE = BUILD / "tests/outlook_double/outlook_double.exe"
+LIBRARY = BUILD / "tests/outlook_double/outlook_double.dll"
 CONTROL = BUILD / "tests/outlook_double/outlook_double_control.exe"
 CONSOLE = BUILD / "src/app/relaybird-console.exe"
 CLOCK = pathlib.Path(__file__).resolve().parent / "shifted_clock.cpp"
@@ -363,6 +364,45 @@ class Stories(Story):
         console.send("answer OK OK Yes OK OK", "test", "wait idle 60", "log 50", "quit")
         console.expect("No Outlook was found that other programs can use.")
         console.expect("please verify that MS-Outlook is installed and configured correctly on this PC")
+
+
+class StoriesOfTheLibrary(Story):
+    """The safe-item library is loaded into the program, and the application is not, as on a user's computer."""
+
+    def setUp(self):
+        super().setUp()
+        status, text = wine("regsvr32", "/s", "/n", "/i", windows_name(LIBRARY))
+        self.assertEqual(status, 0, text)
+        self.double.stay()
+        for subject in ("one", "two", "three"):
+            self.double.tell("deliver", subject=subject, id=subject, body="text of " + subject, file="a.txt:abc",
+                             sender="Bob", address="bob@example.com")
+
+    def test_forwards_leave_through_the_loaded_library(self):
+        console = self.start()
+        self.assertIn("forwarded three at ", console.test_cycle())
+        console.send("wait idle 60")
+        self.assertEqual(console.quit(), 0)
+        sent = [line for line in self.double.lines() if line[""] == "sent"]
+        self.assertEqual(sorted(line["subject"] for line in sent), ["FW: one", "FW: three", "FW: two"])
+        for line in sent:
+            self.assertEqual(line["recipient"], "1:cell@phone.example")
+            self.assertEqual(line["file"], "a.txt:abc")
+            self.assertIn("text of " + line["subject"][4:], line["body"])
+        self.assertEqual(self.double.unread(), [])
+
+    def test_an_application_that_ends_under_the_library_in_the_middle_of_a_send_loses_nothing(self):
+        self.double.tell("die", call="SafeItem.Send", skip=1)
+        console = self.start()
+        # The library's own error does not tell that the application has ended; the next call of the application does.
+        self.assertIn("The mail application has been closed (UnRead, error 800706BA)", console.test_cycle())
+        self.assertEqual(len(self.double.sent()), 1)
+        self.assertEqual(self.double.process.wait(timeout=DEADLINE), 3)
+        self.double.process = None
+        console.test_cycle()
+        console.send("wait idle 60")
+        self.assertEqual(console.quit(), 0)
+        self.assertEqual(sorted(self.double.sent()), ["FW: one", "FW: three", "FW: two"])
 
 
 class StoriesOfTime(Story):
