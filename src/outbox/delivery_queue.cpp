@@ -78,7 +78,7 @@ Result<void> DeliveryQueue::recover() {
     // Their hand-over is on record, so these must not be delivered again, whatever became of the
     // files.
     const std::lock_guard lock(parts_.mutex);
-    const std::set<std::string>& delivered = parts_.journal.delivered();
+    const std::set<std::string>& delivered = parts_.journal.records().delivered();
     handedOver_.assign(delivered.begin(), delivered.end());
   }
   (void)finishDeliveries();
@@ -91,7 +91,7 @@ Result<void> DeliveryQueue::recover() {
 // stay held where the disk does not allow that.
 Result<void> DeliveryQueue::noteWhatHasFiles() {
   const std::lock_guard lock(parts_.mutex);
-  if (parts_.journal.texts().empty()) {
+  if (parts_.journal.records().texts().empty()) {
     return {};
   }
   const auto placed = parts_.disk.placedNames();
@@ -102,7 +102,7 @@ Result<void> DeliveryQueue::noteWhatHasFiles() {
     return synced;
   }
   std::vector<std::string> have;
-  for (const auto& [name, text] : parts_.journal.texts()) {
+  for (const auto& [name, text] : parts_.journal.records().texts()) {
     if (placed->contains(name)) {
       have.push_back(name);
     }
@@ -121,7 +121,7 @@ void DeliveryQueue::holdForDelivery(bool hold) {
 
 std::size_t DeliveryQueue::roomToHold() const {
   const std::lock_guard lock(parts_.mutex);
-  const std::size_t held = parts_.journal.textBytes();
+  const std::size_t held = parts_.journal.records().textBytes();
   return !holds_ || held >= kMostHeld ? 0 : std::min(kLargestHeld, kMostHeld - held);
 }
 
@@ -163,7 +163,7 @@ Result<std::vector<WaitingMessage>> DeliveryQueue::waiting() {
   std::set<std::string> held;
   {
     const std::lock_guard lock(parts_.mutex);
-    for (const auto& [name, text] : parts_.journal.texts()) {
+    for (const auto& [name, text] : parts_.journal.records().texts()) {
       if (!busy_.contains(name)) {
         held.insert(name);
         messages.push_back({name, outboxNameTime(name)});
@@ -177,7 +177,7 @@ Result<std::vector<WaitingMessage>> DeliveryQueue::waiting() {
     }
     {
       const std::lock_guard lock(parts_.mutex);
-      if (busy_.contains(entry.name) || parts_.journal.delivered().contains(entry.name)) {
+      if (busy_.contains(entry.name) || parts_.journal.records().delivered().contains(entry.name)) {
         continue;
       }
     }
@@ -205,11 +205,12 @@ std::size_t DeliveryQueue::recentlyWaiting() const {
 std::size_t DeliveryQueue::countWaiting() const {
   const std::lock_guard lock(parts_.mutex);
   const DateTime now = parts_.clock.now();
-  std::set<std::string> others = parts_.journal.delivered();
-  for (const auto& [name, text] : parts_.journal.texts()) {
+  std::set<std::string> others = parts_.journal.records().delivered();
+  for (const auto& [name, text] : parts_.journal.records().texts()) {
     others.insert(name);
   }
-  const std::size_t count = parts_.disk.countWaiting(others) + parts_.journal.texts().size();
+  const std::size_t count =
+      parts_.disk.countWaiting(others) + parts_.journal.records().texts().size();
   // A message that is just moved may be in the count already, and will be added when it is there.
   if (placing_ == 0) {
     counted_ = count;
@@ -236,7 +237,7 @@ std::optional<std::vector<WaitingMessage>> DeliveryQueue::takeArrivals() {
 // could not be removed.
 std::optional<DeliveryQueue::Claim> DeliveryQueue::claim(const std::string& name) {
   const std::lock_guard lock(parts_.mutex);
-  if (parts_.journal.delivered().contains(name) || !busy_.insert(name).second) {
+  if (parts_.journal.records().delivered().contains(name) || !busy_.insert(name).second) {
     return std::nullopt;
   }
   return Claim(*this, name);
@@ -245,8 +246,8 @@ std::optional<DeliveryQueue::Claim> DeliveryQueue::claim(const std::string& name
 Result<std::string> DeliveryQueue::read(const Claim& claim, std::size_t limit) const {
   {
     const std::lock_guard lock(parts_.mutex);
-    const auto held = parts_.journal.texts().find(claim.name());
-    if (held != parts_.journal.texts().end()) {
+    const auto held = parts_.journal.records().texts().find(claim.name());
+    if (held != parts_.journal.records().texts().end()) {
       return held->second.substr(0, limit);
     }
   }
@@ -259,7 +260,8 @@ Result<void> DeliveryQueue::delivered(const std::vector<const Claim*>& claims) {
   names.reserve(claims.size());
   for (const Claim* claim : claims) {
     const std::string& name = claim->name();
-    const bool fileless = parts_.journal.texts().contains(name) && copied_.erase(name) == 0;
+    const bool fileless =
+        parts_.journal.records().texts().contains(name) && copied_.erase(name) == 0;
     (fileless ? fileless_ : handedOver_).push_back(name);
     names.push_back(name);
   }
@@ -280,7 +282,7 @@ Result<void> DeliveryQueue::ended(const Claim& claim) {
 
 bool DeliveryQueue::begun(const Claim& claim) const {
   const std::lock_guard lock(parts_.mutex);
-  return parts_.journal.begun(claim.name());
+  return parts_.journal.records().begun(claim.name());
 }
 
 Result<void> DeliveryQueue::noted(Result<void> written) {
@@ -337,7 +339,7 @@ Result<void> DeliveryQueue::deliveredTo(const Claim& claim,
 
 std::set<std::string> DeliveryQueue::settledFor(const Claim& claim) const {
   const std::lock_guard lock(parts_.mutex);
-  return parts_.journal.settledFor(claim.name());
+  return parts_.journal.records().settledFor(claim.name());
 }
 
 Result<void> DeliveryQueue::unanswered(const Claim& claim) {
@@ -347,7 +349,7 @@ Result<void> DeliveryQueue::unanswered(const Claim& claim) {
 
 std::optional<DateTime> DeliveryQueue::unansweredSince(const std::string& name) const {
   const std::lock_guard lock(parts_.mutex);
-  const auto seconds = parts_.journal.unansweredSince(name);
+  const auto seconds = parts_.journal.records().unansweredSince(name);
   return seconds ? std::optional<DateTime>(DateTime(std::chrono::seconds(*seconds))) : std::nullopt;
 }
 
@@ -420,7 +422,7 @@ Result<void> DeliveryQueue::noteRemoved(Lock& lock) {
 
 Result<void> DeliveryQueue::storeHeld(Lock& lock) {
   std::vector<std::string> names;
-  for (const auto& [name, text] : parts_.journal.texts()) {
+  for (const auto& [name, text] : parts_.journal.records().texts()) {
     if (!busy_.contains(name)) {
       names.push_back(name);
     }
@@ -440,8 +442,8 @@ Result<void> DeliveryQueue::store(const std::vector<std::string>& names) {
     std::string text;
     {
       const std::lock_guard lock(parts_.mutex);
-      const auto held = parts_.journal.texts().find(name);
-      if (held == parts_.journal.texts().end()) {
+      const auto held = parts_.journal.records().texts().find(name);
+      if (held == parts_.journal.records().texts().end()) {
         continue;
       }
       text = held->second;

@@ -4,50 +4,31 @@
 // handed over although their files may still exist. It also holds whole messages: those that are
 // about to be delivered and have no file (hold()). They are in memory too; the outbox bounds them.
 //
-// An append-only text file with one line for each event. Every line has a check sum. A line that a
-// crash or a full disk cut short fails the check and counts as never written. After a failure to
-// write, the next change rewrites the file from the records in memory, because the system may have
-// dropped data that it reported as failed. The file is rewritten in the same atomic way when it has
-// grown far beyond the size of its records.
+// An append-only text file with one line for each event (journal_records.h). Every line has a check
+// sum. A line that a crash or a full disk cut short fails the check and counts as never written.
+// journal_file.h has the steps on the disk.
 //
 // One thread at a time; Outbox sees to that by a mutex, which the journal releases while it waits
-// for the disk. So other threads can write meanwhile, and one wait serves all that have written
-// before it began.
+// for the disk.
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
+#include "outbox/journal_file.h"
+#include "outbox/journal_records.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
 
 namespace relaybird {
-
-/// The forward of one inbox item.
-struct ForwardRecord {
-  enum class State {
-    kIntended,  ///< its file may be in tmp/ or new/
-    kSent,      ///< its file is, or was, in the outbox for good
-    kVoid,      ///< it failed; only the Message-ID is kept, for the next try
-  };
-
-  std::string messageId;
-  std::string file;  ///< name of the outbox file
-  State state = State::kIntended;
-  std::int64_t time = 0;  ///< of the intent, in seconds since 1970
-};
 
 class Journal {
  public:
@@ -60,38 +41,21 @@ class Journal {
   /// The names of the messages that the journal of an outbox that is not open holds. None where it
   /// cannot be read.
   static std::set<std::string> namesHeldIn(FileSystem& files, const std::string& path);
-  /// Best-effort sync of what was written without one.
-  ~Journal();
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
-  /// The record of the latest intent of the entry; null where there is none. Identifiers and names
-  /// are arbitrary bytes.
-  const ForwardRecord* find(const std::string& entryId) const;
-  const std::unordered_map<std::string, ForwardRecord>& records() const { return records_; }
-  /// Files that were handed over and whose removal may not be durable yet.
-  const std::set<std::string>& delivered() const { return delivered_; }
-  /// The recipients that need no further try for a file that still waits for others: those who have
-  /// the message, and those for whom a copy is in failed/.
-  std::set<std::string> settledFor(const std::string& file) const;
-  /// When a file was sent to a server that gave no answer, in seconds since 1970.
-  std::optional<std::int64_t> unansweredSince(const std::string& file) const;
-  /// Whether a file was begun, and nothing that ends this came since.
-  bool begun(const std::string& file) const { return begun_.contains(file); }
-  /// Files that a record of recipients, of a missing answer or of a beginning exists for.
-  std::set<std::string> filesUnderWay() const;
-  /// Drops these records of a file that is no longer in the outbox, which the next rewrite leaves
-  /// out.
-  void dropUnderWay(const std::string& file);
+  /// What is known. A change that could not be written still counts until the program ends, and is
+  /// written with the next one.
+  const JournalRecords& records() const { return records_; }
   /// Files that were recorded as sent, but not as handed over, when the journal was opened. Their
   /// entries may be settled already.
   const std::set<std::string>& calledDone() const { return calledDone_; }
-  /// The messages that the journal holds, by the names that their files would have.
-  const std::map<std::string, std::string>& texts() const { return texts_; }
-  std::size_t textBytes() const { return textBytes_; }
   /// Complete lines that failed their check sum when the file was read.
   std::size_t damagedLines() const { return damagedLines_; }
 
+  /// Drops what is known of the delivery of a file that is no longer in the outbox, which the next
+  /// rewrite leaves out.
+  void dropUnderWay(const std::string& file) { records_.dropUnderWay(file); }
   /// Returns once the intent is on disk. On failure the record reads as void.
   Result<void> intend(const std::string& entryId, const std::string& messageId,
                       const std::string& file);
@@ -127,69 +91,26 @@ class Journal {
   /// The removal of the files is durable.
   Result<void> removed(const std::vector<std::string>& files);
 
-  /// Returns once all changes are on disk, also those that could not be written so far. Does
-  /// nothing if they are.
-  Result<void> sync();
-  /// The same for the changes up to that number of writes().
-  Result<void> syncUpTo(std::uint64_t write);
-  std::uint64_t writes() const { return written_; }
-  /// Waits until another thread has waited for the disk for the changes up to that number, at most
-  /// for that time. False if none has.
-  bool leaveToOthers(std::uint64_t write, std::chrono::milliseconds patience);
-
-  // A change that could not be written still counts until the program ends, and is written with the
-  // next one.
+  // As in JournalFile; a write is a change, or several that were written together.
+  Result<void> sync() { return file_.sync(); }
+  Result<void> syncUpTo(std::uint64_t write) { return file_.syncUpTo(write); }
+  std::uint64_t writes() const { return file_.writes(); }
+  bool leaveToOthers(std::uint64_t write, std::chrono::milliseconds patience) {
+    return file_.leaveToOthers(write, patience);
+  }
 
  private:
   Journal(FileSystem& files, const Clock& clock, std::string path, std::mutex* held);
 
-  Result<void> load();
-  void apply(std::string_view line);
-  void replay(const std::vector<std::string>& fields);
-  void setState(const std::string& file, ForwardRecord::State state);
-  void forget(const std::string& entryId);
-  void keepText(const std::string& file, std::string text);
-  void dropText(const std::string& file);
-  Result<void> change(std::string_view event, const std::string& subject, bool sync);
-  bool mayAppend() const;
-  Result<void> append(std::string_view lines, bool sync);
-  Result<void> noteWritten(Result<void> written);
-  Result<void> write(std::string_view lines);
-  Result<void> makeDurable();
-  void syncFile();
-  Result<void> rewrite();
-  std::string snapshot(std::size_t& textSize);
+  bool read(std::string_view line);
+  std::string take(std::vector<std::string> event);
+  std::string take(std::string_view event, const std::vector<std::string>& subjects);
 
-  FileSystem& files_;
   const Clock& clock_;
-  std::string path_;
-  std::mutex* held_;
-  std::shared_ptr<OutputFile> file_;  ///< kept open between events
-  bool intact_ = true;                ///< the file has all records
-  bool failed_ = false;               ///< the last change could not be written
-  std::size_t size_ = 0;              ///< bytes of the file
-  std::size_t compactedSize_ = 0;     ///< bytes after it was last rewritten
-  std::size_t textSize_ = 0;          ///< how much of the file are messages
-  std::size_t compactedTextSize_ = 0;
-  std::size_t damagedLines_ = 0;
-
-  // Writes are counted from the start.
-  std::uint64_t written_ = 0;
-  std::uint64_t durable_ = 0;  ///< all up to this one are on disk
-  std::uint64_t lost_ = 0;     ///< those up to this one that are not durable failed
-  Error lossReason_;           ///< why
-  bool syncing_ = false;       ///< a thread waits for the disk
-  std::condition_variable_any synced_;
-
-  std::unordered_map<std::string, ForwardRecord> records_;  ///< by entry identifier
-  std::unordered_map<std::string, std::string> entryOfFile_;
-  std::set<std::string> delivered_;
+  JournalRecords records_;
   std::set<std::string> calledDone_;
-  std::map<std::string, std::set<std::string>> settledFor_;  ///< recipients by file
-  std::map<std::string, std::int64_t> unanswered_;           ///< seconds since 1970 by file
-  std::set<std::string> begun_;
-  std::map<std::string, std::string> texts_;  ///< messages by file
-  std::size_t textBytes_ = 0;
+  std::size_t damagedLines_ = 0;
+  JournalFile file_;
 };
 
 }  // namespace relaybird

@@ -235,7 +235,7 @@ Result<void> Outbox::tryTmp(std::uint64_t size) {
 Result<void> Outbox::resolveDoubt(const std::string& entryId) {
   {
     const std::lock_guard lock(mutex_);
-    const ForwardRecord* record = journal_->find(entryId);
+    const ForwardRecord* record = journal_->records().find(entryId);
     if (!record || record->state != ForwardRecord::State::kIntended) {
       return {};
     }
@@ -280,7 +280,7 @@ Result<void> Outbox::place(const std::string& name) {
 
 std::optional<std::string> Outbox::intendedMessageId(const std::string& entryId) const {
   const std::lock_guard lock(mutex_);
-  const ForwardRecord* record = journal_->find(entryId);
+  const ForwardRecord* record = journal_->records().find(entryId);
   if (!record) {
     return std::nullopt;
   }
@@ -289,14 +289,14 @@ std::optional<std::string> Outbox::intendedMessageId(const std::string& entryId)
 
 bool Outbox::alreadySent(const std::string& entryId) const {
   const std::lock_guard lock(mutex_);
-  const ForwardRecord* record = journal_->find(entryId);
+  const ForwardRecord* record = journal_->records().find(entryId);
   return record && record->state == ForwardRecord::State::kSent;
 }
 
 std::vector<std::string> Outbox::alreadySent() const {
   const std::lock_guard lock(mutex_);
   std::vector<std::string> entries;
-  for (const auto& [entry, record] : journal_->records()) {
+  for (const auto& [entry, record] : journal_->records().forwards()) {
     if (record.state == ForwardRecord::State::kSent) {
       entries.push_back(entry);
     }

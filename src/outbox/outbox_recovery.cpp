@@ -11,7 +11,7 @@ namespace relaybird {
 Result<void> recoverForwards(FileSystem& files, OutboxFolder& disk, Journal& journal,
                              std::set<std::string>& inTmp) {
   std::vector<std::string> open;
-  for (const auto& [entry, record] : journal.records()) {
+  for (const auto& [entry, record] : journal.records().forwards()) {
     if (record.state == ForwardRecord::State::kIntended) {
       open.push_back(record.file);
     }
@@ -56,9 +56,9 @@ Result<void> recoverForwards(FileSystem& files, OutboxFolder& disk, Journal& jou
 }
 
 void forgetWhatIsGone(FileSystem& files, const OutboxFolder& disk, Journal& journal) {
-  for (const std::string& file : journal.filesUnderWay()) {
+  for (const std::string& file : journal.records().filesUnderWay()) {
     const auto info = files.inspect(disk.pathOf("new", file));
-    if (!journal.texts().contains(file) && !info && info.error().code == ENOENT) {
+    if (!journal.records().texts().contains(file) && !info && info.error().code == ENOENT) {
       journal.dropUnderWay(file);
     }
   }

@@ -122,26 +122,26 @@ TEST_F(SharedJournalTest, AWaitForTheDiskHoldsUpNobodyAndServesAllThatWroteBefor
   EXPECT_EQ(disk_.waits, 2) << "the second one is for three threads";
   const auto again = std::move(Journal::open(disk_, clock_, path_).value());
   for (int i = 0; i < 4; ++i) {
-    EXPECT_TRUE(again->find(name(i))) << i;
+    EXPECT_TRUE(again->records().find(name(i))) << i;
   }
 }
 
 TEST_F(SharedJournalTest, AWaitThatFailsFailsForAllThatItWasFor) {
   EXPECT_EQ(intendAtOnce(4, 2), (std::vector<bool>{true, false, false, false}));
-  EXPECT_EQ(journal_->find(name(0))->state, State::kIntended);
-  EXPECT_EQ(journal_->find(name(3))->state, State::kVoid);
+  EXPECT_EQ(journal_->records().find(name(0))->state, State::kIntended);
+  EXPECT_EQ(journal_->records().find(name(3))->state, State::kVoid);
   const std::lock_guard lock(mutex_);
   ASSERT_TRUE(journal_->sync());  // writes the file anew
   const auto again = std::move(Journal::open(disk_, clock_, path_).value());
-  EXPECT_EQ(again->find(name(0))->state, State::kIntended);
-  EXPECT_EQ(again->find(name(3))->state, State::kVoid);
+  EXPECT_EQ(again->records().find(name(0))->state, State::kIntended);
+  EXPECT_EQ(again->records().find(name(3))->state, State::kVoid);
 }
 
 TEST_F(SharedJournalTest, AWaitThatFailsIsNoFailureForThoseWhoWroteAfterItBegan) {
   EXPECT_EQ(intendAtOnce(3, 1), (std::vector<bool>{false, true, true}));
   const auto again = std::move(Journal::open(disk_, clock_, path_).value());
-  EXPECT_EQ(again->find(name(1))->state, State::kIntended);
-  EXPECT_EQ(again->find(name(2))->state, State::kIntended);
+  EXPECT_EQ(again->records().find(name(1))->state, State::kIntended);
+  EXPECT_EQ(again->records().find(name(2))->state, State::kIntended);
 }
 
 TEST_F(SharedJournalTest, AWaitCanBeLeftToAnotherThread) {
@@ -204,14 +204,14 @@ TEST_F(JournalTest, RemembersEachRecordAcrossRuns) {
     ASSERT_TRUE(journal->removed({"other", "unheard of"}));
   }
   const auto journal = open();
-  ASSERT_TRUE(journal->find(odd));
-  EXPECT_EQ(journal->find(odd)->state, State::kSent);
-  EXPECT_EQ(journal->find(odd)->messageId, "id 1@example");
-  EXPECT_EQ(journal->find(odd)->file, "file 1");
-  EXPECT_EQ(journal->find("two")->state, State::kVoid);
-  EXPECT_EQ(journal->find("three")->state, State::kIntended);
-  EXPECT_FALSE(journal->find("four"));
-  EXPECT_THAT(journal->delivered(), ElementsAre("file 1"));
+  ASSERT_TRUE(journal->records().find(odd));
+  EXPECT_EQ(journal->records().find(odd)->state, State::kSent);
+  EXPECT_EQ(journal->records().find(odd)->messageId, "id 1@example");
+  EXPECT_EQ(journal->records().find(odd)->file, "file 1");
+  EXPECT_EQ(journal->records().find("two")->state, State::kVoid);
+  EXPECT_EQ(journal->records().find("three")->state, State::kIntended);
+  EXPECT_FALSE(journal->records().find("four"));
+  EXPECT_THAT(journal->records().delivered(), ElementsAre("file 1"));
   EXPECT_EQ(journal->damagedLines(), 0u);
 }
 
@@ -257,10 +257,10 @@ TEST_F(JournalTest, ASettlementThatCouldNotBeWrittenIsReportedAndMadeUpForByTheN
   const auto settled = journal->settle("entry");
   ASSERT_FALSE(settled);
   EXPECT_EQ(settled.error().code, ENOSPC);
-  EXPECT_FALSE(journal->find("entry"));
-  EXPECT_TRUE(open()->find("entry")) << "the file does not know it yet";
+  EXPECT_FALSE(journal->records().find("entry"));
+  EXPECT_TRUE(open()->records().find("entry")) << "the file does not know it yet";
   ASSERT_TRUE(journal->intend("next", "id2", "file2"));
-  EXPECT_FALSE(open()->find("entry"));
+  EXPECT_FALSE(open()->records().find("entry"));
 }
 
 TEST_F(JournalTest, TheLatestIntentOfAnEntryCounts) {
@@ -268,8 +268,8 @@ TEST_F(JournalTest, TheLatestIntentOfAnEntryCounts) {
   ASSERT_TRUE(journal->intend("entry", "id", "old"));
   ASSERT_TRUE(journal->intend("entry", "id", "new"));
   ASSERT_TRUE(journal->done("old"));
-  EXPECT_EQ(journal->find("entry")->state, State::kIntended);
-  EXPECT_EQ(journal->find("entry")->file, "new");
+  EXPECT_EQ(journal->records().find("entry")->state, State::kIntended);
+  EXPECT_EQ(journal->records().find("entry")->file, "new");
 }
 
 TEST_F(JournalTest, ATornLastLineIsIgnoredWhereverItIsTornAndTheNextOneIsWhole) {
@@ -284,14 +284,14 @@ TEST_F(JournalTest, ATornLastLineIsIgnoredWhereverItIsTornAndTheNextOneIsWhole) 
     writeBytes(path, whole.substr(0, size));
     {
       const auto journal = open();
-      EXPECT_TRUE(journal->find("kept"));
-      EXPECT_FALSE(journal->find("torn")) << size;
+      EXPECT_TRUE(journal->records().find("kept"));
+      EXPECT_FALSE(journal->records().find("torn")) << size;
       EXPECT_EQ(journal->damagedLines(), 0u);
       ASSERT_TRUE(journal->intend("next", "id3", "file3"));
     }
     const auto journal = open();
-    EXPECT_TRUE(journal->find("kept"));
-    EXPECT_TRUE(journal->find("next"));
+    EXPECT_TRUE(journal->records().find("kept"));
+    EXPECT_TRUE(journal->records().find("next"));
     EXPECT_EQ(journal->damagedLines(), 0u);
   }
 }
@@ -304,8 +304,8 @@ TEST_F(JournalTest, DamagedLinesAreLeftOutAndCounted) {
   writeBytes(path, std::string(5, '\0') + "\nrubbish\n" + bytes() + "\n" +
                        encodeJournalLine({"unheard", "of"}) + encodeJournalLine({"done"}));
   const auto journal = open();
-  EXPECT_TRUE(journal->find("kept"));
-  EXPECT_EQ(journal->records().size(), 1u);
+  EXPECT_TRUE(journal->records().find("kept"));
+  EXPECT_EQ(journal->records().forwards().size(), 1u);
   EXPECT_EQ(journal->damagedLines(), 5u);
 }
 
@@ -322,8 +322,8 @@ TEST_F(JournalTest, AFailedWriteIsMadeUpForByTheNextOne) {
     files.reset();
 
     const auto again = open();
-    EXPECT_EQ(again->find("before")->state, State::kSent);
-    EXPECT_EQ(again->find("after")->state, State::kIntended);
+    EXPECT_EQ(again->records().find("before")->state, State::kSent);
+    EXPECT_EQ(again->records().find("after")->state, State::kIntended);
     EXPECT_EQ(again->damagedLines(), 0u);
   }
 }
@@ -339,7 +339,7 @@ TEST_F(JournalTest, WhatCouldNotBeWrittenIsWrittenByTheNextSync) {
   EXPECT_FALSE(journal->sync());
   files.reset();
   ASSERT_TRUE(journal->sync());
-  EXPECT_EQ(open()->find("entry")->state, State::kSent);
+  EXPECT_EQ(open()->records().find("entry")->state, State::kSent);
 }
 
 TEST_F(JournalTest, AnIntentThatCouldNotBeWrittenIsVoidAndKeepsItsMessageId) {
@@ -351,8 +351,8 @@ TEST_F(JournalTest, AnIntentThatCouldNotBeWrittenIsVoidAndKeepsItsMessageId) {
   ASSERT_FALSE(failed);
   EXPECT_EQ(failed.error().code, EIO);
   EXPECT_THAT(failed.error().text, Not(IsEmpty()));
-  EXPECT_EQ(journal->find("entry")->state, State::kVoid);
-  EXPECT_EQ(journal->find("entry")->messageId, "id");
+  EXPECT_EQ(journal->records().find("entry")->state, State::kVoid);
+  EXPECT_EQ(journal->records().find("entry")->messageId, "id");
 }
 
 TEST_F(JournalTest, StaysSmallOverMonths) {
@@ -372,8 +372,8 @@ TEST_F(JournalTest, StaysSmallOverMonths) {
   EXPECT_LT(largest, 300'000u);
   EXPECT_GT(largest, 100'000u);  // it does not rewrite the file all the time either
   const auto again = open();
-  EXPECT_EQ(again->records().size(), 1u);
-  EXPECT_EQ(again->find("unsettled")->state, State::kSent);
+  EXPECT_EQ(again->records().forwards().size(), 1u);
+  EXPECT_EQ(again->records().find("unsettled")->state, State::kSent);
 }
 
 TEST_F(JournalTest, TheMessageIdOfAFailedForwardIsForgottenAfterAMonth) {
@@ -387,8 +387,8 @@ TEST_F(JournalTest, TheMessageIdOfAFailedForwardIsForgottenAfterAMonth) {
     ASSERT_TRUE(journal->done(std::string(100, 'x')));
   }
   const auto again = open();
-  EXPECT_FALSE(again->find("failed"));
-  EXPECT_TRUE(again->find("sent"));
+  EXPECT_FALSE(again->records().find("failed"));
+  EXPECT_TRUE(again->records().find("sent"));
 }
 
 TEST_F(JournalTest, AMissingAnswerIsKnownAcrossRunsAndRewritesUntilTheFileIsGone) {
@@ -399,9 +399,9 @@ TEST_F(JournalTest, AMissingAnswerIsKnownAcrossRunsAndRewritesUntilTheFileIsGone
   (void)journal->deliverTo("file2", {"bob@example.org"});
   files.refused = nullptr;
   ASSERT_TRUE(journal->sync());  // rewrites the file
-  EXPECT_EQ(open()->unansweredSince("file 1"), now);
+  EXPECT_EQ(open()->records().unansweredSince("file 1"), now);
   ASSERT_TRUE(journal->deliver({"file 1"}));
-  EXPECT_EQ(open()->unansweredSince("file 1"), std::nullopt);
+  EXPECT_EQ(open()->records().unansweredSince("file 1"), std::nullopt);
 }
 
 TEST_F(JournalTest, ARewriteThatFailsAtAnyStepLosesNothing) {
@@ -420,9 +420,9 @@ TEST_F(JournalTest, ARewriteThatFailsAtAnyStepLosesNothing) {
       ASSERT_TRUE(journal->intend("next", "id2", "file2")) << step;
     }
     const auto again = open();
-    ASSERT_TRUE(again->find("kept")) << step;
-    EXPECT_EQ(again->find("kept")->state, State::kSent) << step;
-    EXPECT_TRUE(again->find("next")) << step;
+    ASSERT_TRUE(again->records().find("kept")) << step;
+    EXPECT_EQ(again->records().find("kept")->state, State::kSent) << step;
+    EXPECT_TRUE(again->records().find("next")) << step;
     EXPECT_LT(bytes().size(), 100'000u);
   }
 }

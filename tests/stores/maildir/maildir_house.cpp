@@ -41,7 +41,7 @@ std::vector<OutboxFile> outboxFiles(const std::string& folder) {
   RecordingSleeper sleeper{clock};
   PosixFileSystem disk{sleeper};
   if (const auto journal = Journal::open(disk, clock, folder + "/journal")) {
-    for (const auto& [name, text] : (*journal)->texts()) {
+    for (const auto& [name, text] : (*journal)->records().texts()) {
       files.push_back({name, text});
     }
   }
