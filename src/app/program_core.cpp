@@ -21,7 +21,7 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
       trace(files, *platform.clock,
             platform.traceFile.empty() ? stateFile("rbxdb.txt") : platform.traceFile,
             platform.traceMarker.empty() ? stateFile("rbxkey/db") : platform.traceMarker,
-            platform.lineEnd),
+            platform.lineEnd, [this](const Error& why) { tellOfLostTrace(why); }),
       identity_(std::move(identity)),
       events_(events),
       notice_(std::move(notice)),
@@ -31,6 +31,13 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
                        platform.user.homeFolder},
       events_, platform.user, [this] { return reopen(); }, [this] { return slot_.why(); },
       [this] { return std::string(givenMailbox(mailbox_.store)); });
+}
+
+// Posted, because the log must not change in the middle of the step that is traced.
+void ProgramCore::tellOfLostTrace(const Error& why) {
+  events_.post([notice = notice_, why] {
+    notice("The trace is switched on, but cannot be written: " + why.text);
+  });
 }
 
 std::string ProgramCore::stateFile(const std::string& name) const {

@@ -77,6 +77,7 @@ class ProgramCore {
   std::shared_ptr<std::atomic<bool>> verbose = std::make_shared<std::atomic<bool>>(false);
 
  private:
+  void tellOfLostTrace(const Error& why);
   std::string preferenceFile();
   std::optional<Refusal> openStoreOfPreferences();
   std::optional<Refusal> lockMailbox(InstanceLock::Wait wait);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <string>
@@ -53,11 +54,12 @@ class ProgramCoreTest : public testing::Test {
   }
 
   FakeFiles* files = nullptr;
+  std::string notices;
   MainLoop loop{std::make_shared<FakeWaiter>()};
   ProgramCore core{platform(),
                    {"relaybird-console", "1.2.3", {1, 2, 3}},
                    loop,
-                   [](const StoreNotice&) {},
+                   [this](const StoreNotice& notice) { notices += notice.line + "\n"; },
                    [] { return true; }};
 };
 
@@ -96,6 +98,21 @@ TEST_F(ProgramCoreTest, TheNoteOfTheLockNamesTheProcessAndTheTimeOfThePlatform) 
     }
   }
   EXPECT_TRUE(note.starts_with("relaybird-console\n4711\n2026-11-20 15:04:05\n")) << note;
+}
+
+// As for a user of Windows whose trace file an administrator would have to make.
+TEST_F(ProgramCoreTest, ATraceThatCannotBeWrittenIsToldOfOnceInTheLog) {
+  files->addFolder("/home/ann/.local/state/rbx");
+  files->addFolder("/home/ann/.local/state/rbx/rbxkey");
+  files->addFile("/home/ann/.local/state/rbx/rbxkey/db", "");
+  files->failCallsWith("rbxdb.txt", EACCES);
+  core.trace.trace("one");
+  EXPECT_EQ(notices, "") << "not in the middle of a step";
+  loop.processPending();
+  core.trace.trace("two");
+  loop.processPending();
+  EXPECT_TRUE(notices.starts_with("The trace is switched on, but cannot be written: ")) << notices;
+  EXPECT_EQ(std::count(notices.begin(), notices.end(), '\n'), 1) << notices;
 }
 
 TEST_F(ProgramCoreTest, WhatThePlatformDoesNotHaveNobodyIsAskedFor) {

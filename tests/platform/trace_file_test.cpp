@@ -70,6 +70,29 @@ TEST_F(TraceFileTest, NoTextStartsALineOfItsOwn) {
   EXPECT_EQ(readBytes(temp.path("rbxdb.txt")), "2026-11-20 15:04:05----->a  b c d\n");
 }
 
+TEST_F(TraceFileTest, TheFirstLostLineAloneIsToldOf) {
+  switchOn();
+  for (std::size_t step = 1; step <= 3; ++step) {
+    int told = 0;
+    int code = 0;
+    TraceFile once(files, clock, temp.path("rbxdb.txt"), temp.path("db"), "\n",
+                   [&](const Error& why) {
+                     ++told;
+                     code = why.code;
+                   });
+    once.trace("written");
+    EXPECT_EQ(told, 0);
+    for (int line = 0; line < 2; ++line) {
+      files.reset();
+      files.failStep(step, EACCES);
+      once.trace("lost");
+    }
+    files.reset();
+    EXPECT_EQ(told, 1) << step;
+    EXPECT_EQ(code, EACCES) << step;
+  }
+}
+
 TEST_F(TraceFileTest, EveryFailureIsSwallowed) {
   switchOn();
   for (std::size_t step = 1; step <= 3; ++step) {

@@ -7,16 +7,28 @@
 namespace relaybird {
 
 TraceFile::TraceFile(FileSystem& files, const Clock& clock, std::string traceFile,
-                     std::string markerFile, std::string lineEnd)
+                     std::string markerFile, std::string lineEnd,
+                     std::function<void(const Error&)> onLost)
     : files_(files),
       clock_(clock),
       traceFile_(std::move(traceFile)),
       markerFile_(std::move(markerFile)),
-      lineEnd_(std::move(lineEnd)) {}
+      lineEnd_(std::move(lineEnd)),
+      onLost_(std::move(onLost)) {}
 
 bool TraceFile::switchedOn() {
   const auto marker = files_.inspect(markerFile_);
   return marker && marker->type != FileType::kFolder;
+}
+
+Result<void> TraceFile::write(const std::string& line) {
+  auto file = files_.append(traceFile_);
+  if (!file) {
+    return file.error();
+  }
+  const auto written = (*file)->write(line);
+  const auto closed = (*file)->close();
+  return written ? closed : written;
 }
 
 void TraceFile::trace(const std::string& text) {
@@ -28,12 +40,10 @@ void TraceFile::trace(const std::string& text) {
     // Texts carry subjects that strangers wrote: a line break in one must not start a new line.
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
-    auto file = files_.append(traceFile_);
-    if (!file) {
-      return;
+    const auto written = write(line + lineEnd_);
+    if (!written && onLost_) {
+      std::exchange(onLost_, nullptr)(written.error());
     }
-    (void)(*file)->write(line + lineEnd_);
-    (void)(*file)->close();
   } catch (...) {
     // Tracing is for diagnosis only: a failure in it must not disturb the caller's work.
   }

@@ -2,6 +2,7 @@
 // modDb: the diagnostic trace, and the file that it is written to.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "platform/clock.h"
@@ -22,21 +23,26 @@ class TraceLog {
 /// it.
 class TraceFile : public TraceLog {
  public:
+  /// `onLost` is told, from within trace(), why the first line that cannot be written is lost.
+  /// Nobody is told of later ones: a user who may not write the file would be told at each step.
   TraceFile(FileSystem& files, const Clock& clock, std::string traceFile, std::string markerFile,
-            std::string lineEnd = "\n");
+            std::string lineEnd = "\n", std::function<void(const Error&)> onLost = nullptr);
 
   /// Whether the marker file exists, whatever its content. Looked up at every call.
   bool switchedOn();
   /// Appends date and time, "----->" and the text as one line; line breaks within the text become
-  /// blanks. On failure the line is lost silently.
+  /// blanks. On failure the line is lost.
   void trace(const std::string& text) override;
 
  private:
+  Result<void> write(const std::string& line);
+
   FileSystem& files_;
   const Clock& clock_;
   std::string traceFile_;
   std::string markerFile_;
   std::string lineEnd_;
+  std::function<void(const Error&)> onLost_;  // null once it has been told
 };
 
 }  // namespace relaybird
