@@ -16,8 +16,12 @@
 namespace relaybird {
 namespace {
 
-// As much as one record of TLS holds.
-constexpr std::size_t kPortion = 16384;
+// Large enough that a message of a megabyte takes few calls of the system, each of which may wake
+// the server. What was accepted of a portion is kept until it has been sent.
+constexpr std::size_t kSendPortion = std::size_t{128} << 10;
+// Room that is cleared for each read, however little comes.
+constexpr std::size_t kReceivePortion = std::size_t{64} << 10;
+constexpr std::size_t kFirstReceivePortion = std::size_t{16} << 10;  // most answers are short
 
 bool hasControlCharacter(std::string_view text) {
   return std::any_of(text.begin(), text.end(),
@@ -399,7 +403,7 @@ bool CurlConnection::flush() {
 std::size_t CurlConnection::send(std::string_view bytes) {
   std::size_t accepted = 0;
   while (state_ == State::kOpen && !coming_ && accepted < bytes.size() && flush()) {
-    pending_ = bytes.substr(accepted, kPortion);
+    pending_ = bytes.substr(accepted, kSendPortion);
     accepted += pending_.size();
     flush();
   }
@@ -416,7 +420,8 @@ std::size_t CurlConnection::receive(std::string& to, std::size_t most) {
   bool drained = false;
   while (total < most && !drained) {
     const std::size_t before = to.size();
-    to.resize(before + std::min(most - total, kPortion));
+    const std::size_t portion = total == 0 ? kFirstReceivePortion : kReceivePortion;
+    to.resize(before + std::min(most - total, portion));
     std::size_t count = 0;
     const CURLcode code =
         curl_easy_recv(easy_.get(), to.data() + before, to.size() - before, &count);
