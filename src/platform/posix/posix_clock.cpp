@@ -10,8 +10,12 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <cstdlib>
 #include <string_view>
 #include <thread>
+
+#include "platform/text/ascii_text.h"
 
 namespace relaybird {
 namespace {
@@ -58,6 +62,10 @@ struct UserLocale {
 }  // namespace
 
 std::string utf8FromEncoding(std::string_view text, const char* encoding) {
+  // The usual case, for which no converter need be made.
+  if (std::string_view(encoding) == "UTF-8" && isAscii(text)) {
+    return std::string(text);
+  }
   const iconv_t converter = ::iconv_open("UTF-8", encoding);
   if (converter == reinterpret_cast<iconv_t>(-1)) {
     return asciiOnly(text);
@@ -106,11 +114,23 @@ DateTime PosixClock::now() const {
   return std::chrono::time_point_cast<std::chrono::microseconds>(std::chrono::system_clock::now());
 }
 
+// A traveller's zone may have changed. Without the variable that is a look at a file, for which
+// once a second is often enough: a check asks for the text of a time thousands of times.
+void PosixClock::followZone() const {
+  constexpr std::int64_t kNever = -1;
+  const auto time = std::chrono::steady_clock::now().time_since_epoch();
+  const std::int64_t second =
+      ::getenv("TZ") != nullptr ? kNever : std::chrono::floor<std::chrono::seconds>(time).count();
+  if (zoneSecond_.exchange(second) != second || second == kNever) {
+    ::tzset();
+  }
+}
+
 std::string PosixClock::toText(DateTime moment) const {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(moment).time_since_epoch().count();
   const std::time_t time = static_cast<std::time_t>(seconds);
   std::tm parts{};
-  ::tzset();  // a traveller's zone may have changed since the last call
+  followZone();
   if (!::localtime_r(&time, &parts)) {
     return {};
   }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -32,7 +34,11 @@ class PosixClock : public Clock {
 
  private:
   struct Locale;
+
+  void followZone() const;
+
   std::unique_ptr<Locale> locale_;
+  mutable std::atomic<std::int64_t> zoneSecond_{-1};  // when the zone was looked at
 };
 
 class PosixSleeper : public Sleeper {
