@@ -99,6 +99,7 @@ void ImapSession::tryAgain() {
 
 bool ImapSession::step() {
   world_.network.wait(wait_);
+  receive();
   std::unique_lock lock(mutex_);
   const std::uint64_t before = status_.news;
   now_ = world_.network.steadyTime();
@@ -197,8 +198,10 @@ void ImapSession::converse() {
   if (!client_ && connection_->state() == Connection::State::kOpen) {
     open();
   }
-  if (client_) {
-    receive();
+  if (client_ && !input_.empty()) {
+    lastInput_ = now_;
+    client_->dialogue().received(input_);
+    changedSomething();
   }
   checkLife();
   if (!connection_ || !client_) {
@@ -254,15 +257,12 @@ void ImapSession::onOpened(const ImapOpened& opened) {
   changedSomething();
 }
 
+// Without the lock: connection and client are made and ended on this thread alone. What comes in
+// the step in which the connection opens is taken in the next one.
 void ImapSession::receive() {
   input_.clear();
-  while (input_.size() < kReceivedAtOnce &&
+  while (client_ && input_.size() < kReceivedAtOnce &&
          connection_->receive(input_, kReceivedAtOnce - input_.size()) > 0) {
-  }
-  if (!input_.empty()) {
-    lastInput_ = now_;
-    client_->dialogue().received(input_);
-    changedSomething();
   }
 }
 
