@@ -396,7 +396,21 @@ class Bench:
         run.close()
 
 
-PARTS = ("forward", "classic", "send", "quiet", "large")
+    def crowded(self):
+        """Messages to a whole town: 100 KB of addressees in each header."""
+        user, run, many = self.servers.fresh_user(), self.new_run(), 1000
+        town = ",\n ".join(f"Neighbour {i:04} <neighbour{i:04}@town.example>" for i in range(2200))
+        for number in range(many):
+            side = "wanted" if number % 50 == 1 else "other"
+            self.servers.deliver(user, number, f"Cc: {town}\n{message(number, side)}".encode())
+        program = Program(self.console, run, ACCOUNT.format(port=self.servers.places["plain.imap"], user=user))
+        program.command(TEST)
+        program.wait_for(lambda: run.taken() >= many // 50)
+        self.claim(f"peak memory with {many:,} headers of 100 KB, in MB", program.close(), MEMORY)
+        run.close()
+
+
+PARTS = ("forward", "classic", "send", "quiet", "large", "crowded")
 
 
 def main():
