@@ -57,10 +57,14 @@ class Sink : public IDispatch {
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
                                    UINT*) override {
     told.push_back(id);
+    if (id == kSyncEndEvent && atEnd) {
+      std::exchange(atEnd, nullptr)();
+    }
     return S_OK;
   }
 
   std::vector<DISPID> told;
+  std::function<void()> atEnd;  // once
 };
 
 class OutlookDouble : public testing::TestWithParam<Place> {
@@ -302,6 +306,28 @@ TEST_P(OutlookDouble, TellsTheStartOfASynchronisationInsideTheCallAndItsEndLater
   EXPECT_EQ(sink.told, (std::vector<DISPID>{kSyncStartEvent, kSyncEndEvent}));
   EXPECT_EQ(point->Unadvise(cookie), S_OK);
   EXPECT_EQ(point->Unadvise(cookie), static_cast<HRESULT>(0x80040200));
+}
+
+TEST_P(OutlookDouble, ASynchronisationThatIsStartedByTheEndOfAnotherIsNotCountedAsEnded) {
+  tell("syncs\tend=told");
+  const auto object = sync();
+  ComRef<IConnectionPointContainer> container;
+  ASSERT_EQ(object->QueryInterface(IID_IConnectionPointContainer, container.outVoid()), S_OK);
+  ComRef<IConnectionPoint> point;
+  ASSERT_EQ(container->FindConnectionPoint(kSyncEvents, point.out()), S_OK);
+  Sink sink;
+  sink.atEnd = [&] { call(*object.get(), "Start"); };
+  DWORD cookie = 0;
+  ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
+  call(*object.get(), "Start");
+  tell("end");
+  for (int waits = 0; waits < 200 && sink.told.size() < 3; ++waits) {
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, 50, QS_ALLINPUT);
+    serveMessages();
+  }
+  EXPECT_EQ(sink.told, (std::vector<DISPID>{kSyncStartEvent, kSyncEndEvent, kSyncStartEvent}));
+  EXPECT_EQ(answer("state").value("running"), "1");
+  EXPECT_EQ(point->Unadvise(cookie), S_OK);
 }
 
 TEST_P(OutlookDouble, NamesItsEventsInItsTypeInformation) {

@@ -48,7 +48,7 @@ class EventSource : public SyncPoint, public std::enable_shared_from_this<EventS
   void fire(SyncEvent event) { fire(event, 0, {}); }
 
   std::size_t listeners() const override { return sinks_.size(); }
-  std::size_t waiting() const override { return waiting_; }
+  std::size_t waiting() const override { return waiting_ + telling_; }
 
   DWORD add(ComRef<IDispatch> sink) {
     sinks_.emplace(++lastCookie_, std::move(sink));
@@ -58,10 +58,12 @@ class EventSource : public SyncPoint, public std::enable_shared_from_this<EventS
 
  private:
   void ended() {
-    // Waiting until they are told: telling serves other calls.
-    for (auto left = waiting_; left > 0; --left) {
+    // They wait until they are told. Telling serves other calls, which may start the next one.
+    const auto ends = std::exchange(waiting_, 0);
+    telling_ += ends;
+    for (auto left = ends; left > 0; --left) {
       fire(kSyncEndEvent);
-      waiting_ -= waiting_ > 0 ? 1 : 0;
+      --telling_;
     }
   }
 
@@ -82,6 +84,7 @@ class EventSource : public SyncPoint, public std::enable_shared_from_this<EventS
   std::map<DWORD, ComRef<IDispatch>> sinks_;
   DWORD lastCookie_ = 0;
   std::size_t waiting_ = 0;
+  std::size_t telling_ = 0;
 };
 
 // Counting of references for the small objects below.
