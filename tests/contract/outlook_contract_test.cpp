@@ -11,6 +11,7 @@
 #include "outlook_double/commands.h"
 #include "outlook_double/double_server.h"
 #include "outlook_double/double_world.h"
+#include "outlook_double/library_bridge.h"
 #include "stores/outlook/outlook_store.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
@@ -244,6 +245,25 @@ class OutOfProcess : public OutlookUnderTest {
   std::unique_ptr<od::ClassObjects> dictionaryHere_;
 };
 
+// As on a user's computer: the safe-item library is loaded into this process.
+class LibraryHere : public OutOfProcess {
+ public:
+  LibraryHere() { EXPECT_EQ(library_->count(), 5u); }
+
+ private:
+  static std::shared_ptr<od::BridgesHere> libraryHere() {
+    static std::weak_ptr<od::BridgesHere> held;
+    auto library = held.lock();
+    if (!library) {
+      library = std::make_shared<od::BridgesHere>();
+      held = library;
+    }
+    return library;
+  }
+
+  std::shared_ptr<od::BridgesHere> library_ = libraryHere();
+};
+
 template <class T>
 std::unique_ptr<StoreUnderTest> make() {
   return std::make_unique<T>();
@@ -253,7 +273,8 @@ INSTANTIATE_TEST_SUITE_P(Outlook, MailStoreContract,
                          testing::Values(StoreMaker{"in_process", make<InProcess>},
                                          StoreMaker{"in_process_otherwise",
                                                     make<InProcessOtherwise>},
-                                         StoreMaker{"out_of_process", make<OutOfProcess>}),
+                                         StoreMaker{"out_of_process", make<OutOfProcess>},
+                                         StoreMaker{"library_in_process", make<LibraryHere>}),
                          storeMakerName);
 
 }  // namespace

@@ -159,4 +159,21 @@ long liveBridges() {
   return living;
 }
 
+BridgesHere::BridgesHere() {
+  for (const auto& one : doubleClasses()) {
+    const auto factory = bridgeOf(one.clsid);
+    DWORD cookie = 0;
+    if (factory && SUCCEEDED(CoRegisterClassObject(one.clsid, factory.get(), CLSCTX_INPROC_SERVER,
+                                                   REGCLS_MULTIPLEUSE, &cookie))) {
+      registered_.push_back(cookie);
+    }
+  }
+}
+
+BridgesHere::~BridgesHere() {
+  for (const auto cookie : registered_) {
+    CoRevokeClassObject(cookie);
+  }
+}
+
 }  // namespace relaybird::outlook_double

@@ -6,6 +6,9 @@
 
 #include <windows.h>
 
+#include <string>
+#include <vector>
+
 #include "outlook_double/com_values.h"
 
 namespace relaybird::outlook_double {
@@ -17,5 +20,20 @@ bool registerLibrary(const std::wstring& file);
 ComRef<IClassFactory> bridgeOf(REFCLSID clsid);
 /// Objects and factories that clients hold.
 long liveBridges();
+
+/// While one lives, this process has the library's classes for its own clients, over a program that
+/// is registered. COM must have been initialised on this thread.
+class BridgesHere {
+ public:
+  BridgesHere();
+  BridgesHere(const BridgesHere&) = delete;
+  BridgesHere& operator=(const BridgesHere&) = delete;
+  ~BridgesHere();
+  /// How many classes there are.
+  std::size_t count() const { return registered_.size(); }
+
+ private:
+  std::vector<DWORD> registered_;
+};
 
 }  // namespace relaybird::outlook_double
