@@ -2,6 +2,8 @@
 // A mail store over an account's inbox: what a server does that a folder on this disk never does.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "stores/mailbox/mailbox_house.h"
 #include "support/mail_text.h"
 
@@ -11,6 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 class MailboxStoreTest : public testing::Test, protected MailboxHouse {
@@ -125,6 +128,17 @@ TEST_F(MailboxStoreTest, WhatWasForwardedBeforeACrashIsNotForwardedAgain) {
   open();
   EXPECT_EQ(unread()->Count(), 0);
   EXPECT_EQ(inbox->marksOnTheirWay(), 1U);
+}
+
+// A program that comes next may be an older one, which knows files alone.
+TEST_F(MailboxStoreTest, AForwardThatHasNotLeftIsAFileAfterTheEndAndNoTextInTheJournal) {
+  server.deliver(mailText({}));
+  forward(unread()->Item(1));
+  EXPECT_THAT(readBytes(outbox() + "/journal"), HasSubstr(" held "));
+  EXPECT_TRUE(std::filesystem::is_empty(outbox() + "/new"));
+  store.reset();
+  EXPECT_THAT(readBytes(outbox() + "/journal"), Not(HasSubstr(" held ")));
+  EXPECT_FALSE(std::filesystem::is_empty(outbox() + "/new"));
 }
 
 TEST_F(MailboxStoreTest, MarksThatTheInboxSendsAtTheEndAreSettledInTheJournal) {
