@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "outbox/journal_line.h"
@@ -314,6 +315,112 @@ TEST_F(HeldMessageTest, AtAnyStepOfSendingAndStoringACrashForwardsItExactlyOnce)
     }
   }
   EXPECT_GE(crashes, 24U);
+}
+
+TEST_F(HeldMessageTest, AtAnyStepOfTheNextStartACrashLeavesItOnce) {
+  std::size_t crashes = 0;
+  for (const bool tear : {false, true}) {
+    for (std::size_t step = 1; step <= 40; ++step) {
+      SCOPED_TRACE(std::to_string(step) + (tear ? " torn" : ""));
+      OutboxWorld other;
+      auto outbox = other.open();
+      outbox->queue().holdForDelivery(true);
+      ASSERT_TRUE(outbox->send("entry", "id", writes("text")));
+      outbox.reset();
+      other.files.reset();
+      other.files.hookBefore(
+          step, [] { throw Crash{}; }, tear);
+      try {
+        outbox = other.open();
+      } catch (const Crash&) {
+        ++crashes;
+      }
+      other.files.reset();
+      outbox.reset();
+      outbox = other.open();
+      EXPECT_TRUE(outbox->alreadySent("entry"));
+      EXPECT_THAT(texts(*outbox), ElementsAre("text"));
+      EXPECT_THAT(other.names("new"), SizeIs(1));
+      EXPECT_THAT(other.names("tmp"), IsEmpty());
+    }
+  }
+  EXPECT_GE(crashes, 24U);
+}
+
+TEST_F(HeldMessageTest, AStepThatFailsWhenASeriesEndsLosesNothingAndDoublesNothing) {
+  std::size_t failures = 0;
+  for (std::size_t step = 1; step <= 24; ++step) {
+    SCOPED_TRACE(step);
+    OutboxWorld other;
+    auto outbox = other.open();
+    outbox->queue().holdForDelivery(true);
+    for (const std::string entry : {"left", "stays", "too"}) {
+      ASSERT_TRUE(outbox->send(entry, entry + "@id", writes(entry)));
+    }
+    {
+      const auto claim = outbox->queue().claim(outbox->queue().waiting()->front().name);
+      ASSERT_TRUE(outbox->queue().delivered({&*claim}));
+    }
+    other.files.reset();
+    other.files.failStep(step, ENOSPC);
+    failures += outbox->queue().finishDeliveries() ? 0U : 1U;
+    other.files.reset();
+    EXPECT_THAT(texts(*outbox), testing::UnorderedElementsAre("stays", "too"));
+    outbox.reset();
+    outbox = other.open();
+    EXPECT_THAT(texts(*outbox), testing::UnorderedElementsAre("stays", "too"));
+    ASSERT_TRUE(deliverAll(*outbox));
+    EXPECT_THAT(other.names("new"), IsEmpty());
+    outbox.reset();
+    outbox = other.open();
+    EXPECT_THAT(*outbox->queue().waiting(), IsEmpty());
+    EXPECT_THAT(other.names("tmp"), IsEmpty());
+  }
+  EXPECT_GE(failures, 10U);
+}
+
+// Whether the send had the journal written anew.
+bool sendRewrites(OutboxWorld& world, Outbox& outbox, int number) {
+  // Its encoding is three times as long.
+  const std::string text(20000, '\n');
+  world.files.reset();
+  EXPECT_TRUE(outbox.send("entry " + std::to_string(number), "id", writes(text)));
+  const auto& steps = world.files.record();
+  return std::any_of(steps.begin(), steps.end(), [&](const std::string& step) {
+    return step.starts_with("create " + world.journal);
+  });
+}
+
+TEST_F(HeldMessageTest, AJournalThatCannotBeWrittenAnewLosesNothingAndDoublesNothing) {
+  auto trial = open();
+  int last = 1;  // the first one makes the journal
+  EXPECT_TRUE(sendRewrites(world, *trial, 0));
+  while (!sendRewrites(world, *trial, last)) {
+    ASSERT_LT(++last, 100);
+  }
+  for (std::size_t step = 1; step <= 6; ++step) {
+    SCOPED_TRACE(step);
+    OutboxWorld other;
+    auto outbox = other.open();
+    outbox->queue().holdForDelivery(true);
+    for (int number = 0; number < last; ++number) {
+      EXPECT_EQ(sendRewrites(other, *outbox, number), number == 0);
+    }
+    other.files.reset();
+    other.files.failStep(step, ENOSPC);
+    const auto sent = outbox->send("entry", "id", writes("text"));
+    other.files.reset();
+    EXPECT_EQ(outbox->alreadySent("entry"), static_cast<bool>(sent));
+    ASSERT_TRUE(outbox->send("entry", "id", writes("text")));
+    const auto count = static_cast<std::size_t>(last) + 1;
+    EXPECT_THAT(*outbox->queue().waiting(), SizeIs(count));
+    outbox.reset();
+    outbox = other.open();
+    EXPECT_TRUE(outbox->alreadySent("entry"));
+    EXPECT_THAT(*outbox->queue().waiting(), SizeIs(count));
+    EXPECT_THAT(other.names("new"), SizeIs(count));
+    EXPECT_THAT(other.names("tmp"), IsEmpty());
+  }
 }
 
 class CutPower : public testing::Test {
