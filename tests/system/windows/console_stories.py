@@ -425,6 +425,8 @@ class StoriesOfTime(Story):
         return console
 
     def until_the_check(self, console):
+        # A check whose minute comes while a synchronisation runs waits for another minute.
+        eventually("the end of what sends", lambda: self.double.state()["running"] == "0")
         for left in ("2", "1"):
             eventually(f"{left} minutes to the check",
                        lambda left=left: console.fact("minutes-to-next-check") == left)
