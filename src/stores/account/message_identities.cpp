@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stores/account/message_identities.h"
 
+#include <glib.h>
+
 #include <algorithm>
 #include <charconv>
 #include <utility>
@@ -11,12 +13,18 @@
 namespace relaybird {
 namespace {
 
-constexpr std::string_view kFirstLine = "relaybird-messages 1";
+constexpr std::string_view kFirstLine = "relaybird-messages 2";
+// With fingerprints of 64 bits only.
+constexpr std::string_view kEarlierFirstLine = "relaybird-messages 1";
+
+// Hexadecimal digits of 64 bits.
+constexpr std::size_t kDigits = 16;
 
 // Enough for 200,000 unread messages.
 constexpr std::size_t kLongestFile = std::size_t{16} << 20;
 
-// FNV-1a: any hash would do, but it has to be the same in every build, as it is kept in a file.
+// FNV-1a: any hash would do for the name of a folder, but it has to be the same in every build. The
+// fingerprints of earlier versions were made with it too.
 class Hash {
  public:
   void add(std::string_view text) {
@@ -45,9 +53,21 @@ std::string_view takeWord(std::string_view& text, char end) {
 }
 
 std::string hexOf(std::uint64_t number) {
-  char text[16];
+  char text[kDigits];
   const auto written = std::to_chars(text, text + sizeof text, number, 16);
   return {text, written.ptr};
+}
+
+// In up to 32 digits; one of an earlier version in up to 16.
+std::string printText(const MessageFingerprint& print) {
+  const std::string low = hexOf(print.low);
+  return print.high == 0 ? low : hexOf(print.high) + std::string(kDigits - low.size(), '0') + low;
+}
+
+bool readPrint(std::string_view text, MessageFingerprint& print) {
+  const std::string_view low = text.substr(text.size() - std::min(text.size(), kDigits));
+  text.remove_suffix(low.size());
+  return readNumber(low, print.low, 16) && (text.empty() || readNumber(text, print.high, 16));
 }
 
 }  // namespace
@@ -58,14 +78,33 @@ std::string lastingHash(std::string_view text) {
   return hexOf(hash.value());
 }
 
-std::uint64_t MessageIdentities::fingerprintOf(const ImapHead& head) {
+MessageFingerprint MessageIdentities::fingerprintOf(const ImapHead& head) {
+  const HeaderBlock headers(head.header);
+  const std::string id = headers.messageId();
+  const std::unique_ptr<GChecksum, decltype(&g_checksum_free)> hash(
+      g_checksum_new(G_CHECKSUM_SHA256), &g_checksum_free);
+  for (const std::string& each : {id, headers.value("Date"), headers.value("Subject"),
+                                  id.empty() ? headers.value("From") : std::string()}) {
+    // With its NUL, which occurs in none of them.
+    g_checksum_update(hash.get(), reinterpret_cast<const guchar*>(each.c_str()),
+                      static_cast<gssize>(each.size() + 1));
+  }
+  const std::string_view digits = g_checksum_get_string(hash.get());
+  MessageFingerprint result;
+  (void)readNumber(digits.substr(0, 16), result.high, 16);
+  (void)readNumber(digits.substr(16, 16), result.low, 16);
+  result.high = std::max<std::uint64_t>(result.high, 1);
+  return result;
+}
+
+MessageFingerprint MessageIdentities::earlierFingerprintOf(const ImapHead& head) {
   const HeaderBlock headers(head.header);
   Hash hash;
   hash.add(headers.messageId());
   hash.add(headers.value("Date"));
   hash.add(headers.value("Subject"));
   hash.add(headers.messageId().empty() ? headers.value("From") : std::string());
-  return std::max<std::uint64_t>(hash.value(), 1);
+  return {0, std::max<std::uint64_t>(hash.value(), 1)};
 }
 
 std::string MessageIdentities::entryId(std::uint32_t uidValidity, std::uint32_t uid,
@@ -92,8 +131,8 @@ void MessageIdentities::begin(std::uint32_t uidValidity) {
 
 void MessageIdentities::note(const ImapHead& head) {
   latest_ = std::max(latest_, head.received);
-  std::uint64_t& known = known_[head.uid];
-  const std::uint64_t fingerprint = fingerprintOf(head);
+  MessageFingerprint& known = known_[head.uid];
+  const MessageFingerprint fingerprint = fingerprintOf(head);
   changed_ = changed_ || known != fingerprint;
   known = fingerprint;
 }
@@ -104,23 +143,39 @@ void MessageIdentities::keepOnly(const UidSet& unseen) {
   changed_ = changed_ || count > 0;
 }
 
+MessageIdentities::Fingerprints MessageIdentities::fingerprints() const {
+  Fingerprints all;
+  for (const auto& [uid, fingerprint] : known_) {
+    all.insert(fingerprint);
+  }
+  return all;
+}
+
+bool MessageIdentities::isStranger(const Found& found, const Fingerprints& known) const {
+  return !known.contains(found.fingerprint) && !known.contains(found.earlier) &&
+         found.time <= latest_;
+}
+
 std::size_t MessageIdentities::renumber(std::uint32_t uidValidity,
                                         const std::vector<Found>& found) {
   // Equal fingerprints, of a message that came twice, are given out one by one.
-  std::unordered_multimap<std::uint64_t, std::uint32_t> old;
+  std::unordered_multimap<MessageFingerprint, std::uint32_t, HashOf> old;
   for (const auto& [uid, fingerprint] : known_) {
     old.emplace(fingerprint, uid);
   }
   Aliases aliases;
-  std::unordered_map<std::uint32_t, std::uint64_t> known;
+  std::unordered_map<std::uint32_t, MessageFingerprint> known;
   UidSet leftOut;
   for (const Found& each : found) {
-    const auto same = each.fingerprint == 0 ? old.end() : old.find(each.fingerprint);
+    auto same = each.fingerprint ? old.find(each.fingerprint) : old.end();
+    if (same == old.end() && each.earlier) {
+      same = old.find(each.earlier);
+    }
     if (same != old.end()) {
       aliases[each.uid] = entryId(uidValidity_, same->second, *aliases_);
       known[each.uid] = each.fingerprint;
       old.erase(same);
-    } else if (each.fingerprint == 0 || each.time <= latest_) {
+    } else if (!each.fingerprint || each.time <= latest_) {
       leftOut.add(each.uid);
     }
   }
@@ -159,7 +214,8 @@ void MessageIdentities::restore(std::string_view text) {
 // for each message: number, fingerprint, and the identifier if it is of an earlier numbering.
 bool MessageIdentities::read(std::string_view text) {
   std::int64_t seconds = 0;
-  const bool known = takeWord(text, '\n') == kFirstLine;
+  const std::string_view first = takeWord(text, '\n');
+  const bool known = first == kFirstLine || first == kEarlierFirstLine;
   const bool numbers =
       readNumber(takeWord(text, '\n'), uidValidity_) && readNumber(takeWord(text, '\n'), seconds);
   const std::string_view leftOut = takeWord(text, '\n');
@@ -173,9 +229,8 @@ bool MessageIdentities::read(std::string_view text) {
   while (!text.empty()) {
     std::string_view line = takeWord(text, '\n');
     std::uint32_t uid = 0;
-    std::uint64_t fingerprint = 0;
-    if (!readNumber(takeWord(line, ' '), uid) ||
-        !readNumber(takeWord(line, ' '), fingerprint, 16)) {
+    MessageFingerprint fingerprint;
+    if (!readNumber(takeWord(line, ' '), uid) || !readPrint(takeWord(line, ' '), fingerprint)) {
       return false;
     }
     known_[uid] = fingerprint;
@@ -196,7 +251,7 @@ std::string MessageIdentities::takeUnsaved() {
                      std::to_string(seconds) + '\n' +
                      (leftOut_.empty() ? std::string("-") : leftOut_.text()) + '\n';
   for (const auto& [uid, fingerprint] : known_) {
-    text += std::to_string(uid) + ' ' + hexOf(fingerprint);
+    text += std::to_string(uid) + ' ' + printText(fingerprint);
     if (const auto alias = aliases_->find(uid); alias != aliases_->end()) {
       text += ' ' + alias->second;
     }

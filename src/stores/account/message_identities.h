@@ -9,8 +9,15 @@
 // were seen before. The others are left out of every listing: among them may be messages that were
 // forwarded, and whose read marks the move has lost.
 //
+// A fingerprint is half of a SHA-256, so that nobody can send a message that is taken for another
+// one by its fingerprint, short of the same three fields. If two messages are the same in these,
+// each takes the identifier of one of them. Where only one of them was known, the other one counts
+// as not recognised. No message is deleted or marked as read for such a reason: at worst one stays
+// unread and is not forwarded, and the log says so.
+//
 // The file is replaced as a whole, at times; a fingerprint that is missing after a crash means at
-// worst that one more message is left out.
+// worst that one more message is left out. Earlier versions wrote 64 bits of another hash; these
+// are still recognised, and replaced when a head is read again.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +27,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/clock.h"
@@ -33,8 +41,21 @@ namespace relaybird {
 /// A hash of the text in hexadecimal digits, the same in every build. Not against attackers.
 std::string lastingHash(std::string_view text);
 
+struct MessageFingerprint {
+  std::uint64_t high = 0;  ///< 0 in fingerprints of earlier versions
+  std::uint64_t low = 0;
+
+  /// Whether there is one: the head could be read.
+  explicit operator bool() const { return high != 0 || low != 0; }
+  bool operator==(const MessageFingerprint&) const = default;
+};
+
 class MessageIdentities {
  public:
+  struct HashOf {
+    std::size_t operator()(const MessageFingerprint& each) const { return each.high ^ each.low; }
+  };
+
   /// Nothing is read before restore(). `files` must outlive the object.
   MessageIdentities(FileSystem& files, std::string path) : files_(files), path_(std::move(path)) {}
 
@@ -67,10 +88,17 @@ class MessageIdentities {
   /// An unread message of a new numbering.
   struct Found {
     std::uint32_t uid = 0;
-    std::uint64_t fingerprint = 0;  ///< 0: its head cannot be read
+    MessageFingerprint fingerprint;  ///< none: its head cannot be read
+    MessageFingerprint earlier;      ///< as earlier versions made it
     /// The earlier of the times when it came into the folder and when it was written.
     DateTime time = kNoDate;
   };
+  using Fingerprints = std::unordered_set<MessageFingerprint, HashOf>;
+  /// Of all messages that are known.
+  Fingerprints fingerprints() const;
+  /// Whether such a message will be left out, where `known` is what fingerprints() has returned. Of
+  /// several with one fingerprint more may be.
+  bool isStranger(const Found& found, const Fingerprints& known) const;
   /// Replaces the numbering. Returns how many messages are left out.
   std::size_t renumber(std::uint32_t uidValidity, const std::vector<Found>& found);
 
@@ -81,7 +109,8 @@ class MessageIdentities {
   /// The message of an identifier; 0 where it is not of this folder any more.
   std::uint32_t uidOf(std::string_view entryId) const;
 
-  static std::uint64_t fingerprintOf(const ImapHead& head);
+  static MessageFingerprint fingerprintOf(const ImapHead& head);
+  static MessageFingerprint earlierFingerprintOf(const ImapHead& head);
 
  private:
   bool read(std::string_view text);
@@ -91,7 +120,7 @@ class MessageIdentities {
   std::string path_;
   std::uint32_t uidValidity_ = 0;
   DateTime latest_ = kNoDate;  // when the youngest message came whose head was read
-  std::unordered_map<std::uint32_t, std::uint64_t> known_;  // fingerprints by UID
+  std::unordered_map<std::uint32_t, MessageFingerprint> known_;  // by UID
   UidSet leftOut_;
   std::shared_ptr<const Aliases> aliases_ = std::make_shared<const Aliases>();
   std::unordered_map<std::string, std::uint32_t> uidOfAlias_;

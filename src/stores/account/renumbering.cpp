@@ -6,6 +6,7 @@
 #include "stores/account/renumbering.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "message/header_block.h"
@@ -19,6 +20,20 @@ constexpr int kRefusalsOfGroups = 2;
 
 // So many messages are named in one sentence.
 constexpr std::size_t kNamedMessages = 5;
+
+constexpr std::size_t kSubjectBytes = 100;
+
+std::string shortened(std::string subject) {
+  if (subject.size() > kSubjectBytes) {
+    std::size_t end = kSubjectBytes;
+    while (end > 0 && (static_cast<unsigned char>(subject[end]) & 0xC0U) == 0x80U) {
+      --end;  // within a character (RFC 3629)
+    }
+    subject.resize(end);
+    subject += "...";
+  }
+  return subject;
+}
 
 // When the message came or was written, whichever is earlier: a move to another server may set the
 // former anew.
@@ -34,6 +49,7 @@ void Renumbering::begin(ImapClient& client, std::uint32_t uidValidity,
   attempt_->uidValidity = uidValidity;
   attempt_->uids = std::move(uids);
   attempt_->done = std::move(done);
+  attempt_->known = identities_.fingerprints();
   attempt_->singly = refusals_ >= kRefusalsOfGroups;
   const std::size_t size = attempt_->singly ? 1 : kHeadsInCommand;
   const auto& all = attempt_->uids;
@@ -54,9 +70,18 @@ void Renumbering::arrived(const ImapHead& head) {
   if (head.missing) {
     return;  // a stranger
   }
-  attempt_->subjects[head.uid] = HeaderBlock(head.header).subject();
-  attempt_->found[head.uid] = {head.uid, MessageIdentities::fingerprintOf(head),
-                               earliestTime(head)};
+  const MessageIdentities::Found found{head.uid, MessageIdentities::fingerprintOf(head),
+                                       MessageIdentities::earlierFingerprintOf(head),
+                                       earliestTime(head)};
+  attempt_->found[head.uid] = found;
+  // Strangers write the subjects, and there may be a hundred thousand: few are kept, and cut.
+  if (identities_.isStranger(found, attempt_->known)) {
+    auto& subjects = attempt_->subjects;
+    subjects[head.uid] = shortened(HeaderBlock(head.header).subject());
+    if (subjects.size() > kNamedMessages) {
+      subjects.erase(std::prev(subjects.end()));
+    }
+  }
 }
 
 void Renumbering::onAnswered(const Result<void>& result) {
@@ -91,32 +116,23 @@ void Renumbering::renumber(const Attempt& all) {
   std::vector<MessageIdentities::Found> found;
   for (const std::uint32_t uid : all.uids) {
     const auto head = all.found.find(uid);
-    found.push_back(head == all.found.end() ? MessageIdentities::Found{uid, 0, kNoDate}
+    found.push_back(head == all.found.end() ? MessageIdentities::Found{uid, {}, {}, kNoDate}
                                             : head->second);
   }
   const std::size_t leftOut = identities_.renumber(all.uidValidity, found);
   complain_(
       "The server has numbered the messages of the folder anew. Unread messages that cannot "
       "be recognised and are not forwarded: " +
-      std::to_string(leftOut) + namesOfLeftOut(all));
+      std::to_string(leftOut) + namesOf(all, leftOut));
 }
 
 // Their subjects in parentheses.
-std::string Renumbering::namesOfLeftOut(const Attempt& all) const {
+std::string Renumbering::namesOf(const Attempt& all, std::size_t leftOut) {
   std::string names;
-  std::size_t count = 0;
-  for (const std::uint32_t uid : all.uids) {
-    if (!identities_.isLeftOut(uid)) {
-      continue;
-    }
-    if (++count > kNamedMessages) {
-      names += ", ...";
-      break;
-    }
-    const auto subject = all.subjects.find(uid);
-    names += (count > 1 ? ", \"" : "\"") +
-             (subject == all.subjects.end() ? std::string() : subject->second) + '"';
+  for (const auto& [uid, subject] : all.subjects) {
+    names += (names.empty() ? "\"" : ", \"") + subject + '"';
   }
+  names += !names.empty() && leftOut > all.subjects.size() ? ", ..." : "";
   return names.empty() ? names : " (" + names + ')';
 }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -45,8 +46,9 @@ class Renumbering {
     std::vector<std::uint32_t> uids;
     Done done;
     std::unordered_map<std::uint32_t, MessageIdentities::Found> found;
-    std::unordered_map<std::uint32_t, std::string> subjects;
-    std::size_t commands = 0;  // unanswered
+    MessageIdentities::Fingerprints known;
+    std::map<std::uint32_t, std::string> subjects;  // of the first that will be left out
+    std::size_t commands = 0;                       // unanswered
     bool singly = false;
     std::string refusal;  // the server's words
   };
@@ -54,7 +56,7 @@ class Renumbering {
   void onAnswered(const Result<void>& result);
   void end();
   void renumber(const Attempt& all);
-  std::string namesOfLeftOut(const Attempt& all) const;
+  static std::string namesOf(const Attempt& all, std::size_t leftOut);
 
   MessageIdentities& identities_;
   std::function<void(std::string)> complain_;

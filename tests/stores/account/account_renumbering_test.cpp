@@ -131,6 +131,24 @@ TEST_F(RenumberedInboxTest, LeavesOutOldMessagesThatItDoesNotRecognise) {
   EXPECT_THAT(ids(*list()), SizeIs(6));
 }
 
+// The subjects of all messages were kept meanwhile, and told in full.
+TEST_F(RenumberedInboxTest, NamesFewOfTheMessagesThatAreLeftOutAndTheirSubjectsInShort) {
+  EXPECT_EQ(walk(*list(), 0), 0);
+  for (std::uint32_t uid = 50; uid < 60; ++uid) {
+    const std::string subject =
+        std::to_string(uid) + std::string(97, 'x') + "\u00e9" + std::string(100'000, 'y');
+    house_.account.add(uid, simpleMail(subject)).date = "16-Jul-2026 02:44:25 +0000";
+  }
+  renumber();
+  EXPECT_THAT(ids(*list()), SizeIs(4));
+  house_.events.runUntilIdle();
+  ASSERT_THAT(house_.notices, SizeIs(1));
+  const std::string& notice = house_.notices.front();
+  const std::string cut = std::string(97, 'x') + "...\"";
+  EXPECT_THAT(notice, HasSubstr("not forwarded: 10 (\"50" + cut + ", \"51" + cut));
+  EXPECT_THAT(notice, testing::EndsWith("\"54" + cut + ", ...)"));
+}
+
 TEST_F(RenumberedInboxTest, LeavesOutOldMessagesToWhichTheMoveHasGivenANewDate) {
   EXPECT_EQ(walk(*list(), 0), 0);
   house_.account.add(50, "Date: Fri, 10 Jul 2026 10:00:00 +0000\r\n" + simpleMail("old")).date =
@@ -211,7 +229,7 @@ TEST_F(RenumberedInboxTest, BeginsAnewWhereItsFileIsDamaged) {
   ASSERT_THAT(*folders, SizeIs(1));
   const std::string file = house_.temp.path("state/rbx/" + folders->front().name) + "/messages";
   const std::string bytes = readBytes(file);
-  EXPECT_THAT(bytes, HasSubstr("relaybird-messages 1\n7\n"));
+  EXPECT_THAT(bytes, HasSubstr("relaybird-messages 2\n7\n"));
   for (const std::string& damaged : {std::string("rubbish"), bytes.substr(0, bytes.size() - 3),
                                      bytes.substr(0, 30), std::string()}) {
     writeBytes(file, damaged);

@@ -30,7 +30,8 @@ class MessageIdentitiesTest : public testing::Test {
     return made;
   }
   static Found found(const ImapHead& head) {
-    return {head.uid, MessageIdentities::fingerprintOf(head), head.received};
+    return {head.uid, MessageIdentities::fingerprintOf(head),
+            MessageIdentities::earlierFingerprintOf(head), head.received};
   }
   std::string nameOf(std::uint32_t uid) const {
     return MessageIdentities::entryId(8, uid, *identities_.aliases());
@@ -89,6 +90,41 @@ TEST_F(MessageIdentitiesTest, WhatIsReadIsForgotten) {
   EXPECT_EQ(later.renumber(8, {found(head(11, "read", noon_)), found(head(12, "unread", noon_))}),
             1U);
   EXPECT_TRUE(later.isLeftOut(11));
+}
+
+// A server that changes its numbers right after an update of this program would lose all of them.
+TEST_F(MessageIdentitiesTest, FingerprintsOfEarlierVersionsAreRecognisedAndReplaced) {
+  const std::string path = folder_.path("messages");
+  // FNV-1a of the Message-ID, the date, the subject and nothing, each with FF at its end.
+  writeBytes(
+      path,
+      "relaybird-messages 1\n7\n1795176000\n-\n1 e117d0f6e814005d\n2 17eb70dda0a2345 imap-6-9\n");
+  MessageIdentities updated(files_, path);
+  updated.restore(updated.readFromDisk());
+  EXPECT_EQ(updated.uidValidity(), 7U);
+  updated.note(head(2, "two", noon_));
+  const std::string text = updated.takeUnsaved();
+  EXPECT_THAT(text, testing::StartsWith("relaybird-messages 2\n7\n"));
+  MessageIdentities later(files_, path);
+  later.restore(text);
+  EXPECT_EQ(later.renumber(8, {found(head(11, "one", noon_)), found(head(12, "two", noon_)),
+                               found(head(13, "old", noon_))}),
+            1U);
+  EXPECT_EQ(MessageIdentities::entryId(8, 11, *later.aliases()), "imap-7-1");
+  EXPECT_EQ(MessageIdentities::entryId(8, 12, *later.aliases()), "imap-6-9");
+  EXPECT_TRUE(later.isLeftOut(13));
+}
+
+TEST_F(MessageIdentitiesTest, FingerprintsAreReadAsTheyWereWritten) {
+  std::vector<Found> all;
+  for (std::uint32_t uid = 1; uid <= 300; ++uid) {  // some with zeros in front
+    identities_.note(head(uid, "m" + std::to_string(uid), noon_));
+    all.push_back(found(head(1000 + uid, "m" + std::to_string(uid), noon_)));
+    all.back().earlier = {};
+  }
+  MessageIdentities later(files_, folder_.path("messages"));
+  later.restore(identities_.takeUnsaved());
+  EXPECT_EQ(later.renumber(8, all), 0U);
 }
 
 TEST_F(MessageIdentitiesTest, NothingIsTakenFromADamagedFile) {
