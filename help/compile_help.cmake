@@ -4,10 +4,8 @@
 
 cmake_minimum_required(VERSION 3.25)
 
-# The compiler writes two bytes that it never set: what they hold depends on where the system put its
-# memory, on the environment and on the length of its folder's name. So it runs at fixed addresses,
-# without an environment, and in a folder whose name has the same length everywhere. A sandbox may forbid
-# fixed addresses; then the file is as good, but not the same twice.
+# The project asks for no binary index: the compiler would write two bytes into it that it never set, and viewers
+# read the index as text.
 execute_process(COMMAND mktemp -d /tmp/rbx-help.XXXXXXXX OUTPUT_VARIABLE WORK_DIR
                 OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 file(GLOB parts ${HELP_DIR}/pages/* ${HELP_DIR}/rbx.hh*)
@@ -18,12 +16,7 @@ foreach(picture IN LISTS pictures)
 endforeach()
 file(REMOVE ${OUTPUT})
 
-set(fixed_addresses setarch -R)
-execute_process(COMMAND ${fixed_addresses} true RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
-if(NOT result EQUAL 0)
-  set(fixed_addresses "")
-endif()
-execute_process(COMMAND ${fixed_addresses} env -i ${CHMCMD} rbx.hhp WORKING_DIRECTORY ${WORK_DIR}
+execute_process(COMMAND ${CHMCMD} rbx.hhp WORKING_DIRECTORY ${WORK_DIR}
                 RESULT_VARIABLE result OUTPUT_VARIABLE words ERROR_VARIABLE words)
 set(made ${WORK_DIR}/rbx.chm)
 set(size 0)

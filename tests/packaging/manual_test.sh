@@ -10,6 +10,7 @@ fail() {
   exit 1
 }
 
+# Where the system puts the memory of the compiler is another place each time.
 for folder in one "a longer name/below"; do
   mkdir -p "$scratch/$folder"
   "$1" -DCHMCMD="$2" -DPERL="$3" -DHELP_DIR="$source/help" -DPICTURES="$source/docs/pictures" \
@@ -18,8 +19,5 @@ done
 file=$scratch/one/rbx.chm
 [ "$(od -An -tx1 -j16 -N4 "$file")" = " 00 00 00 00" ] || fail "the header holds a time"
 "$3" -0777 -ne 'exit !/\x0a\0\x04\0\0\0\0\0\x09\0..HHA Version /s' "$file" || fail "#SYSTEM holds a time"
-if ! setarch -R true 2>/dev/null; then
-  echo "this machine allows no fixed addresses; the files are not compared"
-  exit 0
-fi
+! grep -aqF WWKeywordLinks "$file" || fail "there is a binary index, with bytes that were never set"
 cmp "$file" "$scratch/a longer name/below/rbx.chm" || fail "two builds differ"
