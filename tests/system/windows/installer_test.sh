@@ -1,16 +1,28 @@
 #!/usr/bin/env bash
 # installer_test.sh SCRATCH [STAGE]: installs, upgrades and removes Relaybird under Wine, in a prefix of its own in the
 # folder SCRATCH, which is made anew. STAGE has the files that are shipped. Without it stand-ins for the programs are
-# installed, and more is tested: what the real ones do only by chance, and what does not depend on them. Judged is
-# what is in the prefix afterwards: Wine may return 0 for a program that did nothing. Starts an X server of its own.
+# installed, and more is tested: what the real ones do only by chance, and what does not depend on them. The real ones
+# are installed for a user whose name has a blank and letters of other languages. Judged is what is in the prefix
+# afterwards: Wine may return 0 for a program that did nothing. Starts an X server of its own.
 set -euo pipefail
 root=$(realpath "$(dirname "$0")/../../..")
 if [ -z "${INSTALLER_TEST_INSIDE:-}" ]; then
   export INSTALLER_TEST_INSIDE=1
   rm -rf "$1"
   mkdir -p "$1"
+  if [ -n "${2:-}" ]; then
+    # Wine names the user, and the user's folders, as the system does.
+    sed "s/^[^:]*\(:[^:]*:$(id -u):\)/Zoë Łuk\1/" /etc/passwd >"$1/passwd"
+    export LD_PRELOAD=libnss_wrapper.so NSS_WRAPPER_GROUP=/etc/group
+    NSS_WRAPPER_PASSWD=$(realpath "$1/passwd")
+    export NSS_WRAPPER_PASSWD
+    [ "$(id -un)" = 'Zoë Łuk' ] || {
+      echo "installer_test: the user has another name: $(id -un)" >&2
+      exit 1
+    }
+  fi
   # Wine's services keep the output open, and a reader of a pipe would wait for them.
-  timeout --verbose 600 xvfb-run --auto-servernum --server-args='-screen 0 1024x768x24' \
+  timeout --verbose 1200 xvfb-run --auto-servernum --server-args='-screen 0 1024x768x24' \
     "$(realpath "$0")" "$@" >"$1/test.log" 2>&1 </dev/null || {
     cat "$1/test.log"
     exit 1
@@ -31,12 +43,13 @@ say() {
   echo "== $* ($SECONDS s)"
 }
 fail() {
+  import -window root "$scratch/failed.png" || true
   echo "installer_test: $*" >&2
   exit 1
 }
-# until_true COMMAND...: it succeeds within half a minute.
+# until_true COMMAND...: it succeeds within a minute.
 until_true() {
-  for _ in $(seq 300); do
+  for _ in $(seq 600); do
     ! "$@" >/dev/null 2>&1 || return 0
     sleep 0.1
   done
@@ -46,9 +59,17 @@ until_true() {
 # program runs all the time. It is a Relaybird elsewhere too, which no installer may end.
 keep_alive() {
   rm -f "$scratch/elsewhere"
-  RELAYBIRD_STAND_IN="Z:$scratch/elsewhere" wine "$scratch/stand-in.exe" >/dev/null 2>&1 </dev/null &
-  keeper=$!
-  until_true grep -q running "$scratch/elsewhere"
+  # The first window has to wait for Wine's desktop, and on a busy machine it may give up, and with it the program.
+  for _ in 1 2 3; do
+    RELAYBIRD_STAND_IN="Z:$scratch/elsewhere" wine "$scratch/stand-in.exe" >/dev/null 2>&1 </dev/null &
+    keeper=$!
+    until_true keeper_decided
+    ! grep -q running "$scratch/elsewhere" || return 0
+  done
+  fail "nothing runs under Wine"
+}
+keeper_decided() {
+  grep -q running "$scratch/elsewhere" || ! kill -0 "$keeper"
 }
 # Until all programs of the prefix have ended, and all is written.
 settle() {
@@ -68,10 +89,12 @@ gone() {
     [ ! -e "$file" ] || fail "$file is still there"
   done
 }
-# value KEY NAME: a registry value of the user, empty if there is none.
+# value KEY NAME: a registry value of the user, empty if there is none. By a file, since the screen has not all letters.
 value() {
-  { timeout 60 wine reg.exe query "HKCU\\$1" /v "$2" 2>/dev/null </dev/null || true; } | tr -d '\r' |
-    sed -n "s/^ *$2 *REG_[A-Z]* *//p"
+  rm -f "$scratch/value.reg"
+  timeout 60 wine reg.exe export "HKCU\\$1" "Z:$scratch/value.reg" /y >/dev/null 2>&1 </dev/null || return 0
+  iconv -f UTF-16 -t UTF-8 "$scratch/value.reg" | tr -d '\r' |
+    sed -n "s/^\"$2\"=//p" | sed -e 's/^dword:/0x/' -e 's/^"\(.*\)"$/\1/' -e 's/\\\(["\\]\)/\1/g'
 }
 # What a prefix holds: files, the user's registry, and what programs keep in the machine's. Without times, and
 # without the copy of itself that an uninstaller leaves in the folder for temporary files, which Windows deletes at
@@ -108,11 +131,44 @@ uninstall() {
 is_active() {
   xdotool getactivewindow getwindowname | grep -q "$1"
 }
-# press TITLE KEY...: in the window, once it is there. Nothing tells when its page takes keys, which is soon after.
+# What the window shows that takes the keys. Without the name of a window the picture's program would wait for a click.
+shown() {
+  local window
+  window=$(xdotool getactivewindow 2>/dev/null) || window=
+  [ -z "$window" ] || timeout 10 import -window "$window" rgb:- 2>/dev/null | sha256sum || true
+}
+# It shows something else than $before.
+changed() {
+  [ "$(shown)" != "$before" ]
+}
+# It has shown the same for half a second.
+still() {
+  before=$(shown)
+  sleep 0.5
+  ! changed
+}
+# press TITLE KEY...: in the window, once it is there and drawn; each key after the one before has had its effect.
 press() {
+  local key
   until_true is_active "$1"
-  sleep 2
-  xdotool key --delay 300 "${@:2}"
+  until_true still
+  for key in "${@:2}"; do
+    before=$(shown)
+    xdotool key "$key"
+    until_true changed
+  done
+}
+# two_windows TITLE: the window of that title has opened a box, which has the same one.
+two_windows() {
+  [ "$(xdotool search --onlyvisible --name "^$1" | wc -l)" -eq 2 ]
+}
+is_alone() {
+  [ "$(xdotool search --onlyvisible --name "^$1" | wc -l)" -eq 1 ]
+}
+# answer TITLE KEY: in the box.
+answer() {
+  until_true two_windows "$1"
+  press "$1" "$2"
 }
 # The window goes away by its button Close, which takes the key when everything is done.
 leave() {
@@ -150,11 +206,13 @@ echo "only the new one has this" >"$scratch/new-stage/added/b.txt"
 make=$root/packaging/windows/make_setup.sh
 "$make" "$scratch/old-stage" 0.0.9 "$scratch/old"
 "$make" "$scratch/new-stage" "$version" "$scratch/new"
-find "$scratch/new-stage" -exec touch {} +
-"$make" "$scratch/new-stage" "$version" "$scratch/again"
-for file in relaybird-setup.exe relaybird-portable.zip; do
-  cmp "$scratch/new/$file" "$scratch/again/$file" || fail "two runs make two different $file"
-done
+if [ -z "$real" ]; then
+  find "$scratch/new-stage" -exec touch {} +
+  "$make" "$scratch/new-stage" "$version" "$scratch/again"
+  for file in relaybird-setup.exe relaybird-portable.zip; do
+    cmp "$scratch/new/$file" "$scratch/again/$file" || fail "two runs make two different $file"
+  done
+fi
 
 say "the archive holds the same files"
 unzip -q "$scratch/new/relaybird-portable.zip" -d "$scratch/unpacked"
@@ -256,9 +314,10 @@ if [ -z "$real" ]; then
   grep -q running "$scratch/console" || fail "the console was ended"
   gone "$folder/dropped.txt"
   cmp "$scratch/new-stage/rbx.chm" "$folder/rbx.chm" || fail "the manual was replaced beside a running program"
-  wineserver --kill
-  timeout 60 wineserver --wait
-  keep_alive
+  uninstall "$folder"
+  grep -q running "$scratch/console" || fail "the uninstaller ended the console"
+  there "$folder"/{relaybird.exe,relaybird-console.exe,rbx.chm,uninstall.exe} "$menu/Relaybird.lnk"
+  status 0 taskkill.exe /f /im relaybird.exe /im relaybird-console.exe
   [ "$(value "$uninstall_key" DisplayVersion)" = "$version" ] || fail "the version that was not installed is listed"
 fi
 
@@ -361,8 +420,55 @@ until_true test -e "$menu/Relaybird.lnk"
 until_true leave 'Relaybird Setup'
 there "$folder/uninstall.exe" "$menu/Relaybird.lnk"
 [ -n "$(value "$run_key" Relaybird)" ] || fail "the start with the log-in was not switched on"
+
+say "an upgrade asks before it ends the program, and changes nothing if the answer is no"
+status 0 "$scratch/old/relaybird-setup.exe" /S
+rm -f "$scratch/state"
+wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
+program=$!
+until_true grep -q running "$scratch/state"
+wine "$scratch/new/relaybird-setup.exe" >/dev/null 2>&1 </dev/null &
+installer=$!
+press 'Relaybird Setup' Return
+answer 'Relaybird Setup' Escape
+result=0
+wait $installer || result=$?
+[ "$result" -eq 1 ] || fail "the installer that was told to stop returned $result"
+grep -q running "$scratch/state" || fail "the program was ended against the answer"
+there "$folder/dropped.txt"
+gone "$folder/added"
+cmp "$scratch/old-stage/rbx.chm" "$folder/rbx.chm" || fail "the manual was replaced"
+[ "$(value "$uninstall_key" DisplayVersion)" = 0.0.9 ] || fail "a version is listed that was not installed"
+
+say "with a yes it ends the program, goes on and starts it again; the choice of the log-in is shown, and taken back"
+RELAYBIRD_STAND_IN_STAYS=1 wine "$scratch/new/relaybird-setup.exe" >/dev/null 2>&1 </dev/null &
+installer=$!
+press 'Relaybird Setup' Down space Return
+answer 'Relaybird Setup' Return
+wait $program
+until_true test -e "$folder/added/b.txt"
+until_true leave 'Relaybird Setup'
+wait $installer || fail "the installer returned $?"
+until_true grep -q running "$scratch/state"
+gone "$folder/dropped.txt"
+[ "$(value "$uninstall_key" DisplayVersion)" = "$version" ] || fail "the new version is not listed"
+[ -z "$(value "$run_key" Relaybird)" ] || fail "the start with the log-in was not switched off"
+
+say "the uninstaller asks too; it waits for a program that does not end, and deletes the settings if told to"
+wine "$folder/uninstall.exe" >/dev/null 2>&1 </dev/null
+press 'Relaybird Uninstall' Return
+answer 'Relaybird Uninstall' Escape
+until_true no_uninstaller
+grep -q running "$scratch/state" || fail "the program was ended against the answer"
+there "$folder"/{relaybird.exe,relaybird-console.exe,rbx.chm,uninstall.exe} "$menu/Relaybird.lnk"
 wine "$folder/uninstall.exe" >/dev/null 2>&1 </dev/null
 press 'Relaybird Uninstall' Down space Return
+answer 'Relaybird Uninstall' Return
+until_true is_alone 'Relaybird Uninstall'
+until_true two_windows 'Relaybird Uninstall'
+there "$folder"/{relaybird.exe,rbx.chm} "$user/AppData/Roaming/rbx"
+status 0 taskkill.exe /f /im relaybird.exe
+answer 'Relaybird Uninstall' Return
 until_true test ! -e "$user/AppData/Roaming/rbx"
 until_true leave 'Relaybird Uninstall'
 until_true no_uninstaller
