@@ -39,7 +39,9 @@ namespace {
 
 // From this size on, freed memory goes back to the system at once. By itself the C library raises
 // the limit to that of the largest block so far, and then keeps what one large message has needed.
-constexpr int kLargeBlock = 256 << 10;
+// A message of usual size must not be given back and fetched anew for each of its copies, which
+// takes longer than the copying.
+constexpr int kLargeBlock = 4 << 20;
 
 std::string hostName() {
   std::array<char, 256> name{};
@@ -64,6 +66,7 @@ void prepareSystemProcess() {
   }
 #ifdef M_MMAP_THRESHOLD
   (void)::mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+  (void)::mallopt(M_TRIM_THRESHOLD, kLargeBlock);
 #endif
   // Where the parent ignored SIGCHLD, waitpid() would find no exit status.
   std::signal(SIGCHLD, SIG_DFL);

@@ -27,7 +27,7 @@ namespace relaybird {
 /// A message is fetched in pieces of this size, unless it is known to be smaller.
 inline constexpr std::uint64_t kPieceBytes = std::uint64_t{1} << 20;
 /// So many pieces of one message are asked for ahead.
-inline constexpr std::size_t kPiecesAhead = 4;
+inline constexpr std::size_t kPiecesAhead = 3;
 
 /// What bodies fetched ahead may take in memory together, and how large one of them may be. The
 /// others are fetched when they are needed.
