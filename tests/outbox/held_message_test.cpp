@@ -382,7 +382,7 @@ TEST_F(HeldMessageTest, AStepThatFailsWhenASeriesEndsLosesNothingAndDoublesNothi
 // Whether the send had the journal written anew.
 bool sendRewrites(OutboxWorld& world, Outbox& outbox, int number) {
   // Its encoding is three times as long.
-  const std::string text(20000, '\n');
+  const std::string text(64000, '\n');
   world.files.reset();
   EXPECT_TRUE(outbox.send("entry " + std::to_string(number), "id", writes(text)));
   const auto& steps = world.files.record();
@@ -398,7 +398,8 @@ TEST_F(HeldMessageTest, AJournalThatCannotBeWrittenAnewLosesNothingAndDoublesNot
   while (!sendRewrites(world, *trial, last)) {
     ASSERT_LT(++last, 100);
   }
-  for (std::size_t step = 1; step <= 6; ++step) {
+  // Before anything is done, and when all is done but the last step.
+  for (const std::size_t step : {std::size_t{1}, std::size_t{6}}) {
     SCOPED_TRACE(step);
     OutboxWorld other;
     auto outbox = other.open();
