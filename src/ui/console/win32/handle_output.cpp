@@ -59,6 +59,9 @@ WriteOutcome writeConsole(HANDLE output, std::string_view bytes) {
 }  // namespace
 
 PieceWriter writerOf(HANDLE output) {
+  if (::GetFileType(output) == FILE_TYPE_UNKNOWN) {
+    return [](std::string_view) { return WriteOutcome::kLost; };
+  }
   DWORD mode = 0;
   if (::GetConsoleMode(output, &mode)) {
     return [output](std::string_view bytes) { return writeConsole(output, bytes); };

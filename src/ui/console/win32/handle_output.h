@@ -22,6 +22,8 @@ enum class WriteOutcome {
 using PieceWriter = std::function<WriteOutcome(std::string_view bytes)>;
 
 /// UTF-8 as it is into a pipe or a file, as text onto a console. The caller keeps the handle open.
+/// Null, or what is no open stream, is the output of a program that was started without one: its
+/// text is lost, and there is no reader who could go.
 PieceWriter writerOf(HANDLE output);
 
 /// A TextSink whose pieces a thread writes. write() waits for it, so that a slow reader holds the

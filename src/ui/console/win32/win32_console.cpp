@@ -29,8 +29,8 @@ bool isConsole(HANDLE stream) {
 // Devices that are no console: the null device, which service managers hand over; or no stream at
 // all, as of a program that was started without a console.
 bool isNothing(HANDLE stream) {
-  return stream == nullptr || stream == INVALID_HANDLE_VALUE ||
-         (::GetFileType(stream) == FILE_TYPE_CHAR && !isConsole(stream));
+  const DWORD kind = ::GetFileType(stream);
+  return kind == FILE_TYPE_UNKNOWN || (kind == FILE_TYPE_CHAR && !isConsole(stream));
 }
 
 ObjectHandle newEvent() {

@@ -162,6 +162,16 @@ TEST_F(HandleOutputTest, AReaderThatHasGoneIsToldOfOnce) {
   EXPECT_EQ(broken, 1);
 }
 
+// Started without a console and without streams, the program ended at its first line.
+TEST_F(HandleOutputTest, AProgramWithoutAnOutputGoesOn) {
+  for (const HANDLE none : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
+    HandleOutput output(writerOf(none), interrupt.get(), onBroken);
+    output.write("lost");
+    output.write("lost too");
+    EXPECT_EQ(broken, 0);
+  }
+}
+
 TEST_F(HandleOutputTest, AFullDiskLosesTheTextAndLaterOnesAreTriedAgain) {
   std::vector<std::string> seen;
   HandleOutput output(
