@@ -62,14 +62,10 @@ bool isShown(const Part& part, const Shown& shown) {
   return !name.empty() && (shown.locations.contains(location) || shown.locations.contains(name));
 }
 
-AttachmentInfo describe(InputFile& file, const Part& part, const Shown& shown) {
+AttachmentInfo describe(const Part& part, const Shown& shown) {
   AttachmentInfo info;
   info.name = part.fileName.empty() ? madeUpName(part) : part.fileName;
   info.contentType = part.type.value;
-  const auto size = decodedSize(file, part);
-  // A listing does not fail because of one part: a part that cannot be decoded is listed with its
-  // stored size.
-  info.size = size ? *size : static_cast<std::int64_t>(part.end - part.body);
   info.contentId = part.contentId;
   info.isInline = isShown(part, shown);
   return info;
@@ -166,7 +162,6 @@ const std::vector<AttachmentInfo>& Message::attachments() const {
     AttachmentInfo whole;
     whole.name = "message.eml";
     whole.contentType = "message/rfc822";
-    whole.size = static_cast<std::int64_t>(file_->info().size);
     all.push_back(std::move(whole));
   } else {
     const auto any = [this](std::string Part::*member) {
@@ -183,11 +178,25 @@ const std::vector<AttachmentInfo>& Message::attachments() const {
       shown.locations = referencesUsed(*htmlBody());
     }
     for (const Part* part : layout_->attached) {
-      all.push_back(describe(*file_, *part, shown));
+      all.push_back(describe(*part, shown));
     }
   }
   attachments_ = std::move(all);
   return *attachments_;
+}
+
+// A part that cannot be decoded counts with its stored size: a listing does not fail because of it.
+std::int64_t Message::attachmentSize(std::size_t index) const {
+  if (isOpaque()) {
+    return static_cast<std::int64_t>(file_->info().size);
+  }
+  const auto [found, isNew] = attachmentSizes_.try_emplace(index, 0);
+  if (isNew) {
+    const Part& part = *layout_->attached.at(index);
+    const auto size = decodedSize(*file_, part);
+    found->second = size ? *size : static_cast<std::int64_t>(part.end - part.body);
+  }
+  return found->second;
 }
 
 // A signed or encrypted message must stay byte for byte, or its signature breaks. A message that

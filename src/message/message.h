@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,7 +32,6 @@ inline constexpr std::size_t kMessageTextBytes = std::size_t{8} << 20;
 struct AttachmentInfo {
   std::string name;         ///< decoded file name; made up from the type where the part has none
   std::string contentType;  ///< "image/png", lower case
-  std::int64_t size = 0;    ///< bytes of the attached file itself, not of its transfer encoding
   bool isInline = false;    ///< shown within the HTML form of the text
   std::string contentId;    ///< without angle brackets; empty where there is none
 };
@@ -66,8 +66,10 @@ class Message {
   const std::optional<std::string>& htmlBody() const;
 
   /// The attachments in the order of the message. An opaque message has one attachment: itself.
-  /// Reads all attachments at the first call, to measure them.
   const std::vector<AttachmentInfo>& attachments() const;
+  /// Bytes of the attached file itself, not of its transfer encoding. `index` is one of
+  /// attachments(). Reads the attachment through at the first call for it.
+  std::int64_t attachmentSize(std::size_t index) const;
 
   /// Whether a forward must carry the message whole, byte for byte, because taking it apart would
   /// break it (signed or encrypted: RFC 1847, RFC 8551) or exceeds the limits set here.
@@ -89,6 +91,7 @@ class Message {
   mutable bool htmlKnown_ = false;
   mutable std::optional<std::string> html_;
   mutable std::optional<std::vector<AttachmentInfo>> attachments_;
+  mutable std::map<std::size_t, std::int64_t> attachmentSizes_;
 };
 
 }  // namespace relaybird

@@ -190,7 +190,7 @@ TEST(CarriedParts, CrLfSourcesAreWrittenWithLf) {
   const auto source = sampleMessage("crlf.eml");
   const std::string text = forwardOf(*source);
   EXPECT_EQ(text.find('\r'), std::string::npos);
-  EXPECT_EQ(messageOf(text)->attachments().at(0).size, 256);
+  EXPECT_EQ(messageOf(text)->attachmentSize(0), 256);
 }
 
 TEST(CarriedParts, BytesOfABinaryPartAreLeftAlone) {
@@ -341,7 +341,7 @@ TEST(CarriedParts, AMessageThatIsNothingButAFileBecomesAnAttachment) {
   const auto forward = messageOf(text);
   ASSERT_EQ(forward->attachments().size(), 1U);
   EXPECT_EQ(forward->attachments()[0].name, "a.pdf");
-  EXPECT_EQ(forward->attachments()[0].size, 3);
+  EXPECT_EQ(forward->attachmentSize(0), 3);
 }
 
 TEST(CarriedParts, MessagesOfADigestStayMessages) {

@@ -212,7 +212,7 @@ TEST(Message, FindsTextsAndAttachmentsInNestedParts) {
   EXPECT_EQ(attachments[0].contentId, "logo@example.org");
   EXPECT_EQ(attachments[0].contentType, "image/png");
   EXPECT_FALSE(attachments[1].isInline);
-  EXPECT_EQ(attachments[1].size, 256);
+  EXPECT_EQ(message->attachmentSize(1), 256);
   EXPECT_EQ(attachments[2].contentType, "message/rfc822");
   EXPECT_EQ(message->bodyText().find("embedded"), std::string::npos);
 }
@@ -220,9 +220,30 @@ TEST(Message, FindsTextsAndAttachmentsInNestedParts) {
 TEST(Message, MeasuresAttachmentsDecoded) {
   const auto message = sampleMessage("attachments.eml");
   EXPECT_EQ(names(*message), (std::vector<std::string>{"invoice.pdf", "grün.png", "prices.csv"}));
-  EXPECT_EQ(message->attachments()[0].size, 204);
-  EXPECT_EQ(message->attachments()[2].size, 21);
+  EXPECT_EQ(message->attachmentSize(0), 204);
+  EXPECT_EQ(message->attachmentSize(2), 21);
   EXPECT_EQ(message->bodyText(), "Both files are attached.\n");
+}
+
+// Each forward decoded all attachments of its source, although only a limit asks for their sizes.
+TEST(Message, ReadsAnAttachmentToMeasureItAlone) {
+  std::string text =
+      "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nHello\n--b\n"
+      "Content-Type: application/pdf; name=a.pdf\nContent-Transfer-Encoding: base64\n\n";
+  for (int line = 0; line < 10'000; ++line) {
+    text += "AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA\n";
+  }
+  const auto file = std::make_shared<MemoryInput>(text + "--b--\n");
+  const auto message = Message::read(file);
+  ASSERT_TRUE(message);
+  const int reads = file->reads;
+  EXPECT_EQ(names(**message), std::vector<std::string>{"a.pdf"});
+  EXPECT_EQ(file->reads, reads);
+  EXPECT_EQ((*message)->attachmentSize(0), 300'000);
+  const int measured = file->reads;
+  EXPECT_GT(measured, reads);
+  EXPECT_EQ((*message)->attachmentSize(0), 300'000);
+  EXPECT_EQ(file->reads, measured);
 }
 
 TEST(Message, AnAttachmentAloneIsAnAttachment) {
@@ -230,7 +251,7 @@ TEST(Message, AnAttachmentAloneIsAnAttachment) {
       "Content-Type: application/pdf; name=a.pdf\nContent-Transfer-Encoding: base64\n\nAAAA\n");
   EXPECT_EQ(message->bodyText(), "");
   EXPECT_EQ(names(*message), std::vector<std::string>{"a.pdf"});
-  EXPECT_EQ(message->attachments()[0].size, 3);
+  EXPECT_EQ(message->attachmentSize(0), 3);
 }
 
 TEST(Message, ATextWithAFileNameIsAnAttachmentUnlessItIsTheMessage) {
@@ -292,7 +313,7 @@ TEST(Message, SignedAndEncryptedMessagesAreOpaque) {
   EXPECT_EQ(message->bodyText(), "I owe you ten coins. The space at the end of this line counts: ");
   ASSERT_EQ(message->attachments().size(), 1U);
   EXPECT_EQ(message->attachments()[0].contentType, "message/rfc822");
-  EXPECT_EQ(message->attachments()[0].size, static_cast<std::int64_t>(sample("signed.eml").size()));
+  EXPECT_EQ(message->attachmentSize(0), static_cast<std::int64_t>(sample("signed.eml").size()));
   EXPECT_TRUE(sampleMessage("encrypted.eml")->isOpaque());
   EXPECT_EQ(sampleMessage("encrypted.eml")->bodyText(), "");
 }
@@ -330,7 +351,7 @@ TEST(Message, AReportAnswersItsWordsForPeople) {
 TEST(Message, CrLfMessagesHaveTextsOfLf) {
   const auto message = sampleMessage("crlf.eml");
   EXPECT_EQ(message->bodyText(), "First line\nsecond line");
-  EXPECT_EQ(message->attachments().at(0).size, 256);
+  EXPECT_EQ(message->attachmentSize(0), 256);
 }
 
 TEST(Message, DamagedEncodingsYieldWhatTheyHave) {
@@ -343,7 +364,7 @@ TEST(Message, ACutMessageYieldsWhatItHas) {
   const auto message = sampleMessage("unclosed-boundary.eml");
   EXPECT_EQ(message->subject(), "Cut off");
   EXPECT_EQ(message->bodyText(), "Before the cut, with a NUL  in it.");
-  EXPECT_EQ(message->attachments().at(0).size, 23);
+  EXPECT_EQ(message->attachmentSize(0), 23);
 }
 
 TEST(Message, AMessageWithoutHeadersIsItsText) {

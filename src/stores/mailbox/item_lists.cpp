@@ -65,12 +65,13 @@ class ItemAttachment : public Attachment {
       : list_(std::move(list)), which_(which) {}
 
   std::int32_t Size() override {
-    const AttachmentInfo& info = list_->message->attachments()[which_];
-    if (info.size > std::numeric_limits<std::int32_t>::max()) {
-      throw MailStoreError("Overflow: the attachment " + info.name + " has " +
-                           std::to_string(info.size) + " bytes");
+    const std::int64_t size = list_->message->attachmentSize(which_);
+    if (size > std::numeric_limits<std::int32_t>::max()) {
+      throw MailStoreError("Overflow: the attachment " +
+                           list_->message->attachments()[which_].name + " has " +
+                           std::to_string(size) + " bytes");
     }
-    return static_cast<std::int32_t>(info.size);
+    return static_cast<std::int32_t>(size);
   }
 
   void Delete() override {
