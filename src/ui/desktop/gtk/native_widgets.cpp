@@ -8,6 +8,7 @@
 #include <gtk/gtk.h>
 #include <wx/utils.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "ui/desktop/native/native_widgets.h"
@@ -160,6 +161,15 @@ void setTextMargin(wxWindow& field, int pixels) {
 
 // Why: GTK aligns image and caption on one base line, so a caption beside a large image sits too
 // low.
+// Why: the toolkit measures a field before the theme has styled it. With a large font the field
+// would be too low for its text.
+void leaveRoomForText(wxTextCtrl& field) {
+  constexpr int kAroundText = 12;  // above and below, borders included
+  const wxSize measured = field.GetEffectiveMinSize();
+  const int height = field.GetCharHeight() + field.FromDIP(kAroundText);
+  field.SetMinSize({measured.GetWidth(), std::max(measured.GetHeight(), height)});
+}
+
 void centreCaption(wxButton& button) {
   auto* widget = static_cast<GtkWidget*>(button.GetHandle());
   if (GTK_IS_BIN(widget) && gtk_bin_get_child(GTK_BIN(widget)) != nullptr) {

@@ -175,6 +175,9 @@ void setTextMargin(wxWindow& field, int pixels) {
   }
 }
 
+// The toolkit's height is right. In a higher field the text would stand at the top.
+void leaveRoomForText(wxTextCtrl&) {}
+
 void centreCaption(wxButton&) {}
 
 void indentTitle(wxStaticBox&, int) {}

@@ -7,6 +7,7 @@
 #include <wx/button.h>
 #include <wx/hyperlink.h>
 #include <wx/statbox.h>
+#include <wx/textctrl.h>
 #include <wx/toolbar.h>
 #include <wx/toplevel.h>
 #include <wx/window.h>
@@ -35,6 +36,9 @@ void nameTools(wxToolBar& bar);
 
 /// Sets the margin around the text of a multi-line field, in pixels.
 void setTextMargin(wxWindow& field, int pixels);
+
+/// Makes a field of one line high enough for its text.
+void leaveRoomForText(wxTextCtrl& field);
 
 /// Centres the caption of a button vertically beside its picture. Call it again after the caption
 /// or the picture was replaced.

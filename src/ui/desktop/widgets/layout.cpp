@@ -77,15 +77,6 @@ void alignFields(std::initializer_list<wxFlexGridSizer*> grids) {
   eachLabel([&](wxWindow& label) { label.SetMinSize({widest, -1}); });
 }
 
-// Why: the toolkit measures a field before the theme has styled it. With a large font the field
-// would be too low for its text.
-void leaveRoomForText(wxTextCtrl& field) {
-  constexpr int kAroundText = 12;  // above and below, borders included
-  const wxSize measured = field.GetEffectiveMinSize();
-  const int height = field.GetCharHeight() + field.FromDIP(kAroundText);
-  field.SetMinSize({measured.GetWidth(), std::max(measured.GetHeight(), height)});
-}
-
 WrappingLabel::WrappingLabel(wxWindow* parent, int longestLine)
     : wxStaticText(parent, wxID_ANY, wxEmptyString), longestLine_(longestLine) {}
 

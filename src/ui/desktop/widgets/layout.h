@@ -4,7 +4,6 @@
 
 #include <wx/sizer.h>
 #include <wx/stattext.h>
-#include <wx/textctrl.h>
 #include <wx/window.h>
 
 #include <initializer_list>
@@ -34,9 +33,6 @@ wxFlexGridSizer* fieldGrid(const wxWindow& in, int columns);
 /// Lets the fields of several such grids begin at the same place, whichever of their rows are
 /// visible: all labels of the first column become as wide as the widest.
 void alignFields(std::initializer_list<wxFlexGridSizer*> grids);
-
-/// Sets the minimum height of a single-line field, so that its text fits.
-void leaveRoomForText(wxTextCtrl& field);
 
 /// A text with its lines wrapped at a comfortable length; longer words are broken anywhere. The
 /// widget is as wide as its longest line, so nothing is cut off.
