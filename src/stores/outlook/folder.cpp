@@ -35,7 +35,7 @@ using Entry = std::shared_ptr<ListedItem>;
 
 // What earlier listings of the folder have learnt.
 struct KnownItems {
-  DISPID identifierNumber = DISPID_UNKNOWN;  ///< of EntryID
+  DISPID identifierNumber = DISPID_UNKNOWN;  // of EntryID
   std::set<std::string, std::less<>> identifiers;
 };
 using KnownRef = std::shared_ptr<KnownItems>;
