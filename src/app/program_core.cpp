@@ -21,7 +21,7 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
       trace(files, *platform.clock,
             platform.traceFile.empty() ? stateFile("rbxdb.txt") : platform.traceFile,
             platform.traceMarker.empty() ? stateFile("rbxkey/db") : platform.traceMarker,
-            platform.lineEnd, [this](const Error& why) { tellOfLostTrace(why); }),
+            platform.plainText, [this](const Error& why) { tellOfLostTrace(why); }),
       identity_(std::move(identity)),
       events_(events),
       notice_(std::move(notice)),

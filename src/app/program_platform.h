@@ -20,6 +20,7 @@
 #include "platform/system/random_bytes.h"
 #include "platform/system/secret_store.h"
 #include "platform/system/special_folders.h"
+#include "platform/system/trace_log.h"
 #include "ui/forms/form_world.h"
 
 namespace relaybird {
@@ -46,7 +47,7 @@ struct ProgramPlatform {
   /// the program's state folder.
   std::string traceFile;
   std::string traceMarker;
-  std::string lineEnd = "\n";  ///< of texts for the user's other programs
+  PlainTextForm plainText;  ///< of texts for the user's other programs
 
   LocalIdentity user;
   long process = 0;  ///< the number of this process

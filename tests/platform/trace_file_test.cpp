@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <stdexcept>
@@ -70,12 +71,23 @@ TEST_F(TraceFileTest, NoTextStartsALineOfItsOwn) {
   EXPECT_EQ(readBytes(temp.path("rbxdb.txt")), "2026-11-20 15:04:05----->a  b c d\n");
 }
 
+TEST_F(TraceFileTest, ALineHasTheEncodingAndTheEndThatTheSystemWants) {
+  switchOn();
+  const PlainTextForm form{"\r\n", [](const std::string& text) {
+                             std::string all = text;
+                             std::replace(all.begin(), all.end(), 'a', 'A');
+                             return all;
+                           }};
+  TraceFile(files, clock, temp.path("rbxdb.txt"), temp.path("db"), form).trace("b\na");
+  EXPECT_EQ(readBytes(temp.path("rbxdb.txt")), "2026-11-20 15:04:05----->b A\r\n");
+}
+
 TEST_F(TraceFileTest, TheFirstLostLineAloneIsToldOf) {
   switchOn();
   for (std::size_t step = 1; step <= 3; ++step) {
     int told = 0;
     int code = 0;
-    TraceFile once(files, clock, temp.path("rbxdb.txt"), temp.path("db"), "\n",
+    TraceFile once(files, clock, temp.path("rbxdb.txt"), temp.path("db"), {},
                    [&](const Error& why) {
                      ++told;
                      code = why.code;

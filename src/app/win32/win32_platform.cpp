@@ -114,7 +114,7 @@ ProgramPlatform systemPlatform() {
   system.random = systemRandomBytes;
   system.traceFile = kTraceFile;
   system.traceMarker = kTraceMarker;
-  system.lineEnd = "\r\n";
+  system.plainText = {.lineEnd = "\r\n", .encode = toAnsi};
   system.user = localIdentity();
   system.process = static_cast<long>(::GetCurrentProcessId());
   system.programFolder = programFolder();

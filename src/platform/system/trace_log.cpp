@@ -7,13 +7,13 @@
 namespace relaybird {
 
 TraceFile::TraceFile(FileSystem& files, const Clock& clock, std::string traceFile,
-                     std::string markerFile, std::string lineEnd,
+                     std::string markerFile, PlainTextForm form,
                      std::function<void(const Error&)> onLost)
     : files_(files),
       clock_(clock),
       traceFile_(std::move(traceFile)),
       markerFile_(std::move(markerFile)),
-      lineEnd_(std::move(lineEnd)),
+      form_(std::move(form)),
       onLost_(std::move(onLost)) {}
 
 bool TraceFile::switchedOn() {
@@ -40,7 +40,8 @@ void TraceFile::trace(const std::string& text) {
     // Texts carry subjects that strangers wrote: a line break in one must not start a new line.
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
-    const auto written = write(line + lineEnd_);
+    line += form_.lineEnd;
+    const auto written = write(form_.encode ? form_.encode(line) : line);
     if (!written && onLost_) {
       std::exchange(onLost_, nullptr)(written.error());
     }

@@ -18,6 +18,12 @@ class TraceLog {
   virtual void trace(const std::string& text) = 0;
 };
 
+/// What the user's programs expect of plain text files.
+struct PlainTextForm {
+  std::string lineEnd = "\n";
+  std::function<std::string(const std::string&)> encode;  ///< from UTF-8; null: it stays that
+};
+
 /// Writes a line per trace call while a marker file exists. The file is opened and closed for every
 /// line, so that it is complete even when the program stops abruptly. The references must outlive
 /// it.
@@ -26,7 +32,7 @@ class TraceFile : public TraceLog {
   /// `onLost` is told, from within trace(), why the first line that cannot be written is lost.
   /// Nobody is told of later ones: a user who may not write the file would be told at each step.
   TraceFile(FileSystem& files, const Clock& clock, std::string traceFile, std::string markerFile,
-            std::string lineEnd = "\n", std::function<void(const Error&)> onLost = nullptr);
+            PlainTextForm form = {}, std::function<void(const Error&)> onLost = nullptr);
 
   /// Whether the marker file exists, whatever its content. Looked up at every call.
   bool switchedOn();
@@ -41,7 +47,7 @@ class TraceFile : public TraceLog {
   const Clock& clock_;
   std::string traceFile_;
   std::string markerFile_;
-  std::string lineEnd_;
+  PlainTextForm form_;
   std::function<void(const Error&)> onLost_;  // null once it has been told
 };
 

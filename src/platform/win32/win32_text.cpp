@@ -3,6 +3,8 @@
 // between releases of Windows.
 #include "platform/win32/win32_text.h"
 
+#include <windows.h>
+
 #include "platform/text/utf8_text.h"
 
 namespace relaybird {
@@ -50,6 +52,16 @@ std::string fromWide(std::wstring_view text) {
     }
     appendCharacter(bytes, static_cast<std::int32_t>(code));
   }
+  return bytes;
+}
+
+std::string toAnsi(const std::string& text) {
+  const std::wstring wide = toWide(text);
+  const int units = static_cast<int>(wide.size());
+  const int size =
+      ::WideCharToMultiByte(CP_ACP, 0, wide.data(), units, nullptr, 0, nullptr, nullptr);
+  std::string bytes(static_cast<std::size_t>(size), '\0');
+  ::WideCharToMultiByte(CP_ACP, 0, wide.data(), units, bytes.data(), size, nullptr, nullptr);
   return bytes;
 }
 

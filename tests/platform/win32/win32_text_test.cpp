@@ -2,6 +2,7 @@
 #include "platform/win32/win32_text.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <string>
 
@@ -31,6 +32,13 @@ TEST(Win32Text, HalfOfASurrogatePairIsReplaced) {
   EXPECT_EQ(fromWide(L"\xDC26z"), "\uFFFDz");
   EXPECT_EQ(fromWide(L"\xDC26\xD83D"), "\uFFFD\uFFFD");
   EXPECT_EQ(fromWide(L"\xD83D\xD83D\xDC26"), "\uFFFD\U0001F426");
+}
+
+TEST(Win32Text, PlainTextIsInTheCodePageOfTheSystem) {
+  ASSERT_EQ(::GetACP(), 1252U);  // of the tests' prefix
+  EXPECT_EQ(toAnsi("J\u00f6rg \u20ac\r\n"), "J\xF6rg \x80\r\n");
+  EXPECT_EQ(toAnsi("!\u4e2d"), "!?");
+  EXPECT_EQ(toAnsi(""), "");
 }
 
 }  // namespace
