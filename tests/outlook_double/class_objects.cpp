@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "outlook_double/counted_object.h"
 #include "outlook_double/objects.h"
 
 namespace relaybird::outlook_double {
@@ -53,28 +54,9 @@ bool writeIdentifier(const DoubleClass& one, bool lasting) {
          writeKey(toWide(one.progId) + L"\\CLSID", nullptr, textOf(one.clsid), lasting);
 }
 
-class Factory : public IClassFactory {
+class Factory : public CountedObject<IClassFactory> {
  public:
   explicit Factory(std::string_view progId) : progId_(progId) {}
-  Factory(const Factory&) = delete;
-  Factory& operator=(const Factory&) = delete;
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    const bool known = iid == IID_IUnknown || iid == IID_IClassFactory;
-    *object = known ? this : nullptr;
-    if (known) {
-      AddRef();
-    }
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) {
-      delete this;
-    }
-    return left;
-  }
 
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
     *object = nullptr;
@@ -98,10 +80,7 @@ class Factory : public IClassFactory {
   }
 
  private:
-  ~Factory() = default;
-
   std::string progId_;
-  ULONG references_ = 1;
 };
 
 // The identifier that the system has given the dictionary; none where it has none.

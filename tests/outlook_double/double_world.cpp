@@ -9,6 +9,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "outlook_double/counted_object.h"
 #include "outlook_double/journal.h"
 #include "outlook_double/objects.h"
 
@@ -68,33 +69,7 @@ class WindowQueue : public EventQueue {
 namespace {
 
 // The MAPI session: an object that has no members of its own.
-class MapiSession : public IUnknown {
- public:
-  MapiSession() = default;
-  MapiSession(const MapiSession&) = delete;
-  MapiSession& operator=(const MapiSession&) = delete;
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    *object = iid == IID_IUnknown ? this : nullptr;
-    if (*object == nullptr) {
-      return E_NOINTERFACE;
-    }
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) {
-      delete this;
-    }
-    return left;
-  }
-
- private:
-  ~MapiSession() = default;
-  ULONG references_ = 1;
-};
+class MapiSession : public CountedObject<IUnknown> {};
 
 }  // namespace
 

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "outlook_double/counted_object.h"
+
 namespace relaybird::outlook_double {
 
 namespace {
@@ -24,12 +26,8 @@ const IID* const kInterfaces[] = {
 };
 
 // Stands for an object of each interface. Nobody gets it, and so nobody calls its other members.
-class Nobody : public IUnknown {
+class Nobody : public CountedObject<IUnknown> {
  public:
-  Nobody() = default;
-  Nobody(const Nobody&) = delete;
-  Nobody& operator=(const Nobody&) = delete;
-
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
     const bool known = std::any_of(std::begin(kInterfaces), std::end(kInterfaces),
                                    [&](const IID* one) { return *one == iid; });
@@ -39,19 +37,6 @@ class Nobody : public IUnknown {
     }
     return known ? S_OK : E_NOINTERFACE;
   }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) {
-      delete this;
-    }
-    return left;
-  }
-
- private:
-  ~Nobody() = default;
-
-  ULONG references_ = 1;
 };
 
 }  // namespace

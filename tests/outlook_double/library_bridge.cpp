@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "outlook_double/class_objects.h"
+#include "outlook_double/counted_object.h"
 #include "outlook_double/type_names.h"
 #include "platform/text/ascii_text.h"
 
@@ -17,36 +18,14 @@ namespace {
 
 long living = 0;
 
-// Counting of references for what follows.
+// An object that keeps the library loaded.
 template <class Interface>
-class Living : public Interface {
+class Living : public CountedObject<Interface> {
  public:
   Living() { ++living; }
-  Living(const Living&) = delete;
-  Living& operator=(const Living&) = delete;
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    const bool known = iid == IID_IUnknown || iid == __uuidof(Interface);
-    *object = known ? static_cast<Interface*>(this) : nullptr;
-    if (known) {
-      AddRef();
-    }
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) {
-      delete this;
-    }
-    return left;
-  }
 
  protected:
-  virtual ~Living() { --living; }
-
- private:
-  ULONG references_ = 1;
+  ~Living() override { --living; }
 };
 
 bool isOfLibrary(const DoubleClass& one) {

@@ -9,6 +9,7 @@
 #include <map>
 #include <utility>
 
+#include "outlook_double/counted_object.h"
 #include "outlook_double/double_world.h"
 #include "outlook_double/objects.h"
 
@@ -87,40 +88,7 @@ class EventSource : public SyncPoint, public std::enable_shared_from_this<EventS
   std::size_t telling_ = 0;
 };
 
-// Counting of references for the small objects below.
-template <class Interface>
-class Counted : public Interface {
- public:
-  Counted() = default;
-  Counted(const Counted&) = delete;
-  Counted& operator=(const Counted&) = delete;
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    if (iid != IID_IUnknown && iid != __uuidof(Interface)) {
-      *object = nullptr;
-      return E_NOINTERFACE;
-    }
-    *object = static_cast<Interface*>(this);
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) {
-      delete this;
-    }
-    return left;
-  }
-
- protected:
-  virtual ~Counted() = default;
-
- private:
-  ULONG references_ = 1;
-};
-
-class ConnectionPoint : public Counted<IConnectionPoint> {
+class ConnectionPoint : public CountedObject<IConnectionPoint> {
  public:
   ConnectionPoint(ComRef<IConnectionPointContainer> owner, std::shared_ptr<EventSource> source)
       : owner_(std::move(owner)), source_(std::move(source)) {}
@@ -156,7 +124,7 @@ class ConnectionPoint : public Counted<IConnectionPoint> {
 };
 
 // Lists the one connection point.
-class ConnectionPoints : public Counted<IEnumConnectionPoints> {
+class ConnectionPoints : public CountedObject<IEnumConnectionPoints> {
  public:
   ConnectionPoints(ComRef<IConnectionPoint> point, ULONG next)
       : point_(std::move(point)), next_(next) {}
