@@ -42,6 +42,9 @@ class ScriptedDialogs : public Dialogs {
   }
   std::string inputBox(const InputBox& box) override {
     inputs.push_back(box);
+    if (onInput) {
+      onInput(box);
+    }
     return next(texts_).value_or("");
   }
   std::optional<std::string> openFile(const OpenFileBox& box) override {
@@ -68,6 +71,7 @@ class ScriptedDialogs : public Dialogs {
 
   /// What the user does while a box is open.
   std::function<void(const AnswerBox&)> onBox;
+  std::function<void(const InputBox&)> onInput;
   std::function<void(Control&)> onMenu;
 
  private:

@@ -155,14 +155,20 @@ class Questions {
          }});
   }
 
-  // The chosen entry goes to `take`.
+  // The chosen entry goes to `take`. What a question names may change while it is open, because the
+  // desktop's accounts arrive at any time; the answer was not meant for that, so it is asked again.
   void choice(Condition applies, std::function<std::string()> question,
               std::vector<std::string> choices, std::function<std::size_t()> otherwise,
               std::function<void(std::size_t)> take) {
     steps_.push_back(
         {std::move(applies), [this, question = std::move(question), choices = std::move(choices),
                               otherwise = std::move(otherwise), take = std::move(take)] {
-           const auto chosen = number(question(), choices, otherwise());
+           std::string asked;
+           std::optional<std::size_t> chosen;
+           do {
+             asked = question();
+             chosen = number(asked, choices, otherwise());
+           } while (chosen && asked != question());
            if (chosen) {
              take(*chosen);
            }

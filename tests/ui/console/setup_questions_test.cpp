@@ -113,6 +113,25 @@ TEST_F(SetupQuestions, AnotherFolderIsAskedFor) {
   EXPECT_EQ(stored().delivery, DeliveryKind::kNone);
 }
 
+// The desktop's accounts arrive when they arrive, and bring servers of their own.
+TEST_F(SetupQuestions, ServersThatChangedWhileTheQuestionWasOpenAreAskedAboutAgain) {
+  OnlineAccount account{"account_7", "Firm", "ann@firm.example", "ann@firm.example", "Ann", {}, {},
+                        false,       false};
+  account.imap = {{MailProtocol::kImap, "in.desk.example", 993, Security::kTls, {}}, "ann"};
+  account.smtp = {{MailProtocol::kSmtp, "out.desk.example", 465, Security::kTls, {}}, "ann"};
+  dialogs_.onInput = [&](const InputBox& box) {
+    if (box.prompt.find("Store these settings?") != std::string::npos && setup_.onAccounts) {
+      std::exchange(setup_.onAccounts, {})({{account}, {}});
+    }
+  };
+  EXPECT_TRUE(ask({"", "ann@gmail.com", "", "4", "", "1", "1"}));
+  ASSERT_GE(dialogs_.inputs.size(), 2u);
+  EXPECT_THAT((dialogs_.inputs.end() - 2)->prompt, HasSubstr("from imap.gmail.com"));
+  EXPECT_THAT(dialogs_.inputs.back().prompt, HasSubstr("from in.desk.example"));
+  EXPECT_EQ(dialogs_.unexpected, 0u);
+  EXPECT_EQ(stored().imap.server.host, "in.desk.example");
+}
+
 TEST_F(SetupQuestions, TheEndOfTheInputEndsThem) {
   EXPECT_FALSE(ask({"2"})) << "then nothing but empty answers, for ever";
   EXPECT_THAT(asked().back(), "Store these settings");

@@ -216,7 +216,7 @@ class FakeWorld {
             .tray = tray_,
             .notifications = notifications_,
             .autostart = autostart_,
-            .setup = setup_,
+            .setup = *mailSetup_,
             .version = version,
             .defaultHelpFile = helpFile_,
             .decimalSeparator = decimalSeparator_};
@@ -243,6 +243,7 @@ class FakeWorld {
   FakeNotifications notifications_;
   FakeAutostart autostart_;
   FakeMailSetup setup_;
+  MailSetup* mailSetup_ = &setup_;  ///< what forms that are made later use
   std::string helpFile_ = "/opt/rbx.chm";
   std::string decimalSeparator_ = ".";
 };

@@ -397,9 +397,11 @@ void frmSetup::testAccount() {
   setBusy(true);
   working_ = true;
   cmdStopTest.setEnabled(true);
+  const MailSettings settings = transfer_.settings();
+  // Whoever tests without the window sees this line alone before the servers are asked.
+  addLine({TestLine::Kind::kNote, serversText(settings, user_.homeFolder)});
   world_.setup.test(
-      transfer_.settings(), typedSecrets(*this, proposal_),
-      [this](const TestLine& line) { addLine(line); },
+      settings, typedSecrets(*this, proposal_), [this](const TestLine& line) { addLine(line); },
       [this](bool good) {
         setBusy(false);
         cmdStopTest.setEnabled(false);
