@@ -7,7 +7,6 @@
 #include <condition_variable>
 #include <mutex>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "platform/win32/win32_text.h"
@@ -87,8 +86,7 @@ struct HandleInput::State : std::enable_shared_from_this<State> {
   std::condition_variable wake;
   EventQueue* events;  // null: the input is gone
   bool wanted = false;
-  std::optional<std::string> piece;  // read and not yet delivered
-  bool started = false;
+  std::optional<std::string> piece;               // read and not yet delivered
   PieceReader reader;                             // the thread's
   std::function<void(std::string_view)> onBytes;  // the loop's
 };
@@ -149,9 +147,12 @@ HandleInput::HandleInput(EventQueue& events, PieceReader reader)
 
 HandleInput::~HandleInput() {
   state_->onBytes = nullptr;
-  const std::lock_guard lock(state_->mutex);
-  state_->events = nullptr;
-  state_->wake.notify_one();
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->events = nullptr;
+    state_->wake.notify_one();
+  }
+  thread_.end();
 }
 
 void HandleInput::read(std::function<void(std::string_view bytes)> onBytes) {
@@ -167,8 +168,8 @@ void HandleInput::read(std::function<void(std::string_view bytes)> onBytes) {
   }
   state_->wanted = true;
   state_->wake.notify_one();
-  if (!std::exchange(state_->started, true)) {
-    std::thread([state = state_] { state->work(); }).detach();
+  if (!thread_.started()) {
+    thread_ = StreamThread([state = state_] { state->work(); });
   }
 }
 

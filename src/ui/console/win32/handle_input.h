@@ -10,6 +10,7 @@
 
 #include "platform/event_queue.h"
 #include "ui/console/line_source.h"
+#include "ui/console/win32/stream_thread.h"
 
 namespace relaybird {
 
@@ -22,8 +23,8 @@ using PieceReader = std::function<std::string()>;
 PieceReader readerOf(HANDLE input);
 
 /// A ByteStream whose pieces a thread reads, one piece ahead at most: nothing else can wait for
-/// every kind of input. The thread starts with the first read(). It may wait for its input for
-/// ever; it is left behind then, and ends with the process.
+/// every kind of input. The thread starts with the first read(). A read that cannot be broken off
+/// is left behind, as StreamThread::end() says.
 class HandleInput : public ByteStream {
  public:
   /// `events` must outlive it.
@@ -38,6 +39,7 @@ class HandleInput : public ByteStream {
  private:
   struct State;
   std::shared_ptr<State> state_;
+  StreamThread thread_;
 };
 
 }  // namespace relaybird

@@ -9,7 +9,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "platform/win32/win32_text.h"
@@ -103,15 +102,17 @@ void HandleOutput::State::work() {
 
 HandleOutput::HandleOutput(PieceWriter writer, HANDLE interrupt, std::function<void()> onBroken)
     : state_(std::make_shared<State>(std::move(writer))),
+      thread_([state = state_] { state->work(); }),
       interrupt_(interrupt),
-      onBroken_(std::move(onBroken)) {
-  std::thread([state = state_] { state->work(); }).detach();
-}
+      onBroken_(std::move(onBroken)) {}
 
 HandleOutput::~HandleOutput() {
-  const std::lock_guard lock(state_->mutex);
-  state_->closed = true;
-  state_->wake.notify_one();
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->closed = true;
+    state_->wake.notify_one();
+  }
+  thread_.end();
 }
 
 // Whether the thread has nothing to write any more.

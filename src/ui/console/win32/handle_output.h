@@ -9,6 +9,7 @@
 
 #include "platform/win32/object_handle.h"
 #include "ui/console/console_output.h"
+#include "ui/console/win32/stream_thread.h"
 
 namespace relaybird {
 
@@ -28,7 +29,8 @@ PieceWriter writerOf(HANDLE output);
 
 /// A TextSink whose pieces a thread writes. write() waits for it, so that a slow reader holds the
 /// program up, until `interrupt` is set: what cannot be written soon is dropped from then on, so
-/// that a program that is told to end can end. A thread in a write that never ends is left behind.
+/// that a program that is told to end can end. A write that still waits when the sink goes is
+/// broken off, or left behind, as StreamThread::end() says.
 class HandleOutput : public TextSink {
  public:
   /// `onBroken` is called once, from within write(), when the reader has gone. `interrupt` is an
@@ -48,6 +50,7 @@ class HandleOutput : public TextSink {
   bool waitForWriter();
 
   std::shared_ptr<State> state_;
+  StreamThread thread_;
   HANDLE interrupt_;
   std::function<void()> onBroken_;
   bool broken_ = false;

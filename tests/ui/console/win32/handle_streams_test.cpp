@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -42,6 +43,9 @@ struct PipeEnds {
 ObjectHandle newEvent() {
   return ObjectHandle(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
 }
+
+// Where a thread is: before, within or behind the call of a stream.
+enum class Place { kBefore, kWithin, kBehind };
 
 class HandleInputTest : public testing::Test {
  protected:
@@ -121,13 +125,47 @@ TEST_F(HandleInputTest, APauseKeepsThePieceThatWasReadAndReadsNoMore) {
   EXPECT_EQ(reads, 1);
 }
 
-TEST_F(HandleInputTest, AReadThatNeverEndsIsLeftBehind) {
+// A thread that still ran while the process ended would use what is taken down meanwhile.
+TEST_F(HandleInputTest, AReadThatWaitsIsBrokenOffAtTheEnd) {
   PipeEnds pipe;
+  const auto place = std::make_shared<std::atomic<Place>>(Place::kBefore);
   {
-    HandleInput input(loop, readerOf(pipe.reading.get()));
+    HandleInput input(loop, [place, read = readerOf(pipe.reading.get())] {
+      *place = Place::kWithin;
+      std::string piece = read();
+      *place = Place::kBehind;
+      return piece;
+    });
     input.read(collect());
+    while (*place == Place::kBefore) {
+      std::this_thread::yield();
+    }
   }
-  pipe.write("late");
+  EXPECT_EQ(*place, Place::kBehind);
+  loop.processPending();
+  EXPECT_EQ(calls, 0);
+}
+
+TEST_F(HandleInputTest, AReadThatCannotBeBrokenOffIsLeftBehind) {
+  std::promise<void> go;
+  const auto place = std::make_shared<std::atomic<Place>>(Place::kBefore);
+  {
+    HandleInput input(loop, [place, wait = go.get_future().share()] {
+      *place = Place::kWithin;
+      wait.wait();
+      *place = Place::kBehind;
+      return std::string("late");
+    });
+    input.read(collect());
+    while (*place == Place::kBefore) {
+      std::this_thread::yield();
+    }
+  }
+  EXPECT_EQ(*place, Place::kWithin);
+  go.set_value();
+  while (*place == Place::kWithin) {
+    std::this_thread::yield();
+  }
   loop.processPending();
   EXPECT_EQ(calls, 0);
 }
@@ -212,6 +250,25 @@ TEST_F(HandleOutputTest, AProgramThatIsToldToEndDoesNotWaitForASlowReader) {
   EXPECT_EQ(broken, 0);
   teller.join();
   go.set_value();
+}
+
+TEST_F(HandleOutputTest, AWriteThatWaitsIsBrokenOffAtTheEnd) {
+  PipeEnds pipe;
+  const auto place = std::make_shared<std::atomic<Place>>(Place::kBefore);
+  {
+    HandleOutput output(
+        [place, write = writerOf(pipe.writing.get())](std::string_view bytes) {
+          *place = Place::kWithin;
+          const WriteOutcome outcome = write(bytes);
+          *place = Place::kBehind;
+          return outcome;
+        },
+        interrupt.get(), onBroken);
+    output.hurry();
+    output.write(std::string(1000000, 'x'));
+    EXPECT_EQ(*place, Place::kWithin);
+  }
+  EXPECT_EQ(*place, Place::kBehind);
 }
 
 }  // namespace
