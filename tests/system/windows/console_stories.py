@@ -5,11 +5,12 @@ application, under Wine. The application is the double, in processes of its own,
 file: what was sent and marked is read from there, and not taken from anyone's word. The caller sets Wine's
 variables, and ends its server afterwards; everything else is written to the folder SCRATCH.
 
-Prints one line when all stories have passed. Returns 1 where one failed, and 2 where a program that is no part of a
-story did not end: Wine may hang, and then the stories have shown nothing."""
+Prints one line when all stories have passed. Returns 1 where one failed, and 2 where Wine itself has: a program that
+is no part of a story did not end, or a signal ended one. Then the stories have shown nothing."""
 
 import os
 import pathlib
+import signal
 import struct
 import subprocess
 import sys
@@ -51,11 +52,24 @@ class Result(unittest.TextTestResult):
         super().addFailure(test, err)
 
 
-def not_ended(what):
-    """Leaves at once: everything that comes later would wait too. A story that has failed before has failed."""
+def wine_failed(how):
+    """Leaves at once: what comes later would meet the same. A story that has failed before has failed."""
     traceback.print_stack()
-    print(f"console_stories: this did not end: {what}", flush=True)
+    print(f"console_stories: {how}", flush=True)
     os._exit(1 if Result.any_failed else 2)
+
+
+def not_ended(what):
+    wine_failed("this did not end: " + what)
+
+
+def exit_status(process, what):
+    """Waits for the end of a program. The faults of a program are exit codes, because Wine handles them as Windows
+    does; a signal ends a process whose handler of signals, which is Wine's own, has failed."""
+    status = process.wait(timeout=DEADLINE)
+    if status < 0:
+        wine_failed(f"{what} was ended by the signal {signal.Signals(-status).name}")
+    return status
 
 
 def wine(*words, output="wine.log"):
@@ -176,7 +190,7 @@ class Double:
         self.tell("die")
         if self.process is not None:
             try:
-                self.process.wait(timeout=DEADLINE)
+                exit_status(self.process, "the double")
             except subprocess.TimeoutExpired:
                 not_ended("the double")
             self.process = None
@@ -235,7 +249,7 @@ class Console:
     def quit(self):
         self.send("quit")
         self.process.stdin.close()
-        return self.process.wait(timeout=DEADLINE)
+        return exit_status(self.process, "the program")
 
     def kill(self):
         if not self.process.stdin.closed:
@@ -319,7 +333,7 @@ class Stories(Story):
         console = self.start()
         console.test_cycle()
         self.assertEqual(len(self.double.sent()), 1)
-        self.assertEqual(self.double.process.wait(timeout=DEADLINE), 3)
+        self.assertEqual(exit_status(self.double.process, "the double"), 3)
         self.double.process = None
         console.test_cycle()
         console.send("wait idle 60")
@@ -333,7 +347,7 @@ class Stories(Story):
         console.test_cycle()
         console.send("wait idle 60")
         self.double.tell("die")
-        self.double.process.wait(timeout=DEADLINE)
+        exit_status(self.double.process, "the double")
         self.double.process = None
         self.double.deliver("two")
         self.assertIn("forwarded two at ", console.test_cycle())
@@ -397,7 +411,7 @@ class StoriesOfTheLibrary(Story):
         # The library's own error does not tell that the application has ended; the next call of the application does.
         self.assertIn("The mail application has been closed (UnRead, error 800706BA)", console.test_cycle())
         self.assertEqual(len(self.double.sent()), 1)
-        self.assertEqual(self.double.process.wait(timeout=DEADLINE), 3)
+        self.assertEqual(exit_status(self.double.process, "the double"), 3)
         self.double.process = None
         console.test_cycle()
         console.send("wait idle 60")
@@ -435,7 +449,7 @@ class StoriesOfTime(Story):
     def another_application(self):
         """The application is closed, and opened again by its user."""
         self.double.tell("die")
-        self.double.process.wait(timeout=DEADLINE)
+        exit_status(self.double.process, "the double")
         self.double.stay()
 
     def deliver(self, *subjects):
