@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -17,6 +18,53 @@
 
 namespace relaybird {
 namespace {
+
+// The changes of names in a folder, to wait for a file without asking again and again.
+class FolderChanges {
+ public:
+  explicit FolderChanges(const std::string& folder)
+      : handle_(::FindFirstChangeNotificationW(toWide(folder).c_str(), FALSE,
+                                               FILE_NOTIFY_CHANGE_FILE_NAME)) {}
+  ~FolderChanges() { ::FindCloseChangeNotification(handle_); }
+  FolderChanges(const FolderChanges&) = delete;
+  FolderChanges& operator=(const FolderChanges&) = delete;
+
+  bool bring(const std::string& file) const {
+    constexpr DWORD kLimit = 20000;  // only for a failure
+    while (::GetFileAttributesW(toWide(file).c_str()) == INVALID_FILE_ATTRIBUTES) {
+      if (::WaitForSingleObject(handle_, kLimit) != WAIT_OBJECT_0) {
+        return false;
+      }
+      ::FindNextChangeNotification(handle_);
+    }
+    return true;
+  }
+
+ private:
+  HANDLE handle_;
+};
+
+// A program that writes down what it was started with, in a file that appears when it is whole.
+class WritingTool {
+ public:
+  WritingTool() {
+    writeBytes(path(), "@echo [%*]>\"%~dp0writing\"\r\n@ren \"%~dp0writing\" written\r\n");
+  }
+  std::string path() const { return folder_.path("a tool.cmd"); }
+  // What it was started with, in brackets, without the quotes of the command line.
+  std::string heard() {
+    if (!changes_.bring(folder_.path("written"))) {
+      return "nothing, for it was not started";
+    }
+    std::string words = readBytes(folder_.path("written"));
+    std::erase_if(words, [](char c) { return c == '"' || c == '\r' || c == '\n'; });
+    return words;
+  }
+
+ private:
+  TempFolder folder_;
+  FolderChanges changes_{folder_.path()};
+};
 
 std::string variable(const wchar_t* name) {
   const wchar_t* const value = ::_wgetenv(name);
@@ -59,6 +107,104 @@ TEST_F(Win32RegistryTest, WhatIsMissingIsAnError) {
   const auto key = registry.open(RegistryRoot::kCurrentUser, "Software\\RelaybirdTest");
   ASSERT_TRUE(key);
   EXPECT_FALSE((*key)->query("None", 1024));
+}
+
+// The keys of the whole computer are those of a key of the test's own.
+class Win32SystemInformationTest : public testing::Test {
+ protected:
+  Win32SystemInformationTest() {
+    ::RegCreateKeyExW(HKEY_CURRENT_USER, kComputer, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                      &computer, nullptr);
+    EXPECT_EQ(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, computer), ERROR_SUCCESS);
+  }
+  ~Win32SystemInformationTest() override {
+    ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+    ::RegCloseKey(computer);
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, kComputer);
+  }
+  void put(const std::string& key, const char* name, const std::string& text) const {
+    const std::wstring wide = toWide(text);
+    EXPECT_EQ(::RegSetKeyValueW(computer, toWide("SOFTWARE\\Microsoft\\" + key).c_str(),
+                                toWide(name).c_str(), REG_SZ, wide.c_str(),
+                                static_cast<DWORD>((wide.size() + 1) * sizeof(wchar_t))),
+              ERROR_SUCCESS);
+  }
+
+  static constexpr const wchar_t* kComputer = L"Software\\RelaybirdTestComputer";
+  HKEY computer = nullptr;
+  TempFolder temp;
+  FakeClock clock;
+  RecordingSleeper sleeper{clock};
+  Win32FileSystem files{sleeper};
+  Win32SystemInformation information{files};
+};
+
+TEST_F(Win32SystemInformationTest, ItIsTheToolThatTheRegistryNames) {
+  EXPECT_EQ(information.program(), std::nullopt);
+  put("Shared Tools Location", "MSINFO", temp.path());
+  EXPECT_EQ(information.program(), std::nullopt) << "the folder has no such file";
+  writeBytes(temp.path("MSINFO32.EXE"), "");
+  EXPECT_EQ(information.program(), temp.path() + "\\MSINFO32.EXE");
+  put("Shared Tools\\MSINFO", "PATH", "C:\\J\u00f6rg\\tool.exe");
+  EXPECT_EQ(information.program(), "C:\\J\u00f6rg\\tool.exe");
+}
+
+TEST_F(Win32SystemInformationTest, TheToolIsStarted) {
+  WritingTool tool;
+  ASSERT_TRUE(information.start(tool.path()));
+  EXPECT_EQ(tool.heard(), "[]");
+  EXPECT_FALSE(information.start(temp.path("no tool.exe")));
+}
+
+// What opens folders and addresses is registered in a key of the test's own.
+class ShellFolderViewerTest : public testing::Test {
+ protected:
+  ShellFolderViewerTest() {
+    ::RegCreateKeyExW(HKEY_CURRENT_USER, kClasses, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &classes,
+                      nullptr);
+    EXPECT_EQ(::RegOverridePredefKey(HKEY_CLASSES_ROOT, classes), ERROR_SUCCESS);
+  }
+  ~ShellFolderViewerTest() override {
+    ::RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
+    ::RegCloseKey(classes);
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, kClasses);
+  }
+  void put(const std::string& key, const wchar_t* name, const std::string& text) const {
+    const std::wstring wide = toWide(text);
+    EXPECT_EQ(::RegSetKeyValueW(classes, toWide(key).c_str(), name, REG_SZ, wide.c_str(),
+                                static_cast<DWORD>((wide.size() + 1) * sizeof(wchar_t))),
+              ERROR_SUCCESS);
+  }
+  void letToolOpen(const std::string& kind) const {
+    put(kind + "\\shell", nullptr, "open");
+    put(kind + "\\shell\\open\\command", nullptr, "cmd.exe /c \"\"" + tool.path() + "\" \"%1\"\"");
+  }
+
+  static constexpr const wchar_t* kClasses = L"Software\\RelaybirdTestClasses";
+  HKEY classes = nullptr;
+  WritingTool tool;
+  TempFolder temp;
+  ShellFolderViewer viewer;
+};
+
+TEST_F(ShellFolderViewerTest, AnAddressGoesToTheProgramThatIsRegisteredForIt) {
+  put("relaybirdtest", L"URL Protocol", "");
+  letToolOpen("relaybirdtest");
+  ASSERT_TRUE(viewer.browse("relaybirdtest:page"));
+  EXPECT_EQ(tool.heard(), "[relaybirdtest:page]");
+}
+
+TEST_F(ShellFolderViewerTest, AFolderGoesToTheProgramForFolders) {
+  letToolOpen("Folder");
+  letToolOpen("Directory");
+  std::filesystem::create_directory(temp.path("a folder"));
+  ASSERT_TRUE(viewer.show(temp.path("a folder")));
+  EXPECT_EQ(tool.heard(), "[" + temp.path("a folder") + "]");
+}
+
+TEST_F(ShellFolderViewerTest, WhatNobodyOpensIsAnError) {
+  EXPECT_FALSE(viewer.browse("relaybirdtest:page"));
+  EXPECT_FALSE(viewer.show(temp.path("missing")));
 }
 
 }  // namespace
