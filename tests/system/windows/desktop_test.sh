@@ -6,6 +6,7 @@
 # never gets it back. Prints one line when all checks have passed.
 set -euo pipefail
 build=$(realpath "$1")
+sources=$(dirname "$(realpath "$0")")
 if [ -z "${DESKTOP_TEST_INSIDE:-}" ]; then
   export DESKTOP_TEST_INSIDE=1
   rm -rf "$2"
@@ -100,6 +101,16 @@ wineserver --wait
 openbox &
 cp "$build/src/app/relaybird.exe" "$build/help/rbx.chm" "$scratch/"
 cd "$scratch"
+# compiled OUTPUT SOURCE OPTION...
+compiled() {
+  x86_64-w64-mingw32-g++-posix -std=c++20 -Wall -Wextra -O1 -static -o "$1" "$sources/$2" "${@:3}"
+}
+# Consoles without a window are known to the headers of Windows 10 alone.
+compiled desktop_probe.exe desktop_probe.cpp -municode -D_WIN32_WINNT=0x0A00 -DNTDDI_VERSION=0x0A000006
+compiled dwmapi.dll dwmapi_double.cpp -shared
+probe() {
+  timeout 60 wine desktop_probe.exe "$@" 2>"$scratch/probe-errors.txt"
+}
 
 main='Relaybird v[0-9.]+'
 start() {
@@ -139,6 +150,16 @@ shown 'Relaybird'
 picture version
 keys Return
 closed 'Relaybird'
+
+say "the command line is answered on the console that the program was started from"
+wine relaybird.exe --help >"$scratch/help.txt" 2>"$scratch/help-errors.txt" || fail "--help ends with status $?"
+probe in-console relaybird.exe --help >"$scratch/help-console.txt" || fail "--help does not end in a console"
+[ -s "$scratch/help.txt" ] || fail "--help prints nothing"
+while read -r line; do
+  grep -qF "$line" "$scratch/help-console.txt" || fail "the console does not show '$line'"
+done < <(tr -d '\r' <"$scratch/help.txt")
+! probe in-console relaybird.exe --wrong >"$scratch/wrong-console.txt" || fail "a wrong option is no error in a console"
+grep -qF -e '"--wrong"' "$scratch/wrong-console.txt" || fail "a wrong option is not named in a console"
 
 say "the main window appears"
 start
@@ -206,8 +227,9 @@ eventually "the log is not on the clipboard" sh -c "timeout 5 xclip -o -selectio
 keys Escape
 closed 'Activity Log'
 
-say "the program hides behind an icon, and comes back by its menu"
+say "the program hides behind an icon"
 shown "$main"
+title=$(xdotool getwindowname "$(visible "$main")")
 keys alt+y
 shown 'Minimize to System Tray'
 keys alt+y
@@ -227,6 +249,16 @@ on_icon 1
 sleep 1
 hidden "$main" || fail "a left click brought the window back"
 ! menu || fail "a left click opened the menu"
+
+say "the icon comes back when the task bar was made anew"
+probe lose-icon "$title" || fail "the icon cannot be taken away"
+closed "$tray"
+sleep 2
+hidden "$tray" || fail "the icon comes back before the task bar is there"
+probe task-bar || fail "the new task bar is not announced"
+eventually "the icon does not come back" visible "$tray"
+
+say "the icon's menu brings the program back"
 on_icon 3
 eventually "the icon has no menu" menu
 picture tray-menu
@@ -264,6 +296,55 @@ end
 wait "$first" || fail "the program ended with status $?"
 places=$(find "$WINEPREFIX/drive_c/users" -path '*rbx/windows.ini')
 latin "$places" | grep -q frmRelaybird || fail "no place of the main window in '$places'"
+
+say "a missing mail application is told, and what to do"
+printf '[default]\r\nmstrFwdToAddress_num=1\r\nmstrFwdToAddress_1=cell@phone.example\r\n' >"$prefs"
+start
+keys alt+d t
+for box in 'Test Explanation:' 'Please Confirm:'; do
+  shown "$box"
+  keys Return
+  closed "$box"
+done
+shown Error
+probe texts Error >missing.txt || fail "there is no box"
+# The box breaks its lines where they fit.
+tr '\r\n' ' ' <missing.txt | tr -s ' ' | grep -qF \
+  'Could not start up Microsoft Outlook (please verify that MS-Outlook is installed and configured correctly on this PC).' ||
+  fail "the box says something else"
+keys Return
+closed Error
+shown "$main"
+keys alt+d v
+shown 'Activity Log'
+keys alt+c
+for words in 'No Outlook was found that other programs can use' 'Install classic Outlook' \
+  'It is not installed on this computer'; do
+  eventually "the log does not say '$words'" sh -c "timeout 5 xclip -o -selection clipboard | grep -q '$words'"
+done
+keys Escape
+closed 'Activity Log'
+shown "$main"
+end
+wait "$first" || fail "the program ended with status $?"
+
+say "title bars are light, and dark where the user has chosen dark programs"
+cp dwmapi.dll "$WINEPREFIX/drive_c/windows/system32/"
+# title_bars: what the program asks for its windows.
+title_bars() {
+  rm -f title-bars.txt
+  export DWMAPI_DOUBLE='Z:'"${scratch//\//\\}"'\title-bars.txt'
+  WINEDLLOVERRIDES="$WINEDLLOVERRIDES;dwmapi=n" start
+  end
+  wait "$first" || fail "the program ended with status $?"
+  [ -s title-bars.txt ] || fail "the program asks for no title bars"
+  tr -d '\r' <title-bars.txt | sort -u
+}
+personal='HKCU\Software\Microsoft\Windows\CurrentVersion\Themes\Personalize'
+[ "$(title_bars)" = 'attribute 20 is 0' ] || fail "without a choice: $(cat title-bars.txt)"
+wine reg add "$personal" /v AppsUseLightTheme /t REG_DWORD /d 0 /f >"$scratch/reg.log" 2>&1
+[ "$(title_bars)" = 'attribute 20 is 1' ] || fail "dark programs: $(cat title-bars.txt)"
+wine reg add "$personal" /v AppsUseLightTheme /t REG_DWORD /d 1 /f >"$scratch/reg.log" 2>&1
 
 say "the program ends with the session"
 start
