@@ -4,10 +4,21 @@
 #include "mail/shared_components.h"
 
 #include <algorithm>
+#include <cstring>
+#include <functional>
+#include <limits>
 
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
+namespace {
+
+// The keys of a dictionary are kept in blocks of this size; one more block could not be numbered.
+constexpr std::size_t kKeyBlockBytes = std::size_t{64} << 10;
+constexpr std::size_t kMostKeyBlocks = 0xFFFF;
+constexpr std::size_t kLongestKey = std::numeric_limits<std::int32_t>::max();
+
+}  // namespace
 
 void ObjectRegistry::add(std::string_view progId, Maker maker) {
   makers_[asciiLower(progId)] = std::move(maker);
@@ -106,18 +117,69 @@ std::shared_ptr<MailItem> PassThroughSafeItem::GetAssociatedTask() {
 
 // The engine adds a key only after it has asked for it. The error of a second one is that of the
 // component whose place this class takes, so that nobody relies on overwriting.
-bool TextDictionary::Exists(const std::string& key) const {
-  return items_.count(key) != 0;
+// The slot of the key, or the free one where it would go. There must be a free one.
+std::size_t TextDictionary::slotOf(std::string_view key) const {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t slot = std::hash<std::string_view>()(key) & mask;
+  while (slots_[slot] != 0 && keyAt(slots_[slot] - 1) != key) {
+    slot = (slot + 1) & mask;
+  }
+  return slot;
 }
 
-void TextDictionary::Add(const std::string& key, const std::string& item) {
-  if (!items_.try_emplace(key, item).second) {
-    throw MailStoreError("This key is already associated with an element of this collection");
+std::string_view TextDictionary::keyAt(std::uint32_t place) const {
+  const std::string& block = blocks_[place / kKeyBlockBytes];
+  const std::size_t begin = place % kKeyBlockBytes;
+  std::uint32_t size = 0;
+  std::memcpy(&size, block.data() + begin, sizeof size);
+  return std::string_view(block).substr(begin + sizeof size, size);
+}
+
+// In blocks, so that nothing is copied when there is more: a key longer than a block has one of its
+// own.
+std::uint32_t TextDictionary::keep(std::string_view key) {
+  const auto size = static_cast<std::uint32_t>(key.size());
+  const std::size_t needed = sizeof size + key.size();
+  if (blocks_.empty() || blocks_.back().size() + needed > kKeyBlockBytes) {
+    if (blocks_.size() == kMostKeyBlocks || key.size() > kLongestKey) {
+      throw MailStoreError("Out of memory");
+    }
+    blocks_.emplace_back().reserve(std::max(needed, kKeyBlockBytes));
+  }
+  std::string& block = blocks_.back();
+  const auto place =
+      static_cast<std::uint32_t>((blocks_.size() - 1) * kKeyBlockBytes + block.size());
+  char length[sizeof size];
+  std::memcpy(length, &size, sizeof size);
+  block.append(length, sizeof length);
+  block += key;
+  return place;
+}
+
+void TextDictionary::grow() {
+  const auto old = std::exchange(
+      slots_, std::vector<std::uint32_t>(std::max<std::size_t>(slots_.size() * 2, 16)));
+  for (const std::uint32_t each : old) {
+    if (each != 0) {
+      slots_[slotOf(keyAt(each - 1))] = each;
+    }
   }
 }
 
-std::int32_t TextDictionary::Count() const {
-  return static_cast<std::int32_t>(items_.size());
+bool TextDictionary::Exists(const std::string& key) const {
+  return !slots_.empty() && slots_[slotOf(key)] != 0;
+}
+
+void TextDictionary::Add(const std::string& key, const std::string& /*item*/) {
+  if ((count_ + 1) * 4 > slots_.size() * 3) {
+    grow();
+  }
+  const std::size_t slot = slotOf(key);
+  if (slots_[slot] != 0) {
+    throw MailStoreError("This key is already associated with an element of this collection");
+  }
+  slots_[slot] = keep(key) + 1;
+  ++count_;
 }
 
 // One class serves all three kinds: what differs between them is decided by the item inside.
