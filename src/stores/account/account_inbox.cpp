@@ -202,21 +202,23 @@ std::shared_ptr<InboxListing> AccountInbox::currentListing() {
   std::shared_ptr<const std::vector<std::uint32_t>> uids;
   std::uint64_t generation = 0;
   std::uint32_t uidValidity = 0;
+  bool whole = true;
   std::shared_ptr<const MessageIdentities::Aliases> aliases;
   session_->look([&](const ImapWork& work) {
     aliases = work.identities().aliases();
     uids = work.unseen();
+    whole = work.unseenIsWhole();
     generation = work.generation();
     uidValidity = work.uidValidity();
     return 0;
   });
   if (generation != walkedOf_) {
-    memory_.walked = {};
+    memory_.walked.clear();
     walkedOf_ = generation;
   }
   if (uids != nullptr && uids != lastUids_) {
     last_ = std::make_shared<AccountListing>(listingWorld(), generation, uidValidity,
-                                             withoutMarked(uids), aliases);
+                                             withoutMarked(uids), whole, aliases);
     lastUids_ = uids;
   }
   return uids == nullptr ? nullptr : last_;
@@ -240,6 +242,7 @@ void AccountInbox::markHere(const std::string& entryId, bool seen) {
 std::shared_ptr<const std::vector<std::uint32_t>> AccountInbox::withoutMarked(
     const std::shared_ptr<const std::vector<std::uint32_t>>& uids) const {
   auto unmarked = std::make_shared<std::vector<std::uint32_t>>();
+  unmarked->reserve(uids->size());
   session_->look([&](const ImapWork& work) {
     const auto aliases = work.identities().aliases();
     const auto isReadHere = [&](std::uint32_t uid) {

@@ -59,12 +59,13 @@ HeaderBlock headersOf(const ImapHead& head) {
 
 AccountListing::AccountListing(AccountListingWorld world, std::uint64_t generation,
                                std::uint32_t uidValidity,
-                               std::shared_ptr<const std::vector<std::uint32_t>> uids,
+                               std::shared_ptr<const std::vector<std::uint32_t>> uids, bool whole,
                                std::shared_ptr<const MessageIdentities::Aliases> aliases)
     : world_(std::move(world)),
       generation_(generation),
       uidValidity_(uidValidity),
       uids_(std::move(uids)),
+      whole_(whole),
       aliases_(std::move(aliases)),
       seen_(uids_->size()),
       headsFrom_(uids_->size()),
@@ -154,7 +155,7 @@ Result<ImapHead> AccountListing::fetchHead(std::size_t index) {
   if (!waited) {
     return waited.error();
   }
-  world_.memory.walked.insert(uid);
+  world_.memory.walked.set(uid, {});
   return world_.session.work([&](ImapWork& work) -> Result<ImapHead> {
     // Looked at anew: the session may have gone on meanwhile.
     if (!isOf(work)) {

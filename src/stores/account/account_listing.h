@@ -8,20 +8,21 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "platform/result.h"
 #include "stores/account/imap_session.h"
 #include "stores/account/message_identities.h"
+#include "stores/account/uid_table.h"
 #include "stores/mailbox/inbox.h"
 
 namespace relaybird {
 
 /// What one walk over an inbox tells the next one.
 struct WalkMemory {
-  std::unordered_set<std::uint32_t>
-      walked;  ///< messages whose heads were asked for since the start
+  struct Nothing {};
+  /// Messages whose heads were asked for since the start.
+  UidTable<Nothing> walked;
   /// How many of the last heads were followed by the whole message, between 0 and 1.
   double opened = 0.2;
 };
@@ -41,12 +42,14 @@ struct AccountListingWorld {
 /// message fails.
 class AccountListing : public InboxListing {
  public:
-  /// The numbers ascend; they are those of this generation of the session's work.
+  /// The numbers ascend; they are those of this generation of the session's work. `whole`: no
+  /// unread message is missing.
   AccountListing(AccountListingWorld world, std::uint64_t generation, std::uint32_t uidValidity,
-                 std::shared_ptr<const std::vector<std::uint32_t>> uids,
+                 std::shared_ptr<const std::vector<std::uint32_t>> uids, bool whole,
                  std::shared_ptr<const MessageIdentities::Aliases> aliases);
 
   std::size_t size() const override { return uids_->size(); }
+  bool isWhole() const override { return whole_; }
   std::string entryId(std::size_t index) const override {
     return MessageIdentities::entryId(uidValidity_, (*uids_)[index], *aliases_);
   }
@@ -70,6 +73,7 @@ class AccountListing : public InboxListing {
   std::uint64_t generation_;
   std::uint32_t uidValidity_;
   std::shared_ptr<const std::vector<std::uint32_t>> uids_;
+  bool whole_;
   std::shared_ptr<const MessageIdentities::Aliases> aliases_;
   std::vector<bool> seen_;
   std::size_t headsFrom_;   ///< heads were asked for from here upwards

@@ -109,8 +109,7 @@ Error ImapHeads::takeFailure(std::uint32_t uid) {
 }
 
 const ImapHeads::Known* ImapHeads::known(std::uint32_t uid) const {
-  const auto known = known_.find(uid);
-  return known == known_.end() ? nullptr : &known->second;
+  return known_.find(uid);
 }
 
 void ImapHeads::pump(ImapClient& client) {
@@ -181,7 +180,7 @@ void ImapHeads::arrived(ImapHead head) {
     slot->second.words = "the mail server has the message, but its header cannot be had";
     return;
   }
-  known_[uid] = {head.size.value_or(0), head.received};
+  known_.set(uid, {head.size.value_or(0), head.received});
   identities_.note(head);
   Slot& kept = slot->second;
   kept.head = std::move(head);
@@ -262,7 +261,7 @@ void ImapHeads::giveUp(const std::string& why) {
 }
 
 void ImapHeads::keepOnly(const UidSet& unseen) {
-  std::erase_if(known_, [&](const auto& entry) { return !unseen.contains(entry.first); });
+  (void)known_.keepOnly(unseen);
 }
 
 void ImapHeads::forget() {

@@ -14,12 +14,12 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "platform/result.h"
 #include "stores/account/imap_client.h"
 #include "stores/account/message_identities.h"
+#include "stores/account/uid_table.h"
 #include "stores/account/wanted.h"
 
 namespace relaybird {
@@ -53,12 +53,13 @@ class ImapHeads {
   /// the latter.
   Error takeFailure(std::uint32_t uid);
 
-  /// What a head has told that its body needs; kept as long as the message is unread.
+  /// What a head has told that its body needs; kept as long as the message is unread, and one of
+  /// the newest.
   struct Known {
     std::uint64_t size = 0;  ///< bytes; 0 where the server does not say
     DateTime received = kNoDate;
   };
-  /// Null before the head has come.
+  /// Null before the head has come. Valid until the next call.
   const Known* known(std::uint32_t uid) const;
 
   /// Sends the commands for what is wanted.
@@ -105,7 +106,7 @@ class ImapHeads {
   std::optional<std::uint32_t> awaited_;  // somebody waits for this one
   std::size_t keptBytes_ = 0;
   std::size_t usualBytes_ = 0;  // of the last heads, on average
-  std::unordered_map<std::uint32_t, Known> known_;
+  UidTable<Known> known_;
   std::set<std::uint32_t> queue_;  // to be asked for
   std::size_t commands_ = 0;       // unanswered
   std::size_t asked_ = 0;          // heads asked for in these

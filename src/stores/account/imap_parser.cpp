@@ -104,7 +104,14 @@ std::optional<std::uint32_t> messageNumber(std::uint64_t number) {
   return static_cast<std::uint32_t>(number);
 }
 
-ImapSearch readSearch(ImapScanner& in, bool cut) {
+// The numbers that were taken off the text, and those that are left in it.
+UidSet allNumbers(UidSet taken, const UidSet& left) {
+  taken.add(left);
+  taken.keepNewest(kMostRanges);
+  return taken;
+}
+
+ImapSearch readSearch(ImapScanner& in, ImapLines& lines) {
   ImapSearch result;
   std::vector<std::uint32_t> numbers;
   in.skipBlanks();
@@ -117,13 +124,13 @@ ImapSearch readSearch(ImapScanner& in, bool cut) {
     numbers.push_back(*number);
     in.skipBlanks();
   }
-  result.whole = !in.failed() && !cut;
-  result.numbers = UidSet(std::move(numbers));
+  result.whole = !in.failed() && !lines.cut;
+  result.numbers = allNumbers(std::move(lines.numbers), UidSet(std::move(numbers)));
   return result;
 }
 
 // RFC 4731: (TAG "r7") UID ALL 4:18,21
-ImapSearch readExtendedSearch(ImapScanner& in, bool cut) {
+ImapSearch readExtendedSearch(ImapScanner& in, ImapLines& lines) {
   ImapSearch result;
   in.skipBlanks();
   if (in.take('(')) {
@@ -150,13 +157,13 @@ ImapSearch readExtendedSearch(ImapScanner& in, bool cut) {
         in.fail();
         break;
       }
-      result.numbers = *numbers;
+      result.numbers = allNumbers(std::move(lines.numbers), *numbers);
     } else {
       in.skipValue();
     }
     in.skipBlanks();
   }
-  result.whole = !in.failed() && !cut;
+  result.whole = !in.failed() && !lines.cut;
   return result;
 }
 
@@ -338,10 +345,10 @@ ImapResponse readUntagged(ImapLines& lines) {
     return readWords(ImapWords::Kind::kFlags, trimmed(rest));
   }
   if (name == "SEARCH") {
-    return readSearch(in, lines.cut);
+    return readSearch(in, lines);
   }
   if (name == "ESEARCH") {
-    return readExtendedSearch(in, lines.cut);
+    return readExtendedSearch(in, lines);
   }
   if (name == "VANISHED") {
     return orUnknown(lines.cut ? std::nullopt : readVanished(in));

@@ -24,8 +24,35 @@ constexpr std::size_t kEndingBytes = 32;
 // What one literal costs besides its bytes, so that a response of many empty ones is limited too.
 constexpr std::size_t kLiteralCost = 64;
 
+// The numbers of a list are taken off whenever its text has this size.
+constexpr std::size_t kListPiece = std::size_t{64} << 10;
+
+// Where the numbers of a list begin, at the latest.
+constexpr std::size_t kListHeadBytes = 300;
+
 // The longest literal that is believed. RFC 9051 allows 63 bits, but sizes of mail have 32.
 constexpr std::uint64_t kLongestLiteral = 0xFFFFFFFFU;
+
+// Where the numbers begin in the answer to a SEARCH, and what separates them.
+struct ListForm {
+  std::size_t begin = std::string_view::npos;  // npos: it is none
+  char separator = ' ';
+};
+
+ListForm listFormOf(std::string_view line) {
+  constexpr std::string_view kPlain = "* SEARCH ";
+  constexpr std::string_view kExtended = "* ESEARCH ";  // (TAG "r7") UID ALL 4:18,21 (RFC 4731)
+  constexpr std::string_view kAll = " ALL ";
+  if (equalsAsciiCase(line.substr(0, kPlain.size()), kPlain)) {
+    return {kPlain.size(), ' '};
+  }
+  const std::size_t all = asciiUpper(line.substr(0, kListHeadBytes)).find(kAll);
+  if (all == std::string_view::npos ||
+      !equalsAsciiCase(line.substr(0, kExtended.size()), kExtended)) {
+    return {};
+  }
+  return {all + kAll.size(), ','};
+}
 
 struct Announcement {
   bool found = false;
@@ -155,7 +182,44 @@ void ImapReader::beginLiteral(std::uint64_t size) {
   }
 }
 
+// Numbers are taken off at the same bytes however these were cut on the way.
 void ImapReader::keepText(std::string_view bytes) {
+  while (mayBeList_ && current_.text.size() + bytes.size() >= kListPiece) {
+    const std::size_t count = kListPiece - current_.text.size();
+    keepPiece(bytes.substr(0, count));
+    bytes.remove_prefix(count);
+    mayBeList_ = takeNumbers();
+  }
+  keepPiece(bytes);
+}
+
+// Leaves the last number, which may go on in the next piece. False: this is no list, or what is
+// left has to be read as it is.
+bool ImapReader::takeNumbers() {
+  std::string& text = current_.text;
+  const ListForm form = listFormOf(text);
+  const std::size_t end = text.rfind(form.separator);
+  if (current_.cut || !current_.literals.empty() || form.begin == std::string::npos ||
+      end == std::string::npos || end <= form.begin) {
+    return false;
+  }
+  const auto numbers =
+      UidSet::parse(std::string_view(text).substr(form.begin, end - form.begin), form.separator);
+  if (!numbers) {
+    return false;
+  }
+  current_.numbers.add(*numbers);
+  if (current_.numbers.ranges().size() > 2 * kMostRanges) {
+    current_.numbers.keepNewest(kMostRanges);
+  }
+  const std::size_t taken = end + 1 - form.begin;
+  text.erase(form.begin, taken);
+  kept_ -= taken;
+  skip(taken);
+  return fault_.empty();
+}
+
+void ImapReader::keepPiece(std::string_view bytes) {
   const bool fits = bytes.size() <= limits_.text - std::min(limits_.text, current_.text.size()) &&
                     bytes.size() <= room();
   if (!current_.cut && fits) {
@@ -182,6 +246,7 @@ void ImapReader::endResponse() {
   kept_ = 0;
   skipped_ = 0;
   mayHaveLiterals_ = true;
+  mayBeList_ = true;
 }
 
 std::size_t ImapReader::room() const {

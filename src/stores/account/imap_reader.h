@@ -6,6 +6,9 @@
 // the header of their messages). So nothing is kept beyond the limits, and a response that exceeds
 // them is skipped up to its end instead of ending the connection: otherwise one odd message would
 // block the inbox for good.
+//
+// The list that answers a SEARCH grows with the mailbox: its numbers are taken off the text while
+// it comes, in pieces, and kept as a set.
 #pragma once
 
 #include <cstddef>
@@ -16,11 +19,13 @@
 #include <string_view>
 #include <vector>
 
+#include "stores/account/uid_set.h"
+
 namespace relaybird {
 
 /// What is kept of one response, in bytes.
 struct ImapLimits {
-  /// All its lines together. A SEARCH response needs up to 11 bytes for each message.
+  /// All its lines together, without the numbers that are taken off.
   std::size_t text = std::size_t{4} << 20;
   /// One literal.
   std::size_t literal = std::size_t{8} << 20;
@@ -43,7 +48,9 @@ struct ImapLines {
   /// LF instead of the literal; LF occurs nowhere else.
   std::string text;
   std::vector<ImapLiteral> literals;  ///< in the order of their announcements
-  bool cut = false;                   ///< exceeded a limit: `text` is only a beginning
+  /// Taken off a list of numbers, whose end is still in the text; of very many the highest.
+  UidSet numbers;
+  bool cut = false;  ///< exceeded a limit: `text` is only a beginning
 
   bool operator==(const ImapLines&) const = default;
 };
@@ -66,6 +73,8 @@ class ImapReader {
   void endLine();
   void beginLiteral(std::uint64_t size);
   void keepText(std::string_view bytes);
+  void keepPiece(std::string_view bytes);
+  bool takeNumbers();
   void endResponse();
   std::size_t room() const;
   void skip(std::uint64_t count);
@@ -78,6 +87,7 @@ class ImapReader {
   std::uint64_t skipped_ = 0;      // bytes of the current response that were not kept
   std::string ending_;             // the last bytes of the line, for the announcement at its end
   bool mayHaveLiterals_ = true;    // of the current response, known after its first words
+  bool mayBeList_ = true;          // of numbers
   std::uint64_t literalLeft_ = 0;  // bytes of the literal that have not arrived
   bool literalKept_ = false;
   std::string fault_;

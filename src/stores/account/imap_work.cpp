@@ -7,18 +7,15 @@
 #include <utility>
 
 namespace relaybird {
-namespace {
-
-// Larger mailboxes are worked off in parts: the oldest unread messages first.
-constexpr std::size_t kMostUnseen = 500'000;
-
-}  // namespace
 
 ImapWork::ImapWork(BodySpool& spool, MessageIdentities& identities,
-                   std::function<void(std::string)> complain, std::function<DateTime()> now)
+                   std::function<void(std::string)> complain, std::function<DateTime()> now,
+                   std::size_t most)
     : identities_(identities),
       complain_(std::move(complain)),
       now_(std::move(now)),
+      most_(most),
+      server_(most),
       bodies_(spool, blame_, heads_),
       marks_([this](std::uint32_t uid, bool seen, const std::string& words, bool first) {
         onMarkRefused(uid, seen, words, first);
@@ -178,9 +175,10 @@ void ImapWork::onRefreshed(std::uint64_t number, const Result<void>& result) {
 // The set of the server is up to date.
 void ImapWork::settle(std::uint64_t number) {
   const UidSet& found = server_.uids();
-  auto uids = found.uids(kMostUnseen);
+  auto uids = found.newest(most_);
+  whole_ = server_.isWhole() && found.count() <= most_;
   if (identities_.uidValidity() != opened_.uidValidity) {
-    renumbering_.begin(*client_, opened_.uidValidity, std::move(uids),
+    renumbering_.begin(*client_, opened_.uidValidity, std::move(uids), whole_,
                        [this, number](Result<std::vector<std::uint32_t>> recognised) {
                          if (recognised) {
                            publish(number, std::move(*recognised));
@@ -213,7 +211,7 @@ void ImapWork::publish(std::uint64_t number, std::vector<std::uint32_t> uids) {
 }
 
 std::optional<bool> ImapWork::isUnseen(std::uint32_t uid) const {
-  if (!unseen_) {
+  if (!unseen_ || (!whole_ && (unseen_->empty() || uid < unseen_->front()))) {
     return std::nullopt;
   }
   return std::binary_search(unseen_->begin(), unseen_->end(), uid);

@@ -9,7 +9,7 @@
 //
 // A message is named by its UID. UIDs are worth nothing once the UIDVALIDITY changes; generation()
 // changes then, and everything that was wanted or there is gone. Before anything is listed under
-// new numbers, all heads are read once, to recognise the messages (renumbering.h).
+// new numbers, heads are read once, to recognise the messages (renumbering.h).
 #pragma once
 
 #include <cstddef>
@@ -34,13 +34,18 @@
 
 namespace relaybird {
 
+/// Of more unread messages the newest are listed: a check looks at the newest 32,767.
+inline constexpr std::size_t kMostUnseen = kMostRanges;
+
 class ImapWork {
  public:
   /// `spool` and `identities` must outlive this object. `complain` gets a sentence about a mark
   /// that the server refuses, and about messages that are left out after a renumbering. `now` is
-  /// the time of receipt of a message of which neither server nor writer tells one.
+  /// the time of receipt of a message of which neither server nor writer tells one. `most`: at most
+  /// kMostUnseen.
   ImapWork(BodySpool& spool, MessageIdentities& identities,
-           std::function<void(std::string)> complain, std::function<DateTime()> now);
+           std::function<void(std::string)> complain, std::function<DateTime()> now,
+           std::size_t most = kMostUnseen);
 
   // The connection.
   /// The events that the client has to call.
@@ -72,10 +77,12 @@ class ImapWork {
   Wanted refreshed(std::uint64_t number) const;
   /// Why the last refresh that failed did.
   const Error& refreshFailure() const { return refreshFailure_; }
-  /// Rising; those that were marked as read here are left out. Null before the first refresh; the
-  /// same object as long as it is the same set.
+  /// Rising; those that were marked as read here are left out; of very many the newest. Null before
+  /// the first refresh; the same object as long as it is the same set.
   const std::shared_ptr<const std::vector<std::uint32_t>>& unseen() const { return unseen_; }
-  /// Whether the message was unread at the last refresh; nothing before the first one.
+  /// Whether all unread messages are in there.
+  bool unseenIsWhole() const { return whole_; }
+  /// Whether the message was unread at the last refresh; nothing where that is not known.
   std::optional<bool> isUnseen(std::uint32_t uid) const;
   /// Whether the server has reported changes since the last refresh was asked for.
   bool changed() const { return changed_; }
@@ -132,8 +139,10 @@ class ImapWork {
   Error refreshFailure_;
   bool changed_ = false;
   bool justOpened_ = false;  // what is wanted was wanted before the folder was opened
+  std::size_t most_;
   UnseenSet server_;
   std::shared_ptr<const std::vector<std::uint32_t>> unseen_;
+  bool whole_ = true;
 
   MessageBlame blame_;
   ImapHeads heads_{blame_, identities_};

@@ -20,8 +20,11 @@ constexpr std::string_view kEarlierFirstLine = "relaybird-messages 1";
 // Hexadecimal digits of 64 bits.
 constexpr std::size_t kDigits = 16;
 
-// Enough for 200,000 unread messages.
+// More than twice what kMostRemembered messages take.
 constexpr std::size_t kLongestFile = std::size_t{16} << 20;
+
+// A number of up to seven digits and a fingerprint.
+constexpr std::size_t kUsualLine = 42;
 
 // FNV-1a: any hash would do for the name of a folder, but it has to be the same in every build. The
 // fingerprints of earlier versions were made with it too.
@@ -50,6 +53,23 @@ std::string_view takeWord(std::string_view& text, char end) {
   const std::string_view word = text.substr(0, std::min(text.find(end), text.size()));
   text.remove_prefix(std::min(text.size(), word.size() + 1));
   return word;
+}
+
+constexpr std::string_view kIdBeginning = "imap-";
+
+std::string idOf(const NumberedMessage& message) {
+  return std::string(kIdBeginning) + std::to_string(message.uidValidity) + '-' +
+         std::to_string(message.uid);
+}
+
+std::optional<NumberedMessage> messageOf(std::string_view id) {
+  NumberedMessage result;
+  if (!id.starts_with(kIdBeginning)) {
+    return std::nullopt;
+  }
+  id.remove_prefix(kIdBeginning.size());
+  const bool read = readNumber(takeWord(id, '-'), result.uidValidity) && readNumber(id, result.uid);
+  return read ? std::optional(result) : std::nullopt;
 }
 
 std::string hexOf(std::uint64_t number) {
@@ -109,19 +129,22 @@ MessageFingerprint MessageIdentities::earlierFingerprintOf(const ImapHead& head)
 
 std::string MessageIdentities::entryId(std::uint32_t uidValidity, std::uint32_t uid,
                                        const Aliases& aliases) {
-  const auto alias = aliases.find(uid);
-  return alias != aliases.end() ? alias->second
-                                : "imap-" + std::to_string(uidValidity) + '-' + std::to_string(uid);
+  const NumberedMessage* alias = aliases.find(uid);
+  return idOf(alias != nullptr ? *alias : NumberedMessage{uidValidity, uid});
 }
 
 std::uint32_t MessageIdentities::uidOf(std::string_view entryId) const {
-  if (const auto alias = uidOfAlias_.find(std::string(entryId)); alias != uidOfAlias_.end()) {
+  const auto message = messageOf(entryId);
+  if (!message) {
+    return 0;
+  }
+  const auto alias = std::lower_bound(
+      uidOfAlias_.begin(), uidOfAlias_.end(), *message,
+      [](const auto& each, const NumberedMessage& wanted) { return each.first < wanted; });
+  if (alias != uidOfAlias_.end() && alias->first == *message) {
     return alias->second;
   }
-  const std::string beginning = "imap-" + std::to_string(uidValidity_) + '-';
-  std::uint32_t uid = 0;
-  return entryId.starts_with(beginning) && readNumber(entryId.substr(beginning.size()), uid) ? uid
-                                                                                             : 0;
+  return message->uidValidity == uidValidity_ ? message->uid : 0;
 }
 
 void MessageIdentities::begin(std::uint32_t uidValidity) {
@@ -131,21 +154,21 @@ void MessageIdentities::begin(std::uint32_t uidValidity) {
 
 void MessageIdentities::note(const ImapHead& head) {
   latest_ = std::max(latest_, head.received);
-  MessageFingerprint& known = known_[head.uid];
   const MessageFingerprint fingerprint = fingerprintOf(head);
-  changed_ = changed_ || known != fingerprint;
-  known = fingerprint;
+  const MessageFingerprint* known = known_.find(head.uid);
+  if (known == nullptr || *known != fingerprint) {
+    known_.set(head.uid, fingerprint);
+    changed_ = true;
+  }
 }
 
 void MessageIdentities::keepOnly(const UidSet& unseen) {
-  const auto count =
-      std::erase_if(known_, [&](const auto& entry) { return !unseen.contains(entry.first); });
-  changed_ = changed_ || count > 0;
+  changed_ = known_.keepOnly(unseen) || changed_;
 }
 
-MessageIdentities::Fingerprints MessageIdentities::fingerprints() const {
+MessageIdentities::Fingerprints MessageIdentities::fingerprints() {
   Fingerprints all;
-  for (const auto& [uid, fingerprint] : known_) {
+  for (const auto& [uid, fingerprint] : known_.entries()) {
     all.insert(fingerprint);
   }
   return all;
@@ -160,11 +183,11 @@ std::size_t MessageIdentities::renumber(std::uint32_t uidValidity,
                                         const std::vector<Found>& found) {
   // Equal fingerprints, of a message that came twice, are given out one by one.
   std::unordered_multimap<MessageFingerprint, std::uint32_t, HashOf> old;
-  for (const auto& [uid, fingerprint] : known_) {
+  for (const auto& [uid, fingerprint] : known_.entries()) {
     old.emplace(fingerprint, uid);
   }
   Aliases aliases;
-  std::unordered_map<std::uint32_t, MessageFingerprint> known;
+  UidTable<MessageFingerprint> known;
   UidSet leftOut;
   for (const Found& each : found) {
     auto same = each.fingerprint ? old.find(each.fingerprint) : old.end();
@@ -172,8 +195,10 @@ std::size_t MessageIdentities::renumber(std::uint32_t uidValidity,
       same = old.find(each.earlier);
     }
     if (same != old.end()) {
-      aliases[each.uid] = entryId(uidValidity_, same->second, *aliases_);
-      known[each.uid] = each.fingerprint;
+      const NumberedMessage* alias = aliases_->find(same->second);
+      aliases.set(each.uid,
+                  alias != nullptr ? *alias : NumberedMessage{uidValidity_, same->second});
+      known.set(each.uid, each.fingerprint);
       old.erase(same);
     } else if (!each.fingerprint || each.time <= latest_) {
       leftOut.add(each.uid);
@@ -187,11 +212,18 @@ std::size_t MessageIdentities::renumber(std::uint32_t uidValidity,
   return static_cast<std::size_t>(leftOut_.count());
 }
 
+void MessageIdentities::leaveOut(const UidSet& uids) {
+  leftOut_.add(uids);
+  changed_ = urgent_ = true;
+}
+
 void MessageIdentities::setAliases(Aliases aliases) {
-  uidOfAlias_.clear();
-  for (const auto& [uid, alias] : aliases) {
-    uidOfAlias_[alias] = uid;
+  uidOfAlias_ = {};
+  uidOfAlias_.reserve(aliases.entries().size());
+  for (const auto& [uid, alias] : aliases.entries()) {
+    uidOfAlias_.emplace_back(alias, uid);
   }
+  std::sort(uidOfAlias_.begin(), uidOfAlias_.end());
   aliases_ = std::make_shared<const Aliases>(std::move(aliases));
 }
 
@@ -227,19 +259,29 @@ bool MessageIdentities::read(std::string_view text) {
   leftOut_ = *set;
   Aliases aliases;
   while (!text.empty()) {
-    std::string_view line = takeWord(text, '\n');
-    std::uint32_t uid = 0;
-    MessageFingerprint fingerprint;
-    if (!readNumber(takeWord(line, ' '), uid) || !readPrint(takeWord(line, ' '), fingerprint)) {
+    if (!readMessage(takeWord(text, '\n'), aliases)) {
       return false;
-    }
-    known_[uid] = fingerprint;
-    if (!line.empty()) {
-      aliases[uid] = line;
     }
   }
   setAliases(std::move(aliases));
   return true;
+}
+
+bool MessageIdentities::readMessage(std::string_view line, Aliases& aliases) {
+  std::uint32_t uid = 0;
+  MessageFingerprint fingerprint;
+  if (!readNumber(takeWord(line, ' '), uid) || !readPrint(takeWord(line, ' '), fingerprint)) {
+    return false;
+  }
+  known_.set(uid, fingerprint);
+  if (line.empty()) {
+    return true;
+  }
+  const auto alias = messageOf(line);
+  if (alias) {
+    aliases.set(uid, *alias);
+  }
+  return alias.has_value();
 }
 
 std::string MessageIdentities::takeUnsaved() {
@@ -250,10 +292,12 @@ std::string MessageIdentities::takeUnsaved() {
   std::string text = std::string(kFirstLine) + '\n' + std::to_string(uidValidity_) + '\n' +
                      std::to_string(seconds) + '\n' +
                      (leftOut_.empty() ? std::string("-") : leftOut_.text()) + '\n';
-  for (const auto& [uid, fingerprint] : known_) {
+  const auto& all = known_.entries();
+  text.reserve(text.size() + all.size() * kUsualLine);
+  for (const auto& [uid, fingerprint] : all) {
     text += std::to_string(uid) + ' ' + printText(fingerprint);
-    if (const auto alias = aliases_->find(uid); alias != aliases_->end()) {
-      text += ' ' + alias->second;
+    if (const NumberedMessage* alias = aliases_->find(uid)) {
+      text += ' ' + idOf(*alias);
     }
     text += '\n';
   }

@@ -18,16 +18,20 @@
 // The file is replaced as a whole, at times; a fingerprint that is missing after a crash means at
 // worst that one more message is left out. Earlier versions wrote 64 bits of another hash; these
 // are still recognised, and replaced when a head is read again.
+//
+// Of very many messages the newest kMostRemembered are remembered, so that memory and file are
+// bounded whatever the mailbox.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "platform/clock.h"
@@ -35,6 +39,7 @@
 #include "platform/result.h"
 #include "stores/account/imap_client.h"
 #include "stores/account/uid_set.h"
+#include "stores/account/uid_table.h"
 
 namespace relaybird {
 
@@ -48,6 +53,14 @@ struct MessageFingerprint {
   /// Whether there is one: the head could be read.
   explicit operator bool() const { return high != 0 || low != 0; }
   bool operator==(const MessageFingerprint&) const = default;
+};
+
+/// The number of a message in a numbering.
+struct NumberedMessage {
+  std::uint32_t uidValidity = 0;
+  std::uint32_t uid = 0;
+
+  auto operator<=>(const NumberedMessage&) const = default;
 };
 
 class MessageIdentities {
@@ -95,15 +108,17 @@ class MessageIdentities {
   };
   using Fingerprints = std::unordered_set<MessageFingerprint, HashOf>;
   /// Of all messages that are known.
-  Fingerprints fingerprints() const;
+  Fingerprints fingerprints();
   /// Whether such a message will be left out, where `known` is what fingerprints() has returned. Of
   /// several with one fingerprint more may be.
   bool isStranger(const Found& found, const Fingerprints& known) const;
   /// Replaces the numbering. Returns how many messages are left out.
   std::size_t renumber(std::uint32_t uidValidity, const std::vector<Found>& found);
+  /// Leaves out messages of the present numbering, whatever they are.
+  void leaveOut(const UidSet& uids);
 
-  using Aliases = std::unordered_map<std::uint32_t, std::string>;
-  /// Identifiers of messages that had another one in an earlier numbering. Never null.
+  using Aliases = UidTable<NumberedMessage>;
+  /// What messages were called first, where that was in an earlier numbering. Never null.
   const std::shared_ptr<const Aliases>& aliases() const { return aliases_; }
   static std::string entryId(std::uint32_t uidValidity, std::uint32_t uid, const Aliases& aliases);
   /// The message of an identifier; 0 where it is not of this folder any more.
@@ -114,16 +129,17 @@ class MessageIdentities {
 
  private:
   bool read(std::string_view text);
+  bool readMessage(std::string_view line, Aliases& aliases);
   void setAliases(Aliases aliases);
 
   FileSystem& files_;
   std::string path_;
   std::uint32_t uidValidity_ = 0;
   DateTime latest_ = kNoDate;  // when the youngest message came whose head was read
-  std::unordered_map<std::uint32_t, MessageFingerprint> known_;  // by UID
+  UidTable<MessageFingerprint> known_;
   UidSet leftOut_;
   std::shared_ptr<const Aliases> aliases_ = std::make_shared<const Aliases>();
-  std::unordered_map<std::string, std::uint32_t> uidOfAlias_;
+  std::vector<std::pair<NumberedMessage, std::uint32_t>> uidOfAlias_;  // rising
   bool changed_ = false;
   bool urgent_ = false;
 };

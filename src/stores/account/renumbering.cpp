@@ -44,24 +44,27 @@ DateTime earliestTime(const ImapHead& head) {
 }  // namespace
 
 void Renumbering::begin(ImapClient& client, std::uint32_t uidValidity,
-                        std::vector<std::uint32_t> uids, Done done) {
+                        std::vector<std::uint32_t> uids, bool all, Done done) {
   attempt_ = Attempt{};
   attempt_->uidValidity = uidValidity;
+  attempt_->below = uids.size() - std::min(uids.size(), kMostRemembered);
+  attempt_->whole = all && attempt_->below == 0;
+  uids.erase(uids.begin(), uids.begin() + static_cast<std::ptrdiff_t>(attempt_->below));
   attempt_->uids = std::move(uids);
   attempt_->done = std::move(done);
   attempt_->known = identities_.fingerprints();
   attempt_->singly = refusals_ >= kRefusalsOfGroups;
   const std::size_t size = attempt_->singly ? 1 : kHeadsInCommand;
-  const auto& all = attempt_->uids;
-  attempt_->commands = (all.size() + size - 1) / size;
-  if (all.empty()) {
+  const auto& wanted = attempt_->uids;
+  attempt_->commands = (wanted.size() + size - 1) / size;
+  if (wanted.empty()) {
     end();
     return;
   }
-  for (std::size_t begin = 0; begin < all.size(); begin += size) {
-    const std::size_t end = std::min(all.size(), begin + size);
-    client.fetchHeads({all.begin() + static_cast<std::ptrdiff_t>(begin),
-                       all.begin() + static_cast<std::ptrdiff_t>(end)},
+  for (std::size_t begin = 0; begin < wanted.size(); begin += size) {
+    const std::size_t end = std::min(wanted.size(), begin + size);
+    client.fetchHeads({wanted.begin() + static_cast<std::ptrdiff_t>(begin),
+                       wanted.begin() + static_cast<std::ptrdiff_t>(end)},
                       false, [this](const Result<void>& result) { onAnswered(result); });
   }
 }
@@ -73,7 +76,7 @@ void Renumbering::arrived(const ImapHead& head) {
   const MessageIdentities::Found found{head.uid, MessageIdentities::fingerprintOf(head),
                                        MessageIdentities::earlierFingerprintOf(head),
                                        earliestTime(head)};
-  attempt_->found[head.uid] = found;
+  attempt_->found.set(head.uid, found);
   // Strangers write the subjects, and there may be a hundred thousand: few are kept, and cut.
   if (identities_.isStranger(found, attempt_->known)) {
     auto& subjects = attempt_->subjects;
@@ -99,7 +102,7 @@ void Renumbering::onAnswered(const Result<void>& result) {
 void Renumbering::end() {
   Attempt all = std::move(*attempt_);
   attempt_.reset();
-  if (!all.refusal.empty() && (!all.singly || all.found.empty())) {
+  if (!all.refusal.empty() && (!all.singly || all.found.entries().empty())) {
     ++refusals_;
     all.done(Error{0,
                    "The mail server has numbered the messages of the folder anew, and does not let "
@@ -112,18 +115,24 @@ void Renumbering::end() {
   all.done(std::move(all.uids));
 }
 
-void Renumbering::renumber(const Attempt& all) {
+void Renumbering::renumber(Attempt& all) {
   std::vector<MessageIdentities::Found> found;
+  found.reserve(all.uids.size());
   for (const std::uint32_t uid : all.uids) {
-    const auto head = all.found.find(uid);
-    found.push_back(head == all.found.end() ? MessageIdentities::Found{uid, {}, {}, kNoDate}
-                                            : head->second);
+    const auto* head = all.found.find(uid);
+    found.push_back(head == nullptr ? MessageIdentities::Found{uid, {}, {}, kNoDate} : *head);
   }
-  const std::size_t leftOut = identities_.renumber(all.uidValidity, found);
+  all.found.clear();
+  const std::size_t leftOut = identities_.renumber(all.uidValidity, found) + all.below;
+  if (!all.whole && !all.uids.empty() && all.uids.front() > 1) {
+    UidSet below;
+    below.add(1, all.uids.front() - 1);
+    identities_.leaveOut(below);
+  }
   complain_(
       "The server has numbered the messages of the folder anew. Unread messages that cannot "
       "be recognised and are not forwarded: " +
-      std::to_string(leftOut) + namesOf(all, leftOut));
+      std::string(all.whole ? "" : "at least ") + std::to_string(leftOut) + namesOf(all, leftOut));
 }
 
 // Their subjects in parentheses.

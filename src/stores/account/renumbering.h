@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A folder was numbered anew: before anything is listed under the new numbers, the heads of all
-// unread messages are read once, to recognise the messages (message_identities.h). Without threads
-// and clocks.
+// A folder was numbered anew: before anything is listed under the new numbers, the heads of the
+// newest unread messages are read once, to recognise the messages (message_identities.h). Without
+// threads and clocks.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "platform/result.h"
@@ -31,9 +30,10 @@ class Renumbering {
   using Done = std::function<void(Result<std::vector<std::uint32_t>>)>;
   /// Asks for the heads of the unread messages `uids` of the numbering `uidValidity`, and gives the
   /// identities their new numbers when all have come. May call `done` at once. The connection must
-  /// not be used with another one before abandon().
+  /// not be used with another one before abandon(). Of more than kMostRemembered messages, or where
+  /// `uids` are not `all` of them, those below the newest are left out.
   void begin(ImapClient& client, std::uint32_t uidValidity, std::vector<std::uint32_t> uids,
-             Done done);
+             bool all, Done done);
   /// Whether heads that come are those that begin() has asked for.
   bool underWay() const { return attempt_.has_value(); }
   void arrived(const ImapHead& head);
@@ -44,8 +44,10 @@ class Renumbering {
   struct Attempt {
     std::uint32_t uidValidity = 0;
     std::vector<std::uint32_t> uids;
+    std::size_t below = 0;  // unread messages that are not asked for, as far as they are known
+    bool whole = true;      // there are none that are not asked for
     Done done;
-    std::unordered_map<std::uint32_t, MessageIdentities::Found> found;
+    UidTable<MessageIdentities::Found> found;
     MessageIdentities::Fingerprints known;
     std::map<std::uint32_t, std::string> subjects;  // of the first that will be left out
     std::size_t commands = 0;                       // unanswered
@@ -55,7 +57,7 @@ class Renumbering {
 
   void onAnswered(const Result<void>& result);
   void end();
-  void renumber(const Attempt& all);
+  void renumber(Attempt& all);
   static std::string namesOf(const Attempt& all, std::size_t leftOut);
 
   MessageIdentities& identities_;

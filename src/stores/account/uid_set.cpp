@@ -40,7 +40,7 @@ UidSet::UidSet(std::vector<std::uint32_t> uids) {
   }
 }
 
-std::optional<UidSet> UidSet::parse(std::string_view text) {
+std::optional<UidSet> UidSet::parse(std::string_view text, char separator) {
   UidSet result;
   std::vector<Range> ranges;
   while (true) {
@@ -57,7 +57,7 @@ std::optional<UidSet> UidSet::parse(std::string_view text) {
     if (text.empty()) {
       break;
     }
-    if (text.front() != ',') {
+    if (text.front() != separator) {
       return std::nullopt;
     }
     text.remove_prefix(1);
@@ -140,6 +140,18 @@ std::vector<std::uint32_t> UidSet::uids(std::size_t most) const {
   return result;
 }
 
+std::vector<std::uint32_t> UidSet::newest(std::size_t most) const {
+  std::vector<std::uint32_t> result;
+  result.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(most, count())));
+  for (auto range = ranges_.rbegin(); range != ranges_.rend(); ++range) {
+    for (std::uint64_t uid = range->last; uid >= range->first && result.size() < most; --uid) {
+      result.push_back(static_cast<std::uint32_t>(uid));
+    }
+  }
+  std::reverse(result.begin(), result.end());
+  return result;
+}
+
 std::string UidSet::text() const {
   std::string result;
   for (const Range& range : ranges_) {
@@ -152,19 +164,28 @@ std::string UidSet::text() const {
   return result;
 }
 
-// Sorts, and joins what overlaps or adjoins.
+void UidSet::keepNewest(std::size_t most) {
+  if (ranges_.size() > most) {
+    ranges_.erase(ranges_.begin(), ranges_.end() - static_cast<std::ptrdiff_t>(most));
+  }
+}
+
+// Sorts, and joins what overlaps or adjoins. In place, and sorted already as a rule: a long list
+// comes in pieces, and each of them is merged.
 void UidSet::merge() {
-  std::sort(ranges_.begin(), ranges_.end(),
-            [](const Range& a, const Range& b) { return a.first < b.first; });
-  std::vector<Range> merged;
-  for (const Range& range : ranges_) {
-    if (!merged.empty() && range.first <= std::uint64_t{merged.back().last} + 1) {
-      merged.back().last = std::max(merged.back().last, range.last);
+  const auto before = [](const Range& a, const Range& b) { return a.first < b.first; };
+  if (!std::is_sorted(ranges_.begin(), ranges_.end(), before)) {
+    std::sort(ranges_.begin(), ranges_.end(), before);
+  }
+  std::size_t count = 0;
+  for (const Range range : ranges_) {
+    if (count > 0 && range.first <= std::uint64_t{ranges_[count - 1].last} + 1) {
+      ranges_[count - 1].last = std::max(ranges_[count - 1].last, range.last);
     } else {
-      merged.push_back(range);
+      ranges_[count++] = range;
     }
   }
-  ranges_ = std::move(merged);
+  ranges_.resize(count);
 }
 
 }  // namespace relaybird

@@ -12,6 +12,10 @@
 
 namespace relaybird {
 
+/// So many ranges of a set are kept, those with the highest numbers: the newest messages. What a
+/// server sends must not fill the memory, and a check looks at far fewer messages.
+inline constexpr std::size_t kMostRanges = 200'000;
+
 class UidSet {
  public:
   struct Range {
@@ -25,7 +29,7 @@ class UidSet {
   explicit UidSet(std::vector<std::uint32_t> uids);
   /// Nothing if the text is not a set of numbers from 1 on. "*" is not accepted: no server sends
   /// it.
-  static std::optional<UidSet> parse(std::string_view text);
+  static std::optional<UidSet> parse(std::string_view text, char separator = ',');
 
   /// Adds first..last in either order. Costs a search, and moving the ranges behind it.
   void add(std::uint32_t first, std::uint32_t last);
@@ -33,6 +37,8 @@ class UidSet {
   /// Linear in the ranges of both.
   void add(const UidSet& other);
   void remove(const UidSet& other);
+  /// Drops the lowest ranges beyond `most`.
+  void keepNewest(std::size_t most);
   bool contains(std::uint32_t uid) const;
 
   bool empty() const { return ranges_.empty(); }
@@ -41,6 +47,8 @@ class UidSet {
   const std::vector<Range>& ranges() const { return ranges_; }
   /// The members from the lowest on, at most `most` of them.
   std::vector<std::uint32_t> uids(std::size_t most) const;
+  /// The highest members, at most `most` of them; rising.
+  std::vector<std::uint32_t> newest(std::size_t most) const;
   /// In the shortest form; empty for the empty set, which IMAP cannot express.
   std::string text() const;
 

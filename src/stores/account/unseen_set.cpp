@@ -14,6 +14,7 @@
 //   for the rest of this run. Otherwise a server that fails over them could never be read.
 #include "stores/account/unseen_set.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace relaybird {
@@ -36,7 +37,7 @@ bool UnseenSet::attach(const ImapOpened& opened, const UidSet& marked) {
   expecting_ = false;
   numbered_ = opened.modSeq != 0 && !distrusted_;
   const bool follows = numbered_ && modSeq_ != 0 && opened.uidValidity == uidValidity_ &&
-                       opened.modSeq >= modSeq_ && refreshes_ < kRefreshesByChanges;
+                       opened.modSeq >= modSeq_ && !mustList();
   const auto modSeq = std::exchange(modSeq_, 0);
   uidValidity_ = opened.uidValidity;
   if (!follows) {
@@ -79,11 +80,29 @@ void UnseenSet::refresh(ImapClient& client, bool justOpened, Asking asking, Done
 
 void UnseenSet::ask(ImapClient& client) {
   const UidSet marked = asking_();
-  if (!numbered_ || distrusted_ || modSeq_ == 0 || client.missedChanges() ||
-      refreshes_ >= kRefreshesByChanges || marked.count() > kMarksToldSingly) {
+  if (!numbered_ || distrusted_ || modSeq_ == 0 || client.missedChanges() || mustList() ||
+      marked.count() > kMarksToldSingly) {
     list(client);
   } else {
     askForChanges(client, marked);
+  }
+}
+
+// Where only the newest are known, older ones have to come in before too few are left.
+bool UnseenSet::mustList() const {
+  return refreshes_ >= kRefreshesByChanges || (floor_ != 0 && uids_.ranges().size() < most_ / 2);
+}
+
+// A set of the largest size may have lost its lowest ranges.
+void UnseenSet::cutToSize() {
+  uids_.keepNewest(most_);
+  if (uids_.ranges().size() == most_) {
+    floor_ = std::max(floor_, uids_.ranges().front().first);
+  }
+  if (floor_ > 1) {
+    UidSet below;
+    below.add(1, floor_ - 1);
+    uids_.remove(below);
   }
 }
 
@@ -96,6 +115,8 @@ void UnseenSet::list(ImapClient& client) {
       return;
     }
     uids_ = *found;
+    floor_ = 0;
+    cutToSize();
     modSeq_ = modSeq;
     refreshes_ = 0;
     messages_.reset();
@@ -136,6 +157,7 @@ bool UnseenSet::apply(const ImapChanges& changes, const UidSet& marked) {
   uids_.remove(changes.others);
   uids_.remove(changes.vanished);
   uids_.add(changes.unread);
+  cutToSize();
   for (const std::uint32_t uid : marked.uids(kMarksToldSingly)) {
     if (uids_.contains(uid) && !changes.unread.contains(uid)) {
       distrusted_ = true;

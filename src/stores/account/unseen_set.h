@@ -38,6 +38,9 @@ inline constexpr int kRefreshesByChanges = 60;
 
 class UnseenSet {
  public:
+  /// Of more than `most` ranges the newest are kept; kMostRanges at most.
+  explicit UnseenSet(std::size_t most = kMostRanges) : most_(most) {}
+
   /// The moment to open the folder with (ImapClient::selectSince); nothing where the folder is to
   /// be opened plainly.
   std::optional<ImapMoment> openingMoment();
@@ -54,17 +57,23 @@ class UnseenSet {
   /// Brings uids() up to date. `justOpened`: nothing can have happened unseen. One at a time;
   /// `asking` may be called more than once, the last time for what `done` tells.
   void refresh(ImapClient& client, bool justOpened, Asking asking, Done done);
-  /// The server's unread messages that are not being deleted.
+  /// The server's unread messages that are not being deleted; of very many the newest.
   const UidSet& uids() const { return uids_; }
+  /// Whether none is missing for that reason.
+  bool isWhole() const { return floor_ == 0; }
 
  private:
   void ask(ImapClient& client);
   void list(ImapClient& client);
   void askForChanges(ImapClient& client, const UidSet& marked);
+  bool mustList() const;
+  void cutToSize();
   bool apply(const ImapChanges& changes, const UidSet& marked);
   void end(const Result<void>& result);
 
+  std::size_t most_;
   UidSet uids_;
+  std::uint32_t floor_ = 0;  // messages below are not in uids_; 0: none is missing
   std::uint32_t uidValidity_ = 0;
   std::uint64_t modSeq_ = 0;               // uids_ has all changes up to this one; 0: unusable
   std::optional<std::uint32_t> messages_;  // in the folder when uids_ was true, if that is certain

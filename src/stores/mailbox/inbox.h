@@ -71,6 +71,8 @@ class InboxListing {
   virtual ~InboxListing() = default;
 
   virtual std::size_t size() const = 0;
+  /// Whether no unread message is missing. Of very many an inbox may list the newest only.
+  virtual bool isWhole() const { return true; }
   /// Identifies the message in the mailbox: the same in every listing and every run as long as the
   /// message is there, never empty, no line breaks, and never used for another message. An
   /// account's contains the UIDVALIDITY and the UID: when the server changes the UIDVALIDITY, the

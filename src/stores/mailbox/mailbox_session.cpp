@@ -278,11 +278,11 @@ void MailboxSession::complain(const InboxEntry& entry, const std::string& text) 
   }
 }
 
-void MailboxSession::tellOfTooMany(std::size_t unread, std::size_t most) {
+void MailboxSession::tellOfTooMany(std::size_t unread, std::size_t most, bool counted) {
   if (!std::exchange(toldOfTooMany_, true)) {
-    world_.notice("The inbox holds " + std::to_string(unread) +
-                  " unread messages. A check looks at the newest " + std::to_string(most) +
-                  "; mark others as read, or move them to another folder");
+    world_.notice("The inbox holds " + std::string(counted ? "" : "more than ") +
+                  std::to_string(unread) + " unread messages. A check looks at the newest " +
+                  std::to_string(most) + "; mark others as read, or move them to another folder");
   }
 }
 

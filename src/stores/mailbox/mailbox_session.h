@@ -88,8 +88,9 @@ class MailboxSession {
   InboxHead headOf(const InboxEntry& entry);
   /// Writes a sentence about one message to the log, once for each message.
   void complain(const InboxEntry& entry, const std::string& text);
-  /// Tells the user, once, that not all unread messages are looked at.
-  void tellOfTooMany(std::size_t unread, std::size_t most);
+  /// Tells the user, once, that not all unread messages are looked at. `counted`: there are so many
+  /// and not more.
+  void tellOfTooMany(std::size_t unread, std::size_t most, bool counted);
 
   /// Resolves a recipient: an address or "Name <address>" as a whole (readRecipient()), or a name
   /// in the address book. Nothing if it is none of these. A notice reports once a recipient that

@@ -4,6 +4,7 @@
 // MailboxSession and passes its calls on.
 #include "stores/mailbox/mailbox_store.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -55,22 +56,32 @@ class InboxSelection : public ItemCollection {
   }
 
   std::shared_ptr<ItemCollection> Restrict(const std::string& filter) override {
+    return unreadOf(session_, view_, chosen_.size(), filter,
+                    [this](std::size_t i) { return chosen_[i]; });
+  }
+
+  /// The newest unread ones of `count` messages of the view; `at` gives the index of each.
+  template <class At>
+  static std::shared_ptr<ItemCollection> unreadOf(const SessionRef& session,
+                                                  const std::shared_ptr<InboxView>& view,
+                                                  std::size_t count, const std::string& filter,
+                                                  const At& at) {
     if (!isUnreadFilter(filter)) {
       throw MailStoreError("Cannot parse the condition: " + filter);
     }
-    session_->writeHeldBack();
+    session->writeHeldBack();
     std::vector<std::size_t> unread;
-    unread.reserve(chosen_.size());
-    for (const std::size_t index : chosen_) {
-      if (session_->unread({view_, index})) {
-        unread.push_back(index);
+    std::size_t all = 0;
+    for (std::size_t i = count; i-- > 0;) {
+      if (session->unread({view, at(i)}) && ++all <= kMostUnread) {
+        unread.push_back(at(i));
       }
     }
-    if (unread.size() > kMostUnread) {
-      session_->tellOfTooMany(unread.size(), kMostUnread);
-      unread.erase(unread.begin(), unread.end() - static_cast<std::ptrdiff_t>(kMostUnread));
+    if (all > kMostUnread) {
+      session->tellOfTooMany(all, kMostUnread, view->listing->isWhole());
     }
-    return std::make_shared<InboxSelection>(session_, view_, std::move(unread));
+    std::reverse(unread.begin(), unread.end());
+    return std::make_shared<InboxSelection>(session, view, std::move(unread));
   }
 
  private:
@@ -85,34 +96,29 @@ class InboxItems : public ItemCollection {
   explicit InboxItems(SessionRef session) : session_(std::move(session)) {}
 
   std::int32_t Count() override {
-    list();
-    return all_->Count();
+    view_ = session_->list();
+    return toCount(view_->listing->size());
   }
 
   std::shared_ptr<MailItem> Item(std::int32_t index) override {
-    if (!all_) {
-      list();
+    if (!view_) {
+      view_ = session_->list();
     }
-    return all_->Item(index);
+    requireIndex(index, toCount(view_->listing->size()));
+    session_->itemTaken();
+    return std::make_shared<InboxItem>(session_,
+                                       InboxEntry{view_, static_cast<std::size_t>(index - 1)});
   }
 
   std::shared_ptr<ItemCollection> Restrict(const std::string& filter) override {
-    list();
-    return all_->Restrict(filter);
+    view_ = session_->list();
+    return InboxSelection::unreadOf(session_, view_, view_->listing->size(), filter,
+                                    [](std::size_t i) { return i; });
   }
 
  private:
-  void list() {
-    auto view = session_->list();
-    std::vector<std::size_t> every(view->listing->size());
-    for (std::size_t i = 0; i < every.size(); ++i) {
-      every[i] = i;
-    }
-    all_ = std::make_shared<InboxSelection>(session_, std::move(view), std::move(every));
-  }
-
   SessionRef session_;
-  std::shared_ptr<InboxSelection> all_;  // of the last listing
+  std::shared_ptr<InboxView> view_;  // the last listing
 };
 
 class InboxFolder : public Folder {

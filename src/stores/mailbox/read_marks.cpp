@@ -151,7 +151,8 @@ void ReadMarks::catchUp(const std::shared_ptr<InboxView>& view) {
       bridge({view, i});
     }
   }
-  if (std::exchange(searched_, view->listing) == view->listing) {
+  // What is missing from a part of the messages may be among the others.
+  if (std::exchange(searched_, view->listing) == view->listing || !view->listing->isWhole()) {
     return;
   }
   for (const std::string& entryId : open) {

@@ -143,15 +143,50 @@ TEST(ImapReader, DoesNotTakeBracesElsewhereForALiteral) {
   }
 }
 
-TEST(ImapReader, ReadsASearchOfTenThousand) {
-  std::string line = "* SEARCH";
-  for (int uid = 4000000; uid < 4010000; ++uid) {
-    line += ' ' + std::to_string(uid);
+// The list of a large mailbox was cut, and every check of it failed.
+TEST(ImapReader, TakesTheNumbersOfALongListOffItsText) {
+  for (const std::string begin : {"* SEARCH", "* ESEARCH (TAG \"r1\") UID ALL", "* search"}) {
+    const char separator = begin.ends_with("ALL") ? ',' : ' ';
+    std::string numbers;
+    for (int uid = 4000000; uid < 4100000; uid += 2) {
+      numbers += separator + std::to_string(uid);
+    }
+    const std::string line = begin + ' ' + numbers.substr(1) + "\r\nr1 OK\r\n";
+    ImapLimits limits;
+    limits.text = 100'000;
+    const Read read = readAll(line, line.size(), limits);
+    ASSERT_THAT(read.responses, SizeIs(2)) << begin;
+    EXPECT_FALSE(read.responses[0].cut);
+    EXPECT_GT(read.responses[0].numbers.count(), 40'000U);
+    EXPECT_TRUE(read.responses[0].numbers.contains(4000000));
+    EXPECT_LT(read.responses[0].text.size(), 70'000U);
+    EXPECT_TRUE(read.responses[0].text.ends_with("4099998"));
+    EXPECT_EQ(readAll(line, 1460, limits), read) << "in pieces";
+    EXPECT_EQ(readAll(line, 7, limits), read) << "in pieces";
   }
-  const Read read = readAll(line + "\r\n", 1460);
-  ASSERT_THAT(read.responses, SizeIs(1));
-  EXPECT_EQ(read.responses[0].text, line);
-  EXPECT_FALSE(read.responses[0].cut);
+}
+
+TEST(ImapReader, CutsALongLineThatIsNoList) {
+  ImapLimits limits;
+  limits.text = 100'000;
+  for (const std::string begin : {"* SEARCH 1 2 ", "* SEARCH x ", "* ESEARCH UID ALL ", "* X 1 "}) {
+    const std::string line = begin + std::string(200'000, '9') + "\r\nr1 OK\r\n";
+    const Read read = readAll(line, 1460, limits);
+    ASSERT_THAT(read.responses, SizeIs(2)) << begin;
+    EXPECT_TRUE(read.responses[0].cut) << begin;
+    EXPECT_EQ(read.responses[1].text, "r1 OK");
+  }
+}
+
+TEST(ImapReader, EndsOnAListWithoutAnEnd) {
+  ImapLimits limits;
+  limits.skipped = 1'000'000;
+  std::string numbers;
+  for (int uid = 1000000; uid < 1200000; ++uid) {
+    numbers += ' ' + std::to_string(uid);
+  }
+  EXPECT_EQ(readAll("* SEARCH" + numbers, 1460, limits).fault,
+            "the server sent a response without an end");
 }
 
 TEST(ImapReader, HoldsALiteralOnce) {

@@ -5,11 +5,13 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "platform/posix/posix_file_system.h"
+#include "stores/account/renumbering.h"
 #include "support/fake_clock.h"
 #include "support/temp_folder.h"
 
@@ -139,6 +141,39 @@ TEST_F(MessageIdentitiesTest, NothingIsTakenFromADamagedFile) {
   later.begin(7);
   EXPECT_EQ(later.renumber(8, {found(head(11, "one", noon_))}), 0U) << "nothing was seen before";
   EXPECT_EQ(MessageIdentities::entryId(8, 11, *later.aliases()), "imap-8-11");
+}
+
+// All heads of a huge mailbox are not read for it. Those that are not, may have been forwarded.
+TEST_F(MessageIdentitiesTest, OlderMessagesThatAreNotAskedForAreLeftOutByARenumbering) {
+  identities_.note(head(1, "known", noon_));
+  std::vector<std::string> told;
+  Renumbering renumbering(identities_, [&](const std::string& words) { told.push_back(words); });
+  ImapClient client({}, {});
+  std::vector<std::uint32_t> listed;
+  renumbering.begin(client, 8, {500, 501}, false, [&](auto uids) { listed = std::move(*uids); });
+  renumbering.arrived(head(500, "known", noon_));
+  renumbering.arrived(head(501, "young", noon_ + std::chrono::seconds(1)));
+  client.dialogue().received("r1 OK\r\n");
+  EXPECT_THAT(listed, testing::ElementsAre(500, 501));
+  EXPECT_EQ(nameOf(500), "imap-7-1");
+  EXPECT_FALSE(identities_.isLeftOut(501));
+  EXPECT_TRUE(identities_.isLeftOut(499));
+  EXPECT_TRUE(identities_.isLeftOut(1));
+  EXPECT_THAT(told, testing::ElementsAre(testing::HasSubstr("not forwarded: at least 0")));
+}
+
+TEST_F(MessageIdentitiesTest, AFullMailboxIsRecognisedByItsNewestMessages) {
+  std::vector<std::uint32_t> uids;
+  for (std::uint32_t uid = 1; uid <= kMostRemembered + 5; ++uid) {
+    uids.push_back(uid);
+  }
+  Renumbering renumbering(identities_, [](const std::string&) {});
+  ImapClient client({}, {});
+  renumbering.begin(client, 8, uids, true, [](const auto&) {});
+  const std::string& asked = client.dialogue().output();
+  EXPECT_THAT(asked, testing::StartsWith("r1 UID FETCH 6:105 "));
+  EXPECT_EQ(std::count(asked.begin(), asked.end(), '\n'),
+            static_cast<std::ptrdiff_t>(kMostRemembered / kHeadsInCommand));
 }
 
 }  // namespace

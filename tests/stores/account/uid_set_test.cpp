@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
+#include "stores/account/uid_table.h"
+
 namespace relaybird {
 namespace {
 
@@ -93,6 +97,49 @@ TEST(UidSet, AddsAndRemovesWholeSets) {
 TEST(UidSet, ListsItsFirstMembersAndNoMore) {
   EXPECT_EQ(UidSet::parse("5:4294967295")->uids(3), (std::vector<std::uint32_t>{5, 6, 7}));
   EXPECT_EQ(UidSet::parse("4294967294:4294967295")->uids(9).size(), 2U);
+}
+
+TEST(UidSet, KeepsTheNewest) {
+  UidSet set = *UidSet::parse("1:4,7,9:12");
+  EXPECT_EQ(set.newest(6), (std::vector<std::uint32_t>{4, 7, 9, 10, 11, 12}));
+  EXPECT_EQ(set.newest(100).size(), 9U);
+  EXPECT_EQ(UidSet::parse("1:4294967295")->newest(1).front(), 4294967295U);
+  set.keepNewest(3);
+  EXPECT_EQ(set.text(), "1:4,7,9:12");
+  set.keepNewest(2);
+  EXPECT_EQ(set.text(), "7,9:12");
+}
+
+TEST(UidTable, RemembersTheLatestOfEachMessage) {
+  UidTable<int> table;
+  for (std::uint32_t uid = 5000; uid > 0; --uid) {  // as a walk reads them, and over several merges
+    table.set(uid, 1);
+    if (uid % 7 == 0 && uid < 4000) {
+      table.set(uid + 3, 2);
+    }
+  }
+  table.set(4000, 3);
+  EXPECT_EQ(table.entries().size(), 5000U);
+  EXPECT_TRUE(std::is_sorted(table.entries().begin(), table.entries().end(),
+                             [](const auto& a, const auto& b) { return a.uid < b.uid; }));
+  EXPECT_EQ(*table.find(4000), 3);
+  EXPECT_EQ(*table.find(4001), 1);
+  EXPECT_EQ(*table.find(10), 2);
+  EXPECT_EQ(table.find(5001), nullptr);
+  EXPECT_TRUE(table.keepOnly(UidSet({1, 4000, 9000})));
+  EXPECT_FALSE(table.keepOnly(UidSet({1, 4000, 9000})));
+  EXPECT_EQ(table.entries().size(), 2U);
+  EXPECT_FALSE(table.contains(4001));
+}
+
+// A program that ran for months in a full mailbox remembered more with every message.
+TEST(UidTable, OfTooManyMessagesTheNewestAreRemembered) {
+  UidTable<int> table(100);
+  for (std::uint32_t uid = 1; uid <= 5000; ++uid) {
+    table.set(uid, 1);
+  }
+  ASSERT_EQ(table.entries().size(), 100U);
+  EXPECT_EQ(table.entries().front().uid, 4901U);
 }
 
 }  // namespace

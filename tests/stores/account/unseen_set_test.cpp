@@ -24,8 +24,9 @@ using Uids = std::vector<std::uint32_t>;
 // A client of the folder that connects and disconnects as it is told.
 class Party {
  public:
-  Party(NumberedFolder& folder, std::string capabilities, ServerOddities oddities = {})
-      : folder_(folder), capabilities_(std::move(capabilities)), odd_(oddities) {}
+  Party(NumberedFolder& folder, std::string capabilities, ServerOddities oddities = {},
+        std::size_t most = kMostUnseen)
+      : folder_(folder), capabilities_(std::move(capabilities)), odd_(oddities), most_(most) {}
 
   void connect() {
     ++connections;
@@ -95,6 +96,8 @@ class Party {
   }
   Uids unseen() const { return work_.unseen() ? *work_.unseen() : Uids(); }
   void mark(std::uint32_t uid, bool seen) { work_.setSeen(uid, seen); }
+  bool isWhole() const { return work_.unseenIsWhole(); }
+  std::optional<bool> isUnseen(std::uint32_t uid) const { return work_.isUnseen(uid); }
   bool asked(const std::string& beginning) const {
     return std::any_of(server_->commands.begin(), server_->commands.end(),
                        [&](const std::string& each) { return each.starts_with(beginning); });
@@ -109,10 +112,11 @@ class Party {
   NumberedFolder& folder_;
   std::string capabilities_;
   ServerOddities odd_;
+  std::size_t most_;
   NoFiles files_;
   BodySpool spool_{files_, "/spool"};
   MessageIdentities identities_{files_, "/spool/messages"};
-  ImapWork work_{spool_, identities_, [](const std::string&) {}, [] { return kNoDate; }};
+  ImapWork work_{spool_, identities_, [](const std::string&) {}, [] { return kNoDate; }, most_};
   std::optional<NumberingServer> server_;
   std::unique_ptr<ImapClient> client_;
   std::size_t left_ = kAll;
@@ -256,6 +260,49 @@ TEST_P(UnseenSetTest, ListsTheFolderAtTimesWhateverTheServerTells) {
     party.refresh();
   }
   EXPECT_EQ(refreshes, kRefreshesByChanges + 1);
+}
+
+// A mailbox of more than half a million unread messages failed each check, and of fewer the oldest
+// were listed, so that new mail was never looked at.
+TEST_P(UnseenSetTest, OfTooManyMessagesTheNewestAreListed) {
+  for (std::uint32_t uid = 7; uid <= 60; ++uid) {
+    folder_.arrive();
+  }
+  for (std::uint32_t uid = 2; uid <= 60; uid += 2) {
+    folder_.flag(uid, &Mail::seen, true);
+  }
+  Party party(folder_, GetParam(), {}, 10);
+  const auto newest = [&] {
+    Uids all = folder_.unread();
+    return Uids(all.end() - 10, all.end());
+  };
+  EXPECT_EQ(party.refresh(), newest());
+  EXPECT_FALSE(party.isWhole());
+  EXPECT_EQ(party.isUnseen(3), std::nullopt) << "not known: it is, but is not listed";
+  EXPECT_EQ(party.isUnseen(41), true);
+  EXPECT_EQ(party.isUnseen(42), false);
+  folder_.arrive();
+  folder_.flag(2, &Mail::seen, false);  // an old one, below those that are listed
+  EXPECT_EQ(party.refresh(), newest());
+  EXPECT_EQ(party.isUnseen(2), std::nullopt);
+}
+
+// Those that were left out come in when others are read, not only after sixty refreshes.
+TEST_P(UnseenSetTest, OlderMessagesAreListedWhenNewerOnesAreRead) {
+  for (std::uint32_t uid = 7; uid <= 60; ++uid) {
+    folder_.arrive();
+  }
+  for (std::uint32_t uid = 2; uid <= 60; uid += 2) {
+    folder_.flag(uid, &Mail::seen, true);
+  }
+  Party party(folder_, GetParam(), {}, 10);
+  (void)party.refresh();
+  for (std::uint32_t uid = 9; uid <= 59; uid += 2) {
+    folder_.flag(uid, &Mail::seen, true);
+    (void)party.refresh();
+  }
+  EXPECT_EQ(party.refresh(), folder_.unread());
+  EXPECT_TRUE(party.isWhole());
 }
 
 // A folder that was restored from a backup has lower numbers, and the old ones mean nothing.

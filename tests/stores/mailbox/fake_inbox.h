@@ -69,6 +69,8 @@ struct FakeServer {
   Result<void> listing;
   Result<void> marking;
   Result<void> opening;
+  /// Whether a listing has all unread messages.
+  bool listsAll = true;
 
   /// What was asked, in order: "seen ID", "unseen ID", "close", "sync", "user asks".
   std::vector<std::string> asked;
@@ -172,6 +174,7 @@ class FakeInbox::Listing : public InboxListing {
   }
 
   std::size_t size() const override { return ids_.size(); }
+  bool isWhole() const override { return inbox_.server_.listsAll; }
   std::string entryId(std::size_t index) const override { return ids_[index]; }
   bool seen(std::size_t index) const override { return seen_[index]; }
 

@@ -191,6 +191,26 @@ TEST_F(ReadMarksTest, AMessageMissingFromOneListingIsNotSettled) {
   EXPECT_TRUE(journaled(id)) << "missing from one listing again";
 }
 
+// It would be forwarded again when it is listed again, as others are read.
+TEST_F(ReadMarksTest, AMessageMissingFromAPartOfTheInboxIsNotSettled) {
+  const std::string id = server.deliver();
+  server.marking = Error{EROFS, "the inbox is read-only"};
+  forward(entry());
+  server.listsAll = false;
+  server.messages.clear();
+  for (int listing = 0; listing < 3; ++listing) {
+    ++server.changes;
+    list();
+  }
+  EXPECT_TRUE(journaled(id));
+  server.listsAll = true;
+  for (int listing = 0; listing < 2; ++listing) {
+    ++server.changes;
+    list();
+  }
+  EXPECT_FALSE(journaled(id));
+}
+
 // After a lost connection a new listing was fetched before the queue had been sent.
 TEST_F(ReadMarksTest, AMessageWhoseMarkIsOnItsWayCountsAsReadWhateverTheServerShows) {
   const std::string id = server.deliver();
