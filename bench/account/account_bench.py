@@ -6,7 +6,8 @@ the program, by a raw client that does the same network work and the same syncs,
 over imaplib and smtplib. "classic": the same by imapfilter and fetchmail, driving a command for each
 message. "send": 500 messages of an outbox over SMTP, by the program and by the raw client on one connection,
 at three distances. "quiet": a check that finds nothing new among 10,000 decided messages. "large": messages
-with attachments of 25 MB. Without a part, all of them. The clients take turns, and each figure is the median
+with attachments of 25 MB. "huge": half a million unread messages, at a server that makes them when they are asked
+for. Without a part, all of them. The clients take turns, and each figure is the median
 of its runs, from the client's start to the last accepted message; that of the program begins with its command,
 when it has started. Nothing stands between the clients and the servers in these runs but the distance, which
 a proxy makes; the round trips are counted by a proxy in a run of its own. Prints the rows of the table in
@@ -28,6 +29,7 @@ import time
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent.parent / "tests/support/servers"))
 import client  # noqa: E402
+from huge_server import HugeServer  # noqa: E402
 
 ROUNDS = 3
 UNREAD = 1000
@@ -410,7 +412,25 @@ class Bench:
         run.close()
 
 
-PARTS = ("forward", "classic", "send", "quiet", "large", "crowded")
+    def huge(self):
+        """The first check, one that finds nothing new, and one that forwards. No two unread messages adjoin."""
+        many, new = 500000, 20
+        server, run = HugeServer(many), self.new_run()
+        program = Program(self.console, run, ACCOUNT.format(port=server.port, user="me"))
+        program.command("answer Yes OK OK\nstart\n")
+        for checks in (1, 2):
+            program.wait_for(lambda: program.output.read_bytes().count(b"Completed Email Check") == checks)
+            if checks == 1:
+                self.claim(f"the first check of {many:,} unread messages, in seconds",
+                           time.monotonic() - run.begun, 30)
+        server.arrive(new, wanted=True)
+        program.wait_for(lambda: run.taken() >= new)
+        self.claim(f"peak memory with {many:,} unread messages, in MB", program.close(), MEMORY)
+        server.close()
+        run.close()
+
+
+PARTS = ("forward", "classic", "send", "quiet", "large", "crowded", "huge")
 
 
 def main():
