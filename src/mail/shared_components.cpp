@@ -115,8 +115,6 @@ std::shared_ptr<MailItem> PassThroughSafeItem::GetAssociatedTask() {
   return wrapped("SafeItem.GetAssociatedTask").GetAssociatedTask();
 }
 
-// The engine adds a key only after it has asked for it. The error of a second one is that of the
-// component whose place this class takes, so that nobody relies on overwriting.
 // The slot of the key, or the free one where it would go. There must be a free one.
 std::size_t TextDictionary::slotOf(std::string_view key) const {
   const std::size_t mask = slots_.size() - 1;
@@ -170,6 +168,8 @@ bool TextDictionary::Exists(const std::string& key) const {
   return !slots_.empty() && slots_[slotOf(key)] != 0;
 }
 
+// The engine adds a key only after it has asked for it. The error of a second one is that of the
+// component whose place this class takes, so that nobody relies on overwriting.
 void TextDictionary::Add(const std::string& key, const std::string& /*item*/) {
   if ((count_ + 1) * 4 > slots_.size() * 3) {
     grow();
