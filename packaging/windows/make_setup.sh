@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # make_setup.sh STAGE VERSION FOLDER: makes relaybird-setup.exe and relaybird-portable.zip in FOLDER, which install
 # and hold the files of STAGE. The same files and the same SOURCE_DATE_EPOCH (1 January 2026 if it is not set) give
-# the same bytes. Gives the files of STAGE that time.
+# the same bytes. Gives the files of STAGE that time, and the access rights of programs and texts.
 # shellcheck disable=SC2016  # The variables in single quotes are the installer's own.
 set -euo pipefail
 root=$(realpath "$(dirname "$0")/../..")
@@ -9,12 +9,13 @@ stage=$(realpath "$1")
 version=$2
 mkdir -p "$3"
 folder=$(realpath "$3")
-# The installer and the archive store times, the archive local ones.
+# The installer and the archive store times, the archive local ones. It stores access rights too.
 export TZ=UTC LC_ALL=C
 epoch=${SOURCE_DATE_EPOCH:-1767225600}
 
 lists=$(mktemp -d "${TMPDIR:-/tmp}/relaybird-setup.XXXXXX")
 trap 'rm -rf "$lists"' EXIT
+find "$stage" '(' -type d -o -name '*.exe' ')' -exec chmod 755 {} + -o -exec chmod 644 {} +
 find "$stage" -exec touch --no-dereference --date="@$epoch" {} +
 mapfile -t files < <(cd "$stage" && find . -type f -printf '%P\n' | sort)
 mapfile -t folders < <(cd "$stage" && find . -mindepth 1 -type d -printf '%P\n' | sort --reverse)
