@@ -26,6 +26,7 @@ LIBRARY = BUILD / "tests/outlook_double/outlook_double.dll"
 CONTROL = BUILD / "tests/outlook_double/outlook_double_control.exe"
 CONSOLE = BUILD / "src/app/relaybird-console.exe"
 CLOCK = pathlib.Path(__file__).resolve().parent / "shifted_clock.cpp"
+PROBE = pathlib.Path(__file__).resolve().parent / "desktop_probe.cpp"
 DEADLINE = 60  # seconds; a loaded machine needs some
 
 ONE_ADDRESS = "[default]\r\nmstrFwdToAddress_num=1\r\nmstrFwdToAddress_1=cell@phone.example\r\n"
@@ -416,6 +417,49 @@ class StoriesOfTheLibrary(Story):
         console.test_cycle()
         console.send("wait idle 60")
         self.assertEqual(console.quit(), 0)
+        self.assertEqual(sorted(self.double.sent()), ["FW: one", "FW: three", "FW: two"])
+
+
+class StoriesOfTheSession(Story):
+    """The user logs off. That is announced to a window, so that Wine has a screen here."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.probe = SCRATCH / "desktop_probe.exe"
+        subprocess.run(["x86_64-w64-mingw32-g++-posix", "-std=c++20", "-O1", "-static", "-municode",
+                        "-D_WIN32_WINNT=0x0A00", "-DNTDDI_VERSION=0x0A000006", "-o", cls.probe, PROBE], check=True)
+        reading, writing = os.pipe()
+        with open(SCRATCH / "screen.log", "wb") as log:
+            screen = subprocess.Popen(["Xvfb", "-displayfd", str(writing), "-nolisten", "tcp"], pass_fds=[writing],
+                                      stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        cls.addClassCleanup(screen.wait)
+        cls.addClassCleanup(screen.kill)
+        # Before the screen goes; the next stories have none.
+        cls.addClassCleanup(start_wine)
+        os.close(writing)
+        with open(reading, encoding="ascii") as number:
+            start_wine(DISPLAY=":" + number.readline().strip())
+
+    def test_the_forward_in_hand_is_finished_before_the_session_ends(self):
+        subjects = ["one", "two", "three"]
+        self.double.stay()
+        for subject in subjects:
+            self.double.tell("deliver", subject=subject, id=subject, address="bob@example.com")
+        self.double.tell("wait", call="SafeItem.Send", skip=1, times=1, milliseconds=4000)
+        console = self.start()
+        console.send("answer OK Yes OK", "test")
+        eventually("the first forward", self.double.sent)
+        self.assertEqual(wine(self.probe, "end-session", "RelaybirdSessionEnd")[0], 0)
+        # Windows may end the process at once when that was answered.
+        sent = self.double.sent()
+        self.assertEqual(len(sent), 2)
+        # Sent and not marked as read, it would be sent again.
+        left = [subject for subject in subjects if f"FW: {subject}" not in sent]
+        self.assertEqual(self.double.unread(), left)
+        self.assertEqual(exit_status(console.process, "the console"), 0)
+        again = self.start()
+        again.test_cycle()
+        self.assertEqual(again.quit(), 0)
         self.assertEqual(sorted(self.double.sent()), ["FW: one", "FW: three", "FW: two"])
 
 

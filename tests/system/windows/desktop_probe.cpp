@@ -5,6 +5,9 @@
 //                                    title, as a task bar that ends does
 //   desktop_probe task-bar           announces that the task bar was made anew
 //   desktop_probe texts TITLE        prints the texts in the window with this title
+//   desktop_probe end-session CLASS  tells the window of this class that the session ends, and
+//   waits
+//                                    for its answer
 //   desktop_probe in-console WORD... starts a program from a process that has a console, and prints
 //                                    what comes onto that console
 //
@@ -68,6 +71,17 @@ bool printTexts(const wchar_t* title) {
   return window != nullptr;
 }
 
+bool endSession(const wchar_t* windowClass) {
+  constexpr UINT kLimit = 60000;  // milliseconds
+  HWND const window = FindWindowW(windowClass, nullptr);
+  DWORD_PTR agrees = FALSE;
+  DWORD_PTR answer = 0;
+  return window != nullptr &&
+         SendMessageTimeoutW(window, WM_QUERYENDSESSION, 0, 0, SMTO_NORMAL, kLimit, &agrees) != 0 &&
+         agrees != FALSE &&
+         SendMessageTimeoutW(window, WM_ENDSESSION, TRUE, 0, SMTO_NORMAL, kLimit, &answer) != 0;
+}
+
 DWORD WINAPI printAll(void* pipe) {
   char bytes[512];
   DWORD size = 0;
@@ -118,6 +132,8 @@ int wmain(int count, wchar_t** words) {
     done = announceTaskBar();
   } else if (what == L"texts" && count == 3) {
     done = printTexts(words[2]);
+  } else if (what == L"end-session" && count == 3) {
+    done = endSession(words[2]);
   } else if (what == L"in-console") {
     done = inConsole(
         commandLine((std::wstring(words[0]) + L" as-parent").c_str(), words + 2, count - 2));
