@@ -370,6 +370,7 @@ class Flood : public Network {
       return 17;
     }
     void wantToSend(bool) override {}
+    void wantToReceive(bool) override {}
 
    private:
     Flood& flood_;

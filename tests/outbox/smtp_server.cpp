@@ -175,6 +175,7 @@ class WatchedConnection : public Connection {
     return real_->receive(to, most);
   }
   void wantToSend(bool want) override { real_->wantToSend(want); }
+  void wantToReceive(bool want) override { real_->wantToReceive(want); }
 
  private:
   std::unique_ptr<Connection> real_;

@@ -74,6 +74,7 @@ class ServerEnd::ClientEnd : public Connection {
     const std::size_t count = std::min(most, end_->arrived_.size());
     to.append(end_->arrived_, 0, count);
     end_->arrived_.erase(0, count);
+    end_->leftOver_ = !end_->arrived_.empty();
     if (count == 0 && most > 0 && end_->coming_ && end_->outgoing_.empty()) {
       end_->endWith(*end_->coming_);
     }
@@ -81,6 +82,7 @@ class ServerEnd::ClientEnd : public Connection {
   }
 
   void wantToSend(bool want) override { end_->wantsToSend_ = want; }
+  void wantToReceive(bool want) override { end_->wantsToReceive_ = want; }
 
  private:
   std::shared_ptr<ServerEnd> end_;
@@ -145,8 +147,8 @@ void ServerEnd::endWith(ConnectFailure failure) {
 }
 
 bool ServerEnd::readable() const {
-  return state_ == Connection::State::kOpen &&
-         (!arrived_.empty() || (coming_ && outgoing_.empty()));
+  const bool input = !arrived_.empty() && (wantsToReceive_ || leftOver_);
+  return state_ == Connection::State::kOpen && (input || (coming_ && outgoing_.empty()));
 }
 
 // Returns whether wait() has to tell the client something.

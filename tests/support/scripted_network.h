@@ -127,6 +127,8 @@ class ServerEnd {
   std::optional<ConnectFailure> coming_;  // the failure that follows what was said
   bool changed_ = false;
   bool wantsToSend_ = false;
+  bool wantsToReceive_ = true;
+  bool leftOver_ = false;  // by the client's last receive()
 
   std::string inFlight_;  // sent by the client, not heard yet
   std::string heard_;

@@ -229,6 +229,34 @@ TEST_F(ScriptedNetworkTest, WantingToSendEndsEachWaitWhileThereIsRoom) {
   EXPECT_EQ(waited(1s), 1s) << "the buffer of a server that hangs stays full";
 }
 
+TEST_F(ScriptedNetworkTest, InputThatIsNotWantedEndsNoWaitUnlessItWasLeftOver) {
+  serveEcho();
+  const auto connection = opened();
+  connection->wantToReceive(false);
+  network.end(0).say("unasked\r\n");
+  EXPECT_EQ(waited(1min), 1min);
+  std::string in;
+  EXPECT_EQ(connection->receive(in, 2), 2U);
+  EXPECT_EQ(waited(1min), 0ms);
+  EXPECT_EQ(in + received(*connection), "unasked\r\n");
+  EXPECT_EQ(waited(1min), 1min);
+  network.end(0).say("again\r\n");
+  EXPECT_EQ(waited(1min), 1min);
+  connection->wantToReceive(true);
+  EXPECT_EQ(waited(1min), 0ms);
+}
+
+TEST_F(ScriptedNetworkTest, TheEndIsReportedWhereInputIsNotWanted) {
+  serveEcho();
+  const auto connection = opened();
+  connection->wantToReceive(false);
+  network.end(0).say("bye\r\n");
+  network.after(10s, [&] { network.end(0).close(); });
+  EXPECT_EQ(waited(1min), 10s);
+  EXPECT_EQ(received(*connection), "bye\r\n");
+  EXPECT_EQ(connection->state(), State::kEnded);
+}
+
 TEST_F(ScriptedNetworkTest, AServerWhoseOutputIsNotReadStopsHearing) {
   serveEcho([](ServerEnd& end) { end.keepUnreadBelow(6); });
   const auto connection = opened();

@@ -335,6 +335,7 @@ void CurlConnection::end(ConnectFailure failure) {
 }
 
 void CurlConnection::closeHandle() {
+  endWatch_.reset();
   if (easy_) {
     curl_multi_remove_handle(network_.multi_, easy_.get());
     easy_.reset();
@@ -355,12 +356,22 @@ bool CurlConnection::progress() {
                      (mayHaveInput_ || coming_ || (wantsToSend_ && pending_.empty())));
 }
 
-std::optional<curl_socket_t> CurlConnection::openSocket() const {
+// What waits to be sent is waited for at the socket itself, where input ends the wait too.
+std::optional<curl_socket_t> CurlConnection::openSocket() {
   curl_socket_t socket = CURL_SOCKET_BAD;
   if (state_ == State::kOpen) {
     curl_easy_getinfo(easy_.get(), CURLINFO_ACTIVESOCKET, &socket);
   }
-  return socket == CURL_SOCKET_BAD ? std::nullopt : std::optional(socket);
+  if (socket == CURL_SOCKET_BAD) {
+    return std::nullopt;
+  }
+  if (!wantsToReceive_ && pending_.empty()) {
+    if (!endWatch_) {
+      endWatch_.emplace(socket);
+    }
+    return endWatch_->descriptor().value_or(socket);
+  }
+  return socket;
 }
 
 short CurlConnection::pollEvents() const {

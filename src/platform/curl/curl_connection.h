@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "platform/curl/curl_network.h"
+#include "platform/curl/end_watch.h"
 #include "platform/curl/opening_lines.h"
 #include "platform/system/network.h"
 
@@ -34,6 +35,7 @@ class CurlConnection : public Connection {
   std::size_t send(std::string_view bytes) override;
   std::size_t receive(std::string& to, std::size_t most) override;
   void wantToSend(bool want) override { wantsToSend_ = want; }
+  void wantToReceive(bool want) override { wantsToReceive_ = want; }
 
   // For CurlNetwork, in wait():
 
@@ -41,8 +43,8 @@ class CurlConnection : public Connection {
   void openingDone(CURLcode code);
   /// Sends what waits. Returns whether Network::wait() has to end for this connection.
   bool progress();
-  /// What to wait for, while the connection is open.
-  std::optional<curl_socket_t> openSocket() const;
+  /// What to wait for, while the connection is open: these events of this descriptor.
+  std::optional<curl_socket_t> openSocket();
   short pollEvents() const;
   /// Returns whether Network::wait() has to end for these events.
   bool polled(short events);
@@ -98,7 +100,9 @@ class CurlConnection : public Connection {
   bool changed_ = false;
   bool mayHaveInput_ = false;
   bool wantsToSend_ = false;
-  std::string pending_;  // accepted, but not sent yet
+  bool wantsToReceive_ = true;
+  std::optional<EndWatch> endWatch_;  // made when it is first needed
+  std::string pending_;               // accepted, but not sent yet
   std::size_t pendingSent_ = 0;
 };
 

@@ -105,6 +105,12 @@ class Connection {
   virtual std::size_t receive(std::string& to, std::size_t most) = 0;
   /// Whether Network::wait() also ends when this connection accepts output; false at first.
   virtual void wantToSend(bool want) = 0;
+  /// Whether Network::wait() also ends when input arrives; true at first. Without it, input waits
+  /// in the system until receive() is called for another reason, and the server may have to stop
+  /// sending meanwhile; the connection's end is still reported at once, unless so much input waits
+  /// that it cannot get through. Input that receive() has left over is reported in any case. It is
+  /// a wish to sleep: an implementation that cannot tell the end from input reports both.
+  virtual void wantToReceive(bool want) = 0;
 };
 
 /// A line of a protocol for the verbose log, without its line end. Secrets are replaced already.
@@ -124,9 +130,9 @@ class Network {
                                               const std::optional<SignIn>& signIn,
                                               std::chrono::milliseconds limit,
                                               std::function<void(ProtocolLine)> trace) = 0;
-  /// Returns once a connection has changed its state or step, as long as one has input or an end
-  /// that receive() has not taken yet, or wants to send and accepts output, after wake(), or when
-  /// the time is over. It may return without any of these.
+  /// Returns once a connection has changed its state or step, as long as one has an end, or input
+  /// that it wants to receive, that receive() has not taken yet, or wants to send and accepts
+  /// output, after wake(), or when the time is over. It may return without any of these.
   virtual void wait(std::chrono::milliseconds limit) = 0;
   /// Ends a wait() under way, or else the next one, at once. Any thread.
   virtual void wake() = 0;

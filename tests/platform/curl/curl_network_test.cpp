@@ -395,6 +395,93 @@ TEST_F(CurlNetworkTest, BytesThatArriveInOneRecordAreAllReportedWithoutWaiting) 
   EXPECT_LT(network.steadyTime() - before, 9s);
 }
 
+// --- Input that is not wanted ---
+
+// It ended the wait, so an idle program woke for each word of a server.
+TEST_P(EveryServer, ThatSaysWhatIsNotWantedDoesNotEndAWaitAndIsReadAfterIt) {
+  const auto made = talk(GetParam().first, GetParam().second);
+  const auto connection = opened(serveBy(made, [made](Peer& peer) {
+    openTalk(peer, made);
+    peer.line();
+    peer.say("* 3 EXISTS\r\n");
+    peer.line();  // noted as seen, so what was said has arrived
+    peer.untilEnd();
+  }));
+  ASSERT_EQ(connection->state(), State::kOpen) << connection->failure()->words;
+  std::string in;
+  connection->receive(in, kAny);
+  connection->wantToReceive(false);
+  connection->send("go\r\nand on\r\n");
+  const auto limit = network.steadyTime() + 60s;
+  while (server->seen().back() != "and on") {
+    ASSERT_LT(network.steadyTime(), limit);
+    network.wait(1ms);
+  }
+  const auto before = network.steadyTime();
+  network.wait(100ms);
+  EXPECT_GE(network.steadyTime() - before, 100ms);
+  connection->receive(in, kAny);
+  EXPECT_EQ(in, "* 3 EXISTS\r\n");
+}
+
+TEST_P(EveryServer, ThatEndsTheConnectionEndsAWaitInWhichInputIsNotWanted) {
+  const auto made = talk(GetParam().first, GetParam().second);
+  const auto connection = opened(serveBy(made, [made](Peer& peer) {
+    openTalk(peer, made);
+    peer.line();
+    peer.say("* BYE so long\r\n");
+  }));
+  ASSERT_EQ(connection->state(), State::kOpen) << connection->failure()->words;
+  std::string in;
+  connection->receive(in, kAny);
+  connection->wantToReceive(false);
+  connection->send("go\r\n");
+  const auto before = network.steadyTime();
+  waitWhile([&] {
+    connection->receive(in, kAny);
+    return connection->state() == State::kOpen;
+  });
+  EXPECT_LT(network.steadyTime() - before, 9s) << "found by the end of the time alone";
+  EXPECT_EQ(in, "* BYE so long\r\n");
+  EXPECT_EQ(connection->failure()->cause, Cause::kClosed);
+}
+
+// The rest lies in the memory of the encryption, and no descriptor tells of it.
+TEST_F(CurlNetworkTest, InputThatWasReadInPartEndsEachWaitAlthoughNoneIsWanted) {
+  const auto connection = opened(serveBy(imapTls(), [made = imapTls()](Peer& peer) {
+    openTalk(peer, made);
+    peer.line();
+    peer.say(std::string(10000, 'x') + "\n");
+    peer.untilEnd();
+  }));
+  ASSERT_EQ(connection->state(), State::kOpen);
+  connection->send("go\r\n");
+  std::string in;
+  waitWhile([&] { return connection->receive(in, 100) == 0; });
+  connection->wantToReceive(false);
+  const auto before = network.steadyTime();
+  waitWhile([&] {
+    connection->receive(in, 100);
+    return !in.ends_with('\n');
+  });
+  EXPECT_EQ(in.size(), 10001U);
+  EXPECT_LT(network.steadyTime() - before, 9s);
+}
+
+TEST_F(CurlNetworkTest, WakingEndsAWaitInWhichInputIsNotWanted) {
+  const auto connection = opened(serve(imapTls()));
+  std::string nothing;
+  connection->receive(nothing, kAny);
+  connection->wantToReceive(false);
+  const auto before = network.steadyTime();
+  std::thread other([&] { network.wake(); });
+  network.wait(1min);
+  other.join();
+  EXPECT_LT(network.steadyTime() - before, 30s);
+}
+
+// --- The end ---
+
 TEST_F(CurlNetworkTest, ADestroyedConnectionIsClosedAtOnce) {
   auto connection = opened(serve(imapTls()));
   connection.reset();
