@@ -40,6 +40,11 @@ class StoreSlot : public ObjectFactory, public OutgoingMail {
       store_->outgoing().userAsks();
     }
   }
+  void minutePassed() override {
+    if (store_) {
+      store_->outgoing().minutePassed();
+    }
+  }
 
  private:
   MailStore& theStore() const {

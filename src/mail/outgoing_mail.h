@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a store has apart from its objects, because no mail application offers it: the state of mail
 // that it has accepted but that may not have left this computer yet, notices for the activity log,
-// and what the user wants at once.
+// what the user wants at once, and the minutes between the checks.
 #pragma once
 
 #include <cstddef>
@@ -65,6 +65,10 @@ class OutgoingMail {
   /// a check of the schedule: a wrong password that is repeated locks the account at many
   /// providers. Never fails.
   virtual void userAsks() {}
+  /// To be called each minute while the minutes to the next check are counted. A store does now
+  /// what it would wake up for before the next minute, so that the computer wakes once for both.
+  /// Returns at once and never fails.
+  virtual void minutePassed() {}
 };
 
 }  // namespace relaybird

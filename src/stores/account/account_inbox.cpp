@@ -21,6 +21,10 @@ using SteadyClock = std::chrono::steady_clock;
 // Events are run at least so often while a call waits.
 constexpr std::chrono::milliseconds kEventPause{40};
 
+// The session's thread answers in less than a millisecond, unless it waits for a slow disk. After
+// this time the listing is made from what is known; what is missing comes with the next one.
+constexpr std::chrono::seconds kHearingLimit{2};
+
 }  // namespace
 
 AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading threading)
@@ -170,6 +174,14 @@ Result<void> AccountInbox::refresh() {
   return {};
 }
 
+// Takes what the server has said since it was last read, so that a message that was announced
+// before the listing is in it.
+Result<void> AccountInbox::hear() {
+  const std::uint64_t number = session_->wantHeard();
+  const auto until = now() + kHearingLimit;
+  return waitUntil([&] { return session_->heard(number) || now() >= until; });
+}
+
 bool AccountInbox::isCurrent() const {
   const auto status = session_->status();
   const bool unchanged = session_->look(
@@ -180,6 +192,11 @@ bool AccountInbox::isCurrent() const {
 }
 
 Result<std::shared_ptr<InboxListing>> AccountInbox::list() {
+  if (isCurrent()) {
+    if (const auto heard = hear(); !heard) {
+      return heard.error();
+    }
+  }
   if (!isCurrent()) {
     if (const auto refreshed = refresh(); !refreshed) {
       return refreshed.error();

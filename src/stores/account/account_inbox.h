@@ -44,6 +44,7 @@ class AccountInbox : public Inbox {
   Result<void> alive() override;
   Result<void> signIn() override;
   void userAsks() override { session_->tryAgain(); }
+  void minutePassed() override { session_->takeAlong(now()); }
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override;
@@ -58,6 +59,7 @@ class AccountInbox : public Inbox {
   void sortMark(ImapWork& work, const std::string& entryId, MarkReport& report) const;
   void markHere(const std::string& entryId, bool seen);
   Result<void> refresh();
+  Result<void> hear();
   std::chrono::milliseconds now() const;
   Error silence() const;
   Result<void> waitUntil(const std::function<bool()>& reached);

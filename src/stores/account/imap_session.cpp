@@ -52,18 +52,49 @@ void ImapSession::close() {
   world_.network.wake();
 }
 
+std::uint64_t ImapSession::wantHeard() {
+  const std::uint64_t number = ++hearingAsked_;
+  world_.network.wake();
+  return number;
+}
+
+bool ImapSession::heard(std::uint64_t number) const {
+  const std::lock_guard lock(mutex_);
+  return heard_ >= number;
+}
+
+void ImapSession::takeAlong(std::chrono::milliseconds now) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!status_.up || wakesAt_ - now > kTakenAlong) {
+      return;
+    }
+    wakesEarly_ = true;
+  }
+  world_.network.wake();
+}
+
 bool ImapSession::step() {
   world_.network.wait(wait_);
+  const std::uint64_t asked = hearingAsked_;  // first: what is asked from now on needs another step
   receive();
   std::unique_lock lock(mutex_);
   const std::uint64_t before = status_.news;
   now_ = world_.network.steadyTime();
+  ahead_ = std::exchange(wakesEarly_, false) ? Time(kTakenAlong) : Time(0);
   advance(lock);
   writeBodies(lock);
+  if (drained_ && heard_ != asked) {
+    heard_ = asked;
+    changedSomething();
+  }
   const bool news = status_.news != before;
   const bool ended = ended_;
-  wait_ = std::max(nextMoment() - now_, Time(0));
+  if (connection_) {
+    connection_->wantToReceive(!onlyIdles());
+  }
   const std::string unsaved = std::exchange(saveDue_, false) ? identities_.takeUnsaved() : "";
+  planWait();  // after that, or it would wake to save what is being saved
   lock.unlock();
   if (!unsaved.empty()) {
     save(unsaved);
@@ -169,8 +200,9 @@ void ImapSession::onOpened(const ImapOpened& opened) {
 // the step in which the connection opens is taken in the next one.
 void ImapSession::receive() {
   input_.clear();
-  while (client_ && input_.size() < kReceivedAtOnce &&
-         connection_->receive(input_, kReceivedAtOnce - input_.size()) > 0) {
+  drained_ = !client_;
+  while (!drained_ && input_.size() < kReceivedAtOnce) {
+    drained_ = connection_->receive(input_, kReceivedAtOnce - input_.size()) == 0;
   }
 }
 
@@ -236,7 +268,7 @@ void ImapSession::keepFresh() {
   if (work_.marksWaiting() == 0) {
     markSince_.reset();
   }
-  if (now_ - savedAt_ >= kSaveInterval || identities_.isUrgent()) {
+  if (isDue(savedAt_ + kSaveInterval) || identities_.isUrgent()) {
     wantSave();
   }
   ImapDialogue& dialogue = client_->dialogue();
@@ -247,18 +279,18 @@ void ImapSession::keepFresh() {
   if (leaving_ || dialogue.owesReply()) {
     return;
   }
-  if (dialogue.idling() && now_ - idleSince_ >= kIdleRenewal) {
+  if (dialogue.idling() && isDue(idleSince_ + kIdleRenewal)) {
     dialogue.endIdle();
     idleSince_ = now_;
   } else if (!dialogue.idling()) {
     // One that ends IDLE at once must not be asked over and over.
-    const bool paused = dialogue.idleCut() && now_ - idleSince_ < kNoopInterval;
+    const bool paused = dialogue.idleCut() && !isDue(idleSince_ + kNoopInterval);
     if (now_ >= noIdleUntil_ && !paused) {
       client_->idle([this] { noIdleUntil_ = now_ + kIdleRefusalLife; });
       idleSince_ = dialogue.idling() ? now_ : idleSince_;
     }
     status_.idles = dialogue.idling();
-    if (!dialogue.idling() && now_ - idleSince_ >= kNoopInterval) {
+    if (!dialogue.idling() && isDue(idleSince_ + kNoopInterval)) {
       client_->noop([](const Result<void>&) {});
       idleSince_ = now_;
     }
@@ -304,6 +336,7 @@ void ImapSession::save(const std::string& unsaved) {
   if (const auto saved = identities_.writeToDisk(unsaved); !saved) {
     const std::lock_guard lock(mutex_);
     identities_.keepUnsaved();
+    planWait();
     world_.complain(saved.error().text);
   }
 }
@@ -322,6 +355,21 @@ void ImapSession::writeBodies(std::unique_lock<std::mutex>& lock) {
 
 ImapSession::Time ImapSession::silenceLimit() const {
   return client_->awaitsSlowReply() ? Time(kSearchSilenceLimit) : Time(kSilenceLimit);
+}
+
+// Whether the server reports changes by itself, and nothing else is under way or wanted. What it
+// says can wait then.
+bool ImapSession::onlyIdles() const {
+  if (!client_ || !status_.up || leaving_ || markSince_ || work_.wantsAnything()) {
+    return false;
+  }
+  ImapDialogue& dialogue = client_->dialogue();
+  return dialogue.idling() && !dialogue.owesReply() && dialogue.output().empty();
+}
+
+void ImapSession::planWait() {
+  wakesAt_ = nextMoment();
+  wait_ = std::max(wakesAt_ - now_, Time(0));
 }
 
 ImapSession::Time ImapSession::nextMoment() const {

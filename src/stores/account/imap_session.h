@@ -6,8 +6,14 @@
 // All state is guarded by one lock, which is held except while the thread waits or works on the
 // disk, so that the user-interface thread waits for neither when it looks at what is there. All
 // waits have limits, measured by Network::steadyTime().
+//
+// While the server reports changes by itself (IDLE) and nothing is wanted, what it says is left
+// unread and does not wake the thread; the end of the connection does. Whoever asks for the
+// messages asks for what was said as well, by wantHeard(). A server that says so much that it does
+// not get through has to wait until then, or until IDLE is renewed, which harms nobody.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -58,6 +64,9 @@ inline constexpr std::chrono::seconds kUsersPause{2};
 inline constexpr std::chrono::minutes kStableAfter{1};
 /// What is needed to recognise messages again is written to disk so often.
 inline constexpr std::chrono::minutes kSaveInterval{1};
+/// What the session's thread would wake up for within so long is done at once when takeAlong() is
+/// called: a little more than the minute that lies between two calls.
+inline constexpr std::chrono::seconds kTakenAlong{75};
 /// What is left for marks under way when the store is closed.
 inline constexpr std::chrono::seconds kFarewellLimit{3};
 
@@ -138,6 +147,15 @@ class ImapSession {
     const std::lock_guard lock(mutex_);
     return act(work_);
   }
+  /// Lets the session's thread read what the server has said until now, and do what follows from
+  /// it. Returns a number for heard().
+  std::uint64_t wantHeard();
+  /// Whether that is done. Also where there is no connection, but perhaps only after a try to
+  /// connect.
+  bool heard(std::uint64_t number) const;
+  /// The program is awake in any case: has the session's thread do now what it would do by itself
+  /// within kTakenAlong. Does not wake it for nothing. `now` as of Network::steadyTime().
+  void takeAlong(std::chrono::milliseconds now);
   /// Returns once Status::news is above `seen`, or after `limit`, in real time.
   void waitForNews(std::uint64_t seen, std::chrono::milliseconds limit) const;
   /// Sends the marks that wait, says goodbye and ends, within kFarewellLimit; step() returns false
@@ -168,6 +186,9 @@ class ImapSession {
   void save(const std::string& unsaved);
   void writeBodies(std::unique_lock<std::mutex>& lock);
   void pause();
+  bool isDue(Time moment) const { return now_ + ahead_ >= moment; }
+  bool onlyIdles() const;
+  void planWait();
   Time nextMoment() const;
   Time silenceLimit() const;
   void changedSomething() { ++status_.news; }
@@ -185,9 +206,16 @@ class ImapSession {
   std::unique_ptr<ImapClient> client_;
   std::optional<Error> loss_;  // found within a call of the client; the connection ends after it
   std::string input_;
+  bool drained_ = true;  // receive() has left nothing
 
-  Time wait_{0};  // of the next step
+  std::atomic<std::uint64_t> hearingAsked_{0};
+  std::uint64_t heard_ = 0;
+
+  Time wait_{0};     // of the next step
+  Time wakesAt_{0};  // the end of that wait
+  bool wakesEarly_ = false;
   Time now_{0};
+  Time ahead_{0};        // how much of the future is done now
   Time nextTry_{0};      // by itself
   Time mayAskAgain_{0};  // because something is wanted
   Time lostAt_{0};       // when the last try failed, or the connection was lost

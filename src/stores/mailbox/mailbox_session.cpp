@@ -80,6 +80,12 @@ void MailboxSession::userAsks() {
   }
 }
 
+void MailboxSession::minutePassed() {
+  if (!closed_) {
+    inbox_->minutePassed();
+  }
+}
+
 // The inbox comes first: where it cannot be used, no outbox is made and no lock is taken.
 void MailboxSession::use(Result<void> (Inbox::*usable)()) {
   requireNotClosed();

@@ -43,8 +43,9 @@ class MailboxSession {
   void requireAlive();
   /// May wait for a server. Throws MailLogonError where that refuses the user.
   void signIn();
-  /// Does nothing once the session is closed.
+  /// These do nothing once the session is closed.
   void userAsks();
+  void minutePassed();
   /// Writes the mark that is held back, unless its message is just being read, ends a delivery
   /// under way, and makes every later call throw.
   void close();

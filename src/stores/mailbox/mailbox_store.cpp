@@ -269,6 +269,7 @@ class StoreOutgoing : public OutgoingMail {
   std::size_t recentlyWaiting() override { return session_->recentlyWaiting(); }
   void tryAgain(std::function<void()> done) override { session_->tryAgain(std::move(done)); }
   void userAsks() override { session_->userAsks(); }
+  void minutePassed() override { session_->minutePassed(); }
 
  private:
   SessionRef session_;

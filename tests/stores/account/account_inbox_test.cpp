@@ -77,16 +77,67 @@ TEST_F(AccountInboxTest, ListsUnreadMessagesOldestFirst) {
 
 TEST_F(AccountInboxTest, ReturnsTheSameListingUntilTheServerReportsAChange) {
   const auto first = list();
-  serve(3);
+  serve(4);
   house_.account.commands.clear();
   EXPECT_EQ(list(), first);
   EXPECT_THAT(house_.account.commands, IsEmpty());
   house_.account.add(9, simpleMail("m9"));
   house_.network.end(0).say("* 5 EXISTS\r\n");
-  serve(2);
   EXPECT_THAT(ids(*list()),
               ElementsAre("imap-7-1", "imap-7-2", "imap-7-3", "imap-7-4", "imap-7-9"));
   EXPECT_EQ(house_.account.count("UID SEARCH"), 1U);
+}
+
+// What an idle server says wakes nobody, so it waits unread until somebody asks.
+TEST_F(AccountInboxTest, AMessageAnnouncedBeforeACheckIsSeenByIt) {
+  list();
+  serve(4);
+  ASSERT_TRUE(inbox_->alive());
+  house_.account.add(9, simpleMail("m9"));
+  house_.network.end(0).say("* OK Still here\r\n* 5 EXISTS\r\n");
+  const auto before = house_.network.steadyTime();
+  EXPECT_EQ(list()->size(), 5U);
+  EXPECT_EQ(house_.network.steadyTime(), before);
+}
+
+TEST_F(AccountInboxTest, AFarewellBeforeACheckMakesItConnectAgain) {
+  list();
+  serve(4);
+  house_.account.add(9, simpleMail("m9"));
+  house_.network.end(0).say("* BYE for now\r\n");
+  EXPECT_EQ(list()->size(), 5U);
+  EXPECT_EQ(house_.network.connections(), 2U);
+}
+
+// The session's thread may wait for a disk.
+TEST_F(AccountInboxTest, ASessionThatDoesNotAnswerHoldsAListingUpForTwoSeconds) {
+  const auto first = list();
+  serve(4);
+  house_.network.end(0).trickle(1, 1s);
+  house_.network.end(0).say(std::string(600, 'x'));
+  const auto before = house_.network.steadyTime();
+  EXPECT_EQ(list(), first);
+  EXPECT_LE(house_.network.steadyTime() - before, 3s);
+}
+
+TEST_F(AccountInboxTest, TakesAlongInAMinuteWhatIsDueBeforeTheNextOne) {
+  list();
+  serve(4);
+  const auto pass = [this](std::chrono::minutes time) {
+    const auto until = house_.network.steadyTime() + time;
+    house_.network.after(time, [] {});
+    while (house_.network.steadyTime() < until) {
+      house_.network.wait(until - house_.network.steadyTime());
+    }
+    const int before = house_.network.wakes();
+    inbox_->minutePassed();
+    return house_.network.wakes() - before;
+  };
+  EXPECT_EQ(pass(5min), 0) << "nothing was due";
+  EXPECT_EQ(pass(3min), 1);
+  house_.account.commands.clear();
+  serve(3);
+  EXPECT_THAT(house_.account.commands, ElementsAre("DONE", "IDLE"));
 }
 
 // A pass after an outage took the failures of the one before for those of the messages.
@@ -140,7 +191,6 @@ TEST_F(AccountInboxTest, RemembersMarksWhereTheFolderMayOnlyBeRead) {
   EXPECT_THAT(house_.notices, ElementsAre(HasSubstr("not mark messages")));
   house_.account.add(9, simpleMail("m9"));
   house_.network.end(0).say("* 5 EXISTS\r\n");
-  serve(2);
   EXPECT_THAT(ids(*list()), ElementsAre("imap-7-2", "imap-7-3", "imap-7-4", "imap-7-9"));
   const MarkReport report = inbox_->syncMarks({"imap-7-1"});
   EXPECT_THAT(report.durable, IsEmpty());

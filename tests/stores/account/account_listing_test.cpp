@@ -144,7 +144,6 @@ TEST_F(AccountListingTest, AsksForNothingAheadThatWasWalkedOver) {
   house_.account.commands.clear();
   EXPECT_TRUE(inbox_->signIn());
   house_.network.end(0).say("* 501 EXISTS\r\n");
-  serve(2);
   const auto listing = list();
   EXPECT_EQ(listing->head(listing->size() - 1, sampleMarks()).headers.subject(), "m600");
   EXPECT_EQ(house_.account.count("UID FETCH 600 "), 1U);

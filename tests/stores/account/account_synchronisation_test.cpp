@@ -25,9 +25,11 @@ TEST_F(AccountSynchronisationTest, WhatAnIdleServerSaysLeavesTheUserInterfaceAsl
   serve(12);
   house_.events.runUntilIdle();
   house_.network.end(0).say("* OK Still here\r\n");
-  serve(3);
+  house_.network.wake();
+  serve(1);
   house_.network.end(0).say("* 5 EXISTS\r\n");
-  serve(3);
+  house_.network.wake();
+  serve(1);
   EXPECT_EQ(house_.events.waiting(), 0U);
 }
 

@@ -31,6 +31,9 @@ TEST_F(AccountThreadTest, AWalkReadsAndMarksWhatAThreadFetches) {
   const auto listing = inbox->list();
   ASSERT_TRUE(listing) << listing.error().text;
   ASSERT_EQ((*listing)->size(), 300U);
+  const auto again = inbox->list();  // asks the thread what the server has said meanwhile
+  ASSERT_TRUE(again) << again.error().text;
+  EXPECT_EQ(*again, *listing);
   for (std::size_t i = 300; i-- > 0;) {
     const InboxHead head = (*listing)->head(i, noMarks());
     ASSERT_FALSE(head.failure) << head.failure->text;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The life of a connection: when it is opened and opened again, how long is waited for what,
-// idling, and the end. What is fetched over it is in imap_session_fetch_test.cpp, read marks are in
-// imap_session_marks_test.cpp.
+// The life of a connection: when it is opened and opened again, how long is waited for what, and
+// the end. Idling is in imap_session_idle_test.cpp, what is fetched in imap_session_fetch_test.cpp,
+// read marks in imap_session_marks_test.cpp.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -44,65 +44,6 @@ TEST_F(ImapSessionTest, AsksOnceForEachFurtherRefreshAndIdlesInBetween) {
   EXPECT_EQ(refresh(), Wanted::kThere);
   EXPECT_THAT(unseen(), ElementsAre(1, 2, 3, 4, 5, 9));
   EXPECT_THAT(account_.commands, ElementsAre("DONE", "NOOP", HasSubstr("UID SEARCH")));
-}
-
-TEST_F(ImapSessionTest, HearsOfChangesWhileItIdles) {
-  refresh();
-  EXPECT_TRUE(runUntil([&] { return session_->status().idles; }));
-  EXPECT_FALSE(session_->look([](const ImapWork& work) { return work.changed(); }));
-  network_.end(0).say("* 6 EXISTS\r\n");
-  EXPECT_TRUE(runUntil(
-      [&] { return session_->look([](const ImapWork& work) { return work.changed(); }); }));
-}
-
-TEST_F(ImapSessionTest, RenewsIdleBeforeServersTireOfIt) {
-  refresh();
-  const auto begin = network_.steadyTime();
-  EXPECT_TRUE(runUntil([&] { return account_.count("IDLE") == 3; }, 60min));
-  EXPECT_LE(network_.steadyTime() - begin, 2 * 29min);
-  EXPECT_EQ(network_.connections(), 1U);
-}
-
-// It was asked again without a pause, thousands of times in a second.
-TEST_F(ImapSessionTest, DoesNotRepeatIdleThatTheServerEndsAtOnce) {
-  account_.instead = [](const std::string& tag, const std::string& command) {
-    return command == "IDLE" ? std::optional<std::string>(tag + " OK done\r\n") : std::nullopt;
-  };
-  refresh();
-  runUntil([] { return false; }, 20min);
-  EXPECT_GE(account_.count("IDLE"), 2U);
-  EXPECT_LE(account_.count("IDLE"), 7U);
-  EXPECT_EQ(network_.connections(), 1U);
-}
-
-TEST_F(ImapSessionTest, DoesNotAskForIdleAgainWhereItIsRefused) {
-  account_.instead = [](const std::string& tag, const std::string& command) {
-    return command == "IDLE" ? std::optional<std::string>(tag + " NO not here\r\n") : std::nullopt;
-  };
-  refresh();
-  runUntil([] { return false; }, 3h);
-  EXPECT_EQ(account_.count("IDLE"), 1U);
-  EXPECT_GE(account_.count("NOOP"), 180U / 5);
-  EXPECT_FALSE(session_->status().idles);
-}
-
-// Each connection was lost after half a minute.
-TEST_F(ImapSessionTest, DoesNotAskForIdleAgainWhereTheServerDoesNotAnswerIt) {
-  account_.instead = [](const std::string&, const std::string& command) {
-    return command == "IDLE" ? std::optional<std::string>("") : std::nullopt;
-  };
-  refresh();
-  runUntil([] { return false; }, 3h);
-  EXPECT_EQ(account_.count("IDLE"), 1U);
-  EXPECT_EQ(network_.connections(), 2U);
-  EXPECT_TRUE(session_->status().up);
-}
-
-TEST_F(ImapSessionTest, SendsNoopWhereIdleIsNotOffered) {
-  account_.capabilities = "IMAP4rev1";
-  refresh();
-  EXPECT_TRUE(runUntil([&] { return account_.count("NOOP") == 2; }, 20min));
-  EXPECT_FALSE(session_->status().idles);
 }
 
 TEST_F(ImapSessionTest, ConnectsAgainByItself) {
@@ -301,6 +242,7 @@ TEST_F(ImapSessionTest, EndsOnByeAndConnectsAgain) {
   refresh();
   EXPECT_TRUE(runUntil([&] { return session_->status().idles; }));
   network_.end(0).say("* BYE shutting down\r\n");
+  network_.end(0).close();
   EXPECT_TRUE(runUntil([&] { return !session_->status().up; }));
   EXPECT_THAT(failure(), HasSubstr("it has ended the connection: shutting down"));
   EXPECT_FALSE(session_->status().idles);

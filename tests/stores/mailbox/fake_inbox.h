@@ -72,7 +72,7 @@ struct FakeServer {
   /// Whether a listing has all unread messages.
   bool listsAll = true;
 
-  /// What was asked, in order: "seen ID", "unseen ID", "close", "sync", "user asks".
+  /// What was asked, in order: "seen ID", "unseen ID", "close", "sync", "user asks", "minute".
   std::vector<std::string> asked;
 };
 
@@ -125,6 +125,7 @@ class FakeInbox : public Inbox {
     return server_.signIn;
   }
   void userAsks() override { server_.asked.emplace_back("user asks"); }
+  void minutePassed() override { server_.asked.emplace_back("minute"); }
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override { waiting_.push_back(std::move(done)); }

@@ -195,6 +195,11 @@ TEST_F(MailboxStoreTest, TheInboxLearnsThatTheUserAsks) {
   EXPECT_THAT(server.asked, ElementsAre("user asks"));
 }
 
+TEST_F(MailboxStoreTest, TheInboxLearnsOfEachMinute) {
+  store->outgoing().minutePassed();
+  EXPECT_THAT(server.asked, ElementsAre("minute"));
+}
+
 // The mark was set before the forward was in the outbox: a crash then lost the forward.
 TEST_F(MailboxStoreTest, TryingAgainDuringAForwardLeavesItsMarkHeldBack) {
   server.deliver(mailText({}));

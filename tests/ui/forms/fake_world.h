@@ -117,12 +117,14 @@ class FakeOutgoing : public OutgoingMail {
     tried = std::move(done);
   }
   void userAsks() override { ++asks; }
+  void minutePassed() override { ++minutes; }
 
   OutgoingState now;
   std::size_t waits = 0;
   bool broken = false;
   int tries = 0;
   int asks = 0;
+  int minutes = 0;
   std::function<void()> tried;
 };
 

@@ -66,7 +66,11 @@ frmRelaybird::frmRelaybird(const ProgramWorld& world, ActivityLog& log)
     : world_(world),
       log_(log),
       display_(
-          *this, world.screen, [this] { test_.checkEnded(); }, [this] { mailbox_.show(); }),
+          *this, world.screen, [this] { test_.checkEnded(); },
+          [this] {
+            mailbox_.show();
+            world_.outgoing.minutePassed();
+          }),
       attention_(world.notifications, world.clock, [this] { showFailure(); }),
       help_(world),
       prf_(prefWorld()),

@@ -64,6 +64,19 @@ TEST_F(StartingTest, AsksToConfirmTheAddressesAndRuns) {
   EXPECT_THAT(trace_.lines, ElementsAre("StartForwarding Entered"));
 }
 
+TEST_F(StartingTest, TheStoreLearnsOfEachMinuteOfTheCountdown) {
+  oneAddress();
+  (void)program();
+  switchOn();
+  const int before = outgoing_.minutes;
+  letPass(std::chrono::minutes{3});
+  EXPECT_EQ(outgoing_.minutes, before + 3);
+  click("frmRelaybird", "cmdStop");
+  const int stopped = outgoing_.minutes;
+  letPass(std::chrono::minutes{3});
+  EXPECT_EQ(outgoing_.minutes, stopped);
+}
+
 TEST_F(StartingTest, TheMenuStartsAndStopsToo) {
   oneAddress();
   dialogs_.answer(BoxAnswer::kYes);
