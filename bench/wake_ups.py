@@ -1,5 +1,11 @@
 # SPDX-License-Identifier: MIT
-"""Shared by the counts of how often the program wakes while nothing happens."""
+"""Shared by the counts of how often the program wakes while nothing happens.
+
+Two things are counted. The wake-ups of a thread: each time that it goes to sleep again (voluntary context
+switches). And moments: what costs power is that the processor leaves its sleep, so threads that run together
+wake it once. The program is looked at every tenth of a second (TICK). A tick in which any of its threads has
+run, and the tick after it, are one moment.
+"""
 
 import pathlib
 
@@ -30,3 +36,27 @@ def switches(process):
 def slept(before, after):
     """How often each thread has gone to sleep between two switches()."""
     return {thread: count - before.get(thread, 0) for thread, count in after.items()}
+
+
+TICK = 0.1  # seconds
+
+
+class Watch:
+    """Counts from its creation on. sample() must be called every TICK."""
+
+    def __init__(self, process):
+        self.process = process
+        self.moments = 0
+        self._begin = self._last = switches(process)
+        self._counted = False
+
+    def sample(self):
+        now = switches(self.process)
+        ran = any(slept(self._last, now).values())
+        self._counted = ran and not self._counted
+        self.moments += self._counted
+        self._last = now
+
+    def threads(self):
+        """The wake-ups of each thread."""
+        return slept(self._begin, self._last)

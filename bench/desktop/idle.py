@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
-"""How often the program wakes while nothing happens: idle.py PROGRAM [SECONDS]. Counts each time that
-a thread of it goes to sleep again (voluntary context switches of all its threads). Exit status 1 when a
-limit is exceeded."""
+"""How often the program wakes while nothing happens: idle.py PROGRAM [SECONDS]. Counts the wake-ups of all
+its threads, and the moments in which any of them ran (wake_ups.py). The limit of a state with an account is one
+for moments, the others are for wake-ups. Exit status 1 when a limit is exceeded."""
 
 import pathlib
 import sys
@@ -17,7 +17,7 @@ sys.path[:0] = [str(TESTS / "system/desktop"), str(TESTS / "support/servers"), s
 import client
 from driver import Desktop, Home, wait_for
 from tray_case import Watcher
-from wake_ups import ACCOUNT, slept, switches
+from wake_ups import ACCOUNT, TICK, Watch
 
 MAIN = "Relaybird v..."
 # The toolkit keeps threads that have nothing to do for fifteen seconds, and what is known about the messages
@@ -25,11 +25,17 @@ MAIN = "Relaybird v..."
 QUIET_SECONDS = 75
 
 
-def rest(seconds):
+def rest(seconds, watches=()):
     """Lets time go by, and answers what is asked on the bus meanwhile."""
+    def sample():
+        for watch in watches:
+            watch.sample()
+        return True
     loop = GLib.MainLoop()
+    sampling = GLib.timeout_add(int(TICK * 1000), sample)
     GLib.timeout_add_seconds(seconds, loop.quit)
     loop.run()
+    GLib.source_remove(sampling)
 
 
 def hidden(_desktop, main):
@@ -58,14 +64,14 @@ def running_hidden(desktop, main):
     hidden(desktop, main)
 
 
-# The limits are for a second. Between two checks the program wakes once a minute, to count it down; the server
-# of the account says every two minutes that it is still there.
+# The limits are for a second. Between two checks the program wakes once a minute, to count it down. The server
+# of the account says every two minutes that it is still there, which must wake nobody.
 STATES = (
     ("stopped, on the screen", None, 1, False),
     ("stopped, minimised", minimised, 0, False),
     ("stopped, in the notification area", hidden, 0, False),
     ("running, between two checks", running, 1, False),
-    ("account with IDLE, notification area", running_hidden, 2 / 60, True),
+    ("account with IDLE, notification area", running_hidden, 1 / 60, True),
 )
 
 
@@ -83,13 +89,13 @@ def start(desktop, command, prepare, servers):
     return program.process.pid
 
 
-def wakes(processes, seconds):
-    """How often each of the processes wakes in a second."""
+def watched(processes, seconds):
+    """Each of the processes, after it was watched for so long."""
     rest(QUIET_SECONDS)
-    before = [switches(process) for process in processes]
-    rest(seconds)
-    after = [switches(process) for process in processes]
-    return [sum(slept(earlier, later).values()) / seconds for earlier, later in zip(before, after)]
+    watches = [Watch(process) for process in processes]
+    # A little less, because a whole number of minutes may hold one tick of the countdown more.
+    rest(seconds - 1, watches)
+    return watches
 
 
 def main():
@@ -101,10 +107,12 @@ def main():
         servers = client.Servers(pathlib.Path(folder))
         processes = [start(desktop, command, prepare, servers if account else None)
                      for _, prepare, _, account in STATES]
-        for (state, _, limit, _), count in zip(STATES, wakes(processes, seconds)):
-            good = good and count <= limit
-            words = "" if count <= limit else "  EXCEEDED"
-            print(f"wake-ups a second, {state:<36} {count:7.3f}  limit {limit:.3f}{words}", flush=True)
+        for (state, _, limit, account), watch in zip(STATES, watched(processes, seconds)):
+            wakes, moments = sum(watch.threads().values()) / seconds, watch.moments / seconds
+            held = (moments if account else wakes) <= limit
+            good = good and held
+            print(f"wake-ups a second, {state:<36} {wakes:7.3f}  moments {moments:7.3f}  limit {limit:.3f}"
+                  f"{'' if held else '  EXCEEDED'}", flush=True)
         servers.close()
     return 0 if good else 1
 
