@@ -116,7 +116,9 @@ TEST_F(Win32Files, TheLockIsAHiddenFileThatLeavesWithIt) {
   auto lock = files.lockFolder(temp.path());
   ASSERT_TRUE(lock);
   const std::wstring file = toWide(temp.path(kFolderLockFile));
-  EXPECT_NE(::GetFileAttributesW(file.c_str()), INVALID_FILE_ATTRIBUTES);
+  const DWORD attributes = ::GetFileAttributesW(file.c_str());
+  ASSERT_NE(attributes, INVALID_FILE_ATTRIBUTES);
+  EXPECT_NE(attributes & FILE_ATTRIBUTE_HIDDEN, 0u);
   lock->reset();
   EXPECT_EQ(::GetFileAttributesW(file.c_str()), INVALID_FILE_ATTRIBUTES);
 }

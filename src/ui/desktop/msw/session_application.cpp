@@ -2,25 +2,19 @@
 // The program as the one of its user's session: a message-only window by which a second process
 // finds the first one, and notifications as balloons.
 //
-// The window is found by its class and the id of its process. A balloon needs an icon in the
-// notification area, so one is shown for as long as the balloon is; Windows 10 and later show the
-// balloon as a notification of their own. There is one balloon at a time: a newer one replaces it.
+// The window is found by its class and the id of its process. It also gets the events of the
+// balloon.
 #include "ui/desktop/native/session_application.h"
 
 #include <windows.h>
-// Why here: it needs windows.h.
-#include <shellapi.h>
-#include <wx/string.h>
 
-#include <algorithm>
-#include <iterator>
 #include <string>
 #include <utility>
 
+#include "platform/win32/balloon.h"
 #include "ui/desktop/msw/program_icon.h"
 #include "ui/desktop/msw/title_bars.h"
 #include "ui/desktop/services/guarded.h"
-#include "ui/desktop/widgets/text.h"
 
 namespace relaybird::desktop {
 namespace {
@@ -28,7 +22,6 @@ namespace {
 constexpr const wchar_t* kWindowClass = L"RelaybirdSession";
 constexpr UINT kCallTimeout = 3000;  // milliseconds
 constexpr UINT kBalloonMessage = WM_APP + 1;
-constexpr UINT kBalloonIcon = 2;  // the id; the program's own icon has another window
 
 // Asks the window to bring the program to the front. Registered, so that no other program's message
 // has this number.
@@ -48,19 +41,6 @@ HWND windowOf(DWORD process) {
     }
   }
   return nullptr;
-}
-
-// Copies as much of the text as the field holds; the rest of the field is zero.
-template <std::size_t kSize>
-void fill(wchar_t (&field)[kSize], const std::string& text) {
-  const std::wstring wide = toWx(text).ToStdWstring();
-  std::size_t length = std::min(wide.size(), kSize - 1);
-  // Not between the two halves of one character.
-  if (length < wide.size() && IS_HIGH_SURROGATE(wide[length - 1])) {
-    --length;
-  }
-  std::fill(std::begin(field), std::end(field), L'\0');
-  std::copy_n(wide.begin(), length, std::begin(field));
 }
 
 }  // namespace
@@ -107,50 +87,9 @@ struct SessionApplication::Name {
   Name& operator=(const Name&) = delete;
 
   void release() {
-    removeBalloon();
+    balloon.remove();
     if (HWND const held = std::exchange(window, nullptr)) {
       ::DestroyWindow(held);
-    }
-  }
-
-  NOTIFYICONDATAW balloonRecord() const {
-    NOTIFYICONDATAW record = {};
-    record.cbSize = sizeof record;
-    record.hWnd = window;
-    record.uID = kBalloonIcon;
-    return record;
-  }
-
-  void showBalloon(const Notification& notification) {
-    removeBalloon();
-    NOTIFYICONDATAW record = balloonRecord();
-    record.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP | NIF_INFO;
-    record.uCallbackMessage = kBalloonMessage;
-    record.hIcon = trayIcon(kProgramIcon);
-    record.dwInfoFlags = NIIF_WARNING;
-    fill(record.szTip, notification.title);
-    fill(record.szInfoTitle, notification.title);
-    fill(record.szInfo, notification.text);
-    if (::Shell_NotifyIconW(NIM_ADD, &record) != FALSE) {
-      shown = notification.cause;
-    }
-  }
-
-  void removeBalloon() {
-    if (!std::exchange(shown, {}).empty()) {
-      NOTIFYICONDATAW record = balloonRecord();
-      ::Shell_NotifyIconW(NIM_DELETE, &record);
-    }
-  }
-
-  // Clicks on the icon count too: it stays while a notification waits in the notification centre.
-  void balloonEvent(UINT event) {
-    const bool clicked = event == NIN_BALLOONUSERCLICK || event == WM_LBUTTONUP;
-    if (clicked || event == NIN_BALLOONTIMEOUT || event == NIN_BALLOONHIDE) {
-      removeBalloon();
-    }
-    if (clicked) {
-      guarded(listener.raise);
     }
   }
 
@@ -161,7 +100,9 @@ struct SessionApplication::Name {
       return 0;
     }
     if (self != nullptr && message == kBalloonMessage) {
-      self->balloonEvent(LOWORD(low));
+      if (self->balloon.clickedBy(LOWORD(low))) {
+        guarded(self->listener.raise);
+      }
       return 0;
     }
     return ::DefWindowProcW(window, message, high, low);
@@ -170,7 +111,7 @@ struct SessionApplication::Name {
   Listener& listener;
   HWND window = nullptr;
   TitleBars titleBars;
-  std::string shown;  // the cause of the balloon that is shown; empty if none
+  Balloon balloon;
 };
 
 // Windows has no desktop entries whose actions it could activate.
@@ -188,12 +129,13 @@ bool SessionApplication::wanted() {
 }
 
 void SessionApplication::show(const Notification& notification) {
-  name_->showBalloon(notification);
+  name_->balloon.show({name_->window, kBalloonMessage, trayIcon(kProgramIcon)}, notification.cause,
+                      notification.title, notification.text);
 }
 
 void SessionApplication::withdraw(const std::string& cause) {
-  if (name_->shown == cause) {
-    name_->removeBalloon();
+  if (name_->balloon.shown() == cause) {
+    name_->balloon.remove();
   }
 }
 
