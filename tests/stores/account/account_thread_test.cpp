@@ -3,6 +3,14 @@
 // which that thread alone touches while the inbox lives.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <utility>
+#include <vector>
+
 #include "message/circles.h"
 #include "stores/account/account_house.h"
 
@@ -66,6 +74,110 @@ TEST_F(AccountThreadTest, AnInboxThatWasNeverUsedHasNoThread) {
   AccountInbox inbox(house_.settings, house_.world());
   inbox.close();
   EXPECT_EQ(house_.network.connections(), 0U);
+}
+
+// The session's thread stands still in the server, or in the disk, for as long as the test wants.
+class HeldUpAccountTest : public AccountThreadTest {
+ protected:
+  HeldUpAccountTest() {
+    house_.account.instead = [this](const std::string&, const std::string&) {
+      holdUp(serverHangs_);
+      return std::optional<std::string>();
+    };
+    house_.disk.refused = [this](const std::string&) {
+      holdUp(diskHangs_);
+      return false;
+    };
+    inbox_ = std::make_unique<AccountInbox>(house_.settings, house_.world());
+    listing_ = *inbox_->list();
+  }
+  ~HeldUpAccountTest() override {
+    letGo();
+    inbox_.reset();
+  }
+
+  void letGo() {
+    const std::lock_guard lock(mutex_);
+    letGo_ = true;
+    changed_.notify_all();
+  }
+  void waitUntilHeldUp() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return heldUp_; });
+  }
+  // What status line, tick, stop and the start of a synchronisation ask of an inbox, and what a
+  // pass asks besides the texts of messages.
+  void askEverythingElse() {
+    const auto asked = std::async(std::launch::async, [this] {
+      (void)inbox_->identity();
+      (void)inbox_->folder();
+      (void)inbox_->check();
+      (void)inbox_->alive();
+      inbox_->userAsks();
+      inbox_->synchronise([] {});
+      for (std::size_t i = 0; i < listing_->size(); ++i) {
+        (void)listing_->entryId(i);
+        (void)listing_->seen(i);
+        (void)listing_->setSeen(i, true);
+      }
+      (void)inbox_->syncMarks({"imap-7-1", "imap-7-300"});
+      house_.events.runUntilIdle();
+    });
+    // The limit is only reached where something waits.
+    EXPECT_EQ(asked.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    letGo();
+  }
+
+  std::atomic<bool> serverHangs_{false};
+  std::atomic<bool> diskHangs_{false};
+  std::unique_ptr<AccountInbox> inbox_;
+  std::shared_ptr<InboxListing> listing_;
+
+ private:
+  void holdUp(bool hangs) {
+    if (hangs) {
+      std::unique_lock lock(mutex_);
+      heldUp_ = true;
+      changed_.notify_all();
+      changed_.wait(lock, [this] { return letGo_; });
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool heldUp_ = false;
+  bool letGo_ = false;
+};
+
+TEST_F(HeldUpAccountTest, NothingButTextsWaitsForAServerThatHangs) {
+  serverHangs_ = true;
+  inbox_->synchronise([] {});
+  waitUntilHeldUp();
+  askEverythingElse();
+}
+
+// The fingerprints of messages are written to it.
+TEST_F(HeldUpAccountTest, NothingWaitsForADiskThatHangs) {
+  diskHangs_ = true;
+  EXPECT_FALSE((*listing_).head(299, noMarks()).failure);
+  waitUntilHeldUp();
+  askEverythingElse();
+}
+
+// A machine under load may leave out some of the time, but not most of it.
+TEST_F(HeldUpAccountTest, ACallThatWaitsLetsEventsRunMoreOftenThanTenTimesASecond) {
+  using Clock = std::chrono::steady_clock;
+  serverHangs_ = true;
+  std::vector<Clock::duration> gaps;
+  auto last = Clock::now();
+  house_.keepAlive = [&] {
+    gaps.push_back(Clock::now() - std::exchange(last, Clock::now()));
+    return gaps.size() < 9;
+  };
+  EXPECT_TRUE(listing_->head(299, noMarks()).failure);
+  ASSERT_EQ(gaps.size(), 9U);
+  std::sort(gaps.begin(), gaps.end());
+  EXPECT_LE(gaps[gaps.size() / 2], std::chrono::milliseconds(100));
 }
 
 }  // namespace

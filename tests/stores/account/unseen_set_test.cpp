@@ -285,6 +285,12 @@ TEST_P(UnseenSetTest, OfTooManyMessagesTheNewestAreListed) {
   folder_.flag(2, &Mail::seen, false);  // an old one, below those that are listed
   EXPECT_EQ(party.refresh(), newest());
   EXPECT_EQ(party.isUnseen(2), std::nullopt);
+  Uids listed = newest();
+  folder_.flag(listed.back(), &Mail::seen, true);
+  listed.pop_back();
+  EXPECT_EQ(party.refresh(), listed);
+  folder_.flag(4, &Mail::seen, false);
+  EXPECT_EQ(party.refresh(), listed) << "others between are not known";
 }
 
 // Those that were left out come in when others are read, not only after sixty refreshes.
