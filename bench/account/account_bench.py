@@ -6,8 +6,9 @@ the program, by a raw client that does the same network work and the same syncs,
 over imaplib and smtplib. "classic": the same by imapfilter and fetchmail, driving a command for each
 message. "send": 500 messages of an outbox over SMTP, by the program and by the raw client on one connection,
 at three distances. "quiet": a check that finds nothing new among 10,000 decided messages. "large": messages
-with attachments of 25 MB. "huge": half a million unread messages, at a server that makes them when they are asked
-for. Without a part, all of them. The clients take turns, and each figure is the median
+with attachments of 25 MB. "crowded": headers of 100 KB. "huge": half a million unread messages, at a server that
+makes them when they are asked for. "responsive": the longest time in which the program reacts to nothing, during
+a check of a server far away. Without a part, all of them. The clients take turns, and each figure is the median
 of its runs, from the client's start to the last accepted message; that of the program begins with its command,
 when it has started. Nothing stands between the clients and the servers in these runs but the distance, which
 a proxy makes; the round trips are counted by a proxy in a run of its own. Prints the rows of the table in
@@ -20,6 +21,7 @@ import os
 import pathlib
 import random
 import shutil
+import signal
 import statistics
 import subprocess
 import sys
@@ -429,8 +431,35 @@ class Bench:
         server.close()
         run.close()
 
+    def responsive(self):
+        """How long the program does not react while a check waits for a server far away: to the signal to read its
+        preferences again, which any loop of events serves. Nothing is forwarded, as that waits for the disk. Until
+        the check is over: the console runs no events in the three seconds after it."""
+        user, run = self.servers.fresh_user(), self.new_run()
+        for number in range(UNREAD):
+            self.servers.deliver(user, number, message(number, "other").encode())
+        way = self.servers.ask(f"proxy {self.servers.places['plain.imap']} delay=300")
+        program = Program(self.console, run, ACCOUNT.format(port=way["port"], user=user))
+        program.command("answer Yes OK OK\nstart\n")
+        times = []
+        while True:
+            said = program.output.read_bytes()
+            begun = time.monotonic()
+            program.process.send_signal(signal.SIGHUP)
+            program.wait_for(lambda: any(program.output.read_bytes().count(word) > said.count(word)
+                                         for word in (b"have been read again", b"Completed Email Check")))
+            if b"Completed Email Check" in program.output.read_bytes():
+                break
+            times.append(time.monotonic() - begun)
+        if len(times) < 20:
+            raise RuntimeError(f"the check was over after {len(times)} signals")
+        program.close()
+        run.close()
+        self.claim("the longest time without a reaction during a check at 300 ms, in seconds", max(times), 0.1,
+                   measured=f"{len(times)} signals")
 
-PARTS = ("forward", "classic", "send", "quiet", "large", "crowded", "huge")
+
+PARTS = ("forward", "classic", "send", "quiet", "large", "crowded", "huge", "responsive")
 
 
 def main():
