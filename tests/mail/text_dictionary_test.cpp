@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstddef>
 #include <string>
 
 #include "mail/shared_components.h"
@@ -36,15 +38,16 @@ TEST(TextDictionary, RefusesAKeyThatIsThere) {
 
 // Keys are kept in blocks, one behind the other.
 TEST(TextDictionary, TakesKeysOfAnyLengthAndBytes) {
+  constexpr std::array<std::size_t, 8> kSizes = {0, 1, 65'530, 65'532, 65'533, 200'000, 2, 65'528};
   TextDictionary dictionary;
   const std::string zeros(3, '\0');
-  for (const std::size_t size : {0, 1, 65'530, 65'532, 65'533, 200'000, 2, 65'528}) {
+  for (const std::size_t size : kSizes) {
     const std::string key(size, 'k');
     dictionary.Add(key, "");
     dictionary.Add(key + zeros, "");
     EXPECT_TRUE(dictionary.Exists(key)) << size;
   }
-  for (const std::size_t size : {0, 1, 65'530, 65'532, 65'533, 200'000, 2, 65'528}) {
+  for (const std::size_t size : kSizes) {
     EXPECT_TRUE(dictionary.Exists(std::string(size, 'k'))) << size;
     EXPECT_TRUE(dictionary.Exists(std::string(size, 'k') + zeros)) << size;
     EXPECT_FALSE(dictionary.Exists(std::string(size, 'k') + "00")) << size;

@@ -23,7 +23,6 @@
 // bounded whatever the mailbox.
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -60,7 +59,10 @@ struct NumberedMessage {
   std::uint32_t uidValidity = 0;
   std::uint32_t uid = 0;
 
-  auto operator<=>(const NumberedMessage&) const = default;
+  bool operator==(const NumberedMessage&) const = default;
+  bool operator<(const NumberedMessage& other) const {
+    return std::pair(uidValidity, uid) < std::pair(other.uidValidity, other.uid);
+  }
 };
 
 class MessageIdentities {
