@@ -40,7 +40,7 @@ void ServingSleeper::sleep(milliseconds duration) {
   // Nobody sets it.
   const ObjectHandle never(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
   if (never) {
-    (void)waitServingCalls(never.get(), duration);
+    (void)wait_(never.get(), duration);
   }
   // What is left when COM has ended the wait early, as for a thread that is told to quit.
   ::Sleep(until(end));

@@ -4,6 +4,8 @@
 #include <windows.h>
 
 #include <chrono>
+#include <functional>
+#include <utility>
 
 #include "platform/clock.h"
 
@@ -18,7 +20,13 @@ bool waitServingCalls(HANDLE object, std::chrono::milliseconds limit);
 /// Nothing for a negative duration. Any thread.
 class ServingSleeper : public Sleeper {
  public:
+  using Wait = std::function<bool(HANDLE object, std::chrono::milliseconds limit)>;
+  /// Another wait than the system's is for tests. The sleep lasts its time if it ends early.
+  explicit ServingSleeper(Wait wait = waitServingCalls) : wait_(std::move(wait)) {}
   void sleep(std::chrono::milliseconds duration) override;
+
+ private:
+  Wait wait_;
 };
 
 }  // namespace relaybird

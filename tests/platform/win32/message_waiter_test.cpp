@@ -8,6 +8,8 @@
 #include <string>
 #include <thread>
 
+#include "platform/win32/object_handle.h"
+
 namespace relaybird {
 namespace {
 
@@ -189,6 +191,20 @@ TEST(MessageWaiterThreads, AMessageFromAnotherThreadEndsAWaitWithoutEnd) {
   loop.runUntil([&] { return !window.letters.empty(); });
   other.join();
   EXPECT_EQ(window.letters, "a");
+}
+
+// Code of others, such as COM, looks into the queue and leaves the message there.
+TEST(MessageWaiterThreads, AMessageThatWasSeenAndLeftEndsAWait) {
+  const MessageWaitCalls calls = systemMessageWaitCalls();
+  const ObjectHandle never(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  LetterWindow window;
+  ASSERT_TRUE(window.post('a'));
+  MSG message{};
+  ASSERT_TRUE(::PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
+  ASSERT_NE(HIWORD(::GetQueueStatus(QS_ALLINPUT)), 0);
+  const auto before = calls.steadyTime();
+  calls.wait(never.get(), 20000);
+  EXPECT_LT(calls.steadyTime() - before, 10s);
 }
 
 }  // namespace

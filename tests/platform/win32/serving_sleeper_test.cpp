@@ -111,6 +111,14 @@ TEST(ServingSleeperTest, ClicksAndOtherMessagesWait) {
   ::CoUninitialize();
 }
 
+// As Windows does for a thread that is told to quit, and Wine does not.
+TEST(ServingSleeperTest, ASleepLastsItsTimeWhereTheWaitEndsEarly) {
+  ServingSleeper sleeper([](HANDLE, std::chrono::milliseconds) { return false; });
+  const auto before = steadyTime();
+  sleeper.sleep(20ms);
+  EXPECT_GE(steadyTime() - before, 19ms);
+}
+
 TEST(ServingSleeperTest, ASleepLastsItsTimeAlsoForAThreadThatIsToldToQuit) {
   ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
   ServingSleeper sleeper;
