@@ -24,7 +24,6 @@ namespace relaybird {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 using Names = std::vector<std::string>;

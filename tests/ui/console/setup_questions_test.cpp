@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "ui/forms/main/program_fixture.h"
 
 namespace relaybird {
