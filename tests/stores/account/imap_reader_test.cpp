@@ -148,7 +148,7 @@ TEST(ImapReader, TakesTheNumbersOfALongListOffItsText) {
   for (const std::string begin : {"* SEARCH", "* ESEARCH (TAG \"r1\") UID ALL", "* search"}) {
     const char separator = begin.ends_with("ALL") ? ',' : ' ';
     std::string numbers;
-    for (int uid = 4000000; uid < 4100000; uid += 2) {
+    for (int uid = 4000000; uid < 4030000; uid += 2) {
       numbers += separator + std::to_string(uid);
     }
     const std::string line = begin + ' ' + numbers.substr(1) + "\r\nr1 OK\r\n";
@@ -157,10 +157,10 @@ TEST(ImapReader, TakesTheNumbersOfALongListOffItsText) {
     const Read read = readAll(line, line.size(), limits);
     ASSERT_THAT(read.responses, SizeIs(2)) << begin;
     EXPECT_FALSE(read.responses[0].cut);
-    EXPECT_GT(read.responses[0].numbers.count(), 40'000U);
+    EXPECT_GT(read.responses[0].numbers.count(), 8'000U);
     EXPECT_TRUE(read.responses[0].numbers.contains(4000000));
     EXPECT_LT(read.responses[0].text.size(), 70'000U);
-    EXPECT_TRUE(read.responses[0].text.ends_with("4099998"));
+    EXPECT_TRUE(read.responses[0].text.ends_with("4029998"));
     EXPECT_EQ(readAll(line, 1460, limits), read) << "in pieces";
     EXPECT_EQ(readAll(line, 7, limits), read) << "in pieces";
   }
@@ -180,9 +180,9 @@ TEST(ImapReader, CutsALongLineThatIsNoList) {
 
 TEST(ImapReader, EndsOnAListWithoutAnEnd) {
   ImapLimits limits;
-  limits.skipped = 1'000'000;
+  limits.skipped = 200'000;
   std::string numbers;
-  for (int uid = 1000000; uid < 1200000; ++uid) {
+  for (int uid = 1000000; uid < 1040000; ++uid) {
     numbers += ' ' + std::to_string(uid);
   }
   EXPECT_EQ(readAll("* SEARCH" + numbers, 1460, limits).fault,
