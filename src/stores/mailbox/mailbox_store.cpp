@@ -60,7 +60,7 @@ class InboxSelection : public ItemCollection {
                     [this](std::size_t i) { return chosen_[i]; });
   }
 
-  /// The newest unread ones of `count` messages of the view; `at` gives the index of each.
+  // The newest unread ones of `count` messages of the view; `at` gives the index of each.
   template <class At>
   static std::shared_ptr<ItemCollection> unreadOf(const SessionRef& session,
                                                   const std::shared_ptr<InboxView>& view,
