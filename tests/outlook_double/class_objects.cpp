@@ -2,6 +2,7 @@
 #include "outlook_double/class_objects.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <utility>
 
 #include "outlook_double/counted_object.h"
@@ -30,14 +31,18 @@ bool writeKey(const std::wstring& key, const wchar_t* name, const std::wstring& 
               bool lasting) {
   HKEY opened = nullptr;
   const DWORD options = lasting ? REG_OPTION_NON_VOLATILE : REG_OPTION_VOLATILE;
-  if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, (kClasses + key).c_str(), 0, nullptr, options, KEY_WRITE,
-                      nullptr, &opened, nullptr) != ERROR_SUCCESS) {
-    return false;
+  auto result = RegCreateKeyExW(HKEY_LOCAL_MACHINE, (kClasses + key).c_str(), 0, nullptr, options,
+                                KEY_WRITE, nullptr, &opened, nullptr);
+  if (result == ERROR_SUCCESS) {
+    const auto size = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
+    result =
+        RegSetValueExW(opened, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), size);
+    RegCloseKey(opened);
   }
-  const auto size = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
-  const auto result =
-      RegSetValueExW(opened, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), size);
-  RegCloseKey(opened);
+  if (result != ERROR_SUCCESS) {
+    std::fprintf(stderr, "outlook_double: the key %ls cannot be written, error %ld\n", key.c_str(),
+                 static_cast<long>(result));
+  }
   return result == ERROR_SUCCESS;
 }
 
