@@ -8,6 +8,7 @@
 #include <array>
 #include <utility>
 
+#include "stores/account/connect_failure_text.h"
 #include "stores/mailbox/inbox.h"
 
 namespace relaybird {
@@ -17,6 +18,11 @@ namespace {
 constexpr std::size_t kReceivedAtOnce = std::size_t{256} << 10;
 
 constexpr std::chrono::hours kLongWait{1};
+
+bool isSignInMatter(SignInFailure::Cause cause) {
+  return cause == SignInFailure::Cause::kMissing || cause == SignInFailure::Cause::kDeclined ||
+         cause == SignInFailure::Cause::kRefused;
+}
 
 }  // namespace
 
@@ -29,7 +35,8 @@ ImapSession::ImapSession(ImapSessionWorld world)
           [this](const std::string& words) {
             world_.complain("Mail server " + world_.server.host + ": " + words);
           },
-          world_.now) {}
+          world_.now),
+      pauses_(world_.random) {}
 
 ImapSession::~ImapSession() = default;
 
@@ -48,6 +55,14 @@ void ImapSession::close() {
   {
     const std::lock_guard lock(mutex_);
     leaving_ = true;
+  }
+  world_.network.wake();
+}
+
+void ImapSession::tryAgain() {
+  {
+    const std::lock_guard lock(mutex_);
+    userAsks_ = !connection_;
   }
   world_.network.wake();
 }
@@ -131,6 +146,52 @@ bool ImapSession::hasToAct() const {
     return true;
   }
   return status_.up && (work_.hasToSend() || (work_.marksWaiting() > 0 && !markSince_));
+}
+
+bool ImapSession::mayConnect(Time now) {
+  if (userAsks_) {
+    pauses_.userAsks();
+  }
+  if (work_.wantsAnything()) {
+    if (now >= pauses_.ifWanted()) {
+      return true;
+    }
+    // What the user asks for waits for its try.
+    if (!userAsks_) {
+      work_.giveUp(status_.failure.value_or(Error{0, "There is no connection"}));
+      changedSomething();
+    }
+  }
+  const bool refused = status_.failure && status_.failure->code == kLogonRefused;
+  return (stay_ || work_.marksWaiting() > 0) && !refused && now >= pauses_.byItself();
+}
+
+// The lock is not held while a slow disk is read, nor while the user may be asked for the keyring's
+// password. Nothing was fetched before the first try, so that nobody else uses the spool.
+void ImapSession::connect(std::unique_lock<std::mutex>& lock) {
+  const bool first = !status_.everTried;
+  const bool again = userAsks_;
+  lock.unlock();
+  std::string remembered;
+  if (first) {
+    spool_.clear();
+    remembered = identities_.readFromDisk();
+  }
+  if (again) {
+    world_.signIn.tryAgain();
+  }
+  SignInMaterial material = world_.signIn.get(stop_.get_token());
+  lock.lock();
+  identities_.restore(remembered);
+  userAsks_ = false;  // also what was asked meanwhile has this try for an answer
+  now_ = world_.network.steadyTime();
+  if (!material.signIn) {
+    lose({isSignInMatter(material.failure.cause) ? kLogonRefused : 0,
+          "Mail server " + world_.server.host + ": " + material.failure.words});
+    return;
+  }
+  lastInput_ = now_;
+  connection_ = world_.network.connect(world_.server, material.signIn, kConnectLimit, world_.trace);
 }
 
 void ImapSession::converse() {
@@ -326,6 +387,25 @@ void ImapSession::leave() {
   ended_ = true;
 }
 
+void ImapSession::lose(Error why, Loss how) {
+  const bool wasUp = std::exchange(status_.up, false);
+  status_.everTried = true;
+  status_.idles = false;
+  status_.failure = why;
+  client_.reset();
+  connection_.reset();
+  work_.detach(how);
+  wantSave();
+  // Time in which it owed a reply does not count: a server that never answers has not lasted.
+  const bool stable = wasUp && lastReply_ - upSince_ >= kStableAfter;
+  const bool again = pauses_.failed(now_, stable) && wasUp && !leaving_;
+  if (!again) {
+    work_.giveUp(why);
+  }
+  pauses_.begin(again, work_.wantsAnything());
+  changedSomething();
+}
+
 // At the end of the step, without the lock.
 void ImapSession::wantSave() {
   savedAt_ = now_;
@@ -383,7 +463,7 @@ ImapSession::Time ImapSession::nextMoment() const {
     if (leaving_) {
       atMost(now_);
     } else if (work_.wantsAnything() || ((stay_ || work_.marksWaiting() > 0) && !refused)) {
-      atMost(nextTry_);
+      atMost(pauses_.byItself());
     }
     return next;
   }

@@ -33,6 +33,7 @@
 #include "stores/account/fetched_body.h"
 #include "stores/account/imap_client.h"
 #include "stores/account/imap_work.h"
+#include "stores/account/reconnect_pauses.h"
 
 namespace relaybird {
 
@@ -55,11 +56,6 @@ inline constexpr std::chrono::hours kIdleRefusalLife{24};
 inline constexpr std::chrono::minutes kNoopInterval{4};
 /// Read marks are sent so long after the first of them, together.
 inline constexpr std::chrono::milliseconds kMarkDelay{500};
-/// The pause before the second try to connect; it doubles up to the longest.
-inline constexpr std::chrono::seconds kFirstPause{5};
-inline constexpr std::chrono::minutes kLongestPause{10};
-/// The pause before a try that the user asks for.
-inline constexpr std::chrono::seconds kUsersPause{2};
 /// A connection that has lived so long is not counted with those that failed before.
 inline constexpr std::chrono::minutes kStableAfter{1};
 /// What is needed to recognise messages again is written to disk so often.
@@ -95,10 +91,6 @@ struct ImapSessionWorld {
   /// The time of day, for messages without one.
   std::function<DateTime()> now = [] { return kNoDate; };
 };
-
-/// A sentence about a connection that could not be opened or has ended: server, step, what
-/// happened, and the server's words.
-std::string connectFailureText(const MailServer& server, const ConnectFailure& failure);
 
 class ImapSession {
  public:
@@ -185,7 +177,6 @@ class ImapSession {
   void wantSave();
   void save(const std::string& unsaved);
   void writeBodies(std::unique_lock<std::mutex>& lock);
-  void pause();
   bool isDue(Time moment) const { return now_ + ahead_ >= moment; }
   bool onlyIdles() const;
   void planWait();
@@ -215,12 +206,9 @@ class ImapSession {
   Time wakesAt_{0};  // the end of that wait
   bool wakesEarly_ = false;
   Time now_{0};
-  Time ahead_{0};        // how much of the future is done now
-  Time nextTry_{0};      // by itself
-  Time mayAskAgain_{0};  // because something is wanted
-  Time lostAt_{0};       // when the last try failed, or the connection was lost
+  Time ahead_{0};  // how much of the future is done now
+  ReconnectPauses pauses_;
   bool userAsks_ = false;
-  int failures_ = 0;
   bool stay_ = false;  // it was up once, and is to be up again
   Time upSince_{0};
   Time lastInput_{0};
