@@ -15,34 +15,10 @@
 #include "platform/win32/win32_text.h"
 #include "support/fake_clock.h"
 #include "support/temp_folder.h"
+#include "support/win32_folder_changes.h"
 
 namespace relaybird {
 namespace {
-
-// The changes of names in a folder, to wait for a file without asking again and again.
-class FolderChanges {
- public:
-  explicit FolderChanges(const std::string& folder)
-      : handle_(::FindFirstChangeNotificationW(toWide(folder).c_str(), FALSE,
-                                               FILE_NOTIFY_CHANGE_FILE_NAME)) {}
-  ~FolderChanges() { ::FindCloseChangeNotification(handle_); }
-  FolderChanges(const FolderChanges&) = delete;
-  FolderChanges& operator=(const FolderChanges&) = delete;
-
-  bool bring(const std::string& file) const {
-    constexpr DWORD kLimit = 20000;  // only for a failure
-    while (::GetFileAttributesW(toWide(file).c_str()) == INVALID_FILE_ATTRIBUTES) {
-      if (::WaitForSingleObject(handle_, kLimit) != WAIT_OBJECT_0) {
-        return false;
-      }
-      ::FindNextChangeNotification(handle_);
-    }
-    return true;
-  }
-
- private:
-  HANDLE handle_;
-};
 
 // A program that writes down what it was started with, in a file that appears when it is whole.
 class WritingTool {

@@ -375,13 +375,18 @@ TEST_F(CurlNetworkTest, AServerThatEndsTheConnectionInsteadOfGreetingIsClosed) {
   EXPECT_EQ(failure.answer, "");
 }
 
-TEST_F(CurlNetworkTest, BytesThatArriveInOneRecordAreAllReportedWithoutWaiting) {
-  const auto connection = opened(serveBy(imapTls(), [made = imapTls()](Peer& peer) {
+// Answers a line by another one of 10,000 bytes, which fits into one record of the encryption.
+constexpr auto oneRecordTalk = [](const auto& made) {
+  return [made](Peer& peer) {
     openTalk(peer, made);
     peer.line();
     peer.say(std::string(10000, 'x') + "\n");
     peer.untilEnd();
-  }));
+  };
+};
+
+TEST_F(CurlNetworkTest, BytesThatArriveInOneRecordAreAllReportedWithoutWaiting) {
+  const auto connection = opened(serveBy(imapTls(), oneRecordTalk(imapTls())));
   ASSERT_EQ(connection->state(), State::kOpen);
   connection->send("go\r\n");
   std::string in;
@@ -448,12 +453,7 @@ TEST_P(EveryServer, ThatEndsTheConnectionEndsAWaitInWhichInputIsNotWanted) {
 
 // The rest lies in the memory of the encryption, and no descriptor tells of it.
 TEST_F(CurlNetworkTest, InputThatWasReadInPartEndsEachWaitAlthoughNoneIsWanted) {
-  const auto connection = opened(serveBy(imapTls(), [made = imapTls()](Peer& peer) {
-    openTalk(peer, made);
-    peer.line();
-    peer.say(std::string(10000, 'x') + "\n");
-    peer.untilEnd();
-  }));
+  const auto connection = opened(serveBy(imapTls(), oneRecordTalk(imapTls())));
   ASSERT_EQ(connection->state(), State::kOpen);
   connection->send("go\r\n");
   std::string in;

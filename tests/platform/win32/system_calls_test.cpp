@@ -16,6 +16,7 @@
 #include "platform/win32/win32_text.h"
 #include "platform/win32/win32_version.h"
 #include "support/temp_folder.h"
+#include "support/win32_folder_changes.h"
 
 namespace relaybird {
 namespace {
@@ -98,23 +99,14 @@ TEST(ShellPrograms, WhatIsNotThereCannotBeStartedOrOpened) {
   EXPECT_FALSE(openInShell(temp.path("missing folder")));
 }
 
-// Renaming a file is what the started program does. The wait may end when the old name has gone and
-// the new one is still to come.
+// Renaming a file is what the started program does.
 TEST(ShellPrograms, AProgramIsStartedWithItsArguments) {
   TempFolder temp;
   writeBytes(temp.path("a file"), "copied");
-  const HANDLE change = ::FindFirstChangeNotificationW(toWide(temp.path()).c_str(), FALSE,
-                                                       FILE_NOTIFY_CHANGE_FILE_NAME);
-  ASSERT_NE(change, INVALID_HANDLE_VALUE);
+  const FolderChanges changes(temp.path());
   const std::string shell = ShellFolders().windowsFolder() + "\\system32\\cmd.exe";
   ASSERT_TRUE(startProgram(shell, {"/c", "ren", temp.path("a file"), "renamed"}));
-  const std::wstring renamed = toWide(temp.path("renamed"));
-  for (int i = 0; i < 200 && ::GetFileAttributesW(renamed.c_str()) == INVALID_FILE_ATTRIBUTES;
-       ++i) {
-    ::WaitForSingleObject(change, 100);
-    ::FindNextChangeNotification(change);
-  }
-  ::FindCloseChangeNotification(change);
+  ASSERT_TRUE(changes.bring(temp.path("renamed")));
   EXPECT_EQ(readBytes(temp.path("renamed")), "copied");
 }
 

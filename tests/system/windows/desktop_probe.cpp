@@ -6,8 +6,7 @@
 //   desktop_probe task-bar           announces that the task bar was made anew
 //   desktop_probe texts TITLE        prints the texts in the window with this title
 //   desktop_probe end-session CLASS  tells the window of this class that the session ends, and
-//   waits
-//                                    for its answer
+//                                    waits for its answer
 //   desktop_probe in-console WORD... starts a program from a process that has a console, and prints
 //                                    what comes onto that console
 //
