@@ -75,6 +75,12 @@ TEST_F(ReconnectPausesTest, WorkThatWasCutOffHasAnotherTryAtOnce) {
   EXPECT_EQ(pauses.byItself() - kNow, seconds(10));
 }
 
+TEST_F(ReconnectPausesTest, WhatIsWantedAfterALossDoesNotWaitButTheSessionItselfDoes) {
+  fail(false, true, false);
+  EXPECT_EQ(pauses.ifWanted(), kNow);
+  EXPECT_EQ(pauses.byItself() - kNow, seconds(5));
+}
+
 TEST_F(ReconnectPausesTest, AUserWhoAsksWaitsTwoSecondsAndForgivesTheFailures) {
   fail();
   fail();
