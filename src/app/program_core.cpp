@@ -29,8 +29,8 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
   setup_ = std::make_unique<ProgramMailSetup>(
       AccountTestWorld{files, secretWorld(), platform.network, identity_.versionText,
                        platform.user.homeFolder},
-      events_, platform.user, [this] { return reopen(); }, [this] { return slot_.why(); },
-      [this] { return std::string(givenMailbox(mailbox_.store)); });
+      events_, platform.user, platform.folders->GetAppDataFolder(), [this] { return reopen(); },
+      [this] { return slot_.why(); }, [this] { return std::string(givenMailbox(mailbox_.store)); });
 }
 
 // Posted, because the log must not change in the middle of the step that is traced.

@@ -45,12 +45,13 @@ std::string valueOf(std::string_view line, std::string_view key) {
 }  // namespace
 
 ProgramMailSetup::ProgramMailSetup(AccountTestWorld world, EventQueue& events, LocalIdentity user,
-                                   std::function<Result<void>()> reopen,
+                                   std::string configFolder, std::function<Result<void>()> reopen,
                                    std::function<std::string()> whyClosed,
                                    std::function<std::string()> given)
     : world_(std::move(world)),
       events_(events),
       user_(std::move(user)),
+      configFolder_(std::move(configFolder)),
       reopen_(std::move(reopen)),
       whyClosed_(std::move(whyClosed)),
       given_(std::move(given)) {}
@@ -69,10 +70,13 @@ bool ProgramMailSetup::isMaildir(const std::string& folder) const {
   return has("new") && has("cur");
 }
 
-// The inboxes of mbsync's Maildir stores: the line "Inbox", or INBOX below the line "Path".
+// The inboxes of mbsync's Maildir stores: the line "Inbox", or INBOX below the line "Path". mbsync
+// reads isyncrc since release 1.5, and the older file where that one is missing. Here both count: a
+// folder that is offered needlessly costs less than one that is missing.
 std::vector<std::string> ProgramMailSetup::foldersOfMbsync() const {
   std::vector<std::string> folders;
-  const std::string text = contentsOf(world_.files, joinPath(user_.homeFolder, ".mbsyncrc"));
+  const std::string text = contentsOf(world_.files, joinPath(configFolder_, "isyncrc")) + '\n' +
+                           contentsOf(world_.files, joinPath(user_.homeFolder, ".mbsyncrc"));
   std::string_view rest = text;
   while (!rest.empty()) {
     const std::size_t end = std::min(rest.find('\n'), rest.size());

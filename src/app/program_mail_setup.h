@@ -19,11 +19,12 @@ namespace relaybird {
 
 class ProgramMailSetup : public MailSetup {
  public:
-  /// `reopen` closes the mailbox and opens the one that the preferences name; `whyClosed` says why
-  /// none is open; `given` answers givenMailbox(). What `world` and `events` refer to must outlive
-  /// this object.
+  /// `configFolder` is where the user's programs keep their configuration: ~/.config. `reopen`
+  /// closes the mailbox and opens the one that the preferences name; `whyClosed` says why none is
+  /// open; `given` answers givenMailbox(). What `world` and `events` refer to must outlive this
+  /// object.
   ProgramMailSetup(
-      AccountTestWorld world, EventQueue& events, LocalIdentity user,
+      AccountTestWorld world, EventQueue& events, LocalIdentity user, std::string configFolder,
       std::function<Result<void>()> reopen, std::function<std::string()> whyClosed,
       std::function<std::string()> given = [] { return std::string(); });
   ~ProgramMailSetup() override;
@@ -50,6 +51,7 @@ class ProgramMailSetup : public MailSetup {
   AccountTestWorld world_;
   EventQueue& events_;
   LocalIdentity user_;
+  std::string configFolder_;
   std::function<Result<void>()> reopen_;
   std::function<std::string()> whyClosed_;
   std::function<std::string()> given_;

@@ -53,8 +53,8 @@ class MailSetupOnDisk : public testing::Test {
   void make() {
     setup = std::make_unique<ProgramMailSetup>(
         AccountTestWorld{files, secrets, {}, "1.2.3"}, events,
-        LocalIdentity{"/home/ann", "ann@host", "Ann"}, [] { return Result<void>(); },
-        [] { return std::string(); });
+        LocalIdentity{"/home/ann", "ann@host", "Ann"}, "/home/ann/.config",
+        [] { return Result<void>(); }, [] { return std::string(); });
   }
   FakeFiles files;
   FakeSecretStore keyring;
@@ -77,6 +77,19 @@ TEST_F(MailSetupOnDisk, FindsTheUsualMaildirsAndThoseOfMbsync) {
                 "MaildirStore other\nInbox \"~/Other Mail\"\nPathDelim x\n");
   EXPECT_THAT(setup->foundMaildirs(),
               ElementsAre("/home/ann/Maildir", "/home/ann/Mail/INBOX", "/home/ann/Other Mail"));
+}
+
+TEST_F(MailSetupOnDisk, FindsMaildirsOfBothConfigurationFilesOfMbsync) {
+  for (const char* folder : {"/home", "/home/ann", "/home/ann/.config", "/home/ann/Mail"}) {
+    files.addFolder(folder);
+  }
+  addMaildir("/home/ann/Mail/INBOX");
+  addMaildir("/home/ann/Old");
+  files.addFile("/home/ann/.config/isyncrc", "MaildirStore near\nPath ~/Mail/");
+  make();
+  EXPECT_THAT(setup->foundMaildirs(), ElementsAre("/home/ann/Mail/INBOX"));
+  files.addFile("/home/ann/.mbsyncrc", "MaildirStore local\nInbox ~/Old\n");
+  EXPECT_THAT(setup->foundMaildirs(), ElementsAre("/home/ann/Mail/INBOX", "/home/ann/Old"));
 }
 
 TEST_F(MailSetupOnDisk, FindsCommandsThatTakeMessages) {
