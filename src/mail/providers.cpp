@@ -92,9 +92,11 @@ void addSignIn(const MailProvider& provider, std::vector<std::string>& remarks) 
           "provider send your mail on to a mailbox elsewhere.");
       return;
     case ProviderSignIn::kAppPassword:
-      remarks.push_back(
-          name + " needs an app password, not the account's own. Make one " +
-          (provider.note.page.empty() ? "in the account's security settings." : "here:"));
+      remarks.push_back(name + " needs an app password, not the account's own. Make one " +
+                        (provider.note.page.empty()
+                             ? "on the provider's web site, where it may have another "
+                               "name, such as password for mail programs."
+                             : "here:"));
       return;
     case ProviderSignIn::kBridge:
       remarks.push_back(name +

@@ -52,6 +52,14 @@ TEST(Providers, AKnownAddressHasBothServers) {
   EXPECT_TRUE(says(gmail, "(May 2026)"));
 }
 
+TEST(Providers, WhereNoPageAboutAppPasswordsIsKnownTheUserIsToldWhereToLook) {
+  const Proposal tim = proposalFor("ann@tim.it");
+  EXPECT_EQ(tim.page, "");
+  EXPECT_EQ(tim.remarks.front(),
+            "TIM needs an app password, not the account's own. Make one on the provider's web "
+            "site, where it may have another name, such as password for mail programs.");
+}
+
 TEST(Providers, TheLetterCaseAndBlanksOfADomainDoNotMatter) {
   EXPECT_EQ(proposalFor(" Ann@GMail.Com ").provider, "Gmail");
   EXPECT_EQ(proposalFor(" Ann@GMail.Com ").imapUser, "Ann@GMail.Com");
