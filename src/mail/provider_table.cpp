@@ -99,7 +99,7 @@ constexpr MailProvider kTable[] = {
      {"mail.mymagenta.at", 993, kTls, kAddress}, {"mail.mymagenta.at", 465, kTls, kAddress}, {}},
     {"china-mobile-139", "China Mobile 139", "139.com", kAppPassword, kImapOff | kUncertain,
      {"imap.139.com", 993, kTls, kAddress}, {"smtp.139.com", 465, kTls, kAddress},
-     {"", "",
+     {"https://mail.10086.cn/", "",
       "The password is an authorisation code from the web site."}},
     {"comcast", "Comcast Xfinity", "comcast.net xfinity.com", kPassword, 0,
      {"imap.comcast.net", 993, kTls, kAddress}, {"smtp.comcast.net", 465, kTls, kAddress},
@@ -260,7 +260,8 @@ constexpr MailProvider kTable[] = {
      {"https://help.inbox.lv/?keyword=email_clients_access", "", ""}},
     {"infomaniak", "Infomaniak", "etik.com ik.me ikmail.com infomaniak.com", kAppPassword, 0,
      {"mail.infomaniak.com", 993, kTls, kAddress}, {"mail.infomaniak.com", 465, kTls, kAddress},
-     {"", "",
+     {"https://www.infomaniak.com/en/support/faq/1321/"
+      "modifying-the-email-address-password-from-the-mail-hosting", "2026-06",
       "Make a device password in the Infomaniak manager; the account's password is refused."}},
     {"interia", "Interia",
      "adresik.net interia.com interia.eu interia.pl interiowy.pl intmail.pl ogarnij.se "
@@ -451,7 +452,7 @@ constexpr MailProvider kTable[] = {
       "Two-step sign-in has to be on before an app password can be made."}},
     {"netease-126", "NetEase 126", "126.com", kAppPassword, kImapOff,
      {"imap.126.com", 993, kTls, kAddress}, {"smtp.126.com", 465, kTls, kAddress},
-     {"", "2026-08",
+     {"https://mail.126.com/", "2026-08",
       "The password is an authorisation code that the web site shows once; a free account may "
       "have few of them."}},
     {"netease-163", "NetEase 163", "163.com", kAppPassword, kImapOff,
@@ -461,7 +462,7 @@ constexpr MailProvider kTable[] = {
       "have few of them."}},
     {"netease-yeah", "NetEase yeah.net", "yeah.net", kAppPassword, kImapOff,
      {"imap.yeah.net", 993, kTls, kAddress}, {"smtp.yeah.net", 465, kTls, kAddress},
-     {"", "2026-08",
+     {"https://mail.yeah.net/", "2026-08",
       "The password is an authorisation code that the web site shows once; a free account may "
       "have few of them."}},
     {"nic-in", "India government (NIC)", "*.nic.in nic.in", kPassword, 0,
@@ -560,7 +561,8 @@ constexpr MailProvider kTable[] = {
      "cheapermail.com placeq.com purelymail.com rethinkmail.com worldofmail.com",
      kPassword, kOwnDomains | kAppIfTwoStep,
      {"imap.purelymail.com", 993, kTls, kAddress}, {"smtp.purelymail.com", 465, kTls, kAddress},
-     {}},
+     {"https://support.purelymail.com/support/solutions/articles/"
+      "159000412945-how-to-create-an-app-password", "", ""}},
     {"qq", "QQ Mail", "foxmail.com qq.com", kAppPassword, kImapOff,
      {"imap.qq.com", 993, kTls, kAddress}, {"smtp.qq.com", 465, kTls, kAddress},
      {"https://service.mail.qq.com/cgi-bin/help?subtype=1&id=28&no=331", "2022-11",
@@ -650,7 +652,7 @@ constexpr MailProvider kTable[] = {
      {"imap.teol.net", 993, kTls, kAddress}, {"smtp.teol.net", 465, kTls, kAddress}, {}},
     {"thundermail", "Thundermail", "tb.pro thundermail.com", kAppPassword, 0,
      {"mail.thundermail.com", 993, kTls, kAddress}, {"mail.thundermail.com", 465, kTls, kAddress},
-     {}},
+     {"https://support.tb.pro/hc/articles/46805020320275", "", ""}},
     {"tim", "TIM", "tim.it", kAppPassword, kUncertain,
      {"imap.tim.it", 143, kStartTls, kAddress}, {"smtp.tim.it", 587, kStartTls, kAddress}, {}},
     {"tiscali-it", "Tiscali", "tiscali.it", kPassword, 0,
