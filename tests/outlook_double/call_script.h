@@ -4,7 +4,11 @@
 //
 // Names are class and member, "MailItem.Subject", with "=" after it for writing. All kinds of items
 // are "MailItem", all safe items "SafeItem". "create outlook.application" is the making of an
-// object by its identifier. Names are compared without regard to case.
+// object by its identifier, "type information" and "class information" are what any object is asked
+// for its class. The steps to the events of a synchronisation are "SyncObject.QueryInterface",
+// "SyncObject.EnumConnectionPoints", "EnumConnectionPoints.Next",
+// "ConnectionPoint.GetConnectionInterface" and "ConnectionPoint.Advise". Names are compared without
+// regard to case.
 #pragma once
 
 #include <windows.h>

@@ -190,23 +190,25 @@ HRESULT DispatchObject::GetTypeInfoCount(UINT* count) {
 
 HRESULT DispatchObject::GetTypeInfo(UINT index, LCID, ITypeInfo** info) {
   *info = nullptr;
-  auto& world = DoubleWorld::only();
-  world.calls().count("type information");
-  const auto names = world.behaviour().typeNames;
-  if (names == TypeNames::kNone) {
-    return E_NOTIMPL;
-  }
-  if (index != 0) {
-    return DISP_E_BADINDEX;
-  }
-  *info = interfaceInfo((names == TypeNames::kClass ? "I" : "_") + className_).release();
-  return *info != nullptr ? S_OK : TYPE_E_LIBNOTREGISTERED;
+  return plannedStep("type information", [&] {
+    const auto names = DoubleWorld::only().behaviour().typeNames;
+    if (names == TypeNames::kNone) {
+      return E_NOTIMPL;
+    }
+    if (index != 0) {
+      return DISP_E_BADINDEX;
+    }
+    *info = interfaceInfo((names == TypeNames::kClass ? "I" : "_") + className_).release();
+    return *info != nullptr ? S_OK : TYPE_E_LIBNOTREGISTERED;
+  });
 }
 
 HRESULT DispatchObject::GetClassInfo(ITypeInfo** info) {
-  DoubleWorld::only().calls().count("class information");
-  *info = classInfo(className_).release();
-  return *info != nullptr ? S_OK : TYPE_E_LIBNOTREGISTERED;
+  *info = nullptr;
+  return plannedStep("class information", [&] {
+    *info = classInfo(className_).release();
+    return *info != nullptr ? S_OK : TYPE_E_LIBNOTREGISTERED;
+  });
 }
 
 HRESULT DispatchObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
@@ -277,6 +279,20 @@ Value DispatchObject::perform(const Member& member, WORD flags, const DISPPARAMS
   Value value = (*action)(*this, arguments);
   calls.after(call);
   return value;
+}
+
+HRESULT plannedStep(const std::string& name, const std::function<HRESULT()>& work) {
+  auto& calls = DoubleWorld::only().calls();
+  try {
+    calls.before(name);
+    const HRESULT result = work();
+    calls.after(name);
+    return result;
+  } catch (const Returned& planned) {
+    return planned.code;
+  } catch (const Raised& planned) {
+    return planned.code;
+  }
 }
 
 void watchObjects(std::function<void(bool)> function) {

@@ -109,6 +109,10 @@ class DispatchObject : public IDispatch, public IProvideClassInfo {
   ULONG references_ = 1;
 };
 
+/// A step that is no call of a member: counts it and does what is planned for it, then the work. A
+/// step that is refused, or ends the application, returns the code of it.
+HRESULT plannedStep(const std::string& name, const std::function<HRESULT()>& work);
+
 /// Objects of the double that live; reported to the function at every change.
 void watchObjects(std::function<void(bool made)> watcher);
 std::size_t liveObjects();

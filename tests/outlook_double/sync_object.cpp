@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The synchronisation object and its events, which go out over a connection point. SyncStart is
 // told inside the call that starts the synchronisation, so that it reaches a client in the middle
-// of its own call; SyncEnd comes later, from the events of this thread.
+// of its own call; SyncEnd comes later, from the events of this thread. What a client calls to
+// listen is counted and planned as members are.
 #include <windows.h>
 
 #include <olectl.h>
@@ -94,8 +95,10 @@ class ConnectionPoint : public CountedObject<IConnectionPoint> {
       : owner_(std::move(owner)), source_(std::move(source)) {}
 
   HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override {
-    *iid = kSyncEvents;
-    return S_OK;
+    return plannedStep("ConnectionPoint.GetConnectionInterface", [&] {
+      *iid = kSyncEvents;
+      return S_OK;
+    });
   }
   HRESULT STDMETHODCALLTYPE
   GetConnectionPointContainer(IConnectionPointContainer** owner) override {
@@ -103,15 +106,17 @@ class ConnectionPoint : public CountedObject<IConnectionPoint> {
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override {
-    ComRef<IDispatch> listener;
-    // Of another process the event interface itself cannot be had without a registered type
-    // library.
-    if (FAILED(sink->QueryInterface(kSyncEvents, listener.outVoid())) &&
-        FAILED(sink->QueryInterface(IID_IDispatch, listener.outVoid()))) {
-      return CONNECT_E_CANNOTCONNECT;
-    }
-    *cookie = source_->add(std::move(listener));
-    return S_OK;
+    return plannedStep("ConnectionPoint.Advise", [&] {
+      ComRef<IDispatch> listener;
+      // Of another process the event interface itself cannot be had without a registered type
+      // library.
+      if (FAILED(sink->QueryInterface(kSyncEvents, listener.outVoid())) &&
+          FAILED(sink->QueryInterface(IID_IDispatch, listener.outVoid()))) {
+        return CONNECT_E_CANNOTCONNECT;
+      }
+      *cookie = source_->add(std::move(listener));
+      return S_OK;
+    });
   }
   HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override {
     return source_->remove(cookie) ? S_OK : CONNECT_E_NOCONNECTION;
@@ -130,15 +135,17 @@ class ConnectionPoints : public CountedObject<IEnumConnectionPoints> {
       : point_(std::move(point)), next_(next) {}
 
   HRESULT STDMETHODCALLTYPE Next(ULONG wanted, IConnectionPoint** points, ULONG* got) override {
-    const ULONG given = wanted > 0 && next_ == 0 ? 1 : 0;
-    if (given == 1) {
-      points[0] = ComRef(point_).release();
-      ++next_;
-    }
-    if (got != nullptr) {
-      *got = given;
-    }
-    return given == wanted ? S_OK : S_FALSE;
+    return plannedStep("EnumConnectionPoints.Next", [&] {
+      const ULONG given = wanted > 0 && next_ == 0 ? 1 : 0;
+      if (given == 1) {
+        points[0] = ComRef(point_).release();
+        ++next_;
+      }
+      if (got != nullptr) {
+        *got = given;
+      }
+      return given == wanted ? S_OK : S_FALSE;
+    });
   }
   HRESULT STDMETHODCALLTYPE Skip(ULONG wanted) override {
     const bool all = wanted <= 1 - next_;
@@ -165,14 +172,22 @@ class SyncObjectDouble : public DispatchObject, public IConnectionPointContainer
       : DispatchObject(members(), "SyncObject"), source_(std::move(source)) {}
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    return DispatchObject::QueryInterface(iid, object);
+    if (iid != IID_IConnectionPointContainer) {
+      return DispatchObject::QueryInterface(iid, object);
+    }
+    *object = nullptr;
+    return plannedStep("SyncObject.QueryInterface",
+                       [&] { return DispatchObject::QueryInterface(iid, object); });
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return DispatchObject::AddRef(); }
   ULONG STDMETHODCALLTYPE Release() override { return DispatchObject::Release(); }
 
   HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** points) override {
-    *points = new ConnectionPoints(point(), 0);
-    return S_OK;
+    *points = nullptr;
+    return plannedStep("SyncObject.EnumConnectionPoints", [&] {
+      *points = new ConnectionPoints(point(), 0);
+      return S_OK;
+    });
   }
   HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** found) override {
     *found = iid == kSyncEvents ? point().release() : nullptr;

@@ -129,6 +129,14 @@ HRESULT Server::call(const std::function<HRESULT()>& attempt) {
   return result;
 }
 
+HRESULT Server::ask(std::string_view step, const std::function<HRESULT()>& attempt) {
+  const HRESULT result = call(attempt);
+  if (meansGone(result) || meansBusy(result)) {
+    fail(result, step);
+  }
+  return result;
+}
+
 void Server::requireAlive() const {
   if (goneWith_) {
     throw MailStoreError(sentenceFor(*goneWith_, "an earlier call"), *goneWith_);
@@ -182,10 +190,7 @@ std::shared_ptr<ClassMembers> Server::classNamed(const std::string& name) {
 std::shared_ptr<ClassMembers> Server::classOf(IDispatch& object) {
   ComPtr<ITypeInfo> type;
   const HRESULT result =
-      call([&] { return object.GetTypeInfo(0, LOCALE_USER_DEFAULT, type.out()); });
-  if (meansGone(result) || meansBusy(result)) {
-    fail(result, "GetTypeInfo");
-  }
+      ask("GetTypeInfo", [&] { return object.GetTypeInfo(0, LOCALE_USER_DEFAULT, type.out()); });
   if (SUCCEEDED(result) && type) {
     // The same class mostly has the same type information, which saves asking for its name.
     for (const KnownType& known : types_) {
@@ -229,11 +234,8 @@ std::string Server::nameOf(IDispatch& object, ITypeInfo& type) {
 
 std::string Server::documentedName(ITypeInfo& type) {
   BSTR text = nullptr;
-  const HRESULT result =
-      call([&] { return type.GetDocumentation(MEMBERID_NIL, &text, nullptr, nullptr, nullptr); });
-  if (meansGone(result) || meansBusy(result)) {
-    fail(result, "GetDocumentation");
-  }
+  ask("GetDocumentation",
+      [&] { return type.GetDocumentation(MEMBERID_NIL, &text, nullptr, nullptr, nullptr); });
   std::string name = fromAutomationText(text);
   SysFreeString(text);
   return name;

@@ -54,6 +54,22 @@ class Server {
   /// an earlier call has waited in vain and none was taken since. Returns the last result. A result
   /// that means that the application is gone is remembered.
   HRESULT call(const std::function<HRESULT()>& attempt);
+  /// As call(), for a step that may fail for the caller: throws MailStoreError where the
+  /// application is gone or stays busy, and returns every other result. `step` is named in the
+  /// error.
+  HRESULT ask(std::string_view step, const std::function<HRESULT()>& attempt);
+  /// The object's interface of that identifier, by ask(); none where it has no such interface.
+  template <class T>
+  ComPtr<T> interfaceOf(IUnknown& object, REFIID identifier) {
+    ComPtr<T> found;
+    ask("QueryInterface", [&] {
+      void* out = nullptr;
+      const HRESULT result = object.QueryInterface(identifier, &out);
+      *found.out() = static_cast<T*>(out);
+      return result;
+    });
+    return found;
+  }
   /// Throws MailStoreError where the application is known to be gone: a call would only wait for
   /// what does not come.
   void requireAlive() const;

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -65,35 +66,46 @@ class Sink : public IDispatch {
 };
 
 // The number of SyncEnd in an event interface, by the library that describes the object.
-std::optional<DISPID> numberIn(IDispatch& sync, REFIID events) {
+std::optional<DISPID> numberIn(Server& server, IDispatch& sync, REFIID events) {
+  const auto works = [&server](std::string_view step, const std::function<HRESULT()>& attempt) {
+    return SUCCEEDED(server.ask(step, attempt));
+  };
   ComPtr<ITypeInfo> type;
   ComPtr<ITypeLib> library;
   UINT place = 0;
   ComPtr<ITypeInfo> eventType;
-  if (FAILED(sync.GetTypeInfo(0, LOCALE_USER_DEFAULT, type.out())) || !type ||
-      FAILED(type->GetContainingTypeLib(library.out(), &place)) || !library ||
-      FAILED(library->GetTypeInfoOfGuid(events, eventType.out())) || !eventType) {
+  if (!works("GetTypeInfo", [&] { return sync.GetTypeInfo(0, LOCALE_USER_DEFAULT, type.out()); }) ||
+      !type ||
+      !works("GetContainingTypeLib",
+             [&] { return type->GetContainingTypeLib(library.out(), &place); }) ||
+      !library ||
+      !works("GetTypeInfoOfGuid",
+             [&] { return library->GetTypeInfoOfGuid(events, eventType.out()); }) ||
+      !eventType) {
     return std::nullopt;
   }
   wchar_t name[] = L"SyncEnd";
   LPOLESTR names[] = {name};
   MEMBERID number = MEMBERID_NIL;
-  if (FAILED(eventType->GetIDsOfNames(names, 1, &number))) {
+  if (!works("GetIDsOfNames", [&] { return eventType->GetIDsOfNames(names, 1, &number); })) {
     return std::nullopt;
   }
   return number;
 }
 
-std::vector<ComPtr<IConnectionPoint>> connectionPoints(IDispatch& sync) {
+std::vector<ComPtr<IConnectionPoint>> connectionPoints(Server& server, IDispatch& sync) {
   std::vector<ComPtr<IConnectionPoint>> points;
   const auto container =
-      ComPtr<IDispatch>(&sync).as<IConnectionPointContainer>(IID_IConnectionPointContainer);
+      server.interfaceOf<IConnectionPointContainer>(sync, IID_IConnectionPointContainer);
   ComPtr<IEnumConnectionPoints> all;
-  if (!container || FAILED(container->EnumConnectionPoints(all.out())) || !all) {
+  if (!container ||
+      FAILED(server.ask("EnumConnectionPoints",
+                        [&] { return container->EnumConnectionPoints(all.out()); })) ||
+      !all) {
     return points;
   }
   ComPtr<IConnectionPoint> point;
-  while (all->Next(1, point.out(), nullptr) == S_OK && point) {
+  while (server.ask("Next", [&] { return all->Next(1, point.out(), nullptr); }) == S_OK && point) {
     points.push_back(point);
   }
   return points;
@@ -106,12 +118,13 @@ SyncEvents::SyncEvents(const Object& sync, std::function<void()> ended)
   server_->requireAlive();
   IID events{};
   std::optional<DISPID> number;
-  for (const auto& point : connectionPoints(*sync.dispatch())) {
+  for (const auto& point : connectionPoints(*server_, *sync.dispatch())) {
     IID offered{};
-    if (FAILED(point->GetConnectionInterface(&offered))) {
+    if (FAILED(server_->ask("GetConnectionInterface",
+                            [&] { return point->GetConnectionInterface(&offered); }))) {
       continue;
     }
-    const auto found = numberIn(*sync.dispatch(), offered);
+    const auto found = numberIn(*server_, *sync.dispatch(), offered);
     // The first one, or the one that is known to have the event.
     if (!point_ || (found && !number)) {
       point_ = point;
@@ -130,9 +143,13 @@ SyncEvents::SyncEvents(const Object& sync, std::function<void()> ended)
 }
 
 SyncEvents::~SyncEvents() {
-  // An application that has gone would be waited for.
-  if (!server_->gone()) {
-    point_->Unadvise(cookie_);
+  // An application that has gone would be waited for. One that is busy is not: an event that still
+  // comes reaches a sink that posts for nobody.
+  if (server_->gone()) {
+    return;
+  }
+  if (const HRESULT result = point_->Unadvise(cookie_); meansGone(result)) {
+    server_->lose(result);
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string>
 
 #include "stores/outlook/outlook_house.h"
 
@@ -77,6 +78,56 @@ TEST_F(OutlookSchedule, AnApplicationThatEndsInASynchronisationIsStartedAtTheNex
   house_.engine.timers.advance(910s);
   EXPECT_TRUE(logged("--> Inbox synchronization timed out."));
   trigger();
+  endSynchronisation();
+  EXPECT_EQ(house_.sent(), 1u);
+}
+
+// The steps from the synchronisation object to its events.
+class OutlookScheduleEvents : public OutlookSchedule,
+                              public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(, OutlookScheduleEvents,
+                         testing::Values("SyncObject.QueryInterface",
+                                         "SyncObject.EnumConnectionPoints",
+                                         "EnumConnectionPoints.Next",
+                                         "ConnectionPoint.GetConnectionInterface",
+                                         "ConnectionPoint.Advise"),
+                         [](const auto& step) {
+                           std::string name = step.param;
+                           std::erase(name, '.');
+                           return name;
+                         });
+
+TEST_P(OutlookScheduleEvents, OfAnApplicationThatIsBusyForAMomentAreWaitedFor) {
+  house_.deliver(1);
+  house_.tell(std::string("return\tcode=8001010A\ttimes=2\tcall=") + GetParam());
+  const auto before = house_.clock.now();
+  trigger();
+  EXPECT_EQ(house_.clock.now() - before, 500ms);
+  EXPECT_FALSE(logged("--> Inbox Sync failed"));
+  endSynchronisation();
+  EXPECT_EQ(house_.sent(), 1u);
+}
+
+TEST_P(OutlookScheduleEvents, OfAnApplicationThatStaysBusyFailTheCheckWithThatReason) {
+  house_.deliver(1);
+  house_.tell(std::string("return\tcode=8001010A\tcall=") + GetParam());
+  trigger();
+  EXPECT_TRUE(logged("--> The mail application is busy"));
+  house_.tell("calm");
+  trigger();
+  house_.check();
+  EXPECT_EQ(house_.sent(), 1u);
+}
+
+TEST_P(OutlookScheduleEvents, OfAnApplicationThatEndsThereAreThoseOfTheNextOneAtTheNextCheck) {
+  house_.deliver(1);
+  house_.tell(std::string("die\tcall=") + GetParam());
+  trigger();
+  EXPECT_TRUE(logged("--> The mail application ended during the call"));
+  house_.tell("counts\tclear=1");
+  trigger();
+  EXPECT_EQ(starts(), 1);
   endSynchronisation();
   EXPECT_EQ(house_.sent(), 1u);
 }
