@@ -222,8 +222,9 @@ std::string Server::nameOf(IDispatch& object, ITypeInfo& type) {
     return name.substr(1);
   }
   ComPtr<ITypeInfo> classType;
-  const auto teller = ComPtr<IDispatch>(&object).as<IProvideClassInfo>(IID_IProvideClassInfo);
-  if (teller && SUCCEEDED(call([&] { return teller->GetClassInfo(classType.out()); })) &&
+  const auto teller = interfaceOf<IProvideClassInfo>(object, IID_IProvideClassInfo);
+  if (teller &&
+      SUCCEEDED(ask("GetClassInfo", [&] { return teller->GetClassInfo(classType.out()); })) &&
       classType) {
     if (std::string told = documentedName(*classType.get()); !told.empty()) {
       return told;

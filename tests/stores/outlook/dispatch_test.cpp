@@ -2,8 +2,10 @@
 #include "stores/outlook/dispatch.h"
 
 #include <gtest/gtest.h>
+#include <ocidl.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fake_dispatch.h"
@@ -288,6 +290,38 @@ TEST_F(DispatchTest, AServerThatGoesAwayWhileItsClassIsAskedForIsNoticed) {
   fake.refusals = {HRESULT_FROM_WIN32(RPC_S_SERVER_UNAVAILABLE)};
   EXPECT_THROW((void)over(fake).className(), MailStoreError) << "and is not called \"Object\"";
   EXPECT_TRUE(server->gone());
+}
+
+// Its type information is called otherwise than its class, and the question who tells the class is
+// refused.
+class RefusingTeller : public FakeDispatch {
+ public:
+  RefusingTeller(FakeType* type, HRESULT refusal) : FakeDispatch(type), refusal_(refusal) {}
+
+  STDMETHODIMP QueryInterface(REFIID identifier, void** out) override {
+    if (identifier != IID_IProvideClassInfo) {
+      return FakeDispatch::QueryInterface(identifier, out);
+    }
+    *out = nullptr;
+    return std::exchange(refusal_, E_NOINTERFACE);
+  }
+
+ private:
+  HRESULT refusal_;
+};
+
+TEST_F(DispatchTest, AServerThatGoesAwayWhenAskedWhoTellsItsClassIsNoticed) {
+  FakeType plain("IMailItem");
+  RefusingTeller fake(&plain, HRESULT_FROM_WIN32(RPC_S_CALL_FAILED));
+  EXPECT_THROW((void)over(fake).className(), MailStoreError) << "and is not called \"IMailItem\"";
+  EXPECT_TRUE(server->gone());
+}
+
+TEST_F(DispatchTest, ABusyServerIsAskedAgainWhoTellsItsClass) {
+  FakeType plain("IMailItem");
+  RefusingTeller fake(&plain, RPC_E_SERVERCALL_RETRYLATER);
+  EXPECT_EQ(over(fake).className(), "IMailItem");
+  EXPECT_EQ(pauses.size(), 1u);
 }
 
 TEST_F(DispatchTest, EveryReferenceIsGivenBack) {
