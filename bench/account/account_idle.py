@@ -2,9 +2,10 @@
 """account_idle.py CONSOLE [SECONDS]: how often the program wakes while an account is quiet, in whole minutes.
 
 The console forwards from a Dovecot that reports new mail by itself (IDLE), between two checks. It wakes once a
-minute, to count it down; every eight or nine minutes it renews IDLE in the same moment. What the server says
-meanwhile must not wake it: this one says every two minutes that it is still there. wake_ups.py tells what a
-moment is. The wake-ups of each thread are printed too. Exit status 1 if the limit is exceeded.
+minute, to count it down; every eight or nine minutes it renews IDLE in the same moment, so it is watched for ten
+minutes unless told otherwise. What the server says meanwhile must not wake it: this one says every two minutes
+that it is still there. wake_ups.py tells what a moment is. The wake-ups of each thread are printed too. Exit
+status 1 if the limit is exceeded.
 """
 
 import pathlib
@@ -19,7 +20,7 @@ import client  # noqa: E402
 from wake_ups import ACCOUNT, TICK, Watch  # noqa: E402
 
 LIMIT = 1  # moments a minute
-SECONDS = 120
+SECONDS = 600
 # Until then the text about the check has gone, and what is known about the messages is on the disk.
 QUIET = 75
 SETTINGS = """[default]

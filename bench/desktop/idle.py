@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 """How often the program wakes while nothing happens: idle.py PROGRAM [SECONDS]. Counts the wake-ups of all
 its threads, and the moments in which any of them ran (wake_ups.py). The limit of a state with an account is one
-for moments, the others are for wake-ups. Exit status 1 when a limit is exceeded."""
+for moments, the others are for wake-ups. Ten minutes unless told otherwise, because an account renews IDLE every
+eight or nine. Exit status 1 when a limit is exceeded."""
 
 import pathlib
 import sys
@@ -23,6 +24,7 @@ MAIN = "Relaybird v..."
 # The toolkit keeps threads that have nothing to do for fifteen seconds, and what is known about the messages
 # of an account is written a minute after the check.
 QUIET_SECONDS = 75
+SECONDS = 600
 
 
 def rest(seconds, watches=()):
@@ -100,7 +102,7 @@ def watched(processes, seconds):
 
 def main():
     command = sys.argv[1]
-    seconds = int(sys.argv[2]) if len(sys.argv) > 2 else 120
+    seconds = int(sys.argv[2]) if len(sys.argv) > 2 else SECONDS
     good = True
     with tempfile.TemporaryDirectory(prefix="relaybird-idle-") as folder, Desktop() as desktop, Watcher(desktop):
         pathlib.Path(folder).chmod(0o711)
