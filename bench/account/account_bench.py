@@ -8,9 +8,9 @@ message. "send": 500 messages of an outbox over SMTP, by the program and by the 
 at three distances, and at two of them to a server without PIPELINING. "quiet": a check that finds nothing new
 among 10,000 decided messages. "large": messages with attachments of 25 MB. "crowded": headers of 100 KB. "huge":
 half a million unread messages, at a server that makes them when they are asked for. "responsive": the longest time
-in which the program reacts to nothing, during a check of a server far away. Without a part, all of them. The clients take turns, and each figure is the median
-of its runs, from the client's start to the last accepted message; that of the program begins with its command,
-when it has started. Nothing stands between the clients and the servers in these runs but the distance, which
+in which the program reacts to nothing, during a check of a server far away. Without a part, all of them. The clients
+take turns, and each figure is the median of its runs, from the client's start to the last accepted message; that of
+the program begins with its command, when it has started. Nothing stands between the clients and the servers in these runs but the distance, which
 a proxy makes; the round trips are counted by a proxy in a run of its own. Prints the rows of the table in
 docs/performance.md, and ends with status 1 if a limit is exceeded.
 """
