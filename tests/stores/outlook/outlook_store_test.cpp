@@ -235,6 +235,32 @@ TEST_F(OutlookStoreTest, WithoutTheApplicationTheUserIsToldOnceWhatToDo) {
   EXPECT_THAT(house_.notices[0], HasSubstr("classic desktop version of Outlook"));
 }
 
+TEST_F(OutlookStoreTest, AnApplicationWithoutAutomationIsToldAsOneThatIsNotThere) {
+  application_.reset();
+  house_.tell("return\tcall=create outlook.application\tcode=80004002");  // E_NOINTERFACE
+  EXPECT_THROW(application(), MailStoreError);
+  ASSERT_EQ(house_.notices.size(), 1u);
+  EXPECT_THAT(house_.notices[0], HasSubstr("classic desktop version of Outlook"));
+}
+
+// The codes for a server whose start failed, and for one that may run only once: the application
+// runs with other rights, or waits for an answer in its first window.
+class OutlookStoreStart : public OutlookStoreTest,
+                          public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(, OutlookStoreStart, testing::Values("80080005", "800401F6"),
+                         [](const auto& code) { return std::string(code.param); });
+
+TEST_P(OutlookStoreStart, ThatFailsIsToldOnceWithWhatToDo) {
+  application_.reset();
+  house_.tell(std::string("return\tcall=create outlook.application\ttimes=2\tcode=") + GetParam());
+  EXPECT_THROW(application(), MailStoreError);
+  EXPECT_THROW(application(), MailStoreError);
+  ASSERT_EQ(house_.notices.size(), 1u);
+  EXPECT_THAT(house_.notices[0], HasSubstr("Outlook could not be started. Start it yourself"));
+  EXPECT_NO_THROW(application());
+}
+
 TEST_F(OutlookStoreTest, WithoutTheSafeItemLibraryTheUserIsToldOnceWhatToDo) {
   house_.tell("missing\tcomponent=redemption.safemailitem");
   house_.tell("missing\tcomponent=redemption.mapiutils");
