@@ -71,25 +71,50 @@ HRESULT callThrough(IStream* stream) {
   return result;
 }
 
-TEST(ServingSleeperTest, TheCallsOfOthersAreServedWhileItWaits) {
-  ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-  const ObjectHandle called = newEvent();
-  Sink sink(called.get());
-  IStream* stream = nullptr;
-  ASSERT_EQ(::CoMarshalInterThreadInterfaceInStream(IID_IDispatch, &sink, &stream), S_OK);
-  std::atomic<HRESULT> result = E_PENDING;
-  const ObjectHandle returned = newEvent();
-  std::thread caller([&] {
-    result = callThrough(stream);
-    ::SetEvent(returned.get());
-  });
-  EXPECT_TRUE(waitServingCalls(called.get(), 60s));
-  EXPECT_TRUE(waitServingCalls(returned.get(), 60s));
-  caller.join();
-  EXPECT_EQ(result, S_OK);
-  EXPECT_EQ(sink.calledOn, ::GetCurrentThreadId());
-  ::CoDisconnectObject(&sink, 0);
-  ::CoUninitialize();
+// A thread with an object that another thread calls.
+class ServedCall : public testing::Test {
+ protected:
+  ServedCall() {
+    EXPECT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+    IStream* stream = nullptr;
+    EXPECT_EQ(::CoMarshalInterThreadInterfaceInStream(IID_IDispatch, &sink_, &stream), S_OK);
+    caller_ = std::thread([this, stream] {
+      result_ = callThrough(stream);
+      ::SetEvent(returned_.get());
+    });
+  }
+  ~ServedCall() override {
+    // The caller waits for an answer, also after a failure.
+    (void)waitServingCalls(returned_.get(), 60s);
+    caller_.join();
+    ::CoDisconnectObject(&sink_, 0);
+    ::CoUninitialize();
+  }
+  bool done() const { return ::WaitForSingleObject(returned_.get(), 0) == WAIT_OBJECT_0; }
+
+  const ObjectHandle called_ = newEvent();
+  const ObjectHandle returned_ = newEvent();
+  Sink sink_{called_.get()};
+  std::atomic<HRESULT> result_ = E_PENDING;
+  std::thread caller_;
+};
+
+TEST_F(ServedCall, OfAnotherThreadReturnsWhileThisOneWaits) {
+  EXPECT_TRUE(waitServingCalls(called_.get(), 60s));
+  EXPECT_TRUE(waitServingCalls(returned_.get(), 60s));
+  EXPECT_EQ(result_, S_OK);
+  EXPECT_EQ(sink_.calledOn, ::GetCurrentThreadId());
+}
+
+// Sleeps until it has come, a little each time: a sleep always lasts its time.
+TEST_F(ServedCall, OfAnotherThreadReturnsWhileThisOneSleeps) {
+  ServingSleeper sleeper;
+  const auto limit = steadyTime() + 20s;
+  while (!done() && steadyTime() < limit) {
+    sleeper.sleep(1ms);
+  }
+  EXPECT_EQ(result_, S_OK);
+  EXPECT_EQ(sink_.calledOn, ::GetCurrentThreadId());
 }
 
 TEST(ServingSleeperTest, AThreadWithoutComWaitsToo) {
