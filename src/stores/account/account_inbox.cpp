@@ -12,6 +12,7 @@
 
 #include "mail/providers.h"
 #include "platform/text/ascii_text.h"
+#include "stores/account/imap_trace.h"
 
 namespace relaybird {
 namespace {
@@ -57,7 +58,7 @@ AccountInbox::AccountInbox(MailSettings settings, StoreWorld world, Threading th
                        world_.random,
                        world_.files,
                        folderOnDisk(),
-                       [this](const ProtocolLine& line) { trace(line); },
+                       imapTrace(world_, "IMAP"),
                        [this] { synchronisation_.onNews(); },
                        complain,
                        [this] { return world_.clock.now(); }});
@@ -314,16 +315,6 @@ void AccountInbox::synchronise(std::function<void()> done) {
   }
   synchronisation_.begin(*session_, std::move(done));
   (void)waitUntil([] { return true; });  // starts the thread
-}
-
-// On the session's thread.
-void AccountInbox::trace(const ProtocolLine& line) const {
-  if (world_.verbose && *world_.verbose) {
-    world_.events.post([notice = world_.notice, text = (line.sent ? "IMAP > " : "IMAP < ") +
-                                                       std::string(trimmed(line.text))] {
-      notice({text, StoreNotice::Kind::kVerbose});
-    });
-  }
 }
 
 void AccountInbox::report(const std::string& line) {

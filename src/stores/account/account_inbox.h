@@ -68,7 +68,6 @@ class AccountInbox : public Inbox {
   std::shared_ptr<InboxListing> currentListing();
   std::shared_ptr<const std::vector<std::uint32_t>> withoutMarked(
       const std::shared_ptr<const std::vector<std::uint32_t>>& uids) const;
-  void trace(const ProtocolLine& line) const;
   void report(const std::string& line);
 
   MailSettings settings_;

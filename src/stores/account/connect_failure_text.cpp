@@ -6,7 +6,7 @@
 namespace relaybird {
 namespace {
 
-std::string_view stepWords(ConnectStep step) {
+std::string_view stepWords(ConnectStep step, std::string_view ready) {
   switch (step) {
     case ConnectStep::kResolve:
       return "looking up its address";
@@ -19,14 +19,15 @@ std::string_view stepWords(ConnectStep step) {
     case ConnectStep::kReady:
       break;
   }
-  return "reading the mailbox";
+  return ready;
 }
 
 }  // namespace
 
-std::string connectFailureText(const MailServer& server, const ConnectFailure& failure) {
-  std::string text = "Mail server " + server.host + ", " + std::string(stepWords(failure.step)) +
-                     ": " + failure.words;
+std::string connectFailureText(const MailServer& server, const ConnectFailure& failure,
+                               const std::string& ready) {
+  std::string text = "Mail server " + server.host + ", " +
+                     std::string(stepWords(failure.step, ready)) + ": " + failure.words;
   if (!failure.answer.empty()) {
     text += ". The server said: " + failure.answer;
   }

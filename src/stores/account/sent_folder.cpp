@@ -8,6 +8,7 @@
 // refuses it. A crash at the wrong moment loses a copy, never a message.
 #include "stores/account/sent_folder.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -18,7 +19,9 @@
 #include "message/text/header_text.h"
 #include "outbox/delivery/outgoing_message.h"
 #include "platform/text/ascii_text.h"
+#include "stores/account/connect_failure_text.h"
 #include "stores/account/imap_client.h"
+#include "stores/account/imap_trace.h"
 
 namespace relaybird {
 
@@ -26,37 +29,25 @@ namespace {
 
 constexpr std::size_t kReceiveAtOnce = std::size_t{64} << 10;
 
-// What is said, without input and output: finds the folder and leaves the rest to a task.
-class Talk {
- public:
-  // `folder` is empty if there is no such folder.
-  using Task = std::function<void(Talk&, const std::string& folder)>;
-  Talk(std::string version, Task task)
-      : task_(std::move(task)), client_({[](ImapHead) {}, [](ImapBody) {}, [] {}}, {}) {
-    client_.capability([this, version = std::move(version)](const Result<void>&) {
-      client_.identify(version);
-      client_.findSent([this](const Result<std::string>& folder) {
-        if (folder) {
-          task_(*this, *folder);
-        } else {
-          end();
-        }
-      });
-    });
+// The user has read enough by then; more only come from a server whose words are always others.
+constexpr std::size_t kMostCausesTold = 16;
+
+constexpr const char* kSignInRefused = "sign-in";
+
+// What stays the same in a server's words when the cause does: numbers of the session and the time
+// are others in each answer.
+std::string withoutNumbers(std::string_view words) {
+  std::string kept;
+  while (!words.empty()) {
+    const std::size_t end = std::min(words.find(' '), words.size());
+    const std::string_view word = words.substr(0, end);
+    if (word.find_first_of("0123456789") == word.npos) {
+      kept += std::string(word) + ' ';
+    }
+    words.remove_prefix(std::min(end + 1, words.size()));
   }
-  Talk(const Talk&) = delete;
-  Talk& operator=(const Talk&) = delete;
-
-  ImapClient& client() { return client_; }
-  ImapDialogue& dialogue() { return client_.dialogue(); }
-  void end() { over_ = true; }
-  bool over() { return over_ || dialogue().bye() || !dialogue().fault().empty(); }
-
- private:
-  Task task_;
-  bool over_ = false;
-  ImapClient client_;  // last, as its calls use the other members
-};
+  return kept;
+}
 
 std::string messageIdOf(std::string_view message) {
   while (const auto field = takeField(message)) {
@@ -195,10 +186,7 @@ class SentFolderTransport : public Transport {
  public:
   SentFolderTransport(std::shared_ptr<Transport> real, const MailSettings& settings,
                       const StoreWorld& world)
-      : real_(std::move(real)),
-        sent_(settings, world),
-        events_(world.events),
-        notice_(world.notice) {
+      : real_(std::move(real)), sent_(settings, world) {
     if (settings.keepSentCopy) {
       copies_.emplace(world, world.stateFolder + "/rbx/sent-copies/" +
                                  toHex(settings.imap.user + '@' + settings.imap.server.host));
@@ -223,19 +211,12 @@ class SentFolderTransport : public Transport {
       }
       return std::nullopt;
     };
-    std::string why;
-    const auto ended = [&](const std::string& refusal) {
+    const auto ended = [&] {
       copies_->remove(names.back());
       names.pop_back();
-      why = refusal.empty() ? why : refusal;
     };
     if (!names.empty()) {
       sent_.store(next, ended, stop);
-    }
-    if (!why.empty()) {
-      events_.post([notice = notice_, line = "The server does not store copies of forwards in the "
-                                             "folder of sent mail: " +
-                                             oneLine(why)] { notice({line}); });
     }
   }
   void wake() override { real_->wake(); }
@@ -252,100 +233,212 @@ class SentFolderTransport : public Transport {
  private:
   std::shared_ptr<Transport> real_;
   SentFolder sent_;
-  EventQueue& events_;
-  std::function<void(StoreNotice)> notice_;
   std::optional<WaitingCopies> copies_;
 };
 
 }  // namespace
 
+// What is said, without input and output: finds the folder and leaves the rest to a task.
+class SentFolder::Talk {
+ public:
+  // `folder` is empty if there is no such folder.
+  using Task = std::function<void(Talk&, const std::string& folder)>;
+  Talk(std::string version, std::function<void(ProtocolLine)> trace, Task task)
+      : task_(std::move(task)),
+        client_({[](ImapHead) {}, [](ImapBody) {}, [] {}}, std::move(trace)) {
+    client_.capability([this, version = std::move(version)](const Result<void>&) {
+      client_.identify(version);
+      begin("listing the folders");
+      client_.findSent([this](const Result<std::string>& folder) {
+        if (folder) {
+          task_(*this, *folder);
+        } else {
+          fail(folder.error().text);
+        }
+      });
+    });
+  }
+  Talk(const Talk&) = delete;
+  Talk& operator=(const Talk&) = delete;
+
+  ImapClient& client() { return client_; }
+  ImapDialogue& dialogue() { return client_.dialogue(); }
+  // Names what is done now.
+  void begin(std::string step) { step_ = std::move(step); }
+  const std::string& step() const { return step_; }
+  void end() { ended_ = true; }
+  void fail(const std::string& words) {
+    end();
+    failure_ = words;
+  }
+  bool over() { return ended_ || !failure().empty(); }
+  // Why it has ended; empty if it is done, or if it goes on.
+  std::string failure() {
+    if (ended_) {
+      return failure_;
+    }
+    if (!dialogue().fault().empty()) {
+      return dialogue().fault();
+    }
+    return dialogue().bye() ? "it has ended the connection: " + *dialogue().bye() : std::string();
+  }
+
+ private:
+  Task task_;
+  std::string step_ = "asking what it can do";
+  bool ended_ = false;
+  std::string failure_;
+  ImapClient client_;  // last, as its calls use the other members
+};
+
 SentFolder::SentFolder(const MailSettings& settings, const StoreWorld& world)
     : server_(settings.imap.server),
       version_(world.version),
       network_(world.network),
+      trace_(imapTrace(world, "IMAP (sent mail)")),
+      events_(world.events),
+      notice_(world.notice),
       secret_(world.secrets, world.files, settings.imap, settings.imap,
               appPasswordLengthAt(settings.imap.server, settings.address)) {}
 
 bool SentFolder::has(const std::string& messageId, std::stop_token stop) {
   bool there = false;
-  Talk talk(version_, [&](Talk& self, const std::string& folder) {
+  Talk talk(version_, trace_, [&](Talk& self, const std::string& folder) {
     if (folder.empty()) {
       return self.end();
     }
-    self.client().examine(folder, [&](const Result<void>& opened) {
+    self.begin("opening the folder " + oneLine(folder));
+    self.client().examine(folder, [&, folder](const Result<void>& opened) {
       if (!opened) {
-        return self.end();
+        return self.fail(opened.error().text);
       }
+      self.begin("searching the folder " + oneLine(folder));
       self.client().searchMessageId(messageId, [&](const Result<UidSet>& found) {
-        there = found && !found->empty();
+        if (!found) {
+          return self.fail(found.error().text);
+        }
+        there = !found->empty();
         self.end();
       });
     });
   });
-  converse(
-      talk.dialogue(), [&] { return talk.over(); }, kSentSearchLimit, std::move(stop));
-  return there;
+  return converse(talk, searching_, kSentSearchLimit, std::move(stop)) && there;
 }
 
 void SentFolder::store(const std::function<std::optional<std::string>()>& next,
-                       const std::function<void(const std::string& refusal)>& ended,
-                       std::stop_token stop) {
+                       const std::function<void()>& ended, std::stop_token stop) {
+  bool stored = false;
+  bool refusedAny = false;
+  const auto refused = [&](const Talk& self, const std::string& words) {
+    refusedAny = true;
+    tell(refusing_, withoutNumbers(words),
+         "Mail server " + server_.host + ", " + self.step() + ": " + oneLine(words));
+    ended();
+  };
   std::function<void(Talk&, const std::string&)> storeOne;
   storeOne = [&](Talk& self, const std::string& folder) {
     auto message = next();
     for (; message && folder.empty(); message = next()) {
-      ended("the account has none");
+      refused(self, "the account has none");
     }
     if (!message) {
       return self.end();
     }
-    self.client().append(folder, *message, [&, folder](const Result<void>& stored) {
-      ended(stored ? std::string() : stored.error().text + ' ');
+    self.begin("storing a copy in the folder " + oneLine(folder));
+    self.client().append(folder, *message, [&, folder](const Result<void>& answer) {
+      if (answer) {
+        stored = true;
+        ended();
+      } else {
+        refused(self, answer.error().text);
+      }
       storeOne(self, folder);
     });
   };
-  Talk talk(version_, storeOne);
-  converse(
-      talk.dialogue(), [&] { return talk.over(); }, kSentStoreLimit, std::move(stop));
+  Talk talk(version_, trace_, storeOne);
+  (void)converse(talk, storing_, kSentStoreLimit, std::move(stop));
+  if (stored && !refusedAny) {
+    refusing_.told.clear();
+  }
 }
 
-void SentFolder::converse(ImapDialogue& dialogue, const std::function<bool()>& over,
-                          std::chrono::seconds limit, std::stop_token stop) {
-  SignInMaterial material = secret_.get(stop);
-  if (!material.signIn || stop.stop_requested()) {
+void SentFolder::tryAgain() {
+  secret_.tryAgain();
+  for (Matter* matter : {&searching_, &storing_, &refusing_}) {
+    matter->told.clear();
+  }
+}
+
+void SentFolder::tell(Matter& matter, const std::string& cause, const std::string& words) {
+  if (matter.told.size() >= kMostCausesTold || !matter.told.insert(cause).second) {
     return;
+  }
+  events_.post(
+      [notice = notice_, line = matter.sentence + (": " + words)] { notice(StoreNotice(line)); });
+}
+
+// True once the talk is done.
+bool SentFolder::converse(Talk& talk, Matter& matter, std::chrono::seconds limit,
+                          std::stop_token stop) {
+  const auto failed = [&](const std::string& words, const std::string& cause = {}) {
+    if (!stop.stop_requested()) {
+      tell(matter, cause.empty() ? withoutNumbers(words) : cause, words);
+    }
+    return false;
+  };
+  const std::string server = "Mail server " + server_.host;
+  SignInMaterial material = secret_.get(stop);
+  if (!material.signIn) {
+    const bool refused = material.failure.cause == SignInFailure::Cause::kRefused;
+    return failed(server + ": " + material.failure.words, refused ? kSignInRefused : "");
+  }
+  if (stop.stop_requested()) {
+    return false;
   }
   const std::unique_ptr<Network> network = network_();
   const std::stop_callback wake(stop, [&network] { network->wake(); });
   const auto until = network->steadyTime() + limit;
-  const auto connection = network->connect(server_, material.signIn, limit, {});
+  const auto connection = network->connect(server_, material.signIn, limit, trace_);
   bool accepted = false;
-  while (!over() && !stop.stop_requested() && network->steadyTime() < until) {
+  while (!talk.over() && !stop.stop_requested() && network->steadyTime() < until) {
     if (connection->state() == Connection::State::kOpen) {
       if (!std::exchange(accepted, true)) {
         secret_.accepted();
       }
       std::string bytes;
       while (connection->receive(bytes, kReceiveAtOnce) > 0) {
-        dialogue.received(bytes);
+        talk.dialogue().received(bytes);
         bytes.clear();
       }
-      std::string& output = dialogue.output();
+      std::string& output = talk.dialogue().output();
       output.erase(0, connection->send(output));
       connection->wantToSend(!output.empty());
     }
-    if (connection->state() == Connection::State::kEnded) {
-      const auto& failure = connection->failure();
-      if (failure && failure->cause == ConnectFailure::Cause::kSignInRefused &&
-          !failure->answer.empty()) {
+    if (!talk.over() && connection->state() == Connection::State::kEnded) {
+      const ConnectFailure failure = connection->failure().value_or(ConnectFailure());
+      // Without an answer the secret was not sent: the server does not know this way to sign in.
+      const bool refused =
+          failure.cause == ConnectFailure::Cause::kSignInRefused && !failure.answer.empty();
+      if (refused) {
         secret_.refused();
       }
-      return;
+      return failed(connectFailureText(server_, failure, talk.step()),
+                    refused ? kSignInRefused : "");
     }
-    if (!over()) {
+    if (!talk.over()) {
       network->wait(until - network->steadyTime());
     }
   }
+  if (!talk.over()) {
+    ConnectFailure late{ConnectFailure::Cause::kTimedOut, connection->step(), {}, {}};
+    late.words = "not done within " + std::to_string(limit.count()) + " seconds";
+    return failed(connectFailureText(server_, late, talk.step()));
+  }
+  if (const std::string words = talk.failure(); !words.empty()) {
+    return failed(server + ", " + talk.step() + ": " + oneLine(words));
+  }
+  matter.told.clear();
+  return true;
 }
 
 std::shared_ptr<Transport> withSentFolder(std::shared_ptr<Transport> transport,

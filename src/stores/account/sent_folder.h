@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <stop_token>
 #include <string>
 
@@ -16,7 +17,8 @@
 #include "mail/sign_in_source.h"
 #include "mail/store_world.h"
 #include "outbox/delivery/transport.h"
-#include "stores/account/imap_dialogue.h"
+#include "platform/event_queue.h"
+#include "platform/system/network.h"
 
 namespace relaybird {
 
@@ -27,7 +29,8 @@ inline constexpr std::chrono::seconds kSentStoreLimit{600};
 /// No copy is kept of a larger message, in bytes: a copy is in memory several times on its way.
 inline constexpr std::size_t kLargestSentCopy = std::size_t{4} << 20;
 
-/// One thread at a time, which is not the user-interface thread.
+/// One thread at a time, which is not the user-interface thread. A failure is told in the log, each
+/// cause once until there is success again or the user asks for another try.
 class SentFolder {
  public:
   /// What `world` refers to must outlive the object.
@@ -38,21 +41,33 @@ class SentFolder {
   /// answer in time.
   bool has(const std::string& messageId, std::stop_token stop);
   /// Stores what `next` gives, with CR LF at the line ends, as read messages, one after the other.
-  /// `ended` is called for each that the server has stored, with an empty text, or has refused,
-  /// with its words. Ends early when the connection does.
+  /// `ended` is called for each that the server has stored or refused. Ends early when the
+  /// connection does.
   void store(const std::function<std::optional<std::string>()>& next,
-             const std::function<void(const std::string& refusal)>& ended, std::stop_token stop);
+             const std::function<void()>& ended, std::stop_token stop);
   /// The user has asked for another try: a password that was refused may be tried again.
-  void tryAgain() { secret_.tryAgain(); }
+  void tryAgain();
 
  private:
-  void converse(ImapDialogue& dialogue, const std::function<bool()>& over,
-                std::chrono::seconds limit, std::stop_token stop);
+  class Talk;
+  /// What can fail: how the log says it, and the causes that it has named.
+  struct Matter {
+    const char* sentence;
+    std::set<std::string> told = {};
+  };
+  bool converse(Talk& talk, Matter& matter, std::chrono::seconds limit, std::stop_token stop);
+  void tell(Matter& matter, const std::string& cause, const std::string& words);
 
   MailServer server_;
   std::string version_;
   NetworkMaker network_;
+  std::function<void(ProtocolLine)> trace_;
+  EventQueue& events_;
+  std::function<void(StoreNotice)> notice_;
   SignInSource secret_;
+  Matter searching_{"The folder of sent mail cannot be searched"};
+  Matter storing_{"Copies of forwards wait, as they cannot be stored in the folder of sent mail"};
+  Matter refusing_{"The server does not store copies of forwards in the folder of sent mail"};
 };
 
 /// The same transport, which asks the account's folder before a message whose answer got lost is

@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
+#include <memory>
 
 #include "platform/posix/posix_clock.h"
 #include "platform/posix/posix_file_system.h"
@@ -19,6 +21,7 @@ namespace relaybird {
 namespace {
 
 using testing::Contains;
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
@@ -75,7 +78,7 @@ class SentFolderTest : public testing::Test {
     } else if (verb == "UID") {
       end.say(found_);
     }
-    end.say(tag + (refusedVerb_ == verb ? " NO not here\r\n" : " OK done\r\n"));
+    end.say(tag + (refusedVerb_ == verb ? refusal_ : " OK done\r\n"));
   }
   void appended(ServerEnd& end, std::string_view line) {
     if (literal_.size() < expected_) {
@@ -108,12 +111,29 @@ class SentFolderTest : public testing::Test {
     std::uint64_t last = 0;
     std::size_t reported = 0;
   };
-  void deliver(std::vector<std::string> subjects) {
+  // One series of a transport of its own, or of `by`.
+  void deliver(std::vector<std::string> subjects, Transport* by = nullptr) {
     Messages feed;
     feed.subjects = std::move(subjects);
     const std::size_t count = feed.subjects.size();
-    withSentFolder(std::make_shared<Taking>(), settings_, world())->deliverAll(feed, {});
+    const auto own = withSentFolder(std::make_shared<Taking>(), settings_, world());
+    (by == nullptr ? own.get() : by)->deliverAll(feed, {});
     EXPECT_EQ(feed.reported, count);
+    events_.runUntilIdle();
+  }
+  // A transport that keeps copies, of a server that takes no other password than `right`.
+  std::shared_ptr<Transport> keepingCopiesWithPassword(const std::string& right) {
+    settings_.keepSentCopy = true;
+    network_.serve([this, right](ServerEnd& end) {
+      if (end.signIn()->secret.bytes() != right) {
+        end.fail({ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "refused", "NO no"});
+      }
+      return answerLines([this](ServerEnd& from, std::string_view line) { answer(from, line); });
+    });
+    return withSentFolder(std::make_shared<Taking>(), settings_, world());
+  }
+  static std::string lineOf(const std::string& matter, const std::string& rest) {
+    return matter + ": Mail server imap.example.org" + rest;
   }
   std::size_t copiesWaiting() {
     std::size_t count = 0;
@@ -127,6 +147,7 @@ class SentFolderTest : public testing::Test {
     StoreWorld made{files_, clock_, events_, executor_, commandRunner_, systemRandomBytes};
     made.notice = [this](const StoreNotice& notice) { told_.push_back(notice.line); };
     made.version = "2.3.4";
+    made.verbose = verbose_;
     made.stateFolder = temp_.path("state");
     std::filesystem::create_directory(made.stateFolder);
     made.secrets.credentialFolder = temp_.path("");
@@ -135,7 +156,9 @@ class SentFolderTest : public testing::Test {
   }
   bool has(std::stop_token stop = {}) {
     commands_.clear();
-    return SentFolder(settings_, world()).has("<1@id>", std::move(stop));
+    const bool there = SentFolder(settings_, world()).has("<1@id>", std::move(stop));
+    events_.runUntilIdle();
+    return there;
   }
 
   TempFolder temp_;
@@ -152,6 +175,7 @@ class SentFolderTest : public testing::Test {
       "\"Gesendet\"\r\n";
   std::string found_ = "* SEARCH 17\r\n";
   std::string refusedVerb_;
+  std::string refusal_ = " NO not here\r\n";
   std::string hangsAt_;
   std::vector<std::string> commands_;
   std::string appending_;  // the tag of the command whose message is being received
@@ -159,7 +183,14 @@ class SentFolderTest : public testing::Test {
   std::size_t expected_ = 0;
   std::vector<std::string> stored_;
   std::vector<std::string> told_;
+  std::shared_ptr<std::atomic<bool>> verbose_ = std::make_shared<std::atomic<bool>>(false);
 };
+
+constexpr const char* kNotSearched = "The folder of sent mail cannot be searched";
+constexpr const char* kNotStored =
+    "Copies of forwards wait, as they cannot be stored in the folder of sent mail";
+constexpr const char* kNotTaken =
+    "The server does not store copies of forwards in the folder of sent mail";
 
 TEST_F(SentFolderTest, AMessageIsLookedForInTheFolderThatTheServerMarks) {
   EXPECT_TRUE(has());
@@ -280,21 +311,27 @@ TEST_F(SentFolderTest, WithoutAFolderCopiesDoNotPileUpOnTheDisk) {
   deliver({"one", "two"});
   EXPECT_THAT(stored_, IsEmpty());
   EXPECT_EQ(copiesWaiting(), 0u);
-  events_.runUntilIdle();
-  EXPECT_THAT(told_, testing::ElementsAre("The server does not store copies of forwards in the "
-                                          "folder of sent mail: the account has none"));
+  EXPECT_THAT(told_, ElementsAre(lineOf(kNotTaken, ", listing the folders: the account has none")));
 }
 
-TEST_F(SentFolderTest, ACopyThatIsNotStoredWaitsForTheNextSeries) {
+TEST_F(SentFolderTest, ACopyThatIsNotStoredWaitsForTheNextSeriesAndThatIsToldOnce) {
   settings_.keepSentCopy = true;
+  const auto transport = withSentFolder(std::make_shared<Taking>(), settings_, world());
   hangsAt_ = "APPEND";
-  deliver({"one", "two"});
+  deliver({"one", "two"}, transport.get());
+  deliver({}, transport.get());
   EXPECT_THAT(stored_, IsEmpty());
   EXPECT_EQ(copiesWaiting(), 2u);
+  EXPECT_THAT(told_, ElementsAre(lineOf(kNotStored,
+                                        ", storing a copy in the folder Gesendet: not "
+                                        "done within 600 seconds")));
   hangsAt_.clear();
-  deliver({});
+  deliver({}, transport.get());
   EXPECT_EQ(stored_.size(), 2u);
   EXPECT_EQ(copiesWaiting(), 0u);
+  hangsAt_ = "APPEND";
+  deliver({"three"}, transport.get());
+  EXPECT_THAT(told_, testing::SizeIs(2)) << "it has worked meanwhile";
 }
 
 TEST_F(SentFolderTest, ACopyThatTheServerRefusesIsGivenUpAndTold) {
@@ -302,9 +339,97 @@ TEST_F(SentFolderTest, ACopyThatTheServerRefusesIsGivenUpAndTold) {
   refusedVerb_ = "APPEND";
   deliver({"one", "two"});
   EXPECT_EQ(copiesWaiting(), 0u);
-  events_.runUntilIdle();
-  EXPECT_THAT(told_, testing::ElementsAre("The server does not store copies of forwards in the "
-                                          "folder of sent mail: not here"));
+  EXPECT_THAT(told_,
+              ElementsAre(lineOf(kNotTaken, ", storing a copy in the folder Gesendet: not here")));
+}
+
+// Both was silent: copies piled up on the disk, and nobody knew why.
+TEST_F(SentFolderTest, ARefusedSignInIsToldOnceAndNotForEachSeries) {
+  const auto transport = keepingCopiesWithPassword("new");
+  for (const char* subject : {"one", "two", "three"}) {
+    deliver({subject}, transport.get());
+  }
+  EXPECT_THAT(told_,
+              ElementsAre(lineOf(kNotStored, ", signing in: refused. The server said: NO no")));
+  EXPECT_EQ(copiesWaiting(), 3u);
+  transport->tryAgain();
+  deliver({}, transport.get());
+  EXPECT_THAT(std::exchange(told_, {}), testing::SizeIs(2)) << "the user has asked";
+
+  writeBytes(temp_.path("imap-password"), "new");
+  transport->tryAgain();
+  deliver({}, transport.get());
+  EXPECT_EQ(copiesWaiting(), 0u);
+  EXPECT_THAT(told_, IsEmpty());
+}
+
+TEST_F(SentFolderTest, ARefusalOfCopiesIsToldOnceThoughItsNumbersDiffer) {
+  const auto transport = keepingCopiesWithPassword("secret");
+  refusedVerb_ = "APPEND";
+  for (const char* number : {"17", "0x18"}) {
+    refusal_ = " NO [OVERQUOTA] (" + std::string(number) + ") full\r\n";
+    deliver({"one", "two"}, transport.get());
+  }
+  EXPECT_THAT(told_, ElementsAre(lineOf(kNotTaken,
+                                        ", storing a copy in the folder Gesendet: "
+                                        "(17) full [OVERQUOTA]")));
+  refusal_ = " NO not here\r\n";
+  deliver({"one"}, transport.get());
+  EXPECT_THAT(told_, testing::SizeIs(2)) << "another cause";
+  refusedVerb_.clear();
+  deliver({"one"}, transport.get());
+  refusedVerb_ = "APPEND";
+  deliver({"one"}, transport.get());
+  EXPECT_THAT(told_, testing::SizeIs(3)) << "it has worked meanwhile";
+}
+
+TEST_F(SentFolderTest, AFailureNamesTheStepAndTheWordsOfTheServer) {
+  const auto why = [this] {
+    EXPECT_FALSE(has());
+    return std::exchange(told_, {});
+  };
+  refusedVerb_ = "EXAMINE";
+  EXPECT_THAT(why(), ElementsAre(lineOf(kNotSearched, ", opening the folder Gesendet: not here")));
+  refusedVerb_ = "UID";
+  EXPECT_THAT(why(),
+              ElementsAre(lineOf(kNotSearched, ", searching the folder Gesendet: not here")));
+  refusedVerb_ = "LIST";
+  EXPECT_THAT(why(), ElementsAre(lineOf(kNotSearched, ", listing the folders: not here")));
+  refusedVerb_.clear();
+  hangsAt_ = "CAPABILITY";
+  EXPECT_THAT(why(), ElementsAre(lineOf(kNotSearched,
+                                        ", asking what it can do: not done within "
+                                        "60 seconds")));
+  hangsAt_.clear();
+  network_.serve([](ServerEnd&) {
+    return answerLines([](ServerEnd& end, std::string_view) {
+      end.say("* BYE too many of you\r\n");
+      end.close();
+    });
+  });
+  EXPECT_THAT(why(), ElementsAre(lineOf(kNotSearched,
+                                        ", asking what it can do: it has ended the "
+                                        "connection: too many of you")));
+  settings_.imap.secretName = "missing";
+  EXPECT_THAT(why(), ElementsAre(StartsWith(lineOf(kNotSearched, ": "))));
+}
+
+TEST_F(SentFolderTest, TheVerboseLogShowsTheProtocolWithoutThePasswordAndTheText) {
+  settings_.keepSentCopy = true;
+  deliver({"one"});
+  EXPECT_THAT(told_, IsEmpty()) << "it is off";
+  *verbose_ = true;
+  network_.serve([this](ServerEnd& end) {
+    end.trace({true, "A1 LOGIN ann ***"});
+    return answerLines([this](ServerEnd& from, std::string_view line) { answer(from, line); });
+  });
+  deliver({"one"});
+  EXPECT_THAT(told_, Contains("IMAP (sent mail) > A1 LOGIN ann ***"));
+  EXPECT_THAT(told_, Contains("IMAP (sent mail) > r1 CAPABILITY"));
+  EXPECT_THAT(told_, Contains("IMAP (sent mail) < r1 OK done"));
+  EXPECT_THAT(told_, Contains(StartsWith("IMAP (sent mail) > r4 APPEND \"Gesendet\"")));
+  EXPECT_THAT(told_, testing::Each(testing::Not(testing::AnyOf(testing::HasSubstr("secret"),
+                                                               testing::HasSubstr("text")))));
 }
 
 }  // namespace
