@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <ocidl.h>
 
+#include <list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,10 +33,16 @@ class DispatchTest : public testing::Test {
     return MailStoreError("");
   }
 
+  FakeType& typeNamed(const char* name) { return types_.emplace_back(name); }
+
+ private:
+  std::list<FakeType> types_;  // above the server, which keeps them
+
+ protected:
   std::vector<milliseconds> pauses;
+  FakeType mailType{"_MailItem"};
   std::shared_ptr<Server> server =
       std::make_shared<Server>([this](milliseconds pause) { pauses.push_back(pause); });
-  FakeType mailType{"_MailItem"};
 };
 
 FakeDispatch::Member answering(const Value& value) {
@@ -73,7 +80,7 @@ TEST_F(DispatchTest, ANameIsLookedUpOnceForAllObjectsOfItsClass) {
 }
 
 TEST_F(DispatchTest, TwoClassesDoNotShareTheNumbersOfTheirNames) {
-  FakeType meetingType("_MeetingItem");
+  FakeType& meetingType = typeNamed("_MeetingItem");
   FakeDispatch mail(&mailType);
   FakeDispatch meeting(&meetingType);
   mail.add(L"Subject", 7, answering(Value::ofText("mail")));
@@ -94,7 +101,7 @@ TEST_F(DispatchTest, ObjectsWithoutTypeInformationDoNotShareNumbersThoughAllAreC
 }
 
 TEST_F(DispatchTest, TheClassNameLosesOneUnderscoreAndIsAskedForOnce) {
-  FakeType twice("__Odd");
+  FakeType& twice = typeNamed("__Odd");
   FakeDispatch fake(&mailType);
   FakeDispatch odd(&twice);
   const Object object = over(fake);
@@ -311,14 +318,14 @@ class RefusingTeller : public FakeDispatch {
 };
 
 TEST_F(DispatchTest, AServerThatGoesAwayWhenAskedWhoTellsItsClassIsNoticed) {
-  FakeType plain("IMailItem");
+  FakeType& plain = typeNamed("IMailItem");
   RefusingTeller fake(&plain, HRESULT_FROM_WIN32(RPC_S_CALL_FAILED));
   EXPECT_THROW((void)over(fake).className(), MailStoreError) << "and is not called \"IMailItem\"";
   EXPECT_TRUE(server->gone());
 }
 
 TEST_F(DispatchTest, ABusyServerIsAskedAgainWhoTellsItsClass) {
-  FakeType plain("IMailItem");
+  FakeType& plain = typeNamed("IMailItem");
   RefusingTeller fake(&plain, RPC_E_SERVERCALL_RETRYLATER);
   EXPECT_EQ(over(fake).className(), "IMailItem");
   EXPECT_EQ(pauses.size(), 1u);

@@ -276,6 +276,7 @@ class SyncEventsStep : public SyncEventsTest, public testing::WithParamInterface
     sync.type = ComPtr<ITypeInfo>(&objectType_);
     sync.points = {&own};
   }
+  ~SyncEventsStep() override { sync.type = {}; }
   void refuse(HRESULT result, int times) { refusal = {GetParam(), result, times}; }
   std::string errorOfListening() {
     try {
