@@ -56,7 +56,12 @@ std::shared_ptr<Server> makeServer(const StoreWorld& world) {
           sleeper->sleep(pause);
         }
       },
-      std::make_shared<ComUse>());
+      std::make_shared<ComUse>(),
+      [notice = world.notice, verbose = world.verbose](const std::string& line) {
+        if (verbose != nullptr && *verbose) {
+          notice({line, StoreNotice::Kind::kVerbose});
+        }
+      });
 }
 
 }  // namespace

@@ -81,6 +81,12 @@ const Known* find(const Known (&table)[N], HRESULT result) {
   return nullptr;
 }
 
+std::string placeOf(HRESULT result, std::string_view member) {
+  char code[16];
+  std::snprintf(code, sizeof code, "%08lX", static_cast<unsigned long>(result));
+  return " (" + std::string(member) + ", error " + code + ")";
+}
+
 void freeTexts(EXCEPINFO& info) {
   SysFreeString(info.bstrSource);
   SysFreeString(info.bstrDescription);
@@ -99,9 +105,7 @@ bool meansBusy(HRESULT result) {
 }
 
 std::string sentenceFor(HRESULT result, std::string_view member) {
-  char code[16];
-  std::snprintf(code, sizeof code, "%08lX", static_cast<unsigned long>(result));
-  const std::string where = " (" + std::string(member) + ", error " + code + ")";
+  const std::string where = placeOf(result, member);
   if (const Known* known = find(kGone, result)) {
     return known->sentence + where;
   }
@@ -170,6 +174,8 @@ void Server::fail(HRESULT result, EXCEPINFO& info, std::string_view member) {
     if (!source.empty()) {
       text = source + ": " + text;
     }
+  } else if (!source.empty()) {
+    note_(source + ": " + text + placeOf(code, member));
   }
   throw MailStoreError(text, code);
 }

@@ -44,11 +44,13 @@ struct ClassMembers {
 class Server {
  public:
   using Pause = std::function<void(std::chrono::milliseconds)>;
+  using Note = std::function<void(const std::string& line)>;
 
   /// `pause` waits a little before a call is made again that a busy application has refused.
-  /// `lasting` is held until the last object is gone.
-  explicit Server(Pause pause, std::shared_ptr<void> lasting = {})
-      : lasting_(std::move(lasting)), pause_(std::move(pause)) {}
+  /// `lasting` is held until the last object is gone. `note` takes lines for the verbose log.
+  explicit Server(
+      Pause pause, std::shared_ptr<void> lasting = {}, Note note = [](const std::string&) {})
+      : lasting_(std::move(lasting)), pause_(std::move(pause)), note_(std::move(note)) {}
 
   /// Makes the call, and makes it again for some seconds while the application is busy; not where
   /// an earlier call has waited in vain and none was taken since. Returns the last result. A result
@@ -76,7 +78,8 @@ class Server {
   /// Remembers that the application is gone.
   void lose(HRESULT result);
   bool gone() const { return goneWith_.has_value(); }
-  /// Throws MailStoreError with the text of `info`, which it frees, or a sentence for `result`.
+  /// Throws MailStoreError with the text of `info`, which it frees, or a sentence for `result`. A
+  /// text is the error's as it stands; whose it is, the application's or the library's, is noted.
   [[noreturn]] void fail(HRESULT result, EXCEPINFO& info, std::string_view member);
   [[noreturn]] void fail(HRESULT result, std::string_view member);
 
@@ -99,6 +102,7 @@ class Server {
 
   std::shared_ptr<void> lasting_;  ///< above what it must outlive
   Pause pause_;
+  Note note_;
   std::optional<HRESULT> goneWith_;
   bool waitedInVain_ = false;
   std::map<std::string, std::shared_ptr<ClassMembers>, std::less<>> classes_;

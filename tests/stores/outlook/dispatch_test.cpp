@@ -40,9 +40,11 @@ class DispatchTest : public testing::Test {
 
  protected:
   std::vector<milliseconds> pauses;
+  std::vector<std::string> notes;
   FakeType mailType{"_MailItem"};
   std::shared_ptr<Server> server =
-      std::make_shared<Server>([this](milliseconds pause) { pauses.push_back(pause); });
+      std::make_shared<Server>([this](milliseconds pause) { pauses.push_back(pause); }, nullptr,
+                               [this](const std::string& line) { notes.push_back(line); });
 };
 
 FakeDispatch::Member answering(const Value& value) {
@@ -205,6 +207,30 @@ TEST_F(DispatchTest, ARaisedErrorHasTheServersTextAndCode) {
   const MailStoreError error = errorOf([&] { over(fake).call(L"send"); });
   EXPECT_STREQ(error.what(), "The item has been moved or deleted.");
   EXPECT_EQ(error.code(), static_cast<std::int32_t>(0x8004010F));
+}
+
+// With the library in this process the text alone does not tell whose error it is.
+TEST_F(DispatchTest, WhoHasRaisedAnErrorWithATextIsNotedWithMemberAndCode) {
+  FakeDispatch fake(&mailType);
+  fake.add(L"send", 1,
+           raising({.result = DISP_E_EXCEPTION,
+                    .source = "Redemption",
+                    .text = "The mailbox is full.",
+                    .scode = static_cast<SCODE>(0x8004060C)}));
+  EXPECT_STREQ(errorOf([&] { over(fake).call(L"send"); }).what(), "The mailbox is full.");
+  EXPECT_EQ(notes,
+            (std::vector<std::string>{"Redemption: The mailbox is full. (send, error 8004060C)"}));
+}
+
+TEST_F(DispatchTest, ARaisedErrorIsNotNotedWhereItsOwnTextTellsItsSourceOrThereIsNone) {
+  FakeDispatch fake(&mailType);
+  fake.add(L"send", 1,
+           raising({.result = DISP_E_EXCEPTION, .source = "Toy", .scode = DISP_E_OVERFLOW}));
+  fake.add(L"save", 2,
+           raising({.result = DISP_E_EXCEPTION, .text = "No source.", .scode = DISP_E_OVERFLOW}));
+  errorOf([&] { over(fake).call(L"send"); });
+  errorOf([&] { over(fake).call(L"save"); });
+  EXPECT_TRUE(notes.empty());
 }
 
 TEST_F(DispatchTest, ARaisedErrorsTextIsFilledInWhenTheServerDefersIt) {

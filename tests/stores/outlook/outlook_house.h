@@ -6,6 +6,7 @@
 
 #include <objbase.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -62,6 +63,8 @@ struct OutlookHouse {
   RecordingSleeper sleeper{clock};
   RecordingLog log{&clock};
   std::vector<std::string> notices;
+  std::vector<std::string> verboseNotices;
+  std::shared_ptr<std::atomic<bool>> verbose = std::make_shared<std::atomic<bool>>(false);
   NoFiles files;
   InlineExecutor executor;
   NoCommands commands;
@@ -70,18 +73,23 @@ struct OutlookHouse {
 
  private:
   std::unique_ptr<MailStore> open() {
-    auto opened = openOutlookStore(
-        {.files = files,
-         .clock = clock,
-         .events = events,
-         .executor = executor,
-         .commands = commands,
-         .random =
-             [](std::size_t) {
-               return Error{0, "not used"};
-             },
-         .notice = [this](const StoreNotice& told) { notices.push_back(told.line); },
-         .sleeper = &sleeper});
+    auto opened = openOutlookStore({.files = files,
+                                    .clock = clock,
+                                    .events = events,
+                                    .executor = executor,
+                                    .commands = commands,
+                                    .random =
+                                        [](std::size_t) {
+                                          return Error{0, "not used"};
+                                        },
+                                    .notice =
+                                        [this](const StoreNotice& told) {
+                                          const bool quiet =
+                                              told.kind == StoreNotice::Kind::kVerbose;
+                                          (quiet ? verboseNotices : notices).push_back(told.line);
+                                        },
+                                    .verbose = verbose,
+                                    .sleeper = &sleeper});
     if (!opened) {
       throw std::runtime_error(opened.error().text);
     }

@@ -307,6 +307,24 @@ TEST_F(OutlookStoreTest, AnOutboxThatRefusedRestsAnHourOrUntilAPersonAsks) {
   EXPECT_NO_THROW(unread()->Item(1));
 }
 
+TEST_F(OutlookStoreTest, TheVerboseLogTellsWhetherTheLibraryOrTheApplicationRefused) {
+  house_.engine.engine.state().activationTime = DateTime{};
+  for (const bool verbose : {false, true}) {
+    *house_.verbose = verbose;
+    deliver(1, 1);
+    house_.tell(
+        "raise\tcall=SafeItem.Send\tcode=80004005\tsource=Redemption\ttext=Refused.\ttimes=1");
+    house_.check();
+    EXPECT_THAT(house_.log.lines, testing::Contains(testing::EndsWith("Problem was: Refused.")))
+        << "as the library has told it";
+    EXPECT_EQ(house_.verboseNotices.size(), verbose ? 1u : 0u);
+    house_.log.lines.clear();
+  }
+  EXPECT_THAT(house_.verboseNotices,
+              testing::ElementsAre("Redemption: Refused. (Send, error 80004005)"));
+  EXPECT_TRUE(house_.notices.empty());
+}
+
 TEST_F(OutlookStoreTest, TheOutboxOfTheMailApplicationIsNotCounted) {
   EXPECT_EQ(house_.store->outgoing().state().outbox, "");
   EXPECT_EQ(house_.store->outgoing().waiting(), 0u);
