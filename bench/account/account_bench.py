@@ -1,18 +1,19 @@
 # SPDX-License-Identifier: MIT
 """account_bench.py CONSOLE RAW_CLIENT SINK [PART...]: an account, measured against other ways.
 
-"forward": 500 of 1,000 unread messages go from a Dovecot to a server that takes everything at once, by
-the program, by a raw client that does the same network work and the same syncs, and by a careful script
-over imaplib and smtplib. "classic": the same by imapfilter and fetchmail, driving a command for each
-message. "send": 500 messages of an outbox over SMTP, by the program and by the raw client on one connection,
-at three distances, and at two of them to a server without PIPELINING. "quiet": a check that finds nothing new
-among 10,000 decided messages. "large": messages with attachments of 25 MB. "crowded": headers of 100 KB. "huge":
-half a million unread messages, at a server that makes them when they are asked for. "responsive": the longest time
-in which the program reacts to nothing, during a check of a server far away. Without a part, all of them. The clients
-take turns, and each figure is the median of its runs, from the client's start to the last accepted message; that of
-the program begins with its command, when it has started. Nothing stands between the clients and the servers in these runs but the distance, which
-a proxy makes; the round trips are counted by a proxy in a run of its own. Prints the rows of the table in
-docs/performance.md, and ends with status 1 if a limit is exceeded.
+"forward": 500 of 1,000 unread messages go from a Dovecot to a server that takes everything at once, by the
+program, by a raw client that does the same network work and the same syncs, and by a careful script over
+imaplib and smtplib. "classic": the same by imapfilter and fetchmail, driving a command for each message.
+"send": 500 messages of an outbox over SMTP, by the program and by the raw client on one connection, at three
+distances, and at two of them to a server without PIPELINING. "quiet": a check that finds nothing new among
+10,000 decided messages. "large": messages with attachments of 25 MB. "crowded": headers of 100 KB. "huge": half
+a million unread messages, at a server that makes them when they are asked for. "responsive": the longest time
+in which the program reacts to nothing, during a check of a server far away. Without a part, all of them. The
+clients take turns, and each figure is the median of its runs, from the client's start to the last accepted
+message; that of the program begins with its command, when it has started. Nothing stands between the clients
+and the servers in these runs but the distance, which a proxy makes; the round trips are counted by a proxy in a
+run of its own. Prints the rows of the table in docs/performance.md, and ends with status 1 if a limit is
+exceeded.
 """
 
 import base64
