@@ -9,6 +9,7 @@
 #include "message/header_block.h"
 #include "message/memory_files.h"
 #include "message/parts/part_tree.h"
+#include "platform/text/ascii_text.h"
 #include "stores/account/uid_set.h"
 
 namespace relaybird {
@@ -76,6 +77,27 @@ std::string structureOf(const std::string& mail) {
   return structureOf(*readPartTree(file, *readHeaderBlock(file), mail.size())->root);
 }
 
+// The fields of the header section that are asked for, with their folds, and the empty line.
+std::string askedFields(std::string_view header, std::string_view items) {
+  items.remove_prefix(items.find('(', items.find("HEADER.FIELDS")) + 1);
+  const std::string names = ' ' + asciiLower(items.substr(0, items.find(')'))) + ' ';
+  std::string result;
+  bool asked = false;
+  while (!header.empty()) {
+    const std::size_t end = std::min(header.find('\n'), header.size() - 1) + 1;
+    const std::string_view line = header.substr(0, end);
+    header.remove_prefix(end);
+    if (!line.starts_with(' ') && !line.starts_with('\t')) {
+      const std::string name = asciiLower(line.substr(0, line.find(':')));
+      asked = names.find(' ' + name + ' ') != std::string::npos;
+    }
+    if (asked) {
+      result += line;
+    }
+  }
+  return result + "\r\n";
+}
+
 std::string fetched(const ServerMail& mail, const std::string& items) {
   std::string data = "UID " + std::to_string(mail.uid);
   if (items.find("INTERNALDATE") != std::string::npos) {
@@ -85,7 +107,8 @@ std::string fetched(const ServerMail& mail, const std::string& items) {
       data +=
           " BODYSTRUCTURE " + (mail.structure.empty() ? structureOf(mail.bytes) : mail.structure);
     }
-    data += " BODY[HEADER.FIELDS (SUBJECT)] " + literal(HeaderBlock(mail.bytes).bytes());
+    data += " BODY[HEADER.FIELDS (SUBJECT)] " +
+            literal(askedFields(HeaderBlock(mail.bytes).bytes(), items));
   }
   if (const std::size_t at = items.find("BODY.PEEK[]<"); at != std::string::npos) {
     std::size_t used = 0;
