@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Users who forward to each other, and machines that answer forwards: the whole engine over real
-// Maildirs, with a post office between them. Counts the forwards and answers that one message
-// causes.
+// Maildirs, and over accounts at IMAP servers that the test plays, with a post office between them.
+// Counts the forwards and answers that one message causes.
 #include <gtest/gtest.h>
 
 #include <iostream>
 #include <map>
 
+#include "engine/engine_house.h"
 #include "message/circles.h"
+#include "stores/account/account_house.h"
+#include "stores/mailbox/mailbox_store.h"
+#include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
 #include "system/pass_program.h"
 
@@ -16,57 +20,158 @@ namespace {
 
 constexpr int kChecks = 16;
 
-// The program of one mailbox, with its own state folder and key unless others are given.
-struct User {
-  User(FakeClock& time, const std::string& name, std::vector<std::string> addresses,
-       const std::string& state)
-      : address(name + "@" + name + ".example"),
-        stateFolder(state.empty() ? temp.path("state") : state),
-        sleeper(time),
-        program(maildirSettings(temp.path("Maildir"), temp.path("outbox"), address), stateFolder,
-                disk, std::hash<std::string>()(address), &transport, &time) {
-    for (const char* part : {"", "/new", "/cur", "/tmp"}) {
-      std::filesystem::create_directory(temp.path("Maildir") + part);
-    }
-    PreferenceFields& fields = program.prefs.fields();
-    fields.mstrFwdToAddress = std::move(addresses);
+std::string addressOf(const std::string& name) {
+  return name + "@" + name + ".example";
+}
+
+// The program of one mailbox.
+class User {
+ public:
+  User(std::string mailAddress, const std::string& state)
+      : address(std::move(mailAddress)), stateFolder(state.empty() ? temp.path("state") : state) {}
+  virtual ~User() = default;
+
+  virtual void receive(const std::string& bytes) = 0;
+  virtual std::size_t unread() = 0;
+  virtual FakeClock& clock() = 0;
+
+  // One check; the sent messages are taken from the transport.
+  std::vector<OutgoingMessage> check() {
+    pass();
+    return std::exchange(transport.taken, {});
+  }
+  // How many lines of the log have these words.
+  std::size_t told(const std::string& words) {
+    const std::vector<std::string>& lines = log().lines;
+    return static_cast<std::size_t>(std::count_if(
+        lines.begin(), lines.end(),
+        [&](const std::string& line) { return line.find(words) != std::string::npos; }));
+  }
+
+  const std::string address;
+  const TempFolder temp;
+  const std::string stateFolder;  // has the key; two mailboxes of one user share it
+
+ protected:
+  virtual void pass() = 0;
+  virtual RecordingLog& log() = 0;
+  void forwardTo(const std::vector<std::string>& addresses, PreferenceFields& fields) {
+    fields.mstrFwdToAddress = addresses;
     fields.mlngMaxToForward = 10000;
     fields.mbolFormatForCellPhone = false;
   }
 
-  void receive(const std::string& bytes) {
+  FakeTransport transport;
+  int received = 0;
+};
+
+class MaildirUser : public User {
+ public:
+  MaildirUser(const std::string& mailAddress, const std::vector<std::string>& addresses,
+              const std::string& state)
+      : User(mailAddress, state) {
+    for (const char* part : {"", "/new", "/cur", "/tmp"}) {
+      std::filesystem::create_directory(temp.path("Maildir") + part);
+    }
+    forwardTo(addresses, program_.prefs.fields());
+  }
+
+  void receive(const std::string& bytes) override {
     const std::string name = std::to_string(1700000000 + ++received) + ".M1P1.host";
     writeBytes(temp.path("Maildir/new/") + name, bytes);
   }
-  // One check; the sent messages are taken from the transport.
-  std::vector<OutgoingMessage> check() {
-    program.pass();
-    return std::exchange(transport.taken, {});
-  }
-  // How many lines of the log have these words.
-  std::size_t told(const std::string& words) const {
-    return static_cast<std::size_t>(std::count_if(
-        program.log.lines.begin(), program.log.lines.end(),
-        [&](const std::string& line) { return line.find(words) != std::string::npos; }));
-  }
-  std::size_t unread() {
+  std::size_t unread() override {
     return static_cast<std::size_t>(
-        createAs<Application>(program.store.factory(), prog_id::kApplication)
+        createAs<Application>(program_.store.factory(), prog_id::kApplication)
             ->GetNamespace("MAPI")
             ->GetDefaultInbox()
             ->Items()
             ->Restrict("[Unread]=true")
             ->Count());
   }
+  FakeClock& clock() override { return clock_; }
 
-  std::string address;
-  TempFolder temp;
-  std::string stateFolder;
-  int received = 0;
-  FakeTransport transport;
-  RecordingSleeper sleeper;
-  UnsyncedDisk disk{sleeper};
-  PassProgram program;
+ private:
+  void pass() override { program_.pass(); }
+  RecordingLog& log() override { return program_.log; }
+
+  FakeClock clock_;
+  RecordingSleeper sleeper_{clock_};
+  UnsyncedDisk disk_{sleeper_};
+  PassProgram program_{maildirSettings(temp.path("Maildir"), temp.path("outbox"), address),
+                       stateFolder,
+                       disk_,
+                       std::hash<std::string>()(address),
+                       &transport,
+                       &clock_};
+};
+
+// An account, and what its server has.
+class AccountUser : public User {
+ public:
+  AccountUser(const std::string& mailAddress, const std::vector<std::string>& addresses,
+              const std::string& state)
+      : User(mailAddress, state) {
+    house_.keepAlive = [this] {
+      house_.events.runUntilIdle();
+      return true;
+    };
+    house_.settings.address = address;
+    house_.settings.imap.user = address;
+    house_.settings.outbox = temp.path("outbox");
+    StoreWorld world = house_.world();
+    world.stateFolder = stateFolder;
+    world.random = countingRandom(std::hash<std::string>()(address));
+    world.notice = [this](const StoreNotice& told) { log_.AddToLog(told.line); };
+    auto inbox = std::make_unique<AccountInbox>(house_.settings, world, kServedByCaller);
+    inbox_ = inbox.get();
+    store_ = std::make_unique<MailboxStore>(std::move(inbox), house_.settings, world,
+                                            borrowed(&transport));
+    engine_ = std::make_unique<EngineHouse>(store_->factory(), house_.clock, house_.sleeper, log_);
+    engine_->forwardEverything();
+    forwardTo(addresses, engine_->prefs.fields());
+  }
+
+  // A server tells a program that waits in IDLE at once.
+  void receive(const std::string& bytes) override {
+    std::string lines;
+    for (const char c : bytes) {
+      lines += c == '\r' ? "" : c == '\n' ? "\r\n" : std::string(1, c);
+    }
+    house_.account.add(static_cast<std::uint32_t>(++received), std::move(lines));
+    if (inbox_->alive()) {
+      house_.network.end(house_.network.connections() - 1)
+          .say("* " + std::to_string(received) + " EXISTS\r\n");
+    }
+  }
+  std::size_t unread() override {
+    const std::vector<ServerMail>& mails = house_.account.mails;
+    return static_cast<std::size_t>(std::count_if(
+        mails.begin(), mails.end(), [](const ServerMail& mail) { return !mail.seen; }));
+  }
+  FakeClock& clock() override { return house_.clock; }
+
+ private:
+  static constexpr auto kServedByCaller = AccountInbox::Threading::kCaller;
+
+  // The marks reach the server before it ends.
+  void pass() override {
+    engine_->engine.pass().ForwardMail();
+    bool ended = false;
+    inbox_->synchronise([&] { ended = true; });
+    for (int i = 0; i < 100 && !ended; ++i) {
+      inbox_->step();
+      house_.events.runUntilIdle();
+    }
+    EXPECT_TRUE(ended);
+  }
+  RecordingLog& log() override { return log_; }
+
+  AccountHouse house_;
+  RecordingLog log_{&house_.clock};
+  AccountInbox* inbox_ = nullptr;
+  std::unique_ptr<MailboxStore> store_;
+  std::unique_ptr<EngineHouse> engine_;
 };
 
 // The messages that one message caused.
@@ -87,7 +192,7 @@ std::ostream& operator<<(std::ostream& out, const Count& count) {
              << ", last forward in check " << count.lastCheck;
 }
 
-class Circles : public testing::Test {
+class Circles : public testing::TestWithParam<MailboxKind> {
  protected:
   // A mailbox without a user: a program answers incoming mail, or keeps it.
   using Machine = std::function<std::optional<std::string>(const OutgoingMessage&)>;
@@ -97,13 +202,17 @@ class Circles : public testing::Test {
     std::vector<std::string> addresses;
     addresses.reserve(forwardsTo.size());
     for (const std::string& to : forwardsTo) {
-      addresses.push_back(to + "@" + to + ".example");
+      addresses.push_back(addressOf(to));
     }
-    users_.push_back(std::make_unique<User>(clock_, name, addresses, stateFolder));
+    if (GetParam() == MailboxKind::kAccount) {
+      users_.push_back(std::make_unique<AccountUser>(addressOf(name), addresses, stateFolder));
+    } else {
+      users_.push_back(std::make_unique<MaildirUser>(addressOf(name), addresses, stateFolder));
+    }
     return *users_.back();
   }
   void addMachine(const std::string& name, Machine machine) {
-    machines_[name + "@" + name + ".example"] = std::move(machine);
+    machines_[addressOf(name)] = std::move(machine);
   }
 
   // Every user checks in turn, that many times; sent mail is in the next inbox at once.
@@ -121,7 +230,9 @@ class Circles : public testing::Test {
           post(message, count);
         }
       }
-      clock_.advance(std::chrono::minutes{15});
+      for (const auto& user : users_) {
+        user->clock().advance(std::chrono::minutes{15});
+      }
     }
     std::cout << count << '\n';
     return count;
@@ -149,7 +260,6 @@ class Circles : public testing::Test {
     }
   }
 
-  FakeClock clock_;
   std::vector<std::unique_ptr<User>> users_;
   std::map<std::string, Machine> machines_;
 };
@@ -167,7 +277,7 @@ std::string answerTo(const OutgoingMessage& message, const std::string& fields) 
          std::to_string(std::hash<std::string>()(message.bytes)) + "@echo.example>\n\nI am away.\n";
 }
 
-TEST_F(Circles, TwoUsersWhoForwardToEachOtherMakeOneForwardEach) {
+TEST_P(Circles, TwoUsersWhoForwardToEachOtherMakeOneForwardEach) {
   User& ann = add("ann", {"bob"});
   User& bob = add("bob", {"ann"});
   ann.receive(news());
@@ -180,7 +290,7 @@ TEST_F(Circles, TwoUsersWhoForwardToEachOtherMakeOneForwardEach) {
 }
 
 // Two mailboxes of one user share a key, but count as two in a chain.
-TEST_F(Circles, AUsersSecondMailboxForwardsWhatHisFirstOneSentIt) {
+TEST_P(Circles, AUsersSecondMailboxForwardsWhatHisFirstOneSentIt) {
   User& work = add("work", {"home"});
   User& home = add("home", {"cell", "work"}, work.stateFolder);
   work.receive(news());
@@ -190,7 +300,7 @@ TEST_F(Circles, AUsersSecondMailboxForwardsWhatHisFirstOneSentIt) {
   EXPECT_EQ(home.told("not forwarded because it"), 0U);
 }
 
-TEST_F(Circles, ThreeUsersInARingMakeOneForwardEach) {
+TEST_P(Circles, ThreeUsersInARingMakeOneForwardEach) {
   User& ann = add("ann", {"bob"});
   add("bob", {"cid"});
   add("cid", {"ann"});
@@ -201,7 +311,7 @@ TEST_F(Circles, ThreeUsersInARingMakeOneForwardEach) {
 }
 
 // Each copy takes another path, and no path contains a user twice: one, two and two.
-TEST_F(Circles, ThreeUsersWhoAllForwardToEachOtherMakeOneForwardAHop) {
+TEST_P(Circles, ThreeUsersWhoAllForwardToEachOtherMakeOneForwardAHop) {
   User& ann = add("ann", {"bob", "cid"});
   add("bob", {"ann", "cid"});
   add("cid", {"ann", "bob"});
@@ -211,7 +321,7 @@ TEST_F(Circles, ThreeUsersWhoAllForwardToEachOtherMakeOneForwardAHop) {
   EXPECT_EQ(count.longestChain, 3U);
 }
 
-TEST_F(Circles, ARingLongerThanTheLimitEndsAtTheLimit) {
+TEST_P(Circles, ARingLongerThanTheLimitEndsAtTheLimit) {
   const std::vector<std::string> names = {"ann", "bob", "cid", "dan", "eve", "fay", "gil"};
   for (std::size_t i = 0; i < names.size(); ++i) {
     User& user = add(names[i], {names[(i + 1) % names.size()]});
@@ -224,7 +334,7 @@ TEST_F(Circles, ARingLongerThanTheLimitEndsAtTheLimit) {
   EXPECT_EQ(count.longestChain, kHopLimit);
 }
 
-TEST_F(Circles, ReportsAndTaskRequestsEndToo) {
+TEST_P(Circles, ReportsAndTaskRequestsEndToo) {
   for (const char* kind : {"ReportItem", "TaskRequestItem", "meetingitem"}) {
     User& ann = add(std::string("ann") + kind, {std::string("bob") + kind});
     add(std::string("bob") + kind, {std::string("ann") + kind});
@@ -235,7 +345,7 @@ TEST_F(Circles, ReportsAndTaskRequestsEndToo) {
 }
 
 // Some gateways remove unknown fields; only the Message-ID is left.
-TEST_F(Circles, WhatAMailingListResendsWithoutItsTraceIsKnownByItsMessageId) {
+TEST_P(Circles, WhatAMailingListResendsWithoutItsTraceIsKnownByItsMessageId) {
   gateway = [](std::string bytes) {
     const std::size_t at = bytes.find("\nX-Relaybird-Trace:");
     std::size_t end = bytes.find('\n', at + 1);
@@ -250,7 +360,7 @@ TEST_F(Circles, WhatAMailingListResendsWithoutItsTraceIsKnownByItsMessageId) {
   EXPECT_EQ(ann.told("not forwarded because it is one of your own forwards"), 1U);
 }
 
-TEST_F(Circles, AMachineThatAnswersEachForwardIsNotForwarded) {
+TEST_P(Circles, AMachineThatAnswersEachForwardIsNotForwarded) {
   const std::vector<std::function<std::string(const std::string& id)>> kinds = {
       [](const std::string& id) {
         return "Return-Path: <machine@echo.example>\nAuto-Submitted: auto-replied\nIn-Reply-To: " +
@@ -276,7 +386,7 @@ TEST_F(Circles, AMachineThatAnswersEachForwardIsNotForwarded) {
   EXPECT_EQ(count.answers, 4U);
 }
 
-TEST_F(Circles, APersonWhoRepliesToAForwardIsForwarded) {
+TEST_P(Circles, APersonWhoRepliesToAForwardIsForwarded) {
   int replies = 0;
   addMachine("cell", [&](const OutgoingMessage& message) -> std::optional<std::string> {
     if (++replies > 1) {
@@ -292,7 +402,7 @@ TEST_F(Circles, APersonWhoRepliesToAForwardIsForwarded) {
 // Such an answer looks like new mail. It causes one forward in each check and never more; the
 // number in an hour is bounded by the limit on forwards to one address, not by the content of the
 // mail.
-TEST_F(Circles, AMachineWhoseAnswersNameNothingMakesOneForwardACheck) {
+TEST_P(Circles, AMachineWhoseAnswersNameNothingMakesOneForwardACheck) {
   addMachine("echo", [](const OutgoingMessage& message) {
     return answerTo(message, "Return-Path: <machine@echo.example>\nAuto-Submitted: auto-replied\n");
   });
@@ -301,7 +411,7 @@ TEST_F(Circles, AMachineWhoseAnswersNameNothingMakesOneForwardACheck) {
 }
 
 // A bounce of a forward that went through two users goes to the second one, and ends there.
-TEST_F(Circles, ABounceOfAForwardIsNotForwarded) {
+TEST_P(Circles, ABounceOfAForwardIsNotForwarded) {
   addMachine("dead", [](const OutgoingMessage& message) {
     return "Return-Path: <>\nFrom: mailer-daemon@dead.example\nTo: " + message.envelope.sender +
            "\nSubject: Undelivered\nAuto-Submitted: auto-replied\n\nNo such user.\n\n" +
@@ -315,6 +425,12 @@ TEST_F(Circles, ABounceOfAForwardIsNotForwarded) {
   EXPECT_EQ(count.answers, 1U);
   EXPECT_EQ(bob.told("or a report about one"), 1U);
 }
+
+INSTANTIATE_TEST_SUITE_P(Mailboxes, Circles,
+                         testing::Values(MailboxKind::kMaildir, MailboxKind::kAccount),
+                         [](const auto& kind) {
+                           return kind.param == MailboxKind::kAccount ? "Account" : "Maildir";
+                         });
 
 }  // namespace
 }  // namespace relaybird
