@@ -131,7 +131,8 @@ void ConsoleApplication::makeForms() {
             {"version", core_.identity().versionText},
             {"mail-store", core_.mailbox().store + " " + core_.mailbox().place}};
       },
-      std::move(manual_), core_.platform.decimalSeparator);
+      std::move(manual_), core_.platform.decimalSeparator,
+      [this](const auto& done) { loop_.runUntil(done); });
   session_ = std::make_unique<ConsoleSession>(SessionParts{.events = loop_,
                                                            .timers = loop_,
                                                            .lines = *lines_,

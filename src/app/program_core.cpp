@@ -29,8 +29,9 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
   setup_ = std::make_unique<ProgramMailSetup>(
       AccountTestWorld{files, secretWorld(), platform.network, identity_.versionText,
                        platform.user.homeFolder},
-      events_, platform.user, platform.folders->GetAppDataFolder(), [this] { return reopen(); },
-      [this] { return slot_.why(); }, [this] { return std::string(givenMailbox(mailbox_.store)); });
+      events_, platform.user, platform.folders->GetAppDataFolder(),
+      [this](auto report) { reopen(std::move(report)); }, [this] { return slot_.why(); },
+      [this] { return std::string(givenMailbox(mailbox_.store)); });
 }
 
 // Posted, because the log must not change in the middle of the step that is traced.
@@ -63,8 +64,17 @@ std::optional<ProgramCore::Refusal> ProgramCore::prepare(InstanceLock::Wait wait
   return lockMailbox(wait);
 }
 
+// While the servers are waited for, the mailbox stays where it is: its locks are held, and what is
+// shown of it is right. If the program ends meanwhile, closeStore() waits for them.
+void ProgramCore::reopen(std::function<void(const Result<void>&)> report) {
+  auto closed = [this, report = std::move(report)] { report(openAgain()); };
+  if (slot_.beginToClose(closed)) {
+    closed();
+  }
+}
+
 // The lock is given up before the new one is taken: it may be on the same mailbox.
-Result<void> ProgramCore::reopen() {
+Result<void> ProgramCore::openAgain() {
   slot_.close("No mailbox is open");
   lock_.reset();
   const auto refusal = prepare(InstanceLock::Wait::kNone);

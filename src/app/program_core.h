@@ -59,9 +59,8 @@ class ProgramCore {
   ObjectFactory& objects() { return slot_; }
   OutgoingMail& outgoing() { return slot_; }
   MailSetup& setup() { return *setup_; }
-  /// Closes the mailbox and opens the one that the preferences name now. Nothing of the old one may
-  /// be in use. The error is a sentence for the user; every use of the mailbox fails with it then.
-  Result<void> reopen();
+  /// As MailSetup::reopen().
+  void reopen(std::function<void(const Result<void>&)> report);
   /// Where passwords and access tokens come from. What it refers to lives as long as this object.
   SecretWorld secretWorld();
   /// To be called before anything that the store reports to is destroyed.
@@ -78,6 +77,7 @@ class ProgramCore {
 
  private:
   void tellOfLostTrace(const Error& why);
+  Result<void> openAgain();
   std::string preferenceFile();
   std::optional<Refusal> openStoreOfPreferences();
   std::optional<Refusal> lockMailbox(InstanceLock::Wait wait);

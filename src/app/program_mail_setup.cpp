@@ -45,7 +45,7 @@ std::string valueOf(std::string_view line, std::string_view key) {
 }  // namespace
 
 ProgramMailSetup::ProgramMailSetup(AccountTestWorld world, EventQueue& events, LocalIdentity user,
-                                   std::string configFolder, std::function<Result<void>()> reopen,
+                                   std::string configFolder, Reopening reopen,
                                    std::function<std::string()> whyClosed,
                                    std::function<std::string()> given)
     : world_(std::move(world)),

@@ -8,6 +8,7 @@
 #include <memory>
 #include <stop_token>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/account_test.h"
@@ -19,13 +20,14 @@ namespace relaybird {
 
 class ProgramMailSetup : public MailSetup {
  public:
+  using Reopening = std::function<void(std::function<void(const Result<void>&)>)>;
   /// `configFolder` is where the user's programs keep their configuration: ~/.config. `reopen`
   /// closes the mailbox and opens the one that the preferences name; `whyClosed` says why none is
   /// open; `given` answers givenMailbox(). What `world` and `events` refer to must outlive this
   /// object.
   ProgramMailSetup(
       AccountTestWorld world, EventQueue& events, LocalIdentity user, std::string configFolder,
-      std::function<Result<void>()> reopen, std::function<std::string()> whyClosed,
+      Reopening reopen, std::function<std::string()> whyClosed,
       std::function<std::string()> given = [] { return std::string(); });
   ~ProgramMailSetup() override;
 
@@ -39,7 +41,9 @@ class ProgramMailSetup : public MailSetup {
             std::function<void(const TestLine&)> line, std::function<void(bool good)> end) override;
   void stopTest() override;
   void forgetReports() override;
-  Result<void> reopen() override { return reopen_(); }
+  void reopen(std::function<void(const Result<void>&)> report) override {
+    reopen_(std::move(report));
+  }
   std::string whyClosed() const override { return whyClosed_(); }
   std::string givenMailbox() const override { return given_(); }
 
@@ -52,7 +56,7 @@ class ProgramMailSetup : public MailSetup {
   EventQueue& events_;
   LocalIdentity user_;
   std::string configFolder_;
-  std::function<Result<void>()> reopen_;
+  Reopening reopen_;
   std::function<std::string()> whyClosed_;
   std::function<std::string()> given_;
   std::uint64_t round_ = 0;  ///< reports of an earlier round are forgotten

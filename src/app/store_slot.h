@@ -3,6 +3,7 @@
 // long as they live, while the store behind them can be closed and another one opened.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -19,6 +20,10 @@ class StoreSlot : public ObjectFactory, public OutgoingMail {
   void close(std::string why) {
     store_.reset();
     why_ = std::move(why);
+  }
+  /// MailStore::beginToClose() of the store; true where there is none. close() is to follow.
+  bool beginToClose(std::function<void()> ready) {
+    return !store_ || store_->beginToClose(std::move(ready));
   }
   MailStore* store() const { return store_.get(); }
   /// Why there is no store; empty while there is one.

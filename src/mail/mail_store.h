@@ -333,6 +333,11 @@ class MailStore {
   /// The folder on this disk that holds the mailbox, to be locked against programs with another
   /// state folder; empty for a mailbox on a server.
   virtual std::string folder() const { return {}; }
+  /// Begins to close the store, so that its destruction does not wait for a server: what would take
+  /// time then is begun now and goes on by itself. Nothing else of the store may be used any more;
+  /// calls of its objects fail. True: it can be destroyed without a wait now. False: `ready` is
+  /// called later, by an event, once it can; never after it was destroyed. Called once at most.
+  virtual bool beginToClose(std::function<void()> /*ready*/) { return true; }
 };
 
 }  // namespace relaybird

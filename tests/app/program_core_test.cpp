@@ -125,12 +125,15 @@ TEST_F(ProgramCoreTest, WhatThePlatformDoesNotHaveNobodyIsAskedFor) {
 TEST_F(ProgramCoreTest, AFailedReopeningLeavesTheReasonAndAGoodOneTakesItAway) {
   ASSERT_FALSE(core.prepare());
   writePreferences("[mail]\nstore=pigeon\n");
-  const auto failed = core.reopen();
-  ASSERT_FALSE(failed);
-  EXPECT_EQ(whyNoStore(), failed.error().text);
-  EXPECT_EQ(core.setup().whyClosed(), failed.error().text);
+  Result<void> opened;
+  const auto take = [&opened](const Result<void>& result) { opened = result; };
+  core.setup().reopen(take);
+  ASSERT_FALSE(opened);
+  EXPECT_EQ(whyNoStore(), opened.error().text);
+  EXPECT_EQ(core.setup().whyClosed(), opened.error().text);
   writePreferences("");
-  EXPECT_TRUE(core.reopen());
+  core.setup().reopen(take);
+  EXPECT_TRUE(opened);
   EXPECT_EQ(core.setup().whyClosed(), "");
 }
 

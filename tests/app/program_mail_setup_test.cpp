@@ -54,7 +54,7 @@ class MailSetupOnDisk : public testing::Test {
     setup = std::make_unique<ProgramMailSetup>(
         AccountTestWorld{files, secrets, {}, "1.2.3"}, events,
         LocalIdentity{"/home/ann", "ann@host", "Ann"}, "/home/ann/.config",
-        [] { return Result<void>(); }, [] { return std::string(); });
+        [](const auto& report) { report({}); }, [] { return std::string(); });
   }
   FakeFiles files;
   FakeSecretStore keyring;

@@ -67,7 +67,7 @@ class UnseenServers : public ProgramTest {
     real_ = std::make_unique<ProgramMailSetup>(
         AccountTestWorld{files_, secrets_, [this] { return network(); }, "1.2.3"}, events_,
         LocalIdentity{"/home/ann", "ann@host", "Ann"}, "/home/ann/.config",
-        [] { return Result<void>(); }, [] { return std::string(); });
+        [](const auto& report) { report({}); }, [] { return std::string(); });
     mailSetup_ = real_.get();
   }
   // The forms are let go before what they refer to, and the thread before what it writes to.

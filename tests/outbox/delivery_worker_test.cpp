@@ -161,6 +161,41 @@ TEST_F(DeliveryWorkerTest, ItsEndStopsADeliveryUnderWay) {
   EXPECT_THAT(world.names("new"), SizeIs(2));
 }
 
+TEST_F(DeliveryWorkerTest, WhoeverStopsItIsToldOfTheEndAndDoesNotWait) {
+  useThreads();
+  ThreadExecutor thread;
+  std::latch begun(1);
+  std::latch answers(1);
+  transport.onDeliver = [&](const std::stop_token&) {
+    begun.count_down();
+    answers.wait();
+  };
+  send("one");
+  send("two");
+  DeliveryWorker threaded(setting(&transport, thread));
+  threaded.flush(nullptr);
+  begun.wait();
+  bool stopped = false;
+  EXPECT_FALSE(threaded.stop([&] { stopped = true; }));
+  events.runUntilIdle();
+  EXPECT_FALSE(stopped);
+  answers.count_down();
+  while (!stopped) {
+    events.runPending();
+    std::this_thread::yield();
+  }
+  EXPECT_THAT(transport.subjects, ElementsAre("one"));
+  EXPECT_THAT(notices, ElementsAre("Handed over for delivery: \"one\""));
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+}
+
+TEST_F(DeliveryWorkerTest, OneThatDeliversNothingIsStoppedAtOnce) {
+  send("one");
+  EXPECT_TRUE(worker->stop([] { ADD_FAILURE(); }));
+  EXPECT_FALSE(flush());
+  EXPECT_THAT(transport.subjects, IsEmpty());
+}
+
 TEST_F(DeliveryWorkerTest, DeliversThroughARealCommand) {
   const std::string command = world.temp.path("mta");
   const std::string log = world.temp.path("log");

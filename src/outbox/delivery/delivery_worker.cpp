@@ -41,6 +41,16 @@ DeliveryWorker::~DeliveryWorker() {
   idle_.wait(lock, [this] { return !working_; });
 }
 
+bool DeliveryWorker::stop(std::function<void()> stopped) {
+  stop_.request_stop();
+  const std::lock_guard lock(mutex_);
+  if (!working_) {
+    return true;
+  }
+  stopped_ = std::move(stopped);
+  return false;
+}
+
 void DeliveryWorker::flush(std::function<void()> done) {
   begin(std::move(done), false);
 }
@@ -95,6 +105,7 @@ bool DeliveryWorker::nextTask() {
     return true;
   }
   working_ = false;
+  reports_.post({std::exchange(stopped_, {})});
   idle_.notify_all();  // under the lock: the object may be destroyed once it is released
   return false;
 }

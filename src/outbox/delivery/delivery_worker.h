@@ -62,6 +62,12 @@ class DeliveryWorker {
   DeliveryWorker(const DeliveryWorker&) = delete;
   DeliveryWorker& operator=(const DeliveryWorker&) = delete;
 
+  /// Stops a delivery under way, without waiting for its end; nothing is delivered any more. True:
+  /// nothing is under way, so that the worker can be destroyed without a wait. False: `stopped` is
+  /// called on the user-interface thread, never inside this call, once that is so. Called once at
+  /// most.
+  bool stop(std::function<void()> stopped);
+
   /// Starts to deliver the messages that are due. `done`, which may be empty, is called on the
   /// user-interface thread, never inside this call, once everything that waits now has been tried.
   void flush(std::function<void()> done);
@@ -109,6 +115,7 @@ class DeliveryWorker {
   bool wanted_ = false;
   bool afreshWanted_ = false;
   std::vector<std::function<void()>> waiters_;
+  std::function<void()> stopped_;  ///< for the one who stops it
   std::optional<DateTime> nextAttempt_;
 };
 

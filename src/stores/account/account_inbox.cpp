@@ -120,8 +120,8 @@ Error AccountInbox::silence() const {
 // come, but no answer.
 Result<void> AccountInbox::waitUntil(const std::function<bool()>& reached) {
   if (threading_ == Threading::kOwn && !thread_.joinable() && !closed_) {
-    thread_ = std::thread([session = session_.get()] {
-      while (session->step()) {
+    thread_ = std::thread([this] {
+      while (step()) {
       }
     });
   }
@@ -321,12 +321,44 @@ void AccountInbox::report(const std::string& line) {
   world_.notice(StoreNotice(line));
 }
 
-void AccountInbox::close() {
-  if (std::exchange(closed_, true)) {
-    return;
+// On the thread that serves the connection. After the goodbye nothing of this inbox is used there
+// but the queue, so that the thread ends without a wait.
+bool AccountInbox::step() {
+  if (session_->step()) {
+    return true;
   }
+  world_.events.post([this, alive = std::weak_ptr<char>(alive_)] {
+    if (alive.lock()) {
+      // Whoever is told may destroy this object.
+      if (const auto ready = std::exchange(readyToClose_, {})) {
+        ready();
+      }
+    }
+  });
+  return false;
+}
+
+void AccountInbox::sayGoodbye() {
+  closed_ = true;
   synchronisation_.close();
   session_->close();
+}
+
+bool AccountInbox::beginToClose(std::function<void()> ready) {
+  sayGoodbye();
+  if (threading_ == Threading::kOwn && !thread_.joinable()) {
+    return true;  // nothing was asked of the server
+  }
+  readyToClose_ = std::move(ready);
+  return false;
+}
+
+void AccountInbox::close() {
+  if (std::exchange(gone_, true)) {
+    return;
+  }
+  readyToClose_ = {};
+  sayGoodbye();
   if (thread_.joinable()) {
     thread_.join();
   } else if (threading_ == Threading::kCaller) {

@@ -48,11 +48,12 @@ class AccountInbox : public Inbox {
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override;
+  bool beginToClose(std::function<void()> ready) override;
   void close() override;
 
   /// With Threading::kCaller: serves the connection once, as ImapSession::step() does. Waits are
   /// measured in the network's time then.
-  bool step() { return session_->step(); }
+  bool step();
 
  private:
   std::string folderOnDisk() const;
@@ -64,6 +65,7 @@ class AccountInbox : public Inbox {
   Error silence() const;
   Result<void> waitUntil(const std::function<bool()>& reached);
   bool isCurrent() const;
+  void sayGoodbye();
   AccountListingWorld listingWorld();
   std::shared_ptr<InboxListing> currentListing();
   std::shared_ptr<const std::vector<std::uint32_t>> withoutMarked(
@@ -78,7 +80,9 @@ class AccountInbox : public Inbox {
   AccountSynchronisation synchronisation_;  ///< before the session, which calls it
   std::unique_ptr<ImapSession> session_;
   std::thread thread_;
-  bool closed_ = false;
+  bool closed_ = false;  ///< or being closed
+  bool gone_ = false;    ///< close() was called
+  std::function<void()> readyToClose_;
   std::chrono::milliseconds eventsRun_{0};
   std::chrono::steady_clock::time_point refreshed_;
 

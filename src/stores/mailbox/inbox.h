@@ -156,6 +156,10 @@ class Inbox {
   /// close(). Where mail arrives by itself there is nothing to do, and `done` is posted.
   virtual void synchronise(std::function<void()> done) = 0;
 
+  /// Begins what close() does, without waiting for it. Called once at most, and only what may be
+  /// called after close() is called after it, and close(). True: close() will not wait. False:
+  /// `ready` is called later, by an event, once it does not; never after close().
+  virtual bool beginToClose(std::function<void()> /*ready*/) { return true; }
   /// Ends what is under way; only identity(), folder() and syncMarks() are called after it. An
   /// account first gives the queued marks a few seconds to reach the server.
   virtual void close() {}

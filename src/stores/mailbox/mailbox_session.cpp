@@ -146,20 +146,40 @@ void MailboxSession::openOutbox() {
   delivery_->flush({});  // messages left waiting by an earlier run
 }
 
-// The marks are settled last, so that those count that the inbox could still send.
-void MailboxSession::close() {
-  if (closed_) {
+void MailboxSession::endUse() {
+  if (std::exchange(closed_, true)) {
     return;
   }
   // The forward of a message that is being read is not in the outbox yet, so it stays unread.
   if (marks_ && reading_ == 0) {
     marks_->writeHeldBack();
   }
+}
+
+// Inbox and delivery wait for different servers, so they end side by side.
+bool MailboxSession::beginToClose(std::function<void()> ready) {
+  endUse();
+  const auto waits = std::make_shared<int>(0);
+  const auto oneIsOver = [waits, ready = std::move(ready)] {
+    if (--*waits == 0) {
+      ready();
+    }
+  };
+  *waits += inbox_->beginToClose(oneIsOver) ? 0 : 1;
+  *waits += !delivery_ || delivery_->stop(oneIsOver) ? 0 : 1;
+  return *waits == 0;
+}
+
+// The marks are settled last, so that those count that the inbox could still send.
+void MailboxSession::close() {
+  if (std::exchange(gone_, true)) {
+    return;
+  }
+  endUse();
   inbox_->close();
   if (marks_) {
     marks_->settle();
   }
-  closed_ = true;
   delivery_.reset();
   if (outbox_) {
     outbox_->queue().holdForDelivery(false);

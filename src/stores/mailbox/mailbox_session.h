@@ -46,6 +46,8 @@ class MailboxSession {
   /// These do nothing once the session is closed.
   void userAsks();
   void minutePassed();
+  /// As MailStore::beginToClose().
+  bool beginToClose(std::function<void()> ready);
   /// Writes the mark that is held back, unless its message is just being read, ends a delivery
   /// under way, and makes every later call throw.
   void close();
@@ -118,6 +120,7 @@ class MailboxSession {
 
   void use(Result<void> (Inbox::*usable)());
   void requireNotClosed() const;
+  void endUse();
   void requireAlone();
   void requireOpen();
   void openOutbox();
@@ -141,8 +144,9 @@ class MailboxSession {
   std::unique_ptr<Inbox> inbox_;
   AddressBookFile addressBook_;
   std::shared_ptr<MapiObject> mapiObject_ = std::make_shared<MapiObject>();
-  bool closed_ = false;
-  int reading_ = 0;  ///< calls on the stack that read a message and may wait for it
+  bool closed_ = false;  ///< or being closed
+  bool gone_ = false;    ///< close() was called
+  int reading_ = 0;      ///< calls on the stack that read a message and may wait for it
   /// Whether the disk takes messages: yes; no, in this pass; to be tested before the next message.
   enum class Outlet { kOpen, kRefused, kToBeTried };
   Outlet outlet_ = Outlet::kOpen;

@@ -310,6 +310,10 @@ std::string MailboxStore::place() const {
   return session_->place();
 }
 
+bool MailboxStore::beginToClose(std::function<void()> ready) {
+  return session_->beginToClose(std::move(ready));
+}
+
 std::string MailboxStore::folder() const {
   return session_->isFolder() ? session_->place() : std::string();
 }

@@ -3,6 +3,7 @@
 // transport takes it, whatever the inbox is.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -38,6 +39,7 @@ class MailboxStore : public MailStore {
   std::string place() const override;
   /// The place if it is a folder.
   std::string folder() const override;
+  bool beginToClose(std::function<void()> ready) override;
 
  private:
   std::shared_ptr<MailboxSession> session_;

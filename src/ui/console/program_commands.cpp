@@ -99,12 +99,14 @@ std::vector<Setting> settingsOf(const Form& form, const Control& tabs) {
 
 ProgramCommands::ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
                                  std::function<std::vector<Fact>()> facts, Manual manual,
-                                 std::string decimalSeparator)
+                                 std::string decimalSeparator,
+                                 std::function<void(const std::function<bool()>&)> runUntil)
     : forms_(forms),
       outgoing_(outgoing),
       facts_(std::move(facts)),
       manual_(std::move(manual)),
-      decimalSeparator_(std::move(decimalSeparator)) {}
+      decimalSeparator_(std::move(decimalSeparator)),
+      runUntil_(std::move(runUntil)) {}
 
 // A user cannot reach the main window behind a modal one, so a command cannot either.
 Result<void> ProgramCommands::mainWindowTakesInput() {
@@ -204,7 +206,10 @@ Result<void> ProgramCommands::setUp() {
     return ready;
   }
   forms_.main().openSetup();
-  return askForSetup(forms_.setup(), forms_.dialogs());
+  auto done = askForSetup(forms_.setup(), forms_.dialogs());
+  // The next line of a script may be `start`.
+  runUntil_([this] { return !forms_.setup().closesMailbox(); });
+  return done;
 }
 
 Result<void> ProgramCommands::testSetup() {

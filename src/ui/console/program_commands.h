@@ -40,10 +40,12 @@ struct Manual {
 class ProgramCommands : public ConsoleProgram {
  public:
   /// status() begins with what `facts` returns. Numbers may be written with `decimalSeparator` in
-  /// place of the point. `forms` and `outgoing` must outlive it.
-  ProgramCommands(ProgramForms& forms, OutgoingMail& outgoing,
-                  std::function<std::vector<Fact>()> facts, Manual manual,
-                  std::string decimalSeparator);
+  /// place of the point. `runUntil` runs events until its argument returns true or the program
+  /// ends. `forms` and `outgoing` must outlive it.
+  ProgramCommands(
+      ProgramForms& forms, OutgoingMail& outgoing, std::function<std::vector<Fact>()> facts,
+      Manual manual, std::string decimalSeparator,
+      std::function<void(const std::function<bool()>&)> runUntil = [](const auto&) {});
 
   std::vector<Form*> forms() override { return forms_.forms(); }
   Result<void> start() override;
@@ -79,6 +81,7 @@ class ProgramCommands : public ConsoleProgram {
   std::function<std::vector<Fact>()> facts_;
   Manual manual_;
   std::string decimalSeparator_;
+  std::function<void(const std::function<bool()>&)> runUntil_;
 };
 
 }  // namespace relaybird

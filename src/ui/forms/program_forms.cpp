@@ -58,7 +58,7 @@ ProgramForms::ProgramForms(const ProgramWorld& world)
       tray_(world_.tray, [this] { main_.SysTrayMouseEventHandler(); }),
       bridge_(std::make_unique<Bridge>(main_, settings_, world_.dialogs)) {
   main_.connect({log_, settings_, about_, tray_, setup_});
-  setup_.onStored([this] { return reopenMailbox(); });
+  setup_.onStored([this](const frmSetup::Opened& opened) { reopenMailbox(opened); });
   setup_.onAddressMissing([this] { return main_.addForwardAddress(); });
   main_.prf().connectForms(*bridge_);
   for (Form* form : forms()) {
@@ -101,28 +101,33 @@ void ProgramForms::readPreferencesAgain() {
 }
 
 // Forwarding goes on with another mailbox only when the user says so: what counts as existing mail
-// depends on when it was switched on.
-Result<void> ProgramForms::reopenMailbox() {
+// depends on when it was switched on. Until the old mailbox is closed the set-up dialog stays open,
+// so that no other command can be given but to end the program.
+void ProgramForms::reopenMailbox(const frmSetup::Opened& opened) {
   const EngineState& state = main_.engine().state();
   if (state.m_bBusyFwd || state.syncBusy || state.passRunning || main_.owesResult() ||
       main_.startWaits()) {
-    return Error{0,
-                 "A check or a synchronisation is running. The settings take effect when "
-                 "Relaybird is started again, or when you press OK again after the check."};
+    return opened(Error{0,
+                        "A check or a synchronisation is running. The settings take effect when "
+                        "Relaybird is started again, or when you press OK again after the check."});
   }
   const bool wasOn = state.forwardingOn;
   if (wasOn) {
     main_.StopForwarding();
   }
   main_.releaseStore();
-  const Result<void> opened = world_.setup.reopen();
-  main_.storeOpened();
-  if (opened && wasOn) {
-    world_.dialogs.messageBox(
-        {"Forwarding has been switched off, because the mail settings have changed. Press Start to "
-         "switch it on again."});
-  }
-  return opened;
+  world_.setup.reopen([this, wasOn, opened](const Result<void>& result) {
+    if (main_.engine().state().ending) {
+      return;
+    }
+    main_.storeOpened();
+    if (result && wasOn) {
+      world_.dialogs.messageBox(
+          {"Forwarding has been switched off, because the mail settings have changed. Press Start "
+           "to switch it on again."});
+    }
+    opened(result);
+  });
 }
 
 // A notice may be about something earlier; it then has its own time.

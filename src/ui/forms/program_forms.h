@@ -57,7 +57,7 @@ class ProgramForms {
 
  private:
   class Bridge;
-  Result<void> reopenMailbox();
+  void reopenMailbox(const frmSetup::Opened& opened);
 
   const ProgramWorld world_;
   bool reportedUnexpected_ = false;

@@ -69,6 +69,7 @@ TEST_F(AccountThreadTest, EndsAtOnceWhileTheServerHangs) {
 
 TEST_F(AccountThreadTest, AnInboxThatWasNeverUsedHasNoThread) {
   AccountInbox inbox(house_.settings, house_.world());
+  EXPECT_TRUE(inbox.beginToClose([] { ADD_FAILURE(); }));
   inbox.close();
   EXPECT_EQ(house_.network.connections(), 0U);
 }
@@ -151,6 +152,27 @@ TEST_F(HeldUpAccountTest, NothingButTextsWaitsForAServerThatHangs) {
   inbox_->synchronise([] {});
   waitUntilHeldUp();
   askEverythingElse();
+}
+
+TEST_F(HeldUpAccountTest, NothingWaitsForTheGoodbyeToAServerThatHangs) {
+  ASSERT_TRUE(listing_->setSeen(299, true));
+  serverHangs_ = true;
+  bool ready = false;
+  waitUntilHeldUp();  // with the mark
+  const auto closed = std::async(std::launch::async, [&] {
+    EXPECT_FALSE(inbox_->beginToClose([&] { ready = true; }));
+    house_.events.runUntilIdle();
+  });
+  EXPECT_EQ(closed.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_FALSE(ready);
+  letGo();
+  while (!ready) {
+    house_.events.runPending();
+    std::this_thread::yield();
+  }
+  inbox_.reset();
+  EXPECT_TRUE(house_.account.find(300)->seen);
+  EXPECT_EQ(house_.account.commands.back(), "LOGOUT");
 }
 
 // The fingerprints of messages are written to it.

@@ -111,6 +111,9 @@ class FakeInbox : public Inbox {
   std::function<void()> whileWaiting;
   /// Called by close(), before it ends.
   std::function<void()> whileClosing;
+  /// Whether closing takes time, until this is called.
+  bool saysGoodbye = false;
+  std::function<void()> readyToClose;
 
   // As Inbox.
 
@@ -129,6 +132,11 @@ class FakeInbox : public Inbox {
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override { waiting_.push_back(std::move(done)); }
+  bool beginToClose(std::function<void()> ready) override {
+    server_.asked.emplace_back("goodbye");
+    readyToClose = std::move(ready);
+    return !saysGoodbye;
+  }
   void close() override {
     server_.asked.push_back("close");
     if (whileClosing) {

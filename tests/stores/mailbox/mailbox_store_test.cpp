@@ -151,6 +151,31 @@ TEST_F(MailboxStoreTest, MarksThatTheInboxSendsAtTheEndAreSettledInTheJournal) {
   EXPECT_THAT(server.asked, ElementsAre("close", "sync"));
 }
 
+TEST_F(MailboxStoreTest, AStoreThatIsBeingClosedWaitsForItsInboxAndFailsEachUse) {
+  server.deliver(mailText({}));
+  const auto item = unread()->Item(1);
+  item->UnRead(false);
+  inbox->saysGoodbye = true;
+  bool ready = false;
+  EXPECT_FALSE(store->beginToClose([&] { ready = true; }));
+  EXPECT_THAT(server.asked, ElementsAre("seen 7.1", "goodbye"));
+  EXPECT_THAT(errorOf([&] { application(); }), HasSubstr("closed"));
+  EXPECT_THAT(errorOf([&] { forward(item); }), HasSubstr("closed"));
+  EXPECT_EQ(store->outgoing().waiting(), 0U);
+  EXPECT_FALSE(ready);
+  inbox->confirmMarks();
+  inbox->readyToClose();
+  EXPECT_TRUE(ready);
+  server.asked.clear();
+  store.reset();
+  EXPECT_THAT(server.asked, ElementsAre("close"));
+}
+
+TEST_F(MailboxStoreTest, AStoreWhoseInboxHasNothingToSayIsReadyAtOnce) {
+  application();
+  EXPECT_TRUE(store->beginToClose([] { ADD_FAILURE(); }));
+}
+
 TEST_F(MailboxStoreTest, AMarkThatIsHeldBackIsSetBeforeTheInboxIsClosed) {
   server.deliver(mailText({}));
   const auto item = unread()->Item(1);

@@ -20,7 +20,13 @@ class ProgramCommandsTest : public ProgramTest {
   ProgramCommands& commands() {
     if (!commands_) {
       commands_ = std::make_unique<ProgramCommands>(
-          program(), outgoing_, [] { return std::vector<Fact>{}; }, Manual{}, decimalSeparator_);
+          program(), outgoing_, [] { return std::vector<Fact>{}; }, Manual{}, decimalSeparator_,
+          [this](const std::function<bool()>& done) {
+            if (!done()) {
+              ++waits_;
+              whileWaiting_();
+            }
+          });
     }
     return *commands_;
   }
@@ -57,6 +63,8 @@ class ProgramCommandsTest : public ProgramTest {
   }
 
   std::unique_ptr<ProgramCommands> commands_;
+  int waits_ = 0;
+  std::function<void()> whileWaiting_ = [] {};
   bool inside_ = false;
 };
 
@@ -75,6 +83,23 @@ TEST_F(ProgramCommandsTest, SetupOfAMailboxOfAnotherProgramIsRefused) {
   EXPECT_EQ(said(commands().setUp()), refused);
   EXPECT_EQ(said(commands().testSetup()), refused);
   EXPECT_EQ(said(commands().sendTestMessage()), refused);
+  EXPECT_FALSE(program().setup().visible());
+}
+
+// The next line of a script may be `start`.
+TEST_F(ProgramCommandsTest, SetupEndsWhenTheFormerMailboxIsClosed) {
+  oneAddress();
+  main();
+  setup_.saysGoodbye = true;
+  whileWaiting_ = [this] {
+    EXPECT_EQ(start(), "frmSetup is open in front of frmRelaybird");
+    setup_.onClosed();
+  };
+  for (const char* answer : {"2", "1", "ann@firm.example", "", "", "", "", "1"}) {
+    dialogs_.enter(answer);
+  }
+  EXPECT_EQ(said(commands().setUp()), "ok");
+  EXPECT_EQ(waits_, 1);
   EXPECT_FALSE(program().setup().visible());
 }
 

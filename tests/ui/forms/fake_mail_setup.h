@@ -41,10 +41,15 @@ class FakeMailSetup : public MailSetup {
     onLine = {};
     onEnd = {};
   }
-  Result<void> reopen() override {
+  void reopen(std::function<void(const Result<void>&)> report) override {
     ++reopened;
-    closed = failure;
-    return failure.empty() ? Result<void>() : Error{0, failure};
+    onClosed = [this, report = std::move(report)] {
+      closed = failure;
+      report(failure.empty() ? Result<void>() : Error{0, failure});
+    };
+    if (!saysGoodbye) {
+      std::exchange(onClosed, {})();
+    }
   }
 
   std::vector<std::string> maildirs = {"/home/ann/Maildir"};
@@ -55,15 +60,17 @@ class FakeMailSetup : public MailSetup {
   int reopened = 0;
   std::string whyClosed() const override { return closed; }
   std::string givenMailbox() const override { return given; }
-  std::string failure;  ///< of reopen()
-  std::string closed;   ///< why no mailbox is open
-  std::string given;    ///< the program whose mailbox is watched
+  std::string failure;       ///< of reopen()
+  bool saysGoodbye = false;  ///< the mailbox takes time to close: until onClosed()
+  std::string closed;        ///< why no mailbox is open
+  std::string given;         ///< the program whose mailbox is watched
   MailSettings tested;
   std::string testedPassword;
   std::function<void(const OnlineAccountList&)> onAccounts;
   std::function<void(const Result<void>&)> onKept;
   std::function<void(const TestLine&)> onLine;
   std::function<void(bool good)> onEnd;
+  std::function<void()> onClosed;
 };
 
 }  // namespace relaybird

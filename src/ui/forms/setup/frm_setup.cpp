@@ -42,6 +42,7 @@ frmSetup::frmSetup(const ProgramWorld& world, clsPref& prf, ActivityLog& log)
   for (const std::string& entry : providers_.entries()) {
     cmbHostedBy.addItem(entry);
   }
+  cmdCancel.setWhyDisabled("The former mailbox is being closed.");
   wire();
 }
 
@@ -283,7 +284,8 @@ void frmSetup::showOnlineAccounts() {
   });
 }
 
-// Cancel stays enabled: a keyring may wait for a password that the user does not know.
+// Cancel stays enabled: a keyring may wait for a password that the user does not know. Only while a
+// mailbox is closed, which the user cannot stop, it is not.
 void frmSetup::setBusy(bool busy) {
   for (Control* button : {&cmdOK, &cmdTestAccount, &cmdSendTest}) {
     button->setWhyDisabled("Something is still going on.");
@@ -360,7 +362,6 @@ void frmSetup::keepPasswords(std::vector<std::pair<AccountSettings, Secret>> pas
 }
 
 void frmSetup::store(const Step& then) {
-  setBusy(false);
   const std::string name = prf_.GetPrefIniFname();
   const auto before = world_.profiles.read(name);
   const auto writer = world_.profiles.write(name);
@@ -371,6 +372,7 @@ void frmSetup::store(const Step& then) {
                   settings.mailbox == MailboxKind::kAccount ? "account" : "maildir") &&
       writeMailSettings(*before, *writer, settings, user_) && writer->commit();
   if (!written) {
+    setBusy(false);
     fail("The settings could not be stored in " + name + ":\r\n" + writer->error());
     return;
   }
@@ -378,13 +380,25 @@ void frmSetup::store(const Step& then) {
   before_ = std::move(settings);
   known_ = true;
   stored_ = true;
-  const auto opened = onStored_();
+  // The settings are in force already, so there is nothing to cancel.
+  cmdCancel.setEnabled(false);
+  working_ = true;
+  onStored_([this, then](const Result<void>& opened) { mailboxOpened(opened, then); });
+}
+
+void frmSetup::mailboxOpened(const Result<void>& opened, const Step& then) {
+  cmdCancel.setEnabled(true);
+  setBusy(false);
+  working_ = false;
   opened_ = static_cast<bool>(opened);
   if (!opened) {
     fail("The settings are stored, but the mailbox could not be opened:\r\n" + opened.error().text);
     return;
   }
   then();
+  if (!working_) {
+    workIsOver();
+  }
 }
 
 // Tests what the dialog shows, so that a mistake is found before it replaces settings that work.

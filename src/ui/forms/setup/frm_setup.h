@@ -25,9 +25,13 @@ class frmSetup : public SetupControls {
   frmSetup(const ProgramWorld& world, clsPref& prf, ActivityLog& log);
   ~frmSetup() override;
 
-  /// Called after the settings were stored: makes the program work with them. The error is a
-  /// sentence for the user.
-  void onStored(std::function<Result<void>()> reaction) { onStored_ = std::move(reaction); }
+  /// To be called when the program works with the settings; the error is a sentence for the user.
+  using Opened = std::function<void(const Result<void>&)>;
+  /// Called after the settings were stored: makes the program work with them. The dialog stays open
+  /// until `opened` is called, perhaps inside the reaction.
+  void onStored(std::function<void(const Opened& opened)> reaction) {
+    onStored_ = std::move(reaction);
+  }
 
   /// Called when a test message has nobody to go to: asks the user for an address to forward to and
   /// stores it. False if there is none afterwards.
@@ -41,11 +45,17 @@ class frmSetup : public SetupControls {
   /// OK, but the dialog closes even if something is refused.
   void acceptAndClose();
   /// Same as Cancel.
-  void closeBox() override { cancel(); }
+  void closeBox() override {
+    if (!closesMailbox()) {
+      cancel();
+    }
+  }
   /// Whether the last OK stored everything.
   bool stored() const { return stored_; }
-  /// Whether the keyring or a test is at work.
+  /// Whether the keyring or a test is at work, or the mailbox is being closed.
   bool busy() const { return !cmdOK.enabled(); }
+  /// Whether OK has stored the settings and the former mailbox is still being closed.
+  bool closesMailbox() const { return !cmdCancel.enabled(); }
 
  protected:
   std::string helpTopic() const override;
@@ -68,6 +78,7 @@ class frmSetup : public SetupControls {
   void accept(Step then);
   void keepPasswords(std::vector<std::pair<AccountSettings, Secret>> passwords, Step then);
   void store(const Step& then);
+  void mailboxOpened(const Result<void>& opened, const Step& then);
   void testAccount();
   void addLine(const TestLine& line);
   std::vector<std::string> forwardAddresses() const;
@@ -88,12 +99,12 @@ class frmSetup : public SetupControls {
   bool filling_ = false;
   bool deliveryFollows_ = false;  ///< the user has not chosen how forwards leave
   bool closesAfterWork_ = false;
-  bool working_ = false;  ///< a test is running, or a test message is on its way
+  bool working_ = false;  ///< a test runs, a test message is on its way, a mailbox is being closed
   bool stored_ = false;
   MailSettings before_;  ///< the stored settings
   bool opened_ = true;   ///< the mailbox of the stored settings could be opened
   bool known_ = false;   ///< whether mail was set up before
-  std::function<Result<void>()> onStored_ = [] { return Result<void>(); };
+  std::function<void(const Opened&)> onStored_ = [](const Opened& opened) { opened({}); };
   std::function<bool()> onAddressMissing_ = [] { return false; };
 };
 

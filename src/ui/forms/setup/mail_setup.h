@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What setting up mail needs from outside: what is found on this computer, the keyring, the test of
 // an account, and the mailbox that is opened anew. All calls, and all reports, on the
-// user-interface thread. A report is never made inside the call that asked for it.
+// user-interface thread. A report is never made inside the call that asked for it, but for that of
+// reopen().
 #pragma once
 
 #include <functional>
@@ -62,9 +63,11 @@ class MailSetup {
   virtual void forgetReports() = 0;
 
   /// The settings on disk have changed: closes the mailbox and opens the one that they name.
-  /// Nothing may be in use of the old one. The error is a sentence for the user; no mailbox is open
-  /// then, and each use of it fails with the same sentence.
-  virtual Result<void> reopen() = 0;
+  /// Nothing may be in use of the old one, and each use of it fails. `report` comes when the new
+  /// one is open, inside this call if no server has to be waited for, and is not one of those that
+  /// forgetReports() forgets. The error is a sentence for the user; no mailbox is open then, and
+  /// each use of it fails with the same sentence. Not to be called again before the report.
+  virtual void reopen(std::function<void(const Result<void>&)> report) = 0;
   /// Why no mailbox is open, a sentence for the user; empty while one is.
   virtual std::string whyClosed() const = 0;
   /// The name of the program whose mailbox is watched, where there is nothing to set up; empty

@@ -9,6 +9,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 TEST_F(Setup, AsksNobodyAnythingWhenItOpens) {
   open();
@@ -112,6 +113,72 @@ TEST_F(Setup, ForwardingIsSwitchedOffWhenTheMailboxChanges) {
   press("cmdOK");
   EXPECT_FALSE(state().forwardingOn);
   EXPECT_THAT(lastBox(), HasSubstr("Forwarding has been switched off"));
+}
+
+TEST_F(Setup, WhileTheFormerMailboxIsClosedTheDialogStaysAndTakesNothing) {
+  mail(
+      "store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n"
+      "smtp_host=out.firm.example\n");
+  main();
+  switchOn();
+  setup_.saysGoodbye = true;
+  open();
+  type("txtMailName", "Another Name");
+  press("cmdOK");
+  EXPECT_EQ(setup_.reopened, 1);
+  EXPECT_FALSE(state().forwardingOn);
+  EXPECT_FALSE(program().idle());
+  EXPECT_TRUE(setup().closesMailbox());
+  for (const char* button : {"cmdOK", "cmdCancel", "cmdTestAccount", "cmdSendTest"}) {
+    EXPECT_FALSE(at(button).enabled()) << button;
+  }
+  for (const char* command : {"cmdStart", "cmdForwardNow", "mnuSetUpMail", "mnuTryAgain"}) {
+    EXPECT_EQ(whyNoInput(control("frmRelaybird", command)),
+              "frmSetup is open in front of frmRelaybird");
+  }
+  setup().closeBox();
+  EXPECT_TRUE(setup().visible());
+  EXPECT_THAT(dialogs_.boxes, SizeIs(1)) << "the confirmation of the start";
+  setup_.onClosed();
+  EXPECT_FALSE(setup().visible());
+  EXPECT_FALSE(setup().closesMailbox());
+  EXPECT_TRUE(program().idle());
+  EXPECT_THAT(lastBox(), HasSubstr("Forwarding has been switched off"));
+  open();
+  EXPECT_TRUE(at("cmdCancel").enabled());
+  press("cmdOK");
+  EXPECT_EQ(setup_.reopened, 1) << "it is open, and nothing was changed";
+}
+
+TEST_F(Setup, AfterTheFormerMailboxIsClosedAMailboxThatCannotBeOpenedIsTold) {
+  setup_.saysGoodbye = true;
+  setup_.failure = "Another Relaybird has this mailbox.";
+  open();
+  fillAccount();
+  press("cmdOK");
+  setup_.onKept({});
+  EXPECT_THAT(dialogs_.boxes, IsEmpty());
+  setup_.onClosed();
+  EXPECT_THAT(lastBox(), HasSubstr("Another Relaybird has this mailbox."));
+  EXPECT_TRUE(at("cmdCancel").enabled());
+  press("cmdCancel");
+  EXPECT_FALSE(setup().visible());
+}
+
+TEST_F(Setup, AProgramThatEndsWhileTheFormerMailboxIsClosedSaysNoMore) {
+  mail(
+      "store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n"
+      "smtp_host=out.firm.example\n");
+  main();
+  switchOn();
+  setup_.saysGoodbye = true;
+  open();
+  type("txtMailName", "Another Name");
+  press("cmdOK");
+  program().shutDown();
+  const auto boxes = dialogs_.boxes.size();
+  setup_.onClosed();
+  EXPECT_THAT(dialogs_.boxes, SizeIs(boxes));
 }
 
 TEST_F(Setup, TheCertificateFileForReadingDoesNotReplaceTheOneForSending) {

@@ -56,6 +56,39 @@ TEST_F(Setup, ATestMessageGoesToTheForwardAddressesAfterAQuestion) {
   EXPECT_THAT(in("txtTest"), HasSubstr("OK: 1 message has left this computer"));
 }
 
+// As when the console's command `setup message` finds a mailbox that could not be opened before.
+TEST_F(Setup, ATestMessageForACommandWaitsUntilTheFormerMailboxIsClosed) {
+  mail(
+      "store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n"
+      "smtp_host=out.firm.example\n");
+  main();
+  setup_.closed = "Another Relaybird has this mailbox.";
+  setup_.saysGoodbye = true;
+  setup().openFor(main(), setup().cmdSendTest);
+  EXPECT_TRUE(setup().visible());
+  EXPECT_THAT(sentSubjects(), IsEmpty());
+  dialogs_.answer(BoxAnswer::kYes);
+  setup_.onClosed();
+  EXPECT_EQ(sentSubjects(), std::vector<std::string>{"Test message from Relaybird"});
+  EXPECT_TRUE(setup().visible()) << "it is on its way";
+  outgoing_.tried();
+  EXPECT_FALSE(setup().visible());
+}
+
+TEST_F(Setup, ADialogForACommandClosesIfTheTestMessageIsDeclinedAfterAll) {
+  mail(
+      "store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n"
+      "smtp_host=out.firm.example\n");
+  main();
+  setup_.closed = "Another Relaybird has this mailbox.";
+  setup_.saysGoodbye = true;
+  setup().openFor(main(), setup().cmdSendTest);
+  dialogs_.answer(BoxAnswer::kNo);
+  setup_.onClosed();
+  EXPECT_THAT(sentSubjects(), IsEmpty());
+  EXPECT_FALSE(setup().visible());
+}
+
 TEST_F(Setup, ATestMessageNeedsAnAddress) {
   main();
   open();
