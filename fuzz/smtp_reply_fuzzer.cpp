@@ -65,7 +65,8 @@ void converse(std::string_view bytes, std::size_t piece) {
         std::vector<std::string> to = {"one@example.org", "two@example.org"};
         to.resize(1 + given % 2);
         ++given;
-        dialogue.give({given, {{"ann@example.org", to}, "s", "Subject: s\n\n.\ntext\n"}});
+        dialogue.give(
+            {given, {{"ann@example.org", to}, "s", OutgoingText("Subject: s\n\n.\ntext\n")}});
       } else if (!dialogue.idle()) {
         dialogue.noMessage();
       } else {

@@ -239,13 +239,18 @@ class Program:
                 raise RuntimeError(f"the program does not get on:\n{self.output.read_text()[-2000:]}")
             time.sleep(0.005)
 
+    def peak(self):
+        """Its peak memory so far, in MB."""
+        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text(encoding="ascii")
+        return int(status.partition("VmHWM:")[2].split()[0]) / 1000
+
     def close(self):
         """Its peak memory in MB."""
-        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text(encoding="ascii")
+        peak = self.peak()
         self.process.kill()
         self.process.wait()
         self.process.stdin.close()
-        return int(status.partition("VmHWM:")[2].split()[0]) / 1000
+        return peak
 
 
 TEST = "answer OK Yes OK\ntest\n"
@@ -417,8 +422,9 @@ class Bench:
 
 
     def huge(self):
-        """The first check, one that finds nothing new, and one that forwards. No two unread messages adjoin."""
-        many, new = 500000, 20
+        """The first check, one that finds nothing new, one that forwards, and one that forwards large attachments.
+        No two unread messages adjoin."""
+        many, new, large = 500000, 20, 4
         server, run = HugeServer(many), self.new_run()
         program = Program(self.console, run, ACCOUNT.format(port=server.port, user="me"))
         program.command("answer Yes OK OK\nstart\n")
@@ -429,7 +435,10 @@ class Bench:
                            time.monotonic() - run.begun, 30)
         server.arrive(new, wanted=True)
         program.wait_for(lambda: run.taken() >= new)
-        self.claim(f"peak memory with {many:,} unread messages, in MB", program.close(), MEMORY)
+        self.claim(f"peak memory with {many:,} unread messages, in MB", program.peak(), MEMORY)
+        server.arrive(large, wanted=True, attachment=random.Random(2).randbytes(25 << 20))
+        program.wait_for(lambda: run.taken() >= new + large)
+        self.claim(f"the same with {large} attachments of 25 MB among them, in MB", program.close(), MEMORY)
         server.close()
         run.close()
 

@@ -7,6 +7,7 @@ long as it can be, four megabytes for half a million. Heads and structures have 
 some 1.3 KB together.
 """
 
+import base64
 import re
 import socketserver
 import threading
@@ -28,6 +29,20 @@ Content-Type: multipart/alternative; boundary="=_0123456789abcdef0123456789abcde
 \r
 """
 PART = ('("TEXT" "{kind}" ("CHARSET" "utf-8") NIL NIL "QUOTED-PRINTABLE" {size} 40 NIL NIL NIL NIL)')
+ATTACHED = ('(' + PART.format(kind="PLAIN", size=1800) + '("APPLICATION" "OCTET-STREAM" ("NAME" "large.bin") NIL NIL '
+            '"BASE64" {size} NIL ("ATTACHMENT" ("FILENAME" "large.bin")) NIL NIL) '
+            '"MIXED" ("BOUNDARY" "=_0123456789abcdef0123456789abcdef") NIL NIL NIL)')
+ATTACHED_BODY = """--=_0123456789abcdef0123456789abcdef\r
+Content-Type: text/plain; charset=utf-8\r
+\r
+Here it is.\r
+--=_0123456789abcdef0123456789abcdef\r
+Content-Type: application/octet-stream; name=large.bin\r
+Content-Disposition: attachment; filename=large.bin\r
+Content-Transfer-Encoding: base64\r
+\r
+{attachment}--=_0123456789abcdef0123456789abcdef--\r
+"""
 STRUCTURE = "(" + PART.format(kind="PLAIN", size=1800) + PART.format(kind="HTML", size=9000) + \
     ' "ALTERNATIVE" ("BOUNDARY" "=_0123456789abcdef0123456789abcdef") NIL NIL NIL)'
 BODY = """--=_0123456789abcdef0123456789abcdef\r
@@ -97,14 +112,21 @@ class Connection(socketserver.StreamRequestHandler):
 
     def fetched(self, uid, items):
         head = HEAD.format(uid=uid, side="wanted" if uid in self.server.wanted else "other")
+        body, full = BODY, STRUCTURE
+        if uid in self.server.attached:
+            head = head.replace("multipart/alternative", "multipart/mixed")
+            body, full = self.server.attached[uid], ATTACHED.format(size=self.server.attachment_size)
         number = (uid - FIRST_UID) + 1
         if "HEADER.FIELDS" in items:
             fields = re.search(r"HEADER\.FIELDS \([^)]*\)", items).group()
-            structure = f" BODYSTRUCTURE {STRUCTURE}" if "BODYSTRUCTURE" in items else ""
+            structure = f" BODYSTRUCTURE {full}" if "BODYSTRUCTURE" in items else ""
             return (f"* {number} FETCH (UID {uid} INTERNALDATE \"{self.server.now(uid)}\" RFC822.SIZE "
-                    f"{len(head) + len(BODY)}{structure} BODY[{fields}] {{{len(head)}}}\r\n{head})")
-        whole = head + BODY
-        return f"* {number} FETCH (UID {uid} BODY[] {{{len(whole)}}}\r\n{whole})"
+                    f"{len(head) + len(body)}{structure} BODY[{fields}] {{{len(head)}}}\r\n{head})")
+        whole, origin = head + body, ""
+        if part := re.search(r"<(\d+)\.(\d+)>", items):
+            first, most = map(int, part.groups())
+            whole, origin = whole[first:first + most], f"<{first}>"
+        return f"* {number} FETCH (UID {uid} BODY[]{origin} {{{len(whole)}}}\r\n{whole})"
 
     def do_store(self, command):
         numbers = command.split(" ")[2]
@@ -136,6 +158,8 @@ class HugeServer(socketserver.ThreadingTCPServer):
         self.first_new = FIRST_UID + self.count
         self.read = set()
         self.wanted = set()
+        self.attached = {}
+        self.attachment_size = 0
         self.idle_connection = None
         threading.Thread(target=self.serve_forever, daemon=True).start()
 
@@ -153,11 +177,16 @@ class HugeServer(socketserver.ThreadingTCPServer):
     def unread(self):
         return [uid for uid in range(FIRST_UID, FIRST_UID + self.count, 2) if uid not in self.read]
 
-    def arrive(self, unread, wanted=False):
+    def arrive(self, unread, wanted=False, attachment=b""):
         """So many unread messages come, and an idling client is told."""
         begin = FIRST_UID + self.count
         if wanted:
             self.wanted.update(range(begin, begin + 2 * unread, 2))
+        if attachment:
+            text = base64.encodebytes(attachment).decode().replace("\n", "\r\n")
+            self.attachment_size = len(text)
+            body = ATTACHED_BODY.format(attachment=text)
+            self.attached.update((uid, body) for uid in range(begin, begin + 2 * unread, 2))
         self.count += 2 * unread
         if self.idle_connection:
             self.idle_connection.say(f"* {self.count} EXISTS")

@@ -88,6 +88,8 @@ std::string howItEnded(const CommandResult& command) {
       return "was stopped";
     case CommandResult::End::kNotStarted:
       return "could not be started: " + std::generic_category().message(command.code);
+    case CommandResult::End::kNoInput:
+      break;  // it is given none
   }
   return {};
 }

@@ -243,15 +243,19 @@ std::optional<DeliveryQueue::Claim> DeliveryQueue::claim(const std::string& name
   return Claim(*this, name);
 }
 
-Result<std::string> DeliveryQueue::read(const Claim& claim, std::size_t limit) const {
+Result<OutgoingText> DeliveryQueue::read(const Claim& claim) const {
   {
     const std::lock_guard lock(parts_.mutex);
     const auto held = parts_.journal.records().texts().find(claim.name());
     if (held != parts_.journal.records().texts().end()) {
-      return held->second.substr(0, limit);
+      return OutgoingText(held->second);
     }
   }
-  return readFile(parts_.files, parts_.disk.pathOf("new", claim.name()), limit);
+  auto file = parts_.files.open(parts_.disk.pathOf("new", claim.name()));
+  if (!file) {
+    return file.error();
+  }
+  return OutgoingText::read(std::move(*file));
 }
 
 Result<void> DeliveryQueue::delivered(const std::vector<const Claim*>& claims) {
@@ -365,7 +369,7 @@ Result<void> DeliveryQueue::refuse(const Claim& claim, const std::string& words)
 
 Result<void> DeliveryQueue::refuseFor(const Claim& claim,
                                       const std::vector<std::string>& recipients,
-                                      std::size_t number, std::string_view copy,
+                                      std::size_t number, const OutgoingText& copy,
                                       const std::string& words) {
   std::string name;
   auto file = parts_.disk.create(parts_.names, name);
@@ -374,7 +378,11 @@ Result<void> DeliveryQueue::refuseFor(const Claim& claim,
   }
   WriteAttempt attempt;
   auto written = writeMessage(
-      **file, [&](OutputFile& to) { return to.write(copy); }, attempt);
+      **file,
+      [&](OutputFile& to) {
+        return copy.forEachPiece([&](std::string_view piece) { return to.write(piece); });
+      },
+      attempt);
   file->reset();
   if (written) {
     written = parts_.disk.putCopyIntoFailed(name, claim.name(), number, words);

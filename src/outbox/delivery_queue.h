@@ -30,6 +30,7 @@
 
 #include "outbox/journal.h"
 #include "outbox/outbox_folder.h"
+#include "outbox/outgoing_text.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/result.h"
@@ -140,8 +141,8 @@ class DeliveryQueue {
   std::optional<std::vector<WaitingMessage>> takeArrivals();
   /// Nothing for a message that is busy or handed over already.
   std::optional<Claim> claim(const std::string& name);
-  /// The message, at most `limit` bytes of it. ENOENT if somebody has removed it.
-  Result<std::string> read(const Claim& claim, std::size_t limit) const;
+  /// The message. ENOENT if somebody has removed it.
+  Result<OutgoingText> read(const Claim& claim) const;
   /// The messages were handed over: writes that down, without waiting for the disk. Whatever
   /// becomes of this program, they are not handed out again, except after a power cut before
   /// makeDurable(). Even on failure this object does not hand them out again.
@@ -177,7 +178,7 @@ class DeliveryQueue {
   /// made of `number`, which is the same when the call is repeated after a crash. On failure they
   /// are not settled, and the copy may be in failed/ already.
   Result<void> refuseFor(const Claim& claim, const std::vector<std::string>& recipients,
-                         std::size_t number, std::string_view copy, const std::string& words);
+                         std::size_t number, const OutgoingText& copy, const std::string& words);
   /// As removeDelivered(), makes the removals since the last call durable, and gives files to the
   /// messages that the journal holds. Called once after a series, as it waits for the disk, and
   /// while nothing is claimed.

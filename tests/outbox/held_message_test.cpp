@@ -10,6 +10,7 @@
 #include "outbox/journal_line.h"
 #include "outbox/outbox_world.h"
 #include "support/cut_disk.h"
+#include "support/whole_text.h"
 
 namespace relaybird {
 namespace {
@@ -48,7 +49,7 @@ class HeldMessageTest : public testing::Test {
   static std::vector<std::string> texts(Outbox& outbox) {
     std::vector<std::string> found;
     for (const auto waiting = outbox.queue().waiting(); const WaitingMessage& message : *waiting) {
-      found.push_back(outbox.queue().read(*outbox.queue().claim(message.name), 1 << 20).value());
+      found.push_back(wholeText(outbox.queue().read(*outbox.queue().claim(message.name)).value()));
     }
     return found;
   }
@@ -464,7 +465,7 @@ TEST_F(CutPower, AHeldMessageThatWasReportedSentSurvivesWhateverStepFailedOnceBe
         EXPECT_TRUE(again->alreadySent("entry")) << how;
         ASSERT_THAT(again->queue().waiting().value(), SizeIs(1)) << step << ' ' << how;
         const auto claim = again->queue().claim(again->queue().waiting().value()[0].name);
-        EXPECT_EQ(again->queue().read(*claim, 100).value(), "message") << how;
+        EXPECT_EQ(wholeText(again->queue().read(*claim).value()), "message") << how;
       });
     }
   }

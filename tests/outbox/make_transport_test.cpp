@@ -27,7 +27,8 @@ struct OneMessage : MessageFeed {
       return std::nullopt;
     }
     given = true;
-    return FedMessage{1, {{"ann@example.org", {"bob@example.org"}}, "s", "Subject: s\n\ntext\n"}};
+    return FedMessage{
+        1, {{"ann@example.org", {"bob@example.org"}}, "s", OutgoingText("Subject: s\n\ntext\n")}};
   }
   void report(std::vector<Verdict> verdicts) override {
     for (Verdict& verdict : verdicts) {

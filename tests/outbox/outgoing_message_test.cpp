@@ -7,8 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 
+#include "message/memory_files.h"
 #include "message/text/charset.h"
+#include "support/whole_text.h"
 
 namespace relaybird {
 namespace {
@@ -17,8 +20,12 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
+Result<OutgoingMessage> prepared(const std::string& file) {
+  return prepareMessage(OutgoingText(file));
+}
+
 TEST(OutgoingMessage, ReadsTheEnvelopeFromFromToAndBcc) {
-  const auto message = prepareMessage(
+  const auto message = prepared(
       "From: \"Ann, B.\" <ann@example.org>\n"
       "to: One <one@example.org>,\n two@example.org\n"
       "Cc: copy@example.org\n"
@@ -32,19 +39,20 @@ TEST(OutgoingMessage, ReadsTheEnvelopeFromFromToAndBcc) {
 }
 
 TEST(OutgoingMessage, LeavesOutEveryBccFieldWithItsFoldsAndNothingElse) {
-  const auto message = prepareMessage(
+  const auto message = prepared(
       "From: a@example.org\nBcc: one@example.org,\n\ttwo@example.org\nSubject: s\n"
       "bcc : three@example.org\nBcc-Like: stays\n\nBcc: stays\n");
   ASSERT_TRUE(message) << message.error().text;
-  EXPECT_EQ(message->bytes, "From: a@example.org\nSubject: s\nBcc-Like: stays\n\nBcc: stays\n");
+  EXPECT_EQ(wholeText(message->text),
+            "From: a@example.org\nSubject: s\nBcc-Like: stays\n\nBcc: stays\n");
   EXPECT_THAT(message->envelope.recipients, SizeIs(3));
 }
 
 TEST(OutgoingMessage, LineEndsBecomeLfAndLoneCrsStay) {
-  const auto message = prepareMessage(
+  const auto message = prepared(
       "From: a@example.org\r\nBcc: b@example.org\r\nSubject: s\r\n\r\none\r\r\ntwo\rthree\n.\r\n");
   ASSERT_TRUE(message) << message.error().text;
-  EXPECT_EQ(message->bytes, "From: a@example.org\nSubject: s\n\none\r\ntwo\rthree\n.\n");
+  EXPECT_EQ(wholeText(message->text), "From: a@example.org\nSubject: s\n\none\r\ntwo\rthree\n.\n");
   EXPECT_EQ(message->subject, "s");
 }
 
@@ -53,7 +61,7 @@ TEST(OutgoingMessage, AHundredRecipientsAreAllThere) {
   for (int number = 1; number < 100; ++number) {
     file += ",\n r" + std::to_string(number) + "@example.org";
   }
-  const auto message = prepareMessage(file + "\n\nx");
+  const auto message = prepared(file + "\n\nx");
   ASSERT_TRUE(message);
   ASSERT_THAT(message->envelope.recipients, SizeIs(100));
   EXPECT_EQ(message->envelope.recipients[99], "r99@example.org");
@@ -72,10 +80,35 @@ TEST(OutgoingMessage, AMessageThatCanNeverLeaveIsAnError) {
            std::string("From: -X/tmp/x@example.org\nTo: b@example.org\n\nx"),
            std::string("From: a@example.org\nTo: <b\x01@example.org>\n\nx"),
        }) {
-    const auto message = prepareMessage(file);
+    const auto message = prepared(file);
     ASSERT_FALSE(message) << file;
     EXPECT_FALSE(message.error().text.empty());
   }
+}
+
+TEST(OutgoingMessage, WithAHeadWithoutEndIsAnErrorAndNotReadWhole) {
+  const std::string head = "From: a@example.org\nTo: b@example.org\n";
+  std::string endless = head;
+  while (endless.size() < (2u << 20)) {
+    endless += "X: and on\n";
+  }
+  const auto message = prepareMessage(
+      *OutgoingText::read(std::make_unique<MemoryInput>(endless + "Bcc: c@example.org\n\nx\n")));
+  ASSERT_FALSE(message);
+  EXPECT_EQ(message.error().text, "The header of the message is too large");
+}
+
+TEST(OutgoingMessage, OfMoreThanTheLimitIsAnError) {
+  struct Huge : MemoryInput {
+    Huge() : MemoryInput("From: a@example.org\nTo: b@example.org\n\n" + std::string(70'000, 'x')) {
+      info_.size = kLargestOutgoing + 1;
+    }
+    const FileInfo& info() const override { return info_; }
+    FileInfo info_;
+  };
+  const auto message = prepareMessage(*OutgoingText::read(std::make_unique<Huge>()));
+  ASSERT_FALSE(message);
+  EXPECT_EQ(message.error().text, "The message is too large");
 }
 
 TEST(OutgoingMessage, ASubjectOfOddBytesIsShownOnOneValidLine) {

@@ -143,6 +143,37 @@ TEST_F(PartialDeliveryTest, ACopyThatCannotBeWrittenKeepsTheRecipientWaiting) {
   EXPECT_EQ(picky.taken["full@example.org"], 1);
 }
 
+TEST_F(PartialDeliveryTest, ALargeCopyWhoseTextCannotBeReadKeepsTheRecipientWaiting) {
+  picky.refusals = {{"gone@example.org", "550 no such user"}};
+  const std::string text = kToThree + std::string(200'000, '\n');
+  int reads = 0;
+  for (int failing = 1; failing == 1 || reads >= failing - 1; ++failing) {
+    ASSERT_LT(failing, 50);
+    const std::string id = std::to_string(failing);
+    ASSERT_TRUE(outbox->send("entry " + id, id + "@id", writes(text)));
+    const std::size_t failedBefore = world.names("failed").size();
+    reads = 0;
+    world.files.refused = [&](const std::string& step) {
+      return step.starts_with("read " + world.folder + "/new/") && ++reads == failing;
+    };
+    flush();
+    if (reads < failing) {
+      break;
+    }
+    EXPECT_THAT(world.names("new"), SizeIs(1)) << failing;
+    EXPECT_THAT(world.names("tmp"), IsEmpty()) << failing;
+    EXPECT_THAT(world.names("failed"), SizeIs(failedBefore)) << failing;
+    world.clock.advance(minutes{30});
+    flush();
+    EXPECT_THAT(world.names("new"), IsEmpty()) << failing;
+    ASSERT_THAT(world.names("failed"), SizeIs(failedBefore + 2)) << failing;
+  }
+  EXPECT_GT(reads, 3);
+  EXPECT_EQ(picky.taken["good@example.org"], picky.taken["full@example.org"]);
+  EXPECT_EQ(world.names("failed").size(),
+            2 * static_cast<std::size_t>(picky.taken["good@example.org"]));
+}
+
 // A delivery on a disk whose power may be cut after every step.
 class CutDelivery {
  public:

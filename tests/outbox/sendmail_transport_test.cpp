@@ -7,6 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <memory>
+
+#include "message/memory_files.h"
 
 namespace relaybird {
 namespace {
@@ -18,10 +21,15 @@ using testing::HasSubstr;
 using testing::SizeIs;
 
 struct RecordingRunner : CommandRunner {
-  CommandResult run(const std::vector<std::string>& given, std::string_view bytes,
+  CommandResult run(const std::vector<std::string>& given, const CommandInput& bytes,
                     std::chrono::milliseconds limit, std::stop_token) override {
     arguments = given;
-    input = bytes;
+    for (auto piece = bytes(); !piece || !piece->empty(); piece = bytes()) {
+      if (!piece) {
+        return {End::kNoInput, piece.error().code, piece.error().text};
+      }
+      input += *piece;
+    }
     timeLimit = limit;
     return result;
   }
@@ -32,7 +40,7 @@ struct RecordingRunner : CommandRunner {
 };
 
 OutgoingMessage messageTo(std::vector<std::string> recipients) {
-  return {{"ann@example.org", std::move(recipients)}, "subject", "From: x\n\n.\n"};
+  return {{"ann@example.org", std::move(recipients)}, "subject", OutgoingText("From: x\n\n.\n")};
 }
 
 TEST(SendmailTransport, PassesTheEnvelopeAsArgumentsOfItsOwn) {
@@ -99,6 +107,27 @@ TEST(SendmailTransport, OtherEndsAreTemporaryAndSaySo) {
   EXPECT_EQ(tooMany.kind, Kind::kPermanent);
   EXPECT_EQ(tooMany.words, "/bin/mta cannot be started: Argument list too long");
   EXPECT_EQ(outcomeOf({End::kCancelled, 0, {}}, "/bin/mta").kind, Kind::kCancelled);
+}
+
+// A command that got the half of it would send that.
+TEST(SendmailTransport, AMessageThatCannotBeReadToItsEndIsKept) {
+  class Broken : public MemoryInput {
+   public:
+    using MemoryInput::MemoryInput;
+    Result<std::size_t> readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+      failing = offset > 0;
+      return MemoryInput::readAt(offset, buffer, size);
+    }
+  };
+  RecordingRunner runner;
+  OutgoingMessage message = messageTo({"r@example.org"});
+  message.text =
+      *OutgoingText::read(std::make_unique<Broken>("a: b\n\n" + std::string(90'000, 'x')));
+  const auto outcome = SendmailTransport(runner, {"/bin/mta"}).deliver(message, {});
+  EXPECT_EQ(outcome.kind, Kind::kTemporary);
+  EXPECT_EQ(outcome.cause, Outcome::Cause::kDisk);
+  EXPECT_FALSE(outcome.everything) << "others can be read";
+  EXPECT_EQ(outcome.words, "the disk is gone");
 }
 
 TEST(SendmailTransport, AnExitStatusIsToldWithWhatWasPrintedBeforeItOrAlone) {

@@ -6,8 +6,12 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "message/memory_files.h"
 
 namespace relaybird {
 namespace {
@@ -43,7 +47,7 @@ class SmtpDialogueTest : public testing::Test {
                    const std::string& sender = "ann@x.example") {
     OutgoingMessage message;
     message.envelope = {sender, std::move(recipients)};
-    message.bytes = text;
+    message.text = OutgoingText(text);
     dialogue_.give({++number_, std::move(message)});
     return said();
   }
@@ -86,6 +90,20 @@ TEST_F(SmtpDialogueTest, ALineOfTheVeryLimitIsSentAndALongerOneIsNot) {
   EXPECT_EQ(give(std::string(999, 'x') + "\n"), "");
   EXPECT_THAT(verdict().words, HasSubstr("RFC 5321"));
   EXPECT_THAT(give(std::string(998, 'x') + "\n"), StartsWith("MAIL"));
+}
+
+// A text is gone over in pieces of 64 KB.
+TEST_F(SmtpDialogueTest, WhatAPieceOfATextIsLikeCountsForTheWhole) {
+  const std::string piece = "a: b\n\n" + std::string(65'530, '\n');
+  greet("250-8BITMIME\r\n250 PIPELINING");
+  EXPECT_EQ(give(piece.substr(500) + std::string(999, 'x') + "\n"), "")
+      << "a line over the end of a piece";
+  EXPECT_EQ(verdict().kind, Kind::kPermanent);
+  EXPECT_EQ(give(std::string("\r\n\r") + piece), "") << "a lone CR in the first piece alone";
+  EXPECT_EQ(verdict().kind, Kind::kPermanent);
+  EXPECT_EQ(give(std::string(999, 'x') + "\n" + piece), "") << "a long line in the first piece";
+  EXPECT_EQ(verdict().kind, Kind::kPermanent);
+  EXPECT_THAT(give("\xc3\xa4\n" + piece), HasSubstr("BODY=8BITMIME"));
 }
 
 // What stands in an address must not become a command or another address.
@@ -150,7 +168,7 @@ TEST_F(SmtpDialogueTest, AnAnswerThatDoesNotFitItsCommandEndsTheConnection) {
     dialogue.receive("250-mail\r\n250 PIPELINING\r\n");
     OutgoingMessage message;
     message.envelope = {"ann@x.example", {"bob@x.example"}};
-    message.bytes = "a\n";
+    message.text = OutgoingText("a\n");
     dialogue.give({1, std::move(message)});
     dialogue.sent(dialogue.output().size());
     dialogue.receive(replies + "\r\n");
@@ -159,6 +177,95 @@ TEST_F(SmtpDialogueTest, AnAnswerThatDoesNotFitItsCommandEndsTheConnection) {
     const auto verdicts = dialogue.takeVerdicts();
     ASSERT_THAT(verdicts, SizeIs(1)) << replies;
     EXPECT_EQ(verdicts[0].outcome.kind, Kind::kTemporary) << replies;
+  }
+}
+
+// Its file gives the beginning of a long text, and then fails.
+class FailingFile : public MemoryInput {
+ public:
+  explicit FailingFile(int readsUntilItFails)
+      : MemoryInput("a: b\n\n" + lines("\n")), left_(readsUntilItFails) {}
+  static std::string lines(const std::string& lineEnd) {
+    std::string text;
+    for (int count = 0; count < 180'000; ++count) {
+      text += "line" + lineEnd;
+    }
+    return text;
+  }
+  Result<std::size_t> readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+    failing = left_-- <= 0;
+    return MemoryInput::readAt(offset, buffer, size);
+  }
+
+ private:
+  int left_;
+};
+
+TEST_F(SmtpDialogueTest, ATextThatCannotBeReadToItsEndIsNotEndedAndNothingFollowsIt) {
+  constexpr int kReadsOfAll = 14;  // once to open it, and for the size
+  for (const bool leaving : {false, true}) {
+    SmtpDialogue dialogue({.server = "mail.example.org"});
+    dialogue.sent(dialogue.output().size());
+    dialogue.receive("250-mail\r\n250 PIPELINING\r\n");
+    OutgoingMessage message;
+    message.envelope = {"ann@x.example", {"bob@x.example"}};
+    message.text = *OutgoingText::read(std::make_unique<FailingFile>(kReadsOfAll + 5));
+    dialogue.give({1, std::move(message)});
+    dialogue.sent(dialogue.output().size());
+    dialogue.receive("250 ok\r\n250 ok\r\n354 go on\r\n");
+    if (leaving) {
+      dialogue.quit();
+    }
+    std::string said;
+    while (!dialogue.over() && !dialogue.output().empty()) {
+      said += dialogue.output();
+      dialogue.sent(dialogue.output().size());
+    }
+    said += dialogue.output();
+    EXPECT_TRUE(dialogue.over());
+    EXPECT_GT(said.size(), 300'000u);
+    EXPECT_TRUE(("a: b\r\n\r\n" + FailingFile::lines("\r\n")).starts_with(said))
+        << said.substr(said.size() - 20);
+    const auto verdicts = dialogue.takeVerdicts();
+    ASSERT_THAT(verdicts, SizeIs(1));
+    EXPECT_EQ(verdicts[0].outcome.kind, Kind::kTemporary);
+    EXPECT_FALSE(verdicts[0].outcome.everything);
+    EXPECT_EQ(verdicts[0].outcome.cause, Outcome::Cause::kDisk);
+    EXPECT_EQ(verdicts[0].outcome.words, "the disk is gone");
+    EXPECT_FALSE(dialogue.takeTrouble()) << "the server is not to blame";
+  }
+}
+
+TEST_F(SmtpDialogueTest, ATextThatCannotBeReadAtAllIsNotBegunAndAnotherOneIs) {
+  greet();
+  OutgoingMessage message;
+  message.envelope = {"ann@x.example", {"bob@x.example"}};
+  message.text = *OutgoingText::read(std::make_unique<FailingFile>(3));
+  dialogue_.give({++number_, std::move(message)});
+  EXPECT_EQ(verdict().cause, Outcome::Cause::kDisk);
+  EXPECT_EQ(said(), "");
+  EXPECT_TRUE(dialogue_.wantsMessage());
+  EXPECT_THAT(give("a\n"), HasSubstr("MAIL FROM"));
+}
+
+TEST_F(SmtpDialogueTest, DotsAreDoubledAndLinesEndedWhereverAPieceOfTheTextEnds) {
+  for (std::size_t before = 65'525; before < 65'540; ++before) {
+    const std::string start = "a: b\n\n" + std::string(before - 6, '\n');
+    SmtpDialogue dialogue({.server = "mail.example.org"});
+    dialogue.sent(dialogue.output().size());
+    dialogue.receive("250-mail\r\n250 PIPELINING\r\n");
+    OutgoingMessage message;
+    message.envelope = {"ann@x.example", {"bob@x.example"}};
+    message.text = OutgoingText(start + ".\n..\nx.y\n\n.end");
+    dialogue.give({1, std::move(message)});
+    dialogue.sent(dialogue.output().size());
+    dialogue.receive("250 ok\r\n250 ok\r\n354 go on\r\n");
+    std::string said;
+    while (!dialogue.output().empty()) {
+      said += dialogue.output();
+      dialogue.sent(dialogue.output().size());
+    }
+    EXPECT_TRUE(said.ends_with("\r\n\r\n..\r\n...\r\nx.y\r\n\r\n..end\r\n")) << before;
   }
 }
 

@@ -5,7 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <map>
+#include <utility>
+
+#include "outbox/delivery/delivery_settlement.h"
 #include "outbox/delivery/smtp_transport.h"
 #include "outbox/smtp_world.h"
 
@@ -241,6 +247,140 @@ TEST(SmtpTransport, ALargeMessagePassesThroughSmallBuffers) {
   EXPECT_EQ(world.waiting(), 0u);
 }
 
+// A message with an attachment: in a file, and far larger than a piece of it.
+std::string largeText(int number) {
+  std::string text = SmtpWorld::text(number);
+  while (text.size() < 300'000) {
+    text += "a line of a large attachment, and some more of it\n";
+  }
+  return text;
+}
+
+// As the server gets it.
+std::string asTaken(std::string text) {
+  text.erase(text.find("Bcc:"), text.find("Subject:") - text.find("Bcc:"));
+  std::string taken;
+  for (const char c : text) {
+    taken += c == '\n' ? "\r\n" : std::string(1, c);
+  }
+  return taken;
+}
+
+struct LargeMessageWorld : SmtpWorld {
+  explicit LargeMessageWorld(bool withPipelining = true) : SmtpWorld(withPipelining) {
+    EXPECT_TRUE(outbox->send("entry 2", "<2@id>", writes(largeText(2))));
+    path = disk.folder + "/new/" + disk.names("new").at(0);
+  }
+  // The read of that number from the message's file fails, and none after it.
+  void failAtRead(int number) {
+    reads = 0;
+    disk.files.refused = [this, number](const std::string& step) {
+      return step == "read " + path && ++reads == number;
+    };
+  }
+  // Calls `change` when the server has got the beginning of the text.
+  void inMidText(std::function<void()> change) {
+    onSend = [change = std::move(change), once = false](std::string_view bytes) mutable {
+      if (bytes.find("a line of a large") != bytes.npos && !std::exchange(once, true)) {
+        change();
+      }
+    };
+  }
+  std::string path;
+  int reads = 0;
+};
+
+// The text of a large message is read while it is sent. Where that fails, only the end of the
+// connection keeps the server from taking the half of it.
+TEST(SmtpTransport, ADiskThatFailsInTheMiddleOfATextLosesAndDoublesNothing) {
+  for (const bool pipelining : {true, false}) {
+    bool whole = false;
+    for (int failing = 1; !whole; ++failing) {
+      ASSERT_LT(failing, 100);
+      LargeMessageWorld world(pipelining);
+      world.send(1);
+      world.send(3);
+      world.failAtRead(failing);
+      world.flush();
+      whole = world.reads < failing;
+      EXPECT_GE(world.server.taken.size(), 2u) << failing << ": others need not wait";
+      world.flushForADay();
+      ASSERT_THAT(world.server.taken, SizeIs(3)) << failing;
+      for (const TakenMessage& taken : world.server.taken) {
+        const int number = taken.sender == SmtpWorld::sender(2) ? 2 : 1;
+        EXPECT_TRUE(number == 1 || taken.text == asTaken(largeText(2))) << failing;
+      }
+      for (const int number : {1, 2, 3}) {
+        EXPECT_EQ(world.server.count(SmtpWorld::sender(number)), 1u) << failing;
+      }
+      EXPECT_THAT(world.server.violations, IsEmpty()) << failing;
+      EXPECT_EQ(world.waiting(), 0u);
+      EXPECT_EQ(world.failed(), 0u);
+    }
+  }
+}
+
+// The server was out of reach for a week, and the disk fails at the first try that reaches it.
+TEST(SmtpTransport, ADiskThatFailsOnceGivesUpNoMessageHoweverOldItIs) {
+  bool whole = false;
+  for (int failing = 1; !whole; ++failing) {
+    ASSERT_LT(failing, 100);
+    LargeMessageWorld world;
+    world.disk.clock.advance(2 * kGiveUpAfter);
+    world.failAtRead(failing);
+    world.flush();
+    whole = world.reads < failing;
+    EXPECT_EQ(world.failed(), 0u) << failing;
+    EXPECT_EQ(world.waiting(), whole ? 0u : 1u) << failing;
+  }
+}
+
+// What is left of the message must not be sent as if it were all.
+TEST(SmtpTransport, AMessageThatIsCutWhileItIsSentDoesNotLeave) {
+  LargeMessageWorld world;
+  world.inMidText([&] { std::filesystem::resize_file(world.path, 200'000); });
+  world.flush();
+  world.flushForADay();
+  EXPECT_THAT(world.server.taken, IsEmpty());
+  EXPECT_EQ(world.failed(), 1u);
+  ASSERT_THAT(world.notices, SizeIs(1));
+  EXPECT_THAT(world.notices[0], HasSubstr("The file of the message has become shorter"));
+}
+
+// The new text was not examined: it may have lines or characters that servers do not stand.
+TEST(SmtpTransport, AMessageThatChangesWhileItIsSentDoesNotLeave) {
+  for (const bool pipelining : {true, false}) {
+    LargeMessageWorld world(pipelining);
+    world.inMidText([&] {
+      std::fstream file(world.path, std::ios::in | std::ios::out | std::ios::binary);
+      file.seekp(280'000);
+      file << "\r.\r\n";
+    });
+    world.send(3);
+    world.flush();
+    world.flushForADay();
+    EXPECT_EQ(world.server.count(SmtpWorld::sender(2)), 0u);
+    EXPECT_EQ(world.server.count(SmtpWorld::sender(3)), 1u);
+    EXPECT_THAT(world.server.violations, IsEmpty());
+    EXPECT_EQ(world.failed(), 1u);
+    EXPECT_THAT(world.notices, Contains(HasSubstr("was changed while it was sent")));
+  }
+}
+
+TEST(SmtpTransport, ALargeMessageArrivesByteForByteAndInTheSizeThatWasSaid) {
+  for (const std::string end : {"", "the end", "\n\n"}) {
+    SmtpWorld world;
+    world.prepare = [](ServerEnd& server, std::size_t) { server.acceptAtMost(50'000); };
+    ASSERT_TRUE(world.outbox->send("entry", "<2@id>", writes(largeText(2) + end)));
+    world.flush();
+    ASSERT_THAT(world.server.taken, SizeIs(1));
+    const std::string expected = asTaken(largeText(2) + end + (end == "the end" ? "\n" : ""));
+    EXPECT_TRUE(world.server.taken[0].text == expected);
+    EXPECT_THAT(world.server.commands,
+                Contains(HasSubstr("SIZE=" + std::to_string(expected.size()))));
+  }
+}
+
 // Tells how much the server had heard when each message was asked for.
 struct LargeMessages : FewMessages {
   explicit LargeMessages(ScriptedNetwork& to) : network(to) {}
@@ -248,10 +388,11 @@ struct LargeMessages : FewMessages {
     auto fed = FewMessages::next();
     if (fed) {
       heard.push_back(network.connections() > 0 ? network.end(0).heard().size() : 0);
-      fed->message.bytes = std::string(3'000'000, 'x') + "\n";
-      for (std::size_t at = 70; at < fed->message.bytes.size(); at += 71) {
-        fed->message.bytes[at] = '\n';
+      std::string text = std::string(3'000'000, 'x') + "\n";
+      for (std::size_t at = 70; at < text.size(); at += 71) {
+        text[at] = '\n';
       }
+      fed->message.text = OutgoingText(std::move(text));
     }
     return fed;
   }

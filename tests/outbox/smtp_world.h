@@ -155,7 +155,7 @@ struct FewMessages : MessageFeed {
     if (given == most) {
       return std::nullopt;
     }
-    return FedMessage{++given, {{"a@example.org", {"b@example.org"}}, "s", "text\n"}};
+    return FedMessage{++given, {{"a@example.org", {"b@example.org"}}, "s", OutgoingText("text\n")}};
   }
   void report(std::vector<Verdict> verdicts) override {
     std::move(verdicts.begin(), verdicts.end(), std::back_inserter(told));

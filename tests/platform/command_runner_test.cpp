@@ -45,7 +45,7 @@ class CommandRunnerTest : public testing::Test {
     return path;
   }
   CommandResult run(const std::string& text, std::string_view input = {}) {
-    return runner.run({script(text)}, input, kLong, {});
+    return runner.run({script(text)}, wholeInput(input), kLong, {});
   }
 
   TempFolder temp;
@@ -57,7 +57,7 @@ TEST_F(CommandRunnerTest, FeedsTheInputAndPassesTheArgumentsUntouched) {
   const std::string out = temp.path("out");
   const auto result = runner.run(
       {script("printf '%s|' \"$@\" > " + out + "; cat >> " + out), "a b", "$(x)", "", "*"},
-      "input\n.\n", kLong, {});
+      wholeInput("input\n.\n"), kLong, {});
   EXPECT_EQ(result.end, End::kExited);
   EXPECT_EQ(result.code, 0);
   EXPECT_EQ(readBytes(out), "a b|$(x)||*|input\n.\n");
@@ -93,7 +93,7 @@ TEST_F(CommandRunnerTest, TheInputIsWholeAlsoWhenTheProgramIsKilledBeforeItIsRea
              temp.path("taken"));
   const pid_t program = ::fork();
   if (program == 0) {
-    (void)runner.run({command}, input, kLong, {});
+    (void)runner.run({command}, wholeInput(input), kLong, {});
     ::_exit(0);
   }
   while (!std::filesystem::exists(temp.path("ready"))) {
@@ -114,29 +114,30 @@ std::vector<unsigned> askedFor;
 // With vm.memfd_noexec = 2 every delivery failed: the file was not marked as not executable.
 TEST(MemoryInput, IsNeverOneThatCouldBeExecuted) {
   askedFor.clear();
-  const auto file = makeInput("text", [](const char*, unsigned flags) {
+  const auto file = makeInput(wholeInput("text"), [](const char*, unsigned flags) {
     askedFor.push_back(flags);
     errno = EACCES;
     return -1;
   });
-  EXPECT_FALSE(static_cast<bool>(file));
+  ASSERT_FALSE(file);
+  EXPECT_EQ(file.error().code, EACCES);
   ASSERT_THAT(askedFor, SizeIs(1)) << "a refusal is not an older kernel";
   EXPECT_NE(askedFor[0] & 0x8U, 0U);
 }
 
 TEST(MemoryInput, IsMadeWithoutThatFlagWhereTheKernelDoesNotKnowIt) {
   askedFor.clear();
-  const auto file = makeInput("text", [](const char* name, unsigned flags) {
+  const auto file = makeInput(wholeInput("text"), [](const char* name, unsigned flags) {
     askedFor.push_back(flags);
     errno = EINVAL;
     return (flags & 0x8U) != 0 ? -1 : memfd_create(name, flags);
   });
-  ASSERT_TRUE(static_cast<bool>(file));
+  ASSERT_TRUE(file) << file.error().text;
   EXPECT_THAT(askedFor, SizeIs(2));
   char text[8] = {};
-  EXPECT_EQ(read(file.get(), text, sizeof text), 4);
-  EXPECT_EQ(fcntl(file.get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
-  EXPECT_LT(write(file.get(), "x", 1), 0) << "it is sealed";
+  EXPECT_EQ(read(file->get(), text, sizeof text), 4);
+  EXPECT_EQ(fcntl(file->get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+  EXPECT_LT(write(file->get(), "x", 1), 0) << "it is sealed";
 }
 
 TEST_F(CommandRunnerTest, ACommandThatDoesNotReadDoesNotEndTheProgram) {
@@ -165,12 +166,25 @@ TEST_F(CommandRunnerTest, TellsWhenTheCommandWasKilled) {
 }
 
 TEST_F(CommandRunnerTest, AMissingCommandAndOneThatIsNoProgramAreNotStarted) {
-  const auto missing = runner.run({temp.path("nothing")}, "x", kLong, {});
+  const auto missing = runner.run({temp.path("nothing")}, wholeInput("x"), kLong, {});
   EXPECT_EQ(missing.end, End::kNotStarted);
   EXPECT_EQ(missing.code, ENOENT);
-  const auto folder = runner.run({temp.path()}, "x", kLong, {});
+  const auto folder = runner.run({temp.path()}, wholeInput("x"), kLong, {});
   EXPECT_EQ(folder.end, End::kNotStarted);
   EXPECT_EQ(folder.code, EACCES);
+}
+
+TEST_F(CommandRunnerTest, ACommandWhoseInputFailsIsNotStarted) {
+  int given = 0;
+  const auto halfOfIt = [&]() -> Result<std::string_view> {
+    return ++given == 1 ? Result<std::string_view>("half")
+                        : Result<std::string_view>(Error{EIO, "the disk is gone"});
+  };
+  const auto result = runner.run({script("touch " + temp.path("started"))}, halfOfIt, kLong, {});
+  EXPECT_EQ(result.end, End::kNoInput);
+  EXPECT_EQ(result.code, EIO);
+  EXPECT_EQ(result.output, "the disk is gone");
+  EXPECT_FALSE(std::filesystem::exists(temp.path("started")));
 }
 
 TEST_F(CommandRunnerTest, OneThatHangsIsEndedWithItsChildrenWhenTheTimeHasPassed) {
@@ -183,7 +197,7 @@ TEST_F(CommandRunnerTest, OneThatHangsIsEndedWithItsChildrenWhenTheTimeHasPassed
   });
   const auto result = hasty.run({script("sleep 1000 & echo $! > " + temp.path("child") +
                                         "; echo waiting; touch " + temp.path("ready") + "; wait")},
-                                "x", kLong, {});
+                                wholeInput("x"), kLong, {});
   EXPECT_EQ(result.end, End::kTimedOut);
   const pid_t child = std::stoi(readBytes(temp.path("child")));
   while (!isDead(child)) {
@@ -199,8 +213,9 @@ TEST_F(CommandRunnerTest, AStopEndsACommandThatHasNotAllItsInputAtOnce) {
     }
     return now;
   });
-  const auto result = stopping.run({script("touch " + temp.path("ready") + "; sleep 1000")},
-                                   std::string(1'000'000, 'x'), kLong, stop.get_token());
+  const auto result =
+      stopping.run({script("touch " + temp.path("ready") + "; sleep 1000")},
+                   wholeInput(std::string(1'000'000, 'x')), kLong, stop.get_token());
   EXPECT_EQ(result.end, End::kCancelled);
 }
 
@@ -213,7 +228,7 @@ TEST_F(CommandRunnerTest, AStopFromAnotherThreadWakesTheRunner) {
     stop.request_stop();
   });
   const auto result = runner.run({script("touch " + temp.path("ready") + "; sleep 1000")},
-                                 std::string(1'000'000, 'x'), kLong, stop.get_token());
+                                 wholeInput(std::string(1'000'000, 'x')), kLong, stop.get_token());
   EXPECT_EQ(result.end, End::kCancelled);
 }
 
@@ -231,7 +246,7 @@ TEST_F(CommandRunnerTest, ACommandWithAllItsInputMayFinishAfterAStop) {
   const auto result =
       stopping.run({script("cat >/dev/null; touch " + temp.path("ready") + "; while test ! -e " +
                            temp.path("go") + "; do :; done; exit 0")},
-                   "short", kLong, stop.get_token());
+                   wholeInput("short"), kLong, stop.get_token());
   EXPECT_EQ(result.end, End::kExited);
   EXPECT_EQ(result.code, 0);
 }
@@ -249,7 +264,7 @@ TEST_F(CommandRunnerTest, ButNotForEver) {
   });
   const auto result =
       stopping.run({script("cat >/dev/null; touch " + temp.path("ready") + "; sleep 1000")},
-                   "short", kLong, stop.get_token());
+                   wholeInput("short"), kLong, stop.get_token());
   EXPECT_EQ(result.end, End::kCancelled);
 }
 
@@ -311,7 +326,7 @@ TEST_F(CommandRunnerTest, LeavesNoDescriptorsAndNoZombiesBehind) {
   for (int number = 0; number < 20; ++number) {
     (void)run("cat", "x");
   }
-  (void)runner.run({temp.path("nothing")}, "x", kLong, {});
+  (void)runner.run({temp.path("nothing")}, wholeInput("x"), kLong, {});
   EXPECT_EQ(count(), before);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
   EXPECT_EQ(errno, ECHILD);

@@ -5,9 +5,11 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/file_system.h"
@@ -28,8 +30,8 @@ class FaultyFileSystem : public FileSystem {
   void failFromStep(std::size_t step, int errorNumber);
   /// Like failStep, for several steps.
   void failSteps(std::set<std::size_t> steps, int errorNumber);
-  /// Called for every step, and for "inspect PATH", "list PATH" and "open PATH", which are not
-  /// steps: if it returns true, the call fails with EIO and does nothing.
+  /// Called for every step, and for "inspect PATH", "list PATH", "open PATH" and "read PATH", which
+  /// are not steps: if it returns true, the call fails with EIO and does nothing.
   std::function<bool(const std::string& step)> refused;
   /// When a failing step is a write, its first half reaches the disk before it fails.
   void tearFailingWrites(bool tear) { tearFailing_ = tear; }
@@ -67,7 +69,11 @@ class FaultyFileSystem : public FileSystem {
     if (auto error = refusal("open " + path)) {
       return *error;
     }
-    return real_.open(path);
+    auto file = real_.open(path);
+    if (!file) {
+      return file;
+    }
+    return std::unique_ptr<InputFile>(std::make_unique<Input>(*this, std::move(*file), path));
   }
   Result<std::unique_ptr<OutputFile>> create(const std::string& path) override;
   Result<std::unique_ptr<OutputFile>> append(const std::string& path) override;
@@ -81,6 +87,23 @@ class FaultyFileSystem : public FileSystem {
 
  private:
   class File;
+  class Input : public InputFile {
+   public:
+    Input(const FaultyFileSystem& files, std::unique_ptr<InputFile> real, std::string path)
+        : files_(files), real_(std::move(real)), path_(std::move(path)) {}
+    const FileInfo& info() const override { return real_->info(); }
+    Result<std::size_t> readAt(std::uint64_t offset, char* buffer, std::size_t size) override {
+      if (auto error = files_.refusal("read " + path_)) {
+        return *error;
+      }
+      return real_->readAt(offset, buffer, size);
+    }
+
+   private:
+    const FaultyFileSystem& files_;
+    std::unique_ptr<InputFile> real_;
+    std::string path_;
+  };
   /// Counts a step and runs the hooks; returns the error that it has to fail with.
   std::optional<Error> step(const std::string& description, OutputFile* file = nullptr,
                             std::string_view* bytes = nullptr);

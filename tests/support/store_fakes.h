@@ -16,7 +16,7 @@ class InlineExecutor : public Executor {
 /// Starts no command.
 class NoCommands : public CommandRunner {
  public:
-  CommandResult run(const std::vector<std::string>&, std::string_view, std::chrono::milliseconds,
+  CommandResult run(const std::vector<std::string>&, const CommandInput&, std::chrono::milliseconds,
                     std::stop_token) override {
     return {};
   }

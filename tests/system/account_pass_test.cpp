@@ -8,6 +8,7 @@
 #include "stores/account/account_house.h"
 #include "stores/mailbox/mailbox_store.h"
 #include "stores/maildir/maildir_house.h"
+#include "support/whole_text.h"
 
 namespace relaybird {
 namespace {
@@ -44,7 +45,7 @@ class AccountPassTest : public testing::Test {
   std::vector<std::string> forwarded() const {
     std::vector<std::string> subjects;
     for (const OutgoingMessage& message : transport_.taken) {
-      subjects.push_back(fieldOf(message.bytes, "Subject"));
+      subjects.push_back(fieldOf(wholeText(message.text), "Subject"));
     }
     return subjects;
   }

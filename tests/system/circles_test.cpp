@@ -13,6 +13,7 @@
 #include "stores/mailbox/mailbox_store.h"
 #include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
+#include "support/whole_text.h"
 #include "system/pass_program.h"
 
 namespace relaybird {
@@ -226,7 +227,7 @@ class Circles : public testing::TestWithParam<MailboxKind> {
           ++count.ofEach[i];
           count.lastCheck = round;
           count.longestChain =
-              std::max(count.longestChain, traceMarks(HeaderBlock(message.bytes)).size());
+              std::max(count.longestChain, traceMarks(HeaderBlock(wholeText(message.text))).size());
           post(message, count);
         }
       }
@@ -246,7 +247,7 @@ class Circles : public testing::TestWithParam<MailboxKind> {
       for (const auto& user : users_) {
         if (user->address == to) {
           user->receive("Return-Path: <" + message.envelope.sender + ">\n" +
-                        gateway(message.bytes));
+                        gateway(wholeText(message.text)));
         }
       }
       const auto machine = machines_.find(to);
@@ -274,7 +275,8 @@ std::string news() {
 std::string answerTo(const OutgoingMessage& message, const std::string& fields) {
   return fields + "From: machine@echo.example\nTo: " + message.envelope.sender +
          "\nSubject: Away: " + message.subject + "\nMessage-ID: <" +
-         std::to_string(std::hash<std::string>()(message.bytes)) + "@echo.example>\n\nI am away.\n";
+         std::to_string(std::hash<std::string>()(wholeText(message.text))) +
+         "@echo.example>\n\nI am away.\n";
 }
 
 TEST_P(Circles, TwoUsersWhoForwardToEachOtherMakeOneForwardEach) {
@@ -377,7 +379,7 @@ TEST_P(Circles, AMachineThatAnswersEachForwardIsNotForwarded) {
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     const std::string machine = "echo" + std::to_string(i);
     addMachine(machine, [fields = kinds[i]](const OutgoingMessage& message) {
-      return answerTo(message, fields(fieldOf(message.bytes, "Message-ID")));
+      return answerTo(message, fields(fieldOf(wholeText(message.text), "Message-ID")));
     });
     add("ann" + std::to_string(i), {machine}).receive(news());
   }
@@ -393,7 +395,7 @@ TEST_P(Circles, APersonWhoRepliesToAForwardIsForwarded) {
       return std::nullopt;
     }
     return answerTo(message, "Return-Path: <cell@cell.example>\nIn-Reply-To: " +
-                                 fieldOf(message.bytes, "Message-ID") + "\n");
+                                 fieldOf(wholeText(message.text), "Message-ID") + "\n");
   });
   add("ann", {"cell"}).receive(news());
   EXPECT_EQ(run().forwards, 2U);
@@ -415,7 +417,7 @@ TEST_P(Circles, ABounceOfAForwardIsNotForwarded) {
   addMachine("dead", [](const OutgoingMessage& message) {
     return "Return-Path: <>\nFrom: mailer-daemon@dead.example\nTo: " + message.envelope.sender +
            "\nSubject: Undelivered\nAuto-Submitted: auto-replied\n\nNo such user.\n\n" +
-           message.bytes;
+           wholeText(message.text);
   });
   User& ann = add("ann", {"bob"});
   User& bob = add("bob", {"dead"});

@@ -15,6 +15,7 @@
 
 #include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
+#include "support/whole_text.h"
 #include "system/pass_program.h"
 
 namespace relaybird {
@@ -64,7 +65,8 @@ class RecordingTransport : public SingleTransport {
  public:
   explicit RecordingTransport(std::string file) : file_(std::move(file)) {}
   Outcome deliver(const OutgoingMessage& message, std::stop_token) override {
-    const std::string line = message.subject + "\t" + fieldOf(message.bytes, "Message-ID") + "\n";
+    const std::string line =
+        message.subject + "\t" + fieldOf(wholeText(message.text), "Message-ID") + "\n";
     const int fd = ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
     const bool written =
         fd >= 0 && ::write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());

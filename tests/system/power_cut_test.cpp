@@ -14,6 +14,7 @@
 #include "prefs/pref_bench.h"
 #include "support/cut_disk.h"
 #include "support/mail_text.h"
+#include "support/whole_text.h"
 #include "system/pass_program.h"
 
 namespace relaybird {
@@ -71,7 +72,8 @@ class NotingTransport : public SingleTransport {
     if (message.subject == "refused") {  // a report is sent under its own subject
       return {Outcome::Kind::kPermanent, "550 nobody here", false};
     }
-    taken.push_back({message.subject, fieldOf(message.bytes, "Message-ID"), disk_.steps()});
+    taken.push_back(
+        {message.subject, fieldOf(wholeText(message.text), "Message-ID"), disk_.steps()});
     return {};
   }
   std::vector<Taken> taken;

@@ -16,6 +16,7 @@
 #include "outbox/delivery/smtp_transport.h"
 #include "platform/curl/curl_network.h"
 #include "support/mail_servers.h"
+#include "support/whole_text.h"
 
 namespace relaybird {
 namespace {
@@ -70,8 +71,9 @@ class Series : public MessageFeed {
 
 OutgoingMessage numbered(int number, const std::string& text = "Hi\n") {
   const std::string subject = "number " + std::to_string(number);
-  return {
-      {"me@here.example", {"cell@phone.example"}}, subject, "Subject: " + subject + "\n\n" + text};
+  return {{"me@here.example", {"cell@phone.example"}},
+          subject,
+          OutgoingText("Subject: " + subject + "\n\n" + text)};
 }
 
 std::vector<OutgoingMessage> numberedUpTo(int count) {
@@ -143,7 +145,7 @@ class SmtpServer : public testing::Test {
     std::multiset<std::string> expected;
     std::multiset<std::string> found;
     for (const OutgoingMessage& message : messages) {
-      expected.insert(withCrLf(message.bytes));
+      expected.insert(withCrLf(wholeText(message.text)));
     }
     for (const Taken& each : taken) {
       found.insert(each.text);

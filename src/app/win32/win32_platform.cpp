@@ -36,7 +36,7 @@ constexpr DWORD kLongestPath = 32768;
 
 class NoCommands : public CommandRunner {
  public:
-  CommandResult run(const std::vector<std::string>&, std::string_view, std::chrono::milliseconds,
+  CommandResult run(const std::vector<std::string>&, const CommandInput&, std::chrono::milliseconds,
                     std::stop_token) override {
     return {CommandResult::End::kNotStarted, ENOTSUP, ""};
   }

@@ -110,27 +110,23 @@ DeliverySeries::Fate DeliverySeries::prepare(std::size_t place, FedMessage& fed)
   if (!claim) {
     return Fate::kGone;  // another delivery has it, or had it
   }
-  // A byte more than allowed shows that the message is too large.
-  auto bytes = parts_.queue.read(*claim, kLargestOutgoing + 1);
-  if (bytes) {
-    MessageUnderWay one{std::move(*claim), place, message, messageSubject(*bytes)};
-    return prepare(std::move(one), std::move(*bytes), fed);
+  auto text = parts_.queue.read(*claim);
+  if (text) {
+    MessageUnderWay one{std::move(*claim), place, message, messageSubject(text->beginning())};
+    return prepare(std::move(one), std::move(*text), fed);
   }
   // Somebody has removed it since the folder was read.
-  if (bytes.error().code == ENOENT) {
+  if (text.error().code == ENOENT) {
     parts_.retries.drop(message.name);
     return Fate::kGone;
   }
-  settlement_.keep(message, message.name, {Outcome::Kind::kTemporary, bytes.error().text, false});
+  settlement_.keep(message, message.name, {Outcome::Kind::kTemporary, text.error().text, false});
   return Fate::kKept;
 }
 
-DeliverySeries::Fate DeliverySeries::prepare(MessageUnderWay one, std::string bytes,
+DeliverySeries::Fate DeliverySeries::prepare(MessageUnderWay one, OutgoingText text,
                                              FedMessage& fed) {
-  if (bytes.size() > kLargestOutgoing) {
-    return settlement_.refuse(one, "The message is too large") ? Fate::kGone : Fate::kKept;
-  }
-  auto outgoing = prepareMessage(std::move(bytes));
+  auto outgoing = prepareMessage(std::move(text));
   if (!outgoing) {
     return settlement_.refuse(one, outgoing.error().text) ? Fate::kGone : Fate::kKept;
   }
@@ -153,7 +149,7 @@ DeliverySeries::Fate DeliverySeries::prepare(MessageUnderWay one, std::string by
     return Fate::kKept;
   }
   one.recipients = recipients;
-  one.size = outgoing->bytes.size();
+  one.size = outgoing->text.size();
   begin(one);
   fed = {++lastNumber_, std::move(*outgoing)};
   underWay_.emplace(lastNumber_, std::move(one));

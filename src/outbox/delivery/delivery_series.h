@@ -46,7 +46,7 @@ class DeliverySeries : public MessageFeed {
   bool moreArrived();
   void countDue(std::size_t from);
   Fate prepare(std::size_t place, FedMessage& fed);
-  Fate prepare(MessageUnderWay one, std::string bytes, FedMessage& fed);
+  Fate prepare(MessageUnderWay one, OutgoingText text, FedMessage& fed);
   bool mayHaveArrived(const WaitingMessage& message);
   bool arrivedBefore(const MessageUnderWay& one, const OutgoingMessage& message);
   bool addressStopped(const WaitingMessage& message, const OutgoingMessage& outgoing);
@@ -65,7 +65,7 @@ class DeliverySeries : public MessageFeed {
   std::set<std::size_t> gone_;   ///< places in known_
   bool unsynced_ = false;        ///< something was recorded since makeDurable()
   std::size_t filesLeft_ = 0;    ///< of messages that have left
-  std::size_t bytesLeft_ = 0;    ///< the same in bytes
+  std::uint64_t bytesLeft_ = 0;  ///< the same in bytes
   std::uint64_t lastNumber_ = 0;
   std::map<std::uint64_t, MessageUnderWay> underWay_;
 };

@@ -39,8 +39,10 @@ bool DeliverySettlement::settleFor(const MessageUnderWay& one,
     case Outcome::Kind::kUnknown:
       break;
   }
-  // A message is not to blame for what keeps everything back, however long that takes.
-  const bool blameless = parts_.retries.concernsAll(one.message.name, outcome);
+  // A message is not to blame for what keeps everything back, nor for the disk, however long that
+  // takes.
+  const bool blameless = outcome.cause == Outcome::Cause::kDisk ||
+                         parts_.retries.concernsAll(one.message.name, outcome);
   const bool young = parts_.clock.now() - one.message.modified < kGiveUpAfter;
   if (young || blameless) {
     keep(one.message, one.title, outcome);
@@ -129,13 +131,13 @@ Result<void> DeliverySettlement::putAside(const MessageUnderWay& one,
   if (isWhole(one, recipients)) {
     return parts_.queue.refuse(one.claim, linesWithCodes(words));
   }
-  // The transport has the text no more: it is read again for this rare case, rather than kept in
-  // memory for every message.
-  auto bytes = parts_.queue.read(one.claim, kLargestOutgoing);
-  if (!bytes) {
-    return bytes.error();
+  // The transport has the text no more: it is read again for this rare case, rather than kept for
+  // every message.
+  auto text = parts_.queue.read(one.claim);
+  if (!text) {
+    return text.error();
   }
-  const auto copy = addressedOnlyTo(std::move(*bytes), recipients);
+  const auto copy = addressedOnlyTo(std::move(*text), recipients);
   if (!copy) {
     return copy.error();
   }

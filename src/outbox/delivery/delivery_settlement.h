@@ -35,7 +35,7 @@ struct MessageUnderWay {
   std::string title;
   std::vector<std::string> named = {};       ///< all recipients that the message names
   std::vector<std::string> recipients = {};  ///< those that it is sent to now
-  std::size_t size = 0;                      ///< in bytes
+  std::uint64_t size = 0;                    ///< in bytes
   bool begun = false;                        ///< recorded as begun for this try
 };
 

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Turns a file of the outbox into what a transport takes. The message is edited in place, because
-// messages may be hundreds of megabytes large. The envelope is taken from the file itself and not
-// from what the program remembers, as other programs may put messages into the outbox too.
+// Turns a file of the outbox into what a transport takes. The envelope is taken from the file
+// itself and not from what the program remembers, as other programs may put messages into the
+// outbox too.
 #include "outbox/delivery/outgoing_message.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <unordered_set>
+#include <utility>
 
 #include "message/address/strict_mailbox.h"
 #include "message/text/encoded_word.h"
@@ -31,21 +32,8 @@ bool divides(const Utf8Character& character) {
          (character.code >= '\t' && character.code <= '\r');
 }
 
-// Removes the CR of each CR LF.
-void endLinesWithLf(std::string& text) {
-  // Our own messages have none, and the search for one is much faster than the loop.
-  const std::size_t first = text.find('\r');
-  if (first == text.npos) {
-    return;
-  }
-  std::size_t kept = first;
-  for (std::size_t at = first; at < text.size(); ++at) {
-    const bool lineBreak = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
-    if (!lineBreak) {
-      text[kept++] = text[at];
-    }
-  }
-  text.resize(kept);
+Error headTooLong() {
+  return {0, "The header of the message is too large"};
 }
 
 // Strict parsing: a file that another program put here, or that a fault has changed, must not send
@@ -73,13 +61,19 @@ Result<std::vector<std::string>> recipientsOf(const std::vector<std::string>& va
 
 }  // namespace
 
-Result<OutgoingMessage> prepareMessage(std::string file) {
+Result<OutgoingMessage> prepareMessage(OutgoingText file) {
+  if (file.size() > kLargestOutgoing) {
+    return Error{0, "The message is too large"};
+  }
+  if (file.headIsTooLong()) {
+    return headTooLong();
+  }
   OutgoingMessage message;
-  message.subject = messageSubject(file);
+  message.subject = messageSubject(file.beginning());
   std::string head;
   std::string from;
   std::vector<std::string> to;
-  std::string_view section = file;
+  std::string_view section = file.beginning();
   while (const auto field = takeField(section)) {
     const bool bcc = equalsAsciiCase(field->name, "Bcc");
     if (equalsAsciiCase(field->name, "From")) {
@@ -92,10 +86,8 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
       head += field->whole;
     }
   }
-  // In place: a copy would double the memory that the largest message takes.
-  file.replace(0, file.size() - section.size(), head);
-  endLinesWithLf(file);
-  message.bytes = std::move(file);
+  file.replaceHead(file.beginning().size() - section.size(), head);
+  message.text = std::move(file);
   // Servers check the sender against the account, and failures are reported to it.
   const auto senders = readWrittenField(from);
   if (!senders || senders->size() != 1) {
@@ -110,9 +102,13 @@ Result<OutgoingMessage> prepareMessage(std::string file) {
   return message;
 }
 
-Result<std::string> addressedOnlyTo(std::string file, const std::vector<std::string>& recipients) {
+Result<OutgoingText> addressedOnlyTo(OutgoingText file,
+                                     const std::vector<std::string>& recipients) {
+  if (file.headIsTooLong()) {
+    return headTooLong();
+  }
   std::string head;
-  std::string_view section = file;
+  std::string_view section = file.beginning();
   while (const auto field = takeField(section)) {
     if (!equalsAsciiCase(field->name, "Bcc") && !equalsAsciiCase(field->name, "To")) {
       head += field->whole;
@@ -134,8 +130,13 @@ Result<std::string> addressedOnlyTo(std::string file, const std::vector<std::str
       head += std::string(field->name) + ": " + kept + '\n';
     }
   }
-  file.replace(0, file.size() - section.size(), head);
+  file.replaceHead(file.beginning().size() - section.size(), head);
   return file;
+}
+
+Outcome textFailure(const Error& error) {
+  const auto kind = error.code == 0 ? Outcome::Kind::kPermanent : Outcome::Kind::kTemporary;
+  return {kind, error.text, false, {}, Outcome::Cause::kDisk};
 }
 
 // What strangers write reaches the log through this: without line ends and control characters,
@@ -166,9 +167,9 @@ std::string oneLine(std::string_view text) {
   return line;
 }
 
-std::string messageSubject(std::string_view file) {
+std::string messageSubject(std::string_view head) {
   std::string_view raw;
-  while (const auto field = takeField(file)) {
+  while (const auto field = takeField(head)) {
     if (raw.empty() && equalsAsciiCase(field->name, "Subject")) {
       raw = field->value;
     }

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "outbox/delivery/outgoing_message.h"
 #include "platform/paths.h"
 #include "platform/text/ascii_text.h"
 
@@ -114,6 +115,8 @@ Outcome outcomeOf(const CommandResult& result, const std::string& program) {
       return {Outcome::Kind::kTemporary, wordsOf(result, program + " did not end in time"), true};
     case CommandResult::End::kCancelled:
       return {Outcome::Kind::kCancelled, {}, false};
+    case CommandResult::End::kNoInput:
+      return textFailure({result.code, result.output});
     case CommandResult::End::kNotStarted:
       break;
   }
@@ -137,8 +140,8 @@ Outcome SendmailTransport::deliver(const OutgoingMessage& message, std::stop_tok
   // "-f" names the sender to whom failures are reported.
   arguments.insert(arguments.end(), {"-i", "-f", envelope.sender, "--"});
   arguments.insert(arguments.end(), envelope.recipients.begin(), envelope.recipients.end());
-  return outcomeOf(runner_.run(arguments, message.bytes, timeLimit_, std::move(stop)),
-                   command_.front());
+  const auto input = [text = OutgoingText::Reader(message.text)]() mutable { return text.next(); };
+  return outcomeOf(runner_.run(arguments, input, timeLimit_, std::move(stop)), command_.front());
 }
 
 }  // namespace relaybird

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "outbox/delivery/outgoing_message.h"
 #include "outbox/delivery/smtp_words.h"
 #include "platform/text/ascii_text.h"
 
@@ -149,8 +150,8 @@ bool SmtpDialogue::wantsMessage() const {
 
 void SmtpDialogue::give(FedMessage message) {
   SmtpTransaction made(std::move(message));
-  if (auto why = made.objection(offer_, setting_.server)) {
-    verdicts_.push_back({made.number, {Outcome::Kind::kPermanent, std::move(*why), false}});
+  if (auto verdict = verdictBefore(made)) {
+    verdicts_.push_back({made.number, std::move(*verdict)});
     return;
   }
   if (!transactions_.empty()) {
@@ -159,6 +160,19 @@ void SmtpDialogue::give(FedMessage message) {
   transactions_.push_back(std::move(made));
   beginTransaction(transactions_.back());
   pump();
+}
+
+// The verdict on a message that is not sent at all.
+std::optional<Outcome> SmtpDialogue::verdictBefore(SmtpTransaction& transaction) const {
+  auto why = transaction.addressObjection(offer_, setting_.server);
+  if (!why) {
+    if (const auto measured = transaction.measure(); !measured) {
+      return textFailure(measured.error());
+    }
+    why = transaction.textObjection(offer_, setting_.server);
+  }
+  return why ? std::optional<Outcome>({Outcome::Kind::kPermanent, std::move(*why), false})
+             : std::nullopt;
 }
 
 void SmtpDialogue::beginTransaction(const SmtpTransaction& transaction) {
@@ -203,6 +217,9 @@ void SmtpDialogue::pump() {
   if (!transactions_.empty() && transactions_.front().phase == SmtpTransaction::Phase::kText) {
     pumpText(transactions_.front());
   }
+  if (over_) {
+    return;
+  }
   if (!transactions_.empty() && transactions_.front().phase == SmtpTransaction::Phase::kTextDone &&
       (leaving_ || !pipelining_)) {
     endText(transactions_.front());
@@ -213,31 +230,58 @@ void SmtpDialogue::pump() {
   }
 }
 
-// RFC 5321, 4.5.2: a line that begins with a dot gets another one.
 void SmtpDialogue::pumpText(SmtpTransaction& transaction) {
-  const std::string_view text = transaction.text;
-  while (transaction.at < text.size() && output().size() < kBuffer) {
-    const std::size_t end = std::min(text.find('\n', transaction.at), text.size());
-    const std::string_view line = text.substr(transaction.at, end - transaction.at);
-    if (line.starts_with('.')) {
+  while (output().size() < kBuffer) {
+    const auto piece = transaction.textLeft->next();
+    if (!piece) {
+      return textFailed(piece.error());
+    }
+    if (piece->empty()) {
+      return textIsSaid(transaction);
+    }
+    addText(transaction, *piece);
+  }
+}
+
+// RFC 5321, 4.5.2: a line that begins with a dot gets another one.
+void SmtpDialogue::addText(SmtpTransaction& transaction, std::string_view piece) {
+  while (!piece.empty()) {
+    const std::size_t end = std::min(piece.find('\n'), piece.size());
+    if (transaction.lineBegins && piece.front() == '.') {
       out_ += '.';
     }
-    out_ += line;
-    out_ += "\r\n";
-    transaction.at = end + 1;
+    out_ += piece.substr(0, end);
+    transaction.lineBegins = end < piece.size();
+    if (transaction.lineBegins) {
+      out_ += "\r\n";
+    }
+    piece.remove_prefix(std::min(end + 1, piece.size()));
   }
-  if (transaction.at >= text.size()) {
-    transaction.phase = SmtpTransaction::Phase::kTextDone;
-    transaction.text = std::string();
+}
+
+void SmtpDialogue::textIsSaid(SmtpTransaction& transaction) {
+  if (transaction.textLeft->digest() != transaction.digest) {
+    return textFailed({0, "The file of the message was changed while it was sent"});
   }
+  addText(transaction, transaction.lineBegins ? "" : "\n");
+  transaction.phase = SmtpTransaction::Phase::kTextDone;
+  transaction.textLeft.reset();
+  transaction.text = OutgoingText();
+}
+
+// Nothing but the end of the connection ends a text without the server taking it.
+void SmtpDialogue::textFailed(const Error& error) {
+  verdicts_.push_back({transactions_.front().number, textFailure(error)});
+  transactions_.clear();
+  over_ = true;
 }
 
 void SmtpDialogue::endText(SmtpTransaction& transaction) {
   transaction.phase = SmtpTransaction::Phase::kEnding;
   if (setting_.trace) {
-    const bool empty = transaction.at == 0;
-    setting_.trace({true, empty ? "(no message)"
-                                : "(the message, " + std::to_string(transaction.size) + " bytes)"});
+    const bool wanted = !transaction.refusal && transaction.anyAccepted();
+    setting_.trace({true, wanted ? "(the message, " + std::to_string(transaction.size) + " bytes)"
+                                 : "(no message)"});
   }
   say(SmtpStep::kEnd, ".");
   // Whether the server can have taken the message depends on whether this last byte was sent.
@@ -276,9 +320,11 @@ void SmtpDialogue::handleData(const SmtpReply& reply) {
   const bool wanted = !transaction.refusal && transaction.anyAccepted();
   if (reply.code == 354) {
     if (!wanted) {
-      transaction.text = std::string();  // only a lone dot ends what the server has begun
+      transaction.text = OutgoingText();  // only a lone dot ends what the server has begun
+      transaction.digest = 0;
     }
     transaction.phase = SmtpTransaction::Phase::kText;
+    transaction.textLeft.emplace(transaction.text);
     return;
   }
   if (wanted) {
@@ -427,7 +473,7 @@ void SmtpDialogue::finish(const SmtpReply& reply) {
 std::size_t SmtpDialogue::held() const {
   std::size_t bytes = 0;
   for (const SmtpTransaction& transaction : transactions_) {
-    bytes += transaction.text.size();
+    bytes += transaction.text.held();
   }
   return bytes;
 }

@@ -59,6 +59,8 @@ class SmtpDialogue {
   };
 
   explicit SmtpDialogue(Setting setting);
+  SmtpDialogue(const SmtpDialogue&) = delete;
+  SmtpDialogue& operator=(const SmtpDialogue&) = delete;
 
   /// The bytes to be sent next, and how many of them have been sent. The buffer is bounded; so
   /// there can be more after sent().
@@ -71,8 +73,9 @@ class SmtpDialogue {
   /// Whether a message can be given: to be sent at once, or together with the end of the one
   /// before.
   bool wantsMessage() const;
-  /// Takes a message. Only if wantsMessage(). One that cannot be sent here gets its verdict at
-  /// once.
+  /// Takes a message. Only if wantsMessage(). One that cannot be sent here, or not be read, gets
+  /// its verdict at once. One that cannot be read any more when it is half sent, or has changed by
+  /// then, ends the connection.
   void give(FedMessage message);
   /// There is no message now: ends the one whose text has been sent. Only if wantsMessage().
   void noMessage();
@@ -118,6 +121,7 @@ class SmtpDialogue {
   void handleClosing(const SmtpReply& reply, SmtpStep step);
   void handleUnasked(const SmtpReply& reply);
 
+  std::optional<Outcome> verdictBefore(SmtpTransaction& transaction) const;
   void beginTransaction(const SmtpTransaction& transaction);
   void endText(SmtpTransaction& transaction);
   bool holdsBack(const SmtpReply& reply);
@@ -127,6 +131,9 @@ class SmtpDialogue {
   void say(SmtpStep step, const std::string& line);
   void pump();
   void pumpText(SmtpTransaction& transaction);
+  void addText(SmtpTransaction& transaction, std::string_view piece);
+  void textIsSaid(SmtpTransaction& transaction);
+  void textFailed(const Error& error);
 
   Setting setting_;
   SmtpReplyReader reader_;

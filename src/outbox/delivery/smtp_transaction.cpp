@@ -35,27 +35,38 @@ std::string megabytes(std::uint64_t bytes) {
 }
 
 // What the text of a message is like, found in one walk over it.
-struct TextTraits {
-  std::size_t size = 0;  // with CR LF at the line ends, as RFC 1870 counts
-  bool eightBit = false;
-  bool broken = false;  // a CR or NUL, which servers understand differently
-  std::size_t longest = 0;
-};
-
-TextTraits traitsOf(std::string_view text) {
-  TextTraits traits;
-  traits.eightBit = !isAscii(text);
-  traits.broken = text.find('\r') != text.npos || text.find('\0') != text.npos;
-  std::size_t lines = 0;
-  for (std::size_t begin = 0; begin < text.size(); ++lines) {
-    const std::size_t end = std::min(text.find('\n', begin), text.size());
-    traits.longest = std::max(traits.longest, end - begin);
-    begin = end + 1;
+class TextTraits {
+ public:
+  void add(std::string_view piece) {
+    eightBit_ = eightBit_ || !isAscii(piece);
+    broken_ = broken_ || piece.find('\r') != piece.npos || piece.find('\0') != piece.npos;
+    size_ += piece.size();
+    while (!piece.empty()) {
+      const std::size_t end = piece.find('\n');
+      line_ += std::min(end, piece.size());
+      longest_ = std::max(longest_, line_);
+      if (end == piece.npos) {
+        return;
+      }
+      ++size_;  // the CR
+      line_ = 0;
+      piece.remove_prefix(end + 1);
+    }
   }
-  // A CR for each line, and the LF that the last line may lack.
-  traits.size = text.size() + lines + (text.empty() || text.ends_with('\n') ? 0 : 1);
-  return traits;
-}
+  // With CR LF at the line ends, as RFC 1870 counts, also at that of a last line without one.
+  std::uint64_t size() const { return size_ + (line_ > 0 ? 2 : 0); }
+  bool eightBit() const { return eightBit_; }
+  // It has a CR or NUL, which servers understand differently.
+  bool broken() const { return broken_; }
+  std::uint64_t longest() const { return longest_; }
+
+ private:
+  std::uint64_t size_ = 0;
+  bool eightBit_ = false;
+  bool broken_ = false;
+  std::uint64_t line_ = 0;  // of the line that has not ended
+  std::uint64_t longest_ = 0;
+};
 
 // `text`: the answer for the accepted recipients, if there are any and it has come.
 Outcome summary(const std::string& server, std::vector<RefusedRecipient> never,
@@ -109,11 +120,7 @@ SmtpOffer readSmtpOffer(const SmtpReply& reply) {
 SmtpTransaction::SmtpTransaction(FedMessage message)
     : number(message.number),
       sender(std::move(message.message.envelope.sender)),
-      text(std::move(message.message.bytes)) {
-  const TextTraits traits = traitsOf(text);
-  size = traits.size;
-  eightBit = traits.eightBit;
-  unfit = traits.broken || traits.longest > kLongestLine;
+      text(std::move(message.message.text)) {
   utf8 = !isAscii(sender);
   for (std::string& address : message.message.envelope.recipients) {
     utf8 = utf8 || !isAscii(address);
@@ -121,8 +128,8 @@ SmtpTransaction::SmtpTransaction(FedMessage message)
   }
 }
 
-std::optional<std::string> SmtpTransaction::objection(const SmtpOffer& offer,
-                                                      const std::string& server) const {
+std::optional<std::string> SmtpTransaction::addressObjection(const SmtpOffer& offer,
+                                                             const std::string& server) const {
   const auto unsafe =
       std::find_if(recipients.begin(), recipients.end(),
                    [](const Recipient& recipient) { return !isSafe(recipient.address); });
@@ -135,6 +142,27 @@ std::optional<std::string> SmtpTransaction::objection(const SmtpOffer& offer,
            " does not take addresses with letters outside of ASCII (it does not offer SMTPUTF8). "
            "Another server for sending may do so";
   }
+  return std::nullopt;
+}
+
+Result<void> SmtpTransaction::measure() {
+  TextTraits traits;
+  OutgoingText::Reader reader(text);
+  for (auto piece = reader.next(); !piece || !piece->empty(); piece = reader.next()) {
+    if (!piece) {
+      return piece.error();
+    }
+    traits.add(*piece);
+  }
+  size = traits.size();
+  digest = reader.digest();
+  eightBit = traits.eightBit();
+  unfit = traits.broken() || traits.longest() > kLongestLine;
+  return {};
+}
+
+std::optional<std::string> SmtpTransaction::textObjection(const SmtpOffer& offer,
+                                                          const std::string& server) const {
   // Not mended here: the forward was made by rules that exclude this, so the file was put here by
   // another program or has been damaged.
   if (unfit) {

@@ -41,8 +41,13 @@ struct SmtpTransaction {
 
   explicit SmtpTransaction(FedMessage message);
 
-  /// Why the server cannot be sent the message at all, in words for the user; nothing if it can.
-  std::optional<std::string> objection(const SmtpOffer& offer, const std::string& server) const;
+  /// Why the server cannot be sent these addresses, in words for the user; nothing if it can.
+  std::optional<std::string> addressObjection(const SmtpOffer& offer,
+                                              const std::string& server) const;
+  /// Goes over the text: what is told about it below is known only then. Fails as the text does.
+  Result<void> measure();
+  /// Why the server cannot be sent the text, as above.
+  std::optional<std::string> textObjection(const SmtpOffer& offer, const std::string& server) const;
   std::string mailCommand(const SmtpOffer& offer) const;
   /// Whether the server has accepted a recipient so far.
   bool anyAccepted() const;
@@ -56,12 +61,14 @@ struct SmtpTransaction {
   std::size_t answered = 0;          ///< recipients, from the first
   std::optional<SmtpReply> refusal;  ///< of the sender, or of DATA
   bool refusedData = false;
-  std::string text;      ///< empty once it is in the buffer
-  std::size_t size = 0;  ///< of the text, as the server counts it
-  std::size_t at = 0;    ///< how much of it is in the buffer
+  bool utf8 = false;       ///< an address has letters outside of ASCII
+  OutgoingText text;       ///< empty once it is in the buffer
+  std::uint64_t size = 0;  ///< of the text, as the server counts it
+  std::size_t digest = 0;  ///< of the text that was measured
   bool eightBit = false;
-  bool utf8 = false;   ///< an address has letters outside of ASCII
   bool unfit = false;  ///< the text has characters or lines that mail must not have
+  std::optional<OutgoingText::Reader> textLeft;  ///< while the text is sent
+  bool lineBegins = true;                        ///< in the text that is left
   Phase phase = Phase::kEnvelope;
   std::uint64_t endAt = 0;  ///< the text is complete after so many bytes of the connection
 };

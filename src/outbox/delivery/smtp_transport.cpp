@@ -3,10 +3,11 @@
 // together, gives messages to the connections that want one, sends, and waits. Reporting comes
 // before sending, so that what a server has taken is on record before the next text leaves. What
 // takes time and need not come before sending is done while the servers work on what was sent: the
-// wait for the disk, one for all connections, and reading the messages that are wanted next.
+// wait for the disk, one for all connections, and reading the messages that are wanted next, of
+// large ones the beginning.
 //
-// Memory: a message is read only while little of other messages' text waits to be sent. So a large
-// message is in memory alone.
+// Memory: a message is read only while little of other messages' text waits to be sent, and of a
+// large one no more than a few pieces.
 #include "outbox/delivery/smtp_transport.h"
 
 #include <algorithm>
@@ -164,7 +165,7 @@ bool SmtpTransport::Series::mayFetch() const {
     held += line.dialogue ? line.dialogue->held() : 0;
   }
   for (const FedMessage& one : spare_) {
-    held += one.message.bytes.size();
+    held += one.message.text.held();
   }
   return held <= kMostHeld;
 }

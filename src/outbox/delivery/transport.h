@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "outbox/outgoing_text.h"
+
 namespace relaybird {
 
 /// Whom a message comes from and goes to, as bare addresses (RFC 5321 mailboxes without brackets).
@@ -24,7 +26,7 @@ struct Envelope {
 struct OutgoingMessage {
   Envelope envelope;
   std::string subject;  ///< for people: UTF-8 on one line
-  std::string bytes;    ///< the whole message, lines ended by LF, without Bcc
+  OutgoingText text;    ///< the whole message, without Bcc
 };
 
 /// A recipient that a server did not take a message for.
@@ -52,12 +54,13 @@ struct Outcome {
   /// kDelivered, kTemporary or kUnknown.
   std::vector<RefusedRecipient> refused = {};
 
-  /// Where `everything` comes from.
+  /// Where `everything`, or a failure of this message alone, comes from.
   enum class Cause {
     kServer,      ///< the command or the server as a whole
     kConnection,  ///< the server is not reached, or does not answer
     kMessage,     ///< the server's answer to this message, which may mean this message alone
     kLimit,       ///< the same, if it tells of a quota or block that lasts for hours
+    kDisk,        ///< this computer: the message could not be read. It is never given up for that
   };
   Cause cause = Cause::kServer;
   /// With `everything`: the same whenever the reason is the same, where `words` can differ in

@@ -24,6 +24,20 @@ Descriptor makeMemoryFile(int (*create)(const char*, unsigned)) {
   return Descriptor(number);
 }
 
+bool writeAll(const Descriptor& file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = write(file.get(), bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count <= 0) {
+      return false;
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
 }  // namespace
 
 // A process started without standard streams gets the numbers 0 to 2 for its own files. Redirecting
@@ -51,22 +65,26 @@ std::optional<Pipe> makePipe() {
 
 // A file in memory, not a pipe: the reader finds all of it or, if this program dies while writing,
 // nothing. The seals keep the reader from changing what another try would send.
-Descriptor makeInput(std::string_view bytes, int (*create)(const char*, unsigned)) {
+Result<Descriptor> makeInput(const std::function<Result<std::string_view>()>& next,
+                             int (*create)(const char*, unsigned)) {
+  const auto failed = [] { return systemError("make a file in memory", errno); };
   Descriptor file = aboveStandardStreams(makeMemoryFile(create));
-  while (file && !bytes.empty()) {
-    const ssize_t count = write(file.get(), bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) {
-      continue;
+  if (!file) {
+    return failed();
+  }
+  for (auto piece = next(); !piece || !piece->empty(); piece = next()) {
+    if (!piece) {
+      return piece.error();
     }
-    if (count <= 0) {
-      return {};
+    if (!writeAll(file, *piece)) {
+      return failed();
     }
-    bytes.remove_prefix(static_cast<std::size_t>(count));
   }
   constexpr int kSeals = F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK | F_SEAL_SEAL;
-  const bool ready =
-      file && fcntl(file.get(), F_ADD_SEALS, kSeals) == 0 && lseek(file.get(), 0, SEEK_SET) == 0;
-  return ready ? std::move(file) : Descriptor();
+  if (fcntl(file.get(), F_ADD_SEALS, kSeals) != 0 || lseek(file.get(), 0, SEEK_SET) != 0) {
+    return failed();
+  }
+  return file;
 }
 
 void setNonBlocking(const Descriptor& descriptor) {

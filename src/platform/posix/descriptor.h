@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -63,16 +64,17 @@ struct Pipe {
 /// even where this program was started without them. Nothing when no descriptor is left.
 std::optional<Pipe> makePipe();
 
-/// A file in memory, without a name, that holds the bytes and cannot be changed, to be read from
-/// its beginning; closed when another program is started, and not one of the standard streams. No
-/// descriptor where it cannot be made; errno says why.
+/// A file in memory, without a name, that holds the pieces that `next` gives (an empty one is the
+/// end) and cannot be changed, to be read from its beginning; closed when another program is
+/// started, and not one of the standard streams. Fails with the system's error number, or as `next`
+/// does.
 ///
 /// Unlike a pipe it is complete before anybody reads it: its reader finds the end only where the
 /// bytes end, even when this program is killed meanwhile. A command that delivers mail would take
 /// the end of a broken pipe for the end of the message.
 /// `create` is memfd_create (2), or stands for one of another kernel.
-Descriptor makeInput(std::string_view bytes,
-                     int (*create)(const char* name, unsigned flags) = memfd_create);
+Result<Descriptor> makeInput(const std::function<Result<std::string_view>()>& next,
+                             int (*create)(const char* name, unsigned flags) = memfd_create);
 
 void setNonBlocking(const Descriptor& descriptor);
 

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -130,7 +131,7 @@ class Stream {
 // A command while it runs. Its two outputs may be one stream, `output`.
 class Run {
  public:
-  Run(pid_t process, Descriptor input, std::size_t inputSize, Stream output, Stream secrets)
+  Run(pid_t process, Descriptor input, std::uint64_t inputSize, Stream output, Stream secrets)
       : process_(process),
         input_(std::move(input)),
         inputSize_(inputSize),
@@ -201,7 +202,7 @@ class Run {
 
   pid_t process_;
   Descriptor input_;
-  std::size_t inputSize_;
+  std::uint64_t inputSize_;
   Stream output_;
   Stream secrets_;
   milliseconds look_ = kFirstLook;
@@ -225,12 +226,22 @@ struct Limits {
 };
 
 // `secrets` tells whether the two outputs are kept apart.
-SecretCommandResult runCommand(const std::vector<std::string>& arguments, std::string_view input,
+SecretCommandResult runCommand(const std::vector<std::string>& arguments, const CommandInput& input,
                                bool secrets, Limits limits, std::stop_token stop,
                                const std::function<milliseconds()>& steadyTime) {
-  auto in = makeInput(input);
+  std::uint64_t inputSize = 0;
+  bool inputFailed = false;
+  auto in = makeInput([&] {
+    auto piece = input();
+    inputFailed = !piece;
+    inputSize += piece ? piece->size() : 0;
+    return piece;
+  });
+  if (inputFailed) {
+    return {{CommandResult::End::kNoInput, in.error().code, in.error().text}, {}};
+  }
   if (!in) {
-    return notStarted(errno);
+    return notStarted(in.error().code);
   }
   auto out = makePipe();
   auto secretOut = secrets ? makePipe() : Pipe{};
@@ -243,14 +254,14 @@ SecretCommandResult runCommand(const std::vector<std::string>& arguments, std::s
 
   pid_t process = 0;
   const Pipe& first = secrets ? *secretOut : *out;
-  const SpawnPlan plan(in.get(), first.write.get(), out->write.get());
+  const SpawnPlan plan(in->get(), first.write.get(), out->write.get());
   if (const int failure = plan.start(arguments, process)) {
     return notStarted(failure);
   }
   // Only the command holds this end now; otherwise its output would never end.
   (void)out->write.close();
   (void)secretOut->write.close();
-  Run run(process, std::move(in), input.size(), Stream(std::move(out->read), kOutputLimit),
+  Run run(process, std::move(*in), inputSize, Stream(std::move(out->read), kOutputLimit),
           Stream(std::move(secretOut->read), kSecretOutputLimit));
 
   // Runs on the thread that requests the stop, so it only wakes the loop below.
@@ -280,7 +291,7 @@ SecretCommandResult runCommand(const std::vector<std::string>& arguments, std::s
 }  // namespace
 
 CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
-                                      std::string_view input, milliseconds timeLimit,
+                                      const CommandInput& input, milliseconds timeLimit,
                                       std::stop_token stop) {
   return runCommand(arguments, input, false, {timeLimit, kStopPatience}, std::move(stop),
                     steadyTime_)
@@ -289,7 +300,7 @@ CommandResult PosixCommandRunner::run(const std::vector<std::string>& arguments,
 
 SecretCommandResult PosixCommandRunner::runForSecret(const std::vector<std::string>& arguments,
                                                      milliseconds timeLimit, std::stop_token stop) {
-  return runCommand(arguments, {}, true, {timeLimit, milliseconds{0}}, std::move(stop),
+  return runCommand(arguments, wholeInput({}), true, {timeLimit, milliseconds{0}}, std::move(stop),
                     steadyTime_);
 }
 

@@ -25,7 +25,7 @@ class PosixCommandRunner : public CommandRunner, public SecretCommandRunner {
   /// `steadyTime` counts from any fixed moment and never jumps.
   explicit PosixCommandRunner(std::function<std::chrono::milliseconds()> steadyTime)
       : steadyTime_(std::move(steadyTime)) {}
-  CommandResult run(const std::vector<std::string>& arguments, std::string_view input,
+  CommandResult run(const std::vector<std::string>& arguments, const CommandInput& input,
                     std::chrono::milliseconds timeLimit, std::stop_token stop) override;
   SecretCommandResult runForSecret(const std::vector<std::string>& arguments,
                                    std::chrono::milliseconds timeLimit,

@@ -2,6 +2,7 @@
 #include "platform/system/command_runner.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/text/ascii_text.h"
 
@@ -15,6 +16,10 @@ std::vector<std::string> commandWords(std::string_view command) {
     begin = command.find_first_not_of(kWhiteSpace, end);
   }
   return words;
+}
+
+CommandInput wholeInput(std::string_view bytes) {
+  return [bytes]() mutable -> Result<std::string_view> { return std::exchange(bytes, {}); };
 }
 
 }  // namespace relaybird

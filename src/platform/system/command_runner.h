@@ -3,11 +3,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/result.h"
 #include "platform/system/secret.h"
 
 namespace relaybird {
@@ -22,6 +24,7 @@ struct CommandResult {
     kTimedOut,    ///< it did not end in time and was ended
     kCancelled,   ///< it was ended because `stop` was requested
     kNotStarted,  ///< `code` is the error number
+    kNoInput,     ///< not started either, as its input failed; `output` has the words
   };
 
   End end = End::kNotStarted;
@@ -32,13 +35,20 @@ struct CommandResult {
 /// The number of bytes of a command's output that are kept; the rest is read and dropped.
 inline constexpr std::size_t kOutputLimit = 4096;
 
+/// What a command reads: each call gives the next piece, valid until the next call; empty at the
+/// end. Can be called once through.
+using CommandInput = std::function<Result<std::string_view>()>;
+/// All of `bytes`, which must outlive it, at once.
+CommandInput wholeInput(std::string_view bytes);
+
 class CommandRunner {
  public:
   virtual ~CommandRunner() = default;
-  /// Runs a program (an absolute path and its arguments, no shell), gives it `input` and waits for
-  /// its end. Not reading all input is not a failure. When `stop` is requested, a command that has
-  /// read all its input gets a moment to finish before it is killed.
-  virtual CommandResult run(const std::vector<std::string>& arguments, std::string_view input,
+  /// Runs a program (an absolute path and its arguments, no shell), gives it `input`, which is read
+  /// before the program is started, and waits for its end. Not reading all input is not a failure.
+  /// When `stop` is requested, a command that has read all its input gets a moment to finish before
+  /// it is killed.
+  virtual CommandResult run(const std::vector<std::string>& arguments, const CommandInput& input,
                             std::chrono::milliseconds timeLimit, std::stop_token stop) = 0;
 };
 

@@ -74,14 +74,15 @@ class WaitingCopies {
       : files_(world.files), random_(world.random), folder_(std::move(folder)) {}
 
   // The name of the copy; empty if it could not be written.
-  std::string begin(std::string_view bytes) {
+  std::string begin(const OutgoingText& text) {
     const auto number = random_(16);
     std::string name = number ? toHex(*number) : std::string();
     if (name.empty() || !MakeFolderPath(files_, path(name + kPart))) {
       return {};
     }
     auto file = files_.create(path(name + kPart));
-    if (!file || !(*file)->write(bytes) || !(*file)->close()) {
+    const auto write = [&](std::string_view piece) { return (*file)->write(piece); };
+    if (!file || !text.forEachPiece(write) || !(*file)->close()) {
       drop(name);
       return {};
     }
@@ -139,8 +140,8 @@ class CopyingFeed : public MessageFeed {
 
   std::optional<FedMessage> next() override {
     auto fed = real_.next();
-    if (fed && fed->message.bytes.size() <= kLargestSentCopy) {
-      if (std::string name = copies_.begin(fed->message.bytes); !name.empty()) {
+    if (fed && fed->message.text.size() <= kLargestSentCopy) {
+      if (std::string name = copies_.begin(fed->message.text); !name.empty()) {
         names_[fed->number] = std::move(name);
       }
     }
@@ -226,7 +227,7 @@ class SentFolderTransport : public Transport {
   }
   bool searches() const override { return true; }
   bool hasArrived(const OutgoingMessage& message, std::stop_token stop) override {
-    const std::string id = messageIdOf(message.bytes);
+    const std::string id = messageIdOf(message.text.beginning());
     return !id.empty() && sent_.has(id, std::move(stop));
   }
 

@@ -13,18 +13,20 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/system/command_runner.h"
+
 namespace relaybird {
 
 TestProgram::TestProgram(std::vector<std::string> arguments, const std::string& input,
                          const std::string& sign) {
-  const Descriptor in = makeInput(input);
+  const auto in = makeInput(wholeInput(input));
   auto out = makePipe();
   if (!in || !out) {
     throw std::runtime_error("no descriptor is left");
   }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, in.get(), STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, in->get(), STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, out->write.get(), STDOUT_FILENO);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);

@@ -101,7 +101,7 @@ class SentFolderTest : public testing::Test {
       }
       const std::string subject = subjects.back();
       subjects.pop_back();
-      return FedMessage{++last, {{}, subject, "Subject: " + subject + "\n\ntext\n"}};
+      return FedMessage{++last, {{}, subject, OutgoingText("Subject: " + subject + "\n\ntext\n")}};
     }
     void report(std::vector<Verdict> verdicts) override { reported += verdicts.size(); }
     void makeDurable() override {}
@@ -270,9 +270,11 @@ TEST_F(SentFolderTest, TheTransportAsksForTheIdentifierOfTheMessage) {
   };
   const auto plain = std::make_shared<Plain>();
   const auto transport = withSentFolder(plain, settings_, world());
-  EXPECT_TRUE(transport->hasArrived({{}, "s", "Subject: s\nMessage-ID:\n <1@id>\n\ntext"}, {}));
+  EXPECT_TRUE(transport->hasArrived(
+      {{}, "s", OutgoingText("Subject: s\nMessage-ID:\n <1@id>\n\ntext")}, {}));
   EXPECT_THAT(commands_, Contains("UID SEARCH HEADER Message-ID \"<1@id>\""));
-  EXPECT_FALSE(transport->hasArrived({{}, "s", "Subject: s\n\nMessage-ID: <1@id>\n"}, {}));
+  EXPECT_FALSE(
+      transport->hasArrived({{}, "s", OutgoingText("Subject: s\n\nMessage-ID: <1@id>\n")}, {}));
   transport->tryAgain();
   EXPECT_EQ(plain->tries, 1);
   transport->wake();

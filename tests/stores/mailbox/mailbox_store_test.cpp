@@ -6,6 +6,7 @@
 
 #include "stores/mailbox/mailbox_house.h"
 #include "support/mail_text.h"
+#include "support/whole_text.h"
 
 namespace relaybird {
 namespace {
@@ -350,7 +351,7 @@ TEST_F(MailboxStoreTest, AForwardThatComesBackToTheAccountIsOfAKindThatNoListAcc
   sync()->Start();
   events.runUntilIdle();
   ASSERT_THAT(transport.taken, SizeIs(1));
-  server.deliver(transport.taken[0].bytes);
+  server.deliver(wholeText(transport.taken[0].text));
   const auto back = unread();
   ASSERT_EQ(back->Count(), 1);
   EXPECT_EQ(back->Item(1)->ClassName(), className(MessageKind::kOwnForward));

@@ -6,6 +6,7 @@
 
 #include "stores/maildir/maildir_house.h"
 #include "support/mail_text.h"
+#include "support/whole_text.h"
 
 namespace relaybird {
 namespace {
@@ -201,7 +202,8 @@ TEST_F(MaildirRecipientsTest, TheUsersOwnAddressIsReadStrictlyAndLeavesInItsWire
   house.open();
   ASSERT_TRUE(leavesFor("joe@example.com", RecipientType::kTo));
   EXPECT_EQ(house.transport.taken.back().envelope.sender, "ann@xn--mnchen-3ya.example");
-  EXPECT_THAT(house.transport.taken.back().bytes, HasSubstr("@xn--mnchen-3ya.example>\n"));
+  EXPECT_THAT(wholeText(house.transport.taken.back().text),
+              HasSubstr("@xn--mnchen-3ya.example>\n"));
   for (const char* address : {"Ann <ann@example.org>", "ann@example.org:25", "-f@example.org",
                               "ann@example.org, bob@example.org", ""}) {
     house.settings.address = address;
