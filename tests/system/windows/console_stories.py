@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""console_stories.py BUILD SCRATCH: what users live through with relaybird-console.exe and their mail
-application, under Wine. The application is the double, in processes of its own, whose mailbox is kept in a
-file: what was sent and marked is read from there, and not taken from anyone's word. The caller sets Wine's
-variables, and ends its server afterwards; everything else is written to the folder SCRATCH.
+"""console_stories.py CONSOLE DOUBLE SCRATCH: what users live through with the program CONSOLE and their mail
+application, under Wine. The application is the double, whose programs are in the folder DOUBLE, in processes of its
+own, and its mailbox is kept in a file: what was sent and marked is read from there, and not taken from anyone's word.
+The caller sets Wine's variables, and ends its server afterwards; everything else is written to the folder SCRATCH.
 
 Prints one line when all stories have passed. Returns 1 where one failed, and 2 where Wine itself has: a program that
 is no part of a story did not end or could not be registered, or a signal ended one. Then the stories have shown
@@ -20,12 +20,12 @@ import traceback
 import unittest
 import urllib.parse
 
-BUILD = pathlib.Path(sys.argv.pop(1)).resolve()
+CONSOLE = pathlib.Path(sys.argv.pop(1)).resolve()
+PARTS = pathlib.Path(sys.argv.pop(1)).resolve()
 SCRATCH = pathlib.Path(sys.argv.pop(1)).resolve()
-DOUBLE = BUILD / "tests/outlook_double/outlook_double.exe"
-LIBRARY = BUILD / "tests/outlook_double/outlook_double.dll"
-CONTROL = BUILD / "tests/outlook_double/outlook_double_control.exe"
-CONSOLE = BUILD / "src/app/relaybird-console.exe"
+DOUBLE = PARTS / "outlook_double.exe"
+LIBRARY = PARTS / "outlook_double.dll"
+CONTROL = PARTS / "outlook_double_control.exe"
 CLOCK = pathlib.Path(__file__).resolve().parent / "shifted_clock.cpp"
 PROBE = pathlib.Path(__file__).resolve().parent / "desktop_probe.cpp"
 DEADLINE = 60  # seconds; a loaded machine needs some
