@@ -1,28 +1,30 @@
 #!/usr/bin/env bash
-# desktop_test.sh BUILD SCRATCH: drives the windows of relaybird.exe, built in the folder BUILD, under Wine by keys and
-# clicks, as a person does, and judges what is on the screen: titles of windows, pixels, and what the program left on
-# the disk. The prefix and the pictures of each step are in the folder SCRATCH, which is made anew. Needs no display,
-# but it starts an X server of its own, with a window manager: without one a window that has lost the focus to a menu
-# never gets it back. Prints one line when all checks have passed.
+# desktop_test.sh BUILD DOUBLE SCRATCH: drives the windows of relaybird.exe, built in the folder BUILD, under Wine by keys
+# and clicks, as a person does, and judges what is on the screen: titles of windows, pixels, and what the program left on
+# the disk. The folder DOUBLE has the programs of the double of the mail application. The prefix and the pictures of each
+# step are in the folder SCRATCH, which is made anew. Needs no display, but it starts an X server of its own, with a
+# window manager: without one a window that has lost the focus to a menu never gets it back. Prints one line when all
+# checks have passed.
 set -euo pipefail
 build=$(realpath "$1")
+double=$(realpath "$2")
 sources=$(dirname "$(realpath "$0")")
 if [ -z "${DESKTOP_TEST_INSIDE:-}" ]; then
   export DESKTOP_TEST_INSIDE=1
-  rm -rf "$2"
-  mkdir -p "$2"
+  rm -rf "$3"
+  mkdir -p "$3"
   # Wine's services keep the output open, and a reader of a pipe would wait for them.
-  timeout --verbose 600 xvfb-run --auto-servernum --server-args='-screen 0 1280x1024x24' \
-    "$(realpath "$0")" "$@" >"$2/test.log" 2>&1 </dev/null || {
-    tail -n 30 "$2/test.log"
-    echo "desktop: FAILED; see $2"
+  timeout --verbose 900 xvfb-run --auto-servernum --server-args='-screen 0 1280x1024x24' \
+    "$(realpath "$0")" "$@" >"$3/test.log" 2>&1 </dev/null || {
+    tail -n 30 "$3/test.log"
+    echo "desktop: FAILED; see $3"
     exit 1
   }
   # The window manager's last words may come after it.
-  grep '^desktop: [0-9]* checks passed$' "$2/test.log"
+  grep '^desktop: [0-9]* checks passed$' "$3/test.log"
   exit
 fi
-scratch=$(realpath "$2")
+scratch=$(realpath "$3")
 export WINEPREFIX=$scratch/wine WINEDEBUG=-all LC_ALL=C.UTF-8 TZ=UTC
 export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d'
 trap 'wineserver --kill 2>/dev/null || true' EXIT
@@ -327,6 +329,98 @@ closed 'Activity Log'
 shown "$main"
 end
 wait "$first" || fail "the program ended with status $?"
+
+say "mail is forwarded through the mail application, and the windows go on meanwhile"
+g++ -std=c++20 -Wall -Wextra -O1 -shared -fPIC -o still_clock.so "$sources/still_clock.cpp"
+mkdir mailbox
+mailbox='Z:'"${scratch//\//\\}"'\mailbox'
+# told COMMAND [FIELD=VALUE...]: whether the mail application carries it out. One whose event is not taken does not answer.
+told() {
+  timeout 60 wine "$double/outlook_double_control.exe" "$@" >told.txt 2>&1
+}
+tell() {
+  told "$@" || fail "the mail application does not do this: $*"
+}
+deliver() {
+  tell deliver "id=$1" "subject=$1" "body=text of $1" sender=Bob address=bob@example.com
+}
+# What it has kept on the disk.
+is_forwarded() {
+  grep -q $'^sent\tsubject=FW: '"$1"$'\t' mailbox/mailbox.txt &&
+    grep -q $'^mark\tid='"$1"$'\tunread=0' mailbox/mailbox.txt
+}
+# synchronises COUNT: in the synchronisation of that number, which ends when it is told to.
+synchronises() {
+  told state && grep -q $'\tstarts='"$1"$'\t.*\trunning=1' told.txt
+}
+in_no_synchronisation() {
+  told state && grep -q $'\trunning=0' told.txt
+}
+in_log() {
+  keys alt+c
+  timeout 5 xclip -o -selection clipboard | grep -q "$1"
+}
+printf '[default]\r\nmstrFwdToAddress_num=1\r\nmstrFwdToAddress_1=cell@phone.example\r\nmbolFwdUponStart=1\r\n' >"$prefs"
+timeout 60 wine "$double/outlook_double.exe" /regserver "$mailbox" >double.log 2>&1 || fail "there is no mail application"
+wine "$double/outlook_double.exe" /stay "$mailbox" >double.log 2>&1 &
+application=$!
+eventually "the mail application does not start" test -e mailbox/ready
+tell syncs end=told
+deliver one
+LD_PRELOAD=$scratch/still_clock.so STILL_CLOCK=$scratch/clock-stands wine relaybird.exe >"$scratch/relaybird.log" 2>&1 &
+first=$!
+shown "$main"
+keys alt+f s
+shown 'Please Confirm:'
+keys Return
+closed 'Please Confirm:'
+eventually "Start forwards nothing" is_forwarded one
+eventually "the forward is not sent" synchronises 1
+shown "$main"
+keys alt+d v
+shown 'Activity Log'
+eventually "the log does not tell of the forward" in_log '^forwarded one at '
+picture forwarded
+keys Escape
+closed 'Activity Log'
+tell end
+eventually "the end of the synchronisation is not heard" in_no_synchronisation
+shown "$main"
+keys alt+f t
+deliver two
+# The pause at the end of this check lasts until the file is deleted.
+touch clock-stands
+keys alt+d t
+for box in 'Test Explanation:' 'Please Confirm:'; do
+  shown "$box"
+  keys Return
+  closed "$box"
+done
+eventually "the test forwards nothing" is_forwarded two
+shown "$main"
+keys alt+d v
+shown 'Activity Log'
+keys Escape
+closed 'Activity Log'
+tell event name=OnError code=1 text=busy
+tell state
+grep -q $'\tstarts=1\t' told.txt || fail "the pause was over too early"
+rm clock-stands
+eventually "the second forward is not sent" synchronises 2
+tell end
+shown 'Test Complete'
+probe texts 'Test Complete' >complete.txt || fail "there is no box"
+tr '\r\n' ' ' <complete.txt | tr -s ' ' | grep -qF \
+  '1 unread message was looked at and 1 was forwarded. No problems were found.' ||
+  fail "the box says something else"
+keys Return
+closed 'Test Complete'
+shown "$main"
+end
+wait "$first" || fail "the program ended with status $?"
+told die || true  # without an answer
+eventually "the mail application does not end" ended "$application"
+timeout 60 wine "$double/outlook_double.exe" /unregserver >double.log 2>&1 || fail "the mail application stays registered"
 
 say "title bars are light, and dark where the user has chosen dark programs"
 cp dwmapi.dll "$WINEPREFIX/drive_c/windows/system32/"
