@@ -107,5 +107,17 @@ TEST_F(SecretMemoryTest, CuttingOverwritesTheRestAtOnce) {
   EXPECT_EQ(std::string(bytes, 11), std::string("open\0\0\0\0\0\0\0", 11));
 }
 
+TEST(Wipe, OverwritesAlsoWhatIsBehindTheEndOfAText) {
+  for (const std::size_t size : {std::size_t{14}, std::size_t{60}}) {
+    std::string text(size, 'x');
+    const char* const bytes = text.data();
+    text.resize(2);
+    wipe(text);
+    EXPECT_TRUE(text.empty());
+    EXPECT_EQ(text.data(), bytes);
+    EXPECT_EQ(std::string(bytes, size), std::string(size, '\0'));
+  }
+}
+
 }  // namespace
 }  // namespace relaybird

@@ -6,7 +6,8 @@ there and signs in to a server of this test, over TLS. Then the test searches fo
 core dump of that process would hold, its command line and those of its commands, its log, its output,
 and every file in its home.
 
-The same is done with the program itself, which reads an account and delivers a forward over SMTP.
+The same is done with the program itself, which reads an account and delivers a forward over SMTP, and
+with what is typed into it.
 
 secret_leaks.py KEEPER CONSOLE DOUBLES SERVERS [CLASS.test]
 """
@@ -14,7 +15,9 @@ import base64
 import binascii
 import os
 import pathlib
+import pty
 import secrets
+import select
 import socket
 import ssl
 import subprocess
@@ -22,6 +25,8 @@ import sys
 import tempfile
 import threading
 import unittest
+
+from core_dump import in_core_dump
 
 KEEPER = os.path.abspath(sys.argv.pop(1))
 CONSOLE = os.path.abspath(sys.argv.pop(1))
@@ -41,29 +46,6 @@ def forms(secret):
             code = base64.b64encode(b"\0" * shift + piece)
             found[code[4 if shift else 0:len(piece) * 4 // 3 // 4 * 4]] = f"base64 of bytes from {start}"
     return found
-
-
-def in_core_dump(process):
-    """The memory of a process, without what the kernel leaves out of core dumps (flag "dd")."""
-    regions, flags = [], None
-    with open(f"/proc/{process}/smaps", encoding="ascii", errors="replace") as maps:
-        for line in maps:
-            words = line.split()
-            if words[0] == "VmFlags:":
-                flags = words[1:]
-                if "dd" not in flags and "rd" in flags and "io" not in flags:
-                    regions.append((start, end, name))
-            elif not words[0].endswith(":"):
-                start, end = (int(number, 16) for number in words[0].split("-"))
-                name = words[5] if len(words) > 5 else "anonymous"
-    assert flags is not None
-    with open(f"/proc/{process}/mem", "rb", 0) as memory:
-        for start, end, name in regions:
-            memory.seek(start)
-            try:
-                yield name, memory.read(end - start)
-            except OSError:
-                assert name in ("[vvar]", "[vsyscall]"), name
 
 
 class Server(threading.Thread):
@@ -415,6 +397,125 @@ class ProgramLeaks(LeakTest):
     def test_refused_account(self):
         self.check_account([b"AUTHENTICATIONFAILED"], False,
                            imap_secret="command", imap_secret_command=self.password_command())
+
+
+class TypingLeaks(LeakTest):
+    """The program while a password is typed into its set-up."""
+
+    # To the end of the questions about an account at a host that no provider is known for.
+    UP_TO_PASSWORD = [b"1", b"ann@firm.example", b"1", b"", b"1", b"localhost", b"1", b"993", b"", b"", b""]
+    TO_THE_END = [b"1", b"localhost", b"1", b"465", b"", b""]
+
+    def setUp(self):
+        super().setUp()
+        self.environment.update(XDG_CONFIG_HOME=str(self.home / "config"), XDG_STATE_HOME=str(self.home / "state"),
+                                TERM="xterm")
+        self.preferences = self.home / "config/rbx/rbx_prefs.ini"
+
+    # A short text is kept within a string, a long one in a block of its own, which may have grown.
+    LENGTHS = (14, 60, 600)
+
+    def new_secret(self, length):
+        self.secret = secrets.token_hex(length // 2).encode()
+        return self.subTest(length=length)
+
+    def leaks_beside_field(self, program):
+        """The field of the open dialog has a copy on the heap, by right."""
+        return [leak for leak in self.leaks(program) if not leak.endswith("[heap]")]
+
+    # At a terminal.
+
+    def start_at_terminal(self):
+        self.terminal, inner = pty.openpty()
+        self.addCleanup(os.close, self.terminal)
+        program = subprocess.Popen([CONSOLE], env=self.environment, stdin=inner, stdout=inner, start_new_session=True)
+        os.close(inner)
+        self.addCleanup(lambda: (program.kill(), program.wait()))
+        self.wait_for(b"relaybird> ")
+        return program
+
+    def wait_for(self, text):
+        """Reads the terminal up to a text behind what was read before."""
+        fresh = b""
+        while text not in fresh:
+            ready, _, _ = select.select([self.terminal], [], [], 60)
+            self.assertTrue(ready, f"no {text}: {fresh}")
+            fresh += os.read(self.terminal, 4096)
+        self.output += fresh
+
+    def type(self, text, prompt):
+        os.write(self.terminal, text + b"\r")
+        self.wait_for(prompt)
+
+    def type_set_up(self):
+        self.type(b"setup", b"answer> ")
+        for answer in self.UP_TO_PASSWORD[:-1]:
+            self.type(answer, b"answer> ")
+        self.type(self.UP_TO_PASSWORD[-1], b"password> ")
+
+    def quit(self, program):
+        os.write(self.terminal, b"quit\r")
+        self.assertEqual(program.wait(60), 0)
+        self.assertEqual(self.leaks_on_disk(), [], "after its end")
+
+    def test_set_up_that_changes_nothing(self):
+        program = self.start_at_terminal()
+        for length in self.LENGTHS:
+            with self.new_secret(length):
+                self.type_set_up()
+                self.type(b"x\x15" + self.secret + b"xy\x7f\x7f", b"answer> ")
+                self.assertEqual(self.leaks_beside_field(program), [], "while the set-up is open")
+                self.type(b".", b"relaybird> ")
+                self.assertIn(b"nothing was changed", self.output)
+                self.assertEqual(self.leaks(program), [])
+        self.quit(program)
+
+    def test_completed_set_up(self):
+        self.start_keyring()
+        program = self.start_at_terminal()
+        for length in self.LENGTHS:
+            with self.new_secret(length):
+                self.type_set_up()
+                self.type(self.secret, b"answer> ")
+                for answer in self.TO_THE_END:
+                    self.type(answer, b"answer> ")
+                self.type(b"1", b"[Set Up Mail is closed]")
+                stored = self.preferences.read_text()
+                self.preferences.unlink()  # for the same questions again
+                self.assertIn("store=account", stored)
+                self.assertEqual(self.leaks(program), [])
+        self.quit(program)
+
+    # In a script.
+
+    def run_script(self, program, script):
+        program.stdin.write(script.replace(b"SECRET", self.secret) + b"show the-end\n")
+        while b"the-end" not in (line := program.stdout.readline()):
+            self.assertTrue(line, f"the program has ended early: {self.output}")
+            self.output += line
+
+    def check_script(self, script, closing):
+        program = self.start(CONSOLE, stdin=subprocess.PIPE)
+        for length in self.LENGTHS:
+            with self.new_secret(length):
+                self.run_script(program, script)
+                self.assertEqual(self.leaks_beside_field(program), [], "while the set-up may be open")
+                self.run_script(program, closing)
+                self.assertEqual(self.leaks(program), [])
+        self.output += program.communicate(b"quit\n", 60)[0]
+        self.assertEqual(program.returncode, 0)
+        self.assertEqual(self.leaks_on_disk(), [], "after its end")
+
+    def test_field_that_is_set(self):
+        self.check_script(b"click frmRelaybird.mnuSetUpMail\nset frmSetup.txtPassword SECRET\n"
+                          b"set frmSetup.txtPassword \"SECRET\"\nshow frmSetup.txtPassword\n", b"click frmSetup.cmdCancel\n")
+        self.assertIn(b'text "(hidden)"', self.output)
+
+    def test_answer_ahead(self):
+        answers = b" ".join(answer or b'""' for answer in self.UP_TO_PASSWORD)
+        self.check_script(b"answer " + answers + b" SECRET .\nsetup\nanswer " + answers + b' "SECRET" .\nsetup\n',
+                          b'answer SECRET "SECRET"\nanswers clear\n')
+        self.assertEqual(self.output.count(b"(hidden)"), 6)
 
 
 if __name__ == "__main__":

@@ -121,4 +121,10 @@ void overwrite(std::span<char> bytes) {
   }
 }
 
+void wipe(std::string& text) {
+  text.resize(text.capacity());  // stays where it is
+  overwrite(text);
+  text.clear();
+}
+
 }  // namespace relaybird

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace relaybird {
@@ -63,5 +64,10 @@ void overwriteStack();
 
 /// Overwrites bytes, also where the compiler sees that nobody reads them any more.
 void overwrite(std::span<char> bytes);
+
+/// Empties a text and overwrites all memory that it has, also what a longer text has left there, or
+/// one that has moved away. For a text that may be a password where there can be no Secret: in the
+/// field of a form, and on the way there.
+void wipe(std::string& text);
 
 }  // namespace relaybird

@@ -5,7 +5,6 @@
 #include "ui/console/console_dialogs.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "platform/text/ascii_text.h"
@@ -17,7 +16,7 @@ namespace relaybird {
 struct ConsoleDialogs::Question {
   BoxView view;
   std::string safe;  // the answer that changes nothing
-  std::optional<std::string> answer;
+  std::optional<Secret> answer;
 };
 
 // Keeps a question on the stack of waiting ones for a scope.
@@ -68,9 +67,9 @@ BoxAnswer ConsoleDialogs::messageBox(const AnswerBox& box) {
   for (const BoxAnswer answer : answersOf(box.buttons)) {
     question.view.choices.emplace_back(answerText(answer));
   }
-  const std::string said = ask(std::move(question));
+  const Secret said = ask(std::move(question));
   for (const BoxAnswer answer : answersOf(box.buttons)) {
-    if (said == answerText(answer)) {
+    if (said.bytes() == answerText(answer)) {
       return answer;
     }
   }
@@ -82,7 +81,7 @@ std::string ConsoleDialogs::inputBox(const InputBox& box) {
   question.view.secret = box.secret;
   question.view.emptyCancels = box.emptyCancels;
   question.view.entry = box.entry;
-  return ask(std::move(question));
+  return std::string(ask(std::move(question)).bytes());
 }
 
 std::optional<std::string> ConsoleDialogs::openFile(const OpenFileBox& box) {
@@ -95,11 +94,11 @@ std::optional<std::string> ConsoleDialogs::saveFile(const SaveFileBox& box) {
 
 std::optional<std::string> ConsoleDialogs::askForFile(const std::string& title,
                                                       const std::string& filter) {
-  std::string path = ask({{BoxView::Kind::kFile, title, filter, BoxIcon::kNone, {}}, "", {}});
+  const Secret path = ask({{BoxView::Kind::kFile, title, filter, BoxIcon::kNone, {}}, "", {}});
   if (path.empty()) {
     return std::nullopt;
   }
-  return path;
+  return std::string(path.bytes());
 }
 
 void ConsoleDialogs::popupMenu(Control& menu) {
@@ -109,9 +108,9 @@ void ConsoleDialogs::popupMenu(Control& menu) {
   for (const Control* entry : entries) {
     question.view.choices.push_back(plainCaption(entry->text()));
   }
-  const std::string said = ask(std::move(question));
+  const Secret said = ask(std::move(question));
   for (Control* entry : entries) {
-    if (!said.empty() && said == plainCaption(entry->text())) {
+    if (!said.empty() && said.bytes() == plainCaption(entry->text())) {
       // The box has returned, so the entry's command may open boxes of its own.
       entry->click();
       return;
@@ -121,7 +120,7 @@ void ConsoleDialogs::popupMenu(Control& menu) {
 
 // The question lives on this stack frame while events run; a nested box returns before this one
 // can.
-std::string ConsoleDialogs::ask(Question question) {
+Secret ConsoleDialogs::ask(Question question) {
   parts_.out.box(question.view);
   if (const auto said = fromQueue(question)) {
     printAnswer(question, *said);
@@ -136,7 +135,7 @@ std::string ConsoleDialogs::ask(Question question) {
   }
   if (!question.answer) {
     parts_.out.event("note", "nobody can answer any more");
-    question.answer = question.safe;
+    question.answer = Secret(question.safe);
     printAnswer(question, *question.answer);
   }
   return *question.answer;
@@ -144,42 +143,42 @@ std::string ConsoleDialogs::ask(Question question) {
 
 // Answers that do not fit are dropped with a note, so that a script whose boxes changed does not
 // answer the wrong one later.
-std::optional<std::string> ConsoleDialogs::fromQueue(const Question& question) {
+std::optional<Secret> ConsoleDialogs::fromQueue(const Question& question) {
   while (!queue_.empty()) {
-    const std::string value = std::move(queue_.front());
+    const Secret value = std::move(queue_.front());
     queue_.pop_front();
-    if (auto said = match(question, value)) {
+    if (auto said = match(question, value.bytes())) {
       return said;
     }
-    parts_.out.event("note", "the answer " + inQuotes(value) +
+    parts_.out.event("note", "the answer " + inQuotes(value.bytes()) +
                                  " is none to this box, which offers " +
                                  joined(question.view.choices));
   }
   return std::nullopt;
 }
 
-void ConsoleDialogs::printAnswer(const Question& question, const std::string& answer) {
+void ConsoleDialogs::printAnswer(const Question& question, const Secret& answer) {
   const bool hide = question.view.secret && !answer.empty();
-  parts_.out.boxAnswered(question.view, hide ? "(hidden)" : answer);
+  parts_.out.boxAnswered(question.view, std::string(hide ? "(hidden)" : answer.bytes()));
 }
 
 // The box's own spelling of an answer, which may differ in letter case or be abbreviated; empty if
 // the box does not offer it.
-std::optional<std::string> ConsoleDialogs::match(const Question& question,
-                                                 const std::string& value) const {
+std::optional<Secret> ConsoleDialogs::match(const Question& question,
+                                            std::string_view value) const {
   const BoxView& view = question.view;
   if (view.kind == BoxView::Kind::kInput || view.kind == BoxView::Kind::kFile) {
-    return value;
+    return Secret(value);
   }
   if (view.kind == BoxView::Kind::kMenu && value.empty()) {
-    return value;
+    return Secret();
   }
   const std::string wanted = asciiLower(value);
   std::vector<std::string> begun;
   for (const std::string& choice : view.choices) {
     const std::string name = asciiLower(choice);
     if (name == wanted) {
-      return choice;
+      return Secret(choice);
     }
     if (beginsWith(name, wanted)) {
       begun.push_back(choice);
@@ -195,7 +194,7 @@ std::optional<std::string> ConsoleDialogs::match(const Question& question,
     begun = view.choices;
   }
   if (begun.size() == 1) {
-    return begun.front();
+    return Secret(begun.front());
   }
   return std::nullopt;
 }
@@ -212,12 +211,12 @@ const BoxView* ConsoleDialogs::question() const {
   return asked == nullptr ? nullptr : &asked->view;
 }
 
-bool ConsoleDialogs::offers(const std::string& value) const {
+bool ConsoleDialogs::offers(std::string_view value) const {
   const Question* asked = newest();
   return asked != nullptr && !asked->view.choices.empty() && match(*asked, value).has_value();
 }
 
-Result<void> ConsoleDialogs::answer(const std::string& value) {
+Result<void> ConsoleDialogs::answer(std::string_view value) {
   Question* asked = newest();
   if (asked == nullptr) {
     return Error{0, "no box waits for an answer"};
@@ -232,8 +231,10 @@ Result<void> ConsoleDialogs::answer(const std::string& value) {
   return {};
 }
 
-void ConsoleDialogs::queue(std::vector<std::string> answers) {
-  std::move(answers.begin(), answers.end(), std::back_inserter(queue_));
+void ConsoleDialogs::queue(std::span<const std::string> answers) {
+  for (const std::string& each : answers) {
+    queue_.emplace_back(each);
+  }
 }
 
 // Every waiting box is answered, the oldest included: each loop that waits must return.
@@ -245,7 +246,7 @@ void ConsoleDialogs::close() {
     if (asked->answer) {
       continue;
     }
-    asked->answer = asked->safe;
+    asked->answer = Secret(asked->safe);
     parts_.out.event("note", "the input has ended: nobody can answer any more");
     printAnswer(*asked, *asked->answer);
   }

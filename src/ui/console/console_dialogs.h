@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
 // Boxes as questions. A box is printed, and answered from the queue of a script or by the next line
 // that is one of its answers. While it waits, events run, and another box may open on top of it:
-// the newest one is answered first.
+// the newest one is answered first. Any answer may be a password, so all are kept as secrets.
 #pragma once
 
 #include <deque>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/result.h"
+#include "platform/system/secret.h"
 #include "ui/console/console_output.h"
 #include "ui/forms/model/dialogs.h"
 
@@ -45,14 +47,14 @@ class ConsoleDialogs : public Dialogs {
   const BoxView* question() const;
   /// Answers it. An answer that the box does not offer is an error, as is one while no box waits;
   /// nothing changes then.
-  Result<void> answer(const std::string& value);
+  Result<void> answer(std::string_view value);
   /// Whether the value names one of its buttons.
-  bool offers(const std::string& value) const;
+  bool offers(std::string_view value) const;
 
   /// Adds answers for the following boxes, in this order. A box skips answers that it does not
   /// offer.
-  void queue(std::vector<std::string> answers);
-  const std::deque<std::string>& queued() const { return queue_; }
+  void queue(std::span<const std::string> answers);
+  const std::deque<Secret>& queued() const { return queue_; }
   void clearQueue() { queue_.clear(); }
 
   /// Called when nobody can answer any more: every box, now and later, gets the answer that changes
@@ -64,16 +66,16 @@ class ConsoleDialogs : public Dialogs {
   class WaitingQuestion;
 
   std::optional<std::string> askForFile(const std::string& title, const std::string& filter);
-  std::string ask(Question question);
-  std::optional<std::string> fromQueue(const Question& question);
+  Secret ask(Question question);
+  std::optional<Secret> fromQueue(const Question& question);
   Question* newest() const;
-  std::optional<std::string> match(const Question& question, const std::string& value) const;
-  void printAnswer(const Question& question, const std::string& answer);
+  std::optional<Secret> match(const Question& question, std::string_view value) const;
+  void printAnswer(const Question& question, const Secret& answer);
 
   DialogsParts parts_;
   std::function<void()> onAsking_ = [] {};
   std::function<void()> onAnswered_ = [] {};
-  std::deque<std::string> queue_;
+  std::deque<Secret> queue_;
   std::vector<Question*> waiting_;
   bool closed_ = false;
 };

@@ -5,8 +5,10 @@
 // which stops at the first line that has to wait and is called again when something changes.
 #include "ui/console/console_session.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
+#include <span>
 #include <utility>
 
 #include "platform/text/ascii_text.h"
@@ -151,12 +153,13 @@ void ConsoleSession::handle(const InputLine& line) {
       parts_.dialogs.close();
       return;
     case InputLine::Kind::kUnusable:
-      parts_.out.error(line.text);
+      parts_.out.error(line.why);
       return;
     case InputLine::Kind::kText:
     default:
-      handleText(line.text);
+      handleText(line.text.bytes());
   }
+  overwriteStack();
 }
 
 // While a box waits, a line is a command only if it is not an answer to that box.
@@ -186,7 +189,7 @@ bool ConsoleSession::answerBox(std::string_view text) {
   // A script answers with the full name of a button, or with `answer` for any text: a line meant as
   // a command must not be taken for a typed text.
   const bool person = parts_.input == InputKind::kPerson;
-  const std::string value = trimBlanks(text);
+  const std::string_view value = trimmed(text, " ");
   const bool freeText = person && parts_.dialogs.question()->choices.empty();
   const bool nothing = person && value.empty();
   if (!freeText && !parts_.dialogs.offers(value)) {
@@ -257,14 +260,17 @@ Result<void> ConsoleSession::answer(std::string_view rest) {
   if (values->empty()) {
     return Error{0, "answer takes what to answer"};
   }
+  Result<void> taken;
+  std::span<const std::string> others = *values;
   if (parts_.dialogs.asking()) {
-    if (auto taken = parts_.dialogs.answer(values->front()); !taken) {
-      return taken;
-    }
-    values->erase(values->begin());
+    taken = parts_.dialogs.answer(values->front());
+    others = others.subspan(1);
   }
-  parts_.dialogs.queue(std::move(*values));
-  return {};
+  if (taken) {
+    parts_.dialogs.queue(others);
+  }
+  std::ranges::for_each(*values, wipe);
+  return taken;
 }
 
 Result<void> ConsoleSession::answers(std::string_view rest) {
@@ -275,8 +281,8 @@ Result<void> ConsoleSession::answers(std::string_view rest) {
   if (!rest.empty()) {
     return Error{0, "answers takes clear, or nothing"};
   }
-  for (const std::string& value : parts_.dialogs.queued()) {
-    parts_.out.replyFields("queued", inQuotes(value));
+  for (const Secret& value : parts_.dialogs.queued()) {
+    parts_.out.replyFields("queued", inQuotes(value.bytes()));
   }
   return {};
 }
@@ -374,8 +380,8 @@ void ConsoleSession::lookForWork() {
 }
 
 void ConsoleSession::reportUnusedAnswers() {
-  for (const std::string& value : parts_.dialogs.queued()) {
-    parts_.out.event("note", "no box has asked for the answer " + inQuotes(value));
+  for (const Secret& value : parts_.dialogs.queued()) {
+    parts_.out.event("note", "no box has asked for the answer " + inQuotes(value.bytes()));
   }
   parts_.dialogs.clearQueue();
 }

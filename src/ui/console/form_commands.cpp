@@ -5,6 +5,7 @@
 
 #include <utility>
 
+#include "platform/system/secret.h"
 #include "platform/text/ascii_text.h"
 #include "ui/console/controls_as_text.h"
 #include "ui/console/quoting.h"
@@ -96,11 +97,13 @@ Result<void> FormCommands::set(std::string_view rest) {
   if (!found) {
     return found.error();
   }
-  const auto value = readValue(rest);
+  auto value = readValue(rest);
   if (!value) {
     return value.error();
   }
-  return setControl(**found, *value);
+  auto done = setControl(**found, *value);
+  wipe(*value);
+  return done;
 }
 
 Result<void> FormCommands::click(std::string_view rest) {

@@ -3,41 +3,47 @@
 // pipe, and a fast writer is held up instead of filling memory.
 #include "ui/console/line_source.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "ui/console/quoting.h"
 
 namespace relaybird {
 
-// Bytes beyond the limit are dropped at once, so that a line without an end cannot fill the memory.
-void LineSplitter::append(std::string_view part) {
-  // One more byte than allowed, because it may be the CR of a line of maximum length.
-  const std::size_t room = kLongestLine + 1 - std::min(current_.size(), kLongestLine + 1);
-  tooLong_ = tooLong_ || part.size() > room;
-  current_ += part.substr(0, room);
+bool LineBeginning::append(std::string_view part) {
+  const auto free = room_.writable().subspan(size_);
+  const std::size_t taken = part.copy(free.data(), free.size());
+  size_ += taken;
+  return taken == part.size();
 }
 
+void LineBeginning::cut(std::size_t size) {
+  overwrite(room_.writable().subspan(size, size_ - size));
+  size_ = size;
+}
+
+// The byte more that there is room for may be the CR of a line of maximum length.
 void LineSplitter::endLine() {
-  if (!current_.empty() && current_.back() == '\r') {
-    current_.pop_back();
+  std::string_view line = current_.bytes();
+  if (line.ends_with('\r')) {
+    line.remove_suffix(1);
   }
-  tooLong_ = tooLong_ || current_.size() > kLongestLine;
+  tooLong_ = tooLong_ || line.size() > kLongestLine;
   std::string why = tooLong_ ? "the line is longer than " + std::to_string(kLongestLine) + " bytes"
-                             : whyNoCommand(current_);
+                             : whyNoCommand(line);
   if (why.empty()) {
-    lines_.push_back({InputLine::Kind::kText, std::move(current_)});
+    lines_.push_back({InputLine::Kind::kText, Secret(line)});
   } else {
-    lines_.push_back({InputLine::Kind::kUnusable, std::move(why)});
+    lines_.push_back({InputLine::Kind::kUnusable, {}, std::move(why)});
   }
-  current_ = {};
+  current_.cut(0);
   tooLong_ = false;
 }
 
 void LineSplitter::feed(std::string_view bytes) {
   while (!bytes.empty()) {
     const std::size_t end = bytes.find('\n');
-    append(bytes.substr(0, end));
+    // What does not fit is dropped at once, so that a line without an end cannot fill the memory.
+    tooLong_ = !current_.append(bytes.substr(0, end)) || tooLong_;
     if (end == std::string_view::npos) {
       return;
     }
@@ -50,10 +56,10 @@ void LineSplitter::end() {
   if (std::exchange(ended_, true)) {
     return;
   }
-  if (!current_.empty()) {
+  if (!current_.bytes().empty()) {
     endLine();
   }
-  lines_.push_back({InputLine::Kind::kEnd, {}});
+  lines_.push_back({InputLine::Kind::kEnd});
 }
 
 InputLine LineSplitter::take() {

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/system/secret.h"
+
 namespace relaybird {
 
 /// The origin of the lines.
@@ -35,15 +37,31 @@ class ByteStream {
 struct InputLine {
   enum class Kind {
     kText,
-    kUnusable,  ///< the line was skipped; `text` says why
+    kUnusable,  ///< the line was skipped; `why` says why
     kEnd,       ///< the input has ended
   };
   Kind kind = Kind::kText;
-  std::string text;  ///< without its line end
+  Secret text{};  ///< without its line end; any line may have a password in it
+  std::string why{};
 };
 
 /// Longer lines are skipped: nobody types one, and memory stays bounded.
 inline constexpr std::size_t kLongestLine = 65536;
+
+/// The beginning of a line, up to one byte more than a line may have. It has room for that from the
+/// start, because a text that grows leaves copies behind.
+class LineBeginning {
+ public:
+  std::string_view bytes() const { return room_.bytes().substr(0, size_); }
+  /// Whether all of it has found room; the rest is dropped.
+  bool append(std::string_view part);
+  /// Keeps the first `size` bytes, which must be there, and overwrites the others.
+  void cut(std::size_t size);
+
+ private:
+  Secret room_ = Secret::ofSize(kLongestLine + 1);
+  std::size_t size_ = 0;
+};
 
 /// A source of commands. All calls are made on the user-interface thread.
 class LineSource {
@@ -76,11 +94,10 @@ class LineSplitter {
   InputLine take();
 
  private:
-  void append(std::string_view part);
   void endLine();
 
   std::deque<InputLine> lines_;
-  std::string current_;
+  LineBeginning current_;
   bool tooLong_ = false;
   bool ended_ = false;
 };

@@ -115,6 +115,7 @@ void skipBlanks(std::string_view& text) {
 Result<std::string> takeQuoted(std::string_view& text) {
   text.remove_prefix(1);
   std::string word;
+  word.reserve(text.size());  // it may be a password: a text that grows leaves copies behind
   while (!text.empty() && text.front() != '"') {
     const char c = text.front();
     text.remove_prefix(1);
@@ -164,6 +165,7 @@ std::string_view takeWord(std::string_view& line) {
 
 Result<std::vector<std::string>> splitWords(std::string_view line) {
   std::vector<std::string> words;
+  words.reserve(line.size() / 2 + 1);  // words may be passwords, too
   skipBlanks(line);
   while (!line.empty()) {
     if (line.front() == '"') {

@@ -10,6 +10,8 @@
 namespace relaybird {
 namespace {
 
+using Answers = std::vector<std::string>;
+
 class ConsoleDialogsTest : public testing::Test {
  protected:
   explicit ConsoleDialogsTest(bool forPeople = false)
@@ -39,7 +41,7 @@ class ConsoleDialogsTest : public testing::Test {
 };
 
 TEST_F(ConsoleDialogsTest, PrintsABoxAndTakesTheQueuedAnswer) {
-  dialogs.queue({"yes"});
+  dialogs.queue(Answers{"yes"});
   EXPECT_EQ(ask(BoxButtons::kYesNo, "Please Confirm:"), BoxAnswer::kYes);
   EXPECT_EQ(transcript.take(),
             "box: Please Confirm:\nbox-kind: message\nbox-icon: exclamation\n"
@@ -48,11 +50,11 @@ TEST_F(ConsoleDialogsTest, PrintsABoxAndTakesTheQueuedAnswer) {
 }
 
 TEST_F(ConsoleDialogsTest, PassesOverAQueuedAnswerThatIsNotOffered) {
-  dialogs.queue({"Maybe", "Y", "Cancel", "OK"});
+  dialogs.queue(Answers{"Maybe", "Y", "Cancel", "OK"});
   EXPECT_EQ(ask(BoxButtons::kOkCancel), BoxAnswer::kCancel);
   const std::string text = transcript.take();
   EXPECT_NE(text.find("note: the answer \"Maybe\""), std::string::npos) << text;
-  EXPECT_EQ(dialogs.queued(), std::deque<std::string>{"OK"});
+  EXPECT_EQ(dialogs.queued(), std::deque<Secret>{Secret("OK")});
 }
 
 TEST_F(ConsoleDialogsTest, WaitsForAnAnswerThatItOffers) {
@@ -89,7 +91,7 @@ TEST_F(ConsoleDialogsTest, TheEndOfTheInputAnswersSafely) {
   EXPECT_EQ(ask(BoxButtons::kOk), BoxAnswer::kOk);
   EXPECT_EQ(dialogs.inputBox({"p", "t"}), "");
   EXPECT_FALSE(dialogs.openFile({"t", "f"}));
-  dialogs.queue({"Yes"});
+  dialogs.queue(Answers{"Yes"});
   EXPECT_EQ(ask(BoxButtons::kYesNo), BoxAnswer::kYes) << "what was said before still holds";
 }
 
@@ -99,7 +101,7 @@ TEST_F(ConsoleDialogsTest, AProgramThatEndsMeanwhileAnswersSafely) {
 }
 
 TEST_F(ConsoleDialogsTest, TextAndFilesAreTakenAsTheyAre) {
-  dialogs.queue({"a@b.example", "", "/tmp/rbx.chm", ""});
+  dialogs.queue(Answers{"a@b.example", "", "/tmp/rbx.chm", ""});
   EXPECT_EQ(dialogs.inputBox({"Enter it:", "Invalid Email Address"}), "a@b.example");
   EXPECT_EQ(transcript.take(),
             "box: Invalid Email Address\nbox-kind: input\nbox-icon: none\nbox-text: Enter it:\n"
@@ -110,7 +112,7 @@ TEST_F(ConsoleDialogsTest, TextAndFilesAreTakenAsTheyAre) {
 }
 
 TEST_F(ConsoleDialogsTest, APasswordIsAnsweredButNotPrinted) {
-  dialogs.queue({"my secret", ""});
+  dialogs.queue(Answers{"my secret", ""});
   const InputBox box{"Password for ann:", "Sign in", "", true};
   EXPECT_EQ(dialogs.inputBox(box), "my secret");
   EXPECT_EQ(dialogs.inputBox(box), "");
@@ -122,11 +124,11 @@ TEST_F(ConsoleDialogsTest, AMenuClicksTheEntryThatIsNamed) {
   SmallProgram program;
   int restored = 0;
   program.window.mnuRestore.onClick([&] { ++restored; });
-  dialogs.queue({"Restore"});
+  dialogs.queue(Answers{"Restore"});
   dialogs.popupMenu(program.window.mnuPopup);
   EXPECT_EQ(restored, 1);
   EXPECT_NE(transcript.take().find("box-buttons: Restore\n"), std::string::npos);
-  dialogs.queue({""});
+  dialogs.queue(Answers{""});
   dialogs.popupMenu(program.window.mnuPopup);
   EXPECT_EQ(restored, 1);
 }

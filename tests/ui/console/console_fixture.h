@@ -180,8 +180,8 @@ class ConsoleBench {
   void begin() {
     session.begin([] {});
   }
-  void put(const std::string& line) { lines.put({InputLine::Kind::kText, line}); }
-  void putEnd() { lines.put({InputLine::Kind::kEnd, {}}); }
+  void put(const std::string& line) { lines.put({InputLine::Kind::kText, Secret(line)}); }
+  void putEnd() { lines.put({InputLine::Kind::kEnd}); }
   /// Runs everything that needs no further line, and returns the output.
   std::string settle() {
     if (!session.ended()) {

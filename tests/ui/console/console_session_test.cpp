@@ -46,7 +46,7 @@ TEST_F(ScriptSession, EmptyLinesAndCommentsGetNoReply) {
 }
 
 TEST_F(ScriptSession, UnusableLinesAreOneErrorEach) {
-  bench.lines.put({InputLine::Kind::kUnusable, "the line is not UTF-8"});
+  bench.lines.put({InputLine::Kind::kUnusable, {}, "the line is not UTF-8"});
   EXPECT_EQ(bench.settle(), "error: the line is not UTF-8\n");
 }
 

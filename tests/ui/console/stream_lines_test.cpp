@@ -16,8 +16,8 @@ std::vector<std::string> linesOf(LineSplitter& splitter) {
   std::vector<std::string> lines;
   while (!splitter.empty()) {
     const InputLine line = splitter.take();
-    lines.push_back(line.kind == InputLine::Kind::kText       ? line.text
-                    : line.kind == InputLine::Kind::kUnusable ? "! " + line.text
+    lines.push_back(line.kind == InputLine::Kind::kText       ? std::string(line.text.bytes())
+                    : line.kind == InputLine::Kind::kUnusable ? "! " + line.why
                                                               : "END");
   }
   return lines;
@@ -100,13 +100,13 @@ TEST(StreamLines, ReadsOnlyWhileNoLineWaits) {
     stream.bring("tus\nlog\nhe");
     EXPECT_EQ(told, 1);
     EXPECT_FALSE(stream.reading());
-    EXPECT_EQ(lines.next()->text, "status");
+    EXPECT_EQ(lines.next()->text.bytes(), "status");
     EXPECT_FALSE(stream.reading());
-    EXPECT_EQ(lines.next()->text, "log");
+    EXPECT_EQ(lines.next()->text.bytes(), "log");
     EXPECT_TRUE(stream.reading());
     EXPECT_FALSE(lines.next());
     stream.bring("lp\n");
-    EXPECT_EQ(lines.next()->text, "help");
+    EXPECT_EQ(lines.next()->text.bytes(), "help");
   }
   EXPECT_FALSE(stream.reading()) << "nobody is there to take what it brings";
 }
@@ -117,7 +117,7 @@ TEST(StreamLines, TheEndOfTheStreamIsTheLastLine) {
   lines.listen([] {});
   stream.bring("quit");
   stream.bring("");
-  EXPECT_EQ(lines.next()->text, "quit");
+  EXPECT_EQ(lines.next()->text.bytes(), "quit");
   EXPECT_EQ(lines.next()->kind, InputLine::Kind::kEnd);
   EXPECT_FALSE(lines.next());
   EXPECT_FALSE(stream.reading());
@@ -129,7 +129,7 @@ TEST(StreamLines, LinesMayBeTakenInsideTheCallThatBringsThem) {
   Lines got;
   lines.listen([&] {
     while (const auto line = lines.next()) {
-      got.push_back(line->text);
+      got.emplace_back(line->text.bytes());
     }
   });
   stream.bring("one\ntwo\n");

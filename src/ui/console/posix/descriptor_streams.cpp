@@ -8,15 +8,18 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <utility>
+
+#include "platform/system/secret.h"
 
 namespace relaybird {
 namespace {
 
 // A ready pipe accepts this many bytes without blocking (POSIX.1, write to pipes).
 constexpr std::size_t kPiece = PIPE_BUF;
+// Small, because each line that has been read keeps a page of its own until it is used.
+constexpr std::size_t kReadPiece = 4096;
 
 }  // namespace
 
@@ -26,12 +29,13 @@ void DescriptorStream::read(std::function<void(std::string_view bytes)> onBytes)
 }
 
 void DescriptorStream::readOnce() {
-  std::array<char, 16384> buffer;
-  const ssize_t got = ::read(descriptor_, buffer.data(), buffer.size());
+  // The lines may be answers to a command that runs within this call.
+  Secret buffer = Secret::ofSize(kReadPiece);
+  const ssize_t got = ::read(descriptor_, buffer.writable().data(), kReadPiece);
   // A copy, because the call may begin another read().
   const auto onBytes = onBytes_;
   if (got > 0) {
-    onBytes({buffer.data(), static_cast<std::size_t>(got)});
+    onBytes(buffer.bytes().substr(0, static_cast<std::size_t>(got)));
   } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
     // An unreadable input, such as a terminal that hung up, has ended. Reading can also fail for
     // now although the loop reported data: another process with the same terminal may have taken

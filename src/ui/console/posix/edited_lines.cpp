@@ -20,6 +20,7 @@
 #include <deque>
 #include <utility>
 
+#include "platform/system/secret.h"
 #include "platform/text/ascii_text.h"
 #include "ui/console/line_source.h"
 
@@ -64,9 +65,11 @@ int widthOf(std::string_view text) {
 // Whether a command line may have a password in it, so that the history must not keep it.
 // Every `answer` counts, since its box may ask for a password.
 bool mayHoldPassword(std::string_view line) {
-  const std::string words = asciiLower(trimmed(line));
-  return words.starts_with("answer") ||
-         (words.starts_with("set") && words.find("password") != std::string::npos);
+  std::string words = asciiLower(trimmed(line));
+  const bool may = words.starts_with("answer") ||
+                   (words.starts_with("set") && words.find("password") != std::string::npos);
+  wipe(words);
+  return may;
 }
 
 class EditedLines : public TerminalLines {
@@ -88,8 +91,9 @@ class EditedLines : public TerminalLines {
   void show();
   void readKeys();
   void edit();
+  char takeKey();
   void takePasswordKey();
-  void lineDone(std::string line);
+  void lineDone(std::string_view line);
   void listCandidates(const std::vector<std::string>& words);
   int columns() const;
 
@@ -104,8 +108,8 @@ class EditedLines : public TerminalLines {
   LineSplitter lines_;
   std::string prompt_;
   Typing typing_ = Typing::kCommand;
-  std::string password_;  // typed so far
-  bool editing_ = false;  // the terminal is in the editor's mode
+  LineBeginning password_;  // typed so far
+  bool editing_ = false;    // the terminal is in the editor's mode
   bool shown_ = false;
   bool waits_ = false;  // showing it is posted
   bool ended_ = false;
@@ -242,6 +246,7 @@ void EditedLines::readKeys() {
   const ssize_t got = ::read(parts_.input, buffer.data(), buffer.size());
   if (got > 0) {
     keys_.insert(keys_.end(), buffer.data(), buffer.data() + got);
+    overwrite(buffer);
     edit();
   } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
     ended_ = true;
@@ -253,6 +258,14 @@ void EditedLines::readKeys() {
   if (!lines_.empty()) {
     onLines_();
   }
+}
+
+// Leaves no copy of the key, which may be one of a password.
+char EditedLines::takeKey() {
+  const char key = keys_.front();
+  overwrite({&keys_.front(), 1});
+  keys_.pop_front();
+  return key;
 }
 
 // Passes all received keys to the editor.
@@ -270,10 +283,10 @@ void EditedLines::edit() {
     if (text == nullptr || count <= 0) {
       continue;
     }
-    std::string line(text, static_cast<std::size_t>(count));
+    const std::string_view line(text, static_cast<std::size_t>(count));
     if (line.back() == '\n' || line.back() == '\r') {
-      line.pop_back();
-      lineDone(std::move(line));
+      // A copy, because the editor may change its text when it is called for the end of the line.
+      lineDone(Secret(line.substr(0, line.size() - 1)).bytes());
     } else if (line.size() == 1 && line.front() == kEndKey) {
       lineDone({});
       ended_ = true;
@@ -287,44 +300,45 @@ void EditedLines::edit() {
 // editor's mode meanwhile, which shows nothing by itself.
 void EditedLines::takePasswordKey() {
   constexpr char kEraseLine = '\x15';  // Ctrl-U
-  const char key = keys_.front();
-  keys_.pop_front();
+  const char key = takeKey();
+  const std::string_view typed = password_.bytes();
   if (key == '\n' || key == '\r') {
     parts_.sink.write("\n");
-    lineDone(std::exchange(password_, {}));
-  } else if (key == kEndKey && password_.empty()) {
+    lineDone(typed);
+    password_.cut(0);
+  } else if (key == kEndKey && typed.empty()) {
     lineDone({});
     ended_ = true;
     lines_.end();
   } else if (key == '\b' || key == '\x7f') {
     // Removes a character: the continuation bytes of UTF-8 first (RFC 3629, section 3).
-    while (!password_.empty() && (static_cast<unsigned char>(password_.back()) & 0xC0U) == 0x80U) {
-      password_.pop_back();
+    std::size_t left = typed.size();
+    while (left > 0 && (static_cast<unsigned char>(typed[left - 1]) & 0xC0U) == 0x80U) {
+      --left;
     }
-    if (!password_.empty()) {
-      password_.pop_back();
-    }
+    password_.cut(left > 0 ? left - 1 : 0);
   } else if (key == kEraseLine) {
-    password_.clear();
+    password_.cut(0);
   } else {
-    password_ += key;
+    (void)password_.append({&key, 1});  // LineSplitter refuses a line that is too long
   }
 }
 
 // Leaving the unbuffered mode restores the terminal's own mode until the next line begins.
-void EditedLines::lineDone(std::string line) {
+void EditedLines::lineDone(std::string_view line) {
   ::el_set(editor_.get(), EL_UNBUFFERED, 0);
   editing_ = false;
   shown_ = false;
   if (typing_ == Typing::kCommand && !mayHoldPassword(line) &&
       line.find_first_not_of(" \t") != std::string::npos) {
     HistEvent event;
-    ::history(history_.get(), &event, H_ENTER, line.c_str());
+    ::history(history_.get(), &event, H_ENTER, std::string(line).c_str());
   }
   // An empty line is an answer to a box but no command. The splitter checks typed lines like those
   // of a script.
   if (!line.empty() || typing_ != Typing::kCommand) {
-    lines_.feed(line + "\n");
+    lines_.feed(line);
+    lines_.feed("\n");
   }
   showSoon();
 }
@@ -342,8 +356,7 @@ int EditedLines::readKey(wchar_t* key) {
       }
       keys_.push_back(byte);
     }
-    bytes[length++] = keys_.front();
-    keys_.pop_front();
+    bytes[length++] = takeKey();
     std::mbstate_t state{};
     // The result -2 means that the character needs more bytes.
     const std::size_t used = std::mbrtowc(key, bytes.data(), length, &state);

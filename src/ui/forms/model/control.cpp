@@ -59,7 +59,7 @@ void Control::changed(Change what) {
 // unchecked.
 void Control::setText(std::string text) {
   if (hidesText_) {
-    overwrite(text_);
+    wipe(text_);
   }
   text_ = std::move(text);
   changed(Change::kText);

@@ -46,8 +46,8 @@ TEST_F(DescriptorStreamTest, SaysWhenThereAreLines) {
   EXPECT_EQ(told, 0);
   write("tus\nlog\n");
   loop.runUntil([&] { return told > 0; });
-  EXPECT_EQ(lines.next()->text, "status");
-  EXPECT_EQ(lines.next()->text, "log");
+  EXPECT_EQ(lines.next()->text.bytes(), "status");
+  EXPECT_EQ(lines.next()->text.bytes(), "log");
   EXPECT_FALSE(lines.next());
   writing.close();
   loop.runUntil([&] { return told > 1; });
@@ -95,7 +95,7 @@ TEST_F(DescriptorStreamTest, TenMegabytesThroughAPipeAreOneErrorLine) {
   writer.join();
   ASSERT_EQ(got.size(), 3U);
   EXPECT_EQ(got[0].kind, InputLine::Kind::kUnusable);
-  EXPECT_EQ(got[1].text, "status");
+  EXPECT_EQ(got[1].text.bytes(), "status");
 }
 
 TEST_F(DescriptorStreamTest, WhatCannotBeReadHasEnded) {
