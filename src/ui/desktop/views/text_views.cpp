@@ -11,6 +11,7 @@
 
 #include <algorithm>
 
+#include "platform/system/secret.h"
 #include "ui/desktop/native/native_widgets.h"
 #include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/layout.h"
@@ -93,8 +94,10 @@ class TextView : public WidgetView {
 
  protected:
   void showContent(Change what) override {
-    const wxString text = toWx(control_.text());
-    if (what == Change::kText && !editing_ && field_->GetValue() != text) {
+    if (what != Change::kText || editing_) {
+      return;
+    }
+    if (const wxString text = toWx(control_.text()); field_->GetValue() != text) {
       field_->ChangeValue(text);
     }
   }
@@ -113,6 +116,10 @@ class TextView : public WidgetView {
     if (editing_) {
       return;
     }
+    if (control_.hidesText()) {
+      passwordEdited();
+      return;
+    }
     editing_ = true;
     const wxString text = field_->GetValue();
     // The caret, counted from the end of the text. Why: on some platforms a position counts a line
@@ -126,6 +133,19 @@ class TextView : public WidgetView {
     if (text != toWx(control_.text())) {
       later(*field_, [this] { showCorrection(); });
     }
+  }
+
+  // No rule corrects a password while it is typed, so that nothing of it has to stay here.
+  void passwordEdited() {
+    editing_ = true;
+    std::string typed = fromWx(field_->GetValue());
+    byUser(control_, [&typed](Control& control) { control.setText(typed); });
+    editing_ = false;
+    if (typed != control_.text()) {
+      later(*field_, [this] { showCorrection(); });
+    }
+    wipe(typed);
+    overwriteStack();
   }
 
   // Shows the form's text if it differs from the typed one. A field that takes no input shows its
