@@ -29,10 +29,7 @@ class WritingTool {
   std::string path() const { return folder_.path("a tool.cmd"); }
   // What it was started with, in brackets, without the quotes of the command line.
   std::string heard() {
-    if (!changes_.bring(folder_.path("written"))) {
-      return "nothing, for it was not started";
-    }
-    std::string words = readBytes(folder_.path("written"));
+    auto words = changes_.bring(folder_.path("written")).value_or("nothing: it was not started");
     std::erase_if(words, [](char c) { return c == '"' || c == '\r' || c == '\n'; });
     return words;
   }
