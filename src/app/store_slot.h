@@ -50,6 +50,11 @@ class StoreSlot : public ObjectFactory, public OutgoingMail {
       store_->outgoing().minutePassed();
     }
   }
+  void forwardingSwitched(bool on) override {
+    if (store_) {
+      store_->outgoing().forwardingSwitched(on);
+    }
+  }
 
  private:
   MailStore& theStore() const {

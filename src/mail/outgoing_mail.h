@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a store has apart from its objects, because no mail application offers it: the state of mail
 // that it has accepted but that may not have left this computer yet, notices for the activity log,
-// what the user wants at once, and the minutes between the checks.
+// what the user wants at once, whether forwarding is on, and the minutes between the checks.
 #pragma once
 
 #include <cstddef>
@@ -69,6 +69,10 @@ class OutgoingMail {
   /// what it would wake up for before the next minute, so that the computer wakes once for both.
   /// Returns at once and never fails.
   virtual void minutePassed() {}
+  /// Forwarding has been switched on or off. While it is off, as at first, a store leaves a
+  /// connection that nobody has used for some minutes, and opens none by itself but to finish what
+  /// was begun. Returns at once and never fails.
+  virtual void forwardingSwitched(bool /*on*/) {}
 };
 
 }  // namespace relaybird

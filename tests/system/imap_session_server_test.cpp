@@ -36,7 +36,9 @@ class Session {
                   folder_.path("spool"),
                   [this](const ProtocolLine& line) { said.push_back(line.text); },
                   [] {},
-                  [this](const std::string& words) { complaints.push_back(words); }}) {}
+                  [this](const std::string& words) { complaints.push_back(words); }}) {
+    session_.watch(true);
+  }
   ~Session() {
     session_.close();
     while (session_.step()) {

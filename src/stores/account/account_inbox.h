@@ -45,6 +45,7 @@ class AccountInbox : public Inbox {
   Result<void> signIn() override;
   void userAsks() override { session_->tryAgain(); }
   void minutePassed() override { session_->takeAlong(now()); }
+  void forwardingSwitched(bool on) override { session_->watch(on); }
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override;

@@ -67,6 +67,17 @@ void ImapSession::tryAgain() {
   world_.network.wake();
 }
 
+void ImapSession::watch(bool on) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(watched_, on) == on) {
+      return;
+    }
+    used_ = true;
+  }
+  world_.network.wake();
+}
+
 std::uint64_t ImapSession::wantHeard() {
   const std::uint64_t number = ++hearingAsked_;
   world_.network.wake();
@@ -97,6 +108,9 @@ bool ImapSession::step() {
   const std::uint64_t before = status_.news;
   now_ = world_.network.steadyTime();
   ahead_ = std::exchange(wakesEarly_, false) ? Time(kTakenAlong) : Time(0);
+  if (std::exchange(used_, false) || heard_ != asked) {
+    usedAt_ = now_;
+  }
   advance(lock);
   writeBodies(lock);
   if (drained_ && heard_ != asked) {
@@ -162,8 +176,13 @@ bool ImapSession::mayConnect(Time now) {
       changedSomething();
     }
   }
+  return opensByItself() && now >= pauses_.byItself();
+}
+
+// Although nothing is wanted now.
+bool ImapSession::opensByItself() const {
   const bool refused = status_.failure && status_.failure->code == kLogonRefused;
-  return (stay_ || work_.marksWaiting() > 0) && !refused && now >= pauses_.byItself();
+  return ((watched_ && wasUp_) || work_.marksWaiting() > 0) && !refused;
 }
 
 // The lock is not held while a slow disk is read, nor while the user may be asked for the keyring's
@@ -207,12 +226,14 @@ void ImapSession::converse() {
   if (!connection_ || !client_) {
     return;
   }
-  if (status_.up) {
+  if (status_.up && !saidGoodbye_) {
     keepFresh();
   }
   transmit();
   if (leaving_) {
     leave();
+  } else if (saidGoodbye_ && goodbyeIsOver()) {
+    lose({0, "There is no connection"});
   }
 }
 
@@ -252,8 +273,8 @@ void ImapSession::onOpened(const ImapOpened& opened) {
   status_.up = true;
   status_.everTried = true;
   status_.failure.reset();
-  stay_ = true;
-  upSince_ = idleSince_ = now_;
+  wasUp_ = true;
+  upSince_ = idleSince_ = usedAt_ = now_;
   changedSomething();
 }
 
@@ -334,13 +355,18 @@ void ImapSession::keepFresh() {
   }
   ImapDialogue& dialogue = client_->dialogue();
   if (dialogue.unanswered() != before) {
-    idleSince_ = now_;
+    idleSince_ = usedAt_ = now_;
+  }
+  if (watched_ || work_.wantsAnything() || work_.marksUnconfirmed() > 0) {
+    usedAt_ = now_;
   }
   status_.idles = dialogue.idling() || status_.idles;
   if (leaving_ || dialogue.owesReply()) {
     return;
   }
-  if (dialogue.idling() && isDue(idleSince_ + kIdleRenewal)) {
+  if (!watched_ && isDue(usedAt_ + kUnusedLife)) {
+    sayGoodbye();
+  } else if (dialogue.idling() && isDue(idleSince_ + kIdleRenewal)) {
     dialogue.endIdle();
     idleSince_ = now_;
   } else if (!dialogue.idling()) {
@@ -356,6 +382,16 @@ void ImapSession::keepFresh() {
       idleSince_ = now_;
     }
   }
+}
+
+void ImapSession::sayGoodbye() {
+  saidGoodbye_ = true;
+  leaveUntil_ = leaveUntil_.value_or(now_ + kFarewellLimit);
+  client_->logout();
+}
+
+bool ImapSession::goodbyeIsOver() const {
+  return now_ >= *leaveUntil_ || client_->dialogue().unanswered() == 0;
 }
 
 void ImapSession::transmit() {
@@ -376,11 +412,10 @@ void ImapSession::leave() {
     return;
   }
   if (!late && status_.up && !saidGoodbye_) {
-    saidGoodbye_ = true;
-    client_->logout();
+    sayGoodbye();
     transmit();
   }
-  if (!late && status_.up && client_->dialogue().unanswered() > 0) {
+  if (status_.up && !goodbyeIsOver()) {
     return;
   }
   lose({0, "The mailbox has been closed"});
@@ -394,8 +429,16 @@ void ImapSession::lose(Error why, Loss how) {
   status_.failure = why;
   client_.reset();
   connection_.reset();
-  work_.detach(how);
+  const bool left = std::exchange(saidGoodbye_, false) && !leaving_;
+  work_.detach(left ? Loss::kOther : how);
   wantSave();
+  if (left) {
+    // Nothing has failed: what was wanted since the goodbye gets another connection at once.
+    leaveUntil_.reset();
+    status_.failure.reset();
+    changedSomething();
+    return;
+  }
   // Time in which it owed a reply does not count: a server that never answers has not lasted.
   const bool stable = wasUp && lastReply_ - upSince_ >= kStableAfter;
   const bool again = pauses_.failed(now_, stable) && wasUp && !leaving_;
@@ -459,10 +502,9 @@ ImapSession::Time ImapSession::nextMoment() const {
     atMost(*leaveUntil_);
   }
   if (!connection_) {
-    const bool refused = status_.failure && status_.failure->code == kLogonRefused;
     if (leaving_) {
       atMost(now_);
-    } else if (work_.wantsAnything() || ((stay_ || work_.marksWaiting() > 0) && !refused)) {
+    } else if (work_.wantsAnything() || opensByItself()) {
       atMost(pauses_.byItself());
     }
     return next;
@@ -475,6 +517,9 @@ ImapSession::Time ImapSession::nextMoment() const {
     atMost(lastReply_ + kReplyLimit);
   } else if (status_.up) {
     atMost(idleSince_ + (client_->dialogue().idling() ? Time(kIdleRenewal) : Time(kNoopInterval)));
+    if (!watched_) {
+      atMost(usedAt_ + kUnusedLife);
+    }
   }
   if (markSince_) {
     atMost(*markSince_ + kMarkDelay);

@@ -3,6 +3,9 @@
 // ImapWork wants, idles in between, and notices when it has died. It runs on a thread of its own,
 // which calls step() until that returns false.
 //
+// While the folder is not watched, a connection that nobody has used for kUnusedLife is left, and
+// none is opened again before something is wanted or a read mark waits.
+//
 // All state is guarded by one lock, which is held except while the thread waits or works on the
 // disk, so that the user-interface thread waits for neither when it looks at what is there. All
 // waits have limits, measured by Network::steadyTime().
@@ -56,6 +59,8 @@ inline constexpr std::chrono::hours kIdleRefusalLife{24};
 inline constexpr std::chrono::minutes kNoopInterval{4};
 /// Read marks are sent so long after the first of them, together.
 inline constexpr std::chrono::milliseconds kMarkDelay{500};
+/// A connection to a folder that is not watched is left so long after its last use.
+inline constexpr std::chrono::minutes kUnusedLife{5};
 /// A connection that has lived so long is not counted with those that failed before.
 inline constexpr std::chrono::minutes kStableAfter{1};
 /// What is needed to recognise messages again is written to disk so often.
@@ -63,7 +68,7 @@ inline constexpr std::chrono::minutes kSaveInterval{1};
 /// What the session's thread would wake up for within so long is done at once when takeAlong() is
 /// called: a little more than the minute that lies between two calls.
 inline constexpr std::chrono::seconds kTakenAlong{75};
-/// What is left for marks under way when the store is closed.
+/// What is left for marks under way when the store is closed, and for each goodbye.
 inline constexpr std::chrono::seconds kFarewellLimit{3};
 
 /// What signing in needs; all are called on the session's thread.
@@ -133,6 +138,8 @@ class ImapSession {
   /// kUsersPause after the last failure at the earliest. Does nothing while a connection is there
   /// or being opened.
   void tryAgain();
+  /// Whether the folder is watched; at first it is not. Either counts as a use of the connection.
+  void watch(bool on);
   /// As work(), where nothing new is wanted.
   template <class Act>
   auto look(Act&& act) const {
@@ -163,6 +170,7 @@ class ImapSession {
   void advance(std::unique_lock<std::mutex>& lock);
   bool hasToAct() const;
   bool mayConnect(Time now);
+  bool opensByItself() const;
   void connect(std::unique_lock<std::mutex>& lock);
   void converse();
   void open();
@@ -171,6 +179,8 @@ class ImapSession {
   void receive();
   void checkLife();
   void keepFresh();
+  void sayGoodbye();
+  bool goodbyeIsOver() const;
   void transmit();
   void leave();
   void lose(Error why, Loss how = Loss::kOther);
@@ -209,7 +219,10 @@ class ImapSession {
   Time ahead_{0};  // how much of the future is done now
   ReconnectPauses pauses_;
   bool userAsks_ = false;
-  bool stay_ = false;  // it was up once, and is to be up again
+  bool wasUp_ = false;  // at any time
+  bool watched_ = false;
+  bool used_ = false;  // since the last step
+  Time usedAt_{0};
   Time upSince_{0};
   Time lastInput_{0};
   Time lastReply_{0};

@@ -6,13 +6,13 @@
 // Threads: all calls come from the user-interface thread, and `done` of synchronise() is called on
 // it. An implementation may work on threads of its own, but shows their results only there.
 //
-// Waiting: identity(), folder(), check(), alive(), userAsks(), minutePassed(), synchronise(), and
-// of a listing size(), entryId(), seen() and setSeen() answer from what is known, without waiting
-// for a server. signIn(), list(), head() and open() may wait for one, and give up once nothing has
-// come from it for kLongestInboxWait. While it waits an implementation calls StoreWorld::keepAlive
-// at least every 50 ms, and fails at once when that returns false. keepAlive runs events, so other
-// calls of the same inbox can come in between, also close(), after which the waiting call fails at
-// once; but not its destruction.
+// Waiting: identity(), folder(), check(), alive(), userAsks(), minutePassed(),
+// forwardingSwitched(), synchronise(), and of a listing size(), entryId(), seen() and setSeen()
+// answer from what is known, without waiting for a server. signIn(), list(), head() and open() may
+// wait for one, and give up once nothing has come from it for kLongestInboxWait. While it waits an
+// implementation calls StoreWorld::keepAlive at least every 50 ms, and fails at once when that
+// returns false. keepAlive runs events, so other calls of the same inbox can come in between, also
+// close(), after which the waiting call fails at once; but not its destruction.
 //
 // Failures: an Error has a sentence for the user (server, step, and the server's words) and a code.
 // The caller turns it into a MailStoreError. Codes that the caller tells apart: kLogonRefused, and
@@ -136,6 +136,8 @@ class Inbox {
   virtual void userAsks() {}
   /// See OutgoingMail::minutePassed().
   virtual void minutePassed() {}
+  /// See OutgoingMail::forwardingSwitched().
+  virtual void forwardingSwitched(bool /*on*/) {}
 
   /// The listing of the moment, complete or not at all: a message that is missing from it has left
   /// the mailbox, or is being moved within it. An account may leave out messages that are read.

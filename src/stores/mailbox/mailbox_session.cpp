@@ -86,6 +86,12 @@ void MailboxSession::minutePassed() {
   }
 }
 
+void MailboxSession::forwardingSwitched(bool on) {
+  if (!closed_) {
+    inbox_->forwardingSwitched(on);
+  }
+}
+
 // The inbox comes first: where it cannot be used, no outbox is made and no lock is taken.
 void MailboxSession::use(Result<void> (Inbox::*usable)()) {
   requireNotClosed();

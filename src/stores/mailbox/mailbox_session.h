@@ -46,6 +46,7 @@ class MailboxSession {
   /// These do nothing once the session is closed.
   void userAsks();
   void minutePassed();
+  void forwardingSwitched(bool on);
   /// As MailStore::beginToClose().
   bool beginToClose(std::function<void()> ready);
   /// Writes the mark that is held back, unless its message is just being read, ends a delivery

@@ -270,6 +270,7 @@ class StoreOutgoing : public OutgoingMail {
   void tryAgain(std::function<void()> done) override { session_->tryAgain(std::move(done)); }
   void userAsks() override { session_->userAsks(); }
   void minutePassed() override { session_->minutePassed(); }
+  void forwardingSwitched(bool on) override { session_->forwardingSwitched(on); }
 
  private:
   SessionRef session_;

@@ -73,7 +73,9 @@ StoreWorld AccountHouse::world() {
 }
 
 std::unique_ptr<AccountInbox> AccountHouse::makeInbox() {
-  return std::make_unique<AccountInbox>(settings, world(), AccountInbox::Threading::kCaller);
+  auto inbox = std::make_unique<AccountInbox>(settings, world(), AccountInbox::Threading::kCaller);
+  inbox->forwardingSwitched(true);
+  return inbox;
 }
 
 }  // namespace relaybird

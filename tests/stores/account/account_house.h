@@ -25,7 +25,7 @@ namespace relaybird {
 struct AccountHouse {
   AccountHouse();
 
-  /// Makes an inbox, with nothing connected.
+  /// Makes an inbox of a program that forwards, with nothing connected.
   std::unique_ptr<AccountInbox> makeInbox();
   StoreWorld world();
 

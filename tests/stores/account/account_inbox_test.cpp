@@ -373,5 +373,30 @@ TEST_F(AccountInboxTest, IsOfNoUseAfterItWasClosed) {
   EXPECT_THAT(inbox_->syncMarks({"imap-7-1"}).durable, ElementsAre("imap-7-1"));
 }
 
+// As between a test cycle and the next one.
+TEST_F(AccountInboxTest, WhileForwardingIsOffTheConnectionIsLeftAndTheNextListingOpensAnother) {
+  const auto pass = [this](std::chrono::milliseconds time) {
+    bool over = false;
+    house_.network.after(time, [&] {
+      over = true;
+      house_.network.wake();
+    });
+    while (!over) {
+      inbox_->step();
+    }
+  };
+  inbox_->forwardingSwitched(true);
+  ASSERT_TRUE(inbox_->list());
+  pass(kUnusedLife * 4);
+  EXPECT_TRUE(inbox_->alive());
+  inbox_->forwardingSwitched(false);
+  pass(kUnusedLife * 4);
+  EXPECT_FALSE(inbox_->alive());
+  EXPECT_EQ(house_.network.connections(), 1U);
+  ASSERT_TRUE(inbox_->list());
+  EXPECT_TRUE(inbox_->alive());
+  EXPECT_EQ(house_.network.connections(), 2U);
+}
+
 }  // namespace
 }  // namespace relaybird

@@ -90,6 +90,7 @@ class SlowDiskTest : public ImapSessionFixture {
                                                               {},
                                                               [] {},
                                                               with.complain});
+    session_->watch(true);
   }
   std::ptrdiff_t count(std::string_view beginning) const {
     return std::count_if(steps_.begin(), steps_.end(), [beginning](const std::string& step) {

@@ -37,6 +37,7 @@ class ImapSessionFixture : public testing::Test {
       account_.add(uid, simpleMail("m" + std::to_string(uid)));
     }
     session_ = std::make_unique<ImapSession>(world());
+    session_->watch(true);
   }
 
   ImapSessionWorld world() {

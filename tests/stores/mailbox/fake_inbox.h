@@ -72,7 +72,8 @@ struct FakeServer {
   /// Whether a listing has all unread messages.
   bool listsAll = true;
 
-  /// What was asked, in order: "seen ID", "unseen ID", "close", "sync", "user asks", "minute".
+  /// What was asked, in order: "seen ID", "unseen ID", "close", "sync", "user asks", "minute",
+  /// "on", "off".
   std::vector<std::string> asked;
 };
 
@@ -129,6 +130,7 @@ class FakeInbox : public Inbox {
   }
   void userAsks() override { server_.asked.emplace_back("user asks"); }
   void minutePassed() override { server_.asked.emplace_back("minute"); }
+  void forwardingSwitched(bool on) override { server_.asked.emplace_back(on ? "on" : "off"); }
   Result<std::shared_ptr<InboxListing>> list() override;
   MarkReport syncMarks(const std::unordered_set<std::string>& entryIds) override;
   void synchronise(std::function<void()> done) override { waiting_.push_back(std::move(done)); }

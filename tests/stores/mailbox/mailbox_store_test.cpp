@@ -221,6 +221,12 @@ TEST_F(MailboxStoreTest, TheInboxLearnsThatTheUserAsks) {
   EXPECT_THAT(server.asked, ElementsAre("user asks"));
 }
 
+TEST_F(MailboxStoreTest, TheInboxLearnsWhetherForwardingIsOn) {
+  store->outgoing().forwardingSwitched(true);
+  store->outgoing().forwardingSwitched(false);
+  EXPECT_THAT(server.asked, ElementsAre("on", "off"));
+}
+
 TEST_F(MailboxStoreTest, TheInboxLearnsOfEachMinute) {
   store->outgoing().minutePassed();
   EXPECT_THAT(server.asked, ElementsAre("minute"));

@@ -118,6 +118,7 @@ class FakeOutgoing : public OutgoingMail {
   }
   void userAsks() override { ++asks; }
   void minutePassed() override { ++minutes; }
+  void forwardingSwitched(bool on) override { switched.push_back(on); }
 
   OutgoingState now;
   std::size_t waits = 0;
@@ -125,6 +126,7 @@ class FakeOutgoing : public OutgoingMail {
   int tries = 0;
   int asks = 0;
   int minutes = 0;
+  std::vector<bool> switched;  ///< forwarding on or off
   std::function<void()> tried;
 };
 

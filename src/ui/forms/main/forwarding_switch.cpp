@@ -134,6 +134,7 @@ void ForwardingSwitch::switchOn(bool bAutoStart) {
   log_.AddToLog("--- Forwarding turned ON at " + since + " ---");
   outbox_.showAndLog();
   state().forwardingOn = true;
+  world_.outgoing.forwardingSwitched(true);
   window_.txtRunningSince.setText(since);
   showRunning(true);
   engine_.schedule().startCountdown();
@@ -180,6 +181,7 @@ void ForwardingSwitch::stop() {
   engine_.pass().stopAfterItem();
   startTimer_->setEnabled(false);
   state().forwardingOn = false;
+  world_.outgoing.forwardingSwitched(false);
   window_.txtRunningSince.setText("-");
   engine_.schedule().stopCountdown();
   showRunning(false);

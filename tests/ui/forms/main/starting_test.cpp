@@ -77,6 +77,16 @@ TEST_F(StartingTest, TheStoreLearnsOfEachMinuteOfTheCountdown) {
   EXPECT_EQ(outgoing_.minutes, stopped);
 }
 
+TEST_F(StartingTest, TheStoreLearnsWhetherForwardingIsOn) {
+  oneAddress();
+  (void)program();
+  EXPECT_THAT(outgoing_.switched, IsEmpty());
+  switchOn();
+  EXPECT_THAT(outgoing_.switched, ElementsAre(true));
+  click("frmRelaybird", "cmdStop");
+  EXPECT_THAT(outgoing_.switched, ElementsAre(true, false));
+}
+
 TEST_F(StartingTest, TheMenuStartsAndStopsToo) {
   oneAddress();
   dialogs_.answer(BoxAnswer::kYes);
