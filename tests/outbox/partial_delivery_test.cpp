@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <latch>
 #include <map>
 #include <set>
+#include <thread>
 
 #include "outbox/delivery_fixture.h"
 #include "support/cut_disk.h"
@@ -20,6 +22,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 using testing::UnorderedElementsAreArray;
 
 constexpr const char* kToThree =
@@ -343,7 +346,10 @@ TEST_F(PartialDeliveryTest, ANewStartOrARequestDoesNotForgetThatAMessageMayHaveA
   for (const bool anew : {true, false}) {
     SCOPED_TRACE(anew);
     struct Searching : ScriptedTransport {
-      bool hasArrived(const OutgoingMessage&, std::stop_token) override { return ++asked > 0; }
+      Arrived hasArrived(const OutgoingMessage&, std::stop_token) override {
+        ++asked;
+        return Arrived::kYes;
+      }
       int asked = 0;
     } searching;
     use(searching);
@@ -380,10 +386,17 @@ TEST_F(PartialDeliveryTest, ANewStartOrARequestDoesNotForgetThatAMessageMayHaveA
 
 struct SearchingTransport : ScriptedTransport {
   bool searches() const override { return true; }
-  bool hasArrived(const OutgoingMessage& message, std::stop_token) override {
+  Arrived hasArrived(const OutgoingMessage& message, std::stop_token stop) override {
     asked.push_back(message.subject);
-    return message.subject == arrived;
+    if (onSearch) {
+      onSearch(stop);
+    }
+    return silent                       ? Arrived::kNotKnownNow
+           : message.subject == arrived ? Arrived::kYes
+                                        : Arrived::kNo;
   }
+  bool silent = false;  // nobody can tell
+  std::function<void(std::stop_token)> onSearch;
   std::string arrived;
   std::vector<std::string> asked;
 };
@@ -466,9 +479,9 @@ TEST_F(PartialDeliveryTest, ABeginningIsDurableBeforeTheMessageLeavesWithOneSync
 
 TEST_F(PartialDeliveryTest, AMessageThatIsFoundToHaveArrivedIsNotSentAgain) {
   struct Searching : ScriptedTransport {
-    bool hasArrived(const OutgoingMessage& message, std::stop_token) override {
+    Arrived hasArrived(const OutgoingMessage& message, std::stop_token) override {
       asked.push_back(message.subject);
-      return message.subject == "one";
+      return message.subject == "one" ? Arrived::kYes : Arrived::kNo;
     }
     std::vector<std::string> asked;
   } searching;
@@ -488,6 +501,194 @@ TEST_F(PartialDeliveryTest, AMessageThatIsFoundToHaveArrivedIsNotSentAgain) {
   EXPECT_THAT(searching.asked, ElementsAre("one", "two"));
   EXPECT_THAT(std::exchange(searching.subjects, {}), ElementsAre("two", "three"));
   EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+// Messages whose answers got lost, on a transport that cannot tell whether they have arrived.
+class DoubtfulDeliveryTest : public PartialDeliveryTest {
+ protected:
+  static constexpr const char* kWaits =
+      "Waits until it can be found out whether it has arrived already, for a day at most: ";
+  DoubtfulDeliveryTest() { use(searching); }
+  void loseTheAnswersFor(const std::vector<std::string>& subjects) {
+    searching.answer = [](const std::string&) { return Outcome{Kind::kUnknown, "lost", false}; };
+    for (const std::string& subject : subjects) {
+      send(subject);
+    }
+    flush();
+    EXPECT_THAT(std::exchange(searching.subjects, {}), UnorderedElementsAreArray(subjects));
+    searching.answer = nullptr;
+    searching.silent = true;
+    notices.clear();
+    world.clock.advance(minutes{10});
+  }
+  void startAgain() {
+    worker.reset();
+    outbox.reset();
+    outbox = world.open();
+    use(searching);
+  }
+  SearchingTransport searching;
+};
+
+// It was sent again, and arrived twice although the folder of sent mail had it.
+TEST_F(DoubtfulDeliveryTest, AMessageWaitsWhileNobodyCanTellWhetherItHasArrived) {
+  loseTheAnswersFor({"one"});
+  flush();
+  EXPECT_EQ(worker->nextAttempt(), world.clock.now() + minutes{20});
+  EXPECT_EQ(worker->counts().kept, 1U);
+  world.clock.advance(minutes{20});
+  flush();
+  EXPECT_EQ(worker->nextAttempt(), world.clock.now() + minutes{40});
+  EXPECT_THAT(searching.asked, SizeIs(2));
+  EXPECT_THAT(searching.subjects, IsEmpty());
+  EXPECT_THAT(notices, ElementsAre(std::string(kWaits) + "\"one\"")) << "once";
+  startAgain();
+  flush();
+  EXPECT_THAT(searching.asked, SizeIs(3));
+  EXPECT_THAT(searching.subjects, IsEmpty());
+
+  searching.silent = false;
+  searching.arrived = "one";
+  world.clock.advance(minutes{1});
+  flush();
+  EXPECT_THAT(searching.subjects, IsEmpty());
+  EXPECT_THAT(world.names("new"), IsEmpty());
+  EXPECT_EQ(notices.back(), "Has arrived already, so it is not sent again: \"one\"");
+}
+
+TEST_F(DoubtfulDeliveryTest, AMessageThatIsFoundNotToHaveArrivedIsSentAfterTheWait) {
+  loseTheAnswersFor({"one"});
+  flush();
+  searching.silent = false;
+  searching.answer = [](const std::string&) { return Outcome{Kind::kUnknown, "lost", false}; };
+  world.clock.advance(minutes{20});
+  flush();
+  EXPECT_THAT(searching.subjects, ElementsAre("one"));
+  notices.clear();
+  searching.silent = true;
+  world.clock.advance(minutes{60});
+  flush();
+  EXPECT_THAT(notices, ElementsAre(std::string(kWaits) + "\"one\"")) << "a doubt of its own";
+  searching.silent = false;
+  searching.answer = nullptr;
+  world.clock.advance(minutes{60});
+  flush();
+  EXPECT_THAT(searching.subjects, ElementsAre("one", "one"));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST_F(DoubtfulDeliveryTest, ADayAfterTheLostAnswerTheMessageIsSentAllTheSame) {
+  for (const bool anew : {false, true}) {
+    SCOPED_TRACE(anew);
+    const std::string subject = anew ? "two" : "one";
+    loseTheAnswersFor({subject});
+    flush();
+    world.clock.advance(kLongestDoubt - minutes{11});
+    if (anew) {
+      startAgain();
+    }
+    flush();
+    EXPECT_THAT(searching.subjects, IsEmpty()) << "a minute is left";
+    notices.clear();
+    // The transport does not take it at first.
+    searching.answer = [](const std::string&) { return temporary(true); };
+    for (int i = 0; i < 3; ++i) {
+      world.clock.advance(minutes{60});
+      flush();
+    }
+    EXPECT_THAT(std::exchange(searching.subjects, {}), SizeIs(3));
+    ASSERT_THAT(notices, SizeIs(2)) << "each once";
+    EXPECT_EQ(notices[0],
+              "It could not be found out for a day whether it has arrived already, so it is sent "
+              "again under the same Message-ID: \"" +
+                  subject + "\"");
+    searching.answer = nullptr;
+    world.clock.advance(minutes{60});
+    flush();
+    EXPECT_THAT(std::exchange(searching.subjects, {}), ElementsAre(subject));
+    EXPECT_THAT(world.names("new"), IsEmpty());
+    searching.silent = false;
+  }
+}
+
+TEST_F(DoubtfulDeliveryTest, TheOthersGoOnAndOneFailedSearchIsEnoughForASeries) {
+  std::vector<std::string> doubtful;
+  for (int i = 10; i < 30; ++i) {
+    doubtful.push_back(std::to_string(i));
+  }
+  for (const std::string& subject : doubtful) {
+    searching.answer = [](const std::string&) { return Outcome{Kind::kUnknown, "lost", false}; };
+    send(subject);
+    flush();
+    worker->tryAgain(nullptr);  // ends the pause after many lost answers
+    events.runUntilIdle();
+  }
+  searching.subjects.clear();
+  searching.answer = nullptr;
+  searching.silent = true;
+  world.clock.advance(minutes{10});
+  send("other");
+  send("another");
+  notices.clear();
+  flush();
+  EXPECT_THAT(searching.asked, SizeIs(1));
+  EXPECT_THAT(searching.subjects, UnorderedElementsAre("other", "another"));
+  EXPECT_EQ(std::count_if(notices.begin(), notices.end(),
+                          [](const std::string& line) { return line.starts_with(kWaits); }),
+            20);
+  send("later");
+  flush();
+  EXPECT_THAT(searching.asked, SizeIs(1)) << "none is due";
+  EXPECT_THAT(searching.subjects, UnorderedElementsAre("other", "another", "later"));
+}
+
+// The answer for a message may also have got lost with the program.
+TEST_F(DoubtfulDeliveryTest, AfterACrashTheDayBeginsWithTheFirstSearch) {
+  const TempFolder copy;
+  searching.onDeliver = [&](std::stop_token) {
+    std::filesystem::copy(world.temp.path(""), copy.path(""),
+                          std::filesystem::copy_options::recursive);
+  };
+  send("one");
+  flush();
+  searching.onDeliver = nullptr;
+  searching.subjects.clear();
+  searching.silent = true;
+  world.folder = copy.path("mail/outbox");
+  world.journal = copy.path("state/rbx/journal");
+  world.clock.advance(std::chrono::hours{100});
+  startAgain();
+  flush();
+  EXPECT_THAT(searching.asked, SizeIs(1));
+  world.clock.advance(kLongestDoubt - minutes{1});
+  startAgain();
+  flush();
+  EXPECT_THAT(searching.asked, SizeIs(2));
+  EXPECT_THAT(searching.subjects, IsEmpty());
+  world.clock.advance(minutes{1});
+  flush();
+  EXPECT_THAT(searching.subjects, ElementsAre("one"));
+}
+
+TEST_F(DoubtfulDeliveryTest, TheEndOfTheProgramStopsASearchAndSendsNothing) {
+  loseTheAnswersFor({"one", "two"});
+  useThreads();
+  std::latch begun(1);
+  searching.onSearch = [&](std::stop_token stop) {
+    begun.count_down();
+    while (!stop.stop_requested()) {
+      std::this_thread::yield();
+    }
+  };
+  ThreadExecutor thread;
+  {
+    DeliveryWorker threaded(setting(&searching, thread));
+    threaded.flush(nullptr);
+    begun.wait();
+  }
+  EXPECT_THAT(searching.asked, SizeIs(1));
+  EXPECT_THAT(searching.subjects, IsEmpty());
+  EXPECT_THAT(world.names("new"), SizeIs(2));
 }
 
 TEST_F(PartialDeliveryTest, WhatKeepsEverythingBackIsToldOnce) {

@@ -5,6 +5,7 @@
 #include "outbox/delivery/delivery_retries.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace relaybird {
 
@@ -58,6 +59,14 @@ void DeliveryRetries::putOff(const std::string& name, const Outcome& outcome) {
   }
 }
 
+bool DeliveryRetries::doubt(const std::string& name, Doubt what) {
+  if (what == Doubt::kWaits) {
+    postpone(retries_[name], kLongestRetry);
+  }
+  const auto [told, isNew] = doubts_.emplace(name, what);
+  return std::exchange(told->second, what) != what || isNew;
+}
+
 // `retry` is the message's that the outcome was for.
 void DeliveryRetries::pause(Retry& retry, const Outcome& outcome, std::chrono::minutes most) {
   othersFirst_ = othersFirst_ || !outcome.everything || cameFromOne(outcome);
@@ -108,12 +117,14 @@ void DeliveryRetries::refused(const std::string& name) {
 
 void DeliveryRetries::keepOnly(const std::unordered_set<std::string>& names) {
   std::erase_if(retries_, [&](const auto& item) { return !names.contains(item.first); });
+  std::erase_if(doubts_, [&](const auto& item) { return !names.contains(item.first); });
   std::erase_if(held_, [&](const std::string& name) { return !names.contains(name); });
 }
 
 void DeliveryRetries::clear() {
   taken();
   retries_.clear();
+  doubts_.clear();
   held_.clear();
   othersFirst_ = false;
 }

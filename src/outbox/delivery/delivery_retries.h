@@ -35,6 +35,11 @@ inline constexpr std::chrono::minutes kLongestRetryOfConnection{5};
 inline constexpr std::chrono::hours kRetryAfterLimit{4};
 /// Longer than servers and their checks take to pass on what they have accepted.
 inline constexpr std::chrono::minutes kRetryAfterNoAnswer{10};
+/// So long after its answer got lost a message is sent again although it could not be found out
+/// whether it has arrived. An outage of the server that could tell, or a password that somebody has
+/// to correct, is over by then as a rule. After that it is worse if the message never leaves than
+/// if it comes twice: the second one has the same Message-ID.
+inline constexpr std::chrono::hours kLongestDoubt{24};
 
 /// One thread. Messages are named by their files.
 class DeliveryRetries {
@@ -58,6 +63,13 @@ class DeliveryRetries {
   /// The message was sent at that moment, and no answer is known. True if it has to wait, as if it
   /// had been put off then.
   bool waitForAnswer(const std::string& name, DateTime sent);
+  /// What is done with a message of which it cannot be found out whether it has arrived.
+  enum class Doubt { kWaits, kSentAllTheSame };
+  /// With kWaits the message waits as if it had been refused. That says nothing about the
+  /// transport, so the series goes on. Whether the user has yet to be told.
+  bool doubt(const std::string& name, Doubt what);
+  /// It was found out.
+  void endDoubt(const std::string& name) { doubts_.erase(name); }
   /// Whether nobody would be served now, so that the message is not to blame. Asked once for each
   /// outcome, before putOff().
   bool concernsAll(const std::string& name, const Outcome& outcome);
@@ -69,7 +81,10 @@ class DeliveryRetries {
   /// The message was refused for good, which says nothing about the others.
   void refused(const std::string& name);
   /// The message is no longer in the outbox.
-  void drop(const std::string& name) { retries_.erase(name); }
+  void drop(const std::string& name) {
+    retries_.erase(name);
+    doubts_.erase(name);
+  }
   /// Drops what others have removed from the outbox.
   void keepOnly(const std::unordered_set<std::string>& names);
   /// Everything may be tried at once.
@@ -99,6 +114,7 @@ class DeliveryRetries {
   std::map<std::string, Retry> retries_;
   Retry pause_;  ///< of the transport as a whole
   std::set<std::string> held_;
+  std::map<std::string, Doubt> doubts_;  ///< as the user was told
   int refusalsInRow_ = 0;
   bool othersFirst_ = false;  ///< single messages have ended a series before the others' turn
   std::string suspect_;       ///< the message whose answer held everything back

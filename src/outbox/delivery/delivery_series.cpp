@@ -135,10 +135,14 @@ DeliverySeries::Fate DeliverySeries::prepare(MessageUnderWay one, OutgoingText t
   const std::set<std::string> settled = parts_.queue.settledFor(one.claim);
   std::erase_if(recipients, [&](const std::string& address) { return settled.contains(address); });
   // Without recipients: all of them were settled, and a crash came before the message was removed.
-  if (recipients.empty() || arrivedBefore(one, *outgoing)) {
+  const Arrived arrived = recipients.empty() ? Arrived::kYes : arrivedBefore(one, *outgoing);
+  if (arrived == Arrived::kYes) {
     settlement_.remove(one);
     unsynced_ = true;
     return Fate::kGone;
+  }
+  if (arrived == Arrived::kNotKnownNow) {
+    return Fate::kKept;
   }
   // Messages under way are not counted yet. Together with them this one could exceed the limit of
   // an address, so it waits for their verdicts.
@@ -171,15 +175,52 @@ bool DeliverySeries::mayHaveArrived(const WaitingMessage& message) {
   return true;
 }
 
-// Asked if the last try had no answer, or if the program or the machine has failed during it.
-bool DeliverySeries::arrivedBefore(const MessageUnderWay& one, const OutgoingMessage& message) {
-  const bool doubtful =
-      parts_.queue.begun(one.claim) || parts_.queue.unansweredSince(one.message.name);
-  const bool found = doubtful && transport_.hasArrived(message, stop_);
-  if (found) {
+// Asked if the last try had no answer, or if the program or the machine has failed during it. Where
+// one search of a series fails the next one would fail too, and may take a minute.
+Arrived DeliverySeries::arrivedBefore(const MessageUnderWay& one, const OutgoingMessage& message) {
+  if (!parts_.queue.begun(one.claim) && !parts_.queue.unansweredSince(one.message.name)) {
+    return Arrived::kNo;
+  }
+  const Arrived arrived =
+      searchFailed_ ? Arrived::kNotKnownNow : transport_.hasArrived(message, stop_);
+  if (arrived == Arrived::kNotKnownNow) {
+    searchFailed_ = true;
+    return stop_.stop_requested() || waitsInDoubt(one) ? Arrived::kNotKnownNow : Arrived::kNo;
+  }
+  parts_.retries.endDoubt(one.message.name);
+  if (arrived == Arrived::kYes) {
     parts_.reports.say("Has arrived already, so it is not sent again: \"" + one.title + "\"");
   }
-  return found;
+  return arrived;
+}
+
+// False: the message has waited long enough and is sent all the same. After a crash it is not known
+// when the message was sent, so the time runs from the first search.
+bool DeliverySeries::waitsInDoubt(const MessageUnderWay& one) {
+  using Doubt = DeliveryRetries::Doubt;
+  const std::string& name = one.message.name;
+  auto since = parts_.queue.unansweredSince(name);
+  if (!since) {
+    noteUnanswered(one);
+    since = parts_.queue.unansweredSince(name);
+  }
+  // A clock that was set back must not prolong the waiting time without end.
+  const bool waits = std::chrono::abs(parts_.clock.now() - *since) < kLongestDoubt;
+  if (parts_.retries.doubt(name, waits ? Doubt::kWaits : Doubt::kSentAllTheSame)) {
+    parts_.reports.say((waits ? "Waits until it can be found out whether it has arrived already, "
+                                "for a day at most: \""
+                              : "It could not be found out for a day whether it has arrived "
+                                "already, so it is sent again under the same Message-ID: \"") +
+                       one.title + "\"");
+  }
+  parts_.reports.setKept(parts_.retries.count());
+  return waits;
+}
+
+void DeliverySeries::noteUnanswered(const MessageUnderWay& one) {
+  if (auto kept = parts_.queue.unanswered(one.claim); !kept) {
+    parts_.reports.say("The missing answer could not be recorded: " + kept.error().text);
+  }
 }
 
 bool DeliverySeries::addressStopped(const WaitingMessage& message,
@@ -234,9 +275,7 @@ void DeliverySeries::report(std::vector<Verdict> verdicts) {
     const auto found = underWay_.find(verdict.number);
     MessageUnderWay& one = found->second;
     if (verdict.outcome.kind == Outcome::Kind::kUnknown) {
-      if (auto kept = parts_.queue.unanswered(one.claim); !kept) {
-        parts_.reports.say("The missing answer could not be recorded: " + kept.error().text);
-      }
+      noteUnanswered(one);
     } else if (!hasLeft(verdict.outcome)) {
       end(one);
     }

@@ -48,7 +48,9 @@ class DeliverySeries : public MessageFeed {
   Fate prepare(std::size_t place, FedMessage& fed);
   Fate prepare(MessageUnderWay one, OutgoingText text, FedMessage& fed);
   bool mayHaveArrived(const WaitingMessage& message);
-  bool arrivedBefore(const MessageUnderWay& one, const OutgoingMessage& message);
+  Arrived arrivedBefore(const MessageUnderWay& one, const OutgoingMessage& message);
+  bool waitsInDoubt(const MessageUnderWay& one);
+  void noteUnanswered(const MessageUnderWay& one);
   bool addressStopped(const WaitingMessage& message, const OutgoingMessage& outgoing);
   void begin(MessageUnderWay& one);
   void end(MessageUnderWay& one);
@@ -63,6 +65,7 @@ class DeliverySeries : public MessageFeed {
   std::size_t due_ = 0;          ///< from next_ on, not held back when they were counted
   std::set<std::size_t> again_;  ///< places in known_ that were put back
   std::set<std::size_t> gone_;   ///< places in known_
+  bool searchFailed_ = false;    ///< whether a message has arrived could not be found out
   bool unsynced_ = false;        ///< something was recorded since makeDurable()
   std::size_t filesLeft_ = 0;    ///< of messages that have left
   std::uint64_t bytesLeft_ = 0;  ///< the same in bytes

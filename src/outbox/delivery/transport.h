@@ -105,6 +105,13 @@ class MessageFeed {
   virtual std::size_t waiting() const = 0;
 };
 
+/// Whether a message whose answer got lost has arrived.
+enum class Arrived {
+  kYes,
+  kNo,           ///< or there is nowhere to look for it
+  kNotKnownNow,  ///< it could not be found out; a later try may tell
+};
+
 class Transport {
  public:
   virtual ~Transport() = default;
@@ -121,11 +128,12 @@ class Transport {
   virtual bool searches() const { return false; }
   /// Whether a message whose answer got lost has arrived, found out in another way, such as by a
   /// search of the Sent folder. Asked on the same thread before the message is tried again; may
-  /// wait for a server.
-  virtual bool hasArrived(const OutgoingMessage& message, std::stop_token stop) {
+  /// wait for a server, and ends soon after `stop` was requested. The transport itself tells the
+  /// user why it is not known.
+  virtual Arrived hasArrived(const OutgoingMessage& message, std::stop_token stop) {
     static_cast<void>(message);
     static_cast<void>(stop);
-    return false;
+    return Arrived::kNo;
   }
 };
 

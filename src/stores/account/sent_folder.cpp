@@ -226,9 +226,10 @@ class SentFolderTransport : public Transport {
     sent_.tryAgain();
   }
   bool searches() const override { return true; }
-  bool hasArrived(const OutgoingMessage& message, std::stop_token stop) override {
+  // What has no identifier cannot be looked for.
+  Arrived hasArrived(const OutgoingMessage& message, std::stop_token stop) override {
     const std::string id = messageIdOf(message.text.beginning());
-    return !id.empty() && sent_.has(id, std::move(stop));
+    return id.empty() ? Arrived::kNo : sent_.has(id, std::move(stop));
   }
 
  private:
@@ -302,7 +303,7 @@ SentFolder::SentFolder(const MailSettings& settings, const StoreWorld& world)
       secret_(world.secrets, world.files, settings.imap, settings.imap,
               appPasswordLengthAt(settings.imap.server, settings.address)) {}
 
-bool SentFolder::has(const std::string& messageId, std::stop_token stop) {
+Arrived SentFolder::has(const std::string& messageId, std::stop_token stop) {
   bool there = false;
   Talk talk(version_, trace_, [&](Talk& self, const std::string& folder) {
     if (folder.empty()) {
@@ -323,7 +324,10 @@ bool SentFolder::has(const std::string& messageId, std::stop_token stop) {
       });
     });
   });
-  return converse(talk, searching_, kSentSearchLimit, std::move(stop)) && there;
+  if (!converse(talk, searching_, kSentSearchLimit, std::move(stop))) {
+    return Arrived::kNotKnownNow;
+  }
+  return there ? Arrived::kYes : Arrived::kNo;
 }
 
 void SentFolder::store(const std::function<std::optional<std::string>()>& next,

@@ -36,10 +36,10 @@ class SentFolder {
   /// What `world` refers to must outlive the object.
   SentFolder(const MailSettings& settings, const StoreWorld& world);
 
-  /// Whether a message of this identifier ("<...>") is there. Makes a connection of its own. False
-  /// too when that cannot be found out: the server is out of reach, has no such folder, or does not
-  /// answer in time.
-  bool has(const std::string& messageId, std::stop_token stop);
+  /// Whether a message of this identifier ("<...>") is there. Makes a connection of its own. kNo
+  /// too if the account has no such folder. kNotKnownNow if the server is out of reach, refuses, or
+  /// does not answer in time, and after a stop.
+  Arrived has(const std::string& messageId, std::stop_token stop);
   /// Stores what `next` gives, with CR LF at the line ends, as read messages, one after the other.
   /// `ended` is called for each that the server has stored or refused. Ends early when the
   /// connection does.
