@@ -31,6 +31,8 @@ class AccountThreadTest : public testing::Test {
 
 TEST_F(AccountThreadTest, AWalkReadsAndMarksWhatAThreadFetches) {
   auto inbox = std::make_unique<AccountInbox>(house_.settings, house_.world());
+  inbox->forwardingSwitched(
+      true);  // or minutes without use, which pass at once, end the connection
   int ends = 0;
   inbox->synchronise([&] { ++ends; });
   const auto listing = inbox->list();
@@ -87,6 +89,7 @@ class HeldUpAccountTest : public AccountThreadTest {
       return false;
     };
     inbox_ = std::make_unique<AccountInbox>(house_.settings, house_.world());
+    inbox_->forwardingSwitched(true);
     listing_ = *inbox_->list();
   }
   ~HeldUpAccountTest() override {
