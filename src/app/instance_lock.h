@@ -11,7 +11,8 @@
 
 namespace relaybird {
 
-/// The mailbox that a program works on: the name of its store, and where it is.
+/// The mailbox that a program works on: the name of its store, and where it is; for the lock, what
+/// MailStore::lockName() says.
 struct WatchedMailbox {
   std::string store;
   std::string place;

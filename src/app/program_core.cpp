@@ -130,9 +130,11 @@ std::optional<ProgramCore::Refusal> ProgramCore::lockMailbox(InstanceLock::Wait 
   lock_ = std::make_unique<InstanceLock>(
       files,
       LockHolder{identity_.name, platform.process, platform.clock->toText(platform.clock->now())});
-  auto taken = lock_->takeName(platform.folders->stateFolder(), mailbox_, wait);
+  const MailStore* store = slot_.store();
+  const std::string name = store != nullptr ? store->lockName() : mailbox_.place;
+  auto taken = lock_->takeName(platform.folders->stateFolder(), {mailbox_.store, name}, wait);
   // A mailbox that is missing or cannot be read is reported by the store, at every check.
-  const std::string place = slot_.store() != nullptr ? slot_.store()->folder() : "";
+  const std::string place = store != nullptr ? store->folder() : "";
   if (taken && !place.empty()) {
     auto folder = lock_->takeFolder(place, wait);
     if (!folder && folder.error().code == EWOULDBLOCK) {

@@ -76,6 +76,12 @@ bool isLocalHost(std::string_view host) {
   return name.starts_with("127.") && name.find_first_not_of("0123456789.") == std::string::npos;
 }
 
+std::string accountName(const AccountSettings& account) {
+  const MailServer& server = account.server;
+  const std::string port = isLocalHost(server.host) ? ':' + std::to_string(server.port) : "";
+  return asciiLower(account.user) + '@' + asciiLower(server.host) + port;
+}
+
 // Texts, so that two settings can be compared key by key without a comparison for each type.
 std::vector<MailSetting> mailSettingTexts(const MailSettings& settings) {
   std::vector<MailSetting> texts;

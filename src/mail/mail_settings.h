@@ -91,6 +91,11 @@ std::uint16_t usualPort(MailProtocol protocol, Security security);
 /// "*.localhost", 127.0.0.0/8, ::1.
 bool isLocalHost(std::string_view host);
 
+/// "user@host", the same for every way of writing it. An account stays the same when its server is
+/// reached through another port. On this computer several bridges may serve the same user, each
+/// through a port of its own, so there the port belongs to the name.
+std::string accountName(const AccountSettings& account);
+
 /// A key of the section and its value as a text.
 struct MailSetting {
   std::string_view key;

@@ -327,9 +327,10 @@ class MailStore {
   virtual ~MailStore() = default;
   virtual ObjectFactory& factory() = 0;
   virtual OutgoingMail& outgoing() = 0;
-  /// Identifies the mailbox: the same text for every way of naming it. Two programs must not work
-  /// on the same place at once.
+  /// Identifies the mailbox: the same text for every way of naming it.
   virtual std::string place() const = 0;
+  /// What two programs must not work on at once: the place, or the account that it belongs to.
+  virtual std::string lockName() const { return place(); }
   /// The folder on this disk that holds the mailbox, to be locked against programs with another
   /// state folder; empty for a mailbox on a server.
   virtual std::string folder() const { return {}; }

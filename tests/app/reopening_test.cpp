@@ -117,6 +117,8 @@ class ReopeningTest : public testing::Test {
         ->Restrict("[Unread]=true");
   }
   void deliver() { createAs<UtilityObject>(core_->objects(), prog_id::kUtility)->DeliverNow(); }
+  // Or minutes without use, which pass at once here, would end the connection.
+  void keepConnection() { core_->outgoing().forwardingSwitched(true); }
   // Forwards the message while both servers stand still: one with the mark, the other with the
   // verdict. They answer when they go on, or never.
   void forwardToServersThatHang(bool answer = true) {
@@ -136,6 +138,7 @@ class ReopeningTest : public testing::Test {
       return verdict && !answer ? std::optional(SmtpFault{.hang = true}) : std::nullopt;
     };
     ASSERT_FALSE(core_->prepare());
+    keepConnection();
     {
       const auto item = unread()->Item(1);
       item->UnRead(false);
@@ -207,6 +210,7 @@ TEST_F(ReopeningTest, WithoutAnyAnswerNothingIsForwardedAgain) {
   expectNoWait([this] { reopen(); });
   loop_.runUntil([this] { return opened_.has_value(); });
   ASSERT_TRUE(*opened_) << opened_->error().text;
+  keepConnection();
   EXPECT_FALSE(account_.find(1)->seen);
   EXPECT_THAT(notices_, HasSubstr("no answer came"));
   account_.instead = {};
@@ -216,6 +220,27 @@ TEST_F(ReopeningTest, WithoutAnyAnswerNothingIsForwardedAgain) {
   core_->closeStore();
   EXPECT_TRUE(account_.find(1)->seen);
   EXPECT_THAT(smtp_.taken, SizeIs(1)) << "it waits ten minutes, as it may have arrived";
+}
+
+// Two programs on two folders of an account took each other's copies of forwards.
+TEST_F(ReopeningTest, TheAccountIsLockedAndNotItsFolder) {
+  ASSERT_FALSE(core_->prepare());
+  const auto refused = [this](const std::string& user, const std::string& folder) {
+    writeBytes(temp_.path("config/rbx/rbx_prefs.ini"),
+               "[mail]\nstore=account\naddress=ann@example.org\nimap_host=imap.example.org\n"
+               "imap_user=" +
+                   user + "\nimap_folder=" + folder +
+                   "\nimap_secret=credential\n"
+                   "imap_secret_name=password\ndelivery=none\n");
+    ProgramCore other(
+        platform(), ProgramIdentity{"relaybird", "1.2.3", {1, 2, 3}}, loop_,
+        [](const StoreNotice&) {}, [] { return true; });
+    const auto refusal = other.prepare(InstanceLock::Wait::kNone);
+    return refusal && refusal->mailboxTaken ? refusal->text : "";
+  };
+  EXPECT_THAT(refused("ANN", "Work"),
+              testing::StartsWith("The mailbox imap:ann@imap.example.org is in use by relaybird"));
+  EXPECT_EQ(refused("bob", "Work"), "");
 }
 
 TEST_F(ReopeningTest, AProgramThatEndsMeanwhileReportsNoMailbox) {

@@ -69,14 +69,13 @@ AccountInbox::~AccountInbox() {
 }
 
 Result<std::string> AccountInbox::identity() const {
-  const MailServer& server = settings_.imap.server;
   // The name of the inbox alone is the same in any case (RFC 9051 section 5.1).
   const bool inbox = equalsAsciiCase(settings_.folder, "INBOX");
-  // An account stays the same when its server is reached through another port. On this computer
-  // several bridges may serve the same user, each through a port of its own.
-  const std::string port = isLocalHost(server.host) ? ':' + std::to_string(server.port) : "";
-  return "imap:" + asciiLower(settings_.imap.user) + '@' + asciiLower(server.host) + port + '/' +
-         (inbox ? "INBOX" : settings_.folder);
+  return account() + '/' + (inbox ? "INBOX" : settings_.folder);
+}
+
+std::string AccountInbox::account() const {
+  return "imap:" + accountName(settings_.imap);
 }
 
 // Of this account alone: another program may work on another account with the same state folder.

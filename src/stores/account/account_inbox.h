@@ -40,6 +40,7 @@ class AccountInbox : public Inbox {
   ~AccountInbox() override;
 
   Result<std::string> identity() const override;
+  std::string account() const override;
   Result<void> check() override { return {}; }
   Result<void> alive() override;
   Result<void> signIn() override;

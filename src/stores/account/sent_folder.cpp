@@ -189,8 +189,8 @@ class SentFolderTransport : public Transport {
                       const StoreWorld& world)
       : real_(std::move(real)), sent_(settings, world) {
     if (settings.keepSentCopy) {
-      copies_.emplace(world, world.stateFolder + "/rbx/sent-copies/" +
-                                 toHex(settings.imap.user + '@' + settings.imap.server.host));
+      copies_.emplace(world,
+                      world.stateFolder + "/rbx/sent-copies/" + toHex(accountName(settings.imap)));
     }
   }
   void deliverAll(MessageFeed& feed, std::stop_token stop) override {

@@ -116,8 +116,12 @@ class Inbox {
   /// out.
   virtual Result<std::string> identity() const = 0;
   /// The folder on this disk that holds the mailbox, as the settings name it. It is locked against
-  /// other programs before each use. Empty for an account: there the program locks the identity.
+  /// other programs before each use. Empty for an account.
   virtual std::string folder() const { return {}; }
+  /// The account that the mailbox belongs to, the same text for each of its folders. It is locked
+  /// against other programs: copies of forwards wait in a place of the account's. Empty for a
+  /// mailbox on this disk.
+  virtual std::string account() const { return {}; }
 
   /// Whether the mailbox can be used at all, as far as is known without asking a server. An account
   /// that has not been connected yet can. Called when the application object is made, and before

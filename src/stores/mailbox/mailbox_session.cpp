@@ -441,6 +441,11 @@ std::string MailboxSession::place() const {
   return identity ? *identity : inbox_->folder();
 }
 
+std::string MailboxSession::lockName() const {
+  const std::string account = inbox_->account();
+  return account.empty() ? place() : account;
+}
+
 std::string MailboxSession::outboxFolder() const {
   if (outbox_) {
     return outbox_->folder();

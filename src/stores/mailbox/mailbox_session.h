@@ -55,6 +55,8 @@ class MailboxSession {
 
   /// Identifies the mailbox; the folder as the settings name it where the identity is unknown.
   std::string place() const;
+  /// As MailStore::lockName().
+  std::string lockName() const;
   bool isFolder() const { return !inbox_->folder().empty(); }
   const MailSettings& settings() const { return settings_; }
   const Clock& clock() const { return world_.clock; }

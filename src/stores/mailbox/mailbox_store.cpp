@@ -311,6 +311,10 @@ std::string MailboxStore::place() const {
   return session_->place();
 }
 
+std::string MailboxStore::lockName() const {
+  return session_->lockName();
+}
+
 bool MailboxStore::beginToClose(std::function<void()> ready) {
   return session_->beginToClose(std::move(ready));
 }

@@ -37,6 +37,7 @@ class MailboxStore : public MailStore {
   OutgoingMail& outgoing() override { return *outgoing_; }
   /// The inbox's identity; its folder as the settings name it where the identity is unknown.
   std::string place() const override;
+  std::string lockName() const override;
   /// The place if it is a folder.
   std::string folder() const override;
   bool beginToClose(std::function<void()> ready) override;

@@ -38,6 +38,7 @@ TEST_F(AccountInboxTest, HasOneNameHoweverTheInboxIsWritten) {
   EXPECT_EQ(*house_.makeInbox()->identity(), *inbox_->identity());
   house_.settings.folder = "Inboxes";
   EXPECT_NE(*house_.makeInbox()->identity(), *inbox_->identity());
+  EXPECT_EQ(house_.makeInbox()->account(), inbox_->account()) << "it is what is locked";
 }
 
 // Two accounts shared the file of messages that were seen, and the spool.
