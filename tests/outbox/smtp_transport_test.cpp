@@ -271,6 +271,13 @@ struct LargeMessageWorld : SmtpWorld {
     EXPECT_TRUE(outbox->send("entry 2", "<2@id>", writes(largeText(2))));
     path = disk.folder + "/new/" + disk.names("new").at(0);
   }
+  ~LargeMessageWorld() {
+    // The outbox is closed after the members that these use are gone.
+    disk.files.refused = nullptr;
+    onSend = nullptr;
+  }
+  LargeMessageWorld(const LargeMessageWorld&) = delete;
+  LargeMessageWorld& operator=(const LargeMessageWorld&) = delete;
   // The read of that number from the message's file fails, and none after it.
   void failAtRead(int number) {
     reads = 0;
