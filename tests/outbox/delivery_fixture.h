@@ -64,9 +64,16 @@ class DeliveryWorkerTest : public testing::Test {
             },
             mostPerHour};
   }
-  void restart() {
+  void use(Transport& to) {
     worker.reset();
-    worker.emplace(setting(&transport, executor));
+    worker.emplace(setting(&to, executor));
+  }
+  void restart() { use(transport); }
+  /// What the next start of the program finds on the disk; use() begins the work.
+  void reopen() {
+    worker.reset();
+    outbox.reset();
+    outbox = world.open();
   }
   void useThreads() {
     worker.reset();

@@ -228,5 +228,38 @@ TEST_F(DeliveryRetriesTest, IsGivenUpAfterFiveDays) {
   EXPECT_THAT(notices.back(), HasSubstr("five days"));
 }
 
+TEST_F(DeliveryRetriesTest, WhatKeepsEverythingBackIsToldOnce) {
+  transport.answer = [](const std::string&) {
+    return Outcome{Kind::kTemporary, "535 wrong password", true};
+  };
+  send("one");
+  for (int i = 0; i < 5; ++i) {
+    flush();
+    world.clock.advance(minutes{60});
+  }
+  EXPECT_THAT(take(), SizeIs(5));
+  EXPECT_THAT(notices, ElementsAre("Kept for a later try: \"one\": 535 wrong password"));
+  worker->tryAgain(nullptr);
+  events.runUntilIdle();
+  EXPECT_THAT(notices, SizeIs(2)) << "the user asked";
+}
+
+TEST_F(DeliveryRetriesTest, AServerThatIsOutOfReachForAWeekMovesNothingToFailed) {
+  transport.answer = [](const std::string&) { return temporary(true); };
+  send("one");
+  send("two");
+  for (int i = 0; i < 7 * 24; ++i) {
+    world.clock.advance(minutes{60});
+    flush();
+  }
+  EXPECT_THAT(world.names("failed"), IsEmpty());
+  EXPECT_THAT(world.names("new"), SizeIs(2));
+  take();
+  transport.answer = nullptr;
+  world.clock.advance(minutes{60});
+  flush();
+  EXPECT_THAT(take(), ElementsAre("one", "two"));
+}
+
 }  // namespace
 }  // namespace relaybird
