@@ -209,7 +209,6 @@ void ImapSession::connect(std::unique_lock<std::mutex>& lock) {
           "Mail server " + world_.server.host + ": " + material.failure.words});
     return;
   }
-  lastInput_ = now_;
   connection_ = world_.network.connect(world_.server, material.signIn, kConnectLimit, world_.trace);
 }
 
@@ -218,7 +217,7 @@ void ImapSession::converse() {
     open();
   }
   if (client_ && !input_.empty()) {
-    lastInput_ = now_;
+    replies_.received(now_);
     client_->dialogue().received(input_);
     changedSomething();
   }
@@ -241,8 +240,7 @@ void ImapSession::open() {
   world_.signIn.accepted();
   client_ = std::make_unique<ImapClient>(work_.events(), world_.trace);
   loss_.reset();
-  lastInput_ = lastReply_ = now_;
-  replies_ = 0;
+  replies_.begin(now_);
   client_->capability([this](const Result<void>& result) {
     if (result) {
       select();
@@ -274,7 +272,8 @@ void ImapSession::onOpened(const ImapOpened& opened) {
   status_.everTried = true;
   status_.failure.reset();
   wasUp_ = true;
-  upSince_ = idleSince_ = usedAt_ = now_;
+  upSince_ = usedAt_ = now_;
+  idle_.used(now_);
   changedSomething();
 }
 
@@ -294,19 +293,11 @@ void ImapSession::checkLife() {
     lose({0, "Mail server " + world_.server.host + ": " + words}, how);
   };
   const auto whenClosed = [this](Loss loss = Loss::kClosedAtOnce) {
-    return now_ - lastReply_ < kClosedAtOnceWithin ? loss : Loss::kOther;
+    return replies_.hadToAnswerAt(now_) ? loss : Loss::kOther;
   };
   if (client_) {
     ImapDialogue& dialogue = client_->dialogue();
-    const bool owes = dialogue.owesReply();
-    // Not the number of commands without one: a reply may make the next command be sent at once.
-    if (!owes || dialogue.replies() != replies_) {
-      lastReply_ = now_;
-    }
-    if (!owes && dialogue.output().empty()) {
-      lastInput_ = now_;
-    }
-    replies_ = dialogue.replies();
+    replies_.look(dialogue, now_);
     if (loss_) {
       failed(std::exchange(loss_, std::nullopt)->text);
     } else if (!dialogue.fault().empty()) {
@@ -315,9 +306,9 @@ void ImapSession::checkLife() {
       failed("it has ended the connection: " + *dialogue.bye(), whenClosed());
     } else if (status_.up && client_->uidValidity() != work_.uidValidity()) {
       failed("the folder was numbered anew");
-    } else if (now_ - lastInput_ >= silenceLimit() || now_ - lastReply_ >= kReplyLimit) {
+    } else if (now_ >= replies_.deadline(*client_)) {
       if (dialogue.idleAsked()) {
-        noIdleUntil_ = now_ + kIdleRefusalLife;
+        idle_.refused(now_);
       }
       failed("it does not answer any more", Loss::kBroken);
     }
@@ -355,7 +346,8 @@ void ImapSession::keepFresh() {
   }
   ImapDialogue& dialogue = client_->dialogue();
   if (dialogue.unanswered() != before) {
-    idleSince_ = usedAt_ = now_;
+    usedAt_ = now_;
+    idle_.used(now_);
   }
   if (watched_ || work_.wantsAnything() || work_.marksUnconfirmed() > 0) {
     usedAt_ = now_;
@@ -366,21 +358,8 @@ void ImapSession::keepFresh() {
   }
   if (!watched_ && isDue(usedAt_ + kUnusedLife)) {
     sayGoodbye();
-  } else if (dialogue.idling() && isDue(idleSince_ + kIdleRenewal)) {
-    dialogue.endIdle();
-    idleSince_ = now_;
-  } else if (!dialogue.idling()) {
-    // One that ends IDLE at once must not be asked over and over.
-    const bool paused = dialogue.idleCut() && !isDue(idleSince_ + kNoopInterval);
-    if (now_ >= noIdleUntil_ && !paused) {
-      client_->idle([this] { noIdleUntil_ = now_ + kIdleRefusalLife; });
-      idleSince_ = dialogue.idling() ? now_ : idleSince_;
-    }
-    status_.idles = dialogue.idling();
-    if (!dialogue.idling() && isDue(idleSince_ + kNoopInterval)) {
-      client_->noop([](const Result<void>&) {});
-      idleSince_ = now_;
-    }
+  } else {
+    status_.idles = idle_.keep(*client_, now_, now_ + ahead_);
   }
 }
 
@@ -440,7 +419,7 @@ void ImapSession::lose(Error why, Loss how) {
     return;
   }
   // Time in which it owed a reply does not count: a server that never answers has not lasted.
-  const bool stable = wasUp && lastReply_ - upSince_ >= kStableAfter;
+  const bool stable = wasUp && replies_.lastReply() - upSince_ >= kStableAfter;
   const bool again = pauses_.failed(now_, stable) && wasUp && !leaving_;
   if (!again) {
     work_.giveUp(why);
@@ -476,10 +455,6 @@ void ImapSession::writeBodies(std::unique_lock<std::mutex>& lock) {
   }
 }
 
-ImapSession::Time ImapSession::silenceLimit() const {
-  return client_->awaitsSlowReply() ? Time(kSearchSilenceLimit) : Time(kSilenceLimit);
-}
-
 // Whether the server reports changes by itself, and nothing else is under way or wanted. What it
 // says can wait then.
 bool ImapSession::onlyIdles() const {
@@ -513,10 +488,9 @@ ImapSession::Time ImapSession::nextMoment() const {
     return next;  // the network measures the limit of opening
   }
   if (client_->dialogue().owesReply() || !client_->dialogue().output().empty()) {
-    atMost(lastInput_ + silenceLimit());
-    atMost(lastReply_ + kReplyLimit);
+    atMost(replies_.deadline(*client_));
   } else if (status_.up) {
-    atMost(idleSince_ + (client_->dialogue().idling() ? Time(kIdleRenewal) : Time(kNoopInterval)));
+    atMost(idle_.nextMoment(client_->dialogue()));
     if (!watched_) {
       atMost(usedAt_ + kUnusedLife);
     }

@@ -34,29 +34,16 @@
 #include "platform/system/network.h"
 #include "platform/system/random_bytes.h"
 #include "stores/account/fetched_body.h"
+#include "stores/account/idle_keeper.h"
 #include "stores/account/imap_client.h"
 #include "stores/account/imap_work.h"
 #include "stores/account/reconnect_pauses.h"
+#include "stores/account/reply_watch.h"
 
 namespace relaybird {
 
 /// From the first packet to the end of the sign-in.
 inline constexpr std::chrono::seconds kConnectLimit{30};
-/// How long the server may send nothing while it owes a reply.
-inline constexpr std::chrono::seconds kSilenceLimit{30};
-/// The same while it opens or searches the folder, which takes minutes where that is large.
-inline constexpr std::chrono::minutes kSearchSilenceLimit{4};
-/// How long it may take for one reply, although it sends something.
-inline constexpr std::chrono::minutes kReplyLimit{5};
-/// A connection that ends so soon after the server had to answer was probably ended over that.
-inline constexpr std::chrono::seconds kClosedAtOnceWithin{5};
-/// IDLE is repeated so often. Servers end a connection after 30 minutes (RFC 2177), and many
-/// routers forget one after ten.
-inline constexpr std::chrono::minutes kIdleRenewal{9};
-/// A server that has refused IDLE, or has not answered it, is not asked again for so long.
-inline constexpr std::chrono::hours kIdleRefusalLife{24};
-/// Where IDLE is not offered, the connection is kept by a NOOP so often.
-inline constexpr std::chrono::minutes kNoopInterval{4};
 /// Read marks are sent so long after the first of them, together.
 inline constexpr std::chrono::milliseconds kMarkDelay{500};
 /// A connection to a folder that is not watched is left so long after its last use.
@@ -191,7 +178,6 @@ class ImapSession {
   bool onlyIdles() const;
   void planWait();
   Time nextMoment() const;
-  Time silenceLimit() const;
   void changedSomething() { ++status_.news; }
 
   ImapSessionWorld world_;
@@ -224,11 +210,8 @@ class ImapSession {
   bool used_ = false;  // since the last step
   Time usedAt_{0};
   Time upSince_{0};
-  Time lastInput_{0};
-  Time lastReply_{0};
-  std::uint64_t replies_ = 0;  // when it was last looked at
-  Time idleSince_{0};
-  Time noIdleUntil_{0};
+  ReplyWatch replies_;
+  IdleKeeper idle_;
   Time savedAt_{0};
   bool saveDue_ = false;
   std::optional<Time> markSince_;
