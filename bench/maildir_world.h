@@ -81,10 +81,15 @@ struct MaildirBench {
   FakeEventQueue events;
   InlineExecutor executor;
   NoCommands commands;
-  MaildirStore store{
-      settings(),
-      {files, clock, events, executor, commands, systemRandomBytes, {}, folder.path() + "/state"},
-      std::shared_ptr<Transport>(std::shared_ptr<void>(), transport)};
+  MaildirStore store{settings(),
+                     {.files = files,
+                      .clock = clock,
+                      .events = events,
+                      .executor = executor,
+                      .commands = commands,
+                      .random = systemRandomBytes,
+                      .stateFolder = folder.path() + "/state"},
+                     std::shared_ptr<Transport>(std::shared_ptr<void>(), transport)};
   BenchWorld world{files, store.factory()};
 };
 
