@@ -13,7 +13,7 @@ namespace relaybird::bench {
 namespace {
 
 constexpr std::size_t kAttachmentBytes = 100'000'000;
-constexpr long kLimitMegabytes = 300;
+constexpr long kLimitMegabytes = 32;
 
 // Base64 lines of 76 characters stand for 57 bytes each.
 void writeLargeMessage(const std::string& path) {
