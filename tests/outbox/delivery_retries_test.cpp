@@ -166,6 +166,26 @@ TEST_F(DeliveryRetriesTest, ANewStartTriesAtOnce) {
   EXPECT_THAT(transport.subjects, SizeIs(2));
 }
 
+// A password that was refused for sending was not tried again by Start, after the user had
+// corrected it: for up to an hour nothing left, and the log was silent.
+TEST_F(DeliveryRetriesTest, AUserWhoAsksForACheckEndsTheWaits) {
+  struct AskedTransport : ScriptedTransport {
+    void tryAgain() override { ++asked; }
+    int asked = 0;
+  } asked;
+  use(asked);
+  asked.answer = [](const std::string&) { return temporary(true); };
+  send("one");
+  flush();
+  EXPECT_THAT(asked.subjects, SizeIs(1));
+  EXPECT_EQ(asked.asked, 0);
+  worker->userAsks();
+  events.runUntilIdle();
+  EXPECT_THAT(asked.subjects, SizeIs(2));
+  EXPECT_EQ(asked.asked, 1);
+  EXPECT_THAT(notices, SizeIs(2)) << "the user has asked";
+}
+
 TEST_F(DeliveryRetriesTest, AClockThatIsSetBackDoesNotMakeMessagesWaitLonger) {
   transport.answer = [](const std::string&) { return temporary(); };
   send("one");

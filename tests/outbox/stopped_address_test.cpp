@@ -76,6 +76,17 @@ TEST_F(StoppedAddressTest, NeitherTimeNorANewStartIsTheUsersWord) {
   EXPECT_THAT(worker->counts().stopped, ElementsAre("bob@example.org"));
 }
 
+TEST_F(StoppedAddressTest, ACheckThatTheUserAsksForIsNotTheUsersWord) {
+  sendMany(3);
+  flush();
+  notices.clear();
+  worker->userAsks();
+  events.runUntilIdle();
+  EXPECT_THAT(take(), ElementsAre("1", "2"));
+  EXPECT_THAT(notices, IsEmpty());
+  EXPECT_THAT(worker->counts().stopped, ElementsAre("bob@example.org"));
+}
+
 TEST_F(StoppedAddressTest, TheUsersWordLetsTheRestLeaveUpToTheLimitAgain) {
   sendMany(5);
   flush();

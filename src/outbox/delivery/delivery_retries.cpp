@@ -121,11 +121,10 @@ void DeliveryRetries::keepOnly(const std::unordered_set<std::string>& names) {
   std::erase_if(held_, [&](const std::string& name) { return !names.contains(name); });
 }
 
-void DeliveryRetries::clear() {
+void DeliveryRetries::endWaits() {
   taken();
   retries_.clear();
   doubts_.clear();
-  held_.clear();
   othersFirst_ = false;
 }
 

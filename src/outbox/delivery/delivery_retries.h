@@ -87,8 +87,10 @@ class DeliveryRetries {
   }
   /// Drops what others have removed from the outbox.
   void keepOnly(const std::unordered_set<std::string>& names);
-  /// Everything may be tried at once.
-  void clear();
+  /// Everything that is not held may be tried at once.
+  void endWaits();
+  /// Nothing is held any more.
+  void release() { held_.clear(); }
 
   /// How many messages were put off.
   std::size_t count() const { return retries_.size(); }

@@ -52,14 +52,18 @@ bool DeliveryWorker::stop(std::function<void()> stopped) {
 }
 
 void DeliveryWorker::flush(std::function<void()> done) {
-  begin(std::move(done), false);
+  begin(std::move(done), Afresh::kNothing);
 }
 
 void DeliveryWorker::tryAgain(std::function<void()> done) {
-  begin(std::move(done), true);
+  begin(std::move(done), Afresh::kWaitsAndStops);
 }
 
-void DeliveryWorker::begin(std::function<void()> done, bool afresh) {
+void DeliveryWorker::userAsks() {
+  begin({}, Afresh::kWaits);
+}
+
+void DeliveryWorker::begin(std::function<void()> done, Afresh afresh) {
   if (!setting_.transport) {
     // Nothing leaves this program, so there is nothing to wait for.
     reports_.post({std::move(done)});
@@ -69,7 +73,7 @@ void DeliveryWorker::begin(std::function<void()> done, bool afresh) {
     const std::lock_guard lock(mutex_);
     waiters_.push_back(std::move(done));
     wanted_ = true;
-    afreshWanted_ = afreshWanted_ || afresh;
+    afreshWanted_ = std::max(afreshWanted_, afresh);
     // A run that is under way takes the request as its next round.
     if (std::exchange(working_, true)) {
       setting_.transport->wake();
@@ -86,8 +90,9 @@ std::optional<DateTime> DeliveryWorker::nextAttempt() const {
 
 void DeliveryWorker::work() {
   while (nextTask()) {
-    if (std::exchange(afresh_, false)) {
-      startAfresh();
+    if (const Afresh afresh = std::exchange(afresh_, Afresh::kNothing);
+        afresh != Afresh::kNothing) {
+      startAfresh(afresh);
     }
     deliverWaiting();
     publish();
@@ -100,7 +105,7 @@ bool DeliveryWorker::nextTask() {
   const std::lock_guard lock(mutex_);
   if (wanted_ && !stop_.stop_requested()) {
     wanted_ = false;
-    afresh_ = std::exchange(afreshWanted_, false);
+    afresh_ = std::exchange(afreshWanted_, Afresh::kNothing);
     served_ = std::exchange(waiters_, {});
     return true;
   }
@@ -122,7 +127,7 @@ MessageFeed::Rest DeliveryWorker::rest() {
   }
   served_.clear();
   const std::lock_guard lock(mutex_);
-  if (afreshWanted_ || stop_.stop_requested() || !listedLately()) {
+  if (afreshWanted_ != Afresh::kNothing || stop_.stop_requested() || !listedLately()) {
     return MessageFeed::Rest::kEnd;
   }
   if (!std::exchange(wanted_, false)) {
@@ -133,11 +138,15 @@ MessageFeed::Rest DeliveryWorker::rest() {
 }
 
 // Also reads the folder again: the user may just have put a message back.
-void DeliveryWorker::startAfresh() {
+void DeliveryWorker::startAfresh(Afresh afresh) {
   setting_.transport->tryAgain();
-  retries_.clear();
+  retries_.endWaits();
   reports_.forgetWhatWasTold();
   listed_ = kNoDate;
+  if (afresh != Afresh::kWaitsAndStops) {
+    return;
+  }
+  retries_.release();
   for (const std::string& address : limit_.stopped()) {
     reports_.say("Mail may leave again for " + address);
   }

@@ -77,6 +77,10 @@ class DeliveryWorker {
   /// may have arrived, and resumes stopped addresses.
   void tryAgain(std::function<void()> done);
 
+  /// The user asks for a check, and may have mended what held the messages back: as tryAgain(), but
+  /// stopped addresses stay stopped.
+  void userAsks();
+
   Counts counts() const { return reports_.counts(); }
   /// The file that HourlyLimit keeps for an outbox.
   static std::string limitFile(const std::string& outboxFolder);
@@ -86,13 +90,16 @@ class DeliveryWorker {
   std::optional<DateTime> nextAttempt() const;
 
  private:
-  void begin(std::function<void()> done, bool afresh);
+  /// What a request ends: in this order, each also what is before it.
+  enum class Afresh { kNothing, kWaits, kWaitsAndStops };
+
+  void begin(std::function<void()> done, Afresh afresh);
   void work();
   bool nextTask();
   MessageFeed::Rest rest();
   void finishDeliveries();
   bool listedLately() const;
-  void startAfresh();
+  void startAfresh(Afresh afresh);
   void deliverWaiting();
   void collect();
   void publish();
@@ -106,7 +113,7 @@ class DeliveryWorker {
   DeliveryRetries retries_;
   HourlyLimit limit_;
   DeliveryReports reports_;
-  bool afresh_ = false;
+  Afresh afresh_ = Afresh::kNothing;
   bool listingFailed_ = false;  ///< and is to be tried again
   DateTime listed_ = kNoDate;   ///< when the folder was last read
 
@@ -114,7 +121,7 @@ class DeliveryWorker {
   std::condition_variable idle_;
   bool working_ = false;
   bool wanted_ = false;
-  bool afreshWanted_ = false;
+  Afresh afreshWanted_ = Afresh::kNothing;
   std::vector<std::function<void()>> waiters_;
   std::function<void()> stopped_;  ///< for the one who stops it
   std::optional<DateTime> nextAttempt_;

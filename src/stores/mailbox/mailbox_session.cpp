@@ -77,6 +77,9 @@ void MailboxSession::signIn() {
 void MailboxSession::userAsks() {
   if (!closed_) {
     inbox_->userAsks();
+    if (delivery_) {
+      delivery_->userAsks();
+    }
   }
 }
 
@@ -488,6 +491,8 @@ std::size_t MailboxSession::recentlyWaiting() {
 
 // The user may ask for this while a pass forwards a message, so the mark that is held back stays.
 void MailboxSession::tryAgain(std::function<void()> done) {
+  requireNotClosed();
+  inbox_->userAsks();
   requireOpen();
   delivery_->tryAgain(std::move(done));
 }

@@ -221,6 +221,29 @@ TEST_F(MailboxStoreTest, TheInboxLearnsThatTheUserAsks) {
   EXPECT_THAT(server.asked, ElementsAre("user asks"));
 }
 
+TEST_F(MailboxStoreTest, TheInboxLearnsThatTheUserWantsTheOutboxTriedAgain) {
+  store->outgoing().tryAgain({});
+  EXPECT_THAT(server.asked, ElementsAre("user asks"));
+}
+
+TEST_F(MailboxStoreTest, TheDeliveryLearnsThatTheUserAsks) {
+  server.deliver(mailText({}));
+  transport.answer = [](const OutgoingMessage&) {
+    return Outcome{Outcome::Kind::kTemporary, "535 wrong password", true};
+  };
+  forward(unread()->Item(1));
+  for (int i = 0; i < 3; ++i) {
+    sync()->Start();
+    events.runUntilIdle();
+    EXPECT_THAT(transport.taken, SizeIs(1)) << "waits";
+  }
+  transport.answer = nullptr;
+  store->outgoing().userAsks();
+  events.runUntilIdle();
+  EXPECT_THAT(transport.taken, SizeIs(2));
+  EXPECT_THAT(outboxFiles(outbox()), IsEmpty());
+}
+
 TEST_F(MailboxStoreTest, TheInboxLearnsWhetherForwardingIsOn) {
   store->outgoing().forwardingSwitched(true);
   store->outgoing().forwardingSwitched(false);
@@ -240,7 +263,7 @@ TEST_F(MailboxStoreTest, TryingAgainDuringAForwardLeavesItsMarkHeldBack) {
   inbox->whileWaiting = [this] { store->outgoing().tryAgain({}); };
   (void)item->Body();
   EXPECT_EQ(inbox->whileWaiting, nullptr);
-  EXPECT_THAT(server.asked, IsEmpty());
+  EXPECT_THAT(server.asked, ElementsAre("user asks")) << "no mark";
 }
 
 TEST_F(MailboxStoreTest, AStoreThatIsClosedWhileAMessageIsFetchedForItsForwardLeavesItUnread) {
