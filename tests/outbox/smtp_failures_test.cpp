@@ -260,6 +260,26 @@ TEST(SmtpTransport, AStopWaitsForAServerThatExaminesTheMessageForSomeSeconds) {
   EXPECT_EQ(feed.told[0].outcome.kind, Outcome::Kind::kDelivered);
 }
 
+// The recipient that was refused was forgotten, as if the whole message might have arrived.
+TEST(SmtpTransport, ALostAnswerDoesNotHideARecipientThatWasRefusedForTheTimeBeing) {
+  SmtpWorld world;
+  world.server.fault = [](const SmtpMoment& moment) -> std::optional<SmtpFault> {
+    if (moment.verb == "RCPT" && moment.argument.find("full@") != std::string::npos) {
+      return SmtpFault{.reply = "450 mailbox busy"};
+    }
+    return moment.verb == "END" ? std::optional(SmtpFault{.drop = true}) : std::nullopt;
+  };
+  FewMessages feed;
+  feed.recipients = {"good@example.org", "full@example.org"};
+  world.transport->deliverAll(feed, {});
+  ASSERT_THAT(feed.told, SizeIs(1));
+  const Outcome& outcome = feed.told[0].outcome;
+  EXPECT_EQ(outcome.kind, Outcome::Kind::kUnknown);
+  ASSERT_THAT(outcome.refused, SizeIs(1));
+  EXPECT_EQ(outcome.refused[0].address, "full@example.org");
+  EXPECT_FALSE(outcome.refused[0].permanent);
+}
+
 TEST(SmtpTransport, AStopReadsTheAnswerAlthoughTheNextEnvelopeIsNotSentWhole) {
   for (const bool answers : {true, false}) {
     SmtpWorld world;

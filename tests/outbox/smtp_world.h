@@ -155,7 +155,7 @@ struct FewMessages : MessageFeed {
     if (given == most) {
       return std::nullopt;
     }
-    return FedMessage{++given, {{"a@example.org", {"b@example.org"}}, "s", OutgoingText("text\n")}};
+    return FedMessage{++given, {{"a@example.org", recipients}, "s", OutgoingText("text\n")}};
   }
   void report(std::vector<Verdict> verdicts) override {
     std::move(verdicts.begin(), verdicts.end(), std::back_inserter(told));
@@ -163,6 +163,7 @@ struct FewMessages : MessageFeed {
   void makeDurable() override {}
   void putBack(std::uint64_t) override {}
   std::size_t waiting() const override { return 0; }
+  std::vector<std::string> recipients = {"b@example.org"};
   std::uint64_t most = 1;
   std::uint64_t given = 0;
   std::vector<Verdict> told;

@@ -191,6 +191,72 @@ TEST_F(UnansweredDeliveryTest, AMessageThatIsFoundToHaveArrivedIsNotSentAgain) {
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 
+// The folder of sent mail has a message as soon as one recipient was accepted. The others never got
+// it: what was found there was taken off the outbox.
+class SomeRecipientsTest : public UnansweredDeliveryTest {
+ protected:
+  SomeRecipientsTest() {
+    searching.arrived = "three";
+    use(searching);
+    EXPECT_TRUE(outbox->send("entry", "three@id",
+                             writes("From: ann@example.org\nTo: good@example.org\nBcc: "
+                                    "full@example.org\nSubject: three\n\nbody\n")));
+  }
+  static Outcome exceptFull(Kind kind) {
+    return {.kind = kind,
+            .words = "lost",
+            .refused = {{"full@example.org", "450 mailbox busy", false}}};
+  }
+  void tryWith(std::function<Outcome(const std::string&)> answer) {
+    searching.answer = std::move(answer);
+    flush();
+    world.clock.advance(minutes{30});
+  }
+  SearchingTransport searching;
+};
+
+TEST_F(SomeRecipientsTest, AMessageThatWasSentToAllIsNotSentAgainWhenItIsFound) {
+  tryWith(lost);
+  tryWith(nullptr);
+  EXPECT_THAT(searching.asked, SizeIs(1));
+  EXPECT_THAT(searching.subjects, SizeIs(1));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST_F(SomeRecipientsTest, AMessageThatWasSentToSomeIsSentAgainAlthoughItIsFound) {
+  tryWith([](const std::string&) { return exceptFull(Kind::kUnknown); });
+  EXPECT_THAT(notices[0], HasSubstr("it may have arrived"));
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+  tryWith(nullptr);
+  EXPECT_THAT(searching.subjects, SizeIs(2));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST_F(SomeRecipientsTest, AMessageIsSentAgainAlthoughItsFirstTryIsFound) {
+  tryWith([](const std::string&) { return exceptFull(Kind::kDelivered); });
+  tryWith(lost);
+  tryWith(nullptr);
+  EXPECT_THAT(searching.subjects, SizeIs(3));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST_F(SomeRecipientsTest, AfterACrashDuringATryTheMessageIsSentAgainAlthoughItIsFound) {
+  const TempFolder copy;
+  searching.onDeliver = [&](std::stop_token) {
+    std::filesystem::copy(world.temp.path(""), copy.path(""),
+                          std::filesystem::copy_options::recursive);
+  };
+  flush();
+  searching.onDeliver = nullptr;
+  world.folder = copy.path("mail/outbox");
+  world.journal = copy.path("state/rbx/journal");
+  reopen();
+  use(searching);
+  flush();
+  EXPECT_THAT(searching.subjects, SizeIs(2));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
 // Messages whose answers got lost, on a transport that cannot tell whether they have arrived.
 class DoubtfulDeliveryTest : public UnansweredDeliveryTest {
  protected:

@@ -23,6 +23,13 @@ bool hasLeft(const Outcome& outcome) {
   return outcome.kind == Outcome::Kind::kDelivered && outcome.refused.empty();
 }
 
+// Whether it is open if the message has arrived, and if so, nobody is left who needs it.
+bool mayHaveReachedAll(const Outcome& outcome) {
+  return outcome.kind == Outcome::Kind::kUnknown &&
+         std::all_of(outcome.refused.begin(), outcome.refused.end(),
+                     [](const RefusedRecipient& refused) { return refused.permanent; });
+}
+
 }  // namespace
 
 DeliverySeries::DeliverySeries(DeliveryParts parts, Transport& transport, std::stop_token stop,
@@ -135,7 +142,9 @@ DeliverySeries::Fate DeliverySeries::prepare(MessageUnderWay one, OutgoingText t
   const std::set<std::string> settled = parts_.queue.settledFor(one.claim);
   std::erase_if(recipients, [&](const std::string& address) { return settled.contains(address); });
   // Without recipients: all of them were settled, and a crash came before the message was removed.
-  const Arrived arrived = recipients.empty() ? Arrived::kYes : arrivedBefore(one, *outgoing);
+  const Arrived arrived = recipients.empty()                ? Arrived::kYes
+                          : arrivalTellsOfAll(one, settled) ? arrivedBefore(one, *outgoing)
+                                                            : Arrived::kNo;
   if (arrived == Arrived::kYes) {
     settlement_.remove(one);
     unsynced_ = true;
@@ -173,6 +182,15 @@ bool DeliverySeries::mayHaveArrived(const WaitingMessage& message) {
       "after that one: " +
       oneLine(message.name));
   return true;
+}
+
+// A message that is found tells that somebody has it, and not who. It may be there from a try
+// before the last one, or the last one may have been for some recipients only, as far as is known
+// after a crash. Then it is sent to those who are left: better twice than never.
+bool DeliverySeries::arrivalTellsOfAll(const MessageUnderWay& one,
+                                       const std::set<std::string>& settled) const {
+  return settled.empty() &&
+         (one.named.size() == 1 || parts_.queue.unansweredSince(one.message.name));
 }
 
 // Asked if the last try had no answer, or if the program or the machine has failed during it. Where
@@ -274,7 +292,7 @@ void DeliverySeries::report(std::vector<Verdict> verdicts) {
   for (const Verdict& verdict : verdicts) {
     const auto found = underWay_.find(verdict.number);
     MessageUnderWay& one = found->second;
-    if (verdict.outcome.kind == Outcome::Kind::kUnknown) {
+    if (mayHaveReachedAll(verdict.outcome)) {
       noteUnanswered(one);
     } else if (!hasLeft(verdict.outcome)) {
       end(one);

@@ -401,7 +401,6 @@ void SmtpDialogue::lost(const std::string& words) {
     verdicts_.push_back({first.number, first.outcome(setting_.server, nullptr)});
   } else if (endWasSent(first)) {
     Outcome outcome = first.outcome(setting_.server, nullptr);
-    outcome.kind = Outcome::Kind::kUnknown;
     outcome.words = text;
     verdicts_.push_back({first.number, std::move(outcome)});
   } else if (accepted_ > 0) {

@@ -68,11 +68,13 @@ class TextTraits {
   std::uint64_t longest_ = 0;
 };
 
-// `text`: the answer for the accepted recipients, if there are any and it has come.
+// `text`: the answer for the accepted recipients. Without one although there are any, it is not
+// known whether these have the message; the others do not.
 Outcome summary(const std::string& server, std::vector<RefusedRecipient> never,
                 std::vector<RefusedRecipient> later, bool anyTaken, const SmtpReply* text) {
   Outcome outcome;
-  if (anyTaken && text && text->positive()) {
+  if (anyTaken && (!text || text->positive())) {
+    outcome.kind = text ? Outcome::Kind::kDelivered : Outcome::Kind::kUnknown;
     outcome.refused = std::move(never);
     std::move(later.begin(), later.end(), std::back_inserter(outcome.refused));
     return outcome;
@@ -80,7 +82,7 @@ Outcome summary(const std::string& server, std::vector<RefusedRecipient> never,
   // Nobody has got it, and nobody may get it later: the message is refused as a whole.
   const bool nobodyLeft = later.empty() && !anyTaken;
   outcome.kind = nobodyLeft ? Outcome::Kind::kPermanent : Outcome::Kind::kTemporary;
-  if (anyTaken && text) {
+  if (anyTaken) {
     outcome.words = smtpWords(server, *text, "the message");
   }
   std::string last;
