@@ -322,16 +322,19 @@ Result<void> DeliveryQueue::removeHandedOver(Lock& lock) {
   auto outcome = parts_.journal.sync();
   lock.unlock();
   std::vector<std::string> removed;
+  std::vector<std::string> left;
   for (const std::string& name : names) {
     const auto gone = parts_.files.remove(parts_.disk.pathOf("new", name));
     if (gone || gone.error().code == ENOENT) {
       removed.push_back(name);
-    } else if (outcome) {
-      outcome = gone;
+      continue;
     }
+    left.push_back(name);
+    outcome = outcome ? gone : outcome;
   }
   lock.lock();
   removed_.insert(removed_.end(), removed.begin(), removed.end());
+  handedOver_.insert(handedOver_.end(), left.begin(), left.end());
   return outcome;
 }
 

@@ -177,6 +177,23 @@ TEST_F(DeliveryQueueTest, ADeliveryIsOnTheMediumBeforeTheFileGoes) {
   EXPECT_TRUE(outbox->alreadySent("a"));
 }
 
+// It stayed in new/ until the next start, although it had left.
+TEST_F(DeliveryQueueTest, AFileThatCouldNotBeRemovedOnceIsRemovedLater) {
+  const auto outbox = world.open();
+  ASSERT_TRUE(outbox->send("a", "id1", writes("1")));
+  ASSERT_TRUE(outbox->send("b", "id2", writes("2")));
+  {
+    const auto claim = outbox->queue().claim(world.names("new")[0]);
+    ASSERT_TRUE(outbox->queue().delivered({&*claim}));
+  }
+  world.files.refused = [](const std::string& step) { return step.starts_with("remove "); };
+  EXPECT_FALSE(outbox->queue().finishDeliveries());
+  EXPECT_THAT(world.names("new"), SizeIs(2));
+  world.files.refused = nullptr;
+  EXPECT_TRUE(outbox->queue().finishDeliveries());
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+}
+
 TEST_F(DeliveryQueueTest, WhatWasDeliveredIsNotHandedOutAgainWhateverFails) {
   for (std::size_t step = 1; step <= 3; ++step) {
     OutboxWorld fresh;

@@ -169,8 +169,11 @@ void DeliveryWorker::deliverWaiting() {
 }
 
 void DeliveryWorker::finishDeliveries() {
-  if (auto finished = setting_.outbox.queue().finishDeliveries(); !finished) {
-    reports_.say("The outbox could not be brought up to date: " + finished.error().text);
+  const auto finished = setting_.outbox.queue().finishDeliveries();
+  const std::string trouble = finished ? "" : finished.error().text;
+  // What is not done is tried again with the next series, for as long as the disk refuses.
+  if (std::exchange(outOfDate_, trouble) != trouble && !finished) {
+    reports_.say("The outbox could not be brought up to date: " + trouble);
   }
 }
 

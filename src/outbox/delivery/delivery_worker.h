@@ -115,6 +115,7 @@ class DeliveryWorker {
   DeliveryReports reports_;
   Afresh afresh_ = Afresh::kNothing;
   bool listingFailed_ = false;  ///< and is to be tried again
+  std::string outOfDate_;       ///< why the outbox could not be brought up to date, as was told
   DateTime listed_ = kNoDate;   ///< when the folder was last read
 
   mutable std::mutex mutex_;  ///< for all below
