@@ -166,6 +166,16 @@ TEST_F(DeliveryRetriesTest, ANewStartTriesAtOnce) {
   EXPECT_THAT(transport.subjects, SizeIs(2));
 }
 
+// The next try was waited for as long as the clock had been ahead.
+TEST_F(DeliveryRetriesTest, AClockThatIsSetBackDoesNotPutOffTheNextAttempt) {
+  transport.answer = [](const std::string&) { return temporary(); };
+  send("one");
+  flush();
+  EXPECT_GT(*worker->nextAttempt(), world.clock.now());
+  world.clock.set(world.clock.now() - std::chrono::hours{2});
+  EXPECT_LE(*worker->nextAttempt(), world.clock.now());
+}
+
 // A password that was refused for sending was not tried again by Start, after the user had
 // corrected it: for up to an hour nothing left, and the log was silent.
 TEST_F(DeliveryRetriesTest, AUserWhoAsksForACheckEndsTheWaits) {

@@ -84,8 +84,10 @@ void DeliveryWorker::begin(std::function<void()> done, Afresh afresh) {
 }
 
 std::optional<DateTime> DeliveryWorker::nextAttempt() const {
+  const DateTime now = setting_.clock.now();
   const std::lock_guard lock(mutex_);
-  return nextAttempt_;
+  // A clock that was set back must not prolong the waiting time.
+  return nextAttempt_ && now < published_ ? now : nextAttempt_;
 }
 
 void DeliveryWorker::work() {
@@ -222,6 +224,7 @@ void DeliveryWorker::publish() {
   reports_.setStopped(limit_.stopped());
   const std::lock_guard lock(mutex_);
   nextAttempt_ = next;
+  published_ = setting_.clock.now();
 }
 
 }  // namespace relaybird

@@ -126,6 +126,7 @@ class DeliveryWorker {
   std::vector<std::function<void()>> waiters_;
   std::function<void()> stopped_;  ///< for the one who stops it
   std::optional<DateTime> nextAttempt_;
+  DateTime published_ = kNoDate;  ///< when that was so
 };
 
 }  // namespace relaybird
