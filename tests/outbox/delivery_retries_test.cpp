@@ -3,6 +3,8 @@
 // when one is given up, under a clock that only the test moves.
 #include "outbox/delivery/delivery_retries.h"
 
+#include "outbox/delivery/delivery_settlement.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -247,14 +249,33 @@ TEST_F(DeliveryRetriesTest, ManyRefusalsInARowEndTheSeriesAndOthersHaveTheirTurn
 TEST_F(DeliveryRetriesTest, IsGivenUpAfterFiveDays) {
   transport.answer = [](const std::string&) { return temporary(); };
   send("one");
+  flush();
   world.clock.advance(std::chrono::hours{5 * 24} - minutes{5});
   flush();
   EXPECT_THAT(world.names("new"), SizeIs(1));
-  world.clock.advance(minutes{10});
+  world.clock.advance(minutes{60});
   flush();
   EXPECT_THAT(world.names("new"), IsEmpty());
   ASSERT_THAT(world.names("failed"), SizeIs(2));
   EXPECT_THAT(world.bytesOf("failed", world.names("failed")[1]), HasSubstr("451 later"));
+  EXPECT_THAT(notices.back(), HasSubstr("five days"));
+}
+
+// After an outage of a week, a server that said "later" to each message once moved all of them to
+// failed/.
+TEST_F(DeliveryRetriesTest, AMessageIsTriedForHoursItselfHoweverOldItIs) {
+  transport.answer = [](const std::string&) { return temporary(true); };
+  send("one");
+  flush();
+  world.clock.advance(std::chrono::hours{24 * 7});
+  flush();
+  transport.answer = [](const std::string&) { return temporary(); };
+  for (auto waited = minutes{0}; waited <= kTriedAtLeast; waited += minutes{60}) {
+    EXPECT_THAT(world.names("new"), SizeIs(1)) << waited.count();
+    world.clock.advance(minutes{60});
+    flush();
+  }
+  EXPECT_THAT(world.names("new"), IsEmpty());
   EXPECT_THAT(notices.back(), HasSubstr("five days"));
 }
 

@@ -59,6 +59,14 @@ void DeliveryRetries::putOff(const std::string& name, const Outcome& outcome) {
   }
 }
 
+DateTime DeliveryRetries::blame(const std::string& name) {
+  DateTime& blamed = retries_[name].blamed;
+  if (blamed == kNoDate) {
+    blamed = clock_.now();
+  }
+  return blamed;
+}
+
 bool DeliveryRetries::doubt(const std::string& name, Doubt what) {
   if (what == Doubt::kWaits) {
     postpone(retries_[name], kLongestRetry);
@@ -84,7 +92,7 @@ void DeliveryRetries::pause(Retry& retry, const Outcome& outcome, std::chrono::m
 }
 
 bool DeliveryRetries::waitForAnswer(const std::string& name, DateTime sent) {
-  const Retry retry{sent, kRetryAfterNoAnswer};
+  const Retry retry{.refused = sent, .wait = kRetryAfterNoAnswer};
   return !isDue(retry) && retries_.emplace(name, retry).second;
 }
 

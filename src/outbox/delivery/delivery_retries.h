@@ -73,6 +73,9 @@ class DeliveryRetries {
   /// Whether nobody would be served now, so that the message is not to blame. Asked once for each
   /// outcome, before putOff().
   bool concernsAll(const std::string& name, const Outcome& outcome);
+  /// The message was refused itself, and putOff() or drop() follows. Returns when that was so for
+  /// the first time.
+  DateTime blame(const std::string& name);
   /// The message waits until release(), as an address of it is stopped.
   void hold(const std::string& name) { held_.insert(name); }
 
@@ -106,6 +109,7 @@ class DeliveryRetries {
   struct Retry {
     DateTime refused = kNoDate;
     std::chrono::minutes wait{0};
+    DateTime blamed = kNoDate;  ///< for the first time
     DateTime due() const { return refused + wait; }
   };
   bool isDue(const Retry& retry) const;

@@ -43,12 +43,17 @@ bool DeliverySettlement::settleFor(const MessageUnderWay& one,
   // takes.
   const bool blameless = outcome.cause == Outcome::Cause::kDisk ||
                          parts_.retries.concernsAll(one.message.name, outcome);
-  const bool young = parts_.clock.now() - one.message.modified < kGiveUpAfter;
-  if (young || blameless) {
+  if (blameless || isYoung(one.message)) {
     keep(one.message, one.title, outcome);
     return false;
   }
   return refuseFor(one, recipients, outcome.words + "\nGiven up after five days.");
+}
+
+bool DeliverySettlement::isYoung(const WaitingMessage& message) {
+  const DateTime now = parts_.clock.now();
+  const DateTime blamed = parts_.retries.blame(message.name);
+  return now - message.modified < kGiveUpAfter || now - blamed < kTriedAtLeast;
 }
 
 bool DeliverySettlement::settleEach(const MessageUnderWay& one, const Outcome& outcome) {

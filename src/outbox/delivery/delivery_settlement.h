@@ -26,6 +26,9 @@ namespace relaybird {
 /// After that a further temporary refusal counts as final (RFC 5321, 4.5.4.1), unless it concerns
 /// everything that waits.
 inline constexpr std::chrono::days kGiveUpAfter{5};
+/// And only if it was tried so long itself: an outage, or a computer that was switched off, may
+/// have used up the days.
+inline constexpr std::chrono::hours kTriedAtLeast{4};
 
 /// A message that is being delivered.
 struct MessageUnderWay {
@@ -67,6 +70,7 @@ class DeliverySettlement {
   bool settleFor(const MessageUnderWay& one, const std::vector<std::string>& recipients,
                  const Outcome& outcome);
   bool settleEach(const MessageUnderWay& one, const Outcome& outcome);
+  bool isYoung(const WaitingMessage& message);
   bool refuseFor(const MessageUnderWay& one, const std::vector<std::string>& recipients,
                  const std::string& words);
   bool isWhole(const MessageUnderWay& one, const std::vector<std::string>& recipients) const;
