@@ -238,6 +238,14 @@ TEST_F(ImapSessionTest, GivesUpAServerThatTrickles) {
   EXPECT_LE(network_.steadyTime() - begin, kReplyLimit + kConnectLimit);
 }
 
+TEST_F(ImapSessionTest, KeepsAServerThatAnswersSlowlyButAnswersEach) {
+  arrange_ = [](ServerEnd& end) { end.trickle(8, 20s); };
+  const auto begin = network_.steadyTime();
+  EXPECT_EQ(refresh(), Wanted::kThere);
+  EXPECT_GT(network_.steadyTime() - begin, kReplyLimit);
+  EXPECT_EQ(network_.connections(), 1U);
+}
+
 TEST_F(ImapSessionTest, EndsOnByeAndConnectsAgain) {
   refresh();
   EXPECT_TRUE(runUntil([&] { return session_->status().idles; }));
