@@ -163,11 +163,10 @@ void ConsoleApplication::greet() {
     output_->reply(kind, text);
   }
   if (forms_->main().mailbox().noMailbox()) {
-    output_->event("note", "there is no mailbox yet; one is set up by: setup");
+    output_->event("note", "there is no mailbox yet; type: setup");
   }
   if (forms_->main().prf().GetForwardAddress().empty()) {
-    output_->event("note",
-                   "no address to forward to is set; one is by: settings txtAddress ADDRESS");
+    output_->event("note", "no address to forward to is set; type: settings txtAddress ADDRESS");
   }
 }
 

@@ -22,8 +22,8 @@ namespace {
 constexpr const char* kHelp =
     "relaybird-console watches an inbox and forwards what passes your rules.\n"
     "It reads commands from standard input, a line each: help lists them, quit ends it.\n"
-    "It takes no options: what it does is set in the preference file, rbx/rbx_prefs.ini in\n"
-    "$XDG_CONFIG_HOME or ~/.config, on Windows in %APPDATA%, which the command settings changes.\n"
+    "Its settings are in rbx/rbx_prefs.ini, in $XDG_CONFIG_HOME or ~/.config (Windows:\n"
+    "%APPDATA%). The commands settings and setup change them.\n"
     "Exit status: 0 a clean end; 1 it could not start, or nobody reads what it prints; 2 the\n"
     "settings do not allow a start.\n";
 

@@ -175,7 +175,8 @@ std::optional<std::string> SmtpTransaction::textObjection(const SmtpOffer& offer
   if (offer.sizeLimit > 0 && size > offer.sizeLimit) {
     return "5.3.4 " + server + " takes messages of up to " + megabytes(offer.sizeLimit) +
            ", and this one has " + megabytes(size) +
-           ". A size limit in the settings leaves large attachments out";
+           ". Switch attachments off in the settings, or set a size limit: larger messages "
+           "are then not forwarded";
   }
   return std::nullopt;
 }

@@ -40,8 +40,8 @@ constexpr std::string_view kNoPasswords =
     "the "
     "desktop's online accounts, or another server for sending.";
 constexpr std::string_view kTooLarge =
-    "The message is larger than the server takes. A size limit in the settings leaves large "
-    "attachments out.";
+    "The message is larger than the server takes. Switch attachments off in the settings, or set a "
+    "size limit: larger messages are then not forwarded.";
 
 // Refusals "for good" that last as long as a quota or a block of the account. Words are in lower
 // case, as in Hint.

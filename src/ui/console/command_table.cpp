@@ -18,7 +18,7 @@ constexpr auto kCommands = std::to_array<CommandInfo>({
     {"start", "", "switch forwarding on", false},
     {"stop", "", "switch forwarding off", false},
     {"test", "", "check the inbox once, with questions before", false},
-    {"retry", "", "try at once what waits in the outbox, and let stopped addresses go on", false},
+    {"retry", "", "try at once what waits in the outbox, and release stopped addresses", false},
     {"waiting", "", "show the folder of the messages that wait", false},
     {"refused", "", "show the folder of the messages that were refused", false},
     {"setup", "[test|message]", "set up mail by questions; test the account; send a test message",
@@ -37,7 +37,7 @@ constexpr auto kCommands = std::to_array<CommandInfo>({
     {"close", "FORM", "close a window by its frame", false},
     {"answer", "VALUE...", "answer the box that waits, and those to come", true},
     {"answers", "[clear]", "show, or forget, the answers that no box has taken yet", true},
-    {"wait", "idle|SECONDS [SECONDS]", "wait until nothing runs, or for a while", false},
+    {"wait", "idle [SECONDS] | SECONDS", "wait until nothing runs, or for a while", false},
 });
 
 bool beginsWith(std::string_view text, std::string_view beginning) {

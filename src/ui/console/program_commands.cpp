@@ -226,7 +226,7 @@ Result<void> ProgramCommands::withSetupOpen(Control& button) {
     return ready;
   }
   if (forms_.main().mailbox().noMailbox()) {
-    return Error{0, "there is no mailbox yet; one is set up by: setup"};
+    return Error{0, "there is no mailbox yet; type: setup"};
   }
   forms_.setup().openFor(forms_.main(), button);
   return {};

@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kTitle = "Set Up Mail";
 constexpr const char* kHowTo =
     "The Enter key alone takes what is in brackets; \"back\" returns to the question before; a "
-    "point ends without a change.\r\n\r\n";
+    "dot (.) alone ends without changes.\r\n\r\n";
 
 // Thrown inside this file alone, to leave the questions from any depth. Also at the end of the
 // input, after which every further question would get an empty answer for ever.

@@ -91,8 +91,9 @@ TEST_F(ScriptSession, HelpKnowsCommandsAndTopics) {
   EXPECT_EQ(help.substr(0, 6), "help: ");
   EXPECT_NE(help.find("mail rules"), std::string::npos);
   EXPECT_EQ(help.substr(help.size() - 3), "ok\n");
-  EXPECT_EQ(say("help wait"),
-            "help: wait idle|SECONDS [SECONDS]\\n  wait until nothing runs, or for a while\nok\n");
+  EXPECT_EQ(
+      say("help wait"),
+      "help: wait idle [SECONDS] | SECONDS\\n  wait until nothing runs, or for a while\nok\n");
   EXPECT_EQ(say("help mail rules"), "help: Rules decide.\\nAll of them.\nok\n");
   EXPECT_EQ(say("help nonsense"), "error: there is no command and no topic \"nonsense\"\n");
 }
