@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// relaybird_start_bench LIMIT ROUNDS PROGRAM OTHER...: from the start of each program to its window
-// being on the screen, painted, and answering, and its resident memory some seconds later; all in
-// turns. Exit status 1 when the first one needs more than LIMIT times what the best of the others
-// does.
+// relaybird_start_bench TIME MEMORY ROUNDS PROGRAM OTHER...: from the start of each program to its
+// window being on the screen, painted, and answering, and its resident memory some seconds later;
+// all in turns. Exit status 1 when the first one needs more than TIME or MEMORY times what the best
+// of the others does.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -129,7 +129,12 @@ bool holds(const char* what, const std::vector<Program>& programs,
   return within;
 }
 
-bool compare(double limit, int rounds, std::vector<Program> programs) {
+struct Limits {
+  double time;
+  double memory;
+};
+
+bool compare(Limits limits, int rounds, std::vector<Program> programs) {
   WindowWatch watch;
   // The first round is not counted: it fills the disk cache, and programs set up a new user.
   for (int round = 0; round <= rounds; ++round) {
@@ -137,8 +142,8 @@ bool compare(double limit, int rounds, std::vector<Program> programs) {
       measure(watch, program, round > 0);
     }
   }
-  const bool fast = holds("usable after, ms", programs, &Program::milliseconds, limit);
-  const bool small = holds("resident, MB", programs, &Program::megabytes, limit);
+  const bool fast = holds("usable after, ms", programs, &Program::milliseconds, limits.time);
+  const bool small = holds("resident, MB", programs, &Program::megabytes, limits.memory);
   return fast && small;
 }
 
@@ -146,16 +151,17 @@ bool compare(double limit, int rounds, std::vector<Program> programs) {
 }  // namespace relaybird::bench
 
 int main(int argc, char** argv) {
-  if (argc < 5) {
-    std::fprintf(stderr, "usage: relaybird_start_bench LIMIT ROUNDS PROGRAM OTHER...\n");
+  if (argc < 6) {
+    std::fprintf(stderr, "usage: relaybird_start_bench TIME MEMORY ROUNDS PROGRAM OTHER...\n");
     return 2;
   }
   try {
     std::vector<relaybird::bench::Program> programs;
-    for (int i = 3; i < argc; ++i) {
+    for (int i = 4; i < argc; ++i) {
       programs.push_back({argv[i], {}, {}});
     }
-    return relaybird::bench::compare(std::stod(argv[1]), std::stoi(argv[2]), programs) ? 0 : 1;
+    const relaybird::bench::Limits limits{std::stod(argv[1]), std::stod(argv[2])};
+    return relaybird::bench::compare(limits, std::stoi(argv[3]), programs) ? 0 : 1;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "relaybird_start_bench: %s\n", error.what());
     return 1;
