@@ -20,6 +20,10 @@ namespace {
 // call fails after some seconds, and the next check tries again. The windows take no input while
 // the store waits: events must not run inside any call. So only the first of the refused calls
 // waits; a step that fails is followed by others, and each would wait as long.
+//
+// The safe-item library is loaded into this process and calls the application by itself. A refusal
+// that it meets comes out as an error of its own, which nothing tells from others. If the next call
+// waited until the box is closed, the library's error would pass for the item's.
 constexpr int kAttempts = 40;
 constexpr std::chrono::milliseconds kPauseWhileBusy{250};
 // A server may make new type information for each object; only some are remembered.
@@ -87,6 +91,11 @@ std::string placeOf(HRESULT result, std::string_view member) {
   return " (" + std::string(member) + ", error " + code + ")";
 }
 
+// An error of the form of a call is none that the application's state could cause.
+bool mayHideRefusal(HRESULT result) {
+  return result == DISP_E_EXCEPTION || HRESULT_FACILITY(result) != FACILITY_DISPATCH;
+}
+
 void freeTexts(EXCEPINFO& info) {
   SysFreeString(info.bstrSource);
   SysFreeString(info.bstrDescription);
@@ -122,11 +131,11 @@ HRESULT Server::call(const std::function<HRESULT()>& attempt) {
   requireAlive();
   HRESULT result = attempt();
   // The refused call was not begun, so it can be made again, whatever it does.
-  for (int tries = 1; meansBusy(result) && !waitedInVain_ && tries < kAttempts; ++tries) {
+  for (int tries = 1; meansBusy(result) && mayWait_ && tries < kAttempts; ++tries) {
     pause_(kPauseWhileBusy);
     result = attempt();
   }
-  waitedInVain_ = meansBusy(result);
+  mayWait_ = !meansBusy(result);
   if (meansGone(result)) {
     lose(result);
   }
@@ -153,6 +162,12 @@ void Server::lose(HRESULT result) {
   }
 }
 
+void Server::noteFailure(HRESULT result) {
+  if (mayHideRefusal(result)) {
+    mayWait_ = false;
+  }
+}
+
 void Server::fail(HRESULT result, EXCEPINFO& info, std::string_view member) {
   // A server may leave the texts to be filled in when somebody wants them.
   if (result == DISP_E_EXCEPTION && info.pfnDeferredFillIn != nullptr) {
@@ -163,6 +178,7 @@ void Server::fail(HRESULT result, EXCEPINFO& info, std::string_view member) {
     // A server gives one of the two; the short one is a number of its own.
     code = info.scode != 0 ? info.scode : info.wCode != 0 ? HRESULT{info.wCode} : result;
   }
+  noteFailure(result);
   std::string text = fromAutomationText(info.bstrDescription);
   const std::string source = fromAutomationText(info.bstrSource);
   freeTexts(info);
@@ -181,6 +197,7 @@ void Server::fail(HRESULT result, EXCEPINFO& info, std::string_view member) {
 }
 
 void Server::fail(HRESULT result, std::string_view member) {
+  noteFailure(result);
   throw MailStoreError(sentenceFor(result, member), result);
 }
 

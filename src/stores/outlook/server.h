@@ -53,8 +53,9 @@ class Server {
       : lasting_(std::move(lasting)), pause_(std::move(pause)), note_(std::move(note)) {}
 
   /// Makes the call, and makes it again for some seconds while the application is busy; not where
-  /// an earlier call has waited in vain and none was taken since. Returns the last result. A result
-  /// that means that the application is gone is remembered.
+  /// an earlier call has waited in vain, or failed with an error that may hide a refusal, and none
+  /// was taken since. Returns the last result. A result that means that the application is gone is
+  /// remembered.
   HRESULT call(const std::function<HRESULT()>& attempt);
   /// As call(), for a step that may fail for the caller: throws MailStoreError where the
   /// application is gone or stays busy, and returns every other result. `step` is named in the
@@ -97,6 +98,7 @@ class Server {
     std::shared_ptr<ClassMembers> members;
   };
 
+  void noteFailure(HRESULT result);
   std::string nameOf(IDispatch& object, ITypeInfo& type);
   std::string documentedName(ITypeInfo& type);
 
@@ -104,7 +106,7 @@ class Server {
   Pause pause_;
   Note note_;
   std::optional<HRESULT> goneWith_;
-  bool waitedInVain_ = false;
+  bool mayWait_ = true;  ///< if the application refuses the next call
   std::map<std::string, std::shared_ptr<ClassMembers>, std::less<>> classes_;
   std::vector<KnownType> types_;
 };

@@ -304,6 +304,47 @@ TEST_F(DispatchTest, AServerThatStaysBusyIsWaitedForOnceUntilItTakesACallAgain) 
   EXPECT_EQ(pauses.size(), 1u);
 }
 
+// Such as one of the library, whose own call the application has refused.
+TEST_F(DispatchTest, AfterAnErrorThatMayHideARefusalARefusedCallIsNotMadeAgain) {
+  FakeDispatch library(&mailType);
+  FakeDispatch item(&typeNamed("_Item"));
+  library.add(L"Send", 1,
+              raising({.result = DISP_E_EXCEPTION, .text = "No answer", .scode = E_FAIL}));
+  item.add(L"UnRead", 2, answering(Value::ofTruth(true)));
+  const Object mark = over(item);
+  EXPECT_TRUE(mark.has(L"UnRead"));
+  EXPECT_THROW(over(library).call(L"Send"), MailStoreError);
+  item.refusals = {RPC_E_SERVERCALL_RETRYLATER};
+  EXPECT_TRUE(meansBusy(errorOf([&] { mark.get(L"UnRead"); }).code()));
+  EXPECT_TRUE(pauses.empty());
+  EXPECT_TRUE(mark.get(L"UnRead").truth());
+  item.refusals = {RPC_E_SERVERCALL_RETRYLATER};
+  EXPECT_TRUE(mark.get(L"UnRead").truth());
+  EXPECT_EQ(pauses.size(), 1u) << "once a call was taken, the next one is waited for";
+}
+
+TEST_F(DispatchTest, AfterAnObjectThatCouldNotBeMadeARefusedCallIsNotMadeAgain) {
+  FakeDispatch fake(&mailType);
+  fake.add(L"UnRead", 2, answering(Value::ofTruth(true)));
+  const Object object = over(fake);
+  EXPECT_TRUE(object.has(L"UnRead"));
+  EXPECT_THROW(server->fail(E_FAIL, "redemption.SafeMailItem"), MailStoreError);
+  fake.refusals = {RPC_E_SERVERCALL_RETRYLATER};
+  EXPECT_THROW(object.get(L"UnRead"), MailStoreError);
+  EXPECT_TRUE(pauses.empty());
+}
+
+TEST_F(DispatchTest, AMemberThatIsNotThereHidesNoRefusal) {
+  FakeDispatch fake(&mailType);
+  fake.add(L"Subject", 7, answering(Value::ofText("text")));
+  const Object object = over(fake);
+  EXPECT_TRUE(object.has(L"Subject"));
+  EXPECT_THROW(object.guess(L"EntryID", 99), MailStoreError);
+  fake.refusals = {RPC_E_SERVERCALL_RETRYLATER};
+  EXPECT_EQ(object.get(L"Subject").text(), "text");
+  EXPECT_EQ(pauses.size(), 1u);
+}
+
 TEST_F(DispatchTest, AServerThatWentAwayIsNotCalledAgain) {
   FakeDispatch fake(&mailType);
   fake.add(L"Subject", 7, answering(Value::ofText("text")));

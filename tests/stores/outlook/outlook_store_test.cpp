@@ -225,6 +225,48 @@ TEST_F(OutlookStoreTest, ACheckWaitsOnceForAnApplicationThatBecomesBusyInTheMidd
   EXPECT_EQ(house_.sent(), 4u);
 }
 
+// The box is closed before ten seconds have passed. The item was marked as read, told as one that
+// could not be forwarded, and never forwarded.
+TEST_F(OutlookStoreTest, AnItemThatABoxKeepsTheLibraryFromForwardingIsLeftForTheNextCheck) {
+  house_.engine.engine.state().activationTime = DateTime{};
+  deliver(1, 1);
+  house_.check();  // the names are known from now on
+  std::size_t forwarded = 1;
+  for (const char* call :
+       {"create redemption.safemailitem", "SafeItem.Item=", "SafeItem.Body", "SafeItem.Send"}) {
+    SCOPED_TRACE(call);
+    deliver(2, 2);
+    house_.tell(
+        std::string("raise\tcode=80004005\ttext=The mailbox does not answer\ttimes=1\tcall=") +
+        call);
+    house_.tell("return\tcode=8001010A\ttimes=20\tcall=MailItem.UnRead=");
+    house_.check();
+    EXPECT_EQ(house_.sent(), forwarded);
+    EXPECT_THAT(house_.log.lines, testing::Contains(HasSubstr("The mail application is busy")));
+    house_.tell("calm");
+    house_.check();
+    EXPECT_EQ(house_.sent(), ++forwarded);
+    house_.log.lines.clear();
+  }
+}
+
+TEST_F(OutlookStoreTest, AnItemThatABoxKeepsTheRulesFromReadingIsLeftForTheNextCheck) {
+  house_.engine.engine.state().activationTime = DateTime{};
+  house_.engine.prefs.fields().mintSenderFilter = kForwardOnlyListed;
+  house_.engine.prefs.fields().mcolSenderList = {"bob"};
+  deliver(1, 1);
+  house_.check();  // the names are known from now on
+  deliver(2, 2);
+  house_.tell(
+      "raise\tcode=80004005\ttext=The mailbox does not answer\ttimes=1\tcall=SafeItem.Fields");
+  house_.tell("return\tcode=8001010A\ttimes=20\tcall=MailItem.UnRead");
+  house_.check();
+  EXPECT_EQ(house_.sent(), 1u);
+  house_.tell("calm");
+  house_.check();
+  EXPECT_EQ(house_.sent(), 2u) << "it was not taken for one of an unknown sender";
+}
+
 TEST_F(OutlookStoreTest, WithoutTheApplicationTheUserIsToldOnceWhatToDo) {
   application_.reset();
   house_.tell("missing\tcomponent=outlook.application");

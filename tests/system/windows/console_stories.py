@@ -430,6 +430,22 @@ class StoriesOfTheLibrary(Story):
         self.assertEqual(sorted(self.double.sent()), ["FW: one", "FW: three", "FW: two"])
 
 
+    def test_a_box_that_the_library_meets_in_the_middle_of_a_send_loses_nothing(self):
+        # The library's own error does not tell that it was refused. The box is closed five seconds later.
+        self.double.tell("return", call="SafeItem.Send", code="8001010A", skip=1, times=1)
+        self.double.tell("return", call="MailItem.UnRead=", code="8001010A", skip=1, times=20)
+        console = self.start()
+        printed = console.test_cycle()
+        self.assertIn("(UnRead, error 8001010A)", printed)
+        self.assertNotIn("Tried but failed", printed)
+        self.assertEqual(self.double.sent(), ["FW: three"])
+        self.double.tell("calm")
+        console.test_cycle()
+        console.send("wait idle 60")
+        self.assertEqual(console.quit(), 0)
+        self.assertEqual(sorted(self.double.sent()), ["FW: one", "FW: three", "FW: two"])
+
+
 class StoriesOfTheSession(Story):
     """The user logs off. That is announced to a window, so that Wine has a screen here."""
 
