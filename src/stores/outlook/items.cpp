@@ -73,7 +73,9 @@ class OutlookItem : public ItemOver<MailItem> {
            [listed = listed_, object = target()] { writeMark(*listed, object, false); }});
     }
     if (listed_) {
-      return writeMark(*listed_, target(), unread);
+      writeMark(*listed_, target(), unread);
+      connection_->unmarked().erase(listed_->entryId);
+      return;
     }
     target().put(L"UnRead", Value::ofTruth(unread));
   }

@@ -138,6 +138,24 @@ TEST_F(OutlookStoreTest, TheMarkOfAnItemIsWrittenOnceAndAfterItsForwardWasMade) 
   EXPECT_EQ(count("MailItem.UnRead="), 1u);
 }
 
+// Its identifier stayed among those whose marks are still to be written, and the next check marked
+// it as read again.
+TEST_F(OutlookStoreTest,
+       AnItemWhoseMarkCouldOnlyBeWrittenAtTheSecondTryStaysAsItsUserMarksItLater) {
+  deliver(1, 1);
+  const auto item = unread()->Item(1);
+  item->UnRead(false);
+  const auto forward = item->Forward();
+  forward->Recipients()->Add("good@example.org");
+  house_.tell("raise\tcall=MailItem.UnRead=\tcode=80004005\ttimes=1");
+  forward->send();
+  ASSERT_EQ(outlook_double::DoubleWorld::only().store().unreadCount(), 1u);
+  item->UnRead(false);
+  ASSERT_EQ(outlook_double::DoubleWorld::only().store().unreadCount(), 0u);
+  outlook_double::DoubleWorld::only().mark(item->EntryID(), true);
+  EXPECT_EQ(unread()->Count(), 1);
+}
+
 TEST_F(OutlookStoreTest, TheDateOfChangeHasEitherNameAndIsDecidedOnceForAClass) {
   for (const char* names : {"time", "date", "both"}) {
     SCOPED_TRACE(names);
