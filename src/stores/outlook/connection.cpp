@@ -169,6 +169,16 @@ void Connection::beginPass() {
   pass_ = {};
 }
 
+void Connection::itemsLeftOut(std::size_t count, const std::string& why) {
+  if (count > leftOut_) {
+    world_.notice(
+        StoreNotice("Outlook cannot read " + std::to_string(count) +
+                    (count == 1 ? " unread message, which is" : " unread messages, which are") +
+                    " left out of the checks: " + why));
+  }
+  leftOut_ = count;
+}
+
 void Connection::outboxRefused(std::string why) {
   outboxRefused_ = std::move(why);
   outboxRefusedAt_ = world_.clock.now();

@@ -82,6 +82,10 @@ class Connection : public std::enable_shared_from_this<Connection> {
   /// The items whose marks are still to be written, by identifier.
   std::set<std::string, std::less<>>& unmarked() { return unmarked_; }
 
+  /// A listing of the inbox has left out so many items, the last one for that reason. The user is
+  /// told where there are more of them than at the former listing.
+  void itemsLeftOut(std::size_t count, const std::string& why);
+
   /// The outbox refused a message for a reason that every other message would meet too. No item is
   /// handed out for an hour, or until outboxMayTake().
   void outboxRefused(std::string why);
@@ -101,6 +105,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   PassParts pass_;
   HeldMark held_;
   std::set<std::string, std::less<>> unmarked_;
+  std::size_t leftOut_ = 0;
   std::string outboxRefused_;
   DateTime outboxRefusedAt_ = kNoDate;
   std::set<std::string, std::less<>> explained_;

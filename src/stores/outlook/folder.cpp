@@ -12,8 +12,13 @@
 //
 // Only so many items are held open at once: a mail server may refuse to open more than a few
 // hundred. The others are opened by their identifiers when they are looked at.
+//
+// An item that cannot be read is left out: one damaged item must not keep all others from being
+// forwarded.
 #include "stores/outlook/folder.h"
 
+#include <algorithm>
+#include <array>
 #include <optional>
 #include <set>
 #include <utility>
@@ -39,6 +44,19 @@ struct KnownItems {
   std::set<std::string, std::less<>> identifiers;
 };
 using KnownRef = std::shared_ptr<KnownItems>;
+
+// Whether an error is about more than one item: the application is busy, or cannot reach the
+// mailbox. The others are MAPI's codes (MS-OXCDATA).
+bool concernsAllItems(std::int32_t code) {
+  static constexpr std::array<std::uint32_t, 4> kCodes = {
+      0x8004010E,  // MAPI_E_NOT_ENOUGH_RESOURCES
+      0x80040115,  // MAPI_E_NETWORK_ERROR
+      0x8004011D,  // MAPI_E_FAILONEPROVIDER
+      0x8007000E,  // MAPI_E_NOT_ENOUGH_MEMORY
+  };
+  return meansBusy(code) ||
+         std::find(kCodes.begin(), kCodes.end(), static_cast<std::uint32_t>(code)) != kCodes.end();
+}
 
 // Oldest first. Items of a kind that knows no time of reception have no fixed place; where the
 // collection cannot be sorted at all it stays in its own order.
@@ -75,6 +93,7 @@ class Listing {
         break;
       }
     }
+    settleLeftOut();
     known_->identifiers = std::move(seen_);
     return std::move(entries_);
   }
@@ -115,24 +134,37 @@ class Listing {
   // False: the collection has become shorter.
   bool readOne(std::int32_t index, bool hold) {
     Object item;
+    std::string identifier;
     try {
       item = items_.item(index);
-    } catch (const MailStoreError&) {
+      identifier = identifierOf(item);
+    } catch (const MailStoreError& error) {
       items_.server().requireAlive();
+      if (concernsAllItems(error.code())) {
+        throw;
+      }
       if (index > count()) {
         return false;
       }
-      throw;
-    }
-    auto entry = std::make_shared<ListedItem>();
-    entry->entryId = identifierOf(item);
-    if (markOfSent(entry->entryId, item)) {
+      ++leftOut_;
+      whyLeftOut_ = error;
       return true;
+    }
+    anyRead_ = true;
+    add(std::move(item), std::move(identifier), hold);
+    return true;
+  }
+
+  void add(Object item, std::string identifier, bool hold) {
+    if (markOfSent(identifier, item)) {
+      return;
     }
     // Mail that came in meanwhile may have moved an item down to where it is met again.
-    if (!entry->entryId.empty() && !seen_.insert(entry->entryId).second) {
-      return true;
+    if (!identifier.empty() && !seen_.insert(identifier).second) {
+      return;
     }
+    auto entry = std::make_shared<ListedItem>();
+    entry->entryId = std::move(identifier);
     entry->unread = true;
     entry->server = items_.sharedServer();
     if (hold || entry->entryId.empty()) {
@@ -143,7 +175,14 @@ class Listing {
       };
     }
     entries_.push_back(std::move(entry));
-    return true;
+  }
+
+  // Where none of several items can be read it is not the items that are damaged.
+  void settleLeftOut() {
+    if (leftOut_ > 1 && !anyRead_) {
+      throw MailStoreError(whyLeftOut_);
+    }
+    connection_->itemsLeftOut(leftOut_, whyLeftOut_.what());
   }
 
   // Whether the item was forwarded just before the application ended, and only its mark is missing.
@@ -168,6 +207,9 @@ class Listing {
   KnownRef known_;
   std::vector<Entry> entries_;
   std::set<std::string, std::less<>> seen_;
+  std::size_t leftOut_ = 0;
+  MailStoreError whyLeftOut_{""};  // the last of them
+  bool anyRead_ = false;
 };
 
 void requireUnreadFilter(const std::string& filter) {

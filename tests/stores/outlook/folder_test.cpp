@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What a listing of the inbox asks of items that it has met before, over items of the test's own,
-// whose classes number their members differently.
+// What a listing of the inbox asks of items that it has met before, and what it does about items
+// that cannot be read, over items of the test's own, whose classes number their members
+// differently.
 #include "stores/outlook/folder.h"
 
 #include <gtest/gtest.h>
@@ -22,13 +23,22 @@ namespace {
 constexpr DISPID kIdentifier = 7;
 constexpr DISPID kOtherIdentifier = 8;
 
+enum class Damage { kNone, kItem, kEntryId };
+
+FakeAnswer damaged(unsigned long code) {
+  return {.result = DISP_E_EXCEPTION,
+          .text = "The item is damaged.",
+          .scode = static_cast<SCODE>(code)};
+}
+
 // An item's two texts, and the number of each in the item's class.
 struct FakeItem {
   FakeItem(FakeType& type, const std::string& identifier, DISPID number, DISPID subjectNumber)
       : object(&type) {
     object.add(L"EntryID", number, [this, identifier](const FakeCall& call) {
       flags.push_back(call.flags);
-      return FakeAnswer{.value = Value::ofText(identifier)};
+      return damage == Damage::kEntryId ? damaged(code)
+                                        : FakeAnswer{.value = Value::ofText(identifier)};
     });
     object.add(L"Subject", subjectNumber, [this](const FakeCall& call) {
       flags.push_back(call.flags);
@@ -38,6 +48,8 @@ struct FakeItem {
 
   FakeDispatch object;
   std::vector<WORD> flags;
+  Damage damage = Damage::kNone;
+  unsigned long code = 0x80004005;
 };
 
 class FolderTest : public testing::Test {
@@ -50,7 +62,8 @@ class FolderTest : public testing::Test {
     });
     items_.add(L"", DISPID_VALUE, [this](const FakeCall& call) {
       auto& item = inbox_.at(static_cast<std::size_t>(call.arguments.at(0).number() - 1));
-      return FakeAnswer{.value = Value::ofObject(&item.object)};
+      return item.damage == Damage::kItem ? damaged(item.code)
+                                          : FakeAnswer{.value = Value::ofObject(&item.object)};
     });
   }
 
@@ -83,6 +96,7 @@ class FolderTest : public testing::Test {
   NoFiles files_;
   InlineExecutor executor_;
   NoCommands commands_;
+  std::vector<std::string> notices_;
   std::shared_ptr<Server> server_ = std::make_shared<Server>([](std::chrono::milliseconds) {});
   ConnectionRef connection_ = std::make_shared<Connection>(
       StoreWorld{.files = files_,
@@ -93,7 +107,8 @@ class FolderTest : public testing::Test {
                  .random =
                      [](std::size_t) {
                        return Error{0, "not used"};
-                     }},
+                     },
+                 .notice = [this](const StoreNotice& told) { notices_.push_back(told.line); }},
       [](std::string_view, ComPtr<IDispatch>&) { return REGDB_E_CLASSNOTREG; });
   std::shared_ptr<Folder> folder_ =
       makeFolder(connection_, {folderObject_.pointer(), server_}, {mapi_.pointer(), server_});
@@ -151,6 +166,68 @@ TEST_F(FolderTest, AnApplicationThatIsBusyOrGoneIsNotAskedAgainForTheSameIdentif
   known.object.refusals = {HRESULT_FROM_WIN32(RPC_S_CALL_FAILED)};
   EXPECT_THROW((void)identifiers(), MailStoreError);
   EXPECT_TRUE(server_->gone());
+}
+
+class FolderTestOfDamage : public FolderTest, public testing::WithParamInterface<Damage> {};
+
+INSTANTIATE_TEST_SUITE_P(, FolderTestOfDamage, testing::Values(Damage::kItem, Damage::kEntryId),
+                         [](const auto& one) {
+                           return one.param == Damage::kItem ? "Item" : "EntryId";
+                         });
+
+// Each check ended at the item, and nothing was forwarded.
+TEST_P(FolderTestOfDamage, AnItemThatCannotBeReadIsLeftOutAndToldOnceWhileItLasts) {
+  const std::vector<std::string> others = {"one", "three"};
+  deliver(mailType_, "one");
+  FakeItem& bad = deliver(mailType_, "two");
+  deliver(mailType_, "three");
+  bad.damage = GetParam();
+  EXPECT_EQ(identifiers(), others);
+  EXPECT_EQ(identifiers(), others);
+  EXPECT_EQ(notices_,
+            std::vector<std::string>{"Outlook cannot read 1 unread message, which is left "
+                                     "out of the checks: The item is damaged."});
+  bad.damage = Damage::kNone;
+  EXPECT_EQ(identifiers(), (std::vector<std::string>{"one", "two", "three"}));
+  bad.damage = GetParam();
+  EXPECT_EQ(identifiers(), others);
+  EXPECT_EQ(notices_.size(), 2u);
+}
+
+TEST_P(FolderTestOfDamage, AnotherItemThatCannotBeReadIsTold) {
+  deliver(mailType_, "one");
+  deliver(mailType_, "two").damage = GetParam();
+  (void)identifiers();
+  deliver(mailType_, "three").damage = GetParam();
+  EXPECT_EQ(identifiers(), std::vector<std::string>{"one"});
+  ASSERT_EQ(notices_.size(), 2u);
+  EXPECT_EQ(notices_[1],
+            "Outlook cannot read 2 unread messages, which are left out of the checks: The item is "
+            "damaged.");
+}
+
+TEST_P(FolderTestOfDamage, AnInboxWhoseOnlyItemCannotBeReadHasNone) {
+  deliver(mailType_, "one").damage = GetParam();
+  EXPECT_TRUE(identifiers().empty());
+  EXPECT_EQ(notices_.size(), 1u);
+}
+
+TEST_P(FolderTestOfDamage, AnInboxOfWhichNothingCanBeReadIsAnError) {
+  deliver(mailType_, "one").damage = GetParam();
+  deliver(mailType_, "two").damage = GetParam();
+  EXPECT_THROW((void)identifiers(), MailStoreError);
+  EXPECT_TRUE(notices_.empty());
+}
+
+TEST_P(FolderTestOfDamage, AnItemThatCannotBeReadBecauseTheMailboxIsOutOfReachIsAnError) {
+  deliver(mailType_, "one");
+  FakeItem& distant = deliver(mailType_, "two");
+  distant.damage = GetParam();
+  for (const unsigned long code : {0x80040115ul, 0x8004011Dul, 0x8004010Eul, 0x8001010Aul}) {
+    distant.code = code;
+    EXPECT_THROW((void)identifiers(), MailStoreError) << std::hex << code;
+  }
+  EXPECT_TRUE(notices_.empty());
 }
 
 }  // namespace

@@ -118,6 +118,24 @@ TEST_F(OutlookStoreTest, AListThatIsTooLongForACheckIsCountedAndNotRead) {
   EXPECT_THROW(items->Item(1), MailStoreError);
 }
 
+TEST_F(OutlookStoreTest, ADamagedItemKeepsNoOtherFromBeingForwarded) {
+  house_.engine.engine.state().activationTime = DateTime{};
+  const std::string damage =
+      "raise\tcall=Items.Item\tcode=80004005\ttext=The item is damaged.\ttimes=1\tskip=";
+  deliver(1, 3);
+  house_.tell(damage + "1");
+  house_.check();
+  EXPECT_EQ(house_.sent(), 2u);
+  deliver(4, 4);
+  house_.tell(damage + "0");
+  house_.check();
+  EXPECT_EQ(house_.sent(), 3u);
+  EXPECT_EQ(house_.notices.size(), 1u);
+  EXPECT_THAT(house_.log.lines, testing::Not(testing::Contains(HasSubstr("An Error occured"))));
+  house_.check();
+  EXPECT_EQ(house_.sent(), 4u) << "it stayed unread, and can be read again";
+}
+
 TEST_F(OutlookStoreTest, AnUnreadItemThatStaysUnreadIsNotMarkedAgain) {
   deliver(1, 1);
   const auto item = unread()->Item(1);
