@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Whole checks over an account: the engine, the store and the IMAP session, with a server that the
 // test plays. What happens to a message when its server is lost, slow, or refuses things: it must
-// neither be marked read without a forward nor be left out later.
+// neither be marked read without a forward nor be left out later. Only a message that is refused
+// again and again, over half an hour and more while others come, is given up and told.
 #include <gmock/gmock.h>
 
 #include "engine/engine_house.h"
@@ -249,6 +250,109 @@ TEST_F(LostLineTest, AConnectionThatIsLostInTheMiddleOfTheWalkLeavesTheRestForTh
   EXPECT_THAT(log_.lines, Contains(HasSubstr("An Error occured at ")));
   EXPECT_EQ(engine_.state().itemsVisited, 1);
   expectAllForwardedOnceLater();
+}
+
+// The connection stays up, and the server says NO or BAD.
+class RefusingServerTest : public LostLineTest {
+ protected:
+  // From now on whatever asks for one of these messages, and has this in its command.
+  void refuse(const std::string& part, const UidSet& uids, const std::string& answer) {
+    house_.account.instead = [=](const std::string& tag,
+                                 const std::string& command) -> std::optional<std::string> {
+      if (!command.starts_with("UID FETCH") || command.find(part) == std::string::npos) {
+        return std::nullopt;
+      }
+      UidSet asked = *UidSet::parse(command.substr(10, command.find(' ', 10) - 10));
+      const auto before = asked.count();
+      asked.remove(uids);
+      return asked.count() < before ? std::optional(tag + ' ' + answer + "\r\n") : std::nullopt;
+    };
+  }
+  void pass(std::chrono::milliseconds time) {
+    const auto until = house_.network.steadyTime() + time;
+    house_.network.after(time, [this] { house_.network.wake(); });
+    while (house_.network.steadyTime() < until) {
+      inbox_->step();
+    }
+  }
+  std::size_t logged(const std::string& words) const {
+    std::size_t count = 0;
+    for (const std::string& line : log_.lines) {
+      count += line.find(words) != std::string::npos ? 1 : 0;
+    }
+    return count;
+  }
+  const UidSet all_{{1, 2, 3, 4}};
+};
+
+// Each refusal marked a message read without a forward, and those fetched ahead as well.
+TEST_F(RefusingServerTest, RefusedTextsMarkNothingReadWithoutAForward) {
+  for (const char* answer :
+       {"NO [UNAVAILABLE] FETCH Server error", "NO [TEMPFAIL] try later",
+        "NO Request is throttled. Suggested Backoff Time: 299923", "BAD busy"}) {
+    refuse("BODY.PEEK[]", all_, answer);
+    for (int i = 0; i < 5; ++i) {
+      check();
+      EXPECT_EQ(engine_.state().itemsVisited, 1);
+    }
+    pass(kRefusalPause);
+  }
+  EXPECT_EQ(logged("An Error occured at "), 20U);
+  EXPECT_EQ(logged("The mail server refuses a message for now: FETCH Server error [UNAVAILABLE]"),
+            5U);
+  EXPECT_EQ(logged("Tried but failed"), 0U);
+  EXPECT_EQ(house_.account.count("UID STORE"), 0U);
+  expectAllForwardedOnceLater();
+}
+
+// They were put on the ignore list with the reason of another message.
+TEST_F(RefusingServerTest, RefusedHeadsPutNothingOnTheIgnoreList) {
+  prefs_.fields().mintSenderFilter = kForwardAllButListed;
+  prefs_.fields().mcolSenderList = {"bob"};
+  house_.account.add(5, "From: bob@example.org\r\nSubject: b\r\n\r\nx\r\n");
+  refuse("", all_, "NO [UNAVAILABLE] FETCH Server error");
+  for (int i = 0; i < 3; ++i) {
+    check();
+    EXPECT_EQ(engine_.state().itemsVisited, 2);
+    pass(kRefusalPause);
+  }
+  EXPECT_EQ(logged(" not forwarded because "), 1U);
+  EXPECT_EQ(house_.account.count("UID STORE"), 0U);
+  expectAllForwardedOnceLater();
+}
+
+TEST_F(RefusingServerTest, ADamagedMessageIsToldAfterHalfAnHourAndBlocksNoOthersThen) {
+  refuse("BODY.PEEK[]", UidSet({3}), "NO [SERVERBUG] damaged");
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(logged("Tried but failed to forward m3"), 0U);
+    add(10 + i);
+    settle();
+    check();
+    check();
+    pass(kRefusalPause);
+  }
+  EXPECT_EQ(logged("damaged [SERVERBUG]"), 7U) << "twice in each of three tries, and in the end";
+  EXPECT_EQ(logged("Tried but failed to forward m3"), 1U);
+  settle();
+  EXPECT_THAT(forwarded(), ElementsAre("FW: m10", "FW: m4", "FW: m11", "FW: m12", "FW: m13",
+                                       "FW: m2", "FW: m1"));
+  EXPECT_TRUE(seen(3));
+}
+
+// It counted as refused for the first time again, and ended three checks of four.
+TEST_F(RefusingServerTest, AMessageWhoseHeadIsDamagedIsToldAndBlocksNoOthersThen) {
+  refuse("", UidSet({3}), "NO damaged");
+  for (std::uint32_t i = 0; i < 8; ++i) {
+    add(10 + i);
+    settle();
+    check();
+    pass(kRefusalPause);
+  }
+  settle();
+  EXPECT_EQ(logged("An Error occured at "), 3U);
+  EXPECT_THAT(house_.notices, Contains("damaged"));
+  EXPECT_EQ(forwarded().size(), 11U);
+  EXPECT_FALSE(seen(3));
 }
 
 // The rule takes what it cannot read for a reason to reject.

@@ -131,7 +131,6 @@ Result<std::unique_ptr<InputFile>> ImapBodies::take(std::uint32_t uid) {
   if (slot.state == Wanted::kFailed) {
     return Error{0, slot.words};
   }
-  blame_.clear(uid);
   return slot.body->open(slot.received);
 }
 
@@ -236,7 +235,7 @@ void ImapBodies::arrived(ImapBody body) {
     queue_.push_back(body.uid);
   } else {
     slot->body->append(std::move(body.bytes));
-    complete(*slot);
+    complete(body.uid, *slot);
     accountForAhead(slots_.find(body.uid));
   }
 }
@@ -255,7 +254,8 @@ void ImapBodies::accountForAhead(Slots::iterator at) {
   }
 }
 
-void ImapBodies::complete(Slot& slot) {
+void ImapBodies::complete(std::uint32_t uid, Slot& slot) {
+  blame_.clear(uid);
   slot.whole = true;
   slot.body->finish();
   slot.state = slot.body->ready() ? Wanted::kThere : Wanted::kComing;
@@ -318,13 +318,25 @@ void ImapBodies::onWholeAnswered(const std::vector<std::uint32_t>& uids,
     }
     if (result) {
       slot->state = Wanted::kGone;
+    } else if (slot->ahead) {
+      erase(slots_.find(uid));
     } else if (uids.size() > 1) {
       // One of them was the reason, and the others must not suffer for it.
       slot->asked = false;
       queue_.push_back(uid);
     } else {
-      slot->fail(result.error().text);
+      onRefused(uid, *slot, result.error().text);
     }
+  }
+}
+
+void ImapBodies::onRefused(std::uint32_t uid, Slot& slot, const std::string& words) {
+  const bool goesOn = slot.body->size() > slot.begun;
+  if (!goesOn && blame_.addRefusal(uid)) {
+    slot.fail(words);
+  } else {
+    slot.state = Wanted::kLost;
+    slot.words = refusedForNow(words);
   }
 }
 
@@ -339,23 +351,24 @@ void ImapBodies::onPieceAnswered(ImapClient& client, std::uint32_t uid, std::uin
   if (slot.state != Wanted::kComing) {
     return;
   }
-  judgePiece(slot, origin, result);
+  judgePiece(uid, slot, origin, result);
   // Not before all pieces are answered, as one of them may contradict.
   if (slot.state == Wanted::kComing && slot.end && slot.piecesAsked == 0 &&
       slot.body->size() >= *slot.end) {
-    complete(slot);
+    complete(uid, slot);
     return;
   }
   askPieces(client, uid, slot);
 }
 
-void ImapBodies::judgePiece(Slot& slot, std::uint64_t origin, const Result<void>& result) {
+void ImapBodies::judgePiece(std::uint32_t uid, Slot& slot, std::uint64_t origin,
+                            const Result<void>& result) {
   const bool came = slot.body->size() > origin || slot.early.contains(origin);
   const bool behindEnd = slot.end && origin >= *slot.end;
   if (behindEnd) {
     // whatever the server answers
   } else if (!result) {
-    slot.fail(result.error().text);
+    onRefused(uid, slot, result.error().text);
   } else if (!came && origin == 0) {
     slot.state = Wanted::kGone;
   } else if (!came && slot.body->size() == origin) {

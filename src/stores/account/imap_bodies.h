@@ -3,6 +3,9 @@
 // messages are fetched in pieces, and go on where the connection was lost. Without threads and
 // clocks, and without touching the disk.
 //
+// What a server refuses ahead of the walk is asked for again when the walk comes to it, and not
+// before: the server may be short of time for us.
+//
 // Memory is bounded whatever the mailbox: bodies are kept only from their arrival until they are
 // taken, few are asked for ahead, and a large one is in a file (fetched_body.h).
 #pragma once
@@ -49,7 +52,8 @@ class ImapBodies {
   /// Whether any body is on its way.
   bool wantsAny() const;
   /// Once it is neither wanted in vain nor on its way. An Error's code is ENOENT for a message that
-  /// has vanished, kInboxLost for one that may be had later.
+  /// has vanished, kInboxLost for one that may be had later, also where the server refuses it: that
+  /// counts as the message's own failure only once MessageBlame says so.
   Result<std::unique_ptr<InputFile>> take(std::uint32_t uid);
   /// Nobody waits for this body any more. It is still fetched, as it will probably be wanted again,
   /// but only one such is kept.
@@ -118,10 +122,11 @@ class ImapBodies {
   void askPieces(ImapClient& client, std::uint32_t uid, Slot& slot);
   void onPieceAnswered(ImapClient& client, std::uint32_t uid, std::uint64_t id,
                        std::uint64_t origin, const Result<void>& result);
-  static void judgePiece(Slot& slot, std::uint64_t origin, const Result<void>& result);
+  void judgePiece(std::uint32_t uid, Slot& slot, std::uint64_t origin, const Result<void>& result);
+  void onRefused(std::uint32_t uid, Slot& slot, const std::string& words);
   static void addPiece(Slot& slot, std::uint64_t origin, std::string bytes);
   static void checkPieces(Slot& slot);
-  static void complete(Slot& slot);
+  void complete(std::uint32_t uid, Slot& slot);
 
   BodySpool& spool_;
   MessageBlame& blame_;

@@ -5,9 +5,13 @@
 //
 // One message must not block the others, whatever a server does with it. A group of heads that is
 // refused, or in which some are missing, is asked for once more without the structures, which
-// servers make badly of bad mail. After a server has closed the connection instead of sending
-// heads, they are asked for one by one for a while, so that a message over which a server fails is
-// found and given up.
+// servers make badly of bad mail. After a server has refused that too, or has closed the connection
+// instead of sending heads, they are asked for one by one for a while, so that a message over which
+// a server fails is found and given up.
+//
+// A server may also refuse everything for a while. Then only the head that somebody waits for is
+// refused to anybody, and what was to be fetched ahead is not asked for any more: the walk ends
+// there, or asks for the rest when it comes to it.
 #include "stores/account/imap_heads.h"
 
 #include <algorithm>
@@ -226,10 +230,35 @@ void ImapHeads::onAnswered(const std::vector<std::uint32_t>& uids, const Result<
     } else if (result) {
       slot.state = Wanted::kGone;
     } else {
-      slot.state = Wanted::kFailed;
-      slot.words = result.error().text;
+      onRefused(uid, uids.size() == 1, result.error().text);
     }
   }
+}
+
+void ImapHeads::onRefused(std::uint32_t uid, bool alone, const std::string& words) {
+  Slot& slot = slots_[uid];
+  if (!alone) {
+    // One of them was the reason, and the others must not suffer for it.
+    careful_ = kCarefulHeads;
+    slot.asked = false;
+    queue_.insert(uid);
+  } else if (uid != awaited_) {
+    slots_.erase(uid);
+  } else if (blame_.addRefusal(uid)) {
+    slot.state = Wanted::kFailed;
+    slot.words = words;
+  } else {
+    slot.state = Wanted::kLost;
+    slot.words = refusedForNow(words);
+    dropQueued();
+  }
+}
+
+void ImapHeads::dropQueued() {
+  std::erase_if(slots_, [&](const auto& entry) {
+    return entry.second.state == Wanted::kComing && queue_.contains(entry.first);
+  });
+  queue_.clear();
 }
 
 void ImapHeads::attach() {

@@ -50,7 +50,7 @@ class ImapHeads {
   /// For Wanted::kThere.
   ImapHead take(std::uint32_t uid);
   /// For Wanted::kFailed and kLost, which are forgotten by this call. The code is kInboxLost for
-  /// the latter.
+  /// the latter, such as a head that the server refuses, until MessageBlame gives it up.
   Error takeFailure(std::uint32_t uid);
 
   /// What a head has told that its body needs; kept as long as the message is unread, and one of
@@ -99,6 +99,8 @@ class ImapHeads {
   void dropKept(const Superfluous& superfluous);
   void keepWithinBounds();
   void onAnswered(const std::vector<std::uint32_t>& uids, const Result<void>& result);
+  void onRefused(std::uint32_t uid, bool alone, const std::string& words);
+  void dropQueued();
 
   MessageBlame& blame_;
   MessageIdentities& identities_;

@@ -107,6 +107,7 @@ bool ImapSession::step() {
   std::unique_lock lock(mutex_);
   const std::uint64_t before = status_.news;
   now_ = world_.network.steadyTime();
+  work_.setTime(now_);
   ahead_ = std::exchange(wakesEarly_, false) ? Time(kTakenAlong) : Time(0);
   if (std::exchange(used_, false) || heard_ != asked) {
     usedAt_ = now_;

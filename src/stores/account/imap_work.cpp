@@ -16,11 +16,16 @@ ImapWork::ImapWork(BodySpool& spool, MessageIdentities& identities,
       now_(std::move(now)),
       most_(most),
       server_(most),
-      bodies_(spool, blame_, heads_),
+      bodies_(spool, bodyBlame_, heads_),
       marks_([this](std::uint32_t uid, bool seen, const std::string& words, bool first) {
         onMarkRefused(uid, seen, words, first);
       }),
       renumbering_(identities, [this](const std::string& words) { complain_(words); }) {}
+
+void ImapWork::setTime(MessageBlame::Time now) {
+  headBlame_.setTime(now);
+  bodyBlame_.setTime(now);
+}
 
 ImapClient::Events ImapWork::events() {
   return {[this](ImapHead head) { onHead(std::move(head)); },
@@ -69,7 +74,8 @@ void ImapWork::detach(Loss how) {
 void ImapWork::forgetMailbox() {
   ++generation_;
   unseen_.reset();
-  blame_.forget();
+  headBlame_.forget();
+  bodyBlame_.forget();
   heads_.forget();
   bodies_.forget();
   marks_.forget();
@@ -191,7 +197,8 @@ void ImapWork::settle(std::uint64_t number) {
   marks_.settle(found, marksBefore_, uids);
   heads_.keepOnly(found);
   bodies_.keepOnly(found);
-  blame_.keepOnly(found);
+  headBlame_.keepOnly(found);
+  bodyBlame_.keepOnly(found);
   identities_.keepOnly(found);
   publish(number, std::move(uids));
 }

@@ -47,6 +47,9 @@ class ImapWork {
            std::function<void(std::string)> complain, std::function<DateTime()> now,
            std::size_t most = kMostUnseen);
 
+  /// The present time, of one steady clock.
+  void setTime(MessageBlame::Time now);
+
   // The connection.
   /// The events that the client has to call.
   ImapClient::Events events();
@@ -144,8 +147,9 @@ class ImapWork {
   std::shared_ptr<const std::vector<std::uint32_t>> unseen_;
   bool whole_ = true;
 
-  MessageBlame blame_;
-  ImapHeads heads_{blame_, identities_};
+  MessageBlame headBlame_;
+  MessageBlame bodyBlame_;
+  ImapHeads heads_{headBlame_, identities_};
   ImapBodies bodies_;
   ImapMarks marks_;
   Renumbering renumbering_;

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // What becomes of a thing that is wanted from a server, and which messages are to blame when a
-// connection is lost instead.
+// connection is lost instead, or the server refuses them.
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -19,8 +20,15 @@ enum class Wanted {
   kThere,
   kGone,    ///< the server has no such message any more
   kFailed,  ///< the message cannot be had
-  kLost,    ///< it did not come, for a reason outside of the message; a later want asks again
+  kLost,    ///< it did not come, for a reason outside of the message, or one that may pass; a later
+            ///< want asks again
 };
+
+/// What to tell of a message that the server has answered NO or BAD for, and that is to be asked
+/// for again.
+inline std::string refusedForNow(const std::string& words) {
+  return "The mail server refuses a message for now: " + words;
+}
 
 // Heads and bodies are each kept in a map from the number of a message to a slot, which has at
 // least a `state` and the `words` of a failure.
@@ -56,12 +64,30 @@ enum class Loss {
   kClosedAtOnce,  ///< the server ended it as soon as it had to answer
 };
 
-/// Counts the connections that were lost over messages. One message over which a server fails must
-/// not block the others for ever. Connections are also lost for reasons of the network, and no
-/// message must be given up for those: only a connection that ends as soon as the server has to
-/// answer counts fully.
+/// Of two refusals of a message, the second counts so long after the first, if other messages have
+/// come in between; and so long if none has, as the server may be refusing everything.
+inline constexpr std::chrono::minutes kRefusalPause{10};
+inline constexpr std::chrono::hours kRefusalPauseAlone{2};
+/// A message is given up over so many refusals that count: after half an hour at the earliest.
+inline constexpr int kMostRefusals = 4;
+
+/// Counts the connections that were lost over messages, and the refusals of messages. One message
+/// over which a server fails must not block the others for ever.
+///
+/// Connections are also lost for reasons of the network, and no message must be given up for those:
+/// only a connection that ends as soon as the server has to answer counts fully. And a server that
+/// is overloaded, or that lets its users have only so much in a time, refuses messages that it
+/// gives out later: one such time must count once, however often the message is asked for in it.
+///
+/// Without a clock; all times are of one steady clock. Heads and bodies have an object each: of a
+/// message whose text is damaged, the head comes at every check.
 class MessageBlame {
  public:
+  using Time = std::chrono::milliseconds;
+
+  /// The present time of all that follows.
+  void setTime(Time now) { now_ = now; }
+
   /// Whether a connection that ends like this can be blamed on anything.
   static bool counts(Loss how) { return weightOf(how) > 0; }
 
@@ -79,12 +105,31 @@ class MessageBlame {
     blame_.erase(uid);
     return true;
   }
-  /// The message has come.
-  void clear(std::uint32_t uid) { blame_.erase(uid); }
-  void keepOnly(const UidSet& uids) {
-    std::erase_if(blame_, [&](const auto& entry) { return !uids.contains(entry.first); });
+  /// Notes that the server has refused this message, which somebody waits for, and which was asked
+  /// for alone. True: it is to be given up. That stays so until the message has come.
+  bool addRefusal(std::uint32_t uid) {
+    Refusals& refusals = refusals_[uid];
+    const Time pause = came_ > refusals.came ? Time(kRefusalPause) : Time(kRefusalPauseAlone);
+    if (refusals.count == 0 || (refusals.count < kMostRefusals && now_ - refusals.last >= pause)) {
+      refusals = {refusals.count + 1, now_, came_};
+    }
+    return refusals.count >= kMostRefusals;
   }
-  void forget() { blame_.clear(); }
+  /// The message has come.
+  void clear(std::uint32_t uid) {
+    ++came_;
+    blame_.erase(uid);
+    refusals_.erase(uid);
+  }
+  void keepOnly(const UidSet& uids) {
+    const auto isOther = [&](const auto& entry) { return !uids.contains(entry.first); };
+    std::erase_if(blame_, isOther);
+    std::erase_if(refusals_, isOther);
+  }
+  void forget() {
+    blame_.clear();
+    refusals_.clear();
+  }
 
  private:
   // Twice closed at once, or four times lost otherwise.
@@ -93,7 +138,16 @@ class MessageBlame {
     return how == Loss::kClosedAtOnce ? 2 : how == Loss::kBroken ? 1 : 0;
   }
 
+  struct Refusals {
+    int count = 0;           // that count
+    Time last{0};            // of these
+    std::uint64_t came = 0;  // messages that had come until then
+  };
+
+  Time now_{0};
+  std::uint64_t came_ = 0;
   std::unordered_map<std::uint32_t, int> blame_;
+  std::unordered_map<std::uint32_t, Refusals> refusals_;
 };
 
 }  // namespace relaybird

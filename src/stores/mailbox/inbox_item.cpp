@@ -30,11 +30,12 @@ InboxItem::InboxItem(std::shared_ptr<MailboxSession> session, InboxEntry entry)
 
 InboxItem::~InboxItem() = default;
 
-// A message that has vanished is nothing to complain about. The pass does not log items of a kind
-// that it does not forward, so the store does, in the same words as for the rules.
+// A message that has vanished is nothing to complain about, and a server that is lost is told by
+// the pass, which ends. The pass does not log items of a kind that it does not forward, so the
+// store does, in the same words as for the rules.
 void InboxItem::tellAbout(const InboxHead& head) const {
   if (head.failure) {
-    if (head.failure->code != ENOENT) {
+    if (head.failure->code != ENOENT && head.failure->code != kInboxLost) {
       session_->complain(entry_, head.failure->text);
     }
     return;

@@ -130,8 +130,102 @@ TEST_F(ImapFetchTest, ReportsAHeadThatTheServerRefuses) {
                                             : std::nullopt;
   };
   refresh();
+  EXPECT_EQ(subject(4), "The mail server refuses a message for now: broken");
+  EXPECT_EQ(body(4), "The mail server refuses a message for now: broken");
+  for (int i = 0; i < 3; ++i) {
+    runUntil([] { return false; }, kRefusalPauseAlone);
+    subject(4);
+    body(4);
+  }
   EXPECT_EQ(subject(4), "broken");
   EXPECT_EQ(body(4), "broken");
+}
+
+// All of a group counted as damaged, and a hundred messages were asked for again one by one while
+// the server had no time for any.
+TEST_F(ImapFetchTest, AServerThatRefusesAllHeadsIsNotAskedForEachOfThem) {
+  std::vector<std::uint32_t> uids;
+  for (std::uint32_t uid = 1000; uid > 600; --uid) {
+    uids.push_back(uid);
+  }
+  for (std::uint32_t uid = 601; uid <= 1000; ++uid) {
+    account_.add(uid, simpleMail("m" + std::to_string(uid)));
+  }
+  refresh();
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID FETCH") ? std::optional<std::string>(tag + " NO busy\r\n")
+                                            : std::nullopt;
+  };
+  session_->work([&](ImapWork& work) { work.wantHeads(uids); });
+  EXPECT_TRUE(runUntil(
+      [&] { return !session_->look([](const ImapWork& work) { return work.wantsAnything(); }); }));
+  EXPECT_EQ(head(1000), Wanted::kLost);
+  EXPECT_EQ(head(999), Wanted::kNot);
+  EXPECT_LE(account_.count("UID FETCH"), 2 * kHeadCommandsAhead + 1);
+  account_.instead = {};
+  EXPECT_EQ(subject(1000), "m1000");
+  EXPECT_EQ(subject(999), "m999");
+}
+
+TEST_F(ImapFetchTest, OneHeadThatTheServerRefusesCostsTheOthersOfItsGroupNothing) {
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.starts_with("UID FETCH") &&
+                   UidSet::parse(command.substr(10, command.find(' ', 10) - 10))->contains(3)
+               ? std::optional<std::string>(tag + " NO damaged\r\n")
+               : std::nullopt;
+  };
+  refresh();
+  session_->work([](ImapWork& work) { work.wantHeads({5, 4, 3, 2, 1}); });
+  EXPECT_TRUE(runUntil(
+      [&] { return !session_->look([](const ImapWork& work) { return work.wantsAnything(); }); }));
+  for (const std::uint32_t uid : {5U, 4U, 2U, 1U}) {
+    EXPECT_EQ(head(uid), Wanted::kThere) << uid;
+  }
+  EXPECT_EQ(head(3), Wanted::kNot) << "nobody waits for it";
+}
+
+// The others of the group were asked for at once, one by one, and counted as damaged when the walk
+// came to them.
+TEST_F(ImapFetchTest, BodiesThatARefusedGroupLeftOutAreAskedForWhenTheyAreNeeded) {
+  refresh();
+  for (const std::uint32_t uid : {5U, 4U, 3U}) {
+    subject(uid);
+  }
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    return command.ends_with("BODY.PEEK[])") ? std::optional<std::string>(tag + " NO busy\r\n")
+                                             : std::nullopt;
+  };
+  const auto bodies = [&] { return account_.count("UID FETCH 3:5 (UID BODY.PEEK[])"); };
+  session_->work([](ImapWork& work) { work.wantBodiesAhead({5, 4, 3}); });
+  EXPECT_TRUE(runUntil([&] {
+    return bodies() == 1 && session_->look([](const ImapWork& w) { return !w.wantsAnything(); });
+  }));
+  EXPECT_EQ(body(5), "The mail server refuses a message for now: busy");
+  EXPECT_EQ(account_.count("UID FETCH 5 (UID BODY.PEEK[])"), 1U);
+  EXPECT_EQ(account_.count("UID FETCH 4 (UID BODY.PEEK[])"), 0U);
+  account_.instead = {};
+  EXPECT_EQ(body(5), simpleMail("m5"));
+  EXPECT_EQ(body(4), simpleMail("m4"));
+}
+
+// A server that gives only so much in a time gives the rest later, however often that takes.
+TEST_F(ImapFetchTest, GoesOnWithALargeMessageWhereAPieceWasRefused) {
+  account_.add(9, simpleMail("large") + std::string(5 * kPieceBytes, 'x'));
+  refresh();
+  subject(9);
+  for (std::uint64_t piece = 1; piece <= 5; ++piece) {
+    const std::string origin = ".PEEK[]<" + std::to_string(piece * kPieceBytes) + '.';
+    account_.instead = [&](const std::string& tag, const std::string& command) {
+      return command.find(origin) != std::string::npos
+                 ? std::optional<std::string>(tag + " NO [LIMIT] enough\r\n")
+                 : std::nullopt;
+    };
+    EXPECT_EQ(body(9), "The mail server refuses a message for now: enough [LIMIT]") << piece;
+    runUntil([] { return false; }, kRefusalPauseAlone);
+  }
+  account_.instead = {};
+  EXPECT_TRUE(body(9) == account_.find(9)->bytes);
+  EXPECT_EQ(account_.count("UID FETCH 9 (UID BODY.PEEK[]<0."), 1U);
 }
 
 // It counted as vanished, and was marked read.

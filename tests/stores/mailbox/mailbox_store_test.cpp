@@ -345,6 +345,7 @@ TEST_F(LostServerTest, AnyFailureWhileTheConnectionIsDownIsTheServers) {
   EXPECT_THAT(server.asked, IsEmpty());
 }
 
+// The inbox tells a refusal as the message's own failure only after several over some time.
 TEST_F(LostServerTest, AMessageThatTheServerDoesNotGiveOutIsNotTriedAgain) {
   server.deliver(mailText({}));
   const auto item = unread()->Item(1);
