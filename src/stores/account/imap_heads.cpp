@@ -9,9 +9,9 @@
 // instead of sending heads, they are asked for one by one for a while, so that a message over which
 // a server fails is found and given up.
 //
-// A server may also refuse everything for a while. Then only the head that somebody waits for is
-// refused to anybody, and what was to be fetched ahead is not asked for any more: the walk ends
-// there, or asks for the rest when it comes to it.
+// A server may also refuse everything for a while. So only the head that somebody waits for is
+// blamed, and after its refusal nothing is asked for ahead: the walk ends there. Others that are
+// refused are asked for again when the walk comes to them.
 #include "stores/account/imap_heads.h"
 
 #include <algorithm>

@@ -64,9 +64,11 @@ enum class Loss {
   kClosedAtOnce,  ///< the server ended it as soon as it had to answer
 };
 
-/// Of two refusals of a message, the second counts so long after the first, if other messages have
-/// come in between; and so long if none has, as the server may be refusing everything.
+/// Of two refusals of a message, or two connections lost over it, the second counts only so long
+/// after the first.
 inline constexpr std::chrono::minutes kRefusalPause{10};
+/// The same for refusals between which no other message has come: the server may be refusing
+/// everything.
 inline constexpr std::chrono::hours kRefusalPauseAlone{2};
 /// A message is given up over so many refusals that count: after half an hour at the earliest.
 inline constexpr int kMostRefusals = 4;
@@ -76,8 +78,9 @@ inline constexpr int kMostRefusals = 4;
 ///
 /// Connections are also lost for reasons of the network, and no message must be given up for those:
 /// only a connection that ends as soon as the server has to answer counts fully. And a server that
-/// is overloaded, or that lets its users have only so much in a time, refuses messages that it
-/// gives out later: one such time must count once, however often the message is asked for in it.
+/// is overloaded, or that lets its users have only so much in a time, refuses messages, or ends
+/// connections over them, that it gives out later: one such time must count once, however often the
+/// message is asked for in it.
 ///
 /// Without a clock; all times are of one steady clock. Heads and bodies have an object each: of a
 /// message whose text is damaged, the head comes at every check.
@@ -92,21 +95,20 @@ class MessageBlame {
   static bool counts(Loss how) { return weightOf(how) > 0; }
 
   /// Notes that a connection was lost while this message was asked for. True: it has happened too
-  /// often, and the message is to be given up. Its count starts anew then.
+  /// often, and the message is to be given up. That stays so until it has come.
   bool add(std::uint32_t uid, Loss how) {
     if (!counts(how)) {
       return false;
     }
-    int& blame = blame_[uid];
-    blame += weightOf(how);
-    if (blame < kMost) {
-      return false;
+    Losses& losses = losses_[uid];
+    if (losses.weight == 0 ||
+        (losses.weight < kMost && now_ - losses.last >= Time(kRefusalPause))) {
+      losses = {losses.weight + weightOf(how), now_};
     }
-    blame_.erase(uid);
-    return true;
+    return losses.weight >= kMost;
   }
   /// Notes that the server has refused this message, which somebody waits for, and which was asked
-  /// for alone. True: it is to be given up. That stays so until the message has come.
+  /// for alone. True: it is to be given up. That stays so until it has come.
   bool addRefusal(std::uint32_t uid) {
     Refusals& refusals = refusals_[uid];
     const Time pause = came_ > refusals.came ? Time(kRefusalPause) : Time(kRefusalPauseAlone);
@@ -118,16 +120,16 @@ class MessageBlame {
   /// The message has come.
   void clear(std::uint32_t uid) {
     ++came_;
-    blame_.erase(uid);
+    losses_.erase(uid);
     refusals_.erase(uid);
   }
   void keepOnly(const UidSet& uids) {
     const auto isOther = [&](const auto& entry) { return !uids.contains(entry.first); };
-    std::erase_if(blame_, isOther);
+    std::erase_if(losses_, isOther);
     std::erase_if(refusals_, isOther);
   }
   void forget() {
-    blame_.clear();
+    losses_.clear();
     refusals_.clear();
   }
 
@@ -138,6 +140,10 @@ class MessageBlame {
     return how == Loss::kClosedAtOnce ? 2 : how == Loss::kBroken ? 1 : 0;
   }
 
+  struct Losses {
+    int weight = 0;  // of those that count
+    Time last{0};    // of these
+  };
   struct Refusals {
     int count = 0;           // that count
     Time last{0};            // of these
@@ -146,7 +152,7 @@ class MessageBlame {
 
   Time now_{0};
   std::uint64_t came_ = 0;
-  std::unordered_map<std::uint32_t, int> blame_;
+  std::unordered_map<std::uint32_t, Losses> losses_;
   std::unordered_map<std::uint32_t, Refusals> refusals_;
 };
 
