@@ -4,12 +4,16 @@
 //
 // Copies wait on the disk, in a folder of the account's: NAME.part while the server has not taken
 // the message, NAME.copy afterwards. So they take no memory while messages are sent, and one that
-// could not be stored is tried again after the next series, also by the next run, unless the server
+// could not be stored is tried again after a later series, also by the next run, unless the server
 // refuses it. A crash at the wrong moment loses a copy, never a message.
+//
+// The delivery waits while copies are stored, and a server may fail over one of them each time. So
+// a failure is followed by a pause, and the next try begins with the other copies.
 #include "stores/account/sent_folder.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <utility>
@@ -202,26 +206,14 @@ class SentFolderTransport : public Transport {
       CopyingFeed copying(feed, *copies_);
       real_->deliverAll(copying, stop);
     }
-    std::vector<std::string> names = copies_->complete();
-    const auto next = [&]() -> std::optional<std::string> {
-      while (!names.empty()) {
-        if (auto bytes = copies_->read(names.back())) {
-          return withCrLf(*bytes);
-        }
-        names.pop_back();
-      }
-      return std::nullopt;
-    };
-    const auto ended = [&] {
-      copies_->remove(names.back());
-      names.pop_back();
-    };
-    if (!names.empty()) {
-      sent_.store(next, ended, stop);
+    std::deque<std::string> names = copiesInTurn();
+    if (!names.empty() && (!pauseUntil_ || sent_.steadyTime() >= *pauseUntil_)) {
+      storeCopies(std::move(names), stop);
     }
   }
   void wake() override { real_->wake(); }
   void tryAgain() override {
+    pauseUntil_.reset();
     real_->tryAgain();
     sent_.tryAgain();
   }
@@ -233,9 +225,56 @@ class SentFolderTransport : public Transport {
   }
 
  private:
+  // The one over which the last try failed comes last.
+  std::deque<std::string> copiesInTurn() {
+    const std::vector<std::string> complete = copies_->complete();
+    std::deque<std::string> names(complete.begin(), complete.end());
+    std::sort(names.begin(), names.end());
+    std::rotate(names.begin(), std::upper_bound(names.begin(), names.end(), failedLast_),
+                names.end());
+    return names;
+  }
+  void storeCopies(std::deque<std::string> names, const std::stop_token& stop) {
+    bool underWay = false;  // the first of them
+    const auto next = [&]() -> std::optional<std::string> {
+      while (!names.empty()) {
+        if (auto bytes = copies_->read(names.front())) {
+          underWay = true;
+          return withCrLf(*bytes);
+        }
+        names.pop_front();
+      }
+      return std::nullopt;
+    };
+    const auto ended = [&] {
+      underWay = false;
+      failures_.erase(names.front());
+      copies_->remove(names.front());
+      names.pop_front();
+    };
+    if (sent_.store(next, ended, stop) || stop.stop_requested()) {
+      return;
+    }
+    pauseUntil_ = sent_.steadyTime() + kSentStorePause;
+    if (underWay) {
+      noteFailure(names.front());
+    }
+  }
+  void noteFailure(const std::string& name) {
+    failedLast_ = name;
+    if (++failures_[name] >= kMostStoreFailures) {
+      failures_.erase(name);
+      copies_->remove(name);
+      sent_.tellOfUnanswered(kMostStoreFailures);
+    }
+  }
+
   std::shared_ptr<Transport> real_;
   SentFolder sent_;
   std::optional<WaitingCopies> copies_;
+  std::optional<std::chrono::milliseconds> pauseUntil_;
+  std::string failedLast_;
+  std::map<std::string, int> failures_;  // of copies, since the start
 };
 
 }  // namespace
@@ -330,7 +369,7 @@ Arrived SentFolder::has(const std::string& messageId, std::stop_token stop) {
   return there ? Arrived::kYes : Arrived::kNo;
 }
 
-void SentFolder::store(const std::function<std::optional<std::string>()>& next,
+bool SentFolder::store(const std::function<std::optional<std::string>()>& next,
                        const std::function<void()>& ended, std::stop_token stop) {
   bool stored = false;
   bool refusedAny = false;
@@ -361,10 +400,17 @@ void SentFolder::store(const std::function<std::optional<std::string>()>& next,
     });
   };
   Talk talk(version_, trace_, storeOne);
-  (void)converse(talk, storing_, kSentStoreLimit, std::move(stop));
+  const bool done = converse(talk, storing_, kSentStoreLimit, std::move(stop));
   if (stored && !refusedAny) {
     refusing_.told.clear();
   }
+  return done;
+}
+
+void SentFolder::tellOfUnanswered(int tries) {
+  tell(refusing_, "unanswered",
+       "Mail server " + server_.host + ": it has not answered for a copy in " +
+           std::to_string(tries) + " tries");
 }
 
 void SentFolder::tryAgain() {

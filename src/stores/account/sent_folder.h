@@ -25,6 +25,10 @@ namespace relaybird {
 /// How long one search, or storing the copies of a series, may take in all.
 inline constexpr std::chrono::seconds kSentSearchLimit{60};
 inline constexpr std::chrono::seconds kSentStoreLimit{600};
+/// After storing copies has failed, it is not tried for so long: new forwards wait meanwhile.
+inline constexpr std::chrono::minutes kSentStorePause{30};
+/// A copy over which storing has failed so often is given up.
+inline constexpr int kMostStoreFailures = 3;
 
 /// No copy is kept of a larger message, in bytes: a copy is in memory several times on its way.
 inline constexpr std::size_t kLargestSentCopy = std::size_t{4} << 20;
@@ -42,9 +46,13 @@ class SentFolder {
   Arrived has(const std::string& messageId, std::stop_token stop);
   /// Stores what `next` gives, with CR LF at the line ends, as read messages, one after the other.
   /// `ended` is called for each that the server has stored or refused. Ends early when the
-  /// connection does.
-  void store(const std::function<std::optional<std::string>()>& next,
+  /// connection does, and returns whether it has not.
+  bool store(const std::function<std::optional<std::string>()>& next,
              const std::function<void()>& ended, std::stop_token stop);
+  /// Tells that a copy is not kept, because the server has not answered for it in so many tries.
+  void tellOfUnanswered(int tries);
+  /// As Network::steadyTime().
+  std::chrono::milliseconds steadyTime() const { return network_()->steadyTime(); }
   /// The user has asked for another try: a password that was refused may be tried again.
   void tryAgain();
 

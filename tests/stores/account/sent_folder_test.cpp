@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <memory>
@@ -85,6 +86,10 @@ class SentFolderTest : public testing::Test {
       literal_ += std::string(line) + "\r\n";
       return;
     }
+    if (!endsOver_.empty() && literal_.starts_with(endsOver_ + "\r\n")) {
+      appending_.clear();
+      return end.close();
+    }
     stored_.push_back(literal_);
     end.say(std::exchange(appending_, {}) + " OK stored\r\n");
   }
@@ -132,6 +137,12 @@ class SentFolderTest : public testing::Test {
     });
     return withSentFolder(std::make_shared<Taking>(), settings_, world());
   }
+  void pass(std::chrono::milliseconds time) {
+    const auto until = network_.steadyTime() + time;
+    while (network_.steadyTime() < until) {
+      network_.wait(until - network_.steadyTime());
+    }
+  }
   static std::string lineOf(const std::string& matter, const std::string& rest) {
     return matter + ": Mail server imap.example.org" + rest;
   }
@@ -177,6 +188,7 @@ class SentFolderTest : public testing::Test {
   std::string refusedVerb_;
   std::string refusal_ = " NO not here\r\n";
   std::string hangsAt_;
+  std::string endsOver_;  // the beginning of a copy over which the connection ends
   std::vector<std::string> commands_;
   std::string appending_;  // the tag of the command whose message is being received
   std::string literal_;
@@ -325,6 +337,7 @@ TEST_F(SentFolderTest, ACopyThatIsNotStoredWaitsForTheNextSeriesAndThatIsToldOnc
   const auto transport = withSentFolder(std::make_shared<Taking>(), settings_, world());
   hangsAt_ = "APPEND";
   deliver({"one", "two"}, transport.get());
+  pass(kSentStorePause);
   deliver({}, transport.get());
   EXPECT_THAT(stored_, IsEmpty());
   EXPECT_EQ(copiesWaiting(), 2u);
@@ -332,12 +345,82 @@ TEST_F(SentFolderTest, ACopyThatIsNotStoredWaitsForTheNextSeriesAndThatIsToldOnc
                                         ", storing a copy in the folder Gesendet: not "
                                         "done within 600 seconds")));
   hangsAt_.clear();
+  pass(kSentStorePause);
   deliver({}, transport.get());
   EXPECT_EQ(stored_.size(), 2u);
   EXPECT_EQ(copiesWaiting(), 0u);
   hangsAt_ = "APPEND";
   deliver({"three"}, transport.get());
   EXPECT_THAT(told_, testing::SizeIs(2)) << "it has worked meanwhile";
+}
+
+// Each series of messages and each synchronisation took ten minutes, also without anything to send.
+TEST_F(SentFolderTest, AServerThatDoesNotStoreCopiesIsLeftAloneForHalfAnHour) {
+  settings_.keepSentCopy = true;
+  const auto transport = withSentFolder(std::make_shared<Taking>(), settings_, world());
+  hangsAt_ = "APPEND";
+  deliver({"one", "two"}, transport.get());
+  const auto failed = network_.steadyTime();
+  for (int i = 0; i < 10; ++i) {
+    deliver({"more"}, transport.get());
+  }
+  EXPECT_EQ(network_.steadyTime(), failed);
+  EXPECT_EQ(network_.connections(), 1u);
+  pass(kSentStorePause - std::chrono::seconds(1));
+  deliver({}, transport.get());
+  EXPECT_EQ(network_.connections(), 1u);
+  hangsAt_.clear();
+  pass(std::chrono::seconds(1));
+  deliver({}, transport.get());
+  EXPECT_EQ(stored_.size(), 12u);
+  EXPECT_EQ(copiesWaiting(), 0u);
+}
+
+TEST_F(SentFolderTest, CopiesAreTriedAgainAtOnceWhenTheUserAsks) {
+  settings_.keepSentCopy = true;
+  const auto transport = withSentFolder(std::make_shared<Taking>(), settings_, world());
+  hangsAt_ = "APPEND";
+  deliver({"one"}, transport.get());
+  hangsAt_.clear();
+  transport->tryAgain();
+  deliver({}, transport.get());
+  EXPECT_EQ(stored_.size(), 1u);
+}
+
+// It was the first of every later try, so that no copy was stored any more and all waited on the
+// disk.
+TEST_F(SentFolderTest, ACopyOverWhichTheServerFailsHoldsUpNoOthersAndIsGivenUp) {
+  settings_.keepSentCopy = true;
+  const auto transport = withSentFolder(std::make_shared<Taking>(), settings_, world());
+  endsOver_ = "Subject: poison";
+  deliver({"1", "2", "3", "4", "poison", "5", "6", "7", "8"}, transport.get());
+  pass(kSentStorePause);
+  deliver({"9"}, transport.get());
+  EXPECT_EQ(stored_.size(), 9u);
+  EXPECT_EQ(copiesWaiting(), 1u);
+  EXPECT_THAT(told_, testing::SizeIs(1));
+  pass(kSentStorePause);
+  deliver({}, transport.get());
+  EXPECT_EQ(copiesWaiting(), 0u);
+  EXPECT_EQ(stored_.size(), 9u);
+  EXPECT_EQ(std::count(told_.begin(), told_.end(),
+                       lineOf(kNotTaken, ": it has not answered for a copy in 3 tries")),
+            1);
+}
+
+TEST_F(SentFolderTest, AStopIsNotBlamedOnACopy) {
+  settings_.keepSentCopy = true;
+  const auto transport = withSentFolder(std::make_shared<Taking>(), settings_, world());
+  hangsAt_ = "APPEND";
+  Messages feed;
+  feed.subjects = {"one"};
+  std::stop_source stop;
+  network_.whenIdle([&] { stop.request_stop(); });
+  transport->deliverAll(feed, stop.get_token());
+  EXPECT_EQ(copiesWaiting(), 1u);
+  hangsAt_.clear();
+  deliver({}, transport.get());
+  EXPECT_EQ(stored_.size(), 1u);
 }
 
 TEST_F(SentFolderTest, ACopyThatTheServerRefusesIsGivenUpAndTold) {
