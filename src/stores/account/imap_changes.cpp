@@ -8,11 +8,6 @@ namespace relaybird {
 
 void ImapChangeGatherer::vanished(const UidSet& uids) {
   vanished_.add(uids);
-  // Honest servers name a few ranges; others could fill the memory.
-  if (vanished_.ranges().size() > kMostChanges) {
-    vanished_ = {};
-    missed_ = true;
-  }
 }
 
 void ImapChangeGatherer::begin() {
@@ -34,20 +29,23 @@ void ImapChangeGatherer::flags(const ImapFetch& fetch) {
 }
 
 ImapChanges ImapChangeGatherer::take() {
+  // Honest servers name a few ranges of what has vanished; others could fill the memory.
+  UidGathering::Gathered vanished = vanished_.take();
+  missed_ = missed_ || !vanished.whole;
   std::vector<std::uint32_t> unread;
   std::vector<std::uint32_t> others;
   for (const auto& [uid, isUnread] : std::exchange(unread_, {})) {
-    if (!vanished_.contains(uid)) {
+    if (!vanished.uids.contains(uid)) {
       (isUnread ? unread : others).push_back(uid);
     }
   }
   active_ = false;
-  return {UidSet(std::move(unread)), UidSet(std::move(others)), std::exchange(vanished_, {}),
+  return {UidSet(std::move(unread)), UidSet(std::move(others)), std::move(vanished.uids),
           !std::exchange(missed_, false)};
 }
 
 void ImapChangeGatherer::forget() {
-  vanished_ = {};
+  (void)vanished_.take();
   missed_ = false;
 }
 

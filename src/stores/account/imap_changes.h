@@ -52,7 +52,7 @@ class ImapChangeGatherer {
   bool active_ = false;
   bool missed_ = false;
   std::unordered_map<std::uint32_t, bool> unread_;  // the latest of what was said of a message
-  UidSet vanished_;
+  UidGathering vanished_{kMostChanges};
 };
 
 }  // namespace relaybird

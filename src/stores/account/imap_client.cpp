@@ -181,7 +181,7 @@ void ImapClient::search(ImapCommand command, std::function<void(const Result<Uid
   ++searches_;
   dialogue_.send(command, [this, done = std::move(done)](const ImapCondition& reply) {
     --searches_;
-    UidSet found = std::exchange(found_, std::nullopt).value_or(UidSet());
+    UidSet found = found_.take().uids;
     const bool all = std::exchange(foundAll_, true);
     if (reply.status != ImapStatus::kOk) {
       done(Error{0, wordsOf(reply)});
@@ -335,13 +335,9 @@ void ImapClient::onData(ImapResponse response) {
   } else if (auto* mailbox = std::get_if<ImapMailbox>(&response)) {
     mailboxes_.push_back(std::move(*mailbox));
   } else if (auto* result = std::get_if<ImapSearch>(&response)) {
-    foundAll_ = foundAll_ && result->whole;
-    if (!found_) {
-      found_ = std::move(result->numbers);
-    } else {
-      for (const UidSet::Range& range : result->numbers.ranges()) {
-        found_->add(range.first, range.last);
-      }
+    if (searches_ > 0) {
+      foundAll_ = foundAll_ && result->whole;
+      found_.add(std::move(result->numbers));
     }
   }
 }

@@ -163,7 +163,7 @@ class ImapClient {
   ImapOpened opened_;
   std::uint64_t modSeq_ = 0;
   ImapChangeGatherer gatherer_;
-  std::optional<UidSet> found_;  // by the search under way
+  UidGathering found_;  // by the search under way
   bool foundAll_ = true;
   int searches_ = 0;                    // and requests for changes; unanswered
   std::vector<ImapMailbox> mailboxes_;  // of the LIST under way

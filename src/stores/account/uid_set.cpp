@@ -188,4 +188,27 @@ void UidSet::merge() {
   ranges_.resize(count);
 }
 
+void UidGathering::add(UidSet uids) {
+  auto& ranges = gathered_.uids.ranges_;
+  if (ranges.empty()) {
+    gathered_.uids = std::move(uids);
+  } else {
+    ranges.insert(ranges.end(), uids.ranges_.begin(), uids.ranges_.end());
+  }
+  if (ranges.size() > 2 * most_) {
+    settle();
+  }
+}
+
+void UidGathering::settle() {
+  gathered_.uids.merge();
+  gathered_.whole = gathered_.whole && gathered_.uids.ranges_.size() <= most_;
+  gathered_.uids.keepNewest(most_);
+}
+
+UidGathering::Gathered UidGathering::take() {
+  settle();
+  return std::exchange(gathered_, {});
+}
+
 }  // namespace relaybird

@@ -55,9 +55,33 @@ class UidSet {
   bool operator==(const UidSet&) const = default;
 
  private:
+  friend class UidGathering;
   void merge();
 
   std::vector<Range> ranges_;
+};
+
+/// Gathers sets that a server sends one after another. Whatever their order and number, that costs
+/// little more than reading them, and the memory of twice `most` ranges.
+class UidGathering {
+ public:
+  /// Of more than `most` ranges those with the highest numbers are kept.
+  explicit UidGathering(std::size_t most = kMostRanges) : most_(most) {}
+
+  struct Gathered {
+    UidSet uids;
+    bool whole = true;  ///< no range was dropped
+  };
+
+  void add(UidSet uids);
+  /// All that was added since the last call.
+  Gathered take();
+
+ private:
+  void settle();
+
+  std::size_t most_;
+  Gathered gathered_;  // its ranges are in any order, until settle()
 };
 
 }  // namespace relaybird

@@ -121,6 +121,49 @@ TEST_F(ImapClientTest, FindsThemInRangesWhereThatIsOffered) {
   EXPECT_THAT(results_, ElementsAre("found 1:10000"));
 }
 
+// Each line moved all ranges before it, and there was no end to them: minutes under the lock that
+// the window waits for.
+TEST_F(ImapClientTest, AnswersToOneSearchWithoutEndTakeLittleTimeAndMemory) {
+  search();
+  std::string lines;
+  for (std::uint32_t uid = 1'000'000; uid > 100'000; uid -= 2) {
+    lines += "* SEARCH " + std::to_string(uid) + "\r\n";
+  }
+  receive(lines);
+  std::optional<UidSet> found;
+  client_.searchUnseen([&](const Result<UidSet>& result) { found = *result; });
+  receive("r1 OK\r\nr2 OK\r\n");
+  ASSERT_THAT(results_, SizeIs(1));
+  EXPECT_THAT(results_[0], HasSubstr("999998,1000000"));
+  const auto first = UidSet::parse(results_[0].substr(6));
+  ASSERT_TRUE(first);
+  EXPECT_EQ(first->ranges().size(), kMostRanges);
+  EXPECT_TRUE(found && found->empty());
+}
+
+TEST_F(ImapClientTest, VanishedMessagesWithoutEndTakeLittleTimeAndMemory) {
+  std::string lines;
+  for (std::uint32_t uid = 300'000; uid > 0; uid -= 2) {
+    lines += "* VANISHED " + std::to_string(uid) + "\r\n";
+  }
+  receive(lines);
+  EXPECT_EQ(changes_, 150'000);
+  std::optional<ImapChanges> changes;
+  client_.fetchChanges(1, [&](Result<ImapChanges> result) { changes = *result; });
+  receive("r1 OK\r\n");
+  ASSERT_TRUE(changes);
+  EXPECT_FALSE(changes->whole);
+  EXPECT_LE(changes->vanished.ranges().size(), kMostChanges);
+}
+
+// They counted as found by the next search.
+TEST_F(ImapClientTest, NumbersThatNobodyHasAskedForAreIgnored) {
+  receive("* SEARCH 4 x\r\n* SEARCH 7\r\n");
+  search();
+  receive("* SEARCH 5\r\nr1 OK\r\n");
+  EXPECT_THAT(results_, ElementsAre("found 5"));
+}
+
 TEST_F(ImapClientTest, DoesNotTakeABrokenSearchForAnEmptyInbox) {
   search();
   receive("* SEARCH 5 x\r\nr1 OK\r\n");

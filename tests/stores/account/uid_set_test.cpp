@@ -110,6 +110,32 @@ TEST(UidSet, KeepsTheNewest) {
   EXPECT_EQ(set.text(), "7,9:12");
 }
 
+TEST(UidGathering, JoinsSetsInAnyOrder) {
+  UidGathering gathering;
+  EXPECT_TRUE(gathering.take().uids.empty());
+  gathering.add(UidSet({8, 9}));
+  gathering.add(UidSet());
+  gathering.add(UidSet({3, 10}));
+  gathering.add(UidSet({4, 3}));
+  const auto gathered = gathering.take();
+  EXPECT_EQ(gathered.uids.text(), "3:4,8:10");
+  EXPECT_TRUE(gathered.whole);
+  EXPECT_TRUE(gathering.take().uids.empty());
+}
+
+TEST(UidGathering, KeepsTheNewestOfTooMany) {
+  UidGathering gathering(100);
+  for (std::uint32_t uid = 100'000; uid >= 2; uid -= 2) {
+    gathering.add(UidSet({uid}));
+  }
+  auto gathered = gathering.take();
+  EXPECT_FALSE(gathered.whole);
+  EXPECT_EQ(gathered.uids.ranges().size(), 100U);
+  EXPECT_EQ(gathered.uids.ranges().front().first, 100'000U - 198U);
+  gathering.add(UidSet({1}));
+  EXPECT_TRUE(gathering.take().whole);
+}
+
 TEST(UidTable, RemembersTheLatestOfEachMessage) {
   UidTable<int> table;
   for (std::uint32_t uid = 5000; uid > 0; --uid) {  // as a walk reads them, and over several merges
