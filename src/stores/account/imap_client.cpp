@@ -56,22 +56,6 @@ bool isUsualSentName(std::string_view name) {
                      [name](std::string_view each) { return equalsAsciiCase(each, name); });
 }
 
-std::string sentAmong(const std::vector<ImapMailbox>& mailboxes) {
-  std::string usual;
-  for (const ImapMailbox& mailbox : mailboxes) {
-    if (hasAttribute(mailbox, "\\Noselect") || hasAttribute(mailbox, "\\NonExistent")) {
-      continue;
-    }
-    if (hasAttribute(mailbox, "\\Sent")) {
-      return mailbox.name;
-    }
-    if (usual.empty() && isUsualSentName(mailbox.name)) {
-      usual = mailbox.name;
-    }
-  }
-  return usual;
-}
-
 }  // namespace
 
 std::string_view imapHeadFields() {
@@ -220,15 +204,15 @@ void ImapClient::fetchChanges(std::uint64_t since, std::function<void(Result<Ima
 }
 
 void ImapClient::findSent(std::function<void(const Result<std::string>&)> done) {
-  mailboxes_.clear();
+  markedSent_.reset();
+  usualSent_.reset();
   const bool extended = can("SPECIAL-USE") && can("LIST-EXTENDED");
   dialogue_.send(ImapCommand(extended ? "LIST \"\" \"*\" RETURN (SPECIAL-USE)" : "LIST \"\" \"*\""),
                  [this, done = std::move(done)](const ImapCondition& reply) {
-                   const auto mailboxes = std::exchange(mailboxes_, {});
                    if (reply.status != ImapStatus::kOk) {
                      done(Error{0, wordsOf(reply)});
                    } else {
-                     done(sentAmong(mailboxes));
+                     done(markedSent_ ? *markedSent_ : usualSent_.value_or(""));
                    }
                  });
 }
@@ -333,12 +317,23 @@ void ImapClient::onData(ImapResponse response) {
       gatherer_.miss();
     }
   } else if (auto* mailbox = std::get_if<ImapMailbox>(&response)) {
-    mailboxes_.push_back(std::move(*mailbox));
+    onMailbox(std::move(*mailbox));
   } else if (auto* result = std::get_if<ImapSearch>(&response)) {
     if (searches_ > 0) {
       foundAll_ = foundAll_ && result->whole;
       found_.add(std::move(result->numbers));
     }
+  }
+}
+
+void ImapClient::onMailbox(ImapMailbox mailbox) {
+  if (hasAttribute(mailbox, "\\Noselect") || hasAttribute(mailbox, "\\NonExistent")) {
+    return;
+  }
+  if (!markedSent_ && hasAttribute(mailbox, "\\Sent")) {
+    markedSent_ = std::move(mailbox.name);
+  } else if (!usualSent_ && isUsualSentName(mailbox.name)) {
+    usualSent_ = std::move(mailbox.name);
   }
 }
 

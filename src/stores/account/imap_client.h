@@ -148,6 +148,7 @@ class ImapClient {
   void onFetch(ImapFetch fetch);
   void search(ImapCommand command, std::function<void(const Result<UidSet>&)> done);
   void onCondition(const ImapCondition& condition);
+  void onMailbox(ImapMailbox mailbox);
   void onVanished(const ImapVanished& vanished);
   void sendSelect(const std::string& folder, const ImapMoment& known, Opened done);
   void endSelect(const ImapCondition& reply, const Opened& done);
@@ -165,9 +166,12 @@ class ImapClient {
   ImapChangeGatherer gatherer_;
   UidGathering found_;  // by the search under way
   bool foundAll_ = true;
-  int searches_ = 0;                    // and requests for changes; unanswered
-  std::vector<ImapMailbox> mailboxes_;  // of the LIST under way
-  ImapDialogue dialogue_;               // last, as its calls use the other members
+  int searches_ = 0;  // and requests for changes; unanswered
+  // The first folders of sent messages in the LIST under way, by attribute and by name. The others
+  // are not kept: there is no end to what a server may name.
+  std::optional<std::string> markedSent_;
+  std::optional<std::string> usualSent_;
+  ImapDialogue dialogue_;  // last, as its calls use the other members
 };
 
 }  // namespace relaybird

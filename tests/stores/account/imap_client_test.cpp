@@ -259,7 +259,10 @@ TEST_F(ImapClientTest, FindsTheFolderOfSentMessages) {
   receive("* LIST () \"/\" Presented\r\nr3 OK\r\n");
   found();
   receive("r4 NO busy\r\n");
-  EXPECT_THAT(results_, ElementsAre("Gesendet", "[Mail]/Sent Items", "", "busy"));
+  receive("* LIST (\\Sent) \"/\" Earlier\r\n");
+  found();
+  receive("* LIST () \"/\" Sent\r\n* LIST () \"/\" \"Sent Mail\"\r\nr5 OK\r\n");
+  EXPECT_THAT(results_, ElementsAre("Gesendet", "[Mail]/Sent Items", "", "busy", "Sent"));
 }
 
 TEST_F(ImapClientTest, AsksForTheMarksOfFoldersWhereThatIsOffered) {
