@@ -35,6 +35,16 @@ bool waitServingCalls(HANDLE object, milliseconds limit) {
   return SUCCEEDED(result);
 }
 
+std::size_t waitServingCallsForAny(std::span<HANDLE> objects) {
+  const auto count = static_cast<DWORD>(objects.size());
+  DWORD index = 0;
+  // It fails on a thread without COM, and early on one that is told to quit.
+  if (FAILED(::CoWaitForMultipleHandles(COWAIT_DEFAULT, INFINITE, count, objects.data(), &index))) {
+    index = ::WaitForMultipleObjects(count, objects.data(), FALSE, INFINITE) - WAIT_OBJECT_0;
+  }
+  return index;
+}
+
 void ServingSleeper::sleep(milliseconds duration) {
   const milliseconds end = steadyTime() + duration;
   // Nobody sets it.

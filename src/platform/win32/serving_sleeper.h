@@ -4,7 +4,9 @@
 #include <windows.h>
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
+#include <span>
 #include <utility>
 
 #include "platform/clock.h"
@@ -15,6 +17,9 @@ namespace relaybird {
 /// with a COM apartment of its own the calls that others make to its objects are served meanwhile,
 /// which may run events of the mail application. Other messages, such as the user's clicks, wait.
 bool waitServingCalls(HANDLE object, std::chrono::milliseconds limit);
+/// The same without a limit, until one of at most 60 objects is signalled: the index of the first
+/// one that is. Another number when the system cannot wait for them.
+std::size_t waitServingCallsForAny(std::span<HANDLE> objects);
 
 /// Sleeps in waitServingCalls(): an application whose event is not taken stands still itself.
 /// Nothing for a negative duration. Any thread.

@@ -5,105 +5,34 @@
 
 #include <gtest/gtest.h>
 #include <objbase.h>
-#include <oleauto.h>
 
-#include <atomic>
 #include <thread>
 
 #include "platform/win32/object_handle.h"
+#include "support/served_call.h"
 
 namespace relaybird {
 namespace {
 
 using namespace std::chrono_literals;
 
-// An object that COM can carry to another thread; sets an event when it is called.
-class Sink : public IDispatch {
- public:
-  explicit Sink(HANDLE called) : called_(called) {}
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-    const bool known = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IDispatch);
-    *object = known ? this : nullptr;
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }  // lives on the test's stack
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
-    *count = 0;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                   UINT*) override {
-    calledOn = ::GetCurrentThreadId();
-    ::SetEvent(called_);
-    return S_OK;
-  }
-
-  std::atomic<DWORD> calledOn = 0;
-
- private:
-  HANDLE called_;
-};
-
 ObjectHandle newEvent() {
   return ObjectHandle(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
 }
 
-// Calls the object that the stream carries, from a thread of its own.
-HRESULT callThrough(IStream* stream) {
-  HRESULT result = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-  IDispatch* object = nullptr;
-  if (SUCCEEDED(result)) {
-    result =
-        ::CoGetInterfaceAndReleaseStream(stream, IID_IDispatch, reinterpret_cast<void**>(&object));
-  }
-  if (SUCCEEDED(result)) {
-    DISPPARAMS none{};
-    result = object->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr);
-    object->Release();
-  }
-  ::CoUninitialize();
-  return result;
+TEST_F(ServedCall, OfAnotherThreadReturnsWhileThisOneWaits) {
+  EXPECT_TRUE(waitServingCalls(sink().called(), 60s));
+  EXPECT_TRUE(waitServingCalls(returned(), 60s));
+  EXPECT_EQ(result(), S_OK);
+  EXPECT_EQ(sink().calledOn, ::GetCurrentThreadId());
 }
 
-// A thread with an object that another thread calls.
-class ServedCall : public testing::Test {
- protected:
-  ServedCall() {
-    EXPECT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-    IStream* stream = nullptr;
-    EXPECT_EQ(::CoMarshalInterThreadInterfaceInStream(IID_IDispatch, &sink_, &stream), S_OK);
-    caller_ = std::thread([this, stream] {
-      result_ = callThrough(stream);
-      ::SetEvent(returned_.get());
-    });
-  }
-  ~ServedCall() override {
-    // The caller waits for an answer, also after a failure.
-    (void)waitServingCalls(returned_.get(), 60s);
-    caller_.join();
-    ::CoDisconnectObject(&sink_, 0);
-    ::CoUninitialize();
-  }
-  bool done() const { return ::WaitForSingleObject(returned_.get(), 0) == WAIT_OBJECT_0; }
-
-  const ObjectHandle called_ = newEvent();
-  const ObjectHandle returned_ = newEvent();
-  Sink sink_{called_.get()};
-  std::atomic<HRESULT> result_ = E_PENDING;
-  std::thread caller_;
-};
-
-TEST_F(ServedCall, OfAnotherThreadReturnsWhileThisOneWaits) {
-  EXPECT_TRUE(waitServingCalls(called_.get(), 60s));
-  EXPECT_TRUE(waitServingCalls(returned_.get(), 60s));
-  EXPECT_EQ(result_, S_OK);
-  EXPECT_EQ(sink_.calledOn, ::GetCurrentThreadId());
+TEST_F(ServedCall, OfAnotherThreadReturnsWhileThisOneWaitsForOneOfSeveral) {
+  const ObjectHandle never = newEvent();
+  HANDLE both[] = {never.get(), returned()};
+  EXPECT_EQ(waitServingCallsForAny(both), 1u);
+  EXPECT_EQ(result(), S_OK);
+  EXPECT_EQ(sink().calledOn, ::GetCurrentThreadId());
 }
 
 // Sleeps until it has come, a little each time: a sleep always lasts its time.
@@ -113,8 +42,8 @@ TEST_F(ServedCall, OfAnotherThreadReturnsWhileThisOneSleeps) {
   while (!done() && steadyTime() < limit) {
     sleeper.sleep(1ms);
   }
-  EXPECT_EQ(result_, S_OK);
-  EXPECT_EQ(sink_.calledOn, ::GetCurrentThreadId());
+  EXPECT_EQ(result(), S_OK);
+  EXPECT_EQ(sink().calledOn, ::GetCurrentThreadId());
 }
 
 TEST(ServingSleeperTest, AThreadWithoutComWaitsToo) {
@@ -123,6 +52,29 @@ TEST(ServingSleeperTest, AThreadWithoutComWaitsToo) {
   EXPECT_FALSE(waitServingCalls(event.get(), -1ms));
   ::SetEvent(event.get());
   EXPECT_TRUE(waitServingCalls(event.get(), 60s));
+  const ObjectHandle other = newEvent();
+  HANDLE both[] = {other.get(), event.get()};
+  EXPECT_EQ(waitServingCallsForAny(both), 1u);
+  ::SetEvent(other.get());
+  EXPECT_EQ(waitServingCallsForAny(both), 0u);
+}
+
+TEST(ServingSleeperTest, AWaitForOneOfSeveralLastsAlsoForAThreadThatIsToldToQuit) {
+  ASSERT_EQ(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+  ::PostQuitMessage(0);
+  const ObjectHandle never = newEvent();
+  const ObjectHandle set = newEvent();
+  std::thread setter([&] {
+    ::Sleep(20);
+    ::SetEvent(set.get());
+  });
+  HANDLE both[] = {never.get(), set.get()};
+  EXPECT_EQ(waitServingCallsForAny(both), 1u);
+  setter.join();
+  MSG message{};
+  while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+  }
+  ::CoUninitialize();
 }
 
 TEST(ServingSleeperTest, ClicksAndOtherMessagesWait) {

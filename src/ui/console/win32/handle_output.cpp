@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/win32/serving_sleeper.h"
 #include "platform/win32/win32_text.h"
 
 namespace relaybird {
@@ -115,10 +116,12 @@ HandleOutput::~HandleOutput() {
   thread_.end();
 }
 
-// Whether the thread has nothing to write any more.
+// Whether the thread has nothing to write any more. Calls are served meanwhile: an application
+// whose event is not taken would stand still too, as long as the user has text selected in the
+// console.
 bool HandleOutput::waitForWriter() {
-  const HANDLE both[] = {state_->idle.get(), interrupt_};
-  if (!hurry_ && ::WaitForMultipleObjects(2, both, FALSE, INFINITE) == WAIT_OBJECT_0) {
+  HANDLE both[] = {state_->idle.get(), interrupt_};
+  if (!hurry_ && waitServingCallsForAny(both) == 0) {
     return true;
   }
   return ::WaitForSingleObject(state_->idle.get(), kMoment) == WAIT_OBJECT_0;
@@ -139,8 +142,8 @@ void HandleOutput::write(std::string_view bytes) {
     return;
   }
   const std::unique_lock lock(state_->mutex);
-  broken_ = state_->outcome == WriteOutcome::kBroken;
-  if (broken_) {
+  // What a call has written that was served meanwhile may have told of it.
+  if (state_->outcome == WriteOutcome::kBroken && !std::exchange(broken_, true)) {
     onBroken_();
   }
 }

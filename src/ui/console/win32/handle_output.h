@@ -28,9 +28,10 @@ using PieceWriter = std::function<WriteOutcome(std::string_view bytes)>;
 PieceWriter writerOf(HANDLE output);
 
 /// A TextSink whose pieces a thread writes. write() waits for it, so that a slow reader holds the
-/// program up, until `interrupt` is set: what cannot be written soon is dropped from then on, so
-/// that a program that is told to end can end. A write that still waits when the sink goes is
-/// broken off, or left behind, as StreamThread::end() says.
+/// program up, apart from the calls that others make to its objects, until `interrupt` is set: what
+/// cannot be written soon is dropped from then on, so that a program that is told to end can end. A
+/// write that still waits when the sink goes is broken off, or left behind, as StreamThread::end()
+/// says.
 class HandleOutput : public TextSink {
  public:
   /// `onBroken` is called once, from within write(), when the reader has gone. `interrupt` is an

@@ -137,6 +137,31 @@ class ConsoleMode {
   bool known_ = false;
 };
 
+// In a console that selects text by a click (QuickEdit), one click would hold up all that is
+// written to it, and the program with that, until a key is pressed. The switch is the input's,
+// which the program may have from elsewhere.
+class NoSelectionByClick {
+ public:
+  explicit NoSelectionByClick(HANDLE output)
+      : keyboard_(keyboardOf(output)), mode_(keyboard_.get()) {
+    mode_.change(ENABLE_EXTENDED_FLAGS, ENABLE_QUICK_EDIT_MODE);
+  }
+
+ private:
+  // Null where the output is no console.
+  static ObjectHandle keyboardOf(HANDLE output) {
+    const HANDLE keyboard =
+        isConsole(output)
+            ? ::CreateFileW(L"CONIN$", GENERIC_READ | GENERIC_WRITE,
+                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr)
+            : INVALID_HANDLE_VALUE;
+    return ObjectHandle(keyboard == INVALID_HANDLE_VALUE ? nullptr : keyboard);
+  }
+
+  ObjectHandle keyboard_;
+  ConsoleMode mode_;
+};
+
 // What other parts of the program write to the console, such as the reason why it cannot start, is
 // UTF-8 as well.
 class ConsoleCodePage {
@@ -200,6 +225,8 @@ class Win32Console : public ConsoleSystem {
   const HANDLE inputHandle_ = ::GetStdHandle(STD_INPUT_HANDLE);
   const HANDLE outputHandle_ = ::GetStdHandle(STD_OUTPUT_HANDLE);
   ConsoleCodePage codePage_;
+  // Before the mode below, which keeps to what it finds.
+  const NoSelectionByClick noSelection_{outputHandle_};
   ConsoleMode inputMode_{inputHandle_};
   ConsoleMode outputMode_{outputHandle_};
   const bool movesCursor_ =

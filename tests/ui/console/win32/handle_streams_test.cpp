@@ -15,6 +15,7 @@
 #include "platform/win32/message_waiter.h"
 #include "platform/win32/object_handle.h"
 #include "platform/win32/win32_text.h"
+#include "support/served_call.h"
 #include "support/temp_folder.h"
 #include "ui/console/win32/handle_input.h"
 #include "ui/console/win32/handle_output.h"
@@ -250,6 +251,45 @@ TEST_F(HandleOutputTest, AProgramThatIsToldToEndDoesNotWaitForASlowReader) {
   EXPECT_EQ(broken, 0);
   teller.join();
   go.set_value();
+}
+
+// The mail application stood still with an event that was not taken while text was selected in the
+// console. What it brings may be written too.
+TEST_F(ServedCall, ReturnsWhileAWriteWaitsForItsReader) {
+  const ObjectHandle interrupt = newEvent();
+  std::vector<std::string> seen;
+  HandleOutput output(
+      [&](std::string_view bytes) {
+        // Only the failure needs the limit.
+        EXPECT_EQ(::WaitForSingleObject(returned(), 20000), WAIT_OBJECT_0);
+        seen.emplace_back(bytes);
+        return WriteOutcome::kWritten;
+      },
+      interrupt.get(), [] {});
+  output.write("one");
+  output.write("two");
+  EXPECT_EQ(result(), S_OK);
+  EXPECT_EQ(seen, (std::vector<std::string>{"one", "two"}));
+}
+
+TEST_F(ServedCall, MayWriteItselfWhileAWriteWaitsForItsReader) {
+  const ObjectHandle interrupt = newEvent();
+  int broken = 0;
+  std::vector<std::string> seen;
+  HandleOutput output(
+      [&](std::string_view bytes) {
+        seen.emplace_back(bytes);
+        if (bytes == "outer") {
+          EXPECT_EQ(::WaitForSingleObject(sink().called(), 20000), WAIT_OBJECT_0);
+          return WriteOutcome::kWritten;
+        }
+        return WriteOutcome::kBroken;
+      },
+      interrupt.get(), [&] { ++broken; });
+  sink().onCall = [&] { output.write("inner"); };
+  output.write("outer");
+  EXPECT_EQ(seen, (std::vector<std::string>{"outer", "inner"}));
+  EXPECT_EQ(broken, 1);
 }
 
 TEST_F(HandleOutputTest, AWriteThatWaitsIsBrokenOffAtTheEnd) {
