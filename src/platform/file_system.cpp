@@ -52,11 +52,10 @@ enum class Presence { kFolder, kMissing, kObstacle };
 
 // What stands at the path. Anything but a missing name is an obstacle, also a name that may not be
 // looked at.
-Presence look(FileSystem& files, const std::string& path, PathStyle style) {
+Presence look(FileSystem& files, const std::string& path) {
   auto info = files.inspect(path);
-  // "link/." is the link's target.
   if (info && info->type == FileType::kLink) {
-    info = files.inspect(joinPath(path, ".", style));
+    info = files.inspectTarget(path);
   }
   if (info) {
     return info->type == FileType::kFolder ? Presence::kFolder : Presence::kObstacle;
@@ -119,11 +118,7 @@ bool FileExists(FileSystem& files, const std::string& path) {
   if (path.empty()) {
     return false;
   }
-  const Result<std::string> target = files.resolve(path);
-  if (!target) {
-    return false;
-  }
-  const Result<FileInfo> info = files.inspect(*target);
+  const Result<FileInfo> info = files.inspectTarget(path);
   return info && info->type == FileType::kRegular;
 }
 
@@ -140,7 +135,7 @@ bool MakeFolderPath(FileSystem& files, std::string_view filePath, PathStyle styl
     if (isSeparator(level.back(), style)) {
       continue;  // an empty component between two separators
     }
-    const Presence presence = look(files, std::string(level), style);
+    const Presence presence = look(files, std::string(level));
     if (presence == Presence::kFolder) {
       break;
     }
@@ -162,7 +157,7 @@ bool MakeFolderPath(FileSystem& files, std::string_view filePath, PathStyle styl
       (void)files.syncFolder(std::string(parent));
     }
   }
-  return missing.empty() || look(files, missing.front(), style) == Presence::kFolder;
+  return missing.empty() || look(files, missing.front()) == Presence::kFolder;
 }
 
 }  // namespace relaybird

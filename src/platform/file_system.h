@@ -69,6 +69,12 @@ class FileSystem {
   virtual Result<FileInfo> inspect(const std::string& path) = 0;
   /// The path with every link followed. A name that does not exist is returned unchanged.
   virtual Result<std::string> resolve(const std::string& path) { return path; }
+  /// inspect() with every link followed. A link that leads to nothing is told as the link that it
+  /// is.
+  virtual Result<FileInfo> inspectTarget(const std::string& path) {
+    const auto target = resolve(path);
+    return target ? inspect(*target) : target.error();
+  }
   /// In no particular order.
   virtual Result<std::vector<FolderEntry>> list(const std::string& folder) = 0;
   /// Opens a regular file; anything else (a folder, a pipe, a device, a link) is an error, at once

@@ -199,6 +199,7 @@ TEST_F(FileSystemContract, ANulInAPathIsRefused) {
   const std::string bad = temp.path("file") + "\0.tmp"s;
   EXPECT_EQ(codeOf(files.inspect(bad)), EINVAL);
   EXPECT_EQ(codeOf(files.resolve(bad)), EINVAL);
+  EXPECT_EQ(codeOf(files.inspectTarget(bad)), EINVAL);
   EXPECT_EQ(codeOf(files.mayWrite(bad)), EINVAL);
   EXPECT_EQ(codeOf(files.list(bad)), EINVAL);
   EXPECT_EQ(codeOf(files.open(bad)), EINVAL);
@@ -228,6 +229,14 @@ TEST_F(FileSystemContract, AMissingNameStandsForItself) {
   const auto found = files.resolve(temp.path("file"));
   ASSERT_TRUE(found);
   EXPECT_EQ(files.inspect(*found)->inode, files.inspect(temp.path("file"))->inode);
+}
+
+TEST_F(FileSystemContract, WhatIsNoLinkIsItsOwnTarget) {
+  writeBytes(temp.path("file"), "12345");
+  EXPECT_EQ(files.inspectTarget(temp.path("file"))->size, 5u);
+  EXPECT_EQ(files.inspectTarget(temp.path("file"))->inode, files.inspect(temp.path("file"))->inode);
+  EXPECT_EQ(files.inspectTarget(temp.path())->type, FileType::kFolder);
+  EXPECT_EQ(codeOf(files.inspectTarget(temp.path("missing"))), ENOENT);
 }
 
 TEST_F(FileSystemContract, AFolderLockExcludesOthersUntilItGoes) {

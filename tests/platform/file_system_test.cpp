@@ -7,9 +7,11 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <map>
 
 #include "support/fake_clock.h"
 #include "support/faulty_file_system.h"
+#include "support/no_disk.h"
 #include "support/system_files.h"
 #include "support/temp_folder.h"
 
@@ -97,6 +99,38 @@ TEST_F(FolderCheck, AnEndlessPathIsFalseAtOnce) {
   }
   EXPECT_FALSE(MakeFolderPath(files, path));
   EXPECT_TRUE(fs::is_empty(temp.path()));
+}
+
+// A disk on which a name and the name with "\\." behind it are the same: Windows drops the point
+// before it opens anything.
+class DiskWithJunctions : public NoFiles {
+ public:
+  Result<FileInfo> inspect(const std::string& path) override {
+    const std::string name = path.ends_with("\\.") ? path.substr(0, path.size() - 2) : path;
+    const auto found = entries.find(name);
+    if (found == entries.end()) {
+      return NoFiles::inspect(name);
+    }
+    FileInfo info;
+    info.type = found->second.empty() ? FileType::kFolder : FileType::kLink;
+    return info;
+  }
+  Result<std::string> resolve(const std::string& path) override {
+    const auto found = entries.find(path);
+    const bool leads = found != entries.end() && entries.contains(found->second);
+    return leads ? found->second : path;
+  }
+
+  std::map<std::string, std::string> entries;  ///< where they lead; empty: a folder
+};
+
+// The settings behind a junction were ignored.
+TEST(FolderCheckOnWindows, AJunctionIsTheFolderThatItLeadsTo) {
+  DiskWithJunctions files;
+  files.entries = {
+      {"D:\\kept", ""}, {"C:\\Roaming\\rbx", "D:\\kept"}, {"C:\\Roaming\\broken", "E:\\gone"}};
+  EXPECT_TRUE(MakeFolderPath(files, "C:\\Roaming\\rbx\\rbx_prefs.ini", PathStyle::kWindows));
+  EXPECT_FALSE(MakeFolderPath(files, "C:\\Roaming\\broken\\file", PathStyle::kWindows));
 }
 
 class FileExistsTest : public testing::Test {

@@ -109,6 +109,17 @@ Result<std::string> Win32FileSystem::resolve(const std::string& path) {
   return plainPath(std::move(name));
 }
 
+// Not by resolve(): a volume that is mounted in a folder has no other path than that of the mount
+// point, and some drivers have no final paths at all.
+Result<FileInfo> Win32FileSystem::inspectTarget(const std::string& path) {
+  const std::string what = "look at " + path;
+  const auto opened = openTarget(path, FILE_READ_ATTRIBUTES, what);
+  if (!opened) {
+    return opened.error().code == ENOENT ? inspect(path) : opened.error();
+  }
+  return infoOf(opened->get(), what);
+}
+
 // The attribute first: who may write everything could write to a read-only file as well, but it is
 // meant to stay as it is.
 Result<void> Win32FileSystem::mayWrite(const std::string& file) {

@@ -34,6 +34,7 @@ class Win32FileSystem : public FileSystem {
   /// are symbolic links and junctions.
   Result<FileInfo> inspect(const std::string& path) override;
   Result<std::string> resolve(const std::string& path) override;
+  Result<FileInfo> inspectTarget(const std::string& path) override;
   Result<void> mayWrite(const std::string& file) override;
   Result<std::vector<FolderEntry>> list(const std::string& folder) override;
   Result<std::unique_ptr<InputFile>> open(const std::string& path) override;

@@ -246,6 +246,17 @@ TEST_F(PosixFiles, FoldersAreMadeThroughLinksToFolders) {
   EXPECT_FALSE(MakeFolderPath(files, temp.path("brokenLink/file")));
 }
 
+TEST_F(PosixFiles, ALinkIsLookedAtOrWhatItLeadsTo) {
+  fs::create_directory(temp.path("real"));
+  fs::create_symlink("real", temp.path("link"));
+  fs::create_symlink("link", temp.path("link to a link"));
+  fs::create_symlink("nowhere", temp.path("broken"));
+  EXPECT_EQ(files.inspect(temp.path("link"))->type, FileType::kLink);
+  EXPECT_EQ(files.inspectTarget(temp.path("link"))->type, FileType::kFolder);
+  EXPECT_EQ(files.inspectTarget(temp.path("link to a link"))->type, FileType::kFolder);
+  EXPECT_EQ(files.inspectTarget(temp.path("broken"))->type, FileType::kLink);
+}
+
 TEST_F(PosixFiles, FoldersOfAPathAreTheOwnersAloneWhateverTheUmask) {
   for (const mode_t mask : {0u, 0022u, 0777u}) {
     const mode_t before = ::umask(mask);
