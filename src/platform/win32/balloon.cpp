@@ -35,12 +35,6 @@ void fill(wchar_t (&field)[kSize], const std::string& text) {
 
 }  // namespace
 
-NotifyIconCall systemNotifyIcon() {
-  return [](DWORD command, NOTIFYICONDATAW& record) {
-    return ::Shell_NotifyIconW(command, &record) != FALSE;
-  };
-}
-
 void Balloon::show(const BalloonOwner& owner, const std::string& cause, const std::string& title,
                    const std::string& text) {
   remove();
@@ -52,7 +46,7 @@ void Balloon::show(const BalloonOwner& owner, const std::string& cause, const st
   fill(record.szTip, title);
   fill(record.szInfoTitle, title);
   fill(record.szInfo, text);
-  if (call_(NIM_ADD, record)) {
+  if (showNotifyIcon(call_, record)) {
     window_ = owner.window;
     cause_ = cause;
   }

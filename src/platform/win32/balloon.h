@@ -2,19 +2,13 @@
 #pragma once
 
 #include <windows.h>
-// Why here: it needs windows.h.
-#include <shellapi.h>
 
-#include <functional>
 #include <string>
 #include <utility>
 
-namespace relaybird {
+#include "platform/win32/notify_icon.h"
 
-/// What a balloon needs of the system, so that a test can see it: Shell_NotifyIcon with a command
-/// such as NIM_ADD. False where the system refuses.
-using NotifyIconCall = std::function<bool(DWORD command, NOTIFYICONDATAW& record)>;
-NotifyIconCall systemNotifyIcon();
+namespace relaybird {
 
 /// Whose balloon it is. `window` gets `message` for each event of the balloon, with the event in
 /// the low word of its second value; it must be there as long as the balloon.

@@ -30,10 +30,11 @@ class BalloonTest : public testing::Test {
   HWND window = reinterpret_cast<HWND>(4711);
   HICON icon = reinterpret_cast<HICON>(12);
   bool accepts = true;
+  bool answersTooLate = false;
   std::vector<std::pair<DWORD, NOTIFYICONDATAW>> calls;
   Balloon balloon{[this](DWORD command, NOTIFYICONDATAW& record) {
     calls.emplace_back(command, record);
-    return accepts;
+    return accepts && !(answersTooLate && command == NIM_ADD);
   }};
 };
 
@@ -81,7 +82,16 @@ TEST_F(BalloonTest, OneThatTheSystemRefusesIsNotThere) {
   show("one", "1", "1");
   EXPECT_EQ(balloon.shown(), "");
   balloon.remove();
-  EXPECT_EQ(commands(), (std::vector<DWORD>{NIM_ADD}));
+  EXPECT_EQ(commands(), (std::vector<DWORD>{NIM_ADD, NIM_MODIFY}));
+}
+
+// Its icon stayed until the program ended.
+TEST_F(BalloonTest, OneThatATaskBarHasAddedWhichAnswersTooLateIsRemovedAfterwards) {
+  answersTooLate = true;
+  show("one", "1", "1");
+  EXPECT_EQ(balloon.shown(), "one");
+  balloon.remove();
+  EXPECT_EQ(commands(), (std::vector<DWORD>{NIM_ADD, NIM_MODIFY, NIM_DELETE}));
 }
 
 TEST_F(BalloonTest, AClickRemovesItAndIsTold) {

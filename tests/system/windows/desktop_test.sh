@@ -138,31 +138,6 @@ for program in relaybird relaybird-console; do
   done
 done
 
-say "the command line is answered where its user looks"
-wine relaybird.exe --version >"$scratch/version.txt" 2>"$scratch/version-errors.txt" || fail "--version ends with status $?"
-grep -q '^Relaybird [0-9.]*' "$scratch/version.txt" || fail "--version prints nothing"
-status=0
-wine relaybird.exe --wrong >"$scratch/wrong.txt" 2>"$scratch/wrong-errors.txt" || status=$?
-[ "$status" -eq 2 ] || fail "a wrong option ends with status $status"
-grep -q -e '--wrong' "$scratch/wrong-errors.txt" || fail "a wrong option is not named"
-[ ! -s "$scratch/wrong.txt" ] || fail "an error is printed to standard output"
-# Started so, it has neither a console nor an output.
-wine cmd /c start '' relaybird.exe --version >"$scratch/boxed.txt" 2>&1
-shown 'Relaybird'
-picture version
-keys Return
-closed 'Relaybird'
-
-say "the command line is answered on the console that the program was started from"
-wine relaybird.exe --help >"$scratch/help.txt" 2>"$scratch/help-errors.txt" || fail "--help ends with status $?"
-probe in-console relaybird.exe --help >"$scratch/help-console.txt" || fail "--help does not end in a console"
-[ -s "$scratch/help.txt" ] || fail "--help prints nothing"
-while read -r line; do
-  grep -qF "$line" "$scratch/help-console.txt" || fail "the console does not show '$line'"
-done < <(tr -d '\r' <"$scratch/help.txt")
-! probe in-console relaybird.exe --wrong >"$scratch/wrong-console.txt" || fail "a wrong option is no error in a console"
-grep -qF -e '"--wrong"' "$scratch/wrong-console.txt" || fail "a wrong option is not named in a console"
-
 say "the main window appears"
 start
 picture main
@@ -259,6 +234,43 @@ sleep 2
 hidden "$tray" || fail "the icon comes back before the task bar is there"
 probe task-bar || fail "the new task bar is not announced"
 eventually "the icon does not come back" visible "$tray"
+
+say "the icon stays when the task bar is announced while it is there, as with another scale of the screen"
+probe task-bar || fail "the task bar is not announced"
+announced=$SECONDS
+
+say "the command line is answered where its user looks"
+wine relaybird.exe --version >"$scratch/version.txt" 2>"$scratch/version-errors.txt" || fail "--version ends with status $?"
+grep -q '^Relaybird [0-9.]*' "$scratch/version.txt" || fail "--version prints nothing"
+status=0
+wine relaybird.exe --wrong >"$scratch/wrong.txt" 2>"$scratch/wrong-errors.txt" || status=$?
+[ "$status" -eq 2 ] || fail "a wrong option ends with status $status"
+grep -q -e '--wrong' "$scratch/wrong-errors.txt" || fail "a wrong option is not named"
+[ ! -s "$scratch/wrong.txt" ] || fail "an error is printed to standard output"
+# Started so, it has neither a console nor an output.
+wine cmd /c start '' relaybird.exe --version >"$scratch/boxed.txt" 2>&1
+shown 'Relaybird'
+picture version
+keys Return
+closed 'Relaybird'
+
+say "the command line is answered on the console that the program was started from"
+wine relaybird.exe --help >"$scratch/help.txt" 2>"$scratch/help-errors.txt" || fail "--help ends with status $?"
+probe in-console relaybird.exe --help >"$scratch/help-console.txt" || fail "--help does not end in a console"
+[ -s "$scratch/help.txt" ] || fail "--help prints nothing"
+while read -r line; do
+  grep -qF "$line" "$scratch/help-console.txt" || fail "the console does not show '$line'"
+done < <(tr -d '\r' <"$scratch/help.txt")
+! probe in-console relaybird.exe --wrong >"$scratch/wrong-console.txt" || fail "a wrong option is no error in a console"
+grep -qF -e '"--wrong"' "$scratch/wrong-console.txt" || fail "a wrong option is not named in a console"
+
+say "the window has not come back, as it does after ten seconds without an icon"
+later() {
+  [ "$SECONDS" -gt "$((announced + 12))" ]
+}
+eventually "the time does not pass" later
+hidden "$main" || fail "the icon counts as lost"
+visible "$tray" || fail "the icon is gone"
 
 say "the icon's menu brings the program back"
 on_icon 3

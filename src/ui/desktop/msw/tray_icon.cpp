@@ -5,14 +5,14 @@
 // The record that the form fills in has the layout of 32-bit programs; here it is translated into
 // the system's own one. The system calls one native procedure (trampoline), which passes each
 // message on to the form's. When the task bar starts anew it has lost all icons and announces that
-// (TaskbarCreated), so the icon is added again. An icon that cannot be added is tried every second;
-// after too long a time (IconAbsence) the listener is called, so that the program does not stay
-// hidden without an icon.
+// (TaskbarCreated), so the icon is added again. Windows announces it also to let icons be drawn
+// anew, when the scale of the screen has changed; they are still there then. An icon that cannot be
+// shown is tried every second; after too long a time (IconAbsence) the listener is called, so that
+// the program does not stay hidden without an icon.
 #include "ui/desktop/native/tray_icon.h"
 
 #include <windows.h>
 // Why here: they need windows.h.
-#include <shellapi.h>
 #include <wx/app.h>
 #include <wx/string.h>
 #include <wx/window.h>
@@ -21,6 +21,7 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/win32/notify_icon.h"
 #include "ui/desktop/msw/program_icon.h"
 #include "ui/desktop/services/guarded.h"
 #include "ui/desktop/widgets/text.h"
@@ -62,21 +63,20 @@ struct TrayIcon::Area {
 
   // Shows the icon, or tries it again later. The task bar may be starting just now.
   void tryToShow() {
-    absence->seen(::Shell_NotifyIconW(NIM_ADD, &record) != FALSE ? IconArea::kShown
-                                                                 : IconArea::kGone);
+    absence->seen(showNotifyIcon(call, record) ? IconArea::kShown : IconArea::kGone);
   }
 
   void showState() {
     if (absence) {
       record.hIcon = picture();
-      ::Shell_NotifyIconW(NIM_MODIFY, &record);
+      call(NIM_MODIFY, record);
     }
   }
 
   void remove() {
     if (absence) {
       absence.reset();
-      ::Shell_NotifyIconW(NIM_DELETE, &record);
+      call(NIM_DELETE, record);
     }
   }
 
@@ -90,6 +90,7 @@ struct TrayIcon::Area {
   static LRESULT CALLBACK trampoline(HWND window, UINT message, WPARAM high, LPARAM low);
 
   TimerMaker& timers;
+  const NotifyIconCall call = systemNotifyIcon();
   bool running = false;
   std::string warning;
   NOTIFYICONDATAW record = {};
