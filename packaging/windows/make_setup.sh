@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # make_setup.sh STAGE VERSION FOLDER: makes relaybird-setup.exe and relaybird-portable.zip in FOLDER, which install
 # and hold the files of STAGE. The same files and the same SOURCE_DATE_EPOCH (1 January 2026 if it is not set) give
-# the same bytes. Gives the files of STAGE that time, and the access rights of programs and texts.
+# the same bytes. Gives the files of STAGE that time, and the access rights of programs and texts. SETUP_DEFINES may
+# have definitions for relaybird.nsi, as in '-DPATIENCE=25', so that a test need not wait as long as users may.
 # shellcheck disable=SC2016  # The variables in single quotes are the installer's own.
 set -euo pipefail
 root=$(realpath "$(dirname "$0")/../..")
@@ -57,9 +58,10 @@ touch --date="@$epoch" "$lists/installed-files.txt"
 "$root/art/windows_icon.sh" "$lists/relaybird.ico"
 run_value=$(sed -n 's/.*kRunValue = "\(.*\)";/\1/p' "$root/src/platform/win32/run_key_autostart.h")
 size=$(find "$stage" -type f -printf '%s\n' | awk '{ sum += $1 } END { print int((sum + 1023) / 1024) }')
+read -r -a defines <<<"${SETUP_DEFINES:-}"
 rm -f "$folder/relaybird-setup.exe" "$folder/relaybird-portable.zip"
 makensis -WX -V2 -INPUTCHARSET UTF8 "-DVERSION=$version" "-DOUTPUT=$folder/relaybird-setup.exe" \
-  "-DICON=$lists/relaybird.ico" "-DRUN_VALUE=${run_value:?}" "-DSIZE_KB=$size" "-DFILES=$lists" \
+  "-DICON=$lists/relaybird.ico" "-DRUN_VALUE=${run_value:?}" "-DSIZE_KB=$size" "-DFILES=$lists" "${defines[@]}" \
   "$root/packaging/windows/relaybird.nsi"
 
 # The archive has one folder, so that unpacking it does not scatter its files.

@@ -7,7 +7,7 @@
 ;   FILES      a folder with install.nsh, which has a File instruction for every file; keep.nsh, which jumps
 ;              to "next" if $0 is one of them; and installed-files.txt, which lists them
 ;
-; Nothing is changed before the programs are known not to run. Then the list of files becomes that of the earlier
+; Nothing is changed before the programs are known not to run, and the manual not to be shown. Then the list of files becomes that of the earlier
 ; version and this one, and the uninstaller is written, so that whatever is cut short can be removed. Files are
 ; written over those of the earlier version before those are deleted that this version does not have any more, so
 ; that an upgrade which fails leaves a program.
@@ -16,7 +16,7 @@
 ;   relaybird-setup.exe /autostart, /noautostart   otherwise the start with the log-in stays as it is
 ;   uninstall.exe /settings                        deletes the settings too
 ; The exit code is 0 for success, 1 if the user has cancelled, 2 for a failure. A silent upgrade ends the
-; program if it runs, and starts it again.
+; program if it runs, and starts it again. What fails or is cancelled starts it again too.
 
 ; First, since other instructions would choose a target too. Its programs are for 64 bits, as ours are.
 Target amd64-unicode
@@ -34,8 +34,14 @@ BrandingText "Relaybird ${VERSION}"
 !define RUN_KEY "Software\Microsoft\Windows\CurrentVersion\Run"
 ; Where the system notes which of them the user has switched off in the Task Manager.
 !define APPROVED_KEY "Software\Microsoft\Windows\CurrentVersion\Explorer\StartupApproved\Run"
-; How long a program may take to end, in steps of 200 ms.
-!define PATIENCE 100
+; How long a program may take to end, in steps of 200 ms: until a person is asked, and without one. The latter is
+; long, since a program ends when it was asked to, but not before a call of the mail application has returned.
+!ifndef PATIENCE
+  !define PATIENCE 100
+!endif
+!ifndef LONG_PATIENCE
+  !define LONG_PATIENCE 3000
+!endif
 
 InstallDir "$LOCALAPPDATA\Programs\Relaybird"
 InstallDirRegKey HKCU "${UNINSTALL_KEY}" "InstallLocation"
@@ -71,7 +77,8 @@ VIAddVersionKey LegalCopyright "The Relaybird maintainers, MIT licence"
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE English
 
-Var closed    ; 1 if the program ran and was asked to end
+Var closed    ; 1 if the program was asked to end, and is to be started again
+Var held      ; the name of a file in $INSTDIR that cannot be written to; empty if there is none
 Var autostart ; 1 if it started with the log-in before
 
 ; Deletes what a list of files names, apart from what keep.nsh knows if KEEP is there. A line with a
@@ -108,25 +115,47 @@ Var autostart ; 1 if it started with the log-in before
 ; What installer and uninstaller share; the functions of an uninstaller have to begin with "un.".
 !macro ClosingFunctions UN
 
-; $0 becomes the name of a program in $INSTDIR that cannot be written to, as it runs; empty if there is none.
-Function ${UN}FindRunning
-  ClearErrors
-  ${For} $1 1 2
-    StrCpy $0 "relaybird.exe"
-    ${If} $1 = 2
-      StrCpy $0 "relaybird-console.exe"
-    ${EndIf}
-    ${If} ${FileExists} "$INSTDIR\$0"
-      SetFileAttributes "$INSTDIR\$0" NORMAL
-      ClearErrors
-      FileOpen $2 "$INSTDIR\$0" a
-      ${If} ${Errors}
-        Return
-      ${EndIf}
+; $1 becomes 1 if the file $0 of $INSTDIR cannot be written to: a program that runs, or a manual that is shown.
+Function ${UN}IsHeld
+  StrCpy $1 0
+  ${If} ${FileExists} "$INSTDIR\$0"
+  ${AndIfNot} ${FileExists} "$INSTDIR\$0\*.*"  ; a folder
+    SetFileAttributes "$INSTDIR\$0" NORMAL
+    ClearErrors
+    FileOpen $2 "$INSTDIR\$0" a
+    ${If} ${Errors}
+      StrCpy $1 1
+    ${Else}
       FileClose $2
     ${EndIf}
-  ${Next}
-  StrCpy $0 ""
+  ${EndIf}
+  ClearErrors
+FunctionEnd
+
+; First what only a person can end or close, so that nothing has been asked to end yet if that stays. Without a
+; person the program comes before the manual, which it may show itself.
+Function ${UN}FindHeld
+  StrCpy $held "relaybird-console.exe"
+  StrCpy $0 $held
+  Call ${UN}IsHeld
+  ${If} $1 = 1
+    Return
+  ${EndIf}
+  StrCpy $0 "relaybird.exe"
+  Call ${UN}IsHeld
+  StrCpy $3 $1
+  StrCpy $0 "rbx.chm"
+  Call ${UN}IsHeld
+  StrCpy $held ""
+  ${If} $1 = 1
+    StrCpy $held "rbx.chm"
+  ${EndIf}
+  ${If} $3 = 1
+    ${If} $held == ""
+    ${OrIf} ${Silent}
+      StrCpy $held "relaybird.exe"
+    ${EndIf}
+  ${EndIf}
 FunctionEnd
 
 ; Asks the program of this folder to end, as the close button of its window does. Copies elsewhere go on.
@@ -154,32 +183,96 @@ Function ${UN}AskToEnd
   ${Loop}
 FunctionEnd
 
-; Returns when no program of this folder runs; ends everything if the user cancels, or if a program goes on
-; and nobody can be asked. A console is not ended: it may do a script's work.
-Function ${UN}EndPrograms
-  Call ${UN}FindRunning
-  ${If} $0 == ""
+; Starts the program again that was asked to end, once it has ended. This one's window is hidden until then: there is
+; nothing left to ask.
+Function ${UN}StartAgain
+  ${If} $closed <> 1
     Return
   ${EndIf}
-  MessageBox MB_OKCANCEL|MB_ICONEXCLAMATION \
-    "Relaybird is running ($0). It has to end first, which stops forwarding. OK ends it." \
-    /SD IDOK IDOK +3
+  StrCpy $closed 0
+  ${For} $9 1 ${LONG_PATIENCE}
+    StrCpy $0 "relaybird.exe"
+    Call ${UN}IsHeld
+    ${If} $1 = 0
+      ${If} ${FileExists} "$INSTDIR\relaybird.exe"
+        SetOutPath $INSTDIR
+        Exec '"$INSTDIR\relaybird.exe"'
+      ${EndIf}
+      Return
+    ${EndIf}
+    HideWindow
+    Sleep 200
+  ${Next}
+FunctionEnd
+
+; The user has cancelled.
+Function ${UN}GiveUp
+  Call ${UN}StartAgain
   SetErrorLevel 1
   Quit
+FunctionEnd
+
+Function ${UN}Fail
+  Call ${UN}StartAgain
+  SetErrorLevel 2
+  Quit
+FunctionEnd
+
+; Asks whether the program may be ended. A console, which may do a script's work, and the manual are left to the user.
+Function ${UN}AskPerson
+  ${Select} $held
+    ${Case} "relaybird.exe"
+      MessageBox MB_OKCANCEL|MB_ICONEXCLAMATION \
+        "Relaybird is running ($held). It has to end first, which stops forwarding. OK ends it." \
+        /SD IDOK IDOK yes
+    ${Case} "rbx.chm"
+      MessageBox MB_OKCANCEL|MB_ICONEXCLAMATION \
+        "The manual of Relaybird is open ($held). Close it, then press OK." \
+        /SD IDOK IDOK yes
+    ${CaseElse}
+      MessageBox MB_OKCANCEL|MB_ICONEXCLAMATION \
+        "Relaybird is running in a console ($held). It has to end first. Type quit there, then press OK." \
+        /SD IDOK IDOK yes
+  ${EndSelect}
+  Call ${UN}GiveUp
+  yes:
+FunctionEnd
+
+; Waits until $held can be written to. After that time it gives up if the user does, or if nobody can be asked.
+Function ${UN}AwaitEnd
   ${Do}
-    Call ${UN}AskToEnd
-    ${For} $9 1 ${PATIENCE}
-      Call ${UN}FindRunning
-      ${If} $0 == ""
+    StrCpy $8 ${PATIENCE}
+    ${If} $held == "relaybird.exe"
+      Call ${UN}AskToEnd
+      ${If} ${Silent}
+      ${AndIf} $closed = 1
+        StrCpy $8 ${LONG_PATIENCE}
+      ${EndIf}
+    ${EndIf}
+    ${For} $9 1 $8
+      StrCpy $0 $held
+      Call ${UN}IsHeld
+      ${If} $1 = 0
         Return
       ${EndIf}
       Sleep 200
     ${Next}
     MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION \
-      "$INSTDIR\$0 is still running, or cannot be replaced. End it, then press Retry." \
-      /SD IDCANCEL IDRETRY +3
-    SetErrorLevel 2
-    Quit
+      "$INSTDIR\$held is still running, or cannot be replaced. End it, then press Retry." \
+      /SD IDCANCEL IDRETRY +2
+    Call ${UN}Fail
+  ${Loop}
+FunctionEnd
+
+; Returns when no program of this folder runs and its manual is not shown. Otherwise it ends everything.
+Function ${UN}EndPrograms
+  ${Do}
+    Call ${UN}FindHeld
+    ${If} $held == ""
+      Return
+    ${EndIf}
+    Call ${UN}AskPerson
+    Call ${UN}AwaitEnd
   ${Loop}
 FunctionEnd
 !macroend
@@ -210,8 +303,7 @@ Section "Relaybird" sectionPrograms
   SetOutPath $INSTDIR
   ${If} ${Errors}
     MessageBox MB_OK|MB_ICONSTOP "Relaybird could not be written to $INSTDIR." /SD IDOK
-    SetErrorLevel 2
-    Quit
+    Call Fail
   ${EndIf}
   !insertmacro RemoveListed "$PLUGINSDIR\before.txt" "${FILES}/keep.nsh"
   File "${FILES}/installed-files.txt"
@@ -290,6 +382,11 @@ Function ReadAutostart
   System::Free $1
 FunctionEnd
 
+; A file could not be written, for example.
+Function .onInstFailed
+  Call StartAgain
+FunctionEnd
+
 Function .onInit
   SetRegView 64
   StrCpy $closed 0
@@ -356,8 +453,13 @@ Section /o "un.My settings, and all else that it keeps" unSettings
   Delete "$WINDIR\rbx.ini"
 SectionEnd
 
+Function un.onUninstFailed
+  Call un.StartAgain
+FunctionEnd
+
 Function un.onInit
   SetRegView 64
+  StrCpy $closed 0
   ${GetParameters} $0
   ClearErrors
   ${GetOptions} $0 "/settings" $1

@@ -204,6 +204,8 @@ mkdir -p "$scratch/old-stage/dropped/inner" "$scratch/new-stage/added"
 echo "only the old one has this" | tee "$scratch/old-stage/dropped.txt" >"$scratch/old-stage/dropped/inner/a.txt"
 echo "only the new one has this" >"$scratch/new-stage/added/b.txt"
 make=$root/packaging/windows/make_setup.sh
+# Five seconds instead of twenty, and fifteen instead of ten minutes.
+[ -n "$real" ] || export SETUP_DEFINES='-DPATIENCE=25 -DLONG_PATIENCE=75'
 "$make" "$scratch/old-stage" 0.0.9 "$scratch/old"
 "$make" "$scratch/new-stage" "$version" "$scratch/new"
 if [ -z "$real" ]; then
@@ -304,20 +306,91 @@ if [ -z "$real" ]; then
   gone "$folder" "$menu"
   status 0 "$scratch/new/relaybird-setup.exe" /S /autostart
 
-  say "a program that stays prevents an upgrade, and nothing is changed; a console is not asked to end"
-  rm "$scratch/state"
-  RELAYBIRD_STAND_IN_STAYS=1 wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
-  RELAYBIRD_STAND_IN="Z:$scratch/console" wine "$folder/relaybird-console.exe" >/dev/null 2>&1 </dev/null &
+  say "a silent upgrade waits for a program that is in a long call, and starts it again"
+  # start [VARIABLE=VALUE...]: the program that is installed.
+  start() {
+    rm -f "$scratch/state"
+    env "$@" wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
+    until_true grep -q running "$scratch/state"
+  }
+  touch "$scratch/call"
+  start RELAYBIRD_STAND_IN_CALL="Z:$scratch/call"
+  run "$scratch/old/relaybird-setup.exe" /S &
+  installer=$!
+  until_true grep -q asked "$scratch/state"
+  sleep 7
+  gone "$folder/dropped.txt"
+  rm "$scratch/call"
+  wait $installer || fail "the upgrade returned $?"
+  there "$folder/dropped.txt"
   until_true grep -q running "$scratch/state"
+
+  say "an upgrade that fails starts the program again which it has ended"
+  rm "$folder/rbx.chm" "$scratch/state"
+  mkdir "$folder/rbx.chm"
+  status 2 "$scratch/new/relaybird-setup.exe" /S
+  until_true grep -q running "$scratch/state"
+  rmdir "$folder/rbx.chm"
+  status 0 "$scratch/old/relaybird-setup.exe" /S
+  until_true grep -q running "$scratch/state"
+  status 0 taskkill.exe /f /im relaybird.exe
+
+  say "a manual that is shown prevents an upgrade and a removal, and nothing is changed"
+  # hold_manual: until let_go.
+  hold_manual() {
+    rm -f "$scratch/viewer"
+    RELAYBIRD_STAND_IN="Z:$scratch/viewer" wine "$scratch/stand-in.exe" --hold "$native\\rbx.chm" >/dev/null 2>&1 </dev/null &
+    viewer=$!
+    until_true grep -q running "$scratch/viewer"
+  }
+  let_go() {
+    kill "$viewer"
+    wait "$viewer" || true
+  }
+  # The old version is still what it was.
+  is_old() {
+    there "$folder"/{relaybird.exe,relaybird-console.exe,rbx.chm,uninstall.exe,dropped.txt} "$menu/Relaybird.lnk"
+    gone "$folder/added"
+    [ "$(value "$uninstall_key" DisplayVersion)" = 0.0.9 ] || fail "another version is listed"
+  }
+  hold_manual
+  status 2 "$scratch/new/relaybird-setup.exe" /S
+  is_old
+  uninstall "$folder"
+  is_old
+
+  say "nor does the program that runs then stay away"
+  start
+  status 2 "$scratch/new/relaybird-setup.exe" /S
+  until_true grep -q running "$scratch/state"
+  uninstall "$folder"
+  until_true grep -q running "$scratch/state"
+  is_old
+  let_go
+  status 0 "$scratch/new/relaybird-setup.exe" /S /autostart
+  until_true grep -q running "$scratch/state"
+  status 0 taskkill.exe /f /im relaybird.exe
+
+  say "a console that runs prevents an upgrade and a removal; neither it nor the program is asked to end"
+  start
+  RELAYBIRD_STAND_IN="Z:$scratch/console" wine "$folder/relaybird-console.exe" >/dev/null 2>&1 </dev/null &
   until_true grep -q running "$scratch/console"
   status 2 "$scratch/old/relaybird-setup.exe" /S
+  gone "$folder/dropped.txt"
+  uninstall "$folder"
+  there "$folder"/{relaybird.exe,relaybird-console.exe,rbx.chm,uninstall.exe} "$menu/Relaybird.lnk"
   grep -q running "$scratch/console" || fail "the console was ended"
+  grep -q running "$scratch/state" || fail "the program was ended"
+  status 0 taskkill.exe /f /im relaybird.exe /im relaybird-console.exe
+
+  say "a program that stays prevents them too, and nothing is changed"
+  start RELAYBIRD_STAND_IN_STAYS=1
+  status 2 "$scratch/old/relaybird-setup.exe" /S
   gone "$folder/dropped.txt"
   cmp "$scratch/new-stage/rbx.chm" "$folder/rbx.chm" || fail "the manual was replaced beside a running program"
   uninstall "$folder"
-  grep -q running "$scratch/console" || fail "the uninstaller ended the console"
   there "$folder"/{relaybird.exe,relaybird-console.exe,rbx.chm,uninstall.exe} "$menu/Relaybird.lnk"
-  status 0 taskkill.exe /f /im relaybird.exe /im relaybird-console.exe
+  status 0 taskkill.exe /f /im relaybird.exe
   [ "$(value "$uninstall_key" DisplayVersion)" = "$version" ] || fail "the version that was not installed is listed"
 fi
 
@@ -420,6 +493,36 @@ until_true test -e "$menu/Relaybird.lnk"
 until_true leave 'Relaybird Setup'
 there "$folder/uninstall.exe" "$menu/Relaybird.lnk"
 [ -n "$(value "$run_key" Relaybird)" ] || fail "the start with the log-in was not switched on"
+
+say "an upgrade says what the user has to end: the manual, and a console"
+# Consoles without a window are known to the headers of Windows 10 alone.
+x86_64-w64-mingw32-g++-posix -std=c++20 -Wall -Wextra -O1 -static -municode -D_WIN32_WINNT=0x0A00 \
+  -DNTDDI_VERSION=0x0A000006 -o "$scratch/probe.exe" "$root/tests/system/windows/desktop_probe.cpp"
+# asks_for WORDS: the box has them; the upgrade is cancelled by it.
+asks_for() {
+  local result=0
+  wine "$scratch/new/relaybird-setup.exe" >/dev/null 2>&1 </dev/null &
+  installer=$!
+  press 'Relaybird Setup' Return
+  until_true two_windows 'Relaybird Setup'
+  run "$scratch/probe.exe" texts 'Relaybird Setup' || fail "the box cannot be read"
+  # It breaks its lines where they fit.
+  tr '\r\n' ' ' <"$scratch/run.log" | tr -s ' ' | grep -qF "$1" || fail "the box says $(cat "$scratch/run.log")"
+  press 'Relaybird Setup' Escape
+  wait $installer || result=$?
+  [ "$result" -eq 1 ] || fail "the installer that was told to stop returned $result"
+}
+status 0 "$scratch/old/relaybird-setup.exe" /S
+hold_manual
+asks_for 'The manual of Relaybird is open (rbx.chm). Close it, then press OK.'
+let_go
+rm "$scratch/console"
+RELAYBIRD_STAND_IN="Z:$scratch/console" wine "$folder/relaybird-console.exe" >/dev/null 2>&1 </dev/null &
+until_true grep -q running "$scratch/console"
+asks_for 'It has to end first. Type quit there, then press OK.'
+grep -q running "$scratch/console" || fail "the console was ended"
+is_old
+status 0 taskkill.exe /f /im relaybird-console.exe
 
 say "an upgrade asks before it ends the program, and changes nothing if the answer is no"
 status 0 "$scratch/old/relaybird-setup.exe" /S
