@@ -121,7 +121,7 @@ class DiskWithJunctions : public NoFiles {
     return leads ? found->second : path;
   }
 
-  std::map<std::string, std::string> entries;  ///< where they lead; empty: a folder
+  std::map<std::string, std::string> entries;  // where they lead; empty: a folder
 };
 
 // The settings behind a junction were ignored.
