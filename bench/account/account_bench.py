@@ -446,12 +446,13 @@ class Bench:
         """How long the program does not react while a check waits for a server far away: to the signal to read its
         preferences again, which any loop of events serves. Nothing is forwarded, as that waits for the disk. Until
         the check is over: the console runs no events in the three seconds after it."""
-        signal.signal(signal.SIGHUP, signal.SIG_DFL)  # under nohup the program would ignore it
         user, run = self.servers.fresh_user(), self.new_run()
         for number in range(UNREAD):
             self.servers.deliver(user, number, message(number, "other").encode())
         way = self.servers.ask(f"proxy {self.servers.places['plain.imap']} delay=300")
+        ours = signal.signal(signal.SIGHUP, signal.SIG_DFL)  # under nohup the program would ignore it
         program = Program(self.console, run, ACCOUNT.format(port=way["port"], user=user))
+        signal.signal(signal.SIGHUP, ours)
         program.command("answer Yes OK OK\nstart\n")
         times = []
         while True:
