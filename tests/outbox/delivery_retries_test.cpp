@@ -279,6 +279,31 @@ TEST_F(DeliveryRetriesTest, AMessageIsTriedForHoursItselfHoweverOldItIs) {
   EXPECT_THAT(notices.back(), HasSubstr("five days"));
 }
 
+TEST_F(DeliveryRetriesTest, AMessageIsGivenUpInTheEndThoughTheProgramNeverRunsForHours) {
+  transport.answer = [](const std::string&) { return temporary(); };
+  send("one");
+  for (int day = 0; day < 30; ++day) {
+    restart();
+    flush();
+    EXPECT_THAT(world.names("new"), SizeIs(1)) << day;
+    world.clock.advance(std::chrono::hours{24});
+  }
+  world.clock.advance(minutes{1});
+  restart();
+  flush();
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST_F(DeliveryRetriesTest, AUserWhoAsksDoesNotMakeAMessageWaitLongerForItsEnd) {
+  transport.answer = [](const std::string&) { return temporary(); };
+  send("one");
+  flush();
+  world.clock.advance(std::chrono::hours{24 * 5} + minutes{1});
+  worker->userAsks();
+  events.runUntilIdle();
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
 TEST_F(DeliveryRetriesTest, WhatKeepsEverythingBackIsToldOnce) {
   transport.answer = [](const std::string&) {
     return Outcome{Kind::kTemporary, "535 wrong password", true};

@@ -60,11 +60,7 @@ void DeliveryRetries::putOff(const std::string& name, const Outcome& outcome) {
 }
 
 DateTime DeliveryRetries::blame(const std::string& name) {
-  DateTime& blamed = retries_[name].blamed;
-  if (blamed == kNoDate) {
-    blamed = clock_.now();
-  }
-  return blamed;
+  return blamed_.try_emplace(name, clock_.now()).first->second;
 }
 
 bool DeliveryRetries::doubt(const std::string& name, Doubt what) {
@@ -126,6 +122,7 @@ void DeliveryRetries::refused(const std::string& name) {
 void DeliveryRetries::keepOnly(const std::unordered_set<std::string>& names) {
   std::erase_if(retries_, [&](const auto& item) { return !names.contains(item.first); });
   std::erase_if(doubts_, [&](const auto& item) { return !names.contains(item.first); });
+  std::erase_if(blamed_, [&](const auto& item) { return !names.contains(item.first); });
   std::erase_if(held_, [&](const std::string& name) { return !names.contains(name); });
 }
 

@@ -73,8 +73,7 @@ class DeliveryRetries {
   /// Whether nobody would be served now, so that the message is not to blame. Asked once for each
   /// outcome, before putOff().
   bool concernsAll(const std::string& name, const Outcome& outcome);
-  /// The message was refused itself, and putOff() or drop() follows. Returns when that was so for
-  /// the first time.
+  /// The message was refused itself. Returns when that was so for the first time in this run.
   DateTime blame(const std::string& name);
   /// The message waits until release(), as an address of it is stopped.
   void hold(const std::string& name) { held_.insert(name); }
@@ -87,6 +86,7 @@ class DeliveryRetries {
   void drop(const std::string& name) {
     retries_.erase(name);
     doubts_.erase(name);
+    blamed_.erase(name);
   }
   /// Drops what others have removed from the outbox.
   void keepOnly(const std::unordered_set<std::string>& names);
@@ -109,7 +109,6 @@ class DeliveryRetries {
   struct Retry {
     DateTime refused = kNoDate;
     std::chrono::minutes wait{0};
-    DateTime blamed = kNoDate;  ///< for the first time
     DateTime due() const { return refused + wait; }
   };
   bool isDue(const Retry& retry) const;
@@ -121,6 +120,7 @@ class DeliveryRetries {
   Retry pause_;  ///< of the transport as a whole
   std::set<std::string> held_;
   std::map<std::string, Doubt> doubts_;  ///< as the user was told
+  std::map<std::string, DateTime> blamed_;
   int refusalsInRow_ = 0;
   bool othersFirst_ = false;  ///< single messages have ended a series before the others' turn
   std::string suspect_;       ///< the message whose answer held everything back

@@ -52,8 +52,9 @@ bool DeliverySettlement::settleFor(const MessageUnderWay& one,
 
 bool DeliverySettlement::isYoung(const WaitingMessage& message) {
   const DateTime now = parts_.clock.now();
-  const DateTime blamed = parts_.retries.blame(message.name);
-  return now - message.modified < kGiveUpAfter || now - blamed < kTriedAtLeast;
+  const auto age = now - message.modified;
+  const bool triedLittle = now - parts_.retries.blame(message.name) < kTriedAtLeast;
+  return age < kGiveUpAfter || (triedLittle && age < kGiveUpInAnyCaseAfter);
 }
 
 bool DeliverySettlement::settleEach(const MessageUnderWay& one, const Outcome& outcome) {

@@ -29,6 +29,8 @@ inline constexpr std::chrono::days kGiveUpAfter{5};
 /// And only if it was tried so long itself: an outage, or a computer that was switched off, may
 /// have used up the days.
 inline constexpr std::chrono::hours kTriedAtLeast{4};
+/// But then in any case: a program that never runs so long would try it for ever.
+inline constexpr std::chrono::days kGiveUpInAnyCaseAfter{30};
 
 /// A message that is being delivered.
 struct MessageUnderWay {
