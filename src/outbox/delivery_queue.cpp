@@ -289,6 +289,11 @@ bool DeliveryQueue::begun(const Claim& claim) const {
   return parts_.journal.records().begun(claim.name());
 }
 
+bool DeliveryQueue::mayHaveReachedAll(const Claim& claim) const {
+  const std::lock_guard lock(parts_.mutex);
+  return parts_.journal.records().mayHaveReachedAll(claim.name());
+}
+
 Result<void> DeliveryQueue::noted(Result<void> written) {
   lastWrite_ = parts_.journal.writes();
   return written;

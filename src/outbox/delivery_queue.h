@@ -153,6 +153,8 @@ class DeliveryQueue {
   /// It was not sent whole, or the answer has come.
   Result<void> ended(const Claim& claim);
   bool begun(const Claim& claim) const;
+  /// Whether the last try of a message has got no answer, and was for all to whom it goes.
+  bool mayHaveReachedAll(const Claim& claim) const;
   /// Makes durable what delivered(), begin() and ended() wrote, with one wait for the disk. Leaves
   /// the wait to a send of another thread if one comes within 3 milliseconds: a pass over the inbox
   /// sends one message after another, and two threads that sync one file hold each other up. After

@@ -34,6 +34,11 @@ bool JournalRecords::apply(std::vector<std::string> event) {
     settledFor_[event[1]].insert(event.begin() + 2, event.end());
   } else if (name == kUnknown && event.size() == 3) {
     unanswered_[event[1]] = parseSeconds(event[2]);
+    if (settledFor_.contains(event[1])) {
+      sentToAll_.erase(event[1]);
+    } else {
+      sentToAll_.insert(event[1]);
+    }
   } else if (name == kSettled && event.size() == 2) {
     forget(event[1]);
   } else {
@@ -47,6 +52,7 @@ bool JournalRecords::applyToFile(std::string_view event, const std::string& file
     delivered_.erase(file);
   } else if (event == kBegun) {
     begun_.insert(file);
+    sentToAll_.erase(file);
   } else if (event == kEnded) {
     begun_.erase(file);
   } else if (event == kStored) {
@@ -108,6 +114,7 @@ void JournalRecords::dropText(const std::string& file) {
 void JournalRecords::dropUnderWay(const std::string& file) {
   settledFor_.erase(file);
   unanswered_.erase(file);
+  sentToAll_.erase(file);
   begun_.erase(file);
 }
 
@@ -177,17 +184,30 @@ JournalFile::Content JournalRecords::lines() const {
       addText({kText, file, text});
     }
   }
-  for (const auto& [file, recipients] : settledFor_) {
-    std::vector<std::string_view> fields = {kDeliveredTo, file};
-    fields.insert(fields.end(), recipients.begin(), recipients.end());
-    add(fields);
-  }
-  for (const auto& [file, time] : unanswered_) {
-    add({kUnknown, file, std::to_string(time)});
-  }
+  const auto addSettled = [&](bool sentToAll) {
+    for (const auto& [file, recipients] : settledFor_) {
+      if (sentToAll_.contains(file) == sentToAll) {
+        std::vector<std::string_view> fields = {kDeliveredTo, file};
+        fields.insert(fields.end(), recipients.begin(), recipients.end());
+        add(fields);
+      }
+    }
+  };
+  // In an order in which they say again whether the unanswered try was the last one, and for all.
   for (const std::string& file : begun_) {
     add({kBegun, file});
   }
+  addSettled(false);
+  for (const auto& [file, time] : unanswered_) {
+    add({kUnknown, file, std::to_string(time)});
+    if (!sentToAll_.contains(file) && !settledFor_.contains(file)) {
+      add({kBegun, file});
+      if (!begun_.contains(file)) {
+        add({kEnded, file});
+      }
+    }
+  }
+  addSettled(true);
   for (const std::string& file : delivered_) {
     add({kDelivered, file});
   }

@@ -74,6 +74,9 @@ class JournalRecords {
   std::set<std::string> settledFor(const std::string& file) const;
   /// When a file was sent to a server that gave no answer, in seconds since 1970.
   std::optional<std::int64_t> unansweredSince(const std::string& file) const;
+  /// Whether the last try of a file, if that is the one without an answer, was for all to whom the
+  /// message goes. Those who were refused for good by it do not count.
+  bool mayHaveReachedAll(const std::string& file) const { return sentToAll_.contains(file); }
   /// Whether a file was begun, and nothing that ends this came since.
   bool begun(const std::string& file) const { return begun_.contains(file); }
   /// Files that a record of recipients, of a missing answer or of a beginning exists for.
@@ -95,6 +98,7 @@ class JournalRecords {
   std::set<std::string> delivered_;
   std::map<std::string, std::set<std::string>> settledFor_;  ///< recipients by file
   std::map<std::string, std::int64_t> unanswered_;           ///< seconds since 1970 by file
+  std::set<std::string> sentToAll_;                          ///< of unanswered_
   std::set<std::string> begun_;
   std::map<std::string, std::string> texts_;  ///< messages by file
   std::size_t textBytes_ = 0;

@@ -11,7 +11,9 @@
 #include <chrono>
 #include <functional>
 #include <mutex>
+#include <sstream>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "outbox/journal_line.h"
@@ -432,6 +434,42 @@ TEST_F(JournalTest, AFileThatCannotBeReadIsAnErrorAndNoEmptyJournal) {
   const auto opened = Journal::open(files, clock, path);
   ASSERT_FALSE(opened);
   EXPECT_THAT(opened.error().text, HasSubstr(path));
+}
+
+// Which try went without an answer is told by the order of the lines alone.
+TEST(JournalRecords, ItsLinesTellTheSameOfEachTry) {
+  using Event = std::vector<std::string>;
+  const Event begun = {"begun", "f"};
+  const Event ended = {"ended", "f"};
+  const Event unknown = {"unknown", "f", "7"};
+  const Event toOne = {"delivered-to", "f", "a@example.org"};
+  const std::vector<std::pair<std::vector<Event>, bool>> cases = {
+      {{begun, unknown}, true},
+      {{begun, unknown, toOne}, true},
+      {{unknown}, true},
+      {{unknown, toOne}, true},
+      {{begun, toOne, begun, unknown}, false},
+      {{begun, unknown, begun}, false},
+      {{begun, unknown, begun, ended}, false},
+      {{begun, unknown, begun, toOne}, false},
+      {{begun, unknown, begun, toOne, ended}, false}};
+  for (const auto& [events, reachedAll] : cases) {
+    JournalRecords records;
+    for (const Event& event : events) {
+      ASSERT_TRUE(records.apply(event));
+    }
+    EXPECT_EQ(records.mayHaveReachedAll("f"), reachedAll);
+    JournalRecords again;
+    std::istringstream lines(records.lines().lines);
+    for (std::string line; std::getline(lines, line);) {
+      ASSERT_TRUE(again.apply(*decodeJournalLine(line)));
+    }
+    SCOPED_TRACE(records.lines().lines);
+    EXPECT_EQ(again.mayHaveReachedAll("f"), reachedAll);
+    EXPECT_EQ(again.begun("f"), records.begun("f"));
+    EXPECT_EQ(again.settledFor("f"), records.settledFor("f"));
+    EXPECT_EQ(again.unansweredSince("f"), records.unansweredSince("f"));
+  }
 }
 
 }  // namespace

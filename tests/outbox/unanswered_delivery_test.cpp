@@ -240,6 +240,50 @@ TEST_F(SomeRecipientsTest, AMessageIsSentAgainAlthoughItsFirstTryIsFound) {
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 
+TEST_F(SomeRecipientsTest, OnlyTheLastTryCountsForWhomAFoundMessageHasReached) {
+  searching.arrived = "";
+  tryWith(lost);
+  tryWith([](const std::string&) { return exceptFull(Kind::kUnknown); });
+  EXPECT_THAT(searching.asked, SizeIs(1));
+  searching.arrived = "three";
+  tryWith(nullptr);
+  EXPECT_THAT(searching.subjects, SizeIs(3));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST_F(SomeRecipientsTest, AnAddressThatDoesNotExistDoesNotMakeTheOthersGetItTwice) {
+  tryWith([](const std::string&) {
+    return Outcome{.kind = Kind::kUnknown,
+                   .words = "lost",
+                   .refused = {{"full@example.org", "550 no such user", true}}};
+  });
+  EXPECT_THAT(world.names("failed"), SizeIs(2));
+  tryWith(nullptr);
+  EXPECT_THAT(searching.asked, SizeIs(1));
+  EXPECT_THAT(searching.subjects, SizeIs(1));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+TEST_F(SomeRecipientsTest, AfterACrashDuringASecondTryTheMessageIsSentAgainAlthoughItIsFound) {
+  searching.arrived = "";
+  tryWith(lost);
+  const TempFolder copy;
+  searching.onDeliver = [&](std::stop_token) {
+    std::filesystem::copy(world.temp.path(""), copy.path(""),
+                          std::filesystem::copy_options::recursive);
+  };
+  tryWith(nullptr);
+  searching.onDeliver = nullptr;
+  searching.arrived = "three";
+  world.folder = copy.path("mail/outbox");
+  world.journal = copy.path("state/rbx/journal");
+  reopen();
+  use(searching);
+  flush();
+  EXPECT_THAT(searching.subjects, SizeIs(3));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
 TEST_F(SomeRecipientsTest, AfterACrashDuringATryTheMessageIsSentAgainAlthoughItIsFound) {
   const TempFolder copy;
   searching.onDeliver = [&](std::stop_token) {

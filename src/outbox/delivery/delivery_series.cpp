@@ -142,9 +142,9 @@ DeliverySeries::Fate DeliverySeries::prepare(MessageUnderWay one, OutgoingText t
   const std::set<std::string> settled = parts_.queue.settledFor(one.claim);
   std::erase_if(recipients, [&](const std::string& address) { return settled.contains(address); });
   // Without recipients: all of them were settled, and a crash came before the message was removed.
-  const Arrived arrived = recipients.empty()                ? Arrived::kYes
-                          : arrivalTellsOfAll(one, settled) ? arrivedBefore(one, *outgoing)
-                                                            : Arrived::kNo;
+  const Arrived arrived = recipients.empty()       ? Arrived::kYes
+                          : arrivalTellsOfAll(one) ? arrivedBefore(one, *outgoing)
+                                                   : Arrived::kNo;
   if (arrived == Arrived::kYes) {
     settlement_.remove(one);
     unsynced_ = true;
@@ -187,10 +187,8 @@ bool DeliverySeries::mayHaveArrived(const WaitingMessage& message) {
 // A message that is found tells that somebody has it, and not who. It may be there from a try
 // before the last one, or the last one may have been for some recipients only, as far as is known
 // after a crash. Then it is sent to those who are left: better twice than never.
-bool DeliverySeries::arrivalTellsOfAll(const MessageUnderWay& one,
-                                       const std::set<std::string>& settled) const {
-  return settled.empty() &&
-         (one.named.size() == 1 || parts_.queue.unansweredSince(one.message.name));
+bool DeliverySeries::arrivalTellsOfAll(const MessageUnderWay& one) const {
+  return one.named.size() == 1 || parts_.queue.mayHaveReachedAll(one.claim);
 }
 
 // Asked if the last try had no answer, or if the program or the machine has failed during it. Where
@@ -260,8 +258,9 @@ bool DeliverySeries::addressStopped(const WaitingMessage& message,
 // makeDurable() comes between this and the end of the text, so a crash during a try leaves the
 // record.
 void DeliverySeries::begin(MessageUnderWay& one) {
-  if (transport_.searches() && !parts_.queue.begun(one.claim)) {
-    one.begun = true;
+  const bool before = parts_.queue.begun(one.claim);
+  if (transport_.searches() && (!before || parts_.queue.mayHaveReachedAll(one.claim))) {
+    one.begun = !before;
     unsynced_ = true;
     (void)parts_.queue.begin(one.claim);
   }

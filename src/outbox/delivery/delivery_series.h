@@ -48,7 +48,7 @@ class DeliverySeries : public MessageFeed {
   Fate prepare(std::size_t place, FedMessage& fed);
   Fate prepare(MessageUnderWay one, OutgoingText text, FedMessage& fed);
   bool mayHaveArrived(const WaitingMessage& message);
-  bool arrivalTellsOfAll(const MessageUnderWay& one, const std::set<std::string>& settled) const;
+  bool arrivalTellsOfAll(const MessageUnderWay& one) const;
   Arrived arrivedBefore(const MessageUnderWay& one, const OutgoingMessage& message);
   bool waitsInDoubt(const MessageUnderWay& one);
   void noteUnanswered(const MessageUnderWay& one);
