@@ -355,6 +355,34 @@ TEST_F(RefusingServerTest, AMessageWhoseHeadIsDamagedIsToldAndBlocksNoOthersThen
   EXPECT_FALSE(seen(3));
 }
 
+// The connection was gone when the failure was looked at, so it counted as the reason: each check
+// ended there for good.
+TEST_F(RefusingServerTest, AMessageOverWhichTheServerEndsTheConnectionBlocksNoOthersForLong) {
+  house_.account.instead = [this](const std::string&,
+                                  const std::string& command) -> std::optional<std::string> {
+    const bool meant = command.starts_with("UID FETCH") &&
+                       command.find("BODY.PEEK[]") != std::string::npos &&
+                       UidSet::parse(command.substr(10, command.find(' ', 10) - 10))->contains(3);
+    if (meant) {
+      line().close();
+    }
+    return meant ? std::optional(std::string()) : std::nullopt;
+  };
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    add(10 + i);
+    settle();
+    check();
+    pass(kRefusalPause);
+  }
+  settle();
+  check();
+  settle();
+  EXPECT_EQ(logged("Tried but failed to forward m3"), 1U);
+  EXPECT_EQ(forwarded().size(), 7U);
+  EXPECT_TRUE(seen(3));
+  EXPECT_TRUE(seen(1));
+}
+
 // The rule takes what it cannot read for a reason to reject.
 class LostUnderARuleTest : public LostLineTest, public testing::WithParamInterface<int> {};
 

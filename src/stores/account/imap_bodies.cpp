@@ -129,7 +129,7 @@ Result<std::unique_ptr<InputFile>> ImapBodies::take(std::uint32_t uid) {
     return Error{kInboxLost, slot.words};
   }
   if (slot.state == Wanted::kFailed) {
-    return Error{0, slot.words};
+    return Error{kMessageFailed, slot.words};
   }
   return slot.body->open(slot.received);
 }

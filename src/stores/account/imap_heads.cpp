@@ -107,7 +107,8 @@ ImapHead ImapHeads::take(std::uint32_t uid) {
 
 Error ImapHeads::takeFailure(std::uint32_t uid) {
   const auto slot = slots_.find(uid);
-  Error error{slot->second.state == Wanted::kLost ? kInboxLost : 0, std::move(slot->second.words)};
+  const bool lost = slot->second.state == Wanted::kLost;
+  Error error{lost ? kInboxLost : kMessageFailed, std::move(slot->second.words)};
   slots_.erase(slot);
   return error;
 }
@@ -165,6 +166,7 @@ void ImapHeads::ask(ImapClient& client, std::vector<std::uint32_t> uids, bool pl
     Slot& slot = slots_[uid];
     slot.asked = true;
     slot.plain = plain;
+    slot.alone = uids.size() == 1;
   }
   ++commands_;
   asked_ += uids.size();
@@ -272,7 +274,7 @@ void ImapHeads::detach(Loss how) {
     if (slot.state == Wanted::kComing && slot.asked) {
       lostSome = true;
       // Only one that was asked for alone: another one of its group may have been the reason.
-      if (careful_ > 0 && blame_.add(uid, how)) {
+      if (slot.alone && careful_ > 0 && blame_.add(uid, how)) {
         slot.state = Wanted::kFailed;
         slot.words = "the connection is lost whenever this message is asked for";
       } else {

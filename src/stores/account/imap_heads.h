@@ -84,6 +84,7 @@ class ImapHeads {
     Wanted state = Wanted::kNot;
     bool asked = false;
     bool plain = false;      // ask, or was asked, without the structure
+    bool alone = false;      // was asked for in a command of its own
     std::size_t weight = 0;  // its part of keptBytes_
     ImapHead head;
     std::string words;

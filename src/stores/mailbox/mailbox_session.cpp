@@ -272,6 +272,7 @@ InboxHead MailboxSession::headOf(const InboxEntry& entry) {
 bool MailboxSession::isLost(const Error& error) {
   switch (error.code) {
     case ENOENT:
+    case kMessageFailed:
       return false;
     case kInboxLost:
     case kLogonRefused:
