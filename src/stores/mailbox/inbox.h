@@ -50,13 +50,14 @@ inline constexpr int kLogonRefused = static_cast<int>(0x80040111);
 /// lost, the disk for fetched messages is full, the server refuses the message and may give it out
 /// later. The value is MAPI_E_NETWORK_ERROR. ECANCELED, ETIMEDOUT and kLogonRefused mean the same
 /// for the message, and so does any failure but ENOENT and kMessageFailed while alive() fails. Such
-/// a message stays unread, and the pass ends. Any other failure of head() or open() counts as the message's own: it
-/// is logged, and the message is not tried again. So an inbox tells a refusal as one only after it
-/// has been repeated for long enough; until then other messages may have to wait behind that one.
+/// a message stays unread, and the pass ends. Any other failure of head() or open() counts as the
+/// message's own: it is logged, and the message is not tried again. So an inbox tells a refusal as
+/// one only after it has been repeated for long enough; until then other messages may have to wait
+/// behind that one.
 inline constexpr int kInboxLost = static_cast<int>(0x80040115);
 
-/// The message itself is the reason, whatever has become of the connection: a server may end it over
-/// a message. The value is MAPI_E_CORRUPT_DATA.
+/// The message itself is the reason, whatever has become of the connection: a server may end it
+/// over a message. The value is MAPI_E_CORRUPT_DATA.
 inline constexpr int kMessageFailed = static_cast<int>(0x8004011B);
 
 /// The beginning of a message.
