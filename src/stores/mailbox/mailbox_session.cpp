@@ -130,6 +130,10 @@ void MailboxSession::openOutbox() {
     throw MailStoreError("Your own address \"" + settings_.address +
                          "\" is not a mail address: set the key address in section [mail]");
   }
+  // Otherwise the state would lie in the root of the file system, or nowhere.
+  if (world_.stateFolder.empty()) {
+    throw MailStoreError("There is no folder for what the program has to remember");
+  }
   requireAlone();
   settings_.address = wireAddress(settings_.address);
   const std::string identity = orThrow(inbox_->identity());

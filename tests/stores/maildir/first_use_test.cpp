@@ -84,10 +84,15 @@ bool deliverAndRead(const Machine& machine) {
   {
     NoCommands commands;
     ThreadExecutor executor;
-    MaildirStore store(
-        maildirSettings(machine.maildir, machine.outbox, "ann@example.org", "Ann"),
-        {disk, clock, events, executor, commands, countingRandom(), {}, machine.state},
-        borrowed(&transport));
+    MaildirStore store(maildirSettings(machine.maildir, machine.outbox, "ann@example.org", "Ann"),
+                       {.files = disk,
+                        .clock = clock,
+                        .events = events,
+                        .executor = executor,
+                        .commands = commands,
+                        .random = countingRandom(),
+                        .stateFolder = machine.state},
+                       borrowed(&transport));
     const auto application = createAs<Application>(store.factory(), prog_id::kApplication);
     const auto inbox = application->GetNamespace("MAPI")->GetDefaultInbox();
     body = inbox->Items()->Item(1)->Body();

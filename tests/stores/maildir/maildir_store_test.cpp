@@ -150,16 +150,22 @@ TEST_F(MaildirStoreTest, AnAddressOfOnesOwnThatIsNoneIsRefused) {
   EXPECT_THAT(whyNoApplication(), HasSubstr("Your own address \"ann\""));
 }
 
+// The state lay in the root of the file system, where nobody but root may write.
+TEST_F(MaildirStoreTest, WithoutAFolderForItsStateNothingIsOpened) {
+  house.stateFolder = "";
+  house.open();
+  EXPECT_THAT(whyNoApplication(), HasSubstr("no folder for what the program has to remember"));
+}
+
 TEST_F(MaildirStoreTest, AnOutboxInUseByAnotherProgramIsRefused) {
   house.application();
-  MaildirStore second(house.settings, {house.disk,
-                                       house.clock,
-                                       house.events,
-                                       house.executor,
-                                       house.commands,
-                                       countingRandom(9),
-                                       {},
-                                       house.stateFolder});
+  MaildirStore second(house.settings, {.files = house.disk,
+                                       .clock = house.clock,
+                                       .events = house.events,
+                                       .executor = house.executor,
+                                       .commands = house.commands,
+                                       .random = countingRandom(9),
+                                       .stateFolder = house.stateFolder});
   EXPECT_THROW(second.factory().CreateObject(prog_id::kApplication), MailStoreError);
   house.close();
   EXPECT_NO_THROW(second.factory().CreateObject(prog_id::kApplication));
