@@ -67,10 +67,10 @@ enum class Loss {
 /// Of two refusals of a message, or two connections lost over it, the second counts only so long
 /// after the first.
 inline constexpr std::chrono::minutes kRefusalPause{10};
-/// The same for refusals between which no other message has come: the server may be refusing
-/// everything.
+/// The same where no other message has come in between: the server may be giving out none.
 inline constexpr std::chrono::hours kRefusalPauseAlone{2};
-/// A message is given up over so many refusals that count: after half an hour at the earliest.
+/// A message is given up over so many refusals that count: after half an hour at the earliest. A
+/// connection that is closed at once weighs as much as two of them.
 inline constexpr int kMostRefusals = 4;
 
 /// Counts the connections that were lost over messages, and the refusals of messages. One message
@@ -100,23 +100,11 @@ class MessageBlame {
     if (!counts(how)) {
       return false;
     }
-    Losses& losses = losses_[uid];
-    if (losses.weight == 0 ||
-        (losses.weight < kMost && now_ - losses.last >= Time(kRefusalPause))) {
-      losses = {losses.weight + weightOf(how), now_};
-    }
-    return losses.weight >= kMost;
+    return count(losses_[uid], weightOf(how));
   }
   /// Notes that the server has refused this message, which somebody waits for, and which was asked
   /// for alone. True: it is to be given up. That stays so until it has come.
-  bool addRefusal(std::uint32_t uid) {
-    Refusals& refusals = refusals_[uid];
-    const Time pause = came_ > refusals.came ? Time(kRefusalPause) : Time(kRefusalPauseAlone);
-    if (refusals.count == 0 || (refusals.count < kMostRefusals && now_ - refusals.last >= pause)) {
-      refusals = {refusals.count + 1, now_, came_};
-    }
-    return refusals.count >= kMostRefusals;
-  }
+  bool addRefusal(std::uint32_t uid) { return count(refusals_[uid], 1); }
   /// The message has come.
   void clear(std::uint32_t uid) {
     ++came_;
@@ -134,26 +122,29 @@ class MessageBlame {
   }
 
  private:
-  // Twice closed at once, or four times lost otherwise.
-  static constexpr int kMost = 4;
-  static constexpr int weightOf(Loss how) {
-    return how == Loss::kClosedAtOnce ? 2 : how == Loss::kBroken ? 1 : 0;
-  }
-
-  struct Losses {
-    int weight = 0;  // of those that count
-    Time last{0};    // of these
-  };
-  struct Refusals {
-    int count = 0;           // that count
+  struct Failures {
+    int weight = 0;          // of those that count
     Time last{0};            // of these
     std::uint64_t came = 0;  // messages that had come until then
   };
 
+  static constexpr int weightOf(Loss how) {
+    return how == Loss::kClosedAtOnce ? 2 : how == Loss::kBroken ? 1 : 0;
+  }
+
+  bool count(Failures& failures, int weight) const {
+    const Time pause = came_ > failures.came ? Time(kRefusalPause) : Time(kRefusalPauseAlone);
+    if (failures.weight == 0 ||
+        (failures.weight < kMostRefusals && now_ - failures.last >= pause)) {
+      failures = {failures.weight + weight, now_, came_};
+    }
+    return failures.weight >= kMostRefusals;
+  }
+
   Time now_{0};
   std::uint64_t came_ = 0;
-  std::unordered_map<std::uint32_t, Losses> losses_;
-  std::unordered_map<std::uint32_t, Refusals> refusals_;
+  std::unordered_map<std::uint32_t, Failures> losses_;
+  std::unordered_map<std::uint32_t, Failures> refusals_;
 };
 
 }  // namespace relaybird

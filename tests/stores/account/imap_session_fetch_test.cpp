@@ -313,7 +313,7 @@ TEST_F(ImapFetchTest, FindsAMessageOverWhichTheServerDrops) {
   std::string words;
   for (int i = 0; i < 5 && words.find("lost whenever") == std::string::npos; ++i) {
     words = subject(3);
-    runUntil([] { return false; }, 20min);
+    runUntil([] { return false; }, kRefusalPauseAlone);
   }
   EXPECT_EQ(words, "the connection is lost whenever this message is asked for");
 }
@@ -331,7 +331,7 @@ TEST_F(ImapFetchTest, FindsABodyOverWhichTheServerDrops) {
   std::string words;
   for (int i = 0; i < 5 && words.find("lost whenever") == std::string::npos; ++i) {
     words = body(3);
-    runUntil([] { return false; }, 20min);
+    runUntil([] { return false; }, kRefusalPauseAlone);
   }
   EXPECT_EQ(words, "the connection is lost whenever this message is fetched");
   EXPECT_EQ(body(2), simpleMail("m2"));
@@ -374,7 +374,7 @@ TEST_F(ImapFetchTest, AMessageIsGivenUpAfterTwoTriesInWhichTheServerEndsTheConne
     std::string words;
     for (int i = 0; i < 5 && words.find("lost whenever") == std::string::npos; ++i) {
       words = body(3);
-      runUntil([] { return false; }, 20min);
+      runUntil([] { return false; }, kRefusalPauseAlone);
     }
     EXPECT_EQ(words, "the connection is lost whenever this message is fetched");
     EXPECT_EQ(asked, ending.most);
@@ -416,13 +416,13 @@ TEST_F(ImapFetchTest, DoesNotBlameAMessageForDropsOfTheNetwork) {
   refresh();
   for (int i = 0; i < 3 && drops < 3; ++i) {
     EXPECT_THAT(subject(3), testing::Not(HasSubstr("whenever")));
-    runUntil([] { return false; }, 20min);
+    runUntil([] { return false; }, kRefusalPauseAlone);
   }
   EXPECT_EQ(subject(3), "m3");
   drops = 0;
   for (int i = 0; i < 3 && drops < 3; ++i) {
     EXPECT_THAT(body(3), testing::Not(HasSubstr("whenever")));
-    runUntil([] { return false; }, 20min);
+    runUntil([] { return false; }, kRefusalPauseAlone);
   }
   EXPECT_EQ(body(3), simpleMail("m3"));
 }
@@ -483,7 +483,7 @@ TEST_F(ImapFetchTest, GoesOnWithALargeMessageWhereTheConnectionWasLost) {
     if (bytes.size() < kPieceBytes) {
       EXPECT_THAT(bytes, testing::Not(HasSubstr("whenever"))) << i;
       connections = 5;
-      runUntil([] { return false; }, 20min);
+      runUntil([] { return false; }, kRefusalPauseAlone);
     }
   }
   EXPECT_TRUE(bytes == account_.find(9)->bytes);
@@ -574,13 +574,13 @@ TEST_F(ImapFetchTest, AMessageThatCouldBeHadIsCleared) {
   refresh();
   for (int i = 0; i < 4 && drops < 3; ++i) {
     subject(3);
-    runUntil([] { return false; }, 20min);
+    runUntil([] { return false; }, kRefusalPauseAlone);
   }
   EXPECT_EQ(subject(3), "m3");
   drops = 0;
   for (int i = 0; i < 4 && drops < 3; ++i) {
     EXPECT_THAT(body(3), testing::Not(HasSubstr("whenever")));
-    runUntil([] { return false; }, 20min);
+    runUntil([] { return false; }, kRefusalPauseAlone);
   }
   EXPECT_EQ(body(3), simpleMail("m3"));
 }
