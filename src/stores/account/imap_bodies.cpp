@@ -367,7 +367,7 @@ void ImapBodies::judgePiece(std::uint32_t uid, Slot& slot, std::uint64_t origin,
   const bool behindEnd = slot.end && origin >= *slot.end;
   if (behindEnd) {
     // whatever the server answers
-  } else if (!result) {
+  } else if (!result && !came) {
     onRefused(uid, slot, result.error().text);
   } else if (!came && origin == 0) {
     slot.state = Wanted::kGone;

@@ -228,6 +228,24 @@ TEST_F(ImapFetchTest, GoesOnWithALargeMessageWhereAPieceWasRefused) {
   EXPECT_EQ(account_.count("UID FETCH 9 (UID BODY.PEEK[]<0."), 1U);
 }
 
+// Each check fetched it from its beginning, and none came to the messages behind it.
+TEST_F(ImapFetchTest, APieceThatComesWithARefusalHasCome) {
+  const std::string text = simpleMail("large") + std::string(kPieceBytes, 'x');
+  account_.add(9, text);
+  const std::string size = std::to_string(kPieceBytes);
+  account_.instead = [&](const std::string& tag, const std::string& command) {
+    const std::string last = text.substr(kPieceBytes);
+    return command.find(".PEEK[]<" + size + '.') != std::string::npos
+               ? std::optional<std::string>("* 5 FETCH (UID 9 BODY[]<" + size + "> {" +
+                                            std::to_string(last.size()) + "}\r\n" + last + ")\r\n" +
+                                            tag + " NO [SERVERBUG] broken\r\n")
+               : std::nullopt;
+  };
+  refresh();
+  subject(9);
+  EXPECT_TRUE(body(9) == text);
+}
+
 // It counted as vanished, and was marked read.
 TEST_F(ImapFetchTest, AMessageWhoseTextTheServerDoesNotGiveHasNotVanished) {
   account_.instead = [](const std::string& tag, const std::string& command) {
