@@ -22,7 +22,15 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-class DeliveryRetriesTest : public DeliveryWorkerTest {};
+class DeliveryRetriesTest : public DeliveryWorkerTest {
+ protected:
+  void tryForAnHour() {
+    for (int minute = 0; minute < 60; ++minute) {
+      flush();
+      world.clock.advance(minutes{1});
+    }
+  }
+};
 
 TEST_F(DeliveryRetriesTest, ATemporaryRefusalWaitsTwiceAsLongEachTimeUpToAnHour) {
   transport.answer = [](const std::string&) { return temporary(); };
@@ -250,10 +258,12 @@ TEST_F(DeliveryRetriesTest, IsGivenUpAfterFiveDays) {
   transport.answer = [](const std::string&) { return temporary(); };
   send("one");
   flush();
-  world.clock.advance(std::chrono::hours{5 * 24} - minutes{5});
-  flush();
-  EXPECT_THAT(world.names("new"), SizeIs(1));
-  world.clock.advance(minutes{60});
+  world.clock.advance(std::chrono::hours{5 * 24 - 5} + minutes{1});
+  for (int hour = 0; hour < 5; ++hour) {
+    flush();
+    EXPECT_THAT(world.names("new"), SizeIs(1)) << hour;
+    world.clock.advance(minutes{60});
+  }
   flush();
   EXPECT_THAT(world.names("new"), IsEmpty());
   ASSERT_THAT(world.names("failed"), SizeIs(2));
@@ -284,23 +294,74 @@ TEST_F(DeliveryRetriesTest, AMessageIsGivenUpInTheEndThoughTheProgramNeverRunsFo
   send("one");
   for (int day = 0; day < 30; ++day) {
     restart();
-    flush();
+    tryForAnHour();
     EXPECT_THAT(world.names("new"), SizeIs(1)) << day;
-    world.clock.advance(std::chrono::hours{24});
+    world.clock.advance(std::chrono::hours{23});
   }
   world.clock.advance(minutes{1});
   restart();
+  tryForAnHour();
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+// A server that delays what it sees for the first time had it moved to failed/ at once.
+TEST_F(DeliveryRetriesTest, AMessageIsTriedForHalfAnHourItselfThoughItIsAMonthOld) {
+  transport.answer = [](const std::string&) { return temporary(); };
+  send("one");
+  world.clock.advance(std::chrono::hours{24 * 40});
+  int tries = 0;
+  for (auto waited = minutes{0}; waited < kTriedAtLeastThen; waited += minutes{1}) {
+    flush();
+    tries += static_cast<int>(take().size());
+    world.clock.advance(minutes{1});
+  }
+  EXPECT_EQ(tries, 5);
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+  flush();
+  EXPECT_THAT(world.names("new"), SizeIs(1)) << "not due yet";
+  world.clock.advance(minutes{1});
   flush();
   EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+// After one refusal of its own and an outage of four hours, the second refusal was the end.
+TEST_F(DeliveryRetriesTest, TheTimeInWhichNothingCouldLeaveDoesNotCountAgainstAMessage) {
+  send("one");
+  world.clock.advance(std::chrono::hours{24 * 6});
+  transport.answer = [](const std::string&) { return temporary(); };
+  flush();
+  transport.answer = [](const std::string&) { return temporary(true); };
+  for (int hour = 0; hour < 6; ++hour) {
+    world.clock.advance(minutes{60});
+    flush();
+  }
+  transport.answer = [](const std::string&) { return temporary(); };
+  world.clock.advance(minutes{60});
+  flush();
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+}
+
+TEST_F(DeliveryRetriesTest, AClockThatIsSetDoesNotGiveUpAMessage) {
+  transport.answer = [](const std::string&) { return temporary(); };
+  send("one");
+  world.clock.advance(-std::chrono::hours{24 * 6});
+  flush();
+  world.clock.advance(std::chrono::hours{24 * 12});
+  flush();
+  EXPECT_THAT(world.names("new"), SizeIs(1));
 }
 
 TEST_F(DeliveryRetriesTest, AUserWhoAsksDoesNotMakeAMessageWaitLongerForItsEnd) {
   transport.answer = [](const std::string&) { return temporary(); };
   send("one");
+  world.clock.advance(std::chrono::hours{24 * 6});
   flush();
-  world.clock.advance(std::chrono::hours{24 * 5} + minutes{1});
-  worker->userAsks();
-  events.runUntilIdle();
+  for (auto waited = minutes{0}; waited < kTriedAtLeast; waited += minutes{60}) {
+    EXPECT_THAT(world.names("new"), SizeIs(1)) << waited.count();
+    world.clock.advance(minutes{60});
+    worker->userAsks();
+    events.runUntilIdle();
+  }
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 

@@ -59,8 +59,12 @@ void DeliveryRetries::putOff(const std::string& name, const Outcome& outcome) {
   }
 }
 
-DateTime DeliveryRetries::blame(const std::string& name) {
-  return blamed_.try_emplace(name, clock_.now()).first->second;
+std::chrono::microseconds DeliveryRetries::blame(const std::string& name) {
+  const DateTime now = clock_.now();
+  Blame& blame = blamed_.try_emplace(name, Blame{.last = now}).first->second;
+  blame.time += std::clamp<std::chrono::microseconds>(now - blame.last, {}, kLongestRetry);
+  blame.last = now;
+  return blame.time;
 }
 
 bool DeliveryRetries::doubt(const std::string& name, Doubt what) {

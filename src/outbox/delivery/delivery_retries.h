@@ -73,8 +73,10 @@ class DeliveryRetries {
   /// Whether nobody would be served now, so that the message is not to blame. Asked once for each
   /// outcome, before putOff().
   bool concernsAll(const std::string& name, const Outcome& outcome);
-  /// The message was refused itself. Returns when that was so for the first time in this run.
-  DateTime blame(const std::string& name);
+  /// The message was refused itself. Returns for how long that has been so in this run. Of the time
+  /// between two refusals no more than kLongestRetry counts: nobody may have tried it meanwhile, or
+  /// the clock may have been set.
+  std::chrono::microseconds blame(const std::string& name);
   /// The message waits until release(), as an address of it is stopped.
   void hold(const std::string& name) { held_.insert(name); }
 
@@ -111,6 +113,10 @@ class DeliveryRetries {
     std::chrono::minutes wait{0};
     DateTime due() const { return refused + wait; }
   };
+  struct Blame {
+    DateTime last = kNoDate;
+    std::chrono::microseconds time{0};
+  };
   bool isDue(const Retry& retry) const;
   void postpone(Retry& retry, std::chrono::minutes most) const;
   void pause(Retry& retry, const Outcome& outcome, std::chrono::minutes most);
@@ -120,7 +126,7 @@ class DeliveryRetries {
   Retry pause_;  ///< of the transport as a whole
   std::set<std::string> held_;
   std::map<std::string, Doubt> doubts_;  ///< as the user was told
-  std::map<std::string, DateTime> blamed_;
+  std::map<std::string, Blame> blamed_;
   int refusalsInRow_ = 0;
   bool othersFirst_ = false;  ///< single messages have ended a series before the others' turn
   std::string suspect_;       ///< the message whose answer held everything back

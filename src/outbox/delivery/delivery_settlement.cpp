@@ -51,10 +51,11 @@ bool DeliverySettlement::settleFor(const MessageUnderWay& one,
 }
 
 bool DeliverySettlement::isYoung(const WaitingMessage& message) {
-  const DateTime now = parts_.clock.now();
-  const auto age = now - message.modified;
-  const bool triedLittle = now - parts_.retries.blame(message.name) < kTriedAtLeast;
-  return age < kGiveUpAfter || (triedLittle && age < kGiveUpInAnyCaseAfter);
+  const auto age = parts_.clock.now() - message.modified;
+  const auto tried = parts_.retries.blame(message.name);
+  return age < kGiveUpAfter ||
+         tried <
+             (age < kGiveUpSoonerAfter ? std::chrono::minutes(kTriedAtLeast) : kTriedAtLeastThen);
 }
 
 bool DeliverySettlement::settleEach(const MessageUnderWay& one, const Outcome& outcome) {

@@ -29,8 +29,10 @@ inline constexpr std::chrono::days kGiveUpAfter{5};
 /// And only if it was tried so long itself: an outage, or a computer that was switched off, may
 /// have used up the days.
 inline constexpr std::chrono::hours kTriedAtLeast{4};
-/// But then in any case: a program that never runs so long would try it for ever.
-inline constexpr std::chrono::days kGiveUpInAnyCaseAfter{30};
+/// Much less is enough after that time: a program that never runs for hours would try it for ever.
+/// But more than servers delay what they see for the first time.
+inline constexpr std::chrono::days kGiveUpSoonerAfter{30};
+inline constexpr std::chrono::minutes kTriedAtLeastThen{30};
 
 /// A message that is being delivered.
 struct MessageUnderWay {
