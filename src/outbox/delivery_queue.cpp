@@ -354,9 +354,9 @@ std::set<std::string> DeliveryQueue::settledFor(const Claim& claim) const {
   return parts_.journal.records().settledFor(claim.name());
 }
 
-Result<void> DeliveryQueue::unanswered(const Claim& claim) {
+Result<void> DeliveryQueue::unanswered(const Claim& claim, bool forAll) {
   const std::lock_guard lock(parts_.mutex);
-  return parts_.journal.unanswered(claim.name());
+  return parts_.journal.unanswered(claim.name(), forAll);
 }
 
 std::optional<DateTime> DeliveryQueue::unansweredSince(const std::string& name) const {

@@ -167,9 +167,10 @@ class DeliveryQueue {
   Result<void> deliveredTo(const Claim& claim, const std::vector<std::string>& recipients);
   /// The recipients of a waiting message that it must not be sent to any more.
   std::set<std::string> settledFor(const Claim& claim) const;
-  /// The message was sent whole, and no answer came, so it may have arrived. Returns once that is
-  /// durable. Even on failure unansweredSince() tells it as long as this object lives.
-  Result<void> unanswered(const Claim& claim);
+  /// The message was sent whole, and no answer came, so it may have arrived; `forAll` if nobody is
+  /// left then who needs it. Returns once that is durable. Even on failure unansweredSince() tells
+  /// it as long as this object lives.
+  Result<void> unanswered(const Claim& claim, bool forAll);
   /// When that was, last; nothing if every try had its answer.
   std::optional<DateTime> unansweredSince(const std::string& name) const;
   /// The message was refused for good: moves it to failed/, with the reason in FILE.txt beside it

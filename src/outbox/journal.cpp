@@ -160,8 +160,15 @@ Result<void> Journal::deliverTo(const std::string& file,
   return file_.appendDurably(take(std::move(event)));
 }
 
-Result<void> Journal::unanswered(const std::string& file) {
-  return file_.appendDurably(take({std::string(kUnknown), file, timeText(clock_)}));
+// The line about a missing answer speaks of all; a beginning behind it takes that back.
+Result<void> Journal::unanswered(const std::string& file, bool forAll) {
+  const bool begun = records_.begun(file);
+  std::string lines = take({std::string(kUnknown), file, timeText(clock_)});
+  if (!forAll) {
+    lines += take(kBegun, {file});
+    lines += begun ? "" : take(kEnded, {file});
+  }
+  return file_.appendDurably(lines);
 }
 
 Result<void> Journal::begin(const std::string& file) {

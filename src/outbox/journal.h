@@ -82,8 +82,9 @@ class Journal {
   Result<void> deliver(const std::vector<std::string>& files);
   /// The same for some recipients of a file, which the file keeps waiting for the others.
   Result<void> deliverTo(const std::string& file, const std::vector<std::string>& recipients);
-  /// The file was sent whole, and no answer came. Returns once that is on disk.
-  Result<void> unanswered(const std::string& file);
+  /// The file was sent whole, and no answer came; `forAll` if nobody needs it any more if it has
+  /// arrived. Returns once that is on disk.
+  Result<void> unanswered(const std::string& file, bool forAll);
   /// The file is about to be sent whole; ended by ended(), deliver() or dropUnderWay(). A power cut
   /// can undo both lines until sync().
   Result<void> begin(const std::string& file);

@@ -222,7 +222,7 @@ TEST_F(DeliveryQueueTest, WhatIsRecordedOfAMessageIsForgottenWhenItsFileHasGone)
   const auto waiting = outbox->queue().waiting().value();
   for (const WaitingMessage& message : waiting) {
     const auto claim = outbox->queue().claim(message.name);
-    ASSERT_TRUE(outbox->queue().unanswered(*claim));
+    ASSERT_TRUE(outbox->queue().unanswered(*claim, true));
     ASSERT_TRUE(outbox->queue().deliveredTo(*claim, {"bob@example.org"}));
   }
   outbox.reset();

@@ -395,7 +395,7 @@ TEST_F(JournalTest, TheMessageIdOfAFailedForwardIsForgottenAfterAMonth) {
 
 TEST_F(JournalTest, AMissingAnswerIsKnownAcrossRunsAndRewritesUntilTheFileIsGone) {
   const auto now = std::chrono::floor<std::chrono::seconds>(clock.now()).time_since_epoch().count();
-  ASSERT_TRUE(open()->unanswered("file 1"));
+  ASSERT_TRUE(open()->unanswered("file 1", true));
   files.refused = [](const std::string& step) { return step.starts_with("append "); };
   const auto journal = open();
   (void)journal->deliverTo("file2", {"bob@example.org"});
@@ -404,6 +404,18 @@ TEST_F(JournalTest, AMissingAnswerIsKnownAcrossRunsAndRewritesUntilTheFileIsGone
   EXPECT_EQ(open()->records().unansweredSince("file 1"), now);
   ASSERT_TRUE(journal->deliver({"file 1"}));
   EXPECT_EQ(open()->records().unansweredSince("file 1"), std::nullopt);
+}
+
+TEST_F(JournalTest, AMissingAnswerForSomeIsKnownAcrossRunsAsOne) {
+  ASSERT_TRUE(open()->begin("begun"));
+  for (const char* file : {"begun", "not begun"}) {
+    ASSERT_TRUE(open()->unanswered(file, true));
+    EXPECT_TRUE(open()->records().mayHaveReachedAll(file));
+    ASSERT_TRUE(open()->unanswered(file, false));
+    EXPECT_FALSE(open()->records().mayHaveReachedAll(file));
+    EXPECT_NE(open()->records().unansweredSince(file), std::nullopt);
+    EXPECT_EQ(open()->records().begun(file), std::string(file) == "begun");
+  }
 }
 
 TEST_F(JournalTest, ARewriteThatFailsAtAnyStepLosesNothing) {

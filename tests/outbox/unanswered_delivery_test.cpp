@@ -264,6 +264,49 @@ TEST_F(SomeRecipientsTest, AnAddressThatDoesNotExistDoesNotMakeTheOthersGetItTwi
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 
+// Only this run remembered that the answer got lost.
+TEST_F(SomeRecipientsTest, AMessageThatWasSentToSomeWaitsOverANewStartAndARequest) {
+  searching.answer = [](const std::string&) { return exceptFull(Kind::kUnknown); };
+  flush();
+  for (int i = 0; i < 2; ++i) {
+    world.clock.advance(minutes{4});
+    worker->userAsks();
+    events.runUntilIdle();
+    EXPECT_THAT(searching.subjects, SizeIs(1));
+    reopen();
+    use(searching);
+    flush();
+    EXPECT_THAT(searching.subjects, SizeIs(1));
+  }
+  world.clock.advance(minutes{2});
+  tryWith(nullptr);
+  EXPECT_THAT(searching.asked, IsEmpty());
+  EXPECT_THAT(searching.subjects, SizeIs(2));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
+// The message was found and taken off the outbox, and nobody was told of the address.
+TEST_F(SomeRecipientsTest, AnAddressWhoseCopyTheDiskHasRefusedIsNotForgotten) {
+  world.files.refused = [](const std::string& step) { return step.ends_with(".for-2"); };
+  tryWith([](const std::string&) {
+    return Outcome{.kind = Kind::kUnknown,
+                   .words = "lost",
+                   .refused = {{"full@example.org", "550 no such user", true}}};
+  });
+  world.files.refused = nullptr;
+  EXPECT_THAT(world.names("failed"), ElementsAre(testing::EndsWith(".txt")));
+  reopen();
+  use(searching);
+  tryWith([](const std::string&) {
+    return Outcome{.kind = Kind::kDelivered,
+                   .words = {},
+                   .refused = {{"full@example.org", "550 no such user", true}}};
+  });
+  EXPECT_THAT(searching.subjects, SizeIs(2));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+  EXPECT_THAT(world.names("failed"), SizeIs(2));
+}
+
 TEST_F(SomeRecipientsTest, AfterACrashDuringASecondTryTheMessageIsSentAgainAlthoughItIsFound) {
   searching.arrived = "";
   tryWith(lost);

@@ -23,10 +23,9 @@ bool hasLeft(const Outcome& outcome) {
   return outcome.kind == Outcome::Kind::kDelivered && outcome.refused.empty();
 }
 
-// Whether it is open if the message has arrived, and if so, nobody is left who needs it.
-bool mayHaveReachedAll(const Outcome& outcome) {
-  return outcome.kind == Outcome::Kind::kUnknown &&
-         std::all_of(outcome.refused.begin(), outcome.refused.end(),
+// Of a message that may have arrived: whether nobody is left then who needs it.
+bool wasForAll(const Outcome& outcome) {
+  return std::all_of(outcome.refused.begin(), outcome.refused.end(),
                      [](const RefusedRecipient& refused) { return refused.permanent; });
 }
 
@@ -217,7 +216,7 @@ bool DeliverySeries::waitsInDoubt(const MessageUnderWay& one) {
   const std::string& name = one.message.name;
   auto since = parts_.queue.unansweredSince(name);
   if (!since) {
-    noteUnanswered(one);
+    noteUnanswered(one, true);
     since = parts_.queue.unansweredSince(name);
   }
   // A clock that was set back must not prolong the waiting time without end.
@@ -233,10 +232,18 @@ bool DeliverySeries::waitsInDoubt(const MessageUnderWay& one) {
   return waits;
 }
 
-void DeliverySeries::noteUnanswered(const MessageUnderWay& one) {
-  if (auto kept = parts_.queue.unanswered(one.claim); !kept) {
+void DeliverySeries::noteUnanswered(const MessageUnderWay& one, bool forAll) {
+  if (auto kept = parts_.queue.unanswered(one.claim, forAll); !kept) {
     parts_.reports.say("The missing answer could not be recorded: " + kept.error().text);
   }
+}
+
+// Whether copies for all who were refused are in failed/.
+bool DeliverySeries::refusalsSettled(const MessageUnderWay& one, const Outcome& outcome) const {
+  const std::set<std::string> settled = parts_.queue.settledFor(one.claim);
+  return std::all_of(
+      outcome.refused.begin(), outcome.refused.end(),
+      [&](const RefusedRecipient& refused) { return settled.contains(refused.address); });
 }
 
 bool DeliverySeries::addressStopped(const WaitingMessage& message,
@@ -291,13 +298,18 @@ void DeliverySeries::report(std::vector<Verdict> verdicts) {
   for (const Verdict& verdict : verdicts) {
     const auto found = underWay_.find(verdict.number);
     MessageUnderWay& one = found->second;
-    if (mayHaveReachedAll(verdict.outcome)) {
-      noteUnanswered(one);
+    const bool unanswered = verdict.outcome.kind == Outcome::Kind::kUnknown;
+    const bool forAll = wasForAll(verdict.outcome);
+    if (unanswered) {
+      noteUnanswered(one, forAll);
     } else if (!hasLeft(verdict.outcome)) {
       end(one);
     }
     if (settlement_.settle(one, verdict.outcome)) {
       gone_.insert(one.place);
+    } else if (unanswered && forAll && !refusalsSettled(one, verdict.outcome)) {
+      // The disk has refused a copy, so somebody is left after all.
+      noteUnanswered(one, false);
     }
     underWay_.erase(found);
   }

@@ -51,7 +51,8 @@ class DeliverySeries : public MessageFeed {
   bool arrivalTellsOfAll(const MessageUnderWay& one) const;
   Arrived arrivedBefore(const MessageUnderWay& one, const OutgoingMessage& message);
   bool waitsInDoubt(const MessageUnderWay& one);
-  void noteUnanswered(const MessageUnderWay& one);
+  void noteUnanswered(const MessageUnderWay& one, bool forAll);
+  bool refusalsSettled(const MessageUnderWay& one, const Outcome& outcome) const;
   bool addressStopped(const WaitingMessage& message, const OutgoingMessage& outgoing);
   void begin(MessageUnderWay& one);
   void end(MessageUnderWay& one);

@@ -8,8 +8,9 @@
 // When the whole message was sent but its answer got lost, it may have arrived. It is tried again
 // after ten minutes at the earliest, with the same Message-ID, by which mail programs and servers
 // recognise the second one, unless the transport finds out that it has arrived. The same is found
-// out after a crash during a try. While the transport cannot find it out, the message waits, for a
-// day at most, and the others go on.
+// out after a crash during a try; but a message to several, of which it is not known then for whom
+// the try was, is sent again. While the transport cannot find it out, the message waits, for a day
+// at most, and the others go on.
 //
 // An address that exceeds its limit of messages an hour is stopped (hourly_limit.h): its messages
 // stay, after new starts too, until tryAgain(). A message with several recipients waits as a whole

@@ -124,7 +124,8 @@ class Transport {
   /// thread, before a series.
   virtual void tryAgain() {}
   /// Whether hasArrived() can find out anything. Then it is recorded which messages are about to be
-  /// sent, so that it is asked for these after a crash.
+  /// sent, so that it is asked for these after a crash; not for one that goes to several, as it
+  /// does not tell who has it.
   virtual bool searches() const { return false; }
   /// Whether a message whose answer got lost has arrived, found out in another way, such as by a
   /// search of the Sent folder. Asked on the same thread before the message is tried again; may

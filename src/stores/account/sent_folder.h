@@ -25,7 +25,7 @@ namespace relaybird {
 /// How long one search, or storing the copies of a series, may take in all.
 inline constexpr std::chrono::seconds kSentSearchLimit{60};
 inline constexpr std::chrono::seconds kSentStoreLimit{600};
-/// After storing copies has failed, it is not tried for so long: new forwards wait meanwhile.
+/// After storing copies has failed, it is not tried for so long: new forwards wait during a try.
 inline constexpr std::chrono::minutes kSentStorePause{30};
 /// A copy over which storing has failed so often is given up.
 inline constexpr int kMostStoreFailures = 3;
