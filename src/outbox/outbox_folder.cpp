@@ -23,6 +23,8 @@ constexpr const char* kTrialName = ".trial";
 
 // Leaves room for what is appended to the name of a copy in failed/; a file's name has 255 bytes.
 constexpr std::size_t kLongestOwnName = 200;
+// What is appended, before the number.
+constexpr std::string_view kCopyMark = ".for-";
 
 // Whether the call failed because the name does not exist.
 // ENOTDIR: a part of the path is not a folder, so the name does not exist either.
@@ -58,14 +60,19 @@ void syncNamesOf(FileSystem& files, std::string folder) {
   }
 }
 
-// Adds the unique names of a folder's messages, without their Maildir flags.
+// Without Maildir flags.
+std::string_view uniqueName(std::string_view name) {
+  return name.substr(0, name.rfind(":2,"));
+}
+
+// Adds the unique names of a folder's messages.
 Result<void> addNames(FileSystem& files, const std::string& folder, std::set<std::string>& names) {
   const auto entries = files.list(folder);
   if (!entries) {
     return entries.error();
   }
   for (const FolderEntry& entry : *entries) {
-    names.insert(entry.name.substr(0, entry.name.rfind(":2,")));
+    names.emplace(uniqueName(entry.name));
   }
   return {};
 }
@@ -286,14 +293,22 @@ Result<void> OutboxFolder::moveToFailed(const std::string& name, const std::stri
 
 Result<void> OutboxFolder::putCopyIntoFailed(const std::string& name, const std::string& of,
                                              std::size_t number, const std::string& words) {
-  const std::string target =
-      pathOf("failed", of.substr(0, kLongestOwnName)) + ".for-" + std::to_string(number);
+  const std::string target = pathOf("failed", of.substr(0, kLongestOwnName)) +
+                             std::string(kCopyMark) + std::to_string(number);
   (void)replaceFile(files_, target + ".txt", words + "\n");
   if (auto moved = files_.rename(pathOf("tmp", name), target); !moved) {
     (void)files_.remove(pathOf("tmp", name));
     return moved;
   }
   return files_.syncFolder(joinPath(path_, "failed"));
+}
+
+// Whoever moves it may have added Maildir flags.
+bool OutboxFolder::isNameOfCopy(std::string_view name) {
+  const std::string_view own = uniqueName(name);
+  const std::size_t mark = own.rfind(kCopyMark);
+  return mark != std::string_view::npos && mark + kCopyMark.size() < own.size() &&
+         own.find_first_not_of("0123456789", mark + kCopyMark.size()) == std::string_view::npos;
 }
 
 Result<void> OutboxFolder::tryFile(OutputFile& file, std::uint64_t size) {

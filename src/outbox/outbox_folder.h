@@ -117,6 +117,8 @@ class OutboxFolder {
   /// On failure it is not in tmp/, and may be in failed/.
   Result<void> putCopyIntoFailed(const std::string& name, const std::string& of, std::size_t number,
                                  const std::string& words);
+  /// Whether a message has the name of such a copy, also after somebody has moved it to new/.
+  static bool isNameOfCopy(std::string_view name);
 
   /// Whether the disk takes a message of that size: fills the file with as many bytes, syncs and
   /// closes it.

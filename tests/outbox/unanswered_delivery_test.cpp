@@ -307,6 +307,24 @@ TEST_F(SomeRecipientsTest, AnAddressWhoseCopyTheDiskHasRefusedIsNotForgotten) {
   EXPECT_THAT(world.names("failed"), SizeIs(2));
 }
 
+// The message of the others was found in its place.
+TEST_F(SomeRecipientsTest, ACopyThatWasPutBackIsSentAgainAlthoughTheMessageIsFound) {
+  tryWith([](const std::string&) {
+    return Outcome{.kind = Kind::kDelivered,
+                   .words = {},
+                   .refused = {{"full@example.org", "550 no such user", true}}};
+  });
+  ASSERT_THAT(world.names("failed"), SizeIs(2));
+  const std::string copy = world.names("failed")[0];
+  std::filesystem::rename(world.folder + "/failed/" + copy, world.folder + "/new/" + copy);
+  reopen();
+  use(searching);
+  tryWith(lost);
+  tryWith(nullptr);
+  EXPECT_THAT(searching.subjects, SizeIs(3));
+  EXPECT_THAT(world.names("new"), IsEmpty());
+}
+
 TEST_F(SomeRecipientsTest, AfterACrashDuringASecondTryTheMessageIsSentAgainAlthoughItIsFound) {
   searching.arrived = "";
   tryWith(lost);

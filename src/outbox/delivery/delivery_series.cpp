@@ -186,8 +186,12 @@ bool DeliverySeries::mayHaveArrived(const WaitingMessage& message) {
 // A message that is found tells that somebody has it, and not who. It may be there from a try
 // before the last one, or the last one may have been for some recipients only, as far as is known
 // after a crash. Then it is sent to those who are left: better twice than never.
+//
+// A copy from failed/ that somebody has put back has the identifier of the message that the others
+// got.
 bool DeliverySeries::arrivalTellsOfAll(const MessageUnderWay& one) const {
-  return one.named.size() == 1 || parts_.queue.mayHaveReachedAll(one.claim);
+  return !OutboxFolder::isNameOfCopy(one.message.name) &&
+         (one.named.size() == 1 || parts_.queue.mayHaveReachedAll(one.claim));
 }
 
 // Asked if the last try had no answer, or if the program or the machine has failed during it. Where
