@@ -74,8 +74,8 @@ const Kind* acceptedKind(MailItem& item) {
   return found == kAcceptedKinds.end() ? nullptr : found;
 }
 
-// An item may be rejected because it could not be read. Throws where the store has lost its server:
-// then the item is not to blame, and the next pass has to look at it again.
+// An item may be decided about without having been read. Throws where the store has lost its
+// server: then the item is not to blame, and the next pass has to look at it again.
 void requireStore(MailItem& item) {
   (void)item.UnRead();
 }
@@ -346,12 +346,13 @@ bool InboxPass::rulesAllow(Walk& walk, const std::shared_ptr<MailItem>& item,
   bool allowed = false;
   walk.built = false;
   int status = world_.prefs.intShouldForward(item, allowed, walk.reason);
+  const bool senderUnknown = world_.prefs.bolSenderUnknown();
   // The rules have read the item alone. Some of them reject an item that cannot be forwarded, so
   // its forward is built before they are believed.
   if (status >= 1 && allowed && world_.prefs.bolRulesNeedForward() && !build(walk, item)) {
     status = world_.prefs.intWithoutForward(walk.builder.errorText(), allowed, walk.reason);
   }
-  if (status < 1 || !allowed) {
+  if (status < 1 || !allowed || senderUnknown) {
     requireStore(*item);
   }
   if (status < 1) {

@@ -167,6 +167,7 @@ double sizeOf(MailItem& item) {
 int clsPref::intShouldForward(const std::shared_ptr<MailItem>& item, bool& forward,
                               std::string& reason) {
   std::string_view rejection;
+  senderUnknown_ = false;
   try {
     if (fields_.mbolFilterText && !textRuleAllows(item)) {
       rejection = kTextNotFound;
@@ -234,6 +235,7 @@ std::string_view clsPref::senderRuleRejection(const std::shared_ptr<MailItem>& i
     }
     return {};
   } catch (const std::exception&) {
+    senderUnknown_ = true;
     // An unknown sender cannot be matched with the excluded ones, so that rule lets the item pass.
     return onlyListed ? kSenderUnknown : std::string_view();
   }

@@ -100,6 +100,9 @@ class clsPref {
   /// item. Status -1: the text rule could not be evaluated; both are unchanged, and lastReason()
   /// says why.
   int intShouldForward(const std::shared_ptr<MailItem>& item, bool& forward, std::string& reason);
+  /// Whether the last item was decided without its sender, which could not be read. The item is
+  /// not to blame if the store has lost its server, and then an excluded sender must not pass.
+  bool bolSenderUnknown() const { return senderUnknown_; }
   /// Whether a rule rejects an item whose forward cannot be built. For speed the rules only read an
   /// item; the caller builds the forward and reports a failure with intWithoutForward.
   bool bolRulesNeedForward() const;
@@ -171,6 +174,7 @@ class clsPref {
   bool toldOfFormerPlace_ = false;
   PrefForms* forms_ = nullptr;
   std::string lastReason_;
+  bool senderUnknown_ = false;
 };
 
 }  // namespace relaybird

@@ -263,6 +263,28 @@ TEST_F(InboxPassFaultTest, AnItemWhoseRuleHasNotSeenItIsNotIgnored) {
   }
 }
 
+// It was taken for one of an unknown sender and forwarded, as the server had an answer again for
+// the forward.
+TEST_F(InboxPassFaultTest, AnItemOfAnExcludedSenderIsNotForwardedAfterALoss) {
+  prefs_.fields().mintSenderFilter = kForwardAllButListed;
+  prefs_.fields().mcolSenderList = {"bob"};
+  deliver("one");
+  bool lost = false;
+  store_.setHook([&](std::string_view at) {
+    lost = lost || at == "MailItem.Fields";
+    if (lost && (at == "MailItem.Fields" || at == "MailItem.UnRead")) {
+      throw MailStoreError("no connection");
+    }
+  });
+  check();
+  EXPECT_TRUE(lost);
+  EXPECT_TRUE(log_.lines.back().ends_with(" --> no connection")) << log_.lines.back();
+  store_.setHook({});
+  check();
+  EXPECT_EQ(sentSubjects(), Lines{});
+  EXPECT_TRUE(store_.isUnread(0));
+}
+
 // Runs a pass over items of every kind once for each operation that it uses, which fails at its
 // first use. Whatever fails, the pass ends by itself, leaves no flag behind, and the next one,
 // with the store in order again, forwards what is still unread and undecided exactly once.
