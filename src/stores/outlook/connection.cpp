@@ -87,7 +87,7 @@ Object Connection::create(std::string_view progId) {
   const bool ofSystem = asciiLower(progId) == asciiLower(prog_id::kDictionary);
   const auto server = ofSystem ? makeServer(world_) : server_;
   ComPtr<IDispatch> made;
-  HRESULT result = server->call([&] { return make_(progId, made); });
+  HRESULT result = server->create([&] { return make_(progId, made); });
   if (SUCCEEDED(result) && !made) {
     result = E_NOINTERFACE;
   }
@@ -130,7 +130,7 @@ std::shared_ptr<Application> Connection::application() {
 // The identifier of a mail item is not registered everywhere; the application makes one as well.
 std::shared_ptr<MailItem> Connection::newItem() {
   ComPtr<IDispatch> made;
-  const HRESULT result = server_->call([&] { return make_(prog_id::kMailItem, made); });
+  const HRESULT result = server_->create([&] { return make_(prog_id::kMailItem, made); });
   if (SUCCEEDED(result) && made) {
     return makeNewItem(shared_from_this(), {std::move(made), server_});
   }

@@ -142,6 +142,13 @@ HRESULT Server::call(const std::function<HRESULT()>& attempt) {
   return result;
 }
 
+HRESULT Server::create(const std::function<HRESULT()>& attempt) {
+  const bool mightWait = mayWait_;
+  const HRESULT result = call(attempt);
+  mayWait_ = mayWait_ && mightWait;
+  return result;
+}
+
 HRESULT Server::ask(std::string_view step, const std::function<HRESULT()>& attempt) {
   const HRESULT result = call(attempt);
   if (meansGone(result) || meansBusy(result)) {

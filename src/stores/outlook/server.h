@@ -57,6 +57,9 @@ class Server {
   /// was taken since. Returns the last result. A result that means that the application is gone is
   /// remembered.
   HRESULT call(const std::function<HRESULT()>& attempt);
+  /// The same for a call that makes an object, which tells nothing of the application: many are
+  /// made in this process. So it does not end the state in which refused calls are not made again.
+  HRESULT create(const std::function<HRESULT()>& attempt);
   /// As call(), for a step that may fail for the caller: throws MailStoreError where the
   /// application is gone or stays busy, and returns every other result. `step` is named in the
   /// error.

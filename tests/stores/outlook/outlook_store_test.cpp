@@ -303,6 +303,29 @@ TEST_F(OutlookStoreTest, AnItemThatABoxKeepsTheRulesFromReadingIsLeftForTheNextC
   EXPECT_EQ(house_.sent(), 2u) << "it was not taken for one of an unknown sender";
 }
 
+// It was forwarded, as one whose sender is not known.
+TEST_F(OutlookStoreTest, AnItemOfAnExcludedSenderWaitsWhileABoxKeepsTheRulesFromReadingIt) {
+  house_.engine.engine.state().activationTime = DateTime{};
+  deliver(1, 1);
+  house_.check();  // the names are known from now on
+  house_.engine.prefs.fields().mintSenderFilter = kForwardAllButListed;
+  house_.engine.prefs.fields().mcolSenderList = {"bob"};
+  deliver(2, 2);
+  for (const char* way : {"raise\tcode=80004005\ttext=The mailbox does not answer\ttimes=1\tcall=",
+                          "return\tcode=8001010A\ttimes=40\tcall="}) {
+    house_.tell(std::string(way) + "SafeItem.Fields");
+    house_.tell("return\tcode=8001010A\ttimes=20\tcall=MailItem.UnRead");
+    house_.check();
+    EXPECT_EQ(house_.sent(), 1u) << way;
+    EXPECT_THAT(house_.log.lines, testing::Contains(HasSubstr("The mail application is busy")));
+    house_.tell("calm");
+    house_.log.lines.clear();
+  }
+  house_.check();
+  EXPECT_EQ(house_.sent(), 1u);
+  EXPECT_THAT(house_.log.lines, testing::Not(testing::Contains(HasSubstr("An Error occured"))));
+}
+
 TEST_F(OutlookStoreTest, WithoutTheApplicationTheUserIsToldOnceWhatToDo) {
   application_.reset();
   house_.tell("missing\tcomponent=outlook.application");

@@ -42,5 +42,25 @@ TEST(ServerTest, AnErrorTextThatMeansGoneIsNoticedInARaisedErrorToo) {
   EXPECT_THROW(server.requireAlive(), MailStoreError);
 }
 
+// An object is made in this process, and told nothing of the application; but the calls after it
+// waited for the box again.
+TEST(ServerTest, AnObjectThatIsMadeDoesNotLetRefusedCallsWaitAgain) {
+  int pauses = 0;
+  Server server([&](std::chrono::milliseconds) { ++pauses; });
+  const auto refused = [] { return RPC_E_SERVERCALL_RETRYLATER; };
+  const auto taken = [] { return S_OK; };
+  (void)server.call(refused);
+  const int most = pauses;
+  EXPECT_GT(most, 0);
+  EXPECT_EQ(server.create(taken), S_OK);
+  (void)server.call(refused);
+  EXPECT_EQ(pauses, most);
+  (void)server.create(refused);
+  EXPECT_EQ(pauses, most);
+  (void)server.call(taken);
+  (void)server.create(refused);
+  EXPECT_EQ(pauses, 2 * most);
+}
+
 }  // namespace
 }  // namespace relaybird::outlook
