@@ -156,11 +156,11 @@ class Listing {
   }
 
   void add(Object item, std::string identifier, bool hold) {
-    if (markOfSent(identifier, item)) {
-      return;
-    }
     // Mail that came in meanwhile may have moved an item down to where it is met again.
     if (!identifier.empty() && !seen_.insert(identifier).second) {
+      return;
+    }
+    if (markOfSent(identifier, item)) {
       return;
     }
     auto entry = std::make_shared<ListedItem>();
@@ -195,6 +195,11 @@ class Listing {
     try {
       item.put(L"UnRead", Value::ofTruth(false));
       unmarked.erase(found);
+      // A person who has marked it as unread to have it forwarded again must see what became of
+      // that.
+      connection_->world().notice(
+          StoreNotice("Marked as read, as it was forwarded before Outlook ended: \"" +
+                      item.get(L"Subject").text() + "\""));
     } catch (const MailStoreError&) {
       items_.server().requireAlive();
     }
