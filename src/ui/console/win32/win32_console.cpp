@@ -42,12 +42,15 @@ ObjectHandle newEvent() {
   return event;
 }
 
-// The events of the console window. The second Ctrl+C ends a program that does not react. The
-// system ends the process as soon as the handler of the other events returns, or after a few
-// seconds, so that handler waits for the program to end by itself.
+// The events of the console window. The second Ctrl+C ends a program that does not react, after
+// what the shell needs of the console was put back. The system ends the process as soon as the
+// handler of the other events returns, or after a few seconds, so that handler waits for the
+// program to end by itself.
 class ConsoleEvents {
  public:
-  explicit ConsoleEvents(EventQueue& loop) : loop_(loop), asked_(newEvent()) {
+  // `putBack` is called on another thread, right before the process ends.
+  ConsoleEvents(EventQueue& loop, std::function<void()> putBack)
+      : loop_(loop), asked_(newEvent()), putBack_(std::move(putBack)) {
     const std::lock_guard lock(mutex_);
     current_ = this;
     ::SetConsoleCtrlHandler(take, TRUE);
@@ -83,6 +86,9 @@ class ConsoleEvents {
       const bool again =
           current_ == nullptr || ::WaitForSingleObject(current_->asked_.get(), 0) == WAIT_OBJECT_0;
       if (again && (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT)) {
+        if (current_ != nullptr) {
+          current_->putBack_();
+        }
         return FALSE;
       }
       if (!again) {
@@ -110,6 +116,7 @@ class ConsoleEvents {
 
   EventQueue& loop_;
   ObjectHandle asked_;
+  std::function<void()> putBack_;
   std::function<void()> onEnd_;
 };
 
@@ -119,16 +126,17 @@ class ConsoleMode {
   explicit ConsoleMode(HANDLE stream) : stream_(stream) {
     known_ = ::GetConsoleMode(stream, &former_) != 0;
   }
-  ~ConsoleMode() {
-    if (known_) {
-      ::SetConsoleMode(stream_, former_);
-    }
-  }
+  ~ConsoleMode() { putBack(); }
   ConsoleMode(const ConsoleMode&) = delete;
   ConsoleMode& operator=(const ConsoleMode&) = delete;
 
   bool change(DWORD add, DWORD remove) {
     return known_ && ::SetConsoleMode(stream_, (former_ | add) & ~remove) != 0;
+  }
+  void putBack() const {
+    if (known_) {
+      ::SetConsoleMode(stream_, former_);
+    }
   }
 
  private:
@@ -146,6 +154,7 @@ class NoSelectionByClick {
       : keyboard_(keyboardOf(output)), mode_(keyboard_.get()) {
     mode_.change(ENABLE_EXTENDED_FLAGS, ENABLE_QUICK_EDIT_MODE);
   }
+  void putBack() const { mode_.putBack(); }
 
  private:
   // Null where the output is no console.
@@ -167,13 +176,15 @@ class NoSelectionByClick {
 class ConsoleCodePage {
  public:
   ConsoleCodePage() : former_(::GetConsoleOutputCP()) { ::SetConsoleOutputCP(CP_UTF8); }
-  ~ConsoleCodePage() {
+  ~ConsoleCodePage() { putBack(); }
+  ConsoleCodePage(const ConsoleCodePage&) = delete;
+  ConsoleCodePage& operator=(const ConsoleCodePage&) = delete;
+
+  void putBack() const {
     if (former_ != 0) {
       ::SetConsoleOutputCP(former_);
     }
   }
-  ConsoleCodePage(const ConsoleCodePage&) = delete;
-  ConsoleCodePage& operator=(const ConsoleCodePage&) = delete;
 
  private:
   UINT former_;
@@ -215,6 +226,14 @@ class Win32Console : public ConsoleSystem {
   void listen(SystemRequests requests) override { events_.listen(std::move(requests.end)); }
 
  private:
+  // In the order of the destructors, as each mode was found under the one before.
+  void putBack() const {
+    outputMode_.putBack();
+    inputMode_.putBack();
+    noSelection_.putBack();
+    codePage_.putBack();
+  }
+
   int columns() const {
     CONSOLE_SCREEN_BUFFER_INFO info{};
     const bool known = ::GetConsoleScreenBufferInfo(outputHandle_, &info) != 0;
@@ -232,7 +251,7 @@ class Win32Console : public ConsoleSystem {
   const bool movesCursor_ =
       outputMode_.change(ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING, 0);
   MainLoop loop_{std::make_shared<MessageWaiter>()};
-  ConsoleEvents events_{loop_};
+  ConsoleEvents events_{loop_, [this] { putBack(); }};
   SessionEndWindow sessionEnd_{[this] { events_.ask(); },
                                "A check of the inbox is brought to its end."};
   std::function<void()> onBroken_ = [] {};

@@ -15,6 +15,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// An event that is set when the hanging program below has opened its console.
+constexpr const wchar_t* kOpened = L"relaybird-console-test-opened";
+
 struct OwnConsole {
   OwnConsole() {
     ::FreeConsole();
@@ -26,8 +29,14 @@ struct OwnConsole {
   bool made = false;
 };
 
-// The program that a console is made for in the next tests.
+// Programs that a console is made for in the next tests.
 TEST(Win32ConsoleOwner, DISABLED_Stays) {
+  ::Sleep(INFINITE);
+}
+
+TEST(Win32ConsoleOwner, DISABLED_HangsAfterItHasOpenedTheConsole) {
+  const auto system = openSystemConsole();
+  ::SetEvent(ObjectHandle(::OpenEventW(EVENT_MODIFY_STATE, FALSE, kOpened)).get());
   ::Sleep(INFINITE);
 }
 
@@ -166,6 +175,54 @@ TEST_F(SelectingConsole, SelectsNothingByAClickWhileCommandsComeFromAFile) {
     const auto system = openSystemConsole();
     EXPECT_FALSE(selects());
   }
+  EXPECT_EQ(mode(), kMode);
+}
+
+// This program gets the same events.
+BOOL WINAPI takeNoNotice(DWORD) {
+  return TRUE;
+}
+
+class SelectingConsoleOfAnother : public SelectingConsole {
+ protected:
+  SelectingConsoleOfAnother() { ::SetConsoleCtrlHandler(takeNoNotice, TRUE); }
+  ~SelectingConsoleOfAnother() override {
+    ::TerminateProcess(program_.get(), 0);
+    ::SetConsoleCtrlHandler(takeNoNotice, FALSE);
+  }
+
+  void start(const wchar_t* test) {
+    STARTUPINFOW how{};
+    how.cb = sizeof how;
+    how.dwFlags = STARTF_USESTDHANDLES;
+    how.hStdInput = keyboard_.get();
+    how.hStdOutput = how.hStdError = screen_.get();
+    for (const HANDLE stream : {keyboard_.get(), screen_.get()}) {
+      ::SetHandleInformation(stream, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+    }
+    PROCESS_INFORMATION process{};
+    wchar_t program[MAX_PATH] = {};
+    ::GetModuleFileNameW(nullptr, program, MAX_PATH);
+    std::wstring line =
+        std::wstring(L"test --gtest_also_run_disabled_tests --gtest_filter=") + test;
+    ASSERT_TRUE(::CreateProcessW(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                                 &how, &process));
+    program_.reset(process.hProcess);
+    const ObjectHandle thread(process.hThread);
+  }
+
+  ObjectHandle program_;
+};
+
+// From then on no click selected text in the shell's window.
+TEST_F(SelectingConsoleOfAnother, SelectsByAClickAgainAfterASecondCtrlC) {
+  const ObjectHandle opened(::CreateEventW(nullptr, TRUE, FALSE, kOpened));
+  start(L"*DISABLED_Hangs*");
+  ASSERT_EQ(::WaitForSingleObject(opened.get(), 20000), WAIT_OBJECT_0);
+  EXPECT_FALSE(selects());
+  ASSERT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+  ASSERT_TRUE(::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+  ASSERT_EQ(::WaitForSingleObject(program_.get(), 20000), WAIT_OBJECT_0);
   EXPECT_EQ(mode(), kMode);
 }
 
