@@ -259,8 +259,12 @@ Function ${UN}AwaitEnd
     ${Next}
     MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION \
       "$INSTDIR\$held is still running, or cannot be replaced. End it, then press Retry." \
-      /SD IDCANCEL IDRETRY +2
-    Call ${UN}Fail
+      /SD IDCANCEL IDRETRY again
+    ${If} ${Silent}
+      Call ${UN}Fail
+    ${EndIf}
+    Call ${UN}GiveUp
+    again:
   ${Loop}
 FunctionEnd
 
