@@ -212,7 +212,23 @@ class SomeRecipientsTest : public UnansweredDeliveryTest {
     flush();
     world.clock.advance(minutes{30});
   }
+  // Goes on with what a kill leaves while the answer of a try is awaited.
+  void killDuringATry() {
+    searching.onDeliver = [this](std::stop_token) {
+      std::filesystem::copy(world.temp.path(""), killed_.path(""),
+                            std::filesystem::copy_options::recursive);
+    };
+    flush();
+    searching.onDeliver = nullptr;
+    world.folder = killed_.path("mail/outbox");
+    world.journal = killed_.path("state/rbx/journal");
+    reopen();
+    use(searching);
+  }
   SearchingTransport searching;
+
+ private:
+  const TempFolder killed_;
 };
 
 TEST_F(SomeRecipientsTest, AMessageThatWasSentToAllIsNotSentAgainWhenItIsFound) {
@@ -328,35 +344,16 @@ TEST_F(SomeRecipientsTest, ACopyThatWasPutBackIsSentAgainAlthoughTheMessageIsFou
 TEST_F(SomeRecipientsTest, AfterACrashDuringASecondTryTheMessageIsSentAgainAlthoughItIsFound) {
   searching.arrived = "";
   tryWith(lost);
-  const TempFolder copy;
-  searching.onDeliver = [&](std::stop_token) {
-    std::filesystem::copy(world.temp.path(""), copy.path(""),
-                          std::filesystem::copy_options::recursive);
-  };
-  tryWith(nullptr);
-  searching.onDeliver = nullptr;
+  searching.answer = nullptr;
+  killDuringATry();
   searching.arrived = "three";
-  world.folder = copy.path("mail/outbox");
-  world.journal = copy.path("state/rbx/journal");
-  reopen();
-  use(searching);
   flush();
   EXPECT_THAT(searching.subjects, SizeIs(3));
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 
 TEST_F(SomeRecipientsTest, AfterACrashDuringATryTheMessageIsSentAgainAlthoughItIsFound) {
-  const TempFolder copy;
-  searching.onDeliver = [&](std::stop_token) {
-    std::filesystem::copy(world.temp.path(""), copy.path(""),
-                          std::filesystem::copy_options::recursive);
-  };
-  flush();
-  searching.onDeliver = nullptr;
-  world.folder = copy.path("mail/outbox");
-  world.journal = copy.path("state/rbx/journal");
-  reopen();
-  use(searching);
+  killDuringATry();
   flush();
   EXPECT_THAT(searching.subjects, SizeIs(2));
   EXPECT_THAT(world.names("new"), IsEmpty());

@@ -6,24 +6,10 @@
 #include <string>
 
 #include "platform/win32/object_handle.h"
+#include "support/win32_standard_stream.h"
 
 namespace relaybird {
 namespace {
-
-// A standard stream in the test's hands; the former one afterwards.
-class StandardStream {
- public:
-  StandardStream(DWORD stream, HANDLE handle) : stream_(stream), former_(::GetStdHandle(stream)) {
-    ::SetStdHandle(stream, handle);
-  }
-  ~StandardStream() { ::SetStdHandle(stream_, former_); }
-  StandardStream(const StandardStream&) = delete;
-  StandardStream& operator=(const StandardStream&) = delete;
-
- private:
-  DWORD stream_;
-  HANDLE former_;
-};
 
 struct Pipe {
   Pipe() {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/win32/object_handle.h"
+#include "support/win32_standard_stream.h"
 #include "ui/console/console_system.h"
 
 namespace relaybird {
@@ -106,21 +107,6 @@ class JoinedConsole {
   ObjectHandle shown_;
   HPCON console_ = nullptr;
   ObjectHandle program_;
-};
-
-// A standard stream that is another one for a while.
-class StandardStream {
- public:
-  StandardStream(DWORD stream, HANDLE handle) : stream_(stream), former_(::GetStdHandle(stream)) {
-    ::SetStdHandle(stream, handle);
-  }
-  ~StandardStream() { ::SetStdHandle(stream_, former_); }
-  StandardStream(const StandardStream&) = delete;
-  StandardStream& operator=(const StandardStream&) = delete;
-
- private:
-  DWORD stream_;
-  HANDLE former_;
 };
 
 ObjectHandle openConsole(const wchar_t* name) {
