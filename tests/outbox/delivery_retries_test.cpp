@@ -324,6 +324,19 @@ TEST_F(DeliveryRetriesTest, AMessageIsTriedForHalfAnHourItselfThoughItIsAMonthOl
   EXPECT_THAT(world.names("new"), IsEmpty());
 }
 
+TEST_F(DeliveryRetriesTest, AUserWhoAsksOftenDoesNotEndTheHalfHourSooner) {
+  transport.answer = [](const std::string&) { return temporary(); };
+  send("one");
+  world.clock.advance(std::chrono::hours{24 * 40});
+  for (auto waited = minutes{0}; waited < kTriedAtLeastThen; waited += minutes{1}) {
+    worker->userAsks();
+    events.runUntilIdle();
+    EXPECT_THAT(take(), SizeIs(1));
+    world.clock.advance(minutes{1});
+  }
+  EXPECT_THAT(world.names("new"), SizeIs(1));
+}
+
 // After one refusal of its own and an outage of four hours, the second refusal was the end.
 TEST_F(DeliveryRetriesTest, TheTimeInWhichNothingCouldLeaveDoesNotCountAgainstAMessage) {
   send("one");
