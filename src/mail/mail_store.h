@@ -29,6 +29,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "mail/outgoing_mail.h"
 #include "platform/clock.h"
@@ -37,13 +38,16 @@ namespace relaybird {
 
 class MailStoreError : public std::runtime_error {
  public:
-  explicit MailStoreError(const std::string& text, std::int32_t code = 0)
-      : std::runtime_error(text), code_(code) {}
+  explicit MailStoreError(const std::string& text, std::int32_t code = 0, std::string source = {})
+      : std::runtime_error(text), code_(code), source_(std::move(source)) {}
   /// For logs: the mail application's fault code or an errno value; 0 where there is none.
   std::int32_t code() const { return code_; }
+  /// Who raised the error, as that one calls itself; empty where it is not known.
+  const std::string& source() const { return source_; }
 
  private:
   std::int32_t code_;
+  std::string source_;
 };
 
 /// The profile was reached, but refused the logon (wrong password, for example). A type of its own,

@@ -200,7 +200,7 @@ void Server::fail(HRESULT result, EXCEPINFO& info, std::string_view member) {
   } else if (!source.empty()) {
     note_(source + ": " + text + placeOf(code, member));
   }
-  throw MailStoreError(text, code);
+  throw MailStoreError(text, code, source);
 }
 
 void Server::fail(HRESULT result, std::string_view member) {

@@ -42,6 +42,21 @@ TEST(ServerTest, AnErrorTextThatMeansGoneIsNoticedInARaisedErrorToo) {
   EXPECT_THROW(server.requireAlive(), MailStoreError);
 }
 
+TEST(ServerTest, ARaisedErrorTellsItsSourceAndItsCode) {
+  Server server([](std::chrono::milliseconds) {});
+  EXCEPINFO info{};
+  info.scode = E_FAIL;
+  info.bstrSource = SysAllocString(L"The library");
+  info.bstrDescription = SysAllocString(L"It is damaged.");
+  try {
+    server.fail(DISP_E_EXCEPTION, info, "Save");
+  } catch (const MailStoreError& error) {
+    EXPECT_STREQ(error.what(), "It is damaged.");
+    EXPECT_EQ(error.source(), "The library");
+    EXPECT_EQ(error.code(), E_FAIL);
+  }
+}
+
 // An object is made in this process, and told nothing of the application; but the calls after it
 // waited for the box again.
 TEST(ServerTest, AnObjectThatIsMadeDoesNotLetRefusedCallsWaitAgain) {
