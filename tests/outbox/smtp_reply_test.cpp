@@ -99,7 +99,9 @@ TEST(SmtpWords, KnownRefusalsAreExplained) {
         Row{"452 4.2.2 The email account that you tried to reach is over quota", "is full"},
         Row{"552 Message size exceeds fixed limit", "larger than the server takes"},
         Row{"552 5.3.4 Message too big", "larger than the server takes"},
-        Row{"550 5.5.4 too many recipients", "limit of its own"},
+        Row{"550 5.5.4 too many recipients", "forward to fewer"},
+        Row{"450 4.7.1 Greylisted, try again in five minutes", "A rule of the server delays it"},
+        Row{"450 4.7.25 no reverse DNS record", "A rule of the server delays it"},
         Row{"550 5.4.5 Daily user sending quota exceeded", "tried again in some hours"},
         Row{"421 4.7.28 Our system has detected an unusual rate", "how much mail may leave"},
         Row{"421 4.7.0 Try again later, closing connection", "how much mail may leave"},
@@ -127,7 +129,7 @@ TEST(SmtpWords, TheMailboxOfOneRecipientIsNotTakenForALimitOfAll) {
   EXPECT_FALSE(asksToSlowDown(full));
   EXPECT_THAT(smtpHint(full), HasSubstr("mailbox is full"));
   EXPECT_FALSE(limitsAccount(one("552 5.2.2 over the sending limit of the mailbox")));
-  const SmtpReply unexplained = one("450 4.7.1 Try again");
+  const SmtpReply unexplained = one("450 4.3.0 Try again");
   EXPECT_FALSE(asksToSlowDown(unexplained));
   EXPECT_THAT(smtpHint(unexplained), IsEmpty());
 }

@@ -27,6 +27,10 @@ struct Hint {
 
 constexpr std::string_view kThrottled =
     "The provider limits how much mail may leave in a time. It is tried again later by itself.";
+// What X.7.X means in RFC 3463, of a refusal that passes.
+constexpr std::string_view kPolicyForNow =
+    "A rule of the server delays it, as many servers do with mail that they see for the first time "
+    "or get too much of. It is tried again later by itself.";
 constexpr std::string_view kWrongSecret =
     "The server does not accept the user name and password. Many providers want an app password "
     "here instead of the usual one: see the manual's page on your provider, then enter it under "
@@ -98,7 +102,8 @@ constexpr std::array kHints = {
     Hint{"4.2.2", "", "The recipient's mailbox is full."},
     Hint{"552", "", "The recipient's mailbox is full, or the message is too large for it."},
     Hint{"5.5.4", "",
-         "The server refused a part of the command. Its words may name a limit of its own."},
+         "The server refused a part of the command. Its words may name a limit of its own; if that "
+         "is the number of addresses, forward to fewer."},
     Hint{"5.1.1", "", "The address does not exist. Check it in the settings."},
     Hint{"5.1.10", "", "The address, or its domain, takes no mail. Check it in the settings."},
 };
@@ -188,7 +193,10 @@ std::string smtpHint(const SmtpReply& reply) {
       return std::string(hint.text);
     }
   }
-  return asksToSlowDown(reply) ? std::string(kThrottled) : std::string();
+  if (asksToSlowDown(reply)) {
+    return std::string(kThrottled);
+  }
+  return std::string(reply.enhanced.starts_with("4.7.") ? kPolicyForNow : std::string_view());
 }
 
 bool asksToSlowDown(const SmtpReply& reply) {
