@@ -402,8 +402,8 @@ class AccountTest {
       return problem("The unread messages could not be listed: " + unread->error().text);
     }
     say(Kind::kGood, "The folder " + settings_.folder + " was opened; it has " +
-                         counted(static_cast<std::size_t>((*unread)->count()), "unread message") +
-                         ".");
+                         counted(client.messages(), "message") + ", " +
+                         std::to_string((*unread)->count()) + " of them unread.");
     // Every check would forward the same messages again if none could be marked as read.
     if ((*opened)->readOnly) {
       return problem("The folder can only be read, so messages cannot be marked as read there.",

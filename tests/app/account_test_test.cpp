@@ -142,7 +142,7 @@ TEST_F(AccountTestRun, EveryStepThatSucceedsHasALine) {
           "Reading mail:", "OK: The server imap.example.org was found.",
           "OK: It answers at port 993.",
           "OK: The connection is encrypted, and the certificate is valid.", "OK: Signed in as ann.",
-          "OK: The folder INBOX was opened; it has 2 unread messages.", "Sending mail:",
+          "OK: The folder INBOX was opened; it has 5 messages, 2 of them unread.", "Sending mail:",
           "OK: The server smtp.example.org was found.", "OK: It answers at port 465.",
           "OK: The connection is encrypted, and the certificate is valid.", "OK: Signed in as ann.",
           "OK: The server for sending takes mail from ann@example.org."));

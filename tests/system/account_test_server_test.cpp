@@ -64,7 +64,8 @@ TEST_F(AccountTestOverDovecot, AllIsWell) {
   MailServers::get().deliver(user, "Subject: lunch\n\ntext\n");
   EXPECT_TRUE(run()) << testing::PrintToString(lines);
   EXPECT_THAT(lines, Contains("OK: Signed in as " + user + ".").Times(2));
-  EXPECT_THAT(lines, Contains("OK: The folder INBOX was opened; it has 1 unread message."));
+  EXPECT_THAT(lines,
+              Contains("OK: The folder INBOX was opened; it has 1 message, 1 of them unread."));
   EXPECT_THAT(lines,
               Contains("OK: The server for sending takes mail from " + settings.address + "."));
 }
