@@ -31,6 +31,7 @@ class FakeMailSetup : public MailSetup {
     ++tests;
     tested = settings;
     testedPassword = std::string(secrets.imap.bytes());
+    testedSmtpPassword = std::string(secrets.smtp.bytes());
     onLine = std::move(line);
     onEnd = std::move(end);
   }
@@ -66,6 +67,7 @@ class FakeMailSetup : public MailSetup {
   std::string given;         ///< the program whose mailbox is watched
   MailSettings tested;
   std::string testedPassword;
+  std::string testedSmtpPassword;
   std::function<void(const OnlineAccountList&)> onAccounts;
   std::function<void(const Result<void>&)> onKept;
   std::function<void(const TestLine&)> onLine;

@@ -31,13 +31,16 @@ bool takesNoPassword(const MailSettings& settings, const Proposal& proposal) {
 // one that runs the user's own domain, so it is taken from the proposal.
 TypedSecrets typedSecrets(const SetupControls& window, const Proposal& proposal) {
   TypedSecrets typed;
+  const auto withoutGroupsAt = [&](const auto& proposed, const Control& host,
+                                   const Control& password) {
+    const bool own = equalsAsciiCase(trimmed(host.text()), proposed.host);
+    return withoutGroups(Secret(password.text()), own ? proposal.appPasswordLength : 0);
+  };
   if (window.cmbSignIn.value() == kByKeyring && window.opbAccount.checked()) {
-    const bool own = equalsAsciiCase(trimmed(window.txtImapHost.text()), proposal.imap.host);
-    typed.imap =
-        withoutGroups(Secret(window.txtPassword.text()), own ? proposal.appPasswordLength : 0);
+    typed.imap = withoutGroupsAt(proposal.imap, window.txtImapHost, window.txtPassword);
   }
   if (window.cmbDelivery.value() == kByOtherServer && window.cmbSmtpSignIn.value() == kByKeyring) {
-    typed.smtp = Secret(window.txtSmtpPassword.text());
+    typed.smtp = withoutGroupsAt(proposal.smtp, window.txtSmtpHost, window.txtSmtpPassword);
   }
   return typed;
 }

@@ -67,6 +67,23 @@ TEST_F(Setup, BlanksOfAnAppPasswordInGroupsAreLeftOut) {
   EXPECT_EQ(setup_.kept[0].second, "abcdefghijklmnop");
 }
 
+// The test of the account was refused with a password that the delivery signs in with.
+TEST_F(Setup, BlanksOfAnAppPasswordForSendingAreLeftOut) {
+  for (const auto& [host, kept] : {std::pair("smtp.gmail.com", "abcdefghijklmnop"),
+                                   std::pair("out.firm.example", "abcd efgh ijkl mnop")}) {
+    open();
+    type("txtMailAddress", "ann@gmail.com");
+    type("txtPassword", "abcd efgh ijkl mnop");
+    at("cmbDelivery").setValue(kByOtherServer);
+    type("txtSmtpHost", host);
+    type("txtSmtpUser", "ann@gmail.com");
+    type("txtSmtpPassword", "abcd efgh ijkl mnop");
+    press("cmdTestAccount");
+    EXPECT_EQ(setup_.testedSmtpPassword, kept);
+    press("cmdCancel");
+  }
+}
+
 TEST_F(Setup, BlanksOfAPasswordForAnotherServerStay) {
   open();
   type("txtMailAddress", "ann@gmail.com");
