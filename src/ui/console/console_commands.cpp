@@ -139,6 +139,7 @@ Result<void> ConsoleCommands::settings(std::string_view rest) {
 // Commands win over topics of the same name; a quoted word is always a topic.
 Result<void> ConsoleCommands::help(std::string_view rest) {
   if (rest.empty()) {
+    out_.reply("help", program_.mailboxLine() + "\n");
     out_.reply("help", commandList());
     std::string topics;
     for (const std::string& topic : program_.helpTopics()) {

@@ -49,6 +49,9 @@ class ConsoleProgram {
   virtual Result<void> sendTestMessage() = 0;
   /// The state of the program.
   virtual std::vector<Fact> status() = 0;
+  /// The line at the top of the main window: what is watched, how forwards leave, how many wait and
+  /// how many have left since when.
+  virtual std::string mailboxLine() = 0;
   virtual std::vector<Setting> settings() = 0;
   /// Changes a setting as a user does in the dialog with OK. An error if the stored value is then
   /// not the requested one.

@@ -247,6 +247,12 @@ void ProgramCommands::addOutbox(std::vector<Fact>& facts) {
   }
 }
 
+std::string ProgramCommands::mailboxLine() {
+  frmRelaybird& main = forms_.main();
+  main.mailbox().show();
+  return main.lblMailbox.text();
+}
+
 std::vector<Fact> ProgramCommands::status() {
   frmRelaybird& main = forms_.main();
   std::vector<Fact> facts = facts_();

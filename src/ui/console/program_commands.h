@@ -59,6 +59,7 @@ class ProgramCommands : public ConsoleProgram {
   Result<void> testSetup() override;
   Result<void> sendTestMessage() override;
   std::vector<Fact> status() override;
+  std::string mailboxLine() override;
   std::vector<Setting> settings() override;
   Result<void> changeSetting(std::string_view name, const std::string& value) override;
   const std::vector<std::string>& log() override { return forms_.log().lstLog.list(); }

@@ -124,6 +124,7 @@ class SmallProgram : public ConsoleProgram {
   Result<void> testSetup() override { return Error{0, "tested"}; }
   Result<void> sendTestMessage() override { return Error{0, "sent"}; }
   std::vector<Fact> status() override { return {{"automation", "Stopped"}}; }
+  std::string mailboxLine() override { return "Watches a mailbox."; }
   std::vector<Setting> settings() override {
     return {{"General", "txtName", window.txtName.text(), "Name:"}};
   }

@@ -293,6 +293,12 @@ TEST_F(ProgramCommandsTest, ASettingThatTheDiskRefusesIsAnError) {
             "the settings were not stored: the box that came up says why");
 }
 
+TEST_F(ProgramCommandsTest, TheLineAboutTheMailboxIsThatOfTheMainWindow) {
+  (void)program();
+  EXPECT_THAT(commands().mailboxLine(), testing::Not(testing::IsEmpty()));
+  EXPECT_EQ(commands().mailboxLine(), main().lblMailbox.text());
+}
+
 TEST_F(ProgramCommandsTest, StatusTellsSinceWhenChecksHaveFailedAndWhy) {
   oneAddress();
   (void)program();
