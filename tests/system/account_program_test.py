@@ -9,6 +9,7 @@ on the server.
 import collections
 import concurrent.futures
 import email
+import functools
 import itertools
 import os
 import pathlib
@@ -27,6 +28,7 @@ import client  # noqa: E402
 import dovecot  # noqa: E402
 
 PATIENCE = 60  # seconds
+NEVER = 60000  # calls; strace counts to 65,535
 KILLED_MESSAGES = 3
 TRIALS_AT_ONCE = 4  # they mostly wait
 CALLS = ("fsync", "rename", "unlink", "mkdir")
@@ -289,18 +291,26 @@ class AccountProgramTest(unittest.TestCase):
                          [f"number {number}" for number in range(5)])
 
     def test_killed_at_any_step_of_a_protocol_loses_nothing(self):
-        steps = []
-        for protocol in ("smtp", "imap"):
-            pieces = self.kill_at(protocol, "answer", 0).passed
-            self.assertGreater(pieces, 3)
-            steps += [(protocol, holding, step) for holding in ("request", "answer") for step in range(1, pieces + 1)]
+        steps = self.steps_of("smtp") + self.steps_of("imap")
         trials = self.check_trials("of a protocol", self.kill_at, steps)
         self.assertTrue(any(trial.noted for trial in trials))
+
+    def test_killed_while_copies_for_the_sent_folder_are_kept_loses_nothing(self):
+        kill = functools.partial(self.kill_at, keep_sent_copy="yes")
+        steps = self.steps_of("imap", kill)
+        self.assertGreater(len(steps), len(self.steps_of("imap")), "no copy was stored")
+        self.check_trials("of IMAP with copies", kill, steps)
+
+    def steps_of(self, protocol, kill=None):
+        """Each piece of the protocol, held up on either side, of a program that is not killed before its end."""
+        pieces = (kill or self.kill_at)(protocol, "answer", 0).passed
+        self.assertGreater(pieces, 3)
+        return [(protocol, holding, step) for holding in ("request", "answer") for step in range(1, pieces + 1)]
 
     @unittest.skipUnless(shutil.which("strace"), "strace is missing")
     def test_killed_at_a_call_that_changes_the_disk_loses_nothing(self):
         # Counted for each thread, so that the same number is another moment in each run.
-        places = [(call, number) for call in CALLS for number in (1, 2, 4, 7)]
+        places = [(call, number) for call in CALLS for number in range(1, self.kill_at_call(call, NEVER).passed + 1)]
         self.check_trials("for the disk", self.kill_at_call, places)
 
     def check_trials(self, of_what, kill, places):
@@ -351,7 +361,7 @@ class AccountProgramTest(unittest.TestCase):
         return (len(set(subjects(taken(sink)))) == KILLED_MESSAGES and not self.unread(user)
                 and home.waiting() == 0)
 
-    def kill_at(self, protocol, holding, step):
+    def kill_at(self, protocol, holding, step, **settings):
         """Kills the program at that piece of the protocol, starts it again and lets it do its work."""
         home, user, sink = self.home(), self.servers.fresh_user(), self.servers.ask("sink")
         for number in range(KILLED_MESSAGES):
@@ -363,7 +373,7 @@ class AccountProgramTest(unittest.TestCase):
             return self.is_done(home, user, sink)
 
         home.settings(**self.account(user, way["port"] if protocol == "imap" else None),
-                      **self.smtp(way["port"] if protocol == "smtp" else sink["port"]))
+                      **self.smtp(way["port"] if protocol == "smtp" else sink["port"]), **settings)
         home.kill_when(lambda: self.counts(way["name"])["gate"] == "stuck" or done())
         noted = home.noted()
         counts = self.counts(way["name"])
