@@ -170,6 +170,17 @@ answer() {
   until_true two_windows "$1"
   press "$1" "$2"
 }
+# Keys go to the window that is active, which only a window manager makes one.
+manage_windows() {
+  openbox >/dev/null 2>&1 &
+  manager=$!
+  until_true sh -c 'xprop -root _NET_SUPPORTED | grep -q _NET_ACTIVE_WINDOW'
+}
+# The real program has started. No mail application is installed here, which it says first, in a box.
+main_window_opens() {
+  press '^Relaybird$' Return
+  until_true xdotool search --onlyvisible --name '^Relaybird v'
+}
 # The window goes away by its button Close, which takes the key when everything is done.
 leave() {
   if is_active "$1"; then
@@ -237,6 +248,14 @@ echo 'windows' >"$user/AppData/Local/rbx/windows.ini"
 # Also what starting a program changes in a prefix.
 status 0 reg.exe add "HKCU\\$run_key" /v Other /d other.exe /f
 status 0 "$scratch/old-stage/relaybird-console.exe" --version
+if [ -n "$real" ]; then
+  manage_windows
+  wine "$scratch/old-stage/relaybird.exe" >/dev/null 2>&1 </dev/null &
+  program=$!
+  main_window_opens
+  status 0 taskkill.exe /im relaybird.exe
+  wait $program || fail "the program ended with $?"
+fi
 picture >"$scratch/before"
 keep_alive
 
@@ -412,14 +431,18 @@ if [ -n "$real" ]; then
   status 0 "$scratch/old/relaybird-setup.exe" /S
   wine "$folder/relaybird.exe" >/dev/null 2>&1 </dev/null &
   program=$!
-  until_true xdotool search --onlyvisible --name '^Relaybird'
+  main_window_opens
   status 0 "$scratch/new/relaybird-setup.exe" /S
   wait $program || fail "the program ended with $?"
   there "$folder/added/b.txt"
-  until_true xdotool search --onlyvisible --name '^Relaybird'
+  main_window_opens
   uninstall "$folder" /settings
   gone "$folder" "$menu" "$user"/AppData/{Roaming,Local}/rbx
-  settle
+  # Nothing else is left either: files, the keys Run and Uninstall and all others, the Start menu.
+  picture >"$scratch/after-real"
+  grep -v '^\./users/[^/]*/AppData/\(Roaming\|Local\)/rbx\(/\|$\)' "$scratch/before" >"$scratch/before-real"
+  diff "$scratch/before-real" "$scratch/after-real" || fail "the prefix is not as it was before"
+  kill "$manager"
   echo "installer_test: $steps steps passed with the real programs"
   exit
 fi
@@ -484,9 +507,7 @@ gone "$folder"
 
 say "a person chooses in the pages: the start with the log-in, not to start now, and later to delete the settings"
 mkdir -p "$user/AppData/Roaming/rbx"
-openbox >/dev/null 2>&1 &
-manager=$!
-until_true sh -c 'xprop -root _NET_SUPPORTED | grep -q _NET_ACTIVE_WINDOW'
+manage_windows
 wine "$scratch/new/relaybird-setup.exe" >/dev/null 2>&1 </dev/null &
 press 'Relaybird Setup' Down space Down space Return
 until_true test -e "$menu/Relaybird.lnk"
