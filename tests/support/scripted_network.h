@@ -68,6 +68,8 @@ class ServerEnd {
   const std::optional<SignIn>& signIn() const { return signIn_; }
   /// All that the client has sent and the server has read.
   const std::string& heard() const { return heard_; }
+  /// How much of what was said has arrived at the client.
+  std::size_t said() const { return said_; }
   /// Whether the client has destroyed its connection.
   bool abandoned() const { return abandoned_; }
 
@@ -139,7 +141,7 @@ class ServerEnd {
 
   std::string outgoing_;  // said, not arrived yet
   std::string arrived_;
-  std::size_t said_ = 0;  // how much has arrived since the start
+  std::size_t said_ = 0;
   std::size_t mostSaid_ = kNoLimit;
   std::size_t mostUnread_ = kNoLimit;
   std::size_t portion_ = kNoLimit;

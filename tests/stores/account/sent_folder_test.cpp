@@ -51,7 +51,11 @@ class SentFolderTest : public testing::Test {
     settings_.imap.user = "ann";
     settings_.imap.secret = SecretSource::kCredential;
     settings_.imap.secretName = "imap-password";
-    network_.serve([this](ServerEnd&) {
+    network_.serve([this](ServerEnd& arriving) {
+      appending_.clear();
+      if (arrange_) {
+        arrange_(arriving);
+      }
       return answerLines([this](ServerEnd& end, std::string_view line) { answer(end, line); });
     });
   }
@@ -188,6 +192,7 @@ class SentFolderTest : public testing::Test {
   std::string refusedVerb_;
   std::string refusal_ = " NO not here\r\n";
   std::string hangsAt_;
+  std::function<void(ServerEnd&)> arrange_;  // each connection, before anything is said
   std::string endsOver_;  // the beginning of a copy over which the connection ends
   std::vector<std::string> commands_;
   std::string appending_;  // the tag of the command whose message is being received
@@ -520,6 +525,108 @@ TEST_F(SentFolderTest, TheVerboseLogShowsTheProtocolWithoutThePasswordAndTheText
   EXPECT_THAT(told_, testing::Each(testing::Not(testing::AnyOf(testing::HasSubstr("secret"),
                                                                testing::HasSubstr("text")))));
 }
+
+// The connection is lost at each byte of one direction.
+class DroppedSentFolderTest : public SentFolderTest,
+                              public testing::WithParamInterface<std::string> {
+ protected:
+  bool heard() const { return GetParam() == "Heard"; }
+  // The next connection is lost after so many bytes; later ones are not.
+  void dropOnceAfter(std::size_t bytes) {
+    arrange_ = [this, bytes, dropped = false](ServerEnd& end) mutable {
+      if (!std::exchange(dropped, true)) {
+        heard() ? end.dropAfterHearing(bytes) : end.dropAfterSaying(bytes);
+      }
+    };
+  }
+  // At how many bytes the last connection could have been lost before it had done its work.
+  std::size_t moments() {
+    const ServerEnd& end = network_.end(network_.connections() - 1);
+    return heard() ? end.heard().size() + 1 : end.said();
+  }
+  // Gives the messages to store(), and counts those that it is done with.
+  bool store(std::vector<std::string> messages, std::size_t& ended) {
+    std::size_t given = 0;
+    const bool done =
+        SentFolder(settings_, world())
+            .store(
+                [&]() -> std::optional<std::string> {
+                  return given < messages.size() ? std::optional(messages[given++]) : std::nullopt;
+                },
+                [&] { ++ended; }, {});
+    events_.runUntilIdle();
+    return done;
+  }
+};
+
+// A list of folders that was cut short must not say that there is no such folder.
+TEST_P(DroppedSentFolderTest, ASearchIsAnsweredRightlyOrNotAtAll) {
+  for (const Arrived right : {Arrived::kYes, Arrived::kNo}) {
+    found_ = right == Arrived::kYes ? "* SEARCH 17\r\n" : "* SEARCH\r\n";
+    ASSERT_EQ(has(), right);
+    const std::size_t whole = moments();
+    ASSERT_GT(whole, 100u);
+    for (std::size_t bytes = 0; bytes < whole; ++bytes) {
+      dropOnceAfter(bytes);
+      ASSERT_EQ(has(), Arrived::kNotKnownNow) << bytes;
+      ASSERT_THAT(std::exchange(told_, {}), ElementsAre(StartsWith(lineOf(kNotSearched, ""))))
+          << bytes;
+      ASSERT_EQ(has(), right) << "again, after " << bytes;
+    }
+  }
+}
+
+TEST_P(DroppedSentFolderTest, WhatIsNotStoredIsSaid) {
+  const std::vector<std::string> messages = {"Subject: 1\r\n\r\none\r\n",
+                                             "Subject: 2\r\n\r\ntwo\r\n"};
+  std::size_t counted = 0;
+  ASSERT_TRUE(store(messages, counted));
+  ASSERT_EQ(counted, 2u);
+  const std::size_t whole = moments();
+  ASSERT_GT(whole, 100u);
+  std::size_t unsaid = 0;
+  for (std::size_t bytes = 0; bytes < whole; ++bytes) {
+    stored_.clear();
+    dropOnceAfter(bytes);
+    std::size_t ended = 0;
+    ASSERT_FALSE(store(messages, ended)) << bytes;
+    // The server may have stored the one whose answer was lost.
+    ASSERT_GE(stored_.size(), ended) << bytes;
+    ASSERT_LE(stored_.size(), ended + 1) << bytes;
+    ASSERT_LT(ended, 2u) << bytes;
+    unsaid += stored_.size() - ended;
+    ASSERT_THAT(std::exchange(told_, {}), ElementsAre(StartsWith(lineOf(kNotStored, "")))) << bytes;
+  }
+  EXPECT_GT(unsaid, 0u) << "no drop fell between a copy and its answer";
+}
+
+TEST_P(DroppedSentFolderTest, NoCopyIsLostAndOnlyOneIsDoubled) {
+  settings_.keepSentCopy = true;
+  deliver({"one", "two"});
+  ASSERT_EQ(stored_.size(), 2u);
+  const std::size_t whole = moments();
+  ASSERT_GT(whole, 100u);
+  for (std::size_t bytes = 0; bytes < whole; ++bytes) {
+    SCOPED_TRACE(bytes);
+    stored_.clear();
+    dropOnceAfter(bytes);
+    const auto transport = withSentFolder(std::make_shared<Taking>(), settings_, world());
+    deliver({"one", "two"}, transport.get());
+    ASSERT_GE(copiesWaiting(), 1u);
+    ASSERT_LE(copiesWaiting(), 2u);
+    ASSERT_GE(stored_.size() + copiesWaiting(), 2u);
+    pass(kSentStorePause);
+    deliver({}, transport.get());
+    ASSERT_EQ(copiesWaiting(), 0u);
+    for (const char* subject : {"one", "two"}) {
+      ASSERT_THAT(stored_, Contains("Subject: " + std::string(subject) + "\r\n\r\ntext\r\n"));
+    }
+    ASSERT_LE(stored_.size(), 3u);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(, DroppedSentFolderTest, testing::Values("Heard", "Said"),
+                         [](const auto& each) { return each.param; });
 
 }  // namespace
 }  // namespace relaybird
