@@ -165,6 +165,11 @@ void Peer::untilEnd() {
   }
 }
 
+void Peer::cut() {
+  tls_.reset();
+  throw PeerGone();
+}
+
 TlsServer::TlsServer(std::function<void(Peer&)> talk)
     : talk_(std::move(talk)), listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   // Otherwise the system might keep all that a test sends.

@@ -70,6 +70,8 @@ class Peer {
   void pause() const;
   /// Waits until the client ends the connection; what it sends until then is dropped.
   void untilEnd();
+  /// Ends the connection without the farewell of TLS.
+  [[noreturn]] void cut();
 
  private:
   std::size_t read(char* to, std::size_t most);
