@@ -20,7 +20,8 @@ using testing::SizeIs;
 using testing::StartsWith;
 
 // The steps at which the server fails for the second of three messages, and how.
-// The first three belong to the opening of the connection, which is the Network's.
+// The first three belong to the opening of the connection, which is the Network's. What that makes
+// of the answers is in smtp_opening_test.cpp.
 const std::vector<std::string> kVerbs = {"greeting", "STARTTLS", "AUTH", "EHLO", "MAIL",
                                          "RCPT",     "DATA",     "END",  "RSET", "QUIT"};
 const std::vector<std::string> kAnswers = {"421", "450", "451",  "452",  "454", "550",

@@ -117,7 +117,7 @@ inline SmtpFault faultOf(const std::string& answer) {
   return fault;
 }
 
-/// Fails to open as a Network does that meets the answer at that step.
+/// Fails to open as a Network does that meets the answer at that step (smtp_opening_test.cpp).
 class NeverOpen : public ServerScript {
  public:
   NeverOpen(std::string verb, std::string answer)
@@ -127,17 +127,15 @@ class NeverOpen : public ServerScript {
     if (answer_ == "hang") {
       return;
     }
-    const bool temporary = answer_[0] == '4';
     ConnectFailure failure;
     failure.step = verb_ == "AUTH"       ? ConnectStep::kSignIn
                    : verb_ == "STARTTLS" ? ConnectStep::kEncrypt
                                          : ConnectStep::kConnect;
-    failure.cause = answer_ == "drop"     ? Cause::kClosed
-                    : answer_ == "cut"    ? Cause::kTls
-                    : temporary           ? Cause::kBusy
-                    : verb_ == "AUTH"     ? Cause::kSignInRefused
-                    : verb_ == "STARTTLS" ? Cause::kNoEncryption
-                                          : Cause::kProtocol;
+    failure.cause = answer_ == "drop"                      ? Cause::kClosed
+                    : answer_ == "cut"                     ? Cause::kTls
+                    : verb_ == "STARTTLS"                  ? Cause::kNoEncryption
+                    : verb_ == "AUTH" && answer_[0] == '5' ? Cause::kSignInRefused
+                                                           : Cause::kBusy;
     failure.words = "It failed";
     failure.answer = faultOf(answer_).reply;
     end.fail(failure);
