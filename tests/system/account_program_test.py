@@ -26,6 +26,7 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support/servers"))
 import client  # noqa: E402
 import dovecot  # noqa: E402
+from client import taken  # noqa: E402
 
 PATIENCE = 60  # seconds
 NEVER = 60000  # calls; strace counts to 65,535
@@ -151,12 +152,6 @@ class Home:
 
     def text(self):
         return self.output.decode("utf-8", "replace")
-
-
-def taken(sink):
-    """The messages that a sink has, parsed, in order."""
-    files = sorted(pathlib.Path(sink["folder"]).glob("*.envelope"))  # written after the text
-    return [email.message_from_bytes(file.with_suffix(".eml").read_bytes()) for file in files]
 
 
 def subjects(messages):

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The private mail servers of a Python program: starts mail_servers.py, asks it, and ends it."""
 
+import email
 import itertools
 import pathlib
 import subprocess
@@ -8,6 +9,12 @@ import threading
 
 TOOL = pathlib.Path(__file__).with_name("mail_servers.py")
 PATIENCE = 20  # seconds
+
+
+def taken(sink):
+    """The messages that a sink has, parsed, in order."""
+    files = sorted(pathlib.Path(sink["folder"]).glob("*.envelope"))  # written after the text
+    return [email.message_from_bytes(file.with_suffix(".eml").read_bytes()) for file in files]
 
 
 class Servers:

@@ -74,7 +74,7 @@ class DesktopCase(unittest.TestCase):
 
     def answer(self, title, button):
         """Waits for a box, clicks one of its buttons, and returns the text of the box as one line."""
-        box = self.program.window(title)
+        box = self.program.window(title, role="alert")
         words = " ".join(" ".join(label.name for label in box.find_all(role="label")).split())
         box.find(button, "push button").click()
         box.wait_gone()
@@ -97,6 +97,13 @@ class DesktopCase(unittest.TestCase):
     def chosen(self, box):
         entry = box.accessible.selected()
         return entry.name() if entry else None
+
+    def wait_for_line(self, text):
+        """Waits until the line at the top of the main window, which wraps, begins with that text."""
+        main = self.program.window(MAIN)
+        self.wait_until(f"the line '{text}'",
+                        lambda: any(" ".join(each.name.split()).startswith(text)
+                                    for each in main.find_all(role="label")))
 
     def wait_until(self, what, look):
         return wait_for(what, look, otherwise=self.program.describe if self.program else None)

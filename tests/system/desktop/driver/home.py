@@ -49,12 +49,12 @@ class Home:
         self.remembered_help_file.write_text(f"[default]\nstrHelpFileLocation={file}\n",
                                              encoding="utf-8")
 
-    def preferences(self):
-        """The present content of the preference file: texts by key."""
+    def preferences(self, section="default"):
+        """The present content of a section of the preference file: texts by key."""
         parser = configparser.RawConfigParser(delimiters=("=",), strict=False)
         parser.optionxform = str
         parser.read(self.preference_file, encoding="utf-8")
-        return dict(parser["default"]) if parser.has_section("default") else {}
+        return dict(parser[section]) if parser.has_section(section) else {}
 
     def deliver(self, subject, sender="Bob <bob@example.com>", text="text"):
         """Delivers a new message to the inbox, as a delivery agent does."""

@@ -53,12 +53,12 @@ class Program:
         windows = [Window(self, each) for each in application.children()] if application else []
         return [each for each in windows if each.role in _WINDOWS and each.is_showing()]
 
-    def window(self, title, timeout=None):
+    def window(self, title, timeout=None, role=None):
         """Waits for the window with that title, or with that beginning if the title ends in "...",
-        then raises and focuses it."""
+        then raises and focuses it. `role` distinguishes a box from the dialog with the same title."""
         found = wait_for(
             f"a window '{title}'",
-            lambda: self._window(title),
+            lambda: self._window(title, role),
             **({"timeout": timeout} if timeout else {}),
             otherwise=self.describe,
         )
@@ -127,11 +127,12 @@ class Program:
         self.process.wait()
         self._output.close()
 
-    def _window(self, title):
+    def _window(self, title, role):
         if not self.running():
             raise TooLate("the program has ended")
         # If two windows have the same title, the newest one is in front.
-        return next((w for w in reversed(self.windows()) if _is_titled(w, title)), None)
+        return next((w for w in reversed(self.windows())
+                     if _is_titled(w, title) and role in (None, w.role)), None)
 
 
 class StartedProgram(Program):

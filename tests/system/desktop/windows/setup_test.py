@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Setting up mail, from the first start to the line at the top of the main window."""
 
-import configparser
 import shutil
 
 import desktop_case
@@ -9,21 +8,9 @@ from desktop_case import MAIN, DesktopCase, show_tab
 
 
 class SetUp(DesktopCase):
-    def mail_section(self):
-        parser = configparser.RawConfigParser(delimiters=("=",), strict=False)
-        parser.read(self.home.preference_file, encoding="utf-8")
-        return dict(parser["mail"]) if parser.has_section("mail") else {}
-
     def open(self):
         self.program.window(MAIN).choose("Edit", "Set Up Mail...")
         return self.program.window("Set Up Mail")
-
-    def wait_for_line(self, text):
-        """The window wraps the line."""
-        main = self.program.window(MAIN)
-        self.wait_until(f"the line '{text}'",
-                        lambda: any(" ".join(each.name.split()).startswith(text)
-                                    for each in main.find_all(role="label")))
 
     def test_the_first_start_leads_to_a_mailbox(self):
         shutil.move(self.home.maildir, self.home.folder / "Mail")
@@ -38,7 +25,7 @@ class SetUp(DesktopCase):
         setup.find("OK", "push button").click()
         setup.wait_gone()
         self.assertEqual({"store": "maildir", "maildir": f"{self.home.folder}/Mail"},
-                         self.mail_section())
+                         self.home.preferences("mail"))
         self.wait_for_line("Watches the Maildir ~/Mail. Forwards stay in the outbox")
         self.assertEqual([], self.program.window(MAIN).find_all("Set up mail...", "push button"))
         self.leave()
@@ -67,8 +54,8 @@ class SetUp(DesktopCase):
         self.wait_until("OK", lambda: setup.find("OK", "push button").has("sensitive"))
         self.desktop.keys("Return")
         setup.wait_gone()
-        self.assertEqual(f"{self.home.folder}/Mail", self.mail_section()["maildir"])
-        self.assertEqual("ann@example.org", self.mail_section()["address"])
+        self.assertEqual(f"{self.home.folder}/Mail", self.home.preferences("mail")["maildir"])
+        self.assertEqual("ann@example.org", self.home.preferences("mail")["address"])
         self.leave()
 
     def test_a_start_without_a_mailbox_offers_it(self):
@@ -98,7 +85,7 @@ class SetUp(DesktopCase):
         setup.find("OK", "push button").click()
         setup.wait_gone()
         self.wait_for_line("Watches the Maildir ~/Maildir. Forwards stay in the outbox")
-        self.assertEqual("993", self.mail_section()["imap_port"])
+        self.assertEqual("993", self.home.preferences("mail")["imap_port"])
         self.leave()
 
     def test_an_address_brings_its_servers_and_what_to_do(self):
@@ -114,7 +101,7 @@ class SetUp(DesktopCase):
         self.assertEqual("ann@icloud.com", setup.find("User name:", "text").text)
         setup.find("Cancel", "push button").click()
         setup.wait_gone()
-        self.assertEqual({}, self.mail_section())
+        self.assertEqual({}, self.home.preferences("mail"))
         self.leave()
 
     def test_what_is_missing_is_said_and_its_page_shown(self):
