@@ -16,6 +16,7 @@ namespace relaybird::desktop {
 /// Properties of a widget that are set by the layout of the window, not by the control.
 struct ViewStyle {
   bool multiline = false;     ///< for a text field
+  bool followsEnd = false;    ///< of a multi-line field: its last line is always scrolled to
   bool emphasised = false;    ///< bold text
   int widthInCharacters = 0;  ///< of a text field, at most of a label; 0: as the layout allows
   /// The text beside the picture of a picture button, with "&" before its access key.

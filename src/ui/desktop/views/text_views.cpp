@@ -63,7 +63,8 @@ class TextView : public WidgetView {
                               // which is not part of the address.
                               (style.multiline ? wxTE_MULTILINE | wxTE_WORDWRAP : 0) |
                                   (control.hidesText() ? wxTE_PASSWORD : 0) |
-                                  (control.locked() ? wxTE_READONLY : 0))) {
+                                  (control.locked() ? wxTE_READONLY : 0))),
+        followsEnd_(style.followsEnd) {
     if (style.widthInCharacters > 0) {
       field_->SetInitialSize(field_->GetSizeFromTextSize(
           field_->GetTextExtent(wxString('0', static_cast<std::size_t>(style.widthInCharacters)))
@@ -99,6 +100,9 @@ class TextView : public WidgetView {
     }
     if (const wxString text = toWx(control_.text()); field_->GetValue() != text) {
       field_->ChangeValue(text);
+      if (followsEnd_) {
+        field_->ShowPosition(field_->GetLastPosition());
+      }
     }
   }
 
@@ -177,6 +181,7 @@ class TextView : public WidgetView {
   }
 
   wxTextCtrl* field_;
+  bool followsEnd_;
   TypedText typed_;       // the last typed text, as the form corrected it
   bool editing_ = false;  // ignore change events and updates: the change is made here
 };

@@ -11,7 +11,8 @@ namespace {
 // In average letters: enough for most addresses and names of servers.
 constexpr int kFieldWidth = 36;
 constexpr int kPortWidth = 8;
-// A test of an account that succeeds has 13 lines, and the last one is what the user waits for.
+// About as many as a test of an account that succeeds has. The last one, which is what the user
+// waits for, is scrolled to.
 constexpr int kTestLines = 15;
 
 }  // namespace
@@ -110,7 +111,8 @@ wxWindow* SetupWindow::testTab() {
   page->heading(add(page, frm_.lblTest));
   page->part(row(*this, {add(page, frm_.cmdTestAccount), add(page, frm_.cmdStopTest)}));
   page->heading(add(page, frm_.lblTestLines));
-  wxWindow* lines = add(page, frm_.txtTest, {.multiline = true, .namedBy = &frm_.lblTestLines});
+  wxWindow* lines = add(page, frm_.txtTest,
+                        {.multiline = true, .followsEnd = true, .namedBy = &frm_.lblTestLines});
   lines->SetMinSize({lines->GetMinSize().GetWidth(), kTestLines * lines->GetCharHeight()});
   page->part(lines, 1);
   page->part(add(page, frm_.lblSendTest));

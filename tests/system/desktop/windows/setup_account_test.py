@@ -19,16 +19,15 @@ MESSAGE = (f"From: Bob <bob@example.com>\nTo: {OWN_ADDRESS}\nSubject: Dinner at 
 
 
 class FirstAccount(DesktopCase):
-    @classmethod
-    def setUpClass(cls):
-        super().setUpClass()
+    def setUp(self):
+        super().setUp()
         scratch = tempfile.TemporaryDirectory(prefix="relaybird-")
-        cls.addClassCleanup(scratch.cleanup)
+        self.addCleanup(scratch.cleanup)
         folder = pathlib.Path(scratch.name)
         folder.chmod(0o711)  # the servers are of another user if this one is root
         (folder / "servers").mkdir()
-        cls.servers = client.Servers(folder / "servers")
-        cls.addClassCleanup(cls.servers.close)
+        self.servers = client.Servers(folder / "servers")
+        self.addCleanup(self.servers.close)
 
     def arrived(self):
         """What has arrived at the server of the address, the oldest first."""
@@ -148,6 +147,39 @@ class FirstAccount(DesktopCase):
         main.find("Automation Status:", "text").wait_for_text("Running")
         self.leave()
         self.assert_password_is_in_no_file()
+
+    def test_what_has_happened_last_is_in_sight_in_a_long_result(self):
+        self.home.write_preferences(mstrFwdToAddress_num=1, mstrFwdToAddress_1=ADDRESS)
+        places, user = self.servers.places, self.servers.fresh_user()
+        with open(self.home.preference_file, "a", encoding="utf-8") as file:
+            file.write(f"[mail]\nstore=account\naddress={OWN_ADDRESS}\n"
+                       f"imap_host=localhost\nimap_port={places['plain.imap']}\nimap_security=none\n"
+                       f"imap_user={user}\n"
+                       f"imap_secret=command\nimap_secret_command=/bin/echo {dovecot.PLAIN_PASSWORD}\n"
+                       f"delivery=smtp\nsmtp_host=localhost\nsmtp_port={places['plain.submission']}\n"
+                       f"smtp_security=none\nsmtp_user={user}\n")
+        self.start_again().choose("Edit", "Set Up Mail...")
+        setup = self.program.window("Set Up Mail")
+        show_tab(setup, "Test")
+        result = setup.find("Result:", "text")
+        setup.find("Test Account", "push button").click()
+        self.wait_for_end_in_sight(result, "The test is over: all is well.")
+        setup.find("Send a Test Message", "push button").click()
+        self.answer("Set Up Mail", "Yes")
+        self.wait_for_end_in_sight(result, "Look at the phone or the mailbox that it went to.")
+        self.program.window("Set Up Mail").find("Cancel", "push button").click()
+        setup.wait_gone()
+        self.leave()
+
+    def wait_for_end_in_sight(self, field, end):
+        def in_sight():
+            text = field.text
+            _, top, _, height = field.extents
+            _, letter_top, _, letter_height = field.accessible.letter_extents(len(text) - 1)
+            return (text.endswith(end) and top <= letter_top
+                    and letter_top + letter_height <= top + height)
+
+        self.wait_until(f"'{end}' to be in sight", in_sight)
 
     def assert_password_is_in_no_file(self):
         needle = dovecot.PASSWORD.encode()
