@@ -138,7 +138,8 @@ void SetupTransfer::fill(const MailSettings& settings, const LocalIdentity& user
                               ? settings.imap.secretName
                               : "relaybird.imap");
   fillServer(settings.smtp);
-  const bool own = settings.smtp.secret != SecretSource::kSameAsImap;
+  // A server that wants no sign-in must not be shown as the account's: that would sign in.
+  const bool own = settings.smtp.secret != SecretSource::kSameAsImap || !settings.smtp.signIn;
   const bool foreign = own && positionOf(settings.smtp.secret) > kByTokenCommand;
   std::vector<std::string> ways(w.cmbSmtpSignIn.list().begin(), w.cmbSmtpSignIn.list().begin() + 4);
   if (foreign) {
@@ -233,7 +234,6 @@ void SetupTransfer::readSmtpSecret(MailSettings& result) const {
                        result.imap.signIn == SignInMethod::kOauthBearer;
     smtp.signIn = methodFor(token, smtp.signIn);
   } else if (way == kSmtpWithout) {
-    smtp.secret = SecretSource::kKeyring;
     smtp.signIn.reset();
   } else if (way != kSmtpAsInFile) {
     smtp.secret = secretAt(way);

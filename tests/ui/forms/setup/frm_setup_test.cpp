@@ -81,6 +81,21 @@ TEST_F(Setup, StoredSettingsAreShownAndStayAsTheyAre) {
   EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("[mail]\n" + lines));
 }
 
+// The password of the account would go to a server that never asked for it.
+TEST_F(Setup, AServerForSendingWithoutSignInStaysWithoutOne) {
+  const std::string lines =
+      "store=account\naddress=ann@firm.example\nimap_host=mail.firm.example\n"
+      "smtp_host=relay.firm.example\nsmtp_sign_in=none\n";
+  mail(lines);
+  open();
+  EXPECT_EQ(at("cmbDelivery").value(), kByOtherServer);
+  EXPECT_EQ(at("cmbSmtpSignIn").list()[at("cmbSmtpSignIn").value()], "Nothing: no sign-in");
+  type("txtMailName", "Ann");
+  press("cmdOK");
+  EXPECT_FALSE(setup().visible()) << lastBox();
+  EXPECT_THAT(files_.bytes(kPrefFile), HasSubstr("[mail]\n" + lines + "name=Ann\n"));
+}
+
 TEST_F(Setup, AMailboxThatCannotBeOpenedIsTold) {
   setup_.failure = "Another Relaybird has this mailbox.";
   open();
