@@ -20,9 +20,8 @@ constexpr int kProtocol = 1;
 }  // namespace
 
 ConsoleApplication::ConsoleApplication(ProgramIdentity identity, ProgramPlatform platform,
-                                       ConsoleSystem& system, Manual manual, std::ostream& err)
+                                       ConsoleSystem& system, Manual manual)
     : manual_(std::move(manual)),
-      err_(err),
       system_(system),
       loop_(system.loop()),
       core_(
@@ -52,7 +51,7 @@ ConsoleApplication::~ConsoleApplication() {
 // where a script reads the protocol.
 int ConsoleApplication::run() {
   if (const auto refusal = core_.prepare()) {
-    err_ << core_.identity().name << ": " << refusal->text << '\n';
+    core_.platform.streams.err(core_.identity().name + ": " + refusal->text + "\n");
     return refusal->status;
   }
   makeConsole();

@@ -4,7 +4,6 @@
 
 #include <memory>
 #include <optional>
-#include <ostream>
 #include <string>
 
 #include "app/program_core.h"
@@ -18,9 +17,10 @@ namespace relaybird {
 
 class ConsoleApplication {
  public:
-  /// Writes the reason why the program cannot start to `err`. `system` and `err` must outlive it.
+  /// Writes the reason why the program cannot start to the platform's standard error. `system` must
+  /// outlive it.
   ConsoleApplication(ProgramIdentity identity, ProgramPlatform platform, ConsoleSystem& system,
-                     Manual manual, std::ostream& err);
+                     Manual manual);
   ~ConsoleApplication();
 
   /// Runs until the user, a signal or the end of the input ends it. Returns the exit status: 0 for
@@ -40,7 +40,6 @@ class ConsoleApplication {
   bool keepAlive();
 
   Manual manual_;
-  std::ostream& err_;
   int status_ = 0;
 
   ConsoleSystem& system_;

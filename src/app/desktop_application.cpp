@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <iostream>
 #include <iterator>
 #include <utility>
 
@@ -57,8 +56,8 @@ Control& controlOf(const std::string& name, MainControls& window) {
 
 }  // namespace
 
-DesktopApplication::DesktopApplication(ProgramIdentity identity, PlatformMaker platform)
-    : identity_(std::move(identity)), makePlatform_(std::move(platform)) {
+DesktopApplication::DesktopApplication(ProgramIdentity identity, ProgramPlatform platform)
+    : identity_(std::move(identity)), streams_(platform.streams), platform_(std::move(platform)) {
   desktop::takeApplicationName();
 }
 
@@ -69,7 +68,7 @@ bool DesktopApplication::OnInit() {
   SetAppDisplayName("Relaybird");
   loop_ = std::make_unique<desktop::WxLoop>();
   core_ = std::make_unique<ProgramCore>(
-      makePlatform_(), identity_, *loop_,
+      std::move(platform_), identity_, *loop_,
       [this](const StoreNotice& notice) {
         if (forms_) {
           forms_->handleNotice(notice);
@@ -198,13 +197,17 @@ void DesktopApplication::act(const std::string& action) {
   }
 }
 
+void DesktopApplication::complain(const std::string& words) const {
+  streams_.err(identity_.name + ": " + words + "\n");
+}
+
 // A program that has raised the running one ends well, without a word.
 int DesktopApplication::OnRun() {
   if (handedOver_) {
     return 0;
   }
   if (refusal_) {
-    std::cerr << identity_.name << ": " << desktop::linesToWx(refusal_->text).utf8_str() << '\n';
+    complain(desktop::fromWx(desktop::linesToWx(refusal_->text)));
     dialogs_.messageBox(
         {refusal_->text, std::string(kProgramTitle), BoxButtons::kOk, BoxIcon::kExclamation});
     return refusal_->status;
@@ -272,15 +275,15 @@ bool DesktopApplication::OnExceptionInMainLoop() {
   } catch (...) {
     what = "an exception of an unknown kind";
   }
-  std::cerr << identity_.name << ": unexpected: " << what << '\n';
+  complain("unexpected: " + what);
   try {
     if (forms_) {
       forms_->unexpected(what);
     }
   } catch (const std::exception& error) {
-    std::cerr << identity_.name << ": unexpected: " << error.what() << '\n';
+    complain(std::string("unexpected: ") + error.what());
   } catch (...) {
-    std::cerr << identity_.name << ": unexpected: an exception of an unknown kind\n";
+    complain("unexpected: an exception of an unknown kind");
   }
   return true;
 }
@@ -290,7 +293,7 @@ void DesktopApplication::OnAssertFailure(const wxChar* file, int line, const wxC
                                          const wxChar* condition, const wxChar* message) {
   const wxString what = wxString::Format("%s:%d: %s: %s %s", file, line, function, condition,
                                          message == nullptr ? wxT("") : message);
-  std::cerr << identity_.name << ": assertion failed: " << what.utf8_str() << '\n';
+  complain("assertion failed: " + desktop::fromWx(what));
 }
 
 }  // namespace relaybird

@@ -4,7 +4,6 @@
 
 #include <wx/app.h>
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,9 +23,7 @@ namespace relaybird {
 
 class DesktopApplication : public wxApp {
  public:
-  /// Makes the platform once the toolkit is ready.
-  using PlatformMaker = std::function<ProgramPlatform()>;
-  DesktopApplication(ProgramIdentity identity, PlatformMaker platform);
+  DesktopApplication(ProgramIdentity identity, ProgramPlatform platform);
   ~DesktopApplication() override;
 
   bool OnInit() override;
@@ -46,11 +43,13 @@ class DesktopApplication : public wxApp {
   void act(const std::string& action);
   bool ending() const { return forms_ && forms_->main().engine().state().ending; }
   bool keepAlive();
+  void complain(const std::string& words) const;
   bool checkRuns() const { return forms_ && forms_->main().engine().state().passRunning; }
   wxWindow* front() { return windows_ ? windows_->front() : nullptr; }
 
   ProgramIdentity identity_;
-  PlatformMaker makePlatform_;
+  StandardStreams streams_;
+  ProgramPlatform platform_;  ///< until `core_` has it
   int status_ = 0;
   bool started_ = false;
   std::vector<std::string> asked_;  ///< actions requested before the start

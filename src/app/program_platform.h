@@ -25,8 +25,23 @@
 
 namespace relaybird {
 
+/// The standard streams, for the little that a program says beside its windows or its session at
+/// the console: text in UTF-8, lines end in "\n". What is written to a stream that the program does
+/// not have, or that nobody reads, is lost.
+struct StandardStreams {
+  using Writer = std::function<void(const std::string& text)>;
+  Writer out = [](const std::string&) {};
+  Writer err = [](const std::string&) {};
+  /// For a program that shows windows: as `out`, or as `err` if it is an error. Where the system
+  /// gives such a program no streams, whoever has started it is shown a box, and the call waits for
+  /// the answer.
+  std::function<void(const std::string& text, bool isError)> tellStarter = [](const std::string&,
+                                                                              bool) {};
+};
+
 /// A member may use those above it. Whatever has no "null" in its comment is there on every system.
 struct ProgramPlatform {
+  StandardStreams streams;
   std::unique_ptr<Sleeper> sleeper;
   std::unique_ptr<FileSystem> files;
   std::unique_ptr<ProfileStrings> profiles;  ///< the preference files
@@ -65,16 +80,12 @@ struct ProgramPlatform {
   std::function<std::unique_ptr<Autostart>(const std::string& program)> makeAutostart;
 };
 
-/// That of the system that the program was built for.
+/// That of the system that the program was built for. To be made in main, after
+/// prepareSystemProcess().
 ProgramPlatform systemPlatform();
 
 /// The first call in main, before any thread: repairs what the parent process may have handed down,
 /// chooses the memory of secrets, and makes the libraries ready that threads share.
 void prepareSystemProcess();
-
-/// Writes UTF-8 text to standard output, or to standard error if it is an error, for a program that
-/// shows windows. Where the system gives such a program no output, whoever has started it is shown
-/// a box, and the call waits for the answer.
-void tellStarter(const std::string& text, bool isError);
 
 }  // namespace relaybird

@@ -2,6 +2,8 @@
 // relaybird: the program in its windows.
 #include <wx/init.h>
 
+#include <utility>
+
 #include "app/desktop_application.h"
 #include "app/program_start.h"
 
@@ -15,11 +17,12 @@ constexpr const char* kHelp =
 
 int main(int argc, char** argv) {
   relaybird::prepareSystemProcess();
+  relaybird::ProgramPlatform platform = relaybird::systemPlatform();
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird");
   if (const auto answer = relaybird::answerArguments(identity, kHelp, {argv + 1, argv + argc})) {
-    relaybird::tellStarter(answer->text, answer->status != 0);
+    platform.streams.tellStarter(answer->text, answer->status != 0);
     return answer->status;
   }
-  wxApp::SetInstance(new relaybird::DesktopApplication(identity, relaybird::systemPlatform));
+  wxApp::SetInstance(new relaybird::DesktopApplication(identity, std::move(platform)));
   return wxEntry(argc, argv);
 }

@@ -4,10 +4,10 @@
 // nor the topics that are built in.
 #include <cstdlib>
 #include <exception>
-#include <iostream>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "app/console_application.h"
@@ -69,19 +69,21 @@ Manual consoleManual() {
 
 int main(int argc, char** argv) {
   relaybird::prepareSystemProcess();
+  relaybird::ProgramPlatform platform = relaybird::systemPlatform();
+  const relaybird::StandardStreams streams = platform.streams;
   const relaybird::ProgramIdentity identity = relaybird::programIdentity("relaybird-console");
   if (const auto answer =
           relaybird::answerArguments(identity, relaybird::kHelp, {argv + 1, argv + argc})) {
-    (answer->status == 0 ? std::cout : std::cerr) << answer->text;
+    (answer->status == 0 ? streams.out : streams.err)(answer->text);
     return answer->status;
   }
   try {
     const auto system = relaybird::openSystemConsole();
-    relaybird::ConsoleApplication application(identity, relaybird::systemPlatform(), *system,
-                                              relaybird::consoleManual(), std::cerr);
+    relaybird::ConsoleApplication application(identity, std::move(platform), *system,
+                                              relaybird::consoleManual());
     return application.run();
   } catch (const std::exception& error) {
-    std::cerr << identity.name << ": " << error.what() << '\n';
+    streams.err(identity.name + ": " + error.what() + "\n");
     return EXIT_FAILURE;
   }
 }

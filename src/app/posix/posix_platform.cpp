@@ -43,6 +43,15 @@ namespace {
 // takes longer than the copying.
 constexpr int kLargeBlock = 4 << 20;
 
+// A program with windows has the streams that it was started with, as any other.
+StandardStreams standardStreams() {
+  const auto out = [](const std::string& text) { std::cout << text << std::flush; };
+  const auto err = [](const std::string& text) { std::cerr << text; };
+  return {.out = out, .err = err, .tellStarter = [=](const std::string& text, bool isError) {
+            isError ? err(text) : out(text);
+          }};
+}
+
 std::string hostName() {
   std::array<char, 256> name{};
   // A name that is cut off need not end in a zero byte, so the last one is left alone.
@@ -76,10 +85,6 @@ void prepareSystemProcess() {
   // Threads share these libraries, so that they are made ready before there are any.
   prepareCurl();
   prepareLibraries();
-}
-
-void tellStarter(const std::string& text, bool isError) {
-  (isError ? std::cerr : std::cout) << text;
 }
 
 LocalIdentity localIdentity() {
@@ -117,6 +122,7 @@ std::string programFolder() {
 
 ProgramPlatform systemPlatform() {
   ProgramPlatform system;
+  system.streams = standardStreams();
   system.sleeper = std::make_unique<PosixSleeper>();
   system.files = std::make_unique<PosixFileSystem>(*system.sleeper);
   FileSystem& files = *system.files;

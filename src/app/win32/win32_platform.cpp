@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <functional>
+#include <iostream>
 #include <vector>
 
 #include "app/program_platform.h"
@@ -50,6 +51,20 @@ std::string nameBy(const std::function<bool(wchar_t*, DWORD*)>& call) {
   return call(buffer.data(), &size) ? fromWide(buffer.data()) : "";
 }
 
+// The program with windows has streams only where they are redirected.
+void tellStarter(const std::string& text, bool isError) {
+  if (!writeToStarter(isError ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE, text)) {
+    ::MessageBoxW(nullptr, toWide(text).c_str(), L"Relaybird",
+                  MB_SETFOREGROUND | (isError ? MB_ICONWARNING : MB_ICONINFORMATION));
+  }
+}
+
+StandardStreams standardStreams() {
+  return {.out = [](const std::string& text) { std::cout << text << std::flush; },
+          .err = [](const std::string& text) { std::cerr << text; },
+          .tellStarter = tellStarter};
+}
+
 // Known places, the same for every user. In the root of the drive only an administrator may make a
 // file, so that others have to make the trace file for the user first.
 constexpr const char* kTraceFile = "c:\\rbxdb.txt";
@@ -65,13 +80,6 @@ void prepareSystemProcess() {
   ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
   static auto* const pages = new LockedPages;  // never destroyed: statics may hold secrets
   keepSecretsIn(*pages);
-}
-
-void tellStarter(const std::string& text, bool isError) {
-  if (!writeToStarter(isError ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE, text)) {
-    ::MessageBoxW(nullptr, toWide(text).c_str(), L"Relaybird",
-                  MB_SETFOREGROUND | (isError ? MB_ICONWARNING : MB_ICONINFORMATION));
-  }
 }
 
 LocalIdentity localIdentity() {
@@ -103,6 +111,7 @@ std::string programFolder() {
 
 ProgramPlatform systemPlatform() {
   ProgramPlatform system;
+  system.streams = standardStreams();
   system.sleeper = std::make_unique<ServingSleeper>();
   system.files = std::make_unique<Win32FileSystem>(*system.sleeper);
   FileSystem& files = *system.files;
