@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A program over a platform of the test's own: a disk in memory, a clock that stands still, no
-// keyring, no network.
+// What a program is before it shows anything, over a platform of the test's own.
 #include "app/program_core.h"
 
 #include <gtest/gtest.h>
@@ -10,40 +9,15 @@
 #include <memory>
 #include <string>
 
+#include "app/memory_platform.h"
 #include "platform/main_loop.h"
-#include "platform/profile/profile_file.h"
-#include "prefs/fake_files.h"
-#include "prefs/pref_bench.h"
-#include "support/fake_clock.h"
 #include "support/fake_waiter.h"
-#include "support/store_fakes.h"
 
 namespace relaybird {
 namespace {
 
 class ProgramCoreTest : public testing::Test {
  protected:
-  ProgramPlatform platform() {
-    ProgramPlatform system;
-    auto disk = std::make_unique<FakeFiles>();
-    files = disk.get();
-    for (const char* folder : {"/home", "/home/ann", "/home/ann/.config", "/home/ann/.config/rbx",
-                               "/home/ann/.local", "/home/ann/.local/state"}) {
-      files->addFolder(folder);
-    }
-    system.files = std::move(disk);
-    system.profiles = std::make_unique<ProfileFile>(*system.files);
-    auto fakeClock = std::make_unique<FakeClock>();
-    system.sleeper = std::make_unique<RecordingSleeper>(*fakeClock);
-    system.clock = std::move(fakeClock);
-    system.folders = std::make_unique<HomeFolders>();
-    system.osVersion = std::make_unique<FakeOsVersion>();
-    system.commands = std::make_unique<NoCommands>();
-    system.user = {"/home/ann", "ann@here.example", "Ann"};
-    system.process = 4711;
-    return system;
-  }
-  void writePreferences(const std::string& text) { files->addFile(kCurrentFile, text); }
   std::string whyNoStore() {
     try {
       (void)core.objects().CreateObject("outlook.application");
@@ -53,10 +27,10 @@ class ProgramCoreTest : public testing::Test {
     return {};
   }
 
-  FakeFiles* files = nullptr;
+  MemoryPlatform system;
   std::string notices;
   MainLoop loop{std::make_shared<FakeWaiter>()};
-  ProgramCore core{platform(),
+  ProgramCore core{system.make(),
                    {"relaybird-console", "1.2.3", {1, 2, 3}},
                    loop,
                    [this](const StoreNotice& notice) { notices += notice.line + "\n"; },
@@ -64,7 +38,7 @@ class ProgramCoreTest : public testing::Test {
 };
 
 TEST_F(ProgramCoreTest, SettingsThatCannotBeUsedRefuseTheConsole) {
-  writePreferences("[mail]\nstore=pigeon\n");
+  system.writePreferences("[mail]\nstore=pigeon\n");
   const auto refusal = core.prepare();
   ASSERT_TRUE(refusal);
   EXPECT_EQ(refusal->status, kSettingsForbid);
@@ -73,7 +47,7 @@ TEST_F(ProgramCoreTest, SettingsThatCannotBeUsedRefuseTheConsole) {
 }
 
 TEST_F(ProgramCoreTest, TheWindowsStartWithoutAMailboxAndEachUseOfItSaysWhy) {
-  writePreferences("[mail]\nstore=pigeon\n");
+  system.writePreferences("[mail]\nstore=pigeon\n");
   EXPECT_FALSE(
       core.prepare(InstanceLock::Wait::kNone, ProgramCore::WrongSettings::kStartWithoutMailbox));
   EXPECT_EQ(core.mailbox().store, "none");
@@ -82,7 +56,7 @@ TEST_F(ProgramCoreTest, TheWindowsStartWithoutAMailboxAndEachUseOfItSaysWhy) {
 }
 
 TEST_F(ProgramCoreTest, AMailboxThatAnotherProgramHasRefusesTheStart) {
-  files->failCallsWith("lockFolder", EWOULDBLOCK);
+  system.files->failCallsWith("lockFolder", EWOULDBLOCK);
   const auto refusal = core.prepare();
   ASSERT_TRUE(refusal);
   EXPECT_EQ(refusal->status, kCannotStart);
@@ -92,7 +66,7 @@ TEST_F(ProgramCoreTest, AMailboxThatAnotherProgramHasRefusesTheStart) {
 TEST_F(ProgramCoreTest, TheNoteOfTheLockNamesTheProcessAndTheTimeOfThePlatform) {
   ASSERT_FALSE(core.prepare());
   std::string note;
-  for (const auto& [path, entry] : files->entries) {
+  for (const auto& [path, entry] : system.files->entries) {
     if (path.ends_with("/holder")) {
       note = entry.bytes;
     }
@@ -102,10 +76,10 @@ TEST_F(ProgramCoreTest, TheNoteOfTheLockNamesTheProcessAndTheTimeOfThePlatform) 
 
 // As for a user of Windows whose trace file an administrator would have to make.
 TEST_F(ProgramCoreTest, ATraceThatCannotBeWrittenIsToldOfOnceInTheLog) {
-  files->addFolder("/home/ann/.local/state/rbx");
-  files->addFolder("/home/ann/.local/state/rbx/rbxkey");
-  files->addFile("/home/ann/.local/state/rbx/rbxkey/db", "");
-  files->failCallsWith("rbxdb.txt", EACCES);
+  system.files->addFolder("/home/ann/.local/state/rbx");
+  system.files->addFolder("/home/ann/.local/state/rbx/rbxkey");
+  system.files->addFile("/home/ann/.local/state/rbx/rbxkey/db", "");
+  system.files->failCallsWith("rbxdb.txt", EACCES);
   core.trace.trace("one");
   EXPECT_EQ(notices, "") << "not in the middle of a step";
   loop.processPending();
@@ -124,14 +98,14 @@ TEST_F(ProgramCoreTest, WhatThePlatformDoesNotHaveNobodyIsAskedFor) {
 
 TEST_F(ProgramCoreTest, AFailedReopeningLeavesTheReasonAndAGoodOneTakesItAway) {
   ASSERT_FALSE(core.prepare());
-  writePreferences("[mail]\nstore=pigeon\n");
+  system.writePreferences("[mail]\nstore=pigeon\n");
   Result<void> opened;
   const auto take = [&opened](const Result<void>& result) { opened = result; };
   core.setup().reopen(take);
   ASSERT_FALSE(opened);
   EXPECT_EQ(whyNoStore(), opened.error().text);
   EXPECT_EQ(core.setup().whyClosed(), opened.error().text);
-  writePreferences("");
+  system.writePreferences("");
   core.setup().reopen(take);
   EXPECT_TRUE(opened);
   EXPECT_EQ(core.setup().whyClosed(), "");

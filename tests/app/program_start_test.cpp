@@ -2,43 +2,49 @@
 #include "app/program_start.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include "app/posix/posix_platform.h"
-#include "platform/posix/posix_file_system.h"
-#include "support/fake_clock.h"
-#include "support/temp_folder.h"
+#include "platform/paths.h"
+#include "prefs/fake_files.h"
 
 namespace relaybird {
 namespace {
 
 TEST(ProgramStart, TheHelpFileIsWhereItIsInstalledElseBesideTheProgram) {
-  TempFolder temp;
-  FakeClock clock;
-  RecordingSleeper sleeper(clock);
-  PosixFileSystem files(sleeper);
-  const std::string installed = temp.path("share/relaybird/rbx.chm");
-  std::filesystem::create_directories(temp.path("bin"));
-  std::filesystem::create_directories(temp.path("share/relaybird"));
-  EXPECT_EQ(defaultHelpFile(files, temp.path("bin")), installed) << "to be told where to look";
-  writeBytes(temp.path("bin/rbx.chm"), "x");
-  EXPECT_EQ(defaultHelpFile(files, temp.path("bin")), temp.path("bin/rbx.chm"));
-  writeBytes(installed, "x");
-  EXPECT_EQ(defaultHelpFile(files, temp.path("bin")), installed);
+  FakeFiles files;
+  for (const char* folder : {"/usr", "/usr/bin", "/usr/share", "/usr/share/relaybird"}) {
+    files.addFolder(folder);
+  }
+  const std::string installed = joinPath("/usr", "share/relaybird/rbx.chm");
+  const std::string beside = joinPath("/usr/bin", "rbx.chm");
+  EXPECT_EQ(defaultHelpFile(files, "/usr/bin"), installed) << "to be told where to look";
+  files.addFile(beside, "x");
+  EXPECT_EQ(defaultHelpFile(files, "/usr/bin"), beside);
+  files.addFile(installed, "x");
+  EXPECT_EQ(defaultHelpFile(files, "/usr/bin"), installed);
 }
 
-TEST(ProgramStart, TheProgramKnowsItsFolder) {
-  EXPECT_TRUE(std::filesystem::is_regular_file(programFolder() + "/app_posix_test"));
+std::optional<CommandLineAnswer> answer(const std::vector<std::string>& arguments) {
+  return answerArguments({"relaybird", "1.2.3", {1, 2, 3}}, "This helps.\n", arguments);
 }
 
-TEST(ProgramStart, CredentialsAreInTheFolderThatTheServiceManagerNames) {
-  ::unsetenv("CREDENTIALS_DIRECTORY");
-  EXPECT_EQ(credentialFolder(), "");
-  ::setenv("CREDENTIALS_DIRECTORY", "/run/user/1000/credentials/relaybird-console.service", 1);
-  EXPECT_EQ(credentialFolder(), "/run/user/1000/credentials/relaybird-console.service");
-  ::setenv("CREDENTIALS_DIRECTORY", "here", 1);
-  EXPECT_EQ(credentialFolder(), "");
-  ::unsetenv("CREDENTIALS_DIRECTORY");
+TEST(ProgramStart, WithoutOptionsTheProgramGoesOn) {
+  EXPECT_FALSE(answer({}));
+}
+
+TEST(ProgramStart, HelpAndVersionAreAnswered) {
+  EXPECT_EQ(answer({"--help"})->status, 0);
+  EXPECT_EQ(answer({"--help"})->text, "This helps.\n");
+  EXPECT_EQ(answer({"--version"})->status, 0);
+  EXPECT_EQ(answer({"--version"})->text, "Relaybird 1.2.3\n");
+}
+
+TEST(ProgramStart, AnythingElseIsRefusedByName) {
+  for (const auto& arguments :
+       {std::vector<std::string>{"--quiet"}, {"--quiet", "--help"}, {"--quiet", "--version"}}) {
+    EXPECT_EQ(answer(arguments)->status, kSettingsForbid);
+    EXPECT_NE(answer(arguments)->text.find("\"--quiet\""), std::string::npos);
+  }
+  EXPECT_EQ(answer({"--help", "--quiet"})->status, kSettingsForbid);
 }
 
 }  // namespace

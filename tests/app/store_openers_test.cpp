@@ -1,71 +1,67 @@
 // SPDX-License-Identifier: MIT
-// Each test writes a settings file into a temporary folder and opens the store that the file names.
-// Opening must not touch a mailbox yet, and what cannot be used is refused in words that name the
-// file.
+// The choice among the stores of a build, over tables of the test's own.
 #include "app/store_openers.h"
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <span>
+#include <string>
+
+#include "app/memory_platform.h"
 #include "platform/main_loop.h"
-#include "platform/posix/posix_clock.h"
-#include "platform/posix/posix_file_system.h"
-#include "platform/profile/profile_file.h"
-#include "support/fake_clock.h"
 #include "support/fake_waiter.h"
 #include "support/store_fakes.h"
-#include "support/temp_folder.h"
 
 namespace relaybird {
 namespace {
 
-class StoreOpenersTest : public testing::Test {
- protected:
-  std::string nameIn(const std::string& section) {
-    const std::string file = temp.path("rbx_prefs.ini");
-    writeBytes(file, section);
-    return mailStoreName(*profiles.read(file));
-  }
-
-  auto open(const std::string& name, const std::string& section) {
-    const std::string file = temp.path("rbx_prefs.ini");
-    writeBytes(file, "[mail]\n" + section);
-    const auto reader = profiles.read(file);
-    return openStore(name, {*reader, file},
-                     {.files = files,
-                      .clock = clock,
-                      .events = loop,
-                      .executor = executor,
-                      .commands = commands,
-                      .random = systemRandomBytes,
-                      .stateFolder = temp.path("state")});
-  }
-
-  TempFolder temp;
-  FakeClock fakeClock;
-  RecordingSleeper sleeper{fakeClock};
-  PosixFileSystem files{sleeper};
-  PosixClock clock;
-  MainLoop loop{std::make_shared<FakeWaiter>()};
-  InlineExecutor executor;
-  NoCommands commands;
-  ProfileFile profiles{files};
-};
-
-TEST_F(StoreOpenersTest, TheStoresNameIsReadInAnyCase) {
-  EXPECT_EQ(nameIn("[mail]\nstore=Account\n"), "account");
+// A store that cannot be opened, because of what its settings say.
+Result<std::unique_ptr<MailStore>> refuseSettings(const StoreSettings& settings,
+                                                  const StoreWorld& world) {
+  return Error{0, settings.fileName + " of " + world.user.fullName + " has colour " +
+                      settings.file.get(kMailSection, "colour", "none")};
 }
 
 Result<std::unique_ptr<MailStore>> openNothing(const StoreSettings&, const StoreWorld&) {
-  return Error{0, "opened nothing"};
+  return Error{0, "the wrong store was opened"};
+}
+
+class StoreOpenersTest : public testing::Test {
+ protected:
+  std::string nameIn(const std::string& text, std::span<const StoreEntry> stores) {
+    system.writePreferences(text);
+    return mailStoreName(*platform.profiles->read(kCurrentFile), stores);
+  }
+  std::string whyNot(const std::string& name, std::span<const StoreEntry> stores) {
+    const auto reader = platform.profiles->read(kCurrentFile);
+    const auto store = openStore(name, {*reader, kCurrentFile},
+                                 {.files = *platform.files,
+                                  .clock = *platform.clock,
+                                  .events = loop,
+                                  .executor = executor,
+                                  .commands = *platform.commands,
+                                  .random = {},
+                                  .user = platform.user},
+                                 stores);
+    return store ? "" : store.error().text;
+  }
+
+  MemoryPlatform system;
+  ProgramPlatform platform = system.make();
+  MainLoop loop{std::make_shared<FakeWaiter>()};
+  InlineExecutor executor;
+};
+
+TEST_F(StoreOpenersTest, TheStoresNameIsReadInAnyCase) {
+  EXPECT_EQ(nameIn("[mail]\nstore=Pigeon\n", {}), "pigeon");
 }
 
 TEST_F(StoreOpenersTest, TheFirstStoreOfTheBuildIsTheUsualOne) {
   const StoreEntry stores[] = {{"pigeon", openNothing}, {"maildir", openNothing}};
-  const std::string file = temp.path("rbx_prefs.ini");
-  writeBytes(file, "");
-  const auto reader = profiles.read(file);
-  EXPECT_EQ(mailStoreName(*reader, stores), "pigeon");
-  EXPECT_EQ(mailStoreName(*reader, {}), "");
+  EXPECT_EQ(nameIn("", stores), "pigeon");
+  EXPECT_EQ(nameIn("[mail]\nstore=\n", stores), "pigeon");
+  EXPECT_EQ(nameIn("", {}), "");
 }
 
 TEST_F(StoreOpenersTest, TheProgramWhoseMailboxAStoreTakesIsTold) {
@@ -76,87 +72,21 @@ TEST_F(StoreOpenersTest, TheProgramWhoseMailboxAStoreTakesIsTold) {
   EXPECT_EQ(givenMailbox("maildir", {}), "");
 }
 
-#ifndef RELAYBIRD_STORE_MAILDIR
-#ifdef RELAYBIRD_STORE_ACCOUNT
-TEST_F(StoreOpenersTest, AStoreThatWasNotBuiltIsNotKnown) {
-  const auto store = open("maildir", "");
-  ASSERT_FALSE(store);
-  EXPECT_TRUE(store.error().text.ends_with(" names is not known; there is account"))
-      << store.error().text;
-}
-#else
-TEST_F(StoreOpenersTest, AProgramWithoutAStoreSaysSo) {
-  const auto store = open("maildir", "");
-  ASSERT_FALSE(store);
-  EXPECT_EQ(store.error().text, "This program was built without a mail store");
-}
-#endif
-#else
-TEST_F(StoreOpenersTest, TheMaildirIsTheStoreWhereNoneIsNamed) {
-  EXPECT_EQ(nameIn(""), "maildir");
-  EXPECT_EQ(nameIn("[mail]\nstore=\n"), "maildir");
-}
-
-TEST_F(StoreOpenersTest, OpensAMaildirWithoutTouchingIt) {
-  auto store = open("maildir", "maildir=" + temp.path("Mail") + "\naddress=me@here.example\n");
-  ASSERT_TRUE(store) << store.error().text;
-  EXPECT_EQ((*store)->place(), temp.path("Mail"));
-  EXPECT_FALSE(std::filesystem::exists(temp.path("Mail")));
-  EXPECT_FALSE(std::filesystem::exists(temp.path("state")));
-  EXPECT_THROW((void)(*store)->factory().CreateObject(prog_id::kApplication), MailStoreError);
-}
-
-TEST_F(StoreOpenersTest, APlaceIsTheSameByEveryName) {
-  std::filesystem::create_directory(temp.path("Mail"));
-  std::filesystem::create_directory_symlink(temp.path("Mail"), temp.path("Link"));
-  auto store = open("maildir", "maildir=" + temp.path("Link") + "\naddress=me@here.example\n");
-  ASSERT_TRUE(store);
-  EXPECT_EQ((*store)->place(), std::filesystem::canonical(temp.path("Mail")).string());
+TEST_F(StoreOpenersTest, TheStoreOfThatNameIsOpenedWithItsSettings) {
+  const StoreEntry stores[] = {{"maildir", openNothing}, {"pigeon", refuseSettings}};
+  system.writePreferences("[mail]\ncolour=grey\n");
+  EXPECT_EQ(whyNot("pigeon", stores), std::string(kCurrentFile) + " of Ann has colour grey");
 }
 
 TEST_F(StoreOpenersTest, AnUnknownStoreIsAnErrorThatNamesTheFileAndTheKnownOnes) {
-  const auto store = open("pigeon", "");
-  ASSERT_FALSE(store);
-  EXPECT_EQ(store.error().text.find("The mail store \"pigeon\" that " + temp.path("rbx_prefs.ini") +
-                                    " names is not known; there is maildir"),
-            0U);
+  const StoreEntry stores[] = {{"maildir", openNothing}, {"pigeon", openNothing}};
+  EXPECT_EQ(whyNot("crow", stores), "The mail store \"crow\" that " + std::string(kCurrentFile) +
+                                        " names is not known; there is maildir, pigeon");
 }
 
-#ifdef RELAYBIRD_STORE_ACCOUNT
-TEST_F(StoreOpenersTest, AnAccountNeedsANetwork) {
-  const auto store =
-      open("account", "imap_host=imap.example.org\nimap_user=me\naddress=me@here.example\n");
-  ASSERT_FALSE(store);
-  EXPECT_NE(store.error().text.find("without a network"), std::string::npos) << store.error().text;
+TEST_F(StoreOpenersTest, AProgramWithoutAStoreSaysSo) {
+  EXPECT_EQ(whyNot("maildir", {}), "This program was built without a mail store");
 }
-#endif
-
-TEST_F(StoreOpenersTest, ASettingThatCannotBeUsedIsAnErrorThatNamesTheFile) {
-  const auto store = open("maildir", "delivery=pigeon\naddress=me@here.example\n");
-  ASSERT_FALSE(store);
-  EXPECT_EQ(store.error().text, "Section [mail] of " + temp.path("rbx_prefs.ini") +
-                                    " cannot be used: delivery=pigeon is not known; it has to be "
-                                    "one of none, sendmail, smtp.");
-}
-
-TEST_F(StoreOpenersTest, TheWayOutIsTheOneThatTheSettingsName) {
-  const auto delivers = [&](const std::string& lines) {
-    auto store = open("maildir", lines + "address=me@here.example\n");
-    EXPECT_TRUE(store) << lines;
-    return store && (*store)->outgoing().state().delivers;
-  };
-  EXPECT_FALSE(delivers(""));
-  EXPECT_TRUE(delivers("sendmail=/usr/sbin/sendmail\n"));
-  EXPECT_FALSE(delivers("sendmail=/usr/sbin/sendmail\ndelivery=none\n"));
-}
-
-TEST_F(StoreOpenersTest, ADeliveryCommandWithoutItsWholePathIsAnError) {
-  const auto store = open("maildir", "sendmail=sendmail -t\naddress=me@here.example\n");
-  ASSERT_FALSE(store);
-  EXPECT_FALSE(store.error().text.empty());
-}
-
-#endif
 
 }  // namespace
 }  // namespace relaybird

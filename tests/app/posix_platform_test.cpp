@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+// What the system itself is asked for a program.
+#include "app/posix/posix_platform.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+
+namespace relaybird {
+namespace {
+
+TEST(PosixPlatform, TheProgramKnowsItsFolder) {
+  EXPECT_TRUE(std::filesystem::is_regular_file(programFolder() + "/app_posix_test"));
+}
+
+TEST(PosixPlatform, CredentialsAreInTheFolderThatTheServiceManagerNames) {
+  ::unsetenv("CREDENTIALS_DIRECTORY");
+  EXPECT_EQ(credentialFolder(), "");
+  ::setenv("CREDENTIALS_DIRECTORY", "/run/user/1000/credentials/relaybird-console.service", 1);
+  EXPECT_EQ(credentialFolder(), "/run/user/1000/credentials/relaybird-console.service");
+  ::setenv("CREDENTIALS_DIRECTORY", "here", 1);
+  EXPECT_EQ(credentialFolder(), "");
+  ::unsetenv("CREDENTIALS_DIRECTORY");
+}
+
+}  // namespace
+}  // namespace relaybird
