@@ -4,7 +4,7 @@
 set -euo pipefail
 if [ -z "${OWN_SCREEN_INSIDE:-}" ]; then
   export OWN_SCREEN_INSIDE=1
-  exec xvfb-run --auto-servernum --server-args='-screen 0 1280x900x24' \
+  exec "$(dirname "$0")/../../tests/support/own_display.sh" 1280x900 \
     dbus-run-session -- "$0" "$@" 2> >(grep -v '^dbus-daemon' >&2)
 fi
 

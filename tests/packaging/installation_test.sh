@@ -8,7 +8,7 @@ source=$(dirname "$(realpath "$0")")/../..
 application=$(sed -n 's/.*kApplicationId = "\(.*\)";/\1/p' "$source/src/platform/system/application_id.h")
 if [ -z "${INSTALLATION_TEST_INSIDE:-}" ]; then
   export INSTALLATION_TEST_INSIDE=1
-  exec timeout --verbose 120 xvfb-run --auto-servernum --server-args='-screen 0 1280x900x24' \
+  exec timeout --verbose 120 "$source/tests/support/own_display.sh" 1280x900 \
     dbus-run-session -- "$0" "$@"
 fi
 

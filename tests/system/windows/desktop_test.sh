@@ -14,7 +14,7 @@ if [ -z "${DESKTOP_TEST_INSIDE:-}" ]; then
   rm -rf "$3"
   mkdir -p "$3"
   # Wine's services keep the output open, and a reader of a pipe would wait for them.
-  timeout --verbose 900 xvfb-run --auto-servernum --server-args='-screen 0 1280x1024x24' \
+  timeout --verbose 900 "$sources/../../support/own_display.sh" 1280x1024 \
     "$(realpath "$0")" "$@" >"$3/test.log" 2>&1 </dev/null || {
     tail -n 30 "$3/test.log"
     echo "desktop: FAILED; see $3"

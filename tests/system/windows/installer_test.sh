@@ -22,7 +22,7 @@ if [ -z "${INSTALLER_TEST_INSIDE:-}" ]; then
     }
   fi
   # Wine's services keep the output open, and a reader of a pipe would wait for them.
-  timeout --verbose 1200 xvfb-run --auto-servernum --server-args='-screen 0 1024x768x24' \
+  timeout --verbose 1200 "$(dirname "$(realpath "$0")")/../../support/own_display.sh" 1024x768 \
     "$(realpath "$0")" "$@" >"$1/test.log" 2>&1 </dev/null || {
     cat "$1/test.log"
     exit 1
