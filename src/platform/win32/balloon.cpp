@@ -41,12 +41,12 @@ void Balloon::show(const BalloonOwner& owner, const std::string& cause, const st
   NOTIFYICONDATAW record = recordOf(owner.window);
   record.uFlags = NIF_MESSAGE | NIF_ICON | NIF_TIP | NIF_INFO;
   record.uCallbackMessage = owner.message;
-  record.hIcon = owner.icon;
   record.dwInfoFlags = NIIF_WARNING;
   fill(record.szTip, title);
   fill(record.szInfoTitle, title);
   fill(record.szInfo, text);
-  if (showNotifyIcon(call_, record)) {
+  if (showNotifyIcon(
+          call_, [&owner] { return owner.icon; }, record)) {
     window_ = owner.window;
     cause_ = cause;
   }

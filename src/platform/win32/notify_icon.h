@@ -6,6 +6,7 @@
 #include <shellapi.h>
 
 #include <functional>
+#include <string>
 
 namespace relaybird {
 
@@ -15,7 +16,33 @@ using NotifyIconCall = std::function<bool(DWORD command, NOTIFYICONDATAW& record
 NotifyIconCall systemNotifyIcon();
 
 /// Adds the icon, or gives one that is there what the record says. False if it is not there
-/// afterwards.
-bool showNotifyIcon(const NotifyIconCall& call, NOTIFYICONDATAW& record);
+/// afterwards. The record gets the picture that `picture` gives at that time: an icon that is added
+/// again may need another one than before.
+bool showNotifyIcon(const NotifyIconCall& call, const std::function<HICON()>& picture,
+                    NOTIFYICONDATAW& record);
+
+/// The width of an icon in the notification area, at the scale that the task bar has now.
+int notifyIconSize();
+/// The same at a number of dots per inch.
+int smallIconSize(UINT dotsPerInch);
+
+/// A picture among the resources of a module, in the size that is asked for. One thread.
+class IconResource {
+ public:
+  /// The program's own, if `module` is null.
+  explicit IconResource(HMODULE module = nullptr) : module_(module) {}
+  ~IconResource();
+  IconResource(const IconResource&) = delete;
+  IconResource& operator=(const IconResource&) = delete;
+
+  /// Null if it cannot be loaded. Stays until another picture or size is asked for.
+  HICON get(const std::wstring& name, int size);
+
+ private:
+  HMODULE module_;
+  std::wstring name_;
+  int size_ = 0;
+  HICON icon_ = nullptr;
+};
 
 }  // namespace relaybird

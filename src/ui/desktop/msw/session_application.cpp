@@ -111,6 +111,7 @@ struct SessionApplication::Name {
   Listener& listener;
   HWND window = nullptr;
   TitleBars titleBars;
+  IconResource icon;
   Balloon balloon;
 };
 
@@ -129,8 +130,9 @@ bool SessionApplication::wanted() {
 }
 
 void SessionApplication::show(const Notification& notification) {
-  name_->balloon.show({name_->window, kBalloonMessage, trayIcon(kProgramIcon)}, notification.cause,
-                      notification.title, notification.text);
+  name_->balloon.show(
+      {name_->window, kBalloonMessage, name_->icon.get(kProgramIcon, notifyIconSize())},
+      notification.cause, notification.title, notification.text);
 }
 
 void SessionApplication::withdraw(const std::string& cause) {

@@ -6,9 +6,9 @@
 // the system's own one. The system calls one native procedure (trampoline), which passes each
 // message on to the form's. When the task bar starts anew it has lost all icons and announces that
 // (TaskbarCreated), so the icon is added again. Windows announces it also to let icons be drawn
-// anew, when the scale of the screen has changed; they are still there then. An icon that cannot be
-// shown is tried every second; after too long a time (IconAbsence) the listener is called, so that
-// the program does not stay hidden without an icon.
+// anew, when the scale of the screen has changed; they are still there then, and get a picture of
+// the new size. An icon that cannot be shown is tried every second; after too long a time
+// (IconAbsence) the listener is called, so that the program does not stay hidden without an icon.
 #include "ui/desktop/native/tray_icon.h"
 
 #include <windows.h>
@@ -54,16 +54,18 @@ struct TrayIcon::Area {
   Area& operator=(const Area&) = delete;
   ~Area() { remove(); }
 
-  HICON picture() const {
+  HICON picture() {
     if (!warning.empty()) {
       return ::LoadIconW(nullptr, MAKEINTRESOURCEW(kWarningSign));
     }
-    return trayIcon(running ? kRunningIcon : kStoppedIcon);
+    return icon.get(running ? kRunningIcon : kStoppedIcon, notifyIconSize());
   }
 
   // Shows the icon, or tries it again later. The task bar may be starting just now.
   void tryToShow() {
-    absence->seen(showNotifyIcon(call, record) ? IconArea::kShown : IconArea::kGone);
+    const bool shown = showNotifyIcon(
+        call, [this] { return picture(); }, record);
+    absence->seen(shown ? IconArea::kShown : IconArea::kGone);
   }
 
   void showState() {
@@ -93,6 +95,7 @@ struct TrayIcon::Area {
   const NotifyIconCall call = systemNotifyIcon();
   bool running = false;
   std::string warning;
+  IconResource icon;
   NOTIFYICONDATAW record = {};
   std::unique_ptr<IconAbsence> absence;  // null while the form has added no icon
   WNDPROC native = nullptr;              // the system's procedure while it is replaced
@@ -155,7 +158,8 @@ IconHandle TrayIcon::mainIcon() {
   return reinterpret_cast<IconHandle>(area_->picture());
 }
 
-// In the first layout of the record, which has all that ours has.
+// In the first layout of the record, which has all that ours has. The picture is put in each time
+// when the icon is shown.
 void TrayIcon::addIcon(const NotifyIconRecord& record) {
   area_->record = {};
   area_->record.cbSize = NOTIFYICONDATAW_V1_SIZE;
@@ -163,7 +167,6 @@ void TrayIcon::addIcon(const NotifyIconRecord& record) {
   area_->record.uID = record.id;
   area_->record.uFlags = record.flags;
   area_->record.uCallbackMessage = record.callbackMessage;
-  area_->record.hIcon = reinterpret_cast<HICON>(record.icon);
   const std::wstring tip = toWx(record.tipText()).ToStdWstring();
   constexpr std::size_t kLongestTip = 63;
   std::copy_n(tip.begin(), std::min(tip.size(), kLongestTip), std::begin(area_->record.szTip));
