@@ -5,8 +5,8 @@
 
 namespace relaybird {
 
-/// GetVersionExA with either size of its record, and GetVersion. A program without a manifest that
-/// names later releases is told of Windows 8 (6.2) there.
+/// GetVersionExA with either size of its record, and GetVersion. A program whose manifest does not
+/// name the release that runs it is told of Windows 8 (6.2) there; ours name all up to Windows 11.
 class Win32VersionCalls : public VersionCalls {
  public:
   bool query(std::uint32_t recordSize, RawVersionRecord& record) override;

@@ -46,6 +46,62 @@ TEST(Win32Version, TheSystemBelongsToNoneOfTheOldFamilies) {
   EXPECT_FALSE(IsPreWin95(system) || IsWin95(system) || IsWin98(system) || IsWinME(system));
 }
 
+// Another name for the version, which no manifest changes.
+OSVERSIONINFOEXW systemVersion() {
+  using Query = LONG(WINAPI*)(OSVERSIONINFOEXW*);
+  const auto query = reinterpret_cast<Query>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")));
+  OSVERSIONINFOEXW version{};
+  version.dwOSVersionInfoSize = sizeof version;
+  query(&version);
+  return version;
+}
+
+// Not a test of its own: a program that ReleasesAfterWindows8AreToldByTheirOwnNumber starts.
+TEST(Win32Version, DISABLED_OnWindows10) {
+  const auto info = Win32OsVersion().GetOSVersionInfo();
+  ASSERT_TRUE(info);
+  EXPECT_GE(systemVersion().dwMajorVersion, 10u);
+  EXPECT_EQ(info->majorVersion, systemVersion().dwMajorVersion);
+  EXPECT_EQ(info->minorVersion, systemVersion().dwMinorVersion);
+  EXPECT_EQ(info->buildNumber, systemVersion().dwBuildNumber);
+  EXPECT_EQ(*Win32OsVersion().GetVersion() & 0xFFFFu, info->majorVersion);
+}
+
+// Has Wine play Windows 10 for this program, from the next start on. Windows takes no notice.
+class Windows10 {
+ public:
+  Windows10() {
+    RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"Version", REG_SZ, L"win10", sizeof L"win10");
+  }
+  ~Windows10() { RegDeleteTreeW(HKEY_CURRENT_USER, kKey); }
+  Windows10(const Windows10&) = delete;
+  Windows10& operator=(const Windows10&) = delete;
+
+ private:
+  static constexpr const wchar_t* kKey = L"Software\\Wine\\AppDefaults\\platform_win32_test.exe";
+};
+
+// Without a manifest that names it, Windows 10 told of Windows 8.
+TEST(Win32Version, ReleasesAfterWindows8AreToldByTheirOwnNumber) {
+  const Windows10 played;
+  wchar_t program[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, program, MAX_PATH);
+  std::wstring line =
+      L"test --gtest_also_run_disabled_tests --gtest_filter=Win32Version.DISABLED_OnWindows10";
+  STARTUPINFOW how{};
+  how.cb = sizeof how;
+  PROCESS_INFORMATION process{};
+  ASSERT_TRUE(CreateProcessW(program, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                             &how, &process));
+  DWORD status = 1;
+  EXPECT_EQ(WaitForSingleObject(process.hProcess, 20000), WAIT_OBJECT_0);
+  EXPECT_TRUE(GetExitCodeProcess(process.hProcess, &status));
+  EXPECT_EQ(status, 0u) << "its output is above";
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+}
+
 TEST(Win32Random, BytesAreAsManyAsAskedAndDiffer) {
   EXPECT_EQ(systemRandomBytes(0)->size(), 0u);
   const auto first = systemRandomBytes(1000);
