@@ -22,6 +22,7 @@ namespace {
 
 constexpr DISPID kIdentifier = 7;
 constexpr DISPID kOtherIdentifier = 8;
+constexpr DISPID kUnRead = 9;
 
 enum class Damage { kNone, kItem, kEntryId };
 
@@ -31,7 +32,7 @@ FakeAnswer damaged(unsigned long code) {
           .scode = static_cast<SCODE>(code)};
 }
 
-// An item's two texts, and the number of each in the item's class.
+// An item's two texts, and the number of each in the item's class; and its mark.
 struct FakeItem {
   FakeItem(FakeType& type, const std::string& identifier, DISPID number, DISPID subjectNumber)
       : object(&type) {
@@ -44,10 +45,15 @@ struct FakeItem {
       flags.push_back(call.flags);
       return FakeAnswer{.value = Value::ofText("A subject")};
     });
+    object.add(L"UnRead", kUnRead, [this](const FakeCall&) {
+      ++marks;
+      return FakeAnswer{};
+    });
   }
 
   FakeDispatch object;
   std::vector<WORD> flags;
+  int marks = 0;  // how often it was written
   Damage damage = Damage::kNone;
   unsigned long code = 0x80004005;
 };
@@ -154,6 +160,30 @@ TEST_F(FolderTest, AnItemThatHasLeftTheInboxIsForgotten) {
   FakeItem& again = deliver(mailType_, "one");
   EXPECT_EQ(identifiers(), std::vector<std::string>{"one"});
   EXPECT_EQ(again.object.typeAsks, 1);
+}
+
+// Mail that comes in while the list is read moves the others down.
+TEST_F(FolderTest, AnItemThatIsMetAgainInTheSameListingIsListedOnce) {
+  for (const char* identifier : {"one", "two", "two", "three"}) {
+    deliver(mailType_, identifier);
+  }
+  EXPECT_EQ(identifiers(), (std::vector<std::string>{"one", "two", "three"}));
+}
+
+// The mark was written when it was first met. Taken for an unread one the second time, it would be
+// forwarded twice.
+TEST_F(FolderTest, AForwardedItemWhoseMarkWasMissingIsNotListedWhenItIsMetAgain) {
+  FakeItem& forwarded = deliver(mailType_, "one");
+  deliver(mailType_, "two");
+  FakeItem& metAgain = deliver(mailType_, "one");
+  connection_->unmarked().insert("one");
+  EXPECT_EQ(identifiers(), std::vector<std::string>{"two"});
+  EXPECT_EQ(forwarded.marks, 1);
+  EXPECT_EQ(metAgain.marks, 0);
+  EXPECT_EQ(notices_,
+            std::vector<std::string>{
+                "Marked as read, as it was forwarded before Outlook ended: \"A subject\""});
+  EXPECT_TRUE(connection_->unmarked().empty());
 }
 
 TEST_F(FolderTest, AnApplicationThatIsBusyOrGoneIsNotAskedAgainForTheSameIdentifier) {

@@ -174,6 +174,25 @@ TEST_F(OutlookStoreTest,
   EXPECT_EQ(unread()->Count(), 1);
 }
 
+TEST_F(OutlookStoreTest, AMarkThatTheEndOfTheApplicationPreventedIsWrittenLaterAndToldOnce) {
+  house_.engine.engine.state().activationTime = DateTime{};
+  deliver(1, 2);
+  house_.tell("die\tcall=MailItem.UnRead=");
+  house_.check();
+  ASSERT_EQ(house_.sent(), 1u);
+  ASSERT_EQ(outlook_double::DoubleWorld::only().store().unreadCount(), 2u);
+  EXPECT_TRUE(house_.notices.empty());
+  for (int check = 0; check < 3; ++check) {
+    house_.engine.engine.session().dropIfGone();
+    house_.check();
+  }
+  EXPECT_EQ(house_.sent(), 2u) << "the second forward is that of the other item";
+  EXPECT_EQ(outlook_double::DoubleWorld::only().store().unreadCount(), 0u);
+  EXPECT_THAT(house_.notices,
+              testing::ElementsAre("Marked as read, as it was forwarded before Outlook ended: "
+                                   "\"Message number 2\""));
+}
+
 TEST_F(OutlookStoreTest, TheDateOfChangeHasEitherNameAndIsDecidedOnceForAClass) {
   for (const char* names : {"time", "date", "both"}) {
     SCOPED_TRACE(names);
