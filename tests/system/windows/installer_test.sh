@@ -550,6 +550,35 @@ grep -q running "$scratch/console" || fail "the console was ended"
 is_old
 status 0 taskkill.exe /f /im relaybird-console.exe
 
+say "an upgrade that is cancelled at its first page returns 1"
+# cancelled: the installer has returned that, and changed nothing.
+cancelled() {
+  local result=0
+  wait $installer || result=$?
+  [ "$result" -eq 1 ] || fail "the installer that was cancelled returned $result"
+  is_old
+}
+wine "$scratch/new/relaybird-setup.exe" >/dev/null 2>&1 </dev/null &
+installer=$!
+press 'Relaybird Setup' Escape
+cancelled
+
+say "one that is cancelled because the program does not end returns 1 too, once it has started it again"
+start RELAYBIRD_STAND_IN_STAYS=1
+wine "$scratch/new/relaybird-setup.exe" >/dev/null 2>&1 </dev/null &
+installer=$!
+press 'Relaybird Setup' Return
+answer 'Relaybird Setup' Return
+until_true is_alone 'Relaybird Setup'
+answer 'Relaybird Setup' Escape
+grep -q running "$scratch/state" || fail "the program was ended by force"
+kill -0 $installer || fail "the installer does not wait for the program that it has told to end"
+rm "$scratch/state"
+status 0 taskkill.exe /f /im relaybird.exe
+until_true grep -q running "$scratch/state"
+cancelled
+status 0 taskkill.exe /f /im relaybird.exe
+
 say "an upgrade asks before it ends the program, and changes nothing if the answer is no"
 status 0 "$scratch/old/relaybird-setup.exe" /S
 rm -f "$scratch/state"
