@@ -10,8 +10,7 @@
 #include "outlook_double/com_client.h"
 #include "outlook_double/commands.h"
 #include "outlook_double/double_server.h"
-#include "outlook_double/double_world.h"
-#include "outlook_double/library_bridge.h"
+#include "outlook_double/lasting_stubs.h"
 #include "stores/outlook/outlook_store.h"
 #include "support/fake_clock.h"
 #include "support/fake_timers.h"
@@ -150,24 +149,56 @@ class OutlookUnderTest : public StoreUnderTest {
   std::unique_ptr<MailStore> store_;
 };
 
-// COM takes a class once only, and a new test's store may be made before the former one's is gone.
-std::shared_ptr<od::ClassObjects> classesHere() {
-  static std::weak_ptr<od::ClassObjects> held;
-  auto classes = held.lock();
-  if (!classes) {
-    classes = std::make_shared<od::ClassObjects>();
-    held = classes;
+// The system has the dictionary, which runs in this process. The test's own can be missing.
+class Dictionary {
+ public:
+  void remove() {
+    own_.reset(new od::ClassObjects(od::ClassObjects::dictionary()));
+    od::carryOut(od::CommandLine("reset"));
+    od::carryOut(od::CommandLine("missing" + od::field("component", prog_id::kDictionary)));
   }
-  EXPECT_TRUE(classes->complete());
-  return classes;
-}
 
+ private:
+  std::unique_ptr<od::ClassObjects> own_;
+};
+
+// What the registry says of the double. The tests change it, and leave it so to the next one.
+class Registered {
+ public:
+  static void at(od::DoublePlace place) {
+    static Registered only(place);
+    if (only.place_ != place) {
+      od::registerDouble(place);
+      only.place_ = place;
+    }
+  }
+  Registered(const Registered&) = delete;
+  Registered& operator=(const Registered&) = delete;
+
+ private:
+  explicit Registered(od::DoublePlace place) : place_(place) { od::registerDouble(place); }
+  ~Registered() { od::unregisterClasses(); }
+
+  ComApartment com_;
+  od::DoublePlace place_;
+};
+
+// COM loads the double into this process.
 class InProcess : public OutlookUnderTest {
  public:
-  InProcess() { startAnew(); }
+  InProcess() {
+    Registered::at(od::DoublePlace::kLoaded);
+    control_ = od::create(od::kControl, CLSCTX_INPROC_SERVER);
+    EXPECT_TRUE(od::libraryIsLoaded());
+    startAnew();
+  }
 
   void removeComponent(std::string_view progId) override {
-    tell("missing" + od::field("component", progId));
+    if (progId == prog_id::kDictionary) {
+      dictionary_.remove();
+    } else {
+      tell("missing" + od::field("component", progId));
+    }
   }
 
  protected:
@@ -175,8 +206,8 @@ class InProcess : public OutlookUnderTest {
   void endApplication() override { tell("quit"); }
 
  private:
-  std::shared_ptr<od::ClassObjects> here_ = classesHere();
-  od::ComRef<IDispatch> control_ = od::create(od::kControl, CLSCTX_INPROC_SERVER);
+  Dictionary dictionary_;
+  od::ComRef<IDispatch> control_;
 };
 
 // As other versions and settings of the application are: what its filter has let through changes
@@ -218,23 +249,23 @@ class OtherProcess {
   OtherProcess() = default;
 
   ComApartment com_;
-  od::DoubleServer registered_;
+  od::LastingStubs stubs_;  // for the listeners that it is given
   od::ComRef<IDispatch> control_;
 };
 
 class OutOfProcess : public OutlookUnderTest {
  public:
-  OutOfProcess() { startAnew(); }
+  explicit OutOfProcess(od::DoublePlace place = od::DoublePlace::kProgram) {
+    Registered::at(place);
+    startAnew();
+  }
 
   void removeComponent(std::string_view progId) override {
-    if (progId != prog_id::kDictionary) {
+    if (progId == prog_id::kDictionary) {
+      dictionary_.remove();
+    } else {
       tell("missing" + od::field("component", progId));
-      return;
     }
-    // The system's own, which runs in this process.
-    dictionaryHere_.reset(new od::ClassObjects(od::ClassObjects::dictionary()));
-    od::carryOut(od::CommandLine("reset"));
-    od::carryOut(od::CommandLine("missing" + od::field("component", progId)));
   }
 
  protected:
@@ -242,26 +273,17 @@ class OutOfProcess : public OutlookUnderTest {
   void endApplication() override { OtherProcess::only().end(); }
 
  private:
-  std::unique_ptr<od::ClassObjects> dictionaryHere_;
+  Dictionary dictionary_;
 };
 
-// As on a user's computer: the safe-item library is loaded into this process.
+// As on a user's computer: COM loads the safe-item library into this process.
 class LibraryHere : public OutOfProcess {
  public:
-  LibraryHere() { EXPECT_EQ(library_->count(), 5u); }
-
- private:
-  static std::shared_ptr<od::BridgesHere> libraryHere() {
-    static std::weak_ptr<od::BridgesHere> held;
-    auto library = held.lock();
-    if (!library) {
-      library = std::make_shared<od::BridgesHere>();
-      held = library;
-    }
-    return library;
+  LibraryHere() : OutOfProcess(od::DoublePlace::kLibraryLoaded) {
+    // Throws if it cannot be made here.
+    od::create(prog_id::kUtility, CLSCTX_INPROC_SERVER);
+    EXPECT_TRUE(od::libraryIsLoaded());
   }
-
-  std::shared_ptr<od::BridgesHere> library_ = libraryHere();
 };
 
 template <class T>

@@ -22,7 +22,7 @@ class WindowQueue : public EventQueue {
   WindowQueue() {
     WNDCLASSW description{};
     description.lpfnWndProc = serve;
-    description.hInstance = GetModuleHandleW(nullptr);
+    description.hInstance = ownModule();
     description.lpszClassName = L"OutlookDoubleEvents";
     RegisterClassW(&description);
     window_ = CreateWindowExW(0, description.lpszClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
@@ -45,6 +45,14 @@ class WindowQueue : public EventQueue {
   }
 
  private:
+  // Not the program's: a program that loads the double may contain another one.
+  static HINSTANCE ownModule() {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(
+        GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+        reinterpret_cast<const wchar_t*>(&WindowQueue::serve), &module);
+    return module;
+  }
   static LRESULT CALLBACK serve(HWND window, UINT message, WPARAM w, LPARAM l) {
     auto* const self = reinterpret_cast<WindowQueue*>(GetWindowLongPtrW(window, GWLP_USERDATA));
     if (message == WM_TIMER && self != nullptr) {

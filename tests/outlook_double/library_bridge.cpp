@@ -118,10 +118,10 @@ class BridgeFactory : public Living<IClassFactory> {
 
 }  // namespace
 
-bool registerLibrary(const std::wstring& file) {
+bool registerLibrary(const std::wstring& file, bool lasting) {
   const auto& all = doubleClasses();
   return std::all_of(all.begin(), all.end(), [&](const DoubleClass& one) {
-    return !isOfLibrary(one) || addServer(one, ServerKind::kLibrary, file);
+    return !isOfLibrary(one) || addServer(one, ServerKind::kLibrary, file, lasting);
   });
 }
 
@@ -136,23 +136,6 @@ ComRef<IClassFactory> bridgeOf(REFCLSID clsid) {
 
 long liveBridges() {
   return living;
-}
-
-BridgesHere::BridgesHere() {
-  for (const auto& one : doubleClasses()) {
-    const auto factory = bridgeOf(one.clsid);
-    DWORD cookie = 0;
-    if (factory && SUCCEEDED(CoRegisterClassObject(one.clsid, factory.get(), CLSCTX_INPROC_SERVER,
-                                                   REGCLS_MULTIPLEUSE, &cookie))) {
-      registered_.push_back(cookie);
-    }
-  }
-}
-
-BridgesHere::~BridgesHere() {
-  for (const auto cookie : registered_) {
-    CoRevokeClassObject(cookie);
-  }
 }
 
 }  // namespace relaybird::outlook_double
