@@ -111,6 +111,15 @@ class OutlookUnderTest : public StoreUnderTest {
     return std::pair("Ann Example", "ann@example.org");
   }
 
+  // What has come so far.
+  void runWaitingEvents() { events_.runUntilIdle(); }
+  // A synchronisation that runs ends in the middle of the next such call.
+  void endSyncDuring(const std::string& call) {
+    tell("syncs\tend=told");
+    tell("meanwhile\ttimes=1" + od::field("call", call) +
+         od::field("command", "event\tname=SyncEnd"));
+  }
+
   // The application makes a mail item too.
   bool makesWithout(std::string_view progId) override { return progId == prog_id::kMailItem; }
 
@@ -298,6 +307,38 @@ INSTANTIATE_TEST_SUITE_P(Outlook, MailStoreContract,
                                          StoreMaker{"out_of_process", make<OutOfProcess>},
                                          StoreMaker{"library_in_process", make<LibraryHere>}),
                          storeMakerName);
+
+// COM serves other calls while one of this thread is out. A handler that ran there would call the
+// store in the middle of one of its own calls.
+template <class T>
+class OutlookEvents : public testing::Test {
+ protected:
+  // The end of a synchronisation comes in the middle of that call, which `caller` makes.
+  void endComesIn(const std::string& call, const std::function<void()>& caller) {
+    int ends = 0;
+    sync_->onSyncEnd([&] { ++ends; });
+    outside_.endSyncDuring(call);
+    caller();
+    EXPECT_EQ(ends, 0) << "in the middle of " << call;
+    outside_.runWaitingEvents();
+    EXPECT_EQ(ends, 1) << "after " << call;
+  }
+
+  T outside_;
+  std::shared_ptr<Application> application_ =
+      createAs<Application>(outside_.store().factory(), prog_id::kApplication);
+  std::shared_ptr<SyncObject> sync_ = application_->GetNamespace("MAPI")->SyncObjects()->Item(1);
+};
+
+using Places = testing::Types<InProcess, OutOfProcess>;
+TYPED_TEST_SUITE(OutlookEvents, Places);
+
+TYPED_TEST(OutlookEvents, AnEndThatComesInTheMiddleOfACallIsToldAfterIt) {
+  this->endComesIn("SyncObject.Start", [this] { this->sync_->Start(); });
+  this->endComesIn("Application.Version", [this] { (void)this->application_->Version(); });
+  const auto item = this->application_->CreateItem(kMailItemKind);
+  this->endComesIn("MailItem.Subject=", [&] { item->Subject("Tea"); });
+}
 
 }  // namespace
 }  // namespace relaybird

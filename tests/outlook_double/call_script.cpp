@@ -57,6 +57,9 @@ void CallScript::carryOut(const Plan& plan) {
     case PlanKind::kWait:
       Sleep(plan.milliseconds);
       return;
+    case PlanKind::kWork:
+      plan.work();
+      return;
     case PlanKind::kDie:
     case PlanKind::kDieAfter:
       die();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What happens to the automation calls that reach the double: each is counted by name, and a test
-// can plan that calls fail, are refused as busy, wait, or end the mail application.
+// can plan that calls fail, are refused as busy, wait, end the mail application, or have something
+// else happen meanwhile.
 //
 // Names are class and member, "MailItem.Subject", with "=" after it for writing. All kinds of items
 // are "MailItem", all safe items "SafeItem". "create outlook.application" is the making of an
@@ -29,6 +30,7 @@ enum class PlanKind {
   kDie,       ///< the application ends before the call has done anything
   kDieAfter,  ///< it ends when the call is done, before the answer is given
   kWait,      ///< the call waits first
+  kWork,      ///< something else happens first, in the middle of the client's call
 };
 
 struct Plan {
@@ -40,6 +42,7 @@ struct Plan {
   std::string source = "Mail application";
   std::string text = "The operation failed.";
   std::uint32_t milliseconds = 0;
+  std::function<void()> work = {};
 };
 
 class CallScript {

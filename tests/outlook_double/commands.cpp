@@ -129,6 +129,13 @@ std::string die(const CommandLine& command) {
   return {};
 }
 
+std::string meanwhile(const CommandLine& command) {
+  Plan plan = planOf(command, PlanKind::kWork);
+  plan.work = [line = command.value("command")] { carryOut(CommandLine(line)); };
+  world().calls().add(plan);
+  return {};
+}
+
 std::string missing(const CommandLine& command) {
   Plan plan;
   plan.kind = PlanKind::kReturn;
@@ -291,6 +298,7 @@ std::string carryOut(const CommandLine& command) {
          return "listeners" + field("count", std::to_string(count)) + "\n";
        }},
       {"die", die},
+      {"meanwhile", meanwhile},
       {"missing", missing},
       {"show", show},
       {"counts", counts},

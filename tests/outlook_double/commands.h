@@ -8,9 +8,9 @@
 // answer has a line for each thing that it lists, in the same form.
 //
 //   reset                            as new
-//   deliver    kind subject body html unread received modified sender address file   (times in
-//   microseconds
-//              since 1970; file=NAME:CONTENT, any number; html=1; id) answers id=
+//   deliver    kind subject body html unread received modified sender address file id
+//              (times in microseconds since 1970; file=NAME:CONTENT, any number; html=1)
+//              answers id=
 //   take       subject                the item leaves the inbox
 //   mark       id unread              a mark, as another program sets it
 //   inbox                             lists id subject unread
@@ -23,17 +23,19 @@
 //   end                               ends the synchronisations that run
 //   event      name code text         fires SyncStart, SyncEnd or OnError
 //   listeners                         answers count=
-//   raise      call code source text skip times      a planned error
-//   return     call code skip times                  a code, such as 8001010A for a busy
-//   application die        call skip after                       the application ends; at once
-//   without call wait       call milliseconds skip times missing    component              making
-//   the component fails as if it were not registered calm                              drops
-//   everything planned show       dates=time|date|both  types=underscore|class|none
-//   order=oldest|newest  filter=live|fixed  openers=1|0 (whether the namespace opens items by
-//   identifiers) counts     clear                  lists call= count=;
-//   clear=1 starts anew state                             answers starts= runs= deliveries=
-//   sessions= running= objects= quit                              the application ends as its user
-//   ends it
+//   raise      call code source text skip times   a planned error
+//   return     call code skip times               a code, such as 8001010A for a busy application
+//   die        call skip after                    the application ends; at once without call
+//   wait       call milliseconds skip times
+//   meanwhile  call command skip times            that command is carried out within the call
+//   missing    component                          making it fails as if it were not registered
+//   calm                                          drops everything planned
+//   show       dates=time|date|both  types=underscore|class|none  order=oldest|newest
+//              filter=live|fixed  openers=1|0 (whether the namespace opens items by identifiers)
+//   counts     clear                              lists call= count=; clear=1 starts anew
+//   state                                         answers starts= runs= deliveries= sessions=
+//                                                 running= objects=
+//   quit                                          the application ends as its user ends it
 #pragma once
 
 #include <string>
