@@ -76,6 +76,16 @@ std::string adviceAfterRefusal(const ConnectFailure& failure) {
          "programs to be switched on first: the tab Your Mail says what is known.";
 }
 
+// Whether this line begins a sign-in: AUTH (RFC 4954), and behind a tag AUTHENTICATE or LOGIN.
+bool beginsSignIn(const ProtocolLine& line, MailProtocol protocol) {
+  const std::string_view text = line.text;
+  const std::size_t tag = protocol == MailProtocol::kImap ? text.find(' ') + 1 : 0;
+  const std::string command(text.substr(tag, text.find(' ', tag) - tag));
+  return line.sent &&
+         (protocol == MailProtocol::kImap ? command == "AUTHENTICATE" || command == "LOGIN"
+                                          : command == "AUTH");
+}
+
 // Where encryption failed the advice says that no password was sent: whoever reads it must know
 // whether to change the password.
 std::string adviceFor(const ConnectFailure& failure) {
@@ -262,12 +272,18 @@ class AccountTest {
   std::unique_ptr<Connection> open(const AccountSettings& account,
                                    const std::optional<SignIn>& signIn) {
     // In slices, because a stop has to end it while the server is silent.
-    auto connection = network_->connect(account.server, signIn, kLimit, {});
+    // A server may let the client in without having asked who it is.
+    const auto signedIn = std::make_shared<bool>(false);
+    auto connection =
+        network_->connect(account.server, signIn, kLimit,
+                          [signedIn, protocol = account.server.protocol](const ProtocolLine& line) {
+                            *signedIn = *signedIn || beginsSignIn(line, protocol);
+                          });
     ConnectStep done = ConnectStep::kResolve;
     while (connection->state() == Connection::State::kOpening && !stopped()) {
       network_->wait(kSlice);
       sayStepsUpTo(connection->failure() ? connection->failure()->step : connection->step(), done,
-                   account.server, signIn);
+                   account.server, signIn, *signedIn);
     }
     if (connection->state() == Connection::State::kOpen) {
       return connection;
@@ -284,7 +300,7 @@ class AccountTest {
 
   // Each step that was reached means that those before it have succeeded.
   void sayStepsUpTo(ConnectStep reached, ConnectStep& done, const MailServer& server,
-                    const std::optional<SignIn>& signIn) const {
+                    const std::optional<SignIn>& signIn, bool signedIn) const {
     while (done < reached) {
       switch (done) {
         case ConnectStep::kResolve:
@@ -300,13 +316,27 @@ class AccountTest {
           break;
         case ConnectStep::kSignIn:
           if (signIn) {
-            say(Kind::kGood, "Signed in as " + signIn->user + ".");
+            saySignIn(*signIn, signedIn, server.protocol);
           }
           break;
         case ConnectStep::kReady:
           return;
       }
       done = static_cast<ConnectStep>(static_cast<int>(done) + 1);
+    }
+  }
+
+  // The delivery goes on without a sign-in as well: such a server may know this computer by its
+  // address, or take mail for its own users alone.
+  void saySignIn(const SignIn& signIn, bool signedIn, MailProtocol protocol) const {
+    if (signedIn) {
+      say(Kind::kGood, "Signed in as " + signIn.user + ".");
+    } else if (protocol == MailProtocol::kImap) {
+      say(Kind::kNote, "The server has let the program in without a sign-in.");
+    } else {
+      say(Kind::kNote,
+          "The server offers no sign-in, so nobody has signed in. Forwards are handed to it "
+          "without one. Whether it takes them, a test message shows.");
     }
   }
 

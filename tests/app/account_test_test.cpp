@@ -25,6 +25,23 @@ using testing::Not;
 
 using Answer = std::function<std::string(const std::string& command)>;
 
+// Signs in whoever wants to, as the network's trace shows it, and goes on with another script.
+class SignsIn : public ServerScript {
+ public:
+  explicit SignsIn(std::unique_ptr<ServerScript> then) : then_(std::move(then)) {}
+  void connecting(ServerEnd& end) override {
+    if (end.signIn()) {
+      const bool imap = end.server().protocol == MailProtocol::kImap;
+      end.trace({true, imap ? "A2 AUTHENTICATE PLAIN ***" : "AUTH PLAIN ***"});
+    }
+    then_->connecting(end);
+  }
+  void heard(ServerEnd& end, std::string_view bytes) override { then_->heard(end, bytes); }
+
+ private:
+  std::unique_ptr<ServerScript> then_;
+};
+
 // An IMAP server in lines: answers each command by its words without the tag.
 std::unique_ptr<ServerScript> imapServer(const Answer& instead) {
   return answerLines([instead](ServerEnd& end, std::string_view line) {
@@ -79,10 +96,10 @@ class AccountTestRun : public testing::Test {
     const auto begin = network->steadyTime();
     network->serve([this](ServerEnd& end) -> std::unique_ptr<ServerScript> {
       if (end.server().protocol == MailProtocol::kImap) {
-        return imap ? imap() : imapServer(imapSays);
+        return imap ? imap() : std::make_unique<SignsIn>(imapServer(imapSays));
       }
       signInsToSend += end.signIn() ? 1 : 0;
-      return smtp ? smtp() : smtpServer(toMail);
+      return smtp ? smtp() : std::make_unique<SignsIn>(smtpServer(toMail));
     });
     if (prepare) {
       prepare(*network);
@@ -146,6 +163,32 @@ TEST_F(AccountTestRun, EveryStepThatSucceedsHasALine) {
           "OK: The server smtp.example.org was found.", "OK: It answers at port 465.",
           "OK: The connection is encrypted, and the certificate is valid.", "OK: Signed in as ann.",
           "OK: The server for sending takes mail from ann@example.org."));
+}
+
+TEST_F(AccountTestRun, AServerForSendingWithoutSignInIsNotSaidToHaveSignedAnybodyIn) {
+  smtp = [] { return smtpServer("250 ok\r\n"); };
+  EXPECT_TRUE(run());
+  EXPECT_THAT(lines, Contains("OK: Signed in as ann.").Times(1)) << "for reading";
+  EXPECT_THAT(lines, Contains("The server offers no sign-in, so nobody has signed in. Forwards are "
+                              "handed to it without one. Whether it takes them, a test message "
+                              "shows."));
+  EXPECT_THAT(lines, Contains("OK: The server for sending takes mail from ann@example.org."));
+}
+
+TEST_F(AccountTestRun, AServerForSendingWithoutSignInThatWantsOneSaysSo) {
+  smtp = [] { return smtpServer("530 5.7.0 Authentication required\r\n"); };
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(HasSubstr("The server offers no sign-in")));
+  EXPECT_THAT(lines, Contains(HasSubstr("530 5.7.0 Authentication required")));
+  EXPECT_THAT(lines, Contains("Do: The server wants you to sign in before it takes mail: see Set "
+                              "up mail."));
+}
+
+TEST_F(AccountTestRun, AnInboxThatIsOpenToAllIsNotSaidToHaveSignedAnybodyIn) {
+  imap = [this] { return imapServer(imapSays); };
+  EXPECT_TRUE(run());
+  EXPECT_THAT(lines, Contains("The server has let the program in without a sign-in."));
+  EXPECT_THAT(lines, Contains("OK: Signed in as ann.").Times(1)) << "for sending";
 }
 
 TEST_F(AccountTestRun, TheProgramSaysWhoItIsBeforeItOpensTheInbox) {

@@ -70,6 +70,14 @@ TEST_F(AccountTestOverDovecot, AllIsWell) {
               Contains("OK: The server for sending takes mail from " + settings.address + "."));
 }
 
+TEST_F(AccountTestOverDovecot, AServerForSendingWithoutSignInSignsNobodyIn) {
+  settings.smtp.server.port = MailServers::get().portOf("sink tls=tls");
+  settings.smtp.server.host = "localhost";
+  EXPECT_TRUE(run()) << testing::PrintToString(lines);
+  EXPECT_THAT(lines, Contains("OK: Signed in as " + user + ".").Times(1));
+  EXPECT_THAT(lines, Contains(HasSubstr("The server offers no sign-in")));
+}
+
 TEST_F(AccountTestOverDovecot, AWrongPasswordIsToldWithTheServersWords) {
   secrets.imap = Secret("wrong");
   EXPECT_FALSE(run());
