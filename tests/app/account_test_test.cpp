@@ -274,11 +274,9 @@ TEST_F(AccountTestRun, EveryCauseHasItsOwnWordsAndAdvice) {
   using Cause = ConnectFailure::Cause;
   std::set<std::string> advice;
   const std::vector<std::pair<Cause, ConnectStep>> causes = {
-      {Cause::kNoSuchHost, ConnectStep::kResolve},
-      {Cause::kNotReached, ConnectStep::kConnect},
-      {Cause::kNoEncryption, ConnectStep::kEncrypt},
-      {Cause::kCertificate, ConnectStep::kEncrypt},
-      {Cause::kSignInRefused, ConnectStep::kSignIn}};
+      {Cause::kNoSuchHost, ConnectStep::kResolve},   {Cause::kNotReached, ConnectStep::kConnect},
+      {Cause::kNoEncryption, ConnectStep::kEncrypt}, {Cause::kCertificate, ConnectStep::kEncrypt},
+      {Cause::kBusy, ConnectStep::kEncrypt},         {Cause::kSignInRefused, ConnectStep::kSignIn}};
   for (const auto& [cause, step] : causes) {
     lines.clear();
     imap = failing(cause, step, "");

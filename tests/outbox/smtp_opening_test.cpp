@@ -195,9 +195,10 @@ class SmtpOpeningTest : public testing::Test {
       return Cause::kClosed;
     }
     // RFC 5321, 3.1: a server that wants no mail at all says so in the greeting, too.
-    return step.verb == "STARTTLS"                   ? Cause::kNoEncryption
-           : step.verb == "AUTH" && answer[0] == '5' ? Cause::kSignInRefused
-                                                     : Cause::kBusy;
+    return answer[0] == '4'          ? Cause::kBusy
+           : step.verb == "STARTTLS" ? Cause::kNoEncryption
+           : step.verb == "AUTH"     ? Cause::kSignInRefused
+                                     : Cause::kBusy;
   }
   // d delivered, k kept as a matter of everything, r the same as the sign-in is refused, w waits
   // untried, ? anything else.

@@ -131,11 +131,12 @@ class NeverOpen : public ServerScript {
     failure.step = verb_ == "AUTH"       ? ConnectStep::kSignIn
                    : verb_ == "STARTTLS" ? ConnectStep::kEncrypt
                                          : ConnectStep::kConnect;
-    failure.cause = answer_ == "drop"                      ? Cause::kClosed
-                    : answer_ == "cut"                     ? Cause::kTls
-                    : verb_ == "STARTTLS"                  ? Cause::kNoEncryption
-                    : verb_ == "AUTH" && answer_[0] == '5' ? Cause::kSignInRefused
-                                                           : Cause::kBusy;
+    failure.cause = answer_ == "drop"     ? Cause::kClosed
+                    : answer_ == "cut"    ? Cause::kTls
+                    : answer_[0] == '4'   ? Cause::kBusy
+                    : verb_ == "STARTTLS" ? Cause::kNoEncryption
+                    : verb_ == "AUTH"     ? Cause::kSignInRefused
+                                          : Cause::kBusy;
     failure.words = "It failed";
     failure.answer = faultOf(answer_).reply;
     end.fail(failure);

@@ -78,6 +78,17 @@ TEST_F(AccountTestOverDovecot, AServerForSendingWithoutSignInSignsNobodyIn) {
   EXPECT_THAT(lines, Contains(HasSubstr("The server offers no sign-in")));
 }
 
+TEST_F(AccountTestOverDovecot, StartTlsThatIsRefusedForNowLeadsNobodyToPortOrSecurity) {
+  const MailServers::Values sink = MailServers::get().ask("sink tls=starttls");
+  MailServers::get().ask("rules " + sink.at("name") + " STARTTLS * 454 4.7.0 no key now");
+  settings.smtp.server.host = "localhost";
+  settings.smtp.server.port = static_cast<std::uint16_t>(std::stoi(sink.at("port")));
+  settings.smtp.server.security = Security::kStartTls;
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains("Problem: localhost cannot encrypt for now: 454 4.7.0 no key now"));
+  EXPECT_EQ(lines.back(), "Do: The server turns connections away for now. Try again in a while.");
+}
+
 TEST_F(AccountTestOverDovecot, AWrongPasswordIsToldWithTheServersWords) {
   secrets.imap = Secret("wrong");
   EXPECT_FALSE(run());

@@ -168,9 +168,12 @@ ConnectFailure openingFailure(const OpeningError& error, const MailServer& serve
     case CURLE_SSL_CACERT_BADFILE:
       return unsaid(Cause::kCertificate, error,
                     "The file of trusted certificates cannot be used: " + server.caFile);
-    // Either the server did not offer STARTTLS, or it has answered the command with a refusal.
+    // Either the server did not offer STARTTLS, or it has answered the command with a refusal. One
+    // for now (RFC 3207, 4: 454) says nothing about the settings.
     case CURLE_USE_SSL_FAILED:
-      return lines.startTlsSent()
+      return lines.startTlsSent() && lines.busy()
+                 ? said(Cause::kBusy, error, server.host + " cannot encrypt for now", lines)
+             : lines.startTlsSent()
                  ? said(Cause::kNoEncryption, error, server.host + " refuses encryption", lines)
                  : unsaid(Cause::kNoEncryption, error,
                           placeOf(server) + ", offers no encryption (STARTTLS)");

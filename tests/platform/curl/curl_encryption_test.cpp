@@ -101,11 +101,27 @@ TEST_P(StartTls, NotOfferedEndsTheAttempt) {
 
 TEST_P(StartTls, RefusedEndsTheAttemptWithTheServersWords) {
   auto refusing = talk(GetParam(), Security::kStartTls);
-  refusing.startTlsAnswer = imap() ? "NO not today\r\n" : "454 4.7.0 not today\r\n";
+  refusing.startTlsAnswer = imap() ? "NO not today\r\n" : "554 5.7.0 not today\r\n";
   const auto failure = failureOf(serve(refusing));
   EXPECT_EQ(failure.cause, Cause::kNoEncryption);
   EXPECT_THAT(failure.answer, HasSubstr("not today"));
   expectNoSignIn();
+}
+
+TEST_P(StartTls, RefusedForNowIsNoMistakeInTheSettings) {
+  const std::vector<std::string> answers =
+      imap() ? std::vector<std::string>{"NO [UNAVAILABLE] no key\r\n", "NO [SERVERBUG] no key\r\n"}
+             : std::vector<std::string>{"454 4.7.0 no key\r\n", "421 4.3.0 no key\r\n"};
+  for (const std::string& answer : answers) {
+    auto refusing = talk(GetParam(), Security::kStartTls);
+    refusing.startTlsAnswer = answer;
+    const auto failure = failureOf(serve(refusing));
+    EXPECT_EQ(failure.cause, Cause::kBusy) << answer;
+    EXPECT_EQ(failure.step, ConnectStep::kEncrypt);
+    EXPECT_THAT(failure.words, HasSubstr("cannot encrypt for now"));
+    EXPECT_THAT(failure.answer, HasSubstr("no key"));
+    expectNoSignIn();
+  }
 }
 
 TEST_P(StartTls, FollowedByInjectedTextEndsTheAttempt) {
