@@ -59,7 +59,8 @@ bool mentions(const std::string& answer, std::initializer_list<std::string_view>
 
 // A server says in its own words whether the password is wrong, or none is taken, or the access is
 // off. People who read only "wrong password" go in circles.
-std::string adviceAfterRefusal(const ConnectFailure& failure) {
+// `known` is what the list of providers has about the server.
+std::string adviceAfterRefusal(const ConnectFailure& failure, const Proposal& known) {
   if (mentions(failure.answer, {"application-specific", "app password", "app-specific"})) {
     return "The provider wants an app password, not the account's own. Make one on its web site.";
   }
@@ -72,7 +73,12 @@ std::string adviceAfterRefusal(const ConnectFailure& failure) {
                                 "imap is disabled"})) {
     return "Switch access by mail programs (IMAP) on in the settings of the provider's web site.";
   }
-  return "Check user name and password. Many providers want an app password, or access by mail "
+  const std::string check = "Check user name and password. ";
+  if (!known.page.empty() || known.signIn != ProviderSignIn::kPassword) {
+    return check + known.remarks.front() + (known.page.empty() ? "" : " " + known.page);
+  }
+  return check +
+         "Many providers want an app password, or access by mail "
          "programs to be switched on first: the tab Your Mail says what is known.";
 }
 
@@ -88,7 +94,7 @@ bool beginsSignIn(const ProtocolLine& line, MailProtocol protocol) {
 
 // Where encryption failed the advice says that no password was sent: whoever reads it must know
 // whether to change the password.
-std::string adviceFor(const ConnectFailure& failure) {
+std::string adviceFor(const ConnectFailure& failure, const Proposal& known) {
   using Cause = ConnectFailure::Cause;
   switch (failure.cause) {
     case Cause::kNoSuchHost:
@@ -103,7 +109,7 @@ std::string adviceFor(const ConnectFailure& failure) {
     case Cause::kTls:
       return "Check port and encryption. No password was sent.";
     case Cause::kSignInRefused:
-      return adviceAfterRefusal(failure);
+      return adviceAfterRefusal(failure, known);
     case Cause::kBusy:
       return "The server turns connections away for now. Try again in a while.";
     case Cause::kProtocol:
@@ -343,7 +349,8 @@ class AccountTest {
   void failed(const MailServer& server, const ConnectFailure& failure) const {
     // The second line is advice for the log of a program that tries again by itself.
     const std::string words = connectWords(server, failure);
-    problem(words.substr(0, words.find('\n')), adviceFor(failure));
+    problem(words.substr(0, words.find('\n')),
+            adviceFor(failure, proposalAt(server, settings_.address)));
   }
 
   // Sends `output` and hands in what arrives, until `over`; false on the end of the connection, a

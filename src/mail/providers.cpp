@@ -118,8 +118,8 @@ void addSignIn(const MailProvider& provider, std::vector<std::string>& remarks) 
 }
 
 // After the sign-in, because these stop fewer people.
-void addTraits(const MailProvider& provider, std::vector<std::string>& remarks) {
-  if ((provider.traits & kImapOff) != 0) {
+void addTraits(const MailProvider& provider, bool reads, std::vector<std::string>& remarks) {
+  if (reads && (provider.traits & kImapOff) != 0) {
     remarks.emplace_back("Switch IMAP on first, in the settings of the provider's web site.");
   }
   if ((provider.traits & kProgramsOff) != 0) {
@@ -166,10 +166,27 @@ Proposal guess(std::string_view address, const std::string& domain) {
   return result;
 }
 
-}  // namespace
+const ProviderServer& serverFor(const MailProvider& provider, MailProtocol protocol) {
+  return protocol == MailProtocol::kImap ? provider.imap : provider.smtp;
+}
+
+// Two brands of one firm may share a server and have different pages.
+const MailProvider* providerAt(const MailServer& server, std::string_view address) {
+  const std::string domain = domainOf(address);
+  const MailProvider* found = nullptr;
+  for (const MailProvider& provider : mailProviders()) {
+    if (equalsAsciiCase(serverFor(provider, server.protocol).host, server.host)) {
+      if (lists(provider.domains, domain)) {
+        return &provider;
+      }
+      found = found == nullptr ? &provider : found;
+    }
+  }
+  return found;
+}
 
 // The remarks about the sign-in come first: the dialog shows the first one above all others.
-Proposal proposalFrom(const MailProvider& provider, std::string_view address) {
+Proposal proposalOf(const MailProvider& provider, std::string_view address, bool reads) {
   const std::string_view whole = trimmed(address);
   Proposal result;
   result.kind = Proposal::Kind::kFound;
@@ -182,8 +199,23 @@ Proposal proposalFrom(const MailProvider& provider, std::string_view address) {
   result.page = provider.note.page;
   result.appPasswordLength = (provider.traits & kCodesInGroups) != 0 ? kCodeLength : 0;
   addSignIn(provider, result.remarks);
-  addTraits(provider, result.remarks);
+  addTraits(provider, reads, result.remarks);
   return result;
+}
+
+}  // namespace
+
+Proposal proposalFrom(const MailProvider& provider, std::string_view address) {
+  return proposalOf(provider, address, true);
+}
+
+// By the server and not by the address: whose mail lies in a Maildir often has an address of an own
+// domain, and sends through a provider all the same.
+Proposal proposalAt(const MailServer& server, std::string_view address) {
+  const MailProvider* provider = providerAt(server, address);
+  return provider == nullptr
+             ? Proposal()
+             : proposalOf(*provider, address, server.protocol == MailProtocol::kImap);
 }
 
 // The first provider that lists the domain. A test of the table sees to it that no whole name is
@@ -208,9 +240,7 @@ Proposal proposalFor(std::string_view address) {
 
 // A password for the user's own server may have blanks that belong to it.
 std::size_t appPasswordLengthAt(const MailServer& server, std::string_view address) {
-  const Proposal known = proposalFor(address);
-  const MailServer& own = server.protocol == MailProtocol::kImap ? known.imap : known.smtp;
-  return equalsAsciiCase(own.host, server.host) ? known.appPasswordLength : 0;
+  return proposalAt(server, address).appPasswordLength;
 }
 
 }  // namespace relaybird

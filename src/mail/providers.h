@@ -103,8 +103,12 @@ struct Proposal {
 
 /// By the domain of the address, in any letter case.
 Proposal proposalFor(std::string_view address);
-/// Proposal::appPasswordLength of the address for a sign-in at `server`; 0 at a server that is not
-/// the provider's own, where blanks may belong to the password.
+/// What is known about signing in at `server`, whatever mailbox is read: of the provider that runs
+/// it, which is the address's own where several have the same server. kNoAddress: nothing is known
+/// about this server. For sending, nothing is said about IMAP that is switched off.
+Proposal proposalAt(const MailServer& server, std::string_view address);
+/// Proposal::appPasswordLength of proposalAt(): 0 at a server that is of no provider, where blanks
+/// may belong to the password.
 std::size_t appPasswordLengthAt(const MailServer& server, std::string_view address);
 /// For an address of the user's own domain at this provider.
 Proposal proposalFrom(const MailProvider& provider, std::string_view address);

@@ -306,6 +306,24 @@ TEST_F(AccountTestRun, ARefusalSaysWhetherAPasswordHelpsAtAll) {
   }
 }
 
+TEST_F(AccountTestRun, ARefusalByAKnownProviderNamesThePageAboutItsAppPasswords) {
+  const std::string advice =
+      "Do: Check user name and password. Gmail needs an app password, not the account's own. Make "
+      "one here: https://myaccount.google.com/apppasswords";
+  imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "NO wrong");
+  settings.imap.server.host = "imap.gmail.com";
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(advice));
+  lines.clear();
+  smtp = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "535 5.7.8 wrong");
+  settings.mailbox = MailboxKind::kMaildir;
+  settings.smtp.server.host = "smtp.gmail.com";
+  settings.smtp.secret = SecretSource::kKeyring;
+  secrets.smtp = Secret("another word");
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(advice)) << "the mailbox is a Maildir";
+}
+
 TEST_F(AccountTestRun, AnInboxThatIsRefusedLeadsToTheProvidersSettings) {
   imapSays = [](const std::string& command) {
     return command.starts_with("SELECT") ? std::string("NO [ALERT] IMAP access is disabled\r\n")

@@ -138,7 +138,6 @@ TEST(Providers, TheLengthOfAppPasswordsShownInGroupsIsKnown) {
   EXPECT_EQ(proposalFor("a@gmx.de").appPasswordLength, 0u);
 }
 
-// The table's own rules: a mistake here would be a wrong server for somebody.
 TEST(Providers, BlanksStayInAPasswordForAnotherServerThanTheProviders) {
   MailServer server{MailProtocol::kSmtp, "SMTP.gmail.com", 465, Security::kTls, {}};
   EXPECT_EQ(appPasswordLengthAt(server, "ann@gmail.com"), 16u);
@@ -146,9 +145,39 @@ TEST(Providers, BlanksStayInAPasswordForAnotherServerThanTheProviders) {
   EXPECT_EQ(appPasswordLengthAt(server, "ann@gmail.com"), 0u);
   server = {MailProtocol::kImap, "imap.gmail.com", 993, Security::kTls, {}};
   EXPECT_EQ(appPasswordLengthAt(server, "ann@gmail.com"), 16u);
-  EXPECT_EQ(appPasswordLengthAt(server, "ann@firm.example"), 0u);
+  EXPECT_EQ(appPasswordLengthAt(server, "ann@firm.example"), 16u) << "an own domain";
+  server = {MailProtocol::kSmtp, "imap.gmail.com", 465, Security::kTls, {}};
+  EXPECT_EQ(appPasswordLengthAt(server, "ann@gmail.com"), 0u) << "not a server for sending";
 }
 
+TEST(Providers, AServerForSendingIsKnownWhateverTheAddressIs) {
+  MailServer server{MailProtocol::kSmtp, "SMTP.gmail.com", 465, Security::kTls, {}};
+  for (const char* address : {"ann@gmail.com", "ann@firm.example", ""}) {
+    const Proposal known = proposalAt(server, address);
+    EXPECT_EQ(known.provider, "Gmail") << address;
+    EXPECT_EQ(known.page, "https://myaccount.google.com/apppasswords");
+    EXPECT_TRUE(says(known, "needs an app password"));
+  }
+  server.host = "smtp.firm.example";
+  EXPECT_EQ(proposalAt(server, "ann@gmail.com").kind, Kind::kNoAddress);
+  EXPECT_EQ(proposalAt(server, "ann@gmail.com").remarks, std::vector<std::string>());
+}
+
+TEST(Providers, OfProvidersThatShareAServerItIsTheOneOfTheAddress) {
+  const MailServer server{MailProtocol::kSmtp, "smtp.mail.yahoo.com", 465, Security::kTls, {}};
+  EXPECT_EQ(proposalAt(server, "ann@yahoo.com").provider, "Yahoo Mail");
+  EXPECT_EQ(proposalAt(server, "ann@cox.net").provider, "Cox (run by Yahoo)");
+}
+
+TEST(Providers, WhoeverOnlySendsNeedsNoImap) {
+  const MailServer reading{MailProtocol::kImap, "imap.gmx.net", 993, Security::kTls, {}};
+  const MailServer sending{MailProtocol::kSmtp, "mail.gmx.net", 465, Security::kTls, {}};
+  EXPECT_TRUE(says(proposalAt(reading, "a@gmx.de"), "Switch IMAP on first"));
+  EXPECT_FALSE(says(proposalAt(sending, "a@gmx.de"), "Switch IMAP on first"));
+  EXPECT_TRUE(says(proposalAt(sending, "a@gmx.de"), "With two-step sign-in switched on"));
+}
+
+// The table's own rules: a mistake here would be a wrong server for somebody.
 // Of these no page could be found. A page that is found is added to the row and the name removed
 // here.
 const std::set<std::string> kAppPasswordWithoutPage = {"alice-it", "bluewin", "kakao", "tim",

@@ -238,7 +238,9 @@ class Questions {
     field(server, setup_.txtSmtpHost, [] { return "Server for sending mail (SMTP):"; });
     list(server, setup_.lblSmtpSecurity, setup_.cmbSmtpSecurity);
     field(server, setup_.lblSmtpPort, setup_.txtSmtpPort);
-    field(server, setup_.lblSmtpUser, setup_.txtSmtpUser);
+    // For a Maildir the provider is known by the server for sending, if at all.
+    field(server, setup_.txtSmtpUser,
+          [this] { return (hasAccount() ? "" : advice()) + setup_.lblSmtpUser.text(); });
     list(server, setup_.lblSmtpSignIn, setup_.cmbSmtpSignIn);
     password(server, setup_.lblSmtpPassword, setup_.txtSmtpPassword);
     field(server, setup_.lblSmtpSecret, setup_.txtSmtpSecret);

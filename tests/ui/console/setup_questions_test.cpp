@@ -109,6 +109,16 @@ TEST_F(SetupQuestions, AMaildirThatWasFoundIsOneNumber) {
   EXPECT_EQ(stored().sendmail, "/usr/sbin/sendmail");
 }
 
+TEST_F(SetupQuestions, AMaildirThatSendsThroughAProviderIsToldOfTheAppPassword) {
+  EXPECT_TRUE(ask({"2", "1", "ann@firm.example", "", "2", "smtp.gmail.com", "", "465",
+                   "ann@gmail.com", "", "abcd efgh ijkl mnop", "", "1"}));
+  ASSERT_GE(dialogs_.inputs.size(), 11u);
+  EXPECT_THAT(dialogs_.inputs[8].prompt, HasSubstr("https://myaccount.google.com/apppasswords"));
+  EXPECT_THAT(dialogs_.inputs[10].prompt, HasSubstr("App password"));
+  ASSERT_EQ(setup_.kept.size(), 1u);
+  EXPECT_EQ(setup_.kept[0].second, "abcdefghijklmnop");
+}
+
 TEST_F(SetupQuestions, AnotherFolderIsAskedFor) {
   EXPECT_TRUE(ask({"2", "2", "~/Mail", "ann@firm.example", "", "4", "", "1"}));
   EXPECT_EQ(stored().maildir, "/home/ann/Mail");

@@ -70,9 +70,13 @@ void frmSetup::wire() {
   cmbOnlineAccount.onClick([this] { transfer_.proposeOnlineAccount(); });
   cmbDelivery.onClick([this] {
     deliveryFollows_ = deliveryFollows_ && filling_;
+    showProvider();
     showWhatApplies();
   });
-  cmbSmtpSignIn.onClick([this] { showWhatApplies(); });
+  cmbSmtpSignIn.onClick([this] {
+    showProvider();
+    showWhatApplies();
+  });
   cmbImapSecurity.onClick([this] {
     transfer_.securityChosen(cmbImapSecurity, txtImapPort, MailProtocol::kImap);
     showServers();
@@ -81,10 +85,13 @@ void frmSetup::wire() {
     transfer_.securityChosen(cmbSmtpSecurity, txtSmtpPort, MailProtocol::kSmtp);
     showServers();
   });
-  for (Control* field :
-       {&txtImapHost, &txtImapPort, &txtImapUser, &txtSmtpHost, &txtSmtpPort, &txtSmtpUser}) {
+  for (Control* field : {&txtImapHost, &txtImapPort, &txtImapUser, &txtSmtpPort, &txtSmtpUser}) {
     field->onChange([this] { showServers(); });
   }
+  txtSmtpHost.onChange([this] {
+    showProvider();
+    showWhatApplies();
+  });
   wireFound(cmbFoundMaildir, txtMaildir);
   wireFound(cmbFoundCommand, txtSendmail);
   lnkProviderPage.onClick([this] {
@@ -230,19 +237,28 @@ void frmSetup::showProvider() {
   if (!onlineNote_.empty() && cmbSignIn.value() == kByOnlineAccount) {
     advice.more += (advice.more.empty() ? "" : "\r\n") + onlineNote_;
   }
+  // Without a sign-in for sending only, the provider's advice is about the account.
+  const MailSettings settings = transfer_.settings();
+  const bool signsInToSend = cmbDelivery.value() == kByOtherServer && settings.smtp.signIn;
+  const Proposal sending =
+      signsInToSend ? proposalAt(settings.smtp.server, txtMailAddress.text()) : Proposal();
   if (opbMaildir.checked()) {
-    advice = {};
+    advice = ProviderChoice::sendingAdvice(sending);
     // Many servers refuse mail from an address that does not exist.
     if (trimmed(txtMailAddress.text()).empty()) {
-      advice.first = "Without your address, forwards come from " + user_.userAtHost +
-                     ", which many servers refuse.";
+      std::string& text = advice.first.empty() ? advice.first : advice.more;
+      text += (text.empty() ? "" : "\r\n") + ("Without your address, forwards come from " +
+                                              user_.userAtHost + ", which many servers refuse.");
     }
   }
   lblProvider.setText(advice.first);
   lnkProviderPage.setText(advice.page);
   lblProviderMore.setText(advice.more);
-  lblPassword.setText(proposal_.signIn == ProviderSignIn::kAppPassword ? "App password:"
-                                                                       : "Password:");
+  const auto nameOf = [](const Proposal& proposal) {
+    return proposal.signIn == ProviderSignIn::kAppPassword ? "App password:" : "Password:";
+  };
+  lblPassword.setText(nameOf(proposal_));
+  lblSmtpPassword.setText(nameOf(sending));
 }
 
 void frmSetup::showWhatApplies() {
@@ -310,7 +326,7 @@ bool frmSetup::checked() {
 }
 
 bool frmSetup::passwordsChecked() {
-  const TypedSecrets typed = typedSecrets(*this, proposal_);
+  const TypedSecrets typed = typedSecrets(*this);
   const auto mistake =
       secretMistake(transfer_.settings(), typed, proposal_, known_ ? &before_ : nullptr);
   if (mistake) {
@@ -331,7 +347,7 @@ void frmSetup::accept(Step then) {
     return;
   }
   const MailSettings settings = transfer_.settings();
-  auto passwords = passwordsToKeep(settings, typedSecrets(*this, proposal_));
+  auto passwords = passwordsToKeep(settings, typedSecrets(*this));
   if (passwords.empty() && known_ && opened_ && sameSettings(settings, before_)) {
     stored_ = true;
     then();
@@ -415,7 +431,7 @@ void frmSetup::testAccount() {
   // Whoever tests without the window sees this line alone before the servers are asked.
   addLine({TestLine::Kind::kNote, serversText(settings, user_.homeFolder)});
   world_.setup.test(
-      settings, typedSecrets(*this, proposal_), [this](const TestLine& line) { addLine(line); },
+      settings, typedSecrets(*this), [this](const TestLine& line) { addLine(line); },
       [this](bool good) {
         setBusy(false);
         cmdStopTest.setEnabled(false);

@@ -46,7 +46,8 @@ Proposal ProviderChoice::proposal(std::string_view address, int position) const 
   return host < hosts_.size() ? proposalFrom(*hosts_[host], trimmed(address)) : byAddress;
 }
 
-ProviderAdvice ProviderChoice::advice(const Proposal& proposal) {
+// The server may have been typed, so nothing is said about the list.
+ProviderAdvice ProviderChoice::sendingAdvice(const Proposal& proposal) {
   ProviderAdvice advice;
   advice.page = proposal.page;
   for (const std::string& remark : proposal.remarks) {
@@ -56,6 +57,11 @@ ProviderAdvice ProviderChoice::advice(const Proposal& proposal) {
       advice.more += (advice.more.empty() ? "" : "\r\n") + remark;
     }
   }
+  return advice;
+}
+
+ProviderAdvice ProviderChoice::advice(const Proposal& proposal) {
+  ProviderAdvice advice = sendingAdvice(proposal);
   if (proposal.kind == Proposal::Kind::kFound && !proposal.provider.empty()) {
     advice.more += (advice.more.empty() ? "" : "\r\n") + proposal.provider +
                    " is in the built-in list of " + std::string(kProviderListDate) +

@@ -30,6 +30,8 @@ class ProviderChoice {
   /// offered.
   Proposal proposal(std::string_view address, int position) const;
   static ProviderAdvice advice(const Proposal& proposal);
+  /// For a server that only sends: of proposalAt(). Empty where nothing is known about it.
+  static ProviderAdvice sendingAdvice(const Proposal& proposal);
 
  private:
   std::vector<const MailProvider*> hosts_;

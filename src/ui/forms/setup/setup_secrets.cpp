@@ -27,20 +27,20 @@ bool takesNoPassword(const MailSettings& settings, const Proposal& proposal) {
 
 }  // namespace
 
-// Some providers show app passwords with blanks that do not belong to them. The provider may be the
-// one that runs the user's own domain, so it is taken from the proposal.
-TypedSecrets typedSecrets(const SetupControls& window, const Proposal& proposal) {
+// Some providers show app passwords with blanks that do not belong to them.
+TypedSecrets typedSecrets(const SetupControls& window) {
   TypedSecrets typed;
-  const auto withoutGroupsAt = [&](const auto& proposed, const Control& host,
+  const auto withoutGroupsAt = [&](MailProtocol protocol, const Control& host,
                                    const Control& password) {
-    const bool own = equalsAsciiCase(trimmed(host.text()), proposed.host);
-    return withoutGroups(Secret(password.text()), own ? proposal.appPasswordLength : 0);
+    const MailServer server{protocol, std::string(trimmed(host.text())), 0, Security::kTls, {}};
+    return withoutGroups(Secret(password.text()),
+                         appPasswordLengthAt(server, window.txtMailAddress.text()));
   };
   if (window.cmbSignIn.value() == kByKeyring && window.opbAccount.checked()) {
-    typed.imap = withoutGroupsAt(proposal.imap, window.txtImapHost, window.txtPassword);
+    typed.imap = withoutGroupsAt(MailProtocol::kImap, window.txtImapHost, window.txtPassword);
   }
   if (window.cmbDelivery.value() == kByOtherServer && window.cmbSmtpSignIn.value() == kByKeyring) {
-    typed.smtp = withoutGroupsAt(proposal.smtp, window.txtSmtpHost, window.txtSmtpPassword);
+    typed.smtp = withoutGroupsAt(MailProtocol::kSmtp, window.txtSmtpHost, window.txtSmtpPassword);
   }
   return typed;
 }

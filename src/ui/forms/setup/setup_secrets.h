@@ -16,9 +16,9 @@
 namespace relaybird {
 
 /// What the password fields have for the settings that the dialog shows. A field that does not
-/// apply counts as empty. Of an app password of `proposal`'s provider the blanks between the groups
+/// apply counts as empty. Of an app password for a provider's server the blanks between the groups
 /// are left out.
-TypedSecrets typedSecrets(const SetupControls& window, const Proposal& proposal);
+TypedSecrets typedSecrets(const SetupControls& window);
 
 /// A password that is missing, or that the provider does not take. `kept` are the settings whose
 /// passwords are in the keyring already; null: nothing is kept.

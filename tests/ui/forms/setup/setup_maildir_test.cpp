@@ -91,6 +91,61 @@ TEST_F(Setup, TheWayOutThatWasChosenStays) {
   EXPECT_EQ(at("cmbDelivery").value(), kByNothing);
 }
 
+TEST_F(Setup, AMaildirThatSendsThroughAProviderIsToldOfTheAppPassword) {
+  open();
+  at("opbMaildir").click();
+  type("txtMaildir", "~/Maildir");
+  type("txtMailAddress", "ann@firm.example");
+  at("cmbDelivery").setValue(kByOtherServer);
+  EXPECT_EQ(in("lblProvider"), "");
+  EXPECT_EQ(in("lblSmtpPassword"), "Password:");
+  type("txtSmtpHost", "smtp.gmail.com");
+  EXPECT_EQ(in("lblProvider"),
+            "Gmail needs an app password, not the account's own. Make one here:");
+  EXPECT_TRUE(at("lblProvider").visible());
+  EXPECT_EQ(in("lnkProviderPage"), "https://myaccount.google.com/apppasswords");
+  EXPECT_TRUE(at("lnkProviderPage").visible());
+  EXPECT_THAT(in("lblProviderMore"), testing::Not(HasSubstr("built-in list")));
+  EXPECT_EQ(in("lblSmtpPassword"), "App password:");
+  type("txtSmtpPort", "465");
+  type("txtSmtpUser", "ann@gmail.com");
+  type("txtSmtpPassword", "abcd efgh ijkl mnop");
+  press("cmdTestAccount");
+  EXPECT_EQ(setup_.testedSmtpPassword, "abcdefghijklmnop");
+  at("cmbDelivery").setValue(kByLocalCommand);
+  EXPECT_FALSE(at("lblProvider").visible()) << "Gmail's servers are not asked";
+}
+
+TEST_F(Setup, AServerWithoutSignInNeedsNoAppPassword) {
+  open();
+  at("opbMaildir").click();
+  type("txtMailAddress", "ann@gmail.com");
+  at("cmbDelivery").setValue(kByOtherServer);
+  EXPECT_EQ(in("txtSmtpHost"), "smtp.gmail.com");
+  EXPECT_EQ(in("lnkProviderPage"), "https://myaccount.google.com/apppasswords");
+  at("cmbSmtpSignIn").setValue(3);
+  EXPECT_EQ(in("lblProvider"), "");
+  EXPECT_FALSE(at("lnkProviderPage").visible());
+}
+
+TEST_F(Setup, AMaildirThatSendsThroughAProviderWithoutAnAddressIsToldBoth) {
+  open();
+  at("opbMaildir").click();
+  at("cmbDelivery").setValue(kByOtherServer);
+  type("txtSmtpHost", "smtp.gmail.com");
+  EXPECT_THAT(in("lblProvider"), testing::EndsWith("Make one here:"));
+  EXPECT_THAT(in("lblProviderMore"), HasSubstr("forwards come from ann@host"));
+}
+
+TEST_F(Setup, AnAccountThatSendsThroughAnotherProviderIsAskedForItsAppPassword) {
+  open();
+  fillAccount();
+  at("cmbDelivery").setValue(kByOtherServer);
+  type("txtSmtpHost", "smtp.gmail.com");
+  EXPECT_EQ(in("lblSmtpPassword"), "App password:");
+  EXPECT_EQ(in("lblPassword"), "Password:");
+}
+
 TEST_F(Setup, AMaildirWithoutAnAddressIsToldWhereForwardsComeFrom) {
   open();
   type("txtMailAddress", "ann@gmail.com");
