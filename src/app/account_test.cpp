@@ -229,6 +229,10 @@ class AccountTest {
       return problem("The command " + shown + " does not exist.",
                      "Choose another command, by its full path.");
     }
+    if (!world_.mayRun || !world_.mayRun(program)) {
+      return problem("You may not run the command " + shown + ".",
+                     "Choose another command, or let its owner permit you to run it.");
+    }
     say(Kind::kGood,
         "The command " + shown + " exists. Whether it delivers, a test message shows.");
     return true;

@@ -21,6 +21,8 @@ struct AccountTestWorld {
   NetworkMaker network;
   std::string version;    ///< of the program, which some providers ask for: "1.2.3"
   std::string home = {};  ///< the user's home folder: paths in it are shown short
+  /// Whether the user may run this program; null: no program is run here.
+  std::function<bool(const std::string& program)> mayRun = {};
 };
 
 /// Returns whether all is well; `line` gets a line for each step. May take minutes, so it is not

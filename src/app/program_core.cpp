@@ -28,7 +28,7 @@ ProgramCore::ProgramCore(ProgramPlatform with, ProgramIdentity identity, EventQu
       keepAlive_(std::move(keepAlive)) {
   setup_ = std::make_unique<ProgramMailSetup>(
       AccountTestWorld{files, secretWorld(), platform.network, identity_.versionText,
-                       platform.user.homeFolder},
+                       platform.user.homeFolder, platform.mayRun},
       events_, platform.user, platform.folders->GetAppDataFolder(),
       [this](auto report) { reopen(std::move(report)); }, [this] { return slot_.why(); },
       [this] { return std::string(givenMailbox(mailbox_.store)); });

@@ -7,10 +7,12 @@
 #include "app/program_mail_setup.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "mail/sign_in_source.h"
 #include "platform/paths.h"
+#include "platform/system/command_runner.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -111,13 +113,38 @@ std::vector<std::string> ProgramMailSetup::foundMaildirs() {
   return found;
 }
 
-// The two usual places of the system's own command (Filesystem Hierarchy Standard), then msmtp,
-// which some systems have alone.
+// Where a link leads, if that is a program for this user. The settings have a command without
+// quoting, so a path with a blank in it would not be run.
+std::optional<std::string> ProgramMailSetup::programAt(const std::string& path) const {
+  const auto target = world_.files.resolve(path);
+  if (!target || commandWords(path).size() != 1) {
+    return std::nullopt;
+  }
+  const auto info = world_.files.inspect(*target);
+  const bool runs =
+      info && info->type == FileType::kRegular && world_.mayRun && world_.mayRun(path);
+  return runs ? std::optional(*target) : std::nullopt;
+}
+
+// The system's own command in its usual places (Filesystem Hierarchy Standard), then msmtp, which
+// some systems have alone, and what users have put into their own folders. On many systems several
+// of these names are links to one program: the first name is offered, as a program may look at the
+// name that it was started by.
 std::vector<std::string> ProgramMailSetup::foundCommands() {
+  std::vector<std::string> candidates = {"/usr/sbin/sendmail",      "/usr/lib/sendmail",
+                                         "/usr/bin/sendmail",       "/usr/local/sbin/sendmail",
+                                         "/usr/local/bin/sendmail", "/usr/bin/msmtp",
+                                         "/usr/local/bin/msmtp"};
+  if (isAbsolutePath(user_.homeFolder)) {
+    candidates.push_back(joinPath(user_.homeFolder, ".local/bin/msmtp"));
+    candidates.push_back(joinPath(user_.homeFolder, "bin/msmtp"));
+  }
   std::vector<std::string> found;
-  for (const char* command : {"/usr/sbin/sendmail", "/usr/lib/sendmail", "/usr/bin/msmtp"}) {
-    if (world_.files.inspect(command)) {
-      found.emplace_back(command);
+  std::set<std::string> programs;
+  for (const std::string& command : candidates) {
+    const auto program = programAt(command);
+    if (program && programs.insert(*program).second) {
+      found.push_back(command);
     }
   }
   return found;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <utility>
@@ -50,6 +51,7 @@ class ProgramMailSetup : public MailSetup {
  private:
   bool isMaildir(const std::string& folder) const;
   std::vector<std::string> foldersOfMbsync() const;
+  std::optional<std::string> programAt(const std::string& path) const;
   void post(std::uint64_t round, std::function<void()> report);
 
   AccountTestWorld world_;

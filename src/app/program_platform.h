@@ -51,6 +51,8 @@ struct ProgramPlatform {
 
   /// Commands that deliver mail. Where the system has none, it refuses to start any.
   std::unique_ptr<CommandRunner> commands;
+  /// Whether the user may run the file of this path; null: there are no such commands.
+  std::function<bool(const std::string& program)> mayRun;
   std::unique_ptr<SecretCommandRunner> secretCommands;  ///< null: no command prints passwords
   std::unique_ptr<SecretStore> keyring;                 ///< null: there is none
   std::unique_ptr<OnlineAccounts> accounts;             ///< null: there are none

@@ -495,6 +495,11 @@ TEST_F(AccountTestRun, AMaildirIsCountedAndACommandIsLookedFor) {
   EXPECT_THAT(lines, Contains("Problem: The command /usr/sbin/sendmail does not exist."));
   files.addFile("/usr/sbin/sendmail", "program");
   lines.clear();
+  world.mayRun = [](const std::string&) { return false; };
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains("Problem: You may not run the command /usr/sbin/sendmail."));
+  lines.clear();
+  world.mayRun = [](const std::string& program) { return program == "/usr/sbin/sendmail"; };
   EXPECT_TRUE(run());
   settings.maildir = "/other";
   EXPECT_FALSE(run());

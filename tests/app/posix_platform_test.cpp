@@ -7,11 +7,23 @@
 
 #include <filesystem>
 
+#include "support/temp_folder.h"
+
 namespace relaybird {
 namespace {
 
 TEST(PosixPlatform, TheProgramKnowsItsFolder) {
   EXPECT_TRUE(std::filesystem::is_regular_file(programFolder() + "/app_posix_test"));
+}
+
+TEST(PosixPlatform, WhoeverMayReadAProgramMayNotAlwaysRunIt) {
+  TempFolder temp;
+  writeBytes(temp.path("msmtp"), "#!/bin/sh\n");
+  std::filesystem::permissions(temp.path("msmtp"), std::filesystem::perms(0644));
+  EXPECT_FALSE(mayRun(temp.path("msmtp"))) << "not even the superuser";
+  EXPECT_FALSE(mayRun(temp.path("missing")));
+  std::filesystem::permissions(temp.path("msmtp"), std::filesystem::perms(0755));
+  EXPECT_TRUE(mayRun(temp.path("msmtp")));
 }
 
 TEST(PosixPlatform, CredentialsAreInTheFolderThatTheServiceManagerNames) {

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <set>
 
 #include "prefs/fake_files.h"
 #include "support/fake_secrets.h"
@@ -52,11 +53,19 @@ class MailSetupOnDisk : public testing::Test {
   }
   void make() {
     setup = std::make_unique<ProgramMailSetup>(
-        AccountTestWorld{files, secrets, {}, "1.2.3"}, events,
-        LocalIdentity{"/home/ann", "ann@host", "Ann"}, "/home/ann/.config",
+        AccountTestWorld{
+            files,
+            secrets,
+            {},
+            "1.2.3",
+            home,
+            [this](const std::string& program) { return notForUs.count(program) == 0; }},
+        events, LocalIdentity{home, "ann@host", "Ann"}, "/home/ann/.config",
         [](const auto& report) { report({}); }, [] { return std::string(); });
   }
   FakeFiles files;
+  std::string home = "/home/ann";
+  std::set<std::string> notForUs;  // programs that the user may not run
   FakeSecretStore keyring;
   SecretWorld secrets;
   KeptEvents events;
@@ -95,11 +104,56 @@ TEST_F(MailSetupOnDisk, FindsMaildirsOfBothConfigurationFilesOfMbsync) {
 TEST_F(MailSetupOnDisk, FindsCommandsThatTakeMessages) {
   make();
   EXPECT_THAT(setup->foundCommands(), IsEmpty());
-  for (const char* folder : {"/usr", "/usr/bin"}) {
-    files.addFolder(folder);
+  const std::vector<std::string> commands = {
+      "/usr/sbin/sendmail",       "/usr/lib/sendmail",          "/usr/bin/sendmail",
+      "/usr/local/sbin/sendmail", "/usr/local/bin/sendmail",    "/usr/bin/msmtp",
+      "/usr/local/bin/msmtp",     "/home/ann/.local/bin/msmtp", "/home/ann/bin/msmtp"};
+  for (const std::string& command : commands) {
+    files.addFile(command, "program");
   }
+  files.addFile("/home/ann/bin/sendmail-old", "another");
+  EXPECT_EQ(setup->foundCommands(), commands);
+}
+
+TEST_F(MailSetupOnDisk, OffersNoCommandThatTheUserMayNotRun) {
+  make();
+  files.addFile("/usr/sbin/sendmail", "program");
   files.addFile("/usr/bin/msmtp", "program");
+  notForUs = {"/usr/sbin/sendmail"};
   EXPECT_THAT(setup->foundCommands(), ElementsAre("/usr/bin/msmtp"));
+}
+
+TEST_F(MailSetupOnDisk, OffersNoFolderAndNoLinkToNothingAsACommand) {
+  make();
+  files.addFolder("/usr/bin/msmtp");
+  files.addLink("/usr/sbin/sendmail", "/usr/sbin/exim4");
+  EXPECT_THAT(setup->foundCommands(), IsEmpty());
+  files.addFile("/usr/sbin/exim4", "program");
+  EXPECT_THAT(setup->foundCommands(), ElementsAre("/usr/sbin/sendmail"));
+}
+
+TEST_F(MailSetupOnDisk, OffersAProgramOnceHoweverManyLinksLeadToIt) {
+  make();
+  files.addFile("/usr/sbin/sendmail", "program");
+  files.addLink("/usr/lib/sendmail", "/usr/sbin/sendmail");
+  files.addLink("/usr/bin/msmtp", "/usr/lib/sendmail");
+  files.addFile("/usr/local/bin/msmtp", "another program");
+  EXPECT_THAT(setup->foundCommands(), ElementsAre("/usr/sbin/sendmail", "/usr/local/bin/msmtp"));
+}
+
+TEST_F(MailSetupOnDisk, OffersNoCommandWhosePathHasABlank) {
+  home = "/home/Ann Example";
+  make();
+  files.addFile("/home/Ann Example/bin/msmtp", "program");
+  EXPECT_THAT(setup->foundCommands(), IsEmpty());
+}
+
+TEST_F(MailSetupOnDisk, LooksForNoCommandInAHomeThatIsNotKnown) {
+  home = "";
+  make();
+  files.addFile("bin/msmtp", "program");
+  files.addFile("/bin/msmtp", "program");
+  EXPECT_THAT(setup->foundCommands(), IsEmpty());
 }
 
 TEST_F(MailSetupOnDisk, KeepsAPasswordUnderTheNameThatTheAccountLooksFor) {

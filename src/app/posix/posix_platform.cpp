@@ -111,6 +111,11 @@ std::string credentialFolder() {
   return folder != nullptr && isAbsolutePath(folder) ? folder : "";
 }
 
+// With the rights that a program is started with, not those of whoever has started this one.
+bool mayRun(const std::string& program) {
+  return ::faccessat(AT_FDCWD, program.c_str(), X_OK, AT_EACCESS) == 0;
+}
+
 std::string programFolder() {
   std::array<char, PATH_MAX> path;
   const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size());
@@ -131,6 +136,7 @@ ProgramPlatform systemPlatform() {
   system.folders = std::make_unique<XdgFolders>(files);
   system.osVersion = std::make_unique<NotWindows>();
   system.commands = std::make_unique<PosixCommandRunner>(steadyTime);
+  system.mayRun = mayRun;
   system.secretCommands = std::make_unique<PosixCommandRunner>(steadyTime);
 #ifdef RELAYBIRD_KEYRING
   system.keyring = std::make_unique<DesktopKeyring>();

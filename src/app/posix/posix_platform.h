@@ -14,6 +14,9 @@ LocalIdentity localIdentity();
 /// $CREDENTIALS_DIRECTORY (systemd.exec (5)), where it is an absolute path; else empty.
 std::string credentialFolder();
 
+/// Whether the user may run this file. Of a folder it says whether the user may enter it.
+bool mayRun(const std::string& program);
+
 /// The folder of the running program, links resolved; empty where the system does not tell.
 std::string programFolder();
 
