@@ -5,7 +5,8 @@
 // secret_keeper sign-in PREFERENCES LOG: signs in, with the protocol in LOG, and prints "signed in"
 // while the connection is open, "closed" after it; waits for a line of input after each.
 // secret_keeper refused PREFERENCES LOG: the same for a sign-in that the server refuses.
-// secret_keeper store PREFERENCES LOG: puts the first line of its input into the keyring instead.
+// secret_keeper store PREFERENCES LOG: puts the first line of its input into the keyring instead;
+// store-for-sending does so for the server for sending.
 // secret_keeper leak PREFERENCES LOG: signs in, and keeps a copy in ordinary memory.
 #include <signal.h>
 #include <unistd.h>
@@ -59,10 +60,12 @@ class Keeper {
       show(error);
     }
     account_ = read.settings.imap;
+    sending_ = read.settings.smtp;
   }
 
-  void store() {
-    const SecretAnswer answer = keyring_.store(secretKeyOf(account_), secretOfInput(), {});
+  void store(bool forSending) {
+    const SecretAnswer answer =
+        keyring_.store(secretKeyOf(forSending ? sending_ : account_), secretOfInput(), {});
     show(answer.end == SecretAnswer::End::kDone ? "stored" : answer.words);
     waitForALine();
   }
@@ -114,6 +117,7 @@ class Keeper {
   DesktopOnlineAccounts accounts_;
   PosixCommandRunner commands_{steadyTime};
   AccountSettings account_;
+  AccountSettings sending_;
   std::string leaked_;
 };
 
@@ -122,7 +126,7 @@ class Keeper {
 
 int main(int argc, char** argv) {
   if (argc != 4) {
-    std::cerr << "secret_keeper sign-in|refused|store|leak PREFERENCES LOG\n";
+    std::cerr << "secret_keeper sign-in|refused|store|store-for-sending|leak PREFERENCES LOG\n";
     return 2;
   }
   ::signal(SIGPIPE, SIG_IGN);
@@ -130,8 +134,8 @@ int main(int argc, char** argv) {
   relaybird::keepSecretsIn(*new relaybird::SecretPages);
   const std::string what = argv[1];
   relaybird::Keeper keeper(argv[2], argv[3]);
-  if (what == "store") {
-    keeper.store();
+  if (what.starts_with("store")) {
+    keeper.store(what == "store-for-sending");
   } else {
     keeper.signIn(what == "leak");
   }

@@ -177,6 +177,20 @@ loop = GLib.MainLoop()
 Gio.bus_watch_name(Gio.BusType.SESSION, 'org.freedesktop.secrets', 0, lambda *_: loop.quit(), None)
 loop.run()"""], env=self.environment, check=True)
 
+    def start_online_accounts(self):
+        """Account 1 has the secret as its token, account 2 a password that begins with it."""
+        self.start_bus()
+        double = self.start("/usr/bin/python3", DOUBLES, "accounts", "good", self.secret)
+        self.assertEqual(double.stdout.readline(), b"ready\n")
+
+    def keep_in_keyring(self, what="store"):
+        """Under the server of the preference file."""
+        storing = self.start(KEEPER, what, str(self.preferences), str(self.log), stdin=subprocess.PIPE)
+        storing.stdin.write(self.secret + b"\n")
+        storing.stdin.flush()
+        self.expect(storing, "stored")
+        self.assertEqual(self.leaks(storing), [], "after it was stored")
+
     def expect(self, keeper, words):
         line = keeper.stdout.readline()
         self.output += line
@@ -264,22 +278,18 @@ class SignInLeaks(LeakTest):
         self.check(server)
 
     def test_online_account(self):
-        server = ImapServer(self.folder)
-        self.start_bus()
-        double = self.start("/usr/bin/python3", DOUBLES, "accounts", "good", self.secret)
-        self.assertEqual(double.stdout.readline(), b"ready\n")
-        self.write_preferences(server, imap_secret="online-account", imap_secret_name="account_1")
-        self.check(server)
+        for account in ("account_1", "account_2"):
+            with self.subTest(account=account):
+                server = ImapServer(self.folder)
+                self.start_online_accounts()
+                self.write_preferences(server, imap_secret="online-account", imap_secret_name=account)
+                self.check(server)
 
     def test_keyring(self):
         server = ImapServer(self.folder)
         self.start_keyring()
         self.write_preferences(server, imap_secret="keyring")
-        storing = self.keeper("store")
-        storing.stdin.write(self.secret + b"\n")
-        storing.stdin.flush()
-        self.expect(storing, "stored")
-        self.assertEqual(self.leaks(storing), [], "after it was stored")
+        self.keep_in_keyring()
         self.check(server)
 
     # What the search itself finds.
@@ -323,10 +333,13 @@ class ProgramLeaks(LeakTest):
         (self.home / "state/rbx/rbxkey").mkdir(parents=True)
         (self.home / "state/rbx/rbxkey/db").touch()
 
-    def check(self, settings, words):
-        """One test cycle, with everything logged; `words` have to be in the log."""
+    def write_preferences(self, settings):
         self.preferences.write_text("[mail]\naddress=ann@example.org\n" + "".join(
             f"{key}={value}\n" for key, value in settings.items()))
+
+    def check(self, settings, words):
+        """One test cycle, with everything logged; `words` have to be in the log."""
+        self.write_preferences(settings)
         program = self.start(CONSOLE, stdin=subprocess.PIPE)
         program.stdin.write(b"settings txtAddress 5550100@sms.example.net\nclick frmRelaybird.cmdViewLog\n"
                             b"key frmLog.lstLog Ctrl+Shift+Alt+V\nset frmLog.chkVerboseLog on\n"
@@ -344,12 +357,16 @@ class ProgramLeaks(LeakTest):
 
     # A Maildir, and a server of this test for delivery.
 
+    @staticmethod
+    def delivery(server, **secret):
+        return {"delivery": "smtp", "smtp_host": "localhost", "smtp_port": server.port, "smtp_security": "tls",
+                "smtp_ca_file": server.certificate, "smtp_user": "ann", **secret}
+
     def check_delivery(self, server, words, **secret):
         for folder in ("new", "cur", "tmp"):
             (self.home / "Maildir" / folder).mkdir(parents=True)
         (self.home / "Maildir/new/1795000001.test.example").write_text(self.MESSAGE)
-        self.check({"delivery": "smtp", "smtp_host": "localhost", "smtp_port": server.port, "smtp_security": "tls",
-                    "smtp_ca_file": server.certificate, "smtp_user": "ann", **secret}, [b"SMTP > AUTH", *words])
+        self.check(self.delivery(server, **secret), [b"SMTP > AUTH", *words])
         self.assertTrue(server.was_given(self.secret), "the server was given another secret")
 
     def test_delivery_by_password(self):
@@ -360,13 +377,38 @@ class ProgramLeaks(LeakTest):
         self.check_delivery(SmtpServer(self.folder), [b"1 message has left this computer"],
                             smtp_secret="token-command", smtp_secret_command=self.password_command())
 
+    def test_delivery_by_keyring(self):
+        server = SmtpServer(self.folder)
+        self.start_keyring()
+        self.write_preferences(self.delivery(server, smtp_secret="keyring"))
+        self.keep_in_keyring("store-for-sending")
+        self.check_delivery(server, [b"1 message has left this computer"], smtp_secret="keyring")
+
+    def test_delivery_by_token_of_an_online_account(self):
+        self.start_online_accounts()
+        self.check_delivery(SmtpServer(self.folder), [b"AUTH XOAUTH2", b"1 message has left this computer"],
+                            smtp_secret="online-account", smtp_secret_name="account_1")
+
+    def test_delivery_by_password_of_an_online_account(self):
+        self.start_online_accounts()
+        self.check_delivery(SmtpServer(self.folder), [b"AUTH PLAIN", b"1 message has left this computer"],
+                            smtp_secret="online-account", smtp_secret_name="account_2")
+
+    def test_refused_delivery_by_keyring(self):
+        server = SmtpServer(self.folder, accepts=False)
+        self.start_keyring()
+        self.write_preferences(self.delivery(server, smtp_secret="keyring"))
+        self.keep_in_keyring("store-for-sending")
+        self.check_delivery(server, [b"535 5.7.8 wrong"], smtp_secret="keyring")
+
     def test_refused_delivery(self):
         self.check_delivery(SmtpServer(self.folder, accepts=False), [b"535 5.7.8 wrong"],
                             smtp_secret="command", smtp_secret_command=self.password_command())
 
     # An account at a real server, which also delivers.
 
-    def check_account(self, words, accepts, **secret):
+    def start_servers(self, accepts=True):
+        """Servers with a message for the user box1, whose password the secret is. Returns the settings."""
         self.folder.chmod(0o711)  # root's server runs as another user
         folder = self.folder / "servers"
         folder.mkdir()
@@ -383,20 +425,43 @@ class ProgramLeaks(LeakTest):
         if os.geteuid() == 0:
             owner = message.parent.stat()
             os.chown(message, owner.st_uid, owner.st_gid)
-        settings = {"store": "account", "imap_host": "localhost", "imap_port": found["plain.imaps"],
+        self.sink = folder / "sink1"
+        return {"store": "account", "imap_host": "localhost", "imap_port": found["plain.imaps"],
                     "imap_security": "tls", "imap_ca_file": found["ca"], "imap_user": "box1", "delivery": "smtp",
                     "smtp_host": "localhost", "smtp_port": found["plain.submissions"], "smtp_security": "tls",
-                    "smtp_ca_file": found["ca"], "smtp_user": "box1", "smtp_secret": "same", **secret}
+                    "smtp_ca_file": found["ca"], "smtp_user": "box1", "smtp_secret": "same"}
+
+    def check_account(self, settings, words, accepts=True):
         self.check(settings, [b"AUTHENTICATE", *words])
-        self.assertEqual(any(folder.glob("sink1/*")), accepts)
+        self.assertEqual(any(self.sink.glob("*")), accepts)
 
     def test_account_by_command(self):
-        self.check_account([b"1 message has left this computer"], True,
-                           imap_secret="command", imap_secret_command=self.password_command())
+        settings = {**self.start_servers(), "imap_secret": "command", "imap_secret_command": self.password_command()}
+        self.check_account(settings, [b"1 message has left this computer"])
 
     def test_refused_account(self):
-        self.check_account([b"AUTHENTICATIONFAILED"], False,
-                           imap_secret="command", imap_secret_command=self.password_command())
+        settings = {**self.start_servers(accepts=False), "imap_secret": "command",
+                    "imap_secret_command": self.password_command()}
+        self.check_account(settings, [b"AUTHENTICATIONFAILED"], accepts=False)
+
+    def test_account_by_keyring(self):
+        settings = {**self.start_servers(), "imap_secret": "keyring"}
+        self.start_keyring()
+        self.write_preferences(settings)
+        self.keep_in_keyring()
+        self.check_account(settings, [b"1 message has left this computer"])
+
+    def test_account_by_online_account(self):
+        self.secret = b"token-of-box1-" + self.secret
+        settings = {**self.start_servers(), "imap_secret": "online-account", "imap_secret_name": "account_1"}
+        self.start_online_accounts()
+        self.check_account(settings, [b"AUTHENTICATE XOAUTH2", b"1 message has left this computer"])
+
+    def test_refused_online_account(self):
+        settings = {**self.start_servers(accepts=False), "imap_secret": "online-account",
+                    "imap_secret_name": "account_1"}
+        self.start_online_accounts()
+        self.check_account(settings, [b"AUTHENTICATE XOAUTH2", b"does not accept"], accepts=False)
 
 
 class TypingLeaks(LeakTest):
