@@ -92,6 +92,14 @@ void addSignIn(const MailProvider& provider, std::vector<std::string>& remarks) 
           "provider send your mail on to a mailbox elsewhere.");
       return;
     case ProviderSignIn::kAppPassword:
+      // One list alone says so, and the page may be about mail programs in general.
+      if ((provider.traits & kUncertain) != 0 && !provider.note.page.empty()) {
+        remarks.push_back(
+            name +
+            " may need an app password instead of the account's own. Look for one, or "
+            "for a password for mail programs, here:");
+        return;
+      }
       remarks.push_back(name + " needs an app password, not the account's own. Make one " +
                         (provider.note.page.empty()
                              ? "on the provider's web site, where it may have another "

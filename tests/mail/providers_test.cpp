@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 #include <sstream>
 
 #include "platform/text/ascii_text.h"
@@ -53,11 +52,23 @@ TEST(Providers, AKnownAddressHasBothServers) {
 }
 
 TEST(Providers, WhereNoPageAboutAppPasswordsIsKnownTheUserIsToldWhereToLook) {
-  const Proposal tim = proposalFor("ann@tim.it");
-  EXPECT_EQ(tim.page, "");
-  EXPECT_EQ(tim.remarks.front(),
-            "TIM needs an app password, not the account's own. Make one on the provider's web "
+  const ProviderServer server{"mail.firm.example", 993, Security::kTls, UserNameForm::kAddress};
+  const MailProvider firm{"firm", "Firm", "firm.example", ProviderSignIn::kAppPassword,
+                          0,      server, server,         {}};
+  const Proposal proposal = proposalFrom(firm, "ann@firm.example");
+  EXPECT_EQ(proposal.page, "");
+  EXPECT_EQ(proposal.remarks.front(),
+            "Firm needs an app password, not the account's own. Make one on the provider's web "
             "site, where it may have another name, such as password for mail programs.");
+}
+
+TEST(Providers, AnAppPasswordThatIsNotCertainIsNotPromisedBehindThePage) {
+  const Proposal tim = proposalFor("ann@tim.it");
+  EXPECT_EQ(tim.page, "https://www.tim.it/assistenza/assistenza-tecnica/mail/guida/casella-posta");
+  EXPECT_EQ(tim.remarks.front(),
+            "TIM may need an app password instead of the account's own. Look for one, or for a "
+            "password for mail programs, here:");
+  EXPECT_EQ(tim.signIn, ProviderSignIn::kAppPassword);
 }
 
 TEST(Providers, TheLetterCaseAndBlanksOfADomainDoNotMatter) {
@@ -178,11 +189,6 @@ TEST(Providers, WhoeverOnlySendsNeedsNoImap) {
 }
 
 // The table's own rules: a mistake here would be a wrong server for somebody.
-// Of these no page could be found. A page that is found is added to the row and the name removed
-// here.
-const std::set<std::string> kAppPasswordWithoutPage = {"alice-it", "bluewin", "kakao", "tim",
-                                                       "vodafone-de"};
-
 TEST(ProviderTable, EveryRowIsWhole) {
   std::string before;
   for (const MailProvider& provider : mailProviders()) {
@@ -206,7 +212,7 @@ TEST(ProviderTable, EveryRowIsWhole) {
     const ProviderNote& note = provider.note;
     EXPECT_TRUE(note.page.empty() || note.page.starts_with("http")) << id;
     if (provider.signIn == ProviderSignIn::kAppPassword || (provider.traits & kAppIfTwoStep) != 0) {
-      EXPECT_EQ(note.page.empty(), kAppPasswordWithoutPage.contains(id)) << id;
+      EXPECT_FALSE(note.page.empty()) << id << " wants an app password and has no page about it";
     }
     EXPECT_TRUE(note.remark.empty() || note.remark.ends_with('.')) << id;
     EXPECT_TRUE(note.date.empty() || !note.remark.empty()) << id;
