@@ -10,9 +10,9 @@ distances, and at two of them to a server without PIPELINING. "quiet": a check t
 a million unread messages, at a server that makes them when they are asked for. "responsive": the longest time
 in which the program reacts to nothing, during a check of a server far away. Without a part, all of them. The
 clients take turns, and each figure is the median of its runs, from the client's start to the last accepted
-message; that of the program begins with its command, when it has started. Nothing stands between the clients
-and the servers in these runs but the distance, which a proxy makes; the round trips are counted by a proxy in a
-run of its own. Prints the rows of the table in docs/performance.md, and ends with status 1 if a limit is
+message; that of the program begins with its command, when it has started, and that of the script when Python
+has started and has its libraries. Nothing stands between the clients and the servers in these runs but the
+distance, which a proxy makes; the round trips are counted by a proxy in a run of its own. Prints the rows of the table in docs/performance.md, and ends with status 1 if a limit is
 exceeded.
 """
 
@@ -120,13 +120,13 @@ class Run:
 
     def run(self, *command, **more):
         self.begun = time.monotonic()
-        subprocess.run([str(word) for word in command], check=True, cwd=self.folder, **more)
+        return subprocess.run([str(word) for word in command], check=True, cwd=self.folder, **more)
 
     def taken(self):
         return self.sink.counts()[0]
 
     def seconds(self, expected):
-        """From the start of the client to the last message."""
+        """From the start of the client's work to the last message."""
         messages, last = self.sink.counts()
         if messages != expected:
             raise RuntimeError(f"{messages} messages of {expected} have arrived")
@@ -141,8 +141,11 @@ def raw_forward(run, imap_port, user, raw):
     run.run(raw, "forward", imap_port, run.port, user, PASSWORD, "@wanted.example", run.folder / "outbox")
 
 
+# The program runs already when it is told to forward, so the start of Python does not count either.
 def script_forward(run, imap_port, user, _):
-    run.run("/usr/bin/python3", HERE / "script_client.py", imap_port, run.port, user, PASSWORD, "@wanted.example")
+    done = run.run("/usr/bin/python3", HERE / "script_client.py", imap_port, run.port, user, PASSWORD,
+                   "@wanted.example", stdout=subprocess.PIPE)
+    run.begun = float(done.stdout)
 
 
 # The command of the two classic programs: sends what it gets, if the sender is wanted.

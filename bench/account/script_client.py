@@ -1,13 +1,19 @@
 # SPDX-License-Identifier: MIT
 """script_client.py IMAP_PORT SMTP_PORT USER PASSWORD SENDER: a forwarder as a careful author writes one in
-Python: headers and bodies in batches, one connection for sending, \\Seen in one command per batch."""
+Python: headers and bodies in batches, one connection for sending, \\Seen in one command per batch.
 
-import email
+Prints the time.monotonic() at which it began, after Python's own start and the imports."""
+
+import email.generator
+import email.message
+import email.parser
 import email.policy
+import email.utils
 import imaplib
 import re
 import smtplib
 import sys
+import time
 
 BATCH = 100
 
@@ -38,6 +44,7 @@ def forward_of(source):
 
 
 def main():
+    print(time.monotonic(), flush=True)
     imap_port, smtp_port, user, password, sender = sys.argv[1:]
     imap = imaplib.IMAP4("127.0.0.1", int(imap_port))
     imap.login(user, password)
