@@ -10,9 +10,7 @@
 #include "app/account_test.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/account_advice.h"
 #include "mail/mail_in_words.h"
 #include "mail/providers.h"
 #include "mail/sign_in_source.h"
@@ -50,38 +49,6 @@ constexpr std::size_t kReadAtOnce = 16384;
 
 using Kind = TestLine::Kind;
 
-// Providers word the same refusal differently, so that a few of their usual words are looked for.
-bool mentions(const std::string& answer, std::initializer_list<std::string_view> words) {
-  const std::string lower = asciiLower(answer);
-  return std::any_of(words.begin(), words.end(),
-                     [&](std::string_view word) { return lower.find(word) != std::string::npos; });
-}
-
-// A server says in its own words whether the password is wrong, or none is taken, or the access is
-// off. People who read only "wrong password" go in circles.
-// `known` is what the list of providers has about the server.
-std::string adviceAfterRefusal(const ConnectFailure& failure, const Proposal& known) {
-  if (mentions(failure.answer, {"application-specific", "app password", "app-specific"})) {
-    return "The provider wants an app password, not the account's own. Make one on its web site.";
-  }
-  if (mentions(failure.answer, {"basic authentication is disabled", "basicauthblocked", "oauth"})) {
-    return "The provider accepts no password. Sign in with the desktop's online accounts, or with "
-           "a "
-           "command that prints a token.";
-  }
-  if (mentions(failure.answer, {"imap access is disabled", "not enabled for imap", "enable imap",
-                                "imap is disabled"})) {
-    return "Switch access by mail programs (IMAP) on in the settings of the provider's web site.";
-  }
-  const std::string check = "Check user name and password. ";
-  if (!known.page.empty() || known.signIn != ProviderSignIn::kPassword) {
-    return check + known.remarks.front() + (known.page.empty() ? "" : " " + known.page);
-  }
-  return check +
-         "Many providers want an app password, or access by mail "
-         "programs to be switched on first: the tab Your Mail says what is known.";
-}
-
 // Whether this line begins a sign-in: AUTH (RFC 4954), and behind a tag AUTHENTICATE or LOGIN.
 bool beginsSignIn(const ProtocolLine& line, MailProtocol protocol) {
   const std::string_view text = line.text;
@@ -90,36 +57,6 @@ bool beginsSignIn(const ProtocolLine& line, MailProtocol protocol) {
   return line.sent &&
          (protocol == MailProtocol::kImap ? command == "AUTHENTICATE" || command == "LOGIN"
                                           : command == "AUTH");
-}
-
-// Where encryption failed the advice says that no password was sent: whoever reads it must know
-// whether to change the password.
-std::string adviceFor(const ConnectFailure& failure, const Proposal& known) {
-  using Cause = ConnectFailure::Cause;
-  switch (failure.cause) {
-    case Cause::kNoSuchHost:
-      return "Check the name of the server, and whether this computer is connected.";
-    case Cause::kNotReached:
-      return "Check the port, and whether this computer is connected.";
-    case Cause::kNoEncryption:
-      return "Choose the other kind of encryption, with its port. No password was sent.";
-    case Cause::kCertificate:
-      return "Check the name of the server. For a server with a certificate authority of its own, "
-             "name the certificate file under Servers. No password was sent.";
-    case Cause::kTls:
-      return "Check port and encryption. No password was sent.";
-    case Cause::kSignInRefused:
-      return adviceAfterRefusal(failure, known);
-    case Cause::kBusy:
-      return "The server turns connections away for now. Try again in a while.";
-    case Cause::kProtocol:
-      return "What answers there is not a mail server of this kind. Check server and port.";
-    case Cause::kTimedOut:
-      return "Check the port. A firewall may be in between, or the server is slow now.";
-    case Cause::kClosed:
-      break;
-  }
-  return "The server has ended the connection. Try again later.";
 }
 
 // Whether both are servers of one provider: the same host, or hosts with the same last two labels,
@@ -299,7 +236,7 @@ class AccountTest {
       return connection;
     }
     if (const auto& failure = connection->failure()) {
-      failed(account.server, *failure);
+      failed(account.server, *failure, signIn);
       // Without an answer the secret was not sent: the server does not know this way to sign in.
       if (failure->cause == ConnectFailure::Cause::kSignInRefused && !failure->answer.empty()) {
         refused_ = signIn;
@@ -350,11 +287,15 @@ class AccountTest {
     }
   }
 
-  void failed(const MailServer& server, const ConnectFailure& failure) const {
+  void failed(const MailServer& server, const ConnectFailure& failure,
+              const std::optional<SignIn>& signIn = std::nullopt) const {
+    // What a provider wants of passwords does not help whoever has a token.
+    const bool token = signIn && (signIn->method == SignInMethod::kXoauth2 ||
+                                  signIn->method == SignInMethod::kOauthBearer);
     // The second line is advice for the log of a program that tries again by itself.
     const std::string words = connectWords(server, failure);
     problem(words.substr(0, words.find('\n')),
-            adviceFor(failure, proposalAt(server, settings_.address)));
+            connectAdvice(failure, token ? Proposal() : proposalAt(server, settings_.address)));
   }
 
   // Sends `output` and hands in what arrives, until `over`; false on the end of the connection, a

@@ -309,11 +309,18 @@ TEST_F(AccountTestRun, ARefusalSaysWhetherAPasswordHelpsAtAll) {
 TEST_F(AccountTestRun, ARefusalByAKnownProviderNamesThePageAboutItsAppPasswords) {
   const std::string advice =
       "Do: Check user name and password. Gmail needs an app password, not the account's own. Make "
-      "one here: https://myaccount.google.com/apppasswords";
+      "one here: https://myaccount.google.com/apppasswords The tab Your Mail says what else is "
+      "known.";
   imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "NO wrong");
   settings.imap.server.host = "imap.gmail.com";
   EXPECT_FALSE(run());
   EXPECT_THAT(lines, Contains(advice));
+  lines.clear();
+  imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn,
+                 "NO [ALERT] Application-specific password required");
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains("Do: Gmail needs an app password, not the account's own. Make one "
+                              "here: https://myaccount.google.com/apppasswords"));
   lines.clear();
   smtp = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "535 5.7.8 wrong");
   settings.mailbox = MailboxKind::kMaildir;
@@ -322,6 +329,22 @@ TEST_F(AccountTestRun, ARefusalByAKnownProviderNamesThePageAboutItsAppPasswords)
   secrets.smtp = Secret("another word");
   EXPECT_FALSE(run());
   EXPECT_THAT(lines, Contains(advice)) << "the mailbox is a Maildir";
+}
+
+TEST_F(AccountTestRun, WhoeverHasATokenIsNotToldToMakeAnAppPassword) {
+  imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "NO expired");
+  settings.imap.server.host = "imap.gmail.com";
+  settings.imap.signIn = SignInMethod::kXoauth2;
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(testing::StartsWith("Do: Check user name and password.")));
+  EXPECT_THAT(lines, Not(Contains(HasSubstr("Gmail needs"))));
+}
+
+TEST_F(AccountTestRun, AProviderWithoutPasswordsIsNotSaidToWantOne) {
+  imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "NO wrong");
+  settings.imap.server.host = "outlook.office365.com";
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(HasSubstr("the tab Your Mail says what is known.")));
 }
 
 TEST_F(AccountTestRun, AnInboxThatIsRefusedLeadsToTheProvidersSettings) {

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+// What a person can do about a server that cannot be used, as the test of an account says it.
+#pragma once
+
+#include <string>
+
+#include "mail/providers.h"
+#include "platform/system/network.h"
+
+namespace relaybird {
+
+/// `known` is what the list of providers has about the server (proposalAt()).
+std::string connectAdvice(const ConnectFailure& failure, const Proposal& known);
+
+}  // namespace relaybird
