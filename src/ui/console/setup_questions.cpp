@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/text/ascii_text.h"
+
 namespace relaybird {
 
 namespace {
@@ -25,6 +27,33 @@ constexpr const char* kHowTo =
 // Thrown inside this file alone, to leave the questions from any depth. Also at the end of the
 // input, after which every further question would get an empty answer for ever.
 struct Ended {};
+
+// The position of the entry that is meant: by its number, by its whole text, or by a beginning that
+// no other entry has. In any case.
+std::optional<std::size_t> entryOf(const std::string& answer,
+                                   const std::vector<std::string>& entries) {
+  std::size_t number = 0;
+  const char* const end = answer.data() + answer.size();
+  const auto read = std::from_chars(answer.data(), end, number);
+  if (read.ec == std::errc{} && read.ptr == end) {
+    return number >= 1 && number <= entries.size() ? std::optional(number - 1) : std::nullopt;
+  }
+  const std::string words = asciiLower(answer);
+  std::optional<std::size_t> found;
+  for (std::size_t i = 0; i < entries.size() && !words.empty(); ++i) {
+    const std::string entry = asciiLower(entries[i]);
+    if (entry == words) {
+      return i;
+    }
+    if (entry.starts_with(words)) {
+      if (found) {
+        return std::nullopt;
+      }
+      found = i;
+    }
+  }
+  return found;
+}
 
 class Questions {
  public:
@@ -91,15 +120,14 @@ class Questions {
       if (!answer) {
         return std::nullopt;
       }
-      std::size_t chosen = 0;
-      const auto read = std::from_chars(answer->data(), answer->data() + answer->size(), chosen);
-      if (read.ec == std::errc{} && read.ptr == answer->data() + answer->size() && chosen >= 1 &&
-          chosen <= choices.size()) {
-        return chosen - 1;
+      if (const auto chosen = entryOf(*answer, choices)) {
+        return chosen;
       }
       if (answer->empty()) {
         throw Ended{};  // nobody answers any more
       }
+      howTo_ =
+          "\"" + *answer + "\" is none of these. Type the number, or how an entry begins.\r\n\r\n";
     }
   }
 

@@ -119,6 +119,28 @@ TEST_F(SetupQuestions, AMaildirThatSendsThroughAProviderIsToldOfTheAppPassword) 
   EXPECT_EQ(setup_.kept[0].second, "abcdefghijklmnop");
 }
 
+// A person types "yes" there; it was asked again without a reason.
+TEST_F(SetupQuestions, AnEntryIsChosenByItsWordsToo) {
+  EXPECT_TRUE(ask({"", "ann@gmail.com", "", "", "yes", "abcdefghijklmnop", "Y"}));
+  EXPECT_EQ(asked().size(), 7u) << "nothing was asked twice";
+}
+
+TEST_F(SetupQuestions, ABeginningThatTwoEntriesHaveIsNone) {
+  EXPECT_FALSE(ask({"2", "1", "ann@firm.example", "", "a", "ano", "."}));
+  ASSERT_EQ(dialogs_.inputs.size(), 7u);
+  EXPECT_THAT(dialogs_.inputs[4].prompt, HasSubstr("Another server (SMTP)"));
+  EXPECT_THAT(dialogs_.inputs[5].prompt, HasSubstr("\"a\" is none of these."));
+  EXPECT_THAT(dialogs_.inputs[6].prompt, HasSubstr("Server for sending mail"));
+}
+
+TEST_F(SetupQuestions, AnAnswerThatIsNoneIsToldAndAskedForAgain) {
+  EXPECT_FALSE(ask({"the moon", "3", "."}));
+  EXPECT_THAT(dialogs_.inputs[1].prompt,
+              HasSubstr("\"the moon\" is none of these. Type the number, or how an entry begins."));
+  EXPECT_THAT(dialogs_.inputs[2].prompt, HasSubstr("\"3\" is none of these."));
+  EXPECT_THAT(asked(), testing::Each("Where is your mail"));
+}
+
 TEST_F(SetupQuestions, AnotherFolderIsAskedFor) {
   EXPECT_TRUE(ask({"2", "2", "~/Mail", "ann@firm.example", "", "4", "", "1"}));
   EXPECT_EQ(stored().maildir, "/home/ann/Mail");
