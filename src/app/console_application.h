@@ -25,7 +25,7 @@ class ConsoleApplication {
 
   /// Runs until the user, a signal or the end of the input ends it. Returns the exit status: 0 for
   /// a clean end, 1 when the program could not start or nobody could read what it prints, 2 when
-  /// the settings do not allow a start.
+  /// the settings do not allow a start, or nobody can correct a refused sign-in.
   int run();
 
  private:

@@ -27,7 +27,7 @@ struct ProgramIdentity {
   ProgramVersion version;
 };
 
-/// Exit statuses of the programs.
+/// Exit statuses of the programs; ConsoleSession::exitStatus() has those of a program without input.
 inline constexpr int kCannotStart = 1;
 inline constexpr int kSettingsForbid = 2;
 

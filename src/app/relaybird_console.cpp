@@ -25,7 +25,7 @@ constexpr const char* kHelp =
     "Its settings are in rbx/rbx_prefs.ini, in $XDG_CONFIG_HOME or ~/.config (Windows:\n"
     "%APPDATA%). The commands settings and setup change them.\n"
     "Exit status: 0 a clean end; 1 it could not start, or nobody reads what it prints; 2 the\n"
-    "settings do not allow a start.\n";
+    "settings do not allow a start, or without input the server has refused the sign-in.\n";
 
 std::string nameAndTitle(const HelpTopic& topic) {
   return std::string(topic.name) + ": " + std::string(topic.title);

@@ -76,6 +76,7 @@ std::int16_t MailSession::ResetOlkObj(bool getInbox, bool getSync, bool showStat
 std::int16_t MailSession::open(bool getInbox, bool getSync, bool showStatus) {
   errorText_.clear();
   storeWords_.clear();
+  logonRefused_ = false;
   try {
     const bool newApplication = !application_;
     if (newApplication) {
@@ -100,6 +101,7 @@ std::int16_t MailSession::open(bool getInbox, bool getSync, bool showStatus) {
   } catch (const Failure& failure) {
     errorText_ = failure.text;
     storeWords_ = failure.storeWords;
+    logonRefused_ = failure.result == kSessionLogonFailed;
     return failure.result;
   }
 }

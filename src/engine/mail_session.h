@@ -55,6 +55,8 @@ class MailSession {
   const std::string& storeWords() const { return storeWords_; }
   /// The best description of the last failure: the store's words, else the fixed text.
   const std::string& lastWords() const { return storeWords_.empty() ? errorText_ : storeWords_; }
+  /// Whether that failure was the refusal of the logon, which will be the same the next time.
+  bool logonRefused() const { return logonRefused_; }
 
   Application* application() const { return application_.get(); }
   Folder* inbox() const { return inbox_.get(); }
@@ -83,6 +85,7 @@ class MailSession {
   std::shared_ptr<SyncObject> sync_;
   std::string errorText_;
   std::string storeWords_;
+  bool logonRefused_ = false;
   int opening_ = 0;  ///< how many ResetOlkObj are on the stack
   bool releaseWaits_ = false;
 };

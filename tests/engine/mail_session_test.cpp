@@ -89,6 +89,16 @@ TEST_F(MailSessionTest, ALogonThatIsRefusedIsReported) {
   EXPECT_EQ(session().ResetOlkObj(true, true, false), -3);
   EXPECT_EQ(session().errorText(), "Problem logging into Outlook");
   EXPECT_EQ(session().storeWords(), "wrong password");
+  EXPECT_TRUE(session().logonRefused());
+  store_.setHook({});
+  EXPECT_EQ(session().ResetOlkObj(true, true, false), 1);
+  EXPECT_FALSE(session().logonRefused()) << "it is over";
+}
+
+TEST_F(MailSessionTest, AServerThatIsNotReachedHasRefusedNoLogon) {
+  failAt("Application.GetNamespace", "no route to host");
+  EXPECT_EQ(session().ResetOlkObj(true, true, false), -2);
+  EXPECT_FALSE(session().logonRefused());
 }
 
 TEST_F(MailSessionTest, AnInboxThatCannotBeObtainedIsReported) {

@@ -17,6 +17,7 @@ import re
 import selectors
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -242,6 +243,28 @@ class AccountProgramTest(unittest.TestCase):
         home.environment["CREDENTIALS_DIRECTORY"] = str(given)
         home.settings(**self.account(user, imap_secret="credential", imap_secret_command=""))
         home.kill_when(lambda: "log: forwarded number 1 at" in home.text() and not self.unread(user))
+
+    def test_a_service_whose_password_is_refused_is_not_started_again(self):
+        """The service manager starts a program that ends with status 1 every half a minute, and the server would get
+        the refused password each time."""
+        silent = socket.socket()
+        self.addCleanup(silent.close)
+        silent.bind(("127.0.0.1", 0))  # nobody listens there
+        outcomes = {}
+        for case, more in (("refused", {"imap_secret_command": "/bin/echo wrong"}),
+                           ("not reached", {"port": silent.getsockname()[1]})):
+            home = self.home()
+            home.settings(**self.account(self.servers.fresh_user(), **more))
+            preferences = home.folder / "config/rbx/rbx_prefs.ini"
+            preferences.write_text(preferences.read_text(encoding="utf-8").replace(
+                "[default]", "[default]\nmbolTurnOnFwdOnStartup=1"), encoding="utf-8")
+            ended = subprocess.run([self.program], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=PATIENCE,
+                                   env=home.environment, check=False)
+            outcomes[case] = ended.returncode, ended.stdout.decode().splitlines()[-1]
+        self.assertEqual(outcomes["refused"][0], 2, outcomes)
+        self.assertIn("note: the sign-in was refused", outcomes["refused"][1])
+        self.assertEqual(outcomes["not reached"], (1, "note: there is no input and forwarding is off: "
+                                                      "the program ends"))
 
     def test_a_corrected_password_is_tried_as_soon_as_the_user_asks(self):
         home, user, sink = self.home(), self.servers.fresh_user(), self.servers.ask("sink")

@@ -65,6 +65,9 @@ class ConsoleProgram {
   /// Whether nothing runs: no check, no synchronisation.
   virtual bool idle() = 0;
   virtual bool forwardingOn() = 0;
+  /// Whether the mailbox could not be opened because the logon was refused, the last time that the
+  /// program has tried.
+  virtual bool logonRefused() = 0;
 };
 
 }  // namespace relaybird

@@ -28,6 +28,11 @@ constexpr milliseconds kWorkLook{1000};
 // A year; a longer wait is a typing error.
 constexpr double kLongestWait = 366.0 * 24 * 3600;
 
+// Exit statuses of a program that found nothing to do: the service manager starts it again after
+// the first, and not after the second (packaging/systemd).
+constexpr int kToBeStartedAgain = 1;
+constexpr int kNotToBeStartedAgain = 2;
+
 constexpr const char* kPrompt = "relaybird> ";
 
 std::optional<milliseconds> readSeconds(std::string_view text) {
@@ -365,17 +370,28 @@ void ConsoleSession::handleEnd() {
   }
 }
 
-// Without input nobody can switch forwarding on any more, so the program ends when it is off.
+// Without input nobody can switch forwarding on any more, so the program ends when it is off. Its
+// status tells the service manager whether to start it again: a password that was refused would be
+// refused again, each time, until the server locks the account.
 void ConsoleSession::lookForWork() {
   hasWorked_ = hasWorked_ || parts_.program.forwardingOn();
   if (parts_.program.forwardingOn() || !parts_.program.idle()) {
     return;
   }
-  exitStatus_ = hasWorked_ ? 0 : 1;
-  parts_.out.event("note", hasWorked_
-                               ? "forwarding has been switched off and nobody can switch it "
-                                 "on again: the program ends"
-                               : "there is no input and forwarding is off: the program ends");
+  if (hasWorked_) {
+    exitStatus_ = 0;
+    parts_.out.event("note",
+                     "forwarding has been switched off and nobody can switch it on again: the "
+                     "program ends");
+  } else if (parts_.program.logonRefused()) {
+    exitStatus_ = kNotToBeStartedAgain;
+    parts_.out.event("note",
+                     "the sign-in was refused: the program ends; correct the password or the "
+                     "settings, and start it again");
+  } else {
+    exitStatus_ = kToBeStartedAgain;
+    parts_.out.event("note", "there is no input and forwarding is off: the program ends");
+  }
   end();
 }
 

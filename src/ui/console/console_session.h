@@ -42,7 +42,8 @@ class ConsoleSession {
   /// Ends the session: no more lines are read, and boxes get the answer that changes nothing.
   void end();
   bool ended() const { return ended_; }
-  /// 1 if the program ended because it had nothing to do, otherwise 0.
+  /// Without input: 1 if the program ended because it had nothing to do, 2 if that was so because
+  /// the logon was refused. Otherwise 0.
   int exitStatus() const { return exitStatus_; }
 
  private:

@@ -68,6 +68,7 @@ class ProgramCommands : public ConsoleProgram {
   }
   std::vector<std::string> helpTopics() override { return manual_.topics; }
   bool idle() override { return forms_.idle(); }
+  bool logonRefused() override { return forms_.main().engine().session().logonRefused(); }
   bool forwardingOn() override { return forms_.main().engine().state().forwardingOn; }
 
  private:

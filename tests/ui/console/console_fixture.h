@@ -145,6 +145,7 @@ class SmallProgram : public ConsoleProgram {
   std::vector<std::string> helpTopics() override { return {"mail rules"}; }
   bool idle() override { return isIdle; }
   bool forwardingOn() override { return on; }
+  bool logonRefused() override { return logonWasRefused; }
 
   MainWindow window;
   DialogWindow dialog;
@@ -152,6 +153,7 @@ class SmallProgram : public ConsoleProgram {
   std::function<void()> onTest;
   bool isIdle = true;
   bool on = false;
+  bool logonWasRefused = false;
 };
 
 class ConsoleBench {

@@ -334,6 +334,27 @@ TEST_F(ServiceSession, EndsAtOnceWhereForwardingIsOff) {
   EXPECT_EQ(bench.session.exitStatus(), 1);
 }
 
+// The service manager would start it again every half a minute, each time with the same password.
+TEST_F(ServiceSession, ARefusedSignInEndsItWithTheStatusThatIsNotStartedAgain) {
+  bench.program.logonWasRefused = true;
+  bench.begin();
+  EXPECT_EQ(
+      bench.settle(),
+      "note: the sign-in was refused: the program ends; correct the password or the settings, "
+      "and start it again\n");
+  EXPECT_EQ(bench.session.exitStatus(), 2);
+}
+
+TEST_F(ServiceSession, ARefusedSignInDoesNotEndItWhileForwardingIsOn) {
+  bench.program.on = true;
+  bench.program.logonWasRefused = true;
+  bench.begin();
+  const auto stop = bench.loop.makeTimer(3600000ms, [&] { bench.program.on = false; });
+  stop->setEnabled(true);
+  EXPECT_NE(bench.settle().find("forwarding has been switched off"), std::string::npos);
+  EXPECT_EQ(bench.session.exitStatus(), 0);
+}
+
 TEST_F(ServiceSession, GoesOnWhileForwardingIsOnAndEndsAfterwards) {
   bench.program.on = true;
   bench.begin();
