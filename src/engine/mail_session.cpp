@@ -7,6 +7,7 @@
 
 #include <utility>
 
+#include "mail/logon_failure.h"
 #include "platform/text/number_text.h"
 
 namespace relaybird {
@@ -31,6 +32,7 @@ struct MailSession::Failure {
   SessionResult result;
   std::string_view text;
   std::string storeWords;
+  bool logonRefused = false;
 };
 
 // Counts one ResetOlkObj on the stack.
@@ -101,7 +103,7 @@ std::int16_t MailSession::open(bool getInbox, bool getSync, bool showStatus) {
   } catch (const Failure& failure) {
     errorText_ = failure.text;
     storeWords_ = failure.storeWords;
-    logonRefused_ = failure.result == kSessionLogonFailed;
+    logonRefused_ = failure.logonRefused;
     return failure.result;
   }
 }
@@ -125,7 +127,8 @@ void MailSession::openNamespace(bool showStatus) {
   try {
     namespace_ = application_->GetNamespace("MAPI");
   } catch (const MailLogonError& error) {
-    throw Failure{kSessionLogonFailed, kLogonFailedText, error.what()};
+    throw Failure{kSessionLogonFailed, kLogonFailedText, error.what(),
+                  error.code() != kNoSecretYet};
   } catch (const MailStoreError& error) {
     throw Failure{kSessionNoNamespace, kNoNamespaceText, error.what()};
   }

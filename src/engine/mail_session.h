@@ -55,7 +55,8 @@ class MailSession {
   const std::string& storeWords() const { return storeWords_; }
   /// The best description of the last failure: the store's words, else the fixed text.
   const std::string& lastWords() const { return storeWords_.empty() ? errorText_ : storeWords_; }
-  /// Whether that failure was the refusal of the logon, which will be the same the next time.
+  /// Whether the logon was refused in that failure, so that another try would have the same end.
+  /// False where there was nothing to sign in with yet.
   bool logonRefused() const { return logonRefused_; }
 
   Application* application() const { return application_.get(); }

@@ -5,6 +5,7 @@
 #include "engine/mail_session.h"
 
 #include "engine/engine_fixture.h"
+#include "mail/logon_failure.h"
 
 namespace relaybird {
 namespace {
@@ -93,6 +94,16 @@ TEST_F(MailSessionTest, ALogonThatIsRefusedIsReported) {
   store_.setHook({});
   EXPECT_EQ(session().ResetOlkObj(true, true, false), 1);
   EXPECT_FALSE(session().logonRefused()) << "it is over";
+}
+
+TEST_F(MailSessionTest, WithoutASecretNobodyHasRefusedTheLogon) {
+  store_.setHook([](std::string_view at) {
+    if (at == "Application.GetNamespace") {
+      throw MailLogonError("there is no keyring", kNoSecretYet);
+    }
+  });
+  EXPECT_EQ(session().ResetOlkObj(true, true, false), -3);
+  EXPECT_FALSE(session().logonRefused());
 }
 
 TEST_F(MailSessionTest, AServerThatIsNotReachedHasRefusedNoLogon) {

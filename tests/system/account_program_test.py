@@ -252,7 +252,8 @@ class AccountProgramTest(unittest.TestCase):
         silent.bind(("127.0.0.1", 0))  # nobody listens there
         outcomes = {}
         for case, more in (("refused", {"imap_secret_command": "/bin/echo wrong"}),
-                           ("not reached", {"port": silent.getsockname()[1]})):
+                           ("not reached", {"port": silent.getsockname()[1]}),
+                           ("no keyring yet", {"imap_secret": "keyring"})):
             home = self.home()
             home.settings(**self.account(self.servers.fresh_user(), **more))
             preferences = home.folder / "config/rbx/rbx_prefs.ini"
@@ -263,8 +264,8 @@ class AccountProgramTest(unittest.TestCase):
             outcomes[case] = ended.returncode, ended.stdout.decode().splitlines()[-1]
         self.assertEqual(outcomes["refused"][0], 2, outcomes)
         self.assertIn("note: the sign-in was refused", outcomes["refused"][1])
-        self.assertEqual(outcomes["not reached"], (1, "note: there is no input and forwarding is off: "
-                                                      "the program ends"))
+        for case in ("not reached", "no keyring yet"):
+            self.assertEqual(outcomes[case], (1, "note: there is no input and forwarding is off: the program ends"))
 
     def test_a_corrected_password_is_tried_as_soon_as_the_user_asks(self):
         home, user, sink = self.home(), self.servers.fresh_user(), self.servers.ask("sink")

@@ -19,9 +19,19 @@ constexpr std::size_t kReceivedAtOnce = std::size_t{256} << 10;
 
 constexpr std::chrono::hours kLongWait{1};
 
-bool isSignInMatter(SignInFailure::Cause cause) {
-  return cause == SignInFailure::Cause::kMissing || cause == SignInFailure::Cause::kDeclined ||
-         cause == SignInFailure::Cause::kRefused;
+// The code of the failure, if there is nothing to sign in with.
+int logonFailureOf(SignInFailure::Cause cause) {
+  switch (cause) {
+    case SignInFailure::Cause::kRefused:
+      return kLogonRefused;
+    case SignInFailure::Cause::kDeclined:
+    case SignInFailure::Cause::kMissing:
+      return kNoSecretYet;
+    case SignInFailure::Cause::kCancelled:
+    case SignInFailure::Cause::kFailed:
+      break;
+  }
+  return 0;
 }
 
 }  // namespace
@@ -182,7 +192,7 @@ bool ImapSession::mayConnect(Time now) {
 
 // Although nothing is wanted now.
 bool ImapSession::opensByItself() const {
-  const bool refused = status_.failure && status_.failure->code == kLogonRefused;
+  const bool refused = status_.failure && isLogonFailure(status_.failure->code);
   return ((watched_ && wasUp_) || work_.marksWaiting() > 0) && !refused;
 }
 
@@ -206,7 +216,7 @@ void ImapSession::connect(std::unique_lock<std::mutex>& lock) {
   userAsks_ = false;  // also what was asked meanwhile has this try for an answer
   now_ = world_.network.steadyTime();
   if (!material.signIn) {
-    lose({isSignInMatter(material.failure.cause) ? kLogonRefused : 0,
+    lose({logonFailureOf(material.failure.cause),
           "Mail server " + world_.server.host + ": " + material.failure.words});
     return;
   }

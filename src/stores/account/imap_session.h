@@ -97,7 +97,7 @@ class ImapSession {
     bool everTried = false;  ///< a try to connect has ended, well or badly
     bool idles = false;      ///< the server reports changes by itself
     /// Why the last try to connect failed, or the connection ended, since it was last up.
-    /// kLogonRefused if user or secret is not accepted.
+    /// kLogonRefused if user or secret is not accepted, kNoSecretYet if there is no secret.
     std::optional<Error> failure;
     std::uint64_t news = 0;  ///< rises whenever anything has changed
   };

@@ -15,8 +15,8 @@
 // close(), after which the waiting call fails at once; but not its destruction.
 //
 // Failures: an Error has a sentence for the user (server, step, and the server's words) and a code.
-// The caller turns it into a MailStoreError. Codes that the caller tells apart: kLogonRefused, and
-// ENOENT for a message that has vanished. Nothing throws.
+// The caller turns it into a MailStoreError. Codes that the caller tells apart: those of a logon
+// that failed (mail/logon_failure.h), and ENOENT for a message that has vanished. Nothing throws.
 //
 // Other programs change the mailbox at any moment. A message may vanish while its listing is in
 // use, or get another read mark there.
@@ -31,6 +31,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "mail/logon_failure.h"
 #include "message/circles.h"
 #include "message/header_block.h"
 #include "message/message_kind.h"
@@ -42,13 +43,9 @@ namespace relaybird {
 
 inline constexpr std::chrono::seconds kLongestInboxWait{60};
 
-/// The server was reached and does not accept this user: becomes a MailLogonError. The value is
-/// MAPI_E_LOGON_FAILED.
-inline constexpr int kLogonRefused = static_cast<int>(0x80040111);
-
 /// A message could not be read because of its server and not because of itself: the connection is
 /// lost, the disk for fetched messages is full, the server refuses the message and may give it out
-/// later. The value is MAPI_E_NETWORK_ERROR. ECANCELED, ETIMEDOUT and kLogonRefused mean the same
+/// later. The value is MAPI_E_NETWORK_ERROR. ECANCELED, ETIMEDOUT and a failed logon mean the same
 /// for the message, and so does any failure but ENOENT and kMessageFailed while alive() fails. Such
 /// a message stays unread, and the pass ends. Any other failure of head() or open() counts as the
 /// message's own: it is logged, and the message is not tried again. So an inbox tells a refusal as

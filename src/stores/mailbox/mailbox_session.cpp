@@ -20,7 +20,7 @@ namespace relaybird {
 namespace {
 
 [[noreturn]] void raise(const Error& error) {
-  if (error.code == kLogonRefused) {
+  if (isLogonFailure(error.code)) {
     throw MailLogonError(error.text, error.code);
   }
   throw MailStoreError(error.text, error.code);
@@ -280,6 +280,7 @@ bool MailboxSession::isLost(const Error& error) {
       return false;
     case kInboxLost:
     case kLogonRefused:
+    case kNoSecretYet:
     case ECANCELED:
     case ETIMEDOUT:
       return true;

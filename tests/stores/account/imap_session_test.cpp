@@ -123,17 +123,19 @@ TEST_F(FailingServerTest, ARequestIsTriedAtOnceUnlessATryHasJustFailed) {
   EXPECT_EQ(network_.steadyTime(), begin);
 }
 
-TEST_F(ImapSessionTest, WithoutAPasswordTheSignInCountsAsRefused) {
-  missing_ = SignInFailure{SignInFailure::Cause::kMissing, "there is no password"};
-  EXPECT_EQ(refresh(), Wanted::kFailed);
-  EXPECT_EQ(session_->status().failure->code, kLogonRefused);
-  EXPECT_THAT(failure(), HasSubstr("there is no password"));
+TEST_F(ImapSessionTest, WithoutASecretItIsToldWhetherAnotherTryIsOfUse) {
+  using Cause = SignInFailure::Cause;
+  for (const auto& [cause, code] : {std::pair{Cause::kMissing, kNoSecretYet},
+                                    {Cause::kDeclined, kNoSecretYet},
+                                    {Cause::kRefused, kLogonRefused},
+                                    {Cause::kFailed, 0}}) {
+    missing_ = SignInFailure{cause, "there is no password"};
+    EXPECT_EQ(refresh(), Wanted::kFailed);
+    EXPECT_EQ(session_->status().failure->code, code);
+    EXPECT_THAT(failure(), HasSubstr("there is no password"));
+    runUntil([] { return false; }, 1min);
+  }
   EXPECT_EQ(network_.connections(), 0U);
-  // One that may be there at the next try does not.
-  missing_->cause = SignInFailure::Cause::kFailed;
-  runUntil([] { return false; }, 1min);
-  EXPECT_EQ(refresh(), Wanted::kFailed);
-  EXPECT_EQ(session_->status().failure->code, 0);
 }
 
 TEST_F(ImapSessionTest, DoesNotRepeatARefusedSignIn) {

@@ -319,7 +319,7 @@ class LostServerTest : public MailboxStoreTest {
 
 // The pass took the failure for the message's and marked it read, and so all that were left.
 TEST_F(LostServerTest, AMessageThatCannotBeFetchedBecauseOfItsServerStaysUnreadAndThePassEnds) {
-  for (const int code : {kInboxLost, kLogonRefused, ECANCELED, ETIMEDOUT}) {
+  for (const int code : {kInboxLost, kLogonRefused, kNoSecretYet, ECANCELED, ETIMEDOUT}) {
     server.deliver(mailText({}));
     const auto walk = unread();
     const auto item = walk->Item(1);
