@@ -4,6 +4,9 @@
 namespace relaybird {
 namespace {
 
+// IDI_WARNING, whose own form depends on a setting of the build.
+constexpr WORD kWarningSign = 32515;
+
 // Windows 10 has these from version 1607 on. Older releases have one scale for all.
 using DotsOfWindow = UINT(WINAPI*)(HWND);
 using MetricAtDots = int(WINAPI*)(int, UINT);
@@ -52,11 +55,27 @@ IconResource::~IconResource() {
 // Not a shared icon: the system would give the size that was loaded first, whatever is asked for.
 // The notification area has its own copy of what it shows.
 HICON IconResource::get(const std::wstring& name, int size) {
-  if (icon_ == nullptr || name != name_ || size != size_) {
+  return keep(name, size, [&] {
     const HMODULE module = module_ != nullptr ? module_ : ::GetModuleHandleW(nullptr);
+    return ::LoadImageW(module, name.c_str(), IMAGE_ICON, size, size, LR_DEFAULTCOLOR);
+  });
+}
+
+// The system's own icon is shared, and has the size of a box's. The copy is made of the resource
+// that comes nearest; where it is not found, of that icon's dots.
+HICON IconResource::warningSign(int size) {
+  static const std::wstring noName;
+  return keep(noName, size, [size] {
+    const HICON shared = ::LoadIconW(nullptr, MAKEINTRESOURCEW(kWarningSign));
+    const HANDLE sharp = ::CopyImage(shared, IMAGE_ICON, size, size, LR_COPYFROMRESOURCE);
+    return sharp != nullptr ? sharp : ::CopyImage(shared, IMAGE_ICON, size, size, 0);
+  });
+}
+
+HICON IconResource::keep(const std::wstring& name, int size, const std::function<HANDLE()>& load) {
+  if (icon_ == nullptr || name != name_ || size != size_) {
     const HICON former = icon_;
-    icon_ = static_cast<HICON>(
-        ::LoadImageW(module, name.c_str(), IMAGE_ICON, size, size, LR_DEFAULTCOLOR));
+    icon_ = static_cast<HICON>(load());
     name_ = name;
     size_ = size;
     if (former != nullptr) {

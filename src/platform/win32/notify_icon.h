@@ -26,7 +26,8 @@ int notifyIconSize();
 /// The same at a number of dots per inch.
 int smallIconSize(UINT dotsPerInch);
 
-/// A picture among the resources of a module, in the size that is asked for. One thread.
+/// A picture among the resources of a module, or the system's warning sign, in the size that is
+/// asked for. One thread.
 class IconResource {
  public:
   /// The program's own, if `module` is null.
@@ -35,10 +36,13 @@ class IconResource {
   IconResource(const IconResource&) = delete;
   IconResource& operator=(const IconResource&) = delete;
 
-  /// Null if it cannot be loaded. Stays until another picture or size is asked for.
+  /// Null if it cannot be loaded. Stays until another picture or size is asked for, by either call.
   HICON get(const std::wstring& name, int size);
+  HICON warningSign(int size);
 
  private:
+  HICON keep(const std::wstring& name, int size, const std::function<HANDLE()>& load);
+
   HMODULE module_;
   std::wstring name_;
   int size_ = 0;

@@ -128,5 +128,16 @@ TEST(NotifyIcon, APictureIsLoadedInTheSizeThatIsAskedFor) {
   FreeLibrary(library);
 }
 
+// The sign was always that of a box, which the task bar had to make smaller.
+TEST(NotifyIcon, TheWarningSignHasTheSizeThatIsAskedForToo) {
+  IconResource resource;
+  for (const int size : {16, 20, 24}) {
+    const HICON sign = resource.warningSign(size);
+    ASSERT_NE(sign, nullptr) << size;
+    EXPECT_EQ(widthOf(sign), size);
+    EXPECT_EQ(resource.warningSign(size), sign);
+  }
+}
+
 }  // namespace
 }  // namespace relaybird

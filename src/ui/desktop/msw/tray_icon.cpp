@@ -29,9 +29,6 @@
 namespace relaybird::desktop {
 namespace {
 
-// IDI_WARNING, whose own form depends on a setting of the build.
-constexpr WORD kWarningSign = 32515;
-
 // The procedure that the system has for the window, as one of the form's.
 struct NativeProcedure {
   WNDPROC procedure;
@@ -55,10 +52,9 @@ struct TrayIcon::Area {
   ~Area() { remove(); }
 
   HICON picture() {
-    if (!warning.empty()) {
-      return ::LoadIconW(nullptr, MAKEINTRESOURCEW(kWarningSign));
-    }
-    return icon.get(running ? kRunningIcon : kStoppedIcon, notifyIconSize());
+    const int size = notifyIconSize();
+    return warning.empty() ? icon.get(running ? kRunningIcon : kStoppedIcon, size)
+                           : icon.warningSign(size);
   }
 
   // Shows the icon, or tries it again later. The task bar may be starting just now.
