@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "app/program_platform.h"
 #include "app/win32/win32_desktop_programs.h"
 #include "platform/win32/win32_file_system.h"
 #include "platform/win32/win32_text.h"
@@ -52,6 +53,17 @@ TEST(LocalIdentity, ItIsTheUserWhomTheEnvironmentNames) {
   const auto at = identity.userAtHost.find('@');
   ASSERT_NE(at, std::string::npos);
   EXPECT_NE(identity.userAtHost.substr(at + 1), "");
+}
+
+// A script tells errors from answers by the stream, and reads both as UTF-8.
+TEST(Win32Streams, EachTextGoesToItsOwnStreamAsItIs) {
+  const StandardStreams streams = systemPlatform().streams;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  streams.out("an answer \u00e9\n");
+  streams.err("a refusal \u20ac\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "an answer \u00e9\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "a refusal \u20ac\n");
 }
 
 class Win32RegistryTest : public testing::Test {
