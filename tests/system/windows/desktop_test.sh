@@ -205,14 +205,20 @@ keys Escape
 closed 'Activity Log'
 
 say "the program hides behind an icon"
+tray='Wine System Tray'
+# hide: behind an icon, which the program asks about first.
+hide() {
+  shown "$main"
+  keys alt+y
+  shown 'Minimize to System Tray'
+  keys alt+y
+  closed "$main"
+  eventually "there is no icon" visible "$tray"
+}
 shown "$main"
 title=$(xdotool getwindowname "$(visible "$main")")
-keys alt+y
-shown 'Minimize to System Tray'
-keys alt+y
-closed "$main"
-tray='Wine System Tray'
-eventually "there is no icon" visible "$tray"
+hide
+stopped_icon=$(settled "$tray")
 [ "$(import -window "$(visible "$tray")" png:- | identify -format '%k' -)" -gt 8 ] || fail "the icon is empty"
 picture tray
 on_icon() {
@@ -427,6 +433,25 @@ tr '\r\n' ' ' <complete.txt | tr -s ' ' | grep -qF \
   fail "the box says something else"
 keys Return
 closed 'Test Complete'
+
+say "the icon is a warning sign as long as the last check has failed"
+tell raise call=Items.Restrict code=80040115 'text=The server is not available.'
+keys alt+d t
+for box in 'Test Explanation:' 'Please Confirm:' 'Test Complete'; do
+  shown "$box"
+  keys Return
+  closed "$box"
+done
+hide
+picture tray-warning
+[ "$(settled "$tray")" != "$stopped_icon" ] || fail "the icon looks as always"
+on_icon 3
+eventually "the icon has no menu" menu
+xdotool mousemove --window "$(menu)" 20 10
+sleep 0.3
+xdotool click 1
+eventually "Restore does not show the window" visible "$main"
+closed "$tray"
 shown "$main"
 end
 wait "$first" || fail "the program ended with status $?"
