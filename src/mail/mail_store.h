@@ -213,8 +213,8 @@ class ItemCollection {
 class Folder {
  public:
   virtual ~Folder() = default;
-  /// The folder's items, oldest first. They are listed on the first access. Mail of the same second
-  /// may stand in any order.
+  /// The items, oldest first, listed on the first access. Of the same second, and of a kind without
+  /// a time of reception (such as a task request), they may stand at any place.
   virtual std::shared_ptr<ItemCollection> Items() = 0;
 };
 
