@@ -511,12 +511,11 @@ constexpr MailProvider kTable[] = {
      "outlook.com.tr outlook.com.vn outlook.cz outlook.de outlook.dk outlook.es outlook.fr "
      "outlook.hu outlook.ie outlook.in outlook.it outlook.jp outlook.kr outlook.lv "
      "outlook.my outlook.ph outlook.pt outlook.sa outlook.sg outlook.sk windowslive.com",
-     kOauthOnly, kOwnDomains,
+     kOauthOnly, kOwnDomains | kImapOff,
      {"outlook.office365.com", 993, kTls, kAddress},
      {"smtp-mail.outlook.com", 587, kStartTls, kAddress},
      {"", "2026-09",
-      "Microsoft accepts no password here since September 2024, not even an app password. "
-      "IMAP is off until you allow it in the settings of the web site."}},
+      "Microsoft accepts no password here since September 2024, not even an app password."}},
     {"ouvaton", "Ouvaton", "ouvaton.org", kPassword, 0,
      {"imap.ouvaton.coop", 993, kTls, kAddress}, {"smtp.ouvaton.coop", 465, kTls, kAddress}, {}},
     {"ovh", "OVHcloud", "ovh.net", kPassword, kOwnDomains,

@@ -81,15 +81,20 @@ std::string endBeforePage(std::string_view page) {
 }
 
 // How the sign-in works, for those providers where the account's password is not enough.
-void addSignIn(const MailProvider& provider, std::vector<std::string>& remarks) {
+void addSignIn(const MailProvider& provider, bool reads, std::vector<std::string>& remarks) {
   const std::string name(provider.name);
   switch (provider.signIn) {
+    // A password may still do for sending, as the note says. Whoever only sends has no choice of
+    // online accounts.
     case ProviderSignIn::kOauthOnly:
       remarks.push_back(
           name +
-          " accepts no password from mail programs. You can sign in with an account of the "
-          "desktop's online accounts, or with a command that prints an OAuth 2 token; or let the "
-          "provider send your mail on to a mailbox elsewhere.");
+          (reads
+               ? " accepts no password from mail programs. You can sign in with an account of the "
+                 "desktop's online accounts, or with a command that prints an OAuth 2 token; or "
+                 "let the provider send your mail on to a mailbox elsewhere."
+               : " signs mail programs in by OAuth 2 tokens. Choose a command that prints one, or "
+                 "another way for forwards to leave."));
       return;
     case ProviderSignIn::kAppPassword:
       // One list alone says so, and the page may be about mail programs in general.
@@ -108,7 +113,7 @@ void addSignIn(const MailProvider& provider, std::vector<std::string>& remarks) 
       return;
     case ProviderSignIn::kBridge:
       remarks.push_back(name +
-                        " can be read only through the provider's own program on this "
+                        " can be used only through the provider's own program on this "
                         "computer" +
                         endBeforePage(provider.note.page));
       return;
@@ -142,7 +147,8 @@ void addTraits(const MailProvider& provider, bool reads, std::vector<std::string
     remarks.push_back(std::string(provider.note.remark) + (date.empty() ? "" : " (" + date + ")"));
   }
   if ((provider.traits & kUncertain) != 0) {
-    remarks.emplace_back("These settings come from an old or a single source and may be wrong.");
+    remarks.emplace_back(
+        "What is known here comes from an old or a single source and may be wrong.");
   }
 }
 
@@ -178,16 +184,33 @@ const ProviderServer& serverFor(const MailProvider& provider, MailProtocol proto
   return protocol == MailProtocol::kImap ? provider.imap : provider.smtp;
 }
 
-// Two brands of one firm may share a server and have different pages.
+// "smtp.mail.yahoo.com" has the name of a domain of Yahoo's.
+bool isNamedAfter(const std::string& host, const MailProvider& provider) {
+  for (std::size_t dot = host.find('.'); dot != std::string::npos; dot = host.find('.', dot + 1)) {
+    if (lists(provider.domains, std::string_view(host).substr(dot + 1))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Several brands may share a server and have different pages. An address of none of them has its
+// mail with the one that gave the server its name, as far as anybody knows. A program on this
+// computer can be anybody's: a bridge is known by the address alone.
 const MailProvider* providerAt(const MailServer& server, std::string_view address) {
   const std::string domain = domainOf(address);
+  const std::string host = asciiLower(server.host);
   const MailProvider* found = nullptr;
   for (const MailProvider& provider : mailProviders()) {
-    if (equalsAsciiCase(serverFor(provider, server.protocol).host, server.host)) {
-      if (lists(provider.domains, domain)) {
-        return &provider;
-      }
-      found = found == nullptr ? &provider : found;
+    if (serverFor(provider, server.protocol).host != host) {
+      continue;
+    }
+    if (lists(provider.domains, domain)) {
+      return &provider;
+    }
+    if (provider.signIn != ProviderSignIn::kBridge &&
+        (found == nullptr || isNamedAfter(host, provider))) {
+      found = &provider;
     }
   }
   return found;
@@ -206,7 +229,7 @@ Proposal proposalOf(const MailProvider& provider, std::string_view address, bool
   result.signIn = provider.signIn;
   result.page = provider.note.page;
   result.appPasswordLength = (provider.traits & kCodesInGroups) != 0 ? kCodeLength : 0;
-  addSignIn(provider, result.remarks);
+  addSignIn(provider, reads, result.remarks);
   addTraits(provider, reads, result.remarks);
   return result;
 }

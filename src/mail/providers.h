@@ -104,8 +104,9 @@ struct Proposal {
 /// By the domain of the address, in any letter case.
 Proposal proposalFor(std::string_view address);
 /// What is known about signing in at `server`, whatever mailbox is read: of the provider that runs
-/// it, which is the address's own where several have the same server. kNoAddress: nothing is known
-/// about this server. For sending, nothing is said about IMAP that is switched off.
+/// it. Of several it is the address's own, or else the one that the server is named after.
+/// kNoAddress: nothing is known about this server. For sending, nothing is said about IMAP that is
+/// switched off.
 Proposal proposalAt(const MailServer& server, std::string_view address);
 /// Proposal::appPasswordLength of proposalAt(): 0 at a server that is of no provider, where blanks
 /// may belong to the password.

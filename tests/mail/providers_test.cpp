@@ -62,6 +62,12 @@ TEST(Providers, WhereNoPageAboutAppPasswordsIsKnownTheUserIsToldWhereToLook) {
             "site, where it may have another name, such as password for mail programs.");
 }
 
+// The server may have been typed by the user.
+TEST(Providers, WhatIsNotCertainIsNotSaidToBeTheUsersSettings) {
+  const MailServer typed{MailProtocol::kSmtp, "smtp.tim.it", 587, Security::kStartTls, {}};
+  EXPECT_TRUE(says(proposalAt(typed, "ann@firm.example"), "What is known here comes from an old"));
+}
+
 TEST(Providers, AnAppPasswordThatIsNotCertainIsNotPromisedBehindThePage) {
   const Proposal tim = proposalFor("ann@tim.it");
   EXPECT_EQ(tim.page, "https://www.tim.it/assistenza/assistenza-tecnica/mail/guida/casella-posta");
@@ -178,6 +184,41 @@ TEST(Providers, OfProvidersThatShareAServerItIsTheOneOfTheAddress) {
   const MailServer server{MailProtocol::kSmtp, "smtp.mail.yahoo.com", 465, Security::kTls, {}};
   EXPECT_EQ(proposalAt(server, "ann@yahoo.com").provider, "Yahoo Mail");
   EXPECT_EQ(proposalAt(server, "ann@cox.net").provider, "Cox (run by Yahoo)");
+}
+
+// The first row with that server was taken, which is that of Cox.
+TEST(Providers, AnOwnDomainAtASharedServerIsNotTakenForACustomerOfAnotherBrand) {
+  for (const char* address : {"ann@firm.example", ""}) {
+    const auto at = [&](MailProtocol protocol, const char* host) {
+      return proposalAt({protocol, host, 993, Security::kTls, {}}, address).provider;
+    };
+    EXPECT_EQ(at(MailProtocol::kSmtp, "smtp.mail.yahoo.com"), "Yahoo Mail");
+    EXPECT_EQ(at(MailProtocol::kImap, "Imap.Mail.Yahoo.Com"), "Yahoo Mail");
+    EXPECT_EQ(at(MailProtocol::kImap, "imap.aol.com"), "AOL Mail");
+    EXPECT_EQ(at(MailProtocol::kImap, "imap.gmail.com"), "Gmail");
+    EXPECT_EQ(at(MailProtocol::kImap, "outlook.office365.com"), "Microsoft 365 (work or school)");
+  }
+}
+
+TEST(Providers, AServerOnThisComputerIsNotTakenForABridgeOfSomebodyElse) {
+  for (const MailProtocol protocol : {MailProtocol::kImap, MailProtocol::kSmtp}) {
+    const MailServer here{protocol, "127.0.0.1", 1025, Security::kStartTls, {}};
+    EXPECT_EQ(proposalAt(here, "ann@firm.example").kind, Kind::kNoAddress);
+    EXPECT_EQ(proposalAt(here, "").kind, Kind::kNoAddress);
+    EXPECT_EQ(proposalAt(here, "ann@proton.me").provider, "Proton Mail");
+  }
+}
+
+TEST(Providers, WhoeverOnlySendsThroughMicrosoftIsNotToldWhatHelpsForReadingAlone) {
+  const MailServer work{MailProtocol::kSmtp, "smtp.office365.com", 587, Security::kStartTls, {}};
+  const Proposal sending = proposalAt(work, "ann@firm.example");
+  EXPECT_FALSE(says(sending, "accepts no password"));
+  EXPECT_FALSE(says(sending, "online accounts"));
+  EXPECT_TRUE(says(sending, "Choose a command that prints one"));
+  EXPECT_TRUE(says(sending, "Sending with a password still works where"));
+  const MailServer own{MailProtocol::kSmtp, "smtp-mail.outlook.com", 587, Security::kStartTls, {}};
+  EXPECT_FALSE(says(proposalAt(own, "ann@outlook.com"), "IMAP"));
+  EXPECT_TRUE(says(proposalFor("ann@outlook.com"), "Switch IMAP on first"));
 }
 
 TEST(Providers, WhoeverOnlySendsNeedsNoImap) {
