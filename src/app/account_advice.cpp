@@ -18,37 +18,57 @@ bool mentions(const std::string& answer, std::initializer_list<std::string_view>
                      [&](std::string_view word) { return lower.find(word) != std::string::npos; });
 }
 
+// What the list has, the page behind the remark that it belongs to.
+std::string inOneText(const Proposal& known) {
+  std::string text;
+  for (const std::string& remark : known.remarks) {
+    const bool first = text.empty();
+    text += (first ? "" : " ") + remark;
+    text += first && !known.page.empty() ? " " + known.page : "";
+  }
+  return text;
+}
+
 // A server says in its own words whether the password is wrong, or none is taken, or the access is
 // off. People who read only "wrong password" go in circles.
-std::string adviceAfterRefusal(const ConnectFailure& failure, const Proposal& known) {
-  // The first remark about a provider with a page is about signing in, and ends before the page.
-  const std::string page = known.page.empty() || known.signIn == ProviderSignIn::kOauthOnly
-                               ? std::string()
-                               : known.remarks.front() + " " + known.page;
+std::string adviceAfterRefusal(const ConnectFailure& failure, const Proposal& known, bool byToken) {
+  if (mentions(failure.answer, {"imap access is disabled", "not enabled for imap", "enable imap",
+                                "imap is disabled"})) {
+    return "Switch access by mail programs (IMAP) on in the settings of the provider's web site.";
+  }
+  const std::string remarks = inOneText(known);
+  if (known.signIn == ProviderSignIn::kOauthOnly && !byToken) {
+    return remarks;
+  }
+  // Either there was nothing that can be sent, or the server knows no such way to sign in.
+  if (failure.answer.empty()) {
+    return "The program has sent neither password nor token. Check user name and password, or "
+           "choose another way to sign in.";
+  }
+  // What a provider wants of passwords does not help here.
+  if (byToken) {
+    return "Check the user name, and whether the token is for mail and for this user. The online "
+           "account, or the program that prints the token, may have to be signed in again.";
+  }
   if (mentions(failure.answer, {"application-specific", "app password", "app-specific"})) {
-    return !page.empty() ? page
-                         : "The provider wants an app password, not the account's own. Make one on "
-                           "its web site.";
+    return "The provider wants an app password, not the account's own. " +
+           (known.page.empty() ? "Make one on its web site." : "See " + known.page);
   }
   if (mentions(failure.answer, {"basic authentication is disabled", "basicauthblocked", "oauth"})) {
     return "The provider accepts no password. Sign in with the desktop's online accounts, or with "
            "a command that prints a token.";
   }
-  if (mentions(failure.answer, {"imap access is disabled", "not enabled for imap", "enable imap",
-                                "imap is disabled"})) {
-    return "Switch access by mail programs (IMAP) on in the settings of the provider's web site.";
-  }
   return "Check user name and password. " +
-         (!page.empty() ? page + " The tab Your Mail says what else is known."
-                        : "Many providers want an app password, or access by mail programs to be "
-                          "switched on first: the tab Your Mail says what is known.");
+         (!remarks.empty() ? remarks
+                           : "Many providers want an app password, or access by mail programs to "
+                             "be switched on first: see the provider's web site.");
 }
 
 }  // namespace
 
-// Where encryption failed the advice says that no password was sent: whoever reads it must know
-// whether to change the password.
-std::string connectAdvice(const ConnectFailure& failure, const Proposal& known) {
+// Before the sign-in the advice says that no password was sent, where a password may have been in
+// danger: whoever reads it must know whether to change it.
+std::string connectAdvice(const ConnectFailure& failure, const Proposal& known, bool byToken) {
   using Cause = ConnectFailure::Cause;
   switch (failure.cause) {
     case Cause::kNoSuchHost:
@@ -63,9 +83,10 @@ std::string connectAdvice(const ConnectFailure& failure, const Proposal& known) 
     case Cause::kTls:
       return "Check port and encryption. No password was sent.";
     case Cause::kSignInRefused:
-      return adviceAfterRefusal(failure, known);
+      return adviceAfterRefusal(failure, known, byToken);
     case Cause::kBusy:
-      return "The server turns connections away for now. Try again in a while.";
+      return std::string("The server turns connections away for now. Try again in a while.") +
+             (failure.step < ConnectStep::kSignIn ? " No password was sent." : "");
     case Cause::kProtocol:
       return "What answers there is not a mail server of this kind. Check server and port.";
     case Cause::kTimedOut:

@@ -9,7 +9,8 @@
 
 namespace relaybird {
 
-/// `known` is what the list of providers has about the server (proposalAt()).
-std::string connectAdvice(const ConnectFailure& failure, const Proposal& known);
+/// `known` is what the list of providers has about the server (proposalAt()). `byToken`: whether
+/// the sign-in is by an access token, not by a password.
+std::string connectAdvice(const ConnectFailure& failure, const Proposal& known, bool byToken);
 
 }  // namespace relaybird

@@ -47,6 +47,13 @@ constexpr std::size_t kMostBytes = std::size_t{16} * 1024 * 1024;
 constexpr milliseconds kSlice{100};
 constexpr std::size_t kReadAtOnce = 16384;
 
+// The settings have a user name and a password already. Servers for other servers (port 25) offer
+// no sign-in, and some offer none before the encryption.
+constexpr std::string_view kOtherPort =
+    "The server wants a sign-in and offers none here. Servers offer it to mail programs at port "
+    "465 "
+    "with TLS, or at port 587 with STARTTLS: try these.";
+
 using Kind = TestLine::Kind;
 
 // Whether this line begins a sign-in: AUTH (RFC 4954), and behind a tag AUTHENTICATE or LOGIN.
@@ -233,6 +240,7 @@ class AccountTest {
                    account.server, signIn, *signedIn);
     }
     if (connection->state() == Connection::State::kOpen) {
+      offersNoSignIn_ = signIn && !*signedIn;
       return connection;
     }
     if (const auto& failure = connection->failure()) {
@@ -289,13 +297,12 @@ class AccountTest {
 
   void failed(const MailServer& server, const ConnectFailure& failure,
               const std::optional<SignIn>& signIn = std::nullopt) const {
-    // What a provider wants of passwords does not help whoever has a token.
-    const bool token = signIn && (signIn->method == SignInMethod::kXoauth2 ||
-                                  signIn->method == SignInMethod::kOauthBearer);
+    const bool byToken = signIn && (signIn->method == SignInMethod::kXoauth2 ||
+                                    signIn->method == SignInMethod::kOauthBearer);
     // The second line is advice for the log of a program that tries again by itself.
     const std::string words = connectWords(server, failure);
     problem(words.substr(0, words.find('\n')),
-            connectAdvice(failure, token ? Proposal() : proposalAt(server, settings_.address)));
+            connectAdvice(failure, proposalAt(server, settings_.address), byToken));
   }
 
   // Sends `output` and hands in what arrives, until `over`; false on the end of the connection, a
@@ -423,9 +430,10 @@ class AccountTest {
                  : false;
     }
     if (!reply->positive()) {
-      return problem("The server for sending does not take mail from " + settings_.address + ": " +
-                         reply->words(),
-                     smtpHint(*reply));
+      return problem(
+          "The server for sending does not take mail from " + settings_.address + ": " +
+              reply->words(),
+          offersNoSignIn_ && refusesSignIn(*reply) ? std::string(kOtherPort) : smtpHint(*reply));
     }
     // Takes the question back. Whatever the answer, no message was begun.
     (void)ask("RSET\r\n");
@@ -444,6 +452,7 @@ class AccountTest {
   const std::function<void(const TestLine&)>& line_;
   std::unique_ptr<Network> network_;
   std::optional<SignIn> refused_;  // by the inbox's server
+  bool offersNoSignIn_ = false;    // the server of the last connection, to somebody who wants to
 };
 
 }  // namespace

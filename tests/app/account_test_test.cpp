@@ -22,6 +22,7 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 using Answer = std::function<std::string(const std::string& command)>;
 
@@ -180,8 +181,15 @@ TEST_F(AccountTestRun, AServerForSendingWithoutSignInThatWantsOneSaysSo) {
   EXPECT_FALSE(run());
   EXPECT_THAT(lines, Contains(HasSubstr("The server offers no sign-in")));
   EXPECT_THAT(lines, Contains(HasSubstr("530 5.7.0 Authentication required")));
-  EXPECT_THAT(lines, Contains("Do: The server wants you to sign in before it takes mail: see Set "
-                              "up mail."));
+  EXPECT_THAT(lines, Contains("Do: The server wants a sign-in and offers none here. Servers offer "
+                              "it to mail programs at port 465 with TLS, or at port 587 with "
+                              "STARTTLS: try these."));
+}
+
+TEST_F(AccountTestRun, AServerThatHasSignedInAndWantsItAgainIsNotSaidToOfferNone) {
+  toMail = "530 5.7.0 Authentication required\r\n";
+  EXPECT_FALSE(run());
+  EXPECT_THAT(lines, Contains(StartsWith("Do: The server wants you to sign in")));
 }
 
 TEST_F(AccountTestRun, AnInboxThatIsOpenToAllIsNotSaidToHaveSignedAnybodyIn) {
@@ -290,37 +298,16 @@ TEST_F(AccountTestRun, EveryCauseHasItsOwnWordsAndAdvice) {
   EXPECT_EQ(advice.size(), causes.size());
 }
 
-TEST_F(AccountTestRun, ARefusalSaysWhetherAPasswordHelpsAtAll) {
-  const std::vector<std::pair<std::string, std::string>> answers = {
-      {"NO [ALERT] Application-specific password required", "wants an app password"},
-      {"NO Basic authentication is disabled.", "accepts no password"},
-      {"NO [ALERT] IMAP access is disabled for your account", "Switch access by mail programs"},
-      {"NO [AUTHENTICATIONFAILED] Invalid credentials", "Check user name and password"}};
-  for (const auto& [answer, advice] : answers) {
-    lines.clear();
-    imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, answer);
-    EXPECT_FALSE(run());
-    EXPECT_THAT(lines, Contains(HasSubstr("Do: ")).Times(1));
-    EXPECT_THAT(lines, Contains(HasSubstr(advice)));
-    EXPECT_THAT(lines, Contains(HasSubstr(answer))) << "the server's own words";
-  }
-}
-
-TEST_F(AccountTestRun, ARefusalByAKnownProviderNamesThePageAboutItsAppPasswords) {
+TEST_F(AccountTestRun, ARefusalIsToldWithTheServersWordsAndWhatItsProviderWants) {
   const std::string advice =
       "Do: Check user name and password. Gmail needs an app password, not the account's own. Make "
-      "one here: https://myaccount.google.com/apppasswords The tab Your Mail says what else is "
-      "known.";
+      "one here: https://myaccount.google.com/apppasswords";
   imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "NO wrong");
   settings.imap.server.host = "imap.gmail.com";
   EXPECT_FALSE(run());
-  EXPECT_THAT(lines, Contains(advice));
-  lines.clear();
-  imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn,
-                 "NO [ALERT] Application-specific password required");
-  EXPECT_FALSE(run());
-  EXPECT_THAT(lines, Contains("Do: Gmail needs an app password, not the account's own. Make one "
-                              "here: https://myaccount.google.com/apppasswords"));
+  EXPECT_THAT(lines, Contains(HasSubstr("Do: ")).Times(1));
+  EXPECT_THAT(lines, Contains(StartsWith(advice)));
+  EXPECT_THAT(lines, Contains(HasSubstr("NO wrong"))) << "the server's own words";
   lines.clear();
   smtp = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "535 5.7.8 wrong");
   settings.mailbox = MailboxKind::kMaildir;
@@ -328,7 +315,7 @@ TEST_F(AccountTestRun, ARefusalByAKnownProviderNamesThePageAboutItsAppPasswords)
   settings.smtp.secret = SecretSource::kKeyring;
   secrets.smtp = Secret("another word");
   EXPECT_FALSE(run());
-  EXPECT_THAT(lines, Contains(advice)) << "the mailbox is a Maildir";
+  EXPECT_THAT(lines, Contains(StartsWith(advice))) << "the mailbox is a Maildir";
 }
 
 TEST_F(AccountTestRun, WhoeverHasATokenIsNotToldToMakeAnAppPassword) {
@@ -336,15 +323,7 @@ TEST_F(AccountTestRun, WhoeverHasATokenIsNotToldToMakeAnAppPassword) {
   settings.imap.server.host = "imap.gmail.com";
   settings.imap.signIn = SignInMethod::kXoauth2;
   EXPECT_FALSE(run());
-  EXPECT_THAT(lines, Contains(testing::StartsWith("Do: Check user name and password.")));
-  EXPECT_THAT(lines, Not(Contains(HasSubstr("Gmail needs"))));
-}
-
-TEST_F(AccountTestRun, AProviderWithoutPasswordsIsNotSaidToWantOne) {
-  imap = failing(ConnectFailure::Cause::kSignInRefused, ConnectStep::kSignIn, "NO wrong");
-  settings.imap.server.host = "outlook.office365.com";
-  EXPECT_FALSE(run());
-  EXPECT_THAT(lines, Contains(HasSubstr("the tab Your Mail says what is known.")));
+  EXPECT_THAT(lines, Contains(StartsWith("Do: Check the user name, and whether the token")));
 }
 
 TEST_F(AccountTestRun, AnInboxThatIsRefusedLeadsToTheProvidersSettings) {

@@ -86,7 +86,9 @@ TEST_F(AccountTestOverDovecot, StartTlsThatIsRefusedForNowLeadsNobodyToPortOrSec
   settings.smtp.server.security = Security::kStartTls;
   EXPECT_FALSE(run());
   EXPECT_THAT(lines, Contains("Problem: localhost cannot encrypt for now: 454 4.7.0 no key now"));
-  EXPECT_EQ(lines.back(), "Do: The server turns connections away for now. Try again in a while.");
+  EXPECT_EQ(
+      lines.back(),
+      "Do: The server turns connections away for now. Try again in a while. No password was sent.");
 }
 
 TEST_F(AccountTestOverDovecot, AWrongPasswordIsToldWithTheServersWords) {
