@@ -138,6 +138,17 @@ INSTANTIATE_TEST_SUITE_P(, StartTls, testing::Values(MailProtocol::kImap, MailPr
                            return each.param == MailProtocol::kImap ? "Imap" : "Smtp";
                          });
 
+// Without a tag the farewell is no answer to the command, so libcurl waits until the server closes.
+TEST_F(CurlEncryptionTest, AnImapServerThatSaysGoodbyeInsteadOfEncryptingTurnsAwayForNow) {
+  auto leaving = talk(MailProtocol::kImap, Security::kStartTls);
+  leaving.startTlsAnswer = "* BYE shutting down\r\n";
+  const auto failure = failureOf(serve(leaving));
+  EXPECT_EQ(failure.cause, Cause::kBusy);
+  EXPECT_EQ(failure.step, ConnectStep::kEncrypt);
+  EXPECT_THAT(failure.answer, HasSubstr("shutting down"));
+  EXPECT_THAT(server->seen(), testing::Each(Not(HasSubstr("AUTHENTICATE"))));
+}
+
 TEST_F(CurlEncryptionTest, AnImapServerThatClaimsToBeSignedInCannotAvoidTheEncryption) {
   auto preauth = talk(MailProtocol::kImap, Security::kStartTls);
   preauth.greeting = "* PREAUTH welcome\r\n";

@@ -63,6 +63,10 @@ bool imapCommand(Peer& peer, const Talk& talk, bool& encrypted) {
     return false;
   }
   if (command == "STARTTLS") {
+    if (talk.startTlsAnswer.starts_with('*')) {
+      peer.say(talk.startTlsAnswer);
+      throw PeerGone();
+    }
     if (!talk.startTlsAnswer.empty()) {
       peer.say(tag + talk.startTlsAnswer);
       return false;

@@ -19,10 +19,12 @@ struct Talk {
   std::string greeting = {};  ///< empty: the usual one
   std::string methods = "PLAIN LOGIN XOAUTH2 OAUTHBEARER CRAM-MD5";
   bool offersStartTls = true;
-  std::string startTlsAnswer = {};  ///< instead of starting it, the line end included
-  std::string refusal = {};         ///< answers the sign-in, without the tag; empty: it is accepted
-  std::string challenge = {};       ///< what precedes the refusal
-  bool silentAfterwards = false;    ///< answers nothing after the refusal
+  /// Instead of starting it, the line end included. After one of IMAP without a tag ("* BYE") the
+  /// server closes.
+  std::string startTlsAnswer = {};
+  std::string refusal = {};       ///< answers the sign-in, without the tag; empty: it is accepted
+  std::string challenge = {};     ///< what precedes the refusal
+  bool silentAfterwards = false;  ///< answers nothing after the refusal
 };
 
 /// Runs the talk up to the end of the sign-in; `signsIn` false: up to the capabilities.
