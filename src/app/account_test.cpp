@@ -56,16 +56,6 @@ constexpr std::string_view kOtherPort =
 
 using Kind = TestLine::Kind;
 
-// Whether this line begins a sign-in: AUTH (RFC 4954), and behind a tag AUTHENTICATE or LOGIN.
-bool beginsSignIn(const ProtocolLine& line, MailProtocol protocol) {
-  const std::string_view text = line.text;
-  const std::size_t tag = protocol == MailProtocol::kImap ? text.find(' ') + 1 : 0;
-  const std::string command(text.substr(tag, text.find(' ', tag) - tag));
-  return line.sent &&
-         (protocol == MailProtocol::kImap ? command == "AUTHENTICATE" || command == "LOGIN"
-                                          : command == "AUTH");
-}
-
 // Whether both are servers of one provider: the same host, or hosts with the same last two labels,
 // as imap.example.org and smtp.example.org.
 bool sameProvider(const MailServer& a, const MailServer& b) {

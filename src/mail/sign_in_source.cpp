@@ -399,6 +399,15 @@ Secret withoutGroups(const Secret& password, std::size_t length) {
   return length > 0 && size == length ? rest : password;
 }
 
+// AUTH (RFC 4954), and behind a tag AUTHENTICATE or LOGIN (RFC 9051, 6.2).
+bool beginsSignIn(const ProtocolLine& line, MailProtocol protocol) {
+  const bool imap = protocol == MailProtocol::kImap;
+  const std::string_view text = line.text;
+  const std::size_t tag = imap ? text.find(' ') + 1 : 0;
+  const std::string_view command = text.substr(tag, text.find(' ', tag) - tag);
+  return line.sent && (imap ? command == "AUTHENTICATE" || command == "LOGIN" : command == "AUTH");
+}
+
 // Port and protocol are part of it: one host may have different passwords for reading and sending.
 SecretKey secretKeyOf(const AccountSettings& account) {
   return {account.server.protocol, account.user, account.server.host, account.server.port};

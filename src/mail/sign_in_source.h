@@ -58,8 +58,9 @@ class SignInSource {
   /// temporary. The next get() asks the place anew. If that has nothing new, or if the second
   /// secret was refused too, get() fails for an hour, and longer until there is something new.
   void refused();
-  /// The server has accepted them. This and refused() also clear the calling thread's stack of what
-  /// the sign-in left there.
+  /// The server has accepted them. One for sending that offers no sign-in has not: see
+  /// beginsSignIn(). This and refused() also clear the calling thread's stack of what the sign-in
+  /// left there.
   void accepted();
   /// The user has asked for another try: the place is asked again, and something new is tried at
   /// once. What was refused is tried again half a minute after the refusal at the earliest, because
@@ -101,6 +102,10 @@ class SignInSource {
 /// An app password as its provider shows it, in groups: without the spaces, if `length` characters
 /// are left then. Any other password is returned as it is.
 Secret withoutGroups(const Secret& password, std::size_t length);
+
+/// Whether this line of those that a Network has traced begins a sign-in. A connection is open
+/// without one, too: where a server for sending offers none, or a server for reading wants none.
+bool beginsSignIn(const ProtocolLine& line, MailProtocol protocol);
 
 /// What the keyring files the secret of an account under.
 SecretKey secretKeyOf(const AccountSettings& account);

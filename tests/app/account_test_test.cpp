@@ -15,6 +15,7 @@
 #include "prefs/fake_files.h"
 #include "support/fake_secrets.h"
 #include "support/scripted_network.h"
+#include "support/signs_in.h"
 
 namespace relaybird {
 namespace {
@@ -25,23 +26,6 @@ using testing::Not;
 using testing::StartsWith;
 
 using Answer = std::function<std::string(const std::string& command)>;
-
-// Signs in whoever wants to, as the network's trace shows it, and goes on with another script.
-class SignsIn : public ServerScript {
- public:
-  explicit SignsIn(std::unique_ptr<ServerScript> then) : then_(std::move(then)) {}
-  void connecting(ServerEnd& end) override {
-    if (end.signIn()) {
-      const bool imap = end.server().protocol == MailProtocol::kImap;
-      end.trace({true, imap ? "A2 AUTHENTICATE PLAIN ***" : "AUTH PLAIN ***"});
-    }
-    then_->connecting(end);
-  }
-  void heard(ServerEnd& end, std::string_view bytes) override { then_->heard(end, bytes); }
-
- private:
-  std::unique_ptr<ServerScript> then_;
-};
 
 // An IMAP server in lines: answers each command by its words without the tag.
 std::unique_ptr<ServerScript> imapServer(const Answer& instead) {

@@ -365,5 +365,23 @@ TEST(AppPasswords, ASpaceAtAnEndIsNoticed) {
   EXPECT_FALSE(hasSpaceAtAnEnd(Secret()));
 }
 
+TEST(BeginsSignIn, IsTrueOfTheProgramsOwnCommandsAlone) {
+  const auto sent = [](const char* text, MailProtocol protocol) {
+    return beginsSignIn({true, text}, protocol);
+  };
+  for (const char* text : {"A2 AUTHENTICATE PLAIN ***", "A2 LOGIN ***", "A2 AUTHENTICATE"}) {
+    EXPECT_TRUE(sent(text, MailProtocol::kImap)) << text;
+    EXPECT_FALSE(beginsSignIn({false, text}, MailProtocol::kImap)) << "said by the server";
+  }
+  for (const char* text : {"A1 CAPABILITY", "A2 LOGOUT", "***", ""}) {
+    EXPECT_FALSE(sent(text, MailProtocol::kImap)) << text;
+    EXPECT_FALSE(sent(text, MailProtocol::kSmtp)) << text;
+  }
+  EXPECT_TRUE(sent("AUTH PLAIN ***", MailProtocol::kSmtp));
+  EXPECT_FALSE(beginsSignIn({false, "AUTH PLAIN"}, MailProtocol::kSmtp)) << "said by the server";
+  EXPECT_FALSE(sent("EHLO AUTH", MailProtocol::kSmtp));
+  EXPECT_FALSE(sent("AUTHENTICATE PLAIN", MailProtocol::kSmtp));
+}
+
 }  // namespace
 }  // namespace relaybird

@@ -6,6 +6,7 @@
 #include "outbox/delivery/smtp_transport.h"
 #include "outbox/delivery/smtp_words.h"
 #include "outbox/smtp_world.h"
+#include "support/signs_in.h"
 
 namespace relaybird {
 namespace {
@@ -38,11 +39,13 @@ struct SignInDesk {
       if (!given || given->secret.bytes() != "right") {
         return std::make_unique<NeverOpen>("AUTH", "535");
       }
-      return world.server.script(connection);
+      auto script = world.server.script(connection);
+      return offersSignIn ? std::make_unique<SignsIn>(std::move(script)) : std::move(script);
     };
     world.restart();
   }
   SmtpWorld& world;
+  bool offersSignIn = true;
   std::vector<std::string> secrets;
   int asked = 0;
   int refused = 0;
@@ -72,6 +75,17 @@ TEST(SmtpTransport, ARefusedSignInIsTriedOnceMoreWithAFreshSecretAndThenEverythi
   EXPECT_EQ(desk.triedAgain, 1);
   EXPECT_GT(desk.accepted, 0);
   EXPECT_EQ(world.waiting(), 0u);
+}
+
+TEST(SmtpTransport, AServerThatOffersNoSignInHasAcceptedNoSecret) {
+  SmtpWorld world;
+  SignInDesk desk(world);
+  desk.secrets = {"right"};
+  desk.offersSignIn = false;
+  world.send(1);
+  world.flush();
+  EXPECT_EQ(world.waiting(), 0u) << "the delivery goes on without";
+  EXPECT_EQ(desk.accepted, 0);
 }
 
 // Knows no way to sign in that the client has, so that no secret is sent.

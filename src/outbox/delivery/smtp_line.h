@@ -26,8 +26,12 @@ inline constexpr std::chrono::seconds kSmtpQuitLimit{2};
 struct SmtpLine {
   using Milliseconds = std::chrono::milliseconds;
 
-  SmtpLine(std::unique_ptr<Connection> opening, int secretNumber, Milliseconds now)
-      : connection(std::move(opening)), secret(secretNumber), since_(now) {}
+  SmtpLine(std::unique_ptr<Connection> opening, int secretNumber,
+           std::shared_ptr<const bool> signsIn, Milliseconds now)
+      : connection(std::move(opening)),
+        secret(secretNumber),
+        signedIn(std::move(signsIn)),
+        since_(now) {}
 
   /// Takes what has arrived. True if the connection has just been opened; then `setting` is the
   /// dialogue's. Where the connection has ended, the dialogue learns why.
@@ -43,6 +47,7 @@ struct SmtpLine {
 
   std::unique_ptr<Connection> connection;
   int secret;                            ///< which of the secrets it was opened with
+  std::shared_ptr<const bool> signedIn;  ///< whether that secret was sent to the server
   std::optional<SmtpDialogue> dialogue;  ///< once it is open
 
  private:

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "mail/sign_in_source.h"
 #include "outbox/delivery/smtp_line.h"
 #include "outbox/delivery/smtp_words.h"
 
@@ -229,9 +230,15 @@ bool SmtpTransport::Series::open() {
     }
     signIn_ = std::move(*got);
   }
-  lines_.emplace_back(network_->connect(transport_.setting_.server, signIn_, kSmtpOpenLimit,
-                                        transport_.setting_.trace),
-                      secret_, network_->steadyTime());
+  const auto signedIn = std::make_shared<bool>(false);
+  const auto trace = [signedIn, &show = transport_.setting_.trace](const ProtocolLine& line) {
+    *signedIn = *signedIn || beginsSignIn(line, MailProtocol::kSmtp);
+    if (show) {
+      show(line);
+    }
+  };
+  lines_.emplace_back(network_->connect(transport_.setting_.server, signIn_, kSmtpOpenLimit, trace),
+                      secret_, signedIn, network_->steadyTime());
   return true;
 }
 
@@ -239,8 +246,9 @@ void SmtpTransport::Series::receive(SmtpLine& line) {
   const auto& setting = transport_.setting_;
   const bool opened = line.receive({setting.server.host, transport_.mayPipeline_, setting.trace},
                                    network_->steadyTime());
-  if (opened) {
-    // An open connection is signed in.
+  // A server that offers no sign-in has accepted no secret, and what another one behind the same
+  // name has refused stays refused.
+  if (opened && *line.signedIn) {
     if (setting.signIn && setting.signIn->accepted) {
       setting.signIn->accepted();
     }
