@@ -11,6 +11,7 @@
 
 #include "mail/mail_in_words.h"
 #include "platform/text/ascii_text.h"
+#include "ui/forms/setup/setup_advice.h"
 #include "ui/forms/setup/setup_secrets.h"
 
 namespace relaybird {
@@ -85,13 +86,15 @@ void frmSetup::wire() {
     transfer_.securityChosen(cmbSmtpSecurity, txtSmtpPort, MailProtocol::kSmtp);
     showServers();
   });
-  for (Control* field : {&txtImapHost, &txtImapPort, &txtImapUser, &txtSmtpPort, &txtSmtpUser}) {
+  for (Control* field : {&txtImapPort, &txtImapUser, &txtSmtpPort, &txtSmtpUser}) {
     field->onChange([this] { showServers(); });
   }
-  txtSmtpHost.onChange([this] {
-    showProvider();
-    showWhatApplies();
-  });
+  for (Control* host : {&txtImapHost, &txtSmtpHost}) {
+    host->onChange([this] {
+      showProvider();
+      showWhatApplies();
+    });
+  }
   wireFound(cmbFoundMaildir, txtMaildir);
   wireFound(cmbFoundCommand, txtSendmail);
   lnkProviderPage.onClick([this] {
@@ -233,32 +236,16 @@ void frmSetup::propose() {
 }
 
 void frmSetup::showProvider() {
-  ProviderAdvice advice = ProviderChoice::advice(proposal_);
-  if (!onlineNote_.empty() && cmbSignIn.value() == kByOnlineAccount) {
-    advice.more += (advice.more.empty() ? "" : "\r\n") + onlineNote_;
-  }
-  // Without a sign-in for sending only, the provider's advice is about the account.
-  const MailSettings settings = transfer_.settings();
-  const bool signsInToSend = cmbDelivery.value() == kByOtherServer && settings.smtp.signIn;
-  const Proposal sending =
-      signsInToSend ? proposalAt(settings.smtp.server, txtMailAddress.text()) : Proposal();
-  if (opbMaildir.checked()) {
-    advice = ProviderChoice::sendingAdvice(sending);
-    // Many servers refuse mail from an address that does not exist.
-    if (trimmed(txtMailAddress.text()).empty()) {
-      std::string& text = advice.first.empty() ? advice.first : advice.more;
-      text += (text.empty() ? "" : "\r\n") + ("Without your address, forwards come from " +
-                                              user_.userAtHost + ", which many servers refuse.");
-    }
+  SetupAdvice advice =
+      setupAdvice(transfer_.settings(), txtMailAddress.text(), proposal_, user_.userAtHost);
+  if (opbAccount.checked() && !onlineNote_.empty() && cmbSignIn.value() == kByOnlineAccount) {
+    addAdviceLine(advice.more, onlineNote_);
   }
   lblProvider.setText(advice.first);
   lnkProviderPage.setText(advice.page);
   lblProviderMore.setText(advice.more);
-  const auto nameOf = [](const Proposal& proposal) {
-    return proposal.signIn == ProviderSignIn::kAppPassword ? "App password:" : "Password:";
-  };
-  lblPassword.setText(nameOf(proposal_));
-  lblSmtpPassword.setText(nameOf(sending));
+  lblPassword.setText(advice.passwordLabel);
+  lblSmtpPassword.setText(advice.smtpPasswordLabel);
 }
 
 void frmSetup::showWhatApplies() {
@@ -327,8 +314,10 @@ bool frmSetup::checked() {
 
 bool frmSetup::passwordsChecked() {
   const TypedSecrets typed = typedSecrets(*this);
+  const MailSettings settings = transfer_.settings();
   const auto mistake =
-      secretMistake(transfer_.settings(), typed, proposal_, known_ ? &before_ : nullptr);
+      secretMistake(settings, typed, knownForReading(settings, txtMailAddress.text(), proposal_),
+                    known_ ? &before_ : nullptr);
   if (mistake) {
     tabSetup.setValue(mistake->tab);
     fail(mistake->text);

@@ -46,28 +46,4 @@ Proposal ProviderChoice::proposal(std::string_view address, int position) const 
   return host < hosts_.size() ? proposalFrom(*hosts_[host], trimmed(address)) : byAddress;
 }
 
-// The server may have been typed, so nothing is said about the list.
-ProviderAdvice ProviderChoice::sendingAdvice(const Proposal& proposal) {
-  ProviderAdvice advice;
-  advice.page = proposal.page;
-  for (const std::string& remark : proposal.remarks) {
-    if (advice.first.empty()) {
-      advice.first = remark;
-    } else {
-      advice.more += (advice.more.empty() ? "" : "\r\n") + remark;
-    }
-  }
-  return advice;
-}
-
-ProviderAdvice ProviderChoice::advice(const Proposal& proposal) {
-  ProviderAdvice advice = sendingAdvice(proposal);
-  if (proposal.kind == Proposal::Kind::kFound && !proposal.provider.empty()) {
-    advice.more += (advice.more.empty() ? "" : "\r\n") + proposal.provider +
-                   " is in the built-in list of " + std::string(kProviderListDate) +
-                   ", so the servers are filled in.";
-  }
-  return advice;
-}
-
 }  // namespace relaybird

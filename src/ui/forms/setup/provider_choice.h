@@ -11,13 +11,6 @@
 
 namespace relaybird {
 
-/// What the dialog says about a provider, in the order of reading.
-struct ProviderAdvice {
-  std::string first;  ///< what to do first; where there is a page, it continues with `page`
-  std::string page;   ///< an address on the web, or empty
-  std::string more;   ///< everything else
-};
-
 class ProviderChoice {
  public:
   ProviderChoice();
@@ -29,9 +22,6 @@ class ProviderChoice {
   /// The proposal for the address and the entry at that position, which counts only where it is
   /// offered.
   Proposal proposal(std::string_view address, int position) const;
-  static ProviderAdvice advice(const Proposal& proposal);
-  /// For a server that only sends: of proposalAt(). Empty where nothing is known about it.
-  static ProviderAdvice sendingAdvice(const Proposal& proposal);
 
  private:
   std::vector<const MailProvider*> hosts_;

@@ -146,6 +146,43 @@ TEST_F(Setup, AnOwnDomainTakesTheServersOfTheProviderThatIsChosen) {
   EXPECT_EQ(in("txtImapUser"), "ann@firm.example");
 }
 
+TEST_F(Setup, AnOwnDomainWhoseServerIsKnownIsToldOfTheAppPassword) {
+  open();
+  type("txtMailAddress", "ann@firm.example");
+  EXPECT_EQ(in("lblPassword"), "Password:");
+  type("txtImapHost", " imap.gmail.com ");
+  EXPECT_EQ(in("lblProvider"),
+            "Gmail needs an app password, not the account's own. Make one here:");
+  EXPECT_EQ(in("lnkProviderPage"), "https://myaccount.google.com/apppasswords");
+  EXPECT_TRUE(at("lnkProviderPage").visible());
+  EXPECT_EQ(in("lblPassword"), "App password:");
+  EXPECT_THAT(in("lblProviderMore"), testing::Not(HasSubstr("filled in")));
+  type("txtImapPort", "993");
+  type("txtSmtpHost", "smtp.gmail.com");
+  type("txtSmtpPort", "465");
+  type("txtPassword", "abcd efgh ijkl mnop");
+  press("cmdOK");
+  ASSERT_EQ(setup_.kept.size(), 1u) << lastBox();
+  EXPECT_EQ(setup_.kept[0].second, "abcdefghijklmnop") << "blanks around the server do not matter";
+}
+
+// The provider that was chosen is not stored; its server is.
+TEST_F(Setup, AnOwnDomainThatIsStoredIsToldOfTheAppPasswordToo) {
+  mail("store=account\naddress=ann@firm.example\nimap_host=imap.gmail.com\n");
+  open();
+  EXPECT_EQ(in("lblPassword"), "App password:");
+  EXPECT_EQ(in("lnkProviderPage"), "https://myaccount.google.com/apppasswords");
+}
+
+TEST_F(Setup, AnOwnDomainAtAServerWithoutPasswordsIsStoppedBeforeItTriesOne) {
+  open();
+  fillAccount();
+  type("txtImapHost", "outlook.office365.com");
+  press("cmdOK");
+  EXPECT_THAT(lastBox(), HasSubstr("accepts no password"));
+  EXPECT_THAT(setup_.kept, IsEmpty());
+}
+
 TEST_F(Setup, TheProviderIsAskedForOnlyWhereItIsNotKnown) {
   open();
   EXPECT_FALSE(at("cmbHostedBy").visible());
