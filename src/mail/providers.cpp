@@ -101,8 +101,8 @@ void addSignIn(const MailProvider& provider, bool reads, std::vector<std::string
       if ((provider.traits & kUncertain) != 0 && !provider.note.page.empty()) {
         remarks.push_back(
             name +
-            " may need an app password instead of the account's own. Look for one, or "
-            "for a password for mail programs, here:");
+            " may need an app password, or a password for mail programs, instead of the account's "
+            "own. Look for it on the provider's web site, beginning here:");
         return;
       }
       remarks.push_back(name + " needs an app password, not the account's own. Make one " +

@@ -71,9 +71,10 @@ TEST(Providers, WhatIsNotCertainIsNotSaidToBeTheUsersSettings) {
 TEST(Providers, AnAppPasswordThatIsNotCertainIsNotPromisedBehindThePage) {
   const Proposal tim = proposalFor("ann@tim.it");
   EXPECT_EQ(tim.page, "https://www.tim.it/assistenza/assistenza-tecnica/mail/guida/casella-posta");
-  EXPECT_EQ(tim.remarks.front(),
-            "TIM may need an app password instead of the account's own. Look for one, or for a "
-            "password for mail programs, here:");
+  EXPECT_EQ(
+      tim.remarks.front(),
+      "TIM may need an app password, or a password for mail programs, instead of the account's "
+      "own. Look for it on the provider's web site, beginning here:");
   EXPECT_EQ(tim.signIn, ProviderSignIn::kAppPassword);
 }
 
