@@ -12,8 +12,8 @@ in which the program reacts to nothing, during a check of a server far away. Wit
 clients take turns, and each figure is the median of its runs, from the client's start to the last accepted
 message; that of the program begins with its command, when it has started, and that of the script when Python
 has started and has its libraries. Nothing stands between the clients and the servers in these runs but the
-distance, which a proxy makes; the round trips are counted by a proxy in a run of its own. Prints the rows of the table in docs/performance.md, and ends with status 1 if a limit is
-exceeded.
+distance, which a proxy makes; the round trips are counted by a proxy in a run of its own. Prints the rows of the
+table in docs/performance.md, and ends with status 1 if a limit is exceeded.
 """
 
 import base64
