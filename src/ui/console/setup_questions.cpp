@@ -223,7 +223,11 @@ class Questions {
     field(applies, setup_.txtMailName, [this] {
       return (setup_.cmbHostedBy.visible() ? "" : advice()) + setup_.lblName.text();
     });
-    list(applies, setup_.lblSignIn, setup_.cmbSignIn);
+    // Of a provider that was chosen for an own domain, after the choice.
+    list(applies, setup_.cmbSignIn, [this] {
+      return (setup_.cmbHostedBy.visible() && setup_.cmbHostedBy.value() > 0 ? advice() : "") +
+             setup_.lblSignIn.text();
+    });
     list(applies, setup_.lblOnlineAccount, setup_.cmbOnlineAccount);
     choice(
         [this] {
@@ -239,7 +243,12 @@ class Questions {
     field(details, setup_.txtImapHost, [] { return "Server for reading mail (IMAP):"; });
     list(details, setup_.lblImapSecurity, setup_.cmbImapSecurity);
     field(details, setup_.lblImapPort, setup_.txtImapPort);
-    field(details, setup_.lblImapUser, setup_.txtImapUser);
+    // Of one that is known by the server that was typed; of any other the same was said before.
+    field(details, setup_.txtImapUser, [this] {
+      const bool byServer = setup_.cmbHostedBy.visible() && setup_.cmbHostedBy.value() <= 0 &&
+                            setup_.lnkProviderPage.visible();
+      return (byServer ? advice() : "") + setup_.lblImapUser.text();
+    });
     field(details, setup_.lblImapFolder, setup_.txtImapFolder);
     field(details, setup_.lblCaFile, setup_.txtCaFile);
     password(applies, setup_.lblPassword, setup_.txtPassword);

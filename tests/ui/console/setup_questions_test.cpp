@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
 #include <utility>
 
 #include "ui/forms/main/program_fixture.h"
@@ -97,6 +99,24 @@ TEST_F(SetupQuestions, AnUnknownDomainIsAskedForItsServers) {
   EXPECT_EQ(stored().imap.server.host, "mail.firm.example");
   EXPECT_EQ(stored().smtp.server.host, "out.firm.example");
   EXPECT_EQ(stored().imap.user, "ann@firm.example");
+}
+
+TEST_F(SetupQuestions, AnOwnDomainIsToldWhatTheChosenProviderWants) {
+  const auto& hosts = program().setup().cmbHostedBy.list();
+  const auto fastmail = std::find(hosts.begin(), hosts.end(), "Fastmail") - hosts.begin() + 1;
+  EXPECT_FALSE(ask({"", "ann@firm.example", std::to_string(fastmail), "", "."}));
+  ASSERT_EQ(dialogs_.inputs.size(), 5u);
+  EXPECT_THAT(dialogs_.inputs[3].prompt, testing::Not(HasSubstr("app password")));
+  EXPECT_THAT(dialogs_.inputs[4].prompt, HasSubstr("Fastmail needs an app password"));
+  EXPECT_THAT(dialogs_.inputs[4].prompt, HasSubstr("Sign in with"));
+}
+
+TEST_F(SetupQuestions, AnOwnDomainIsToldWhatTheProviderOfItsServerWants) {
+  EXPECT_FALSE(ask({"", "ann@firm.example", "", "", "", "imap.gmail.com", "", "993", "", "."}));
+  EXPECT_THAT(dialogs_.inputs[8].prompt, HasSubstr("https://myaccount.google.com/apppasswords"));
+  EXPECT_THAT(dialogs_.inputs[8].prompt, HasSubstr("User name"));
+  EXPECT_THAT(dialogs_.inputs[4].prompt, testing::Not(HasSubstr("built-in list")))
+      << "what is not known is said once";
 }
 
 TEST_F(SetupQuestions, AMaildirThatWasFoundIsOneNumber) {
