@@ -47,13 +47,6 @@ constexpr std::size_t kMostBytes = std::size_t{16} * 1024 * 1024;
 constexpr milliseconds kSlice{100};
 constexpr std::size_t kReadAtOnce = 16384;
 
-// The settings have a user name and a password already. Servers for other servers (port 25) offer
-// no sign-in, and some offer none before the encryption.
-constexpr std::string_view kOtherPort =
-    "The server wants a sign-in and offers none here. Servers offer it to mail programs at port "
-    "465 "
-    "with TLS, or at port 587 with STARTTLS: try these.";
-
 using Kind = TestLine::Kind;
 
 // Whether both are servers of one provider: the same host, or hosts with the same last two labels,
@@ -230,7 +223,6 @@ class AccountTest {
                    account.server, signIn, *signedIn);
     }
     if (connection->state() == Connection::State::kOpen) {
-      offersNoSignIn_ = signIn && !*signedIn;
       return connection;
     }
     if (const auto& failure = connection->failure()) {
@@ -420,10 +412,9 @@ class AccountTest {
                  : false;
     }
     if (!reply->positive()) {
-      return problem(
-          "The server for sending does not take mail from " + settings_.address + ": " +
-              reply->words(),
-          offersNoSignIn_ && refusesSignIn(*reply) ? std::string(kOtherPort) : smtpHint(*reply));
+      return problem("The server for sending does not take mail from " + settings_.address + ": " +
+                         reply->words(),
+                     smtpHint(*reply));
     }
     // Takes the question back. Whatever the answer, no message was begun.
     (void)ask("RSET\r\n");
@@ -442,7 +433,6 @@ class AccountTest {
   const std::function<void(const TestLine&)>& line_;
   std::unique_ptr<Network> network_;
   std::optional<SignIn> refused_;  // by the inbox's server
-  bool offersNoSignIn_ = false;    // the server of the last connection, to somebody who wants to
 };
 
 }  // namespace

@@ -95,6 +95,7 @@ TEST(SmtpWords, KnownRefusalsAreExplained) {
         Row{"535 5.7.139 Authentication unsuccessful, basic authentication is disabled",
             "does not take passwords"},
         Row{"530 5.7.0 Authentication Required", "sign in before"},
+        Row{"530 5.7.0 Must issue a STARTTLS command first", "587 with STARTTLS"},
         Row{"552 5.2.2 Mailbox full", "mailbox is full"},
         Row{"452 4.2.2 The email account that you tried to reach is over quota", "is full"},
         Row{"552 Message size exceeds fixed limit", "larger than the server takes"},

@@ -91,7 +91,11 @@ constexpr std::array kHints = {
     Hint{"535", "", kWrongSecret},
     Hint{"5.7.9", "", kAnotherWay, true},  // this way to sign in is too weak
     Hint{"534", "", kAnotherWay},
-    Hint{"530", "", "The server wants you to sign in before it takes mail: see Set up mail."},
+    // Also where the settings have a sign-in: at the port for other servers (25) none is offered.
+    Hint{
+        "530", "",
+        "The server wants you to sign in before it takes mail. Check under Set up mail the sign-in "
+        "for sending, and the port: servers offer it at 465 with TLS, or at 587 with STARTTLS."},
     // RFC 3463, and the 552 of servers without enhanced codes, which has several meanings.
     Hint{"5.3.4", "", kTooLarge},
     Hint{"5.2.3", "", kTooLarge},
