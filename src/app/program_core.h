@@ -27,7 +27,8 @@ struct ProgramIdentity {
   ProgramVersion version;
 };
 
-/// Exit statuses of the programs; ConsoleSession::exitStatus() has those of a program without input.
+/// Exit statuses of the programs; ConsoleSession::exitStatus() has those of a program without
+/// input.
 inline constexpr int kCannotStart = 1;
 inline constexpr int kSettingsForbid = 2;
 

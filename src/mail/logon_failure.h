@@ -4,8 +4,8 @@
 
 namespace relaybird {
 
-/// The server does not accept the user or the secret. Another try has the same end, and may lock the
-/// account. The value is MAPI_E_LOGON_FAILED.
+/// The server does not accept the user or the secret. Another try has the same end, and may lock
+/// the account. The value is MAPI_E_LOGON_FAILED.
 inline constexpr int kLogonRefused = static_cast<int>(0x80040111);
 
 /// There is nothing to sign in with: this session has no keyring, it is locked, or the place has no
