@@ -170,17 +170,21 @@ class Questions {
 
   // What is typed here is taken as it is: a password may well be "back".
   void password(Condition applies, const Control& label, Control& text) {
-    steps_.push_back(
-        {[applies = std::move(applies), &text] { return applies() && text.visible(); },
-         [this, &label, &text] {
-           text.setText(dialogs_.inputBox(
-               {label.text() + " (it is not shown; empty: the one that is kept already)",
-                kTitle,
-                {},
-                true,
-                false}));
-           return true;
-         }});
+    steps_.push_back({[applies = std::move(applies), &text] { return applies() && text.visible(); },
+                      [this, &label, &text] {
+                        const std::string kept =
+                            text.text().empty() ? "is kept already" : "you have typed";
+                        const std::string typed = dialogs_.inputBox(
+                            {label.text() + " (it is not shown; empty: the one that " + kept + ")",
+                             kTitle,
+                             {},
+                             true,
+                             false});
+                        if (!typed.empty()) {
+                          text.setText(typed);
+                        }
+                        return true;
+                      }});
   }
 
   // The chosen entry goes to `take`. What a question names may change while it is open, because the
@@ -327,8 +331,11 @@ class Questions {
 
 Result<void> askForSetup(frmSetup& setup, Dialogs& dialogs) {
   bool store = false;
+  // A box has said what is missing. The answers stand in brackets now.
   try {
-    store = Questions(setup, dialogs).run();
+    do {
+      store = Questions(setup, dialogs).run();
+    } while (store && !setup.acceptAndClose());
   } catch (const Ended&) {
     store = false;
   }
@@ -338,7 +345,6 @@ Result<void> askForSetup(frmSetup& setup, Dialogs& dialogs) {
     }
     return Error{0, "nothing was changed"};
   }
-  setup.acceptAndClose();
   if (!setup.stored() && !setup.visible()) {
     return Error{0, "the settings were not stored: the box that came up says why"};
   }

@@ -161,6 +161,28 @@ TEST_F(SetupQuestions, AnAnswerThatIsNoneIsToldAndAskedForAgain) {
   EXPECT_THAT(asked(), testing::Each("Where is your mail"));
 }
 
+// Everything that was typed was lost with the box.
+TEST_F(SetupQuestions, AMissingAnswerIsAskedForAgainAndTheOthersAreKept) {
+  EXPECT_TRUE(
+      ask({"2", "1", "ann@localhost", "", "2", "out.firm.example", "", "465", "", "", "pw", "", "1",
+           // Again; only the user name is new.
+           "", "", "", "", "", "", "", "", "ann", "", "", "", "1"}));
+  EXPECT_THAT(dialogs_.boxes, testing::Contains(testing::Field(&AnswerBox::text,
+                                                               HasSubstr("Enter your user name"))));
+  ASSERT_EQ(setup_.kept.size(), 1u);
+  EXPECT_EQ(setup_.kept[0].second, "pw");
+  setup_.onKept({});
+  EXPECT_EQ(stored().smtp.user, "ann");
+  EXPECT_EQ(stored().smtp.server.host, "out.firm.example");
+}
+
+TEST_F(SetupQuestions, AMissingAnswerCanBeGivenUpOn) {
+  EXPECT_FALSE(ask({"2", "1", "ann@localhost", "", "2", "out.firm.example", "", "465", "", "", "pw",
+                    "", "1", "."}));
+  EXPECT_FALSE(program().setup().visible());
+  EXPECT_FALSE(files_.has(kPrefFile));
+}
+
 TEST_F(SetupQuestions, AnotherFolderIsAskedFor) {
   EXPECT_TRUE(ask({"2", "2", "~/Mail", "ann@firm.example", "", "4", "", "1"}));
   EXPECT_EQ(stored().maildir, "/home/ann/Mail");

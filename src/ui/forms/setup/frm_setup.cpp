@@ -174,13 +174,15 @@ void frmSetup::open(Form& owner) {
   showModal(owner);
 }
 
-// For a caller without a window, such as a script: a dialog that stayed open would block it.
-void frmSetup::acceptAndClose() {
-  closesAfterWork_ = true;
+// A dialog that stayed open after its work would block whoever does not see it.
+bool frmSetup::acceptAndClose() {
+  closesAfterWork_ = false;
   cmdOK.click();
-  if (visible() && !busy()) {
+  closesAfterWork_ = visible() && busy();
+  if (visible() && stored_ && !busy()) {
     cancel();
   }
+  return stored_ || busy() || !visible();
 }
 
 void frmSetup::openFor(Form& owner, Control& button) {

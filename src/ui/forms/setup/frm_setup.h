@@ -42,8 +42,10 @@ class frmSetup : public SetupControls {
   /// The same for the work of one button, Test Account or Send a Test Message, which is pressed at
   /// once: the dialog closes by itself when that is over.
   void openFor(Form& owner, Control& button);
-  /// OK, but the dialog closes even if something is refused.
-  void acceptAndClose();
+  /// OK for a caller without a window. False if a value is missing or wrong, which a box has said;
+  /// the dialog stays open then with what was entered. Otherwise it closes by itself, at once or
+  /// when the keyring has answered, and stored() tells the outcome.
+  bool acceptAndClose();
   /// Same as Cancel.
   void closeBox() override {
     if (!closesMailbox()) {
