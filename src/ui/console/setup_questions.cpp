@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/system/secret.h"
 #include "platform/text/ascii_text.h"
 
 namespace relaybird {
@@ -174,7 +175,7 @@ class Questions {
                       [this, &label, &text] {
                         const std::string kept =
                             text.text().empty() ? "is kept already" : "you have typed";
-                        const std::string typed = dialogs_.inputBox(
+                        std::string typed = dialogs_.inputBox(
                             {label.text() + " (it is not shown; empty: the one that " + kept + ")",
                              kTitle,
                              {},
@@ -182,6 +183,7 @@ class Questions {
                              false});
                         if (!typed.empty()) {
                           text.setText(typed);
+                          wipe(typed);
                         }
                         return true;
                       }});
